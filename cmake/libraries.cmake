@@ -1,0 +1,19 @@
+# Libraries of the workbench. The module uses none of them.
+set(VELMORA_NODE_MODULES ${CMAKE_SOURCE_DIR}/node_modules)
+
+# DuckDB: the system's, else the pinned npm packages that tools/setup.sh lays down.
+find_path(DUCKDB_INCLUDE_DIR duckdb.h HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb)
+find_library(DUCKDB_LIBRARY duckdb HINTS ${VELMORA_NODE_MODULES}/@duckdb/node-bindings-linux-x64)
+if(NOT DUCKDB_INCLUDE_DIR OR NOT DUCKDB_LIBRARY)
+  message(FATAL_ERROR "DuckDB is missing: run tools/setup.sh")
+endif()
+add_library(velmora_duckdb SHARED IMPORTED)
+set_target_properties(velmora_duckdb PROPERTIES IMPORTED_LOCATION ${DUCKDB_LIBRARY}
+                                                INTERFACE_INCLUDE_DIRECTORIES ${DUCKDB_INCLUDE_DIR})
+
+find_library(READSTAT_LIBRARY readstat REQUIRED)
+find_library(XLSXWRITER_LIBRARY xlsxwriter REQUIRED)
+find_package(nlohmann_json 3 REQUIRED)
+find_package(CLI11 2 REQUIRED)
+find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED)

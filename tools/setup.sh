@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs what the build and the tests need on Debian 12: Debian packages by name, pinned npm packages
+# from package-lock.json, and DuckDB's C header out of a pinned npm package. Does nothing that is done already.
+# usage: tools/setup.sh [build|test]      (as root, or with sudo)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+what=${1:-build}
+
+build_packages=(g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
+  libcli11-dev libxlsxwriter-dev)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3)
+
+packages=("${build_packages[@]}")
+[ "$what" = test ] && packages+=("${test_packages[@]}")
+missing=()
+for package in "${packages[@]}"; do
+  [ "$package" = nodejs ] && command -v node >/dev/null && continue
+  dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+done
+command -v npm >/dev/null || missing+=(npm)
+if [ ${#missing[@]} -gt 0 ]; then
+  as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "setup: install these packages as root: ${missing[*]}" >&2; exit 1; }
+    as_root=(sudo)
+  fi
+  echo "setup: installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+stamp=node_modules/.velmora-stamp
+if ! cmp -s package-lock.json "$stamp"; then
+  echo "setup: installing the pinned npm packages"
+  npm ci --ignore-scripts --no-audit --no-fund --loglevel=error
+  cp package-lock.json "$stamp"
+fi
+
+# DuckDB's header: one file of the npm package that carries DuckDB's sources (its dependencies are not needed).
+header=node_modules/.velmora-duckdb/duckdb.h
+if [ ! -f "$header" ]; then
+  version=1.4.4
+  checksum=844249e61c9517454b8f776638ba6c5ab411d1bddde1892ab72826ea25178c72430e74aa83f5122b171be6abcdace84560f824b5ac94e9d5c2b603ea7269a9a2
+  scratch=$(mktemp -d)
+  trap 'rm -rf "$scratch"' EXIT
+  (cd "$scratch" && npm pack "duckdb@$version" --silent --ignore-scripts >/dev/null)
+  echo "$checksum  $scratch/duckdb-$version.tgz" | sha512sum --check --quiet
+  tar -xzf "$scratch/duckdb-$version.tgz" -C "$scratch" package/src/duckdb/src/include/duckdb.h
+  mkdir -p "$(dirname "$header")"
+  mv "$scratch/package/src/duckdb/src/include/duckdb.h" "$header"
+fi

@@ -1,0 +1,63 @@
+// The workbench's input table: columns of doubles, each with a name, a long name, a missing-data code and value
+// labels, plus the variable bundles of the table. Text columns are held as integer codes with labels. Everything
+// that reads a file produces a Table; everything that runs an analysis reads one.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora {
+
+// The general missing value of the host; the default missing-data code of a column.
+inline constexpr double kMissing = 1.7e308;
+
+enum class Measurement { kContinuous, kCategorical };
+
+// What a column is good for when a command defaults its predictors. Anything but kUsable is left out by default
+// and named with its reason; a user may still name it.
+enum class Role { kUsable, kIdentifier, kConstant, kDate, kAllMissing };
+
+struct ValueLabel {
+  double value = 0;
+  std::string text;
+};
+
+struct Column {
+  std::string name;      // unique in its table (case-sensitive), UTF-8
+  std::string longName;  // label or description, may be empty; a coded text column keeps none
+  double missingCode = kMissing;
+  std::vector<double> values;      // one a case; a missing value is the missing-data code
+  std::vector<ValueLabel> labels;  // ascending by value, values unique
+  Measurement measurement = Measurement::kContinuous;  // inferred by the reader, may be overridden
+  Role role = Role::kUsable;                           // inferred by the reader
+  bool fromText = false;                               // the values are codes made from texts
+
+  // The text of the label of value, or null.
+  const std::string* LabelOf(double value) const;
+  // The value whose label is text (exact match), or null.
+  const double* ValueOf(std::string_view text) const;
+};
+
+// A named list of variables of the table, 1-based.
+struct VariableBundle {
+  std::string name;
+  std::vector<int> variableNumbers;
+};
+
+struct Table {
+  std::string fileName;  // as given by the user; empty for a table made in memory
+  std::int64_t caseCount = 0;
+  std::vector<Column> columns;  // every column has caseCount values
+  std::vector<VariableBundle> bundles;
+
+  int VariableCount() const { return static_cast<int>(columns.size()); }
+  const Column& Variable(int variableNumber) const { return columns[static_cast<std::size_t>(variableNumber - 1)]; }
+  Column& Variable(int variableNumber) { return columns[static_cast<std::size_t>(variableNumber - 1)]; }
+};
+
+// True when value and code are both finite and lie within 15 units in the last place of each other.
+bool IsMissing(double value, double missingCode);
+
+}  // namespace velmora
