@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,7 +18,10 @@ enum class Measurement { kContinuous, kCategorical };
 
 // What a column is good for when a command defaults its predictors. Anything but kUsable is left out by default
 // and named with its reason; a user may still name it.
-enum class Role { kUsable, kIdentifier, kConstant, kDate, kAllMissing };
+enum class Role { kUsable, kIdentifier, kConstant, kDate, kAllMissing, kFreeText };
+
+// What the numbers of a column stand for when they are points in time: days or seconds since 1970-01-01 00:00 UTC.
+enum class DateUnit { kNone, kDays, kSeconds };
 
 struct ValueLabel {
   double value = 0;
@@ -32,7 +36,12 @@ struct Column {
   std::vector<ValueLabel> labels;  // ascending by value, values unique
   Measurement measurement = Measurement::kContinuous;  // inferred by the reader, may be overridden
   Role role = Role::kUsable;                           // inferred by the reader
-  bool fromText = false;                               // the values are codes made from texts
+  bool fromText = false;     // the values are the codes 1..k made from texts; codes follow the texts' byte order
+  bool fromBoolean = false;  // the values are 0 and 1, labelled false and true
+  DateUnit dateUnit = DateUnit::kNone;
+  std::optional<Measurement> declaredMeasurement;  // what the file or the user says; wins over inference
+  std::string measurementReason;                   // why measurement is what it is, for people
+  std::string roleReason;                          // why role is not kUsable, for people; empty when it is
 
   // The text of the label of value, or null.
   const std::string* LabelOf(double value) const;
@@ -59,5 +68,17 @@ struct Table {
 
 // True when value and code are both finite and lie within 15 units in the last place of each other.
 bool IsMissing(double value, double missingCode);
+
+// The finite doubles that count as missing under a code: IsMissing(x, code) is low <= x && x <= high, which a loop
+// over a column tests without a call. A code that is not finite gives an empty range.
+struct MissingRange {
+  explicit MissingRange(double missingCode);
+  bool Contains(double value) const { return low <= value && value <= high; }
+  double low;
+  double high;
+};
+
+// Equality of two doubles within 15 units in the last place; values that are not finite are never equal.
+inline bool NearlyEqualDoubles(double a, double b) { return IsMissing(a, b); }
 
 }  // namespace velmora
