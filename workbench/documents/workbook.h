@@ -1,0 +1,87 @@
+// What a run leaves behind: its documents in order of creation, the groups they belong to (one a dependent or
+// response), the notices, and the facts of the run. Writers read it; nothing here formats anything.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "workbench/documents/graph.h"
+#include "workbench/documents/sheet.h"
+#include "workbench/documents/short_names.h"
+#include "workbench/documents/text_document.h"
+
+namespace velmora {
+
+struct Fact {
+  std::string key;
+  std::string value;
+};
+
+// Documents of one dependent or response. Group 0 always exists and holds what belongs to the whole run.
+struct DocumentGroup {
+  int id = 0;
+  std::string name;         // of the dependent or response
+  std::string description;  // such as "continuous dependent, F statistic"; may be empty
+  std::vector<Fact> facts;
+};
+
+struct Notice {
+  std::string text;
+  int group = 0;
+};
+
+struct Document {
+  int id = 0;  // from 1, in order of creation, never reused
+  int group = 0;
+  std::variant<std::shared_ptr<Sheet>, std::shared_ptr<Graph>, std::shared_ptr<TextDocument>> body;
+
+  const Sheet* AsSheet() const;
+  const Graph* AsGraph() const;
+  const TextDocument* AsText() const;
+  std::string Title() const;
+};
+
+class Workbook {
+ public:
+  Workbook();
+
+  std::string title;            // of the run, shown as the page's heading
+  std::vector<Fact> facts;      // data file, cases, settings...
+  std::vector<Notice> notices;  // in the order they came
+  ShortNames shortNames;        // what the short names of the documents stand for
+
+  void SetFact(std::string_view key, std::string_view value);  // replaces the value of a key that is there
+  void AddNotice(std::string_view text, int group = 0);
+
+  int AddGroup(std::string_view name, std::string_view description = {});  // the new group's id
+  // A document takes part in the workbook's life: the creator may keep changing it. Returns its id. A null
+  // body is refused with 0.
+  int Add(std::shared_ptr<Sheet> sheet, int group = 0);
+  int Add(std::shared_ptr<Graph> graph, int group = 0);
+  int Add(std::shared_ptr<TextDocument> text, int group = 0);
+  bool SetGroup(int documentId, int groupId);
+  bool Remove(int documentId);
+  // Puts every document of group 0 whose title, or one of whose title lines, ends with ": " and a group's
+  // name into that group; a title cut at 80 characters matches by what is left of the name.
+  void GroupByTitles();
+
+  const std::vector<Document>& Documents() const { return documents_; }
+  const std::vector<DocumentGroup>& Groups() const { return groups_; }
+  DocumentGroup* Group(int groupId);
+  const DocumentGroup* Group(int groupId) const;
+  const Document* Find(int documentId) const;
+
+ private:
+  template <typename Body>
+  int AddBody(std::shared_ptr<Body> body, int group);
+
+  std::vector<Document> documents_;
+  std::vector<DocumentGroup> groups_;
+  int lastId_ = 0;
+};
+
+}  // namespace velmora
