@@ -1,0 +1,36 @@
+// What the module exports, and what it looks up in the host's process by name. Nothing else is called by
+// name.
+#pragma once
+
+#include "frame/host/analysis.h"
+
+namespace vlm {
+
+// The module's two exports. They need no host; null when the object cannot be made.
+using AnalysisFactory = IAnalysis* (*)();
+inline constexpr char kFeatureSelectionFactory[] = "Qvd6NewAnalysis";
+inline constexpr char kScreeningFactory[] = "Qvd6FeatureSelectionTemplate";
+
+// A log of the host's.
+struct ILog {
+  virtual int IsOn() = 0;
+  virtual void LogEntry(const char* text, int length, unsigned processId, unsigned threadId, int level,
+                        int code) = 0;
+
+ protected:
+  ~ILog() = default;
+};
+
+// Functions of the host's process, each optional:
+// Registers a type library. Called while the library is being loaded: the host queues it and acts after the
+// load. libraryId: the identifier in braces. Returns 0 on success; a failure does not stop the load.
+using RegisterTypeLibrary = int (*)(void* moduleInstance, const char* libraryId, const char* subPath,
+                                    const char* helpFolder);
+inline constexpr char kRegisterTypeLibrary[] = "QvdOleRegisterTypeLib";
+// The application's log, or null while there is no application object.
+using GetLog = ILog* (*)();
+inline constexpr char kGetApplicationLog[] = "QvdGetApplicationLog";
+// The cache that takes entries while there is no application, or while its logging is off.
+inline constexpr char kGetLogCache[] = "GetLogCache";
+
+}  // namespace vlm
