@@ -1,0 +1,112 @@
+// Gathers the cells of one column while a reader delivers them, and turns them into a Column at the end.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/field_parser.h"
+#include "workbench/data/table.h"
+#include "workbench/data/text_dictionary.h"
+
+namespace velmora {
+
+// Cells arrive in case order through one Add function a cell. A builder that has seen only missing cells
+// takes either kind. AddField decides by itself; when a column that began with numbers meets a text it
+// answers NeedsTexts, and the reader delivers the whole column again after RestartAsText (the texts of the
+// numbers are gone by then).
+class ColumnBuilder {
+ public:
+  ColumnBuilder(std::string name, int number, bool decimalComma, const std::vector<std::string>* missingTexts)
+      : name_(std::move(name)), number_(number), decimalComma_(decimalComma), missingTexts_(missingTexts) {}
+
+  // Reserves caseCount cells, if the reader knows the number.
+  void Reserve(std::int64_t caseCount) { values_.reserve(static_cast<std::size_t>(caseCount)); }
+
+  void AddMissing() { values_.push_back(kMissing); }
+  void AddNumber(double value);
+  void AddText(std::string_view text);
+  void AddField(std::string_view text);
+
+  bool NeedsTexts() const { return needsTexts_; }
+  void RestartAsText();
+
+  // A whole number that a double does not hold was met: the reader restarts the column as text.
+  void AddBigWhole() {
+    SetNeedsTexts();
+    bigWhole_ = true;
+  }
+
+  std::int64_t CaseCount() const { return static_cast<std::int64_t>(values_.size()); }
+  const std::string& Name() const { return name_; }
+  int Number() const { return number_; }
+
+  // Moves the cells into a column; sorts the texts, recognises dates. Adds sentences to warnings.
+  Column Finish(const std::string& fileName, std::vector<std::string>& warnings);
+
+ private:
+  enum class Mode { kUndecided, kNumbers, kTexts };
+
+  void AddParsed(const Field& field, std::string_view text);
+  void SetNeedsTexts();
+  bool IsMissingText(std::string_view text) const;
+  void FinishTexts(Column& column);
+  bool FinishDates(Column& column);
+  // A text column that looks like numbers spoilt by a few texts, so worth a warning.
+  bool MostlyNumbers() const;
+  void Warn(const std::string& fileName, const Column& column, std::vector<std::string>& warnings) const;
+
+  std::string name_;
+  int number_;
+  bool decimalComma_;
+  const std::vector<std::string>* missingTexts_;
+  Mode mode_ = Mode::kUndecided;
+  bool needsTexts_ = false;
+  bool bigWhole_ = false;
+  bool fromFields_ = false;
+  bool sawPoint_ = false;
+  bool sawComma_ = false;
+  std::vector<double> values_;  // in text mode the dictionary's numbers
+  TextDictionary texts_;
+  std::int64_t infinite_ = 0;
+  std::int64_t firstInfinite_ = 0;  // case number
+  std::int64_t missingMarks_ = 0;
+  std::string missingMark_;
+  std::int64_t equalToCode_ = 0;
+  std::int64_t numberFields_ = 0;  // in text mode: distinct texts that are numbers
+  std::int64_t firstText_ = 0;     // case number of the first field that is no number
+  std::string firstTextSeen_;
+  MissingRange missingRange_{kMissing};
+};
+
+inline void ColumnBuilder::AddNumber(double value) {
+  mode_ = Mode::kNumbers;
+  // Only 1.7e308 and its neighbours, NaN and the infinities fail this test.
+  if (value > -1.69e308 && value < 1.69e308) [[likely]] {
+    values_.push_back(value);
+    return;
+  }
+  if (value != value) {
+    values_.push_back(kMissing);
+  } else if (value - value != 0) {
+    if (infinite_++ == 0) firstInfinite_ = CaseCount() + 1;
+    values_.push_back(kMissing);
+  } else if (missingRange_.Contains(value)) {
+    ++equalToCode_;
+    values_.push_back(kMissing);
+  } else {
+    values_.push_back(value);
+  }
+}
+
+inline void ColumnBuilder::AddField(std::string_view text) {
+  if (needsTexts_) return;
+  if (text.empty()) return AddMissing();
+  fromFields_ = true;
+  if (mode_ == Mode::kTexts) return AddText(text);
+  AddParsed(ParseField(text, decimalComma_), text);
+}
+
+}  // namespace velmora

@@ -1,0 +1,58 @@
+// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make. Everything
+// is in memory: no database file, no temporary folder, no extension is ever fetched.
+#pragma once
+
+#include <duckdb.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "workbench/data/errors.h"
+
+namespace velmora {
+
+// What DuckDB said, cut to its first line.
+class DuckDbError : public std::runtime_error {
+ public:
+  explicit DuckDbError(const char* message);
+};
+
+class DuckDbSession {
+ public:
+  // threads 0: one a processor.
+  explicit DuckDbSession(int threads);
+  ~DuckDbSession();
+  DuckDbSession(const DuckDbSession&) = delete;
+  DuckDbSession& operator=(const DuckDbSession&) = delete;
+
+  duckdb_connection Connection() const { return connection_; }
+
+  // Runs a statement and drops its rows.
+  void Run(const std::string& sql);
+
+  // Runs a query and hands its chunks to take in the order of the rows, as they come. tick is called between
+  // the steps; when it returns false the query is stopped and Cancelled thrown.
+  void Stream(const std::string& sql, const std::function<void(duckdb_data_chunk)>& take,
+              const std::function<bool()>& tick);
+
+  // Calls row once a row of a small result, with the texts of its columns (null: NULL).
+  void Rows(const std::string& sql, const std::function<void(const char* const* texts)>& row);
+
+ private:
+  duckdb_database database_ = nullptr;
+  duckdb_connection connection_ = nullptr;
+};
+
+// 'text' as a literal of SQL.
+std::string SqlText(std::string_view text);
+// The path as a literal for DuckDB's readers, which would take * ? [ in it for a pattern.
+std::string SqlPath(const std::string& path);
+
+// The text of a VARCHAR cell.
+inline std::string_view TextOf(duckdb_string_t* cell) {
+  return {duckdb_string_t_data(cell), duckdb_string_t_length(*cell)};
+}
+
+}  // namespace velmora

@@ -1,0 +1,199 @@
+// The fast path of a number: at most 19 digits gather in an integer; when that is at most 2^53 and the power
+// of ten at most 10^22, both are exact doubles and one multiplication or division rounds once, so the result
+// is the nearest double (Clinger 1990, doi:10.1145/93542.93557). Everything else goes to std::from_chars.
+#include "workbench/data/field_parser.h"
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+
+namespace velmora {
+
+namespace {
+
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr std::uint64_t kExactWhole = std::uint64_t{1} << 53;
+constexpr int kExactPower = 22;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+
+bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
+  if (text.size() != lower.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
+    if (c != lower[i]) return false;
+  }
+  return true;
+}
+
+Field ParseWord(std::string_view text) {
+  if (text == "." || text == "?" || EqualsIgnoringCase(text, "na") || EqualsIgnoringCase(text, "n/a") ||
+      EqualsIgnoringCase(text, "null"))
+    return {FieldKind::kMissingMark};
+  std::string_view bare = text;
+  if (!bare.empty() && (bare[0] == '-' || bare[0] == '+')) bare.remove_prefix(1);
+  if (EqualsIgnoringCase(bare, "nan")) return {FieldKind::kNan};
+  if (EqualsIgnoringCase(bare, "inf") || EqualsIgnoringCase(bare, "infinity")) return {FieldKind::kInfinite};
+  return {FieldKind::kText};
+}
+
+// The nearest double of a number whose grammar is known to be right. digits has no sign.
+double NearestDouble(std::string_view digits, char decimalMark) {
+  std::array<char, 512> buffer;
+  std::string longText;
+  if (decimalMark == ',') {
+    char* copy = buffer.data();
+    if (digits.size() > buffer.size()) {
+      longText.assign(digits);
+      copy = longText.data();
+    } else {
+      digits.copy(copy, digits.size());
+    }
+    for (std::size_t i = 0; i < digits.size(); ++i)
+      if (copy[i] == ',') copy[i] = '.';
+    digits = {copy, digits.size()};
+  }
+  double value = 0;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (result.ec == std::errc::result_out_of_range) {
+    // Too large and too small share this code; a number in scientific form tells by its size as a long
+    // double.
+    return std::strtold(std::string(digits).c_str(), nullptr) > 1 ? std::numeric_limits<double>::infinity()
+                                                                  : 0.0;
+  }
+  return value;
+}
+
+// True when the decimal digits of a whole number say exactly what value holds.
+bool HoldsExactly(std::string_view digits, double value) {
+  std::array<char, 320> printed;
+  const auto result =
+      std::to_chars(printed.data(), printed.data() + printed.size(), value, std::chars_format::fixed, 0);
+  return result.ec == std::errc() && digits == std::string_view(printed.data(), result.ptr);
+}
+
+std::optional<int> ParseDigits(std::string_view text, std::size_t at, std::size_t count) {
+  if (text.size() < at + count) return std::nullopt;
+  int value = 0;
+  for (std::size_t i = at; i < at + count; ++i) {
+    if (!IsDigit(text[i])) return std::nullopt;
+    value = value * 10 + (text[i] - '0');
+  }
+  return value;
+}
+
+}  // namespace
+
+Field ParseField(std::string_view text, bool decimalComma) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  if (text.empty()) return {FieldKind::kBlank};
+
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  const bool negative = *p == '-';
+  if (*p == '-' || *p == '+') ++p;
+  const char* const first = p;
+  std::uint64_t whole = 0;
+  int digitCount = 0;     // significant digits gathered in whole
+  bool overflow = false;  // more digits than whole takes
+  int fractionDigits = 0;
+  char decimalMark = 0;
+  int seen = 0;
+  for (; p != end; ++p) {
+    if (IsDigit(*p)) {
+      ++seen;
+      if (digitCount < 19) {
+        whole = whole * 10 + static_cast<std::uint64_t>(*p - '0');
+        digitCount += whole != 0;
+      } else {
+        overflow = true;
+      }
+      fractionDigits += decimalMark != 0;
+    } else if (decimalMark == 0 && (*p == '.' || (*p == ',' && decimalComma))) {
+      decimalMark = *p;
+    } else {
+      break;
+    }
+  }
+  if (seen == 0) return ParseWord(text);
+  const bool leadingZero = *first == '0' && first + 1 != end && IsDigit(first[1]);
+  int exponent = 0;
+  bool hasExponent = false;
+  if (p != end && (*p == 'e' || *p == 'E')) {
+    const char* q = p + 1;
+    const bool negativeExponent = q != end && *q == '-';
+    if (q != end && (*q == '-' || *q == '+')) ++q;
+    if (q == end) return {FieldKind::kText};
+    for (; q != end && IsDigit(*q); ++q)
+      if (exponent < 100000) exponent = exponent * 10 + (*q - '0');
+    if (!IsDigit(q[-1])) return {FieldKind::kText};
+    if (negativeExponent) exponent = -exponent;
+    hasExponent = true;
+    p = q;
+  }
+  if (p != end) return {FieldKind::kText};
+  if (leadingZero && decimalMark == 0 && !hasExponent) return {FieldKind::kText};
+
+  Field field{FieldKind::kNumber, 0, decimalMark};
+  const int power = exponent - fractionDigits;
+  if (!overflow && whole <= kExactWhole && power >= -kExactPower && power <= kExactPower) {
+    const auto exact = static_cast<double>(whole);
+    field.value = power < 0 ? exact / kPowersOfTen[-power] : exact * kPowersOfTen[power];
+  } else {
+    const std::string_view digits(first, static_cast<std::size_t>(end - first));
+    field.value = NearestDouble(digits, decimalMark);
+    if (!std::isfinite(field.value)) return {FieldKind::kInfinite, 0, decimalMark};
+    if (decimalMark == 0 && !hasExponent && !HoldsExactly(digits, field.value))
+      field.kind = FieldKind::kBigWhole;
+  }
+  if (negative) field.value = -field.value;
+  return field;
+}
+
+std::optional<double> ParseIsoDate(std::string_view text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
+  const auto year = ParseDigits(text, 0, 4);
+  const auto month = ParseDigits(text, 5, 2);
+  const auto day = ParseDigits(text, 8, 2);
+  if (!year || !month || !day) return std::nullopt;
+  const std::chrono::year_month_day date{std::chrono::year(*year),
+                                         std::chrono::month(static_cast<unsigned>(*month)),
+                                         std::chrono::day(static_cast<unsigned>(*day))};
+  if (!date.ok()) return std::nullopt;
+  return static_cast<double>(std::chrono::sys_days(date).time_since_epoch().count());
+}
+
+std::optional<double> ParseIsoDateTime(std::string_view text) {
+  if (text.size() < 16 || (text[10] != 'T' && text[10] != ' ') || text[13] != ':') return std::nullopt;
+  const auto days = ParseIsoDate(text.substr(0, 10));
+  const auto hour = ParseDigits(text, 11, 2);
+  const auto minute = ParseDigits(text, 14, 2);
+  if (!days || !hour || !minute || *hour > 23 || *minute > 59) return std::nullopt;
+  if (text.back() == 'Z') text.remove_suffix(1);
+  double seconds = 0;
+  if (text.size() > 16) {
+    if (text[16] != ':') return std::nullopt;
+    const auto whole = ParseDigits(text, 17, 2);
+    if (!whole || *whole > 59) return std::nullopt;
+    seconds = *whole;
+    if (text.size() > 19) {
+      if (text[19] != '.' || text.size() == 20) return std::nullopt;
+      for (char c : text.substr(20))
+        if (!IsDigit(c)) return std::nullopt;
+      const Field fraction = ParseField(text.substr(17), false);
+      // 05.25 has a leading zero but a decimal mark, so it is a number.
+      seconds = fraction.value;
+    }
+  }
+  return *days * 86400.0 + *hour * 3600.0 + *minute * 60.0 + seconds;
+}
+
+}  // namespace velmora

@@ -1,0 +1,44 @@
+// What the readers of the data layer share among themselves.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "workbench/data/column_builder.h"
+#include "workbench/data/readers.h"
+
+namespace velmora {
+
+// Tells the caller's progress function how far the reading is and throws Cancelled when it says stop.
+class ReadProgress {
+ public:
+  explicit ReadProgress(const ReadOptions& options) : options_(options) {}
+  bool Report(double fraction) const {
+    return !options_.progress || options_.progress(fraction < 0 ? 0 : fraction > 1 ? 1 : fraction);
+  }
+  void Check(double fraction) const {
+    if (!Report(fraction)) throw Cancelled();
+  }
+
+ private:
+  const ReadOptions& options_;
+};
+
+// Gives empty names VarN with a warning and refuses names that stand twice.
+void SettleNames(const std::string& path, std::vector<std::string>& names,
+                 std::vector<std::string>& warnings);
+
+// Each fills columns, caseCount and bundles; the caller has made sure that path is a file that can be opened.
+void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
+                   std::vector<std::string>& warnings);
+void ReadParquet(const std::string& path, const ReadOptions& options, Table& table,
+                 std::vector<std::string>& warnings);
+// newlineDelimited: one object a line; otherwise an array of objects, or objects one after another.
+void ReadJson(const std::string& path, const ReadOptions& options, bool newlineDelimited, Table& table,
+              std::vector<std::string>& warnings);
+// extension: lower case, without the dot.
+void ReadStatFile(const std::string& path, const ReadOptions& options, const std::string& extension,
+                  Table& table, std::vector<std::string>& warnings);
+
+}  // namespace velmora

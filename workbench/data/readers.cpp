@@ -1,0 +1,84 @@
+// Chooses the reader by the file's extension and does what all of them need before and after.
+#include "workbench/data/readers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "workbench/data/reader_parts.h"
+
+namespace velmora {
+
+namespace {
+
+std::string LowerExtension(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return extension;
+}
+
+void RequireReadableFile(const std::string& path) {
+  std::error_code code;
+  const auto status = std::filesystem::status(path, code);
+  if (!std::filesystem::exists(status)) throw DataError("There is no file " + path + ".");
+  if (std::filesystem::is_directory(status)) throw DataError(path + " is a directory, not a data file.");
+  if (!std::filesystem::is_regular_file(status)) throw DataError(path + " is not a regular file.");
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) throw DataError("Cannot open " + path + " for reading.");
+  std::fclose(file);
+  if (std::filesystem::file_size(path, code) == 0) throw DataError(path + " is empty.");
+}
+
+void ReadByExtension(const std::string& path, const ReadOptions& options, Table& table,
+                     std::vector<std::string>& warnings) {
+  const std::string extension = LowerExtension(path);
+  if (extension == "csv" || extension == "txt")
+    return ReadDelimited(path, options, options.delimiter, table, warnings);
+  if (extension == "tsv")
+    return ReadDelimited(path, options, options.delimiter != 0 ? options.delimiter : '\t', table, warnings);
+  throw DataError(
+      "Cannot tell from its name what kind of file " + path +
+      " is; known endings are .csv .tsv .txt .parquet .json .jsonl .ndjson .sav .zsav .por .sas7bdat "
+      ".xpt .dta.");
+}
+
+}  // namespace
+
+void SettleNames(const std::string& path, std::vector<std::string>& names,
+                 std::vector<std::string>& warnings) {
+  std::unordered_map<std::string, std::size_t> places;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (names[i].empty()) continue;
+    const auto [at, isNew] = places.emplace(names[i], i);
+    if (!isNew)
+      throw DataError("The column name \"" + names[i] + "\" stands twice in " + path + ", in columns " +
+                      std::to_string(at->second + 1) + " and " + std::to_string(i + 1) + ".");
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!names[i].empty()) continue;
+    std::string name = "Var" + std::to_string(i + 1);
+    while (places.count(name) > 0) name += '_';
+    places.emplace(name, i);
+    warnings.push_back("Column " + std::to_string(i + 1) + " of " + path + " has no name and is called " +
+                       name + ".");
+    names[i] = std::move(name);
+  }
+}
+
+Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport* report) {
+  RequireReadableFile(path);
+  Table table;
+  table.fileName = path;
+  std::vector<std::string> warnings;
+  ReadByExtension(path, options, table, warnings);
+  if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());
+  return table;
+}
+
+}  // namespace velmora

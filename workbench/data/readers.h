@@ -1,0 +1,82 @@
+// Reads a data file into a Table.
+//
+//   .csv .tsv .txt             delimited text, through DuckDB
+//   .parquet .json .jsonl .ndjson   through DuckDB
+//   .sav .zsav .por            SPSS; .sas7bdat .xpt SAS; .dta Stata; through ReadStat
+//
+// What every reader does:
+// - A number column becomes doubles; a missing cell becomes the column's missing-data code, kMissing. NaN is
+// missing.
+//   An infinite value is missing too and named in a warning. A value that equals kMissing is missing, with a
+//   warning.
+// - A text column becomes the codes 1..k in the byte order of its distinct texts, with the texts as value
+// labels, so
+//   the coding does not depend on the order of the rows. An empty text is missing.
+// - true and false become 1 and 0 with labels. Dates become days, points in time seconds, since 1970-01-01
+// 00:00 UTC.
+// - A column of whole numbers that doubles cannot hold exactly (beyond 2^53) is kept as text, with a warning,
+// so that
+//   identifiers keep their digits. Columns of lists or structures are left out, with a warning.
+//
+// Delimited text:
+// - UTF-8 with or without byte-order mark; the first line that is not blank names the columns. Blanks around
+// a name
+//   are dropped. An empty name becomes VarN (N the column's number) with a warning; a name that stands twice
+//   is refused.
+// - .tsv is separated by tabs; for .csv and .txt the separator is the one of , ; tab | that gives the first
+// records
+//   equally many fields, the one with the most fields if several do.
+// - Every record has as many fields as the header. Blank lines are skipped, except in a file of one column,
+// where
+//   they are missing values.
+// - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not a number.
+// Where
+//   the separator is not a comma, a comma in a number is the decimal mark (a column that uses both marks is
+//   text). nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a column that
+//   otherwise holds numbers: they are missing there, with a warning. In a text column they are texts like any
+//   other.
+// - A column whose every text is a date (2024-05-31) or a point in time (2024-05-31 12:30:00) holds dates.
+//
+// Companion: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles, long names,
+// labels and codes. A Parquet file written by SaveTable carries the same inside.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+struct ReadOptions {
+  int threads = 0;     // of DuckDB; 0 = one a processor
+  char delimiter = 0;  // of delimited text; 0 = as described above
+  bool infer = true;   // fill measurement and role of every column (measurement.h)
+  // Texts that stand for a missing value in any delimited file or text column, e.g. {"NA", "n/a"}.
+  std::vector<std::string> missingTexts;
+  // Called on the reading thread with the fraction done, 0 to 1, many times a second; false cancels the
+  // reading, which then throws Cancelled.
+  std::function<bool(double)> progress;
+};
+
+// What the reader noticed, one sentence each, in the order of the columns.
+struct ReadReport {
+  std::vector<std::string> warnings;
+};
+
+// Throws DataError for anything that keeps the file from being read whole, Cancelled when progress says so.
+// report may be null.
+Table ReadTable(const std::string& path, const ReadOptions& options = {}, ReadReport* report = nullptr);
+
+// Makes code the missing-data code of the variable called name (resolved as in names.h): cells that were
+// missing stay missing under the new code, and cells equal to it within 15 ulp become missing. Returns how
+// many cells became missing. Throws DataError for an unknown name or a code that is not finite.
+std::int64_t SetMissingCode(Table& table, std::string_view name, double code);
+
+// The option text NAME=CODE. CODE is a number, or a text that is a value label of the variable.
+std::int64_t ApplyMissingOption(Table& table, std::string_view option);
+
+}  // namespace velmora

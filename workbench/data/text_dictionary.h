@@ -1,0 +1,32 @@
+// Distinct texts of one column while it is read: each new text gets the next number. Texts lie end to end in
+// one block and the table of slots is open-addressed, so a look-up allocates nothing.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora {
+
+class TextDictionary {
+ public:
+  // The number of text, from 0 in order of first appearance.
+  std::uint32_t Intern(std::string_view text);
+  std::size_t Size() const { return starts_.size() - 1; }
+  std::string_view Text(std::uint32_t number) const {
+    return std::string_view(bytes_).substr(starts_[number], starts_[number + 1] - starts_[number]);
+  }
+  // For each number, its place in the byte order of the texts.
+  std::vector<std::uint32_t> SortedPlaces() const;
+
+ private:
+  void Grow();
+
+  std::string bytes_;
+  std::vector<std::size_t> starts_{0};
+  std::vector<std::uint32_t> hashes_;
+  std::vector<std::uint32_t> slots_;  // number + 1, 0 = free; a power of two of them
+};
+
+}  // namespace velmora
