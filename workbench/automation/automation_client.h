@@ -1,0 +1,137 @@
+// A script's view of an automation object: members by name, values as C++ types, failures as exceptions. Also
+// the owned value and result behind it, which host objects use to answer.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "frame/host/automation.h"
+
+namespace velmora {
+
+// A counted reference to an object of the contract.
+template <typename Counted>
+class Reference {
+ public:
+  Reference() = default;
+  explicit Reference(Counted* object) : object_(object) {  // counts one of its own
+    if (object_ != nullptr) object_->AddReference();
+  }
+  Reference(const Reference& other) : Reference(other.object_) {}
+  Reference(Reference&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  Reference& operator=(Reference other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  ~Reference() {
+    if (object_ != nullptr) object_->ReleaseReference();
+  }
+  // Takes over a reference that the caller would otherwise have to release.
+  static Reference Adopt(Counted* object) {
+    Reference reference;
+    reference.object_ = object;
+    return reference;
+  }
+  Counted* get() const { return object_; }
+  Counted* operator->() const { return object_; }
+  Counted& operator*() const { return *object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+
+ private:
+  Counted* object_ = nullptr;
+};
+
+using ObjectReference = Reference<vlm::IAutomationObject>;
+
+// An automation call that failed: the error's number and its description, a sentence for a person.
+class AutomationError : public std::runtime_error {
+ public:
+  AutomationError(int code, const std::string& description) : std::runtime_error(description), code_(code) {}
+  int Code() const { return code_; }
+
+ private:
+  int code_;
+};
+
+// One owned automation value.
+class Variant {
+ public:
+  using Array = std::vector<Variant>;
+
+  Variant() = default;
+  Variant(int value) : value_(value) {}
+  Variant(bool value) : value_(value ? 1 : 0) {}
+  Variant(double value) : value_(value) {}
+  Variant(const char* text) : value_(std::string(text)) {}
+  Variant(std::string_view text) : value_(std::string(text)) {}
+  Variant(std::string text) : value_(std::move(text)) {}
+  Variant(std::vector<int> integers) : value_(std::move(integers)) {}
+  Variant(Array items) : value_(std::move(items)) {}
+  Variant(ObjectReference object) : value_(std::move(object)) {}
+  // Copies what a borrowed view shows.
+  explicit Variant(const vlm::AutomationValue& view);
+
+  bool IsEmpty() const { return std::holds_alternative<std::monostate>(value_); }
+  vlm::AutomationType Type() const;
+
+  // What the value is as another type: numbers of a text, a whole real as an int, a number as text. A value
+  // that cannot be shown so throws AutomationError.
+  int AsInt() const;
+  double AsReal() const;
+  std::string AsText() const;
+  std::vector<int> AsIntegers() const;  // one number gives an array of one
+  const Array& AsArray() const;
+  ObjectReference AsObject() const;  // empty for an empty value
+
+  // A view of the value, valid while the value lives unchanged. storage keeps the views of an array's items.
+  vlm::AutomationValue View(std::vector<std::vector<vlm::AutomationValue>>& storage) const;
+
+ private:
+  std::variant<std::monostate, int, double, std::string, std::vector<int>, Array, ObjectReference> value_;
+};
+
+// Receives what a call answers.
+class AutomationResult final : public vlm::IAutomationResult {
+ public:
+  virtual ~AutomationResult() = default;
+  void SetEmpty() override;
+  void SetInt(int value) override;
+  void SetReal(double value) override;
+  void SetText(const char* text, int length) override;
+  void SetIntArray(const int* values, int count) override;
+  void SetObject(vlm::IAutomationObject* object) override;
+  void SetError(int code, const char* description, int length) override;
+
+  Variant value;
+  int errorCode = 0;
+  std::string description;
+};
+
+// Calls members of one object by name. Copies share the object.
+class AutomationClient {
+ public:
+  AutomationClient() = default;
+  explicit AutomationClient(ObjectReference object) : object_(std::move(object)) {}
+
+  explicit operator bool() const { return static_cast<bool>(object_); }
+  vlm::IAutomationObject* Object() const { return object_.get(); }
+  bool HasMember(std::string_view name) const;
+
+  // Each throws AutomationError: an exception that the object raised with its own code and description, any
+  // other failure with code 0 and one sentence that names the member.
+  Variant Get(std::string_view name, const std::vector<Variant>& arguments = {}) const;
+  void Put(std::string_view name, Variant value) const;
+  Variant Call(std::string_view name, const std::vector<Variant>& arguments = {}) const;
+  // A member that answers an object.
+  AutomationClient GetObject(std::string_view name, const std::vector<Variant>& arguments = {}) const;
+
+ private:
+  Variant Invoke(std::string_view name, int kind, const std::vector<Variant>& arguments) const;
+  ObjectReference object_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,49 @@
+// What the session shows to whoever runs it: notices, messages, progress, dialogs.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/dialogs/dialog_face.h"
+
+namespace velmora {
+
+// All calls come on the session's thread. The base class shows nothing and is never cancelled.
+class Face : public DialogFace {
+ public:
+  virtual void Notice(std::string_view /*text*/) {}   // of an analysis about its results
+  virtual void Message(std::string_view /*text*/) {}  // of the message output
+  // A step is reported some two hundred times a display at most.
+  virtual void ProgressOpened(std::string_view /*caption*/, int /*stepCount*/) {}
+  virtual void ProgressStep(int /*step*/) {}
+  virtual void ProgressClosed() {}
+  // True once the display's cancel button was pressed. Asked as often as ProgressStep is called.
+  virtual bool CancelPressed() { return false; }
+};
+
+// Keeps what it was told, for tests and scripts.
+class RecordingFace : public Face {
+ public:
+  void Notice(std::string_view text) override { notices.emplace_back(text); }
+  void Message(std::string_view text) override { messages.emplace_back(text); }
+  void ProgressOpened(std::string_view caption, int stepCount) override {
+    progress.emplace_back(caption);
+    stepCounts.push_back(stepCount);
+  }
+  void ProgressStep(int step) override { steps.push_back(step); }
+  void ProgressClosed() override { ++progressClosed; }
+  void ShowEditError(DialogWindow& /*window*/, int controlId, std::string_view text) override {
+    editErrors.emplace_back(controlId, text);
+  }
+  void ShowInstructionError(DialogWindow& /*window*/, std::string_view text) override {
+    instructionErrors.emplace_back(text);
+  }
+
+  std::vector<std::string> notices, messages, progress, instructionErrors;
+  std::vector<std::pair<int, std::string>> editErrors;  // control and text
+  std::vector<int> stepCounts, steps;
+  int progressClosed = 0;
+};
+
+}  // namespace velmora
