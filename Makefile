@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo test asan bench tidy format clean setup setup-test
+.PHONY: all build demo test asan tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 
@@ -28,6 +28,11 @@ asan: setup-test
 	@cmake --preset asan-ubsan
 	@cmake --build --preset asan-ubsan
 	@ctest --preset asan-ubsan
+
+# Needs clang-tidy (Debian: clang-tidy); not part of the tests, since it takes longer than all of them.
+tidy: setup-test
+	@cmake --preset dev
+	@git ls-files '*.cpp' | grep -v '^tests/' | xargs -P 2 -n 4 clang-tidy -p build/dev --quiet
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
