@@ -1,0 +1,35 @@
+// A text sink of the contract over std::string, and texts of host calls as values.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "frame/host/types.h"
+
+namespace vlmfsl {
+
+class StringSink final : public vlm::ITextSink {
+ public:
+  void Assign(const char* data, int length) override {
+    text_.assign(data ? data : "", data && length > 0 ? length : 0);
+  }
+  const std::string& Text() const { return text_; }
+  std::string Take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+// The text that fill(ITextSink*) hands back: TextOf([&](vlm::ITextSink* sink) { host.GetVarNameEx(0, 3,
+// sink); }).
+template <typename Fill>
+[[nodiscard]] std::string TextOf(Fill&& fill) {
+  StringSink sink;
+  fill(static_cast<vlm::ITextSink*>(&sink));
+  return sink.Take();
+}
+
+// Length of a text as the contract counts it.
+[[nodiscard]] inline int LengthOf(std::string_view text) { return static_cast<int>(text.size()); }
+
+}  // namespace vlmfsl

@@ -1,0 +1,15 @@
+// What the module's instance handle stands for where there is no resource section: texts by number, dialog
+// templates and automation interfaces, from the tables of this folder.
+#pragma once
+
+#include "frame/host/resources.h"
+
+namespace vlmfsl {
+
+// Lives as long as the module.
+[[nodiscard]] vlm::IModuleResources& ModuleResources();
+
+// NUL-terminated, null for an unknown number.
+[[nodiscard]] const char* FindText(int number);
+
+}  // namespace vlmfsl
