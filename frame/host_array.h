@@ -1,25 +1,47 @@
-// An array in a block of the host's allocator.
+// Arrays in blocks of the host's allocator.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <span>
 #include <type_traits>
 #include <utility>
 
 #include "frame/host/engine_services.h"
+#include "frame/step_result.h"
 
 namespace vlmfsl {
 
-// Owns count items of T. The services outlive the array. Not filled by Allocate; AllocateZeroed fills with
-// zero bytes.
+// Takes count items of the host's memory into *block, their content undefined, and extraBytes behind them.
+// Returns kOk, or kFailed with a null block when the host has none or the size is beyond what can be
+// addressed.
+template <typename T>
+[[nodiscard]] int AllocateArray(vlm::IEngineServices& services, T** block, std::uint64_t count,
+                                std::uint64_t extraBytes = 0) {
+  static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+  *block = nullptr;
+  if (count > (std::uint64_t{1} << 48) / sizeof(T)) return kFailed;
+  // No bytes are asked for as one item, so that null always means failure.
+  const std::uint64_t bytes = std::max<std::uint64_t>(count * sizeof(T) + extraBytes, sizeof(T));
+  void* raw = nullptr;
+  if (services.AllocMem(&raw, bytes) != 0 || !raw) return kFailed;
+  *block = static_cast<T*>(raw);
+  return kOk;
+}
+
+template <typename T>
+void FreeArray(vlm::IEngineServices& services, T** block) {
+  if (!*block) return;
+  void* raw = *block;
+  services.FreeMem(&raw);
+  *block = nullptr;
+}
+
+// Owns such an array. The services outlive it.
 template <typename T>
 class HostArray {
-  static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
-
  public:
   HostArray() = default;
   explicit HostArray(vlm::IEngineServices& services) : services_(&services) {}
@@ -37,37 +59,31 @@ class HostArray {
   HostArray& operator=(const HostArray&) = delete;
   ~HostArray() { Release(); }
 
-  // Replaces what the array holds by count items. Returns 0, or 1 (and is empty) when there is no memory.
-  [[nodiscard]] int Allocate(std::size_t count) {
+  // Replaces what the array holds by count items of undefined content. Returns kOk, or kFailed and is empty.
+  [[nodiscard]] int Allocate(std::uint64_t count, std::uint64_t extraBytes = 0) {
     Release();
-    if (!services_ || count > std::numeric_limits<std::size_t>::max() / sizeof(T)) return 1;
-    void* block = nullptr;
-    // A block of no bytes is asked for as one item, so that null always means failure.
-    if (services_->AllocMem(&block, std::max<std::size_t>(count, 1) * sizeof(T)) != 0 || !block) return 1;
-    block_ = static_cast<T*>(block);
-    count_ = count;
-    return 0;
+    if (!services_ || AllocateArray(*services_, &block_, count, extraBytes) != kOk) return kFailed;
+    count_ = static_cast<std::size_t>(count);
+    return kOk;
   }
 
-  [[nodiscard]] int AllocateZeroed(std::size_t count) {
-    if (Allocate(count) != 0) return 1;
-    if (count_ > 0) std::memset(static_cast<void*>(block_), 0, count_ * sizeof(T));
-    return 0;
+  // The same, filled with zero bytes.
+  [[nodiscard]] int AllocateZeroed(std::uint64_t count) {
+    if (Allocate(count) != kOk) return kFailed;
+    std::memset(static_cast<void*>(block_), 0, count_ * sizeof(T));
+    return kOk;
   }
 
   void Release() {
-    if (!block_) return;
-    void* block = block_;
-    services_->FreeMem(&block);
-    block_ = nullptr;
+    if (services_) FreeArray(*services_, &block_);
     count_ = 0;
   }
 
-  [[nodiscard]] T* Data() { return block_; }
-  [[nodiscard]] const T* Data() const { return block_; }
-  [[nodiscard]] std::size_t Count() const { return count_; }
-  [[nodiscard]] std::span<T> Span() { return {block_, count_}; }
-  [[nodiscard]] std::span<const T> Span() const { return {block_, count_}; }
+  [[nodiscard]] T* data() { return block_; }
+  [[nodiscard]] const T* data() const { return block_; }
+  [[nodiscard]] std::size_t size() const { return count_; }
+  [[nodiscard]] std::span<T> Elements() { return {block_, count_}; }
+  [[nodiscard]] std::span<const T> Elements() const { return {block_, count_}; }
   T& operator[](std::size_t index) { return block_[index]; }
   const T& operator[](std::size_t index) const { return block_[index]; }
   explicit operator bool() const { return block_ != nullptr; }

@@ -1,7 +1,7 @@
 // One flag for the whole module says whether its display is open: the host shows one at a time.
 #include "frame/progress_scope.h"
 
-#include "frame/string_sink.h"
+#include "frame/engine_texts.h"
 
 namespace vlmfsl {
 namespace {
@@ -11,11 +11,7 @@ ProgressScope* openScope = nullptr;
 
 }  // namespace
 
-bool IsRunCancelled(vlm::IEngineServices& services) {
-  if (services.pcancel() != 0 || services.IsExternallyCancelled() != 0) return true;
-  vlm::IIterDisplay* display = services.GetIterDisplay();
-  return display && display->WasCanceled() != 0;
-}
+bool IsCancelled(vlm::IEngineServices& services) { return IsCancelled(services, services.GetIterDisplay()); }
 
 ProgressScope::ProgressScope(vlm::IEngineServices& services, std::string_view caption, int stepCount)
     : services_(services) {
@@ -24,19 +20,19 @@ ProgressScope::ProgressScope(vlm::IEngineServices& services, std::string_view ca
 
 ProgressScope::ProgressScope(vlm::IEngineServices& services, int captionTextId, int stepCount)
     : services_(services) {
-  Open(TextOf([&](vlm::ITextSink* sink) { services.LoadText(captionTextId, sink); }), stepCount);
+  Open(LoadText(services, captionTextId), stepCount);
 }
 
-ProgressScope::~ProgressScope() { Stop(); }
+ProgressScope::~ProgressScope() { Close(); }
 
 void ProgressScope::Open(std::string_view caption, int stepCount) {
-  if (openScope) openScope->Stop();
+  if (openScope) openScope->Close();
   services_.d_pbar(caption.data(), LengthOf(caption));
   services_.dstart(stepCount);
   openScope = this;
 }
 
-void ProgressScope::Stop() {
+void ProgressScope::Close() {
   if (openScope != this) return;
   openScope = nullptr;
   services_.dstop();

@@ -9,7 +9,13 @@ namespace vlmfsl {
 
 // True when the user or the host asks this run to stop: the display's cancel button, the process-wide
 // request, or the host's iteration display.
-[[nodiscard]] bool IsRunCancelled(vlm::IEngineServices& services);
+[[nodiscard]] bool IsCancelled(vlm::IEngineServices& services);
+// The same for a caller that has asked for the iteration display once for a whole pass; null: none is
+// attached.
+[[nodiscard]] inline bool IsCancelled(vlm::IEngineServices& services, vlm::IIterDisplay* display) {
+  return services.pcancel() != 0 || services.IsExternallyCancelled() != 0 ||
+         (display && display->WasCanceled() != 0);
+}
 
 // Opens the display with a caption and a range of 1..stepCount; one that is still open is closed first.
 class ProgressScope {
@@ -22,9 +28,9 @@ class ProgressScope {
   ProgressScope& operator=(const ProgressScope&) = delete;
 
   void Advance(int step) { services_.termom(step); }
-  [[nodiscard]] bool IsCancelled() const { return IsRunCancelled(services_); }
+  [[nodiscard]] bool IsCancelled() const { return vlmfsl::IsCancelled(services_); }
   // Closes the display before the scope ends.
-  void Stop();
+  void Close();
 
  private:
   void Open(std::string_view caption, int stepCount);

@@ -1,8 +1,10 @@
 // A text sink of the contract over std::string, and texts of host calls as values.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "frame/host/types.h"
 
@@ -10,8 +12,13 @@ namespace vlmfsl {
 
 class StringSink final : public vlm::ITextSink {
  public:
+  // Without memory the text stays empty: a sink must not throw into the host.
   void Assign(const char* data, int length) override {
-    text_.assign(data ? data : "", data && length > 0 ? length : 0);
+    try {
+      text_.assign(data ? data : "", data && length > 0 ? static_cast<std::size_t>(length) : 0);
+    } catch (...) {
+      text_.clear();
+    }
   }
   const std::string& Text() const { return text_; }
   std::string Take() { return std::move(text_); }

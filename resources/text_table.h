@@ -36,10 +36,10 @@
   ROW(kTextCategoricalDependents, 10032, "Dependent; categorical:")                                         \
   ROW(kTextContinuousPredictors, 10033, "Predictors; continuous:")                                          \
   ROW(kTextCategoricalPredictors, 10034, "Predictors; categorical:")                                        \
-  ROW(kTextNoPredictorMeetsCriterion, 10035,                                                                \
+  ROW(kTextNoneMeetsCriterion, 10035,                                                                       \
       "None of the predictor variables for dependent variable %s meet the specified p-value criterion; "    \
       "all predictors will be selected and shown instead.")                                                 \
-  ROW(kTextTooManyBestPredictors, 10036,                                                                    \
+  ROW(kTextTooManyBest, 10036,                                                                              \
       "The number of predictor variables for dependent variable %s are more than %d. the first %d "         \
       "predictors will be displayed.")                                                                      \
   ROW(kTextResultDialog, 10037, "Feature Selection result dialog")                                          \
