@@ -69,7 +69,7 @@ struct AutomationMember {
   int kinds;          // InvokeKind flags
   int getType;        // AutomationType of a get, or of a method's result (kAutomationEmpty for none)
   int putType;        // AutomationType of a put
-  int argumentCount;  // arguments of a get or a method besides the value put: 0 or 1
+  int argumentCount;  // arguments of a get or a method besides the value put: 0 or 1, of a host's object more
   int argumentType;
   const char* argumentName;
   const char* getHelp;  // help string of the get or the method

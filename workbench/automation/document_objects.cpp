@@ -1,0 +1,363 @@
+// The automation objects of documents. Rows, columns, cases, variables and items are numbered from 1.
+#include "workbench/automation/document_objects.h"
+
+#include <utility>
+
+#include "workbench/automation/host_object.h"
+
+namespace velmora {
+
+namespace {
+
+using Arguments = std::vector<Variant>;
+
+vlm::AutomationMember Getter(int id, const char* name, int type, const char* help, int argumentCount = 0,
+                             int argumentType = 0, const char* argumentName = "") {
+  return {id, name, vlm::kInvokeGet, type, 0, argumentCount, argumentType, argumentName, help, ""};
+}
+
+vlm::AutomationMember Property(int id, const char* name, int type, const char* help) {
+  return {id, name, vlm::kInvokeGet | vlm::kInvokePut, type, type, 0, 0, "", help, help};
+}
+
+vlm::AutomationMember Method(int id, const char* name, const char* help, int argumentCount, int argumentType,
+                             const char* argumentName) {
+  return {id, name, vlm::kInvokeMethod, 0, 0, argumentCount, argumentType, argumentName, help, ""};
+}
+
+// The number when it lies in 1..count, else a failure that names what was asked for.
+int InRange(const Variant& argument, std::int64_t count, const char* what) {
+  const int number = argument.AsInt();
+  if (number < 1 || number > count) {
+    throw AutomationError(vlm::kAutomationErrorCode, std::string("There is no ") + what + " " +
+                                                         std::to_string(number) + "; there are " +
+                                                         std::to_string(count) + ".");
+  }
+  return number;
+}
+
+class SpreadsheetObject final : public HostObject<SpreadsheetObject> {
+ public:
+  SpreadsheetObject(std::shared_ptr<Sheet> sheet, std::shared_ptr<const ShortNames> shortNames)
+      : sheet_(std::move(sheet)), shortNames_(std::move(shortNames)) {}
+  static const HostMemberTable<SpreadsheetObject>& Members();
+
+ private:
+  friend class HostObject<SpreadsheetObject>;
+  ~SpreadsheetObject() = default;
+  int Row(const Variant& argument) const { return InRange(argument, sheet_->RowCount(), "row"); }
+  int Column(const Variant& argument) const { return InRange(argument, sheet_->ColumnCount(), "column"); }
+  Variant CellValue(int row, int column) const {
+    const double value = sheet_->Cell(row, column);
+    return IsEmptyCell(value) ? Variant() : Variant(value);
+  }
+  std::string CellText(int row, int column) const {
+    if (const std::string* text = sheet_->ShownText(row, column)) return *text;
+    return CellValue(row, column).AsText();
+  }
+
+  std::shared_ptr<Sheet> sheet_;
+  std::shared_ptr<const ShortNames> shortNames_;
+};
+
+const HostMemberTable<SpreadsheetObject>& SpreadsheetObject::Members() {
+  using Self = SpreadsheetObject;
+  using vlm::kAutomationInt, vlm::kAutomationText, vlm::kAutomationVariant;
+  static const HostMemberTable<Self> table(
+      "Spreadsheet", "Output spreadsheet",
+      {{Getter(1, "Title", kAutomationText, "Title"),
+        [](Self& s, const Arguments&) { return Variant(s.sheet_->Title()); }, nullptr},
+       {Getter(2, "RowCount", kAutomationInt, "Number of rows"),
+        [](Self& s, const Arguments&) { return Variant(s.sheet_->RowCount()); }, nullptr},
+       {Getter(3, "ColumnCount", kAutomationInt, "Number of columns"),
+        [](Self& s, const Arguments&) { return Variant(s.sheet_->ColumnCount()); }, nullptr},
+       {Getter(4, "RowName", kAutomationText, "Name of a row, in full", 1, kAutomationInt, "Row"),
+        [](Self& s, const Arguments& a) {
+          return Variant(s.shortNames_->FullNameOf(s.sheet_->RowName(s.Row(a[0]))));
+        },
+        nullptr},
+       {Getter(5, "ColumnName", kAutomationText, "Name of a column, in full", 1, kAutomationInt, "Column"),
+        [](Self& s, const Arguments& a) {
+          return Variant(s.shortNames_->FullNameOf(s.sheet_->ColumnName(s.Column(a[0]))));
+        },
+        nullptr},
+       {Getter(6, "ShortRowName", kAutomationText, "Name of a row as it stands in the sheet", 1,
+               kAutomationInt, "Row"),
+        [](Self& s, const Arguments& a) { return Variant(s.sheet_->RowName(s.Row(a[0]))); }, nullptr},
+       {Getter(7, "Value", kAutomationVariant, "Number of a cell, empty for an empty cell", 2, kAutomationInt,
+               "Row, Column"),
+        [](Self& s, const Arguments& a) { return s.CellValue(s.Row(a[0]), s.Column(a[1])); }, nullptr},
+       {Getter(8, "Text", kAutomationText, "Text of a cell: its text, its value's label or its number", 2,
+               kAutomationInt, "Row, Column"),
+        [](Self& s, const Arguments& a) { return Variant(s.CellText(s.Row(a[0]), s.Column(a[1]))); },
+        nullptr},
+       {Getter(9, "ColumnLongName", kAutomationText, "Long name or formula of a column", 1, kAutomationInt,
+               "Column"),
+        [](Self& s, const Arguments& a) { return Variant(s.sheet_->ColumnLongName(s.Column(a[0]))); },
+        nullptr}});
+  return table;
+}
+
+class GraphObject final : public HostObject<GraphObject> {
+ public:
+  GraphObject(std::shared_ptr<Graph> graph, std::shared_ptr<const ShortNames> shortNames)
+      : graph_(std::move(graph)), shortNames_(std::move(shortNames)) {}
+  static const HostMemberTable<GraphObject>& Members();
+
+ private:
+  friend class HostObject<GraphObject>;
+  ~GraphObject() = default;
+  const GraphSeries& Series(const Variant& argument) const {
+    const auto count = static_cast<std::int64_t>(graph_->series.size());
+    return graph_->series[static_cast<std::size_t>(InRange(argument, count, "series") - 1)];
+  }
+  static std::size_t Point(const Variant& argument, std::size_t count) {
+    return static_cast<std::size_t>(InRange(argument, static_cast<std::int64_t>(count), "point") - 1);
+  }
+
+  std::shared_ptr<Graph> graph_;
+  std::shared_ptr<const ShortNames> shortNames_;
+};
+
+const HostMemberTable<GraphObject>& GraphObject::Members() {
+  using Self = GraphObject;
+  using vlm::kAutomationInt, vlm::kAutomationReal, vlm::kAutomationText;
+  static const HostMemberTable<Self> table(
+      "Graph", "Graph",
+      {{Getter(1, "Title", kAutomationText, "First title line"),
+        [](Self& s, const Arguments&) { return Variant(s.graph_->Title()); }, nullptr},
+       {Getter(2, "TitleLineCount", kAutomationInt, "Number of title lines"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.graph_->titleLines.size())); },
+        nullptr},
+       {Getter(3, "TitleLine", kAutomationText, "A title line", 1, kAutomationInt, "Line"),
+        [](Self& s, const Arguments& a) {
+          const auto& lines = s.graph_->titleLines;
+          return Variant(lines[Point(a[0], lines.size())]);
+        },
+        nullptr},
+       {Getter(4, "Footnote", kAutomationText, "Footnote"),
+        [](Self& s, const Arguments&) { return Variant(s.graph_->footnote); }, nullptr},
+       {Getter(5, "EventCode", kAutomationText, "Event script of the graph"),
+        [](Self& s, const Arguments&) { return Variant(s.graph_->eventScript); }, nullptr},
+       {Getter(6, "SeriesCount", kAutomationInt, "Number of series"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.graph_->series.size())); },
+        nullptr},
+       {Getter(7, "PointCount", kAutomationInt, "Number of points of a series", 1, kAutomationInt, "Series"),
+        [](Self& s, const Arguments& a) { return Variant(static_cast<int>(s.Series(a[0]).x.size())); },
+        nullptr},
+       {Getter(8, "X", kAutomationReal, "Position of a point", 2, kAutomationInt, "Series, Point"),
+        [](Self& s, const Arguments& a) {
+          const GraphSeries& series = s.Series(a[0]);
+          return Variant(series.x[Point(a[1], series.x.size())]);
+        },
+        nullptr},
+       {Getter(9, "Y", kAutomationReal, "Value of a point", 2, kAutomationInt, "Series, Point"),
+        [](Self& s, const Arguments& a) {
+          const GraphSeries& series = s.Series(a[0]);
+          return Variant(series.y[Point(a[1], series.y.size())]);
+        },
+        nullptr},
+       {Getter(10, "Label", kAutomationText, "Label of a point, in full", 2, kAutomationInt, "Series, Point"),
+        [](Self& s, const Arguments& a) {
+          const GraphSeries& series = s.Series(a[0]);
+          const std::size_t point = Point(a[1], series.x.size());
+          return point < series.labels.size() ? Variant(s.shortNames_->FullNameOf(series.labels[point]))
+                                              : Variant();
+        },
+        nullptr}});
+  return table;
+}
+
+class ReportObject final : public HostObject<ReportObject> {
+ public:
+  explicit ReportObject(std::shared_ptr<TextDocument> report) : report_(std::move(report)) {}
+  static const HostMemberTable<ReportObject>& Members();
+
+ private:
+  friend class HostObject<ReportObject>;
+  ~ReportObject() = default;
+  std::shared_ptr<TextDocument> report_;
+};
+
+const HostMemberTable<ReportObject>& ReportObject::Members() {
+  using Self = ReportObject;
+  static const HostMemberTable<Self> table(
+      "Report", "Text report",
+      {{Getter(1, "Title", vlm::kAutomationText, "Title"),
+        [](Self& s, const Arguments&) { return Variant(s.report_->title); }, nullptr},
+       {Getter(2, "Text", vlm::kAutomationText, "The whole text"),
+        [](Self& s, const Arguments&) { return Variant(s.report_->text); }, nullptr}});
+  return table;
+}
+
+class WorkbookObject final : public HostObject<WorkbookObject> {
+ public:
+  explicit WorkbookObject(std::shared_ptr<Workbook> workbook) : workbook_(std::move(workbook)) {}
+  static const HostMemberTable<WorkbookObject>& Members();
+
+ private:
+  friend class HostObject<WorkbookObject>;
+  ~WorkbookObject() = default;
+  std::shared_ptr<Workbook> workbook_;
+};
+
+const HostMemberTable<WorkbookObject>& WorkbookObject::Members() {
+  using Self = WorkbookObject;
+  static const HostMemberTable<Self> table(
+      "Workbook", "Documents that analyses made",
+      {{Getter(1, "Count", vlm::kAutomationInt, "Number of documents"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.workbook_->Documents().size())); },
+        nullptr},
+       {Getter(2, "Item", vlm::kAutomationObject, "A document, in order of creation", 1, vlm::kAutomationInt,
+               "Index"),
+        [](Self& s, const Arguments& a) {
+          const auto& documents = s.workbook_->Documents();
+          const int number = InRange(a[0], static_cast<std::int64_t>(documents.size()), "document");
+          return Variant(MakeDocumentObject(s.workbook_, documents[static_cast<std::size_t>(number - 1)]));
+        },
+        nullptr},
+       {Getter(3, "NoticeCount", vlm::kAutomationInt, "Number of notices"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.workbook_->notices.size())); },
+        nullptr},
+       {Getter(4, "Notice", vlm::kAutomationText, "Text of a notice", 1, vlm::kAutomationInt, "Index"),
+        [](Self& s, const Arguments& a) {
+          const auto& notices = s.workbook_->notices;
+          const int number = InRange(a[0], static_cast<std::int64_t>(notices.size()), "notice");
+          return Variant(notices[static_cast<std::size_t>(number - 1)].text);
+        },
+        nullptr}});
+  return table;
+}
+
+class InputSpreadsheetObject final : public HostObject<InputSpreadsheetObject> {
+ public:
+  explicit InputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access)
+      : access_(std::move(access)) {}
+  static const HostMemberTable<InputSpreadsheetObject>& Members();
+
+ private:
+  friend class HostObject<InputSpreadsheetObject>;
+  ~InputSpreadsheetObject() = default;
+  Table& Data() const { return access_->table(); }
+  Column& Variable(const Variant& argument) const {
+    Table& table = Data();
+    return table.Variable(InRange(argument, table.VariableCount(), "variable"));
+  }
+  const VariableBundle& Bundle(const Variant& argument) const {
+    const auto& bundles = Data().bundles;
+    const int number = InRange(argument, static_cast<std::int64_t>(bundles.size()), "bundle");
+    return bundles[static_cast<std::size_t>(number - 1)];
+  }
+  double Cell(const Arguments& arguments) const {
+    const Column& column = Variable(arguments[1]);
+    return column.values[static_cast<std::size_t>(InRange(arguments[0], Data().caseCount, "case") - 1)];
+  }
+
+  std::shared_ptr<const InputSpreadsheetAccess> access_;
+};
+
+const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members() {
+  using Self = InputSpreadsheetObject;
+  using vlm::kAutomationInt, vlm::kAutomationReal, vlm::kAutomationText, vlm::kAutomationVariant;
+  static const HostMemberTable<Self> table(
+      "InputSpreadsheet", "The table that analyses work on",
+      {{Getter(1, "FileName", kAutomationText, "File that the data came from"),
+        [](Self& s, const Arguments&) { return Variant(s.Data().fileName); }, nullptr},
+       {Getter(2, "CaseCount", kAutomationInt, "Number of cases"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.Data().caseCount)); }, nullptr},
+       {Getter(3, "VariableCount", kAutomationInt, "Number of variables"),
+        [](Self& s, const Arguments&) { return Variant(s.Data().VariableCount()); }, nullptr},
+       {Getter(4, "VariableName", kAutomationText, "Name of a variable", 1, kAutomationInt, "Variable"),
+        [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).name); }, nullptr},
+       {Getter(5, "VariableLongName", kAutomationText, "Long name of a variable", 1, kAutomationInt,
+               "Variable"),
+        [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).longName); }, nullptr},
+       {Getter(6, "VariableNumber", kAutomationInt, "Number of the variable of a name", 1, kAutomationText,
+               "Name"),
+        [](Self& s, const Arguments& a) { return Variant(s.access_->variableNumber(a[0].AsText())); },
+        nullptr},
+       {Getter(7, "MissingDataCode", kAutomationReal, "Missing-data code of a variable", 1, kAutomationInt,
+               "Variable"),
+        [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).missingCode); }, nullptr},
+       {Getter(8, "Value", kAutomationVariant, "A cell, empty when missing", 2, kAutomationInt,
+               "Case, Variable"),
+        [](Self& s, const Arguments& a) {
+          const double value = s.Cell(a);
+          return IsMissing(value, s.Variable(a[1]).missingCode) ? Variant() : Variant(value);
+        },
+        nullptr},
+       {Getter(9, "Text", kAutomationText, "A cell's value label or number", 2, kAutomationInt,
+               "Case, Variable"),
+        [](Self& s, const Arguments& a) {
+          const double value = s.Cell(a);
+          const Column& column = s.Variable(a[1]);
+          if (const std::string* label = column.LabelOf(value)) return Variant(*label);
+          return IsMissing(value, column.missingCode) ? Variant("") : Variant(Variant(value).AsText());
+        },
+        nullptr},
+       {Getter(10, "BundleCount", kAutomationInt, "Number of variable bundles"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.Data().bundles.size())); },
+        nullptr},
+       {Getter(11, "BundleName", kAutomationText, "Name of a bundle", 1, kAutomationInt, "Index"),
+        [](Self& s, const Arguments& a) { return Variant(s.Bundle(a[0]).name); }, nullptr},
+       {Getter(12, "BundleVariables", kAutomationText, "Variables of a bundle", 1, kAutomationInt, "Index"),
+        [](Self& s, const Arguments& a) {
+          return Variant(s.access_->printList(s.Bundle(a[0]).variableNumbers));
+        },
+        nullptr},
+       {Property(13, "CaseWeight", kAutomationInt, "Number of the case-weight variable, 0 for none"),
+        [](Self& s, const Arguments&) { return Variant(s.access_->weightVariable()); },
+        [](Self& s, const Arguments& a) { s.access_->weightBy(a[0].AsInt()); }},
+       {Method(14, "IncludeCases", "Uses the cases for which the expression is true; empty for all", 1,
+               kAutomationText, "Expression"),
+        [](Self& s, const Arguments& a) {
+          s.access_->selectCases(a[0].AsText(), {});
+          return Variant();
+        },
+        nullptr},
+       {Method(15, "ExcludeCases", "Uses the cases for which the expression is not true; empty for all", 1,
+               kAutomationText, "Expression"),
+        [](Self& s, const Arguments& a) {
+          s.access_->selectCases({}, a[0].AsText());
+          return Variant();
+        },
+        nullptr}});
+  return table;
+}
+
+}  // namespace
+
+vlm::IAutomationObject* MakeSpreadsheetObject(std::shared_ptr<Sheet> sheet,
+                                              std::shared_ptr<const ShortNames> shortNames) {
+  return new SpreadsheetObject(std::move(sheet), std::move(shortNames));
+}
+
+vlm::IAutomationObject* MakeGraphObject(std::shared_ptr<Graph> graph,
+                                        std::shared_ptr<const ShortNames> shortNames) {
+  return new GraphObject(std::move(graph), std::move(shortNames));
+}
+
+vlm::IAutomationObject* MakeReportObject(std::shared_ptr<TextDocument> report) {
+  return new ReportObject(std::move(report));
+}
+
+ObjectReference MakeDocumentObject(const std::shared_ptr<Workbook>& workbook, const Document& document) {
+  const std::shared_ptr<const ShortNames> shortNames(workbook, &workbook->shortNames);
+  if (const auto* sheet = std::get_if<std::shared_ptr<Sheet>>(&document.body)) {
+    return ObjectReference::Adopt(MakeSpreadsheetObject(*sheet, shortNames));
+  }
+  if (const auto* graph = std::get_if<std::shared_ptr<Graph>>(&document.body)) {
+    return ObjectReference::Adopt(MakeGraphObject(*graph, shortNames));
+  }
+  return ObjectReference::Adopt(MakeReportObject(std::get<std::shared_ptr<TextDocument>>(document.body)));
+}
+
+vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook) {
+  return new WorkbookObject(std::move(workbook));
+}
+
+vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access) {
+  return new InputSpreadsheetObject(std::move(access));
+}
+
+}  // namespace velmora

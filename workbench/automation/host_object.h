@@ -1,0 +1,137 @@
+// Automation objects of the workbench itself: a class gives a table of members, functions over its own type,
+// and gets late binding, argument checks and error handling from here.
+#pragma once
+
+#include <exception>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "workbench/automation/automation_client.h"
+#include "workbench/automation/sinks.h"
+
+namespace velmora {
+
+// True when both are the same but for the case of ASCII letters.
+bool SameAutomationName(std::string_view a, std::string_view b);
+
+// Member with this dispatch id, or with this name, the interface's own first, then its bases'; null for none.
+const vlm::AutomationMember* FindMember(const vlm::AutomationInterface* description, int dispatchId);
+const vlm::AutomationMember* FindMember(const vlm::AutomationInterface* description, std::string_view name);
+
+template <typename Self>
+struct HostMember {
+  vlm::AutomationMember description;
+  Variant (*get)(Self& self, const std::vector<Variant>& arguments);  // or the method
+  void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
+};
+
+// A class Self derives from HostObject<Self> and has
+//   static const HostMemberTable<Self>& Members();
+// Counted: deletes itself with the last reference. A new object has one reference, its maker's.
+template <typename Self>
+class HostMemberTable {
+ public:
+  HostMemberTable(const char* name, const char* help, std::vector<HostMember<Self>> members)
+      : members_(std::move(members)) {
+    for (const HostMember<Self>& member : members_) descriptions_.push_back(member.description);
+    description_ = {name, help, nullptr, descriptions_.data(), static_cast<int>(descriptions_.size())};
+  }
+  HostMemberTable(const HostMemberTable&) = delete;
+  HostMemberTable& operator=(const HostMemberTable&) = delete;
+
+  const vlm::AutomationInterface* Description() const { return &description_; }
+  const HostMember<Self>* Find(int dispatchId) const {
+    for (const HostMember<Self>& member : members_) {
+      if (member.description.dispatchId == dispatchId) return &member;
+    }
+    return nullptr;
+  }
+
+ private:
+  std::vector<HostMember<Self>> members_;
+  std::vector<vlm::AutomationMember> descriptions_;
+  vlm::AutomationInterface description_;
+};
+
+template <typename Self>
+class HostObject : public vlm::IAutomationObject {
+ public:
+  HostObject(const HostObject&) = delete;
+  HostObject& operator=(const HostObject&) = delete;
+
+  void AddReference() override { ++references_; }
+  void ReleaseReference() override {
+    if (--references_ == 0) delete static_cast<Self*>(this);
+  }
+  const vlm::AutomationInterface* GetInterface() override { return Self::Members().Description(); }
+
+  int GetIdOfName(const char* name, int length, int* dispatchId) override {
+    const vlm::AutomationMember* member = FindMember(GetInterface(), TextOf(name, length));
+    if (member == nullptr) return vlm::kDispatchMemberNotFound;
+    *dispatchId = member->dispatchId;
+    return vlm::kDispatchOk;
+  }
+
+  int Invoke(int dispatchId, int kind, const vlm::AutomationValue* arguments, int argumentCount,
+             vlm::IAutomationResult* result) override {
+    const HostMember<Self>* member = Self::Members().Find(dispatchId);
+    if (member == nullptr || (member->description.kinds & kind) == 0) return vlm::kDispatchMemberNotFound;
+    const bool isPut = kind == vlm::kInvokePut;
+    if (argumentCount != member->description.argumentCount + (isPut ? 1 : 0))
+      return vlm::kDispatchBadParameterCount;
+    try {
+      std::vector<Variant> values;
+      for (int index = 0; index < argumentCount; ++index) values.emplace_back(arguments[index]);
+      if (isPut) {
+        member->put(static_cast<Self&>(*this), values);
+      } else {
+        Answer(member->get(static_cast<Self&>(*this), values), result);
+      }
+      return vlm::kDispatchOk;
+    } catch (const AutomationError& error) {
+      return Fail(error.Code(), error.what(), result);
+    } catch (const std::exception& error) {
+      return Fail(vlm::kAutomationErrorCode, error.what(), result);
+    }
+  }
+
+ protected:
+  HostObject() = default;
+  ~HostObject() = default;
+
+ private:
+  static void Answer(const Variant& value, vlm::IAutomationResult* result) {
+    std::vector<std::vector<vlm::AutomationValue>> storage;
+    const vlm::AutomationValue view = value.View(storage);
+    switch (view.type) {
+      case vlm::kAutomationInt:
+        result->SetInt(view.intValue);
+        break;
+      case vlm::kAutomationReal:
+        result->SetReal(view.realValue);
+        break;
+      case vlm::kAutomationText:
+        result->SetText(view.text, view.length);
+        break;
+      case vlm::kAutomationIntArray:
+        result->SetIntArray(view.integers, view.length);
+        break;
+      case vlm::kAutomationObject:
+        result->SetObject(view.object);
+        break;
+      default:
+        result->SetEmpty();
+        break;
+    }
+  }
+  static int Fail(int code, std::string_view description, vlm::IAutomationResult* result) {
+    result->SetError(code, description.data(), LengthOf(description));
+    return vlm::kDispatchException;
+  }
+
+  int references_ = 1;
+};
+
+}  // namespace velmora
