@@ -10,6 +10,9 @@ namespace {
 std::string FirstLine(const char* message) {
   std::string text = message != nullptr ? message : "unknown failure";
   text = text.substr(0, text.find('\n'));
+  // "Invalid Input Error: " and its like say nothing to a person.
+  const std::size_t colon = text.find(" Error: ");
+  if (colon != std::string::npos && text.find(':') == colon + 6) text.erase(0, colon + 8);
   while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
   return text;
 }

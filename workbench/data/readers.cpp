@@ -9,6 +9,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "workbench/data/field_parser.h"
+#include "workbench/data/measurement.h"
+#include "workbench/data/names.h"
 #include "workbench/data/reader_parts.h"
 
 namespace velmora {
@@ -42,6 +45,11 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
     return ReadDelimited(path, options, options.delimiter, table, warnings);
   if (extension == "tsv")
     return ReadDelimited(path, options, options.delimiter != 0 ? options.delimiter : '\t', table, warnings);
+  if (extension == "parquet") return ReadParquet(path, options, table, warnings);
+  if (extension == "json") return ReadJson(path, options, false, table, warnings);
+  if (extension == "jsonl" || extension == "ndjson") return ReadJson(path, options, true, table, warnings);
+  for (const char* known : {"sav", "zsav", "por", "sas7bdat", "xpt", "dta"})
+    if (extension == known) return ReadStatFile(path, options, extension, table, warnings);
   throw DataError(
       "Cannot tell from its name what kind of file " + path +
       " is; known endings are .csv .tsv .txt .parquet .json .jsonl .ndjson .sav .zsav .por .sas7bdat "
@@ -77,8 +85,43 @@ Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport*
   table.fileName = path;
   std::vector<std::string> warnings;
   ReadByExtension(path, options, table, warnings);
+  if (options.infer) InferMeasurements(table);
   if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());
   return table;
+}
+
+std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
+  Column& column = table.Variable(ResolveVariable(table, name));
+  if (!std::isfinite(code))
+    throw DataError("The missing-data code of \"" + column.name + "\" must be a finite number.");
+  const MissingRange before(column.missingCode);
+  const MissingRange after(code);
+  std::int64_t becameMissing = 0;
+  for (double& value : column.values) {
+    if (before.Contains(value)) {
+      value = code;
+    } else if (after.Contains(value)) {
+      value = code;
+      ++becameMissing;
+    }
+  }
+  column.missingCode = code;
+  return becameMissing;
+}
+
+std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
+  const std::size_t equals = option.rfind('=');
+  if (equals == std::string_view::npos || equals == 0 || equals + 1 == option.size())
+    throw DataError("The missing-data code \"" + std::string(option) + "\" is not of the form NAME=CODE.");
+  const std::string_view name = option.substr(0, equals);
+  const std::string_view text = option.substr(equals + 1);
+  const Column& column = table.Variable(ResolveVariable(table, name));
+  if (const double* labelled = column.ValueOf(text)) return SetMissingCode(table, name, *labelled);
+  const Field field = ParseField(text, false);
+  if (field.kind != FieldKind::kNumber && field.kind != FieldKind::kBigWhole)
+    throw DataError("The missing-data code \"" + std::string(text) + "\" of \"" + column.name +
+                    "\" is neither a number nor one of its value labels.");
+  return SetMissingCode(table, name, field.value);
 }
 
 }  // namespace velmora

@@ -1,0 +1,317 @@
+#include "workbench/data/measurement.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <string_view>
+
+#include "workbench/data/names.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::int64_t kMaxLabelledValues = 100;
+constexpr std::int64_t kMaxFewValues = 10;
+constexpr std::int64_t kCasesPerValue = 5;
+constexpr std::int64_t kMinCasesForIdentifier = 10;
+constexpr double kLongText = 40;  // bytes on average
+
+// The distinct doubles of a column, up to a bound. Open addressing; a NaN marks a free slot, since no column
+// holds one.
+class DistinctValues {
+ public:
+  DistinctValues() : slots_(64, std::bit_cast<double>(kFree)) {}
+
+  void Add(double value) {
+    if (full_) return;
+    if (value == 0) value = 0;  // both zeros are one value
+    if (!Insert(value)) return;
+    if (++count_ == kMaxDistinctCounted) full_ = true;
+    if (2 * static_cast<std::size_t>(count_) > slots_.size() && !full_) Grow();
+  }
+  std::int64_t Count() const { return count_; }
+  bool Full() const { return full_; }
+
+  template <class Visit>
+  void ForEach(Visit visit) const {
+    for (double value : slots_)
+      if (std::bit_cast<std::uint64_t>(value) != kFree) visit(value);
+  }
+
+ private:
+  static constexpr std::uint64_t kFree = 0x7ff8dead00000000U;
+
+  bool Insert(double value) {
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    // Multiplicative hash; the high bits are the mixed ones.
+    std::size_t slot = (bits * 0x9E3779B97F4A7C15U) >> (64 - std::countr_zero(slots_.size()));
+    for (;; slot = (slot + 1) & (slots_.size() - 1)) {
+      const auto held = std::bit_cast<std::uint64_t>(slots_[slot]);
+      if (held == bits) return false;
+      if (held == kFree) break;
+    }
+    slots_[slot] = value;
+    return true;
+  }
+  void Grow() {
+    std::vector<double> old(slots_.size() * 2, std::bit_cast<double>(kFree));
+    old.swap(slots_);
+    for (double value : old)
+      if (std::bit_cast<std::uint64_t>(value) != kFree) Insert(value);
+  }
+
+  std::vector<double> slots_;
+  std::int64_t count_ = 0;
+  bool full_ = false;
+};
+
+// What one pass over a column finds.
+struct ColumnFacts {
+  std::int64_t valid = 0;
+  double minimum = 0;
+  double maximum = 0;
+  bool whole = true;
+  bool ascending = true;  // strictly, in case order
+  DistinctValues distinct;
+};
+
+// exact: count all distinct values; otherwise stop once no rule depends on the number any more, which spares
+// a table of many distinct numbers most of the work.
+ColumnFacts Survey(const Column& column, bool exact) {
+  ColumnFacts facts;
+  bool counting = true;
+  const MissingRange missing(column.missingCode);
+  double previous = 0;
+  for (double value : column.values) {
+    if (missing.Contains(value)) continue;
+    if (facts.valid == 0) {
+      facts.minimum = facts.maximum = value;
+    } else {
+      facts.minimum = std::min(facts.minimum, value);
+      facts.maximum = std::max(facts.maximum, value);
+      facts.ascending &= value > previous;
+      // A run of one value is common and need not be looked up again.
+      if (value == previous) {
+        ++facts.valid;
+        continue;
+      }
+    }
+    facts.whole = facts.whole && value == std::floor(value);
+    if (counting) facts.distinct.Add(value);
+    previous = value;
+    ++facts.valid;
+    counting = exact || column.fromText || facts.distinct.Count() <= kMaxLabelledValues ||
+               (facts.whole && facts.distinct.Count() == facts.valid);
+  }
+  return facts;
+}
+
+std::string Count(std::int64_t count, const char* thing) {
+  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+bool EveryValueLabelled(const Column& column, const DistinctValues& distinct) {
+  bool every = !column.labels.empty();
+  distinct.ForEach([&](double value) { every = every && column.LabelOf(value) != nullptr; });
+  return every;
+}
+
+bool NameSaysIdentifier(std::string_view name) {
+  static constexpr std::array<std::string_view, 16> kWords = {
+      "id",  "ids",    "identifier", "uuid", "guid",   "key",   "no",   "nr",
+      "num", "number", "index",      "row",  "rownum", "rowid", "case", "serial"};
+  // The last word counts: customerId, CASE_NO, row.index; no_of_rooms is none.
+  std::string word;
+  const auto isWord = [&] { return std::find(kWords.begin(), kWords.end(), word) != kWords.end(); };
+  bool afterLower = false;
+  for (char c : name) {
+    const bool upper = c >= 'A' && c <= 'Z';
+    const bool lower = c >= 'a' && c <= 'z';
+    if ((!upper && !lower) || (upper && afterLower)) word.clear();
+    if (upper || lower) word += upper ? static_cast<char>(c + 32) : c;
+    afterLower = lower;
+  }
+  return isWord();
+}
+
+void SetMeasurement(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+  const auto set = [&](Measurement measurement, std::string reason) {
+    profile.measurement = measurement;
+    profile.measurementReason = std::move(reason);
+  };
+  const std::int64_t distinct = profile.distinctCount;
+  if (column.declaredMeasurement) return set(*column.declaredMeasurement, "declared");
+  if (column.fromText) return set(Measurement::kCategorical, "text");
+  if (column.dateUnit != DateUnit::kNone) return set(Measurement::kContinuous, "date");
+  if (distinct > 0 && distinct <= kMaxLabelledValues && EveryValueLabelled(column, facts.distinct))
+    return set(Measurement::kCategorical, "every value has a label");
+  if (facts.whole && distinct > 0 && distinct <= 2)
+    return set(Measurement::kCategorical, Count(distinct, "distinct whole number"));
+  if (facts.whole && distinct > 0 && distinct <= kMaxFewValues && facts.valid >= kCasesPerValue * distinct)
+    return set(Measurement::kCategorical, "only " + Count(distinct, "distinct whole number"));
+  if (facts.valid == 0) return set(Measurement::kContinuous, "no values");
+  if (!facts.whole) return set(Measurement::kContinuous, "numbers");
+  set(Measurement::kContinuous, distinct <= kMaxFewValues ? "whole numbers, few cases a value"
+                                                          : "whole numbers with many distinct values");
+}
+
+void SetTextRole(const Column& column, VariableProfile& profile) {
+  if (profile.validCount < kMinCasesForIdentifier) return;
+  std::size_t bytes = 0;
+  std::size_t withBlanks = 0;
+  for (const ValueLabel& label : column.labels) {
+    bytes += label.text.size();
+    withBlanks += label.text.find(' ') != std::string::npos;
+  }
+  const auto labels = static_cast<double>(column.labels.size());
+  const bool longTexts =
+      static_cast<double>(bytes) >= kLongText * labels && 2 * withBlanks > column.labels.size();
+  const std::string share =
+      Count(profile.distinctCount, "distinct text") + " in " + Count(profile.validCount, "case");
+  if (longTexts && 2 * profile.distinctCount > profile.validCount) {
+    profile.role = Role::kFreeText;
+    profile.roleReason = "free text: long texts, " + share;
+  } else if (10 * profile.distinctCount > 9 * profile.validCount) {
+    profile.role = Role::kIdentifier;
+    profile.roleReason = "identifier: " + share;
+  }
+}
+
+void SetNumberRole(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+  if (!facts.whole || profile.validCount < kMinCasesForIdentifier ||
+      profile.validCount != profile.distinctCount)
+    return;
+  const bool consecutive = facts.maximum - facts.minimum == static_cast<double>(profile.validCount - 1) &&
+                           (facts.ascending || facts.minimum == 0 || facts.minimum == 1);
+  if (consecutive) {
+    profile.role = Role::kIdentifier;
+    profile.roleReason = "identifier: consecutive numbers, one a case";
+  } else if (NameSaysIdentifier(column.name)) {
+    profile.role = Role::kIdentifier;
+    profile.roleReason = "identifier: by its name, and every case has a number of its own";
+  }
+}
+
+void SetRole(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+  if (profile.validCount == 0) {
+    profile.role = Role::kAllMissing;
+    profile.roleReason = "all values are missing";
+  } else if (profile.distinctCount == 1) {
+    profile.role = Role::kConstant;
+    profile.roleReason = "constant: only one value";
+  } else if (column.dateUnit != DateUnit::kNone) {
+    profile.role = Role::kDate;
+    profile.roleReason = column.dateUnit == DateUnit::kDays ? "date" : "date and time";
+  } else if (column.fromText) {
+    SetTextRole(column, profile);
+  } else {
+    SetNumberRole(column, facts, profile);
+  }
+}
+
+ValueType TypeOf(const Column& column, const ColumnFacts& facts) {
+  if (column.fromText) return ValueType::kText;
+  if (column.fromBoolean) return ValueType::kBoolean;
+  if (column.dateUnit != DateUnit::kNone)
+    return column.dateUnit == DateUnit::kDays ? ValueType::kDate : ValueType::kDateTime;
+  return facts.whole && facts.valid > 0 ? ValueType::kWholeNumber : ValueType::kNumber;
+}
+
+VariableProfile Profile(const Table& table, int variableNumber, bool exact) {
+  const Column& column = table.Variable(variableNumber);
+  const ColumnFacts facts = Survey(column, exact);
+  VariableProfile profile;
+  profile.variableNumber = variableNumber;
+  profile.type = TypeOf(column, facts);
+  profile.validCount = facts.valid;
+  profile.missingCount = static_cast<std::int64_t>(column.values.size()) - facts.valid;
+  profile.distinctCount = facts.distinct.Count();
+  profile.distinctIsLowerBound = facts.distinct.Full();
+  profile.minimum = facts.minimum;
+  profile.maximum = facts.maximum;
+  SetMeasurement(column, facts, profile);
+  SetRole(column, facts, profile);
+  return profile;
+}
+
+}  // namespace
+
+VariableProfile ProfileVariable(const Table& table, int variableNumber) {
+  return Profile(table, variableNumber, true);
+}
+
+std::vector<VariableProfile> ProfileTable(const Table& table) {
+  std::vector<VariableProfile> profiles;
+  for (int number = 1; number <= table.VariableCount(); ++number)
+    profiles.push_back(ProfileVariable(table, number));
+  return profiles;
+}
+
+void InferMeasurements(Table& table) {
+  for (int number = 1; number <= table.VariableCount(); ++number) {
+    VariableProfile profile = Profile(table, number, false);
+    Column& column = table.Variable(number);
+    column.measurement = profile.measurement;
+    column.measurementReason = std::move(profile.measurementReason);
+    column.role = profile.role;
+    column.roleReason = std::move(profile.roleReason);
+  }
+}
+
+void OverrideMeasurement(Table& table, std::span<const std::string> texts, Measurement measurement) {
+  const std::vector<int> numbers = ResolveVariables(table, texts);
+  for (int number : numbers)
+    if (measurement == Measurement::kContinuous && table.Variable(number).fromText)
+      throw DataError("The variable \"" + table.Variable(number).name +
+                      "\" holds texts and cannot be used as a continuous variable.");
+  for (int number : numbers) {
+    Column& column = table.Variable(number);
+    column.declaredMeasurement = measurement;
+    column.measurement = measurement;
+    column.measurementReason = "declared";
+  }
+}
+
+const char* TypeName(ValueType type) {
+  switch (type) {
+    case ValueType::kText:
+      return "text";
+    case ValueType::kBoolean:
+      return "yes/no";
+    case ValueType::kWholeNumber:
+      return "whole number";
+    case ValueType::kNumber:
+      return "number";
+    case ValueType::kDate:
+      return "date";
+    case ValueType::kDateTime:
+      return "date and time";
+  }
+  return "";
+}
+
+const char* MeasurementName(Measurement measurement) {
+  return measurement == Measurement::kContinuous ? "continuous" : "categorical";
+}
+
+const char* RoleName(Role role) {
+  switch (role) {
+    case Role::kUsable:
+      return "usable";
+    case Role::kIdentifier:
+      return "identifier";
+    case Role::kConstant:
+      return "constant";
+    case Role::kDate:
+      return "date";
+    case Role::kAllMissing:
+      return "all missing";
+    case Role::kFreeText:
+      return "free text";
+  }
+  return "";
+}
+
+}  // namespace velmora

@@ -1,0 +1,63 @@
+// What each variable of a table is: its type, its measurement, whether an analysis should use it by default,
+// and why.
+//
+// Measurement, the first rule that applies:
+//   the file or the user says so; text -> categorical; date -> continuous; every distinct value has a label
+//   (at most 100 of them) -> categorical; one or two distinct whole numbers -> categorical; at most 10
+//   distinct whole numbers, each on average at least 5 times -> categorical; anything else -> continuous.
+// Role, the first rule that applies:
+//   no value -> all missing; one distinct value -> constant; date -> date; texts of which (at 10 or more of
+//   them) more than nine tenths are distinct -> identifier, or free text when they are long (40 bytes or more
+//   on average) and contain blanks; long texts with blanks of which more than half are distinct -> free text;
+//   whole numbers, all distinct, at 10 or more of them: identifier when they run through consecutive numbers,
+//   ascending or starting at 0 or 1, or when the name says so (id, key, number, index ... as its last word);
+//   else usable.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+enum class ValueType { kText, kBoolean, kWholeNumber, kNumber, kDate, kDateTime };
+
+struct VariableProfile {
+  int variableNumber = 0;
+  ValueType type = ValueType::kNumber;
+  std::int64_t validCount = 0;
+  std::int64_t missingCount = 0;
+  std::int64_t distinctCount = 0;     // exact up to kMaxDistinctCounted
+  bool distinctIsLowerBound = false;  // there are more than distinctCount
+  double minimum = 0;                 // of the valid values; 0 when there is none
+  double maximum = 0;
+  Measurement measurement = Measurement::kContinuous;
+  std::string measurementReason;
+  Role role = Role::kUsable;
+  std::string roleReason;  // empty for kUsable
+};
+
+inline constexpr std::int64_t kMaxDistinctCounted = 1 << 20;
+
+// One pass over the column; memory grows with the distinct values counted, at most 16 MB.
+VariableProfile ProfileVariable(const Table& table, int variableNumber);
+
+// The profiles of all variables, in order.
+std::vector<VariableProfile> ProfileTable(const Table& table);
+
+// Profiles every variable and writes measurement, role and their reasons into the columns.
+void InferMeasurements(Table& table);
+
+// The user's word on the measurement of the variables that texts name (names and patterns as in
+// ResolveVariables). Throws DataError for an unknown name and for a text column made continuous.
+void OverrideMeasurement(Table& table, std::span<const std::string> texts, Measurement measurement);
+
+const char* TypeName(ValueType type);                  // "text", "whole number", ...
+const char* MeasurementName(Measurement measurement);  // "continuous", "categorical"
+const char* RoleName(Role role);                       // "usable", "identifier", ...
+
+}  // namespace velmora
