@@ -17,3 +17,6 @@ find_package(nlohmann_json 3 REQUIRED)
 find_package(CLI11 2 REQUIRED)
 find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED)
+
+# The chart library of the HTML reports, taken into the program whole.
+find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH REQUIRED)

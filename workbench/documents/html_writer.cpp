@@ -1,0 +1,445 @@
+// A workbook as one self-contained page: headings, facts, notices and the first rows of every table as
+// markup, everything else as data for the page's script (page/report.js), the chart library in the page when
+// a chart is.
+//
+// Two ways lead from data into the page, and each escapes: Escaped() for markup, the "data" block for the
+// script, in which no "<" stands, so that no text can end it.
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "workbench/documents/embedded_files.h"
+#include "workbench/documents/presentation.h"
+#include "workbench/documents/texts.h"
+#include "workbench/documents/writers.h"
+
+namespace velmora {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kRowsShown = 200;        // of a table before "Show more"
+constexpr std::size_t kMostBars = 50;  // of a bar chart
+constexpr std::size_t kManyNotices = 8;
+
+std::string Escaped(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const char32_t c = NextCharacter(text, position);
+    switch (c) {
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      case '\'':
+        result += "&#39;";
+        break;
+      default:
+        // Controls have no place in markup, and an override of direction would reorder the text around it.
+        if ((c < 0x20 && c != '\n' && c != '\t') || c == 0x7F || (c >= 0x202A && c <= 0x202E) ||
+            (c >= 0x2066 && c <= 0x2069)) {
+          result += ' ';
+        } else {
+          AppendCharacter(result, c);
+        }
+    }
+  }
+  return result;
+}
+
+// One bar of a horizontal bar chart.
+struct Bar {
+  double position;
+  double length;
+  std::string label;
+};
+
+class HtmlWriter {
+ public:
+  explicit HtmlWriter(const Workbook& workbook) : workbook_(workbook) {
+    data_["rowsShown"] = kRowsShown;
+    data_["tables"] = Json::array();
+    data_["charts"] = Json::array();
+  }
+
+  std::string Write() {
+    AddHeader();
+    for (const DocumentGroup& group : workbook_.Groups()) {
+      if (group.id != 0) AddGroup(group);
+    }
+    AddGroup(workbook_.Groups().front());
+    std::string page;
+    const std::string title = workbook_.title.empty() ? "Results" : Escaped(workbook_.title);
+    page +=
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+        "<meta name=\"color-scheme\" content=\"light dark\">\n"
+        // Nothing is fetched, whatever a text of the data might try.
+        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
+        "'unsafe-inline'; "
+        "script-src 'unsafe-inline'; img-src data:; base-uri 'none'; form-action 'none'\">\n<title>";
+    page += title;
+    page += "</title>\n<style>\n";
+    page += PageStyle();
+    page += "</style>\n</head>\n<body>\n";
+    page += body_;
+    page += "<script type=\"application/json\" id=\"data\">";
+    page += ScriptData();
+    page += "</script>\n";
+    if (!data_["charts"].empty()) {
+      page += "<script>";
+      page += ChartLibrary();
+      page += "</script>\n";
+    }
+    page += "<script>\n";
+    page += PageScript();
+    page += "</script>\n</body>\n</html>\n";
+    return page;
+  }
+
+ private:
+  std::string ScriptData() const {
+    const std::string json = data_.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string safe;
+    safe.reserve(json.size());
+    for (const char c : json) {
+      if (c == '<') {
+        safe += "\\u003c";
+      } else {
+        safe += c;
+      }
+    }
+    return safe;
+  }
+
+  void AddHeader() {
+    body_ +=
+        "<a class=\"skip\" href=\"#results\">Skip to the results</a>\n<div class=\"page\">\n<header>\n<h1>";
+    body_ += workbook_.title.empty() ? "Results" : Escaped(workbook_.title);
+    body_ += "</h1>\n";
+    AddFacts(workbook_.facts);
+    body_ += "</header>\n";
+    AddNotices(0);
+    if (workbook_.Groups().size() > 2) {
+      body_ += "<nav aria-label=\"Contents\"><strong>Contents</strong><ul>\n";
+      for (const DocumentGroup& group : workbook_.Groups()) {
+        if (group.id == 0) continue;
+        body_ +=
+            "<li><a href=\"#group" + std::to_string(group.id) + "\">" + Escaped(group.name) + "</a></li>\n";
+      }
+      body_ += "</ul></nav>\n";
+    }
+    body_ += "<main id=\"results\">\n";
+  }
+
+  void AddFacts(const std::vector<Fact>& facts) {
+    if (facts.empty()) return;
+    body_ += "<dl class=\"facts\">\n";
+    for (const Fact& fact : facts) {
+      body_ += "<div><dt>" + Escaped(fact.key) + "</dt><dd>" + Escaped(fact.value) + "</dd></div>\n";
+    }
+    body_ += "</dl>\n";
+  }
+
+  void AddNotices(int group) {
+    std::vector<const Notice*> notices;
+    for (const Notice& notice : workbook_.notices) {
+      if (notice.group == group) notices.push_back(&notice);
+    }
+    if (notices.empty()) return;
+    const std::string count = GroupedDigits(static_cast<long long>(notices.size()));
+    const bool folded = notices.size() > kManyNotices;
+    body_ += group == 0 ? "<section class=\"notices\" aria-label=\"Notices\">\n<h2>Notices</h2>\n"
+                        : "<div class=\"notices\" role=\"note\" aria-label=\"Notices\">\n";
+    if (folded) body_ += "<details><summary>" + count + " notices</summary>\n";
+    body_ += "<ul>\n";
+    for (const Notice* notice : notices) body_ += "<li>" + Escaped(notice->text) + "</li>\n";
+    body_ += folded ? "</ul></details>\n" : "</ul>\n";
+    body_ += group == 0 ? "</section>\n" : "</div>\n";
+  }
+
+  // Importance bars open a group, the other documents follow as they were made.
+  void AddGroup(const DocumentGroup& group) {
+    std::vector<const Document*> documents;
+    for (const Document& document : workbook_.Documents()) {
+      if (document.group == group.id) documents.push_back(&document);
+    }
+    const bool isRun = group.id == 0;
+    if (isRun && documents.empty()) {
+      body_ += "</main>\n</div>\n";
+      return;
+    }
+    std::stable_partition(documents.begin(), documents.end(), [](const Document* document) {
+      return document->AsGraph() && document->AsGraph()->kind == GraphKind::kHorizontalBars;
+    });
+    body_ += "<section id=\"group" + std::to_string(group.id) + "\">\n";
+    if (!isRun) {
+      body_ += "<h2>" + Escaped(group.name) + "</h2>\n";
+      if (!group.description.empty()) body_ += "<p class=\"kind\">" + Escaped(group.description) + "</p>\n";
+      AddFacts(group.facts);
+      AddNotices(group.id);
+    } else if (workbook_.Groups().size() > 1) {
+      body_ += "<h2>Whole run</h2>\n";
+    }
+    for (const Document* document : documents) {
+      if (const Sheet* sheet = document->AsSheet()) AddTable(document->id, *sheet);
+      if (const Graph* graph = document->AsGraph()) AddGraph(*document, *graph, documents);
+      if (const TextDocument* text = document->AsText()) {
+        body_ += "<h3>" + Escaped(text->title) + "</h3>\n<pre>" + Escaped(Trimmed(text->text)) + "</pre>\n";
+      }
+    }
+    body_ += "</section>\n";
+    if (isRun) body_ += "</main>\n</div>\n";
+  }
+
+  static std::string_view Trimmed(std::string_view text) {
+    return text.substr(0, text.find_last_not_of("\n\r ") + 1);
+  }
+
+  void AddTable(int id, const Sheet& sheet) {
+    const TableView view(sheet, workbook_.shortNames);
+    const std::string name = "table" + std::to_string(id);
+    const std::string title = sheet.Title().empty() ? "Table " + std::to_string(id) : sheet.Title();
+    body_ += "<div id=\"" + name + "\">\n<h3 id=\"" + name + "-title\">" + Escaped(title) + "</h3>\n";
+    body_ += "<div class=\"tools\"><p class=\"count\">" + GroupedDigits(sheet.RowCount()) +
+             (sheet.RowCount() == 1 ? " row" : " rows");
+    if (sheet.RowCount() > kRowsShown) body_ += ", the first " + std::to_string(kRowsShown) + " shown";
+    body_ += "</p></div>\n<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-labelledby=\"" + name +
+             "-title\">\n<table aria-labelledby=\"" + name + "-title\">\n<thead><tr>";
+
+    Json numeric = Json::array();
+    if (view.HasRowNames()) {
+      body_ += "<th scope=\"col\">Name</th>";
+      numeric.push_back(0);
+    }
+    for (int column = 1; column <= sheet.ColumnCount(); ++column) {
+      body_ += view.IsNumeric(column) ? "<th scope=\"col\" class=\"number\">" : "<th scope=\"col\">";
+      body_ += Escaped(view.Header(column));
+      if (sheet.IsFormula(column)) {
+        body_ += "<span class=\"formula\">" + Escaped(sheet.ColumnLongName(column)) + "</span>";
+      }
+      body_ += "</th>";
+      numeric.push_back(view.IsNumeric(column) ? 1 : 0);
+    }
+    body_ += "</tr></thead>\n<tbody>\n";
+    Json rows = Json::array();
+    for (int row = 1; row <= sheet.RowCount(); ++row) rows.push_back(AddRow(view, row));
+    body_ += "</tbody>\n</table>\n</div>\n</div>\n";
+    data_["tables"].push_back({{"id", name},
+                               {"title", title},
+                               {"names", view.HasRowNames()},
+                               {"numeric", std::move(numeric)},
+                               {"rows", std::move(rows)}});
+  }
+
+  // The row's data; its markup too when it is one of the first.
+  Json AddRow(const TableView& view, int row) {
+    const Sheet& sheet = view.Source();
+    const bool shown = row <= kRowsShown;
+    Json cells = Json::array();
+    if (shown) body_ += "<tr>";
+    if (view.HasRowNames()) {
+      cells.push_back(view.RowName(row));
+      if (shown) body_ += "<th scope=\"row\">" + Escaped(view.RowName(row)) + "</th>";
+    }
+    for (int column = 1; column <= sheet.ColumnCount(); ++column) {
+      const std::string text = view.Cell(row, column);
+      const double value = sheet.Cell(row, column);
+      if (sheet.ShownText(row, column) || IsEmptyCell(value) || !std::isfinite(value)) {
+        cells.push_back(text);
+      } else {
+        cells.push_back(Json::array({value, text}));
+      }
+      if (!shown) continue;
+      body_ += view.IsNumeric(column) ? "<td class=\"number\">" : "<td>";
+      body_ += Escaped(text) + "</td>";
+    }
+    if (shown) body_ += "</tr>\n";
+    return cells;
+  }
+
+  void AddGraph(const Document& document, const Graph& graph, const std::vector<const Document*>& group) {
+    const std::string name = "chart" + std::to_string(document.id);
+    Json chart = {{"id", name}, {"title", Utf8Of(graph.Title())}};
+    std::string described;
+    std::string note;
+    int height = 380;
+    if (graph.kind == GraphKind::kHorizontalBars) {
+      const std::vector<Bar> bars = BarsOf(graph);
+      if (bars.empty()) return;
+      const std::size_t shown = std::min(bars.size(), kMostBars);
+      FillBars(chart, graph, bars, shown, group);
+      height = 50 + static_cast<int>(shown) * 24;
+      described = "Bar chart of " + std::to_string(shown) + (shown == 1 ? " value" : " values") +
+                  ", the first is " + bars.front().label + " with " + ShownNumber(bars.front().length, "") +
+                  ".";
+      if (shown < bars.size()) {
+        note = "The " + std::to_string(shown) + " best of " +
+               GroupedDigits(static_cast<long long>(bars.size())) + " are drawn; the table holds " +
+               GroupedDigits(static_cast<long long>(bars.size() - shown)) + " more.";
+      }
+    } else if (!FillSeries(chart, graph)) {
+      return;
+    } else {
+      described = "Chart of " + graph.valueAxis.title + " against " + graph.positionAxis.title + ".";
+    }
+
+    const Document* table = nullptr;
+    for (const Document* other : group) {
+      if (!table && other->AsSheet()) table = other;
+    }
+    std::string label;
+    for (const std::string& line : graph.titleLines) label += line + ". ";
+    label += described;
+    if (table) label += " The table below holds the same values.";
+    body_ += "<figure>\n<figcaption>";
+    for (std::size_t i = 0; i < graph.titleLines.size(); ++i) {
+      const char* tag = i == 0 ? "strong" : "span";
+      body_ += std::string("<") + tag + ">" + Escaped(graph.titleLines[i]) + "</" + tag + ">";
+    }
+    body_ += "</figcaption>\n<div class=\"chart\" id=\"" + name +
+             "\" role=\"img\" style=\"height:" + std::to_string(height) + "px\" aria-label=\"" +
+             Escaped(label) + "\"";
+    if (table) body_ += " aria-details=\"table" + std::to_string(table->id) + "\"";
+    body_ += "></div>\n";
+    for (const std::string& line : {note, graph.footnote}) {
+      if (!line.empty()) body_ += "<p class=\"footnote\">" + Escaped(line) + "</p>\n";
+    }
+    body_ += "</figure>\n";
+    data_["charts"].push_back(std::move(chart));
+  }
+
+  // The bars from the top down: the highest position first.
+  std::vector<Bar> BarsOf(const Graph& graph) const {
+    std::vector<Bar> bars;
+    for (const GraphSeries& series : graph.series) {
+      if (series.kind != SeriesKind::kBars) continue;
+      for (std::size_t i = 0; i < series.y.size(); ++i) {
+        if (!std::isfinite(series.y[i]) || IsEmptyCell(series.y[i])) continue;
+        const double position = i < series.x.size() ? series.x[i] : -static_cast<double>(i);
+        bars.push_back(
+            {position, series.y[i],
+             i < series.labels.size() ? FullText(workbook_.shortNames, series.labels[i]) : std::string()});
+      }
+    }
+    std::stable_sort(bars.begin(), bars.end(),
+                     [](const Bar& a, const Bar& b) { return a.position > b.position; });
+    return bars;
+  }
+
+  // A bar's tooltip shows the row of the group's table that has its name.
+  void FillBars(Json& chart, const Graph& graph, const std::vector<Bar>& bars, std::size_t shown,
+                const std::vector<const Document*>& group) const {
+    chart["layout"] = "bars";
+    chart["axis"] = Utf8Of(graph.valueAxis.title);
+    std::unordered_map<std::string, Json> details;
+    for (const Document* document : group) {
+      if (!document->AsSheet()) continue;
+      const TableView view(*document->AsSheet(), workbook_.shortNames);
+      for (int row = 1; row <= view.Source().RowCount() && view.HasRowNames(); ++row) {
+        Json lines = Json::array();
+        for (int column = 1; column <= view.Source().ColumnCount(); ++column) {
+          lines.push_back(Json::array({view.Header(column), view.Cell(row, column)}));
+        }
+        details.emplace(view.RowName(row), std::move(lines));
+      }
+    }
+    Json array = Json::array();
+    for (std::size_t i = 0; i < shown; ++i) {
+      const std::string text = BarText(bars[i].length);
+      const auto found = details.find(bars[i].label);
+      array.push_back(
+          {{"label", bars[i].label},
+           {"value", bars[i].length},
+           {"text", text},
+           {"details",
+            found != details.end() ? found->second : Json::array({Json::array({chart["axis"], text})})}});
+    }
+    chart["bars"] = std::move(array);
+  }
+
+  static std::string BarText(double length) {
+    return std::fabs(length) >= 1 && std::fabs(length) < 1e6 ? ShownNumber(length, "0.00")
+                                                             : ShownNumber(length, "");
+  }
+
+  static Json AxisOf(const GraphAxis& axis) {
+    Json json = {{"title", Utf8Of(axis.title)}};
+    if (!IsEmptyCell(axis.minimum)) json["minimum"] = axis.minimum;
+    if (!IsEmptyCell(axis.maximum)) json["maximum"] = axis.maximum;
+    if (!IsEmptyCell(axis.step)) json["step"] = axis.step;
+    return json;
+  }
+
+  static Json NumberOf(double value) {
+    return IsEmptyCell(value) || !std::isfinite(value) ? Json() : Json(value);
+  }
+
+  // False for what the page does not draw.
+  bool FillSeries(Json& chart, const Graph& graph) const {
+    if (graph.kind != GraphKind::kXy && graph.kind != GraphKind::kVerticalBars) return false;
+    const bool columns = graph.kind == GraphKind::kVerticalBars;
+    chart["layout"] = columns ? "columns" : "xy";
+    chart["position"] = AxisOf(graph.positionAxis);
+    chart["value"] = AxisOf(graph.valueAxis);
+    chart["right"] = AxisOf(graph.rightAxis);
+    Json array = Json::array();
+    Json categories = Json::array();
+    for (const GraphSeries& series : graph.series) {
+      const bool bars = series.kind == SeriesKind::kBars;
+      if (!bars && series.kind != SeriesKind::kLine && series.kind != SeriesKind::kScatter) continue;
+      Json points = Json::array();
+      for (std::size_t i = 0; i < series.y.size(); ++i) {
+        const Json x = i < series.x.size() ? NumberOf(series.x[i]) : Json(i + 1);
+        const Json y = NumberOf(series.y[i]);
+        if (columns) {
+          points.push_back(y);
+        } else {
+          // A gap: a point without a place.
+          points.push_back(x.is_null() || y.is_null() ? Json::array({nullptr, nullptr})
+                                                      : Json::array({x, y}));
+        }
+        if (columns && categories.size() <= i) {
+          categories.push_back(i < series.labels.size() ? FullText(workbook_.shortNames, series.labels[i])
+                                                        : std::to_string(i + 1));
+        }
+      }
+      Json one = {{"kind", bars                               ? "bars"
+                           : series.kind == SeriesKind::kLine ? "line"
+                                                              : "scatter"},
+                  {"name", Utf8Of(series.name)},
+                  {"right", series.onRightAxis},
+                  {"points", std::move(points)}};
+      if (!series.labels.empty()) {
+        Json labels = Json::array();
+        for (const std::string& label : series.labels)
+          labels.push_back(FullText(workbook_.shortNames, label));
+        one["labels"] = std::move(labels);
+      }
+      array.push_back(std::move(one));
+    }
+    if (array.empty()) return false;
+    chart["series"] = std::move(array);
+    if (columns) chart["categories"] = std::move(categories);
+    return true;
+  }
+
+  const Workbook& workbook_;
+  std::string body_;
+  Json data_;
+};
+
+}  // namespace
+
+std::string WriteHtml(const Workbook& workbook) { return HtmlWriter(workbook).Write(); }
+
+}  // namespace velmora

@@ -1,0 +1,118 @@
+// How tables read, for every writer that people look at.
+#include "workbench/documents/presentation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_set>
+
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+
+TableView::TableView(const Sheet& sheet, const ShortNames& shortNames)
+    : sheet_(&sheet), shortNames_(&shortNames) {
+  for (int row = 1; row <= sheet.RowCount() && !hasRowNames_; ++row)
+    hasRowNames_ = !sheet.RowName(row).empty();
+  for (int column = 1; column <= sheet.ColumnCount(); ++column) {
+    ColumnStyle style;
+    double largest = 0;
+    for (int row = 1; row <= sheet.RowCount(); ++row) {
+      if (sheet.ShownText(row, column)) {
+        style.numeric = false;
+        continue;
+      }
+      const double value = sheet.Cell(row, column);
+      if (IsEmptyCell(value) || !std::isfinite(value)) continue;
+      style.integers = style.integers && value == std::trunc(value);
+      if (std::fabs(value) < 1e12) largest = std::max(largest, std::fabs(value));
+    }
+    const int whole = largest >= 1 ? static_cast<int>(std::floor(std::log10(largest))) + 1 : 0;
+    style.decimals = std::clamp(6 - whole, 2, 4);
+    styles_.push_back(style);
+  }
+}
+
+std::string TableView::RowName(int row) const { return FullText(*shortNames_, sheet_->RowName(row)); }
+
+std::string TableView::Header(int column) const {
+  const std::string& longName = sheet_->ColumnLongName(column);
+  if (!longName.empty() && !sheet_->IsFormula(column)) return Utf8Of(longName);
+  const std::string& name = sheet_->ColumnName(column);
+  return name.empty() ? "Column " + std::to_string(column) : FullText(*shortNames_, name);
+}
+
+std::string TableView::Cell(int row, int column) const {
+  if (const std::string* text = sheet_->ShownText(row, column)) return Utf8Of(*text);
+  const double value = sheet_->Cell(row, column);
+  if (IsEmptyCell(value)) return {};
+  if (sheet_->Role(column) == NumberRole::kProbability) return ShownProbability(value);
+  const std::string& format = sheet_->Format(column);
+  const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
+  if (!format.empty() || style.integers || !std::isfinite(value)) return ShownNumber(value, format);
+  // Fixed decimals keep a column aligned, but not at the price of a value's digits.
+  const double size = std::fabs(value);
+  if (size >= 1e12 || (value != 0 && size < std::pow(10.0, 1 - style.decimals)))
+    return ShownNumber(value, "");
+  return ShownNumber(value, "0." + std::string(static_cast<std::size_t>(style.decimals), '0'));
+}
+
+std::string TableView::SpreadsheetFormat(int column) const {
+  if (sheet_->Role(column) == NumberRole::kProbability) return "[<0.0001]0.00E+00;0.0000";
+  const std::string& format = sheet_->Format(column);
+  if (!format.empty() && format.find_first_not_of("0.Ee+-#,%") == std::string::npos) return format;
+  const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
+  if (style.integers) return "General";
+  return "0." + std::string(static_cast<std::size_t>(style.decimals), '0');
+}
+
+std::string FullText(const ShortNames& shortNames, std::string_view text) {
+  return Utf8Of(shortNames.FullNameOf(text));
+}
+
+std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const ShortNames& shortNames) {
+  std::unordered_map<std::string, double> bars;
+  if (graph.kind != GraphKind::kHorizontalBars) return bars;
+  for (const GraphSeries& series : graph.series) {
+    if (series.kind != SeriesKind::kBars) continue;
+    const std::size_t count = std::min(series.y.size(), series.labels.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      if (std::isfinite(series.y[i]) && !IsEmptyCell(series.y[i])) {
+        bars.emplace(FullText(shortNames, series.labels[i]), series.y[i]);
+      }
+    }
+  }
+  return bars;
+}
+
+std::vector<std::string> FileStems(const Workbook& workbook) {
+  constexpr std::size_t kLongest = 64;
+  std::vector<std::string> stems;
+  std::unordered_set<std::string> taken;
+  for (const Document& document : workbook.Documents()) {
+    std::string stem;
+    for (const char c : document.Title()) {
+      const bool capital = c >= 'A' && c <= 'Z';
+      if (capital || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+        stem += capital ? static_cast<char>(c - 'A' + 'a') : c;
+      } else if (c != '\'' && !stem.empty() && stem.back() != '-') {
+        stem += '-';
+      }
+    }
+    stem = stem.substr(0, kLongest - 6);
+    while (!stem.empty() && stem.back() == '-') stem.pop_back();
+    if (stem.empty()) stem = "document";
+    std::string unique = stem;
+    for (int number = 2; !taken.insert(unique).second; ++number) unique = stem + "-" + std::to_string(number);
+    stems.push_back(unique);
+  }
+  return stems;
+}
+
+std::string GroupedDigits(long long number) {
+  std::string digits = std::to_string(number);
+  const std::size_t first = digits[0] == '-' ? 1 : 0;
+  for (std::size_t end = digits.size(); end > first + 3; end -= 3) digits.insert(end - 3, ",");
+  return digits;
+}
+
+}  // namespace velmora

@@ -1,0 +1,59 @@
+// What the writers for people share: how a table's headers, row names and cells read, which graph belongs
+// beside which table, and file names.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "workbench/documents/workbook.h"
+
+namespace velmora {
+
+// One table as texts. Texts are UTF-8 whatever bytes the documents hold.
+class TableView {
+ public:
+  TableView(const Sheet& sheet, const ShortNames& shortNames);
+
+  const Sheet& Source() const { return *sheet_; }
+  bool HasRowNames() const { return hasRowNames_; }
+  std::string RowName(int row) const;
+  // The full name of a column: its long name when it has a plain one, else what its name stands for, else
+  // "Column 3".
+  std::string Header(int column) const;
+  // True when no cell of the column shows a text or a label.
+  bool IsNumeric(int column) const { return styles_[static_cast<std::size_t>(column - 1)].numeric; }
+  // Empty for an empty cell. Columns without a format show one number of decimals, enough for six digits of
+  // the largest.
+  std::string Cell(int row, int column) const;
+  // The column's number format in the syntax of spreadsheet programs.
+  std::string SpreadsheetFormat(int column) const;
+
+ private:
+  struct ColumnStyle {
+    bool numeric = true;
+    bool integers = true;  // every number is whole
+    int decimals = 0;
+  };
+
+  const Sheet* sheet_;
+  const ShortNames* shortNames_;
+  bool hasRowNames_ = false;
+  std::vector<ColumnStyle> styles_;  // by column
+};
+
+// A label of a graph, or a row name, in full.
+std::string FullText(const ShortNames& shortNames, std::string_view text);
+
+// The horizontal bars of a graph by the full name of their label; only finite lengths. Empty for other
+// graphs.
+std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const ShortNames& shortNames);
+
+// One name for each document of the workbook, in their order: lower-case ASCII words of its title and group,
+// unique, at most 64 characters, without an extension.
+std::vector<std::string> FileStems(const Workbook& workbook);
+
+// 12345 -> "12,345".
+std::string GroupedDigits(long long number);
+
+}  // namespace velmora
