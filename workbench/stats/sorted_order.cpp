@@ -1,0 +1,395 @@
+#include "workbench/stats/sorted_order.h"
+
+#include <algorithm>
+#include <bit>
+#include <stdexcept>
+
+#include "workbench/stats/dispatch.h"
+#include "workbench/stats/missing.h"
+
+namespace velmora::stats {
+namespace {
+
+constexpr int kDigitBits = 11;
+constexpr std::size_t kDigitCount = std::size_t{1} << kDigitBits;
+constexpr std::size_t kInsertionRun = 32;  // runs up to this length are sorted by insertion
+constexpr std::size_t kRadixRun = 2048;    // runs from this length on by counting passes
+constexpr std::size_t kMovesPerCase = 4;   // insertion is given up above this many moves a case
+constexpr int kTables = 4;                 // interleaved counters hide the latency of repeated increments
+
+double ValueOfImage(std::int64_t image) {
+  constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
+  return std::bit_cast<double>(image >= 0 ? static_cast<std::uint64_t>(image)
+                                          : kSignBit | (0 - static_cast<std::uint64_t>(image)));
+}
+
+struct Survey {
+  std::int64_t minimum = std::numeric_limits<std::int64_t>::max();
+  std::int64_t maximum = std::numeric_limits<std::int64_t>::min();
+  bool absent = false;  // some value is missing or NaN
+  bool whole = true;    // every value is a whole number below 2^51 in magnitude, or infinite
+};
+
+VELMORA_INLINE Survey SurveyBody(const double* values, std::size_t count, std::int64_t missingFirst,
+                                 std::uint64_t missingWidth) {
+  // Adding and taking away 1.5 x 2^52 rounds to a whole number.
+  constexpr double kRounder = 6755399441055744.0;
+  std::int64_t minimum = std::numeric_limits<std::int64_t>::max();
+  std::int64_t maximum = std::numeric_limits<std::int64_t>::min();
+  std::int64_t absent = 0;
+  std::int64_t broken = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double value = values[i];
+    const std::int64_t image = OrderedImage(value);
+    minimum = image < minimum ? image : minimum;
+    maximum = image > maximum ? image : maximum;
+    absent |=
+        static_cast<std::uint64_t>(image) - static_cast<std::uint64_t>(missingFirst) < missingWidth ? 1 : 0;
+    broken |= (value + kRounder) - kRounder != value ? 1 : 0;
+  }
+  Survey survey;
+  survey.minimum = minimum;
+  survey.maximum = maximum;
+  survey.absent = absent != 0 || minimum < -kInfinityImage || maximum > kInfinityImage;
+  survey.whole = broken == 0;
+  return survey;
+}
+
+VELMORA_DISPATCH(Survey, SurveyValues,
+                 (const double* values, std::size_t count, std::int64_t missingFirst,
+                  std::uint64_t missingWidth),
+                 SurveyBody, (values, count, missingFirst, missingWidth))
+
+// The cases to sort: all of the column, or those that kept lists.
+struct Cases {
+  const double* column;
+  const std::uint32_t* kept;  // null: case i is i
+  std::size_t count;
+};
+
+template <bool kAll>
+std::uint32_t CaseAt(const Cases& cases, std::size_t i) {
+  if constexpr (kAll) return static_cast<std::uint32_t>(i);
+  return cases.kept[i];
+}
+
+void StoreStarts(const std::int32_t* starts, std::size_t distinct, std::size_t count, SortedOrder& order) {
+  order.starts.assign(starts, starts + distinct);
+  order.starts.push_back(static_cast<std::int32_t>(count));
+}
+
+// Whole numbers from minimum to minimum + range - 1.
+template <bool kAll>
+void CountWholeNumbers(const Cases& cases, double minimum, std::size_t range, SortScratch& scratch,
+                       SortedOrder& order) {
+  std::uint32_t* counts = scratch.counts.Reserve(range * (kTables + 1));
+  std::fill_n(counts, range * kTables, 0u);
+  const auto slotOf = [&](std::size_t i) {
+    return static_cast<std::size_t>(
+        static_cast<std::int32_t>(cases.column[CaseAt<kAll>(cases, i)] - minimum));
+  };
+  std::size_t i = 0;
+  for (; i + kTables <= cases.count; i += kTables)
+    for (std::size_t t = 0; t < kTables; ++t) ++counts[slotOf(i + t) * kTables + t];
+  for (; i < cases.count; ++i) ++counts[slotOf(i) * kTables];
+
+  std::uint32_t* next = counts + range * kTables;
+  std::int32_t* starts = scratch.starts.Reserve(cases.count + 1);
+  std::uint32_t position = 0;
+  std::size_t distinct = 0;
+  for (std::size_t slot = 0; slot < range; ++slot) {
+    const std::uint32_t* c = counts + slot * kTables;
+    const std::uint32_t inSlot = c[0] + c[1] + c[2] + c[3];
+    next[slot] = position;
+    if (inSlot == 0) continue;
+    starts[distinct++] = static_cast<std::int32_t>(position);
+    position += inSlot;
+  }
+  std::uint32_t* out = order.cases.data();
+  for (i = 0; i < cases.count; ++i) out[next[slotOf(i)]++] = CaseAt<kAll>(cases, i);
+  StoreStarts(starts, distinct, cases.count, order);
+}
+
+// Turns the digit counts of one pass into first positions. False when one digit holds everything.
+bool PositionsOf(std::uint32_t* counts, std::size_t digits, std::size_t count) {
+  std::uint32_t position = 0;
+  bool moves = true;
+  for (std::size_t d = 0; d < digits; ++d) {
+    const std::uint32_t here = counts[d];
+    moves &= here != count;
+    counts[d] = position;
+    position += here;
+  }
+  return moves;
+}
+
+struct DigitPlan {
+  int passes;
+  int bits;  // of one digit
+
+  explicit DigitPlan(int keyBits)
+      : passes(std::max(1, (keyBits + kDigitBits - 1) / kDigitBits)), bits((keyBits + passes - 1) / passes) {
+    bits = std::max(bits, 1);
+  }
+  std::uint32_t Mask() const { return (1u << bits) - 1; }
+};
+
+// Sorts pairs (key << 32 | case) by key, stably, in counting passes from digit `pass` on whose counts are
+// made; returns where the sorted pairs stand, from or to.
+std::uint64_t* ScatterPasses(const DigitPlan& plan, int pass, std::uint32_t* counts, std::uint64_t* from,
+                             std::uint64_t* to, std::size_t count) {
+  for (; pass < plan.passes; ++pass) {
+    std::uint32_t* positions = counts + static_cast<std::size_t>(pass) * kDigitCount;
+    if (!PositionsOf(positions, std::size_t{1} << plan.bits, count)) continue;
+    const int shift = 32 + pass * plan.bits;
+    const std::uint32_t mask = plan.Mask();
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::uint64_t pair = from[i];
+      to[positions[static_cast<std::uint32_t>(pair >> shift) & mask]++] = pair;
+    }
+    std::swap(from, to);
+  }
+  return from;
+}
+
+void SortPairsByRadix(std::uint64_t* pairs, std::uint64_t* spare, std::uint32_t* counts, std::size_t count) {
+  const DigitPlan plan(32);
+  std::fill_n(counts, static_cast<std::size_t>(plan.passes) * kDigitCount, 0u);
+  for (std::size_t i = 0; i < count; ++i)
+    for (int pass = 0; pass < plan.passes; ++pass)
+      ++counts[static_cast<std::size_t>(pass) * kDigitCount +
+               (static_cast<std::uint32_t>(pairs[i] >> (32 + pass * plan.bits)) & plan.Mask())];
+  const std::uint64_t* sorted = ScatterPasses(plan, 0, counts, pairs, spare, count);
+  if (sorted != pairs) std::copy_n(sorted, count, pairs);
+}
+
+// A run of pairs with equal top bits gets its low bits as keys and is put in order.
+struct RunSorter {
+  const double* column;
+  std::int64_t minimum;
+  std::uint64_t lowMask;
+  std::uint64_t* spare;
+  std::uint32_t* counts;
+
+  void operator()(std::uint64_t* run, std::size_t length) const {
+    for (std::size_t i = 0; i < length; ++i) {
+      const auto caseIndex = static_cast<std::uint32_t>(run[i]);
+      const auto offset =
+          static_cast<std::uint64_t>(OrderedImage(column[caseIndex])) - static_cast<std::uint64_t>(minimum);
+      run[i] = (offset & lowMask) << 32 | caseIndex;
+    }
+    if (length >= kRadixRun) {
+      SortPairsByRadix(run, spare, counts, length);
+    } else if (length > kInsertionRun) {
+      std::sort(run, run + length);
+    } else {
+      for (std::size_t i = 1; i < length; ++i) {
+        const std::uint64_t pair = run[i];
+        std::size_t j = i;
+        for (; j > 0 && run[j - 1] > pair; --j) run[j] = run[j - 1];
+        run[j] = pair;
+      }
+    }
+  }
+};
+
+constexpr std::uint32_t KeyOf(std::uint64_t pair) { return static_cast<std::uint32_t>(pair >> 32); }
+
+// The keys tell everything: equal keys are equal values.
+std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32_t* cases,
+                      std::int32_t* starts) {
+  std::size_t distinct = 0;
+  std::uint32_t previous = ~KeyOf(pairs[0]);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t key = KeyOf(pairs[i]);
+    starts[distinct] = static_cast<std::int32_t>(i);
+    distinct += key != previous ? 1 : 0;
+    // The first of its value has its place now; a repeated one is overwritten by the next.
+    previous = key;
+    cases[i] = static_cast<std::uint32_t>(pairs[i]);
+  }
+  return distinct;
+}
+
+// Few pairs share their top bits: those runs alone are looked at.
+std::size_t EmitRuns(std::uint64_t* pairs, std::size_t count, const RunSorter& sortRun, std::uint32_t* cases,
+                     std::int32_t* starts) {
+  std::size_t distinct = 0;
+  for (std::size_t i = 0; i < count;) {
+    starts[distinct++] = static_cast<std::int32_t>(i);
+    if (i + 1 == count || KeyOf(pairs[i]) != KeyOf(pairs[i + 1])) {
+      cases[i] = static_cast<std::uint32_t>(pairs[i]);
+      ++i;
+      continue;
+    }
+    std::size_t end = i + 2;
+    while (end < count && KeyOf(pairs[end]) == KeyOf(pairs[i])) ++end;
+    sortRun(pairs + i, end - i);
+    cases[i] = static_cast<std::uint32_t>(pairs[i]);
+    for (++i; i < end; ++i) {
+      cases[i] = static_cast<std::uint32_t>(pairs[i]);
+      if (KeyOf(pairs[i]) != KeyOf(pairs[i - 1])) starts[distinct++] = static_cast<std::int32_t>(i);
+    }
+  }
+  return distinct;
+}
+
+// Many pairs share their top bits, most of them equal values: the images are fetched for all, without a
+// branch on what they are, and the few that stand wrong are inserted. Returns 0 when that takes too many
+// moves.
+std::size_t EmitFetched(const std::uint64_t* pairs, std::size_t count, const double* column,
+                        std::uint64_t* images, std::uint32_t* cases, std::int32_t* starts) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto caseIndex = static_cast<std::uint32_t>(pairs[i]);
+    cases[i] = caseIndex;
+    images[i] = static_cast<std::uint64_t>(OrderedImage(column[caseIndex])) ^ (std::uint64_t{1} << 63);
+  }
+  std::size_t moves = 0;
+  for (std::size_t i = 1; i < count; ++i) {
+    const std::uint64_t image = images[i];
+    if (images[i - 1] <= image) continue;
+    const std::uint32_t caseIndex = cases[i];
+    std::size_t j = i;
+    for (; j > 0 && images[j - 1] > image; --j) {
+      images[j] = images[j - 1];
+      cases[j] = cases[j - 1];
+    }
+    images[j] = image;
+    cases[j] = caseIndex;
+    moves += i - j;
+    if (moves > kMovesPerCase * count) return 0;
+  }
+  std::size_t distinct = 1;
+  starts[0] = 0;
+  for (std::size_t i = 1; i < count; ++i) {
+    starts[distinct] = static_cast<std::int32_t>(i);
+    distinct += images[i] != images[i - 1] ? 1 : 0;
+  }
+  return distinct;
+}
+
+VELMORA_INLINE std::size_t RepeatedKeysBody(const std::uint64_t* pairs, std::size_t count) {
+  std::size_t repeated = 0;
+  for (std::size_t i = 1; i < count; ++i) repeated += (pairs[i] ^ pairs[i - 1]) >> 32 == 0 ? 1 : 0;
+  return repeated;
+}
+VELMORA_DISPATCH(std::size_t, RepeatedKeys, (const std::uint64_t* pairs, std::size_t count), RepeatedKeysBody,
+                 (pairs, count))
+
+template <bool kAll>
+void SortByTopBits(const Cases& cases, const Survey& survey, SortScratch& scratch, SortedOrder& order) {
+  const std::size_t count = cases.count;
+  const auto minimum = static_cast<std::uint64_t>(survey.minimum);
+  const std::uint64_t range = static_cast<std::uint64_t>(survey.maximum) - minimum;
+  const int rangeBits = std::bit_width(range | 1);
+  const int dropped = std::max(0, rangeBits - 32);
+  const DigitPlan plan(rangeBits - dropped);
+  const std::uint32_t mask = plan.Mask();
+  std::uint64_t* pairs = scratch.pairs[0].Reserve(count);
+  std::uint64_t* spare = scratch.pairs[1].Reserve(count);
+  std::uint32_t* counts = scratch.counts.Reserve(3 * kDigitCount);
+  std::fill_n(counts, 3 * kDigitCount, 0u);
+  const auto keyOf = [&](std::size_t i) {
+    const double value = cases.column[CaseAt<kAll>(cases, i)];
+    return static_cast<std::uint32_t>((static_cast<std::uint64_t>(OrderedImage(value)) - minimum) >> dropped);
+  };
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t key = keyOf(i);
+    ++counts[key & mask];
+    ++counts[kDigitCount + (key >> plan.bits & mask)];
+    ++counts[2 * kDigitCount + (plan.passes > 2 ? key >> (2 * plan.bits) : 0)];
+  }
+  PositionsOf(counts, kDigitCount, count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t key = keyOf(i);
+    pairs[counts[key & mask]++] = std::uint64_t{key} << 32 | CaseAt<kAll>(cases, i);
+  }
+  std::uint64_t* sorted = ScatterPasses(plan, 1, counts, pairs, spare, count);
+  if (sorted != pairs) std::swap(pairs, spare);
+
+  std::int32_t* starts = scratch.starts.Reserve(count + 1);
+  std::uint32_t* out = order.cases.data();
+  std::size_t distinct = 0;
+  if (dropped == 0) {
+    distinct = EmitExact(pairs, count, out, starts);
+  } else {
+    if (RepeatedKeys(pairs, count) > count / 16)
+      distinct = EmitFetched(pairs, count, cases.column, spare, out, starts);
+    if (distinct == 0) {
+      const RunSorter sortRun{cases.column, survey.minimum, (std::uint64_t{1} << dropped) - 1, spare, counts};
+      distinct = EmitRuns(pairs, count, sortRun, out, starts);
+    }
+  }
+  StoreStarts(starts, distinct, count, order);
+}
+
+template <bool kAll>
+void SortCases(const Cases& cases, const Survey& survey, SortScratch& scratch, SortedOrder& order) {
+  const double minimum = ValueOfImage(survey.minimum);
+  const double range = ValueOfImage(survey.maximum) - minimum + 1;
+  const auto widest = static_cast<double>(std::max<std::size_t>(cases.count / 4, 256));
+  if (survey.whole && range <= widest)
+    CountWholeNumbers<kAll>(cases, minimum, static_cast<std::size_t>(range), scratch, order);
+  else
+    SortByTopBits<kAll>(cases, survey, scratch, order);
+}
+
+}  // namespace
+
+void SortColumn(std::span<const double> column, double missingCode, std::span<const std::uint8_t> selected,
+                SortScratch& scratch, SortedOrder& order) {
+  if (column.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()) - 1)
+    throw std::length_error("a column of more than 2147483646 cases cannot be sorted");
+  const MissingRange missing(missingCode);
+  Survey survey;
+  if (selected.empty()) survey = SurveyValues(column.data(), column.size(), missing.first, missing.width);
+  Cases cases{column.data(), nullptr, column.size()};
+  if (!selected.empty() || survey.absent) {
+    std::uint32_t* kept = scratch.kept.Reserve(column.size() + 1);
+    survey = Survey();
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < column.size(); ++i) {
+      kept[count] = static_cast<std::uint32_t>(i);
+      count += (selected.empty() || selected[i] != 0) && !missing.Absent(column[i]) ? 1 : 0;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      const Survey one = SurveyBody(&column[kept[i]], 1, 1, 0);
+      survey.minimum = std::min(survey.minimum, one.minimum);
+      survey.maximum = std::max(survey.maximum, one.maximum);
+      survey.whole = survey.whole && one.whole;
+    }
+    cases.kept = kept;
+    cases.count = count;
+  }
+  order.cases.resize(cases.count);
+  order.starts.clear();
+  if (cases.count == 0) return;
+  if (cases.kept == nullptr)
+    SortCases<true>(cases, survey, scratch, order);
+  else
+    SortCases<false>(cases, survey, scratch, order);
+}
+
+void FilterOrder(const SortedOrder& order, std::span<const std::uint8_t> marked, SortedOrder& filtered) {
+  filtered.cases.resize(order.cases.size());
+  filtered.starts.resize(order.starts.size());
+  std::size_t count = 0;
+  std::size_t distinct = 0;
+  for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
+    const std::size_t before = count;
+    for (auto i = static_cast<std::size_t>(order.starts[d]);
+         i < static_cast<std::size_t>(order.starts[d + 1]); ++i) {
+      filtered.cases[count] = order.cases[i];
+      count += marked[order.cases[i]] != 0 ? 1 : 0;
+    }
+    filtered.starts[distinct] = static_cast<std::int32_t>(before);
+    distinct += count != before ? 1 : 0;
+  }
+  filtered.cases.resize(count);
+  if (!filtered.starts.empty()) {
+    filtered.starts[distinct] = static_cast<std::int32_t>(count);
+    filtered.starts.resize(distinct == 0 ? 0 : distinct + 1);
+  }
+}
+
+}  // namespace velmora::stats

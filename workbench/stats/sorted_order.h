@@ -1,0 +1,72 @@
+// The ascending order of one column, the start of every tree: cases sorted by (value, case index) and the
+// places where the value changes. Made once per predictor and shared by all responses.
+//
+// The sort is exact. The top 32 bits of the values' ordered images, taken from the column's own minimum, are
+// put in order by counting passes over (bits, case) pairs of eight bytes; pairs that agree in those bits are
+// then put right by insertion, or by a second set of counting passes over the remaining bits where insertion
+// would be slow. Columns of whole numbers in a small range are counted directly.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace velmora::stats {
+
+// Memory that only grows and is not cleared: what kernels keep between predictors.
+template <class T>
+class Buffer {
+ public:
+  // Room for count elements; what was in the buffer is lost when it grows.
+  T* Reserve(std::size_t count) {
+    if (count > capacity_) {
+      data_.reset(new T[count]);
+      capacity_ = count;
+    }
+    return data_.get();
+  }
+  T* data() { return data_.get(); }
+
+ private:
+  std::unique_ptr<T[]> data_;
+  std::size_t capacity_ = 0;
+};
+
+// Cases of a column in ascending order of value. Equal values keep the order of their case indices.
+struct SortedOrder {
+  std::vector<std::uint32_t> cases;  // 0-based case indices
+  std::vector<std::int32_t>
+      starts;  // DistinctCount() + 1 positions in cases: value d stands at [starts[d], starts[d + 1])
+
+  std::size_t CaseCount() const { return cases.size(); }
+  std::size_t DistinctCount() const { return starts.empty() ? 0 : starts.size() - 1; }
+  // The d-th smallest value, read from the column that was sorted.
+  double Value(std::span<const double> column, std::size_t d) const {
+    return column[cases[static_cast<std::size_t>(starts[d])]] + 0.0;
+  }
+  std::size_t Bytes() const {
+    return cases.capacity() * sizeof(cases[0]) + starts.capacity() * sizeof(starts[0]);
+  }
+};
+
+struct SortScratch {
+  Buffer<std::uint64_t> pairs[2];
+  Buffer<std::uint32_t> counts;
+  Buffer<std::uint32_t> kept;
+  Buffer<std::int32_t> starts;
+};
+
+// Sorts the cases of column that selected lets through (one byte a case, 0 = left out; empty = all) and whose
+// value is neither missing nor NaN. Minus zero equals zero; infinities are values like any other and stand at
+// the ends. order is overwritten and keeps its memory. At most 2^31 - 2 cases; throws std::length_error above
+// that.
+void SortColumn(std::span<const double> column, double missingCode, std::span<const std::uint8_t> selected,
+                SortScratch& scratch, SortedOrder& order);
+
+// The part of an order whose cases are marked (one byte a case, 0 = left out), with the values that lose all
+// their cases dropped.
+void FilterOrder(const SortedOrder& order, std::span<const std::uint8_t> marked, SortedOrder& filtered);
+
+}  // namespace velmora::stats

@@ -1,0 +1,177 @@
+// Classification and regression trees over one predictor (Breiman, Friedman, Olshen and Stone 1984).
+//
+// The splits lower the Gini impurity of a response of classes, or the variance of a continuous one, as far as
+// one split can. A tree is grown over the predictor's distinct values, with running totals of the response at
+// each: after one pass over the sorted cases no node looks at a case again.
+//
+//   continuous predictor   value <= split constant goes left. The constant is the midpoint of the
+//   neighbouring
+//                          distinct values, or the lower one where the midpoint is not below the upper.
+//   categorical predictor  a list of levels goes left. Two classes or a continuous response: the best
+//   grouping
+//                          stands in the order of the levels' rates or means (Fisher 1958,
+//                          doi:10.1080/01621459.1958.10501479), equal ones by code. More classes: every
+//                          grouping is tried for up to 12 levels in the node; above that the levels are
+//                          ordered along the first principal component of their class shares (Coppersmith,
+//                          Hong and Hosking 1999, doi:10.1023/A:1009869804967), and the best cut of that
+//                          order is improved by moving single levels, the best move first, until none helps.
+//
+// Of equally good cuts the first is taken: the lowest constant, the fewest levels in order of rate, or the
+// grouping whose left list comes first when the lists are read as binary numbers over the ascending codes
+// (the highest code always goes right). A node is split as long as both children keep the least number of
+// cases and the impurity falls by more than 1e-12 of the node's own; a pure node is never split.
+//
+// Nodes are numbered from 1, the root, level by level; the children of a node have consecutive numbers, the
+// left one first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "workbench/stats/sorted_order.h"
+
+namespace velmora::stats {
+
+enum class PredictorKind { kContinuous, kCategorical };
+
+inline constexpr std::uint16_t kNoClass = 0xFFFF;
+inline constexpr int kMaxClasses = 0xFFFE;
+
+// A response as trees read it, made once and used with every predictor.
+struct TreeResponse {
+  bool continuous = false;
+  int classCount = 0;  // 0 for a continuous response
+  std::vector<std::uint16_t>
+      classOf;  // classes: 0-based class of each case, kNoClass where it counts for nothing
+  std::vector<double>
+      deviations;     // continuous: (value - centre) / scale of each case, 0 where it counts for nothing
+  double centre = 0;  // near the mean, so that sums stay small
+  double scale = 1;   // a power of two, 1 unless the values are of extreme size
+  std::vector<double> weights;        // empty: every case weighs 1
+  std::vector<std::uint8_t> present;  // 0 where the case counts for nothing; empty: every case counts
+  std::size_t caseCount = 0;
+};
+
+// A case counts when it is selected (empty: all are), its weight is finite and above 0 (empty: no weights)
+// and the response is one of the codes (within 15 units in the last place; the first that fits is its class).
+// Two to kMaxClasses codes; throws std::length_error above that.
+TreeResponse MakeClassResponse(std::span<const double> values, std::span<const double> codes,
+                               std::span<const std::uint8_t> selected = {},
+                               std::span<const double> weights = {});
+// The same for a continuous response: a case counts where the value is finite and not missing.
+TreeResponse MakeContinuousResponse(std::span<const double> values, double missingCode,
+                                    std::span<const std::uint8_t> selected = {},
+                                    std::span<const double> weights = {});
+
+// The rule that takes back splits which are no better than what chance gives. Off unless asked for.
+//
+// The measure of a subtree is the share of its node's impurity that it explains, as a chi-square statistic
+// with as many degrees of freedom as it has splits. Because every cut was searched for, the chance level is
+// that of the largest of many statistics: see ChanceLevel in tree_prune.cpp, fitted to trees grown on pure
+// noise.
+//   1. A whole tree that stays below its chance level keeps its first split and no other.
+//   2. Otherwise the weakest subtree (least gain a split) goes while it is below its chance level and all
+//   that
+//      went stays below maxLoss of the tree's gain.
+// The first split is never taken back.
+struct PruneRule {
+  bool enabled = false;
+  // Share of the gain of the full tree that step 2 may give away. 1 prunes by significance alone.
+  double maxLoss = 0.015;
+};
+
+struct TreeOptions {
+  std::int64_t leastCasesToSplit = 2;  // fewest unweighted cases of a node that is split
+  std::int64_t leastCasesInChild = 1;  // fewest unweighted cases of each child
+  PruneRule prune;
+};
+
+struct TreeNode {
+  int parent = 0;  // node numbers, 0: none
+  int left = 0;
+  int right = 0;
+  int bin = -1;  // 0-based place among the terminal nodes from left to right, -1 for a node that is split
+  std::int64_t cases = 0;
+  double weight = 0;            // sum of the case weights; the number of cases without weights
+  double mean = 0;              // continuous response
+  double variance = 0;          // continuous response: weighted sum of squares about the mean / weight
+  double impurity = 0;          // Gini of the classes, or the variance
+  double splitConstant = 0;     // of a split over a continuous predictor
+  double improvement = 0;       // of a split: weight x impurity less that of the children
+  std::int32_t firstValue = 0;  // the node's distinct values, as places in Tree::values
+  std::int32_t endValue = 0;
+};
+
+struct Tree {
+  PredictorKind predictorKind = PredictorKind::kContinuous;
+  int classCount = 0;                // 0: continuous response
+  std::vector<TreeNode> nodes;       // node number i stands at i - 1; empty when no case has both values
+  std::vector<double> classWeights;  // nodes x classCount: weight of each class in each node
+  std::vector<int> bins;             // node number of each terminal node from left to right
+  // Categorical predictor: the codes of the levels, ordered so that each node's stand together, ascending
+  // within a terminal node. Empty for a continuous predictor.
+  std::vector<double> values;
+
+  const TreeNode& Node(int nodeNumber) const { return nodes[static_cast<std::size_t>(nodeNumber - 1)]; }
+  std::span<const double> ClassWeights(int nodeNumber) const {
+    return std::span(classWeights)
+        .subspan(static_cast<std::size_t>(nodeNumber - 1) * static_cast<std::size_t>(classCount),
+                 static_cast<std::size_t>(classCount));
+  }
+  // The split constants in ascending order: bin b holds values in (cut[b - 1], cut[b]].
+  std::vector<double> CutPoints() const;
+  // The levels of a node, ascending.
+  std::vector<double> Levels(int nodeNumber) const;
+};
+
+// What trees keep between predictors.
+struct TreeScratch {
+  SortedOrder filtered;
+  Buffer<std::int32_t> classTotals;
+  Buffer<double> sums;
+  Buffer<double> sorted;
+  Buffer<double> weights;
+  Buffer<std::uint16_t> classes;
+};
+
+// order: the predictor's cases as SortColumn gave them for this column.
+Tree GrowTree(const TreeResponse& response, std::span<const double> predictor, const SortedOrder& order,
+              PredictorKind kind, const TreeOptions& options, TreeScratch& scratch);
+
+// Something of a person's own cut points that was not used, with the reason in words.
+struct DroppedCut {
+  double value = 0;
+  std::string reason;
+};
+
+// The tree that cuts at the given points (any order) instead of searching; least numbers of cases and pruning
+// do not apply. A point outside the data, a repeated one and one that would leave a bin without cases is
+// dropped. The tree leans right: the first split is at the lowest point.
+Tree TreeFromCutPoints(const TreeResponse& response, std::span<const double> predictor,
+                       const SortedOrder& order, std::span<const double> cutPoints, TreeScratch& scratch,
+                       std::vector<DroppedCut>& dropped);
+
+// The same for groups of levels: one terminal node a group, in the order given, and one more for the levels
+// that no group names. A level that is not in the data or was named before is dropped, and so is a group left
+// empty (its levels are listed, then the group as a whole with the value of its position, counted from 1).
+Tree TreeFromGroups(const TreeResponse& response, std::span<const double> predictor, const SortedOrder& order,
+                    std::span<const std::vector<double>> groups, TreeScratch& scratch,
+                    std::vector<DroppedCut>& dropped);
+
+inline constexpr std::int32_t kNoBin = -1;
+
+// bins[i] := the bin of case i, for every case of the order; kNoBin for the others. One entry a case of the
+// column. Cases whose response does not count get a bin all the same; a level that the tree has not seen gets
+// kNoBin.
+void AssignBins(const Tree& tree, std::span<const double> predictor, const SortedOrder& order,
+                std::span<std::int32_t> bins);
+// The bin of one value by ascending cut points: the number of points below it.
+std::int32_t BinOf(std::span<const double> cutPoints, double value);
+// The same over a column that is not sorted; missing and NaN values get kNoBin.
+void AssignBinsByCutPoints(std::span<const double> cutPoints, std::span<const double> column,
+                           double missingCode, std::span<std::int32_t> bins);
+
+}  // namespace velmora::stats
