@@ -1,0 +1,118 @@
+// Child processes and temporary folders of the tests.
+#include "tests/app/process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace velmora::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void RunChild(const std::vector<std::string>& arguments, const ProcessOptions& options, int out,
+                           int err) {
+  if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(127);
+  for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
+  if (!options.outputTo.empty()) out = open(options.outputTo.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  const int nothing = open("/dev/null", O_RDONLY);
+  dup2(nothing, 0);
+  dup2(out, 1);
+  dup2(err, 2);
+  std::vector<char*> words;
+  const std::string command = CommandPath();
+  words.push_back(const_cast<char*>(command.c_str()));
+  for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
+  execv(command.c_str(), words.data());
+  _exit(127);
+}
+
+// Reads both pipes until both are closed; interrupts the child once when its time has come.
+void Collect(int out, int err, pid_t child, int interruptAfter, ProcessResult& result) {
+  pollfd pipes[2] = {{out, POLLIN, 0}, {err, POLLIN, 0}};
+  std::string* texts[2] = {&result.out, &result.err};
+  int open = 2;
+  while (open > 0) {
+    const int ready = poll(pipes, 2, interruptAfter);
+    if (ready == 0) {
+      kill(child, SIGINT);
+      interruptAfter = -1;
+      continue;
+    }
+    for (int i = 0; i < 2; ++i) {
+      if (pipes[i].fd < 0 || pipes[i].revents == 0) continue;
+      char buffer[4096];
+      const ssize_t count = read(pipes[i].fd, buffer, sizeof buffer);
+      if (count > 0) {
+        texts[i]->append(buffer, static_cast<std::size_t>(count));
+      } else {
+        pipes[i].fd = -1;
+        --open;
+      }
+    }
+  }
+}
+
+}  // namespace
+
+std::string CommandPath() { return std::string(VELMORA_BINARY_DIR) + "/velmora"; }
+
+ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options) {
+  int out[2], err[2];
+  if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
+  const pid_t child = fork();
+  if (child == 0) RunChild(arguments, options, out[1], err[1]);
+  close(out[1]);
+  close(err[1]);
+  ProcessResult result;
+  Collect(out[0], err[0], child, options.interruptAfterMilliseconds, result);
+  close(out[0]);
+  close(err[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (fs::temp_directory_path() / "velmora-test-XXXXXX").string();
+  if (mkdtemp(name.data()) != nullptr) path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::permissions(path_, fs::perms::owner_all, ignored);
+  if (!path_.empty()) fs::remove_all(path_, ignored);
+}
+
+std::string TemporaryFolder::Write(const std::string& name, std::string_view content) const {
+  std::ofstream(path_ / name, std::ios::binary) << content;
+  return (path_ / name).string();
+}
+
+std::vector<std::string> TemporaryFolder::Names() const {
+  std::vector<std::string> names;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path_)) {
+    names.push_back(fs::relative(entry.path(), path_).string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string ReadFile(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+std::string Sample(const std::string& name) { return std::string(VELMORA_SOURCE_DIR) + "/samples/" + name; }
+
+}  // namespace velmora::testing

@@ -1,0 +1,47 @@
+// Runs the built command as a process of its own and keeps what it said.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora::testing {
+
+struct ProcessOptions {
+  std::string outputTo;                            // standard output goes to this file instead of being kept
+  std::filesystem::path folder;                    // the process's current folder
+  std::map<std::string, std::string> environment;  // set on top of ours
+  int interruptAfterMilliseconds = -1;             // SIGINT then; -1: never
+};
+
+struct ProcessResult {
+  int exitCode = -1;  // 128 + number when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+std::string CommandPath();  // of the built velmora
+ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options = {});
+
+// A folder for one test, removed with its files at the end.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::filesystem::path& Path() const { return path_; }
+  std::string Write(const std::string& name, std::string_view content) const;  // returns the file's path
+  std::vector<std::string> Names() const;  // of all that stands in it, sorted
+
+ private:
+  std::filesystem::path path_;
+};
+
+std::string ReadFile(const std::filesystem::path& path);
+// A file of samples/.
+std::string Sample(const std::string& name);
+
+}  // namespace velmora::testing

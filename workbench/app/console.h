@@ -1,0 +1,36 @@
+// The process's three standard streams, its signals and its terminal: everything here that is the system's.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+// Call once, first: keeps file descriptors 0 to 2 occupied, so that no data file becomes standard output,
+// makes a closed pipe an error of the write, and makes the first Ctrl-C (or SIGTERM) a request that
+// WasInterrupted reports; the second ends the process at once.
+void PrepareConsole();
+bool WasInterrupted();
+// Throws Cancelled when WasInterrupted.
+void StopIfInterrupted();
+
+// One line to standard error. A progress bar that stands there is wiped first (and draws itself again).
+void Tell(std::string_view line);
+
+// Writes the whole text to standard output. Throws BrokenPipe when its reader is gone, RunError with one
+// sentence when it cannot be written.
+void WriteToStandardOutput(std::string_view text);
+
+struct Terminal {
+  bool isTerminal = false;
+  int width = 80;
+  bool utf8 = true;
+  bool colour = false;  // a terminal, and neither NO_COLOR nor TERM=dumb
+};
+Terminal StandardOutputTerminal();
+Terminal StandardErrorTerminal();
+
+// Folder of the running executable, empty when the system does not tell.
+std::string ExecutableFolder();
+
+}  // namespace velmora

@@ -1,0 +1,33 @@
+// Drives one feature selection the way a script would: settings go in through the automation interfaces and
+// the dialogs, results come out of the module's view of them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/app/feature_selection_report.h"
+#include "workbench/app/terminal_face.h"
+#include "workbench/app/variable_choice.h"
+#include "workbench/host/session.h"
+
+namespace velmora {
+
+struct FeatureSelectionSettings {
+  int cuts = 10, dependentCuts = 10;
+  bool casewise = false, cutDependents = false, chiSquare = false, roundWeights = false;
+  DisplayMode displayMode = DisplayMode::kBest;
+  int best = 10, bestByP = 10;
+  double pCriterion = 0.01;
+  std::string select, exclude;
+};
+
+// Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
+// for documents and bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
+// UsageError for a wrong selection expression.
+FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
+                                           const FeatureSelectionSettings& settings);
+
+// The summaries, importance plots and the report in the session's workbook, with the facts of the run.
+void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report);
+
+}  // namespace velmora

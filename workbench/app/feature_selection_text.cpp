@@ -1,0 +1,171 @@
+// Feature selection for people and for spreadsheets: the terminal's tables and the CSV of all pairs.
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/app/feature_selection_report.h"
+#include "workbench/app/text_table.h"
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kLeastBar = 8;
+constexpr int kWidestBar = 40;
+constexpr int kWidestName = 48;
+
+// share, 0 to 1, as a bar of at most cells cells, an eighth of a cell at a time.
+std::string Bar(double share, int cells, bool utf8) {
+  static constexpr const char* kEighths[] = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
+  const int eighths = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * cells * 8));
+  std::string bar;
+  if (!utf8) return std::string(static_cast<std::size_t>((eighths + 4) / 8), '#');
+  for (int cell = 0; cell < eighths / 8; ++cell) bar += "█";
+  return bar + kEighths[eighths % 8];
+}
+
+std::string Counted(std::size_t count, const char* one, const char* several) {
+  return std::to_string(count) + " " + (count == 1 ? one : several);
+}
+
+std::string CasesLine(const FeatureSelectionReport& report) {
+  const vlm::FeatureSelectionRun& run = report.run;
+  std::string text = Counted(static_cast<std::size_t>(run.caseCount), "case", "cases") + ", " +
+                     std::to_string(run.validCases) + " used";
+  const auto add = [&](int count, const char* reason) {
+    if (count > 0) text += "; " + std::to_string(count) + " " + reason;
+  };
+  add(run.excludedCases, "left out by the selection");
+  add(run.zeroWeightCases, "without weight");
+  add(run.badCountCases, "without a count");
+  add(run.acceptedCases - run.validCases, "dropped for missing values");
+  if (run.weighted)
+    text += "; weighted by " + report.weightVariable + ", total " + ShownNumber(run.totalWeight, "");
+  if (!report.countVariable.empty()) text += "; counted by " + report.countVariable;
+  return text;
+}
+
+// Rank, predictor, kind, statistic, p and a bar for each of the dependent's best predictors.
+std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
+                           int width, bool utf8) {
+  const auto pairOf = [&](int index) -> const vlm::FeatureSelectionPair& {
+    return dependent.pairs[static_cast<std::size_t>(index)];
+  };
+  double largest = 0;
+  for (const int index : dependent.best) largest = std::max(largest, pairOf(index).statistic);
+  const auto fill = [&](TextTable& table, int barCells) {
+    int rank = 0;
+    for (const int index : dependent.best) {
+      const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
+      const vlm::FeatureSelectionPair& pair = pairOf(index);
+      std::vector<std::string> row = {std::to_string(++rank),
+                                      CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
+                                      KindName(predictor.kind),
+                                      "-",
+                                      "-",
+                                      ""};
+      if (!pair.notComputable) {
+        row[3] = ShownNumber(pair.statistic, "");
+        row[4] = ShownProbability(pair.pValue);
+        if (largest > 0) row[5] = Bar(pair.statistic / largest, barCells, utf8);
+      }
+      table.AddRow(std::move(row));
+    }
+    return table.Text(0, utf8);
+  };
+  const std::vector<TextColumn> columns = {
+      {"rank", true}, {"predictor"}, {"kind"}, {dependent.statisticName, true}, {"p-value", true}, {""}};
+  // The bars get what the table without them leaves.
+  TextTable bare(columns);
+  const std::string bareText = fill(bare, 0);
+  int widest = 0;
+  for (std::size_t begin = 0; begin < bareText.size();) {
+    const std::size_t end = bareText.find('\n', begin);
+    widest = std::max(widest, WidthOf(std::string_view(bareText).substr(begin, end - begin)));
+    begin = end + 1;
+  }
+  const int room = std::min(width - widest - 2, kWidestBar);
+  if (room < kLeastBar) return bareText;
+  TextTable table(columns);
+  return fill(table, room);
+}
+
+std::string Heading(const FeatureSelectionReport& report, const ReportedDependent& dependent) {
+  const std::string of = " of " + Counted(report.predictors.size(), "predictor", "predictors");
+  std::string shown;
+  switch (report.displayMode) {
+    case DisplayMode::kBest:
+      shown = "the " + std::to_string(dependent.best.size()) + " best" + of;
+      break;
+    case DisplayMode::kBelowP:
+      shown = std::to_string(dependent.best.size()) + of + ", p up to " + ShownNumber(report.pCriterion, "");
+      break;
+    case DisplayMode::kBestByP:
+      shown = "the " + std::to_string(dependent.best.size()) + of + " with the smallest p-values";
+      break;
+  }
+  return Utf8Of(dependent.name) + " (" + KindName(dependent.kind) + "): " + shown + "\n";
+}
+
+const char* Legend(const std::string& statisticName) {
+  if (statisticName == "F-value")
+    return "F-value: variation between groups over variation within; larger is stronger.";
+  if (statisticName == "Chi-square") return "Chi-square: departure from independence; larger is stronger.";
+  return "Cramer's V: strength of association, 0 (none) to 1 (complete).";
+}
+
+}  // namespace
+
+const char* KindName(Measurement kind) {
+  return kind == Measurement::kContinuous ? "continuous" : "categorical";
+}
+
+std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
+  std::string text = "Feature selection: " + Utf8Of(report.dataFile) + "\n" + CasesLine(report) + "\n";
+  std::vector<std::string> legends;
+  for (const ReportedDependent& dependent : report.dependents) {
+    text += "\n";
+    if (dependent.best.empty()) {
+      text += Utf8Of(dependent.name) + " (" + KindName(dependent.kind) + "): no predictor could be scored\n";
+      continue;
+    }
+    text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8);
+    const std::string legend = Legend(dependent.statisticName);
+    if (std::find(legends.begin(), legends.end(), legend) == legends.end()) legends.push_back(legend);
+  }
+  if (!legends.empty()) text += "\n";
+  for (const std::string& legend : legends) text += legend + "\n";
+  if (!legends.empty()) {
+    text +=
+        "p-value: chance of a statistic at least this large if the predictor told nothing. Bars: against the "
+        "first.\n";
+  }
+  return text;
+}
+
+std::string FeatureSelectionCsv(const FeatureSelectionReport& report) {
+  std::string text =
+      "dependent,dependent_number,dependent_kind,statistic_name,rank,predictor,predictor_number,"
+      "predictor_kind,statistic,p_value,not_computable\n";
+  for (const ReportedDependent& dependent : report.dependents) {
+    std::vector<int> order = dependent.best;
+    std::vector<char> ranked(report.predictors.size(), 0);
+    for (const int index : order) ranked[static_cast<std::size_t>(index)] = 1;
+    for (std::size_t j = 0; j < ranked.size(); ++j) {
+      if (!ranked[j]) order.push_back(static_cast<int>(j));
+    }
+    for (std::size_t position = 0; position < order.size(); ++position) {
+      const auto index = static_cast<std::size_t>(order[position]);
+      const ReportedPredictor& predictor = report.predictors[index];
+      const vlm::FeatureSelectionPair& pair = dependent.pairs[index];
+      AppendCsvRow(text, {dependent.name, std::to_string(dependent.number), KindName(dependent.kind),
+                          dependent.statisticName,
+                          position < dependent.best.size() ? std::to_string(position + 1) : std::string(),
+                          predictor.name, std::to_string(predictor.number), KindName(predictor.kind),
+                          ShortestNumber(pair.statistic), ShortestNumber(pair.pValue),
+                          pair.notComputable ? "1" : "0"});
+    }
+  }
+  return text;
+}
+
+}  // namespace velmora

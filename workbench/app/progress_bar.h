@@ -1,0 +1,41 @@
+// One progress bar on standard error, drawn only where standard error is a terminal:
+//   Computing...  [##########----------]  48 %  about 12 s left
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+class ProgressBar {
+ public:
+  ProgressBar();
+  ~ProgressBar();
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+
+  // A new stage, from 0 again.
+  void Start(std::string_view caption);
+  // fraction: 0 to 1. Cheap: draws at most ten times a second, and only when what is shown changes.
+  void Update(double fraction);
+  void Finish();
+
+  // Wipes the bar that stands on the terminal, if one does, so that a line can be written there.
+  static void WipeShown();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void Draw(double fraction, Clock::time_point now);
+
+  bool shownOnTerminal_ = false;
+  bool utf8_ = true;
+  int width_ = 80;
+  std::string caption_;
+  std::string drawn_;
+  Clock::time_point started_;
+  Clock::time_point lastDrawn_;
+  static ProgressBar* shown_;
+};
+
+}  // namespace velmora

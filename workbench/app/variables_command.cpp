@@ -1,0 +1,143 @@
+// velmora variables: the columns of a data file as a table, CSV or JSON.
+#include "workbench/app/variables_command.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "workbench/app/console.h"
+#include "workbench/app/data_input.h"
+#include "workbench/app/exit_codes.h"
+#include "workbench/app/options.h"
+#include "workbench/app/text_table.h"
+#include "workbench/data/measurement.h"
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t kLabelsShown = 6;
+
+std::string Labels(const Column& column, std::size_t limit) {
+  std::string text;
+  for (std::size_t i = 0; i < column.labels.size() && i < limit; ++i) {
+    if (i > 0) text += ", ";
+    text += column.fromText ? column.labels[i].text
+                            : ShownNumber(column.labels[i].value, "") + " " + column.labels[i].text;
+  }
+  if (column.labels.size() > limit) text += ", ...";
+  return text;
+}
+
+std::string Range(const Column& column, const VariableProfile& profile) {
+  if (profile.validCount == 0) return "";
+  if (!column.labels.empty()) return Labels(column, kLabelsShown);
+  return ShownNumber(profile.minimum, "") + " .. " + ShownNumber(profile.maximum, "");
+}
+
+std::string Distinct(const VariableProfile& profile) {
+  return (profile.distinctIsLowerBound ? ">" : "") + std::to_string(profile.distinctCount);
+}
+
+std::string Role(const VariableProfile& profile) {
+  return RoleName(profile.role) + (profile.roleReason.empty() ? "" : " (" + profile.roleReason + ")");
+}
+
+std::string ShownTable(const Table& table, const std::vector<VariableProfile>& profiles,
+                       const Terminal& terminal) {
+  TextTable text({{"no.", true},
+                  {"name"},
+                  {"type"},
+                  {"taken as"},
+                  {"why"},
+                  {"screened"},
+                  {"distinct", true},
+                  {"missing", true},
+                  {"values"}});
+  for (const VariableProfile& profile : profiles) {
+    const Column& column = table.Variable(profile.variableNumber);
+    text.AddRow({std::to_string(profile.variableNumber), column.name, TypeName(profile.type),
+                 MeasurementName(profile.measurement), profile.measurementReason,
+                 profile.role == Role::kUsable ? "yes" : "no: " + Role(profile), Distinct(profile),
+                 std::to_string(profile.missingCount), Range(column, profile)});
+  }
+  return text.Text(terminal.isTerminal ? terminal.width : 0, terminal.utf8);
+}
+
+std::string Csv(const Table& table, const std::vector<VariableProfile>& profiles) {
+  std::string text =
+      "number,name,long_name,type,measurement,measurement_reason,role,role_reason,distinct,missing,minimum,"
+      "maximum,labels\n";
+  for (const VariableProfile& profile : profiles) {
+    const Column& column = table.Variable(profile.variableNumber);
+    const bool any = profile.validCount > 0;
+    AppendCsvRow(
+        text, {std::to_string(profile.variableNumber), column.name, column.longName, TypeName(profile.type),
+               MeasurementName(profile.measurement), profile.measurementReason, RoleName(profile.role),
+               profile.roleReason, std::to_string(profile.distinctCount),
+               std::to_string(profile.missingCount), any ? ShortestNumber(profile.minimum) : "",
+               any ? ShortestNumber(profile.maximum) : "", Labels(column, column.labels.size())});
+  }
+  return text;
+}
+
+std::string Json(const Table& table, const std::vector<VariableProfile>& profiles) {
+  using nlohmann::ordered_json;
+  ordered_json variables = ordered_json::array();
+  for (const VariableProfile& profile : profiles) {
+    const Column& column = table.Variable(profile.variableNumber);
+    const bool any = profile.validCount > 0;
+    ordered_json labels = ordered_json::array();
+    for (const ValueLabel& label : column.labels)
+      labels.push_back({{"value", label.value}, {"label", label.text}});
+    variables.push_back({{"number", profile.variableNumber},
+                         {"name", column.name},
+                         {"longName", column.longName},
+                         {"type", TypeName(profile.type)},
+                         {"measurement", MeasurementName(profile.measurement)},
+                         {"measurementReason", profile.measurementReason},
+                         {"role", RoleName(profile.role)},
+                         {"roleReason", profile.roleReason},
+                         {"distinct", profile.distinctCount},
+                         {"distinctIsLowerBound", profile.distinctIsLowerBound},
+                         {"valid", profile.validCount},
+                         {"missing", profile.missingCount},
+                         {"minimum", any ? ordered_json(profile.minimum) : ordered_json(nullptr)},
+                         {"maximum", any ? ordered_json(profile.maximum) : ordered_json(nullptr)},
+                         {"labels", labels}});
+  }
+  ordered_json bundles = ordered_json::array();
+  for (const VariableBundle& bundle : table.bundles) {
+    bundles.push_back({{"name", bundle.name}, {"variables", bundle.variableNumbers}});
+  }
+  const ordered_json whole = {{"dataFile", table.fileName},
+                              {"cases", table.caseCount},
+                              {"variables", variables},
+                              {"bundles", bundles}};
+  return whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+int RunVariablesCommand(const std::vector<std::string>& arguments) {
+  DataOptions data;
+  int format = 0;
+  CommandParser parser;
+  data.AddTo(parser);
+  parser.Choice("--format", format, {"terminal", "json", "csv"});
+  parser.Parse(arguments);
+
+  const Table table = LoadTable(data);
+  const std::vector<VariableProfile> profiles = ProfileTable(table);
+  if (format == 1) {
+    WriteToStandardOutput(Json(table, profiles));
+  } else if (format == 2) {
+    WriteToStandardOutput(Csv(table, profiles));
+  } else {
+    Tell(table.fileName + ": " + std::to_string(table.caseCount) + " cases, " +
+         std::to_string(table.VariableCount()) + " variables");
+    WriteToStandardOutput(ShownTable(table, profiles, StandardOutputTerminal()));
+  }
+  return kExitDone;
+}
+
+}  // namespace velmora
