@@ -136,4 +136,9 @@
   ROW(kTextTooFewValidCases, 34489, "There are not enough valid cases (<3)")                                \
   ROW(kTextBinaryResponse, 34490, "binary response")                                                        \
   ROW(kTextCategoricalResponse, 34491, "categorical response")                                              \
-  ROW(kTextContinuousResponse, 34492, "continuous response")
+  ROW(kTextContinuousResponse, 34492, "continuous response")                                                \
+  ROW(kTextExclusionNotInTree, 34493,                                                                       \
+      "The exclusion of the case selection is not applied where predictors are cut into bins; all "         \
+      "statistics are computed on the selected cases.")                                                     \
+  ROW(kTextNoSplit, 34494, "No split of the predictor separates the response.")                             \
+  ROW(kTextNoCommonCases, 34495, "There are no cases with a value of the predictor and of the response.")
