@@ -41,7 +41,7 @@ class TemporaryFolder {
 };
 
 std::string ReadFile(const std::filesystem::path& path);
-// A file of samples/.
+// A file of the sample data.
 std::string Sample(const std::string& name);
 
 }  // namespace velmora::testing
