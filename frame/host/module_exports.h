@@ -1,5 +1,4 @@
-// What the module exports, and what it looks up in the host's process by name. Nothing else is called by
-// name.
+// What the module exports, and what it looks up by name. Nothing else is called by name.
 #pragma once
 
 #include "frame/host/analysis.h"
@@ -32,5 +31,15 @@ using GetLog = ILog* (*)();
 inline constexpr char kGetApplicationLog[] = "QvdGetApplicationLog";
 // The cache that takes entries while there is no application, or while its logging is off.
 inline constexpr char kGetLogCache[] = "GetLogCache";
+
+// The crash-report library, looked for when an automation call has failed; it and either function may be
+// missing. The functions' first and last arguments are 0.
+inline constexpr char kCrashReportLibrary[] = "CrashRpt";  // libCrashRpt.so, CrashRpt.dll
+using CrashStackTrace = void (*)(int, unsigned depth, void*, void* contextRecord, int);
+inline constexpr char kCrashStackTrace[] = "StackTrace";
+// folder: where the report goes, may be empty. exception: EXCEPTION_POINTERS on Windows; elsewhere two
+// pointers, null and a ucontext_t.
+using CrashReport = void (*)(void*, const char* folder, void* exception, const char* message);
+inline constexpr char kCrashReport[] = "GenerateSilentErrorReport";
 
 }  // namespace vlm

@@ -1,0 +1,47 @@
+#include "frame/module_context.h"
+
+#include <new>
+
+#include "frame/host/module_exports.h"
+#include "frame/platform.h"
+#include "resources/automation_tables.h"
+#include "resources/module_resources.h"
+
+namespace vlmfsl {
+namespace {
+
+CAnalysisContext* context = nullptr;
+ModuleSharedBlocks sharedBlocks = {};
+bool startupDialogInitialised = false;
+
+}  // namespace
+
+void AttachModule(void* instance) noexcept {
+  if (context) return;
+  context = new (std::nothrow) CAnalysisContext(instance);
+  if (const auto registerLibrary =
+          reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
+    registerLibrary(instance, kLibraryId, nullptr, nullptr);
+  }
+}
+
+void DetachModule() noexcept {
+  delete context;
+  context = nullptr;
+}
+
+CAnalysisContext* ModuleContext() { return context; }
+
+void* ModuleInstance() { return context ? context->Instance() : static_cast<void*>(&ModuleResources()); }
+
+std::string LoadResString(int number) {
+  const char* text = FindText(number);
+  return text ? text : "";
+}
+
+ModuleSharedBlocks& SharedBlocks() { return sharedBlocks; }
+
+bool IsStartupDialogInitialised() { return startupDialogInitialised; }
+void SetStartupDialogInitialised(bool initialised) { startupDialogInitialised = initialised; }
+
+}  // namespace vlmfsl
