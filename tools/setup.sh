@@ -8,7 +8,7 @@ what=${1:-build}
 
 build_packages=(g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libxlsxwriter-dev)
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3 python3-openpyxl)
 
 packages=("${build_packages[@]}")
 [ "$what" = test ] && packages+=("${test_packages[@]}")

@@ -214,7 +214,8 @@ class HtmlWriter {
              (sheet.RowCount() == 1 ? " row" : " rows");
     if (sheet.RowCount() > kRowsShown) body_ += ", the first " + std::to_string(kRowsShown) + " shown";
     body_ += "</p></div>\n<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-labelledby=\"" + name +
-             "-title\">\n<table aria-labelledby=\"" + name + "-title\">\n<thead><tr>";
+             "-title\">\n<table" + (sheet.ColumnCount() > 5 ? " class=\"dense\"" : "") +
+             " aria-labelledby=\"" + name + "-title\">\n<thead><tr>";
 
     Json numeric = Json::array();
     if (view.HasRowNames()) {
@@ -224,21 +225,37 @@ class HtmlWriter {
     for (int column = 1; column <= sheet.ColumnCount(); ++column) {
       body_ += view.IsNumeric(column) ? "<th scope=\"col\" class=\"number\">" : "<th scope=\"col\">";
       body_ += Escaped(view.Header(column));
-      if (sheet.IsFormula(column)) {
-        body_ += "<span class=\"formula\">" + Escaped(sheet.ColumnLongName(column)) + "</span>";
-      }
       body_ += "</th>";
       numeric.push_back(view.IsNumeric(column) ? 1 : 0);
     }
     body_ += "</tr></thead>\n<tbody>\n";
     Json rows = Json::array();
     for (int row = 1; row <= sheet.RowCount(); ++row) rows.push_back(AddRow(view, row));
-    body_ += "</tbody>\n</table>\n</div>\n</div>\n";
+    body_ += "</tbody>\n</table>\n</div>\n";
+    AddFormulas(view);
+    body_ += "</div>\n";
     data_["tables"].push_back({{"id", name},
                                {"title", title},
                                {"names", view.HasRowNames()},
                                {"numeric", std::move(numeric)},
                                {"rows", std::move(rows)}});
+  }
+
+  // What the formula columns compute; they name columns by number, so every column is listed.
+  void AddFormulas(const TableView& view) {
+    const Sheet& sheet = view.Source();
+    std::string items;
+    bool any = false;
+    for (int column = 1; column <= sheet.ColumnCount(); ++column) {
+      any = any || sheet.IsFormula(column);
+      items += "<li><b>v" + std::to_string(column) + "</b> " + Escaped(view.Header(column));
+      if (sheet.IsFormula(column)) items += " <code>" + Escaped(sheet.ColumnLongName(column)) + "</code>";
+      items += "</li>\n";
+    }
+    if (any) {
+      body_ += "<details class=\"formulas\"><summary>How the columns are computed</summary><ul>\n" + items +
+               "</ul></details>\n";
+    }
   }
 
   // The row's data; its markup too when it is one of the first.
@@ -367,9 +384,14 @@ class HtmlWriter {
     chart["bars"] = std::move(array);
   }
 
+  // Four significant digits, without an exponent where a reader can do without.
   static std::string BarText(double length) {
-    return std::fabs(length) >= 1 && std::fabs(length) < 1e6 ? ShownNumber(length, "0.00")
-                                                             : ShownNumber(length, "");
+    const double size = std::fabs(length);
+    if (size >= 1e9 || (size > 0 && size < 1e-4)) return ShownNumber(length, "0.00E+00");
+    const int whole = size >= 1 ? static_cast<int>(std::log10(size)) + 1 : 0;
+    const int decimals = std::max(4 - whole, 0);
+    return ShownNumber(length,
+                       decimals == 0 ? "0" : "0." + std::string(static_cast<std::size_t>(decimals), '0'));
   }
 
   static Json AxisOf(const GraphAxis& axis) {

@@ -166,7 +166,8 @@ std::string ShownNumber(double value, std::string_view format) {
     const int decimals = point == std::string_view::npos ? 0 : static_cast<int>(format.size() - point - 1);
     return WithoutNegativeZero(ToChars(value, std::chars_format::fixed, std::min(decimals, 20)));
   }
-  if (const std::size_t exponent = format.find_first_of("eE"); exponent != std::string_view::npos) {
+  const std::size_t exponent = format.find_first_of("eE");
+  if (exponent != std::string_view::npos && format.find_first_not_of("0.eE+-") == std::string_view::npos) {
     const std::size_t point = format.find('.');
     const int decimals = point < exponent ? static_cast<int>(exponent - point - 1) : 0;
     return ToChars(value, std::chars_format::scientific, std::min(decimals, 20));

@@ -1,7 +1,7 @@
 // A workbook or one document as bytes of a file format. Each returns the whole text, so that the caller can
-// write the file whole or not at all. Short names are shown as the full names they stand for. Doubles meant
-// for machines (CSV, JSON, XLSX) read back to the same bits; an empty cell is an empty field, null, or an
-// empty cell.
+// write the file whole or not at all. Short names are shown as the full names they stand for. Doubles of
+// CSV and JSON read back to the same bits (XLSX holds 16 digits); an empty cell is an empty field, null, or
+// an empty cell.
 #pragma once
 
 #include <string>
@@ -29,9 +29,9 @@ std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames);
 // The whole workbook; the layout is drawn in json_writer.cpp. Indented for people when indent is 0 or more.
 std::string WriteJson(const Workbook& workbook, int indent = 1);
 
-// One worksheet a table, one a text document, and first a sheet with the run's facts and notices. Returns
-// false and sets error to one sentence when the file cannot be made (no space for the library's temporary
-// file).
+// One worksheet a table, one a text document, and first a sheet with the run's facts, notices and contents;
+// NaN, infinities and numbers from 1e308 on are written as texts. Returns false and sets error to one
+// sentence when the file cannot be made (no space for the library's temporary file).
 [[nodiscard]] bool WriteXlsx(const Workbook& workbook, std::string& bytes, std::string& error);
 
 // One self-contained page: no address in it is fetched.

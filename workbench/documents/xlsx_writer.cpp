@@ -19,9 +19,10 @@ namespace {
 
 constexpr lxw_row_t kMostRows = 1048576;
 constexpr lxw_col_t kMostColumns = 16384;
-constexpr int kLongestCellText = 32767;  // characters
-constexpr int kLongestSheetName = 31;    // UTF-16 units
-constexpr int kWidthSample = 500;        // rows that decide a column's width
+constexpr int kLongestCellText = 32767;   // characters
+constexpr int kLongestSheetName = 31;     // UTF-16 units
+constexpr double kLargestNumber = 1e308;  // larger ones, infinities and NaN are written as texts
+constexpr int kWidthSample = 500;         // rows that decide a column's width
 
 // A path nobody else uses; the file is removed with the object.
 class ScratchFile {
@@ -233,7 +234,7 @@ class XlsxWriter {
       const double value = source.Cell(row, column);
       if (const std::string* text = source.ShownText(row, column)) {
         WriteText(sheet, targetRow, target, *text, nullptr);
-      } else if (std::isfinite(value) && !IsEmptyCell(value)) {
+      } else if (std::fabs(value) < kLargestNumber && !IsEmptyCell(value)) {
         worksheet_write_number(sheet, targetRow, target, value, format);
       } else if (!IsEmptyCell(value)) {
         WriteText(sheet, targetRow, target, ShortestNumber(value), nullptr);

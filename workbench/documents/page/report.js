@@ -85,11 +85,8 @@
 
     headers.forEach((header, i) => {
       const button = make('button', { type: 'button' });
-      const formula = header.querySelector('.formula');
-      if (formula) formula.remove();
       button.append(...header.childNodes);
       header.append(button);
-      if (formula) header.append(formula);
       header.setAttribute('aria-sort', 'none');
       button.addEventListener('click', () => {
         // Numbers are wanted largest first; the third press gives the order of the analysis back.
@@ -254,6 +251,7 @@
   darkWanted.addEventListener('change', repaint);
   addEventListener('beforeprint', () => {
     printing = true;
+    document.querySelectorAll('.notices details').forEach((details) => { details.open = true; });
     data.charts.forEach(draw);
     repaint();
   });

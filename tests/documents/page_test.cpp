@@ -1,0 +1,134 @@
+// The page in a browser: its script runs, tables sort, search and grow, charts are drawn, nothing is fetched.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/documents/sample.h"
+
+namespace velmora {
+namespace {
+
+using Json = nlohmann::json;
+
+// Opens page in headless Chromium with script run at its end, and returns what the script left in `out`, an
+// object. Errors of any script of the page, and violations of its content policy, are collected in
+// out.errors.
+Json InBrowser(std::string page, const std::string& script, const std::string& flags = "") {
+  const std::string watch =
+      "<script>window.out = {errors: []}; addEventListener('error', (e) => out.errors.push(e.message));"
+      "addEventListener('securitypolicyviolation', (e) => out.errors.push(e.violatedDirective));</script>";
+  page.insert(page.find("</head>"), watch);
+  const std::string run =
+      "<script>setTimeout(async () => { try {\n" + script +
+      "\n} catch (e) { out.errors.push(String(e)); }\n"
+      "const node = document.createElement('p'); node.id = 'result';"
+      "node.textContent = btoa(JSON.stringify(out)); document.body.append(node); }, 400);</script>";
+  page.insert(page.rfind("</body>"), run);
+
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) / ("velmora_page_test_" + std::to_string(getpid()));
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder / "page.html", std::ios::binary) << page;
+  const std::string command =
+      "timeout 120 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run"
+      " --disable-background-networking --disable-component-update --disable-sync --virtual-time-budget=4000 "
+      "--window-size=1200,1600 " +
+      flags + " --user-data-dir=" + folder.string() + "/profile --dump-dom file://" + folder.string() +
+      "/page.html 2>/dev/null";
+  std::string dom;
+  FILE* pipe = popen(command.c_str(), "r");
+  char buffer[65536];
+  while (const std::size_t read = std::fread(buffer, 1, sizeof buffer, pipe)) dom.append(buffer, read);
+  EXPECT_EQ(0, pclose(pipe)) << "chromium did not run";
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
+
+  const std::string start = "<p id=\"result\">";
+  const std::size_t begin = dom.rfind(start);
+  if (begin == std::string::npos) {
+    ADD_FAILURE() << "the page's script never finished";
+    return Json::object();
+  }
+  // Base64, so that markup in the answer stays out of the way.
+  std::string json;
+  unsigned bits = 0;
+  int held = 0;
+  for (std::size_t i = begin + start.size(); i < dom.size() && dom[i] != '<' && dom[i] != '='; ++i) {
+    static const std::string kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    bits = bits << 6 | static_cast<unsigned>(kDigits.find(dom[i]));
+    if ((held += 6) >= 8) json += static_cast<char>(bits >> (held -= 8) & 0xFF);
+  }
+  return Json::parse(json);
+}
+
+TEST(Page, TablesSortSearchAndGrow) {
+  const Json out = InBrowser(WriteHtml(sample::Large(450)), R"(
+    const box = document.getElementById('table1');
+    const names = () => [...box.querySelectorAll('tbody th')].slice(0, 2).map((th) => th.textContent);
+    const sort = (i) => box.querySelectorAll('thead button')[i].click();
+    const state = (i) => box.querySelectorAll('thead th')[i].getAttribute('aria-sort');
+    out.chartBars = document.querySelectorAll('#chart2 svg path').length;
+    out.rows = [box.querySelectorAll('tbody tr').length];
+    sort(2); out.byP = names(); out.state = [state(1), state(2)];
+    sort(2); out.byPAscending = names(); out.state.push(state(2));
+    const last = () => { box.querySelector('.more button:last-child').click();
+      return [...box.querySelectorAll('tbody th')].pop().textContent; };
+    out.emptyLast = last();
+    out.rows.push(box.querySelectorAll('tbody tr').length);
+    sort(2); out.back = names(); out.state.push(state(2));
+    sort(0); out.byName = names();
+    out.count = box.querySelector('.count').textContent;
+    const search = box.querySelector('input');
+    search.value = 'PREDICTOR_44'; search.dispatchEvent(new Event('input'));
+    await new Promise((done) => setTimeout(done, 300));
+    out.found = box.querySelector('.count').textContent;
+    out.foundRows = box.querySelectorAll('tbody tr').length;
+  )");
+  EXPECT_EQ(Json::array(), out["errors"]);
+  EXPECT_GE(out["chartBars"], 50);
+  EXPECT_EQ((Json{200, 450}), out["rows"]);
+  EXPECT_EQ((Json{"predictor_450", "predictor_449"}), out["byP"]);
+  EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["byPAscending"]);
+  EXPECT_EQ("predictor_448", out["emptyLast"]) << "rows without a value stand last";
+  EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["back"]);
+  EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["byName"]) << "numbers in names sort as numbers";
+  EXPECT_EQ((Json{"none", "descending", "ascending", "none"}), out["state"]);
+  EXPECT_EQ("450 rows", out["count"]);
+  EXPECT_EQ("11 of 450 rows match", out["found"]);  // 44, 440 to 449
+  EXPECT_EQ(11, out["foundRows"]);
+}
+
+TEST(Page, HostileTextsAndNamesForReaders) {
+  const Json out = InBrowser(WriteHtml(sample::Everything()), R"(
+    out.scripts = document.scripts.length;
+    out.bold = document.querySelectorAll('pre b').length;
+    out.hostile = document.querySelector('#group2 h2').textContent;
+    const numbers = document.getElementById('table5');
+    out.row = numbers.querySelectorAll('tbody th')[1].textContent;
+    out.labels = [...document.querySelectorAll('[role=img]')].map((n) => n.getAttribute('aria-label').slice(0, 15));
+    out.details = [...document.querySelectorAll('[aria-details]')].every((n) => document.getElementById(n.getAttribute('aria-details')));
+    out.unnamed = [...document.querySelectorAll('button, input')].filter((n) => !n.textContent && !n.getAttribute('aria-label')).length;
+    out.scopes = [...document.querySelectorAll('th')].filter((n) => !n.scope).length;
+    out.fetched = performance.getEntriesByType('resource').length;
+  )",
+                             "--blink-settings=preferredColorScheme=0");
+  EXPECT_EQ(Json::array(), out["errors"]);
+  EXPECT_EQ(5, out["scripts"]) << "three of the page, two of this test";
+  EXPECT_EQ(0, out["bold"]);
+  EXPECT_EQ(sample::kHostile, out["hostile"]);
+  EXPECT_EQ(sample::kHostile, out["row"]);
+  EXPECT_EQ((Json{"Importance plot", "Importance plot"}), out["labels"]);
+  EXPECT_EQ(true, out["details"]);
+  EXPECT_EQ(0, out["unnamed"]);
+  EXPECT_EQ(0, out["scopes"]);
+  EXPECT_EQ(0, out["fetched"]);
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,386 @@
+// Each writer's bytes, read back by something that is not the writer.
+#include "workbench/documents/writers.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <regex>
+
+#include "tests/documents/sample.h"
+#include "workbench/documents/embedded_files.h"
+#include "workbench/documents/presentation.h"
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+namespace {
+
+using Json = nlohmann::json;
+
+bool SameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+std::vector<std::vector<std::string>> ParseCsv(const std::string& bytes) {
+  std::vector<std::vector<std::string>> rows(1, {""});
+  bool quoted = false;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char c = bytes[i];
+    if (quoted && c == '"' && i + 1 < bytes.size() && bytes[i + 1] == '"') {
+      rows.back().back() += bytes[++i];
+    } else if (c == '"') {
+      quoted = !quoted;
+    } else if (!quoted && c == ',') {
+      rows.back().emplace_back();
+    } else if (!quoted && c == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n') {
+      if (++i + 1 < bytes.size()) rows.push_back({""});
+    } else {
+      rows.back().back() += c;
+    }
+  }
+  EXPECT_FALSE(quoted);
+  return rows;
+}
+
+int Count(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+TEST(Texts, NumbersForPeople) {
+  const double inf = std::numeric_limits<double>::infinity();
+  struct Row {
+    double value;
+    const char* format;
+    const char* expected;
+  };
+  for (const Row& row : std::initializer_list<Row>{{0.5, "", "0.5"},
+                                                   {1e6, "", "1000000"},
+                                                   {123456.789, "", "123457"},
+                                                   {1e15, "", "1e+15"},
+                                                   {-0.0, "", "0"},
+                                                   {-0.00001, "0.0000", "0.0000"},
+                                                   {2.5, "0", "2"},
+                                                   {0.12345, "0.0000", "0.1235"},
+                                                   {12345.6, "0.00E+00", "1.23e+04"},
+                                                   {1e300, "0.00", "1e+300"},
+                                                   {inf, "0.00", "Inf"},
+                                                   {-inf, "", "-Inf"},
+                                                   {1.0 / 3, "#nonsense", "0.333333"}}) {
+    EXPECT_EQ(row.expected, ShownNumber(row.value, row.format)) << row.value << " " << row.format;
+  }
+  for (const Row& row : std::initializer_list<Row>{{0, "", "<1e-16"},
+                                                   {1e-17, "", "<1e-16"},
+                                                   {1.234e-10, "", "1.23e-10"},
+                                                   {0.0001, "", "0.0001"},
+                                                   {0.04999, "", "0.0500"},
+                                                   {1, "", "1.0000"},
+                                                   {-3, "", "-3"}}) {
+    EXPECT_EQ(row.expected, ShownProbability(row.value)) << row.value;
+  }
+}
+
+TEST(Texts, WidthsAndBrokenBytes) {
+  struct Row {
+    std::string text;
+    int width;
+    const char* cut;  // to 5 columns
+  };
+  const Row rows[] = {{"abc", 3, "abc"},           {"abcdef", 6, "abcd…"},
+                      {"日本語", 6, "日本…"},      {"e\u0301tude", 5, "e\u0301tude"},
+                      {"a日本", 5, "a日本"},       {"a日本語", 7, "a日…"},
+                      {"😀😀😀", 6, "😀😀…"},           {"\xE6\x97", 2, nullptr},
+                      {"\xED\xA0\x80", 3, nullptr}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(row.width, WidthOf(row.text)) << row.text;
+    if (row.cut) {
+      EXPECT_EQ(row.cut, CutToWidth(row.text, 5, "…")) << row.text;
+    }
+  }
+  EXPECT_EQ("a\uFFFDb\uFFFD\uFFFD", Utf8Of("a\xFF"
+                                           "b\xC3\xC0"));
+  EXPECT_EQ("\uFFFD\uFFFD", Utf8Of("\xC0\xAF")) << "an overlong form is not a slash";
+}
+
+TEST(Csv, ReadsBackToTheSameBits) {
+  ShortNames shortNames;
+  const Sheet sheet = sample::Table(shortNames);
+  const auto rows = ParseCsv(WriteCsv(sheet, shortNames));
+  ASSERT_EQ(static_cast<std::size_t>(sheet.RowCount()) + 1, rows.size());
+  EXPECT_EQ((std::vector<std::string>{"Name", "F-value", "p-value"}), rows[0]);
+  for (std::size_t i = 0; i < sample::kNumbers.size(); ++i) {
+    EXPECT_TRUE(SameBits(sample::kNumbers[i], std::strtod(rows[i + 1][1].c_str(), nullptr)))
+        << rows[i + 1][1];
+  }
+  EXPECT_EQ(sample::kLong, rows[1][0]);
+  EXPECT_EQ(sample::kHostile, rows[2][0]);
+  EXPECT_EQ("row, \"4\"", rows[4][0]);
+  const std::size_t last = sample::kNumbers.size();
+  const char* specials[] = {"", "", "Inf", "NaN"};
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(specials[i], rows[last + 1 + i][1]);
+
+  Sheet lines(2, 1);
+  lines.SetText(1, 1, " two\r\nlines ");
+  const auto parsed = ParseCsv(WriteCsv(lines, shortNames));
+  ASSERT_EQ(3u, parsed.size()) << "a row with nothing but an empty cell is still a row";
+  EXPECT_EQ(" two\r\nlines ", parsed[1][0]);
+}
+
+TEST(Json, HoldsTheWholeWorkbook) {
+  const Workbook workbook = sample::Everything();
+  for (const int indent : {-1, 1}) {
+    const Json json = Json::parse(WriteJson(workbook, indent));
+    ASSERT_EQ(workbook.Documents().size(), json["documents"].size());
+    EXPECT_EQ("houses & more.csv", json["facts"][0]["value"]);
+    EXPECT_EQ(1, json["notices"][1]["group"]);
+    EXPECT_EQ(sample::kHostile, json["groups"][2]["name"]);
+    EXPECT_EQ("number_of_bathrooms", json["documents"][0]["rowNames"][1]);
+    EXPECT_EQ("number_of_bathrooms", json["documents"][1]["series"][0]["labels"][1]);
+    EXPECT_EQ(100.0 / 3, json["documents"][1]["series"][0]["y"][2].get<double>());
+    EXPECT_TRUE(json["documents"][1]["valueAxis"]["minimum"].is_null());
+
+    const Json& numbers = json["documents"][4];
+    const Json& values = numbers["columns"][0]["values"];
+    for (std::size_t i = 0; i < sample::kNumbers.size(); ++i) {
+      EXPECT_TRUE(SameBits(sample::kNumbers[i], values[i].get<double>())) << values[i];
+    }
+    for (std::size_t i = sample::kNumbers.size(); i < values.size(); ++i)
+      EXPECT_TRUE(values[i].is_null()) << i;
+    EXPECT_EQ("probability", numbers["columns"][1]["role"]);
+    EXPECT_EQ("broken \uFFFD utf-8 \x1B[31m", numbers["rowNames"][2]);
+
+    const Json& bins = json["documents"][5]["columns"];
+    EXPECT_EQ("= v3/v2", bins[3]["formula"]);
+    EXPECT_EQ(3, bins[3]["values"][0]);
+    EXPECT_EQ("n/a", bins[3]["texts"][1]);
+    EXPECT_EQ("=\"quoted\", label", bins[0]["labels"][1]["text"]);
+  }
+}
+
+TEST(Terminal, FitsItsWidthAndItsCharacters) {
+  for (const Workbook& workbook : {sample::Everything(), sample::Large(30)}) {
+    for (const int width : {40, 80, 200}) {
+      for (const bool utf8 : {true, false}) {
+        const std::string text = WriteTerminalText(workbook, {.width = width, .utf8 = utf8});
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+          // A group's heading is one line whatever its length, and a word is never broken.
+          if (line.find("continuous dependent") == std::string::npos && line.find(' ') != std::string::npos) {
+            EXPECT_LE(WidthOf(line), width) << line;
+          }
+          for (const char c : line) {
+            EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 &&
+                        (utf8 || static_cast<unsigned char>(c) < 0x7F))
+                << line;
+          }
+        }
+        EXPECT_EQ(std::string::npos, text.find('\033')) << "no colours";
+        EXPECT_EQ(text.find("<1e-16") == std::string::npos, workbook.title == "Large");
+      }
+    }
+  }
+  const std::string coloured = WriteTerminalText(sample::Everything(), {.colour = true});
+  EXPECT_NE(std::string::npos, coloured.find("\033[1m"));
+}
+
+TEST(Terminal, TableAsPrinted) {
+  const Workbook workbook = sample::Everything();
+  const std::string text = WriteTerminalText(workbook, {.width = 60});
+  EXPECT_NE(std::string::npos, text.find("price · continuous dependent\n"
+                                         "! One notice of a group.\n"
+                                         "\n"
+                                         "Best predictors for continuous dependent var: price\n"
+                                         "                     F-value  p-value\n"
+                                         "────────────────────────────────────────────────────────────\n"
+                                         "lotsize              100.000   <1e-16  █████████████████████\n"
+                                         "number_of_bathrooms   50.000   0.0123  ██████████▌\n"
+                                         "garage                33.333   0.0123  ███████\n"))
+      << text;
+  const std::string narrow = WriteTerminalText(*workbook.Documents()[0].AsSheet(), workbook.shortNames,
+                                               {.width = 30, .utf8 = false, .maximumRows = 2});
+  EXPECT_NE(std::string::npos, narrow.find("              F-value  p-value\n"
+                                           "------------------------------\n"
+                                           "lotsize       100.000   <1e-16\n"
+                                           "number_of...   50.000   0.0123\n"
+                                           "... and 1 more row\n"))
+      << narrow;
+}
+
+class Xlsx : public testing::Test {
+ protected:
+  Json Read(const Workbook& workbook) {
+    std::string bytes;
+    std::string error;
+    EXPECT_TRUE(WriteXlsx(workbook, bytes, error)) << error;
+    const std::string path =
+        testing::TempDir() + "velmora_writers_test_" + std::to_string(getpid()) + ".xlsx";
+    std::ofstream(path, std::ios::binary) << bytes;
+    // Debian's interpreter has Debian's openpyxl, whatever else is on the path.
+    const std::string command =
+        "/usr/bin/python3 " VELMORA_SOURCE_DIR "/tests/documents/read_xlsx.py " + path;
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    char buffer[4096];
+    while (const std::size_t read = std::fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, read);
+    EXPECT_EQ(0, pclose(pipe));
+    std::filesystem::remove(path);
+    return Json::parse(output);
+  }
+};
+
+TEST_F(Xlsx, ReadByOpenpyxl) {
+  const Json sheets = Read(sample::Everything());
+  std::vector<std::string> names;
+  for (const Json& sheet : sheets) names.push_back(sheet["name"]);
+  EXPECT_EQ((std::vector<std::string>{"Run", "price", "a<b>&\"q\"<_script><script>alert(", "Numbers",
+                                      "Crosstabulation results _ _age_", "Best predictor lists"}),
+            names);
+  const Json& best = sheets[1];
+  EXPECT_EQ("B3", best["frozen"]);
+  EXPECT_EQ("A2:C5", best["filter"]);
+  EXPECT_EQ((Json{"Name", "F-value", "p-value"}), best["rows"][1]);
+  EXPECT_EQ("number_of_bathrooms", best["rows"][3][0]);
+  EXPECT_EQ(1e-30, best["rows"][2][2].get<double>());
+  EXPECT_EQ("[<0.0001]0.00E+00;0.0000", best["formats"][2][2]);
+
+  const Json& numbers = sheets[3]["rows"];
+  for (std::size_t i = 0; i < sample::kNumbers.size(); ++i) {
+    if (std::fabs(sample::kNumbers[i]) >= 1e308) {
+      EXPECT_EQ("1.7976931348623157e+308", numbers[i + 2][1]) << "beyond what spreadsheet programs hold";
+      continue;
+    }
+    const double read = numbers[i + 2][1].get<double>();
+    EXPECT_LE(std::fabs(read - sample::kNumbers[i]), std::fabs(sample::kNumbers[i]) * 1e-15) << read;
+  }
+  const std::size_t last = sample::kNumbers.size() + 2;
+  EXPECT_TRUE(numbers[last][1].is_null());
+  EXPECT_TRUE(numbers[last + 1][1].is_null());
+  EXPECT_EQ("Inf", numbers[last + 2][1]);
+  EXPECT_EQ("broken \uFFFD utf-8 [31m", numbers[4][0]);
+
+  EXPECT_EQ("= v3/v2", sheets[4]["comments"][0]);
+  EXPECT_EQ((Json{"=\"quoted\", label", 20, 30, "n/a"}), sheets[4]["rows"][3])
+      << "texts never become formulas";
+  EXPECT_EQ("0.0000", sheets[4]["formats"][2][3]);
+  EXPECT_EQ("<b>not bold</b>", sheets[5]["rows"][3][0]);
+  EXPECT_EQ(5u, sheets[0]["links"].size());
+}
+
+TEST_F(Xlsx, NamesStayUniqueWhateverTheTitles) {
+  Workbook workbook;
+  const std::string titles[] = {"",
+                                "",
+                                "A",
+                                "a",
+                                "'",
+                                "History",
+                                "run",
+                                std::string(40, 'x'),
+                                std::string(50, 'x'),
+                                "😀😀😀😀😀😀😀😀😀😀😀😀😀😀😀😀😀😀"};
+  for (const std::string& title : titles) {
+    auto sheet = std::make_shared<Sheet>(1, 1);
+    sheet->SetTitle(title);
+    workbook.Add(sheet);
+  }
+  const Json sheets = Read(workbook);
+  std::vector<std::string> names;
+  for (const Json& sheet : sheets) names.push_back(sheet["name"]);
+  EXPECT_EQ((std::vector<std::string>{"Run", "Sheet", "Sheet (2)", "A", "a (2)", "Sheet (3)", "History (2)",
+                                      "run (2)", std::string(31, 'x'), std::string(27, 'x') + " (2)",
+                                      "😀😀😀😀😀😀😀😀😀😀😀😀😀😀😀"}),
+            names);
+}
+
+// The page's data block, as the page's script will read it.
+Json DataOf(const std::string& page) {
+  const std::string start = "<script type=\"application/json\" id=\"data\">";
+  const std::size_t begin = page.find(start) + start.size();
+  return Json::parse(page.substr(begin, page.find("</script>", begin) - begin));
+}
+
+TEST(Html, EscapedAndSelfContained) {
+  const std::string page = WriteHtml(sample::Everything());
+  // Ours alone: the data, the chart library, the page's script. A text that got through would add one.
+  EXPECT_EQ(3, Count(page, "<script"));
+  EXPECT_EQ(3, Count(page, "</script"));
+  EXPECT_EQ(0, Count(page, "<b>not bold"));
+  EXPECT_EQ(1, Count(page, "&lt;b&gt;not bold&lt;/b&gt;"));
+  EXPECT_EQ(0, Count(page, "\x1B"));
+  std::string own = page;
+  own.erase(own.find(ChartLibrary()), ChartLibrary().size());
+  EXPECT_FALSE(
+      std::regex_search(own, std::regex("(src|href|action|url|@import)\\s*[=(]\\s*[\"']?\\s*(https?:)?//")));
+  EXPECT_EQ(0, Count(own, "http:")) << "no address at all outside the chart library";
+  EXPECT_EQ(0, Count(own, "https:"));
+  EXPECT_NE(std::string::npos, own.find("default-src 'none'"));
+  EXPECT_EQ(std::string_view::npos, ChartLibrary().find("</script"));
+  EXPECT_NE(std::string_view::npos, ChartLibrary().find("Apache License"));
+
+  const Json data = DataOf(page);
+  EXPECT_EQ(sample::kHostile, data["tables"][2]["rows"][1][0]);
+  for (std::size_t i = 0; i < sample::kNumbers.size(); ++i) {
+    EXPECT_TRUE(SameBits(sample::kNumbers[i], data["tables"][2]["rows"][i][1][0].get<double>()));
+  }
+  // A bar's tooltip names the predictor in full, its statistic and its p-value.
+  EXPECT_EQ(Json::parse(R"([["F-value", "50.000"], ["p-value", "0.0123"]])"),
+            data["charts"][0]["bars"][1]["details"]);
+  EXPECT_EQ("number_of_bathrooms", data["charts"][0]["bars"][1]["label"]);
+}
+
+TEST(Html, GrowsSlowlyWithItsRows) {
+  const std::string page = WriteHtml(sample::Large(5000));
+  EXPECT_EQ(200, Count(page, "<th scope=\"row\">"));
+  const Json data = DataOf(page);
+  EXPECT_EQ(5000u, data["tables"][0]["rows"].size());
+  EXPECT_EQ(50u, data["charts"][0]["bars"].size());
+  EXPECT_NE(std::string::npos, page.find("The 50 best of 5,000 are drawn; the table holds 4,950 more."));
+  EXPECT_LT(page.size() - ChartLibrary().size(), 600000u);
+
+  Workbook texts;
+  texts.AddNotice("nothing to show");
+  EXPECT_EQ(std::string::npos, WriteHtml(texts).find("Apache License")) << "no chart, no chart library";
+}
+
+TEST(Workbook, DocumentsFindTheirGroups) {
+  const std::string longName(70, 'n');
+  Workbook workbook;
+  for (const std::string& name : {std::string("b"), std::string("a: b"), longName, std::string("nn")})
+    workbook.AddGroup(name);
+  struct Row {
+    std::string title;
+    int expected;
+  };
+  const Row rows[] = {{"Best predictors for continuous dependent var: b", 1},
+                      {"Best predictors for continuous dependent var: a: b", 2},
+                      {("Best predictors for continuous dependent var: " + longName).substr(0, 80), 3},
+                      {"Dependent variable: nn", 4},
+                      {"Dependent variable: nnn", 0},
+                      {"Best predictor lists", 0},
+                      {"b", 0}};
+  for (const Row& row : rows) {
+    auto graph = std::make_shared<Graph>();
+    graph->titleLines = {"Importance plot", row.title};
+    const int asGraph = workbook.Add(graph);
+    auto sheet = std::make_shared<Sheet>(0, 0);
+    sheet->SetTitle(row.title);
+    const int asSheet = workbook.Add(sheet);
+    workbook.GroupByTitles();
+    EXPECT_EQ(row.expected, workbook.Find(asGraph)->group) << row.title;
+    EXPECT_EQ(row.expected, workbook.Find(asSheet)->group) << row.title;
+  }
+  const std::vector<std::string> stems = FileStems(workbook);
+  EXPECT_EQ("importance-plot", stems[0]);
+  EXPECT_EQ("importance-plot-2", stems[2]);
+  EXPECT_EQ("best-predictors-for-continuous-dependent-var-b", stems[1]);
+}
+
+}  // namespace
+}  // namespace velmora
