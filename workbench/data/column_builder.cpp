@@ -91,7 +91,7 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
 }
 
 bool ColumnBuilder::FinishDates(Column& column) {
-  if (texts_.Size() == 0) return false;
+  if (forcedText_ || texts_.Size() == 0) return false;
   std::vector<double> points(texts_.Size());
   DateUnit unit = DateUnit::kNone;
   for (std::uint32_t number = 0; number < points.size(); ++number) {
@@ -149,7 +149,7 @@ void ColumnBuilder::Warn(const std::string& fileName, const Column& column,
         "Numbers with a decimal point and numbers with a decimal comma stand in one column, which is read as "
         "text: " +
         variable + ".");
-  else if (column.fromText && firstText_ > 0 && MostlyNumbers())
+  else if (column.fromText && !forcedText_ && firstText_ > 0 && MostlyNumbers())
     warnings.push_back("A column that mixes numbers and texts is read as text: " + variable +
                        ", where case " + std::to_string(firstText_) + " holds " + Quote(firstTextSeen_) +
                        ".");

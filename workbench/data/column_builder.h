@@ -32,6 +32,11 @@ class ColumnBuilder {
 
   bool NeedsTexts() const { return needsTexts_; }
   void RestartAsText();
+  // The column is text whatever its fields look like.
+  void ForceText() {
+    mode_ = Mode::kTexts;
+    forcedText_ = true;
+  }
 
   // A whole number that a double does not hold was met: the reader restarts the column as text.
   void AddBigWhole() {
@@ -66,6 +71,7 @@ class ColumnBuilder {
   bool needsTexts_ = false;
   bool bigWhole_ = false;
   bool fromFields_ = false;
+  bool forcedText_ = false;
   bool sawPoint_ = false;
   bool sawComma_ = false;
   std::vector<double> values_;  // in text mode the dictionary's numbers

@@ -9,6 +9,7 @@
 
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/reader_parts.h"
+#include "workbench/data/table_companion.h"
 
 namespace velmora {
 
@@ -145,8 +146,8 @@ class ColumnarReader {
   DuckDbSession& Session() { return session_; }
 
   // caseCount: -1 when it is not known.
-  void Read(std::int64_t caseCount, std::vector<std::string> trueNames, Table& table,
-            std::vector<std::string>& warnings) {
+  void Read(std::int64_t caseCount, std::vector<std::string> trueNames, const TableCompanion* companion,
+            Table& table, std::vector<std::string>& warnings) {
     caseCount_ = caseCount;
     Describe();
     if (trueNames.size() == names_.size()) names_ = std::move(trueNames);
@@ -156,6 +157,7 @@ class ColumnarReader {
       throw DataError(path_ + " has no column of numbers or texts.");
     for (std::size_t i = 0; i < names_.size(); ++i)
       builders_.emplace_back(names_[i], static_cast<int>(i) + 1, false, &options_.missingTexts);
+    if (companion != nullptr) ForceTexts(*companion, builders_);
     ReadTwice();
     Finish(table, warnings);
   }
@@ -286,7 +288,14 @@ void ReadParquet(const std::string& path, const ReadOptions& options, Table& tab
     reader.Session().Rows(
         "SELECT sum(num_rows) FROM parquet_file_metadata(" + SqlPath(path) + ")",
         [&](const char* const* texts) { cases = texts[0] != nullptr ? std::atoll(texts[0]) : -1; });
-    reader.Read(cases, ParquetNames(reader.Session(), path), table, warnings);
+    std::string companion;
+    reader.Session().Rows(
+        "SELECT decode(value) FROM parquet_kv_metadata(" + SqlPath(path) + ") WHERE key = 'velmora'::BLOB",
+        [&](const char* const* texts) { companion = texts[0] != nullptr ? texts[0] : ""; });
+    TableCompanion facts;
+    if (!companion.empty()) facts = ParseCompanion(companion, "The description inside " + path);
+    reader.Read(cases, ParquetNames(reader.Session(), path), &facts, table, warnings);
+    ApplyCompanion(facts, table, warnings);
   } catch (const DuckDbError& error) {
     throw DataError("Cannot read " + path + ": " + error.what() + ".");
   }
@@ -300,7 +309,7 @@ void ReadJson(const std::string& path, const ReadOptions& options, bool newlineD
         "read_json(" + SqlPath(path) + ", format=" + (newlineDelimited ? "'newline_delimited'" : "'auto'") +
             ", records=true, sample_size=-1, convert_strings_to_integers=false, compression='uncompressed'" +
             ", maximum_object_size=268435456, hive_partitioning=false)");
-    reader.Read(-1, {}, table, warnings);
+    reader.Read(-1, {}, nullptr, table, warnings);
   } catch (const DuckDbError& error) {
     const std::string_view said = error.what();
     if (newlineDelimited)

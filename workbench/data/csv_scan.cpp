@@ -165,6 +165,7 @@ class Scanner {
           quoteRow_ = Row();
           quoteLine_ = line_;
           field_.clear();
+          fieldQuoted_ = true;
           return;
         }
         if (kind != kBlank) state_ = kUnquoted;
@@ -210,7 +211,14 @@ class Scanner {
     state_ = kFieldStart;
   }
 
+  // Blanks around a name are dropped unless the name is quoted.
   void AddName() {
+    if (fieldQuoted_) {
+      shape_.names.push_back(std::move(field_));
+      field_.clear();
+      fieldQuoted_ = false;
+      return;
+    }
     const std::size_t first = field_.find_first_not_of(" \t");
     const std::size_t last = field_.find_last_not_of(" \t");
     shape_.names.push_back(first == std::string::npos ? "" : field_.substr(first, last - first + 1));
@@ -256,6 +264,7 @@ class Scanner {
   bool header_ = true;
   bool afterReturn_ = false;
   std::string field_;  // of the header only
+  bool fieldQuoted_ = false;
   std::int64_t fields_ = 0;
   std::int64_t recordBytes_ = 0;
   std::int64_t line_ = 1;

@@ -3,10 +3,14 @@
 // text after numbers have been parsed are read a second time, alone.
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
 
 #include "workbench/data/csv_scan.h"
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/reader_parts.h"
+#include "workbench/data/table_companion.h"
 
 namespace velmora {
 
@@ -44,6 +48,15 @@ void TakeTexts(duckdb_data_chunk chunk, std::size_t column, ColumnBuilder& build
     else
       builder.AddField(TextOf(&cells[row]));
   }
+}
+
+std::optional<TableCompanion> LoadCompanion(const std::string& path) {
+  const std::string companionPath = CompanionPath(path);
+  std::ifstream file(companionPath, std::ios::binary);
+  if (!file) return std::nullopt;
+  std::ostringstream text;
+  text << file.rdbuf();
+  return ParseCompanion(text.str(), companionPath);
 }
 
 class DelimitedReader {
@@ -94,6 +107,13 @@ class DelimitedReader {
 
 }  // namespace
 
+void ForceTexts(const TableCompanion& companion, std::vector<ColumnBuilder>& builders) {
+  for (ColumnBuilder& builder : builders) {
+    const auto found = companion.variables.find(builder.Name());
+    if (found != companion.variables.end() && found->second.kind == "text") builder.ForceText();
+  }
+}
+
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
                    std::vector<std::string>& warnings) {
   const ReadProgress progress(options);
@@ -107,9 +127,12 @@ void ReadDelimited(const std::string& path, const ReadOptions& options, char del
   for (std::size_t i = 0; i < shape.names.size(); ++i)
     builders.emplace_back(shape.names[i], static_cast<int>(i) + 1, shape.delimiter != ',',
                           &options.missingTexts);
+  const std::optional<TableCompanion> companion = LoadCompanion(path);
+  if (companion) ForceTexts(*companion, builders);
   DelimitedReader(path, options).Read(shape, builders);
   table.caseCount = shape.caseCount;
   for (ColumnBuilder& builder : builders) table.columns.push_back(builder.Finish(path, warnings));
+  if (companion) ApplyCompanion(*companion, table, warnings);
 }
 
 }  // namespace velmora

@@ -24,6 +24,11 @@ int WholeNumber(std::string_view text) {
   return result.ec == std::errc() ? value : std::numeric_limits<int>::max();
 }
 
+// 3 for v3 and V3, or -1.
+int NumberAfterV(std::string_view text) {
+  return text.size() > 1 && Lower(text[0]) == 'v' ? WholeNumber(text.substr(1)) : -1;
+}
+
 int FindExact(const Table& table, std::string_view name) {
   for (std::size_t i = 0; i < table.columns.size(); ++i)
     if (table.columns[i].name == name) return static_cast<int>(i) + 1;
@@ -169,20 +174,16 @@ std::size_t FindRangeDash(const Table& table, const std::string& text) {
   for (std::size_t dash = text.find('-', 1); dash != std::string::npos; dash = text.find('-', dash + 1)) {
     if (dash + 1 == text.size()) break;
     const std::string left = text.substr(0, dash);
-    if (WholeNumber(left) >= 0 || FindExact(table, left) != 0 ||
-        (Lower(left[0]) == 'v' && WholeNumber(left.substr(1)) >= 0))
-      return dash;
+    if (WholeNumber(left) >= 0 || FindExact(table, left) != 0 || NumberAfterV(left) >= 0) return dash;
   }
   return std::string::npos;
 }
 
 }  // namespace
 
-int ResolveVariable(const Table& table, std::string_view text) {
+int FindVariable(const Table& table, std::string_view text) {
   if (const int exact = FindExact(table, text); exact != 0) return exact;
-  if (text.size() > 1 && Lower(text[0]) == 'v')
-    if (const int number = WholeNumber(text.substr(1)); number >= 0)
-      return CheckedNumber(table, number, text);
+  if (const int number = NumberAfterV(text); number >= 0) return number <= table.VariableCount() ? number : 0;
   int found = 0;
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     if (!SameIgnoringCase(table.columns[i].name, text)) continue;
@@ -192,6 +193,12 @@ int ResolveVariable(const Table& table, std::string_view text) {
                       "\".");
     found = static_cast<int>(i) + 1;
   }
+  return found;
+}
+
+int ResolveVariable(const Table& table, std::string_view text) {
+  const int found = FindVariable(table, text);
+  if (found == 0 && NumberAfterV(text) >= 0) return CheckedNumber(table, NumberAfterV(text), text);
   if (found == 0) ThrowUnknown(table, text);
   return found;
 }

@@ -16,6 +16,10 @@ namespace velmora {
 // nearest name), a number beyond the table, ambiguous.
 int ResolveVariable(const Table& table, std::string_view text);
 
+// The same, but 0 for an unknown name or a number beyond the table. Throws DataError only for an ambiguous
+// name.
+int FindVariable(const Table& table, std::string_view text);
+
 // The same for a list of names and of patterns with * (any run of characters) and ? (one character), which
 // stand for every variable whose name matches, in the order of the table. A variable named twice is kept
 // once, where it first stands. A text that is an exact name is never a pattern. Throws DataError also for a

@@ -7,6 +7,7 @@
 
 #include "workbench/data/column_builder.h"
 #include "workbench/data/readers.h"
+#include "workbench/data/table_companion.h"
 
 namespace velmora {
 
@@ -28,6 +29,9 @@ class ReadProgress {
 // Gives empty names VarN with a warning and refuses names that stand twice.
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings);
+
+// Makes text columns of those that the companion calls text.
+void ForceTexts(const TableCompanion& companion, std::vector<ColumnBuilder>& builders);
 
 // Each fills columns, caseCount and bundles; the caller has made sure that path is a file that can be opened.
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,

@@ -1,0 +1,252 @@
+// Delimited text: what the fields become, what is refused and how it is said.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+
+#include "tests/data/data_test_support.h"
+
+namespace velmora {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+TEST_F(DataTest, FieldsBecomeCells) {
+  const struct {
+    const char* name;
+    const char* file;
+    std::string bytes;
+    const char* expected;
+    const char* warning;  // a part of the only warning, or ""
+  } rows[] = {
+      {"numbers and texts", "a.csv", "x,k\n1.5,b\n-2e3,a\n.5,b\n", "x: 1.5 -2000 0.5 | k: 2[b] 1[a] 2[b]",
+       ""},
+      {"byte-order mark, CR LF", "a.csv", "\xEF\xBB\xBFx,y\r\n1,2\r\n3,4\r\n", "x: 1 3 | y: 2 4", ""},
+      {"lone CR", "a.csv", "x,y\r1,2\r3,4\r", "x: 1 3 | y: 2 4", ""},
+      {"mixed line ends", "a.csv", "x,y\r\n1,2\n3,4\r\n", "x: 1 3 | y: 2 4", ""},
+      {"no line end at the end", "a.csv", "x,y\n1,2", "x: 1 | y: 2", ""},
+      {"missing cells", "a.csv", "x,k\n1,\n,\"\"\n2,b\n", "x: 1 . 2 | k: . . 1[b]", ""},
+      {"blank lines", "a.csv", "\n\nx,y\n\n1,2\n\n3,4\n\n", "x: 1 3 | y: 2 4", ""},
+      {"blank lines of one column", "a.csv", "x\n1\n\n3\n", "x: 1 . 3", ""},
+      {"quotes", "a.csv", "x,k\n1,\"a,b\"\n2,\"say \"\"no\"\"\"\n3,\"two\nlines\"\n",
+       "x: 1 2 3 | k: 1[a,b] 2[say \"no\"] 3[two\nlines]", ""},
+      {"a quote inside a field", "a.csv", "x,k\n1,5\" pipe\n2,b\n", "x: 1 2 | k: 1[5\" pipe] 2[b]", ""},
+      {"leading zeros are codes", "a.csv", "zip,n\n00123,0\n4711,0.5\n", "zip: 1[00123] 2[4711] | n: 0 0.5",
+       ""},
+      {"a late text makes a text column", "a.csv", "k\n10\n9\nx\n", "k: 1[10] 2[9] 3[x]", ""},
+      {"a code after numbers keeps their spelling", "a.csv", "k\n1.50\n007\n", "k: 2[1.50] 1[007]", ""},
+      {"byte order of codes", "a.csv", "k\n\xC3\xA9\nz\nZ\na\n", "k: 4[\xC3\xA9] 3[z] 1[Z] 2[a]", ""},
+      {"decimal comma", "a.csv", "x;y\n1,5;2\n-0,25;3\n", "x: 1.5 -0.25 | y: 2 3", ""},
+      {"both decimal marks", "a.csv", "x;y\n1,5;2\n2.5;3\n", "x: 1[1,5] 2[2.5] | y: 2 3", "decimal comma"},
+      {"tab", "a.tsv", "x\ty\n1\ta,b;c\n", "x: 1 | y: 1[a,b;c]", ""},
+      {"bar in txt", "a.txt", "x|y\n1|a,b\n2|c,d\n", "x: 1 2 | y: 1[a,b] 2[c,d]", ""},
+      {"blanks around numbers and names", "a.csv", " x , y\n 1, 2\n3 , 4 \n", "x: 1 3 | y: 2 4", ""},
+      {"NaN", "a.csv", "x,y\n1,nan\nNaN,2\n", "x: 1 . | y: . 2", ""},
+      {"NaN in a text column is a text", "a.csv", "k\nnan\nb\n", "k: 2[nan] 1[b]", ""},
+      {"missing marks among numbers", "a.csv", "x\n1\nNA\n?\n", "x: 1 . .", "\"NA\" count as missing"},
+      {"missing marks among texts", "a.csv", "k\nNA\nb\n", "k: 1[NA] 2[b]", ""},
+      {"infinity", "a.csv", "x\n1\ninf\n1e400\n", "x: 1 . .", "the first in case 2"},
+      {"too small for a double", "a.csv", "x\n1e-400\n1e308\n", "x: 0 1e+308", ""},
+      {"the missing-data code itself", "a.csv", "x\n1.7e308\n2\n", "x: . 2", "1.7e+308"},
+      {"long identifiers", "a.csv", "id\n12345678901234567891\n3\n", "id: 1[12345678901234567891] 2[3]",
+       "too long to be held exactly"},
+      {"2^53 and its even successor are exact", "a.csv", "n\n9007199254740992\n9007199254740994\n",
+       "n: 9.0072e+15 9.0072e+15", ""},
+      {"dates", "a.csv", "d,t\n1970-01-02,1970-01-01 00:01:00\n,1970-01-02T00:00:00.5Z\n",
+       "d: 1 . | t: 60 86400.5", ""},
+      {"no such day", "a.csv", "d\n2023-02-29\n", "d: 1[2023-02-29]", ""},
+      {"names", "a.csv", "a,,Var2\n1,2,3\n", "a: 1 | Var2_: 2 | Var2: 3", "has no name"},
+      {"a pattern as file name", "we[i]r*d?.csv", "x\n1\n", "x: 1", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    ReadReport report;
+    Table table;
+    const std::string path = WriteFile(row.file, row.bytes);
+    EXPECT_EQ(ErrorOf([&] { table = ReadTable(path, {}, &report); }), "no error");
+    EXPECT_EQ(Show(table), row.expected);
+    if (*row.warning == 0)
+      EXPECT_THAT(report.warnings, ElementsAre());
+    else
+      EXPECT_THAT(report.warnings, ElementsAre(HasSubstr(row.warning)));
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(DataTest, BadFilesAreRefusedInOneSentence) {
+  const struct {
+    const char* name;
+    const char* file;
+    std::string bytes;
+    const char* expected;  // after the file's path
+  } rows[] = {
+      {"empty", "a.csv", "", " is empty."},
+      {"only blank lines", "a.csv", "\n\n", " is empty: it has no line that names the columns."},
+      {"header only", "a.csv", "x,y\n", " has column names but no cases."},
+      {"short row", "a.csv", "x,y\n1,2\n3\n", ", row 3: 1 field where the first line names 2 columns."},
+      {"long row", "a.csv", "x,y\n1,2\n3,4,5\n", ", row 3: 3 fields where the first line names 2 columns."},
+      {"separator at every line's end", "a.csv", "x,y\n1,2,\n3,4,\n",
+       ", row 2: 3 fields where the first line names 2 columns."},
+      {"row and line differ", "a.csv", "x,y\n1,\"a\nb\"\n3\n",
+       ", row 3 (line 4): 1 field where the first line names 2 columns."},
+      {"open quote", "a.csv", "x,y\n1,2\n3,\"4\n5,6\n", ", row 3: a quote is opened and never closed."},
+      {"text after a quote", "a.csv", "x,y\n1,\"a\"b\n", ", row 2: text follows a closing quote."},
+      {"Latin-1", "a.csv", "x,y\n1,2\n3,caf\xE9\n",
+       ", row 3: the bytes are not UTF-8; save the file with the encoding UTF-8."},
+      {"cut UTF-8", "a.csv", "x,y\n1,caf\xC3",
+       ", row 2: the bytes are not UTF-8; save the file with the encoding UTF-8."},
+      {"overlong UTF-8", "a.csv", "x\n\xC0\x80\n",
+       ", row 2: the bytes are not UTF-8; save the file with the encoding UTF-8."},
+      {"UTF-16", "a.csv", std::string("\xFF\xFEx\0", 4),
+       " is UTF-16; save the file with the encoding UTF-8."},
+      {"binary", "a.csv", std::string("x,y\n1,\0\n", 8),
+       ", row 2: a NUL byte stands here, so this is not a text file."},
+      {"lone CR among LF", "a.csv", "x,y\n1,2\r3,4\n",
+       ", row 2: a line ends in a lone carriage return while other lines end in line feeds."},
+      {"unknown ending", "a.xyz", "x", nullptr},
+  };
+  for (const auto& row : rows) {
+    const std::string path = WriteFile(row.file, row.bytes);
+    const std::string error = ErrorOf([&] { ReadTable(path); });
+    if (row.expected != nullptr)
+      EXPECT_EQ(error, path + row.expected) << row.name;
+    else
+      EXPECT_THAT(error, HasSubstr("what kind of file")) << row.name;
+  }
+  EXPECT_EQ(ErrorOf([&] { ReadTable(Path("none.csv")); }), "There is no file " + Path("none.csv") + ".");
+  EXPECT_EQ(ErrorOf([&] { ReadTable(folder_.string()); }),
+            folder_.string() + " is a directory, not a data file.");
+  const std::string twice = WriteFile("d.csv", "a,b,a\n1,2,3\n");
+  EXPECT_EQ(ErrorOf([&] { ReadTable(twice); }),
+            "The column name \"a\" stands twice in " + twice + ", in columns 1 and 3.");
+}
+
+// Every spelling of a double must give strtod's bits, whatever path the parser takes.
+TEST_F(DataTest, NumbersReadBackToTheSameBits) {
+  constexpr int kCases = 100000;
+  constexpr int kColumns = 50;
+  std::mt19937_64 random(20261121);
+  std::vector<std::vector<double>> expected(kColumns, std::vector<double>(kCases));
+  std::string bytes;
+  for (int j = 0; j < kColumns; ++j) bytes += (j ? ",x" : "x") + std::to_string(j);
+  const char* const formats[] = {"%.17g", "%.15g", "%.6f", "%.3e", "%g", "%.25g", "%.0f"};
+  for (int i = 0; i < kCases; ++i) {
+    for (int j = 0; j < kColumns; ++j) {
+      double value;
+      if (j % 3 == 0) {
+        const std::uint64_t bits = random();
+        std::memcpy(&value, &bits, sizeof value);  // any double at all
+        if (!std::isfinite(value) || std::fabs(value) > 1.6e308) value = 0.1;
+      } else {
+        value = (static_cast<double>(random() >> 11) * 0x1p-53 - 0.5) * std::pow(10.0, j % 9);
+      }
+      char text[400];
+      std::snprintf(text, sizeof text,
+                    formats[static_cast<std::size_t>(std::fabs(value) < 1e15 ? j % 7 : j % 2)], value);
+      expected[static_cast<std::size_t>(j)][static_cast<std::size_t>(i)] = std::strtod(text, nullptr);
+      bytes += j ? ',' : '\n';
+      bytes += text;
+    }
+  }
+  const Table table = ReadTable(WriteFile("big.csv", bytes + "\n"));
+  ASSERT_EQ(table.caseCount, kCases);
+  for (std::size_t j = 0; j < kColumns; ++j)
+    ASSERT_EQ(std::memcmp(table.columns[j].values.data(), expected[j].data(), kCases * sizeof(double)), 0)
+        << "column " << j;
+}
+
+// Quoted line ends at every place of DuckDB's and the scan's buffers; the order of the rows must survive
+// threads.
+TEST_F(DataTest, RowsKeepTheirOrderAcrossBuffers) {
+  std::string bytes = "n,k\n";
+  constexpr int kCases = 400000;
+  for (int i = 0; i < kCases; ++i)
+    bytes += std::to_string(i) + (i % 5 == 0 ? ",\"a\nb\"\n" : ",\"x\"\"y\"\n");
+  const Table table = ReadTable(WriteFile("rows.csv", bytes));
+  ASSERT_EQ(table.caseCount, kCases);
+  for (int i = 0; i < kCases; ++i) {
+    ASSERT_EQ(table.columns[0].values[static_cast<std::size_t>(i)], i);
+    ASSERT_EQ(table.columns[1].values[static_cast<std::size_t>(i)], i % 5 == 0 ? 1 : 2);
+  }
+}
+
+TEST_F(DataTest, ReadingCanBeCancelledAtEveryReport) {
+  std::string bytes = "x,k\n";
+  for (int i = 0; i < 200000; ++i) bytes += "1.5,abc\n";
+  const std::string path = WriteFile("long.csv", bytes);
+  int reports = 0;
+  ReadOptions options;
+  double last = 0;
+  options.progress = [&](double fraction) {
+    EXPECT_GE(fraction, last);
+    EXPECT_LE(fraction, 1);
+    last = fraction;
+    ++reports;
+    return true;
+  };
+  ReadTable(path, options);
+  EXPECT_GT(last, 0.99);
+  ASSERT_GT(reports, 20);
+  for (int stopAt = 0; stopAt < reports / 2; stopAt += reports / 12) {
+    int seen = 0;
+    options.progress = [&](double) { return seen++ < stopAt; };
+    EXPECT_THROW(ReadTable(path, options), Cancelled) << stopAt;
+  }
+}
+
+TEST_F(DataTest, MissingOptions) {
+  const std::string path = WriteFile("a.csv", "x,k\n99,n/a\n,b\n1,c\n");
+  Table table = ReadTable(path);
+  EXPECT_EQ(ApplyMissingOption(table, "x=99"), 1);
+  EXPECT_EQ(Show(table.columns[0]), "x: . . 1");
+  EXPECT_EQ(table.columns[0].values[1], 99);
+  EXPECT_EQ(ApplyMissingOption(table, "k=b"), 1);
+  EXPECT_EQ(Show(table.columns[1]), "k: 3[n/a] . 2[c]");
+  EXPECT_EQ(ApplyMissingOption(table, "v1=1"), 1);
+  EXPECT_EQ(Show(table.columns[0]), "x: . . .");
+  EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(table, "x"); }), HasSubstr("NAME=CODE"));
+  EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(table, "k=zz"); }),
+              HasSubstr("neither a number nor one of its value labels"));
+  EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(table, "kk=1"); }), HasSubstr("did you mean \"k\"?"));
+  ReadOptions options;
+  options.missingTexts = {"n/a"};
+  EXPECT_EQ(Show(ReadTable(path, options).columns[1]), "k: . 1[b] 2[c]");
+}
+
+TEST(Samples, AreReadAsTheirDescriptionSays) {
+  const struct {
+    const char* file;
+    int cases, variables, missing, texts, continuous;
+  } rows[] = {{"german_credit.csv", 1000, 21, 0, 14, 3},
+              {"house_prices.csv", 546, 12, 0, 6, 2},
+              {"vehicle.csv", 846, 19, 0, 1, 18},
+              {"schools.csv", 200, 24, 283, 6, 17},
+              {"housing_satisfaction.csv", 72, 5, 0, 4, 1}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.file);
+    ReadReport report;
+    const Table table = ReadTable(std::string(VELMORA_SOURCE_DIR "/samples/") + row.file, {}, &report);
+    int missing = 0;
+    int texts = 0;
+    int continuous = 0;
+    for (const Column& column : table.columns) {
+      for (double value : column.values) missing += IsMissing(value, column.missingCode);
+      texts += column.fromText;
+      continuous += column.measurement == Measurement::kContinuous;
+      EXPECT_EQ(column.role, Role::kUsable) << column.name << ": " << column.roleReason;
+    }
+    EXPECT_EQ(table.caseCount, row.cases);
+    EXPECT_EQ(table.VariableCount(), row.variables);
+    EXPECT_EQ(missing, row.missing);
+    EXPECT_EQ(texts, row.texts);
+    EXPECT_EQ(continuous, row.continuous);
+    EXPECT_THAT(report.warnings, ElementsAre());
+  }
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,141 @@
+// The host's expressions: conditions that select cases and formulas that make values.
+//
+//   or      = and { Or and }                      lowest
+//   and     = not { And not }                     a leading And is tolerated
+//   not     = Not not | compare
+//   compare = sum [ (= | <> | < | <= | > | >=) sum ]
+//   sum     = product { (+ | -) product }
+//   product = sign { (* | /) sign }
+//   sign    = (- | +) sign | power
+//   power   = primary [ ^ sign ]                  2^3^2 is 2^9, -2^2 is -4
+//   primary = number | variable | function(...) | (or)
+//
+// Variables: a plain name, "a name in quotes", v3 (the third variable); v0 is the number of the case. Words
+// and functions may be written in any case: And Or Not, IsMD(x), Abs Log (natural) Log10 Exp Sqrt Sin Cos Int
+// (down) Trunc (towards zero) Round (halves away from zero) Min(a, b, ...) Max(a, b, ...). Texts: a variable
+// with value labels is compared with = or <> to a text in quotes: risk = "bad". What stands in double quotes
+// is a text if the variable on the other side has it as a label, otherwise a variable's name; single quotes
+// always hold a text. Two quotes stand for one inside quotes.
+//
+// Truth is 1 and 0; any number but 0 is true. Equality holds within 15 units in the last place, and < and >
+// do not hold then. Missing: a missing operand makes arithmetic, functions and comparisons missing, and so do
+// division by zero, logarithms of numbers not above zero and results beyond all numbers. Not missing is
+// missing; And is false when either side is false, Or is true when either side is true, otherwise missing if
+// either side is.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+// What an expression asks for while it is compiled. Variables are numbers from 1.
+class ExpressionNames {
+ public:
+  virtual ~ExpressionNames() = default;
+  // The variable that name stands for, v3 included, or 0. May throw DataError for an ambiguous name.
+  virtual int FindVariable(std::string_view name) const = 0;
+  // The name nearest to an unknown one, or nothing.
+  virtual std::string NearestName(std::string_view name) const = 0;
+  virtual std::string NameOf(int variable) const = 0;
+  // The value whose label is text, or null.
+  virtual const double* ValueOfText(int variable, std::string_view text) const = 0;
+  // The label nearest to text, or nothing.
+  virtual std::string NearestText(int variable, std::string_view text) const = 0;
+};
+
+// What an expression reads while it is evaluated.
+class ExpressionColumns {
+ public:
+  virtual ~ExpressionColumns() = default;
+  // Writes the values of the cases firstCase .. firstCase + count - 1 (from 0) to out; a missing one as NaN.
+  virtual void Read(int variable, std::int64_t firstCase, std::size_t count, double* out) const = 0;
+};
+
+// A table as both. It must outlive this and keep its columns.
+class TableExpressionSource : public ExpressionNames, public ExpressionColumns {
+ public:
+  explicit TableExpressionSource(const Table& table) : table_(table) {}
+  int FindVariable(std::string_view name) const override;
+  std::string NearestName(std::string_view name) const override;
+  std::string NameOf(int variable) const override;
+  const double* ValueOfText(int variable, std::string_view text) const override;
+  std::string NearestText(int variable, std::string_view text) const override;
+  void Read(int variable, std::int64_t firstCase, std::size_t count, double* out) const override;
+
+ private:
+  const Table& table_;
+};
+
+class Expression {
+ public:
+  // Throws DataError naming the position (in characters, from 1) and what stands there.
+  static Expression Compile(std::string_view text, const ExpressionNames& names);
+  static Expression Compile(std::string_view text, const Table& table);
+
+  // Writes the results for the cases firstCase .. firstCase + count - 1 (from 0) to out, count doubles; a
+  // missing result as kMissing. Allocates at most once in the expression's life. One thread at a time.
+  void EvaluateBlock(const ExpressionColumns& columns, std::int64_t firstCase, std::size_t count,
+                     double* out);
+  void EvaluateBlock(const Table& table, std::int64_t firstCase, std::size_t count, double* out);
+
+  // The variables that it reads, ascending.
+  std::span<const int> Variables() const { return variables_; }
+
+ private:
+  friend class ExpressionCompiler;
+
+  enum class Op : std::uint8_t {
+    kConstant,
+    kVariable,
+    kCaseNumber,
+    kAdd,
+    kSubtract,
+    kMultiply,
+    kDivide,
+    kPower,
+    kMinimum,
+    kMaximum,
+    kEqual,
+    kNotEqual,
+    kLess,
+    kLessOrEqual,
+    kGreater,
+    kGreaterOrEqual,
+    kAnd,
+    kOr,
+    kNegate,
+    kNot,
+    kIsMissing,
+    kAbs,
+    kLog,
+    kLog10,
+    kExp,
+    kSqrt,
+    kSin,
+    kCos,
+    kInt,
+    kTrunc,
+    kRound,
+  };
+  struct Step {
+    Op op;
+    int variable = 0;
+    double constant = 0;
+  };
+
+  void EvaluateSlice(const ExpressionColumns& columns, std::int64_t firstCase, std::size_t count);
+
+  std::vector<Step> steps_;  // for a stack of slices, in order
+  std::size_t depth_ = 0;    // slices on the stack at most
+  std::vector<int> variables_;
+  std::vector<double> stack_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,306 @@
+#include "workbench/data/save.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+#include "workbench/data/atomic_file.h"
+#include "workbench/data/duckdb_session.h"
+#include "workbench/data/field_parser.h"
+#include "workbench/data/table_companion.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double kSecondsPerDay = 86400;
+// 0001-01-01 and 9999-12-31: what four digits of a year can say.
+constexpr double kFirstDay = -719162;
+constexpr double kLastDay = 2932896;
+
+std::string IsoDate(double days) {
+  const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(static_cast<int>(days)))};
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
+  return text.data();
+}
+
+std::string IsoDateTime(double seconds) {
+  const double days = std::floor(seconds / kSecondsPerDay);
+  const auto micros = static_cast<long long>(std::llround((seconds - days * kSecondsPerDay) * 1e6));
+  const long long whole = micros / 1000000;
+  std::array<char, 48> text;
+  std::snprintf(text.data(), text.size(), " %02d:%02d:%02d", static_cast<int>(whole / 3600),
+                static_cast<int>(whole / 60 % 60), static_cast<int>(whole % 60));
+  std::string result = IsoDate(days) + text.data();
+  if (micros % 1000000 != 0) {
+    std::snprintf(text.data(), text.size(), ".%06d", static_cast<int>(micros % 1000000));
+    result += text.data();
+  }
+  return result;
+}
+
+// How the cells of a column are written.
+enum class CellForm { kNumber, kText, kBoolean, kDate, kDateTime };
+
+bool InCalendar(double days) { return days >= kFirstDay && days <= kLastDay; }
+
+bool ReadsBack(double value, DateUnit unit) {
+  if (unit == DateUnit::kDays) return InCalendar(value) && value == std::floor(value);
+  if (!InCalendar(value / kSecondsPerDay)) return false;
+  const auto back = ParseIsoDateTime(IsoDateTime(value));
+  return back && *back == value;
+}
+
+// Dates that their text would not give back to the last bit are written as numbers.
+CellForm FormOf(const Column& column) {
+  if (column.fromText) return CellForm::kText;
+  if (column.fromBoolean) return CellForm::kBoolean;
+  if (column.dateUnit == DateUnit::kNone) return CellForm::kNumber;
+  const MissingRange missing(column.missingCode);
+  const bool all = std::all_of(column.values.begin(), column.values.end(), [&](double value) {
+    return missing.Contains(value) || ReadsBack(value, column.dateUnit);
+  });
+  if (!all) return CellForm::kNumber;
+  return column.dateUnit == DateUnit::kDays ? CellForm::kDate : CellForm::kDateTime;
+}
+
+void AppendNumber(double value, std::string& out) {
+  std::array<char, 32> text;
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), value);
+  out.append(text.data(), end.ptr);
+}
+
+void AppendField(std::string_view text, char delimiter, std::string& out) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+  const bool quote = text.find_first_of("\"\r\n") != std::string_view::npos ||
+                     text.find(delimiter) != std::string_view::npos || text.empty() ||
+                     isBlank(text.front()) || isBlank(text.back());
+  if (!quote) {
+    out += text;
+    return;
+  }
+  out += '"';
+  for (char c : text) {
+    if (c == '"') out += '"';
+    out += c;
+  }
+  out += '"';
+}
+
+// The label of a code; most text columns have the codes 1..k, so the look-up is a subscript.
+const std::string* TextOfCode(const Column& column, double value) {
+  if (value >= 1 && value <= static_cast<double>(column.labels.size())) {
+    const ValueLabel& guess = column.labels[static_cast<std::size_t>(value) - 1];
+    if (guess.value == value) return &guess.text;
+  }
+  return column.LabelOf(value);
+}
+
+void AppendCell(const Column& column, CellForm form, double value, char delimiter, std::string& out) {
+  switch (form) {
+    case CellForm::kText:
+      if (const std::string* text = TextOfCode(column, value)) return AppendField(*text, delimiter, out);
+      return AppendNumber(value, out);
+    case CellForm::kDate:
+      out += IsoDate(value);
+      return;
+    case CellForm::kDateTime:
+      out += IsoDateTime(value);
+      return;
+    case CellForm::kBoolean:
+    case CellForm::kNumber:
+      return AppendNumber(value, out);
+  }
+}
+
+void SaveDelimited(const Table& table, const std::string& path, char delimiter) {
+  constexpr std::size_t kFlushBytes = std::size_t{1} << 20;
+  AtomicFile file(path);
+  std::string out;
+  for (std::size_t i = 0; i < table.columns.size(); ++i) {
+    if (i > 0) out += delimiter;
+    AppendField(table.columns[i].name, delimiter, out);
+  }
+  out += '\n';
+  std::vector<CellForm> forms;
+  std::vector<MissingRange> missing;
+  for (const Column& column : table.columns) {
+    forms.push_back(FormOf(column));
+    missing.emplace_back(column.missingCode);
+  }
+  for (std::int64_t row = 0; row < table.caseCount; ++row) {
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+      if (i > 0) out += delimiter;
+      const double value = table.columns[i].values[static_cast<std::size_t>(row)];
+      if (!missing[i].Contains(value)) AppendCell(table.columns[i], forms[i], value, delimiter, out);
+    }
+    out += '\n';
+    if (out.size() < kFlushBytes) continue;
+    file.Write(out);
+    out.clear();
+  }
+  file.Write(out);
+  // Both files are complete on the disk before either takes its place.
+  file.Close();
+  const std::string companion = PrintCompanion(table, false);
+  const std::string companionPath = CompanionPath(path);
+  if (companion.empty()) {
+    file.Commit();
+    std::error_code code;
+    std::filesystem::remove(companionPath, code);
+    return;
+  }
+  AtomicFile companionFile(companionPath);
+  companionFile.Write(companion);
+  companionFile.Close();
+  file.Commit();
+  companionFile.Commit();
+}
+
+// DuckDB pulls the table through a table function, chunk by chunk, so no second copy of it is made.
+struct ParquetSource {
+  const Table* table;
+  std::vector<CellForm> forms;
+  std::int64_t nextCase = 0;
+};
+
+duckdb_type ParquetType(CellForm form) {
+  switch (form) {
+    case CellForm::kText:
+      return DUCKDB_TYPE_VARCHAR;
+    case CellForm::kBoolean:
+      return DUCKDB_TYPE_BOOLEAN;
+    case CellForm::kDate:
+      return DUCKDB_TYPE_DATE;
+    case CellForm::kDateTime:
+      return DUCKDB_TYPE_TIMESTAMP;
+    case CellForm::kNumber:
+      break;
+  }
+  return DUCKDB_TYPE_DOUBLE;
+}
+
+void BindSource(duckdb_bind_info info) {
+  const auto& source = *static_cast<ParquetSource*>(duckdb_bind_get_extra_info(info));
+  for (std::size_t i = 0; i < source.forms.size(); ++i) {
+    duckdb_logical_type type = duckdb_create_logical_type(ParquetType(source.forms[i]));
+    duckdb_bind_add_result_column(info, ("c" + std::to_string(i)).c_str(), type);
+    duckdb_destroy_logical_type(&type);
+  }
+  duckdb_bind_set_cardinality(info, static_cast<idx_t>(source.table->caseCount), true);
+}
+
+void InitSource(duckdb_init_info info) { duckdb_init_set_max_threads(info, 1); }
+
+void WriteCell(const Column& column, CellForm form, double value, duckdb_vector vector, idx_t row) {
+  void* data = duckdb_vector_get_data(vector);
+  switch (form) {
+    case CellForm::kNumber:
+      static_cast<double*>(data)[row] = value;
+      return;
+    case CellForm::kBoolean:
+      static_cast<bool*>(data)[row] = value != 0;
+      return;
+    case CellForm::kDate:
+      static_cast<duckdb_date*>(data)[row].days = static_cast<std::int32_t>(value);
+      return;
+    case CellForm::kDateTime:
+      static_cast<duckdb_timestamp*>(data)[row].micros = std::llround(value * 1e6);
+      return;
+    case CellForm::kText:
+      break;
+  }
+  if (const std::string* text = TextOfCode(column, value)) {
+    duckdb_vector_assign_string_element_len(vector, row, text->data(), text->size());
+  } else {
+    std::string number;
+    AppendNumber(value, number);
+    duckdb_vector_assign_string_element_len(vector, row, number.data(), number.size());
+  }
+}
+
+void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
+  auto& source = *static_cast<ParquetSource*>(duckdb_function_get_extra_info(info));
+  const std::int64_t count = std::min<std::int64_t>(static_cast<std::int64_t>(duckdb_vector_size()),
+                                                    source.table->caseCount - source.nextCase);
+  for (std::size_t i = 0; i < source.forms.size(); ++i) {
+    const Column& column = source.table->columns[i];
+    const MissingRange missing(column.missingCode);
+    duckdb_vector vector = duckdb_data_chunk_get_vector(chunk, i);
+    std::uint64_t* validity = nullptr;
+    for (std::int64_t row = 0; row < count; ++row) {
+      const double value = column.values[static_cast<std::size_t>(source.nextCase + row)];
+      if (!missing.Contains(value)) {
+        WriteCell(column, source.forms[i], value, vector, static_cast<idx_t>(row));
+        continue;
+      }
+      if (validity == nullptr) {
+        duckdb_vector_ensure_validity_writable(vector);
+        validity = duckdb_vector_get_validity(vector);
+      }
+      duckdb_validity_set_row_invalid(validity, static_cast<idx_t>(row));
+    }
+  }
+  duckdb_data_chunk_set_size(chunk, static_cast<idx_t>(count));
+  source.nextCase += count;
+}
+
+std::string SqlName(const std::string& name) {
+  std::string quoted = "\"";
+  for (char c : name) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+void SaveParquet(const Table& table, const std::string& path) {
+  ParquetSource source{&table, {}, 0};
+  for (const Column& column : table.columns) source.forms.push_back(FormOf(column));
+  AtomicFile file(path);
+  file.Close();
+  try {
+    DuckDbSession session(0);
+    duckdb_table_function function = duckdb_create_table_function();
+    duckdb_table_function_set_name(function, "table_to_save");
+    duckdb_table_function_set_extra_info(function, &source, nullptr);
+    duckdb_table_function_set_bind(function, BindSource);
+    duckdb_table_function_set_init(function, InitSource);
+    duckdb_table_function_set_function(function, FillChunk);
+    const duckdb_state state = duckdb_register_table_function(session.Connection(), function);
+    duckdb_destroy_table_function(&function);
+    if (state == DuckDBError) throw DuckDbError("the table cannot be handed over");
+    std::string sql = "COPY (SELECT ";
+    for (std::size_t i = 0; i < table.columns.size(); ++i)
+      sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
+    sql += " FROM table_to_save()) TO " + SqlText(std::filesystem::absolute(file.TemporaryPath()).string()) +
+           " (FORMAT parquet";
+    const std::string companion = PrintCompanion(table, true);
+    if (!companion.empty()) sql += ", KV_METADATA {velmora: " + SqlText(companion) + "}";
+    session.Run(sql + ")");
+  } catch (const DuckDbError& error) {
+    throw DataError("Cannot write " + path + ": " + error.what() + ".");
+  }
+  file.Commit();
+}
+
+}  // namespace
+
+void SaveTable(const Table& table, const std::string& path) {
+  if (table.columns.empty()) throw DataError("Cannot write " + path + ": the table has no variables.");
+  std::string extension = std::filesystem::path(path).extension().string();
+  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  if (extension == ".csv") return SaveDelimited(table, path, ',');
+  if (extension == ".tsv") return SaveDelimited(table, path, '\t');
+  if (extension == ".parquet") return SaveParquet(table, path);
+  throw DataError("Cannot tell from its name how to write " + path +
+                  "; a table is saved as .csv, .tsv or .parquet.");
+}
+
+}  // namespace velmora

@@ -1,0 +1,187 @@
+#include "workbench/data/table_companion.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "workbench/data/field_parser.h"
+
+namespace velmora {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* KindOf(const Column& column) {
+  if (column.fromText) return "text";
+  if (column.fromBoolean) return "boolean";
+  if (column.dateUnit == DateUnit::kDays) return "days";
+  return column.dateUnit == DateUnit::kSeconds ? "seconds" : "";
+}
+
+// True when a reader that codes the texts it meets comes to the same codes.
+bool CodesFollowTexts(const Column& column) {
+  std::vector<bool> used(column.labels.size());
+  for (std::size_t i = 0; i < column.labels.size(); ++i) {
+    if (column.labels[i].value != static_cast<double>(i + 1)) return false;
+    if (i > 0 && column.labels[i - 1].text >= column.labels[i].text) return false;
+  }
+  const MissingRange missing(column.missingCode);
+  for (double value : column.values)
+    if (!missing.Contains(value) && value >= 1 && value <= static_cast<double>(used.size()))
+      used[static_cast<std::size_t>(value) - 1] = true;
+  return std::all_of(used.begin(), used.end(), [](bool one) { return one; });
+}
+
+bool IsDateText(const std::string& text) { return ParseIsoDate(text) || ParseIsoDateTime(text); }
+
+// True when a reader would take every one of these texts for a date, or (where the file does not tell texts
+// from numbers) for a number.
+bool TextsLookOtherwise(const Column& column, bool keepsTypes) {
+  const auto all = [&](auto test) { return std::all_of(column.labels.begin(), column.labels.end(), test); };
+  if (all([](const ValueLabel& label) { return IsDateText(label.text); })) return true;
+  return !keepsTypes &&
+         all([](const ValueLabel& label) { return ParseField(label.text, true).kind != FieldKind::kText; });
+}
+
+Json PrintVariable(const Column& column, bool keepsTypes) {
+  Json variable = {{"name", column.name}};
+  if (!column.longName.empty()) variable["longName"] = column.longName;
+  if (column.missingCode != kMissing) variable["missingCode"] = column.missingCode;
+  const bool keepLabels =
+      column.fromText ? !CodesFollowTexts(column) : !column.labels.empty() && !column.fromBoolean;
+  const bool tellKind =
+      column.fromText ? TextsLookOtherwise(column, keepsTypes) || keepLabels : *KindOf(column) != 0;
+  if (tellKind) variable["kind"] = KindOf(column);
+  if (keepLabels) {
+    Json labels = Json::array();
+    for (const ValueLabel& label : column.labels) labels.push_back({label.value, label.text});
+    variable["labels"] = std::move(labels);
+  }
+  if (column.declaredMeasurement)
+    variable["measurement"] =
+        *column.declaredMeasurement == Measurement::kContinuous ? "continuous" : "categorical";
+  return variable;
+}
+
+VariableCompanion ParseVariable(const Json& json) {
+  VariableCompanion variable;
+  variable.longName = json.value("longName", "");
+  variable.missingCode = json.value("missingCode", kMissing);
+  variable.kind = json.value("kind", "");
+  if (json.contains("labels"))
+    for (const Json& label : json.at("labels"))
+      variable.labels.push_back({label.at(0).get<double>(), label.at(1).get<std::string>()});
+  std::sort(variable.labels.begin(), variable.labels.end(),
+            [](const ValueLabel& a, const ValueLabel& b) { return a.value < b.value; });
+  const std::string measurement = json.value("measurement", "");
+  if (measurement == "continuous") variable.measurement = Measurement::kContinuous;
+  if (measurement == "categorical") variable.measurement = Measurement::kCategorical;
+  return variable;
+}
+
+// Gives a text column the companion's codes; false when the file has a text that the companion does not know.
+bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
+  std::unordered_map<std::string_view, double> values;
+  for (const ValueLabel& label : labels) values.emplace(label.text, label.value);
+  std::vector<double> recoded(column.labels.size());
+  for (std::size_t i = 0; i < recoded.size(); ++i) {
+    const auto found = values.find(column.labels[i].text);
+    if (found == values.end()) return false;
+    recoded[i] = found->second;
+  }
+  const MissingRange missing(column.missingCode);
+  for (double& value : column.values)
+    if (!missing.Contains(value)) value = recoded[static_cast<std::size_t>(value) - 1];
+  column.labels = labels;
+  return true;
+}
+
+void ApplyVariable(const VariableCompanion& companion, const std::string& fileName, Column& column,
+                   std::vector<std::string>& warnings) {
+  column.longName = companion.longName;
+  if (companion.measurement) column.declaredMeasurement = companion.measurement;
+  if (!companion.labels.empty() && column.fromText && !RecodeTexts(companion.labels, column))
+    warnings.push_back("The stored codes of variable \"" + column.name + "\" of " + fileName +
+                       " do not cover its texts and are ignored.");
+  if (!column.fromText) {
+    if (!companion.labels.empty()) column.labels = companion.labels;
+    if (companion.kind == "days") column.dateUnit = DateUnit::kDays;
+    if (companion.kind == "seconds") column.dateUnit = DateUnit::kSeconds;
+    if (companion.kind == "boolean") {
+      column.fromBoolean = true;
+      column.labels = {{0, "false"}, {1, "true"}};
+    }
+  }
+  if (companion.missingCode != column.missingCode) {
+    const MissingRange missing(column.missingCode);
+    for (double& value : column.values)
+      if (missing.Contains(value)) value = companion.missingCode;
+    column.missingCode = companion.missingCode;
+  }
+}
+
+}  // namespace
+
+std::string CompanionPath(const std::string& path) { return path + ".bundles.json"; }
+
+std::string PrintCompanion(const Table& table, bool keepsTypes) {
+  Json bundles = Json::array();
+  for (const VariableBundle& bundle : table.bundles) {
+    Json names = Json::array();
+    for (int number : bundle.variableNumbers) names.push_back(table.Variable(number).name);
+    bundles.push_back({{"name", bundle.name}, {"variables", std::move(names)}});
+  }
+  Json variables = Json::array();
+  for (const Column& column : table.columns) {
+    Json variable = PrintVariable(column, keepsTypes);
+    if (variable.size() > 1) variables.push_back(std::move(variable));
+  }
+  if (bundles.empty() && variables.empty()) return {};
+  const Json whole = {{"format", "velmora-table"},
+                      {"version", 1},
+                      {"bundles", std::move(bundles)},
+                      {"variables", std::move(variables)}};
+  return whole.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+TableCompanion ParseCompanion(const std::string& json, const std::string& origin) {
+  TableCompanion companion;
+  try {
+    const Json whole = Json::parse(json);
+    if (whole.at("format") != "velmora-table") throw DataError(origin + " does not describe a table.");
+    if (whole.at("version") != 1)
+      throw DataError(origin + " was written by a newer version of this program.");
+    for (const Json& bundle : whole.at("bundles"))
+      companion.bundles.push_back(
+          {bundle.at("name").get<std::string>(), bundle.at("variables").get<std::vector<std::string>>()});
+    for (const Json& variable : whole.at("variables"))
+      companion.variables.emplace(variable.at("name").get<std::string>(), ParseVariable(variable));
+  } catch (const nlohmann::json::exception&) {
+    throw DataError(origin + " is damaged: it is not the description of a table.");
+  }
+  return companion;
+}
+
+void ApplyCompanion(const TableCompanion& companion, Table& table, std::vector<std::string>& warnings) {
+  std::unordered_map<std::string_view, int> numbers;
+  for (int number = 1; number <= table.VariableCount(); ++number) {
+    Column& column = table.Variable(number);
+    numbers.emplace(column.name, number);
+    const auto found = companion.variables.find(column.name);
+    if (found != companion.variables.end()) ApplyVariable(found->second, table.fileName, column, warnings);
+  }
+  for (const BundleCompanion& source : companion.bundles) {
+    VariableBundle bundle{source.name, {}};
+    for (const std::string& name : source.variables) {
+      const auto found = numbers.find(name);
+      if (found != numbers.end())
+        bundle.variableNumbers.push_back(found->second);
+      else
+        warnings.push_back("The variable \"" + name + "\" of the bundle \"" + source.name + "\" is not in " +
+                           table.fileName + ".");
+    }
+    table.bundles.push_back(std::move(bundle));
+  }
+}
+
+}  // namespace velmora

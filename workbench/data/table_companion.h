@@ -1,0 +1,54 @@
+// What a table has beyond names and cells, as JSON: a file beside a saved CSV, a metadata entry inside a
+// saved Parquet file.
+//
+//   {"format": "velmora-table", "version": 1,
+//    "bundles": [{"name": "best", "variables": ["age", "amount"]}],
+//    "variables": [{"name": "age", "longName": "Age in years", "missingCode": 99.0, "kind": "text",
+//                   "labels": [[1.0, "low"], [2.0, "high"]], "measurement": "categorical"}]}
+//
+// A variable stands in it only with what the file itself does not say; kind is text, boolean, days or
+// seconds.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+struct VariableCompanion {
+  std::string longName;
+  double missingCode = kMissing;
+  std::string kind;
+  std::vector<ValueLabel> labels;
+  std::optional<Measurement> measurement;
+};
+
+struct BundleCompanion {
+  std::string name;
+  std::vector<std::string> variables;
+};
+
+struct TableCompanion {
+  std::vector<BundleCompanion> bundles;
+  std::unordered_map<std::string, VariableCompanion> variables;
+};
+
+// The companion of path: path + ".bundles.json".
+std::string CompanionPath(const std::string& path);
+
+// The JSON of what a reader of the saved cells would not find out by itself; empty when there is nothing.
+// keepsTypes: the file's format tells texts, booleans and dates apart (Parquet does, CSV tells only some).
+std::string PrintCompanion(const Table& table, bool keepsTypes);
+
+// origin names the file in errors. Throws DataError for text that is no companion.
+TableCompanion ParseCompanion(const std::string& json, const std::string& origin);
+
+// Puts the companion's facts on a table that has just been read. What no longer fits is left out with a
+// warning.
+void ApplyCompanion(const TableCompanion& companion, Table& table, std::vector<std::string>& warnings);
+
+}  // namespace velmora
