@@ -11,7 +11,7 @@
 #include <fstream>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <regex>
+#include <sstream>
 
 #include "tests/documents/sample.h"
 #include "workbench/documents/embedded_files.h"
@@ -316,10 +316,10 @@ TEST(Html, EscapedAndSelfContained) {
   EXPECT_EQ(0, Count(page, "\x1B"));
   std::string own = page;
   own.erase(own.find(ChartLibrary()), ChartLibrary().size());
-  EXPECT_FALSE(
-      std::regex_search(own, std::regex("(src|href|action|url|@import)\\s*[=(]\\s*[\"']?\\s*(https?:)?//")));
-  EXPECT_EQ(0, Count(own, "http:")) << "no address at all outside the chart library";
-  EXPECT_EQ(0, Count(own, "https:"));
+  for (const char* fetching : {"src=", "@import", "url(", "action=", "http:", "https:"}) {
+    EXPECT_EQ(0, Count(own, fetching)) << fetching;
+  }
+  EXPECT_EQ(Count(own, "href=\""), Count(own, "href=\"#")) << "links lead to places of the page";
   EXPECT_NE(std::string::npos, own.find("default-src 'none'"));
   EXPECT_EQ(std::string_view::npos, ChartLibrary().find("</script"));
   EXPECT_NE(std::string_view::npos, ChartLibrary().find("Apache License"));

@@ -223,6 +223,8 @@
     const node = document.getElementById(chart.id);
     chart.instance = echarts.init(node, null, { renderer: 'svg' });
     chart.paint = () => {
+      // Paper is narrower than the window that the page is laid out in when printing begins.
+      node.style.width = printing ? `${Math.min(node.parentNode.clientWidth, 680)}px` : '';
       chart.instance.resize();
       const option = chart.layout === 'bars' ? barOption : seriesOption;
       chart.instance.setOption(option(chart, node.clientWidth, colours()), true);
