@@ -1,6 +1,5 @@
-// An analysis as the host drives it, and the host as an analysis sees it.
-// Order of calls: factory -> AttachHost -> steps of the table (100 first) -> ... -> all dialogs closed ->
-// Destroy.
+// An analysis as the host drives it, and the host as an analysis sees it. Order of calls: factory ->
+// AttachHost -> steps of the table (100 first) -> ... -> all dialogs closed -> Destroy.
 #pragma once
 
 #include "frame/host/automation.h"
@@ -29,13 +28,12 @@ struct SequenceStep {
 struct IAnalysisHost {
   virtual IEngineServices* GetEngineServices() = 0;
 
-  // --- Framework
-  // -------------------------------------------------------------------------------------------- Binds the
-  // module's shared blocks: analyses that give the same blocks share case selection and case weights.
+  // --- Framework ---
+  // Binds the module's shared blocks: analyses that give the same blocks share case selection and weights.
   virtual void InitCommons(SharedBlock* dataSelectionTags, SharedBlock* extendedTags,
                            SharedBlock* selectionConditions, SharedBlock* caseWeights) = 0;
-  virtual int ForwardSequence(IAnalysis* analysis, int step,
-                              int option) = 0;  // the host's default step handling
+  // The host's default step handling.
+  virtual int ForwardSequence(IAnalysis* analysis, int step, int option) = 0;
   virtual void PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) = 0;
   virtual int HasCaseWeight() = 0;
   virtual int IsOleAutomation() = 0;  // not 0 while a script's call is being served
@@ -44,11 +42,10 @@ struct IAnalysisHost {
   // The analysis has new results, or (0) none any more.
   virtual void ResultsChanged(int available) = 0;
 
-  // --- Texts
-  // ------------------------------------------------------------------------------------------------
+  // --- Texts ---
   virtual void MessageOutput(const char* text, int length) = 0;
-  virtual void Get8CharHash(const char* text, int length,
-                            ITextSink* shortForm) = 0;            // 8 characters, stable in a run
+  // A short form of 8 characters, the same for the same text in one run.
+  virtual void Get8CharHash(const char* text, int length, ITextSink* shortForm) = 0;
   virtual void GetCaseSelectionDescription(ITextSink* text) = 0;  // empty when all cases are used
   virtual void GetDecimalSeparator(ITextSink* text) = 0;          // of the user's locale
   virtual void QuoteString(const char* text, int length, ITextSink* quoted) = 0;
@@ -59,9 +56,8 @@ struct IAnalysisHost {
                                 ITextSink* error) = 0;
   virtual void PrintVariableList(const int* variableNumbers, int count, ITextSink* text) = 0;
 
-  // --- Documents
-  // -------------------------------------------------------------------------------------------- The caller
-  // releases what these return; null when the host cannot make it.
+  // --- Documents ---
+  // The caller releases what these return; null when the host cannot make it.
   virtual ISpreadsheet* CreateSpreadsheet(int rowCount, int columnCount) = 0;
   virtual IGraph* CreateGraph(int graphKind) = 0;
   // Makes and shows a text document (kind 2: report). document: null, or receives it (the caller releases
@@ -70,9 +66,9 @@ struct IAnalysisHost {
                             IDocument** document) = 0;
   virtual IInputSpreadsheet* GetInputSpreadsheet() = 0;
 
-  // --- Dialogs and object model
-  // ----------------------------------------------------------------------------- Opens a modeless dialog on
-  // a template of the module. Calls client->OnInitDialog before it returns. Returns 0 on success.
+  // --- Dialogs and object model ---
+  // Opens a modeless dialog on a template of the module. Calls client->OnInitDialog before it returns.
+  // Returns 0 on success.
   virtual int CreateAnalysisDialog(IDialogClient* client, int templateId) = 0;
   virtual IAutomationObject* GetApplication() = 0;
   // A host analysis by its identifier (4971: classification and regression trees) on the current input
@@ -83,8 +79,8 @@ struct IAnalysisHost {
   ~IAnalysisHost() = default;
 };
 
-// Implemented by the module; made by a factory. The host destroys it by Destroy, once, after its dialogs are
-// closed.
+// Implemented by the module; made by a factory. The host destroys it by Destroy, once, after its dialogs
+// are closed.
 struct IAnalysis {
   virtual int GetContractVersion() = 0;  // may be called before AttachHost, as may the three next
   virtual int GetAnalysisID() = 0;

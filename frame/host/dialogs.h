@@ -54,8 +54,8 @@ struct IDialogWindow {
   // The host's own dialogs. Return 1 for OK, 0 for Cancel. Only the host tells the user about wrong entries.
   virtual int VariableListsDialog(const char* title, int titleLength, const VariableListRequest* lists,
                                   int listCount) = 0;
-  // codes: for each of variableCount variables in turn its chosen codes. Values outside minimum..maximum are
-  // refused.
+  // codes: for each of variableCount variables in turn its chosen codes. Values outside minimum..maximum
+  // are refused.
   virtual int CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
                               int shownAtOnce, double minimum, double maximum, struct ICodesSink* codes) = 0;
   virtual int DefineSelCond() = 0;

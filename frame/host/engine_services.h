@@ -18,8 +18,7 @@ struct IIterDisplay {
 enum : short { kCaseUse = 0, kCaseSkip = 1, kCaseStop = 2 };
 
 struct IEngineServices {
-  // --- Data
-  // -------------------------------------------------------------------------------------------------
+  // --- Data ---
   virtual int GetNbVars() = 0;
   virtual int GetNbCases() = 0;
 
@@ -42,16 +41,14 @@ struct IEngineServices {
   // The text without the host's formatting marks.
   virtual void StripFormatting(const char* text, int length, ITextSink* stripped) = 0;
 
-  // --- Memory
-  // ----------------------------------------------------------------------------------------------- Returns 0
-  // and stores a block of at least byteCount bytes, aligned for any type, its content undefined; or not 0,
-  // and stores null.
+  // --- Memory ---
+  // Returns 0 and stores a block of at least byteCount bytes, aligned for any type, its content undefined;
+  // or not 0, and stores null.
   virtual int AllocMem(void** block, std::uint64_t byteCount) = 0;
   // Releases a block of AllocMem and stores null. A null block is allowed.
   virtual void FreeMem(void** block) = 0;
 
-  // --- Progress and cancellation
-  // ----------------------------------------------------------------------------
+  // --- Progress and cancellation ---
   virtual void d_pbar(const char* caption, int length) = 0;  // caption of the progress display
   virtual void dstart(int stepCount) = 0;                    // opens the display; one at a time
   virtual void termom(int step) = 0;           // 1 to stepCount; cheap: may be called for every case
@@ -60,19 +57,17 @@ struct IEngineServices {
   virtual int IsExternallyCancelled() = 0;     // not 0: the host asks all analyses to stop
   virtual IIterDisplay* GetIterDisplay() = 0;  // null when none is attached; valid while a pass runs
 
-  // --- Texts and notices
-  // ------------------------------------------------------------------------------------ Text of the module's
-  // string table by its number; 65536 more than the number is taken as the number. An unknown number gives an
-  // empty text.
+  // --- Texts and notices ---
+  // Text of the module's string table by its number; 65536 more than the number is taken as the number. An
+  // unknown number gives an empty text.
   virtual void LoadText(int number, ITextSink* text) = 0;
   virtual void SwitchNoticeDisplay(int on) = 0;  // called with 1 before a best-predictor notice
   virtual void ShowNotice(const char* text, int length) = 0;
   // An integer of the host's user profile, or defaultValue when it has none.
   virtual int GetProfileEntryInt(int entry, int defaultValue) = 0;
 
-  // --- Numerics
-  // --------------------------------------------------------------------------------------------- Upper-tail
-  // probability of the F distribution at f (host function 157).
+  // --- Numerics ---
+  // Upper-tail probability of the F distribution at f (host function 157).
   virtual double FDistributionUpperTail(double df1, double df2, double f) = 0;
   // Chi-square cumulative distribution at x (host function 112).
   virtual double ChiSquareDistribution(double x, double df) = 0;

@@ -13,8 +13,8 @@
 namespace vlm {
 
 enum HostAnalysisId : int {
-  // The analysis that asks, as the object model shows it: its case selection and its weights can be read; it
-  // cannot be set up or run.
+  // The analysis that asks, as the object model shows it: its case selection and its weights can be read;
+  // it cannot be set up or run.
   kCallingAnalysis = 0,
   kTreeAnalysis = 4971,
   kCrosstabAnalysis = 4972,
@@ -34,8 +34,7 @@ enum HostAnalysisOption : int {
 enum HostResult : int {
   // Tree, one row a node, in the order of the node numbers; the row header is the node number. Nodes are
   // numbered from 1, the root, so that a node's left branch comes before its right branch: terminal nodes
-  // from
-  // left to right have rising numbers. k: number of response codes.
+  // from left to right have rising numbers. k: number of response codes.
   //   summary          1 number of cases (sum of the weights), 2 mean or most frequent class,
   //                    3 variance (divided by the sum of the weights) or Gini impurity
   //   structure        regression     1 to 3 as above, 4 number of cases without weights, 5 predictor of the
@@ -69,8 +68,7 @@ enum HostResult : int {
   // Breakdown: a row a level that has cases, by rising code, then all cases; row headers as above. For each
   // analysed variable the columns N (without weights: number of cases; else sum of the weights), mean,
   // standard deviation, variance (divisor N - 1); then, when asked for, minimum, lower quartile, median,
-  // upper
-  // quartile, maximum, and the 95 % limits of the mean.
+  // upper quartile, maximum, and the 95 % limits of the mean.
   kBreakdownResult = 21,
 
   // Descriptive statistics: a row a variable: 1 valid N, 2 mean, 3 minimum, 4 maximum, 5 quartile range,
@@ -93,10 +91,10 @@ struct IHostAnalysis : ICounted {
   // Numbers are those of the input spreadsheet, or the columns of the work sheet that the analysis runs on.
   virtual int SetVariableList(const char* text, int length) = 0;
 
-  // Case selection: cases for which inclusion holds (empty: all) and exclusion does not (empty: none), in the
-  // host's expressions over the variables of the input spreadsheet, also where the analysis runs on a work
-  // sheet. The texts are kept as given while selection is disabled. A connective that an expression begins
-  // with is passed over.
+  // Case selection: cases for which inclusion holds (empty: all) and exclusion does not (empty: none), in
+  // the host's expressions over the variables of the input spreadsheet, also where the analysis runs on a
+  // work sheet. The texts are kept as given while selection is disabled. A connective that an expression
+  // begins with is passed over.
   virtual void GetCaseSelection(int* enabled, ITextSink* inclusion, ITextSink* exclusion) = 0;
   virtual int SetCaseSelection(int enabled, const char* inclusion, int inclusionLength, const char* exclusion,
                                int exclusionLength) = 0;
@@ -152,8 +150,8 @@ struct IWorkSheet : IDeferredSpreadsheet {
   // An analysis on this sheet. No selection and no weights until they are set. The caller releases it; null
   // when the host has no such analysis.
   virtual IHostAnalysis* CreateHostAnalysis(int analysisId) = 0;
-  // A sheet of the module's making. Counts a reference of maker. The caller releases the sheet; null when it
-  // cannot be made.
+  // A sheet of the module's making. Counts a reference of maker. The caller releases the sheet; null when
+  // it cannot be made.
   virtual IDeferredSpreadsheet* CreateDeferredSpreadsheet(int rowCount, int columnCount,
                                                           ISheetMaker* maker) = 0;
 

@@ -50,8 +50,8 @@ struct ICounted {
 };
 
 // What the host keeps about something that is shared by the analyses of one module. The module owns the
-// storage, which lives as long as the module is loaded, and never looks inside; the host may use the address
-// as a key.
+// storage, which lives as long as the module is loaded, and never looks inside; the host may use the
+// address as a key.
 struct SharedBlock {
   std::uint64_t words[8];
 };
