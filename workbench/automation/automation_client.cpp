@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "workbench/automation/sinks.h"
+#include "workbench/documents/texts.h"
 
 namespace velmora {
 
@@ -17,13 +18,6 @@ struct Overloaded : Functions... {
 };
 template <typename... Functions>
 Overloaded(Functions...) -> Overloaded<Functions...>;
-
-// The shortest text that reads back to the same double, whatever the locale.
-std::string RealText(double value) {
-  char buffer[32];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return std::string(buffer, error == std::errc() ? end : buffer);
-}
 
 std::string_view Trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -37,7 +31,7 @@ std::string_view Trimmed(std::string_view text) {
 
 double ParseReal(std::string_view text) {
   text = Trimmed(text);
-  if (text.starts_with('+')) text.remove_prefix(1);
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) CannotBe("a number");
@@ -111,7 +105,7 @@ double Variant::AsReal() const {
 std::string Variant::AsText() const {
   if (const std::string* text = std::get_if<std::string>(&value_)) return *text;
   if (const int* value = std::get_if<int>(&value_)) return std::to_string(*value);
-  if (const double* value = std::get_if<double>(&value_)) return RealText(*value);
+  if (const double* value = std::get_if<double>(&value_)) return ShortestNumber(*value);
   if (IsEmpty()) return {};
   CannotBe("a text");
 }

@@ -25,7 +25,7 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 template <typename Number>
-std::optional<Number> ParseWhole(std::string_view text) {
+std::optional<Number> ParseNumber(std::string_view text) {
   text = Trimmed(text);
   // A sign is the user's to write, but only one.
   if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
@@ -42,7 +42,7 @@ std::optional<double> ParseRealText(std::string_view text, std::string_view sepa
     const std::size_t position = plain.find(separator);
     if (position != std::string::npos) plain.replace(position, separator.size(), ".");
   }
-  const std::optional<double> value = ParseWhole<double>(plain);
+  const std::optional<double> value = ParseNumber<double>(plain);
   return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
@@ -93,7 +93,7 @@ bool Control::InRange(std::string_view decimalSeparator) const {
   if (!minimum || !maximum) return true;
   std::optional<double> value;
   if (controlClass == vlm::kIntegerEdit) {
-    if (const auto whole = ParseWhole<int>(text)) value = *whole;
+    if (const auto whole = ParseNumber<int>(text)) value = *whole;
   } else {
     value = ParseRealText(text, decimalSeparator);
   }
@@ -306,8 +306,17 @@ void DialogWindow::AddDlgTabs(int tabControlId, const int* pageTemplateIds, int 
 }
 
 void DialogWindow::InitOpeningDialog() {
-  // The host's own controls; the analysis has no data to work on while there are no variables.
-  Guarded([&] { caption_ = PlainCaption(caption_); });
+  Guarded([&] { RefreshDataLine(); });
+}
+
+void DialogWindow::RefreshDataLine() {
+  dataLine_ = owner_.Data().fileName;
+  const CaseSelectionText selection = owner_.CaseSelection();
+  if (!selection.include.empty()) dataLine_ += "; cases where " + selection.include;
+  if (!selection.exclude.empty()) dataLine_ += "; not cases where " + selection.exclude;
+  if (const int weight = owner_.CaseWeight(); weight != 0) {
+    dataLine_ += "; weighted by " + owner_.Data().Variable(weight).name;
+  }
 }
 
 void DialogWindow::EnableWindow(int controlId, int enabled) {
@@ -347,7 +356,7 @@ void DialogWindow::SetDlgItemInt(int controlId, int value) {
 
 int DialogWindow::GetDlgItemLong(int controlId, int* value) {
   const Control* control = Find(controlId);
-  const auto number = control == nullptr ? std::nullopt : ParseWhole<int>(control->text);
+  const auto number = control == nullptr ? std::nullopt : ParseNumber<int>(control->text);
   if (!number) return 1;
   *value = *number;
   return 0;
@@ -566,7 +575,10 @@ int DialogWindow::DefineSelCond() {
       [&] {
         CaseSelectionText selection = owner_.CaseSelection();
         return AskUntilTaken([&] { return face_.AskCaseSelection(*this, selection); },
-                             [&] { owner_.SetCaseSelection(selection); })
+                             [&] {
+                               owner_.SetCaseSelection(selection);
+                               RefreshDataLine();
+                             })
                    ? 1
                    : 0;
       },
@@ -578,7 +590,10 @@ int DialogWindow::DefineWeight() {
       [&] {
         int variableNumber = owner_.CaseWeight();
         return AskUntilTaken([&] { return face_.AskCaseWeight(*this, variableNumber); },
-                             [&] { owner_.SetCaseWeight(variableNumber); })
+                             [&] {
+                               owner_.SetCaseWeight(variableNumber);
+                               RefreshDataLine();
+                             })
                    ? 1
                    : 0;
       },
@@ -590,7 +605,13 @@ int DialogWindow::OpenQvdFile() {
       [&] {
         std::optional<std::string> path;
         const auto ask = [&] { return (path = face_.AskDataFile(*this)).has_value(); };
-        return AskUntilTaken(ask, [&] { owner_.OpenDataFile(*path); }) ? 1 : 0;
+        return AskUntilTaken(ask,
+                             [&] {
+                               owner_.OpenDataFile(*path);
+                               RefreshDataLine();
+                             })
+                   ? 1
+                   : 0;
       },
       0);
 }
@@ -650,6 +671,7 @@ void DialogWindow::ExitDialog(int step) {
       return;
     }
     // Without a command running there is nothing to wait for.
+    const auto self = shared_from_this();
     const CallScope scope(owner_);
     requestedStep_ = step;
   });
@@ -678,7 +700,7 @@ int DialogWindow::InvokeInherited(int dispatchId, int kind, const vlm::Automatio
         const int expectedKind = isResults                 ? vlm::kInvokePut
                                  : dispatchId >= kOkMember ? vlm::kInvokeMethod
                                                            : vlm::kInvokeGet;
-        if (dispatchId < 0 || dispatchId > kLastResultsMember || kind != expectedKind) {
+        if (dispatchId < 0 || dispatchId > kLastResultsMember || (kind & expectedKind) == 0) {
           return vlm::kDispatchMemberNotFound;
         }
         if (argumentCount != (isResults ? 1 : 0)) return vlm::kDispatchBadParameterCount;

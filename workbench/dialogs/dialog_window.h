@@ -115,6 +115,8 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
 
   // --- For a face
   const std::string& Caption() const { return caption_; }
+  // The data that the dialog works on: file, selection, weights. Empty until the module had it filled in.
+  const std::string& DataLine() const { return dataLine_; }
   const std::vector<DialogPage>& Pages() const { return pages_; }
   const std::vector<Control>& Controls() const { return controls_; }
   // The first control with this id, or null.
@@ -182,6 +184,7 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   void ChangeControl(int controlId, Change change);
   Control* FindUsable(int controlId);
   void SendCommand(int controlId);
+  void RefreshDataLine();
   int PressFromScript(int controlId, vlm::IAutomationResult* result);
   void CheckLists(const std::vector<VariableListQuestion>& questions) const;  // throws DataError
   // Asks until the answer is taken or the user gives up; ask returns false for Cancel, use throws DataError.
@@ -198,6 +201,7 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   int lockCount_ = 0;
   std::optional<int> requestedStep_;
   std::string caption_;
+  std::string dataLine_;
   std::vector<DialogPage> pages_;
   std::vector<Control> controls_;
   std::map<int, Variant> resultsSettings_;  // Results... values put by a script, by dispatch id

@@ -1,0 +1,406 @@
+// The dialog runtime with a small module side written here: templates, a client that does what a row says, and an
+// owner that keeps what it was told.
+#include "workbench/dialogs/dialog_window.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "workbench/automation/sinks.h"
+#include "workbench/data/errors.h"
+
+namespace velmora {
+namespace {
+
+constexpr vlm::ControlTemplate kMainControls[] = {
+    {1, vlm::kButton, "OK", 0, 0, 1, 1, vlm::kControlDefault}, {2, vlm::kButton, "Cancel", 0, 0, 1, 1, 0},
+    {10720, vlm::kButton, "!443B&y Group", 0, 0, 1, 1, 0},     {1000, vlm::kTab, "", 0, 0, 1, 1, 0},
+    {1022, vlm::kButton, "!249Summary", 0, 0, 1, 1, 0},
+};
+constexpr vlm::ControlTemplate kPageControls[] = {
+    {1022, vlm::kButton, "Summary: &best", 0, 0, 1, 1, 0},
+    {1029, vlm::kRadioButton, "&Display", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {1024, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0},
+    {1030, vlm::kRadioButton, "p <", 0, 0, 1, 1, 0},
+    {1028, vlm::kRealEdit, "", 0, 0, 1, 1, 0},
+    {1098, vlm::kRadioButton, "V", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {1035, vlm::kCheckBox, "Casewise", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {1006, vlm::kListCaption, "", 0, 0, 1, 1, 0},
+    {1004, vlm::kCheckBox, "hidden", 0, 0, 1, 1, vlm::kControlHidden},
+    {1050, vlm::kDropDown, "", 0, 0, 1, 1, 0},
+};
+constexpr vlm::DialogTemplate kTemplates[] = {
+    {100, " Main", 200, 100, kMainControls, 5},
+    {200, "Quick", 200, 100, kPageControls, 10},
+};
+
+struct FakeResources final : vlm::IModuleResources {
+  int LoadText(int, vlm::ITextSink*) override { return 1; }
+  const vlm::DialogTemplate* FindDialogTemplate(int id) override {
+    for (const auto& dialogTemplate : kTemplates) {
+      if (dialogTemplate.id == id) return &dialogTemplate;
+    }
+    return nullptr;
+  }
+  const vlm::AutomationInterface* GetAutomationInterface(int) override { return nullptr; }
+};
+
+struct FakeClient final : vlm::IDialogClient {
+  void AddReference() override { ++references; }
+  void ReleaseReference() override { --references; }
+  void OnInitDialog(vlm::IDialogWindow* opened) override {
+    window = opened;
+    const int pages[] = {200};
+    window->AddDlgTabs(1000, pages, 1);
+    window->InitOpeningDialog();
+    window->SetIntEditRange(1024, 2, 20);
+    window->SetDlgItemInt(1024, 10);
+    if (onInit) onInit(*window);
+  }
+  void OnCommand(int controlId) override {
+    commands.push_back(controlId);
+    if (onCommand) onCommand(*window, controlId);
+  }
+  void OnClosed(int step) override {
+    closedBy = step;
+    window = nullptr;
+  }
+  void GetAutomationWindowText(vlm::ITextSink* text) override { text->Assign("Fake dialog", 11); }
+  vlm::IAutomationObject* GetAutomationObject() override { return nullptr; }
+
+  int references = 0;
+  vlm::IDialogWindow* window = nullptr;
+  std::vector<int> commands;
+  std::optional<int> closedBy;
+  std::function<void(vlm::IDialogWindow&)> onInit;
+  std::function<void(vlm::IDialogWindow&, int)> onCommand;
+};
+
+struct FakeOwner final : DialogOwner {
+  void BeginCall() override { ++depth; }
+  void EndCall() override {
+    if (--depth == 0 && window != nullptr && window->RequestedStep()) window->Close(*window->RequestedStep());
+  }
+  bool UnderAutomation() const override { return automation; }
+  std::optional<AutomationError> TakeAutomationError() override { return std::exchange(error, std::nullopt); }
+  void KeepCurrentException() noexcept override { ++kept; }
+  void Misbehaved(std::string_view sentence) override { misbehaviour.emplace_back(sentence); }
+  const Table& Data() const override { return table; }
+  std::string DecimalSeparator() const override { return separator; }
+  std::string PrintVariables(std::span<const int> numbers) const override {
+    return std::to_string(numbers.size()) + " variables";
+  }
+  std::vector<int> ParseVariables(std::string_view text) const override {
+    if (text == "all") return {1, 2, 3};
+    throw DataError("Unknown list.");
+  }
+  CaseSelectionText CaseSelection() const override { return selection; }
+  void SetCaseSelection(const CaseSelectionText& text) override {
+    if (text.include == "wrong") throw DataError("The expression is wrong.");
+    selection = text;
+  }
+  int CaseWeight() const override { return 0; }
+  void SetCaseWeight(int) override {}
+  void OpenDataFile(const std::string& path) override { throw DataError("There is no file " + path + "."); }
+  void LockResults(bool lock) override { locks += lock ? 1 : -1; }
+  void RestoreResults() override {}
+  void EnableStartupMenus(bool) override {}
+  void FrameworkCommand(int command) override { frameworkCommand = command; }
+  void Message(std::string_view text) override { messages.emplace_back(text); }
+  vlm::IAutomationObject* ApplicationObject() override { return nullptr; }
+  vlm::IAutomationObject* AnalysisObject() override { return nullptr; }
+
+  DialogWindow* window = nullptr;
+  Table table;
+  int depth = 0, kept = 0, locks = 0, frameworkCommand = 0;
+  bool automation = false;
+  std::string separator = ".";
+  std::optional<AutomationError> error;
+  CaseSelectionText selection;
+  std::vector<std::string> misbehaviour, messages;
+};
+
+struct AnsweringFace final : DialogFace {
+  void ShowEditError(DialogWindow&, int controlId, std::string_view text) override {
+    errors.push_back(std::to_string(controlId) + " " + std::string(text));
+  }
+  void ShowInstructionError(DialogWindow&, std::string_view text) override { errors.emplace_back(text); }
+  bool AskVariableLists(DialogWindow&, std::string_view title,
+                        std::vector<VariableListQuestion>& lists) override {
+    lastTitle = title;
+    if (answers.empty()) return false;
+    for (std::size_t index = 0; index < lists.size(); ++index)
+      lists[index].variables = answers.front()[index];
+    answers.erase(answers.begin());
+    return true;
+  }
+  bool AskCaseSelection(DialogWindow&, CaseSelectionText& selection) override {
+    if (selections.empty()) return false;
+    selection.include = selections.front();
+    selections.erase(selections.begin());
+    return true;
+  }
+  std::optional<std::string> AskDataFile(DialogWindow&) override { return "gone.csv"; }
+
+  std::string lastTitle;
+  std::vector<std::vector<std::vector<int>>> answers;
+  std::vector<std::string> selections, errors;
+};
+
+struct DialogTest : testing::Test {
+  DialogTest() {
+    owner.table.columns.resize(4);
+    window = std::make_shared<DialogWindow>(owner, face, resources, &client, 100);
+    owner.window = window.get();
+  }
+  std::string TextOfControl(int id) const { return window->Find(id)->text; }
+
+  FakeOwner owner;
+  AnsweringFace face;
+  FakeResources resources;
+  FakeClient client;
+  std::shared_ptr<DialogWindow> window;
+};
+
+TEST_F(DialogTest, LoadsTheDialogAndItsPages) {
+  ASSERT_TRUE(window->Open());
+  EXPECT_EQ(window->Controls().size(), 15U);
+  ASSERT_EQ(window->Pages().size(), 1U);
+  EXPECT_EQ(window->Pages()[0].caption, "Quick");
+  EXPECT_EQ(window->Find(1028)->pageIndex, 0);
+  EXPECT_EQ(window->Find(1000)->pageIndex, -1);
+  EXPECT_EQ(TextOfControl(1024), "10");
+  EXPECT_EQ(client.references, 1);
+  EXPECT_TRUE(owner.misbehaviour.empty());
+}
+
+TEST_F(DialogTest, AnUnknownTemplateDoesNotOpen) {
+  DialogWindow other(owner, face, resources, &client, 101);
+  EXPECT_FALSE(other.Open());
+  EXPECT_EQ(owner.misbehaviour.size(), 1U);
+}
+
+TEST_F(DialogTest, CaptionsReadPlain) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"!249Summary: Best &k predictors", "Summary: Best k predictors"},
+      {"&Variables", "Variables"},
+      {"R&&D", "R&D"},
+      {"qReport of b&est", "qReport of best"},
+      {"end&", "end"},
+      {"!12", ""}};
+  for (const auto& [caption, plain] : rows) EXPECT_EQ(PlainCaption(caption), plain);
+}
+
+TEST_F(DialogTest, OnlyUsableControlsTakeCommands) {
+  ASSERT_TRUE(window->Open());
+  EXPECT_TRUE(window->Press(1022));
+  EXPECT_FALSE(window->Press(1004)) << "hidden";
+  EXPECT_FALSE(window->Press(4711)) << "not there";
+  window->EnableWindow(1030, 0);
+  EXPECT_FALSE(window->Press(1030)) << "disabled";
+  EXPECT_TRUE(window->Press(10720)) << "the host's own";
+  EXPECT_EQ(client.commands, std::vector<int>{1022});
+  EXPECT_EQ(owner.messages.size(), 1U);
+  window->SetLocked(true);
+  EXPECT_FALSE(window->Press(1022)) << "locked";
+}
+
+TEST_F(DialogTest, BoxesAndRadioButtonsChangeAsInWindows) {
+  ASSERT_TRUE(window->Open());
+  window->CheckDlgButton(1029, 1);
+  window->CheckDlgButton(1098, 1);
+  window->Press(1030);
+  EXPECT_FALSE(window->Find(1029)->checked);
+  EXPECT_TRUE(window->Find(1030)->checked);
+  EXPECT_TRUE(window->Find(1098)->checked) << "of another group";
+  window->Press(1035);
+  EXPECT_TRUE(window->Find(1035)->checked);
+  window->Press(1035);
+  EXPECT_FALSE(window->Find(1035)->checked);
+}
+
+TEST_F(DialogTest, ReadsWholeNumbers) {
+  ASSERT_TRUE(window->Open());
+  struct Row {
+    const char* text;
+    std::optional<int> value;
+    bool inRange;
+  };
+  const Row rows[] = {{"12", 12, true},
+                      {" 7 ", 7, true},
+                      {"+5", 5, true},
+                      {"1", 1, false},
+                      {"21", 21, false},
+                      {"-3", -3, false},
+                      {"", std::nullopt, false},
+                      {"1e1", std::nullopt, false},
+                      {"12.0", std::nullopt, false},
+                      {"+-5", std::nullopt, false},
+                      {"99999999999", std::nullopt, false}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.text);
+    ASSERT_TRUE(window->TypeText(1024, row.text));
+    int value = 0;
+    EXPECT_EQ(window->GetDlgItemLong(1024, &value) == 0, row.value.has_value());
+    if (row.value) {
+      EXPECT_EQ(value, *row.value);
+    }
+    EXPECT_EQ(window->Find(1024)->InRange("."), row.inRange);
+  }
+}
+
+TEST_F(DialogTest, RealNumbersFollowTheUsersSeparatorAndKeepTheirBits) {
+  owner.separator = ",";
+  ASSERT_TRUE(window->Open());
+  for (const double value : {0.01, 1.0 / 3, 1e-5, 0.99999}) {
+    window->SetDlgItemReal(1028, value);
+    double read = 0;
+    EXPECT_EQ(window->GetDlgItemReal(1028, &read), 0);
+    EXPECT_EQ(read, value);
+  }
+  const std::pair<const char*, int> rows[] = {{"0,05", 0}, {"0.05", 0}, {"0,0,5", 1},
+                                              {"inf", 1},  {"nan", 1},  {"0,", 0}};
+  for (const auto& [text, failure] : rows) {
+    double read = 0;
+    window->TypeText(1028, text);
+    EXPECT_EQ(window->GetDlgItemReal(1028, &read), failure) << text;
+  }
+}
+
+TEST_F(DialogTest, AnErrorStandsOnItsEditUntilTheUserTypes) {
+  ASSERT_TRUE(window->Open());
+  window->ShowEditError(1024, "Invalid", 7);
+  EXPECT_EQ(window->Find(1024)->error, "Invalid");
+  EXPECT_EQ(face.errors, std::vector<std::string>{"1024 Invalid"});
+  window->TypeText(1024, "3");
+  EXPECT_EQ(window->Find(1024)->error, "");
+}
+
+TEST_F(DialogTest, LeavesWhenTheCommandHasReturned) {
+  bool openDuringCommand = false;
+  client.onCommand = [&](vlm::IDialogWindow& leaving, int) {
+    leaving.ExitDialog(102);
+    leaving.ExitDialog(0);
+    openDuringCommand = client.window != nullptr;
+  };
+  ASSERT_TRUE(window->Open());
+  EXPECT_TRUE(window->Press(1));
+  EXPECT_TRUE(openDuringCommand);
+  EXPECT_EQ(client.closedBy, 102) << "the first exit stands";
+  EXPECT_EQ(owner.misbehaviour.size(), 1U);
+  EXPECT_EQ(client.references, 0);
+  EXPECT_FALSE(window->Press(1)) << "closed";
+}
+
+TEST_F(DialogTest, MayBeLeftWhileItOpens) {
+  client.onInit = [](vlm::IDialogWindow& opening) { opening.ExitDialog(0); };
+  EXPECT_TRUE(window->Open());
+  EXPECT_EQ(client.closedBy, 0);
+}
+
+TEST_F(DialogTest, UnknownControlsAreNamedAndIgnored) {
+  ASSERT_TRUE(window->Open());
+  window->CheckDlgButton(4711, 1);
+  int value = 5;
+  EXPECT_NE(window->GetDlgItemLong(4711, &value), 0);
+  EXPECT_EQ(value, 5);
+  ASSERT_EQ(owner.misbehaviour.size(), 1U);
+  EXPECT_EQ(owner.misbehaviour[0], "The module used control 4711, which dialog template 100 has not.");
+}
+
+TEST_F(DialogTest, LocksAreBalancedWhenTheModuleForgets) {
+  ASSERT_TRUE(window->Open());
+  window->UnlockResults();
+  window->LockResults();
+  window->LockResults();
+  window->UnlockResults();
+  EXPECT_EQ(owner.locks, 1);
+  window->Close(0);
+  EXPECT_EQ(owner.locks, 0);
+  EXPECT_EQ(owner.misbehaviour.size(), 2U);
+}
+
+TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
+  ASSERT_TRUE(window->Open());
+  int first[3] = {1}, second[1] = {2};
+  int firstCount = 1, secondCount = 1;
+  const vlm::VariableListRequest lists[] = {{"&First:", 7, 2, 3, first, &firstCount, 3},
+                                            {"Second:", 7, 0, 5, second, &secondCount, 1}};
+  face.answers = {{{1, 2, 3, 4}, {}}, {{1, 9}, {}}, {{1, 1}, {}}, {{1}, {2, 3}}, {{4, 1}, {2}}};
+  EXPECT_EQ(window->VariableListsDialog("Title", 5, lists, 2), 1);
+  EXPECT_EQ(face.errors,
+            (std::vector<std::string>{"The list \"First:\" takes at most 3 variables; 4 were given.",
+                                      "The list \"First:\" names variable 9; the data have 4.",
+                                      "The list \"First:\" names variable 1 twice.",
+                                      "The list \"Second:\" takes at most 1 variables; 2 were given."}));
+  EXPECT_EQ(firstCount, 2);
+  EXPECT_EQ(first[0], 4);
+  EXPECT_EQ(secondCount, 1);
+  // Cancel leaves the lists alone.
+  EXPECT_EQ(window->VariableListsDialog("Title", 5, lists, 2), 0);
+  EXPECT_EQ(firstCount, 2);
+}
+
+TEST_F(DialogTest, AWrongAnswerGivenTwiceEndsTheQuestion) {
+  ASSERT_TRUE(window->Open());
+  face.selections = {"wrong", "v1 > 3"};
+  EXPECT_EQ(window->DefineSelCond(), 1);
+  EXPECT_EQ(owner.selection.include, "v1 > 3");
+  EXPECT_EQ(window->OpenQvdFile(), 0);
+  EXPECT_EQ(face.errors, (std::vector<std::string>{"The expression is wrong.", "There is no file gone.csv.",
+                                                   "There is no file gone.csv."}));
+}
+
+TEST_F(DialogTest, ScriptsPressOkAndSeeWhetherItRan) {
+  ASSERT_TRUE(window->Open());
+  AutomationResult result;
+  EXPECT_EQ(window->InvokeInherited(3, vlm::kInvokeMethod, nullptr, 0, &result), vlm::kDispatchOk);
+  EXPECT_EQ(result.value.AsInt(), 0) << "stayed";
+  client.onCommand = [&](vlm::IDialogWindow&, int) {
+    owner.error.emplace(65535, "Variable selection not valid.");
+  };
+  EXPECT_EQ(window->InvokeInherited(3, vlm::kInvokeMethod, nullptr, 0, &result), vlm::kDispatchException);
+  EXPECT_EQ(result.errorCode, 65535);
+  EXPECT_EQ(result.description, "Variable selection not valid.");
+  client.onCommand = [](vlm::IDialogWindow& leaving, int id) { leaving.ExitDialog(id == 1 ? 102 : 0); };
+  EXPECT_EQ(window->InvokeInherited(3, vlm::kInvokeMethod, nullptr, 0, &result), vlm::kDispatchOk);
+  EXPECT_EQ(result.value.AsInt(), 1);
+  EXPECT_EQ(client.closedBy, 102);
+  EXPECT_EQ(window->InvokeInherited(0, vlm::kInvokeGet, nullptr, 0, &result), vlm::kDispatchFailed);
+}
+
+TEST_F(DialogTest, InheritedMembersAreCheckedByKindAndCount) {
+  ASSERT_TRUE(window->Open());
+  AutomationResult result;
+  const vlm::AutomationValue name = [] {
+    vlm::AutomationValue value{};
+    value.type = vlm::kAutomationText;
+    value.text = "out.txt";
+    value.length = 7;
+    return value;
+  }();
+  struct Row {
+    int id, kind, count, status;
+  };
+  const Row rows[] = {{0, vlm::kInvokeGet, 0, vlm::kDispatchOk},
+                      {0, vlm::kInvokePut, 1, vlm::kDispatchMemberNotFound},
+                      {4, vlm::kInvokeGet, 0, vlm::kDispatchMemberNotFound},
+                      {10, vlm::kInvokePut, 1, vlm::kDispatchOk},
+                      {10, vlm::kInvokePut, 0, vlm::kDispatchBadParameterCount},
+                      {10, vlm::kInvokeGet, 0, vlm::kDispatchMemberNotFound},
+                      {13, vlm::kInvokePut, 1, vlm::kDispatchMemberNotFound},
+                      {-1, vlm::kInvokeGet, 0, vlm::kDispatchMemberNotFound}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(window->InvokeInherited(row.id, row.kind, &name, row.count, &result), row.status)
+        << row.id << " by kind " << row.kind;
+  }
+  // What the script put answers the dialog that a command opens, but only for the script.
+  StringSink path;
+  EXPECT_EQ(window->SaveFileDialog("Save", 4, ".txt", 4, &path), 0);
+  owner.automation = true;
+  EXPECT_EQ(window->SaveFileDialog("Save", 4, ".txt", 4, &path), 1);
+  EXPECT_EQ(path.text, "out.txt");
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,30 @@
+// The session's table as an analysis reads and extends it.
+#pragma once
+
+#include "frame/host/documents.h"
+
+namespace velmora {
+
+class SessionCore;
+
+class InputSpreadsheet final : public vlm::IInputSpreadsheet {
+ public:
+  explicit InputSpreadsheet(SessionCore& core) : core_(core) {}
+  virtual ~InputSpreadsheet() = default;
+  int GetBundleCount() override;
+  void GetBundleName(int bundleIndex, vlm::ITextSink* name) override;
+  int AddBundle(const char16_t* name, int nameLength, const char* variables, int variablesLength) override;
+  int GetDistinctValues(int variableNumber, double* values, int capacity) override;
+  int GetValueLabel(int variableNumber, double value, vlm::ITextSink* label) override;
+  int FindValue(int variableNumber, const char* text, int length, double* value) override;
+  int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,
+                  const double* values) override;
+  void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) override;
+  vlm::IAutomationObject* GetAutomationObject() override;
+
+ private:
+  bool HasVariable(int variableNumber) const;
+  SessionCore& core_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,100 @@
+// The session's public face over its parts.
+#include "workbench/host/session.h"
+
+#include <utility>
+
+#include "workbench/host/running_analysis.h"
+#include "workbench/host/session_core.h"
+
+namespace velmora {
+
+struct Session::State {
+  std::shared_ptr<SessionCore> core;
+
+  AutomationClient DialogOf(int step) const {
+    RunningAnalysis* const analysis = core->Latest();
+    DialogWindow* const dialog = analysis == nullptr ? nullptr : analysis->DialogOf(step);
+    if (dialog == nullptr) return {};
+    return AutomationClient(ObjectReference::Adopt(
+        MakeScriptObject(core, dialog->Client()->GetAutomationObject(), analysis->Library())));
+  }
+  AutomationClient Start(vlm::IAnalysis* analysis) const {
+    core->Start(analysis);
+    core->ThrowKept();
+    return DialogOf(kStartupStep);
+  }
+};
+
+Session::Session(Face& face, SessionOptions options) : state_(std::make_unique<State>()) {
+  state_->core = std::make_shared<SessionCore>(face, std::move(options));
+  state_->core->Connect();
+}
+
+Session::~Session() {
+  const ModuleCall call(*state_->core);
+  // In the reverse order of their starts, and before the core: they use it to the end.
+  while (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
+}
+
+void Session::SetTable(Table table) {
+  state_->core->RequireThread();
+  state_->core->ReplaceTable(std::move(table));
+  state_->core->TellOfNewData(nullptr);
+  state_->core->ThrowKept();
+}
+
+Table& Session::Data() { return state_->core->table; }
+
+void Session::SelectCases(const std::string& include, const std::string& exclude) {
+  state_->core->RequireThread();
+  state_->core->SelectCases({include, exclude});
+}
+
+void Session::WeightBy(int variableNumber) {
+  state_->core->RequireThread();
+  state_->core->WeightBy(variableNumber);
+}
+
+int Session::WeightVariable() const { return state_->core->weightVariable; }
+
+void Session::LoadModule() {
+  state_->core->RequireThread();
+  state_->core->Module();
+}
+
+AutomationClient Session::StartFeatureSelection() {
+  state_->core->RequireThread();
+  return state_->Start(state_->core->Module().MakeFeatureSelection());
+}
+
+AutomationClient Session::StartScreening() {
+  state_->core->RequireThread();
+  return state_->Start(state_->core->Module().MakeScreening());
+}
+
+AutomationClient Session::StartupDialog() { return state_->DialogOf(kStartupStep); }
+AutomationClient Session::ResultsDialog() { return state_->DialogOf(kResultsStep); }
+
+vlm::IFeatureSelectionResults* Session::FeatureSelectionResults() {
+  state_->core->RequireThread();
+  RunningAnalysis* const analysis = state_->core->Latest();
+  return analysis == nullptr ? nullptr : analysis->Analysis().GetFeatureSelectionResults();
+}
+
+void Session::EndAnalysis() {
+  state_->core->RequireThread();
+  const ModuleCall call(*state_->core);
+  if (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
+}
+
+Workbook& Session::Documents() { return *state_->core->home->workbook; }
+void Session::SetCurrentGroup(int group) { state_->core->home->currentGroup = group; }
+AutomationClient Session::Application() { return AutomationClient(state_->core->applicationObject); }
+
+void Session::RequestCancellation() noexcept { cancellationRequested.store(true, std::memory_order_relaxed); }
+bool Session::CancellationRequested() noexcept {
+  return cancellationRequested.load(std::memory_order_relaxed);
+}
+void Session::ClearCancellation() noexcept { cancellationRequested.store(false, std::memory_order_relaxed); }
+
+}  // namespace velmora

@@ -1,0 +1,145 @@
+// Data, nesting of calls and the list of analyses.
+#include "workbench/host/session_core.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/names.h"
+#include "workbench/host/running_analysis.h"
+
+namespace velmora {
+
+SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
+    : face(sessionFace),
+      options(std::move(sessionOptions)),
+      thread(std::this_thread::get_id()),
+      home(std::make_shared<DocumentHome>()) {
+  home->workbook = std::make_shared<Workbook>();
+  SetApplicationLog(&log);
+}
+
+SessionCore::~SessionCore() { SetApplicationLog(nullptr); }
+
+void SessionCore::Connect() {
+  const std::weak_ptr<SessionCore> self = weak_from_this();
+  const auto locked = [self] {
+    std::shared_ptr<SessionCore> core = self.lock();
+    if (core == nullptr) throw AutomationError(vlm::kAutomationErrorCode, "The session has ended.");
+    return core;
+  };
+  inputAccess = std::make_shared<InputSpreadsheetAccess>();
+  inputAccess->table = [locked]() -> Table& { return locked()->table; };
+  inputAccess->selectCases = [locked](const std::string& include, const std::string& exclude) {
+    locked()->SelectCases({include, exclude});
+  };
+  inputAccess->weightBy = [locked](int variableNumber) { locked()->WeightBy(variableNumber); };
+  inputAccess->weightVariable = [locked] { return locked()->weightVariable; };
+  inputAccess->variableNumber = [locked](std::string_view name) {
+    return ResolveVariable(locked()->table, name);
+  };
+  inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
+  inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
+  applicationObject = ObjectReference::Adopt(MakeApplicationObject(self));
+}
+
+void SessionCore::RequireThread() const {
+  if (std::this_thread::get_id() != thread) {
+    throw std::logic_error("A session was used on a thread that its module does not belong to.");
+  }
+}
+
+void SessionCore::EndCall() noexcept {
+  if (callDepth > 1) {
+    --callDepth;
+    return;
+  }
+  // Steps entered here run at depth 1: what they defer is found in the next round.
+  try {
+    for (bool more = true; more;) {
+      more = false;
+      for (std::size_t index = 0; index < analyses.size() && !more; ++index)
+        more = analyses[index]->RunDeferred();
+    }
+    std::vector<std::unique_ptr<RunningAnalysis>> ended;
+    for (std::unique_ptr<RunningAnalysis>& analysis : analyses) {
+      if (analysis->HasEnded()) ended.push_back(std::move(analysis));
+    }
+    std::erase(analyses, nullptr);
+    ended.clear();
+  } catch (...) {
+    KeepCurrentException();
+  }
+  --callDepth;
+}
+
+void SessionCore::KeepCurrentException() noexcept {
+  if (!keptException) keptException = std::current_exception();
+}
+
+void SessionCore::ThrowKept() {
+  if (!keptException) keptException = std::exchange(home->failure, nullptr);
+  if (keptException) std::rethrow_exception(std::exchange(keptException, nullptr));
+}
+
+void SessionCore::ReplaceTable(Table newTable) {
+  table = std::move(newTable);
+  selectionText = {};
+  selected.reset();
+  weightVariable = 0;
+  DataChanged();
+  // A short form never looks like a variable that is shown by its own name.
+  for (const Column& column : table.columns) {
+    if (column.name.size() <= static_cast<std::size_t>(kColumnNameWidth))
+      home->workbook->shortNames.Reserve(column.name);
+  }
+}
+
+void SessionCore::SelectCases(const CaseSelectionText& text) {
+  const bool isBlank = text.include.find_first_not_of(" \t") == std::string::npos &&
+                       text.exclude.find_first_not_of(" \t") == std::string::npos;
+  std::optional<CaseBitmap> chosen;
+  if (!isBlank) chosen = velmora::SelectCases(table, {text.include, text.exclude});
+  selected = std::move(chosen);
+  selectionText = isBlank ? CaseSelectionText() : text;
+  DataChanged();
+}
+
+void SessionCore::WeightBy(int variableNumber) {
+  if (variableNumber < 0 || variableNumber > table.VariableCount()) {
+    throw DataError("There is no variable " + std::to_string(variableNumber) +
+                    " to weight the cases by; the data have " + std::to_string(table.VariableCount()) + ".");
+  }
+  weightVariable = variableNumber;
+  DataChanged();
+}
+
+ModuleLibrary& SessionCore::Module() {
+  if (library == nullptr) {
+    library =
+        ModuleLibrary::Load(options.modulePath.empty() ? ModuleLibrary::DefaultPath() : options.modulePath);
+  }
+  return *library;
+}
+
+RunningAnalysis& SessionCore::Start(vlm::IAnalysis* analysis) {
+  const ModuleCall call(*this);
+  RunningAnalysis& running =
+      *analyses.emplace_back(std::make_unique<RunningAnalysis>(*this, library, analysis));
+  if (!running.GoTo(kInitStep)) {
+    std::erase_if(analyses, [&](const auto& other) { return other.get() == &running; });
+    ThrowKept();
+    throw ModuleError("The analysis could not be started.");
+  }
+  return running;
+}
+
+void SessionCore::TellOfNewData(const RunningAnalysis* caller) {
+  const ModuleCall call(*this);
+  for (std::size_t index = 0; index < analyses.size(); ++index) {
+    if (analyses[index].get() != caller) analyses[index]->StartAfresh();
+  }
+}
+
+}  // namespace velmora

@@ -1,0 +1,116 @@
+// What the parts of a session share: data, selection, documents, the nesting of calls into the module.
+#pragma once
+
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "workbench/automation/document_objects.h"
+#include "workbench/data/selection.h"
+#include "workbench/data/table.h"
+#include "workbench/dialogs/dialog_face.h"
+#include "workbench/documents/workbook.h"
+#include "workbench/host/document_adapters.h"
+#include "workbench/host/face.h"
+#include "workbench/host/module_library.h"
+#include "workbench/host/process_exports.h"
+#include "workbench/host/session.h"
+
+namespace velmora {
+
+class RunningAnalysis;
+
+class SessionCore : public std::enable_shared_from_this<SessionCore> {
+ public:
+  SessionCore(Face& sessionFace, SessionOptions sessionOptions);
+  ~SessionCore();
+  SessionCore(const SessionCore&) = delete;
+  SessionCore& operator=(const SessionCore&) = delete;
+
+  // Throws std::logic_error on a thread that the module does not belong to.
+  void RequireThread() const;
+
+  // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left are closed, steps
+  // are entered and ended analyses are destroyed.
+  void BeginCall() { ++callDepth; }
+  void EndCall() noexcept;
+  void KeepCurrentException() noexcept;
+  // Throws what a call from the module kept, once.
+  void ThrowKept();
+
+  // --- Data
+  // Other data: drops selection and weights; the analyses are told by the caller.
+  void ReplaceTable(Table newTable);
+  void SelectCases(const CaseSelectionText& text);  // throws DataError
+  void WeightBy(int variableNumber);                // throws DataError
+  // Values, selection, weights or the set of variables have changed: readers start afresh.
+  void DataChanged() { ++dataVersion; }
+  bool IsSelected(std::int64_t caseIndex) const { return !selected || selected->Contains(caseIndex); }
+
+  // The loaded module; loads it when it is not loaded yet. Throws ModuleError.
+  ModuleLibrary& Module();
+  // Makes the objects that refer back to the core. Called once, when it is held by a shared pointer.
+  void Connect();
+  // Runs the steps from the first on. Throws ModuleError when they fail; the analysis is destroyed then.
+  RunningAnalysis& Start(vlm::IAnalysis* analysis);
+  // Closes the analyses' dialogs and gives them the new data; all but one, which does so itself.
+  void TellOfNewData(const RunningAnalysis* caller);
+  RunningAnalysis* Latest() { return analyses.empty() ? nullptr : analyses.back().get(); }
+
+  Face& face;
+  const SessionOptions options;
+  const std::thread::id thread;
+  HostLog log;
+
+  Table table;
+  CaseSelectionText selectionText;
+  std::optional<CaseBitmap> selected;  // nothing: all cases are used
+  int weightVariable = 0;
+  std::uint64_t dataVersion = 1;
+
+  std::shared_ptr<DocumentHome> home;
+  std::shared_ptr<InputSpreadsheetAccess> inputAccess;
+  ObjectReference inputObject;
+  ObjectReference applicationObject;
+  std::shared_ptr<ModuleLibrary> library;
+  std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
+
+  int callDepth = 0;
+  int automationDepth = 0;  // script calls being served
+  std::exception_ptr keptException;
+  int groupedDocuments = 0;
+};
+
+// Counts a call into the module; its end runs what was deferred.
+class ModuleCall {
+ public:
+  explicit ModuleCall(SessionCore& core) : core_(core) { core_.BeginCall(); }
+  ~ModuleCall() { core_.EndCall(); }
+  ModuleCall(const ModuleCall&) = delete;
+  ModuleCall& operator=(const ModuleCall&) = delete;
+
+ private:
+  SessionCore& core_;
+};
+
+// Cancellation of all analyses: set in signal handlers and by other threads.
+inline std::atomic<bool> cancellationRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+// The automation object of a module's dialog as scripts get it: counts the calls, so that the dialog knows that a
+// script drives it, and keeps the module's file loaded while anybody holds it. One reference, the caller's.
+vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& core,
+                                         vlm::IAutomationObject* inner,
+                                         std::shared_ptr<ModuleLibrary> library);
+
+// The application's object; empty members once the session has gone.
+vlm::IAutomationObject* MakeApplicationObject(const std::weak_ptr<SessionCore>& core);
+// The object of one running analysis.
+vlm::IAutomationObject* MakeAnalysisObject(const std::weak_ptr<SessionCore>& core, std::string name,
+                                           int analysisId);
+
+}  // namespace velmora
