@@ -421,5 +421,93 @@ TEST(Tree, TakesAPersonsGroupsOfLevelsAsTheyAre) {
   EXPECT_EQ(bins, (std::vector<std::int32_t>{0, 2, 1, 0, 0, 2, 0}));
 }
 
+// Share of the impurity that the bins explain; for two classes small information values are proportional to it.
+double Explained(const Tree& tree) {
+  double within = 0;
+  for (const int bin : tree.bins) within += tree.Node(bin).weight * tree.Node(bin).impurity;
+  return 1 - within / (tree.Node(1).weight * tree.Node(1).impurity);
+}
+
+TEST(Prune, TakesNoiseBackToTheFirstSplit) {
+  struct Row {
+    const char* name;
+    int cases, least, classes;
+    double badRate;
+  };
+  for (const Row& row : {Row{"15 % bad", 20000, 1000, 2, 0.15},
+                         {"1 % bad", 20000, 1000, 2, 0.01},
+                         {"few cases", 600, 30, 2, 0.3},
+                         {"single cases", 600, 1, 2, 0.15},
+                         {"many bins", 5000, 50, 2, 0.15},
+                         {"continuous", 5000, 250, 0, 0},
+                         {"continuous, single cases", 600, 1, 0, 0},
+                         {"four classes", 5000, 250, 4, 0}}) {
+    SCOPED_TRACE(row.name);
+    Random random(31);
+    std::vector<double> ratios;
+    int cutToPieces = 0;
+    for (int k = 0; k < 41; ++k) {
+      Data data;
+      data.classes = row.classes;
+      for (int i = 0; i < row.cases; ++i) {
+        data.x.push_back(random.Uniform());
+        data.y.push_back(row.classes == 0   ? random.Normal()
+                         : row.classes == 2 ? 1 + (random.Uniform() < row.badRate)
+                                            : 1 + random.Below(4));
+      }
+      const Tree grown = Grow(data, false, row.least);
+      const Tree pruned = Grow(data, false, row.least, PredictorKind::kContinuous, {true});
+      ASSERT_GE(pruned.bins.size(), 2u);
+      EXPECT_EQ(pruned.Node(1).splitConstant, grown.Node(1).splitConstant);
+      ratios.push_back(Explained(grown) / Explained(pruned));
+      cutToPieces += pruned.bins.size() > 2 ? 1 : 0;
+    }
+    std::sort(ratios.begin(), ratios.end());
+    EXPECT_GT(ratios[20], 5);
+    EXPECT_LE(cutToPieces, 5);
+  }
+}
+
+TEST(Prune, LosesLittleWhereThereIsStructure) {
+  struct Row {
+    const char *file, *response, *predictor;
+    int classes, least;
+  };
+  for (const Row& row : {Row{"german_credit.csv", "risk", "duration_months", 2, 50},
+                         {"german_credit.csv", "risk", "amount", 2, 50},
+                         {"german_credit.csv", "risk", "age", 2, 50},
+                         {"house_prices.csv", "price", "lotsize", 0, 27},
+                         {"vehicle.csv", "class", "variance_minor", 4, 42},
+                         {"vehicle.csv", "class", "compactness", 4, 42}}) {
+    SCOPED_TRACE(row.predictor);
+    Data data;
+    data.x = SampleColumn(row.file, row.predictor);
+    data.y = SampleColumn(row.file, row.response);
+    data.classes = row.classes;
+    if (row.classes != 0)
+      for (double& y : data.y) y += 1;
+    const Tree grown = Grow(data, false, row.least);
+    const Tree pruned = Grow(data, false, row.least, PredictorKind::kContinuous, {true});
+    EXPECT_LT(pruned.bins.size(), grown.bins.size());
+    EXPECT_GE(Explained(pruned), 0.99 * Explained(grown));
+    EXPECT_LT(Grow(data, false, row.least, PredictorKind::kContinuous, {true, 1.0}).bins.size(),
+              pruned.bins.size());
+  }
+  // Two steps in much noise: the bins between them go, the steps stay.
+  Random random(8);
+  Data steps;
+  steps.classes = 2;
+  for (int i = 0; i < 50000; ++i) {
+    steps.x.push_back(random.Uniform());
+    steps.y.push_back(1 + (random.Uniform() < (steps.x.back() < 0.3   ? 0.05
+                                               : steps.x.back() < 0.7 ? 0.15
+                                                                      : 0.4)));
+  }
+  const Tree pruned = Grow(steps, false, 2500, PredictorKind::kContinuous, {true});
+  ASSERT_EQ(pruned.bins.size(), 3u);
+  EXPECT_NEAR(pruned.CutPoints()[0], 0.3, 0.01);
+  EXPECT_NEAR(pruned.CutPoints()[1], 0.7, 0.01);
+}
+
 }  // namespace
 }  // namespace velmora::stats

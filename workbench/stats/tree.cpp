@@ -91,7 +91,9 @@ class Grower {
       else
         SplitByOrder(at, options);
     }
-    if (options.prune.enabled) PruneTree(nodes_, options.prune, response_.classCount);
+    if (!options.prune.enabled) return;
+    if (response_.continuous) FillSquares();
+    PruneTree(nodes_, options.prune, kind_, response_.classCount);
   }
 
   // A tree whose terminal nodes are the given consecutive ranges of items, leaning right.
@@ -200,6 +202,26 @@ class Grower {
     return weight > 0 ? weight - squares / weight : 0;
   }
 
+  // Twice the log-likelihood of the classes' own shares, taken to one case.
+  static double DevianceOf(std::span<const double> classes) {
+    double weight = 0;
+    for (const double c : classes) weight += c;
+    double sum = 0;
+    for (const double c : classes)
+      if (c > 0) sum += c * std::log(weight / c);
+    return weight > 0 ? 2 * sum / weight : 0;
+  }
+
+  // Sums of squares of all nodes; those of a split are its children's and what it gained.
+  void FillSquares() {
+    for (std::size_t i = nodes_.size(); i-- > 0;) {
+      GrownNode& node = nodes_[i];
+      node.impurity = node.left < 0 ? MomentsOf(node.begin, node.end).squares
+                                    : nodes_[static_cast<std::size_t>(node.left)].impurity +
+                                          nodes_[static_cast<std::size_t>(node.right)].impurity + node.gain;
+    }
+  }
+
   bool Pure(std::span<const double> classes) const {
     return std::count_if(classes.begin(), classes.end(), [](double c) { return c > 0; }) < 2;
   }
@@ -294,6 +316,7 @@ void Grower::SplitByLevels(std::size_t at, const TreeOptions& options) {
     for (std::size_t c = 0; c < classes.size(); ++c) classes[c] += row[c];
   }
   node.impurity = GiniWeight(classes);
+  node.deviance = DevianceOf(classes);
   const std::int64_t leastInChild = std::max<std::int64_t>(options.leastCasesInChild, 1);
   if (node.end - node.begin < 2 || node.cases < std::max(options.leastCasesToSplit, 2 * leastInChild)) return;
   if (Pure(classes)) return;
@@ -346,6 +369,7 @@ void Grower::SplitByOrder(std::size_t at, const TreeOptions& options) {
   if (!response_.continuous) {
     classes = ClassesOf(node.begin, node.end);
     node.impurity = GiniWeight(classes);
+    node.deviance = DevianceOf(classes);
   }
   if (node.cases < std::max(options.leastCasesToSplit, 2 * leastInChild) || node.end - node.begin < 2) return;
   if (!response_.continuous && Pure(classes)) return;

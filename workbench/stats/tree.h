@@ -68,19 +68,25 @@ TreeResponse MakeContinuousResponse(std::span<const double> values, double missi
 
 // The rule that takes back splits which are no better than what chance gives. Off unless asked for.
 //
-// The measure of a subtree is the share of its node's impurity that it explains, as a chi-square statistic
-// with as many degrees of freedom as it has splits. Because every cut was searched for, the chance level is
-// that of the largest of many statistics: see ChanceLevel in tree_prune.cpp, fitted to trees grown on pure
-// noise.
-//   1. A whole tree that stays below its chance level keeps its first split and no other.
-//   2. Otherwise the weakest subtree (least gain a split) goes while it is below its chance level and all
-//   that
-//      went stays below maxLoss of the tree's gain.
-// The first split is never taken back.
+// A subtree is judged by the share R of its node's impurity that it explains. R gives a statistic with as many degrees
+// of freedom as the subtree has splits, times the classes less one: n R (classes - 1) for the Gini impurity (Light
+// and Margolin 1971, doi:10.1080/01621459.1971.10482297), or the likelihood-ratio chi-square where that is smaller;
+// the F of R for a continuous response. The tail probability is multiplied by the number of ways in which the cuts
+// could have been placed, as a Bonferroni adjustment would; neighbouring cuts tell nearly the same, so that number
+// is an effective one, fitted to trees grown on pure noise (see LogPlacements in tree_prune.cpp). Above 0.01 the
+// subtree is no better than chance.
+//   1. Where the whole tree or its first split alone is better than chance, subtrees that are not are taken back, the
+//      weakest (least gain a split) first, while all that goes stays below maxLoss of the tree's gain.
+//   2. Where neither is, or where a terminal node holds fewer than 10 cases and so may follow single ones, every
+//      subtree goes that is no better than chance and holds none that is.
+// The first split always stays.
+//
+// Seen with 5 % of the cases as the least number, 15 % bad: on noise of 100 000 cases the median information value
+// falls tenfold, from 15 bins to 2; on predictors with structure 0 to 1.1 % of it is lost.
 struct PruneRule {
   bool enabled = false;
-  // Share of the gain of the full tree that step 2 may give away. 1 prunes by significance alone.
-  double maxLoss = 0.015;
+  // Share of the gain of the full tree that rule 1 may give away. 1 leaves only what is better than chance.
+  double maxLoss = 0.01;
 };
 
 struct TreeOptions {

@@ -42,11 +42,14 @@ struct GrownNode {
   int right = -1;
   double gain = 0;      // weight x impurity that the split takes away
   double impurity = 0;  // weight x impurity of the node
+  double deviance =
+      0;  // classes: twice the log-likelihood that knowing every case's class would gain, a case
   std::int64_t cases = 0;
 };
 
-// Takes splits back by the rule; what is cut off stays in the vector, no longer reached from the root.
-void PruneTree(std::vector<GrownNode>& nodes, const PruneRule& rule, int classCount);
+// Takes splits back by the rule; what is cut off stays in the vector, no longer reached from the root. A continuous
+// response has classCount 0. Impurities and deviances of all nodes must be filled.
+void PruneTree(std::vector<GrownNode>& nodes, const PruneRule& rule, PredictorKind kind, int classCount);
 
 // One level of a categorical predictor against classes.
 struct LevelTable {
