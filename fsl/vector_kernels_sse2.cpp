@@ -1,0 +1,61 @@
+// The kernels for vectors of two doubles, which every 64-bit x86 machine has.
+#include <emmintrin.h>
+
+#include "fsl/vector_kernels.h"
+#include "fsl/vector_units.h"
+
+namespace vlmfsl {
+
+namespace {
+
+struct Sse2 {
+  static constexpr int kWidth = 2;
+  using D = __m128d;
+  using M = __m128d;
+  using I = __m128i;
+
+  static D Load(const double* p) { return _mm_loadu_pd(p); }
+  static void Store(double* p, D v) { _mm_storeu_pd(p, v); }
+  static D Set(double v) { return _mm_set1_pd(v); }
+  static D Add(D a, D b) { return _mm_add_pd(a, b); }
+  static D Sub(D a, D b) { return _mm_sub_pd(a, b); }
+  static D Mul(D a, D b) { return _mm_mul_pd(a, b); }
+  static D Div(D a, D b) { return _mm_div_pd(a, b); }
+  static D Min(D a, D b) { return _mm_min_pd(a, b); }  // a < b ? a : b
+  static D Max(D a, D b) { return _mm_max_pd(a, b); }  // a > b ? a : b
+  static M Greater(D a, D b) { return _mm_cmpgt_pd(a, b); }
+  static M GreaterEqual(D a, D b) { return _mm_cmpge_pd(a, b); }
+  static M And(M a, M b) { return _mm_and_pd(a, b); }
+  static unsigned Bits(M m) { return static_cast<unsigned>(_mm_movemask_pd(m)); }
+  static M FromBits(unsigned bits) {
+    return _mm_castsi128_pd(_mm_set_epi64x((bits & 2) != 0 ? -1 : 0, (bits & 1) != 0 ? -1 : 0));
+  }
+  static D Select(M m, D a, D b) { return _mm_or_pd(_mm_and_pd(m, a), _mm_andnot_pd(m, b)); }
+  static I One() { return _mm_set1_epi64x(1); }
+  static I AddWhere(I counter, M m) { return _mm_sub_epi64(counter, _mm_castpd_si128(m)); }
+  static I Keep(M m, I v) { return _mm_and_si128(_mm_castpd_si128(m), v); }
+  static void StoreLow(std::uint32_t* p, I v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_shuffle_epi32(v, 0x08));
+  }
+  static D Truncated(D v) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(v)); }
+  static I CodePlusOne(D v) {
+    return _mm_unpacklo_epi32(_mm_add_epi32(_mm_cvttpd_epi32(v), _mm_set1_epi32(1)), _mm_setzero_si128());
+  }
+  // Adds 1 to p[0] and p[1], returns the new p[0].
+  static double AddOneToBoth(double* p) {
+    const __m128d sum = _mm_add_pd(_mm_load_pd(p), _mm_set1_pd(1.0));
+    _mm_store_pd(p, sum);
+    return _mm_cvtsd_f64(sum);
+  }
+};
+
+#include "fsl/vector_kernels_body.h"
+
+}  // namespace
+
+const VectorKernels& Sse2Kernels() {
+  static constexpr VectorKernels kernels = KernelsOf<Sse2>("sse2");
+  return kernels;
+}
+
+}  // namespace vlmfsl

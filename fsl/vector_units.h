@@ -1,0 +1,18 @@
+// The versions of the kernels that this build holds.
+#pragma once
+
+#include "fsl/vector_kernels.h"
+
+namespace vlmfsl {
+
+const VectorKernels& Sse2Kernels();
+
+// GCC for 64-bit Windows does not align the stack for vectors wider than the base ones, so a spilled one faults;
+// there the base version is the only one.
+#if !defined(_WIN32) || defined(__clang__)
+#define VLMFSL_WIDE_VECTORS 1
+const VectorKernels& Avx2Kernels();
+const VectorKernels& Avx512Kernels();
+#endif
+
+}  // namespace vlmfsl
