@@ -89,6 +89,12 @@ void Session::EndAnalysis() {
 
 Workbook& Session::Documents() { return *state_->core->home->workbook; }
 void Session::SetCurrentGroup(int group) { state_->core->home->currentGroup = group; }
+std::vector<std::string> Session::LogTexts() const {
+  std::vector<std::string> texts;
+  for (LogLine& line : state_->core->log.Lines()) texts.push_back(std::move(line.text));
+  return texts;
+}
+
 AutomationClient Session::Application() { return AutomationClient(state_->core->applicationObject); }
 
 void Session::RequestCancellation() noexcept { cancellationRequested.store(true, std::memory_order_relaxed); }

@@ -81,6 +81,9 @@ class Session {
   // Notices and documents that come now belong to this group of the workbook (0: whole run, the default).
   void SetCurrentGroup(int group);
 
+  // Entries of the log: failures inside the module, and what it did against the rules of the contract.
+  std::vector<std::string> LogTexts() const;
+
   // The application's automation object.
   AutomationClient Application();
 
