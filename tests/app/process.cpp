@@ -39,8 +39,8 @@ namespace fs = std::filesystem;
 void Collect(int out, int err, pid_t child, int interruptAfter, ProcessResult& result) {
   pollfd pipes[2] = {{out, POLLIN, 0}, {err, POLLIN, 0}};
   std::string* texts[2] = {&result.out, &result.err};
-  int open = 2;
-  while (open > 0) {
+  int openPipes = out < 0 ? 1 : 2;
+  while (openPipes > 0) {
     const int ready = poll(pipes, 2, interruptAfter);
     if (ready == 0) {
       kill(child, SIGINT);
@@ -55,7 +55,7 @@ void Collect(int out, int err, pid_t child, int interruptAfter, ProcessResult& r
         texts[i]->append(buffer, static_cast<std::size_t>(count));
       } else {
         pipes[i].fd = -1;
-        --open;
+        --openPipes;
       }
     }
   }
@@ -68,13 +68,14 @@ std::string CommandPath() { return std::string(VELMORA_BINARY_DIR) + "/velmora";
 ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options) {
   int out[2], err[2];
   if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
+  if (options.readerGone) close(out[0]);
   const pid_t child = fork();
   if (child == 0) RunChild(arguments, options, out[1], err[1]);
   close(out[1]);
   close(err[1]);
   ProcessResult result;
-  Collect(out[0], err[0], child, options.interruptAfterMilliseconds, result);
-  close(out[0]);
+  Collect(options.readerGone ? -1 : out[0], err[0], child, options.interruptAfterMilliseconds, result);
+  if (!options.readerGone) close(out[0]);
   close(err[0]);
   int status = 0;
   waitpid(child, &status, 0);

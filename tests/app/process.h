@@ -14,6 +14,7 @@ struct ProcessOptions {
   std::filesystem::path folder;                    // the process's current folder
   std::map<std::string, std::string> environment;  // set on top of ours
   int interruptAfterMilliseconds = -1;             // SIGINT then; -1: never
+  bool readerGone = false;                         // nobody reads standard output
 };
 
 struct ProcessResult {

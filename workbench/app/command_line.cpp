@@ -5,6 +5,7 @@
 
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
+#include "workbench/app/feature_selection_command.h"
 #include "workbench/app/options.h"
 #include "workbench/app/variables_command.h"
 
@@ -67,6 +68,8 @@ bool AsksForHelp(const std::vector<std::string>& arguments) {
 
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
+      {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
+       RunFeatureSelectionCommand},
       {"variables", "show what is in a data file, and how it is taken", kVariablesHelp, RunVariablesCommand},
   };
   return commands;

@@ -57,20 +57,33 @@ std::vector<int> DefaultPredictors(const Table& table, const std::vector<int>& d
   return predictors;
 }
 
+// A number to weight or to count by: the variable of the option.
+int NumberVariable(const Table& table, const std::string& option, const std::string& name) {
+  const int number = NamedVariable(table, option, name);
+  if (table.Variable(number).fromText) {
+    throw UsageError(option + ": " + table.Variable(number).name + " holds texts, not numbers.");
+  }
+  return number;
+}
+
+void CheckWeights(const Column& weights) {
+  const bool any = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
+    return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
+  });
+  if (!any) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
+}
+
 }  // namespace
 
 VariableChoice ChooseVariables(const Table& table, const VariableRequest& request) {
   VariableChoice choice;
   const std::vector<int> dependents = NamedVariables(table, "--dependents", request.dependents);
   if (dependents.empty()) throw UsageError("--dependents names no variable.");
-  if (!request.weight.empty()) choice.weight = NamedVariable(table, "--weight", request.weight);
-  if (!request.count.empty()) choice.count = NamedVariable(table, "--count", request.count);
-  if (choice.weight != 0 && table.Variable(choice.weight).fromText) {
-    throw UsageError("--weight: " + table.Variable(choice.weight).name + " holds texts, not numbers.");
+  if (!request.weight.empty()) {
+    choice.weight = NumberVariable(table, "--weight", request.weight);
+    CheckWeights(table.Variable(choice.weight));
   }
-  if (choice.count != 0 && table.Variable(choice.count).fromText) {
-    throw UsageError("--count: " + table.Variable(choice.count).name + " holds texts, not numbers.");
-  }
+  if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
   const std::vector<int> predictors = request.predictors.empty()
                                           ? DefaultPredictors(table, dependents, choice)
                                           : NamedPredictors(table, request, dependents, choice);

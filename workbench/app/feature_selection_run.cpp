@@ -1,0 +1,191 @@
+// One run of feature selection through the module's dialogs and automation.
+#include "workbench/app/feature_selection_run.h"
+
+#include <algorithm>
+
+#include "workbench/app/console.h"
+#include "workbench/app/exit_codes.h"
+#include "workbench/automation/sinks.h"
+#include "workbench/data/errors.h"
+#include "workbench/data/selection.h"
+#include "workbench/dialogs/dialog_window.h"
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kWeightsAsGivenControl = 1004;  // a check box that the module leaves to the host to show
+
+void PutStartupSettings(const AutomationClient& startup, TerminalFace& face, const VariableChoice& choice,
+                        const FeatureSelectionSettings& settings) {
+  startup.Put("Variables", Variant::Array{choice.continuousDependents, choice.categoricalDependents,
+                                          choice.continuousPredictors, choice.categoricalPredictors});
+  if (choice.count != 0) startup.Put("CountVariable", std::to_string(choice.count));
+  startup.Put("NumberOfCutsForContinuousPredictor", settings.cuts);
+  startup.Put("TreatContinuousDependentAsCategorical", settings.cutDependents);
+  startup.Put("NumberOfCutsForContinuousDependentVariable", settings.dependentCuts);
+  startup.Put("CasewiseDeletionOfMD", settings.casewise);
+  startup.Put(settings.chiSquare ? "UseChiSquareForCategoricalDependentVariable"
+                                 : "UseCramerVForCategoricalDependentVariable",
+              true);
+  if (!settings.roundWeights) return;
+  DialogWindow* window = face.OpenDialog();
+  if (window != nullptr) window->ShowControl(kWeightsAsGivenControl, 1);
+  if (window == nullptr || !window->Press(kWeightsAsGivenControl)) {
+    throw RunError("The module's startup dialog takes no rounding of weights.");
+  }
+}
+
+void PutDisplaySettings(const AutomationClient& results, const FeatureSelectionSettings& settings) {
+  results.Put("FixedNumberOfBestPredictors", settings.best);
+  results.Put("FixedNumberOfBestPredictorsByPValue", settings.bestByP);
+  results.Put("FixedPValueOfBestPredictors", settings.pCriterion);
+  static constexpr const char* kModeMembers[] = {"DisplayFixedNumberOfBestPredictors",
+                                                 "DisplayBestPredictorsWithFixedPValue",
+                                                 "DisplayFixedNumberOfBestPredictorsByPValue"};
+  results.Put(kModeMembers[static_cast<int>(settings.displayMode)], true);
+}
+
+// What the module said, as the sentence of a failure, with what the selection left where it may be the cause.
+[[noreturn]] void FailRun(Session& session, TerminalFace& face, const FeatureSelectionSettings& settings,
+                          const std::string& description) {
+  StopIfInterrupted();
+  std::string reason = description;
+  for (const std::string& text : face.TakeSaid()) reason = text;
+  while (!reason.empty() && std::string(".\n ").find(reason.back()) != std::string::npos) reason.pop_back();
+  std::string sentence = "The feature selection failed";
+  if (!reason.empty()) sentence += ": " + reason;
+  if (!settings.select.empty() || !settings.exclude.empty()) {
+    const CaseBitmap selected = SelectCases(session.Data(), {settings.select, settings.exclude});
+    sentence += " (the selection keeps " + std::to_string(selected.IncludedCount()) + " of " +
+                std::to_string(selected.CaseCount()) + " cases)";
+  }
+  throw RunError(sentence + ".");
+}
+
+void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face,
+             const FeatureSelectionSettings& settings) {
+  face.TakeSaid();
+  face.HoldBack(true);
+  try {
+    const Variant done = startup.Call("OK");
+    if (!done.IsEmpty() && done.AsInt() == 0) FailRun(session, face, settings, "");
+  } catch (const AutomationError& error) {
+    FailRun(session, face, settings, error.what());
+  }
+  face.HoldBack(false);
+}
+
+Measurement KindOf(int index, int continuousCount) {
+  return index < continuousCount ? Measurement::kContinuous : Measurement::kCategorical;
+}
+
+ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Table& table,
+                                TerminalFace& face, const vlm::FeatureSelectionRun& run, int index) {
+  ReportedDependent dependent;
+  dependent.number = results.GetDependentNumber(index);
+  dependent.name = table.Variable(dependent.number).name;
+  dependent.kind = KindOf(index, run.continuousDependents);
+  StringSink name;
+  results.GetStatisticName(index, &name);
+  dependent.statisticName = name.text;
+  const int predictorCount = run.continuousPredictors + run.categoricalPredictors;
+  dependent.pairs.resize(static_cast<std::size_t>(predictorCount));
+  for (int j = 0; j < predictorCount; ++j) {
+    results.GetPair(index, j, &dependent.pairs[static_cast<std::size_t>(j)]);
+  }
+  face.TakeSaid();
+  IntegerSink best;
+  if (results.SelectBest(index, &best) != 0)
+    throw RunError("The predictors of " + dependent.name + " cannot be ranked.");
+  dependent.best = best.numbers;
+  dependent.notices = face.TakeSaid();
+  return dependent;
+}
+
+std::string NameOf(const Table& table, int number) {
+  return number == 0 ? std::string() : table.Variable(number).name;
+}
+
+}  // namespace
+
+FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
+                                           const FeatureSelectionSettings& settings) {
+  const AutomationClient startup = session.StartFeatureSelection();
+  PutStartupSettings(startup, face, choice, settings);
+  PressOk(startup, session, face, settings);
+  const AutomationClient dialog = session.ResultsDialog();
+  vlm::IFeatureSelectionResults* results = session.FeatureSelectionResults();
+  if (!dialog || results == nullptr) FailRun(session, face, settings, "");
+  PutDisplaySettings(dialog, settings);
+
+  FeatureSelectionReport report;
+  const Table& table = session.Data();
+  report.dataFile = table.fileName;
+  results->GetRun(&report.run);
+  report.weightVariable = NameOf(table, choice.weight);
+  report.countVariable = NameOf(table, choice.count);
+  report.select = settings.select;
+  report.exclude = settings.exclude;
+  report.displayMode = settings.displayMode;
+  report.best = settings.best;
+  report.bestByP = settings.bestByP;
+  report.pCriterion = settings.pCriterion;
+  report.leftOut = choice.leftOut;
+  for (int j = 0; j < report.run.continuousPredictors + report.run.categoricalPredictors; ++j) {
+    const int number = results->GetPredictorNumber(j);
+    report.predictors.push_back(
+        {number, table.Variable(number).name, KindOf(j, report.run.continuousPredictors)});
+  }
+  for (int d = 0; d < report.run.continuousDependents + report.run.categoricalDependents; ++d) {
+    report.dependents.push_back(ReadDependent(*results, table, face, report.run, d));
+    StopIfInterrupted();
+  }
+  return report;
+}
+
+void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report) {
+  Workbook& workbook = session.Documents();
+  const vlm::FeatureSelectionRun& run = report.run;
+  workbook.title = "Feature selection: " + report.dataFile;
+  workbook.SetFact("Data file", report.dataFile);
+  workbook.SetFact("Cases", std::to_string(run.caseCount));
+  workbook.SetFact("Cases used", std::to_string(run.validCases));
+  const auto count = [&](const char* key, int value) {
+    if (value > 0) workbook.SetFact(key, std::to_string(value));
+  };
+  count("Left out by the selection", run.excludedCases);
+  count("Without weight", run.zeroWeightCases);
+  count("Without a count", run.badCountCases);
+  count("Dropped for missing values", run.acceptedCases - run.validCases);
+  if (!report.select.empty()) workbook.SetFact("Selection", report.select);
+  if (!report.exclude.empty()) workbook.SetFact("Exclusion", report.exclude);
+  if (run.weighted) {
+    workbook.SetFact("Weight", report.weightVariable + (run.useWeightsAsGiven ? "" : ", rounded"));
+    workbook.SetFact("Total weight", ShortestNumber(run.totalWeight));
+  }
+  if (!report.countVariable.empty()) workbook.SetFact("Count", report.countVariable);
+  workbook.SetFact("Missing values", run.casewiseDeletion ? "casewise deletion" : "left out pair by pair");
+  workbook.SetFact("Intervals of continuous predictors", std::to_string(run.cutsContinuousPredictor));
+  if (run.treatContinuousDependentAsCategorical) {
+    workbook.SetFact("Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent));
+  }
+  workbook.SetFact("Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square");
+  for (const LeftOutVariable& variable : report.leftOut) {
+    workbook.SetFact("Not screened: " + variable.name, variable.role + ", " + variable.reason);
+  }
+  for (const ReportedDependent& dependent : report.dependents) {
+    const int group = workbook.AddGroup(
+        dependent.name, std::string(KindName(dependent.kind)) + " dependent, " + dependent.statisticName);
+    for (const std::string& notice : dependent.notices) workbook.AddNotice(notice, group);
+  }
+  const AutomationClient results = session.ResultsDialog();
+  for (const char* member :
+       {"Summary", "HistogramOfImportanceForBestPredictors", "ReportOfBestKPredictors"}) {
+    results.Get(member);
+    StopIfInterrupted();
+  }
+  workbook.GroupByTitles();
+}
+
+}  // namespace velmora
