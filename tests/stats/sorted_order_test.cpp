@@ -43,6 +43,10 @@ TEST(SortedOrder, IsTheStableOrderWhateverTheColumnLooksLike) {
       {"money", [&] { return std::floor(1e5 * random.Uniform() * random.Uniform()) / 100; }},
       {"few whole numbers", [&] { return random.Below(40) - 10.0; }},
       {"many whole numbers", [&] { return std::floor(1e9 * random.Uniform()); }},
+      {"three decimals, both signs", [&] { return std::floor(1000 * random.Normal()) / 1000; }},
+      {"cents far apart", [&] { return std::floor(4e9 * random.Normal()) / 100; }},
+      {"four decimals but for a few",
+       [&] { return random.Below(5000) == 0 ? 0.00001 : std::floor(1e5 * random.Uniform()) / 1e4; }},
       {"one value", [&] { return 3.5; }},
       {"mostly zero, of both signs",
        [&] { return random.Below(3) != 0   ? random.Normal()

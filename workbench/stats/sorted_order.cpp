@@ -10,8 +10,12 @@
 namespace velmora::stats {
 namespace {
 
-constexpr int kDigitBits = 11;
-constexpr std::size_t kDigitCount = std::size_t{1} << kDigitBits;
+// Digits of one counting pass: as wide as possible while the places written to stay in reach of the caches.
+constexpr int kWideDigitBits = 11;
+constexpr int kNarrowDigitBits = 8;
+constexpr std::size_t kManyCases = 400000;  // from here on digits are narrow
+constexpr int kMaxPasses = 4;
+constexpr std::size_t kDigitCount = std::size_t{1} << kWideDigitBits;
 constexpr std::size_t kInsertionRun = 32;  // runs up to this length are sorted by insertion
 constexpr std::size_t kRadixRun = 2048;    // runs from this length on by counting passes
 constexpr std::size_t kMovesPerCase = 4;   // insertion is given up above this many moves a case
@@ -27,31 +31,24 @@ struct Survey {
   std::int64_t minimum = std::numeric_limits<std::int64_t>::max();
   std::int64_t maximum = std::numeric_limits<std::int64_t>::min();
   bool absent = false;  // some value is missing or NaN
-  bool whole = true;    // every value is a whole number below 2^51 in magnitude, or infinite
 };
 
 VELMORA_INLINE Survey SurveyBody(const double* values, std::size_t count, std::int64_t missingFirst,
                                  std::uint64_t missingWidth) {
-  // Adding and taking away 1.5 x 2^52 rounds to a whole number.
-  constexpr double kRounder = 6755399441055744.0;
   std::int64_t minimum = std::numeric_limits<std::int64_t>::max();
   std::int64_t maximum = std::numeric_limits<std::int64_t>::min();
   std::int64_t absent = 0;
-  std::int64_t broken = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const double value = values[i];
-    const std::int64_t image = OrderedImage(value);
+    const std::int64_t image = OrderedImage(values[i]);
     minimum = image < minimum ? image : minimum;
     maximum = image > maximum ? image : maximum;
     absent |=
         static_cast<std::uint64_t>(image) - static_cast<std::uint64_t>(missingFirst) < missingWidth ? 1 : 0;
-    broken |= (value + kRounder) - kRounder != value ? 1 : 0;
   }
   Survey survey;
   survey.minimum = minimum;
   survey.maximum = maximum;
   survey.absent = absent != 0 || minimum < -kInfinityImage || maximum > kInfinityImage;
-  survey.whole = broken == 0;
   return survey;
 }
 
@@ -60,10 +57,42 @@ VELMORA_DISPATCH(Survey, SurveyValues,
                   std::uint64_t missingWidth),
                  SurveyBody, (values, count, missingFirst, missingWidth))
 
+// Rounds to a whole number below 2^51 by adding and taking away 1.5 x 2^52.
+inline double Rounded(double value) {
+  constexpr double kRounder = 6755399441055744.0;
+  return (value + kRounder) - kRounder;
+}
+
+// True when every value is a whole number divided by scale: such values and numbers stand for each other.
+VELMORA_INLINE bool AreMultiplesBody(const double* values, std::size_t count, double scale) {
+  constexpr std::size_t kBlock = 512;
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    const std::size_t end = std::min(count, first + kBlock);
+    std::int64_t others = 0;
+    for (std::size_t i = first; i < end; ++i)
+      others |= Rounded(values[i] * scale) / scale != values[i] ? 1 : 0;
+    if (others != 0) return false;
+  }
+  return true;
+}
+VELMORA_DISPATCH(bool, AreMultiples, (const double* values, std::size_t count, double scale),
+                 AreMultiplesBody, (values, count, scale))
+
+// 1, 10, 100, ... when the column has that many decimals at most; 0 when it has more.
+double DecimalScale(const double* values, std::size_t count, double minimum, double maximum) {
+  constexpr double kLargest = 1e15;  // times a scale still below 2^51
+  for (double scale = 1; scale <= 10000; scale *= 10) {
+    if (!(minimum * scale > -kLargest && maximum * scale < kLargest)) return 0;
+    if (AreMultiples(values, count, scale)) return scale;
+  }
+  return 0;
+}
+
 // The cases to sort: all of the column, or those that kept lists.
 struct Cases {
   const double* column;
   const std::uint32_t* kept;  // null: case i is i
+  const double* values;       // of the cases to sort
   std::size_t count;
 };
 
@@ -78,20 +107,15 @@ void StoreStarts(const std::int32_t* starts, std::size_t distinct, std::size_t c
   order.starts.push_back(static_cast<std::int32_t>(count));
 }
 
-// Whole numbers from minimum to minimum + range - 1.
-template <bool kAll>
-void CountWholeNumbers(const Cases& cases, double minimum, std::size_t range, SortScratch& scratch,
-                       SortedOrder& order) {
+// Keys below range, in any order.
+template <bool kAll, class KeyOf>
+void CountKeys(const Cases& cases, std::size_t range, KeyOf keyOf, SortScratch& scratch, SortedOrder& order) {
   std::uint32_t* counts = scratch.counts.Reserve(range * (kTables + 1));
   std::fill_n(counts, range * kTables, 0u);
-  const auto slotOf = [&](std::size_t i) {
-    return static_cast<std::size_t>(
-        static_cast<std::int32_t>(cases.column[CaseAt<kAll>(cases, i)] - minimum));
-  };
   std::size_t i = 0;
   for (; i + kTables <= cases.count; i += kTables)
-    for (std::size_t t = 0; t < kTables; ++t) ++counts[slotOf(i + t) * kTables + t];
-  for (; i < cases.count; ++i) ++counts[slotOf(i) * kTables];
+    for (std::size_t t = 0; t < kTables; ++t) ++counts[std::size_t{keyOf(i + t)} * kTables + t];
+  for (; i < cases.count; ++i) ++counts[std::size_t{keyOf(i)} * kTables];
 
   std::uint32_t* next = counts + range * kTables;
   std::int32_t* starts = scratch.starts.Reserve(cases.count + 1);
@@ -106,7 +130,7 @@ void CountWholeNumbers(const Cases& cases, double minimum, std::size_t range, So
     position += inSlot;
   }
   std::uint32_t* out = order.cases.data();
-  for (i = 0; i < cases.count; ++i) out[next[slotOf(i)]++] = CaseAt<kAll>(cases, i);
+  for (i = 0; i < cases.count; ++i) out[next[keyOf(i)]++] = CaseAt<kAll>(cases, i);
   StoreStarts(starts, distinct, cases.count, order);
 }
 
@@ -127,12 +151,33 @@ struct DigitPlan {
   int passes;
   int bits;  // of one digit
 
-  explicit DigitPlan(int keyBits)
-      : passes(std::max(1, (keyBits + kDigitBits - 1) / kDigitBits)), bits((keyBits + passes - 1) / passes) {
-    bits = std::max(bits, 1);
+  DigitPlan(int keyBits, std::size_t count) {
+    const int widest = count < kManyCases ? kWideDigitBits : kNarrowDigitBits;
+    passes = std::max(1, (keyBits + widest - 1) / widest);
+    bits = std::max(1, (keyBits + passes - 1) / passes);
   }
   std::uint32_t Mask() const { return (1u << bits) - 1; }
 };
+
+// Counts the digits of keyOf(0) .. keyOf(count - 1), one table of kDigitCount a pass.
+template <int kPasses, class KeyOf>
+void CountDigitsOf(const DigitPlan& plan, std::uint32_t* counts, std::size_t count, KeyOf keyOf) {
+  const std::uint32_t mask = plan.Mask();
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint32_t key = keyOf(i);
+    for (std::size_t pass = 0; pass < kPasses; ++pass, key >>= plan.bits)
+      ++counts[pass * kDigitCount + (key & mask)];
+  }
+}
+
+template <class KeyOf>
+void CountDigits(const DigitPlan& plan, std::uint32_t* counts, std::size_t count, KeyOf keyOf) {
+  std::fill_n(counts, kMaxPasses * kDigitCount, 0u);
+  if (plan.passes == 1) return CountDigitsOf<1>(plan, counts, count, keyOf);
+  if (plan.passes == 2) return CountDigitsOf<2>(plan, counts, count, keyOf);
+  if (plan.passes == 3) return CountDigitsOf<3>(plan, counts, count, keyOf);
+  CountDigitsOf<4>(plan, counts, count, keyOf);
+}
 
 // Sorts pairs (key << 32 | case) by key, stably, in counting passes from digit `pass` on whose counts are
 // made; returns where the sorted pairs stand, from or to.
@@ -153,12 +198,8 @@ std::uint64_t* ScatterPasses(const DigitPlan& plan, int pass, std::uint32_t* cou
 }
 
 void SortPairsByRadix(std::uint64_t* pairs, std::uint64_t* spare, std::uint32_t* counts, std::size_t count) {
-  const DigitPlan plan(32);
-  std::fill_n(counts, static_cast<std::size_t>(plan.passes) * kDigitCount, 0u);
-  for (std::size_t i = 0; i < count; ++i)
-    for (int pass = 0; pass < plan.passes; ++pass)
-      ++counts[static_cast<std::size_t>(pass) * kDigitCount +
-               (static_cast<std::uint32_t>(pairs[i] >> (32 + pass * plan.bits)) & plan.Mask())];
+  const DigitPlan plan(32, count);
+  CountDigits(plan, counts, count, [&](std::size_t i) { return static_cast<std::uint32_t>(pairs[i] >> 32); });
   const std::uint64_t* sorted = ScatterPasses(plan, 0, counts, pairs, spare, count);
   if (sorted != pairs) std::copy_n(sorted, count, pairs);
 }
@@ -276,29 +317,23 @@ VELMORA_INLINE std::size_t RepeatedKeysBody(const std::uint64_t* pairs, std::siz
 VELMORA_DISPATCH(std::size_t, RepeatedKeys, (const std::uint64_t* pairs, std::size_t count), RepeatedKeysBody,
                  (pairs, count))
 
-template <bool kAll>
-void SortByTopBits(const Cases& cases, const Survey& survey, SortScratch& scratch, SortedOrder& order) {
+// Where the keys leave out low bits of the images, and from where they count.
+struct KeyPlan {
+  std::int64_t minimum = 0;
+  int bits = 0;     // of the largest key
+  int dropped = 0;  // low bits of the image that the key does not tell
+};
+
+template <bool kAll, class KeyOf>
+void SortByKeys(const Cases& cases, const KeyPlan& keys, KeyOf keyOf, SortScratch& scratch,
+                SortedOrder& order) {
   const std::size_t count = cases.count;
-  const auto minimum = static_cast<std::uint64_t>(survey.minimum);
-  const std::uint64_t range = static_cast<std::uint64_t>(survey.maximum) - minimum;
-  const int rangeBits = std::bit_width(range | 1);
-  const int dropped = std::max(0, rangeBits - 32);
-  const DigitPlan plan(rangeBits - dropped);
+  const DigitPlan plan(keys.bits, count);
   const std::uint32_t mask = plan.Mask();
   std::uint64_t* pairs = scratch.pairs[0].Reserve(count);
   std::uint64_t* spare = scratch.pairs[1].Reserve(count);
-  std::uint32_t* counts = scratch.counts.Reserve(3 * kDigitCount);
-  std::fill_n(counts, 3 * kDigitCount, 0u);
-  const auto keyOf = [&](std::size_t i) {
-    const double value = cases.column[CaseAt<kAll>(cases, i)];
-    return static_cast<std::uint32_t>((static_cast<std::uint64_t>(OrderedImage(value)) - minimum) >> dropped);
-  };
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::uint32_t key = keyOf(i);
-    ++counts[key & mask];
-    ++counts[kDigitCount + (key >> plan.bits & mask)];
-    ++counts[2 * kDigitCount + (plan.passes > 2 ? key >> (2 * plan.bits) : 0)];
-  }
+  std::uint32_t* counts = scratch.counts.Reserve(kMaxPasses * kDigitCount);
+  CountDigits(plan, counts, count, keyOf);
   PositionsOf(counts, kDigitCount, count);
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint32_t key = keyOf(i);
@@ -310,13 +345,14 @@ void SortByTopBits(const Cases& cases, const Survey& survey, SortScratch& scratc
   std::int32_t* starts = scratch.starts.Reserve(count + 1);
   std::uint32_t* out = order.cases.data();
   std::size_t distinct = 0;
-  if (dropped == 0) {
+  if (keys.dropped == 0) {
     distinct = EmitExact(pairs, count, out, starts);
   } else {
     if (RepeatedKeys(pairs, count) > count / 16)
       distinct = EmitFetched(pairs, count, cases.column, spare, out, starts);
     if (distinct == 0) {
-      const RunSorter sortRun{cases.column, survey.minimum, (std::uint64_t{1} << dropped) - 1, spare, counts};
+      const RunSorter sortRun{cases.column, keys.minimum, (std::uint64_t{1} << keys.dropped) - 1, spare,
+                              counts};
       distinct = EmitRuns(pairs, count, sortRun, out, starts);
     }
   }
@@ -325,13 +361,38 @@ void SortByTopBits(const Cases& cases, const Survey& survey, SortScratch& scratc
 
 template <bool kAll>
 void SortCases(const Cases& cases, const Survey& survey, SortScratch& scratch, SortedOrder& order) {
+  const double* values = cases.values;
   const double minimum = ValueOfImage(survey.minimum);
-  const double range = ValueOfImage(survey.maximum) - minimum + 1;
-  const auto widest = static_cast<double>(std::max<std::size_t>(cases.count / 4, 256));
-  if (survey.whole && range <= widest)
-    CountWholeNumbers<kAll>(cases, minimum, static_cast<std::size_t>(range), scratch, order);
-  else
-    SortByTopBits<kAll>(cases, survey, scratch, order);
+  const double maximum = ValueOfImage(survey.maximum);
+  const double scale = DecimalScale(values, cases.count, minimum, maximum);
+  if (scale != 0) {
+    const double first = Rounded(minimum * scale);
+    const double range = Rounded(maximum * scale) - first + 1;
+    const auto keyOf = [=](std::size_t i) {
+      return static_cast<std::uint32_t>(static_cast<std::int64_t>(Rounded(values[i] * scale) - first));
+    };
+    if (range <= static_cast<double>(std::max<std::size_t>(cases.count / 4, 256)))
+      return CountKeys<kAll>(cases, static_cast<std::size_t>(range), keyOf, scratch, order);
+    if (range <= 0x1p32) {
+      KeyPlan keys;
+      keys.bits = std::bit_width(static_cast<std::uint64_t>(range - 1));
+      return SortByKeys<kAll>(cases, keys, keyOf, scratch, order);
+    }
+  }
+  KeyPlan keys;
+  keys.minimum = survey.minimum;
+  const auto from = static_cast<std::uint64_t>(survey.minimum);
+  keys.bits = std::bit_width((static_cast<std::uint64_t>(survey.maximum) - from) | 1);
+  keys.dropped = std::max(0, keys.bits - 32);
+  keys.bits -= keys.dropped;
+  const int dropped = keys.dropped;
+  SortByKeys<kAll>(
+      cases, keys,
+      [=](std::size_t i) {
+        return static_cast<std::uint32_t>((static_cast<std::uint64_t>(OrderedImage(values[i])) - from) >>
+                                          dropped);
+      },
+      scratch, order);
 }
 
 }  // namespace
@@ -343,23 +404,18 @@ void SortColumn(std::span<const double> column, double missingCode, std::span<co
   const MissingRange missing(missingCode);
   Survey survey;
   if (selected.empty()) survey = SurveyValues(column.data(), column.size(), missing.first, missing.width);
-  Cases cases{column.data(), nullptr, column.size()};
+  Cases cases{column.data(), nullptr, column.data(), column.size()};
   if (!selected.empty() || survey.absent) {
     std::uint32_t* kept = scratch.kept.Reserve(column.size() + 1);
-    survey = Survey();
+    double* values = scratch.values.Reserve(column.size() + 1);
     std::size_t count = 0;
     for (std::size_t i = 0; i < column.size(); ++i) {
       kept[count] = static_cast<std::uint32_t>(i);
+      values[count] = column[i];
       count += (selected.empty() || selected[i] != 0) && !missing.Absent(column[i]) ? 1 : 0;
     }
-    for (std::size_t i = 0; i < count; ++i) {
-      const Survey one = SurveyBody(&column[kept[i]], 1, 1, 0);
-      survey.minimum = std::min(survey.minimum, one.minimum);
-      survey.maximum = std::max(survey.maximum, one.maximum);
-      survey.whole = survey.whole && one.whole;
-    }
-    cases.kept = kept;
-    cases.count = count;
+    survey = SurveyValues(values, count, 1, 0);
+    cases = {column.data(), kept, values, count};
   }
   order.cases.resize(cases.count);
   order.starts.clear();

@@ -4,7 +4,8 @@
 // The sort is exact. The top 32 bits of the values' ordered images, taken from the column's own minimum, are
 // put in order by counting passes over (bits, case) pairs of eight bytes; pairs that agree in those bits are
 // then put right by insertion, or by a second set of counting passes over the remaining bits where insertion
-// would be slow. Columns of whole numbers in a small range are counted directly.
+// would be slow. Columns with at most four decimals are sorted as the whole numbers that they stand for, which
+// leaves nothing to put right, and counted directly where those fall into a small range.
 #pragma once
 
 #include <cstddef>
@@ -55,6 +56,7 @@ struct SortScratch {
   Buffer<std::uint64_t> pairs[2];
   Buffer<std::uint32_t> counts;
   Buffer<std::uint32_t> kept;
+  Buffer<double> values;
   Buffer<std::int32_t> starts;
 };
 
