@@ -1,0 +1,43 @@
+// What the library exports, and what it does when it is loaded and unloaded.
+#include <new>
+
+#include "frame/feature_selection.h"
+#include "frame/host/module_exports.h"
+#include "frame/module_context.h"
+#include "resources/module_resources.h"
+#include "screening/feature_selection_template.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#define VLM_EXPORT extern "C" __declspec(dllexport)
+#else
+#define VLM_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+// A class whose constructor throws gives its storage back before the exception goes on.
+VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
+  return new (std::nothrow) vlmfsl::CFeatureSelection(nullptr, nullptr);
+}
+
+VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
+  return new (std::nothrow) vlmfsl::CFeatureSelectionTemplate(nullptr);
+}
+
+#ifdef _WIN32
+
+BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+  if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
+  if (reason == DLL_PROCESS_DETACH) vlmfsl::DetachModule();
+  return TRUE;
+}
+
+#else
+
+namespace {
+
+__attribute__((constructor)) void ProcessAttach() { vlmfsl::AttachModule(&vlmfsl::ModuleResources()); }
+__attribute__((destructor)) void ProcessDetach() { vlmfsl::DetachModule(); }
+
+}  // namespace
+
+#endif
