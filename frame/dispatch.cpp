@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "frame/ref.h"
+
 namespace vlmfsl {
 namespace {
 
@@ -122,6 +124,8 @@ int AutomationDispatch::GetIdOfName(const char* name, int length, int* dispatchI
 
 int AutomationDispatch::Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
                                vlm::IAutomationResult* result) {
+  // An OK that closes the dialog may drop the last other reference.
+  const Ref<vlm::IAutomationObject> keep(this);
   NoResult nobody;
   vlm::IAutomationResult& answer = result ? *result : nobody;
   const std::span<const AutomationValue> given(

@@ -1,0 +1,229 @@
+// The error path: what a script, the log and the crash-report library see of an exception.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "frame/dispatch.h"
+#include "frame/error_report.h"
+#include "frame/guarded.h"
+#include "resources/automation_tables.h"
+#include "tests/frame/host_process.h"
+#include "tests/support/automation_values.h"
+
+namespace vlmfsl::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class GuardTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Process() = {};
+    home_ = std::filesystem::temp_directory_path() / ("vlm-guard-" + std::to_string(getpid()));
+    std::filesystem::create_directories(home_);
+    setenv("XDG_DATA_HOME", (home_ / "data").c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("XDG_DATA_HOME");
+    std::filesystem::remove_all(home_);
+  }
+
+  std::filesystem::path home_;
+};
+
+// Loaded here, the library is found by its name.
+class FakeCrashLibrary {
+ public:
+  FakeCrashLibrary() : handle_(dlopen(VELMORA_CRASH_RPT_PATH, RTLD_NOW)) {
+    Call<void>("ForgetCrashReportCalls");
+  }
+  ~FakeCrashLibrary() { dlclose(handle_); }
+  std::string Calls() const { return Call<const char*>("CrashReportCalls"); }
+
+ private:
+  template <typename Result>
+  Result Call(const char* name) const {
+    return reinterpret_cast<Result (*)()>(dlsym(handle_, name))();
+  }
+  void* handle_;
+};
+
+TEST_F(GuardTest, EachExceptionHasItsEnd) {
+  struct Row {
+    const char* name;
+    void (*throws)();
+    int status;
+    std::string error, logged;
+  };
+  const std::string prefix = "1 0 Exception in automation method [CTest::get_It]: ";
+  const Row rows[] = {
+      {"none", [] {}, vlm::kDispatchOk, "", ""},
+      {"for the script", [] { throw AutomationException("wrong variable"); }, vlm::kDispatchException,
+       "65535: wrong variable", ""},
+      {"of the library", [] { throw std::runtime_error("it broke"); }, vlm::kDispatchFailed, "",
+       prefix + "it broke"},
+      {"of another kind", [] { throw 7; }, vlm::kDispatchFailed, "", prefix + "Unexpected error"},
+      {"percent signs", [] { throw std::runtime_error("100 %s"); }, vlm::kDispatchFailed, "",
+       prefix + "100 %s"},
+      {"closed", [] { throw DialogClosedException(); }, vlm::kDispatchFailed, "",
+       prefix + "The dialog is closed."},
+      {"wrong type", [] { throw TypeMismatchException(); }, vlm::kDispatchTypeMismatch, "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Process().logCache.clear();
+    Answer answer;
+    EXPECT_EQ(Guarded("CTest::get_It", &answer, [&] { row.throws(); }), row.status);
+    EXPECT_EQ(answer.error, row.error);
+    EXPECT_EQ(Process().logCache,
+              row.logged.empty() ? std::vector<std::string>{} : std::vector<std::string>{row.logged});
+  }
+}
+
+TEST_F(GuardTest, ComputingAccessorsLogOnlyWhereTheApplicationListens) {
+  struct Row {
+    bool application, on;
+    std::size_t entries;
+  };
+  for (const Row row : {Row{false, false, 0}, Row{true, false, 0}, Row{true, true, 2}}) {
+    Process() = {};
+    Process().hasApplication = row.application;
+    Process().applicationLogOn = row.on;
+    Answer answer;
+    EXPECT_EQ(GuardedAnalysisMethod(&answer, [] { throw std::runtime_error("no memory"); }),
+              vlm::kDispatchFailed);
+    EXPECT_EQ(GuardedAnalysisMethod(&answer, [] { throw 1; }), vlm::kDispatchFailed);
+    EXPECT_THAT(Process().logCache, IsEmpty());
+    ASSERT_EQ(Process().applicationLog.size(), row.entries);
+    if (row.entries == 0) continue;
+    EXPECT_THAT(Process().applicationLog, ElementsAre("1 0 Exception in analysis method: no memory",
+                                                      "1 0 Exception in analysis method: Unexpected error"));
+  }
+}
+
+TEST_F(GuardTest, AnUnexpectedErrorLeavesAReportInTheErrorFolder) {
+  const FakeCrashLibrary library;
+  Answer answer;
+  Process().hasApplication = Process().applicationLogOn = true;
+  EXPECT_EQ(Guarded("CTest::put_It", &answer, [] { throw std::runtime_error("bad block"); }),
+            vlm::kDispatchFailed);
+  const std::string folder = (home_ / "data" / "Velmora" / "Errors").string();
+  EXPECT_TRUE(std::filesystem::is_directory(folder));
+  EXPECT_EQ(library.Calls(), "StackTrace 0 9999 0 context 0\nReport 0 " + folder + " exception bad block\n");
+  EXPECT_THAT(Process().applicationLog,
+              ElementsAre("1 0 Exception in automation method [CTest::put_It]: bad block",
+                          "1 0 Process dump was generated in [" + folder + "]"));
+}
+
+TEST_F(GuardTest, TheErrorFolderIsMadeLevelByLevelOrIsEmpty) {
+  EXPECT_EQ(GetErrorReportFolder(), (home_ / "data" / "Velmora" / "Errors").string());
+  EXPECT_EQ(GetErrorReportFolder(), (home_ / "data" / "Velmora" / "Errors").string()) << "a second time";
+  setenv("XDG_DATA_HOME", (home_ / "slashes//").c_str(), 1);
+  EXPECT_EQ(GetErrorReportFolder(), (home_ / "slashes" / "Velmora" / "Errors").string());
+  std::ofstream(home_ / "file") << "in the way";
+  setenv("XDG_DATA_HOME", (home_ / "file").c_str(), 1);
+  EXPECT_EQ(GetErrorReportFolder(), "");
+  unsetenv("XDG_DATA_HOME");
+  const char* home = std::getenv("HOME");
+  const std::string kept = home ? home : "";
+  setenv("HOME", (home_ / "me").c_str(), 1);
+  EXPECT_EQ(GetErrorReportFolder(), (home_ / "me" / ".local" / "share" / "Velmora" / "Errors").string());
+  unsetenv("HOME");
+  EXPECT_EQ(GetErrorReportFolder(), "");
+  if (home) setenv("HOME", kept.c_str(), 1);
+}
+
+// --- The dispatch layer over a member table of its own
+
+constexpr vlm::AutomationMember kMembers[] = {
+    {10, "Level", vlm::kInvokeGet | vlm::kInvokePut, vlm::kAutomationInt, vlm::kAutomationInt, 0, 0, nullptr,
+     "", ""},
+    {12, "Share", vlm::kInvokePut, 0, vlm::kAutomationReal, 0, 0, nullptr, nullptr, ""},
+    {13, "Label", vlm::kInvokePut, 0, vlm::kAutomationText, 0, 0, nullptr, nullptr, ""},
+    {14, "Square", vlm::kInvokeGet, vlm::kAutomationInt, 0, 1, vlm::kAutomationInt, "Of", "", nullptr},
+    {15, "Reset", vlm::kInvokeMethod, 0, 0, 0, 0, nullptr, "", nullptr},
+};
+constexpr vlm::AutomationInterface kTestInterface = {"Test", "", &kVlmAnalysisDialog, kMembers, 5};
+
+class TestObject final : public AutomationDispatch {
+ public:
+  TestObject() : AutomationDispatch(kTestInterface, "CTest") {}
+  virtual ~TestObject() = default;
+  void AddReference() override {}
+  void ReleaseReference() override {}
+  std::string heard;
+
+ private:
+  void Call(const AutomationCall& call) override {
+    static constexpr MemberHandler<TestObject> kHandlers[] = {
+        {10, &TestObject::GetLevel, &TestObject::PutLevel},
+        {12, nullptr, &TestObject::PutShare},
+        {13, nullptr, &TestObject::PutLabel},
+        {14, &TestObject::GetSquare, nullptr},
+        {15, &TestObject::Reset, nullptr},
+    };
+    CallHandler<TestObject>(kHandlers, *this, call);
+  }
+  void GetLevel(const AutomationCall& call) { call.result.SetInt(5); }
+  void PutLevel(const AutomationCall& call) { heard = std::to_string(call.Int()); }
+  void PutShare(const AutomationCall& call) { heard = std::to_string(call.Real()); }
+  void PutLabel(const AutomationCall& call) { heard = ToText(call.Value()); }
+  void GetSquare(const AutomationCall& call) { call.result.SetInt(call.Int() * call.Int()); }
+  void Reset(const AutomationCall&) { heard = "reset"; }
+};
+
+TEST(Dispatch, CallsByNameConvertAndCount) {
+  struct Row {
+    const char* name;
+    int kind;
+    std::vector<vlm::AutomationValue> arguments;
+    int status;
+    std::string answer, heard;
+  };
+  const Row rows[] = {
+      {"level", vlm::kInvokeGet, {}, vlm::kDispatchOk, "5", ""},
+      {"LEVEL", vlm::kInvokePut, {IntValue(-3)}, vlm::kDispatchOk, "", "-3"},
+      {"Level", vlm::kInvokePut, {RealValue(2.5)}, vlm::kDispatchOk, "", "2"},
+      {"Level", vlm::kInvokePut, {RealValue(3.5)}, vlm::kDispatchOk, "", "4"},
+      {"Level", vlm::kInvokePut, {TextValue(" 7 ")}, vlm::kDispatchOk, "", "7"},
+      {"Level", vlm::kInvokePut, {TextValue("7x")}, vlm::kDispatchTypeMismatch, "", ""},
+      {"Level", vlm::kInvokePut, {TextValue("")}, vlm::kDispatchTypeMismatch, "", ""},
+      {"Level", vlm::kInvokePut, {RealValue(3e9)}, vlm::kDispatchTypeMismatch, "", ""},
+      {"Level", vlm::kInvokePut, {ArrayValue({})}, vlm::kDispatchTypeMismatch, "", ""},
+      {"Level", vlm::kInvokePut, {}, vlm::kDispatchBadParameterCount, "", ""},
+      {"Level", vlm::kInvokeMethod, {}, vlm::kDispatchMemberNotFound, "", ""},
+      {"Share", vlm::kInvokePut, {IntValue(2)}, vlm::kDispatchOk, "", "2.000000"},
+      {"Share", vlm::kInvokePut, {TextValue("1e-2")}, vlm::kDispatchOk, "", "0.010000"},
+      {"Share", vlm::kInvokePut, {TextValue("0,5")}, vlm::kDispatchTypeMismatch, "", ""},
+      {"Share", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
+      {"Label", vlm::kInvokePut, {RealValue(0.1)}, vlm::kDispatchOk, "", "0.1"},
+      {"Square", vlm::kInvokeGet, {IntValue(4)}, vlm::kDispatchOk, "16", ""},
+      {"Square", vlm::kInvokeGet | vlm::kInvokeMethod, {IntValue(4)}, vlm::kDispatchOk, "16", ""},
+      {"Square", vlm::kInvokeGet, {}, vlm::kDispatchBadParameterCount, "", ""},
+      {"Reset", vlm::kInvokeMethod, {}, vlm::kDispatchOk, "", "reset"},
+      {"Name", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},  // inherited, and nobody serves it
+      {"Levels", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TestObject object;
+    Answer answer;
+    EXPECT_EQ(CallByName(object, row.name, row.kind, row.arguments, answer), row.status);
+    EXPECT_EQ(answer.text, row.answer);
+    EXPECT_EQ(object.heard, row.heard);
+  }
+  TestObject object;
+  EXPECT_EQ(object.Invoke(14, vlm::kInvokeGet, nullptr, 0, nullptr), vlm::kDispatchBadParameterCount);
+  EXPECT_EQ(object.Invoke(10, vlm::kInvokeGet, nullptr, 0, nullptr), vlm::kDispatchOk)
+      << "nobody wants the answer";
+}
+
+}  // namespace
+}  // namespace vlmfsl::testing
