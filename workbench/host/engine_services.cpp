@@ -18,9 +18,6 @@ namespace {
 // Steps of a progress display that are shown at most.
 constexpr int kShownSteps = 200;
 
-// In front of every block: its size. As wide as any type's alignment.
-constexpr std::size_t kBlockHeader = alignof(std::max_align_t) > 16 ? alignof(std::max_align_t) : 16;
-
 }  // namespace
 
 int EngineServices::GetNbVars() { return core_.table.VariableCount(); }
@@ -69,24 +66,34 @@ void EngineServices::StripFormatting(const char* text, int length, vlm::ITextSin
 
 int EngineServices::AllocMem(void** block, std::uint64_t byteCount) {
   *block = nullptr;
-  if (byteCount > std::numeric_limits<std::size_t>::max() - kBlockHeader) return 1;
-  auto* const memory =
-      static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(byteCount) + kBlockHeader));
+  if (byteCount > std::numeric_limits<std::size_t>::max() - sizeof(BlockHeader)) return 1;
+  void* const memory = std::malloc(sizeof(BlockHeader) + static_cast<std::size_t>(byteCount));
   if (memory == nullptr) return 1;
-  ::new (memory) std::uint64_t(byteCount);
-  *block = memory + kBlockHeader;
+  auto* const header = ::new (memory) BlockHeader{nullptr, firstBlock_, byteCount};
+  if (firstBlock_ != nullptr) firstBlock_->previous = header;
+  firstBlock_ = header;
   ++blocksInUse_;
   bytesInUse_ += byteCount;
+  *block = header + 1;
   return 0;
 }
 
 void EngineServices::FreeMem(void** block) {
   if (*block == nullptr) return;
-  auto* const memory = static_cast<unsigned char*>(*block) - kBlockHeader;
-  bytesInUse_ -= *std::launder(reinterpret_cast<std::uint64_t*>(memory));
+  BlockHeader* const header = static_cast<BlockHeader*>(*block) - 1;
+  (header->previous != nullptr ? header->previous->next : firstBlock_) = header->next;
+  if (header->next != nullptr) header->next->previous = header->previous;
   --blocksInUse_;
-  std::free(memory);
+  bytesInUse_ -= header->byteCount;
+  std::free(header);
   *block = nullptr;
+}
+
+void EngineServices::FreeAllBlocks() {
+  while (firstBlock_ != nullptr) {
+    void* block = firstBlock_ + 1;
+    FreeMem(&block);
+  }
 }
 
 void EngineServices::d_pbar(const char* caption, int length) {

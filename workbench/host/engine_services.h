@@ -1,6 +1,7 @@
 // What an engine sees of the session: cases, memory, progress, cancellation, texts and distribution functions.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -16,7 +17,7 @@ class SessionCore;
 class EngineServices final : public vlm::IEngineServices {
  public:
   explicit EngineServices(SessionCore& core) : core_(core) {}
-  virtual ~EngineServices() = default;
+  virtual ~EngineServices() { FreeAllBlocks(); }
   EngineServices(const EngineServices&) = delete;
   EngineServices& operator=(const EngineServices&) = delete;
 
@@ -24,6 +25,8 @@ class EngineServices final : public vlm::IEngineServices {
   // Blocks of AllocMem that were not freed yet, and their bytes.
   std::int64_t BlocksInUse() const { return blocksInUse_; }
   std::uint64_t BytesInUse() const { return bytesInUse_; }
+  // Releases what the module left behind, once none of its objects can use it any more.
+  void FreeAllBlocks();
   // Closes a display that the module left open.
   void CloseProgress();
 
@@ -52,10 +55,18 @@ class EngineServices final : public vlm::IEngineServices {
   double ChiSquareDistribution(double x, double df) override;
 
  private:
+  // In front of every block of AllocMem, in a list of all of them.
+  struct alignas(std::max_align_t) BlockHeader {
+    BlockHeader* previous;
+    BlockHeader* next;
+    std::uint64_t byteCount;
+  };
+
   void ShowStep(int step);
 
   SessionCore& core_;
   vlm::IModuleResources* resources_ = nullptr;
+  BlockHeader* firstBlock_ = nullptr;
   std::int64_t blocksInUse_ = 0;
   std::uint64_t bytesInUse_ = 0;
   std::string caption_;

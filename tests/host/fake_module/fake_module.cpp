@@ -192,7 +192,11 @@ namespace {
         : QvdOleRegisterTypeLib(&resources, "{0f8fad5b-d9cb-469f-a165-70867728950e}", "", "");
 }  // namespace
 
-FAKE_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() { return new Analysis; }
+FAKE_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
+  // One that a host refuses is let go, not destroyed.
+  static Analysis refused;
+  return FAKE_CONTRACT_VERSION == vlm::kContractVersion ? new Analysis : &refused;
+}
 #ifndef FAKE_LACKS_SCREENING
 FAKE_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() { return nullptr; }
 #endif
