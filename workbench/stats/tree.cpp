@@ -422,14 +422,29 @@ TreeResponse MakeClassResponse(std::span<const double> values, std::span<const d
   std::stable_sort(ascending.begin(), ascending.end(), [&](std::uint16_t a, std::uint16_t b) {
     return OrderedImage(codes[a]) < OrderedImage(codes[b]);
   });
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!Counts(i, selected, weights)) continue;
-    const std::int64_t image = OrderedImage(values[i]);
+  // Codes so near to each other that a value fits several, or that no value equals.
+  bool tolerant = false;
+  for (std::size_t c = 0; c < codes.size(); ++c) {
+    tolerant = tolerant || !std::isfinite(codes[c]);
+    if (c > 0) tolerant = tolerant || NearlyEqual(codes[ascending[c - 1]], codes[ascending[c]]);
+  }
+  const auto classOf = [&](double value) {
+    // Nearly every value is a code to the last bit.
+    if (codes.size() <= 8 && !tolerant)
+      for (std::size_t c = 0; c < codes.size(); ++c)
+        if (codes[c] == value) return static_cast<std::uint16_t>(c);
+    const std::int64_t image = OrderedImage(value);
     auto at = std::partition_point(ascending.begin(), ascending.end(), [&](std::uint16_t c) {
       return OrderedImage(codes[c]) < image - kUlpTolerance;
     });
+    std::uint16_t found = kNoClass;
     for (; at != ascending.end() && OrderedImage(codes[*at]) <= image + kUlpTolerance; ++at)
-      if (NearlyEqual(values[i], codes[*at])) response.classOf[i] = std::min(response.classOf[i], *at);
+      if (NearlyEqual(value, codes[*at])) found = std::min(found, *at);
+    return found;
+  };
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!Counts(i, selected, weights)) continue;
+    response.classOf[i] = classOf(values[i]);
     present[i] = response.classOf[i] != kNoClass ? 1 : 0;
   }
   KeepPresent(response, std::move(present), weights);
@@ -445,24 +460,27 @@ TreeResponse MakeContinuousResponse(std::span<const double> values, double missi
   const MissingRange missing(missingCode);
   std::vector<std::uint8_t> present(values.size());
   double largest = 0;
-  double smallest = std::numeric_limits<double>::infinity();
+  double sum = 0;
   std::size_t count = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    present[i] = Counts(i, selected, weights) && std::isfinite(values[i]) && !missing(values[i]) ? 1 : 0;
-    if (present[i] == 0) continue;
+    if (!Counts(i, selected, weights) || !std::isfinite(values[i]) || missing(values[i])) continue;
+    present[i] = 1;
     ++count;
+    sum += values[i];
     largest = std::max(largest, std::fabs(values[i]));
-    if (values[i] != 0) smallest = std::min(smallest, std::fabs(values[i]));
   }
   // Squares must neither overflow nor vanish.
-  if (largest > 1e120 || (largest > 0 && largest < 1e-120))
+  if (largest > 1e120 || (largest > 0 && largest < 1e-120)) {
     response.scale = std::ldexp(1.0, std::max(std::ilogb(largest), -1021));
-  double mean = 0;
-  for (std::size_t i = 0; i < values.size(); ++i)
-    if (present[i] != 0) mean += values[i] / response.scale / static_cast<double>(count);
+    sum = 0;
+    for (std::size_t i = 0; i < values.size(); ++i)
+      if (present[i] != 0) sum += values[i] / response.scale;
+  }
+  const double mean = count > 0 ? sum / static_cast<double>(count) : 0;
   response.centre = mean * response.scale;
+  const double inverse = 1 / response.scale;  // exact: the scale is a power of two
   for (std::size_t i = 0; i < values.size(); ++i)
-    if (present[i] != 0) response.deviations[i] = values[i] / response.scale - mean;
+    if (present[i] != 0) response.deviations[i] = values[i] * inverse - mean;
   KeepPresent(response, std::move(present), weights);
   return response;
 }
