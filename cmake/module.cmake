@@ -21,6 +21,8 @@ velmora_library(vlm_fsl_ui fsl_ui vlm_fsl)
 velmora_library(vlm_screening screening vlm_frame)
 velmora_library(vlm_screening_out screening_out vlm_screening)
 velmora_library(vlm_screening_ui screening_ui vlm_screening_out)
+# screening declares what screening_out defines: each needs the other when it is linked.
+target_link_libraries(vlm_screening PUBLIC vlm_screening_out)
 
 set(existing_roots)
 foreach(root ${VELMORA_MODULE_ROOTS})

@@ -73,6 +73,8 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     body_->SetColumnNameWidth(kColumnNameWidth);
     body_->SetRowNameWidth(rowNameWidth);
   }
+  SpreadsheetAdapter(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet)
+      : DocumentAdapter(std::move(home), std::move(sheet)) {}
   vlm::IAutomationObject* MakeObject() { return MakeSpreadsheetObject(body_, Names()); }
 
   int GetRowCount() override { return body_->RowCount(); }
@@ -286,6 +288,10 @@ vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int rowCo
                                    int rowNameWidth) {
   return new SpreadsheetAdapter(std::move(home), rowCount, columnCount,
                                 std::clamp(rowNameWidth, kMinimumRowNameWidth, kMaximumRowNameWidth));
+}
+
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet) {
+  return new SpreadsheetAdapter(std::move(home), std::move(sheet));
 }
 
 vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int graphKind) {

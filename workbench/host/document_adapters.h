@@ -26,6 +26,8 @@ inline constexpr int kMaximumRowNameWidth = 40;
 // Each returns a new object whose one reference is the caller's.
 vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int rowCount, int columnCount,
                                    int rowNameWidth);
+// Over a sheet of the workbench's own analyses, whose names are as long as they are.
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet);
 vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int graphKind);
 vlm::IDocument* MakeTextDocument(std::shared_ptr<DocumentHome> home, TextDocument document);
 

@@ -312,8 +312,9 @@ int RunningAnalysis::CreateAnalysisDialog(vlm::IDialogClient* client, int templa
       1);
 }
 
-// The host analyses come with predictor screening.
-vlm::IHostAnalysis* RunningAnalysis::CreateHostAnalysis(int /*analysisId*/) { return nullptr; }
+vlm::IHostAnalysis* RunningAnalysis::CreateHostAnalysis(int analysisId) {
+  return core_.hostAnalyses->Create(analysisId);
+}
 
 void RunningAnalysis::Misbehaved(std::string_view sentence) {
   core_.log.LogEntry(sentence.data(), LengthOf(sentence), 0, 0, 1, 0);

@@ -81,6 +81,14 @@ vlm::IFeatureSelectionResults* Session::FeatureSelectionResults() {
   return analysis == nullptr ? nullptr : analysis->Analysis().GetFeatureSelectionResults();
 }
 
+vlm::IScreeningResults* Session::ScreeningResults() {
+  state_->core->RequireThread();
+  RunningAnalysis* const analysis = state_->core->Latest();
+  return analysis == nullptr ? nullptr : analysis->Analysis().GetScreeningResults();
+}
+
+HostAnalysisSettings& Session::AnalysisSettings() { return state_->core->hostAnalyses->Settings(); }
+
 void Session::EndAnalysis() {
   state_->core->RequireThread();
   const ModuleCall call(*state_->core);

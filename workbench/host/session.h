@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "frame/host/results.h"
+#include "frame/host/screening_results.h"
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
@@ -42,6 +43,8 @@ struct SessionOptions {
   int rowNameWidth = 32;       // longest row name of an output spreadsheet, 8 to 40 characters
   std::string decimalSeparator = ".";
 };
+
+struct HostAnalysisSettings;
 
 class Session {
  public:
@@ -75,6 +78,10 @@ class Session {
   vlm::IFeatureSelectionResults* FeatureSelectionResults();
   // Closes the dialogs of the analysis started last and destroys it. Handles held stay valid and fail.
   void EndAnalysis();
+
+  vlm::IScreeningResults* ScreeningResults();
+  // How the host's own analyses work: pruning, a person's own bins; see host_analyses.h.
+  HostAnalysisSettings& AnalysisSettings();
 
   // --- What analyses made
   Workbook& Documents();

@@ -20,7 +20,29 @@ SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
   SetApplicationLog(&log);
 }
 
-SessionCore::~SessionCore() { SetApplicationLog(nullptr); }
+SessionCore::~SessionCore() {
+  SetApplicationLog(nullptr);
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+}
+
+void SessionCore::ConnectHostAnalyses() {
+  const std::weak_ptr<SessionCore> self = weak_from_this();
+  HostAnalysesEnvironment environment;
+  // The first three are called while an analysis of this session asks, the others also later.
+  environment.table = [this]() -> const Table& { return table; };
+  environment.selection = [this](std::string& inclusion, std::string& exclusion) {
+    inclusion = selectionText.include;
+    exclusion = selectionText.exclude;
+  };
+  environment.weightVariable = [this] { return weightVariable; };
+  environment.wrapSheet = [where = home](std::shared_ptr<Sheet> sheet) {
+    return MakeSpreadsheet(where, std::move(sheet));
+  };
+  environment.notice = [self](std::string_view text) {
+    if (const std::shared_ptr<SessionCore> core = self.lock()) core->face.Notice(text);
+  };
+  hostAnalyses = std::make_unique<HostAnalyses>(std::move(environment));
+}
 
 void SessionCore::Connect() {
   const std::weak_ptr<SessionCore> self = weak_from_this();
@@ -42,6 +64,7 @@ void SessionCore::Connect() {
   inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
   inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
   applicationObject = ObjectReference::Adopt(MakeApplicationObject(self));
+  ConnectHostAnalyses();
 }
 
 void SessionCore::RequireThread() const {
@@ -84,6 +107,8 @@ void SessionCore::ThrowKept() {
 }
 
 void SessionCore::ReplaceTable(Table newTable) {
+  // Sheets made from the old data keep them.
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
   selectionText = {};
   selected.reset();

@@ -16,6 +16,7 @@
 #include "workbench/documents/workbook.h"
 #include "workbench/host/document_adapters.h"
 #include "workbench/host/face.h"
+#include "workbench/host/host_analyses.h"
 #include "workbench/host/module_library.h"
 #include "workbench/host/process_exports.h"
 #include "workbench/host/session.h"
@@ -48,7 +49,10 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   void SelectCases(const CaseSelectionText& text);  // throws DataError
   void WeightBy(int variableNumber);                // throws DataError
   // Values, selection, weights or the set of variables have changed: readers start afresh.
-  void DataChanged() { ++dataVersion; }
+  void DataChanged() {
+    ++dataVersion;
+    if (hostAnalyses) hostAnalyses->ForgetCaches();
+  }
   bool IsSelected(std::int64_t caseIndex) const { return !selected || selected->Contains(caseIndex); }
 
   // The loaded module; loads it when it is not loaded yet. Throws ModuleError.
@@ -72,12 +76,15 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   int weightVariable = 0;
   std::uint64_t dataVersion = 1;
 
+  std::unique_ptr<HostAnalyses> hostAnalyses;  // trees, tables and so on, which the module asks for
   std::shared_ptr<DocumentHome> home;
   std::shared_ptr<InputSpreadsheetAccess> inputAccess;
   ObjectReference inputObject;
   ObjectReference applicationObject;
   std::shared_ptr<ModuleLibrary> library;
   std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
+
+  void ConnectHostAnalyses();
 
   int callDepth = 0;
   int automationDepth = 0;  // script calls being served
