@@ -4,6 +4,8 @@
 #include "frame/string_sink.h"
 #include "resources/text_ids.h"
 #include "screening/feature_selection_template.h"
+#include "screening_ui/results_dialog.h"
+#include "screening_ui/startup_dialog.h"
 
 namespace vlmfsl {
 namespace {
@@ -17,6 +19,17 @@ constexpr vlm::SequenceStep kSteps[] = {
     {101, [](vlm::IAnalysis* analysis) { return Of(analysis).StartAnalysis(); }, 0},
     {102, [](vlm::IAnalysis* analysis) { return Of(analysis).ResultDialog(); }, 0},
 };
+
+// -1 when the dialog is open.
+template <typename Dialog>
+int Open(CFeatureSelectionTemplate& analysis, const char* name) {
+  bool opened = false;
+  GuardedCommand(name, [&] {
+    const auto dialog = Ref<Dialog>::Adopt(new Dialog(analysis));
+    opened = dialog->CreateAnalysisDialog();
+  });
+  return opened ? -1 : 0;
+}
 
 }  // namespace
 
@@ -41,10 +54,17 @@ int CFeatureSelectionTemplate::InitializeAfterFileChanged() {
 int CFeatureSelectionTemplate::Init() {
   ModuleSharedBlocks& blocks = SharedBlocks();
   InitCommons(blocks.dataSelectionTags, blocks.extendedTags, blocks.selectionConditions, blocks.caseWeights);
+  static_cast<ScreeningState&>(*this) = ScreeningState();
+  SetResultsAvailable(false);
   return 1;
 }
 
-int CFeatureSelectionTemplate::StartAnalysis() { return 0; }
-int CFeatureSelectionTemplate::ResultDialog() { return 0; }
+int CFeatureSelectionTemplate::StartAnalysis() {
+  return Open<CFeatureSelectionTemplateStartupDialog>(*this, "CFeatureSelectionTemplate::StartAnalysis");
+}
+
+int CFeatureSelectionTemplate::ResultDialog() {
+  return Open<CFeatureSelectionTemplateResultsDialog>(*this, "CFeatureSelectionTemplate::ResultDialog");
+}
 
 }  // namespace vlmfsl

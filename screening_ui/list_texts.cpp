@@ -1,0 +1,249 @@
+#include "screening_ui/list_texts.h"
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string_view>
+
+#include "frame/dispatch.h"
+#include "frame/string_sink.h"
+#include "screening/host_calls.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kLongestRange = 10000;
+
+class NumberSink final : public vlm::IIntegerSink {
+ public:
+  virtual ~NumberSink() = default;
+  void Clear() override { numbers.clear(); }
+  void Append(int value) override { numbers.push_back(value); }
+  std::vector<int> numbers;
+};
+
+std::size_t LengthOfArray(const vlm::AutomationValue& value) {
+  return static_cast<std::size_t>(std::max(value.length, 0));
+}
+
+std::vector<std::string_view> SplitLists(std::string_view text) {
+  std::vector<std::string_view> parts;
+  std::size_t start = 0;
+  bool quoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') quoted = !quoted;
+    if (text[i] != '|' || quoted) continue;
+    parts.push_back(text.substr(start, i - start));
+    start = i + 1;
+  }
+  parts.push_back(text.substr(start));
+  return parts;
+}
+
+std::vector<int> EachOnce(const std::vector<int>& numbers, int variableCount) {
+  std::vector<int> checked;
+  std::set<int> seen;
+  for (const int number : numbers) {
+    if (number < 1 || number > variableCount) {
+      throw AutomationException("There is no variable number " + std::to_string(number) + ": the data have " +
+                                std::to_string(variableCount) + " variables.");
+    }
+    if (seen.insert(number).second) checked.push_back(number);
+  }
+  return checked;
+}
+
+std::vector<int> ParseVariables(std::string_view text, vlm::IAnalysisHost& host) {
+  const std::string list = TrimBlanks(text);
+  if (list.empty()) return {};
+  NumberSink numbers;
+  StringSink error;
+  if (host.ParseVariableList(list.data(), LengthOf(list), &numbers, &error) != 0) {
+    throw AutomationException(error.Text().empty() ? "\"" + list + "\" is not a list of variables."
+                                                   : error.Text());
+  }
+  return numbers.numbers;
+}
+
+std::vector<int> ReadVariables(const vlm::AutomationValue& value, vlm::IAnalysisHost& host) {
+  switch (value.type) {
+    case vlm::kAutomationEmpty:
+      return {};
+    case vlm::kAutomationText:
+      return ParseVariables(ToText(value), host);
+    case vlm::kAutomationIntArray:
+      return {value.integers, value.integers + LengthOfArray(value)};
+    case vlm::kAutomationArray: {
+      std::vector<int> numbers;
+      for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
+        const std::vector<int> item = ReadVariables(value.items[i], host);
+        numbers.insert(numbers.end(), item.begin(), item.end());
+      }
+      return numbers;
+    }
+    default:
+      return {ToInt(value)};
+  }
+}
+
+void RequireListCount(std::size_t given, std::size_t most, const char* what) {
+  if (given <= most) return;
+  throw AutomationException("There are " + std::to_string(given) + " lists of " + what + "; at most " +
+                            std::to_string(most) + " are taken.");
+}
+
+// One item of a code list, its quotation marks removed.
+struct CodeWord {
+  std::string text;
+  bool quoted = false;
+};
+
+std::vector<CodeWord> SplitWords(std::string_view text) {
+  std::vector<CodeWord> words;
+  for (std::size_t at = 0; at < text.size();) {
+    if (text[at] == ' ' || text[at] == '\t' || text[at] == ',') {
+      ++at;
+      continue;
+    }
+    CodeWord word;
+    word.quoted = text[at] == '"';
+    if (word.quoted) {
+      for (++at; at < text.size(); ++at) {
+        if (text[at] == '"' && (at + 1 == text.size() || text[at + 1] != '"')) break;
+        if (text[at] == '"') ++at;
+        word.text += text[at];
+      }
+      ++at;
+    } else {
+      while (at < text.size() && text[at] != ' ' && text[at] != '\t' && text[at] != ',')
+        word.text += text[at++];
+    }
+    words.push_back(std::move(word));
+  }
+  return words;
+}
+
+// "1-4": whole numbers, the first not above the last.
+bool ReadRange(const std::string& text, std::vector<double>& codes) {
+  int first = 0;
+  int last = 0;
+  const char* const end = text.data() + text.size();
+  const auto begin = std::from_chars(text.data(), end, first);
+  if (begin.ec != std::errc() || begin.ptr == end || *begin.ptr != '-') return false;
+  const auto rest = std::from_chars(begin.ptr + 1, end, last);
+  if (rest.ec != std::errc() || rest.ptr != end || last < first || last - first >= kLongestRange)
+    return false;
+  for (int code = first; code <= last; ++code) codes.push_back(code);
+  return true;
+}
+
+void AppendOnce(std::vector<double>& codes, double code) {
+  if (std::find(codes.begin(), codes.end(), code) == codes.end()) codes.push_back(code);
+}
+
+std::vector<double> ParseCodes(std::string_view text, vlm::IInputSpreadsheet& input, int variable) {
+  std::vector<double> codes;
+  for (const CodeWord& word : SplitWords(text)) {
+    double code = 0;
+    std::vector<double> several;
+    if (!word.quoted && word.text == "*") {
+      several = DistinctValues(input, variable);
+    } else if (input.FindValue(variable, word.text.data(), LengthOf(word.text), &code) == 0) {
+      several.push_back(code);
+    } else if (word.quoted || !ReadRange(word.text, several)) {
+      throw AutomationException("\"" + word.text + "\" is neither a code nor a value label of variable " +
+                                std::to_string(variable) + ".");
+    }
+    if (codes.empty()) {
+      codes = std::move(several);
+    } else {
+      for (const double one : several) AppendOnce(codes, one);
+    }
+  }
+  return codes;
+}
+
+std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpreadsheet& input,
+                              int variable) {
+  switch (value.type) {
+    case vlm::kAutomationEmpty:
+      return {};
+    case vlm::kAutomationText:
+      return ParseCodes(ToText(value), input, variable);
+    case vlm::kAutomationIntArray:
+      return {value.integers, value.integers + LengthOfArray(value)};
+    case vlm::kAutomationArray: {
+      std::vector<double> codes;
+      for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
+        for (const double code : ReadCodes(value.items[i], input, variable)) AppendOnce(codes, code);
+      }
+      return codes;
+    }
+    default:
+      return {ToReal(value)};
+  }
+}
+
+}  // namespace
+
+std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNumber) {
+  std::vector<double> values(256);
+  const int count = input.GetDistinctValues(variableNumber, values.data(), static_cast<int>(values.size()));
+  const bool all = count <= static_cast<int>(values.size());
+  values.resize(static_cast<std::size_t>(std::max(count, 0)));
+  if (!all) input.GetDistinctValues(variableNumber, values.data(), count);
+  return values;
+}
+
+std::vector<std::vector<int>> ReadVariableLists(const vlm::AutomationValue& value, vlm::IAnalysisHost& host,
+                                                std::size_t listCount) {
+  std::vector<std::vector<int>> lists(listCount);
+  if (value.type == vlm::kAutomationArray) {
+    RequireListCount(LengthOfArray(value), listCount, "variables");
+    for (std::size_t i = 0; i < LengthOfArray(value); ++i) lists[i] = ReadVariables(value.items[i], host);
+  } else {
+    const std::string text = ToText(value);
+    const std::vector<std::string_view> parts = SplitLists(text);
+    RequireListCount(parts.size(), listCount, "variables");
+    for (std::size_t i = 0; i < parts.size(); ++i) lists[i] = ParseVariables(parts[i], host);
+  }
+  const int variableCount = host.GetEngineServices()->GetNbVars();
+  for (std::vector<int>& list : lists) list = EachOnce(list, variableCount);
+  return lists;
+}
+
+std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
+                                               vlm::IInputSpreadsheet& input,
+                                               const std::vector<int>& variables) {
+  std::vector<std::vector<double>> lists(variables.size());
+  const bool array = value.type == vlm::kAutomationArray;
+  if (array && variables.size() != 1) {
+    RequireListCount(LengthOfArray(value), variables.size(), "codes");
+    for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
+      lists[i] = ReadCodes(value.items[i], input, variables[i]);
+    }
+    return lists;
+  }
+  if (array || value.type != vlm::kAutomationText) {
+    RequireListCount(1, variables.size(), "codes");
+    lists[0] = ReadCodes(value, input, variables[0]);
+    return lists;
+  }
+  const std::string text = ToText(value);
+  if (TrimBlanks(text).empty()) return lists;
+  const std::vector<std::string_view> parts = SplitLists(text);
+  RequireListCount(parts.size(), variables.size(), "codes");
+  for (std::size_t i = 0; i < parts.size(); ++i) lists[i] = ParseCodes(parts[i], input, variables[i]);
+  return lists;
+}
+
+std::string PrintCodeLists(const std::vector<std::vector<double>>& lists) {
+  std::string text;
+  for (std::size_t i = 0; i < lists.size(); ++i) {
+    if (i > 0) text += " | ";
+    for (std::size_t j = 0; j < lists[i].size(); ++j) text += (j > 0 ? " " : "") + CodeText(lists[i][j]);
+  }
+  return text;
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,33 @@
+// What scripts give for variable lists and code lists, as numbers. Wrong values are AutomationExceptions that
+// name what is wrong.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "frame/host/analysis.h"
+#include "frame/host/automation.h"
+
+namespace vlmfsl {
+
+// A text of up to listCount lists in the host's notation separated by '|' ("1 | | 2-5 | 6"; a '|' in a quoted
+// name separates nothing), or an array of up to listCount items, each a list text, a number or an array of
+// numbers. Lists left out are empty; a variable named twice in one list counts once.
+[[nodiscard]] std::vector<std::vector<int>> ReadVariableLists(const vlm::AutomationValue& value,
+                                                              vlm::IAnalysisHost& host,
+                                                              std::size_t listCount);
+
+// Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\" | *"), or an
+// array of one item a variable. A list holds numbers, ranges of whole numbers ("1-4") and value labels (in
+// double quotation marks where they have blanks); "*" stands for all values of the selected cases.
+[[nodiscard]] std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
+                                                             vlm::IInputSpreadsheet& input,
+                                                             const std::vector<int>& variables);
+
+// The codes in the notation that ReadCodeLists takes.
+[[nodiscard]] std::string PrintCodeLists(const std::vector<std::vector<double>>& lists);
+
+// All values of the selected cases, ascending.
+[[nodiscard]] std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNumber);
+
+}  // namespace vlmfsl
