@@ -177,6 +177,7 @@ TEST_F(DataTest, RowsKeepTheirOrderAcrossBuffers) {
 TEST_F(DataTest, ReadingCanBeCancelledAtEveryReport) {
   std::string bytes = "x,k\n";
   for (int i = 0; i < 200000; ++i) bytes += "1.5,abc\n";
+  bytes += "late text,abc\n";  // so that the first column is read again
   const std::string path = WriteFile("long.csv", bytes);
   int reports = 0;
   ReadOptions options;

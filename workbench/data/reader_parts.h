@@ -15,8 +15,10 @@ namespace velmora {
 class ReadProgress {
  public:
   explicit ReadProgress(const ReadOptions& options) : options_(options) {}
+  // A column that is read a second time does not take the bar back.
   bool Report(double fraction) const {
-    return !options_.progress || options_.progress(fraction < 0 ? 0 : fraction > 1 ? 1 : fraction);
+    furthest_ = fraction > furthest_ ? fraction : furthest_;
+    return !options_.progress || options_.progress(furthest_ > 1 ? 1 : furthest_);
   }
   void Check(double fraction) const {
     if (!Report(fraction)) throw Cancelled();
@@ -24,6 +26,7 @@ class ReadProgress {
 
  private:
   const ReadOptions& options_;
+  mutable double furthest_ = 0;
 };
 
 // Gives empty names VarN with a warning and refuses names that stand twice.

@@ -1,0 +1,222 @@
+// Saving and reading back, the companion file, files that appear whole or not at all.
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstring>
+#include <random>
+
+#include "tests/data/data_test_support.h"
+#include "workbench/data/atomic_file.h"
+#include "workbench/data/save.h"
+
+namespace velmora {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+Column Make(const std::string& name, std::vector<double> values) {
+  Column column;
+  column.name = name;
+  column.values = std::move(values);
+  return column;
+}
+
+// Everything that a column can hold, in forms that a careless writer would lose.
+Table Rich() {
+  Table table;
+  table.caseCount = 4;
+  table.columns.push_back(Make("number", {0.1, -1e-310, 1.2345678901234567e19, kMissing}));
+  table.columns.push_back(Make("with, comma \"q\"", {-0.0, 5, 2, -9}));
+  table.columns.back().missingCode = -9;
+  table.columns.back().longName = "A long name, with \"quotes\" and \xC3\xA9";
+  table.columns.back().labels = {{2, "two"}, {5, "five\nlines"}, {99, "never seen"}};
+  table.columns.push_back(Make("text", {1, 3, kMissing, 2}));
+  table.columns.back().fromText = true;
+  table.columns.back().labels = {{1, " blank"}, {2, "a,b;c\t\"d\""}, {3, "two\r\nlines"}};
+  table.columns.push_back(Make("digits", {1, 2, 1, 2}));
+  table.columns.back().fromText = true;
+  table.columns.back().labels = {{1, "10"}, {2, "9"}};
+  table.columns.push_back(Make("text dates", {1, 2, 1, 2}));
+  table.columns.back().fromText = true;
+  table.columns.back().labels = {{1, "2020-01-01"}, {2, "2020-01-02"}};
+  table.columns.push_back(Make("own codes", {7, 3, 7, kMissing}));
+  table.columns.back().fromText = true;
+  table.columns.back().labels = {{3, "z"}, {7, "a"}, {8, "unused"}};
+  table.columns.push_back(Make("flag", {0, 1, kMissing, 1}));
+  table.columns.back().fromBoolean = true;
+  table.columns.back().labels = {{0, "false"}, {1, "true"}};
+  table.columns.push_back(Make("day", {0, 18262, -700000, kMissing}));
+  table.columns.back().dateUnit = DateUnit::kDays;
+  table.columns.push_back(Make("half day", {0.5, 1, 2, 3}));
+  table.columns.back().dateUnit = DateUnit::kDays;
+  table.columns.push_back(Make("moment", {0, 1577872800.5, -1e9 - 0.25, kMissing}));
+  table.columns.back().dateUnit = DateUnit::kSeconds;
+  table.columns.back().declaredMeasurement = Measurement::kCategorical;
+  table.bundles = {{"best", {3, 1}}, {"empty", {}}};
+  return table;
+}
+
+std::string ShowAll(const Table& table) {
+  std::ostringstream text;
+  text.precision(17);
+  for (const Column& column : table.columns) {
+    text << column.name << '|' << column.longName << '|' << column.missingCode << '|' << column.fromText
+         << column.fromBoolean << static_cast<int>(column.dateUnit);
+    if (column.declaredMeasurement) text << static_cast<int>(*column.declaredMeasurement);
+    for (const ValueLabel& label : column.labels) text << '|' << label.value << '=' << label.text;
+    for (double value : column.values) text << ' ' << value;
+    text << '\n';
+  }
+  for (const VariableBundle& bundle : table.bundles) {
+    text << bundle.name;
+    for (int number : bundle.variableNumbers) text << ' ' << number;
+    text << '\n';
+  }
+  return text.str();
+}
+
+TEST_F(DataTest, EverythingSurvivesSavingAndReading) {
+  const Table rich = Rich();
+  for (const char* name : {"t.csv", "t.tsv", "t.parquet"}) {
+    SCOPED_TRACE(name);
+    const std::string path = Path(name);
+    SaveTable(rich, path);
+    ReadReport report;
+    const Table back = ReadTable(path, {}, &report);
+    EXPECT_EQ(ShowAll(back), ShowAll(rich));
+    EXPECT_THAT(report.warnings, ElementsAre());
+    // Saving what was read changes nothing, the bytes included.
+    const std::string bytes = Slurp(path);
+    SaveTable(back, path);
+    EXPECT_EQ(Slurp(path), bytes);
+  }
+}
+
+TEST_F(DataTest, AnyDoubleSurvives) {
+  Table table;
+  table.caseCount = 20000;
+  table.columns.push_back(Make("x", {}));
+  std::mt19937_64 random(7);
+  while (table.columns[0].values.size() < 20000) {
+    const std::uint64_t bits = random();
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    if (value > -1.6e308 && value < 1.6e308) table.columns[0].values.push_back(value);
+  }
+  for (const char* name : {"x.csv", "x.parquet"}) {
+    SaveTable(table, Path(name));
+    const Table back = ReadTable(Path(name));
+    ASSERT_EQ(back.caseCount, table.caseCount);
+    EXPECT_EQ(
+        std::memcmp(back.columns[0].values.data(), table.columns[0].values.data(), 20000 * sizeof(double)), 0)
+        << name;
+  }
+}
+
+TEST_F(DataTest, CompanionOnlyWhenNeeded) {
+  const std::string path = WriteFile("a.csv", "x,k\n1,b\n2,a\n");
+  const std::string companion = path + ".bundles.json";
+  Table table = ReadTable(path);
+  SaveTable(table, path);
+  EXPECT_EQ(Slurp(path), "x,k\n1,b\n2,a\n");
+  EXPECT_FALSE(std::filesystem::exists(companion));
+  table.bundles = {{"all", {1, 2}}};
+  SaveTable(table, path);
+  EXPECT_TRUE(std::filesystem::exists(companion));
+  // The data were edited since: what still fits is kept, what does not is named.
+  WriteFile("a.csv", "k,y\nb,1\nc,2\n");
+  ReadReport report;
+  table = ReadTable(path, {}, &report);
+  EXPECT_THAT(table.bundles.at(0).variableNumbers, ElementsAre(1));
+  EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("\"x\" of the bundle \"all\" is not in")));
+  table.bundles.clear();
+  SaveTable(table, path);
+  EXPECT_FALSE(std::filesystem::exists(companion));
+  WriteFile("a.csv.bundles.json", "{\"format\": 3");
+  EXPECT_EQ(ErrorOf([&] { ReadTable(path); }),
+            companion + " is damaged: it is not the description of a table.");
+}
+
+std::size_t FileCount(const std::filesystem::path& folder) {
+  const std::filesystem::directory_iterator entries(folder);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+// A limit on the size of files stands for a full disk.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    handler_ = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int) = nullptr;
+};
+
+TEST_F(DataTest, AFullDiskLeavesTheOldFileAndNothingElse) {
+  Table table;
+  table.caseCount = 100000;
+  table.columns.push_back(Make("x", std::vector<double>(100000)));
+  std::mt19937_64 random(3);
+  for (double& value : table.columns[0].values) value = static_cast<double>(random());
+  for (const char* name : {"x.csv", "x.tsv", "x.parquet"}) {
+    const std::string path = WriteFile(name, "old");
+    std::string error;
+    {
+      const FullDisk full(100000);
+      error = ErrorOf([&] { SaveTable(table, path); });
+    }
+    EXPECT_THAT(error, HasSubstr("Cannot write " + path + ": ")) << name;
+    EXPECT_EQ(Slurp(path), "old") << name;
+    std::filesystem::remove(path);
+    EXPECT_EQ(FileCount(folder_), 0U) << name;
+  }
+}
+
+TEST_F(DataTest, FilesAreWrittenWholeOrNotAtAll) {
+  WriteFileAtomically(Path("new/deep/a.txt"), "one");
+  EXPECT_EQ(Slurp(Path("new/deep/a.txt")), "one");
+  WriteFileAtomically(Path("new/deep/a.txt"), "two");
+  EXPECT_EQ(Slurp(Path("new/deep/a.txt")), "two");
+  EXPECT_EQ(FileCount(Path("new/deep")), 1U);
+  {
+    AtomicFile abandoned(Path("new/deep/a.txt"));
+    abandoned.Write("three");
+  }
+  EXPECT_EQ(Slurp(Path("new/deep/a.txt")), "two");
+  EXPECT_EQ(FileCount(Path("new/deep")), 1U);
+  // A link stays a link to the file that is replaced.
+  std::filesystem::create_symlink(Path("new/deep/a.txt"), Path("link"));
+  WriteFileAtomically(Path("link"), "four");
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("link")));
+  EXPECT_EQ(Slurp(Path("new/deep/a.txt")), "four");
+
+  WriteFile("file", "");
+  const struct {
+    std::string path;
+    const char* expected;
+  } rows[] = {
+      {folder_.string(), "it is a directory"},
+      {Path("file/below.txt"), "Not a directory"},
+      {"/dev/full", "No space left on device"},
+      {"/proc/none/a.txt", "cannot be made"},
+  };
+  for (const auto& row : rows)
+    EXPECT_THAT(ErrorOf([&] { WriteFileAtomically(row.path, "x"); }),
+                ::testing::AllOf(HasSubstr("Cannot write " + row.path + ": "), HasSubstr(row.expected)));
+  EXPECT_THAT(ErrorOf([&] { SaveTable(Rich(), Path("a.sav")); }),
+              HasSubstr("saved as .csv, .tsv or .parquet"));
+}
+
+}  // namespace
+}  // namespace velmora
