@@ -65,8 +65,19 @@ DuckDbSession::DuckDbSession(int threads) {
 }
 
 DuckDbSession::~DuckDbSession() {
+  StopThreads();
   duckdb_disconnect(&connection_);
   duckdb_close(&database_);
+}
+
+// A worker that has just been given a task of our connection looks at the connection once more, even after the query
+// was stopped or has ended. So the workers are joined while the connection is still there; a second connection asks
+// for it, because the first one's lock may be what a worker waits for.
+void DuckDbSession::StopThreads() {
+  duckdb_connection second = nullptr;
+  if (duckdb_connect(database_, &second) == DuckDBError) return;
+  duckdb_query(second, "SET threads TO 1", nullptr);
+  duckdb_disconnect(&second);
 }
 
 void DuckDbSession::Run(const std::string& sql) {

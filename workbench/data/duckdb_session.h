@@ -41,6 +41,8 @@ class DuckDbSession {
   void Rows(const std::string& sql, const std::function<void(const char* const* texts)>& row);
 
  private:
+  void StopThreads();
+
   duckdb_database database_ = nullptr;
   duckdb_connection connection_ = nullptr;
 };
