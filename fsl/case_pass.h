@@ -47,7 +47,7 @@ class CasePass {
   bool Weighted() const { return weighted_; }
 
   // Calls accept(values, weight, count) for every accepted case, in order: the value of the read list's entry i is
-  // values[i], and at least 8 more doubles may be read behind the last. Closes the progress display at the end.
+  // values[i], and at least kLanes more doubles may be read behind the last. Closes the progress display at the end.
   // Returns kOk, or kFailed on cancellation or when the reader stops.
   template <class Accept>
   [[nodiscard]] int Run(int captionText, RunFacts* facts, Accept&& accept) {

@@ -68,10 +68,10 @@ void CrossTable::Add(const std::uint32_t* rows, const std::uint32_t* columns, co
   const std::size_t width = columns_;
   if (counting_) {
     std::uint32_t* const counts = counts_.data();
-    for (int i = 0; i < cases; ++i) ++counts[rows[i * 8] * width + columns[i]];
+    for (int i = 0; i < cases; ++i) ++counts[rows[i * kLanes] * width + columns[i]];
   } else {
     double* const cells = masses_.data();
-    for (int i = 0; i < cases; ++i) cells[rows[i * 8] * width + columns[i]] += masses[i];
+    for (int i = 0; i < cases; ++i) cells[rows[i * kLanes] * width + columns[i]] += masses[i];
   }
 }
 
@@ -126,10 +126,11 @@ void CrossTable::AddSparse(const std::uint32_t* rows, const std::uint32_t* colum
                            int cases) {
   while ((used_ + static_cast<std::size_t>(cases)) * 4 >= cells_.size() * 3) GrowSparse();
   // The cells are far apart: ask for them all before the first is needed.
-  for (int i = 0; i < cases; ++i) __builtin_prefetch(&cells_[PlaceOf(PlaceBits(rows[i * 8], columns[i]))], 1);
+  for (int i = 0; i < cases; ++i)
+    __builtin_prefetch(&cells_[PlaceOf(PlaceBits(rows[i * kLanes], columns[i]))], 1);
   for (int i = 0; i < cases; ++i) {
-    if (rows[i * 8] == 0 || columns[i] == 0) continue;
-    CellAt(PlaceBits(rows[i * 8], columns[i])).mass += masses == nullptr ? 1.0 : masses[i];
+    if (rows[i * kLanes] == 0 || columns[i] == 0) continue;
+    CellAt(PlaceBits(rows[i * kLanes], columns[i])).mass += masses == nullptr ? 1.0 : masses[i];
   }
 }
 

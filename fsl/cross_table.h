@@ -17,7 +17,7 @@ class CrossTable {
   // Makes room for rows 0 to rows - 1 and columns 0 to columns - 1.
   void Fit(std::uint32_t rows, std::uint32_t columns);
 
-  // Adds the mass of each case to its cell, in order. rows: one entry every eighth place. masses: null when counting.
+  // Adds the mass of each case to its cell, in order. rows: one entry every kLanes-th place. masses: null when counting.
   void Add(const std::uint32_t* rows, const std::uint32_t* columns, const double* masses, int cases);
 
   // Counting only: adds a count to a cell.

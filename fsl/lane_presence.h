@@ -45,7 +45,7 @@ class LanePresence {
   bool Find(const LaneBlock& block, std::size_t firstGroup, std::size_t groupCount) {
     bool all = true;
     for (std::size_t i = 0; i < groupCount; ++i) {
-      std::uint8_t* const row = rows_.data() + i * stride_;
+      std::uint16_t* const row = rows_.data() + i * stride_;
       const std::size_t group = firstGroup + i;
       const bool complete =
           Kernels().presentLanes(block.GroupValues(group), block.Cases(), missing_[group], row);
@@ -58,7 +58,7 @@ class LanePresence {
     return all;
   }
 
-  const std::uint8_t* Row(std::size_t i) const { return rows_.data() + i * stride_; }
+  const std::uint16_t* Row(std::size_t i) const { return rows_.data() + i * stride_; }
   std::size_t Stride() const { return stride_; }
 
   // With casewise deletion, after the last group: how many cases ran through to the end.
@@ -67,7 +67,7 @@ class LanePresence {
  private:
   static constexpr std::size_t kRows = 4;
 
-  bool CutOff(std::uint8_t* row, int cases, bool isFirstGroup, bool rowComplete) {
+  bool CutOff(std::uint16_t* row, int cases, bool isFirstGroup, bool rowComplete) {
     const bool someIncomplete = isFirstGroup && complete_ != nullptr;
     if (rowComplete && broken_ == 0 && !someIncomplete) return true;
     for (int i = 0; i < cases; ++i) {
@@ -77,9 +77,9 @@ class LanePresence {
         continue;
       }
       const bool reachesAll = !(someIncomplete && complete_[at] == 0);
-      const unsigned missing = static_cast<unsigned>(row[i]) ^ 0xFFu;
+      const unsigned missing = static_cast<unsigned>(row[i]) ^ kAllLanes;
       if (missing != 0)
-        row[i] = static_cast<std::uint8_t>((missing & (0u - missing)) - 1u);  // lanes before the first
+        row[i] = static_cast<std::uint16_t>((missing & (0u - missing)) - 1u);  // lanes before the first
       if (!reachesAll) row[i] &= 1;
       if (missing != 0 || !reachesAll) {
         alive_[at] = 0;
@@ -90,7 +90,7 @@ class LanePresence {
   }
 
   std::vector<MissingLanes> missing_;
-  std::vector<std::uint8_t> rows_;
+  std::vector<std::uint16_t> rows_;
   std::vector<std::uint8_t> alive_;
   const std::uint8_t* complete_ = nullptr;
   std::size_t stride_ = 0;

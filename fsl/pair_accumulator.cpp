@@ -66,6 +66,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   jointSetOf_.assign(classes_.size(), -1);
   tables_.resize(classes_.size() * predictors);
 
+  spareTable_.resize(2 + kDirectCodes);
   groupPairs_.resize(static_cast<std::size_t>(firstCross_));
   std::size_t intervalRows = 0;
   for (const PredictorKeys& keys : keys_) intervalRows += keys.IsTabled() ? keys.Rows() : 0;
@@ -231,7 +232,7 @@ void PairAccumulator::TreatGroup(std::size_t group) {
 }
 
 // Returns true when some slots are left to FindOtherSlots.
-bool PairAccumulator::FindSlots(std::size_t group, const std::uint8_t* present) {
+bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present) {
   const VectorKernels& kernels = Kernels();
   const double* const values = block_.GroupValues(group);
   const PredictorKeys& first = keys_[PredictorAt(group, 0)];
@@ -245,7 +246,7 @@ bool PairAccumulator::FindSlots(std::size_t group, const std::uint8_t* present) 
   }
   std::fill_n(slots_.begin(), static_cast<std::size_t>(block_.Cases()) * kLanes, 0u);
   for (std::size_t i = 0; i < static_cast<std::size_t>(block_.Cases()); ++i) {
-    others_[i] = present == nullptr ? std::uint8_t{0xFF} : present[i];
+    others_[i] = present == nullptr ? std::uint16_t{kAllLanes} : present[i];
   }
   return true;
 }
@@ -296,7 +297,10 @@ void PairAccumulator::UpdateGroupMeans(std::size_t group) {
     const GroupUpdate update = plain_ && pairs.finite         ? kernels.groupsPlain
                                : settings_.totalWeight == 1.0 ? kernels.groupsCounted
                                                               : kernels.groupsWeighted;
-    update(input, &pairs.tables[first], lanes);
+    GroupMoments* tables[kLanes];
+    std::copy_n(&pairs.tables[first], lanes, tables);
+    if (lanes % 2 != 0) tables[lanes] = spareTable_.data();
+    update(input, tables, lanes);
   }
 }
 

@@ -1,6 +1,6 @@
 // Everything the second pass accumulates: for each pair of a dependent and a predictor its groups or its cells.
 //
-// Cases are gathered into blocks. For each block, predictor by predictor (eight at a time), the slot of each value's
+// Cases are gathered into blocks. For each block, predictor by predictor (sixteen at a time), the slot of each value's
 // key is found once and shared by all dependents; each pair then takes the block's cases in case order, so that its
 // sums are those of a loop that treats one case after the other.
 #pragma once
@@ -70,7 +70,7 @@ class PairAccumulator {
   void FlushJointLane(JointSet* set, std::size_t predictor);
   void FindJointClasses();
   void TreatGroup(std::size_t group);
-  bool FindSlots(std::size_t group, const std::uint8_t* present);
+  bool FindSlots(std::size_t group, const std::uint16_t* present);
   void FindOtherSlots(std::size_t group);
   void UpdateGroupMeans(std::size_t group);
   void UpdateCrossTables(std::size_t group);
@@ -93,14 +93,14 @@ class PairAccumulator {
 
   // By predictor.
   std::vector<PredictorKeys> keys_;
-  // By group of the block: raised bounds, [bound][8], when its predictors are cut by a table.
+  // By group of the block: raised bounds, [bound][kLanes], when its predictors are cut by a table.
   std::vector<std::vector<double>> bounds_;
 
   // By case of the block.
   std::vector<double> mass_, relativeMass_, count_;
   std::vector<std::uint8_t> complete_;
-  std::vector<std::uint32_t> slots_;  // [case][8] of the group at hand
-  std::vector<std::uint8_t> others_;  // lanes of the group at hand whose slot is not found by the kernel
+  std::vector<std::uint32_t> slots_;   // [case][kLanes] of the group at hand
+  std::vector<std::uint16_t> others_;  // lanes of the group at hand whose slot is not found by the kernel
 
   // By dependent, [dependent][case].
   std::vector<double> dependents_;
@@ -109,6 +109,7 @@ class PairAccumulator {
 
   // Continuous dependents that are not cut.
   std::vector<GroupPairs> groupPairs_;
+  std::vector<GroupMoments> spareTable_;  // of a lane without a predictor
 
   // Cross-tabulated dependents, numbered from 0.
   int firstCross_ = 0;  // the dependent that is the first of them

@@ -6,20 +6,24 @@
 
 namespace vlmfsl {
 
-// Eight variables' values side by side, as in LaneBlock: values[case * 8 + lane].
+// Variables that are treated side by side.
+inline constexpr int kLanes = 16;
+inline constexpr unsigned kAllLanes = 0xFFFFu;
+
+// Their values, as in LaneBlock: values[case * kLanes + lane].
 using LaneValues = const double*;
 
 struct alignas(64) MomentsLanes {
-  double minimum[8];
-  double maximum[8];
-  double mean[8];
-  double sumOfSquares[8];
+  double minimum[kLanes];
+  double maximum[kLanes];
+  double mean[kLanes];
+  double sumOfSquares[kLanes];
 };
 
 // Closed ranges of the values that are missing; first > last: none.
 struct alignas(64) MissingLanes {
-  double first[8];
-  double last[8];
+  double first[kLanes];
+  double last[kLanes];
 };
 
 // Accumulator of one (continuous dependent, predictor key). An entry with count 0 has not been met.
@@ -32,7 +36,7 @@ struct alignas(32) GroupMoments {
 
 // What a case brings to the group means. cases: null for cases 0 to caseCount - 1, else their numbers.
 struct GroupInput {
-  const std::uint32_t* slots;  // [case][8]
+  const std::uint32_t* slots;  // [case][kLanes]
   const double* dependent;     // [case]
   const std::uint16_t* cases;
   int caseCount;
@@ -42,29 +46,34 @@ struct GroupInput {
   double totalWeight;
 };
 
-// tables[lane]: the entries of that lane's predictor, indexed by slot.
+// tables[lane]: the entries of that lane's predictor, indexed by slot. Lanes are taken in pairs: where their number is
+// odd, one more table is written to.
 using GroupUpdate = void (*)(const GroupInput& input, GroupMoments* const* tables, int lanes);
 
 struct VectorKernels {
   const char* name;
 
-  // present[case]: bit of each lane set where its value is not missing. Returns true when all are set.
-  bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint8_t* present);
+  // Copies kLanes values from entries + firstEntries[g] to out + g * groupStride, for each of groupCount groups.
+  void (*appendCase)(const double* entries, const int* firstEntries, int groupCount,
+                     std::uint64_t groupStride, double* out);
 
-  // Updates moments of groupCount groups of eight. mass: null when every case has mass 1. runningMass: mass of all
+  // present[case]: bit of each lane set where its value is not missing. Returns true when all are set.
+  bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
+
+  // Updates moments of groupCount groups of lanes. mass: null when every case has mass 1. runningMass: mass of all
   // cases up to and including this one. present: null when nothing is missing, else a row for each group.
   void (*moments)(LaneValues values, std::uint64_t groupStride, int groupCount, int cases, const double* mass,
-                  const double* runningMass, const std::uint8_t* present, std::uint64_t presentStride,
+                  const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
                   MomentsLanes* moments);
 
-  // slots: 1 + the number of bounds ([bound][8]) that the value is above; 0 where not present.
+  // slots: 1 + the number of bounds ([bound][kLanes]) that the value is above; 0 where not present.
   void (*intervalSlots)(LaneValues values, int cases, const double* bounds, int boundCount,
-                        const std::uint8_t* present, std::uint32_t* slots);
+                        const std::uint16_t* present, std::uint32_t* slots);
 
   // slots: 1 + the code for whole codes 0 to 63; 0 where not present; others[case]: lanes with any other present
   // value, whose slot is left 0. Returns true when there are such.
-  bool (*codeSlots)(LaneValues values, int cases, const std::uint8_t* present, std::uint32_t* slots,
-                    std::uint8_t* others);
+  bool (*codeSlots)(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
+                    std::uint16_t* others);
 
   // Group means where every case has weight and count 1 and every value of the dependent is finite.
   GroupUpdate groupsPlain;

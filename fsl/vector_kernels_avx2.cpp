@@ -53,12 +53,6 @@ struct Avx2 {
   static I CodePlusOne(D v) {
     return _mm256_cvtepu32_epi64(_mm_add_epi32(_mm256_cvttpd_epi32(v), _mm_set1_epi32(1)));
   }
-  // Adds 1 to p[0] and p[1], returns the new p[0].
-  static double AddOneToBoth(double* p) {
-    const __m128d sum = _mm_add_pd(_mm_load_pd(p), _mm_set1_pd(1.0));
-    _mm_store_pd(p, sum);
-    return _mm_cvtsd_f64(sum);
-  }
 };
 
 #include "fsl/vector_kernels_body.h"

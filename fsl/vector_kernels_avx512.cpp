@@ -49,12 +49,6 @@ struct Avx512 {
   }
   static D Truncated(D v) { return _mm512_cvtepi32_pd(_mm512_cvttpd_epi32(v)); }
   static I CodePlusOne(D v) { return _mm512_add_epi64(_mm512_cvtepu32_epi64(_mm512_cvttpd_epi32(v)), One()); }
-  // Adds 1 to p[0] and p[1], returns the new p[0].
-  static double AddOneToBoth(double* p) {
-    const __m128d sum = _mm_add_pd(_mm_load_pd(p), _mm_set1_pd(1.0));
-    _mm_store_pd(p, sum);
-    return _mm_cvtsd_f64(sum);
-  }
 };
 
 #include "fsl/vector_kernels_body.h"

@@ -4,29 +4,38 @@
 // wide unit can be taken by the linker for use elsewhere.
 
 template <class V>
-bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std::uint8_t* present) {
-  unsigned all = 0xFF;
+void AppendCase(const double* entries, const int* firstEntries, int groupCount, std::uint64_t groupStride,
+                double* out) {
+  for (int g = 0; g < groupCount; ++g, out += groupStride) {
+    const double* const from = entries + firstEntries[g];
+    for (int l = 0; l < kLanes; l += V::kWidth) V::Store(out + l, V::Load(from + l));
+  }
+}
+
+template <class V>
+bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present) {
+  unsigned all = kAllLanes;
   for (int i = 0; i < cases; ++i) {
     unsigned bits = 0;
-    for (int l = 0; l < 8; l += V::kWidth) {
-      const typename V::D x = V::Load(values + i * 8 + l);
+    for (int l = 0; l < kLanes; l += V::kWidth) {
+      const typename V::D x = V::Load(values + i * kLanes + l);
       const typename V::M isMissing = V::And(V::GreaterEqual(x, V::Load(missing.first + l)),
                                              V::GreaterEqual(V::Load(missing.last + l), x));
       bits |= V::Bits(isMissing) << l;
     }
-    bits ^= 0xFF;
+    bits ^= kAllLanes;
     all &= bits;
-    present[i] = static_cast<std::uint8_t>(bits);
+    present[i] = static_cast<std::uint16_t>(bits);
   }
-  return all == 0xFF;
+  return all == kAllLanes;
 }
 
-// kGroups groups of eight at once: a chain of dependent divisions each, which overlap.
+// kGroups groups of lanes at once: a chain of dependent divisions each, which overlap.
 template <class V, int kGroups, bool kMasses, bool kSomeAbsent>
 void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const double* mass,
-               const double* runningMass, const std::uint8_t* present, std::uint64_t presentStride,
+               const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
                MomentsLanes* moments) {
-  constexpr int kVectors = 8 / V::kWidth;
+  constexpr int kVectors = kLanes / V::kWidth;
   typename V::D minimum[kGroups][kVectors], maximum[kGroups][kVectors], mean[kGroups][kVectors],
       sum[kGroups][kVectors];
   for (int g = 0; g < kGroups; ++g) {
@@ -43,7 +52,7 @@ void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const do
     for (int g = 0; g < kGroups; ++g) {
       for (int v = 0; v < kVectors; ++v) {
         const typename V::D x =
-            V::Load(values + static_cast<std::uint64_t>(g) * groupStride + i * 8 + v * V::kWidth);
+            V::Load(values + static_cast<std::uint64_t>(g) * groupStride + i * kLanes + v * V::kWidth);
         typename V::D d = V::Sub(x, mean[g][v]);
         if (kMasses) d = V::Mul(d, f);
         const typename V::D newMean = V::Add(mean[g][v], V::Div(d, running));
@@ -76,7 +85,7 @@ void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const do
 
 template <class V, int kGroups>
 void MomentsOfSome(LaneValues values, std::uint64_t groupStride, int cases, const double* mass,
-                   const double* runningMass, const std::uint8_t* present, std::uint64_t presentStride,
+                   const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
                    MomentsLanes* moments) {
   if (mass != nullptr && present != nullptr) {
     MomentsOf<V, kGroups, true, true>(values, groupStride, cases, mass, runningMass, present, presentStride,
@@ -94,9 +103,9 @@ void MomentsOfSome(LaneValues values, std::uint64_t groupStride, int cases, cons
 
 template <class V>
 void Moments(LaneValues values, std::uint64_t groupStride, int groupCount, int cases, const double* mass,
-             const double* runningMass, const std::uint8_t* present, std::uint64_t presentStride,
+             const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
              MomentsLanes* moments) {
-  constexpr int kAtOnce = V::kWidth / 2;  // four vectors, whatever their width
+  constexpr int kAtOnce = V::kWidth == 8 ? 2 : 1;  // four vectors at least
   int g = 0;
   const auto presentOf = [&](int group) {
     return present == nullptr ? nullptr : present + static_cast<std::uint64_t>(group) * presentStride;
@@ -112,65 +121,65 @@ void Moments(LaneValues values, std::uint64_t groupStride, int groupCount, int c
 }
 
 template <class V, int kCases, bool kSomeAbsent>
-void IntervalSlotsOf(LaneValues values, const double* bounds, int boundCount, const std::uint8_t* present,
+void IntervalSlotsOf(LaneValues values, const double* bounds, int boundCount, const std::uint16_t* present,
                      std::uint32_t* slots) {
-  for (int l = 0; l < 8; l += V::kWidth) {
+  for (int l = 0; l < kLanes; l += V::kWidth) {
     typename V::D x[kCases];
     typename V::I slot[kCases];
     for (int c = 0; c < kCases; ++c) {
-      x[c] = V::Load(values + c * 8 + l);
+      x[c] = V::Load(values + c * kLanes + l);
       slot[c] = V::One();
     }
     for (int k = 0; k < boundCount; ++k) {
-      const typename V::D bound = V::Load(bounds + k * 8 + l);
+      const typename V::D bound = V::Load(bounds + k * kLanes + l);
       for (int c = 0; c < kCases; ++c) slot[c] = V::AddWhere(slot[c], V::Greater(x[c], bound));
     }
     for (int c = 0; c < kCases; ++c) {
       if (kSomeAbsent) slot[c] = V::Keep(V::FromBits(static_cast<unsigned>(present[c]) >> l), slot[c]);
-      V::StoreLow(slots + c * 8 + l, slot[c]);
+      V::StoreLow(slots + c * kLanes + l, slot[c]);
     }
   }
 }
 
 template <class V>
 void IntervalSlots(LaneValues values, int cases, const double* bounds, int boundCount,
-                   const std::uint8_t* present, std::uint32_t* slots) {
+                   const std::uint16_t* present, std::uint32_t* slots) {
   int i = 0;
   if (present == nullptr) {
     for (; i + 4 <= cases; i += 4) {
-      IntervalSlotsOf<V, 4, false>(values + i * 8, bounds, boundCount, nullptr, slots + i * 8);
+      IntervalSlotsOf<V, 4, false>(values + i * kLanes, bounds, boundCount, nullptr, slots + i * kLanes);
     }
     for (; i < cases; ++i)
-      IntervalSlotsOf<V, 1, false>(values + i * 8, bounds, boundCount, nullptr, slots + i * 8);
+      IntervalSlotsOf<V, 1, false>(values + i * kLanes, bounds, boundCount, nullptr, slots + i * kLanes);
     return;
   }
   for (; i + 4 <= cases; i += 4) {
-    IntervalSlotsOf<V, 4, true>(values + i * 8, bounds, boundCount, present + i, slots + i * 8);
+    IntervalSlotsOf<V, 4, true>(values + i * kLanes, bounds, boundCount, present + i, slots + i * kLanes);
   }
   for (; i < cases; ++i)
-    IntervalSlotsOf<V, 1, true>(values + i * 8, bounds, boundCount, present + i, slots + i * 8);
+    IntervalSlotsOf<V, 1, true>(values + i * kLanes, bounds, boundCount, present + i, slots + i * kLanes);
 }
 
 template <class V>
-bool CodeSlots(LaneValues values, int cases, const std::uint8_t* present, std::uint32_t* slots,
-               std::uint8_t* others) {
+bool CodeSlots(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
+               std::uint16_t* others) {
   const typename V::D largest = V::Set(63.0);
   const typename V::D zero = V::Set(0.0);
   unsigned any = 0;
   for (int i = 0; i < cases; ++i) {
-    const unsigned isPresent = present == nullptr ? 0xFFu : present[i];
+    const unsigned isPresent = present == nullptr ? kAllLanes : present[i];
     unsigned direct = 0;
-    for (int l = 0; l < 8; l += V::kWidth) {
-      const typename V::D x = V::Load(values + i * 8 + l);
+    for (int l = 0; l < kLanes; l += V::kWidth) {
+      const typename V::D x = V::Load(values + i * kLanes + l);
       const typename V::M inRange = V::And(V::GreaterEqual(x, zero), V::GreaterEqual(largest, x));
       const typename V::D code = V::Truncated(x);  // of no meaning outside the range
       const typename V::M whole = V::And(inRange, V::GreaterEqual(code, x));
       const unsigned wholeBits = V::Bits(whole) & (isPresent >> l);
       direct |= wholeBits << l;
-      V::StoreLow(slots + i * 8 + l, V::Keep(V::FromBits(wholeBits), V::CodePlusOne(x)));
+      V::StoreLow(slots + i * kLanes + l, V::Keep(V::FromBits(wholeBits), V::CodePlusOne(x)));
     }
-    const unsigned rest = isPresent & ~direct & 0xFFu;
-    others[i] = static_cast<std::uint8_t>(rest);
+    const unsigned rest = isPresent & ~direct & kAllLanes;
+    others[i] = static_cast<std::uint16_t>(rest);
     any |= rest;
   }
   return any != 0;
@@ -178,61 +187,84 @@ bool CodeSlots(LaneValues values, int cases, const std::uint8_t* present, std::u
 
 enum class GroupRule { kPlain, kCounted, kWeighted };
 
-// One case after the other, the lanes in turn: each lane's division is a chain through its own group, and eight of
-// them overlap.
-template <class V, GroupRule kRule, int kLaneCount>
+// What one case brings to its groups.
+struct GroupCase {
+  double y;
+  double mass;
+  double relativeMass;
+  double count;
+  double totalWeight;
+};
+
+// Takes the case into one group of each of two predictors: one division of two doubles takes the time of one, and
+// a group's halves are loaded and stored as they lie. With weight and count 1 a new group needs no choice: its mean
+// becomes 0 + y / 1 and its sum 0.
+template <GroupRule kRule>
+void UpdateTwoGroups(const GroupCase& c, GroupMoments* a, GroupMoments* b) {
+  const __m128d y = _mm_set1_pd(c.y);
+  const __m128d oldWeightsA = _mm_load_pd(&a->weight), oldWeightsB = _mm_load_pd(&b->weight);
+  const __m128d momentsA = _mm_load_pd(&a->mean), momentsB = _mm_load_pd(&b->mean);
+  const __m128d step = kRule == GroupRule::kPlain ? _mm_set1_pd(1.0) : _mm_set_pd(c.count, c.relativeMass);
+  const __m128d weightsA = _mm_add_pd(oldWeightsA, step), weightsB = _mm_add_pd(oldWeightsB, step);
+  const __m128d weight = _mm_unpacklo_pd(weightsA, weightsB);
+  const __m128d oldMean = _mm_unpacklo_pd(momentsA, momentsB);
+  const __m128d oldSum = _mm_unpackhi_pd(momentsA, momentsB);
+  __m128d d = _mm_sub_pd(y, oldMean);
+  if (kRule != GroupRule::kPlain) d = _mm_mul_pd(d, _mm_set1_pd(c.mass));
+  if (kRule == GroupRule::kWeighted) d = _mm_div_pd(d, _mm_set1_pd(c.totalWeight));
+  __m128d mean = _mm_add_pd(oldMean, _mm_div_pd(d, weight));
+  __m128d sum = _mm_add_pd(oldSum, _mm_mul_pd(_mm_sub_pd(y, mean), d));
+  if (kRule != GroupRule::kPlain) {
+    const __m128d isNew = _mm_cmpeq_pd(_mm_unpackhi_pd(oldWeightsA, oldWeightsB), _mm_setzero_pd());
+    mean = _mm_or_pd(_mm_and_pd(isNew, y), _mm_andnot_pd(isNew, mean));
+    sum = _mm_andnot_pd(isNew, sum);
+  }
+  _mm_store_pd(&a->weight, weightsA);
+  _mm_store_pd(&b->weight, weightsB);
+  _mm_store_pd(&a->mean, _mm_unpacklo_pd(mean, sum));
+  _mm_store_pd(&b->mean, _mm_unpackhi_pd(mean, sum));
+}
+
+// One case after the other, the lanes in turn. Each update waits for the last one of its own group, which for a
+// variable with one big group is the last case's: sixteen lanes are what it takes to fill that time.
+// lanes: pairs of them; the caller has a table for a lane that is left over.
+template <GroupRule kRule, int kLanePairs>
 void UpdateGroupsOf(const GroupInput& input, GroupMoments* const* tables) {
   for (int at = 0; at < input.caseCount; ++at) {
     const int i = input.cases == nullptr ? at : input.cases[at];
-    const std::uint32_t* const slots = input.slots + i * 8;
-    const double y = input.dependent[i];
-    const double mass = kRule == GroupRule::kPlain ? 1.0 : input.mass[i];
-    const double relativeMass = kRule == GroupRule::kWeighted ? input.relativeMass[i] : mass;
-    const double count = kRule == GroupRule::kPlain ? 1.0 : input.count[i];
-    for (int l = 0; l < kLaneCount; ++l) {
-      GroupMoments& group = tables[l][slots[l]];
-      if (kRule == GroupRule::kPlain) {
-        // The first case needs no branch: the mean becomes 0 + y / 1 and the sum 0.
-        const double weight = V::AddOneToBoth(&group.weight);
-        const double d = y - group.mean;
-        const double mean = group.mean + d / weight;
-        group.sumOfSquares += (y - mean) * d;
-        group.mean = mean;
-        continue;
-      }
-      const bool isNew = group.count == 0.0;
-      const double weight = group.weight + relativeMass;
-      double d = (y - group.mean) * mass;
-      if (kRule == GroupRule::kWeighted) d /= input.totalWeight;
-      const double mean = group.mean + d / weight;
-      const double sum = group.sumOfSquares + (y - mean) * d;
-      group.weight = weight;
-      group.count += count;
-      group.mean = isNew ? y : mean;
-      group.sumOfSquares = isNew ? 0.0 : sum;
+    const std::uint32_t* const slots = input.slots + i * kLanes;
+    GroupCase c{input.dependent[i], 1.0, 1.0, 1.0, 1.0};
+    if (kRule != GroupRule::kPlain) {
+      c.mass = input.mass[i];
+      c.relativeMass = kRule == GroupRule::kWeighted ? input.relativeMass[i] : c.mass;
+      c.count = input.count[i];
+      c.totalWeight = input.totalWeight;
+    }
+    for (int l = 0; l < 2 * kLanePairs; l += 2) {
+      UpdateTwoGroups<kRule>(c, tables[l] + slots[l], tables[l + 1] + slots[l + 1]);
     }
   }
 }
 
-template <class V, GroupRule kRule>
+template <GroupRule kRule>
 void UpdateGroups(const GroupInput& input, GroupMoments* const* tables, int lanes) {
-  switch (lanes) {
+  switch ((lanes + 1) / 2) {
     case 1:
-      return UpdateGroupsOf<V, kRule, 1>(input, tables);
+      return UpdateGroupsOf<kRule, 1>(input, tables);
     case 2:
-      return UpdateGroupsOf<V, kRule, 2>(input, tables);
+      return UpdateGroupsOf<kRule, 2>(input, tables);
     case 3:
-      return UpdateGroupsOf<V, kRule, 3>(input, tables);
+      return UpdateGroupsOf<kRule, 3>(input, tables);
     case 4:
-      return UpdateGroupsOf<V, kRule, 4>(input, tables);
+      return UpdateGroupsOf<kRule, 4>(input, tables);
     case 5:
-      return UpdateGroupsOf<V, kRule, 5>(input, tables);
+      return UpdateGroupsOf<kRule, 5>(input, tables);
     case 6:
-      return UpdateGroupsOf<V, kRule, 6>(input, tables);
+      return UpdateGroupsOf<kRule, 6>(input, tables);
     case 7:
-      return UpdateGroupsOf<V, kRule, 7>(input, tables);
+      return UpdateGroupsOf<kRule, 7>(input, tables);
     default:
-      return UpdateGroupsOf<V, kRule, 8>(input, tables);
+      return UpdateGroupsOf<kRule, 8>(input, tables);
   }
 }
 
@@ -251,12 +283,13 @@ void ExpectedMasses(double rowTotal, const double* columnTotals, double total, i
 template <class V>
 constexpr VectorKernels KernelsOf(const char* name) {
   return {name,
+          &AppendCase<V>,
           &PresentLanes<V>,
           &Moments<V>,
           &IntervalSlots<V>,
           &CodeSlots<V>,
-          &UpdateGroups<V, GroupRule::kPlain>,
-          &UpdateGroups<V, GroupRule::kCounted>,
-          &UpdateGroups<V, GroupRule::kWeighted>,
+          &UpdateGroups<GroupRule::kPlain>,
+          &UpdateGroups<GroupRule::kCounted>,
+          &UpdateGroups<GroupRule::kWeighted>,
           &ExpectedMasses<V>};
 }
