@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "workbench/automation/sinks.h"
 #include "workbench/host/session_core.h"
@@ -34,23 +35,27 @@ void EngineServices::getmd5(int variableNumber, double* missingCode) {
 short EngineServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* variableNumbers,
                                      int variableCount, double* values, int* weighted, double* weight,
                                      int* /*reserved*/) {
+  try {
+    if (readerVersion_ != core_.dataVersion) RenewReader();
+    return reader_.Read(caseNumber, variableNumbers, variableCount, values, weighted, weight);
+  } catch (...) {
+    core_.KeepCurrentException();
+    return vlm::kCaseStop;
+  }
+}
+
+void EngineServices::RenewReader() {
   const Table& table = core_.table;
-  if (caseNumber < 1 || caseNumber > table.caseCount) return vlm::kCaseStop;
-  const auto caseIndex = static_cast<std::size_t>(caseNumber - 1);
-  *weighted = core_.weightVariable != 0;
-  *weight = 1.0;
-  if (!core_.IsSelected(caseNumber - 1)) return vlm::kCaseSkip;
+  CaseSource source;
+  for (const Column& column : table.columns) source.columns.push_back(column.values.data());
+  source.caseCount = table.caseCount;
+  source.selected = core_.selected ? &*core_.selected : nullptr;
   if (core_.weightVariable != 0) {
-    const Column& weights = table.Variable(core_.weightVariable);
-    *weight = weights.values[caseIndex];
-    if (!std::isfinite(*weight) || IsMissing(*weight, weights.missingCode)) return vlm::kCaseSkip;
+    source.weights = table.Variable(core_.weightVariable).values.data();
+    source.weightMissingCode = table.Variable(core_.weightVariable).missingCode;
   }
-  for (int index = 0; index < variableCount; ++index) {
-    const int number = variableNumbers[index];
-    if (number < 1 || number > table.VariableCount()) return vlm::kCaseStop;
-    values[index + 1] = table.Variable(number).values[caseIndex];
-  }
-  return vlm::kCaseUse;
+  reader_.SetSource(std::move(source));
+  readerVersion_ = core_.dataVersion;
 }
 
 void EngineServices::GetVarNameEx(int /*kind*/, int variableIndex, vlm::ITextSink* name) {

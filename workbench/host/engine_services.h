@@ -9,6 +9,7 @@
 
 #include "frame/host/engine_services.h"
 #include "frame/host/resources.h"
+#include "workbench/host/case_reader.h"
 
 namespace velmora {
 
@@ -63,9 +64,12 @@ class EngineServices final : public vlm::IEngineServices {
   };
 
   void ShowStep(int step);
+  void RenewReader();
 
   SessionCore& core_;
   vlm::IModuleResources* resources_ = nullptr;
+  CaseReader reader_;
+  std::uint64_t readerVersion_ = 0;  // of the data that the reader looks at
   BlockHeader* firstBlock_ = nullptr;
   std::int64_t blocksInUse_ = 0;
   std::uint64_t bytesInUse_ = 0;

@@ -1,0 +1,76 @@
+// Serves the cases of column-major data one by one. Reading a case from its columns touches a cache line for every
+// value; so when cases are asked for in rising order, a block of them is turned into rows once and served from there.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "workbench/data/selection.h"
+
+namespace velmora {
+
+// What cases are read from. The columns are the owner's and stay where they are while a reader looks at them.
+struct CaseSource {
+  std::vector<const double*> columns;  // of variable 1, 2, ...; caseCount values each
+  std::int64_t caseCount = 0;
+  const CaseBitmap* selected = nullptr;  // null: all cases are used
+  const double* weights = nullptr;       // null: not weighted
+  double weightMissingCode = 0;
+};
+
+class CaseReader {
+ public:
+  // Forgets the source before. To be called again whenever values, selection or weights have changed.
+  void SetSource(CaseSource source);
+  const CaseSource& Source() const { return source_; }
+
+  // Reads a case as the contract's case reader does, and with its results: a case is skipped when the selection leaves
+  // it out or its weight is missing or not finite; reading stops at a case or variable that does not exist. A negative
+  // weight is handed on. Takes no memory for a case; bad_alloc is possible only where a new list is begun.
+  short Read(int caseNumber, const int* variableNumbers, int variableCount, double* values, int* weighted,
+             double* weight) {
+    if (caseNumber < 1 || caseNumber > source_.caseCount) return kStop;
+    const std::int64_t caseIndex = caseNumber - 1;
+    *weighted = source_.weights != nullptr ? 1 : 0;
+    *weight = 1.0;
+    if (source_.selected != nullptr && !source_.selected->Contains(caseIndex)) return kSkip;
+    if (source_.weights != nullptr && !TakeWeight(caseIndex, weight)) return kSkip;
+    if (!IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount)) return kStop;
+    const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kFewestBlockCases;
+    lastCase_ = caseIndex;
+    if (!isNext) {
+      ReadFromColumns(caseIndex, values + 1);
+      return kUse;
+    }
+    if (caseIndex < blockFirst_ || caseIndex >= blockEnd_) FillBlock(caseIndex);
+    CopyRow(rows_ + static_cast<std::size_t>(caseIndex - blockFirst_) * stride_, values + 1);
+    return kUse;
+  }
+
+ private:
+  enum : short { kUse = 0, kSkip = 1, kStop = 2 };
+  static constexpr std::int64_t kFewestBlockCases = 256;
+  static constexpr std::int64_t kMostBlockCases = 1024;
+
+  bool TakeWeight(std::int64_t caseIndex, double* weight) const;
+  bool IsSameList(const int* variableNumbers, int variableCount) const;
+  bool SetList(const int* variableNumbers, int variableCount);
+  void ReadFromColumns(std::int64_t caseIndex, double* values) const;
+  void FillBlock(std::int64_t firstCase);
+  void CopyRow(const double* row, double* values) const;
+
+  CaseSource source_;
+  std::vector<int> list_;
+  std::vector<const double*> listColumns_;
+  std::vector<double> memory_;
+  double* rows_ = nullptr;  // blockCases_ x stride_
+  std::size_t stride_ = 0;  // doubles from row to row
+  std::int64_t blockCases_ = 0;
+  std::int64_t blockFirst_ = 0;  // cases in the block, from 0: blockFirst_ to blockEnd_ - 1
+  std::int64_t blockEnd_ = 0;
+  std::int64_t lastCase_ = -1 - kFewestBlockCases;
+};
+
+}  // namespace velmora
