@@ -1,0 +1,189 @@
+// The program of the side-by-side protocol: five words in (STEM JOB THREADS LIMIT INNER), one line of JSON out. Maps
+// STEM.npy (whole columns of doubles: y_bin, y_cont, y_cls, the continuous and then the categorical predictors) and
+// runs the engine INNER times over it, every case read through the contract.
+//
+// Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one). A word before
+// the five names variations, joined by commas: reference (the plain loop with ordered maps), weights, counts, sse2, avx2, avx512.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/memory_host.h"
+#include "fsl/feature_selection_settings.h"
+#include "fsl/vector_kernels.h"
+#include "tests/fsl/reference_engine.h"
+
+namespace velmora::bench {
+namespace {
+
+using vlmfsl::FeatureSelectionSettings;
+using vlmfsl::VariableRole;
+
+constexpr int kDependents = 3;
+constexpr int kChecked = 7;
+
+class Mapping {
+ public:
+  explicit Mapping(const std::string& file) {
+    const int handle = open(file.c_str(), O_RDONLY);
+    struct stat status {};
+    if (handle < 0 || fstat(handle, &status) != 0) throw std::runtime_error("cannot open " + file);
+    size_ = static_cast<std::size_t>(status.st_size);
+    memory_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, handle, 0);
+    close(handle);
+    if (memory_ == MAP_FAILED) throw std::runtime_error("cannot map " + file);
+  }
+  ~Mapping() { munmap(memory_, size_); }
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
+  const double* Doubles(std::size_t byteOffset) const {
+    return reinterpret_cast<const double*>(static_cast<const char*>(memory_) + byteOffset);
+  }
+
+ private:
+  void* memory_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+struct Job {
+  std::string stem, name, variations;
+  int limit = 0, inner = 1;
+  bool Varies(const char* word) const {
+    return ("," + variations + ",").find("," + std::string(word) + ",") != std::string::npos;
+  }
+};
+
+double ProcessorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double WallSeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+std::vector<int> Range(int first, int count) {
+  std::vector<int> numbers;
+  for (int i = 0; i < count; ++i) numbers.push_back(first + i);
+  return numbers;
+}
+
+void Choose(const Job& job, int continuous, int categorical, int allContinuous,
+            FeatureSelectionSettings* settings) {
+  const bool three = job.name == "fs3";
+  const auto set = [&](VariableRole role, const std::vector<int>& numbers) {
+    if (settings->SetVariables(role, numbers) != vlmfsl::kOk) throw std::bad_alloc();
+  };
+  if (job.name == "fs1" || three) set(VariableRole::kContinuousDependent, {2});
+  if (job.name == "fs1c") set(VariableRole::kCategoricalDependent, {3});
+  if (three) set(VariableRole::kCategoricalDependent, {1, 3});
+  set(VariableRole::kContinuousPredictor, Range(kDependents + 1, continuous));
+  set(VariableRole::kCategoricalPredictor, Range(kDependents + 1 + allContinuous, categorical));
+  settings->useCramersV = false;
+}
+
+nlohmann::json Check(const FeatureSelectionSettings& settings, const double* statistic) {
+  nlohmann::json check = nlohmann::json::array();
+  for (int p = 0; p < std::min(kChecked, settings.PredictorCount()); ++p) {
+    nlohmann::json row = nlohmann::json::array();
+    for (int d = 0; d < settings.DependentCount(); ++d) row.push_back(statistic[settings.MatrixIndex(d, p)]);
+    check.push_back(row);
+  }
+  return check;
+}
+
+nlohmann::json Run(const Job& job) {
+  std::ifstream metaFile(job.stem + ".json");
+  const nlohmann::json meta = nlohmann::json::parse(metaFile);
+  const Mapping data(job.stem + ".npy");
+  const int allContinuous = meta.at("continuous"), allCategorical = meta.at("categorical");
+  CaseSource source;
+  source.caseCount = meta.at("n").get<std::int64_t>();
+  const double* column = data.Doubles(meta.at("header_bytes").get<std::size_t>());
+  for (int i = 0; i < kDependents + allContinuous + allCategorical; ++i, column += source.caseCount) {
+    source.columns.push_back(column);
+  }
+  std::vector<double> weights(static_cast<std::size_t>(source.caseCount));
+  for (std::size_t i = 0; i < weights.size(); ++i)
+    weights[i] = 0.5 + static_cast<double>(i * 7919 % 1000) / 1000.0;
+  if (job.Varies("weights")) source.weights = weights.data();
+  if (job.Varies("counts")) {
+    for (double& w : weights) w = std::floor(1.0 + 2.0 * w);
+    source.columns.push_back(weights.data());
+  }
+  MemoryHost host(source);
+
+  const int continuous = job.limit > 0 ? std::min(job.limit, allContinuous) : allContinuous;
+  const int categorical =
+      job.limit > 0 ? std::min(std::max(1, job.limit / 4), allCategorical) : allCategorical;
+  FeatureSelectionSettings settings;
+  if (settings.Create(&host) != vlmfsl::kOk) throw std::bad_alloc();
+  Choose(job, continuous, categorical, allContinuous, &settings);
+  if (job.Varies("counts")) {
+    settings.useCountVariable = 1;
+    settings.countVariable = static_cast<int>(source.columns.size());
+  }
+
+  nlohmann::json cpu = nlohmann::json::array(), wall = nlohmann::json::array(), check;
+  for (int go = 0; go < job.inner; ++go) {
+    const double wallStart = WallSeconds(), cpuStart = ProcessorSeconds();
+    if (job.Varies("reference")) {
+      const auto result = vlmfsl::testing::RunReference(host, settings);
+      cpu.push_back(ProcessorSeconds() - cpuStart);
+      wall.push_back(WallSeconds() - wallStart);
+      check = Check(settings, result.statistic.data());
+      continue;
+    }
+    if (RunFeatureSelection(settings) != vlmfsl::kOk) throw std::runtime_error("the engine failed");
+    cpu.push_back(ProcessorSeconds() - cpuStart);
+    wall.push_back(WallSeconds() - wallStart);
+    check = Check(settings, settings.statistic);
+  }
+  settings.ReleaseAll();
+  return {{"cpu_s", cpu}, {"wall_s", wall}, {"predictors", continuous + categorical}, {"check", check}};
+}
+
+int Main(int wordCount, char** words) {
+  if (wordCount < 6) {
+    std::fprintf(stderr, "usage: bench_screen [VARIATIONS] STEM JOB THREADS LIMIT INNER\n");
+    return 2;
+  }
+  Job job;
+  job.variations = wordCount > 6 ? words[1] : "";
+  char** const five = words + wordCount - 5;
+  job.stem = five[0];
+  job.name = five[1];
+  job.limit = std::stoi(five[3]);
+  job.inner = std::max(1, std::stoi(five[4]));
+  if (job.name != "fs1" && job.name != "fs1c" && job.name != "fs3")
+    throw std::runtime_error("no job " + job.name);
+  if (job.Varies("sse2") && !ForceVectorUnit(vlmfsl::VectorUnit::kSse2)) throw std::runtime_error("no SSE2");
+  if (job.Varies("avx2") && !ForceVectorUnit(vlmfsl::VectorUnit::kAvx2)) throw std::runtime_error("no AVX2");
+  if (job.Varies("avx512") && !ForceVectorUnit(vlmfsl::VectorUnit::kAvx512))
+    throw std::runtime_error("no AVX-512");
+  std::printf("%s\n", Run(job).dump().c_str());
+  return 0;
+}
+
+}  // namespace
+}  // namespace velmora::bench
+
+int main(int wordCount, char** words) try {
+  return velmora::bench::Main(wordCount, words);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "bench_screen: %s\n", error.what());
+  return 1;
+}

@@ -1,0 +1,60 @@
+// The services over columns in memory, with the workbench's case reader and distributions and nothing else: what a run
+// costs through the contract, without a session around it.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "frame/host/engine_services.h"
+#include "workbench/host/case_reader.h"
+#include "workbench/stats/distributions.h"
+
+namespace velmora::bench {
+
+class MemoryHost final : public vlm::IEngineServices {
+ public:
+  explicit MemoryHost(CaseSource source) { reader_.SetSource(std::move(source)); }
+  virtual ~MemoryHost() = default;
+
+  int GetNbVars() override { return static_cast<int>(reader_.Source().columns.size()); }
+  int GetNbCases() override { return static_cast<int>(reader_.Source().caseCount); }
+  void getmd5(int, double* missingCode) override { *missingCode = vlm::kMissingValue; }
+  short cstrtw_ex_Long(int, int caseNumber, const int* variableNumbers, int variableCount, double* values,
+                       int* weighted, double* weight, int*) override {
+    return reader_.Read(caseNumber, variableNumbers, variableCount, values, weighted, weight);
+  }
+  void GetVarNameEx(int, int, vlm::ITextSink* name) override { name->Assign(nullptr, 0); }
+  void StripFormatting(const char* text, int length, vlm::ITextSink* stripped) override {
+    stripped->Assign(text, length);
+  }
+  int AllocMem(void** block, std::uint64_t byteCount) override {
+    *block = std::malloc(byteCount);
+    return *block == nullptr ? 1 : 0;
+  }
+  void FreeMem(void** block) override {
+    std::free(*block);
+    *block = nullptr;
+  }
+  void d_pbar(const char*, int) override {}
+  void dstart(int) override {}
+  void termom(int step) override { step_ = step; }
+  void dstop() override {}
+  int pcancel() override { return cancelled_ ? 1 : 0; }
+  int IsExternallyCancelled() override { return 0; }
+  vlm::IIterDisplay* GetIterDisplay() override { return nullptr; }
+  void LoadText(int, vlm::ITextSink* text) override { text->Assign(nullptr, 0); }
+  void SwitchNoticeDisplay(int) override {}
+  void ShowNotice(const char*, int) override {}
+  int GetProfileEntryInt(int, int defaultValue) override { return defaultValue; }
+  double FDistributionUpperTail(double df1, double df2, double f) override {
+    return stats::FUpperTail(df1, df2, f);
+  }
+  double ChiSquareDistribution(double x, double df) override { return stats::ChiSquareCdf(x, df); }
+
+ private:
+  CaseReader reader_;
+  int step_ = 0;
+  bool cancelled_ = false;
+};
+
+}  // namespace velmora::bench
