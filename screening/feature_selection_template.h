@@ -120,6 +120,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   Ref<vlm::IHostAnalysis> CreateStatisticsAnalysis(PredSummary& record, int analysisId);
   // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a comma.
   [[nodiscard]] std::string IntervalSeparator();
+  [[nodiscard]] std::string DecimalSeparator();  // of the user's locale
 
   // --- For the dialogs and outputs
   [[nodiscard]] std::string Text(int textId);

@@ -71,8 +71,12 @@ void CFeatureSelectionTemplate::ShowMessage(int textId) {
   Host().MessageOutput(text.data(), LengthOf(text));
 }
 
+std::string CFeatureSelectionTemplate::DecimalSeparator() {
+  return TextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
+}
+
 std::string CFeatureSelectionTemplate::IntervalSeparator() {
-  const std::string decimal = TextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
+  const std::string decimal = DecimalSeparator();
   return decimal.size() != 1 || decimal == "." ? "," : ";";
 }
 

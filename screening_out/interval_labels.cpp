@@ -4,8 +4,13 @@
 
 namespace vlmfsl {
 
-IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator) {
-  const std::vector<std::string> bounds = FormatDistinct(cutPoints);
+IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
+                                std::string_view decimalSeparator) {
+  std::vector<std::string> bounds = FormatDistinct(cutPoints);
+  for (std::string& bound : bounds) {
+    const std::size_t point = bound.find('.');
+    if (point != std::string::npos && !decimalSeparator.empty()) bound.replace(point, 1, decimalSeparator);
+  }
   IntervalTexts texts;
   for (std::size_t bin = 0; bin <= bounds.size(); ++bin) {
     const bool last = bin == bounds.size();

@@ -13,7 +13,9 @@ struct IntervalTexts {
   std::vector<std::string> labels, lower, upper;  // one a bin
 };
 
-// cutPoints: ascending, n of them; n + 1 bins. separator stands between the bounds in a label.
-[[nodiscard]] IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator);
+// cutPoints: ascending, n of them; n + 1 bins. separator stands between the bounds in a label; decimalSeparator
+// is the locale's.
+[[nodiscard]] IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
+                                              std::string_view decimalSeparator);
 
 }  // namespace vlmfsl

@@ -221,7 +221,7 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const Ca
     std::sort(record.cutPoints.begin(), record.cutPoints.end());
     record.cutPoints.erase(std::unique(record.cutPoints.begin(), record.cutPoints.end()),  // exact duplicates
                            record.cutPoints.end());
-    IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator());
+    IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
     record.levelNames = std::move(texts.labels);
     record.lowerTexts = std::move(texts.lower);
     record.upperTexts = std::move(texts.upper);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -387,6 +388,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::string weightFlags, automationError;
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
+  std::function<vlm::IHostAnalysis*(int)> hostAnalyses;  // makes the host's own analyses; empty: it has none
   bool hasWeight = false, weightAfterDialog = false, underAutomation = false, refuseDialogs = false;
   int refuseDocument = 0;  // the document with this number, counted from 1, cannot be made
 
@@ -473,7 +475,9 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     return 0;
   }
   vlm::IAutomationObject* GetApplication() override { return nullptr; }
-  vlm::IHostAnalysis* CreateHostAnalysis(int) override { return nullptr; }
+  vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {
+    return hostAnalyses ? hostAnalyses(analysisId) : nullptr;
+  }
 
  private:
   bool Refuses() { return ++documentRequests_ == refuseDocument; }

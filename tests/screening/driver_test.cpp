@@ -1,0 +1,226 @@
+// The driver on a scripted host: order of work, steps, how runs end, and a host that fails at every result sheet
+// and every allocation in turn.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "frame/host/screening_results.h"
+#include "tests/support/loaded_module.h"
+#include "tests/support/scripted_analysis_host.h"
+#include "workbench/host/document_adapters.h"
+#include "workbench/host/host_analyses.h"
+
+namespace vlmfsl::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char kPartly[] =
+    "One or more predictor(s) failed and will be omitted from the valid predictors list.";
+constexpr char kNothing[] = "No results can be computed. Please review the dataset for appropriate values.";
+constexpr char kUnable[] =
+    "Predictor screening is unable to complete the requested analysis.  Please review data for appropriate "
+    "values.";
+constexpr char kFatal[] = "An fatal error has occurred and the analysis must close.";
+
+// Variables: 1 flag, 2 amount (follows x), 3 x, 4 constant, 5 all missing, 6 group, 7 y.
+class Driver {
+ public:
+  explicit Driver(Faults faults = {}) : analysis(module_.Make(vlm::kScreeningFactory), host) {
+    std::vector<double> flag, amount, x, group, y;
+    for (int i = 0; i < 40; ++i) {
+      flag.push_back(i % 3 == 0 || i > 25 ? 1 : 0);
+      amount.push_back(i * i % 17 + (i > 20 ? 30 : 0));
+      x.push_back(i);
+      group.push_back(1 + (i / 3) % 4);
+      y.push_back(i * 7 % 11);
+    }
+    const std::vector<double> constant(40, 5.0), missing(40, vlm::kMissingValue);
+    const char* const names[] = {"flag", "amount", "x", "constant", "missing", "group", "y"};
+    const std::vector<double>* const values[] = {&flag, &amount, &x, &constant, &missing, &group, &y};
+    table_.caseCount = 40;
+    for (int i = 0; i < 7; ++i) {
+      host.engine.AddColumn(*values[i], names[i]);
+      velmora::Column column;
+      column.name = names[i];
+      column.values = *values[i];
+      table_.columns.push_back(column);
+    }
+    home_->workbook = std::make_shared<velmora::Workbook>();
+    velmora::HostAnalysesEnvironment environment;
+    environment.table = [this]() -> const velmora::Table& { return table_; };
+    environment.selection = [](std::string&, std::string&) {};
+    environment.weightVariable = [] { return 0; };
+    environment.wrapSheet = [this](std::shared_ptr<velmora::Sheet> sheet) {
+      if (++sheetsMade == failAtSheet) throw std::runtime_error("no sheet");
+      return velmora::MakeSpreadsheet(home_, std::move(sheet));
+    };
+    analyses_ = std::make_unique<velmora::HostAnalyses>(std::move(environment));
+    analyses_->Settings().pruneTrees = false;
+    host.hostAnalyses = [this](int id) { return analyses_->Create(id); };
+    host.engine.Fail(faults);
+    analysis.Step(100);
+    analysis.Step(101);
+  }
+
+  // Presses OK for these variables: continuous response | categorical | binary | predictors, categorical |
+  // continuous.
+  void Run(std::string_view variables) {
+    if (!host.Window().IsOpen()) analysis.Step(101);
+    Put("Variables", TextValue(variables));
+    const int codes[] = {1, 2, 3, 4};
+    vlm::AutomationValue factorCodes{};
+    factorCodes.type = vlm::kAutomationIntArray;
+    factorCodes.integers = codes;
+    factorCodes.length = 4;
+    Put("FactorCodes", factorCodes);
+    host.Window().Press(1);
+  }
+  void Put(std::string_view name, const vlm::AutomationValue& value) {
+    vlm::IAutomationObject& startup = host.Window().Automation();
+    int id = 0;
+    ASSERT_EQ(startup.GetIdOfName(name.data(), static_cast<int>(name.size()), &id), vlm::kDispatchOk);
+    Answer answer;
+    startup.Invoke(id, vlm::kInvokePut, &value, 1, &answer);
+  }
+  // "analysed best-first / failed" of a response kind; "no results".
+  std::string Outcome(int response) {
+    vlm::IScreeningResults* results = analysis->GetScreeningResults();
+    if (results == nullptr) return "no results";
+    std::string text;
+    struct Order final : vlm::IIntegerSink {
+      virtual ~Order() = default;
+      void Clear() override { numbers.clear(); }
+      void Append(int value) override { numbers.push_back(value); }
+      std::vector<int> numbers;
+    } order;
+    results->GetOrder(response, &order);
+    TextSink name;
+    for (const int index : order.numbers) {
+      results->GetPredictorName(response, index, &name);
+      text += name.text + " ";
+    }
+    vlm::ScreeningRun run{};
+    results->GetRun(response, &run);
+    text += "/";
+    for (int i = 0; i < run.failedCount; ++i) {
+      results->GetFailedName(response, i, &name);
+      text += " " + name.text;
+    }
+    return text;
+  }
+
+  ScriptedAnalysisHost host;
+  int sheetsMade = 0;
+  int failAtSheet = 0;
+
+ private:
+  LoadedModule module_;
+  velmora::Table table_;
+  std::shared_ptr<velmora::DocumentHome> home_ = std::make_shared<velmora::DocumentHome>();
+  std::unique_ptr<velmora::HostAnalyses> analyses_;
+
+ public:
+  AnalysisUnderTest analysis;
+};
+
+TEST(ScreeningDriver, RunsEndAsTheirPredictorsDo) {
+  struct Row {
+    const char* name;
+    const char* variables;
+    const char* steps;
+    std::vector<std::string> messages;
+    const char* outcome;  // of the continuous response
+  };
+  const Row rows[] = {
+      {"one predictor shows two steps", "2|||| 3", "dstart 2", {}, "x /"},
+      {"categorical predictors come first", "2||| 6 | 3 7", "dstart 3", {}, "x y group /"},
+      {"some fail", "2|||| 3 4 5", "dstart 3", {kPartly}, "x / constant missing"},
+      {"all fail: one message alone", "2|||| 4 5", "dstart 2", {kNothing}, "no results"},
+      {"no predictor", "2||||", nullptr, {"No predictor variables have been selected."}, "no results"},
+      {"no response", "|||| 3", nullptr, {"No response variables have been selected."}, "no results"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Driver driver;
+    driver.Run(row.variables);
+    if (row.steps != nullptr) {
+      EXPECT_THAT(driver.host.engine.log, Contains(row.steps));
+    }
+    EXPECT_EQ(driver.host.messages, row.messages);
+    EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), row.outcome);
+    EXPECT_EQ(driver.host.Window().exitStep, std::string(row.outcome) == "no results" ? -1 : 102);
+    EXPECT_THAT(driver.host.engine.Misuses(), IsEmpty());
+    EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
+  }
+}
+
+TEST(ScreeningDriver, CancellingLeavesNoResults) {
+  for (int step = 1; step <= 3; ++step) {
+    SCOPED_TRACE(step);
+    Faults faults;
+    faults.inPass = 1;
+    faults.cancelButtonAtStep = step;
+    Driver driver(faults);
+    driver.Run("2|||| 3 7 1");
+    EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
+    EXPECT_THAT(driver.host.messages, IsEmpty());
+    EXPECT_EQ(driver.host.Window().exitStep, -1);
+    EXPECT_EQ(driver.host.engine.log.back(), "dstop");
+    EXPECT_THAT(driver.host.engine.Misuses(), IsEmpty());
+  }
+}
+
+TEST(ScreeningDriver, AHostWithoutTreesEndsTheRunWithAMessage) {
+  Driver driver;
+  driver.host.hostAnalyses = nullptr;
+  driver.Run("2|||| 3");
+  EXPECT_THAT(driver.host.messages, ElementsAre(kUnable));
+  EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
+}
+
+// Whatever sheet cannot be made: the predictor fails or the run does, with a message, and the next run works.
+TEST(ScreeningDriver, EverySheetMayFail) {
+  constexpr char kVariables[] = "2||| 6 | 3";
+  Driver whole;
+  whole.Run(kVariables);
+  ASSERT_EQ(whole.Outcome(vlm::kContinuousResponse), "x group /");
+  ASSERT_GT(whole.sheetsMade, 10);
+  int fatal = 0, unable = 0;
+  for (int sheet = 1; sheet <= whole.sheetsMade; ++sheet) {
+    SCOPED_TRACE(sheet);
+    Driver driver;
+    driver.failAtSheet = sheet;
+    driver.Run(kVariables);
+    ASSERT_FALSE(driver.host.messages.empty());
+    fatal += driver.host.messages.front() == kFatal ? 1 : 0;
+    unable += driver.host.messages.front() == kUnable ? 1 : 0;
+    if (driver.host.messages.front() == kUnable) {
+      EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
+    }
+    driver.host.messages.clear();
+    driver.failAtSheet = 0;
+    driver.Run(kVariables);
+    EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "x group /");
+    EXPECT_THAT(driver.host.messages, IsEmpty());
+  }
+  EXPECT_GT(fatal, 0);
+  EXPECT_GT(unable, 0);
+}
+
+TEST(ScreeningDriver, AllocationFailureEndsTheRun) {
+  Faults faults;
+  faults.failAllocation = 1;
+  Driver driver(faults);
+  driver.Run("2|||| 3");
+  EXPECT_THAT(driver.host.messages, ElementsAre(kUnable));
+  EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
+  EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
+}
+
+}  // namespace
+}  // namespace vlmfsl::testing

@@ -1,0 +1,213 @@
+// What users' data and settings bring: locales, labels, selections, weights, codes, and what is refused.
+#include <gmock/gmock.h>
+
+#include <cmath>
+
+#include "tests/screening/screening_session.h"
+#include "workbench/data/errors.h"
+
+namespace velmora::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr int kBinary = vlm::kBinaryResponse;
+constexpr int kContinuous = vlm::kContinuousResponse;
+
+// 12 cases: a response of 0 and 1, a predictor that rises with it.
+Table Twelve(std::vector<double> predictor,
+             std::vector<double> response = {0, 0, 0, 1, 0, 0, 1, 1, 0, 1, 1, 1}) {
+  return MakeTable({MakeColumn("flag", std::move(response)), MakeColumn("x", std::move(predictor))});
+}
+
+const std::vector<double> kRising = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+
+TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
+  struct Row {
+    const char* name;
+    const char* decimal;
+    std::vector<double> x, cuts;
+    std::vector<std::string> labels;
+  };
+  const double base = 1;
+  const std::vector<double> close = {1, 1, 1, 1, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 2, 2, 2, 2};
+  const double next = std::nextafter(base, 2);
+  const Row rows[] = {
+      {"point", ".", kRising, {2.5, 8}, {"(-Inf, 2.5]", "(2.5, 8]", "(8, Inf)"}},
+      {"comma", ",", kRising, {2.5, 8}, {"(-Inf; 2,5]", "(2,5; 8]", "(8; Inf)"}},
+      {"alike with six digits",
+       ".",
+       close,
+       {1.0000001, 1.0000003},
+       {"(-Inf, 1.000000100000000e+00]", "(1.000000100000000e+00, 1.000000300000000e+00]",
+        "(1.000000300000000e+00, Inf)"}},
+      {"alike in %g, not in %e",
+       ".",
+       {1234565, 1234565, 1234565, 1234567, 1234567, 1234567, 1234569, 1234569, 1234569, 1234569, 1234569,
+        1234569},
+       {1234566, 1234568},
+       {"(-Inf, 1.234566e+06]", "(1.234566e+06, 1.234568e+06]", "(1.234568e+06, Inf)"}},
+      {"neighbouring doubles",
+       ".",
+       {base, base, base, base, next, next, next, next, 2, 2, 2, 2},
+       {base, next},
+       {"(-Inf, 1.000000000000000e+00]", "(1.000000000000000e+00, 1.000000000000000e+00]",
+        "(1.000000000000000e+00, Inf)"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScreeningSession run(Twelve(row.x), row.decimal);
+    run.session.AnalysisSettings().ownBins[2].cutPoints = row.cuts;
+    ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+    EXPECT_EQ(run.Labels(kBinary, 0), row.labels);
+    // Every case lies in the bin that its value asks for.
+    for (int bin = 0; bin < 3; ++bin) EXPECT_GT(run.Bin(kBinary, 0, bin).total, 0);
+  }
+}
+
+TEST(ScreeningStatistics, ABinWithoutOneCodeAddsNothingToTheInformationValue) {
+  ScreeningSession run(Twelve(kRising, {0, 0, 0, 0, 1, 0, 1, 0, 1, 1, 0, 1}));
+  run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 8.5};
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+  const vlm::ScreeningBin empty = run.Bin(kBinary, 0, 0);
+  EXPECT_EQ(empty.good, 0);
+  EXPECT_EQ(empty.woe, vlm::kMissingValue);
+  EXPECT_EQ(empty.informationValue, vlm::kMissingValue);
+  EXPECT_EQ(empty.gini, 0);
+  const double want = (2.0 / 5 - 2.0 / 7) * std::log((2.0 / 5) / (2.0 / 7)) +
+                      (3.0 / 5 - 1.0 / 7) * std::log((3.0 / 5) / (1.0 / 7));
+  EXPECT_NEAR(run.Predictor(kBinary, 0).informationValue, want, 1e-12);
+}
+
+TEST(ScreeningStatistics, ConstantLevelsLeaveNoError) {
+  ScreeningSession run(Twelve(kRising, {1, 1, 1, 1, 1, 1, 4, 4, 4, 4, 4, 4}));
+  ASSERT_TRUE(run.Run({.continuousResponse = "1", .continuous = "2"}));
+  const vlm::ScreeningPredictor p = run.Predictor(kContinuous, 0);
+  EXPECT_EQ(p.rSquared, 1);
+  EXPECT_EQ(p.fStatistic, vlm::kMissingValue);
+  // The importance table leaves that F out.
+  run.session.ResultsDialog().Get("Summary");
+  const auto& documents = run.session.Documents().Documents();
+  ASSERT_FALSE(documents.empty());
+  const Sheet& sheet = *documents.back().AsSheet();
+  EXPECT_EQ(sheet.Title(), "Importance: flag");
+  EXPECT_EQ(sheet.Cell(1, 1), 1);
+  EXPECT_TRUE(IsEmptyCell(sheet.Cell(1, 2)));
+  EXPECT_EQ(sheet.Cell(1, 3), 2);
+}
+
+TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
+  Table table = Twelve(kRising);
+  table.columns.push_back(MakeColumn("part", {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2}));
+  {
+    ScreeningSession run(table);
+    run.session.SelectCases("part < 3", "part = 2");
+    run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 10.5};
+    ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+    EXPECT_THAT(run.face.notices, ElementsAre(HasSubstr("exclusion")));
+    // The bin above 10.5 comes from excluded cases alone.
+    EXPECT_THAT(run.CutPoints(kBinary, 0), ElementsAre(4.5, 10.5));
+    EXPECT_EQ(run.Bin(kBinary, 0, 1).total, 6);
+    EXPECT_EQ(run.Bin(kBinary, 0, 2).total, 0);
+    EXPECT_EQ(run.Bin(kBinary, 0, 3).total, 10);
+    EXPECT_EQ(run.Predictor(kBinary, 0).maximum, 10);
+  }
+  {
+    ScreeningSession run(std::move(table));
+    run.session.SelectCases("part = 1", "");
+    run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 10.5};
+    ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+    EXPECT_THAT(run.CutPoints(kBinary, 0), ElementsAre(4.5));
+  }
+}
+
+TEST(ScreeningWeights, CountsAreWeightedAndTheUniqueValuesAreNot) {
+  Table table = Twelve({1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3});
+  table.columns.push_back(MakeColumn("w", {1, 1, 1, 5, 1, 1, 1, 1, 1, 1, 0, kMissing}));
+  ScreeningSession run(std::move(table));
+  run.session.WeightBy(3);
+  run.session.AnalysisSettings().ownBins[2].cutPoints = {1.5};
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+  const vlm::ScreeningBin first = run.Bin(kBinary, 0, 0);
+  EXPECT_EQ(first.bad, 3);
+  EXPECT_EQ(first.good, 5);
+  EXPECT_EQ(run.Bin(kBinary, 0, 2).total, 14);
+  EXPECT_EQ(run.Predictor(kBinary, 0).validN, 14);
+  // Unweighted: values 1 (3 bad, 1 good), 2 (2, 2), 3 (1, 1).
+  const double before = (2 * 0.75 * 0.25 * 4 + 2 * 0.25 * 4 + 2 * 0.25 * 2) / 10;
+  EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, before, 1e-12);
+}
+
+TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
+  struct Row {
+    const char* name;
+    Wanted wanted;
+    std::vector<std::string> messages;  // none: the run has results
+  };
+  const Row rows[] = {
+      {"good code not in the data",
+       {.binaryResponse = "1", .continuous = "2", .good = "2", .bad = "9"},
+       {"The code used to specify 'Good' is not appropriate."}},
+      {"bad code not in the data",
+       {.binaryResponse = "1", .continuous = "2", .good = "1", .bad = "9"},
+       {"The code used to specify 'Bad' is not appropriate."}},
+      {"identical",
+       {.binaryResponse = "1", .continuous = "2", .good = "1", .bad = "1"},
+       {"Good and bad codes are identical.\nPlease select different codes."}},
+      {"one factor code",
+       {.binaryResponse = "1", .categorical = "3", .continuous = "2"},
+       {"For at least one selected categorical predictor there are not enough distinct factor codes.\n"
+        "Please review variables for appropriate values."}},
+      {"codes that are not whole",
+       {.binaryResponse = "4", .continuous = "2", .good = "1.5", .bad = "0.25"},
+       {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Table table = Twelve(kRising);
+    table.columns.push_back(MakeColumn("one", std::vector<double>(12, 3)));
+    std::vector<double> halves;
+    for (const double code : table.columns[0].values) halves.push_back(code == 1 ? 1.5 : 0.25);
+    table.columns.push_back(MakeColumn("halves", halves));
+    ScreeningSession run(std::move(table));
+    run.session.AnalysisSettings().ownBins[2].cutPoints = {6.5};
+    EXPECT_EQ(run.Run(row.wanted), row.messages.empty());
+    EXPECT_EQ(run.face.messages, row.messages);
+    if (row.messages.empty()) {
+      EXPECT_GT(run.Predictor(kBinary, 0).informationValue, 0.1);
+      EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 1, sink); }),
+                "1.5");
+    }
+  }
+}
+
+TEST(ScreeningData, PredictorsThatCannotBeBinnedSayWhy) {
+  Table table = Twelve(kRising);
+  table.columns.push_back(MakeColumn("constant", std::vector<double>(12, 3)));
+  table.columns.push_back(MakeColumn("missing", std::vector<double>(12, kMissing)));
+  const double infinity = std::numeric_limits<double>::infinity();
+  table.columns.push_back(MakeColumn("infinite", {-infinity, 1, 2, 3, 4, 5, 6, 7, 8, 9, infinity, infinity}));
+  ScreeningSession run(std::move(table));
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2 3 4 5"}));
+  EXPECT_THAT(run.FailedReasons(kBinary),
+              ElementsAre("constant: No split of the predictor separates the response.",
+                          "missing: There are no cases with a value of the predictor and of the response."));
+  // Infinite values are values: they lie in the outer bins.
+  EXPECT_EQ(run.Order(kBinary).size(), 2u);
+}
+
+// Sheets that were made before other data came show what they showed.
+TEST(ScreeningData, ResultsKeepTheDataThatTheyWereMadeFrom) {
+  ScreeningSession run(Twelve(kRising));
+  run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5};
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+  AutomationClient sheet = run.session.ResultsDialog().GetObject("BinaryResponseCrosstabulation");
+  const double bad = sheet.Get("Value", {1, 2}).AsReal();
+  run.session.SetTable(Twelve({9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}));
+  EXPECT_EQ(sheet.Get("Value", {1, 2}).AsReal(), bad);
+  EXPECT_EQ(run.Results(), nullptr);
+}
+
+}  // namespace
+}  // namespace velmora::testing
