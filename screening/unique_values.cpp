@@ -1,8 +1,9 @@
 #include "screening/unique_values.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
+#include <cstdint>
+#include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -15,36 +16,53 @@ namespace {
 
 constexpr int kBlockRows = 4096;
 
-// Says which response values are displayed as the bad code's text. A response has two values here, so the few
-// seen are kept, each with the answer.
-class BadCodeTest {
+// Marks the cases whose response is displayed as the bad code's text. A response has two values here, so the
+// display is asked for each value once and cases are compared with the two seen last.
+class BadCodeMarks {
  public:
-  BadCodeTest(vlm::ISpreadsheet& sheet, const std::string& badText) : sheet_(sheet), badText_(badText) {}
+  BadCodeMarks(vlm::ISpreadsheet& sheet, const std::string& badText) : sheet_(sheet), badText_(badText) {}
 
-  // row: a row that holds the value.
-  bool operator()(double value, int row) {
-    if (hasLast_ && value == lastValue_) return lastIsBad_;  // bitwise repeats: exact on purpose
-    for (const auto& [known, isBad] : known_) {
-      if (known == value) return Remember(value, isBad);
+  // marks[i] := 1 for a bad case, else 0. firstRow: row of the first response.
+  void Mark(std::span<const double> responses, int firstRow, std::uint8_t* marks) {
+    if (MarkByLastTwo(responses, marks)) return;
+    for (std::size_t i = 0; i < responses.size(); ++i) {
+      marks[i] = IsBad(responses[i], firstRow + static_cast<int>(i)) ? 1 : 0;
     }
-    const bool isBad = CellText(sheet_, row, 2) == badText_;
-    if (known_.size() < 64) known_.emplace_back(value, isBad);
-    return Remember(value, isBad);
   }
 
  private:
-  bool Remember(double value, bool isBad) {
-    hasLast_ = true;
-    lastValue_ = value;
-    return lastIsBad_ = isBad;
+  struct Known {
+    double value = std::numeric_limits<double>::quiet_NaN();  // equals no response
+    bool isBad = false;
+  };
+
+  // False when there is another value; the marks are then not to be used. Values are compared exactly: the same
+  // code is the same double.
+  bool MarkByLastTwo(std::span<const double> responses, std::uint8_t* marks) const {
+    const Known a = lastTwo_[0];
+    const Known b = lastTwo_[1];
+    unsigned others = 0;
+    for (std::size_t i = 0; i < responses.size(); ++i) {
+      const unsigned isA = responses[i] == a.value ? 1 : 0;
+      const unsigned isB = responses[i] == b.value ? 1 : 0;
+      others |= (isA | isB) ^ 1u;
+      marks[i] = static_cast<std::uint8_t>((isA & (a.isBad ? 1u : 0u)) | (isB & (b.isBad ? 1u : 0u)));
+    }
+    return others == 0;
+  }
+
+  bool IsBad(double value, int row) {
+    for (const Known& known : lastTwo_) {
+      if (known.value == value) return known.isBad;
+    }
+    lastTwo_[1] = lastTwo_[0];
+    lastTwo_[0] = {value, CellText(sheet_, row, 2) == badText_};
+    return lastTwo_[0].isBad;
   }
 
   vlm::ISpreadsheet& sheet_;
   const std::string& badText_;
-  std::vector<std::pair<double, bool>> known_;
-  bool hasLast_ = false;
-  double lastValue_ = 0;
-  bool lastIsBad_ = false;
+  Known lastTwo_[2];
 };
 
 // Finished rows on their way to the sheet.
@@ -113,7 +131,8 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
     const int rowCount = workSheet_->GetRowCount();
     std::vector<double> predictor(kBlockRows);
     std::vector<double> response(kBlockRows);
-    BadCodeTest isBad(*workSheet_, badText_);
+    std::vector<std::uint8_t> isBad(kBlockRows);
+    BadCodeMarks marks(*workSheet_, badText_);
     RowBlock finished(sheet);
     double value = 0;
     int cases = 0;
@@ -122,6 +141,7 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
       const int count = std::min(kBlockRows, rowCount - first + 1);
       workSheet_->ReadColumn(1, first, count, predictor.data());
       workSheet_->ReadColumn(2, first, count, response.data());
+      marks.Mark(std::span(response).first(static_cast<std::size_t>(count)), first, isBad.data());
       for (int i = 0; i < count; ++i) {
         const double x = predictor[static_cast<std::size_t>(i)];
         if (cases > 0 && x != value && !NearlyEqual(x, value)) {
@@ -131,7 +151,7 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
         }
         value = x;
         ++cases;
-        bad += isBad(response[static_cast<std::size_t>(i)], first + i) ? 1 : 0;
+        bad += isBad[static_cast<std::size_t>(i)];
       }
     }
     if (cases > 0) finished.Add(value, bad, cases);
