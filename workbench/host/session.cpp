@@ -43,7 +43,7 @@ void Session::SetTable(Table table) {
   state_->core->ThrowKept();
 }
 
-Table& Session::Data() { return state_->core->table; }
+const Table& Session::Data() const { return state_->core->table; }
 
 void Session::SelectCases(const std::string& include, const std::string& exclude) {
   state_->core->RequireThread();

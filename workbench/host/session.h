@@ -57,7 +57,7 @@ class Session {
   // Puts other data in place of what is there: selection and weights are dropped, results dialogs are closed,
   // and every analysis starts afresh on the new data.
   void SetTable(Table table);
-  Table& Data();
+  const Table& Data() const;
   // Cases used: those for which include (when not empty) is true and exclude (when not empty) is not. Throws
   // DataError for a wrong expression; then nothing has changed.
   void SelectCases(const std::string& include, const std::string& exclude);
