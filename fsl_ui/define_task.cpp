@@ -200,13 +200,13 @@ void CDefineTask::ChooseVariables() {
           counts[i],          settings->listCapacity[i]};
     }
     const std::string title = LoadResString(kTextSelectVariables);
-    // The dialog writes into the record, so the results go before it may.
-    DropResults();
     if (Window()->VariableListsDialog(title.data(), LengthOf(title), requests.data(),
                                       static_cast<int>(requests.size())) == 0 ||
         !Window()) {
       return;
     }
+    // The lists are the record's own: with OK they are others than those of the last run.
+    DropResults();
     if (settings->DependentCount() >= 1 && settings->PredictorCount() >= kFewestPredictorsOfChoice) {
       return ShowVariables();
     }

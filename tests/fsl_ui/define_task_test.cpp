@@ -290,7 +290,8 @@ TEST(DefineTask, ChangedSettingsDropTheResults) {
   Session session;
   ScriptedWindow& results = session.RunAndShowResults("1 | 2 | 3 4 5 | 6");
   ScriptedWindow& again = session.Open(101);
-  ASSERT_NE(session.analysis->GetFeatureSelectionResults(), nullptr);
+  again.Press(1005);
+  ASSERT_NE(session.analysis->GetFeatureSelectionResults(), nullptr) << "a cancelled choice changes nothing";
   Session::Put(again, "Variables", TextValue("1 | | 3-6 3 4 |"));
   EXPECT_EQ(session.analysis->GetFeatureSelectionResults(), nullptr);
   EXPECT_EQ(session.host.resultsChanges.back(), 0);
