@@ -41,8 +41,8 @@ Which cases, and how much they count
   --weight NAME               case weights; no predictor unless you name it as one
   --round-weights             round the weights to whole numbers
   --count NAME                how many cases each row stands for; rows with less than 1 are left out
-  --missing NAME=CODE...      a number or a label that stands for no answer
-  --missing-text TEXT...      texts that mean missing everywhere in a text file, such as NA
+  --missing NAME=CODE         a number or a label that stands for no answer
+  --missing-text TEXT         a text that means missing everywhere in a text file, such as NA
   --casewise                  leave a case out from its first missing value on (default: pair by pair)
   --delimiter C               the character between fields of a text file (default: found out); tab for a tab
 
@@ -62,7 +62,7 @@ Which predictors are shown
 
 Where results go
   --out DIR                   write feature_selection.html, .xlsx, .json and .csv into DIR, all or none
-  --format F...               terminal, json, csv, xlsx or html; without --out one of them, to standard output
+  --format F,...              terminal, json, csv, xlsx or html; without --out one of them, to standard output
   --save-bundles              save the data with the best predictors as variable bundles, beside the outputs
                               (in the present folder without --out)
   --quiet                     no notes on standard error, only warnings and failures

@@ -64,7 +64,7 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
                                       "-",
                                       ""};
       if (!pair.notComputable) {
-        row[3] = ShownNumber(pair.statistic, "");
+        row[3] = ShownNumber(pair.statistic, dependent.statisticName == "Cramer's V" ? "0.0000" : "0.000");
         row[4] = ShownProbability(pair.pValue);
         if (largest > 0) row[5] = Bar(pair.statistic / largest, barCells, utf8);
       }

@@ -73,6 +73,13 @@ void CommandParser::List(const std::string& name, std::vector<std::string>& targ
   lists_.push_back(&target);
 }
 
+void CommandParser::Repeated(const std::string& name, std::vector<std::string>& target) {
+  app_.add_option(name, target)
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
 void CommandParser::WholeNumber(const std::string& name, int& target, int minimum, int maximum) {
   app_.add_option_function<std::string>(name, [=, &target](const std::string& text) {
     int value = 0;
@@ -130,18 +137,16 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
     throw UsageError("There is no option " + option +
                      (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
   }
-  if (positional_ != nullptr && positional_->empty() && !arguments.empty())
-    TakePositionalFromLists(arguments.back());
+  if (positional_ != nullptr && positional_->empty()) TakePositionalFromLists();
 }
 
 // --dependents risk data.csv: a list option takes every word that follows, the data file too.
-void CommandParser::TakePositionalFromLists(const std::string& lastArgument) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(lastArgument, error)) return;
+void CommandParser::TakePositionalFromLists() {
   for (std::vector<std::string>* list : lists_) {
-    if (list->size() < 2 || list->back() != lastArgument) continue;
+    std::error_code error;
+    if (list->size() < 2 || !std::filesystem::is_regular_file(list->back(), error)) continue;
+    *positional_ = list->back();
     list->pop_back();
-    *positional_ = lastArgument;
     return;
   }
 }
@@ -159,8 +164,8 @@ bool CommandParser::Has(const std::string& name) const { return app_.count(name)
 void DataOptions::AddTo(CommandParser& parser) {
   parser.Positional("DATA", path);
   parser.Text("--delimiter", delimiter);
-  parser.List("--missing-text", missingTexts);
-  parser.List("--missing", missingCodes);
+  parser.Repeated("--missing-text", missingTexts);
+  parser.Repeated("--missing", missingCodes);
   parser.List("--continuous", continuous);
   parser.List("--categorical", categorical);
 }
@@ -174,7 +179,7 @@ void CaseOptions::AddTo(CommandParser& parser) {
 
 void OutputOptions::AddTo(CommandParser& parser) {
   parser.Text("--out", folder);
-  parser.List("--format", formatNames);
+  parser.Repeated("--format", formatNames);
   parser.Flag("--save-bundles", saveBundles);
   parser.Flag("--quiet", quiet);
 }
@@ -197,7 +202,7 @@ std::vector<Format> OutputOptions::Formats() const {
   }
   if (formats.empty()) formats = {Format::kTerminal};
   if (formats.size() > 1) {
-    throw UsageError("Several formats need --out DIR: standard output holds one of them.");
+    throw UsageError("--format: several formats need --out DIR; standard output holds one of them.");
   }
   if (formats.front() == Format::kXlsx && StandardOutputTerminal().isTerminal) {
     throw UsageError(

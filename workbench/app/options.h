@@ -16,6 +16,8 @@ class CommandParser {
   void Text(const std::string& name, std::string& target);
   // One or more values after the name, and the option may stand several times.
   void List(const std::string& name, std::vector<std::string>& target);
+  // One value each time; the option may stand several times.
+  void Repeated(const std::string& name, std::vector<std::string>& target);
   // Throws UsageError while parsing for anything but a whole number from minimum to maximum.
   void WholeNumber(const std::string& name, int& target, int minimum, int maximum);
   // The same for a number between minimum and maximum, both excluded.
@@ -31,7 +33,7 @@ class CommandParser {
   bool Has(const std::string& name) const;  // the option stood on the command line
 
  private:
-  void TakePositionalFromLists(const std::string& lastArgument);
+  void TakePositionalFromLists();
 
   CLI::App app_;
   std::string positionalName_;

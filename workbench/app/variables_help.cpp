@@ -18,8 +18,8 @@ Examples:
 Options
   --continuous NAME...        take these as measured numbers, whatever was inferred
   --categorical NAME...       take these as categories, whatever was inferred
-  --missing NAME=CODE...      a number or a label that stands for no answer
-  --missing-text TEXT...      texts that mean missing everywhere in a text file, such as NA
+  --missing NAME=CODE         a number or a label that stands for no answer
+  --missing-text TEXT         a text that means missing everywhere in a text file, such as NA
   --delimiter C               the character between fields of a text file (default: found out); tab for a tab
   --format F                  terminal (default), json or csv
 
