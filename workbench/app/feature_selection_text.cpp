@@ -96,9 +96,14 @@ std::string Heading(const FeatureSelectionReport& report, const ReportedDependen
     case DisplayMode::kBest:
       shown = "the " + std::to_string(dependent.best.size()) + " best" + of;
       break;
-    case DisplayMode::kBelowP:
-      shown = std::to_string(dependent.best.size()) + of + ", p up to " + ShownNumber(report.pCriterion, "");
+    case DisplayMode::kBelowP: {
+      const bool anyMeetsIt = dependent.pairs[static_cast<std::size_t>(dependent.best.front())].pValue <=
+                              report.pCriterion * (1 + 1e-14);
+      shown = (anyMeetsIt ? std::to_string(dependent.best.size()) + of + " with" : "none" + of + " has") +
+              " p up to " + ShownNumber(report.pCriterion, "") +
+              (anyMeetsIt ? "" : "; all that could be scored");
       break;
+    }
     case DisplayMode::kBestByP:
       shown = "the " + std::to_string(dependent.best.size()) + of + " with the smallest p-values";
       break;
