@@ -352,7 +352,7 @@ TEST(FeatureSelection, CtrlCEndsWithNothingWritten) {
   for (int j = 0; j < 40; ++j) csv += ",x" + std::to_string(j);
   csv += "\n";
   unsigned state = 1;
-  for (int i = 0; i < 60000; ++i) {
+  for (int i = 0; i < 150000; ++i) {
     for (int j = 0; j <= 40; ++j) {
       state = state * 1664525u + 1013904223u;
       csv += std::to_string(state >> 12) + (j == 40 ? "\n" : ",");
@@ -361,7 +361,7 @@ TEST(FeatureSelection, CtrlCEndsWithNothingWritten) {
   const std::string data = folder.Write("a.csv", csv);
   const std::string out = (folder.Path() / "out").string();
   ProcessOptions options;
-  options.interruptAfterMilliseconds = 250;
+  options.interruptAfterMilliseconds = 150;
   const ProcessResult result = RunVelmora(Command(data, {"--dependents", "y", "--out", out}), options);
   if (result.exitCode == 0) GTEST_SKIP() << "the run was over before the signal";
   EXPECT_EQ(result.exitCode, 130) << result.err;

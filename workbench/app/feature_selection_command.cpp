@@ -70,8 +70,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
 
 void TellLeftOut(const VariableChoice& choice) {
   for (const LeftOutVariable& variable : choice.leftOut) {
-    Tell("Not screened: " + variable.name + " (" + variable.role +
-         (variable.reason.empty() ? "" : "; " + variable.reason) + ")");
+    Tell("Not screened: " + variable.name + " (" +
+         (variable.reason.empty() ? variable.role : variable.reason) + ")");
   }
 }
 

@@ -2,6 +2,7 @@
 #include "workbench/app/feature_selection_run.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
@@ -107,6 +108,25 @@ std::string NameOf(const Table& table, int number) {
   return number == 0 ? std::string() : table.Variable(number).name;
 }
 
+// Every ranking of a dependent repeats its notices; the workbook keeps each once, with its dependent.
+void SettleNotices(Workbook& workbook, const FeatureSelectionReport& report) {
+  const std::vector<Notice> all = std::exchange(workbook.notices, {});
+  const auto addOnce = [&](const std::string& text, int group) {
+    const bool known = std::any_of(workbook.notices.begin(), workbook.notices.end(),
+                                   [&](const Notice& notice) { return notice.text == text; });
+    if (!known) workbook.AddNotice(text, group);
+  };
+  for (const ReportedDependent& dependent : report.dependents) {
+    const auto group =
+        std::find_if(workbook.Groups().begin(), workbook.Groups().end(),
+                     [&](const DocumentGroup& candidate) { return candidate.name == dependent.name; });
+    for (const std::string& text : dependent.notices) {
+      addOnce(text, group == workbook.Groups().end() ? 0 : group->id);
+    }
+  }
+  for (const Notice& notice : all) addOnce(notice.text, notice.group);
+}
+
 }  // namespace
 
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
@@ -172,12 +192,8 @@ void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionRepor
   }
   workbook.SetFact("Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square");
   for (const LeftOutVariable& variable : report.leftOut) {
-    workbook.SetFact("Not screened: " + variable.name, variable.role + ", " + variable.reason);
-  }
-  for (const ReportedDependent& dependent : report.dependents) {
-    const int group = workbook.AddGroup(
-        dependent.name, std::string(KindName(dependent.kind)) + " dependent, " + dependent.statisticName);
-    for (const std::string& notice : dependent.notices) workbook.AddNotice(notice, group);
+    workbook.SetFact("Not screened: " + variable.name,
+                     variable.reason.empty() ? variable.role : variable.reason);
   }
   const AutomationClient results = session.ResultsDialog();
   for (const char* member :
@@ -185,7 +201,7 @@ void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionRepor
     results.Get(member);
     StopIfInterrupted();
   }
-  workbook.GroupByTitles();
+  SettleNotices(workbook, report);
 }
 
 }  // namespace velmora

@@ -94,7 +94,9 @@ std::string Heading(const FeatureSelectionReport& report, const ReportedDependen
   std::string shown;
   switch (report.displayMode) {
     case DisplayMode::kBest:
-      shown = "the " + std::to_string(dependent.best.size()) + " best" + of;
+      shown = (dependent.best.size() == 1 ? "the best"
+                                          : "the " + std::to_string(dependent.best.size()) + " best") +
+              of;
       break;
     case DisplayMode::kBelowP: {
       const bool anyMeetsIt = dependent.pairs[static_cast<std::size_t>(dependent.best.front())].pValue <=
@@ -130,7 +132,8 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
   for (const ReportedDependent& dependent : report.dependents) {
     text += "\n";
     if (dependent.best.empty()) {
-      text += Utf8Of(dependent.name) + " (" + KindName(dependent.kind) + "): no predictor could be scored\n";
+      text += Utf8Of(dependent.name) + " (" + KindName(dependent.kind) +
+              "): no predictor could be scored (one value only, or nothing that varies together)\n";
       continue;
     }
     text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8);

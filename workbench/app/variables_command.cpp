@@ -38,8 +38,9 @@ std::string Distinct(const VariableProfile& profile) {
   return (profile.distinctIsLowerBound ? ">" : "") + std::to_string(profile.distinctCount);
 }
 
-std::string Role(const VariableProfile& profile) {
-  return RoleName(profile.role) + (profile.roleReason.empty() ? "" : " (" + profile.roleReason + ")");
+std::string Screened(const VariableProfile& profile) {
+  if (profile.role == Role::kUsable) return "yes";
+  return "no (" + (profile.roleReason.empty() ? RoleName(profile.role) : profile.roleReason) + ")";
 }
 
 std::string ShownTable(const Table& table, const std::vector<VariableProfile>& profiles,
@@ -56,9 +57,8 @@ std::string ShownTable(const Table& table, const std::vector<VariableProfile>& p
   for (const VariableProfile& profile : profiles) {
     const Column& column = table.Variable(profile.variableNumber);
     text.AddRow({std::to_string(profile.variableNumber), column.name, TypeName(profile.type),
-                 MeasurementName(profile.measurement), profile.measurementReason,
-                 profile.role == Role::kUsable ? "yes" : "no: " + Role(profile), Distinct(profile),
-                 std::to_string(profile.missingCount), Range(column, profile)});
+                 MeasurementName(profile.measurement), profile.measurementReason, Screened(profile),
+                 Distinct(profile), std::to_string(profile.missingCount), Range(column, profile)});
   }
   return text.Text(terminal.isTerminal ? terminal.width : 0, terminal.utf8);
 }
