@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "base/tolerant.h"
 #include "resources/text_ids.h"
 #include "screening/feature_selection_template.h"
 #include "screening/unique_values.h"
@@ -18,16 +19,18 @@ void ForEachUniqueValue(vlm::ISpreadsheet& sheet, Row&& row) {
   std::vector<double> rate(kBlockRows);
   std::vector<double> bad(kBlockRows);
   std::vector<double> good(kBlockRows);
+  const MissingRange missing = MissingRangeOf(vlm::kMissingValue);
+  const auto isFilled = [&](double value) { return value < missing.first || value > missing.last; };
   const int rowCount = sheet.GetRowCount();
   for (int first = 1; first <= rowCount; first += kBlockRows) {
     const int count = std::min(kBlockRows, rowCount - first + 1);
     sheet.ReadColumn(kUniqueRateColumn, first, count, rate.data());
-    if (!HasValue(rate[0])) return;  // the filled rows stand first
+    if (!isFilled(rate[0])) return;  // the filled rows stand first
     sheet.ReadColumn(kUniqueBadColumn, first, count, bad.data());
     sheet.ReadColumn(kUniqueGoodColumn, first, count, good.data());
     for (int i = 0; i < count; ++i) {
       const auto at = static_cast<std::size_t>(i);
-      if (HasValue(rate[at])) row(bad[at], good[at]);
+      if (isFilled(rate[at])) row(bad[at], good[at]);
     }
   }
 }

@@ -1,6 +1,7 @@
 #include "screening/unique_values.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -64,6 +65,16 @@ class BadCodeMarks {
   const std::string& badText_;
   Known lastTwo_[2];
 };
+
+// Not within 15 units in the last place. Most neighbours differ by far more than that, which one look tells:
+// the tolerance is below 4e-15 of either.
+bool IsAnotherValue(double a, double b) {
+  constexpr double kWellBeyond = 1e-14;
+  constexpr double kNormal = 1e-290;
+  const double size = std::max(std::abs(a), std::abs(b));
+  if (size > kNormal && std::abs(a - b) > kWellBeyond * size) return true;
+  return a != b && !NearlyEqual(a, b);
+}
 
 // Finished rows on their way to the sheet.
 class RowBlock {
@@ -144,7 +155,7 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
       marks.Mark(std::span(response).first(static_cast<std::size_t>(count)), first, isBad.data());
       for (int i = 0; i < count; ++i) {
         const double x = predictor[static_cast<std::size_t>(i)];
-        if (cases > 0 && x != value && !NearlyEqual(x, value)) {
+        if (cases > 0 && IsAnotherValue(x, value)) {
           finished.Add(value, bad, cases);
           cases = 0;
           bad = 0;

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kKeptMasks = 4;
 constexpr std::size_t kKeptResponses = 4;
+constexpr std::size_t kSpareColumns = 6;
 
 template <typename List, typename Item>
 void KeepNewest(List& list, Item item, std::size_t kept) {
@@ -162,7 +163,21 @@ void HostAnalyses::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) {
   live_ = {};
 }
 
+std::vector<double> HostAnalyses::Shared::TakeColumn() {
+  if (spareColumns_.empty()) return {};
+  std::vector<double> column = std::move(spareColumns_.back());
+  spareColumns_.pop_back();
+  column.clear();
+  return column;
+}
+
+void HostAnalyses::Shared::GiveColumn(std::vector<double> column) {
+  if (spareColumns_.size() < kSpareColumns && column.capacity() > 0)
+    spareColumns_.push_back(std::move(column));
+}
+
 void HostAnalyses::Shared::Forget() {
+  spareColumns_.clear();
   masks_.clear();
   responses_.clear();
   orders_.clear();

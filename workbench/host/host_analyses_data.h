@@ -84,6 +84,10 @@ struct HostAnalyses::Shared {
   const TablePointer& LiveTable();
   void ReleaseLiveTable(std::shared_ptr<const Table> old);
 
+  // Columns of doubles that come and go with each predictor: taken empty, given back when done with.
+  std::vector<double> TakeColumn();
+  void GiveColumn(std::vector<double> column);
+
   HostAnalysesEnvironment environment;
   HostAnalysisSettings settings;
   stats::TreeScratch treeScratch;
@@ -101,6 +105,7 @@ struct HostAnalyses::Shared {
   // What is kept is of one table; another one begins afresh.
   void UseTable(const TablePointer& table);
 
+  std::vector<std::vector<double>> spareColumns_;
   TablePointer live_;
   TablePointer table_;  // that what follows was made from
   stats::SortScratch sortScratch_;

@@ -272,6 +272,7 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
     std::vector<double>& cells = cells_[static_cast<std::size_t>(columnNumber - 1)];
     const auto first = static_cast<std::size_t>(firstRowNumber - 1);
     if (first == cells.size()) {
+      if (cells.capacity() < rowCount_) cells.reserve(rowCount_);
       cells.insert(cells.end(), values, values + rowCount);
       return;
     }
@@ -286,8 +287,8 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
     SetValue(rowNumber, columnNumber, value);
   }
   void Rest() override {
+    for (std::vector<double>& column : cells_) shared_->GiveColumn(std::move(column));
     cells_.clear();
-    cells_.shrink_to_fit();
     made_ = false;
   }
 
@@ -297,7 +298,8 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
 
   void Make() {
     if (made_) return;
-    cells_.assign(static_cast<std::size_t>(GetColumnCount()), {});
+    cells_.clear();
+    for (int column = 0; column < GetColumnCount(); ++column) cells_.push_back(shared_->TakeColumn());
     made_ = true;
     making_ = true;
     const bool failed = maker_->MakeCells(this) != 0;
