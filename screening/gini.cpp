@@ -13,26 +13,45 @@ namespace {
 
 constexpr int kBlockRows = 4096;
 
-// Calls row(bad, good) for each filled row of the unique-values sheet, in order.
-template <typename Row>
-void ForEachUniqueValue(vlm::ISpreadsheet& sheet, Row&& row) {
-  std::vector<double> rate(kBlockRows);
-  std::vector<double> bad(kBlockRows);
-  std::vector<double> good(kBlockRows);
+struct CountSum {
+  double total = 0;
+  void Add(double bad, double good) { total += good + bad; }
+};
+
+// A block of rows of the unique-values sheet.
+struct UniqueRows {
+  std::vector<double> rate = std::vector<double>(kBlockRows);
+  std::vector<double> bad = std::vector<double>(kBlockRows);
+  std::vector<double> good = std::vector<double>(kBlockRows);
+};
+
+bool IsFilled(double rate, MissingRange missing) { return rate < missing.first || rate > missing.last; }
+
+// Adds (bad, good) of each filled row to figure, in order. By value and on its own, so that its sums stay in
+// registers.
+template <typename Figure>
+[[gnu::noinline]] Figure AddRows(const UniqueRows& rows, std::size_t count, MissingRange missing,
+                                 Figure figure) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (IsFilled(rows.rate[i], missing)) figure.Add(rows.bad[i], rows.good[i]);
+  }
+  return figure;
+}
+
+template <typename Figure>
+Figure AddUniqueValues(vlm::ISpreadsheet& sheet, Figure figure) {
+  UniqueRows rows;
   const MissingRange missing = MissingRangeOf(vlm::kMissingValue);
-  const auto isFilled = [&](double value) { return value < missing.first || value > missing.last; };
   const int rowCount = sheet.GetRowCount();
   for (int first = 1; first <= rowCount; first += kBlockRows) {
     const int count = std::min(kBlockRows, rowCount - first + 1);
-    sheet.ReadColumn(kUniqueRateColumn, first, count, rate.data());
-    if (!isFilled(rate[0])) return;  // the filled rows stand first
-    sheet.ReadColumn(kUniqueBadColumn, first, count, bad.data());
-    sheet.ReadColumn(kUniqueGoodColumn, first, count, good.data());
-    for (int i = 0; i < count; ++i) {
-      const auto at = static_cast<std::size_t>(i);
-      if (isFilled(rate[at])) row(bad[at], good[at]);
-    }
+    sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());
+    if (!IsFilled(rows.rate[0], missing)) break;  // the filled rows stand first
+    sheet.ReadColumn(kUniqueBadColumn, first, count, rows.bad.data());
+    sheet.ReadColumn(kUniqueGoodColumn, first, count, rows.good.data());
+    figure = AddRows(rows, static_cast<std::size_t>(count), missing, figure);
   }
+  return figure;
 }
 
 }  // namespace
@@ -53,11 +72,8 @@ double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& r
 
 double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   if (!record.uniqueValues || record.uniqueValues->GetRowCount() < 1) return 0;
-  double total = 0;
-  ForEachUniqueValue(*record.uniqueValues, [&](double bad, double good) { total += good + bad; });
-  WeightedGini gini(total);
-  ForEachUniqueValue(*record.uniqueValues, [&](double bad, double good) { gini.Add(bad, good); });
-  return gini.Sum();
+  const double total = AddUniqueValues(*record.uniqueValues, CountSum{}).total;
+  return AddUniqueValues(*record.uniqueValues, WeightedGini(total)).Sum();
 }
 
 double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {

@@ -10,9 +10,8 @@ class WeightedGini {
   explicit WeightedGini(double totalCount) : totalCount_(totalCount) {}
   void Add(double a, double b) {
     const double n = a + b;
-    // A pure row adds 0, and most rows of a fine table are pure: which count is 0 must not be asked one by one.
-    const bool pure = (a == 0) | (b == 0);
-    if (!pure && n > 0) sum_ += 2 * (a / n) * (b / n) * n / totalCount_;
+    // A pure row adds 0, and most rows of a fine table are pure; which count is 0 must not be asked one by one.
+    if (a * b != 0 && n > 0) sum_ += 2 * (a / n) * (b / n) * n / totalCount_;
   }
   [[nodiscard]] double Sum() const { return sum_; }
 
