@@ -144,8 +144,8 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
   for (const std::string& legend : legends) text += legend + "\n";
   if (!legends.empty()) {
     text +=
-        "p-value: chance of a statistic at least this large if the predictor told nothing. Bars: against the "
-        "first.\n";
+        "p-value: chance of a statistic at least this large if the predictor told nothing.\n"
+        "Bars: the statistic against the largest one shown.\n";
   }
   return text;
 }
