@@ -1,32 +1,9 @@
-// The machine-readable result of feature selection. Laid out by hand around the values, one line a predictor,
-// so that thousands of predictors neither build a tree in memory nor make one unreadable line.
-#include <nlohmann/json.hpp>
-
+// The machine-readable result of feature selection.
 #include "workbench/app/feature_selection_report.h"
+#include "workbench/app/json_text.h"
 
 namespace velmora {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-// Doubles read back to the same bits; what JSON has no number for becomes null; bytes that are not UTF-8
-// become the replacement character.
-std::string Text(const Json& value, int indent = -1) {
-  return value.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
-
-Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
-
-Json LeftOut(const FeatureSelectionReport& report) {
-  Json list = Json::array();
-  for (const LeftOutVariable& variable : report.leftOut) {
-    list.push_back({{"name", variable.name},
-                    {"number", variable.number},
-                    {"role", variable.role},
-                    {"reason", variable.reason}});
-  }
-  return list;
-}
 
 Json RunFacts(const FeatureSelectionReport& report) {
   static constexpr const char* kDisplayNames[] = {"best", "p", "best-by-p"};
@@ -55,49 +32,39 @@ Json RunFacts(const FeatureSelectionReport& report) {
   facts["best"] = report.best;
   facts["bestByP"] = report.bestByP;
   facts["pCriterion"] = report.pCriterion;
-  facts["leftOut"] = LeftOut(report);
+  facts["leftOut"] = LeftOutJson(report.leftOut);
   return facts;
-}
-
-// text, an indented JSON value, moved one level to the right but for its first line.
-std::string Indented(const std::string& text) {
-  std::string moved;
-  for (const char character : text) {
-    moved += character;
-    if (character == '\n') moved += "  ";
-  }
-  return moved;
 }
 
 void AppendDependent(const FeatureSelectionReport& report, const ReportedDependent& dependent,
                      std::string& text) {
-  text += "    {\n      \"name\": " + Text(dependent.name);
+  text += "    {\n      \"name\": " + JsonText(dependent.name);
   text += ",\n      \"number\": " + std::to_string(dependent.number);
   text += std::string(",\n      \"kind\": \"") + KindName(dependent.kind) + "\"";
-  text += ",\n      \"statisticName\": " + Text(dependent.statisticName);
+  text += ",\n      \"statisticName\": " + JsonText(dependent.statisticName);
   text += ",\n      \"predictors\": [";
   for (std::size_t j = 0; j < report.predictors.size(); ++j) {
     const ReportedPredictor& predictor = report.predictors[j];
     const vlm::FeatureSelectionPair& pair = dependent.pairs[j];
     text += j == 0 ? "\n        " : ",\n        ";
-    text += Text({{"name", predictor.name},
-                  {"number", predictor.number},
-                  {"kind", KindName(predictor.kind)},
-                  {"statistic", pair.statistic},
-                  {"pValue", pair.pValue},
-                  {"notComputable", pair.notComputable != 0}});
+    text += JsonText({{"name", predictor.name},
+                      {"number", predictor.number},
+                      {"kind", KindName(predictor.kind)},
+                      {"statistic", pair.statistic},
+                      {"pValue", pair.pValue},
+                      {"notComputable", pair.notComputable != 0}});
   }
   text += "\n      ],\n      \"best\": ";
   Json best = Json::array();
   for (const int index : dependent.best)
     best.push_back(report.predictors[static_cast<std::size_t>(index)].name);
-  text += Text(best) + ",\n      \"notices\": " + Text(dependent.notices) + "\n    }";
+  text += JsonText(best) + ",\n      \"notices\": " + JsonText(dependent.notices) + "\n    }";
 }
 
 }  // namespace
 
 std::string FeatureSelectionJson(const FeatureSelectionReport& report) {
-  std::string text = "{\n  \"run\": " + Indented(Text(RunFacts(report), 2)) + ",\n  \"dependents\": [";
+  std::string text = "{\n  \"run\": " + Indented(JsonText(RunFacts(report), 2)) + ",\n  \"dependents\": [";
   for (std::size_t d = 0; d < report.dependents.size(); ++d) {
     text += d == 0 ? "\n" : ",\n";
     AppendDependent(report, report.dependents[d], text);

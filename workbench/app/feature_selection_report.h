@@ -6,18 +6,10 @@
 #include <vector>
 
 #include "frame/host/results.h"
+#include "workbench/app/variable_choice.h"
 #include "workbench/data/table.h"
 
 namespace velmora {
-
-class Session;
-
-struct LeftOutVariable {
-  int number = 0;
-  std::string name;
-  std::string role;    // "identifier", "constant"...
-  std::string reason;  // a clause for people
-};
 
 struct ReportedPredictor {
   int number = 0;

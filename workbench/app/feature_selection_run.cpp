@@ -4,17 +4,18 @@
 #include <algorithm>
 #include <utility>
 
+#include "workbench/app/analysis_run.h"
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
-#include "workbench/data/selection.h"
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
 namespace {
 
+constexpr char kAnalysisName[] = "feature selection";
 constexpr int kWeightsAsGivenControl = 1004;  // a check box that the module leaves to the host to show
 
 void PutStartupSettings(const AutomationClient& startup, TerminalFace& face, const VariableChoice& choice,
@@ -29,7 +30,7 @@ void PutStartupSettings(const AutomationClient& startup, TerminalFace& face, con
   startup.Put(settings.chiSquare ? "UseChiSquareForCategoricalDependentVariable"
                                  : "UseCramerVForCategoricalDependentVariable",
               true);
-  if (!settings.roundWeights) return;
+  if (!settings.cases.roundWeights) return;
   DialogWindow* window = face.OpenDialog();
   if (window != nullptr) window->ShowControl(kWeightsAsGivenControl, 1);
   if (window == nullptr || !window->Press(kWeightsAsGivenControl)) {
@@ -45,36 +46,6 @@ void PutDisplaySettings(const AutomationClient& results, const FeatureSelectionS
                                                  "DisplayBestPredictorsWithFixedPValue",
                                                  "DisplayFixedNumberOfBestPredictorsByPValue"};
   results.Put(kModeMembers[static_cast<int>(settings.displayMode)], true);
-}
-
-// What the module said, as the sentence of a failure, with what the selection left where it may be the cause.
-[[noreturn]] void FailRun(Session& session, TerminalFace& face, const FeatureSelectionSettings& settings,
-                          const std::string& description) {
-  StopIfInterrupted();
-  std::string reason = description;
-  for (const std::string& text : face.TakeSaid()) reason = text;
-  while (!reason.empty() && std::string(".\n ").find(reason.back()) != std::string::npos) reason.pop_back();
-  std::string sentence = "The feature selection failed";
-  if (!reason.empty()) sentence += ": " + reason;
-  if (!settings.select.empty() || !settings.exclude.empty()) {
-    const CaseBitmap selected = SelectCases(session.Data(), {settings.select, settings.exclude});
-    sentence += " (the selection keeps " + std::to_string(selected.IncludedCount()) + " of " +
-                std::to_string(selected.CaseCount()) + " cases)";
-  }
-  throw RunError(sentence + ".");
-}
-
-void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face,
-             const FeatureSelectionSettings& settings) {
-  face.TakeSaid();
-  face.HoldBack(true);
-  try {
-    const Variant done = startup.Call("OK");
-    if (!done.IsEmpty() && done.AsInt() == 0) FailRun(session, face, settings, "");
-  } catch (const AutomationError& error) {
-    FailRun(session, face, settings, error.what());
-  }
-  face.HoldBack(false);
 }
 
 Measurement KindOf(int index, int continuousCount) {
@@ -133,10 +104,10 @@ FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face,
                                            const FeatureSelectionSettings& settings) {
   const AutomationClient startup = session.StartFeatureSelection();
   PutStartupSettings(startup, face, choice, settings);
-  PressOk(startup, session, face, settings);
+  PressOk(startup, session, face, kAnalysisName, settings.cases);
   const AutomationClient dialog = session.ResultsDialog();
   vlm::IFeatureSelectionResults* results = session.FeatureSelectionResults();
-  if (!dialog || results == nullptr) FailRun(session, face, settings, "");
+  if (!dialog || results == nullptr) FailRun(session, face, kAnalysisName, settings.cases);
   PutDisplaySettings(dialog, settings);
 
   FeatureSelectionReport report;
@@ -145,8 +116,8 @@ FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face,
   results->GetRun(&report.run);
   report.weightVariable = NameOf(table, choice.weight);
   report.countVariable = NameOf(table, choice.count);
-  report.select = settings.select;
-  report.exclude = settings.exclude;
+  report.select = settings.cases.select;
+  report.exclude = settings.cases.exclude;
   report.displayMode = settings.displayMode;
   report.best = settings.best;
   report.bestByP = settings.bestByP;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "workbench/app/feature_selection_report.h"
+#include "workbench/app/options.h"
 #include "workbench/app/terminal_face.h"
 #include "workbench/app/variable_choice.h"
 #include "workbench/host/session.h"
@@ -14,11 +15,11 @@ namespace velmora {
 
 struct FeatureSelectionSettings {
   int cuts = 10, dependentCuts = 10;
-  bool casewise = false, cutDependents = false, chiSquare = false, roundWeights = false;
+  bool casewise = false, cutDependents = false, chiSquare = false;
   DisplayMode displayMode = DisplayMode::kBest;
   int best = 10, bestByP = 10;
   double pCriterion = 0.01;
-  std::string select, exclude;
+  CaseOptions cases;
 };
 
 // Runs the analysis on the session's table and reads everything that it found. The results dialog stays open

@@ -1,6 +1,5 @@
 // Feature selection for people and for spreadsheets: the terminal's tables and the CSV of all pairs.
 #include <algorithm>
-#include <cmath>
 
 #include "workbench/app/feature_selection_report.h"
 #include "workbench/app/text_table.h"
@@ -9,23 +8,7 @@
 namespace velmora {
 namespace {
 
-constexpr int kLeastBar = 8;
-constexpr int kWidestBar = 40;
 constexpr int kWidestName = 48;
-
-// share, 0 to 1, as a bar of at most cells cells, an eighth of a cell at a time.
-std::string Bar(double share, int cells, bool utf8) {
-  static constexpr const char* kEighths[] = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
-  const int eighths = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * cells * 8));
-  std::string bar;
-  if (!utf8) return std::string(static_cast<std::size_t>((eighths + 4) / 8), '#');
-  for (int cell = 0; cell < eighths / 8; ++cell) bar += "█";
-  return bar + kEighths[eighths % 8];
-}
-
-std::string Counted(std::size_t count, const char* one, const char* several) {
-  return std::to_string(count) + " " + (count == 1 ? one : several);
-}
 
 std::string CasesLine(const FeatureSelectionReport& report) {
   const vlm::FeatureSelectionRun& run = report.run;
@@ -52,41 +35,20 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
   };
   double largest = 0;
   for (const int index : dependent.best) largest = std::max(largest, pairOf(index).statistic);
-  const auto fill = [&](TextTable& table, int barCells) {
-    int rank = 0;
-    for (const int index : dependent.best) {
-      const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
-      const vlm::FeatureSelectionPair& pair = pairOf(index);
-      std::vector<std::string> row = {std::to_string(++rank),
-                                      CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
-                                      KindName(predictor.kind),
-                                      "-",
-                                      "-",
-                                      ""};
-      if (!pair.notComputable) {
-        row[3] = ShownNumber(pair.statistic, dependent.statisticName == "Cramer's V" ? "0.0000" : "0.000");
-        row[4] = ShownProbability(pair.pValue);
-        if (largest > 0) row[5] = Bar(pair.statistic / largest, barCells, utf8);
-      }
-      table.AddRow(std::move(row));
-    }
-    return table.Text(0, utf8);
-  };
-  const std::vector<TextColumn> columns = {
-      {"rank", true}, {"predictor"}, {"kind"}, {dependent.statisticName, true}, {"p-value", true}, {""}};
-  // The bars get what the table without them leaves.
-  TextTable bare(columns);
-  const std::string bareText = fill(bare, 0);
-  int widest = 0;
-  for (std::size_t begin = 0; begin < bareText.size();) {
-    const std::size_t end = bareText.find('\n', begin);
-    widest = std::max(widest, WidthOf(std::string_view(bareText).substr(begin, end - begin)));
-    begin = end + 1;
+  TextTable table(
+      {{"rank", true}, {"predictor"}, {"kind"}, {dependent.statisticName, true}, {"p-value", true}});
+  int rank = 0;
+  for (const int index : dependent.best) {
+    const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
+    const vlm::FeatureSelectionPair& pair = pairOf(index);
+    const bool computed = pair.notComputable == 0;
+    const char* const format = dependent.statisticName == "Cramer's V" ? "0.0000" : "0.000";
+    table.AddRow({std::to_string(++rank), CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
+                  KindName(predictor.kind), computed ? ShownNumber(pair.statistic, format) : "-",
+                  computed ? ShownProbability(pair.pValue) : "-"},
+                 computed && largest > 0 ? pair.statistic / largest : 0);
   }
-  const int room = std::min(width - widest - 2, kWidestBar);
-  if (room < kLeastBar) return bareText;
-  TextTable table(columns);
-  return fill(table, room);
+  return table.TextWithBars(width, utf8);
 }
 
 std::string Heading(const FeatureSelectionReport& report, const ReportedDependent& dependent) {

@@ -174,13 +174,11 @@ void CaseOptions::AddTo(CommandParser& parser) {
   parser.Text("--select", select);
   parser.Text("--exclude", exclude);
   parser.Text("--weight", weight);
-  parser.Flag("--round-weights", roundWeights);
 }
 
 void OutputOptions::AddTo(CommandParser& parser) {
   parser.Text("--out", folder);
   parser.Repeated("--format", formatNames);
-  parser.Flag("--save-bundles", saveBundles);
   parser.Flag("--quiet", quiet);
 }
 

@@ -56,7 +56,7 @@ struct DataOptions {
 struct CaseOptions {
   std::string select, exclude;
   std::string weight;
-  bool roundWeights = false;
+  bool roundWeights = false;  // --round-weights, of the commands that have it
 
   void AddTo(CommandParser& parser);
 };
@@ -67,7 +67,7 @@ enum class Format { kTerminal, kJson, kCsv, kXlsx, kHtml };
 struct OutputOptions {
   std::string folder;
   std::vector<std::string> formatNames;
-  bool saveBundles = false;
+  bool saveBundles = false;  // --save-bundles, of the commands that have it
   bool quiet = false;
 
   void AddTo(CommandParser& parser);

@@ -2,6 +2,7 @@
 #include "workbench/app/text_table.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 #include "workbench/documents/texts.h"
@@ -11,6 +12,8 @@ namespace {
 
 constexpr int kGap = 2;
 constexpr int kNarrowest = 10;
+constexpr int kLeastBar = 8;
+constexpr int kWidestBar = 40;
 
 // One line of a terminal: control characters of the data would move the cursor.
 std::string Line(const std::string& text) {
@@ -21,7 +24,21 @@ std::string Line(const std::string& text) {
   return line;
 }
 
+// share, 0 to 1, as a bar of at most cells cells, an eighth of a cell at a time.
+std::string Bar(double share, int cells, bool utf8) {
+  static constexpr const char* kEighths[] = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
+  const int eighths = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * cells * 8));
+  std::string bar;
+  if (!utf8) return std::string(static_cast<std::size_t>((eighths + 4) / 8), '#');
+  for (int cell = 0; cell < eighths / 8; ++cell) bar += "█";
+  return bar + kEighths[eighths % 8];
+}
+
 }  // namespace
+
+std::string Counted(std::size_t count, const char* one, const char* several) {
+  return std::to_string(count) + " " + (count == 1 ? one : several);
+}
 
 std::string PaddedTo(std::string_view text, int width, bool alignRight) {
   const std::string fill(static_cast<std::size_t>(std::max(0, width - WidthOf(text))), ' ');
@@ -30,10 +47,11 @@ std::string PaddedTo(std::string_view text, int width, bool alignRight) {
 
 TextTable::TextTable(std::vector<TextColumn> columns) : columns_(std::move(columns)) {}
 
-void TextTable::AddRow(std::vector<std::string> cells) {
+void TextTable::AddRow(std::vector<std::string> cells, double barShare) {
   cells.resize(columns_.size());
   for (std::string& cell : cells) cell = Line(cell);
   rows_.push_back(std::move(cells));
+  barShares_.push_back(barShare);
 }
 
 std::vector<int> TextTable::Widths(int width) const {
@@ -57,21 +75,32 @@ std::vector<int> TextTable::Widths(int width) const {
   return widths;
 }
 
-std::string TextTable::Text(int width, bool utf8) const {
-  const std::vector<int> widths = Widths(width);
+std::string TextTable::Text(int width, bool utf8) const { return Lines(Widths(width), 0, utf8); }
+
+std::string TextTable::TextWithBars(int width, bool utf8) const {
+  const std::vector<int> widths = Widths(0);
+  const int used =
+      std::accumulate(widths.begin(), widths.end(), 0) + kGap * static_cast<int>(columns_.size());
+  const int room = std::min(width - used, kWidestBar);
+  return Lines(widths, room < kLeastBar ? 0 : room, utf8);
+}
+
+std::string TextTable::Lines(const std::vector<int>& widths, int barCells, bool utf8) const {
   std::string text;
-  const auto appendLine = [&](const auto& cellOf) {
+  const auto appendLine = [&](const auto& cellOf, const std::string& bar) {
     std::string line;
     for (std::size_t c = 0; c < columns_.size(); ++c) {
       if (c > 0) line.append(kGap, ' ');
       line += PaddedTo(CutToWidth(cellOf(c), widths[c], utf8 ? "…" : "~"), widths[c], columns_[c].alignRight);
     }
+    line += std::string(kGap, ' ') + bar;
     line.erase(line.find_last_not_of(' ') + 1);
     text += line + "\n";
   };
-  appendLine([&](std::size_t c) { return std::string_view(columns_[c].header); });
-  for (const std::vector<std::string>& row : rows_) {
-    appendLine([&](std::size_t c) { return std::string_view(row[c]); });
+  appendLine([&](std::size_t c) { return std::string_view(columns_[c].header); }, "");
+  for (std::size_t r = 0; r < rows_.size(); ++r) {
+    appendLine([&](std::size_t c) { return std::string_view(rows_[r][c]); },
+               Bar(barShares_[r], barCells, utf8));
   }
   return text;
 }

@@ -15,18 +15,27 @@ struct TextColumn {
 class TextTable {
  public:
   explicit TextTable(std::vector<TextColumn> columns);
-  void AddRow(std::vector<std::string> cells);  // one cell a column
+  // One cell a column. barShare: length of the row's bar, 0 to 1.
+  void AddRow(std::vector<std::string> cells, double barShare = 0);
 
   // Columns two blanks apart, as wide as their widest cell. width: columns of the terminal, 0 for no limit;
   // where they do not fit, the widest columns of left-aligned texts are narrowed and their cells cut.
   std::string Text(int width, bool utf8) const;
+  // Nothing is narrowed; the bars take what the columns leave of width, an eighth of a column at a time, and
+  // are left out where that is too little to tell them apart. ASCII without utf8.
+  std::string TextWithBars(int width, bool utf8) const;
 
  private:
   std::vector<int> Widths(int width) const;
+  std::string Lines(const std::vector<int>& widths, int barCells, bool utf8) const;
 
   std::vector<TextColumn> columns_;
   std::vector<std::vector<std::string>> rows_;
+  std::vector<double> barShares_;  // one a row
 };
+
+// "1 case", "3 cases".
+std::string Counted(std::size_t count, const char* one, const char* several);
 
 std::string PaddedTo(std::string_view text, int width, bool alignRight);
 

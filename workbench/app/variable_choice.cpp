@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "workbench/app/console.h"
 #include "workbench/app/data_input.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/measurement.h"
@@ -14,36 +15,27 @@ bool Holds(const std::vector<int>& numbers, int number) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
 
-void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
-                 std::vector<int>& categorical) {
-  for (const int number : numbers) {
-    const bool isContinuous = table.Variable(number).measurement == Measurement::kContinuous;
-    (isContinuous ? continuous : categorical).push_back(number);
-  }
-}
-
-// Patterns may match a dependent, the weight or the count by chance; those are quietly no predictors.
-std::vector<int> NamedPredictors(const Table& table, const VariableRequest& request,
-                                 const std::vector<int>& dependents, const VariableChoice& choice) {
+// Patterns may match a response, the weight or the count by chance; those are quietly no predictors.
+std::vector<int> NamedPredictors(const Table& table, const PredictorRequest& request) {
   std::vector<int> predictors;
-  for (const int number : NamedVariables(table, "--predictors", request.predictors)) {
-    const bool isDependent = Holds(dependents, number);
-    const bool isTaken = isDependent || number == choice.weight || number == choice.count;
-    if (isTaken && !NamedExactly(table, request.predictors, number)) continue;
-    if (isDependent) {
-      throw UsageError("--predictors: " + table.Variable(number).name + " is also a dependent variable.");
+  for (const int number : NamedVariables(table, "--predictors", request.names)) {
+    const bool isResponse = Holds(request.responses, number);
+    const bool isTaken = isResponse || Holds(request.taken, number);
+    if (isTaken && !NamedExactly(table, request.names, number)) continue;
+    if (isResponse) {
+      throw UsageError("--predictors: " + table.Variable(number).name + " is also a " + request.responseWord +
+                       ".");
     }
     predictors.push_back(number);
   }
   return predictors;
 }
 
-std::vector<int> DefaultPredictors(const Table& table, const std::vector<int>& dependents,
-                                   VariableChoice& choice) {
+std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& request,
+                                   std::vector<LeftOutVariable>& leftOut) {
   std::vector<char> taken(table.columns.size() + 1, 0);
-  for (const int number : dependents) taken[static_cast<std::size_t>(number)] = 1;
-  taken[static_cast<std::size_t>(choice.weight)] = 1;
-  taken[static_cast<std::size_t>(choice.count)] = 1;
+  for (const int number : request.responses) taken[static_cast<std::size_t>(number)] = 1;
+  for (const int number : request.taken) taken[static_cast<std::size_t>(number)] = 1;
   std::vector<int> predictors;
   for (int number = 1; number <= table.VariableCount(); ++number) {
     if (taken[static_cast<std::size_t>(number)]) continue;
@@ -51,7 +43,7 @@ std::vector<int> DefaultPredictors(const Table& table, const std::vector<int>& d
     if (column.role == Role::kUsable) {
       predictors.push_back(number);
     } else {
-      choice.leftOut.push_back({number, column.name, RoleName(column.role), column.roleReason});
+      leftOut.push_back({number, column.name, RoleName(column.role), column.roleReason});
     }
   }
   return predictors;
@@ -75,23 +67,50 @@ void CheckWeights(const Column& weights) {
 
 }  // namespace
 
+void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
+  for (const LeftOutVariable& variable : leftOut) {
+    Tell("Not screened: " + variable.name + " (" +
+         (variable.reason.empty() ? variable.role : variable.reason) + ")");
+  }
+}
+
+std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& request,
+                                  std::vector<LeftOutVariable>& leftOut) {
+  const bool named = !request.names.empty();
+  std::vector<int> predictors =
+      named ? NamedPredictors(table, request) : DefaultPredictors(table, request, leftOut);
+  if (predictors.empty()) {
+    throw UsageError(named ? "--predictors names no variable besides each " +
+                                 std::string(request.responseWord) + "."
+                           : "No usable variable is left as a predictor; name some with --predictors.");
+  }
+  return predictors;
+}
+
+int ChooseWeight(const Table& table, const std::string& name) {
+  if (name.empty()) return 0;
+  const int weight = NumberVariable(table, "--weight", name);
+  CheckWeights(table.Variable(weight));
+  return weight;
+}
+
+void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
+                 std::vector<int>& categorical) {
+  for (const int number : numbers) {
+    const bool isContinuous = table.Variable(number).measurement == Measurement::kContinuous;
+    (isContinuous ? continuous : categorical).push_back(number);
+  }
+}
+
 VariableChoice ChooseVariables(const Table& table, const VariableRequest& request) {
   VariableChoice choice;
   const std::vector<int> dependents = NamedVariables(table, "--dependents", request.dependents);
   if (dependents.empty()) throw UsageError("--dependents names no variable.");
-  if (!request.weight.empty()) {
-    choice.weight = NumberVariable(table, "--weight", request.weight);
-    CheckWeights(table.Variable(choice.weight));
-  }
+  choice.weight = ChooseWeight(table, request.weight);
   if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
-  const std::vector<int> predictors = request.predictors.empty()
-                                          ? DefaultPredictors(table, dependents, choice)
-                                          : NamedPredictors(table, request, dependents, choice);
-  if (predictors.empty()) {
-    throw UsageError(request.predictors.empty()
-                         ? "No usable variable is left as a predictor; name some with --predictors."
-                         : "--predictors names no variable besides the dependents.");
-  }
+  const std::vector<int> predictors = ChoosePredictors(
+      table, {request.predictors, dependents, {choice.weight, choice.count}, "dependent variable"},
+      choice.leftOut);
   SplitByKind(table, dependents, choice.continuousDependents, choice.categoricalDependents);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
   return choice;

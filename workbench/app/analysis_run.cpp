@@ -1,0 +1,51 @@
+#include "workbench/app/analysis_run.h"
+
+#include "workbench/app/console.h"
+#include "workbench/app/exit_codes.h"
+#include "workbench/data/errors.h"
+#include "workbench/data/selection.h"
+
+namespace velmora {
+
+void ApplyCases(Session& session, int weight, const CaseOptions& cases) {
+  try {
+    session.SelectCases(cases.select, cases.exclude);
+  } catch (const DataError& error) {
+    throw UsageError((cases.exclude.empty()  ? "--select: "
+                      : cases.select.empty() ? "--exclude: "
+                                             : "--select, --exclude: ") +
+                     std::string(error.what()));
+  }
+  if (weight != 0) session.WeightBy(weight);
+}
+
+void FailRun(Session& session, TerminalFace& face, const std::string& name, const CaseOptions& cases,
+             const std::string& description) {
+  StopIfInterrupted();
+  std::string reason = description;
+  for (const std::string& text : face.TakeSaid()) reason = text;
+  while (!reason.empty() && std::string(".\n ").find(reason.back()) != std::string::npos) reason.pop_back();
+  std::string sentence = "The " + name + " failed";
+  if (!reason.empty()) sentence += ": " + reason;
+  if (!cases.select.empty() || !cases.exclude.empty()) {
+    const CaseBitmap selected = SelectCases(session.Data(), {cases.select, cases.exclude});
+    sentence += " (the selection keeps " + std::to_string(selected.IncludedCount()) + " of " +
+                std::to_string(selected.CaseCount()) + " cases)";
+  }
+  throw RunError(sentence + ".");
+}
+
+void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face, const std::string& name,
+             const CaseOptions& cases) {
+  face.TakeSaid();
+  face.HoldBack(true);
+  try {
+    const Variant done = startup.Call("OK");
+    if (!done.IsEmpty() && done.AsInt() == 0) FailRun(session, face, name, cases);
+  } catch (const AutomationError& error) {
+    FailRun(session, face, name, cases, error.what());
+  }
+  face.HoldBack(false);
+}
+
+}  // namespace velmora

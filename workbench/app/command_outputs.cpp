@@ -1,0 +1,82 @@
+#include "workbench/app/command_outputs.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
+#include "workbench/app/exit_codes.h"
+#include "workbench/documents/writers.h"
+
+namespace velmora {
+namespace {
+
+std::string XlsxOf(Session& session) {
+  std::string bytes, error;
+  if (!WriteXlsx(session.Documents(), bytes, error)) throw RunError(error);
+  return bytes;
+}
+
+void AddFile(Format format, const OutputWriters& writers, Session& session, OutputFiles& files) {
+  switch (format) {
+    case Format::kJson:
+      return files.Add(writers.stem + ".json", writers.json());
+    case Format::kCsv:
+      return writers.addCsv(files);
+    case Format::kHtml:
+      return files.Add(writers.stem + ".html", WriteHtml(session.Documents()));
+    case Format::kXlsx:
+      return files.Add(writers.stem + ".xlsx", XlsxOf(session));
+    case Format::kTerminal:
+      return;
+  }
+}
+
+std::string Bytes(Format format, const OutputWriters& writers, Session& session) {
+  switch (format) {
+    case Format::kJson:
+      return writers.json();
+    case Format::kCsv:
+      return writers.csv();
+    case Format::kHtml:
+      return WriteHtml(session.Documents());
+    case Format::kXlsx:
+      return XlsxOf(session);
+    case Format::kTerminal:
+      break;
+  }
+  return writers.text(StandardOutputTerminal());
+}
+
+}  // namespace
+
+void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
+                  const OutputWriters& writers, Session& session) {
+  const bool toFolder = !options.folder.empty();
+  const auto isDocument = [](Format format) { return format == Format::kHtml || format == Format::kXlsx; };
+  if (std::any_of(formats.begin(), formats.end(), isDocument)) writers.makeDocuments();
+  std::string standardOutput;
+  std::optional<OutputFiles> files;
+  if (toFolder || writers.addFiles) files.emplace(toFolder ? options.folder : ".");
+  for (const Format format : formats) {
+    if (toFolder && format != Format::kTerminal) {
+      AddFile(format, writers, session, *files);
+    } else {
+      standardOutput = Bytes(format, writers, session);
+    }
+  }
+  if (writers.addFiles) writers.addFiles(*files);
+  if (files) {
+    for (const std::filesystem::path& path : files->Commit()) {
+      if (!options.quiet) Tell("Written: " + path.string());
+    }
+  }
+  WriteToStandardOutput(standardOutput);
+}
+
+bool IsFirstLook(const OutputOptions& options) {
+  if (options.quiet || !options.folder.empty()) return false;
+  const std::vector<std::string> formats = SplitList(options.formatNames);
+  return formats.empty() || formats.front() == "terminal";
+}
+
+}  // namespace velmora
