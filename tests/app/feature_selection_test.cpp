@@ -361,9 +361,8 @@ TEST(FeatureSelection, CtrlCEndsWithNothingWritten) {
   const std::string data = folder.Write("a.csv", csv);
   const std::string out = (folder.Path() / "out").string();
   ProcessOptions options;
-  options.interruptAfterMilliseconds = 150;
+  options.interruptAfterMilliseconds = 20;
   const ProcessResult result = RunVelmora(Command(data, {"--dependents", "y", "--out", out}), options);
-  if (result.exitCode == 0) GTEST_SKIP() << "the run was over before the signal";
   EXPECT_EQ(result.exitCode, 130) << result.err;
   EXPECT_EQ(result.out, "");
   EXPECT_NE(result.err.find("Cancelled"), std::string::npos) << result.err;

@@ -35,18 +35,29 @@ namespace fs = std::filesystem;
   _exit(127);
 }
 
-// Reads both pipes until both are closed; interrupts the child once when its time has come.
-void Collect(int out, int err, pid_t child, int interruptAfter, ProcessResult& result) {
+// True once the process has a handler for SIGINT; earlier the signal would just end it.
+bool CatchesInterrupts(pid_t process) {
+  std::istringstream status(ReadFile("/proc/" + std::to_string(process) + "/status"));
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("SigCgt:"))
+      return (std::stoull(line.substr(7), nullptr, 16) >> (SIGINT - 1) & 1) != 0;
+  }
+  return false;
+}
+
+void Interrupt(pid_t process, int milliseconds) {
+  for (int waited = 0; waited < 30000 && !CatchesInterrupts(process); ++waited) usleep(1000);
+  usleep(static_cast<useconds_t>(milliseconds) * 1000);
+  kill(process, SIGINT);
+}
+
+// Reads both pipes until both are closed.
+void Collect(int out, int err, ProcessResult& result) {
   pollfd pipes[2] = {{out, POLLIN, 0}, {err, POLLIN, 0}};
   std::string* texts[2] = {&result.out, &result.err};
   int openPipes = out < 0 ? 1 : 2;
   while (openPipes > 0) {
-    const int ready = poll(pipes, 2, interruptAfter);
-    if (ready == 0) {
-      kill(child, SIGINT);
-      interruptAfter = -1;
-      continue;
-    }
+    poll(pipes, 2, -1);
     for (int i = 0; i < 2; ++i) {
       if (pipes[i].fd < 0 || pipes[i].revents == 0) continue;
       char buffer[4096];
@@ -74,7 +85,8 @@ ProcessResult RunVelmora(const std::vector<std::string>& arguments, const Proces
   close(out[1]);
   close(err[1]);
   ProcessResult result;
-  Collect(options.readerGone ? -1 : out[0], err[0], child, options.interruptAfterMilliseconds, result);
+  if (options.interruptAfterMilliseconds >= 0) Interrupt(child, options.interruptAfterMilliseconds);
+  Collect(options.readerGone ? -1 : out[0], err[0], result);
   if (!options.readerGone) close(out[0]);
   close(err[0]);
   int status = 0;

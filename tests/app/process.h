@@ -13,8 +13,8 @@ struct ProcessOptions {
   std::string outputTo;                            // standard output goes to this file instead of being kept
   std::filesystem::path folder;                    // the process's current folder
   std::map<std::string, std::string> environment;  // set on top of ours
-  int interruptAfterMilliseconds = -1;             // SIGINT then; -1: never
-  bool readerGone = false;                         // nobody reads standard output
+  int interruptAfterMilliseconds = -1;  // SIGINT so long after the process is ready for it; -1: never
+  bool readerGone = false;              // nobody reads standard output
 };
 
 struct ProcessResult {
