@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 what=${1:-build}
 
-build_packages=(g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
+build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libxlsxwriter-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3 python3-openpyxl)
 
