@@ -2,7 +2,8 @@
 // STEM.npy (whole columns of doubles: y_bin, y_cont, y_cls, the continuous and then the categorical predictors) and
 // runs the engine INNER times over it, every case read through the contract.
 //
-// Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one). A word before
+// Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with trees are in
+// tree_jobs.cpp. The line also tells the peak resident memory and the size of the data, in MiB. A word before
 // the five names variations, joined by commas: reference (the plain loop with ordered maps), weights, counts, sse2, avx2, avx512.
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -10,10 +11,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -21,6 +20,7 @@
 #include <vector>
 
 #include "bench/memory_host.h"
+#include "bench/protocol.h"
 #include "fsl/feature_selection_settings.h"
 #include "fsl/vector_kernels.h"
 #include "tests/fsl/reference_engine.h"
@@ -30,9 +30,6 @@ namespace {
 
 using vlmfsl::FeatureSelectionSettings;
 using vlmfsl::VariableRole;
-
-constexpr int kDependents = 3;
-constexpr int kChecked = 7;
 
 class Mapping {
  public:
@@ -57,32 +54,13 @@ class Mapping {
   std::size_t size_ = 0;
 };
 
-struct Job {
-  std::string stem, name, variations;
-  int limit = 0, inner = 1;
-  bool Varies(const char* word) const {
-    return ("," + variations + ",").find("," + std::string(word) + ",") != std::string::npos;
-  }
-};
-
-double ProcessorSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double WallSeconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 std::vector<int> Range(int first, int count) {
   std::vector<int> numbers;
   for (int i = 0; i < count; ++i) numbers.push_back(first + i);
   return numbers;
 }
 
-void Choose(const Job& job, int continuous, int categorical, int allContinuous,
-            FeatureSelectionSettings* settings) {
+void Choose(const Job& job, const DataShape& shape, FeatureSelectionSettings* settings) {
   const bool three = job.name == "fs3";
   const auto set = [&](VariableRole role, const std::vector<int>& numbers) {
     if (settings->SetVariables(role, numbers) != vlmfsl::kOk) throw std::bad_alloc();
@@ -90,8 +68,8 @@ void Choose(const Job& job, int continuous, int categorical, int allContinuous,
   if (job.name == "fs1" || three) set(VariableRole::kContinuousDependent, {2});
   if (job.name == "fs1c") set(VariableRole::kCategoricalDependent, {3});
   if (three) set(VariableRole::kCategoricalDependent, {1, 3});
-  set(VariableRole::kContinuousPredictor, Range(kDependents + 1, continuous));
-  set(VariableRole::kCategoricalPredictor, Range(kDependents + 1 + allContinuous, categorical));
+  set(VariableRole::kContinuousPredictor, Range(kDependents + 1, shape.continuous));
+  set(VariableRole::kCategoricalPredictor, Range(kDependents + 1 + shape.allContinuous, shape.categorical));
   settings->useCramersV = false;
 }
 
@@ -106,16 +84,16 @@ nlohmann::json Check(const FeatureSelectionSettings& settings, const double* sta
 }
 
 nlohmann::json Run(const Job& job) {
-  std::ifstream metaFile(job.stem + ".json");
-  const nlohmann::json meta = nlohmann::json::parse(metaFile);
+  const DataShape shape(job);
   const Mapping data(job.stem + ".npy");
-  const int allContinuous = meta.at("continuous"), allCategorical = meta.at("categorical");
   CaseSource source;
-  source.caseCount = meta.at("n").get<std::int64_t>();
-  const double* column = data.Doubles(meta.at("header_bytes").get<std::size_t>());
-  for (int i = 0; i < kDependents + allContinuous + allCategorical; ++i, column += source.caseCount) {
+  source.caseCount = shape.caseCount;
+  const double* column = data.Doubles(shape.headerBytes);
+  for (int i = 0; i < kDependents + shape.allContinuous + shape.allCategorical; ++i) {
     source.columns.push_back(column);
+    column += source.caseCount;
   }
+  const std::size_t columnCount = source.columns.size();
   std::vector<double> weights(static_cast<std::size_t>(source.caseCount));
   for (std::size_t i = 0; i < weights.size(); ++i)
     weights[i] = 0.5 + static_cast<double>(i * 7919 % 1000) / 1000.0;
@@ -126,34 +104,30 @@ nlohmann::json Run(const Job& job) {
   }
   MemoryHost host(source);
 
-  const int continuous = job.limit > 0 ? std::min(job.limit, allContinuous) : allContinuous;
-  const int categorical =
-      job.limit > 0 ? std::min(std::max(1, job.limit / 4), allCategorical) : allCategorical;
   FeatureSelectionSettings settings;
   if (settings.Create(&host) != vlmfsl::kOk) throw std::bad_alloc();
-  Choose(job, continuous, categorical, allContinuous, &settings);
+  Choose(job, shape, &settings);
   if (job.Varies("counts")) {
     settings.useCountVariable = 1;
     settings.countVariable = static_cast<int>(source.columns.size());
   }
 
-  nlohmann::json cpu = nlohmann::json::array(), wall = nlohmann::json::array(), check;
+  Stopwatch watch;
+  nlohmann::json check;
   for (int go = 0; go < job.inner; ++go) {
-    const double wallStart = WallSeconds(), cpuStart = ProcessorSeconds();
+    watch.Start();
     if (job.Varies("reference")) {
       const auto result = vlmfsl::testing::RunReference(host, settings);
-      cpu.push_back(ProcessorSeconds() - cpuStart);
-      wall.push_back(WallSeconds() - wallStart);
+      watch.Stop();
       check = Check(settings, result.statistic.data());
       continue;
     }
     if (RunFeatureSelection(settings) != vlmfsl::kOk) throw std::runtime_error("the engine failed");
-    cpu.push_back(ProcessorSeconds() - cpuStart);
-    wall.push_back(WallSeconds() - wallStart);
+    watch.Stop();
     check = Check(settings, settings.statistic);
   }
   settings.ReleaseAll();
-  return {{"cpu_s", cpu}, {"wall_s", wall}, {"predictors", continuous + categorical}, {"check", check}};
+  return watch.Line(shape, columnCount, shape.continuous + shape.categorical, std::move(check));
 }
 
 int Main(int wordCount, char** words) {
@@ -168,6 +142,10 @@ int Main(int wordCount, char** words) {
   job.name = five[1];
   job.limit = std::stoi(five[3]);
   job.inner = std::max(1, std::stoi(five[4]));
+  if (IsTreeJob(job.name)) {
+    std::printf("%s\n", RunTreeJob(job).dump().c_str());
+    return 0;
+  }
   if (job.name != "fs1" && job.name != "fs1c" && job.name != "fs3")
     throw std::runtime_error("no job " + job.name);
   if (job.Varies("sse2") && !ForceVectorUnit(vlmfsl::VectorUnit::kSse2)) throw std::runtime_error("no SSE2");
@@ -179,6 +157,19 @@ int Main(int wordCount, char** words) {
 }
 
 }  // namespace
+
+DataShape::DataShape(const Job& job) {
+  std::ifstream file(job.stem + ".json");
+  if (!file) throw std::runtime_error("cannot open " + job.stem + ".json");
+  const nlohmann::json meta = nlohmann::json::parse(file);
+  caseCount = meta.at("n");
+  headerBytes = meta.at("header_bytes");
+  allContinuous = meta.at("continuous");
+  allCategorical = meta.at("categorical");
+  continuous = job.limit > 0 ? std::min(job.limit, allContinuous) : allContinuous;
+  categorical = job.limit > 0 ? std::min(std::max(1, job.limit / 4), allCategorical) : allCategorical;
+}
+
 }  // namespace velmora::bench
 
 int main(int wordCount, char** words) try {
