@@ -69,9 +69,9 @@ class LaneBlock {
   }
 
  private:
-  static constexpr std::int64_t kTargetBytes = 512 * 1024;
+  static constexpr std::int64_t kTargetBytes = 256 * 1024;
   static constexpr int kMostCases = 512;
-  static constexpr int kFewestCases = 64;
+  static constexpr int kFewestCases = 32;
 
   HostArray<double> memory_;
   std::vector<LaneGroup> groups_;

@@ -42,7 +42,8 @@ struct Avx2 {
     return _mm256_castsi256_pd(_mm256_cmpeq_epi64(set, lane));
   }
   static D Select(M m, D a, D b) { return _mm256_blendv_pd(b, a, m); }
-  static I One() { return _mm256_set1_epi64x(1); }
+  static I SetCount(int n) { return _mm256_set1_epi64x(n); }
+  static I Add(I a, I b) { return _mm256_add_epi64(a, b); }
   static I AddWhere(I counter, M m) { return _mm256_sub_epi64(counter, _mm256_castpd_si256(m)); }
   static I Keep(M m, I v) { return _mm256_and_si256(_mm256_castpd_si256(m), v); }
   static void StoreLow(std::uint32_t* p, I v) {

@@ -41,14 +41,17 @@ struct Avx512 {
   static unsigned Bits(M m) { return m; }
   static M FromBits(unsigned bits) { return static_cast<M>(bits); }
   static D Select(M m, D a, D b) { return _mm512_mask_mov_pd(b, m, a); }
-  static I One() { return _mm512_set1_epi64(1); }
-  static I AddWhere(I counter, M m) { return _mm512_mask_add_epi64(counter, m, counter, One()); }
+  static I SetCount(int n) { return _mm512_set1_epi64(n); }
+  static I Add(I a, I b) { return _mm512_add_epi64(a, b); }
+  static I AddWhere(I counter, M m) { return _mm512_mask_add_epi64(counter, m, counter, SetCount(1)); }
   static I Keep(M m, I v) { return _mm512_maskz_mov_epi64(m, v); }
   static void StoreLow(std::uint32_t* p, I v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtepi64_epi32(v));
   }
   static D Truncated(D v) { return _mm512_cvtepi32_pd(_mm512_cvttpd_epi32(v)); }
-  static I CodePlusOne(D v) { return _mm512_add_epi64(_mm512_cvtepu32_epi64(_mm512_cvttpd_epi32(v)), One()); }
+  static I CodePlusOne(D v) {
+    return _mm512_add_epi64(_mm512_cvtepu32_epi64(_mm512_cvttpd_epi32(v)), SetCount(1));
+  }
 };
 
 #include "fsl/vector_kernels_body.h"

@@ -120,44 +120,57 @@ void Moments(LaneValues values, std::uint64_t groupStride, int groupCount, int c
   }
 }
 
-template <class V, int kCases, bool kSomeAbsent>
-void IntervalSlotsOf(LaneValues values, const double* bounds, int boundCount, const std::uint16_t* present,
-                     std::uint32_t* slots) {
+// The bounds of a lane never fall, so the middle one says which half of them still has to be looked at; that pays
+// where a choice of lanes costs one instruction.
+// kBoundCount: known number of bounds, or -1.
+template <class V, int kBoundCount, bool kSomeAbsent>
+void IntervalSlotsOf(LaneValues values, int cases, const double* bounds, int countOfBounds,
+                     const std::uint16_t* present, std::uint32_t* slots) {
+  const int boundCount = kBoundCount >= 0 ? kBoundCount : countOfBounds;
+  const int half = boundCount / 2;
+  const typename V::I one = V::SetCount(1), skipped = V::SetCount(half + 1);
+  const typename V::D never = V::Set(__builtin_inf());
   for (int l = 0; l < kLanes; l += V::kWidth) {
-    typename V::D x[kCases];
-    typename V::I slot[kCases];
-    for (int c = 0; c < kCases; ++c) {
-      x[c] = V::Load(values + c * kLanes + l);
-      slot[c] = V::One();
+    const double* const laneBounds = bounds + l;
+    const auto bound = [&](int k) { return k < boundCount ? V::Load(laneBounds + k * kLanes) : never; };
+    const typename V::D middle = bound(half);
+    for (int c = 0; c < cases; ++c) {
+      const typename V::D x = V::Load(values + c * kLanes + l);
+      typename V::I slot = one;
+      if (V::kWidth == 8) {
+        const typename V::M upper = V::Greater(x, middle);
+        slot = V::Add(slot, V::Keep(upper, skipped));
+        for (int k = 0; k < half; ++k) {
+          slot = V::AddWhere(slot, V::Greater(x, V::Select(upper, bound(half + 1 + k), bound(k))));
+        }
+      } else {
+        for (int k = 0; k < boundCount; ++k) slot = V::AddWhere(slot, V::Greater(x, bound(k)));
+      }
+      if (kSomeAbsent) slot = V::Keep(V::FromBits(static_cast<unsigned>(present[c]) >> l), slot);
+      V::StoreLow(slots + c * kLanes + l, slot);
     }
-    for (int k = 0; k < boundCount; ++k) {
-      const typename V::D bound = V::Load(bounds + k * kLanes + l);
-      for (int c = 0; c < kCases; ++c) slot[c] = V::AddWhere(slot[c], V::Greater(x[c], bound));
-    }
-    for (int c = 0; c < kCases; ++c) {
-      if (kSomeAbsent) slot[c] = V::Keep(V::FromBits(static_cast<unsigned>(present[c]) >> l), slot[c]);
-      V::StoreLow(slots + c * kLanes + l, slot[c]);
-    }
+  }
+}
+
+template <class V, int kBoundCount>
+void IntervalSlotsFor(LaneValues values, int cases, const double* bounds, int boundCount,
+                      const std::uint16_t* present, std::uint32_t* slots) {
+  if (present == nullptr) {
+    IntervalSlotsOf<V, kBoundCount, false>(values, cases, bounds, boundCount, nullptr, slots);
+  } else {
+    IntervalSlotsOf<V, kBoundCount, true>(values, cases, bounds, boundCount, present, slots);
   }
 }
 
 template <class V>
 void IntervalSlots(LaneValues values, int cases, const double* bounds, int boundCount,
                    const std::uint16_t* present, std::uint32_t* slots) {
-  int i = 0;
-  if (present == nullptr) {
-    for (; i + 4 <= cases; i += 4) {
-      IntervalSlotsOf<V, 4, false>(values + i * kLanes, bounds, boundCount, nullptr, slots + i * kLanes);
-    }
-    for (; i < cases; ++i)
-      IntervalSlotsOf<V, 1, false>(values + i * kLanes, bounds, boundCount, nullptr, slots + i * kLanes);
-    return;
+  constexpr int kUsual = 9;  // of ten intervals: the bounds stay in registers
+  if (boundCount == kUsual) {
+    IntervalSlotsFor<V, kUsual>(values, cases, bounds, boundCount, present, slots);
+  } else {
+    IntervalSlotsFor<V, -1>(values, cases, bounds, boundCount, present, slots);
   }
-  for (; i + 4 <= cases; i += 4) {
-    IntervalSlotsOf<V, 4, true>(values + i * kLanes, bounds, boundCount, present + i, slots + i * kLanes);
-  }
-  for (; i < cases; ++i)
-    IntervalSlotsOf<V, 1, true>(values + i * kLanes, bounds, boundCount, present + i, slots + i * kLanes);
 }
 
 template <class V>

@@ -31,7 +31,8 @@ struct Sse2 {
     return _mm_castsi128_pd(_mm_set_epi64x((bits & 2) != 0 ? -1 : 0, (bits & 1) != 0 ? -1 : 0));
   }
   static D Select(M m, D a, D b) { return _mm_or_pd(_mm_and_pd(m, a), _mm_andnot_pd(m, b)); }
-  static I One() { return _mm_set1_epi64x(1); }
+  static I SetCount(int n) { return _mm_set1_epi64x(n); }
+  static I Add(I a, I b) { return _mm_add_epi64(a, b); }
   static I AddWhere(I counter, M m) { return _mm_sub_epi64(counter, _mm_castpd_si128(m)); }
   static I Keep(M m, I v) { return _mm_and_si128(_mm_castpd_si128(m), v); }
   static void StoreLow(std::uint32_t* p, I v) {
