@@ -4,7 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "workbench/data/selection.h"
@@ -51,25 +52,33 @@ class CaseReader {
 
  private:
   enum : short { kUse = 0, kSkip = 1, kStop = 2 };
-  static constexpr std::int64_t kFewestBlockCases = 256;
+  static constexpr std::int64_t kFewestBlockCases = 128;
   static constexpr std::int64_t kMostBlockCases = 1024;
 
   bool TakeWeight(std::int64_t caseIndex, double* weight) const;
   bool IsSameList(const int* variableNumbers, int variableCount) const;
+  void Reserve(std::size_t bytes);
   bool SetList(const int* variableNumbers, int variableCount);
   void ReadFromColumns(std::int64_t caseIndex, double* values) const;
   void FillBlock(std::int64_t firstCase);
-  void CopyRow(const double* row, double* values) const;
+  void CopyRow(const double* row, double* values);
 
   CaseSource source_;
   std::vector<int> list_;
   std::vector<const double*> listColumns_;
-  std::vector<double> memory_;
+  std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { std::free(block); }};
+  std::size_t memoryBytes_ = 0;
   double* rows_ = nullptr;  // blockCases_ x stride_
   std::size_t stride_ = 0;  // doubles from row to row
   std::int64_t blockCases_ = 0;
   std::int64_t blockFirst_ = 0;  // cases in the block, from 0: blockFirst_ to blockEnd_ - 1
   std::int64_t blockEnd_ = 0;
+  // The values of the next block that have been asked for: where to go on, and how many at a case.
+  std::size_t askedColumn_ = 0;
+  std::int64_t askedCase_ = 0;
+  std::int64_t askedEnd_ = 0;
+  std::size_t linesPerCase_ = 0;
+  bool asksAhead_ = false;
   std::int64_t lastCase_ = -1 - kFewestBlockCases;
 };
 
