@@ -2,6 +2,7 @@
 #include <string>
 
 #include "frame/string_sink.h"
+#include "frame/variable_lists.h"
 #include "fsl_ui/define_task.h"
 #include "fsl_ui/variable_texts.h"
 #include "resources/automation_tables.h"
@@ -46,8 +47,8 @@ void CComDefineTask::get_Variables(const AutomationCall& call) {
 void CComDefineTask::put_Variables(const AutomationCall& call) {
   FeatureSelectionSettings& settings = Task().RequireSettings();
   // All four are read before the first is stored.
-  const VariableLists lists =
-      ReadVariableLists(call.Value(), Task().FeatureSelection().Host(), settings.numberOfVariables);
+  const std::vector<std::vector<int>> lists =
+      ReadVariableLists(call.Value(), Task().FeatureSelection().Host(), std::size(kVariableRoles));
   Task().DropResults();
   for (std::size_t i = 0; i < std::size(kVariableRoles); ++i) {
     if (settings.SetVariables(kVariableRoles[i], lists[i]) != kOk) {
@@ -66,8 +67,7 @@ void CComDefineTask::get_CountVariable(const AutomationCall& call) {
 
 void CComDefineTask::put_CountVariable(const AutomationCall& call) {
   FeatureSelectionSettings& settings = Task().RequireSettings();
-  const int variable =
-      ReadCountVariable(call.Value(), Task().FeatureSelection().Host(), settings.numberOfVariables);
+  const int variable = ReadCountVariable(call.Value(), Task().FeatureSelection().Host());
   Task().DropResults();
   settings.useCountVariable = variable != 0 ? 1 : 0;
   settings.countVariable = variable;

@@ -5,6 +5,7 @@
 
 #include "base/number_text.h"
 #include "base/tolerant.h"
+#include "frame/variable_lists.h"
 
 namespace vlmfsl {
 namespace {
@@ -108,12 +109,7 @@ std::string CodeText(double code) {
   return std::string(digits, end.ptr);
 }
 
-std::string TrimBlanks(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  const std::size_t last = text.find_last_not_of(" \t\r\n");
-  return std::string(text.substr(first, last - first + 1));
-}
+std::string TrimBlanks(std::string_view text) { return std::string(Trimmed(text)); }
 
 double ParseMachineNumber(std::string_view text) {
   const std::string trimmed = TrimBlanks(text);

@@ -1,5 +1,6 @@
 // PredictorScreeningStartup: the accessors of the startup dialog.
 #include "frame/string_sink.h"
+#include "frame/variable_lists.h"
 #include "resources/automation_tables.h"
 #include "resources/control_ids.h"
 #include "screening_ui/list_texts.h"

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <set>
 #include <string_view>
 
 #include "frame/dispatch.h"
 #include "frame/string_sink.h"
+#include "frame/variable_lists.h"
 #include "screening/host_calls.h"
 
 namespace vlmfsl {
@@ -14,81 +14,13 @@ namespace {
 
 constexpr int kLongestRange = 10000;
 
-class NumberSink final : public vlm::IIntegerSink {
- public:
-  virtual ~NumberSink() = default;
-  void Clear() override { numbers.clear(); }
-  void Append(int value) override { numbers.push_back(value); }
-  std::vector<int> numbers;
-};
-
 std::size_t LengthOfArray(const vlm::AutomationValue& value) {
   return static_cast<std::size_t>(std::max(value.length, 0));
 }
 
-std::vector<std::string_view> SplitLists(std::string_view text) {
-  std::vector<std::string_view> parts;
-  std::size_t start = 0;
-  bool quoted = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '"') quoted = !quoted;
-    if (text[i] != '|' || quoted) continue;
-    parts.push_back(text.substr(start, i - start));
-    start = i + 1;
-  }
-  parts.push_back(text.substr(start));
-  return parts;
-}
-
-std::vector<int> EachOnce(const std::vector<int>& numbers, int variableCount) {
-  std::vector<int> checked;
-  std::set<int> seen;
-  for (const int number : numbers) {
-    if (number < 1 || number > variableCount) {
-      throw AutomationException("There is no variable number " + std::to_string(number) + ": the data have " +
-                                std::to_string(variableCount) + " variables.");
-    }
-    if (seen.insert(number).second) checked.push_back(number);
-  }
-  return checked;
-}
-
-std::vector<int> ParseVariables(std::string_view text, vlm::IAnalysisHost& host) {
-  const std::string list = TrimBlanks(text);
-  if (list.empty()) return {};
-  NumberSink numbers;
-  StringSink error;
-  if (host.ParseVariableList(list.data(), LengthOf(list), &numbers, &error) != 0) {
-    throw AutomationException(error.Text().empty() ? "\"" + list + "\" is not a list of variables."
-                                                   : error.Text());
-  }
-  return numbers.numbers;
-}
-
-std::vector<int> ReadVariables(const vlm::AutomationValue& value, vlm::IAnalysisHost& host) {
-  switch (value.type) {
-    case vlm::kAutomationEmpty:
-      return {};
-    case vlm::kAutomationText:
-      return ParseVariables(ToText(value), host);
-    case vlm::kAutomationIntArray:
-      return {value.integers, value.integers + LengthOfArray(value)};
-    case vlm::kAutomationArray: {
-      std::vector<int> numbers;
-      for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
-        const std::vector<int> item = ReadVariables(value.items[i], host);
-        numbers.insert(numbers.end(), item.begin(), item.end());
-      }
-      return numbers;
-    }
-    default:
-      return {ToInt(value)};
-  }
-}
-
-void RequireListCount(std::size_t given, std::size_t most, const char* what) {
+void RequireListCount(std::size_t given, std::size_t most) {
   if (given <= most) return;
-  throw AutomationException("There are " + std::to_string(given) + " lists of " + what + "; at most " +
+  throw AutomationException("There are " + std::to_string(given) + " lists of codes; at most " +
                             std::to_string(most) + " are taken.");
 }
 
@@ -195,44 +127,27 @@ std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNu
   return values;
 }
 
-std::vector<std::vector<int>> ReadVariableLists(const vlm::AutomationValue& value, vlm::IAnalysisHost& host,
-                                                std::size_t listCount) {
-  std::vector<std::vector<int>> lists(listCount);
-  if (value.type == vlm::kAutomationArray) {
-    RequireListCount(LengthOfArray(value), listCount, "variables");
-    for (std::size_t i = 0; i < LengthOfArray(value); ++i) lists[i] = ReadVariables(value.items[i], host);
-  } else {
-    const std::string text = ToText(value);
-    const std::vector<std::string_view> parts = SplitLists(text);
-    RequireListCount(parts.size(), listCount, "variables");
-    for (std::size_t i = 0; i < parts.size(); ++i) lists[i] = ParseVariables(parts[i], host);
-  }
-  const int variableCount = host.GetEngineServices()->GetNbVars();
-  for (std::vector<int>& list : lists) list = EachOnce(list, variableCount);
-  return lists;
-}
-
 std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
                                                vlm::IInputSpreadsheet& input,
                                                const std::vector<int>& variables) {
   std::vector<std::vector<double>> lists(variables.size());
   const bool array = value.type == vlm::kAutomationArray;
   if (array && variables.size() != 1) {
-    RequireListCount(LengthOfArray(value), variables.size(), "codes");
+    RequireListCount(LengthOfArray(value), variables.size());
     for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
       lists[i] = ReadCodes(value.items[i], input, variables[i]);
     }
     return lists;
   }
   if (array || value.type != vlm::kAutomationText) {
-    RequireListCount(1, variables.size(), "codes");
+    RequireListCount(1, variables.size());
     lists[0] = ReadCodes(value, input, variables[0]);
     return lists;
   }
   const std::string text = ToText(value);
-  if (TrimBlanks(text).empty()) return lists;
+  if (Trimmed(text).empty()) return lists;
   const std::vector<std::string_view> parts = SplitLists(text);
-  RequireListCount(parts.size(), variables.size(), "codes");
+  RequireListCount(parts.size(), variables.size());
   for (std::size_t i = 0; i < parts.size(); ++i) lists[i] = ParseCodes(parts[i], input, variables[i]);
   return lists;
 }

@@ -1,4 +1,4 @@
-// What scripts give for variable lists and code lists, as numbers. Wrong values are AutomationExceptions that
+// What scripts give for code lists, as numbers. Wrong values are AutomationExceptions that
 // name what is wrong.
 #pragma once
 
@@ -9,13 +9,6 @@
 #include "frame/host/automation.h"
 
 namespace vlmfsl {
-
-// A text of up to listCount lists in the host's notation separated by '|' ("1 | | 2-5 | 6"; a '|' in a quoted
-// name separates nothing), or an array of up to listCount items, each a list text, a number or an array of
-// numbers. Lists left out are empty; a variable named twice in one list counts once.
-[[nodiscard]] std::vector<std::vector<int>> ReadVariableLists(const vlm::AutomationValue& value,
-                                                              vlm::IAnalysisHost& host,
-                                                              std::size_t listCount);
 
 // Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\" | *"), or an
 // array of one item a variable. A list holds numbers, ranges of whole numbers ("1-4") and value labels (in

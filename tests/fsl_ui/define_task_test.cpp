@@ -365,7 +365,7 @@ TEST(FslStartup, WrongSelectionsAreNamedAndChangeNothing) {
        "65535: There is no variable number 8: the data have 7 variables."},
       {"Variables", TextValue("0"), "65535: There is no variable number 0: the data have 7 variables."},
       {"Variables", TextValue("1 | yeild"), "65535: There is no variable \"yeild\"."},
-      {"Variables", TextValue("1|2|3|4|5"), "65535: Variables takes four lists, and 5 were given."},
+      {"Variables", TextValue("1|2|3|4|5"), "65535: Variables takes 4 lists, and 5 were given."},
       {"CountVariable", TextValue("1-3"), "65535: CountVariable takes one variable, and 3 were given."},
       {"CountVariable", IntValue(9), "65535: There is no variable number 9: the data have 7 variables."},
       {"NumberOfCutsForContinuousPredictor", TextValue("many"), "status 3"},
