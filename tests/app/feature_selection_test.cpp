@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tests/app/process.h"
+#include "workbench/app/options.h"
 
 namespace velmora::testing {
 namespace {
@@ -234,13 +235,35 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   EXPECT_EQ(bundled, 10u);
 }
 
-TEST(FeatureSelection, HelpNamesEveryOption) {
+TEST(FeatureSelection, HelpAndOptionsAgree) {
   const ProcessResult help = RunVelmora({"help", "feature-selection"});
   EXPECT_EQ(help.exitCode, 0);
-  const ProcessResult same = RunVelmora({"feature-selection", "--help"});
-  EXPECT_EQ(help.out, same.out);
+  EXPECT_EQ(help.out, RunVelmora({"feature-selection", "x.csv", "--help"}).out);
+  // Every option of the page is known to the command.
   std::istringstream lines(help.out);
-  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 120u) << line;
+  int options = 0;
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_LE(line.size(), 120u) << line;
+    if (!line.starts_with("  --")) continue;
+    ++options;
+    const std::string option = line.substr(2, line.find(' ', 2) - 2);
+    const ProcessResult result = RunVelmora({"feature-selection", "none.csv", option});
+    EXPECT_EQ(result.err.find("There is no option"), std::string::npos) << result.err;
+  }
+  EXPECT_GE(options, 26);
+  // Every option that commands share stands on the page.
+  CommandParser parser;
+  DataOptions data;
+  CaseOptions cases;
+  OutputOptions output;
+  ModuleOptions module;
+  data.AddTo(parser);
+  cases.AddTo(parser);
+  output.AddTo(parser);
+  module.AddTo(parser);
+  for (const std::string& option : parser.OptionNames()) {
+    EXPECT_NE(help.out.find("  " + option + " "), std::string::npos) << option;
+  }
 }
 
 TEST(FeatureSelection, SaysWhatIsWrong) {

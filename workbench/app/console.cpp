@@ -81,6 +81,7 @@ void PrepareConsole() {
     if (open("/dev/null", O_RDONLY) != descriptor) std::_Exit(kExitFailed);
   }
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // a file size limit is an error of the write, like a full disk
   struct sigaction action {};
   action.sa_handler = OnInterruption;
   sigemptyset(&action.sa_mask);

@@ -12,6 +12,7 @@
 #include "workbench/app/module_path.h"
 #include "workbench/app/options.h"
 #include "workbench/data/save.h"
+#include "workbench/data/table_companion.h"
 
 namespace velmora {
 namespace {
@@ -80,6 +81,12 @@ void SaveBundles(Session& session, OutputFiles& files) {
       sentence.replace(at, staging.size(), files.StagingFolder().parent_path().string());
     }
     throw RunError(sentence);
+  }
+  // A companion of an earlier run would speak for this table, too.
+  const std::string companion = CompanionPath(name);
+  if (extension == ".csv" && !std::filesystem::exists(files.StagingFolder() / companion)) {
+    files.Add(companion,
+              "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
   }
 }
 

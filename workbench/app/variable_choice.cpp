@@ -11,6 +11,8 @@
 namespace velmora {
 namespace {
 
+constexpr std::size_t kMostLeftOutTold = 20;
+
 bool Holds(const std::vector<int>& numbers, int number) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
@@ -68,7 +70,13 @@ void CheckWeights(const Column& weights) {
 }  // namespace
 
 void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
+  std::size_t told = 0;
   for (const LeftOutVariable& variable : leftOut) {
+    if (told++ == kMostLeftOutTold) {
+      Tell("Not screened: " + std::to_string(leftOut.size() - kMostLeftOutTold) +
+           " more; velmora variables names them all.");
+      return;
+    }
     Tell("Not screened: " + variable.name + " (" +
          (variable.reason.empty() ? variable.role : variable.reason) + ")");
   }
