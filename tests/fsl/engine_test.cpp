@@ -102,6 +102,14 @@ Numbers Range(int first, int last) {
 
 Lists AllLists() { return {Range(1, 4), Range(5, 8), Range(9, 20), Range(21, 31)}; }
 
+// Without those that are mostly missing: casewise deletion would leave no case.
+Lists MostlyPresentLists() {
+  Lists lists = AllLists();
+  std::erase_if(lists.continuousPredictors, [](int number) { return number == 18 || number == 19; });
+  std::erase(lists.categoricalPredictors, 30);
+  return lists;
+}
+
 enum class Weights { kNone, kPositive, kSigned, kScaled };
 
 struct Scenario {
@@ -236,9 +244,10 @@ TEST(Engine, GivesThePlainLoopsBitsOnEveryVectorUnit) {
     SCOPED_TRACE(scenario.name);
     ScriptedEngineHost host;
     FillWithEverything(&host, scenario.cases, 11);
-    Settings settings(host, AllLists());
+    Settings settings(host, scenario.casewise ? MostlyPresentLists() : AllLists());
     Apply(scenario, &host, &settings.record);
     const ReferenceResult want = RunReference(host, settings.record);
+    ASSERT_EQ(want.result, kOk) << "nothing to compare";
     for (const Unit& unit : kUnits) {
       SCOPED_TRACE(unit.name);
       if (!ForceVectorUnit(unit.unit)) continue;
