@@ -80,7 +80,10 @@ void CComDefineTask::get_NumberOfCutsForContinuousPredictor(const AutomationCall
 }
 
 void CComDefineTask::put_NumberOfCutsForContinuousPredictor(const AutomationCall& call) {
-  Task().RequireSettings().cutsContinuousPredictor = call.Int();
+  FeatureSelectionSettings& settings = Task().RequireSettings();
+  const int cuts = call.Int();
+  Task().DropResults();
+  settings.cutsContinuousPredictor = cuts;
   Task().ShowPredictorCuts();
 }
 
@@ -113,7 +116,10 @@ void CComDefineTask::get_NumberOfCutsForContinuousDependentVariable(const Automa
 }
 
 void CComDefineTask::put_NumberOfCutsForContinuousDependentVariable(const AutomationCall& call) {
-  Task().RequireSettings().cutsContinuousDependent = call.Int();
+  FeatureSelectionSettings& settings = Task().RequireSettings();
+  const int cuts = call.Int();
+  Task().DropResults();
+  settings.cutsContinuousDependent = cuts;
   Task().ShowDependentCuts();
 }
 

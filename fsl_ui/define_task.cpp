@@ -201,12 +201,12 @@ void CDefineTask::ChooseVariables() {
     }
     const std::string title = LoadResString(kTextSelectVariables);
     if (Window()->VariableListsDialog(title.data(), LengthOf(title), requests.data(),
-                                      static_cast<int>(requests.size())) == 0 ||
-        !Window()) {
+                                      static_cast<int>(requests.size())) == 0) {
       return;
     }
     // The lists are the record's own: with OK they are others than those of the last run.
     DropResults();
+    if (!Window()) return;
     if (settings->DependentCount() >= 1 && settings->PredictorCount() >= kFewestPredictorsOfChoice) {
       return ShowVariables();
     }

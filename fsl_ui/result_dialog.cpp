@@ -111,10 +111,9 @@ int CResultDialog::MakeOutput(Output output, DocumentList& made) {
 
 int CResultDialog::SaveBundles() {
   FeatureSelectionSettings* settings = Settings();
+  if (!settings || !settings->HasResults()) return kOk;
   DocumentList none;
-  const int result = settings && settings->HasResults()
-                         ? MakeBestPredictorsReport(*settings, Analysis().Host(), true, none)
-                         : kOk;
+  const int result = MakeBestPredictorsReport(*settings, Analysis().Host(), true, none);
   if (Window()) Window()->SendFrameworkCommand(kCommandBundlesSaved);
   return result;
 }

@@ -66,7 +66,8 @@ class CResultDialog final : public ScriptableDialog<CFeatureSelectionModelessDia
   // Reads the edits and makes an output. Returns kFailed when it could not be made; nothing happens, and made
   // stays empty, without results.
   [[nodiscard]] int MakeOutput(Output output, DocumentList& made);
-  // Saves the best predictors as bundles, without reading the edits, and tells the framework.
+  // Saves the best predictors as bundles, without reading the edits, and tells the framework; nothing happens
+  // without results.
   [[nodiscard]] int SaveBundles();
 
  private:

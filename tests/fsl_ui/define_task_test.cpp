@@ -18,6 +18,7 @@ constexpr char kTooMany[] =
     "avoid "
     "memory allocation error.";
 constexpr char kBadInteger[] = "Invalid integer entered in edit field";
+constexpr char kAllVariables[] = "1 | 2 | 3 4 5 | 6";
 
 std::string Captions(ScriptedWindow& window) {
   std::string all;
@@ -288,7 +289,7 @@ TEST(DefineTask, AFailedRunLeavesTheDialogOpenAndNothingHeld) {
 // Settings that are changed after a run no longer describe its results.
 TEST(DefineTask, ChangedSettingsDropTheResults) {
   Session session;
-  ScriptedWindow& results = session.RunAndShowResults("1 | 2 | 3 4 5 | 6");
+  ScriptedWindow& results = session.RunAndShowResults(kAllVariables);
   ScriptedWindow& again = session.Open(101);
   again.Press(1005);
   ASSERT_NE(session.analysis->GetFeatureSelectionResults(), nullptr) << "a cancelled choice changes nothing";
@@ -297,6 +298,43 @@ TEST(DefineTask, ChangedSettingsDropTheResults) {
   EXPECT_EQ(session.host.resultsChanges.back(), 0);
   results.Press(1022);
   EXPECT_THAT(session.host.documents.shown, IsEmpty());
+
+  for (const char* property :
+       {"CountVariable", "NumberOfCutsForContinuousPredictor", "CasewiseDeletionOfMD",
+        "TreatContinuousDependentAsCategorical", "NumberOfCutsForContinuousDependentVariable",
+        "UseCramerVForCategoricalDependentVariable", "UseChiSquareForCategoricalDependentVariable"}) {
+    Session other;
+    other.RunAndShowResults(kAllVariables);
+    ScriptedWindow& startup = other.Open(101);
+    EXPECT_EQ(Session::Put(startup, property, TextValue("many")).empty(), false);
+    EXPECT_NE(other.analysis->GetFeatureSelectionResults(), nullptr) << property << " was not put";
+    EXPECT_EQ(Session::Put(startup, property, IntValue(1)), "");
+    EXPECT_EQ(other.analysis->GetFeatureSelectionResults(), nullptr) << property;
+  }
+}
+
+// While a dialog of the host is up, neither a click nor a script changes what the command works on, and a host that
+// closes the window meanwhile leaves no results behind that the new lists do not fit.
+TEST(DefineTask, OneCommandAtATime) {
+  Session session;
+  ScriptedWindow& window = session.Open(101);
+  window.listsAnswers = {{true, {{1}, {}, {3, 4}, {}}}};
+  window.whileListsAreShown = [&] {
+    window.Press(1040);
+    EXPECT_EQ(Session::Put(window, "Variables", TextValue("2")), "65535: The dialog is busy.");
+    EXPECT_EQ(Session::Get(window, "Variables"), "65535: The dialog is busy.");
+  };
+  window.Press(1005);
+  EXPECT_FALSE(window.Checked(1040));
+  EXPECT_EQ(Session::Get(window, "Variables"), "1 |  | 3 4 | ");
+
+  Session closed;
+  closed.RunAndShowResults(kAllVariables);
+  ScriptedWindow& startup = closed.Open(101);
+  startup.listsAnswers = {{true, {{1}, {2}, {3, 4, 5}, {6, 7}}}};
+  startup.whileListsAreShown = [&] { startup.Close(0); };
+  startup.Press(1005);
+  EXPECT_EQ(closed.analysis->GetFeatureSelectionResults(), nullptr);
 }
 
 // --- FSLStartup
@@ -405,7 +443,7 @@ TEST(FslStartup, EveryMemberOfTheTableIsServed) {
   for (int i = 0; i < kFslStartup.memberCount; ++i) {
     EXPECT_NE(Session::Get(startup, kFslStartup.members[i].name), "") << kFslStartup.members[i].name;
   }
-  ScriptedWindow& results = session.RunAndShowResults("1 | 2 | 3 4 5 | 6");
+  ScriptedWindow& results = session.RunAndShowResults(kAllVariables);
   for (int i = 0; i < kFslResults.memberCount; ++i) {
     const vlm::AutomationMember& member = kFslResults.members[i];
     if ((member.kinds & vlm::kInvokeGet) == 0) continue;

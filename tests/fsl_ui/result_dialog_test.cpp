@@ -111,6 +111,8 @@ TEST(ResultDialog, WithoutResultsNothingHappens) {
   Session session;
   ScriptedWindow& window = session.Open(102);
   for (const int control : {1022, 1031, 1034, 1072}) window.Press(control);
+  EXPECT_EQ(Session::Call(window, "SavePredictorsToVariableBundle", vlm::kInvokeMethod), "");
+  EXPECT_EQ(window.TakeLog(), "");
   EXPECT_THAT(session.host.documents.shown, IsEmpty());
   EXPECT_THAT(session.host.input.bundles, IsEmpty());
   EXPECT_THAT(session.host.messages, IsEmpty());

@@ -261,6 +261,7 @@ class ScriptedWindow final : public vlm::IDialogWindow {
   std::map<int, int> enabled, checked;
   std::deque<ListsAnswer> listsAnswers;  // nothing left: Cancel
   std::string lastLists;                 // what the last variables dialog asked
+  std::function<void()> whileListsAreShown;
   std::vector<int> pages;
   int openDataAnswer = 0;
   int exitStep = -1;
@@ -331,6 +332,7 @@ class ScriptedWindow final : public vlm::IDialogWindow {
     if (listsAnswers.empty()) return 0;
     const ListsAnswer answer = listsAnswers.front();
     listsAnswers.pop_front();
+    if (whileListsAreShown) whileListsAreShown();
     if (!answer.ok) return 0;
     for (int i = 0; i < listCount; ++i) {
       const std::vector<int>& numbers = answer.lists.at(static_cast<std::size_t>(i));
