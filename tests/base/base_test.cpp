@@ -11,6 +11,7 @@
 #include "base/normal_quantile.h"
 #include "base/number_text.h"
 #include "base/tolerant.h"
+#include "base/utf8_text.h"
 
 namespace vlmfsl {
 namespace {
@@ -160,6 +161,34 @@ TEST(NumberText, TellsNeighboursApart) {
   EXPECT_EQ(format({1, 1.0000001, 2}),
             (Texts{"1.000000000000000e+00", "1.000000100000000e+00", "2.000000000000000e+00"}));
   EXPECT_EQ(format({}), Texts{});
+}
+
+TEST(Utf8Text, CountsCutsAndWidensCharacters) {
+  struct Row {
+    const char* name;
+    std::string text;
+    std::size_t characters;
+    std::string firstTwo;
+    std::u16string wide;
+  };
+  const Row rows[] = {
+      {"empty", "", 0, "", u""},
+      {"ascii", "abc", 3, "ab", u"abc"},
+      {"two bytes", "\u00FC\u07FFx", 3, "\u00FC\u07FF", u"\u00FC\u07FFx"},
+      {"three bytes", "a\u20AC\uFFFDb", 4, "a\u20AC", u"a\u20AC\uFFFDb"},
+      {"four bytes", "\U0001F600\U0010FFFFz", 3, "\U0001F600\U0010FFFF", u"\U0001F600\U0010FFFFz"},
+      {"a byte that begins nothing", "a\xFFz", 3, "a\xFF", u"a\uFFFDz"},
+      {"cut short", "a\xE2\x82", 2, "a\xE2\x82", u"a\uFFFD\uFFFD"},
+      {"longer than needed", "\xC0\xAF", 1, "\xC0\xAF", u"\uFFFD\uFFFD"},
+      {"half of a pair", "\xED\xA0\x80", 1, "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+      {"past the last", "\xF4\x90\x80\x80", 1, "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(CharacterCount(row.text), row.characters);
+    EXPECT_EQ(FirstCharacters(row.text, 2), row.firstTwo);
+    EXPECT_EQ(Utf16OfUtf8(row.text), row.wide);
+  }
 }
 
 TEST(FormatText, FillsPlacesAndTrustsNothing) {

@@ -110,7 +110,7 @@ Lists MostlyPresentLists() {
   return lists;
 }
 
-enum class Weights { kNone, kPositive, kSigned, kScaled };
+enum class Weights { kNone, kPositive, kSigned, kNearlyOneInAll };
 
 struct Scenario {
   const char* name;
@@ -138,7 +138,7 @@ const Scenario kScenarios[] = {
      .weights = Weights::kPositive,
      .rounded = true,
      .casewise = true},
-    {.name = "weights that sum to one", .cases = 4, .weights = Weights::kScaled},
+    {.name = "weights that sum to nearly one", .cases = 4, .weights = Weights::kNearlyOneInAll},
     {.name = "counts", .cases = 3000, .count = true, .excluded = true},
     {.name = "counts and weights, casewise",
      .cases = 3000,
@@ -179,7 +179,7 @@ void Apply(const Scenario& scenario, ScriptedEngineHost* host, FeatureSelectionS
   for (int i = 0; i < scenario.cases && scenario.weights != Weights::kNone; ++i) {
     const double w = static_cast<double>(random() % 4000) / 1000;  // now and then exactly 0
     host->weights.push_back(scenario.weights == Weights::kSigned && random() % 5 == 0 ? -w
-                            : scenario.weights == Weights::kScaled                    ? 0.25
+                            : scenario.weights == Weights::kNearlyOneInAll            ? (i == 0 ? 0.7 : 0.1)
                                                                                       : w);
   }
   if (scenario.excluded) {
@@ -447,6 +447,34 @@ TEST(Settings, JoinsTheListsIntoTheReadList) {
     EXPECT_EQ(settings->nReadVariables, 6 + useCount);
     EXPECT_EQ(Numbers(settings->variableList, settings->variableList + 7), (Numbers{3, 1, 2, 4, 5, 5, 6}));
     EXPECT_EQ(settings->Variables(VariableRole::kContinuousDependent).size(), 2u);
+  }
+}
+
+// Sums of squares within the tolerance of zero are zero: neither a quotient of two specks nor one by a speck is formed.
+TEST(Engine, SumsOfSquaresNearlyZeroAreZero) {
+  const double speck = 4e-162;  // its square is a few units in the last place above zero
+  const double small = 1e-150;
+  struct Row {
+    const char* name;
+    std::vector<double> y;
+    int notComputable;
+  };
+  const Row rows[] = {{"between and within", {0, 1, 3, 4}, 0},
+                      {"nothing within", {0, 0, 1, 1}, 1},
+                      {"a speck within", {0, speck, 1, 1}, 1},
+                      {"small values within", {0, small, 1, 1}, 0},
+                      {"nothing between", {-small, small, -small, small}, 1},
+                      {"a speck between", {-small, small, -small + speck, small + speck}, 1},
+                      {"small values between", {-small, small, 0, small}, 0}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScriptedEngineHost host;
+    host.AddColumn(row.y, "y");
+    host.AddColumn({1, 1, 2, 2}, "x");
+    Settings settings(host, {{1}, {}, {}, {2}});
+    ASSERT_EQ(RunFeatureSelection(settings.record), kOk);
+    EXPECT_EQ(settings->notComputable[0], row.notComputable) << settings->statistic[0];
+    EXPECT_EQ(settings->pValue[0] == 1.0 && settings->statistic[0] == 0.0, row.notComputable == 1);
   }
 }
 

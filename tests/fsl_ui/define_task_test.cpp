@@ -313,6 +313,14 @@ TEST(DefineTask, ChangedSettingsDropTheResults) {
   }
 }
 
+TEST(DefineTask, OtherDataEndTheResults) {
+  Session session;
+  session.RunAndShowResults(kAllVariables);
+  session.analysis->InitializeAfterFileChanged();
+  EXPECT_EQ(session.analysis->GetFeatureSelectionResults(), nullptr);
+  EXPECT_THAT(session.host.resultsChanges, ElementsAre(1, 0));
+}
+
 // While a dialog of the host is up, neither a click nor a script changes what the command works on, and a host that
 // closes the window meanwhile leaves no results behind that the new lists do not fit.
 TEST(DefineTask, OneCommandAtATime) {

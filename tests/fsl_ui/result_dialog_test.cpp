@@ -84,6 +84,8 @@ TEST(ResultDialog, EditsAreReadBeforeAnOutput) {
       {1030, 1028, "FixedPValueOfBestPredictors", "1", "0.01", kBadP},
       {1030, 1028, "FixedPValueOfBestPredictors", "0.9999999999999999", "0.01", kBadP},
       {1030, 1028, "FixedPValueOfBestPredictors", "0", "0.01", kBadP},
+      {1030, 1028, "FixedPValueOfBestPredictors", "7e-323", "0.01", kBadP},
+      {1030, 1028, "FixedPValueOfBestPredictors", "8e-323", "7.9050503334599447e-323", ""},
       {1030, 1028, "FixedPValueOfBestPredictors", "-0.5", "0.01", kBadP},
       {1030, 1028, "FixedPValueOfBestPredictors", "nan", "0.01", kBadP},
   };
@@ -152,6 +154,21 @@ TEST(Outputs, SummaryNamesFitTheSheet) {
   const std::string title = sheet.substr(6, sheet.find('\n') - 6);
   EXPECT_EQ(title, ("Best predictors for continuous dependent var: " + std::string(60, 'n')).substr(0, 80));
   EXPECT_THAT(sheet, ::testing::HasSubstr("\n|F-va|p-va\ntempera~|"));
+
+  // Lengths are characters, and none is cut in two.
+  Session umlauts;
+  const auto repeated = [](std::string text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  umlauts.host.engine.columns[0].name = repeated("ü", 60);
+  umlauts.host.engine.columns[2].name = repeated("ö", 8);
+  umlauts.RunAndShowResults("1 | | 3 |").Press(1022);
+  EXPECT_THAT(
+      umlauts.host.documents.shown.at(0),
+      ::testing::StartsWith("sheet Best predictors for continuous dependent var: " + repeated("ü", 80 - 46) +
+                            "\n|F-value|p-value\n" + repeated("ö", 8) + "|"));
 }
 
 // A list by p-value can hold predictors without a statistic: an empty row, and no bar.
@@ -220,6 +237,11 @@ TEST(Outputs, BundlesFindFreeNames) {
   Session onlyCategorical;
   onlyCategorical.RunAndShowResults("1 | | | 6").Press(1072);
   EXPECT_THAT(onlyCategorical.host.input.bundles, ElementsAre(Pair(categorical, "6")));
+
+  // One variable, continuous and categorical dependent: its bundles do not take each other's names either.
+  Session twice;
+  twice.RunAndShowResults("1 | 1 | 3 |").Press(1072);
+  EXPECT_THAT(twice.host.input.bundles, ElementsAre(Pair(continuous, "3"), Pair(continuous + "_01", "3")));
 }
 
 TEST(Outputs, WithoutMemoryNothingIsShown) {
