@@ -16,14 +16,14 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 void ExpectSortedLikeStdSort(const std::vector<double>& column, const std::vector<std::uint8_t>& selected,
                              double code, SortScratch& scratch, SortedOrder& order) {
-  std::vector<std::uint32_t> cases;
+  OrderVector<std::uint32_t> cases;
   for (std::size_t i = 0; i < column.size(); ++i) {
     const bool missing = std::isfinite(column[i]) && MissingRange(code)(column[i]);
     if ((selected.empty() || selected[i] != 0) && !missing && column[i] == column[i])
       cases.push_back(static_cast<std::uint32_t>(i));
   }
   std::stable_sort(cases.begin(), cases.end(), [&](auto a, auto b) { return column[a] < column[b]; });
-  std::vector<std::int32_t> starts;
+  OrderVector<std::int32_t> starts;
   for (std::size_t i = 0; i < cases.size(); ++i)
     if (i == 0 || column[cases[i - 1]] < column[cases[i]]) starts.push_back(static_cast<std::int32_t>(i));
   if (!cases.empty()) starts.push_back(static_cast<std::int32_t>(cases.size()));

@@ -97,18 +97,7 @@ ResponsePointer HostAnalyses::Shared::ResponseOf(const TablePointer& table, int 
 
 OrderPointer HostAnalyses::Shared::OrderOf(const TablePointer& table, int variable) {
   UseTable(table);
-  const auto known = orders_.find(variable);
-  if (known != orders_.end()) return known->second;
-  const Column& column = table->Variable(variable);
-  auto order = std::make_shared<stats::SortedOrder>();
-  stats::SortColumn(column.values, column.missingCode, {}, sortScratch_, *order);
-  // What is kept stays: responses come round in the same order of predictors, so that replacing the oldest
-  // would replace each one just before it is needed again.
-  if (orderBytes_ + order->Bytes() <= settings.orderCacheBytes) {
-    orderBytes_ += order->Bytes();
-    orders_.emplace(variable, order);
-  }
-  return order;
+  return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes);
 }
 
 std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order) {
@@ -159,6 +148,7 @@ const TablePointer& HostAnalyses::Shared::LiveTable() {
 
 void HostAnalyses::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) {
   Forget();
+  orders_.Release();
   if (live_) live_.MoveTo(std::move(old));
   live_ = {};
 }
@@ -180,8 +170,7 @@ void HostAnalyses::Shared::Forget() {
   spareColumns_.clear();
   masks_.clear();
   responses_.clear();
-  orders_.clear();
-  orderBytes_ = 0;
+  orders_.Forget();
   ranks_ = {};
   table_ = {};
 }

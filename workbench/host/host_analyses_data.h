@@ -6,11 +6,11 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "workbench/data/table.h"
 #include "workbench/host/host_analyses.h"
+#include "workbench/host/host_analyses_orders.h"
 #include "workbench/stats/sorted_order.h"
 #include "workbench/stats/tree.h"
 
@@ -42,7 +42,6 @@ class TablePointer {
 
 // One byte a case, 0: left out. Null: every case.
 using MaskPointer = std::shared_ptr<const std::vector<std::uint8_t>>;
-using OrderPointer = std::shared_ptr<const stats::SortedOrder>;
 
 // Case selection and weights of an analysis, as texts and numbers.
 struct CaseSettings {
@@ -108,9 +107,7 @@ struct HostAnalyses::Shared {
   std::vector<std::vector<double>> spareColumns_;
   TablePointer live_;
   TablePointer table_;  // that what follows was made from
-  stats::SortScratch sortScratch_;
-  std::unordered_map<int, OrderPointer> orders_;
-  std::size_t orderBytes_ = 0;
+  OrderCache orders_;
   std::list<KnownMask> masks_;            // newest first
   std::list<ResponsePointer> responses_;  // newest first
   KnownRanks ranks_;

@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -35,10 +37,23 @@ class Buffer {
   std::size_t capacity_ = 0;
 };
 
+// Memory of orders: from any resource, and not cleared before it is written.
+template <class T>
+struct OrderAllocator : std::pmr::polymorphic_allocator<T> {
+  using std::pmr::polymorphic_allocator<T>::polymorphic_allocator;
+  using std::pmr::polymorphic_allocator<T>::construct;
+  void construct(T* place) { ::new (static_cast<void*>(place)) T; }
+};
+template <class T>
+using OrderVector = std::vector<T, OrderAllocator<T>>;
+
 // Cases of a column in ascending order of value. Equal values keep the order of their case indices.
 struct SortedOrder {
-  std::vector<std::uint32_t> cases;  // 0-based case indices
-  std::vector<std::int32_t>
+  explicit SortedOrder(std::pmr::memory_resource* memory = std::pmr::get_default_resource())
+      : cases(memory), starts(memory) {}
+
+  OrderVector<std::uint32_t> cases;  // 0-based case indices
+  OrderVector<std::int32_t>
       starts;  // DistinctCount() + 1 positions in cases: value d stands at [starts[d], starts[d + 1])
 
   std::size_t CaseCount() const { return cases.size(); }

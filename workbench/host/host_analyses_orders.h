@@ -1,0 +1,72 @@
+// The sorted orders of predictors. Every tree starts from one, and so do further responses: as many as fit into
+// a bounded cache are kept. First touch of memory costs more than a third of the sort itself, so kept orders
+// stand in large pages, one behind the other, and the memory of others is used again.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <memory_resource>
+#include <unordered_map>
+#include <vector>
+
+#include "workbench/data/table.h"
+#include "workbench/stats/sorted_order.h"
+
+namespace velmora {
+
+using OrderPointer = std::shared_ptr<const stats::SortedOrder>;
+
+// Memory that is given out piece by piece and taken back as a whole.
+class OrderMemory final : public std::pmr::memory_resource {
+ public:
+  OrderMemory() = default;
+  virtual ~OrderMemory() = default;
+  // Everything given out is free again, and stays with this object.
+  void Reset();
+
+ private:
+  static constexpr std::size_t kPageBytes = std::size_t{2} << 20;
+  struct FreeChunk {
+    void operator()(std::byte* memory) const;
+  };
+  struct Chunk {
+    std::unique_ptr<std::byte, FreeChunk> memory;
+    std::size_t byteCount;
+  };
+
+  void* do_allocate(std::size_t byteCount, std::size_t alignment) override;
+  void do_deallocate(void*, std::size_t, std::size_t) override {}
+  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
+
+  std::vector<Chunk> chunks_;
+  std::size_t current_ = 0;  // index of the chunk that is filled; those behind it are free
+  std::size_t used_ = 0;     // bytes of it
+};
+
+class OrderCache {
+ public:
+  // All cases of a column that are neither missing nor NaN, by rising value. variable: what the column is known
+  // by until Forget; keptBytes: what orders may take that are kept until then. The two asked for last are kept
+  // besides.
+  OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes);
+  // The data have changed. Memory stays for those that come.
+  void Forget();
+  void Release();  // memory goes, too
+
+ private:
+  struct Recent {
+    int variable = 0;  // 0: none
+    std::shared_ptr<stats::SortedOrder> order;
+  };
+
+  OrderPointer Keep(int variable, const Column& column);
+  OrderPointer MakeRecent(int variable, const Column& column);
+
+  stats::SortScratch scratch_;
+  std::shared_ptr<OrderMemory> memory_;
+  std::unordered_map<int, OrderPointer> kept_;
+  std::size_t keptBytes_ = 0;
+  Recent recent_[2];  // newest first
+};
+
+}  // namespace velmora
