@@ -137,6 +137,30 @@ TEST(Descriptives, BreakDownAColumn) {
   EXPECT_EQ(breakdown.levels[1].squares, 50);
 }
 
+TEST(Descriptives, RangesAreBrokenDownAsEachOfThemAlone) {
+  Random random(4);
+  std::vector<double> values;
+  std::vector<std::size_t> ends;
+  for (const int length : {0, 1, 700, 0, 3, 40}) {
+    for (int i = 0; i < length; ++i) values.push_back(length == 3 ? 0.1 : 1e6 + random.Normal());
+    ends.push_back(values.size());
+  }
+  const Breakdown breakdown = BreakDownRanges(values, ends);
+  const auto expectSame = [&](const Summary& found, std::size_t begin, std::size_t end) {
+    SCOPED_TRACE(end - begin);
+    const Summary alone = Summarize(std::span(values).subspan(begin, end - begin), kMissing);
+    EXPECT_EQ(found.cases, alone.cases);
+    EXPECT_EQ(found.squares, alone.squares);
+    for (const auto member : {&Summary::mean, &Summary::minimum, &Summary::maximum,
+                              &Summary::standardDeviation, &Summary::lowerLimit, &Summary::upperLimit}) {
+      EXPECT_TRUE(found.*member == alone.*member || (std::isnan(found.*member) && std::isnan(alone.*member)));
+    }
+  };
+  for (std::size_t level = 0; level < ends.size(); ++level)
+    expectSame(breakdown.levels[level], level > 0 ? ends[level - 1] : 0, ends[level]);
+  expectSame(breakdown.total, 0, values.size());
+}
+
 TEST(Ranks, AverageOverTies) {
   const std::vector<double> column{5, kMissing, 1, 5, -0.0, 0.0, 5};
   std::vector<double> ranks(column.size());

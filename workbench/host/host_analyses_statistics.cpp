@@ -361,17 +361,20 @@ class Gatherer {
     } else {
       const double* column =
           (column_ == kPredictorColumn ? data_.PredictorColumn() : data_.ResponseColumn()).values.data();
-      for (std::size_t i = begin; i < end; ++i) *into++ = column[cases[i]];
+      for (std::size_t i = begin; i < end; ++i) *into++ = column[cases[i]] + 0.0;  // no minus zero
     }
     if (weights_ == nullptr) return;
     for (std::size_t i = begin; i < end; ++i) caseWeights_.push_back((*weights_)[cases[i]]);
   }
-  stats::Summary Summarize(bool quartiles) const {
+  // Values may be rearranged.
+  stats::Summary Summarize(bool quartiles) {
     stats::SummaryOptions options;
     // Rows come by rising predictor value, so its quartiles need no search.
     const bool sorted = column_ == kPredictorColumn && caseWeights_.empty() && !values_.empty();
     options.quartiles = quartiles && !sorted;
-    stats::Summary summary = stats::Summarize(values_, kNoCode, {}, caseWeights_, options);
+    stats::Summary summary = caseWeights_.empty()
+                                 ? stats::SummarizeInPlace(values_, options)
+                                 : stats::Summarize(values_, kNoCode, {}, caseWeights_, options);
     if (quartiles && sorted) {
       summary.lowerQuartile = SortedQuantile(1);
       summary.median = SortedQuantile(2);
@@ -379,6 +382,7 @@ class Gatherer {
     }
     return summary;
   }
+  const std::vector<double>& Values() const { return values_; }
 
  private:
   // As stats::Summary defines them: the smallest value with at least the share at or below it, averaged with the
@@ -425,19 +429,11 @@ class BreakdownAnalysis final : public WorkSheetAnalysis {
     const auto weights = CaseWeights();
     for (const int variable : Field(0)) {
       Gatherer values(*data_, variable, weights.get());
-      std::size_t level = 0;
-      for (std::size_t first = 0; first < ranges.size();) {
-        std::size_t last = first;
-        values.Clear();
-        for (; last < ranges.size() && ranges[last].code == ranges[first].code; ++last) {
-          values.Add(ranges[last].begin, ranges[last].end);
-        }
-        LevelAt(level++, ranges[first].code).variables.push_back(values.Summarize(quartiles_));
-        first = last;
+      if (weights || quartiles_) {
+        SummarizeEach(values, ranges);
+      } else {
+        SummarizeTogether(values, ranges);
       }
-      values.Clear();
-      for (const CodedRange& range : ranges) values.Add(range.begin, range.end);
-      LevelAt(level, 0).variables.push_back(values.Summarize(quartiles_));
     }
     const std::size_t totals = levels_.size() - 1;
     for (std::size_t level = totals; level-- > 0;) {
@@ -445,6 +441,40 @@ class BreakdownAnalysis final : public WorkSheetAnalysis {
         levels_.erase(levels_.begin() + static_cast<std::ptrdiff_t>(level));
       }
     }
+  }
+
+  // Level by level and then all cases, each gathered anew.
+  void SummarizeEach(Gatherer& values, const std::vector<CodedRange>& ranges) {
+    std::size_t level = 0;
+    for (std::size_t first = 0; first < ranges.size();) {
+      std::size_t last = first;
+      values.Clear();
+      for (; last < ranges.size() && ranges[last].code == ranges[first].code; ++last) {
+        values.Add(ranges[last].begin, ranges[last].end);
+      }
+      LevelAt(level++, ranges[first].code).variables.push_back(values.Summarize(quartiles_));
+      first = last;
+    }
+    values.Clear();
+    for (const CodedRange& range : ranges) values.Add(range.begin, range.end);
+    LevelAt(level, 0).variables.push_back(values.Summarize(quartiles_));
+  }
+
+  void SummarizeTogether(Gatherer& values, const std::vector<CodedRange>& ranges) {
+    std::vector<std::size_t> ends;
+    std::vector<double> codes;
+    for (const CodedRange& range : ranges) {
+      values.Add(range.begin, range.end);
+      if (codes.empty() || codes.back() != range.code) {
+        codes.push_back(range.code);
+        ends.push_back(0);
+      }
+      ends.back() = values.Values().size();
+    }
+    stats::Breakdown breakdown = stats::BreakDownRanges(values.Values(), ends);
+    for (std::size_t level = 0; level < codes.size(); ++level)
+      LevelAt(level, codes[level]).variables.push_back(breakdown.levels[level]);
+    LevelAt(codes.size(), 0).variables.push_back(breakdown.total);
   }
 
   Level& LevelAt(std::size_t level, double code) {

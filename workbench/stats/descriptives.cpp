@@ -90,7 +90,17 @@ void AddLimits(double confidence, Summary& summary) {
   summary.upperLimit = summary.mean + reach;
 }
 
-// values may be rearranged. The mean is corrected by what the deviations from its first rounding sum to.
+// From minimum, maximum, weight and the sum of squares about a first rounding of the mean. rest: what the deviations
+// from it sum to, which corrects both.
+void Finish(double mean, double rest, double confidence, Summary& summary) {
+  summary.squares -= rest * rest / summary.weight;
+  if (summary.squares < 0) summary.squares = 0;  // rounding; not a number stays so
+  summary.mean = summary.minimum == summary.maximum ? summary.minimum : mean + rest / summary.weight;
+  if (summary.minimum == summary.maximum) summary.squares = 0;
+  AddLimits(confidence, summary);
+}
+
+// values may be rearranged.
 Summary SummaryOf(std::span<double> values, std::span<const double> weights, const SummaryOptions& options) {
   Summary summary;
   summary.cases = static_cast<std::int64_t>(values.size());
@@ -111,11 +121,7 @@ Summary SummaryOf(std::span<double> values, std::span<const double> weights, con
     rest += weightAt(i) * gap;
     summary.squares += weightAt(i) * gap * gap;
   }
-  summary.squares -= rest * rest / summary.weight;
-  if (summary.squares < 0) summary.squares = 0;  // rounding; not a number stays so
-  summary.mean = summary.minimum == summary.maximum ? summary.minimum : mean + rest / summary.weight;
-  if (summary.minimum == summary.maximum) summary.squares = 0;
-  AddLimits(options.confidence, summary);
+  Finish(mean, rest, options.confidence, summary);
   if (options.quartiles) AddQuartiles(values, weights, summary);
   return summary;
 }
@@ -128,6 +134,10 @@ Summary Summarize(std::span<const double> column, double missingCode, std::span<
     return selected.empty() || selected[i] != 0 ? 0 : kNoLevel;
   });
   return SummaryOf(grouped.values, grouped.weights, options);
+}
+
+Summary SummarizeInPlace(std::span<double> values, const SummaryOptions& options) {
+  return SummaryOf(values, {}, options);
 }
 
 Breakdown BreakDown(std::span<const double> column, double missingCode, const Coding& grouping,
@@ -147,6 +157,56 @@ Breakdown BreakDown(std::span<const double> column, double missingCode, const Co
                   weights.empty() ? gatheredWeights : gatheredWeights.subspan(first, count), options));
   }
   breakdown.total = SummaryOf(values, gatheredWeights, options);
+  return breakdown;
+}
+
+// Sums of a level and of all values are two chains of additions, each in the order of the values, which the processor
+// works on side by side.
+Breakdown BreakDownRanges(std::span<const double> values, std::span<const std::size_t> ends) {
+  Breakdown breakdown;
+  breakdown.levels.resize(ends.size());
+  Summary& total = breakdown.total;
+  std::vector<double> means(ends.size());
+  double totalSum = 0;
+  for (std::size_t level = 0, i = 0; level < ends.size(); ++level) {
+    Summary& summary = breakdown.levels[level];
+    if (i == ends[level]) continue;
+    summary.cases = static_cast<std::int64_t>(ends[level] - i);
+    summary.weight = static_cast<double>(ends[level] - i);
+    double minimum = values[i], maximum = values[i], sum = 0;
+    for (; i < ends[level]; ++i) {
+      minimum = std::min(minimum, values[i]);
+      maximum = std::max(maximum, values[i]);
+      sum += values[i];
+      totalSum += values[i];
+    }
+    summary.minimum = minimum;
+    summary.maximum = maximum;
+    total.minimum = total.cases == 0 ? minimum : std::min(total.minimum, minimum);
+    total.maximum = total.cases == 0 ? maximum : std::max(total.maximum, maximum);
+    total.cases += summary.cases;
+    means[level] = sum / summary.weight;
+  }
+  if (total.cases == 0) return breakdown;
+  total.weight = static_cast<double>(total.cases);
+  const double totalMean = totalSum / total.weight;
+  double totalRest = 0, totalSquares = 0;
+  for (std::size_t level = 0, i = 0; level < ends.size(); ++level) {
+    if (i == ends[level]) continue;
+    const double mean = means[level];
+    double rest = 0, squares = 0;
+    for (; i < ends[level]; ++i) {
+      const double gap = values[i] - mean, totalGap = values[i] - totalMean;
+      rest += gap;
+      squares += gap * gap;
+      totalRest += totalGap;
+      totalSquares += totalGap * totalGap;
+    }
+    breakdown.levels[level].squares = squares;
+    Finish(mean, rest, SummaryOptions{}.confidence, breakdown.levels[level]);
+  }
+  total.squares = totalSquares;
+  Finish(totalMean, totalRest, SummaryOptions{}.confidence, total);
   return breakdown;
 }
 

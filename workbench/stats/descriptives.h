@@ -44,6 +44,9 @@ Summary Summarize(std::span<const double> column, double missingCode,
                   std::span<const std::uint8_t> selected = {}, std::span<const double> weights = {},
                   const SummaryOptions& options = {});
 
+// Of values that are all valid, and may be rearranged; without weights.
+Summary SummarizeInPlace(std::span<double> values, const SummaryOptions& options = {});
+
 struct Breakdown {
   std::vector<Summary> levels;  // one a level of the grouping, in its order
   Summary total;                // of all cases that have a level
@@ -53,5 +56,9 @@ struct Breakdown {
 // value.
 Breakdown BreakDown(std::span<const double> column, double missingCode, const Coding& grouping,
                     std::span<const double> weights = {}, const SummaryOptions& options = {});
+
+// The same over values that are all valid and stand in their levels' order, without weights and quartiles: level l
+// ends before ends[l], where the next one begins. One walk serves levels and total.
+Breakdown BreakDownRanges(std::span<const double> values, std::span<const std::size_t> ends);
 
 }  // namespace velmora::stats
