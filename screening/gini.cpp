@@ -11,12 +11,7 @@
 namespace vlmfsl {
 namespace {
 
-constexpr int kBlockRows = 4096;
-
-struct CountSum {
-  double total = 0;
-  void Add(double bad, double good) { total += good + bad; }
-};
+constexpr int kBlockRows = 1024;
 
 // A block of rows of the unique-values sheet.
 struct UniqueRows {
@@ -27,31 +22,13 @@ struct UniqueRows {
 
 bool IsFilled(double rate, MissingRange missing) { return rate < missing.first || rate > missing.last; }
 
-// Adds (bad, good) of each filled row to figure, in order. By value and on its own, so that its sums stay in
-// registers.
-template <typename Figure>
-[[gnu::noinline]] Figure AddRows(const UniqueRows& rows, std::size_t count, MissingRange missing,
-                                 Figure figure) {
+// Adds each filled row, in order. By value and on its own, so that the sum stays in a register.
+[[gnu::noinline]] WeightedGini AddRows(const UniqueRows& rows, std::size_t count, MissingRange missing,
+                                       WeightedGini gini) {
   for (std::size_t i = 0; i < count; ++i) {
-    if (IsFilled(rows.rate[i], missing)) figure.Add(rows.bad[i], rows.good[i]);
+    if (IsFilled(rows.rate[i], missing)) gini.Add(rows.bad[i], rows.good[i]);
   }
-  return figure;
-}
-
-template <typename Figure>
-Figure AddUniqueValues(vlm::ISpreadsheet& sheet, Figure figure) {
-  UniqueRows rows;
-  const MissingRange missing = MissingRangeOf(vlm::kMissingValue);
-  const int rowCount = sheet.GetRowCount();
-  for (int first = 1; first <= rowCount; first += kBlockRows) {
-    const int count = std::min(kBlockRows, rowCount - first + 1);
-    sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());
-    if (!IsFilled(rows.rate[0], missing)) break;  // the filled rows stand first
-    sheet.ReadColumn(kUniqueBadColumn, first, count, rows.bad.data());
-    sheet.ReadColumn(kUniqueGoodColumn, first, count, rows.good.data());
-    figure = AddRows(rows, static_cast<std::size_t>(count), missing, figure);
-  }
-  return figure;
+  return gini;
 }
 
 }  // namespace
@@ -72,8 +49,21 @@ double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& r
 
 double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   if (!record.uniqueValues || record.uniqueValues->GetRowCount() < 1) return 0;
-  const double total = AddUniqueValues(*record.uniqueValues, CountSum{}).total;
-  return AddUniqueValues(*record.uniqueValues, WeightedGini(total)).Sum();
+  vlm::ISpreadsheet& sheet = *record.uniqueValues;
+  // There is a row for each case of the work sheet, and each case is counted in one of the rows that are filled.
+  const int rowCount = sheet.GetRowCount();
+  WeightedGini gini(rowCount);
+  UniqueRows rows;
+  const MissingRange missing = MissingRangeOf(vlm::kMissingValue);
+  for (int first = 1; first <= rowCount; first += kBlockRows) {
+    const int count = std::min(kBlockRows, rowCount - first + 1);
+    sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());
+    if (!IsFilled(rows.rate[0], missing)) break;  // the filled rows stand first
+    sheet.ReadColumn(kUniqueBadColumn, first, count, rows.bad.data());
+    sheet.ReadColumn(kUniqueGoodColumn, first, count, rows.good.data());
+    gini = AddRows(rows, static_cast<std::size_t>(count), missing, gini);
+  }
+  return gini.Sum();
 }
 
 double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {

@@ -1,7 +1,9 @@
 // What users' data and settings bring: locales, labels, selections, weights, codes, and what is refused.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "tests/screening/screening_session.h"
 #include "workbench/data/errors.h"
@@ -95,6 +97,79 @@ TEST(ScreeningStatistics, ConstantLevelsLeaveNoError) {
   EXPECT_EQ(sheet.Cell(1, 1), 1);
   EXPECT_TRUE(IsEmptyCell(sheet.Cell(1, 2)));
   EXPECT_EQ(sheet.Cell(1, 3), 2);
+}
+
+// Rows of unique values: neighbours within 15 doubles share one, over the blocks in which cases are read, too.
+TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr double kLargest = std::numeric_limits<double>::max();
+  std::vector<double> x{-kInfinity,  -kLargest, -0.0,     0.0,       5e-324 * 15,
+                        5e-324 * 31, kLargest,  kLargest, kInfinity, kInfinity};
+  double value = 1;
+  for (int i = 0; i < 5000; ++i) {  // steps of 0 to 29 doubles
+    for (int step = i * 7919 % 30; step > 0; --step) value = std::nextafter(value, 2);
+    x.push_back(value);
+  }
+  std::sort(x.begin(), x.end());
+  std::vector<double> flag;
+  for (std::size_t i = 0; i < x.size(); ++i) flag.push_back(i * 7 % 5 < 2 ? 1 : 0);
+
+  double expected = 0;
+  for (std::size_t first = 0; first < x.size();) {
+    std::size_t end = first + 1;
+    while (end < x.size() && (x[end] == x[end - 1] || NearlyEqualDoubles(x[end], x[end - 1]))) ++end;
+    double bad = 0;
+    for (std::size_t i = first; i < end; ++i) bad += 1 - flag[i];
+    const double n = static_cast<double>(end - first), p = bad / n;
+    expected += 2 * p * (1 - p) * n / static_cast<double>(x.size());
+    first = end;
+  }
+  ScreeningSession run(MakeTable({MakeColumn("flag", flag), MakeColumn("x", x)}));
+  run.session.AnalysisSettings().ownBins[2].cutPoints = {0.5};
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+  EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, expected, 1e-12);
+}
+
+// Whatever number of sorted predictors is kept for further responses, and with missing values or not.
+TEST(ScreeningData, KeptOrdersChangeNoFigure) {
+  constexpr std::size_t kCases = 400;
+  std::vector<Column> columns{MakeColumn("flag", {}), MakeColumn("amount", {}), MakeColumn("kind", {})};
+  for (int p = 0; p < 5; ++p) columns.push_back(MakeColumn("x" + std::to_string(p), {}));
+  for (std::size_t i = 0; i < kCases; ++i) {
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      const double noise = static_cast<double>((i * 7919 + c * 104729) % 1009) / 1009;
+      const double trend = static_cast<double>(i) / kCases;
+      double value = noise + trend;
+      if (c == 0 || c == 2) value = std::floor(value * (c == 0 ? 1 : 1.5));
+      if ((c == 1 && i % 50 == 7) || (c == 4 && i % 30 == 5)) value = kMissing;
+      columns[c].values.push_back(c == 0 ? std::min(value, 1.0) : value);
+    }
+  }
+  const Wanted wanted{.continuousResponse = "2",
+                      .categoricalResponse = "3",
+                      .binaryResponse = "1",
+                      .continuous = "4 5 6 7 8"};
+  const auto figures = [&](std::size_t keptBytes) {
+    ScreeningSession run(MakeTable(columns));
+    run.session.AnalysisSettings().orderCacheBytes = keptBytes;
+    std::vector<double> found;
+    for (int go = 0; go < 2; ++go) {
+      EXPECT_TRUE(run.Run(wanted));
+      for (int response = 0; response < vlm::kScreeningResponseCount; ++response) {
+        for (int p = 0; p < 5; ++p) {
+          const vlm::ScreeningPredictor one = run.Predictor(response, p);
+          found.insert(found.end(), {one.informationValue, one.giniBefore, one.chiSquare, one.rSquared,
+                                     one.rSquaredRanks, one.mean, static_cast<double>(one.validN)});
+        }
+      }
+      run.session.SelectCases("", "");  // what was kept goes, its memory is used again
+    }
+    return found;
+  };
+  const std::vector<double> all = figures(std::size_t{1} << 20);
+  for (const std::size_t keptBytes : {std::size_t{0}, kCases * 8 + 4, kCases * 20}) {
+    EXPECT_EQ(figures(keptBytes), all) << keptBytes;
+  }
 }
 
 TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
