@@ -41,6 +41,8 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     SetTitle(*record.summaryCrosstab,
              FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
     ComputeAdditionalTemplateCrossTabStats(*record.summaryCrosstab, record);
+    // Not one less the distribution function, which has no digits left where p is small.
+    record.chiSquareP = PearsonPValue(*GetResult(*crosstab, vlm::kCrosstabStatisticsResult));
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
     record.giniBefore = ComputeGiniBeforeCategorization(record);
     return kOk;

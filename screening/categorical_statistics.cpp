@@ -40,9 +40,7 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
 
     record.crosstabStatistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
     record.chiSquare = ParseMachineNumber(CellText(*record.crosstabStatistics, 1, 1));
-    // The text begins with "p=", or with "p<" in front of a bound.
-    const std::string pText = CellText(*record.crosstabStatistics, 1, 3);
-    record.chiSquareP = ParseMachineNumber(pText.size() > 2 ? std::string_view(pText).substr(2) : "");
+    record.chiSquareP = PearsonPValue(*record.crosstabStatistics);
     for (int i = 0; i < 3; ++i) {
       record.furtherCrosstabs[i] = GetResult(*crosstab, vlm::kCrosstabFurtherResult, i + 1);
     }
@@ -97,10 +95,7 @@ void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
   const int smaller = std::min(usedRows, usedColumns) - 1;
   if (smaller < 1 || !(all > 0)) return;
   record.cramersV = std::sqrt(chiSquare / (all * smaller));
-  if (record.responseKind != kBinaryKind) return;
-  record.chiSquare = chiSquare;
-  const double degreesOfFreedom = static_cast<double>(usedRows - 1) * (usedColumns - 1);
-  record.chiSquareP = 1 - Services().ChiSquareDistribution(chiSquare, degreesOfFreedom);
+  if (record.responseKind == kBinaryKind) record.chiSquare = chiSquare;
 }
 
 }  // namespace vlmfsl

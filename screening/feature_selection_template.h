@@ -105,7 +105,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   void BreakdownResponseByCodedPredictor(PredSummary& record);
   void ComputeAdditionalBreakdownStats(vlm::ISpreadsheet& breakdown, PredSummary& record);
   void ComputeBasicStatsForCovariate(PredSummary& record);
-  // Chi-square of the summary crosstab, its p-value and Cramer's V.
+  // Chi-square of the summary crosstab (binary response) and Cramer's V.
   void ComputeAssociation(PredSummary& record);
   double ComputeGiniBeforeCategorization(PredSummary& record);
   double GiniBeforeCategorical(PredSummary& record);  // 0 after an error message

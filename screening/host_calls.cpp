@@ -78,6 +78,12 @@ std::string RowName(vlm::ISpreadsheet& sheet, int row) {
   return TextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
 }
 
+double PearsonPValue(vlm::ISpreadsheet& statistics) {
+  // The text begins with "p=", or with "p<" in front of a bound.
+  const std::string text = CellText(statistics, 1, 3);
+  return ParseMachineNumber(text.size() > 2 ? std::string_view(text).substr(2) : "");
+}
+
 bool HasValue(double cell) { return !std::isnan(cell) && !IsMissing(cell, vlm::kMissingValue); }
 
 int InsertColumn(vlm::ISpreadsheet& sheet, int afterColumn, std::string_view name, std::string_view longName,
