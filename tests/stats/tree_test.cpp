@@ -416,6 +416,8 @@ TEST(Tree, TakesAPersonsGroupsOfLevelsAsTheyAre) {
   EXPECT_EQ(tree.Node(tree.bins[0]).cases, 3);
   ASSERT_EQ(dropped.size(), 3u);  // 77, group 2, 4 again
   EXPECT_EQ(dropped[1].value, 2);
+  EXPECT_TRUE(dropped[1].isGroup);
+  EXPECT_FALSE(dropped[0].isGroup || dropped[2].isGroup);
   std::vector<std::int32_t> bins(data.x.size());
   AssignBins(tree, data.x, OrderOf(data.x), bins);
   EXPECT_EQ(bins, (std::vector<std::int32_t>{0, 2, 1, 0, 0, 2, 0}));

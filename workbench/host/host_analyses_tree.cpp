@@ -140,9 +140,11 @@ stats::Tree TreeAnalysis::Grow(const stats::SortedOrder& order) {
 void TreeAnalysis::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
   if (!shared_->environment.notice) return;
   for (const stats::DroppedCut& one : dropped) {
-    const std::string text = (categorical_ ? "Level " : "Cut point ") + CodeTextOf(Predictor(), one.value) +
-                             " of \"" + Predictor().name + "\" is not used: " + one.reason;
-    shared_->environment.notice(text.ends_with('.') ? text : text + ".");
+    const std::string what =
+        one.isGroup ? "Group " + ShortestNumber(one.value)
+                    : (categorical_ ? "Level " : "Cut point ") + CodeTextOf(Predictor(), one.value);
+    shared_->environment.notice(what + " of \"" + Predictor().name + "\" is not used: it " + one.reason +
+                                ".");
   }
 }
 

@@ -665,7 +665,7 @@ Tree TreeFromGroups(const TreeResponse& response, std::span<const double> predic
       }
     }
     if (items.size() == before)
-      dropped.push_back({static_cast<double>(g + 1), "is the number of a group without cases"});
+      dropped.push_back({static_cast<double>(g + 1), "has no cases", true});
     else
       ends.push_back(static_cast<std::int32_t>(items.size()));
   }

@@ -150,7 +150,8 @@ Tree GrowTree(const TreeResponse& response, std::span<const double> predictor, c
 // Something of a person's own cut points that was not used, with the reason in words.
 struct DroppedCut {
   double value = 0;
-  std::string reason;
+  std::string reason;    // a clause without its subject, which is the cut point, the level or the group
+  bool isGroup = false;  // value: the group's position, counted from 1
 };
 
 // The tree that cuts at the given points (any order) instead of searching; least numbers of cases and pruning
@@ -162,7 +163,7 @@ Tree TreeFromCutPoints(const TreeResponse& response, std::span<const double> pre
 
 // The same for groups of levels: one terminal node a group, in the order given, and one more for the levels
 // that no group names. A level that is not in the data or was named before is dropped, and so is a group left
-// empty (its levels are listed, then the group as a whole with the value of its position, counted from 1).
+// empty (its levels are listed, then the group as a whole).
 Tree TreeFromGroups(const TreeResponse& response, std::span<const double> predictor, const SortedOrder& order,
                     std::span<const std::vector<double>> groups, TreeScratch& scratch,
                     std::vector<DroppedCut>& dropped);
