@@ -3,19 +3,32 @@
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/errors.h"
-#include "workbench/data/selection.h"
 
 namespace velmora {
 
-void ApplyCases(Session& session, int weight, const CaseOptions& cases) {
+namespace {
+
+// A wrong expression is bad use, and the sentence starts with the option.
+template <typename Action>
+auto ForExpressions(const CaseOptions& cases, Action action) {
   try {
-    session.SelectCases(cases.select, cases.exclude);
+    return action();
   } catch (const DataError& error) {
     throw UsageError((cases.exclude.empty()  ? "--select: "
                       : cases.select.empty() ? "--exclude: "
                                              : "--select, --exclude: ") +
                      std::string(error.what()));
   }
+}
+
+}  // namespace
+
+CaseBitmap SelectedCases(const Table& table, const CaseOptions& cases) {
+  return ForExpressions(cases, [&] { return SelectCases(table, {cases.select, cases.exclude}); });
+}
+
+void ApplyCases(Session& session, int weight, const CaseOptions& cases) {
+  ForExpressions(cases, [&] { session.SelectCases(cases.select, cases.exclude); });
   if (weight != 0) session.WeightBy(weight);
 }
 

@@ -6,11 +6,14 @@
 
 #include "workbench/app/options.h"
 #include "workbench/app/terminal_face.h"
+#include "workbench/data/selection.h"
 #include "workbench/host/session.h"
 
 namespace velmora {
 
-// Selection and weight (0: none). Throws UsageError for a wrong expression, naming its option.
+// The cases that the options select. Throws UsageError for a wrong expression, naming its option.
+CaseBitmap SelectedCases(const Table& table, const CaseOptions& cases);
+// Selection and weight (0: none) of the session; throws likewise.
 void ApplyCases(Session& session, int weight, const CaseOptions& cases);
 
 // name: of the analysis in a sentence, such as "feature selection".

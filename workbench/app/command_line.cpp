@@ -7,6 +7,7 @@
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/feature_selection_command.h"
 #include "workbench/app/options.h"
+#include "workbench/app/screen_command.h"
 #include "workbench/app/variables_command.h"
 
 #ifndef VELMORA_VERSION
@@ -24,9 +25,10 @@ Commands:
 )";
 
 constexpr char kOverviewTail[] = R"(
-Start with these two:
+Start with these:
   velmora variables data.csv
   velmora feature-selection data.csv --dependents NAME
+  velmora screen data.csv --binary-response NAME --good CODE --bad CODE
 
 DATA is a CSV, TSV, Parquet, JSON-lines, SPSS (.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file.
 Results go to standard output, everything else to standard error.
@@ -70,6 +72,7 @@ const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
        RunFeatureSelectionCommand},
+      {"screen", "cut predictors into bins and score them against a response", kScreenHelp, RunScreenCommand},
       {"variables", "show what is in a data file, and how it is taken", kVariablesHelp, RunVariablesCommand},
   };
   return commands;

@@ -123,7 +123,9 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
     app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string text = error.what();
-    throw UsageError(text.substr(0, text.find(':')) + " needs " +
+    const std::string option = text.substr(0, text.find(':'));
+    if (text.find("At Most") != std::string::npos) throw UsageError(option + " stands more than once.");
+    throw UsageError(option + " needs " +
                      (text.find("exactly") != std::string::npos ? "one value." : "a value."));
   } catch (const CLI::ParseError& error) {
     throw UsageError(std::string(error.what()) + ".");

@@ -1,0 +1,118 @@
+// velmora screen: from the command line to the written results.
+#include "workbench/app/screen_command.h"
+
+#include "workbench/app/analysis_run.h"
+#include "workbench/app/command_outputs.h"
+#include "workbench/app/data_input.h"
+#include "workbench/app/exit_codes.h"
+#include "workbench/app/module_path.h"
+#include "workbench/app/screen_run.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kMostBest = 10000;
+
+struct CommandOptions {
+  DataOptions data;
+  OutputOptions output;
+  ModuleOptions module;
+  ScreenRequest request;
+  ScreenSettings settings;
+};
+
+void CheckOptions(const CommandOptions& options) {
+  const ScreenRequest& request = options.request;
+  if (options.data.path.empty()) {
+    throw UsageError(
+        "DATA is missing: name the data file, as in velmora screen data.csv --binary-response NAME --good "
+        "CODE "
+        "--bad CODE.");
+  }
+  if (request.binary.empty() && request.continuous.empty() && request.categorical.empty()) {
+    throw UsageError(
+        "A response is missing: give --binary-response, --continuous-response or --categorical-response.");
+  }
+  if (request.binary.empty() && !(request.good.empty() && request.bad.empty())) {
+    throw UsageError(std::string(request.good.empty() ? "--bad" : "--good") +
+                     " needs --binary-response NAME.");
+  }
+}
+
+CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
+  CommandOptions options;
+  CommandParser parser;
+  ScreenSettings& settings = options.settings;
+  options.data.AddTo(parser);
+  settings.cases.AddTo(parser);
+  options.output.AddTo(parser);
+  options.module.AddTo(parser);
+  parser.Text("--binary-response", options.request.binary);
+  parser.Text("--good", options.request.good);
+  parser.Text("--bad", options.request.bad);
+  parser.Text("--continuous-response", options.request.continuous);
+  parser.Text("--categorical-response", options.request.categorical);
+  parser.List("--predictors", options.request.predictors);
+  parser.Text("--cut-points", settings.cutPointsFile);
+  parser.Flag("--no-prune", settings.noPruning);
+  parser.Choice("--sort-binary", settings.sortBinary, {"gini", "iv"});
+  parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
+  parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
+  parser.WholeNumber("--best", settings.best, 0, kMostBest);
+  parser.Parse(arguments);
+  CheckOptions(options);
+  return options;
+}
+
+void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
+                  const ScreenReport& report, Session& session) {
+  OutputWriters writers;
+  writers.stem = "screening";
+  writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
+  writers.json = [&] { return ScreenJson(report); };
+  writers.csv = [&] { return ScreenImportanceCsv(report); };
+  writers.addCsv = [&](OutputFiles& files) {
+    files.Add("screening.csv", ScreenImportanceCsv(report));
+    files.Add("screening_bins.csv", ScreenBinsCsv(report));
+  };
+  writers.makeDocuments = [&] { MakeScreenDocuments(session, report); };
+  WriteOutputs(options.output, formats, writers, session);
+}
+
+}  // namespace
+
+int RunScreenCommand(const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  const std::vector<Format> formats = options.output.Formats();
+  const CaseOptions& cases = options.settings.cases;
+  SessionOptions sessionOptions;
+  sessionOptions.modulePath = FindModule(options.module.path);
+
+  Table table = LoadTable(options.data);
+  const int weight = ChooseWeight(table, cases.weight);
+  const CaseBitmap selected = SelectedCases(table, cases);
+  const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  std::vector<std::string> notices;
+  std::map<int, OwnBins> ownBins;
+  if (!options.settings.cutPointsFile.empty())
+    ownBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
+  for (const std::string& notice : notices) Tell(notice);
+
+  TerminalFace face(options.output.quiet);
+  Session session(face, sessionOptions);
+  session.SetTable(std::move(table));
+  ApplyCases(session, weight, cases);
+  ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
+  report.selectedCases = selected.IncludedCount();
+  report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
+  WriteResults(options, formats, report, session);
+  if (IsFirstLook(options.output)) {
+    Tell(
+        "Next: add --out DIR for a report and a workbook, --format json for a program, or --cut-points FILE "
+        "for bins of your own.");
+  }
+  return kExitDone;
+}
+
+}  // namespace velmora
