@@ -4,16 +4,10 @@
 
 #include <algorithm>
 
-#include "tests/app/process.h"
+#include "tests/app/command_checks.h"
 
 namespace velmora::testing {
 namespace {
-
-void ExpectSaid(const ProcessResult& result, const std::vector<std::string>& parts) {
-  for (const std::string& part : parts) {
-    EXPECT_NE(result.err.find(part), std::string::npos) << part << " is not in: " << result.err;
-  }
-}
 
 TEST(BadFile, FailsWithOneSentence) {
   struct Row {

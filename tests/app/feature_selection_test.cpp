@@ -2,38 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
-#include "tests/app/process.h"
-#include "workbench/app/options.h"
+#include "tests/app/command_checks.h"
 
 namespace velmora::testing {
 namespace {
 
-using Json = nlohmann::json;
-using Words = std::vector<std::string>;
+Words Command(const std::string& data, const Words& rest) { return With({"feature-selection", data}, rest); }
 
-Words Command(const std::string& data, const Words& rest) {
-  Words words = {"feature-selection", data};
-  words.insert(words.end(), rest.begin(), rest.end());
-  return words;
-}
-
-Json JsonOf(const std::string& data, Words rest) {
-  rest.insert(rest.end(), {"--format", "json"});
-  const ProcessResult result = RunVelmora(Command(data, rest));
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  return result.exitCode == 0 ? Json::parse(result.out) : Json();
-}
+Json JsonOf(const std::string& data, const Words& rest) { return JsonFrom(Command(data, rest)); }
 
 const Json& Predictor(const Json& result, const std::string& name) {
-  static const Json nothing;
-  for (const Json& predictor : result["dependents"][0]["predictors"]) {
-    if (predictor["name"] == name) return predictor;
-  }
-  ADD_FAILURE() << "no predictor " << name;
-  return nothing;
+  return Named(result["dependents"][0]["predictors"], name);
 }
 
 // Figures of a plain script over the same files: Pearson's Chi-square, Cramer's V, the one-way F.
@@ -235,36 +215,7 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   EXPECT_EQ(bundled, 10u);
 }
 
-TEST(FeatureSelection, HelpAndOptionsAgree) {
-  const ProcessResult help = RunVelmora({"help", "feature-selection"});
-  EXPECT_EQ(help.exitCode, 0);
-  EXPECT_EQ(help.out, RunVelmora({"feature-selection", "x.csv", "--help"}).out);
-  // Every option of the page is known to the command.
-  std::istringstream lines(help.out);
-  int options = 0;
-  for (std::string line; std::getline(lines, line);) {
-    EXPECT_LE(line.size(), 120u) << line;
-    if (!line.starts_with("  --")) continue;
-    ++options;
-    const std::string option = line.substr(2, line.find(' ', 2) - 2);
-    const ProcessResult result = RunVelmora({"feature-selection", "none.csv", option});
-    EXPECT_EQ(result.err.find("There is no option"), std::string::npos) << result.err;
-  }
-  EXPECT_GE(options, 26);
-  // Every option that commands share stands on the page.
-  CommandParser parser;
-  DataOptions data;
-  CaseOptions cases;
-  OutputOptions output;
-  ModuleOptions module;
-  data.AddTo(parser);
-  cases.AddTo(parser);
-  output.AddTo(parser);
-  module.AddTo(parser);
-  for (const std::string& option : parser.OptionNames()) {
-    EXPECT_NE(help.out.find("  " + option + " "), std::string::npos) << option;
-  }
-}
+TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 26); }
 
 TEST(FeatureSelection, SaysWhatIsWrong) {
   struct Row {
@@ -327,9 +278,7 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
     const ProcessResult result = RunVelmora(Command("a.csv", row.options), options);
     EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
     EXPECT_EQ(result.out, "");
-    for (const std::string& part : row.said) {
-      EXPECT_NE(result.err.find(part), std::string::npos) << part << " is not in: " << result.err;
-    }
+    ExpectSaid(result, row.said);
     EXPECT_EQ(folder.Names(), std::vector<std::string>{"a.csv"});
   }
 }
@@ -370,26 +319,7 @@ TEST(FeatureSelection, AFullDiskLeavesNothing) {
 }
 
 TEST(FeatureSelection, CtrlCEndsWithNothingWritten) {
-  const TemporaryFolder folder;
-  std::string csv = "y";
-  for (int j = 0; j < 40; ++j) csv += ",x" + std::to_string(j);
-  csv += "\n";
-  unsigned state = 1;
-  for (int i = 0; i < 150000; ++i) {
-    for (int j = 0; j <= 40; ++j) {
-      state = state * 1664525u + 1013904223u;
-      csv += std::to_string(state >> 12) + (j == 40 ? "\n" : ",");
-    }
-  }
-  const std::string data = folder.Write("a.csv", csv);
-  const std::string out = (folder.Path() / "out").string();
-  ProcessOptions options;
-  options.interruptAfterMilliseconds = 20;
-  const ProcessResult result = RunVelmora(Command(data, {"--dependents", "y", "--out", out}), options);
-  EXPECT_EQ(result.exitCode, 130) << result.err;
-  EXPECT_EQ(result.out, "");
-  EXPECT_NE(result.err.find("Cancelled"), std::string::npos) << result.err;
-  EXPECT_EQ(folder.Names(), std::vector<std::string>{"a.csv"});
+  ExpectStopsOnCtrlC("feature-selection", {"--dependents", "y"});
 }
 
 }  // namespace

@@ -3,46 +3,22 @@
 
 #include <algorithm>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
-#include "tests/app/process.h"
+#include "tests/app/command_checks.h"
 
 namespace velmora::testing {
 namespace {
 
-using Json = nlohmann::json;
-using Words = std::vector<std::string>;
+Words Command(const std::string& data, const Words& rest) { return With({"screen", data}, rest); }
 
-Words Command(const std::string& data, const Words& rest) {
-  Words words = {"screen", data};
-  words.insert(words.end(), rest.begin(), rest.end());
-  return words;
-}
-
-Json JsonOf(const std::string& data, Words rest) {
-  rest.insert(rest.end(), {"--format", "json"});
-  const ProcessResult result = RunVelmora(Command(data, rest));
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  return result.exitCode == 0 ? Json::parse(result.out) : Json();
-}
+Json JsonOf(const std::string& data, const Words& rest) { return JsonFrom(Command(data, rest)); }
 
 const Json& Predictor(const Json& response, const std::string& name) {
-  static const Json nothing;
-  for (const Json& predictor : response["predictors"]) {
-    if (predictor["name"] == name) return predictor;
-  }
-  ADD_FAILURE() << "no predictor " << name;
-  return nothing;
+  return Named(response["predictors"], name);
 }
 
 const Words kRisk = {"--binary-response", "risk", "--good", "good", "--bad", "bad"};
-
-Words With(Words words, const Words& more) {
-  words.insert(words.end(), more.begin(), more.end());
-  return words;
-}
 
 // Bins given, figures of a pandas and scipy script over the same files.
 TEST(Screen, FiguresAreThoseOfAnIndependentScript) {
@@ -358,21 +334,7 @@ TEST(Screen, FailedPredictorsAreNamedWithTheReason) {
   EXPECT_EQ(json["responses"][0]["order"], Json{"enrolled"});
 }
 
-TEST(Screen, HelpAndOptionsAgree) {
-  const ProcessResult help = RunVelmora({"help", "screen"});
-  EXPECT_EQ(help.exitCode, 0);
-  std::istringstream lines(help.out);
-  int options = 0;
-  for (std::string line; std::getline(lines, line);) {
-    EXPECT_LE(line.size(), 120u) << line;
-    if (!line.starts_with("  --")) continue;
-    ++options;
-    const std::string option = line.substr(2, line.find_first_of(" ,", 2) - 2);
-    const ProcessResult result = RunVelmora({"screen", "none.csv", option});
-    EXPECT_EQ(result.err.find("There is no option"), std::string::npos) << result.err;
-  }
-  EXPECT_GE(options, 20);
-}
+TEST(Screen, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("screen", 20); }
 
 TEST(Screen, SaysWhatIsWrong) {
   const Words label = {"--binary-response", "label", "--good", "good", "--bad", "Bad risk"};
@@ -425,9 +387,7 @@ TEST(Screen, SaysWhatIsWrong) {
     const ProcessResult result = RunVelmora(Command("a.csv", row.options), options);
     EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
     EXPECT_EQ(result.out, "");
-    for (const std::string& part : row.said) {
-      EXPECT_NE(result.err.find(part), std::string::npos) << part << " is not in: " << result.err;
-    }
+    ExpectSaid(result, row.said);
     EXPECT_EQ(folder.Names(), std::vector<std::string>{"a.csv"});
   }
 }
@@ -460,35 +420,11 @@ TEST(Screen, WrongCutPointsAreNamed) {
     EXPECT_EQ(result.exitCode, 1) << result.err;
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.err.find("cuts.json"), std::string::npos) << result.err;
-    for (const std::string& part : row.said) {
-      EXPECT_NE(result.err.find(part), std::string::npos) << part << " is not in: " << result.err;
-    }
+    ExpectSaid(result, row.said);
   }
 }
 
-TEST(Screen, CtrlCEndsWithNothingWritten) {
-  const TemporaryFolder folder;
-  std::string csv = "y";
-  for (int j = 0; j < 40; ++j) csv += ",x" + std::to_string(j);
-  csv += "\n";
-  unsigned state = 1;
-  for (int i = 0; i < 60000; ++i) {
-    for (int j = 0; j <= 40; ++j) {
-      state = state * 1664525u + 1013904223u;
-      csv += std::to_string(state >> 12) + (j == 40 ? "\n" : ",");
-    }
-  }
-  const std::string data = folder.Write("a.csv", csv);
-  ProcessOptions options;
-  options.interruptAfterMilliseconds = 400;
-  const ProcessResult result = RunVelmora(
-      Command(data, {"--continuous-response", "y", "--out", (folder.Path() / "out").string()}), options);
-  if (result.exitCode == 0) GTEST_SKIP() << "the run was over before the signal";
-  EXPECT_EQ(result.exitCode, 130) << result.err;
-  EXPECT_EQ(result.out, "");
-  EXPECT_NE(result.err.find("Cancelled"), std::string::npos) << result.err;
-  EXPECT_EQ(folder.Names(), std::vector<std::string>{"a.csv"});
-}
+TEST(Screen, CtrlCEndsWithNothingWritten) { ExpectStopsOnCtrlC("screen", {"--continuous-response", "y"}); }
 
 }  // namespace
 }  // namespace velmora::testing

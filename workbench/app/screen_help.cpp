@@ -34,8 +34,9 @@ Names are variable names, v3 for the third variable, or patterns ('income_*'). C
 'velmora variables DATA' to see them all.
 
 Responses, at least one
-  --binary-response NAME       a flag, with two of its codes:
-  --good CODE, --bad CODE      the good one and the bad one; cases with other codes are left out
+  --binary-response NAME       a flag
+  --good CODE                  the good one of its codes
+  --bad CODE                   the bad one; cases with other codes are left out
   --continuous-response NAME   a measured outcome
   --categorical-response NAME  an outcome of classes
 
