@@ -79,7 +79,9 @@ TEST(Texts, NumbersForPeople) {
   for (const Row& row : std::initializer_list<Row>{{0, "", "<1e-16"},
                                                    {1e-17, "", "<1e-16"},
                                                    {1.234e-10, "", "1.23e-10"},
-                                                   {0.0001, "", "0.0001"},
+                                                   {0.0001034, "", "1.03e-04"},
+                                                   {0.001034, "", "0.00103"},
+                                                   {0.01034, "", "0.0103"},
                                                    {0.04999, "", "0.0500"},
                                                    {1, "", "1.0000"},
                                                    {-3, "", "-3"}}) {
@@ -248,7 +250,7 @@ TEST_F(Xlsx, ReadByOpenpyxl) {
   EXPECT_EQ((Json{"Name", "F-value", "p-value"}), best["rows"][1]);
   EXPECT_EQ("number_of_bathrooms", best["rows"][3][0]);
   EXPECT_EQ(1e-30, best["rows"][2][2].get<double>());
-  EXPECT_EQ("[<0.0001]0.00E+00;0.0000", best["formats"][2][2]);
+  EXPECT_EQ("[<0.001]0.00E+00;[<0.01]0.00000;0.0000", best["formats"][2][2]);
 
   const Json& numbers = sheets[3]["rows"];
   for (std::size_t i = 0; i < sample::kNumbers.size(); ++i) {

@@ -57,7 +57,7 @@ std::string TableView::Cell(int row, int column) const {
 }
 
 std::string TableView::SpreadsheetFormat(int column) const {
-  if (sheet_->Role(column) == NumberRole::kProbability) return "[<0.0001]0.00E+00;0.0000";
+  if (sheet_->Role(column) == NumberRole::kProbability) return "[<0.001]0.00E+00;[<0.01]0.00000;0.0000";
   const std::string& format = sheet_->Format(column);
   if (!format.empty() && format.find_first_not_of("0.Ee+-#,%") == std::string::npos) return format;
   const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];

@@ -182,8 +182,8 @@ std::string ShownProbability(double value) {
   if (const char* text = NotFiniteText(value)) return text;
   if (value < 0 || value > 1) return ShownNumber(value, "");
   if (value < 1e-16) return "<1e-16";  // the zero of a tail too far out to be told from it included
-  if (value < 0.0001) return ToChars(value, std::chars_format::scientific, 2);
-  return ToChars(value, std::chars_format::fixed, 4);
+  if (value < 0.001) return ToChars(value, std::chars_format::scientific, 2);
+  return ToChars(value, std::chars_format::fixed, value < 0.01 ? 5 : 4);
 }
 
 }  // namespace velmora

@@ -29,8 +29,8 @@ std::string CutToWidth(std::string_view text, int width, std::string_view mark);
 std::string ShortestNumber(double value);
 // format as in Sheet::Format. An empty format shows six significant digits, whole numbers below 1e15 in full.
 std::string ShownNumber(double value, std::string_view format);
-// A probability: four significant digits, "<1e-16" below that, "0.0000012" never: small ones in exponent
-// form.
+// A probability with at least three significant digits: four decimals, five below 0.01, exponent form below
+// 0.001, "<1e-16" below that.
 std::string ShownProbability(double value);
 
 }  // namespace velmora
