@@ -58,6 +58,23 @@ TEST_F(DataTest, FieldsBecomeCells) {
        "n: 9.0072e+15 9.0072e+15", ""},
       {"dates", "a.csv", "d,t\n1970-01-02,1970-01-01 00:01:00\n,1970-01-02T00:00:00.5Z\n",
        "d: 1 . | t: 60 86400.5", ""},
+      {"dates as people write them", "a.csv",
+       "d,u,e\n02.01.1970,1/31/1970,1/13/1970\n1.1.1971,2/1/1970,13/1/1970\n",
+       "d: 1 365 | u: 30 31 | e: 1[1/13/1970] 2[13/1/1970]", ""},
+      {"day or month, nobody knows", "a.csv", "d\n1/2/1970\n3/4/1970\n", "d: 1[1/2/1970] 2[3/4/1970]", ""},
+      {"thousands", "a.csv", "x\n\"1,022\"\n-7\n\"12,345,678.5\"\n", "x: 1022 -7 1.23457e+07",
+       "\"1,022\" are read as numbers"},
+      {"thousands by points", "a.csv", "x;y\n1.484,5;7\n2,25;8\n", "x: 1484.5 2.25 | y: 7 8",
+       "\"1.484,5\" are read as numbers"},
+      {"thousands told by the other column", "a.tsv", "x\ty\n1,022\t0.5\n12\t0.25\n",
+       "x: 1022 12 | y: 0.5 0.25", "\"1,022\" are read as numbers"},
+      {"points told by the other column", "a.csv", "x;y\n1.022;0,5\n12;0,25\n", "x: 1022 12 | y: 0.5 0.25",
+       "\"1.022\" are read as numbers"},
+      {"thousands or decimals, nobody knows", "a.tsv", "x\ty\n1,022\t1\n12,500\t2\n",
+       "x: 1.022 12.5 | y: 1 2", "could part thousands"},
+      {"percentages", "a.csv", "p\n12%\n-0.5 %\n\n", "p: 12 -0.5 .", "\"12%\" are read as numbers"},
+      {"no thousands", "a.csv", "a,b,c\n\"1,2\",\"1,0000\",\"01,234\"\n\"1,5\",\"1,000\",5%\n",
+       "a: 1[1,2] 2[1,5] | b: 2[1,0000] 1[1,000] | c: 1[01,234] 2[5%]", ""},
       {"no such day", "a.csv", "d\n2023-02-29\n", "d: 1[2023-02-29]", ""},
       {"names", "a.csv", "a,,Var2\n1,2,3\n", "a: 1 | Var2_: 2 | Var2: 3", "has no name"},
       {"a pattern as file name", "we[i]r*d?.csv", "x\n1\n", "x: 1", ""},
@@ -75,6 +92,13 @@ TEST_F(DataTest, FieldsBecomeCells) {
       EXPECT_THAT(report.warnings, ElementsAre(HasSubstr(row.warning)));
     std::filesystem::remove(path);
   }
+}
+
+TEST_F(DataTest, MissingMarksAmongThousands) {
+  ReadReport report;
+  const Table table = ReadTable(WriteFile("a.csv", "x\n\"1,022\"\nNA\n7\nNA\n"), {}, &report);
+  EXPECT_EQ(Show(table), "x: 1022 . 7 .");
+  EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("a.csv has 2 of them"), HasSubstr("read as numbers")));
 }
 
 TEST_F(DataTest, BadFilesAreRefusedInOneSentence) {

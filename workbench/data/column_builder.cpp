@@ -19,6 +19,11 @@ std::string Quote(std::string_view text) {
   return '"' + shown + '"';
 }
 
+bool IsMissingMark(std::string_view text) {
+  const FieldKind kind = ParseField(text, false).kind;
+  return kind == FieldKind::kMissingMark || kind == FieldKind::kNan;
+}
+
 bool IsBlankText(std::string_view text) { return text.find_first_not_of(" \t") == std::string_view::npos; }
 
 }  // namespace
@@ -68,8 +73,13 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
   if (!missingTexts_->empty() && IsMissingText(text)) return AddMissing();
   switch (field.kind) {
     case FieldKind::kNumber:
-      sawPoint_ |= field.decimalMark == '.';
-      sawComma_ |= field.decimalMark == ',';
+      if (field.decimalMark == '.') {
+        sawPoint_ = true;
+        if (decimalComma_ && !pointIsDecimal_) pointIsDecimal_ = !CouldBeGrouped(text, '.');
+      } else if (field.decimalMark == ',') {
+        sawComma_ = true;
+        if (!commaIsDecimal_) commaIsDecimal_ = !CouldBeGrouped(text, ',');
+      }
       if (sawPoint_ && sawComma_) return SetNeedsTexts();
       return AddNumber(field.value);
     case FieldKind::kBlank:
@@ -90,28 +100,107 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
   }
 }
 
+void ColumnBuilder::SetValues(Column& column, const std::vector<double>& valueOfText) const {
+  for (double& value : column.values)
+    if (value != kMissing) value = valueOfText[static_cast<std::size_t>(value)];
+}
+
 bool ColumnBuilder::FinishDates(Column& column) {
-  if (forcedText_ || texts_.Size() == 0) return false;
   std::vector<double> points(texts_.Size());
   DateUnit unit = DateUnit::kNone;
   for (std::uint32_t number = 0; number < points.size(); ++number) {
     const std::string_view text = texts_.Text(number);
     const auto days = ParseIsoDate(text);
     const auto seconds = days ? std::nullopt : ParseIsoDateTime(text);
-    if (!days && !seconds) return false;
+    if (!days && !seconds) return FinishLocalDates(column);
     const DateUnit here = days ? DateUnit::kDays : DateUnit::kSeconds;
     if (unit != DateUnit::kNone && unit != here) return false;
     unit = here;
     points[number] = days ? *days : *seconds;
   }
   column.dateUnit = unit;
-  for (double& value : column.values)
-    if (value != kMissing) value = points[static_cast<std::size_t>(value)];
+  SetValues(column, points);
+  return true;
+}
+
+// Days and months with a stroke between them are told apart by a number above 12; without one they stay texts.
+bool ColumnBuilder::FinishLocalDates(Column& column) {
+  const auto parse = [&](char mark, bool monthFirst) {
+    std::vector<double> days;
+    for (std::uint32_t number = 0; number < texts_.Size(); ++number) {
+      const auto day = ParseLocalDate(texts_.Text(number), mark, monthFirst);
+      if (!day) return std::vector<double>();
+      days.push_back(*day);
+    }
+    return days;
+  };
+  std::vector<double> days = parse('.', false);
+  if (days.empty()) {
+    days = parse('/', false);
+    std::vector<double> monthFirst = parse('/', true);
+    if (days.empty()) {
+      days.swap(monthFirst);
+    } else if (!monthFirst.empty()) {
+      return false;
+    }
+  }
+  if (days.empty()) return false;
+  column.dateUnit = DateUnit::kDays;
+  SetValues(column, days);
+  return true;
+}
+
+bool ColumnBuilder::ParseStyle(NumberStyle style, std::vector<double>& numbers) const {
+  numbers.assign(texts_.Size(), 0);
+  std::size_t grouped = 0, percents = 0, missing = 0;
+  for (std::uint32_t number = 0; number < texts_.Size(); ++number) {
+    const std::string_view text = texts_.Text(number);
+    if (IsMissingMark(text)) {
+      numbers[number] = kMissing;
+      ++missing;
+      continue;
+    }
+    const auto styled = ParseStyledNumber(text, style);
+    if (!styled) return false;
+    numbers[number] = styled->value;
+    grouped += styled->grouped;
+    percents += styled->percent;
+  }
+  // Without either they would be plain numbers, or lists such as 1,2.
+  return grouped + percents > 0 && (percents == 0 || percents + missing == texts_.Size());
+}
+
+bool ColumnBuilder::FinishStyledNumbers(Column& column) {
+  if (!fromFields_ || bigWhole_) return false;
+  NumberStyle style{',', '.'};
+  std::vector<double> numbers, others;
+  const bool fits = ParseStyle(style, numbers);
+  const NumberStyle other{'.', ','};
+  if (ParseStyle(other, others)) {
+    // Both fit 12 % and 1,022 %. What the file's other numbers say decides, then what parts its fields.
+    if (fits && numbers != others && groupMark_ == 0 && decimalComma_) return false;
+    if (!fits || groupMark_ == '.') {
+      style = other;
+      numbers.swap(others);
+    }
+  } else if (!fits) {
+    return false;
+  }
+  for (std::uint32_t number = 0; number < texts_.Size(); ++number) {
+    const auto styled = ParseStyledNumber(texts_.Text(number), style);
+    if (!styled && missingMark_.empty()) missingMark_ = texts_.Text(number);
+    if (styled && (styled->grouped || styled->percent) && styledField_.empty())
+      styledField_ = texts_.Text(number);
+  }
+  const auto countMissing = [&] { return std::count(column.values.begin(), column.values.end(), kMissing); };
+  missingMarks_ = -countMissing();
+  SetValues(column, numbers);
+  missingMarks_ += countMissing();
   return true;
 }
 
 void ColumnBuilder::FinishTexts(Column& column) {
-  if (FinishDates(column)) return;
+  if (!forcedText_ && texts_.Size() > 0 && (FinishDates(column) || FinishStyledNumbers(column))) return;
   const std::vector<std::uint32_t> places = texts_.SortedPlaces();
   for (double& value : column.values)
     if (value != kMissing) value = places[static_cast<std::size_t>(value)] + 1.0;
@@ -144,6 +233,12 @@ void ColumnBuilder::Warn(const std::string& fileName, const Column& column,
                        std::to_string(missingMarks_) + " of them.");
   if (bigWhole_)
     warnings.push_back("Whole numbers too long to be held exactly are read as text: " + variable + ".");
+  else if (!styledField_.empty())
+    warnings.push_back("Fields such as " + Quote(styledField_) + " are read as numbers: " + variable + ".");
+  else if (doubtfulCommas_)
+    warnings.push_back(
+        "The commas of a column are taken as decimal commas, though they could part thousands: " + variable +
+        ".");
   else if (sawPoint_ && sawComma_)
     warnings.push_back(
         "Numbers with a decimal point and numbers with a decimal comma stand in one column, which is read as "

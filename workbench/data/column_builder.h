@@ -44,6 +44,20 @@ class ColumnBuilder {
     bigWhole_ = true;
   }
 
+  // What the marks of the column's numbers say about the whole file: some of them can only be decimal marks,
+  // or every one of them could part thousands as well.
+  bool ShowsDecimal(char mark) const { return mark == '.' ? pointIsDecimal_ : commaIsDecimal_; }
+  bool CouldGroup(char mark) const {
+    return mode_ == Mode::kNumbers && !ShowsDecimal(mark) && (mark == '.' ? sawPoint_ : sawComma_);
+  }
+  // The file parts thousands with mark; a column of numbers that all could be read so is delivered again.
+  void SetGroupMark(char mark) {
+    groupMark_ = mark;
+    if (CouldGroup(mark)) SetNeedsTexts();
+  }
+  // Nothing tells whether the column's commas are decimal ones: they are taken so, with a warning.
+  void WarnOfCommas() { doubtfulCommas_ = true; }
+
   std::int64_t CaseCount() const { return static_cast<std::int64_t>(values_.size()); }
   const std::string& Name() const { return name_; }
   int Number() const { return number_; }
@@ -59,6 +73,11 @@ class ColumnBuilder {
   bool IsMissingText(std::string_view text) const;
   void FinishTexts(Column& column);
   bool FinishDates(Column& column);
+  bool FinishLocalDates(Column& column);
+  // Texts that are all numbers as people write them become numbers.
+  bool FinishStyledNumbers(Column& column);
+  bool ParseStyle(NumberStyle style, std::vector<double>& numbers) const;
+  void SetValues(Column& column, const std::vector<double>& valueOfText) const;
   // A text column that looks like numbers spoilt by a few texts, so worth a warning.
   bool MostlyNumbers() const;
   void Warn(const std::string& fileName, const Column& column, std::vector<std::string>& warnings) const;
@@ -74,6 +93,11 @@ class ColumnBuilder {
   bool forcedText_ = false;
   bool sawPoint_ = false;
   bool sawComma_ = false;
+  bool pointIsDecimal_ = false;
+  bool commaIsDecimal_ = false;
+  bool doubtfulCommas_ = false;
+  char groupMark_ = 0;          // of the file; 0: unknown
+  std::string styledField_;     // the first field of a column of numbers as people write them
   std::vector<double> values_;  // in text mode the dictionary's numbers
   TextDictionary texts_;
   std::int64_t infinite_ = 0;

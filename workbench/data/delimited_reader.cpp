@@ -68,6 +68,7 @@ class DelimitedReader {
     std::vector<std::size_t> all(builders.size());
     for (std::size_t i = 0; i < all.size(); ++i) all[i] = i;
     ReadColumns(shape, all, builders);
+    if (shape.delimiter != ',') SettleMarks(builders);
     std::vector<std::size_t> again;
     for (std::size_t i = 0; i < builders.size(); ++i)
       if (builders[i].NeedsTexts()) again.push_back(i);
@@ -77,6 +78,23 @@ class DelimitedReader {
   }
 
  private:
+  // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says what its mark means.
+  static void SettleMarks(std::vector<ColumnBuilder>& builders) {
+    const auto any = [&](char mark) {
+      return std::any_of(builders.begin(), builders.end(),
+                         [&](const ColumnBuilder& builder) { return builder.ShowsDecimal(mark); });
+    };
+    const bool point = any('.');
+    const bool comma = any(',');
+    for (ColumnBuilder& builder : builders) {
+      if (point != comma) {
+        builder.SetGroupMark(point ? ',' : '.');
+      } else if (!point && builder.CouldGroup(',')) {
+        builder.WarnOfCommas();
+      }
+    }
+  }
+
   void ReadColumns(const CsvShape& shape, const std::vector<std::size_t>& wanted,
                    std::vector<ColumnBuilder>& builders) {
     for (std::size_t i : wanted) builders[i].Reserve(shape.caseCount);

@@ -89,7 +89,79 @@ std::optional<int> ParseDigits(std::string_view text, std::size_t at, std::size_
   return value;
 }
 
+std::optional<double> DaysOf(int year, int month, int day) {
+  const std::chrono::year_month_day date{std::chrono::year(year),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) return std::nullopt;
+  return static_cast<double>(std::chrono::sys_days(date).time_since_epoch().count());
+}
+
+std::string_view WithoutBlanks(std::string_view text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::size_t LeadingDigits(std::string_view text) {
+  std::size_t count = 0;
+  while (count < text.size() && IsDigit(text[count])) ++count;
+  return count;
+}
+
 }  // namespace
+
+std::optional<StyledNumber> ParseStyledNumber(std::string_view text, NumberStyle style) {
+  StyledNumber number;
+  text = WithoutBlanks(text);
+  if (text.ends_with('%')) {
+    number.percent = true;
+    text = WithoutBlanks(text.substr(0, text.size() - 1));
+  }
+  std::string plain;
+  if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
+    plain = text[0];
+    text.remove_prefix(1);
+  }
+  std::size_t digits = LeadingDigits(text);
+  if (digits == 0 || (digits > 1 && text[0] == '0')) return std::nullopt;
+  plain += text.substr(0, digits);
+  const bool groupable = digits <= 3 && text[0] != '0';
+  text.remove_prefix(digits);
+  while (groupable && text.size() >= 4 && text[0] == style.groupMark && LeadingDigits(text.substr(1)) == 3) {
+    number.grouped = true;
+    plain += text.substr(1, 3);
+    text.remove_prefix(4);
+  }
+  if (text.size() >= 2 && text[0] == style.decimalMark && LeadingDigits(text.substr(1)) == text.size() - 1) {
+    plain += '.';
+    plain += text.substr(1);
+    text = {};
+  }
+  if (!text.empty()) return std::nullopt;
+  const Field field = ParseField(plain, false);
+  if (field.kind != FieldKind::kNumber) return std::nullopt;
+  number.value = field.value;
+  return number;
+}
+
+bool CouldBeGrouped(std::string_view number, char mark) {
+  const auto styled = ParseStyledNumber(number, {mark, '\0'});
+  return styled && styled->grouped;
+}
+
+std::optional<double> ParseLocalDate(std::string_view text, char mark, bool monthFirst) {
+  const std::size_t first = LeadingDigits(text);
+  if (first < 1 || first > 2 || first >= text.size() || text[first] != mark) return std::nullopt;
+  const std::string_view rest = text.substr(first + 1);
+  const std::size_t second = LeadingDigits(rest);
+  if (second < 1 || second > 2 || rest.size() != second + 5 || rest[second] != mark) return std::nullopt;
+  const auto year = ParseDigits(rest, second + 1, 4);
+  if (!year) return std::nullopt;
+  const int left = *ParseDigits(text, 0, first);
+  const int right = *ParseDigits(rest, 0, second);
+  return monthFirst ? DaysOf(*year, left, right) : DaysOf(*year, right, left);
+}
 
 Field ParseField(std::string_view text, bool decimalComma) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
@@ -164,11 +236,7 @@ std::optional<double> ParseIsoDate(std::string_view text) {
   const auto month = ParseDigits(text, 5, 2);
   const auto day = ParseDigits(text, 8, 2);
   if (!year || !month || !day) return std::nullopt;
-  const std::chrono::year_month_day date{std::chrono::year(*year),
-                                         std::chrono::month(static_cast<unsigned>(*month)),
-                                         std::chrono::day(static_cast<unsigned>(*day))};
-  if (!date.ok()) return std::nullopt;
-  return static_cast<double>(std::chrono::sys_days(date).time_since_epoch().count());
+  return DaysOf(*year, *month, *day);
 }
 
 std::optional<double> ParseIsoDateTime(std::string_view text) {

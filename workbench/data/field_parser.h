@@ -28,6 +28,28 @@ struct Field {
 // strtod).
 Field ParseField(std::string_view text, bool decimalComma);
 
+// How a table for people writes a number: 1,022.5 or 1.022,5 or 12 %.
+struct NumberStyle {
+  char groupMark = ',';
+  char decimalMark = '.';
+};
+
+struct StyledNumber {
+  double value = 0;  // of 12 % it is 12
+  bool grouped = false;
+  bool percent = false;
+};
+
+// Groups of exactly three digits, or no groups; codes with leading zeros are none. Nothing for other texts
+// and for numbers beyond the range of doubles.
+std::optional<StyledNumber> ParseStyledNumber(std::string_view text, NumberStyle style);
+
+// True when the mark of a number with one decimal mark could also part thousands: 1,022 but not 10,5 or 0,123.
+bool CouldBeGrouped(std::string_view number, char mark);
+
+// Days since 1970-01-01 of D.M.YYYY (mark '.') or of D/M/YYYY or M/D/YYYY, or nothing.
+std::optional<double> ParseLocalDate(std::string_view text, char mark, bool monthFirst);
+
 // Days since 1970-01-01 of YYYY-MM-DD, or nothing.
 std::optional<double> ParseIsoDate(std::string_view text);
 

@@ -24,18 +24,19 @@
 //   are dropped. An empty name becomes VarN (N the column's number) with a warning; a name that stands twice
 //   is refused.
 // - .tsv is separated by tabs; for .csv and .txt the separator is the one of , ; tab | that gives the first
-// records
-//   equally many fields, the one with the most fields if several do.
+//   records equally many fields, the one with the most fields if several do.
 // - Every record has as many fields as the header. Blank lines are skipped, except in a file of one column,
-// where
-//   they are missing values.
+//   where they are missing values.
 // - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not a number.
-// Where
-//   the separator is not a comma, a comma in a number is the decimal mark (a column that uses both marks is
-//   text). nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a column that
-//   otherwise holds numbers: they are missing there, with a warning. In a text column they are texts like any
-//   other.
-// - A column whose every text is a date (2024-05-31) or a point in time (2024-05-31 12:30:00) holds dates.
+//   nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a column that otherwise
+//   holds numbers: they are missing there, with a warning. In a text column they are texts like any other.
+// - Where the separator is not a comma, a comma in a number is the decimal mark (a column that uses both marks
+//   is text), except where every comma of the column could part thousands (1,022) and decimal points stand
+//   elsewhere in the file; likewise a point where commas are the decimal marks.
+// - A column whose every field is a number with thousands parted (1,022.5 or 1.022,5), or every one a percentage
+//   (12 %, which becomes 12), holds numbers, with a warning.
+// - A column whose every text is a date (2024-05-31, 31.5.2024, 5/31/2024; 5/6/2024 if other cases tell the day
+//   from the month) or a point in time (2024-05-31 12:30:00) holds dates.
 //
 // Companion: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles, long names,
 // labels and codes. A Parquet file written by SaveTable carries the same inside.
