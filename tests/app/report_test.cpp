@@ -5,8 +5,10 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "workbench/app/feature_selection_report.h"
+#include "workbench/documents/texts.h"
 
 namespace velmora {
 namespace {
@@ -65,6 +67,21 @@ TEST(FeatureSelectionCsv, PutsTheBestFirstAndQuotes) {
   EXPECT_LT(first, second);
   EXPECT_NE(csv.find(",5e-324,0\n"), std::string::npos) << csv;
   EXPECT_NE(csv.find("y,1,categorical,Cramer's V,,"), std::string::npos) << csv;  // no rank
+}
+
+TEST(FeatureSelectionText, CutsLongNamesToTheTerminal) {
+  FeatureSelectionReport report = AwkwardReport();
+  for (ReportedPredictor& predictor : report.predictors) predictor.name = "nn" + std::string(70, 'n');
+  for (const int width : {60, 80, 160}) {
+    std::istringstream lines(FeatureSelectionText(report, width, true));
+    int rows = 0;
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find("nnn") == std::string::npos) continue;
+      ++rows;
+      EXPECT_LE(WidthOf(line), width) << line;
+    }
+    EXPECT_GT(rows, 0);
+  }
 }
 
 TEST(FeatureSelectionText, KeepsEveryPredictorOnOneLine) {

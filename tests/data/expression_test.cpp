@@ -131,6 +131,7 @@ TEST(Expression, ErrorsNameThePlace) {
       {"(age > 3", "position 9: a closing parenthesis should stand before the end"},
       {"age > * 3", "position 7: a value should stand before \"*\""},
       {"agee > 3", "position 1: there is no variable \"agee\"; did you mean \"age\"?"},
+      {"'x' = 1", "neither a variable nor compared with a variable."},
       {"v9 = 1", "position 1: there is no variable \"v9\""},
       {"foo(3)", "position 1: there is no function \"foo\""},
       {"abs(1, 2)", "position 6: a closing parenthesis should stand before \",\""},

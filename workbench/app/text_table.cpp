@@ -78,7 +78,7 @@ std::vector<int> TextTable::Widths(int width) const {
 std::string TextTable::Text(int width, bool utf8) const { return Lines(Widths(width), 0, utf8); }
 
 std::string TextTable::TextWithBars(int width, bool utf8) const {
-  const std::vector<int> widths = Widths(0);
+  const std::vector<int> widths = Widths(width);
   const int used =
       std::accumulate(widths.begin(), widths.end(), 0) + kGap * static_cast<int>(columns_.size());
   const int room = std::min(width - used, kWidestBar);

@@ -21,8 +21,8 @@ class TextTable {
   // Columns two blanks apart, as wide as their widest cell. width: columns of the terminal, 0 for no limit;
   // where they do not fit, the widest columns of left-aligned texts are narrowed and their cells cut.
   std::string Text(int width, bool utf8) const;
-  // Nothing is narrowed; the bars take what the columns leave of width, an eighth of a column at a time, and
-  // are left out where that is too little to tell them apart. ASCII without utf8.
+  // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and are left out
+  // where that is too little to tell them apart. ASCII without utf8.
   std::string TextWithBars(int width, bool utf8) const;
 
  private:

@@ -9,6 +9,7 @@
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/options.h"
 #include "workbench/app/text_table.h"
+#include "workbench/data/date_text.h"
 #include "workbench/data/measurement.h"
 #include "workbench/documents/texts.h"
 
@@ -16,6 +17,8 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kLabelsShown = 6;
+constexpr int kWidthForReasons = 140;  // columns of the terminal
+constexpr int kWidthForTypes = 72;
 
 std::string Labels(const Column& column, std::size_t limit) {
   std::string text;
@@ -28,10 +31,16 @@ std::string Labels(const Column& column, std::size_t limit) {
   return text;
 }
 
+std::string Shown(const Column& column, double value) {
+  if (column.dateUnit == DateUnit::kNone || !InCalendar(value, column.dateUnit))
+    return ShownNumber(value, "");
+  return column.dateUnit == DateUnit::kDays ? IsoDate(value) : IsoDateTime(value);
+}
+
 std::string Range(const Column& column, const VariableProfile& profile) {
   if (profile.validCount == 0) return "";
   if (!column.labels.empty()) return Labels(column, kLabelsShown);
-  return ShownNumber(profile.minimum, "") + " .. " + ShownNumber(profile.maximum, "");
+  return Shown(column, profile.minimum) + " .. " + Shown(column, profile.maximum);
 }
 
 std::string Distinct(const VariableProfile& profile) {
@@ -43,24 +52,33 @@ std::string Screened(const VariableProfile& profile) {
   return "no (" + (profile.roleReason.empty() ? RoleName(profile.role) : profile.roleReason) + ")";
 }
 
-std::string ShownTable(const Table& table, const std::vector<VariableProfile>& profiles,
-                       const Terminal& terminal) {
-  TextTable text({{"no.", true},
-                  {"name"},
-                  {"type"},
-                  {"taken as"},
-                  {"why"},
-                  {"screened"},
-                  {"distinct", true},
-                  {"missing", true},
-                  {"values"}});
+// The reasons take most of the room; a terminal that cannot show them says what was decided instead.
+std::string ShownTable(const Table& table, const std::vector<VariableProfile>& profiles, int width,
+                       bool utf8) {
+  const bool reasons = width == 0 || width >= kWidthForReasons;
+  const bool types = reasons || width >= kWidthForTypes;
+  std::vector<TextColumn> columns = {{"no.", true}, {"name"}};
+  if (types) columns.push_back({"type"});
+  columns.push_back({"taken as"});
+  if (reasons) columns.insert(columns.end(), {{"why"}, {"screened"}});
+  columns.insert(columns.end(), {{"distinct", true}, {"missing", true}, {"values"}});
+  TextTable text(std::move(columns));
   for (const VariableProfile& profile : profiles) {
     const Column& column = table.Variable(profile.variableNumber);
-    text.AddRow({std::to_string(profile.variableNumber), column.name, TypeName(profile.type),
-                 MeasurementName(profile.measurement), profile.measurementReason, Screened(profile),
-                 Distinct(profile), std::to_string(profile.missingCount), Range(column, profile)});
+    std::vector<std::string> cells = {std::to_string(profile.variableNumber), column.name};
+    if (types) cells.emplace_back(TypeName(profile.type));
+    if (reasons) {
+      cells.insert(cells.end(),
+                   {MeasurementName(profile.measurement), profile.measurementReason, Screened(profile)});
+    } else {
+      cells.emplace_back(profile.role == Role::kUsable ? MeasurementName(profile.measurement)
+                                                       : RoleName(profile.role));
+    }
+    cells.insert(cells.end(),
+                 {Distinct(profile), std::to_string(profile.missingCount), Range(column, profile)});
+    text.AddRow(std::move(cells));
   }
-  return text.Text(terminal.isTerminal ? terminal.width : 0, terminal.utf8);
+  return text.Text(width, utf8);
 }
 
 std::string Csv(const Table& table, const std::vector<VariableProfile>& profiles) {
@@ -135,7 +153,11 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   } else {
     Tell(table.fileName + ": " + std::to_string(table.caseCount) + " cases, " +
          std::to_string(table.VariableCount()) + " variables");
-    WriteToStandardOutput(ShownTable(table, profiles, StandardOutputTerminal()));
+    const Terminal terminal = StandardOutputTerminal();
+    const int width = terminal.isTerminal ? terminal.width : 0;
+    WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8));
+    if (width > 0 && width < kWidthForReasons)
+      Tell("A wider terminal, or --format csv, shows the reasons, too.");
   }
   return kExitDone;
 }

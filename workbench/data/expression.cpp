@@ -115,7 +115,7 @@ class ExpressionCompiler {
         std::count_if(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(token.at),
                       [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; });
     throw DataError("The expression \"" + std::string(text_) + "\" has a fault at position " +
-                    std::to_string(before + 1) + ": " + what + ".");
+                    std::to_string(before + 1) + ": " + what + (what.ends_with('?') ? "" : "."));
   }
 
   static std::string Shown(const Token& token) {
