@@ -30,8 +30,8 @@ struct HostAnalysisSettings {
   // Takes splits back that are no better than chance; never the first one. Off to compare trees with other
   // programs'.
   bool pruneTrees = true;
-  // Sorted orders of predictors that are kept for further responses: what is there stays until the data
-  // change, what no longer fits is made again each time.
+  // Sorted orders of predictors that are kept from the second response on: what is there stays until the data
+  // change, what no longer fits is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
   std::map<int, OwnBins> ownBins;  // by variable number
 };

@@ -49,7 +49,9 @@ OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t
   // What is kept stays: responses come round in the same order of predictors, so that replacing the oldest
   // would replace each one just before it is needed again.
   const std::size_t largest = (2 * column.values.size() + 1) * sizeof(std::uint32_t);
-  return keptBytes_ + largest <= keptBytes ? Keep(variable, column) : MakeRecent(variable, column);
+  const bool comesAgain = !made_.insert(variable).second;
+  return comesAgain && keptBytes_ + largest <= keptBytes ? Keep(variable, column)
+                                                         : MakeRecent(variable, column);
 }
 
 OrderPointer OrderCache::Keep(int variable, const Column& column) {
@@ -76,6 +78,7 @@ OrderPointer OrderCache::MakeRecent(int variable, const Column& column) {
 }
 
 void OrderCache::Forget() {
+  made_.clear();
   kept_.clear();
   keptBytes_ = 0;
   for (Recent& recent : recent_) recent.variable = 0;

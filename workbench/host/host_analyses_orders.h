@@ -1,12 +1,14 @@
-// The sorted orders of predictors. Every tree starts from one, and so do further responses: as many as fit into
-// a bounded cache are kept. First touch of memory costs more than a third of the sort itself, so kept orders
-// stand in large pages, one behind the other, and the memory of others is used again.
+// The sorted orders of predictors. Every tree starts from one, and so do the trees of further responses: a predictor
+// that comes round again is kept, as far as a bounded cache goes. Memory touched for the first time may cost more than
+// the sort itself, so that nothing is kept before there is a second response, kept orders stand in large pages, one
+// behind the other, and the memory of others is used again.
 #pragma once
 
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "workbench/data/table.h"
@@ -46,7 +48,7 @@ class OrderMemory final : public std::pmr::memory_resource {
 class OrderCache {
  public:
   // All cases of a column that are neither missing nor NaN, by rising value. variable: what the column is known
-  // by until Forget; keptBytes: what orders may take that are kept until then. The two asked for last are kept
+  // by until Forget; keptBytes: what orders may take that are kept until then. The two asked for last are there
   // besides.
   OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes);
   // The data have changed. Memory stays for those that come.
@@ -64,6 +66,7 @@ class OrderCache {
 
   stats::SortScratch scratch_;
   std::shared_ptr<OrderMemory> memory_;
+  std::unordered_set<int> made_;  // variables whose orders were made before
   std::unordered_map<int, OrderPointer> kept_;
   std::size_t keptBytes_ = 0;
   Recent recent_[2];  // newest first
