@@ -205,8 +205,10 @@ void MakeScreenDocuments(Session& session, const ScreenReport& report) {
   const AutomationClient dialog = session.ResultsDialog();
   for (const ScreenedResponse& response : report.responses) {
     const KindMembers& members = kKinds[response.kind];
-    const int group =
-        workbook.AddGroup(response.name, std::string(ResponseKindName(response.kind)) + " response");
+    std::string description = std::string(ResponseKindName(response.kind)) + " response";
+    if (response.kind == vlm::kBinaryResponse)
+      description += ", bad: " + response.codes[0] + ", good: " + response.codes[1];
+    const int group = workbook.AddGroup(response.name, description);
     session.SetCurrentGroup(group);
     if (!response.predictors.empty()) dialog.Get(members.importance);
     const auto shown = std::min(response.predictors.size(), static_cast<std::size_t>(report.best));
