@@ -33,7 +33,7 @@ int OpenDialog(CFeatureSelection& analysis) {
 
 }  // namespace
 
-// The memory is the allocator's of the language: a record lives from Init to the end of the analysis.
+// In ordinary memory, its arrays in the host's; lives from Init to the end of the analysis.
 struct CFeatureSelection::Record {
   FeatureSelectionSettings settings;
   FeatureSelectionResultsView view{settings};

@@ -244,6 +244,26 @@ TEST(Outputs, BundlesFindFreeNames) {
   EXPECT_THAT(twice.host.input.bundles, ElementsAre(Pair(continuous, "3"), Pair(continuous + "_01", "3")));
 }
 
+// A dependent that no predictor has a statistic for is passed over; the others are still there.
+TEST(Outputs, ADependentWithoutAListIsPassedOver) {
+  Session session;
+  ScriptedWindow& window = session.RunAndShowResults("5 1 | | 3 4 |");
+  for (const int control : {1022, 1031, 1034, 1072}) window.Press(control);
+  ASSERT_THAT(session.host.documents.shown, SizeIs(3));
+  EXPECT_THAT(session.host.documents.shown[0], ::testing::HasSubstr("var: yield"));
+  EXPECT_THAT(session.host.documents.shown[1], ::testing::HasSubstr("variable: yield"));
+  EXPECT_EQ(session.host.documents.shown[2].find("constant"), std::string::npos);
+  EXPECT_THAT(session.host.input.bundles, ElementsAre(Pair("yield - best continuous predictors", "3 4")));
+
+  Session none;
+  ScriptedWindow& empty = none.RunAndShowResults("5 | | 3 4 |");
+  for (const int control : {1022, 1031, 1034, 1072}) empty.Press(control);
+  EXPECT_THAT(none.host.documents.shown, IsEmpty());
+  EXPECT_THAT(none.host.input.bundles, IsEmpty());
+  EXPECT_THAT(none.host.messages, IsEmpty()) << "nothing was saved";
+  EXPECT_EQ(Session::Get(empty, "ReportOfBestKPredictors"), "null");
+}
+
 TEST(Outputs, WithoutMemoryNothingIsShown) {
   struct Row {
     const char* name;
