@@ -34,7 +34,7 @@ struct Faults {
   int inPass = 1;              // the last four: in the display opened as this one, counted from 1
 };
 
-class ScriptedEngineHost final : public vlm::IEngineServices, private vlm::IIterDisplay {
+class ScriptedEngineHost : public vlm::IEngineServices, private vlm::IIterDisplay {
  public:
   ~ScriptedEngineHost() {
     for (const auto& [block, size] : blocks_) std::free(block);
