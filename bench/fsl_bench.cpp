@@ -37,6 +37,7 @@ struct Block {
     std::fill(std::begin(missing.last), std::end(missing.last), 1.7e308);
     for (std::uint32_t& slot : slots) slot = 1 + random() % 10;
   }
+  LaneValues Lanes() const { return {values.data(), kLanes}; }
 };
 
 // The argument is a VectorUnit; on a machine without it the benchmark is left out.
@@ -56,7 +57,7 @@ void BM_PresentLanes(benchmark::State& state) {
   if (!Choose(state)) return;
   for (auto _ : state) {
     benchmark::DoNotOptimize(
-        Kernels().presentLanes(block.values.data(), kCases, block.missing, block.present.data()));
+        Kernels().presentLanes(block.Lanes(), kCases, block.missing, block.present.data()));
   }
   Count(state);
 }
@@ -65,9 +66,9 @@ void BM_Moments(benchmark::State& state) {
   Block block;
   if (!Choose(state)) return;
   MomentsLanes moments{};
+  const LaneValues lanes = block.Lanes();
   for (auto _ : state) {
-    Kernels().moments(block.values.data(), 0, 1, kCases, nullptr, block.runningMass.data(), nullptr, 0,
-                      &moments);
+    Kernels().moments(&lanes, 1, kCases, nullptr, block.runningMass.data(), nullptr, 0, &moments);
     benchmark::DoNotOptimize(moments);
   }
   Count(state);
@@ -77,8 +78,7 @@ void BM_IntervalSlots(benchmark::State& state) {
   Block block;
   if (!Choose(state)) return;
   for (auto _ : state) {
-    Kernels().intervalSlots(block.values.data(), kCases, block.bounds.data(), kBounds, nullptr,
-                            block.slots.data());
+    Kernels().intervalSlots(block.Lanes(), kCases, block.bounds.data(), kBounds, nullptr, block.slots.data());
     benchmark::ClobberMemory();
   }
   Count(state);

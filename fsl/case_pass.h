@@ -2,15 +2,14 @@
 // passes of a run read through this.
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <utility>
 
 #include "base/tolerant.h"
 #include "frame/host_array.h"
 #include "frame/progress_scope.h"
 #include "fsl/feature_selection_settings.h"
+#include "fsl/lane_block.h"
 
 namespace vlmfsl {
 
@@ -24,20 +23,11 @@ inline double EffectiveWeight(const FeatureSelectionSettings& settings, double w
 class CasePass {
  public:
   explicit CasePass(FeatureSelectionSettings& settings)
-      : settings_(settings),
-        services_(*settings.owner),
-        values_(services_),
-        otherValues_(services_),
-        codes_(services_) {}
+      : settings_(settings), services_(*settings.owner), codes_(services_) {}
 
-  // Takes the value and code buffers. Returns kOk or kFailed.
+  // Takes the buffer of codes. Returns kOk or kFailed.
   [[nodiscard]] int Allocate() {
-    const auto count = static_cast<std::uint64_t>(settings_.nReadVariables);
-    for (HostArray<double>* array : {&values_, &otherValues_, &codes_}) {
-      if (array->Allocate(count, kSpareBytes) != kOk) return kFailed;
-      std::fill_n(array->data(), count + kSpareBytes / sizeof(double), 0.0);
-    }
-    return kOk;
+    return codes_.Allocate(static_cast<std::uint64_t>(settings_.nReadVariables));
   }
 
   // Asks the host for the missing-data codes of the read list's entries first to last - 1.
@@ -52,18 +42,13 @@ class CasePass {
   // Known from the first case to use on.
   bool Weighted() const { return weighted_; }
 
-  // Calls accept(values, weight, count) for every accepted case, in order, when the case after it has been read (a
-  // value is not read back while it is still on its way to the cache): the value of the read list's entry i is
-  // values[i], and at least kLanes more doubles may be read behind the last. Closes the progress display at the end.
+  // Reads each case into the block and calls accept(weight, count) where it is accepted, in order: its values are the
+  // block's Entries(), and it is for accept to append it. Closes the progress display at the end.
   // Returns kOk, or kFailed on cancellation or when the reader stops.
   template <class Accept>
-  [[nodiscard]] int Run(int captionText, RunFacts* facts, Accept&& accept) {
+  [[nodiscard]] int Run(int captionText, LaneBlock* block, RunFacts* facts, Accept&& accept) {
     ProgressScope progress(services_, captionText, settings_.numberOfCases);
     vlm::IIterDisplay* const display = services_.GetIterDisplay();
-    double* reading = FirstOnALine(values_.data()) - 1;
-    double* waiting = FirstOnALine(otherValues_.data()) - 1;
-    double waitingWeight = 0.0;
-    double waitingCount = 0.0;  // 0: no case is waiting
     for (int caseNumber = 1; caseNumber <= settings_.numberOfCases; ++caseNumber) {
       services_.termom(caseNumber);
       if (IsCancelled(services_, display)) return kFailed;
@@ -71,8 +56,8 @@ class CasePass {
       double weight = 1.0;
       int reserved = 0;
       const short result =
-          services_.cstrtw_ex_Long(0, caseNumber, settings_.variableList, settings_.nReadVariables, reading,
-                                   &weightedFlag, &weight, &reserved);
+          services_.cstrtw_ex_Long(0, caseNumber, settings_.variableList, settings_.nReadVariables,
+                                   block->Reading(), &weightedFlag, &weight, &reserved);
       if (result == vlm::kCaseStop) return kFailed;
       ++facts->casesRead;
       if (result != vlm::kCaseUse) {
@@ -91,35 +76,21 @@ class CasePass {
       double count = 1.0;
       if (settings_.useCountVariable != 0) {
         const int last = settings_.nReadVariables - 1;
-        count = reading[last + 1];
+        count = block->Entries()[last];
         if (IsMissing(count, MissingCode(last)) || LessBeyondTolerance(count, 1.0)) {
           ++facts->casesInvalidCount;
           continue;
         }
       }
       ++facts->casesAccepted;
-      if (waitingCount != 0.0) accept(waiting + 1, waitingWeight, waitingCount);
-      std::swap(reading, waiting);
-      waitingWeight = weight;
-      waitingCount = count;
+      accept(weight, count);
     }
-    if (waitingCount != 0.0) accept(waiting + 1, waitingWeight, waitingCount);
     return kOk;
   }
 
  private:
-  static constexpr std::uint64_t kSpareBytes = 800;
-
-  // The second cache line's first double: the values begin there, behind one that is not used.
-  static double* FirstOnALine(double* block) {
-    const auto address = reinterpret_cast<std::uintptr_t>(block);
-    return block + (128 - address % 64) / sizeof(double);
-  }
-
   FeatureSelectionSettings& settings_;
   vlm::IEngineServices& services_;
-  HostArray<double> values_;
-  HostArray<double> otherValues_;
   HostArray<double> codes_;
   bool started_ = false;
   bool weighted_ = false;

@@ -29,7 +29,7 @@ class MomentsPass {
 
  private:
   int Prepare();
-  void Accept(const double* values, double weight, double count);
+  void Accept(double weight, double count);
   void TreatBlock();
   void Finish();
   bool CutsDependents() const { return settings_.treatContinuousDependentAsCategorical != 0; }
@@ -49,10 +49,8 @@ class MomentsPass {
 int MomentsPass::Run() {
   if (Prepare() != kOk) return kFailed;
   RunFacts facts;
-  const auto accept = [&](const double* values, double weight, double count) {
-    Accept(values, weight, count);
-  };
-  if (cases_.Run(kTextInitializing, &facts, accept) != kOk) return kFailed;
+  const auto accept = [&](double weight, double count) { Accept(weight, count); };
+  if (cases_.Run(kTextInitializing, &block_, &facts, accept) != kOk) return kFailed;
   TreatBlock();
   settings_.totalWeight = cases_.Weighted() ? weightSum_ : 1.0;
   Finish();
@@ -72,7 +70,7 @@ int MomentsPass::Prepare() {
   std::vector<LaneGroup> groups;
   if (CutsDependents()) AppendLaneGroups(0, settings_.nContinuousDependents, &groups);
   AppendLaneGroups(settings_.DependentCount(), settings_.nContinuousPredictors, &groups);
-  if (block_.Allocate(std::move(groups)) != kOk) return kFailed;
+  if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
   MomentsLanes start{};
   std::fill(std::begin(start.minimum), std::end(start.minimum), kMinimumStart);
   std::fill(std::begin(start.maximum), std::end(start.maximum), kMaximumStart);
@@ -85,7 +83,7 @@ int MomentsPass::Prepare() {
   return kOk;
 }
 
-void MomentsPass::Accept(const double* values, double weight, double count) {
+void MomentsPass::Accept(double weight, double count) {
   const double mass = weight * count;
   weightSum_ += weight;
   caseMass_ += mass;
@@ -93,7 +91,7 @@ void MomentsPass::Accept(const double* values, double weight, double count) {
   mass_[at] = mass;
   runningMass_[at] = caseMass_;
   unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
-  block_.Append(values);
+  block_.Append();
   if (block_.Full()) TreatBlock();
 }
 
@@ -104,9 +102,11 @@ void MomentsPass::TreatBlock() {
   for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
     const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
     const bool complete = presence_.Find(block_, group, count);
-    kernels.moments(block_.GroupValues(group), block_.GroupStride(), static_cast<int>(count), block_.Cases(),
-                    unitMass_ ? nullptr : mass_.data(), runningMass_.data(),
-                    complete ? nullptr : presence_.Row(0), presence_.Stride(), &moments_[group]);
+    LaneValues values[kAtOnce];
+    for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
+    kernels.moments(values, static_cast<int>(count), block_.Cases(), unitMass_ ? nullptr : mass_.data(),
+                    runningMass_.data(), complete ? nullptr : presence_.Row(0), presence_.Stride(),
+                    &moments_[group]);
   }
   block_.Clear();
   unitMass_ = true;

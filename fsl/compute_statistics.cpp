@@ -89,11 +89,11 @@ int ComputeStatistics(FeatureSelectionSettings& settings) try {
   if (pairs.Prepare(cases) != kOk) return kFailed;
 
   RunFacts facts;
-  const auto accept = [&](const double* values, double weight, double count) {
+  const auto accept = [&](double weight, double count) {
     facts.acceptedMass += weight * count;
-    pairs.Accept(values, cases.Weighted(), weight, count);
+    pairs.Accept(cases.Weighted(), weight, count);
   };
-  if (cases.Run(kTextReadingData, &facts, accept) != kOk) return kFailed;
+  if (cases.Run(kTextReadingData, &pairs.Block(), &facts, accept) != kOk) return kFailed;
   pairs.Flush();
   facts.casesValid = pairs.ValidCases();
   facts.weighted = cases.Weighted();

@@ -1,13 +1,17 @@
-// A block of accepted cases, kept so that sixteen variables of one case stand side by side:
+// A block of accepted cases, which is also where the host writes the case that is being read.
 //
-//   group 0: case 0 [16 values], case 1 [16 values], ...    (one cache line of padding behind each group)
-//   group 1: ...
+// Narrow cases stay where they were read, one row after the other. Of wide ones sixteen variables at a time are moved
+// together, so that a group's cases are read in one run whatever the number of variables:
 //
-// A group's cases are read in one run whatever the number of variables, and one vector operation treats several
-// variables while each of them still sees its cases in order.
+//   narrow: case 0 [values of the read list], case 1 [...], ...
+//   wide:   group 0: case 0 [16 values], case 1 [16 values], ...; group 1: ...
+//
+// Both ways one vector operation treats several variables while each of them still sees its cases in order.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "frame/host_array.h"
@@ -33,53 +37,98 @@ inline void AppendLaneGroups(int firstEntry, int count, std::vector<LaneGroup>* 
 
 class LaneBlock {
  public:
-  explicit LaneBlock(vlm::IEngineServices& services) : memory_(services) {}
+  explicit LaneBlock(vlm::IEngineServices& services) : memory_(services), wideCase_(services) {}
 
-  // Makes room for a few hundred cases, fewer the more groups there are, so that the block stays in a near cache.
-  [[nodiscard]] int Allocate(std::vector<LaneGroup> groups) {
+  // Makes room for a few hundred cases of entryCount values, fewer the wider they are, so that the block stays in a
+  // near cache.
+  [[nodiscard]] int Allocate(int entryCount, std::vector<LaneGroup> groups) {
     groups_ = std::move(groups);
     for (const LaneGroup& group : groups_) firstEntries_.push_back(group.firstEntry);
-    const auto groupCount = static_cast<std::int64_t>(groups_.size());
-    capacity_ =
-        static_cast<int>(kTargetBytes / (static_cast<int>(sizeof(double)) * kLanes * (groupCount + 1)));
-    capacity_ = capacity_ > kMostCases     ? kMostCases
-                : capacity_ < kFewestCases ? kFewestCases
-                                           : capacity_ & ~3;
-    stride_ = static_cast<std::size_t>(capacity_) * kLanes + 64 / sizeof(double);
-    if (memory_.Allocate(stride_ * groups_.size() + 64 / sizeof(double)) != kOk) return kFailed;
-    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
-    values_ = memory_.data() + ((64 - address % 64) % 64) / sizeof(double);
-    return kOk;
+    // Reading may begin one value before a case, and a group's lanes may reach behind it.
+    const std::uint64_t rowDoubles = OddLines(static_cast<std::uint64_t>(entryCount) + 1);
+    isWide_ = entryCount > kMostNarrowEntries;
+    if (isWide_) {
+      caseStride_ = kLanes;
+      SetCapacity(groups_.size() + 1, kLanes);
+      groupStride_ = static_cast<std::uint64_t>(capacity_) * kLanes + kLine;
+      return Take(&wideCase_, rowDoubles, 0, &reading_) == kOk &&
+                     Take(&memory_, groupStride_ * groups_.size(), 0, &values_) == kOk
+                 ? kOk
+                 : kFailed;
+    }
+    caseStride_ = rowDoubles;
+    SetCapacity(1, rowDoubles);
+    // The first group begins on a cache line.
+    const auto shift = groups_.empty() ? 0 : static_cast<std::uint64_t>(groups_[0].firstEntry) % kLine;
+    const int result = Take(&memory_, rowDoubles * static_cast<std::uint64_t>(capacity_), shift, &values_);
+    reading_ = values_;
+    return result;
+  }
+
+  // Where the next case is read: the value of the read list's entry i goes to Reading()[i + 1], as the host counts.
+  double* Reading() { return reading_ - 1; }
+  // The values of the case that was read; entry i at [i].
+  const double* Entries() const { return reading_; }
+  // Takes it into the block. Called while the block is not full.
+  void Append() {
+    if (isWide_) {
+      Kernels().appendCase(reading_, firstEntries_.data(), static_cast<int>(firstEntries_.size()),
+                           groupStride_, values_ + static_cast<std::uint64_t>(cases_) * kLanes);
+    } else {
+      reading_ += caseStride_;
+    }
+    ++cases_;
+  }
+  void Clear() {
+    cases_ = 0;
+    if (!isWide_) reading_ = values_;
   }
 
   int Capacity() const { return capacity_; }
   int Cases() const { return cases_; }
   bool Full() const { return cases_ == capacity_; }
-  void Clear() { cases_ = 0; }
   const std::vector<LaneGroup>& Groups() const { return groups_; }
-  // The values of a group: Cases() x kLanes, on a cache line.
-  const double* GroupValues(std::size_t group) const { return values_ + group * stride_; }
-  std::size_t GroupStride() const { return stride_; }
-
-  // entries: the values of the read list, and kLanes more readable doubles.
-  void Append(const double* entries) {
-    Kernels().appendCase(entries, firstEntries_.data(), static_cast<int>(firstEntries_.size()), stride_,
-                         values_ + static_cast<std::size_t>(cases_) * kLanes);
-    ++cases_;
+  LaneValues GroupValues(std::size_t group) const {
+    return {values_ + (isWide_ ? group * groupStride_ : static_cast<std::uint64_t>(firstEntries_[group])),
+            caseStride_};
   }
 
  private:
-  static constexpr std::int64_t kTargetBytes = 256 * 1024;
-  static constexpr int kMostCases = 512;
-  static constexpr int kFewestCases = 32;
+  static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
+  static constexpr int kMostNarrowEntries = 256;
+  static constexpr std::uint64_t kMostCases = 512;
+  static constexpr std::uint64_t kFewestCases = 32;
+  static constexpr std::uint64_t kLine = 64 / sizeof(double);
+
+  // An odd number of cache lines: the same place of all rows falls into different sets of the caches.
+  static std::uint64_t OddLines(std::uint64_t doubles) { return ((doubles + kLine - 1) / kLine | 1) * kLine; }
+
+  void SetCapacity(std::uint64_t groupsOfACase, std::uint64_t stride) {
+    const std::uint64_t fitting = kTargetDoubles / (groupsOfACase * stride);
+    capacity_ = static_cast<int>(std::clamp(fitting, kFewestCases, kMostCases) & ~std::uint64_t{3});
+  }
+
+  // Zeroed doubles, of which the one at `shift` is on a cache line; one more before them, and kLanes behind.
+  static int Take(HostArray<double>* memory, std::uint64_t count, std::uint64_t shift, double** first) {
+    const std::uint64_t spare = 3 * kLine + kLanes;
+    if (memory->Allocate(count + spare) != kOk) return kFailed;
+    std::fill_n(memory->data(), count + spare, 0.0);
+    const auto address = reinterpret_cast<std::uintptr_t>(memory->data());
+    *first = memory->data() + (128 - address % 64) / sizeof(double) + (kLine - shift) % kLine;
+    return kOk;
+  }
 
   HostArray<double> memory_;
+  HostArray<double> wideCase_;
   std::vector<LaneGroup> groups_;
   std::vector<int> firstEntries_;
   double* values_ = nullptr;
-  std::size_t stride_ = 0;
+  double* reading_ = nullptr;
+  std::uint64_t caseStride_ = 0;
+  std::uint64_t groupStride_ = 0;  // of wide cases
   int capacity_ = 0;
   int cases_ = 0;
+  bool isWide_ = false;
 };
 
 }  // namespace vlmfsl

@@ -19,7 +19,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   std::vector<LaneGroup> groups;
   AppendLaneGroups(dependents, settings_.nContinuousPredictors, &groups);
   AppendLaneGroups(dependents + settings_.nContinuousPredictors, settings_.nCategoricalPredictors, &groups);
-  if (block_.Allocate(std::move(groups)) != kOk) return kFailed;
+  if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
   presence_.Prepare(block_, casewise_, [&](int entry) { return cases.MissingCode(entry); });
   for (int d = 0; d < dependents; ++d) missing_.push_back(MissingRangeOf(cases.MissingCode(d)));
 
@@ -85,7 +85,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   return kOk;
 }
 
-void PairAccumulator::Accept(const double* values, bool weighted, double weight, double count) {
+void PairAccumulator::Accept(bool weighted, double weight, double count) {
   if (block_.Cases() == 0 && blocksTreated_ == 0) {
     plain_ = !weighted && settings_.useCountVariable == 0;
     for (CrossTable& table : tables_) table.Start(plain_);
@@ -95,8 +95,8 @@ void PairAccumulator::Accept(const double* values, bool weighted, double weight,
   mass_[at] = count * weight;
   relativeMass_[at] = mass_[at] / settings_.totalWeight;
   count_[at] = count;
-  for (std::size_t d = 0; d < missing_.size(); ++d) dependents_[d * capacity + at] = values[d];
-  block_.Append(values);
+  for (std::size_t d = 0; d < missing_.size(); ++d) dependents_[d * capacity + at] = block_.Entries()[d];
+  block_.Append();
   if (block_.Full()) TreatBlock();
 }
 
@@ -234,7 +234,7 @@ void PairAccumulator::TreatGroup(std::size_t group) {
 // Returns true when some slots are left to FindOtherSlots.
 bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present) {
   const VectorKernels& kernels = Kernels();
-  const double* const values = block_.GroupValues(group);
+  const LaneValues values = block_.GroupValues(group);
   const PredictorKeys& first = keys_[PredictorAt(group, 0)];
   if (first.IsTabled()) {
     kernels.intervalSlots(values, block_.Cases(), bounds_[group].data(),
@@ -242,7 +242,8 @@ bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present)
     return false;
   }
   if (first.IsCode()) {
-    return kernels.codeSlots(values, block_.Cases(), present, slots_.data(), others_.data());
+    return kernels.codeSlots(values, block_.Groups()[group].lanes, block_.Cases(), present, slots_.data(),
+                             others_.data());
   }
   std::fill_n(slots_.begin(), static_cast<std::size_t>(block_.Cases()) * kLanes, 0u);
   for (std::size_t i = 0; i < static_cast<std::size_t>(block_.Cases()); ++i) {
@@ -252,19 +253,20 @@ bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present)
 }
 
 void PairAccumulator::FindOtherSlots(std::size_t group) {
-  const double* const values = block_.GroupValues(group);
+  const LaneValues values = block_.GroupValues(group);
   const auto cases = static_cast<std::size_t>(block_.Cases());
   for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
     PredictorKeys& keys = keys_[PredictorAt(group, lane)];
     const auto at = static_cast<std::size_t>(lane);
+    const double* const ofLane = values.first + lane;
     const unsigned bit = 1u << lane;
     if (keys.IsCode()) {
       for (std::size_t i = 0; i < cases; ++i) {
-        if ((others_[i] & bit) != 0) keys.Prefetch(values[i * kLanes + at]);
+        if ((others_[i] & bit) != 0) keys.Prefetch(ofLane[i * values.caseStride]);
       }
     }
     for (std::size_t i = 0; i < cases; ++i) {
-      if ((others_[i] & bit) != 0) slots_[i * kLanes + at] = keys.SlotOfOther(values[i * kLanes + at]);
+      if ((others_[i] & bit) != 0) slots_[i * kLanes + at] = keys.SlotOfOther(ofLane[i * values.caseStride]);
     }
   }
 }

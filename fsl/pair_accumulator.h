@@ -28,7 +28,10 @@ class PairAccumulator {
   // bad_alloc like everything here.
   [[nodiscard]] int Prepare(const CasePass& cases);
 
-  void Accept(const double* values, bool weighted, double weight, double count);
+  // Where cases are read.
+  LaneBlock& Block() { return block_; }
+  // Takes the case that was read there.
+  void Accept(bool weighted, double weight, double count);
   // Treats what is still in the block.
   void Flush();
 

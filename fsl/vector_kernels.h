@@ -10,8 +10,11 @@ namespace vlmfsl {
 inline constexpr int kLanes = 16;
 inline constexpr unsigned kAllLanes = 0xFFFFu;
 
-// Their values, as in LaneBlock: values[case * kLanes + lane].
-using LaneValues = const double*;
+// Their values, as in LaneBlock: first[case * caseStride + lane].
+struct LaneValues {
+  const double* first;
+  std::uint64_t caseStride;
+};
 
 struct alignas(64) MomentsLanes {
   double minimum[kLanes];
@@ -62,7 +65,7 @@ struct VectorKernels {
 
   // Updates moments of groupCount groups of lanes. mass: null when every case has mass 1. runningMass: mass of all
   // cases up to and including this one. present: null when nothing is missing, else a row for each group.
-  void (*moments)(LaneValues values, std::uint64_t groupStride, int groupCount, int cases, const double* mass,
+  void (*moments)(const LaneValues* groups, int groupCount, int cases, const double* mass,
                   const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
                   MomentsLanes* moments);
 
@@ -71,9 +74,9 @@ struct VectorKernels {
                         const std::uint16_t* present, std::uint32_t* slots);
 
   // slots: 1 + the code for whole codes 0 to 63; 0 where not present; others[case]: lanes with any other present
-  // value, whose slot is left 0. Returns true when there are such.
-  bool (*codeSlots)(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
-                    std::uint16_t* others);
+  // value, whose slot is left 0; lanes from laneCount on are left out. Returns true when there are such.
+  bool (*codeSlots)(LaneValues values, int laneCount, int cases, const std::uint16_t* present,
+                    std::uint32_t* slots, std::uint16_t* others);
 
   // Group means where every case has weight and count 1 and every value of the dependent is finite.
   GroupUpdate groupsPlain;

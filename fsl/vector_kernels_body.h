@@ -15,10 +15,11 @@ void AppendCase(const double* entries, const int* firstEntries, int groupCount, 
 template <class V>
 bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present) {
   unsigned all = kAllLanes;
-  for (int i = 0; i < cases; ++i) {
+  const double* lanes = values.first;
+  for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
     unsigned bits = 0;
     for (int l = 0; l < kLanes; l += V::kWidth) {
-      const typename V::D x = V::Load(values + i * kLanes + l);
+      const typename V::D x = V::Load(lanes + l);
       const typename V::M isMissing = V::And(V::GreaterEqual(x, V::Load(missing.first + l)),
                                              V::GreaterEqual(V::Load(missing.last + l), x));
       bits |= V::Bits(isMissing) << l;
@@ -32,13 +33,14 @@ bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std
 
 // kGroups groups of lanes at once: a chain of dependent divisions each, which overlap.
 template <class V, int kGroups, bool kMasses, bool kSomeAbsent>
-void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const double* mass,
-               const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
-               MomentsLanes* moments) {
+void MomentsOf(const LaneValues* groups, int cases, const double* mass, const double* runningMass,
+               const std::uint16_t* present, std::uint64_t presentStride, MomentsLanes* moments) {
   constexpr int kVectors = kLanes / V::kWidth;
   typename V::D minimum[kGroups][kVectors], maximum[kGroups][kVectors], mean[kGroups][kVectors],
       sum[kGroups][kVectors];
+  const double* lanes[kGroups];
   for (int g = 0; g < kGroups; ++g) {
+    lanes[g] = groups[g].first;
     for (int v = 0; v < kVectors; ++v) {
       minimum[g][v] = V::Load(moments[g].minimum + v * V::kWidth);
       maximum[g][v] = V::Load(moments[g].maximum + v * V::kWidth);
@@ -51,8 +53,7 @@ void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const do
     const typename V::D f = kMasses ? V::Set(mass[i]) : running;
     for (int g = 0; g < kGroups; ++g) {
       for (int v = 0; v < kVectors; ++v) {
-        const typename V::D x =
-            V::Load(values + static_cast<std::uint64_t>(g) * groupStride + i * kLanes + v * V::kWidth);
+        const typename V::D x = V::Load(lanes[g] + v * V::kWidth);
         typename V::D d = V::Sub(x, mean[g][v]);
         if (kMasses) d = V::Mul(d, f);
         const typename V::D newMean = V::Add(mean[g][v], V::Div(d, running));
@@ -71,6 +72,7 @@ void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const do
           maximum[g][v] = V::Max(x, maximum[g][v]);
         }
       }
+      lanes[g] += groups[g].caseStride;
     }
   }
   for (int g = 0; g < kGroups; ++g) {
@@ -84,25 +86,17 @@ void MomentsOf(LaneValues values, std::uint64_t groupStride, int cases, const do
 }
 
 template <class V, int kGroups>
-void MomentsOfSome(LaneValues values, std::uint64_t groupStride, int cases, const double* mass,
-                   const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
-                   MomentsLanes* moments) {
-  if (mass != nullptr && present != nullptr) {
-    MomentsOf<V, kGroups, true, true>(values, groupStride, cases, mass, runningMass, present, presentStride,
-                                      moments);
-  } else if (mass != nullptr) {
-    MomentsOf<V, kGroups, true, false>(values, groupStride, cases, mass, runningMass, nullptr, 0, moments);
-  } else if (present != nullptr) {
-    MomentsOf<V, kGroups, false, true>(values, groupStride, cases, nullptr, runningMass, present,
-                                       presentStride, moments);
-  } else {
-    MomentsOf<V, kGroups, false, false>(values, groupStride, cases, nullptr, runningMass, nullptr, 0,
-                                        moments);
-  }
+void MomentsOfSome(const LaneValues* groups, int cases, const double* mass, const double* runningMass,
+                   const std::uint16_t* present, std::uint64_t presentStride, MomentsLanes* moments) {
+  const auto update = mass != nullptr && present != nullptr ? MomentsOf<V, kGroups, true, true>
+                      : mass != nullptr                     ? MomentsOf<V, kGroups, true, false>
+                      : present != nullptr                  ? MomentsOf<V, kGroups, false, true>
+                                                            : MomentsOf<V, kGroups, false, false>;
+  update(groups, cases, mass, runningMass, present, presentStride, moments);
 }
 
 template <class V>
-void Moments(LaneValues values, std::uint64_t groupStride, int groupCount, int cases, const double* mass,
+void Moments(const LaneValues* groups, int groupCount, int cases, const double* mass,
              const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
              MomentsLanes* moments) {
   constexpr int kAtOnce = V::kWidth == 8 ? 2 : 1;  // four vectors at least
@@ -111,12 +105,10 @@ void Moments(LaneValues values, std::uint64_t groupStride, int groupCount, int c
     return present == nullptr ? nullptr : present + static_cast<std::uint64_t>(group) * presentStride;
   };
   for (; g + kAtOnce <= groupCount; g += kAtOnce) {
-    MomentsOfSome<V, kAtOnce>(values + static_cast<std::uint64_t>(g) * groupStride, groupStride, cases, mass,
-                              runningMass, presentOf(g), presentStride, moments + g);
+    MomentsOfSome<V, kAtOnce>(groups + g, cases, mass, runningMass, presentOf(g), presentStride, moments + g);
   }
   for (; g < groupCount; ++g) {
-    MomentsOfSome<V, 1>(values + static_cast<std::uint64_t>(g) * groupStride, groupStride, cases, mass,
-                        runningMass, presentOf(g), presentStride, moments + g);
+    MomentsOfSome<V, 1>(groups + g, cases, mass, runningMass, presentOf(g), presentStride, moments + g);
   }
 }
 
@@ -134,8 +126,9 @@ void IntervalSlotsOf(LaneValues values, int cases, const double* bounds, int cou
     const double* const laneBounds = bounds + l;
     const auto bound = [&](int k) { return k < boundCount ? V::Load(laneBounds + k * kLanes) : never; };
     const typename V::D middle = bound(half);
-    for (int c = 0; c < cases; ++c) {
-      const typename V::D x = V::Load(values + c * kLanes + l);
+    const double* lanes = values.first + l;
+    for (int c = 0; c < cases; ++c, lanes += values.caseStride) {
+      const typename V::D x = V::Load(lanes);
       typename V::I slot = one;
       if (V::kWidth == 8) {
         const typename V::M upper = V::Greater(x, middle);
@@ -174,16 +167,18 @@ void IntervalSlots(LaneValues values, int cases, const double* bounds, int bound
 }
 
 template <class V>
-bool CodeSlots(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
-               std::uint16_t* others) {
+bool CodeSlots(LaneValues values, int laneCount, int cases, const std::uint16_t* present,
+               std::uint32_t* slots, std::uint16_t* others) {
+  const unsigned used = kAllLanes >> (kLanes - laneCount);
   const typename V::D largest = V::Set(63.0);
   const typename V::D zero = V::Set(0.0);
   unsigned any = 0;
-  for (int i = 0; i < cases; ++i) {
+  const double* lanes = values.first;
+  for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
     const unsigned isPresent = present == nullptr ? kAllLanes : present[i];
     unsigned direct = 0;
     for (int l = 0; l < kLanes; l += V::kWidth) {
-      const typename V::D x = V::Load(values + i * kLanes + l);
+      const typename V::D x = V::Load(lanes + l);
       const typename V::M inRange = V::And(V::GreaterEqual(x, zero), V::GreaterEqual(largest, x));
       const typename V::D code = V::Truncated(x);  // of no meaning outside the range
       const typename V::M whole = V::And(inRange, V::GreaterEqual(code, x));
@@ -191,7 +186,7 @@ bool CodeSlots(LaneValues values, int cases, const std::uint16_t* present, std::
       direct |= wholeBits << l;
       V::StoreLow(slots + i * kLanes + l, V::Keep(V::FromBits(wholeBits), V::CodePlusOne(x)));
     }
-    const unsigned rest = isPresent & ~direct & kAllLanes;
+    const unsigned rest = isPresent & ~direct & used;
     others[i] = static_cast<std::uint16_t>(rest);
     any |= rest;
   }
