@@ -82,6 +82,17 @@ TEST(BadWords, AreNamed) {
   }
 }
 
+TEST(Dependents, WithoutVariationAreNamed) {
+  const TemporaryFolder folder;
+  std::string data = "none,one,x\n";
+  for (int i = 0; i < 20; ++i) data += ",7," + std::to_string(i % 4) + "\n";
+  const ProcessResult result = RunVelmora(
+      {"feature-selection", folder.Write("a.csv", data), "--dependents", "none", "one", "--quiet"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("none has no values"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("one has one value only"), std::string::npos) << result.err;
+}
+
 TEST(Output, FullDiskIsTold) {
   const TemporaryFolder folder;
   ProcessOptions full;

@@ -89,6 +89,7 @@ TEST_F(DataTest, JsonRecords) {
       {"b.jsonl", "{\"x\":1}\n\n{\"x\":\n", ": line 3 is not a JSON object."},
       {"b.jsonl", "{\"x\":\"caf\xE9\"}\n", ": line 1 is not a JSON object."},
       {"b.jsonl", "[1,2]\n", ": line 1 is not a JSON object."},
+      {"b.jsonl", "{\"id\":12345678901234567890,\"x\":1e400}\n{\"id\":1,\"x\":2}\n", "12345678901234567890"},
       {"b.json", "[]", ": it holds no objects with named values."},
       {"b.json", "[1,2]", ": it holds no objects with named values."},
       {"b.json", "[{\"x\":1,", "Malformed JSON"},

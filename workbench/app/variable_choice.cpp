@@ -67,6 +67,18 @@ void CheckWeights(const Column& weights) {
   if (!any) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
 }
 
+// Such a dependent makes an empty ranking, whose reason a reader should not have to guess.
+void WarnOfUselessDependents(const Table& table, const std::vector<int>& dependents) {
+  for (const int number : dependents) {
+    const Column& column = table.Variable(number);
+    if (column.role == Role::kAllMissing) {
+      Tell("Warning: The dependent variable " + column.name + " has no values.");
+    } else if (column.role == Role::kConstant) {
+      Tell("Warning: The dependent variable " + column.name + " has one value only.");
+    }
+  }
+}
+
 }  // namespace
 
 void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
@@ -119,6 +131,7 @@ VariableChoice ChooseVariables(const Table& table, const VariableRequest& reques
   const std::vector<int> predictors = ChoosePredictors(
       table, {request.predictors, dependents, {choice.weight, choice.count}, "dependent variable"},
       choice.leftOut);
+  WarnOfUselessDependents(table, dependents);
   SplitByKind(table, dependents, choice.continuousDependents, choice.categoricalDependents);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
   return choice;

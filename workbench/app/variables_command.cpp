@@ -151,8 +151,8 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   } else if (format == 2) {
     WriteToStandardOutput(Csv(table, profiles));
   } else {
-    Tell(table.fileName + ": " + std::to_string(table.caseCount) + " cases, " +
-         std::to_string(table.VariableCount()) + " variables");
+    Tell(table.fileName + ": " + Counted(static_cast<std::size_t>(table.caseCount), "case", "cases") + ", " +
+         Counted(static_cast<std::size_t>(table.VariableCount()), "variable", "variables"));
     const Terminal terminal = StandardOutputTerminal();
     const int width = terminal.isTerminal ? terminal.width : 0;
     WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8));
