@@ -215,6 +215,20 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   EXPECT_EQ(bundled, 10u);
 }
 
+// Both the session and the titles of the documents make groups; a dependent has one place on the page.
+TEST(FeatureSelection, EveryDependentHasOneHeading) {
+  const ProcessResult result = RunVelmora(Command(
+      Sample("german_credit.csv"), {"--dependents", "risk", "amount", "age", "--format", "html", "--quiet"}));
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  for (const std::string name : {"risk", "amount", "age"}) {
+    for (const std::string& tag : {"\">" + name + "</a>", "<h2>" + name + "</h2>"}) {
+      const std::size_t first = result.out.find(tag);
+      ASSERT_NE(first, std::string::npos) << tag;
+      EXPECT_EQ(result.out.find(tag, first + 1), std::string::npos) << tag;
+    }
+  }
+}
+
 TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 26); }
 
 TEST(FeatureSelection, SaysWhatIsWrong) {

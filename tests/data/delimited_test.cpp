@@ -37,6 +37,8 @@ TEST_F(DataTest, FieldsBecomeCells) {
       {"a quote inside a field", "a.csv", "x,k\n1,5\" pipe\n2,b\n", "x: 1 2 | k: 1[5\" pipe] 2[b]", ""},
       {"leading zeros are codes", "a.csv", "zip,n\n00123,0\n4711,0.5\n", "zip: 1[00123] 2[4711] | n: 0 0.5",
        ""},
+      {"codes among numbers", "a.csv", "zip\n10\n11\n12\n13\n14\n007\n",
+       "zip: 2[10] 3[11] 4[12] 5[13] 6[14] 1[007]", "Numbers with leading zeros are codes"},
       {"a late text makes a text column", "a.csv", "k\n10\n9\nx\n", "k: 1[10] 2[9] 3[x]", ""},
       {"a code after numbers keeps their spelling", "a.csv", "k\n1.50\n007\n", "k: 2[1.50] 1[007]", ""},
       {"byte order of codes", "a.csv", "k\n\xC3\xA9\nz\nZ\na\n", "k: 4[\xC3\xA9] 3[z] 1[Z] 2[a]", ""},

@@ -6,6 +6,7 @@
 #include "workbench/app/console.h"
 #include "workbench/app/data_input.h"
 #include "workbench/app/exit_codes.h"
+#include "workbench/app/text_table.h"
 #include "workbench/data/measurement.h"
 
 namespace velmora {
@@ -65,6 +66,13 @@ void CheckWeights(const Column& weights) {
     return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
   });
   if (!any) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
+  const auto negative = std::count_if(weights.values.begin(), weights.values.end(), [&](double value) {
+    return value < 0 && !IsMissing(value, weights.missingCode);
+  });
+  if (negative > 0) {
+    Tell("Warning: The weight variable " + weights.name + " is negative in " +
+         Counted(static_cast<std::size_t>(negative), "case", "cases") + ", which count against the others.");
+  }
 }
 
 // Such a dependent makes an empty ranking, whose reason a reader should not have to guess.

@@ -19,6 +19,10 @@ std::string Quote(std::string_view text) {
   return '"' + shown + '"';
 }
 
+bool IsCode(std::string_view text) {
+  return text.front() == '0' && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 bool IsMissingMark(std::string_view text) {
   const FieldKind kind = ParseField(text, false).kind;
   return kind == FieldKind::kMissingMark || kind == FieldKind::kNan;
@@ -245,9 +249,10 @@ void ColumnBuilder::Warn(const std::string& fileName, const Column& column,
         "text: " +
         variable + ".");
   else if (column.fromText && !forcedText_ && firstText_ > 0 && MostlyNumbers())
-    warnings.push_back("A column that mixes numbers and texts is read as text: " + variable +
-                       ", where case " + std::to_string(firstText_) + " holds " + Quote(firstTextSeen_) +
-                       ".");
+    warnings.push_back((IsCode(firstTextSeen_) ? "Numbers with leading zeros are codes and read as text: "
+                                               : "A column that mixes numbers and texts is read as text: ") +
+                       variable + ", where case " + std::to_string(firstText_) + " holds " +
+                       Quote(firstTextSeen_) + ".");
 }
 
 Column ColumnBuilder::Finish(const std::string& fileName, std::vector<std::string>& warnings) {
