@@ -3,6 +3,7 @@
 // before stays.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -41,19 +42,19 @@ class LanePresence {
     if (casewise_) std::fill_n(alive_.begin(), cases, std::uint8_t{1});
   }
 
-  // Forms the rows of up to four groups, the blocks' groups being asked for in order. True when all take part.
+  // Forms the rows of up to four groups, the blocks' groups being asked for in order. True when all take part; the rows
+  // are then of no meaning.
   bool Find(const LaneBlock& block, std::size_t firstGroup, std::size_t groupCount) {
     bool all = true;
+    bool whole[kRows];
     for (std::size_t i = 0; i < groupCount; ++i) {
-      std::uint16_t* const row = rows_.data() + i * stride_;
       const std::size_t group = firstGroup + i;
-      const bool complete =
-          Kernels().presentLanes(block.GroupValues(group), block.Cases(), missing_[group], row);
-      if (casewise_) {
-        all = CutOff(row, block.Cases(), group == 0, complete) && all;
-      } else {
-        all = complete && all;
-      }
+      whole[i] = Kernels().presentLanes(block.GroupValues(group), block.Cases(), missing_[group], RowAt(i));
+      if (casewise_) whole[i] = CutOff(RowAt(i), block.Cases(), group == 0, whole[i]);
+      all = all && whole[i];
+    }
+    for (std::size_t i = 0; i < groupCount && !all; ++i) {
+      if (whole[i]) std::fill_n(RowAt(i), block.Cases(), std::uint16_t{kAllLanes});
     }
     return all;
   }
@@ -67,9 +68,13 @@ class LanePresence {
  private:
   static constexpr std::size_t kRows = 4;
 
+  std::uint16_t* RowAt(std::size_t i) { return rows_.data() + i * stride_; }
+
+  // Returns true, with the row as it is, when no case has been cut off so far.
   bool CutOff(std::uint16_t* row, int cases, bool isFirstGroup, bool rowComplete) {
     const bool someIncomplete = isFirstGroup && complete_ != nullptr;
     if (rowComplete && broken_ == 0 && !someIncomplete) return true;
+    if (rowComplete) std::fill_n(row, cases, std::uint16_t{kAllLanes});
     for (int i = 0; i < cases; ++i) {
       const auto at = static_cast<std::size_t>(i);
       if (alive_[at] == 0) {

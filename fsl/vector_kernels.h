@@ -60,7 +60,7 @@ struct VectorKernels {
   void (*appendCase)(const double* entries, const int* firstEntries, int groupCount,
                      std::uint64_t groupStride, double* out);
 
-  // present[case]: bit of each lane set where its value is not missing. Returns true when all are set.
+  // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing written, when all are.
   bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
 
   // Updates moments of groupCount groups of lanes. mass: null when every case has mass 1. runningMass: mass of all

@@ -35,6 +35,7 @@ struct Avx2 {
   static M Greater(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_GT_OQ); }
   static M GreaterEqual(D a, D b) { return _mm256_cmp_pd(a, b, _CMP_GE_OQ); }
   static M And(M a, M b) { return _mm256_and_pd(a, b); }
+  static M Or(M a, M b) { return _mm256_or_pd(a, b); }
   static unsigned Bits(M m) { return static_cast<unsigned>(_mm256_movemask_pd(m)); }
   static M FromBits(unsigned bits) {
     const __m256i lane = _mm256_set_epi64x(8, 4, 2, 1);

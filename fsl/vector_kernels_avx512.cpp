@@ -38,6 +38,7 @@ struct Avx512 {
   static M Greater(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
   static M GreaterEqual(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_GE_OQ); }
   static M And(M a, M b) { return static_cast<M>(a & b); }
+  static M Or(M a, M b) { return static_cast<M>(a | b); }
   static unsigned Bits(M m) { return m; }
   static M FromBits(unsigned bits) { return static_cast<M>(bits); }
   static D Select(M m, D a, D b) { return _mm512_mask_mov_pd(b, m, a); }

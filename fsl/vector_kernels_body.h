@@ -12,9 +12,26 @@ void AppendCase(const double* entries, const int* firstEntries, int groupCount, 
   }
 }
 
+// Most blocks lack nothing: asking only that is half the work of telling which values are there.
+template <class V>
+bool AnyMissing(LaneValues values, int cases, const MissingLanes& missing) {
+  bool any = false;
+  for (int l = 0; l < kLanes; l += V::kWidth) {
+    const typename V::D first = V::Load(missing.first + l), last = V::Load(missing.last + l);
+    typename V::M found = V::FromBits(0);
+    const double* lanes = values.first + l;
+    for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
+      const typename V::D x = V::Load(lanes);
+      found = V::Or(found, V::And(V::GreaterEqual(x, first), V::GreaterEqual(last, x)));
+    }
+    any = any || V::Bits(found) != 0;
+  }
+  return any;
+}
+
 template <class V>
 bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present) {
-  unsigned all = kAllLanes;
+  if (!AnyMissing<V>(values, cases, missing)) return true;
   const double* lanes = values.first;
   for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
     unsigned bits = 0;
@@ -24,11 +41,9 @@ bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std
                                              V::GreaterEqual(V::Load(missing.last + l), x));
       bits |= V::Bits(isMissing) << l;
     }
-    bits ^= kAllLanes;
-    all &= bits;
-    present[i] = static_cast<std::uint16_t>(bits);
+    present[i] = static_cast<std::uint16_t>(bits ^ kAllLanes);
   }
-  return all == kAllLanes;
+  return false;
 }
 
 // kGroups groups of lanes at once: a chain of dependent divisions each, which overlap.

@@ -26,6 +26,7 @@ struct Sse2 {
   static M Greater(D a, D b) { return _mm_cmpgt_pd(a, b); }
   static M GreaterEqual(D a, D b) { return _mm_cmpge_pd(a, b); }
   static M And(M a, M b) { return _mm_and_pd(a, b); }
+  static M Or(M a, M b) { return _mm_or_pd(a, b); }
   static unsigned Bits(M m) { return static_cast<unsigned>(_mm_movemask_pd(m)); }
   static M FromBits(unsigned bits) {
     return _mm_castsi128_pd(_mm_set_epi64x((bits & 2) != 0 ? -1 : 0, (bits & 1) != 0 ? -1 : 0));
