@@ -98,7 +98,7 @@ void MomentsPass::Accept(double weight, double count) {
 void MomentsPass::TreatBlock() {
   const VectorKernels& kernels = Kernels();
   presence_.StartBlock(nullptr, block_.Cases());
-  constexpr std::size_t kAtOnce = 4;
+  constexpr std::size_t kAtOnce = LanePresence::kRows;
   for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
     const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
     const bool complete = presence_.Find(block_, group, count);

@@ -15,6 +15,9 @@ namespace vlmfsl {
 
 class LanePresence {
  public:
+  // Groups that are looked at together at most.
+  static constexpr std::size_t kRows = 6;
+
   // codeOf(entry): missing-data code of an entry of the read list.
   template <class CodeOf>
   void Prepare(const LaneBlock& block, bool casewise, CodeOf&& codeOf) {
@@ -42,7 +45,7 @@ class LanePresence {
     if (casewise_) std::fill_n(alive_.begin(), cases, std::uint8_t{1});
   }
 
-  // Forms the rows of up to four groups, the blocks' groups being asked for in order. True when all take part; the rows
+  // Forms the rows of up to kRows groups, the blocks' groups being asked for in order. True when all take part; the rows
   // are then of no meaning.
   bool Find(const LaneBlock& block, std::size_t firstGroup, std::size_t groupCount) {
     bool all = true;
@@ -66,8 +69,6 @@ class LanePresence {
   int WholeCases(int cases) const { return cases - broken_; }
 
  private:
-  static constexpr std::size_t kRows = 4;
-
   std::uint16_t* RowAt(std::size_t i) { return rows_.data() + i * stride_; }
 
   // Returns true, with the row as it is, when no case has been cut off so far.

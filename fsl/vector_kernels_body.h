@@ -114,7 +114,7 @@ template <class V>
 void Moments(const LaneValues* groups, int groupCount, int cases, const double* mass,
              const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
              MomentsLanes* moments) {
-  constexpr int kAtOnce = V::kWidth == 8 ? 2 : 1;  // four vectors at least
+  constexpr int kAtOnce = V::kWidth == 8 ? 3 : 1;  // at least four vectors, and what the registers hold
   int g = 0;
   const auto presentOf = [&](int group) {
     return present == nullptr ? nullptr : present + static_cast<std::uint64_t>(group) * presentStride;
