@@ -104,6 +104,9 @@ class Scanner {
     }
   }
 
+  // The first record is none of the table.
+  void SkipFirstRecord() { skipsRecord_ = true; }
+
   CsvShape Finish() {
     if (!utf8Complete_) FailEncoding();
     if (state_ == kQuoted) FailAt(quoteRow_, quoteLine_, "a quote is opened and never closed");
@@ -242,7 +245,11 @@ class Scanner {
 
   void EndRecord() {
     EndField();
-    if (header_) {
+    if (skipsRecord_) {
+      skipsRecord_ = false;
+      shape_.names.clear();
+      ++shape_.recordsBeforeData;
+    } else if (header_) {
       header_ = false;
     } else {
       if (fields_ != static_cast<std::int64_t>(shape_.names.size()))
@@ -261,6 +268,7 @@ class Scanner {
   Utf8Check utf8_;
   bool utf8Complete_ = true;
   State state_ = kFieldStart;
+  bool skipsRecord_ = false;
   bool header_ = true;
   bool afterReturn_ = false;
   std::string field_;  // of the header only
@@ -334,6 +342,13 @@ char FindDelimiter(std::string_view sample, bool wholeFile) {
   return best;
 }
 
+// The separator that a first line such as "sep=;" names, as spreadsheets write it, or 0.
+char SeparatorLine(std::string_view sample) {
+  const bool named = sample.size() >= 6 && (sample.starts_with("sep=") || sample.starts_with("SEP=")) &&
+                     (sample[5] == '\n' || sample[5] == '\r');
+  return named && kDelimiters.find(sample[4]) != std::string_view::npos ? sample[4] : '\0';
+}
+
 }  // namespace
 
 CsvShape ScanCsv(const std::string& path, char delimiter, const std::function<void(std::int64_t)>& tick) {
@@ -352,8 +367,10 @@ CsvShape ScanCsv(const std::string& path, char delimiter, const std::function<vo
         throw DataError(path + " is UTF-16; save the file with the encoding UTF-8.");
       if (bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);
       const std::string_view sample = bytes.substr(0, kSampleBytes);
-      if (delimiter == 0) delimiter = FindDelimiter(sample, count < kSampleBytes);
+      const char named = SeparatorLine(sample);
+      if (delimiter == 0) delimiter = named != 0 ? named : FindDelimiter(sample, count < kSampleBytes);
       scanner = std::make_unique<Scanner>(path, delimiter);
+      if (named != 0) scanner->SkipFirstRecord();
     }
     scanner->Feed(bytes.data(), bytes.data() + bytes.size());
     done += static_cast<std::int64_t>(count);

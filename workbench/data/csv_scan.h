@@ -12,7 +12,7 @@ namespace velmora {
 struct CsvShape {
   char delimiter = ',';
   std::vector<std::string> names;      // as they stand, blanks around dropped; may be empty or repeated
-  std::int64_t recordsBeforeData = 1;  // blank lines before the header, and the header
+  std::int64_t recordsBeforeData = 1;  // blank lines and a line "sep=;" before the header, and the header
   std::int64_t caseCount = 0;          // records after the header
   std::int64_t longestRecord = 0;      // bytes
   bool mixedLineEnds = false;          // some lines end in CR LF and some in LF

@@ -24,7 +24,7 @@
 //   are dropped. An empty name becomes VarN (N the column's number) with a warning; a name that stands twice
 //   is refused.
 // - .tsv is separated by tabs; for .csv and .txt the separator is the one of , ; tab | that gives the first
-//   records equally many fields, the one with the most fields if several do.
+//   records equally many fields, the one with the most fields if several do. A first line "sep=;" names it.
 // - Every record has as many fields as the header. Blank lines are skipped, except in a file of one column,
 //   where they are missing values.
 // - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not a number.
