@@ -96,7 +96,8 @@ class LaneBlock {
  private:
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr int kMostNarrowEntries = 256;
-  static constexpr std::uint64_t kMostCases = 512;
+  // What is found out about a case, a line for each group, stays in the nearest cache.
+  static constexpr std::uint64_t kMostCases = 256;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);
 
