@@ -1,14 +1,11 @@
-// The program of the side-by-side protocol: five words in (STEM JOB THREADS LIMIT INNER), one line of JSON out. Maps
+// The program of the side-by-side protocol: five words in (STEM JOB THREADS LIMIT INNER), one line of JSON out. Loads
 // STEM.npy (whole columns of doubles: y_bin, y_cont, y_cls, the continuous and then the categorical predictors) and
 // runs the engine INNER times over it, every case read through the contract.
 //
 // Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with trees are in
 // tree_jobs.cpp. The line also tells the peak resident memory and the size of the data, in MiB. A word before
 // the five names variations, joined by commas: reference (the plain loop with ordered maps), weights, counts, sse2, avx2, avx512.
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -24,6 +21,7 @@
 #include "fsl/feature_selection_settings.h"
 #include "fsl/vector_kernels.h"
 #include "tests/fsl/reference_engine.h"
+#include "workbench/data/large_pages.h"
 
 namespace velmora::bench {
 namespace {
@@ -31,27 +29,24 @@ namespace {
 using vlmfsl::FeatureSelectionSettings;
 using vlmfsl::VariableRole;
 
-class Mapping {
+// The data in memory, in large pages as NumPy's own arrays are.
+class Columns {
  public:
-  explicit Mapping(const std::string& file) {
-    const int handle = open(file.c_str(), O_RDONLY);
+  explicit Columns(const std::string& file) {
+    std::FILE* const in = std::fopen(file.c_str(), "rb");
     struct stat status {};
-    if (handle < 0 || fstat(handle, &status) != 0) throw std::runtime_error("cannot open " + file);
-    size_ = static_cast<std::size_t>(status.st_size);
-    memory_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, handle, 0);
-    close(handle);
-    if (memory_ == MAP_FAILED) throw std::runtime_error("cannot map " + file);
+    if (in == nullptr || fstat(fileno(in), &status) != 0) throw std::runtime_error("cannot open " + file);
+    bytes_.resize(static_cast<std::size_t>(status.st_size));
+    const bool whole = std::fread(bytes_.data(), 1, bytes_.size(), in) == bytes_.size();
+    std::fclose(in);
+    if (!whole) throw std::runtime_error("cannot read " + file);
   }
-  ~Mapping() { munmap(memory_, size_); }
-  Mapping(const Mapping&) = delete;
-  Mapping& operator=(const Mapping&) = delete;
   const double* Doubles(std::size_t byteOffset) const {
-    return reinterpret_cast<const double*>(static_cast<const char*>(memory_) + byteOffset);
+    return reinterpret_cast<const double*>(bytes_.data() + byteOffset);
   }
 
  private:
-  void* memory_ = nullptr;
-  std::size_t size_ = 0;
+  std::vector<char, LargePageAllocator<char>> bytes_;
 };
 
 std::vector<int> Range(int first, int count) {
@@ -85,7 +80,7 @@ nlohmann::json Check(const FeatureSelectionSettings& settings, const double* sta
 
 nlohmann::json Run(const Job& job) {
   const DataShape shape(job);
-  const Mapping data(job.stem + ".npy");
+  const Columns data(job.stem + ".npy");
   CaseSource source;
   source.caseCount = shape.caseCount;
   const double* column = data.Doubles(shape.headerBytes);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "frame/host/engine_services.h"
+#include "workbench/data/large_pages.h"
 #include "workbench/host/case_reader.h"
 #include "workbench/stats/distributions.h"
 
@@ -28,7 +29,7 @@ class MemoryHost final : public vlm::IEngineServices {
     stripped->Assign(text, length);
   }
   int AllocMem(void** block, std::uint64_t byteCount) override {
-    *block = std::malloc(byteCount);
+    *block = AllocateLarge(byteCount);
     return *block == nullptr ? 1 : 0;
   }
   void FreeMem(void** block) override {

@@ -30,8 +30,9 @@ struct IEngineServices {
   // value of the list's entry i is written to values[i + 1]; values[0] is left alone. weighted: not 0 when a
   // case-weight variable is active; weight: the case's weight (1.0 when not weighted). reserved: may be null.
   // Returns kCaseUse, kCaseSkip (excluded by the host's selection; the values are not to be used) or
-  // kCaseStop (error or abort; the host has told the user). A host serves rising case numbers of one list
-  // fastest; any order is allowed.
+  // kCaseStop (error or abort; the host has told the user).
+  // A host serves rising case numbers of one list fastest; any order is allowed. A list's numbers must not be
+  // changed in place while its case numbers rise: the host may look at them once for several cases.
   virtual short cstrtw_ex_Long(int mode, int caseNumber, const int* variableNumbers, int variableCount,
                                double* values, int* weighted, double* weight, int* reserved) = 0;
 

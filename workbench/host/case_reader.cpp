@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "workbench/data/large_pages.h"
 #include "workbench/data/table.h"
 
 #if defined(__x86_64__) && !defined(_WIN32)
@@ -13,9 +14,6 @@
 #include <immintrin.h>
 #elif defined(__SSE2__)
 #include <emmintrin.h>
-#endif
-#if defined(__linux__)
-#include <sys/mman.h>
 #endif
 
 namespace velmora {
@@ -138,17 +136,11 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
 // The rows of wide cases lie on as many pages as there are cases: large pages where the system has them.
 void CaseReader::Reserve(std::size_t bytes) {
   if (bytes <= memoryBytes_) return;
-  constexpr std::size_t kLargePage = std::size_t{2} << 20, kLine = 64;
-  const std::size_t alignment = bytes >= kLargePage ? kLargePage : kLine;
-  const std::size_t size = (bytes + alignment - 1) / alignment * alignment;
   memory_.reset();
   memoryBytes_ = 0;
-  memory_.reset(std::aligned_alloc(alignment, size));
+  memory_.reset(AllocateLarge(bytes));
   if (!memory_) throw std::bad_alloc();
-  memoryBytes_ = size;
-#if defined(MADV_HUGEPAGE)
-  if (alignment == kLargePage) madvise(memory_.get(), size, MADV_HUGEPAGE);  // only a wish
-#endif
+  memoryBytes_ = bytes;
 }
 
 void CaseReader::ReadFromColumns(std::int64_t caseIndex, double* values) const {

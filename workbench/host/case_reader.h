@@ -38,7 +38,13 @@ class CaseReader {
     *weight = 1.0;
     if (source_.selected != nullptr && !source_.selected->Contains(caseIndex)) return kSkip;
     if (source_.weights != nullptr && !TakeWeight(caseIndex, weight)) return kSkip;
-    if (!IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount)) return kStop;
+    // Inside a block, rising cases of a list at the same place are cases of the same list.
+    const bool goesOn = variableNumbers == listPlace_ && caseIndex > lastCase_ && caseIndex < blockEnd_ &&
+                        static_cast<std::size_t>(variableCount) == list_.size();
+    if (!goesOn && !IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount)) {
+      return kStop;
+    }
+    listPlace_ = variableNumbers;
     const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kFewestBlockCases;
     lastCase_ = caseIndex;
     if (!isNext) {
@@ -65,6 +71,7 @@ class CaseReader {
 
   CaseSource source_;
   std::vector<int> list_;
+  const int* listPlace_ = nullptr;  // where the caller keeps it
   std::vector<const double*> listColumns_;
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { std::free(block); }};
   std::size_t memoryBytes_ = 0;

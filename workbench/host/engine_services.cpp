@@ -1,4 +1,5 @@
 // The services over the session's table, face and profile.
+#include "workbench/data/large_pages.h"
 #include "workbench/host/engine_services.h"
 
 #include <algorithm>
@@ -72,7 +73,7 @@ void EngineServices::StripFormatting(const char* text, int length, vlm::ITextSin
 int EngineServices::AllocMem(void** block, std::uint64_t byteCount) {
   *block = nullptr;
   if (byteCount > std::numeric_limits<std::size_t>::max() - sizeof(BlockHeader)) return 1;
-  void* const memory = std::malloc(sizeof(BlockHeader) + static_cast<std::size_t>(byteCount));
+  void* const memory = AllocateLarge(sizeof(BlockHeader) + static_cast<std::size_t>(byteCount));
   if (memory == nullptr) return 1;
   auto* const header = ::new (memory) BlockHeader{nullptr, firstBlock_, byteCount};
   if (firstBlock_ != nullptr) firstBlock_->previous = header;
