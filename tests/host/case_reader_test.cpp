@@ -61,8 +61,12 @@ TEST(CaseReader, ServesAnyOrderOfCasesAndLists) {
     for (int i = 2500; i > 2400; --i) ExpectCase(&reader, i, list);
     // Another list of the same length in the middle of a block.
     for (int i = 300; i < 310; ++i) ExpectCase(&reader, i, list);
-    list.back() = list.back() % 41 + 1;
-    for (int i = 310; i < 320; ++i) ExpectCase(&reader, i, list);
+    std::vector<int> other = list;
+    other.back() = other.back() % 41 + 1;
+    for (int i = 310; i < 320; ++i) ExpectCase(&reader, i, other);
+    // A list that is changed in place is looked at again where its cases begin again.
+    other.front() = other.front() % 41 + 1;
+    for (int i = 305; i < 330; ++i) ExpectCase(&reader, i, other);
   }
   ExpectCase(&reader, 1, {});
 }
