@@ -1,7 +1,6 @@
 // Statistics of a binary response: the summary crosstab of the coded predictor with its screening columns, the
 // information value and the weighted Gini after categorisation.
 #include <cmath>
-#include <limits>
 
 #include "base/format_text.h"
 #include "base/number_text.h"
@@ -15,12 +14,6 @@ namespace {
 constexpr int kBadCountColumn = 2;
 constexpr int kGoodCountColumn = 3;
 constexpr int kRowTotalColumn = 4;
-
-int RoundedCount(double count) {
-  const double rounded = std::round(count);  // half away from zero
-  return rounded < std::numeric_limits<int>::max() ? static_cast<int>(rounded)
-                                                   : std::numeric_limits<int>::max();
-}
 
 // Returns the new column's number.
 int AddCrossTabVariable(vlm::ISpreadsheet& sheet, int afterColumn, const std::string& name,
@@ -76,7 +69,7 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
       AddCrossTabVariable(crosstab, column, Text(kTextInformationValue),
                           "=(v3/" + goodText + "-v2/" + badText + ")*0.01*v" + std::to_string(woe));
   column = AddCrossTabVariable(crosstab, kRowTotalColumn, Text(kTextPercentValidN),
-                               "=100*v4/" + std::to_string(RoundedCount(bad + good)));
+                               "=100*v4/" + FormatFixed(std::round(bad + good), 0));
   AddCrossTabVariable(crosstab, column, Text(kTextBadRateRow), "=v2/(v2+v3)");
   constexpr int kInsertedInFront = 2;
   const int giniColumn = gini + kInsertedInFront;
@@ -102,9 +95,10 @@ void CFeatureSelectionTemplate::UpdateCrosstabIndices(PredSummary& record) {
   const std::string goodText = TrimBlanks(record.goodCodeText);
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
   for (int column = 1; column <= sheet.GetColumnCount(); ++column) {
-    const std::string name = TextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
-    const std::string longName = TextOf([&](vlm::ITextSink* sink) { sheet.GetColumnLongName(column, sink); });
-    const std::string code = TrimBlanks(TextOf([&](vlm::ITextSink* sink) {
+    const std::string name = WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
+    const std::string longName =
+        WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnLongName(column, sink); });
+    const std::string code = TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) {
       Services().StripFormatting(longName.data(), LengthOf(longName), sink);
     }));
     // The last column that fits wins.

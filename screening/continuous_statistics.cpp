@@ -1,6 +1,8 @@
 // Statistics of a continuous response: the breakdown of the response and its ranks by the coded predictor, with
 // the one-way analysis of variance that follows from it; and the predictor's own descriptive figures.
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "base/format_text.h"
 #include "base/tolerant.h"
@@ -82,7 +84,9 @@ void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& recor
   SetVariableList(*descriptives, "1");
   Run(*descriptives);
   const auto sheet = GetResult(*descriptives, vlm::kDescriptivesResult);
-  record.validN = static_cast<int>(std::round(sheet->GetValue(1, 1)));
+  // Half away from zero; a sum of weights may be more than the record can say.
+  record.validN = static_cast<int>(
+      std::min(std::round(sheet->GetValue(1, 1)), static_cast<double>(std::numeric_limits<int>::max())));
   record.mean = sheet->GetValue(1, 2);
   record.rangeMinimum = sheet->GetValue(1, 3);
   record.rangeMaximum = sheet->GetValue(1, 4);

@@ -241,6 +241,15 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const Ca
   const std::string description = Text(ResponseTextId(record.responseKind));
   record.workSheet->SetColumnName(kCodedColumn, name.data(), LengthOf(name));
   record.workSheet->SetColumnLongName(kCodedColumn, description.data(), LengthOf(description));
+  if (record.responseKind == kBinaryKind) {
+    // Statistics ask for the codes by these texts, and find their cases by them.
+    constexpr int kResponseColumn = 2;
+    const auto label = [&](double code, const std::string& text) {
+      record.workSheet->SetValueLabel(kResponseColumn, code, text.data(), LengthOf(text));
+    };
+    label(badCode, record.badCodeText);
+    label(goodCode, record.goodCodeText);
+  }
   for (const Leaf& leaf : leaves) {
     record.binNodes.push_back(leaf.node);
     record.workSheet->SetValueLabel(kCodedColumn, leaf.node, leaf.label.data(), LengthOf(leaf.label));

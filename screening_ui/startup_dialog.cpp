@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 #include "base/tolerant.h"
 #include "frame/module_context.h"
@@ -52,7 +53,8 @@ constexpr SortControl kSorts[] = {
     {kControlSortFStatistic, &ScreeningState::continuousSort, kSortByF},
 };
 
-// Collects the lists of a codes dialog.
+// Collects the lists of a codes dialog. Without memory they stay short, and failed says so: nothing is thrown into the
+// host.
 class CodesSink final : public vlm::ICodesSink {
  public:
   explicit CodesSink(std::size_t variableCount) : lists(variableCount) {}
@@ -63,16 +65,23 @@ class CodesSink final : public vlm::ICodesSink {
   void AppendCode(int variableIndex, double code) override {
     if (variableIndex < 0 || static_cast<std::size_t>(variableIndex) >= lists.size()) return;
     std::vector<double>& list = lists[static_cast<std::size_t>(variableIndex)];
-    if (std::find(list.begin(), list.end(), code) == list.end()) list.push_back(code);
+    try {
+      if (std::find(list.begin(), list.end(), code) == list.end()) list.push_back(code);
+    } catch (...) {
+      failed = true;
+    }
   }
   std::vector<std::vector<double>> lists;
+  bool failed = false;
 };
 
 bool AskCodes(vlm::IDialogWindow& window, const std::vector<int>& variables, CodesSink& codes) {
   const std::string title = LoadResString(kTextSelectFactorCodes);
-  return window.CodesListDialog(title.data(), LengthOf(title), variables.data(),
-                                static_cast<int>(variables.size()), kVariablesShownAtOnce, kSmallestCode,
-                                kLargestCode, &codes) != 0;
+  const bool answered = window.CodesListDialog(title.data(), LengthOf(title), variables.data(),
+                                               static_cast<int>(variables.size()), kVariablesShownAtOnce,
+                                               kSmallestCode, kLargestCode, &codes) != 0;
+  if (codes.failed) throw std::bad_alloc();
+  return answered;
 }
 
 }  // namespace
@@ -382,12 +391,17 @@ bool CFeatureSelectionTemplateStartupDialog::ReadBinaryCodes() {
   const int response = screening.binaryResponses.front();
   screening.goodCodeText = screening.DisplayText(response, good);
   screening.badCodeText = screening.DisplayText(response, bad);
+  if (TrimBlanks(screening.goodCodeText) == TrimBlanks(screening.badCodeText)) {
+    // Labels that do not tell the codes apart: columns are found by these texts.
+    screening.goodCodeText = CodeText(good);
+    screening.badCodeText = CodeText(bad);
+  }
   return true;
 }
 
 bool CFeatureSelectionTemplateStartupDialog::ReadCode(int controlId, double& code) {
   const std::string text =
-      TrimBlanks(TextOf([&](vlm::ITextSink* sink) { Window()->GetDlgItemText(controlId, sink); }));
+      TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) { Window()->GetDlgItemText(controlId, sink); }));
   if (text.empty()) return false;
   const int response = Screening().binaryResponses.front();
   double given = 0;

@@ -214,6 +214,18 @@ TEST(ScreeningWeights, CountsAreWeightedAndTheUniqueValuesAreNot) {
   EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, before, 1e-12);
 }
 
+// Sums of weights beyond what the record's count can say.
+TEST(ScreeningWeights, LargeSumsKeepTheirRates) {
+  Table table = Twelve(kRising);
+  table.columns.push_back(MakeColumn("w", std::vector<double>(12, 1e9)));
+  ScreeningSession run(std::move(table));
+  run.session.WeightBy(3);
+  run.session.AnalysisSettings().ownBins[2].cutPoints = {3.5};
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
+  EXPECT_DOUBLE_EQ(run.Bin(kBinary, 0, 0).percentValidN, 25);
+  EXPECT_EQ(run.Predictor(kBinary, 0).validN, std::numeric_limits<int>::max());
+}
+
 TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
   struct Row {
     const char* name;
@@ -254,6 +266,39 @@ TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
       EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 1, sink); }),
                 "1.5");
     }
+  }
+}
+
+// Cases are told apart by code, whatever their labels say.
+TEST(ScreeningCodes, LabelsOfSeveralCodesMixNothingUp) {
+  struct Row {
+    const char* name;
+    std::vector<ValueLabel> labels;
+    const char* goodText;
+    const char* badText;
+  };
+  const Row rows[] = {
+      {"none", {}, "1", "3"},
+      {"a third code has the bad code's label", {{1, "paid"}, {2, "lost"}, {3, "lost"}}, "paid", "lost"},
+      {"both codes have one label", {{1, "asked"}, {3, "asked"}}, "1", "3"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Table table = Twelve(kRising, {3, 3, 3, 1, 3, 2, 1, 1, 3, 1, 1, 1});
+    table.columns[0].labels = row.labels;
+    ScreeningSession run(std::move(table));
+    run.session.AnalysisSettings().ownBins[2].cutPoints = {6.5};
+    ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2", .good = "1", .bad = "3"}));
+    EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 0, sink); }),
+              row.badText);
+    EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 1, sink); }),
+              row.goodText);
+    EXPECT_EQ(run.Bin(kBinary, 0, 0).bad, 4);
+    EXPECT_EQ(run.Bin(kBinary, 0, 0).good, 1);
+    EXPECT_EQ(run.Bin(kBinary, 0, 1).bad, 1);
+    EXPECT_EQ(run.Bin(kBinary, 0, 1).good, 5);
+    // Each value stands alone, so that raw values tell the codes apart wholly.
+    EXPECT_EQ(run.Predictor(kBinary, 0).giniBefore, 0);
   }
 }
 

@@ -148,7 +148,13 @@ class CrosstabAnalysis final : public WorkSheetAnalysis {
   void CountResponse(const std::vector<CodedRange>& rows) {
     const Response& response = *data_->ResponseData();
     if (response.continuous) throw DataError("A continuous response cannot be cross-tabulated.");
-    CodeList wanted = ParseCodeList(responseCodes_, Labels(kResponseColumn));
+    // Several codes may share a label; those of the sheet are meant.
+    std::vector<ValueLabel> labels = Labels(kResponseColumn);
+    std::erase_if(labels, [&](const ValueLabel& label) {
+      return std::none_of(response.codes.begin(), response.codes.end(),
+                          [&](double code) { return NearlyEqualDoubles(code, label.value); });
+    });
+    CodeList wanted = ParseCodeList(responseCodes_, labels);
     if (wanted.all) wanted.codes = response.codes;
     Start(rows, wanted.codes);
     // Where each class of the sheet's response goes; the last place takes what is not asked for.
