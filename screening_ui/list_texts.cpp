@@ -102,8 +102,11 @@ std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpre
       return {};
     case vlm::kAutomationText:
       return ParseCodes(ToText(value), input, variable);
-    case vlm::kAutomationIntArray:
-      return {value.integers, value.integers + LengthOfArray(value)};
+    case vlm::kAutomationIntArray: {
+      std::vector<double> codes;
+      for (std::size_t i = 0; i < LengthOfArray(value); ++i) AppendOnce(codes, value.integers[i]);
+      return codes;
+    }
     case vlm::kAutomationArray: {
       std::vector<double> codes;
       for (std::size_t i = 0; i < LengthOfArray(value); ++i) {

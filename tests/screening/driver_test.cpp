@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <span>
 #include <stdexcept>
 
 #include "frame/host/screening_results.h"
@@ -26,6 +27,8 @@ constexpr char kUnable[] =
     "Predictor screening is unable to complete the requested analysis.  Please review data for appropriate "
     "values.";
 constexpr char kFatal[] = "An fatal error has occurred and the analysis must close.";
+
+constexpr int kAllGroups[] = {1, 2, 3, 4};
 
 // Variables: 1 flag, 2 amount (follows x), 3 x, 4 constant, 5 all missing, 6 group, 7 y.
 class Driver {
@@ -69,14 +72,13 @@ class Driver {
 
   // Presses OK for these variables: continuous response | categorical | binary | predictors, categorical |
   // continuous.
-  void Run(std::string_view variables) {
+  void Run(std::string_view variables, std::span<const int> codes = kAllGroups) {
     if (!host.Window().IsOpen()) analysis.Step(101);
     Put("Variables", TextValue(variables));
-    const int codes[] = {1, 2, 3, 4};
     vlm::AutomationValue factorCodes{};
     factorCodes.type = vlm::kAutomationIntArray;
-    factorCodes.integers = codes;
-    factorCodes.length = 4;
+    factorCodes.integers = codes.data();
+    factorCodes.length = static_cast<int>(codes.size());
     Put("FactorCodes", factorCodes);
     host.Window().Press(1);
   }
@@ -157,6 +159,14 @@ TEST(ScreeningDriver, RunsEndAsTheirPredictorsDo) {
     EXPECT_THAT(driver.host.engine.Misuses(), IsEmpty());
     EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
   }
+}
+
+TEST(ScreeningDriver, ACodeGivenTwiceIsOneCode) {
+  Driver driver;
+  const int codes[] = {3, 3};
+  driver.Run("2||| 6 |", codes);
+  EXPECT_THAT(driver.host.messages,
+              ElementsAre(::testing::HasSubstr("there are not enough distinct factor codes")));
 }
 
 TEST(ScreeningDriver, CancellingLeavesNoResults) {
