@@ -58,7 +58,10 @@ double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   for (int first = 1; first <= rowCount; first += kBlockRows) {
     const int count = std::min(kBlockRows, rowCount - first + 1);
     sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());
-    if (!IsFilled(rows.rate[0], missing)) break;  // the filled rows stand first
+    if (!IsFilled(rows.rate[0], missing)) {
+      if (first == 1) throw HostCallError("The host cannot make the sheet of unique values.");
+      break;  // the filled rows stand first
+    }
     sheet.ReadColumn(kUniqueBadColumn, first, count, rows.bad.data());
     sheet.ReadColumn(kUniqueGoodColumn, first, count, rows.good.data());
     gini = AddRows(rows, static_cast<std::size_t>(count), missing, gini);

@@ -59,8 +59,8 @@ CaseSelection GetCaseSelection(vlm::IHostAnalysis& analysis) {
   StringSink inclusion;
   StringSink exclusion;
   analysis.GetCaseSelection(&selection.enabled, &inclusion, &exclusion);
-  selection.inclusion = inclusion.Take();
-  selection.exclusion = exclusion.Take();
+  selection.inclusion = inclusion.TakeWhole();
+  selection.exclusion = exclusion.TakeWhole();
   return selection;
 }
 
@@ -71,11 +71,11 @@ void SetCaseSelection(vlm::IHostAnalysis& analysis, const CaseSelection& selecti
 }
 
 std::string CellText(vlm::ISpreadsheet& sheet, int row, int column) {
-  return TextOf([&](vlm::ITextSink* sink) { sheet.GetText(row, column, sink); });
+  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetText(row, column, sink); });
 }
 
 std::string RowName(vlm::ISpreadsheet& sheet, int row) {
-  return TextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
+  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
 }
 
 double PearsonPValue(vlm::ISpreadsheet& statistics) {

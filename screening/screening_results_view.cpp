@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <string_view>
 
 #include "frame/guarded.h"
 #include "screening/feature_selection_template.h"
@@ -33,7 +34,7 @@ int KindOf(int response) {
   return response == vlm::kCategoricalResponse ? kCategoricalKind : kContinuousKind;
 }
 
-void Assign(vlm::ITextSink* sink, const std::string& text) { sink->Assign(text.data(), LengthOf(text)); }
+void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
 
 double OrMissing(double value) { return std::isnan(value) ? vlm::kMissingValue : value; }
 
@@ -151,7 +152,7 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
 
 void ScreeningResultsView::GetPredictorName(int response, int predictorIndex, vlm::ITextSink* name) {
   const PredSummary* record = Find(response, predictorIndex);
-  Assign(name, record != nullptr ? record->predictorName : std::string());
+  Assign(name, record != nullptr ? std::string_view(record->predictorName) : std::string_view());
 }
 
 void ScreeningResultsView::GetCutPoints(int response, int predictorIndex, double* cutPoints) {
@@ -164,7 +165,8 @@ void ScreeningResultsView::GetBinLabel(int response, int predictorIndex, int bin
   const PredSummary* record = Find(response, predictorIndex);
   const bool exists =
       record != nullptr && binIndex >= 0 && binIndex < static_cast<int>(record->levelNames.size());
-  Assign(label, exists ? record->levelNames[static_cast<std::size_t>(binIndex)] : std::string());
+  Assign(label, exists ? std::string_view(record->levelNames[static_cast<std::size_t>(binIndex)])
+                       : std::string_view());
 }
 
 void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex, vlm::ScreeningBin* bin) {
@@ -219,12 +221,12 @@ int ScreeningResultsView::GetFailedNumber(int response, int failedIndex) {
 
 void ScreeningResultsView::GetFailedName(int response, int failedIndex, vlm::ITextSink* name) {
   const PredSummary* record = FindFailed(response, failedIndex);
-  Assign(name, record != nullptr ? record->predictorName : std::string());
+  Assign(name, record != nullptr ? std::string_view(record->predictorName) : std::string_view());
 }
 
 void ScreeningResultsView::GetFailedReason(int response, int failedIndex, vlm::ITextSink* reason) {
   const PredSummary* record = FindFailed(response, failedIndex);
-  Assign(reason, record != nullptr ? record->failureReason : std::string());
+  Assign(reason, record != nullptr ? std::string_view(record->failureReason) : std::string_view());
 }
 
 }  // namespace vlmfsl

@@ -63,7 +63,7 @@ std::string CFeatureSelectionTemplate::DisplayText(int variableNumber, double co
   vlm::IInputSpreadsheet* input = Host().GetInputSpreadsheet();
   StringSink label;
   if (input == nullptr || input->GetValueLabel(variableNumber, code, &label) != 0) return CodeText(code);
-  return StripFormatting(label.Text());
+  return StripFormatting(label.TakeWhole());
 }
 
 void CFeatureSelectionTemplate::ShowMessage(int textId) {
@@ -72,7 +72,7 @@ void CFeatureSelectionTemplate::ShowMessage(int textId) {
 }
 
 std::string CFeatureSelectionTemplate::DecimalSeparator() {
-  return TextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
+  return WholeTextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
 }
 
 std::string CFeatureSelectionTemplate::IntervalSeparator() {

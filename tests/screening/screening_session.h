@@ -75,6 +75,12 @@ class ScreeningSession {
   // True when there are results.
   bool Run(const Wanted& wanted) {
     AutomationClient startup = session.StartScreening();
+    Prepare(startup, wanted);
+    startup.Call("OK");
+    return Results() != nullptr;
+  }
+  // Everything but OK.
+  static void Prepare(AutomationClient& startup, const Wanted& wanted) {
     startup.Put("Variables", wanted.continuousResponse + "|" + wanted.categoricalResponse + "|" +
                                  wanted.binaryResponse + "|" + wanted.categorical + "|" + wanted.continuous);
     if (!wanted.binaryResponse.empty()) {
@@ -88,8 +94,6 @@ class ScreeningSession {
     }
     if (!wanted.categoricalResponse.empty()) startup.Put("ResponseCodes", "*");
     for (const std::string& flag : wanted.flags) startup.Put(flag, 1);
-    startup.Call("OK");
-    return Results() != nullptr;
   }
 
   vlm::IScreeningResults* Results() { return session.ScreeningResults(); }

@@ -161,9 +161,13 @@ std::vector<double> HostAnalyses::Shared::TakeColumn() {
   return column;
 }
 
-void HostAnalyses::Shared::GiveColumn(std::vector<double> column) {
-  if (spareColumns_.size() < kSpareColumns && column.capacity() > 0)
+void HostAnalyses::Shared::GiveColumn(std::vector<double> column) noexcept {
+  if (spareColumns_.size() >= kSpareColumns || column.capacity() == 0) return;
+  try {
     spareColumns_.push_back(std::move(column));
+  } catch (...) {
+    // Its memory goes, as that of a column too many.
+  }
 }
 
 void HostAnalyses::Shared::Forget() {

@@ -85,7 +85,7 @@ struct HostAnalyses::Shared {
 
   // Columns of doubles that come and go with each predictor: taken empty, given back when done with.
   std::vector<double> TakeColumn();
-  void GiveColumn(std::vector<double> column);
+  void GiveColumn(std::vector<double> column) noexcept;
 
   HostAnalysesEnvironment environment;
   HostAnalysisSettings settings;

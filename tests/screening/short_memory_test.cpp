@@ -1,0 +1,109 @@
+// A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its figures are those of
+// a run that had enough.
+#ifndef _WIN32  // which has no aligned_alloc
+#include <cstdlib>
+#include <new>
+
+#include "tests/screening/screening_session.h"
+
+namespace {
+
+// Allocations until one fails; negative: none does.
+long allocationsLeft = -1;
+
+}  // namespace
+
+// Not inlined, so that no compiler takes one half of a pair for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
+  if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
+  const auto unit = static_cast<std::size_t>(alignment);
+  void* const block = std::aligned_alloc(unit, (size + unit) / unit * unit);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  return operator new (size, std::align_val_t{__STDCPP_DEFAULT_NEW_ALIGNMENT__});
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+  std::free(block);
+}
+
+namespace velmora::testing {
+namespace {
+
+std::string Figures(ScreeningSession& run) {
+  if (run.Results() == nullptr) return "";
+  std::string text;
+  const auto add = [&](double value) { text += std::to_string(value) + " "; };
+  for (const int response : {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
+    for (const std::string& name : run.Order(response)) text += name + " ";
+    const int count = static_cast<int>(run.Order(response).size());
+    for (int i = 0; i < count; ++i) {
+      const vlm::ScreeningPredictor p = run.Predictor(response, i);
+      for (const double figure : {p.informationValue, p.giniBefore, p.giniAfter, p.chiSquare, p.chiSquareP,
+                                  p.cramersV, p.rSquared, p.fStatistic, p.rSquaredRanks, p.mean, p.maximum}) {
+        add(figure);
+      }
+      for (const std::string& label : run.Labels(response, i)) text += label + " ";
+      for (int bin = 0; bin <= p.binCount; ++bin) add(run.Bin(response, i, bin).total);
+    }
+  }
+  return text;
+}
+
+TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
+  std::vector<double> flag, x, group, y, kind;
+  for (int i = 0; i < 40; ++i) {
+    flag.push_back(i % 3 == 0 || i > 25 ? 1 : 0);
+    x.push_back(i / 2);
+    group.push_back(1 + (i / 3) % 4);
+    y.push_back(i * 7 % 11 + (i > 20 ? 6 : 0));
+    kind.push_back(i * 5 % 3);
+  }
+  const Table table = MakeTable({MakeColumn("flag", flag), MakeColumn("x", x), MakeColumn("group", group),
+                                 MakeColumn("y", y), MakeColumn("kind", kind)});
+  const Wanted wanted = {.continuousResponse = "4",
+                         .categoricalResponse = "5",
+                         .binaryResponse = "1",
+                         .categorical = "3",
+                         .continuous = "2"};
+  std::string whole;
+  {
+    ScreeningSession run(table);
+    ASSERT_TRUE(run.Run(wanted));
+    whole = Figures(run);
+  }
+  int told = 0;
+  for (long allocations = 0;; ++allocations) {
+    SCOPED_TRACE(std::to_string(allocations) + " allocations succeed");
+    ScreeningSession run(table);
+    AutomationClient startup = run.session.StartScreening();
+    run.Prepare(startup, wanted);
+    bool threw = false;  // the caller's own memory
+    allocationsLeft = allocations;
+    try {
+      startup.Call("OK");
+    } catch (const std::exception&) {
+      threw = true;
+    }
+    const bool ended = allocationsLeft >= 0;
+    allocationsLeft = -1;
+    if (Figures(run) != whole) {
+      ++told;
+      EXPECT_TRUE(threw || !run.face.messages.empty());
+    }
+    if (ended) {
+      EXPECT_TRUE(run.face.messages.empty());
+      break;
+    }
+  }
+  EXPECT_GT(told, 100);
+}
+
+}  // namespace
+}  // namespace velmora::testing
+
+#endif
