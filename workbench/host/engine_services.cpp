@@ -1,6 +1,6 @@
 // The services over the session's table, face and profile.
-#include "workbench/data/large_pages.h"
 #include "workbench/host/engine_services.h"
+#include "workbench/data/large_pages.h"
 
 #include <algorithm>
 #include <cmath>
