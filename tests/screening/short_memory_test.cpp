@@ -24,7 +24,15 @@ long allocationsLeft = -1;
 [[gnu::noinline]] void* operator new(std::size_t size) {
   return operator new (size, std::align_val_t{__STDCPP_DEFAULT_NEW_ALIGNMENT__});
 }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
