@@ -78,7 +78,7 @@ constexpr ControlTemplate kResultsQuick[] = {
     {kControlModeFixedNumberByP,  kRadioButton, "&Display",                   14,  50,  46, 10, 0},
     {kControlFixedNumberByP,      kIntegerEdit, "",                           62,  49,  40, 12, 0},
     {kControlBestByPLabel,        kLabel,       "best predictors, sorted by p", 106, 51, 140, 9, kNoTabStop},
-    {kControlSummary,             kButton,      "!249Summary: Best &k predictors (features)", 6, 76, 248, 14, 0},
+    {kControlSummary,             kButton,      "!249Summary: Best &k predictors (features)", 6, 76, 248, 14, kGroupStart},
     {kControlHistogram,           kButton,      "!233&Histogram of importance for best k predictors", 6, 94, 248, 14, 0},
     {kControlReport,              kButton,      "qReport of b&est k predictors (features)", 6, 112, 248, 14, 0},
     {kControlSaveBundle,          kButton,      "!654Save predictors to variable bundle", 6, 136, 248, 14, 0},

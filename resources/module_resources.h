@@ -2,6 +2,8 @@
 // templates and automation interfaces, from the tables of this folder.
 #pragma once
 
+#include <span>
+
 #include "frame/host/resources.h"
 
 namespace vlmfsl {
@@ -9,6 +11,12 @@ namespace vlmfsl {
 // Lives as long as the module.
 [[nodiscard]] vlm::IModuleResources& ModuleResources();
 
+struct TextRow {
+  int number;
+  const char* text;  // NUL-terminated UTF-8
+};
+// By rising numbers.
+[[nodiscard]] std::span<const TextRow> Texts();
 // NUL-terminated, null for an unknown number.
 [[nodiscard]] const char* FindText(int number);
 

@@ -7,11 +7,6 @@
 namespace vlmfsl {
 namespace {
 
-struct TextRow {
-  int number;
-  const char* text;
-};
-
 // In ascending order of their numbers.
 constexpr TextRow kTexts[] = {
 #define VLM_TEXT_ROW(name, number, text) {number, text},
@@ -28,6 +23,8 @@ constexpr bool NumbersRise() {
 static_assert(NumbersRise(), "numbers rise and none stands twice");
 
 }  // namespace
+
+std::span<const TextRow> Texts() { return kTexts; }
 
 const char* FindText(int number) {
   const TextRow* row = std::lower_bound(std::begin(kTexts), std::end(kTexts), number,

@@ -22,6 +22,16 @@ enum ControlClass : int {
   kIconButton = 11,  // drawn by the host (case selection, case weights, open data)
 };
 
+// In a compiled template a control class is a window class: BUTTON and its style, STATIC, COMBOBOX,
+// SysTabControl32, or one of these, which the host registers before it opens a dialog.
+inline constexpr char kListCaptionWindowClass[] = "VlmListCaption";
+inline constexpr char kIntegerEditWindowClass[] = "VlmIntegerEdit";
+inline constexpr char kRealEditWindowClass[] = "VlmRealEdit";
+inline constexpr char kValueEditWindowClass[] = "VlmValueEdit";
+inline constexpr char kIconButtonWindowClass[] = "VlmIconButton";
+// A compiled drop-down list is so much higher than its closed field: its window holds the opened list.
+inline constexpr int kDropDownListHeight = 84;
+
 enum ControlFlags : int {
   kControlHidden = 1,
   kControlDefault = 2,

@@ -1,0 +1,47 @@
+# The Windows forms of the tables in resources/: vlmfsl.rc and vlmfsl.idl, written by a program that runs while
+# building. Target windows_sources makes them; VELMORA_WINDOWS_SOURCES is their folder.
+set(VELMORA_WINDOWS_SOURCES ${CMAKE_BINARY_DIR}/windows_sources)
+file(MAKE_DIRECTORY ${VELMORA_WINDOWS_SOURCES})
+file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/tools/*.cpp)
+if(CMAKE_CROSSCOMPILING)
+  # The program runs here, so the building machine's own compiler makes it.
+  file(GLOB table_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.cpp)
+  file(GLOB table_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.h ${CMAKE_SOURCE_DIR}/resources/tools/*.h
+                                            ${CMAKE_SOURCE_DIR}/frame/host/*.h)
+  find_program(VELMORA_BUILD_CXX NAMES g++ c++ clang++ NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+  set(generator ${VELMORA_WINDOWS_SOURCES}/make_windows_sources)
+  add_custom_command(OUTPUT ${generator}
+    COMMAND ${VELMORA_BUILD_CXX} -std=c++20 -O1 -I${CMAKE_SOURCE_DIR} ${generator_sources} ${table_sources} -o ${generator}
+    DEPENDS ${generator_sources} ${table_sources} ${table_headers} VERBATIM)
+else()
+  add_library(vlm_windows_sources STATIC EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/resources/tools/windows_sources.cpp)
+  target_link_libraries(vlm_windows_sources PUBLIC velmora_flags vlm_resources)
+  add_executable(make_windows_sources EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/resources/tools/make_windows_sources.cpp)
+  target_link_libraries(make_windows_sources PRIVATE vlm_windows_sources)
+  set(generator make_windows_sources)
+endif()
+add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl
+  COMMAND ${generator} ${VELMORA_WINDOWS_SOURCES} ${PROJECT_VERSION}
+  DEPENDS ${generator} VERBATIM)
+set(windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl)
+
+# The type library and the compiled resources, where the tools for them are (Debian: mingw-w64-tools, libwine-dev).
+find_program(VELMORA_WIDL NAMES x86_64-w64-mingw32-widl widl NO_CMAKE_FIND_ROOT_PATH)
+find_program(VELMORA_WINDRES NAMES x86_64-w64-mingw32-windres NO_CMAKE_FIND_ROOT_PATH)
+find_path(VELMORA_IDL_FOLDER oaidl.idl PATHS /usr/include/wine/wine/windows NO_CMAKE_FIND_ROOT_PATH)
+find_path(VELMORA_TLB_FOLDER stdole2.tlb PATHS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows NO_CMAKE_FIND_ROOT_PATH)
+if(VELMORA_WIDL AND VELMORA_WINDRES AND VELMORA_IDL_FOLDER AND VELMORA_TLB_FOLDER)
+  # The resource script names the type library by a path relative to its own folder.
+  add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb
+    COMMAND ${VELMORA_WIDL} --win64 -t -I ${VELMORA_IDL_FOLDER} -L ${VELMORA_TLB_FOLDER} -o vlmfsl.tlb vlmfsl.idl
+    DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
+  # vlmfsl.res: what a reader of resources sees. vlmfsl.res.o: the same for the linker.
+  add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o
+    COMMAND ${VELMORA_WINDRES} -O res vlmfsl.rc vlmfsl.res
+    COMMAND ${VELMORA_WINDRES} -J res -O coff vlmfsl.res vlmfsl.res.o
+    DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb
+    WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
+  list(APPEND windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res
+                            ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
+endif()
+add_custom_target(windows_sources DEPENDS ${windows_files})
