@@ -76,7 +76,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::ISpreadshee
   const double meanSquareError = sse / (n - levels);
   record.fStatistic =
       NearlyZero(meanSquareError) ? vlm::kMissingValue : ((sst - sse) / (levels - 1)) / meanSquareError;
-  record.resultTexts[0] = FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
+  record.resultTexts[kRSquaredText] =
+      FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
 }
 
 void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& record) {

@@ -78,6 +78,7 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   progress = std::make_unique<CQvdProgressBar>(Services(), Text(kTextFindingBestPredictors),
                                                std::max(responseCount * predictorCount, 2));
   exclusionNoticeShown = false;
+  caseWeight = CreateHostAnalysis(Host(), vlm::kCallingAnalysis)->GetCaseWeight();
   for (const int kind : {kBinaryKind, kContinuousKind, kCategoricalKind}) {
     Results(kind).clear();
     Failed(kind).clear();

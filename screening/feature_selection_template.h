@@ -59,6 +59,7 @@ struct ScreeningState {
   std::vector<double> responseCodes;  // of the categorical response
   std::vector<double> factorCodes;    // of all categorical predictors, one after the other
   std::vector<int> factorCodeCounts;  // one a categorical predictor
+  int caseWeight = 0;                 // variable number of the run's case weights, 0: none
   bool exclusionNoticeShown = false;  // in this run
 };
 
@@ -112,6 +113,18 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   double GiniBeforeContinuous(PredSummary& record);
   void MakeUniqueValuesSpreadsheet(PredSummary& record);
   void StoreAggregateLevelsForCategoricalPredictor(PredSummary& record);
+
+  // --- Event scripts: blocks of what pointing at a bin shows, each after a line break, none for a bin without
+  // cases. Numbers that are shown follow the locale, numbers that the script computes with are as ParseTextBuffer
+  // makes them, or (means and limits of the diamonds) have a point. They throw HostCallError.
+  // The script of a box plot, kept in the record too; a box stands at the number of its bin, from 1.
+  std::string BoxPlotEventCode(PredSummary& record);
+  std::string BinConditions(PredSummary& record);            // default rates; empty without cut points
+  std::string BinConditionsForDiamond(PredSummary& record);  // means of a continuous response; likewise
+  std::string BinConditionsForBox(PredSummary& record);      // a box plot's, of intervals or of levels
+  // The continuous response by bin, on the run's cases and weights: a row a bin that has cases (RowOfBin), then all
+  // cases; columns BinStatisticsColumn. Made when first asked for, kept in the record.
+  vlm::ISpreadsheet& BinStatistics(PredSummary& record);
 
   // --- Host analyses
   // So that every statistic is computed on the cases of the screening.

@@ -22,6 +22,7 @@ PredSummary::PredSummary(int kind, int variable, std::string name, int responseN
 }
 
 int PredSummary::RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const {
+  if (static_cast<std::size_t>(binIndex) >= binNodes.size()) return 0;
   const double code = binNodes[static_cast<std::size_t>(binIndex)];
   const int levelRows = sheet.GetRowCount() - 1;
   for (int row = 1; row <= levelRows; ++row) {

@@ -18,6 +18,25 @@ enum ResponseKind : int { kContinuousKind = 0, kBinaryKind = 1, kCategoricalKind
 inline constexpr double kNoMinimum = 1.7e308;
 inline constexpr double kNoMaximum = -1.7e308;
 
+// Columns of PredSummary::binStatistics.
+enum BinStatisticsColumn : int {
+  kBinCode = 1,  // node number
+  kBinN = 2,     // cases, or the sum of their weights
+  kBinMean = 3,
+  kBinStandardDeviation = 4,
+  kBinVariance = 5,
+  kBinMinimum = 6,
+  kBinLowerQuartile = 7,
+  kBinMedian = 8,
+  kBinUpperQuartile = 9,
+  kBinMaximum = 10,
+  kBinLowerLimit = 11,  // of the mean's 95 % interval
+  kBinUpperLimit = 12,
+};
+
+// Places in PredSummary::resultTexts.
+enum ResultText : int { kRSquaredText = 0, kEventScriptText = 1 };
+
 struct PredSummary {
   PredSummary(int kind, int variable, std::string name, int response, int responseNumber,
               std::string responseVariableName);
@@ -25,6 +44,7 @@ struct PredSummary {
   PredSummary(int kind, int variable, std::string name, int responseNumber, std::string responseVariableName,
               std::string badText, std::string goodText);
 
+  [[nodiscard]] std::size_t BinCount() const { return levelNames.size(); }
   // Row of a bin in a sheet whose first column holds node numbers; 0 when the bin has no cases there.
   [[nodiscard]] int RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const;
   // Lets the sheets that can be made again drop their cells.
@@ -67,6 +87,7 @@ struct PredSummary {
   Ref<vlm::ISpreadsheet> furtherCrosstabs[3];
   Ref<vlm::IDeferredSpreadsheet> uniqueValues;
   Ref<vlm::ISpreadsheet> breakdown;
+  Ref<vlm::ISpreadsheet> binStatistics;  // see CFeatureSelectionTemplate::BinStatistics
 
   int badColumn = 0;  // columns of the summary crosstab, 0 until found
   int goodColumn = 0;

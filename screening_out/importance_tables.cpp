@@ -105,7 +105,7 @@ Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, i
   if (!sheet) return {};
   std::string title =
       analysis.Text(breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) + record.predictorName;
-  if (breakdown) title += "\n" + record.resultTexts[0];
+  if (breakdown) title += "\n" + record.resultTexts[kRSquaredText];
   SetTitle(*sheet, title);
   sheet->Show();
   return sheet;

@@ -1,16 +1,16 @@
 #include "screening_out/interval_labels.h"
 
+#include <utility>
+
 #include "base/number_text.h"
+#include "screening_out/output_texts.h"
 
 namespace vlmfsl {
 
 IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
                                 std::string_view decimalSeparator) {
   std::vector<std::string> bounds = FormatDistinct(cutPoints);
-  for (std::string& bound : bounds) {
-    const std::size_t point = bound.find('.');
-    if (point != std::string::npos && !decimalSeparator.empty()) bound.replace(point, 1, decimalSeparator);
-  }
+  for (std::string& bound : bounds) bound = WithDecimalSeparator(std::move(bound), decimalSeparator);
   IntervalTexts texts;
   for (std::size_t bin = 0; bin <= bounds.size(); ++bin) {
     const bool last = bin == bounds.size();

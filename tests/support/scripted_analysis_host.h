@@ -387,7 +387,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::vector<std::unique_ptr<ScriptedWindow>> windows;
   std::vector<std::string> messages;
   std::vector<vlm::SharedBlock*> commonBlocks;
-  std::string weightFlags, automationError;
+  std::string weightFlags, automationError, decimalSeparator = ".";
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
   std::function<vlm::IHostAnalysis*(int)> hostAnalyses;  // makes the host's own analyses; empty: it has none
@@ -417,12 +417,17 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     Give(shortForm, Text(text, length).substr(0, 7) + "~");
   }
   void GetCaseSelectionDescription(vlm::ITextSink* text) override { Give(text, ""); }
-  void GetDecimalSeparator(vlm::ITextSink* text) override { Give(text, "."); }
+  void GetDecimalSeparator(vlm::ITextSink* text) override { Give(text, decimalSeparator); }
   void QuoteString(const char* text, int length, vlm::ITextSink* quoted) override {
-    Give(quoted, "\"" + Text(text, length) + "\"");
+    std::string doubled;
+    for (const char c : Text(text, length)) doubled.append(c == '"' ? 2 : 1, c);
+    Give(quoted, "\"" + doubled + "\"");
   }
   void ParseTextBuffer(int, const char* text, int length, vlm::ITextSink* localized) override {
-    Give(localized, Text(text, length));
+    std::string number = Text(text, length);
+    const std::size_t point = number.find('.');
+    if (point != std::string::npos) number.replace(point, 1, decimalSeparator);
+    Give(localized, number);
   }
   // Numbers and ranges only.
   int ParseVariableList(const char* text, int length, vlm::IIntegerSink* numbers,
