@@ -66,6 +66,13 @@ struct IAnalysisHost {
                             IDocument** document) = 0;
   virtual IInputSpreadsheet* GetInputSpreadsheet() = 0;
 
+  // --- Statistics ---
+  // Kernel density of count values with the Gaussian kernel, at pointCount equally spaced points from minimum to
+  // maximum: the points and their densities (0 everywhere where the bandwidth is not above 0). Returns 0 on
+  // success.
+  virtual int GetKernelDensity(const double* values, int count, double minimum, double maximum,
+                               double bandwidth, int pointCount, double* points, double* densities) = 0;
+
   // --- Dialogs and object model ---
   // Opens a modeless dialog on a template of the module. Calls client->OnInitDialog before it returns.
   // Returns 0 on success.

@@ -62,22 +62,54 @@ enum GraphKind : int {
   kScatterGraph = 2,
   kBoxGraph = 3,
   kGroupedBarGraph = 4,
-  kHistogramGraph = 5,
+  kHistogramGraph = 5,  // bar series, each in a panel of its own under the series' name
   kHistogram3DGraph = 6,
 };
 
-enum GraphAxis : int { kCategoryAxis = 0, kValueAxis = 1, kDepthAxis = 2 };
+// What a series draws. A graph may hold series of several kinds.
+enum GraphSeriesKind : int {
+  kBarSeries = 0,      // points: position, length
+  kLineSeries = 1,     // points; a missing x or y breaks the line
+  kScatterSeries = 2,  // points
+  kBoxSeries = 3,      // boxes: order statistics at a position
+  kDiamondSeries = 4,  // boxes: a mean with its limits, as wide as the interval
+  kBar3DSeries = 5,    // points in space: position, depth, height
+};
+
+enum GraphAxis : int {
+  kCategoryAxis = 0,
+  kValueAxis = 1,
+  kDepthAxis = 2,
+  kRightAxis = 3,  // a second value axis
+};
+
+// What is unknown is kMissingValue.
+struct GraphBox {
+  double position;
+  double intervalFrom, intervalTo;  // of a diamond, on the category axis
+  double minimum, lowerQuartile, median, upperQuartile, maximum;
+  double mean, lowerLimit, upperLimit;
+  double count;
+};
 
 struct IGraph : IDocument {
   virtual void AddTitleLine(const char* text, int length) = 0;
   virtual void SetFootnote(const char* text, int length) = 0;
   virtual void SetAxisTitle(int axis, const char* text, int length) = 0;
   virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;  // step 0: the host's
-  // Returns the series' index. Bars and points are added to a series.
+  // A text at a position; an axis with such texts shows no numbers.
+  virtual void AddAxisTick(int axis, double position, const char* text, int length) = 0;
+  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's data: a
+  // row a point. AddSeries: of the kind that the graph's kind names.
   virtual int AddSeries(const char* name, int length) = 0;
+  virtual int AddSeriesOfKind(int seriesKind, const char* name, int length) = 0;
+  virtual void PutOnRightAxis(int seriesIndex) = 0;
   virtual void AddPoint(int seriesIndex, double x, double y, const char* label, int length) = 0;
   // pointCount points at once; a missing x or y breaks the line.
   virtual void AddPoints(int seriesIndex, int pointCount, const double* x, const double* y) = 0;
+  virtual void AddPoints3D(int seriesIndex, int pointCount, const double* position, const double* depth,
+                           const double* height) = 0;
+  virtual void AddBox(int seriesIndex, const GraphBox* box, const char* label, int length) = 0;
   // The event script that shows tooltips.
   virtual void SetSafeEventCode(const char* text, int length) = 0;
 

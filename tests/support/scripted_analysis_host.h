@@ -161,14 +161,21 @@ class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
   void SetAxisRange(int axis, double minimum, double maximum, double step) override {
     text_ << "range " << axis << " " << minimum << " " << maximum << " " << step << "\n";
   }
+  void AddAxisTick(int axis, double position, const char* text, int length) override {
+    text_ << "tick " << axis << " " << position << " " << Text(text, length) << "\n";
+  }
   int AddSeries(const char* name, int length) override {
     text_ << "series " << Text(name, length) << "\n";
     return seriesCount_++;
   }
+  int AddSeriesOfKind(int, const char* name, int length) override { return AddSeries(name, length); }
+  void PutOnRightAxis(int) override {}
   void AddPoint(int series, double x, double y, const char* label, int length) override {
     text_ << "point " << series << " " << x << " " << y << " " << Text(label, length) << "\n";
   }
   void AddPoints(int, int, const double*, const double*) override {}
+  void AddPoints3D(int, int, const double*, const double*, const double*) override {}
+  void AddBox(int, const vlm::GraphBox*, const char*, int) override {}
   void SetSafeEventCode(const char*, int) override {}
 
  private:
@@ -480,6 +487,9 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     windows.push_back(std::make_unique<ScriptedWindow>(*this, client, templateId));
     client->OnInitDialog(windows.back().get());
     return 0;
+  }
+  int GetKernelDensity(const double*, int, double, double, double, int, double*, double*) override {
+    return 1;
   }
   vlm::IAutomationObject* GetApplication() override { return nullptr; }
   vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {

@@ -14,8 +14,8 @@ enum class SeriesKind {
   kLine,      // x, y; a missing x or y breaks the line
   kScatter,   // x, y, labels
   kBoxes,     // boxes, labels
-  kDiamonds,  // boxes: mean with its limits, as wide as the interval x..y of the point
-  kBars3D,    // x, y positions, z heights
+  kDiamonds,  // boxes: the mean with its limits, from x to y on the position axis; a box, an x and a y each
+  kBars3D,    // x on the position axis, y on the depth axis, z heights
 };
 
 struct BoxSummary {
@@ -57,6 +57,7 @@ enum class GraphKind {
   kVerticalBars,    // several bar series stand side by side
   kXy,              // lines and points over two numeric axes
   kBoxPlot,
+  kPanels,  // bar series, each in a panel of its own under its name; positions, ticks and scale are shared
   kHistogram3D,
 };
 

@@ -100,6 +100,8 @@ const char* NameOf(GraphKind kind) {
       return "xy";
     case GraphKind::kBoxPlot:
       return "box plot";
+    case GraphKind::kPanels:
+      return "panels";
     case GraphKind::kHistogram3D:
       return "3d histogram";
   }

@@ -187,12 +187,30 @@ KindOfGraph KindOf(int graphKind) {
     case vlm::kBoxGraph:
       return {GraphKind::kBoxPlot, SeriesKind::kBoxes};
     case vlm::kGroupedBarGraph:
-    case vlm::kHistogramGraph:
       return {GraphKind::kVerticalBars, SeriesKind::kBars};
+    case vlm::kHistogramGraph:
+      return {GraphKind::kPanels, SeriesKind::kBars};
     case vlm::kHistogram3DGraph:
       return {GraphKind::kHistogram3D, SeriesKind::kBars3D};
     default:
       return {GraphKind::kXy, SeriesKind::kLine};
+  }
+}
+
+SeriesKind SeriesKindOf(int seriesKind) {
+  switch (seriesKind) {
+    case vlm::kBarSeries:
+      return SeriesKind::kBars;
+    case vlm::kScatterSeries:
+      return SeriesKind::kScatter;
+    case vlm::kBoxSeries:
+      return SeriesKind::kBoxes;
+    case vlm::kDiamondSeries:
+      return SeriesKind::kDiamonds;
+    case vlm::kBar3DSeries:
+      return SeriesKind::kBars3D;
+    default:
+      return SeriesKind::kLine;
   }
 }
 
@@ -219,16 +237,15 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     changed.maximum = maximum;
     changed.step = step == 0 ? kMissing : step;
   }
-  int AddSeries(const char* name, int length) override {
-    int seriesIndex = -1;
-    Try([&] {
-      GraphSeries series;
-      series.kind = kind_.series;
-      series.name = TextOf(name, length);
-      body_->series.push_back(std::move(series));
-      seriesIndex = static_cast<int>(body_->series.size()) - 1;
-    });
-    return seriesIndex;
+  void AddAxisTick(int axis, double position, const char* text, int length) override {
+    Try([&] { Axis(axis).ticks.push_back({position, std::string(TextOf(text, length))}); });
+  }
+  int AddSeries(const char* name, int length) override { return NewSeries(kind_.series, name, length); }
+  int AddSeriesOfKind(int seriesKind, const char* name, int length) override {
+    return NewSeries(SeriesKindOf(seriesKind), name, length);
+  }
+  void PutOnRightAxis(int seriesIndex) override {
+    if (GraphSeries* series = Series(seriesIndex)) series->onRightAxis = true;
   }
   void AddPoint(int seriesIndex, double x, double y, const char* label, int length) override {
     Try([&] {
@@ -236,11 +253,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
       if (series == nullptr) return;
       series->x.push_back(x);
       series->y.push_back(y);
-      // Labels stand for points one to one from the first that has any.
-      if (length > 0 || !series->labels.empty()) {
-        series->labels.resize(series->x.size() - 1);
-        series->labels.emplace_back(TextOf(label, length));
-      }
+      AddLabel(*series, series->x.size(), label, length);
     });
   }
   void AddPoints(int seriesIndex, int pointCount, const double* x, const double* y) override {
@@ -252,6 +265,30 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
       if (!series->labels.empty()) series->labels.resize(series->x.size());
     });
   }
+  void AddPoints3D(int seriesIndex, int pointCount, const double* position, const double* depth,
+                   const double* height) override {
+    Try([&] {
+      GraphSeries* series = Series(seriesIndex);
+      if (series == nullptr || pointCount <= 0) return;
+      series->x.insert(series->x.end(), position, position + pointCount);
+      series->y.insert(series->y.end(), depth, depth + pointCount);
+      series->z.insert(series->z.end(), height, height + pointCount);
+    });
+  }
+  void AddBox(int seriesIndex, const vlm::GraphBox* box, const char* label, int length) override {
+    Try([&] {
+      GraphSeries* series = Series(seriesIndex);
+      if (series == nullptr || box == nullptr) return;
+      if (series->kind == SeriesKind::kDiamonds) {
+        series->x.push_back(box->intervalFrom);
+        series->y.push_back(box->intervalTo);
+      }
+      series->boxes.push_back({box->position, box->minimum, box->lowerQuartile, box->median,
+                               box->upperQuartile, box->maximum, box->mean, box->lowerLimit, box->upperLimit,
+                               box->count});
+      AddLabel(*series, series->boxes.size(), label, length);
+    });
+  }
   void SetSafeEventCode(const char* text, int length) override {
     Try([&] { body_->eventScript = TextOf(text, length); });
   }
@@ -261,7 +298,25 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
   ~GraphAdapter() = default;
   velmora::GraphAxis& Axis(int axis) {
     if (axis == vlm::kValueAxis) return body_->valueAxis;
+    if (axis == vlm::kRightAxis) return body_->rightAxis;
     return axis == vlm::kDepthAxis ? body_->depthAxis : body_->positionAxis;
+  }
+  int NewSeries(SeriesKind kind, const char* name, int length) {
+    int seriesIndex = -1;
+    Try([&] {
+      GraphSeries series;
+      series.kind = kind;
+      series.name = TextOf(name, length);
+      body_->series.push_back(std::move(series));
+      seriesIndex = static_cast<int>(body_->series.size()) - 1;
+    });
+    return seriesIndex;
+  }
+  // Labels stand for points, or boxes, one to one from the first that has any.
+  static void AddLabel(GraphSeries& series, std::size_t count, const char* label, int length) {
+    if (length == 0 && series.labels.empty()) return;
+    series.labels.resize(count - 1);
+    series.labels.emplace_back(TextOf(label, length));
   }
   GraphSeries* Series(int seriesIndex) {
     if (seriesIndex < 0 || seriesIndex >= static_cast<int>(body_->series.size())) return nullptr;

@@ -2,12 +2,14 @@
 #include "workbench/host/running_analysis.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
+#include "workbench/stats/kernel_density.h"
 
 namespace velmora {
 
@@ -278,6 +280,20 @@ vlm::ISpreadsheet* RunningAnalysis::CreateSpreadsheet(int rowCount, int columnCo
 
 vlm::IGraph* RunningAnalysis::CreateGraph(int graphKind) {
   return Guarded([&] { return MakeGraph(core_.home, graphKind); }, nullptr);
+}
+
+int RunningAnalysis::GetKernelDensity(const double* values, int count, double minimum, double maximum,
+                                      double bandwidth, int pointCount, double* points, double* densities) {
+  return Guarded(
+      [&] {
+        if (count < 0 || pointCount < 0) return 1;
+        const std::span<double> at(points, static_cast<std::size_t>(pointCount));
+        stats::DensityPoints(minimum, maximum, at);
+        stats::GaussianDensity({values, static_cast<std::size_t>(count)}, bandwidth, at,
+                               {densities, static_cast<std::size_t>(pointCount)});
+        return 0;
+      },
+      1);
 }
 
 int RunningAnalysis::CreateTextDoc(int kind, const char* title, int titleLength, const char* text,

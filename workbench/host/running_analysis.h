@@ -68,6 +68,8 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
                     vlm::IDocument** document) override;
   vlm::IInputSpreadsheet* GetInputSpreadsheet() override { return &input_; }
+  int GetKernelDensity(const double* values, int count, double minimum, double maximum, double bandwidth,
+                       int pointCount, double* points, double* densities) override;
   int CreateAnalysisDialog(vlm::IDialogClient* client, int templateId) override;
   vlm::IAutomationObject* GetApplication() override { return core_.applicationObject.get(); }
   vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override;
