@@ -2,8 +2,13 @@
 set(VELMORA_NODE_MODULES ${CMAKE_SOURCE_DIR}/node_modules)
 
 # DuckDB: the system's, else the pinned npm packages that tools/setup.sh lays down.
-find_path(DUCKDB_INCLUDE_DIR duckdb.h HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb)
-find_library(DUCKDB_LIBRARY duckdb HINTS ${VELMORA_NODE_MODULES}/@duckdb/node-bindings-linux-x64)
+find_path(DUCKDB_INCLUDE_DIR duckdb.h HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb NO_CMAKE_FIND_ROOT_PATH)
+if(WIN32)
+  find_file(DUCKDB_LIBRARY duckdb.dll HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb/windows NO_DEFAULT_PATH
+            NO_CMAKE_FIND_ROOT_PATH)
+else()
+  find_library(DUCKDB_LIBRARY duckdb HINTS ${VELMORA_NODE_MODULES}/@duckdb/node-bindings-linux-x64)
+endif()
 if(NOT DUCKDB_INCLUDE_DIR OR NOT DUCKDB_LIBRARY)
   message(FATAL_ERROR "DuckDB is missing: run tools/setup.sh")
 endif()
@@ -11,12 +16,16 @@ add_library(velmora_duckdb SHARED IMPORTED)
 set_target_properties(velmora_duckdb PROPERTIES IMPORTED_LOCATION ${DUCKDB_LIBRARY}
                                                 INTERFACE_INCLUDE_DIRECTORIES ${DUCKDB_INCLUDE_DIR})
 
-find_library(READSTAT_LIBRARY readstat REQUIRED)
-find_library(XLSXWRITER_LIBRARY xlsxwriter REQUIRED)
-find_package(nlohmann_json 3 REQUIRED)
-find_package(CLI11 2 REQUIRED)
 find_package(Threads REQUIRED)
-find_package(Boost 1.74 REQUIRED)
+if(WIN32)
+  include(cmake/libraries_windows.cmake)
+else()
+  find_library(READSTAT_LIBRARY readstat REQUIRED)
+  find_library(XLSXWRITER_LIBRARY xlsxwriter REQUIRED)
+  find_package(nlohmann_json 3 REQUIRED)
+  find_package(CLI11 2 REQUIRED)
+  find_package(Boost 1.74 REQUIRED)
+endif()
 
 # The chart library of the HTML reports, taken into the program whole.
-find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH REQUIRED)
+find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

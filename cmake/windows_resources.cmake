@@ -45,3 +45,8 @@ if(VELMORA_WIDL AND VELMORA_WINDRES AND VELMORA_IDL_FOLDER AND VELMORA_TLB_FOLDE
                             ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
 endif()
 add_custom_target(windows_sources DEPENDS ${windows_files})
+
+if(WIN32 AND TARGET vlmfsl)
+  target_sources(vlmfsl PRIVATE ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
+  set_source_files_properties(${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
+endif()

@@ -3,12 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <string_view>
-#ifndef _WIN32
-#include <ucontext.h>
-#endif
 
 #include "frame/host/module_exports.h"
-#include "frame/platform.h"
 #include "frame/string_sink.h"
 
 namespace vlmfsl {
@@ -82,12 +78,9 @@ bool GenerateCrashReport(const std::string& folder, ExceptionInformation* except
 }
 
 void ReportCaughtException(const char* message) noexcept try {
-  ExceptionInformation exception = {nullptr, nullptr};
-#ifndef _WIN32
-  ucontext_t context;
-  if (getcontext(&context) == 0) exception.contextRecord = &context;
-#endif
-  GenerateCrashReport(GetErrorReportFolder(), &exception, message);
+  WithThreadState([message](ExceptionInformation* exception) {
+    GenerateCrashReport(GetErrorReportFolder(), exception, message);
+  });
 } catch (...) {  // no memory for the folder's name
 }
 

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "frame/platform.h"
+
 namespace vlmfsl {
 
 // Writes a printf-style text to the application's log when there is one and it is on, else to the host's log
@@ -18,12 +20,6 @@ void LogMessage(int level, int code, const char* format, ...) noexcept;
 // The folder for error reports, without a separator at its end. Made level by level where missing; empty when
 // a level can neither be made nor is a folder.
 [[nodiscard]] std::string GetErrorReportFolder();
-
-// Where an exception was met, as the crash-report library takes it. On Windows: EXCEPTION_POINTERS.
-struct ExceptionInformation {
-  void* exceptionRecord;  // null when the exception is one of the language
-  void* contextRecord;    // the processor's registers: CONTEXT on Windows, else ucontext_t
-};
 
 // Has the library "CrashRpt", when there is one, write a report of the calling thread into the folder, and
 // logs that it did. Returns whether a report was made. Never throws.

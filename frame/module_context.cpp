@@ -10,6 +10,7 @@
 namespace vlmfsl {
 namespace {
 
+void* moduleInstance = nullptr;
 CAnalysisContext* context = nullptr;
 ModuleSharedBlocks sharedBlocks = {};
 bool startupDialogInitialised = false;
@@ -18,10 +19,13 @@ bool startupDialogInitialised = false;
 
 void AttachModule(void* instance) noexcept {
   if (context) return;
+  moduleInstance = instance;
   context = new (std::nothrow) CAnalysisContext(instance);
   if (const auto registerLibrary =
           reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
     registerLibrary(instance, kLibraryId, nullptr, nullptr);
+  } else {
+    RegisterTypeLibraryForUser(instance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
   }
 }
 
@@ -32,7 +36,7 @@ void DetachModule() noexcept {
 
 CAnalysisContext* ModuleContext() { return context; }
 
-void* ModuleInstance() { return context ? context->Instance() : static_cast<void*>(&ModuleResources()); }
+void* ModuleInstance() { return moduleInstance ? moduleInstance : static_cast<void*>(&ModuleResources()); }
 
 std::string LoadResString(int number) {
   const char* text = FindText(number);

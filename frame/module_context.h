@@ -18,8 +18,9 @@ class CAnalysisContext {
   void* instance_;
 };
 
-// Load: remembers the instance, makes the context and asks the host to register the type library (the host
-// may lack the call, and its failure is none of the load). Unload: the reverse. Called by the module's entry.
+// Load: remembers the instance, makes the context and asks the host to register the type library; where the host
+// lacks the call, the module registers it itself. A failed registration is none of the load. Unload: the reverse.
+// Called by the module's entry.
 void AttachModule(void* instance) noexcept;
 void DetachModule() noexcept;
 

@@ -25,9 +25,18 @@ VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
 
 #ifdef _WIN32
 
-BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+// Part of the C++ runtime that is linked in, declared by none of its headers: gives back the memory that it keeps for
+// exceptions in times of need, which is otherwise lost with each unload.
+namespace __gnu_cxx {
+void __freeres();
+}
+
+BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
   if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
-  if (reason == DLL_PROCESS_DETACH) vlmfsl::DetachModule();
+  if (reason == DLL_PROCESS_DETACH) {
+    vlmfsl::DetachModule();
+    if (!processEnds) __gnu_cxx::__freeres();
+  }
   return TRUE;
 }
 

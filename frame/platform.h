@@ -1,6 +1,7 @@
-// The few calls of the operating system that the frame needs.
+// The few calls of the operating system that the frame needs. Texts are UTF-8 on every system.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace vlmfsl {
@@ -14,7 +15,8 @@ inline constexpr char kFolderSeparator = '/';
 [[nodiscard]] unsigned ProcessId();
 [[nodiscard]] unsigned ThreadId();
 
-// A function of the process that has loaded the module; null when it has none of this name.
+// A function of the process that has loaded the module: of its program, else of a library that the program has
+// loaded. Null when there is none of this name.
 [[nodiscard]] void* FindHostFunction(const char* name);
 
 // A library that is looked for at run time; "CrashRpt" stands for libCrashRpt.so or CrashRpt.dll.
@@ -32,7 +34,23 @@ class RuntimeLibrary {
   void* handle_;
 };
 
-// The system's folder for data of applications, without a separator at its end; it may not exist yet. Empty
+// Registers the type library that the module carries, for this user, where the system keeps a registry of them and
+// does not know it yet. instance: the module's handle. A failure leaves it unregistered.
+struct TypeLibraryName {
+  const char* id;  // in braces
+  unsigned short majorVersion, minorVersion;
+};
+void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept;
+
+// Where an exception was met, as the crash-report library takes it. On Windows: EXCEPTION_POINTERS.
+struct ExceptionInformation {
+  void* exceptionRecord;  // null where the system has none for an exception of the language
+  void* contextRecord;    // the processor's registers: CONTEXT on Windows, else ucontext_t
+};
+// Calls use with the calling thread's state.
+void WithThreadState(const std::function<void(ExceptionInformation*)>& use);
+
+// The system's folder for data that applications share, without a separator at its end; it may not exist yet. Empty
 // when the system names none.
 [[nodiscard]] std::string ApplicationDataFolder();
 [[nodiscard]] bool FolderExists(const std::string& path);

@@ -1,8 +1,7 @@
-#ifndef _WIN32
-
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -27,6 +26,14 @@ void* RuntimeLibrary::Find(const char* function) const {
   return handle_ ? dlsym(handle_, function) : nullptr;
 }
 
+void RegisterTypeLibraryForUser(void*, const TypeLibraryName&) noexcept {}
+
+void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
+  ucontext_t context;
+  ExceptionInformation exception = {nullptr, getcontext(&context) == 0 ? &context : nullptr};
+  use(&exception);
+}
+
 std::string ApplicationDataFolder() {
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   // A path that is not absolute is to be passed over (XDG Base Directory Specification).
@@ -48,5 +55,3 @@ bool FolderExists(const std::string& path) {
 bool CreateFolder(const std::string& path) { return mkdir(path.c_str(), 0777) == 0; }
 
 }  // namespace vlmfsl
-
-#endif

@@ -1,0 +1,139 @@
+#include <windows.h>
+// After windows.h, which they build on.
+#include <oleauto.h>
+#include <psapi.h>
+#include <shlobj.h>
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "frame/platform.h"
+
+// Missing from MinGW-w64's headers, not from its import library.
+extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
+
+namespace vlmfsl {
+namespace {
+
+std::wstring Wide(const std::string& text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::string Utf8(const wchar_t* wide) {
+  const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
+  if (size <= 1) return {};
+  std::string text(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), size, nullptr, nullptr);
+  text.pop_back();
+  return text;
+}
+
+void* FunctionOf(HMODULE library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(library, name));
+}
+
+// The file of a loaded library; empty when its name is longer than any that the system opens.
+std::wstring FileOf(HMODULE library) {
+  std::wstring path(32768, L'\0');
+  const DWORD length = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size()));
+  path.resize(length < path.size() ? length : 0);
+  return path;
+}
+
+struct ReleaseObject {
+  void operator()(IUnknown* object) const { object->Release(); }
+};
+struct FreeBinaryString {
+  void operator()(wchar_t* text) const { SysFreeString(text); }
+};
+
+bool IsRegisteredAt(const std::wstring& path, const TypeLibraryName& library) {
+  GUID id = {};
+  BSTR found = nullptr;
+  if (FAILED(CLSIDFromString(Wide(library.id).c_str(), &id)) ||
+      FAILED(QueryPathOfRegTypeLib(id, library.majorVersion, library.minorVersion, LOCALE_NEUTRAL, &found))) {
+    return false;
+  }
+  const std::unique_ptr<wchar_t, FreeBinaryString> owned(found);
+  return lstrcmpiW(found, path.c_str()) == 0;
+}
+
+}  // namespace
+
+unsigned ProcessId() { return GetCurrentProcessId(); }
+unsigned ThreadId() { return GetCurrentThreadId(); }
+
+void* FindHostFunction(const char* name) {
+  if (void* const function = FunctionOf(GetModuleHandleW(nullptr), name)) return function;
+  std::vector<HMODULE> libraries(256);
+  DWORD bytes = 0;
+  while (EnumProcessModules(GetCurrentProcess(), libraries.data(),
+                            static_cast<DWORD>(libraries.size() * sizeof(HMODULE)), &bytes)) {
+    const bool complete = bytes <= libraries.size() * sizeof(HMODULE);
+    libraries.resize(bytes / sizeof(HMODULE));
+    if (!complete) continue;
+    for (HMODULE const library : libraries) {
+      if (void* const function = FunctionOf(library, name)) return function;
+    }
+    break;
+  }
+  return nullptr;
+}
+
+RuntimeLibrary::RuntimeLibrary(const char* name) : handle_(LoadLibraryW(Wide(name).c_str())) {}
+
+RuntimeLibrary::~RuntimeLibrary() {
+  if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
+}
+
+void* RuntimeLibrary::Find(const char* function) const {
+  return handle_ ? FunctionOf(static_cast<HMODULE>(handle_), function) : nullptr;
+}
+
+// Called while the module is being loaded, under the loader's lock: it reads the registry and the module's file as data,
+// by functions of libraries that are linked, so that no library is loaded by it.
+void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept try {
+  std::wstring path = FileOf(static_cast<HMODULE>(instance));
+  if (path.empty() || IsRegisteredAt(path, name)) return;
+  ITypeLib* loaded = nullptr;
+  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &loaded))) return;
+  const std::unique_ptr<ITypeLib, ReleaseObject> library(loaded);
+  RegisterTypeLibForUser(loaded, path.data(), nullptr);
+} catch (...) {  // no memory for the file's name
+}
+
+void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
+  constexpr DWORD kExceptionOfTheLanguage = 0xE0000001;  // the customer bit: no code of the system's
+  CONTEXT context = {};
+  RtlCaptureContext(&context);
+  EXCEPTION_RECORD record = {};
+  record.ExceptionCode = kExceptionOfTheLanguage;
+  record.ExceptionAddress = reinterpret_cast<void*>(context.Rip);
+  ExceptionInformation exception = {&record, &context};
+  use(&exception);
+}
+
+std::string ApplicationDataFolder() {
+  std::array<wchar_t, MAX_PATH> path = {};
+  if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT,
+                              path.data()))) {
+    return {};
+  }
+  std::string folder = Utf8(path.data());
+  while (!folder.empty() && folder.back() == '\\') folder.pop_back();
+  return folder;
+}
+
+bool FolderExists(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool CreateFolder(const std::string& path) { return CreateDirectoryW(Wide(path).c_str(), nullptr) != 0; }
+
+}  // namespace vlmfsl

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine, with a Windows of its own in a folder of the build tree.
+# usage: tools/wine.sh PREFIX PROGRAM ARGUMENT...
+# Standard streams and the exit code are the program's. The first call sets the prefix up, which takes a while.
+set -euo pipefail
+prefix=$1
+shift
+export WINEPREFIX=$prefix WINEDEBUG=${WINEDEBUG:--all}
+# No offers to install other runtimes, no menu entries on the desktop.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+if [ ! -e "$prefix/.ready" ]; then
+  mkdir -p "$prefix"
+  (
+    flock 9
+    if [ ! -e "$prefix/.ready" ]; then
+      wine wineboot --init >"$prefix.log" 2>&1 </dev/null || { cat "$prefix.log" >&2; exit 1; }
+      touch "$prefix/.ready"
+    fi
+  ) 9>"$prefix.lock"
+fi
+exec wine "$@"
