@@ -69,6 +69,7 @@ class NoResult final : public vlm::IAutomationResult {
   void SetText(const char*, int) override {}
   void SetIntArray(const int*, int) override {}
   void SetObject(vlm::IAutomationObject*) override {}
+  void SetArray(const AutomationValue*, int) override {}
   void SetError(int, const char*, int) override {}
 };
 

@@ -30,6 +30,7 @@ class ScreenUpdatingScope {
     void SetText(const char*, int) override {}
     void SetIntArray(const int*, int) override {}
     void SetObject(vlm::IAutomationObject*) override {}
+    void SetArray(const vlm::AutomationValue*, int) override {}
     void SetError(int, const char*, int) override {}
   };
 

@@ -43,6 +43,8 @@ struct IAutomationResult {
   virtual void SetText(const char* text, int length) = 0;
   virtual void SetIntArray(const int* values, int count) = 0;
   virtual void SetObject(IAutomationObject* object) = 0;  // counts a reference of its own; null allowed
+  // One-dimensional, of values of any type, arrays among them; kAutomationEmpty for what is missing.
+  virtual void SetArray(const AutomationValue* items, int count) = 0;
   // An automation exception: what a script sees as the error's number and description.
   virtual void SetError(int code, const char* description, int length) = 0;
 

@@ -91,6 +91,12 @@ TEST_F(DocumentObjects, AnswerFullNamesAndCells) {
   EXPECT_EQ(table.Get("Value", {1, 1}).AsReal(), 0.1);
   EXPECT_TRUE(table.Get("Value", {2, 1}).IsEmpty());
   EXPECT_EQ(table.Get("Text", {1, 2}).AsText(), "text");
+  const Variant column = table.Get("ColumnValues", {1});
+  ASSERT_EQ(column.AsArray().size(), 2U);
+  EXPECT_EQ(column.AsArray()[0].AsReal(), 0.1);
+  EXPECT_TRUE(column.AsArray()[1].IsEmpty());
+  EXPECT_EQ(table.Get("ColumnTexts", {2}).AsArray()[0].AsText(), "text");
+  EXPECT_EQ(table.Get("RowNames").AsArray()[0].AsText(), "checking_account");
   EXPECT_EQ(object.GetObject("Item", {2}).Get("Text").AsText(), "line\n");
 }
 

@@ -60,6 +60,9 @@ class Answer final : public vlm::IAutomationResult {
     object = given;
     if (object) object->AddReference();
   }
+  void SetArray(const vlm::AutomationValue*, int count) override {
+    Take("array of " + std::to_string(count));
+  }
   void SetError(int code, const char* description, int length) override {
     error = std::to_string(code) + ": " + std::string(description, static_cast<std::size_t>(length));
   }

@@ -167,6 +167,13 @@ void AutomationResult::SetIntArray(const int* values, int count) {
       Variant(count > 0 && values != nullptr ? std::vector<int>(values, values + count) : std::vector<int>());
 }
 void AutomationResult::SetObject(vlm::IAutomationObject* object) { value = Variant(ObjectReference(object)); }
+void AutomationResult::SetArray(const vlm::AutomationValue* items, int count) {
+  vlm::AutomationValue view{};
+  view.type = vlm::kAutomationArray;
+  view.items = items;
+  view.length = count;
+  value = Variant(view);
+}
 void AutomationResult::SetError(int code, const char* text, int length) {
   errorCode = code;
   description = TextOf(text, length);

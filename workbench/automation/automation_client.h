@@ -104,6 +104,7 @@ class AutomationResult final : public vlm::IAutomationResult {
   void SetText(const char* text, int length) override;
   void SetIntArray(const int* values, int count) override;
   void SetObject(vlm::IAutomationObject* object) override;
+  void SetArray(const vlm::AutomationValue* items, int count) override;
   void SetError(int code, const char* description, int length) override;
 
   Variant value;

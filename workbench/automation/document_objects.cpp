@@ -94,6 +94,40 @@ const HostMemberTable<SpreadsheetObject>& SpreadsheetObject::Members() {
        {Getter(9, "ColumnLongName", kAutomationText, "Long name or formula of a column", 1, kAutomationInt,
                "Column"),
         [](Self& s, const Arguments& a) { return Variant(s.sheet_->ColumnLongName(s.Column(a[0]))); },
+        nullptr},
+       {Getter(10, "ColumnValues", vlm::kAutomationArray, "Numbers of a column, empty for empty cells", 1,
+               kAutomationInt, "Column"),
+        [](Self& s, const Arguments& a) {
+          const int column = s.Column(a[0]);
+          Variant::Array values;
+          for (int row = 1; row <= s.sheet_->RowCount(); ++row) values.push_back(s.CellValue(row, column));
+          return Variant(std::move(values));
+        },
+        nullptr},
+       {Getter(11, "ColumnTexts", vlm::kAutomationArray, "Texts of a column's cells", 1, kAutomationInt,
+               "Column"),
+        [](Self& s, const Arguments& a) {
+          const int column = s.Column(a[0]);
+          Variant::Array texts;
+          for (int row = 1; row <= s.sheet_->RowCount(); ++row) texts.emplace_back(s.CellText(row, column));
+          return Variant(std::move(texts));
+        },
+        nullptr},
+       {Getter(12, "RowNames", vlm::kAutomationArray, "Names of the rows, in full"),
+        [](Self& s, const Arguments&) {
+          Variant::Array names;
+          for (int row = 1; row <= s.sheet_->RowCount(); ++row)
+            names.emplace_back(s.shortNames_->FullNameOf(s.sheet_->RowName(row)));
+          return Variant(std::move(names));
+        },
+        nullptr},
+       {Getter(13, "ColumnNames", vlm::kAutomationArray, "Names of the columns, in full"),
+        [](Self& s, const Arguments&) {
+          Variant::Array names;
+          for (int column = 1; column <= s.sheet_->ColumnCount(); ++column)
+            names.emplace_back(s.shortNames_->FullNameOf(s.sheet_->ColumnName(column)));
+          return Variant(std::move(names));
+        },
         nullptr}});
   return table;
 }

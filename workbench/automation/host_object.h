@@ -118,6 +118,9 @@ class HostObject : public vlm::IAutomationObject {
       case vlm::kAutomationIntArray:
         result->SetIntArray(view.integers, view.length);
         break;
+      case vlm::kAutomationArray:
+        result->SetArray(view.items, view.length);
+        break;
       case vlm::kAutomationObject:
         result->SetObject(view.object);
         break;
