@@ -26,14 +26,4 @@ using DocumentList = std::vector<Ref<vlm::IDocument>>;
 [[nodiscard]] int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host,
                                            bool save, DocumentList& made);
 
-struct PredictorBundle {
-  std::string name;       // before a suffix makes it unique
-  std::string variables;  // variable numbers separated by blanks
-};
-
-// Adds the bundles to the input spreadsheet, each under the first of NAME, NAME_01, NAME_02 ... that is free,
-// and tells the user. Nothing is said when there are none. Returns kOk, or kFailed when the host refuses one.
-[[nodiscard]] int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles,
-                                           vlm::IAnalysisHost& host, vlm::IEngineServices& services);
-
 }  // namespace vlmfsl

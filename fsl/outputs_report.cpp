@@ -1,9 +1,7 @@
 // The lists of best predictors by kind, as one text for all dependents or as variable bundles.
-#include <set>
-
 #include "base/format_text.h"
-#include "base/utf8_text.h"
 #include "frame/engine_texts.h"
+#include "frame/input_additions.h"
 #include "fsl/outputs_documents.h"
 #include "fsl/outputs_names.h"
 #include "fsl/select_best_predictors.h"
@@ -46,22 +44,6 @@ void AddBundle(const FeatureSelectionSettings& settings, int dependentIndex, int
   bundles.push_back({TextForDependent(settings, dependentIndex, nameTextId, nameTextId), numbers.substr(1)});
 }
 
-std::set<std::string> ExistingBundleNames(vlm::IInputSpreadsheet& input) {
-  std::set<std::string> names;
-  for (int i = 0; i < input.GetBundleCount(); ++i) {
-    names.insert(TextOf([&](vlm::ITextSink* sink) { input.GetBundleName(i, sink); }));
-  }
-  return names;
-}
-
-std::string FreeName(const std::string& name, const std::set<std::string>& taken) {
-  std::string candidate = name;
-  for (int number = 1; taken.contains(candidate); ++number) {
-    candidate = name + (number < 10 ? "_0" : "_") + std::to_string(number);
-  }
-  return candidate;
-}
-
 }  // namespace
 
 int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host, bool save,
@@ -90,26 +72,6 @@ int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAna
   auto counted = Ref<vlm::IDocument>::Adopt(document);
   if (failed != 0 || !counted) return kFailed;
   made.push_back(std::move(counted));
-  return kOk;
-}
-
-int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles, vlm::IAnalysisHost& host,
-                             vlm::IEngineServices& services) {
-  if (bundles.empty()) return kOk;
-  vlm::IInputSpreadsheet* input = host.GetInputSpreadsheet();
-  if (!input) return kFailed;
-  std::set<std::string> taken = ExistingBundleNames(*input);
-  for (const PredictorBundle& bundle : bundles) {
-    const std::string name = FreeName(bundle.name, taken);
-    const std::u16string wideName = Utf16OfUtf8(name);
-    if (input->AddBundle(wideName.data(), static_cast<int>(wideName.size()), bundle.variables.data(),
-                         LengthOf(bundle.variables)) != 0) {
-      return kFailed;
-    }
-    taken.insert(name);
-  }
-  const std::string done = LoadText(services, kTextBundlesSaved);
-  host.MessageOutput(done.data(), LengthOf(done));
   return kOk;
 }
 

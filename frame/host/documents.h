@@ -133,6 +133,14 @@ struct IInputSpreadsheet {
   // Returns 0 and the value of a label (or of a number text), or not 0.
   virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
 
+  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a missing one is
+  // the variable's missing-data code. Returns 0, or not 0 when there are no such cases.
+  virtual int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) = 0;
+
+  // What is added between BeginAdding and EndAdding belongs together: with keep 0 the host takes every
+  // variable and bundle of it back. Calls do not nest.
+  virtual void BeginAdding() = 0;
+  virtual void EndAdding(int keep) = 0;
   // Appends a variable of as many values as there are cases; returns its number, or 0 on failure (the host
   // has told the user). description becomes its long name.
   virtual int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,

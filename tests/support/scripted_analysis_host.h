@@ -197,6 +197,7 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
  public:
   std::vector<std::pair<std::string, std::string>> bundles;  // name, variables
   bool refuseBundles = false;
+  std::map<double, std::string> labels;  // of every variable
 
   int GetBundleCount() override { return static_cast<int>(bundles.size()); }
   void GetBundleName(int index, vlm::ITextSink* name) override {
@@ -210,11 +211,31 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
     return 0;
   }
   int GetDistinctValues(int, double*, int) override { return 0; }
-  int GetValueLabel(int, double, vlm::ITextSink*) override { return 1; }
-  int FindValue(int, const char*, int, double*) override { return 1; }
+  int GetValueLabel(int, double value, vlm::ITextSink* label) override {
+    const auto found = labels.find(value);
+    if (found != labels.end()) Give(label, found->second);
+    return found == labels.end() ? 1 : 0;
+  }
+  // The first value that has the label.
+  int FindValue(int, const char* text, int length, double* value) override {
+    const std::string wanted = Text(text, length);
+    const auto found =
+        std::find_if(labels.begin(), labels.end(), [&](const auto& label) { return label.second == wanted; });
+    if (found == labels.end()) return 1;
+    *value = found->first;
+    return 0;
+  }
+  int ReadVariable(int, int, int, double*) override { return 1; }
+  void BeginAdding() override { bundlesBefore_ = bundles.size(); }
+  void EndAdding(int keep) override {
+    if (keep == 0) bundles.resize(bundlesBefore_);
+  }
   int AddVariable(const char*, int, const char*, int, const double*) override { return 0; }
   void SetVariableValueLabel(int, double, const char*, int) override {}
   vlm::IAutomationObject* GetAutomationObject() override { return nullptr; }
+
+ private:
+  std::size_t bundlesBefore_ = 0;
 };
 
 // --- Dialogs

@@ -109,6 +109,31 @@ int InputSpreadsheet::FindValue(int variableNumber, const char* text, int length
   return 0;
 }
 
+int InputSpreadsheet::ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) {
+  if (!HasVariable(variableNumber) || firstCaseNumber < 1 || caseCount < 0 ||
+      std::int64_t{firstCaseNumber} + caseCount - 1 > core_.table.caseCount)
+    return 1;
+  std::copy_n(core_.table.Variable(variableNumber).values.data() + (firstCaseNumber - 1), caseCount, values);
+  return 0;
+}
+
+void InputSpreadsheet::BeginAdding() {
+  variablesBefore_ = core_.table.columns.size();
+  bundlesBefore_ = core_.table.bundles.size();
+}
+
+void InputSpreadsheet::EndAdding(int keep) {
+  std::vector<Column>& columns = core_.table.columns;
+  std::vector<VariableBundle>& bundles = core_.table.bundles;
+  if (keep != 0) return;
+  if (bundles.size() > bundlesBefore_)
+    bundles.erase(bundles.begin() + static_cast<std::ptrdiff_t>(bundlesBefore_), bundles.end());
+  if (columns.size() > variablesBefore_) {
+    columns.erase(columns.begin() + static_cast<std::ptrdiff_t>(variablesBefore_), columns.end());
+    core_.DataChanged();
+  }
+}
+
 int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* description,
                                   int descriptionLength, const double* values) {
   try {

@@ -1,6 +1,8 @@
 // The session's table as an analysis reads and extends it.
 #pragma once
 
+#include <cstddef>
+
 #include "frame/host/documents.h"
 
 namespace velmora {
@@ -17,6 +19,9 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   int GetDistinctValues(int variableNumber, double* values, int capacity) override;
   int GetValueLabel(int variableNumber, double value, vlm::ITextSink* label) override;
   int FindValue(int variableNumber, const char* text, int length, double* value) override;
+  int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) override;
+  void BeginAdding() override;
+  void EndAdding(int keep) override;
   int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,
                   const double* values) override;
   void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) override;
@@ -25,6 +30,8 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
  private:
   bool HasVariable(int variableNumber) const;
   SessionCore& core_;
+  std::size_t variablesBefore_ = 0;  // when adding began
+  std::size_t bundlesBefore_ = 0;
 };
 
 }  // namespace velmora
