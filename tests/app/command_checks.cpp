@@ -52,7 +52,7 @@ void ExpectSaid(const ProcessResult& result, const std::vector<std::string>& par
   }
 }
 
-void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions) {
+std::string ExpectPageIsTrue(const std::string& command, int leastOptions) {
   const ProcessResult help = RunVelmora({"help", command});
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_EQ(help.out, RunVelmora({command, "x.csv", "--help"}).out);
@@ -67,6 +67,11 @@ void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions) {
     EXPECT_EQ(result.err.find("There is no option"), std::string::npos) << result.err;
   }
   EXPECT_GE(options, leastOptions);
+  return help.out;
+}
+
+void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions) {
+  const std::string page = ExpectPageIsTrue(command, leastOptions);
   CommandParser parser;
   DataOptions data;
   CaseOptions cases;
@@ -77,7 +82,7 @@ void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions) {
   output.AddTo(parser);
   module.AddTo(parser);
   for (const std::string& option : parser.OptionNames()) {
-    EXPECT_NE(help.out.find("  " + option + " "), std::string::npos) << option;
+    EXPECT_NE(page.find("  " + option + " "), std::string::npos) << option;
   }
 }
 

@@ -18,7 +18,9 @@ Json JsonFrom(const Words& words);
 // The one of a list of objects that has the name; null, and a failure of the test, when there is none.
 const Json& Named(const Json& list, const std::string& name);
 void ExpectSaid(const ProcessResult& result, const std::vector<std::string>& parts);
-// The options of the command's page are known to it, and those that commands share stand on the page.
+// The options of the command's page are known to it. Returns the page.
+std::string ExpectPageIsTrue(const std::string& command, int leastOptions);
+// The same, and the options that commands share stand on the page.
 void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions);
 // The command, on a table that takes it a while, ends with nothing written on Ctrl-C. options: with y as the
 // response.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "workbench/app/apply_command.h"
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/feature_selection_command.h"
@@ -73,6 +74,7 @@ const std::vector<Command>& Commands() {
       {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
        RunFeatureSelectionCommand},
       {"screen", "cut predictors into bins and score them against a response", kScreenHelp, RunScreenCommand},
+      {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
       {"variables", "show what is in a data file, and how it is taken", kVariablesHelp, RunVariablesCommand},
   };
   return commands;

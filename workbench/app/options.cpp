@@ -118,6 +118,10 @@ void CommandParser::Positional(const std::string& name, std::string& target) {
   positional_ = &target;
 }
 
+void CommandParser::Positionals(const std::string& name, std::vector<std::string>& target) {
+  app_.add_option(name, target);
+}
+
 void CommandParser::Parse(const std::vector<std::string>& arguments) {
   try {
     app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -165,11 +169,15 @@ bool CommandParser::Has(const std::string& name) const { return app_.count(name)
 
 void DataOptions::AddTo(CommandParser& parser) {
   parser.Positional("DATA", path);
+  AddReadingTo(parser);
+  parser.List("--continuous", continuous);
+  parser.List("--categorical", categorical);
+}
+
+void DataOptions::AddReadingTo(CommandParser& parser) {
   parser.Text("--delimiter", delimiter);
   parser.Repeated("--missing-text", missingTexts);
   parser.Repeated("--missing", missingCodes);
-  parser.List("--continuous", continuous);
-  parser.List("--categorical", categorical);
 }
 
 void CaseOptions::AddTo(CommandParser& parser) {

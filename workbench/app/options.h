@@ -26,6 +26,8 @@ class CommandParser {
   void Choice(const std::string& name, int& target, std::vector<std::string> words);
   // The one argument without a name. Taken from the end of a list option when it stands nowhere else.
   void Positional(const std::string& name, std::string& target);
+  // All arguments without a name.
+  void Positionals(const std::string& name, std::vector<std::string>& target);
 
   // Throws UsageError. A required option that is missing is the command's to tell.
   void Parse(const std::vector<std::string>& arguments);
@@ -50,6 +52,8 @@ struct DataOptions {
   std::vector<std::string> continuous, categorical;
 
   void AddTo(CommandParser& parser);
+  // Without DATA and how columns are taken: for a command that only reads.
+  void AddReadingTo(CommandParser& parser);
 };
 
 // Which cases count, and how much.

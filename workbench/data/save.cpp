@@ -88,9 +88,8 @@ void AppendCell(const Column& column, CellForm form, double value, char delimite
   }
 }
 
-void SaveDelimited(const Table& table, const std::string& path, char delimiter) {
+void WriteDelimited(const Table& table, char delimiter, const std::function<void(std::string_view)>& write) {
   constexpr std::size_t kFlushBytes = std::size_t{1} << 20;
-  AtomicFile file(path);
   std::string out;
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     if (i > 0) out += delimiter;
@@ -111,10 +110,15 @@ void SaveDelimited(const Table& table, const std::string& path, char delimiter) 
     }
     out += '\n';
     if (out.size() < kFlushBytes) continue;
-    file.Write(out);
+    write(out);
     out.clear();
   }
-  file.Write(out);
+  write(out);
+}
+
+void SaveDelimited(const Table& table, const std::string& path, char delimiter) {
+  AtomicFile file(path);
+  WriteDelimited(table, delimiter, [&file](std::string_view bytes) { file.Write(bytes); });
   // Both files are complete on the disk before either takes its place.
   file.Close();
   const std::string companion = PrintCompanion(table, false);
@@ -260,6 +264,10 @@ void SaveParquet(const Table& table, const std::string& path) {
 }
 
 }  // namespace
+
+void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write) {
+  WriteDelimited(table, ',', write);
+}
 
 void SaveTable(const Table& table, const std::string& path) {
   if (table.columns.empty()) throw DataError("Cannot write " + path + ": the table has no variables.");

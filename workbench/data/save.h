@@ -11,7 +11,9 @@
 // bundles.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "workbench/data/errors.h"
 #include "workbench/data/table.h"
@@ -20,5 +22,8 @@ namespace velmora {
 
 // Throws DataError for another ending and when the file cannot be written.
 void SaveTable(const Table& table, const std::string& path);
+
+// The table as a .csv file has it, handed to write in pieces of about a megabyte.
+void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write);
 
 }  // namespace velmora

@@ -1,0 +1,28 @@
+// Recode files: the bins of one predictor as an INI file.
+//
+//   [SelectionConditions]
+//   ConditionSize=2
+//   [SelectionConditions\Cond0]
+//   Ignore=0
+//   Condition="""age""<=2.500000000000000e+01"      quotation marks inside are doubled
+//   Value=(-Inf, 25]                                 to the end of the line
+//   [SelectionConditions\Cond1]
+//   ...
+//
+// The first section of a condition may stand on the line of ConditionSize, right behind its number. Lines that
+// begin with ; are remarks. Conditions are tested in the order of their numbers, those with Ignore=1 are not;
+// the first that is true gives the value.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "workbench/scripts/script_program.h"
+
+namespace velmora {
+
+// The recode as a program of one If that assigns to the predictor's name + "_Coded". Throws DataError that
+// names file, line and reason.
+ScriptProgram ParseRecodeFile(std::string_view text, const std::string& file);
+
+}  // namespace velmora
