@@ -29,3 +29,5 @@ endif()
 
 # The chart library of the HTML reports, taken into the program whole.
 find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+find_file(ECHARTS_3D_SCRIPT echarts-gl.min.js HINTS ${VELMORA_NODE_MODULES}/echarts-gl/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+find_file(ECHARTS_3D_LICENCE LICENSE HINTS ${VELMORA_NODE_MODULES}/echarts-gl NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

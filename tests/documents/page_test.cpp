@@ -8,6 +8,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "tests/documents/graph_sample.h"
 #include "tests/documents/sample.h"
 
 namespace velmora {
@@ -23,11 +24,11 @@ Json InBrowser(std::string page, const std::string& script, const std::string& f
       "<script>window.out = {errors: []}; addEventListener('error', (e) => out.errors.push(e.message));"
       "addEventListener('securitypolicyviolation', (e) => out.errors.push(e.violatedDirective));</script>";
   page.insert(page.find("</head>"), watch);
-  const std::string run =
-      "<script>setTimeout(async () => { try {\n" + script +
-      "\n} catch (e) { out.errors.push(String(e)); }\n"
-      "const node = document.createElement('p'); node.id = 'result';"
-      "node.textContent = btoa(JSON.stringify(out)); document.body.append(node); }, 400);</script>";
+  const std::string run = "<script>setTimeout(async () => { try {\n" + script +
+                          "\n} catch (e) { out.errors.push(String(e)); }\n"
+                          "const node = document.createElement('p'); node.id = 'result';"
+                          "node.textContent = btoa(unescape(encodeURIComponent(JSON.stringify(out)))); "
+                          "document.body.append(node); }, 400);</script>";
   page.insert(page.rfind("</body>"), run);
 
   const std::filesystem::path folder =
@@ -128,6 +129,45 @@ TEST(Page, HostileTextsAndNamesForReaders) {
   EXPECT_EQ(0, out["unnamed"]);
   EXPECT_EQ(0, out["scopes"]);
   EXPECT_EQ(0, out["fetched"]);
+}
+
+// Charts 1 to 7: default rates, distribution, box plot, scatter with diamonds, interaction plot, panels, 3-D.
+TEST(Page, EveryKindOfGraphIsDrawnWithItsTexts) {
+  for (const int bins : {2, 20}) {
+    SCOPED_TRACE(bins);
+    const Json out = InBrowser(WriteHtml(sample::EveryGraph(bins)), R"(
+      const node = (i) => document.getElementById('chart' + i);
+      const tipOf = (i, seriesIndex, dataIndex) => {
+        const chart = echarts.getInstanceByDom(node(i));
+        const last = chart.getOption().series.length - 1;
+        chart.dispatchAction({ type: 'showTip', seriesIndex: seriesIndex < 0 ? last : seriesIndex, dataIndex });
+        return node(i).querySelector('.tip').innerText;
+      };
+      await new Promise((done) => setTimeout(done, 500));
+      out.drawn = [1, 2, 3, 4, 5, 6, 7].map((i) => node(i).querySelectorAll('svg, canvas').length > 0);
+      out.rate = tipOf(1, -1, 1);
+      out.distribution = tipOf(2, -1, 0);
+      out.box = tipOf(3, 0, 1);
+      out.diamond = tipOf(4, 1, 0);
+      out.bold = document.querySelectorAll('.chart b').length;
+      out.labels = [3, 5].map((i) => {
+        const texts = [...node(i).querySelectorAll('text')].filter((text) => /Inf|^\(/.test(text.textContent));
+        return texts.length;
+      });
+      out.fetched = performance.getEntriesByType('resource').length;
+    )",
+                               "--window-size=1200,4000");  // all of them in sight
+    EXPECT_EQ(Json::array(), out["errors"]);
+    EXPECT_EQ(Json(std::vector<bool>(7, true)), out["drawn"]);
+    const std::string second = bins == 2 ? "(1250, Inf)" : "(1250, 2500]";
+    EXPECT_EQ(second + "\n" + sample::kGraphHostile, out["rate"]);
+    EXPECT_EQ("(-Inf, 1250]\n" + sample::kGraphHostile, out["distribution"]);
+    EXPECT_EQ(0u, out["box"].get<std::string>().rfind(second + "\nMean:48.0", 0)) << out["box"];
+    EXPECT_NE(std::string::npos, out["diamond"].get<std::string>().find("mean")) << out["diamond"];
+    EXPECT_EQ(0, out["bold"]) << "texts of the data are no markup";
+    EXPECT_EQ((Json{bins, bins}), out["labels"]) << "every bin has its label";
+    EXPECT_EQ(0, out["fetched"]);
+  }
 }
 
 }  // namespace

@@ -15,8 +15,14 @@
   extern "C" const char name##_end[]
 
 VELMORA_EMBED(velmora_chart_library, VELMORA_CHART_LIBRARY_FILE);
-VELMORA_EMBED(velmora_page_style, VELMORA_PAGE_STYLE_FILE);
-VELMORA_EMBED(velmora_page_script, VELMORA_PAGE_SCRIPT_FILE);
+VELMORA_EMBED(velmora_chart_library_3d, VELMORA_CHART_LIBRARY_3D_FILE);
+VELMORA_EMBED(velmora_chart_licence_3d, VELMORA_CHART_LICENCE_3D_FILE);
+VELMORA_EMBED(velmora_page_style, VELMORA_PAGE_FOLDER "/report.css");
+VELMORA_EMBED(velmora_page_script, VELMORA_PAGE_FOLDER "/page.js");
+VELMORA_EMBED(velmora_chart_script, VELMORA_PAGE_FOLDER "/charts.js");
+VELMORA_EMBED(velmora_workbook_script, VELMORA_PAGE_FOLDER "/report.js");
+VELMORA_EMBED(velmora_screening_style, VELMORA_PAGE_FOLDER "/screening.css");
+VELMORA_EMBED(velmora_screening_script, VELMORA_PAGE_FOLDER "/screening.js");
 
 namespace velmora {
 namespace {
@@ -27,8 +33,17 @@ std::string_view Between(const char* begin, const char* end) {
 
 }  // namespace
 
-std::string_view ChartLibrary() { return Between(velmora_chart_library_begin, velmora_chart_library_end); }
-std::string_view PageStyle() { return Between(velmora_page_style_begin, velmora_page_style_end); }
-std::string_view PageScript() { return Between(velmora_page_script_begin, velmora_page_script_end); }
+#define VELMORA_TEXT(function, name) \
+  std::string_view function() { return Between(name##_begin, name##_end); }
+
+VELMORA_TEXT(ChartLibrary, velmora_chart_library)
+VELMORA_TEXT(ChartLibrary3d, velmora_chart_library_3d)
+VELMORA_TEXT(ChartLicence3d, velmora_chart_licence_3d)
+VELMORA_TEXT(PageStyle, velmora_page_style)
+VELMORA_TEXT(PageScript, velmora_page_script)
+VELMORA_TEXT(ChartScript, velmora_chart_script)
+VELMORA_TEXT(WorkbookScript, velmora_workbook_script)
+VELMORA_TEXT(ScreeningStyle, velmora_screening_style)
+VELMORA_TEXT(ScreeningScript, velmora_screening_script)
 
 }  // namespace velmora

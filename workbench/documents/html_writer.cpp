@@ -1,14 +1,11 @@
 // A workbook as one self-contained page: headings, facts, notices and the first rows of every table as
-// markup, everything else as data for the page's script (page/report.js), the chart library in the page when
-// a chart is.
-//
-// Two ways lead from data into the page, and each escapes: Escaped() for markup, the "data" block for the
-// script, in which no "<" stands, so that no text can end it.
+// markup, everything else as data for the page's script (page/report.js).
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "workbench/documents/embedded_files.h"
+#include "workbench/documents/page_charts.h"
+#include "workbench/documents/page_parts.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
 #include "workbench/documents/writers.h"
@@ -16,45 +13,11 @@
 namespace velmora {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = PageJson;
 
 constexpr int kRowsShown = 200;        // of a table before "Show more"
 constexpr std::size_t kMostBars = 50;  // of a bar chart
 constexpr std::size_t kManyNotices = 8;
-
-std::string Escaped(std::string_view text) {
-  std::string result;
-  result.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) {
-    const char32_t c = NextCharacter(text, position);
-    switch (c) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      case '"':
-        result += "&quot;";
-        break;
-      case '\'':
-        result += "&#39;";
-        break;
-      default:
-        // Controls have no place in markup, and an override of direction would reorder the text around it.
-        if ((c < 0x20 && c != '\n' && c != '\t') || c == 0x7F || (c >= 0x202A && c <= 0x202E) ||
-            (c >= 0x2066 && c <= 0x2069)) {
-          result += ' ';
-        } else {
-          AppendCharacter(result, c);
-        }
-    }
-  }
-  return result;
-}
 
 // One bar of a horizontal bar chart.
 struct Bar {
@@ -77,50 +40,17 @@ class HtmlWriter {
       if (group.id != 0) AddGroup(group);
     }
     AddGroup(workbook_.Groups().front());
-    std::string page;
-    const std::string title = workbook_.title.empty() ? "Results" : Escaped(workbook_.title);
-    page +=
-        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<meta name=\"color-scheme\" content=\"light dark\">\n"
-        // Nothing is fetched, whatever a text of the data might try.
-        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
-        "'unsafe-inline'; "
-        "script-src 'unsafe-inline'; img-src data:; base-uri 'none'; form-action 'none'\">\n<title>";
-    page += title;
-    page += "</title>\n<style>\n";
-    page += PageStyle();
-    page += "</style>\n</head>\n<body>\n";
-    page += body_;
-    page += "<script type=\"application/json\" id=\"data\">";
-    page += ScriptData();
-    page += "</script>\n";
-    if (!data_["charts"].empty()) {
-      page += "<script>";
-      page += ChartLibrary();
-      page += "</script>\n";
-    }
-    page += "<script>\n";
-    page += PageScript();
-    page += "</script>\n</body>\n</html>\n";
-    return page;
+    PageParts parts;
+    parts.title = workbook_.title;
+    parts.body = std::move(body_);
+    parts.charts = !data_["charts"].empty();
+    parts.threeDimensions = threeDimensions_;
+    parts.data = EmbeddedJson(data_);
+    parts.script = WorkbookScript();
+    return AssemblePage(parts);
   }
 
  private:
-  std::string ScriptData() const {
-    const std::string json = data_.dump(-1, ' ', false, Json::error_handler_t::replace);
-    std::string safe;
-    safe.reserve(json.size());
-    for (const char c : json) {
-      if (c == '<') {
-        safe += "\\u003c";
-      } else {
-        safe += c;
-      }
-    }
-    return safe;
-  }
-
   void AddHeader() {
     body_ +=
         "<a class=\"skip\" href=\"#results\">Skip to the results</a>\n<div class=\"page\">\n<header>\n<h1>";
@@ -286,53 +216,34 @@ class HtmlWriter {
 
   void AddGraph(const Document& document, const Graph& graph, const std::vector<const Document*>& group) {
     const std::string name = "chart" + std::to_string(document.id);
-    Json chart = {{"id", name}, {"title", Utf8Of(graph.Title())}};
-    std::string described;
+    PageChart chart;
     std::string note;
-    int height = 380;
     if (graph.kind == GraphKind::kHorizontalBars) {
       const std::vector<Bar> bars = BarsOf(graph);
       if (bars.empty()) return;
       const std::size_t shown = std::min(bars.size(), kMostBars);
-      FillBars(chart, graph, bars, shown, group);
-      height = 50 + static_cast<int>(shown) * 24;
-      described = "Bar chart of " + std::to_string(shown) + (shown == 1 ? " value" : " values") +
-                  ", the first is " + bars.front().label + " with " + ShownNumber(bars.front().length, "") +
-                  ".";
+      chart.data = {{"id", name}, {"title", Utf8Of(graph.Title())}};
+      FillBars(chart.data, graph, bars, shown, group);
+      chart.height = 50 + static_cast<int>(shown) * 24;
+      chart.description = "Bar chart of " + std::to_string(shown) + (shown == 1 ? " value" : " values") +
+                          ", the first is " + bars.front().label + " with " +
+                          ShownNumber(bars.front().length, "") + ".";
       if (shown < bars.size()) {
         note = "The " + std::to_string(shown) + " best of " +
                GroupedDigits(static_cast<long long>(bars.size())) + " are drawn; the table holds " +
                GroupedDigits(static_cast<long long>(bars.size() - shown)) + " more.";
       }
-    } else if (!FillSeries(chart, graph)) {
-      return;
     } else {
-      described = "Chart of " + graph.valueAxis.title + " against " + graph.positionAxis.title + ".";
+      chart = ChartOf(graph, name, workbook_.shortNames, TipsOf(graph));
+      if (chart.data.is_null()) return;
     }
-
-    const Document* table = nullptr;
-    for (const Document* other : group) {
-      if (!table && other->AsSheet()) table = other;
-    }
-    std::string label;
-    for (const std::string& line : graph.titleLines) label += line + ". ";
-    label += described;
-    if (table) label += " The table below holds the same values.";
-    body_ += "<figure>\n<figcaption>";
-    for (std::size_t i = 0; i < graph.titleLines.size(); ++i) {
-      const char* tag = i == 0 ? "strong" : "span";
-      body_ += std::string("<") + tag + ">" + Escaped(graph.titleLines[i]) + "</" + tag + ">";
-    }
-    body_ += "</figcaption>\n<div class=\"chart\" id=\"" + name +
-             "\" role=\"img\" style=\"height:" + std::to_string(height) + "px\" aria-label=\"" +
-             Escaped(label) + "\"";
-    if (table) body_ += " aria-details=\"table" + std::to_string(table->id) + "\"";
-    body_ += "></div>\n";
-    for (const std::string& line : {note, graph.footnote}) {
-      if (!line.empty()) body_ += "<p class=\"footnote\">" + Escaped(line) + "</p>\n";
-    }
-    body_ += "</figure>\n";
-    data_["charts"].push_back(std::move(chart));
+    const auto table =
+        std::find_if(group.begin(), group.end(), [](const Document* other) { return other->AsSheet(); });
+    body_ +=
+        FigureMarkup(graph, chart, name,
+                     table == group.end() ? std::string() : "table" + std::to_string((*table)->id), note);
+    threeDimensions_ = threeDimensions_ || chart.threeDimensions;
+    data_["charts"].push_back(std::move(chart.data));
   }
 
   // The bars from the top down: the highest position first.
@@ -394,70 +305,10 @@ class HtmlWriter {
                        decimals == 0 ? "0" : "0." + std::string(static_cast<std::size_t>(decimals), '0'));
   }
 
-  static Json AxisOf(const GraphAxis& axis) {
-    Json json = {{"title", Utf8Of(axis.title)}};
-    if (!IsEmptyCell(axis.minimum)) json["minimum"] = axis.minimum;
-    if (!IsEmptyCell(axis.maximum)) json["maximum"] = axis.maximum;
-    if (!IsEmptyCell(axis.step)) json["step"] = axis.step;
-    return json;
-  }
-
-  static Json NumberOf(double value) {
-    return IsEmptyCell(value) || !std::isfinite(value) ? Json() : Json(value);
-  }
-
-  // False for what the page does not draw.
-  bool FillSeries(Json& chart, const Graph& graph) const {
-    if (graph.kind != GraphKind::kXy && graph.kind != GraphKind::kVerticalBars) return false;
-    const bool columns = graph.kind == GraphKind::kVerticalBars;
-    chart["layout"] = columns ? "columns" : "xy";
-    chart["position"] = AxisOf(graph.positionAxis);
-    chart["value"] = AxisOf(graph.valueAxis);
-    chart["right"] = AxisOf(graph.rightAxis);
-    Json array = Json::array();
-    Json categories = Json::array();
-    for (const GraphSeries& series : graph.series) {
-      const bool bars = series.kind == SeriesKind::kBars;
-      if (!bars && series.kind != SeriesKind::kLine && series.kind != SeriesKind::kScatter) continue;
-      Json points = Json::array();
-      for (std::size_t i = 0; i < series.y.size(); ++i) {
-        const Json x = i < series.x.size() ? NumberOf(series.x[i]) : Json(i + 1);
-        const Json y = NumberOf(series.y[i]);
-        if (columns) {
-          points.push_back(y);
-        } else {
-          // A gap: a point without a place.
-          points.push_back(x.is_null() || y.is_null() ? Json::array({nullptr, nullptr})
-                                                      : Json::array({x, y}));
-        }
-        if (columns && categories.size() <= i) {
-          categories.push_back(i < series.labels.size() ? FullText(workbook_.shortNames, series.labels[i])
-                                                        : std::to_string(i + 1));
-        }
-      }
-      Json one = {{"kind", bars                               ? "bars"
-                           : series.kind == SeriesKind::kLine ? "line"
-                                                              : "scatter"},
-                  {"name", Utf8Of(series.name)},
-                  {"right", series.onRightAxis},
-                  {"points", std::move(points)}};
-      if (!series.labels.empty()) {
-        Json labels = Json::array();
-        for (const std::string& label : series.labels)
-          labels.push_back(FullText(workbook_.shortNames, label));
-        one["labels"] = std::move(labels);
-      }
-      array.push_back(std::move(one));
-    }
-    if (array.empty()) return false;
-    chart["series"] = std::move(array);
-    if (columns) chart["categories"] = std::move(categories);
-    return true;
-  }
-
   const Workbook& workbook_;
   std::string body_;
   Json data_;
+  bool threeDimensions_ = false;
 };
 
 }  // namespace
