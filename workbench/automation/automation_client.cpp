@@ -200,7 +200,7 @@ Variant AutomationClient::Call(std::string_view name, const std::vector<Variant>
 
 AutomationClient AutomationClient::GetObject(std::string_view name,
                                              const std::vector<Variant>& arguments) const {
-  return AutomationClient(Get(name, arguments).AsObject());
+  return AutomationClient(Invoke(name, vlm::kInvokeGet | vlm::kInvokeMethod, arguments).AsObject());
 }
 
 Variant AutomationClient::Invoke(std::string_view name, int kind,

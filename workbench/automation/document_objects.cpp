@@ -4,26 +4,14 @@
 #include <utility>
 
 #include "workbench/automation/host_object.h"
+#include "workbench/automation/save_documents.h"
+#include "workbench/data/save.h"
 
 namespace velmora {
 
 namespace {
 
 using Arguments = std::vector<Variant>;
-
-vlm::AutomationMember Getter(int id, const char* name, int type, const char* help, int argumentCount = 0,
-                             int argumentType = 0, const char* argumentName = "") {
-  return {id, name, vlm::kInvokeGet, type, 0, argumentCount, argumentType, argumentName, help, ""};
-}
-
-vlm::AutomationMember Property(int id, const char* name, int type, const char* help) {
-  return {id, name, vlm::kInvokeGet | vlm::kInvokePut, type, type, 0, 0, "", help, help};
-}
-
-vlm::AutomationMember Method(int id, const char* name, const char* help, int argumentCount, int argumentType,
-                             const char* argumentName) {
-  return {id, name, vlm::kInvokeMethod, 0, 0, argumentCount, argumentType, argumentName, help, ""};
-}
 
 // The number when it lies in 1..count, else a failure that names what was asked for.
 int InRange(const Variant& argument, std::int64_t count, const char* what) {
@@ -128,6 +116,13 @@ const HostMemberTable<SpreadsheetObject>& SpreadsheetObject::Members() {
             names.emplace_back(s.shortNames_->FullNameOf(s.sheet_->ColumnName(column)));
           return Variant(std::move(names));
         },
+        nullptr},
+       {Method(20, "Save", "Writes a file: .csv, .html, .xlsx, .json or .txt", 1, vlm::kAutomationText,
+               "FileName"),
+        [](Self& s, const Arguments& a) {
+          SaveDocument(s.sheet_, *s.shortNames_, a[0].AsText());
+          return Variant();
+        },
         nullptr}});
   return table;
 }
@@ -198,6 +193,12 @@ const HostMemberTable<GraphObject>& GraphObject::Members() {
           return point < series.labels.size() ? Variant(s.shortNames_->FullNameOf(series.labels[point]))
                                               : Variant();
         },
+        nullptr},
+       {Method(20, "Save", "Writes a file: .html, .xlsx, .json or .txt", 1, vlm::kAutomationText, "FileName"),
+        [](Self& s, const Arguments& a) {
+          SaveDocument(s.graph_, *s.shortNames_, a[0].AsText());
+          return Variant();
+        },
         nullptr}});
   return table;
 }
@@ -220,7 +221,13 @@ const HostMemberTable<ReportObject>& ReportObject::Members() {
       {{Getter(1, "Title", vlm::kAutomationText, "Title"),
         [](Self& s, const Arguments&) { return Variant(s.report_->title); }, nullptr},
        {Getter(2, "Text", vlm::kAutomationText, "The whole text"),
-        [](Self& s, const Arguments&) { return Variant(s.report_->text); }, nullptr}});
+        [](Self& s, const Arguments&) { return Variant(s.report_->text); }, nullptr},
+       {Method(20, "Save", "Writes a file: .html, .xlsx, .json or .txt", 1, vlm::kAutomationText, "FileName"),
+        [](Self& s, const Arguments& a) {
+          SaveDocument(s.report_, {}, a[0].AsText());
+          return Variant();
+        },
+        nullptr}});
   return table;
 }
 
@@ -258,6 +265,15 @@ const HostMemberTable<WorkbookObject>& WorkbookObject::Members() {
           const auto& notices = s.workbook_->notices;
           const int number = InRange(a[0], static_cast<std::int64_t>(notices.size()), "notice");
           return Variant(notices[static_cast<std::size_t>(number - 1)].text);
+        },
+        nullptr},
+       {Property(5, "Title", vlm::kAutomationText, "Heading of the report"),
+        [](Self& s, const Arguments&) { return Variant(s.workbook_->title); },
+        [](Self& s, const Arguments& a) { s.workbook_->title = a[0].AsText(); }},
+       {Method(6, "Save", "Writes a file: .html, .xlsx, .json or .txt", 1, vlm::kAutomationText, "FileName"),
+        [](Self& s, const Arguments& a) {
+          SaveWorkbook(*s.workbook_, a[0].AsText());
+          return Variant();
         },
         nullptr}});
   return table;
@@ -345,14 +361,36 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
        {Method(14, "IncludeCases", "Uses the cases for which the expression is true; empty for all", 1,
                kAutomationText, "Expression"),
         [](Self& s, const Arguments& a) {
-          s.access_->selectCases(a[0].AsText(), {});
+          s.access_->selectCases(a[0].AsText(), s.access_->caseSelection().exclusion);
           return Variant();
         },
         nullptr},
        {Method(15, "ExcludeCases", "Uses the cases for which the expression is not true; empty for all", 1,
                kAutomationText, "Expression"),
         [](Self& s, const Arguments& a) {
-          s.access_->selectCases({}, a[0].AsText());
+          s.access_->selectCases(s.access_->caseSelection().inclusion, a[0].AsText());
+          return Variant();
+        },
+        nullptr},
+       {Getter(16, "IncludeCondition", kAutomationText, "Expression of the cases used; empty for all"),
+        [](Self& s, const Arguments&) { return Variant(s.access_->caseSelection().inclusion); }, nullptr},
+       {Getter(17, "ExcludeCondition", kAutomationText, "Expression of the cases left out; empty for none"),
+        [](Self& s, const Arguments&) { return Variant(s.access_->caseSelection().exclusion); }, nullptr},
+       {Getter(18, "Measurement", kAutomationText, "\"continuous\" or \"categorical\"", 1, kAutomationInt,
+               "Variable"),
+        [](Self& s, const Arguments& a) {
+          return Variant(s.Variable(a[0]).measurement == Measurement::kCategorical ? "categorical"
+                                                                                   : "continuous");
+        },
+        nullptr},
+       {Getter(19, "IsUsable", kAutomationInt,
+               "0 for an identifier, a constant, a date or free text, which are not analysed by default", 1,
+               kAutomationInt, "Variable"),
+        [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).role == Role::kUsable); }, nullptr},
+       {Method(20, "Save", "Writes the table with its bundles: .csv, .tsv or .parquet", 1, kAutomationText,
+               "FileName"),
+        [](Self& s, const Arguments& a) {
+          SaveTable(s.Data(), a[0].AsText());
           return Variant();
         },
         nullptr}});

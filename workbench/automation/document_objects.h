@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "workbench/automation/automation_client.h"
+#include "workbench/data/selection.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
 
@@ -28,6 +29,7 @@ vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook);
 struct InputSpreadsheetAccess {
   std::function<Table&()> table;  // throws when there is no table any more
   std::function<void(const std::string& include, const std::string& exclude)> selectCases;
+  std::function<CaseSelection()> caseSelection;
   std::function<void(int variableNumber)> weightBy;
   std::function<int()> weightVariable;
   std::function<int(std::string_view name)> variableNumber;  // of a name or v3; throws when there is none

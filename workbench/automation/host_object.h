@@ -27,6 +27,20 @@ struct HostMember {
   void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
 };
 
+// Descriptions of members. With more than one argument, argumentName names them all: "Row, Column".
+inline vlm::AutomationMember Getter(int id, const char* name, int type, const char* help,
+                                    int argumentCount = 0, int argumentType = 0,
+                                    const char* argumentName = "") {
+  return {id, name, vlm::kInvokeGet, type, 0, argumentCount, argumentType, argumentName, help, ""};
+}
+inline vlm::AutomationMember Property(int id, const char* name, int type, const char* help) {
+  return {id, name, vlm::kInvokeGet | vlm::kInvokePut, type, type, 0, 0, "", help, help};
+}
+inline vlm::AutomationMember Method(int id, const char* name, const char* help, int argumentCount = 0,
+                                    int argumentType = 0, const char* argumentName = "", int resultType = 0) {
+  return {id, name, vlm::kInvokeMethod, resultType, 0, argumentCount, argumentType, argumentName, help, ""};
+}
+
 // A class Self derives from HostObject<Self> and has
 //   static const HostMemberTable<Self>& Members();
 // Counted: deletes itself with the last reference. A new object has one reference, its maker's.

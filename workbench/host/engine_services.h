@@ -28,6 +28,8 @@ class EngineServices final : public vlm::IEngineServices {
   std::uint64_t BytesInUse() const { return bytesInUse_; }
   // Releases what the module left behind, once none of its objects can use it any more.
   void FreeAllBlocks();
+  // Between opening and closing of the progress display: a pass over the cases is under way.
+  bool IsComputing() const { return progressOpen_; }
   // Closes a display that the module left open.
   void CloseProgress();
 

@@ -8,7 +8,6 @@
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
-#include "workbench/data/readers.h"
 #include "workbench/stats/kernel_density.h"
 
 namespace velmora {
@@ -119,8 +118,15 @@ void RunningAnalysis::CloseDialogs() {
   }
 }
 
+void RunningAnalysis::End() {
+  const ModuleCall call(core_);
+  ended_ = true;
+  CloseDialogs();
+}
+
 void RunningAnalysis::StartAfresh() {
   const ModuleCall call(core_);
+  if (ended_) return;
   CloseDialogs();
   resultsAvailable_ = false;
   if (analysis_->InitializeAfterFileChanged() == 0 || !GoTo(kStartupStep)) ended_ = true;
@@ -337,11 +343,8 @@ void RunningAnalysis::Misbehaved(std::string_view sentence) {
 }
 
 void RunningAnalysis::OpenDataFile(const std::string& path) {
-  ReadOptions options;
-  options.progress = [](double) { return !cancellationRequested.load(); };
-  core_.ReplaceTable(ReadTable(path, options));
   // The dialog that asked makes its own settings anew.
-  core_.TellOfNewData(this);
+  core_.OpenDataFile(path, this);
 }
 
 void RunningAnalysis::LockResults(bool lock) {

@@ -32,6 +32,8 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   // Closes dialogs that asked to be left and enters their steps. True when there was any.
   bool RunDeferred();
   bool HasEnded() const { return ended_; }
+  // Closes the dialogs; the analysis is destroyed when no call into the module runs any more.
+  void End();
   void CloseDialogs();
   // The session has other data: dialogs close, and the startup dialog opens again on fresh settings.
   void StartAfresh();

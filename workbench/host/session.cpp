@@ -92,7 +92,7 @@ HostAnalysisSettings& Session::AnalysisSettings() { return state_->core->hostAna
 void Session::EndAnalysis() {
   state_->core->RequireThread();
   const ModuleCall call(*state_->core);
-  if (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
+  if (RunningAnalysis* const analysis = state_->core->Latest()) analysis->End();
 }
 
 Workbook& Session::Documents() { return *state_->core->home->workbook; }

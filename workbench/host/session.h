@@ -55,7 +55,8 @@ class Session {
 
   // --- Data
   // Puts other data in place of what is there: selection and weights are dropped, results dialogs are closed,
-  // and every analysis starts afresh on the new data.
+  // and every analysis starts afresh on the new data. This, SelectCases and WeightBy throw DataError while an
+  // analysis reads the cases.
   void SetTable(Table table);
   const Table& Data() const;
   // Cases used: those for which include (when not empty) is true and exclude (when not empty) is not. Throws
@@ -76,7 +77,8 @@ class Session {
   AutomationClient ResultsDialog();
   // Results of the analysis started last: null until a run has succeeded.
   vlm::IFeatureSelectionResults* FeatureSelectionResults();
-  // Closes the dialogs of the analysis started last and destroys it. Handles held stay valid and fail.
+  // Closes the dialogs of the analysis started last and destroys it; inside a command of its own, when the command
+  // has returned. Handles held stay valid and fail.
   void EndAnalysis();
 
   vlm::IScreeningResults* ScreeningResults();

@@ -7,6 +7,7 @@
 
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
+#include "workbench/data/readers.h"
 #include "workbench/host/running_analysis.h"
 
 namespace velmora {
@@ -55,6 +56,10 @@ void SessionCore::Connect() {
   inputAccess->table = [locked]() -> Table& { return locked()->table; };
   inputAccess->selectCases = [locked](const std::string& include, const std::string& exclude) {
     locked()->SelectCases({include, exclude});
+  };
+  inputAccess->caseSelection = [locked] {
+    const CaseSelectionText& text = locked()->selectionText;
+    return CaseSelection{text.include, text.exclude};
   };
   inputAccess->weightBy = [locked](int variableNumber) { locked()->WeightBy(variableNumber); };
   inputAccess->weightVariable = [locked] { return locked()->weightVariable; };
@@ -106,7 +111,20 @@ void SessionCore::ThrowKept() {
   if (keptException) std::rethrow_exception(std::exchange(keptException, nullptr));
 }
 
+void SessionCore::RequireNoPass() const {
+  const bool computing = std::ranges::any_of(
+      analyses, [](const auto& analysis) { return analysis && analysis->Services().IsComputing(); });
+  if (computing) throw DataError("The data cannot be changed while an analysis reads them.");
+}
+
+RunningAnalysis* SessionCore::Latest() {
+  const auto found = std::find_if(analyses.rbegin(), analyses.rend(),
+                                  [](const auto& analysis) { return analysis && !analysis->HasEnded(); });
+  return found == analyses.rend() ? nullptr : found->get();
+}
+
 void SessionCore::ReplaceTable(Table newTable) {
+  RequireNoPass();
   // Sheets made from the old data keep them.
   if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
@@ -121,7 +139,16 @@ void SessionCore::ReplaceTable(Table newTable) {
   }
 }
 
+void SessionCore::OpenDataFile(const std::string& path, const RunningAnalysis* caller) {
+  RequireNoPass();
+  ReadOptions readOptions;
+  readOptions.progress = [](double) { return !cancellationRequested.load(); };
+  ReplaceTable(ReadTable(path, readOptions));
+  TellOfNewData(caller);
+}
+
 void SessionCore::SelectCases(const CaseSelectionText& text) {
+  RequireNoPass();
   const bool isBlank = text.include.find_first_not_of(" \t") == std::string::npos &&
                        text.exclude.find_first_not_of(" \t") == std::string::npos;
   std::optional<CaseBitmap> chosen;
@@ -132,6 +159,7 @@ void SessionCore::SelectCases(const CaseSelectionText& text) {
 }
 
 void SessionCore::WeightBy(int variableNumber) {
+  RequireNoPass();
   if (variableNumber < 0 || variableNumber > table.VariableCount()) {
     throw DataError("There is no variable " + std::to_string(variableNumber) +
                     " to weight the cases by; the data have " + std::to_string(table.VariableCount()) + ".");

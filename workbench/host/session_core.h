@@ -44,8 +44,14 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   void ThrowKept();
 
   // --- Data
-  // Other data: drops selection and weights; the analyses are told by the caller.
+  // Throws DataError while an analysis reads the cases: they must stay what they are until it is done.
+  void RequireNoPass() const;
+  // Other data: drops selection and weights; the analyses are told by the caller. Throws as RequireNoPass does, and
+  // so do SelectCases and WeightBy.
   void ReplaceTable(Table newTable);
+  // Reads the file, puts it in place of what is there and tells the analyses; all but the caller, which does so
+  // itself. Throws DataError; then nothing has changed.
+  void OpenDataFile(const std::string& path, const RunningAnalysis* caller);
   void SelectCases(const CaseSelectionText& text);  // throws DataError
   void WeightBy(int variableNumber);                // throws DataError
   // Values, selection, weights or the set of variables have changed: readers start afresh.
@@ -63,7 +69,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   RunningAnalysis& Start(vlm::IAnalysis* analysis);
   // Closes the analyses' dialogs and gives them the new data; all but one, which does so itself.
   void TellOfNewData(const RunningAnalysis* caller);
-  RunningAnalysis* Latest() { return analyses.empty() ? nullptr : analyses.back().get(); }
+  // The analysis started last that has not ended; null for none.
+  RunningAnalysis* Latest();
 
   Face& face;
   const SessionOptions options;
@@ -114,7 +121,13 @@ vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& cor
                                          vlm::IAutomationObject* inner,
                                          std::shared_ptr<ModuleLibrary> library);
 
-// The application's object; empty members once the session has gone.
+// The open dialog of an analysis as scripts get it; empty for none.
+ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const RunningAnalysis& analysis,
+                             int step);
+// The core while the session lives, on its own thread; throws AutomationError once it has gone.
+std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core);
+
+// The application's object; its members fail once the session has gone.
 vlm::IAutomationObject* MakeApplicationObject(const std::weak_ptr<SessionCore>& core);
 // The object of one running analysis.
 vlm::IAutomationObject* MakeAnalysisObject(const std::weak_ptr<SessionCore>& core, std::string name,

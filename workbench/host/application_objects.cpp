@@ -1,0 +1,276 @@
+// The object model that scripts start from:
+//
+//   Application -- Spreadsheets -- Open(FileName) --> InputSpreadsheet: variables, case selection, weights, Save
+//               \- Analyses -- Add(AnalysisID) --> Analysis -- Dialog: the settings, then the outputs
+//               |                                        \---- Run: OK of the startup dialog
+//               \- Outputs: every document that was made, Save
+//
+// One table is open at a time: opening another replaces it, and every analysis starts afresh on it.
+#include <string>
+#include <utility>
+
+#include "workbench/automation/host_object.h"
+#include "workbench/host/running_analysis.h"
+#include "workbench/host/session_core.h"
+
+namespace velmora {
+
+namespace {
+
+using Arguments = std::vector<Variant>;
+
+constexpr int kFeatureSelectionId = 4870;
+constexpr int kScreeningId = 4871;
+
+[[noreturn]] void Refuse(const std::string& sentence) {
+  throw AutomationError(vlm::kAutomationErrorCode, sentence);
+}
+
+RunningAnalysis& StartAnalysis(SessionCore& core, int analysisId) {
+  ModuleLibrary& module = core.Module();
+  if (analysisId != kFeatureSelectionId && analysisId != kScreeningId) {
+    Refuse("There is no analysis " + std::to_string(analysisId) + "; feature selection is " +
+           std::to_string(kFeatureSelectionId) + ", predictor screening " + std::to_string(kScreeningId) +
+           ".");
+  }
+  RunningAnalysis& running =
+      core.Start(analysisId == kScreeningId ? module.MakeScreening() : module.MakeFeatureSelection());
+  core.ThrowKept();
+  return running;
+}
+
+// --- One analysis, and those that run
+
+class AnalysisObject final : public HostObject<AnalysisObject> {
+ public:
+  AnalysisObject(std::weak_ptr<SessionCore> core, std::string name, int analysisId)
+      : core_(std::move(core)), name_(std::move(name)), analysisId_(analysisId) {}
+  static const HostMemberTable<AnalysisObject>& Members();
+
+ private:
+  friend class HostObject<AnalysisObject>;
+  ~AnalysisObject() = default;
+
+  // The analysis while it runs, or null.
+  RunningAnalysis* Running(const SessionCore& core) const {
+    for (const auto& analysis : core.analyses) {
+      if (analysis->AnalysisObject() == this) return analysis.get();
+    }
+    return nullptr;
+  }
+  ObjectReference Dialog(int step) const {
+    const auto core = LockedCore(core_);
+    const RunningAnalysis* const analysis = Running(*core);
+    return analysis == nullptr ? ObjectReference() : DialogObject(core, *analysis, step);
+  }
+  // What a script works with now: the results once there are any.
+  ObjectReference CurrentDialog() const {
+    ObjectReference results = Dialog(kResultsStep);
+    return results ? results : Dialog(kStartupStep);
+  }
+  int Run() const {
+    const AutomationClient startup(Dialog(kStartupStep));
+    if (!startup) Refuse("The analysis has no startup dialog open.");
+    return startup.Call("OK").AsInt();
+  }
+  void Close() const {
+    const auto core = LockedCore(core_);
+    const ModuleCall call(*core);
+    if (RunningAnalysis* const analysis = Running(*core)) analysis->End();
+  }
+
+  std::weak_ptr<SessionCore> core_;
+  std::string name_;
+  int analysisId_;
+};
+
+const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
+  using Self = AnalysisObject;
+  using vlm::kAutomationInt, vlm::kAutomationObject, vlm::kAutomationText;
+  static const HostMemberTable<Self> table(
+      "Analysis", "A running analysis",
+      {{Getter(1, "Name", kAutomationText, "Name of the analysis"),
+        [](Self& s, const Arguments&) { return Variant(s.name_); }, nullptr},
+       {Getter(2, "ID", kAutomationInt, "Identifier of the analysis"),
+        [](Self& s, const Arguments&) { return Variant(s.analysisId_); }, nullptr},
+       {Getter(3, "Application", kAutomationObject, "The workbench"),
+        [](Self& s, const Arguments&) { return Variant(LockedCore(s.core_)->applicationObject); }, nullptr},
+       {Getter(4, "StartupDialog", kAutomationObject, "The startup dialog, empty when it is closed"),
+        [](Self& s, const Arguments&) { return Variant(s.Dialog(kStartupStep)); }, nullptr},
+       {Getter(5, "ResultsDialog", kAutomationObject, "The results dialog, empty when it is closed"),
+        [](Self& s, const Arguments&) { return Variant(s.Dialog(kResultsStep)); }, nullptr},
+       {Getter(6, "Dialog", kAutomationObject, "The dialog that is open: the results when there are any"),
+        [](Self& s, const Arguments&) { return Variant(s.CurrentDialog()); }, nullptr},
+       {Method(7, "Run", "OK of the startup dialog; 1 when there are results", 0, 0, "", kAutomationInt),
+        [](Self& s, const Arguments&) { return Variant(s.Run()); }, nullptr},
+       {Method(8, "Close", "Closes the dialogs and ends the analysis"),
+        [](Self& s, const Arguments&) {
+          s.Close();
+          return Variant();
+        },
+        nullptr}});
+  return table;
+}
+
+class AnalysesObject final : public HostObject<AnalysesObject> {
+ public:
+  explicit AnalysesObject(std::weak_ptr<SessionCore> core) : core_(std::move(core)) {}
+  static const HostMemberTable<AnalysesObject>& Members();
+
+ private:
+  friend class HostObject<AnalysesObject>;
+  ~AnalysesObject() = default;
+  static Variant ObjectOf(RunningAnalysis& analysis) {
+    return Variant(ObjectReference(analysis.AnalysisObject()));
+  }
+  std::weak_ptr<SessionCore> core_;
+};
+
+const HostMemberTable<AnalysesObject>& AnalysesObject::Members() {
+  using Self = AnalysesObject;
+  using vlm::kAutomationInt, vlm::kAutomationObject;
+  static const HostMemberTable<Self> table(
+      "Analyses", "The analyses that run",
+      {{Getter(1, "Count", kAutomationInt, "Number of analyses"),
+        [](Self& s, const Arguments&) {
+          return Variant(static_cast<int>(LockedCore(s.core_)->analyses.size()));
+        },
+        nullptr},
+       {Getter(0, "Item", kAutomationObject, "An analysis, in the order of their starts", 1, kAutomationInt,
+               "Index"),
+        [](Self& s, const Arguments& a) {
+          const auto core = LockedCore(s.core_);
+          const int number = a[0].AsInt();
+          if (number < 1 || number > static_cast<int>(core->analyses.size())) {
+            Refuse("There is no analysis " + std::to_string(number) + "; there are " +
+                   std::to_string(core->analyses.size()) + ".");
+          }
+          return ObjectOf(*core->analyses[static_cast<std::size_t>(number - 1)]);
+        },
+        nullptr},
+       {Method(2, "Add", "Starts an analysis: 4870 feature selection, 4871 predictor screening", 1,
+               kAutomationInt, "AnalysisID", kAutomationObject),
+        [](Self& s, const Arguments& a) {
+          return ObjectOf(StartAnalysis(*LockedCore(s.core_), a[0].AsInt()));
+        },
+        nullptr}});
+  return table;
+}
+
+// --- The application and its spreadsheets
+
+class SpreadsheetsObject final : public HostObject<SpreadsheetsObject> {
+ public:
+  explicit SpreadsheetsObject(std::weak_ptr<SessionCore> core) : core_(std::move(core)) {}
+  static const HostMemberTable<SpreadsheetsObject>& Members();
+
+ private:
+  friend class HostObject<SpreadsheetsObject>;
+  ~SpreadsheetsObject() = default;
+  std::weak_ptr<SessionCore> core_;
+};
+
+Variant OpenSpreadsheet(const std::weak_ptr<SessionCore>& session, const std::string& path) {
+  const auto core = LockedCore(session);
+  core->OpenDataFile(path, nullptr);
+  core->ThrowKept();
+  return Variant(core->inputObject);
+}
+
+int SpreadsheetCount(const SessionCore& core) { return core.table.VariableCount() > 0 ? 1 : 0; }
+
+const HostMemberTable<SpreadsheetsObject>& SpreadsheetsObject::Members() {
+  using Self = SpreadsheetsObject;
+  using vlm::kAutomationInt, vlm::kAutomationObject, vlm::kAutomationText;
+  static const HostMemberTable<Self> table(
+      "Spreadsheets", "The table that is open",
+      {{Getter(1, "Count", kAutomationInt, "1 when a table is open, else 0"),
+        [](Self& s, const Arguments&) { return Variant(SpreadsheetCount(*LockedCore(s.core_))); }, nullptr},
+       {Getter(0, "Item", kAutomationObject, "The open table", 1, kAutomationInt, "Index"),
+        [](Self& s, const Arguments& a) {
+          const auto core = LockedCore(s.core_);
+          if (a[0].AsInt() != 1 || SpreadsheetCount(*core) == 0) {
+            Refuse("There is no spreadsheet " + a[0].AsText() + "; " +
+                   (SpreadsheetCount(*core) == 0 ? "none is open." : "one is open."));
+          }
+          return Variant(core->inputObject);
+        },
+        nullptr},
+       {Method(2, "Open", "Opens a data file in place of what is open", 1, kAutomationText, "FileName",
+               kAutomationObject),
+        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, a[0].AsText()); }, nullptr}});
+  return table;
+}
+
+class ApplicationObject final : public HostObject<ApplicationObject> {
+ public:
+  explicit ApplicationObject(std::weak_ptr<SessionCore> core) : core_(std::move(core)) {}
+  static const HostMemberTable<ApplicationObject>& Members();
+
+ private:
+  friend class HostObject<ApplicationObject>;
+  ~ApplicationObject() = default;
+  Variant Outputs() const {
+    return Variant(ObjectReference::Adopt(MakeWorkbookObject(LockedCore(core_)->home->workbook)));
+  }
+  Variant StartupOf(int analysisId) const {
+    const auto core = LockedCore(core_);
+    return Variant(DialogObject(core, StartAnalysis(*core, analysisId), kStartupStep));
+  }
+  std::weak_ptr<SessionCore> core_;
+};
+
+const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
+  using Self = ApplicationObject;
+  using vlm::kAutomationObject, vlm::kAutomationText;
+  static const HostMemberTable<Self> table(
+      "Application", "The workbench",
+      {{Getter(1, "Name", kAutomationText, "Name of the application"),
+        [](Self&, const Arguments&) { return Variant("Velmora"); }, nullptr},
+       {Getter(2, "InputSpreadsheet", kAutomationObject, "The table that analyses work on"),
+        [](Self& s, const Arguments&) { return Variant(LockedCore(s.core_)->inputObject); }, nullptr},
+       {Getter(3, "Workbook", kAutomationObject, "Documents that analyses made"),
+        [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr},
+       {Method(4, "Open", "Opens a data file in place of what is open", 1, kAutomationText, "FileName",
+               kAutomationObject),
+        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, a[0].AsText()); }, nullptr},
+       {Method(5, "StartFeatureSelection", "Starts feature selection; returns its startup dialog", 0, 0, "",
+               kAutomationObject),
+        [](Self& s, const Arguments&) { return s.StartupOf(kFeatureSelectionId); }, nullptr},
+       {Method(6, "StartScreening", "Starts predictor screening; returns its startup dialog", 0, 0, "",
+               kAutomationObject),
+        [](Self& s, const Arguments&) { return s.StartupOf(kScreeningId); }, nullptr},
+       {Getter(7, "Spreadsheets", kAutomationObject, "The table that is open, and opening of another"),
+        [](Self& s, const Arguments&) {
+          return Variant(ObjectReference::Adopt(new SpreadsheetsObject(s.core_)));
+        },
+        nullptr},
+       {Getter(8, "Analyses", kAutomationObject, "The analyses that run, and starting of others"),
+        [](Self& s, const Arguments&) {
+          return Variant(ObjectReference::Adopt(new AnalysesObject(s.core_)));
+        },
+        nullptr},
+       {Getter(9, "Outputs", kAutomationObject, "Documents that analyses made"),
+        [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr}});
+  return table;
+}
+
+}  // namespace
+
+std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core) {
+  const std::shared_ptr<SessionCore> locked = core.lock();
+  if (locked == nullptr) Refuse("The session has ended.");
+  locked->RequireThread();
+  return locked;
+}
+
+vlm::IAutomationObject* MakeApplicationObject(const std::weak_ptr<SessionCore>& core) {
+  return new ApplicationObject(core);
+}
+
+vlm::IAutomationObject* MakeAnalysisObject(const std::weak_ptr<SessionCore>& core, std::string name,
+                                           int analysisId) {
+  return new AnalysisObject(core, std::move(name), analysisId);
+}
+
+}  // namespace velmora
