@@ -141,4 +141,13 @@
       "The exclusion of the case selection is not applied where predictors are cut into bins; all "         \
       "statistics are computed on the selected cases.")                                                     \
   ROW(kTextNoSplit, 34494, "No split of the predictor separates the response.")                             \
-  ROW(kTextNoCommonCases, 34495, "There are no cases with a value of the predictor and of the response.")
+  ROW(kTextNoCommonCases, 34495, "There are no cases with a value of the predictor and of the response.")   \
+  ROW(kTextInPercent, 34500, "%s (%%)")                                                                     \
+  ROW(kTextCases, 34501, "Cases")                                                                           \
+  ROW(kTextMeanWithLimits, 34502, "Mean with 95% limits")                                                   \
+  ROW(kTextSampleShown, 34503,                                                                              \
+      "%d of %d cases are shown, drawn at random along the predictor; means and limits are of all cases.")  \
+  ROW(kTextInteractionPlot, 34504, "Interaction plot of frequencies")                                       \
+  ROW(kTextCategorizedHistograms, 34505, "Categorized histograms")                                          \
+  ROW(kText3DHistogram, 34506, "3D Histogram")                                                              \
+  ROW(kTextFrequency, 34507, "Frequency")

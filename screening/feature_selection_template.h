@@ -126,6 +126,17 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   // cases; columns BinStatisticsColumn. Made when first asked for, kept in the record.
   vlm::ISpreadsheet& BinStatistics(PredSummary& record);
 
+  // --- Graphs of one predictor, made from its record and shown. After a failure of the host they tell the user,
+  // show nothing and return null. A graph of bins is one of intervals or of levels, by the kind of the predictor.
+  Ref<vlm::IGraph> BinaryDefaultRateGraph(PredSummary& record);
+  Ref<vlm::IGraph> BinaryCDFGraph(PredSummary& record);
+  Ref<vlm::IGraph> ContinuousBoxPlot(PredSummary& record);
+  Ref<vlm::IGraph> ContinuousOverlaidScatter(
+      PredSummary& record);  // of at most 2000 cases, with mean diamonds
+  Ref<vlm::IGraph> CategoricalInteractionPlot(PredSummary& record);
+  Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
+  Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
+
   // --- Host analyses
   // So that every statistic is computed on the cases of the screening.
   static void CopyAnalysisSelCondsAndWeights(vlm::IHostAnalysis& source, vlm::IHostAnalysis& target);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "resources/automation_tables.h"
+#include "resources/control_ids.h"
 #include "screening_ui/results_dialog.h"
 
 namespace vlmfsl {
@@ -51,6 +52,26 @@ int KindOfMember(int dispatchId) {
   }
 }
 
+// The button of a member that makes a graph.
+int ButtonOfGraph(int dispatchId) {
+  switch (dispatchId) {
+    case kDispBinaryDistribution:
+      return kControlBinaryDistribution;
+    case kDispBinaryDefaultRates:
+      return kControlBinaryDefaultRates;
+    case kDispContinuousBoxPlot:
+      return kControlBoxPlot;
+    case kDispContinuousMeanDiamonds:
+      return kControlMeanDiamonds;
+    case kDispCategoricalInteraction:
+      return kControlInteractionPlot;
+    case kDispCategoricalHistograms:
+      return kControlCategorizedHistograms;
+    default:
+      return kControlHistograms3D;
+  }
+}
+
 void ReturnOnly(const AutomationCall& call, const CFeatureSelectionTemplateResultsDialog::Sheets& sheets) {
   call.result.SetObject(sheets.empty() ? nullptr : sheets.front()->GetAutomationObject());
 }
@@ -82,6 +103,13 @@ void CComScreeningResults::CallOpen(const AutomationCall& call) {
       {kDispBinaryCrosstab, &T::get_PredictorTable, nullptr},
       {kDispCategoricalCrosstab, &T::get_PredictorTable, nullptr},
       {kDispContinuousBreakdown, &T::get_PredictorTable, nullptr},
+      {kDispBinaryDistribution, &T::get_Graph, nullptr},
+      {kDispBinaryDefaultRates, &T::get_Graph, nullptr},
+      {kDispContinuousBoxPlot, &T::get_Graph, nullptr},
+      {kDispContinuousMeanDiamonds, &T::get_Graph, nullptr},
+      {kDispCategoricalInteraction, &T::get_Graph, nullptr},
+      {kDispCategoricalHistograms, &T::get_Graph, nullptr},
+      {kDispCategoricalHistograms3D, &T::get_Graph, nullptr},
   };
   CallHandler<T>(kHandlers, *this, call);
 }
@@ -150,6 +178,11 @@ void CComScreeningResults::get_Importance(const AutomationCall& call) {
 
 void CComScreeningResults::get_PredictorTable(const AutomationCall& call) {
   ReturnOnly(call, Dialog().MakePredictorTable(KindOfMember(call.member.dispatchId)));
+}
+
+void CComScreeningResults::get_Graph(const AutomationCall& call) {
+  const Ref<vlm::IGraph> graph = Dialog().MakeGraph(ButtonOfGraph(call.member.dispatchId));
+  call.result.SetObject(graph ? graph->GetAutomationObject() : nullptr);
 }
 
 }  // namespace vlmfsl

@@ -19,6 +19,22 @@ int DropDownOf(int responseKind) {
   return responseKind == kCategoricalKind ? kControlCategoricalPredictor : kControlContinuousPredictor;
 }
 
+struct GraphButton {
+  int controlId;
+  int responseKind;
+  Ref<vlm::IGraph> (CFeatureSelectionTemplate::*make)(PredSummary& record);
+};
+
+constexpr GraphButton kGraphButtons[] = {
+    {kControlBinaryDistribution, kBinaryKind, &CFeatureSelectionTemplate::BinaryCDFGraph},
+    {kControlBinaryDefaultRates, kBinaryKind, &CFeatureSelectionTemplate::BinaryDefaultRateGraph},
+    {kControlBoxPlot, kContinuousKind, &CFeatureSelectionTemplate::ContinuousBoxPlot},
+    {kControlMeanDiamonds, kContinuousKind, &CFeatureSelectionTemplate::ContinuousOverlaidScatter},
+    {kControlInteractionPlot, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalInteractionPlot},
+    {kControlCategorizedHistograms, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalHistograms},
+    {kControlHistograms3D, kCategoricalKind, &CFeatureSelectionTemplate::Categorical3DHistogram},
+};
+
 }  // namespace
 
 CFeatureSelectionTemplateResultsDialog::CFeatureSelectionTemplateResultsDialog(
@@ -111,6 +127,18 @@ CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsD
   return sheet ? Sheets{std::move(sheet)} : Sheets{};
 }
 
+Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int controlId) {
+  for (const GraphButton& button : kGraphButtons) {
+    if (button.controlId != controlId) continue;
+    const std::vector<int>& order = Screening().Order(button.responseKind);
+    const auto position = static_cast<std::size_t>(chosen_[static_cast<std::size_t>(button.responseKind)]);
+    if (position >= order.size()) return {};
+    std::vector<PredSummary>& results = Screening().Results(button.responseKind);
+    return (Screening().*button.make)(results[static_cast<std::size_t>(order[position])]);
+  }
+  return {};
+}
+
 void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
   switch (controlId) {
     case kControlSummary:
@@ -149,6 +177,7 @@ void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
     case kControlCancel:
       return Exit(kExitNone);
     default:
+      MakeGraph(controlId);
       return;
   }
 }

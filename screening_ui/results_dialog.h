@@ -32,6 +32,7 @@ class CComScreeningResults : public DialogAutomation {
   void get_Summary(const AutomationCall& call);
   void get_Importance(const AutomationCall& call);
   void get_PredictorTable(const AutomationCall& call);
+  void get_Graph(const AutomationCall& call);
 };
 
 class CFeatureSelectionTemplateResultsDialog final
@@ -52,6 +53,8 @@ class CFeatureSelectionTemplateResultsDialog final
   Sheets MakeSummary();
   Sheets MakeImportance(int responseKind);
   Sheets MakePredictorTable(int responseKind);
+  // The graph that this button makes, of the predictor chosen on its page. Null when there is none.
+  Ref<vlm::IGraph> MakeGraph(int controlId);
 
   void SetNumberToSave(int number);
   int NumberToSave() const { return numberToSave_; }

@@ -29,7 +29,7 @@ class DocumentAdapter : public Interface {
   }
   void Show() override {
     Try([&] {
-      if (shown_) return;
+      if (shown_ || failed_) return;
       home_->workbook->Add(body_, home_->currentGroup);
       ++home_->shownCount;
       shown_ = true;
@@ -52,6 +52,7 @@ class DocumentAdapter : public Interface {
     try {
       function();
     } catch (...) {
+      failed_ = true;
       if (!home_->failure) home_->failure = std::current_exception();
     }
   }
@@ -64,6 +65,7 @@ class DocumentAdapter : public Interface {
   ObjectReference object_;
   int references_ = 1;
   bool shown_ = false;
+  bool failed_ = false;  // something of it is lost: it is never shown
 };
 
 class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet> {
