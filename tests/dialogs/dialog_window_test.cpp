@@ -40,8 +40,9 @@ struct FakeResources final : vlm::IModuleResources {
     for (const auto& dialogTemplate : kTemplates) {
       if (dialogTemplate.id == id) return &dialogTemplate;
     }
-    return nullptr;
+    return second.id == id ? &second : nullptr;
   }
+  vlm::DialogTemplate second{};
   const vlm::AutomationInterface* GetAutomationInterface(int) override { return nullptr; }
 };
 
@@ -125,6 +126,12 @@ struct AnsweringFace final : DialogFace {
     errors.push_back(std::to_string(controlId) + " " + std::string(text));
   }
   void ShowInstructionError(DialogWindow&, std::string_view text) override { errors.emplace_back(text); }
+  void PageSelected(DialogWindow& window) override {
+    shown.push_back("page " + std::to_string(window.SelectedPage()));
+  }
+  void AvailabilityChanged(DialogWindow& window) override {
+    shown.emplace_back(window.TakesCommands() ? "free" : "busy");
+  }
   bool AskVariableLists(DialogWindow&, std::string_view title,
                         std::vector<VariableListQuestion>& lists) override {
     lastTitle = title;
@@ -144,7 +151,7 @@ struct AnsweringFace final : DialogFace {
 
   std::string lastTitle;
   std::vector<std::vector<std::vector<int>>> answers;
-  std::vector<std::string> selections, errors;
+  std::vector<std::string> selections, errors, shown;
 };
 
 struct DialogTest : testing::Test {
@@ -185,10 +192,50 @@ TEST_F(DialogTest, CaptionsReadPlain) {
       {"!249Summary: Best &k predictors", "Summary: Best k predictors"},
       {"&Variables", "Variables"},
       {"R&&D", "R&D"},
-      {"qReport of b&est", "qReport of best"},
+      {"qReport of b&est", "Report of best"},
+      {"i&Factor codes:", "Factor codes:"},
+      {"!222 Interaction plot", " Interaction plot"},
+      {"&Interaction", "Interaction"},
+      {"quick", "quick"},
       {"end&", "end"},
       {"!12", ""}};
   for (const auto& [caption, plain] : rows) EXPECT_EQ(PlainCaption(caption), plain);
+  EXPECT_EQ(IconMark("!249Summary"), "249");
+  EXPECT_EQ(IconMark("qR&ules report"), "q");
+  EXPECT_EQ(IconMark("index"), "");
+  EXPECT_EQ(Accelerator("qR&ules && more"), 'u');
+  EXPECT_EQ(Accelerator("R&&D"), 0);
+}
+
+// A face sees when there is something to show, and what a person does while a command runs has no effect.
+TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
+  const vlm::ControlTemplate edit[] = {{1032, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
+  resources.second = {201, "Advanced", 200, 100, edit, 1};
+  client.onInit = [](vlm::IDialogWindow& opened) {
+    const int pages[] = {201};
+    opened.AddDlgTabs(1000, pages, 1);
+  };
+  ASSERT_TRUE(window->Open());
+  EXPECT_EQ(window->SelectedPage(), 0);
+  client.onCommand = [&](vlm::IDialogWindow& opened, int) {
+    EXPECT_FALSE(window->TakesCommands());
+    EXPECT_FALSE(window->Press(1035));
+    EXPECT_FALSE(window->Find(1035)->checked) << "its check stays as it is too";
+    EXPECT_FALSE(window->TypeText(1024, "7"));
+    EXPECT_FALSE(window->SelectPage(1));
+    AutomationResult result;
+    owner.automation = true;
+    EXPECT_EQ(opened.InvokeInherited(3, vlm::kInvokeMethod, nullptr, 0, &result), vlm::kDispatchException);
+    EXPECT_EQ(result.description, "The dialog is busy.");
+    opened.ShowEditError(1032, "Wrong", 5);
+  };
+  EXPECT_TRUE(window->Press(1022));
+  EXPECT_EQ(client.commands, std::vector<int>{1022});
+  EXPECT_EQ(window->SelectedPage(), 1) << "where the error stands";
+  EXPECT_TRUE(window->SelectPage(0));
+  EXPECT_FALSE(window->SelectPage(2));
+  window->SetLocked(true);
+  EXPECT_EQ(face.shown, (std::vector<std::string>{"busy", "page 1", "free", "page 0", "busy"}));
 }
 
 TEST_F(DialogTest, OnlyUsableControlsTakeCommands) {

@@ -1,6 +1,22 @@
 // What shows dialogs to somebody: nobody (tests, scripts, the command line), native windows or a page. The
-// runtime keeps every control's state and calls the face when something is to be shown or asked; a face that
-// lets a person act calls DialogWindow::Press and the Type functions.
+// runtime (DialogWindow) keeps every control's state and is the one that talks to the module; a face shows that
+// state and hands on what a person does. No face changes a control itself, and none reaches the module.
+//
+//   module -> DialogWindow -> face     DialogOpened, then ControlChanged, PageSelected, AvailabilityChanged ...
+//   person -> face -> DialogWindow     Press, TypeText, ChooseItem, SelectPage
+//
+// What a face must do:
+//   - DialogOpened: build the dialog from Caption(), Pages() and Controls(): places in dialog units, those of a
+//     page count from the page's corner; captions carry '&' and icon marks (PlainCaption, Accelerator, IconMark).
+//     Every page's controls are there all the time; the page in front is SelectedPage().
+//   - ControlChanged: show the control anew: text, check, items, enabled, shown, error. It also comes for what the
+//     face itself has just passed on, so a face that sets a text only where it differs never runs in circles.
+//   - hand on each key or click as it comes: a text after every change, so that a half-typed number is what a
+//     command finds; a press once, the check of a box follows by ControlChanged.
+//   - AvailabilityChanged: while TakesCommands() is false nothing a person does has an effect; show it so.
+//   - Ask...: modal. The call returns when the person has answered; a face with a loop of its own runs it
+//     meanwhile. The dialog takes no commands then, and may be gone when the call returns.
+// All calls come and are made on the session's thread. A window may be used from DialogOpened until DialogClosed.
 #pragma once
 
 #include <functional>
@@ -43,8 +59,12 @@ class DialogFace {
 
   virtual void DialogOpened(DialogWindow& /*window*/) {}
   virtual void ControlChanged(DialogWindow& /*window*/, int /*controlId*/) {}
+  virtual void PageSelected(DialogWindow& /*window*/) {}
+  virtual void DataLineChanged(DialogWindow& /*window*/) {}
+  virtual void AvailabilityChanged(DialogWindow& /*window*/) {}
   virtual void DialogClosed(DialogWindow& /*window*/) {}
 
+  // The control's error is set and its page is in front.
   virtual void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view /*text*/) {}
   virtual void ShowInstructionError(DialogWindow& /*window*/, std::string_view /*text*/) {}
 

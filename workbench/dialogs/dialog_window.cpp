@@ -100,11 +100,20 @@ bool Control::InRange(std::string_view decimalSeparator) const {
   return value && *minimum <= *value && *value <= *maximum;
 }
 
-std::string PlainCaption(std::string_view caption) {
+std::string_view IconMark(std::string_view caption) {
   if (caption.starts_with('!')) {
-    caption.remove_prefix(1);
-    while (!caption.empty() && caption.front() >= '0' && caption.front() <= '9') caption.remove_prefix(1);
+    const std::size_t end = caption.find_first_not_of("0123456789", 1);
+    return caption.substr(1, (end == std::string_view::npos ? caption.size() : end) - 1);
   }
+  // One small letter in front of the capital that the caption begins with.
+  const std::size_t first = caption.starts_with("i&") || caption.starts_with("q&") ? 2 : 1;
+  const bool marked = caption.size() > first && (caption[0] == 'i' || caption[0] == 'q') &&
+                      caption[first] >= 'A' && caption[first] <= 'Z';
+  return caption.substr(0, marked ? 1 : 0);
+}
+
+std::string PlainCaption(std::string_view caption) {
+  caption.remove_prefix(IconMark(caption).size() + (caption.starts_with('!') ? 1 : 0));
   std::string plain;
   for (std::size_t index = 0; index < caption.size(); ++index) {
     // "&&" is an ampersand to be read.
@@ -112,6 +121,15 @@ std::string PlainCaption(std::string_view caption) {
     plain += caption[index];
   }
   return plain;
+}
+
+char Accelerator(std::string_view caption) {
+  for (std::size_t index = 0; index + 1 < caption.size(); ++index) {
+    if (caption[index] != '&') continue;
+    const char letter = caption[++index];
+    if (letter != '&') return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  }
+  return 0;
 }
 
 template <typename Function>
@@ -177,7 +195,7 @@ const Control* DialogWindow::Find(int controlId) const {
 }
 
 Control* DialogWindow::FindUsable(int controlId) {
-  if (!open_ || locked_) return nullptr;
+  if (!TakesCommands()) return nullptr;
   const auto found = std::find_if(controls_.begin(), controls_.end(), [&](const Control& control) {
     return control.id == controlId && control.enabled && control.shown;
   });
@@ -210,6 +228,32 @@ bool DialogWindow::Press(int controlId) {
   }
   SendCommand(controlId);
   return true;
+}
+
+bool DialogWindow::SelectPage(int pageIndex) {
+  if (!TakesCommands() || pageIndex < 0 || pageIndex >= static_cast<int>(pages_.size())) return false;
+  if (selectedPage_ != pageIndex) {
+    selectedPage_ = pageIndex;
+    face_.PageSelected(*this);
+  }
+  return true;
+}
+
+void DialogWindow::ShowPageOf(int controlId) {
+  const Control* control = Find(controlId);
+  if (control == nullptr || control->pageIndex < 0 || control->pageIndex == selectedPage_) return;
+  selectedPage_ = control->pageIndex;
+  if (open_) face_.PageSelected(*this);
+}
+
+void DialogWindow::SetLocked(bool locked) {
+  if (locked_ == locked) return;
+  locked_ = locked;
+  AvailabilityChanged();
+}
+
+void DialogWindow::AvailabilityChanged() {
+  if (open_) face_.AvailabilityChanged(*this);
 }
 
 bool DialogWindow::TypeText(int controlId, std::string_view text) {
@@ -245,7 +289,9 @@ void DialogWindow::SendCommand(int controlId) {
     owner_.Message("There are no options to choose for this dialog.");
   } else if (client_) {
     const Reference<vlm::IDialogClient> client = client_;
+    if (runningCommands_++ == 0) AvailabilityChanged();
     client->OnCommand(controlId);
+    if (--runningCommands_ == 0) AvailabilityChanged();
   }
 }
 
@@ -262,6 +308,8 @@ void DialogWindow::LoadControls(const vlm::DialogTemplate& dialogTemplate, int p
     control.width = source.width;
     control.height = source.height;
     // A group never reaches over the border of a template.
+    control.isDefault = (source.flags & vlm::kControlDefault) != 0;
+    control.tabStop = (source.flags & vlm::kControlNoTabStop) == 0;
     control.groupStart = index == 0 || (source.flags & vlm::kControlGroupStart) != 0;
     control.shown = (source.flags & vlm::kControlHidden) == 0;
     controls_.push_back(std::move(control));
@@ -301,6 +349,7 @@ void DialogWindow::AddDlgTabs(int tabControlId, const int* pageTemplateIds, int 
       }
       pages_.push_back({page->id, tabControlId, page->caption == nullptr ? "" : page->caption});
       LoadControls(*page, static_cast<int>(pages_.size()) - 1);
+      if (selectedPage_ < 0) selectedPage_ = 0;
     }
   });
 }
@@ -317,6 +366,7 @@ void DialogWindow::RefreshDataLine() {
   if (const int weight = owner_.CaseWeight(); weight != 0) {
     dataLine_ += "; weighted by " + owner_.Data().Variable(weight).name;
   }
+  if (open_) face_.DataLineChanged(*this);
 }
 
 void DialogWindow::EnableWindow(int controlId, int enabled) {
@@ -427,7 +477,10 @@ int DialogWindow::GetSelectedDropDownItem(int controlId) {
 
 void DialogWindow::ShowEditError(int controlId, const char* text, int length) {
   ChangeControl(controlId, [&](Control& control) { control.error = TextOf(text, length); });
-  Guarded([&] { face_.ShowEditError(*this, controlId, TextOf(text, length)); });
+  Guarded([&] {
+    ShowPageOf(controlId);
+    face_.ShowEditError(*this, controlId, TextOf(text, length));
+  });
 }
 
 void DialogWindow::DisplayInstError(const char* text, int length) {
@@ -680,6 +733,7 @@ void DialogWindow::ExitDialog(int step) {
 int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result) {
   const auto self = shared_from_this();
   owner_.TakeAutomationError();
+  if (runningCommands_ != 0) return SetFailure(result, vlm::kAutomationErrorCode, "The dialog is busy.");
   const Control* control = FindUsable(controlId);
   if (control != nullptr) SendCommand(controlId);
   if (const std::optional<AutomationError> error = owner_.TakeAutomationError()) {

@@ -34,6 +34,8 @@ struct Control {
   std::string caption;  // of the template; '&' and "!249" marks included
   int x = 0, y = 0, width = 0, height = 0;
   bool groupStart = false;
+  bool isDefault = false;  // what the return key presses
+  bool tabStop = true;
 
   bool enabled = true;
   bool shown = true;
@@ -55,8 +57,12 @@ struct DialogPage {
   std::string caption;
 };
 
-// A caption as a person reads it: without the icon's number at its start and the accelerator's mark.
+// A caption as a person reads it: without the icon's mark at its start and the accelerator's.
 std::string PlainCaption(std::string_view caption);
+// The icon's mark: "249" of "!249Summary", "q" of "qReport of b&est"; empty when the caption has none.
+std::string_view IconMark(std::string_view caption);
+// The letter behind the accelerator's mark, in lower case; 0 when there is none.
+char Accelerator(std::string_view caption);
 
 // What a dialog asks of the analysis that it belongs to.
 class DialogOwner {
@@ -121,12 +127,19 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   const std::vector<Control>& Controls() const { return controls_; }
   // The first control with this id, or null.
   const Control* Find(int controlId) const;
+  // Index of the page in front; -1 when there are no pages.
+  int SelectedPage() const { return selectedPage_; }
+  // False while the dialog is closed, while results are locked and while a command runs: then nothing that a
+  // person does has an effect.
+  bool TakesCommands() const { return open_ && !locked_ && runningCommands_ == 0; }
   bool IsLocked() const { return locked_; }
-  void SetLocked(bool locked) { locked_ = locked; }
+  void SetLocked(bool locked);
 
-  // What a person does. Each returns false, and does nothing, when the dialog is closed or there is no such
+  // What a person does. Each returns false, and does nothing, when the dialog takes no commands or has no such
   // control that is shown and enabled. Boxes and radio buttons change their check first, as windows do.
+  // Closing the window by its frame or the escape key is Press(kCancelButton).
   bool Press(int controlId);
+  bool SelectPage(int pageIndex);
   bool TypeText(int controlId, std::string_view text);
   bool ChooseItem(int controlId, int itemIndex);
 
@@ -183,8 +196,11 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   template <typename Change>
   void ChangeControl(int controlId, Change change);
   Control* FindUsable(int controlId);
+  // Brings the page of a control to the front.
+  void ShowPageOf(int controlId);
   void SendCommand(int controlId);
   void RefreshDataLine();
+  void AvailabilityChanged();
   int PressFromScript(int controlId, vlm::IAutomationResult* result);
   void CheckLists(const std::vector<VariableListQuestion>& questions) const;  // throws DataError
   // Asks until the answer is taken or the user gives up; ask returns false for Cancel, use throws DataError.
@@ -199,6 +215,8 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   bool open_ = false;
   bool locked_ = false;
   int lockCount_ = 0;
+  int runningCommands_ = 0;
+  int selectedPage_ = -1;
   std::optional<int> requestedStep_;
   std::string caption_;
   std::string dataLine_;
