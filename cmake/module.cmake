@@ -18,7 +18,9 @@ else()
 endif()
 
 if(WIN32)
-  target_link_libraries(vlm_frame PUBLIC ole32 oleaut32 shell32 uuid)
+  # COM faces of automation objects, compiled into the module and into the workbench.
+  velmora_library(vlm_com com ole32 oleaut32 uuid)
+  target_link_libraries(vlm_frame PUBLIC vlm_com ole32 oleaut32 shell32 uuid)
 endif()
 
 velmora_library(vlm_fsl fsl vlm_frame)

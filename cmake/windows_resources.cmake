@@ -1,5 +1,5 @@
-# The Windows forms of the tables in resources/: vlmfsl.rc and vlmfsl.idl, written by a program that runs while
-# building. Target windows_sources makes them; VELMORA_WINDOWS_SOURCES is their folder.
+# The Windows forms of the tables in resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h, written by a program that
+# runs while building. Target windows_sources makes them; VELMORA_WINDOWS_SOURCES is their folder.
 set(VELMORA_WINDOWS_SOURCES ${CMAKE_BINARY_DIR}/windows_sources)
 file(MAKE_DIRECTORY ${VELMORA_WINDOWS_SOURCES})
 file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/tools/*.cpp)
@@ -21,9 +21,11 @@ else()
   set(generator make_windows_sources)
 endif()
 add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl
+                          ${VELMORA_WINDOWS_SOURCES}/vlmfsl_dual.h
   COMMAND ${generator} ${VELMORA_WINDOWS_SOURCES} ${PROJECT_VERSION}
   DEPENDS ${generator} VERBATIM)
-set(windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl)
+set(windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl
+                  ${VELMORA_WINDOWS_SOURCES}/vlmfsl_dual.h)
 
 # The type library and the compiled resources, where the tools for them are (Debian: mingw-w64-tools, libwine-dev).
 find_program(VELMORA_WIDL NAMES x86_64-w64-mingw32-widl widl NO_CMAKE_FIND_ROOT_PATH)
@@ -35,13 +37,17 @@ if(VELMORA_WIDL AND VELMORA_WINDRES AND VELMORA_IDL_FOLDER AND VELMORA_TLB_FOLDE
   add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb
     COMMAND ${VELMORA_WIDL} --win64 -t -I ${VELMORA_IDL_FOLDER} -L ${VELMORA_TLB_FOLDER} -o vlmfsl.tlb vlmfsl.idl
     DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
+  # Its interfaces for C++.
+  add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.h
+    COMMAND ${VELMORA_WIDL} --win64 -h -I ${VELMORA_IDL_FOLDER} -L ${VELMORA_TLB_FOLDER} -o vlmfsl.h vlmfsl.idl
+    DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
   # vlmfsl.res: what a reader of resources sees. vlmfsl.res.o: the same for the linker.
   add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o
     COMMAND ${VELMORA_WINDRES} -O res vlmfsl.rc vlmfsl.res
     COMMAND ${VELMORA_WINDRES} -J res -O coff vlmfsl.res vlmfsl.res.o
     DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb
     WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
-  list(APPEND windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res
+  list(APPEND windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.h ${VELMORA_WINDOWS_SOURCES}/vlmfsl.tlb ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res
                             ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
 endif()
 add_custom_target(windows_sources DEPENDS ${windows_files})
@@ -49,4 +55,8 @@ add_custom_target(windows_sources DEPENDS ${windows_files})
 if(WIN32 AND TARGET vlmfsl)
   target_sources(vlmfsl PRIVATE ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
   set_source_files_properties(${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
+endif()
+if(WIN32)
+  add_dependencies(vlm_frame windows_sources)
+  target_include_directories(vlm_frame SYSTEM PRIVATE ${VELMORA_WINDOWS_SOURCES})
 endif()

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "frame/com_object.h"
 #include "frame/guarded.h"
 #include "frame/host/automation.h"
 #include "frame/host/dialogs.h"
@@ -54,6 +55,9 @@ class AutomationDispatch : public vlm::IAutomationObject {
   int GetIdOfName(const char* name, int length, int* dispatchId) final;
   int Invoke(int dispatchId, int kind, const vlm::AutomationValue* arguments, int argumentCount,
              vlm::IAutomationResult* result) final;
+  void* MakeComObject(vlm::IAutomationObject* through) final {
+    return MakeComObjectOf(description_, through);
+  }
 
  protected:
   // className: in the names of error messages ("CDefineTask"). Both live as long as the module.

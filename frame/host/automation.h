@@ -93,6 +93,11 @@ struct IAutomationObject : ICounted {
   // arguments in declaration order; for a put the value is the last. Returns a DispatchStatus.
   virtual int Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
                      IAutomationResult* result) = 0;
+  // Windows: a new COM object (an IDispatch*, its one reference the caller's) that shows this object and, for an
+  // interface of a type library, has its vtable too. Its calls go through `through`: this object, or one of the
+  // host's that passes calls on to it; the COM object counts a reference of that one. The module stays loaded as
+  // long as such an object lives, and until its last Release has returned. Null elsewhere, or when memory is short.
+  virtual void* MakeComObject(IAutomationObject* through) = 0;
 
  protected:
   ~IAutomationObject() = default;

@@ -1,5 +1,5 @@
-// make_windows_sources FOLDER VERSION: writes vlmfsl.rc and vlmfsl.idl into the folder, for windres and widl. A
-// file whose content has not changed keeps its time.
+// make_windows_sources FOLDER VERSION: writes vlmfsl.rc and vlmfsl.idl into the folder, for windres and widl, and
+// vlmfsl_dual.h for the module's COM objects. A file whose content has not changed keeps its time.
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -36,6 +36,7 @@ int main(int argumentCount, char** arguments) {
     WriteFile(folder + "/vlmfsl.rc",
               vlmfsl::ResourceScript(vlmfsl::Texts(), vlmfsl::DialogTemplates(), version, "vlmfsl.tlb"));
     WriteFile(folder + "/vlmfsl.idl", vlmfsl::TypeLibrarySource(vlmfsl::LibraryInterfaces()));
+    WriteFile(folder + "/vlmfsl_dual.h", vlmfsl::DualClassesSource(vlmfsl::LibraryInterfaces()));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "make_windows_sources: %s\n", error.what());
     return 1;

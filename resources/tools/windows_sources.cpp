@@ -174,17 +174,53 @@ std::string MemberLine(const vlm::AutomationMember& member, int kind) {
   return line + arguments + ");\n";
 }
 
+// line(member, kind) of every kind of every member, in the order of the vtable.
+template <typename Line>
+std::string MemberLines(const vlm::AutomationInterface& description, Line line) {
+  std::string text;
+  for (int i = 0; i < description.memberCount; ++i) {
+    for (const int kind : {vlm::kInvokeGet, vlm::kInvokePut, vlm::kInvokeMethod}) {
+      if (description.members[i].kinds & kind) text += line(description.members[i], kind);
+    }
+  }
+  return text;
+}
+
 std::string InterfaceText(const LibraryInterface& entry) {
   const vlm::AutomationInterface& description = *entry.description;
   std::string text = "  [object, dual, oleautomation, uuid(" + BareId(entry.id) + "), helpstring(" +
                      LibraryText(description.help) + ")]\n  interface " + description.name + " : " +
                      (description.base ? description.base->name : "IDispatch") + "\n  {\n";
-  for (int i = 0; i < description.memberCount; ++i) {
-    for (const int kind : {vlm::kInvokeGet, vlm::kInvokePut, vlm::kInvokeMethod}) {
-      if (description.members[i].kinds & kind) text += MemberLine(description.members[i], kind);
-    }
+  return text + MemberLines(description, MemberLine) + "  };\n";
+}
+
+// --- Vtables
+
+// One overriding member; kind as above.
+std::string DualMember(const vlm::AutomationMember& member, int kind) {
+  const char* const prefix = kind == vlm::kInvokeGet ? "get_" : kind == vlm::kInvokePut ? "put_" : "";
+  const bool answers = kind != vlm::kInvokePut && member.getType != vlm::kAutomationEmpty;
+  std::string parameters, passed;
+  const auto add = [&](const std::string& type, const std::string& name) {
+    parameters += (parameters.empty() ? "" : ", ") + type + " " + name;
+  };
+  if (member.argumentCount == 1) {
+    add(TypeName(member.argumentType), member.argumentName);
+    passed += std::string(", ") + member.argumentName;
   }
-  return text + "  };\n";
+  if (kind == vlm::kInvokePut) {
+    add(TypeName(member.putType), "value");
+    passed += ", value";
+  } else if (answers) {
+    const bool isArray = member.getType == vlm::kAutomationIntArray;
+    add(std::string(isArray ? "SAFEARRAY*" : TypeName(member.getType)) + "*", "value");
+  }
+  const char* const kindName = kind == vlm::kInvokeGet   ? "vlm::kInvokeGet"
+                               : kind == vlm::kInvokePut ? "vlm::kInvokePut"
+                                                         : "vlm::kInvokeMethod";
+  return std::string("  HRESULT STDMETHODCALLTYPE ") + prefix + member.name + "(" + parameters +
+         ") override {\n    return this->" + (answers ? "Ask(" : "Tell(") + HexId(member.dispatchId) + ", " +
+         kindName + (answers ? ", value" : "") + passed + ");\n  }\n";
 }
 
 constexpr char kMadeFromTables[] =
@@ -214,6 +250,25 @@ std::string TypeLibrarySource(std::span<const LibraryInterface> interfaces) {
             "\n{\n  importlib(\"stdole2.tlb\");\n";
   for (const LibraryInterface& entry : interfaces) source += "\n" + InterfaceText(entry);
   return source + "};\n";
+}
+
+std::string DualClassesSource(std::span<const LibraryInterface> interfaces) {
+  std::string source = kMadeFromTables;
+  source += "#pragma once\n\n#include \"frame/windows/dual_object.h\"\n\nnamespace vlmfsl {\n";
+  for (const LibraryInterface& entry : interfaces) {
+    const vlm::AutomationInterface& description = *entry.description;
+    const std::string name = std::string(description.name) + "Dual";
+    const std::string base = description.base
+                                 ? std::string(description.base->name) + "Dual<" + description.name + ">"
+                                 : "DualObject<Interface>";
+    source +=
+        description.base ? "\nclass " + name + " final" : "\ntemplate <typename Interface>\nclass " + name;
+    source += " : public " + base + " {\n public:\n  using " + base +
+              "::" + (description.base ? description.base->name : "DualObject") +
+              (description.base ? "Dual" : "") + ";\n\n";
+    source += MemberLines(description, DualMember) + "};\n";
+  }
+  return source + "\n}  // namespace vlmfsl\n";
 }
 
 }  // namespace vlmfsl

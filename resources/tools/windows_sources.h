@@ -1,6 +1,6 @@
 // The Windows forms of this folder's tables: a resource script (string table, dialog templates, version, the
-// type library's inclusion) and the type library's source. What a host reads from the compiled module is what
-// the code loops over.
+// type library's inclusion), the type library's source, and the classes that give its interfaces their vtables.
+// What a host reads from the compiled module is what the code loops over.
 #pragma once
 
 #include <span>
@@ -25,5 +25,9 @@ struct FileVersion {
 // Throws std::invalid_argument for a help string beyond ASCII: a type library keeps those in the machine's code
 // page.
 [[nodiscard]] std::string TypeLibrarySource(std::span<const LibraryInterface> interfaces);
+
+// A header with one class template for a base interface and one final class for each of the others
+// ("FSLStartupDual"), whose typed members pass every call on by its dispatch id; for frame/windows/.
+[[nodiscard]] std::string DualClassesSource(std::span<const LibraryInterface> interfaces);
 
 }  // namespace vlmfsl

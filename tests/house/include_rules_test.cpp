@@ -17,23 +17,25 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"base", {}},
     {"frame/host", {}},
+    {"com", {"frame/host"}},
     {"resources", {"frame/host"}},
-    {"frame", {"base", "frame/host", "resources"}},
+    {"frame", {"base", "com", "frame/host", "resources"}},
     {"fsl", {"frame", "frame/host", "base", "resources"}},
     {"fsl_ui", {"fsl", "frame", "frame/host", "base", "resources"}},
     {"screening", {"frame", "frame/host", "base", "resources"}},
     {"screening_out", {"screening", "frame", "frame/host", "base", "resources"}},
     {"screening_ui", {"screening_out", "screening", "frame", "frame/host", "base", "resources"}},
-    {"workbench", {"frame/host"}},
+    {"workbench", {"com", "frame/host"}},
 };
 
 // Roots: they make the analyses and open their dialogs, so they may reach across the module.
 const std::set<std::string> kRoots = {"frame/module_entry.cpp", "frame/feature_selection_root.cpp",
                                       "frame/feature_selection_template_root.cpp"};
 
-// Headers of the operating system that the platform part of the frame may use.
+// Headers of the operating system that the COM objects and the platform part of the frame may use.
 bool IsPlatformFile(const std::string& path) {
-  return path.starts_with("frame/platform_") || path == "frame/error_report.cpp" || kRoots.contains(path);
+  return path.starts_with("com/") || path.starts_with("frame/windows/") || path.ends_with("_windows.cpp") ||
+         path.starts_with("frame/platform_") || path == "frame/error_report.cpp" || kRoots.contains(path);
 }
 
 std::string FolderOf(const std::string& path) {

@@ -66,6 +66,7 @@ class ScriptedDocument : public Interface {
       result->SetText(text.data(), static_cast<int>(text.size()));
       return vlm::kDispatchOk;
     }
+    void* MakeComObject(vlm::IAutomationObject*) override { return nullptr; }
     ScriptedDocument& document;
   };
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "workbench/automation/automation_client.h"
+#include "workbench/automation/com_face.h"
 #include "workbench/automation/sinks.h"
 
 namespace velmora {
@@ -80,6 +81,8 @@ class HostObject : public vlm::IAutomationObject {
     if (--references_ == 0) delete static_cast<Self*>(this);
   }
   const vlm::AutomationInterface* GetInterface() override { return Self::Members().Description(); }
+
+  void* MakeComObject(vlm::IAutomationObject* through) override { return MakeComFace(through); }
 
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     const vlm::AutomationMember* member = FindMember(GetInterface(), TextOf(name, length));

@@ -25,6 +25,8 @@ class ScriptObject final : public vlm::IAutomationObject {
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     return inner_->GetIdOfName(name, length, dispatchId);
   }
+  // Of the module's making, with the vtable of its type library; its calls come back through here.
+  void* MakeComObject(vlm::IAutomationObject* through) override { return inner_->MakeComObject(through); }
 
   int Invoke(int dispatchId, int kind, const vlm::AutomationValue* arguments, int argumentCount,
              vlm::IAutomationResult* result) override {

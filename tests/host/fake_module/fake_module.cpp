@@ -59,6 +59,7 @@ struct Dialog final : vlm::IDialogClient, vlm::IAutomationObject {
   void OnClosed(int) override { window = nullptr; }
   void GetAutomationWindowText(vlm::ITextSink* text) override { text->Assign("Fake", 4); }
   vlm::IAutomationObject* GetAutomationObject() override { return this; }
+  void* MakeComObject(vlm::IAutomationObject* /*through*/) override { return nullptr; }
   const vlm::AutomationInterface* GetInterface() override { return &kOwn; }
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     for (const auto* level = &kOwn; level; level = level->base) {

@@ -1,0 +1,12 @@
+// The COM face of the workbench's own automation objects.
+#pragma once
+
+#include "frame/host/automation.h"
+
+namespace velmora {
+
+// A new late-bound COM object over the object; see vlm::IAutomationObject::MakeComObject. Null where there is no
+// COM, or when memory is short.
+void* MakeComFace(vlm::IAutomationObject* object) noexcept;
+
+}  // namespace velmora
