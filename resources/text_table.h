@@ -142,6 +142,9 @@
       "statistics are computed on the selected cases.")                                                     \
   ROW(kTextNoSplit, 34494, "No split of the predictor separates the response.")                             \
   ROW(kTextNoCommonCases, 34495, "There are no cases with a value of the predictor and of the response.")   \
+  ROW(kTextFileNotWritten, 34496, "The file %s cannot be written.")                                         \
+  ROW(kTextNoFileName, 34497, "No file has been named: put ResultsSaveFileName before saving.")             \
+  ROW(kTextBundleCoded, 34498, "%s - coded predictors")                                                     \
   ROW(kTextInPercent, 34500, "%s (%%)")                                                                     \
   ROW(kTextCases, 34501, "Cases")                                                                           \
   ROW(kTextMeanWithLimits, 34502, "Mean with 95% limits")                                                   \

@@ -90,7 +90,7 @@ class ScriptNumbers {
   [[nodiscard]] BinBounds Bounds(const PredSummary& record, std::size_t bin) const {
     const double lower = bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1];
     const double upper = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.rangeMaximum;
-    const auto compared = [&](double bound) { return analysis_.ParseTextBuffer(0, FormatMachine(bound)); };
+    const auto compared = [&](double bound) { return Localized(analysis_, FormatMachine(bound)); };
     return {Shown(lower), Shown(upper), compared(lower), compared(upper)};
   }
 

@@ -1,6 +1,10 @@
 #include "screening_out/output_texts.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
+
+#include "resources/text_ids.h"
 
 namespace vlmfsl {
 
@@ -10,12 +14,55 @@ std::string WithDecimalSeparator(std::string text, std::string_view decimalSepar
   return text;
 }
 
+namespace {
+
+// The host hands back an empty text where it had no memory for one.
+std::string Required(std::string text) {
+  if (text.empty()) throw std::bad_alloc();
+  return text;
+}
+
+}  // namespace
+
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
   std::string label = analysis.StripFormatting(record.levelNames[bin]);
+  if (!record.levelNames[bin].empty()) label = Required(std::move(label));
   // A line break would end the line of a script or a file.
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
   std::replace_if(label.begin(), label.end(), isControl, ' ');
   return label;
+}
+
+std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text) {
+  return Required(analysis.QuoteString(text));
+}
+
+std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number) {
+  return Required(analysis.ParseTextBuffer(0, number));
+}
+
+std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId) {
+  return Required(analysis.Text(textId));
+}
+
+std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind) {
+  return RequiredText(analysis, responseKind == kBinaryKind        ? kTextBinaryResponse
+                                : responseKind == kCategoricalKind ? kTextCategoricalResponse
+                                                                   : kTextContinuousResponse);
+}
+
+std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  return record.responseName + "_" + record.predictorName + RequiredText(analysis, kTextCodedSuffix);
+}
+
+std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {
+  std::vector<PredSummary>& results = analysis.Results(responseKind);
+  const std::vector<int>& order = analysis.Order(responseKind);
+  std::vector<PredSummary*> best;
+  for (std::size_t rank = 0; rank < order.size() && static_cast<int>(rank) < count; ++rank) {
+    best.push_back(&results[static_cast<std::size_t>(order[rank])]);
+  }
+  return best;
 }
 
 std::string ScriptText(std::string_view text) {

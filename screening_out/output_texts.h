@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "screening/feature_selection_template.h"
 
@@ -15,6 +16,21 @@ namespace vlmfsl {
 // A bin's label without the host's formatting marks, on one line. bin: from 0.
 [[nodiscard]] std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                    std::size_t bin);
+
+// Host texts that an output cannot do without. They throw std::bad_alloc rather than hand back an empty one.
+[[nodiscard]] std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text);
+[[nodiscard]] std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number);
+[[nodiscard]] std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId);
+
+// What a coded predictor is described by: "binary response" and the like.
+[[nodiscard]] std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind);
+// Name of the variable that holds a predictor's bins: RESPONSE_PREDICTOR_Coded.
+[[nodiscard]] std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record);
+
+// The best predictors of each response kind, best first, at most count of each: binary, continuous, categorical.
+[[nodiscard]] std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind,
+                                                       int count);
+inline constexpr int kKindsInOutputOrder[] = {kBinaryKind, kContinuousKind, kCategoricalKind};
 
 // A text as it stands inside the quotation marks of an event script: quotation marks are doubled.
 [[nodiscard]] std::string ScriptText(std::string_view text);

@@ -9,6 +9,7 @@
 #include "resources/text_ids.h"
 #include "screening/feature_selection_template.h"
 #include "screening_out/interval_labels.h"
+#include "screening_out/output_texts.h"
 
 namespace vlmfsl {
 namespace {
@@ -128,11 +129,6 @@ Ref<vlm::ISpreadsheet> RunTree(vlm::IHostAnalysis& tree, int leastCases) {
   return Ref<vlm::ISpreadsheet>::Adopt(tree.GetResult(vlm::kTreeSummaryResult, 0));
 }
 
-int ResponseTextId(int responseKind) {
-  if (responseKind == kBinaryKind) return kTextBinaryResponse;
-  return responseKind == kCategoricalKind ? kTextCategoricalResponse : kTextContinuousResponse;
-}
-
 }  // namespace
 
 // Sets up the tree: variables, codes, kind, and the case selection with the cases without the predictor left
@@ -238,7 +234,7 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const Ca
   }
   constexpr int kCodedColumn = 3;
   const std::string name = record.predictorName + Text(kTextCodedSuffix);
-  const std::string description = Text(ResponseTextId(record.responseKind));
+  const std::string description = ResponseKindText(*this, record.responseKind);
   record.workSheet->SetColumnName(kCodedColumn, name.data(), LengthOf(name));
   record.workSheet->SetColumnLongName(kCodedColumn, description.data(), LengthOf(description));
   if (record.responseKind == kBinaryKind) {

@@ -76,6 +76,10 @@ void ReturnOnly(const AutomationCall& call, const CFeatureSelectionTemplateResul
   call.result.SetObject(sheets.empty() ? nullptr : sheets.front()->GetAutomationObject());
 }
 
+void RequireSaved(const std::string& problem) {
+  if (!problem.empty()) throw AutomationException(problem);
+}
+
 }  // namespace
 
 CComScreeningResults::CComScreeningResults()
@@ -110,6 +114,11 @@ void CComScreeningResults::CallOpen(const AutomationCall& call) {
       {kDispCategoricalInteraction, &T::get_Graph, nullptr},
       {kDispCategoricalHistograms, &T::get_Graph, nullptr},
       {kDispCategoricalHistograms3D, &T::get_Graph, nullptr},
+      {kDispScreeningSaveBundle, &T::SavePredictorsToVariableBundle, nullptr},
+      {kDispAddCodedVariables, &T::AddCodedVarsToSprSheet, nullptr},
+      {kDispSaveRecode, &T::SaveAsDataRecodeConditions, nullptr},
+      {kDispSaveRules, &T::SaveAsRules, nullptr},
+      {kDispRulesReport, &T::get_RulesReport, nullptr},
   };
   CallHandler<T>(kHandlers, *this, call);
 }
@@ -183,6 +192,27 @@ void CComScreeningResults::get_PredictorTable(const AutomationCall& call) {
 void CComScreeningResults::get_Graph(const AutomationCall& call) {
   const Ref<vlm::IGraph> graph = Dialog().MakeGraph(ButtonOfGraph(call.member.dispatchId));
   call.result.SetObject(graph ? graph->GetAutomationObject() : nullptr);
+}
+
+// A script learns what the user has been told.
+void CComScreeningResults::SavePredictorsToVariableBundle(const AutomationCall&) {
+  RequireSaved(Dialog().SaveBundles());
+}
+
+void CComScreeningResults::AddCodedVarsToSprSheet(const AutomationCall&) {
+  RequireSaved(Dialog().AddCodedVariables());
+}
+
+void CComScreeningResults::SaveAsDataRecodeConditions(const AutomationCall& call) {
+  RequireSaved(Dialog().SaveRecodeConditions(ToText(call.Value())));
+}
+
+void CComScreeningResults::SaveAsRules(const AutomationCall&) { RequireSaved(Dialog().SaveRules()); }
+
+void CComScreeningResults::get_RulesReport(const AutomationCall& call) {
+  Ref<vlm::IDocument> report;
+  RequireSaved(Dialog().MakeRulesReport(report));
+  call.result.SetObject(report->GetAutomationObject());
 }
 
 }  // namespace vlmfsl

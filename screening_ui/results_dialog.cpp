@@ -2,11 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
+#include "base/format_text.h"
+#include "frame/step_result.h"
 #include "frame/string_sink.h"
 #include "resources/control_ids.h"
 #include "resources/text_ids.h"
+#include "screening_out/bin_conditions.h"
+#include "screening_out/coded_variables.h"
 #include "screening_out/importance_tables.h"
+#include "screening_out/rules_report.h"
+#include "screening_out/text_file.h"
 
 namespace vlmfsl {
 namespace {
@@ -33,6 +40,27 @@ constexpr GraphButton kGraphButtons[] = {
     {kControlInteractionPlot, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalInteractionPlot},
     {kControlCategorizedHistograms, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalHistograms},
     {kControlHistograms3D, kCategoricalKind, &CFeatureSelectionTemplate::Categorical3DHistogram},
+};
+
+// Why a save action did not do what it was asked for, one sentence.
+class SaveProblem : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Tells the host's framework at the end, however the action ends.
+class CommandAtEnd {
+ public:
+  CommandAtEnd(const CAnalysisModelessDialog& dialog, int command) : dialog_(dialog), command_(command) {}
+  ~CommandAtEnd() {
+    if (dialog_.Window()) dialog_.Window()->SendFrameworkCommand(command_);
+  }
+  CommandAtEnd(const CommandAtEnd&) = delete;
+  CommandAtEnd& operator=(const CommandAtEnd&) = delete;
+
+ private:
+  const CAnalysisModelessDialog& dialog_;
+  int command_;
 };
 
 }  // namespace
@@ -90,7 +118,7 @@ void CFeatureSelectionTemplateResultsDialog::SetSaveToBundle(bool save) {
   Window()->CheckDlgButton(kControlSaveCodedToBundle, save ? 1 : 0);
 }
 
-bool CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
+void CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
   double given = 0;
   const bool isNumber = Window()->GetDlgItemReal(kControlNumberToSave, &given) == 0;
   std::size_t longest = 0;
@@ -98,10 +126,86 @@ bool CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
   const double rounded = std::round(given);
   if (isNumber && rounded >= 1 && rounded <= static_cast<double>(longest)) {
     numberToSave_ = static_cast<int>(rounded);
-    return true;
+    return;
   }
-  Screening().ShowMessage(kTextNumberToSave);
-  return false;
+  throw SaveProblem(Screening().Text(kTextNumberToSave));
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::AskSaveFile(int titleTextId, std::string_view extension) {
+  const std::string title = Screening().Text(titleTextId);
+  StringSink path;
+  const int answer =
+      Window()->SaveFileDialog(title.data(), LengthOf(title), extension.data(), LengthOf(extension), &path);
+  if (answer == 0 && Screening().IsOleAutomation()) throw SaveProblem(Screening().Text(kTextNoFileName));
+  return answer == 0 ? std::string() : path.TakeWhole();
+}
+
+template <typename Action>
+std::string CFeatureSelectionTemplateResultsDialog::Save(Action&& action) {
+  try {
+    action();
+    return "";
+  } catch (const SaveProblem& problem) {
+    Screening().MessageOutput(problem.what());
+    return problem.what();
+  }
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::SaveBundles() {
+  const CommandAtEnd command(*this, kCommandBundlesSaved);
+  return Save([&] {
+    ReadNumberToSave();
+    if (SavePredictorBundles(Screening(), numberToSave_) != kOk) {
+      throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    }
+  });
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::AddCodedVariables() {
+  const CommandAtEnd command(*this, kCommandCodedVariablesAdded);
+  return Save([&] {
+    ReadNumberToSave();
+    const Addition end = vlmfsl::AddCodedVariables(Screening(), numberToSave_, saveToBundle_);
+    if (end == Addition::kNotAdded) throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    if (end == Addition::kAdded) Screening().ShowMessage(kTextCodedVariablesSaved);
+  });
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::SaveRecodeConditions(const std::string& fileName) {
+  constexpr std::string_view kExtension = ".ini";
+  return Save([&] {
+    ReadNumberToSave();
+    const std::string path = fileName.empty() ? AskSaveFile(kTextSaveRecode, kExtension) : fileName;
+    if (path.empty()) return;
+    std::string refused;
+    if (SaveRecodeFiles(Screening(), WithoutExtension(path, kExtension), numberToSave_, refused) == 0) {
+      throw SaveProblem(FormatText(Screening().Text(kTextFileNotWritten), {refused}));
+    }
+    Screening().ShowMessage(kTextRecodeSaved);
+  });
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::SaveRules() {
+  return Save([&] {
+    ReadNumberToSave();
+    const std::string path = AskSaveFile(kTextSaveRules, ".txt");
+    if (path.empty()) return;
+    if (!WriteTextFile(path, RulesOfBestPredictors(Screening(), numberToSave_))) {
+      throw SaveProblem(FormatText(Screening().Text(kTextFileNotWritten), {path}));
+    }
+    Screening().ShowMessage(kTextRulesSaved);
+    if (Window()) Window()->SendFrameworkCommand(kCommandRulesSaved);
+  });
+}
+
+std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(Ref<vlm::IDocument>& report) {
+  return Save([&] {
+    ReadNumberToSave();
+    report = ShowRulesReport(Screening(), numberToSave_);
+    if (!report || !ShowAllPredictorsTable(Screening())) {
+      throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    }
+  });
 }
 
 CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsDialog::MakeSummary() {
@@ -172,8 +276,25 @@ void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
       ShowPage(kind);
       return;
     }
+    case kControlSaveBundle:
+      SaveBundles();
+      return;
+    case kControlAddCodedVariables:
+      AddCodedVariables();
+      return;
     case kControlSaveCodedToBundle:
       return SetSaveToBundle(!saveToBundle_);
+    case kControlSaveRecode:
+      SaveRecodeConditions("");
+      return;
+    case kControlSaveRules:
+      SaveRules();
+      return;
+    case kControlRulesReport: {
+      Ref<vlm::IDocument> report;
+      MakeRulesReport(report);
+      return;
+    }
     case kControlCancel:
       return Exit(kExitNone);
     default:

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <array>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "frame/analysis_dialog.h"
@@ -33,6 +35,11 @@ class CComScreeningResults : public DialogAutomation {
   void get_Importance(const AutomationCall& call);
   void get_PredictorTable(const AutomationCall& call);
   void get_Graph(const AutomationCall& call);
+  void SavePredictorsToVariableBundle(const AutomationCall& call);
+  void AddCodedVarsToSprSheet(const AutomationCall& call);
+  void SaveAsDataRecodeConditions(const AutomationCall& call);
+  void SaveAsRules(const AutomationCall& call);
+  void get_RulesReport(const AutomationCall& call);
 };
 
 class CFeatureSelectionTemplateResultsDialog final
@@ -56,6 +63,17 @@ class CFeatureSelectionTemplateResultsDialog final
   // The graph that this button makes, of the predictor chosen on its page. Null when there is none.
   Ref<vlm::IGraph> MakeGraph(int controlId);
 
+  // The actions of the "Save" page. Each reads the number to save and acts on that many best predictors of each
+  // response; what goes wrong is told to the user, and comes back as a sentence: empty when all went well or the
+  // user cancelled.
+  std::string SaveBundles();
+  std::string AddCodedVariables();
+  // fileName: "NAME" or "NAME.ini", from which the files' names are made; empty: asks the user.
+  std::string SaveRecodeConditions(const std::string& fileName);
+  std::string SaveRules();
+  // Shows the table of all predictors and the report; report receives the latter.
+  std::string MakeRulesReport(Ref<vlm::IDocument>& report);
+
   void SetNumberToSave(int number);
   int NumberToSave() const { return numberToSave_; }
   void SetSaveToBundle(bool save);
@@ -68,9 +86,14 @@ class CFeatureSelectionTemplateResultsDialog final
   void Command(int controlId) override;
   void Refresh() override;
 
-  // The number in the edit, rounded half away from zero, when it is one of 1 to the longest result list; else
-  // tells the user and returns false.
-  bool ReadNumberToSave();
+  // Reads the number in the edit, rounded half away from zero. Throws SaveProblem when it is not one of 1 to the
+  // longest result list.
+  void ReadNumberToSave();
+  // Asks for a file; empty when the user cancels. Throws SaveProblem when a script asks that has named none.
+  std::string AskSaveFile(int titleTextId, std::string_view extension);
+  // Runs a save action; tells the user its SaveProblem.
+  template <typename Action>
+  std::string Save(Action&& action);
 
   std::array<int, 3> chosen_{};  // position in the order of each response kind
   int numberToSave_ = 1;
