@@ -161,7 +161,9 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
 void InputSpreadsheet::SetVariableValueLabel(int variableNumber, double value, const char* text, int length) {
   if (!HasVariable(variableNumber)) return;
   try {
-    std::vector<ValueLabel>& labels = core_.table.Variable(variableNumber).labels;
+    Column& column = core_.table.Variable(variableNumber);
+    std::vector<ValueLabel>& labels = column.labels;
+    if (labels.empty()) column.measurement = Measurement::kCategorical;
     const auto place =
         std::lower_bound(labels.begin(), labels.end(), value,
                          [](const ValueLabel& label, double wanted) { return label.value < wanted; });
