@@ -129,8 +129,7 @@ std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummar
 
 int SaveRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& basePath, int count,
                     std::string& firstRefused) {
-  // All texts first: from here on nothing but the files can fail.
-  std::vector<std::pair<std::string, const std::string*>> files;
+  TextFiles files;
   std::set<std::string> names;  // names that differ by case alone are one file on some systems
   for (const int kind : kKindsInOutputOrder) {
     for (PredSummary* record : BestPredictors(analysis, kind, count)) {
@@ -139,19 +138,12 @@ int SaveRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& base
       for (int number = 2; !names.insert(WithoutCase(free)).second; ++number) {
         free = path + " (" + std::to_string(number) + ")";
       }
+      free += ".ini";
       record->conditionText = RecodeConditions(analysis, *record);
-      files.emplace_back(free + ".ini", &record->conditionText);
+      if (!files.Add(free, record->conditionText) && firstRefused.empty()) firstRefused = free;
     }
   }
-  int written = 0;
-  for (const auto& [path, text] : files) {
-    if (WriteTextFile(path, *text)) {
-      ++written;
-    } else if (firstRefused.empty()) {
-      firstRefused = path;
-    }
-  }
-  return written;
+  return files.Commit();
 }
 
 std::string RulesOfBestPredictors(CFeatureSelectionTemplate& analysis, int count) {

@@ -1,9 +1,9 @@
 #include "screening_out/text_file.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace vlmfsl {
 namespace {
@@ -22,32 +22,61 @@ char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A'
 
 }  // namespace
 
-bool WriteTextFile(const std::string& path, std::string_view text) {
+TextFiles::~TextFiles() {
+  std::error_code ignored;
+  for (const File& file : files_) {
+    if (!file.inPlace) fs::remove(file.aside, ignored);
+  }
+}
+
+bool TextFiles::Add(const std::string& path, std::string_view text) {
   try {
     fs::path target(std::u8string(path.begin(), path.end()));
     const fs::file_status status = fs::status(target);
     if (fs::is_directory(status)) return false;
+    if (fs::exists(status)) target = fs::canonical(target);  // what a link leads to
     // A device or a pipe is written to, never replaced.
     if (fs::exists(status) && !fs::is_regular_file(status)) {
       std::ofstream device = Open(target);
-      return WriteAndClose(device, text);
+      if (!WriteAndClose(device, text)) return false;
+      files_.push_back({{}, {}, true});
+      return true;
     }
-    if (fs::exists(status)) target = fs::canonical(target);  // what a link leads to
-    // Written aside and moved into place, so that a full disk does not cost the file that was there.
     fs::path aside = target;
     aside += ".part";
+    const fs::file_status asideStatus = fs::status(aside);
+    if (fs::exists(asideStatus) && !fs::is_regular_file(asideStatus)) return false;
+    files_.push_back({aside, std::move(target)});
     std::ofstream file = Open(aside);
-    if (!file) return false;
-    std::error_code failure;
-    if (WriteAndClose(file, text)) {
-      fs::rename(aside, target, failure);
-      if (!failure) return true;
+    files_.back().inPlace = !file;  // what was not opened is not ours to remove
+    if (file && WriteAndClose(file, text)) return true;
+    if (!files_.back().inPlace) {
+      std::error_code ignored;
+      fs::remove(aside, ignored);
     }
-    fs::remove(aside, failure);
+    files_.pop_back();
     return false;
   } catch (const std::system_error&) {
     return false;
   }
+}
+
+int TextFiles::Commit() noexcept {
+  int count = 0;
+  for (File& file : files_) {
+    if (!file.inPlace) {
+      std::error_code failure;
+      fs::rename(file.aside, file.target, failure);
+      file.inPlace = !failure;
+    }
+    count += file.inPlace ? 1 : 0;
+  }
+  return count;
+}
+
+bool WriteTextFile(const std::string& path, std::string_view text) {
+  TextFiles files;
+  return files.Add(path, text) && files.Commit() == 1;
 }
 
 std::string FileNamePart(std::string_view name) {

@@ -1,8 +1,14 @@
 // A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its figures are those of
 // a run that had enough.
 #ifndef _WIN32  // which has no aligned_alloc
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <new>
+#include <set>
 
 #include "tests/screening/screening_session.h"
 
@@ -62,7 +68,7 @@ std::string Figures(ScreeningSession& run) {
   return text;
 }
 
-TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
+Table MemoryTable() {
   std::vector<double> flag, x, group, y, kind;
   for (int i = 0; i < 40; ++i) {
     flag.push_back(i % 3 == 0 || i > 25 ? 1 : 0);
@@ -71,13 +77,22 @@ TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
     y.push_back(i * 7 % 11 + (i > 20 ? 6 : 0));
     kind.push_back(i * 5 % 3);
   }
-  const Table table = MakeTable({MakeColumn("flag", flag), MakeColumn("x", x), MakeColumn("group", group),
-                                 MakeColumn("y", y), MakeColumn("kind", kind)});
-  const Wanted wanted = {.continuousResponse = "4",
-                         .categoricalResponse = "5",
-                         .binaryResponse = "1",
-                         .categorical = "3",
-                         .continuous = "2"};
+  return MakeTable({MakeColumn("flag", flag), MakeColumn("x", x),
+                    MakeColumn("group", group, {{1, "one \"1\""}, {2, "two"}}), MakeColumn("y", y),
+                    MakeColumn("kind", kind)});
+}
+
+Wanted WantedOfMemory() {
+  return {.continuousResponse = "4",
+          .categoricalResponse = "5",
+          .binaryResponse = "1",
+          .categorical = "3",
+          .continuous = "2"};
+}
+
+TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
+  const Table table = MemoryTable();
+  const Wanted wanted = WantedOfMemory();
   std::string whole;
   {
     ScreeningSession run(table);
@@ -109,6 +124,75 @@ TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
     }
   }
   EXPECT_GT(told, 100);
+}
+
+// What a save has left behind: variables with their labels, bundles, files with their texts.
+std::string Traces(ScreeningSession& run, const std::filesystem::path& folder) {
+  const Table& table = run.session.Data();
+  std::string traces;
+  for (const Column& column : table.columns) {
+    traces += column.name + " " + column.longName;
+    for (const ValueLabel& label : column.labels) traces += "|" + label.text;
+    traces += "\n";
+  }
+  for (const VariableBundle& bundle : table.bundles)
+    traces += bundle.name + std::to_string(bundle.variableNumbers.size());
+  std::set<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) files.insert(entry.path());
+  for (const std::filesystem::path& file : files) {
+    std::ifstream content(file, std::ios::binary);
+    traces += file.filename().string() + std::string(std::istreambuf_iterator<char>(content), {});
+  }
+  return traces;
+}
+
+TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path() / ("vlm-memory-" + std::to_string(::getpid()));
+  const char* const saves[] = {"SavePredictorsToVariableBundle", "AddCodedVarsToSprSheet",
+                               "SaveAsDataRecodeConditions", "SaveAsRules"};
+  for (const std::string save : saves) {
+    std::vector<Variant> arguments;
+    if (save == "SaveAsDataRecodeConditions") arguments.emplace_back((folder / "base").string());
+    const auto prepared = [&](ScreeningSession& run) {
+      std::filesystem::remove_all(folder);
+      std::filesystem::create_directories(folder);
+      EXPECT_TRUE(run.Run(WantedOfMemory()));
+      AutomationClient results = run.session.ResultsDialog();
+      results.Put("NumberOfPredictorsToSave", 2);
+      results.Put("SaveToVariableBundle", 1);
+      results.Put("ResultsSaveFileName", (folder / "rules.txt").string());
+      return results;
+    };
+    ScreeningSession enough(MemoryTable());
+    prepared(enough).Call(save, arguments);
+    const std::string whole = Traces(enough, folder);
+
+    ScreeningSession run(MemoryTable());
+    AutomationClient results = prepared(run);
+    const std::string before = Traces(run, folder);
+    EXPECT_NE(whole, before);
+    int refused = 0;
+    std::string after = before;
+    for (long allocations = 0; after == before; ++allocations) {
+      SCOPED_TRACE(save + ": " + std::to_string(allocations) + " allocations succeed");
+      bool threw = false;
+      allocationsLeft = allocations;
+      try {
+        results.Call(save, arguments);
+      } catch (const std::exception&) {
+        threw = true;
+      }
+      allocationsLeft = -1;
+      after = Traces(run, folder);
+      if (after != before) continue;
+      ++refused;
+      EXPECT_TRUE(threw) << "what is left undone is told";
+    }
+    EXPECT_EQ(after, whole) << save << ": nothing half done, and nothing left of what was refused";
+    EXPECT_GT(refused, 10) << save;
+  }
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
