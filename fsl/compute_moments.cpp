@@ -101,6 +101,7 @@ void MomentsPass::TreatBlock() {
   constexpr std::size_t kAtOnce = LanePresence::kRows;
   for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
     const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
+    for (std::size_t i = 0; i < kAtOnce; ++i) block_.AskAhead(group + kAtOnce + i);
     const bool complete = presence_.Find(block_, group, count);
     LaneValues values[kAtOnce];
     for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);

@@ -1,12 +1,6 @@
-// A block of accepted cases, which is also where the host writes the case that is being read.
-//
-// Narrow cases stay where they were read, one row after the other. Of wide ones sixteen variables at a time are moved
-// together, so that a group's cases are read in one run whatever the number of variables:
-//
-//   narrow: case 0 [values of the read list], case 1 [...], ...
-//   wide:   group 0: case 0 [16 values], case 1 [16 values], ...; group 1: ...
-//
-// Both ways one vector operation treats several variables while each of them still sees its cases in order.
+// A block of accepted cases, which is also where the host writes the case that is being read: one row after the other,
+// each of them the values of the read list. One vector operation treats several variables while each of them still sees
+// its cases in order.
 #pragma once
 
 #include <algorithm>
@@ -37,30 +31,19 @@ inline void AppendLaneGroups(int firstEntry, int count, std::vector<LaneGroup>* 
 
 class LaneBlock {
  public:
-  explicit LaneBlock(vlm::IEngineServices& services) : memory_(services), wideCase_(services) {}
+  explicit LaneBlock(vlm::IEngineServices& services) : memory_(services) {}
 
   // Makes room for a few hundred cases of entryCount values, fewer the wider they are, so that the block stays in a
   // near cache.
   [[nodiscard]] int Allocate(int entryCount, std::vector<LaneGroup> groups) {
     groups_ = std::move(groups);
-    for (const LaneGroup& group : groups_) firstEntries_.push_back(group.firstEntry);
     // Reading may begin one value before a case, and a group's lanes may reach behind it.
-    const std::uint64_t rowDoubles = OddLines(static_cast<std::uint64_t>(entryCount) + 1);
-    isWide_ = entryCount > kMostNarrowEntries;
-    if (isWide_) {
-      caseStride_ = kLanes;
-      SetCapacity(groups_.size() + 1, kLanes);
-      groupStride_ = static_cast<std::uint64_t>(capacity_) * kLanes + kLine;
-      return Take(&wideCase_, rowDoubles, 0, &reading_) == kOk &&
-                     Take(&memory_, groupStride_ * groups_.size(), 0, &values_) == kOk
-                 ? kOk
-                 : kFailed;
-    }
-    caseStride_ = rowDoubles;
-    SetCapacity(1, rowDoubles);
+    caseStride_ = OddLines(static_cast<std::uint64_t>(entryCount) + 1);
+    capacity_ = static_cast<int>(std::clamp(kTargetDoubles / caseStride_, kFewestCases, kMostCases) &
+                                 ~std::uint64_t{3});
     // The first group begins on a cache line.
     const auto shift = groups_.empty() ? 0 : static_cast<std::uint64_t>(groups_[0].firstEntry) % kLine;
-    const int result = Take(&memory_, rowDoubles * static_cast<std::uint64_t>(capacity_), shift, &values_);
+    const int result = Take(caseStride_ * static_cast<std::uint64_t>(capacity_), shift);
     reading_ = values_;
     return result;
   }
@@ -71,17 +54,12 @@ class LaneBlock {
   const double* Entries() const { return reading_; }
   // Takes it into the block. Called while the block is not full.
   void Append() {
-    if (isWide_) {
-      Kernels().appendCase(reading_, firstEntries_.data(), static_cast<int>(firstEntries_.size()),
-                           groupStride_, values_ + static_cast<std::uint64_t>(cases_) * kLanes);
-    } else {
-      reading_ += caseStride_;
-    }
+    reading_ += caseStride_;
     ++cases_;
   }
   void Clear() {
     cases_ = 0;
-    if (!isWide_) reading_ = values_;
+    reading_ = values_;
   }
 
   int Capacity() const { return capacity_; }
@@ -89,13 +67,21 @@ class LaneBlock {
   bool Full() const { return cases_ == capacity_; }
   const std::vector<LaneGroup>& Groups() const { return groups_; }
   LaneValues GroupValues(std::size_t group) const {
-    return {values_ + (isWide_ ? group * groupStride_ : static_cast<std::uint64_t>(firstEntries_[group])),
-            caseStride_};
+    return {values_ + groups_[group].firstEntry, caseStride_};
+  }
+  // Asks for the values of a group that is treated soon: of wide cases, the machine cannot tell what comes next.
+  void AskAhead(std::size_t group) const {
+    if (caseStride_ < kWideDoubles || group >= groups_.size()) return;
+    const double* lanes = values_ + groups_[group].firstEntry;
+    for (int i = 0; i < cases_; ++i, lanes += caseStride_) {
+      __builtin_prefetch(lanes);
+      __builtin_prefetch(lanes + kLine);
+    }
   }
 
  private:
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
-  static constexpr int kMostNarrowEntries = 256;
+  static constexpr std::uint64_t kWideDoubles = 256;
   // What is found out about a case, a line for each group, stays in the nearest cache.
   static constexpr std::uint64_t kMostCases = 256;
   static constexpr std::uint64_t kFewestCases = 32;
@@ -104,32 +90,23 @@ class LaneBlock {
   // An odd number of cache lines: the same place of all rows falls into different sets of the caches.
   static std::uint64_t OddLines(std::uint64_t doubles) { return ((doubles + kLine - 1) / kLine | 1) * kLine; }
 
-  void SetCapacity(std::uint64_t groupsOfACase, std::uint64_t stride) {
-    const std::uint64_t fitting = kTargetDoubles / (groupsOfACase * stride);
-    capacity_ = static_cast<int>(std::clamp(fitting, kFewestCases, kMostCases) & ~std::uint64_t{3});
-  }
-
   // Zeroed doubles, of which the one at `shift` is on a cache line; one more before them, and kLanes behind.
-  static int Take(HostArray<double>* memory, std::uint64_t count, std::uint64_t shift, double** first) {
+  int Take(std::uint64_t count, std::uint64_t shift) {
     const std::uint64_t spare = 3 * kLine + kLanes;
-    if (memory->Allocate(count + spare) != kOk) return kFailed;
-    std::fill_n(memory->data(), count + spare, 0.0);
-    const auto address = reinterpret_cast<std::uintptr_t>(memory->data());
-    *first = memory->data() + (128 - address % 64) / sizeof(double) + (kLine - shift) % kLine;
+    if (memory_.Allocate(count + spare) != kOk) return kFailed;
+    std::fill_n(memory_.data(), count + spare, 0.0);
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
+    values_ = memory_.data() + (128 - address % 64) / sizeof(double) + (kLine - shift) % kLine;
     return kOk;
   }
 
   HostArray<double> memory_;
-  HostArray<double> wideCase_;
   std::vector<LaneGroup> groups_;
-  std::vector<int> firstEntries_;
   double* values_ = nullptr;
   double* reading_ = nullptr;
   std::uint64_t caseStride_ = 0;
-  std::uint64_t groupStride_ = 0;  // of wide cases
   int capacity_ = 0;
   int cases_ = 0;
-  bool isWide_ = false;
 };
 
 }  // namespace vlmfsl

@@ -225,6 +225,7 @@ void PairAccumulator::FindJointClasses() {
 }
 
 void PairAccumulator::TreatGroup(std::size_t group) {
+  block_.AskAhead(group + 1);
   const bool complete = presence_.Find(block_, group, 1);
   if (FindSlots(group, complete ? nullptr : presence_.Row(0))) FindOtherSlots(group);
   if (!groupPairs_.empty()) UpdateGroupMeans(group);

@@ -56,10 +56,6 @@ using GroupUpdate = void (*)(const GroupInput& input, GroupMoments* const* table
 struct VectorKernels {
   const char* name;
 
-  // Copies kLanes values from entries + firstEntries[g] to out + g * groupStride, for each of groupCount groups.
-  void (*appendCase)(const double* entries, const int* firstEntries, int groupCount,
-                     std::uint64_t groupStride, double* out);
-
   // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing written, when all are.
   bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
 

@@ -3,15 +3,6 @@
 // Everything is in an unnamed namespace and calls no function of the standard library, so that no code made for a
 // wide unit can be taken by the linker for use elsewhere.
 
-template <class V>
-void AppendCase(const double* entries, const int* firstEntries, int groupCount, std::uint64_t groupStride,
-                double* out) {
-  for (int g = 0; g < groupCount; ++g, out += groupStride) {
-    const double* const from = entries + firstEntries[g];
-    for (int l = 0; l < kLanes; l += V::kWidth) V::Store(out + l, V::Load(from + l));
-  }
-}
-
 // Most blocks lack nothing: asking only that is half the work of telling which values are there.
 template <class V>
 bool AnyMissing(LaneValues values, int cases, const MissingLanes& missing) {
@@ -306,7 +297,6 @@ void ExpectedMasses(double rowTotal, const double* columnTotals, double total, i
 template <class V>
 constexpr VectorKernels KernelsOf(const char* name) {
   return {name,
-          &AppendCase<V>,
           &PresentLanes<V>,
           &Moments<V>,
           &IntervalSlots<V>,
