@@ -20,19 +20,18 @@ namespace velmora {
 
 namespace {
 
-// A block of rows fits into a near cache where the cases are not too wide.
+// A block fits into a near cache where the cases are not too wide.
 constexpr std::int64_t kBlockBytes = 256 * 1024;
 
 constexpr std::size_t kTile = 8;  // columns turned at once: a cache line of each row
 
-// Eight columns to be turned into rows, and the eight whose values are asked for meanwhile: each column is a place of
+// Eight columns to be turned into cases, and the eight whose values are asked for meanwhile: each column is a place of
 // its own in memory, where no prefetcher of the machine's gets going in time.
 struct Tile {
   const double* columns[kTile];  // at the block's first case
   const double* next[kTile];
   bool asksAhead;
-  double* rows;
-  std::size_t stride;
+  double* rows;  // kTile values a case
 
   void AskAhead(std::size_t i, std::size_t k, std::size_t count) const {
     for (std::size_t last = k + count; asksAhead && k < last; ++k) __builtin_prefetch(next[k] + i);
@@ -46,13 +45,13 @@ std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
 #if defined(__SSE2__)
   for (; i + 2 <= cases; i += 2) {
-    double* const row = tile.rows + i * tile.stride;
+    double* const row = tile.rows + i * kTile;
     tile.AskAhead(i & ~(kTile - 1), i % kTile, 2);
     for (std::size_t k = 0; k < kTile; k += 2) {
       const __m128d a = _mm_loadu_pd(tile.columns[k] + i);
       const __m128d b = _mm_loadu_pd(tile.columns[k + 1] + i);
       _mm_storeu_pd(row + k, _mm_unpacklo_pd(a, b));
-      _mm_storeu_pd(row + tile.stride + k, _mm_unpackhi_pd(a, b));
+      _mm_storeu_pd(row + kTile + k, _mm_unpackhi_pd(a, b));
     }
   }
 #endif
@@ -61,10 +60,9 @@ std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
 
 #if defined(VELMORA_TURNS_BY_FOUR)
 __attribute__((target("avx2"))) std::size_t TurnByFour(const Tile& tile, std::size_t cases) {
-  const std::size_t stride = tile.stride;
   std::size_t i = 0;
   double* row = tile.rows;
-  for (; i + 4 <= cases; i += 4, row += 4 * stride) {
+  for (; i + 4 <= cases; i += 4, row += 4 * kTile) {
     tile.AskAhead(i & ~(kTile - 1), i % kTile, 4);
     for (std::size_t k = 0; k < kTile; k += 4) {
       const __m256d a = _mm256_loadu_pd(tile.columns[k] + i), b = _mm256_loadu_pd(tile.columns[k + 1] + i);
@@ -73,9 +71,9 @@ __attribute__((target("avx2"))) std::size_t TurnByFour(const Tile& tile, std::si
       const __m256d ab02 = _mm256_unpacklo_pd(a, b), ab13 = _mm256_unpackhi_pd(a, b);
       const __m256d cd02 = _mm256_unpacklo_pd(c, d), cd13 = _mm256_unpackhi_pd(c, d);
       _mm256_storeu_pd(row + k, _mm256_permute2f128_pd(ab02, cd02, 0x20));
-      _mm256_storeu_pd(row + stride + k, _mm256_permute2f128_pd(ab13, cd13, 0x20));
-      _mm256_storeu_pd(row + 2 * stride + k, _mm256_permute2f128_pd(ab02, cd02, 0x31));
-      _mm256_storeu_pd(row + 3 * stride + k, _mm256_permute2f128_pd(ab13, cd13, 0x31));
+      _mm256_storeu_pd(row + kTile + k, _mm256_permute2f128_pd(ab13, cd13, 0x20));
+      _mm256_storeu_pd(row + 2 * kTile + k, _mm256_permute2f128_pd(ab02, cd02, 0x31));
+      _mm256_storeu_pd(row + 3 * kTile + k, _mm256_permute2f128_pd(ab13, cd13, 0x31));
     }
   }
   return i;
@@ -121,19 +119,18 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
     listColumns_.push_back(source_.columns[static_cast<std::size_t>(number) - 1]);
   }
   list_.assign(variableNumbers, variableNumbers + variableCount);
-  // An odd number of cache lines from row to row: the rows of a tile fall into different sets of the caches.
-  std::size_t lines = (list_.size() + kTile - 1) / kTile;
-  lines += lines % 2 == 0 ? 1 : 0;
-  stride_ = lines * kTile;
-  blockCases_ = std::clamp(kBlockBytes / static_cast<std::int64_t>(stride_ * sizeof(double)),
-                           kFewestBlockCases, kMostBlockCases);
-  asksAhead_ = blockCases_ * static_cast<std::int64_t>(stride_ * sizeof(double)) <= 2 * kBlockBytes;
-  Reserve(stride_ * static_cast<std::size_t>(blockCases_) * sizeof(double));
-  rows_ = static_cast<double*>(memory_.get());
+  const std::size_t tiles = (list_.size() + kTile - 1) / kTile;
+  const auto caseBytes = static_cast<std::int64_t>(std::max<std::size_t>(tiles, 1) * kTile * sizeof(double));
+  blockCases_ = std::clamp(kBlockBytes / caseBytes, kFewestBlockCases, kMostBlockCases);
+  // One line more: the lines of a case fall into different sets of the caches.
+  tileStride_ = (static_cast<std::size_t>(blockCases_) + 1) * kTile;
+  asksAhead_ = blockCases_ * caseBytes <= 2 * kBlockBytes;
+  Reserve(tileStride_ * tiles * sizeof(double));
+  tiles_ = static_cast<double*>(memory_.get());
   return true;
 }
 
-// The rows of wide cases lie on as many pages as there are cases: large pages where the system has them.
+// The tiles of wide cases lie on many pages: large ones where the system has them.
 void CaseReader::Reserve(std::size_t bytes) {
   if (bytes <= memoryBytes_) return;
   memory_.reset();
@@ -166,16 +163,21 @@ void CaseReader::FillBlock(std::int64_t firstCase) {
       tile.next[k] = columnAt(column + kTile + k);
     }
     tile.asksAhead = !asksAhead_ && column + kTile < columns;
-    tile.rows = rows_ + column;
-    tile.stride = stride_;
+    tile.rows = tiles_ + column / kTile * tileStride_;
     for (std::size_t i = turnTile(tile, cases); i < cases; ++i) {
-      for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * stride_ + k] = tile.columns[k][i];
+      for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * kTile + k] = tile.columns[k][i];
     }
   }
 }
 
-void CaseReader::CopyRow(const double* row, double* values) {
-  std::memcpy(values, row, sizeof(double) * list_.size());
+void CaseReader::CopyCase(std::int64_t caseOfBlock, double* values) {
+  const double* from = tiles_ + static_cast<std::size_t>(caseOfBlock) * kTile;
+  const std::size_t count = list_.size();
+  std::size_t i = 0;
+  for (; i + kTile <= count; i += kTile, from += tileStride_) {
+    std::memcpy(values + i, from, kTile * sizeof(double));
+  }
+  for (std::size_t k = 0; i < count; ++i, ++k) values[i] = from[k];
   // Where a block fits into a near cache, the next one's values are asked for a few lines at a time.
   for (std::size_t k = 0; k < linesPerCase_ && askedColumn_ < listColumns_.size(); ++k) {
     __builtin_prefetch(listColumns_[askedColumn_] + askedCase_, 0, 2);

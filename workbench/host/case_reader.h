@@ -1,5 +1,6 @@
 // Serves the cases of column-major data one by one. Reading a case from its columns touches a cache line for every
-// value; so when cases are asked for in rising order, a block of them is turned into rows once and served from there.
+// value; so when cases are asked for in rising order, a block of them is turned into tiles once and served from there: a tile
+// holds eight variables, one cache line a case, so that both the turning and the serving go through memory in order.
 #pragma once
 
 #include <cstddef>
@@ -52,7 +53,7 @@ class CaseReader {
       return kUse;
     }
     if (caseIndex < blockFirst_ || caseIndex >= blockEnd_) FillBlock(caseIndex);
-    CopyRow(rows_ + static_cast<std::size_t>(caseIndex - blockFirst_) * stride_, values + 1);
+    CopyCase(caseIndex - blockFirst_, values + 1);
     return kUse;
   }
 
@@ -67,7 +68,7 @@ class CaseReader {
   bool SetList(const int* variableNumbers, int variableCount);
   void ReadFromColumns(std::int64_t caseIndex, double* values) const;
   void FillBlock(std::int64_t firstCase);
-  void CopyRow(const double* row, double* values);
+  void CopyCase(std::int64_t caseOfBlock, double* values);
 
   CaseSource source_;
   std::vector<int> list_;
@@ -75,8 +76,8 @@ class CaseReader {
   std::vector<const double*> listColumns_;
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { std::free(block); }};
   std::size_t memoryBytes_ = 0;
-  double* rows_ = nullptr;  // blockCases_ x stride_
-  std::size_t stride_ = 0;  // doubles from row to row
+  double* tiles_ = nullptr;     // of eight variables each: [tile][case of the block][8]
+  std::size_t tileStride_ = 0;  // doubles from tile to tile
   std::int64_t blockCases_ = 0;
   std::int64_t blockFirst_ = 0;  // cases in the block, from 0: blockFirst_ to blockEnd_ - 1
   std::int64_t blockEnd_ = 0;
