@@ -132,7 +132,6 @@
   ROW(kTextGood, 34485, "Good")                                                                             \
   ROW(kTextBundleContinuous, 34486, "%s - best continuous predictors")                                      \
   ROW(kTextBundleCategorical, 34487, "%s - best categorical predictors")                                    \
-  ROW(kTextNoByGroup, 34488, "This host offers no by-group run of the analysis.")                           \
   ROW(kTextTooFewValidCases, 34489, "There are not enough valid cases (<3)")                                \
   ROW(kTextBinaryResponse, 34490, "binary response")                                                        \
   ROW(kTextCategoricalResponse, 34491, "categorical response")                                              \

@@ -20,6 +20,7 @@ std::size_t LengthOfArray(const vlm::AutomationValue& value) {
 
 void RequireListCount(std::size_t given, std::size_t most) {
   if (given <= most) return;
+  if (most == 0) throw AutomationException("Set Variables first: no variable of theirs takes these codes.");
   throw AutomationException("There are " + std::to_string(given) + " lists of codes; at most " +
                             std::to_string(most) + " are taken.");
 }

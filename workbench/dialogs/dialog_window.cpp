@@ -284,7 +284,7 @@ void DialogWindow::SendCommand(int controlId) {
   const auto self = shared_from_this();
   const CallScope scope(owner_);
   if (controlId == kByGroupButton) {
-    owner_.Message("By-group runs are not offered here.");
+    owner_.Message("This host offers no by-group run of the analysis.");
   } else if (controlId == kOptionsButton) {
     owner_.Message("There are no options to choose for this dialog.");
   } else if (client_) {
