@@ -57,8 +57,8 @@ bool HasIntervals(const PredSummary& record) {
 }
 
 void AddBars(GraphWriter& graph, std::string_view name, const std::vector<std::string>& labels,
-             const std::vector<BinShare>& shares, double BinShare::*figure, int seriesKind) {
-  const int series = graph.Series(seriesKind, name);
+             const std::vector<BinShare>& shares, double BinShare::*figure) {
+  const int series = graph.Series(vlm::kBarSeries, name);
   for (std::size_t bin = 0; bin < shares.size(); ++bin) {
     graph.Document().AddPoint(series, static_cast<double>(bin + 1), Percent(shares[bin].*figure),
                               labels[bin].data(), LengthOf(labels[bin]));
@@ -148,7 +148,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& 
     if (!intervals) {
       const std::vector<std::string> labels = BinLabels(*this, record);
       graph.Categories(vlm::kCategoryAxis, labels);
-      AddBars(graph, name, labels, shares, &BinShare::defaultRate, vlm::kBarSeries);
+      AddBars(graph, name, labels, shares, &BinShare::defaultRate);
       return graph.Finish();
     }
     graph.Series(vlm::kLineSeries, name, DefaultRateSegments(record, shares));
@@ -172,8 +172,8 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) 
       const std::vector<std::string> labels = BinLabels(*this, record);
       graph.Categories(vlm::kCategoryAxis, labels);
       graph.Axis(vlm::kValueAxis, "%");
-      AddBars(graph, Text(kTextPercentValidN), labels, shares, &BinShare::cases, vlm::kBarSeries);
-      AddBars(graph, rateName, labels, shares, &BinShare::defaultRate, vlm::kLineSeries);
+      AddBars(graph, Text(kTextPercentValidN), labels, shares, &BinShare::cases);
+      AddBars(graph, rateName, labels, shares, &BinShare::defaultRate);
       return graph.Finish();
     }
     Distribution distribution(*this, record);

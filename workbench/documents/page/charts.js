@@ -131,7 +131,7 @@ const pageCharts = (() => {
 
   function lineSeries(chart, series, index, c) {
     const segments = hasGaps(series);
-    const area = !segments && series.kind === 'line' && chart.series.some(hasGaps);
+    const area = !segments && !series.right && series.kind === 'line' && chart.series.some(hasGaps);
     const colour = c.series[index % c.series.length];
     const list = [{
       name: series.name, yAxisIndex: series.right ? 1 : 0, data: series.points,
