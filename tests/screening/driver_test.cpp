@@ -65,6 +65,7 @@ class Driver {
     analyses_ = std::make_unique<velmora::HostAnalyses>(std::move(environment));
     analyses_->Settings().pruneTrees = false;
     host.hostAnalyses = [this](int id) { return analyses_->Create(id); };
+    host.input.distinctValues = {0, 1};  // of the flag
     host.engine.Fail(faults);
     analysis.Step(100);
     analysis.Step(101);
@@ -80,6 +81,9 @@ class Driver {
     factorCodes.integers = codes.data();
     factorCodes.length = static_cast<int>(codes.size());
     Put("FactorCodes", factorCodes);
+    Put("ResponseCodes", factorCodes);
+    Put("GoodCode", TextValue("1"));
+    Put("BadCode", TextValue("0"));
     host.Window().Press(1);
   }
   void Put(std::string_view name, const vlm::AutomationValue& value) {
@@ -230,6 +234,50 @@ TEST(ScreeningDriver, AllocationFailureEndsTheRun) {
   EXPECT_THAT(driver.host.messages, ElementsAre(kUnable));
   EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
   EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
+}
+
+// Whatever a graph needs and does not get: a message, no document, nothing held. Then the button works again.
+TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
+  struct Button {
+    int control;
+    int fewestFaults;  // that there is something to refuse
+  };
+  const Button buttons[] = {{1051, 6}, {1052, 2}, {1068, 3}, {1069, 4}, {1082, 5}, {1083, 3}, {1084, 2}};
+  for (const Button& button : buttons) {
+    SCOPED_TRACE(button.control);
+    int told = 0;
+    // Each fault: the call, the result sheet or the allocation with this number.
+    for (const char* fault : {"call", "sheet", "allocation"}) {
+      for (int number = 1; number < 50; ++number) {
+        SCOPED_TRACE(fault + std::string(" ") + std::to_string(number));
+        Driver driver;
+        driver.Run("7| 6| 1|| 3");
+        ASSERT_THAT(driver.host.messages, IsEmpty());
+        ASSERT_TRUE(driver.analysis.Step(102));
+        driver.sheetsMade = 0;
+        driver.failAtSheet = *fault == 's' ? number : 0;
+        driver.host.documents.refuseGraphCall = *fault == 'c' ? number : 0;
+        driver.host.engine.Fail({.failAllocation = *fault == 'a' ? number : 0});
+        driver.host.Window().Press(button.control);
+        EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
+        EXPECT_EQ(driver.host.documents.alive, 0);
+        if (driver.host.messages.empty()) {
+          EXPECT_EQ(driver.host.documents.shown.size(), 1u);
+          break;
+        }
+        ++told;
+        EXPECT_THAT(driver.host.messages, ElementsAre(kFatal));
+        EXPECT_THAT(driver.host.documents.shown, IsEmpty());
+        driver.host.messages.clear();
+        driver.failAtSheet = driver.host.documents.refuseGraphCall = 0;
+        driver.host.engine.Fail({});
+        driver.host.Window().Press(button.control);
+        EXPECT_THAT(driver.host.messages, IsEmpty());
+        EXPECT_EQ(driver.host.documents.shown.size(), 1u);
+      }
+    }
+    EXPECT_GE(told, button.fewestFaults);
+  }
 }
 
 }  // namespace

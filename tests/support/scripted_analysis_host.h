@@ -38,6 +38,9 @@ inline void Give(vlm::ITextSink* sink, std::string_view text) {
 struct DocumentShelf {
   std::vector<std::string> shown;
   int alive = 0;
+  int graphCalls = 0;       // calls that a graph may need and a host may refuse
+  int refuseGraphCall = 0;  // the one with this number, counted from 1
+  bool RefusesGraphCall() { return ++graphCalls == refuseGraphCall; }
 };
 
 // The automation object of a document; only its life and its identity matter.
@@ -145,7 +148,7 @@ class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
 // "graph KIND" and a line for each thing that was set.
 class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
  public:
-  ScriptedGraph(DocumentShelf& shelf, int kind) : ScriptedDocument(shelf) {
+  ScriptedGraph(DocumentShelf& shelf, int kind) : ScriptedDocument(shelf), host_(shelf) {
     text_ << "graph " << kind << "\n";
   }
   std::string Describe() const override { return text_.str(); }
@@ -169,7 +172,9 @@ class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
     text_ << "series " << Text(name, length) << "\n";
     return seriesCount_++;
   }
-  int AddSeriesOfKind(int, const char* name, int length) override { return AddSeries(name, length); }
+  int AddSeriesOfKind(int, const char* name, int length) override {
+    return host_.RefusesGraphCall() ? -1 : AddSeries(name, length);
+  }
   void PutOnRightAxis(int) override {}
   void AddPoint(int series, double x, double y, const char* label, int length) override {
     text_ << "point " << series << " " << x << " " << y << " " << Text(label, length) << "\n";
@@ -180,6 +185,7 @@ class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
   void SetSafeEventCode(const char*, int) override {}
 
  private:
+  DocumentShelf& host_;
   std::ostringstream text_;
   int seriesCount_ = 0;
 };
@@ -199,6 +205,7 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
   std::vector<std::pair<std::string, std::string>> bundles;  // name, variables
   bool refuseBundles = false;
   std::map<double, std::string> labels;  // of every variable
+  std::vector<double> distinctValues;    // likewise
 
   int GetBundleCount() override { return static_cast<int>(bundles.size()); }
   void GetBundleName(int index, vlm::ITextSink* name) override {
@@ -211,7 +218,11 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
     bundles.emplace_back(narrow, Text(variables, variablesLength));
     return 0;
   }
-  int GetDistinctValues(int, double*, int) override { return 0; }
+  int GetDistinctValues(int, double* values, int capacity) override {
+    const int count = static_cast<int>(distinctValues.size());
+    std::copy_n(distinctValues.begin(), std::min(count, capacity), values);
+    return count;
+  }
   int GetValueLabel(int, double value, vlm::ITextSink* label) override {
     const auto found = labels.find(value);
     if (found != labels.end()) Give(label, found->second);
@@ -487,7 +498,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     return sheet;
   }
   vlm::IGraph* CreateGraph(int kind) override {
-    return Refuses() ? nullptr : new ScriptedGraph(documents, kind);
+    return Refuses() || documents.RefusesGraphCall() ? nullptr : new ScriptedGraph(documents, kind);
   }
   int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
                     vlm::IDocument** document) override {
@@ -510,8 +521,12 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     client->OnInitDialog(windows.back().get());
     return 0;
   }
-  int GetKernelDensity(const double*, int, double, double, double, int, double*, double*) override {
-    return 1;
+  int GetKernelDensity(const double*, int, double, double, double, int count, double* points,
+                       double* densities) override {
+    if (documents.RefusesGraphCall()) return 1;
+    std::fill_n(points, count, 1.0);
+    std::fill_n(densities, count, 1.0);
+    return 0;
   }
   vlm::IAutomationObject* GetApplication() override { return nullptr; }
   vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {
