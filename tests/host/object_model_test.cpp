@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <unistd.h>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 
+#include "workbench/dialogs/dialog_window.h"
 #include "workbench/host/session.h"
 
 namespace velmora {
@@ -29,6 +32,14 @@ std::string Contents(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+struct WindowFace final : RecordingFace {
+  void DialogOpened(DialogWindow& opened) override { window = &opened; }
+  void DialogClosed(DialogWindow& closed) override {
+    if (window == &closed) window = nullptr;
+  }
+  DialogWindow* window = nullptr;
+};
+
 struct ObjectModel : testing::Test {
   ObjectModel() : session(face, Options()), application(session.Application()) {
     folder = fs::temp_directory_path() / ("object_model_" + std::to_string(::getpid()));
@@ -42,7 +53,7 @@ struct ObjectModel : testing::Test {
   }
   std::string File(const char* name) const { return (folder / name).string(); }
 
-  RecordingFace face;
+  WindowFace face;
   Session session;
   AutomationClient application;
   fs::path folder;
@@ -103,7 +114,8 @@ TEST_F(ObjectModel, AFeatureSelectionFromDataToFiles) {
   EXPECT_EQ(analysis.Get("ID").AsInt(), 4870) << "a handle held stays usable";
 }
 
-TEST_F(ObjectModel, AScreeningOfEveryKindOfResponse) {
+// A button and its member are two ways to one output, and no member of the table is left without an answer.
+TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
   application.Call("Open", {VELMORA_SOURCE_DIR "/samples/german_credit.csv"});
   const AutomationClient analysis = application.GetObject("Analyses").GetObject("Add", {4871});
   const AutomationClient startup = analysis.GetObject("Dialog");
@@ -113,10 +125,75 @@ TEST_F(ObjectModel, AScreeningOfEveryKindOfResponse) {
   startup.Put("BadCode", "bad");
   startup.Put("FactorCodes", "* | *");
   startup.Put("ResponseCodes", "*");
-  EXPECT_EQ(analysis.Call("Run").AsInt(), 1);
+  ASSERT_EQ(analysis.Call("Run").AsInt(), 1);
   const AutomationClient results = analysis.GetObject("Dialog");
   EXPECT_EQ(results.Get("Name").AsText(), "Predictor Screening result dialog");
-  EXPECT_EQ(results.GetObject("Summary").Get("Count").AsInt(), 3);
+  results.Put("ResultsSaveFileName", File("rules.txt"));
+
+  const std::map<std::string, int> buttons = {{"Summary", 1022},
+                                              {"BinaryResponseVariableImportance", 1060},
+                                              {"BinaryResponseCrosstabulation", 1061},
+                                              {"ContinuousResponseBreakdownTable", 1067},
+                                              {"CategoricalResponseVariableImportance", 1076},
+                                              {"CategoricalResponseCrosstabulation", 1081},
+                                              {"ContinuousResponseVariableImportance", 1063},
+                                              {"BinaryResponseDistributionGraph", 1051},
+                                              {"BinaryResponseDefaultRateGraph", 1052},
+                                              {"ContinuousResponseBoxPlot", 1068},
+                                              {"ContinuousResponseOverlaidScatterWithMeans", 1069},
+                                              {"CategoricalResponseInteractionPlot", 1082},
+                                              {"CategoricalResponseCategorizedHistogram", 1083},
+                                              {"CategoricalResponse3dHistogram", 1084},
+                                              {"RulesReport", 1097}};
+  const auto& documents = session.Documents().Documents();
+  const auto titlesSince = [&](std::size_t first) {
+    std::vector<std::string> titles;
+    for (std::size_t i = first; i < documents.size(); ++i) titles.push_back(documents[i].Title());
+    return titles;
+  };
+  std::size_t outputs = 0, shownOnce = 0;
+  const vlm::AutomationInterface& members = *results.Object()->GetInterface();
+  for (int i = 0; i < members.memberCount; ++i) {
+    const vlm::AutomationMember& member = members.members[i];
+    SCOPED_TRACE(member.name);
+    const std::size_t before = documents.size();
+    if (member.kinds & vlm::kInvokeMethod) {
+      if (member.argumentCount == 0) {
+        results.Call(member.name);
+      } else {
+        results.Call(member.name, {File("recode.ini")});
+      }
+      EXPECT_EQ(documents.size(), before);
+      continue;
+    }
+    const Variant answer = results.Get(member.name);
+    if (member.kinds & vlm::kInvokePut) {
+      results.Put(member.name, answer);
+      EXPECT_EQ(results.Get(member.name).AsText(), answer.AsText());
+      continue;
+    }
+    ++outputs;
+    EXPECT_TRUE(answer.AsObject());
+    const std::vector<std::string> called = titlesSince(before);
+    EXPECT_THAT(called, testing::Not(testing::IsEmpty()));
+    ASSERT_TRUE(face.window != nullptr && buttons.contains(member.name));
+    EXPECT_TRUE(face.window->Press(buttons.at(member.name)));
+    const std::vector<std::string> pressed = titlesSince(before + called.size());
+    // A sheet that the results keep is shown once.
+    EXPECT_THAT(pressed, testing::AnyOf(called, testing::IsEmpty()));
+    if (pressed.empty()) ++shownOnce;
+  }
+  EXPECT_EQ(outputs, buttons.size());
+  EXPECT_EQ(shownOnce, 3U) << "crosstabulations and breakdown";
+  EXPECT_GT(fs::file_size(folder / "rules.txt"), 0U);
+  const auto isRecode = [](const fs::directory_entry& entry) {
+    return entry.path().filename().string().starts_with("recode") && entry.path().extension() == ".ini";
+  };
+  EXPECT_GT(std::count_if(fs::directory_iterator(folder), fs::directory_iterator(), isRecode), 0);
+  EXPECT_THAT(face.messages, testing::Each(testing::HasSubstr("have been saved")));
+  EXPECT_THAT(session.LogTexts(), testing::IsEmpty());
+  EXPECT_TRUE(face.window->Press(2));
+  EXPECT_EQ(application.GetObject("Analyses").Get("Count").AsInt(), 0) << "Cancel ends a screening";
 }
 
 }  // namespace
