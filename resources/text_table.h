@@ -144,6 +144,7 @@
   ROW(kTextFileNotWritten, 34496, "The file %s cannot be written.")                                         \
   ROW(kTextNoFileName, 34497, "No file has been named: put ResultsSaveFileName before saving.")             \
   ROW(kTextBundleCoded, 34498, "%s - coded predictors")                                                     \
+  ROW(kTextRanked, 34499, "%s (ranks)")                                                                     \
   ROW(kTextInPercent, 34500, "%s (%%)")                                                                     \
   ROW(kTextCases, 34501, "Cases")                                                                           \
   ROW(kTextMeanWithLimits, 34502, "Mean with 95% limits")                                                   \

@@ -86,20 +86,4 @@ Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis, 
   return sheet;
 }
 
-Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
-                                          int predictorIndex) {
-  const std::vector<PredSummary>& results = analysis.Results(responseKind);
-  if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
-  const PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
-  const bool breakdown = responseKind == kContinuousKind;
-  const Ref<vlm::ISpreadsheet>& sheet = breakdown ? record.breakdown : record.summaryCrosstab;
-  if (!sheet) return {};
-  std::string title =
-      analysis.Text(breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) + record.predictorName;
-  if (breakdown) title += "\n" + record.resultTexts[kRSquaredText];
-  SetTitle(*sheet, title);
-  sheet->Show();
-  return sheet;
-}
-
 }  // namespace vlmfsl

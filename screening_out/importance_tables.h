@@ -26,9 +26,4 @@ void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int 
 [[nodiscard]] Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis,
                                                          int responseKind);
 
-// The crosstabulation of a binary or categorical response, or the breakdown of a continuous one, for one
-// predictor, shown with its title. Null when there is none.
-[[nodiscard]] Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
-                                                        int predictorIndex);
-
 }  // namespace vlmfsl

@@ -123,7 +123,7 @@ Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int cou
   return analysis.CreateTextDoc(kReportDocument, RequiredText(analysis, kTextRulesReport), text);
 }
 
-Ref<vlm::ISpreadsheet> ShowAllPredictorsTable(CFeatureSelectionTemplate& analysis) {
+Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis) {
   std::vector<int> kinds;
   int columnCount = 1;
   for (const int kind : kKindsInOutputOrder) {
@@ -161,7 +161,6 @@ Ref<vlm::ISpreadsheet> ShowAllPredictorsTable(CFeatureSelectionTemplate& analysi
     sheet->SetInteger(row, columnCount, rows[i].any->predictorVariable);
   }
   SetTitle(*sheet, RequiredText(analysis, kTextAllPredictors));
-  sheet->Show();
   return sheet;
 }
 

@@ -12,8 +12,8 @@ namespace vlmfsl {
 // the host cannot make it.
 [[nodiscard]] Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int count);
 
-// Makes and shows the table of all predictors that were asked for: by rank for the first response, each with its rank
-// and its statistics for every response, empty where it failed. Null when the host cannot make it.
-[[nodiscard]] Ref<vlm::ISpreadsheet> ShowAllPredictorsTable(CFeatureSelectionTemplate& analysis);
+// Makes the table of all predictors that were asked for: by rank for the first response, each with its rank and its
+// statistics for every response, empty where it failed. Not shown yet. Null when the host cannot make it.
+[[nodiscard]] Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis);
 
 }  // namespace vlmfsl

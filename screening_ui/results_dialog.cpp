@@ -12,6 +12,7 @@
 #include "screening_out/bin_conditions.h"
 #include "screening_out/coded_variables.h"
 #include "screening_out/importance_tables.h"
+#include "screening_out/predictor_tables.h"
 #include "screening_out/rules_report.h"
 #include "screening_out/text_file.h"
 
@@ -201,10 +202,10 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveRules() {
 std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(Ref<vlm::IDocument>& report) {
   return Save([&] {
     ReadNumberToSave();
-    report = ShowRulesReport(Screening(), numberToSave_);
-    if (!report || !ShowAllPredictorsTable(Screening())) {
-      throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
-    }
+    const Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(Screening());
+    if (table) report = ShowRulesReport(Screening(), numberToSave_);
+    if (!report) throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    table->Show();
   });
 }
 
@@ -229,6 +230,12 @@ CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsD
   if (position >= order.size()) return {};
   Ref<vlm::ISpreadsheet> sheet = ShowPredictorTable(Screening(), responseKind, order[position]);
   return sheet ? Sheets{std::move(sheet)} : Sheets{};
+}
+
+void CFeatureSelectionTemplateResultsDialog::MakeDistributionTable() {
+  const std::vector<int>& order = Screening().Order(kBinaryKind);
+  const auto position = static_cast<std::size_t>(chosen_[kBinaryKind]);
+  if (position < order.size()) (void)ShowDistributionTable(Screening(), order[position]);
 }
 
 Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int controlId) {
@@ -259,6 +266,9 @@ void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
       return;
     case kControlBinaryCrosstab:
       MakePredictorTable(kBinaryKind);
+      return;
+    case kControlBinaryDistribution:
+      if (MakeGraph(controlId)) MakeDistributionTable();
       return;
     case kControlCategoricalCrosstab:
       MakePredictorTable(kCategoricalKind);

@@ -60,6 +60,8 @@ class CFeatureSelectionTemplateResultsDialog final
   Sheets MakeSummary();
   Sheets MakeImportance(int responseKind);
   Sheets MakePredictorTable(int responseKind);
+  // Of the chosen predictor of the binary response, when it is continuous.
+  void MakeDistributionTable();
   // The graph that this button makes, of the predictor chosen on its page. Null when there is none.
   Ref<vlm::IGraph> MakeGraph(int controlId);
 

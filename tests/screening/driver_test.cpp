@@ -241,8 +241,10 @@ TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
   struct Button {
     int control;
     int fewestFaults;  // that there is something to refuse
+    std::size_t documents = 1;
   };
-  const Button buttons[] = {{1051, 6}, {1052, 2}, {1068, 3}, {1069, 4}, {1082, 5}, {1083, 3}, {1084, 2}};
+  // The distribution comes with its table.
+  const Button buttons[] = {{1051, 6, 2}, {1052, 2}, {1068, 3}, {1069, 4}, {1082, 5}, {1083, 3}, {1084, 2}};
   for (const Button& button : buttons) {
     SCOPED_TRACE(button.control);
     int told = 0;
@@ -262,7 +264,7 @@ TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
         EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
         EXPECT_EQ(driver.host.documents.alive, 0);
         if (driver.host.messages.empty()) {
-          EXPECT_EQ(driver.host.documents.shown.size(), 1u);
+          EXPECT_EQ(driver.host.documents.shown.size(), button.documents);
           break;
         }
         ++told;
@@ -273,7 +275,7 @@ TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
         driver.host.engine.Fail({});
         driver.host.Window().Press(button.control);
         EXPECT_THAT(driver.host.messages, IsEmpty());
-        EXPECT_EQ(driver.host.documents.shown.size(), 1u);
+        EXPECT_EQ(driver.host.documents.shown.size(), button.documents);
       }
     }
     EXPECT_GE(told, button.fewestFaults);

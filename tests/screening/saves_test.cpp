@@ -289,6 +289,21 @@ TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
   EXPECT_EQ(session.ResultsDialog().Get("NumberOfPredictorsToSave").AsInt(), 2);
   EXPECT_THAT(press(kCoded), ElementsAre("Coded variables have been saved to spreadsheet."));
 
+  // The distribution button: a graph, and behind it a row a distinct value.
+  face.last->Press(1051);
+  const Sheet* const distribution = session.Documents().Documents().back().AsSheet();
+  ASSERT_NE(distribution, nullptr);
+  EXPECT_EQ(distribution->Title(), "Distribution : x");
+  EXPECT_EQ(distribution->ColumnLongName(5), "Empirical CDF (%)");
+  const auto row = [&](int number) {
+    std::vector<double> cells;
+    for (int column = 1; column <= 5; ++column) cells.push_back(distribution->Cell(number, column));
+    return cells;
+  };
+  ASSERT_EQ(distribution->RowCount(), 60);
+  EXPECT_THAT(row(1), ElementsAre(0, 0, 0, 1, 100.0 / 60));
+  EXPECT_THAT(row(60), ElementsAre(59, 0, 0, 1, 100));
+
   // A script cannot answer a dialog; it learns what was wrong.
   AutomationClient results = session.ResultsDialog();
   face.answer.reset();

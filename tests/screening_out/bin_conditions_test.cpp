@@ -126,7 +126,9 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   screening.continuousResponseCount = 1;
 
   ASSERT_TRUE(ShowRulesReport(screening, 2));
-  ASSERT_TRUE(ShowAllPredictorsTable(screening));
+  const Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(screening);
+  ASSERT_TRUE(table);
+  table->Show();
   EXPECT_THAT(
       analysis.host.documents.shown,
       ElementsAre("text 2 Rules report\n"
