@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
+#include <limits>
 #include <optional>
 
 #include "workbench/data/names.h"
@@ -42,12 +44,6 @@ std::string WithDecimalPoints(std::string_view text) {
     }
   }
   return result;
-}
-
-std::string Quoted(std::string_view text) {
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? std::string(2, c) : std::string(1, c);
-  return quoted + "\"";
 }
 
 std::string NumberText(double value) {
@@ -142,10 +138,21 @@ class ComparisonReader {
   std::size_t at_ = 0;
 };
 
+// Keeps of the numbers from low to high those for which the comparison holds. Equality is the host's, within 15
+// units in the last place: what is equal is neither less nor greater.
+void Narrow(const std::string& symbol, double operand, double& low, double& high) {
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  const MissingRange equal(operand);
+  if (symbol == "<=" || symbol == "=") high = std::min(high, equal.high);
+  if (symbol == ">=" || symbol == "=") low = std::max(low, equal.low);
+  if (symbol == "<") high = std::min(high, std::nextafter(equal.low, -kInfinite));
+  if (symbol == ">") low = std::max(low, std::nextafter(equal.high, kInfinite));
+}
+
 // The number that the comparison's operand means for the column.
 class OperandMeaning {
  public:
-  OperandMeaning(const Table& table, const Column& column, std::vector<std::string>* notices)
+  OperandMeaning(const Table& table, const Column& column, std::vector<std::string>& notices)
       : table_(table), column_(column), notices_(notices) {}
 
   double Of(const Comparison& comparison) const {
@@ -176,30 +183,77 @@ class OperandMeaning {
   }
 
   double Absent(const std::string& text) const {
-    if (notices_ != nullptr)
-      notices_->push_back("no case of " + File() + " has " + column_.name + " = " + text);
+    notices_.push_back("no case of " + File() + " has " + column_.name + " = " + text);
     return kNoCase;
   }
 
   const Table& table_;
   const Column& column_;
-  std::vector<std::string>* notices_;
+  std::vector<std::string>& notices_;
 };
 
 }  // namespace
 
-Expression CompileCaseCondition(std::string_view text, const Table& table,
-                                std::vector<std::string>* notices) {
+CaseCondition::CaseCondition(std::string_view text, const Table& table, std::vector<std::string>& notices)
+    : table_(&table) {
   const std::string condition = WithDecimalPoints(text);
   const std::vector<Comparison> comparisons = ComparisonReader(condition).Read();
-  if (comparisons.empty()) return Expression::Compile(condition, table);
-  std::string plain;
-  for (const Comparison& comparison : comparisons) {
-    const Column& column = table.Variable(ResolveVariable(table, comparison.name));
-    const double operand = OperandMeaning(table, column, notices).Of(comparison);
-    plain += (plain.empty() ? "" : " And ") + Quoted(column.name) + comparison.symbol + NumberText(operand);
+  if (comparisons.empty()) {
+    expression_ = std::make_unique<Expression>(Expression::Compile(condition, table));
+    return;
   }
-  return Expression::Compile(plain, table);
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  std::string plain;
+  int only = 0;  // the variable of all comparisons, -1: there are several, or a <>
+  double low = -kInfinite, high = kInfinite;
+  for (const Comparison& comparison : comparisons) {
+    const int variable = ResolveVariable(table, comparison.name);
+    const double operand = OperandMeaning(table, table.Variable(variable), notices).Of(comparison);
+    only = (only == 0 || only == variable) && comparison.symbol != "<>" ? variable : -1;
+    Narrow(comparison.symbol, operand, low, high);
+    plain += (plain.empty() ? "" : " And ") + DoubleQuoted(table.Variable(variable).name) +
+             comparison.symbol + NumberText(operand);
+  }
+  if (only > 0) {
+    const Column& column = table.Variable(only);
+    range_ =
+        std::make_unique<Range>(Range{column.values.data(), MissingRange(column.missingCode), low, high});
+  } else {
+    expression_ = std::make_unique<Expression>(Expression::Compile(plain, table));
+  }
+}
+
+void CaseCondition::Evaluate(std::int64_t firstCase, std::size_t count, std::uint8_t* isTrue,
+                             std::uint8_t* isMissing) {
+  if (range_) {
+    const Range range = *range_;
+    const double* const values = range.values + firstCase;
+    for (std::size_t i = 0; i < count; ++i) {
+      const double x = values[i];
+      const bool within = (x >= range.low) & (x <= range.high);
+      const bool missing = ((x >= range.missing.low) & (x <= range.missing.high)) | !(x - x == 0);
+      isTrue[i] = static_cast<std::uint8_t>(within & !missing);
+      isMissing[i] = static_cast<std::uint8_t>(missing);
+    }
+    return;
+  }
+  results_.resize(kMostCases);
+  expression_->EvaluateBlock(*table_, firstCase, count, results_.data());
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool missing = results_[i] == kMissing;  // this very number is what it writes
+    isTrue[i] = static_cast<std::uint8_t>(!missing & (results_[i] != 0));
+    isMissing[i] = static_cast<std::uint8_t>(missing);
+  }
+}
+
+std::string DoubleQuoted(std::string_view text) {
+  std::string quoted = "\"";
+  for (const char c : text) quoted += c == '"' ? std::string(2, c) : std::string(1, c);
+  return quoted + "\"";
+}
+
+Expression CompileSavedExpression(std::string_view text, const Table& table) {
+  return Expression::Compile(WithDecimalPoints(text), table);
 }
 
 std::string FirstNameIn(std::string_view condition) {

@@ -8,6 +8,8 @@
 // between two digits, outside quotation marks and functions, is a decimal comma.
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,11 +19,39 @@
 
 namespace velmora {
 
-// Throws DataError, a sentence that says what is wrong. notices: gets a sentence for each label that the data
-// lack; may be null.
-Expression CompileCaseCondition(std::string_view text, const Table& table, std::vector<std::string>* notices);
+class CaseCondition {
+ public:
+  // Throws DataError, a sentence that says what is wrong. notices: gets a sentence for each label that the data
+  // lack. The table must outlive this and keep its columns.
+  CaseCondition(std::string_view text, const Table& table, std::vector<std::string>& notices);
+
+  // For the cases firstCase .. firstCase + count - 1 (from 0), count at most kMostCases: isTrue and isMissing
+  // get a 1 where the condition is true and where it is missing. Allocates at most once in its life.
+  static constexpr std::size_t kMostCases = 4096;
+  void Evaluate(std::int64_t firstCase, std::size_t count, std::uint8_t* isTrue, std::uint8_t* isMissing);
+
+ private:
+  // Comparisons of one variable come down to the numbers from low to high.
+  struct Range {
+    const double* values;
+    MissingRange missing;
+    double low, high;
+  };
+
+  const Table* table_;
+  std::unique_ptr<Range> range_;
+  std::unique_ptr<Expression> expression_;  // when there is no range
+  std::vector<double> results_;             // of the expression
+};
 
 // The variable that a condition names first, empty when it names none.
 std::string FirstNameIn(std::string_view condition);
+
+// The text in double quotation marks, those inside doubled.
+std::string DoubleQuoted(std::string_view text);
+
+// Compiles an expression of the host out of a saved file: a comma between two digits, outside quotation marks
+// and functions, is a decimal comma. Throws DataError.
+Expression CompileSavedExpression(std::string_view text, const Table& table);
 
 }  // namespace velmora

@@ -12,7 +12,7 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kBlock = 4096;  // cases
+constexpr std::size_t kBlock = CaseCondition::kMostCases;
 
 using Mask = std::vector<std::uint8_t>;  // one a case of a block
 
@@ -25,7 +25,7 @@ struct GivenValue {
 struct Statement;
 
 struct Branch {
-  std::unique_ptr<Expression> condition;  // null: Else
+  std::unique_ptr<CaseCondition> condition;  // null: Else
   std::vector<Statement> body;
 };
 
@@ -47,6 +47,7 @@ struct Level {
   Mask open;     // no branch has taken the case yet
   Mask unknown;  // a condition was missing for it
   Mask taken;    // of the branch that runs
+  Mask missing;  // whether the condition last tested was missing
 };
 
 std::string NumberText(double value) {
@@ -95,12 +96,11 @@ struct CodingProgram::Compiled {
     std::fill_n(level.unknown.begin(), count, std::uint8_t{0});
     for (const Branch& branch : statement.branches) {
       if (branch.condition) {
-        branch.condition->EvaluateBlock(*table, first, count, results.data());
+        branch.condition->Evaluate(first, count, level.taken.data(), level.missing.data());
         for (std::size_t i = 0; i < count; ++i) {
-          const bool missing = results[i] == kMissing;  // exactly this bit pattern is what it writes
-          level.taken[i] = level.open[i] & static_cast<std::uint8_t>(!missing && results[i] != 0);
-          level.unknown[i] |= static_cast<std::uint8_t>(missing);
+          level.taken[i] &= level.open[i];
           level.open[i] ^= level.taken[i];
+          level.unknown[i] |= level.missing[i];
         }
       } else {
         for (std::size_t i = 0; i < count; ++i) level.taken[i] = level.open[i] & (level.unknown[i] ^ 1U);
@@ -135,6 +135,7 @@ class CodingCompiler {
       level.open.resize(kBlock);
       level.unknown.resize(kBlock);
       level.taken.resize(kBlock);
+      level.missing.resize(kBlock);
     }
     compiled.results.resize(kBlock);
   }
@@ -142,6 +143,18 @@ class CodingCompiler {
  private:
   [[noreturn]] void Fail(int line, const std::string& reason) const {
     FailInScript(program_.file, line, reason);
+  }
+
+  // What fails in work fails at the line.
+  template <class Work>
+  auto AtLine(int line, Work work) const {
+    try {
+      return work();
+    } catch (const DataError& error) {
+      std::string reason = error.what();
+      if (reason.ends_with('.')) reason.pop_back();
+      Fail(line, reason);
+    }
   }
 
   // --- Targets and their texts, before any code is given
@@ -223,7 +236,10 @@ class CodingCompiler {
     } else if (number) {
       statement.value.number = *number;
     } else {
-      statement.value.expression = Compile(TextOfEvalExpr(source.value), source.value.line);
+      const std::string text = TextOfEvalExpr(source.value);
+      statement.value.expression = AtLine(source.value.line, [&] {
+        return std::make_unique<Expression>(CompileSavedExpression(text, table_));
+      });
     }
     return statement;
   }
@@ -235,8 +251,13 @@ class CodingCompiler {
   }
 
   // --- Expressions
-  std::unique_ptr<Expression> CompileCondition(const ScriptValue& condition) {
-    return Compile(ConditionText(condition), condition.line);
+  std::unique_ptr<CaseCondition> CompileCondition(const ScriptValue& condition) {
+    const std::string text = ConditionText(condition);
+    std::vector<std::string> said;
+    auto compiled =
+        AtLine(condition.line, [&] { return std::make_unique<CaseCondition>(text, table_, said); });
+    for (const std::string& notice : said) Notice(condition.line, notice);
+    return compiled;
   }
 
   // The condition as one expression of the host.
@@ -261,19 +282,6 @@ class CodingCompiler {
     if (value.parts.size() != 1 || value.parts.front().kind != ScriptValue::Kind::kText)
       Fail(value.line, "EvalExpr takes one text in quotation marks");
     return value.parts.front().text;
-  }
-
-  std::unique_ptr<Expression> Compile(const std::string& text, int line) {
-    std::vector<std::string> said;
-    try {
-      auto expression = std::make_unique<Expression>(CompileCaseCondition(text, table_, &said));
-      for (const std::string& notice : said) Notice(line, notice);
-      return expression;
-    } catch (const DataError& error) {
-      std::string reason = error.what();
-      if (reason.ends_with('.')) reason.pop_back();
-      Fail(line, reason);
-    }
   }
 
   void Notice(int line, const std::string& text) {
