@@ -8,6 +8,7 @@
 #include "workbench/data/expression.h"
 #include "workbench/scripts/case_condition.h"
 #include "workbench/scripts/recode_file.h"
+#include "workbench/scripts/saved_bins.h"
 
 namespace velmora {
 namespace {
@@ -285,7 +286,7 @@ class CodingCompiler {
   }
 
   void Notice(int line, const std::string& text) {
-    notices_.push_back(program_.file + ", line " + std::to_string(line) + ": " + text + ".");
+    notices_.push_back(ScriptPlace(program_.file, line) + ": " + text + ".");
   }
 
   const ScriptProgram& program_;
@@ -347,6 +348,7 @@ ScriptProgram ParseCodingFile(std::string_view content, const std::string& file)
   const bool isRecode =
       content[begin] == '[' || content[begin] == ';' || content.substr(begin).starts_with("ConditionSize");
   if (isRecode) return ParseRecodeFile(content, file);
+  if (content[begin] == '{') return ProgramOf(ParseBinsJson(content.substr(begin), file), file);
   return ParseScript(content, file, ".");
 }
 

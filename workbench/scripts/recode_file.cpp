@@ -161,7 +161,30 @@ class RecodeReader {
   std::string TargetOf(const std::string& condition, int line) const {
     const std::string predictor = FirstNameIn(condition);
     if (predictor.empty()) Fail(line, "Condition names no variable");
-    return predictor + "_Coded";
+    const std::string response = ResponseInFileName(predictor);
+    return (response.empty() ? "" : response + "_") + predictor + "_Coded";
+  }
+
+  // Characters that a file system refuses stand as _ in a file's name.
+  static bool IsSameInFileNames(std::string_view name, std::string_view inFile) {
+    return name.size() == inFile.size() && std::equal(name.begin(), name.end(), inFile.begin(),
+                                                      [](char a, char b) { return a == b || b == '_'; });
+  }
+
+  std::string ResponseInFileName(std::string_view predictor) const {
+    constexpr std::string_view kBefore = " - ", kBehind = "__Coded.ini";
+    std::string_view name = file_;
+    if (!name.ends_with(kBehind)) return {};
+    name.remove_suffix(kBehind.size());
+    // The last place that fits: what stands in front of it is a person's own.
+    for (std::size_t at = name.rfind(kBefore); at != std::string_view::npos;
+         at = at == 0 ? std::string_view::npos : name.rfind(kBefore, at - 1)) {
+      const std::string_view rest = name.substr(at + kBefore.size());
+      if (rest.size() > predictor.size() + 1 && rest[predictor.size()] == '_' &&
+          IsSameInFileNames(predictor, rest.substr(0, predictor.size())))
+        return std::string(rest.substr(predictor.size() + 1));
+    }
+    return {};
   }
 
   static ScriptBranch Branch(const Entry& entry, const std::string& condition) {

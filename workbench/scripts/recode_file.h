@@ -21,8 +21,9 @@
 
 namespace velmora {
 
-// The recode as a program of one If that assigns to the predictor's name + "_Coded". Throws DataError that
-// names file, line and reason.
+// The recode as a program of one If. It assigns to the variable RESPONSE_PREDICTOR_Coded where the file has the
+// name that screening gave it, "ANY - PREDICTOR_RESPONSE__Coded.ini", else to PREDICTOR_Coded. Throws DataError
+// that names file, line and reason.
 ScriptProgram ParseRecodeFile(std::string_view text, const std::string& file);
 
 }  // namespace velmora

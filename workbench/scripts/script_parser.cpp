@@ -359,9 +359,12 @@ class ScriptParser {
 
 }  // namespace
 
+std::string ScriptPlace(const std::string& file, int line) {
+  return line > 0 ? file + ", line " + std::to_string(line) : file;
+}
+
 void FailInScript(const std::string& file, int line, const std::string& reason) {
-  throw DataError(file + ", line " + std::to_string(line) + ": " + reason +
-                  (reason.ends_with('?') ? "" : "."));
+  throw DataError(ScriptPlace(file, line) + ": " + reason + (reason.ends_with('?') ? "" : "."));
 }
 
 ScriptProgram ParseScript(std::string_view text, const std::string& file, std::string_view decimalSeparator) {

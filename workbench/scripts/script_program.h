@@ -84,6 +84,8 @@ struct ScriptProgram {
   std::vector<ScriptStatement> statements;  // outside every Sub
 };
 
+// "FILE, line N"; "FILE" for line 0, of what stands on no line.
+std::string ScriptPlace(const std::string& file, int line);
 // Throws DataError: "FILE, line N: reason."
 [[noreturn]] void FailInScript(const std::string& file, int line, const std::string& reason);
 
