@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <optional>
 
 #include "workbench/app/exit_codes.h"
@@ -47,6 +48,19 @@ std::string Bytes(Format format, const OutputWriters& writers, Session& session)
   return writers.text(StandardOutputTerminal());
 }
 
+// A folder that got many files is told once.
+void TellWritten(const std::vector<std::filesystem::path>& paths) {
+  constexpr std::size_t kMany = 12;
+  std::map<std::filesystem::path, std::size_t> counts;
+  for (const std::filesystem::path& path : paths) ++counts[path.parent_path()];
+  for (const std::filesystem::path& path : paths) {
+    std::size_t& count = counts[path.parent_path()];
+    if (count > kMany) Tell("Written: " + std::to_string(count) + " files in " + path.parent_path().string());
+    if (count > kMany) count = 0;
+    if (count > 0) Tell("Written: " + path.string());
+  }
+}
+
 }  // namespace
 
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
@@ -56,7 +70,11 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
   if (std::any_of(formats.begin(), formats.end(), isDocument)) writers.makeDocuments();
   std::string standardOutput;
   std::optional<OutputFiles> files;
-  if (toFolder || writers.addFiles) files.emplace(toFolder ? options.folder : ".");
+  if (toFolder || writers.addFiles) {
+    files.emplace(toFolder ? options.folder : ".");
+  } else if (writers.addFilesElsewhere) {
+    files.emplace();
+  }
   for (const Format format : formats) {
     if (toFolder && format != Format::kTerminal) {
       AddFile(format, writers, session, *files);
@@ -65,10 +83,10 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
     }
   }
   if (writers.addFiles) writers.addFiles(*files);
+  if (writers.addFilesElsewhere) writers.addFilesElsewhere(*files);
   if (files) {
-    for (const std::filesystem::path& path : files->Commit()) {
-      if (!options.quiet) Tell("Written: " + path.string());
-    }
+    const std::vector<std::filesystem::path> written = files->Commit();
+    if (!options.quiet) TellWritten(written);
   }
   WriteToStandardOutput(standardOutput);
 }

@@ -21,6 +21,7 @@ struct OutputWriters {
   std::function<void()> makeDocuments;       // in the session's workbook, for HTML and XLSX
   std::function<void(OutputFiles&)>
       addFiles;  // further files; the present folder without --out. May be empty
+  std::function<void(OutputFiles&)> addFilesElsewhere;  // in folders that they name. May be empty
 };
 
 // Files first, so that a reader of standard output that goes away cannot keep them from appearing. Throws

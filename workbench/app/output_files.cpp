@@ -20,46 +20,83 @@ namespace fs = std::filesystem;
   throw RunError(path.string() + " cannot be written: " + error.message() + ".");
 }
 
-std::error_code LastError() { return {errno != 0 ? errno : EIO, std::generic_category()}; }
-
-}  // namespace
-
-OutputFiles::OutputFiles(const fs::path& folder) : folder_(folder.empty() ? fs::path(".") : folder) {
-  std::error_code error;
-  if (fs::exists(folder_, error) && !fs::is_directory(folder_, error)) {
-    throw RunError("The output folder " + folder_.string() + " is a file.");
-  }
-  for (fs::path path = fs::absolute(folder_).lexically_normal(); !fs::exists(path, error);) {
-    madeFolders_.insert(madeFolders_.begin(), path);
-    if (!path.has_relative_path()) break;
-    path = path.parent_path();
-  }
-  fs::create_directories(folder_, error);
-  if (error)
-    throw RunError("The output folder " + folder_.string() + " cannot be made: " + error.message() + ".");
-  std::random_device random;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    staging_ = folder_ / (".velmora-" + std::to_string(random()));
-    if (fs::create_directory(staging_, error)) return;
-    if (error) break;
-  }
-  staging_.clear();
-  throw RunError("The output folder " + folder_.string() + " cannot be written: " + error.message() + ".");
-}
-
-OutputFiles::~OutputFiles() {
+// Only empty ones go: somebody else may have put something there meanwhile.
+void RemoveMade(const std::vector<fs::path>& folders) {
   std::error_code ignored;
-  if (!staging_.empty()) fs::remove_all(staging_, ignored);
-  if (committed_) return;
-  // Only empty ones go: somebody else may have put something there meanwhile.
-  for (auto made = madeFolders_.rbegin(); made != madeFolders_.rend(); ++made) {
+  for (auto made = folders.rbegin(); made != folders.rend(); ++made) {
     if (fs::is_empty(*made, ignored)) fs::remove(*made, ignored);
   }
 }
 
+std::error_code LastError() { return {errno != 0 ? errno : EIO, std::generic_category()}; }
+
+}  // namespace
+
+OutputFiles::OutputFiles(const fs::path& folder) { StagingFolderOf(folder.empty() ? fs::path(".") : folder); }
+
+fs::path OutputFiles::StagingFolderOf(const fs::path& folder) {
+  const fs::path key = fs::absolute(folder).lexically_normal() / "";
+  for (const Stage& stage : stages_) {
+    if (fs::absolute(stage.folder).lexically_normal() / "" == key) return stage.staging;
+  }
+  Stage& stage = stages_.emplace_back();
+  stage.folder = folder;
+  try {
+    Open(stage);
+  } catch (...) {
+    RemoveMade(stage.madeFolders);
+    stages_.pop_back();
+    throw;
+  }
+  return stage.staging;
+}
+
+void OutputFiles::Open(Stage& stage) {
+  std::error_code error;
+  if (fs::exists(stage.folder, error) && !fs::is_directory(stage.folder, error)) {
+    throw RunError("The output folder " + stage.folder.string() + " is a file.");
+  }
+  for (fs::path path = fs::absolute(stage.folder).lexically_normal(); !fs::exists(path, error);) {
+    stage.madeFolders.insert(stage.madeFolders.begin(), path);
+    if (!path.has_relative_path()) break;
+    path = path.parent_path();
+  }
+  fs::create_directories(stage.folder, error);
+  if (error)
+    throw RunError("The output folder " + stage.folder.string() + " cannot be made: " + error.message() +
+                   ".");
+  std::random_device random;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    stage.staging = stage.folder / (".velmora-" + std::to_string(random()));
+    if (fs::create_directory(stage.staging, error)) return;
+    if (error) break;
+  }
+  throw RunError("The output folder " + stage.folder.string() + " cannot be written: " + error.message() +
+                 ".");
+}
+
+OutputFiles::~OutputFiles() {
+  std::error_code ignored;
+  for (const Stage& stage : stages_) fs::remove_all(stage.staging, ignored);
+  if (committed_) return;
+  for (auto stage = stages_.rbegin(); stage != stages_.rend(); ++stage) RemoveMade(stage->madeFolders);
+}
+
 void OutputFiles::Add(const std::string& fileName, std::string_view bytes) {
-  const fs::path path = staging_ / fileName;
-  const fs::path finalPath = folder_ / fileName;
+  AddTo(stages_.front(), fileName, bytes);
+}
+
+void OutputFiles::AddAt(const fs::path& path, std::string_view bytes) {
+  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  const fs::path staging = StagingFolderOf(folder);
+  const auto stage = std::find_if(stages_.begin(), stages_.end(),
+                                  [&](const Stage& candidate) { return candidate.staging == staging; });
+  AddTo(*stage, path.filename().string(), bytes);
+}
+
+void OutputFiles::AddTo(const Stage& stage, const std::string& fileName, std::string_view bytes) {
+  const fs::path path = stage.staging / fileName;
+  const fs::path finalPath = stage.folder / fileName;
   errno = 0;
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) FailWriting(finalPath, LastError());
@@ -84,9 +121,12 @@ std::vector<fs::path> OutputFiles::Commit() {
     fs::path from, to, backup;
   };
   std::vector<Move> moves;
-  for (const fs::directory_entry& entry : fs::directory_iterator(staging_)) {
-    const fs::path name = entry.path().filename();
-    moves.push_back({entry.path(), folder_ / name, staging_ / (".old-" + name.string())});
+  for (const Stage& stage : stages_) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(stage.staging)) {
+      const fs::path name = entry.path().filename();
+      moves.push_back({entry.path(), (stage.folder / name).lexically_normal(),
+                       stage.staging / (".old-" + name.string())});
+    }
   }
   std::sort(moves.begin(), moves.end(), [](const Move& a, const Move& b) { return a.to < b.to; });
   StopIfInterrupted();

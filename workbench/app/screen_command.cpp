@@ -7,6 +7,7 @@
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/module_path.h"
 #include "workbench/app/screen_run.h"
+#include "workbench/app/screen_save.h"
 
 namespace velmora {
 namespace {
@@ -19,6 +20,7 @@ struct CommandOptions {
   ModuleOptions module;
   ScreenRequest request;
   ScreenSettings settings;
+  SaveOptions save;
 };
 
 void CheckOptions(const CommandOptions& options) {
@@ -47,6 +49,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   settings.cases.AddTo(parser);
   options.output.AddTo(parser);
   options.module.AddTo(parser);
+  options.save.AddTo(parser);
   parser.Text("--binary-response", options.request.binary);
   parser.Text("--good", options.request.good);
   parser.Text("--bad", options.request.bad);
@@ -60,12 +63,13 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
   parser.WholeNumber("--best", settings.best, 0, kMostBest);
   parser.Parse(arguments);
+  options.save.Check();
   CheckOptions(options);
   return options;
 }
 
 void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
-                  const ScreenReport& report, Session& session) {
+                  const ScreenReport& report, Session& session, TerminalFace& face) {
   OutputWriters writers;
   writers.stem = "screening";
   writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
@@ -76,6 +80,11 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
     files.Add("screening_bins.csv", ScreenBinsCsv(report));
   };
   writers.makeDocuments = [&] { MakeScreenDocuments(session, report); };
+  if (options.save.Any()) {
+    writers.addFilesElsewhere = [&](OutputFiles& files) {
+      SaveScreening(options.save, report, session, face, files);
+    };
+  }
   WriteOutputs(options.output, formats, writers, session);
 }
 
@@ -106,7 +115,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
   report.selectedCases = selected.IncludedCount();
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
-  WriteResults(options, formats, report, session);
+  WriteResults(options, formats, report, session, face);
   if (IsFirstLook(options.output)) {
     Tell(
         "Next: add --out DIR for a report and a workbook, --format json for a program, or --cut-points FILE "

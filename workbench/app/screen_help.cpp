@@ -66,6 +66,15 @@ Order
   --sort-continuous r2|f            by R-squared (default) or by F
   --sort-categorical p|chi-square   by p-value (default) or by Chi-square
 
+What the next data need, whole or not at all; 'velmora apply' takes recode files, rules and bins
+  --save-best N               predictors of each response that are saved, best first, 1 to 100000 (default 10)
+  --coded FILE                the table with the coded variables, as .csv, .tsv or .parquet
+  --recode DIR                a recode file for each of them
+  --rules FILE                a rules script for all of them
+  --bins FILE                 their bins as JSON
+  --sql FILE                  their bins as a query of CASE expressions: bin label and weight of evidence
+  --python FILE               the same as a Python function that needs no library
+
 Where results go
   --best N                    predictors of each response whose bins are shown, 0 to 10000 (default 5); JSON and
                               screening_bins.csv have them all

@@ -34,6 +34,8 @@ class TerminalFace : public Face {
   std::vector<std::string> TakeSaid();
   // Holds lines back (for a failure's sentence) or says them as they come, which is how a face starts.
   void HoldBack(bool hold);
+  // Forgets the lines held back, which something else says.
+  void DropHeld() { held_.clear(); }
 
  private:
   void Say(std::string_view text);

@@ -45,6 +45,11 @@ void Session::SetTable(Table table) {
 
 const Table& Session::Data() const { return state_->core->table; }
 
+void Session::TakeLabelsAsTexts(int variableNumber) {
+  state_->core->RequireThread();
+  state_->core->table.Variable(variableNumber).fromText = true;
+}
+
 void Session::SelectCases(const std::string& include, const std::string& exclude) {
   state_->core->RequireThread();
   state_->core->SelectCases({include, exclude});

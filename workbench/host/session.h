@@ -59,6 +59,8 @@ class Session {
   // analysis reads the cases.
   void SetTable(Table table);
   const Table& Data() const;
+  // From now on the variable, whose every value has a label, holds those texts: it is saved as they are.
+  void TakeLabelsAsTexts(int variableNumber);
   // Cases used: those for which include (when not empty) is true and exclude (when not empty) is not. Throws
   // DataError for a wrong expression; then nothing has changed.
   void SelectCases(const std::string& include, const std::string& exclude);
