@@ -158,6 +158,26 @@ TEST_F(MisuseTest, ChosenCodesGoWithWhatTheyWereChosenFor) {
   EXPECT_EQ(startup.Get("FactorCodes").AsText(), "");
 }
 
+// Codes that OK asks for are the script's own, once it has given them.
+TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| | risk | housing purpose | age");
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  startup.Put("ResultsCodes", "own \"rent\" | castle");
+  EXPECT_EQ(ErrorOf([&] { startup.Call("OK"); }),
+            "\"castle\" is neither a code nor a value label of purpose.");
+  startup.Put("ResultsCodes", "own | 1 2 | 3");
+  EXPECT_THAT(ErrorOf([&] { startup.Call("OK"); }),
+              HasSubstr("There are 2 lists to choose, and 3 were given."));
+  startup.Put("ResultsCodes", "own | 1 2");
+  EXPECT_EQ(startup.Call("OK").AsInt(), 0);
+  EXPECT_THAT(face.messages.back(), HasSubstr("not enough distinct factor codes"));
+  startup.Put("FactorCodes", "");
+  startup.Put("ResultsCodes", Variant::Array{std::vector<int>{1, 2}, Variant::Array{1, 2.0, "3"}});
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+}
+
 TEST_F(MisuseTest, AFileThatCannotBeReadChangesNothing) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kFeatureLists);

@@ -196,5 +196,44 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
   EXPECT_EQ(application.GetObject("Analyses").Get("Count").AsInt(), 0) << "Cancel ends a screening";
 }
 
+// The same analysis by keys and clicks alone.
+TEST_F(ObjectModel, AFeatureSelectionControlByControl) {
+  application.Call("Open", {VELMORA_SOURCE_DIR "/samples/german_credit.csv"});
+  const AutomationClient analysis = application.GetObject("Analyses").GetObject("Add", {4870});
+  const AutomationClient dialog = analysis.GetObject("Dialog"), window = analysis.GetObject("Window");
+  EXPECT_EQ(window.Get("Caption").AsText(), " Feature Selection and Variable Screening");
+  EXPECT_EQ(window.Get("Pages").AsArray().size(), 2U);
+  EXPECT_EQ(window.Get("Kind", {1032}).AsText(), "edit");
+  EXPECT_EQ(window.Get("ControlCaption", {1035}).AsText(), "Casewise deletion of missing data");
+  EXPECT_EQ(ErrorOf([&] { window.Call("Press", {1}); }), "Variable selection not valid.");
+  EXPECT_EQ(ErrorOf([&] { window.Call("Press", {9}); }), "The dialog has no control 9.");
+  EXPECT_EQ(ErrorOf([&] { window.Call("Press", {1004}); }), "Control 1004 is hidden.");
+  EXPECT_EQ(ErrorOf([&] { window.Call("TypeText", {1041, "5"}); }), "Control 1041 is disabled.");
+  EXPECT_EQ(ErrorOf([&] {
+              window.Call("TypeText", {1035, "5"});
+            }),
+            "Control 1035 is a check box, which cannot be used in this way.");
+  dialog.Put("ResultsVariables", "amount | risk | duration_months age | checking_account");
+  window.Call("Press", {1005});
+  EXPECT_EQ(window.Get("Text", {1006}).AsText(), dialog.Get("Variables").AsText().substr(0, 1));
+  window.Call("Press", {1040});
+  EXPECT_EQ(window.Get("IsChecked", {1040}).AsInt(), 1);
+  window.Call("TypeText", {1041, "5"});
+  window.Call("TypeText", {1032, "1e"});
+  window.Put("Page", 2);
+  window.Call("Press", {1});
+  EXPECT_EQ(window.Get("IsOpen").AsInt(), 0) << "a wrong number does not stop the run";
+  EXPECT_EQ(ErrorOf([&] { window.Get("Caption"); }), "The dialog is closed.");
+  const AutomationClient results = analysis.GetObject("Window");
+  EXPECT_EQ(results.Get("Caption").AsText(), "FSL Results ");
+  results.Call("TypeText", {1024, "0"});
+  results.Call("Press", {1022});
+  EXPECT_EQ(results.Get("Error", {1024}).AsText(), "Invalid integer entered in edit field");
+  EXPECT_GT(application.GetObject("Outputs").Get("Count").AsInt(), 0);
+  results.Call("Press", {2});
+  EXPECT_EQ(analysis.GetObject("Dialog").Get("NumberOfCutsForContinuousDependentVariable").AsInt(), 5);
+  EXPECT_EQ(analysis.GetObject("Dialog").Get("NumberOfCutsForContinuousPredictor").AsInt(), 10);
+}
+
 }  // namespace
 }  // namespace velmora

@@ -69,6 +69,76 @@ class CallScope {
   DialogOwner& owner_;
 };
 
+// The parts of a text between marks that stand outside double quotation marks.
+std::vector<std::string> SplitOutsideQuotes(std::string_view text, char mark) {
+  std::vector<std::string> parts(1);
+  bool quoted = false;
+  for (const char c : text) {
+    if (c == '"') quoted = !quoted;
+    if (c == mark && !quoted) {
+      parts.emplace_back();
+    } else {
+      parts.back() += c;
+    }
+  }
+  return parts;
+}
+
+// What a script gave for several lists, one item each: an array of one value a list, or a text with the lists
+// between '|'. One list takes the value itself. Lists that nothing was given for stay empty.
+std::vector<Variant> ItemsOf(const Variant& value, std::size_t listCount) {
+  std::vector<Variant> items;
+  if (listCount == 1 && value.Type() != vlm::kAutomationText) {
+    items = {value};
+  } else if (value.Type() == vlm::kAutomationArray) {
+    items = value.AsArray();
+  } else if (value.Type() == vlm::kAutomationText) {
+    for (std::string& part : SplitOutsideQuotes(value.AsText(), '|')) items.emplace_back(std::move(part));
+  } else {
+    items = {value};
+  }
+  if (items.size() > listCount) {
+    throw DataError("There are " + std::to_string(listCount) + " lists to choose, and " +
+                    std::to_string(items.size()) + " were given.");
+  }
+  items.resize(listCount);
+  return items;
+}
+
+// Numbers and value labels; a label with blanks stands in double quotation marks.
+std::vector<double> CodesOf(const Variant& value, const Column& variable) {
+  std::vector<double> codes;
+  const auto add = [&](const Variant& item) {
+    const bool isText = item.Type() == vlm::kAutomationText;
+    const double* const labelled = isText ? variable.ValueOf(item.AsText()) : nullptr;
+    const std::optional<double> number = isText ? ParseRealText(item.AsText(), ".") : item.AsReal();
+    if (labelled == nullptr && !number) {
+      throw DataError("\"" + item.AsText() + "\" is neither a code nor a value label of " + variable.name +
+                      ".");
+    }
+    codes.push_back(labelled != nullptr ? *labelled : *number);
+  };
+  switch (value.Type()) {
+    case vlm::kAutomationEmpty:
+      break;
+    case vlm::kAutomationArray:
+      for (const Variant& item : value.AsArray()) add(item);
+      break;
+    case vlm::kAutomationIntArray:
+      for (const int code : value.AsIntegers()) add(code);
+      break;
+    case vlm::kAutomationText:
+      for (std::string word : SplitOutsideQuotes(value.AsText(), ' ')) {
+        std::erase(word, '"');
+        if (!word.empty()) add(word);
+      }
+      break;
+    default:
+      add(value);
+  }
+  return codes;
+}
+
 int SetFailure(vlm::IAutomationResult* result, int code, std::string_view description) {
   if (result != nullptr) result->SetError(code, description.data(), LengthOf(description));
   return vlm::kDispatchException;
@@ -544,14 +614,11 @@ int DialogWindow::VariableListsDialog(const char* title, int titleLength,
         const bool fromScript = owner_.UnderAutomation() && scripted != resultsSettings_.end();
         const auto ask = [&] {
           if (!fromScript) return face_.AskVariableLists(*this, TextOf(title, titleLength), questions);
-          // One list takes the value itself, several take an array of one value a list; the rest is empty.
+          const std::vector<Variant> given = ItemsOf(scripted->second, questions.size());
           for (std::size_t index = 0; index < questions.size(); ++index) {
-            const Variant& value = scripted->second;
-            const bool isArray = value.Type() == vlm::kAutomationArray;
-            const Variant item = isArray
-                                     ? (index < value.AsArray().size() ? value.AsArray()[index] : Variant())
-                                     : (index == 0 ? value : Variant());
-            questions[index].variables = item.Type() == vlm::kAutomationText
+            const Variant& item = given[index];
+            questions[index].variables = item.IsEmpty() ? std::vector<int>()
+                                         : item.Type() == vlm::kAutomationText
                                              ? owner_.ParseVariables(item.AsText())
                                              : item.AsIntegers();
           }
@@ -583,22 +650,9 @@ int DialogWindow::CodesListDialog(const char* title, int titleLength, const int*
         const bool fromScript = owner_.UnderAutomation() && scripted != resultsSettings_.end();
         const auto ask = [&] {
           if (!fromScript) return face_.AskCodes(*this, question);
-          const auto codesOf = [](const Variant& value) {
-            std::vector<double> list;
-            if (value.Type() == vlm::kAutomationArray) {
-              for (const Variant& item : value.AsArray()) list.push_back(item.AsReal());
-            } else {
-              for (const int code : value.AsIntegers()) list.push_back(code);
-            }
-            return list;
-          };
-          const Variant& value = scripted->second;
+          const std::vector<Variant> given = ItemsOf(scripted->second, question.codes.size());
           for (std::size_t index = 0; index < question.codes.size(); ++index) {
-            if (variableCount == 1) {
-              question.codes[index] = codesOf(value);
-            } else if (index < value.AsArray().size()) {
-              question.codes[index] = codesOf(value.AsArray()[index]);
-            }
+            question.codes[index] = CodesOf(given[index], owner_.Data().Variable(variables[index]));
           }
           return true;
         };

@@ -2,6 +2,7 @@
 //
 //   Application -- Spreadsheets -- Open(FileName) --> InputSpreadsheet: variables, case selection, weights, Save
 //               \- Analyses -- Add(AnalysisID) --> Analysis -- Dialog: the settings, then the outputs
+//               |                                        |---- Window: the same dialog by its controls
 //               |                                        \---- Run: OK of the startup dialog
 //               \- Outputs: every document that was made, Save
 //
@@ -68,6 +69,14 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
     ObjectReference results = Dialog(kResultsStep);
     return results ? results : Dialog(kStartupStep);
   }
+  ObjectReference Window() const {
+    const auto core = LockedCore(core_);
+    const RunningAnalysis* const analysis = Running(*core);
+    if (analysis == nullptr) return {};
+    DialogWindow* const results = analysis->DialogOf(kResultsStep);
+    DialogWindow* const window = results != nullptr ? results : analysis->DialogOf(kStartupStep);
+    return window == nullptr ? ObjectReference() : MakeWindowObject(core, *window);
+  }
   int Run() const {
     const AutomationClient startup(Dialog(kStartupStep));
     if (!startup) Refuse("The analysis has no startup dialog open.");
@@ -108,7 +117,9 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           s.Close();
           return Variant();
         },
-        nullptr}});
+        nullptr},
+       {Getter(20, "Window", kAutomationObject, "The window of that dialog, control by control"),
+        [](Self& s, const Arguments&) { return Variant(s.Window()); }, nullptr}});
   return table;
 }
 

@@ -124,6 +124,8 @@ vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& cor
 // The open dialog of an analysis as scripts get it; empty for none.
 ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const RunningAnalysis& analysis,
                              int step);
+// The window of an open dialog, control by control.
+ObjectReference MakeWindowObject(const std::shared_ptr<SessionCore>& core, DialogWindow& window);
 // The core while the session lives, on its own thread; throws AutomationError once it has gone.
 std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core);
 
