@@ -9,6 +9,7 @@
 #include "frame/host_array.h"
 #include "screening_out/event_scripts.h"
 #include "screening_out/graph_writing.h"
+#include "screening_out/output_texts.h"
 
 namespace vlmfsl {
 namespace {
@@ -121,11 +122,11 @@ std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const Pred
                                  const std::vector<BinShare>& shares) {
   std::string text;
   if (HasIntervals(record)) {
-    text = analysis.Text(kTextCutPoints);
+    text = RequiredText(analysis, kTextCutPoints);
     for (const double cutPoint : record.cutPoints) text += " " + FormatGeneral(cutPoint) + " ";
     text += "]";
   }
-  text += analysis.Text(kTextFrequencies);
+  text += RequiredText(analysis, kTextFrequencies);
   for (const BinShare& share : shares) {
     if (HasValue(share.defaultRate)) text += " " + FormatFixed(share.defaultRate, 4) + " ";
   }
@@ -138,13 +139,14 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& 
   return ShownGraph(*this, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
-    const std::string name = Text(kTextDefaultRate);
+    const std::string name = RequiredText(*this, kTextDefaultRate);
     GraphWriter graph(*this, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
     graph.TitleLine(name);
     graph.TitleLinesOf(record);
-    graph.Footnote(FormatText(Text(kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
+    graph.Footnote(
+        FormatText(RequiredText(*this, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
-    graph.Axis(vlm::kValueAxis, FormatText(Text(kTextInPercent), {name}));
+    graph.Axis(vlm::kValueAxis, FormatText(RequiredText(*this, kTextInPercent), {name}));
     if (!intervals) {
       const std::vector<std::string> labels = BinLabels(*this, record);
       graph.Categories(vlm::kCategoryAxis, labels);
@@ -162,9 +164,9 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) 
   return ShownGraph(*this, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
-    const std::string rateName = Text(kTextDefaultRate);
+    const std::string rateName = RequiredText(*this, kTextDefaultRate);
     GraphWriter graph(*this, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
-    graph.TitleLine(Text(kTextDistributionGraph));
+    graph.TitleLine(RequiredText(*this, kTextDistributionGraph));
     graph.TitleLinesOf(record);
     graph.Footnote(DistributionFootnote(*this, record, shares));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
@@ -172,7 +174,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) 
       const std::vector<std::string> labels = BinLabels(*this, record);
       graph.Categories(vlm::kCategoryAxis, labels);
       graph.Axis(vlm::kValueAxis, "%");
-      AddBars(graph, Text(kTextPercentValidN), labels, shares, &BinShare::cases);
+      AddBars(graph, RequiredText(*this, kTextPercentValidN), labels, shares, &BinShare::cases);
       AddBars(graph, rateName, labels, shares, &BinShare::defaultRate);
       return graph.Finish();
     }
@@ -180,11 +182,12 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) 
     const GraphPoints rates = DefaultRateSegments(record, shares);
     const double scale = 100 * DensityScale(distribution.density, rates);
     for (double& density : distribution.density.y) density *= scale;
-    graph.Axis(vlm::kValueAxis, FormatText(Text(kTextInPercent), {rateName}));
-    graph.Series(vlm::kLineSeries, record.predictorName + Text(kTextSmoothedPdf), distribution.density);
+    graph.Axis(vlm::kValueAxis, FormatText(RequiredText(*this, kTextInPercent), {rateName}));
+    graph.Series(vlm::kLineSeries, record.predictorName + RequiredText(*this, kTextSmoothedPdf),
+                 distribution.density);
     graph.Series(vlm::kLineSeries, rateName, rates);
-    const std::string cumulativeName = Text(kTextEmpiricalCdf);
-    graph.Axis(vlm::kRightAxis, FormatText(Text(kTextInPercent), {cumulativeName}));
+    const std::string cumulativeName = RequiredText(*this, kTextEmpiricalCdf);
+    graph.Axis(vlm::kRightAxis, FormatText(RequiredText(*this, kTextInPercent), {cumulativeName}));
     graph.Document().SetAxisRange(vlm::kRightAxis, 0, 100, 0);
     graph.Document().PutOnRightAxis(
         graph.Series(vlm::kLineSeries, cumulativeName, distribution.CumulativePercent()));

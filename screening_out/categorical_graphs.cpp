@@ -2,6 +2,7 @@
 // bin, and as bars in space.
 #include "base/format_text.h"
 #include "screening_out/graph_writing.h"
+#include "screening_out/output_texts.h"
 
 namespace vlmfsl {
 namespace {
@@ -26,9 +27,9 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
   ClassCounts table;
   table.bins = BinLabels(analysis, record);
   for (std::size_t c = 0; c < analysis.responseCodes.size(); ++c) {
-    table.classes.push_back(analysis.StripFormatting(WholeTextOf([&](vlm::ITextSink* sink) {
-      sheet.GetColumnLongName(kFirstClassColumn + static_cast<int>(c), sink);
-    })));
+    table.classes.push_back(Stripped(analysis, WholeTextOf([&](vlm::ITextSink* sink) {
+                                       sheet.GetColumnLongName(kFirstClassColumn + static_cast<int>(c), sink);
+                                     })));
   }
   for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
@@ -41,7 +42,7 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
 }
 
 void AddTitle(GraphWriter& graph, int textId, const PredSummary& record) {
-  graph.TitleLine(graph.Analysis().Text(textId));
+  graph.TitleLine(RequiredText(graph.Analysis(), textId));
   graph.TitleLinesOf(record);
 }
 
@@ -66,7 +67,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSumma
     AddTitle(graph, kTextInteractionPlot, record);
     graph.Axis(vlm::kCategoryAxis, linesAreClasses ? record.predictorName : record.responseName);
     graph.Categories(vlm::kCategoryAxis, linesAreClasses ? table.bins : table.classes);
-    graph.Axis(vlm::kValueAxis, Text(kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
     for (std::size_t c = 0; linesAreClasses && c < table.classes.size(); ++c) {
       AddSeries(graph, vlm::kLineSeries, table.classes[c], table.bins,
                 [&](std::size_t bin) { return table.At(bin, c); });
@@ -86,7 +87,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& r
     AddTitle(graph, kTextCategorizedHistograms, record);
     graph.Axis(vlm::kCategoryAxis, record.responseName);
     graph.Categories(vlm::kCategoryAxis, table.classes);
-    graph.Axis(vlm::kValueAxis, Text(kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
     for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
       AddSeries(graph, vlm::kBarSeries, table.bins[bin], table.classes,
                 [&](std::size_t c) { return table.At(bin, c); });
@@ -104,7 +105,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& 
     graph.Categories(vlm::kCategoryAxis, table.bins);
     graph.Axis(vlm::kDepthAxis, record.responseName);
     graph.Categories(vlm::kDepthAxis, table.classes);
-    graph.Axis(vlm::kValueAxis, Text(kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
     std::vector<double> position, depth;
     for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
       for (std::size_t c = 0; c < table.classes.size(); ++c) {
@@ -112,7 +113,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& 
         depth.push_back(static_cast<double>(c + 1));
       }
     }
-    const int series = graph.Series(vlm::kBar3DSeries, Text(kTextFrequency));
+    const int series = graph.Series(vlm::kBar3DSeries, RequiredText(*this, kTextFrequency));
     graph.Document().AddPoints3D(series, static_cast<int>(position.size()), position.data(), depth.data(),
                                  table.counts.data());
     return graph.Finish();

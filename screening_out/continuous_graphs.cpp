@@ -7,6 +7,7 @@
 #include "base/format_text.h"
 #include "screening_out/event_scripts.h"
 #include "screening_out/graph_writing.h"
+#include "screening_out/output_texts.h"
 
 namespace vlmfsl {
 namespace {
@@ -107,9 +108,10 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& recor
   return ShownGraph(*this, record, [&] {
     const std::vector<std::string> labels = BinLabels(*this, record);
     GraphWriter graph(*this, vlm::kBoxGraph);
-    graph.TitleLine(Text(kTextCategorizedBoxPlot));
-    graph.TitleLine(FormatText(Text(kTextBoxPlotOf), {record.responseName, record.predictorName}));
-    graph.TitleLine(GetCaseSelectionDescription());
+    graph.TitleLine(RequiredText(*this, kTextCategorizedBoxPlot));
+    graph.TitleLine(
+        FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
+    graph.TitleLineOfSelection();
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
     graph.Categories(vlm::kCategoryAxis, labels);
@@ -123,18 +125,19 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummar
     const bool continuous = record.predictorKind == kContinuousPredictor;
     const std::vector<std::string> labels = BinLabels(*this, record);
     GraphWriter graph(*this, vlm::kScatterGraph);
-    graph.TitleLine(Text(kTextMeanDiamonds));
+    graph.TitleLine(RequiredText(*this, kTextMeanDiamonds));
     graph.TitleLinesOf(record);
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
     if (!continuous) graph.Categories(vlm::kCategoryAxis, labels);
     const GraphPoints cases = SampleCases(record);
-    graph.Series(vlm::kScatterSeries, Text(kTextCases), cases);
+    graph.Series(vlm::kScatterSeries, RequiredText(*this, kTextCases), cases);
     if (const int all = record.workSheet->GetRowCount(); all > kMostPoints) {
-      graph.Footnote(FormatText(Text(kTextSampleShown),
+      graph.Footnote(FormatText(RequiredText(*this, kTextSampleShown),
                                 {static_cast<long long>(cases.x.size()), static_cast<long long>(all)}));
     }
-    AddBoxes(graph, vlm::kDiamondSeries, Text(kTextMeanWithLimits), BinStatistics(record), record, labels);
+    AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
+             record, labels);
     // Levels stand where the boxes of a box plot do, so the box plot's blocks serve them.
     std::string& script = record.resultTexts[kEventScriptText];
     script = FrameEventScript(ScriptTarget::kPlot,

@@ -17,9 +17,13 @@ void GraphWriter::TitleLine(std::string_view text) {
 void GraphWriter::TitleLinesOf(const PredSummary& record) {
   const int predictorLine = record.predictorKind == kContinuousPredictor ? kTextContinuousPredictorLine
                                                                          : kTextCategoricalPredictorLine;
-  TitleLine(FormatText(analysis_.Text(kTextDependentVariable), {record.responseName}));
-  TitleLine(FormatText(analysis_.Text(predictorLine), {record.predictorName}));
-  TitleLine(analysis_.GetCaseSelectionDescription());
+  TitleLine(FormatText(RequiredText(analysis_, kTextDependentVariable), {record.responseName}));
+  TitleLine(FormatText(RequiredText(analysis_, predictorLine), {record.predictorName}));
+  TitleLineOfSelection();
+}
+
+void GraphWriter::TitleLineOfSelection() {
+  TitleLine(WholeTextOf([&](vlm::ITextSink* sink) { analysis_.Host().GetCaseSelectionDescription(sink); }));
 }
 
 void GraphWriter::Footnote(std::string_view text) { graph_->SetFootnote(text.data(), LengthOf(text)); }

@@ -40,6 +40,7 @@ class GraphWriter {
   void TitleLine(std::string_view text);  // an empty one is left out
   // The response, the predictor with its kind, and the case selection.
   void TitleLinesOf(const PredSummary& record);
+  void TitleLineOfSelection();
   void Footnote(std::string_view text);
   void Axis(int axis, std::string_view title);
   // Places 1 to texts.size() of an axis that shows these texts.

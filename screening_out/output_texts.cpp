@@ -25,12 +25,15 @@ std::string Required(std::string text) {
 }  // namespace
 
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  std::string label = analysis.StripFormatting(record.levelNames[bin]);
-  if (!record.levelNames[bin].empty()) label = Required(std::move(label));
+  std::string label = Stripped(analysis, record.levelNames[bin]);
   // A line break would end the line of a script or a file.
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
   std::replace_if(label.begin(), label.end(), isControl, ' ');
   return label;
+}
+
+std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text) {
+  return text.empty() ? std::string() : Required(analysis.StripFormatting(text));
 }
 
 std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text) {

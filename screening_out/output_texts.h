@@ -19,6 +19,7 @@ namespace vlmfsl {
 
 // Host texts that an output cannot do without. They throw std::bad_alloc rather than hand back an empty one.
 [[nodiscard]] std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text);
+[[nodiscard]] std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text);
 [[nodiscard]] std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number);
 [[nodiscard]] std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId);
 

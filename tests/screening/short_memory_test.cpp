@@ -12,6 +12,7 @@
 #include <set>
 
 #include "tests/screening/screening_session.h"
+#include "workbench/documents/writers.h"
 
 namespace {
 
@@ -203,6 +204,56 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
     EXPECT_GT(refused, 10) << save;
   }
   std::filesystem::remove_all(folder);
+}
+
+// What is short is told and leaves no document; otherwise the graph is the one that memory enough gives.
+TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
+  ScreeningSession run(MemoryTable());
+  ASSERT_TRUE(run.Run(WantedOfMemory()));
+  AutomationClient results = run.session.ResultsDialog();
+  const char* const graphs[] = {
+      "BinaryResponseDistributionGraph",    "BinaryResponseDefaultRateGraph",
+      "ContinuousResponseBoxPlot",          "ContinuousResponseOverlaidScatterWithMeans",
+      "CategoricalResponseInteractionPlot", "CategoricalResponseCategorizedHistogram",
+      "CategoricalResponse3dHistogram"};
+  const auto documents = [&] { return run.session.Documents().Documents().size(); };
+  const auto last = [&] {
+    Workbook one;
+    one.Add(std::make_shared<Graph>(*run.session.Documents().Documents().back().AsGraph()));
+    return WriteJson(one);
+  };
+  for (const std::string graph : graphs) {
+    for (const char* predictor : {"x", "group"}) {
+      const std::string kind = graph.substr(0, graph.find("Response"));
+      results.Put("Select" + kind + "ResponsePredictorString", predictor);
+      results.Get(graph);
+      const std::string whole = last();
+      int refused = 0, made = 0;
+      // Past the graph itself the session sorts its documents, with more allocations the more there are.
+      for (long allocations = 0; made < 20; ++allocations) {
+        SCOPED_TRACE(graph + " of " + predictor + ": " + std::to_string(allocations) +
+                     " allocations succeed");
+        const std::size_t before = documents();
+        bool threw = false;
+        allocationsLeft = allocations;
+        try {
+          results.Get(graph);
+        } catch (const std::exception&) {
+          threw = true;
+        }
+        allocationsLeft = -1;
+        if (documents() == before) {
+          ++refused;
+          EXPECT_TRUE(threw || !run.face.messages.empty());
+          run.face.messages.clear();
+        } else {
+          ++made;
+          EXPECT_EQ(last(), whole);
+        }
+      }
+      EXPECT_GT(refused, 20);
+    }
+  }
 }
 
 }  // namespace
