@@ -225,12 +225,27 @@ class Machine {
   char mark_;
 };
 
+// Bounds are compared in the form 1,500000000000000e+00: a comma, digits and an exponent are one number.
+std::string_view SeparatorOf(std::string_view script) {
+  const auto isDigit = [&](std::size_t at) {
+    return at < script.size() && script[at] >= '0' && script[at] <= '9';
+  };
+  for (std::size_t comma = script.find(','); comma != std::string_view::npos;
+       comma = script.find(',', comma + 1)) {
+    std::size_t end = comma + 1;
+    while (isDigit(end)) ++end;
+    if (comma > 0 && isDigit(comma - 1) && end > comma + 1 && script.substr(end, 1) == "e") return ",";
+  }
+  return ".";
+}
+
 }  // namespace
 
 ToolTipScript::ToolTipScript(std::string_view script, std::string_view decimalSeparator,
                              const std::string& file)
-    : program_(std::make_unique<ScriptProgram>(ParseScript(script, file, decimalSeparator))),
-      decimalSeparator_(decimalSeparator) {}
+    : decimalSeparator_(decimalSeparator.empty() ? SeparatorOf(script) : decimalSeparator) {
+  program_ = std::make_unique<ScriptProgram>(ParseScript(script, file, decimalSeparator_));
+}
 ToolTipScript::~ToolTipScript() = default;
 ToolTipScript::ToolTipScript(ToolTipScript&&) noexcept = default;
 ToolTipScript& ToolTipScript::operator=(ToolTipScript&&) noexcept = default;

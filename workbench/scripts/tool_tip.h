@@ -14,8 +14,9 @@ struct ScriptProgram;
 // Parsed once, asked for any number of places.
 class ToolTipScript {
  public:
+  // decimalSeparator: of the script's numbers and of the texts it makes; empty: the one that its numbers have.
   // file: what messages call the script. Throws DataError that names file, line and reason.
-  explicit ToolTipScript(std::string_view script, std::string_view decimalSeparator = ".",
+  explicit ToolTipScript(std::string_view script, std::string_view decimalSeparator = {},
                          const std::string& file = "tooltip script");
   ~ToolTipScript();
   ToolTipScript(ToolTipScript&&) noexcept;
@@ -33,6 +34,6 @@ class ToolTipScript {
 
 // The same in one call.
 std::string RunToolTip(std::string_view script, std::string_view objectType,
-                       std::span<const double> coordinates, std::string_view decimalSeparator = ".");
+                       std::span<const double> coordinates, std::string_view decimalSeparator = {});
 
 }  // namespace velmora
