@@ -33,7 +33,7 @@ class MemoryHost final : public vlm::IEngineServices {
     return *block == nullptr ? 1 : 0;
   }
   void FreeMem(void** block) override {
-    std::free(*block);
+    velmora::FreeLarge(*block);
     *block = nullptr;
   }
   void d_pbar(const char*, int) override {}

@@ -1,6 +1,6 @@
 # What the Windows build takes from the building system, whose packages hold nothing made for Windows: the libraries
 # that are headers only, through a folder of their own, so that no other header of that system is seen; and an import
-# library for DuckDB's DLL. ReadStat and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
+# library for DuckDB's DLL, which the program loads when it first calls it, so that it can say what is missing. ReadStat and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
 foreach(folder boost CLI nlohmann)
@@ -22,7 +22,7 @@ if(NOT EXISTS ${duckdb_import} OR ${DUCKDB_LIBRARY} IS_NEWER_THAN ${duckdb_impor
   execute_process(COMMAND ${GENDEF} - ${DUCKDB_LIBRARY} OUTPUT_FILE ${CMAKE_BINARY_DIR}/duckdb.def ERROR_QUIET
                   COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND ${DLLTOOL} --dllname duckdb.dll --input-def ${CMAKE_BINARY_DIR}/duckdb.def
-                          --output-lib ${duckdb_import}
+                          --output-delaylib ${duckdb_import}
                   COMMAND_ERROR_IS_FATAL ANY)
 endif()
-set_target_properties(velmora_duckdb PROPERTIES IMPORTED_IMPLIB ${duckdb_import})
+set_target_properties(velmora_duckdb PROPERTIES IMPORTED_IMPLIB ${duckdb_import} INTERFACE_LINK_LIBRARIES delayimp)

@@ -8,7 +8,7 @@ set(VELMORA_MODULE_ROOTS ${CMAKE_SOURCE_DIR}/frame/module_entry.cpp
                          ${CMAKE_SOURCE_DIR}/frame/feature_selection_template_root.cpp)
 file(GLOB frame_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/frame/*.cpp)
 list(REMOVE_ITEM frame_sources ${VELMORA_MODULE_ROOTS})
-list(FILTER frame_sources EXCLUDE REGEX ${VELMORA_OTHER_SYSTEM})
+list(FILTER frame_sources EXCLUDE REGEX ${VELMORA_LEFT_OUT})
 if(frame_sources)
   add_library(vlm_frame STATIC ${frame_sources})
   target_link_libraries(vlm_frame PUBLIC velmora_flags vlm_base vlm_resources)

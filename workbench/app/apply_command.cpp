@@ -15,6 +15,7 @@
 #include "workbench/app/text_table.h"
 #include "workbench/data/save.h"
 #include "workbench/scripts/coding_program.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -48,7 +49,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
     inputs.push_back(options.data.path);
     for (const std::string& input : inputs) {
       std::error_code error;
-      if (std::filesystem::equivalent(options.out, input, error))
+      if (std::filesystem::equivalent(PathOf(options.out), PathOf(input), error))
         throw UsageError("--out " + options.out + " would be written over what is read.");
     }
   }
@@ -57,8 +58,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
 
 std::string ReadWhole(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw RunError(path + " is a folder.");
-  std::ifstream file(path, std::ios::binary);
+  if (std::filesystem::is_directory(PathOf(path), error)) throw RunError(path + " is a folder.");
+  std::ifstream file(PathOf(path), std::ios::binary);
   std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (!file || file.bad()) throw RunError(path + " cannot be read.");
   return content;

@@ -7,6 +7,7 @@
 
 #include "workbench/app/exit_codes.h"
 #include "workbench/documents/writers.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -71,7 +72,7 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
   std::string standardOutput;
   std::optional<OutputFiles> files;
   if (toFolder || writers.addFiles) {
-    files.emplace(toFolder ? options.folder : ".");
+    files.emplace(PathOf(toFolder ? options.folder : "."));
   } else if (writers.addFilesElsewhere) {
     files.emplace();
   }

@@ -7,7 +7,7 @@
 namespace velmora {
 
 // Call once, first: keeps file descriptors 0 to 2 occupied, so that no data file becomes standard output,
-// makes a closed pipe an error of the write, and makes the first Ctrl-C (or SIGTERM) a request that
+// makes a closed pipe an error of the write, and makes the first Ctrl-C (or SIGTERM, or Ctrl-Break on Windows) a request that
 // WasInterrupted reports; the second ends the process at once.
 void PrepareConsole();
 bool WasInterrupted();
@@ -16,6 +16,8 @@ void StopIfInterrupted();
 
 // One line to standard error. A progress bar that stands there is wiped first (and draws itself again).
 void Tell(std::string_view line);
+// The same as it stands: no line end, nothing wiped.
+void WriteToStandardError(std::string_view text);
 
 // Writes the whole text to standard output. Throws BrokenPipe when its reader is gone, RunError with one
 // sentence when it cannot be written.
@@ -29,8 +31,5 @@ struct Terminal {
 };
 Terminal StandardOutputTerminal();
 Terminal StandardErrorTerminal();
-
-// Folder of the running executable, empty when the system does not tell.
-std::string ExecutableFolder();
 
 }  // namespace velmora

@@ -13,6 +13,7 @@
 #include "workbench/app/options.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_companion.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -68,11 +69,11 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
 // Saves the data with its bundles as a file of the run; the name says what it is and is never the data file's own.
 void SaveBundles(Session& session, OutputFiles& files) {
   session.ResultsDialog().Call("SavePredictorsToVariableBundle");
-  const std::filesystem::path data(session.Data().fileName);
+  const std::filesystem::path data = PathOf(session.Data().fileName);
   const std::string extension = data.extension() == ".parquet" ? ".parquet" : ".csv";
   const std::string name = data.stem().string() + "_bundles" + extension;
   try {
-    SaveTable(session.Data(), (files.StagingFolder() / name).string());
+    SaveTable(session.Data(), (files.StagingFolder() / PathOf(name)).string());
   } catch (const DataError& error) {
     // The sentence names the file where it would have stood.
     std::string sentence = error.what();
@@ -84,7 +85,7 @@ void SaveBundles(Session& session, OutputFiles& files) {
   }
   // A companion of an earlier run would speak for this table, too.
   const std::string companion = CompanionPath(name);
-  if (extension == ".csv" && !std::filesystem::exists(files.StagingFolder() / companion)) {
+  if (extension == ".csv" && !std::filesystem::exists(files.StagingFolder() / PathOf(companion))) {
     files.Add(companion,
               "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
   }

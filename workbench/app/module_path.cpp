@@ -1,20 +1,18 @@
 // Places of the plug-in module.
 #include "workbench/app/module_path.h"
 
-#include <cstdlib>
 #include <filesystem>
 
-#include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
 
-constexpr char kModuleFile[] = "libvlmfsl.so";
-
 std::string Named(const std::string& path, const std::string& where) {
   std::error_code error;
-  if (std::filesystem::is_regular_file(path, error)) return std::filesystem::absolute(path).string();
+  if (std::filesystem::is_regular_file(PathOf(path), error))
+    return std::filesystem::absolute(PathOf(path)).string();
   throw UsageError(where + ": there is no module file " + path + ".");
 }
 
@@ -22,8 +20,9 @@ std::string Named(const std::string& path, const std::string& where) {
 
 std::string FindModule(const std::string& option) {
   if (!option.empty()) return Named(option, "--module");
-  const char* named = std::getenv("VELMORA_MODULE");
-  if (named != nullptr && *named != 0) return Named(named, "VELMORA_MODULE");
+  if (const std::string named = EnvironmentVariable("VELMORA_MODULE"); !named.empty()) {
+    return Named(named, "VELMORA_MODULE");
+  }
   const std::filesystem::path beside = ExecutableFolder();
   std::error_code error;
   for (const std::filesystem::path& place : {beside / kModuleFile, beside / ".." / "lib" / kModuleFile}) {

@@ -8,6 +8,8 @@
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/names.h"
+#include "workbench/documents/writers.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -150,7 +152,7 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
 void CommandParser::TakePositionalFromLists() {
   for (std::vector<std::string>* list : lists_) {
     std::error_code error;
-    if (list->size() < 2 || !std::filesystem::is_regular_file(list->back(), error)) continue;
+    if (list->size() < 2 || !std::filesystem::is_regular_file(PathOf(list->back()), error)) continue;
     *positional_ = list->back();
     list->pop_back();
     return;
@@ -200,11 +202,15 @@ std::vector<Format> OutputOptions::Formats() const {
     if (at == kWords.end())
       throw UsageError("--format takes " + Join(kWords, " or ") + ", not " + name + ".");
     const auto format = static_cast<Format>(at - kWords.begin());
+    if (format == Format::kXlsx && !WritesXlsx())
+      throw UsageError(
+          "--format xlsx: XLSX files are not written by this build of velmora; HTML and CSV files are.");
     if (std::find(formats.begin(), formats.end(), format) == formats.end()) formats.push_back(format);
   }
   if (!folder.empty()) {
     if (formats.empty()) {
-      formats = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kXlsx, Format::kHtml};
+      formats = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kHtml};
+      if (WritesXlsx()) formats.push_back(Format::kXlsx);
     }
     return formats;
   }

@@ -10,6 +10,7 @@
 
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -95,10 +96,10 @@ void OutputFiles::AddAt(const fs::path& path, std::string_view bytes) {
 }
 
 void OutputFiles::AddTo(const Stage& stage, const std::string& fileName, std::string_view bytes) {
-  const fs::path path = stage.staging / fileName;
-  const fs::path finalPath = stage.folder / fileName;
+  const fs::path path = stage.staging / PathOf(fileName);
+  const fs::path finalPath = stage.folder / PathOf(fileName);
   errno = 0;
-  std::FILE* file = std::fopen(path.c_str(), "wb");
+  std::FILE* file = OpenFile(path, "wb");
   if (file == nullptr) FailWriting(finalPath, LastError());
   constexpr std::size_t kPiece = std::size_t{1} << 20;  // small enough that Ctrl-C is noticed in time
   for (std::size_t at = 0; at < bytes.size(); at += kPiece) {
@@ -125,7 +126,7 @@ std::vector<fs::path> OutputFiles::Commit() {
     for (const fs::directory_entry& entry : fs::directory_iterator(stage.staging)) {
       const fs::path name = entry.path().filename();
       moves.push_back({entry.path(), (stage.folder / name).lexically_normal(),
-                       stage.staging / (".old-" + name.string())});
+                       stage.staging / PathOf(".old-" + name.string())});
     }
   }
   std::sort(moves.begin(), moves.end(), [](const Move& a, const Move& b) { return a.to < b.to; });

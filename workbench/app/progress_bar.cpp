@@ -66,8 +66,7 @@ void ProgressBar::Draw(double fraction, Clock::time_point now) {
   if (fraction > 0.02 && elapsed > 1) line += "  " + RemainingTime(elapsed * (1 - fraction) / fraction);
   if (line == drawn_) return;
   drawn_ = line;
-  std::fprintf(stderr, "\r%s\x1b[K", line.c_str());
-  std::fflush(stderr);
+  WriteToStandardError("\r" + line + "\x1b[K");
   shown_ = this;
 }
 
@@ -77,8 +76,7 @@ void ProgressBar::Finish() {
 
 void ProgressBar::WipeShown() {
   if (shown_ == nullptr) return;
-  std::fputs("\r\x1b[K", stderr);
-  std::fflush(stderr);
+  WriteToStandardError("\r\x1b[K");
   shown_->drawn_.clear();
   shown_ = nullptr;
 }

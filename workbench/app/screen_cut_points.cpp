@@ -9,6 +9,7 @@
 #include "workbench/app/screen_choice.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -41,7 +42,7 @@ class CutPointsFile {
   [[noreturn]] void Fail(const std::string& what) const { throw RunError(path_ + " " + what + "."); }
 
   Json Parse() const {
-    std::ifstream file(path_, std::ios::binary);
+    std::ifstream file(PathOf(path_), std::ios::binary);
     if (!file) Fail("cannot be read");
     std::set<std::string> names;
     const auto refuseRepeats = [&](int depth, Json::parse_event_t event, Json& parsed) {

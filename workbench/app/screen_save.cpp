@@ -7,6 +7,7 @@
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/save.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -80,15 +81,15 @@ void DoSaving(const std::string& option, Action action) {
 
 void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, const AutomationClient& dialog,
                      OutputFiles& files) {
-  const fs::path staging = files.StagingFolderOf(options.recodeFolder);
+  const fs::path staging = files.StagingFolderOf(PathOf(options.recodeFolder));
   const auto fileCount = [&] {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(staging), fs::directory_iterator()));
   };
   std::size_t expected = fileCount();
   for (const ScreenedResponse& response : report.responses) expected += SavedCount(response, options.best);
-  const std::string base = fs::path(report.dataFile).stem().string();
+  const std::string base = PathOf(report.dataFile).stem().string();
   DoSaving("--recode", [&] {
-    dialog.Call("SaveAsDataRecodeConditions", {Variant((staging / (base + ".ini")).string())});
+    dialog.Call("SaveAsDataRecodeConditions", {Variant((staging / PathOf(base + ".ini")).string())});
   });
   // The module passes over a file that it cannot write.
   if (fileCount() != expected)
@@ -96,7 +97,7 @@ void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, con
 }
 
 void SaveRules(const SaveOptions& options, const AutomationClient& dialog, OutputFiles& files) {
-  const fs::path rules = options.rules;
+  const fs::path rules = PathOf(options.rules);
   const fs::path staging =
       files.StagingFolderOf(rules.has_parent_path() ? rules.parent_path() : fs::path("."));
   DoSaving("--rules", [&] {
@@ -115,7 +116,7 @@ void SaveCoded(const SaveOptions& options, Session& session, const AutomationCli
   // Bins are node numbers with labels; in a file of texts only the labels say something.
   for (int added = before + 1; added <= session.Data().VariableCount(); ++added)
     session.TakeLabelsAsTexts(added);
-  const fs::path coded = options.coded;
+  const fs::path coded = PathOf(options.coded);
   const fs::path staging =
       files.StagingFolderOf(coded.has_parent_path() ? coded.parent_path() : fs::path("."));
   SaveTable(session.Data(), (staging / coded.filename()).string());
@@ -139,7 +140,7 @@ void SaveOptions::Check() const {
       {"--coded", &coded}, {"--rules", &rules}, {"--sql", &sql}, {"--python", &python}, {"--bins", &bins}};
   for (const auto& [option, name] : all) {
     if (name->empty()) continue;
-    const auto [other, isNew] = takenBy.try_emplace(fs::absolute(*name).lexically_normal(), option);
+    const auto [other, isNew] = takenBy.try_emplace(fs::absolute(PathOf(*name)).lexically_normal(), option);
     if (!isNew) throw UsageError(other->second + " and " + option + " both name " + *name + ".");
   }
 }
@@ -178,9 +179,9 @@ void SaveScreening(const SaveOptions& options, const ScreenReport& report, Sessi
     std::vector<std::string> notices;
     const SavedBins bins = SavedBinsOf(report, session.Data(), count, notices);
     for (const std::string& notice : notices) Tell("Warning: " + notice);
-    if (!options.sql.empty()) files.AddAt(options.sql, BinsSql(bins));
-    if (!options.python.empty()) files.AddAt(options.python, BinsPython(bins));
-    if (!options.bins.empty()) files.AddAt(options.bins, BinsJson(bins));
+    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(bins));
+    if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
+    if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(bins));
   }
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);

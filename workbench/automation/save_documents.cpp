@@ -5,13 +5,14 @@
 
 #include "workbench/data/atomic_file.h"
 #include "workbench/documents/writers.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
 std::string EndingOf(const std::string& path) {
-  std::string ending = std::filesystem::path(path).extension().string();
+  std::string ending = PathOf(path).extension().string();
   std::ranges::transform(ending, ending.begin(),
                          [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   return ending;

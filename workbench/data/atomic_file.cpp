@@ -6,37 +6,13 @@
 #include <filesystem>
 #include <system_error>
 
-#ifdef _WIN32
-#include <io.h>
-#include <process.h>
-#else
-#include <fcntl.h>
-#include <unistd.h>
-#endif
+#include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-int ProcessNumber() {
-#ifdef _WIN32
-  return _getpid();
-#else
-  return static_cast<int>(getpid());
-#endif
-}
-
-int FlushToDisk(std::FILE* file) {
-  if (std::fflush(file) != 0) return errno;
-#ifdef _WIN32
-  return _commit(_fileno(file)) == 0 ? 0 : errno;
-#else
-  // A device or a pipe has no disk to flush to and answers EINVAL.
-  return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
-#endif
-}
 
 [[noreturn]] void ThrowCannotWrite(const std::string& path, const std::string& reason) {
   throw DataError("Cannot write " + path + ": " + reason + ".");
@@ -48,33 +24,33 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
   static std::atomic<unsigned> counter{0};
   if (path.empty()) throw DataError("Cannot write a file without a name.");
   std::error_code code;
-  const fs::file_status status = fs::status(path, code);
+  const fs::file_status status = fs::status(PathOf(path), code);
   if (fs::is_directory(status)) ThrowCannotWrite(path, "it is a directory");
   direct_ = fs::exists(status) && !fs::is_regular_file(status);
   if (fs::is_regular_file(status)) {
-    const fs::path followed = fs::canonical(path, code);
+    const fs::path followed = fs::canonical(PathOf(path), code);
     if (!code) target_ = followed.string();
   } else if (!direct_) {
-    const fs::path parent = fs::path(path).parent_path();
+    const fs::path parent = PathOf(path).parent_path();
     if (!parent.empty()) fs::create_directories(parent, code);
     if (!parent.empty() && code)
       ThrowCannotWrite(path, "its directory cannot be made (" + code.message() + ")");
   }
-  const fs::path target(target_);
+  const fs::path target = PathOf(target_);
   temporary_ = direct_ ? target_
                        : (target.parent_path() /
-                          ("." + target.filename().string() + "." + std::to_string(ProcessNumber()) + "-" +
-                           std::to_string(++counter) + ".tmp"))
+                          PathOf("." + target.filename().string() + "." + std::to_string(ProcessNumber()) +
+                                 "-" + std::to_string(++counter) + ".tmp"))
                              .string();
-  file_ = std::fopen(temporary_.c_str(), "wb");
+  file_ = OpenFile(PathOf(temporary_), "wb");
   if (file_ == nullptr) ThrowCannotWrite(path_, std::strerror(errno));
-  if (fs::is_regular_file(status)) fs::permissions(temporary_, status.permissions(), code);
+  if (fs::is_regular_file(status)) fs::permissions(PathOf(temporary_), status.permissions(), code);
 }
 
 AtomicFile::~AtomicFile() {
   if (file_ != nullptr) std::fclose(file_);
   std::error_code code;
-  if (!committed_ && !direct_) fs::remove(temporary_, code);
+  if (!committed_ && !direct_) fs::remove(PathOf(temporary_), code);
 }
 
 void AtomicFile::Fail(int code) { ThrowCannotWrite(path_, std::strerror(code)); }
@@ -97,7 +73,7 @@ void AtomicFile::Commit() {
   Close();
   if (!direct_) {
     std::error_code code;
-    fs::rename(temporary_, target_, code);
+    fs::rename(PathOf(temporary_), PathOf(target_), code);
     if (code) ThrowCannotWrite(path_, code.message());
   }
   committed_ = true;

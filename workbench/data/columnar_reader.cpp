@@ -10,6 +10,7 @@
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/reader_parts.h"
 #include "workbench/data/table_companion.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -268,7 +269,7 @@ std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string&
 // The number of the first line that is neither blank nor a JSON object in UTF-8, or 0. DuckDB's own line
 // numbers depend on how it cut the file for its threads.
 std::int64_t FirstBadJsonLine(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(PathOf(path), std::ios::binary);
   std::string line;
   for (std::int64_t number = 1; std::getline(file, line); ++number) {
     const std::size_t first = line.find_first_not_of(" \t\r");

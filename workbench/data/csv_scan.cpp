@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "workbench/data/errors.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -352,7 +353,7 @@ char SeparatorLine(std::string_view sample) {
 }  // namespace
 
 CsvShape ScanCsv(const std::string& path, char delimiter, const std::function<void(std::int64_t)>& tick) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
+  const std::unique_ptr<std::FILE, CloseFile> file(OpenFile(PathOf(path), "rb"));
   if (!file) throw DataError("Cannot open " + path + " for reading.");
   std::vector<char> block(kBlockBytes);
   std::unique_ptr<Scanner> scanner;

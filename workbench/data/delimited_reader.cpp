@@ -11,6 +11,7 @@
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/reader_parts.h"
 #include "workbench/data/table_companion.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -52,7 +53,7 @@ void TakeTexts(duckdb_data_chunk chunk, std::size_t column, ColumnBuilder& build
 
 std::optional<TableCompanion> LoadCompanion(const std::string& path) {
   const std::string companionPath = CompanionPath(path);
-  std::ifstream file(companionPath, std::ios::binary);
+  std::ifstream file(PathOf(companionPath), std::ios::binary);
   if (!file) return std::nullopt;
   std::ostringstream text;
   text << file.rdbuf();
@@ -135,7 +136,7 @@ void ForceTexts(const TableCompanion& companion, std::vector<ColumnBuilder>& bui
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
                    std::vector<std::string>& warnings) {
   const ReadProgress progress(options);
-  const auto bytes = static_cast<double>(std::filesystem::file_size(path));
+  const auto bytes = static_cast<double>(std::filesystem::file_size(PathOf(path)));
   CsvShape shape = ScanCsv(path, delimiter, [&](std::int64_t done) {
     progress.Check(kScanShare * static_cast<double>(done) / bytes);
   });

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <vector>
 
+#include "workbench/system/system.h"
+
 namespace velmora {
 
 namespace {
@@ -44,6 +46,7 @@ struct Chunk {
 DuckDbError::DuckDbError(const char* message) : std::runtime_error(FirstLine(message)) {}
 
 DuckDbSession::DuckDbSession(int threads) {
+  RequireDuckDb();
   duckdb_config config = nullptr;
   if (duckdb_create_config(&config) == DuckDBError) throw std::bad_alloc();
   if (threads > 0) duckdb_set_config(config, "threads", std::to_string(threads).c_str());
@@ -143,7 +146,7 @@ std::string SqlText(std::string_view text) {
 
 std::string SqlPath(const std::string& path) {
   // An absolute path is never taken for an address or a home folder.
-  const std::string absolute = std::filesystem::absolute(path).string();
+  const std::string absolute = std::filesystem::absolute(PathOf(path)).string();
   std::string literal;
   for (char c : absolute) {
     if (c == '*' || c == '?' || c == '[') {

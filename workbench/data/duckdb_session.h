@@ -19,6 +19,9 @@ class DuckDbError : public std::runtime_error {
   explicit DuckDbError(const char* message);
 };
 
+// Throws DataError where the library is loaded while the program runs and cannot be. Called by every session.
+void RequireDuckDb();
+
 class DuckDbSession {
  public:
   // threads 0: one a processor.

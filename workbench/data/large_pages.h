@@ -8,7 +8,7 @@
 
 namespace velmora {
 
-// A block of byteCount bytes for std::free, aligned to cache lines at least; null when there is no memory.
+// A block of byteCount bytes for FreeLarge, aligned to cache lines at least; null when there is no memory.
 [[nodiscard]] void* AllocateLarge(std::size_t byteCount) noexcept;
 
 // For containers that hold such blocks.

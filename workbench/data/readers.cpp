@@ -13,13 +13,14 @@
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/reader_parts.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
 std::string LowerExtension(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
+  std::string extension = PathOf(path).extension().string();
   if (!extension.empty()) extension.erase(0, 1);
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
@@ -28,14 +29,14 @@ std::string LowerExtension(const std::string& path) {
 
 void RequireReadableFile(const std::string& path) {
   std::error_code code;
-  const auto status = std::filesystem::status(path, code);
+  const auto status = std::filesystem::status(PathOf(path), code);
   if (!std::filesystem::exists(status)) throw DataError("There is no file " + path + ".");
   if (std::filesystem::is_directory(status)) throw DataError(path + " is a directory, not a data file.");
   if (!std::filesystem::is_regular_file(status)) throw DataError(path + " is not a regular file.");
-  std::FILE* file = std::fopen(path.c_str(), "rb");
+  std::FILE* file = OpenFile(PathOf(path), "rb");
   if (file == nullptr) throw DataError("Cannot open " + path + " for reading.");
   std::fclose(file);
-  if (std::filesystem::file_size(path, code) == 0) throw DataError(path + " is empty.");
+  if (std::filesystem::file_size(PathOf(path), code) == 0) throw DataError(path + " is empty.");
 }
 
 void ReadByExtension(const std::string& path, const ReadOptions& options, Table& table,

@@ -11,6 +11,7 @@
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/table_companion.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -126,7 +127,7 @@ void SaveDelimited(const Table& table, const std::string& path, char delimiter) 
   if (companion.empty()) {
     file.Commit();
     std::error_code code;
-    std::filesystem::remove(companionPath, code);
+    std::filesystem::remove(PathOf(companionPath), code);
     return;
   }
   AtomicFile companionFile(companionPath);
@@ -252,7 +253,8 @@ void SaveParquet(const Table& table, const std::string& path) {
     std::string sql = "COPY (SELECT ";
     for (std::size_t i = 0; i < table.columns.size(); ++i)
       sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
-    sql += " FROM table_to_save()) TO " + SqlText(std::filesystem::absolute(file.TemporaryPath()).string()) +
+    sql += " FROM table_to_save()) TO " +
+           SqlText(std::filesystem::absolute(PathOf(file.TemporaryPath())).string()) +
            " (FORMAT parquet, USE_TMP_FILE false";
     const std::string companion = PrintCompanion(table, true);
     if (!companion.empty()) sql += ", KV_METADATA {velmora: " + SqlText(companion) + "}";
@@ -271,7 +273,7 @@ void WriteCsv(const Table& table, const std::function<void(std::string_view)>& w
 
 void SaveTable(const Table& table, const std::string& path) {
   if (table.columns.empty()) throw DataError("Cannot write " + path + ": the table has no variables.");
-  std::string extension = std::filesystem::path(path).extension().string();
+  std::string extension = PathOf(path).extension().string();
   for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
   if (extension == ".csv") return SaveDelimited(table, path, ',');
   if (extension == ".tsv") return SaveDelimited(table, path, '\t');

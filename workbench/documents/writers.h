@@ -29,6 +29,9 @@ std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames);
 // The whole workbook; the layout is drawn in json_writer.cpp. Indented for people when indent is 0 or more.
 std::string WriteJson(const Workbook& workbook, int indent = 1);
 
+// Whether this build writes XLSX files; otherwise WriteXlsx always fails, and says so.
+[[nodiscard]] bool WritesXlsx();
+
 // One worksheet a table, one a text document, and first a sheet with the run's facts, notices and contents;
 // NaN, infinities and numbers from 1e308 on are written as texts. Returns false and sets error to one
 // sentence when the file cannot be made (no space for the library's temporary file).

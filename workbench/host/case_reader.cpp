@@ -6,10 +6,9 @@
 #include <new>
 #include <utility>
 
-#include "workbench/data/large_pages.h"
 #include "workbench/data/table.h"
 
-#if defined(__x86_64__) && !defined(_WIN32)
+#if defined(__x86_64__) && (!defined(_WIN32) || defined(VELMORA_UNALIGNED_VECTOR_MOVES))
 #define VELMORA_TURNS_BY_FOUR 1
 #include <immintrin.h>
 #elif defined(__SSE2__)

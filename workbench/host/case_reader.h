@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "workbench/data/large_pages.h"
 #include "workbench/data/selection.h"
 
 namespace velmora {
@@ -74,7 +75,7 @@ class CaseReader {
   std::vector<int> list_;
   const int* listPlace_ = nullptr;  // where the caller keeps it
   std::vector<const double*> listColumns_;
-  std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { std::free(block); }};
+  std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { FreeLarge(block); }};
   std::size_t memoryBytes_ = 0;
   double* tiles_ = nullptr;     // of eight variables each: [tile][case of the block][8]
   std::size_t tileStride_ = 0;  // doubles from tile to tile

@@ -91,7 +91,7 @@ void EngineServices::FreeMem(void** block) {
   if (header->next != nullptr) header->next->previous = header->previous;
   --blocksInUse_;
   bytesInUse_ -= header->byteCount;
-  std::free(header);
+  FreeLarge(header);
   *block = nullptr;
 }
 

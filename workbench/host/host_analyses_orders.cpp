@@ -1,12 +1,10 @@
 #include "workbench/host/host_analyses_orders.h"
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
-
 #include <algorithm>
 #include <new>
 #include <utility>
+
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -33,9 +31,7 @@ void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
   chunks_.reserve(chunks_.size() + 1);
   const std::size_t chunkBytes = pages * kPageBytes;
   auto* memory = static_cast<std::byte*>(::operator new (chunkBytes, std::align_val_t{kPageBytes}));
-#if defined(__linux__)
-  madvise(memory, chunkBytes, MADV_HUGEPAGE);  // a wish: small pages do as well
-#endif
+  WishLargePages(memory, chunkBytes);
   chunks_.push_back({std::unique_ptr<std::byte, FreeChunk>(memory), chunkBytes});
   used_ = byteCount;
   return memory;

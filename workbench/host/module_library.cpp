@@ -1,22 +1,19 @@
 // Loading of the module by the system's dynamic loader.
 #include "workbench/host/module_library.h"
 
-#include <dlfcn.h>
-
 #include <filesystem>
 #include <system_error>
 
 #include "workbench/host/process_exports.h"
 #include "workbench/host/session.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
-constexpr char kModuleFile[] = "libvlmfsl.so";
-
 vlm::AnalysisFactory FindFactory(void* handle, const char* name, const std::string& path) {
-  void* const symbol = dlsym(handle, name);
+  void* const symbol = FindFunction(handle, name);
   if (symbol == nullptr) {
     throw ModuleError("The file " + path + " is no analysis module: it has no function " + name + ".");
   }
@@ -27,8 +24,7 @@ vlm::AnalysisFactory FindFactory(void* handle, const char* name, const std::stri
 
 std::string ModuleLibrary::DefaultPath() {
   std::error_code error;
-  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  const std::filesystem::path folder = executable.parent_path();
+  const std::filesystem::path folder = ExecutableFolder();
   for (const auto& candidate : {folder / kModuleFile, folder.parent_path() / kModuleFile,
                                 folder.parent_path() / "lib" / kModuleFile}) {
     if (std::filesystem::exists(candidate, error)) return candidate.string();
@@ -41,15 +37,15 @@ std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
   const std::shared_ptr<ModuleLibrary> library(new ModuleLibrary);
   std::error_code error;
   // A name without a folder would be looked for along the system's search path.
-  library->path_ = std::filesystem::absolute(path, error).string();
-  if (!std::filesystem::is_regular_file(library->path_, error)) {
+  const std::filesystem::path file = std::filesystem::absolute(PathOf(path), error);
+  library->path_ = file.string();
+  if (!std::filesystem::is_regular_file(file, error)) {
     throw ModuleError("There is no module file " + library->path_ + ".");
   }
-  library->handle_ = dlopen(library->path_.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string reason;
+  library->handle_ = LoadSharedLibrary(file, reason);
   if (library->handle_ == nullptr) {
-    const char* reason = dlerror();
-    throw ModuleError("The module " + library->path_ +
-                      " cannot be loaded: " + (reason == nullptr ? "unknown reason" : reason) + ".");
+    throw ModuleError("The module " + library->path_ + " cannot be loaded: " + reason + ".");
   }
   library->featureSelection_ = FindFactory(library->handle_, vlm::kFeatureSelectionFactory, library->path_);
   library->screening_ = FindFactory(library->handle_, vlm::kScreeningFactory, library->path_);
@@ -58,7 +54,7 @@ std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
 }
 
 ModuleLibrary::~ModuleLibrary() {
-  if (handle_ != nullptr) dlclose(handle_);
+  if (handle_ != nullptr) UnloadSharedLibrary(handle_);
 }
 
 vlm::IAnalysis* ModuleLibrary::Make(vlm::AnalysisFactory factory, const char* what) const {

@@ -3,7 +3,8 @@
 // version gives the same bits.
 #pragma once
 
-#if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
+#if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__) && \
+    (!defined(_WIN32) || defined(VELMORA_UNALIGNED_VECTOR_MOVES))
 #define VELMORA_VECTOR_DISPATCH 1
 #define VELMORA_INLINE inline __attribute__((always_inline))
 #else

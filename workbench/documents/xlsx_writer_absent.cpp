@@ -1,0 +1,13 @@
+// Stands in for the writer of these files where libxlsxwriter is not there to build with.
+#include "workbench/documents/writers.h"
+
+namespace velmora {
+
+bool WritesXlsx() { return false; }
+
+bool WriteXlsx(const Workbook&, std::string&, std::string& error) {
+  error = "XLSX files are not written by this build of velmora; HTML and CSV files are.";
+  return false;
+}
+
+}  // namespace velmora

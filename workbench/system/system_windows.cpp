@@ -1,0 +1,100 @@
+#include "workbench/system/system.h"
+
+#include <windows.h>
+// After windows.h, which they build on.
+#include <io.h>
+#include <malloc.h>
+#include <shellapi.h>
+
+#include <cerrno>
+
+#include "workbench/system/text_windows.h"
+
+namespace velmora {
+
+std::wstring Utf16Of(std::string_view text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::string Utf8Of(std::wstring_view text) {
+  const int size = static_cast<int>(text.size());
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
+  std::string narrow(static_cast<std::size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), size, narrow.data(), bytes, nullptr, nullptr);
+  return narrow;
+}
+
+std::string SystemMessage(unsigned long error) {
+  wchar_t* found = nullptr;
+  const DWORD length = FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+      error, 0, reinterpret_cast<wchar_t*>(&found), 0, nullptr);
+  std::string message = length == 0 ? "error " + std::to_string(error) : Utf8Of({found, length});
+  LocalFree(found);
+  while (!message.empty() && (message.back() == '.' || static_cast<unsigned char>(message.back()) <= ' ')) {
+    message.pop_back();
+  }
+  return message;
+}
+
+// The words are taken from the system, since main is given them in an encoding that lacks most letters.
+std::vector<std::string> CommandLineArguments(int, char**) {
+  int count = 0;
+  wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(Utf8Of(words[i]));
+  LocalFree(words);
+  return arguments;
+}
+
+std::string EnvironmentVariable(const char* name) {
+  const wchar_t* const value = _wgetenv(Utf16Of(name).c_str());
+  return value == nullptr ? std::string() : Utf8Of(value);
+}
+
+unsigned ProcessNumber() { return GetCurrentProcessId(); }
+
+std::filesystem::path ExecutableFolder() {
+  std::wstring path(32768, L'\0');
+  const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  path.resize(length < path.size() ? length : 0);
+  return std::filesystem::path(path).parent_path();
+}
+
+std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
+  return _wfopen(path.c_str(), Utf16Of(mode).c_str());
+}
+
+int FlushToDisk(std::FILE* file) {
+  if (std::fflush(file) != 0) return errno;
+  // A device or a pipe has no disk to flush to and answers EBADF.
+  return _commit(_fileno(file)) == 0 || errno == EBADF ? 0 : errno;
+}
+
+void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {
+  return _aligned_malloc(byteCount, alignment);
+}
+
+void FreeAligned(void* memory) noexcept { _aligned_free(memory); }
+
+// Large pages are a right there that accounts are given one by one.
+void WishLargePages(void*, std::size_t) noexcept {}
+
+void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error) {
+  // What the library needs is looked for beside it too.
+  HMODULE const library = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  if (library == nullptr) error = SystemMessage(GetLastError());
+  return library;
+}
+
+void* FindFunction(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+void UnloadSharedLibrary(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
+
+}  // namespace velmora
