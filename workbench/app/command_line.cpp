@@ -29,7 +29,8 @@ constexpr char kOverviewTail[] = R"(
 Start with these:
   velmora variables data.csv
   velmora feature-selection data.csv --dependents NAME
-  velmora screen data.csv --binary-response NAME --good CODE --bad CODE
+  velmora screen data.csv --binary-response NAME --good CODE --bad CODE --bins bins.json
+  velmora apply bins.json new_data.csv
 
 DATA is a CSV, TSV, Parquet, JSON-lines, SPSS (.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file.
 Results go to standard output, everything else to standard error.

@@ -118,8 +118,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   WriteResults(options, formats, report, session, face);
   if (IsFirstLook(options.output)) {
     Tell(
-        "Next: add --out DIR for a report and a workbook, --format json for a program, or --cut-points FILE "
-        "for bins of your own.");
+        "Next: add --out DIR for a report and a workbook, --bins FILE for the bins that 'velmora apply' "
+        "gives to "
+        "other data, or --cut-points FILE for bins of your own.");
   }
   return kExitDone;
 }

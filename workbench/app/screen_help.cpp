@@ -26,6 +26,9 @@ Examples:
   Bins of your own:
       echo '{"age": [25, 40], "home": [["owner"], ["rent", "other"]]}' > bins.json
       velmora screen credit.csv --binary-response risk --good good --bad bad --cut-points bins.json
+  Code next month's data by the bins of the ten best:
+      velmora screen may.csv --binary-response risk --good good --bad bad --bins bins.json
+      velmora apply bins.json june.csv --out june_coded.csv
   Cut points of the best predictor, for the next program:
       velmora screen credit.csv --binary-response risk --good good --bad bad --format json |
           jq '.responses[0].predictors[0].cutPoints'
