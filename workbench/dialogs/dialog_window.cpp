@@ -1,62 +1,14 @@
-// The dialog runtime: control state, commands, and the host's own questions.
+// The dialog runtime: control state, commands, and what scripts inherit.
 #include "workbench/dialogs/dialog_window.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <exception>
 #include <utility>
 
 #include "workbench/automation/sinks.h"
-#include "workbench/data/errors.h"
 
 namespace velmora {
 
 namespace {
-
-// A face that nobody looks at answers the same each time; a person gives up earlier.
-constexpr int kMaximumAttempts = 100;
-
-std::string_view Trimmed(std::string_view text) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-template <typename Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  text = Trimmed(text);
-  // A sign is the user's to write, but only one.
-  if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
-  Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
-// Takes the point and the user's separator for the decimal mark; "inf" and "nan" are no numbers of an edit.
-std::optional<double> ParseRealText(std::string_view text, std::string_view separator) {
-  std::string plain(Trimmed(text));
-  if (!separator.empty() && separator != ".") {
-    const std::size_t position = plain.find(separator);
-    if (position != std::string::npos) plain.replace(position, separator.size(), ".");
-  }
-  const std::optional<double> value = ParseNumber<double>(plain);
-  return value && std::isfinite(*value) ? value : std::nullopt;
-}
-
-// Shortest text that reads back to the same double; six digits where the edit shows truncated numbers.
-std::string RealText(double value, bool truncate, std::string_view separator) {
-  char buffer[40];
-  const auto [end, error] =
-      truncate ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6)
-               : std::to_chars(buffer, buffer + sizeof buffer, value);
-  std::string text(buffer, error == std::errc() ? end : buffer);
-  const std::size_t point = text.find('.');
-  if (point != std::string::npos && !separator.empty()) text.replace(point, 1, separator);
-  return text;
-}
 
 class CallScope {
  public:
@@ -69,93 +21,10 @@ class CallScope {
   DialogOwner& owner_;
 };
 
-// The parts of a text between marks that stand outside double quotation marks.
-std::vector<std::string> SplitOutsideQuotes(std::string_view text, char mark) {
-  std::vector<std::string> parts(1);
-  bool quoted = false;
-  for (const char c : text) {
-    if (c == '"') quoted = !quoted;
-    if (c == mark && !quoted) {
-      parts.emplace_back();
-    } else {
-      parts.back() += c;
-    }
-  }
-  return parts;
-}
-
-// What a script gave for several lists, one item each: an array of one value a list, or a text with the lists
-// between '|'. One list takes the value itself. Lists that nothing was given for stay empty.
-std::vector<Variant> ItemsOf(const Variant& value, std::size_t listCount) {
-  std::vector<Variant> items;
-  if (listCount == 1 && value.Type() != vlm::kAutomationText) {
-    items = {value};
-  } else if (value.Type() == vlm::kAutomationArray) {
-    items = value.AsArray();
-  } else if (value.Type() == vlm::kAutomationText) {
-    for (std::string& part : SplitOutsideQuotes(value.AsText(), '|')) items.emplace_back(std::move(part));
-  } else {
-    items = {value};
-  }
-  if (items.size() > listCount) {
-    throw DataError("There are " + std::to_string(listCount) + " lists to choose, and " +
-                    std::to_string(items.size()) + " were given.");
-  }
-  items.resize(listCount);
-  return items;
-}
-
-// Numbers and value labels; a label with blanks stands in double quotation marks.
-std::vector<double> CodesOf(const Variant& value, const Column& variable) {
-  std::vector<double> codes;
-  const auto add = [&](const Variant& item) {
-    const bool isText = item.Type() == vlm::kAutomationText;
-    const double* const labelled = isText ? variable.ValueOf(item.AsText()) : nullptr;
-    const std::optional<double> number = isText ? ParseRealText(item.AsText(), ".") : item.AsReal();
-    if (labelled == nullptr && !number) {
-      throw DataError("\"" + item.AsText() + "\" is neither a code nor a value label of " + variable.name +
-                      ".");
-    }
-    codes.push_back(labelled != nullptr ? *labelled : *number);
-  };
-  switch (value.Type()) {
-    case vlm::kAutomationEmpty:
-      break;
-    case vlm::kAutomationArray:
-      for (const Variant& item : value.AsArray()) add(item);
-      break;
-    case vlm::kAutomationIntArray:
-      for (const int code : value.AsIntegers()) add(code);
-      break;
-    case vlm::kAutomationText:
-      for (std::string word : SplitOutsideQuotes(value.AsText(), ' ')) {
-        std::erase(word, '"');
-        if (!word.empty()) add(word);
-      }
-      break;
-    default:
-      add(value);
-  }
-  return codes;
-}
-
 int SetFailure(vlm::IAutomationResult* result, int code, std::string_view description) {
   if (result != nullptr) result->SetError(code, description.data(), LengthOf(description));
   return vlm::kDispatchException;
 }
-
-enum InheritedMember : int {
-  kNameMember = 0,
-  kApplicationMember = 1,
-  kParentMember = 2,
-  kOkMember = 3,
-  kCancelMember = 4,
-  kFirstResultsMember = 5,
-  kResultsVariables = 7,
-  kResultsCodes = 9,
-  kResultsSaveFileName = 10,
-  kLastResultsMember = 12
-};
 
 }  // namespace
 
@@ -163,62 +32,11 @@ bool Control::InRange(std::string_view decimalSeparator) const {
   if (!minimum || !maximum) return true;
   std::optional<double> value;
   if (controlClass == vlm::kIntegerEdit) {
-    if (const auto whole = ParseNumber<int>(text)) value = *whole;
+    if (const auto whole = ParseWholeText(text)) value = *whole;
   } else {
     value = ParseRealText(text, decimalSeparator);
   }
   return value && *minimum <= *value && *value <= *maximum;
-}
-
-std::string_view IconMark(std::string_view caption) {
-  if (caption.starts_with('!')) {
-    const std::size_t end = caption.find_first_not_of("0123456789", 1);
-    return caption.substr(1, (end == std::string_view::npos ? caption.size() : end) - 1);
-  }
-  // One small letter in front of the capital that the caption begins with.
-  const std::size_t first = caption.starts_with("i&") || caption.starts_with("q&") ? 2 : 1;
-  const bool marked = caption.size() > first && (caption[0] == 'i' || caption[0] == 'q') &&
-                      caption[first] >= 'A' && caption[first] <= 'Z';
-  return caption.substr(0, marked ? 1 : 0);
-}
-
-std::string PlainCaption(std::string_view caption) {
-  caption.remove_prefix(IconMark(caption).size() + (caption.starts_with('!') ? 1 : 0));
-  std::string plain;
-  for (std::size_t index = 0; index < caption.size(); ++index) {
-    // "&&" is an ampersand to be read.
-    if (caption[index] == '&' && ++index == caption.size()) break;
-    plain += caption[index];
-  }
-  return plain;
-}
-
-char Accelerator(std::string_view caption) {
-  for (std::size_t index = 0; index + 1 < caption.size(); ++index) {
-    if (caption[index] != '&') continue;
-    const char letter = caption[++index];
-    if (letter != '&') return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  }
-  return 0;
-}
-
-template <typename Function>
-auto DialogWindow::Guarded(Function function, decltype(function()) failure) noexcept -> decltype(function()) {
-  try {
-    return function();
-  } catch (...) {
-    owner_.KeepCurrentException();
-    return failure;
-  }
-}
-
-template <typename Function>
-void DialogWindow::Guarded(Function function) noexcept {
-  try {
-    function();
-  } catch (...) {
-    owner_.KeepCurrentException();
-  }
 }
 
 DialogWindow::DialogWindow(DialogOwner& owner, DialogFace& face, vlm::IModuleResources& resources,
@@ -476,7 +294,7 @@ void DialogWindow::SetDlgItemInt(int controlId, int value) {
 
 int DialogWindow::GetDlgItemLong(int controlId, int* value) {
   const Control* control = Find(controlId);
-  const auto number = control == nullptr ? std::nullopt : ParseNumber<int>(control->text);
+  const auto number = control == nullptr ? std::nullopt : ParseWholeText(control->text);
   if (!number) return 1;
   *value = *number;
   return 0;
@@ -555,190 +373,6 @@ void DialogWindow::ShowEditError(int controlId, const char* text, int length) {
 
 void DialogWindow::DisplayInstError(const char* text, int length) {
   Guarded([&] { face_.ShowInstructionError(*this, TextOf(text, length)); });
-}
-
-template <typename Ask, typename Use>
-bool DialogWindow::AskUntilTaken(Ask ask, Use use) {
-  std::string lastReason;
-  for (int attempt = 0; attempt < kMaximumAttempts; ++attempt) {
-    if (!ask()) return false;
-    try {
-      use();
-      return true;
-    } catch (const DataError& error) {
-      // A script's answer would be the same again.
-      const bool repeated = owner_.UnderAutomation() || lastReason == error.what();
-      lastReason = error.what();
-      face_.ShowInstructionError(*this, lastReason);
-      if (repeated) return false;
-    }
-  }
-  return false;
-}
-
-void DialogWindow::CheckLists(const std::vector<VariableListQuestion>& questions) const {
-  for (const VariableListQuestion& question : questions) {
-    const std::string list = "The list \"" + PlainCaption(question.caption) + "\" ";
-    if (static_cast<int>(question.variables.size()) > question.maximumCount) {
-      throw DataError(list + "takes at most " + std::to_string(question.maximumCount) + " variables; " +
-                      std::to_string(question.variables.size()) + " were given.");
-    }
-    std::vector<int> sorted = question.variables;
-    std::sort(sorted.begin(), sorted.end());
-    for (std::size_t index = 0; index < sorted.size(); ++index) {
-      if (sorted[index] < 1 || sorted[index] > owner_.Data().VariableCount()) {
-        throw DataError(list + "names variable " + std::to_string(sorted[index]) + "; the data have " +
-                        std::to_string(owner_.Data().VariableCount()) + ".");
-      }
-      if (index > 0 && sorted[index] == sorted[index - 1]) {
-        throw DataError(list + "names variable " + std::to_string(sorted[index]) + " twice.");
-      }
-    }
-  }
-}
-
-int DialogWindow::VariableListsDialog(const char* title, int titleLength,
-                                      const vlm::VariableListRequest* lists, int listCount) {
-  return Guarded(
-      [&] {
-        std::vector<VariableListQuestion> questions;
-        for (int index = 0; index < listCount; ++index) {
-          const vlm::VariableListRequest& list = lists[index];
-          const int count = std::clamp(*list.count, 0, list.capacity);
-          questions.push_back({std::string(TextOf(list.caption, list.captionLength)), list.variableKind,
-                               std::min(list.maximumCount, list.capacity),
-                               std::vector<int>(list.variables, list.variables + count)});
-        }
-        const std::vector<VariableListQuestion> asked = questions;
-        const auto scripted = resultsSettings_.find(kResultsVariables);
-        const bool fromScript = owner_.UnderAutomation() && scripted != resultsSettings_.end();
-        const auto ask = [&] {
-          if (!fromScript) return face_.AskVariableLists(*this, TextOf(title, titleLength), questions);
-          const std::vector<Variant> given = ItemsOf(scripted->second, questions.size());
-          for (std::size_t index = 0; index < questions.size(); ++index) {
-            const Variant& item = given[index];
-            questions[index].variables = item.IsEmpty() ? std::vector<int>()
-                                         : item.Type() == vlm::kAutomationText
-                                             ? owner_.ParseVariables(item.AsText())
-                                             : item.AsIntegers();
-          }
-          return true;
-        };
-        if (!AskUntilTaken(ask, [&] { CheckLists(questions); })) return 0;
-        for (int index = 0; index < listCount; ++index) {
-          const std::vector<int>& chosen = questions[static_cast<std::size_t>(index)].variables;
-          std::copy(chosen.begin(), chosen.end(), lists[index].variables);
-          *lists[index].count = static_cast<int>(chosen.size());
-        }
-        return 1;
-      },
-      0);
-}
-
-int DialogWindow::CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
-                                  int shownAtOnce, double minimum, double maximum, vlm::ICodesSink* codes) {
-  return Guarded(
-      [&] {
-        CodesQuestion question{std::string(TextOf(title, titleLength)),
-                               {variables, variables + variableCount},
-                               shownAtOnce,
-                               minimum,
-                               maximum,
-                               {}};
-        question.codes.resize(static_cast<std::size_t>(variableCount));
-        const auto scripted = resultsSettings_.find(kResultsCodes);
-        const bool fromScript = owner_.UnderAutomation() && scripted != resultsSettings_.end();
-        const auto ask = [&] {
-          if (!fromScript) return face_.AskCodes(*this, question);
-          const std::vector<Variant> given = ItemsOf(scripted->second, question.codes.size());
-          for (std::size_t index = 0; index < question.codes.size(); ++index) {
-            question.codes[index] = CodesOf(given[index], owner_.Data().Variable(variables[index]));
-          }
-          return true;
-        };
-        const auto check = [&] {
-          question.codes.resize(static_cast<std::size_t>(variableCount));
-          for (const std::vector<double>& list : question.codes) {
-            for (const double code : list) {
-              if (code >= minimum && code <= maximum) continue;
-              throw DataError("The code " + RealText(code, false, ".") + " lies outside " +
-                              RealText(minimum, false, ".") + " to " + RealText(maximum, false, ".") + ".");
-            }
-          }
-        };
-        if (!AskUntilTaken(ask, check)) return 0;
-        codes->Clear();
-        for (int index = 0; index < variableCount; ++index) {
-          for (const double code : question.codes[static_cast<std::size_t>(index)])
-            codes->AppendCode(index, code);
-        }
-        return 1;
-      },
-      0);
-}
-
-int DialogWindow::DefineSelCond() {
-  return Guarded(
-      [&] {
-        CaseSelectionText selection = owner_.CaseSelection();
-        return AskUntilTaken([&] { return face_.AskCaseSelection(*this, selection); },
-                             [&] {
-                               owner_.SetCaseSelection(selection);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
-}
-
-int DialogWindow::DefineWeight() {
-  return Guarded(
-      [&] {
-        int variableNumber = owner_.CaseWeight();
-        return AskUntilTaken([&] { return face_.AskCaseWeight(*this, variableNumber); },
-                             [&] {
-                               owner_.SetCaseWeight(variableNumber);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
-}
-
-int DialogWindow::OpenQvdFile() {
-  return Guarded(
-      [&] {
-        std::optional<std::string> path;
-        const auto ask = [&] { return (path = face_.AskDataFile(*this)).has_value(); };
-        return AskUntilTaken(ask,
-                             [&] {
-                               owner_.OpenDataFile(*path);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
-}
-
-int DialogWindow::SaveFileDialog(const char* title, int titleLength, const char* extension,
-                                 int extensionLength, vlm::ITextSink* path) {
-  return Guarded(
-      [&] {
-        std::optional<std::string> answer;
-        const auto scripted = resultsSettings_.find(kResultsSaveFileName);
-        if (owner_.UnderAutomation() && scripted != resultsSettings_.end()) {
-          answer = scripted->second.AsText();
-        } else {
-          answer = face_.AskSaveFile(*this, TextOf(title, titleLength), TextOf(extension, extensionLength));
-        }
-        if (!answer || answer->empty()) return 0;
-        path->Assign(answer->data(), LengthOf(*answer));
-        return 1;
-      },
-      0);
 }
 
 void DialogWindow::LockResults() {

@@ -18,6 +18,7 @@
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/edit_text.h"
 
 namespace velmora {
 
@@ -56,13 +57,6 @@ struct DialogPage {
   int tabControlId = 0;
   std::string caption;
 };
-
-// A caption as a person reads it: without the icon's mark at its start and the accelerator's.
-std::string PlainCaption(std::string_view caption);
-// The icon's mark: "249" of "!249Summary", "q" of "qReport of b&est"; empty when the caption has none.
-std::string_view IconMark(std::string_view caption);
-// The letter behind the accelerator's mark, in lower case; 0 when there is none.
-char Accelerator(std::string_view caption);
 
 // What a dialog asks of the analysis that it belongs to.
 class DialogOwner {
@@ -184,11 +178,38 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
                       vlm::IAutomationResult* result) override;
 
  private:
+  // Dispatch ids of what every dialog's automation object inherits.
+  enum InheritedMember : int {
+    kNameMember = 0,
+    kApplicationMember = 1,
+    kParentMember = 2,
+    kOkMember = 3,
+    kCancelMember = 4,
+    kFirstResultsMember = 5,
+    kResultsVariables = 7,
+    kResultsCodes = 9,
+    kResultsSaveFileName = 10,
+    kLastResultsMember = 12
+  };
+
   // Runs what the module asked for; an exception is kept for later and failure is returned in its place.
   template <typename Function>
-  auto Guarded(Function function, decltype(function()) failure) noexcept -> decltype(function());
+  auto Guarded(Function function, decltype(function()) failure) noexcept -> decltype(function()) {
+    try {
+      return function();
+    } catch (...) {
+      owner_.KeepCurrentException();
+      return failure;
+    }
+  }
   template <typename Function>
-  void Guarded(Function function) noexcept;
+  void Guarded(Function function) noexcept {
+    try {
+      function();
+    } catch (...) {
+      owner_.KeepCurrentException();
+    }
+  }
 
   void LoadControls(const vlm::DialogTemplate& dialogTemplate, int pageIndex);
   // Calls change(control) for every control with the id and tells the face; an unknown id is the module's
@@ -202,6 +223,8 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   void RefreshDataLine();
   void AvailabilityChanged();
   int PressFromScript(int controlId, vlm::IAutomationResult* result);
+  // What a script has put for a question before it is asked; null when nothing, or when a person is asked.
+  const Variant* ScriptedAnswer(InheritedMember member) const;
   void CheckLists(const std::vector<VariableListQuestion>& questions) const;  // throws DataError
   // Asks until the answer is taken or the user gives up; ask returns false for Cancel, use throws DataError.
   template <typename Ask, typename Use>

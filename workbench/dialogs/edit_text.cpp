@@ -1,0 +1,85 @@
+#include "workbench/dialogs/edit_text.h"
+
+#include <charconv>
+#include <cmath>
+
+namespace velmora {
+
+namespace {
+
+std::string_view Trimmed(std::string_view text) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+template <typename Number>
+std::optional<Number> ParseNumber(std::string_view text) {
+  text = Trimmed(text);
+  // A sign is the user's to write, but only one.
+  if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
+  Number value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+std::optional<int> ParseWholeText(std::string_view text) { return ParseNumber<int>(text); }
+
+std::optional<double> ParseRealText(std::string_view text, std::string_view separator) {
+  std::string plain(Trimmed(text));
+  if (!separator.empty() && separator != ".") {
+    const std::size_t position = plain.find(separator);
+    if (position != std::string::npos) plain.replace(position, separator.size(), ".");
+  }
+  const std::optional<double> value = ParseNumber<double>(plain);
+  return value && std::isfinite(*value) ? value : std::nullopt;
+}
+
+std::string RealText(double value, bool truncate, std::string_view separator) {
+  char buffer[40];
+  const auto [end, error] =
+      truncate ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6)
+               : std::to_chars(buffer, buffer + sizeof buffer, value);
+  std::string text(buffer, error == std::errc() ? end : buffer);
+  const std::size_t point = text.find('.');
+  if (point != std::string::npos && !separator.empty()) text.replace(point, 1, separator);
+  return text;
+}
+
+std::string_view IconMark(std::string_view caption) {
+  if (caption.starts_with('!')) {
+    const std::size_t end = caption.find_first_not_of("0123456789", 1);
+    return caption.substr(1, (end == std::string_view::npos ? caption.size() : end) - 1);
+  }
+  // One small letter in front of the capital that the caption begins with.
+  const std::size_t first = caption.starts_with("i&") || caption.starts_with("q&") ? 2 : 1;
+  const bool marked = caption.size() > first && (caption[0] == 'i' || caption[0] == 'q') &&
+                      caption[first] >= 'A' && caption[first] <= 'Z';
+  return caption.substr(0, marked ? 1 : 0);
+}
+
+std::string PlainCaption(std::string_view caption) {
+  caption.remove_prefix(IconMark(caption).size() + (caption.starts_with('!') ? 1 : 0));
+  std::string plain;
+  for (std::size_t index = 0; index < caption.size(); ++index) {
+    // "&&" is an ampersand to be read.
+    if (caption[index] == '&' && ++index == caption.size()) break;
+    plain += caption[index];
+  }
+  return plain;
+}
+
+char Accelerator(std::string_view caption) {
+  for (std::size_t index = 0; index + 1 < caption.size(); ++index) {
+    if (caption[index] != '&') continue;
+    const char letter = caption[++index];
+    if (letter != '&') return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  }
+  return 0;
+}
+
+}  // namespace velmora
