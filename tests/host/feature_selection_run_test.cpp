@@ -8,13 +8,12 @@
 #include <cmath>
 #include <fstream>
 
+#include "tests/host/session_support.h"
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
-#include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/writers.h"
-#include "workbench/host/session.h"
 
 namespace velmora {
 namespace {
@@ -52,21 +51,8 @@ const ExpectedPair kExpected[] = {
     {"risk", "telephone", 0.036466190179963422, 0.2488438213033142},
 };
 
-std::string ErrorOf(const auto& call) {
-  try {
-    call();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "no error";
-}
-
 // Answers the dialogs' questions, and keeps the window that is open.
-struct UserFace final : RecordingFace {
-  void DialogOpened(DialogWindow& opened) override { window = &opened; }
-  void DialogClosed(DialogWindow& closed) override {
-    if (window == &closed) window = nullptr;
-  }
+struct UserFace final : WindowFace {
   bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
     ++asked;
     if (answers.empty()) return false;
@@ -78,7 +64,6 @@ struct UserFace final : RecordingFace {
   std::optional<std::string> AskDataFile(DialogWindow&) override { return dataFile; }
   bool CancelPressed() override { return cancelAtStep > 0 && steps.back() >= cancelAtStep; }
 
-  DialogWindow* window = nullptr;
   std::vector<std::vector<std::vector<int>>> answers;
   int asked = 0;
   int cancelAtStep = 0;
@@ -86,12 +71,7 @@ struct UserFace final : RecordingFace {
 };
 
 struct FeatureSelectionRunTest : testing::Test {
-  FeatureSelectionRunTest() : session(face, Options()) { session.SetTable(ReadTable(kData)); }
-  static SessionOptions Options() {
-    SessionOptions options;
-    options.modulePath = VELMORA_BINARY_DIR "/libvlmfsl.so";
-    return options;
-  }
+  FeatureSelectionRunTest() : session(face, ModuleOptions()) { session.SetTable(ReadTable(kData)); }
   AutomationClient Run(const char* lists, int cuts = 12) {
     const AutomationClient startup = session.StartFeatureSelection();
     startup.Put("Variables", lists);

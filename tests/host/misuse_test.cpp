@@ -5,11 +5,10 @@
 
 #include <functional>
 
+#include "tests/host/session_support.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
-#include "workbench/dialogs/dialog_window.h"
-#include "workbench/host/session.h"
 
 namespace velmora {
 namespace {
@@ -22,21 +21,8 @@ constexpr char kCredit[] = VELMORA_SOURCE_DIR "/samples/german_credit.csv";
 constexpr char kHouses[] = VELMORA_SOURCE_DIR "/samples/house_prices.csv";
 constexpr char kNone[] = "No predictor variables have been selected.";
 
-std::string ErrorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "no error";
-}
-
 // A person who answers as the test says and may do something foolish at any moment.
-struct FoolishFace final : RecordingFace {
-  void DialogOpened(DialogWindow& opened) override { window = &opened; }
-  void DialogClosed(DialogWindow& closed) override {
-    if (window == &closed) window = nullptr;
-  }
+struct FoolishFace final : WindowFace {
   bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
     Do();
     for (std::size_t i = 0; i < lists.size() && i < answer.size(); ++i) lists[i].variables = answer[i];
@@ -65,19 +51,13 @@ struct FoolishFace final : RecordingFace {
     if (foolish) std::exchange(foolish, nullptr)();
   }
 
-  DialogWindow* window = nullptr;
   std::vector<std::vector<int>> answer;
   std::optional<std::string> file;
   std::function<void()> foolish;  // once
 };
 
 struct MisuseTest : testing::Test {
-  MisuseTest() : session(face, Options()) { session.SetTable(ReadTable(kCredit)); }
-  static SessionOptions Options() {
-    SessionOptions options;
-    options.modulePath = VELMORA_BINARY_DIR "/libvlmfsl.so";
-    return options;
-  }
+  MisuseTest() : session(face, ModuleOptions()) { session.SetTable(ReadTable(kCredit)); }
   int Number(const char* name) { return ResolveVariable(session.Data(), name); }
   const std::string& Text(int controlId) { return face.window->Find(controlId)->text; }
 

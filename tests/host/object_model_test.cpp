@@ -9,8 +9,7 @@
 #include <iterator>
 #include <map>
 
-#include "workbench/dialogs/dialog_window.h"
-#include "workbench/host/session.h"
+#include "tests/host/session_support.h"
 
 namespace velmora {
 namespace {
@@ -18,39 +17,17 @@ namespace {
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
-std::string ErrorOf(const auto& call) {
-  try {
-    call();
-  } catch (const AutomationError& error) {
-    return error.what();
-  }
-  return "no error";
-}
-
 std::string Contents(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-struct WindowFace final : RecordingFace {
-  void DialogOpened(DialogWindow& opened) override { window = &opened; }
-  void DialogClosed(DialogWindow& closed) override {
-    if (window == &closed) window = nullptr;
-  }
-  DialogWindow* window = nullptr;
-};
-
 struct ObjectModel : testing::Test {
-  ObjectModel() : session(face, Options()), application(session.Application()) {
+  ObjectModel() : session(face, ModuleOptions()), application(session.Application()) {
     folder = fs::temp_directory_path() / ("object_model_" + std::to_string(::getpid()));
     fs::create_directories(folder);
   }
   ~ObjectModel() override { fs::remove_all(folder); }
-  static SessionOptions Options() {
-    SessionOptions options;
-    options.modulePath = VELMORA_BINARY_DIR "/libvlmfsl.so";
-    return options;
-  }
   std::string File(const char* name) const { return (folder / name).string(); }
 
   WindowFace face;

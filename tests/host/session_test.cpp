@@ -10,6 +10,7 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/host/session_support.h"
 #include "workbench/data/errors.h"
 #include "workbench/host/process_exports.h"
 
@@ -25,15 +26,6 @@ bool IsLoaded(const std::string& path) {
   void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (handle != nullptr) dlclose(handle);
   return handle != nullptr;
-}
-
-std::string ErrorOf(const auto& call) {
-  try {
-    call();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "no error";
 }
 
 Table SmallTable() {
