@@ -153,4 +153,5 @@
   ROW(kTextInteractionPlot, 34504, "Interaction plot of frequencies")                                       \
   ROW(kTextCategorizedHistograms, 34505, "Categorized histograms")                                          \
   ROW(kText3DHistogram, 34506, "3D Histogram")                                                              \
-  ROW(kTextFrequency, 34507, "Frequency")
+  ROW(kTextFrequency, 34507, "Frequency")                                                                   \
+  ROW(kTextMostFrequentClasses, 34508, "The %d most frequent of %d classes are drawn.")

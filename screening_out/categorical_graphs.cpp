@@ -1,5 +1,8 @@
 // Graphs of a categorical response: the weighted count of each class in each bin, as lines, as a histogram for each
 // bin, and as bars in space.
+#include <algorithm>
+#include <numeric>
+
 #include "base/format_text.h"
 #include "screening_out/graph_writing.h"
 #include "screening_out/output_texts.h"
@@ -7,8 +10,7 @@
 namespace vlmfsl {
 namespace {
 
-// More lines than this cannot be told apart: the bins are then the lines, and the classes stand along the axis.
-constexpr std::size_t kMostLines = 12;
+constexpr std::size_t kMostLines = 12;  // more cannot be told apart
 
 // Rows bins, columns classes; a bin without cases has zeros.
 struct ClassCounts {
@@ -18,23 +20,45 @@ struct ClassCounts {
   [[nodiscard]] double At(std::size_t bin, std::size_t classIndex) const {
     return counts[bin * classes.size() + classIndex];
   }
+  [[nodiscard]] double Total(std::size_t classIndex) const {
+    double total = 0;
+    for (std::size_t bin = 0; bin < bins.size(); ++bin) total += At(bin, classIndex);
+    return total;
+  }
 };
+
+// The classes that are drawn as lines, in the order of the codes: all, or the most frequent ones.
+std::vector<std::size_t> ClassesWithLine(const ClassCounts& table) {
+  std::vector<std::size_t> classes(table.classes.size());
+  std::iota(classes.begin(), classes.end(), std::size_t{0});
+  if (classes.size() <= kMostLines) return classes;
+  std::vector<double> totals;
+  for (const std::size_t c : classes) totals.push_back(table.Total(c));
+  std::stable_sort(classes.begin(), classes.end(),
+                   [&](std::size_t a, std::size_t b) { return totals[a] > totals[b]; });
+  classes.resize(kMostLines);
+  std::sort(classes.begin(), classes.end());
+  return classes;
+}
 
 ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
   constexpr int kFirstClassColumn = 2;
-  if (!record.summaryCrosstab) throw HostCallError("The record has no cross-tabulation.");
+  if (!record.summaryCrosstab || !record.furtherCrosstabs[0]) {
+    throw HostCallError("The record has no cross-tabulation.");
+  }
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  // The row percentages have a column a class behind the levels, and nothing else.
+  const int classCount = record.furtherCrosstabs[0]->GetColumnCount() - 1;
   ClassCounts table;
   table.bins = BinLabels(analysis, record);
-  for (std::size_t c = 0; c < analysis.responseCodes.size(); ++c) {
-    table.classes.push_back(Stripped(analysis, WholeTextOf([&](vlm::ITextSink* sink) {
-                                       sheet.GetColumnLongName(kFirstClassColumn + static_cast<int>(c), sink);
-                                     })));
+  for (int c = 0; c < classCount; ++c) {
+    const auto fill = [&](vlm::ITextSink* sink) { sheet.GetColumnLongName(kFirstClassColumn + c, sink); };
+    table.classes.push_back(Stripped(analysis, WholeTextOf(fill)));
   }
   for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
-    for (std::size_t c = 0; c < table.classes.size(); ++c) {
-      const double count = row == 0 ? 0 : sheet.GetValue(row, kFirstClassColumn + static_cast<int>(c));
+    for (int c = 0; c < classCount; ++c) {
+      const double count = row == 0 ? 0 : sheet.GetValue(row, kFirstClassColumn + c);
       table.counts.push_back(HasValue(count) ? count : 0);
     }
   }
@@ -62,19 +86,20 @@ void AddSeries(GraphWriter& graph, int seriesKind, const std::string& name,
 Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
-    const bool linesAreClasses = table.classes.size() <= kMostLines;
+    const std::vector<std::size_t> withLine = ClassesWithLine(table);
     GraphWriter graph(*this, vlm::kLineGraph);
     AddTitle(graph, kTextInteractionPlot, record);
-    graph.Axis(vlm::kCategoryAxis, linesAreClasses ? record.predictorName : record.responseName);
-    graph.Categories(vlm::kCategoryAxis, linesAreClasses ? table.bins : table.classes);
+    graph.Axis(vlm::kCategoryAxis, record.predictorName);
+    graph.Categories(vlm::kCategoryAxis, table.bins);
     graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
-    for (std::size_t c = 0; linesAreClasses && c < table.classes.size(); ++c) {
+    for (const std::size_t c : withLine) {
       AddSeries(graph, vlm::kLineSeries, table.classes[c], table.bins,
                 [&](std::size_t bin) { return table.At(bin, c); });
     }
-    for (std::size_t bin = 0; !linesAreClasses && bin < table.bins.size(); ++bin) {
-      AddSeries(graph, vlm::kLineSeries, table.bins[bin], table.classes,
-                [&](std::size_t c) { return table.At(bin, c); });
+    if (withLine.size() < table.classes.size()) {
+      graph.Footnote(FormatText(
+          RequiredText(*this, kTextMostFrequentClasses),
+          {static_cast<long long>(withLine.size()), static_cast<long long>(table.classes.size())}));
     }
     return graph.Finish();
   });

@@ -414,15 +414,28 @@ TEST(ScreeningGraphs, ClassCountsAreLinesPanelsAndBarsInSpace) {
     }
     EXPECT_EQ(panels->series[0].labels.front(), "red");
 
-    // Few classes are lines over the bins, many are the places of a line for each bin.
+    // Lines of the classes, of the most frequent twelve where there are more.
+    const std::vector<std::string> classes = panels->series[0].labels;
     const Graph* lines = Make(run, "CategoricalResponseInteractionPlot");
-    ASSERT_EQ(lines->series.size(), classCount == 3 ? 3u : 4u);
-    for (std::size_t line = 0; line < lines->series.size(); ++line) {
-      for (std::size_t i = 0; i < lines->series[line].y.size(); ++i) {
-        EXPECT_EQ(lines->series[line].y[i], classCount == 3 ? counts[i][line] : counts[line][i]);
+    EXPECT_EQ(lines->footnote, classCount == 13 ? "The 12 most frequent of 13 classes are drawn." : "");
+    std::set<std::string> drawn;
+    for (const GraphSeries& line : lines->series) drawn.insert(line.name);
+    ASSERT_EQ(drawn.size(), std::min<std::size_t>(classes.size(), 12));
+    double rarestDrawn = 1e9, mostLeftOut = 0;
+    std::size_t place = 0;
+    for (std::size_t c = 0; c < classes.size(); ++c) {
+      const double total = counts[0][c] + counts[1][c] + counts[2][c] + counts[3][c];
+      if (drawn.count(classes[c]) == 0) {
+        mostLeftOut = std::max(mostLeftOut, total);
+        continue;
       }
+      rarestDrawn = std::min(rarestDrawn, total);
+      const GraphSeries& line = lines->series[place++];
+      EXPECT_EQ(line.name, classes[c]);
+      for (std::size_t bin = 0; bin < 4; ++bin) EXPECT_EQ(line.y[bin], counts[bin][c]);
     }
-    EXPECT_EQ(lines->positionAxis.ticks.size(), classCount == 3 ? 4u : 13u);
+    EXPECT_GE(rarestDrawn, mostLeftOut);
+    EXPECT_EQ(lines->positionAxis.ticks.size(), 4u);
 
     const Graph* space = Make(run, "CategoricalResponse3dHistogram");
     const GraphSeries& bars = space->series.at(0);

@@ -326,7 +326,7 @@ const pageCharts = (() => {
           return tip(one.name, [[chart.categories[point.dataIndex], shown(point.value)]]);
         } }) });
   }
-  const kMostPanels = 12;
+  const kMostPanels = 24;
 
   const cellTip = (chart, x, y, z) => tip(`${chart.xTexts[x]}, ${chart.yTexts[y]}`, [[chart.value.title || 'frequency', shown(z)]]);
 
