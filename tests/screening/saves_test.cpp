@@ -1,46 +1,22 @@
 // The "Save" page in a session: what is written, that it says the same in every form, and how it fails.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 
 #include "tests/screening/screening_session.h"
+#include "tests/support/scratch_folder.h"
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/scripts/coding_program.h"
 
 namespace velmora::testing {
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-class Folder {
- public:
-  Folder() : path_(fs::temp_directory_path() / ("vlm-saves-" + std::to_string(::getpid()))) {
-    fs::create_directories(path_);
-  }
-  ~Folder() { fs::remove_all(path_); }
-  std::string At(const std::string& name) const { return (path_ / name).string(); }
-  std::vector<std::string> Names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(path_)) names.push_back(entry.path().filename().string());
-    return names;
-  }
-
- private:
-  fs::path path_;
-};
-
-std::string ContentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The label of each case, empty where it is missing.
 std::vector<std::string> LabelsOf(const Column& column) {
@@ -53,9 +29,9 @@ std::vector<std::string> LabelsOf(const Column& column) {
 }
 
 // What a saved file makes of the table, by variable.
-std::vector<Column> Applied(const std::string& path, const Table& table) {
+std::vector<Column> Applied(const ScratchFolder& folder, const std::string& name, const Table& table) {
   std::vector<std::string> notices;
-  CodingProgram program(ParseCodingFile(ContentOf(path), path), table, notices);
+  CodingProgram program(ParseCodingFile(folder.Content(name), name), table, notices);
   std::vector<Column> columns = program.Run([](double) { return true; });
   EXPECT_THAT(notices, IsEmpty());
   return columns;
@@ -70,7 +46,7 @@ const Column* Find(const std::vector<Column>& columns, const std::string& name) 
 
 // Saves the coded variables, recode files and rules of the best predictors, and compares them case by case.
 void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) {
-  const Folder folder;
+  const ScratchFolder folder;
   const int before = run.session.Data().VariableCount();
   AutomationClient results = run.session.ResultsDialog();
   results.Put("NumberOfPredictorsToSave", number);
@@ -83,7 +59,7 @@ void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) 
   const Table& table = run.session.Data();
   ASSERT_EQ(table.VariableCount(), before + static_cast<int>(codedCount));
   EXPECT_THAT(folder.Names(), SizeIs(codedCount + 1));
-  const std::vector<Column> rules = Applied(folder.At("rules.txt"), table);
+  const std::vector<Column> rules = Applied(folder, "rules.txt", table);
   ASSERT_THAT(rules, SizeIs(codedCount));
   for (int variable = before + 1; variable <= table.VariableCount(); ++variable) {
     const Column& coded = table.Variable(variable);
@@ -98,7 +74,7 @@ void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) 
     std::string file = "base - " + stem.substr(bar + 1) + "_" + stem.substr(0, bar) + "__Coded.ini";
     std::replace_if(
         file.begin(), file.end(), [](char c) { return c == '"' || c == '<'; }, '_');
-    const std::vector<Column> recoded = Applied(folder.At(file), table);
+    const std::vector<Column> recoded = Applied(folder, file, table);
     ASSERT_THAT(recoded, SizeIs(1));
     EXPECT_EQ(LabelsOf(recoded.front()), labels);
   }
@@ -243,7 +219,7 @@ class SavingFace : public RecordingFace {
 };
 
 TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
-  const Folder folder;
+  const ScratchFolder folder;
   SavingFace face;
   Session session(face, ModuleOptions());
   session.AnalysisSettings().pruneTrees = false;

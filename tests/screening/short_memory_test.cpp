@@ -1,17 +1,13 @@
 // A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its figures are those of
 // a run that had enough.
 #ifndef _WIN32  // which has no aligned_alloc
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <new>
 #include <optional>
-#include <set>
 
 #include "tests/screening/screening_session.h"
+#include "tests/support/scratch_folder.h"
 #include "workbench/documents/writers.h"
 
 namespace {
@@ -129,7 +125,7 @@ TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
 }
 
 // What a save has left behind: variables with their labels, bundles, files with their texts.
-std::string Traces(ScreeningSession& run, const std::filesystem::path& folder) {
+std::string Traces(ScreeningSession& run, const ScratchFolder& folder) {
   const Table& table = run.session.Data();
   std::string traces;
   for (const Column& column : table.columns) {
@@ -137,38 +133,37 @@ std::string Traces(ScreeningSession& run, const std::filesystem::path& folder) {
     for (const ValueLabel& label : column.labels) traces += "|" + label.text;
     traces += "\n";
   }
-  for (const VariableBundle& bundle : table.bundles)
+  for (const VariableBundle& bundle : table.bundles) {
     traces += bundle.name + std::to_string(bundle.variableNumbers.size());
-  std::set<std::filesystem::path> files;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) files.insert(entry.path());
-  for (const std::filesystem::path& file : files) {
-    std::ifstream content(file, std::ios::binary);
-    traces += file.filename().string() + std::string(std::istreambuf_iterator<char>(content), {});
   }
+  std::vector<std::string> files = folder.Names();
+  std::sort(files.begin(), files.end());
+  for (const std::string& file : files) traces += file + folder.Content(file);
   return traces;
 }
 
 TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / ("vlm-memory-" + std::to_string(::getpid()));
+  std::optional<ScratchFolder> folder;
   const char* const saves[] = {"SavePredictorsToVariableBundle", "AddCodedVarsToSprSheet",
                                "SaveAsDataRecodeConditions", "SaveAsRules"};
   for (const std::string save : saves) {
-    std::vector<Variant> arguments;
-    if (save == "SaveAsDataRecodeConditions") arguments.emplace_back((folder / "base").string());
+    const auto arguments = [&] {
+      return save == "SaveAsDataRecodeConditions" ? std::vector<Variant>{folder->At("base")}
+                                                  : std::vector<Variant>{};
+    };
     const auto prepared = [&](ScreeningSession& run) {
-      std::filesystem::remove_all(folder);
-      std::filesystem::create_directories(folder);
+      folder.reset();
+      folder.emplace();
       EXPECT_TRUE(run.Run(WantedOfMemory()));
       AutomationClient results = run.session.ResultsDialog();
       results.Put("NumberOfPredictorsToSave", 2);
       results.Put("SaveToVariableBundle", 1);
-      results.Put("ResultsSaveFileName", (folder / "rules.txt").string());
+      results.Put("ResultsSaveFileName", folder->At("rules.txt"));
       return results;
     };
     ScreeningSession enough(MemoryTable());
-    prepared(enough).Call(save, arguments);
-    const std::string whole = Traces(enough, folder);
+    prepared(enough).Call(save, arguments());
+    const std::string whole = Traces(enough, *folder);
 
     std::optional<ScreeningSession> run;
     AutomationClient results;
@@ -179,19 +174,19 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
       SCOPED_TRACE(save + ": " + std::to_string(allocations) + " allocations succeed");
       if (!run) {
         results = prepared(run.emplace(MemoryTable()));
-        before = Traces(*run, folder);
+        before = Traces(*run, *folder);
         EXPECT_NE(whole, before);
       }
       bool threw = false;
       allocationsLeft = allocations;
       try {
-        results.Call(save, arguments);
+        results.Call(save, arguments());
       } catch (const std::exception&) {
         threw = true;
       }
       ended = allocationsLeft >= 0;
       allocationsLeft = -1;
-      const std::string after = Traces(*run, folder);
+      const std::string after = Traces(*run, *folder);
       if (after == before) {
         ++refused;
         EXPECT_TRUE(threw) << "what is left undone is told";
@@ -203,7 +198,6 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
     }
     EXPECT_GT(refused, 10) << save;
   }
-  std::filesystem::remove_all(folder);
 }
 
 // What is short is told and leaves no document; otherwise the graph is the one that memory enough gives.
