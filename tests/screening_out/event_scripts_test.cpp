@@ -1,10 +1,19 @@
 // Event scripts against texts that stand here in full.
 #include "screening_out/event_scripts.h"
 
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
 #include "tests/screening_out/records.h"
+#include "workbench/scripts/tool_tip.h"
 
 namespace vlmfsl::testing {
 namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr double kNone = vlm::kMissingValue;
 const double kTenth = 0.1 + 0.2;  // needs all 16 digits: 3.000000000000000e-01
@@ -132,6 +141,53 @@ TEST(EventScripts, LevelsWithQuotesAndWithoutCases) {
             "\t Text=Text & vbCrLf & \"Upper 95 CI:0.5\" \r\n\t Text=Text & vbCrLf & \"Median:-0.75\" \r\n"
             "\t Text=Text & vbCrLf & \"Min:-1\" \r\n\t Text=Text & vbCrLf & \"Max:3\" \r\n"
             "\t Text=Text & vbCrLf & \"N:\" & CStr(2) \r\n End If");
+}
+
+// The scripts run: each point shows its own bin, in points and in commas.
+TEST(EventScripts, ShowTheBinThatIsPointedAt) {
+  for (const char* const separator : {".", ","}) {
+    SCOPED_TRACE(separator);
+    Analysis analysis(separator);
+    PredSummary record =
+        BinaryRecord(analysis, {0.5, 2.5}, {{2, 1, 3}, {3, 1, 7}, {4, 6, 2}, {kNone, 8, 12}});
+    record.binStatistics = analysis.Sheet(kStatistics);
+    const std::string rates = FrameEventScript(ScriptTarget::kPlot, analysis.screening.BinConditions(record));
+    const std::string means =
+        FrameEventScript(ScriptTarget::kPlot, analysis.screening.BinConditionsForDiamond(record));
+    const std::string boxes = analysis.screening.BoxPlotEventCode(record);
+    const auto shown = [&](const std::string& script, double x, const char* object = "Plot2DSimple") {
+      const double coordinates[] = {x, 0};
+      std::string text = velmora::RunToolTip(script, object, coordinates, separator);
+      std::replace(text.begin(), text.end(), ',', '.');
+      return text;
+    };
+    struct Point {
+      double x;
+      const char* bin;  // null: nothing is shown
+      const char* rate;
+    };
+    // The smallest value itself shows nothing: a bin is tested for values above its lower bound.
+    const Point points[] = {{-2.5, nullptr, ""}, {-2, nullptr, ""},         {-1.9, "[-2", "25"},
+                            {0.5, "[-2", "25"},  {0.50001, "(0.5", "12.5"}, {2.5, "(0.5", "12.5"},
+                            {3, "(2.5", "75"},   {9.5, "(2.5", "75"},       {9.6, nullptr, ""}};
+    for (const Point& point : points) {
+      SCOPED_TRACE(point.x);
+      if (point.bin == nullptr) {
+        EXPECT_EQ(shown(rates, point.x) + shown(means, point.x), "");
+        continue;
+      }
+      EXPECT_THAT(shown(rates, point.x),
+                  AllOf(StartsWith(std::string(" Bin : ") + point.bin),
+                        HasSubstr(std::string("Default rate:") + point.rate + "\r\n")));
+      EXPECT_THAT(shown(means, point.x), StartsWith(std::string(" Bin : ") + point.bin));
+    }
+    EXPECT_THAT(shown(means, 3),
+                HasSubstr(" Mean: -0.5\r\nLower 95 CI:-2\r\nUpper 95 CI:0.5\r\nMedian:-0.75"));
+    EXPECT_THAT(shown(means, 1), HasSubstr("Lower 95 CI:\r\n")) << "no limits of one case";
+    EXPECT_THAT(shown(boxes, 3.05, "PlotBoxWhisker"), HasSubstr(" Mean:-0.5 \r\nLower 95 CI:-2 "));
+    EXPECT_THAT(shown(boxes, 1, "PlotBoxWhisker"), HasSubstr("N:30"));
+    EXPECT_EQ(shown(boxes, 1.2, "PlotBoxWhisker") + shown(rates, 3, "PlotBoxWhisker"), "");
+  }
 }
 
 }  // namespace
