@@ -41,8 +41,8 @@ void RunningAnalysis::Guarded(Function function) noexcept {
 RunningAnalysis::RunningAnalysis(SessionCore& core, std::shared_ptr<ModuleLibrary> library,
                                  vlm::IAnalysis* analysis)
     : core_(core), library_(std::move(library)), analysis_(analysis), services_(core), input_(core) {
-  resources_ = static_cast<vlm::IModuleResources*>(analysis_->GetLibInstance());
-  services_.SetResources(resources_);
+  resources_ = ModuleResourcesOf(analysis_->GetLibInstance());
+  services_.SetResources(resources_.get());
   analysisObject_ =
       ObjectReference::Adopt(MakeAnalysisObject(core_.weak_from_this(), Name(), analysis_->GetAnalysisID()));
   analysis_->AttachHost(this);

@@ -13,6 +13,7 @@
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/host/engine_services.h"
 #include "workbench/host/input_spreadsheet.h"
+#include "workbench/host/module_resources.h"
 #include "workbench/host/session_core.h"
 
 namespace velmora {
@@ -118,7 +119,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   vlm::IAnalysis* analysis_;
   EngineServices services_;
   InputSpreadsheet input_;
-  vlm::IModuleResources* resources_ = nullptr;
+  std::shared_ptr<vlm::IModuleResources> resources_;
   std::vector<OpenDialog> dialogs_;
   int currentStep_ = 0;
   bool ended_ = false;
