@@ -24,8 +24,8 @@ constexpr ControlTemplate kStartup[] = {
     {kControlCancel,        kButton,     "Cancel",     276,  24,  64,  14, 0},
     {kControlOptions,       kButton,     "Options",    276,  42,  64,  14, 0},
     {kControlOpenData,      kIconButton, "Open Data",  276,  66,  64,  14, 0},
-    {kControlCaseSelection, kIconButton, "Select cases", 276, 84, 31,  14, 0},
-    {kControlCaseWeights,   kIconButton, "Case weights", 309, 84, 31,  14, 0},
+    {kControlCaseSelection, kIconButton, "Select cases", 276, 84, 64,  14, 0},
+    {kControlCaseWeights,   kIconButton, "Case weights", 276, 102, 64, 14, 0},
 };
 
 constexpr ControlTemplate kStartupQuick[] = {
@@ -92,8 +92,8 @@ constexpr ControlTemplate kScreeningStartup[] = {
     {kControlCancel,        kButton,     "Cancel",     276,  24,  64,  14, 0},
     {kControlOptions,       kButton,     "Options",    276,  42,  64,  14, 0},
     {kControlOpenData,      kIconButton, "Open Data",  276,  66,  64,  14, 0},
-    {kControlCaseSelection, kIconButton, "Select cases", 276, 84, 31,  14, 0},
-    {kControlCaseWeights,   kIconButton, "Case weights", 309, 84, 31,  14, kHidden},
+    {kControlCaseSelection, kIconButton, "Select cases", 276, 84, 64,  14, 0},
+    {kControlCaseWeights,   kIconButton, "Case weights", 276, 102, 64, 14, kHidden},
 };
 
 constexpr ControlTemplate kScreeningStartupQuick[] = {
