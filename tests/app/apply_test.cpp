@@ -56,7 +56,7 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
       {"broken quotes", {"quotes.ini", "data.csv"}, 1, {"quotes.ini, line 4", "a quote is opened"}},
       {"unknown statement", {"b.bas", "print.bas", "data.csv"}, 1, {"print.bas, line 2", "\"Print\""}},
       {"made twice", {"a.ini", "a.ini", "data.csv"}, 1, {"age_Coded"}},
-      {"there already", {"a.ini", "coded.csv"}, 1, {"age_Coded", "coded.csv"}},
+      {"there already", {"a.ini", "coded.csv"}, 1, {"age_Coded", "coded.csv", "--keep"}},
       {"over what is read", {"a.ini", "data.csv", "--out", "data.csv"}, 2, {"--out", "data.csv"}},
       {"unknown ending", {"a.ini", "data.csv", "--out", "out.doc"}, 1, {"out.doc", ".csv, .tsv or .parquet"}},
       {"nothing to keep", {"a.ini", "data.csv", "--keep", "nr"}, 2, {"--keep", "nr"}},
@@ -68,7 +68,7 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
   };
   const TemporaryFolder folder;
   folder.Write("data.csv", kData);
-  folder.Write("coded.csv", kCoded);
+  folder.Write("coded.csv", "age,age_Coded\n1,x\n2,y\n");
   folder.Write("a.ini", ages);
   folder.Write("b.bas", kHomes);
   folder.Write("empty.ini", "\n");

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <numeric>
 
 #include "workbench/app/console.h"
 #include "workbench/app/data_input.h"
@@ -71,17 +72,21 @@ struct CodingFile {
 };
 
 // Everything is compiled before anything runs, so a file at fault costs no time.
-std::vector<CodingFile> Compile(const CommandOptions& options, const Table& table) {
+// kept: the variables beside which the coded ones will stand.
+std::vector<CodingFile> Compile(const CommandOptions& options, const Table& table,
+                                const std::vector<int>& kept) {
   std::vector<CodingFile> files;
   std::vector<std::string> notices;
   std::map<std::string, std::string> madeBy;
-  for (const Column& column : table.columns) madeBy[column.name] = table.fileName;
+  for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
   for (const std::string& path : options.files) {
     files.push_back({path, CodingProgram(ParseCodingFile(ReadWhole(path), path), table, notices)});
     for (const std::string& name : files.back().program.TargetNames()) {
       const auto [other, isNew] = madeBy.try_emplace(name, path);
-      if (!isNew)
-        throw RunError(path + " makes the variable " + name + ", which " + other->second + " has, too.");
+      if (!isNew) {
+        throw RunError(path + " makes the variable " + name + ", which " + other->second + " has, too" +
+                       (other->second == table.fileName ? "; name what to keep with --keep." : "."));
+      }
     }
   }
   for (const std::string& notice : notices) Tell("Warning: " + notice);
@@ -129,9 +134,13 @@ void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& ta
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   Table table = LoadTable(options.data);
-  const std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
+  std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
+  if (options.keep.empty()) {
+    kept.resize(table.columns.size());
+    std::iota(kept.begin(), kept.end(), 1);
+  }
   const std::size_t firstCoded = table.columns.size();
-  std::vector<CodingFile> files = Compile(options, table);
+  std::vector<CodingFile> files = Compile(options, table, kept);
   AddCodedVariables(files, options.quiet, table);
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);
