@@ -18,6 +18,10 @@ std::string XlsxOf(Session& session) {
   return bytes;
 }
 
+std::string PageOf(const OutputWriters& writers, Session& session) {
+  return writers.html ? writers.html() : WriteHtml(session.Documents());
+}
+
 void AddFile(Format format, const OutputWriters& writers, Session& session, OutputFiles& files) {
   switch (format) {
     case Format::kJson:
@@ -25,7 +29,7 @@ void AddFile(Format format, const OutputWriters& writers, Session& session, Outp
     case Format::kCsv:
       return writers.addCsv(files);
     case Format::kHtml:
-      return files.Add(writers.stem + ".html", WriteHtml(session.Documents()));
+      return files.Add(writers.stem + ".html", PageOf(writers, session));
     case Format::kXlsx:
       return files.Add(writers.stem + ".xlsx", XlsxOf(session));
     case Format::kTerminal:
@@ -40,7 +44,7 @@ std::string Bytes(Format format, const OutputWriters& writers, Session& session)
     case Format::kCsv:
       return writers.csv();
     case Format::kHtml:
-      return WriteHtml(session.Documents());
+      return PageOf(writers, session);
     case Format::kXlsx:
       return XlsxOf(session);
     case Format::kTerminal:

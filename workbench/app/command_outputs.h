@@ -19,6 +19,7 @@ struct OutputWriters {
   std::function<void(OutputFiles&)> addCsv;  // the files of a folder
   std::function<std::string()> csv;          // on standard output
   std::function<void()> makeDocuments;       // in the session's workbook, for HTML and XLSX
+  std::function<std::string()> html;         // of what makeDocuments made; empty: the workbook's page
   std::function<void(OutputFiles&)>
       addFiles;  // further files; the present folder without --out. May be empty
   std::function<void(OutputFiles&)> addFilesElsewhere;  // in folders that they name. May be empty

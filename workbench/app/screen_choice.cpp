@@ -138,6 +138,8 @@ void ChooseCodes(const Table& table, const ScreenRequest& request, const UsedCas
     throw UsageError("--good and --bad both name " + CodeShown(column, good) + "; the codes of " +
                      column.name + " are " + CodesShown(column, codes) + ".");
   }
+  choice.good = good;
+  choice.bad = bad;
   choice.goodCode = CodeForDialog(column, good);
   choice.badCode = CodeForDialog(column, bad);
 }

@@ -21,6 +21,7 @@ struct ScreenRequest {
 struct ScreenChoice {
   int binaryResponse = 0, continuousResponse = 0, categoricalResponse = 0;  // 0: none
   std::string goodCode, badCode;  // as the startup dialog takes them
+  double good = 0, bad = 0;       // their values
   std::vector<int> continuousPredictors, categoricalPredictors;
   int weight = 0;  // 0: none
   std::vector<LeftOutVariable> leftOut;

@@ -1,11 +1,14 @@
 // velmora screen: from the command line to the written results.
 #include "workbench/app/screen_command.h"
 
+#include <algorithm>
+
 #include "workbench/app/analysis_run.h"
 #include "workbench/app/command_outputs.h"
 #include "workbench/app/data_input.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/module_path.h"
+#include "workbench/app/screen_html.h"
 #include "workbench/app/screen_run.h"
 #include "workbench/app/screen_save.h"
 
@@ -79,7 +82,10 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
     files.Add("screening.csv", ScreenImportanceCsv(report));
     files.Add("screening_bins.csv", ScreenBinsCsv(report));
   };
-  writers.makeDocuments = [&] { MakeScreenDocuments(session, report); };
+  const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
+  ScreenDocuments documents;
+  writers.makeDocuments = [&] { documents = MakeScreenDocuments(session, report, withPage); };
+  writers.html = [&] { return ScreenHtml(report, documents, session.Documents()); };
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& files) {
       SaveScreening(options.save, report, session, face, files);
@@ -113,7 +119,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   session.SetTable(std::move(table));
   ApplyCases(session, weight, cases);
   ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
-  report.selectedCases = selected.IncludedCount();
+  CountCases(session.Data(), choice, selected, report);
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
   WriteResults(options, formats, report, session, face);
   if (IsFirstLook(options.output)) {

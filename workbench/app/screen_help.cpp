@@ -79,8 +79,9 @@ What the next data need, whole or not at all; 'velmora apply' takes recode files
   --python FILE               the same as a Python function that needs no library
 
 Where results go
-  --best N                    predictors of each response whose bins are shown, 0 to 10000 (default 5); JSON and
-                              screening_bins.csv have them all
+  --best N                    predictors of each response whose bins are shown, 0 to 10000 (default: 5 on a terminal,
+                              20 with their graphs in the page and the workbook); the page makes the bins of the
+                              others on demand, JSON, XLSX and screening_bins.csv have them all
   --out DIR                   write screening.html, .xlsx, .json, .csv and screening_bins.csv into DIR, all or none
   --format F,...              terminal, json, csv, xlsx or html; without --out one of them, to standard output
   --quiet                     no notes on standard error, only warnings and failures

@@ -1,6 +1,8 @@
 // What the writers of screening results have in common: which statistics a response kind has, in which order.
 #include "workbench/app/screen_report.h"
 
+#include <cmath>
+
 namespace velmora {
 
 using Predictor = vlm::ScreeningPredictor;
@@ -36,6 +38,25 @@ const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response) {
   return StatisticsOf(response.kind)[response.run.sortChoice == 0 ? 0 : 1];
 }
 
+double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures) {
+  const bool first = response.run.sortChoice == 0;
+  double strength = 0;
+  switch (response.kind) {
+    case vlm::kBinaryResponse:
+      // What binning takes off the impurity of the whole.
+      strength =
+          first ? 2 * figures.badShare * figures.goodShare - figures.giniAfter : figures.informationValue;
+      break;
+    case vlm::kContinuousResponse:
+      strength = first ? figures.rSquared : figures.fStatistic;
+      break;
+    case vlm::kCategoricalResponse:
+      strength = first ? figures.cramersV : figures.chiSquare;
+      break;
+  }
+  return std::isfinite(strength) && !IsMissing(strength, kMissing) ? std::max(strength, 0.0) : 0;
+}
+
 const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ScreeningResponse kind) {
   static const std::vector<ScreenBinColumn> binary = {
       {"bad", "bad", &Bin::bad, ""},
@@ -43,8 +64,8 @@ const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ScreeningResponse kind) {
       {"total", "total", &Bin::total, ""},
       {"% valid N", "pctValidN", &Bin::percentValidN, "0.00"},
       {"bad rate", "badRateRow", &Bin::badRateRow, "0.0000"},
-      {"", "badRateCol", &Bin::badRateColumn, nullptr},
-      {"", "goodRateCol", &Bin::goodRateColumn, nullptr},
+      {"share of bad", "badRateCol", &Bin::badRateColumn, nullptr},
+      {"share of good", "goodRateCol", &Bin::goodRateColumn, nullptr},
       {"WOE", "woe", &Bin::woe, "0.00"},
       {"Gini", "gini", &Bin::gini, "0.0000"},
       {"odds", "odds", &Bin::odds, "0.000"},

@@ -1,6 +1,7 @@
 // What a screening run found, as plain data that the writers share: read once from the module's results.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -37,14 +38,27 @@ struct FailedPredictor {
   std::string reason;
 };
 
+// Where the cases of the data went.
+struct ScreenedCases {
+  std::int64_t used = 0;
+  std::int64_t notSelected = 0;
+  std::int64_t withoutWeight = 0;    // the weight is missing or not above 0
+  std::int64_t withoutResponse = 0;  // missing
+  std::int64_t otherCodes = 0;       // the response has a code that nobody chose
+};
+
 struct ScreenedResponse {
   vlm::ScreeningResponse kind = vlm::kBinaryResponse;
   std::string name;
   vlm::ScreeningRun run{};
+  ScreenedCases cases;
   std::vector<std::string> codes;             // as outputs show them; binary: bad, good
   std::vector<ScreenedPredictor> predictors;  // best first
   std::vector<FailedPredictor> failed;
 };
+
+inline constexpr int kBestOnTerminal = 5;
+inline constexpr int kBestInDocuments = 20;
 
 struct ScreenReport {
   std::string dataFile;
@@ -54,10 +68,15 @@ struct ScreenReport {
   std::string select, exclude;
   std::string cutPointsFile;
   bool pruned = true;
-  int best = 0;  // predictors of each response whose bins are shown to people
+  int best = -1;  // predictors of each response whose bins are shown to people; -1: kBest...
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;
+
+  // How many of a response's predictors are shown with their bins; otherwise: where the user gave no number.
+  std::size_t ShownOf(const ScreenedResponse& response, int otherwise) const {
+    return std::min(response.predictors.size(), static_cast<std::size_t>(best < 0 ? otherwise : best));
+  }
 };
 
 const char* ResponseKindName(vlm::ScreeningResponse kind);          // "binary"...
@@ -71,6 +90,8 @@ struct ScreenStatistic {
 };
 const std::vector<ScreenStatistic>& StatisticsOf(vlm::ScreeningResponse kind);
 const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response);
+// How strong a predictor is by the sort choice, not negative, larger for better; bars are drawn of it.
+double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures);
 
 // A column of bin tables.
 struct ScreenBinColumn {

@@ -13,6 +13,7 @@ namespace velmora {
 namespace {
 
 constexpr char kAnalysisName[] = "screening";
+constexpr std::size_t kMostBinRows = 1000000;  // of a worksheet
 
 // What automation calls the things of a response kind.
 struct KindMembers {
@@ -20,14 +21,25 @@ struct KindMembers {
   const char* importance;
   const char* choosePredictor;
   const char* predictorTable;
+  const char* graphs[3];  // of a predictor; null where there are fewer
 };
 constexpr KindMembers kKinds[] = {
-    {vlm::kBinaryResponse, "BinaryResponseVariableImportance", "SelectBinaryResponsePredictor",
-     "BinaryResponseCrosstabulation"},
-    {vlm::kContinuousResponse, "ContinuousResponseVariableImportance", "SelectContinuousResponsePredictor",
-     "ContinuousResponseBreakdownTable"},
-    {vlm::kCategoricalResponse, "CategoricalResponseVariableImportance", "SelectCategoricalResponsePredictor",
-     "CategoricalResponseCrosstabulation"},
+    {vlm::kBinaryResponse,
+     "BinaryResponseVariableImportance",
+     "SelectBinaryResponsePredictor",
+     "BinaryResponseCrosstabulation",
+     {"BinaryResponseDefaultRateGraph", "BinaryResponseDistributionGraph", nullptr}},
+    {vlm::kContinuousResponse,
+     "ContinuousResponseVariableImportance",
+     "SelectContinuousResponsePredictor",
+     "ContinuousResponseBreakdownTable",
+     {"ContinuousResponseBoxPlot", "ContinuousResponseOverlaidScatterWithMeans", nullptr}},
+    {vlm::kCategoricalResponse,
+     "CategoricalResponseVariableImportance",
+     "SelectCategoricalResponsePredictor",
+     "CategoricalResponseCrosstabulation",
+     {"CategoricalResponseInteractionPlot", "CategoricalResponseCategorizedHistogram",
+      "CategoricalResponse3dHistogram"}},
 };
 
 std::vector<int> ListOf(int variableNumber) {
@@ -133,6 +145,10 @@ void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>&
   }
 }
 
+void AddNamed(Workbook& workbook, std::shared_ptr<Sheet> sheet, int group, const std::string& name) {
+  workbook.SetName(workbook.Add(std::move(sheet), group), name);
+}
+
 // The predictors that could not be binned, as a table of the response.
 void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) {
   if (response.failed.empty()) return;
@@ -146,7 +162,59 @@ void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) 
     sheet->SetText(row, 1, response.failed[i].reason);
     sheet->SetInteger(row, 2, response.failed[i].number);
   }
-  workbook.Add(std::move(sheet), group);
+  AddNamed(workbook, std::move(sheet), group, "Not binned " + response.name);
+}
+
+// The bins of every predictor in one table, to be filtered.
+void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
+  std::size_t rows = 0;
+  for (const ScreenedPredictor& predictor : response.predictors) rows += predictor.bins.size();
+  if (rows == 0 || rows > kMostBinRows) return;
+  const std::vector<ScreenBinColumn>& figures = BinColumnsOf(response.kind);
+  const bool counts = response.kind == vlm::kCategoricalResponse;
+  const int firstFigure = 4;
+  const int columns = firstFigure - 1 + static_cast<int>(counts ? response.codes.size() + 1 : figures.size());
+  auto sheet = std::make_shared<Sheet>(static_cast<int>(rows), columns);
+  sheet->SetTitle("Bins of all predictors: " + response.name);
+  sheet->SetColumnName(1, "Rank");
+  sheet->SetColumnName(2, "Bin");
+  sheet->SetColumnName(3, "Label");
+  int column = firstFigure;
+  for (const ScreenBinColumn& figure : figures) {
+    sheet->SetColumnName(column, figure.header);
+    sheet->SetFormat(column++, figure.format == nullptr ? "0.0000" : figure.format);
+  }
+  if (counts) {
+    for (const std::string& code : response.codes) sheet->SetColumnName(column++, code);
+    sheet->SetColumnName(column, "total");
+  }
+  int row = 0;
+  for (std::size_t rank = 0; rank < response.predictors.size(); ++rank) {
+    const ScreenedPredictor& predictor = response.predictors[rank];
+    for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
+      const ScreenedBin& bin = predictor.bins[b];
+      sheet->SetRowName(++row, predictor.name);
+      sheet->SetInteger(row, 1, static_cast<int>(rank) + 1);
+      sheet->SetInteger(row, 2, static_cast<int>(b) + 1);
+      sheet->SetText(row, 3, bin.label);
+      column = firstFigure;
+      for (const ScreenBinColumn& figure : figures) sheet->SetCell(row, column++, bin.figures.*figure.value);
+      if (!counts) continue;
+      for (const double count : bin.counts) sheet->SetCell(row, column++, count);
+      sheet->SetCell(row, column, bin.figures.total);
+    }
+  }
+  AddNamed(workbook, std::move(sheet), group, "Bins " + response.name);
+}
+
+// What a call of the dialog adds to the workbook.
+std::vector<int> DocumentsOf(Session& session, const AutomationClient& dialog, const char* member) {
+  const std::size_t before = session.Documents().Documents().size();
+  dialog.Get(member);
+  std::vector<int> ids;
+  const std::vector<Document>& documents = session.Documents().Documents();
+  for (std::size_t i = before; i < documents.size(); ++i) ids.push_back(documents[i].id);
+  return ids;
 }
 
 void SetFacts(Workbook& workbook, const ScreenReport& report) {
@@ -163,6 +231,23 @@ void SetFacts(Workbook& workbook, const ScreenReport& report) {
   for (const LeftOutVariable& variable : report.leftOut) {
     workbook.SetFact("Not screened: " + variable.name, variable.role + ", " + variable.reason);
   }
+}
+
+// The rules of the best predictors, and the table of all, which the module makes with them.
+void AddRules(Session& session, const AutomationClient& dialog, const ScreenReport& report,
+              ScreenDocuments& made) {
+  std::size_t count = 0;
+  for (const ScreenedResponse& response : report.responses)
+    count = std::max(count, report.ShownOf(response, kBestInDocuments));
+  if (count == 0) return;
+  const Variant before = dialog.Get("NumberOfPredictorsToSave");
+  dialog.Put("NumberOfPredictorsToSave", static_cast<int>(count));
+  for (const int id : DocumentsOf(session, dialog, "RulesReport")) {
+    const bool isText = session.Documents().Find(id)->AsText() != nullptr;
+    session.Documents().SetName(id, isText ? "Rules" : "All predictors");
+    if (isText) made.rules = id;
+  }
+  dialog.Put("NumberOfPredictorsToSave", before);
 }
 
 }  // namespace
@@ -197,12 +282,13 @@ ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoi
   return report;
 }
 
-void MakeScreenDocuments(Session& session, const ScreenReport& report) {
+ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs) {
   Workbook& workbook = session.Documents();
   SetFacts(workbook, report);
   workbook.notices.clear();
   for (const std::string& notice : report.notices) workbook.AddNotice(notice);
   const AutomationClient dialog = session.ResultsDialog();
+  ScreenDocuments made;
   for (const ScreenedResponse& response : report.responses) {
     const KindMembers& members = kKinds[response.kind];
     std::string description = std::string(ResponseKindName(response.kind)) + " response";
@@ -211,15 +297,28 @@ void MakeScreenDocuments(Session& session, const ScreenReport& report) {
     const int group = workbook.AddGroup(response.name, description);
     session.SetCurrentGroup(group);
     if (!response.predictors.empty()) dialog.Get(members.importance);
-    const auto shown = std::min(response.predictors.size(), static_cast<std::size_t>(report.best));
-    for (std::size_t i = 0; i < shown; ++i) {
-      dialog.Put(members.choosePredictor, response.predictors[i].figures.predictorNumber);
-      dialog.Get(members.predictorTable);
+    AddBins(workbook, response, group);
+    std::vector<ScreenDocuments::Panel>& panels = made.panels.emplace_back();
+    for (std::size_t i = 0; i < report.ShownOf(response, kBestInDocuments); ++i) {
+      const ScreenedPredictor& predictor = response.predictors[i];
+      dialog.Put(members.choosePredictor, predictor.figures.predictorNumber);
+      ScreenDocuments::Panel& panel = panels.emplace_back();
+      panel.tables = DocumentsOf(session, dialog, members.predictorTable);
+      for (const int id : panel.tables)
+        workbook.SetName(
+            id, report.responses.size() == 1 ? predictor.name : predictor.name + " " + response.name);
+      for (const char* graph : members.graphs) {
+        if (!withGraphs || graph == nullptr || !dialog.HasMember(graph)) continue;
+        const std::vector<int> ids = DocumentsOf(session, dialog, graph);
+        panel.graphs.insert(panel.graphs.end(), ids.begin(), ids.end());
+      }
       StopIfInterrupted();
     }
     AddFailed(workbook, response, group);
   }
   session.SetCurrentGroup(0);
+  AddRules(session, dialog, report, made);
+  return made;
 }
 
 }  // namespace velmora

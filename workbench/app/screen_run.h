@@ -12,7 +12,7 @@ namespace velmora {
 struct ScreenSettings {
   int sortBinary = 0, sortContinuous = 0, sortCategorical = 0;  // as vlm::ScreeningRun::sortChoice
   bool noPruning = false;
-  int best = 5;
+  int best = -1;  // as ScreenReport::best
   std::string cutPointsFile;
   CaseOptions cases;
 };
@@ -23,8 +23,24 @@ struct ScreenSettings {
 ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, OwnBins> ownBins);
 
-// Importance tables, the bins of the best predictors and the failed ones in the session's workbook, a group a
-// response, with the facts of the run.
-void MakeScreenDocuments(Session& session, const ScreenReport& report);
+// Puts into the report how many cases every response used, and why not the others. selected: of the session's
+// table.
+void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
+                ScreenReport& report);
+
+// What MakeScreenDocuments made: ids of the session's workbook.
+struct ScreenDocuments {
+  struct Panel {
+    std::vector<int> tables, graphs;
+  };
+  // By response; the panels by rank.
+  std::vector<std::vector<Panel>> panels;
+  int rules = 0;  // the rules of the predictors that have panels; 0: none
+};
+
+// The importance table of every response, the tables of its best predictors, its bins, and what was not
+// screened, in the session's workbook, a group a response, with the facts of the run; with graphs the graphs of
+// the best predictors too. Throws Cancelled.
+ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs);
 
 }  // namespace velmora

@@ -19,26 +19,6 @@ std::string Shown(double value, const char* format) {
   return format == nullptr ? ShownProbability(value) : ShownNumber(value, format);
 }
 
-// How strong a predictor is by the sort choice, not negative, larger for better; a bar is drawn of it.
-double Strength(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures) {
-  const bool first = response.run.sortChoice == 0;
-  double strength = 0;
-  switch (response.kind) {
-    case vlm::kBinaryResponse:
-      // What binning takes off the impurity of the whole.
-      strength =
-          first ? 2 * figures.badShare * figures.goodShare - figures.giniAfter : figures.informationValue;
-      break;
-    case vlm::kContinuousResponse:
-      strength = first ? figures.rSquared : figures.fStatistic;
-      break;
-    case vlm::kCategoricalResponse:
-      strength = first ? figures.cramersV : figures.chiSquare;
-      break;
-  }
-  return std::isfinite(strength) && !IsMissing(strength, kMissing) ? std::max(strength, 0.0) : 0;
-}
-
 std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) {
   std::vector<TextColumn> columns = {{"rank", true}, {"predictor"}, {"kind"}, {"bins", true}};
   for (const ScreenStatistic& statistic : StatisticsOf(response.kind))
@@ -46,7 +26,7 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
   const std::size_t count = std::min(response.predictors.size(), kMostRanked);
   double largest = 0;
   for (std::size_t i = 0; i < count; ++i)
-    largest = std::max(largest, Strength(response, response.predictors[i].figures));
+    largest = std::max(largest, StrengthOf(response, response.predictors[i].figures));
   TextTable table(std::move(columns));
   for (std::size_t i = 0; i < count; ++i) {
     const ScreenedPredictor& predictor = response.predictors[i];
@@ -56,7 +36,7 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
     for (const ScreenStatistic& statistic : StatisticsOf(response.kind)) {
       row.push_back(Shown(predictor.figures.*statistic.value, statistic.format));
     }
-    table.AddRow(std::move(row), largest > 0 ? Strength(response, predictor.figures) / largest : 0);
+    table.AddRow(std::move(row), largest > 0 ? StrengthOf(response, predictor.figures) / largest : 0);
   }
   std::string text = table.TextWithBars(width, utf8);
   if (count < response.predictors.size()) {
@@ -176,7 +156,7 @@ std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
   for (const ScreenedResponse& response : report.responses) {
     text += "\n" + Heading(response);
     if (!response.predictors.empty()) text += RankedTable(response, width, utf8);
-    const std::size_t shown = std::min(response.predictors.size(), static_cast<std::size_t>(report.best));
+    const std::size_t shown = report.ShownOf(response, kBestOnTerminal);
     for (std::size_t i = 0; i < shown; ++i) text += BinTable(response, response.predictors[i], width, utf8);
     text += FailedLines(response) + "\n" + Legend(response.kind);
   }

@@ -166,7 +166,7 @@ class HtmlWriter {
     body_ += "</div>\n";
     data_["tables"].push_back({{"id", name},
                                {"title", title},
-                               {"names", view.HasRowNames()},
+                               {"nameColumn", view.HasRowNames() ? 0 : -1},
                                {"numeric", std::move(numeric)},
                                {"rows", std::move(rows)}});
   }

@@ -257,7 +257,8 @@ std::string FigureMarkup(const Graph& graph, const PageChart& chart, const std::
   for (const std::string& line : graph.titleLines) label += line + ". ";
   label += chart.description;
   if (!table.empty()) label += " The table below holds the same values.";
-  std::string markup = "<figure>\n<figcaption>";
+  std::string markup = chart.threeDimensions ? "<figure class=\"solid\">\n" : "<figure>\n";
+  markup += "<figcaption>";
   for (std::size_t i = 0; i < graph.titleLines.size(); ++i) {
     const std::string tag = i == 0 ? "strong" : "span";
     markup.append("<").append(tag).append(">").append(Escaped(graph.titleLines[i])).append("</" + tag + ">");

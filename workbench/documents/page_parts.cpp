@@ -39,8 +39,7 @@ std::string Escaped(std::string_view text) {
   return result;
 }
 
-std::string EmbeddedJson(const PageJson& data) {
-  const std::string json = data.dump(-1, ' ', false, PageJson::error_handler_t::replace);
+std::string WithoutMarkup(std::string_view json) {
   std::string safe;
   safe.reserve(json.size());
   for (const char c : json) {
@@ -51,6 +50,10 @@ std::string EmbeddedJson(const PageJson& data) {
     }
   }
   return safe;
+}
+
+std::string EmbeddedJson(const PageJson& data) {
+  return WithoutMarkup(data.dump(-1, ' ', false, PageJson::error_handler_t::replace));
 }
 
 std::string AssemblePage(const PageParts& parts) {

@@ -16,6 +16,8 @@ using PageJson = nlohmann::ordered_json;
 std::string Escaped(std::string_view text);
 // Bytes that are no UTF-8 are replaced; no "<" stands in the result.
 std::string EmbeddedJson(const PageJson& data);
+// JSON, which has a "<" in its texts only, without any.
+std::string WithoutMarkup(std::string_view json);
 
 struct PageParts {
   std::string title;

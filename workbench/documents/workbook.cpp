@@ -76,7 +76,7 @@ int Workbook::AddGroup(std::string_view name, std::string_view description) {
 template <typename Body>
 int Workbook::AddBody(std::shared_ptr<Body> body, int group) {
   if (!body) return 0;
-  documents_.push_back({++lastId_, Group(group) ? group : 0, std::move(body)});
+  documents_.push_back({++lastId_, Group(group) ? group : 0, {}, std::move(body)});
   return lastId_;
 }
 
@@ -89,6 +89,15 @@ bool Workbook::SetGroup(int documentId, int groupId) {
   for (Document& document : documents_) {
     if (document.id != documentId) continue;
     document.group = groupId;
+    return true;
+  }
+  return false;
+}
+
+bool Workbook::SetName(int documentId, std::string_view name) {
+  for (Document& document : documents_) {
+    if (document.id != documentId) continue;
+    document.name = name;
     return true;
   }
   return false;

@@ -37,6 +37,7 @@ struct Notice {
 struct Document {
   int id = 0;  // from 1, in order of creation, never reused
   int group = 0;
+  std::string name;  // in lists of the documents; empty: what its group and title give
   std::variant<std::shared_ptr<Sheet>, std::shared_ptr<Graph>, std::shared_ptr<TextDocument>> body;
 
   const Sheet* AsSheet() const;
@@ -64,6 +65,7 @@ class Workbook {
   int Add(std::shared_ptr<Graph> graph, int group = 0);
   int Add(std::shared_ptr<TextDocument> text, int group = 0);
   bool SetGroup(int documentId, int groupId);
+  bool SetName(int documentId, std::string_view name);
   bool Remove(int documentId);
   // Puts every document of group 0 whose title, or one of whose title lines, ends with ": " and a group's
   // name into that group; a title cut at 80 characters matches by what is left of the name.

@@ -142,6 +142,7 @@ class XlsxWriter {
   // Empty for a graph: a spreadsheet file holds its numbers in the tables.
   std::string SheetNameOf(const Document& document) {
     if (document.AsGraph()) return {};
+    if (!document.name.empty()) return names_.Unique(document.name);
     std::string name = document.group > 0 ? workbook_.Group(document.group)->name : document.Title();
     if (document.AsText() && document.group > 0) name += " report";
     return names_.Unique(name);

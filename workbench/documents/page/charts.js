@@ -9,6 +9,7 @@ const pageCharts = (() => {
   const darkWanted = matchMedia('(prefers-color-scheme: dark)');
   let printing = false;
   const colours = () => (darkWanted.matches && !printing ? dark : light);
+  const kPaper = 680;  // pixels across
   const kMost3dAtOnce = 6;  // browsers keep few drawing contexts alive
 
   const tip = (title, lines) => {
@@ -81,6 +82,18 @@ const pageCharts = (() => {
           formatter: (point) => chart.bars[point.dataIndex].text },
       }],
     });
+  }
+
+  // What the numbers beside a value axis take, in pixels.
+  function numbersBeside(series) {
+    let longest = 3;
+    for (const one of series) {
+      const values = one.boxes ? one.boxes.flatMap((box) => [box[1], box[5], box[7], box[8]]) : one.points.map((point) => (Array.isArray(point) ? point[1] : point));
+      for (const value of values) {
+        if (value !== null && value !== undefined) longest = Math.max(longest, shortNumber(Number(value.toPrecision(2))).length);
+      }
+    }
+    return Math.min(longest, 10) * kLetter + 10;
   }
 
   const legendOf = (chart, c) => {
@@ -240,11 +253,13 @@ const pageCharts = (() => {
   function xyOption(chart, width, c) {
     const right = chart.series.some((series) => series.right);
     const legend = legendOf(chart, c);
-    const left = 74;
+    const beside = numbersBeside(chart.series.filter((series) => !series.right));
+    const left = beside + 28;
     const position = positionAxis(chart, width, c, left);
     const segments = chart.series.some(hasGaps);
-    const yAxes = [valueAxis(chart.value, c, { nameGap: 52, scale: !segments })];
-    if (right) yAxes.push(valueAxis(chart.right, c, { nameGap: 52, scale: true, splitLine: { show: false } }));
+    if (segments) Object.assign(position.axis, { min: 'dataMin', max: 'dataMax', axisLabel: Object.assign(position.axis.axisLabel, { showMinLabel: false, showMaxLabel: false }) });
+    const yAxes = [valueAxis(chart.value, c, { nameGap: beside + 6, scale: !segments || chart.scaled })];
+    if (right) yAxes.push(valueAxis(chart.right, c, { nameGap: 40, scale: true, splitLine: { show: false } }));
     const series = chart.series.flatMap((one, index) => {
       if (one.kind === 'boxes') return [boxSeries(chart, one, index, c)];
       if (one.kind === 'diamonds') return [diamondSeries(chart, one, index, c)];
@@ -257,13 +272,13 @@ const pageCharts = (() => {
     };
     return Object.assign(base(c), {
       color: c.series, legend, xAxis: position.axis, yAxis: yAxes, series,
-      grid: { left, right: right ? 74 : 24, top: legend ? 38 : 18, bottom: position.bottom + 26 },
+      grid: { left, right: right ? 66 : 24, top: legend ? 38 : 18, bottom: position.bottom + 26 },
       tooltip: Object.assign(base(c).tooltip, {
         trigger: 'item',
         formatter: (point) => {
           const one = chart.series.find((candidate) => candidate.name === point.seriesName) || chart.series[0];
           if (one.tips && one.tips[point.dataIndex]) return scriptTip(one.tips[point.dataIndex]);
-          return tip((one.labels && one.labels[point.dataIndex]) || one.name || chart.title,
+          return tip((chart.position.ticks && one.name) || (one.labels && one.labels[point.dataIndex]) || one.name || chart.title,
             [[chart.position.title || 'x', tickText(point.value[0])], [chart.value.title || 'y', shown(point.value[1])]]);
         },
       }),
@@ -272,14 +287,15 @@ const pageCharts = (() => {
 
   function columnOption(chart, width, c) {
     const legend = legendOf(chart, c);
-    const texts = textsBelow(chart.categories, width - 98);
+    const beside = numbersBeside(chart.series);
+    const texts = textsBelow(chart.categories, width - beside - 52);
     return Object.assign(base(c), {
       color: c.series, legend,
-      grid: { left: 74, right: 24, top: legend ? 38 : 18, bottom: texts.bottom + 26 },
+      grid: { left: beside + 28, right: 24, top: legend ? 38 : 18, bottom: texts.bottom + 26 },
       xAxis: { type: 'category', data: chart.categories, name: chart.position.title, nameLocation: 'middle', nameGap: texts.bottom + 8,
         nameTextStyle: { color: c.soft }, axisLine: { lineStyle: { color: c.line } },
         axisLabel: Object.assign({ color: c.soft, formatter: texts.text }, texts.label) },
-      yAxis: valueAxis(chart.value, c, { nameGap: 52 }),
+      yAxis: valueAxis(chart.value, c, { nameGap: beside + 6 }),
       tooltip: Object.assign(base(c).tooltip, {
         trigger: 'item',
         formatter: (point) => {
@@ -290,43 +306,49 @@ const pageCharts = (() => {
         },
       }),
       series: chart.series.map((series) => ({ type: 'bar', name: series.name, data: series.points, barMaxWidth: 46,
-        barCategoryGap: '24%', itemStyle: { borderRadius: [2, 2, 0, 0] } })),
+        barCategoryGap: '24%', stack: chart.stacked ? 'all' : undefined, itemStyle: chart.stacked ? {} : { borderRadius: [2, 2, 0, 0] } })),
     });
   }
 
-  // One histogram a series, one below the other over one position axis, all on the same scale.
+  // One histogram a series, all on the same scale, side by side as far as their bars stay apart. The bars have the
+  // colours of their categories where those are few: they are the lines of the other charts.
+  const kMostPanels = 24;
   function panelOption(chart, width, c) {
     const panels = chart.series.slice(0, kMostPanels);
-    const height = panels.length <= 4 ? 82 : 62;
-    const texts = textsBelow(chart.categories, width - 78);
+    const bars = chart.categories.length;
+    const across = Math.max(1, Math.min(Math.floor((width - 40) / Math.max(132, bars * 24)), Math.ceil(Math.sqrt(panels.length))));
+    const down = Math.ceil(panels.length / across);
+    const cell = (width - 46) / across;
+    const height = down <= 4 ? 86 : 70;
+    const texts = textsBelow(chart.categories, cell - 12);
     const highest = Math.max(...panels.flatMap((series) => series.points.map((value) => value || 0)), 0);
+    const colour = (panel, bar) => c.series[(bars <= c.series.length && panels.length > 1 ? bar : panel) % c.series.length];
     const grid = [], xAxis = [], yAxis = [], series = [], title = [];
     panels.forEach((one, i) => {
-      const top = i * height + 20;
-      grid.push({ left: 54, right: 24, top, height: height - 24 });
-      title.push({ text: one.name, left: 48, top: top - 22, textStyle: { fontSize: 12, fontWeight: 600, color: c.ink, width: width - 80,
+      const left = 42 + (i % across) * cell, top = Math.floor(i / across) * height + 22;
+      grid.push({ left, width: cell - 12, top, height: height - 26 });
+      title.push({ text: one.name, left: left - 5, top: top - 23, textStyle: { fontSize: 11.5, fontWeight: 600, color: c.ink, width: cell - 10,
         overflow: 'truncate' } });
       xAxis.push({ type: 'category', gridIndex: i, data: chart.categories, axisTick: { show: false }, axisLine: { lineStyle: { color: c.line } },
-        axisLabel: Object.assign({ color: c.soft, formatter: texts.text }, texts.label, { show: i + 1 === panels.length }) });
-      yAxis.push(valueAxis({ maximum: highest }, c, { gridIndex: i, interval: highest,
-        axisLabel: { color: c.soft, fontSize: 11, formatter: shortNumber } }));
-      series.push({ type: 'bar', name: one.name, xAxisIndex: i, yAxisIndex: i, data: one.points, barCategoryGap: '10%',
-        itemStyle: { color: c.series[i % c.series.length], borderRadius: [2, 2, 0, 0] } });
+        axisLabel: Object.assign({ color: c.soft, formatter: texts.text }, texts.label, { show: i + across >= panels.length }) });
+      yAxis.push(valueAxis({ maximum: highest }, c, { gridIndex: i, interval: highest || 1,
+        axisLabel: { show: i % across === 0, color: c.soft, fontSize: 11, formatter: shortNumber } }));
+      series.push({ type: 'bar', name: one.name, xAxisIndex: i, yAxisIndex: i, barCategoryGap: '14%', barMaxWidth: 40,
+        data: one.points.map((value, bar) => ({ value, itemStyle: { color: colour(i, bar), borderRadius: [2, 2, 0, 0] } })) });
     });
-    const below = panels.length * height + texts.bottom;
+    const below = down * height + texts.bottom;
     let ending = chart.position.title;
     if (panels.length < chart.series.length) ending += ` (${panels.length} of ${chart.series.length} drawn)`;
-    title.push({ text: ending, left: 'center', top: below + 4, textStyle: { fontSize: 12, fontWeight: 400, color: c.soft } });
-    chart.wantedHeight = below + 28;
+    title.push({ text: ending, left: 'center', top: below + 2, textStyle: { fontSize: 12, fontWeight: 400, color: c.soft } });
+    chart.wantedHeight = below + 26;
     return Object.assign(base(c), { grid, xAxis, yAxis, series, title,
       tooltip: Object.assign(base(c).tooltip, { trigger: 'item',
         formatter: (point) => {
           const one = panels[point.seriesIndex];
           if (one.tips && one.tips[point.dataIndex]) return scriptTip(one.tips[point.dataIndex]);
-          return tip(one.name, [[chart.categories[point.dataIndex], shown(point.value)]]);
+          return tip(one.name, [[chart.categories[point.dataIndex], shown(one.points[point.dataIndex])]]);
         } }) });
   }
-  const kMostPanels = 24;
 
   const cellTip = (chart, x, y, z) => tip(`${chart.xTexts[x]}, ${chart.yTexts[y]}`, [[chart.value.title || 'frequency', shown(z)]]);
 
@@ -356,7 +378,7 @@ const pageCharts = (() => {
       nameGap: 46, nameTextStyle: { color: c.soft, fontSize: 13, lineHeight: 24 }, axisLine: { lineStyle: { color: c.soft } }, splitLine: { lineStyle: { color: c.line } },
       axisLabel: { margin: 14, textStyle: { color: c.soft, fontSize: 12, lineHeight: 22 }, interval: Math.ceil(data.length / 8) - 1 } });
     return Object.assign(base(c), {
-      grid3D: { boxWidth: 110, boxDepth: 80, boxHeight: 62, viewControl: { distance: 168, alpha: 26, beta: 32, center: [0, -8, 0], zoomSensitivity: 0 },
+      grid3D: { boxWidth: 110, boxDepth: 80, boxHeight: 62, viewControl: { distance: 168 * Math.max(1, 700 / width), alpha: 26, beta: 32, center: [0, -8, 0], zoomSensitivity: 0 },
         axisPointer: { show: false }, light: { main: { intensity: 1.1, alpha: 45, beta: 30 }, ambient: { intensity: 0.45 } }, environment: 'none' },
       xAxis3D: axis(chart.position.title, chart.xTexts), yAxis3D: axis(chart.depth.title, chart.yTexts),
       zAxis3D: { type: 'value', name: chart.value.title, nameGap: 30, nameTextStyle: { color: c.soft, fontSize: 13, lineHeight: 24 },
@@ -393,8 +415,12 @@ const pageCharts = (() => {
 
   function paint(chart) {
     const node = chart.node;
-    // Paper is narrower than the window that the page is laid out in when printing begins.
-    node.style.width = printing ? `${Math.min(node.parentNode.clientWidth, 680)}px` : '';
+    // Paper is narrower than the window that the page is laid out in when printing begins, and two panels of a
+    // screening go on a sheet.
+    const beside = node.closest('.graphs');
+    const ofTwo = beside && beside.children.length > 1;
+    node.style.width = printing ? `${ofTwo ? kPaper / 2 - 14 : kPaper}px` : '';
+    if (beside) node.style.height = printing ? '260px' : '330px';
     const width = node.clientWidth;
     if (width === 0) return;
     let in3d = chart.layout === 'cells' && chart.inSight && !printing && has3d();

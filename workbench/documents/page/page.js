@@ -14,8 +14,9 @@ const make = (tag, attributes, ...children) => {
 // A cell is a text, or [number, text]: the number sorts, the text is shown.
 const textOf = (cell) => (Array.isArray(cell) ? cell[1] : cell);
 
-// source: id of the box around the table, title, rows, names (the first cell names the row), numeric (a flag a
-// column), and fill(node, cell, columnIndex, rowIndex), which puts more than a text into a cell it returns true for.
+// source: id of the box around the table, title, rows, nameColumn (its cells name the rows; -1: none), numeric (a
+// column's 0, 1 for numbers, 2 for numbers of which the smallest come first), plain (columns that are not sorted),
+// and fill(node, cell, columnIndex, rowIndex), which puts more than a text into a cell it returns true for.
 function upgradeTable(source) {
   const kStep = pageData.rowsShown;
   const box = document.getElementById(source.id);
@@ -34,14 +35,14 @@ function upgradeTable(source) {
   const moreButton = make('button', { type: 'button' });
   const allButton = make('button', { type: 'button' });
   more.append(moreButton, allButton);
-  box.append(more);
+  table.closest('.scroll').after(more);
 
   const render = () => {
     const rows = order.slice(0, shown).map((index) => {
       const row = document.createElement('tr');
       source.rows[index].forEach((cell, i) => {
-        const node = document.createElement(source.names && i === 0 ? 'th' : 'td');
-        if (source.names && i === 0) node.scope = 'row';
+        const node = document.createElement(i === source.nameColumn ? 'th' : 'td');
+        if (i === source.nameColumn) node.scope = 'row';
         if (source.numeric[i]) node.className = 'number';
         if (!source.fill || !source.fill(node, cell, i, index)) node.textContent = textOf(cell);
         row.append(node);
@@ -85,13 +86,14 @@ function upgradeTable(source) {
   };
 
   headers.forEach((header, i) => {
+    if (source.plain && source.plain.includes(i)) return;
     const button = make('button', { type: 'button' });
     button.append(...header.childNodes);
     header.append(button);
     header.setAttribute('aria-sort', 'none');
     button.addEventListener('click', () => {
       // Numbers are wanted largest first; the third press gives the order of the analysis back.
-      const first = source.numeric[i] ? -1 : 1;
+      const first = source.numeric[i] === 1 ? -1 : 1;
       if (sorted !== i) {
         sorted = i;
         direction = first;
