@@ -89,7 +89,16 @@ TEST(Recode, CodesEveryForm) {
        "\"\"\"home\"\"=\"\"age\"\"\"\nValue=B\n[SelectionConditions\\Cond2]\nIgnore=0\nCondition="
        "\"\"\"home\"\"="
        "\"\"rent\"\"\"\nValue=C\n",
-       "home_Coded: .|A|B|.|.|. / f, line 12: no case of people.csv has home = rent."},
+       "home_Coded: .|A|B|.|.|."},
+      {"levels that the data have none of",
+       "[SelectionConditions]\nConditionSize=2\n[SelectionConditions\\Cond0]\nIgnore=0\nCondition="
+       "\"\"\"home\"\"="
+       "\"\"rent\"\"\"\nValue=A\n[SelectionConditions\\Cond1]\nIgnore=0\nCondition=\"\"\"home\"\"="
+       "\"\"none\"\"\"\n"
+       "Value=B\n",
+       "home_Coded: .|.|.|.|.|. / f, line 5: no case of people.csv has home = rent, nor any of the other "
+       "levels that "
+       "are asked for."},
       {"a number against texts, a text against numbers",
        "[SelectionConditions]\nConditionSize=2\n[SelectionConditions\\Cond0]\nIgnore=0\nCondition="
        "\"\"\"home\"\"="

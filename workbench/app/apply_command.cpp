@@ -66,6 +66,15 @@ std::string ReadWhole(const std::string& path) {
   return content;
 }
 
+// Data of another place may lack hundreds of levels.
+void TellWarnings(const std::vector<std::string>& warnings) {
+  constexpr std::size_t kMostTold = 20;
+  for (std::size_t i = 0; i < std::min(warnings.size(), kMostTold); ++i) Tell("Warning: " + warnings[i]);
+  if (warnings.size() > kMostTold) {
+    Tell("Warning: and " + Counted(warnings.size() - kMostTold, "more such label.", "more such labels."));
+  }
+}
+
 struct CodingFile {
   std::string path;
   CodingProgram program;
@@ -89,7 +98,7 @@ std::vector<CodingFile> Compile(const CommandOptions& options, const Table& tabl
       }
     }
   }
-  for (const std::string& notice : notices) Tell("Warning: " + notice);
+  TellWarnings(notices);
   return files;
 }
 

@@ -21,7 +21,7 @@ Examples:
       velmora apply recodes/*.ini june.csv --keep id | head
 
 Conditions are tested in the order of the file; a case that meets none has no value, nor has a case without the
-predictor. A label that DATA does not have is told, and no case meets it.
+predictor. How many cases have none is told, and also when DATA has none of the levels that a file asks for.
 
 Where the data are
   --delimiter C           the character between fields of a text file (default: found out); tab for a tab

@@ -152,8 +152,8 @@ void Narrow(const std::string& symbol, double operand, double& low, double& high
 // The number that the comparison's operand means for the column.
 class OperandMeaning {
  public:
-  OperandMeaning(const Table& table, const Column& column, std::vector<std::string>& notices)
-      : table_(table), column_(column), notices_(notices) {}
+  OperandMeaning(const Table& table, const Column& column, std::vector<AskedLevel>& asked)
+      : table_(table), column_(column), asked_(asked) {}
 
   double Of(const Comparison& comparison) const {
     const bool equality = comparison.symbol == "=" || comparison.symbol == "<>";
@@ -168,33 +168,31 @@ class OperandMeaning {
   std::string File() const { return table_.fileName.empty() ? std::string("the table") : table_.fileName; }
 
   double OfText(const std::string& text) const {
-    if (const double* value = column_.ValueOf(text)) return *value;
-    if (!column_.fromText) {
-      if (const auto number = NumberSaidBy(text)) return *number;
-    }
-    return Absent(text);
+    if (const double* value = column_.ValueOf(text)) return Asked(text, *value);
+    const auto number = column_.fromText ? std::nullopt : NumberSaidBy(text);
+    return Asked(text, number.value_or(kNoCase));
   }
 
   double OfLabelThatSays(double number) const {
     for (const ValueLabel& label : column_.labels) {
-      if (NumberSaidBy(label.text) == number) return label.value;
+      if (NumberSaidBy(label.text) == number) return Asked(label.text, label.value);
     }
-    return Absent(NumberText(number));
+    return Asked(NumberText(number), kNoCase);
   }
 
-  double Absent(const std::string& text) const {
-    notices_.push_back("no case of " + File() + " has " + column_.name + " = " + text);
-    return kNoCase;
+  double Asked(const std::string& level, double value) const {
+    asked_.push_back({column_.name, level, value != kNoCase});
+    return value;
   }
 
   const Table& table_;
   const Column& column_;
-  std::vector<std::string>& notices_;
+  std::vector<AskedLevel>& asked_;
 };
 
 }  // namespace
 
-CaseCondition::CaseCondition(std::string_view text, const Table& table, std::vector<std::string>& notices)
+CaseCondition::CaseCondition(std::string_view text, const Table& table, std::vector<AskedLevel>& asked)
     : table_(&table) {
   const std::string condition = WithDecimalPoints(text);
   const std::vector<Comparison> comparisons = ComparisonReader(condition).Read();
@@ -208,7 +206,7 @@ CaseCondition::CaseCondition(std::string_view text, const Table& table, std::vec
   double low = -kInfinite, high = kInfinite;
   for (const Comparison& comparison : comparisons) {
     const int variable = ResolveVariable(table, comparison.name);
-    const double operand = OperandMeaning(table, table.Variable(variable), notices).Of(comparison);
+    const double operand = OperandMeaning(table, table.Variable(variable), asked).Of(comparison);
     only = (only == 0 || only == variable) && comparison.symbol != "<>" ? variable : -1;
     Narrow(comparison.symbol, operand, low, high);
     plain += (plain.empty() ? "" : " And ") + DoubleQuoted(table.Variable(variable).name) +

@@ -19,11 +19,17 @@
 
 namespace velmora {
 
+// A level that a condition asks for.
+struct AskedLevel {
+  std::string variable, level;
+  bool inData = false;
+};
+
 class CaseCondition {
  public:
-  // Throws DataError, a sentence that says what is wrong. notices: gets a sentence for each label that the data
-  // lack. The table must outlive this and keep its columns.
-  CaseCondition(std::string_view text, const Table& table, std::vector<std::string>& notices);
+  // Throws DataError, a sentence that says what is wrong. asked: gets the levels that the condition asks for.
+  // The table must outlive this and keep its columns.
+  CaseCondition(std::string_view text, const Table& table, std::vector<AskedLevel>& asked);
 
   // For the cases firstCase .. firstCase + count - 1 (from 0), count at most kMostCases: isTrue and isMissing
   // get a 1 where the condition is true and where it is missing. Allocates at most once in its life.

@@ -130,6 +130,7 @@ class CodingCompiler {
     }
     compiled.table = &table_;
     compiled.statements = CompileBody(program_.statements, 0);
+    TellOfLevels();
     compiled.targets = std::move(targets_);
     compiled.levels.resize(deepest_ + 1);
     for (Level& level : compiled.levels) {
@@ -254,10 +255,10 @@ class CodingCompiler {
   // --- Expressions
   std::unique_ptr<CaseCondition> CompileCondition(const ScriptValue& condition) {
     const std::string text = ConditionText(condition);
-    std::vector<std::string> said;
+    std::vector<AskedLevel> asked;
     auto compiled =
-        AtLine(condition.line, [&] { return std::make_unique<CaseCondition>(text, table_, said); });
-    for (const std::string& notice : said) Notice(condition.line, notice);
+        AtLine(condition.line, [&] { return std::make_unique<CaseCondition>(text, table_, asked); });
+    for (AskedLevel& level : asked) Count(std::move(level), condition.line);
     return compiled;
   }
 
@@ -285,14 +286,37 @@ class CodingCompiler {
     return value.parts.front().text;
   }
 
-  void Notice(int line, const std::string& text) {
-    notices_.push_back(ScriptPlace(program_.file, line) + ": " + text + ".");
+  // --- Levels of a variable, to tell when the data have none of them
+  struct Asking {
+    int line = 0;       // of the first
+    std::string level;  // the first
+    bool any = false;   // one of them is in the data
+    bool more = false;  // there are others
+  };
+
+  void Count(AskedLevel level, int line) {
+    const auto [place, isFirst] = asked_.try_emplace(level.variable);
+    Asking& asking = place->second;
+    if (isFirst) asking = {line, level.level};
+    asking.any = asking.any || level.inData;
+    asking.more = asking.more || level.level != asking.level;
+  }
+
+  void TellOfLevels() {
+    for (const auto& [variable, asking] : asked_) {
+      if (asking.any) continue;
+      notices_.push_back(ScriptPlace(program_.file, asking.line) + ": no case of " +
+                         (table_.fileName.empty() ? "the table" : table_.fileName) + " has " + variable +
+                         " = " + asking.level +
+                         (asking.more ? ", nor any of the other levels that are asked for." : "."));
+    }
   }
 
   const ScriptProgram& program_;
   const Table& table_;
   std::vector<std::string>& notices_;
   std::vector<Target> targets_;
+  std::map<std::string, Asking> asked_;  // by variable
   std::map<std::string, std::size_t> numberOf_;
   std::map<std::string, int> expressionLine_;  // of the first expression that a target is given
   std::size_t deepest_ = 0;

@@ -26,8 +26,8 @@ namespace velmora {
 
 class CodingProgram {
  public:
-  // Throws DataError that names file, line and reason. notices: gets a sentence for each label that the
-  // program asks for and the data lack. The table must outlive this and keep its columns.
+  // Throws DataError that names file, line and reason. notices: gets a sentence for each variable
+  // of which the data have no level that the program asks for. The table must outlive this and keep its columns.
   CodingProgram(const ScriptProgram& program, const Table& table, std::vector<std::string>& notices);
   ~CodingProgram();
   CodingProgram(CodingProgram&&) noexcept;
