@@ -208,6 +208,8 @@ TEST_F(ObjectModel, AFeatureSelectionControlByControl) {
   results.Call("Press", {1022});
   EXPECT_EQ(results.Get("Error", {1024}).AsText(), "Invalid integer entered in edit field");
   EXPECT_GT(application.GetObject("Outputs").Get("Count").AsInt(), 0);
+  results.Call("Press", {10720});
+  EXPECT_EQ(face.messages.back(), "This host offers no by-group run of the analysis.");
   results.Call("Press", {2});
   EXPECT_EQ(analysis.GetObject("Dialog").Get("NumberOfCutsForContinuousDependentVariable").AsInt(), 5);
   EXPECT_EQ(analysis.GetObject("Dialog").Get("NumberOfCutsForContinuousPredictor").AsInt(), 10);
