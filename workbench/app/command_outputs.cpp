@@ -7,6 +7,7 @@
 
 #include "workbench/app/exit_codes.h"
 #include "workbench/documents/writers.h"
+#include "workbench/host/settings_script.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -94,6 +95,30 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
     if (!options.quiet) TellWritten(written);
   }
   WriteToStandardOutput(standardOutput);
+}
+
+const char* FormatName(Format format) {
+  static constexpr const char* kNames[] = {"terminal", "json", "csv", "xlsx", "html"};
+  return kNames[static_cast<int>(format)];
+}
+
+std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std::vector<Format>& formats) {
+  std::vector<std::string> lines;
+  std::string names;
+  for (const Format format : formats) {
+    if (!options.folder.empty() && format != Format::kTerminal) {
+      names += (names.empty() ? "" : ", ") + std::string(FormatName(format));
+    } else if (format == Format::kXlsx) {
+      throw UsageError("--print-script: a script prints no workbook; give --out DIR.");
+    } else {
+      lines.push_back("print(analysis.Results(" + PythonString(FormatName(format)) + "), end=\"\")");
+    }
+  }
+  if (!names.empty()) {
+    lines.insert(lines.begin(),
+                 "analysis.WriteResults(" + PythonString(options.folder) + ", " + PythonString(names) + ")");
+  }
+  return lines;
 }
 
 bool IsFirstLook(const OutputOptions& options) {

@@ -30,6 +30,12 @@ struct OutputWriters {
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
                   const OutputWriters& writers, Session& session);
 
+// The lines of a script that give what WriteOutputs gives: variables analysis and results hold the objects.
+// Throws UsageError for what a script cannot print.
+std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std::vector<Format>& formats);
+// A format as options name it.
+const char* FormatName(Format format);
+
 // Whether the results went to a person at a terminal who may like to hear what else there is.
 bool IsFirstLook(const OutputOptions& options);
 

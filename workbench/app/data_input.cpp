@@ -99,6 +99,24 @@ Table LoadTable(const DataOptions& options) {
   return table;
 }
 
+DataRecipe RecipeOf(const DataOptions& options, const Table& table) {
+  DataRecipe recipe;
+  recipe.delimiter = options.delimiter;
+  recipe.missingTexts = SplitList(options.missingTexts);
+  for (const std::string& option : options.missingCodes) {
+    const std::size_t equals = option.rfind('=');
+    recipe.missingCodes.emplace_back(table.Variable(ResolveVariable(table, option.substr(0, equals))).name,
+                                     option.substr(equals + 1));
+  }
+  const auto add = [&](const char* option, const std::vector<std::string>& names, Measurement measurement) {
+    for (const int number : NamedVariables(table, option, names))
+      recipe.measurements.emplace_back(table.Variable(number).name, measurement);
+  };
+  add("--continuous", options.continuous, Measurement::kContinuous);
+  add("--categorical", options.categorical, Measurement::kCategorical);
+  return recipe;
+}
+
 std::vector<int> NamedVariables(const Table& table, const std::string& option,
                                 const std::vector<std::string>& values) {
   return ForOption(option, [&] { return ResolveVariables(table, SplitNames(table, values)); });

@@ -6,6 +6,7 @@
 
 #include "workbench/app/options.h"
 #include "workbench/data/table.h"
+#include "workbench/host/analysis_notes.h"
 
 namespace velmora {
 
@@ -13,6 +14,9 @@ namespace velmora {
 // progress bar shows on a terminal. Throws UsageError for an option that does not fit the data, DataError for
 // the file, Cancelled.
 Table LoadTable(const DataOptions& options);
+
+// How the options read the table: what LoadTable did with them.
+DataRecipe RecipeOf(const DataOptions& options, const Table& table);
 
 // The variables that the values of an option name: names, v3, patterns, several between commas (a name that
 // holds a comma is found whole). Throws UsageError that starts with the option.

@@ -13,6 +13,7 @@
 #include "workbench/app/options.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_companion.h"
+#include "workbench/host/settings_script.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -27,6 +28,7 @@ struct CommandOptions {
   ModuleOptions module;
   VariableRequest variables;
   FeatureSelectionSettings settings;
+  bool printScript = false;
 };
 
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
@@ -37,6 +39,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Flag("--round-weights", options.settings.cases.roundWeights);
   options.output.AddTo(parser);
   parser.Flag("--save-bundles", options.output.saveBundles);
+  parser.Flag("--print-script", options.printScript);
   options.module.AddTo(parser);
   parser.List("--dependents", options.variables.dependents);
   parser.List("--predictors", options.variables.predictors);
@@ -66,12 +69,16 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-// Saves the data with its bundles as a file of the run; the name says what it is and is never the data file's own.
+// Beside the run's other files; the name says what it is and is never the data file's own.
+std::string BundlesFile(const Table& table) {
+  const std::filesystem::path data = PathOf(table.fileName);
+  return data.stem().string() + "_bundles" + (data.extension() == ".parquet" ? ".parquet" : ".csv");
+}
+
+// Saves the data with its bundles as a file of the run.
 void SaveBundles(Session& session, OutputFiles& files) {
   session.ResultsDialog().Call("SavePredictorsToVariableBundle");
-  const std::filesystem::path data = PathOf(session.Data().fileName);
-  const std::string extension = data.extension() == ".parquet" ? ".parquet" : ".csv";
-  const std::string name = data.stem().string() + "_bundles" + extension;
+  const std::string name = BundlesFile(session.Data());
   try {
     SaveTable(session.Data(), (files.StagingFolder() / PathOf(name)).string());
   } catch (const DataError& error) {
@@ -85,7 +92,7 @@ void SaveBundles(Session& session, OutputFiles& files) {
   }
   // A companion of an earlier run would speak for this table, too.
   const std::string companion = CompanionPath(name);
-  if (extension == ".csv" && !std::filesystem::exists(files.StagingFolder() / PathOf(companion))) {
+  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(companion))) {
     files.Add(companion,
               "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
   }
@@ -93,6 +100,35 @@ void SaveBundles(Session& session, OutputFiles& files) {
 
 void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
                   const FeatureSelectionReport& report, Session& session) {
+  OutputWriters writers = WritersOf(report, session);
+  if (options.output.saveBundles) writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, files); };
+  WriteOutputs(options.output, formats, writers, session);
+}
+
+std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
+                     const VariableChoice& choice) {
+  ScriptedRun run{.table = table,
+                  .recipe = RecipeOf(options.data, table),
+                  .selection = {options.settings.cases.select, options.settings.cases.exclude},
+                  .weight = choice.weight,
+                  .analysis = kFeatureSelectionName,
+                  .useWeightsAsGiven = !options.settings.cases.roundWeights,
+                  .notes = {},
+                  .resultsSettings = DisplaySettings(options.settings),
+                  .outputs = ScriptedOutputs(options.output, formats)};
+  run.notes.startupSettings = StartupSettings(choice, options.settings);
+  run.notes.leftOut = choice.leftOut;
+  if (options.output.saveBundles) {
+    const std::filesystem::path folder = PathOf(options.output.folder);
+    run.outputs.emplace_back("results.SavePredictorsToVariableBundle()");
+    run.outputs.push_back("data.Save(" + PythonString((folder / PathOf(BundlesFile(table))).string()) + ")");
+  }
+  return WriteSettingsScript(run);
+}
+
+}  // namespace
+
+OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session) {
   OutputWriters writers;
   writers.stem = "feature_selection";
   writers.text = [&](const Terminal& terminal) {
@@ -104,11 +140,8 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
     files.Add("feature_selection.csv", FeatureSelectionCsv(report));
   };
   writers.makeDocuments = [&] { MakeFeatureSelectionDocuments(session, report); };
-  if (options.output.saveBundles) writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, files); };
-  WriteOutputs(options.output, formats, writers, session);
+  return writers;
 }
-
-}  // namespace
 
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
@@ -118,11 +151,16 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
 
   Table table = LoadTable(options.data);
   const VariableChoice choice = ChooseVariables(table, options.variables);
+  if (options.printScript) {
+    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+    return kExitDone;
+  }
   if (!options.output.quiet) TellLeftOut(choice.leftOut);
 
   TerminalFace face(options.output.quiet);
   Session session(face, sessionOptions);
-  session.SetTable(std::move(table));
+  DataRecipe recipe = RecipeOf(options.data, table);
+  session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(session, choice.weight, options.settings.cases);
   const FeatureSelectionReport report = RunFeatureSelection(session, face, choice, options.settings);
   WriteResults(options, formats, report, session);

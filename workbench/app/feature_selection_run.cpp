@@ -16,36 +16,18 @@ namespace velmora {
 namespace {
 
 constexpr char kAnalysisName[] = "feature selection";
-constexpr int kWeightsAsGivenControl = 1004;  // a check box that the module leaves to the host to show
+constexpr const char* kModeMembers[] = {"DisplayFixedNumberOfBestPredictors",
+                                        "DisplayBestPredictorsWithFixedPValue",
+                                        "DisplayFixedNumberOfBestPredictorsByPValue"};
 
-void PutStartupSettings(const AutomationClient& startup, TerminalFace& face, const VariableChoice& choice,
-                        const FeatureSelectionSettings& settings) {
-  startup.Put("Variables", Variant::Array{choice.continuousDependents, choice.categoricalDependents,
-                                          choice.continuousPredictors, choice.categoricalPredictors});
-  if (choice.count != 0) startup.Put("CountVariable", std::to_string(choice.count));
-  startup.Put("NumberOfCutsForContinuousPredictor", settings.cuts);
-  startup.Put("TreatContinuousDependentAsCategorical", settings.cutDependents);
-  startup.Put("NumberOfCutsForContinuousDependentVariable", settings.dependentCuts);
-  startup.Put("CasewiseDeletionOfMD", settings.casewise);
-  startup.Put(settings.chiSquare ? "UseChiSquareForCategoricalDependentVariable"
-                                 : "UseCramerVForCategoricalDependentVariable",
-              true);
-  if (!settings.cases.roundWeights) return;
-  DialogWindow* window = face.OpenDialog();
-  if (window != nullptr) window->ShowControl(kWeightsAsGivenControl, 1);
-  if (window == nullptr || !window->Press(kWeightsAsGivenControl)) {
-    throw RunError("The module's startup dialog takes no rounding of weights.");
-  }
+void PutAll(const AutomationClient& dialog, const std::vector<MemberValue>& settings) {
+  for (const MemberValue& setting : settings) dialog.Put(setting.member, setting.value);
 }
 
-void PutDisplaySettings(const AutomationClient& results, const FeatureSelectionSettings& settings) {
-  results.Put("FixedNumberOfBestPredictors", settings.best);
-  results.Put("FixedNumberOfBestPredictorsByPValue", settings.bestByP);
-  results.Put("FixedPValueOfBestPredictors", settings.pCriterion);
-  static constexpr const char* kModeMembers[] = {"DisplayFixedNumberOfBestPredictors",
-                                                 "DisplayBestPredictorsWithFixedPValue",
-                                                 "DisplayFixedNumberOfBestPredictorsByPValue"};
-  results.Put(kModeMembers[static_cast<int>(settings.displayMode)], true);
+// The dialog's display mode, read back.
+DisplayMode DisplayModeOf(const AutomationClient& results) {
+  if (results.Get(kModeMembers[1]).AsInt() != 0) return DisplayMode::kBelowP;
+  return results.Get(kModeMembers[2]).AsInt() != 0 ? DisplayMode::kBestByP : DisplayMode::kBest;
 }
 
 Measurement KindOf(int index, int continuousCount) {
@@ -100,29 +82,59 @@ void SettleNotices(Workbook& workbook, const FeatureSelectionReport& report) {
 
 }  // namespace
 
+std::vector<MemberValue> StartupSettings(const VariableChoice& choice,
+                                         const FeatureSelectionSettings& settings) {
+  std::vector<MemberValue> put = {
+      {"Variables", Variant::Array{choice.continuousDependents, choice.categoricalDependents,
+                                   choice.continuousPredictors, choice.categoricalPredictors}}};
+  if (choice.count != 0) put.push_back({"CountVariable", choice.count});
+  put.push_back({"NumberOfCutsForContinuousPredictor", settings.cuts});
+  put.push_back({"TreatContinuousDependentAsCategorical", settings.cutDependents});
+  put.push_back({"NumberOfCutsForContinuousDependentVariable", settings.dependentCuts});
+  put.push_back({"CasewiseDeletionOfMD", settings.casewise});
+  put.push_back({settings.chiSquare ? "UseChiSquareForCategoricalDependentVariable"
+                                    : "UseCramerVForCategoricalDependentVariable",
+                 true});
+  return put;
+}
+
+std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& settings) {
+  return {{"FixedNumberOfBestPredictors", settings.best},
+          {"FixedNumberOfBestPredictorsByPValue", settings.bestByP},
+          {"FixedPValueOfBestPredictors", settings.pCriterion},
+          {kModeMembers[static_cast<int>(settings.displayMode)], true}};
+}
+
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings) {
   const AutomationClient startup = session.StartFeatureSelection();
-  PutStartupSettings(startup, face, choice, settings);
+  PutAll(startup, StartupSettings(choice, settings));
+  if (settings.cases.roundWeights) session.UseWeightsAsGiven(false);
+  session.Notes().leftOut = choice.leftOut;
   PressOk(startup, session, face, kAnalysisName, settings.cases);
   const AutomationClient dialog = session.ResultsDialog();
-  vlm::IFeatureSelectionResults* results = session.FeatureSelectionResults();
-  if (!dialog || results == nullptr) FailRun(session, face, kAnalysisName, settings.cases);
-  PutDisplaySettings(dialog, settings);
+  if (!dialog || session.FeatureSelectionResults() == nullptr)
+    FailRun(session, face, kAnalysisName, settings.cases);
+  PutAll(dialog, DisplaySettings(settings));
+  return ReadFeatureSelection(session, face);
+}
 
+FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face) {
+  const AutomationClient dialog = session.ResultsDialog();
+  vlm::IFeatureSelectionResults* const results = session.FeatureSelectionResults();
   FeatureSelectionReport report;
   const Table& table = session.Data();
   report.dataFile = table.fileName;
   results->GetRun(&report.run);
-  report.weightVariable = NameOf(table, choice.weight);
-  report.countVariable = NameOf(table, choice.count);
-  report.select = settings.cases.select;
-  report.exclude = settings.cases.exclude;
-  report.displayMode = settings.displayMode;
-  report.best = settings.best;
-  report.bestByP = settings.bestByP;
-  report.pCriterion = settings.pCriterion;
-  report.leftOut = choice.leftOut;
+  report.weightVariable = NameOf(table, session.WeightVariable());
+  report.countVariable = NameOf(table, report.run.countVariableNumber);
+  report.select = session.Selection().include;
+  report.exclude = session.Selection().exclude;
+  report.displayMode = DisplayModeOf(dialog);
+  report.best = dialog.Get("FixedNumberOfBestPredictors").AsInt();
+  report.bestByP = dialog.Get("FixedNumberOfBestPredictorsByPValue").AsInt();
+  report.pCriterion = dialog.Get("FixedPValueOfBestPredictors").AsReal();
+  report.leftOut = session.Notes().leftOut;
   for (int j = 0; j < report.run.continuousPredictors + report.run.categoricalPredictors; ++j) {
     const int number = results->GetPredictorNumber(j);
     report.predictors.push_back(

@@ -28,6 +28,14 @@ struct FeatureSelectionSettings {
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);
 
+// What the analysis started last has found, with the settings of its results dialog, which must be open.
+FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face);
+
+// Members of the two dialogs and what RunFeatureSelection puts them, in its order.
+std::vector<MemberValue> StartupSettings(const VariableChoice& choice,
+                                         const FeatureSelectionSettings& settings);
+std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& settings);
+
 // The summaries, importance plots and the report in the session's workbook, with the facts of the run.
 void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report);
 

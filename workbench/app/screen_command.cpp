@@ -2,6 +2,7 @@
 #include "workbench/app/screen_command.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "workbench/app/analysis_run.h"
 #include "workbench/app/command_outputs.h"
@@ -11,6 +12,7 @@
 #include "workbench/app/screen_html.h"
 #include "workbench/app/screen_run.h"
 #include "workbench/app/screen_save.h"
+#include "workbench/host/settings_script.h"
 
 namespace velmora {
 namespace {
@@ -24,6 +26,7 @@ struct CommandOptions {
   ScreenRequest request;
   ScreenSettings settings;
   SaveOptions save;
+  bool printScript = false;
 };
 
 void CheckOptions(const CommandOptions& options) {
@@ -51,6 +54,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   options.data.AddTo(parser);
   settings.cases.AddTo(parser);
   options.output.AddTo(parser);
+  parser.Flag("--print-script", options.printScript);
   options.module.AddTo(parser);
   options.save.AddTo(parser);
   parser.Text("--binary-response", options.request.binary);
@@ -71,8 +75,33 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
-                  const ScreenReport& report, Session& session, TerminalFace& face) {
+std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
+                     const ScreenChoice& choice) {
+  if (options.save.Any()) {
+    throw UsageError(
+        "--print-script: leave the options out that save bins, rules or variables; a script saves them by its results "
+        "dialog.");
+  }
+  const ScreenSettings& settings = options.settings;
+  ScriptedRun run{.table = table,
+                  .recipe = RecipeOf(options.data, table),
+                  .selection = {settings.cases.select, settings.cases.exclude},
+                  .weight = choice.weight,
+                  .analysis = kScreeningName,
+                  .pruneTrees = !settings.noPruning,
+                  .notes = {},
+                  .resultsSettings = {},
+                  .outputs = ScriptedOutputs(options.output, formats)};
+  run.notes.startupSettings = StartupSettings(choice, settings);
+  run.notes.leftOut = choice.leftOut;
+  run.notes.cutPointsFile = settings.cutPointsFile;
+  run.notes.shownPredictors = settings.best;
+  return WriteSettingsScript(run);
+}
+
+}  // namespace
+
+OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withPage) {
   OutputWriters writers;
   writers.stem = "screening";
   writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
@@ -82,19 +111,13 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
     files.Add("screening.csv", ScreenImportanceCsv(report));
     files.Add("screening_bins.csv", ScreenBinsCsv(report));
   };
-  const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
-  ScreenDocuments documents;
-  writers.makeDocuments = [&] { documents = MakeScreenDocuments(session, report, withPage); };
-  writers.html = [&] { return ScreenHtml(report, documents, session.Documents()); };
-  if (options.save.Any()) {
-    writers.addFilesElsewhere = [&](OutputFiles& files) {
-      SaveScreening(options.save, report, session, face, files);
-    };
-  }
-  WriteOutputs(options.output, formats, writers, session);
+  const auto documents = std::make_shared<ScreenDocuments>();
+  writers.makeDocuments = [&report, &session, documents, withPage] {
+    *documents = MakeScreenDocuments(session, report, withPage);
+  };
+  writers.html = [&report, &session, documents] { return ScreenHtml(report, *documents, session.Documents()); };
+  return writers;
 }
-
-}  // namespace
 
 int RunScreenCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
@@ -107,6 +130,10 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   const int weight = ChooseWeight(table, cases.weight);
   const CaseBitmap selected = SelectedCases(table, cases);
   const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
+  if (options.printScript) {
+    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+    return kExitDone;
+  }
   if (!options.output.quiet) TellLeftOut(choice.leftOut);
   std::vector<std::string> notices;
   std::map<int, OwnBins> ownBins;
@@ -116,12 +143,19 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
 
   TerminalFace face(options.output.quiet);
   Session session(face, sessionOptions);
-  session.SetTable(std::move(table));
+  DataRecipe recipe = RecipeOf(options.data, table);
+  session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(session, weight, cases);
   ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
-  CountCases(session.Data(), choice, selected, report);
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
-  WriteResults(options, formats, report, session, face);
+  const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
+  OutputWriters writers = WritersOf(report, session, withPage);
+  if (options.save.Any()) {
+    writers.addFilesElsewhere = [&](OutputFiles& files) {
+      SaveScreening(options.save, report, session, face, files);
+    };
+  }
+  WriteOutputs(options.output, formats, writers, session);
   if (IsFirstLook(options.output)) {
     Tell(
         "Next: add --out DIR for a report and a workbook, --bins FILE for the bins that 'velmora apply' "

@@ -46,24 +46,6 @@ std::vector<int> ListOf(int variableNumber) {
   return variableNumber == 0 ? std::vector<int>() : std::vector<int>{variableNumber};
 }
 
-void PutStartupSettings(const AutomationClient& startup, const ScreenChoice& choice,
-                        const ScreenSettings& settings) {
-  startup.Put("Variables", Variant::Array{ListOf(choice.continuousResponse),
-                                          ListOf(choice.categoricalResponse), ListOf(choice.binaryResponse),
-                                          choice.categoricalPredictors, choice.continuousPredictors});
-  std::string allLevels;
-  for (std::size_t i = 0; i < choice.categoricalPredictors.size(); ++i) allLevels += i == 0 ? "*" : " | *";
-  if (!allLevels.empty()) startup.Put("FactorCodes", allLevels);
-  if (choice.categoricalResponse != 0) startup.Put("ResponseCodes", "*");
-  if (choice.binaryResponse != 0) {
-    startup.Put("GoodCode", choice.goodCode);
-    startup.Put("BadCode", choice.badCode);
-  }
-  startup.Put(settings.sortBinary == 0 ? "SortByGiniCoefficient" : "SortByInfoValue", true);
-  startup.Put(settings.sortContinuous == 0 ? "SortByRSqrdPValue" : "SortByFStatistic", true);
-  startup.Put(settings.sortCategorical == 0 ? "SortByChiSqrPValue" : "SortByChiSqrValue", true);
-}
-
 class ResponseReader {
  public:
   ResponseReader(vlm::IScreeningResults& results, const Table& table, vlm::ScreeningResponse kind)
@@ -252,33 +234,96 @@ void AddRules(Session& session, const AutomationClient& dialog, const ScreenRepo
 
 }  // namespace
 
+std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings) {
+  std::vector<MemberValue> put = {
+      {"Variables", Variant::Array{ListOf(choice.continuousResponse), ListOf(choice.categoricalResponse),
+                                   ListOf(choice.binaryResponse), choice.categoricalPredictors,
+                                   choice.continuousPredictors}}};
+  std::string allLevels;
+  for (std::size_t i = 0; i < choice.categoricalPredictors.size(); ++i) allLevels += i == 0 ? "*" : " | *";
+  if (!allLevels.empty()) put.push_back({"FactorCodes", allLevels});
+  if (choice.categoricalResponse != 0) put.push_back({"ResponseCodes", "*"});
+  if (choice.binaryResponse != 0) {
+    put.push_back({"GoodCode", choice.goodCode});
+    put.push_back({"BadCode", choice.badCode});
+  }
+  put.push_back({settings.sortBinary == 0 ? "SortByGiniCoefficient" : "SortByInfoValue", true});
+  put.push_back({settings.sortContinuous == 0 ? "SortByRSqrdPValue" : "SortByFStatistic", true});
+  put.push_back({settings.sortCategorical == 0 ? "SortByChiSqrPValue" : "SortByChiSqrValue", true});
+  return put;
+}
+
 ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, OwnBins> ownBins) {
   session.AnalysisSettings().pruneTrees = !settings.noPruning;
-  session.AnalysisSettings().ownBins = std::move(ownBins);
   const AutomationClient startup = session.StartScreening();
-  PutStartupSettings(startup, choice, settings);
+  session.AnalysisSettings().ownBins = std::move(ownBins);
+  for (const MemberValue& setting : StartupSettings(choice, settings))
+    startup.Put(setting.member, setting.value);
+  AnalysisNotes& notes = session.Notes();
+  notes.leftOut = choice.leftOut;
+  notes.cutPointsFile = settings.cutPointsFile;
+  notes.shownPredictors = settings.best;
   PressOk(startup, session, face, kAnalysisName, settings.cases);
-  vlm::IScreeningResults* const results = session.ScreeningResults();
-  if (!session.ResultsDialog() || results == nullptr) FailRun(session, face, kAnalysisName, settings.cases);
+  if (!session.ResultsDialog() || session.ScreeningResults() == nullptr)
+    FailRun(session, face, kAnalysisName, settings.cases);
+  return ReadScreening(session);
+}
 
+namespace {
+
+// The value that a code of the startup dialog stands for.
+double CodeValue(const Column& column, const AnalysisNotes& notes, std::string_view member) {
+  for (const MemberValue& setting : notes.startupSettings) {
+    if (setting.member != member) continue;
+    const std::string text = setting.value.AsText();
+    const double* const labelled = column.ValueOf(text);
+    return labelled != nullptr ? *labelled : Variant(text).AsReal();
+  }
+  return kMissing;
+}
+
+// What the session ran with.
+ScreenChoice ChoiceOf(const Session& session, const AnalysisNotes& notes, const ScreenReport& report) {
+  ScreenChoice choice;
+  choice.weight = session.WeightVariable();
+  for (const ScreenedResponse& response : report.responses) {
+    const int number = response.run.responseNumber;
+    if (response.kind == vlm::kContinuousResponse) choice.continuousResponse = number;
+    if (response.kind == vlm::kCategoricalResponse) choice.categoricalResponse = number;
+    if (response.kind != vlm::kBinaryResponse) continue;
+    choice.binaryResponse = number;
+    choice.good = CodeValue(session.Data().Variable(number), notes, "GoodCode");
+    choice.bad = CodeValue(session.Data().Variable(number), notes, "BadCode");
+  }
+  return choice;
+}
+
+}  // namespace
+
+ScreenReport ReadScreening(Session& session) {
   const Table& table = session.Data();
+  const AnalysisNotes& notes = session.Notes();
+  vlm::IScreeningResults* const results = session.ScreeningResults();
   ScreenReport report;
-  AppendOnce(report.notices, face.TakeSaid());
+  AppendOnce(report.notices, notes.cutPointNotices);
+  AppendOnce(report.notices, notes.notices);
   report.dataFile = table.fileName;
   report.caseCount = table.caseCount;
-  if (choice.weight != 0) report.weightVariable = table.Variable(choice.weight).name;
-  report.select = settings.cases.select;
-  report.exclude = settings.cases.exclude;
-  report.cutPointsFile = settings.cutPointsFile;
-  report.pruned = !settings.noPruning;
-  report.best = settings.best;
-  report.leftOut = choice.leftOut;
+  report.selectedCases = session.SelectedCaseCount();
+  if (session.WeightVariable() != 0) report.weightVariable = table.Variable(session.WeightVariable()).name;
+  report.select = session.Selection().include;
+  report.exclude = session.Selection().exclude;
+  report.cutPointsFile = notes.cutPointsFile;
+  report.pruned = session.AnalysisSettings().pruneTrees;
+  report.best = notes.shownPredictors;
+  report.leftOut = notes.leftOut;
   for (const KindMembers& members : kKinds) {
     vlm::ScreeningRun run{};
     results->GetRun(members.kind, &run);
     if (run.selected) report.responses.push_back(ResponseReader(*results, table, members.kind).Read());
   }
+  CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}), report);
   return report;
 }
 

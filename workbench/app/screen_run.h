@@ -43,4 +43,10 @@ struct ScreenDocuments {
 // the best predictors too. Throws Cancelled.
 ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs);
 
+// What the analysis started last has found; its results dialog must be open.
+ScreenReport ReadScreening(Session& session);
+
+// Members of the startup dialog and what RunScreening puts them, in its order.
+std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings);
+
 }  // namespace velmora

@@ -5,15 +5,10 @@
 #include <vector>
 
 #include "workbench/data/table.h"
+#include "workbench/host/analysis_notes.h"
 
 namespace velmora {
 
-struct LeftOutVariable {
-  int number = 0;
-  std::string name;
-  std::string role;    // "identifier", "constant"...
-  std::string reason;  // a clause for people
-};
 // One line to standard error for each.
 void TellLeftOut(const std::vector<LeftOutVariable>& leftOut);
 

@@ -13,17 +13,6 @@ namespace {
 
 using Arguments = std::vector<Variant>;
 
-// The number when it lies in 1..count, else a failure that names what was asked for.
-int InRange(const Variant& argument, std::int64_t count, const char* what) {
-  const int number = argument.AsInt();
-  if (number < 1 || number > count) {
-    throw AutomationError(vlm::kAutomationErrorCode, std::string("There is no ") + what + " " +
-                                                         std::to_string(number) + "; there are " +
-                                                         std::to_string(count) + ".");
-  }
-  return number;
-}
-
 class SpreadsheetObject final : public HostObject<SpreadsheetObject> {
  public:
   SpreadsheetObject(std::shared_ptr<Sheet> sheet, std::shared_ptr<const ShortNames> shortNames)
@@ -275,6 +264,21 @@ const HostMemberTable<WorkbookObject>& WorkbookObject::Members() {
           SaveWorkbook(*s.workbook_, a[0].AsText());
           return Variant();
         },
+        nullptr},
+       {Method(7, "SetFact", "Puts a line of two texts above the documents: what they are made of", 2,
+               vlm::kAutomationText, "Key, Value"),
+        [](Self& s, const Arguments& a) {
+          s.workbook_->SetFact(a[0].AsText(), a[1].AsText());
+          return Variant();
+        },
+        nullptr},
+       {Method(8, "Clear", "Takes every document, notice and fact out; objects held of them stay"),
+        [](Self& s, const Arguments&) {
+          ShortNames names = std::move(s.workbook_->shortNames);
+          *s.workbook_ = Workbook();
+          s.workbook_->shortNames = std::move(names);
+          return Variant();
+        },
         nullptr}});
   return table;
 }
@@ -355,9 +359,13 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
           return Variant(s.access_->printList(s.Bundle(a[0]).variableNumbers));
         },
         nullptr},
-       {Property(13, "CaseWeight", kAutomationInt, "Number of the case-weight variable, 0 for none"),
+       {{13, "CaseWeight", vlm::kInvokeGet | vlm::kInvokePut, kAutomationInt, kAutomationVariant, 0, 0, "",
+         "Number of the case-weight variable, 0 for none; a name is taken too", ""},
         [](Self& s, const Arguments&) { return Variant(s.access_->weightVariable()); },
-        [](Self& s, const Arguments& a) { s.access_->weightBy(a[0].AsInt()); }},
+        [](Self& s, const Arguments& a) {
+          const bool none = a[0].IsEmpty() || (a[0].Type() == kAutomationInt && a[0].AsInt() == 0);
+          s.access_->weightBy(none ? 0 : NumberOfVariable(*s.access_, a[0]));
+        }},
        {Method(14, "IncludeCases", "Uses the cases for which the expression is true; empty for all", 1,
                kAutomationText, "Expression"),
         [](Self& s, const Arguments& a) {
@@ -387,6 +395,48 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
                "0 for an identifier, a constant, a date or free text, which are not analysed by default", 1,
                kAutomationInt, "Variable"),
         [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).role == Role::kUsable); }, nullptr},
+       {Getter(21, "Variables", vlm::kAutomationObject, "The variables"),
+        [](Self& s, const Arguments&) {
+          return Variant(ObjectReference::Adopt(MakeVariablesObject(s.access_)));
+        },
+        nullptr},
+       {Getter(22, "VariableNumbers", vlm::kAutomationIntArray,
+               "Numbers of the variables that names, numbers and patterns (income_*) stand for", 1,
+               kAutomationVariant, "Names"),
+        [](Self& s, const Arguments& a) { return Variant(NumbersOfVariables(*s.access_, a[0])); }, nullptr},
+       {Method(23, "SelectCases",
+               "Uses the cases for which Include is true and Exclude is not; empty: no condition", 2,
+               kAutomationText, "Include, Exclude"),
+        [](Self& s, const Arguments& a) {
+          s.access_->selectCases(a[0].AsText(), a[1].AsText());
+          return Variant();
+        },
+        nullptr},
+       {Getter(24, "SelectedCaseCount", kAutomationInt, "Number of cases that the selection uses"),
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.access_->selectedCaseCount())); },
+        nullptr},
+       {Method(25, "AddVariable",
+               "Adds a variable of one number a case, empty where missing; returns its number", 2,
+               kAutomationVariant, "Name, Values", kAutomationInt),
+        [](Self& s, const Arguments& a) {
+          std::vector<double> values;
+          if (a[1].Type() == vlm::kAutomationIntArray) {
+            const std::vector<int> numbers = a[1].AsIntegers();
+            values.assign(numbers.begin(), numbers.end());
+          } else {
+            for (const Variant& item : a[1].AsArray())
+              values.push_back(item.IsEmpty() ? kMissing : item.AsReal());
+          }
+          return Variant(s.access_->addVariable(a[0].AsText(), std::move(values)));
+        },
+        nullptr},
+       {Method(26, "AddBundle", "Adds a variable bundle: a name for variables given as in VariableNumbers", 2,
+               kAutomationVariant, "Name, Variables"),
+        [](Self& s, const Arguments& a) {
+          s.access_->addBundle(a[0].AsText(), NumbersOfVariables(*s.access_, a[1]));
+          return Variant();
+        },
+        nullptr},
        {Method(20, "Save", "Writes the table with its bundles: .csv, .tsv or .parquet", 1, kAutomationText,
                "FileName"),
         [](Self& s, const Arguments& a) {

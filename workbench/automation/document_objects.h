@@ -34,7 +34,18 @@ struct InputSpreadsheetAccess {
   std::function<int()> weightVariable;
   std::function<int(std::string_view name)> variableNumber;  // of a name or v3; throws when there is none
   std::function<std::string(const std::vector<int>& numbers)> printList;
+  std::function<std::int64_t()> selectedCaseCount;
+  // code: a number, or a value label of the variable.
+  std::function<void(int variableNumber, const std::string& code)> setMissingCode;
+  std::function<void(int variableNumber, Measurement measurement)> setMeasurement;
+  std::function<int(const std::string& name, std::vector<double> values)> addVariable;
+  std::function<void(const std::string& name, const std::vector<int>& variableNumbers)> addBundle;
 };
+// A variable by its number or its name. Throws AutomationError or DataError.
+int NumberOfVariable(const InputSpreadsheetAccess& access, const Variant& which);
+// Names, numbers, patterns, or arrays of these; each variable once, in the order given.
+std::vector<int> NumbersOfVariables(const InputSpreadsheetAccess& access, const Variant& which);
+vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputSpreadsheetAccess> access);
 vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access);
 
 }  // namespace velmora

@@ -2,6 +2,7 @@
 // and gets late binding, argument checks and error handling from here.
 #pragma once
 
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -40,6 +41,17 @@ inline vlm::AutomationMember Property(int id, const char* name, int type, const 
 inline vlm::AutomationMember Method(int id, const char* name, const char* help, int argumentCount = 0,
                                     int argumentType = 0, const char* argumentName = "", int resultType = 0) {
   return {id, name, vlm::kInvokeMethod, resultType, 0, argumentCount, argumentType, argumentName, help, ""};
+}
+
+// The number when it lies in 1..count, else a failure that names what was asked for.
+inline int InRange(const Variant& argument, std::int64_t count, const char* what) {
+  const int number = argument.AsInt();
+  if (number < 1 || number > count) {
+    throw AutomationError(vlm::kAutomationErrorCode, std::string("There is no ") + what + " " +
+                                                         std::to_string(number) + "; there are " +
+                                                         std::to_string(count) + ".");
+  }
+  return number;
 }
 
 // A class Self derives from HostObject<Self> and has

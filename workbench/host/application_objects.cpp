@@ -13,6 +13,7 @@
 #include "workbench/automation/host_object.h"
 #include "workbench/host/running_analysis.h"
 #include "workbench/host/session_core.h"
+#include "workbench/host/settings_script.h"
 
 namespace velmora {
 
@@ -20,11 +21,18 @@ namespace {
 
 using Arguments = std::vector<Variant>;
 
-constexpr int kFeatureSelectionId = 4870;
-constexpr int kScreeningId = 4871;
-
 [[noreturn]] void Refuse(const std::string& sentence) {
   throw AutomationError(vlm::kAutomationErrorCode, sentence);
+}
+
+// An analysis by its identifier or its name.
+int AnalysisIdOf(const Variant& which) {
+  if (which.Type() != vlm::kAutomationText) return which.AsInt();
+  const std::string name = which.AsText();
+  if (SameAutomationName(name, kFeatureSelectionName)) return kFeatureSelectionId;
+  if (SameAutomationName(name, kScreeningName)) return kScreeningId;
+  Refuse("There is no analysis " + name + "; there are \"" + kFeatureSelectionName + "\" and \"" +
+         kScreeningName + "\".");
 }
 
 RunningAnalysis& StartAnalysis(SessionCore& core, int analysisId) {
@@ -34,6 +42,8 @@ RunningAnalysis& StartAnalysis(SessionCore& core, int analysisId) {
            std::to_string(kFeatureSelectionId) + ", predictor screening " + std::to_string(kScreeningId) +
            ".");
   }
+  // A person's own bins are for one analysis: they speak of its predictors.
+  core.hostAnalyses->Settings().ownBins.clear();
   RunningAnalysis& running =
       core.Start(analysisId == kScreeningId ? module.MakeScreening() : module.MakeFeatureSelection());
   core.ThrowKept();
@@ -82,6 +92,28 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
     if (!startup) Refuse("The analysis has no startup dialog open.");
     return startup.Call("OK").AsInt();
   }
+  RunningAnalysis& Required(const SessionCore& core) const {
+    RunningAnalysis* const analysis = Running(core);
+    if (analysis == nullptr) Refuse("The analysis has ended.");
+    return *analysis;
+  }
+  // Asks the front end, for which this analysis is the session's latest meanwhile.
+  template <typename Ask>
+  auto AskReporter(Ask ask) const {
+    const auto core = LockedCore(core_);
+    if (core->reporter == nullptr) Refuse("Nobody here makes reports of analyses.");
+    const RunningAnalysis* const before = core->inquiry;
+    const std::shared_ptr<SessionCore> restored(
+        core.get(), [before](SessionCore* asked) { asked->inquiry = const_cast<RunningAnalysis*>(before); });
+    core->inquiry = &Required(*core);
+    return ask(*core->reporter);
+  }
+  void LeaveOut(const Arguments& arguments) const {
+    const auto core = LockedCore(core_);
+    const int number = NumberOfVariable(*core->inputAccess, arguments[0]);
+    Required(*core).Notes().leftOut.push_back(
+        {number, core->table.Variable(number).name, arguments[1].AsText(), arguments[2].AsText()});
+  }
   void Close() const {
     const auto core = LockedCore(core_);
     const ModuleCall call(*core);
@@ -116,6 +148,62 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
         [](Self& s, const Arguments&) {
           s.Close();
           return Variant();
+        },
+        nullptr},
+       {Property(9, "UseWeightsAsGiven", kAutomationInt, "1: case weights count as they are; 0: rounded"),
+        [](Self& s, const Arguments&) {
+          const auto core = LockedCore(s.core_);
+          return Variant(s.Required(*core).UsesWeightsAsGiven());
+        },
+        [](Self& s, const Arguments& a) {
+          const auto core = LockedCore(s.core_);
+          s.Required(*core).UseWeightsAsGiven(a[0].AsInt() != 0);
+        }},
+       {Property(10, "PredictorsShown", kAutomationInt,
+                 "Predictors of each response whose bins a screening shows"),
+        [](Self& s, const Arguments&) {
+          const auto core = LockedCore(s.core_);
+          return Variant(s.Required(*core).Notes().shownPredictors);
+        },
+        [](Self& s, const Arguments& a) {
+          const auto core = LockedCore(s.core_);
+          s.Required(*core).Notes().shownPredictors = a[0].AsInt();
+        }},
+       {Method(11, "LeaveOut", "Notes for the report why a variable is not screened", 3,
+               vlm::kAutomationVariant, "Variable, Role, Reason"),
+        [](Self& s, const Arguments& a) {
+          s.LeaveOut(a);
+          return Variant();
+        },
+        nullptr},
+       {Method(12, "ReadCutPoints", "Takes the bins of a JSON file for the predictors of the startup dialog",
+               1, kAutomationText, "FileName"),
+        [](Self& s, const Arguments& a) {
+          s.AskReporter([&](AnalysisReporter& reporter) { reporter.ReadCutPoints(a[0].AsText()); });
+          return Variant();
+        },
+        nullptr},
+       {Getter(13, "Results", kAutomationText, "The results as \"terminal\", \"json\", \"csv\" or \"html\"",
+               1, kAutomationText, "Format"),
+        [](Self& s, const Arguments& a) {
+          return Variant(
+              s.AskReporter([&](AnalysisReporter& reporter) { return reporter.ResultsText(a[0].AsText()); }));
+        },
+        nullptr},
+       {Method(14, "WriteResults",
+               "Writes files of the results (\"json, csv, xlsx, html\", empty: all) to a folder", 2,
+               kAutomationText, "Folder, Formats"),
+        [](Self& s, const Arguments& a) {
+          s.AskReporter(
+              [&](AnalysisReporter& reporter) { reporter.WriteResults(a[0].AsText(), a[1].AsText()); });
+          return Variant();
+        },
+        nullptr},
+       {Method(15, "SettingsScript", "The run as a script in Python that repeats it", 0, 0, "",
+               kAutomationText),
+        [](Self& s, const Arguments&) {
+          const auto core = LockedCore(s.core_);
+          return Variant(SettingsScript(*core, s.Required(*core)));
         },
         nullptr},
        {Getter(20, "Window", kAutomationObject, "The window of that dialog, control by control"),
@@ -159,10 +247,10 @@ const HostMemberTable<AnalysesObject>& AnalysesObject::Members() {
           return ObjectOf(*core->analyses[static_cast<std::size_t>(number - 1)]);
         },
         nullptr},
-       {Method(2, "Add", "Starts an analysis: 4870 feature selection, 4871 predictor screening", 1,
-               kAutomationInt, "AnalysisID", kAutomationObject),
+       {Method(2, "Add", "Starts an analysis: \"Feature selection\" or 4870, \"Predictor screening\" or 4871",
+               1, vlm::kAutomationVariant, "Analysis", kAutomationObject),
         [](Self& s, const Arguments& a) {
-          return ObjectOf(StartAnalysis(*LockedCore(s.core_), a[0].AsInt()));
+          return ObjectOf(StartAnalysis(*LockedCore(s.core_), AnalysisIdOf(a[0])));
         },
         nullptr}});
   return table;
@@ -262,7 +350,33 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
         },
         nullptr},
        {Getter(9, "Outputs", kAutomationObject, "Documents that analyses made"),
-        [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr}});
+        [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr},
+       {Method(10, "OpenText",
+               "Opens a text file: Delimiter is a character, tab or empty (found out); MissingTexts stand "
+               "for missing",
+               3, vlm::kAutomationVariant, "FileName, Delimiter, MissingTexts", kAutomationObject),
+        [](Self& s, const Arguments& a) {
+          const auto core = LockedCore(s.core_);
+          DataRecipe how;
+          how.delimiter = a[1].AsText();
+          if (a[2].Type() == vlm::kAutomationArray) {
+            for (const Variant& text : a[2].AsArray()) how.missingTexts.push_back(text.AsText());
+          } else if (!a[2].IsEmpty()) {
+            how.missingTexts.push_back(a[2].AsText());
+          }
+          core->OpenDataFile(a[0].AsText(), how, nullptr);
+          core->ThrowKept();
+          return Variant(core->inputObject);
+        },
+        nullptr},
+       {Property(11, "PruneTrees", vlm::kAutomationInt,
+                 "1: bins take back splits that are no better than chance"),
+        [](Self& s, const Arguments&) {
+          return Variant(LockedCore(s.core_)->hostAnalyses->Settings().pruneTrees);
+        },
+        [](Self& s, const Arguments& a) {
+          LockedCore(s.core_)->hostAnalyses->Settings().pruneTrees = a[0].AsInt() != 0;
+        }}});
   return table;
 }
 

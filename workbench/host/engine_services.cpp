@@ -169,7 +169,7 @@ void EngineServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 void EngineServices::ShowNotice(const char* text, int length) {
   try {
     core_.home->workbook->AddNotice(TextOf(text, length), core_.home->currentGroup);
-    if (noticesOn_) core_.face.Notice(TextOf(text, length));
+    if (noticesOn_) core_.Notice(TextOf(text, length));
   } catch (...) {
     core_.KeepCurrentException();
   }

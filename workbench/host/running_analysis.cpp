@@ -14,6 +14,8 @@ namespace velmora {
 
 namespace {
 
+constexpr int kWeightsAsGivenControl = 1004;  // a check box that the module leaves to the host to show
+
 void AssignText(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
 
 }  // namespace
@@ -98,15 +100,46 @@ bool RunningAnalysis::RunDeferred() {
   });
   if (leaving == dialogs_.end()) return false;
   const std::shared_ptr<DialogWindow> window = leaving->window;
+  if (leaving->step == kStartupStep && *window->RequestedStep() == kResultsStep) {
+    notes_.startupSettings = SettingsOf(kStartupStep);
+    notes_.notices = core_.said;
+  }
   dialogs_.erase(leaving);
   const int step = *window->RequestedStep();
   window->Close(step);
   if (!GoTo(step) && dialogs_.empty() && !ended_) {
     // Without a dialog nobody could go on.
-    core_.face.Message("The analysis cannot go on after its dialog was left.");
+    core_.Message("The analysis cannot go on after its dialog was left.");
     ended_ = true;
   }
   return true;
+}
+
+void RunningAnalysis::UseWeightsAsGiven(bool asGiven) {
+  if (asGiven == UsesWeightsAsGiven()) return;
+  const ModuleCall call(core_);
+  DialogWindow* const window = DialogOf(kStartupStep);
+  if (window != nullptr) window->ShowControl(kWeightsAsGivenControl, 1);
+  if (window == nullptr || !window->Press(kWeightsAsGivenControl) || asGiven != UsesWeightsAsGiven()) {
+    throw AutomationError(vlm::kAutomationErrorCode,
+                          window == nullptr ? "The startup dialog is closed; weights can be rounded no more."
+                                            : "The startup dialog takes no rounding of weights.");
+  }
+}
+
+std::vector<MemberValue> RunningAnalysis::SettingsOf(int step) const {
+  const DialogWindow* const window = DialogOf(step);
+  if (window == nullptr) return {};
+  const AutomationClient dialog(ObjectReference(window->Client()->GetAutomationObject()));
+  const vlm::AutomationInterface* const description = dialog.Object()->GetInterface();
+  constexpr int kBoth = vlm::kInvokeGet | vlm::kInvokePut;
+  std::vector<MemberValue> settings;
+  for (int index = 0; index < description->memberCount; ++index) {
+    const vlm::AutomationMember& member = description->members[index];
+    if ((member.kinds & kBoth) != kBoth || member.argumentCount > 0) continue;
+    settings.push_back({member.name, dialog.Get(member.name)});
+  }
+  return settings;
 }
 
 void RunningAnalysis::CloseDialogs() {
@@ -202,7 +235,7 @@ void RunningAnalysis::GroupDocuments() {
 }
 
 void RunningAnalysis::MessageOutput(const char* text, int length) {
-  Guarded([&] { core_.face.Message(TextOf(text, length)); });
+  Guarded([&] { core_.Message(TextOf(text, length)); });
 }
 
 void RunningAnalysis::Get8CharHash(const char* text, int length, vlm::ITextSink* shortForm) {

@@ -44,6 +44,12 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   vlm::IAnalysis& Analysis() { return *analysis_; }
   const std::shared_ptr<ModuleLibrary>& Library() const { return library_; }
   std::string Name();
+  AnalysisNotes& Notes() { return notes_; }
+  // Whether weights count as they are; else rounded. The startup dialog must be open to change it.
+  bool UsesWeightsAsGiven() const { return useWeightsAsGiven_ != 0; }
+  void UseWeightsAsGiven(bool asGiven);  // throws AutomationError
+  // The properties of an open dialog that can be read and put, in the interface's order.
+  std::vector<MemberValue> SettingsOf(int step) const;
   bool ResultsAvailable() const { return resultsAvailable_; }
   const EngineServices& Services() const { return services_; }
 
@@ -97,7 +103,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   void RestoreResults() override;
   void EnableStartupMenus(bool enabled) override { startupMenusEnabled_ = enabled; }
   void FrameworkCommand(int command) override;
-  void Message(std::string_view text) override { core_.face.Message(text); }
+  void Message(std::string_view text) override { core_.Message(text); }
   vlm::IAutomationObject* ApplicationObject() override { return core_.applicationObject.get(); }
   vlm::IAutomationObject* AnalysisObject() override { return analysisObject_.get(); }
 
@@ -126,7 +132,8 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   bool resultsAvailable_ = false;
   bool groupsMissing_ = false;  // results came whose dependents have no groups in the workbook yet
   bool startupMenusEnabled_ = true;
-  int useWeightsAsGiven_ = 0, weightedMomentsMode_ = 0;
+  AnalysisNotes notes_;
+  int useWeightsAsGiven_ = 1, weightedMomentsMode_ = 0;
   std::optional<AutomationError> automationError_;
   ObjectReference analysisObject_;
 };

@@ -36,9 +36,10 @@ Session::~Session() {
   while (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
 }
 
-void Session::SetTable(Table table) {
+void Session::SetTable(Table table, DataRecipe recipe) {
   state_->core->RequireThread();
   state_->core->ReplaceTable(std::move(table));
+  state_->core->recipe = std::move(recipe);
   state_->core->TellOfNewData(nullptr);
   state_->core->ThrowKept();
 }
@@ -61,6 +62,28 @@ void Session::WeightBy(int variableNumber) {
 }
 
 int Session::WeightVariable() const { return state_->core->weightVariable; }
+const CaseSelectionText& Session::Selection() const { return state_->core->selectionText; }
+std::int64_t Session::SelectedCaseCount() const { return state_->core->SelectedCaseCount(); }
+
+AnalysisNotes& Session::Notes() { return state_->core->Latest()->Notes(); }
+void Session::UseWeightsAsGiven(bool asGiven) { state_->core->Latest()->UseWeightsAsGiven(asGiven); }
+void Session::SetReporter(AnalysisReporter* reporter) { state_->core->reporter = reporter; }
+
+void Session::WithFreshDocuments(const std::function<void()>& make) {
+  DocumentHome& home = *state_->core->home;
+  struct Restore {
+    DocumentHome& home;
+    std::shared_ptr<Workbook> workbook;
+    int group;
+    ~Restore() {
+      home.workbook = std::move(workbook);
+      home.currentGroup = group;
+    }
+  } const restore{home, home.workbook, std::exchange(home.currentGroup, 0)};
+  home.workbook = std::make_shared<Workbook>();
+  home.workbook->shortNames = restore.workbook->shortNames;
+  make();
+}
 
 void Session::LoadModule() {
   state_->core->RequireThread();

@@ -14,6 +14,8 @@
 // RequestCancellation, throws std::logic_error.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -26,6 +28,7 @@
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/host/analysis_notes.h"
 #include "workbench/host/face.h"
 
 namespace velmora {
@@ -57,7 +60,7 @@ class Session {
   // Puts other data in place of what is there: selection and weights are dropped, results dialogs are closed,
   // and every analysis starts afresh on the new data. This, SelectCases and WeightBy throw DataError while an
   // analysis reads the cases.
-  void SetTable(Table table);
+  void SetTable(Table table, DataRecipe recipe = {});
   const Table& Data() const;
   // From now on the variable, whose every value has a label, holds those texts: it is saved as they are.
   void TakeLabelsAsTexts(int variableNumber);
@@ -67,6 +70,8 @@ class Session {
   // Case weights of all analyses; 0: none.
   void WeightBy(int variableNumber);
   int WeightVariable() const;
+  const CaseSelectionText& Selection() const;
+  std::int64_t SelectedCaseCount() const;
 
   // --- Analyses
   // Loads the module when it is not loaded yet; throws ModuleError.
@@ -86,6 +91,15 @@ class Session {
   vlm::IScreeningResults* ScreeningResults();
   // How the host's own analyses work: pruning, a person's own bins; see host_analyses.h.
   HostAnalysisSettings& AnalysisSettings();
+
+  // Whether weights count as they are, or rounded, in the analysis started last. Throws AutomationError.
+  void UseWeightsAsGiven(bool asGiven);
+  // Of the analysis started last, which there must be.
+  AnalysisNotes& Notes();
+  // Makes the reports that scripts ask for; it lives as long as the session or until another is set.
+  void SetReporter(AnalysisReporter* reporter);
+  // Calls make while documents go to a workbook of their own, which Documents() is meanwhile.
+  void WithFreshDocuments(const std::function<void()>& make);
 
   // --- What analyses made
   Workbook& Documents();

@@ -2,15 +2,31 @@
 #include "workbench/host/session_core.h"
 
 #include <algorithm>
+#include <cmath>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
 #include "workbench/data/errors.h"
+#include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
 #include "workbench/host/running_analysis.h"
 
 namespace velmora {
+
+namespace {
+
+constexpr int kReadingSteps = 200;
+
+char DelimiterOf(const std::string& text) {
+  if (text.empty()) return 0;
+  if (text == "tab" || text == "\\t" || text == "\t") return '\t';
+  if (text.size() != 1) throw DataError("A delimiter is one character or the word tab, not " + text + ".");
+  return text.front();
+}
+
+}  // namespace
 
 SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
     : face(sessionFace),
@@ -40,7 +56,7 @@ void SessionCore::ConnectHostAnalyses() {
     return MakeSpreadsheet(where, std::move(sheet));
   };
   environment.notice = [self](std::string_view text) {
-    if (const std::shared_ptr<SessionCore> core = self.lock()) core->face.Notice(text);
+    if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
   };
   hostAnalyses = std::make_unique<HostAnalyses>(std::move(environment));
 }
@@ -65,6 +81,19 @@ void SessionCore::Connect() {
   inputAccess->weightVariable = [locked] { return locked()->weightVariable; };
   inputAccess->variableNumber = [locked](std::string_view name) {
     return ResolveVariable(locked()->table, name);
+  };
+  inputAccess->selectedCaseCount = [locked] { return locked()->SelectedCaseCount(); };
+  inputAccess->setMissingCode = [locked](int variableNumber, const std::string& code) {
+    locked()->SetMissingCode(variableNumber, code);
+  };
+  inputAccess->setMeasurement = [locked](int variableNumber, Measurement measurement) {
+    locked()->SetMeasurement(variableNumber, measurement);
+  };
+  inputAccess->addVariable = [locked](const std::string& name, std::vector<double> values) {
+    return locked()->AddVariable(name, std::move(values));
+  };
+  inputAccess->addBundle = [locked](const std::string& name, const std::vector<int>& variableNumbers) {
+    locked()->AddBundle(name, variableNumbers);
   };
   inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
   inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
@@ -118,6 +147,7 @@ void SessionCore::RequireNoPass() const {
 }
 
 RunningAnalysis* SessionCore::Latest() {
+  if (inquiry != nullptr) return inquiry;
   const auto found = std::find_if(analyses.rbegin(), analyses.rend(),
                                   [](const auto& analysis) { return analysis && !analysis->HasEnded(); });
   return found == analyses.rend() ? nullptr : found->get();
@@ -128,6 +158,7 @@ void SessionCore::ReplaceTable(Table newTable) {
   // Sheets made from the old data keep them.
   if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
+  recipe = {};
   selectionText = {};
   selected.reset();
   weightVariable = 0;
@@ -140,11 +171,81 @@ void SessionCore::ReplaceTable(Table newTable) {
 }
 
 void SessionCore::OpenDataFile(const std::string& path, const RunningAnalysis* caller) {
+  OpenDataFile(path, {}, caller);
+}
+
+void SessionCore::OpenDataFile(const std::string& path, const DataRecipe& how,
+                               const RunningAnalysis* caller) {
   RequireNoPass();
   ReadOptions readOptions;
-  readOptions.progress = [](double) { return !cancellationRequested.load(); };
-  ReplaceTable(ReadTable(path, readOptions));
+  readOptions.delimiter = DelimiterOf(how.delimiter);
+  readOptions.missingTexts = how.missingTexts;
+  face.ProgressOpened("Reading " + path, kReadingSteps);
+  const std::shared_ptr<Face> closing(&face, [](Face* shown) { shown->ProgressClosed(); });
+  readOptions.progress = [this](double fraction) {
+    face.ProgressStep(static_cast<int>(fraction * kReadingSteps));
+    return !face.CancelPressed() && !cancellationRequested.load();
+  };
+  ReadReport report;
+  Table read = ReadTable(path, readOptions, &report);
+  ReplaceTable(std::move(read));
+  recipe = how;
+  for (const std::string& warning : report.warnings) Notice("Warning: " + warning);
   TellOfNewData(caller);
+}
+
+void SessionCore::SetMissingCode(int variableNumber, const std::string& code) {
+  RequireNoPass();
+  Table changed = table;  // sheets made from the old values keep them
+  const std::string name = table.Variable(variableNumber).name;
+  if (const double* labelled = table.Variable(variableNumber).ValueOf(code)) {
+    velmora::SetMissingCode(changed, name, *labelled);
+  } else {
+    ApplyMissingOption(changed, name + "=" + code);
+  }
+  InferMeasurements(changed);
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  table = std::move(changed);
+  recipe.missingCodes.emplace_back(name, code);
+  SelectCases(selectionText);
+}
+
+void SessionCore::SetMeasurement(int variableNumber, Measurement measurement) {
+  RequireNoPass();
+  const std::string name = table.Variable(variableNumber).name;
+  OverrideMeasurement(table, std::span(&name, 1), measurement);
+  InferMeasurements(table);
+  recipe.measurements.emplace_back(name, measurement);
+  DataChanged();
+}
+
+int SessionCore::AddVariable(const std::string& name, std::vector<double> values) {
+  RequireNoPass();
+  if (name.empty()) throw DataError("A variable needs a name.");
+  if (std::ranges::any_of(table.columns, [&](const Column& column) { return column.name == name; }))
+    throw DataError("There is a variable " + name + " already.");
+  if (static_cast<std::int64_t>(values.size()) != table.caseCount) {
+    throw DataError("The variable " + name + " has " + std::to_string(values.size()) + " values for " +
+                    std::to_string(table.caseCount) + " cases.");
+  }
+  Column column;
+  column.name = name;
+  for (double& value : values) {
+    if (!std::isfinite(value)) value = kMissing;
+  }
+  column.values = std::move(values);
+  table.columns.push_back(std::move(column));
+  InferMeasurements(table);
+  recipe.added.push_back(name);
+  DataChanged();
+  return table.VariableCount();
+}
+
+void SessionCore::AddBundle(const std::string& name, const std::vector<int>& variableNumbers) {
+  if (name.empty()) throw DataError("A variable bundle needs a name.");
+  if (std::ranges::any_of(table.bundles, [&](const VariableBundle& bundle) { return bundle.name == name; }))
+    throw DataError("There is a variable bundle " + name + " already.");
+  table.bundles.push_back({name, variableNumbers});
 }
 
 void SessionCore::SelectCases(const CaseSelectionText& text) {

@@ -14,6 +14,7 @@
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/host/analysis_notes.h"
 #include "workbench/host/document_adapters.h"
 #include "workbench/host/face.h"
 #include "workbench/host/host_analyses.h"
@@ -37,7 +38,9 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
 
   // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left are closed, steps
   // are entered and ended analyses are destroyed.
-  void BeginCall() { ++callDepth; }
+  void BeginCall() {
+    if (callDepth++ == 0) said.clear();
+  }
   void EndCall() noexcept;
   void KeepCurrentException() noexcept;
   // Throws what a call from the module kept, once.
@@ -59,6 +62,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
     ++dataVersion;
     if (hostAnalyses) hostAnalyses->ForgetCaches();
   }
+  std::int64_t SelectedCaseCount() const { return selected ? selected->IncludedCount() : table.caseCount; }
   bool IsSelected(std::int64_t caseIndex) const { return !selected || selected->Contains(caseIndex); }
 
   // The loaded module; loads it when it is not loaded yet. Throws ModuleError.
@@ -72,7 +76,26 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // The analysis started last that has not ended; null for none.
   RunningAnalysis* Latest();
 
+  // Reads as OpenDataFile does, but as the recipe says. missingTexts and delimiter of other files are passed over.
+  void OpenDataFile(const std::string& path, const DataRecipe& how, const RunningAnalysis* caller);
+  // What scripts say about variables of the input table. Each throws DataError; then nothing has changed.
+  void SetMissingCode(int variableNumber, const std::string& code);
+  void SetMeasurement(int variableNumber, Measurement measurement);
+  int AddVariable(const std::string& name, std::vector<double> values);
+  void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
+
+  // To the face, and kept until the outermost call that is not begun yet.
+  void Notice(std::string_view text) {
+    said.emplace_back(text);
+    face.Notice(text);
+  }
+  void Message(std::string_view text) {
+    said.emplace_back(text);
+    face.Message(text);
+  }
+
   Face& face;
+  AnalysisReporter* reporter = nullptr;  // of the front end; null: none
   const SessionOptions options;
   const std::thread::id thread;
   HostLog log;
@@ -81,6 +104,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   CaseSelectionText selectionText;
   std::optional<CaseBitmap> selected;  // nothing: all cases are used
   int weightVariable = 0;
+  DataRecipe recipe;  // of the table
   std::uint64_t dataVersion = 1;
 
   std::unique_ptr<HostAnalyses> hostAnalyses;  // trees, tables and so on, which the module asks for
@@ -96,6 +120,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   int callDepth = 0;
   int automationDepth = 0;  // script calls being served
   std::exception_ptr keptException;
+  std::vector<std::string> said;       // notices and messages of the outermost call
+  RunningAnalysis* inquiry = nullptr;  // whose results are asked for: the latest while they are
   int groupedDocuments = 0;
 };
 

@@ -1,0 +1,58 @@
+// What a session notes about its data and its analyses besides their settings: what a report tells, and what a
+// script needs to repeat a run.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "workbench/automation/automation_client.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+struct LeftOutVariable {
+  int number = 0;
+  std::string name;
+  std::string role;    // "identifier", "constant"...
+  std::string reason;  // a clause for people
+};
+
+// How the session's table was read, and what was said about its variables since. Names are those of variables.
+struct DataRecipe {
+  std::string delimiter;  // of a text file; empty: found out
+  std::vector<std::string> missingTexts;
+  std::vector<std::pair<std::string, std::string>> missingCodes;  // a number, or a value label
+  std::vector<std::pair<std::string, Measurement>> measurements;
+  std::vector<std::string> added;  // variables that were not read
+};
+
+// A member of a dialog's automation object and the value that it is put.
+struct MemberValue {
+  std::string member;
+  Variant value;
+};
+
+struct AnalysisNotes {
+  std::vector<LeftOutVariable> leftOut;  // with reasons, for whoever reads the report
+  std::string cutPointsFile;             // a person's own bins
+  int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
+  std::vector<std::string> cutPointNotices;
+  std::vector<std::string> notices;          // and messages of the run
+  std::vector<MemberValue> startupSettings;  // with which the run was started, in the interface's order
+};
+
+// Makes what scripts ask an analysis for: results as texts and files. The analysis that is asked is the session's
+// latest during the call (Session::ResultsDialog and the others speak of it).
+class AnalysisReporter {
+ public:
+  virtual ~AnalysisReporter() = default;
+  // format: terminal, json, csv or html.
+  virtual std::string ResultsText(const std::string& format) = 0;
+  // The files of a run in a folder, all or none; formats: names between commas, empty for all.
+  virtual void WriteResults(const std::string& folder, const std::string& formats) = 0;
+  // Takes the bins of a file for the predictors chosen in the startup dialog.
+  virtual void ReadCutPoints(const std::string& path) = 0;
+};
+
+}  // namespace velmora
