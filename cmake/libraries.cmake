@@ -27,6 +27,16 @@ else()
   find_package(Boost 1.74 REQUIRED)
 endif()
 
+# Python runs scripts. Where it is missing the command is built without them; Debian's is taken before any other,
+# since the packages of its users' modules are Debian's.
+if(NOT CMAKE_CROSSCOMPILING)
+  if(NOT Python3_ROOT_DIR AND EXISTS /usr/include/python3.11)
+    set(Python3_ROOT_DIR /usr)
+  endif()
+  set(Python3_FIND_VIRTUALENV STANDARD)
+  find_package(Python3 3.11 COMPONENTS Interpreter Development.Embed)
+endif()
+
 # The chart library of the HTML reports, taken into the program whole.
 find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_file(ECHARTS_3D_SCRIPT echarts-gl.min.js HINTS ${VELMORA_NODE_MODULES}/echarts-gl/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

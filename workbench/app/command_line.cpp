@@ -8,6 +8,7 @@
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/feature_selection_command.h"
 #include "workbench/app/options.h"
+#include "workbench/app/run_command.h"
 #include "workbench/app/screen_command.h"
 #include "workbench/app/variables_command.h"
 
@@ -63,8 +64,12 @@ const Command& FindCommand(const std::string& name) {
                    (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
 }
 
-bool AsksForHelp(const std::vector<std::string>& arguments) {
-  return std::any_of(arguments.begin(), arguments.end(),
+bool AsksForHelp(const Command& command, const std::vector<std::string>& arguments) {
+  const auto end = command.takesWordsOfOthers
+                       ? std::find_if(arguments.begin(), arguments.end(),
+                                      [](const std::string& word) { return !word.starts_with("--"); })
+                       : arguments.end();
+  return std::any_of(arguments.begin(), end == arguments.end() || *end != "-h" ? end : end + 1,
                      [](const std::string& word) { return word == "--help" || word == "-h"; });
 }
 
@@ -74,6 +79,7 @@ const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
        RunFeatureSelectionCommand},
+      {"run", "do it by a script", kRunHelp, RunRunCommand, true},
       {"screen", "cut predictors into bins and score them against a response", kScreenHelp, RunScreenCommand},
       {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
       {"variables", "show what is in a data file, and how it is taken", kVariablesHelp, RunVariablesCommand},
@@ -101,7 +107,7 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
     if (first.starts_with("-")) throw UsageError("The command comes first; " + first + " is none.");
     const Command& command = FindCommand(first);
     const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-    if (AsksForHelp(rest)) {
+    if (AsksForHelp(command, rest)) {
       WriteToStandardOutput(command.help);
       return kExitDone;
     }

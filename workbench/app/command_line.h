@@ -11,6 +11,7 @@ struct Command {
   const char* summary;                                    // one line
   const char* help;                                       // the page that --help shows
   int (*run)(const std::vector<std::string>& arguments);  // the words behind the command's name
+  bool takesWordsOfOthers = false;                        // its options end at the first word that is none
 };
 
 // Every command, in the order of the overview.

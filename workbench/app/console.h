@@ -11,6 +11,10 @@ namespace velmora {
 // WasInterrupted reports; the second ends the process at once.
 void PrepareConsole();
 bool WasInterrupted();
+// The request was passed on to somebody else: a script, which may go on. The next Ctrl-C is the first again.
+void ForgetInterruption();
+// function is called by the signal handlers at each request; null: nobody.
+void CallOnInterruption(void (*function)());
 // Throws Cancelled when WasInterrupted.
 void StopIfInterrupted();
 

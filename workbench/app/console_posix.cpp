@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +17,8 @@ namespace velmora {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
+std::atomic<void (*)()> callOnInterruption = nullptr;
+static_assert(std::atomic<void (*)()>::is_always_lock_free);
 
 void OnInterruption(int signalNumber) {
   if (interrupted) {
@@ -24,6 +27,7 @@ void OnInterruption(int signalNumber) {
     return;
   }
   interrupted = 1;
+  if (void (*const function)() = callOnInterruption.load()) function();
 }
 
 int DescriptorOf(StandardStream stream) {
@@ -90,5 +94,7 @@ void PrepareConsole() {
 }
 
 bool WasInterrupted() { return interrupted != 0; }
+void ForgetInterruption() { interrupted = 0; }
+void CallOnInterruption(void (*function)()) { callOnInterruption.store(function); }
 
 }  // namespace velmora

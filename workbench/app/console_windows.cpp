@@ -12,11 +12,15 @@ namespace velmora {
 namespace {
 
 std::atomic<bool> interrupted = false;
+std::atomic<void (*)()> callOnInterruption = nullptr;
 
 // Called on a thread of its own. The second request goes to the system's handler, which ends the process.
 BOOL WINAPI OnInterruption(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
-  return interrupted.exchange(true) ? FALSE : TRUE;
+  const bool again = interrupted.exchange(true);
+  void (*const function)() = callOnInterruption;
+  if (!again && function != nullptr) function();
+  return again ? FALSE : TRUE;
 }
 
 HANDLE HandleOf(StandardStream stream) {
@@ -71,6 +75,8 @@ int WriteToConsole(HANDLE console, std::string_view bytes) {
 void PrepareConsole() { SetConsoleCtrlHandler(OnInterruption, TRUE); }
 
 bool WasInterrupted() { return interrupted; }
+void ForgetInterruption() { interrupted = false; }
+void CallOnInterruption(void (*function)()) { callOnInterruption = function; }
 
 int WriteAll(StandardStream stream, std::string_view bytes) {
   HANDLE const handle = HandleOf(stream);

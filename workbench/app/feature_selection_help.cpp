@@ -65,7 +65,7 @@ Where results go
   --format F,...              terminal, json, csv, xlsx or html; without --out one of them, to standard output
   --save-bundles              save the data with the best predictors as variable bundles, beside the outputs
                               (in the present folder without --out)
-  --print-script              print the run as a script for velmora run (see velmora help run), and do nothing else
+  --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     no notes on standard error, only warnings and failures
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
 

@@ -79,7 +79,8 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
                      const ScreenChoice& choice) {
   if (options.save.Any()) {
     throw UsageError(
-        "--print-script: leave the options out that save bins, rules or variables; a script saves them by its results "
+        "--print-script: leave the options out that save bins, rules or variables; a script saves them by "
+        "its results "
         "dialog.");
   }
   const ScreenSettings& settings = options.settings;
@@ -115,7 +116,9 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withP
   writers.makeDocuments = [&report, &session, documents, withPage] {
     *documents = MakeScreenDocuments(session, report, withPage);
   };
-  writers.html = [&report, &session, documents] { return ScreenHtml(report, *documents, session.Documents()); };
+  writers.html = [&report, &session, documents] {
+    return ScreenHtml(report, *documents, session.Documents());
+  };
   return writers;
 }
 

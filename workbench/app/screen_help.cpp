@@ -84,7 +84,7 @@ Where results go
                               others on demand, JSON, XLSX and screening_bins.csv have them all
   --out DIR                   write screening.html, .xlsx, .json, .csv and screening_bins.csv into DIR, all or none
   --format F,...              terminal, json, csv, xlsx or html; without --out one of them, to standard output
-  --print-script              print the run as a script for velmora run (see velmora help run), and do nothing else
+  --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     no notes on standard error, only warnings and failures
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
 

@@ -323,7 +323,8 @@ ScreenReport ReadScreening(Session& session) {
     results->GetRun(members.kind, &run);
     if (run.selected) report.responses.push_back(ResponseReader(*results, table, members.kind).Read());
   }
-  CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}), report);
+  CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}),
+             report);
   return report;
 }
 
