@@ -19,7 +19,7 @@ constexpr std::size_t kManyNotices = 8;
 
 // Large numbers without decimals, their digits in groups.
 bool IsLarge(double value, const char* format) {
-  return *format == 0 && std::fabs(value) >= 1e5 && std::fabs(value) < 1e15;
+  return *format == 0 && std::fabs(value) >= 1e5 && std::fabs(value) < 1e18;
 }
 
 std::string Shown(double value, const char* format) {
@@ -130,7 +130,8 @@ class ScreenPage {
     if (!report_.select.empty()) AddFact("Only cases for which", report_.select);
     if (!report_.exclude.empty()) AddFact("Not the cases for which", report_.exclude);
     if (!report_.weightVariable.empty()) AddFact("Weighted by", report_.weightVariable);
-    for (const ScreenedResponse& response : report_.responses) AddCasesFact(response);
+    for (const ScreenedResponse& response : report_.responses)
+      AddFact("Cases of " + response.name, CasesText(response.cases));
     if (!report_.responses.empty()) {
       const ScreenedResponse& first = report_.responses.front();
       const auto tried = static_cast<std::int64_t>(first.predictors.size() + first.failed.size());
@@ -144,22 +145,6 @@ class ScreenPage {
     AddFact("Bins", std::string("cut by trees, ") + (report_.pruned ? "pruned" : "not pruned") +
                         (report_.cutPointsFile.empty() ? "" : "; some given in " + report_.cutPointsFile));
     body_ += "</dl>\n</section>\n";
-  }
-
-  void AddCasesFact(const ScreenedResponse& response) {
-    const ScreenedCases& cases = response.cases;
-    std::string text = GroupedDigits(cases.used) + " used";
-    std::string left;
-    const auto add = [&](std::int64_t count, const std::string& why) {
-      if (count == 0) return;
-      left += left.empty() ? "; left out: " : ", ";
-      left += GroupedDigits(count) + " " + why;
-    };
-    add(cases.notSelected, "not selected");
-    add(cases.withoutWeight, "without a weight above 0");
-    add(cases.withoutResponse, "without a value");
-    add(cases.otherCodes, "with other codes");
-    AddFact("Cases of " + response.name, text + left);
   }
 
   void AddNotices() {

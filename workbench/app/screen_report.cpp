@@ -3,10 +3,26 @@
 
 #include <cmath>
 
+#include "workbench/documents/presentation.h"
+
 namespace velmora {
 
 using Predictor = vlm::ScreeningPredictor;
 using Bin = vlm::ScreeningBin;
+
+std::string CasesText(const ScreenedCases& cases) {
+  std::string left;
+  const auto add = [&](std::int64_t count, const char* why) {
+    if (count == 0) return;
+    left += left.empty() ? "; left out: " : ", ";
+    left += GroupedDigits(count) + " " + why;
+  };
+  add(cases.notSelected, "not selected");
+  add(cases.withoutWeight, "without a weight above 0");
+  add(cases.withoutResponse, "without a value");
+  add(cases.otherCodes, "with other codes");
+  return GroupedDigits(cases.used) + " used" + left;
+}
 
 const char* ResponseKindName(vlm::ScreeningResponse kind) {
   if (kind == vlm::kBinaryResponse) return "binary";

@@ -203,8 +203,8 @@ void SetFacts(Workbook& workbook, const ScreenReport& report) {
   workbook.title = "Predictor screening: " + report.dataFile;
   workbook.SetFact("Data file", report.dataFile);
   workbook.SetFact("Cases", std::to_string(report.caseCount));
-  if (report.selectedCases < report.caseCount)
-    workbook.SetFact("Cases selected", std::to_string(report.selectedCases));
+  for (const ScreenedResponse& response : report.responses)
+    workbook.SetFact("Cases of " + response.name, CasesText(response.cases));
   if (!report.select.empty()) workbook.SetFact("Selection", report.select);
   if (!report.exclude.empty()) workbook.SetFact("Exclusion", report.exclude);
   if (!report.weightVariable.empty()) workbook.SetFact("Weight", report.weightVariable);

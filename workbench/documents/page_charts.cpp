@@ -10,7 +10,7 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kMostPointsDrawn = 1500;  // of a scatter series; more say no more and weigh on the page
+constexpr std::size_t kMostPointsDrawn = 2000;  // of a scatter series; more say no more and weigh on the page
 
 bool IsShown(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 

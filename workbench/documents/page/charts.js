@@ -50,15 +50,19 @@ const pageCharts = (() => {
   function textsBelow(labels, width) {
     const longest = Math.max(...labels.map((label) => label.length), 1);
     const level = longest * kLetter + 10 <= width / labels.length;
-    const cut = level ? longest : Math.min(longest, 22);
+    const cut = level ? longest : Math.min(longest, 24);
     const slant = labels.length > width / 34 ? 60 : 40;
     const room = level ? 18 : cut * kLetter * Math.sin(slant * Math.PI / 180) + 14;
     const text = (label) => {
       const line = label.replace(/[\r\n]+/g, ' ');
-      return line.length > cut ? `${line.slice(0, cut - 1)}…` : line;
+      // Labels often differ at their ends.
+      return line.length > cut ? `${line.slice(0, cut * 0.6)}…${line.slice(1 - cut * 0.4)}` : line;
     };
     return { bottom: Math.round(room), label: { rotate: level ? 0 : slant, interval: 0, fontSize: 11.5, hideOverlap: false }, text };
   }
+
+  // Slanted labels do not take their room from the drawing.
+  const roomFor = (chart, bottom) => chart.baseHeight + Math.max(0, bottom - 60);
 
   function barOption(chart, width, c) {
     const labelWidth = Math.min(Math.max(...chart.bars.map((bar) => bar.label.length), 4) * 8 + 12, width * 0.4);
@@ -93,7 +97,7 @@ const pageCharts = (() => {
         if (value !== null && value !== undefined) longest = Math.max(longest, shortNumber(Number(value.toPrecision(2))).length);
       }
     }
-    return Math.min(longest, 10) * kLetter + 10;
+    return Math.min(longest, 11) * 7.4 + 12;
   }
 
   const legendOf = (chart, c) => {
@@ -266,6 +270,7 @@ const pageCharts = (() => {
       return lineSeries(chart, one, index, c);
     });
     if (chart.tips) series.push(bandSeries(chart, c));
+    chart.wantedHeight = roomFor(chart, position.bottom);
     const tickText = (x) => {
       const tick = (chart.position.ticks || []).find((one) => one[0] === x);
       return tick ? tick[1] : shown(x);
@@ -289,6 +294,7 @@ const pageCharts = (() => {
     const legend = legendOf(chart, c);
     const beside = numbersBeside(chart.series);
     const texts = textsBelow(chart.categories, width - beside - 52);
+    chart.wantedHeight = roomFor(chart, texts.bottom);
     return Object.assign(base(c), {
       color: c.series, legend,
       grid: { left: beside + 28, right: 24, top: legend ? 38 : 18, bottom: texts.bottom + 26 },
@@ -316,16 +322,17 @@ const pageCharts = (() => {
   function panelOption(chart, width, c) {
     const panels = chart.series.slice(0, kMostPanels);
     const bars = chart.categories.length;
-    const across = Math.max(1, Math.min(Math.floor((width - 40) / Math.max(132, bars * 24)), Math.ceil(Math.sqrt(panels.length))));
+    const across = Math.max(1, Math.min(Math.floor((width - 40) / Math.max(132, bars * 13)), Math.ceil(Math.sqrt(panels.length))));
     const down = Math.ceil(panels.length / across);
-    const cell = (width - 46) / across;
     const height = down <= 4 ? 86 : 70;
-    const texts = textsBelow(chart.categories, cell - 12);
+    const texts = textsBelow(chart.categories, (width - 60) / across - 12);
+    const leftmost = texts.bottom > 30 ? 62 : 42;
+    const cell = (width - leftmost - 4) / across;
     const highest = Math.max(...panels.flatMap((series) => series.points.map((value) => value || 0)), 0);
     const colour = (panel, bar) => c.series[(bars <= c.series.length && panels.length > 1 ? bar : panel) % c.series.length];
     const grid = [], xAxis = [], yAxis = [], series = [], title = [];
     panels.forEach((one, i) => {
-      const left = 42 + (i % across) * cell, top = Math.floor(i / across) * height + 22;
+      const left = leftmost + (i % across) * cell, top = Math.floor(i / across) * height + 22;
       grid.push({ left, width: cell - 12, top, height: height - 26 });
       title.push({ text: one.name, left: left - 5, top: top - 23, textStyle: { fontSize: 11.5, fontWeight: 600, color: c.ink, width: cell - 10,
         overflow: 'truncate' } });
@@ -355,6 +362,7 @@ const pageCharts = (() => {
   // What is seen on paper and where there is no 3-D drawing: a map of the same counts.
   function mapOption(chart, width, c) {
     const texts = textsBelow(chart.xTexts, width - 130);
+    chart.wantedHeight = roomFor(chart, texts.bottom);
     const left = Math.min(Math.max(...chart.yTexts.map((text) => text.length)) * kLetter + 34, width * 0.35);
     const highest = Math.max(...chart.cells.map((cell) => cell[2]), 1e-300);
     return Object.assign(base(c), {
@@ -420,13 +428,15 @@ const pageCharts = (() => {
     const beside = node.closest('.graphs');
     const ofTwo = beside && beside.children.length > 1;
     node.style.width = printing ? `${ofTwo ? kPaper / 2 - 14 : kPaper}px` : '';
-    if (beside) node.style.height = printing ? '260px' : '330px';
+    chart.screenHeight = chart.screenHeight || parseInt(node.style.height, 10);
+    chart.baseHeight = printing && beside ? 240 : chart.screenHeight;
+    chart.wantedHeight = chart.baseHeight;
     const width = node.clientWidth;
     if (width === 0) return;
     let in3d = chart.layout === 'cells' && chart.inSight && !printing && has3d();
     const make3d = () => threeOption(chart, width, colours());
     const option = in3d ? null : options[chart.layout](chart, width, colours());
-    if (chart.wantedHeight) node.style.height = `${chart.wantedHeight}px`;
+    node.style.height = `${chart.wantedHeight}px`;
     if (chart.instance && chart.in3d !== in3d) dispose(chart);
     for (;;) {
       try {
@@ -444,11 +454,15 @@ const pageCharts = (() => {
     }
   }
 
+  // The wheel moves the page, over a 3-D chart too.
+  const keepWheel = (node) => ['wheel', 'mousewheel'].forEach((kind) => node.addEventListener(kind, (event) => event.stopPropagation(), { capture: true }));
+
   // Draws a chart into its place in the page, now.
   function draw(chart) {
     if (chart.drawn || typeof echarts === 'undefined') return;
     chart.drawn = true;
     chart.node = chart.node || document.getElementById(chart.id);
+    if (chart.layout === 'cells') keepWheel(chart.node);
     paint(chart);
     drawn.push(chart);
     let width = chart.node.clientWidth;

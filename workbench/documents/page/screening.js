@@ -12,7 +12,7 @@
   const shownFigure = (value, decimals) => {
     if (value === null) return '–';
     if (decimals >= 0) return value.toFixed(decimals);
-    return Math.abs(value) >= 1e5 && Math.abs(value) < 1e15 ? grouped(Math.round(value)) : pageCharts.shortNumber(value);
+    return Math.abs(value) >= 1e5 && Math.abs(value) < 1e18 ? grouped(Math.round(value)) : pageCharts.shortNumber(value);
   };
   const kindOf = (predictor) => (predictor[kCategorical] ? 'categorical' : 'continuous');
 
