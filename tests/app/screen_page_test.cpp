@@ -77,6 +77,11 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
   EXPECT_EQ(out["facts"]["Cases of flag"],
             std::to_string(used) + " used; left out: " + std::to_string(notSelected) + " not selected, " +
                 std::to_string(missing) + " without a value, " + std::to_string(other) + " with other codes");
+  EXPECT_EQ(results["responses"][0]["cases"], (Json{{"used", used},
+                                                    {"notSelected", notSelected},
+                                                    {"withoutWeight", 0},
+                                                    {"withoutResponse", missing},
+                                                    {"otherCodes", other}}));
   Json order = Json::array();
   for (const Json& predictor : predictors) order.push_back(predictor["name"]);
   EXPECT_EQ(out["ranking"], order);

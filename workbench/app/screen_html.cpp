@@ -62,6 +62,7 @@ class ScreenPage {
     AddHeader();
     AddFacts();
     AddNotices();
+    AddContents();
     body_ += "<main id=\"results\">\n";
     for (std::size_t i = 0; i < report_.responses.size(); ++i) AddResponse(i);
     AddRules();
@@ -157,6 +158,15 @@ class ScreenPage {
     body_ += "<ul>\n";
     for (const std::string& notice : report_.notices) body_ += "<li>" + Escaped(notice) + "</li>\n";
     body_ += folded ? "</ul></details>\n</section>\n" : "</ul>\n</section>\n";
+  }
+
+  void AddContents() {
+    if (report_.responses.size() < 2) return;
+    body_ += "<nav aria-label=\"Contents\"><strong>Contents</strong><ul>\n";
+    for (std::size_t i = 0; i < report_.responses.size(); ++i)
+      body_ +=
+          "<li><a href=\"#r" + std::to_string(i) + "\">" + Escaped(report_.responses[i].name) + "</a></li>\n";
+    body_ += "</ul></nav>\n";
   }
 
   void AddResponse(std::size_t index) {

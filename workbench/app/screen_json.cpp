@@ -116,6 +116,12 @@ void AppendResponse(const ScreenedResponse& response, std::string& text) {
   text += "    {\n      \"name\": " + JsonText(response.name);
   text += ",\n      \"number\": " + std::to_string(response.run.responseNumber);
   text += std::string(",\n      \"kind\": \"") + ResponseKindName(response.kind) + "\"";
+  const ScreenedCases& cases = response.cases;
+  text += ",\n      \"cases\": " + JsonText({{"used", cases.used},
+                                             {"notSelected", cases.notSelected},
+                                             {"withoutWeight", cases.withoutWeight},
+                                             {"withoutResponse", cases.withoutResponse},
+                                             {"otherCodes", cases.otherCodes}});
   text += std::string(",\n      \"sortedBy\": \"") +
           kSortNames[response.kind][response.run.sortChoice == 0 ? 0 : 1] + "\"";
   text += ",\n      \"codes\": " + JsonText(countNames);

@@ -146,7 +146,13 @@ std::string CasesLine(const ScreenReport& report) {
     text += ", " + std::to_string(report.selectedCases) + " selected";
   if (!report.weightVariable.empty()) text += "; weighted by " + Utf8Of(report.weightVariable);
   if (!report.pruned) text += "; trees not pruned";
-  return text + "\n";
+  text += "\n";
+  for (const ScreenedResponse& response : report.responses) {
+    const ScreenedCases& cases = response.cases;
+    if (cases.withoutWeight + cases.withoutResponse + cases.otherCodes > 0)
+      text += Utf8Of(response.name) + ": " + CasesText(cases) + "\n";
+  }
+  return text;
 }
 
 }  // namespace

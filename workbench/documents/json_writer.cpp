@@ -108,24 +108,6 @@ const char* NameOf(GraphKind kind) {
   return "";
 }
 
-const char* NameOf(SeriesKind kind) {
-  switch (kind) {
-    case SeriesKind::kBars:
-      return "bars";
-    case SeriesKind::kLine:
-      return "line";
-    case SeriesKind::kScatter:
-      return "scatter";
-    case SeriesKind::kBoxes:
-      return "boxes";
-    case SeriesKind::kDiamonds:
-      return "diamonds";
-    case SeriesKind::kBars3D:
-      return "3d bars";
-  }
-  return "";
-}
-
 Json AxisOf(const GraphAxis& axis) {
   Json json = {{"title", axis.title},
                {"minimum", NumberOf(axis.minimum)},

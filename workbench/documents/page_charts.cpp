@@ -45,24 +45,6 @@ std::string TickText(const GraphAxis& axis, double position, const ShortNames& s
   return ShownNumber(position, "");
 }
 
-const char* NameOf(SeriesKind kind) {
-  switch (kind) {
-    case SeriesKind::kBars:
-      return "bars";
-    case SeriesKind::kLine:
-      return "line";
-    case SeriesKind::kScatter:
-      return "scatter";
-    case SeriesKind::kBoxes:
-      return "boxes";
-    case SeriesKind::kDiamonds:
-      return "diamonds";
-    case SeriesKind::kBars3D:
-      break;
-  }
-  return "cells";
-}
-
 PageJson TextsOf(const std::vector<std::string>& texts, const ShortNames& shortNames) {
   PageJson json = PageJson::array();
   for (const std::string& text : texts) json.push_back(FullText(shortNames, text));

@@ -108,6 +108,24 @@ std::vector<std::string> FileStems(const Workbook& workbook) {
   return stems;
 }
 
+const char* NameOf(SeriesKind kind) {
+  switch (kind) {
+    case SeriesKind::kBars:
+      return "bars";
+    case SeriesKind::kLine:
+      return "line";
+    case SeriesKind::kScatter:
+      return "scatter";
+    case SeriesKind::kBoxes:
+      return "boxes";
+    case SeriesKind::kDiamonds:
+      return "diamonds";
+    case SeriesKind::kBars3D:
+      return "3d bars";
+  }
+  return "";
+}
+
 std::string GroupedDigits(long long number) {
   std::string digits = std::to_string(number);
   const std::size_t first = digits[0] == '-' ? 1 : 0;

@@ -53,6 +53,9 @@ std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const Sh
 // unique, at most 64 characters, without an extension.
 std::vector<std::string> FileStems(const Workbook& workbook);
 
+// What data formats call a kind of series: "line", "boxes"...
+const char* NameOf(SeriesKind kind);
+
 // 12345 -> "12,345".
 std::string GroupedDigits(long long number);
 
