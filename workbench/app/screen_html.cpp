@@ -353,9 +353,10 @@ class ScreenPage {
     const ScreenDocuments::Panel& panel = documents_.panels[IndexOf(response)][rank];
     const std::string id = PanelId(response, rank);
     body_ += "<article class=\"panel\" id=\"" + id + "\" tabindex=\"-1\" aria-labelledby=\"" + id +
-             "-title\">\n<h4 id=\"" + id + "-title\"><span class=\"rank\">" + std::to_string(rank + 1) +
-             "</span> " + Escaped(predictor.name) + "</h4>\n<p class=\"figures\">" +
-             FiguresOf(response, predictor) + "</p>\n<div class=\"graphs\">\n";
+             "-title\">\n<div class=\"opening\">\n<h4 id=\"" + id + "-title\"><span class=\"rank\">" +
+             std::to_string(rank + 1) + "</span> " + Escaped(predictor.name) +
+             "</h4>\n<p class=\"figures\">" + FiguresOf(response, predictor) +
+             "</p>\n<div class=\"graphs\">\n";
     bool any = false;
     for (const int document : panel.graphs) {
       const Document* found = workbook_.Find(document);
@@ -371,7 +372,7 @@ class ScreenPage {
     }
     // The script draws the bins where the module has no graph of its own.
     if (!any) body_ += "<figure class=\"own\" data-rank=\"" + std::to_string(rank) + "\"></figure>\n";
-    body_ += "</div>\n";
+    body_ += "</div>\n</div>\n";
     AddBinTable(response, predictor, id);
     body_ += "<details class=\"rule\"><summary>Rules</summary><pre>" + Escaped(RulesOf(predictor)) +
              "</pre></details>\n</article>\n";

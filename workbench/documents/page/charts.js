@@ -103,7 +103,7 @@ const pageCharts = (() => {
   const legendOf = (chart, c) => {
     const named = chart.series.filter((series) => series.name).map((series) => series.name);
     return named.length > 1
-      ? { top: 0, type: 'scroll', textStyle: { color: c.ink }, pageTextStyle: { color: c.soft }, pageIconColor: c.soft,
+      ? { top: 0, type: printing && named.length < 4 ? 'plain' : 'scroll', textStyle: { color: c.ink }, pageTextStyle: { color: c.soft }, pageIconColor: c.soft,
         itemHeight: 10, data: named }
       : undefined;
   };
@@ -324,7 +324,7 @@ const pageCharts = (() => {
     const bars = chart.categories.length;
     const across = Math.max(1, Math.min(Math.floor((width - 40) / Math.max(132, bars * 13)), Math.ceil(Math.sqrt(panels.length))));
     const down = Math.ceil(panels.length / across);
-    const height = down <= 4 ? 86 : 70;
+    const height = printing ? 58 : down <= 4 ? 86 : 70;
     const texts = textsBelow(chart.categories, (width - 60) / across - 12);
     const leftmost = texts.bottom > 30 ? 62 : 42;
     const cell = (width - leftmost - 4) / across;
@@ -429,7 +429,7 @@ const pageCharts = (() => {
     const ofTwo = beside && beside.children.length > 1;
     node.style.width = printing ? `${ofTwo ? kPaper / 2 - 14 : kPaper}px` : '';
     chart.screenHeight = chart.screenHeight || parseInt(node.style.height, 10);
-    chart.baseHeight = printing && beside ? 240 : chart.screenHeight;
+    chart.baseHeight = printing && beside ? 220 : chart.screenHeight;
     chart.wantedHeight = chart.baseHeight;
     const width = node.clientWidth;
     if (width === 0) return;

@@ -160,11 +160,13 @@
     const id = `p${index}-${rank + 1}`;
     const figures = [`${kindOf(predictor)}, ${predictor[kBins]} ${predictor[kBins] === 1 ? 'bin' : 'bins'}, ${grouped(predictor[kCases])} cases`,
       ...response.statistics.map((statistic, i) => `${statistic.header} ${predictor[kStatistics][i][1]}`)].join(' · ');
-    const panel = make('article', { class: 'panel', id, tabindex: '-1', 'aria-labelledby': `${id}-title` },
-      make('h4', { id: `${id}-title` }, make('span', { class: 'rank' }, String(rank + 1)), ` ${predictor[kName]}`), make('p', { class: 'figures' }, figures));
+    const opening = make('div', { class: 'opening' }, make('h4', { id: `${id}-title` }, make('span', { class: 'rank' }, String(rank + 1)), ` ${predictor[kName]}`),
+      make('p', { class: 'figures' }, figures));
+    const panel = make('article', { class: 'panel', id, tabindex: '-1', 'aria-labelledby': `${id}-title` }, opening);
     const figure = make('figure', { class: 'own' });
     if (predictor[kRows]) {
-      panel.append(make('div', { class: 'graphs' }, figure), binTable(response, predictor, `${id}-title`));
+      opening.append(make('div', { class: 'graphs' }, figure));
+      panel.append(binTable(response, predictor, `${id}-title`));
     } else {
       panel.append(make('p', { class: 'hint' }, 'This page has no room for the bins of so many predictors: screening_bins.csv and the workbook hold them all.'));
     }
