@@ -149,14 +149,14 @@ class ScreenPage {
   }
 
   void AddNotices() {
-    if (report_.notices.empty()) return;
-    const bool folded = report_.notices.size() > kManyNotices;
+    if (workbook_.notices.empty()) return;
+    const bool folded = workbook_.notices.size() > kManyNotices;
     body_ += "<section class=\"notices\" aria-labelledby=\"notices\">\n<h2 id=\"notices\">Notices</h2>\n";
     if (folded)
-      body_ += "<details><summary>" + GroupedDigits(static_cast<long long>(report_.notices.size())) +
+      body_ += "<details><summary>" + GroupedDigits(static_cast<long long>(workbook_.notices.size())) +
                " notices</summary>\n";
     body_ += "<ul>\n";
-    for (const std::string& notice : report_.notices) body_ += "<li>" + Escaped(notice) + "</li>\n";
+    for (const Notice& notice : workbook_.notices) body_ += "<li>" + Escaped(notice.text) + "</li>\n";
     body_ += folded ? "</ul></details>\n</section>\n" : "</ul>\n</section>\n";
   }
 
@@ -341,9 +341,9 @@ class ScreenPage {
                "</h3>\n";
     }
     if (panels < response.predictors.size())
-      body_ +=
-          "<p class=\"hint\">The bins of any other predictor appear here when you choose it in the "
-          "ranking.</p>\n";
+      body_ += "<p class=\"hint\">The bins of any " + std::string(panels > 0 ? "other " : "") +
+               "predictor appear here when you choose it in the "
+               "ranking.</p>\n";
     for (std::size_t rank = 0; rank < panels; ++rank) AddPanel(response, rank);
     body_ += "</div>\n";
   }

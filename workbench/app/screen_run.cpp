@@ -215,6 +215,22 @@ void SetFacts(Workbook& workbook, const ScreenReport& report) {
   }
 }
 
+// The graphs of the chosen predictor.
+std::vector<int> GraphsOf(Session& session, const AutomationClient& dialog, const KindMembers& members,
+                          const std::string& predictorName) {
+  std::vector<int> graphs;
+  for (const char* member : members.graphs) {
+    if (member == nullptr) continue;
+    try {
+      for (const int id : DocumentsOf(session, dialog, member)) graphs.push_back(id);
+    } catch (const AutomationError& error) {
+      // The rest of the report is worth having without one graph.
+      session.Documents().AddNotice("A graph of " + predictorName + " is missing: " + error.what());
+    }
+  }
+  return graphs;
+}
+
 // The rules of the best predictors, and the table of all, which the module makes with them.
 void AddRules(Session& session, const AutomationClient& dialog, const ScreenReport& report,
               ScreenDocuments& made) {
@@ -350,14 +366,10 @@ ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report
       dialog.Put(members.choosePredictor, predictor.figures.predictorNumber);
       ScreenDocuments::Panel& panel = panels.emplace_back();
       panel.tables = DocumentsOf(session, dialog, members.predictorTable);
-      for (const int id : panel.tables)
-        workbook.SetName(
-            id, report.responses.size() == 1 ? predictor.name : predictor.name + " " + response.name);
-      for (const char* graph : members.graphs) {
-        if (!withGraphs || graph == nullptr || !dialog.HasMember(graph)) continue;
-        const std::vector<int> ids = DocumentsOf(session, dialog, graph);
-        panel.graphs.insert(panel.graphs.end(), ids.begin(), ids.end());
-      }
+      const std::string name =
+          report.responses.size() == 1 ? predictor.name : predictor.name + " " + response.name;
+      for (const int id : panel.tables) workbook.SetName(id, name);
+      if (withGraphs) panel.graphs = GraphsOf(session, dialog, members, predictor.name);
       StopIfInterrupted();
     }
     AddFailed(workbook, response, group);
