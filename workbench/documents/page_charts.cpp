@@ -12,6 +12,8 @@ namespace {
 
 constexpr std::size_t kMostPointsDrawn = 2000;  // of a scatter series; more say no more and weigh on the page
 
+constexpr std::size_t kMostBars = 6000;  // of a chart; with more nothing can be told apart
+
 bool IsShown(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 
 // Six digits are more than an eye sees.
@@ -152,6 +154,7 @@ class ChartMaker {
                                                     : ShownNumber(PlaceOf(series, i), ""));
       }
     }
+    if (places.size() * graph_.series.size() > kMostBars) return false;
     PageJson categories = PageJson::array();
     for (const auto& [place, text] : places) categories.push_back(text);
     PageJson array = PageJson::array();
@@ -200,7 +203,7 @@ class ChartMaker {
         cells.push_back(PageJson::array({columns[series.x[i]], rows[series.y[i]], Drawn(series.z[i])}));
       }
     }
-    const bool any = !cells.empty();
+    const bool any = !cells.empty() && cells.size() <= kMostBars;
     chart.data["cells"] = std::move(cells);
     return any;
   }

@@ -4,7 +4,7 @@
 (() => {
   // What stands where in a predictor's row of the data; the last three only where there is room for them.
   const kName = 0, kCategorical = 2, kBins = 3, kCases = 4, kPart = 5, kStatistics = 6, kMinimum = 7, kMaximum = 8, kCuts = 9, kRows = 10;
-  const kMostClassesDrawn = 12;
+  const kMostClassesDrawn = 12, kMostClassesInShape = 24;
 
   const columnOf = (response, name) => response.columns.findIndex((column) => column[1] === name) + 1;
   const levelColumn = (response) => columnOf(response, response.kind === 'binary' ? 'badRateRow' : 'mean');
@@ -38,7 +38,7 @@
 
   function shapeOf(response, predictor, reach) {
     const rows = predictor[kRows];
-    if (!rows) return null;
+    if (!rows || response.codes.length > kMostClassesInShape) return null;
     const size = sizeColumn(response);
     const whole = rows[rows.length - 1];
     const picture = svg('svg', { viewBox: `0 0 ${kWidth} ${kHeight}`, width: kWidth, height: kHeight, 'aria-hidden': 'true', class: 'shape' });
