@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "base/rounding.h"
 #include "base/tolerant.h"
 #include "frame/host_array.h"
 #include "frame/progress_scope.h"
@@ -16,7 +17,7 @@ namespace vlmfsl {
 // The weight that the rules make of a case weight of the host's.
 inline double EffectiveWeight(const FeatureSelectionSettings& settings, double weight) {
   if (settings.useWeightsAsGiven != 0) return weight;
-  const double rounded = std::round(weight);  // halves away from zero
+  const double rounded = RoundHalfAway(weight);
   return rounded < 1.0 ? 0.0 : rounded;
 }
 

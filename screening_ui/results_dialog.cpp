@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "base/format_text.h"
+#include "base/rounding.h"
 #include "frame/step_result.h"
 #include "frame/string_sink.h"
 #include "resources/control_ids.h"
@@ -124,7 +125,7 @@ void CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
   const bool isNumber = Window()->GetDlgItemReal(kControlNumberToSave, &given) == 0;
   std::size_t longest = 0;
   for (const int kind : kKinds) longest = std::max(longest, Screening().Results(kind).size());
-  const double rounded = std::round(given);
+  const double rounded = RoundHalfAway(given);
   if (isNumber && rounded >= 1 && rounded <= static_cast<double>(longest)) {
     numberToSave_ = static_cast<int>(rounded);
     return;

@@ -584,7 +584,11 @@ void Expression::EvaluateSlice(const ExpressionColumns& columns, std::int64_t fi
         Unary(top, count, [](double a) { return std::trunc(a); });
         break;
       case Op::kRound:
-        Unary(top, count, [](double a) { return std::round(a); });
+        // Not round: some C libraries add a half and cut, which makes 1 of the double just below a half.
+        Unary(top, count, [](double a) {
+          const double whole = std::trunc(a);
+          return std::fabs(a - whole) >= 0.5 ? whole + std::copysign(1.0, a) : whole;
+        });
         break;
     }
   }
