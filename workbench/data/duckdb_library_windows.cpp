@@ -6,8 +6,7 @@ namespace velmora {
 
 void RequireDuckDb() {
   static std::string failure;
-  static const bool loaded = LoadSharedLibrary(ExecutableFolder() / "duckdb.dll", failure) != nullptr ||
-                             LoadSharedLibrary("duckdb.dll", failure) != nullptr;
+  static const bool loaded = LoadSharedLibrary(ExecutableFolder() / "duckdb.dll", failure) != nullptr;
   if (loaded) return;
   throw DataError(
       "The library duckdb.dll, which reads data files, cannot be loaded (" + failure +
