@@ -1,0 +1,18 @@
+# What runs on a Windows machine: the command, the module and DuckDB's DLL in one folder (the build tree's own, so that
+# tests run what is packed), and target windows-zip, which packs them with a text that says what else is needed.
+add_custom_command(TARGET velmora POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${DUCKDB_LIBRARY} $<TARGET_FILE_DIR:velmora>/duckdb.dll VERBATIM)
+
+set(zip_name velmora-${PROJECT_VERSION}-windows-x64)
+set(zip_folder ${CMAKE_BINARY_DIR}/${zip_name})
+add_custom_target(windows-zip
+  COMMAND ${CMAKE_COMMAND} -E rm -rf ${zip_folder} ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${zip_folder}
+  COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmora.exe $<TARGET_FILE:velmora>
+  COMMAND ${CMAKE_STRIP} -o ${zip_folder}/vlmfsl.dll $<TARGET_FILE:vlmfsl>
+  COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/docs/windows_readme.txt ${zip_folder}/README.txt
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv ${zip_folder}/german_credit.csv
+  COMMAND ${CMAKE_COMMAND} -E tar cf ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip --format=zip ${zip_name}
+  WORKING_DIRECTORY ${CMAKE_BINARY_DIR} VERBATIM)
+add_dependencies(windows-zip velmora vlmfsl)
