@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo test asan tidy format clean setup setup-test
+.PHONY: all build demo test test-windows windows-zip asan tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 
@@ -23,6 +23,18 @@ test: setup-test
 	@cmake --preset dev
 	@cmake --build --preset dev
 	@ctest --preset dev
+	@$(MAKE) --no-print-directory test-windows
+
+# The build for 64-bit Windows, its tests under Wine. Compares its results with those of the preset dev.
+test-windows: setup-test
+	@cmake --preset mingw
+	@cmake --build --preset mingw
+	@ctest --preset mingw
+
+# build/velmora-VERSION-windows-x64.zip
+windows-zip: setup-test
+	@cmake --preset mingw
+	@cmake --build --preset mingw --target windows-zip
 
 asan: setup-test
 	@cmake --preset asan-ubsan

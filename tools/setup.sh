@@ -8,7 +8,8 @@ what=${1:-build}
 
 build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libxlsxwriter-dev python3-dev)
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3 python3-openpyxl)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils chromium python3 python3-openpyxl googletest
+  g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev)
 
 packages=("${build_packages[@]}")
 [ "$what" = test ] && packages+=("${test_packages[@]}")
@@ -48,4 +49,21 @@ if [ ! -f "$header" ]; then
   tar -xzf "$scratch/duckdb-$version.tgz" -C "$scratch" package/src/duckdb/src/include/duckdb.h
   mkdir -p "$(dirname "$header")"
   mv "$scratch/package/src/duckdb/src/include/duckdb.h" "$header"
+fi
+
+# DuckDB's DLL for Windows: an optional package of package.json, which npm passes over on another system, so it is
+# taken by itself; version and checksum are those of package-lock.json.
+library=node_modules/.velmora-duckdb/windows/duckdb.dll
+if [ "$what" = test ] && [ ! -f "$library" ]; then
+  name=@duckdb/node-bindings-win32-x64
+  entry() { node -p "require('./package-lock.json').packages['node_modules/$name'].$1"; }
+  dll_scratch=$(mktemp -d)
+  trap 'rm -rf "${scratch:-}" "$dll_scratch"' EXIT
+  version=$(entry version)
+  archive=$(cd "$dll_scratch" && npm pack "$name@$version" --silent --ignore-scripts)
+  [ "sha512-$(node -p "require('crypto').createHash('sha512').update(require('fs').readFileSync('$dll_scratch/$archive')).digest('base64')")" \
+    = "$(entry integrity)" ] || { echo "setup: $archive is not the pinned one" >&2; exit 1; }
+  tar -xzf "$dll_scratch/$archive" -C "$dll_scratch" package/duckdb.dll package/LICENSE
+  mkdir -p "$(dirname "$library")"
+  mv "$dll_scratch/package/LICENSE" "$dll_scratch/package/duckdb.dll" "$(dirname "$library")"
 fi

@@ -1,20 +1,17 @@
 // The error path: what a script, the log and the crash-report library see of an exception.
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "frame/dispatch.h"
 #include "frame/error_report.h"
 #include "frame/guarded.h"
 #include "resources/automation_tables.h"
+#include "tests/frame/error_home.h"
 #include "tests/frame/host_process.h"
 #include "tests/support/automation_values.h"
+#include "workbench/system/system.h"
 
 namespace vlmfsl::testing {
 namespace {
@@ -24,34 +21,26 @@ using ::testing::IsEmpty;
 
 class GuardTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Process() = {};
-    home_ = std::filesystem::temp_directory_path() / ("vlm-guard-" + std::to_string(getpid()));
-    std::filesystem::create_directories(home_);
-    setenv("XDG_DATA_HOME", (home_ / "data").c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("XDG_DATA_HOME");
-    std::filesystem::remove_all(home_);
-  }
+  void SetUp() override { Process() = {}; }
 
-  std::filesystem::path home_;
+  const ErrorHome home_;
 };
 
 // Loaded here, the library is found by its name.
 class FakeCrashLibrary {
  public:
-  FakeCrashLibrary() : handle_(dlopen(VELMORA_CRASH_RPT_PATH, RTLD_NOW)) {
+  FakeCrashLibrary() : handle_(velmora::LoadSharedLibrary(velmora::PathOf(VELMORA_CRASH_RPT_PATH), error_)) {
     Call<void>("ForgetCrashReportCalls");
   }
-  ~FakeCrashLibrary() { dlclose(handle_); }
+  ~FakeCrashLibrary() { velmora::UnloadSharedLibrary(handle_); }
   std::string Calls() const { return Call<const char*>("CrashReportCalls"); }
 
  private:
   template <typename Result>
   Result Call(const char* name) const {
-    return reinterpret_cast<Result (*)()>(dlsym(handle_, name))();
+    return reinterpret_cast<Result (*)()>(velmora::FindFunction(handle_, name))();
   }
+  std::string error_;
   void* handle_;
 };
 
@@ -114,30 +103,12 @@ TEST_F(GuardTest, AnUnexpectedErrorLeavesAReportInTheErrorFolder) {
   Process().hasApplication = Process().applicationLogOn = true;
   EXPECT_EQ(Guarded("CTest::put_It", &answer, [] { throw std::runtime_error("bad block"); }),
             vlm::kDispatchFailed);
-  const std::string folder = (home_ / "data" / "Velmora" / "Errors").string();
+  const std::string folder = home_.Folder();
   EXPECT_TRUE(std::filesystem::is_directory(folder));
   EXPECT_EQ(library.Calls(), "StackTrace 0 9999 0 context 0\nReport 0 " + folder + " exception bad block\n");
   EXPECT_THAT(Process().applicationLog,
               ElementsAre("1 0 Exception in automation method [CTest::put_It]: bad block",
                           "1 0 Process dump was generated in [" + folder + "]"));
-}
-
-TEST_F(GuardTest, TheErrorFolderIsMadeLevelByLevelOrIsEmpty) {
-  EXPECT_EQ(GetErrorReportFolder(), (home_ / "data" / "Velmora" / "Errors").string());
-  EXPECT_EQ(GetErrorReportFolder(), (home_ / "data" / "Velmora" / "Errors").string()) << "a second time";
-  setenv("XDG_DATA_HOME", (home_ / "slashes//").c_str(), 1);
-  EXPECT_EQ(GetErrorReportFolder(), (home_ / "slashes" / "Velmora" / "Errors").string());
-  std::ofstream(home_ / "file") << "in the way";
-  setenv("XDG_DATA_HOME", (home_ / "file").c_str(), 1);
-  EXPECT_EQ(GetErrorReportFolder(), "");
-  unsetenv("XDG_DATA_HOME");
-  const char* home = std::getenv("HOME");
-  const std::string kept = home ? home : "";
-  setenv("HOME", (home_ / "me").c_str(), 1);
-  EXPECT_EQ(GetErrorReportFolder(), (home_ / "me" / ".local" / "share" / "Velmora" / "Errors").string());
-  unsetenv("HOME");
-  EXPECT_EQ(GetErrorReportFolder(), "");
-  if (home) setenv("HOME", kept.c_str(), 1);
 }
 
 // --- The dispatch layer over a member table of its own

@@ -4,7 +4,11 @@
 
 #include "frame/host/module_exports.h"
 
+#ifdef _WIN32
+#define EXPORT extern "C" __declspec(dllexport)
+#else
 #define EXPORT extern "C" __attribute__((visibility("default")))
+#endif
 
 namespace vlmfsl::testing {
 

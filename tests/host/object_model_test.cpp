@@ -10,6 +10,7 @@
 #include <map>
 
 #include "tests/host/session_support.h"
+#include "workbench/documents/writers.h"
 
 namespace velmora {
 namespace {
@@ -71,6 +72,7 @@ TEST_F(ObjectModel, AFeatureSelectionFromDataToFiles) {
   EXPECT_EQ(outputs.Get("Count").AsInt(), 2);
   outputs.Put("Title", "Credit");
   for (const char* name : {"all.html", "all.XLSX", "all.json", "all.txt"}) {
+    if (std::string(name) == "all.XLSX" && !WritesXlsx()) continue;
     outputs.Call("Save", {File(name)});
     EXPECT_GT(fs::file_size(folder / name), 500U) << name;
   }

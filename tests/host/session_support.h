@@ -6,6 +6,7 @@
 
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/host/session.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -21,7 +22,7 @@ inline std::string ErrorOf(const auto& call) {
 // The module that is built beside the tests.
 inline SessionOptions ModuleOptions() {
   SessionOptions options;
-  options.modulePath = VELMORA_BINARY_DIR "/libvlmfsl.so";
+  options.modulePath = std::string(VELMORA_BINARY_DIR "/") + kModuleFile;
   return options;
 }
 

@@ -167,7 +167,7 @@ TEST(RecodeFiles, NamesAndWhatCannotBeWritten) {
   analysis.screening.binaryResults = {first, alike, second, longName};
   analysis.screening.binaryOrder = {0, 1, 2, 3};
   // One of the names is taken by a folder: the others are written all the same.
-  fs::create_directories(folder.At("base - größe_risk__Coded.ini"));
+  fs::create_directories(velmora::PathOf(folder.At("base - größe_risk__Coded.ini")));
   std::string refused;
   EXPECT_EQ(SaveRecodeFiles(analysis.screening, folder.At("base"), 4, refused), 3);
   EXPECT_EQ(refused, folder.At("base - größe_risk__Coded.ini"));

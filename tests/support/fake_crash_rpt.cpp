@@ -1,7 +1,11 @@
 // A crash-report library that writes down its calls instead of a report.
 #include <string>
 
+#ifdef _WIN32
+#define EXPORT extern "C" __declspec(dllexport)
+#else
 #define EXPORT extern "C" __attribute__((visibility("default")))
+#endif
 
 namespace {
 std::string calls;

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "workbench/system/system.h"
+
 namespace velmora::testing {
 
 class ScratchFolder {
@@ -26,7 +28,7 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  std::string At(const std::string& name) const { return (path_ / name).string(); }
+  std::string At(const std::string& name) const { return (path_ / velmora::PathOf(name)).string(); }
   // In no order.
   std::vector<std::string> Names() const {
     std::vector<std::string> names;

@@ -6,14 +6,17 @@
 // After windows.h, which they build on.
 #include <oleauto.h>
 #include <psapi.h>
+#include <shlobj.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "frame/error_report.h"
 #include "frame/host/module_exports.h"
 #include "resources/automation_tables.h"
 #include "resources/dialog_templates.h"
@@ -124,6 +127,21 @@ TEST(ModuleLife, RegistersItsTypeLibraryWhereTheHostOffersNoCall) {
   SysFreeString(help);
   library->Release();
   FreeLibrary(module);
+}
+
+TEST(ErrorFolder, IsMadeLevelByLevelInTheCommonApplicationData) {
+  wchar_t common[MAX_PATH] = {};
+  ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common), S_OK);
+  const std::filesystem::path velmora = std::filesystem::path(common) / "Velmora";
+  std::filesystem::remove_all(velmora);
+  for (const char* which : {"made", "there already"}) {
+    EXPECT_EQ(GetErrorReportFolder(), (velmora / "Errors").string()) << which;
+    EXPECT_TRUE(std::filesystem::is_directory(velmora / "Errors")) << which;
+  }
+  std::filesystem::remove_all(velmora);
+  std::ofstream(velmora) << "in the way";
+  EXPECT_EQ(GetErrorReportFolder(), "");
+  std::filesystem::remove(velmora);
 }
 
 std::size_t ResidentKilobytes() {

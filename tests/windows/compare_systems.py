@@ -1,0 +1,115 @@
+#!/usr/bin/env python3
+"""The same runs on the sample data by the command for this system and by the one for Windows.
+
+usage: compare_systems.py LINUX_COMMAND SAMPLES WINDOWS_COMMAND_AND_ITS_RUNNER...
+
+Every JSON must be the same, key by key and bit by bit, but for numbers that pass through log, pow or a distribution
+function, whose last bits the two C libraries see differently: those agree to 1e-12 relative. Terminal texts and CSV
+are compared number by number in the same way. Exit code 1 when something differs; each difference is named.
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+# Keys of such numbers.
+ROUNDED = {"pValue", "woe", "weightOfEvidence", "iv", "informationValue"}
+TOLERANCE = 1e-12
+
+FEATURES = [
+    ["german_credit.csv", "--dependents", "risk", "duration_months"],
+    ["house_prices.csv", "--dependents", "price", "driveway"],
+    ["vehicle.csv", "--dependents", "class"],
+    ["schools.csv", "--dependents", "api2000", "school_type", "--weight", "weight"],
+]
+SCREENS = [
+    ["german_credit.csv", "--binary-response", "risk", "--good", "good", "--bad", "bad"],
+    ["house_prices.csv", "--continuous-response", "price"],
+    ["vehicle.csv", "--categorical-response", "class"],
+    ["schools.csv", "--continuous-response", "api2000", "--categorical-response", "school_type"],
+]
+RUNS = [["feature-selection", *words] for words in FEATURES] + [["screen", *words] for words in SCREENS]
+
+
+def same_number(a, b, rounded):
+    if a == b:
+        return True
+    return rounded and abs(a - b) <= TOLERANCE * max(abs(a), abs(b))
+
+
+def differences(a, b, place, rounded=False):
+    if isinstance(a, dict) and isinstance(b, dict):
+        if list(a) != list(b):
+            return [f"{place}: keys {list(a)} and {list(b)}"]
+        return [d for key in a for d in differences(a[key], b[key], f"{place}.{key}", rounded or key in ROUNDED)]
+    if isinstance(a, list) and isinstance(b, list):
+        if len(a) != len(b):
+            return [f"{place}: {len(a)} and {len(b)} elements"]
+        return [d for i, (x, y) in enumerate(zip(a, b)) for d in differences(x, y, f"{place}[{i}]", rounded)]
+    numbers = isinstance(a, float) and isinstance(b, float)
+    same = same_number(a, b, rounded) if numbers else a == b and type(a) is type(b)
+    return [] if same else [f"{place}: {a!r} and {b!r}"]
+
+
+NUMBER = re.compile(r"[-+]?\d+\.?\d*(?:e[-+]?\d+)?")
+
+
+def text_differences(a, b, place):
+    if NUMBER.split(a) != NUMBER.split(b):
+        return [f"{place}: the texts differ"]
+    return [f"{place}: {x} and {y}" for x, y in zip(NUMBER.findall(a), NUMBER.findall(b))
+            if not same_number(float(x), float(y), True)]
+
+
+def run(command, words):
+    done = subprocess.run([*command, *words], capture_output=True)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(words)}: exit code {done.returncode}\n{done.stderr.decode(errors='replace')}")
+    return done.stdout.decode("utf-8")
+
+
+def main():
+    linux, samples, windows = [os.path.abspath(sys.argv[1])], sys.argv[2], sys.argv[3:]
+    if not os.path.exists(linux[0]):
+        sys.exit(f"{linux[0]} is missing: build the preset dev first")
+    os.chdir(samples)
+    found = []
+    for words in RUNS:
+        for output in ["json", "csv", "terminal"]:
+            line = [*words, "--format", output, "--quiet"]
+            a, b = run(linux, line), run(windows, line)
+            place = " ".join(line)
+            if output == "json":
+                found += differences(json.loads(a), json.loads(b), place)
+            else:
+                found += text_differences(a, b, place)
+    # Letters beyond ASCII in every name, files of all kinds that Windows writes, and a data file it wrote itself.
+    with tempfile.TemporaryDirectory(prefix="velmora größe Ω ") as folder:
+        data = os.path.join(folder, "käse Ж.csv")
+        with open("german_credit.csv", encoding="utf-8") as source, open(data, "w", encoding="utf-8") as copy:
+            copy.write(source.read())
+        line = ["screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--quiet", "--format", "json"]
+        found += differences(json.loads(run(linux, line)), json.loads(run(windows, line)), "names beyond ASCII")
+        out = os.path.join(folder, "aus µ")
+        saved = {option: os.path.join(folder, name) for option, name in [
+            ("--recode", "recode ü"), ("--rules", "rules ü.txt"), ("--coded", "coded ü.parquet"), ("--bins", "bins ü.json")]}
+        run(windows, [*line[:-2], "--out", out, *[word for pair in saved.items() for word in pair]])
+        for path in [*saved.values(), os.path.join(out, "screening.html"), os.path.join(out, "screening.json")]:
+            if not os.path.exists(path):
+                found.append(f"{path} was not written")
+        line = ["feature-selection", saved["--coded"], "--dependents", "risk", "--quiet", "--format", "json"]
+        found += differences(json.loads(run(linux, line)), json.loads(run(windows, line)), "the Parquet file of Windows")
+    for words, expected in [
+        (["feature-selection", "a.sav", "--dependents", "x"], "no file"),
+        (["feature-selection", "vehicle.csv", "--dependents", "class", "--format", "xlsx"], "XLSX files are not written"),
+    ]:
+        done = subprocess.run([*windows, *words], capture_output=True)
+        if done.returncode == 0 or expected not in done.stderr.decode("utf-8"):
+            found.append(f"{' '.join(words)}: {done.returncode} {done.stderr.decode('utf-8')}")
+    print("\n".join(found) or f"{3 * len(RUNS)} outputs and the files agree")
+    sys.exit(1 if found else 0)
+
+
+main()
