@@ -115,10 +115,30 @@ TEST(Tree, CutsWhereReadingEveryRowAgainCuts) {
           GrowSlowly(data, rows, static_cast<std::size_t>(least), expected);
           std::sort(expected.begin(), expected.end());
           const Tree tree = Grow(data, weighted, least);
-          EXPECT_EQ(tree.CutPoints(), expected);
+          const std::vector<double> cuts = tree.CutPoints();
+          ASSERT_EQ(cuts.size(), expected.size());
+          for (std::size_t i = 0; i < cuts.size(); ++i) EXPECT_DOUBLE_EQ(cuts[i], expected[i]);
           EXPECT_NEAR(tree.Node(1).impurity * tree.Node(1).weight, static_cast<double>(Impurity(data, rows)),
                       1e-9 * static_cast<double>(rows.size()));
         }
+}
+
+TEST(Tree, CutsBetweenDecimalsAtTheDecimal) {
+  Data data;
+  data.classes = 2;
+  for (int i = 0; i < 2000; ++i) {
+    data.x.push_back(std::stod(std::to_string(i / 1000.0)));  // 0.000 to 1.999
+    data.y.push_back(1 + i % 2);
+    data.w.push_back(1);
+  }
+  const Tree tree = Grow(data, false, 1);
+  const std::vector<double> cuts = tree.CutPoints();
+  ASSERT_EQ(cuts.size(), 1999U);
+  for (std::size_t i = 0; i < cuts.size(); ++i) {
+    const std::string halves =
+        std::to_string(i / 1000) + "." + std::to_string(10000 + i % 1000 * 10 + 5).substr(1);
+    EXPECT_EQ(cuts[i], std::stod(halves));
+  }
 }
 
 // Frozen from scikit-learn 1.2.1 with min_samples_leaf as given; its constants are rounded to 32 bits.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -487,9 +488,23 @@ TreeResponse MakeContinuousResponse(std::span<const double> values, double missi
 
 namespace {
 
-// <= goes left, so the constant must not reach the upper value.
+// The number of 15 significant digits next to a value.
+double InFifteenDigits(double value) {
+  char digits[32];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 15);
+  double rounded = value;
+  std::from_chars(digits, end.ptr, rounded);
+  return rounded;
+}
+
+// <= goes left, so the constant must not reach the upper value. Midway between decimals lies a decimal, which the sum
+// may miss by its last bit: 1.6949999999999998 between 1.69 and 1.7. People read, write and compare 1.695.
 double MidPoint(double lower, double upper) {
   const double middle = 0.5 * lower + 0.5 * upper;
+  const double decimal = InFifteenDigits(middle);
+  const bool same =
+      std::abs(decimal - middle) <= 2 * std::numeric_limits<double>::epsilon() * std::abs(middle);
+  if (same && decimal >= lower && decimal < upper) return decimal;
   return middle >= lower && middle < upper ? middle : lower;
 }
 
