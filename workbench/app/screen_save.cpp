@@ -38,6 +38,19 @@ std::vector<std::string> FigureVariablesOf(const ScreenedResponse& response, con
   return names;
 }
 
+// What rounding has moved off a cut point counts as equal to it here, while other programs compare exactly: 0.1 * 3
+// lies above 0.3. So a cut point is saved as the highest value of the data that is equal to it.
+std::vector<double> CutPointsInData(const std::vector<double>& cutPoints, const Column& column) {
+  std::vector<double> saved = cutPoints;
+  for (const double value : column.values) {
+    const auto above = std::lower_bound(cutPoints.begin(), cutPoints.end(), value);
+    if (above == cutPoints.begin() || !NearlyEqualDoubles(*std::prev(above), value)) continue;
+    double& bound = saved[static_cast<std::size_t>(above - cutPoints.begin()) - 1];
+    bound = std::max(bound, value);
+  }
+  return saved;
+}
+
 SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const ScreenedPredictor& predictor,
                                 const Column& column) {
   SavedPredictor saved;
@@ -48,7 +61,7 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
   const std::string stem = response.name + "_" + predictor.name;
   saved.codedVariable = stem + "_Coded";
   saved.figureVariables = FigureVariablesOf(response, stem);
-  saved.cutPoints = predictor.cutPoints;
+  if (!saved.categorical) saved.cutPoints = CutPointsInData(predictor.cutPoints, column);
   for (const ScreenedLevel& level : predictor.levels) {
     const std::string* label = column.LabelOf(level.value);
     SavedLevel& item = saved.levels.emplace_back();
