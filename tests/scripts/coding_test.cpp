@@ -131,6 +131,7 @@ TEST(Recode, NamesFileLineAndReason) {
       {"\\Cond1]", "\\Cond0]", "f, line 7: the section [SelectionConditions\\Cond0] stands twice."},
       {"\\Cond1]", "\\Cand1]", "f, line 7: the section [SelectionConditions\\Cand1] is unknown."},
       {"\\Cond1]", "\\Cond1", "f, line 7: ] is missing at the end of the section's name."},
+      {"Value=(40", "Value=\xFC (40", "f, line 14: the text is not in UTF-8; save it in that encoding."},
       {"Value=(40", "Vale=(40", "f, line 14: the key Vale is unknown in a condition."},
       {"Value=(40, Inf)\n", "", "f, line 11: Value is missing in [SelectionConditions\\Cond2]."},
       {"Value=(40, Inf)", "(40, Inf)", "f, line 14: the line is neither a section nor KEY=VALUE."},

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "workbench/data/errors.h"
+#include "workbench/data/utf8_check.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -38,44 +39,6 @@ ClassTable MakeClasses(char delimiter) {
   classes[static_cast<unsigned char>(delimiter)] = kDelimiter;
   return classes;
 }
-
-// Follows the bytes of multi-byte sequences (Unicode 15, table 3-7).
-class Utf8Check {
- public:
-  // False when byte cannot stand here.
-  bool Accept(unsigned char byte) {
-    if (pending_ > 0) {
-      if (byte < low_ || byte > high_) return false;
-      low_ = 0x80;
-      high_ = 0xBF;
-      --pending_;
-      return true;
-    }
-    low_ = 0x80;
-    high_ = 0xBF;
-    if (byte < 0x80) return true;
-    if (byte >= 0xC2 && byte <= 0xDF) {
-      pending_ = 1;
-    } else if (byte >= 0xE0 && byte <= 0xEF) {
-      pending_ = 2;
-      if (byte == 0xE0) low_ = 0xA0;
-      if (byte == 0xED) high_ = 0x9F;
-    } else if (byte >= 0xF0 && byte <= 0xF4) {
-      pending_ = 3;
-      if (byte == 0xF0) low_ = 0x90;
-      if (byte == 0xF4) high_ = 0x8F;
-    } else {
-      return false;
-    }
-    return true;
-  }
-  bool Complete() const { return pending_ == 0; }
-
- private:
-  int pending_ = 0;
-  unsigned char low_ = 0x80;
-  unsigned char high_ = 0xBF;
-};
 
 std::string Plural(std::int64_t count, const char* thing) {
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");

@@ -140,7 +140,8 @@ class BinsReader {
     predictor.figureVariables = Texts(json, "figureVariables", owner);
     if (json.contains("missingCode"))
       predictor.missingCode = Member(json, "missingCode", owner, "a number", &Json::is_number).get<double>();
-    predictor.isTruth = json.contains("truth");
+    if (json.contains("truth"))
+      predictor.isTruth = Member(json, "truth", owner, "true or false", &Json::is_boolean).get<bool>();
     const std::size_t figures = response.kind == "categorical" ? response.codes.size() : 1;
     if (predictor.figureVariables.size() != figures)
       FailAt(owner, "figureVariables", "as long as it should be");

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "workbench/data/expression.h"
+#include "workbench/data/utf8_check.h"
 #include "workbench/scripts/case_condition.h"
 #include "workbench/scripts/recode_file.h"
 #include "workbench/scripts/saved_bins.h"
@@ -367,6 +368,12 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
 }
 
 ScriptProgram ParseCodingFile(std::string_view content, const std::string& file) {
+  // In another encoding its names and labels would be those of no data.
+  if (const std::size_t end = FirstByteBeyondUtf8(content); end != std::string_view::npos) {
+    const auto line =
+        1 + std::count(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(end), '\n');
+    FailInScript(file, static_cast<int>(line), "the text is not in UTF-8; save it in that encoding");
+  }
   const std::size_t begin = content.find_first_not_of("\xEF\xBB\xBF \t\r\n");
   if (begin == std::string_view::npos) throw DataError(file + " is empty.");
   const bool isRecode =
