@@ -386,7 +386,7 @@ const pageCharts = (() => {
       nameGap: 46, nameTextStyle: { color: c.soft, fontSize: 13, lineHeight: 24 }, axisLine: { lineStyle: { color: c.soft } }, splitLine: { lineStyle: { color: c.line } },
       axisLabel: { margin: 14, textStyle: { color: c.soft, fontSize: 12, lineHeight: 22 }, interval: Math.ceil(data.length / 8) - 1 } });
     return Object.assign(base(c), {
-      grid3D: { boxWidth: 110, boxDepth: 80, boxHeight: 62, viewControl: { distance: 168 * Math.max(1, 700 / width), alpha: 26, beta: 32, center: [0, -8, 0], zoomSensitivity: 0 },
+      grid3D: { boxWidth: 110, boxDepth: 80, boxHeight: 62, viewControl: { distance: 168 * Math.max(1, 700 / width), alpha: 26, beta: 32, center: [0, -13, 0], zoomSensitivity: 0 },
         axisPointer: { show: false }, light: { main: { intensity: 1.1, alpha: 45, beta: 30 }, ambient: { intensity: 0.45 } }, environment: 'none' },
       xAxis3D: axis(chart.position.title, chart.xTexts), yAxis3D: axis(chart.depth.title, chart.yTexts),
       zAxis3D: { type: 'value', name: chart.value.title, nameGap: 30, nameTextStyle: { color: c.soft, fontSize: 13, lineHeight: 24 },
