@@ -4,6 +4,8 @@ add_custom_command(TARGET velmora POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${DUCKDB_LIBRARY} $<TARGET_FILE_DIR:velmora>/duckdb.dll VERBATIM)
 
 set(zip_name velmora-${PROJECT_VERSION}-windows-x64)
+get_filename_component(duckdb_licence ${DUCKDB_LIBRARY} DIRECTORY)
+set(duckdb_licence ${duckdb_licence}/LICENSE)
 set(zip_folder ${CMAKE_BINARY_DIR}/${zip_name})
 add_custom_target(windows-zip
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${zip_folder} ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip
@@ -11,6 +13,7 @@ add_custom_target(windows-zip
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmora.exe $<TARGET_FILE:velmora>
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/vlmfsl.dll $<TARGET_FILE:vlmfsl>
   COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
+  COMMAND ${CMAKE_COMMAND} -E copy ${duckdb_licence} ${zip_folder}/duckdb_licence.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/docs/windows_readme.txt ${zip_folder}/README.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv ${zip_folder}/german_credit.csv
   COMMAND ${CMAKE_COMMAND} -E tar cf ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip --format=zip ${zip_name}
