@@ -16,6 +16,10 @@
 
 #include "workbench/python/python_objects.h"
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace velmora {
 
 namespace {
@@ -95,7 +99,37 @@ void OpenPythonToExtensions() {
     dlopen(python.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
 }
 
+#ifdef __SANITIZE_ADDRESS__
+// Python keeps memory of its own when it ends. That is no leak, but what we allocate while Python calls us would be
+// one: so each block that Python asks for is marked, rather than everything that is allocated below it.
+template <typename Allocate>
+void* AllocateUnwatched(Allocate allocate) {
+  const __lsan::ScopedDisabler unwatched;
+  return allocate();
+}
+void* MallocOfPython(void*, std::size_t size) {
+  return AllocateUnwatched([&] { return std::malloc(size == 0 ? 1 : size); });
+}
+void* CallocOfPython(void*, std::size_t count, std::size_t size) {
+  return AllocateUnwatched(
+      [&] { return count == 0 || size == 0 ? std::calloc(1, 1) : std::calloc(count, size); });
+}
+void* ReallocOfPython(void*, void* block, std::size_t size) {
+  return AllocateUnwatched([&] { return std::realloc(block, size == 0 ? 1 : size); });
+}
+void FreeOfPython(void*, void* block) { std::free(block); }
+
+void MarkMemoryOfPython() {
+  PyMemAllocatorEx allocator{nullptr, MallocOfPython, CallocOfPython, ReallocOfPython, FreeOfPython};
+  for (const PyMemAllocatorDomain domain : {PYMEM_DOMAIN_RAW, PYMEM_DOMAIN_MEM, PYMEM_DOMAIN_OBJ})
+    PyMem_SetAllocator(domain, &allocator);
+}
+#else
+void MarkMemoryOfPython() {}
+#endif
+
 bool StartInterpreter() {
+  MarkMemoryOfPython();
   OpenPythonToExtensions();
   PyImport_AppendInittab("velmora", MakeModule);
   PyConfig config;
