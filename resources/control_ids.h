@@ -93,7 +93,7 @@ enum ControlId : int {
   kControlResponseCodesCaption = 1080,
   kControlSortChiSquareP = 1093,
   kControlSortChiSquare = 1094,
-  kControlSortBinaryWithoutKey = 1095,
+  kControlSortBinaryWithoutKey = 1095,  // a command without a control
   kControlSortCategoricalGroup = 1096,
 
   // Predictor screening, results.

@@ -122,7 +122,6 @@ constexpr ControlTemplate kScreeningStartupAdvanced[] = {
     {kControlSortBinaryGroup,      kGroupBox,    "Sort Predictors for Binary response",      6,   6, 248, 44, 0},
     {kControlSortGini,             kRadioButton, "Sort by Gini coefficient",                14,  18, 232, 10, kGroupStart},
     {kControlSortInformationValue, kRadioButton, "Sort by Information value",               14,  32, 232, 10, 0},
-    {kControlSortBinaryWithoutKey, kRadioButton, "Do not sort",                            150,  32,  96, 10, kHidden},
     {kControlSortCategoricalGroup, kGroupBox,    "Sort Predictors for Categorical response", 6,  56, 248, 44, 0},
     {kControlSortChiSquareP,       kRadioButton, "Sort by Chi-square p-value",              14,  68, 232, 10, kGroupStart},
     {kControlSortChiSquare,        kRadioButton, "Sort by Chi-square value",                14,  82, 232, 10, 0},

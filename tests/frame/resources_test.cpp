@@ -55,13 +55,9 @@ TEST(Resources, CommandsWithoutAPlaceAreHiddenControls) {
   struct Row {
     int page, control;
   };
-  const Row rows[] = {{kStartupQuickPage, 1004},
-                      {kStartupQuickPage, 1019},
-                      {kStartupQuickPage, 1020},
-                      {kStartupQuickPage, 1021},
-                      {kScreeningStartupAdvancedPage, 1095},
-                      {kScreeningStartupTemplate, 1002},
-                      {kScreeningResultsTemplate, 10720},
+  const Row rows[] = {{kStartupQuickPage, 1004},         {kStartupQuickPage, 1019},
+                      {kStartupQuickPage, 1020},         {kStartupQuickPage, 1021},
+                      {kScreeningStartupTemplate, 1002}, {kScreeningResultsTemplate, 10720},
                       {kScreeningSavePage, 1092}};
   for (const Row& row : rows) {
     const vlm::DialogTemplate* page = ModuleResources().FindDialogTemplate(row.page);
@@ -72,6 +68,9 @@ TEST(Resources, CommandsWithoutAPlaceAreHiddenControls) {
     }
     EXPECT_TRUE(hidden) << row.control << " on " << row.page;
   }
+  // The order without a key is a command alone.
+  const vlm::DialogTemplate* page = ModuleResources().FindDialogTemplate(kScreeningStartupAdvancedPage);
+  for (int i = 0; i < page->controlCount; ++i) EXPECT_NE(page->controls[i].id, 1095);
 }
 
 TEST(Resources, InterfacesHaveOneNameAndOneIdAMember) {
