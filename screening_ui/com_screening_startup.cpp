@@ -78,7 +78,7 @@ void CComScreeningStartup::get_FactorCodes(const AutomationCall& call) {
     const std::span<const double> codes = screening.FactorCodes(i);
     lists.emplace_back(codes.begin(), codes.end());
   }
-  call.ReturnText(PrintCodeLists(lists));
+  call.ReturnText(PrintCodeLists(lists, Dialog().Input(), Dialog().Screening().categoricalPredictors));
 }
 
 void CComScreeningStartup::put_FactorCodes(const AutomationCall& call) {
@@ -87,7 +87,8 @@ void CComScreeningStartup::put_FactorCodes(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
-  call.ReturnText(PrintCodeLists({Dialog().Screening().responseCodes}));
+  call.ReturnText(PrintCodeLists({Dialog().Screening().responseCodes}, Dialog().Input(),
+                                 Dialog().Screening().categoricalResponses));
 }
 
 void CComScreeningStartup::put_ResponseCodes(const AutomationCall& call) {

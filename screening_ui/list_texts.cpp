@@ -74,12 +74,18 @@ void AppendOnce(std::vector<double>& codes, double code) {
   if (std::find(codes.begin(), codes.end(), code) == codes.end()) codes.push_back(code);
 }
 
+constexpr std::string_view kAllValues = "*";
+
 std::vector<double> ParseCodes(std::string_view text, vlm::IInputSpreadsheet& input, int variable) {
+  // One label needs no quotation marks, whatever blanks and signs it has.
+  double labelled = 0;
+  if (text != kAllValues && input.FindValue(variable, text.data(), LengthOf(text), &labelled) == 0)
+    return {labelled};
   std::vector<double> codes;
   for (const CodeWord& word : SplitWords(text)) {
     double code = 0;
     std::vector<double> several;
-    if (!word.quoted && word.text == "*") {
+    if (!word.quoted && word.text == kAllValues) {
       several = DistinctValues(input, variable);
     } else if (input.FindValue(variable, word.text.data(), LengthOf(word.text), &code) == 0) {
       several.push_back(code);
@@ -94,6 +100,23 @@ std::vector<double> ParseCodes(std::string_view text, vlm::IInputSpreadsheet& in
     }
   }
   return codes;
+}
+
+// Some value has the number of another one for its label: "2" as the first label of a variable of texts.
+bool AreNumbersAmbiguous(const std::vector<double>& codes, vlm::IInputSpreadsheet& input, int variable) {
+  return std::any_of(codes.begin(), codes.end(), [&](double code) {
+    const std::string number = CodeText(code);
+    double read = code;
+    return input.FindValue(variable, number.data(), LengthOf(number), &read) == 0 && read != code;
+  });
+}
+
+std::string QuotedLabel(double code, vlm::IInputSpreadsheet& input, int variable) {
+  StringSink label;
+  if (input.GetValueLabel(variable, code, &label) != 0) return CodeText(code);
+  std::string quoted = "\"";
+  for (const char c : label.Text()) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return quoted + "\"";
 }
 
 std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpreadsheet& input,
@@ -150,17 +173,29 @@ std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value
   }
   const std::string text = ToText(value);
   if (Trimmed(text).empty()) return lists;
+  if (Trimmed(text) == kAllValues) {
+    RequireListCount(1, variables.size());
+    for (std::size_t i = 0; i < variables.size(); ++i) lists[i] = DistinctValues(input, variables[i]);
+    return lists;
+  }
   const std::vector<std::string_view> parts = SplitLists(text);
   RequireListCount(parts.size(), variables.size());
-  for (std::size_t i = 0; i < parts.size(); ++i) lists[i] = ParseCodes(parts[i], input, variables[i]);
+  for (std::size_t i = 0; i < parts.size(); ++i)
+    lists[i] = ParseCodes(Trimmed(parts[i]), input, variables[i]);
   return lists;
 }
 
-std::string PrintCodeLists(const std::vector<std::vector<double>>& lists) {
+std::string PrintCodeLists(const std::vector<std::vector<double>>& lists, vlm::IInputSpreadsheet& input,
+                           const std::vector<int>& variables) {
   std::string text;
   for (std::size_t i = 0; i < lists.size(); ++i) {
     if (i > 0) text += " | ";
-    for (std::size_t j = 0; j < lists[i].size(); ++j) text += (j > 0 ? " " : "") + CodeText(lists[i][j]);
+    if (lists[i].empty()) continue;
+    const bool labels = AreNumbersAmbiguous(lists[i], input, variables[i]);
+    for (std::size_t j = 0; j < lists[i].size(); ++j) {
+      const double code = lists[i][j];
+      text += (j > 0 ? " " : "") + (labels ? QuotedLabel(code, input, variables[i]) : CodeText(code));
+    }
   }
   return text;
 }

@@ -12,13 +12,15 @@ namespace vlmfsl {
 
 // Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\" | *"), or an
 // array of one item a variable. A list holds numbers, ranges of whole numbers ("1-4") and value labels (in
-// double quotation marks where they have blanks); "*" stands for all values of the selected cases.
+// double quotation marks where several stand in a text and they have blanks); "*" stands for all values of the
+// selected cases, and alone for those of every variable.
 [[nodiscard]] std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
                                                              vlm::IInputSpreadsheet& input,
                                                              const std::vector<int>& variables);
 
-// The codes in the notation that ReadCodeLists takes.
-[[nodiscard]] std::string PrintCodeLists(const std::vector<std::vector<double>>& lists);
+// The codes in the notation that ReadCodeLists takes: as numbers, or as labels where a number could be a label.
+[[nodiscard]] std::string PrintCodeLists(const std::vector<std::vector<double>>& lists,
+                                         vlm::IInputSpreadsheet& input, const std::vector<int>& variables);
 
 // All values of the selected cases, ascending.
 [[nodiscard]] std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNumber);
