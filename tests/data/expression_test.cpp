@@ -239,8 +239,8 @@ TEST(Names, Resolve) {
 }
 
 TEST(Names, Lists) {
-  const Table table = Names(
-      {"age", "Amount", "v1", "x.a", "x.b", "two words", "Dup", "dup", "\xC3\xA9t\xC3\xA9", "a-b", "12"});
+  const Table table = Names({"age", "Amount", "v1", "x.a", "x.b", "two words", "Dup", "dup",
+                             "\xC3\xA9t\xC3\xA9", "a-b", "12", "1-3"});
   const struct {
     const char* text;
     std::vector<int> expected;
@@ -250,12 +250,16 @@ TEST(Names, Lists) {
       {"3,1;2", {3, 1, 2}, ""},
       {"age-v1 v5", {1, 2, 3, 5}, ""},
       {"a-b", {10}, ""},
+      {"two words", {6}, ""},
+      {"1-3", {1, 2, 3}, ""},
+      {"\"1-3\" age", {12, 1}, ""},
       {"\"two words\"-dup \"12\" 1", {6, 7, 8, 11, 1}, ""},
       {"v2-v4", {2, 3, 4}, ""},
       {"", {}, ""},
       {"5-2", {}, "runs backwards"},
       {"0", {}, "no variable 0"},
-      {"12", {}, "no variable 12"},
+      {"12", {12}, ""},
+      {"13", {}, "no variable 13"},
       {"\"age", {}, "position 1 that is not closed"},
       {"agf", {}, "did you mean \"age\"?"},
   };

@@ -168,8 +168,16 @@ int ResolveListPart(const Table& table, const ListPart& part) {
   return number >= 0 ? CheckedNumber(table, number, part.text) : ResolveVariable(table, part.text);
 }
 
-// Where the dash of a range stands in an unquoted part that is no variable itself, or npos.
+bool IsRangeOfNumbers(std::string_view text) {
+  const std::size_t dash = text.find('-');
+  return dash != std::string_view::npos && WholeNumber(text.substr(0, dash)) >= 0 &&
+         WholeNumber(text.substr(dash + 1)) >= 0;
+}
+
+// Where the dash of a range stands in an unquoted part, or npos. A variable whose name has a dash is itself, but
+// 5-9 are always numbers, as lists are printed: a variable of that name stands in quotes.
 std::size_t FindRangeDash(const Table& table, const std::string& text) {
+  if (IsRangeOfNumbers(text)) return text.find('-');
   if (FindExact(table, text) != 0) return std::string::npos;
   for (std::size_t dash = text.find('-', 1); dash != std::string::npos; dash = text.find('-', dash + 1)) {
     if (dash + 1 == text.size()) break;
@@ -227,6 +235,10 @@ std::vector<int> ResolveVariables(const Table& table, std::span<const std::strin
 }
 
 std::vector<int> ParseVariableList(const Table& table, std::string_view text) {
+  // One name needs no quotes, whatever blanks and signs it has.
+  if (WholeNumber(text) < 0 && !IsRangeOfNumbers(text)) {
+    if (const int whole = FindExact(table, text); whole != 0) return {whole};
+  }
   std::vector<int> numbers;
   std::size_t at = 0;
   while (at < text.size()) {

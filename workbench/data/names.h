@@ -28,8 +28,9 @@ std::vector<int> ResolveVariables(const Table& table, std::span<const std::strin
 
 // A variable list: numbers, ranges, v3, names and quoted names separated by blanks, commas or semicolons:
 //   1-5 7 v9 amount "monthly income" 12-14      ranges also of names: risk-purpose
-// A bare number is a variable number, even if a variable has that name; quoted it is a name. Keeps order and
-// repeats. Throws DataError naming the part at fault.
+// Bare numbers and ranges of numbers are variable numbers, even if a variable is called so; quoted they are
+// names. A text that is one name as a whole is that variable. Keeps order and repeats. Throws DataError naming
+// the part at fault.
 std::vector<int> ParseVariableList(const Table& table, std::string_view text);
 
 // The shortest list of numbers: runs of three or more consecutive numbers become a range. {1,2,3,5,6} -> "1-3

@@ -28,6 +28,7 @@ std::string LowerExtension(const std::string& path) {
 }
 
 void RequireReadableFile(const std::string& path) {
+  if (path.empty()) throw DataError("A data file needs a name.");
   std::error_code code;
   const auto status = std::filesystem::status(PathOf(path), code);
   if (!std::filesystem::exists(status)) throw DataError("There is no file " + path + ".");
