@@ -126,6 +126,7 @@ fails("data.Variables['agee']", "Error", "age")
 fails("data.Variables[21]", "IndexError", "21 of 21")
 fails("data.IncludeCases('age >')", "Error", "age >")
 fails("data.CaseWeight = 'risky'", "Error", "risk")
+fails("data.CaseWeight = 'risk'", "Error", "risk: it holds texts")
 fails("data.AddVariable('x', [1, 2])", "Error", "has 2 values for 1000 cases")
 fails("app.Open('nothing.csv')", "Error", "nothing.csv")
 fails("app.Analyses.Add('regression')", "Error", "There is no analysis regression")
@@ -290,6 +291,49 @@ TEST_F(Script, RepeatsRunsToTheLastBit) {
     const ProcessResult third = RunVelmora({"run", folder.Write("third.py", own)});
     EXPECT_EQ(third.out, run.out) << own << third.err;
   }
+}
+
+// Names and labels that look like other notations stand for themselves, alone in a list or printed and read again.
+TEST_F(Script, TakesNamesAndLabelsAsTheyAre) {
+  std::string csv = "risk,my grade,1-3,home,amount\n";
+  for (int i = 0; i < 120; ++i) {
+    const char* const grades[] = {"2", "3", "x"};
+    csv += std::string(i * 7 % 5 < 2 ? "good" : "bad") + "," + grades[i % 3] + "," +
+           std::to_string(i * 31 % 97) + "," + (i % 4 < 2 ? "\"own house\"" : "\"with kin, free\"") + "," +
+           std::to_string(i * 17 % 89) + "\n";
+  }
+  folder.Write("grades.csv", csv);
+  const ProcessResult result = Run(R"py(
+data = app.Open("grades.csv")
+analysis = app.Analyses.Add("Predictor screening")
+startup = analysis.StartupDialog
+startup.Variables = [[], [], ["risk"], ["my grade", "home"], ["amount"]]
+print(startup.Variables)
+startup.GoodCode, startup.BadCode, startup.FactorCodes = "good", "bad", "*"
+print(startup.FactorCodes)
+startup.FactorCodes = startup.FactorCodes
+print(startup.FactorCodes)
+script = analysis.SettingsScript().replace("terminal", "json")
+startup.FactorCodes = [["2", "x"], ["own house", "with kin, free"]]
+print(startup.FactorCodes)
+startup.FactorCodes = "*"
+startup.OK()
+analysis.WriteResults("as list", ["csv", "json"])
+with open("repeated.py", "w") as file:
+    file.write(script)
+selection = app.StartFeatureSelection()
+selection.Variables = [["amount"], [], [2, "1-3", "home"], []]
+print(selection.Variables, "|", data.VariableNumbers("1-3"))
+)py");
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out,
+            " |  | 1 | 2 4 | 5\n"
+            "\"2\" \"3\" \"x\" | 1 2\n"
+            "\"2\" \"3\" \"x\" | 1 2\n"
+            "\"2\" \"x\" | 1 2\n"
+            "5 |  | 2 1 3 4 |  | [3]\n");
+  const ProcessResult repeated = RunVelmora({"run", "--quiet", "repeated.py"}, Here());
+  EXPECT_EQ(repeated.out, ReadFile(folder.Path() / "as list/screening.json")) << repeated.err;
 }
 
 TEST_F(Script, SamplesRun) {

@@ -25,6 +25,17 @@ using Arguments = std::vector<Variant>;
   throw AutomationError(vlm::kAutomationErrorCode, sentence);
 }
 
+// One text, or those of an array.
+std::vector<std::string> TextsOf(const Variant& value) {
+  std::vector<std::string> texts;
+  if (value.Type() == vlm::kAutomationArray) {
+    for (const Variant& text : value.AsArray()) texts.push_back(text.AsText());
+  } else if (!value.IsEmpty()) {
+    texts.push_back(value.AsText());
+  }
+  return texts;
+}
+
 // An analysis by its identifier or its name.
 int AnalysisIdOf(const Variant& which) {
   if (which.Type() != vlm::kAutomationText) return which.AsInt();
@@ -192,10 +203,11 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
         nullptr},
        {Method(14, "WriteResults",
                "Writes files of the results (\"json, csv, xlsx, html\", empty: all) to a folder", 2,
-               kAutomationText, "Folder, Formats"),
+               vlm::kAutomationVariant, "Folder, Formats"),
         [](Self& s, const Arguments& a) {
-          s.AskReporter(
-              [&](AnalysisReporter& reporter) { reporter.WriteResults(a[0].AsText(), a[1].AsText()); });
+          std::string formats;
+          for (const std::string& format : TextsOf(a[1])) formats += (formats.empty() ? "" : ",") + format;
+          s.AskReporter([&](AnalysisReporter& reporter) { reporter.WriteResults(a[0].AsText(), formats); });
           return Variant();
         },
         nullptr},
@@ -359,11 +371,7 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
           const auto core = LockedCore(s.core_);
           DataRecipe how;
           how.delimiter = a[1].AsText();
-          if (a[2].Type() == vlm::kAutomationArray) {
-            for (const Variant& text : a[2].AsArray()) how.missingTexts.push_back(text.AsText());
-          } else if (!a[2].IsEmpty()) {
-            how.missingTexts.push_back(a[2].AsText());
-          }
+          how.missingTexts = TextsOf(a[2]);
           core->OpenDataFile(a[0].AsText(), how, nullptr);
           core->ThrowKept();
           return Variant(core->inputObject);

@@ -265,6 +265,9 @@ void SessionCore::WeightBy(int variableNumber) {
     throw DataError("There is no variable " + std::to_string(variableNumber) +
                     " to weight the cases by; the data have " + std::to_string(table.VariableCount()) + ".");
   }
+  if (variableNumber > 0 && table.Variable(variableNumber).fromText)
+    throw DataError("Cases cannot be weighted by " + table.Variable(variableNumber).name +
+                    ": it holds texts.");
   weightVariable = variableNumber;
   DataChanged();
 }
