@@ -437,8 +437,8 @@ screened.OK()
 outputs = results.Summary
 results.HistogramOfImportanceForBestPredictors
 results.ReportOfBestKPredictors
-for object in [app, app.Spreadsheets, data, data.Variables, data.Variables[0], app.Analyses, analysis, app.Workbook,
-               *app.Workbook, outputs, startup, results, screened, screening.ResultsDialog]:
+for object in [app, app.Spreadsheets, data, data.Variables, data.Variables[0], app.Analyses, analysis, analysis.Window,
+               app.Workbook, *app.Workbook, outputs, startup, results, screened, screening.ResultsDialog]:
     show(object)
 )py");
   ASSERT_EQ(result.exitCode, 0) << result.err;
