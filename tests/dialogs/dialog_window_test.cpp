@@ -194,7 +194,7 @@ TEST_F(DialogTest, CaptionsReadPlain) {
       {"R&&D", "R&D"},
       {"qReport of b&est", "Report of best"},
       {"i&Factor codes:", "Factor codes:"},
-      {"!222 Interaction plot", " Interaction plot"},
+      {"!222 Interaction plot", "Interaction plot"},
       {"&Interaction", "Interaction"},
       {"quick", "quick"},
       {"end&", "end"},

@@ -114,6 +114,8 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   std::optional<int> RequestedStep() const { return requestedStep_; }
 
   // --- For a face
+  // The data that variables are chosen from.
+  const Table& Data() const { return owner_.Data(); }
   const std::string& Caption() const { return caption_; }
   // The data that the dialog works on: file, selection, weights. Empty until the module had it filled in.
   const std::string& DataLine() const { return dataLine_; }

@@ -62,8 +62,16 @@ std::string_view IconMark(std::string_view caption) {
   return caption.substr(0, marked ? 1 : 0);
 }
 
+std::string_view CaptionWithoutIcon(std::string_view caption) {
+  const bool isNumber = caption.starts_with('!');
+  caption.remove_prefix(IconMark(caption).size() + (isNumber ? 1 : 0));
+  // The number may be set off from the caption by a blank.
+  if (isNumber && caption.starts_with(' ')) caption.remove_prefix(1);
+  return caption;
+}
+
 std::string PlainCaption(std::string_view caption) {
-  caption.remove_prefix(IconMark(caption).size() + (caption.starts_with('!') ? 1 : 0));
+  caption = CaptionWithoutIcon(caption);
   std::string plain;
   for (std::size_t index = 0; index < caption.size(); ++index) {
     // "&&" is an ampersand to be read.

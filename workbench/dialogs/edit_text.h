@@ -18,6 +18,8 @@ std::string RealText(double value, bool truncate, std::string_view separator);
 std::string PlainCaption(std::string_view caption);
 // The icon's mark: "249" of "!249Summary", "q" of "qReport of b&est"; empty when the caption has none.
 std::string_view IconMark(std::string_view caption);
+// A caption as a window of the system takes it: without the icon's mark, with the accelerator's.
+std::string_view CaptionWithoutIcon(std::string_view caption);
 // The letter behind the accelerator's mark, in lower case; 0 when there is none.
 char Accelerator(std::string_view caption);
 
