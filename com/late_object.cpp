@@ -191,6 +191,22 @@ HRESULT MakeEnumerator(IDispatch& self, vlm::IAutomationObject& target, VARIANT*
   return S_OK;
 }
 
+// "Analyses(1)" of a script asks for a property with an argument that it does not take: meant is the default member of
+// the object that the property answers.
+HRESULT InvokeDefaultOf(vlm::IAutomationObject& target, DISPID id, WORD flags, DISPPARAMS* parameters,
+                        VARIANT* result, EXCEPINFO* exception, UINT* argumentError) {
+  VARIANT owner;
+  VariantInit(&owner);
+  const HRESULT got = InvokeAutomation(target, id, vlm::kInvokeGet, nullptr, 0, &owner, exception, nullptr);
+  if (got != S_OK) return got == DISP_E_EXCEPTION ? got : DISP_E_BADPARAMCOUNT;
+  const HRESULT called = V_VT(&owner) == VT_DISPATCH && V_DISPATCH(&owner)
+                             ? V_DISPATCH(&owner)->Invoke(DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT, flags,
+                                                          parameters, result, exception, argumentError)
+                             : DISP_E_BADPARAMCOUNT;
+  VariantClear(&owner);
+  return called;
+}
+
 }  // namespace
 
 HRESULT InvokeAutomation(vlm::IAutomationObject& target, int dispatchId, int kind,
@@ -249,6 +265,9 @@ HRESULT InvokeLate(IDispatch& self, vlm::IAutomationObject& target, DISPID id, W
                          exception, &wrongArgument);
     if (called == DISP_E_TYPEMISMATCH && argumentError) {
       *argumentError = parameters->cArgs == 0 ? 0 : parameters->cArgs - 1 - static_cast<UINT>(wrongArgument);
+    }
+    if (called == DISP_E_BADPARAMCOUNT && !isPut && parameters->cArgs > 0) {
+      return InvokeDefaultOf(target, id, flags, parameters, result, exception, argumentError);
     }
     return called == S_OK && result ? MakeScriptArray(result) : called;
   } catch (...) {

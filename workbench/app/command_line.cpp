@@ -10,6 +10,7 @@
 #include "workbench/app/options.h"
 #include "workbench/app/run_command.h"
 #include "workbench/app/screen_command.h"
+#include "workbench/app/system_commands.h"
 #include "workbench/app/variables_command.h"
 
 #ifndef VELMORA_VERSION
@@ -76,19 +77,26 @@ bool AsksForHelp(const Command& command, const std::vector<std::string>& argumen
 }  // namespace
 
 const std::vector<Command>& Commands() {
-  static const std::vector<Command> commands = {
-      {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
-       RunFeatureSelectionCommand},
-      {"run", "do it by a script", kRunHelp, RunRunCommand, true},
-      {"screen", "cut predictors into bins and score them against a response", kScreenHelp, RunScreenCommand},
-      {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
-      {"variables", "show what is in a data file, and how it is taken", kVariablesHelp, RunVariablesCommand},
-  };
+  static const std::vector<Command> commands = [] {
+    std::vector<Command> all = {
+        {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
+         RunFeatureSelectionCommand},
+        {"run", "do it by a script", kRunHelp, RunRunCommand, true},
+        {"screen", "cut predictors into bins and score them against a response", kScreenHelp,
+         RunScreenCommand},
+        {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
+        {"variables", "show what is in a data file, and how it is taken", kVariablesHelp,
+         RunVariablesCommand},
+    };
+    for (const Command& command : SystemCommands()) all.push_back(command);
+    return all;
+  }();
   return commands;
 }
 
 int RunCommandLine(const std::vector<std::string>& arguments) {
   const std::string first = arguments.empty() ? std::string() : arguments.front();
+  if (const std::optional<int> done = RunSystemSwitch(arguments)) return *done;
   std::string speaker = "velmora";
   return RunGuarded(speaker, [&]() -> int {
     if (arguments.empty()) {

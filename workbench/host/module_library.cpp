@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "workbench/host/process_exports.h"
 #include "workbench/host/session.h"
@@ -20,6 +22,11 @@ vlm::AnalysisFactory FindFactory(void* handle, const char* name, const std::stri
   return reinterpret_cast<vlm::AnalysisFactory>(symbol);
 }
 
+std::vector<std::shared_ptr<ModuleLibrary>>& ReleasedLater() {
+  static std::vector<std::shared_ptr<ModuleLibrary>> libraries;
+  return libraries;
+}
+
 }  // namespace
 
 std::string ModuleLibrary::DefaultPath() {
@@ -34,6 +41,7 @@ std::string ModuleLibrary::DefaultPath() {
 }
 
 std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
+  ReleasedLater().clear();
   const std::shared_ptr<ModuleLibrary> library(new ModuleLibrary);
   std::error_code error;
   // A name without a folder would be looked for along the system's search path.
@@ -51,6 +59,10 @@ std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
   library->screening_ = FindFactory(library->handle_, vlm::kScreeningFactory, library->path_);
   ActOnQueuedRegistrations(library->path_);
   return library;
+}
+
+void ModuleLibrary::ReleaseLater(std::shared_ptr<ModuleLibrary> library) {
+  ReleasedLater().push_back(std::move(library));
 }
 
 ModuleLibrary::~ModuleLibrary() {

@@ -15,6 +15,9 @@ class ModuleLibrary {
   // The module that is found beside the executable. Throws ModuleError when there is none.
   static std::string DefaultPath();
   ~ModuleLibrary();
+  // Lets go of a library whose code may still be on the way back to its caller: its file is unloaded when a module is
+  // loaded next, or with the process.
+  static void ReleaseLater(std::shared_ptr<ModuleLibrary> library);
   ModuleLibrary(const ModuleLibrary&) = delete;
   ModuleLibrary& operator=(const ModuleLibrary&) = delete;
 

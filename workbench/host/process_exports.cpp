@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "workbench/automation/sinks.h"
+#include "workbench/host/type_library.h"
 
 #if defined(_WIN32)
 #define VELMORA_EXPORT __declspec(dllexport)
@@ -61,6 +62,8 @@ void ActOnQueuedRegistrations(const std::string& moduleFile) {
   const std::lock_guard lock(all.mutex);
   for (TypeLibraryRegistration& registration : all.queued) {
     registration.moduleFile = moduleFile;
+    // A module without a registered library works; only other programs do not find its interfaces.
+    registration.registered = RegisterTypeLibraryOf(moduleFile);
     // A library registered again takes the place of its older registration.
     std::erase_if(all.done, [&](const TypeLibraryRegistration& other) {
       return other.libraryId == registration.libraryId;
@@ -86,7 +89,7 @@ VELMORA_EXPORT int QvdOleRegisterTypeLib(void* moduleInstance, const char* libra
   try {
     const auto textOf = [](const char* text) { return std::string(text == nullptr ? "" : text); };
     velmora::TypeLibraryRegistration registration{
-        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}};
+        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}, false};
     velmora::Registrations& all = velmora::AllRegistrations();
     const std::lock_guard lock(all.mutex);
     all.queued.push_back(std::move(registration));

@@ -42,7 +42,9 @@ void SetApplicationLog(HostLog* log);
 struct TypeLibraryRegistration {
   void* moduleInstance = nullptr;
   std::string libraryId, subPath, helpFolder;
-  std::string moduleFile;  // filled in when the registration is acted on
+  // Filled in when the registration is acted on.
+  std::string moduleFile;
+  bool registered = false;  // with the system, where it has a registry of type libraries
 };
 
 // Registrations queue while a module is being loaded, inside the loader's lock, and are acted on afterwards.

@@ -26,7 +26,10 @@ class ScriptObject final : public vlm::IAutomationObject {
     return inner_->GetIdOfName(name, length, dispatchId);
   }
   // Of the module's making, with the vtable of its type library; its calls come back through here.
-  void* MakeComObject(vlm::IAutomationObject* through) override { return inner_->MakeComObject(through); }
+  void* MakeComObject(vlm::IAutomationObject* through) override {
+    releasedByModule_ = true;
+    return inner_->MakeComObject(through);
+  }
 
   int Invoke(int dispatchId, int kind, const vlm::AutomationValue* arguments, int argumentCount,
              vlm::IAutomationResult* result) override {
@@ -49,8 +52,13 @@ class ScriptObject final : public vlm::IAutomationObject {
   }
 
  private:
-  ~ScriptObject() = default;
+  ~ScriptObject() {
+    inner_ = {};
+    // The last reference may be let go by a COM object, whose code is the module's.
+    if (releasedByModule_) ModuleLibrary::ReleaseLater(std::move(library_));
+  }
   int references_ = 1;
+  bool releasedByModule_ = false;
   std::shared_ptr<ModuleLibrary> library_;  // released after the module's object
   std::weak_ptr<SessionCore> core_;
   ObjectReference inner_;

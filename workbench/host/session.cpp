@@ -125,6 +125,7 @@ void Session::EndAnalysis() {
 
 Workbook& Session::Documents() { return *state_->core->home->workbook; }
 void Session::SetCurrentGroup(int group) { state_->core->home->currentGroup = group; }
+void Session::ThrowKept() { state_->core->ThrowKept(); }
 std::vector<std::string> Session::LogTexts() const {
   std::vector<std::string> texts;
   for (LogLine& line : state_->core->log.Lines()) texts.push_back(std::move(line.text));

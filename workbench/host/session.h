@@ -106,6 +106,10 @@ class Session {
   // Notices and documents that come now belong to this group of the workbook (0: whole run, the default).
   void SetCurrentGroup(int group);
 
+  // Throws, once, what a command of a dialog left behind that no call into the session has thrown: for a loop that
+  // lets a person act.
+  void ThrowKept();
+
   // Entries of the log: failures inside the module, and what it did against the rules of the contract.
   std::vector<std::string> LogTexts() const;
 
