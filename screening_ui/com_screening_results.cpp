@@ -131,15 +131,10 @@ void CComScreeningResults::get_Predictor(const AutomationCall& call) {
 void CComScreeningResults::put_Predictor(const AutomationCall& call) {
   const int kind = KindOfMember(call.member.dispatchId);
   const int variable = call.Int();
-  const std::vector<PredSummary>& results = Dialog().Screening().Results(kind);
-  const std::vector<int>& order = Dialog().Screening().Order(kind);
-  for (std::size_t position = 0; position < order.size(); ++position) {
-    if (results[static_cast<std::size_t>(order[position])].predictorVariable == variable) {
-      return Dialog().Choose(kind, static_cast<int>(position));
-    }
+  if (!Dialog().ChooseWhere(kind, [&](const PredSummary& r) { return r.predictorVariable == variable; })) {
+    throw AutomationException("Variable " + std::to_string(variable) +
+                              " is not among the screened predictors.");
   }
-  throw AutomationException("Variable " + std::to_string(variable) +
-                            " is not among the screened predictors.");
 }
 
 void CComScreeningResults::get_PredictorString(const AutomationCall& call) {
@@ -150,14 +145,9 @@ void CComScreeningResults::get_PredictorString(const AutomationCall& call) {
 void CComScreeningResults::put_PredictorString(const AutomationCall& call) {
   const int kind = KindOfMember(call.member.dispatchId);
   const std::string name = ToText(call.Value());
-  const std::vector<PredSummary>& results = Dialog().Screening().Results(kind);
-  const std::vector<int>& order = Dialog().Screening().Order(kind);
-  for (std::size_t position = 0; position < order.size(); ++position) {
-    if (results[static_cast<std::size_t>(order[position])].predictorName == name) {
-      return Dialog().Choose(kind, static_cast<int>(position));
-    }
+  if (!Dialog().ChooseWhere(kind, [&](const PredSummary& r) { return r.predictorName == name; })) {
+    throw AutomationException("\"" + name + "\" is not among the screened predictors.");
   }
-  throw AutomationException("\"" + name + "\" is not among the screened predictors.");
 }
 
 void CComScreeningResults::get_NumberOfPredictorsToSave(const AutomationCall& call) {

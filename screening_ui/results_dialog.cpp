@@ -13,15 +13,13 @@
 #include "screening_out/bin_conditions.h"
 #include "screening_out/coded_variables.h"
 #include "screening_out/importance_tables.h"
+#include "screening_out/output_texts.h"
 #include "screening_out/predictor_tables.h"
 #include "screening_out/rules_report.h"
 #include "screening_out/text_file.h"
 
 namespace vlmfsl {
 namespace {
-
-// Outputs come in this order.
-constexpr int kKinds[] = {kBinaryKind, kContinuousKind, kCategoricalKind};
 
 int DropDownOf(int responseKind) {
   if (responseKind == kBinaryKind) return kControlBinaryPredictor;
@@ -79,7 +77,7 @@ void CFeatureSelectionTemplateResultsDialog::InitDialog() {
 }
 
 void CFeatureSelectionTemplateResultsDialog::Refresh() {
-  for (const int kind : kKinds) ShowPage(kind);
+  for (const int kind : kKindsInOutputOrder) ShowPage(kind);
   Window()->SetDlgItemInt(kControlNumberToSave, numberToSave_);
   Window()->CheckDlgButton(kControlSaveCodedToBundle, saveToBundle_ ? 1 : 0);
 }
@@ -98,11 +96,15 @@ void CFeatureSelectionTemplateResultsDialog::ShowPage(int responseKind) {
   Window()->SelectDropDownItem(dropDown, count > 0 ? chosen : -1);
 }
 
-const PredSummary* CFeatureSelectionTemplateResultsDialog::Chosen(int responseKind) const {
+int CFeatureSelectionTemplateResultsDialog::ChosenIndex(int responseKind) const {
   const std::vector<int>& order = Screening().Order(responseKind);
   const auto position = static_cast<std::size_t>(chosen_[static_cast<std::size_t>(responseKind)]);
-  if (position >= order.size()) return nullptr;
-  return &Screening().Results(responseKind)[static_cast<std::size_t>(order[position])];
+  return position < order.size() ? order[position] : -1;
+}
+
+PredSummary* CFeatureSelectionTemplateResultsDialog::Chosen(int responseKind) const {
+  const int index = ChosenIndex(responseKind);
+  return index < 0 ? nullptr : &Screening().Results(responseKind)[static_cast<std::size_t>(index)];
 }
 
 void CFeatureSelectionTemplateResultsDialog::Choose(int responseKind, int position) {
@@ -124,7 +126,7 @@ void CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
   double given = 0;
   const bool isNumber = Window()->GetDlgItemReal(kControlNumberToSave, &given) == 0;
   std::size_t longest = 0;
-  for (const int kind : kKinds) longest = std::max(longest, Screening().Results(kind).size());
+  for (const int kind : kKindsInOutputOrder) longest = std::max(longest, Screening().Results(kind).size());
   const double rounded = RoundHalfAway(given);
   if (isNumber && rounded >= 1 && rounded <= static_cast<double>(longest)) {
     numberToSave_ = static_cast<int>(rounded);
@@ -212,7 +214,7 @@ std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(Ref<vlm::IDo
 
 CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsDialog::MakeSummary() {
   Sheets sheets;
-  for (const int kind : kKinds) {
+  for (const int kind : kKindsInOutputOrder) {
     for (Ref<vlm::ISpreadsheet>& sheet : MakeImportance(kind)) sheets.push_back(std::move(sheet));
   }
   return sheets;
@@ -226,27 +228,22 @@ CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsD
 
 CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsDialog::MakePredictorTable(
     int responseKind) {
-  const std::vector<int>& order = Screening().Order(responseKind);
-  const auto position = static_cast<std::size_t>(chosen_[static_cast<std::size_t>(responseKind)]);
-  if (position >= order.size()) return {};
-  Ref<vlm::ISpreadsheet> sheet = ShowPredictorTable(Screening(), responseKind, order[position]);
+  const int index = ChosenIndex(responseKind);
+  if (index < 0) return {};
+  Ref<vlm::ISpreadsheet> sheet = ShowPredictorTable(Screening(), responseKind, index);
   return sheet ? Sheets{std::move(sheet)} : Sheets{};
 }
 
 void CFeatureSelectionTemplateResultsDialog::MakeDistributionTable() {
-  const std::vector<int>& order = Screening().Order(kBinaryKind);
-  const auto position = static_cast<std::size_t>(chosen_[kBinaryKind]);
-  if (position < order.size()) (void)ShowDistributionTable(Screening(), order[position]);
+  const int index = ChosenIndex(kBinaryKind);
+  if (index >= 0) (void)ShowDistributionTable(Screening(), index);
 }
 
 Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int controlId) {
   for (const GraphButton& button : kGraphButtons) {
     if (button.controlId != controlId) continue;
-    const std::vector<int>& order = Screening().Order(button.responseKind);
-    const auto position = static_cast<std::size_t>(chosen_[static_cast<std::size_t>(button.responseKind)]);
-    if (position >= order.size()) return {};
-    std::vector<PredSummary>& results = Screening().Results(button.responseKind);
-    return (Screening().*button.make)(results[static_cast<std::size_t>(order[position])]);
+    PredSummary* const record = Chosen(button.responseKind);
+    return record != nullptr ? (Screening().*button.make)(*record) : Ref<vlm::IGraph>();
   }
   return {};
 }

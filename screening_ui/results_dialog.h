@@ -50,9 +50,18 @@ class CFeatureSelectionTemplateResultsDialog final
   CFeatureSelectionTemplate& Screening() const { return static_cast<CFeatureSelectionTemplate&>(Analysis()); }
 
   // The result record chosen on the page of a response kind; null when the kind has no results.
-  const PredSummary* Chosen(int responseKind) const;
-  // position: in the kind's order, best first.
-  void Choose(int responseKind, int position);
+  PredSummary* Chosen(int responseKind) const;
+  // Chooses the best predictor for which is(record) says true. False when there is none.
+  template <typename Predicate>
+  bool ChooseWhere(int responseKind, Predicate is) {
+    const std::vector<int>& order = Screening().Order(responseKind);
+    for (std::size_t position = 0; position < order.size(); ++position) {
+      if (!is(Screening().Results(responseKind)[static_cast<std::size_t>(order[position])])) continue;
+      Choose(responseKind, static_cast<int>(position));
+      return true;
+    }
+    return false;
+  }
   void ShowPage(int responseKind);
 
   // Outputs, shown and handed back. Nothing for a kind without results.
@@ -88,6 +97,10 @@ class CFeatureSelectionTemplateResultsDialog final
   void Command(int controlId) override;
   void Refresh() override;
 
+  // position: in the kind's order, best first.
+  void Choose(int responseKind, int position);
+  // Place of the chosen record in the kind's results, or -1.
+  int ChosenIndex(int responseKind) const;
   // Reads the number in the edit, rounded half away from zero. Throws SaveProblem when it is not one of 1 to the
   // longest result list.
   void ReadNumberToSave();
