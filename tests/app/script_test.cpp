@@ -162,6 +162,11 @@ fails("analysis.Results('json')", "Error", "The analysis has ended.")
 print(summary[-1].RowNames[0], analysis.StartupDialog)
 empty = app.Analyses.Add(4870)
 fails("empty.StartupDialog.OK()", "Error", "Variable selection not valid.")
+held = data.Variables["age"]
+with open("other.csv", "w") as file:
+    file.write("".join(f"a{i}," for i in range(20)) + "b\n" + "1," * 20 + "2\n")
+app.Open("other.csv")
+fails("held.Values", "Error", "The data have been replaced: age is no longer variable 14.")
 )py";
   const ProcessResult result = Run(text);
   EXPECT_EQ(result.exitCode, 0) << result.err;

@@ -30,11 +30,12 @@ std::string ShownCell(const Column& column, double value) {
   return IsMissing(value, column.missingCode) ? std::string() : Variant(value).AsText();
 }
 
-// One variable of the input table, by its number: it fails once other data have been opened that have fewer.
+// One variable of the input table, by its number and name: it fails once other data have been opened that have
+// another variable in its place.
 class VariableObject final : public HostObject<VariableObject> {
  public:
   VariableObject(std::shared_ptr<const InputSpreadsheetAccess> access, int number)
-      : access_(std::move(access)), number_(number) {}
+      : access_(std::move(access)), number_(number), name_(access_->table().Variable(number).name) {}
   static const HostMemberTable<VariableObject>& Members();
 
  private:
@@ -42,11 +43,15 @@ class VariableObject final : public HostObject<VariableObject> {
   ~VariableObject() = default;
   Column& Data() const {
     Table& table = access_->table();
-    return table.Variable(InRange(Variant(number_), table.VariableCount(), "variable"));
+    if (number_ > table.VariableCount() || table.Variable(number_).name != name_)
+      FailWith("The data have been replaced: " + name_ + " is no longer variable " + std::to_string(number_) +
+               ".");
+    return table.Variable(number_);
   }
 
   std::shared_ptr<const InputSpreadsheetAccess> access_;
   int number_;
+  std::string name_;
 };
 
 const HostMemberTable<VariableObject>& VariableObject::Members() {
