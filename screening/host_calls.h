@@ -40,9 +40,9 @@ void SetCaseSelection(vlm::IHostAnalysis& analysis, const CaseSelection& selecti
 [[nodiscard]] std::string CellText(vlm::ISpreadsheet& sheet, int row, int column);
 [[nodiscard]] std::string RowName(vlm::ISpreadsheet& sheet, int row);
 // False for an empty cell.
+[[nodiscard]] bool HasValue(double cell);
 // The p-value of Pearson's Chi-square in a cross-tabulation's statistics; 0 where there is none.
 [[nodiscard]] double PearsonPValue(vlm::ISpreadsheet& statistics);
-[[nodiscard]] bool HasValue(double cell);
 // Inserts a column and returns its number.
 int InsertColumn(vlm::ISpreadsheet& sheet, int afterColumn, std::string_view name, std::string_view longName,
                  std::string_view format);

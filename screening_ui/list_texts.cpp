@@ -111,12 +111,9 @@ bool AreNumbersAmbiguous(const std::vector<double>& codes, vlm::IInputSpreadshee
   });
 }
 
-std::string QuotedLabel(double code, vlm::IInputSpreadsheet& input, int variable) {
+std::string LabelOf(double code, vlm::IInputSpreadsheet& input, int variable) {
   StringSink label;
-  if (input.GetValueLabel(variable, code, &label) != 0) return CodeText(code);
-  std::string quoted = "\"";
-  for (const char c : label.Text()) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return quoted + "\"";
+  return input.GetValueLabel(variable, code, &label) == 0 ? QuotedCode(label.Text()) : CodeText(code);
 }
 
 std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpreadsheet& input,
@@ -194,7 +191,7 @@ std::string PrintCodeLists(const std::vector<std::vector<double>>& lists, vlm::I
     const bool labels = AreNumbersAmbiguous(lists[i], input, variables[i]);
     for (std::size_t j = 0; j < lists[i].size(); ++j) {
       const double code = lists[i][j];
-      text += (j > 0 ? " " : "") + (labels ? QuotedLabel(code, input, variables[i]) : CodeText(code));
+      text += (j > 0 ? " " : "") + (labels ? LabelOf(code, input, variables[i]) : CodeText(code));
     }
   }
   return text;
