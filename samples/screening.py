@@ -29,7 +29,7 @@ startup.Variables = [
 ]
 startup.GoodCode = "good"
 startup.BadCode = "bad"
-startup.FactorCodes = "* | * | *"  # all levels of each categorical predictor
+startup.FactorCodes = "*"  # all levels of every categorical predictor
 startup.SortByInfoValue = True
 if not startup.OK():
     sys.exit("The screening failed.")
