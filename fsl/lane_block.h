@@ -33,8 +33,8 @@ class LaneBlock {
  public:
   explicit LaneBlock(vlm::IEngineServices& services) : memory_(services) {}
 
-  // Makes room for a few hundred cases of entryCount values, fewer the wider they are, so that the block stays in a
-  // near cache.
+  // Makes room for some dozens of cases of entryCount values, fewer the wider they are: the block is to stay in a near
+  // cache beside the host's own.
   [[nodiscard]] int Allocate(int entryCount, std::vector<LaneGroup> groups) {
     groups_ = std::move(groups);
     // Reading may begin one value before a case, and a group's lanes may reach behind it.
@@ -83,7 +83,7 @@ class LaneBlock {
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr std::uint64_t kWideDoubles = 256;
   // What is found out about a case, a line for each group, stays in the nearest cache.
-  static constexpr std::uint64_t kMostCases = 256;
+  static constexpr std::uint64_t kMostCases = 64;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);
 

@@ -20,7 +20,7 @@ namespace velmora {
 namespace {
 
 // A block fits into a near cache where the cases are not too wide.
-constexpr std::int64_t kBlockBytes = 256 * 1024;
+constexpr std::int64_t kBlockBytes = 64 * 1024;
 
 constexpr std::size_t kTile = 8;  // columns turned at once: a cache line of each row
 
