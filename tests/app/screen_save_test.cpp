@@ -282,6 +282,7 @@ INSTANTIATE_TEST_SUITE_P(
              nullptr,
              {{"purpose", "Zweck \"wof\xC3\xBCr\", wo"},
               {"age", "how old?"},
+              {"amount", "how old*"},  // the same in a file's name
               {"radio or tv",
                "Radio, \"TV\" & K\xC3\xBC"
                "che"},

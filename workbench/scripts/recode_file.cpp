@@ -171,9 +171,18 @@ class RecodeReader {
                                                       [](char a, char b) { return a == b || b == '_'; });
   }
 
+  // "NAME (2)" is NAME's, when another file has its name already.
+  static std::string_view WithoutNumber(std::string_view name) {
+    const std::size_t open = name.rfind(" (");
+    if (open == std::string_view::npos || !name.ends_with(')')) return name;
+    return WholeNumber(name.substr(open + 2, name.size() - open - 3)) ? name.substr(0, open) : name;
+  }
+
   std::string ResponseInFileName(std::string_view predictor) const {
-    constexpr std::string_view kBefore = " - ", kBehind = "__Coded.ini";
+    constexpr std::string_view kBefore = " - ", kBehind = "__Coded", kExtension = ".ini";
     std::string_view name = file_;
+    if (!name.ends_with(kExtension)) return {};
+    name = WithoutNumber(name.substr(0, name.size() - kExtension.size()));
     if (!name.ends_with(kBehind)) return {};
     name.remove_suffix(kBehind.size());
     // The last place that fits: what stands in front of it is a person's own.
