@@ -25,11 +25,13 @@ std::string Required(std::string text) {
 }  // namespace
 
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  std::string label = Stripped(analysis, record.levelNames[bin]);
-  // A line break would end the line of a script or a file.
+  return Stripped(analysis, record.levelNames[bin]);
+}
+
+std::string OnOneLine(std::string text) {
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
-  std::replace_if(label.begin(), label.end(), isControl, ' ');
-  return label;
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
 }
 
 std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text) {

@@ -13,9 +13,12 @@ namespace vlmfsl {
 // A number text with the user's decimal separator in place of its point.
 [[nodiscard]] std::string WithDecimalSeparator(std::string text, std::string_view decimalSeparator);
 
-// A bin's label without the host's formatting marks, on one line. bin: from 0.
+// A bin's label without the host's formatting marks. bin: from 0.
 [[nodiscard]] std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                    std::size_t bin);
+
+// Blanks in place of control characters: a line break would end the line of a script or a file.
+[[nodiscard]] std::string OnOneLine(std::string text);
 
 // Host texts that an output cannot do without. They throw std::bad_alloc rather than hand back an empty one.
 [[nodiscard]] std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text);

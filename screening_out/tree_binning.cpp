@@ -113,7 +113,8 @@ std::vector<Leaf> LevelLeaves(const std::vector<NodeRow>& rows) {
   for (const NodeRow& row : rows) {
     bool isLeft = false;
     const NodeRow* parent = row.terminal ? FindParent(rows, row.node, isLeft) : nullptr;
-    if (parent != nullptr) leaves.push_back({row.node, 0, isLeft ? parent->leftText : parent->rightText});
+    if (parent == nullptr) continue;
+    leaves.push_back({row.node, 0, OnOneLine(isLeft ? parent->leftText : parent->rightText)});
   }
   std::sort(leaves.begin(), leaves.end(), [](const Leaf& a, const Leaf& b) { return a.node < b.node; });
   return leaves;
