@@ -6,32 +6,18 @@
 
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "com/type_library.h"
+#include "com/values.h"
 #include "frame/platform.h"
-
-// Missing from MinGW-w64's headers, not from its import library.
-extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
 
 namespace vlmfsl {
 namespace {
 
-std::wstring Wide(const std::string& text) {
-  const int size = static_cast<int>(text.size());
-  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)),
-                    L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
-  return wide;
-}
-
-std::string Utf8(const wchar_t* wide) {
-  const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
-  if (size <= 1) return {};
-  std::string text(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), size, nullptr, nullptr);
-  text.pop_back();
-  return text;
-}
+using vlmcom::Utf16;
+using vlmcom::Utf8;
 
 void* FunctionOf(HMODULE library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(library, name));
@@ -45,9 +31,6 @@ std::wstring FileOf(HMODULE library) {
   return path;
 }
 
-struct ReleaseObject {
-  void operator()(IUnknown* object) const { object->Release(); }
-};
 struct FreeBinaryString {
   void operator()(wchar_t* text) const { SysFreeString(text); }
 };
@@ -55,7 +38,7 @@ struct FreeBinaryString {
 bool IsRegisteredAt(const std::wstring& path, const TypeLibraryName& library) {
   GUID id = {};
   BSTR found = nullptr;
-  if (FAILED(CLSIDFromString(Wide(library.id).c_str(), &id)) ||
+  if (FAILED(CLSIDFromString(Utf16(library.id).c_str(), &id)) ||
       FAILED(QueryPathOfRegTypeLib(id, library.majorVersion, library.minorVersion, LOCALE_NEUTRAL, &found))) {
     return false;
   }
@@ -85,7 +68,7 @@ void* FindHostFunction(const char* name) {
   return nullptr;
 }
 
-RuntimeLibrary::RuntimeLibrary(const char* name) : handle_(LoadLibraryW(Wide(name).c_str())) {}
+RuntimeLibrary::RuntimeLibrary(const char* name) : handle_(LoadLibraryW(Utf16(name).c_str())) {}
 
 RuntimeLibrary::~RuntimeLibrary() {
   if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
@@ -100,10 +83,7 @@ void* RuntimeLibrary::Find(const char* function) const {
 void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept try {
   std::wstring path = FileOf(static_cast<HMODULE>(instance));
   if (path.empty() || IsRegisteredAt(path, name)) return;
-  ITypeLib* loaded = nullptr;
-  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &loaded))) return;
-  const std::unique_ptr<ITypeLib, ReleaseObject> library(loaded);
-  RegisterTypeLibForUser(loaded, path.data(), nullptr);
+  static_cast<void>(vlmcom::RegisterTypeLibraryFile(std::move(path)));
 } catch (...) {  // no memory for the file's name
 }
 
@@ -130,10 +110,10 @@ std::string ApplicationDataFolder() {
 }
 
 bool FolderExists(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+  const DWORD attributes = GetFileAttributesW(Utf16(path).c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-bool CreateFolder(const std::string& path) { return CreateDirectoryW(Wide(path).c_str(), nullptr) != 0; }
+bool CreateFolder(const std::string& path) { return CreateDirectoryW(Utf16(path).c_str(), nullptr) != 0; }
 
 }  // namespace vlmfsl

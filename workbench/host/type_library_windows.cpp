@@ -1,23 +1,12 @@
-#include "workbench/host/type_library.h"
-
-#include <windows.h>
-// after windows.h
-#include <oleauto.h>
+#include "com/type_library.h"
 
 #include "com/values.h"
-
-// Missing from MinGW-w64's headers, not from its import library.
-extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
+#include "workbench/host/type_library.h"
 
 namespace velmora {
 
 bool RegisterTypeLibraryOf(const std::string& moduleFile) {
-  std::wstring path = vlmcom::Utf16(moduleFile);
-  ITypeLib* library = nullptr;
-  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library))) return false;
-  const HRESULT registered = RegisterTypeLibForUser(library, path.data(), nullptr);
-  library->Release();
-  return SUCCEEDED(registered);
+  return SUCCEEDED(vlmcom::RegisterTypeLibraryFile(vlmcom::Utf16(moduleFile)));
 }
 
 }  // namespace velmora
