@@ -101,6 +101,18 @@ std::wstring ClassOf(HWND window) {
   return name;
 }
 
+int VisibleBalloons() {
+  int count = 0;
+  EnumThreadWindows(
+      GetCurrentThreadId(),
+      [](HWND window, LPARAM found) -> BOOL {
+        if (ClassOf(window) == TOOLTIPS_CLASSW && IsWindowVisible(window)) ++*reinterpret_cast<int*>(found);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&count));
+  return count;
+}
+
 const wchar_t* ExpectedClass(int controlClass) {
   switch (controlClass) {
     case vlm::kLabel:
@@ -321,7 +333,10 @@ TEST_F(NativeDialogs, APersonRunsAnAnalysis) {
         Click(vlmfsl::kControlSummary);
         EXPECT_EQ(Dialog().Find(vlmfsl::kControlFixedNumber)->error, "Invalid integer entered in edit field");
         EXPECT_EQ(GetFocus(), Control(vlmfsl::kControlFixedNumber)) << "the wrong edit";
+        EXPECT_EQ(VisibleBalloons(), 1) << "the error at the edit";
         EXPECT_EQ(session.Documents().Documents().size(), 2u) << "the output is made nevertheless";
+        Type(vlmfsl::kControlFixedNumber, L"5");
+        EXPECT_EQ(VisibleBalloons(), 0) << "the edit has another text";
         Click(vlmfsl::kControlModePValue);
         EXPECT_TRUE(IsWindowEnabled(Control(vlmfsl::kControlPCriterion)));
         EXPECT_FALSE(IsWindowEnabled(Control(vlmfsl::kControlFixedNumber)));

@@ -261,7 +261,7 @@ void NativeDialog::Show(std::size_t controlIndex) {
   }
   if (IsEdit(control)) {
     InvalidateRect(window, nullptr, TRUE);
-    if (control.error.empty()) HideBalloon();
+    if (control.error.empty() && window == balloonEdit_) HideBalloon();
   }
   updating_ = wasUpdating;
 }
@@ -287,6 +287,7 @@ void NativeDialog::ShowEditError(int controlId, std::string_view text) {
     if (all[index].id != controlId || !IsEdit(all[index])) continue;
     const HWND edit = controls_[index];
     HideBalloon();
+    balloonEdit_ = edit;
     tipTexts_.assign(1, Utf16(text));
     TTTOOLINFOW tool{};
     tool.cbSize = kToolSize;
@@ -310,6 +311,7 @@ void NativeDialog::ShowEditError(int controlId, std::string_view text) {
 }
 
 void NativeDialog::HideBalloon() {
+  balloonEdit_ = nullptr;
   TTTOOLINFOW tool{};
   tool.cbSize = kToolSize;
   tool.hwnd = handle_;

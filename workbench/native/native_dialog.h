@@ -59,6 +59,7 @@ class NativeDialog {
   HWND dataLine_ = nullptr;
   HWND tabs_ = nullptr;
   HWND balloon_ = nullptr, tips_ = nullptr;
+  HWND balloonEdit_ = nullptr;  // the edit whose error is shown
   HWND focusBeforeBlock_ = nullptr;
   std::vector<HWND> pages_;
   std::vector<HWND> controls_;  // in the order of the runtime's controls
