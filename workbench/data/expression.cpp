@@ -114,8 +114,11 @@ class ExpressionCompiler {
     const auto before =
         std::count_if(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(token.at),
                       [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; });
-    throw DataError("The expression \"" + std::string(text_) + "\" has a fault at position " +
-                    std::to_string(before + 1) + ": " + what + (what.ends_with('?') ? "" : "."));
+    std::size_t end = std::min<std::size_t>(400, text_.size());
+    while (end < text_.size() && (static_cast<unsigned char>(text_[end]) & 0xC0U) == 0x80U) ++end;
+    const std::string shown = std::string(text_.substr(0, end)) + (end < text_.size() ? "..." : "");
+    throw DataError("The expression \"" + shown + "\" has a fault at position " + std::to_string(before + 1) +
+                    ": " + what + (what.ends_with('?') ? "" : "."));
   }
 
   static std::string Shown(const Token& token) {
