@@ -364,5 +364,24 @@ TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
   }
 }
 
+TEST(ScreenSave, TellsOfLevelsThatOneLineDoesNotHold) {
+  const TemporaryFolder folder;
+  std::string data = "size,home,risk\n";
+  for (int i = 0; i < 300; ++i)
+    data += std::to_string(i * 37 % 300) + (i % 3 == 0 ? ",\"own\nhouse\"," : ",rent,") +
+            (i * 37 % 300 + 100 * (i % 3) > 300 ? "bad\n" : "good\n");
+  const std::string bins = (folder.Path() / "bins.json").string();
+  const std::string coded = (folder.Path() / "coded.csv").string();
+  const ProcessResult result =
+      RunVelmora({"screen", folder.Write("data.csv", data), "--binary-response", "risk", "--good", "good",
+                  "--bad", "bad", "--rules", (folder.Path() / "rules.txt").string(), "--bins", bins,
+                  "--coded", coded, "--format", "json"});
+  EXPECT_EQ(result.exitCode, 0);
+  ExpectSaid(result, {"Warning: home has levels with line breaks"});
+  // The label is on one line wherever it stands.
+  EXPECT_NE(ReadFile(bins).find("\"label\":\"own house\""), std::string::npos);
+  EXPECT_NE(ReadFile(coded).find("own house"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace velmora::testing

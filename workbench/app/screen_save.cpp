@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
@@ -74,6 +75,27 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
 }
 
 // --- What the module writes
+// A line of a recode file or a script holds no line break, so such a level stands there as a number that other data
+// do not share.
+void WarnOfLineBreaks(const ScreenReport& report, const Table& table, int best) {
+  const auto breaksLine = [](const ScreenedLevel& level) {
+    return std::any_of(level.text.begin(), level.text.end(), [](unsigned char c) { return c < ' '; });
+  };
+  std::set<std::string> told;
+  for (const ScreenedResponse& response : report.responses) {
+    for (std::size_t i = 0; i < SavedCount(response, best); ++i) {
+      const ScreenedPredictor& predictor = response.predictors[i];
+      if (!table.Variable(predictor.figures.predictorNumber).fromText ||
+          std::none_of(predictor.levels.begin(), predictor.levels.end(), breaksLine) ||
+          !told.insert(predictor.name).second)
+        continue;
+      Tell("Warning: " + predictor.name +
+           " has levels with line breaks, which recode files and rules do not find in other data; --bins "
+           "does.");
+    }
+  }
+}
+
 int NumberToSave(const SaveOptions& options, const ScreenReport& report) {
   std::size_t longest = 0;
   for (const ScreenedResponse& response : report.responses)
@@ -196,6 +218,8 @@ void SaveScreening(const SaveOptions& options, const ScreenReport& report, Sessi
     if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
     if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(bins));
   }
+  if (!options.recodeFolder.empty() || !options.rules.empty())
+    WarnOfLineBreaks(report, session.Data(), count);
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);
   // The module says that files have been saved when they are not yet in their place.
