@@ -56,6 +56,7 @@ TEST_F(Script, EndsAsPythonWould) {
       {"exception", "print('before')\n1 / 0", 1, "before\n", "line 4, in <module>\n    1 / 0"},
       {"syntax", "print(", 1, "", "SyntaxError"},
       {"own module", "import helper; print(helper.answer)", 0, "42\n", ""},
+      {"closed output", "import sys; print('a'); sys.stdout.close()", 0, "a\n", ""},
       {"at exit", "import atexit; atexit.register(lambda: print(app.Name))", 0, "Velmora\n", ""},
       {"interrupt from within", "import signal; signal.raise_signal(signal.SIGINT)", 130, "",
        "Cancelled in script.py, line 3."},
@@ -95,6 +96,17 @@ TEST_F(Script, RefusesWhatCannotBeRun) {
       ReadFile(folder.Path() / "said").find("Scripts need Python, which this velmora was built without"),
       std::string::npos)
       << ReadFile(folder.Path() / "said");
+}
+
+// OK that starts no run says why each time, and under --quiet too.
+TEST_F(Script, TellsWhyOkStartsNothing) {
+  const ProcessResult result = Run(Credit() + R"py(
+for i in range(2):
+    print(app.StartScreening().OK())
+)py");
+  EXPECT_EQ(result.out, "0\n0\n");
+  const std::string reason = "No predictor variables have been selected.\n";
+  EXPECT_EQ(result.err, reason + reason);
 }
 
 // Each line fails alone, with the kind of exception and the text; what was set before stands.

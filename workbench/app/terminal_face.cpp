@@ -9,8 +9,10 @@ namespace velmora {
 
 void TerminalFace::Say(std::string_view text) {
   said_.emplace_back(text);
-  if (!told_.insert(std::string(text)).second)
+  if (!told_.insert(std::string(text)).second) {
+    unsaid_.emplace_back(text);
     return;  // every output that ranks shows the same notices again
+  }
   if (holding_) {
     held_.emplace_back(text);
   } else {
@@ -23,6 +25,7 @@ void TerminalFace::Notice(std::string_view text) { Say(text); }
 void TerminalFace::Message(std::string_view text) {
   if (quiet_) {
     said_.emplace_back(text);
+    unsaid_.emplace_back(text);
   } else {
     Say(text);
   }
@@ -33,6 +36,14 @@ void TerminalFace::ShowEditError(DialogWindow& /*window*/, int controlId, std::s
 }
 
 void TerminalFace::ShowInstructionError(DialogWindow& /*window*/, std::string_view text) { Say(text); }
+
+void TerminalFace::OkCalled(DialogWindow& /*window*/) { unsaid_.clear(); }
+
+// A failure is told each time, and to those who want quiet; what is held back belongs to whoever holds it.
+void TerminalFace::OkRefused(DialogWindow& /*window*/) {
+  if (holding_) return;
+  for (const std::string& line : std::exchange(unsaid_, {})) Tell(line);
+}
 
 void TerminalFace::ProgressOpened(std::string_view caption, int stepCount) {
   stepCount_ = stepCount;

@@ -26,6 +26,8 @@ class TerminalFace : public Face {
   void DialogClosed(DialogWindow& window) override;
   void ShowEditError(DialogWindow& window, int controlId, std::string_view text) override;
   void ShowInstructionError(DialogWindow& window, std::string_view text) override;
+  void OkCalled(DialogWindow& window) override;
+  void OkRefused(DialogWindow& window) override;
 
   // The dialog opened last, null when it was closed.
   DialogWindow* OpenDialog() const { return openDialog_; }
@@ -44,6 +46,7 @@ class TerminalFace : public Face {
   bool holding_ = false;
   std::set<std::string> told_;
   std::vector<std::string> said_, held_;
+  std::vector<std::string> unsaid_;  // since OK was called: told before, or to nobody who wants quiet
   DialogWindow* openDialog_ = nullptr;
   ProgressBar bar_;
   int stepCount_ = 0;

@@ -68,6 +68,10 @@ class DialogFace {
   virtual void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view /*text*/) {}
   virtual void ShowInstructionError(DialogWindow& /*window*/, std::string_view /*text*/) {}
 
+  // OK from a script, and that it started no run: what was said in between tells why.
+  virtual void OkCalled(DialogWindow& /*window*/) {}
+  virtual void OkRefused(DialogWindow& /*window*/) {}
+
   // Each returns false, or nothing, for Cancel. An answer that the host refuses (unknown variable, too many)
   // is reported by ShowInstructionError and asked again while attempts are left.
   virtual bool AskVariableLists(DialogWindow& /*window*/, std::string_view /*title*/,

@@ -422,13 +422,17 @@ int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result)
   const auto self = shared_from_this();
   owner_.TakeAutomationError();
   if (runningCommands_ != 0) return SetFailure(result, vlm::kAutomationErrorCode, "The dialog is busy.");
+  if (controlId == kOkButton) face_.OkCalled(*this);
   const Control* control = FindUsable(controlId);
   if (control != nullptr) SendCommand(controlId);
   if (const std::optional<AutomationError> error = owner_.TakeAutomationError()) {
     return SetFailure(result, error->Code(), error->what());
   }
+  if (controlId != kOkButton) return vlm::kDispatchOk;
   // A run that succeeded leaves for the step of its results.
-  if (controlId == kOkButton && result != nullptr) result->SetInt(requestedStep_.value_or(0) != 0 ? 1 : 0);
+  const bool hasRun = requestedStep_.value_or(0) != 0;
+  if (!hasRun) face_.OkRefused(*this);
+  if (result != nullptr) result->SetInt(hasRun ? 1 : 0);
   return vlm::kDispatchOk;
 }
 
