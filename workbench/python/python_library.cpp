@@ -223,20 +223,21 @@ int EndedByException() {
   return kPythonCancelled;
 }
 
-// What is buffered goes out, or the reader of standard output has gone away.
-bool FlushStandardOutput() {
+// What is buffered goes out. The exit code of its failure: the reader has gone away, or the disk is full.
+int FlushStandardOutput() {
   PyObject* const output = PySys_GetObject("stdout");  // borrowed
-  if (output == nullptr || output == Py_None) return true;
+  if (output == nullptr || output == Py_None) return 0;
+  const PythonReference closed(PyObject_GetAttrString(output, "closed"));
+  if (!closed) PyErr_Clear();
+  if (closed.get() == Py_True) return 0;  // by the script
   const PythonReference done(PyObject_CallMethod(output, "flush", nullptr));
-  if (done) return true;
-  const bool gone =
-      PyErr_ExceptionMatches(PyExc_BrokenPipeError) != 0 || PyErr_ExceptionMatches(PyExc_ValueError);
-  if (gone) {
-    PyErr_Clear();
-  } else {
+  if (done) return 0;
+  if (PyErr_ExceptionMatches(PyExc_BrokenPipeError) == 0) {
     PyErr_Print();
+    return 1;
   }
-  return false;
+  PyErr_Clear();
+  return kPythonBrokenPipe;
 }
 
 // Nothing is left to fail when the interpreter flushes again.
@@ -263,9 +264,9 @@ int VelmoraRunPythonScript(const PythonScript* script) {
     RunText();
     return 0;
   });
-  if (!FlushStandardOutput()) {
+  if (const int failure = FlushStandardOutput(); failure != 0) {
     CloseStandardOutput();
-    if (exitCode == 0) exitCode = kPythonBrokenPipe;
+    if (exitCode == 0) exitCode = failure;
   }
   // Handlers that the script left for the end may still use the workbench, and Ctrl-C.
   Py_FinalizeEx();
