@@ -353,6 +353,30 @@ print(selection.Variables, "|", data.VariableNumbers("1-3"))
   EXPECT_EQ(repeated.out, ReadFile(folder.Path() / "as list/screening.json")) << repeated.err;
 }
 
+// Bins of a file belong to the analysis that read them, whatever else is open.
+TEST_F(Script, KeepsBinsToTheirAnalysis) {
+  folder.Write("bins.json", R"({"age": [25, 40]})");
+  const ProcessResult result = Run(Credit() + R"py(
+import json
+def start():
+    analysis = app.Analyses.Add("Predictor screening")
+    startup = analysis.StartupDialog
+    startup.Variables = [[], [], ["risk"], [], ["age"]]
+    startup.GoodCode, startup.BadCode = "good", "bad"
+    return analysis
+def cuts(analysis):
+    analysis.Run()
+    return json.loads(analysis.Results("json"))["responses"][0]["predictors"][0]["cutPoints"]
+first = start()
+first.ReadCutPoints("bins.json")
+second, third = start(), start()
+third.ReadCutPoints("bins.json")
+print(cuts(first), cuts(third), cuts(second) == cuts(start()) != [25, 40])
+)py");
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out, "[25.0, 40.0] [25.0, 40.0] True\n");
+}
+
 TEST_F(Script, SamplesRun) {
   const fs::path samples = fs::path(VELMORA_SOURCE_DIR) / "samples";
   const ProcessResult ranked =

@@ -1,6 +1,7 @@
 #include "workbench/app/script_reports.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "workbench/app/command_outputs.h"
 #include "workbench/app/exit_codes.h"
@@ -96,7 +97,8 @@ void ScriptReports::ReadCutPoints(const std::string& path) {
   choice.categoricalPredictors = ParseVariableList(session_.Data(), lists[3]);
   choice.continuousPredictors = ParseVariableList(session_.Data(), lists[4]);
   std::vector<std::string> notices;
-  session_.AnalysisSettings().ownBins = velmora::ReadCutPoints(path, session_.Data(), choice, notices);
+  session_.Notes().ownBins = std::make_shared<const OwnBinsByVariable>(
+      velmora::ReadCutPoints(path, session_.Data(), choice, notices));
   session_.Notes().cutPointsFile = path;
   for (const std::string& notice : notices) face_.Notice(notice);
   session_.Notes().cutPointNotices = std::move(notices);

@@ -2,6 +2,8 @@
 // script needs to repeat a run.
 #pragma once
 
+#include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +12,8 @@
 #include "workbench/data/table.h"
 
 namespace velmora {
+
+struct OwnBins;
 
 struct LeftOutVariable {
   int number = 0;
@@ -34,8 +38,9 @@ struct MemberValue {
 };
 
 struct AnalysisNotes {
-  std::vector<LeftOutVariable> leftOut;  // with reasons, for whoever reads the report
-  std::string cutPointsFile;             // a person's own bins
+  std::vector<LeftOutVariable> leftOut;                   // with reasons, for whoever reads the report
+  std::string cutPointsFile;                              // a person's own bins
+  std::shared_ptr<const std::map<int, OwnBins>> ownBins;  // read from it; null: those of the session, if any
   int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
   std::vector<std::string> cutPointNotices;
   std::vector<std::string> notices;          // and messages of the run

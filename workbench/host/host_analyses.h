@@ -26,6 +26,8 @@ struct OwnBins {
   std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
 };
 
+using OwnBinsByVariable = std::map<int, OwnBins>;  // by variable number
+
 struct HostAnalysisSettings {
   // Takes splits back that are no better than chance; never the first one. Off to compare trees with other
   // programs'.
@@ -33,7 +35,9 @@ struct HostAnalysisSettings {
   // Sorted orders of predictors that are kept from the second response on: what is there stays until the data
   // change, what no longer fits is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
-  std::map<int, OwnBins> ownBins;  // by variable number
+  OwnBinsByVariable ownBins;
+  // Those of the analysis that asks, instead of ownBins; null: it has none.
+  std::shared_ptr<const OwnBinsByVariable> analysisBins;
 };
 
 // What the analyses need of the session. Functions are called on the session's thread.

@@ -116,8 +116,9 @@ void TreeAnalysis::Compute() {
 
 stats::Tree TreeAnalysis::Grow(const stats::SortedOrder& order) {
   const std::vector<double>& column = Predictor().values;
-  const auto own = shared_->settings.ownBins.find(predictor_);
-  if (own != shared_->settings.ownBins.end()) {
+  const HostAnalysisSettings& settings = shared_->settings;
+  const OwnBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.ownBins;
+  if (const auto own = bins.find(predictor_); own != bins.end()) {
     std::vector<stats::DroppedCut> dropped;
     stats::Tree tree = categorical_
                            ? stats::TreeFromGroups(grownOn_->tree, column, order, own->second.groups,

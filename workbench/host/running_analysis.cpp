@@ -368,6 +368,8 @@ int RunningAnalysis::CreateAnalysisDialog(vlm::IDialogClient* client, int templa
 }
 
 vlm::IHostAnalysis* RunningAnalysis::CreateHostAnalysis(int analysisId) {
+  // Several analyses may be open: each has its own bins.
+  core_.hostAnalyses->Settings().analysisBins = notes_.ownBins;
   return core_.hostAnalyses->Create(analysisId);
 }
 
