@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "tests/app/command_checks.h"
+#include "workbench/documents/writers.h"
 
 namespace velmora::testing {
 namespace {
@@ -194,6 +195,7 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   for (const char* name : {"new/report/feature_selection.csv", "new/report/feature_selection.html",
                            "new/report/feature_selection.json", "new/report/feature_selection.xlsx",
                            "new/report/german_credit_bundles.csv"}) {
+    if (!WritesXlsx() && std::string_view(name).ends_with(".xlsx")) continue;
     EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << name;
     EXPECT_NE(result.err.find(std::filesystem::path(name).filename().string()), std::string::npos)
         << result.err;
@@ -202,7 +204,7 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   const std::string html = ReadFile(out + "/feature_selection.html");
   EXPECT_NE(html.find("Importance plot"), std::string::npos);
   EXPECT_NE(html.find("checking_account"), std::string::npos);
-  EXPECT_EQ(ReadFile(out + "/feature_selection.xlsx").substr(0, 2), "PK");
+  EXPECT_EQ(ReadFile(out + "/feature_selection.xlsx").substr(0, 2), WritesXlsx() ? "PK" : "");
   EXPECT_TRUE(Json::parse(ReadFile(out + "/feature_selection.json")).is_object());
 
   const ProcessResult variables =
@@ -274,7 +276,7 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
       {"two cases", {"--dependents", "y", "--select", "age < 23"}, 1, {"valid cases"}},
       {"several formats", {"--dependents", "y", "--format", "json,csv"}, 2, {"--format", "--out"}},
       {"out is a file", {"--dependents", "y", "--out", "a.csv"}, 1, {"a.csv"}},
-      {"out cannot be", {"--dependents", "y", "--out", "/proc/nowhere"}, 1, {"/proc/nowhere"}},
+      {"out cannot be", {"--dependents", "y", "--out", "a.csv/nowhere"}, 1, {"a.csv"}},
       {"no module", {"--dependents", "y", "--module", "none.so"}, 2, {"--module", "none.so"}},
       {"no such module", {"--dependents", "y", "--module", "a.csv"}, 1, {"a.csv"}},
   };

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,9 +9,8 @@
 namespace velmora::testing {
 
 struct ProcessOptions {
-  std::string outputTo;                            // standard output goes to this file instead of being kept
-  std::filesystem::path folder;                    // the process's current folder
-  std::map<std::string, std::string> environment;  // set on top of ours
+  std::string outputTo;                 // standard output goes to this file instead of being kept
+  std::filesystem::path folder;         // the process's current folder
   int interruptAfterMilliseconds = -1;  // SIGINT so long after the process is ready for it; -1: never
   bool readerGone = false;              // nobody reads standard output
 };
