@@ -1,6 +1,7 @@
 # What the Windows build takes from the building system, whose packages hold nothing made for Windows: the libraries
 # that are headers only, through a folder of their own, so that no other header of that system is seen; and an import
-# library for DuckDB's DLL, which the program loads when it first calls it, so that it can say what is missing. ReadStat and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
+# library for DuckDB's DLL, which the program loads when it first calls it, so that it can say what is missing. ReadStat
+# and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
 foreach(folder boost CLI nlohmann)

@@ -9,13 +9,15 @@ set(duckdb_licence ${duckdb_licence}/LICENSE)
 set(zip_folder ${CMAKE_BINARY_DIR}/${zip_name})
 add_custom_target(windows-zip
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${zip_folder} ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${zip_folder}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${zip_folder}/samples
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmora.exe $<TARGET_FILE:velmora>
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/vlmfsl.dll $<TARGET_FILE:vlmfsl>
   COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
   COMMAND ${CMAKE_COMMAND} -E copy ${duckdb_licence} ${zip_folder}/duckdb_licence.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/docs/windows_readme.txt ${zip_folder}/README.txt
-  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv ${zip_folder}/german_credit.csv
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv
+          ${CMAKE_SOURCE_DIR}/samples/house_prices.csv ${CMAKE_SOURCE_DIR}/samples/feature_selection.vbs
+          ${CMAKE_SOURCE_DIR}/samples/screening.vbs ${zip_folder}/samples
   COMMAND ${CMAKE_COMMAND} -E tar cf ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip --format=zip ${zip_name}
   WORKING_DIRECTORY ${CMAKE_BINARY_DIR} VERBATIM)
 add_dependencies(windows-zip velmora vlmfsl)

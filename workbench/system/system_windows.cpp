@@ -38,6 +38,9 @@ std::string SystemMessage(unsigned long error) {
   while (!message.empty() && (message.back() == '.' || static_cast<unsigned char>(message.back()) <= ' ')) {
     message.pop_back();
   }
+  // The place for a name, which the system leaves to its caller.
+  if (const std::size_t place = message.find("%1"); place != std::string::npos)
+    message.replace(place, 2, "it");
   return message;
 }
 
