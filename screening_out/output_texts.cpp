@@ -25,7 +25,7 @@ std::string Required(std::string text) {
 }  // namespace
 
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  return Stripped(analysis, record.levelNames[bin]);
+  return OnOneLine(Stripped(analysis, record.levelNames[bin]));
 }
 
 std::string OnOneLine(std::string text) {

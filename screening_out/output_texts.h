@@ -13,7 +13,7 @@ namespace vlmfsl {
 // A number text with the user's decimal separator in place of its point.
 [[nodiscard]] std::string WithDecimalSeparator(std::string text, std::string_view decimalSeparator);
 
-// A bin's label without the host's formatting marks. bin: from 0.
+// A bin's label without the host's formatting marks, on one line. bin: from 0.
 [[nodiscard]] std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                    std::size_t bin);
 
