@@ -21,11 +21,15 @@ void AttachModule(void* instance) noexcept {
   if (context) return;
   moduleInstance = instance;
   context = new (std::nothrow) CAnalysisContext(instance);
-  if (const auto registerLibrary =
-          reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
-    registerLibrary(instance, kLibraryId, nullptr, nullptr);
-  } else {
-    RegisterTypeLibraryForUser(instance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
+  try {
+    if (const auto registerLibrary =
+            reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
+      registerLibrary(instance, kLibraryId, nullptr, nullptr);
+    } else {
+      RegisterTypeLibraryForUser(instance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
+    }
+  } catch (...) {
+    // No memory to look for the host's function: the library stays unregistered, late binding does without.
   }
 }
 
