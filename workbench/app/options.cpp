@@ -56,7 +56,7 @@ std::vector<std::string> SplitList(const std::vector<std::string>& values) {
 
 CommandParser::CommandParser() {
   app_.set_help_flag();
-  app_.allow_extras();  // told in our own words
+  app_.allow_extras();                      // told in our own words
   app_.allow_windows_style_options(false);  // a path may begin with a slash there, too
 }
 
