@@ -6,6 +6,8 @@ set -euo pipefail
 prefix=$1
 shift
 export WINEPREFIX=$prefix WINEDEBUG=${WINEDEBUG:--all}
+# File names in UTF-8 whatever the caller's locale: Wine takes them from it.
+export LC_ALL=C.UTF-8
 # No offers to install other runtimes, no menu entries on the desktop.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
 if [ ! -e "$prefix/.ready" ]; then
