@@ -19,33 +19,40 @@ namespace velmora {
 
 namespace {
 
-// A block fits into a near cache where the cases are not too wide.
-constexpr std::int64_t kBlockBytes = 64 * 1024;
-
 constexpr std::size_t kTile = 8;  // columns turned at once: a cache line of each row
 
-// Eight columns to be turned into cases, and the eight whose values are asked for meanwhile: each column is a place of
+// Blocks of few columns stay in the nearest cache: short ones, and the columns' own later values are asked for.
+constexpr std::size_t kNearTiles = 8;
+constexpr std::int64_t kNearCases = 16;
+constexpr std::int64_t kNearAhead = 64;
+// Others stay in a middle cache while the cases are not too wide. They are longer, since each column is on pages of its
+// own, whose addresses take their time.
+constexpr std::int64_t kFarBytes = 512 * 1024;
+constexpr std::int64_t kFewestFarCases = 128;
+constexpr std::int64_t kMostFarCases = 256;
+
+// Eight columns to be turned into cases, and the places whose values are asked for meanwhile: each column is a place of
 // its own in memory, where no prefetcher of the machine's gets going in time.
 struct Tile {
   const double* columns[kTile];  // at the block's first case
-  const double* next[kTile];
-  bool asksAhead;
-  double* rows;  // kTile values a case
+  const double* next[kTile];     // where as many cases are turned later
+  double* rows;                  // kTile values a case
 
-  void AskAhead(std::size_t i, std::size_t k, std::size_t count) const {
-    for (std::size_t last = k + count; asksAhead && k < last; ++k) __builtin_prefetch(next[k] + i);
+  void AskAhead(std::size_t i) const {
+    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(next[k] + i, 0, 2);
   }
 };
 
 using TurnTile = std::size_t(const Tile& tile, std::size_t cases);
+using CopyTiles = void(const double* from, std::size_t stride, std::size_t tiles, double* to);
 
-// The cases are turned in groups; returns how many of them make whole groups.
+// The cases are turned two at a time; returns how many of them make pairs.
 std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
 #if defined(__SSE2__)
   for (; i + 2 <= cases; i += 2) {
     double* const row = tile.rows + i * kTile;
-    tile.AskAhead(i & ~(kTile - 1), i % kTile, 2);
+    if (i % kTile == 0) tile.AskAhead(i);
     for (std::size_t k = 0; k < kTile; k += 2) {
       const __m128d a = _mm_loadu_pd(tile.columns[k] + i);
       const __m128d b = _mm_loadu_pd(tile.columns[k + 1] + i);
@@ -57,30 +64,47 @@ std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
   return i;
 }
 
+// tiles: where the case is in the first of them, stride doubles from there to the next one.
+void CopyLines(const double* from, std::size_t stride, std::size_t tiles, double* to) {
+  for (std::size_t t = 0; t < tiles; ++t, from += stride, to += kTile)
+    std::memcpy(to, from, kTile * sizeof(double));
+}
+
 #if defined(VELMORA_TURNS_BY_FOUR)
+// A vector takes two cases of one column and two of the next but one, which leaves a single exchange to be made.
 __attribute__((target("avx2"))) std::size_t TurnByFour(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
   double* row = tile.rows;
-  for (; i + 4 <= cases; i += 4, row += 4 * kTile) {
-    tile.AskAhead(i & ~(kTile - 1), i % kTile, 4);
+  for (; i + 2 <= cases; i += 2, row += 2 * kTile) {
+    if (i % kTile == 0) tile.AskAhead(i);
     for (std::size_t k = 0; k < kTile; k += 4) {
-      const __m256d a = _mm256_loadu_pd(tile.columns[k] + i), b = _mm256_loadu_pd(tile.columns[k + 1] + i);
-      const __m256d c = _mm256_loadu_pd(tile.columns[k + 2] + i),
-                    d = _mm256_loadu_pd(tile.columns[k + 3] + i);
-      const __m256d ab02 = _mm256_unpacklo_pd(a, b), ab13 = _mm256_unpackhi_pd(a, b);
-      const __m256d cd02 = _mm256_unpacklo_pd(c, d), cd13 = _mm256_unpackhi_pd(c, d);
-      _mm256_storeu_pd(row + k, _mm256_permute2f128_pd(ab02, cd02, 0x20));
-      _mm256_storeu_pd(row + kTile + k, _mm256_permute2f128_pd(ab13, cd13, 0x20));
-      _mm256_storeu_pd(row + 2 * kTile + k, _mm256_permute2f128_pd(ab02, cd02, 0x31));
-      _mm256_storeu_pd(row + 3 * kTile + k, _mm256_permute2f128_pd(ab13, cd13, 0x31));
+      const double* const* const columns = tile.columns + k;
+      const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[0] + i)),
+                                                _mm_loadu_pd(columns[2] + i), 1);
+      const __m256d odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[1] + i)),
+                                               _mm_loadu_pd(columns[3] + i), 1);
+      _mm256_storeu_pd(row + k, _mm256_unpacklo_pd(even, odd));
+      _mm256_storeu_pd(row + kTile + k, _mm256_unpackhi_pd(even, odd));
     }
   }
   return i;
 }
 
-TurnTile* const turnTile = __builtin_cpu_supports("avx2") != 0 ? TurnByFour : TurnByTwo;
+__attribute__((target("avx2"))) void CopyWideLines(const double* from, std::size_t stride, std::size_t tiles,
+                                                   double* to) {
+  for (std::size_t t = 0; t < tiles; ++t, from += stride, to += kTile) {
+    const __m256d low = _mm256_loadu_pd(from), high = _mm256_loadu_pd(from + 4);
+    _mm256_storeu_pd(to, low);
+    _mm256_storeu_pd(to + 4, high);
+  }
+}
+
+const bool kHasWide = __builtin_cpu_supports("avx2") != 0;
+TurnTile* const turnTile = kHasWide ? TurnByFour : TurnByTwo;
+CopyTiles* const copyTiles = kHasWide ? CopyWideLines : CopyLines;
 #else
 TurnTile* const turnTile = TurnByTwo;
+CopyTiles* const copyTiles = CopyLines;
 #endif
 
 }  // namespace
@@ -90,7 +114,7 @@ void CaseReader::SetSource(CaseSource source) {
   list_.clear();
   listColumns_.clear();
   blockFirst_ = blockEnd_ = 0;
-  lastCase_ = -1 - kFewestBlockCases;
+  lastCase_ = -1 - kMostSkipped;
 }
 
 bool CaseReader::TakeWeight(std::int64_t caseIndex, double* weight) const {
@@ -108,7 +132,7 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
   list_.clear();
   listColumns_.clear();
   blockFirst_ = blockEnd_ = 0;
-  lastCase_ = -1 - kFewestBlockCases;
+  lastCase_ = -1 - kMostSkipped;
   for (int i = 0; i < variableCount; ++i) {
     const int number = variableNumbers[i];
     if (number < 1 || static_cast<std::size_t>(number) > source_.columns.size()) {
@@ -120,10 +144,10 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
   list_.assign(variableNumbers, variableNumbers + variableCount);
   const std::size_t tiles = (list_.size() + kTile - 1) / kTile;
   const auto caseBytes = static_cast<std::int64_t>(std::max<std::size_t>(tiles, 1) * kTile * sizeof(double));
-  blockCases_ = std::clamp(kBlockBytes / caseBytes, kFewestBlockCases, kMostBlockCases);
+  isNear_ = tiles <= kNearTiles;
+  blockCases_ = isNear_ ? kNearCases : std::clamp(kFarBytes / caseBytes, kFewestFarCases, kMostFarCases);
   // One line more: the lines of a case fall into different sets of the caches.
   tileStride_ = (static_cast<std::size_t>(blockCases_) + 1) * kTile;
-  asksAhead_ = blockCases_ * caseBytes <= 2 * kBlockBytes;
   Reserve(tileStride_ * tiles * sizeof(double));
   tiles_ = static_cast<double*>(memory_.get());
   return true;
@@ -146,22 +170,18 @@ void CaseReader::ReadFromColumns(std::int64_t caseIndex, double* values) const {
 void CaseReader::FillBlock(std::int64_t firstCase) {
   blockFirst_ = firstCase;
   blockEnd_ = std::min(source_.caseCount, firstCase + blockCases_);
-  askedCase_ = blockEnd_;
-  askedEnd_ = std::min(source_.caseCount, blockEnd_ + blockCases_);
-  askedColumn_ = asksAhead_ && askedCase_ < askedEnd_ ? 0 : listColumns_.size();
-  linesPerCase_ = listColumns_.size() / kTile + 1;
   const auto first = static_cast<std::size_t>(firstCase);
   const auto cases = static_cast<std::size_t>(blockEnd_ - firstCase);
   const std::size_t columns = listColumns_.size();
+  const auto ahead = static_cast<std::size_t>(std::min(kNearAhead, source_.caseCount - blockEnd_));
+  // Columns that the last tile lacks are the last one again; what a row holds behind its values is of no meaning.
+  const auto columnAt = [&](std::size_t at) { return listColumns_[std::min(at, columns - 1)] + first; };
   for (std::size_t column = 0; column < columns; column += kTile) {
-    // Columns that the last tile lacks are the first one's again; what a row holds behind its values is of no meaning.
-    Tile tile{};
-    const auto columnAt = [&](std::size_t at) { return listColumns_[at < columns ? at : 0] + first; };
+    Tile tile;
     for (std::size_t k = 0; k < kTile; ++k) {
       tile.columns[k] = columnAt(column + k);
-      tile.next[k] = columnAt(column + kTile + k);
+      tile.next[k] = isNear_ ? tile.columns[k] + ahead : columnAt(column + kTile + k);
     }
-    tile.asksAhead = !asksAhead_ && column + kTile < columns;
     tile.rows = tiles_ + column / kTile * tileStride_;
     for (std::size_t i = turnTile(tile, cases); i < cases; ++i) {
       for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * kTile + k] = tile.columns[k][i];
@@ -169,23 +189,11 @@ void CaseReader::FillBlock(std::int64_t firstCase) {
   }
 }
 
-void CaseReader::CopyCase(std::int64_t caseOfBlock, double* values) {
+void CaseReader::CopyCase(std::int64_t caseOfBlock, double* values) const {
   const double* from = tiles_ + static_cast<std::size_t>(caseOfBlock) * kTile;
-  const std::size_t count = list_.size();
-  std::size_t i = 0;
-  for (; i + kTile <= count; i += kTile, from += tileStride_) {
-    std::memcpy(values + i, from, kTile * sizeof(double));
-  }
-  for (std::size_t k = 0; i < count; ++i, ++k) values[i] = from[k];
-  // Where a block fits into a near cache, the next one's values are asked for a few lines at a time.
-  for (std::size_t k = 0; k < linesPerCase_ && askedColumn_ < listColumns_.size(); ++k) {
-    __builtin_prefetch(listColumns_[askedColumn_] + askedCase_, 0, 2);
-    askedCase_ += static_cast<std::int64_t>(kTile);
-    if (askedCase_ >= askedEnd_) {
-      askedCase_ = blockEnd_;
-      ++askedColumn_;
-    }
-  }
+  const std::size_t tiles = list_.size() / kTile, rest = list_.size() % kTile;
+  copyTiles(from, tileStride_, tiles, values);
+  std::memcpy(values + tiles * kTile, from + tiles * tileStride_, rest * sizeof(double));
 }
 
 }  // namespace velmora

@@ -47,7 +47,7 @@ class CaseReader {
       return kStop;
     }
     listPlace_ = variableNumbers;
-    const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kFewestBlockCases;
+    const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kMostSkipped;
     lastCase_ = caseIndex;
     if (!isNext) {
       ReadFromColumns(caseIndex, values + 1);
@@ -60,8 +60,8 @@ class CaseReader {
 
  private:
   enum : short { kUse = 0, kSkip = 1, kStop = 2 };
-  static constexpr std::int64_t kFewestBlockCases = 128;
-  static constexpr std::int64_t kMostBlockCases = 1024;
+  // A case this far behind the last one still belongs to a walk through all of them.
+  static constexpr std::int64_t kMostSkipped = 128;
 
   bool TakeWeight(std::int64_t caseIndex, double* weight) const;
   bool IsSameList(const int* variableNumbers, int variableCount) const;
@@ -69,7 +69,7 @@ class CaseReader {
   bool SetList(const int* variableNumbers, int variableCount);
   void ReadFromColumns(std::int64_t caseIndex, double* values) const;
   void FillBlock(std::int64_t firstCase);
-  void CopyCase(std::int64_t caseOfBlock, double* values);
+  void CopyCase(std::int64_t caseOfBlock, double* values) const;
 
   CaseSource source_;
   std::vector<int> list_;
@@ -80,15 +80,10 @@ class CaseReader {
   double* tiles_ = nullptr;     // of eight variables each: [tile][case of the block][8]
   std::size_t tileStride_ = 0;  // doubles from tile to tile
   std::int64_t blockCases_ = 0;
+  bool isNear_ = false;
   std::int64_t blockFirst_ = 0;  // cases in the block, from 0: blockFirst_ to blockEnd_ - 1
   std::int64_t blockEnd_ = 0;
-  // The values of the next block that have been asked for: where to go on, and how many at a case.
-  std::size_t askedColumn_ = 0;
-  std::int64_t askedCase_ = 0;
-  std::int64_t askedEnd_ = 0;
-  std::size_t linesPerCase_ = 0;
-  bool asksAhead_ = false;
-  std::int64_t lastCase_ = -1 - kFewestBlockCases;
+  std::int64_t lastCase_ = -1 - kMostSkipped;
 };
 
 }  // namespace velmora
