@@ -17,7 +17,7 @@ constexpr int kCases = 256;
 constexpr int kBounds = 9;
 
 struct Block {
-  std::vector<double> values, bounds, dependent, mass, runningMass;
+  std::vector<double> values, bounds, dependent, mass, runningMass, reciprocal;
   std::vector<std::uint16_t> present, others;
   std::vector<std::uint32_t> slots, classes;
   MissingLanes missing{};
@@ -31,13 +31,14 @@ struct Block {
       dependent.push_back(normal(random));
       mass.push_back(0.5 + i % 3);
       runningMass.push_back(i + 1.0);
+      reciprocal.push_back(1.0 / (i + 1.0));
       classes[static_cast<std::size_t>(i)] = 1 + random() % 5;
     }
     std::fill(std::begin(missing.first), std::end(missing.first), 1.7e308);
     std::fill(std::begin(missing.last), std::end(missing.last), 1.7e308);
     for (std::uint32_t& slot : slots) slot = 1 + random() % 10;
   }
-  LaneValues Lanes() const { return {values.data(), kLanes}; }
+  LaneValues Lanes() const { return {values.data(), kLanes, kLanes}; }
 };
 
 // The argument is a VectorUnit; on a machine without it the benchmark is left out.
@@ -67,8 +68,10 @@ void BM_Moments(benchmark::State& state) {
   if (!Choose(state)) return;
   MomentsLanes moments{};
   const LaneValues lanes = block.Lanes();
+  const MomentsInput input{
+      kCases, block.mass.data(), block.runningMass.data(), block.reciprocal.data(), nullptr, 0};
   for (auto _ : state) {
-    Kernels().moments(&lanes, 1, kCases, nullptr, block.runningMass.data(), nullptr, 0, &moments);
+    Kernels().moments(&lanes, 1, input, &moments);
     benchmark::DoNotOptimize(moments);
   }
   Count(state);
@@ -89,10 +92,11 @@ void UpdateGroups(benchmark::State& state, GroupUpdate update) {
   std::vector<GroupMoments> table(kLanes * 11);
   GroupMoments* tables[kLanes];
   for (std::size_t l = 0; l < kLanes; ++l) tables[l] = &table[l * 11];
-  const GroupInput input{block.slots.data(), block.dependent.data(), nullptr,           kCases,
-                         block.mass.data(),  block.mass.data(),      block.mass.data(), 123.0};
+  const GroupLanes lanes{block.slots.data(), tables, kLanes};
+  const GroupInput input{block.dependent.data(), nullptr,           kCases, block.mass.data(),
+                         block.mass.data(),      block.mass.data(), 123.0};
   for (auto _ : state) {
-    update(input, tables, kLanes);
+    update(input, &lanes, 1);
     benchmark::ClobberMemory();
   }
   Count(state);

@@ -43,7 +43,8 @@ class MomentsPass {
   LanePresence presence_;
   double caseMass_ = 0.0;
   double weightSum_ = 0.0;
-  bool unitMass_ = true;  // of every case of the block
+  std::vector<double> reciprocal_;  // of that
+  bool unitMass_ = true;            // of every case so far
 };
 
 int MomentsPass::Run() {
@@ -78,6 +79,7 @@ int MomentsPass::Prepare() {
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
   mass_.resize(capacity);
   runningMass_.resize(capacity);
+  reciprocal_.resize(capacity);
   presence_.Prepare(block_, settings_.casewiseDeletion != 0,
                     [&](int entry) { return cases_.MissingCode(entry); });
   return kOk;
@@ -90,6 +92,7 @@ void MomentsPass::Accept(double weight, double count) {
   const auto at = static_cast<std::size_t>(block_.Cases());
   mass_[at] = mass;
   runningMass_[at] = caseMass_;
+  reciprocal_[at] = 1.0 / caseMass_;
   unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
   block_.Append();
   if (block_.Full()) TreatBlock();
@@ -105,12 +108,15 @@ void MomentsPass::TreatBlock() {
     const bool complete = presence_.Find(block_, group, count);
     LaneValues values[kAtOnce];
     for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
-    kernels.moments(values, static_cast<int>(count), block_.Cases(), unitMass_ ? nullptr : mass_.data(),
-                    runningMass_.data(), complete ? nullptr : presence_.Row(0), presence_.Stride(),
-                    &moments_[group]);
+    const MomentsInput input{block_.Cases(),
+                             mass_.data(),
+                             runningMass_.data(),
+                             unitMass_ ? reciprocal_.data() : nullptr,
+                             complete ? nullptr : presence_.Row(0),
+                             presence_.Stride()};
+    kernels.moments(values, static_cast<int>(count), input, &moments_[group]);
   }
   block_.Clear();
-  unitMass_ = true;
 }
 
 void MomentsPass::Finish() {

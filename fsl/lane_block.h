@@ -19,14 +19,10 @@ struct LaneGroup {
   int lanes;       // 1 to 16; the lanes behind hold values of no meaning
 };
 
-// Splits `count` entries from firstEntry on into groups of about equal size.
+// Splits `count` entries from firstEntry on into groups, all but the last of them full.
 inline void AppendLaneGroups(int firstEntry, int count, std::vector<LaneGroup>* groups) {
-  int left = (count + kLanes - 1) / kLanes;
-  for (int at = 0; at < count; --left) {
-    const int lanes = (count - at + left - 1) / left;
-    groups->push_back({firstEntry + at, lanes});
-    at += lanes;
-  }
+  for (int at = 0; at < count; at += kLanes)
+    groups->push_back({firstEntry + at, std::min(kLanes, count - at)});
 }
 
 class LaneBlock {
@@ -67,7 +63,7 @@ class LaneBlock {
   bool Full() const { return cases_ == capacity_; }
   const std::vector<LaneGroup>& Groups() const { return groups_; }
   LaneValues GroupValues(std::size_t group) const {
-    return {values_ + groups_[group].firstEntry, caseStride_};
+    return {values_ + groups_[group].firstEntry, caseStride_, groups_[group].lanes};
   }
   // Asks for the values of a group that is treated soon: of wide cases, the machine cannot tell what comes next.
   void AskAhead(std::size_t group) const {
@@ -83,7 +79,8 @@ class LaneBlock {
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr std::uint64_t kWideDoubles = 256;
   // What is found out about a case, a line for each group, stays in the nearest cache.
-  static constexpr std::uint64_t kMostCases = 64;
+
+  static constexpr std::uint64_t kMostCases = 128;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);
 

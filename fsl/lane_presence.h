@@ -16,7 +16,7 @@ namespace vlmfsl {
 class LanePresence {
  public:
   // Groups that are looked at together at most.
-  static constexpr std::size_t kRows = 6;
+  static constexpr std::size_t kRows = kMostMomentGroups;
 
   // codeOf(entry): missing-data code of an entry of the read list.
   template <class CodeOf>

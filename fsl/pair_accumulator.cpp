@@ -52,7 +52,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   count_.resize(capacity);
   complete_.resize(capacity);
   others_.resize(capacity);
-  slots_.resize(capacity * kLanes);
+  slots_.resize(capacity * kLanes * kGroupsAtOnce);
   dependents_.resize(capacity * static_cast<std::size_t>(dependents));
   takesPart_.resize(capacity * static_cast<std::size_t>(dependents));
 
@@ -102,11 +102,14 @@ void PairAccumulator::Accept(bool weighted, double weight, double count) {
 
 void PairAccumulator::Flush() {
   if (block_.Cases() > 0) TreatBlock();
+  for (GroupPairs& pairs : groupPairs_) KeepCounts(&pairs);
 }
 
 void PairAccumulator::TreatBlock() {
   TreatDependents();
-  for (std::size_t group = 0; group < block_.Groups().size(); ++group) TreatGroup(group);
+  for (std::size_t group = 0; group < block_.Groups().size(); group += kGroupsAtOnce) {
+    TreatGroups(group, std::min(kGroupsAtOnce, block_.Groups().size() - group));
+  }
   validCases_ += casewise_ ? presence_.WholeCases(block_.Cases()) : block_.Cases();
   block_.Clear();
   ++blocksTreated_;
@@ -137,8 +140,9 @@ void PairAccumulator::TreatDependents() {
     }
     GroupPairs& pairs = groupPairs_[d];
     pairs.all = all;
-    pairs.finite = true;
-    for (std::size_t i = 0; i < size; ++i) pairs.finite = pairs.finite && values[i] - values[i] == 0.0;
+    bool finite = true;
+    for (std::size_t i = 0; i < size; ++i) finite = finite && values[i] - values[i] == 0.0;
+    if (!plain_ || !finite) KeepCounts(&pairs);
     if (all) continue;
     pairs.cases.clear();
     for (std::size_t i = 0; i < size; ++i) {
@@ -224,36 +228,38 @@ void PairAccumulator::FindJointClasses() {
   }
 }
 
-void PairAccumulator::TreatGroup(std::size_t group) {
-  block_.AskAhead(group + 1);
-  const bool complete = presence_.Find(block_, group, 1);
-  if (FindSlots(group, complete ? nullptr : presence_.Row(0))) FindOtherSlots(group);
-  if (!groupPairs_.empty()) UpdateGroupMeans(group);
-  if (!classes_.empty()) UpdateCrossTables(group);
+void PairAccumulator::TreatGroups(std::size_t firstGroup, std::size_t count) {
+  for (std::size_t i = 0; i < kGroupsAtOnce; ++i) block_.AskAhead(firstGroup + kGroupsAtOnce + i);
+  const bool complete = presence_.Find(block_, firstGroup, count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint16_t* const present = complete ? nullptr : presence_.Row(i);
+    if (FindSlots(firstGroup + i, present, SlotsAt(i))) FindOtherSlots(firstGroup + i, SlotsAt(i));
+  }
+  if (!groupPairs_.empty()) UpdateGroupMeans(firstGroup, count);
+  for (std::size_t i = 0; i < count && !classes_.empty(); ++i) UpdateCrossTables(firstGroup + i, SlotsAt(i));
 }
 
 // Returns true when some slots are left to FindOtherSlots.
-bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present) {
+bool PairAccumulator::FindSlots(std::size_t group, const std::uint16_t* present, std::uint32_t* slots) {
   const VectorKernels& kernels = Kernels();
   const LaneValues values = block_.GroupValues(group);
   const PredictorKeys& first = keys_[PredictorAt(group, 0)];
   if (first.IsTabled()) {
     kernels.intervalSlots(values, block_.Cases(), bounds_[group].data(),
-                          static_cast<int>(bounds_[group].size() / kLanes), present, slots_.data());
+                          static_cast<int>(bounds_[group].size() / kLanes), present, slots);
     return false;
   }
   if (first.IsCode()) {
-    return kernels.codeSlots(values, block_.Groups()[group].lanes, block_.Cases(), present, slots_.data(),
-                             others_.data());
+    return kernels.codeSlots(values, block_.Cases(), present, slots, others_.data());
   }
-  std::fill_n(slots_.begin(), static_cast<std::size_t>(block_.Cases()) * kLanes, 0u);
+  std::fill_n(slots, static_cast<std::size_t>(block_.Cases()) * kLanes, 0u);
   for (std::size_t i = 0; i < static_cast<std::size_t>(block_.Cases()); ++i) {
     others_[i] = present == nullptr ? std::uint16_t{kAllLanes} : present[i];
   }
   return true;
 }
 
-void PairAccumulator::FindOtherSlots(std::size_t group) {
+void PairAccumulator::FindOtherSlots(std::size_t group, std::uint32_t* slots) {
   const LaneValues values = block_.GroupValues(group);
   const auto cases = static_cast<std::size_t>(block_.Cases());
   for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
@@ -267,28 +273,42 @@ void PairAccumulator::FindOtherSlots(std::size_t group) {
       }
     }
     for (std::size_t i = 0; i < cases; ++i) {
-      if ((others_[i] & bit) != 0) slots_[i * kLanes + at] = keys.SlotOfOther(ofLane[i * values.caseStride]);
+      if ((others_[i] & bit) != 0) slots[i * kLanes + at] = keys.SlotOfOther(ofLane[i * values.caseStride]);
     }
   }
 }
 
-void PairAccumulator::UpdateGroupMeans(std::size_t group) {
+// From here on the entries' counts are kept.
+void PairAccumulator::KeepCounts(GroupPairs* pairs) {
+  if (!pairs->plain) return;
+  pairs->plain = false;
+  const auto keep = [](GroupMoments& entry) { entry.count = entry.weight; };
+  std::for_each(pairs->intervals.begin(), pairs->intervals.end(), keep);
+  for (std::vector<GroupMoments>& entries : pairs->codes) std::for_each(entries.begin(), entries.end(), keep);
+}
+
+void PairAccumulator::UpdateGroupMeans(std::size_t firstGroup, std::size_t count) {
   const VectorKernels& kernels = Kernels();
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
-  const int lanes = block_.Groups()[group].lanes;
-  const std::size_t first = PredictorAt(group, 0);
   for (std::size_t d = 0; d < groupPairs_.size(); ++d) {
     GroupPairs& pairs = groupPairs_[d];
-    for (std::size_t p = first; p < first + static_cast<std::size_t>(lanes); ++p) {
-      if (keys_[p].IsTabled()) continue;
-      std::vector<GroupMoments>& entries = pairs.codes[p];
-      const std::size_t rows = keys_[p].Rows();
-      if (entries.size() >= rows) continue;
-      entries.resize(std::max(rows, entries.size() + entries.size() / 2));
-      pairs.tables[p] = entries.data();
+    GroupMoments* tables[kGroupsAtOnce][kLanes];
+    GroupLanes groups[kGroupsAtOnce];
+    for (std::size_t i = 0; i < count; ++i) {
+      const int lanes = block_.Groups()[firstGroup + i].lanes;
+      const std::size_t first = PredictorAt(firstGroup + i, 0);
+      for (std::size_t p = first; p < first + static_cast<std::size_t>(lanes); ++p) {
+        if (keys_[p].IsTabled()) continue;
+        std::vector<GroupMoments>& entries = pairs.codes[p];
+        const std::size_t rows = keys_[p].Rows();
+        if (entries.size() >= rows) continue;
+        entries.resize(std::max(rows, entries.size() + entries.size() / 2));
+        pairs.tables[p] = entries.data();
+      }
+      std::fill(std::copy_n(&pairs.tables[first], lanes, tables[i]), std::end(tables[i]), spareTable_.data());
+      groups[i] = {SlotsAt(i), tables[i], lanes};
     }
     GroupInput input{};
-    input.slots = slots_.data();
     input.dependent = &dependents_[d * capacity];
     input.cases = pairs.all ? nullptr : pairs.cases.data();
     input.caseCount = pairs.all ? block_.Cases() : static_cast<int>(pairs.cases.size());
@@ -297,23 +317,20 @@ void PairAccumulator::UpdateGroupMeans(std::size_t group) {
     input.count = count_.data();
     input.totalWeight = settings_.totalWeight;
     // Exactly 1: dividing by it changes nothing.
-    const GroupUpdate update = plain_ && pairs.finite         ? kernels.groupsPlain
+    const GroupUpdate update = pairs.plain                    ? kernels.groupsPlain
                                : settings_.totalWeight == 1.0 ? kernels.groupsCounted
                                                               : kernels.groupsWeighted;
-    GroupMoments* tables[kLanes];
-    std::copy_n(&pairs.tables[first], lanes, tables);
-    if (lanes % 2 != 0) tables[lanes] = spareTable_.data();
-    update(input, tables, lanes);
+    update(input, groups, static_cast<int>(count));
   }
 }
 
-void PairAccumulator::UpdateCrossTables(std::size_t group) {
+void PairAccumulator::UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup) {
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
   const auto cases = static_cast<std::size_t>(block_.Cases());
   for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
     const std::size_t p = PredictorAt(group, lane);
     const std::uint32_t rows = keys_[p].Rows();
-    const std::uint32_t* const slots = slots_.data() + lane;
+    const std::uint32_t* const slots = slotsOfGroup + lane;
     for (JointSet& set : jointSets_) {
       if (set.counts.empty() || set.members.empty() || set.leftOut[p] != 0) continue;
       if (rows > kMostJointRows) {

@@ -51,7 +51,7 @@ class PairAccumulator {
     std::vector<GroupMoments*> tables;             // by predictor
     std::vector<std::uint16_t> cases;              // of the block, that take part
     bool all = true;                               // every case of the block takes part
-    bool finite = true;                            // every value of the block is
+    bool plain = true;  // weight and count 1 and finite values so far: the entries' counts are not kept
   };
 
   // Some cross-tabulated dependents counted together. Exact because every mass is 1.
@@ -66,18 +66,25 @@ class PairAccumulator {
     std::vector<std::uint32_t> classOfCase;
   };
 
+  static constexpr std::size_t kGroupsAtOnce = kMostGroups;
+
   void TreatBlock();
   void TreatDependents();
   void PlanJointSets();
   void DissolveJointSet(JointSet* set);
   void FlushJointLane(JointSet* set, std::size_t predictor);
   void FindJointClasses();
-  void TreatGroup(std::size_t group);
-  bool FindSlots(std::size_t group, const std::uint16_t* present);
-  void FindOtherSlots(std::size_t group);
-  void UpdateGroupMeans(std::size_t group);
-  void UpdateCrossTables(std::size_t group);
+  void TreatGroups(std::size_t firstGroup, std::size_t count);
+  bool FindSlots(std::size_t group, const std::uint16_t* present, std::uint32_t* slots);
+  void FindOtherSlots(std::size_t group, std::uint32_t* slots);
+  void KeepCounts(GroupPairs* pairs);
+  void UpdateGroupMeans(std::size_t firstGroup, std::size_t count);
+  void UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup);
 
+  // Slots of the i-th of the groups at hand.
+  std::uint32_t* SlotsAt(std::size_t i) {
+    return slots_.data() + i * static_cast<std::size_t>(block_.Capacity()) * kLanes;
+  }
   std::size_t PredictorAt(std::size_t group, int lane) const {
     return static_cast<std::size_t>(block_.Groups()[group].firstEntry + lane - settings_.DependentCount());
   }
@@ -102,7 +109,7 @@ class PairAccumulator {
   // By case of the block.
   std::vector<double> mass_, relativeMass_, count_;
   std::vector<std::uint8_t> complete_;
-  std::vector<std::uint32_t> slots_;   // [case][kLanes] of the group at hand
+  std::vector<std::uint32_t> slots_;   // [group at hand][case][kLanes]
   std::vector<std::uint16_t> others_;  // lanes of the group at hand whose slot is not found by the kernel
 
   // By dependent, [dependent][case].

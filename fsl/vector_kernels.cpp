@@ -10,9 +10,9 @@ bool Has(VectorUnit unit) {
   switch (unit) {
 #ifdef VLMFSL_WIDE_VECTORS
     case VectorUnit::kAvx512:
-      return __builtin_cpu_supports("avx512f") != 0;
+      return __builtin_cpu_supports("avx512f") != 0 && Has(VectorUnit::kAvx2);
     case VectorUnit::kAvx2:
-      return __builtin_cpu_supports("avx2") != 0;
+      return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 #endif
     case VectorUnit::kBest:
     case VectorUnit::kSse2:

@@ -14,6 +14,7 @@ inline constexpr unsigned kAllLanes = 0xFFFFu;
 struct LaneValues {
   const double* first;
   std::uint64_t caseStride;
+  int lanes;  // 1 to kLanes; those behind hold values of no meaning
 };
 
 struct alignas(64) MomentsLanes {
@@ -23,24 +24,39 @@ struct alignas(64) MomentsLanes {
   double sumOfSquares[kLanes];
 };
 
+// What the cases of a block bring to the moments.
+struct MomentsInput {
+  int cases;
+  const double* mass;            // [case]
+  const double* runningMass;     // [case] of all cases up to and including this one
+  const double* reciprocal;      // [case] 1 / runningMass; null unless every case had mass 1 so far
+  const std::uint16_t* present;  // null when nothing is missing, else a row for each group
+  std::uint64_t presentStride;
+};
+
+inline constexpr int kMostMomentGroups = 6;
+
 // Closed ranges of the values that are missing; first > last: none.
 struct alignas(64) MissingLanes {
   double first[kLanes];
   double last[kLanes];
 };
 
-// Accumulator of one (continuous dependent, predictor key). An entry with count 0 has not been met.
+// Accumulator of one (continuous dependent, predictor key). An entry with count 0 has not been met; where every case has
+// weight and count 1, the count is not kept: it is the weight.
 struct alignas(32) GroupMoments {
   double weight = 0.0;
-  double count = 0.0;
   double mean = 0.0;
   double sumOfSquares = 0.0;
+  double count = 0.0;
 };
+
+inline constexpr int kRowShift = 5;  // of an entry's size, in bytes
+static_assert(sizeof(GroupMoments) == 1u << kRowShift);
 
 // What a case brings to the group means. cases: null for cases 0 to caseCount - 1, else their numbers.
 struct GroupInput {
-  const std::uint32_t* slots;  // [case][kLanes]
-  const double* dependent;     // [case]
+  const double* dependent;  // [case]
   const std::uint16_t* cases;
   int caseCount;
   const double* mass;          // [case] weight x count
@@ -49,9 +65,19 @@ struct GroupInput {
   double totalWeight;
 };
 
-// tables[lane]: the entries of that lane's predictor, indexed by slot. Lanes are taken in pairs: where their number is
-// odd, one more table is written to.
-using GroupUpdate = void (*)(const GroupInput& input, GroupMoments* const* tables, int lanes);
+// The lanes of a group that are updated.
+struct GroupLanes {
+  const std::uint32_t* slots;  // [case][kLanes]
+  // [kLanes]: the entries of a lane's predictor, indexed by slot; behind the last lane, up to a whole vector, any entries
+  // that may be overwritten.
+  GroupMoments* const* tables;
+  int lanes;
+};
+
+// Groups of lanes that are updated together at most.
+inline constexpr int kMostGroups = 4;
+
+using GroupUpdate = void (*)(const GroupInput& input, const GroupLanes* groups, int groupCount);
 
 struct VectorKernels {
   const char* name;
@@ -59,22 +85,20 @@ struct VectorKernels {
   // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing written, when all are.
   bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
 
-  // Updates moments of groupCount groups of lanes. mass: null when every case has mass 1. runningMass: mass of all
-  // cases up to and including this one. present: null when nothing is missing, else a row for each group.
-  void (*moments)(const LaneValues* groups, int groupCount, int cases, const double* mass,
-                  const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
-                  MomentsLanes* moments);
+  // Updates the moments of groupCount groups of lanes, up to kMostMomentGroups, of one block.
+  void (*moments)(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments);
 
   // slots: 1 + the number of bounds ([bound][kLanes]) that the value is above; 0 where not present.
   void (*intervalSlots)(LaneValues values, int cases, const double* bounds, int boundCount,
                         const std::uint16_t* present, std::uint32_t* slots);
 
   // slots: 1 + the code for whole codes 0 to 63; 0 where not present; others[case]: lanes with any other present
-  // value, whose slot is left 0; lanes from laneCount on are left out. Returns true when there are such.
-  bool (*codeSlots)(LaneValues values, int laneCount, int cases, const std::uint16_t* present,
-                    std::uint32_t* slots, std::uint16_t* others);
+  // value, whose slot is left 0. Returns true when there are such.
+  bool (*codeSlots)(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
+                    std::uint16_t* others);
 
-  // Group means where every case has weight and count 1 and every value of the dependent is finite.
+  // Group means where every case has weight and count 1 and every value of the dependent is finite. The entries' counts
+  // are left as they are.
   GroupUpdate groupsPlain;
   // Any mass and count, total weight 1.
   GroupUpdate groupsCounted;

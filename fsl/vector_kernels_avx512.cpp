@@ -7,10 +7,10 @@
 #ifdef VLMFSL_WIDE_VECTORS
 
 #if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f"))), apply_to = function)
+#pragma clang attribute push(__attribute__((target("avx512f,avx2,fma"))), apply_to = function)
 #else
 #pragma GCC push_options
-#pragma GCC target("avx512f")
+#pragma GCC target("avx512f,avx2,fma")
 // GCC 12 takes the undefined source operand of its own conversion intrinsics for a mistake.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wuninitialized"
@@ -20,7 +20,10 @@ namespace vlmfsl {
 
 namespace {
 
+#include "fsl/vector_avx2_body.h"
+
 struct Avx512 {
+  using Rows = Avx2;  // four rows fit; eight would be turned for longer than is won
   static constexpr int kWidth = 8;
   using D = __m512d;
   using M = __mmask8;
@@ -33,6 +36,12 @@ struct Avx512 {
   static D Sub(D a, D b) { return _mm512_sub_pd(a, b); }
   static D Mul(D a, D b) { return _mm512_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm512_div_pd(a, b); }
+  static constexpr bool kMultipliesFused = true;
+  // As that of Avx2.
+  static D DivideByWhole(D a, D whole, D reciprocal) {
+    const D estimate = _mm512_mul_pd(a, reciprocal);
+    return _mm512_fmadd_pd(_mm512_fnmadd_pd(estimate, whole, a), reciprocal, estimate);
+  }
   static D Min(D a, D b) { return _mm512_min_pd(a, b); }  // a < b ? a : b
   static D Max(D a, D b) { return _mm512_max_pd(a, b); }  // a > b ? a : b
   static M Greater(D a, D b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
@@ -52,6 +61,11 @@ struct Avx512 {
   static D Truncated(D v) { return _mm512_cvtepi32_pd(_mm512_cvttpd_epi32(v)); }
   static I CodePlusOne(D v) {
     return _mm512_add_epi64(_mm512_cvtepu32_epi64(_mm512_cvttpd_epi32(v)), SetCount(1));
+  }
+  static void FindRows(GroupMoments* const* tables, const std::uint32_t* slots, GroupMoments** rows) {
+    const __m512i slot = _mm512_cvtepu32_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(slots)));
+    _mm512_storeu_si512(rows,
+                        _mm512_add_epi64(_mm512_loadu_si512(tables), _mm512_slli_epi64(slot, kRowShift)));
   }
 };
 

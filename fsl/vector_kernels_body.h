@@ -7,7 +7,7 @@
 template <class V>
 bool AnyMissing(LaneValues values, int cases, const MissingLanes& missing) {
   bool any = false;
-  for (int l = 0; l < kLanes; l += V::kWidth) {
+  for (int l = 0; l < values.lanes; l += V::kWidth) {
     const typename V::D first = V::Load(missing.first + l), last = V::Load(missing.last + l);
     typename V::M found = V::FromBits(0);
     const double* lanes = values.first + l;
@@ -26,7 +26,7 @@ bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std
   const double* lanes = values.first;
   for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
     unsigned bits = 0;
-    for (int l = 0; l < kLanes; l += V::kWidth) {
+    for (int l = 0; l < values.lanes; l += V::kWidth) {
       const typename V::D x = V::Load(lanes + l);
       const typename V::M isMissing = V::And(V::GreaterEqual(x, V::Load(missing.first + l)),
                                              V::GreaterEqual(V::Load(missing.last + l), x));
@@ -37,85 +37,123 @@ bool PresentLanes(LaneValues values, int cases, const MissingLanes& missing, std
   return false;
 }
 
-// kGroups groups of lanes at once: a chain of dependent divisions each, which overlap.
-template <class V, int kGroups, bool kMasses, bool kSomeAbsent>
-void MomentsOf(const LaneValues* groups, int cases, const double* mass, const double* runningMass,
-               const std::uint16_t* present, std::uint64_t presentStride, MomentsLanes* moments) {
-  constexpr int kVectors = kLanes / V::kWidth;
-  typename V::D minimum[kGroups][kVectors], maximum[kGroups][kVectors], mean[kGroups][kVectors],
-      sum[kGroups][kVectors];
-  const double* lanes[kGroups];
-  for (int g = 0; g < kGroups; ++g) {
-    lanes[g] = groups[g].first;
-    for (int v = 0; v < kVectors; ++v) {
-      minimum[g][v] = V::Load(moments[g].minimum + v * V::kWidth);
-      maximum[g][v] = V::Load(moments[g].maximum + v * V::kWidth);
-      mean[g][v] = V::Load(moments[g].mean + v * V::kWidth);
-      sum[g][v] = V::Load(moments[g].sumOfSquares + v * V::kWidth);
-    }
+// A vector of lanes whose moments are formed.
+struct MomentsVector {
+  const double* values;        // of the block's first case
+  const MomentsLanes* before;  // of the lane's group
+  MomentsLanes* after;
+  const std::uint16_t* present;  // of the group, by case
+  int lane;
+};
+
+// kVectors vectors at once: a chain of dependent operations each, which overlap. kWhole: every mass is 1 and every
+// running mass a whole number, so that no division is needed.
+template <class V, int kVectors, bool kWhole, bool kSomeAbsent>
+void MomentsOf(const MomentsVector* vectors, std::uint64_t caseStride, const MomentsInput& input) {
+  typename V::D minimum[kVectors], maximum[kVectors], mean[kVectors], sum[kVectors];
+  const double* lanes[kVectors];
+  for (int v = 0; v < kVectors; ++v) {
+    const MomentsLanes& before = *vectors[v].before;
+    lanes[v] = vectors[v].values;
+    minimum[v] = V::Load(before.minimum + vectors[v].lane);
+    maximum[v] = V::Load(before.maximum + vectors[v].lane);
+    mean[v] = V::Load(before.mean + vectors[v].lane);
+    sum[v] = V::Load(before.sumOfSquares + vectors[v].lane);
   }
-  for (int i = 0; i < cases; ++i) {
-    const typename V::D running = V::Set(runningMass[i]);
-    const typename V::D f = kMasses ? V::Set(mass[i]) : running;
-    for (int g = 0; g < kGroups; ++g) {
-      for (int v = 0; v < kVectors; ++v) {
-        const typename V::D x = V::Load(lanes[g] + v * V::kWidth);
-        typename V::D d = V::Sub(x, mean[g][v]);
-        if (kMasses) d = V::Mul(d, f);
-        const typename V::D newMean = V::Add(mean[g][v], V::Div(d, running));
-        const typename V::D newSum = V::Add(sum[g][v], V::Mul(V::Sub(x, newMean), d));
-        if (kSomeAbsent) {
-          const typename V::M isPresent =
-              V::FromBits(present[static_cast<std::uint64_t>(g) * presentStride + i] >> (v * V::kWidth));
-          mean[g][v] = V::Select(isPresent, newMean, mean[g][v]);
-          sum[g][v] = V::Select(isPresent, newSum, sum[g][v]);
-          minimum[g][v] = V::Select(isPresent, V::Min(x, minimum[g][v]), minimum[g][v]);
-          maximum[g][v] = V::Select(isPresent, V::Max(x, maximum[g][v]), maximum[g][v]);
-        } else {
-          mean[g][v] = newMean;
-          sum[g][v] = newSum;
-          minimum[g][v] = V::Min(x, minimum[g][v]);
-          maximum[g][v] = V::Max(x, maximum[g][v]);
-        }
+  for (int i = 0; i < input.cases; ++i) {
+    const typename V::D running = V::Set(input.runningMass[i]);
+    const typename V::D factor = V::Set(kWhole ? input.reciprocal[i] : input.mass[i]);
+    for (int v = 0; v < kVectors; ++v) {
+      const typename V::D x = V::Load(lanes[v]);
+      lanes[v] += caseStride;
+      typename V::D d = V::Sub(x, mean[v]);
+      if (!kWhole) d = V::Mul(d, factor);
+      typename V::D step;
+      if constexpr (kWhole) {
+        step = V::DivideByWhole(d, running, factor);
+      } else {
+        step = V::Div(d, running);
       }
-      lanes[g] += groups[g].caseStride;
+      const typename V::D newMean = V::Add(mean[v], step);
+      const typename V::D newSum = V::Add(sum[v], V::Mul(V::Sub(x, newMean), d));
+      if (kSomeAbsent) {
+        const typename V::M isPresent = V::FromBits(vectors[v].present[i] >> vectors[v].lane);
+        mean[v] = V::Select(isPresent, newMean, mean[v]);
+        sum[v] = V::Select(isPresent, newSum, sum[v]);
+        minimum[v] = V::Select(isPresent, V::Min(x, minimum[v]), minimum[v]);
+        maximum[v] = V::Select(isPresent, V::Max(x, maximum[v]), maximum[v]);
+      } else {
+        mean[v] = newMean;
+        sum[v] = newSum;
+        minimum[v] = V::Min(x, minimum[v]);
+        maximum[v] = V::Max(x, maximum[v]);
+      }
     }
   }
-  for (int g = 0; g < kGroups; ++g) {
-    for (int v = 0; v < kVectors; ++v) {
-      V::Store(moments[g].minimum + v * V::kWidth, minimum[g][v]);
-      V::Store(moments[g].maximum + v * V::kWidth, maximum[g][v]);
-      V::Store(moments[g].mean + v * V::kWidth, mean[g][v]);
-      V::Store(moments[g].sumOfSquares + v * V::kWidth, sum[g][v]);
-    }
+  for (int v = 0; v < kVectors; ++v) {
+    MomentsLanes& after = *vectors[v].after;
+    V::Store(after.minimum + vectors[v].lane, minimum[v]);
+    V::Store(after.maximum + vectors[v].lane, maximum[v]);
+    V::Store(after.mean + vectors[v].lane, mean[v]);
+    V::Store(after.sumOfSquares + vectors[v].lane, sum[v]);
   }
 }
 
-template <class V, int kGroups>
-void MomentsOfSome(const LaneValues* groups, int cases, const double* mass, const double* runningMass,
-                   const std::uint16_t* present, std::uint64_t presentStride, MomentsLanes* moments) {
-  const auto update = mass != nullptr && present != nullptr ? MomentsOf<V, kGroups, true, true>
-                      : mass != nullptr                     ? MomentsOf<V, kGroups, true, false>
-                      : present != nullptr                  ? MomentsOf<V, kGroups, false, true>
-                                                            : MomentsOf<V, kGroups, false, false>;
-  update(groups, cases, mass, runningMass, present, presentStride, moments);
+// count: 1 to kMost.
+template <class V, int kMost, bool kWhole>
+void MomentsOfSome(const MomentsVector* vectors, int count, std::uint64_t caseStride,
+                   const MomentsInput& input) {
+  if constexpr (kMost > 1) {
+    if (count < kMost) return MomentsOfSome<V, kMost - 1, kWhole>(vectors, count, caseStride, input);
+  }
+  if (input.present == nullptr) {
+    MomentsOf<V, kMost, kWhole, false>(vectors, caseStride, input);
+  } else {
+    MomentsOf<V, kMost, kWhole, true>(vectors, caseStride, input);
+  }
+}
+
+// A call of its own: no operation of it moves across the reading of the flags.
+template <class V, bool kWhole>
+__attribute__((noinline)) void MomentsOfAll(const MomentsVector* vectors, int count, std::uint64_t caseStride,
+                                            const MomentsInput& input) {
+  constexpr int kMost = V::kWidth == 8 ? 6 : 4;  // what the registers hold
+  for (int parts = (count + kMost - 1) / kMost; parts > 0; --parts) {
+    const int some = (count + parts - 1) / parts;
+    MomentsOfSome<V, kMost, kWhole>(vectors, some, caseStride, input);
+    vectors += some;
+    count -= some;
+  }
 }
 
 template <class V>
-void Moments(const LaneValues* groups, int groupCount, int cases, const double* mass,
-             const double* runningMass, const std::uint16_t* present, std::uint64_t presentStride,
-             MomentsLanes* moments) {
-  constexpr int kAtOnce = V::kWidth == 8 ? 3 : 1;  // at least four vectors, and what the registers hold
-  int g = 0;
-  const auto presentOf = [&](int group) {
-    return present == nullptr ? nullptr : present + static_cast<std::uint64_t>(group) * presentStride;
-  };
-  for (; g + kAtOnce <= groupCount; g += kAtOnce) {
-    MomentsOfSome<V, kAtOnce>(groups + g, cases, mass, runningMass, presentOf(g), presentStride, moments + g);
+void Moments(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments) {
+  MomentsLanes formed[kMostMomentGroups];
+  MomentsVector vectors[kMostMomentGroups * kLanes / V::kWidth]{};
+  int count = 0;
+  for (int g = 0; g < groupCount; ++g) {
+    formed[g] = moments[g];
+    const std::uint16_t* const present =
+        input.present == nullptr ? nullptr
+                                 : input.present + static_cast<std::uint64_t>(g) * input.presentStride;
+    for (int lane = 0; lane < groups[g].lanes; lane += V::kWidth) {
+      vectors[count++] = {groups[g].first + lane, moments + g, formed + g, present, lane};
+    }
   }
-  for (; g < groupCount; ++g) {
-    MomentsOfSome<V, 1>(groups + g, cases, mass, runningMass, presentOf(g), presentStride, moments + g);
+  const std::uint64_t caseStride = groups[0].caseStride;
+  bool done = false;
+  if constexpr (V::kMultipliesFused) {
+    if (input.reciprocal != nullptr) {
+      constexpr unsigned kOutOfRange = _MM_EXCEPT_INVALID | _MM_EXCEPT_UNDERFLOW;
+      const unsigned state = _mm_getcsr();
+      _mm_setcsr(state & ~kOutOfRange);
+      MomentsOfAll<V, true>(vectors, count, caseStride, input);
+      done = (_mm_getcsr() & kOutOfRange) == 0;
+      _mm_setcsr(state);
+    }
   }
+  if (!done) MomentsOfAll<V, false>(vectors, count, caseStride, input);
+  for (int g = 0; g < groupCount; ++g) moments[g] = formed[g];
 }
 
 // The bounds of a lane never fall, so the middle one says which half of them still has to be looked at; that pays
@@ -128,7 +166,7 @@ void IntervalSlotsOf(LaneValues values, int cases, const double* bounds, int cou
   const int half = boundCount / 2;
   const typename V::I one = V::SetCount(1), skipped = V::SetCount(half + 1);
   const typename V::D never = V::Set(__builtin_inf());
-  for (int l = 0; l < kLanes; l += V::kWidth) {
+  for (int l = 0; l < values.lanes; l += V::kWidth) {
     const double* const laneBounds = bounds + l;
     const auto bound = [&](int k) { return k < boundCount ? V::Load(laneBounds + k * kLanes) : never; };
     const typename V::D middle = bound(half);
@@ -173,9 +211,9 @@ void IntervalSlots(LaneValues values, int cases, const double* bounds, int bound
 }
 
 template <class V>
-bool CodeSlots(LaneValues values, int laneCount, int cases, const std::uint16_t* present,
-               std::uint32_t* slots, std::uint16_t* others) {
-  const unsigned used = kAllLanes >> (kLanes - laneCount);
+bool CodeSlots(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
+               std::uint16_t* others) {
+  const unsigned used = kAllLanes >> (kLanes - values.lanes);
   const typename V::D largest = V::Set(63.0);
   const typename V::D zero = V::Set(0.0);
   unsigned any = 0;
@@ -183,7 +221,7 @@ bool CodeSlots(LaneValues values, int laneCount, int cases, const std::uint16_t*
   for (int i = 0; i < cases; ++i, lanes += values.caseStride) {
     const unsigned isPresent = present == nullptr ? kAllLanes : present[i];
     unsigned direct = 0;
-    for (int l = 0; l < kLanes; l += V::kWidth) {
+    for (int l = 0; l < values.lanes; l += V::kWidth) {
       const typename V::D x = V::Load(lanes + l);
       const typename V::M inRange = V::And(V::GreaterEqual(x, zero), V::GreaterEqual(largest, x));
       const typename V::D code = V::Truncated(x);  // of no meaning outside the range
@@ -201,84 +239,96 @@ bool CodeSlots(LaneValues values, int laneCount, int cases, const std::uint16_t*
 
 enum class GroupRule { kPlain, kCounted, kWeighted };
 
-// What one case brings to its groups.
+// What a case brings to all its groups.
+template <class R>
 struct GroupCase {
-  double y;
-  double mass;
-  double relativeMass;
-  double count;
-  double totalWeight;
+  typename R::D y, mass, relativeMass, count, totalWeight;
 };
 
-// Takes the case into one group of each of two predictors: one division of two doubles takes the time of one, and
-// a group's halves are loaded and stored as they lie. With weight and count 1 a new group needs no choice: its mean
-// becomes 0 + y / 1 and its sum 0.
-template <GroupRule kRule>
-void UpdateTwoGroups(const GroupCase& c, GroupMoments* a, GroupMoments* b) {
-  const __m128d y = _mm_set1_pd(c.y);
-  const __m128d oldWeightsA = _mm_load_pd(&a->weight), oldWeightsB = _mm_load_pd(&b->weight);
-  const __m128d momentsA = _mm_load_pd(&a->mean), momentsB = _mm_load_pd(&b->mean);
-  const __m128d step = kRule == GroupRule::kPlain ? _mm_set1_pd(1.0) : _mm_set_pd(c.count, c.relativeMass);
-  const __m128d weightsA = _mm_add_pd(oldWeightsA, step), weightsB = _mm_add_pd(oldWeightsB, step);
-  const __m128d weight = _mm_unpacklo_pd(weightsA, weightsB);
-  const __m128d oldMean = _mm_unpacklo_pd(momentsA, momentsB);
-  const __m128d oldSum = _mm_unpackhi_pd(momentsA, momentsB);
-  __m128d d = _mm_sub_pd(y, oldMean);
-  if (kRule != GroupRule::kPlain) d = _mm_mul_pd(d, _mm_set1_pd(c.mass));
-  if (kRule == GroupRule::kWeighted) d = _mm_div_pd(d, _mm_set1_pd(c.totalWeight));
-  __m128d mean = _mm_add_pd(oldMean, _mm_div_pd(d, weight));
-  __m128d sum = _mm_add_pd(oldSum, _mm_mul_pd(_mm_sub_pd(y, mean), d));
-  if (kRule != GroupRule::kPlain) {
-    const __m128d isNew = _mm_cmpeq_pd(_mm_unpackhi_pd(oldWeightsA, oldWeightsB), _mm_setzero_pd());
-    mean = _mm_or_pd(_mm_and_pd(isNew, y), _mm_andnot_pd(isNew, mean));
-    sum = _mm_andnot_pd(isNew, sum);
+// A case on its way into one group of each of some lanes. What has to wait for a division stands apart, so that the next
+// lanes can begin meanwhile.
+template <class R, GroupRule kRule>
+struct RowUpdate {
+  using D = typename R::D;
+  GroupMoments* const* rows;
+  D weight, oldMean, oldSum, oldCount, d, step;
+
+  void Begin(const GroupCase<R>& c, GroupMoments* const* rowsOfLanes) {
+    rows = rowsOfLanes;
+    if (kRule == GroupRule::kPlain) {
+      R::LoadRows(rows, &weight, &oldMean, &oldSum);
+    } else {
+      R::LoadRows(rows, &weight, &oldMean, &oldSum, &oldCount);
+    }
+    weight = R::Add(weight, c.relativeMass);
+    d = R::Sub(c.y, oldMean);
+    if (kRule != GroupRule::kPlain) d = R::Mul(d, c.mass);
+    if (kRule == GroupRule::kWeighted) d = R::Div(d, c.totalWeight);
+    step = R::Div(d, weight);
   }
-  _mm_store_pd(&a->weight, weightsA);
-  _mm_store_pd(&b->weight, weightsB);
-  _mm_store_pd(&a->mean, _mm_unpacklo_pd(mean, sum));
-  _mm_store_pd(&b->mean, _mm_unpackhi_pd(mean, sum));
-}
+  // With weight and count 1 a new group needs no choice: its mean becomes 0 + y / 1 and its sum 0.
+  void End(const GroupCase<R>& c) const {
+    D mean = R::Add(oldMean, step);
+    D sum = R::Add(oldSum, R::Mul(R::Sub(c.y, mean), d));
+    if (kRule == GroupRule::kPlain) {
+      R::StoreRows(rows, weight, mean, sum);
+      return;
+    }
+    const typename R::M isNew = R::Equal(oldCount, R::Set(0.0));
+    mean = R::Select(isNew, c.y, mean);
+    sum = R::Select(isNew, R::Set(0.0), sum);
+    R::StoreRows(rows, weight, mean, sum, R::Add(oldCount, c.count));
+  }
+};
 
 // One case after the other, the lanes in turn. Each update waits for the last one of its own group, which for a
-// variable with one big group is the last case's: sixteen lanes are what it takes to fill that time.
-// lanes: pairs of them; the caller has a table for a lane that is left over.
-template <GroupRule kRule, int kLanePairs>
-void UpdateGroupsOf(const GroupInput& input, GroupMoments* const* tables) {
-  for (int at = 0; at < input.caseCount; ++at) {
-    const int i = input.cases == nullptr ? at : input.cases[at];
-    const std::uint32_t* const slots = input.slots + i * kLanes;
-    GroupCase c{input.dependent[i], 1.0, 1.0, 1.0, 1.0};
-    if (kRule != GroupRule::kPlain) {
-      c.mass = input.mass[i];
-      c.relativeMass = kRule == GroupRule::kWeighted ? input.relativeMass[i] : c.mass;
-      c.count = input.count[i];
-      c.totalWeight = input.totalWeight;
-    }
-    for (int l = 0; l < 2 * kLanePairs; l += 2) {
-      UpdateTwoGroups<kRule>(c, tables[l] + slots[l], tables[l + 1] + slots[l + 1]);
-    }
-  }
-}
+// variable with one big group is the last case's: some dozens of lanes are what it takes to fill that time.
+template <class V, GroupRule kRule>
+void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCount) {
+  using R = typename V::Rows;
+  constexpr int kCasesAtOnce = 16;
+  // Where the rows of some cases are, one lane after the other; a whole vector of them is written at a time.
+  GroupMoments* rows[kCasesAtOnce * kMostGroups * kLanes + V::kWidth];
+  int lanes = 0;
+  for (int g = 0; g < groupCount; ++g) lanes += (groups[g].lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
 
-template <GroupRule kRule>
-void UpdateGroups(const GroupInput& input, GroupMoments* const* tables, int lanes) {
-  switch ((lanes + 1) / 2) {
-    case 1:
-      return UpdateGroupsOf<kRule, 1>(input, tables);
-    case 2:
-      return UpdateGroupsOf<kRule, 2>(input, tables);
-    case 3:
-      return UpdateGroupsOf<kRule, 3>(input, tables);
-    case 4:
-      return UpdateGroupsOf<kRule, 4>(input, tables);
-    case 5:
-      return UpdateGroupsOf<kRule, 5>(input, tables);
-    case 6:
-      return UpdateGroupsOf<kRule, 6>(input, tables);
-    case 7:
-      return UpdateGroupsOf<kRule, 7>(input, tables);
-    default:
-      return UpdateGroupsOf<kRule, 8>(input, tables);
+  GroupCase<R> c;
+  c.mass = c.relativeMass = c.count = R::Set(1.0);
+  c.totalWeight = R::Set(input.totalWeight);
+  for (int first = 0; first < input.caseCount; first += kCasesAtOnce) {
+    const int cases = input.caseCount - first < kCasesAtOnce ? input.caseCount - first : kCasesAtOnce;
+    const auto caseAt = [&](int at) { return input.cases == nullptr ? first + at : input.cases[first + at]; };
+    for (int at = 0; at < cases; ++at) {
+      GroupMoments** ofGroup = rows + at * lanes;
+      const int slotsAt = caseAt(at) * kLanes;
+      for (int g = 0; g < groupCount; ++g) {
+        int l = 0;
+        for (; l < groups[g].lanes; l += V::kWidth) {
+          V::FindRows(groups[g].tables + l, groups[g].slots + slotsAt + l, ofGroup + l);
+        }
+        ofGroup += (groups[g].lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
+      }
+    }
+    GroupMoments* const* next = rows;
+    for (int at = 0; at < cases; ++at) {
+      const int i = caseAt(at);
+      c.y = R::Set(input.dependent[i]);
+      if (kRule != GroupRule::kPlain) {
+        c.mass = R::Set(input.mass[i]);
+        c.relativeMass = kRule == GroupRule::kWeighted ? R::Set(input.relativeMass[i]) : c.mass;
+        c.count = R::Set(input.count[i]);
+      }
+      GroupMoments* const* const end = next + lanes;
+      RowUpdate<R, kRule> last;
+      last.Begin(c, next);
+      for (next += R::kWidth; next < end; next += R::kWidth) {
+        RowUpdate<R, kRule> begun;
+        begun.Begin(c, next);
+        last.End(c);
+        last = begun;
+      }
+      last.End(c);
+    }
   }
 }
 
@@ -301,8 +351,8 @@ constexpr VectorKernels KernelsOf(const char* name) {
           &Moments<V>,
           &IntervalSlots<V>,
           &CodeSlots<V>,
-          &UpdateGroups<GroupRule::kPlain>,
-          &UpdateGroups<GroupRule::kCounted>,
-          &UpdateGroups<GroupRule::kWeighted>,
+          &UpdateGroups<V, GroupRule::kPlain>,
+          &UpdateGroups<V, GroupRule::kCounted>,
+          &UpdateGroups<V, GroupRule::kWeighted>,
           &ExpectedMasses<V>};
 }

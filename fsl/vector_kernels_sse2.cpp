@@ -9,6 +9,7 @@ namespace vlmfsl {
 namespace {
 
 struct Sse2 {
+  using Rows = Sse2;
   static constexpr int kWidth = 2;
   using D = __m128d;
   using M = __m128d;
@@ -21,8 +22,10 @@ struct Sse2 {
   static D Sub(D a, D b) { return _mm_sub_pd(a, b); }
   static D Mul(D a, D b) { return _mm_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm_div_pd(a, b); }
+  static constexpr bool kMultipliesFused = false;
   static D Min(D a, D b) { return _mm_min_pd(a, b); }  // a < b ? a : b
   static D Max(D a, D b) { return _mm_max_pd(a, b); }  // a > b ? a : b
+  static M Equal(D a, D b) { return _mm_cmpeq_pd(a, b); }
   static M Greater(D a, D b) { return _mm_cmpgt_pd(a, b); }
   static M GreaterEqual(D a, D b) { return _mm_cmpge_pd(a, b); }
   static M And(M a, M b) { return _mm_and_pd(a, b); }
@@ -42,6 +45,35 @@ struct Sse2 {
   static D Truncated(D v) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(v)); }
   static I CodePlusOne(D v) {
     return _mm_unpacklo_epi32(_mm_add_epi32(_mm_cvttpd_epi32(v), _mm_set1_epi32(1)), _mm_setzero_si128());
+  }
+  static void LoadRows(const GroupMoments* const* rows, D* weight, D* mean, D* sum, D* count) {
+    const D first0 = _mm_load_pd(&rows[0]->weight), first1 = _mm_load_pd(&rows[1]->weight);
+    const D second0 = _mm_load_pd(&rows[0]->sumOfSquares), second1 = _mm_load_pd(&rows[1]->sumOfSquares);
+    *weight = _mm_unpacklo_pd(first0, first1);
+    *mean = _mm_unpackhi_pd(first0, first1);
+    *sum = _mm_unpacklo_pd(second0, second1);
+    *count = _mm_unpackhi_pd(second0, second1);
+  }
+  static void LoadRows(const GroupMoments* const* rows, D* weight, D* mean, D* sum) {
+    const D first0 = _mm_load_pd(&rows[0]->weight), first1 = _mm_load_pd(&rows[1]->weight);
+    *weight = _mm_unpacklo_pd(first0, first1);
+    *mean = _mm_unpackhi_pd(first0, first1);
+    *sum = _mm_loadh_pd(_mm_load_sd(&rows[0]->sumOfSquares), &rows[1]->sumOfSquares);
+  }
+  static void StoreRows(GroupMoments* const* rows, D weight, D mean, D sum, D count) {
+    _mm_store_pd(&rows[0]->weight, _mm_unpacklo_pd(weight, mean));
+    _mm_store_pd(&rows[0]->sumOfSquares, _mm_unpacklo_pd(sum, count));
+    _mm_store_pd(&rows[1]->weight, _mm_unpackhi_pd(weight, mean));
+    _mm_store_pd(&rows[1]->sumOfSquares, _mm_unpackhi_pd(sum, count));
+  }
+  static void StoreRows(GroupMoments* const* rows, D weight, D mean, D sum) {
+    _mm_store_pd(&rows[0]->weight, _mm_unpacklo_pd(weight, mean));
+    _mm_storel_pd(&rows[0]->sumOfSquares, sum);
+    _mm_store_pd(&rows[1]->weight, _mm_unpackhi_pd(weight, mean));
+    _mm_storeh_pd(&rows[1]->sumOfSquares, sum);
+  }
+  static void FindRows(GroupMoments* const* tables, const std::uint32_t* slots, GroupMoments** rows) {
+    for (int k = 0; k < kWidth; ++k) rows[k] = tables[k] + slots[k];
   }
 };
 
