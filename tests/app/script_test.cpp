@@ -377,6 +377,26 @@ print(cuts(first), cuts(third), cuts(second) == cuts(start()) != [25, 40])
   EXPECT_EQ(result.out, "[25.0, 40.0] [25.0, 40.0] True\n");
 }
 
+TEST_F(Script, ReadsBoxPlots) {
+  const ProcessResult result = Run(Credit() + R"py(
+analysis = app.Analyses.Add("Predictor screening")
+startup = analysis.StartupDialog
+startup.Variables, startup.FactorCodes = [["amount"], [], [], ["job"], []], "*"
+startup.OK()
+for button in [1068, 1069]:
+    analysis.Window.Press(button)
+boxes, scatter = app.Workbook
+for graph, series in [(boxes, 1), (scatter, 1), (scatter, 2)]:
+    count = graph.PointCount(series)
+    x, y = graph.X(series, 1), graph.Y(series, 1)
+    print(count, round(x, 4), round(y, 4), graph.Label(series, 1), [round(figure) for figure in graph.Box(series, 1) if figure])
+)py");
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  // Minimum, quartiles, maximum, mean, its limits, number of cases.
+  const std::string figures = "unskilled resident [250, 1130, 1622, 3035, 11998, 2359, 2071, 2646, 200]\n";
+  EXPECT_EQ(result.out, "3 1.0 1622.0 " + figures + "1000 3.0266 6948.0 None []\n3 1.0 2358.52 " + figures);
+}
+
 TEST_F(Script, SamplesRun) {
   const fs::path samples = fs::path(VELMORA_SOURCE_DIR) / "samples";
   const ProcessResult ranked =

@@ -132,6 +132,11 @@ class GraphObject final : public HostObject<GraphObject> {
   static std::size_t Point(const Variant& argument, std::size_t count) {
     return static_cast<std::size_t>(InRange(argument, static_cast<std::int64_t>(count), "point") - 1);
   }
+  // A series of boxes has these as its points; the x and y of diamonds are their ends.
+  static std::size_t PointCount(const GraphSeries& series) {
+    return series.boxes.empty() ? series.x.size() : series.boxes.size();
+  }
+  static Variant NumberOrEmpty(double value) { return value == kMissing ? Variant() : Variant(value); }
 
   std::shared_ptr<Graph> graph_;
   std::shared_ptr<const ShortNames> shortNames_;
@@ -160,27 +165,50 @@ const HostMemberTable<GraphObject>& GraphObject::Members() {
        {Getter(6, "SeriesCount", kAutomationInt, "Number of series"),
         [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.graph_->series.size())); },
         nullptr},
-       {Getter(7, "PointCount", kAutomationInt, "Number of points of a series", 1, kAutomationInt, "Series"),
-        [](Self& s, const Arguments& a) { return Variant(static_cast<int>(s.Series(a[0]).x.size())); },
+       {Getter(7, "PointCount", kAutomationInt, "Number of points, or of boxes, of a series", 1,
+               kAutomationInt, "Series"),
+        [](Self& s, const Arguments& a) { return Variant(static_cast<int>(PointCount(s.Series(a[0])))); },
         nullptr},
-       {Getter(8, "X", kAutomationReal, "Position of a point", 2, kAutomationInt, "Series, Point"),
+       {Getter(8, "X", kAutomationReal, "Position of a point or box", 2, kAutomationInt, "Series, Point"),
         [](Self& s, const Arguments& a) {
           const GraphSeries& series = s.Series(a[0]);
-          return Variant(series.x[Point(a[1], series.x.size())]);
+          const std::size_t point = Point(a[1], PointCount(series));
+          return Variant(series.boxes.empty() ? series.x[point] : series.boxes[point].position);
         },
         nullptr},
-       {Getter(9, "Y", kAutomationReal, "Value of a point", 2, kAutomationInt, "Series, Point"),
+       {Getter(9, "Y", kAutomationReal, "Value of a point, median of a box, mean of a diamond", 2,
+               kAutomationInt, "Series, Point"),
         [](Self& s, const Arguments& a) {
           const GraphSeries& series = s.Series(a[0]);
-          return Variant(series.y[Point(a[1], series.y.size())]);
+          const std::size_t point = Point(a[1], PointCount(series));
+          if (series.boxes.empty()) return Variant(series.y[point]);
+          const BoxSummary& box = series.boxes[point];
+          return Variant(series.kind == SeriesKind::kDiamonds ? box.mean : box.median);
         },
         nullptr},
-       {Getter(10, "Label", kAutomationText, "Label of a point, in full", 2, kAutomationInt, "Series, Point"),
+       {Getter(10, "Label", kAutomationText, "Label of a point or box, in full", 2, kAutomationInt,
+               "Series, Point"),
         [](Self& s, const Arguments& a) {
           const GraphSeries& series = s.Series(a[0]);
-          const std::size_t point = Point(a[1], series.x.size());
+          const std::size_t point = Point(a[1], PointCount(series));
           return point < series.labels.size() ? Variant(s.shortNames_->FullNameOf(series.labels[point]))
                                               : Variant();
+        },
+        nullptr},
+       {Getter(
+            11, "Box", vlm::kAutomationArray,
+            "Minimum, lower quartile, median, upper quartile, maximum, mean, its lower and upper limit and "
+            "the number of cases of a box, empty where it has none",
+            2, kAutomationInt, "Series, Point"),
+        [](Self& s, const Arguments& a) {
+          const GraphSeries& series = s.Series(a[0]);
+          const std::size_t point = Point(a[1], PointCount(series));
+          const BoxSummary box = point < series.boxes.size() ? series.boxes[point] : BoxSummary();
+          Variant::Array figures;
+          for (const double figure : {box.minimum, box.lowerQuartile, box.median, box.upperQuartile,
+                                      box.maximum, box.mean, box.lowerLimit, box.upperLimit, box.count})
+            figures.push_back(NumberOrEmpty(figure));
+          return Variant(std::move(figures));
         },
         nullptr},
        {Method(20, "Save", "Writes a file: .html, .xlsx, .json or .txt", 1, vlm::kAutomationText, "FileName"),
