@@ -124,13 +124,19 @@ void PairAccumulator::TreatDependents() {
   for (std::size_t d = 0; d < missing_.size(); ++d) {
     const double* const values = &dependents_[d * capacity];
     std::uint8_t* const takesPart = &takesPart_[d * capacity];
-    bool all = true;
-    for (std::size_t i = 0; i < size; ++i) {
-      const bool present = !(values[i] >= missing_[d].first && values[i] <= missing_[d].last);
-      complete_[i] = static_cast<std::uint8_t>(complete_[i] & (present ? 1 : 0));
-      // Casewise, a case ends at its first missing dependent.
-      takesPart[i] = casewise_ ? complete_[i] : static_cast<std::uint8_t>(present);
-      all = all && takesPart[i] != 0;
+    const MissingRange missing = missing_[d];
+    int absent = 0;
+    for (std::size_t i = 0; i < size; ++i) absent += values[i] >= missing.first && values[i] <= missing.last;
+    const bool all = absent == 0 && (allComplete || !casewise_);
+    if (all) {
+      std::fill_n(takesPart, size, std::uint8_t{1});
+    } else {
+      for (std::size_t i = 0; i < size; ++i) {
+        const bool present = !(values[i] >= missing.first && values[i] <= missing.last);
+        complete_[i] = static_cast<std::uint8_t>(complete_[i] & (present ? 1 : 0));
+        // Casewise, a case ends at its first missing dependent.
+        takesPart[i] = casewise_ ? complete_[i] : static_cast<std::uint8_t>(present);
+      }
     }
     allComplete = allComplete && all;
     if (d >= groupPairs_.size()) {
@@ -170,8 +176,6 @@ void PairAccumulator::PlanJointSets() {
     set.columns.push_back(columns);
     set.jointClasses *= columns;
   }
-  // A set of one is no set; its member may find company the next time.
-  std::erase_if(jointSets_, [](const JointSet& set) { return set.counts.empty() && set.members.size() < 2; });
   for (std::size_t s = 0; s < jointSets_.size(); ++s) {
     JointSet& set = jointSets_[s];
     if (!set.counts.empty()) continue;
@@ -324,34 +328,54 @@ void PairAccumulator::UpdateGroupMeans(std::size_t firstGroup, std::size_t count
   }
 }
 
-void PairAccumulator::UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup) {
-  const auto capacity = static_cast<std::size_t>(block_.Capacity());
-  const auto cases = static_cast<std::size_t>(block_.Cases());
+// Four predictors in turn: a counter that was just raised is not waited for.
+void PairAccumulator::CountJointClasses(JointSet* set, std::size_t group, const std::uint32_t* slotsOfGroup) {
+  constexpr std::size_t kAtOnce = 4;
+  std::uint32_t* cells[kLanes];
+  const std::uint32_t* slots[kLanes];
+  std::size_t counted = 0;
+  const std::uint32_t width = set->jointClasses;
   for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
     const std::size_t p = PredictorAt(group, lane);
+    if (set->leftOut[p] != 0) continue;
     const std::uint32_t rows = keys_[p].Rows();
-    const std::uint32_t* const slots = slotsOfGroup + lane;
-    for (JointSet& set : jointSets_) {
-      if (set.counts.empty() || set.members.empty() || set.leftOut[p] != 0) continue;
-      if (rows > kMostJointRows) {
-        FlushJointLane(&set, p);
-        set.leftOut[p] = 1;
-        continue;
-      }
-      std::vector<std::uint32_t>& counts = set.counts[p];
-      if (counts.size() < std::size_t{rows} * set.jointClasses)
-        counts.resize(std::size_t{rows} * set.jointClasses);
-      std::uint32_t* const cells = counts.data();
-      const std::uint32_t* const classes = set.classOfCase.data();
-      const std::uint32_t width = set.jointClasses;
-      for (std::size_t i = 0; i < cases; ++i) ++cells[slots[i * kLanes] * width + classes[i]];
+    if (rows > kMostJointRows) {
+      FlushJointLane(set, p);
+      set->leftOut[p] = 1;
+      continue;
     }
-    for (std::size_t cross = 0; cross < classes_.size(); ++cross) {
-      if (jointSetOf_[cross] >= 0 && jointSets_[static_cast<std::size_t>(jointSetOf_[cross])].leftOut[p] == 0)
-        continue;
+    std::vector<std::uint32_t>& counts = set->counts[p];
+    if (counts.size() < std::size_t{rows} * width) counts.resize(std::size_t{rows} * width);
+    cells[counted] = counts.data();
+    slots[counted++] = slotsOfGroup + lane;
+  }
+  const auto cases = static_cast<std::size_t>(block_.Cases());
+  const std::uint32_t* const classes = set->classOfCase.data();
+  std::size_t l = 0;
+  for (; l + kAtOnce <= counted; l += kAtOnce) {
+    for (std::size_t i = 0; i < cases; ++i) {
+      for (std::size_t k = 0; k < kAtOnce; ++k) ++cells[l + k][slots[l + k][i * kLanes] * width + classes[i]];
+    }
+  }
+  for (; l < counted; ++l) {
+    for (std::size_t i = 0; i < cases; ++i) ++cells[l][slots[l][i * kLanes] * width + classes[i]];
+  }
+}
+
+void PairAccumulator::UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup) {
+  for (JointSet& set : jointSets_) {
+    if (!set.counts.empty() && !set.members.empty()) CountJointClasses(&set, group, slotsOfGroup);
+  }
+  const auto capacity = static_cast<std::size_t>(block_.Capacity());
+  for (std::size_t cross = 0; cross < classes_.size(); ++cross) {
+    const int set = jointSetOf_[cross];
+    for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
+      const std::size_t p = PredictorAt(group, lane);
+      if (set >= 0 && jointSets_[static_cast<std::size_t>(set)].leftOut[p] == 0) continue;
       CrossTable& table = tables_[CrossIndex(cross, p)];
-      table.Fit(rows, classes_[cross].Columns());
-      table.Add(slots, &classOfCase_[cross * capacity], plain_ ? nullptr : mass_.data(), block_.Cases());
+      table.Fit(keys_[p].Rows(), classes_[cross].Columns());
+      table.Add(slotsOfGroup + lane, &classOfCase_[cross * capacity], plain_ ? nullptr : mass_.data(),
+                block_.Cases());
     }
   }
 }

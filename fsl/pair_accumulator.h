@@ -79,6 +79,7 @@ class PairAccumulator {
   void FindOtherSlots(std::size_t group, std::uint32_t* slots);
   void KeepCounts(GroupPairs* pairs);
   void UpdateGroupMeans(std::size_t firstGroup, std::size_t count);
+  void CountJointClasses(JointSet* set, std::size_t group, const std::uint32_t* slotsOfGroup);
   void UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup);
 
   // Slots of the i-th of the groups at hand.
