@@ -12,7 +12,8 @@
 namespace vlmfsl {
 namespace {
 
-constexpr std::size_t kLongestFileName = 255;  // bytes, on common file systems
+// Bytes: 255 on common file systems, less what a number and the file written aside put behind the name.
+constexpr std::size_t kLongestFileName = 240;
 
 bool HasControlCharacter(const std::string& text) {
   return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
@@ -121,8 +122,11 @@ std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummar
   const std::string stem = basePath.substr(stemAt);
   std::string name = FileNameOf(stem, record.predictorName, record.responseName, suffix);
   if (name.size() > kLongestFileName) {
-    name = FileNameOf(stem, analysis.Get8CharHash(record.predictorName),
-                      analysis.Get8CharHash(record.responseName), suffix);
+    // The conditions name the predictor too; the response stands nowhere else.
+    const std::string predictor = analysis.Get8CharHash(record.predictorName);
+    name = FileNameOf(stem, predictor, record.responseName, suffix);
+    if (name.size() > kLongestFileName)
+      name = FileNameOf(stem, predictor, analysis.Get8CharHash(record.responseName), suffix);
   }
   return basePath.substr(0, stemAt) + name;
 }

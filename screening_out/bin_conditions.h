@@ -26,7 +26,7 @@ namespace vlmfsl {
 [[nodiscard]] std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& record);
 
 // Path of the recode file of a record: "BASE - PREDICTOR_RESPONSE__Coded.ini", with '_' for characters that some
-// file system refuses and short forms for names that are too long for one.
+// file system refuses and, where that is too long for one, the short form of the predictor, then of the response.
 [[nodiscard]] std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                          const std::string& basePath);
 

@@ -282,7 +282,8 @@ INSTANTIATE_TEST_SUITE_P(
              nullptr,
              {{"purpose", "Zweck \"wof\xC3\xBCr\", wo"},
               {"age", "how old?"},
-              {"amount", "how old*"},  // the same in a file's name
+              {"amount", "how old*"},               // the same in a file's name
+              {"duration", std::string(240, 'd')},  // too long for one
               {"radio or tv",
                "Radio, \"TV\" & K\xC3\xBC"
                "che"},

@@ -171,6 +171,25 @@ class RecodeReader {
                                                       [](char a, char b) { return a == b || b == '_'; });
   }
 
+  // Length of the predictor's name at the start of rest, "PREDICTOR_RESPONSE", or of its short form: up to three
+  // bytes of it and five digits of base 36. 0 when neither stands there.
+  static std::size_t LengthInFileName(std::string_view predictor, std::string_view rest) {
+    constexpr std::size_t kMostBytes = 3, kDigits = 5;
+    const auto isAt = [&](std::size_t length) { return rest.size() > length + 1 && rest[length] == '_'; };
+    const auto starts = [&](std::size_t length) {
+      return IsSameInFileNames(predictor.substr(0, length), rest.substr(0, length));
+    };
+    if (isAt(predictor.size()) && starts(predictor.size())) return predictor.size();
+    if (predictor.size() <= kMostBytes + kDigits) return 0;
+    for (std::size_t bytes = kMostBytes + 1; bytes-- > 0;) {
+      if (!isAt(bytes + kDigits) || !starts(bytes)) continue;
+      const std::string_view digits = rest.substr(bytes, kDigits);
+      if (digits.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") == std::string_view::npos)
+        return bytes + kDigits;
+    }
+    return 0;
+  }
+
   // "NAME (2)" is NAME's, when another file has its name already.
   static std::string_view WithoutNumber(std::string_view name) {
     const std::size_t open = name.rfind(" (");
@@ -189,9 +208,8 @@ class RecodeReader {
     for (std::size_t at = name.rfind(kBefore); at != std::string_view::npos;
          at = at == 0 ? std::string_view::npos : name.rfind(kBefore, at - 1)) {
       const std::string_view rest = name.substr(at + kBefore.size());
-      if (rest.size() > predictor.size() + 1 && rest[predictor.size()] == '_' &&
-          IsSameInFileNames(predictor, rest.substr(0, predictor.size())))
-        return std::string(rest.substr(predictor.size() + 1));
+      if (const std::size_t length = LengthInFileName(predictor, rest); length > 0)
+        return std::string(rest.substr(length + 1));
     }
     return {};
   }

@@ -22,8 +22,8 @@
 namespace velmora {
 
 // The recode as a program of one If. It assigns to the variable RESPONSE_PREDICTOR_Coded where the file has the
-// name that screening gave it, "ANY - PREDICTOR_RESPONSE__Coded.ini", else to PREDICTOR_Coded. Throws DataError
-// that names file, line and reason.
+// name that screening gave it, "ANY - PREDICTOR_RESPONSE__Coded.ini", else to PREDICTOR_Coded. In the file's name a
+// long PREDICTOR may have its short form. Throws DataError that names file, line and reason.
 ScriptProgram ParseRecodeFile(std::string_view text, const std::string& file);
 
 }  // namespace velmora
