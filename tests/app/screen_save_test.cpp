@@ -335,6 +335,28 @@ INSTANTIATE_TEST_SUITE_P(
              30}),
     [](const auto& row) { return std::string(row.param.name); });
 
+TEST(ScreenSave, NamesThatDifferByCaseStayTwoInSql) {
+  const TemporaryFolder folder;
+  std::string csv = "Age,age,risk\n";
+  for (int i = 0; i < 200; ++i)
+    csv +=
+        std::to_string(i % 61) + "," + std::to_string(i * 7 % 53) + "," + std::to_string(i % 61 > 30) + "\n";
+  const std::string query = (folder.Path() / "bins.sql").string();
+  const ProcessResult result = RunVelmora({"screen", folder.Write("a.csv", csv), "--binary-response", "risk",
+                                           "--good", "1", "--bad", "0", "--sql", query});
+  const std::string second = "risk_age_Coded is risk_age_Coded_2 in the query";
+  ExpectSaid(result, {"many databases take the columns Age and age for one", second.c_str()});
+  EXPECT_NE(ReadFile(query).find("-- Names: " + second), std::string::npos);
+  DuckDbSession session(1);
+  session.Run("CREATE TABLE a AS SELECT i AS age, i AS risk FROM range(9) t(i)");
+  session.Run("CREATE TABLE coded AS " + ReadFile(query));
+  session.Rows("SELECT string_agg(column_name, ' ') FROM duckdb_columns() WHERE table_name = 'coded'",
+               [](const char* const* texts) {
+                 EXPECT_STREQ(texts[0],
+                              "age risk risk_Age_Coded risk_Age_WOE risk_age_Coded_2 risk_age_WOE_2");
+               });
+}
+
 TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
   struct Row {
     const char* name;

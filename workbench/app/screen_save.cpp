@@ -213,8 +213,8 @@ void SaveScreening(const SaveOptions& options, const ScreenReport& report, Sessi
   if (!options.sql.empty() || !options.python.empty() || !options.bins.empty()) {
     std::vector<std::string> notices;
     const SavedBins bins = SavedBinsOf(report, session.Data(), count, notices);
+    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(bins, notices));
     for (const std::string& notice : notices) Tell("Warning: " + notice);
-    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(bins));
     if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
     if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(bins));
   }

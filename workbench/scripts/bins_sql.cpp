@@ -2,6 +2,8 @@
 // largest double, because databases take NaN and infinity for larger than every number.
 #include <charconv>
 #include <functional>
+#include <map>
+#include <set>
 
 #include "workbench/data/table.h"
 #include "workbench/scripts/case_condition.h"
@@ -90,25 +92,83 @@ std::string TableNameOf(const std::string& dataFile) {
   return name.empty() ? "data" : name;
 }
 
+// Names as a database knows them that ignores the case of letters.
+class NamesWithoutCase {
+ public:
+  // The name that has name's letters in any case already; null, and name is added, when none has.
+  const std::string* Add(const std::string& name) {
+    std::string key = name;
+    for (char& c : key) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    const auto [place, isNew] = names_.try_emplace(std::move(key), name);
+    return isNew ? nullptr : &place->second;
+  }
+  // name, with a number behind it when another one has its letters.
+  std::string AddNumbered(const std::string& name) {
+    std::string numbered = name;
+    for (int number = 2; Add(numbered) != nullptr; ++number) numbered = name + "_" + std::to_string(number);
+    return numbered;
+  }
+
+ private:
+  std::map<std::string, std::string> names_;
+};
+
+class QueryWriter {
+ public:
+  explicit QueryWriter(std::vector<std::string>& notices) : notices_(notices) {}
+
+  // The columns that a predictor gives.
+  std::string Write(const SavedPredictor& predictor) {
+    TellOfOneColumn(predictor.name);
+    const CaseWriter writer(predictor);
+    const std::string coded = variables_.AddNumbered(predictor.codedVariable);
+    if (coded != predictor.codedVariable) {
+      notices_.push_back(predictor.codedVariable + " is " + coded +
+                         " in the query, because many databases do not tell names by letter case");
+    }
+    std::string text = writer.Write(coded, [](const SavedBin& bin) { return Literal(bin.label); });
+    for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i) {
+      text += writer.Write(variables_.AddNumbered(predictor.figureVariables[i]),
+                           [i](const SavedBin& bin) { return Literal(bin.figures[i]); });
+    }
+    return text;
+  }
+
+ private:
+  // Another response has the same predictors.
+  void TellOfOneColumn(const std::string& name) {
+    const std::string* const other = predictors_.Add(name);
+    if (other == nullptr || *other == name || !told_.insert(name).second) return;
+    notices_.push_back("many databases take the columns " + *other + " and " + name +
+                       " for one; rename one of them there and in the query");
+  }
+
+  NamesWithoutCase predictors_, variables_;
+  std::set<std::string> told_;
+  std::vector<std::string>& notices_;
+};
+
 }  // namespace
 
-std::string BinsSql(const SavedBins& bins) {
+std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices) {
   const std::string table = TableNameOf(bins.dataFile);
-  std::string text =
+  std::string head =
       "-- Bins of predictors as velmora screen found them in " + OneLine(bins.dataFile) + ".\n";
   for (const SavedResponse& response : bins.responses)
-    text += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";
-  text += "-- Put the name of your table in place of " + OneLine(table) + ".\nSELECT\n  cases.*";
+    head += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";
+  head += "-- Put the name of your table in place of " + OneLine(table) + ".\n";
+
+  std::vector<std::string> ofNames;
+  QueryWriter writer(ofNames);
+  std::string columns;
   for (const SavedResponse& response : bins.responses) {
-    for (const SavedPredictor& predictor : response.predictors) {
-      const CaseWriter writer(predictor);
-      text += writer.Write(predictor.codedVariable, [](const SavedBin& bin) { return Literal(bin.label); });
-      for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i)
-        text += writer.Write(predictor.figureVariables[i],
-                             [i](const SavedBin& bin) { return Literal(bin.figures[i]); });
-    }
+    for (const SavedPredictor& predictor : response.predictors) columns += writer.Write(predictor);
   }
-  return text + "\nFROM " + DoubleQuoted(table) + " AS cases;\n";
+  for (const std::string& notice : ofNames) {
+    head += "-- Names: " + OneLine(notice) + ".\n";
+    notices.push_back("SQL: " + notice + ".");
+  }
+  return head + "SELECT\n  cases.*" + columns + "\nFROM " + DoubleQuoted(table) + " AS cases;\n";
 }
 
 }  // namespace velmora

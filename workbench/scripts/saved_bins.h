@@ -58,8 +58,9 @@ SavedBins ParseBinsJson(std::string_view text, const std::string& file);
 ScriptProgram ProgramOf(const SavedBins& bins, const std::string& file);
 
 // A query that adds the variables to a table: standard SQL, identifiers quoted, numbers in a form that reads
-// back to the same double.
-std::string BinsSql(const SavedBins& bins);
+// back to the same double. Many databases ignore letter case in names: a variable that differs from another by it
+// alone gets a number behind its name. notices: gets what a person must know of such names; the query says it, too.
+std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices);
 // A module with one function, code_case(values), that needs nothing but the language.
 std::string BinsPython(const SavedBins& bins);
 
