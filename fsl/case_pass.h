@@ -70,7 +70,7 @@ class CasePass {
         weighted_ = weightedFlag != 0;
       }
       weight = weighted_ ? EffectiveWeight(settings_, weight) : 1.0;
-      if (NearlyZero(weight)) {
+      if (weighted_ && NearlyZero(weight)) {
         ++facts->casesZeroWeight;
         continue;
       }

@@ -44,7 +44,7 @@ struct Tile {
 };
 
 using TurnTile = std::size_t(const Tile& tile, std::size_t cases);
-using CopyTiles = void(const double* from, std::size_t stride, std::size_t tiles, double* to);
+using CopyCaseOf = void(const double* from, std::size_t stride, std::size_t count, double* to);
 
 // The cases are turned two at a time; returns how many of them make pairs.
 std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
@@ -64,10 +64,11 @@ std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
   return i;
 }
 
-// tiles: where the case is in the first of them, stride doubles from there to the next one.
-void CopyLines(const double* from, std::size_t stride, std::size_t tiles, double* to) {
-  for (std::size_t t = 0; t < tiles; ++t, from += stride, to += kTile)
+// Copies a case: count values, from lines that are stride doubles apart.
+void CopyLines(const double* from, std::size_t stride, std::size_t count, double* to) {
+  for (; count >= kTile; count -= kTile, from += stride, to += kTile)
     std::memcpy(to, from, kTile * sizeof(double));
+  for (std::size_t k = 0; k < count; ++k) to[k] = from[k];
 }
 
 #if defined(VELMORA_TURNS_BY_FOUR)
@@ -90,21 +91,27 @@ __attribute__((target("avx2"))) std::size_t TurnByFour(const Tile& tile, std::si
   return i;
 }
 
-__attribute__((target("avx2"))) void CopyWideLines(const double* from, std::size_t stride, std::size_t tiles,
+__attribute__((target("avx2"))) void CopyWideLines(const double* from, std::size_t stride, std::size_t count,
                                                    double* to) {
-  for (std::size_t t = 0; t < tiles; ++t, from += stride, to += kTile) {
+  for (; count >= kTile; count -= kTile, from += stride, to += kTile) {
     const __m256d low = _mm256_loadu_pd(from), high = _mm256_loadu_pd(from + 4);
     _mm256_storeu_pd(to, low);
     _mm256_storeu_pd(to + 4, high);
   }
+  if (count == 0) return;
+  // Of the last line only what belongs to the case is written.
+  static constexpr std::int64_t kMask[2 * kTile] = {-1, -1, -1, -1, -1, -1, -1, -1};
+  const auto* const mask = reinterpret_cast<const __m256i*>(kMask + kTile - count);
+  _mm256_maskstore_pd(to, _mm256_loadu_si256(mask), _mm256_loadu_pd(from));
+  _mm256_maskstore_pd(to + 4, _mm256_loadu_si256(mask + 1), _mm256_loadu_pd(from + 4));
 }
 
 const bool kHasWide = __builtin_cpu_supports("avx2") != 0;
 TurnTile* const turnTile = kHasWide ? TurnByFour : TurnByTwo;
-CopyTiles* const copyTiles = kHasWide ? CopyWideLines : CopyLines;
+CopyCaseOf* const copyCase = kHasWide ? CopyWideLines : CopyLines;
 #else
 TurnTile* const turnTile = TurnByTwo;
-CopyTiles* const copyTiles = CopyLines;
+CopyCaseOf* const copyCase = CopyLines;
 #endif
 
 }  // namespace
@@ -190,10 +197,7 @@ void CaseReader::FillBlock(std::int64_t firstCase) {
 }
 
 void CaseReader::CopyCase(std::int64_t caseOfBlock, double* values) const {
-  const double* from = tiles_ + static_cast<std::size_t>(caseOfBlock) * kTile;
-  const std::size_t tiles = list_.size() / kTile, rest = list_.size() % kTile;
-  copyTiles(from, tileStride_, tiles, values);
-  std::memcpy(values + tiles * kTile, from + tiles * tileStride_, rest * sizeof(double));
+  copyCase(tiles_ + static_cast<std::size_t>(caseOfBlock) * kTile, tileStride_, list_.size(), values);
 }
 
 }  // namespace velmora
