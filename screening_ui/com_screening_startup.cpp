@@ -82,8 +82,8 @@ void CComScreeningStartup::get_FactorCodes(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::put_FactorCodes(const AutomationCall& call) {
-  Dialog().SetFactorCodes(
-      ReadCodeLists(call.Value(), Dialog().Input(), Dialog().Screening().categoricalPredictors));
+  Dialog().SetFactorCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(),
+                                        Dialog().Screening().categoricalPredictors));
 }
 
 void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
@@ -92,8 +92,8 @@ void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::put_ResponseCodes(const AutomationCall& call) {
-  Dialog().SetResponseCodes(
-      ReadCodeLists(call.Value(), Dialog().Input(), Dialog().Screening().categoricalResponses));
+  Dialog().SetResponseCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(),
+                                          Dialog().Screening().categoricalResponses));
 }
 
 // The good and the bad code live in their edits until OK reads them.

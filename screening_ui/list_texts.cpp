@@ -76,7 +76,26 @@ void AppendOnce(std::vector<double>& codes, double code) {
 
 constexpr std::string_view kAllValues = "*";
 
-std::vector<double> ParseCodes(std::string_view text, vlm::IInputSpreadsheet& input, int variable) {
+std::string LabelOf(double code, vlm::IInputSpreadsheet& input, int variable) {
+  StringSink label;
+  return input.GetValueLabel(variable, code, &label) == 0 ? QuotedCode(label.Text()) : CodeText(code);
+}
+
+[[noreturn]] void FailNoCode(const CodeWord& word, CFeatureSelectionTemplate& screening,
+                             vlm::IInputSpreadsheet& input, int variable) {
+  constexpr std::size_t kMostListed = 12;
+  const std::vector<double> codes = DistinctValues(input, variable);
+  std::string known;
+  for (std::size_t i = 0; i < std::min(codes.size(), kMostListed); ++i)
+    known += (i > 0 ? ", " : "") + LabelOf(codes[i], input, variable);
+  if (codes.size() > kMostListed) known += " and " + std::to_string(codes.size() - kMostListed) + " more";
+  throw AutomationException("\"" + word.text + "\" is neither a code nor a value label of " +
+                            screening.VariableName(variable) + ", whose codes are " +
+                            (known.empty() ? "none" : known) + ".");
+}
+
+std::vector<double> ParseCodes(std::string_view text, CFeatureSelectionTemplate& screening,
+                               vlm::IInputSpreadsheet& input, int variable) {
   // One label needs no quotation marks, whatever blanks and signs it has.
   double labelled = 0;
   if (text != kAllValues && input.FindValue(variable, text.data(), LengthOf(text), &labelled) == 0)
@@ -90,8 +109,7 @@ std::vector<double> ParseCodes(std::string_view text, vlm::IInputSpreadsheet& in
     } else if (input.FindValue(variable, word.text.data(), LengthOf(word.text), &code) == 0) {
       several.push_back(code);
     } else if (word.quoted || !ReadRange(word.text, several)) {
-      throw AutomationException("\"" + word.text + "\" is neither a code nor a value label of variable " +
-                                std::to_string(variable) + ".");
+      FailNoCode(word, screening, input, variable);
     }
     if (codes.empty()) {
       codes = std::move(several);
@@ -111,18 +129,13 @@ bool AreNumbersAmbiguous(const std::vector<double>& codes, vlm::IInputSpreadshee
   });
 }
 
-std::string LabelOf(double code, vlm::IInputSpreadsheet& input, int variable) {
-  StringSink label;
-  return input.GetValueLabel(variable, code, &label) == 0 ? QuotedCode(label.Text()) : CodeText(code);
-}
-
-std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpreadsheet& input,
-                              int variable) {
+std::vector<double> ReadCodes(const vlm::AutomationValue& value, CFeatureSelectionTemplate& screening,
+                              vlm::IInputSpreadsheet& input, int variable) {
   switch (value.type) {
     case vlm::kAutomationEmpty:
       return {};
     case vlm::kAutomationText:
-      return ParseCodes(ToText(value), input, variable);
+      return ParseCodes(ToText(value), screening, input, variable);
     case vlm::kAutomationIntArray: {
       std::vector<double> codes;
       for (std::size_t i = 0; i < LengthOfArray(value); ++i) AppendOnce(codes, value.integers[i]);
@@ -131,7 +144,8 @@ std::vector<double> ReadCodes(const vlm::AutomationValue& value, vlm::IInputSpre
     case vlm::kAutomationArray: {
       std::vector<double> codes;
       for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
-        for (const double code : ReadCodes(value.items[i], input, variable)) AppendOnce(codes, code);
+        for (const double code : ReadCodes(value.items[i], screening, input, variable))
+          AppendOnce(codes, code);
       }
       return codes;
     }
@@ -152,6 +166,7 @@ std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNu
 }
 
 std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
+                                               CFeatureSelectionTemplate& screening,
                                                vlm::IInputSpreadsheet& input,
                                                const std::vector<int>& variables) {
   std::vector<std::vector<double>> lists(variables.size());
@@ -159,13 +174,13 @@ std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value
   if (array && variables.size() != 1) {
     RequireListCount(LengthOfArray(value), variables.size());
     for (std::size_t i = 0; i < LengthOfArray(value); ++i) {
-      lists[i] = ReadCodes(value.items[i], input, variables[i]);
+      lists[i] = ReadCodes(value.items[i], screening, input, variables[i]);
     }
     return lists;
   }
   if (array || value.type != vlm::kAutomationText) {
     RequireListCount(1, variables.size());
-    lists[0] = ReadCodes(value, input, variables[0]);
+    lists[0] = ReadCodes(value, screening, input, variables[0]);
     return lists;
   }
   const std::string text = ToText(value);
@@ -178,7 +193,7 @@ std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value
   const std::vector<std::string_view> parts = SplitLists(text);
   RequireListCount(parts.size(), variables.size());
   for (std::size_t i = 0; i < parts.size(); ++i)
-    lists[i] = ParseCodes(Trimmed(parts[i]), input, variables[i]);
+    lists[i] = ParseCodes(Trimmed(parts[i]), screening, input, variables[i]);
   return lists;
 }
 

@@ -7,6 +7,7 @@
 
 #include "frame/host/analysis.h"
 #include "frame/host/automation.h"
+#include "screening/feature_selection_template.h"
 
 namespace vlmfsl {
 
@@ -15,6 +16,7 @@ namespace vlmfsl {
 // double quotation marks where several stand in a text and they have blanks); "*" stands for all values of the
 // selected cases, and alone for those of every variable.
 [[nodiscard]] std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
+                                                             CFeatureSelectionTemplate& screening,
                                                              vlm::IInputSpreadsheet& input,
                                                              const std::vector<int>& variables);
 

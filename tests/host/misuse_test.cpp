@@ -144,6 +144,9 @@ TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
   startup.Put("Variables", "| | risk | housing purpose | age");
   startup.Put("GoodCode", "good");
   startup.Put("BadCode", "bad");
+  EXPECT_THAT(ErrorOf([&] { startup.Put("FactorCodes", "own | castle"); }),
+              HasSubstr("\"castle\" is neither a code nor a value label of purpose, whose codes are "
+                        "\"business\", \"domestic appliance\", "));
   startup.Put("ResultsCodes", "own \"rent\" | castle");
   EXPECT_EQ(ErrorOf([&] { startup.Call("OK"); }),
             "\"castle\" is neither a code nor a value label of purpose.");
