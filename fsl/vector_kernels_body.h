@@ -286,7 +286,7 @@ struct RowUpdate {
 template <class V, GroupRule kRule>
 void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCount) {
   using R = typename V::Rows;
-  constexpr int kCasesAtOnce = 16;
+  constexpr int kCasesAtOnce = 8;
   // Where the rows of some cases are, one lane after the other; a whole vector of them is written at a time.
   GroupMoments* rows[kCasesAtOnce * kMostGroups * kLanes + V::kWidth];
   int lanes = 0;

@@ -40,13 +40,15 @@ class CaseReader {
     *weight = 1.0;
     if (source_.selected != nullptr && !source_.selected->Contains(caseIndex)) return kSkip;
     if (source_.weights != nullptr && !TakeWeight(caseIndex, weight)) return kSkip;
-    // Inside a block, rising cases of a list at the same place are cases of the same list.
-    const bool goesOn = variableNumbers == listPlace_ && caseIndex > lastCase_ && caseIndex < blockEnd_ &&
+    // For a while, rising cases of a list at the same place are cases of the same list.
+    const bool goesOn = variableNumbers == listPlace_ && caseIndex > lastCase_ && caseIndex < lookedAtTo_ &&
                         static_cast<std::size_t>(variableCount) == list_.size();
-    if (!goesOn && !IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount)) {
-      return kStop;
+    if (!goesOn) {
+      if (!IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount))
+        return kStop;
+      listPlace_ = variableNumbers;
+      lookedAtTo_ = caseIndex + kMostSkipped;
     }
-    listPlace_ = variableNumbers;
     const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kMostSkipped;
     lastCase_ = caseIndex;
     if (!isNext) {
@@ -74,6 +76,7 @@ class CaseReader {
   CaseSource source_;
   std::vector<int> list_;
   const int* listPlace_ = nullptr;  // where the caller keeps it
+  std::int64_t lookedAtTo_ = 0;     // the case from which on it is looked at again
   std::vector<const double*> listColumns_;
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { FreeLarge(block); }};
   std::size_t memoryBytes_ = 0;
