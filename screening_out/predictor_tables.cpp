@@ -43,6 +43,21 @@ void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& brea
   }
 }
 
+// The host's further outputs, a document each: percentages of the rows and of the columns, expected counts.
+void ShowFurtherCrosstabs(const PredSummary& record, const std::string& title) {
+  constexpr std::string_view kFormat = "0.00";
+  for (const Ref<vlm::ISpreadsheet>& sheet : record.furtherCrosstabs) {
+    if (!sheet) continue;
+    // A sheet that was shown before has the title in front already.
+    const std::string own = WholeTextOf([&](vlm::ITextSink* sink) { sheet->GetTitle(sink); });
+    if (!own.starts_with(title)) SetTitle(*sheet, title + "\n" + own);
+    constexpr int kFirstClass = 2;
+    for (int column = kFirstClass; column <= sheet->GetColumnCount(); ++column)
+      sheet->SetColumnFormat(column, kFormat.data(), LengthOf(kFormat));
+    sheet->Show();
+  }
+}
+
 void FillDistribution(vlm::ISpreadsheet& values, vlm::ISpreadsheet& table) {
   const int rowCount = table.GetRowCount();
   std::vector<double> cells(kBlockRows), cases(kBlockRows);
@@ -91,6 +106,7 @@ Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, i
   }
   SetTitle(*sheet, title);
   sheet->Show();
+  if (responseKind == kCategoricalKind) ShowFurtherCrosstabs(record, title);
   return sheet;
 }
 

@@ -7,7 +7,8 @@
 namespace vlmfsl {
 
 // The crosstabulation of a binary or categorical response, or the breakdown of a continuous one, for one
-// predictor, shown with its title. Null when there is none.
+// predictor, shown with its title; the percentages and expected counts of a categorical response are shown after it.
+// Null when there is none.
 [[nodiscard]] Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
                                                         int predictorIndex);
 

@@ -107,6 +107,44 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
 }
 
 // Three responses with 5,000 predictors each, twenty bins a predictor, weights that no figure is short with.
+// The tables of the bins turn from counts to percentages and back, those made later too.
+TEST(ScreenPage, ShowsClassesInPercent) {
+  const ProcessResult page = RunVelmora({"screen", Sample("vehicle.csv"), "--categorical-response", "class",
+                                         "--best", "1", "--quiet", "--format", "html"});
+  ASSERT_EQ(page.exitCode, 0) << page.err;
+  const Json out = InBrowser(page.out, R"(
+    const choice = document.querySelector('#r0-panels select');
+    const rows = (panel) => [...document.querySelectorAll(`#p0-${panel} tbody tr`)].map((row) => [...row.cells].slice(1).map((cell) => Number(cell.innerText)));
+    out.counts = rows(1);
+    const seen = [];
+    for (const figure of [1, 2, 3]) {
+      choice.value = String(figure);
+      choice.dispatchEvent(new Event('change'));
+      seen.push(rows(1));
+    }
+    [out.ofBin, out.ofClass, out.expected] = seen;
+    location.hash = '#p0-2';
+    await new Promise((done) => setTimeout(done, 200));
+    out.later = rows(2).pop();
+    choice.value = '0';
+    choice.dispatchEvent(new Event('change'));
+    out.again = rows(1);
+  )");
+  EXPECT_EQ(out["errors"], Json::array());
+  EXPECT_EQ(out["again"], out["counts"]);
+  EXPECT_EQ(out["later"], (Json{218.0, 212.0, 217.0, 199.0, 846}));
+  const Json& counts = out["counts"];
+  const Json& whole = counts.back();
+  for (std::size_t row = 0; row < counts.size(); ++row) {
+    for (std::size_t c = 0; c < 4; ++c) {
+      const double count = counts[row][c], bin = counts[row][4], ofClass = whole[c], all = whole[4];
+      EXPECT_NEAR(out["ofBin"][row][c].get<double>(), 100 * count / bin, 0.051);
+      EXPECT_NEAR(out["ofClass"][row][c].get<double>(), 100 * count / ofClass, 0.051);
+      EXPECT_NEAR(out["expected"][row][c].get<double>(), bin * ofClass / all, 0.051);
+    }
+  }
+}
+
 TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
   ScreenReport report;
   ScreenDocuments documents;

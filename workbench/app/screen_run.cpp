@@ -14,6 +14,8 @@ namespace {
 
 constexpr char kAnalysisName[] = "screening";
 constexpr std::size_t kMostBinRows = 1000000;  // of a worksheet
+constexpr std::size_t kMostCellsWithShares =
+    1000000;  // counts of classes that get their percentages beside them
 
 // What automation calls the things of a response kind.
 struct KindMembers {
@@ -147,6 +149,18 @@ void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) 
   AddNamed(workbook, std::move(sheet), group, "Not binned " + response.name);
 }
 
+// A bin's classes in percent of the bin, in percent of each class, and as expected were there no association.
+void AddShares(Sheet& sheet, int row, int column, const ScreenedBin& bin, const ScreenedBin& whole) {
+  const std::size_t classCount = bin.counts.size();
+  const int next = static_cast<int>(classCount);
+  for (std::size_t c = 0; c < classCount; ++c, ++column) {
+    if (bin.figures.total > 0) sheet.SetCell(row, column, 100 * bin.counts[c] / bin.figures.total);
+    if (whole.counts[c] > 0) sheet.SetCell(row, column + next, 100 * bin.counts[c] / whole.counts[c]);
+    if (whole.figures.total > 0)
+      sheet.SetCell(row, column + 2 * next, bin.figures.total * whole.counts[c] / whole.figures.total);
+  }
+}
+
 // The bins of every predictor in one table, to be filtered.
 void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
   std::size_t rows = 0;
@@ -155,7 +169,10 @@ void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
   const std::vector<ScreenBinColumn>& figures = BinColumnsOf(response.kind);
   const bool counts = response.kind == vlm::kCategoricalResponse;
   const int firstFigure = 4;
-  const int columns = firstFigure - 1 + static_cast<int>(counts ? response.codes.size() + 1 : figures.size());
+  const std::size_t classCount = counts ? response.codes.size() : 0;
+  const bool shares = classCount * rows <= kMostCellsWithShares;
+  const int columns =
+      firstFigure - 1 + static_cast<int>(counts ? (shares ? 4 : 1) * classCount + 1 : figures.size());
   auto sheet = std::make_shared<Sheet>(static_cast<int>(rows), columns);
   sheet->SetTitle("Bins of all predictors: " + response.name);
   sheet->SetColumnName(1, "Rank");
@@ -168,7 +185,13 @@ void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
   }
   if (counts) {
     for (const std::string& code : response.codes) sheet->SetColumnName(column++, code);
-    sheet->SetColumnName(column, "total");
+    sheet->SetColumnName(column++, "total");
+    for (const char* what : {" % of bin", " % of class", " expected"}) {
+      for (std::size_t c = 0; shares && c < classCount; ++c) {
+        sheet->SetColumnName(column, response.codes[c] + what);
+        sheet->SetFormat(column++, "0.00");
+      }
+    }
   }
   int row = 0;
   for (std::size_t rank = 0; rank < response.predictors.size(); ++rank) {
@@ -183,7 +206,8 @@ void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
       for (const ScreenBinColumn& figure : figures) sheet->SetCell(row, column++, bin.figures.*figure.value);
       if (!counts) continue;
       for (const double count : bin.counts) sheet->SetCell(row, column++, count);
-      sheet->SetCell(row, column, bin.figures.total);
+      sheet->SetCell(row, column++, bin.figures.total);
+      if (shares) AddShares(*sheet, row, column, bin, predictor.total);
     }
   }
   AddNamed(workbook, std::move(sheet), group, "Bins " + response.name);
@@ -366,6 +390,10 @@ ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report
       dialog.Put(members.choosePredictor, predictor.figures.predictorNumber);
       ScreenDocuments::Panel& panel = panels.emplace_back();
       panel.tables = DocumentsOf(session, dialog, members.predictorTable);
+      // The percentages of a crosstabulation stand beside its counts in the table of all bins.
+      for (std::size_t further = 1; further < panel.tables.size(); ++further)
+        workbook.Remove(panel.tables[further]);
+      panel.tables.resize(std::min<std::size_t>(panel.tables.size(), 1));
       const std::string name =
           report.responses.size() == 1 ? predictor.name : predictor.name + " " + response.name;
       for (const int id : panel.tables) workbook.SetName(id, name);

@@ -133,6 +133,42 @@
     return chart;
   }
 
+  // --- What a categorical response's bins show of their classes.
+  const kClassFigures = [
+    ['Number of cases', null],
+    ['Percent of the bin', (count, bin) => 100 * count / bin],
+    ['Percent of the class', (count, bin, ofClass) => 100 * count / ofClass],
+    ['Expected number', (count, bin, ofClass, all) => bin * ofClass / all],
+  ];
+
+  function showClasses(response, table, rank) {
+    const rows = response.predictors[rank][kRows];
+    const figure = kClassFigures[response.classFigure || 0][1];
+    if (!rows) return;
+    const total = sizeColumn(response), whole = rows[rows.length - 1];
+    [...table.tBodies[0].rows].forEach((line, r) => {
+      for (let i = 1; i < line.cells.length - 1; i += 1) {
+        const value = figure ? figure(rows[r][i], rows[r][total], whole[i], whole[total]) : rows[r][i];
+        line.cells[i].textContent = figure ? shownFigure(Number.isFinite(value) ? value : null, 1) : shownFigure(value, -1);
+      }
+    });
+  }
+
+  function classFigures(response) {
+    const panels = document.getElementById(`${response.id}-panels`);
+    if (response.kind !== 'categorical' || !panels) return;
+    const choice = make('select', {}, ...kClassFigures.map(([name], i) => make('option', { value: String(i) }, name)));
+    choice.addEventListener('change', () => {
+      response.classFigure = Number(choice.value);
+      panels.querySelectorAll('.panel').forEach((panel) => {
+        const table = panel.querySelector('table.bins');
+        if (table) showClasses(response, table, Number(panel.id.split('-')[1]) - 1);
+      });
+    });
+    const place = panels.querySelector('.panel');
+    panels.insertBefore(make('p', { class: 'hint choice' }, make('label', {}, 'The tables of the bins show ', choice)), place);
+  }
+
   // --- Panels on demand.
   function binTable(response, predictor, labelledBy) {
     const counts = response.kind === 'categorical';
@@ -151,8 +187,9 @@
       });
       body.append(line);
     });
-    return make('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-labelledby': labelledBy },
-      make('table', { class: 'bins', 'aria-labelledby': labelledBy }, make('thead', {}, head), body));
+    const table = make('table', { class: 'bins', 'aria-labelledby': labelledBy }, make('thead', {}, head), body);
+    if (counts) showClasses(response, table, response.predictors.indexOf(predictor));
+    return make('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-labelledby': labelledBy }, table);
   }
 
   function makePanel(response, index, rank) {
@@ -189,6 +226,7 @@
 
   pageData.responses.forEach((response, index) => {
     ranking(response, index);
+    classFigures(response);
     document.querySelectorAll(`#${response.id}-panels figure.own`).forEach((figure) => {
       const predictor = response.predictors[Number(figure.dataset.rank)];
       if (predictor[kRows]) placeOwn(figure, response, predictor);
