@@ -19,7 +19,8 @@ inline constexpr char kFolderSeparator = '/';
 // loaded. Null when there is none of this name.
 [[nodiscard]] void* FindHostFunction(const char* name);
 
-// A library that is looked for at run time; "CrashRpt" stands for libCrashRpt.so or CrashRpt.dll.
+// A library that is looked for at run time; "CrashRpt" stands for libCrashRpt.so or CrashRpt.dll. It is taken from the
+// places of the system and of the program, on Windows from the module's folder too, never from the current folder.
 class RuntimeLibrary {
  public:
   explicit RuntimeLibrary(const char* name);
@@ -31,7 +32,7 @@ class RuntimeLibrary {
   [[nodiscard]] void* Find(const char* function) const;
 
  private:
-  void* handle_;
+  void* handle_ = nullptr;
 };
 
 // Registers the type library that the module carries, for this user, where the system keeps a registry of them and

@@ -31,6 +31,15 @@ std::wstring FileOf(HMODULE library) {
   return path;
 }
 
+// What this code has been linked into.
+HMODULE OwnModule() {
+  static constexpr char kWithin = 0;
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     reinterpret_cast<const wchar_t*>(&kWithin), &module);
+  return module;
+}
+
 struct FreeBinaryString {
   void operator()(wchar_t* text) const { SysFreeString(text); }
 };
@@ -68,7 +77,18 @@ void* FindHostFunction(const char* name) {
   return nullptr;
 }
 
-RuntimeLibrary::RuntimeLibrary(const char* name) : handle_(LoadLibraryW(Utf16(name).c_str())) {}
+// Neither the current folder nor PATH is searched, where anybody might have put a file of this name.
+RuntimeLibrary::RuntimeLibrary(const char* name) {
+  const std::wstring file = Utf16(name) + L".dll";
+  // What the host has loaded already; else of the program's folder, the system's, and those that the host has added.
+  handle_ = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+  if (handle_) return;
+  const std::wstring own = FileOf(OwnModule());
+  const std::size_t folderLength = own.find_last_of(L'\\');
+  if (folderLength == std::wstring::npos) return;
+  handle_ = LoadLibraryExW((own.substr(0, folderLength + 1) + file).c_str(), nullptr,
+                           LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
 
 RuntimeLibrary::~RuntimeLibrary() {
   if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));

@@ -111,6 +111,13 @@ TEST_F(GuardTest, AnUnexpectedErrorLeavesAReportInTheErrorFolder) {
                           "1 0 Process dump was generated in [" + folder + "]"));
 }
 
+TEST_F(GuardTest, NoCrashLibraryIsTakenFromTheCurrentFolder) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(velmora::PathOf(VELMORA_CRASH_RPT_PATH).parent_path());
+  EXPECT_FALSE(GenerateCrashReport(home_.Folder(), nullptr, "bad block"));
+  std::filesystem::current_path(before);
+}
+
 // --- The dispatch layer over a member table of its own
 
 constexpr vlm::AutomationMember kMembers[] = {
