@@ -54,8 +54,8 @@ std::string GetErrorReportFolder() {
   if (path.empty()) return path;
   if (path.back() != kFolderSeparator) path += kFolderSeparator;
   path = path + "Velmora" + kFolderSeparator + "Errors";
-  // The first separator belongs to the root.
-  for (std::size_t end = path.find(kFolderSeparator, 1);; end = path.find(kFolderSeparator, end + 1)) {
+  for (std::size_t end = path.find(kFolderSeparator, RootLength(path));;
+       end = path.find(kFolderSeparator, end + 1)) {
     const std::string level = path.substr(0, end);
     if (!CreateFolder(level) && !FolderExists(level)) return {};
     if (end == std::string::npos) return path;

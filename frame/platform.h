@@ -1,6 +1,7 @@
 // The few calls of the operating system that the frame needs. Texts are UTF-8 on every system.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -54,6 +55,8 @@ void WithThreadState(const std::function<void(ExceptionInformation*)>& use);
 // The system's folder for data that applications share, without a separator at its end; it may not exist yet. Empty
 // when the system names none.
 [[nodiscard]] std::string ApplicationDataFolder();
+// Characters of an absolute path that name no folder to be made: "/", "C:\", "\\server\share\".
+[[nodiscard]] std::size_t RootLength(const std::string& path);
 [[nodiscard]] bool FolderExists(const std::string& path);
 // One level. Returns false when it could not be made (it may exist already).
 bool CreateFolder(const std::string& path);

@@ -47,6 +47,8 @@ std::string ApplicationDataFolder() {
   return folder;
 }
 
+std::size_t RootLength(const std::string& path) { return path.starts_with('/') ? 1 : 0; }
+
 bool FolderExists(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);

@@ -4,7 +4,6 @@
 #include <psapi.h>
 #include <shlobj.h>
 
-#include <array>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -42,6 +41,9 @@ HMODULE OwnModule() {
 
 struct FreeBinaryString {
   void operator()(wchar_t* text) const { SysFreeString(text); }
+};
+struct FreeTaskMemory {
+  void operator()(wchar_t* text) const { CoTaskMemFree(text); }
 };
 
 bool IsRegisteredAt(const std::wstring& path, const TypeLibraryName& library) {
@@ -119,14 +121,20 @@ void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
 }
 
 std::string ApplicationDataFolder() {
-  std::array<wchar_t, MAX_PATH> path = {};
-  if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT,
-                              path.data()))) {
-    return {};
-  }
-  std::string folder = Utf8(path.data());
+  wchar_t* path = nullptr;
+  const HRESULT found = SHGetKnownFolderPath(FOLDERID_ProgramData, KF_FLAG_CREATE, nullptr, &path);
+  const std::unique_ptr<wchar_t, FreeTaskMemory> owned(path);
+  if (FAILED(found)) return {};
+  std::string folder = Utf8(path);
   while (!folder.empty() && folder.back() == '\\') folder.pop_back();
   return folder;
+}
+
+std::size_t RootLength(const std::string& path) {
+  if (!path.starts_with("\\\\")) return path.size() > 2 && path[1] == ':' && path[2] == '\\' ? 3 : 0;
+  const std::size_t share = path.find('\\', 2);
+  const std::size_t end = share == std::string::npos ? share : path.find('\\', share + 1);
+  return end == std::string::npos ? path.size() : end + 1;
 }
 
 bool FolderExists(const std::string& path) {

@@ -144,6 +144,15 @@ TEST(ErrorFolder, IsMadeLevelByLevelInTheCommonApplicationData) {
   std::filesystem::remove(velmora);
 }
 
+TEST(ErrorFolder, RootsOfPathsAreNotMade) {
+  for (const auto& [path, root] :
+       {std::pair("C:\\ProgramData\\Velmora", "C:\\"),
+        std::pair("\\\\server\\share\\data", "\\\\server\\share\\"),
+        std::pair("\\\\server\\share", "\\\\server\\share"), std::pair("data\\Velmora", "")}) {
+    EXPECT_EQ(std::string(path).substr(0, RootLength(path)), root) << path;
+  }
+}
+
 std::size_t ResidentKilobytes() {
   PROCESS_MEMORY_COUNTERS counters = {};
   GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
