@@ -11,8 +11,7 @@ namespace {
 
 std::string Named(const std::string& path, const std::string& where) {
   std::error_code error;
-  if (std::filesystem::is_regular_file(PathOf(path), error))
-    return std::filesystem::absolute(PathOf(path)).string();
+  if (std::filesystem::is_regular_file(PathOf(path), error)) return AbsolutePath(PathOf(path)).string();
   throw UsageError(where + ": there is no module file " + path + ".");
 }
 
@@ -26,10 +25,10 @@ std::string FindModule(const std::string& option) {
   const std::filesystem::path beside = ExecutableFolder();
   std::error_code error;
   for (const std::filesystem::path& place : {beside / kModuleFile, beside / ".." / "lib" / kModuleFile}) {
-    if (std::filesystem::is_regular_file(place, error)) return place.lexically_normal().string();
+    if (std::filesystem::is_regular_file(place, error)) return NormalPath(place).string();
   }
   throw RunError(std::string("The module ") + kModuleFile + " is neither in " + beside.string() + " nor in " +
-                 (beside / ".." / "lib").lexically_normal().string() +
+                 NormalPath(beside / ".." / "lib").string() +
                  "; name it with --module PATH or VELMORA_MODULE.");
 }
 

@@ -24,9 +24,13 @@ namespace fs = std::filesystem;
 // Only empty ones go: somebody else may have put something there meanwhile.
 void RemoveMade(const std::vector<fs::path>& folders) {
   std::error_code ignored;
-  for (auto made = folders.rbegin(); made != folders.rend(); ++made) {
-    if (fs::is_empty(*made, ignored)) fs::remove(*made, ignored);
-  }
+  for (auto made = folders.rbegin(); made != folders.rend(); ++made) fs::remove(*made, ignored);
+}
+
+void RemoveWithFiles(const fs::path& folder) {
+  std::error_code ignored;
+  for (const fs::path& name : NamesIn(folder, ignored)) fs::remove(folder / name, ignored);
+  fs::remove(folder, ignored);
 }
 
 std::error_code LastError() { return {errno != 0 ? errno : EIO, std::generic_category()}; }
@@ -36,9 +40,9 @@ std::error_code LastError() { return {errno != 0 ? errno : EIO, std::generic_cat
 OutputFiles::OutputFiles(const fs::path& folder) { StagingFolderOf(folder.empty() ? fs::path(".") : folder); }
 
 fs::path OutputFiles::StagingFolderOf(const fs::path& folder) {
-  const fs::path key = fs::absolute(folder).lexically_normal() / "";
+  const fs::path key = NormalPath(AbsolutePath(folder)) / "";
   for (const Stage& stage : stages_) {
-    if (fs::absolute(stage.folder).lexically_normal() / "" == key) return stage.staging;
+    if (NormalPath(AbsolutePath(stage.folder)) / "" == key) return stage.staging;
   }
   Stage& stage = stages_.emplace_back();
   stage.folder = folder;
@@ -57,7 +61,7 @@ void OutputFiles::Open(Stage& stage) {
   if (fs::exists(stage.folder, error) && !fs::is_directory(stage.folder, error)) {
     throw RunError("The output folder " + stage.folder.string() + " is a file.");
   }
-  for (fs::path path = fs::absolute(stage.folder).lexically_normal(); !fs::exists(path, error);) {
+  for (fs::path path = NormalPath(AbsolutePath(stage.folder)); !fs::exists(path, error);) {
     stage.madeFolders.insert(stage.madeFolders.begin(), path);
     if (!path.has_relative_path()) break;
     path = path.parent_path();
@@ -77,8 +81,7 @@ void OutputFiles::Open(Stage& stage) {
 }
 
 OutputFiles::~OutputFiles() {
-  std::error_code ignored;
-  for (const Stage& stage : stages_) fs::remove_all(stage.staging, ignored);
+  for (const Stage& stage : stages_) RemoveWithFiles(stage.staging);
   if (committed_) return;
   for (auto stage = stages_.rbegin(); stage != stages_.rend(); ++stage) RemoveMade(stage->madeFolders);
 }
@@ -122,16 +125,17 @@ std::vector<fs::path> OutputFiles::Commit() {
     fs::path from, to, backup;
   };
   std::vector<Move> moves;
+  std::error_code error;
   for (const Stage& stage : stages_) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(stage.staging)) {
-      const fs::path name = entry.path().filename();
-      moves.push_back({entry.path(), (stage.folder / name).lexically_normal(),
+    const std::vector<fs::path> names = NamesIn(stage.staging, error);
+    if (error) FailWriting(stage.folder, error);
+    for (const fs::path& name : names) {
+      moves.push_back({stage.staging / name, NormalPath(stage.folder / name),
                        stage.staging / PathOf(".old-" + name.string())});
     }
   }
   std::sort(moves.begin(), moves.end(), [](const Move& a, const Move& b) { return a.to < b.to; });
   StopIfInterrupted();
-  std::error_code error;
   std::size_t done = 0;
   for (; done < moves.size(); ++done) {
     const Move& move = moves[done];

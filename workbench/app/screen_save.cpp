@@ -118,7 +118,8 @@ void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, con
                      OutputFiles& files) {
   const fs::path staging = files.StagingFolderOf(PathOf(options.recodeFolder));
   const auto fileCount = [&] {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(staging), fs::directory_iterator()));
+    std::error_code unreadable;  // like a folder with too few files
+    return NamesIn(staging, unreadable).size();
   };
   std::size_t expected = fileCount();
   for (const ScreenedResponse& response : report.responses) expected += SavedCount(response, options.best);
@@ -175,7 +176,7 @@ void SaveOptions::Check() const {
       {"--coded", &coded}, {"--rules", &rules}, {"--sql", &sql}, {"--python", &python}, {"--bins", &bins}};
   for (const auto& [option, name] : all) {
     if (name->empty()) continue;
-    const auto [other, isNew] = takenBy.try_emplace(fs::absolute(PathOf(*name)).lexically_normal(), option);
+    const auto [other, isNew] = takenBy.try_emplace(NormalPath(AbsolutePath(PathOf(*name))), option);
     if (!isNew) throw UsageError(other->second + " and " + option + " both name " + *name + ".");
   }
 }

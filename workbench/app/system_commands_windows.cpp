@@ -1,26 +1,18 @@
 // Windows: the automation server, its registration, and the analyses in windows.
 #include "workbench/app/system_commands.h"
 
-#include <windows.h>
-
 #include <algorithm>
 
-#include "com/values.h"
 #include "workbench/app/console.h"
 #include "workbench/app/dialog_command_windows.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/app/module_path.h"
 #include "workbench/com/server_windows.h"
 #include "workbench/host/session.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
-
-std::string ProgramPath() {
-  std::wstring path(32768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return vlmcom::Utf8(path);
-}
 
 SessionOptions ModuleOfProgram() {
   SessionOptions options;
@@ -30,7 +22,9 @@ SessionOptions ModuleOfProgram() {
 
 // The class, and the module's type library, which the module registers when it is loaded.
 int Register(RegistrationScope scope) {
-  RegisterServer(scope, ProgramPath());
+  const std::string program = ExecutablePath().string();
+  if (program.empty()) throw RunError("The system does not tell the path of this program.");
+  RegisterServer(scope, program);
   Face face;
   Session session(face, ModuleOfProgram());
   session.LoadModule();

@@ -28,8 +28,11 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
   if (fs::is_directory(status)) ThrowCannotWrite(path, "it is a directory");
   direct_ = fs::exists(status) && !fs::is_regular_file(status);
   if (fs::is_regular_file(status)) {
-    const fs::path followed = fs::canonical(PathOf(path), code);
-    if (!code) target_ = followed.string();
+    // Through a link, what it leads to is replaced.
+    if (fs::is_symlink(fs::symlink_status(PathOf(path), code))) {
+      const fs::path followed = fs::canonical(PathOf(path), code);
+      if (!code) target_ = followed.string();
+    }
   } else if (!direct_) {
     const fs::path parent = PathOf(path).parent_path();
     if (!parent.empty()) fs::create_directories(parent, code);

@@ -146,7 +146,7 @@ std::string SqlText(std::string_view text) {
 
 std::string SqlPath(const std::string& path) {
   // An absolute path is never taken for an address or a home folder.
-  const std::string absolute = std::filesystem::absolute(PathOf(path)).string();
+  const std::string absolute = AbsolutePath(PathOf(path)).string();
   std::string literal;
   for (char c : absolute) {
     if (c == '*' || c == '?' || c == '[') {

@@ -253,8 +253,7 @@ void SaveParquet(const Table& table, const std::string& path) {
     std::string sql = "COPY (SELECT ";
     for (std::size_t i = 0; i < table.columns.size(); ++i)
       sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
-    sql += " FROM table_to_save()) TO " +
-           SqlText(std::filesystem::absolute(PathOf(file.TemporaryPath())).string()) +
+    sql += " FROM table_to_save()) TO " + SqlText(AbsolutePath(PathOf(file.TemporaryPath())).string()) +
            " (FORMAT parquet, USE_TMP_FILE false";
     const std::string companion = PrintCompanion(table, true);
     if (!companion.empty()) sql += ", KV_METADATA {velmora: " + SqlText(companion) + "}";

@@ -45,7 +45,7 @@ std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
   const std::shared_ptr<ModuleLibrary> library(new ModuleLibrary);
   std::error_code error;
   // A name without a folder would be looked for along the system's search path.
-  const std::filesystem::path file = std::filesystem::absolute(PathOf(path), error);
+  const std::filesystem::path file = AbsolutePath(PathOf(path));
   library->path_ = file.string();
   if (!std::filesystem::is_regular_file(file, error)) {
     throw ModuleError("There is no module file " + library->path_ + ".");

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace velmora {
@@ -17,12 +18,23 @@ namespace velmora {
   return std::filesystem::path(std::u8string(text.begin(), text.end()));
 }
 
+// The library's functions of these names, also for "\\server\share\file", whose beginning it takes for a folder of the
+// present drive. Where there is no answer, the path as it stands.
+[[nodiscard]] std::filesystem::path AbsolutePath(const std::filesystem::path& path);
+[[nodiscard]] std::filesystem::path NormalPath(const std::filesystem::path& path);
+
+// Names of what stands in a folder, in no order; empty, and why, when it cannot be read. The library's iterator reads
+// another folder where a path is longer than 260 characters.
+[[nodiscard]] std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder,
+                                                         std::error_code& error);
+
 // The words behind the program's name.
 [[nodiscard]] std::vector<std::string> CommandLineArguments(int argumentCount, char** arguments);
 // Empty when it is not set.
 [[nodiscard]] std::string EnvironmentVariable(const char* name);
 [[nodiscard]] unsigned ProcessNumber();
-// Folder of the running program, empty when the system does not tell.
+// File of the running program and its folder, empty when the system does not tell.
+[[nodiscard]] std::filesystem::path ExecutablePath();
 [[nodiscard]] std::filesystem::path ExecutableFolder();
 
 // As fopen, for a path in UTF-8.

@@ -20,10 +20,29 @@ std::string EnvironmentVariable(const char* name) {
 
 unsigned ProcessNumber() { return static_cast<unsigned>(getpid()); }
 
-std::filesystem::path ExecutableFolder() {
+std::filesystem::path AbsolutePath(const std::filesystem::path& path) {
   std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute;
 }
+
+std::filesystem::path NormalPath(const std::filesystem::path& path) { return path.lexically_normal(); }
+
+std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder, std::error_code& error) {
+  std::vector<std::filesystem::path> names;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    names.push_back(entry->path().filename());
+  }
+  return names;
+}
+
+std::filesystem::path ExecutablePath() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::filesystem::path ExecutableFolder() { return ExecutablePath().parent_path(); }
 
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
   return std::fopen(path.c_str(), mode);

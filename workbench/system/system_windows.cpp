@@ -12,6 +12,12 @@
 
 namespace velmora {
 
+namespace {
+
+constexpr DWORD kLongestPath = 32768;  // characters that the system knows in a path, with the end's mark
+
+}  // namespace
+
 std::wstring Utf16Of(std::string_view text) {
   const int size = static_cast<int>(text.size());
   std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)),
@@ -61,12 +67,47 @@ std::string EnvironmentVariable(const char* name) {
 
 unsigned ProcessNumber() { return GetCurrentProcessId(); }
 
-std::filesystem::path ExecutableFolder() {
-  std::wstring path(32768, L'\0');
-  const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-  path.resize(length < path.size() ? length : 0);
-  return std::filesystem::path(path).parent_path();
+std::filesystem::path AbsolutePath(const std::filesystem::path& path) {
+  std::wstring absolute(kLongestPath, L'\0');
+  const DWORD length = GetFullPathNameW(path.c_str(), kLongestPath, absolute.data(), nullptr);
+  if (length == 0 || length >= kLongestPath) return path;
+  absolute.resize(length);
+  return absolute;
 }
+
+std::filesystem::path NormalPath(const std::filesystem::path& path) {
+  const std::wstring& text = path.native();
+  const bool namesServer = text.find_first_not_of(L"\\/") >= 2;
+  return namesServer ? AbsolutePath(path) : path.lexically_normal();
+}
+
+std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder, std::error_code& error) {
+  const auto fail = [&] { error.assign(static_cast<int>(GetLastError()), std::system_category()); };
+  std::vector<std::filesystem::path> names;
+  error.clear();
+  WIN32_FIND_DATAW entry = {};
+  HANDLE const search = FindFirstFileW((folder / L"*").c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) {
+    fail();
+    return names;
+  }
+  do {
+    const std::wstring_view name = entry.cFileName;
+    if (name != L"." && name != L"..") names.emplace_back(name);
+  } while (FindNextFileW(search, &entry));
+  if (GetLastError() != ERROR_NO_MORE_FILES) fail();
+  FindClose(search);
+  return names;
+}
+
+std::filesystem::path ExecutablePath() {
+  std::wstring path(kLongestPath, L'\0');
+  const DWORD length = GetModuleFileNameW(nullptr, path.data(), kLongestPath);
+  path.resize(length < kLongestPath ? length : 0);
+  return path;
+}
+
+std::filesystem::path ExecutableFolder() { return ExecutablePath().parent_path(); }
 
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
   return _wfopen(path.c_str(), Utf16Of(mode).c_str());
