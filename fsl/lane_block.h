@@ -29,8 +29,8 @@ class LaneBlock {
  public:
   explicit LaneBlock(vlm::IEngineServices& services) : memory_(services) {}
 
-  // Makes room for some dozens of cases of entryCount values, fewer the wider they are: the block is to stay in a near
-  // cache beside the host's own.
+  // Makes room for up to 128 cases of entryCount values, fewer the wider they are: the block is to stay in a near cache
+  // beside the host's own.
   [[nodiscard]] int Allocate(int entryCount, std::vector<LaneGroup> groups) {
     groups_ = std::move(groups);
     // Reading may begin one value before a case, and a group's lanes may reach behind it.
@@ -78,8 +78,7 @@ class LaneBlock {
  private:
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr std::uint64_t kWideDoubles = 256;
-  // What is found out about a case, a line for each group, stays in the nearest cache.
-
+  // Often enough for what is fetched for a block, its bounds and the groups' sums, to be of use.
   static constexpr std::uint64_t kMostCases = 128;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);

@@ -281,16 +281,33 @@ struct RowUpdate {
   }
 };
 
+// Lanes in whole vectors of rows.
+template <class R>
+int RowLanes(const GroupLanes& group) {
+  return (group.lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
+}
+
+// Where the rows are that a case goes to, one lane after the other. Writes whole vectors, so that up to V::kWidth
+// pointers behind the last lane's are overwritten.
+template <class V>
+void FindRows(const GroupLanes* groups, int groupCount, int caseOfBlock, GroupMoments** rows) {
+  for (int g = 0; g < groupCount; ++g) {
+    const std::uint32_t* const slots = groups[g].slots + caseOfBlock * kLanes;
+    for (int l = 0; l < groups[g].lanes; l += V::kWidth)
+      V::FindRows(groups[g].tables + l, slots + l, rows + l);
+    rows += RowLanes<typename V::Rows>(groups[g]);
+  }
+}
+
 // One case after the other, the lanes in turn. Each update waits for the last one of its own group, which for a
 // variable with one big group is the last case's: some dozens of lanes are what it takes to fill that time.
 template <class V, GroupRule kRule>
 void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCount) {
   using R = typename V::Rows;
   constexpr int kCasesAtOnce = 8;
-  // Where the rows of some cases are, one lane after the other; a whole vector of them is written at a time.
   GroupMoments* rows[kCasesAtOnce * kMostGroups * kLanes + V::kWidth];
   int lanes = 0;
-  for (int g = 0; g < groupCount; ++g) lanes += (groups[g].lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
+  for (int g = 0; g < groupCount; ++g) lanes += RowLanes<R>(groups[g]);
 
   GroupCase<R> c;
   c.mass = c.relativeMass = c.count = R::Set(1.0);
@@ -298,17 +315,7 @@ void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCo
   for (int first = 0; first < input.caseCount; first += kCasesAtOnce) {
     const int cases = input.caseCount - first < kCasesAtOnce ? input.caseCount - first : kCasesAtOnce;
     const auto caseAt = [&](int at) { return input.cases == nullptr ? first + at : input.cases[first + at]; };
-    for (int at = 0; at < cases; ++at) {
-      GroupMoments** ofGroup = rows + at * lanes;
-      const int slotsAt = caseAt(at) * kLanes;
-      for (int g = 0; g < groupCount; ++g) {
-        int l = 0;
-        for (; l < groups[g].lanes; l += V::kWidth) {
-          V::FindRows(groups[g].tables + l, groups[g].slots + slotsAt + l, ofGroup + l);
-        }
-        ofGroup += (groups[g].lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
-      }
-    }
+    for (int at = 0; at < cases; ++at) FindRows<V>(groups, groupCount, caseAt(at), rows + at * lanes);
     GroupMoments* const* next = rows;
     for (int at = 0; at < cases; ++at) {
       const int i = caseAt(at);
