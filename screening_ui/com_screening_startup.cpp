@@ -82,8 +82,9 @@ void CComScreeningStartup::get_FactorCodes(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::put_FactorCodes(const AutomationCall& call) {
-  Dialog().SetFactorCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(),
-                                        Dialog().Screening().categoricalPredictors));
+  const std::vector<int>& variables = Dialog().Screening().categoricalPredictors;
+  Dialog().SetFactorCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(), variables),
+                          ListsOfAllCodes(call.Value(), variables.size()));
 }
 
 void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
@@ -92,8 +93,9 @@ void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::put_ResponseCodes(const AutomationCall& call) {
-  Dialog().SetResponseCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(),
-                                          Dialog().Screening().categoricalResponses));
+  const std::vector<int>& variables = Dialog().Screening().categoricalResponses;
+  Dialog().SetResponseCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(), variables),
+                            ListsOfAllCodes(call.Value(), variables.size()));
 }
 
 // The good and the bad code live in their edits until OK reads them.

@@ -197,6 +197,23 @@ std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value
   return lists;
 }
 
+std::vector<bool> ListsOfAllCodes(const vlm::AutomationValue& value, std::size_t variableCount) {
+  std::vector<bool> all(variableCount);
+  if (value.type == vlm::kAutomationText) {
+    const std::string text = ToText(value);
+    if (Trimmed(text) == kAllValues) return std::vector<bool>(variableCount, true);
+    const std::vector<std::string_view> parts = SplitLists(text);
+    for (std::size_t i = 0; i < std::min(parts.size(), variableCount); ++i)
+      all[i] = Trimmed(parts[i]) == kAllValues;
+  } else if (value.type == vlm::kAutomationArray) {
+    for (std::size_t i = 0; i < std::min(LengthOfArray(value), variableCount); ++i) {
+      const vlm::AutomationValue& item = value.items[i];
+      all[i] = item.type == vlm::kAutomationText && Trimmed(ToText(item)) == kAllValues;
+    }
+  }
+  return all;
+}
+
 std::string PrintCodeLists(const std::vector<std::vector<double>>& lists, vlm::IInputSpreadsheet& input,
                            const std::vector<int>& variables) {
   std::string text;

@@ -20,6 +20,9 @@ namespace vlmfsl {
                                                              vlm::IInputSpreadsheet& input,
                                                              const std::vector<int>& variables);
 
+// For each of so many variables, whether such a value asks for all codes of it.
+[[nodiscard]] std::vector<bool> ListsOfAllCodes(const vlm::AutomationValue& value, std::size_t variableCount);
+
 // The codes in the notation that ReadCodeLists takes: as numbers, or as labels where a number could be a label.
 [[nodiscard]] std::string PrintCodeLists(const std::vector<std::vector<double>>& lists,
                                          vlm::IInputSpreadsheet& input, const std::vector<int>& variables);

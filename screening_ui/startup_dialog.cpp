@@ -124,11 +124,8 @@ void CFeatureSelectionTemplateStartupDialog::SetLists(std::vector<std::vector<in
     list = std::move(lists[i]);
   }
   const auto isChanged = [&](ScreeningList list) { return changed[static_cast<std::size_t>(list)]; };
-  if (isChanged(ScreeningList::kCategoricalResponse)) screening.responseCodes.clear();
-  if (isChanged(ScreeningList::kCategoricalPredictor)) {
-    screening.factorCodes.clear();
-    screening.factorCodeCounts.clear();
-  }
+  if (isChanged(ScreeningList::kCategoricalResponse)) SetResponseCodes({});
+  if (isChanged(ScreeningList::kCategoricalPredictor)) SetFactorCodes({});
 
   const auto namesOf = [&](const std::vector<int>& variables) {
     std::vector<std::string> names;
@@ -153,8 +150,10 @@ void CFeatureSelectionTemplateStartupDialog::SetLists(std::vector<std::vector<in
   ShowCodes();
 }
 
-void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(const std::vector<std::vector<double>>& codes) {
+void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(const std::vector<std::vector<double>>& codes,
+                                                            std::vector<bool> all) {
   CFeatureSelectionTemplate& screening = Screening();
+  screening.allFactorCodes = std::move(all);
   screening.factorCodes.clear();
   screening.factorCodeCounts.clear();
   for (const std::vector<double>& list : codes) {
@@ -165,17 +164,36 @@ void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(const std::vector<st
   ShowCodes();
 }
 
-void CFeatureSelectionTemplateStartupDialog::SetResponseCodes(const std::vector<std::vector<double>>& codes) {
+void CFeatureSelectionTemplateStartupDialog::SetResponseCodes(const std::vector<std::vector<double>>& codes,
+                                                              const std::vector<bool>& all) {
   // Only the first response is analysed.
   Screening().responseCodes = codes.empty() ? std::vector<double>() : codes.front();
+  Screening().allResponseCodes = !all.empty() && all.front();
   ShowCodes();
 }
 
 void CFeatureSelectionTemplateStartupDialog::DropCodes() {
-  Screening().responseCodes.clear();
-  Screening().factorCodes.clear();
-  Screening().factorCodeCounts.clear();
-  ShowCodes();
+  SetResponseCodes({});
+  SetFactorCodes({});
+}
+
+void CFeatureSelectionTemplateStartupDialog::RenewAllCodes() {
+  CFeatureSelectionTemplate& screening = Screening();
+  if (screening.allResponseCodes) {
+    std::vector<std::vector<double>> lists;
+    for (const int variable : screening.categoricalResponses)
+      lists.push_back(DistinctValues(Input(), variable));
+    SetResponseCodes(lists, {true});
+  }
+  const std::vector<bool> all = screening.allFactorCodes;
+  if (std::find(all.begin(), all.end(), true) == all.end()) return;
+  std::vector<std::vector<double>> lists;
+  for (std::size_t i = 0; i < screening.categoricalPredictors.size(); ++i) {
+    const std::span<const double> given = screening.FactorCodes(i);
+    lists.push_back(i < all.size() && all[i] ? DistinctValues(Input(), screening.categoricalPredictors[i])
+                                             : std::vector<double>(given.begin(), given.end()));
+  }
+  SetFactorCodes(lists, all);
 }
 
 // --- Controls
@@ -356,6 +374,7 @@ bool CFeatureSelectionTemplateStartupDialog::Validate() {
     return refuse(kTextNoResponsesSelected);
   }
   if (!screening.binaryResponses.empty() && !ReadBinaryCodes()) return false;
+  RenewAllCodes();
   if (!screening.categoricalResponses.empty() && screening.responseCodes.empty() &&
       (!ChooseResponseCodes() || screening.responseCodes.empty())) {
     return refuse(kTextCodesNotSelected);

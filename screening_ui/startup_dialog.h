@@ -54,8 +54,9 @@ class CFeatureSelectionTemplateStartupDialog final
   [[nodiscard]] std::vector<int>& List(ScreeningList list) const;
   // Stores the lists with names and counts; the codes of a list that changed are dropped.
   void SetLists(std::vector<std::vector<int>> lists);
-  void SetFactorCodes(const std::vector<std::vector<double>>& codes);
-  void SetResponseCodes(const std::vector<std::vector<double>>& codes);
+  // all: the lists that stand for all codes of the cases selected at the start of the run; empty for none.
+  void SetFactorCodes(const std::vector<std::vector<double>>& codes, std::vector<bool> all = {});
+  void SetResponseCodes(const std::vector<std::vector<double>>& codes, const std::vector<bool>& all = {});
 
   // Each shows one group of settings in its controls.
   void ShowLists();
@@ -73,6 +74,7 @@ class CFeatureSelectionTemplateStartupDialog final
   bool ChooseFactorCodes();    // false when the user cancelled
   bool ChooseResponseCodes();  // the same
   void DropCodes();
+  void RenewAllCodes();  // the selection may have changed since a script asked for all
   void OpenData();
 
   // OK: the checks in their order, then the run.

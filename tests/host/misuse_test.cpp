@@ -138,6 +138,27 @@ TEST_F(MisuseTest, ChosenCodesGoWithWhatTheyWereChosenFor) {
   EXPECT_EQ(startup.Get("FactorCodes").AsText(), "");
 }
 
+// "*" stands for the codes of the cases that the run has, not of those selected when a script said so.
+TEST_F(MisuseTest, AllCodesAreThoseOfTheRun) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| housing | risk | purpose housing | age");
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  session.SelectCases("housing <> 'own'", "");
+  startup.Put("FactorCodes", "\"new car\" \"used car\" | *");
+  startup.Put("ResponseCodes", "*");
+  EXPECT_EQ(startup.Get("FactorCodes").AsText(), "5 10 | 1 3");
+  session.SelectCases("", "");
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+  vlm::IScreeningResults& results = *session.ScreeningResults();
+  vlm::ScreeningRun run{};
+  results.GetRun(vlm::kCategoricalResponse, &run);
+  EXPECT_EQ(run.classCount, 3);
+  int levelCount = 0;
+  for (int index = 0; index < 3; ++index) levelCount += results.GetLevelCount(vlm::kBinaryResponse, index);
+  EXPECT_EQ(levelCount, 2 + 3);
+}
+
 // Codes that OK asks for are the script's own, once it has given them.
 TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
   const AutomationClient startup = session.StartScreening();

@@ -63,24 +63,39 @@ int InputSpreadsheet::AddBundle(const char16_t* name, int nameLength, const char
   }
 }
 
+std::vector<double> InputSpreadsheet::DistinctValues(int variableNumber) const {
+  const Column& column = core_.table.Variable(variableNumber);
+  const MissingRange missing(column.missingCode);
+  std::vector<double> distinct;
+  for (std::size_t index = 0; index < column.values.size(); ++index) {
+    const double value = column.values[index];
+    if (std::isnan(value) || missing.Contains(value) || !core_.IsSelected(static_cast<std::int64_t>(index)))
+      continue;
+    // Runs of one value are common: sorted files, and codes.
+    if (distinct.empty() || distinct.back() != value) distinct.push_back(value);
+  }
+  std::sort(distinct.begin(), distinct.end());
+  distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+  return distinct;
+}
+
 int InputSpreadsheet::GetDistinctValues(int variableNumber, double* values, int capacity) {
+  constexpr std::size_t kMostKept = 10000;  // of a variable; more are hardly codes
   if (!HasVariable(variableNumber)) return 0;
   try {
-    const Column& column = core_.table.Variable(variableNumber);
-    const MissingRange missing(column.missingCode);
-    std::vector<double> distinct;
-    for (std::size_t index = 0; index < column.values.size(); ++index) {
-      const double value = column.values[index];
-      if (std::isnan(value) || missing.Contains(value) || !core_.IsSelected(static_cast<std::int64_t>(index)))
-        continue;
-      // Runs of one value are common: sorted files, and codes.
-      if (distinct.empty() || distinct.back() != value) distinct.push_back(value);
+    if (distinct_.dataVersion != core_.dataVersion) distinct_ = {core_.dataVersion, {}};
+    std::vector<double> made;
+    const std::vector<double>* distinct = &made;
+    if (const auto known = distinct_.values.find(variableNumber); known != distinct_.values.end()) {
+      distinct = &known->second;
+    } else {
+      made = DistinctValues(variableNumber);
+      made.shrink_to_fit();  // it had room for every case
+      if (made.size() <= kMostKept) distinct = &(distinct_.values[variableNumber] = std::move(made));
     }
-    std::sort(distinct.begin(), distinct.end());
-    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-    const std::size_t filled = std::min(distinct.size(), static_cast<std::size_t>(std::max(capacity, 0)));
-    std::copy_n(distinct.begin(), filled, values);
-    return static_cast<int>(distinct.size());
+    const std::size_t filled = std::min(distinct->size(), static_cast<std::size_t>(std::max(capacity, 0)));
+    std::copy_n(distinct->begin(), filled, values);
+    return static_cast<int>(distinct->size());
   } catch (...) {
     core_.KeepCurrentException();
     return 0;

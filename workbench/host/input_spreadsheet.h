@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
 
 #include "frame/host/documents.h"
 
@@ -29,7 +32,14 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
 
  private:
   bool HasVariable(int variableNumber) const;
+  std::vector<double> DistinctValues(int variableNumber) const;
+
   SessionCore& core_;
+  // The module asks for the codes of categorical variables more than once.
+  struct {
+    std::uint64_t dataVersion = 0;  // none yet
+    std::unordered_map<int, std::vector<double>> values;
+  } distinct_;
   std::size_t variablesBefore_ = 0;  // when adding began
   std::size_t bundlesBefore_ = 0;
 };
