@@ -92,7 +92,7 @@ void UpdateGroups(benchmark::State& state, GroupUpdate update) {
   std::vector<GroupMoments> table(kLanes * 11);
   GroupMoments* tables[kLanes];
   for (std::size_t l = 0; l < kLanes; ++l) tables[l] = &table[l * 11];
-  const GroupLanes lanes{block.slots.data(), tables, kLanes};
+  const LaneSlots lanes{block.slots.data(), tables, kLanes};
   const GroupInput input{block.dependent.data(), nullptr,           kCases, block.mass.data(),
                          block.mass.data(),      block.mass.data(), 123.0};
   for (auto _ : state) {

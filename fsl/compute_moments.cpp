@@ -32,6 +32,9 @@ class MomentsPass {
   void Accept(double weight, double count);
   void TreatBlock();
   void Finish();
+  static constexpr std::size_t kAtOnce = LanePresence::kRows;
+  static constexpr int kBlocksToDivide = 16;
+
   bool CutsDependents() const { return settings_.treatContinuousDependentAsCategorical != 0; }
 
   FeatureSelectionSettings& settings_;
@@ -40,11 +43,12 @@ class MomentsPass {
   std::vector<MomentsLanes> moments_;  // one a group of the block
   std::vector<double> mass_;           // one a case of the block
   std::vector<double> runningMass_;    // the same, all cases before included
+  std::vector<double> reciprocal_;     // 1 / runningMass_; used while unitMass_
+  std::vector<int> blocksToDivide_;    // by groups formed together: no reciprocals are tried so long
   LanePresence presence_;
   double caseMass_ = 0.0;
   double weightSum_ = 0.0;
-  std::vector<double> reciprocal_;  // of that
-  bool unitMass_ = true;            // of every case so far
+  bool unitMass_ = true;  // of every case so far
 };
 
 int MomentsPass::Run() {
@@ -76,6 +80,7 @@ int MomentsPass::Prepare() {
   std::fill(std::begin(start.minimum), std::end(start.minimum), kMinimumStart);
   std::fill(std::begin(start.maximum), std::end(start.maximum), kMaximumStart);
   moments_.assign(block_.Groups().size(), start);
+  blocksToDivide_.assign((block_.Groups().size() + kAtOnce - 1) / kAtOnce, 0);
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
   mass_.resize(capacity);
   runningMass_.resize(capacity);
@@ -92,8 +97,8 @@ void MomentsPass::Accept(double weight, double count) {
   const auto at = static_cast<std::size_t>(block_.Cases());
   mass_[at] = mass;
   runningMass_[at] = caseMass_;
-  reciprocal_[at] = 1.0 / caseMass_;
   unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
+  if (unitMass_) reciprocal_[at] = 1.0 / caseMass_;
   block_.Append();
   if (block_.Full()) TreatBlock();
 }
@@ -101,20 +106,24 @@ void MomentsPass::Accept(double weight, double count) {
 void MomentsPass::TreatBlock() {
   const VectorKernels& kernels = Kernels();
   presence_.StartBlock(nullptr, block_.Cases());
-  constexpr std::size_t kAtOnce = LanePresence::kRows;
   for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
     const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
     for (std::size_t i = 0; i < kAtOnce; ++i) block_.AskAhead(group + kAtOnce + i);
     const bool complete = presence_.Find(block_, group, count);
     LaneValues values[kAtOnce];
     for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
+    // A variable that reciprocals do not do for would have its neighbours' moments formed twice, block after block.
+    int& toDivide = blocksToDivide_[group / kAtOnce];
+    const bool tries = unitMass_ && toDivide == 0;
+    toDivide = std::max(toDivide - 1, 0);
     const MomentsInput input{block_.Cases(),
                              mass_.data(),
                              runningMass_.data(),
-                             unitMass_ ? reciprocal_.data() : nullptr,
+                             tries ? reciprocal_.data() : nullptr,
                              complete ? nullptr : presence_.Row(0),
                              presence_.Stride()};
-    kernels.moments(values, static_cast<int>(count), input, &moments_[group]);
+    if (!kernels.moments(values, static_cast<int>(count), input, &moments_[group]))
+      toDivide = kBlocksToDivide;
   }
   block_.Clear();
 }

@@ -78,7 +78,7 @@ class LaneBlock {
  private:
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr std::uint64_t kWideDoubles = 256;
-  // Often enough for what is fetched for a block, its bounds and the groups' sums, to be of use.
+  // More would drive the slots of the groups at hand, 256 bytes a case, out of the nearest cache.
   static constexpr std::uint64_t kMostCases = 128;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);

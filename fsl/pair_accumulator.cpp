@@ -37,7 +37,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
       most = std::max(most, keys_[PredictorAt(g, lane)].Intervals().size());
     }
     // Nothing is above a bound of infinity: it fills up lanes with fewer intervals.
-    bounds_[g].assign((most - 1) * kLanes, std::numeric_limits<double>::infinity());
+    bounds_[g].assign(std::max<std::size_t>(most - 1, 1) * kLanes, std::numeric_limits<double>::infinity());
     for (int lane = 0; lane < block_.Groups()[g].lanes; ++lane) {
       const std::vector<double>& intervals = keys_[PredictorAt(g, lane)].Intervals();
       for (std::size_t k = 0; k + 1 < intervals.size(); ++k) {
@@ -297,7 +297,7 @@ void PairAccumulator::UpdateGroupMeans(std::size_t firstGroup, std::size_t count
   for (std::size_t d = 0; d < groupPairs_.size(); ++d) {
     GroupPairs& pairs = groupPairs_[d];
     GroupMoments* tables[kGroupsAtOnce][kLanes];
-    GroupLanes groups[kGroupsAtOnce];
+    LaneSlots groups[kGroupsAtOnce];
     for (std::size_t i = 0; i < count; ++i) {
       const int lanes = block_.Groups()[firstGroup + i].lanes;
       const std::size_t first = PredictorAt(firstGroup + i, 0);

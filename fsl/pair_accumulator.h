@@ -1,6 +1,6 @@
 // Everything the second pass accumulates: for each pair of a dependent and a predictor its groups or its cells.
 //
-// Cases are gathered into blocks. For each block, predictor by predictor (sixteen at a time), the slot of each value's
+// Cases are gathered into blocks. For each block, predictor by predictor (up to sixty-four at a time, in groups of sixteen lanes), the slot of each value's
 // key is found once and shared by all dependents; each pair then takes the block's cases in case order, so that its
 // sums are those of a loop that treats one case after the other.
 #pragma once
@@ -66,7 +66,8 @@ class PairAccumulator {
     std::vector<std::uint32_t> classOfCase;
   };
 
-  static constexpr std::size_t kGroupsAtOnce = kMostGroups;
+  static constexpr std::size_t kGroupsAtOnce = kMostLaneGroups;
+  static_assert(kGroupsAtOnce <= LanePresence::kRows);
 
   void TreatBlock();
   void TreatDependents();

@@ -1,5 +1,6 @@
 // The inner loops of the two passes, in one version for each vector unit, chosen when the program runs. All versions
-// give the same bits: a lane is one variable, lanes never mix, and no multiplication is fused with an addition.
+// give the same bits: a lane is one variable, lanes never mix, and a multiplication is fused with an addition only inside
+// DivideByWhole, whose result is that of a division. (All else relies on -ffp-contract=off.)
 #pragma once
 
 #include <cstdint>
@@ -27,14 +28,16 @@ struct alignas(64) MomentsLanes {
 // What the cases of a block bring to the moments.
 struct MomentsInput {
   int cases;
-  const double* mass;            // [case]
-  const double* runningMass;     // [case] of all cases up to and including this one
-  const double* reciprocal;      // [case] 1 / runningMass; null unless every case had mass 1 so far
+  const double* mass;         // [case]
+  const double* runningMass;  // [case] of all cases up to and including this one
+  // [case] 1 / runningMass, rounded to nearest; null unless every case so far had mass 1, so that runningMass is a whole
+  // number below 2^31.
+  const double* reciprocal;
   const std::uint16_t* present;  // null when nothing is missing, else a row for each group
   std::uint64_t presentStride;
 };
 
-inline constexpr int kMostMomentGroups = 6;
+inline constexpr int kMostMomentGroups = 6;  // formed together
 
 // Closed ranges of the values that are missing; first > last: none.
 struct alignas(64) MissingLanes {
@@ -42,8 +45,8 @@ struct alignas(64) MissingLanes {
   double last[kLanes];
 };
 
-// Accumulator of one (continuous dependent, predictor key). An entry with count 0 has not been met; where every case has
-// weight and count 1, the count is not kept: it is the weight.
+// Accumulator of one (continuous dependent, predictor key). An entry whose count is 0 has not been met. While every case
+// has weight and count 1 the kernels leave the count at 0; PairAccumulator::KeepCounts then sets it to the weight.
 struct alignas(32) GroupMoments {
   double weight = 0.0;
   double mean = 0.0;
@@ -66,7 +69,7 @@ struct GroupInput {
 };
 
 // The lanes of a group that are updated.
-struct GroupLanes {
+struct LaneSlots {
   const std::uint32_t* slots;  // [case][kLanes]
   // [kLanes]: the entries of a lane's predictor, indexed by slot; behind the last lane, up to a whole vector, any entries
   // that may be overwritten.
@@ -75,9 +78,9 @@ struct GroupLanes {
 };
 
 // Groups of lanes that are updated together at most.
-inline constexpr int kMostGroups = 4;
+inline constexpr int kMostLaneGroups = 4;
 
-using GroupUpdate = void (*)(const GroupInput& input, const GroupLanes* groups, int groupCount);
+using GroupUpdate = void (*)(const GroupInput& input, const LaneSlots* groups, int groupCount);
 
 struct VectorKernels {
   const char* name;
@@ -85,8 +88,9 @@ struct VectorKernels {
   // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing written, when all are.
   bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
 
-  // Updates the moments of groupCount groups of lanes, up to kMostMomentGroups, of one block.
-  void (*moments)(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments);
+  // Updates the moments of groupCount groups of lanes, up to kMostMomentGroups, of one block. Returns false when
+  // reciprocals were given and did not do.
+  bool (*moments)(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments);
 
   // slots: 1 + the number of bounds ([bound][kLanes]) that the value is above; 0 where not present.
   void (*intervalSlots)(LaneValues values, int cases, const double* bounds, int boundCount,

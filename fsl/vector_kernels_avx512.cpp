@@ -36,7 +36,7 @@ struct Avx512 {
   static D Sub(D a, D b) { return _mm512_sub_pd(a, b); }
   static D Mul(D a, D b) { return _mm512_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm512_div_pd(a, b); }
-  static constexpr bool kMultipliesFused = true;
+  static constexpr bool kDividesByWhole = true;
   // As that of Avx2.
   static D DivideByWhole(D a, D whole, D reciprocal) {
     const D estimate = _mm512_mul_pd(a, reciprocal);

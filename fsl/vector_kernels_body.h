@@ -1,5 +1,8 @@
 // The kernels, written once over a vector type V and included by one source file for each vector unit. V names:
 //   kWidth   doubles in a vector;  D: the vector;  M: result of a comparison;  I: as many 64-bit counters
+//   Rows     the type that turns as many groups' rows as it has doubles
+//   kDividesByWhole   whether it has DivideByWhole
+// The including file has included the intrinsics' header.
 // Everything is in an unnamed namespace and calls no function of the standard library, so that no code made for a
 // wide unit can be taken by the linker for use elsewhere.
 
@@ -76,7 +79,7 @@ void MomentsOf(const MomentsVector* vectors, std::uint64_t caseStride, const Mom
       }
       const typename V::D newMean = V::Add(mean[v], step);
       const typename V::D newSum = V::Add(sum[v], V::Mul(V::Sub(x, newMean), d));
-      if (kSomeAbsent) {
+      if constexpr (kSomeAbsent) {
         const typename V::M isPresent = V::FromBits(vectors[v].present[i] >> vectors[v].lane);
         mean[v] = V::Select(isPresent, newMean, mean[v]);
         sum[v] = V::Select(isPresent, newSum, sum[v]);
@@ -126,8 +129,28 @@ __attribute__((noinline)) void MomentsOfAll(const MomentsVector* vectors, int co
   }
 }
 
+// Watches the flags that tell where DivideByWhole may be wrong. Those raised before are back afterwards, and all others
+// that were raised meanwhile stay.
+class AttemptScope {
+ public:
+  AttemptScope() : before_(_mm_getcsr()) { _mm_setcsr(before_ & ~kWatched); }
+  ~AttemptScope() { _mm_setcsr((_mm_getcsr() & ~kWatched) | (before_ & kWatched)); }
+  AttemptScope(const AttemptScope&) = delete;
+  AttemptScope& operator=(const AttemptScope&) = delete;
+
+  bool Succeeded() const { return (_mm_getcsr() & kWatched) == 0; }
+
+  // Rounding to nearest, nothing flushed to zero and nothing trapped: what DivideByWhole is right for.
+  static bool IsUsual() { return (_mm_getcsr() & ~unsigned{_MM_EXCEPT_MASK}) == _MM_MASK_MASK; }
+
+ private:
+  static constexpr unsigned kWatched = _MM_EXCEPT_INVALID | _MM_EXCEPT_UNDERFLOW;
+  unsigned before_;
+};
+
+// A step of +0 in place of -0 changes no mean: none is ever -0.
 template <class V>
-void Moments(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments) {
+bool Moments(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments) {
   MomentsLanes formed[kMostMomentGroups];
   MomentsVector vectors[kMostMomentGroups * kLanes / V::kWidth]{};
   int count = 0;
@@ -142,18 +165,16 @@ void Moments(const LaneValues* groups, int groupCount, const MomentsInput& input
   }
   const std::uint64_t caseStride = groups[0].caseStride;
   bool done = false;
-  if constexpr (V::kMultipliesFused) {
-    if (input.reciprocal != nullptr) {
-      constexpr unsigned kOutOfRange = _MM_EXCEPT_INVALID | _MM_EXCEPT_UNDERFLOW;
-      const unsigned state = _mm_getcsr();
-      _mm_setcsr(state & ~kOutOfRange);
+  if constexpr (V::kDividesByWhole) {
+    if (input.reciprocal != nullptr && AttemptScope::IsUsual()) {
+      const AttemptScope attempt;
       MomentsOfAll<V, true>(vectors, count, caseStride, input);
-      done = (_mm_getcsr() & kOutOfRange) == 0;
-      _mm_setcsr(state);
+      done = attempt.Succeeded();
     }
   }
   if (!done) MomentsOfAll<V, false>(vectors, count, caseStride, input);
   for (int g = 0; g < groupCount; ++g) moments[g] = formed[g];
+  return done || input.reciprocal == nullptr;
 }
 
 // The bounds of a lane never fall, so the middle one says which half of them still has to be looked at; that pays
@@ -251,11 +272,11 @@ template <class R, GroupRule kRule>
 struct RowUpdate {
   using D = typename R::D;
   GroupMoments* const* rows;
-  D weight, oldMean, oldSum, oldCount, d, step;
+  D weight, oldMean, oldSum, oldCount{}, d, step;
 
   void Begin(const GroupCase<R>& c, GroupMoments* const* rowsOfLanes) {
     rows = rowsOfLanes;
-    if (kRule == GroupRule::kPlain) {
+    if constexpr (kRule == GroupRule::kPlain) {
       R::LoadRows(rows, &weight, &oldMean, &oldSum);
     } else {
       R::LoadRows(rows, &weight, &oldMean, &oldSum, &oldCount);
@@ -283,14 +304,14 @@ struct RowUpdate {
 
 // Lanes in whole vectors of rows.
 template <class R>
-int RowLanes(const GroupLanes& group) {
+int RowLanes(const LaneSlots& group) {
   return (group.lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
 }
 
 // Where the rows are that a case goes to, one lane after the other. Writes whole vectors, so that up to V::kWidth
 // pointers behind the last lane's are overwritten.
 template <class V>
-void FindRows(const GroupLanes* groups, int groupCount, int caseOfBlock, GroupMoments** rows) {
+void FindRows(const LaneSlots* groups, int groupCount, int caseOfBlock, GroupMoments** rows) {
   for (int g = 0; g < groupCount; ++g) {
     const std::uint32_t* const slots = groups[g].slots + caseOfBlock * kLanes;
     for (int l = 0; l < groups[g].lanes; l += V::kWidth)
@@ -302,10 +323,10 @@ void FindRows(const GroupLanes* groups, int groupCount, int caseOfBlock, GroupMo
 // One case after the other, the lanes in turn. Each update waits for the last one of its own group, which for a
 // variable with one big group is the last case's: some dozens of lanes are what it takes to fill that time.
 template <class V, GroupRule kRule>
-void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCount) {
+void UpdateGroups(const GroupInput& input, const LaneSlots* groups, int groupCount) {
   using R = typename V::Rows;
   constexpr int kCasesAtOnce = 8;
-  GroupMoments* rows[kCasesAtOnce * kMostGroups * kLanes + V::kWidth];
+  GroupMoments* rows[kCasesAtOnce * kMostLaneGroups * kLanes + V::kWidth];
   int lanes = 0;
   for (int g = 0; g < groupCount; ++g) lanes += RowLanes<R>(groups[g]);
 
@@ -326,15 +347,15 @@ void UpdateGroups(const GroupInput& input, const GroupLanes* groups, int groupCo
         c.count = R::Set(input.count[i]);
       }
       GroupMoments* const* const end = next + lanes;
-      RowUpdate<R, kRule> last;
-      last.Begin(c, next);
+      RowUpdate<R, kRule> previous;
+      previous.Begin(c, next);
       for (next += R::kWidth; next < end; next += R::kWidth) {
-        RowUpdate<R, kRule> begun;
-        begun.Begin(c, next);
-        last.End(c);
-        last = begun;
+        RowUpdate<R, kRule> current;
+        current.Begin(c, next);
+        previous.End(c);
+        previous = current;
       }
-      last.End(c);
+      previous.End(c);
     }
   }
 }

@@ -22,7 +22,7 @@ struct Sse2 {
   static D Sub(D a, D b) { return _mm_sub_pd(a, b); }
   static D Mul(D a, D b) { return _mm_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm_div_pd(a, b); }
-  static constexpr bool kMultipliesFused = false;
+  static constexpr bool kDividesByWhole = false;
   static D Min(D a, D b) { return _mm_min_pd(a, b); }  // a < b ? a : b
   static D Max(D a, D b) { return _mm_max_pd(a, b); }  // a > b ? a : b
   static M Equal(D a, D b) { return _mm_cmpeq_pd(a, b); }

@@ -39,7 +39,8 @@ struct Tile {
   double* rows;                  // kTile values a case
 
   void AskAhead(std::size_t i) const {
-    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(next[k] + i, 0, 2);
+    constexpr int kMiddleCache = 2;
+    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(next[k] + i, 0, kMiddleCache);
   }
 };
 
@@ -47,7 +48,7 @@ using TurnTile = std::size_t(const Tile& tile, std::size_t cases);
 using CopyCaseOf = void(const double* from, std::size_t stride, std::size_t count, double* to);
 
 // The cases are turned two at a time; returns how many of them make pairs.
-std::size_t TurnByTwo(const Tile& tile, std::size_t cases) {
+std::size_t TurnTwoColumns(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
 #if defined(__SSE2__)
   for (; i + 2 <= cases; i += 2) {
@@ -73,7 +74,7 @@ void CopyLines(const double* from, std::size_t stride, std::size_t count, double
 
 #if defined(VELMORA_TURNS_BY_FOUR)
 // A vector takes two cases of one column and two of the next but one, which leaves a single exchange to be made.
-__attribute__((target("avx2"))) std::size_t TurnByFour(const Tile& tile, std::size_t cases) {
+__attribute__((target("avx2"))) std::size_t TurnFourColumns(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
   double* row = tile.rows;
   for (; i + 2 <= cases; i += 2, row += 2 * kTile) {
@@ -107,10 +108,10 @@ __attribute__((target("avx2"))) void CopyWideLines(const double* from, std::size
 }
 
 const bool kHasWide = __builtin_cpu_supports("avx2") != 0;
-TurnTile* const turnTile = kHasWide ? TurnByFour : TurnByTwo;
+TurnTile* const turnTile = kHasWide ? TurnFourColumns : TurnTwoColumns;
 CopyCaseOf* const copyCase = kHasWide ? CopyWideLines : CopyLines;
 #else
-TurnTile* const turnTile = TurnByTwo;
+TurnTile* const turnTile = TurnTwoColumns;
 CopyCaseOf* const copyCase = CopyLines;
 #endif
 
