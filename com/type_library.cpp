@@ -8,6 +8,13 @@ extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* pat
 
 namespace vlmcom {
 
+std::wstring FileOf(HMODULE library) {
+  std::wstring path(32768, L'\0');
+  const DWORD length = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size()));
+  path.resize(length < path.size() ? length : 0);
+  return path;
+}
+
 HRESULT RegisterTypeLibraryFile(std::wstring path) noexcept {
   ITypeLib* library = nullptr;
   const HRESULT loaded = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);

@@ -3,7 +3,9 @@
 #include <vlmfsl_dual.h>  // made from the member tables
 
 #include <new>
+#include <string>
 
+#include "com/type_library.h"
 #include "frame/module_context.h"
 #include "frame/windows/dual_object.h"
 #include "resources/automation_tables.h"
@@ -28,6 +30,18 @@ constexpr DualClass kDualClasses[] = {
     {&kPredictorScreeningResults, MakeDual<PredictorScreeningResultsDual>},
 };
 
+SRWLOCK sharesLock = SRWLOCK_INIT;
+int shares = 0;
+ITypeLib* sharedLibrary = nullptr;
+
+class SharesLock {
+ public:
+  SharesLock() noexcept { AcquireSRWLockExclusive(&sharesLock); }
+  ~SharesLock() { ReleaseSRWLockExclusive(&sharesLock); }
+  SharesLock(const SharesLock&) = delete;
+  SharesLock& operator=(const SharesLock&) = delete;
+};
+
 }  // namespace
 
 void* MakeComObjectOf(const vlm::AutomationInterface& description, vlm::IAutomationObject* through) noexcept {
@@ -37,16 +51,28 @@ void* MakeComObjectOf(const vlm::AutomationInterface& description, vlm::IAutomat
   return vlmcom::MakeLateObject(through);
 }
 
-HRESULT GetOwnTypeInfo(REFGUID interfaceId, ITypeInfo** information) noexcept {
-  wchar_t path[MAX_PATH];
-  const DWORD length = GetModuleFileNameW(static_cast<HMODULE>(ModuleInstance()), path, MAX_PATH);
-  if (length == 0 || length == MAX_PATH) return E_FAIL;
-  ITypeLib* library = nullptr;
-  HRESULT result = LoadTypeLibEx(path, REGKIND_NONE, &library);
-  if (FAILED(result)) return result;
-  result = library->GetTypeInfoOfGuid(interfaceId, information);
-  library->Release();
-  return result;
+OwnTypeLibrary::OwnTypeLibrary() noexcept {
+  const SharesLock lock;
+  ++shares;
+}
+
+OwnTypeLibrary::~OwnTypeLibrary() {
+  const SharesLock lock;
+  if (--shares > 0 || !sharedLibrary) return;
+  sharedLibrary->Release();
+  sharedLibrary = nullptr;
+}
+
+HRESULT OwnTypeLibrary::GetTypeInfo(REFGUID interfaceId, ITypeInfo** information) const noexcept try {
+  const SharesLock lock;
+  if (!sharedLibrary) {
+    const std::wstring file = vlmcom::FileOf(static_cast<HMODULE>(ModuleInstance()));
+    const HRESULT loaded = LoadTypeLibEx(file.c_str(), REGKIND_NONE, &sharedLibrary);
+    if (FAILED(loaded)) return loaded;
+  }
+  return sharedLibrary->GetTypeInfoOfGuid(interfaceId, information);
+} catch (...) {
+  return E_OUTOFMEMORY;  // for the file's name
 }
 
 HRESULT RaiseException(REFGUID interfaceId, EXCEPINFO& exception) noexcept {

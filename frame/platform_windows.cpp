@@ -15,19 +15,12 @@
 namespace vlmfsl {
 namespace {
 
+using vlmcom::FileOf;
 using vlmcom::Utf16;
 using vlmcom::Utf8;
 
 void* FunctionOf(HMODULE library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(library, name));
-}
-
-// The file of a loaded library; empty when its name is longer than any that the system opens.
-std::wstring FileOf(HMODULE library) {
-  std::wstring path(32768, L'\0');
-  const DWORD length = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size()));
-  path.resize(length < path.size() ? length : 0);
-  return path;
 }
 
 // What this code has been linked into.
@@ -100,8 +93,6 @@ void* RuntimeLibrary::Find(const char* function) const {
   return handle_ ? FunctionOf(static_cast<HMODULE>(handle_), function) : nullptr;
 }
 
-// Called while the module is being loaded, under the loader's lock: it reads the registry and the module's file as data,
-// by functions of libraries that are linked, so that no library is loaded by it.
 void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept try {
   std::wstring path = FileOf(static_cast<HMODULE>(instance));
   if (path.empty() || IsRegisteredAt(path, name)) return;

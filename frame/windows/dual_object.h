@@ -19,8 +19,18 @@
 
 namespace vlmfsl {
 
-// Type information of an interface from the module's own type library; the caller releases it.
-[[nodiscard]] HRESULT GetOwnTypeInfo(REFGUID interfaceId, ITypeInfo** information) noexcept;
+// A share in the module's own type library, which is loaded when type information is first asked for and released with
+// the last share: never when the module is unloaded, under the loader's lock.
+class OwnTypeLibrary {
+ public:
+  OwnTypeLibrary() noexcept;
+  ~OwnTypeLibrary();
+  OwnTypeLibrary(const OwnTypeLibrary&) = delete;
+  OwnTypeLibrary& operator=(const OwnTypeLibrary&) = delete;
+
+  // Of an interface; the caller releases it.
+  [[nodiscard]] HRESULT GetTypeInfo(REFGUID interfaceId, ITypeInfo** information) const noexcept;
+};
 
 // Leaves code and description of an exception for the calling thread, and returns the result that says so.
 // Takes over the texts of exception.
@@ -84,7 +94,7 @@ class DualObject : public vlmcom::DispatchOver<Interface>, public ISupportErrorI
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** information) override {
     if (!information) return E_POINTER;
     *information = nullptr;
-    return index == 0 ? GetOwnTypeInfo(__uuidof(Interface), information) : DISP_E_BADINDEX;
+    return index == 0 ? typeLibrary_.GetTypeInfo(__uuidof(Interface), information) : DISP_E_BADINDEX;
   }
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override {
     return id == __uuidof(Interface) || id == __uuidof(VlmAnalysisDialog) ? S_OK : S_FALSE;
@@ -112,6 +122,8 @@ class DualObject : public vlmcom::DispatchOver<Interface>, public ISupportErrorI
   }
 
  private:
+  OwnTypeLibrary typeLibrary_;
+
   template <typename... Arguments>
   HRESULT Call(int dispatchId, int kind, VARIANT* answer, const Arguments&... arguments) {
     const VARIANT borrowed[] = {Borrowed(arguments)..., VARIANT{}};

@@ -81,6 +81,16 @@ TEST_F(DualInterfaces, EarlyAndLateCallsReachTheSameMembers) {
   EXPECT_EQ(startup->get_Variables(&text), S_OK);
   EXPECT_EQ(Get(late, "Variables").value.Text(), Taken(text));
 
+  ComReference<ITypeInfo> information, again;
+  ASSERT_EQ(late->GetTypeInfo(0, 0, information.Receive()), S_OK);
+  EXPECT_EQ(late->GetTypeInfo(0, 0, again.Receive()), S_OK);
+  OLECHAR variables[] = L"Variables";
+  OLECHAR* names[] = {variables};
+  MEMBERID typed = 0, called = 0;
+  EXPECT_EQ(information->GetIDsOfNames(names, 1, &typed), S_OK);
+  EXPECT_EQ(late->GetIDsOfNames(IID_NULL, names, 1, 0, &called), S_OK);
+  EXPECT_EQ(typed, called);
+
   // Of the base interface.
   BSTR name = nullptr;
   EXPECT_EQ(startup->get_Name(&name), S_OK);
