@@ -1,5 +1,6 @@
 #include "frame/module_context.h"
 
+#include <atomic>
 #include <new>
 
 #include "frame/host/module_exports.h"
@@ -14,6 +15,7 @@ void* moduleInstance = nullptr;
 CAnalysisContext* context = nullptr;
 ModuleSharedBlocks sharedBlocks = {};
 bool startupDialogInitialised = false;
+std::atomic<bool> registersItself = false;  // what the host has no call for and nobody has done yet
 
 }  // namespace
 
@@ -26,7 +28,7 @@ void AttachModule(void* instance) noexcept {
             reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
       registerLibrary(instance, kLibraryId, nullptr, nullptr);
     } else {
-      RegisterTypeLibraryForUser(instance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
+      registersItself = true;
     }
   } catch (...) {
     // No memory to look for the host's function: the library stays unregistered, late binding does without.
@@ -36,6 +38,11 @@ void AttachModule(void* instance) noexcept {
 void DetachModule() noexcept {
   delete context;
   context = nullptr;
+}
+
+void RegisterTypeLibraryWithoutHost() noexcept {
+  if (!registersItself.exchange(false)) return;
+  RegisterTypeLibraryForUser(moduleInstance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
 }
 
 CAnalysisContext* ModuleContext() { return context; }

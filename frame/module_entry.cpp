@@ -16,10 +16,12 @@
 
 // A class whose constructor throws gives its storage back before the exception goes on.
 VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
+  vlmfsl::RegisterTypeLibraryWithoutHost();
   return new (std::nothrow) vlmfsl::CFeatureSelection(nullptr, nullptr);
 }
 
 VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
+  vlmfsl::RegisterTypeLibraryWithoutHost();
   return new (std::nothrow) vlmfsl::CFeatureSelectionTemplate(nullptr);
 }
 
@@ -33,9 +35,10 @@ void __freeres();
 
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
   if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
-  if (reason == DLL_PROCESS_DETACH) {
+  // At the end of the process the other threads are gone already, perhaps with the heap's lock: its memory goes with it.
+  if (reason == DLL_PROCESS_DETACH && !processEnds) {
     vlmfsl::DetachModule();
-    if (!processEnds) __gnu_cxx::__freeres();
+    __gnu_cxx::__freeres();
   }
   return TRUE;
 }

@@ -110,6 +110,15 @@ TEST(ModuleImage, CarriesTextsDialogsAndTheTypeLibrary) {
   FreeLibrary(module);
 }
 
+void MakeAndDestroy(HMODULE module, const char* factory) {
+  const auto make =
+      reinterpret_cast<vlm::AnalysisFactory>(reinterpret_cast<void*>(GetProcAddress(module, factory)));
+  ASSERT_NE(make, nullptr);
+  vlm::IAnalysis* const analysis = make();
+  ASSERT_NE(analysis, nullptr);
+  analysis->Destroy();
+}
+
 TEST(ModuleLife, RegistersItsTypeLibraryWhereTheHostOffersNoCall) {
   GUID id = {};
   ASSERT_EQ(CLSIDFromString(Wide(kLibraryId).c_str(), &id), S_OK);
@@ -117,6 +126,9 @@ TEST(ModuleLife, RegistersItsTypeLibraryWhereTheHostOffersNoCall) {
   HMODULE const module = LoadLibraryA(VELMORA_MODULE_PATH);
   ASSERT_NE(module, nullptr) << GetLastError();
   ITypeLib* library = nullptr;
+  EXPECT_NE(LoadRegTypeLib(id, kLibraryMajorVersion, kLibraryMinorVersion, LOCALE_NEUTRAL, &library), S_OK)
+      << "registered under the loader's lock";
+  MakeAndDestroy(module, vlm::kScreeningFactory);
   ASSERT_EQ(LoadRegTypeLib(id, kLibraryMajorVersion, kLibraryMinorVersion, LOCALE_NEUTRAL, &library), S_OK);
   BSTR name = nullptr, help = nullptr;
   EXPECT_EQ(library->GetDocumentation(-1, &name, &help, nullptr, nullptr), S_OK);
@@ -164,14 +176,8 @@ TEST(ModuleLife, AThousandLoadsLeaveNothing) {
   for (int load = 0; load < 1000; ++load) {
     HMODULE const module = LoadLibraryA(VELMORA_MODULE_PATH);
     ASSERT_NE(module, nullptr) << "load " << load;
-    for (const char* name : {vlm::kFeatureSelectionFactory, vlm::kScreeningFactory}) {
-      const auto make =
-          reinterpret_cast<vlm::AnalysisFactory>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-      ASSERT_NE(make, nullptr);
-      vlm::IAnalysis* const analysis = make();
-      ASSERT_NE(analysis, nullptr);
-      analysis->Destroy();
-    }
+    for (const char* name : {vlm::kFeatureSelectionFactory, vlm::kScreeningFactory})
+      MakeAndDestroy(module, name);
     ASSERT_NE(FreeLibrary(module), 0);
     ASSERT_EQ(GetModuleHandleA("vlmfsl.dll"), nullptr) << "still loaded";
     if (load == 100) before = ResidentKilobytes();
