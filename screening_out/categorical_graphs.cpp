@@ -33,6 +33,7 @@ std::vector<std::size_t> ClassesWithLine(const ClassCounts& table) {
   std::iota(classes.begin(), classes.end(), std::size_t{0});
   if (classes.size() <= kMostLines) return classes;
   std::vector<double> totals;
+  totals.reserve(classes.size());
   for (const std::size_t c : classes) totals.push_back(table.Total(c));
   std::stable_sort(classes.begin(), classes.end(),
                    [&](std::size_t a, std::size_t b) { return totals[a] > totals[b]; });

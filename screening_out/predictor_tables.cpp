@@ -46,11 +46,12 @@ void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& brea
 // The host's further outputs, a document each: percentages of the rows and of the columns, expected counts.
 void ShowFurtherCrosstabs(const PredSummary& record, const std::string& title) {
   constexpr std::string_view kFormat = "0.00";
+  const std::string lead = title + "\n";
   for (const Ref<vlm::ISpreadsheet>& sheet : record.furtherCrosstabs) {
     if (!sheet) continue;
     // A sheet that was shown before has the title in front already.
     const std::string own = WholeTextOf([&](vlm::ITextSink* sink) { sheet->GetTitle(sink); });
-    if (!own.starts_with(title)) SetTitle(*sheet, title + "\n" + own);
+    if (!own.starts_with(lead)) SetTitle(*sheet, lead + own);
     constexpr int kFirstClass = 2;
     for (int column = kFirstClass; column <= sheet->GetColumnCount(); ++column)
       sheet->SetColumnFormat(column, kFormat.data(), LengthOf(kFormat));

@@ -143,7 +143,7 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IHostAnalysis& tree, c
 
   const auto own = CreateHostAnalysis(Host(), vlm::kCallingAnalysis);
   CopyAnalysisSelCondsAndWeights(*own, tree);
-  const CaseSelection selection = vlmfsl::GetCaseSelection(tree);
+  CaseSelection selection = vlmfsl::GetCaseSelection(tree);
   CaseSelection treeSelection = selection;
   const std::string withoutPredictor = "IsMD(v" + predictor + ")";
   if (!selection.enabled) {
