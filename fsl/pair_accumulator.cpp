@@ -238,9 +238,9 @@ void PairAccumulator::TreatGroups(std::size_t firstGroup, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint16_t* const present = complete ? nullptr : presence_.Row(i);
     if (FindSlots(firstGroup + i, present, SlotsAt(i))) FindOtherSlots(firstGroup + i, SlotsAt(i));
+    if (!classes_.empty()) UpdateCrossTables(firstGroup + i, SlotsAt(i));
   }
   if (!groupPairs_.empty()) UpdateGroupMeans(firstGroup, count);
-  for (std::size_t i = 0; i < count && !classes_.empty(); ++i) UpdateCrossTables(firstGroup + i, SlotsAt(i));
 }
 
 // Returns true when some slots are left to FindOtherSlots.
