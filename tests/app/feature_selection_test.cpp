@@ -215,6 +215,11 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   std::size_t bundled = 0;
   for (const Json& bundle : bundles) bundled += bundle["variables"].size();
   EXPECT_EQ(bundled, 10u);
+  // A bundle stands for its variables, but never for the dependent among them.
+  const Json again = JsonFrom(Command(
+      out + "/german_credit_bundles.csv",
+      {"--dependents", "risk", "checking_account", "--predictors", bundles[0]["name"], bundles[1]["name"]}));
+  EXPECT_EQ(again["dependents"][0]["predictors"].size(), 9u);
 }
 
 // Both the session and the titles of the documents make groups; a dependent has one place on the page.

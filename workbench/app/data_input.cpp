@@ -28,17 +28,37 @@ bool IsName(const Table& table, const std::string& text) {
                      [&](const Column& column) { return column.name == text; });
 }
 
+const VariableBundle* BundleOf(const Table& table, const std::string& text) {
+  const auto found = std::find_if(table.bundles.begin(), table.bundles.end(),
+                                  [&](const VariableBundle& bundle) { return bundle.name == text; });
+  return found == table.bundles.end() || IsName(table, text) ? nullptr : &*found;
+}
+
 // The values of a list of names, split at commas where the whole is no name itself.
 std::vector<std::string> SplitNames(const Table& table, const std::vector<std::string>& values) {
   std::vector<std::string> names;
   for (const std::string& value : values) {
-    if (IsName(table, value)) {
+    if (IsName(table, value) || BundleOf(table, value) != nullptr) {
       names.push_back(value);
       continue;
     }
     for (std::string& part : SplitList({value})) names.push_back(std::move(part));
   }
   return names;
+}
+
+// The names with those of the variables in place of a bundle's.
+std::vector<std::string> WithoutBundles(const Table& table, const std::vector<std::string>& names) {
+  std::vector<std::string> variables;
+  for (const std::string& name : names) {
+    const VariableBundle* const bundle = BundleOf(table, name);
+    if (bundle == nullptr) {
+      variables.push_back(name);
+      continue;
+    }
+    for (const int number : bundle->variableNumbers) variables.push_back(table.Variable(number).name);
+  }
+  return variables;
 }
 
 char Delimiter(const std::string& text) {
@@ -119,7 +139,8 @@ DataRecipe RecipeOf(const DataOptions& options, const Table& table) {
 
 std::vector<int> NamedVariables(const Table& table, const std::string& option,
                                 const std::vector<std::string>& values) {
-  return ForOption(option, [&] { return ResolveVariables(table, SplitNames(table, values)); });
+  return ForOption(option,
+                   [&] { return ResolveVariables(table, WithoutBundles(table, SplitNames(table, values))); });
 }
 
 int NamedVariable(const Table& table, const std::string& option, const std::string& value) {
@@ -129,6 +150,7 @@ int NamedVariable(const Table& table, const std::string& option, const std::stri
 bool NamedExactly(const Table& table, const std::vector<std::string>& values, int variableNumber) {
   for (const std::string& name : SplitNames(table, values)) {
     if (name.find_first_of("*?") != std::string::npos && !IsName(table, name)) continue;
+    if (BundleOf(table, name) != nullptr) continue;
     if (ResolveVariable(table, name) == variableNumber) return true;
   }
   return false;

@@ -25,8 +25,9 @@ Examples:
   The best predictor's name, for the next program:
       velmora feature-selection credit.csv --dependents risk --format json | jq -r '.dependents[0].best[0]'
 
-Names are variable names, v3 for the third variable, or patterns ('income_*'). Several stand after one another,
-between commas, or in repeated options. Try 'velmora variables DATA' to see them all.
+Names are variable names, v3 for the third variable, patterns ('income_*'), or the bundles that --save-bundles has
+saved. Several stand after one another, between commas, or in repeated options. Try 'velmora variables DATA' to see
+them all.
 
 Which variables
   --dependents NAME...        the outcomes; the one option that is needed

@@ -18,7 +18,7 @@ bool Holds(const std::vector<int>& numbers, int number) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
 
-// Patterns may match a response, the weight or the count by chance; those are quietly no predictors.
+// Patterns and bundles may hold a response, the weight or the count by chance; those are quietly no predictors.
 std::vector<int> NamedPredictors(const Table& table, const PredictorRequest& request) {
   std::vector<int> predictors;
   for (const int number : NamedVariables(table, "--predictors", request.names)) {

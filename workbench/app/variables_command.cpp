@@ -17,15 +17,19 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kLabelsShown = 6;
+constexpr int kWidestLabel = 30;       // where only some are shown
 constexpr int kWidthForReasons = 140;  // columns of the terminal
 constexpr int kWidthForTypes = 72;
 
-std::string Labels(const Column& column, std::size_t limit) {
+// The first of the labels, cut short, or all of them whole.
+std::string Labels(const Column& column, bool all) {
+  const std::size_t limit = all ? column.labels.size() : kLabelsShown;
   std::string text;
   for (std::size_t i = 0; i < column.labels.size() && i < limit; ++i) {
     if (i > 0) text += ", ";
-    text += column.fromText ? column.labels[i].text
-                            : ShownNumber(column.labels[i].value, "") + " " + column.labels[i].text;
+    if (!column.fromText) text += ShownNumber(column.labels[i].value, "") + " ";
+    const std::string& label = column.labels[i].text;
+    text += all ? label : CutToWidth(Utf8Of(label), kWidestLabel, "...");
   }
   if (column.labels.size() > limit) text += ", ...";
   return text;
@@ -39,7 +43,7 @@ std::string Shown(const Column& column, double value) {
 
 std::string Range(const Column& column, const VariableProfile& profile) {
   if (profile.validCount == 0) return "";
-  if (!column.labels.empty()) return Labels(column, kLabelsShown);
+  if (!column.labels.empty()) return Labels(column, false);
   return Shown(column, profile.minimum) + " .. " + Shown(column, profile.maximum);
 }
 
@@ -81,6 +85,18 @@ std::string ShownTable(const Table& table, const std::vector<VariableProfile>& p
   return text.Text(width, utf8);
 }
 
+std::string ShownBundles(const Table& table, int width, bool utf8) {
+  if (table.bundles.empty()) return "";
+  TextTable text({{"bundle"}, {"variables"}});
+  for (const VariableBundle& bundle : table.bundles) {
+    std::string names;
+    for (const int number : bundle.variableNumbers)
+      names += (names.empty() ? "" : ", ") + table.Variable(number).name;
+    text.AddRow({bundle.name, names});
+  }
+  return "\n" + text.Text(width, utf8);
+}
+
 std::string Csv(const Table& table, const std::vector<VariableProfile>& profiles) {
   std::string text =
       "number,name,long_name,type,measurement,measurement_reason,role,role_reason,distinct,missing,minimum,"
@@ -93,7 +109,7 @@ std::string Csv(const Table& table, const std::vector<VariableProfile>& profiles
                MeasurementName(profile.measurement), profile.measurementReason, RoleName(profile.role),
                profile.roleReason, std::to_string(profile.distinctCount),
                std::to_string(profile.missingCount), any ? ShortestNumber(profile.minimum) : "",
-               any ? ShortestNumber(profile.maximum) : "", Labels(column, column.labels.size())});
+               any ? ShortestNumber(profile.maximum) : "", Labels(column, true)});
   }
   return text;
 }
@@ -155,7 +171,8 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
          Counted(static_cast<std::size_t>(table.VariableCount()), "variable", "variables"));
     const Terminal terminal = StandardOutputTerminal();
     const int width = terminal.isTerminal ? terminal.width : 0;
-    WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8));
+    WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8) +
+                          ShownBundles(table, width, terminal.utf8));
     if (width > 0 && width < kWidthForReasons)
       Tell("A wider terminal, or --format csv, shows the reasons, too.");
   }
