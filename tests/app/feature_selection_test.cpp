@@ -304,6 +304,22 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
   }
 }
 
+// grade = 2 means the text "2" to whoever writes it, and the second text to the table.
+TEST(FeatureSelection, TellsOfTextsComparedWithNumbers) {
+  const TemporaryFolder folder;
+  std::string csv = "grade,x,y\n";
+  for (int i = 0; i < 40; ++i)
+    csv +=
+        std::string(1, "01A"[i % 3]) + "," + std::to_string(i % 4) + "," + std::to_string(i * i % 17) + "\n";
+  const std::string data = folder.Write("a.csv", csv);
+  for (const auto& [condition, told] : {std::pair("grade = 1", true), std::pair("grade = '1'", false)}) {
+    const ProcessResult result =
+        RunVelmora(Command(data, {"--dependents", "y", "--select", condition, "--quiet"}));
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err.find("--select compares grade") != std::string::npos, told) << result.err;
+  }
+}
+
 // Odd values that are data all the same: the run goes through and says so where it has to.
 TEST(FeatureSelection, LivesWithOddColumns) {
   const TemporaryFolder folder;

@@ -3,6 +3,7 @@
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/expression.h"
 
 namespace velmora {
 
@@ -21,6 +22,20 @@ auto ForExpressions(const CaseOptions& cases, Action action) {
   }
 }
 
+// The codes of texts are the table's own. Who writes grade = 2 may well mean the text "2".
+void WarnOfTextCodes(const Table& table, const char* option, const std::string& condition) {
+  if (condition.empty()) return;
+  const Expression expression = Expression::Compile(condition, table);
+  for (const int number : expression.ComparedWithNumbers()) {
+    const Column& column = table.Variable(number);
+    if (!column.fromText || column.labels.empty()) continue;
+    Tell(std::string("Warning: ") + option + " compares " + column.name +
+         ", which holds texts, with a number: the place of a text in their order. A text stands in quotes, "
+         "as in " +
+         column.name + " = '" + column.labels.front().text + "'.");
+  }
+}
+
 }  // namespace
 
 CaseBitmap SelectedCases(const Table& table, const CaseOptions& cases) {
@@ -28,7 +43,11 @@ CaseBitmap SelectedCases(const Table& table, const CaseOptions& cases) {
 }
 
 void ApplyCases(Session& session, int weight, const CaseOptions& cases) {
-  ForExpressions(cases, [&] { session.SelectCases(cases.select, cases.exclude); });
+  ForExpressions(cases, [&] {
+    session.SelectCases(cases.select, cases.exclude);
+    WarnOfTextCodes(session.Data(), "--select", cases.select);
+    WarnOfTextCodes(session.Data(), "--exclude", cases.exclude);
+  });
   if (weight != 0) session.WeightBy(weight);
 }
 

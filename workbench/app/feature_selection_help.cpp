@@ -47,6 +47,10 @@ Which cases, and how much they count
   --casewise                  leave a case out from its first missing value on (default: pair by pair)
   --delimiter C               the character between fields of a text file (default: found out); tab for a tab
 
+  EXPR compares and computes: = <> < <= > >= And Or Not + - * / ^ ( ), IsMD(x) for missing, Abs Log Log10 Exp Sqrt
+  Sin Cos Int Trunc Round Min Max; v0 is the number of the case. A text stands in single quotes, region = 'north'; a
+  name with blanks in double ones, "monthly income" > 1000. What compares with a missing value is not true.
+
 How predictors are scored
   --cuts N                    intervals of a continuous predictor, 1 to 20 (default 10)
   --cut-dependents            cut continuous dependents too and score them as categories

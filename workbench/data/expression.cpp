@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "workbench/data/names.h"
 
@@ -261,6 +262,10 @@ class ExpressionCompiler {
     if (left.kind != Operand::kEmitted) ++height_;
     Operand right = ParseSum();
     if (ComparisonOf(token_)) Fail(token_, "comparisons cannot be chained; join them with And");
+    for (const auto& [side, other] : {std::pair(&left, &right), std::pair(&right, &left)}) {
+      if (side->kind == Operand::kVariable && other->kind == Operand::kEmitted)
+        result_.comparedWithNumbers_.push_back(side->variable);
+    }
     const Expression::Step leftStep = SettleLeft(left, right, opToken);
     if (left.kind != Operand::kEmitted)
       result_.steps_.insert(result_.steps_.begin() + static_cast<std::ptrdiff_t>(leftPlace), leftStep);

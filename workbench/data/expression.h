@@ -88,6 +88,9 @@ class Expression {
   // The variables that it reads, ascending.
   std::span<const int> Variables() const { return variables_; }
 
+  // Those that it compares with something other than a text or another variable.
+  std::span<const int> ComparedWithNumbers() const { return comparedWithNumbers_; }
+
  private:
   friend class ExpressionCompiler;
 
@@ -135,6 +138,7 @@ class Expression {
   std::vector<Step> steps_;  // for a stack of slices, in order
   std::size_t depth_ = 0;    // slices on the stack at most
   std::vector<int> variables_;
+  std::vector<int> comparedWithNumbers_;
   std::vector<double> stack_;
 };
 
