@@ -63,7 +63,7 @@ Which predictors are shown
   --show best-by-p            the best by their p-value
   --best N                    how many with --show best, 1 to 10000 (default 10)
   --best-by-p N               how many with --show best-by-p, 1 to 10000 (default 10)
-  --p-criterion P             the criterion of --show p, between 0 and 1 (default 0.01)
+  --p-criterion P             the criterion of --show p, above 0 and below 1 (default 0.01)
 
 Where results go
   --out DIR                   write feature_selection.html, .xlsx, .json and .csv into DIR, all or none

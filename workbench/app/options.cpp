@@ -99,8 +99,8 @@ void CommandParser::Number(const std::string& name, double& target, double minim
     double value = 0;
     if (!ParseWhole(text, value) || !(value > minimum && value < maximum)) {
       char range[64];
-      std::snprintf(range, sizeof range, "%g and %g", minimum, maximum);
-      throw UsageError(name + " takes a number between " + range + ", not " +
+      std::snprintf(range, sizeof range, "above %g and below %g", minimum, maximum);
+      throw UsageError(name + " takes a number " + range + ", not " +
                        (text.empty() ? "an empty text" : text) + ".");
     }
     target = value;

@@ -286,12 +286,15 @@ int NearestText(std::string_view text, std::span<const std::string_view> candida
   // A third of the letters may be wrong, at least two of a word of four.
   int bound = std::max<int>(text.size() >= 4 ? 2 : 1, static_cast<int>(text.size() / 3));
   int nearest = -1;
+  bool begun = false;  // of candidates equally near, one that text is the beginning of is meant
   for (std::size_t i = 0; i < candidates.size(); ++i) {
     const int distance = EditDistance(text, candidates[i], bound);
-    if (distance > bound) continue;
+    const bool begins = candidates[i].starts_with(text);
+    if (distance > bound || (nearest >= 0 && distance == bound && (begun || !begins))) continue;
     nearest = static_cast<int>(i);
-    bound = distance - 1;
-    if (bound < 0) break;
+    begun = begins;
+    bound = distance;
+    if (bound == 0) break;
   }
   return nearest;
 }
