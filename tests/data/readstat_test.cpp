@@ -36,6 +36,7 @@ std::string MakeStatFile(BeginWriting begin, const char* dateFormat, const doubl
   readstat_variable_set_format(day, dateFormat);
   readstat_variable_t* sex = readstat_add_variable(writer, names[2], READSTAT_TYPE_STRING, 8);
   readstat_variable_t* x = readstat_add_variable(writer, names[3], READSTAT_TYPE_DOUBLE, 0);
+  if (userMissing) readstat_writer_set_fweight_variable(writer, x);  // SPSS, too
   EXPECT_EQ(begin(writer, &bytes, 3), READSTAT_OK);
   const int answerCells[] = {2, 9, 1};
   const char* const sexCells[] = {"m", "", "f"};
@@ -120,6 +121,7 @@ TEST_F(DataTest, FilesOfStatisticsPrograms) {
     table.columns[2].name = "s";
     EXPECT_EQ(Show(table.columns[2]), "s: 2[m] . 1[f]");
     EXPECT_THAT(table.columns[3].values, ElementsAre(0.1, kMissing, 2.1));
+    EXPECT_EQ(table.declaredWeight, row.userMissing ? "x" : "");
     const std::string cut = WriteFile(std::string("cut_") + row.file, bytes.substr(0, bytes.size() / 3));
     EXPECT_THAT(ErrorOf([&] { ReadTable(cut); }), HasSubstr(cut));
   }

@@ -71,7 +71,8 @@ void CheckWeights(const Column& weights) {
   });
   if (negative > 0) {
     Tell("Warning: The weight variable " + weights.name + " is negative in " +
-         Counted(static_cast<std::size_t>(negative), "case", "cases") + ", which count against the others.");
+         Counted(static_cast<std::size_t>(negative), "case, which counts", "cases, which count") +
+         " against the others.");
   }
 }
 
@@ -116,7 +117,13 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
 }
 
 int ChooseWeight(const Table& table, const std::string& name) {
-  if (name.empty()) return 0;
+  if (name.empty()) {
+    if (!table.declaredWeight.empty()) {
+      Tell("Warning: " + table.fileName + " weights its cases by " + table.declaredWeight +
+           "; here every case counts the same without --weight " + table.declaredWeight + ".");
+    }
+    return 0;
+  }
   const int weight = NumberVariable(table, "--weight", name);
   CheckWeights(table.Variable(weight));
   return weight;

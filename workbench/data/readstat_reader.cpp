@@ -92,6 +92,7 @@ class StatReader {
     readstat_set_variable_handler(parser.get(), OnVariable);
     readstat_set_value_handler(parser.get(), OnValue);
     readstat_set_value_label_handler(parser.get(), OnLabel);
+    readstat_set_fweight_handler(parser.get(), OnWeight);
     readstat_set_progress_handler(parser.get(), OnProgress);
     const readstat_error_t error = Parse(parser.get());
     if (failure_) std::rethrow_exception(failure_);
@@ -151,6 +152,11 @@ class StatReader {
 
   static int OnValue(int, readstat_variable_t* variable, readstat_value_t value, void* context) {
     return Guard(context, [&](StatReader& reader) { reader.AddValue(variable, value); });
+  }
+
+  static int OnWeight(readstat_variable_t* variable, void* context) {
+    return Guard(context,
+                 [&](StatReader& reader) { reader.weightIndex_ = readstat_variable_get_index(variable); });
   }
 
   static int OnProgress(double fraction, void* context) {
@@ -214,6 +220,8 @@ class StatReader {
       ApplyLabels(columns_[i], column);
       table.columns.push_back(std::move(column));
     }
+    if (weightIndex_ >= 0)
+      table.declaredWeight = table.columns.at(static_cast<std::size_t>(weightIndex_)).name;
   }
 
   // Labels of numbers stay as they are, those of missing values too. A text column shows the labels of its
@@ -247,6 +255,7 @@ class StatReader {
   std::string extension_;
   std::int64_t rowCount_ = -1;
   std::int64_t cases_ = 0;
+  int weightIndex_ = -1;
   std::vector<FileColumn> columns_;
   std::vector<ColumnBuilder> builders_;
   std::map<std::string, LabelSet> labelSets_;

@@ -61,6 +61,7 @@ struct Table {
   std::int64_t caseCount = 0;
   std::vector<Column> columns;  // every column has caseCount values
   std::vector<VariableBundle> bundles;
+  std::string declaredWeight;  // the variable that the file weights its cases by; empty when it names none
 
   int VariableCount() const { return static_cast<int>(columns.size()); }
   const Column& Variable(int variableNumber) const {
