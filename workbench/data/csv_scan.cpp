@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -317,7 +319,7 @@ char SeparatorLine(std::string_view sample) {
 
 CsvShape ScanCsv(const std::string& path, char delimiter, const std::function<void(std::int64_t)>& tick) {
   const std::unique_ptr<std::FILE, CloseFile> file(OpenFile(PathOf(path), "rb"));
-  if (!file) throw DataError("Cannot open " + path + " for reading.");
+  if (!file) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
   std::vector<char> block(kBlockBytes);
   std::unique_ptr<Scanner> scanner;
   std::int64_t done = 0;

@@ -2,8 +2,10 @@
 #include "workbench/data/readers.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <unordered_map>
@@ -35,7 +37,7 @@ void RequireReadableFile(const std::string& path) {
   if (std::filesystem::is_directory(status)) throw DataError(path + " is a directory, not a data file.");
   if (!std::filesystem::is_regular_file(status)) throw DataError(path + " is not a regular file.");
   std::FILE* file = OpenFile(PathOf(path), "rb");
-  if (file == nullptr) throw DataError("Cannot open " + path + " for reading.");
+  if (file == nullptr) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
   std::fclose(file);
   if (std::filesystem::file_size(PathOf(path), code) == 0) throw DataError(path + " is empty.");
 }
