@@ -155,13 +155,13 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
     WriteToStandardOutput(ScriptOf(options, formats, table, choice));
     return kExitDone;
   }
-  if (!options.output.quiet) TellLeftOut(choice.leftOut);
 
   TerminalFace face(options.output.quiet);
   Session session(face, sessionOptions);
   DataRecipe recipe = RecipeOf(options.data, table);
   session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(session, choice.weight, options.settings.cases);
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
   const FeatureSelectionReport report = RunFeatureSelection(session, face, choice, options.settings);
   WriteResults(options, formats, report, session);
   if (IsFirstLook(options.output)) {

@@ -61,6 +61,18 @@ std::string NameOf(const Table& table, int number) {
   return number == 0 ? std::string() : table.Variable(number).name;
 }
 
+std::string ShownPredictors(const FeatureSelectionReport& report) {
+  switch (report.displayMode) {
+    case DisplayMode::kBelowP:
+      return "those with p up to " + ShownNumber(report.pCriterion, "");
+    case DisplayMode::kBestByP:
+      return "the best by p-value, at most " + std::to_string(report.bestByP);
+    case DisplayMode::kBest:
+      break;
+  }
+  return "the best by statistic, at most " + std::to_string(report.best);
+}
+
 // Every ranking of a dependent repeats its notices; the workbook keeps each once, with its dependent.
 void SettleNotices(Workbook& workbook, const FeatureSelectionReport& report) {
   const std::vector<Notice> all = std::exchange(workbook.notices, {});
@@ -165,7 +177,7 @@ void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionRepor
   if (!report.exclude.empty()) workbook.SetFact("Exclusion", report.exclude);
   if (run.weighted) {
     workbook.SetFact("Weight", report.weightVariable + (run.useWeightsAsGiven ? "" : ", rounded"));
-    workbook.SetFact("Total weight", ShortestNumber(run.totalWeight));
+    workbook.SetFact("Total weight", ShownNumber(run.totalWeight, ""));
   }
   if (!report.countVariable.empty()) workbook.SetFact("Count", report.countVariable);
   workbook.SetFact("Missing values", run.casewiseDeletion ? "casewise deletion" : "left out pair by pair");
@@ -174,6 +186,8 @@ void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionRepor
     workbook.SetFact("Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent));
   }
   workbook.SetFact("Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square");
+  workbook.SetFact("Predictors", std::to_string(report.predictors.size()));
+  workbook.SetFact("Shown", ShownPredictors(report));
   for (const LeftOutVariable& variable : report.leftOut) {
     workbook.SetFact("Not screened: " + variable.name,
                      variable.reason.empty() ? variable.role : variable.reason);

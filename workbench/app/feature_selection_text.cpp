@@ -27,9 +27,10 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   return text;
 }
 
-// Rank, predictor, kind, statistic, p and a bar for each of the dependent's best predictors.
+// Rank, predictor, kind, statistic, p and a bar for each of the dependent's best predictors. Sets anyBars where
+// the bars have room.
 std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
-                           int width, bool utf8) {
+                           int width, bool utf8, bool& anyBars) {
   const auto pairOf = [&](int index) -> const vlm::FeatureSelectionPair& {
     return dependent.pairs[static_cast<std::size_t>(index)];
   };
@@ -48,6 +49,7 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
                   computed ? ShownProbability(pair.pValue) : "-"},
                  computed && largest > 0 ? pair.statistic / largest : 0);
   }
+  anyBars = anyBars || (largest > 0 && table.HasRoomForBars(width));
   return table.TextWithBars(width, utf8);
 }
 
@@ -91,6 +93,7 @@ const char* KindName(Measurement kind) {
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
   std::string text = "Feature selection: " + Utf8Of(report.dataFile) + "\n" + CasesLine(report) + "\n";
   std::vector<std::string> legends;
+  bool anyBars = false;
   for (const ReportedDependent& dependent : report.dependents) {
     text += "\n";
     if (dependent.best.empty()) {
@@ -98,17 +101,15 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
               "): no predictor could be scored (one value only, or nothing that varies together)\n";
       continue;
     }
-    text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8);
+    text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8, anyBars);
     const std::string legend = Legend(dependent.statisticName);
     if (std::find(legends.begin(), legends.end(), legend) == legends.end()) legends.push_back(legend);
   }
   if (!legends.empty()) text += "\n";
   for (const std::string& legend : legends) text += legend + "\n";
-  if (!legends.empty()) {
-    text +=
-        "p-value: chance of a statistic at least this large if the predictor told nothing.\n"
-        "Bars: the statistic against the largest one shown.\n";
-  }
+  if (!legends.empty())
+    text += "p-value: chance of a statistic at least this large if the predictor told nothing.\n";
+  if (anyBars) text += "Bars: the statistic against the largest one shown.\n";
   return text;
 }
 

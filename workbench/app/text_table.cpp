@@ -78,11 +78,15 @@ std::vector<int> TextTable::Widths(int width) const {
 std::string TextTable::Text(int width, bool utf8) const { return Lines(Widths(width), 0, utf8); }
 
 std::string TextTable::TextWithBars(int width, bool utf8) const {
+  return Lines(Widths(width), BarCells(width), utf8);
+}
+
+int TextTable::BarCells(int width) const {
   const std::vector<int> widths = Widths(width);
   const int used =
       std::accumulate(widths.begin(), widths.end(), 0) + kGap * static_cast<int>(columns_.size());
   const int room = std::min(width - used, kWidestBar);
-  return Lines(widths, room < kLeastBar ? 0 : room, utf8);
+  return room < kLeastBar ? 0 : room;
 }
 
 std::string TextTable::Lines(const std::vector<int>& widths, int barCells, bool utf8) const {

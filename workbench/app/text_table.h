@@ -24,9 +24,11 @@ class TextTable {
   // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and are left out
   // where that is too little to tell them apart. ASCII without utf8.
   std::string TextWithBars(int width, bool utf8) const;
+  bool HasRoomForBars(int width) const { return BarCells(width) > 0; }
 
  private:
   std::vector<int> Widths(int width) const;
+  int BarCells(int width) const;
   std::string Lines(const std::vector<int>& widths, int barCells, bool utf8) const;
 
   std::vector<TextColumn> columns_;
