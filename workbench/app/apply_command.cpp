@@ -131,6 +131,7 @@ void AddCodedVariables(std::vector<CodingFile>& files, bool quiet, Table& table)
 // Leaves the variables with these numbers, in their order, and those behind the first ones.
 void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& table) {
   std::vector<Column> kept;
+  kept.reserve(numbers.size() + table.columns.size() - firstCoded);
   for (const int number : numbers) kept.push_back(std::move(table.Variable(number)));
   std::move(table.columns.begin() + static_cast<std::ptrdiff_t>(firstCoded), table.columns.end(),
             std::back_inserter(kept));

@@ -97,6 +97,7 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
   const auto apply = [&](const std::string& option, const std::vector<int>& numbers,
                          Measurement measurement) {
     std::vector<std::string> names;
+    names.reserve(numbers.size());
     for (const int number : numbers) names.push_back(table.Variable(number).name);
     ForOption(option, [&] { OverrideMeasurement(table, names, measurement); });
   };

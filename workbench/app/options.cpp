@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <utility>
 
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
@@ -108,11 +109,13 @@ void CommandParser::Number(const std::string& name, double& target, double minim
 }
 
 void CommandParser::Choice(const std::string& name, int& target, std::vector<std::string> words) {
-  app_.add_option_function<std::string>(name, [name, words, &target](const std::string& text) {
-    const auto at = std::find(words.begin(), words.end(), text);
-    if (at == words.end()) throw UsageError(name + " takes " + Join(words, " or ") + ", not " + text + ".");
-    target = static_cast<int>(at - words.begin());
-  });
+  app_.add_option_function<std::string>(
+      name, [name, words = std::move(words), &target](const std::string& text) {
+        const auto at = std::find(words.begin(), words.end(), text);
+        if (at == words.end())
+          throw UsageError(name + " takes " + Join(words, " or ") + ", not " + text + ".");
+        target = static_cast<int>(at - words.begin());
+      });
 }
 
 void CommandParser::Positional(const std::string& name, std::string& target) {

@@ -160,6 +160,7 @@ std::vector<fs::path> OutputFiles::Commit() {
   }
   committed_ = true;
   std::vector<fs::path> paths;
+  paths.reserve(moves.size());
   for (const Move& move : moves) paths.push_back(move.to);
   return paths;
 }
