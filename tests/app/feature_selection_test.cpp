@@ -321,6 +321,21 @@ TEST(FeatureSelection, TellsOfTextsComparedWithNumbers) {
   }
 }
 
+TEST(FeatureSelection, TellsCasesWithoutWeightFromTheSelection) {
+  const TemporaryFolder folder;
+  std::string csv = "w,x,y\n";
+  for (int i = 0; i < 40; ++i) {
+    csv += std::string(i < 3   ? ""
+                       : i < 5 ? "0"
+                               : "1.5") +
+           "," + std::to_string(i % 4) + "," + std::to_string(i * i % 17) + "\n";
+  }
+  const Json run = JsonOf(folder.Write("a.csv", csv),
+                          {"--dependents", "y", "--weight", "w", "--select", "v0 > 1 And v0 < 35"})["run"];
+  EXPECT_EQ(run["excludedCases"], 7);
+  EXPECT_EQ(run["zeroWeightCases"], 4);
+}
+
 // Odd values that are data all the same: the run goes through and says so where it has to.
 TEST(FeatureSelection, LivesWithOddColumns) {
   const TemporaryFolder folder;

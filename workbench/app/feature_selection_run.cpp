@@ -9,6 +9,7 @@
 #include "workbench/app/exit_codes.h"
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/selection.h"
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/texts.h"
 
@@ -55,6 +56,16 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
   dependent.best = best.numbers;
   dependent.notices = face.TakeSaid();
   return dependent;
+}
+
+// The host's reader skips a case of missing weight as it skips one that the selection leaves out.
+void TellWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
+  const CaseSelectionText& selection = session.Selection();
+  const CaseBitmap selected = SelectCases(session.Data(), {selection.include, selection.exclude});
+  const auto leftOut = static_cast<int>(selected.CaseCount() - selected.IncludedCount());
+  const int withoutWeight = std::max(0, run.excludedCases - leftOut);
+  run.excludedCases -= withoutWeight;
+  run.zeroWeightCases += withoutWeight;
 }
 
 std::string NameOf(const Table& table, int number) {
@@ -138,6 +149,7 @@ FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face
   const Table& table = session.Data();
   report.dataFile = table.fileName;
   results->GetRun(&report.run);
+  if (report.run.weighted) TellWeightFromSelection(session, report.run);
   report.weightVariable = NameOf(table, session.WeightVariable());
   report.countVariable = NameOf(table, report.run.countVariableNumber);
   report.select = session.Selection().include;
