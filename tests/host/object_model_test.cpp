@@ -189,6 +189,10 @@ TEST_F(ObjectModel, AFeatureSelectionControlByControl) {
   EXPECT_EQ(ErrorOf([&] { window.Call("Press", {9}); }), "The dialog has no control 9.");
   EXPECT_EQ(ErrorOf([&] { window.Call("Press", {1004}); }), "Control 1004 is hidden.");
   EXPECT_EQ(ErrorOf([&] { window.Call("TypeText", {1041, "5"}); }), "Control 1041 is disabled.");
+  for (const int question : {1001, 1002, 1003}) {
+    EXPECT_THAT(ErrorOf([&] { window.Call("Press", {question}); }),
+                ::testing::StartsWith("Control " + std::to_string(question) + " asks for "));
+  }
   EXPECT_EQ(ErrorOf([&] {
               window.Call("TypeText", {1035, "5"});
             }),

@@ -27,6 +27,10 @@ inline constexpr int kOkButton = 1;
 inline constexpr int kCancelButton = 2;
 inline constexpr int kOptionsButton = 10710;
 inline constexpr int kByGroupButton = 10720;
+// Buttons whose commands come back from the module as questions of the host.
+inline constexpr int kCaseSelectionButton = 1001;
+inline constexpr int kCaseWeightButton = 1002;
+inline constexpr int kOpenDataButton = 1003;
 
 struct Control {
   int id = 0;

@@ -38,6 +38,21 @@ const char* KindName(vlm::ControlClass controlClass) {
   }
 }
 
+// Questions that the host asks a person, and how a script gives the answer instead. Empty for other controls.
+std::string WayOfScripts(int controlId) {
+  switch (controlId) {
+    case kCaseSelectionButton:
+      return "asks for case selection conditions; a script sets them by SelectCases of the input "
+             "spreadsheet.";
+    case kCaseWeightButton:
+      return "asks for the case weights; a script sets CaseWeight of the input spreadsheet.";
+    case kOpenDataButton:
+      return "asks for a data file; a script opens it by Open of the application.";
+    default:
+      return {};
+  }
+}
+
 class WindowObject final : public HostObject<WindowObject> {
  public:
   WindowObject(std::weak_ptr<SessionCore> core, std::weak_ptr<DialogWindow> window)
@@ -68,15 +83,27 @@ class WindowObject final : public HostObject<WindowObject> {
     return *control;
   }
 
-  // Does what a person does to a control, or says why nobody could.
+  // The control, or why a person could not use it now.
+  Control UsableControlOf(const Variant& number) const {
+    const Control control = ControlOf(number);
+    if (!Require()->TakesCommands()) Refuse("The dialog is busy.");
+    if (!control.shown) Refuse("Control " + number.AsText() + " is hidden.");
+    if (!control.enabled) Refuse("Control " + number.AsText() + " is disabled.");
+    return control;
+  }
+
+  Variant Press(const Variant& number) const {
+    const int controlId = UsableControlOf(number).id;
+    if (const std::string way = WayOfScripts(controlId); !way.empty())
+      Refuse("Control " + number.AsText() + " " + way);
+    return Act(number, [&](DialogWindow& window) { return window.Press(controlId); });
+  }
+
+  // Does what a person does to a control, or says why nobody could. action throws nothing.
   template <typename Action>
   Variant Act(const Variant& number, Action action) const {
-    const Control control = ControlOf(number);
+    const Control control = UsableControlOf(number);
     const std::shared_ptr<DialogWindow> window = Require();
-    if (!window->TakesCommands()) Refuse("The dialog is busy.");
-    const std::string name = "Control " + number.AsText() + " ";
-    if (!control.shown) Refuse(name + "is hidden.");
-    if (!control.enabled) Refuse(name + "is disabled.");
     const std::shared_ptr<SessionCore> core = LockedCore(core_);
     const auto running =
         std::find_if(core->analyses.begin(), core->analyses.end(), [&](const auto& analysis) {
@@ -95,7 +122,8 @@ class WindowObject final : public HostObject<WindowObject> {
     core->ThrowKept();
     if (raised) throw *raised;
     if (!done)
-      Refuse(name + "is a " + KindName(control.controlClass) + ", which cannot be used in this way.");
+      Refuse("Control " + number.AsText() + " is a " + KindName(control.controlClass) +
+             ", which cannot be used in this way.");
     return {};
   }
 
@@ -164,26 +192,23 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
                   "Number of the item chosen in a drop-down list; 0 for none"),
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).selectedItem + 1); }, nullptr},
        {Method(16, "Press", "Presses a button, a box or a radio button", 1, kAutomationInt, "ControlID"),
-        [](Self& s, const Arguments& a) {
-          return s.Act(a[0], [&](DialogWindow& window) { return window.Press(a[0].AsInt()); });
-        },
-        nullptr},
+        [](Self& s, const Arguments& a) { return s.Press(a[0]); }, nullptr},
        {Method(17, "TypeText", "Puts a text into an edit, as typed", 2, vlm::kAutomationVariant,
                "ControlID, Text"),
         [](Self& s, const Arguments& a) {
-          return s.Act(a[0],
-                       [&](DialogWindow& window) { return window.TypeText(a[0].AsInt(), a[1].AsText()); });
+          const std::string text = a[1].AsText();
+          return s.Act(a[0], [&](DialogWindow& window) { return window.TypeText(a[0].AsInt(), text); });
         },
         nullptr},
        {Method(18, "ChooseItem", "Chooses an item of a drop-down list by its number", 2, kAutomationInt,
                "ControlID, Item"),
         [](Self& s, const Arguments& a) {
           const int count = static_cast<int>(s.ControlOf(a[0]).items.size());
-          if (const int item = a[1].AsInt(); item < 1 || item > count) {
+          const int item = a[1].AsInt();
+          if (item < 1 || item > count) {
             Refuse("There is no item " + a[1].AsText() + "; there are " + std::to_string(count) + ".");
           }
-          return s.Act(
-              a[0], [&](DialogWindow& window) { return window.ChooseItem(a[0].AsInt(), a[1].AsInt() - 1); });
+          return s.Act(a[0], [&](DialogWindow& window) { return window.ChooseItem(a[0].AsInt(), item - 1); });
         },
         nullptr}});
   return table;

@@ -2,13 +2,13 @@
 
 #include <span>
 
+#include "workbench/dialogs/dialog_window.h"
+
 namespace velmora {
 
 namespace {
 
 constexpr int kSize = 16;
-constexpr int kCaseSelection = 1001;
-constexpr int kCaseWeights = 1002;
 
 constexpr POINT kFunnel[] = {{1, 2}, {14, 2}, {9, 8}, {9, 14}, {6, 12}, {6, 8}};
 constexpr POINT kWeight[] = {{4, 6}, {11, 6}, {14, 14}, {1, 14}};
@@ -42,8 +42,8 @@ HBITMAP Draw(HDC screen, bool mask, std::span<const POINT> shape, bool ring) {
 }  // namespace
 
 HICON MakeButtonIcon(int controlId) {
-  if (controlId != kCaseSelection && controlId != kCaseWeights) return nullptr;
-  const bool weights = controlId == kCaseWeights;
+  if (controlId != kCaseSelectionButton && controlId != kCaseWeightButton) return nullptr;
+  const bool weights = controlId == kCaseWeightButton;
   const std::span<const POINT> shape =
       weights ? std::span<const POINT>(kWeight) : std::span<const POINT>(kFunnel);
   const HDC screen = GetDC(nullptr);
