@@ -311,6 +311,13 @@ TEST_F(NativeDialogs, APersonRunsAnAnalysis) {
     // The lists follow what is typed; only variables of their kind are offered.
     EXPECT_EQ(SendDlgItemMessageW(modal, 202, LB_GETSELCOUNT, 0, 0), 2);
     EXPECT_EQ(SendDlgItemMessageW(modal, 203, LB_GETCOUNT, 0, 0), 2);
+    // What was typed and is not offered stays when another is chosen from the list.
+    SetDlgItemTextW(modal, 302, L"2 3");
+    SendDlgItemMessageW(modal, 202, LB_SETSEL, TRUE, 2);
+    SendMessageW(modal, WM_COMMAND, MAKEWPARAM(202, LBN_SELCHANGE),
+                 reinterpret_cast<LPARAM>(GetDlgItem(modal, 202)));
+    EXPECT_EQ(Utf8(TextOf(GetDlgItem(modal, 302))), "2-4");
+    SetDlgItemTextW(modal, 302, L"3-4");
     SendDlgItemMessageW(modal, IDOK, BM_CLICK, 0, 0);
   });
   // By its accelerator, through the loop.

@@ -126,15 +126,20 @@ class VariableListsDialog final : public ModalDialog {
 
   void TakeFromList(int index) {
     const HWND box = Item(kFirstList + index);
-    std::vector<int> numbers;
+    // What the text names and the box does not show stays chosen.
+    std::set<int> numbers;
+    if (TakesSeveral(index)) numbers = Chosen(index).value_or(numbers);
     const LRESULT count = SendMessageW(box, LB_GETCOUNT, 0, 0);
     for (LRESULT item = 0; item < count; ++item) {
       const auto place = static_cast<WPARAM>(item);
+      const int number = static_cast<int>(SendMessageW(box, LB_GETITEMDATA, place, 0));
       if (SendMessageW(box, LB_GETSEL, place, 0) > 0) {
-        numbers.push_back(static_cast<int>(SendMessageW(box, LB_GETITEMDATA, place, 0)));
+        numbers.insert(number);
+      } else {
+        numbers.erase(number);
       }
     }
-    SetText(kFirstEdit + index, PrintVariableList(numbers));
+    SetText(kFirstEdit + index, PrintVariableList(std::vector<int>(numbers.begin(), numbers.end())));
   }
 
   bool Accept() override {
