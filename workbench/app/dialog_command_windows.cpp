@@ -15,6 +15,7 @@
 #include "workbench/app/module_path.h"
 #include "workbench/app/output_files.h"
 #include "workbench/app/variable_choice.h"
+#include "workbench/com/apartment_windows.h"
 #include "workbench/documents/writers.h"
 #include "workbench/native/native_face.h"
 
@@ -112,6 +113,7 @@ int RunDialogCommand(const std::vector<std::string>& arguments) {
   Table table = LoadTable(options.data);
   const int weight = ChooseWeight(table, options.cases.weight);
 
+  const ComApartment apartment;  // the system's file dialogs and the opening of the browser are built on COM
   NativeFace face;
   Session session(face, sessionOptions);
   session.SetTable(std::move(table));

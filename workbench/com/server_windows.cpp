@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "com/values.h"
+#include "workbench/com/apartment_windows.h"
 
 namespace velmora {
 
@@ -49,18 +50,6 @@ HKEY RootOf(RegistrationScope scope) {
 constexpr wchar_t kClasses[] = L"Software\\Classes\\";
 std::wstring ProgId() { return vlmcom::Utf16(kApplicationProgId); }
 std::wstring ClassIdText() { return vlmcom::Utf16(kApplicationClassId); }
-
-class ComApartment {
- public:
-  ComApartment() {
-    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
-      throw std::runtime_error("The system's automation cannot be used on this thread.");
-    }
-  }
-  ~ComApartment() { CoUninitialize(); }
-  ComApartment(const ComApartment&) = delete;
-  ComApartment& operator=(const ComApartment&) = delete;
-};
 
 // Lives on the stack of ServeApplication: its count is for nobody.
 class ApplicationFactory final : public IClassFactory {
