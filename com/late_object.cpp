@@ -133,6 +133,7 @@ class ItemEnumerator final : public IEnumVARIANT {
       VariantInit(&items[made]);
       const HRESULT result = Get(itemId_, &number, 1, &items[made]);
       if (FAILED(result)) {
+        next_ -= static_cast<int>(made);
         while (made > 0) VariantClear(&items[--made]);
         if (fetched) *fetched = 0;
         return result;
@@ -269,7 +270,10 @@ HRESULT InvokeLate(IDispatch& self, vlm::IAutomationObject& target, DISPID id, W
     if (called == DISP_E_BADPARAMCOUNT && !isPut && parameters->cArgs > 0) {
       return InvokeDefaultOf(target, id, flags, parameters, result, exception, argumentError);
     }
-    return called == S_OK && result ? MakeScriptArray(result) : called;
+    if (called != S_OK || !result) return called;
+    const HRESULT made = MakeScriptArray(result);
+    if (FAILED(made)) VariantClear(result);
+    return made;
   } catch (...) {
     return E_OUTOFMEMORY;
   }

@@ -92,8 +92,12 @@ void FillItems(HWND list, const Control& control) {
 
 }  // namespace
 
-NativeDialog::NativeDialog(DialogWindow& dialog)
-    : dialog_(&dialog), errorBrush_(CreateSolidBrush(kErrorColour)) {
+NativeDialog::NativeDialog(DialogWindow* dialog)
+    : dialog_(dialog), errorBrush_(CreateSolidBrush(kErrorColour)) {}
+
+// The object is whole before the first window looks at it: when a later one cannot be made, the destructor takes the
+// others away.
+NativeDialog::NativeDialog(DialogWindow& dialog) : NativeDialog(&dialog) {
   updating_ = true;
   controls_.resize(dialog.Controls().size());
   handle_ = MakeContainer(-1, nullptr);
@@ -117,7 +121,7 @@ NativeDialog::NativeDialog(DialogWindow& dialog)
 
 NativeDialog::~NativeDialog() {
   dialog_ = nullptr;
-  DestroyWindow(handle_);
+  if (handle_ != nullptr) DestroyWindow(handle_);
   for (const HICON icon : icons_) DestroyIcon(icon);
   DeleteObject(errorBrush_);
 }

@@ -41,6 +41,7 @@ class NativeDialog {
   void Close();
 
  private:
+  explicit NativeDialog(DialogWindow* dialog);
   static INT_PTR CALLBACK Procedure(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
   INT_PTR OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM lParam);
   void OnCommand(int controlId, int code, HWND sender);
