@@ -61,7 +61,7 @@ struct ScreeningState {
   std::vector<int> factorCodeCounts;  // one a categorical predictor
   // Lists that a script asked for as all codes, whichever cases are selected when the run starts.
   bool allResponseCodes = false;
-  std::vector<bool> allFactorCodes;  // one a categorical predictor, or empty
+  std::vector<bool> allFactorCodes;   // one a categorical predictor, or empty
   int caseWeight = 0;                 // variable number of the run's case weights, 0: none
   bool exclusionNoticeShown = false;  // in this run
 };
