@@ -31,16 +31,19 @@ constexpr std::int64_t kFarBytes = 512 * 1024;
 constexpr std::int64_t kFewestFarCases = 128;
 constexpr std::int64_t kMostFarCases = 256;
 
-// Eight columns to be turned into cases, and the places whose values are asked for meanwhile: each column is a place of
-// its own in memory, where no prefetcher of the machine's gets going in time.
+// Eight columns to be turned into cases, and eight whose values are asked for meanwhile: each column is a place of its own
+// in memory, where no prefetcher of the machine's gets going in time.
 struct Tile {
-  const double* columns[kTile];  // at the block's first case
-  const double* next[kTile];     // where as many cases are turned later
-  double* rows;                  // kTile values a case
+  const double* const* columns;
+  std::size_t first;  // case to be turned
+  const double* const* asked;
+  std::size_t askedFirst;
+  double* rows;  // kTile values a case
 
+  const double* At(std::size_t column, std::size_t i) const { return columns[column] + first + i; }
   void AskAhead(std::size_t i) const {
     constexpr int kMiddleCache = 2;
-    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(next[k] + i, 0, kMiddleCache);
+    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(asked[k] + askedFirst + i, 0, kMiddleCache);
   }
 };
 
@@ -55,8 +58,8 @@ std::size_t TurnTwoColumns(const Tile& tile, std::size_t cases) {
     double* const row = tile.rows + i * kTile;
     if (i % kTile == 0) tile.AskAhead(i);
     for (std::size_t k = 0; k < kTile; k += 2) {
-      const __m128d a = _mm_loadu_pd(tile.columns[k] + i);
-      const __m128d b = _mm_loadu_pd(tile.columns[k + 1] + i);
+      const __m128d a = _mm_loadu_pd(tile.At(k, i));
+      const __m128d b = _mm_loadu_pd(tile.At(k + 1, i));
       _mm_storeu_pd(row + k, _mm_unpacklo_pd(a, b));
       _mm_storeu_pd(row + kTile + k, _mm_unpackhi_pd(a, b));
     }
@@ -80,11 +83,10 @@ __attribute__((target("avx2"))) std::size_t TurnFourColumns(const Tile& tile, st
   for (; i + 2 <= cases; i += 2, row += 2 * kTile) {
     if (i % kTile == 0) tile.AskAhead(i);
     for (std::size_t k = 0; k < kTile; k += 4) {
-      const double* const* const columns = tile.columns + k;
-      const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[0] + i)),
-                                                _mm_loadu_pd(columns[2] + i), 1);
-      const __m256d odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[1] + i)),
-                                               _mm_loadu_pd(columns[3] + i), 1);
+      const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(tile.At(k, i))),
+                                                _mm_loadu_pd(tile.At(k + 2, i)), 1);
+      const __m256d odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(tile.At(k + 1, i))),
+                                               _mm_loadu_pd(tile.At(k + 3, i)), 1);
       _mm256_storeu_pd(row + k, _mm256_unpacklo_pd(even, odd));
       _mm256_storeu_pd(row + kTile + k, _mm256_unpackhi_pd(even, odd));
     }
@@ -154,6 +156,9 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
   const auto caseBytes = static_cast<std::int64_t>(std::max<std::size_t>(tiles, 1) * kTile * sizeof(double));
   isNear_ = tiles <= kNearTiles;
   blockCases_ = isNear_ ? kNearCases : std::clamp(kFarBytes / caseBytes, kFewestFarCases, kMostFarCases);
+  // What the last tile lacks, and a tile to be asked for behind it, is the last column again; what a row holds behind
+  // its values is of no meaning.
+  if (tiles > 0) listColumns_.resize((tiles + 1) * kTile, listColumns_.back());
   // One line more: the lines of a case fall into different sets of the caches.
   tileStride_ = (static_cast<std::size_t>(blockCases_) + 1) * kTile;
   Reserve(tileStride_ * tiles * sizeof(double));
@@ -172,7 +177,7 @@ void CaseReader::Reserve(std::size_t bytes) {
 }
 
 void CaseReader::ReadFromColumns(std::int64_t caseIndex, double* values) const {
-  for (std::size_t i = 0; i < listColumns_.size(); ++i) values[i] = listColumns_[i][caseIndex];
+  for (std::size_t i = 0; i < list_.size(); ++i) values[i] = listColumns_[i][caseIndex];
 }
 
 void CaseReader::FillBlock(std::int64_t firstCase) {
@@ -180,20 +185,15 @@ void CaseReader::FillBlock(std::int64_t firstCase) {
   blockEnd_ = std::min(source_.caseCount, firstCase + blockCases_);
   const auto first = static_cast<std::size_t>(firstCase);
   const auto cases = static_cast<std::size_t>(blockEnd_ - firstCase);
-  const std::size_t columns = listColumns_.size();
   const auto ahead = static_cast<std::size_t>(std::min(kNearAhead, source_.caseCount - blockEnd_));
-  // Columns that the last tile lacks are the last one again; what a row holds behind its values is of no meaning.
-  const auto columnAt = [&](std::size_t at) { return listColumns_[std::min(at, columns - 1)] + first; };
-  for (std::size_t column = 0; column < columns; column += kTile) {
-    Tile tile;
-    for (std::size_t k = 0; k < kTile; ++k) {
-      tile.columns[k] = columnAt(column + k);
-      tile.next[k] = isNear_ ? tile.columns[k] + ahead : columnAt(column + kTile + k);
-    }
-    tile.rows = tiles_ + column / kTile * tileStride_;
+  Tile tile{listColumns_.data(), first, nullptr, isNear_ ? first + ahead : first, tiles_};
+  for (std::size_t left = list_.size(); left > 0; left -= std::min(left, kTile)) {
+    tile.asked = isNear_ ? tile.columns : tile.columns + kTile;
     for (std::size_t i = turnTile(tile, cases); i < cases; ++i) {
-      for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * kTile + k] = tile.columns[k][i];
+      for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * kTile + k] = *tile.At(k, i);
     }
+    tile.columns += kTile;
+    tile.rows += tileStride_;
   }
 }
 

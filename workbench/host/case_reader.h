@@ -75,9 +75,9 @@ class CaseReader {
 
   CaseSource source_;
   std::vector<int> list_;
-  const int* listPlace_ = nullptr;  // where the caller keeps it
-  std::int64_t lookedAtTo_ = 0;     // the case from which on it is looked at again
-  std::vector<const double*> listColumns_;
+  const int* listPlace_ = nullptr;          // where the caller keeps it
+  std::int64_t lookedAtTo_ = 0;             // the case from which on it is looked at again
+  std::vector<const double*> listColumns_;  // in whole tiles
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { FreeLarge(block); }};
   std::size_t memoryBytes_ = 0;
   double* tiles_ = nullptr;     // of eight variables each: [tile][case of the block][8]
