@@ -154,6 +154,13 @@ std::vector<double> ReadCodes(const vlm::AutomationValue& value, CFeatureSelecti
   }
 }
 
+// Whether a value given for one variable is, or holds, the sign for all of its codes.
+bool AsksForAllCodes(const vlm::AutomationValue& value) {
+  if (value.type == vlm::kAutomationText) return Trimmed(ToText(value)) == kAllValues;
+  if (value.type != vlm::kAutomationArray) return false;
+  return std::any_of(value.items, value.items + LengthOfArray(value), AsksForAllCodes);
+}
+
 }  // namespace
 
 std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNumber) {
@@ -205,11 +212,11 @@ std::vector<bool> ListsOfAllCodes(const vlm::AutomationValue& value, std::size_t
     const std::vector<std::string_view> parts = SplitLists(text);
     for (std::size_t i = 0; i < std::min(parts.size(), variableCount); ++i)
       all[i] = Trimmed(parts[i]) == kAllValues;
+  } else if (value.type == vlm::kAutomationArray && variableCount == 1) {
+    all[0] = AsksForAllCodes(value);
   } else if (value.type == vlm::kAutomationArray) {
-    for (std::size_t i = 0; i < std::min(LengthOfArray(value), variableCount); ++i) {
-      const vlm::AutomationValue& item = value.items[i];
-      all[i] = item.type == vlm::kAutomationText && Trimmed(ToText(item)) == kAllValues;
-    }
+    for (std::size_t i = 0; i < std::min(LengthOfArray(value), variableCount); ++i)
+      all[i] = AsksForAllCodes(value.items[i]);
   }
   return all;
 }

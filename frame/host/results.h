@@ -8,7 +8,7 @@ namespace vlm {
 
 struct FeatureSelectionRun {
   int caseCount;        // cases of the data file
-  int excludedCases;    // left out by the host's selection
+  int excludedCases;    // skipped by the host's reader: by its selection, or for a missing weight
   int zeroWeightCases;  // left out for a weight of zero (after rounding, where asked for)
   int badCountCases;    // left out for a missing count or one below 1
   int acceptedCases;    // the rest

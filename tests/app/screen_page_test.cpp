@@ -106,7 +106,6 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
   EXPECT_EQ(out["fetched"], 0);
 }
 
-// Three responses with 5,000 predictors each, twenty bins a predictor, weights that no figure is short with.
 // The tables of the bins turn from counts to percentages and back, those made later too.
 TEST(ScreenPage, ShowsClassesInPercent) {
   const ProcessResult page = RunVelmora({"screen", Sample("vehicle.csv"), "--categorical-response", "class",
@@ -145,6 +144,7 @@ TEST(ScreenPage, ShowsClassesInPercent) {
   }
 }
 
+// Three responses with 5,000 predictors each, twenty bins a predictor, weights that no figure is short with.
 TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
   ScreenReport report;
   ScreenDocuments documents;

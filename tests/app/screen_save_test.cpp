@@ -282,6 +282,7 @@ INSTANTIATE_TEST_SUITE_P(
              nullptr,
              {{"purpose", "Zweck \"wof\xC3\xBCr\", wo"},
               {"age", "how old?"},
+              {"housing", "income - other_sources"},
               {"amount", "how old*"},               // the same in a file's name
               {"duration", std::string(240, 'd')},  // too long for one
               {"radio or tv",

@@ -1,5 +1,8 @@
 #include "workbench/app/analysis_run.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include "workbench/app/console.h"
 #include "workbench/app/exit_codes.h"
 #include "workbench/data/errors.h"
@@ -22,6 +25,20 @@ auto ForExpressions(const CaseOptions& cases, Action action) {
   }
 }
 
+std::string Quoted(const std::string& text, char quote) {
+  std::string quoted(1, quote);
+  for (const char c : text) quoted.append(c == quote ? 2 : 1, c);
+  return quoted + quote;
+}
+
+// A name as a condition takes it: in quotes unless it is a plain word.
+std::string InExpression(const std::string& name) {
+  const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
+  const bool isWord = std::isdigit(static_cast<unsigned char>(name.front())) == 0 &&
+                      std::all_of(name.begin(), name.end(), isPlain);
+  return isWord ? name : Quoted(name, '"');
+}
+
 // The codes of texts are the table's own. Who writes grade = 2 may well mean the text "2".
 void WarnOfTextCodes(const Table& table, const char* option, const std::string& condition) {
   if (condition.empty()) return;
@@ -32,7 +49,7 @@ void WarnOfTextCodes(const Table& table, const char* option, const std::string& 
     Tell(std::string("Warning: ") + option + " compares " + column.name +
          ", which holds texts, with a number: the place of a text in their order. A text stands in quotes, "
          "as in " +
-         column.name + " = '" + column.labels.front().text + "'.");
+         InExpression(column.name) + " = " + Quoted(column.labels.front().text, '\'') + ".");
   }
 }
 

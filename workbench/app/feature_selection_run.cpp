@@ -2,6 +2,7 @@
 #include "workbench/app/feature_selection_run.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "workbench/app/analysis_run.h"
@@ -61,9 +62,16 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
 // The host's reader skips a case of missing weight as it skips one that the selection leaves out.
 void TellWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
   const CaseSelectionText& selection = session.Selection();
+  if (session.WeightVariable() == 0) return;
   const CaseBitmap selected = SelectCases(session.Data(), {selection.include, selection.exclude});
-  const auto leftOut = static_cast<int>(selected.CaseCount() - selected.IncludedCount());
-  const int withoutWeight = std::max(0, run.excludedCases - leftOut);
+  const Column& weights = session.Data().Variable(session.WeightVariable());
+  int withoutWeight = 0;
+  for (std::size_t i = 0; i < weights.values.size(); ++i) {
+    const double weight = weights.values[i];
+    const bool isMissing = !std::isfinite(weight) || IsMissing(weight, weights.missingCode);
+    if (isMissing && selected.Contains(static_cast<std::int64_t>(i))) ++withoutWeight;
+  }
+  withoutWeight = std::min(withoutWeight, run.excludedCases);
   run.excludedCases -= withoutWeight;
   run.zeroWeightCases += withoutWeight;
 }

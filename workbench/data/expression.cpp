@@ -96,6 +96,9 @@ class ExpressionCompiler {
     std::sort(result_.variables_.begin(), result_.variables_.end());
     result_.variables_.erase(std::unique(result_.variables_.begin(), result_.variables_.end()),
                              result_.variables_.end());
+    std::vector<int>& compared = result_.comparedWithNumbers_;
+    std::sort(compared.begin(), compared.end());
+    compared.erase(std::unique(compared.begin(), compared.end()), compared.end());
     return std::move(result_);
   }
 

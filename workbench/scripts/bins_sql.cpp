@@ -121,20 +121,25 @@ class QueryWriter {
   std::string Write(const SavedPredictor& predictor) {
     TellOfOneColumn(predictor.name);
     const CaseWriter writer(predictor);
-    const std::string coded = variables_.AddNumbered(predictor.codedVariable);
-    if (coded != predictor.codedVariable) {
-      notices_.push_back(predictor.codedVariable + " is " + coded +
-                         " in the query, because many databases do not tell names by letter case");
-    }
-    std::string text = writer.Write(coded, [](const SavedBin& bin) { return Literal(bin.label); });
+    std::string text = writer.Write(NameInQuery(predictor.codedVariable),
+                                    [](const SavedBin& bin) { return Literal(bin.label); });
     for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i) {
-      text += writer.Write(variables_.AddNumbered(predictor.figureVariables[i]),
+      text += writer.Write(NameInQuery(predictor.figureVariables[i]),
                            [i](const SavedBin& bin) { return Literal(bin.figures[i]); });
     }
     return text;
   }
 
  private:
+  std::string NameInQuery(const std::string& variable) {
+    std::string name = variables_.AddNumbered(variable);
+    if (name != variable) {
+      notices_.push_back(variable + " is " + name +
+                         " in the query, because many databases do not tell names by letter case");
+    }
+    return name;
+  }
+
   // Another response has the same predictors.
   void TellOfOneColumn(const std::string& name) {
     const std::string* const other = predictors_.Add(name);

@@ -171,23 +171,29 @@ class RecodeReader {
                                                       [](char a, char b) { return a == b || b == '_'; });
   }
 
-  // Length of the predictor's name at the start of rest, "PREDICTOR_RESPONSE", or of its short form: up to three
-  // bytes of it and five digits of base 36. 0 when neither stands there.
-  static std::size_t LengthInFileName(std::string_view predictor, std::string_view rest) {
-    constexpr std::size_t kMostBytes = 3, kDigits = 5;
+  // Bytes of a name in its short form: its first whole characters, three bytes at most.
+  static std::size_t ShortPrefix(std::string_view name) {
+    std::size_t bytes = std::min<std::size_t>(3, name.size());
+    while (bytes > 0 && bytes < name.size() && (static_cast<unsigned char>(name[bytes]) & 0xC0U) == 0x80U)
+      --bytes;
+    return bytes;
+  }
+
+  // Length of the predictor's name at the start of rest, "PREDICTOR_RESPONSE", or of its short form, which ends in
+  // five digits of base 36. 0 when that does not stand there.
+  static std::size_t LengthInFileName(std::string_view predictor, std::string_view rest, bool isShort) {
+    constexpr std::size_t kDigits = 5;
     const auto isAt = [&](std::size_t length) { return rest.size() > length + 1 && rest[length] == '_'; };
     const auto starts = [&](std::size_t length) {
       return IsSameInFileNames(predictor.substr(0, length), rest.substr(0, length));
     };
-    if (isAt(predictor.size()) && starts(predictor.size())) return predictor.size();
-    if (predictor.size() <= kMostBytes + kDigits) return 0;
-    for (std::size_t bytes = kMostBytes + 1; bytes-- > 0;) {
-      if (!isAt(bytes + kDigits) || !starts(bytes)) continue;
-      const std::string_view digits = rest.substr(bytes, kDigits);
-      if (digits.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") == std::string_view::npos)
-        return bytes + kDigits;
-    }
-    return 0;
+    if (!isShort) return isAt(predictor.size()) && starts(predictor.size()) ? predictor.size() : 0;
+    const std::size_t bytes = ShortPrefix(predictor);
+    if (predictor.size() <= bytes + kDigits || !isAt(bytes + kDigits) || !starts(bytes)) return 0;
+    const std::string_view digits = rest.substr(bytes, kDigits);
+    const bool areDigits =
+        digits.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") == std::string_view::npos;
+    return areDigits ? bytes + kDigits : 0;
   }
 
   // "NAME (2)" is NAME's, when another file has its name already.
@@ -204,12 +210,15 @@ class RecodeReader {
     name = WithoutNumber(name.substr(0, name.size() - kExtension.size()));
     if (!name.ends_with(kBehind)) return {};
     name.remove_suffix(kBehind.size());
-    // The last place that fits: what stands in front of it is a person's own.
-    for (std::size_t at = name.rfind(kBefore); at != std::string_view::npos;
-         at = at == 0 ? std::string_view::npos : name.rfind(kBefore, at - 1)) {
-      const std::string_view rest = name.substr(at + kBefore.size());
-      if (const std::size_t length = LengthInFileName(predictor, rest); length > 0)
-        return std::string(rest.substr(length + 1));
+    // The last place that fits the whole name, else the last that fits its short form: what stands in front of it is a
+    // person's own.
+    for (const bool isShort : {false, true}) {
+      for (std::size_t at = name.rfind(kBefore); at != std::string_view::npos;
+           at = at == 0 ? std::string_view::npos : name.rfind(kBefore, at - 1)) {
+        const std::string_view rest = name.substr(at + kBefore.size());
+        if (const std::size_t length = LengthInFileName(predictor, rest, isShort); length > 0)
+          return std::string(rest.substr(length + 1));
+      }
     }
     return {};
   }

@@ -157,6 +157,8 @@
   function classFigures(response) {
     const panels = document.getElementById(`${response.id}-panels`);
     if (response.kind !== 'categorical' || !panels) return;
+    const hasRows = (panel) => response.predictors[Number(panel.id.split('-')[1]) - 1][kRows];
+    if (![...panels.querySelectorAll('.panel')].every(hasRows)) return;
     const choice = make('select', {}, ...kClassFigures.map(([name], i) => make('option', { value: String(i) }, name)));
     choice.addEventListener('change', () => {
       response.classFigure = Number(choice.value);
