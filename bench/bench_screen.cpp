@@ -18,9 +18,9 @@
 
 #include "bench/memory_host.h"
 #include "bench/protocol.h"
-#include "fsl/feature_selection_settings.h"
-#include "fsl/vector_kernels.h"
-#include "tests/fsl/reference_engine.h"
+#include "module/feature_selection/feature_selection_settings.h"
+#include "module/feature_selection/vector_kernels.h"
+#include "tests/feature_selection/reference_engine.h"
 #include "workbench/data/large_pages.h"
 
 namespace velmora::bench {

@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "fsl/cross_table.h"
-#include "fsl/key_dictionary.h"
-#include "fsl/vector_kernels.h"
+#include "module/feature_selection/cross_table.h"
+#include "module/feature_selection/key_dictionary.h"
+#include "module/feature_selection/vector_kernels.h"
 
 namespace vlmfsl {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "frame/host/engine_services.h"
+#include "contract/engine_services.h"
 #include "workbench/data/large_pages.h"
-#include "workbench/host/case_reader.h"
+#include "workbench/session/case_reader.h"
 #include "workbench/stats/distributions.h"
 
 namespace velmora::bench {

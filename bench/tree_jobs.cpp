@@ -15,12 +15,12 @@
 #include <utility>
 
 #include "bench/protocol.h"
-#include "screening/host_calls.h"
+#include "module/screening/host_calls.h"
+#include "workbench/analyses/host_analyses.h"
 #include "workbench/automation/sinks.h"
-#include "workbench/host/document_adapters.h"
-#include "workbench/host/face.h"
-#include "workbench/host/host_analyses.h"
-#include "workbench/host/session.h"
+#include "workbench/session/document_adapters.h"
+#include "workbench/session/face.h"
+#include "workbench/session/session.h"
 
 namespace velmora::bench {
 namespace {

@@ -1,22 +1,22 @@
-# The Windows forms of the tables in resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h, written by a program that
+# The Windows forms of the tables in module/resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h, written by a program that
 # runs while building. Target windows_sources makes them; VELMORA_WINDOWS_SOURCES is their folder.
 set(VELMORA_WINDOWS_SOURCES ${CMAKE_BINARY_DIR}/windows_sources)
 file(MAKE_DIRECTORY ${VELMORA_WINDOWS_SOURCES})
-file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/tools/*.cpp)
+file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/tools/*.cpp)
 if(CMAKE_CROSSCOMPILING)
   # The program runs here, so the building machine's own compiler makes it.
-  file(GLOB table_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.cpp)
-  file(GLOB table_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*.h ${CMAKE_SOURCE_DIR}/resources/tools/*.h
-                                            ${CMAKE_SOURCE_DIR}/frame/host/*.h)
+  file(GLOB table_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/*.cpp)
+  file(GLOB table_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/*.h ${CMAKE_SOURCE_DIR}/module/resources/tools/*.h
+                                            ${CMAKE_SOURCE_DIR}/contract/*.h)
   find_program(VELMORA_BUILD_CXX NAMES g++ c++ clang++ NO_CMAKE_FIND_ROOT_PATH REQUIRED)
   set(generator ${VELMORA_WINDOWS_SOURCES}/make_windows_sources)
   add_custom_command(OUTPUT ${generator}
     COMMAND ${VELMORA_BUILD_CXX} -std=c++20 -O1 -I${CMAKE_SOURCE_DIR} ${generator_sources} ${table_sources} -o ${generator}
     DEPENDS ${generator_sources} ${table_sources} ${table_headers} VERBATIM)
 else()
-  add_library(vlm_windows_sources STATIC EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/resources/tools/windows_sources.cpp)
+  add_library(vlm_windows_sources STATIC EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/module/resources/tools/windows_sources.cpp)
   target_link_libraries(vlm_windows_sources PUBLIC velmora_flags vlm_resources)
-  add_executable(make_windows_sources EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/resources/tools/make_windows_sources.cpp)
+  add_executable(make_windows_sources EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/module/resources/tools/make_windows_sources.cpp)
   target_link_libraries(make_windows_sources PRIVATE vlm_windows_sources)
   set(generator make_windows_sources)
 endif()
@@ -52,7 +52,7 @@ if(VELMORA_WIDL AND VELMORA_WINDRES AND VELMORA_IDL_FOLDER AND VELMORA_TLB_FOLDE
 endif()
 add_custom_target(windows_sources DEPENDS ${windows_files})
 
-if(WIN32 AND TARGET vlmfsl)
+if(WIN32)
   target_sources(vlmfsl PRIVATE ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o)
   set_source_files_properties(${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
 endif()

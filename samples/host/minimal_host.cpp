@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "frame/host/module_exports.h"
+#include "contract/module_exports.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -11,7 +11,8 @@
 #include <iterator>
 
 #include "tests/com/com_support.h"
-#include "workbench/com/server_windows.h"
+#include "tests/support/paths.h"
+#include "workbench/windows/server_windows.h"
 // Made from the type library's source.
 #include <vlmfsl.h>
 
@@ -55,7 +56,7 @@ Finished RunProgram(const std::wstring& commandLine) {
 }
 
 std::wstring Quoted(const fs::path& path) { return L"\"" + path.wstring() + L"\""; }
-const fs::path kSamples = fs::path(VELMORA_SOURCE_DIR) / "samples";
+const fs::path kSamples = fs::path(SourceDir()) / "samples";
 
 int RunningServers() {
   const HANDLE all = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);

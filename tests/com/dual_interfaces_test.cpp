@@ -4,7 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/com/com_support.h"
-#include "workbench/host/session.h"
+#include "tests/support/paths.h"
+#include "workbench/session/session.h"
 // Made from the type library's source.
 #include <vlmfsl.h>
 
@@ -43,7 +44,7 @@ struct DualInterfaces : ::testing::Test {
   ~DualInterfaces() override { CoUninitialize(); }
   static SessionOptions Options() {
     SessionOptions options;
-    options.modulePath = VELMORA_MODULE_PATH;
+    options.modulePath = ModulePath();
     return options;
   }
   static ComReference<IDispatch> ComOf(const AutomationClient& client) {

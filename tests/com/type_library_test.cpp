@@ -3,9 +3,10 @@
 
 #include <map>
 
-#include "resources/automation_tables.h"
+#include "module/resources/automation_tables.h"
 #include "tests/com/com_support.h"
-#include "workbench/host/session.h"
+#include "tests/support/paths.h"
+#include "workbench/session/session.h"
 
 namespace velmora {
 namespace {
@@ -131,7 +132,7 @@ TEST(TypeLibrary, TheRegisteredOneIsTheTables) {
   // A host that loads the module registers its library.
   Face face;
   SessionOptions options;
-  options.modulePath = VELMORA_MODULE_PATH;
+  options.modulePath = ModulePath();
   Session session(face, options);
   session.LoadModule();
   ComReference<ITypeLib> library;

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "tests/data/data_test_support.h"
+#include "tests/support/paths.h"
 
 namespace velmora {
 namespace {
@@ -265,7 +266,7 @@ TEST(Samples, AreReadAsTheirDescriptionSays) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.file);
     ReadReport report;
-    const Table table = ReadTable(std::string(VELMORA_SOURCE_DIR "/samples/") + row.file, {}, &report);
+    const Table table = ReadTable(SourceDir() + "/samples/" + row.file, {}, &report);
     int missing = 0;
     int texts = 0;
     int continuous = 0;

@@ -1,5 +1,6 @@
 // Each writer's bytes, read back by something that is not the writer.
 #include "workbench/documents/writers.h"
+#include "tests/support/paths.h"
 
 #include <gtest/gtest.h>
 
@@ -225,8 +226,7 @@ class Xlsx : public testing::Test {
         testing::TempDir() + "velmora_writers_test_" + std::to_string(getpid()) + ".xlsx";
     std::ofstream(path, std::ios::binary) << bytes;
     // Debian's interpreter has Debian's openpyxl, whatever else is on the path.
-    const std::string command =
-        "/usr/bin/python3 " VELMORA_SOURCE_DIR "/tests/documents/read_xlsx.py " + path;
+    const std::string command = "/usr/bin/python3 " + SourceDir() + "/tests/documents/read_xlsx.py " + path;
     std::string output;
     FILE* pipe = popen(command.c_str(), "r");
     char buffer[4096];

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "frame/error_report.h"
+#include "module/frame/error_report.h"
 #include "tests/frame/error_home.h"
 
 namespace vlmfsl::testing {

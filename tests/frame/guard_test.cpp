@@ -4,10 +4,10 @@
 
 #include <filesystem>
 
-#include "frame/dispatch.h"
-#include "frame/error_report.h"
-#include "frame/guarded.h"
-#include "resources/automation_tables.h"
+#include "module/frame/dispatch.h"
+#include "module/frame/error_report.h"
+#include "module/frame/guarded.h"
+#include "module/resources/automation_tables.h"
 #include "tests/frame/error_home.h"
 #include "tests/frame/host_process.h"
 #include "tests/support/automation_values.h"

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "frame/host/module_exports.h"
+#include "contract/module_exports.h"
 
 #ifdef _WIN32
 #define EXPORT extern "C" __declspec(dllexport)

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/paths.h"
+
 namespace vlmfsl::testing {
 namespace {
 
@@ -19,7 +21,7 @@ using ::testing::IsSubsetOf;
 // The dynamic section of a shared library, read from the file.
 class ElfFile {
  public:
-  explicit ElfFile(const char* path) {
+  explicit ElfFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(file), {});
   }
@@ -60,7 +62,7 @@ class ElfFile {
 };
 
 TEST(ModuleFile, ExportsTheTwoFactoriesAndNeedsTheLanguageOnly) {
-  const ElfFile module(VELMORA_MODULE_PATH);
+  const ElfFile module(ModulePath());
   EXPECT_THAT(module.DefinedSymbols(), ElementsAre("Qvd6FeatureSelectionTemplate", "Qvd6NewAnalysis"));
   std::vector<std::string> needed = module.NeededLibraries();
 #if defined(__SANITIZE_ADDRESS__)

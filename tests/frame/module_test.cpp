@@ -7,7 +7,7 @@
 #include <iterator>
 #include <set>
 
-#include "resources/automation_tables.h"
+#include "module/resources/automation_tables.h"
 #include "tests/frame/host_process.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/scripted_analysis_host.h"

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "frame/progress_scope.h"
+#include "module/frame/progress_scope.h"
 #include "tests/support/scripted_engine_host.h"
 
 namespace vlmfsl::testing {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "resources/module_resources.h"
+#include "module/resources/module_resources.h"
 
 namespace vlmfsl {
 namespace {

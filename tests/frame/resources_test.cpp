@@ -4,11 +4,11 @@
 #include <set>
 #include <string>
 
-#include "resources/automation_tables.h"
-#include "resources/control_ids.h"
-#include "resources/dialog_templates.h"
-#include "resources/module_resources.h"
-#include "resources/text_ids.h"
+#include "module/resources/automation_tables.h"
+#include "module/resources/control_ids.h"
+#include "module/resources/dialog_templates.h"
+#include "module/resources/module_resources.h"
+#include "module/resources/text_ids.h"
 
 namespace vlmfsl {
 namespace {

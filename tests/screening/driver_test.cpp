@@ -6,11 +6,11 @@
 #include <span>
 #include <stdexcept>
 
-#include "frame/host/screening_results.h"
+#include "contract/screening_results.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/scripted_analysis_host.h"
-#include "workbench/host/document_adapters.h"
-#include "workbench/host/host_analyses.h"
+#include "workbench/analyses/host_analyses.h"
+#include "workbench/session/document_adapters.h"
 
 namespace vlmfsl::testing {
 namespace {

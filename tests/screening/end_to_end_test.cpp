@@ -8,6 +8,7 @@
 #include <random>
 
 #include "tests/screening/screening_session.h"
+#include "tests/support/paths.h"
 
 namespace velmora::testing {
 namespace {
@@ -215,7 +216,7 @@ TEST(Screening, ContinuousAndCategoricalFiguresFollowFromTheBins) {
 
 // Figures of german_credit.csv made with NumPy from the cut points 15.5 and 31.5 months.
 TEST(Screening, KnownFiguresOfCreditData) {
-  Table table = ReadTable(VELMORA_SOURCE_DIR "/samples/german_credit.csv");
+  Table table = ReadTable(SourceDir() + "/samples/german_credit.csv");
   const auto numberOf = [&](const std::string& name) {
     for (int i = 1; i <= table.VariableCount(); ++i) {
       if (table.Variable(i).name == name) return i;

@@ -6,9 +6,10 @@
 #include <limits>
 
 #include "tests/screening/screening_session.h"
+#include "tests/support/paths.h"
 #include "tests/support/scratch_folder.h"
+#include "workbench/bins/coding_program.h"
 #include "workbench/dialogs/dialog_window.h"
-#include "workbench/scripts/coding_program.h"
 
 namespace velmora::testing {
 namespace {
@@ -151,7 +152,7 @@ TEST(Saves, OneCodingInEveryForm) {
 }
 
 TEST(Saves, OneCodingOnRealData) {
-  ScreeningSession run(ReadTable(VELMORA_SOURCE_DIR "/samples/german_credit.csv", {}));
+  ScreeningSession run(ReadTable(SourceDir() + "/samples/german_credit.csv", {}));
   run.session.SelectCases("age > 22", "amount > 9000");
   ASSERT_TRUE(run.Run({.categoricalResponse = "16",
                        .binaryResponse = "1",

@@ -6,15 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/paths.h"
+#include "workbench/analyses/host_analyses.h"
 #include "workbench/data/readers.h"
-#include "workbench/host/host_analyses.h"
-#include "workbench/host/session.h"
+#include "workbench/session/session.h"
 
 namespace velmora::testing {
 
 inline SessionOptions ModuleOptions(std::string decimalSeparator = ".") {
   SessionOptions options;
-  options.modulePath = VELMORA_MODULE_PATH;
+  options.modulePath = ModulePath();
   options.decimalSeparator = std::move(decimalSeparator);
   return options;
 }

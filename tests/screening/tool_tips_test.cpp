@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "tests/screening/screening_session.h"
-#include "workbench/scripts/tool_tip.h"
+#include "workbench/language/tool_tip.h"
 
 namespace velmora::testing {
 namespace {

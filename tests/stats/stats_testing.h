@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/paths.h"
 #include "workbench/stats/sorted_order.h"
 
 namespace velmora::stats {
@@ -34,7 +35,7 @@ class Random {
 
 // One column of samples/FILE as numbers; texts get the codes 0, 1, ... in alphabetical order.
 inline std::vector<double> SampleColumn(const std::string& file, const std::string& name) {
-  std::ifstream in(std::string(VELMORA_SOURCE_DIR) + "/samples/" + file);
+  std::ifstream in(SourceDir() + "/samples/" + file);
   std::string line;
   std::getline(in, line);
   const auto split = [](const std::string& text) {

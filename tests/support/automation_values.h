@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host/automation.h"
+#include "contract/automation.h"
 
 namespace vlmfsl::testing {
 

@@ -4,14 +4,15 @@
 #include <stdexcept>
 #include <string>
 
-#include "frame/host/module_exports.h"
+#include "contract/module_exports.h"
+#include "tests/support/paths.h"
 #include "workbench/system/system.h"
 
 namespace vlmfsl::testing {
 
 class LoadedModule {
  public:
-  LoadedModule() : handle_(velmora::LoadSharedLibrary(velmora::PathOf(VELMORA_MODULE_PATH), error_)) {
+  LoadedModule() : handle_(velmora::LoadSharedLibrary(velmora::PathOf(ModulePath()), error_)) {
     if (!handle_) throw std::runtime_error(error_);
   }
   ~LoadedModule() { velmora::UnloadSharedLibrary(handle_); }

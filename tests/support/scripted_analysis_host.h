@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host/analysis.h"
-#include "frame/host/resources.h"
+#include "contract/analysis.h"
+#include "contract/resources.h"
 #include "tests/support/automation_values.h"
 #include "tests/support/scripted_engine_host.h"
 

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host/engine_services.h"
-#include "resources/text_ids.h"
+#include "contract/engine_services.h"
+#include "module/resources/text_ids.h"
 
 namespace vlmfsl::testing {
 

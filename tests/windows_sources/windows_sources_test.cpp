@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "resources/dialog_templates.h"
-#include "resources/tools/windows_sources.h"
+#include "module/resources/dialog_templates.h"
+#include "module/resources/tools/windows_sources.h"
 #include "workbench/dialogs/compiled_dialog.h"
 
 namespace vlmfsl {

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "frame/host/automation.h"
+#include "contract/automation.h"
 
 namespace velmora {
 

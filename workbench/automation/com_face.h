@@ -1,7 +1,7 @@
 // The COM face of the workbench's own automation objects.
 #pragma once
 
-#include "frame/host/automation.h"
+#include "contract/automation.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "com/late_object.h"
+#include "contract/com/late_object.h"
 #include "workbench/automation/com_face.h"
 
 namespace velmora {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "workbench/automation/automation_client.h"
-#include "workbench/data/selection.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/language/selection.h"
 
 namespace velmora {
 

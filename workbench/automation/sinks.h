@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host/types.h"
+#include "contract/types.h"
 
 namespace velmora {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/host/resources.h"
+#include "contract/resources.h"
 
 namespace velmora {
 

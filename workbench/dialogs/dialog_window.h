@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host/dialogs.h"
-#include "frame/host/resources.h"
+#include "contract/dialogs.h"
+#include "contract/resources.h"
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"

@@ -6,7 +6,7 @@
 
 #include "workbench/data/errors.h"
 #include "workbench/documents/sheet.h"
-#include "workbench/scripts/tool_tip.h"
+#include "workbench/language/tool_tip.h"
 
 namespace velmora {
 namespace {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "workbench/data/table.h"
-#include "workbench/documents/formula.h"
+#include "workbench/language/formula.h"
 
 namespace velmora {
 

@@ -3,7 +3,7 @@
 // they stand for is the caller's.
 #pragma once
 
-#include "frame/host/automation.h"
+#include "contract/automation.h"
 
 namespace velmora {
 

@@ -1,0 +1,106 @@
+// Automation values and the portable dispatch face of dialogs, documents and the host's objects: what a
+// script calls. On Windows an adapter shows the same objects as OLE automation; nothing here depends on it.
+#pragma once
+
+#include "contract/types.h"
+
+namespace vlm {
+
+struct IAutomationObject;
+
+enum AutomationType : int {
+  kAutomationEmpty = 0,
+  kAutomationInt = 1,       // 32-bit whole number; flags too
+  kAutomationReal = 2,      // double
+  kAutomationText = 3,      // UTF-8
+  kAutomationObject = 4,    // dispatch
+  kAutomationIntArray = 5,  // one-dimensional array of int
+  kAutomationArray = 6,     // one-dimensional array of values
+  kAutomationVariant = 7,   // in descriptions only: any of the above
+};
+
+// A borrowed view of one argument, valid during the call. The member that type names is set, the others are
+// not.
+struct AutomationValue {
+  int type;  // AutomationType
+  int intValue;
+  double realValue;
+  const char* text;
+  int length;  // bytes of text, or number of items
+  const int* integers;
+  const AutomationValue* items;
+  IAutomationObject* object;
+};
+
+enum InvokeKind : int { kInvokeMethod = 1, kInvokeGet = 2, kInvokePut = 4 };
+
+// What a call answers. Owned by the caller; copies what it is given. At most one Set call takes effect: the
+// last.
+struct IAutomationResult {
+  virtual void SetEmpty() = 0;
+  virtual void SetInt(int value) = 0;
+  virtual void SetReal(double value) = 0;
+  virtual void SetText(const char* text, int length) = 0;
+  virtual void SetIntArray(const int* values, int count) = 0;
+  virtual void SetObject(IAutomationObject* object) = 0;  // counts a reference of its own; null allowed
+  // One-dimensional, of values of any type, arrays among them; kAutomationEmpty for what is missing.
+  virtual void SetArray(const AutomationValue* items, int count) = 0;
+  // An automation exception: what a script sees as the error's number and description.
+  virtual void SetError(int code, const char* description, int length) = 0;
+
+ protected:
+  ~IAutomationResult() = default;
+};
+
+// Code of the automation exceptions that the module raises itself.
+inline constexpr int kAutomationErrorCode = 65535;
+
+enum DispatchStatus : int {
+  kDispatchOk = 0,
+  kDispatchMemberNotFound = 1,
+  kDispatchBadParameterCount = 2,
+  kDispatchTypeMismatch = 3,
+  kDispatchException = 4,  // the result holds code and description
+  kDispatchFailed = 5,     // logged; nothing to show but the failure (a closed dialog, an unexpected error)
+};
+
+// Description of one member, for type libraries, help and late binding.
+struct AutomationMember {
+  int dispatchId;
+  const char* name;   // NUL-terminated ASCII
+  int kinds;          // InvokeKind flags
+  int getType;        // AutomationType of a get, or of a method's result (kAutomationEmpty for none)
+  int putType;        // AutomationType of a put
+  int argumentCount;  // arguments of a get or a method besides the value put: 0 or 1, of a host's object more
+  int argumentType;
+  const char* argumentName;
+  const char* getHelp;  // help string of the get or the method
+  const char* putHelp;
+};
+
+struct AutomationInterface {
+  const char* name;
+  const char* help;
+  const AutomationInterface* base;  // null for the root
+  const AutomationMember* members;
+  int memberCount;
+};
+
+struct IAutomationObject : ICounted {
+  virtual const AutomationInterface* GetInterface() = 0;
+  // Case-insensitive, inherited members included. Returns kDispatchOk or kDispatchMemberNotFound.
+  virtual int GetIdOfName(const char* name, int length, int* dispatchId) = 0;
+  // arguments in declaration order; for a put the value is the last. Returns a DispatchStatus.
+  virtual int Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
+                     IAutomationResult* result) = 0;
+  // Windows: a new COM object (an IDispatch*, its one reference the caller's) that shows this object and, for an
+  // interface of a type library, has its vtable too. Its calls go through `through`: this object, or one of the
+  // host's that passes calls on to it; the COM object counts a reference of that one. The module stays loaded as
+  // long as such an object lives, and until its last Release has returned. Null elsewhere, or when memory is short.
+  virtual void* MakeComObject(IAutomationObject* through) = 0;
+
+ protected:
+  ~IAutomationObject() = default;
+};
+
+}  // namespace vlm

@@ -1,0 +1,81 @@
+// The late-bound COM face of an automation object: IDispatch straight over the portable calls.
+//
+//   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> answer, or EXCEPINFO with the description
+//
+// A live object counts for the process that serves it (CoAddRefServerProcess): a server ends with the last one.
+#pragma once
+
+#include <windows.h>
+// after windows.h
+#include <oleauto.h>
+
+#include <atomic>
+
+#include "contract/automation.h"
+
+namespace vlmcom {
+
+// One call, arguments first to last. On DISP_E_EXCEPTION exception, when given, is filled in, its texts the
+// caller's; argumentError, when given, takes the index of an argument that cannot be carried. result may be null.
+// Never throws.
+[[nodiscard]] HRESULT InvokeAutomation(vlm::IAutomationObject& target, int dispatchId, int kind,
+                                       const VARIANT* const* arguments, int count, VARIANT* result,
+                                       EXCEPINFO* exception, int* argumentError) noexcept;
+
+// A new object over target, which it counts a reference of; one reference, the caller's. Null when memory is
+// short.
+[[nodiscard]] IDispatch* MakeLateObject(vlm::IAutomationObject* target) noexcept;
+
+// What both kinds of COM objects have: the count, and IDispatch over the target but for type information.
+// Interface: IDispatch or a dual interface.
+template <typename Interface>
+class DispatchOver : public Interface {
+ public:
+  DispatchOver(const DispatchOver&) = delete;
+  DispatchOver& operator=(const DispatchOver&) = delete;
+
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
+                                   VARIANT* result, EXCEPINFO* exception, UINT* argumentError) override;
+
+ protected:
+  explicit DispatchOver(vlm::IAutomationObject* target) : target_(target) {
+    target_->AddReference();
+    CoAddRefServerProcess();
+  }
+  virtual ~DispatchOver() {
+    target_->ReleaseReference();
+    CoReleaseServerProcess();
+  }
+  vlm::IAutomationObject& Target() const { return *target_; }
+
+ private:
+  std::atomic<ULONG> references_{1};
+  vlm::IAutomationObject* target_;
+};
+
+namespace detail {
+HRESULT FindNames(vlm::IAutomationObject& target, LPOLESTR* names, UINT count, DISPID* ids) noexcept;
+HRESULT InvokeLate(IDispatch& self, vlm::IAutomationObject& target, DISPID id, WORD flags,
+                   DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                   UINT* argumentError) noexcept;
+}  // namespace detail
+
+template <typename Interface>
+HRESULT DispatchOver<Interface>::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
+  return detail::FindNames(*target_, names, count, ids);
+}
+
+template <typename Interface>
+HRESULT DispatchOver<Interface>::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
+                                        VARIANT* result, EXCEPINFO* exception, UINT* argumentError) {
+  return detail::InvokeLate(*this, *target_, id, flags, parameters, result, exception, argumentError);
+}
+
+}  // namespace vlmcom

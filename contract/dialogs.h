@@ -1,0 +1,108 @@
+// Dialogs: the module describes them by templates and answers commands; the host owns the windows, whatever
+// face they have (none, native, a page). Life of a dialog:
+//   CreateAnalysisDialog -> OnInitDialog -> OnCommand ... -> ExitDialog -> OnClosed -> references released.
+#pragma once
+
+#include "contract/automation.h"
+#include "contract/types.h"
+
+namespace vlm {
+
+// What is asked of the user in a variable dialog. Lists go in and out.
+struct VariableListRequest {
+  const char* caption;  // of the list
+  int captionLength;
+  int variableKind;  // 1 categorical, 2 continuous, 0 any: what the host offers first
+  int maximumCount;  // at most so many variables
+  int* variables;    // capacity numbers, count of them set
+  int* count;
+  int capacity;
+};
+
+// The host's side of one open dialog. Borrowed by the client from CreateAnalysisDialog until OnClosed
+// returns.
+struct IDialogWindow {
+  // Puts page templates of the module on a tab control; the pages' captions are the templates'.
+  virtual void AddDlgTabs(int tabControlId, const int* pageTemplateIds, int pageCount) = 0;
+  virtual void
+  InitOpeningDialog() = 0;  // the host fills in what every dialog has (data name, selection and weights)
+
+  virtual void EnableWindow(int controlId, int enabled) = 0;
+  virtual void ShowControl(int controlId, int shown) = 0;
+  virtual void CheckDlgButton(int controlId, int checked) = 0;
+  virtual void SetDlgItemText(int controlId, const char* text, int length) = 0;
+  virtual void GetDlgItemText(int controlId, ITextSink* text) = 0;
+  virtual void SetDlgItemInt(int controlId, int value) = 0;
+  // Returns 0 and the number, or not 0 when the edit holds no whole number.
+  virtual int GetDlgItemLong(int controlId, int* value) = 0;
+  virtual void SetDlgItemReal(int controlId, double value) = 0;
+  // Returns 0 and the number, or not 0 when the edit holds no number.
+  virtual int GetDlgItemReal(int controlId, double* value) = 0;
+  virtual void SetIntEditRange(int controlId, int minimum, int maximum) = 0;
+  virtual void SetRealEditRange(int controlId, double minimum, double maximum, int truncate) = 0;
+  // The host's compact variable-list text, or noneText for an empty list.
+  virtual void WriteVarListToCaptionLong(int controlId, const int* variables, int count, const char* noneText,
+                                         int noneLength) = 0;
+  virtual void ClearDropDown(int controlId) = 0;
+  virtual void AddDropDownItem(int controlId, const char* text, int length) = 0;
+  virtual void SelectDropDownItem(int controlId, int itemIndex) = 0;  // -1: none
+  virtual int GetSelectedDropDownItem(int controlId) = 0;
+
+  virtual void ShowEditError(int controlId, const char* text, int length) = 0;  // an error on that edit field
+  virtual void DisplayInstError(const char* text, int length) = 0;              // an instruction error
+
+  // The host's own dialogs. Return 1 for OK, 0 for Cancel. Only the host tells the user about wrong entries.
+  virtual int VariableListsDialog(const char* title, int titleLength, const VariableListRequest* lists,
+                                  int listCount) = 0;
+  // codes: for each of variableCount variables in turn its chosen codes. Values outside minimum..maximum
+  // are refused.
+  virtual int CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
+                              int shownAtOnce, double minimum, double maximum, struct ICodesSink* codes) = 0;
+  virtual int DefineSelCond() = 0;
+  virtual int DefineWeight() = 0;
+  virtual int OpenQvdFile() = 0;  // another data file; 1 when the host now has other data
+  // title of the save-as dialog; extension with its dot. Returns 1 and the path, or 0.
+  virtual int SaveFileDialog(const char* title, int titleLength, const char* extension, int extensionLength,
+                             ITextSink* path) = 0;
+
+  virtual void LockResults() = 0;
+  virtual void UnlockResults() = 0;
+  virtual void RestoreResults() = 0;
+  virtual void EnableStartupMenus(int enabled) = 0;
+  virtual void SendFrameworkCommand(int command) = 0;  // 52818, 52819, 52821
+
+  // The host closes the dialog and goes to the step once the running command has returned.
+  virtual void ExitDialog(int step) = 0;
+
+  // The members that every dialog's automation object inherits (dispatch ids 0 to 12). Returns a
+  // DispatchStatus.
+  virtual int InvokeInherited(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
+                              IAutomationResult* result) = 0;
+
+ protected:
+  ~IDialogWindow() = default;
+};
+
+// Receives the codes chosen for each variable of a codes dialog.
+struct ICodesSink {
+  virtual void Clear() = 0;
+  virtual void AppendCode(int variableIndex, double code) = 0;
+
+ protected:
+  ~ICodesSink() = default;
+};
+
+// The module's side of a dialog. The host counts a reference while the window is open; a script's automation
+// object counts references of its own, and outlives the window: its calls then fail.
+struct IDialogClient : ICounted {
+  virtual void OnInitDialog(IDialogWindow* window) = 0;
+  virtual void OnCommand(int controlId) = 0;
+  virtual void OnClosed(int step) = 0;
+  virtual void GetAutomationWindowText(ITextSink* text) = 0;
+  virtual IAutomationObject* GetAutomationObject() = 0;  // borrowed; shares the client's life
+
+ protected:
+  ~IDialogClient() = default;
+};
+
+}  // namespace vlm

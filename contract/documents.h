@@ -1,0 +1,155 @@
+// Host documents as the module makes and reads them: output spreadsheets, graphs, texts, and the input
+// spreadsheet that an analysis works on. Rows and columns are numbered from 1.
+#pragma once
+
+#include "contract/automation.h"
+#include "contract/types.h"
+
+namespace vlm {
+
+// What every document has. A document belongs to the host once shown; a reference keeps it readable.
+struct IDocument : ICounted {
+  virtual IAutomationObject* GetAutomationObject() = 0;  // borrowed; lives as long as the document
+  virtual void Show() = 0;                               // hands the document to the host's current workbook
+
+ protected:
+  ~IDocument() = default;
+};
+
+struct ISpreadsheet : IDocument {
+  virtual int GetRowCount() = 0;
+  virtual int GetColumnCount() = 0;
+  virtual void SetTitle(const char* text, int length) = 0;
+  virtual void GetTitle(ITextSink* text) = 0;
+
+  // Widths in characters: a longer name is the maker's to shorten.
+  virtual int GetColumnNameWidth() = 0;
+  virtual int GetRowNameWidth() = 0;
+  virtual void SetColumnName(int columnNumber, const char* text, int length) = 0;
+  virtual void GetColumnName(int columnNumber, ITextSink* text) = 0;
+  // A long name that begins with '=' is the column's formula: the host computes the column from it.
+  virtual void SetColumnLongName(int columnNumber, const char* text, int length) = 0;
+  virtual void GetColumnLongName(int columnNumber, ITextSink* text) = 0;
+  virtual void SetColumnFormat(int columnNumber, const char* format, int length) = 0;  // "0.0000"
+  virtual void SetRowName(int rowNumber, const char* text, int length) = 0;
+  virtual void GetRowName(int rowNumber, ITextSink* text) = 0;
+
+  // Cells. A cell that was never written holds the all-bits-set double and shows as empty; so does
+  // kMissingValue.
+  virtual void SetValue(int rowNumber, int columnNumber, double value) = 0;
+  virtual void SetInteger(int rowNumber, int columnNumber, int value) = 0;
+  virtual void SetText(int rowNumber, int columnNumber, const char* text, int length) = 0;
+  virtual double GetValue(int rowNumber, int columnNumber) = 0;  // kMissingValue for an empty cell
+  virtual void GetText(int rowNumber, int columnNumber,
+                       ITextSink* text) = 0;  // as displayed; label when it has one
+  // values: rowCount doubles from firstRowNumber on.
+  virtual void ReadColumn(int columnNumber, int firstRowNumber, int rowCount, double* values) = 0;
+  virtual void WriteColumn(int columnNumber, int firstRowNumber, int rowCount, const double* values) = 0;
+
+  // Inserts a column behind the given one (0: in front) and returns its number. Formulas keep pointing at the
+  // same columns, in their shown text too.
+  virtual int InsertColumn(int afterColumnNumber, const char* name, int nameLength, const char* longName,
+                           int longNameLength, const char* format, int formatLength) = 0;
+  virtual void SetValueLabel(int columnNumber, double value, const char* text, int length) = 0;
+
+ protected:
+  ~ISpreadsheet() = default;
+};
+
+enum GraphKind : int {
+  kHorizontalBarGraph = 0,
+  kLineGraph = 1,
+  kScatterGraph = 2,
+  kBoxGraph = 3,
+  kGroupedBarGraph = 4,
+  kHistogramGraph = 5,  // bar series, each in a panel of its own under the series' name
+  kHistogram3DGraph = 6,
+};
+
+// What a series draws. A graph may hold series of several kinds.
+enum GraphSeriesKind : int {
+  kBarSeries = 0,      // points: position, length
+  kLineSeries = 1,     // points; a missing x or y breaks the line
+  kScatterSeries = 2,  // points
+  kBoxSeries = 3,      // boxes: order statistics at a position
+  kDiamondSeries = 4,  // boxes: a mean with its limits, as wide as the interval
+  kBar3DSeries = 5,    // points in space: position, depth, height
+};
+
+enum GraphAxis : int {
+  kCategoryAxis = 0,
+  kValueAxis = 1,
+  kDepthAxis = 2,
+  kRightAxis = 3,  // a second value axis
+};
+
+// What is unknown is kMissingValue.
+struct GraphBox {
+  double position;
+  double intervalFrom, intervalTo;  // of a diamond, on the category axis
+  double minimum, lowerQuartile, median, upperQuartile, maximum;
+  double mean, lowerLimit, upperLimit;
+  double count;
+};
+
+struct IGraph : IDocument {
+  virtual void AddTitleLine(const char* text, int length) = 0;
+  virtual void SetFootnote(const char* text, int length) = 0;
+  virtual void SetAxisTitle(int axis, const char* text, int length) = 0;
+  virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;  // step 0: the host's
+  // A text at a position; an axis with such texts shows no numbers.
+  virtual void AddAxisTick(int axis, double position, const char* text, int length) = 0;
+  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's data: a
+  // row a point. AddSeries: of the kind that the graph's kind names.
+  virtual int AddSeries(const char* name, int length) = 0;
+  virtual int AddSeriesOfKind(int seriesKind, const char* name, int length) = 0;
+  virtual void PutOnRightAxis(int seriesIndex) = 0;
+  virtual void AddPoint(int seriesIndex, double x, double y, const char* label, int length) = 0;
+  // pointCount points at once; a missing x or y breaks the line.
+  virtual void AddPoints(int seriesIndex, int pointCount, const double* x, const double* y) = 0;
+  virtual void AddPoints3D(int seriesIndex, int pointCount, const double* position, const double* depth,
+                           const double* height) = 0;
+  virtual void AddBox(int seriesIndex, const GraphBox* box, const char* label, int length) = 0;
+  // The event script that shows tooltips.
+  virtual void SetSafeEventCode(const char* text, int length) = 0;
+
+ protected:
+  ~IGraph() = default;
+};
+
+// The table that an analysis works on.
+struct IInputSpreadsheet {
+  virtual int GetBundleCount() = 0;
+  virtual void GetBundleName(int bundleIndex, ITextSink* name) = 0;
+  // name: UTF-16. variables: the host's variable-list notation (numbers separated by blanks). Returns 0 on
+  // success.
+  virtual int AddBundle(const char16_t* name, int nameLength, const char* variables, int variablesLength) = 0;
+
+  // The distinct values of a variable over the selected cases, ascending, missing left out: fills at most
+  // capacity doubles and returns how many there are.
+  virtual int GetDistinctValues(int variableNumber, double* values, int capacity) = 0;
+  // Returns 0 and the label, or not 0 when the value has none.
+  virtual int GetValueLabel(int variableNumber, double value, ITextSink* label) = 0;
+  // Returns 0 and the value of a label (or of a number text), or not 0.
+  virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
+
+  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a missing one is
+  // the variable's missing-data code. Returns 0, or not 0 when there are no such cases.
+  virtual int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) = 0;
+
+  // What is added between BeginAdding and EndAdding belongs together: with keep 0 the host takes every
+  // variable and bundle of it back. Calls do not nest.
+  virtual void BeginAdding() = 0;
+  virtual void EndAdding(int keep) = 0;
+  // Appends a variable of as many values as there are cases; returns its number, or 0 on failure (the host
+  // has told the user). description becomes its long name.
+  virtual int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,
+                          const double* values) = 0;
+  virtual void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) = 0;
+  virtual IAutomationObject* GetAutomationObject() = 0;
+
+ protected:
+  ~IInputSpreadsheet() = default;
+};
+
+}  // namespace vlm

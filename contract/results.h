@@ -1,0 +1,46 @@
+// Results of a run as the host reads them, besides the documents: a read-only view of the analysis's record,
+// valid until the analysis runs again, is initialised again or is destroyed.
+#pragma once
+
+#include "contract/types.h"
+
+namespace vlm {
+
+struct FeatureSelectionRun {
+  int caseCount;        // cases of the data file
+  int excludedCases;    // skipped by the host's reader: by its selection, or for a missing weight
+  int zeroWeightCases;  // left out for a weight of zero (after rounding, where asked for)
+  int badCountCases;    // left out for a missing count or one below 1
+  int acceptedCases;    // the rest
+  int validCases;       // accepted and not given up by casewise deletion
+  int weighted;         // flag
+  double totalWeight;   // 1.0 when not weighted
+  int continuousDependents, categoricalDependents, continuousPredictors, categoricalPredictors;
+  int treatContinuousDependentAsCategorical, useCramersV, casewiseDeletion, useWeightsAsGiven;
+  int cutsContinuousPredictor, cutsContinuousDependent;
+  int countVariableNumber;  // 0 when none
+};
+
+struct FeatureSelectionPair {
+  double statistic;
+  double pValue;
+  int notComputable;
+};
+
+struct IFeatureSelectionResults {
+  virtual void GetRun(FeatureSelectionRun* run) = 0;
+  // Dependents and predictors: the continuous ones first.
+  virtual int GetDependentNumber(int dependentIndex) = 0;
+  virtual int GetPredictorNumber(int predictorIndex) = 0;
+  virtual void GetStatisticName(int dependentIndex,
+                                ITextSink* name) = 0;  // "F-value", "Chi-square", "Cramer's V"
+  virtual void GetPair(int dependentIndex, int predictorIndex, FeatureSelectionPair* pair) = 0;
+  // Ranks the dependent's predictors by the record's display settings, shows the notices of that, and appends
+  // the predictor indices, best first. Returns 0 on success.
+  virtual int SelectBest(int dependentIndex, IIntegerSink* predictorIndices) = 0;
+
+ protected:
+  ~IFeatureSelectionResults() = default;
+};
+
+}  // namespace vlm

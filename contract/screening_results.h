@@ -1,0 +1,77 @@
+// Results of a screening run as the host reads them, besides the documents: a read-only view of the
+// analysis's record, valid until the analysis runs again, is initialised again or is destroyed.
+#pragma once
+
+#include "contract/types.h"
+
+namespace vlm {
+
+enum ScreeningResponse : int { kBinaryResponse = 0, kContinuousResponse = 1, kCategoricalResponse = 2 };
+inline constexpr int kScreeningResponseCount = 3;
+
+struct ScreeningRun {
+  int selected;        // flag: the response kind was selected; everything else is 0 when not
+  int responseNumber;  // variable number
+  int predictorCount;  // analysed
+  int failedCount;
+  int sortChoice;  // binary 0 Gini, 1 information value; categorical 0 p, 1 chi-square; continuous 0
+                   // R-squared, 1 F
+  int classCount;  // response codes: binary 2 (bad, good), categorical those chosen, continuous 0
+};
+
+// Statistics of one predictor. What a response kind does not have is kMissingValue; so is what could not be
+// computed.
+struct ScreeningPredictor {
+  int predictorNumber;  // variable number
+  int categorical;      // flag: kind of the predictor
+  int nodeCount;        // nodes of the tree
+  int cutPointCount;    // 0 for a categorical predictor
+  int binCount;
+  int validN;  // cases with predictor and response
+  double minimum, maximum, mean, standardDeviation, quartileRange;
+  double badShare, goodShare;
+  double informationValue, giniBefore, giniAfter;
+  double chiSquare, chiSquareP, cramersV;
+  double rSquared, fStatistic, rSquaredRanks, totalSumOfSquares;
+};
+
+// One bin: a level or an interval of the coded predictor, or the last one, all cases.
+struct ScreeningBin {
+  double total;  // weighted count, or N of a continuous response
+  // Binary response.
+  double bad, good, percentValidN, badRateRow, badRateColumn, goodRateColumn, woe, gini, odds,
+      informationValue;
+  // Continuous response.
+  double mean, variance, sumOfSquares, sumOfSquaresRanks;
+};
+
+struct IScreeningResults {
+  virtual void GetRun(int response, ScreeningRun* run) = 0;
+  virtual void GetResponseName(int response, ITextSink* name) = 0;
+  // Text of a response code as outputs show it; classIndex 0 is the bad code of a binary response.
+  virtual void GetClassText(int response, int classIndex, ITextSink* text) = 0;
+
+  // Predictor indices, best first.
+  virtual void GetOrder(int response, IIntegerSink* predictorIndices) = 0;
+  virtual void GetPredictor(int response, int predictorIndex, ScreeningPredictor* predictor) = 0;
+  virtual void GetPredictorName(int response, int predictorIndex, ITextSink* name) = 0;
+  // cutPointCount doubles, ascending.
+  virtual void GetCutPoints(int response, int predictorIndex, double* cutPoints) = 0;
+  virtual void GetBinLabel(int response, int predictorIndex, int binIndex, ITextSink* label) = 0;
+  // binIndex == binCount: all cases.
+  virtual void GetBin(int response, int predictorIndex, int binIndex, ScreeningBin* bin) = 0;
+  // classCount weighted counts of the bin; binary: bad, good.
+  virtual void GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) = 0;
+  // Levels of a categorical predictor, by rising value: how many there are; the value and its bin.
+  virtual int GetLevelCount(int response, int predictorIndex) = 0;
+  virtual void GetLevel(int response, int predictorIndex, int levelIndex, double* value, int* binIndex) = 0;
+
+  virtual int GetFailedNumber(int response, int failedIndex) = 0;  // variable number
+  virtual void GetFailedName(int response, int failedIndex, ITextSink* name) = 0;
+  virtual void GetFailedReason(int response, int failedIndex, ITextSink* reason) = 0;
+
+ protected:
+  ~IScreeningResults() = default;
+};
+
+}  // namespace vlm

@@ -1,0 +1,70 @@
+// The screening analysis: its steps, and the dialogs that they open.
+#include "module/frame/guarded.h"
+#include "module/frame/module_context.h"
+#include "module/frame/string_sink.h"
+#include "module/resources/text_ids.h"
+#include "module/screening/feature_selection_template.h"
+#include "module/screening_ui/results_dialog.h"
+#include "module/screening_ui/startup_dialog.h"
+
+namespace vlmfsl {
+namespace {
+
+CFeatureSelectionTemplate& Of(vlm::IAnalysis* analysis) {
+  return *static_cast<CFeatureSelectionTemplate*>(analysis);
+}
+
+constexpr vlm::SequenceStep kSteps[] = {
+    {100, [](vlm::IAnalysis* analysis) { return Of(analysis).Init(); }, 101},
+    {101, [](vlm::IAnalysis* analysis) { return Of(analysis).StartAnalysis(); }, 0},
+    {102, [](vlm::IAnalysis* analysis) { return Of(analysis).ResultDialog(); }, 0},
+};
+
+// -1 when the dialog is open.
+template <typename Dialog>
+int Open(CFeatureSelectionTemplate& analysis, const char* name) {
+  bool opened = false;
+  GuardedCommand(name, [&] {
+    const auto dialog = Ref<Dialog>::Adopt(new Dialog(analysis));
+    opened = dialog->CreateAnalysisDialog();
+  });
+  return opened ? -1 : 0;
+}
+
+}  // namespace
+
+CFeatureSelectionTemplate::CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept
+    : CAnalysisSupport(document, nullptr) {
+  SetSequenceTable(kSteps, 3);
+}
+
+void CFeatureSelectionTemplate::GetAnalysisName(vlm::ITextSink* name) {
+  GuardedCommand("CFeatureSelectionTemplate::GetAnalysisName", [&] {
+    const std::string text = LoadResString(kTextScreeningName);
+    name->Assign(text.data(), LengthOf(text));
+  });
+}
+
+int CFeatureSelectionTemplate::InitializeAfterFileChanged() {
+  const int result = Init();
+  RefreshOpenDialogs();
+  return result;
+}
+
+int CFeatureSelectionTemplate::Init() {
+  ModuleSharedBlocks& blocks = SharedBlocks();
+  InitCommons(blocks.dataSelectionTags, blocks.extendedTags, blocks.selectionConditions, blocks.caseWeights);
+  static_cast<ScreeningState&>(*this) = ScreeningState();
+  SetResultsAvailable(false);
+  return 1;
+}
+
+int CFeatureSelectionTemplate::StartAnalysis() {
+  return Open<CFeatureSelectionTemplateStartupDialog>(*this, "CFeatureSelectionTemplate::StartAnalysis");
+}
+
+int CFeatureSelectionTemplate::ResultDialog() {
+  return Open<CFeatureSelectionTemplateResultsDialog>(*this, "CFeatureSelectionTemplate::ResultDialog");
+}
+
+}  // namespace vlmfsl

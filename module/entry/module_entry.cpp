@@ -1,0 +1,55 @@
+// What the library exports, and what it does when it is loaded and unloaded.
+#include <new>
+
+#include "contract/module_exports.h"
+#include "module/frame/feature_selection.h"
+#include "module/frame/module_context.h"
+#include "module/resources/module_resources.h"
+#include "module/screening/feature_selection_template.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#define VLM_EXPORT extern "C" __declspec(dllexport)
+#else
+#define VLM_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+// A class whose constructor throws gives its storage back before the exception goes on.
+VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
+  vlmfsl::RegisterTypeLibraryWithoutHost();
+  return new (std::nothrow) vlmfsl::CFeatureSelection(nullptr, nullptr);
+}
+
+VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
+  vlmfsl::RegisterTypeLibraryWithoutHost();
+  return new (std::nothrow) vlmfsl::CFeatureSelectionTemplate(nullptr);
+}
+
+#ifdef _WIN32
+
+// Part of the C++ runtime that is linked in, declared by none of its headers: gives back the memory that it keeps for
+// exceptions in times of need, which is otherwise lost with each unload.
+namespace __gnu_cxx {
+void __freeres();
+}
+
+BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
+  if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
+  // At the end of the process the other threads are gone already, perhaps with the heap's lock: its memory goes with it.
+  if (reason == DLL_PROCESS_DETACH && !processEnds) {
+    vlmfsl::DetachModule();
+    __gnu_cxx::__freeres();
+  }
+  return TRUE;
+}
+
+#else
+
+namespace {
+
+__attribute__((constructor)) void ProcessAttach() { vlmfsl::AttachModule(&vlmfsl::ModuleResources()); }
+__attribute__((destructor)) void ProcessDetach() { vlmfsl::DetachModule(); }
+
+}  // namespace
+
+#endif

@@ -1,0 +1,159 @@
+#include "module/feature_selection/compute_moments.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/tolerant.h"
+#include "module/feature_selection/case_pass.h"
+#include "module/feature_selection/interval_rule.h"
+#include "module/feature_selection/lane_block.h"
+#include "module/feature_selection/lane_presence.h"
+#include "module/feature_selection/vector_kernels.h"
+#include "module/resources/text_ids.h"
+
+namespace vlmfsl {
+
+namespace {
+
+constexpr double kMinimumStart = 1e307;
+constexpr double kMaximumStart = -1e307;
+
+void Start(ContinuousVarMoments* moments) { *moments = {kMinimumStart, kMaximumStart, 0.0, 0.0, 0.0}; }
+
+class MomentsPass {
+ public:
+  explicit MomentsPass(FeatureSelectionSettings& settings)
+      : settings_(settings), cases_(settings), block_(*settings.owner) {}
+
+  int Run();
+
+ private:
+  int Prepare();
+  void Accept(double weight, double count);
+  void TreatBlock();
+  void Finish();
+  static constexpr std::size_t kAtOnce = LanePresence::kRows;
+  static constexpr int kBlocksToDivide = 16;
+
+  bool CutsDependents() const { return settings_.treatContinuousDependentAsCategorical != 0; }
+
+  FeatureSelectionSettings& settings_;
+  CasePass cases_;
+  LaneBlock block_;
+  std::vector<MomentsLanes> moments_;  // one a group of the block
+  std::vector<double> mass_;           // one a case of the block
+  std::vector<double> runningMass_;    // the same, all cases before included
+  std::vector<double> reciprocal_;     // 1 / runningMass_; used while unitMass_
+  std::vector<int> blocksToDivide_;    // by groups formed together: no reciprocals are tried so long
+  LanePresence presence_;
+  double caseMass_ = 0.0;
+  double weightSum_ = 0.0;
+  bool unitMass_ = true;  // of every case so far
+};
+
+int MomentsPass::Run() {
+  if (Prepare() != kOk) return kFailed;
+  RunFacts facts;
+  const auto accept = [&](double weight, double count) { Accept(weight, count); };
+  if (cases_.Run(kTextInitializing, &block_, &facts, accept) != kOk) return kFailed;
+  TreatBlock();
+  settings_.totalWeight = cases_.Weighted() ? weightSum_ : 1.0;
+  Finish();
+  return kOk;
+}
+
+int MomentsPass::Prepare() {
+  if (cases_.Allocate() != kOk) return kFailed;
+  if (CutsDependents()) {
+    cases_.FetchMissingCodes(0, settings_.nContinuousDependents);
+    std::for_each_n(settings_.dependentMoments, settings_.nContinuousDependents, [](auto& m) { Start(&m); });
+  }
+  cases_.FetchMissingCodes(settings_.DependentCount(), settings_.nReadVariables);
+  std::for_each_n(settings_.predictorMoments, settings_.PredictorCount() + 1, [](auto& m) { Start(&m); });
+  settings_.totalWeight = 1.0;
+
+  std::vector<LaneGroup> groups;
+  if (CutsDependents()) AppendLaneGroups(0, settings_.nContinuousDependents, &groups);
+  AppendLaneGroups(settings_.DependentCount(), settings_.nContinuousPredictors, &groups);
+  if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
+  MomentsLanes start{};
+  std::fill(std::begin(start.minimum), std::end(start.minimum), kMinimumStart);
+  std::fill(std::begin(start.maximum), std::end(start.maximum), kMaximumStart);
+  moments_.assign(block_.Groups().size(), start);
+  blocksToDivide_.assign((block_.Groups().size() + kAtOnce - 1) / kAtOnce, 0);
+  const auto capacity = static_cast<std::size_t>(block_.Capacity());
+  mass_.resize(capacity);
+  runningMass_.resize(capacity);
+  reciprocal_.resize(capacity);
+  presence_.Prepare(block_, settings_.casewiseDeletion != 0,
+                    [&](int entry) { return cases_.MissingCode(entry); });
+  return kOk;
+}
+
+void MomentsPass::Accept(double weight, double count) {
+  const double mass = weight * count;
+  weightSum_ += weight;
+  caseMass_ += mass;
+  const auto at = static_cast<std::size_t>(block_.Cases());
+  mass_[at] = mass;
+  runningMass_[at] = caseMass_;
+  unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
+  if (unitMass_) reciprocal_[at] = 1.0 / caseMass_;
+  block_.Append();
+  if (block_.Full()) TreatBlock();
+}
+
+void MomentsPass::TreatBlock() {
+  const VectorKernels& kernels = Kernels();
+  presence_.StartBlock(nullptr, block_.Cases());
+  for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
+    const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
+    for (std::size_t i = 0; i < kAtOnce; ++i) block_.AskAhead(group + kAtOnce + i);
+    const bool complete = presence_.Find(block_, group, count);
+    LaneValues values[kAtOnce];
+    for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
+    // A variable that reciprocals do not do for would have its neighbours' moments formed twice, block after block.
+    int& toDivide = blocksToDivide_[group / kAtOnce];
+    const bool tries = unitMass_ && toDivide == 0;
+    toDivide = std::max(toDivide - 1, 0);
+    const MomentsInput input{block_.Cases(),
+                             mass_.data(),
+                             runningMass_.data(),
+                             tries ? reciprocal_.data() : nullptr,
+                             complete ? nullptr : presence_.Row(0),
+                             presence_.Stride()};
+    if (!kernels.moments(values, static_cast<int>(count), input, &moments_[group]))
+      toDivide = kBlocksToDivide;
+  }
+  block_.Clear();
+}
+
+void MomentsPass::Finish() {
+  for (std::size_t g = 0; g < moments_.size(); ++g) {
+    const LaneGroup& group = block_.Groups()[g];
+    for (int lane = 0; lane < group.lanes; ++lane) {
+      const int entry = group.firstEntry + lane;
+      const bool isDependent = entry < settings_.DependentCount();
+      ContinuousVarMoments& moments = isDependent
+                                          ? settings_.dependentMoments[entry]
+                                          : settings_.predictorMoments[entry - settings_.DependentCount()];
+      moments.minimum = moments_[g].minimum[lane];
+      moments.maximum = moments_[g].maximum[lane];
+      moments.mean = moments_[g].mean[lane];
+      moments.variance = moments_[g].sumOfSquares[lane];
+      if (!NearlyEqual(caseMass_, 1.0)) moments.variance /= caseMass_ - 1.0;
+      moments.width = IntervalWidth(moments.variance, isDependent ? settings_.cutsContinuousDependent
+                                                                  : settings_.cutsContinuousPredictor);
+    }
+  }
+}
+
+}  // namespace
+
+int ComputeMoments(FeatureSelectionSettings& settings) try {
+  return MomentsPass(settings).Run();
+} catch (...) {
+  return kFailed;  // ordinary memory is short; everything taken is released
+}
+
+}  // namespace vlmfsl

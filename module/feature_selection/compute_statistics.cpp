@@ -1,0 +1,110 @@
+#include "module/feature_selection/compute_statistics.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/tolerant.h"
+#include "module/feature_selection/case_pass.h"
+#include "module/feature_selection/pair_accumulator.h"
+#include "module/frame/engine_texts.h"
+#include "module/frame/progress_scope.h"
+#include "module/resources/text_ids.h"
+
+namespace vlmfsl {
+
+namespace {
+
+constexpr int kFewestValidCases = 3;
+
+// Takes new matrices for all pairs. A matrix that was not taken is null.
+int TakeMatrices(FeatureSelectionSettings& settings) {
+  vlm::IEngineServices& services = *settings.owner;
+  FreeArray(services, &settings.statistic);
+  FreeArray(services, &settings.pValue);
+  FreeArray(services, &settings.notComputable);
+  const auto size = static_cast<std::uint64_t>(settings.DependentCount()) *
+                    static_cast<std::uint64_t>(settings.PredictorCount());
+  if (AllocateArray(services, &settings.statistic, size) != kOk ||
+      AllocateArray(services, &settings.pValue, size) != kOk ||
+      AllocateArray(services, &settings.notComputable, size) != kOk) {
+    return kFailed;
+  }
+  return kOk;
+}
+
+struct PairResult {
+  double statistic = 0.0;
+  double pValue = 1.0;
+  int notComputable = 1;
+};
+
+// F = SSB (N - k) / SSW / (k - 1), upper tail of F with k - 1 and N - k degrees of freedom.
+PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& groups) {
+  if (NearlyZero(groups.withinSum) || groups.groups < 2 || NearlyZero(groups.betweenSum)) return {};
+  const double k = groups.groups;
+  const double df1 = k - 1.0;
+  const double df2 = groups.count - k;
+  const double f = groups.betweenSum * df2 / groups.withinSum / df1;
+  return {f, services.FDistributionUpperTail(df1, df2, f), 0};
+}
+
+// Chi-square with (r - 1)(c - 1) degrees of freedom, or V = sqrt(Chi-square / N / (min(r, c) - 1)) (Cramer 1946).
+PairResult ScoreCross(vlm::IEngineServices& services, const ChiSquareResult& table, bool useCramersV) {
+  const double df = (static_cast<double>(table.rows) - 1.0) * (static_cast<double>(table.columns) - 1.0);
+  if (NearlyZero(table.chiSquare) || table.rows < 2 || table.columns < 2) return {};
+  const double p = 1.0 - services.ChiSquareDistribution(table.chiSquare, df);
+  if (!useCramersV) return {table.chiSquare, p, 0};
+  const double smaller = std::min(table.rows, table.columns);
+  return {std::sqrt(table.chiSquare / table.total / (smaller - 1.0)), p, 0};
+}
+
+int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
+  vlm::IEngineServices& services = *settings.owner;
+  ProgressScope progress(services, kTextPreparingResults, settings.PredictorCount());
+  vlm::IIterDisplay* const display = services.GetIterDisplay();
+  for (int p = 0; p < settings.PredictorCount(); ++p) {
+    services.termom(p + 1);
+    if (IsCancelled(services, display)) return kFailed;
+    pairs.StartPredictor(p);
+    for (int d = 0; d < settings.DependentCount(); ++d) {
+      const PairResult result = settings.IsCrossTabulated(d)
+                                    ? ScoreCross(services, pairs.Cross(d), settings.useCramersV)
+                                    : ScoreOneWay(services, pairs.OneWay(d));
+      const std::size_t at = settings.MatrixIndex(d, p);
+      settings.statistic[at] = result.statistic;
+      settings.pValue[at] = result.pValue;
+      settings.notComputable[at] = result.notComputable;
+    }
+  }
+  return kOk;
+}
+
+}  // namespace
+
+int ComputeStatistics(FeatureSelectionSettings& settings) try {
+  CasePass cases(settings);
+  PairAccumulator pairs(settings);
+  if (TakeMatrices(settings) != kOk || cases.Allocate() != kOk) return kFailed;
+  cases.FetchMissingCodes(0, settings.nReadVariables);
+  if (pairs.Prepare(cases) != kOk) return kFailed;
+
+  RunFacts facts;
+  const auto accept = [&](double weight, double count) {
+    facts.acceptedMass += weight * count;
+    pairs.Accept(cases.Weighted(), weight, count);
+  };
+  if (cases.Run(kTextReadingData, &pairs.Block(), &facts, accept) != kOk) return kFailed;
+  pairs.Flush();
+  facts.casesValid = pairs.ValidCases();
+  facts.weighted = cases.Weighted();
+  settings.facts = facts;
+  if (facts.casesValid < kFewestValidCases) {
+    ShowNotice(*settings.owner, LoadText(*settings.owner, kTextTooFewValidCases));
+    return kFailed;
+  }
+  return FormResults(settings, pairs);
+} catch (...) {
+  return kFailed;  // ordinary memory is short; everything taken is released
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,29 @@
+// The outputs of a finished run, from its record: summary sheets, importance graphs, the text report and
+// variable bundles. They read the record and never change it. Each ranks every dependent anew, so each shows
+// the notices of the ranking; a dependent without a list is passed over.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "contract/analysis.h"
+#include "module/feature_selection/feature_selection_settings.h"
+#include "module/frame/ref.h"
+
+namespace vlmfsl {
+
+using DocumentList = std::vector<Ref<vlm::IDocument>>;
+
+// One sheet, or one graph, for each dependent that has a list, in the order of the dependents. Return kOk, or
+// kFailed when there is no memory or the host cannot make one: then nothing is shown and made is empty.
+[[nodiscard]] int MakeBestPredictorsSummary(const FeatureSelectionSettings& settings,
+                                            vlm::IAnalysisHost& host, DocumentList& made);
+[[nodiscard]] int MakeImportanceHistogram(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host,
+                                          DocumentList& made);
+
+// save off: one text document for all dependents, none when no dependent has a list. save on: two bundles a
+// dependent, continuous and categorical predictors, in the input spreadsheet; made stays empty.
+[[nodiscard]] int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host,
+                                           bool save, DocumentList& made);
+
+}  // namespace vlmfsl

@@ -1,0 +1,154 @@
+#include "module/feature_selection_ui/result_dialog.h"
+
+#include "base/tolerant.h"
+#include "module/resources/control_ids.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kSmallestCount = 1;
+constexpr int kLargestCount = 10000;
+constexpr double kSmallestCriterion = 0.00001;
+constexpr double kLargestCriterion = 0.99999;
+
+// A display mode, its radio button and the edit of its number.
+struct ModeControl {
+  DisplayMode mode;
+  int radio;
+  int edit;
+};
+constexpr ModeControl kModes[] = {
+    {DisplayMode::kFixedNumber, kControlModeFixedNumber, kControlFixedNumber},
+    {DisplayMode::kFixedPValue, kControlModePValue, kControlPCriterion},
+    {DisplayMode::kFixedNumberByPValue, kControlModeFixedNumberByP, kControlFixedNumberByP},
+};
+
+}  // namespace
+
+CResultDialog::CResultDialog(CFeatureSelection& analysis)
+    : ScriptableDialog(analysis, kResultsTemplate, "CResultDialog", kTextResultDialog) {}
+
+void CResultDialog::InitDialog() {
+  AddPages({kResultsQuickPage});
+  Window()->InitOpeningDialog();
+  Window()->SetIntEditRange(kControlFixedNumber, kSmallestCount, kLargestCount);
+  Window()->SetRealEditRange(kControlPCriterion, kSmallestCriterion, kLargestCriterion, 0);
+  Window()->SetIntEditRange(kControlFixedNumberByP, kSmallestCount, kLargestCount);
+  Refresh();
+}
+
+void CResultDialog::Refresh() {
+  ShowNumbers();
+  ShowMode();
+}
+
+void CResultDialog::ShowNumbers() {
+  const FeatureSelectionSettings* settings = Settings();
+  if (!settings) return;
+  Window()->SetDlgItemInt(kControlFixedNumber, settings->fixedNumberOfBest);
+  Window()->SetDlgItemReal(kControlPCriterion, settings->pCriterion);
+  Window()->SetDlgItemInt(kControlFixedNumberByP, settings->fixedNumberOfBestByP);
+}
+
+void CResultDialog::ShowMode() {
+  const FeatureSelectionSettings* settings = Settings();
+  if (!settings) return;
+  for (const ModeControl& row : kModes) {
+    const int active = row.mode == settings->displayMode ? 1 : 0;
+    Window()->CheckDlgButton(row.radio, active);
+    Window()->EnableWindow(row.edit, active);
+  }
+}
+
+void CResultDialog::SetMode(DisplayMode mode) {
+  if (FeatureSelectionSettings* settings = Settings()) settings->displayMode = mode;
+  ShowMode();
+}
+
+void CResultDialog::Command(int controlId) {
+  for (const ModeControl& row : kModes) {
+    if (row.radio == controlId) return SetMode(row.mode);
+  }
+  DocumentList made;
+  int result = kOk;
+  switch (controlId) {
+    case kControlSummary:
+      result = MakeOutput(Output::kSummary, made);
+      break;
+    case kControlHistogram:
+      result = MakeOutput(Output::kHistogram, made);
+      break;
+    case kControlReport:
+      result = MakeOutput(Output::kReport, made);
+      break;
+    case kControlSaveBundle:
+      result = SaveBundles();
+      break;
+    case kControlCancel:
+      SetStartupDialogInitialised(false);
+      return Exit(kExitResultsCancelled);
+    default:
+      return;
+  }
+  if (result != kOk) Analysis().MessageOutput(kTextNotEnoughMemory);
+}
+
+int CResultDialog::MakeOutput(Output output, DocumentList& made) {
+  FeatureSelectionSettings* settings = Settings();
+  if (!settings || !settings->HasResults()) return kOk;
+  // Whatever the edits hold, the output is made: with the numbers that were valid last.
+  ReadEdits();
+  vlm::IAnalysisHost& host = Analysis().Host();
+  switch (output) {
+    case Output::kSummary:
+      return MakeBestPredictorsSummary(*settings, host, made);
+    case Output::kHistogram:
+      return MakeImportanceHistogram(*settings, host, made);
+    default:
+      return MakeBestPredictorsReport(*settings, host, false, made);
+  }
+}
+
+int CResultDialog::SaveBundles() {
+  FeatureSelectionSettings* settings = Settings();
+  if (!settings || !settings->HasResults()) return kOk;
+  DocumentList none;
+  const int result = MakeBestPredictorsReport(*settings, Analysis().Host(), true, none);
+  if (Window()) Window()->SendFrameworkCommand(kCommandBundlesSaved);
+  return result;
+}
+
+void CResultDialog::ReadEdits() {
+  FeatureSelectionSettings* settings = Settings();
+  if (!settings) return;
+  switch (settings->displayMode) {
+    case DisplayMode::kFixedNumber:
+      return ReadCount(kControlFixedNumber, settings->fixedNumberOfBest);
+    case DisplayMode::kFixedPValue:
+      return ReadCriterion(settings->pCriterion);
+    case DisplayMode::kFixedNumberByPValue:
+      return ReadCount(kControlFixedNumberByP, settings->fixedNumberOfBestByP);
+  }
+}
+
+void CResultDialog::ReadCount(int controlId, int& count) {
+  int value = 0;
+  if (Window()->GetDlgItemLong(controlId, &value) == 0 && value >= kSmallestCount && value <= kLargestCount) {
+    count = value;
+  } else {
+    ShowEditError(controlId, kTextInvalidInteger);
+  }
+}
+
+void CResultDialog::ReadCriterion(double& criterion) {
+  double value = 0.0;
+  // Both bounds with the tolerance: what can hardly be told from 0 or 1 is refused too.
+  if (Window()->GetDlgItemReal(kControlPCriterion, &value) == 0 && GreaterBeyondTolerance(value, 0.0) &&
+      LessBeyondTolerance(value, 1.0)) {
+    criterion = value;
+  } else {
+    ShowEditError(kControlPCriterion, kTextInvalidPValue);
+  }
+}
+
+}  // namespace vlmfsl

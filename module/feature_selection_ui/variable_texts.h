@@ -1,0 +1,19 @@
+// What scripts give for the variables of a feature selection.
+#pragma once
+
+#include "contract/analysis.h"
+#include "contract/automation.h"
+#include "module/feature_selection/feature_selection_settings.h"
+
+namespace vlmfsl {
+
+// The lists in the order in which scripts give them.
+inline constexpr VariableRole kVariableRoles[] = {
+    VariableRole::kContinuousDependent, VariableRole::kCategoricalDependent,
+    VariableRole::kContinuousPredictor, VariableRole::kCategoricalPredictor};
+
+// A number or a list text of one variable; 0 for the number 0, an empty text and "none". A wrong value is an
+// AutomationException that names what is wrong.
+[[nodiscard]] int ReadCountVariable(const vlm::AutomationValue& value, vlm::IAnalysisHost& host);
+
+}  // namespace vlmfsl

@@ -1,0 +1,189 @@
+#include "module/frame/dispatch.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "module/frame/ref.h"
+
+namespace vlmfsl {
+namespace {
+
+using vlm::AutomationMember;
+using vlm::AutomationValue;
+
+char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool EqualNames(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (LowerCase(a[i]) != LowerCase(b[i])) return false;
+  }
+  return true;
+}
+
+const AutomationMember* FindMember(const vlm::AutomationInterface& description, int dispatchId) {
+  for (int i = 0; i < description.memberCount; ++i) {
+    if (description.members[i].dispatchId == dispatchId) return &description.members[i];
+  }
+  return nullptr;
+}
+
+// What of the member a call with these kind flags means; 0 when the member has none of them. Late-bound
+// clients that cannot tell a get with arguments from a method ask for both.
+int KindOfCall(const AutomationMember& member, int kind) {
+  for (const int candidate : {vlm::kInvokeGet, vlm::kInvokeMethod, vlm::kInvokePut}) {
+    if (kind & member.kinds & candidate) return candidate;
+  }
+  return 0;
+}
+
+std::string_view TextOfValue(const AutomationValue& value) {
+  return {value.text ? value.text : "",
+          value.text && value.length > 0 ? static_cast<std::size_t>(value.length) : 0};
+}
+
+double NumberOfText(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) throw TypeMismatchException();
+  return number;
+}
+
+template <typename Number>
+std::string TextOfNumber(Number number) {
+  char buffer[32];
+  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, number);
+  return error == std::errc() ? std::string(buffer, end) : std::string();
+}
+
+// Takes an answer that nobody asked for.
+class NoResult final : public vlm::IAutomationResult {
+ public:
+  void SetEmpty() override {}
+  void SetInt(int) override {}
+  void SetReal(double) override {}
+  void SetText(const char*, int) override {}
+  void SetIntArray(const int*, int) override {}
+  void SetObject(vlm::IAutomationObject*) override {}
+  void SetArray(const AutomationValue*, int) override {}
+  void SetError(int, const char*, int) override {}
+};
+
+}  // namespace
+
+int ToInt(const AutomationValue& value) {
+  if (value.type == vlm::kAutomationInt) return value.intValue;
+  const double rounded = std::nearbyint(ToReal(value));
+  if (!(rounded >= std::numeric_limits<int>::min() && rounded <= std::numeric_limits<int>::max())) {
+    throw TypeMismatchException();
+  }
+  return static_cast<int>(rounded);
+}
+
+double ToReal(const AutomationValue& value) {
+  switch (value.type) {
+    case vlm::kAutomationInt:
+      return value.intValue;
+    case vlm::kAutomationReal:
+      return value.realValue;
+    case vlm::kAutomationText:
+      return NumberOfText(TextOfValue(value));
+    default:
+      throw TypeMismatchException();
+  }
+}
+
+std::string ToText(const AutomationValue& value) {
+  switch (value.type) {
+    case vlm::kAutomationText:
+      return std::string(TextOfValue(value));
+    case vlm::kAutomationInt:
+      return TextOfNumber(value.intValue);
+    case vlm::kAutomationReal:
+      return TextOfNumber(value.realValue);
+    default:
+      throw TypeMismatchException();
+  }
+}
+
+int AutomationDispatch::GetIdOfName(const char* name, int length, int* dispatchId) {
+  if (!name || length <= 0 || !dispatchId) return vlm::kDispatchMemberNotFound;
+  const std::string_view wanted(name, static_cast<std::size_t>(length));
+  for (const vlm::AutomationInterface* level = &description_; level; level = level->base) {
+    for (int i = 0; i < level->memberCount; ++i) {
+      if (!EqualNames(level->members[i].name, wanted)) continue;
+      *dispatchId = level->members[i].dispatchId;
+      return vlm::kDispatchOk;
+    }
+  }
+  return vlm::kDispatchMemberNotFound;
+}
+
+int AutomationDispatch::Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
+                               vlm::IAutomationResult* result) {
+  // An OK that closes the dialog may drop the last other reference.
+  const Ref<vlm::IAutomationObject> keep(this);
+  NoResult nobody;
+  vlm::IAutomationResult& answer = result ? *result : nobody;
+  const std::span<const AutomationValue> given(
+      arguments, arguments && argumentCount > 0 ? static_cast<std::size_t>(argumentCount) : 0);
+  if (const AutomationMember* member = FindMember(description_, dispatchId)) {
+    return InvokeOwn(*member, kind, given, answer);
+  }
+  for (const vlm::AutomationInterface* level = description_.base; level; level = level->base) {
+    const AutomationMember* member = FindMember(*level, dispatchId);
+    if (!member) continue;
+    int status = vlm::kDispatchFailed;
+    const int guarded = Guarded(member->name, &answer, [&] {
+      status = InvokeInherited(dispatchId, kind, given.data(), static_cast<int>(given.size()), &answer);
+    });
+    return guarded == vlm::kDispatchOk ? status : guarded;
+  }
+  return vlm::kDispatchMemberNotFound;
+}
+
+int AutomationDispatch::InvokeOwn(const AutomationMember& member, int kind,
+                                  std::span<const AutomationValue> arguments,
+                                  vlm::IAutomationResult& result) {
+  const int asked = KindOfCall(member, kind);
+  if (asked == 0) return vlm::kDispatchMemberNotFound;
+  const std::size_t expected =
+      static_cast<std::size_t>(member.argumentCount) + (asked == vlm::kInvokePut ? 1 : 0);
+  if (arguments.size() != expected) return vlm::kDispatchBadParameterCount;
+  const AutomationCall call{member, static_cast<vlm::InvokeKind>(asked), arguments, result};
+  if (GuardOf(member.dispatchId) == GuardKind::kAnalysisMethod) {
+    return GuardedAnalysisMethod(&result, [&] { Call(call); });
+  }
+  // The name is made before the guarded part begins, so that a failure of the part can be named.
+  std::string name;
+  const bool named = GuardedCommand(member.name, [&] { name = QualifiedName(member.name, asked); });
+  return Guarded(named ? name.c_str() : member.name, &result, [&] { Call(call); });
+}
+
+std::string AutomationDispatch::QualifiedName(const char* memberName, int kind) const {
+  const char* prefix = kind == vlm::kInvokeGet ? "get_" : kind == vlm::kInvokePut ? "put_" : "";
+  return std::string(className_) + "::" + prefix + memberName;
+}
+
+int AutomationDispatch::InvokeInherited(int, int, const AutomationValue*, int, vlm::IAutomationResult*) {
+  return vlm::kDispatchMemberNotFound;
+}
+
+void DialogAutomation::Call(const AutomationCall& call) {
+  if (!OpenWindow()) throw DialogClosedException();
+  if (IsBusy()) throw AutomationException("The dialog is busy.");
+  CallOpen(call);
+}
+
+int DialogAutomation::InvokeInherited(int dispatchId, int kind, const AutomationValue* arguments,
+                                      int argumentCount, vlm::IAutomationResult* result) {
+  vlm::IDialogWindow* window = OpenWindow();
+  if (!window) throw DialogClosedException();
+  return window->InvokeInherited(dispatchId, kind, arguments, argumentCount, result);
+}
+
+}  // namespace vlmfsl

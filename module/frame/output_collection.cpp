@@ -1,0 +1,52 @@
+#include "module/frame/output_collection.h"
+
+#include <utility>
+
+#include "module/frame/dispatch.h"
+#include "module/resources/automation_tables.h"
+
+namespace vlmfsl {
+namespace {
+
+class OutputCollection final : public AutomationDispatch {
+ public:
+  explicit OutputCollection(std::vector<Ref<vlm::IDocument>> documents)
+      : AutomationDispatch(kOutputCollection, kOutputCollection.name), documents_(std::move(documents)) {}
+  virtual ~OutputCollection() = default;
+
+  void AddReference() override { ++references_; }
+  void ReleaseReference() override {
+    if (--references_ == 0) delete this;
+  }
+
+ private:
+  void Call(const AutomationCall& call) override {
+    static constexpr MemberHandler<OutputCollection> kHandlers[] = {
+        {kDispItem, &OutputCollection::GetItem, nullptr},
+        {kDispCount, &OutputCollection::GetCount, nullptr},
+    };
+    CallHandler<OutputCollection>(kHandlers, *this, call);
+  }
+
+  void GetCount(const AutomationCall& call) { call.result.SetInt(static_cast<int>(documents_.size())); }
+
+  void GetItem(const AutomationCall& call) {
+    const int number = call.Int();
+    if (number < 1 || number > static_cast<int>(documents_.size())) {
+      throw AutomationException("There is no output " + std::to_string(number) +
+                                ": outputs are numbered 1 to " + std::to_string(documents_.size()) + ".");
+    }
+    call.result.SetObject(documents_[static_cast<std::size_t>(number - 1)]->GetAutomationObject());
+  }
+
+  std::vector<Ref<vlm::IDocument>> documents_;
+  int references_ = 1;
+};
+
+}  // namespace
+
+Ref<vlm::IAutomationObject> MakeOutputCollection(std::vector<Ref<vlm::IDocument>> documents) {
+  return Ref<vlm::IAutomationObject>::Adopt(new OutputCollection(std::move(documents)));
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,114 @@
+// Statistics of a binary response: the summary crosstab of the coded predictor with its screening columns, the
+// information value and the weighted Gini after categorisation.
+#include <cmath>
+
+#include "base/format_text.h"
+#include "base/number_text.h"
+#include "module/frame/step_result.h"
+#include "module/resources/text_ids.h"
+#include "module/screening/feature_selection_template.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kBadCountColumn = 2;
+constexpr int kGoodCountColumn = 3;
+constexpr int kRowTotalColumn = 4;
+
+// Returns the new column's number.
+int AddCrossTabVariable(vlm::ISpreadsheet& sheet, int afterColumn, const std::string& name,
+                        const std::string& formula) {
+  return InsertColumn(sheet, afterColumn, name, formula, "0.0000");
+}
+
+}  // namespace
+
+int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
+                                                     PredSummary& record) {
+  try {
+    const auto crosstab = CreateStatisticsAnalysis(record, vlm::kCrosstabAnalysis);
+    SetVariableList(*crosstab, " 3 | 2");
+    SetResponseCodes(*crosstab, QuotedCode(record.badCodeText) + "|" + QuotedCode(record.goodCodeText));
+    Run(*crosstab);
+    record.summaryCrosstab = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
+    SetTitle(*record.summaryCrosstab,
+             FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
+    ComputeAdditionalTemplateCrossTabStats(*record.summaryCrosstab, record);
+    // Not one less the distribution function, which has no digits left where p is small.
+    record.chiSquareP = PearsonPValue(*GetResult(*crosstab, vlm::kCrosstabStatisticsResult));
+    if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
+    record.giniBefore = ComputeGiniBeforeCategorization(record);
+    return kOk;
+  } catch (const HostCallError& error) {
+    record.failureReason = error.what();
+    ShowMessage(kTextFatalError);
+    return kFailed;
+  }
+}
+
+void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpreadsheet& crosstab,
+                                                                       PredSummary& record) {
+  const int totalsRow = crosstab.GetRowCount();
+  const double bad = crosstab.GetValue(totalsRow, kBadCountColumn);
+  const double good = crosstab.GetValue(totalsRow, kGoodCountColumn);
+  record.badShare = bad / (good + bad);
+  record.goodShare = good / (good + bad);
+
+  // Totals enter the formulas with six digits on purpose. Two columns come in front of the six others at the
+  // end: the host rebinds the formulas, the numbers kept here are moved by hand.
+  const std::string badText = FormatGeneral(bad);
+  const std::string goodText = FormatGeneral(good);
+  int column = crosstab.GetColumnCount();
+  column = AddCrossTabVariable(crosstab, column, Text(kTextBadRateColumn), "=v2/" + badText);
+  column = AddCrossTabVariable(crosstab, column, Text(kTextGoodRateColumn), "=v3/" + goodText);
+  const int woe = AddCrossTabVariable(crosstab, column, Text(kTextWoe),
+                                      "= 100* log((v3/" + goodText + ")/(v2/" + badText + "))");
+  const int gini = AddCrossTabVariable(crosstab, woe, Text(kTextGini), "= 2.0*((v3)/(v2+v3))*(1-v3/(v3+v2))");
+  column = AddCrossTabVariable(crosstab, gini, Text(kTextOdds), "= v3/v2");
+  const int value =
+      AddCrossTabVariable(crosstab, column, Text(kTextInformationValue),
+                          "=(v3/" + goodText + "-v2/" + badText + ")*0.01*v" + std::to_string(woe));
+  column = AddCrossTabVariable(crosstab, kRowTotalColumn, Text(kTextPercentValidN),
+                               "=100*v4/" + FormatFixed(std::round(bad + good), 0));
+  AddCrossTabVariable(crosstab, column, Text(kTextBadRateRow), "=v2/(v2+v3)");
+  constexpr int kInsertedInFront = 2;
+  const int giniColumn = gini + kInsertedInFront;
+  const int valueColumn = value + kInsertedInFront;
+
+  record.informationValue = 0;
+  record.giniAfter = 0;
+  UpdateCrosstabIndices(record);
+  for (int row = 1; row < totalsRow; ++row) {
+    const double levelBad = crosstab.GetValue(row, record.badColumn);
+    if (HasValue(levelBad)) {
+      const double levelGood = crosstab.GetValue(row, record.goodColumn);
+      record.giniAfter += (levelGood + levelBad) * crosstab.GetValue(row, giniColumn) / (bad + good);
+    }
+    const double levelValue = crosstab.GetValue(row, valueColumn);
+    if (HasValue(levelValue)) record.informationValue += levelValue;
+  }
+}
+
+void CFeatureSelectionTemplate::UpdateCrosstabIndices(PredSummary& record) {
+  const std::string badRate = TrimBlanks(Text(kTextBadRateColumn));
+  const std::string badText = TrimBlanks(record.badCodeText);
+  const std::string goodText = TrimBlanks(record.goodCodeText);
+  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  for (int column = 1; column <= sheet.GetColumnCount(); ++column) {
+    const std::string name = WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
+    const std::string longName =
+        WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnLongName(column, sink); });
+    const std::string code = TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) {
+      Services().StripFormatting(longName.data(), LengthOf(longName), sink);
+    }));
+    // The last column that fits wins.
+    if (TrimBlanks(name) == badRate) record.badRateColumn = column;
+    if (code == badText) record.badColumn = column;
+    if (code == goodText) record.goodColumn = column;
+  }
+  if (record.badColumn == 0 || record.goodColumn == 0) {
+    throw HostCallError("The cross-tabulation has no column for one of the codes.");
+  }
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,101 @@
+// Statistics of a categorical response: the crosstab of the coded predictor with Pearson's chi-square, and the
+// association figures that a crosstab of either kind of response gives.
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "base/format_text.h"
+#include "module/frame/step_result.h"
+#include "module/resources/text_ids.h"
+#include "module/screening/feature_selection_template.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kFirstCountColumn = 2;
+
+// The bins' labels as a code list; all codes when two labels are alike, which a list of texts cannot tell apart.
+std::string LevelCodes(const PredSummary& record) {
+  const std::set<std::string> distinct(record.levelNames.begin(), record.levelNames.end());
+  if (distinct.size() != record.levelNames.size()) return "*";
+  std::string codes;
+  for (const std::string& name : record.levelNames) codes += QuotedCode(name) + " ";
+  return codes;
+}
+
+}  // namespace
+
+int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
+                                                          PredSummary& record) {
+  try {
+    const auto crosstab = CreateStatisticsAnalysis(record, vlm::kCrosstabAnalysis);
+    SetVariableList(*crosstab, " 3 | 2");
+    SetPredictorCodes(*crosstab, LevelCodes(record));
+    std::string codes;
+    for (const double code : responseCodes) codes += CodeText(code) + " ";
+    SetResponseCodes(*crosstab, codes);
+    Run(*crosstab);
+    ComputeAdditionalTemplateMultiCrossTabStats(GetResult(*crosstab, vlm::kCrosstabSummaryResult), record);
+    if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
+
+    record.crosstabStatistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
+    record.chiSquare = ParseMachineNumber(CellText(*record.crosstabStatistics, 1, 1));
+    record.chiSquareP = PearsonPValue(*record.crosstabStatistics);
+    for (int i = 0; i < 3; ++i) {
+      record.furtherCrosstabs[i] = GetResult(*crosstab, vlm::kCrosstabFurtherResult, i + 1);
+    }
+    return kOk;
+  } catch (const HostCallError& error) {
+    record.failureReason = error.what();
+    ShowMessage(kTextFatalError);
+    return kFailed;
+  }
+}
+
+void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
+    const Ref<vlm::ISpreadsheet>& crosstab, PredSummary& record) {
+  constexpr std::string_view kFormat = "0.00000";
+  record.summaryCrosstab = crosstab;
+  SetTitle(*crosstab,
+           FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
+  const int hostColumns = static_cast<int>(responseCodes.size()) + 2;  // level, counts, row totals
+  for (int column = hostColumns + 1; column <= crosstab->GetColumnCount(); ++column) {
+    crosstab->SetColumnFormat(column, kFormat.data(), LengthOf(kFormat));
+  }
+}
+
+void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
+  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  const int totalsRow = sheet.GetRowCount();
+  const int classCount = record.responseKind == kBinaryKind ? 2 : static_cast<int>(responseCodes.size());
+  std::vector<double> totals(static_cast<std::size_t>(classCount));
+  double all = 0;
+  int usedColumns = 0;
+  for (int c = 0; c < classCount; ++c) {
+    totals[static_cast<std::size_t>(c)] = sheet.GetValue(totalsRow, kFirstCountColumn + c);
+    all += totals[static_cast<std::size_t>(c)];
+    usedColumns += totals[static_cast<std::size_t>(c)] > 0 ? 1 : 0;
+  }
+  // Pearson: sum of (observed - expected)^2 / expected, expected = row total x column total / all.
+  double chiSquare = 0;
+  int usedRows = 0;
+  std::vector<double> counts(static_cast<std::size_t>(classCount));
+  for (int row = 1; row < totalsRow; ++row) {
+    double rowTotal = 0;
+    for (int c = 0; c < classCount; ++c) {
+      rowTotal += counts[static_cast<std::size_t>(c)] = sheet.GetValue(row, kFirstCountColumn + c);
+    }
+    usedRows += rowTotal > 0 ? 1 : 0;
+    for (int c = 0; c < classCount; ++c) {
+      const double expected = rowTotal * totals[static_cast<std::size_t>(c)] / all;
+      const double difference = counts[static_cast<std::size_t>(c)] - expected;
+      if (expected > 0) chiSquare += difference * difference / expected;
+    }
+  }
+  const int smaller = std::min(usedRows, usedColumns) - 1;
+  if (smaller < 1 || !(all > 0)) return;
+  record.cramersV = std::sqrt(chiSquare / (all * smaller));
+  if (record.responseKind == kBinaryKind) record.chiSquare = chiSquare;
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,162 @@
+// The screening driver: every selected response kind against every predictor, in the order categorical, binary,
+// continuous response, and within each the categorical predictors first.
+#include <algorithm>
+#include <utility>
+
+#include "module/frame/step_result.h"
+#include "module/resources/text_ids.h"
+#include "module/screening/feature_selection_template.h"
+#include "module/screening/progress_bar.h"
+
+namespace vlmfsl {
+namespace {
+
+// Switches the host application's screen updating off, and on again at the end. A host without such a property
+// is left alone.
+class ScreenUpdatingScope {
+ public:
+  explicit ScreenUpdatingScope(vlm::IAnalysisHost& host) : application_(host.GetApplication()) { Put(0); }
+  ~ScreenUpdatingScope() { Put(1); }
+  ScreenUpdatingScope(const ScreenUpdatingScope&) = delete;
+  ScreenUpdatingScope& operator=(const ScreenUpdatingScope&) = delete;
+
+ private:
+  class IgnoredResult final : public vlm::IAutomationResult {
+   public:
+    virtual ~IgnoredResult() = default;
+    void SetEmpty() override {}
+    void SetInt(int) override {}
+    void SetReal(double) override {}
+    void SetText(const char*, int) override {}
+    void SetIntArray(const int*, int) override {}
+    void SetObject(vlm::IAutomationObject*) override {}
+    void SetArray(const vlm::AutomationValue*, int) override {}
+    void SetError(int, const char*, int) override {}
+  };
+
+  void Put(int on) {
+    constexpr std::string_view kName = "ScreenUpdating";
+    int id = 0;
+    if (!application_ || application_->GetIdOfName(kName.data(), LengthOf(kName), &id) != vlm::kDispatchOk) {
+      return;
+    }
+    vlm::AutomationValue value{};
+    value.type = vlm::kAutomationInt;
+    value.intValue = on;
+    IgnoredResult result;
+    application_->Invoke(id, vlm::kInvokePut, &value, 1, &result);
+  }
+
+  Ref<vlm::IAutomationObject> application_;
+};
+
+enum RunEnd : int { kRunDone = 0, kRunCancelled = 1, kRunEmpty = 2 };
+
+}  // namespace
+
+int CFeatureSelectionTemplate::RunTemplateAnalysis(vlm::IDialogWindow* parentWindow) {
+  SetResultsAvailable(false);
+  int end = kRunCancelled;
+  bool failed = false;
+  try {
+    ScreenUpdatingScope updating(Host());
+    end = RunResponses(parentWindow);
+    if (end == kRunCancelled) ClearResults();
+  } catch (...) {
+    failed = true;
+    ClearResults();
+  }
+  progress.reset();
+  if (failed) ShowMessage(kTextScreeningUnable);
+  if (failed || end != kRunDone) return kFailed;
+  SetResultsAvailable(true);
+  return kOk;
+}
+
+int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
+  const int predictorCount = categoricalPredictorCount + continuousPredictorCount;
+  const int responseCount = categoricalResponseCount + binaryResponseCount + continuousResponseCount;
+  progress = std::make_unique<CQvdProgressBar>(Services(), Text(kTextFindingBestPredictors),
+                                               std::max(responseCount * predictorCount, 2));
+  exclusionNoticeShown = false;
+  caseWeight = CreateHostAnalysis(Host(), vlm::kCallingAnalysis)->GetCaseWeight();
+  for (const int kind : {kBinaryKind, kContinuousKind, kCategoricalKind}) {
+    Results(kind).clear();
+    Failed(kind).clear();
+    Order(kind).clear();
+    Results(kind).reserve(static_cast<std::size_t>(predictorCount));
+    Failed(kind).reserve(static_cast<std::size_t>(predictorCount));
+  }
+
+  bool anyFailed = false;
+  if (categoricalResponseCount > 0 && !RunPredictors(parentWindow, kCategoricalKind, anyFailed)) {
+    return kRunCancelled;
+  }
+  if (binaryResponseCount > 0 && !RunPredictors(parentWindow, kBinaryKind, anyFailed)) return kRunCancelled;
+  if (continuousResponseCount > 0 && !RunPredictors(parentWindow, kContinuousKind, anyFailed)) {
+    return kRunCancelled;
+  }
+
+  if (binaryResults.empty() && continuousResults.empty() && categoricalResults.empty()) {
+    ShowMessage(kTextNoResults);
+    return kRunEmpty;
+  }
+  SortPredictors();
+  if (anyFailed) ShowMessage(kTextPredictorsFailed);
+  return kRunDone;
+}
+
+// Returns false when the user has cancelled.
+bool CFeatureSelectionTemplate::RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind,
+                                              bool& anyFailed) {
+  const std::string stepText = Text(kTextFindingBestPredictors);
+  for (const int predictorKind : {kCategoricalPredictor, kContinuousPredictor}) {
+    const int count =
+        predictorKind == kCategoricalPredictor ? categoricalPredictorCount : continuousPredictorCount;
+    for (int i = 0; i < count; ++i) {
+      progress->Advance(stepText);
+      if (progress->IsCancelled()) return false;
+      PredSummary record = MakeRecord(responseKind, predictorKind, static_cast<std::size_t>(i));
+      const bool failed = RunCARTAnalysis(parentWindow, record) != kOk;
+      anyFailed = anyFailed || failed;
+      // What was made for this predictor goes before the next one comes.
+      record.RestSheets();
+      (failed ? Failed(responseKind) : Results(responseKind)).push_back(std::move(record));
+    }
+  }
+  Results(responseKind).shrink_to_fit();
+  return true;
+}
+
+PredSummary CFeatureSelectionTemplate::MakeRecord(int responseKind, int predictorKind,
+                                                  std::size_t predictorIndex) const {
+  const bool categorical = predictorKind == kCategoricalPredictor;
+  const int variable = (categorical ? categoricalPredictors : continuousPredictors)[predictorIndex];
+  const std::string& name =
+      (categorical ? categoricalPredictorNames : continuousPredictorNames)[predictorIndex];
+  switch (responseKind) {
+    case kBinaryKind:
+      return {predictorKind,      variable,    name,        binaryResponses.front(),
+              binaryResponseName, badCodeText, goodCodeText};
+    case kCategoricalKind:
+      return {predictorKind,          variable, name, kCategoricalKind, categoricalResponses.front(),
+              categoricalResponseName};
+    default:
+      return {predictorKind,         variable, name, kContinuousKind, continuousResponses.front(),
+              continuousResponseName};
+  }
+}
+
+void CFeatureSelectionTemplate::SetResultsAvailable(bool available) {
+  resultsAvailable_ = available;
+  if (IsHostAttached()) Host().ResultsChanged(available ? 1 : 0);
+}
+
+void CFeatureSelectionTemplate::ClearResults() {
+  for (const int kind : {kBinaryKind, kContinuousKind, kCategoricalKind}) {
+    Results(kind).clear();
+    Order(kind).clear();
+  }
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,184 @@
+// Predictor screening: the selections, the run and its records. The members are defined here and, for binning
+// and tables, in screening_out/.
+//
+// One run: RunTemplateAnalysis -> for each response kind and predictor RunCARTAnalysis (bins, coded predictor)
+//   -> Binary-, Categorical- or ContinuousSummaryAnalysis (statistics) -> SortPredictors.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/dialogs.h"
+#include "contract/screening_results.h"
+#include "module/frame/analysis_support.h"
+#include "module/frame/ref.h"
+#include "module/screening/host_calls.h"
+#include "module/screening/pred_summary.h"
+#include "module/screening/screening_results_view.h"
+
+namespace vlmfsl {
+
+class CQvdProgressBar;
+
+enum BinarySort : int { kSortByGini = 0, kSortByInformationValue = 1, kSortByNothing = 2 };
+enum CategoricalSort : int { kSortByChiSquareP = 0, kSortByChiSquare = 1 };
+enum ContinuousSort : int { kSortByRSquared = 0, kSortByF = 1 };
+
+// What a run is given and what it leaves behind. Members in the order in which outputs rely on them.
+struct ScreeningState {
+  ScreeningState() noexcept;
+  ~ScreeningState();
+  ScreeningState(const ScreeningState&) = delete;
+  ScreeningState& operator=(const ScreeningState&) = delete;
+  ScreeningState& operator=(ScreeningState&&) noexcept;
+
+  // Of each list only the first response is analysed.
+  std::vector<int> binaryResponses, continuousResponses, categoricalResponses;
+  std::vector<int> categoricalPredictors, continuousPredictors;
+  std::vector<std::string> categoricalPredictorNames, continuousPredictorNames;
+  std::string binaryResponseName, continuousResponseName, categoricalResponseName;
+  std::vector<PredSummary> binaryResults, continuousResults, categoricalResults;
+  std::vector<PredSummary> binaryFailed, continuousFailed, categoricalFailed;
+  int categoricalResponseCount = 0;  // 0 or 1
+  int binaryResponseCount = 0;
+  int continuousResponseCount = 0;
+  int categoricalPredictorCount = 0;
+  int continuousPredictorCount = 0;
+  int binarySort = kSortByGini;
+  int categoricalSort = kSortByChiSquareP;
+  int continuousSort = kSortByRSquared;
+  std::vector<int> binaryOrder, categoricalOrder, continuousOrder;  // 0-based positions, best first
+  std::string badCodeText, goodCodeText;
+  std::unique_ptr<CQvdProgressBar> progress;
+
+  double goodCode = 0;
+  double badCode = 0;
+  std::vector<double> responseCodes;  // of the categorical response
+  std::vector<double> factorCodes;    // of all categorical predictors, one after the other
+  std::vector<int> factorCodeCounts;  // one a categorical predictor
+  // Lists that a script asked for as all codes, whichever cases are selected when the run starts.
+  bool allResponseCodes = false;
+  std::vector<bool> allFactorCodes;   // one a categorical predictor, or empty
+  int caseWeight = 0;                 // variable number of the run's case weights, 0: none
+  bool exclusionNoticeShown = false;  // in this run
+};
+
+class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState {
+ public:
+  static constexpr int kAnalysisId = 4871;
+
+  // document may be null. Cannot fail.
+  explicit CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept;
+
+  int GetAnalysisID() override { return kAnalysisId; }
+  void GetAnalysisName(vlm::ITextSink* name) override;
+  int InitializeAfterFileChanged() override;
+  vlm::IScreeningResults* GetScreeningResults() override;
+
+  // Steps 100 to 102. Init makes everything selected and every result go, and always returns 1; the others open
+  // the dialogs and return -1, or 0 when that failed.
+  int Init();
+  int StartAnalysis();
+  int ResultDialog();
+
+  // --- The run
+  // parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel, an exception or when no
+  // predictor gave a result. Tells the user how it ended.
+  int RunTemplateAnalysis(vlm::IDialogWindow* parentWindow);
+  // Rebuilds the order of each result list by its sort choice. Throws std::bad_alloc when the host has no
+  // memory.
+  void SortPredictors();
+
+  // --- Binning: cuts the predictor into bins, codes it and computes its statistics. Returns 0, or 1 when the
+  // predictor failed (the record says why). Throws HostCallError when the host fails before there are bins.
+  int RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
+
+  // --- Statistics, one operation a response kind. Return 0, or 1 after an error message.
+  int BinarySummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
+  int CategoricalSummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
+  int ContinuousSummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
+
+  // --- Their parts. They throw HostCallError.
+  void ComputeAdditionalTemplateCrossTabStats(vlm::ISpreadsheet& crosstab, PredSummary& record);
+  void ComputeAdditionalTemplateMultiCrossTabStats(const Ref<vlm::ISpreadsheet>& crosstab,
+                                                   PredSummary& record);
+  void UpdateCrosstabIndices(PredSummary& record);
+  void BreakdownResponseByCodedPredictor(PredSummary& record);
+  void ComputeAdditionalBreakdownStats(vlm::ISpreadsheet& breakdown, PredSummary& record);
+  void ComputeBasicStatsForCovariate(PredSummary& record);
+  // Chi-square of the summary crosstab (binary response) and Cramer's V.
+  void ComputeAssociation(PredSummary& record);
+  double ComputeGiniBeforeCategorization(PredSummary& record);
+  double GiniBeforeCategorical(PredSummary& record);  // 0 after an error message
+  double GiniBeforeContinuous(PredSummary& record);
+  void MakeUniqueValuesSpreadsheet(PredSummary& record);
+  void StoreAggregateLevelsForCategoricalPredictor(PredSummary& record);
+
+  // --- Event scripts: blocks of what pointing at a bin shows, each after a line break, none for a bin without
+  // cases. Numbers that are shown follow the locale, numbers that the script computes with are as ParseTextBuffer
+  // makes them, or (means and limits of the diamonds) have a point. They throw HostCallError.
+  // The script of a box plot, kept in the record too; a box stands at the number of its bin, from 1.
+  std::string BoxPlotEventCode(PredSummary& record);
+  std::string BinConditions(PredSummary& record);            // default rates; empty without cut points
+  std::string BinConditionsForDiamond(PredSummary& record);  // means of a continuous response; likewise
+  std::string BinConditionsForBox(PredSummary& record);      // a box plot's, of intervals or of levels
+  // The continuous response by bin, on the run's cases and weights: a row a bin that has cases (RowOfBin), then all
+  // cases; columns BinStatisticsColumn. Made when first asked for, kept in the record.
+  vlm::ISpreadsheet& BinStatistics(PredSummary& record);
+
+  // --- Graphs of one predictor, made from its record and shown. After a failure of the host they tell the user,
+  // show nothing and return null. A graph of bins is one of intervals or of levels, by the kind of the predictor.
+  Ref<vlm::IGraph> BinaryDefaultRateGraph(PredSummary& record);
+  Ref<vlm::IGraph> BinaryCDFGraph(PredSummary& record);
+  Ref<vlm::IGraph> ContinuousBoxPlot(PredSummary& record);
+  Ref<vlm::IGraph> ContinuousOverlaidScatter(
+      PredSummary& record);  // of at most 2000 cases, with mean diamonds
+  Ref<vlm::IGraph> CategoricalInteractionPlot(PredSummary& record);
+  Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
+  Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
+
+  // --- Host analyses
+  // So that every statistic is computed on the cases of the screening.
+  static void CopyAnalysisSelCondsAndWeights(vlm::IHostAnalysis& source, vlm::IHostAnalysis& target);
+  // An analysis on the record's work sheet, with the screening's selection and weights.
+  Ref<vlm::IHostAnalysis> CreateStatisticsAnalysis(PredSummary& record, int analysisId);
+  // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a comma.
+  [[nodiscard]] std::string IntervalSeparator();
+  [[nodiscard]] std::string DecimalSeparator();  // of the user's locale
+
+  // --- For the dialogs and outputs
+  [[nodiscard]] std::string Text(int textId);
+  // A code as outputs show it: its value label without formatting, else its digits.
+  [[nodiscard]] std::string DisplayText(int variableNumber, double code);
+  void ShowMessage(int textId);
+  // The codes of the categorical predictor at this place of the list.
+  [[nodiscard]] std::span<const double> FactorCodes(std::size_t predictorIndex) const;
+  [[nodiscard]] std::vector<PredSummary>& Results(int responseKind);
+  [[nodiscard]] std::vector<PredSummary>& Failed(int responseKind);
+  [[nodiscard]] std::vector<int>& Order(int responseKind);
+  // 0 or 1, and the first response of the kind (0 when none is selected).
+  [[nodiscard]] int ResponseCount(int responseKind) const;
+  [[nodiscard]] int ResponseVariable(int responseKind) const;
+  [[nodiscard]] const std::string& ResponseName(int responseKind) const;
+  void ClearResults();
+  // Makes the lists the analysis's current results, or (false) says that there are none any more.
+  void SetResultsAvailable(bool available);
+
+ private:
+  ~CFeatureSelectionTemplate() override;
+
+  int RunResponses(vlm::IDialogWindow* parentWindow);
+  bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
+  CaseSelection PrepareTree(vlm::IHostAnalysis& tree, const PredSummary& record);
+  void CodePredictor(vlm::IHostAnalysis& tree, const CaseSelection& selection, PredSummary& record);
+  int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
+  PredSummary MakeRecord(int responseKind, int predictorKind, std::size_t predictorIndex) const;
+
+  ScreeningResultsView resultsView_{*this};
+  bool resultsAvailable_ = false;
+};
+
+}  // namespace vlmfsl

@@ -1,0 +1,129 @@
+#include "module/screening/host_calls.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "base/number_text.h"
+#include "base/tolerant.h"
+#include "module/frame/variable_lists.h"
+
+namespace vlmfsl {
+namespace {
+
+void Check(vlm::IHostAnalysis& analysis, int status) {
+  if (status == 0) return;
+  std::string reason = TextOf([&](vlm::ITextSink* sink) { analysis.GetError(sink); });
+  throw HostCallError(reason.empty() ? "A host analysis failed." : reason);
+}
+
+}  // namespace
+
+Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IAnalysisHost& host, int analysisId) {
+  auto analysis = Ref<vlm::IHostAnalysis>::Adopt(host.CreateHostAnalysis(analysisId));
+  if (!analysis) throw HostCallError("The host has no analysis " + std::to_string(analysisId) + ".");
+  return analysis;
+}
+
+Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IWorkSheet& sheet, int analysisId) {
+  auto analysis = Ref<vlm::IHostAnalysis>::Adopt(sheet.CreateHostAnalysis(analysisId));
+  if (!analysis) throw HostCallError("The host has no analysis " + std::to_string(analysisId) + ".");
+  return analysis;
+}
+
+Ref<vlm::ISpreadsheet> GetResult(vlm::IHostAnalysis& analysis, int result, int index) {
+  auto sheet = Ref<vlm::ISpreadsheet>::Adopt(analysis.GetResult(result, index));
+  if (!sheet) throw HostCallError("A host analysis gave no result.");
+  return sheet;
+}
+
+void SetVariableList(vlm::IHostAnalysis& analysis, std::string_view text) {
+  Check(analysis, analysis.SetVariableList(text.data(), LengthOf(text)));
+}
+
+void SetResponseCodes(vlm::IHostAnalysis& analysis, std::string_view text) {
+  Check(analysis, analysis.SetResponseCodes(text.data(), LengthOf(text)));
+}
+
+void SetPredictorCodes(vlm::IHostAnalysis& analysis, std::string_view text) {
+  Check(analysis, analysis.SetPredictorCodes(text.data(), LengthOf(text)));
+}
+
+void SetOption(vlm::IHostAnalysis& analysis, int option, int value) {
+  Check(analysis, analysis.SetOption(option, value));
+}
+
+void Run(vlm::IHostAnalysis& analysis) { Check(analysis, analysis.Run()); }
+
+CaseSelection GetCaseSelection(vlm::IHostAnalysis& analysis) {
+  CaseSelection selection;
+  StringSink inclusion;
+  StringSink exclusion;
+  analysis.GetCaseSelection(&selection.enabled, &inclusion, &exclusion);
+  selection.inclusion = inclusion.TakeWhole();
+  selection.exclusion = exclusion.TakeWhole();
+  return selection;
+}
+
+void SetCaseSelection(vlm::IHostAnalysis& analysis, const CaseSelection& selection) {
+  Check(analysis, analysis.SetCaseSelection(selection.enabled, selection.inclusion.data(),
+                                            LengthOf(selection.inclusion), selection.exclusion.data(),
+                                            LengthOf(selection.exclusion)));
+}
+
+std::string CellText(vlm::ISpreadsheet& sheet, int row, int column) {
+  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetText(row, column, sink); });
+}
+
+std::string RowName(vlm::ISpreadsheet& sheet, int row) {
+  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
+}
+
+double PearsonPValue(vlm::ISpreadsheet& statistics) {
+  // The text begins with "p=", or with "p<" in front of a bound.
+  const std::string text = CellText(statistics, 1, 3);
+  return ParseMachineNumber(text.size() > 2 ? std::string_view(text).substr(2) : "");
+}
+
+bool HasValue(double cell) { return !std::isnan(cell) && !IsMissing(cell, vlm::kMissingValue); }
+
+int InsertColumn(vlm::ISpreadsheet& sheet, int afterColumn, std::string_view name, std::string_view longName,
+                 std::string_view format) {
+  const int column = sheet.InsertColumn(afterColumn, name.data(), LengthOf(name), longName.data(),
+                                        LengthOf(longName), format.data(), LengthOf(format));
+  if (column <= 0) throw HostCallError("The host refuses the column " + std::string(name) + ".");
+  return column;
+}
+
+void SetTitle(vlm::ISpreadsheet& sheet, std::string_view title) {
+  sheet.SetTitle(title.data(), LengthOf(title));
+}
+
+std::string QuotedCode(std::string_view text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string CodeText(double code) {
+  char digits[32];
+  const bool whole = code == std::floor(code) && std::abs(code) < 1e15;
+  const auto end = whole ? std::to_chars(digits, digits + sizeof digits, static_cast<long long>(code))
+                         : std::to_chars(digits, digits + sizeof digits, code);
+  return std::string(digits, end.ptr);
+}
+
+std::string TrimBlanks(std::string_view text) { return std::string(Trimmed(text)); }
+
+double ParseMachineNumber(std::string_view text) {
+  const std::string trimmed = TrimBlanks(text);
+  const char* begin = trimmed.data();
+  if (!trimmed.empty() && *begin == '+') ++begin;
+  double value = 0;
+  const auto result = std::from_chars(begin, trimmed.data() + trimmed.size(), value);
+  return result.ec == std::errc() ? value : 0;
+}
+
+}  // namespace vlmfsl

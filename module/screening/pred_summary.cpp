@@ -1,0 +1,39 @@
+#include "module/screening/pred_summary.h"
+
+#include <utility>
+
+namespace vlmfsl {
+
+PredSummary::PredSummary(int kind, int variable, std::string name, int response, int responseNumber,
+                         std::string responseVariableName)
+    : predictorKind(kind),
+      predictorVariable(variable),
+      predictorName(std::move(name)),
+      responseKind(response),
+      responseVariable(responseNumber),
+      responseName(std::move(responseVariableName)) {}
+
+PredSummary::PredSummary(int kind, int variable, std::string name, int responseNumber,
+                         std::string responseVariableName, std::string badText, std::string goodText)
+    : PredSummary(kind, variable, std::move(name), kBinaryKind, responseNumber,
+                  std::move(responseVariableName)) {
+  badCodeText = std::move(badText);
+  goodCodeText = std::move(goodText);
+}
+
+int PredSummary::RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const {
+  if (static_cast<std::size_t>(binIndex) >= binNodes.size()) return 0;
+  const double code = binNodes[static_cast<std::size_t>(binIndex)];
+  const int levelRows = sheet.GetRowCount() - 1;
+  for (int row = 1; row <= levelRows; ++row) {
+    if (sheet.GetValue(row, 1) == code) return row;  // node numbers: whole, exact
+  }
+  return 0;
+}
+
+void PredSummary::RestSheets() {
+  if (workSheet) workSheet->Rest();
+  if (uniqueValues) uniqueValues->Rest();
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,232 @@
+#include "module/screening/screening_results_view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <string_view>
+
+#include "module/frame/guarded.h"
+#include "module/screening/feature_selection_template.h"
+
+namespace vlmfsl {
+namespace {
+
+// Columns of the summary crosstab once its screening columns are in place.
+enum CrosstabColumn : int {
+  kBad = 2,
+  kGood = 3,
+  kTotal = 4,
+  kPercentValidN = 5,
+  kBadRateRow = 6,
+  kBadRateColumn = 7,
+  kGoodRateColumn = 8,
+  kWoe = 9,
+  kGini = 10,
+  kOdds = 11,
+  kInformationValue = 12,
+};
+
+// Columns of the breakdown with its sums of squares.
+enum BreakdownColumn : int { kN = 2, kMean = 3, kVariance = 5, kSse = 10, kSseRanks = 11 };
+
+int KindOf(int response) {
+  if (response == vlm::kBinaryResponse) return kBinaryKind;
+  return response == vlm::kCategoricalResponse ? kCategoricalKind : kContinuousKind;
+}
+
+void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
+
+double OrMissing(double value) { return std::isnan(value) ? vlm::kMissingValue : value; }
+
+void FillBinaryBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin) {
+  bin.bad = sheet.GetValue(row, kBad);
+  bin.good = sheet.GetValue(row, kGood);
+  bin.total = sheet.GetValue(row, kTotal);
+  bin.percentValidN = sheet.GetValue(row, kPercentValidN);
+  bin.badRateRow = sheet.GetValue(row, kBadRateRow);
+  bin.badRateColumn = sheet.GetValue(row, kBadRateColumn);
+  bin.goodRateColumn = sheet.GetValue(row, kGoodRateColumn);
+  bin.woe = sheet.GetValue(row, kWoe);
+  bin.gini = sheet.GetValue(row, kGini);
+  bin.odds = sheet.GetValue(row, kOdds);
+  bin.informationValue = sheet.GetValue(row, kInformationValue);
+}
+
+void FillContinuousBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin) {
+  bin.total = sheet.GetValue(row, kN);
+  bin.mean = sheet.GetValue(row, kMean);
+  bin.variance = sheet.GetValue(row, kVariance);
+  bin.sumOfSquares = sheet.GetValue(row, kSse);
+  bin.sumOfSquaresRanks = sheet.GetValue(row, kSseRanks);
+}
+
+// The row of a bin in the record's sheet: of all cases for binIndex == number of bins, 0 for an empty bin.
+int RowOf(const PredSummary& record, vlm::ISpreadsheet& sheet, int binIndex) {
+  const int binCount = static_cast<int>(record.binNodes.size());
+  if (binIndex == binCount) return sheet.GetRowCount();
+  return binIndex >= 0 && binIndex < binCount ? record.RowOfBin(sheet, binIndex) : 0;
+}
+
+}  // namespace
+
+const PredSummary* ScreeningResultsView::Find(int response, int predictorIndex) const {
+  const auto& results = analysis_.Results(KindOf(response));
+  const bool exists = predictorIndex >= 0 && predictorIndex < static_cast<int>(results.size());
+  return exists ? &results[static_cast<std::size_t>(predictorIndex)] : nullptr;
+}
+
+const PredSummary* ScreeningResultsView::FindFailed(int response, int failedIndex) const {
+  const auto& failed = analysis_.Failed(KindOf(response));
+  const bool exists = failedIndex >= 0 && failedIndex < static_cast<int>(failed.size());
+  return exists ? &failed[static_cast<std::size_t>(failedIndex)] : nullptr;
+}
+
+void ScreeningResultsView::GetRun(int response, vlm::ScreeningRun* run) {
+  const int kind = KindOf(response);
+  *run = {};
+  run->selected = analysis_.ResponseCount(kind) > 0 ? 1 : 0;
+  if (!run->selected) return;
+  run->responseNumber = analysis_.ResponseVariable(kind);
+  run->predictorCount = static_cast<int>(analysis_.Results(kind).size());
+  run->failedCount = static_cast<int>(analysis_.Failed(kind).size());
+  run->sortChoice = kind == kBinaryKind        ? analysis_.binarySort
+                    : kind == kCategoricalKind ? analysis_.categoricalSort
+                                               : analysis_.continuousSort;
+  if (kind == kBinaryKind) run->classCount = 2;
+  if (kind == kCategoricalKind) run->classCount = static_cast<int>(analysis_.responseCodes.size());
+}
+
+void ScreeningResultsView::GetResponseName(int response, vlm::ITextSink* name) {
+  Assign(name, analysis_.ResponseName(KindOf(response)));
+}
+
+void ScreeningResultsView::GetClassText(int response, int classIndex, vlm::ITextSink* text) {
+  GuardedCommand("IScreeningResults::GetClassText", [&] {
+    if (response == vlm::kBinaryResponse) {
+      return Assign(text, classIndex == 0 ? analysis_.badCodeText : analysis_.goodCodeText);
+    }
+    const auto& codes = analysis_.responseCodes;
+    if (classIndex < 0 || classIndex >= static_cast<int>(codes.size())) return Assign(text, "");
+    Assign(text, analysis_.DisplayText(analysis_.ResponseVariable(kCategoricalKind),
+                                       codes[static_cast<std::size_t>(classIndex)]));
+  });
+}
+
+void ScreeningResultsView::GetOrder(int response, vlm::IIntegerSink* predictorIndices) {
+  predictorIndices->Clear();
+  for (const int position : analysis_.Order(KindOf(response))) predictorIndices->Append(position);
+}
+
+void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
+                                        vlm::ScreeningPredictor* predictor) {
+  constexpr double kNone = vlm::kMissingValue;
+  *predictor = {};
+  const PredSummary* record = Find(response, predictorIndex);
+  if (record == nullptr) return;
+  const bool binary = record->responseKind == kBinaryKind;
+  const bool continuous = record->responseKind == kContinuousKind;
+  predictor->predictorNumber = record->predictorVariable;
+  predictor->categorical = record->predictorKind == kCategoricalPredictor ? 1 : 0;
+  predictor->nodeCount = record->nodeCount;
+  predictor->cutPointCount = static_cast<int>(record->cutPoints.size());
+  predictor->binCount = static_cast<int>(record->binNodes.size());
+  predictor->validN = record->validN;
+  predictor->minimum = record->rangeMinimum;
+  predictor->maximum = record->rangeMaximum;
+  predictor->mean = OrMissing(record->mean);
+  predictor->standardDeviation = OrMissing(record->standardDeviation);
+  predictor->quartileRange = OrMissing(record->quartileRange);
+  predictor->badShare = binary ? OrMissing(record->badShare) : kNone;
+  predictor->goodShare = binary ? OrMissing(record->goodShare) : kNone;
+  predictor->informationValue = binary ? record->informationValue : kNone;
+  predictor->giniBefore = binary ? OrMissing(record->giniBefore) : kNone;
+  predictor->giniAfter = binary ? record->giniAfter : kNone;
+  predictor->chiSquare = continuous ? kNone : OrMissing(record->chiSquare);
+  predictor->chiSquareP = continuous ? kNone : OrMissing(record->chiSquareP);
+  predictor->cramersV = continuous ? kNone : OrMissing(record->cramersV);
+  predictor->rSquared = continuous ? OrMissing(record->rSquared) : kNone;
+  predictor->fStatistic = continuous ? OrMissing(record->fStatistic) : kNone;
+  predictor->rSquaredRanks = continuous ? OrMissing(record->rSquaredRanks) : kNone;
+  predictor->totalSumOfSquares = continuous ? OrMissing(record->totalSumOfSquares) : kNone;
+}
+
+void ScreeningResultsView::GetPredictorName(int response, int predictorIndex, vlm::ITextSink* name) {
+  const PredSummary* record = Find(response, predictorIndex);
+  Assign(name, record != nullptr ? std::string_view(record->predictorName) : std::string_view());
+}
+
+void ScreeningResultsView::GetCutPoints(int response, int predictorIndex, double* cutPoints) {
+  const PredSummary* record = Find(response, predictorIndex);
+  if (record != nullptr) std::copy(record->cutPoints.begin(), record->cutPoints.end(), cutPoints);
+}
+
+void ScreeningResultsView::GetBinLabel(int response, int predictorIndex, int binIndex,
+                                       vlm::ITextSink* label) {
+  const PredSummary* record = Find(response, predictorIndex);
+  const bool exists =
+      record != nullptr && binIndex >= 0 && binIndex < static_cast<int>(record->levelNames.size());
+  Assign(label, exists ? std::string_view(record->levelNames[static_cast<std::size_t>(binIndex)])
+                       : std::string_view());
+}
+
+void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex, vlm::ScreeningBin* bin) {
+  constexpr double kNone = vlm::kMissingValue;
+  *bin = {0,     kNone, kNone, kNone, kNone, kNone, kNone, kNone,
+          kNone, kNone, kNone, kNone, kNone, kNone, kNone};
+  const PredSummary* record = Find(response, predictorIndex);
+  if (record == nullptr) return;
+  const bool continuous = record->responseKind == kContinuousKind;
+  const Ref<vlm::ISpreadsheet>& sheet = continuous ? record->breakdown : record->summaryCrosstab;
+  if (!sheet) return;
+  const int row = RowOf(*record, *sheet, binIndex);
+  if (row == 0) return;
+  if (continuous) {
+    FillContinuousBin(*sheet, row, *bin);
+  } else if (record->responseKind == kBinaryKind) {
+    FillBinaryBin(*sheet, row, *bin);
+  } else {
+    bin->total = sheet->GetValue(row, static_cast<int>(analysis_.responseCodes.size()) + 2);
+  }
+}
+
+void ScreeningResultsView::GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) {
+  const PredSummary* record = Find(response, predictorIndex);
+  if (record == nullptr || !record->summaryCrosstab) return;
+  const int classCount =
+      record->responseKind == kBinaryKind ? 2 : static_cast<int>(analysis_.responseCodes.size());
+  const int row = RowOf(*record, *record->summaryCrosstab, binIndex);
+  for (int c = 0; c < classCount; ++c) {
+    counts[c] = row == 0 ? 0 : record->summaryCrosstab->GetValue(row, c + 2);
+  }
+}
+
+int ScreeningResultsView::GetLevelCount(int response, int predictorIndex) {
+  const PredSummary* record = Find(response, predictorIndex);
+  return record != nullptr ? static_cast<int>(record->levelOf.size()) : 0;
+}
+
+void ScreeningResultsView::GetLevel(int response, int predictorIndex, int levelIndex, double* value,
+                                    int* binIndex) {
+  const PredSummary* record = Find(response, predictorIndex);
+  if (record == nullptr || levelIndex < 0 || levelIndex >= static_cast<int>(record->levelOf.size())) return;
+  const auto level = std::next(record->levelOf.begin(), levelIndex);
+  *value = level->first;
+  *binIndex = level->second;
+}
+
+int ScreeningResultsView::GetFailedNumber(int response, int failedIndex) {
+  const PredSummary* record = FindFailed(response, failedIndex);
+  return record != nullptr ? record->predictorVariable : 0;
+}
+
+void ScreeningResultsView::GetFailedName(int response, int failedIndex, vlm::ITextSink* name) {
+  const PredSummary* record = FindFailed(response, failedIndex);
+  Assign(name, record != nullptr ? std::string_view(record->predictorName) : std::string_view());
+}
+
+void ScreeningResultsView::GetFailedReason(int response, int failedIndex, vlm::ITextSink* reason) {
+  const PredSummary* record = FindFailed(response, failedIndex);
+  Assign(reason, record != nullptr ? std::string_view(record->failureReason) : std::string_view());
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,162 @@
+#include "module/screening_outputs/bin_conditions.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "base/number_text.h"
+#include "module/resources/text_ids.h"
+#include "module/screening_outputs/output_texts.h"
+#include "module/screening_outputs/text_file.h"
+
+namespace vlmfsl {
+namespace {
+
+// Bytes: 255 on common file systems, less what a number and the file written aside put behind the name.
+constexpr std::size_t kLongestFileName = 240;
+
+bool HasControlCharacter(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
+}
+
+// The label of a level in quotation marks, empty where a condition had better name the level's code.
+std::string QuotedLevelLabel(const CFeatureSelectionTemplate& analysis, int variableNumber, double code) {
+  vlm::IInputSpreadsheet* const input = analysis.Host().GetInputSpreadsheet();
+  StringSink sink;
+  if (input == nullptr || input->GetValueLabel(variableNumber, code, &sink) != 0) return "";
+  const std::string label = sink.TakeWhole();
+  double found = 0;
+  const bool leadsBack =
+      input->FindValue(variableNumber, label.data(), LengthOf(label), &found) == 0 && found == code;
+  return leadsBack && !HasControlCharacter(label) ? Quoted(analysis, label) : "";
+}
+
+enum class NumberForm { kMachine, kLocale };
+
+std::string LevelCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record, double code,
+                           NumberForm form) {
+  std::string operand = QuotedLevelLabel(analysis, record.predictorVariable, code);
+  if (operand.empty())
+    operand = form == NumberForm::kLocale ? Localized(analysis, CodeText(code)) : CodeText(code);
+  return Quoted(analysis, record.predictorName) + "=" + operand;
+}
+
+// In a recode file: the conditions in front of it have failed.
+std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
+                             std::size_t bin) {
+  const bool last = bin == record.cutPoints.size();
+  const double bound = last ? record.cutPoints.back() : record.cutPoints[bin];
+  return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + FormatMachine(bound);
+}
+
+// In a rules script.
+std::string IntervalCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
+                              std::size_t bin) {
+  const std::string name = Quoted(analysis, record.predictorName);
+  const auto bound = [&](std::size_t cut) {
+    return Localized(analysis, FormatMachine(record.cutPoints[cut]));
+  };
+  std::string condition = bin > 0 ? name + " > " + bound(bin - 1) : "";
+  if (bin > 0 && bin < record.cutPoints.size()) condition += " And ";
+  if (bin < record.cutPoints.size()) condition += name + "<=" + bound(bin);
+  return condition;
+}
+
+std::string FileNameOf(const std::string& stem, const std::string& predictor, const std::string& response,
+                       const std::string& suffix) {
+  return stem + " - " + FileNamePart(predictor) + "_" + FileNamePart(response) + "_" + suffix;
+}
+
+std::string WithoutCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return text;
+}
+
+}  // namespace
+
+std::string RecodeConditions(CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  std::string sections;
+  int sectionCount = 0;
+  const auto add = [&](const std::string& condition, std::size_t bin) {
+    sections += "[SelectionConditions\\Cond" + std::to_string(sectionCount++) +
+                "]\nIgnore=0\nCondition=" + Quoted(analysis, condition) +
+                "\nValue=" + BinLabel(analysis, record, bin) + "\n";
+  };
+  if (record.predictorKind == kCategoricalPredictor) {
+    for (const auto& [code, bin] : record.levelOf) {
+      add(LevelCondition(analysis, record, code, NumberForm::kMachine), static_cast<std::size_t>(bin));
+    }
+  } else {
+    for (std::size_t bin = 0; bin < record.BinCount(); ++bin)
+      add(OrderedCondition(analysis, record, bin), bin);
+  }
+  return "[SelectionConditions]\nConditionSize=" + std::to_string(sectionCount) + "\n" + sections + "\n";
+}
+
+std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  const std::string target = Quoted(analysis, CodedVariableName(analysis, record));
+  std::string script;
+  const auto add = [&](const std::string& condition, std::size_t bin) {
+    script += "If( EvalExpr(" + Quoted(analysis, condition) + ") )\n" + target + "=" +
+              Quoted(analysis, BinLabel(analysis, record, bin)) + "\nEndIf\n";
+  };
+  for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
+    if (record.predictorKind == kContinuousPredictor) {
+      add(IntervalCondition(analysis, record, bin), bin);
+      continue;
+    }
+    for (const auto& [code, binOfCode] : record.levelOf) {
+      if (static_cast<std::size_t>(binOfCode) != bin) continue;
+      add(LevelCondition(analysis, record, code, NumberForm::kLocale), bin);
+    }
+  }
+  return script;
+}
+
+std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummary& record,
+                           const std::string& basePath) {
+  const std::string suffix = RequiredText(analysis, kTextCodedSuffix) + ".ini";
+  const std::size_t slash = basePath.find_last_of("/\\");
+  const std::size_t stemAt = slash == std::string::npos ? 0 : slash + 1;
+  const std::string stem = basePath.substr(stemAt);
+  std::string name = FileNameOf(stem, record.predictorName, record.responseName, suffix);
+  if (name.size() > kLongestFileName) {
+    // The conditions name the predictor too; the response stands nowhere else.
+    const std::string predictor = analysis.Get8CharHash(record.predictorName);
+    name = FileNameOf(stem, predictor, record.responseName, suffix);
+    if (name.size() > kLongestFileName)
+      name = FileNameOf(stem, predictor, analysis.Get8CharHash(record.responseName), suffix);
+  }
+  return basePath.substr(0, stemAt) + name;
+}
+
+int SaveRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& basePath, int count,
+                    std::string& firstRefused) {
+  TextFiles files;
+  std::set<std::string> names;  // names that differ by case alone are one file on some systems
+  for (const int kind : kKindsInOutputOrder) {
+    for (PredSummary* record : BestPredictors(analysis, kind, count)) {
+      const std::string path = WithoutExtension(RecodeFilePath(analysis, *record, basePath), ".ini");
+      std::string free = path;
+      for (int number = 2; !names.insert(WithoutCase(free)).second; ++number) {
+        free = path + " (" + std::to_string(number) + ")";
+      }
+      free += ".ini";
+      record->conditionText = RecodeConditions(analysis, *record);
+      if (!files.Add(free, record->conditionText) && firstRefused.empty()) firstRefused = free;
+    }
+  }
+  return files.Commit();
+}
+
+std::string RulesOfBestPredictors(CFeatureSelectionTemplate& analysis, int count) {
+  std::string script;
+  for (const int kind : kKindsInOutputOrder) {
+    for (const PredSummary* record : BestPredictors(analysis, kind, count))
+      script += RulesScript(analysis, *record);
+  }
+  return script;
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,149 @@
+// Graphs of a continuous response: a box of its order statistics for each bin, and the cases themselves with the mean
+// of each bin and its 95 % limits as a diamond over the bin's interval.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "base/format_text.h"
+#include "module/screening_outputs/event_scripts.h"
+#include "module/screening_outputs/graph_writing.h"
+#include "module/screening_outputs/output_texts.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kMostPoints = 2000;        // more than a picture can show apart
+constexpr double kLevelHalfWidth = 0.4;  // of the diamond of a level, whose place is its bin's number
+constexpr double kJitter = 0.2;          // on either side of that place
+
+// Bits that look random, the same for the same number (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195).
+std::uint64_t Mixed(std::uint64_t number) {
+  number += 0x9E3779B97F4A7C15u;
+  number = (number ^ (number >> 30)) * 0xBF58476D1CE4E5B9u;
+  number = (number ^ (number >> 27)) * 0x94D049BB133111EBu;
+  return number ^ (number >> 31);
+}
+
+// Evenly spread over 0 <= share < 1.
+double MixedShare(std::uint64_t number) { return static_cast<double>(Mixed(number) >> 11) * 0x1p-53; }
+
+// Rows of the work sheet, rising: all, or one at random out of each of kMostPoints parts of the same length. The rows
+// stand in order of the predictor, so that every part of its range is met; the first and the last row always are.
+std::vector<int> SampleRows(int rowCount) {
+  const int count = std::min(rowCount, kMostPoints);
+  std::vector<int> rows(static_cast<std::size_t>(count));
+  const auto begin = [&](int part) { return static_cast<std::int64_t>(rowCount) * part / count; };
+  for (int part = 0; part < count; ++part) {
+    const std::int64_t length = begin(part + 1) - begin(part);
+    const auto step = static_cast<std::int64_t>(Mixed(static_cast<std::uint64_t>(part)) %
+                                                static_cast<std::uint64_t>(length));
+    rows[static_cast<std::size_t>(part)] = static_cast<int>(begin(part) + step) + 1;
+  }
+  if (count > 1) {
+    rows.front() = 1;
+    rows.back() = rowCount;
+  }
+  return rows;
+}
+
+// The cases' places: predictor (or number of the bin, spread a little so that cases of a level can be told apart) and
+// response.
+GraphPoints SampleCases(const PredSummary& record) {
+  if (!record.workSheet) throw HostCallError("The record has no work sheet.");
+  vlm::IWorkSheet& sheet = *record.workSheet;
+  GraphPoints cases;
+  for (const int row : SampleRows(sheet.GetRowCount())) {
+    double x = sheet.GetValue(row, 1);
+    if (record.predictorKind != kContinuousPredictor) {
+      const double node = sheet.GetValue(row, 3);
+      const auto bin = std::find(record.binNodes.begin(), record.binNodes.end(), node);
+      if (bin == record.binNodes.end()) continue;
+      x = static_cast<double>(bin - record.binNodes.begin()) + 1 +
+          kJitter * (2 * MixedShare(static_cast<std::uint64_t>(row)) - 1);
+    }
+    cases.x.push_back(x);
+    cases.y.push_back(sheet.GetValue(row, 2));
+  }
+  return cases;
+}
+
+vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, const PredSummary& record) {
+  const auto figure = [&](int column) { return statistics.GetValue(row, column); };
+  const double position = static_cast<double>(bin) + 1;
+  vlm::GraphBox box = {position,
+                       position - kLevelHalfWidth,
+                       position + kLevelHalfWidth,
+                       figure(kBinMinimum),
+                       figure(kBinLowerQuartile),
+                       figure(kBinMedian),
+                       figure(kBinUpperQuartile),
+                       figure(kBinMaximum),
+                       figure(kBinMean),
+                       figure(kBinLowerLimit),
+                       figure(kBinUpperLimit),
+                       figure(kBinN)};
+  if (record.predictorKind == kContinuousPredictor) {
+    box.intervalFrom = bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1];
+    box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.rangeMaximum;
+  }
+  return box;
+}
+
+// A box, or a diamond over the bin's interval, for each bin that has cases.
+void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::ISpreadsheet& statistics,
+              const PredSummary& record, const std::vector<std::string>& labels) {
+  const int series = graph.Series(seriesKind, name);
+  for (std::size_t bin = 0; bin < labels.size(); ++bin) {
+    const int row = record.RowOfBin(statistics, static_cast<int>(bin));
+    if (row == 0) continue;
+    vlm::GraphBox box = BoxOf(statistics, row, bin, record);
+    if (seriesKind == vlm::kDiamondSeries) box.position = (box.intervalFrom + box.intervalTo) / 2;
+    graph.Document().AddBox(series, &box, labels[bin].data(), LengthOf(labels[bin]));
+  }
+}
+
+}  // namespace
+
+Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& record) {
+  return ShownGraph(*this, record, [&] {
+    const std::vector<std::string> labels = BinLabels(*this, record);
+    GraphWriter graph(*this, vlm::kBoxGraph);
+    graph.TitleLine(RequiredText(*this, kTextCategorizedBoxPlot));
+    graph.TitleLine(
+        FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
+    graph.TitleLineOfSelection();
+    graph.Axis(vlm::kCategoryAxis, record.predictorName);
+    graph.Axis(vlm::kValueAxis, record.responseName);
+    graph.Categories(vlm::kCategoryAxis, labels);
+    AddBoxes(graph, vlm::kBoxSeries, record.responseName, BinStatistics(record), record, labels);
+    return graph.Finish(BoxPlotEventCode(record));
+  });
+}
+
+Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummary& record) {
+  return ShownGraph(*this, record, [&] {
+    const bool continuous = record.predictorKind == kContinuousPredictor;
+    const std::vector<std::string> labels = BinLabels(*this, record);
+    GraphWriter graph(*this, vlm::kScatterGraph);
+    graph.TitleLine(RequiredText(*this, kTextMeanDiamonds));
+    graph.TitleLinesOf(record);
+    graph.Axis(vlm::kCategoryAxis, record.predictorName);
+    graph.Axis(vlm::kValueAxis, record.responseName);
+    if (!continuous) graph.Categories(vlm::kCategoryAxis, labels);
+    const GraphPoints cases = SampleCases(record);
+    graph.Series(vlm::kScatterSeries, RequiredText(*this, kTextCases), cases);
+    if (const int all = record.workSheet->GetRowCount(); all > kMostPoints) {
+      graph.Footnote(FormatText(RequiredText(*this, kTextSampleShown),
+                                {static_cast<long long>(cases.x.size()), static_cast<long long>(all)}));
+    }
+    AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
+             record, labels);
+    // Levels stand where the boxes of a box plot do, so the box plot's blocks serve them.
+    std::string& script = record.resultTexts[kEventScriptText];
+    script = FrameEventScript(ScriptTarget::kPlot,
+                              continuous ? BinConditionsForDiamond(record) : BinConditionsForBox(record));
+    return graph.Finish(script);
+  });
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,65 @@
+#include "module/screening_outputs/graph_writing.h"
+
+#include "base/format_text.h"
+#include "module/screening_outputs/output_texts.h"
+
+namespace vlmfsl {
+
+GraphWriter::GraphWriter(CFeatureSelectionTemplate& analysis, int graphKind)
+    : analysis_(analysis), graph_(Ref<vlm::IGraph>::Adopt(analysis.Host().CreateGraph(graphKind))) {
+  if (!graph_) throw HostCallError("The host cannot make a graph.");
+}
+
+void GraphWriter::TitleLine(std::string_view text) {
+  if (!text.empty()) graph_->AddTitleLine(text.data(), LengthOf(text));
+}
+
+void GraphWriter::TitleLinesOf(const PredSummary& record) {
+  const int predictorLine = record.predictorKind == kContinuousPredictor ? kTextContinuousPredictorLine
+                                                                         : kTextCategoricalPredictorLine;
+  TitleLine(FormatText(RequiredText(analysis_, kTextDependentVariable), {record.responseName}));
+  TitleLine(FormatText(RequiredText(analysis_, predictorLine), {record.predictorName}));
+  TitleLineOfSelection();
+}
+
+void GraphWriter::TitleLineOfSelection() {
+  TitleLine(WholeTextOf([&](vlm::ITextSink* sink) { analysis_.Host().GetCaseSelectionDescription(sink); }));
+}
+
+void GraphWriter::Footnote(std::string_view text) { graph_->SetFootnote(text.data(), LengthOf(text)); }
+
+void GraphWriter::Axis(int axis, std::string_view title) {
+  graph_->SetAxisTitle(axis, title.data(), LengthOf(title));
+}
+
+void GraphWriter::Categories(int axis, std::span<const std::string> texts) {
+  int position = 0;
+  for (const std::string& text : texts) graph_->AddAxisTick(axis, ++position, text.data(), LengthOf(text));
+  graph_->SetAxisRange(axis, 0.5, position + 0.5, 1);
+}
+
+int GraphWriter::Series(int seriesKind, std::string_view name) {
+  const int series = graph_->AddSeriesOfKind(seriesKind, name.data(), LengthOf(name));
+  if (series < 0) throw HostCallError("The host cannot add a series to a graph.");
+  return series;
+}
+
+int GraphWriter::Series(int seriesKind, std::string_view name, const GraphPoints& points) {
+  const int series = Series(seriesKind, name);
+  graph_->AddPoints(series, static_cast<int>(points.x.size()), points.x.data(), points.y.data());
+  return series;
+}
+
+Ref<vlm::IGraph> GraphWriter::Finish(std::string_view eventScript) {
+  if (!eventScript.empty()) graph_->SetSafeEventCode(eventScript.data(), LengthOf(eventScript));
+  graph_->Show();
+  return graph_;
+}
+
+std::vector<std::string> BinLabels(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  std::vector<std::string> labels;
+  for (std::size_t bin = 0; bin < record.BinCount(); ++bin) labels.push_back(BinLabel(analysis, record, bin));
+  return labels;
+}
+
+}  // namespace vlmfsl

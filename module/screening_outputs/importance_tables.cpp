@@ -1,0 +1,89 @@
+#include "module/screening_outputs/importance_tables.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/tolerant.h"
+#include "base/utf8_text.h"
+#include "module/resources/text_ids.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr std::size_t kLongestTitle = 80;
+constexpr int kShortestRowName = 8;
+constexpr int kLongestRowName = 40;
+
+// An F of 1.7e308, which stands for no error at all, is left out and its cell stays empty.
+bool IsWritten(const ImportanceColumn& column, double value) {
+  return column.statistic != &PredSummary::fStatistic || LessBeyondTolerance(value, vlm::kMissingValue);
+}
+
+}  // namespace
+
+std::span<const ImportanceColumn> ImportanceColumns(int responseKind) {
+  static constexpr std::array kBinary = {
+      ImportanceColumn{kTextGini, &PredSummary::giniAfter},
+      ImportanceColumn{kTextInformationValue, &PredSummary::informationValue},
+      ImportanceColumn{kTextCramersV, &PredSummary::cramersV}};
+  static constexpr std::array kCategorical = {ImportanceColumn{kTextChiSquare, &PredSummary::chiSquare},
+                                              ImportanceColumn{kTextPValue, &PredSummary::chiSquareP}};
+  static constexpr std::array kContinuous = {ImportanceColumn{kTextRSquared, &PredSummary::rSquared},
+                                             ImportanceColumn{kTextFStatistic, &PredSummary::fStatistic}};
+  if (responseKind == kBinaryKind) return kBinary;
+  if (responseKind == kCategoricalKind) return kCategorical;
+  return kContinuous;
+}
+
+void WriteImportance(vlm::ISpreadsheet& sheet, int row, int firstColumn, const PredSummary& record) {
+  for (const ImportanceColumn& column : ImportanceColumns(record.responseKind)) {
+    const double value = record.*column.statistic;
+    if (IsWritten(column, value)) sheet.SetValue(row, firstColumn, value);
+    ++firstColumn;
+  }
+}
+
+void NameColumn(vlm::ISpreadsheet& sheet, int column, const std::string& name, const std::string& longName) {
+  sheet.SetColumnName(column, name.data(), LengthOf(name));
+  sheet.SetColumnLongName(column, longName.data(), LengthOf(longName));  // the name itself may be cut
+}
+
+void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int row,
+             const std::string& name) {
+  const auto width =
+      static_cast<std::size_t>(std::clamp(sheet.GetRowNameWidth(), kShortestRowName, kLongestRowName));
+  const std::string shown =
+      CharacterCount(name) <= width ? name : std::string(FirstCharacters(analysis.Get8CharHash(name), width));
+  sheet.SetRowName(row, shown.data(), LengthOf(shown));
+}
+
+Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis, int responseKind) {
+  const std::vector<PredSummary>& results = analysis.Results(responseKind);
+  const std::vector<int>& order = analysis.Order(responseKind);
+  if (results.empty() || order.size() != results.size()) return {};
+  const std::span<const ImportanceColumn> columns = ImportanceColumns(responseKind);
+  const int numberColumn = static_cast<int>(columns.size()) + 1;
+  const int rowCount = static_cast<int>(order.size());
+  auto sheet = Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, numberColumn));
+  if (!sheet) return {};
+
+  const auto nameColumn = [&](int column, int textId) {
+    const std::string name = analysis.Text(textId);
+    NameColumn(*sheet, column, name, name);
+  };
+  for (int c = 1; c < numberColumn; ++c) nameColumn(c, columns[static_cast<std::size_t>(c - 1)].textId);
+  nameColumn(numberColumn, kTextVariableNumber);
+
+  for (int row = 1; row <= rowCount; ++row) {
+    const PredSummary& record = results[static_cast<std::size_t>(order[static_cast<std::size_t>(row - 1)])];
+    NameRow(analysis, *sheet, row, record.predictorName);
+    WriteImportance(*sheet, row, 1, record);
+    sheet->SetInteger(row, numberColumn, record.predictorVariable);
+  }
+  SetTitle(*sheet, FirstCharacters(analysis.Text(kTextImportance) + ": " + results.front().responseName,
+                                   kLongestTitle));
+  sheet->Show();
+  return sheet;
+}
+
+}  // namespace vlmfsl

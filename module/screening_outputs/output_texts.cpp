@@ -1,0 +1,79 @@
+#include "module/screening_outputs/output_texts.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "module/resources/text_ids.h"
+
+namespace vlmfsl {
+
+std::string WithDecimalSeparator(std::string text, std::string_view decimalSeparator) {
+  const std::size_t point = text.find('.');
+  if (point != std::string::npos && !decimalSeparator.empty()) text.replace(point, 1, decimalSeparator);
+  return text;
+}
+
+namespace {
+
+// The host hands back an empty text where it had no memory for one.
+std::string Required(std::string text) {
+  if (text.empty()) throw std::bad_alloc();
+  return text;
+}
+
+}  // namespace
+
+std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
+  return OnOneLine(Stripped(analysis, record.levelNames[bin]));
+}
+
+std::string OnOneLine(std::string text) {
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
+}
+
+std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text) {
+  return text.empty() ? std::string() : Required(analysis.StripFormatting(text));
+}
+
+std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text) {
+  return Required(analysis.QuoteString(text));
+}
+
+std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number) {
+  return Required(analysis.ParseTextBuffer(0, number));
+}
+
+std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId) {
+  return Required(analysis.Text(textId));
+}
+
+std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind) {
+  return RequiredText(analysis, responseKind == kBinaryKind        ? kTextBinaryResponse
+                                : responseKind == kCategoricalKind ? kTextCategoricalResponse
+                                                                   : kTextContinuousResponse);
+}
+
+std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  return record.responseName + "_" + record.predictorName + RequiredText(analysis, kTextCodedSuffix);
+}
+
+std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {
+  std::vector<PredSummary>& results = analysis.Results(responseKind);
+  const std::vector<int>& order = analysis.Order(responseKind);
+  std::vector<PredSummary*> best;
+  for (std::size_t rank = 0; rank < order.size() && static_cast<int>(rank) < count; ++rank) {
+    best.push_back(&results[static_cast<std::size_t>(order[rank])]);
+  }
+  return best;
+}
+
+std::string ScriptText(std::string_view text) {
+  std::string doubled;
+  for (const char c : text) doubled.append(c == '"' ? 2 : 1, c);
+  return doubled;
+}
+
+}  // namespace vlmfsl

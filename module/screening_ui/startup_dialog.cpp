@@ -1,0 +1,439 @@
+#include "module/screening_ui/startup_dialog.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "base/tolerant.h"
+#include "module/frame/module_context.h"
+#include "module/frame/step_result.h"
+#include "module/frame/string_sink.h"
+#include "module/resources/control_ids.h"
+#include "module/resources/text_ids.h"
+#include "module/screening_ui/list_texts.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr int kVariablesShownAtOnce = 8;
+constexpr double kSmallestCode = -9999999;
+constexpr double kLargestCode = 9999999;
+constexpr std::size_t kFewestFactorCodes = 2;
+
+// What the variable dialogs offer first.
+constexpr int kCategoricalVariables = 1;
+constexpr int kContinuousVariables = 2;
+
+struct ListControl {
+  int captionControl;
+  int captionText;
+  int kind;
+};
+// In the order of ScreeningList.
+constexpr ListControl kLists[kScreeningListCount] = {
+    {kControlContinuousDependents, kTextScreeningContinuousResponse, kContinuousVariables},
+    {kControlCategoricalResponse, kTextScreeningCategoricalResponse, kCategoricalVariables},
+    {kControlBinaryResponse, kTextScreeningBinaryResponse, kCategoricalVariables},
+    {kControlCategoricalPredictors, kTextScreeningCategoricalPredictors, kCategoricalVariables},
+    {kControlContinuousPredictors, kTextScreeningContinuousPredictors, kContinuousVariables},
+};
+
+struct SortControl {
+  int control;
+  int ScreeningState::*choice;
+  int value;
+};
+constexpr SortControl kSorts[] = {
+    {kControlSortGini, &ScreeningState::binarySort, kSortByGini},
+    {kControlSortInformationValue, &ScreeningState::binarySort, kSortByInformationValue},
+    {kControlSortBinaryWithoutKey, &ScreeningState::binarySort, kSortByNothing},
+    {kControlSortChiSquareP, &ScreeningState::categoricalSort, kSortByChiSquareP},
+    {kControlSortChiSquare, &ScreeningState::categoricalSort, kSortByChiSquare},
+    {kControlSortRSquared, &ScreeningState::continuousSort, kSortByRSquared},
+    {kControlSortFStatistic, &ScreeningState::continuousSort, kSortByF},
+};
+
+// Collects the lists of a codes dialog. Without memory they stay short, and failed says so: nothing is thrown into the
+// host.
+class CodesSink final : public vlm::ICodesSink {
+ public:
+  explicit CodesSink(std::size_t variableCount) : lists(variableCount) {}
+  virtual ~CodesSink() = default;
+  void Clear() override {
+    for (std::vector<double>& list : lists) list.clear();
+  }
+  void AppendCode(int variableIndex, double code) override {
+    if (variableIndex < 0 || static_cast<std::size_t>(variableIndex) >= lists.size()) return;
+    std::vector<double>& list = lists[static_cast<std::size_t>(variableIndex)];
+    try {
+      if (std::find(list.begin(), list.end(), code) == list.end()) list.push_back(code);
+    } catch (...) {
+      failed = true;
+    }
+  }
+  std::vector<std::vector<double>> lists;
+  bool failed = false;
+};
+
+bool AskCodes(vlm::IDialogWindow& window, const std::vector<int>& variables, CodesSink& codes) {
+  const std::string title = LoadResString(kTextSelectFactorCodes);
+  const bool answered = window.CodesListDialog(title.data(), LengthOf(title), variables.data(),
+                                               static_cast<int>(variables.size()), kVariablesShownAtOnce,
+                                               kSmallestCode, kLargestCode, &codes) != 0;
+  if (codes.failed) throw std::bad_alloc();
+  return answered;
+}
+
+}  // namespace
+
+CFeatureSelectionTemplateStartupDialog::CFeatureSelectionTemplateStartupDialog(
+    CFeatureSelectionTemplate& analysis)
+    : ScriptableDialog(analysis, kScreeningStartupTemplate, "CFeatureSelectionTemplateStartupDialog",
+                       kTextScreeningStartupDialog) {}
+
+vlm::IInputSpreadsheet& CFeatureSelectionTemplateStartupDialog::Input() const {
+  vlm::IInputSpreadsheet* input = Analysis().Host().GetInputSpreadsheet();
+  if (input == nullptr) throw HostCallError("There is no input spreadsheet.");
+  return *input;
+}
+
+// --- Settings
+
+std::vector<int>& CFeatureSelectionTemplateStartupDialog::List(ScreeningList list) const {
+  CFeatureSelectionTemplate& screening = Screening();
+  switch (list) {
+    case ScreeningList::kContinuousResponse:
+      return screening.continuousResponses;
+    case ScreeningList::kCategoricalResponse:
+      return screening.categoricalResponses;
+    case ScreeningList::kBinaryResponse:
+      return screening.binaryResponses;
+    case ScreeningList::kCategoricalPredictor:
+      return screening.categoricalPredictors;
+    default:
+      return screening.continuousPredictors;
+  }
+}
+
+void CFeatureSelectionTemplateStartupDialog::SetLists(std::vector<std::vector<int>> lists) {
+  CFeatureSelectionTemplate& screening = Screening();
+  std::array<bool, kScreeningListCount> changed{};
+  for (std::size_t i = 0; i < kScreeningListCount; ++i) {
+    std::vector<int>& list = List(static_cast<ScreeningList>(i));
+    changed[i] = list != lists[i];
+    list = std::move(lists[i]);
+  }
+  const auto isChanged = [&](ScreeningList list) { return changed[static_cast<std::size_t>(list)]; };
+  if (isChanged(ScreeningList::kCategoricalResponse)) SetResponseCodes({});
+  if (isChanged(ScreeningList::kCategoricalPredictor)) SetFactorCodes({});
+
+  const auto namesOf = [&](const std::vector<int>& variables) {
+    std::vector<std::string> names;
+    names.reserve(variables.size());
+    for (const int variable : variables) names.push_back(Analysis().VariableName(variable));
+    return names;
+  };
+  const auto firstName = [&](const std::vector<int>& variables) {
+    return variables.empty() ? std::string() : Analysis().VariableName(variables.front());
+  };
+  screening.categoricalPredictorNames = namesOf(screening.categoricalPredictors);
+  screening.continuousPredictorNames = namesOf(screening.continuousPredictors);
+  screening.binaryResponseName = firstName(screening.binaryResponses);
+  screening.continuousResponseName = firstName(screening.continuousResponses);
+  screening.categoricalResponseName = firstName(screening.categoricalResponses);
+  screening.binaryResponseCount = screening.binaryResponses.empty() ? 0 : 1;
+  screening.continuousResponseCount = screening.continuousResponses.empty() ? 0 : 1;
+  screening.categoricalResponseCount = screening.categoricalResponses.empty() ? 0 : 1;
+  screening.categoricalPredictorCount = static_cast<int>(screening.categoricalPredictors.size());
+  screening.continuousPredictorCount = static_cast<int>(screening.continuousPredictors.size());
+  ShowLists();
+  ShowCodes();
+}
+
+void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(const std::vector<std::vector<double>>& codes,
+                                                            std::vector<bool> all) {
+  CFeatureSelectionTemplate& screening = Screening();
+  screening.allFactorCodes = std::move(all);
+  screening.factorCodes.clear();
+  screening.factorCodeCounts.clear();
+  for (const std::vector<double>& list : codes) {
+    screening.factorCodes.insert(screening.factorCodes.end(), list.begin(), list.end());
+    screening.factorCodeCounts.push_back(static_cast<int>(list.size()));
+  }
+  if (screening.factorCodes.empty()) screening.factorCodeCounts.clear();
+  ShowCodes();
+}
+
+void CFeatureSelectionTemplateStartupDialog::SetResponseCodes(const std::vector<std::vector<double>>& codes,
+                                                              const std::vector<bool>& all) {
+  // Only the first response is analysed.
+  Screening().responseCodes = codes.empty() ? std::vector<double>() : codes.front();
+  Screening().allResponseCodes = !all.empty() && all.front();
+  ShowCodes();
+}
+
+void CFeatureSelectionTemplateStartupDialog::DropCodes() {
+  SetResponseCodes({});
+  SetFactorCodes({});
+}
+
+void CFeatureSelectionTemplateStartupDialog::RenewAllCodes() {
+  CFeatureSelectionTemplate& screening = Screening();
+  if (screening.allResponseCodes) {
+    std::vector<std::vector<double>> lists;
+    for (const int variable : screening.categoricalResponses)
+      lists.push_back(DistinctValues(Input(), variable));
+    SetResponseCodes(lists, {true});
+  }
+  const std::vector<bool> all = screening.allFactorCodes;
+  if (std::find(all.begin(), all.end(), true) == all.end()) return;
+  std::vector<std::vector<double>> lists;
+  for (std::size_t i = 0; i < screening.categoricalPredictors.size(); ++i) {
+    const std::span<const double> given = screening.FactorCodes(i);
+    lists.push_back(i < all.size() && all[i] ? DistinctValues(Input(), screening.categoricalPredictors[i])
+                                             : std::vector<double>(given.begin(), given.end()));
+  }
+  SetFactorCodes(lists, all);
+}
+
+// --- Controls
+
+void CFeatureSelectionTemplateStartupDialog::InitDialog() {
+  AddPages({kScreeningStartupQuickPage, kScreeningStartupAdvancedPage});
+  Window()->InitOpeningDialog();
+  for (const int control :
+       {kControlGoodCode, kControlBadCode, kControlFactorCodes, kControlFactorCodesCaption,
+        kControlResponseCodes, kControlResponseCodesCaption}) {
+    Window()->EnableWindow(control, 0);
+  }
+  Refresh();
+}
+
+void CFeatureSelectionTemplateStartupDialog::Refresh() {
+  ShowSortChoices();
+  ShowLists();
+  ShowCodes();
+}
+
+void CFeatureSelectionTemplateStartupDialog::ShowLists() {
+  for (std::size_t i = 0; i < kScreeningListCount; ++i) {
+    const std::vector<int>& list = List(static_cast<ScreeningList>(i));
+    WriteVarListToCaptionLong(kLists[i].captionControl, list.data(), static_cast<int>(list.size()));
+  }
+}
+
+void CFeatureSelectionTemplateStartupDialog::ShowCodes() {
+  const CFeatureSelectionTemplate& screening = Screening();
+  const auto show = [&](int button, int caption, bool enabled, bool selected) {
+    Window()->EnableWindow(button, enabled ? 1 : 0);
+    Window()->EnableWindow(caption, enabled ? 1 : 0);
+    SetText(caption, LoadResString(selected ? kTextSelected : kTextNone));
+  };
+  show(kControlResponseCodes, kControlResponseCodesCaption, !screening.categoricalResponses.empty(),
+       !screening.responseCodes.empty());
+  show(kControlFactorCodes, kControlFactorCodesCaption, !screening.categoricalPredictors.empty(),
+       !screening.factorCodes.empty());
+  const int binary = screening.binaryResponses.empty() ? 0 : 1;
+  Window()->EnableWindow(kControlGoodCode, binary);
+  Window()->EnableWindow(kControlBadCode, binary);
+}
+
+void CFeatureSelectionTemplateStartupDialog::ShowSortChoices() {
+  for (const SortControl& sort : kSorts) {
+    if (sort.control == kControlSortBinaryWithoutKey) continue;  // stands on no page
+    Window()->CheckDlgButton(sort.control, Screening().*sort.choice == sort.value ? 1 : 0);
+  }
+}
+
+// --- Commands
+
+void CFeatureSelectionTemplateStartupDialog::Command(int controlId) {
+  for (const SortControl& sort : kSorts) {
+    if (sort.control == controlId) Screening().*sort.choice = sort.value;
+  }
+  switch (controlId) {
+    case kControlOk:
+      Start();
+      break;
+    case kControlCancel:
+      Exit(kExitNone);
+      break;
+    case kControlCaseSelection: {
+      const ResultsLock lock(*this);
+      Window()->DefineSelCond();
+      if (Window()) DropCodes();  // codes are taken from the selected cases
+      break;
+    }
+    case kControlCaseWeights: {
+      const ResultsLock lock(*this);
+      Window()->DefineWeight();
+      break;
+    }
+    case kControlOpenData:
+      OpenData();
+      break;
+    case kControlVariables:
+      ChooseVariables();
+      break;
+    case kControlFactorCodes:
+      ChooseFactorCodes();
+      break;
+    case kControlResponseCodes:
+      ChooseResponseCodes();
+      break;
+    default:
+      break;
+  }
+  if (Window()) ShowSortChoices();
+}
+
+void CFeatureSelectionTemplateStartupDialog::OpenData() {
+  if (Window()->OpenQvdFile() == 0 || !Window()) return;
+  Window()->EnableWindow(kControlOk, 1);
+  Screening().Init();
+  Refresh();
+  Window()->RestoreResults();
+}
+
+void CFeatureSelectionTemplateStartupDialog::ChooseVariables() {
+  const int variableCount = Analysis().Services().GetNbVars();
+  std::array<std::vector<int>, kScreeningListCount> buffers;
+  std::array<int, kScreeningListCount> counts{};
+  std::array<std::string, kScreeningListCount> captions;
+  std::array<vlm::VariableListRequest, kScreeningListCount> requests{};
+  for (std::size_t i = 0; i < kScreeningListCount; ++i) {
+    buffers[i] = List(static_cast<ScreeningList>(i));
+    counts[i] = static_cast<int>(buffers[i].size());
+    buffers[i].resize(std::max(buffers[i].size(), static_cast<std::size_t>(std::max(variableCount, 1))));
+    captions[i] = LoadResString(kLists[i].captionText);
+    requests[i] = {captions[i].data(),
+                   LengthOf(captions[i]),
+                   kLists[i].kind,
+                   variableCount,
+                   buffers[i].data(),
+                   &counts[i],
+                   static_cast<int>(buffers[i].size())};
+  }
+  const std::string title = LoadResString(kTextSelectScreeningVariables);
+  if (Window()->VariableListsDialog(title.data(), LengthOf(title), requests.data(),
+                                    static_cast<int>(requests.size())) == 0 ||
+      !Window()) {
+    return;
+  }
+  std::vector<std::vector<int>> lists;
+  for (std::size_t i = 0; i < kScreeningListCount; ++i) {
+    buffers[i].resize(static_cast<std::size_t>(counts[i]));
+    lists.push_back(std::move(buffers[i]));
+  }
+  SetLists(std::move(lists));
+  const CFeatureSelectionTemplate& screening = Screening();
+  if (screening.binaryResponseCount + screening.continuousResponseCount +
+          screening.categoricalResponseCount ==
+      0) {
+    DisplayInstError(kTextNoResponsesSelected);
+  } else if (screening.categoricalPredictorCount + screening.continuousPredictorCount == 0) {
+    DisplayInstError(kTextNoPredictorsSelected);
+  }
+}
+
+bool CFeatureSelectionTemplateStartupDialog::ChooseFactorCodes() {
+  const std::vector<int>& variables = Screening().categoricalPredictors;
+  CodesSink codes(variables.size());
+  if (variables.empty() || !AskCodes(*Window(), variables, codes) || !Window()) return false;
+  SetFactorCodes(codes.lists);
+  return true;
+}
+
+bool CFeatureSelectionTemplateStartupDialog::ChooseResponseCodes() {
+  const std::vector<int>& variables = Screening().categoricalResponses;
+  CodesSink codes(variables.size());
+  if (variables.empty() || !AskCodes(*Window(), variables, codes) || !Window()) return false;
+  SetResponseCodes(codes.lists);
+  return true;
+}
+
+// --- OK
+
+void CFeatureSelectionTemplateStartupDialog::Start() {
+  if (!Validate()) return;
+  const ResultsLock lock(*this);
+  if (Screening().RunTemplateAnalysis(Window()) == kOk) Exit(kExitShowResults);
+}
+
+bool CFeatureSelectionTemplateStartupDialog::Validate() {
+  CFeatureSelectionTemplate& screening = Screening();
+  const auto refuse = [&](int textId) {
+    screening.ShowMessage(textId);
+    return false;
+  };
+  if (screening.categoricalPredictors.empty() && screening.continuousPredictors.empty()) {
+    return refuse(kTextNoPredictorsSelected);
+  }
+  if (screening.binaryResponses.empty() && screening.continuousResponses.empty() &&
+      screening.categoricalResponses.empty()) {
+    return refuse(kTextNoResponsesSelected);
+  }
+  if (!screening.binaryResponses.empty() && !ReadBinaryCodes()) return false;
+  RenewAllCodes();
+  if (!screening.categoricalResponses.empty() && screening.responseCodes.empty() &&
+      (!ChooseResponseCodes() || screening.responseCodes.empty())) {
+    return refuse(kTextCodesNotSelected);
+  }
+  if (!screening.categoricalPredictors.empty() && screening.factorCodes.empty() &&
+      (!ChooseFactorCodes() || screening.factorCodes.empty())) {
+    return refuse(kTextCodesNotSelected);
+  }
+  for (std::size_t i = 0; i < screening.categoricalPredictors.size(); ++i) {
+    if (screening.FactorCodes(i).size() < kFewestFactorCodes) return refuse(kTextTooFewFactorCodes);
+  }
+  return true;
+}
+
+bool CFeatureSelectionTemplateStartupDialog::ReadBinaryCodes() {
+  CFeatureSelectionTemplate& screening = Screening();
+  double good = 0;
+  double bad = 0;
+  if (!ReadCode(kControlGoodCode, good)) {
+    screening.ShowMessage(kTextGoodCodeNotAppropriate);
+    return false;
+  }
+  if (!ReadCode(kControlBadCode, bad)) {
+    screening.ShowMessage(kTextBadCodeNotAppropriate);
+    return false;
+  }
+  if (NearlyEqual(good, bad)) {
+    screening.ShowMessage(kTextIdenticalCodes);
+    return false;
+  }
+  screening.goodCode = good;
+  screening.badCode = bad;
+  const int response = screening.binaryResponses.front();
+  screening.goodCodeText = screening.DisplayText(response, good);
+  screening.badCodeText = screening.DisplayText(response, bad);
+  if (TrimBlanks(screening.goodCodeText) == TrimBlanks(screening.badCodeText)) {
+    // Labels that do not tell the codes apart: columns are found by these texts.
+    screening.goodCodeText = CodeText(good);
+    screening.badCodeText = CodeText(bad);
+  }
+  return true;
+}
+
+bool CFeatureSelectionTemplateStartupDialog::ReadCode(int controlId, double& code) {
+  const std::string text =
+      TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) { Window()->GetDlgItemText(controlId, sink); }));
+  if (text.empty()) return false;
+  const int response = Screening().binaryResponses.front();
+  double given = 0;
+  if (Input().FindValue(response, text.data(), LengthOf(text), &given) != 0 &&
+      Window()->GetDlgItemReal(controlId, &given) != 0) {
+    return false;
+  }
+  const std::vector<double> values = DistinctValues(Input(), response);
+  const auto place =
+      std::find_if(values.begin(), values.end(), [&](double value) { return NearlyEqual(value, given); });
+  if (place == values.end()) return false;
+  code = *place;
+  return true;
+}
+
+}  // namespace vlmfsl

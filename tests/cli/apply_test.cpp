@@ -1,0 +1,98 @@
+// velmora apply as a process: saved files on other data, and what is said when they do not fit.
+#include <gtest/gtest.h>
+
+#include "tests/cli/command_checks.h"
+
+namespace velmora::testing {
+namespace {
+
+const char kAges[] =
+    "[SelectionConditions]\nConditionSize=2[SelectionConditions\\Cond0]\nIgnore=0\nCondition=\"\"\"age\"\"<="
+    "2.500000000000000e+01\"\nValue=(-Inf, "
+    "25]\n[SelectionConditions\\Cond1]\nIgnore=0\nCondition=\"\"\"age\"\">"
+    "2.500000000000000e+01\"\nValue=(25, Inf)\n\n";
+const char kHomes[] = "If( EvalExpr(\"\"\"home\"\"=\"\"own\"\"\") )\n\"risk_home_Coded\"=\"own\"\nEndIf\n";
+const char kData[] = "id,age,home\n1,25,own\n2,25.01,rent\n3,,own\n4,-3,\n";
+const char kCoded[] =
+    "id,age_Coded,risk_home_Coded\n1,\"(-Inf, 25]\",own\n2,\"(25, Inf)\",\n3,,own\n4,\"(-Inf, 25]\",\n";
+
+TEST(Apply, WritesTheCodedTable) {
+  const TemporaryFolder folder;
+  const Words files = {"apply", folder.Write("a.ini", kAges), folder.Write("b.bas", kHomes),
+                       folder.Write("data.csv", kData)};
+  const ProcessResult piped = RunVelmora(With(files, {"--keep", "id"}));
+  EXPECT_EQ(piped.exitCode, 0) << piped.err;
+  EXPECT_EQ(piped.out, kCoded);
+  EXPECT_EQ(piped.err,
+            "Coded: age_Coded: 1 case has no value\nCoded: risk_home_Coded: 2 cases have no value\n");
+
+  const std::string out = (folder.Path() / "out.parquet").string();
+  const ProcessResult written = RunVelmora(With(files, {"--out", out, "--quiet"}));
+  EXPECT_EQ(written.exitCode, 0);
+  EXPECT_EQ(written.out + written.err, "");
+  const Json variables = JsonFrom({"variables", out})["variables"];
+  ASSERT_EQ(variables.size(), 5u);
+  EXPECT_EQ(variables[3]["labels"].size(), 2u);
+}
+
+TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
+  struct Row {
+    const char* name;
+    Words words;  // behind apply; out.csv is where the result would go
+    int exitCode;
+    std::vector<std::string> said;
+  };
+  const Row rows[] = {
+      {"nothing", {}, 2, {"FILE and DATA are missing"}},
+      {"no data", {"a.ini"}, 2, {"DATA is missing", "a.ini"}},
+      {"no such file", {"none.ini", "data.csv"}, 1, {"none.ini cannot be read."}},
+      {"a folder", {".", "data.csv"}, 1, {". is a folder."}},
+      {"nothing in it", {"empty.ini", "data.csv"}, 1, {"empty.ini is empty."}},
+      {"missing section",
+       {"section.ini", "data.csv"},
+       1,
+       {"section.ini, line 2", "[SelectionConditions\\Cond2]"}},
+      {"unknown variable", {"unknown.ini", "data.csv"}, 1, {"unknown.ini, line 4", "\"agee\"", "\"age\"?"}},
+      {"broken quotes", {"quotes.ini", "data.csv"}, 1, {"quotes.ini, line 4", "a quote is opened"}},
+      {"unknown statement", {"b.bas", "print.bas", "data.csv"}, 1, {"print.bas, line 2", "\"Print\""}},
+      {"made twice", {"a.ini", "a.ini", "data.csv"}, 1, {"age_Coded"}},
+      {"there already", {"a.ini", "coded.csv"}, 1, {"age_Coded", "coded.csv", "--keep"}},
+      {"over what is read", {"a.ini", "data.csv", "--out", "data.csv"}, 2, {"--out", "data.csv"}},
+      {"unknown ending", {"a.ini", "data.csv", "--out", "out.doc"}, 1, {"out.doc", ".csv, .tsv or .parquet"}},
+      {"nothing to keep", {"a.ini", "data.csv", "--keep", "nr"}, 2, {"--keep", "nr"}},
+      {"no such data", {"a.ini", "nodata.csv"}, 1, {"nodata.csv"}},
+  };
+  const std::string ages = kAges;
+  const auto with = [&](const std::string& from, const std::string& to) {
+    return std::string(ages).replace(ages.find(from), from.size(), to);
+  };
+  const TemporaryFolder folder;
+  folder.Write("data.csv", kData);
+  folder.Write("coded.csv", "age,age_Coded\n1,x\n2,y\n");
+  folder.Write("a.ini", ages);
+  folder.Write("b.bas", kHomes);
+  folder.Write("empty.ini", "\n");
+  folder.Write("section.ini", with("Size=2", "Size=3"));
+  folder.Write("unknown.ini", with("\"age\"", "\"agee\""));
+  folder.Write("quotes.ini", with("\"\"\"age", "\"age"));
+  folder.Write("print.bas", std::string("\nPrint 5\n") + kHomes);
+  const Words before = folder.Names();
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const bool hasOut = std::find(row.words.begin(), row.words.end(), "--out") != row.words.end();
+    const Words out = hasOut ? Words() : Words{"--out", "out.csv"};
+    ProcessOptions options;
+    options.folder = folder.Path();
+    const ProcessResult result = RunVelmora(With({"apply"}, With(row.words, out)), options);
+    EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
+    EXPECT_EQ(result.out, "");
+    ExpectSaid(result, row.said);
+    EXPECT_EQ(folder.Names(), before);
+    EXPECT_EQ(ReadFile(folder.Path() / "data.csv"), kData);
+  }
+}
+
+TEST(Apply, PageIsTrue) { ExpectPageIsTrue("apply", 6); }
+
+}  // namespace
+}  // namespace velmora::testing

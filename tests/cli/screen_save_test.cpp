@@ -1,0 +1,411 @@
+// What a screening run leaves behind, against the coded variables that the module itself adds: recode files,
+// rules, bins as JSON, SQL on DuckDB and Python run on data that screening has seen and on data that it has
+// not, and all say the same of every case.
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "tests/cli/command_checks.h"
+#include "workbench/data/duckdb_session.h"
+#include "workbench/data/readers.h"
+
+namespace velmora::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Fields = std::vector<std::string>;
+using Coded = std::map<std::string, Fields>;  // by variable; an empty text: no value
+
+// Numbers in one spelling.
+std::string Plain(std::string text) {
+  double number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || read.ec != std::errc() || read.ptr != text.data() + text.size()) return text;
+  char digits[32];
+  return {digits, std::to_chars(digits, digits + sizeof digits, number).ptr};
+}
+
+// --- Data: a sample with hard names and labels, holes, and cases that screening does not see.
+Fields Split(const std::string& line) {
+  Fields fields;
+  std::istringstream rest(line + ",");
+  for (std::string field; std::getline(rest, field, ',');) fields.push_back(field);
+  return fields;
+}
+
+std::string Joined(const Fields& fields) {
+  std::string line;
+  for (const std::string& field : fields) {
+    std::string quoted;
+    for (const char c : field) quoted += c == '"' ? std::string(2, c) : std::string(1, c);
+    const bool plain = field.find_first_of(",\"") == std::string::npos;
+    line += (plain ? field : "\"" + quoted + "\"") + ",";
+  }
+  line.back() = '\n';
+  return line;
+}
+
+bool IsNumber(const std::string& text) { return !text.empty() && Plain(text + "e0") != text + "e0"; }
+
+struct SampleFiles {
+  std::string whole, held;  // paths; held: the cases of whole that screening does not see
+  std::vector<std::size_t> heldCases;
+};
+
+// part is 1 for cases that screening sees. renamed: names and texts that stand for others.
+SampleFiles Prepare(const TemporaryFolder& folder, const std::string& sample, const std::string& response,
+                    const std::map<std::string, std::string>& renamed) {
+  std::ifstream file(Sample(sample));
+  std::vector<Fields> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(Split(line));
+  const Fields names = lines.front();
+  Fields strange = lines[1], high = lines[1], low = lines[1];
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (names[i] == response) continue;
+    const bool isNumber = IsNumber(lines[1][i]);
+    strange[i] = isNumber ? "" : "it's \"new\", too";
+    high[i] = isNumber ? "123456789.5" : "";
+    low[i] = isNumber ? "-123456789.5" : "";
+  }
+  lines.insert(lines.end(), {strange, high, low});
+  SampleFiles files;
+  std::string whole, held;
+  for (std::size_t row = 0; row < lines.size(); ++row) {
+    Fields& fields = lines[row];
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+      if (row > 0 && names[i] != response && (row + i) % 13 == 0) fields[i].clear();
+      if (const auto other = renamed.find(fields[i]); other != renamed.end()) fields[i] = other->second;
+    }
+    const bool isHeld = row % 3 == 0 || row + 3 >= lines.size();
+    fields.push_back(row == 0 ? "part" : isHeld ? "0" : "1");
+    whole += Joined(fields);
+    if (row == 0 || isHeld) held += Joined(fields);
+    if (row > 0 && isHeld) files.heldCases.push_back(row - 1);
+  }
+  files.whole = folder.Write("whole.csv", whole);
+  files.held = folder.Write("held.csv", held);
+  return files;
+}
+
+// --- What the forms say
+Coded FromTable(const std::string& path) {
+  Coded coded;
+  const Table table = ReadTable(path);
+  for (const Column& column : table.columns) {
+    Fields& fields = coded[column.name];
+    for (const double value : column.values) {
+      const std::string* label = column.LabelOf(value);
+      fields.push_back(value == kMissing  ? ""
+                       : label != nullptr ? Plain(*label)
+                                          : Plain(std::to_string(value)));
+      if (label == nullptr && value != kMissing) {
+        char digits[32];
+        fields.back().assign(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+      }
+    }
+  }
+  return coded;
+}
+
+Coded Applied(const TemporaryFolder& folder, const Words& files, const Words& options) {
+  const std::string out = (folder.Path() / "applied.csv").string();
+  fs::remove(out + ".bundles.json");
+  const ProcessResult result = RunVelmora(With({"apply"}, With(With(files, {"--out", out}), options)));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  return FromTable(out);
+}
+
+Coded FromSql(const std::string& query, const std::string& data, const Words& variables) {
+  DuckDbSession session(1);
+  session.Run("CREATE TABLE whole AS SELECT * FROM read_csv(" + SqlPath(data) +
+              ", header=true, sample_size=-1)");
+  Coded coded;
+  std::string names;
+  for (const std::string& variable : variables) {
+    std::string quoted;
+    for (const char c : variable) quoted += c == '"' ? std::string(2, c) : std::string(1, c);
+    names += (names.empty() ? "\"" : ", \"") + quoted + "\"";
+  }
+  session.Rows("SELECT " + names + " FROM (" + query.substr(0, query.rfind(';')) + ")",
+               [&](const char* const* texts) {
+                 for (std::size_t i = 0; i < variables.size(); ++i)
+                   coded[variables[i]].push_back(texts[i] == nullptr ? "" : Plain(texts[i]));
+               });
+  return coded;
+}
+
+// Every case as texts and as numbers, which must come to the same.
+constexpr char kDriver[] = R"(
+import csv, importlib.util, json, math, sys
+spec = importlib.util.spec_from_file_location('bins', sys.argv[1])
+bins = importlib.util.module_from_spec(spec)
+spec.loader.exec_module(bins)
+def value(text):
+    if text == '':
+        return None
+    try:
+        return float(text)
+    except ValueError:
+        return text
+for number, row in enumerate(csv.DictReader(open(sys.argv[2], encoding='utf-8', newline=''))):
+    typed = {name: value(text) for name, text in row.items()}
+    if number % 2:
+        typed = {name: math.nan if x is None else x for name, x in typed.items()}
+    result = bins.code_case(typed)
+    other = bins.code_case(row)
+    assert result == other, {name: (x, other[name]) for name, x in result.items() if x != other[name]}
+    print(json.dumps(result))
+assert set(bins.code_case({}).values()) == {None}
+)";
+
+bool HasPython() { return std::system("python3 -c 0 > /dev/null 2>&1") == 0; }
+
+Coded FromPython(const TemporaryFolder& folder, const std::string& data) {
+  const std::string driver = folder.Write("driver.py", kDriver);
+  const std::string out = (folder.Path() / "python.out").string();
+  const std::string line = "PYTHONDONTWRITEBYTECODE=1 python3 " + driver + " " +
+                           (folder.Path() / "saved" / "bins.py").string() + " " + data + " > " + out +
+                           " 2> " + out + ".err";
+  EXPECT_EQ(std::system(line.c_str()), 0) << ReadFile(out + ".err");
+  Coded coded;
+  std::istringstream lines(ReadFile(out));
+  for (std::string text; std::getline(lines, text);) {
+    const Json json = Json::parse(text);
+    for (const auto& [name, value] : json.items())
+      coded[name].push_back(value.is_null()     ? ""
+                            : value.is_string() ? Plain(value.get<std::string>())
+                                                : Plain(value.dump()));
+  }
+  return coded;
+}
+
+// The variables of expected that one of the forms gives, case by case.
+void ExpectSame(const std::string& form, const Coded& expected, const Words& variables, const Coded& coded) {
+  for (const std::string& name : variables) {
+    ASSERT_TRUE(coded.contains(name)) << form << " has no " << name;
+    const Fields& wanted = expected.at(name);
+    const Fields& found = coded.at(name);
+    ASSERT_EQ(found.size(), wanted.size()) << form << " of " << name;
+    for (std::size_t i = 0; i < wanted.size(); ++i)
+      ASSERT_EQ(found[i], wanted[i]) << form << " of " << name << ", case " << i + 1;
+  }
+}
+
+// What the bins say beside labels, added to the module's coded variables: bin figures by label.
+void AddFigures(const Json& bins, Coded& coded, Words& variables) {
+  for (const Json& response : bins["responses"]) {
+    for (const Json& predictor : response["predictors"]) {
+      const Fields labels = coded.at(predictor["codedVariable"]);
+      for (std::size_t v = 0; v < predictor["figureVariables"].size(); ++v) {
+        std::map<std::string, std::string> figureOf;
+        for (const Json& bin : predictor["bins"]) {
+          const Json& figure = bin.contains("woe")    ? bin["woe"]
+                               : bin.contains("mean") ? bin["mean"]
+                                                      : bin["shares"][v];
+          figureOf[Plain(bin["label"])] = figure.is_null() ? "" : Plain(figure.dump());
+        }
+        variables.push_back(predictor["figureVariables"][v]);
+        for (const std::string& label : labels)
+          coded[variables.back()].push_back(label.empty() ? "" : figureOf.at(label));
+      }
+    }
+  }
+}
+
+struct Case {
+  const char* name;
+  const char* sample;
+  const char* response;
+  Words options;
+  Words missing;
+  const char* cutPoints;
+  std::map<std::string, std::string> renamed;
+  std::size_t leastPredictors;
+};
+
+class SavedForms : public ::testing::TestWithParam<Case> {};
+
+TEST_P(SavedForms, SayTheSameOfEveryCase) {
+  const Case& row = GetParam();
+  const TemporaryFolder folder;
+  const SampleFiles data = Prepare(folder, row.sample, row.response, row.renamed);
+  const fs::path saved = folder.Path() / "saved";
+  const auto path = [&](const char* name) { return (saved / name).string(); };
+  Words words = With({"screen", data.whole, "--select", "part = 1", "--save-best", "100", "--format", "json"},
+                     With(row.options, row.missing));
+  if (row.cutPoints != nullptr)
+    words = With(words, {"--cut-points", folder.Write("cuts.json", row.cutPoints)});
+  words = With(words, {"--coded", path("coded.csv"), "--recode", path("recode"), "--rules", path("rules.bas"),
+                       "--sql", path("bins.sql"), "--python", path("bins.py"), "--bins", path("bins.json")});
+  const ProcessResult screened = RunVelmora(words);
+  ASSERT_EQ(screened.exitCode, 0) << screened.err;
+
+  Coded whole = FromTable(path("coded.csv"));
+  Words coded;
+  for (const auto& [name, fields] : whole) {
+    if (name.ends_with("_Coded")) coded.push_back(name);
+  }
+  EXPECT_GE(coded.size(), row.leastPredictors);
+  Words all = coded;
+  AddFigures(Json::parse(ReadFile(saved / "bins.json")), whole, all);
+  Coded held;
+  for (const std::string& name : all) {
+    for (const std::size_t i : data.heldCases) held[name].push_back(whole.at(name)[i]);
+  }
+  Words recodes;
+  for (const auto& entry : fs::directory_iterator(saved / "recode")) recodes.push_back(entry.path().string());
+  EXPECT_EQ(recodes.size(), coded.size());
+
+  // Other data may number the same texts in another way.
+  for (const auto& [file, expected] : {std::pair(data.whole, whole), std::pair(data.held, held)}) {
+    SCOPED_TRACE(file);
+    ExpectSame("recode files", expected, coded, Applied(folder, With(recodes, {file}), row.missing));
+    ExpectSame("rules", expected, coded, Applied(folder, {path("rules.bas"), file}, row.missing));
+    ExpectSame("JSON", expected, all, Applied(folder, {path("bins.json"), file}, {}));
+  }
+  ExpectSame("SQL", whole, all, FromSql(ReadFile(saved / "bins.sql"), data.whole, all));
+  if (HasPython()) ExpectSame("Python", whole, all, FromPython(folder, data.whole));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Screen, SavedForms,
+    ::testing::Values(
+        Case{"binary",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad"},
+             {},
+             nullptr,
+             {{"purpose", "Zweck \"wof\xC3\xBCr\", wo"},
+              {"age", "how old?"},
+              {"housing", "income - other_sources"},
+              {"amount", "how old*"},               // the same in a file's name
+              {"duration", std::string(240, 'd')},  // too long for one
+              {"radio or tv",
+               "Radio, \"TV\" & K\xC3\xBC"
+               "che"},
+              {"own", "age"},
+              {"rent", "it's rented"}},
+             17},
+        Case{"cutPointsThatCasesHave",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad", "--categorical",
+              "instalment_rate"},
+             {"--missing", "amount=1169"},
+             R"({"age": [25, 40, 67], "amount": [1169, 5951.0], "instalment_rate": [[1, 3], [2, 4]]})",
+             {},
+             17},
+        Case{"sumsThatMissTheCutPoint",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad", "--continuous",
+              "instalment_rate"},
+             {},
+             R"({"instalment_rate": [0.3, 1.5]})",
+             {{"3", "0.30000000000000004"}},
+             17},
+        Case{"continuous",
+             "house_prices.csv",
+             "price",
+             {"--continuous-response", "price"},
+             {},
+             nullptr,
+             {},
+             10},
+        Case{"classes",
+             "vehicle.csv",
+             "class",
+             {"--categorical-response", "class"},
+             {},
+             nullptr,
+             {{"van", "a \"van\", \xC3\xA9"}},
+             15},
+        Case{"weightsAndThreeKinds",
+             "schools.csv",
+             "awards",
+             {"--binary-response", "awards", "--good", "yes", "--bad", "no", "--continuous-response",
+              "api2000", "--categorical-response", "school_type", "--weight", "weight"},
+             {},
+             nullptr,
+             {},
+             30}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(ScreenSave, NamesThatDifferByCaseStayTwoInSql) {
+  const TemporaryFolder folder;
+  std::string csv = "Age,age,risk\n";
+  for (int i = 0; i < 200; ++i)
+    csv +=
+        std::to_string(i % 61) + "," + std::to_string(i * 7 % 53) + "," + std::to_string(i % 61 > 30) + "\n";
+  const std::string query = (folder.Path() / "bins.sql").string();
+  const ProcessResult result = RunVelmora({"screen", folder.Write("a.csv", csv), "--binary-response", "risk",
+                                           "--good", "1", "--bad", "0", "--sql", query});
+  const std::string second = "risk_age_Coded is risk_age_Coded_2 in the query";
+  ExpectSaid(result, {"many databases take the columns Age and age for one", second.c_str()});
+  EXPECT_NE(ReadFile(query).find("-- Names: " + second), std::string::npos);
+  DuckDbSession session(1);
+  session.Run("CREATE TABLE a AS SELECT i AS age, i AS risk FROM range(9) t(i)");
+  session.Run("CREATE TABLE coded AS " + ReadFile(query));
+  session.Rows("SELECT string_agg(column_name, ' ') FROM duckdb_columns() WHERE table_name = 'coded'",
+               [](const char* const* texts) {
+                 EXPECT_STREQ(texts[0],
+                              "age risk risk_Age_Coded risk_Age_WOE risk_age_Coded_2 risk_age_WOE_2");
+               });
+}
+
+TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
+  struct Row {
+    const char* name;
+    Words options;
+    int exitCode;
+    std::vector<std::string> said;
+  };
+  const Row rows[] = {
+      {"unknown ending", {"--bins", "b.json", "--coded", "c.doc"}, 1, {"c.doc"}},
+      {"one name twice", {"--bins", "b.json", "--sql", "./b.json"}, 2, {"--sql", "--bins", "b.json"}},
+      {"a folder that is a file", {"--sql", "b.sql", "--recode", "a.csv"}, 1, {"a.csv"}},
+      {"a number", {"--save-best", "0"}, 2, {"--save-best", "1 to 100000"}},
+      {"no name", {"--rules"}, 2, {"--rules"}},
+  };
+  const TemporaryFolder folder;
+  folder.Write("a.csv", ReadFile(Sample("german_credit.csv")));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ProcessOptions options;
+    options.folder = folder.Path();
+    const ProcessResult result = RunVelmora(
+        With({"screen", "a.csv", "--binary-response", "risk", "--good", "good", "--bad", "bad"}, row.options),
+        options);
+    EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
+    EXPECT_EQ(result.out, "");
+    ExpectSaid(result, row.said);
+    EXPECT_EQ(folder.Names(), Words{"a.csv"});
+  }
+}
+
+TEST(ScreenSave, TellsOfLevelsThatOneLineDoesNotHold) {
+  const TemporaryFolder folder;
+  std::string data = "size,home,risk\n";
+  for (int i = 0; i < 300; ++i)
+    data += std::to_string(i * 37 % 300) + (i % 3 == 0 ? ",\"own\nhouse\"," : ",rent,") +
+            (i * 37 % 300 + 100 * (i % 3) > 300 ? "bad\n" : "good\n");
+  const std::string bins = (folder.Path() / "bins.json").string();
+  const std::string coded = (folder.Path() / "coded.csv").string();
+  const ProcessResult result =
+      RunVelmora({"screen", folder.Write("data.csv", data), "--binary-response", "risk", "--good", "good",
+                  "--bad", "bad", "--rules", (folder.Path() / "rules.txt").string(), "--bins", bins,
+                  "--coded", coded, "--format", "json"});
+  EXPECT_EQ(result.exitCode, 0);
+  ExpectSaid(result, {"Warning: home has levels with line breaks"});
+  // The label is on one line wherever it stands.
+  EXPECT_NE(ReadFile(bins).find("\"label\":\"own house\""), std::string::npos);
+  EXPECT_NE(ReadFile(coded).find("own house"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace velmora::testing

@@ -1,0 +1,306 @@
+// What people and scripts do that they should not, against the module itself: pressing OK too early, typing half a
+// number, pulling data, dialogs and whole analyses away while something works on them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/session/session_support.h"
+#include "tests/support/paths.h"
+#include "workbench/data/errors.h"
+#include "workbench/data/names.h"
+#include "workbench/data/readers.h"
+
+namespace velmora {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const std::string kCredit = SourceDir() + "/samples/german_credit.csv";
+const std::string kHouses = SourceDir() + "/samples/house_prices.csv";
+constexpr char kNone[] = "No predictor variables have been selected.";
+
+// A person who answers as the test says and may do something foolish at any moment.
+struct FoolishFace final : WindowFace {
+  bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
+    Do();
+    for (std::size_t i = 0; i < lists.size() && i < answer.size(); ++i) lists[i].variables = answer[i];
+    return !answer.empty();
+  }
+  bool AskCodes(DialogWindow&, CodesQuestion& question) override {
+    Do();
+    for (std::vector<double>& codes : question.codes) codes = {1, 2};
+    return true;
+  }
+  bool AskCaseSelection(DialogWindow&, CaseSelectionText& selection) override {
+    Do();
+    selection.include = "age > 30";
+    return true;
+  }
+  std::optional<std::string> AskDataFile(DialogWindow&) override { return file; }
+  void ProgressStep(int step) override {
+    RecordingFace::ProgressStep(step);
+    Do();
+  }
+  void Notice(std::string_view text) override {
+    RecordingFace::Notice(text);
+    Do();
+  }
+  void Do() {
+    if (foolish) std::exchange(foolish, nullptr)();
+  }
+
+  std::vector<std::vector<int>> answer;
+  std::optional<std::string> file;
+  std::function<void()> foolish;  // once
+};
+
+struct MisuseTest : testing::Test {
+  MisuseTest() : session(face, ModuleOptions()) { session.SetTable(ReadTable(kCredit)); }
+  int Number(const char* name) { return ResolveVariable(session.Data(), name); }
+  const std::string& Text(int controlId) { return face.window->Find(controlId)->text; }
+
+  FoolishFace face;
+  Session session;
+};
+
+constexpr char kFeatureLists[] = "amount | risk | duration_months age | checking_account telephone";
+constexpr char kScreeningLists[] = "amount | | risk | purpose | duration_months age";
+
+TEST_F(MisuseTest, OkWithTooLittleChosenSaysWhatIsMissing) {
+  const AutomationClient features = session.StartFeatureSelection();
+  EXPECT_EQ(ErrorOf([&] { features.Call("OK"); }), "Variable selection not valid.");
+  EXPECT_TRUE(face.window->Press(1));
+  EXPECT_TRUE(session.StartupDialog()) << "nobody chose anything, the dialog stays";
+  session.EndAnalysis();
+
+  const AutomationClient screening = session.StartScreening();
+  EXPECT_EQ(screening.Call("OK").AsInt(), 0);
+  EXPECT_THAT(face.messages, ElementsAre(kNone));
+  screening.Put("Variables", "| | | | age");
+  EXPECT_TRUE(face.window->Press(1));
+  EXPECT_EQ(face.messages.back(), "No response variables have been selected.");
+  EXPECT_EQ(ErrorOf([&] { screening.Put("FactorCodes", "1 2"); }),
+            "Set Variables first: no variable of theirs takes these codes.");
+  face.answer = {{}, {}, {}, {}, {}};
+  EXPECT_TRUE(face.window->Press(1005));
+  EXPECT_THAT(face.instructionErrors, ElementsAre("No response variables have been selected."));
+  face.answer = {{Number("amount")}, {}, {}, {}, {}};
+  EXPECT_TRUE(face.window->Press(1005));
+  EXPECT_EQ(face.instructionErrors.back(), kNone);
+}
+
+// The checks come in their order, each with its own sentence, and a half-typed number is no number.
+TEST_F(MisuseTest, CodesOfTheBinaryResponseAreCheckedOneByOne) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", kScreeningLists);
+  struct Row {
+    const char *good, *bad, *message;
+  };
+  constexpr char kGood[] = "The code used to specify 'Good' is not appropriate.";
+  constexpr char kBad[] = "The code used to specify 'Bad' is not appropriate.";
+  const Row rows[] = {
+      {"", "", kGood},           {"3", "1", kGood},           {"1e", "2", kGood}, {"-", "nonsense", kGood},
+      {"1", "", kBad},           {"good", "2.", "identical"}, {"2", "2e", kBad},  {"good", "1.5", kBad},
+      {"1", "bad", "identical"}, {"bad", "bad", "identical"}};
+  for (const Row& row : rows) {
+    face.messages.clear();
+    EXPECT_TRUE(face.window->TypeText(1048, row.good));
+    EXPECT_TRUE(face.window->TypeText(1046, row.bad));
+    EXPECT_TRUE(face.window->Press(1));
+    ASSERT_EQ(face.messages.size(), 1U) << row.good << " " << row.bad;
+    EXPECT_THAT(face.messages[0], HasSubstr(row.message)) << row.good << " " << row.bad;
+    EXPECT_TRUE(session.StartupDialog());
+  }
+}
+
+TEST_F(MisuseTest, ChosenCodesGoWithWhatTheyWereChosenFor) {
+  const AutomationClient startup = session.StartScreening();
+  EXPECT_FALSE(face.window->Find(1044)->enabled);
+  EXPECT_FALSE(face.window->Find(1048)->enabled);
+  startup.Put("Variables", "| housing | risk | purpose savings | age");
+  const auto choose = [&] {
+    EXPECT_TRUE(face.window->Press(1044));
+    EXPECT_TRUE(face.window->Press(1079));
+    EXPECT_EQ(Text(1054) + " " + Text(1080), "selected selected");
+  };
+  choose();
+  EXPECT_TRUE(face.window->Press(1001));
+  EXPECT_EQ(Text(1054) + " " + Text(1080), "none none") << "codes are those of the selected cases";
+  choose();
+  startup.Put("Variables", "| housing | risk | purpose | age");
+  EXPECT_EQ(Text(1054) + " " + Text(1080), "none selected");
+  startup.Put("Variables", "| | | | age");
+  EXPECT_EQ(Text(1054) + " " + Text(1080), "none none");
+  EXPECT_FALSE(face.window->Find(1079)->enabled);
+  EXPECT_FALSE(face.window->Press(1044));
+  EXPECT_EQ(startup.Get("FactorCodes").AsText(), "");
+}
+
+// "*" stands for the codes of the cases that the run has, not of those selected when a script said so.
+TEST_F(MisuseTest, AllCodesAreThoseOfTheRun) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| housing | risk | purpose housing | age");
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  session.SelectCases("housing <> 'own'", "");
+  startup.Put("FactorCodes", "\"new car\" \"used car\" | *");
+  startup.Put("ResponseCodes", "*");
+  EXPECT_EQ(startup.Get("FactorCodes").AsText(), "5 10 | 1 3");
+  session.SelectCases("", "");
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+  vlm::IScreeningResults& results = *session.ScreeningResults();
+  vlm::ScreeningRun run{};
+  results.GetRun(vlm::kCategoricalResponse, &run);
+  EXPECT_EQ(run.classCount, 3);
+  int levelCount = 0;
+  for (int index = 0; index < 3; ++index) levelCount += results.GetLevelCount(vlm::kBinaryResponse, index);
+  EXPECT_EQ(levelCount, 2 + 3);
+}
+
+// Codes that OK asks for are the script's own, once it has given them.
+TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| | risk | housing purpose | age");
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  EXPECT_THAT(ErrorOf([&] { startup.Put("FactorCodes", "own | castle"); }),
+              HasSubstr("\"castle\" is neither a code nor a value label of purpose, whose codes are "
+                        "\"business\", \"domestic appliance\", "));
+  startup.Put("ResultsCodes", "own \"rent\" | castle");
+  EXPECT_EQ(ErrorOf([&] { startup.Call("OK"); }),
+            "\"castle\" is neither a code nor a value label of purpose.");
+  startup.Put("ResultsCodes", "own | 1 2 | 3");
+  EXPECT_THAT(ErrorOf([&] { startup.Call("OK"); }),
+              HasSubstr("There are 2 lists to choose, and 3 were given."));
+  startup.Put("ResultsCodes", "own | 1 2");
+  EXPECT_EQ(startup.Call("OK").AsInt(), 0);
+  EXPECT_THAT(face.messages.back(), HasSubstr("not enough distinct factor codes"));
+  startup.Put("FactorCodes", "");
+  startup.Put("ResultsCodes", Variant::Array{std::vector<int>{1, 2}, Variant::Array{1, 2.0, "3"}});
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+}
+
+TEST_F(MisuseTest, AFileThatCannotBeReadChangesNothing) {
+  const AutomationClient startup = session.StartFeatureSelection();
+  startup.Put("Variables", kFeatureLists);
+  const std::string before = startup.Get("Variables").AsText();
+  face.file = "/nowhere/else.csv";
+  EXPECT_TRUE(face.window->Press(1003));
+  EXPECT_THAT(face.instructionErrors.back(), HasSubstr("/nowhere/else.csv"));
+  EXPECT_EQ(startup.Get("Variables").AsText(), before);
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+}
+
+TEST_F(MisuseTest, OtherDataLeaveHeldDialogsClosedAndFreshOnesOpen) {
+  for (const bool screening : {false, true}) {
+    session.SetTable(ReadTable(kCredit));
+    const AutomationClient held = screening ? session.StartScreening() : session.StartFeatureSelection();
+    held.Put("Variables", screening ? kScreeningLists : kFeatureLists);
+    session.SetTable(ReadTable(kHouses));
+    for (const char* member : {"Variables", "Name", "Parent"}) {
+      EXPECT_THROW(held.Get(member), AutomationError) << member;
+    }
+    EXPECT_THROW(held.Put("Variables", ""), AutomationError);
+    EXPECT_THROW(held.Call("OK"), AutomationError);
+    EXPECT_THROW(held.Call("Cancel"), AutomationError);
+    const AutomationClient fresh = session.StartupDialog();
+    ASSERT_TRUE(fresh);
+    EXPECT_THAT(fresh.Get("Variables").AsText(), testing::Not(HasSubstr("1")));
+    session.EndAnalysis();
+  }
+}
+
+// Whatever calls into the module is on the stack, the analysis goes only when it has returned.
+TEST_F(MisuseTest, AnAnalysisMayBeEndedOutOfAnyOfItsCommands) {
+  struct Row {
+    const char* name;
+    bool screening;
+    int control;  // 0: a script's OK
+  };
+  const Row rows[] = {{"variables", false, 1005}, {"cases", false, 1001},    {"run", false, 1},
+                      {"script", false, 0},       {"variables", true, 1005}, {"factor codes", true, 1044},
+                      {"cases", true, 1001},      {"run", true, 1},          {"script", true, 0}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.screening ? "screening: " : "feature selection: ") + row.name);
+    session.SelectCases("", "");
+    const AutomationClient startup =
+        row.screening ? session.StartScreening() : session.StartFeatureSelection();
+    startup.Put("Variables", row.screening ? kScreeningLists : kFeatureLists);
+    if (row.screening) {
+      startup.Put("GoodCode", "good");
+      startup.Put("BadCode", "bad");
+      startup.Put("FactorCodes", "*");
+      if (row.control == 1044) startup.Put("FactorCodes", "");
+    }
+    face.answer = {{Number("amount")}, {}, {}, {Number("purpose")}, {Number("age")}};
+    if (!row.screening) face.answer.pop_back();
+    bool ended = false;
+    face.foolish = [&] {
+      session.EndAnalysis();
+      ended = true;
+      EXPECT_THROW(startup.Get("Variables"), AutomationError);
+    };
+    if (row.control != 0) {
+      EXPECT_TRUE(face.window->Press(row.control));
+    } else {
+      try {
+        startup.Call("OK");
+      } catch (const AutomationError&) {
+      }
+    }
+    EXPECT_TRUE(ended);
+    EXPECT_FALSE(session.StartupDialog());
+    EXPECT_FALSE(session.ResultsDialog());
+    EXPECT_EQ(session.FeatureSelectionResults(), nullptr);
+    EXPECT_EQ(face.window, nullptr);
+  }
+  EXPECT_THAT(session.LogTexts(), testing::Each(testing::Not(HasSubstr("blocks of memory"))));
+}
+
+TEST_F(MisuseTest, DataStayWhatTheyAreWhileTheyAreRead) {
+  for (const bool screening : {false, true}) {
+    const AutomationClient startup = screening ? session.StartScreening() : session.StartFeatureSelection();
+    startup.Put("Variables", screening ? "amount | | | | duration_months" : kFeatureLists);
+    std::vector<std::string> refused;
+    face.foolish = [&] {
+      refused = {ErrorOf([&] { session.SetTable(ReadTable(kHouses)); }),
+                 ErrorOf([&] { session.SelectCases("age > 30", ""); }),
+                 ErrorOf([&] { session.WeightBy(1); }),
+                 ErrorOf([&] { session.Application().Call("Open", {kHouses}); }),
+                 ErrorOf([&] { startup.Put("Variables", ""); }),
+                 ErrorOf([&] { startup.Call("OK"); })};
+    };
+    EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+    constexpr char kStill[] = "The data cannot be changed while an analysis reads them.";
+    EXPECT_THAT(refused,
+                ElementsAre(kStill, kStill, kStill, kStill, "The dialog is busy.", "The dialog is busy."));
+    EXPECT_EQ(session.Data().fileName, kCredit);
+    session.EndAnalysis();
+  }
+}
+
+// Results of the old data must not be read through documents that are made while the data go.
+TEST_F(MisuseTest, ResultsGoWhileTheirOutputIsMade) {
+  const AutomationClient startup = session.StartFeatureSelection();
+  startup.Put("Variables", kFeatureLists);
+  startup.Call("OK");
+  const AutomationClient results = session.ResultsDialog();
+  results.Put("DisplayBestPredictorsWithFixedPValue", 1);
+  results.Put("FixedPValueOfBestPredictors", 1e-300);
+  face.foolish = [&] { session.SetTable(ReadTable(kHouses)); };
+  try {
+    results.Get("Summary");
+  } catch (const AutomationError&) {
+  }
+  EXPECT_FALSE(face.notices.empty());
+  EXPECT_FALSE(face.foolish) << "the data went in the middle";
+  EXPECT_FALSE(session.ResultsDialog());
+  EXPECT_TRUE(session.StartupDialog());
+  EXPECT_THROW(results.Get("Summary"), AutomationError);
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,77 @@
+// The host's own analyses behind the contract: classification and regression trees, cross-tabulation,
+// breakdown, descriptive statistics and ranks, over the kernels of workbench/stats.
+//
+// What belongs to the data is made once and shared: case selections by their texts, responses by their codes,
+// and the sorted orders of predictors, in a cache of bounded size. Everything else lives for one predictor: a
+// work sheet keeps its recipe (columns of the table, selection, bins) and makes its rows again when read.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/object_model.h"
+#include "workbench/data/table.h"
+#include "workbench/documents/sheet.h"
+
+namespace velmora {
+
+// Bins that a person wants for one variable instead of those that a tree would find.
+struct OwnBins {
+  std::vector<double> cutPoints;            // continuous predictor, any order
+  std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
+};
+
+using OwnBinsByVariable = std::map<int, OwnBins>;  // by variable number
+
+struct HostAnalysisSettings {
+  // Takes splits back that are no better than chance; never the first one. Off to compare trees with other
+  // programs'.
+  bool pruneTrees = true;
+  // Sorted orders of predictors that are kept from the second response on: what is there stays until the data
+  // change, what no longer fits is made again for each response.
+  std::size_t orderCacheBytes = std::size_t{512} << 20;
+  OwnBinsByVariable ownBins;
+  // Those of the analysis that asks, instead of ownBins; null: it has none.
+  std::shared_ptr<const OwnBinsByVariable> analysisBins;
+};
+
+// What the analyses need of the session. Functions are called on the session's thread.
+struct HostAnalysesEnvironment {
+  // The session's table. Values never change in place while an analysis or a sheet made from it lives; columns
+  // may be added. Before other data are put in its place, what was in it is handed over by ReleaseData.
+  std::function<const Table&()> table;
+  // Case selection and weight variable (0: none) of the session.
+  std::function<void(std::string& inclusion, std::string& exclusion)> selection;
+  std::function<int()> weightVariable;
+  // Wraps a finished sheet as a document: a new object whose one reference is the caller's.
+  std::function<vlm::ISpreadsheet*(std::shared_ptr<Sheet>)> wrapSheet;
+  std::function<void(std::string_view)> notice;
+};
+
+class HostAnalyses {
+ public:
+  explicit HostAnalyses(HostAnalysesEnvironment environment);
+  ~HostAnalyses();
+  HostAnalyses(const HostAnalyses&) = delete;
+  HostAnalyses& operator=(const HostAnalyses&) = delete;
+
+  HostAnalysisSettings& Settings();
+  // A new analysis on the input table, null for an unknown identifier. It may outlive this object.
+  vlm::IHostAnalysis* Create(int analysisId);
+  // Drops what was made from the data and is kept: after selection, weights or names have changed.
+  void ForgetCaches();
+  // The session's table goes. old: what was in it, which analyses and sheets made from it keep.
+  void ReleaseData(std::shared_ptr<const Table> old);
+
+  struct Shared;
+
+ private:
+  std::shared_ptr<Shared> shared_;
+};
+
+}  // namespace velmora

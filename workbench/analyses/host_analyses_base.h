@@ -1,0 +1,127 @@
+// What every host analysis has: settings, the reason of a failure, and result sheets.
+#pragma once
+
+#include <array>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "workbench/analyses/host_analyses_data.h"
+#include "workbench/automation/sinks.h"
+#include "workbench/data/errors.h"
+
+namespace velmora {
+
+// The fields of a variable list: " 5 | | 7" gives {5}, {}, {7}. Throws DataError for anything but numbers.
+std::vector<std::vector<int>> ParseVariableFields(std::string_view text);
+
+class HostAnalysis : public vlm::IHostAnalysis {
+ public:
+  HostAnalysis(const HostAnalysis&) = delete;
+  HostAnalysis& operator=(const HostAnalysis&) = delete;
+
+  void AddReference() final { ++references_; }
+  void ReleaseReference() final {
+    if (--references_ == 0) delete this;
+  }
+  int GetAnalysisID() final { return analysisId_; }
+  void GetError(vlm::ITextSink* text) final { text->Assign(error_.data(), LengthOf(error_)); }
+  int SetVariableList(const char* text, int length) final {
+    return Try([&] { fields_ = ParseVariableFields(TextOf(text, length)); });
+  }
+  void GetCaseSelection(int* enabled, vlm::ITextSink* inclusion, vlm::ITextSink* exclusion) final {
+    *enabled = cases_.enabled;
+    inclusion->Assign(cases_.inclusion.data(), LengthOf(cases_.inclusion));
+    exclusion->Assign(cases_.exclusion.data(), LengthOf(cases_.exclusion));
+  }
+  int SetCaseSelection(int enabled, const char* inclusion, int inclusionLength, const char* exclusion,
+                       int exclusionLength) final {
+    return Try([&] {
+      cases_.enabled = enabled;
+      cases_.inclusion = TextOf(inclusion, inclusionLength);
+      cases_.exclusion = TextOf(exclusion, exclusionLength);
+    });
+  }
+  int GetCaseWeight() final { return cases_.weightVariable; }
+  int SetCaseWeight(int variableNumber) final;
+  int SetOption(int option, int value) final;
+  int SetResponseCodes(const char* text, int length) final {
+    return Try([&] { responseCodes_ = TextOf(text, length); });
+  }
+  int SetPredictorCodes(const char* text, int length) final {
+    return Try([&] { predictorCodes_ = TextOf(text, length); });
+  }
+  int Run() final {
+    return Try([&] { Compute(); });
+  }
+  vlm::ISpreadsheet* GetResult(int result, int index) final {
+    vlm::ISpreadsheet* document = nullptr;
+    Try([&] {
+      if (std::shared_ptr<Sheet> sheet = MakeResult(result, index)) {
+        document = shared_->environment.wrapSheet(std::move(sheet));
+      }
+    });
+    return document;
+  }
+  vlm::IWorkSheet* CreateWorkSheet() final {
+    vlm::IWorkSheet* sheet = nullptr;
+    Try([&] { sheet = MakeWork(); });
+    return sheet;
+  }
+
+ protected:
+  HostAnalysis(int analysisId, std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table)
+      : shared_(std::move(shared)), table_(std::move(table)), analysisId_(analysisId) {}
+  virtual ~HostAnalysis() = default;
+
+  // These throw; what() is what GetError tells.
+  virtual void Compute() = 0;
+  virtual std::shared_ptr<Sheet> MakeResult(int result, int index) = 0;  // null: there is none
+  virtual vlm::IWorkSheet* MakeWork() { throw DataError("This analysis makes no work sheet."); }
+
+  // Field i of the variable list, which must have as many numbers.
+  const std::vector<int>& Field(std::size_t i) const;
+  const std::vector<std::vector<int>>& Fields() const { return fields_; }
+  int Option(int option) const { return options_[static_cast<std::size_t>(option)]; }
+
+  std::shared_ptr<HostAnalyses::Shared> shared_;
+  TablePointer table_;
+  CaseSettings cases_;
+  std::string responseCodes_, predictorCodes_;
+
+ private:
+  template <typename Function>
+  int Try(Function function) noexcept {
+    try {
+      error_.clear();
+      function();
+      return 0;
+    } catch (const std::exception& failure) {
+      Remember(failure.what());
+    } catch (...) {
+      Remember("The host analysis failed.");
+    }
+    return 1;
+  }
+  void Remember(const char* reason) noexcept {
+    try {
+      error_ = reason;
+    } catch (...) {
+      error_.clear();
+    }
+  }
+
+  static constexpr std::size_t kOptionCount = 5;
+  std::vector<std::vector<int>> fields_;
+  std::array<int, kOptionCount> options_{0, 0, 5, 1, 0};  // by HostAnalysisOption
+  std::string error_;
+  int analysisId_;
+  int references_ = 1;
+};
+
+// A new tree analysis on the table; its one reference is the caller's. (host_analyses_tree.cpp)
+vlm::IHostAnalysis* MakeTreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table);
+
+}  // namespace velmora

@@ -1,0 +1,226 @@
+#include "workbench/analyses/host_analyses_data.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "workbench/data/errors.h"
+#include "workbench/documents/texts.h"
+#include "workbench/language/selection.h"
+#include "workbench/stats/coding.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::size_t kKeptMasks = 4;
+constexpr std::size_t kKeptResponses = 4;
+constexpr std::size_t kSpareColumns = 6;
+
+template <typename List, typename Item>
+void KeepNewest(List& list, Item item, std::size_t kept) {
+  list.push_front(std::move(item));
+  while (list.size() > kept) list.pop_back();
+}
+
+std::vector<double> CodesThatOccur(const Column& column, const MaskPointer& selected) {
+  return stats::CodeColumn(
+             column.values, column.missingCode,
+             selected ? std::span<const std::uint8_t>(*selected) : std::span<const std::uint8_t>())
+      .codes;
+}
+
+}  // namespace
+
+MaskPointer HostAnalyses::Shared::Selected(const TablePointer& table, const CaseSettings& cases) {
+  if (!cases.HasConditions()) return nullptr;
+  UseTable(table);
+  for (auto known = masks_.begin(); known != masks_.end(); ++known) {
+    if (known->cases.inclusion == cases.inclusion && known->cases.exclusion == cases.exclusion) {
+      masks_.splice(masks_.begin(), masks_, known);
+      return masks_.front().mask;
+    }
+  }
+  const CaseBitmap bitmap = SelectCases(*table, {cases.inclusion, cases.exclusion, true});
+  auto mask = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(table->caseCount));
+  for (std::int64_t i = 0; i < table->caseCount; ++i) {
+    (*mask)[static_cast<std::size_t>(i)] = bitmap.Contains(i) ? 1 : 0;
+  }
+  KeepNewest(masks_, KnownMask{cases, mask}, kKeptMasks);
+  return mask;
+}
+
+ResponsePointer HostAnalyses::Shared::ResponseOf(const TablePointer& table, int variable, bool continuous,
+                                                 const std::vector<double>& codes,
+                                                 const CaseSettings& cases) {
+  UseTable(table);
+  for (auto known = responses_.begin(); known != responses_.end(); ++known) {
+    const Response& response = **known;
+    if (response.variable == variable && response.continuous == continuous && response.cases == cases &&
+        (continuous || response.codes == codes)) {
+      responses_.splice(responses_.begin(), responses_, known);
+      return responses_.front();
+    }
+  }
+  auto response = std::make_shared<Response>();
+  response->variable = variable;
+  response->continuous = continuous;
+  response->cases = cases;
+  response->selected = Selected(table, cases);
+  const Column& column = table->Variable(variable);
+  const std::span<const std::uint8_t> selected = response->selected
+                                                     ? std::span<const std::uint8_t>(*response->selected)
+                                                     : std::span<const std::uint8_t>();
+  const std::span<const double> weights =
+      cases.weightVariable > 0 ? std::span<const double>(table->Variable(cases.weightVariable).values)
+                               : std::span<const double>();
+  std::vector<double> cleanWeights;  // a missing weight is no weight
+  if (!weights.empty()) {
+    const MissingRange missing(table->Variable(cases.weightVariable).missingCode);
+    cleanWeights.assign(weights.begin(), weights.end());
+    for (double& weight : cleanWeights) {
+      if (missing.Contains(weight)) weight = 0;
+    }
+  }
+  if (continuous) {
+    response->tree = stats::MakeContinuousResponse(column.values, column.missingCode, selected, cleanWeights);
+  } else {
+    response->codes = codes.empty() ? CodesThatOccur(column, response->selected) : codes;
+    if (response->codes.size() < 2) {
+      throw DataError("Variable \"" + column.name + "\" has fewer than two response codes.");
+    }
+    response->tree = stats::MakeClassResponse(column.values, response->codes, selected, cleanWeights);
+  }
+  KeepNewest(responses_, ResponsePointer(response), kKeptResponses);
+  return response;
+}
+
+OrderPointer HostAnalyses::Shared::OrderOf(const TablePointer& table, int variable) {
+  UseTable(table);
+  return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes);
+}
+
+std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order) {
+  std::vector<std::uint8_t> marked(caseCount);
+  for (const std::uint32_t i : order.cases) marked[i] = 1;
+  return marked;
+}
+
+std::shared_ptr<const std::vector<std::uint32_t>> HostAnalyses::Shared::DoubledRanks(
+    const TablePointer& table, const ResponsePointer& response, const stats::SortedOrder& cases) {
+  const auto caseCount = static_cast<std::size_t>(table->caseCount);
+  const auto& present = response->tree.present;
+  const std::size_t countingCases =
+      present.empty() ? caseCount
+                      : static_cast<std::size_t>(std::count_if(present.begin(), present.end(),
+                                                               [](std::uint8_t one) { return one != 0; }));
+  UseTable(table);
+  const bool allCases = cases.CaseCount() == countingCases;
+  if (allCases && ranks_.response == response) return ranks_.ranks;
+
+  const OrderPointer order = OrderOf(table, response->variable);
+  const std::vector<std::uint8_t> marked = MarkCases(caseCount, cases);
+  auto ranks = std::make_shared<std::vector<std::uint32_t>>(caseCount);
+  std::uint32_t before = 0;
+  for (std::size_t d = 0; d < order->DistinctCount(); ++d) {
+    const auto begin = static_cast<std::size_t>(order->starts[d]);
+    const auto end = static_cast<std::size_t>(order->starts[d + 1]);
+    std::uint32_t tied = 0;
+    for (std::size_t i = begin; i < end; ++i) tied += marked[order->cases[i]];
+    for (std::size_t i = begin; i < end; ++i) (*ranks)[order->cases[i]] = 2 * before + tied + 1;
+    before += tied;
+  }
+  if (allCases) ranks_ = {response, ranks};
+  return ranks;
+}
+
+void HostAnalyses::Shared::UseTable(const TablePointer& table) {
+  if (table_ == table) return;
+  const TablePointer kept = table;  // may be a part of what goes
+  Forget();
+  table_ = kept;
+}
+
+const TablePointer& HostAnalyses::Shared::LiveTable() {
+  if (!live_) live_ = TablePointer(environment.table());
+  return live_;
+}
+
+void HostAnalyses::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) {
+  Forget();
+  orders_.Release();
+  if (live_) live_.MoveTo(std::move(old));
+  live_ = {};
+}
+
+std::vector<double> HostAnalyses::Shared::TakeColumn() {
+  if (spareColumns_.empty()) return {};
+  std::vector<double> column = std::move(spareColumns_.back());
+  spareColumns_.pop_back();
+  column.clear();
+  return column;
+}
+
+void HostAnalyses::Shared::GiveColumn(std::vector<double> column) noexcept {
+  if (spareColumns_.size() >= kSpareColumns || column.capacity() == 0) return;
+  try {
+    spareColumns_.push_back(std::move(column));
+  } catch (...) {
+    // Its memory goes, as that of a column too many.
+  }
+}
+
+void HostAnalyses::Shared::Forget() {
+  spareColumns_.clear();
+  masks_.clear();
+  responses_.clear();
+  orders_.Forget();
+  ranks_ = {};
+  table_ = {};
+}
+
+CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels) {
+  CodeList list;
+  list.all = true;
+  for (std::size_t at = 0; at < text.size();) {
+    const char c = text[at];
+    if (c == ' ' || c == '|' || c == '\t') {
+      ++at;
+      continue;
+    }
+    if (c == '*') return {};
+    list.all = false;
+    std::string word;
+    const bool quoted = c == '"';
+    if (quoted) {
+      for (++at; at < text.size(); ++at) {
+        if (text[at] == '"' && (at + 1 >= text.size() || text[at + 1] != '"')) break;
+        if (text[at] == '"') ++at;
+        word += text[at];
+      }
+      ++at;
+    } else {
+      while (at < text.size() && text[at] != ' ' && text[at] != '|' && text[at] != '\t') word += text[at++];
+    }
+    const auto label =
+        std::find_if(labels.begin(), labels.end(), [&](const ValueLabel& one) { return one.text == word; });
+    if (quoted && label != labels.end()) {
+      list.codes.push_back(label->value);
+      continue;
+    }
+    double code = 0;
+    const auto read = std::from_chars(word.data(), word.data() + word.size(), code);
+    if (read.ec != std::errc() || read.ptr != word.data() + word.size()) {
+      throw DataError("The code list has \"" + word + "\", which is neither a number nor a label.");
+    }
+    list.codes.push_back(code);
+  }
+  return list;
+}
+
+std::string CodeTextOf(const Column& column, double code) {
+  const std::string* label = column.LabelOf(code);
+  return label != nullptr ? *label : ShortestNumber(code);
+}
+
+}  // namespace velmora

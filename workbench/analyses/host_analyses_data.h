@@ -1,0 +1,130 @@
+// What host analyses share about the data: selections, responses and sorted orders, made once and counted.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "workbench/analyses/host_analyses.h"
+#include "workbench/analyses/host_analyses_orders.h"
+#include "workbench/data/table.h"
+#include "workbench/stats/sorted_order.h"
+#include "workbench/stats/tree.h"
+
+namespace velmora {
+
+// The table that an analysis or a sheet was made on: the session's as long as it is there, and what was in it
+// afterwards. Equal when made on the same data.
+class TablePointer {
+ public:
+  TablePointer() = default;
+  explicit TablePointer(const Table& live) : place_(std::make_shared<Place>(Place{&live, nullptr})) {}
+  const Table& operator*() const { return *place_->now; }
+  const Table* operator->() const { return place_->now; }
+  explicit operator bool() const { return place_ != nullptr; }
+  bool operator==(const TablePointer&) const = default;
+  // The live table goes; its content is in old.
+  void MoveTo(std::shared_ptr<const Table> old) {
+    place_->now = old.get();
+    place_->kept = std::move(old);
+  }
+
+ private:
+  struct Place {
+    const Table* now;
+    std::shared_ptr<const Table> kept;
+  };
+  std::shared_ptr<Place> place_;
+};
+
+// One byte a case, 0: left out. Null: every case.
+using MaskPointer = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+// Case selection and weights of an analysis, as texts and numbers.
+struct CaseSettings {
+  int enabled = 0;
+  std::string inclusion, exclusion;
+  int weightVariable = 0;
+
+  bool operator==(const CaseSettings&) const = default;
+  bool HasConditions() const { return enabled != 0 && !(inclusion.empty() && exclusion.empty()); }
+};
+
+// A response with the cases that count for it: selected, weighted above 0, one of the codes or not missing.
+struct Response {
+  int variable = 0;
+  bool continuous = false;
+  std::vector<double> codes;  // classes, in the order asked for
+  CaseSettings cases;
+  stats::TreeResponse tree;
+  MaskPointer selected;
+};
+using ResponsePointer = std::shared_ptr<const Response>;
+
+struct HostAnalyses::Shared {
+  explicit Shared(HostAnalysesEnvironment e) : environment(std::move(e)) {}
+
+  // The mask of the selected cases. Throws DataError for a wrong expression.
+  MaskPointer Selected(const TablePointer& table, const CaseSettings& cases);
+  // codes: of a classification; empty: all that occur. Throws DataError when there are fewer than two.
+  ResponsePointer ResponseOf(const TablePointer& table, int variable, bool continuous,
+                             const std::vector<double>& codes, const CaseSettings& cases);
+  // All cases of a variable that are neither missing nor NaN, by rising value.
+  OrderPointer OrderOf(const TablePointer& table, int variable);
+  // Twice the average ranks of a response over these cases (a subset of those that count for it), one a case.
+  std::shared_ptr<const std::vector<std::uint32_t>> DoubledRanks(const TablePointer& table,
+                                                                 const ResponsePointer& response,
+                                                                 const stats::SortedOrder& cases);
+  void Forget();
+  // The session's table, the same pointer until it goes.
+  const TablePointer& LiveTable();
+  void ReleaseLiveTable(std::shared_ptr<const Table> old);
+
+  // Columns of doubles that come and go with each predictor: taken empty, given back when done with.
+  std::vector<double> TakeColumn();
+  void GiveColumn(std::vector<double> column) noexcept;
+
+  HostAnalysesEnvironment environment;
+  HostAnalysisSettings settings;
+  stats::TreeScratch treeScratch;
+
+ private:
+  struct KnownMask {
+    CaseSettings cases;
+    MaskPointer mask;
+  };
+  struct KnownRanks {
+    ResponsePointer response;
+    std::shared_ptr<const std::vector<std::uint32_t>> ranks;
+  };
+
+  // What is kept is of one table; another one begins afresh.
+  void UseTable(const TablePointer& table);
+
+  std::vector<std::vector<double>> spareColumns_;
+  TablePointer live_;
+  TablePointer table_;  // that what follows was made from
+  OrderCache orders_;
+  std::list<KnownMask> masks_;            // newest first
+  std::list<ResponsePointer> responses_;  // newest first
+  KnownRanks ranks_;
+};
+
+// Codes of a code list: numbers, texts in double quotation marks, separated by blanks or '|'. all: "*" or an
+// empty list. labels: what texts stand for. Throws DataError for what it cannot read.
+struct CodeList {
+  bool all = true;
+  std::vector<double> codes;
+};
+CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels);
+
+// A code as outputs show it: its label, else the shortest number text that reads back.
+std::string CodeTextOf(const Column& column, double code);
+
+// One byte a case of the table: 1 for the cases of the order.
+std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order);
+
+}  // namespace velmora

@@ -1,0 +1,399 @@
+#include "workbench/analyses/host_analyses_sheets.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/automation/sinks.h"
+#include "workbench/documents/texts.h"
+#include "workbench/stats/tree.h"
+
+namespace velmora {
+
+int Bins::BinOf(double value) const {
+  if (!categorical) return static_cast<int>(stats::BinOf(cutPoints, value));
+  const auto level = std::lower_bound(levels.begin(), levels.end(), value,
+                                      [](const auto& one, double wanted) { return one.first < wanted; });
+  return level != levels.end() && level->first == value ? level->second : -1;
+}
+
+OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
+                           std::span<const std::uint8_t> present, std::span<const double> codes) {
+  if (!codes.empty()) {
+    const auto wanted = [&](double value) {
+      return std::any_of(codes.begin(), codes.end(),
+                         [&](double code) { return NearlyEqualDoubles(value, code); });
+    };
+    auto kept = std::make_shared<stats::SortedOrder>();
+    for (std::size_t d = 0; d < order->DistinctCount(); ++d) {
+      if (!wanted(order->Value(column, d))) continue;
+      kept->starts.push_back(static_cast<std::int32_t>(kept->cases.size()));
+      kept->cases.insert(kept->cases.end(), order->cases.begin() + order->starts[d],
+                         order->cases.begin() + order->starts[d + 1]);
+    }
+    if (kept->cases.size() < order->cases.size()) {
+      kept->starts.push_back(static_cast<std::int32_t>(kept->cases.size()));
+      order = kept;
+    }
+  }
+  if (present.empty()) return order;
+  const bool allPresent =
+      std::all_of(order->cases.begin(), order->cases.end(), [&](std::uint32_t i) { return present[i] != 0; });
+  if (allPresent) return order;
+  auto filtered = std::make_shared<stats::SortedOrder>();
+  stats::FilterOrder(*order, present, *filtered);
+  return filtered;
+}
+
+WorkData::WorkData(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table, int predictor,
+                   ResponsePointer response, std::vector<double> predictorCodes, Bins bins)
+    : shared_(std::move(shared)),
+      table_(std::move(table)),
+      predictor_(predictor),
+      response_(std::move(response)),
+      predictorCodes_(std::move(predictorCodes)),
+      bins_(std::move(bins)) {
+  MakeRows();
+  rowCount_ = rows_->order->CaseCount();
+}
+
+const WorkRows& WorkData::Rows() {
+  if (!rows_) MakeRows();
+  return *rows_;
+}
+
+void WorkData::Rest() {
+  rows_.reset();
+  ranks_.reset();
+}
+
+void WorkData::MakeRows() {
+  const std::vector<double>& column = PredictorColumn().values;
+  auto rows = std::make_unique<WorkRows>();
+  rows->order =
+      RestrictOrder(shared_->OrderOf(table_, predictor_), column, response_->tree.present, predictorCodes_);
+  const stats::SortedOrder& order = *rows->order;
+  const auto runStart = [&](std::size_t d) { return static_cast<std::size_t>(order.starts[d]); };
+  const std::size_t runCount = order.DistinctCount();
+  if (bins_.categorical) {
+    for (std::size_t d = 0; d < runCount; ++d) {
+      rows->segments.push_back({runStart(d), runStart(d + 1), bins_.BinOf(order.Value(column, d))});
+    }
+  } else if (runCount > 0) {
+    std::size_t begin = 0;
+    for (std::size_t bin = 0; bin <= bins_.cutPoints.size(); ++bin) {
+      std::size_t end = order.CaseCount();
+      if (bin < bins_.cutPoints.size()) {  // the first row above the cut point
+        const double cutPoint = bins_.cutPoints[bin];
+        end = static_cast<std::size_t>(
+            std::partition_point(order.cases.begin() + static_cast<std::ptrdiff_t>(begin), order.cases.end(),
+                                 [&](std::uint32_t i) { return column[i] <= cutPoint; }) -
+            order.cases.begin());
+      }
+      if (end > begin) rows->segments.push_back({begin, end, static_cast<int>(bin)});
+      begin = end;
+    }
+  }
+  rows_ = std::move(rows);
+}
+
+const std::vector<std::uint32_t>& WorkData::DoubledRanks() {
+  if (!ranks_) ranks_ = shared_->DoubledRanks(table_, response_, *Rows().order);
+  return *ranks_;
+}
+
+namespace {
+
+struct ColumnNames {
+  std::string name, longName, format;
+  std::vector<ValueLabel> labels;
+};
+
+void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
+
+// Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(), Cell(row,
+// column) and FillColumn(column, firstRow, rowCount, values), all with valid numbers.
+template <typename Self, typename Interface>
+class MadeSheet : public Interface {
+ public:
+  MadeSheet(const MadeSheet&) = delete;
+  MadeSheet& operator=(const MadeSheet&) = delete;
+
+  void AddReference() override { ++references_; }
+  void ReleaseReference() override {
+    if (--references_ == 0) delete static_cast<Self*>(this);
+  }
+  vlm::IAutomationObject* GetAutomationObject() override {
+    vlm::ISpreadsheet* document = AsDocument();
+    return document != nullptr ? document->GetAutomationObject() : nullptr;
+  }
+  void Show() override {
+    if (vlm::ISpreadsheet* document = AsDocument()) document->Show();
+  }
+
+  int GetRowCount() override { return static_cast<int>(self().RowCount()); }
+  int GetColumnCount() override { return static_cast<int>(columns_.size()); }
+  void SetTitle(const char* text, int length) override { title_ = TextOf(text, length); }
+  void GetTitle(vlm::ITextSink* text) override { Assign(text, title_); }
+  int GetColumnNameWidth() override { return 0; }
+  int GetRowNameWidth() override { return 0; }
+  void SetColumnName(int columnNumber, const char* text, int length) override {
+    if (ColumnNames* column = Find(columnNumber)) column->name = TextOf(text, length);
+  }
+  void GetColumnName(int columnNumber, vlm::ITextSink* text) override {
+    const ColumnNames* column = Find(columnNumber);
+    Assign(text, column != nullptr ? column->name : std::string());
+  }
+  void SetColumnLongName(int columnNumber, const char* text, int length) override {
+    if (ColumnNames* column = Find(columnNumber)) column->longName = TextOf(text, length);
+  }
+  void GetColumnLongName(int columnNumber, vlm::ITextSink* text) override {
+    const ColumnNames* column = Find(columnNumber);
+    Assign(text, column != nullptr ? column->longName : std::string());
+  }
+  void SetColumnFormat(int columnNumber, const char* format, int length) override {
+    if (ColumnNames* column = Find(columnNumber)) column->format = TextOf(format, length);
+  }
+  void SetRowName(int, const char*, int) override {}
+  void GetRowName(int rowNumber, vlm::ITextSink* text) override { Assign(text, std::to_string(rowNumber)); }
+
+  double GetValue(int rowNumber, int columnNumber) override {
+    if (!HasCell(rowNumber, columnNumber)) return vlm::kMissingValue;
+    return self().Cell(rowNumber, columnNumber);
+  }
+  void GetText(int rowNumber, int columnNumber, vlm::ITextSink* text) override {
+    const double value = GetValue(rowNumber, columnNumber);
+    if (IsEmptyCell(value)) return Assign(text, "");
+    for (const ValueLabel& label : Find(columnNumber)->labels) {
+      if (label.value == value) return Assign(text, label.text);
+    }
+    Assign(text, ShortestNumber(value));
+  }
+  void ReadColumn(int columnNumber, int firstRowNumber, int rowCount, double* values) override {
+    int before = 0;
+    for (; before < rowCount && !HasCell(firstRowNumber + before, columnNumber); ++before) {
+      values[before] = vlm::kMissingValue;
+    }
+    const int there = std::min(rowCount - before, GetRowCount() - (firstRowNumber + before) + 1);
+    if (there > 0) self().FillColumn(columnNumber, firstRowNumber + before, there, values + before);
+    for (int i = before + std::max(there, 0); i < rowCount; ++i) values[i] = vlm::kMissingValue;
+  }
+  // Cells come from the maker alone.
+  void SetValue(int, int, double) override {}
+  void SetInteger(int, int, int) override {}
+  void SetText(int, int, const char*, int) override {}
+  void WriteColumn(int, int, int, const double*) override {}
+  int InsertColumn(int, const char*, int, const char*, int, const char*, int) override { return 0; }
+  void SetValueLabel(int columnNumber, double value, const char* text, int length) override {
+    ColumnNames* column = Find(columnNumber);
+    if (column == nullptr) return;
+    std::erase_if(column->labels, [&](const ValueLabel& label) { return label.value == value; });
+    column->labels.push_back({value, std::string(TextOf(text, length))});
+  }
+
+ protected:
+  explicit MadeSheet(HostAnalysesEnvironment& environment, std::size_t columnCount)
+      : environment_(environment), columns_(columnCount) {}
+  ~MadeSheet() {
+    if (document_ != nullptr) document_->ReleaseReference();
+  }
+
+  Self& self() { return static_cast<Self&>(*this); }
+  ColumnNames* Find(int columnNumber) {
+    const bool exists = columnNumber >= 1 && columnNumber <= static_cast<int>(columns_.size());
+    return exists ? &columns_[static_cast<std::size_t>(columnNumber - 1)] : nullptr;
+  }
+  bool HasCell(int rowNumber, int columnNumber) {
+    return rowNumber >= 1 && rowNumber <= GetRowCount() && columnNumber >= 1 &&
+           columnNumber <= GetColumnCount();
+  }
+
+ private:
+  // The whole sheet as a document of the workbook, made once.
+  vlm::ISpreadsheet* AsDocument() {
+    if (document_ != nullptr) return document_;
+    try {
+      auto sheet = std::make_shared<Sheet>(GetRowCount(), GetColumnCount());
+      sheet->SetTitle(title_);
+      std::vector<double> values(self().RowCount());
+      for (int c = 1; c <= GetColumnCount(); ++c) {
+        const ColumnNames& column = *Find(c);
+        sheet->SetColumnName(c, column.name);
+        sheet->SetColumnLongName(c, column.longName);
+        sheet->SetFormat(c, column.format);
+        sheet->SetLabels(c, column.labels);
+        if (!values.empty()) self().FillColumn(c, 1, GetRowCount(), values.data());
+        sheet->SetValues(c, values);
+      }
+      document_ = environment_.wrapSheet(std::move(sheet));
+    } catch (...) {
+      return nullptr;
+    }
+    return document_;
+  }
+
+  HostAnalysesEnvironment& environment_;
+  std::vector<ColumnNames> columns_;
+  std::string title_;
+  vlm::ISpreadsheet* document_ = nullptr;
+  int references_ = 1;
+};
+
+// A sheet that the module fills. Cells never written are empty: of each column the rows up to the last one
+// written are kept.
+class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpreadsheet> {
+ public:
+  DeferredSheet(std::shared_ptr<HostAnalyses::Shared> shared, int rowCount, int columnCount,
+                vlm::ISheetMaker* maker)
+      : MadeSheet(shared->environment, static_cast<std::size_t>(columnCount)),
+        shared_(std::move(shared)),
+        maker_(maker),
+        rowCount_(static_cast<std::size_t>(rowCount)) {}
+
+  std::size_t RowCount() const { return rowCount_; }
+  double Cell(int row, int column) {
+    double value = 0;
+    FillColumn(column, row, 1, &value);
+    return value;
+  }
+  void FillColumn(int column, int firstRow, int rowCount, double* values) {
+    Make();
+    const std::vector<double>& written = cells_[static_cast<std::size_t>(column - 1)];
+    const auto first = static_cast<std::size_t>(firstRow - 1);
+    const std::size_t there =
+        first < written.size() ? std::min(written.size() - first, static_cast<std::size_t>(rowCount)) : 0;
+    if (there > 0) std::copy_n(written.begin() + static_cast<std::ptrdiff_t>(first), there, values);
+    std::fill(values + there, values + rowCount, vlm::kMissingValue);
+  }
+  void WriteColumn(int columnNumber, int firstRowNumber, int rowCount, const double* values) override {
+    if (!making_ || rowCount <= 0 || !HasCell(firstRowNumber, columnNumber) ||
+        !HasCell(firstRowNumber + rowCount - 1, columnNumber)) {
+      return;
+    }
+    std::vector<double>& cells = cells_[static_cast<std::size_t>(columnNumber - 1)];
+    const auto first = static_cast<std::size_t>(firstRowNumber - 1);
+    if (first == cells.size()) {
+      if (cells.capacity() < rowCount_) cells.reserve(rowCount_);
+      cells.insert(cells.end(), values, values + rowCount);
+      return;
+    }
+    const std::size_t end = first + static_cast<std::size_t>(rowCount);
+    if (end > cells.size()) cells.resize(end, vlm::kMissingValue);
+    std::copy_n(values, rowCount, cells.begin() + static_cast<std::ptrdiff_t>(first));
+  }
+  void SetValue(int rowNumber, int columnNumber, double value) override {
+    WriteColumn(columnNumber, rowNumber, 1, &value);
+  }
+  void SetInteger(int rowNumber, int columnNumber, int value) override {
+    SetValue(rowNumber, columnNumber, value);
+  }
+  void Rest() override {
+    for (std::vector<double>& column : cells_) shared_->GiveColumn(std::move(column));
+    cells_.clear();
+    made_ = false;
+  }
+
+ private:
+  friend class MadeSheet<DeferredSheet, vlm::IDeferredSpreadsheet>;
+  ~DeferredSheet() = default;
+
+  void Make() {
+    if (made_) return;
+    cells_.clear();
+    for (int column = 0; column < GetColumnCount(); ++column) cells_.push_back(shared_->TakeColumn());
+    made_ = true;
+    making_ = true;
+    const bool failed = maker_->MakeCells(this) != 0;
+    making_ = false;
+    if (failed) cells_.assign(static_cast<std::size_t>(GetColumnCount()), {});
+  }
+
+  std::shared_ptr<HostAnalyses::Shared> shared_;
+  Reference<vlm::ISheetMaker> maker_;
+  std::size_t rowCount_;
+  std::vector<std::vector<double>> cells_;
+  bool made_ = false;
+  bool making_ = false;
+};
+
+class WorkSheet final : public MadeSheet<WorkSheet, vlm::IWorkSheet> {
+ public:
+  explicit WorkSheet(std::shared_ptr<WorkData> data)
+      : MadeSheet(data->Shared().environment, 4), data_(std::move(data)) {
+    NameAfter(*Find(1), data_->PredictorColumn());
+    NameAfter(*Find(2), data_->ResponseColumn());
+    Find(3)->name = data_->PredictorColumn().name;
+    Find(4)->name = "Ranks";
+  }
+
+  std::size_t RowCount() const { return data_->RowCount(); }
+  int GetColumnCount() override { return data_->HasRanks() ? 4 : 3; }
+  double Cell(int row, int column) {
+    double value = 0;
+    FillColumn(column, row, 1, &value);
+    return value;
+  }
+  void FillColumn(int column, int firstRow, int rowCount, double* values) {
+    const WorkRows& rows = data_->Rows();
+    const auto first = static_cast<std::size_t>(firstRow - 1);
+    const auto count = static_cast<std::size_t>(rowCount);
+    const std::uint32_t* cases = rows.order->cases.data() + first;
+    if (column == 3) return FillCoded(rows, first, count, values);
+    if (column == 4) {
+      const std::vector<std::uint32_t>& ranks = data_->DoubledRanks();
+      for (std::size_t i = 0; i < count; ++i) values[i] = 0.5 * ranks[cases[i]];
+      return;
+    }
+    const std::vector<double>& column1or2 =
+        (column == 1 ? data_->PredictorColumn() : data_->ResponseColumn()).values;
+    for (std::size_t i = 0; i < count; ++i) values[i] = column1or2[cases[i]];
+  }
+  void Rest() override { data_->Rest(); }
+
+  vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {
+    try {
+      AddReference();  // labels are read while the analysis lives
+      const Reference<WorkSheet> self = Reference<WorkSheet>::Adopt(this);
+      return MakeWorkSheetAnalysis(data_, analysisId,
+                                   [self](int column) { return self->Find(column)->labels; });
+    } catch (...) {
+      return nullptr;
+    }
+  }
+  vlm::IDeferredSpreadsheet* CreateDeferredSpreadsheet(int rowCount, int columnCount,
+                                                       vlm::ISheetMaker* maker) override {
+    if (rowCount < 0 || columnCount < 0 || maker == nullptr) return nullptr;
+    try {
+      return new DeferredSheet(data_->SharedPointer(), rowCount, columnCount, maker);
+    } catch (...) {
+      return nullptr;
+    }
+  }
+
+ private:
+  friend class MadeSheet<WorkSheet, vlm::IWorkSheet>;
+  ~WorkSheet() = default;
+
+  static void NameAfter(ColumnNames& column, const Column& source) {
+    column.name = source.name;
+    column.longName = source.longName;
+    column.labels = source.labels;
+  }
+  void FillCoded(const WorkRows& rows, std::size_t first, std::size_t count, double* values) const {
+    for (const Segment& segment : rows.segments) {
+      const std::size_t begin = std::max(segment.begin, first);
+      const std::size_t end = std::min(segment.end, first + count);
+      if (begin >= end) continue;
+      const double code =
+          segment.bin < 0 ? kMissing : data_->PredictorBins().nodes[static_cast<std::size_t>(segment.bin)];
+      std::fill(values + (begin - first), values + (end - first), code);
+    }
+  }
+
+  std::shared_ptr<WorkData> data_;
+};
+
+}  // namespace
+
+vlm::IWorkSheet* MakeWorkSheet(std::shared_ptr<WorkData> data) { return new WorkSheet(std::move(data)); }
+
+}  // namespace velmora

@@ -1,0 +1,608 @@
+// Host analyses on a work sheet: cross-tabulation, breakdown, descriptive statistics and ranks. Rows of the
+// sheet lie in runs of the predictor and of its bins, so groups are ranges of rows and no case is looked up.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "workbench/analyses/host_analyses_base.h"
+#include "workbench/analyses/host_analyses_sheets.h"
+#include "workbench/documents/texts.h"
+#include "workbench/stats/crosstab.h"
+#include "workbench/stats/descriptives.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr int kPredictorColumn = 1;
+constexpr int kResponseColumn = 2;
+constexpr int kCodedColumn = 3;
+constexpr int kRanksColumn = 4;
+constexpr double kNoCode = std::numeric_limits<double>::quiet_NaN();  // equals no value: nothing is missing
+
+using LabelsOf = std::function<std::vector<ValueLabel>(int column)>;
+
+std::string TextOfCode(const std::vector<ValueLabel>& labels, double code) {
+  for (const ValueLabel& label : labels) {
+    if (label.value == code) return label.text;
+  }
+  return ShortestNumber(code);
+}
+
+// A range of rows with one code of a column.
+struct CodedRange {
+  std::size_t begin;
+  std::size_t end;
+  double code;
+};
+
+class WorkSheetAnalysis : public HostAnalysis {
+ protected:
+  WorkSheetAnalysis(int analysisId, std::shared_ptr<WorkData> data, LabelsOf labels)
+      : HostAnalysis(analysisId, data->SharedPointer(), data->DataTable()),
+        data_(std::move(data)),
+        labels_(std::move(labels)) {}
+
+  // The rows in ranges of one code: of the predictor or of the coded predictor.
+  std::vector<CodedRange> RangesOf(int column) const {
+    const WorkRows& rows = data_->Rows();
+    std::vector<CodedRange> ranges;
+    if (column == kCodedColumn) {
+      for (const Segment& segment : rows.segments) {
+        if (segment.bin < 0) continue;
+        const double node = data_->PredictorBins().nodes[static_cast<std::size_t>(segment.bin)];
+        ranges.push_back({segment.begin, segment.end, node});
+      }
+      return ranges;
+    }
+    if (column != kPredictorColumn) throw DataError("The grouping must be the predictor, plain or coded.");
+    const stats::SortedOrder& order = *rows.order;
+    for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
+      ranges.push_back({static_cast<std::size_t>(order.starts[d]),
+                        static_cast<std::size_t>(order.starts[d + 1]),
+                        order.Value(data_->PredictorColumn().values, d)});
+    }
+    return ranges;
+  }
+
+  // Weight of each case of the table as this analysis sees it, 0 for a case that it leaves out; null when every
+  // row of the sheet counts once.
+  std::shared_ptr<const std::vector<double>> CaseWeights() const {
+    const CaseSettings& sheetCases = data_->ResponseData()->cases;
+    const bool sameSelection = !cases_.HasConditions() || (sheetCases.inclusion == cases_.inclusion &&
+                                                           sheetCases.exclusion == cases_.exclusion);
+    const MaskPointer mask = sameSelection ? nullptr : shared_->Selected(table_, cases_);
+    if (!mask && cases_.weightVariable == 0) return nullptr;
+    if (!mask && cases_.weightVariable == sheetCases.weightVariable) {
+      return {data_->ResponseData(), &data_->ResponseData()->tree.weights};
+    }
+    auto weights = std::make_shared<std::vector<double>>(static_cast<std::size_t>(table_->caseCount), 1.0);
+    if (cases_.weightVariable > 0) {
+      const Column& column = table_->Variable(cases_.weightVariable);
+      const MissingRange missing(column.missingCode);
+      for (std::size_t i = 0; i < weights->size(); ++i) {
+        const double weight = column.values[i];
+        (*weights)[i] = weight > 0 && std::isfinite(weight) && !missing.Contains(weight) ? weight : 0;
+      }
+    }
+    for (std::size_t i = 0; mask && i < weights->size(); ++i) {
+      if ((*mask)[i] == 0) (*weights)[i] = 0;
+    }
+    return weights;
+  }
+
+  std::vector<ValueLabel> Labels(int column) const { return labels_(column); }
+
+  std::shared_ptr<WorkData> data_;
+
+ private:
+  LabelsOf labels_;
+};
+
+// --- Cross-tabulation ------------------------------------------------------------------------------------
+
+class CrosstabAnalysis final : public WorkSheetAnalysis {
+ public:
+  CrosstabAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetAnalysis(vlm::kCrosstabAnalysis, std::move(data), std::move(labels)) {}
+
+ private:
+  void Compute() override {
+    if (Field(0).size() != 1 || Field(1).size() != 1) {
+      throw DataError("A cross-tabulation takes one variable for the rows and one for the columns.");
+    }
+    rowColumn_ = Field(0).front();
+    columnColumn_ = Field(1).front();
+    const CodeList wantedRows = ParseCodeList(predictorCodes_, Labels(rowColumn_));
+    std::vector<CodedRange> rows = RangesOf(rowColumn_);
+    std::erase_if(rows, [&](const CodedRange& range) {
+      return !wantedRows.all && std::find(wantedRows.codes.begin(), wantedRows.codes.end(), range.code) ==
+                                    wantedRows.codes.end();
+    });
+    // Bins of a categorical predictor come in pieces, one a level.
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const CodedRange& a, const CodedRange& b) { return a.code < b.code; });
+    if (columnColumn_ == kResponseColumn) {
+      CountResponse(rows);
+    } else {
+      CountRanges(rows);
+    }
+    Total();
+  }
+
+  void Start(const std::vector<CodedRange>& rows, std::vector<double> columnCodes) {
+    table2_ = {};
+    table2_.columnCodes = std::move(columnCodes);
+    for (const CodedRange& row : rows) {
+      if (table2_.rowCodes.empty() || table2_.rowCodes.back() != row.code)
+        table2_.rowCodes.push_back(row.code);
+    }
+    table2_.counts.assign(table2_.rowCodes.size() * table2_.columnCodes.size(), 0.0);
+  }
+  // Counts of the row that a code has: rows are visited by rising code.
+  double* CountsOf(std::size_t& row, double code) {
+    while (table2_.rowCodes[row] != code) ++row;
+    return table2_.counts.data() + row * table2_.columnCodes.size();
+  }
+
+  void CountResponse(const std::vector<CodedRange>& rows) {
+    const Response& response = *data_->ResponseData();
+    if (response.continuous) throw DataError("A continuous response cannot be cross-tabulated.");
+    // Several codes may share a label; those of the sheet are meant.
+    std::vector<ValueLabel> labels = Labels(kResponseColumn);
+    std::erase_if(labels, [&](const ValueLabel& label) {
+      return std::none_of(response.codes.begin(), response.codes.end(),
+                          [&](double code) { return NearlyEqualDoubles(code, label.value); });
+    });
+    CodeList wanted = ParseCodeList(responseCodes_, labels);
+    if (wanted.all) wanted.codes = response.codes;
+    Start(rows, wanted.codes);
+    // Where each class of the sheet's response goes; the last place takes what is not asked for.
+    const std::size_t columnCount = wanted.codes.size();
+    std::vector<std::size_t> placeOf(response.codes.size(), columnCount);
+    for (std::size_t c = 0; c < columnCount; ++c) {
+      for (std::size_t k = 0; k < response.codes.size(); ++k) {
+        if (NearlyEqualDoubles(response.codes[k], wanted.codes[c])) placeOf[k] = c;
+      }
+    }
+    const auto weights = CaseWeights();
+    const std::uint32_t* cases = data_->Rows().order->cases.data();
+    const std::uint16_t* classOf = response.tree.classOf.data();
+    std::vector<std::uint32_t> counts(response.codes.size());
+    std::vector<double> sums(response.codes.size());
+    std::size_t row = 0;
+    for (const CodedRange& range : rows) {
+      double* into = CountsOf(row, range.code);
+      std::fill(counts.begin(), counts.end(), 0);
+      std::fill(sums.begin(), sums.end(), 0.0);
+      if (weights) {
+        for (std::size_t i = range.begin; i < range.end; ++i) sums[classOf[cases[i]]] += (*weights)[cases[i]];
+      } else if (counts.size() == 2) {
+        std::uint32_t second = 0;
+        for (std::size_t i = range.begin; i < range.end; ++i) second += classOf[cases[i]];
+        counts = {static_cast<std::uint32_t>(range.end - range.begin) - second, second};
+      } else {
+        for (std::size_t i = range.begin; i < range.end; ++i) ++counts[classOf[cases[i]]];
+      }
+      for (std::size_t k = 0; k < placeOf.size(); ++k) {
+        if (placeOf[k] < columnCount) into[placeOf[k]] += weights ? sums[k] : counts[k];
+      }
+    }
+  }
+
+  // Columns are ranges too: the predictor's values against its bins.
+  void CountRanges(const std::vector<CodedRange>& rows) {
+    const std::vector<CodedRange> columns = RangesOf(columnColumn_);
+    CodeList wanted = ParseCodeList(responseCodes_, Labels(columnColumn_));
+    if (wanted.all) {
+      for (const CodedRange& column : columns) wanted.codes.push_back(column.code);
+      std::sort(wanted.codes.begin(), wanted.codes.end());
+      wanted.codes.erase(std::unique(wanted.codes.begin(), wanted.codes.end()), wanted.codes.end());
+    }
+    Start(rows, wanted.codes);
+    const auto weights = CaseWeights();
+    const std::uint32_t* cases = data_->Rows().order->cases.data();
+    std::size_t row = 0;
+    for (const CodedRange& range : rows) {
+      double* into = CountsOf(row, range.code);
+      for (const CodedRange& column : columns) {
+        const std::size_t begin = std::max(range.begin, column.begin);
+        const std::size_t end = std::min(range.end, column.end);
+        const auto place = std::find(wanted.codes.begin(), wanted.codes.end(), column.code);
+        if (begin >= end || place == wanted.codes.end()) continue;
+        double sum = static_cast<double>(end - begin);
+        if (weights) {
+          sum = 0;
+          for (std::size_t i = begin; i < end; ++i) sum += (*weights)[cases[i]];
+        }
+        into[place - wanted.codes.begin()] += sum;
+      }
+    }
+  }
+
+  // Totals; rows without cases go.
+  void Total() {
+    stats::Crosstab kept;
+    kept.columnCodes = table2_.columnCodes;
+    const std::size_t columnCount = kept.columnCodes.size();
+    kept.columnTotals.assign(columnCount, 0.0);
+    for (std::size_t row = 0; row < table2_.rowCodes.size(); ++row) {
+      double total = 0;
+      for (std::size_t c = 0; c < columnCount; ++c) total += table2_.At(row, c);
+      if (!(total > 0)) continue;
+      kept.rowCodes.push_back(table2_.rowCodes[row]);
+      kept.rowTotals.push_back(total);
+      kept.total += total;
+      for (std::size_t c = 0; c < columnCount; ++c) {
+        kept.counts.push_back(table2_.At(row, c));
+        kept.columnTotals[c] += table2_.At(row, c);
+      }
+    }
+    table2_ = std::move(kept);
+    ran_ = true;
+  }
+
+  std::shared_ptr<Sheet> MakeResult(int result, int index) override {
+    if (!ran_) return nullptr;
+    if (result == vlm::kCrosstabSummaryResult) return CountsSheet();
+    if (result == vlm::kCrosstabStatisticsResult) return StatisticsSheet();
+    if (result == vlm::kCrosstabFurtherResult && index >= 1 && index <= 3) return FurtherSheet(index);
+    return nullptr;
+  }
+
+  // Column 1 and the names of rows and columns of a sheet with a column each response code.
+  std::shared_ptr<Sheet> EmptySheet(bool withTotals) const {
+    const int rowCount = static_cast<int>(table2_.rowCodes.size()) + (withTotals ? 1 : 0);
+    const int columnCount = static_cast<int>(table2_.columnCodes.size());
+    auto sheet = std::make_shared<Sheet>(rowCount, columnCount + (withTotals ? 2 : 1));
+    const std::vector<ValueLabel> rowLabels = Labels(rowColumn_);
+    const std::vector<ValueLabel> columnLabels = Labels(columnColumn_);
+    sheet->SetColumnName(1, "Level");
+    for (int c = 0; c < columnCount; ++c) {
+      const std::string text = TextOfCode(columnLabels, table2_.columnCodes[static_cast<std::size_t>(c)]);
+      sheet->SetColumnName(2 + c, text);
+      sheet->SetColumnLongName(2 + c, text);
+    }
+    std::vector<ValueLabel> used;
+    for (std::size_t row = 0; row < table2_.rowCodes.size(); ++row) {
+      const double code = table2_.rowCodes[row];
+      const std::string text = TextOfCode(rowLabels, code);
+      sheet->SetRowName(static_cast<int>(row) + 1, text);
+      sheet->SetCell(static_cast<int>(row) + 1, 1, code);
+      used.push_back({code, text});
+    }
+    sheet->SetLabels(1, std::move(used));
+    if (withTotals) {
+      sheet->SetRowName(rowCount, "Totals");
+      sheet->SetColumnName(columnCount + 2, "Row totals");
+    }
+    return sheet;
+  }
+
+  std::shared_ptr<Sheet> CountsSheet() const {
+    auto sheet = EmptySheet(true);
+    const int totalsRow = sheet->RowCount();
+    const int totalsColumn = sheet->ColumnCount();
+    const int columnCount = totalsColumn - 2;
+    for (int row = 1; row < totalsRow; ++row) {
+      const auto r = static_cast<std::size_t>(row - 1);
+      for (int c = 0; c < columnCount; ++c)
+        sheet->SetCell(row, 2 + c, table2_.At(r, static_cast<std::size_t>(c)));
+      sheet->SetCell(row, totalsColumn, table2_.rowTotals[r]);
+    }
+    for (int c = 0; c < columnCount; ++c) {
+      sheet->SetCell(totalsRow, 2 + c, table2_.columnTotals[static_cast<std::size_t>(c)]);
+    }
+    sheet->SetCell(totalsRow, totalsColumn, table2_.total);
+    return sheet;
+  }
+
+  std::shared_ptr<Sheet> StatisticsSheet() const {
+    auto sheet = std::make_shared<Sheet>(2, 3);
+    sheet->SetColumnName(1, "Statistic");
+    sheet->SetColumnName(2, "df");
+    sheet->SetColumnName(3, "p");
+    sheet->SetRowName(1, "Pearson Chi-square");
+    sheet->SetRowName(2, "Cramer's V");
+    const stats::IndependenceTest test = stats::TestIndependence(table2_);
+    if (!(test.df > 0)) return sheet;
+    sheet->SetCell(1, 1, test.chiSquare);
+    sheet->SetText(1, 1, ShortestNumber(test.chiSquare));
+    sheet->SetCell(1, 2, test.df);
+    sheet->SetText(1, 3, "p=" + ShortestNumber(test.p));
+    sheet->SetCell(2, 1, test.cramersV);
+    return sheet;
+  }
+
+  std::shared_ptr<Sheet> FurtherSheet(int index) const {
+    auto sheet = EmptySheet(false);
+    const char* const titles[] = {"Row percentages", "Column percentages", "Expected frequencies"};
+    sheet->SetTitle(titles[index - 1]);
+    for (std::size_t row = 0; row < table2_.rowCodes.size(); ++row) {
+      for (std::size_t c = 0; c < table2_.columnCodes.size(); ++c) {
+        const double expected = table2_.rowTotals[row] * table2_.columnTotals[c] / table2_.total;
+        const double whole = index == 1 ? table2_.rowTotals[row] : table2_.columnTotals[c];
+        const double cell = index == 3 ? expected : whole > 0 ? 100 * table2_.At(row, c) / whole : kMissing;
+        sheet->SetCell(static_cast<int>(row) + 1, static_cast<int>(c) + 2, cell);
+      }
+    }
+    return sheet;
+  }
+
+  int rowColumn_ = 0;
+  int columnColumn_ = 0;
+  stats::Crosstab table2_;
+  bool ran_ = false;
+};
+
+// --- Breakdown and descriptives ---------------------------------------------------------------------------
+
+// Values of a column over ranges of rows, gathered for the kernels.
+class Gatherer {
+ public:
+  Gatherer(WorkData& data, int column, const std::vector<double>* weights)
+      : data_(data), column_(column), weights_(weights) {
+    if (column < kPredictorColumn || column > kRanksColumn || column == kCodedColumn ||
+        (column == kRanksColumn && !data.HasRanks())) {
+      throw DataError("The work sheet has no such variable " + std::to_string(column) + " to analyse.");
+    }
+    if (column == kRanksColumn) ranks_ = data.DoubledRanks().data();
+    values_ = data.Shared().TakeColumn();
+  }
+  ~Gatherer() { data_.Shared().GiveColumn(std::move(values_)); }
+  Gatherer(const Gatherer&) = delete;
+  Gatherer& operator=(const Gatherer&) = delete;
+
+  void Clear() {
+    values_.clear();
+    caseWeights_.clear();
+  }
+  void Add(std::size_t begin, std::size_t end) {
+    const std::uint32_t* cases = data_.Rows().order->cases.data();
+    const std::size_t at = values_.size();
+    values_.resize(at + (end - begin));
+    double* into = values_.data() + at;
+    if (ranks_ != nullptr) {
+      for (std::size_t i = begin; i < end; ++i) *into++ = 0.5 * ranks_[cases[i]];
+    } else {
+      const double* column =
+          (column_ == kPredictorColumn ? data_.PredictorColumn() : data_.ResponseColumn()).values.data();
+      for (std::size_t i = begin; i < end; ++i) *into++ = column[cases[i]] + 0.0;  // no minus zero
+    }
+    if (weights_ == nullptr) return;
+    for (std::size_t i = begin; i < end; ++i) caseWeights_.push_back((*weights_)[cases[i]]);
+  }
+  // Values may be rearranged.
+  stats::Summary Summarize(bool quartiles) {
+    stats::SummaryOptions options;
+    // Rows come by rising predictor value, so its quartiles need no search.
+    const bool sorted = column_ == kPredictorColumn && caseWeights_.empty() && !values_.empty();
+    options.quartiles = quartiles && !sorted;
+    stats::Summary summary = caseWeights_.empty()
+                                 ? stats::SummarizeInPlace(values_, options)
+                                 : stats::Summarize(values_, kNoCode, {}, caseWeights_, options);
+    if (quartiles && sorted) {
+      summary.lowerQuartile = SortedQuantile(1);
+      summary.median = SortedQuantile(2);
+      summary.upperQuartile = SortedQuantile(3);
+    }
+    return summary;
+  }
+  const std::vector<double>& Values() const { return values_; }
+
+ private:
+  // As stats::Summary defines them: the smallest value with at least the share at or below it, averaged with the
+  // next one where that is exactly the share.
+  double SortedQuantile(std::size_t quarters) const {
+    const std::size_t n = values_.size();
+    const std::size_t place = n * quarters / 4;
+    return n * quarters % 4 == 0 ? (values_[place - 1] + values_[place]) / 2 : values_[place];
+  }
+
+  WorkData& data_;
+  int column_;
+  const std::vector<double>* weights_;
+  const std::uint32_t* ranks_ = nullptr;
+  std::vector<double> values_;
+  std::vector<double> caseWeights_;
+};
+
+void SetCellOrMissing(Sheet& sheet, int row, int column, double value) {
+  sheet.SetCell(row, column, std::isfinite(value) ? value : kMissing);
+}
+
+class BreakdownAnalysis final : public WorkSheetAnalysis {
+ public:
+  BreakdownAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetAnalysis(vlm::kBreakdownAnalysis, std::move(data), std::move(labels)) {}
+
+ private:
+  struct Level {
+    double code;
+    std::vector<stats::Summary> variables;
+  };
+
+  void Compute() override {
+    if (Field(0).empty() || Field(1).size() != 1) {
+      throw DataError("A breakdown takes variables and one grouping variable.");
+    }
+    grouping_ = Field(1).front();
+    quartiles_ = Option(vlm::kBreakdownQuartilesOption) != 0;
+    levels_.clear();
+    std::vector<CodedRange> ranges = RangesOf(grouping_);
+    std::stable_sort(ranges.begin(), ranges.end(),
+                     [](const CodedRange& a, const CodedRange& b) { return a.code < b.code; });
+    const auto weights = CaseWeights();
+    for (const int variable : Field(0)) {
+      Gatherer values(*data_, variable, weights.get());
+      if (weights || quartiles_) {
+        SummarizeEach(values, ranges);
+      } else {
+        SummarizeTogether(values, ranges);
+      }
+    }
+    const std::size_t totals = levels_.size() - 1;
+    for (std::size_t level = totals; level-- > 0;) {
+      if (!(levels_[level].variables.front().weight > 0)) {
+        levels_.erase(levels_.begin() + static_cast<std::ptrdiff_t>(level));
+      }
+    }
+  }
+
+  // Level by level and then all cases, each gathered anew.
+  void SummarizeEach(Gatherer& values, const std::vector<CodedRange>& ranges) {
+    std::size_t level = 0;
+    for (std::size_t first = 0; first < ranges.size();) {
+      std::size_t last = first;
+      values.Clear();
+      for (; last < ranges.size() && ranges[last].code == ranges[first].code; ++last) {
+        values.Add(ranges[last].begin, ranges[last].end);
+      }
+      LevelAt(level++, ranges[first].code).variables.push_back(values.Summarize(quartiles_));
+      first = last;
+    }
+    values.Clear();
+    for (const CodedRange& range : ranges) values.Add(range.begin, range.end);
+    LevelAt(level, 0).variables.push_back(values.Summarize(quartiles_));
+  }
+
+  void SummarizeTogether(Gatherer& values, const std::vector<CodedRange>& ranges) {
+    std::vector<std::size_t> ends;
+    std::vector<double> codes;
+    for (const CodedRange& range : ranges) {
+      values.Add(range.begin, range.end);
+      if (codes.empty() || codes.back() != range.code) {
+        codes.push_back(range.code);
+        ends.push_back(0);
+      }
+      ends.back() = values.Values().size();
+    }
+    stats::Breakdown breakdown = stats::BreakDownRanges(values.Values(), ends);
+    for (std::size_t level = 0; level < codes.size(); ++level)
+      LevelAt(level, codes[level]).variables.push_back(breakdown.levels[level]);
+    LevelAt(codes.size(), 0).variables.push_back(breakdown.total);
+  }
+
+  Level& LevelAt(std::size_t level, double code) {
+    if (level == levels_.size()) levels_.push_back({code, {}});
+    return levels_[level];
+  }
+
+  std::shared_ptr<Sheet> MakeResult(int result, int) override {
+    if (result != vlm::kBreakdownResult || levels_.empty()) return nullptr;
+    const std::vector<std::string> names =
+        quartiles_ ? std::vector<std::string>{"N",      "Means", "Std.Dev.", "Variance", "Minimum", "Q25",
+                                              "Median", "Q75",   "Maximum",  "-95.%",    "+95.%"}
+                   : std::vector<std::string>{"N", "Means", "Std.Dev.", "Variance"};
+    const int perVariable = static_cast<int>(names.size());
+    const int variableCount = static_cast<int>(Field(0).size());
+    auto sheet = std::make_shared<Sheet>(static_cast<int>(levels_.size()), 1 + perVariable * variableCount);
+    sheet->SetColumnName(1, "Level");
+    for (int v = 0; v < variableCount; ++v) {
+      for (int i = 0; i < perVariable; ++i) {
+        sheet->SetColumnName(2 + v * perVariable + i, names[static_cast<std::size_t>(i)]);
+      }
+    }
+    const std::vector<ValueLabel> labels = Labels(grouping_);
+    for (int row = 1; row <= sheet->RowCount(); ++row) {
+      const Level& level = levels_[static_cast<std::size_t>(row - 1)];
+      const bool all = row == sheet->RowCount();
+      sheet->SetRowName(row, all ? "All groups" : TextOfCode(labels, level.code));
+      if (!all) sheet->SetCell(row, 1, level.code);
+      for (int v = 0; v < variableCount; ++v) {
+        FillSummary(*sheet, row, 2 + v * perVariable, level.variables[static_cast<std::size_t>(v)]);
+      }
+    }
+    return sheet;
+  }
+
+  void FillSummary(Sheet& sheet, int row, int column, const stats::Summary& summary) const {
+    const double figures[] = {summary.weight,     summary.mean,          summary.standardDeviation,
+                              summary.variance,   summary.minimum,       summary.lowerQuartile,
+                              summary.median,     summary.upperQuartile, summary.maximum,
+                              summary.lowerLimit, summary.upperLimit};
+    const int count = quartiles_ ? 11 : 4;
+    for (int i = 0; i < count; ++i) SetCellOrMissing(sheet, row, column + i, figures[i]);
+  }
+
+  int grouping_ = 0;
+  bool quartiles_ = false;
+  std::vector<Level> levels_;  // the last one: all cases
+};
+
+class DescriptivesAnalysis final : public WorkSheetAnalysis {
+ public:
+  DescriptivesAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetAnalysis(vlm::kDescriptivesAnalysis, std::move(data), std::move(labels)) {}
+
+ private:
+  void Compute() override {
+    if (Field(0).empty()) throw DataError("Descriptive statistics take at least one variable.");
+    summaries_.clear();
+    const auto weights = CaseWeights();
+    for (const int variable : Field(0)) {
+      Gatherer values(*data_, variable, weights.get());
+      values.Add(0, data_->RowCount());
+      summaries_.push_back(values.Summarize(true));
+    }
+  }
+
+  std::shared_ptr<Sheet> MakeResult(int result, int) override {
+    if (result != vlm::kDescriptivesResult || summaries_.empty()) return nullptr;
+    constexpr int kColumns = 9;
+    auto sheet = std::make_shared<Sheet>(static_cast<int>(summaries_.size()), kColumns);
+    const char* const names[kColumns] = {"Valid N",  "Mean", "Minimum", "Maximum", "Quartile range",
+                                         "Std.Dev.", "Q25",  "Median",  "Q75"};
+    for (int i = 0; i < kColumns; ++i) sheet->SetColumnName(i + 1, names[i]);
+    for (int row = 1; row <= sheet->RowCount(); ++row) {
+      const stats::Summary& s = summaries_[static_cast<std::size_t>(row - 1)];
+      const double figures[kColumns] = {s.weight,
+                                        s.mean,
+                                        s.minimum,
+                                        s.maximum,
+                                        s.upperQuartile - s.lowerQuartile,
+                                        s.standardDeviation,
+                                        s.lowerQuartile,
+                                        s.median,
+                                        s.upperQuartile};
+      for (int i = 0; i < kColumns; ++i) SetCellOrMissing(*sheet, row, i + 1, figures[i]);
+    }
+    return sheet;
+  }
+
+  std::vector<stats::Summary> summaries_;
+};
+
+class RanksAnalysis final : public WorkSheetAnalysis {
+ public:
+  RanksAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetAnalysis(vlm::kRanksAnalysis, std::move(data), std::move(labels)) {}
+
+ private:
+  void Compute() override {
+    if (Field(0).size() != 1 || Field(0).front() != kResponseColumn) {
+      throw DataError("Ranks are made of the response.");
+    }
+    data_->AddRanks();
+  }
+  std::shared_ptr<Sheet> MakeResult(int, int) override { return nullptr; }
+};
+
+}  // namespace
+
+vlm::IHostAnalysis* MakeWorkSheetAnalysis(std::shared_ptr<WorkData> data, int analysisId, LabelsOf labels) {
+  switch (analysisId) {
+    case vlm::kCrosstabAnalysis:
+      return new CrosstabAnalysis(std::move(data), std::move(labels));
+    case vlm::kBreakdownAnalysis:
+      return new BreakdownAnalysis(std::move(data), std::move(labels));
+    case vlm::kDescriptivesAnalysis:
+      return new DescriptivesAnalysis(std::move(data), std::move(labels));
+    case vlm::kRanksAnalysis:
+      return new RanksAnalysis(std::move(data), std::move(labels));
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace velmora

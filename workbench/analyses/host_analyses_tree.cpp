@@ -1,0 +1,265 @@
+// The tree analysis: one predictor, one response, and the sheets that tell of the tree.
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/analyses/host_analyses_base.h"
+#include "workbench/analyses/host_analyses_sheets.h"
+#include "workbench/documents/texts.h"
+#include "workbench/stats/tree.h"
+
+namespace velmora {
+
+namespace {
+
+// Number of each node so that a left branch, with everything below it, comes before the right one.
+std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
+  std::vector<int> numbers(tree.nodes.size());
+  std::vector<int> pending;
+  if (!tree.nodes.empty()) pending.push_back(1);
+  for (int next = 1; !pending.empty(); ++next) {
+    const int node = pending.back();
+    pending.pop_back();
+    numbers[static_cast<std::size_t>(node - 1)] = next;
+    if (tree.Node(node).right != 0) {
+      pending.push_back(tree.Node(node).right);
+      pending.push_back(tree.Node(node).left);
+    }
+  }
+  return numbers;
+}
+
+// "IsMD(v5)", also behind a leading And: what the tree does by itself for its predictor.
+bool SaysOnlyMissing(std::string_view exclusion, int variable) {
+  while (exclusion.starts_with(' ')) exclusion.remove_prefix(1);
+  if (exclusion.starts_with("And ")) exclusion.remove_prefix(4);
+  return exclusion == "IsMD(v" + std::to_string(variable) + ")";
+}
+
+class TreeAnalysis final : public HostAnalysis {
+ public:
+  TreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table)
+      : HostAnalysis(vlm::kTreeAnalysis, std::move(shared), std::move(table)) {}
+
+ private:
+  void Compute() override;
+  std::shared_ptr<Sheet> MakeResult(int result, int index) override;
+  vlm::IWorkSheet* MakeWork() override;
+
+  void ReadVariables();
+  ResponsePointer ResponseFor(CaseSettings cases);
+  stats::Tree Grow(const stats::SortedOrder& order);
+  void TellDropped(const std::vector<stats::DroppedCut>& dropped);
+
+  std::shared_ptr<Sheet> SummarySheet() const;
+  std::shared_ptr<Sheet> StructureSheet() const;
+  std::shared_ptr<Sheet> NodeSheet(int number) const;
+  void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
+  std::string BranchText(const stats::TreeNode& parent, bool left) const;
+  double FrequentClass(int node) const;
+  int NumberOf(int node) const { return numbers_[static_cast<std::size_t>(node - 1)]; }
+
+  const Column& Predictor() const { return table_->Variable(predictor_); }
+  bool IsRegression() const { return Option(vlm::kRegressionTreeOption) != 0; }
+
+  int response_ = 0;
+  int predictor_ = 0;
+  bool categorical_ = false;
+  std::vector<double> codes_;  // of a categorical predictor
+  ResponsePointer grownOn_;
+  stats::Tree tree_;
+  std::vector<int> numbers_;  // shown number of each node
+  std::vector<int> nodeAt_;   // node of each shown number
+};
+
+void TreeAnalysis::ReadVariables() {
+  const std::vector<int>& categorical = Field(1);
+  const std::vector<int>& continuous = Field(2);
+  if (Field(0).size() != 1 || categorical.size() + continuous.size() != 1) {
+    throw DataError("A tree takes one response and one predictor.");
+  }
+  categorical_ = !categorical.empty();
+  response_ = Field(0).front();
+  predictor_ = categorical_ ? categorical.front() : continuous.front();
+  for (const int variable : {response_, predictor_}) {
+    if (variable > table_->VariableCount()) {
+      throw DataError("There is no variable " + std::to_string(variable) + ".");
+    }
+  }
+  codes_.clear();
+  if (categorical_) codes_ = ParseCodeList(predictorCodes_, Predictor().labels).codes;
+}
+
+ResponsePointer TreeAnalysis::ResponseFor(CaseSettings cases) {
+  // Cases without the predictor are left out of every tree, so a condition that says no more needs no
+  // selection of its own for each predictor.
+  if (cases.enabled != 0 && SaysOnlyMissing(cases.exclusion, predictor_)) cases.exclusion.clear();
+  if (!cases.HasConditions()) cases = {0, "", "", cases.weightVariable};
+  const std::vector<double> codes =
+      IsRegression() ? std::vector<double>()
+                     : ParseCodeList(responseCodes_, table_->Variable(response_).labels).codes;
+  return shared_->ResponseOf(table_, response_, IsRegression(), codes, cases);
+}
+
+void TreeAnalysis::Compute() {
+  tree_ = {};
+  ReadVariables();
+  grownOn_ = ResponseFor(cases_);
+  const OrderPointer order =
+      RestrictOrder(shared_->OrderOf(table_, predictor_), Predictor().values, {}, codes_);
+  tree_ = Grow(*order);
+  numbers_ = NumbersFromLeftToRight(tree_);
+  nodeAt_.assign(numbers_.size(), 0);
+  for (std::size_t i = 0; i < numbers_.size(); ++i) {
+    nodeAt_[static_cast<std::size_t>(numbers_[i] - 1)] = static_cast<int>(i) + 1;
+  }
+}
+
+stats::Tree TreeAnalysis::Grow(const stats::SortedOrder& order) {
+  const std::vector<double>& column = Predictor().values;
+  const HostAnalysisSettings& settings = shared_->settings;
+  const OwnBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.ownBins;
+  if (const auto own = bins.find(predictor_); own != bins.end()) {
+    std::vector<stats::DroppedCut> dropped;
+    stats::Tree tree = categorical_
+                           ? stats::TreeFromGroups(grownOn_->tree, column, order, own->second.groups,
+                                                   shared_->treeScratch, dropped)
+                           : stats::TreeFromCutPoints(grownOn_->tree, column, order, own->second.cutPoints,
+                                                      shared_->treeScratch, dropped);
+    TellDropped(dropped);
+    return tree;
+  }
+  stats::TreeOptions options;
+  options.leastCasesToSplit = Option(vlm::kLeastCasesToSplitOption);
+  options.leastCasesInChild = Option(vlm::kLeastCasesInChildOption);
+  options.prune.enabled = shared_->settings.pruneTrees;
+  return stats::GrowTree(
+      grownOn_->tree, column, order,
+      categorical_ ? stats::PredictorKind::kCategorical : stats::PredictorKind::kContinuous, options,
+      shared_->treeScratch);
+}
+
+void TreeAnalysis::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
+  if (!shared_->environment.notice) return;
+  for (const stats::DroppedCut& one : dropped) {
+    const std::string what =
+        one.isGroup ? "Group " + ShortestNumber(one.value)
+                    : (categorical_ ? "Level " : "Cut point ") + CodeTextOf(Predictor(), one.value);
+    shared_->environment.notice(what + " of \"" + Predictor().name + "\" is not used: it " + one.reason +
+                                ".");
+  }
+}
+
+std::shared_ptr<Sheet> TreeAnalysis::MakeResult(int result, int index) {
+  switch (result) {
+    case vlm::kTreeSummaryResult:
+      return SummarySheet();
+    case vlm::kTreeStructureResult:
+      return tree_.nodes.empty() ? nullptr : StructureSheet();
+    case vlm::kTreeNodeResult:
+      return index >= 1 && index <= static_cast<int>(nodeAt_.size()) ? NodeSheet(index) : nullptr;
+    default:
+      return nullptr;
+  }
+}
+
+double TreeAnalysis::FrequentClass(int node) const {
+  const std::span<const double> weights = tree_.ClassWeights(node);
+  const auto most =
+      static_cast<std::size_t>(std::max_element(weights.begin(), weights.end()) - weights.begin());
+  return grownOn_->codes[most];
+}
+
+std::shared_ptr<Sheet> TreeAnalysis::SummarySheet() const {
+  auto sheet = std::make_shared<Sheet>(static_cast<int>(tree_.nodes.size()), 3);
+  const bool classes = tree_.classCount > 0;
+  sheet->SetColumnName(1, "N");
+  sheet->SetColumnName(2, classes ? "Class" : "Mean");
+  sheet->SetColumnName(3, classes ? "Impurity" : "Variance");
+  for (int row = 1; row <= sheet->RowCount(); ++row) {
+    const int nodeNumber = nodeAt_[static_cast<std::size_t>(row - 1)];
+    const stats::TreeNode& node = tree_.Node(nodeNumber);
+    sheet->SetRowName(row, std::to_string(row));
+    sheet->SetCell(row, 1, node.weight);
+    sheet->SetCell(row, 2, classes ? FrequentClass(nodeNumber) : node.mean);
+    sheet->SetCell(row, 3, classes ? node.impurity : node.variance);
+  }
+  return sheet;
+}
+
+std::string TreeAnalysis::BranchText(const stats::TreeNode& parent, bool left) const {
+  if (!categorical_) return (left ? "<=" : ">") + ShortestNumber(parent.splitConstant);
+  std::string text;
+  for (const double level : tree_.Levels(left ? parent.left : parent.right)) {
+    text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), level);
+  }
+  return text;
+}
+
+std::shared_ptr<Sheet> TreeAnalysis::StructureSheet() const {
+  const int classCount = tree_.classCount;
+  const int predictorColumn = classCount > 0 ? classCount + 4 : 5;
+  auto sheet = std::make_shared<Sheet>(static_cast<int>(tree_.nodes.size()), predictorColumn + 4);
+  const char* const names[] = {"Split", "Left branch", "Right branch", "Left node", "Right node"};
+  for (int i = 0; i < 5; ++i) sheet->SetColumnName(predictorColumn + i, names[i]);
+  sheet->SetColumnName(1, "N");
+  for (int row = 1; row <= sheet->RowCount(); ++row) {
+    const int nodeNumber = nodeAt_[static_cast<std::size_t>(row - 1)];
+    const stats::TreeNode& node = tree_.Node(nodeNumber);
+    sheet->SetRowName(row, std::to_string(row));
+    sheet->SetCell(row, 1, node.weight);
+    if (classCount > 0) {
+      const std::span<const double> weights = tree_.ClassWeights(nodeNumber);
+      for (int c = 0; c < classCount; ++c) sheet->SetCell(row, 2 + c, weights[static_cast<std::size_t>(c)]);
+      sheet->SetCell(row, classCount + 2, FrequentClass(nodeNumber));
+      sheet->SetCell(row, classCount + 3, node.impurity);
+    } else {
+      sheet->SetCell(row, 2, node.mean);
+      sheet->SetCell(row, 3, node.variance);
+      sheet->SetCell(row, 4, static_cast<double>(node.cases));
+    }
+    if (node.right == 0) continue;
+    sheet->SetText(row, predictorColumn, Predictor().name);
+    sheet->SetText(row, predictorColumn + 1, BranchText(node, true));
+    sheet->SetText(row, predictorColumn + 2, BranchText(node, false));
+    sheet->SetInteger(row, predictorColumn + 3, NumberOf(node.left));
+    sheet->SetInteger(row, predictorColumn + 4, NumberOf(node.right));
+  }
+  return sheet;
+}
+
+std::shared_ptr<Sheet> TreeAnalysis::NodeSheet(int number) const {
+  const stats::TreeNode& node = tree_.Node(nodeAt_[static_cast<std::size_t>(number - 1)]);
+  auto sheet = std::make_shared<Sheet>(1, 3);
+  sheet->SetRowName(1, std::to_string(number));
+  if (node.right == 0) return sheet;
+  sheet->SetInteger(1, 1, predictor_);
+  if (!categorical_) sheet->SetCell(1, 2, node.splitConstant);
+  sheet->SetCell(1, 3, node.improvement);
+  return sheet;
+}
+
+vlm::IWorkSheet* TreeAnalysis::MakeWork() {
+  if (tree_.nodes.empty()) throw DataError("The tree has not been run.");
+  Bins bins;
+  bins.categorical = categorical_;
+  for (const int node : tree_.bins) bins.nodes.push_back(NumberOf(node));
+  if (categorical_) {
+    for (std::size_t bin = 0; bin < tree_.bins.size(); ++bin) {
+      for (const double level : tree_.Levels(tree_.bins[bin]))
+        bins.levels.emplace_back(level, static_cast<int>(bin));
+    }
+    std::sort(bins.levels.begin(), bins.levels.end());
+  } else {
+    bins.cutPoints = tree_.CutPoints();
+  }
+  return MakeWorkSheet(
+      std::make_shared<WorkData>(shared_, table_, predictor_, ResponseFor(cases_), codes_, std::move(bins)));
+}
+
+}  // namespace
+
+vlm::IHostAnalysis* MakeTreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table) {
+  return new TreeAnalysis(std::move(shared), std::move(table));
+}
+
+}  // namespace velmora

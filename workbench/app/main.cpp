@@ -1,9 +1,0 @@
-// velmora: the workbench's command.
-#include "workbench/app/command_line.h"
-#include "workbench/app/console.h"
-#include "workbench/system/system.h"
-
-int main(int argumentCount, char** arguments) {
-  velmora::PrepareConsole();
-  return velmora::RunCommandLine(velmora::CommandLineArguments(argumentCount, arguments));
-}

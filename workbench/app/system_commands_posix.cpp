@@ -1,9 +1,0 @@
-#include "workbench/app/system_commands.h"
-
-namespace velmora {
-
-std::vector<Command> SystemCommands() { return {}; }
-
-std::optional<int> RunSystemSwitch(const std::vector<std::string>& /*arguments*/) { return std::nullopt; }
-
-}  // namespace velmora

@@ -1,0 +1,167 @@
+// velmora apply: from saved bins and a data file to the table with its coded variables.
+#include "workbench/cli/apply_command.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <numeric>
+
+#include "workbench/bins/coding_program.h"
+#include "workbench/cli/console.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/options.h"
+#include "workbench/cli/progress_bar.h"
+#include "workbench/cli/text_table.h"
+#include "workbench/data/save.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+struct CommandOptions {
+  std::vector<std::string> files;
+  DataOptions data;
+  std::vector<std::string> keep;
+  std::string out;
+  bool quiet = false;
+};
+
+CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
+  CommandOptions options;
+  CommandParser parser;
+  parser.Positionals("FILE", options.files);
+  options.data.AddReadingTo(parser);
+  parser.List("--keep", options.keep);
+  parser.Text("--out", options.out);
+  parser.Flag("--quiet", options.quiet);
+  parser.Parse(arguments);
+  if (options.files.size() < 2) {
+    throw UsageError(options.files.empty()
+                         ? "FILE and DATA are missing: name what was saved, then the data file."
+                         : "DATA is missing: name the data file behind " + options.files.front() + ".");
+  }
+  options.data.path = options.files.back();
+  options.files.pop_back();
+  if (!options.out.empty()) {
+    std::vector<std::string> inputs = options.files;
+    inputs.push_back(options.data.path);
+    for (const std::string& input : inputs) {
+      std::error_code error;
+      if (std::filesystem::equivalent(PathOf(options.out), PathOf(input), error))
+        throw UsageError("--out " + options.out + " would be written over what is read.");
+    }
+  }
+  return options;
+}
+
+std::string ReadWhole(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(PathOf(path), error)) throw RunError(path + " is a folder.");
+  std::ifstream file(PathOf(path), std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file || file.bad()) throw RunError(path + " cannot be read.");
+  return content;
+}
+
+// Data of another place may lack hundreds of levels.
+void TellWarnings(const std::vector<std::string>& warnings) {
+  constexpr std::size_t kMostTold = 20;
+  for (std::size_t i = 0; i < std::min(warnings.size(), kMostTold); ++i) Tell("Warning: " + warnings[i]);
+  if (warnings.size() > kMostTold) {
+    Tell("Warning: and " + Counted(warnings.size() - kMostTold, "more such label.", "more such labels."));
+  }
+}
+
+struct CodingFile {
+  std::string path;
+  CodingProgram program;
+};
+
+// Everything is compiled before anything runs, so a file at fault costs no time.
+// kept: the variables beside which the coded ones will stand.
+std::vector<CodingFile> Compile(const CommandOptions& options, const Table& table,
+                                const std::vector<int>& kept) {
+  std::vector<CodingFile> files;
+  std::vector<std::string> notices;
+  std::map<std::string, std::string> madeBy;
+  for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
+  for (const std::string& path : options.files) {
+    files.push_back({path, CodingProgram(ParseCodingFile(ReadWhole(path), path), table, notices)});
+    for (const std::string& name : files.back().program.TargetNames()) {
+      const auto [other, isNew] = madeBy.try_emplace(name, path);
+      if (!isNew) {
+        throw RunError(path + " makes the variable " + name + ", which " + other->second + " has, too" +
+                       (other->second == table.fileName ? "; name what to keep with --keep." : "."));
+      }
+    }
+  }
+  TellWarnings(notices);
+  return files;
+}
+
+void TellOf(const Column& column) {
+  const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
+  std::string text = column.name;
+  if (missing > 0)
+    text += ": " + Counted(static_cast<std::size_t>(missing), "case has", "cases have") + " no value";
+  Tell("Coded: " + text);
+}
+
+void AddCodedVariables(std::vector<CodingFile>& files, bool quiet, Table& table) {
+  std::vector<Column> coded;
+  for (CodingFile& file : files) {
+    ProgressBar bar;
+    bar.Start("Applying " + file.path);
+    std::vector<Column> columns = file.program.Run([&bar](double fraction) {
+      bar.Update(fraction);
+      return !WasInterrupted();
+    });
+    bar.Finish();
+    for (Column& column : columns) {
+      if (!quiet) TellOf(column);
+      coded.push_back(std::move(column));
+    }
+  }
+  std::move(coded.begin(), coded.end(), std::back_inserter(table.columns));
+}
+
+// Leaves the variables with these numbers, in their order, and those behind the first ones.
+void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& table) {
+  std::vector<Column> kept;
+  kept.reserve(numbers.size() + table.columns.size() - firstCoded);
+  for (const int number : numbers) kept.push_back(std::move(table.Variable(number)));
+  std::move(table.columns.begin() + static_cast<std::ptrdiff_t>(firstCoded), table.columns.end(),
+            std::back_inserter(kept));
+  table.columns = std::move(kept);
+  table.bundles.clear();  // they count variables that may be gone
+}
+
+}  // namespace
+
+int RunApplyCommand(const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  Table table = LoadTable(options.data);
+  std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
+  if (options.keep.empty()) {
+    kept.resize(table.columns.size());
+    std::iota(kept.begin(), kept.end(), 1);
+  }
+  const std::size_t firstCoded = table.columns.size();
+  std::vector<CodingFile> files = Compile(options, table, kept);
+  AddCodedVariables(files, options.quiet, table);
+  files.clear();
+  if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);
+  StopIfInterrupted();
+  if (options.out.empty()) {
+    WriteCsv(table, [](std::string_view bytes) { WriteToStandardOutput(bytes); });
+  } else {
+    SaveTable(table, options.out);
+    if (!options.quiet) Tell("Written: " + options.out);
+  }
+  return kExitDone;
+}
+
+}  // namespace velmora

@@ -1,0 +1,150 @@
+// The one file that sees the parsing library: its header costs ten seconds to compile.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <utility>
+
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/options.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+template <typename Value>
+bool ParseWhole(const std::string& text, Value& value) {
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+}  // namespace
+
+class CommandParser::Library {
+ public:
+  CLI::App app;
+};
+
+CommandParser::~CommandParser() = default;
+
+CommandParser::CommandParser() : library_(std::make_unique<Library>()) {
+  library_->app.set_help_flag();
+  library_->app.allow_extras();                      // told in our own words
+  library_->app.allow_windows_style_options(false);  // a path may begin with a slash there, too
+}
+
+void CommandParser::Flag(const std::string& name, bool& target) { library_->app.add_flag(name, target); }
+
+void CommandParser::Text(const std::string& name, std::string& target) {
+  library_->app
+      .add_option_function<std::string>(name,
+                                        [name, &target](const std::string& value) {
+                                          if (value.empty()) throw UsageError(name + " needs a value.");
+                                          target = value;
+                                        })
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+}
+
+void CommandParser::List(const std::string& name, std::vector<std::string>& target) {
+  library_->app.add_option(name, target)->expected(1, -1);
+  lists_.push_back(&target);
+}
+
+void CommandParser::Repeated(const std::string& name, std::vector<std::string>& target) {
+  library_->app.add_option(name, target)
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void CommandParser::WholeNumber(const std::string& name, int& target, int minimum, int maximum) {
+  library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
+    int value = 0;
+    if (!ParseWhole(text, value) || value < minimum || value > maximum) {
+      throw UsageError(name + " takes a whole number from " + std::to_string(minimum) + " to " +
+                       std::to_string(maximum) + ", not " + (text.empty() ? "an empty text" : text) + ".");
+    }
+    target = value;
+  });
+}
+
+void CommandParser::Number(const std::string& name, double& target, double minimum, double maximum) {
+  library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
+    double value = 0;
+    if (!ParseWhole(text, value) || !(value > minimum && value < maximum)) {
+      char range[64];
+      std::snprintf(range, sizeof range, "above %g and below %g", minimum, maximum);
+      throw UsageError(name + " takes a number " + range + ", not " +
+                       (text.empty() ? "an empty text" : text) + ".");
+    }
+    target = value;
+  });
+}
+
+void CommandParser::Choice(const std::string& name, int& target, std::vector<std::string> words) {
+  library_->app.add_option_function<std::string>(
+      name, [name, words = std::move(words), &target](const std::string& text) {
+        const auto at = std::find(words.begin(), words.end(), text);
+        if (at == words.end())
+          throw UsageError(name + " takes " + JoinWords(words, " or ") + ", not " + text + ".");
+        target = static_cast<int>(at - words.begin());
+      });
+}
+
+void CommandParser::Positional(const std::string& name, std::string& target) {
+  library_->app.add_option(name, target);
+  positionalName_ = name;
+  positional_ = &target;
+}
+
+void CommandParser::Positionals(const std::string& name, std::vector<std::string>& target) {
+  library_->app.add_option(name, target);
+}
+
+void CommandParser::Parse(const std::vector<std::string>& arguments) {
+  try {
+    library_->app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::ArgumentMismatch& error) {
+    const std::string text = error.what();
+    const std::string option = text.substr(0, text.find(':'));
+    if (text.find("At Most") != std::string::npos) throw UsageError(option + " stands more than once.");
+    throw UsageError(option + " needs " +
+                     (text.find("exactly") != std::string::npos ? "one value." : "a value."));
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(std::string(error.what()) + ".");
+  }
+  for (const std::string& extra : library_->app.remaining()) {
+    if (!extra.starts_with("-")) {
+      throw UsageError("'" + extra + "' is one word too many (quote a name that has blanks).");
+    }
+    const std::string option = extra.substr(0, extra.find('='));
+    const std::string nearest = NearestWord(option, OptionNames());
+    throw UsageError("There is no option " + option +
+                     (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
+  }
+  if (positional_ != nullptr && positional_->empty()) TakePositionalFromLists();
+}
+
+// --dependents risk data.csv: a list option takes every word that follows, the data file too.
+void CommandParser::TakePositionalFromLists() {
+  for (std::vector<std::string>* list : lists_) {
+    std::error_code error;
+    if (list->size() < 2 || !std::filesystem::is_regular_file(PathOf(list->back()), error)) continue;
+    *positional_ = list->back();
+    list->pop_back();
+    return;
+  }
+}
+
+std::vector<std::string> CommandParser::OptionNames() const {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : library_->app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+bool CommandParser::Has(const std::string& name) const { return library_->app.count(name) > 0; }
+
+}  // namespace velmora

@@ -1,0 +1,49 @@
+// Standard streams and the terminal, as far as all systems have them alike.
+#include "workbench/cli/console.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "workbench/cli/console_system.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/progress_bar.h"
+#include "workbench/data/errors.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+Terminal TerminalOf(StandardStream stream) {
+  Terminal terminal = DescribeTerminal(stream);
+  terminal.colour =
+      terminal.colour && EnvironmentVariable("NO_COLOR").empty() && EnvironmentVariable("TERM") != "dumb";
+  return terminal;
+}
+
+}  // namespace
+
+void StopIfInterrupted() {
+  if (WasInterrupted()) throw Cancelled();
+}
+
+void Tell(std::string_view line) {
+  ProgressBar::WipeShown();
+  WriteToStandardError(std::string(line) + '\n');
+}
+
+void WriteToStandardError(std::string_view text) {
+  static_cast<void>(WriteAll(StandardStream::kError, text));  // nobody is left to tell when this fails
+}
+
+void WriteToStandardOutput(std::string_view text) {
+  ProgressBar::WipeShown();
+  const int error = WriteAll(StandardStream::kOutput, text);
+  if (error == EPIPE) throw BrokenPipe();
+  if (error != 0)
+    throw RunError(std::string("Standard output cannot be written: ") + std::strerror(error) + ".");
+}
+
+Terminal StandardOutputTerminal() { return TerminalOf(StandardStream::kOutput); }
+Terminal StandardErrorTerminal() { return TerminalOf(StandardStream::kError); }
+
+}  // namespace velmora

@@ -1,0 +1,160 @@
+// From the data file to the table that a command works on.
+#include "workbench/cli/data_input.h"
+
+#include <algorithm>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/progress_bar.h"
+#include "workbench/data/measurement.h"
+#include "workbench/data/names.h"
+#include "workbench/data/readers.h"
+
+namespace velmora {
+namespace {
+
+// A wrong name in an option is bad use, and the sentence starts with the option.
+template <typename Action>
+auto ForOption(const std::string& option, Action action) {
+  try {
+    return action();
+  } catch (const DataError& error) {
+    throw UsageError(option + ": " + error.what());
+  }
+}
+
+bool IsName(const Table& table, const std::string& text) {
+  return std::any_of(table.columns.begin(), table.columns.end(),
+                     [&](const Column& column) { return column.name == text; });
+}
+
+const VariableBundle* BundleOf(const Table& table, const std::string& text) {
+  const auto found = std::find_if(table.bundles.begin(), table.bundles.end(),
+                                  [&](const VariableBundle& bundle) { return bundle.name == text; });
+  return found == table.bundles.end() || IsName(table, text) ? nullptr : &*found;
+}
+
+// The values of a list of names, split at commas where the whole is no name itself.
+std::vector<std::string> SplitNames(const Table& table, const std::vector<std::string>& values) {
+  std::vector<std::string> names;
+  for (const std::string& value : values) {
+    if (IsName(table, value) || BundleOf(table, value) != nullptr) {
+      names.push_back(value);
+      continue;
+    }
+    for (std::string& part : SplitList({value})) names.push_back(std::move(part));
+  }
+  return names;
+}
+
+// The names with those of the variables in place of a bundle's.
+std::vector<std::string> WithoutBundles(const Table& table, const std::vector<std::string>& names) {
+  std::vector<std::string> variables;
+  for (const std::string& name : names) {
+    const VariableBundle* const bundle = BundleOf(table, name);
+    if (bundle == nullptr) {
+      variables.push_back(name);
+      continue;
+    }
+    for (const int number : bundle->variableNumbers) variables.push_back(table.Variable(number).name);
+  }
+  return variables;
+}
+
+char Delimiter(const std::string& text) {
+  if (text.empty()) return 0;
+  if (text == "tab" || text == "\\t" || text == "\t") return '\t';
+  if (text.size() != 1)
+    throw UsageError("--delimiter takes one character or the word tab, not " + text + ".");
+  return text.front();
+}
+
+Table ReadFile(const DataOptions& options) {
+  ReadOptions reading;
+  reading.delimiter = Delimiter(options.delimiter);
+  reading.missingTexts = SplitList(options.missingTexts);
+  reading.infer = false;  // missing-data codes and overrides come first
+  ProgressBar bar;
+  bar.Start("Reading " + options.path);
+  reading.progress = [&bar](double fraction) {
+    bar.Update(fraction);
+    return !WasInterrupted();
+  };
+  ReadReport report;
+  Table table = ReadTable(options.path, reading, &report);
+  bar.Finish();
+  for (const std::string& warning : report.warnings) Tell("Warning: " + warning);
+  return table;
+}
+
+void OverrideMeasurements(Table& table, const DataOptions& options) {
+  const std::vector<int> continuous = NamedVariables(table, "--continuous", options.continuous);
+  const std::vector<int> categorical = NamedVariables(table, "--categorical", options.categorical);
+  for (const int number : continuous) {
+    if (std::find(categorical.begin(), categorical.end(), number) == categorical.end()) continue;
+    throw UsageError("--continuous and --categorical both name " + table.Variable(number).name + ".");
+  }
+  const auto apply = [&](const std::string& option, const std::vector<int>& numbers,
+                         Measurement measurement) {
+    std::vector<std::string> names;
+    names.reserve(numbers.size());
+    for (const int number : numbers) names.push_back(table.Variable(number).name);
+    ForOption(option, [&] { OverrideMeasurement(table, names, measurement); });
+  };
+  apply("--continuous", continuous, Measurement::kContinuous);
+  apply("--categorical", categorical, Measurement::kCategorical);
+}
+
+}  // namespace
+
+Table LoadTable(const DataOptions& options) {
+  if (options.path.empty()) throw UsageError("DATA is missing: name the data file behind the command.");
+  Table table = ReadFile(options);
+  for (const std::string& option : options.missingCodes) {
+    ForOption("--missing", [&] { ApplyMissingOption(table, option); });
+  }
+  OverrideMeasurements(table, options);
+  StopIfInterrupted();
+  InferMeasurements(table);
+  StopIfInterrupted();
+  return table;
+}
+
+DataRecipe RecipeOf(const DataOptions& options, const Table& table) {
+  DataRecipe recipe;
+  recipe.delimiter = options.delimiter;
+  recipe.missingTexts = SplitList(options.missingTexts);
+  for (const std::string& option : options.missingCodes) {
+    const std::size_t equals = option.rfind('=');
+    recipe.missingCodes.emplace_back(table.Variable(ResolveVariable(table, option.substr(0, equals))).name,
+                                     option.substr(equals + 1));
+  }
+  const auto add = [&](const char* option, const std::vector<std::string>& names, Measurement measurement) {
+    for (const int number : NamedVariables(table, option, names))
+      recipe.measurements.emplace_back(table.Variable(number).name, measurement);
+  };
+  add("--continuous", options.continuous, Measurement::kContinuous);
+  add("--categorical", options.categorical, Measurement::kCategorical);
+  return recipe;
+}
+
+std::vector<int> NamedVariables(const Table& table, const std::string& option,
+                                const std::vector<std::string>& values) {
+  return ForOption(option,
+                   [&] { return ResolveVariables(table, WithoutBundles(table, SplitNames(table, values))); });
+}
+
+int NamedVariable(const Table& table, const std::string& option, const std::string& value) {
+  return ForOption(option, [&] { return ResolveVariable(table, value); });
+}
+
+bool NamedExactly(const Table& table, const std::vector<std::string>& values, int variableNumber) {
+  for (const std::string& name : SplitNames(table, values)) {
+    if (name.find_first_of("*?") != std::string::npos && !IsName(table, name)) continue;
+    if (BundleOf(table, name) != nullptr) continue;
+    if (ResolveVariable(table, name) == variableNumber) return true;
+  }
+  return false;
+}
+
+}  // namespace velmora

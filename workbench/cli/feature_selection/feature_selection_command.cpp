@@ -1,0 +1,173 @@
+// velmora feature-selection: from the command line to the written results.
+#include "workbench/cli/feature_selection/feature_selection_command.h"
+
+#include <filesystem>
+
+#include "workbench/cli/analysis_run.h"
+#include "workbench/cli/command_outputs.h"
+#include "workbench/cli/console.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/feature_selection/feature_selection_run.h"
+#include "workbench/cli/module_path.h"
+#include "workbench/cli/options.h"
+#include "workbench/data/save.h"
+#include "workbench/data/table_companion.h"
+#include "workbench/session/settings_script.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kMostBest = 10000;  // what the results dialog takes
+constexpr int kMostCuts = 20;
+
+struct CommandOptions {
+  DataOptions data;
+  OutputOptions output;
+  ModuleOptions module;
+  VariableRequest variables;
+  FeatureSelectionSettings settings;
+  bool printScript = false;
+};
+
+CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
+  CommandOptions options;
+  CommandParser parser;
+  options.data.AddTo(parser);
+  options.settings.cases.AddTo(parser);
+  parser.Flag("--round-weights", options.settings.cases.roundWeights);
+  options.output.AddTo(parser);
+  parser.Flag("--save-bundles", options.output.saveBundles);
+  parser.Flag("--print-script", options.printScript);
+  options.module.AddTo(parser);
+  parser.List("--dependents", options.variables.dependents);
+  parser.List("--predictors", options.variables.predictors);
+  parser.Text("--count", options.variables.count);
+  FeatureSelectionSettings& settings = options.settings;
+  parser.Flag("--casewise", settings.casewise);
+  parser.Flag("--cut-dependents", settings.cutDependents);
+  parser.WholeNumber("--cuts", settings.cuts, 1, kMostCuts);
+  parser.WholeNumber("--dependent-cuts", settings.dependentCuts, 1, kMostCuts);
+  parser.Flag("--chi-square", settings.chiSquare);
+  int show = 0;
+  parser.Choice("--show", show, {"best", "p", "best-by-p"});
+  parser.WholeNumber("--best", settings.best, 1, kMostBest);
+  parser.WholeNumber("--best-by-p", settings.bestByP, 1, kMostBest);
+  parser.Number("--p-criterion", settings.pCriterion, 0, 1);
+  parser.Parse(arguments);
+
+  settings.displayMode = static_cast<DisplayMode>(show);
+  options.variables.weight = settings.cases.weight;
+  if (options.data.path.empty()) {
+    throw UsageError(
+        "DATA is missing: name the data file, as in velmora feature-selection data.csv --dependents NAME.");
+  }
+  if (options.variables.dependents.empty()) throw UsageError("--dependents is missing: name the outcome.");
+  if (settings.cases.roundWeights && settings.cases.weight.empty())
+    throw UsageError("--round-weights needs --weight NAME.");
+  return options;
+}
+
+// Beside the run's other files; the name says what it is and is never the data file's own.
+std::string BundlesFile(const Table& table) {
+  const std::filesystem::path data = PathOf(table.fileName);
+  return data.stem().string() + "_bundles" + (data.extension() == ".parquet" ? ".parquet" : ".csv");
+}
+
+// Saves the data with its bundles as a file of the run.
+void SaveBundles(Session& session, OutputFiles& files) {
+  session.ResultsDialog().Call("SavePredictorsToVariableBundle");
+  const std::string name = BundlesFile(session.Data());
+  try {
+    SaveTable(session.Data(), (files.StagingFolder() / PathOf(name)).string());
+  } catch (const DataError& error) {
+    // The sentence names the file where it would have stood.
+    std::string sentence = error.what();
+    const std::string staging = files.StagingFolder().string();
+    if (const std::size_t at = sentence.find(staging); at != std::string::npos) {
+      sentence.replace(at, staging.size(), files.StagingFolder().parent_path().string());
+    }
+    throw RunError(sentence);
+  }
+  // A companion of an earlier run would speak for this table, too.
+  const std::string companion = CompanionPath(name);
+  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(companion))) {
+    files.Add(companion,
+              "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
+  }
+}
+
+void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
+                  const FeatureSelectionReport& report, Session& session) {
+  OutputWriters writers = WritersOf(report, session);
+  if (options.output.saveBundles) writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, files); };
+  WriteOutputs(options.output, formats, writers, session);
+}
+
+std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
+                     const VariableChoice& choice) {
+  ScriptedRun run{.table = table,
+                  .recipe = RecipeOf(options.data, table),
+                  .selection = {options.settings.cases.select, options.settings.cases.exclude},
+                  .weight = choice.weight,
+                  .analysis = kFeatureSelectionName,
+                  .useWeightsAsGiven = !options.settings.cases.roundWeights,
+                  .notes = {},
+                  .resultsSettings = DisplaySettings(options.settings),
+                  .outputs = ScriptedOutputs(options.output, formats)};
+  run.notes.startupSettings = StartupSettings(choice, options.settings);
+  run.notes.leftOut = choice.leftOut;
+  if (options.output.saveBundles) {
+    const std::filesystem::path folder = PathOf(options.output.folder);
+    run.outputs.emplace_back("results.SavePredictorsToVariableBundle()");
+    run.outputs.push_back("data.Save(" + PythonString((folder / PathOf(BundlesFile(table))).string()) + ")");
+  }
+  return WriteSettingsScript(run);
+}
+
+}  // namespace
+
+OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session) {
+  OutputWriters writers;
+  writers.stem = "feature_selection";
+  writers.text = [&](const Terminal& terminal) {
+    return FeatureSelectionText(report, terminal.width, terminal.utf8);
+  };
+  writers.json = [&] { return FeatureSelectionJson(report); };
+  writers.csv = [&] { return FeatureSelectionCsv(report); };
+  writers.addCsv = [&](OutputFiles& files) {
+    files.Add("feature_selection.csv", FeatureSelectionCsv(report));
+  };
+  writers.makeDocuments = [&] { MakeFeatureSelectionDocuments(session, report); };
+  return writers;
+}
+
+int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  const std::vector<Format> formats = options.output.Formats();
+  SessionOptions sessionOptions;
+  sessionOptions.modulePath = FindModule(options.module.path);
+
+  Table table = LoadTable(options.data);
+  const VariableChoice choice = ChooseVariables(table, options.variables);
+  if (options.printScript) {
+    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+    return kExitDone;
+  }
+
+  TerminalFace face(options.output.quiet);
+  Session session(face, sessionOptions);
+  DataRecipe recipe = RecipeOf(options.data, table);
+  session.SetTable(std::move(table), std::move(recipe));
+  ApplyCases(session, choice.weight, options.settings.cases);
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  const FeatureSelectionReport report = RunFeatureSelection(session, face, choice, options.settings);
+  WriteResults(options, formats, report, session);
+  if (IsFirstLook(options.output)) {
+    Tell("Next: add --out DIR for a report and a workbook, --format json for a program, or try --show p.");
+  }
+  return kExitDone;
+}
+
+}  // namespace velmora

@@ -1,0 +1,42 @@
+// Drives one feature selection the way a script would: settings go in through the automation interfaces and
+// the dialogs, results come out of the module's view of them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/cli/options.h"
+#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/variable_choice.h"
+#include "workbench/report/feature_selection_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct FeatureSelectionSettings {
+  int cuts = 10, dependentCuts = 10;
+  bool casewise = false, cutDependents = false, chiSquare = false;
+  DisplayMode displayMode = DisplayMode::kBest;
+  int best = 10, bestByP = 10;
+  double pCriterion = 0.01;
+  CaseOptions cases;
+};
+
+// Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
+// for documents and bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
+// UsageError for a wrong selection expression.
+FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
+                                           const FeatureSelectionSettings& settings);
+
+// What the analysis started last has found, with the settings of its results dialog, which must be open.
+FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face);
+
+// Members of the two dialogs and what RunFeatureSelection puts them, in its order.
+std::vector<MemberValue> StartupSettings(const VariableChoice& choice,
+                                         const FeatureSelectionSettings& settings);
+std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& settings);
+
+// The summaries, importance plots and the report in the session's workbook, with the facts of the run.
+void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report);
+
+}  // namespace velmora

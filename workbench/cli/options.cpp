@@ -1,0 +1,104 @@
+// Option groups of the commands.
+#include "workbench/cli/options.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/data/names.h"
+#include "workbench/documents/writers.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+std::string JoinWords(const std::vector<std::string>& words, const char* last) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += i + 1 == words.size() ? last : ", ";
+    text += words[i];
+  }
+  return text;
+}
+
+std::string NearestWord(const std::string& name, const std::vector<std::string>& words) {
+  const std::vector<std::string_view> candidates(words.begin(), words.end());
+  const int nearest = NearestText(name, candidates);
+  return nearest < 0 ? std::string() : words[static_cast<std::size_t>(nearest)];
+}
+
+std::vector<std::string> SplitList(const std::vector<std::string>& values) {
+  std::vector<std::string> parts;
+  for (const std::string& value : values) {
+    for (std::size_t begin = 0; begin <= value.size();) {
+      const std::size_t end = std::min(value.find(',', begin), value.size());
+      const std::size_t first = value.find_first_not_of(" \t", begin);
+      if (first < end) {
+        const std::size_t last = value.find_last_not_of(" \t", end - 1);
+        parts.push_back(value.substr(first, last - first + 1));
+      }
+      begin = end + 1;
+    }
+  }
+  return parts;
+}
+
+void DataOptions::AddTo(CommandParser& parser) {
+  parser.Positional("DATA", path);
+  AddReadingTo(parser);
+  parser.List("--continuous", continuous);
+  parser.List("--categorical", categorical);
+}
+
+void DataOptions::AddReadingTo(CommandParser& parser) {
+  parser.Text("--delimiter", delimiter);
+  parser.Repeated("--missing-text", missingTexts);
+  parser.Repeated("--missing", missingCodes);
+}
+
+void CaseOptions::AddTo(CommandParser& parser) {
+  parser.Text("--select", select);
+  parser.Text("--exclude", exclude);
+  parser.Text("--weight", weight);
+}
+
+void OutputOptions::AddTo(CommandParser& parser) {
+  parser.Text("--out", folder);
+  parser.Repeated("--format", formatNames);
+  parser.Flag("--quiet", quiet);
+}
+
+std::vector<Format> OutputOptions::Formats() const {
+  static const std::vector<std::string> kWords = {"terminal", "json", "csv", "xlsx", "html"};
+  std::vector<Format> formats;
+  for (const std::string& name : SplitList(formatNames)) {
+    const auto at = std::find(kWords.begin(), kWords.end(), name);
+    if (at == kWords.end())
+      throw UsageError("--format takes " + JoinWords(kWords, " or ") + ", not " + name + ".");
+    const auto format = static_cast<Format>(at - kWords.begin());
+    if (format == Format::kXlsx && !WritesXlsx())
+      throw UsageError(
+          "--format xlsx: XLSX files are not written by this build of velmora; HTML and CSV files are.");
+    if (std::find(formats.begin(), formats.end(), format) == formats.end()) formats.push_back(format);
+  }
+  if (!folder.empty()) {
+    if (formats.empty()) {
+      formats = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kHtml};
+      if (WritesXlsx()) formats.push_back(Format::kXlsx);
+    }
+    return formats;
+  }
+  if (formats.empty()) formats = {Format::kTerminal};
+  if (formats.size() > 1) {
+    throw UsageError("--format: several formats need --out DIR; standard output holds one of them.");
+  }
+  if (formats.front() == Format::kXlsx && StandardOutputTerminal().isTerminal) {
+    throw UsageError(
+        "--format xlsx is no text for a terminal: give --out DIR or send standard output to a file.");
+  }
+  return formats;
+}
+
+void ModuleOptions::AddTo(CommandParser& parser) { parser.Text("--module", path); }
+
+}  // namespace velmora

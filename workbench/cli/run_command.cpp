@@ -1,0 +1,117 @@
+// velmora run: reads the script, loads the library that runs it, and gives it an empty session.
+#include "workbench/cli/run_command.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/module_path.h"
+#include "workbench/cli/options.h"
+#include "workbench/cli/script_reports.h"
+#include "workbench/cli/terminal_face.h"
+#include "workbench/python/python_library.h"
+#include "workbench/session/session.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+constexpr char kPythonLibrary[] = "libvelmora_python.so";
+
+struct RunOptions {
+  ModuleOptions module;
+  bool quiet = false;
+  std::vector<std::string> script;  // its file, then its own arguments
+};
+
+// Options stand in front of the script; everything behind it is the script's.
+RunOptions ParseOptions(const std::vector<std::string>& arguments) {
+  std::size_t own = 0;
+  while (own < arguments.size() && arguments[own].starts_with("-") && arguments[own] != "-") {
+    own += arguments[own] == "--module" ? 2 : 1;
+  }
+  own = std::min(own, arguments.size());
+  const auto end = arguments.begin() + static_cast<std::ptrdiff_t>(own);
+  RunOptions options;
+  CommandParser parser;
+  options.module.AddTo(parser);
+  parser.Flag("--quiet", options.quiet);
+  parser.Parse({arguments.begin(), end});
+  options.script.assign(end, arguments.end());
+  if (options.script.empty())
+    throw UsageError("SCRIPT is missing: name a Python file, or - for standard input.");
+  return options;
+}
+
+std::string ReadScript(const std::string& path) {
+  if (path == "-") return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+  std::error_code error;
+  if (std::filesystem::is_directory(PathOf(path), error))
+    throw RunError("The script " + path + " is a folder.");
+  errno = 0;
+  std::ifstream file(PathOf(path), std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  if (!file.is_open() || file.bad()) {
+    throw RunError("The script " + path +
+                   " cannot be read: " + (errno != 0 ? std::strerror(errno) : "unknown reason") + ".");
+  }
+  return text;
+}
+
+void CheckScript(const std::string& path, const std::string& text) {
+  if (text.find('\0') != std::string::npos) throw RunError("The script " + path + " is no text.");
+}
+
+// Loaded for good: an interpreter cannot be taken out of a process again.
+RunPythonScriptFunction LoadPython() {
+  const std::filesystem::path beside = ExecutableFolder();
+  for (const std::filesystem::path& place :
+       {beside / kPythonLibrary, beside / ".." / "lib" / kPythonLibrary}) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(place, error)) continue;
+    std::string reason;
+    void* const library = LoadSharedLibrary(place, reason);
+    if (library == nullptr) throw RunError("Scripts need Python, which cannot be loaded: " + reason + ".");
+    if (void* const function = FindFunction(library, kRunPythonScriptName))
+      return reinterpret_cast<RunPythonScriptFunction>(function);
+    throw RunError(place.string() + " does not belong to this velmora.");
+  }
+  throw RunError(std::string("Scripts need Python, which this velmora was built without: there is no ") +
+                 kPythonLibrary + " in " + beside.string() + ".");
+}
+
+}  // namespace
+
+int RunRunCommand(const std::vector<std::string>& arguments) {
+  const RunOptions options = ParseOptions(arguments);
+  const std::string text = ReadScript(options.script.front());
+  CheckScript(options.script.front(), text);
+  SessionOptions sessionOptions;
+  sessionOptions.modulePath = FindModule(options.module.path);
+  const RunPythonScriptFunction run = LoadPython();
+
+  TerminalFace face(options.quiet);
+  Session session(face, sessionOptions);
+  ScriptReports reports(session, face, options.quiet);
+  session.SetReporter(&reports);
+  std::vector<const char*> words;
+  for (const std::string& word : options.script) words.push_back(word.c_str());
+  PythonScript script{};
+  script.arguments = words.data();
+  script.argumentCount = static_cast<int>(words.size());
+  script.text = text.data();
+  script.textLength = static_cast<int>(text.size());
+  script.application = session.Application().Object();
+  script.version = VELMORA_VERSION;
+  script.callOnInterruption = CallOnInterruption;
+  script.forgetInterruption = ForgetInterruption;
+  return run(&script);
+}
+
+}  // namespace velmora

@@ -1,0 +1,171 @@
+// velmora screen: from the command line to the written results.
+#include "workbench/cli/screen/screen_command.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "workbench/cli/analysis_run.h"
+#include "workbench/cli/command_outputs.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/module_path.h"
+#include "workbench/cli/screen/screen_run.h"
+#include "workbench/cli/screen/screen_save.h"
+#include "workbench/report/screen_html.h"
+#include "workbench/session/settings_script.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kMostBest = 10000;
+
+struct CommandOptions {
+  DataOptions data;
+  OutputOptions output;
+  ModuleOptions module;
+  ScreenRequest request;
+  ScreenSettings settings;
+  SaveOptions save;
+  bool printScript = false;
+};
+
+void CheckOptions(const CommandOptions& options) {
+  const ScreenRequest& request = options.request;
+  if (options.data.path.empty()) {
+    throw UsageError(
+        "DATA is missing: name the data file, as in velmora screen data.csv --binary-response NAME --good "
+        "CODE "
+        "--bad CODE.");
+  }
+  if (request.binary.empty() && request.continuous.empty() && request.categorical.empty()) {
+    throw UsageError(
+        "A response is missing: give --binary-response, --continuous-response or --categorical-response.");
+  }
+  if (request.binary.empty() && !(request.good.empty() && request.bad.empty())) {
+    throw UsageError(std::string(request.good.empty() ? "--bad" : "--good") +
+                     " needs --binary-response NAME.");
+  }
+}
+
+CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
+  CommandOptions options;
+  CommandParser parser;
+  ScreenSettings& settings = options.settings;
+  options.data.AddTo(parser);
+  settings.cases.AddTo(parser);
+  options.output.AddTo(parser);
+  parser.Flag("--print-script", options.printScript);
+  options.module.AddTo(parser);
+  options.save.AddTo(parser);
+  parser.Text("--binary-response", options.request.binary);
+  parser.Text("--good", options.request.good);
+  parser.Text("--bad", options.request.bad);
+  parser.Text("--continuous-response", options.request.continuous);
+  parser.Text("--categorical-response", options.request.categorical);
+  parser.List("--predictors", options.request.predictors);
+  parser.Text("--cut-points", settings.cutPointsFile);
+  parser.Flag("--no-prune", settings.noPruning);
+  parser.Choice("--sort-binary", settings.sortBinary, {"gini", "iv"});
+  parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
+  parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
+  parser.WholeNumber("--best", settings.best, 0, kMostBest);
+  parser.Parse(arguments);
+  options.save.Check();
+  CheckOptions(options);
+  return options;
+}
+
+std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
+                     const ScreenChoice& choice) {
+  if (options.save.Any()) {
+    throw UsageError(
+        "--print-script: leave the options out that save bins, rules or variables; a script saves them by "
+        "its results "
+        "dialog.");
+  }
+  const ScreenSettings& settings = options.settings;
+  ScriptedRun run{.table = table,
+                  .recipe = RecipeOf(options.data, table),
+                  .selection = {settings.cases.select, settings.cases.exclude},
+                  .weight = choice.weight,
+                  .analysis = kScreeningName,
+                  .pruneTrees = !settings.noPruning,
+                  .notes = {},
+                  .resultsSettings = {},
+                  .outputs = ScriptedOutputs(options.output, formats)};
+  run.notes.startupSettings = StartupSettings(choice, settings);
+  run.notes.leftOut = choice.leftOut;
+  run.notes.cutPointsFile = settings.cutPointsFile;
+  run.notes.shownPredictors = settings.best;
+  return WriteSettingsScript(run);
+}
+
+}  // namespace
+
+OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withPage) {
+  OutputWriters writers;
+  writers.stem = "screening";
+  writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
+  writers.json = [&] { return ScreenJson(report); };
+  writers.csv = [&] { return ScreenImportanceCsv(report); };
+  writers.addCsv = [&](OutputFiles& files) {
+    files.Add("screening.csv", ScreenImportanceCsv(report));
+    files.Add("screening_bins.csv", ScreenBinsCsv(report));
+  };
+  const auto documents = std::make_shared<ScreenDocuments>();
+  writers.makeDocuments = [&report, &session, documents, withPage] {
+    *documents = MakeScreenDocuments(session, report, withPage);
+  };
+  writers.html = [&report, &session, documents] {
+    return ScreenHtml(report, *documents, session.Documents());
+  };
+  return writers;
+}
+
+int RunScreenCommand(const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  const std::vector<Format> formats = options.output.Formats();
+  const CaseOptions& cases = options.settings.cases;
+  SessionOptions sessionOptions;
+  sessionOptions.modulePath = FindModule(options.module.path);
+
+  Table table = LoadTable(options.data);
+  const int weight = ChooseWeight(table, cases.weight);
+  const CaseBitmap selected = SelectedCases(table, cases);
+  const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
+  if (options.printScript) {
+    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+    return kExitDone;
+  }
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  std::vector<std::string> notices;
+  std::map<int, OwnBins> ownBins;
+  if (!options.settings.cutPointsFile.empty())
+    ownBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
+  for (const std::string& notice : notices) Tell(notice);
+
+  TerminalFace face(options.output.quiet);
+  Session session(face, sessionOptions);
+  DataRecipe recipe = RecipeOf(options.data, table);
+  session.SetTable(std::move(table), std::move(recipe));
+  ApplyCases(session, weight, cases);
+  ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
+  report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
+  const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
+  OutputWriters writers = WritersOf(report, session, withPage);
+  if (options.save.Any()) {
+    writers.addFilesElsewhere = [&](OutputFiles& files) {
+      SaveScreening(options.save, report, session, face, files);
+    };
+  }
+  WriteOutputs(options.output, formats, writers, session);
+  if (IsFirstLook(options.output)) {
+    Tell(
+        "Next: add --out DIR for a report and a workbook, --bins FILE for the bins that 'velmora apply' "
+        "gives to "
+        "other data, or --cut-points FILE for bins of your own.");
+  }
+  return kExitDone;
+}
+
+}  // namespace velmora

@@ -1,0 +1,120 @@
+// Screening results as rows for other programs.
+#include "workbench/cli/text_table.h"
+#include "workbench/documents/texts.h"
+#include "workbench/report/screen_report.h"
+
+namespace velmora {
+namespace {
+
+std::string Field(double value) { return IsMissing(value, kMissing) ? std::string() : ShortestNumber(value); }
+
+struct FigureField {
+  const char* name;
+  double vlm::ScreeningPredictor::*value;
+};
+constexpr FigureField kFigures[] = {
+    {"information_value", &vlm::ScreeningPredictor::informationValue},
+    {"gini_before", &vlm::ScreeningPredictor::giniBefore},
+    {"gini_after", &vlm::ScreeningPredictor::giniAfter},
+    {"chi_square", &vlm::ScreeningPredictor::chiSquare},
+    {"p_value", &vlm::ScreeningPredictor::chiSquareP},
+    {"cramers_v", &vlm::ScreeningPredictor::cramersV},
+    {"r_squared", &vlm::ScreeningPredictor::rSquared},
+    {"f_statistic", &vlm::ScreeningPredictor::fStatistic},
+    {"r_squared_ranks", &vlm::ScreeningPredictor::rSquaredRanks},
+};
+
+struct BinField {
+  const char* name;
+  double vlm::ScreeningBin::*value;
+};
+constexpr BinField kBinFields[] = {
+    {"total", &vlm::ScreeningBin::total},
+    {"bad", &vlm::ScreeningBin::bad},
+    {"good", &vlm::ScreeningBin::good},
+    {"pct_valid_n", &vlm::ScreeningBin::percentValidN},
+    {"bad_rate_row", &vlm::ScreeningBin::badRateRow},
+    {"bad_rate_col", &vlm::ScreeningBin::badRateColumn},
+    {"good_rate_col", &vlm::ScreeningBin::goodRateColumn},
+    {"woe", &vlm::ScreeningBin::woe},
+    {"gini", &vlm::ScreeningBin::gini},
+    {"odds", &vlm::ScreeningBin::odds},
+    {"information_value", &vlm::ScreeningBin::informationValue},
+    {"mean", &vlm::ScreeningBin::mean},
+    {"variance", &vlm::ScreeningBin::variance},
+    {"sse", &vlm::ScreeningBin::sumOfSquares},
+};
+
+}  // namespace
+
+std::string ScreenImportanceCsv(const ScreenReport& report) {
+  std::string text;
+  std::vector<std::string> header = {"response", "response_kind", "rank",    "predictor", "predictor_number",
+                                     "kind",     "bins",          "valid_n", "minimum",   "maximum"};
+  for (const FigureField& figure : kFigures) header.emplace_back(figure.name);
+  header.emplace_back("failed");
+  AppendCsvRow(text, header);
+  for (const ScreenedResponse& response : report.responses) {
+    const std::string kind = ResponseKindName(response.kind);
+    for (std::size_t rank = 0; rank < response.predictors.size(); ++rank) {
+      const ScreenedPredictor& predictor = response.predictors[rank];
+      const vlm::ScreeningPredictor& figures = predictor.figures;
+      const bool any = figures.minimum <= figures.maximum;
+      std::vector<std::string> row = {response.name,
+                                      kind,
+                                      std::to_string(rank + 1),
+                                      predictor.name,
+                                      std::to_string(figures.predictorNumber),
+                                      PredictorKindName(predictor),
+                                      std::to_string(predictor.bins.size()),
+                                      std::to_string(figures.validN),
+                                      any ? Field(figures.minimum) : "",
+                                      any ? Field(figures.maximum) : ""};
+      for (const FigureField& figure : kFigures) row.push_back(Field(figures.*figure.value));
+      row.emplace_back();
+      AppendCsvRow(text, row);
+    }
+    for (const FailedPredictor& failed : response.failed) {
+      std::vector<std::string> row(header.size());
+      row[0] = response.name;
+      row[1] = kind;
+      row[3] = failed.name;
+      row[4] = std::to_string(failed.number);
+      row.back() = failed.reason;
+      AppendCsvRow(text, row);
+    }
+  }
+  return text;
+}
+
+std::string ScreenBinsCsv(const ScreenReport& report) {
+  std::string text;
+  std::vector<std::string> header = {"response", "response_kind", "rank", "predictor", "bin", "label"};
+  for (const BinField& field : kBinFields) header.emplace_back(field.name);
+  const std::size_t fixed = header.size();
+  for (const ScreenedResponse& response : report.responses) {
+    if (response.kind != vlm::kCategoricalResponse) continue;
+    for (const std::string& code : response.codes) header.push_back("count " + code);
+  }
+  AppendCsvRow(text, header);
+  for (const ScreenedResponse& response : report.responses) {
+    for (std::size_t rank = 0; rank < response.predictors.size(); ++rank) {
+      const ScreenedPredictor& predictor = response.predictors[rank];
+      for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
+        const ScreenedBin& bin = predictor.bins[b];
+        std::vector<std::string> row = {
+            response.name,  ResponseKindName(response.kind), std::to_string(rank + 1),
+            predictor.name, std::to_string(b + 1),           bin.label};
+        for (const BinField& field : kBinFields) row.push_back(Field(bin.figures.*field.value));
+        if (response.kind == vlm::kCategoricalResponse) {
+          for (const double count : bin.counts) row.push_back(Field(count));
+        }
+        row.resize(std::max(header.size(), fixed));
+        AppendCsvRow(text, row);
+      }
+    }
+  }
+  return text;
+}
+
+}  // namespace velmora

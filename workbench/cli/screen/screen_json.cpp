@@ -1,0 +1,148 @@
+// The machine-readable result of screening.
+#include <cmath>
+#include <set>
+
+#include "workbench/report/json_text.h"
+#include "workbench/report/screen_report.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* kSortNames[vlm::kScreeningResponseCount][2] = {
+    {"gini", "iv"}, {"r2", "f"}, {"p", "chi-square"}};
+
+Json RunFacts(const ScreenReport& report) {
+  return {{"dataFile", TextOrNull(report.dataFile)},
+          {"cases", report.caseCount},
+          {"selectedCases", report.selectedCases},
+          {"weightVariable", TextOrNull(report.weightVariable)},
+          {"select", TextOrNull(report.select)},
+          {"exclude", TextOrNull(report.exclude)},
+          {"cutPointsFile", TextOrNull(report.cutPointsFile)},
+          {"pruned", report.pruned},
+          {"leftOut", LeftOutJson(report.leftOut)},
+          {"notices", report.notices}};
+}
+
+// Names of the members that hold the counts: the codes' texts, told apart where two codes share one.
+std::vector<std::string> CountNames(const std::vector<std::string>& codes) {
+  std::vector<std::string> names;
+  std::set<std::string> taken;
+  for (const std::string& code : codes) {
+    std::string name = code;
+    for (int i = 2; !taken.insert(name).second; ++i) name = code + " (" + std::to_string(i) + ")";
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+Json Row(const ScreenedResponse& response, const std::vector<std::string>& countNames,
+         const ScreenedBin& bin) {
+  Json row = {{"label", bin.label}};
+  for (const ScreenBinColumn& column : BinColumnsOf(response.kind)) {
+    row[column.name] = NumberOrNull(bin.figures.*column.value);
+  }
+  if (response.kind != vlm::kCategoricalResponse) return row;
+  row["total"] = bin.figures.total;
+  Json counts = Json::object();
+  for (std::size_t c = 0; c < countNames.size(); ++c) counts[countNames[c]] = bin.counts[c];
+  row["counts"] = std::move(counts);
+  return row;
+}
+
+// The figures of a predictor that are no bins, as members without the braces around them.
+std::string Figures(const vlm::ScreeningPredictor& figures) {
+  // A minimum above the maximum: no value.
+  const bool any = figures.minimum <= figures.maximum;
+  const Json json = {{"informationValue", NumberOrNull(figures.informationValue)},
+                     {"giniBefore", NumberOrNull(figures.giniBefore)},
+                     {"giniAfter", NumberOrNull(figures.giniAfter)},
+                     {"chiSquare", NumberOrNull(figures.chiSquare)},
+                     {"pValue", NumberOrNull(figures.chiSquareP)},
+                     {"cramersV", NumberOrNull(figures.cramersV)},
+                     {"rSquared", NumberOrNull(figures.rSquared)},
+                     {"fStatistic", NumberOrNull(figures.fStatistic)},
+                     {"rSquaredRanks", NumberOrNull(figures.rSquaredRanks)},
+                     {"validN", figures.validN},
+                     {"minimum", any ? Json(figures.minimum) : Json(nullptr)},
+                     {"maximum", any ? Json(figures.maximum) : Json(nullptr)},
+                     {"mean", NumberOrNull(figures.mean)},
+                     {"standardDeviation", NumberOrNull(figures.standardDeviation)},
+                     {"quartileRange", NumberOrNull(figures.quartileRange)}};
+  const std::string text = JsonText(json);
+  return text.substr(1, text.size() - 2);
+}
+
+void AppendPredictor(const ScreenedResponse& response, const std::vector<std::string>& countNames,
+                     const ScreenedPredictor& predictor, std::string& text) {
+  Json labels = Json::array();
+  for (const ScreenedBin& bin : predictor.bins) labels.push_back(bin.label);
+  text += "        {\"name\":" + JsonText(predictor.name);
+  text += ",\"number\":" + std::to_string(predictor.figures.predictorNumber);
+  text += std::string(",\"kind\":\"") + PredictorKindName(predictor) + "\"";
+  text += ",\"cutPoints\":" + JsonText(predictor.cutPoints) + ",\"labels\":" + JsonText(labels);
+  if (!predictor.levels.empty()) {
+    Json levels = Json::array();
+    for (const ScreenedLevel& level : predictor.levels) {
+      levels.push_back({{"value", level.value}, {"label", level.text}, {"bin", level.bin}});
+    }
+    text += ",\"levels\":" + JsonText(levels);
+  }
+  text += ",\n         \"rows\":[";
+  for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
+    text +=
+        (b == 0 ? "\n          " : ",\n          ") + JsonText(Row(response, countNames, predictor.bins[b]));
+  }
+  text += "\n         ],\n         \"total\":" + JsonText(Row(response, countNames, predictor.total));
+  text += ",\n         " + Figures(predictor.figures) + "}";
+}
+
+template <typename Items, typename Append>
+void AppendList(const Items& items, std::string& text, const std::string& indent, Append append) {
+  text += "[";
+  bool first = true;
+  for (const auto& item : items) {
+    text += first ? "\n" : ",\n";
+    first = false;
+    append(item);
+  }
+  text += first ? "]" : "\n" + indent + "]";
+}
+
+void AppendResponse(const ScreenedResponse& response, std::string& text) {
+  const std::vector<std::string> countNames = CountNames(response.codes);
+  Json order = Json::array();
+  for (const ScreenedPredictor& predictor : response.predictors) order.push_back(predictor.name);
+  text += "    {\n      \"name\": " + JsonText(response.name);
+  text += ",\n      \"number\": " + std::to_string(response.run.responseNumber);
+  text += std::string(",\n      \"kind\": \"") + ResponseKindName(response.kind) + "\"";
+  const ScreenedCases& cases = response.cases;
+  text += ",\n      \"cases\": " + JsonText({{"used", cases.used},
+                                             {"notSelected", cases.notSelected},
+                                             {"withoutWeight", cases.withoutWeight},
+                                             {"withoutResponse", cases.withoutResponse},
+                                             {"otherCodes", cases.otherCodes}});
+  text += std::string(",\n      \"sortedBy\": \"") +
+          kSortNames[response.kind][response.run.sortChoice == 0 ? 0 : 1] + "\"";
+  text += ",\n      \"codes\": " + JsonText(countNames);
+  text += ",\n      \"order\": " + JsonText(order) + ",\n      \"predictors\": ";
+  AppendList(response.predictors, text, "      ", [&](const ScreenedPredictor& predictor) {
+    AppendPredictor(response, countNames, predictor, text);
+  });
+  text += ",\n      \"failed\": ";
+  AppendList(response.failed, text, "      ", [&](const FailedPredictor& failed) {
+    text += "        " + JsonText({{"name", failed.name}, {"reason", failed.reason}});
+  });
+  text += "\n    }";
+}
+
+}  // namespace
+
+std::string ScreenJson(const ScreenReport& report) {
+  std::string text = "{\n  \"run\": " + Indented(JsonText(RunFacts(report), 2)) + ",\n  \"responses\": ";
+  AppendList(report.responses, text, "  ",
+             [&](const ScreenedResponse& response) { AppendResponse(response, text); });
+  return text + "\n}\n";
+}
+
+}  // namespace velmora

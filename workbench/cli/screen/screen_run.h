@@ -1,0 +1,43 @@
+// Drives one screening the way a script would: settings go in through the startup dialog's automation
+// interface, results come out of the module's view of them.
+#pragma once
+
+#include "workbench/cli/screen/screen_choice.h"
+#include "workbench/cli/terminal_face.h"
+#include "workbench/report/screen_documents.h"
+#include "workbench/report/screen_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct ScreenSettings {
+  int sortBinary = 0, sortContinuous = 0, sortCategorical = 0;  // as vlm::ScreeningRun::sortChoice
+  bool noPruning = false;
+  int best = -1;  // as ScreenReport::best
+  std::string cutPointsFile;
+  CaseOptions cases;
+};
+
+// Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
+// for documents. ownBins: of --cut-points. Throws RunError when the run fails, Cancelled when the user stopped
+// it.
+ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
+                          const ScreenSettings& settings, std::map<int, OwnBins> ownBins);
+
+// Puts into the report how many cases every response used, and why not the others. selected: of the session's
+// table.
+void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
+                ScreenReport& report);
+
+// The importance table of every response, the tables of its best predictors, its bins, and what was not
+// screened, in the session's workbook, a group a response, with the facts of the run; with graphs the graphs of
+// the best predictors too. Throws Cancelled.
+ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs);
+
+// What the analysis started last has found; its results dialog must be open.
+ScreenReport ReadScreening(Session& session);
+
+// Members of the startup dialog and what RunScreening puts them, in its order.
+std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings);
+
+}  // namespace velmora

@@ -1,0 +1,35 @@
+// What a screening run leaves behind for other data: coded variables, recode files, rules, bins in several
+// languages.
+#pragma once
+
+#include <string>
+
+#include "workbench/bins/saved_bins.h"
+#include "workbench/cli/options.h"
+#include "workbench/cli/output_files.h"
+#include "workbench/cli/terminal_face.h"
+#include "workbench/report/screen_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct SaveOptions {
+  int best = 10;  // predictors of each response
+  std::string coded, recodeFolder, rules, sql, python, bins;
+
+  void AddTo(CommandParser& parser);
+  void Check() const;  // throws UsageError when two options name one file
+  bool Any() const;
+};
+
+// The bins of the best predictors of each response. Predictors whose numbers are dates are left out, since
+// other programs keep dates in another way; notices gets a sentence for each.
+SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best,
+                      std::vector<std::string>& notices);
+
+// Makes the files that the options name. Coded variables are added to the session's table. Throws RunError and
+// DataError with one sentence, Cancelled.
+void SaveScreening(const SaveOptions& options, const ScreenReport& report, Session& session,
+                   TerminalFace& face, OutputFiles& files);
+
+}  // namespace velmora

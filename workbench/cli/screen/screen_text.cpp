@@ -1,0 +1,172 @@
+// Screening results for a person: an importance table a response, and the bins of its best predictors.
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/cli/text_table.h"
+#include "workbench/documents/texts.h"
+#include "workbench/report/screen_report.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kWidestName = 48;
+constexpr std::size_t kMostRanked = 40;  // a screen or two; the other formats have them all
+constexpr std::size_t kMostFailed = 20;
+constexpr std::size_t kMostCodes = 8;
+
+std::string Shown(double value, const char* format) {
+  if (IsMissing(value, kMissing)) return "-";
+  return format == nullptr ? ShownProbability(value) : ShownNumber(value, format);
+}
+
+std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) {
+  std::vector<TextColumn> columns = {{"rank", true}, {"predictor"}, {"kind"}, {"bins", true}};
+  for (const ScreenStatistic& statistic : StatisticsOf(response.kind))
+    columns.push_back({statistic.header, true});
+  const std::size_t count = std::min(response.predictors.size(), kMostRanked);
+  double largest = 0;
+  for (std::size_t i = 0; i < count; ++i)
+    largest = std::max(largest, StrengthOf(response, response.predictors[i].figures));
+  TextTable table(std::move(columns));
+  for (std::size_t i = 0; i < count; ++i) {
+    const ScreenedPredictor& predictor = response.predictors[i];
+    std::vector<std::string> row = {std::to_string(i + 1),
+                                    CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
+                                    PredictorKindName(predictor), std::to_string(predictor.bins.size())};
+    for (const ScreenStatistic& statistic : StatisticsOf(response.kind)) {
+      row.push_back(Shown(predictor.figures.*statistic.value, statistic.format));
+    }
+    table.AddRow(std::move(row), largest > 0 ? StrengthOf(response, predictor.figures) / largest : 0);
+  }
+  std::string text = table.TextWithBars(width, utf8);
+  if (count < response.predictors.size()) {
+    text += "... and " + std::to_string(response.predictors.size() - count) +
+            " more, which the other formats show\n";
+  }
+  return text;
+}
+
+std::string Heading(const ScreenedResponse& response) {
+  std::string text = Utf8Of(response.name) + " (" + ResponseKindName(response.kind);
+  if (response.kind == vlm::kBinaryResponse)
+    text += "; bad: " + Utf8Of(response.codes[0]) + ", good: " + Utf8Of(response.codes[1]);
+  text += "): " + Counted(response.predictors.size(), "predictor", "predictors") + " by ";
+  text += SortStatisticOf(response).header;
+  if (response.kind == vlm::kBinaryResponse && response.run.sortChoice == 0) text += ", smallest first";
+  return text + "\n";
+}
+
+// The counts of the codes, the most frequent ones where they are many.
+void AddCountColumns(const ScreenedResponse& response, const ScreenedPredictor& predictor,
+                     std::vector<TextColumn>& columns, std::vector<std::size_t>& shownCodes) {
+  for (std::size_t c = 0; c < response.codes.size(); ++c) shownCodes.push_back(c);
+  std::stable_sort(shownCodes.begin(), shownCodes.end(), [&](std::size_t a, std::size_t b) {
+    return predictor.total.counts[a] > predictor.total.counts[b];
+  });
+  shownCodes.resize(std::min(shownCodes.size(), kMostCodes));
+  std::sort(shownCodes.begin(), shownCodes.end());
+  for (const std::size_t c : shownCodes) columns.push_back({Utf8Of(response.codes[c]), true});
+  if (shownCodes.size() < response.codes.size()) columns.push_back({"others", true});
+  columns.push_back({"total", true});
+}
+
+void AddCounts(const ScreenedResponse& response, const ScreenedBin& bin,
+               const std::vector<std::size_t>& shownCodes, std::vector<std::string>& row) {
+  double others = bin.figures.total;
+  for (const std::size_t c : shownCodes) {
+    row.push_back(Shown(bin.counts[c], ""));
+    others -= bin.counts[c];
+  }
+  if (shownCodes.size() < response.codes.size()) row.push_back(Shown(others, ""));
+  row.push_back(Shown(bin.figures.total, ""));
+}
+
+std::string BinTable(const ScreenedResponse& response, const ScreenedPredictor& predictor, int width,
+                     bool utf8) {
+  std::vector<TextColumn> columns = {{"bin"}};
+  std::vector<std::size_t> shownCodes;
+  std::vector<ScreenBinColumn> shown;
+  for (const ScreenBinColumn& column : BinColumnsOf(response.kind)) {
+    if (column.format != nullptr) shown.push_back(column);
+  }
+  for (const ScreenBinColumn& column : shown) columns.push_back({column.header, true});
+  if (response.kind == vlm::kCategoricalResponse) AddCountColumns(response, predictor, columns, shownCodes);
+  TextTable table(std::move(columns));
+  const auto add = [&](const ScreenedBin& bin) {
+    std::vector<std::string> row = {bin.label};
+    for (const ScreenBinColumn& column : shown) {
+      row.push_back(Shown(bin.figures.*column.value, column.format));
+    }
+    if (response.kind == vlm::kCategoricalResponse) AddCounts(response, bin, shownCodes, row);
+    table.AddRow(std::move(row));
+  };
+  for (const ScreenedBin& bin : predictor.bins) add(bin);
+  add(predictor.total);
+  std::string text = "\n" + Utf8Of(predictor.name) + ": " + Counted(predictor.bins.size(), "bin", "bins") +
+                     " (" + PredictorKindName(predictor);
+  if (response.kind == vlm::kBinaryResponse) {
+    text += ", Gini " + Shown(predictor.figures.giniBefore, "0.0000") + " before and " +
+            Shown(predictor.figures.giniAfter, "0.0000") + " after binning";
+  }
+  return text + ")\n" + table.Text(width, utf8);
+}
+
+std::string FailedLines(const ScreenedResponse& response) {
+  std::string text;
+  for (std::size_t i = 0; i < response.failed.size() && i < kMostFailed; ++i) {
+    text +=
+        "Not binned: " + Utf8Of(response.failed[i].name) + " (" + Utf8Of(response.failed[i].reason) + ")\n";
+  }
+  if (response.failed.size() > kMostFailed) {
+    text += "... and " + std::to_string(response.failed.size() - kMostFailed) + " more\n";
+  }
+  return text.empty() ? text : "\n" + text;
+}
+
+const char* Legend(vlm::ScreeningResponse kind) {
+  switch (kind) {
+    case vlm::kBinaryResponse:
+      return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of bad); "
+             "below 0\n"
+             "where there are more bad ones than elsewhere. Information value (IV): below 0.02 next to "
+             "nothing, "
+             "from 0.3\n"
+             "strong.\n";
+    case vlm::kContinuousResponse:
+      return "R-squared: share of the variance that the bins explain. SSE: sum of squares within the bin.\n";
+    case vlm::kCategoricalResponse:
+      return "p-value: chance of a Chi-square at least this large if the predictor told nothing.\n";
+  }
+  return "";
+}
+
+std::string CasesLine(const ScreenReport& report) {
+  std::string text = Counted(static_cast<std::size_t>(report.caseCount), "case", "cases");
+  if (report.selectedCases < report.caseCount)
+    text += ", " + std::to_string(report.selectedCases) + " selected";
+  if (!report.weightVariable.empty()) text += "; weighted by " + Utf8Of(report.weightVariable);
+  if (!report.pruned) text += "; trees not pruned";
+  text += "\n";
+  for (const ScreenedResponse& response : report.responses) {
+    const ScreenedCases& cases = response.cases;
+    if (cases.withoutWeight + cases.withoutResponse + cases.otherCodes > 0)
+      text += Utf8Of(response.name) + ": " + CasesText(cases) + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
+  std::string text = "Predictor screening: " + Utf8Of(report.dataFile) + "\n" + CasesLine(report);
+  for (const ScreenedResponse& response : report.responses) {
+    text += "\n" + Heading(response);
+    if (!response.predictors.empty()) text += RankedTable(response, width, utf8);
+    const std::size_t shown = report.ShownOf(response, kBestOnTerminal);
+    for (std::size_t i = 0; i < shown; ++i) text += BinTable(response, response.predictors[i], width, utf8);
+    text += FailedLines(response) + "\n" + Legend(response.kind);
+  }
+  return text;
+}
+
+}  // namespace velmora

@@ -1,0 +1,107 @@
+#include "workbench/cli/script_reports.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "workbench/cli/command_outputs.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/feature_selection/feature_selection_command.h"
+#include "workbench/cli/feature_selection/feature_selection_run.h"
+#include "workbench/cli/screen/screen_choice.h"
+#include "workbench/cli/screen/screen_command.h"
+#include "workbench/cli/screen/screen_run.h"
+#include "workbench/data/names.h"
+#include "workbench/documents/writers.h"
+
+namespace velmora {
+namespace {
+
+constexpr Format kFormats[] = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kXlsx, Format::kHtml};
+
+Format FormatOf(const std::string& name) {
+  for (const Format format : kFormats) {
+    if (name == FormatName(format)) return format;
+  }
+  throw RunError("A format is terminal, json, csv, xlsx or html, not " + name + ".");
+}
+
+}  // namespace
+
+template <typename Use>
+void ScriptReports::WithWriters(Use use) {
+  if (!session_.ResultsDialog())
+    throw RunError(
+        "There are no results: OK of the startup dialog makes them, Cancel of the results drops them.");
+  if (session_.FeatureSelectionResults() != nullptr) {
+    const FeatureSelectionReport report = ReadFeatureSelection(session_, face_);
+    return use(WritersOf(report, session_));
+  }
+  const ScreenReport report = ReadScreening(session_);
+  use(WritersOf(report, session_, true));
+}
+
+std::string ScriptReports::ResultsText(const std::string& format) {
+  std::string text;
+  WithWriters([&](const OutputWriters& writers) {
+    switch (FormatOf(format)) {
+      case Format::kTerminal:
+        text = writers.text(StandardOutputTerminal());
+        return;
+      case Format::kJson:
+        text = writers.json();
+        return;
+      case Format::kCsv:
+        text = writers.csv();
+        return;
+      case Format::kHtml:
+        return session_.WithFreshDocuments([&] {
+          writers.makeDocuments();
+          text = WriteHtml(session_.Documents());
+        });
+      case Format::kXlsx:
+        throw RunError("A workbook is no text; WriteResults writes it to a folder.");
+    }
+  });
+  return text;
+}
+
+void ScriptReports::WriteResults(const std::string& folder, const std::string& formats) {
+  if (folder.empty()) throw RunError("WriteResults needs the name of a folder.");
+  std::vector<Format> wanted;
+  for (const std::string& name : SplitList({formats})) wanted.push_back(FormatOf(name));
+  if (wanted.empty()) wanted.assign(std::begin(kFormats), std::end(kFormats));
+  std::erase(wanted, Format::kTerminal);
+  OutputOptions options;
+  options.folder = folder;
+  options.quiet = quiet_;
+  WithWriters([&](const OutputWriters& writers) {
+    session_.WithFreshDocuments([&] { WriteOutputs(options, wanted, writers, session_); });
+  });
+}
+
+void ScriptReports::ReadCutPoints(const std::string& path) {
+  const AutomationClient startup = session_.StartupDialog();
+  if (!startup || !startup.HasMember("FactorCodes"))
+    throw RunError("Cut points are for an open startup dialog of predictor screening.");
+  // Response lists, then categorical and continuous predictors, between '|' signs.
+  std::vector<std::string> lists(1);
+  for (const char c : startup.Get("Variables").AsText()) {
+    if (c == '|') {
+      lists.emplace_back();
+    } else {
+      lists.back() += c;
+    }
+  }
+  lists.resize(5);
+  ScreenChoice choice;
+  choice.categoricalPredictors = ParseVariableList(session_.Data(), lists[3]);
+  choice.continuousPredictors = ParseVariableList(session_.Data(), lists[4]);
+  std::vector<std::string> notices;
+  session_.Notes().ownBins = std::make_shared<const OwnBinsByVariable>(
+      velmora::ReadCutPoints(path, session_.Data(), choice, notices));
+  session_.Notes().cutPointsFile = path;
+  for (const std::string& notice : notices) face_.Notice(notice);
+  session_.Notes().cutPointNotices = std::move(notices);
+}
+
+}  // namespace velmora

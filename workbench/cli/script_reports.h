@@ -1,0 +1,28 @@
+// Reports that scripts ask analyses for: the same as the commands write.
+#pragma once
+
+#include "workbench/cli/terminal_face.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+class ScriptReports final : public AnalysisReporter {
+ public:
+  // Both outlive it.
+  ScriptReports(Session& session, TerminalFace& face, bool quiet)
+      : session_(session), face_(face), quiet_(quiet) {}
+
+  std::string ResultsText(const std::string& format) override;
+  void WriteResults(const std::string& folder, const std::string& formats) override;
+  void ReadCutPoints(const std::string& path) override;
+
+ private:
+  template <typename Use>
+  void WithWriters(Use use);
+
+  Session& session_;
+  TerminalFace& face_;
+  bool quiet_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,55 @@
+// The session's face on a terminal: a progress bar, Ctrl-C, notices and messages on standard error, each
+// once.
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/cli/progress_bar.h"
+#include "workbench/session/face.h"
+
+namespace velmora {
+
+class TerminalFace : public Face {
+ public:
+  explicit TerminalFace(bool quiet) : quiet_(quiet) {}
+
+  void Notice(std::string_view text) override;
+  void Message(std::string_view text) override;
+  void ProgressOpened(std::string_view caption, int stepCount) override;
+  void ProgressStep(int step) override;
+  void ProgressClosed() override;
+  bool CancelPressed() override;
+  void DialogOpened(DialogWindow& window) override { openDialog_ = &window; }
+  void DialogClosed(DialogWindow& window) override;
+  void ShowEditError(DialogWindow& window, int controlId, std::string_view text) override;
+  void ShowInstructionError(DialogWindow& window, std::string_view text) override;
+  void OkCalled(DialogWindow& window) override;
+  void OkRefused(DialogWindow& window) override;
+
+  // The dialog opened last, null when it was closed.
+  DialogWindow* OpenDialog() const { return openDialog_; }
+
+  // What was said since the last call, in order.
+  std::vector<std::string> TakeSaid();
+  // Holds lines back (for a failure's sentence) or says them as they come, which is how a face starts.
+  void HoldBack(bool hold);
+  // Forgets the lines held back, which something else says.
+  void DropHeld() { held_.clear(); }
+
+ private:
+  void Say(std::string_view text);
+
+  bool quiet_;
+  bool holding_ = false;
+  std::set<std::string> told_;
+  std::vector<std::string> said_, held_;
+  std::vector<std::string> unsaid_;  // since OK was called: told before, or to nobody who wants quiet
+  DialogWindow* openDialog_ = nullptr;
+  ProgressBar bar_;
+  int stepCount_ = 0;
+};
+
+}  // namespace velmora

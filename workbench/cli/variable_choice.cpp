@@ -1,0 +1,155 @@
+// Dependents and predictors of a run, out of the command line and of what the columns are good for.
+#include "workbench/cli/variable_choice.h"
+
+#include <algorithm>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/text_table.h"
+#include "workbench/data/measurement.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t kMostLeftOutTold = 20;
+
+bool Holds(const std::vector<int>& numbers, int number) {
+  return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
+// Patterns and bundles may hold a response, the weight or the count by chance; those are quietly no predictors.
+std::vector<int> NamedPredictors(const Table& table, const PredictorRequest& request) {
+  std::vector<int> predictors;
+  for (const int number : NamedVariables(table, "--predictors", request.names)) {
+    const bool isResponse = Holds(request.responses, number);
+    const bool isTaken = isResponse || Holds(request.taken, number);
+    if (isTaken && !NamedExactly(table, request.names, number)) continue;
+    if (isResponse) {
+      throw UsageError("--predictors: " + table.Variable(number).name + " is also a " + request.responseWord +
+                       ".");
+    }
+    predictors.push_back(number);
+  }
+  return predictors;
+}
+
+std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& request,
+                                   std::vector<LeftOutVariable>& leftOut) {
+  std::vector<char> taken(table.columns.size() + 1, 0);
+  for (const int number : request.responses) taken[static_cast<std::size_t>(number)] = 1;
+  for (const int number : request.taken) taken[static_cast<std::size_t>(number)] = 1;
+  std::vector<int> predictors;
+  for (int number = 1; number <= table.VariableCount(); ++number) {
+    if (taken[static_cast<std::size_t>(number)]) continue;
+    const Column& column = table.Variable(number);
+    if (column.role == Role::kUsable) {
+      predictors.push_back(number);
+    } else {
+      leftOut.push_back({number, column.name, RoleName(column.role), column.roleReason});
+    }
+  }
+  return predictors;
+}
+
+// A number to weight or to count by: the variable of the option.
+int NumberVariable(const Table& table, const std::string& option, const std::string& name) {
+  const int number = NamedVariable(table, option, name);
+  if (table.Variable(number).fromText) {
+    throw UsageError(option + ": " + table.Variable(number).name + " holds texts, not numbers.");
+  }
+  return number;
+}
+
+void CheckWeights(const Column& weights) {
+  const bool any = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
+    return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
+  });
+  if (!any) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
+  const auto negative = std::count_if(weights.values.begin(), weights.values.end(), [&](double value) {
+    return value < 0 && !IsMissing(value, weights.missingCode);
+  });
+  if (negative > 0) {
+    Tell("Warning: The weight variable " + weights.name + " is negative in " +
+         Counted(static_cast<std::size_t>(negative), "case, which counts", "cases, which count") +
+         " against the others.");
+  }
+}
+
+// Such a dependent makes an empty ranking, whose reason a reader should not have to guess.
+void WarnOfUselessDependents(const Table& table, const std::vector<int>& dependents) {
+  for (const int number : dependents) {
+    const Column& column = table.Variable(number);
+    if (column.role == Role::kAllMissing) {
+      Tell("Warning: The dependent variable " + column.name + " has no values.");
+    } else if (column.role == Role::kConstant) {
+      Tell("Warning: The dependent variable " + column.name + " has one value only.");
+    }
+  }
+}
+
+}  // namespace
+
+void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
+  std::size_t told = 0;
+  for (const LeftOutVariable& variable : leftOut) {
+    if (told++ == kMostLeftOutTold) {
+      Tell("Not screened: " + std::to_string(leftOut.size() - kMostLeftOutTold) +
+           " more; velmora variables names them all.");
+      return;
+    }
+    Tell("Not screened: " + variable.name + " (" +
+         (variable.reason.empty() ? variable.role : variable.reason) + ")");
+  }
+}
+
+std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& request,
+                                  std::vector<LeftOutVariable>& leftOut) {
+  const bool named = !request.names.empty();
+  std::vector<int> predictors =
+      named ? NamedPredictors(table, request) : DefaultPredictors(table, request, leftOut);
+  if (predictors.empty()) {
+    throw UsageError(named ? "--predictors names no variable besides each " +
+                                 std::string(request.responseWord) + "."
+                           : "No usable variable is left as a predictor; name some with --predictors.");
+  }
+  return predictors;
+}
+
+int ChooseWeight(const Table& table, const std::string& name) {
+  if (name.empty()) {
+    if (!table.declaredWeight.empty()) {
+      Tell("Warning: " + table.fileName + " weights its cases by " + table.declaredWeight +
+           "; here every case counts the same without --weight " + table.declaredWeight + ".");
+    }
+    return 0;
+  }
+  const int weight = NumberVariable(table, "--weight", name);
+  CheckWeights(table.Variable(weight));
+  return weight;
+}
+
+void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
+                 std::vector<int>& categorical) {
+  for (const int number : numbers) {
+    const bool isContinuous = table.Variable(number).measurement == Measurement::kContinuous;
+    (isContinuous ? continuous : categorical).push_back(number);
+  }
+}
+
+VariableChoice ChooseVariables(const Table& table, const VariableRequest& request) {
+  VariableChoice choice;
+  const std::vector<int> dependents = NamedVariables(table, "--dependents", request.dependents);
+  if (dependents.empty()) throw UsageError("--dependents names no variable.");
+  choice.weight = ChooseWeight(table, request.weight);
+  if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
+  const std::vector<int> predictors = ChoosePredictors(
+      table, {request.predictors, dependents, {choice.weight, choice.count}, "dependent variable"},
+      choice.leftOut);
+  WarnOfUselessDependents(table, dependents);
+  SplitByKind(table, dependents, choice.continuousDependents, choice.categoricalDependents);
+  SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
+  return choice;
+}
+
+}  // namespace velmora

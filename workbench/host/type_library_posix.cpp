@@ -1,7 +1,0 @@
-#include "workbench/host/type_library.h"
-
-namespace velmora {
-
-bool RegisterTypeLibraryOf(const std::string& /*moduleFile*/) { return true; }
-
-}  // namespace velmora

@@ -1,0 +1,118 @@
+// What a screening run found, as plain data that the writers share: read once from the module's results.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "contract/screening_results.h"
+#include "workbench/analyses/analysis_notes.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+struct ScreenedLevel {
+  double value = 0;
+  std::string text;
+  int bin = 0;
+};
+
+struct ScreenedBin {
+  std::string label;
+  vlm::ScreeningBin figures{};
+  std::vector<double> counts;  // one a code of the response
+};
+
+struct ScreenedPredictor {
+  std::string name;
+  vlm::ScreeningPredictor figures{};
+  std::vector<double> cutPoints;
+  std::vector<ScreenedBin> bins;
+  ScreenedBin total;                  // all cases; its information value is the predictor's
+  std::vector<ScreenedLevel> levels;  // of a categorical predictor, by rising value
+};
+
+struct FailedPredictor {
+  int number = 0;
+  std::string name;
+  std::string reason;
+};
+
+// Where the cases of the data went.
+struct ScreenedCases {
+  std::int64_t used = 0;
+  std::int64_t notSelected = 0;
+  std::int64_t withoutWeight = 0;    // the weight is missing or not above 0
+  std::int64_t withoutResponse = 0;  // missing
+  std::int64_t otherCodes = 0;       // the response has a code that nobody chose
+};
+
+// "950 used; left out: 30 not selected, 20 without a value".
+std::string CasesText(const ScreenedCases& cases);
+
+struct ScreenedResponse {
+  vlm::ScreeningResponse kind = vlm::kBinaryResponse;
+  std::string name;
+  vlm::ScreeningRun run{};
+  ScreenedCases cases;
+  std::vector<std::string> codes;             // as outputs show them; binary: bad, good
+  std::vector<ScreenedPredictor> predictors;  // best first
+  std::vector<FailedPredictor> failed;
+};
+
+inline constexpr int kBestOnTerminal = 5;
+inline constexpr int kBestInDocuments = 20;
+
+struct ScreenReport {
+  std::string dataFile;
+  std::int64_t caseCount = 0;
+  std::int64_t selectedCases = 0;
+  std::string weightVariable;  // empty when there is none
+  std::string select, exclude;
+  std::string cutPointsFile;
+  bool pruned = true;
+  int best = -1;  // predictors of each response whose bins are shown to people; -1: kBest...
+  std::vector<ScreenedResponse> responses;
+  std::vector<LeftOutVariable> leftOut;
+  std::vector<std::string> notices;
+
+  // How many of a response's predictors are shown with their bins; otherwise: where the user gave no number.
+  std::size_t ShownOf(const ScreenedResponse& response, int otherwise) const {
+    return std::min(response.predictors.size(), static_cast<std::size_t>(best < 0 ? otherwise : best));
+  }
+};
+
+const char* ResponseKindName(vlm::ScreeningResponse kind);          // "binary"...
+const char* PredictorKindName(const ScreenedPredictor& predictor);  // "continuous" or "categorical"
+
+// A statistic of a response kind, as importance tables show it.
+struct ScreenStatistic {
+  const char* header;
+  double vlm::ScreeningPredictor::*value;
+  const char* format;  // of ShownNumber; null: a probability
+};
+const std::vector<ScreenStatistic>& StatisticsOf(vlm::ScreeningResponse kind);
+const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response);
+// How strong a predictor is by the sort choice, not negative, larger for better; bars are drawn of it.
+double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures);
+
+// A column of bin tables.
+struct ScreenBinColumn {
+  const char* header;
+  const char* name;  // in JSON
+  double vlm::ScreeningBin::*value;
+  const char* format;  // null: not shown on a terminal, which is narrow
+};
+// Empty for a categorical response, whose bins have counts alone.
+const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ScreeningResponse kind);
+
+// The layout is documented in docs/json.md.
+std::string ScreenJson(const ScreenReport& report);
+// A row a response and predictor, best first, then those that failed.
+std::string ScreenImportanceCsv(const ScreenReport& report);
+// A row a bin of every predictor.
+std::string ScreenBinsCsv(const ScreenReport& report);
+// Tables for a person. width: columns of the terminal; without utf8 the bars are ASCII.
+std::string ScreenText(const ScreenReport& report, int width, bool utf8);
+
+}  // namespace velmora

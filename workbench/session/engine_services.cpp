@@ -1,0 +1,189 @@
+// The services over the session's table, face and profile.
+#include "workbench/session/engine_services.h"
+#include "workbench/data/large_pages.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "workbench/automation/sinks.h"
+#include "workbench/session/session_core.h"
+#include "workbench/stats/distributions.h"
+
+namespace velmora {
+
+namespace {
+
+// Steps of a progress display that are shown at most.
+constexpr int kShownSteps = 200;
+
+}  // namespace
+
+int EngineServices::GetNbVars() { return core_.table.VariableCount(); }
+
+int EngineServices::GetNbCases() {
+  return static_cast<int>(std::min<std::int64_t>(core_.table.caseCount, std::numeric_limits<int>::max()));
+}
+
+void EngineServices::getmd5(int variableNumber, double* missingCode) {
+  const bool exists = variableNumber >= 1 && variableNumber <= core_.table.VariableCount();
+  *missingCode = exists ? core_.table.Variable(variableNumber).missingCode : kMissing;
+}
+
+short EngineServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* variableNumbers,
+                                     int variableCount, double* values, int* weighted, double* weight,
+                                     int* /*reserved*/) {
+  try {
+    if (readerVersion_ != core_.dataVersion) RenewReader();
+    return reader_.Read(caseNumber, variableNumbers, variableCount, values, weighted, weight);
+  } catch (...) {
+    core_.KeepCurrentException();
+    return vlm::kCaseStop;
+  }
+}
+
+void EngineServices::RenewReader() {
+  const Table& table = core_.table;
+  CaseSource source;
+  for (const Column& column : table.columns) source.columns.push_back(column.values.data());
+  source.caseCount = table.caseCount;
+  source.selected = core_.selected ? &*core_.selected : nullptr;
+  if (core_.weightVariable != 0) {
+    source.weights = table.Variable(core_.weightVariable).values.data();
+    source.weightMissingCode = table.Variable(core_.weightVariable).missingCode;
+  }
+  reader_.SetSource(std::move(source));
+  readerVersion_ = core_.dataVersion;
+}
+
+void EngineServices::GetVarNameEx(int /*kind*/, int variableIndex, vlm::ITextSink* name) {
+  if (variableIndex < 0 || variableIndex >= core_.table.VariableCount()) return name->Assign(nullptr, 0);
+  const std::string& text = core_.table.Variable(variableIndex + 1).name;
+  name->Assign(text.data(), LengthOf(text));
+}
+
+// Names and labels of the workbench carry no formatting marks.
+void EngineServices::StripFormatting(const char* text, int length, vlm::ITextSink* stripped) {
+  stripped->Assign(text, length);
+}
+
+int EngineServices::AllocMem(void** block, std::uint64_t byteCount) {
+  *block = nullptr;
+  if (byteCount > std::numeric_limits<std::size_t>::max() - sizeof(BlockHeader)) return 1;
+  void* const memory = AllocateLarge(sizeof(BlockHeader) + static_cast<std::size_t>(byteCount));
+  if (memory == nullptr) return 1;
+  auto* const header = ::new (memory) BlockHeader{nullptr, firstBlock_, byteCount};
+  if (firstBlock_ != nullptr) firstBlock_->previous = header;
+  firstBlock_ = header;
+  ++blocksInUse_;
+  bytesInUse_ += byteCount;
+  *block = header + 1;
+  return 0;
+}
+
+void EngineServices::FreeMem(void** block) {
+  if (*block == nullptr) return;
+  BlockHeader* const header = static_cast<BlockHeader*>(*block) - 1;
+  (header->previous != nullptr ? header->previous->next : firstBlock_) = header->next;
+  if (header->next != nullptr) header->next->previous = header->previous;
+  --blocksInUse_;
+  bytesInUse_ -= header->byteCount;
+  FreeLarge(header);
+  *block = nullptr;
+}
+
+void EngineServices::FreeAllBlocks() {
+  while (firstBlock_ != nullptr) {
+    void* block = firstBlock_ + 1;
+    FreeMem(&block);
+  }
+}
+
+void EngineServices::d_pbar(const char* caption, int length) {
+  try {
+    caption_ = TextOf(caption, length);
+  } catch (...) {
+    core_.KeepCurrentException();
+  }
+}
+
+void EngineServices::dstart(int stepCount) {
+  CloseProgress();
+  progressOpen_ = true;
+  cancelPressed_ = false;
+  stepCount_ = std::max(stepCount, 0);
+  nextShownStep_ = 1;
+  try {
+    core_.face.ProgressOpened(caption_, stepCount_);
+  } catch (...) {
+    core_.KeepCurrentException();
+  }
+}
+
+void EngineServices::termom(int step) {
+  if (step >= nextShownStep_ && progressOpen_) ShowStep(step);
+}
+
+void EngineServices::ShowStep(int step) {
+  nextShownStep_ = step + std::max(1, stepCount_ / kShownSteps);
+  try {
+    core_.face.ProgressStep(step);
+    if (core_.face.CancelPressed()) cancelPressed_ = true;
+  } catch (...) {
+    core_.KeepCurrentException();
+    cancelPressed_ = true;
+  }
+}
+
+void EngineServices::dstop() { CloseProgress(); }
+
+void EngineServices::CloseProgress() {
+  if (!progressOpen_) return;
+  progressOpen_ = false;
+  try {
+    core_.face.ProgressClosed();
+  } catch (...) {
+    core_.KeepCurrentException();
+  }
+}
+
+int EngineServices::pcancel() { return progressOpen_ && cancelPressed_; }
+
+int EngineServices::IsExternallyCancelled() { return cancellationRequested.load(std::memory_order_relaxed); }
+
+vlm::IIterDisplay* EngineServices::GetIterDisplay() { return nullptr; }
+
+void EngineServices::LoadText(int number, vlm::ITextSink* text) {
+  text->Assign(nullptr, 0);
+  constexpr int kLoaderOffset = 65536;
+  if (resources_ != nullptr)
+    resources_->LoadText(number >= kLoaderOffset ? number - kLoaderOffset : number, text);
+}
+
+void EngineServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
+
+// Every notice is kept with the documents; whether it is shown as well is the module's to switch.
+void EngineServices::ShowNotice(const char* text, int length) {
+  try {
+    core_.home->workbook->AddNotice(TextOf(text, length), core_.home->currentGroup);
+    if (noticesOn_) core_.Notice(TextOf(text, length));
+  } catch (...) {
+    core_.KeepCurrentException();
+  }
+}
+
+int EngineServices::GetProfileEntryInt(int entry, int defaultValue) {
+  const auto found = core_.options.profile.find(entry);
+  return found == core_.options.profile.end() ? defaultValue : found->second;
+}
+
+double EngineServices::FDistributionUpperTail(double df1, double df2, double f) {
+  return stats::FUpperTail(df1, df2, f);
+}
+
+double EngineServices::ChiSquareDistribution(double x, double df) { return stats::ChiSquareCdf(x, df); }
+
+}  // namespace velmora

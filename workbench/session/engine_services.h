@@ -1,0 +1,86 @@
+// What an engine sees of the session: cases, memory, progress, cancellation, texts and distribution functions.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "contract/engine_services.h"
+#include "contract/resources.h"
+#include "workbench/session/case_reader.h"
+
+namespace velmora {
+
+class SessionCore;
+
+class EngineServices final : public vlm::IEngineServices {
+ public:
+  explicit EngineServices(SessionCore& core) : core_(core) {}
+  virtual ~EngineServices() { FreeAllBlocks(); }
+  EngineServices(const EngineServices&) = delete;
+  EngineServices& operator=(const EngineServices&) = delete;
+
+  void SetResources(vlm::IModuleResources* resources) { resources_ = resources; }
+  // Blocks of AllocMem that were not freed yet, and their bytes.
+  std::int64_t BlocksInUse() const { return blocksInUse_; }
+  std::uint64_t BytesInUse() const { return bytesInUse_; }
+  // Releases what the module left behind, once none of its objects can use it any more.
+  void FreeAllBlocks();
+  // Between opening and closing of the progress display: a pass over the cases is under way.
+  bool IsComputing() const { return progressOpen_; }
+  // Closes a display that the module left open.
+  void CloseProgress();
+
+  int GetNbVars() override;
+  int GetNbCases() override;
+  void getmd5(int variableNumber, double* missingCode) override;
+  // A case is skipped when the selection leaves it out or its weight is missing; a negative weight is handed on.
+  short cstrtw_ex_Long(int mode, int caseNumber, const int* variableNumbers, int variableCount,
+                       double* values, int* weighted, double* weight, int* reserved) override;
+  void GetVarNameEx(int kind, int variableIndex, vlm::ITextSink* name) override;
+  void StripFormatting(const char* text, int length, vlm::ITextSink* stripped) override;
+  int AllocMem(void** block, std::uint64_t byteCount) override;
+  void FreeMem(void** block) override;
+  void d_pbar(const char* caption, int length) override;
+  void dstart(int stepCount) override;
+  void termom(int step) override;
+  void dstop() override;
+  int pcancel() override;
+  int IsExternallyCancelled() override;
+  vlm::IIterDisplay* GetIterDisplay() override;
+  void LoadText(int number, vlm::ITextSink* text) override;
+  void SwitchNoticeDisplay(int on) override;
+  void ShowNotice(const char* text, int length) override;
+  int GetProfileEntryInt(int entry, int defaultValue) override;
+  double FDistributionUpperTail(double df1, double df2, double f) override;
+  double ChiSquareDistribution(double x, double df) override;
+
+ private:
+  // In front of every block of AllocMem, in a list of all of them.
+  struct alignas(std::max_align_t) BlockHeader {
+    BlockHeader* previous;
+    BlockHeader* next;
+    std::uint64_t byteCount;
+  };
+
+  void ShowStep(int step);
+  void RenewReader();
+
+  SessionCore& core_;
+  vlm::IModuleResources* resources_ = nullptr;
+  CaseReader reader_;
+  std::uint64_t readerVersion_ = 0;  // of the data that the reader looks at
+  BlockHeader* firstBlock_ = nullptr;
+  std::int64_t blocksInUse_ = 0;
+  std::uint64_t bytesInUse_ = 0;
+  std::string caption_;
+  bool progressOpen_ = false;
+  bool cancelPressed_ = false;
+  bool noticesOn_ = true;
+  int stepCount_ = 0;
+  int nextShownStep_ = 0;  // steps below it are not shown
+};
+
+}  // namespace velmora

@@ -1,0 +1,105 @@
+// The exported functions. Nothing here throws: a module calls them from its loader code.
+#include "workbench/session/process_exports.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "workbench/automation/sinks.h"
+#include "workbench/session/type_library.h"
+
+#if defined(_WIN32)
+#define VELMORA_EXPORT __declspec(dllexport)
+#else
+#define VELMORA_EXPORT __attribute__((visibility("default"), used))
+#endif
+
+namespace velmora {
+
+namespace {
+
+std::atomic<HostLog*> applicationLog{nullptr};
+
+struct Registrations {
+  std::mutex mutex;
+  std::vector<TypeLibraryRegistration> queued, done;
+};
+
+// Never destroyed: a module that is unloaded at the end of the process may still call.
+Registrations& AllRegistrations() {
+  static auto* const registrations = new Registrations;
+  return *registrations;
+}
+
+}  // namespace
+
+void HostLog::LogEntry(const char* text, int length, unsigned processId, unsigned threadId, int level,
+                       int code) {
+  try {
+    LogLine line{std::string(TextOf(text, length)), processId, threadId, level, code};
+    const std::lock_guard lock(mutex_);
+    lines_.push_back(std::move(line));
+    if (lines_.size() > kMaximumLines) lines_.pop_front();
+  } catch (...) {
+    // A log that cannot grow loses the entry.
+  }
+}
+
+std::vector<LogLine> HostLog::Lines() const {
+  const std::lock_guard lock(mutex_);
+  return {lines_.begin(), lines_.end()};
+}
+
+HostLog& LogCache() {
+  static auto* const cache = new HostLog;
+  return *cache;
+}
+
+void SetApplicationLog(HostLog* log) { applicationLog = log; }
+
+void ActOnQueuedRegistrations(const std::string& moduleFile) {
+  Registrations& all = AllRegistrations();
+  const std::lock_guard lock(all.mutex);
+  for (TypeLibraryRegistration& registration : all.queued) {
+    registration.moduleFile = moduleFile;
+    // A module without a registered library works; only other programs do not find its interfaces.
+    registration.registered = RegisterTypeLibraryOf(moduleFile);
+    // A library registered again takes the place of its older registration.
+    std::erase_if(all.done, [&](const TypeLibraryRegistration& other) {
+      return other.libraryId == registration.libraryId;
+    });
+    all.done.push_back(std::move(registration));
+  }
+  all.queued.clear();
+}
+
+std::vector<TypeLibraryRegistration> RegisteredTypeLibraries() {
+  Registrations& all = AllRegistrations();
+  const std::lock_guard lock(all.mutex);
+  return all.done;
+}
+
+}  // namespace velmora
+
+extern "C" {
+
+VELMORA_EXPORT int QvdOleRegisterTypeLib(void* moduleInstance, const char* libraryId, const char* subPath,
+                                         const char* helpFolder) {
+  if (libraryId == nullptr || *libraryId == '\0') return 1;
+  try {
+    const auto textOf = [](const char* text) { return std::string(text == nullptr ? "" : text); };
+    velmora::TypeLibraryRegistration registration{
+        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}, false};
+    velmora::Registrations& all = velmora::AllRegistrations();
+    const std::lock_guard lock(all.mutex);
+    all.queued.push_back(std::move(registration));
+    return 0;
+  } catch (...) {
+    return 1;
+  }
+}
+
+VELMORA_EXPORT vlm::ILog* QvdGetApplicationLog() { return velmora::applicationLog.load(); }
+
+VELMORA_EXPORT vlm::ILog* GetLogCache() { return &velmora::LogCache(); }
+}

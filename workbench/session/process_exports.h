@@ -1,0 +1,61 @@
+// The functions that a module looks up in the host's process by name, and what they feed: the application's
+// log, the log cache, and the list of registered type libraries.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/module_exports.h"
+
+namespace velmora {
+
+struct LogLine {
+  std::string text;
+  unsigned processId = 0, threadId = 0;
+  int level = 0, code = 0;
+};
+
+// Keeps the latest entries. Safe from any thread: a module may log before anybody looks.
+class HostLog final : public vlm::ILog {
+ public:
+  virtual ~HostLog() = default;
+  int IsOn() override { return 1; }
+  void LogEntry(const char* text, int length, unsigned processId, unsigned threadId, int level,
+                int code) override;
+  std::vector<LogLine> Lines() const;
+
+ private:
+  static constexpr std::size_t kMaximumLines = 1000;
+  mutable std::mutex mutex_;
+  std::deque<LogLine> lines_;
+};
+
+// What modules log while there is no session. Lives as long as the process.
+HostLog& LogCache();
+// The log that QvdGetApplicationLog answers; null for none.
+void SetApplicationLog(HostLog* log);
+
+struct TypeLibraryRegistration {
+  void* moduleInstance = nullptr;
+  std::string libraryId, subPath, helpFolder;
+  // Filled in when the registration is acted on.
+  std::string moduleFile;
+  bool registered = false;  // with the system, where it has a registry of type libraries
+};
+
+// Registrations queue while a module is being loaded, inside the loader's lock, and are acted on afterwards.
+void ActOnQueuedRegistrations(const std::string& moduleFile);
+std::vector<TypeLibraryRegistration> RegisteredTypeLibraries();
+
+}  // namespace velmora
+
+extern "C" {
+int QvdOleRegisterTypeLib(void* moduleInstance, const char* libraryId, const char* subPath,
+                          const char* helpFolder);
+vlm::ILog* QvdGetApplicationLog();
+vlm::ILog* GetLogCache();
+}

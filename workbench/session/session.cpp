@@ -1,0 +1,143 @@
+// The session's public face over its parts.
+#include "workbench/session/session.h"
+
+#include <utility>
+
+#include "workbench/session/running_analysis.h"
+#include "workbench/session/session_core.h"
+
+namespace velmora {
+
+struct Session::State {
+  std::shared_ptr<SessionCore> core;
+
+  AutomationClient DialogOf(int step) const {
+    RunningAnalysis* const analysis = core->Latest();
+    DialogWindow* const dialog = analysis == nullptr ? nullptr : analysis->DialogOf(step);
+    if (dialog == nullptr) return {};
+    return AutomationClient(ObjectReference::Adopt(
+        MakeScriptObject(core, dialog->Client()->GetAutomationObject(), analysis->Library())));
+  }
+  AutomationClient Start(vlm::IAnalysis* analysis) const {
+    core->Start(analysis);
+    core->ThrowKept();
+    return DialogOf(kStartupStep);
+  }
+};
+
+Session::Session(Face& face, SessionOptions options) : state_(std::make_unique<State>()) {
+  state_->core = std::make_shared<SessionCore>(face, std::move(options));
+  state_->core->Connect();
+}
+
+Session::~Session() {
+  const ModuleCall call(*state_->core);
+  // In the reverse order of their starts, and before the core: they use it to the end.
+  while (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
+}
+
+void Session::SetTable(Table table, DataRecipe recipe) {
+  state_->core->RequireThread();
+  state_->core->ReplaceTable(std::move(table));
+  state_->core->recipe = std::move(recipe);
+  state_->core->TellOfNewData(nullptr);
+  state_->core->ThrowKept();
+}
+
+const Table& Session::Data() const { return state_->core->table; }
+
+void Session::TakeLabelsAsTexts(int variableNumber) {
+  state_->core->RequireThread();
+  state_->core->table.Variable(variableNumber).fromText = true;
+}
+
+void Session::SelectCases(const std::string& include, const std::string& exclude) {
+  state_->core->RequireThread();
+  state_->core->SelectCases({include, exclude});
+}
+
+void Session::WeightBy(int variableNumber) {
+  state_->core->RequireThread();
+  state_->core->WeightBy(variableNumber);
+}
+
+int Session::WeightVariable() const { return state_->core->weightVariable; }
+const CaseSelectionText& Session::Selection() const { return state_->core->selectionText; }
+std::int64_t Session::SelectedCaseCount() const { return state_->core->SelectedCaseCount(); }
+
+AnalysisNotes& Session::Notes() { return state_->core->Latest()->Notes(); }
+void Session::UseWeightsAsGiven(bool asGiven) { state_->core->Latest()->UseWeightsAsGiven(asGiven); }
+void Session::SetReporter(AnalysisReporter* reporter) { state_->core->reporter = reporter; }
+
+void Session::WithFreshDocuments(const std::function<void()>& make) {
+  DocumentHome& home = *state_->core->home;
+  struct Restore {
+    DocumentHome& home;
+    std::shared_ptr<Workbook> workbook;
+    int group;
+    ~Restore() {
+      home.workbook = std::move(workbook);
+      home.currentGroup = group;
+    }
+  } const restore{home, home.workbook, std::exchange(home.currentGroup, 0)};
+  home.workbook = std::make_shared<Workbook>();
+  home.workbook->shortNames = restore.workbook->shortNames;
+  make();
+}
+
+void Session::LoadModule() {
+  state_->core->RequireThread();
+  state_->core->Module();
+}
+
+AutomationClient Session::StartFeatureSelection() {
+  state_->core->RequireThread();
+  return state_->Start(state_->core->Module().MakeFeatureSelection());
+}
+
+AutomationClient Session::StartScreening() {
+  state_->core->RequireThread();
+  return state_->Start(state_->core->Module().MakeScreening());
+}
+
+AutomationClient Session::StartupDialog() { return state_->DialogOf(kStartupStep); }
+AutomationClient Session::ResultsDialog() { return state_->DialogOf(kResultsStep); }
+
+vlm::IFeatureSelectionResults* Session::FeatureSelectionResults() {
+  state_->core->RequireThread();
+  RunningAnalysis* const analysis = state_->core->Latest();
+  return analysis == nullptr ? nullptr : analysis->Analysis().GetFeatureSelectionResults();
+}
+
+vlm::IScreeningResults* Session::ScreeningResults() {
+  state_->core->RequireThread();
+  RunningAnalysis* const analysis = state_->core->Latest();
+  return analysis == nullptr ? nullptr : analysis->Analysis().GetScreeningResults();
+}
+
+HostAnalysisSettings& Session::AnalysisSettings() { return state_->core->hostAnalyses->Settings(); }
+
+void Session::EndAnalysis() {
+  state_->core->RequireThread();
+  const ModuleCall call(*state_->core);
+  if (RunningAnalysis* const analysis = state_->core->Latest()) analysis->End();
+}
+
+Workbook& Session::Documents() { return *state_->core->home->workbook; }
+void Session::SetCurrentGroup(int group) { state_->core->home->currentGroup = group; }
+void Session::ThrowKept() { state_->core->ThrowKept(); }
+std::vector<std::string> Session::LogTexts() const {
+  std::vector<std::string> texts;
+  for (LogLine& line : state_->core->log.Lines()) texts.push_back(std::move(line.text));
+  return texts;
+}
+
+AutomationClient Session::Application() { return AutomationClient(state_->core->applicationObject); }
+
+void Session::RequestCancellation() noexcept { cancellationRequested.store(true, std::memory_order_relaxed); }
+bool Session::CancellationRequested() noexcept {
+  return cancellationRequested.load(std::memory_order_relaxed);
+}
+void Session::ClearCancellation() noexcept { cancellationRequested.store(false, std::memory_order_relaxed); }
+
+}  // namespace velmora

@@ -1,0 +1,302 @@
+// Data, nesting of calls and the list of analyses.
+#include "workbench/session/session_core.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <stdexcept>
+#include <utility>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/measurement.h"
+#include "workbench/data/names.h"
+#include "workbench/data/readers.h"
+#include "workbench/session/running_analysis.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr int kReadingSteps = 200;
+
+char DelimiterOf(const std::string& text) {
+  if (text.empty()) return 0;
+  if (text == "tab" || text == "\\t" || text == "\t") return '\t';
+  if (text.size() != 1) throw DataError("A delimiter is one character or the word tab, not " + text + ".");
+  return text.front();
+}
+
+}  // namespace
+
+SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
+    : face(sessionFace),
+      options(std::move(sessionOptions)),
+      thread(std::this_thread::get_id()),
+      home(std::make_shared<DocumentHome>()) {
+  home->workbook = std::make_shared<Workbook>();
+  SetApplicationLog(&log);
+}
+
+SessionCore::~SessionCore() {
+  SetApplicationLog(nullptr);
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+}
+
+void SessionCore::ConnectHostAnalyses() {
+  const std::weak_ptr<SessionCore> self = weak_from_this();
+  HostAnalysesEnvironment environment;
+  // The first three are called while an analysis of this session asks, the others also later.
+  environment.table = [this]() -> const Table& { return table; };
+  environment.selection = [this](std::string& inclusion, std::string& exclusion) {
+    inclusion = selectionText.include;
+    exclusion = selectionText.exclude;
+  };
+  environment.weightVariable = [this] { return weightVariable; };
+  environment.wrapSheet = [where = home](std::shared_ptr<Sheet> sheet) {
+    return MakeSpreadsheet(where, std::move(sheet));
+  };
+  environment.notice = [self](std::string_view text) {
+    if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
+  };
+  hostAnalyses = std::make_unique<HostAnalyses>(std::move(environment));
+}
+
+void SessionCore::Connect() {
+  const std::weak_ptr<SessionCore> self = weak_from_this();
+  const auto locked = [self] {
+    std::shared_ptr<SessionCore> core = self.lock();
+    if (core == nullptr) throw AutomationError(vlm::kAutomationErrorCode, "The session has ended.");
+    return core;
+  };
+  inputAccess = std::make_shared<InputSpreadsheetAccess>();
+  inputAccess->table = [locked]() -> Table& { return locked()->table; };
+  inputAccess->selectCases = [locked](const std::string& include, const std::string& exclude) {
+    locked()->SelectCases({include, exclude});
+  };
+  inputAccess->caseSelection = [locked] {
+    const CaseSelectionText& text = locked()->selectionText;
+    return CaseSelection{text.include, text.exclude};
+  };
+  inputAccess->weightBy = [locked](int variableNumber) { locked()->WeightBy(variableNumber); };
+  inputAccess->weightVariable = [locked] { return locked()->weightVariable; };
+  inputAccess->variableNumber = [locked](std::string_view name) {
+    return ResolveVariable(locked()->table, name);
+  };
+  inputAccess->selectedCaseCount = [locked] { return locked()->SelectedCaseCount(); };
+  inputAccess->setMissingCode = [locked](int variableNumber, const std::string& code) {
+    locked()->SetMissingCode(variableNumber, code);
+  };
+  inputAccess->setMeasurement = [locked](int variableNumber, Measurement measurement) {
+    locked()->SetMeasurement(variableNumber, measurement);
+  };
+  inputAccess->addVariable = [locked](const std::string& name, std::vector<double> values) {
+    return locked()->AddVariable(name, std::move(values));
+  };
+  inputAccess->addBundle = [locked](const std::string& name, const std::vector<int>& variableNumbers) {
+    locked()->AddBundle(name, variableNumbers);
+  };
+  inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
+  inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
+  applicationObject = ObjectReference::Adopt(MakeApplicationObject(self));
+  ConnectHostAnalyses();
+}
+
+void SessionCore::RequireThread() const {
+  if (std::this_thread::get_id() != thread) {
+    throw std::logic_error("A session was used on a thread that its module does not belong to.");
+  }
+}
+
+void SessionCore::EndCall() noexcept {
+  if (callDepth > 1) {
+    --callDepth;
+    return;
+  }
+  // Steps entered here run at depth 1: what they defer is found in the next round.
+  try {
+    for (bool more = true; more;) {
+      more = false;
+      for (std::size_t index = 0; index < analyses.size() && !more; ++index)
+        more = analyses[index]->RunDeferred();
+    }
+    std::vector<std::unique_ptr<RunningAnalysis>> ended;
+    for (std::unique_ptr<RunningAnalysis>& analysis : analyses) {
+      if (analysis->HasEnded()) ended.push_back(std::move(analysis));
+    }
+    std::erase(analyses, nullptr);
+    ended.clear();
+  } catch (...) {
+    KeepCurrentException();
+  }
+  --callDepth;
+}
+
+void SessionCore::KeepCurrentException() noexcept {
+  if (!keptException) keptException = std::current_exception();
+}
+
+void SessionCore::ThrowKept() {
+  if (!keptException) keptException = std::exchange(home->failure, nullptr);
+  if (keptException) std::rethrow_exception(std::exchange(keptException, nullptr));
+}
+
+void SessionCore::RequireNoPass() const {
+  const bool computing = std::ranges::any_of(
+      analyses, [](const auto& analysis) { return analysis && analysis->Services().IsComputing(); });
+  if (computing) throw DataError("The data cannot be changed while an analysis reads them.");
+}
+
+RunningAnalysis* SessionCore::Latest() {
+  if (inquiry != nullptr) return inquiry;
+  const auto found = std::find_if(analyses.rbegin(), analyses.rend(),
+                                  [](const auto& analysis) { return analysis && !analysis->HasEnded(); });
+  return found == analyses.rend() ? nullptr : found->get();
+}
+
+void SessionCore::ReplaceTable(Table newTable) {
+  RequireNoPass();
+  // Sheets made from the old data keep them.
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  table = std::move(newTable);
+  recipe = {};
+  selectionText = {};
+  selected.reset();
+  weightVariable = 0;
+  DataChanged();
+  // A short form never looks like a variable that is shown by its own name.
+  for (const Column& column : table.columns) {
+    if (column.name.size() <= static_cast<std::size_t>(kColumnNameWidth))
+      home->workbook->shortNames.Reserve(column.name);
+  }
+}
+
+void SessionCore::OpenDataFile(const std::string& path, const RunningAnalysis* caller) {
+  OpenDataFile(path, {}, caller);
+}
+
+void SessionCore::OpenDataFile(const std::string& path, const DataRecipe& how,
+                               const RunningAnalysis* caller) {
+  RequireNoPass();
+  ReadOptions readOptions;
+  readOptions.delimiter = DelimiterOf(how.delimiter);
+  readOptions.missingTexts = how.missingTexts;
+  face.ProgressOpened("Reading " + path, kReadingSteps);
+  const std::shared_ptr<Face> closing(&face, [](Face* shown) { shown->ProgressClosed(); });
+  readOptions.progress = [this](double fraction) {
+    face.ProgressStep(static_cast<int>(fraction * kReadingSteps));
+    return !face.CancelPressed() && !cancellationRequested.load();
+  };
+  ReadReport report;
+  Table read = ReadTable(path, readOptions, &report);
+  ReplaceTable(std::move(read));
+  recipe = how;
+  for (const std::string& warning : report.warnings) Notice("Warning: " + warning);
+  TellOfNewData(caller);
+}
+
+void SessionCore::SetMissingCode(int variableNumber, const std::string& code) {
+  RequireNoPass();
+  Table changed = table;  // sheets made from the old values keep them
+  const std::string name = table.Variable(variableNumber).name;
+  if (const double* labelled = table.Variable(variableNumber).ValueOf(code)) {
+    velmora::SetMissingCode(changed, name, *labelled);
+  } else {
+    ApplyMissingOption(changed, name + "=" + code);
+  }
+  InferMeasurements(changed);
+  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  table = std::move(changed);
+  recipe.missingCodes.emplace_back(name, code);
+  SelectCases(selectionText);
+}
+
+void SessionCore::SetMeasurement(int variableNumber, Measurement measurement) {
+  RequireNoPass();
+  const std::string name = table.Variable(variableNumber).name;
+  OverrideMeasurement(table, std::span(&name, 1), measurement);
+  InferMeasurements(table);
+  recipe.measurements.emplace_back(name, measurement);
+  DataChanged();
+}
+
+int SessionCore::AddVariable(const std::string& name, std::vector<double> values) {
+  RequireNoPass();
+  if (name.empty()) throw DataError("A variable needs a name.");
+  if (std::ranges::any_of(table.columns, [&](const Column& column) { return column.name == name; }))
+    throw DataError("There is a variable " + name + " already.");
+  if (static_cast<std::int64_t>(values.size()) != table.caseCount) {
+    throw DataError("The variable " + name + " has " + std::to_string(values.size()) + " values for " +
+                    std::to_string(table.caseCount) + " cases.");
+  }
+  Column column;
+  column.name = name;
+  for (double& value : values) {
+    if (!std::isfinite(value)) value = kMissing;
+  }
+  column.values = std::move(values);
+  table.columns.push_back(std::move(column));
+  InferMeasurements(table);
+  recipe.added.push_back(name);
+  DataChanged();
+  return table.VariableCount();
+}
+
+void SessionCore::AddBundle(const std::string& name, const std::vector<int>& variableNumbers) {
+  if (name.empty()) throw DataError("A variable bundle needs a name.");
+  if (std::ranges::any_of(table.bundles, [&](const VariableBundle& bundle) { return bundle.name == name; }))
+    throw DataError("There is a variable bundle " + name + " already.");
+  table.bundles.push_back({name, variableNumbers});
+}
+
+void SessionCore::SelectCases(const CaseSelectionText& text) {
+  RequireNoPass();
+  const bool isBlank = text.include.find_first_not_of(" \t") == std::string::npos &&
+                       text.exclude.find_first_not_of(" \t") == std::string::npos;
+  std::optional<CaseBitmap> chosen;
+  if (!isBlank) chosen = velmora::SelectCases(table, {text.include, text.exclude});
+  selected = std::move(chosen);
+  selectionText = isBlank ? CaseSelectionText() : text;
+  DataChanged();
+}
+
+void SessionCore::WeightBy(int variableNumber) {
+  RequireNoPass();
+  if (variableNumber < 0 || variableNumber > table.VariableCount()) {
+    throw DataError("There is no variable " + std::to_string(variableNumber) +
+                    " to weight the cases by; the data have " + std::to_string(table.VariableCount()) + ".");
+  }
+  if (variableNumber > 0 && table.Variable(variableNumber).fromText)
+    throw DataError("Cases cannot be weighted by " + table.Variable(variableNumber).name +
+                    ": it holds texts.");
+  weightVariable = variableNumber;
+  DataChanged();
+}
+
+ModuleLibrary& SessionCore::Module() {
+  if (library == nullptr) {
+    library =
+        ModuleLibrary::Load(options.modulePath.empty() ? ModuleLibrary::DefaultPath() : options.modulePath);
+  }
+  return *library;
+}
+
+RunningAnalysis& SessionCore::Start(vlm::IAnalysis* analysis) {
+  const ModuleCall call(*this);
+  RunningAnalysis& running =
+      *analyses.emplace_back(std::make_unique<RunningAnalysis>(*this, library, analysis));
+  if (!running.GoTo(kInitStep)) {
+    std::erase_if(analyses, [&](const auto& other) { return other.get() == &running; });
+    ThrowKept();
+    throw ModuleError("The analysis could not be started.");
+  }
+  return running;
+}
+
+void SessionCore::TellOfNewData(const RunningAnalysis* caller) {
+  const ModuleCall call(*this);
+  for (std::size_t index = 0; index < analyses.size(); ++index) {
+    if (analyses[index].get() != caller) analyses[index]->StartAfresh();
+  }
+}
+
+}  // namespace velmora

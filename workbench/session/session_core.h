@@ -1,0 +1,164 @@
+// What the parts of a session share: data, selection, documents, the nesting of calls into the module.
+#pragma once
+
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "workbench/analyses/analysis_notes.h"
+#include "workbench/analyses/host_analyses.h"
+#include "workbench/automation/document_objects.h"
+#include "workbench/data/table.h"
+#include "workbench/dialogs/dialog_face.h"
+#include "workbench/documents/workbook.h"
+#include "workbench/language/selection.h"
+#include "workbench/session/document_adapters.h"
+#include "workbench/session/face.h"
+#include "workbench/session/module_library.h"
+#include "workbench/session/process_exports.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+class RunningAnalysis;
+
+class SessionCore : public std::enable_shared_from_this<SessionCore> {
+ public:
+  SessionCore(Face& sessionFace, SessionOptions sessionOptions);
+  ~SessionCore();
+  SessionCore(const SessionCore&) = delete;
+  SessionCore& operator=(const SessionCore&) = delete;
+
+  // Throws std::logic_error on a thread that the module does not belong to.
+  void RequireThread() const;
+
+  // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left are closed, steps
+  // are entered and ended analyses are destroyed.
+  void BeginCall() {
+    if (callDepth++ == 0) said.clear();
+  }
+  void EndCall() noexcept;
+  void KeepCurrentException() noexcept;
+  // Throws what a call from the module kept, once.
+  void ThrowKept();
+
+  // --- Data
+  // Throws DataError while an analysis reads the cases: they must stay what they are until it is done.
+  void RequireNoPass() const;
+  // Other data: drops selection and weights; the analyses are told by the caller. Throws as RequireNoPass does, and
+  // so do SelectCases and WeightBy.
+  void ReplaceTable(Table newTable);
+  // Reads the file, puts it in place of what is there and tells the analyses; all but the caller, which does so
+  // itself. Throws DataError; then nothing has changed.
+  void OpenDataFile(const std::string& path, const RunningAnalysis* caller);
+  void SelectCases(const CaseSelectionText& text);  // throws DataError
+  void WeightBy(int variableNumber);                // throws DataError
+  // Values, selection, weights or the set of variables have changed: readers start afresh.
+  void DataChanged() {
+    ++dataVersion;
+    if (hostAnalyses) hostAnalyses->ForgetCaches();
+  }
+  std::int64_t SelectedCaseCount() const { return selected ? selected->IncludedCount() : table.caseCount; }
+  bool IsSelected(std::int64_t caseIndex) const { return !selected || selected->Contains(caseIndex); }
+
+  // The loaded module; loads it when it is not loaded yet. Throws ModuleError.
+  ModuleLibrary& Module();
+  // Makes the objects that refer back to the core. Called once, when it is held by a shared pointer.
+  void Connect();
+  // Runs the steps from the first on. Throws ModuleError when they fail; the analysis is destroyed then.
+  RunningAnalysis& Start(vlm::IAnalysis* analysis);
+  // Closes the analyses' dialogs and gives them the new data; all but one, which does so itself.
+  void TellOfNewData(const RunningAnalysis* caller);
+  // The analysis started last that has not ended; null for none.
+  RunningAnalysis* Latest();
+
+  // Reads as OpenDataFile does, but as the recipe says. missingTexts and delimiter of other files are passed over.
+  void OpenDataFile(const std::string& path, const DataRecipe& how, const RunningAnalysis* caller);
+  // What scripts say about variables of the input table. Each throws DataError; then nothing has changed.
+  void SetMissingCode(int variableNumber, const std::string& code);
+  void SetMeasurement(int variableNumber, Measurement measurement);
+  int AddVariable(const std::string& name, std::vector<double> values);
+  void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
+
+  // To the face, and kept until the outermost call that is not begun yet.
+  void Notice(std::string_view text) {
+    said.emplace_back(text);
+    face.Notice(text);
+  }
+  void Message(std::string_view text) {
+    said.emplace_back(text);
+    face.Message(text);
+  }
+
+  Face& face;
+  AnalysisReporter* reporter = nullptr;  // of the front end; null: none
+  const SessionOptions options;
+  const std::thread::id thread;
+  HostLog log;
+
+  Table table;
+  CaseSelectionText selectionText;
+  std::optional<CaseBitmap> selected;  // nothing: all cases are used
+  int weightVariable = 0;
+  DataRecipe recipe;  // of the table
+  std::uint64_t dataVersion = 1;
+
+  std::unique_ptr<HostAnalyses> hostAnalyses;  // trees, tables and so on, which the module asks for
+  std::shared_ptr<DocumentHome> home;
+  std::shared_ptr<InputSpreadsheetAccess> inputAccess;
+  ObjectReference inputObject;
+  ObjectReference applicationObject;
+  std::shared_ptr<ModuleLibrary> library;
+  std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
+
+  void ConnectHostAnalyses();
+
+  int callDepth = 0;
+  int automationDepth = 0;  // script calls being served
+  std::exception_ptr keptException;
+  std::vector<std::string> said;       // notices and messages of the outermost call
+  RunningAnalysis* inquiry = nullptr;  // whose results are asked for: the latest while they are
+  int groupedDocuments = 0;
+};
+
+// Counts a call into the module; its end runs what was deferred.
+class ModuleCall {
+ public:
+  explicit ModuleCall(SessionCore& core) : core_(core) { core_.BeginCall(); }
+  ~ModuleCall() { core_.EndCall(); }
+  ModuleCall(const ModuleCall&) = delete;
+  ModuleCall& operator=(const ModuleCall&) = delete;
+
+ private:
+  SessionCore& core_;
+};
+
+// Cancellation of all analyses: set in signal handlers and by other threads.
+inline std::atomic<bool> cancellationRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+// The automation object of a module's dialog as scripts get it: counts the calls, so that the dialog knows that a
+// script drives it, and keeps the module's file loaded while anybody holds it. One reference, the caller's.
+vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& core,
+                                         vlm::IAutomationObject* inner,
+                                         std::shared_ptr<ModuleLibrary> library);
+
+// The open dialog of an analysis as scripts get it; empty for none.
+ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const RunningAnalysis& analysis,
+                             int step);
+// The window of an open dialog, control by control.
+ObjectReference MakeWindowObject(const std::shared_ptr<SessionCore>& core, DialogWindow& window);
+// The core while the session lives, on its own thread; throws AutomationError once it has gone.
+std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core);
+
+// The application's object; its members fail once the session has gone.
+vlm::IAutomationObject* MakeApplicationObject(const std::weak_ptr<SessionCore>& core);
+// The object of one running analysis.
+vlm::IAutomationObject* MakeAnalysisObject(const std::weak_ptr<SessionCore>& core, std::string name,
+                                           int analysisId);
+
+}  // namespace velmora

@@ -1,0 +1,44 @@
+// A run as the script in Python that repeats it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/analyses/analysis_notes.h"
+#include "workbench/data/table.h"
+#include "workbench/dialogs/dialog_face.h"
+
+namespace velmora {
+
+class RunningAnalysis;
+class SessionCore;
+
+inline constexpr int kFeatureSelectionId = 4870;
+inline constexpr int kScreeningId = 4871;
+inline constexpr char kFeatureSelectionName[] = "Feature selection";
+inline constexpr char kScreeningName[] = "Predictor screening";
+
+struct ScriptedRun {
+  const Table& table;  // names of the variables
+  DataRecipe recipe;
+  CaseSelectionText selection;
+  int weight = 0;  // 0: none
+  const char* analysis;
+  bool useWeightsAsGiven = true;
+  bool pruneTrees = true;
+  AnalysisNotes notes;                       // with the startup dialog's settings
+  std::vector<MemberValue> resultsSettings;  // of the results dialog; empty: as they come
+  std::vector<std::string> outputs;          // the script's last lines
+};
+
+std::string WriteSettingsScript(const ScriptedRun& run);
+
+// The script of an analysis as it stands: with the settings that its results were made with, or, before there are
+// any, with those of its startup dialog.
+std::string SettingsScript(SessionCore& core, RunningAnalysis& analysis);
+
+// A text as a string of Python.
+std::string PythonString(std::string_view text);
+
+}  // namespace velmora

@@ -1,0 +1,7 @@
+#include "workbench/session/type_library.h"
+
+namespace velmora {
+
+bool RegisterTypeLibraryOf(const std::string& /*moduleFile*/) { return true; }
+
+}  // namespace velmora

@@ -1,0 +1,12 @@
+#include "contract/com/type_library.h"
+
+#include "contract/com/values.h"
+#include "workbench/session/type_library.h"
+
+namespace velmora {
+
+bool RegisterTypeLibraryOf(const std::string& moduleFile) {
+  return SUCCEEDED(vlmcom::RegisterTypeLibraryFile(vlmcom::Utf16(moduleFile)));
+}
+
+}  // namespace velmora

@@ -1,0 +1,431 @@
+#include "workbench/windows/native_dialog.h"
+
+#include <commctrl.h>
+#include <uxtheme.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <stdexcept>
+
+#include "contract/com/values.h"
+#include "workbench/dialogs/edit_text.h"
+#include "workbench/windows/dialog_template.h"
+#include "workbench/windows/icons.h"
+
+namespace velmora {
+
+namespace {
+
+using vlmcom::Utf16;
+using vlmcom::Utf8;
+
+constexpr int kDataLineId = 0x7FF0;
+constexpr int kDataLineHeight = 12;  // dialog units
+// What every version of the common controls takes.
+constexpr UINT kToolSize = offsetof(TTTOOLINFOW, lpReserved);
+constexpr COLORREF kErrorColour = RGB(255, 225, 222);
+constexpr COLORREF kAttributeColour = RGB(0, 64, 160);
+
+struct ControlStyle {
+  vlm::ControlClass controlClass;
+  const wchar_t* windowClass;
+  DWORD style;
+};
+constexpr ControlStyle kControlStyles[] = {
+    {vlm::kButton, L"BUTTON", BS_PUSHBUTTON},
+    {vlm::kCheckBox, L"BUTTON", BS_AUTOCHECKBOX},
+    {vlm::kRadioButton, L"BUTTON", BS_AUTORADIOBUTTON},
+    {vlm::kGroupBox, L"BUTTON", BS_GROUPBOX},
+    {vlm::kLabel, L"STATIC", SS_LEFT},
+    {vlm::kListCaption, L"STATIC", SS_LEFTNOWORDWRAP | SS_NOPREFIX | SS_ENDELLIPSIS},
+    {vlm::kIntegerEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
+    {vlm::kRealEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
+    {vlm::kValueEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
+    {vlm::kDropDown, L"COMBOBOX", CBS_DROPDOWNLIST | WS_VSCROLL},
+    {vlm::kTab, WC_TABCONTROLW, WS_CLIPSIBLINGS},
+    {vlm::kIconButton, L"BUTTON", BS_PUSHBUTTON},
+};
+
+const ControlStyle& StyleOf(vlm::ControlClass controlClass) {
+  const auto* const found =
+      std::find_if(std::begin(kControlStyles), std::end(kControlStyles),
+                   [&](const ControlStyle& row) { return row.controlClass == controlClass; });
+  return found == std::end(kControlStyles) ? kControlStyles[0] : *found;
+}
+
+bool IsEdit(const Control& control) {
+  return control.controlClass >= vlm::kIntegerEdit && control.controlClass <= vlm::kValueEdit;
+}
+
+// What a control shows: its text when it has one, else its template's caption without the icon's mark.
+std::wstring ShownText(const Control& control) {
+  return Utf16(control.text.empty() && !IsEdit(control) ? CaptionWithoutIcon(control.caption) : control.text);
+}
+
+std::wstring TextOfHandle(HWND handle) {
+  std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(handle)), L'\0');
+  if (!text.empty()) GetWindowTextW(handle, text.data(), static_cast<int>(text.size()) + 1);
+  return text;
+}
+
+// Setting what is there already would move the caret and flicker.
+void SetTextIfOther(HWND handle, const std::wstring& text) {
+  if (TextOfHandle(handle) != text) SetWindowTextW(handle, text.c_str());
+}
+
+void FillItems(HWND list, const Control& control) {
+  const auto count = static_cast<std::size_t>(SendMessageW(list, CB_GETCOUNT, 0, 0));
+  bool same = count == control.items.size();
+  for (std::size_t index = 0; same && index < count; ++index) {
+    std::wstring text(static_cast<std::size_t>(SendMessageW(list, CB_GETLBTEXTLEN, index, 0)), L'\0');
+    SendMessageW(list, CB_GETLBTEXT, index, reinterpret_cast<LPARAM>(text.data()));
+    same = text == Utf16(control.items[index]);
+  }
+  if (!same) {
+    SendMessageW(list, CB_RESETCONTENT, 0, 0);
+    for (const std::string& item : control.items) {
+      SendMessageW(list, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Utf16(item).c_str()));
+    }
+  }
+  SendMessageW(list, CB_SETCURSEL, static_cast<WPARAM>(control.selectedItem), 0);
+}
+
+}  // namespace
+
+NativeDialog::NativeDialog(DialogWindow* dialog)
+    : dialog_(dialog), errorBrush_(CreateSolidBrush(kErrorColour)) {}
+
+// The object is whole before the first window looks at it: when a later one cannot be made, the destructor takes the
+// others away.
+NativeDialog::NativeDialog(DialogWindow& dialog) : NativeDialog(&dialog) {
+  updating_ = true;
+  controls_.resize(dialog.Controls().size());
+  handle_ = MakeContainer(-1, nullptr);
+  for (std::size_t page = 0; page < dialog.Pages().size(); ++page) {
+    pages_.push_back(MakeContainer(static_cast<int>(page), handle_));
+  }
+  PlacePages();
+  balloon_ = MakeTooltip(TTS_BALLOON);
+  tips_ = MakeTooltip(0);
+  for (std::size_t index = 0; index < controls_.size(); ++index) {
+    PlaceIcon(index);
+    Show(index);
+  }
+  ShowDataLine();
+  updating_ = false;
+  ShowSelectedPage();
+  ::ShowWindow(handle_, SW_SHOW);
+  // The first control that takes the keyboard, as the system chooses it.
+  SetFocus(GetNextDlgTabItem(handle_, nullptr, FALSE));
+}
+
+NativeDialog::~NativeDialog() {
+  dialog_ = nullptr;
+  if (handle_ != nullptr) DestroyWindow(handle_);
+  for (const HICON icon : icons_) DestroyIcon(icon);
+  DeleteObject(errorBrush_);
+}
+
+HWND NativeDialog::MakeContainer(int pageIndex, HWND parent) {
+  const bool isPage = pageIndex >= 0;
+  // The dialog is as large as its controls need; the data line stands below them.
+  int width = 0, height = 0;
+  for (const Control& control : dialog_->Controls()) {
+    if (control.pageIndex != pageIndex) continue;
+    width = std::max(width, control.x + control.width + 6);
+    height = std::max(height, control.y + control.height + 6);
+  }
+  NativeTemplate description(
+      isPage ? std::wstring() : Utf16(dialog_->Caption()), width, isPage ? height : height + kDataLineHeight,
+      isPage ? DS_CONTROL | WS_CHILD
+             : DS_CENTER | WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_CLIPCHILDREN,
+      isPage ? WS_EX_CONTROLPARENT : WS_EX_APPWINDOW);
+  const auto& all = dialog_->Controls();
+  for (const Control& control : all) {
+    if (control.pageIndex != pageIndex) continue;
+    const ControlStyle& row = StyleOf(control.controlClass);
+    DWORD style = control.isDefault ? BS_DEFPUSHBUTTON : row.style;
+    if (control.tabStop && control.controlClass != vlm::kGroupBox) style |= WS_TABSTOP;
+    if (control.groupStart) style |= WS_GROUP;
+    if (control.shown) style |= WS_VISIBLE;
+    const bool drops = control.controlClass == vlm::kDropDown;
+    description.Add(
+        control.id, row.windowClass, ShownText(control), style,
+        {control.x, control.y, control.width, control.height + (drops ? vlm::kDropDownListHeight : 0)});
+  }
+  if (!isPage) {
+    description.Add(kDataLineId, L"STATIC", L"",
+                    SS_LEFTNOWORDWRAP | SS_NOPREFIX | SS_ENDELLIPSIS | WS_VISIBLE | WS_GROUP,
+                    {6, height, width - 12, 9});
+  }
+  const HWND container = CreateDialogIndirectParamW(GetModuleHandleW(nullptr), description.Data(), parent,
+                                                    Procedure, reinterpret_cast<LPARAM>(this));
+  if (container == nullptr) {
+    throw std::runtime_error("The system made no window for the dialog \"" + dialog_->Caption() + "\".");
+  }
+  // The children come in the order of the template.
+  HWND child = GetWindow(container, GW_CHILD);
+  for (std::size_t index = 0; index < all.size(); ++index) {
+    if (all[index].pageIndex != pageIndex) continue;
+    controls_[index] = child;
+    if (all[index].controlClass == vlm::kTab) tabs_ = child;
+    child = GetWindow(child, GW_HWNDNEXT);
+  }
+  if (!isPage) dataLine_ = child;
+  return container;
+}
+
+void NativeDialog::PlacePages() {
+  if (tabs_ == nullptr) return;
+  for (std::size_t page = 0; page < pages_.size(); ++page) {
+    std::wstring caption = Utf16(dialog_->Pages()[page].caption);
+    TCITEMW item{};
+    item.mask = TCIF_TEXT;
+    item.pszText = caption.data();
+    SendMessageW(tabs_, TCM_INSERTITEMW, page, reinterpret_cast<LPARAM>(&item));
+  }
+  RECT area;
+  GetWindowRect(tabs_, &area);
+  MapWindowPoints(nullptr, handle_, reinterpret_cast<POINT*>(&area), 2);
+  SendMessageW(tabs_, TCM_ADJUSTRECT, FALSE, reinterpret_cast<LPARAM>(&area));
+  HWND above = tabs_;
+  for (const HWND page : pages_) {
+    // Behind the tab control in tab order, so that the keyboard goes from the tabs to the page in front.
+    SetWindowPos(page, above, area.left, area.top, area.right - area.left, area.bottom - area.top,
+                 SWP_NOACTIVATE);
+    above = page;
+  }
+  // The pages lie in front of the tab control that they follow.
+  SetWindowLongPtrW(tabs_, GWL_STYLE, GetWindowLongPtrW(tabs_, GWL_STYLE) | WS_CLIPSIBLINGS);
+}
+
+HWND NativeDialog::MakeTooltip(DWORD style) const {
+  return CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr,
+                         WS_POPUP | TTS_NOPREFIX | TTS_ALWAYSTIP | style, CW_USEDEFAULT, CW_USEDEFAULT,
+                         CW_USEDEFAULT, CW_USEDEFAULT, handle_, nullptr, GetModuleHandleW(nullptr), nullptr);
+}
+
+// A button too small for its caption shows a picture, and its caption when the pointer rests on it.
+void NativeDialog::PlaceIcon(std::size_t controlIndex) {
+  const Control& control = dialog_->Controls()[controlIndex];
+  if (control.controlClass != vlm::kIconButton) return;
+  const HWND button = controls_[controlIndex];
+  const std::wstring caption = ShownText(control);
+  RECT area;
+  GetClientRect(button, &area);
+  const HDC device = GetDC(button);
+  const HGDIOBJ before =
+      SelectObject(device, reinterpret_cast<HGDIOBJ>(SendMessageW(button, WM_GETFONT, 0, 0)));
+  SIZE size{};
+  GetTextExtentPoint32W(device, caption.c_str(), static_cast<int>(caption.size()), &size);
+  SelectObject(device, before);
+  ReleaseDC(button, device);
+  if (size.cx + 8 <= area.right) return;
+  const HICON icon = MakeButtonIcon(control.id);
+  if (icon == nullptr) return;
+  icons_.push_back(icon);
+  SetWindowLongPtrW(button, GWL_STYLE, GetWindowLongPtrW(button, GWL_STYLE) | BS_ICON);
+  SendMessageW(button, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
+  TTTOOLINFOW tool{};
+  tool.cbSize = kToolSize;
+  tool.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+  tool.hwnd = handle_;
+  tool.uId = reinterpret_cast<UINT_PTR>(button);
+  tool.lpszText = const_cast<wchar_t*>(caption.c_str());
+  SendMessageW(tips_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+}
+
+void NativeDialog::ShowControl(int controlId) {
+  if (dialog_ == nullptr) return;
+  const auto& all = dialog_->Controls();
+  for (std::size_t index = 0; index < all.size(); ++index) {
+    if (all[index].id == controlId) Show(index);
+  }
+}
+
+void NativeDialog::Show(std::size_t controlIndex) {
+  const Control& control = dialog_->Controls()[controlIndex];
+  const HWND window = controls_[controlIndex];
+  const bool wasUpdating = std::exchange(updating_, true);
+  if (control.controlClass == vlm::kDropDown) {
+    FillItems(window, control);
+  } else if (control.controlClass != vlm::kTab) {
+    SetTextIfOther(window, ShownText(control));
+  }
+  if (control.controlClass == vlm::kCheckBox || control.controlClass == vlm::kRadioButton) {
+    SendMessageW(window, BM_SETCHECK, control.checked ? BST_CHECKED : BST_UNCHECKED, 0);
+  }
+  if ((GetWindowLongPtrW(window, GWL_STYLE) & WS_VISIBLE ? true : false) != control.shown) {
+    ::ShowWindow(window, control.shown ? SW_SHOWNA : SW_HIDE);
+  }
+  if ((IsWindowEnabled(window) != FALSE) != control.enabled) {
+    // The keyboard does not stay where it can do nothing.
+    if (!control.enabled && GetFocus() == window) SendMessageW(handle_, WM_NEXTDLGCTL, 0, FALSE);
+    ::EnableWindow(window, control.enabled);
+  }
+  if (IsEdit(control)) {
+    InvalidateRect(window, nullptr, TRUE);
+    if (control.error.empty() && window == balloonEdit_) HideBalloon();
+  }
+  updating_ = wasUpdating;
+}
+
+void NativeDialog::ShowSelectedPage() {
+  if (dialog_ == nullptr || tabs_ == nullptr) return;
+  const int selected = dialog_->SelectedPage();
+  SendMessageW(tabs_, TCM_SETCURSEL, static_cast<WPARAM>(selected), 0);
+  HideBalloon();
+  for (std::size_t page = 0; page < pages_.size(); ++page) {
+    ::ShowWindow(pages_[page], static_cast<int>(page) == selected ? SW_SHOWNA : SW_HIDE);
+  }
+}
+
+void NativeDialog::ShowDataLine() {
+  if (dialog_ != nullptr) SetTextIfOther(dataLine_, Utf16(dialog_->DataLine()));
+}
+
+void NativeDialog::ShowEditError(int controlId, std::string_view text) {
+  if (dialog_ == nullptr) return;
+  const auto& all = dialog_->Controls();
+  for (std::size_t index = 0; index < all.size(); ++index) {
+    if (all[index].id != controlId || !IsEdit(all[index])) continue;
+    const HWND edit = controls_[index];
+    HideBalloon();
+    balloonEdit_ = edit;
+    tipTexts_.assign(1, Utf16(text));
+    TTTOOLINFOW tool{};
+    tool.cbSize = kToolSize;
+    tool.uFlags = TTF_TRACK | TTF_ABSOLUTE;
+    tool.hwnd = handle_;
+    tool.uId = 1;
+    tool.lpszText = tipTexts_.front().data();
+    RECT area;
+    GetWindowRect(edit, &area);
+    SendMessageW(balloon_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+    SendMessageW(balloon_, TTM_TRACKPOSITION, 0, MAKELPARAM((area.left + area.right) / 2, area.bottom));
+    SendMessageW(balloon_, TTM_TRACKACTIVATE, TRUE, reinterpret_cast<LPARAM>(&tool));
+    if (IsWindowEnabled(handle_)) {
+      SetFocus(edit);
+    } else {
+      focusBeforeBlock_ = edit;
+    }
+    SendMessageW(edit, EM_SETSEL, 0, -1);
+    return;
+  }
+}
+
+void NativeDialog::HideBalloon() {
+  balloonEdit_ = nullptr;
+  TTTOOLINFOW tool{};
+  tool.cbSize = kToolSize;
+  tool.hwnd = handle_;
+  tool.uId = 1;
+  SendMessageW(balloon_, TTM_TRACKACTIVATE, FALSE, reinterpret_cast<LPARAM>(&tool));
+  SendMessageW(balloon_, TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+}
+
+void NativeDialog::Block() {
+  if (dialog_ == nullptr || dialog_->TakesCommands() || !IsWindowEnabled(handle_)) return;
+  const HWND focus = GetFocus();
+  focusBeforeBlock_ = focus != nullptr && IsChild(handle_, focus) ? focus : nullptr;
+  ::EnableWindow(handle_, FALSE);
+}
+
+void NativeDialog::Unblock() {
+  if (dialog_ == nullptr || !dialog_->TakesCommands() || IsWindowEnabled(handle_)) return;
+  ::EnableWindow(handle_, TRUE);
+  if (GetActiveWindow() == nullptr || GetActiveWindow() == handle_) {
+    SetActiveWindow(handle_);
+    if (focusBeforeBlock_ != nullptr) SetFocus(focusBeforeBlock_);
+  }
+}
+
+void NativeDialog::Close() {
+  dialog_ = nullptr;
+  HideBalloon();
+  ::ShowWindow(handle_, SW_HIDE);
+}
+
+INT_PTR CALLBACK NativeDialog::Procedure(HWND handle, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_INITDIALOG) SetWindowLongPtrW(handle, GWLP_USERDATA, lParam);
+  auto* const self = reinterpret_cast<NativeDialog*>(GetWindowLongPtrW(handle, GWLP_USERDATA));
+  return self == nullptr || self->dialog_ == nullptr ? FALSE
+                                                     : self->OnMessage(handle, message, wParam, lParam);
+}
+
+INT_PTR NativeDialog::OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_COMMAND:
+      OnCommand(LOWORD(wParam), HIWORD(wParam), reinterpret_cast<HWND>(lParam));
+      return TRUE;
+    case WM_NOTIFY: {
+      const auto* const header = reinterpret_cast<const NMHDR*>(lParam);
+      if (header->hwndFrom != tabs_ || header->code != TCN_SELCHANGE || updating_) return FALSE;
+      dialog_->SelectPage(static_cast<int>(SendMessageW(tabs_, TCM_GETCURSEL, 0, 0)));
+      ShowSelectedPage();
+      return TRUE;
+    }
+    case WM_MOVE:
+      if (handle == handle_) HideBalloon();
+      return FALSE;
+    case WM_CLOSE:
+      dialog_->Press(kCancelButton);
+      return TRUE;
+    case WM_CTLCOLORDLG:
+    case WM_CTLCOLORSTATIC:
+    case WM_CTLCOLORBTN:
+    case WM_CTLCOLOREDIT:
+      return ColourOf(handle, reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam), message);
+    default:
+      return FALSE;
+  }
+}
+
+// Pages as the tab control paints its inside, lists in the colour of attributes, wrong edits in one that draws the
+// eye.
+INT_PTR NativeDialog::ColourOf(HWND container, HDC device, HWND sender, UINT message) const {
+  const auto found = std::find(controls_.begin(), controls_.end(), sender);
+  const Control* const control =
+      found == controls_.end() ? nullptr
+                               : &dialog_->Controls()[static_cast<std::size_t>(found - controls_.begin())];
+  if (message == WM_CTLCOLOREDIT) {
+    if (control == nullptr || control->error.empty()) return 0;
+    SetBkColor(device, kErrorColour);
+    return reinterpret_cast<INT_PTR>(errorBrush_);
+  }
+  const int background = container != handle_ && IsAppThemed() ? COLOR_WINDOW : COLOR_BTNFACE;
+  SetBkColor(device, GetSysColor(background));
+  if (control != nullptr && control->controlClass == vlm::kListCaption && control->enabled) {
+    SetTextColor(device, kAttributeColour);
+  }
+  return reinterpret_cast<INT_PTR>(GetSysColorBrush(background));
+}
+
+void NativeDialog::OnCommand(int controlId, int code, HWND sender) {
+  if (updating_) return;
+  // Escape asks for the cancel button, which may not be there.
+  if (sender == nullptr) {
+    dialog_->Press(controlId);
+    return;
+  }
+  const auto found = std::find(controls_.begin(), controls_.end(), sender);
+  if (found == controls_.end()) return;
+  const auto index = static_cast<std::size_t>(found - controls_.begin());
+  const Control& control = dialog_->Controls()[index];
+  if (IsEdit(control)) {
+    if (code != EN_CHANGE) return;
+    const std::string text = Utf8(TextOfHandle(sender));
+    if (text == control.text && control.error.empty()) return;
+    dialog_->TypeText(controlId, text);
+  } else if (control.controlClass == vlm::kDropDown) {
+    if (code != CBN_SELCHANGE) return;
+    dialog_->ChooseItem(controlId, static_cast<int>(SendMessageW(sender, CB_GETCURSEL, 0, 0)));
+  } else {
+    if (code != BN_CLICKED) return;
+    dialog_->Press(controlId);
+  }
+  // The window may have shown what the runtime did not take.
+  if (dialog_ != nullptr) Show(index);
+}
+
+}  // namespace velmora
