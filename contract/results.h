@@ -25,6 +25,17 @@ struct FeatureSelectionPair {
   double statistic;
   double pValue;
   int notComputable;
+  int usedCases;  // that entered the statistic, without weights and counts
+  int missingCases;  // accepted cases that did not: a value of the pair is missing, or the case was given up before
+  double count;  // F: cases by the count variable; Chi-square: sum of weight x count over the table
+  double df1;    // F: between groups; Chi-square and Cramer's V: (rows - 1) (columns - 1)
+  double df2;    // F: within groups; else 0
+};
+
+// The accepted cases by whether a dependent has a value, without weights and counts, whatever the predictors hold.
+struct FeatureSelectionDependent {
+  int validCases;
+  int missingCases;
 };
 
 struct IFeatureSelectionResults {
@@ -35,6 +46,7 @@ struct IFeatureSelectionResults {
   virtual void GetStatisticName(int dependentIndex,
                                 ITextSink* name) = 0;  // "F-value", "Chi-square", "Cramer's V"
   virtual void GetPair(int dependentIndex, int predictorIndex, FeatureSelectionPair* pair) = 0;
+  virtual void GetDependent(int dependentIndex, FeatureSelectionDependent* dependent) = 0;
   // Ranks the dependent's predictors by the record's display settings, shows the notices of that, and appends
   // the predictor indices, best first. Returns 0 on success.
   virtual int SelectBest(int dependentIndex, IIntegerSink* predictorIndices) = 0;

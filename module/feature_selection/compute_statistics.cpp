@@ -22,11 +22,16 @@ int TakeMatrices(FeatureSelectionSettings& settings) {
   FreeArray(services, &settings.statistic);
   FreeArray(services, &settings.pValue);
   FreeArray(services, &settings.notComputable);
+  FreeArray(services, &settings.basis);
+  FreeArray(services, &settings.dependentCases);
   const auto size = static_cast<std::uint64_t>(settings.DependentCount()) *
                     static_cast<std::uint64_t>(settings.PredictorCount());
   if (AllocateArray(services, &settings.statistic, size) != kOk ||
       AllocateArray(services, &settings.pValue, size) != kOk ||
-      AllocateArray(services, &settings.notComputable, size) != kOk) {
+      AllocateArray(services, &settings.notComputable, size) != kOk ||
+      AllocateArray(services, &settings.basis, size) != kOk ||
+      AllocateArray(services, &settings.dependentCases,
+                    static_cast<std::uint64_t>(settings.DependentCount())) != kOk) {
     return kFailed;
   }
   return kOk;
@@ -37,6 +42,16 @@ struct PairResult {
   double pValue = 1.0;
   int notComputable = 1;
 };
+
+PairBasis BasisOf(const OneWayResult& groups, int usedCases) {
+  if (groups.groups == 0) return {usedCases, groups.count, 0.0, 0.0};
+  return {usedCases, groups.count, groups.groups - 1.0, groups.count - groups.groups};
+}
+
+PairBasis BasisOf(const ChiSquareResult& table, int usedCases) {
+  if (table.rows == 0) return {usedCases, table.total, 0.0, 0.0};
+  return {usedCases, table.total, (table.rows - 1.0) * (table.columns - 1.0), 0.0};
+}
 
 // F = SSB (N - k) / SSW / (k - 1), upper tail of F with k - 1 and N - k degrees of freedom.
 PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& groups) {
@@ -67,10 +82,17 @@ int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
     if (IsCancelled(services, display)) return kFailed;
     pairs.StartPredictor(p);
     for (int d = 0; d < settings.DependentCount(); ++d) {
-      const PairResult result = settings.IsCrossTabulated(d)
-                                    ? ScoreCross(services, pairs.Cross(d), settings.useCramersV)
-                                    : ScoreOneWay(services, pairs.OneWay(d));
       const std::size_t at = settings.MatrixIndex(d, p);
+      PairResult result;
+      if (settings.IsCrossTabulated(d)) {
+        const ChiSquareResult table = pairs.Cross(d);
+        result = ScoreCross(services, table, settings.useCramersV);
+        settings.basis[at] = BasisOf(table, pairs.UsedCases(d, table.total));
+      } else {
+        const OneWayResult groups = pairs.OneWay(d);
+        result = ScoreOneWay(services, groups);
+        settings.basis[at] = BasisOf(groups, pairs.UsedCases(d, groups.count));
+      }
       settings.statistic[at] = result.statistic;
       settings.pValue[at] = result.pValue;
       settings.notComputable[at] = result.notComputable;
@@ -102,6 +124,7 @@ int ComputeStatistics(FeatureSelectionSettings& settings) try {
     ShowNotice(*settings.owner, LoadText(*settings.owner, kTextTooFewValidCases));
     return kFailed;
   }
+  for (int d = 0; d < settings.DependentCount(); ++d) settings.dependentCases[d] = pairs.DependentCases(d);
   return FormResults(settings, pairs);
 } catch (...) {
   return kFailed;  // ordinary memory is short; everything taken is released

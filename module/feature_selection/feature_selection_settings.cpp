@@ -122,6 +122,8 @@ int FeatureSelectionSettings::ReleaseResults() {
   FreeArray(*owner, &statistic);
   FreeArray(*owner, &pValue);
   FreeArray(*owner, &notComputable);
+  FreeArray(*owner, &basis);
+  FreeArray(*owner, &dependentCases);
   FreeArray(*owner, &predictorMoments);
   FreeArray(*owner, &dependentMoments);
   return kOk;

@@ -40,6 +40,14 @@ struct RunFacts {
   double acceptedMass = 0.0;  // sum of weight x count over the accepted cases
 };
 
+// What a pair's statistic was formed from. Cases are counted without weights and counts.
+struct PairBasis {
+  int usedCases;
+  double count;  // F: cases by the count variable; Chi-square: mass of the table
+  double df1;
+  double df2;  // 0 for a cross-tabulation
+};
+
 enum class VariableRole {
   kContinuousDependent,
   kCategoricalDependent,
@@ -68,9 +76,11 @@ struct FeatureSelectionSettings {
   int* categoricalDependentList;
   int* continuousPredictorList;
   int* categoricalPredictorList;
-  double* statistic;   // DependentCount() rows of PredictorCount() elements, or null
-  double* pValue;      // the same shape
-  int* notComputable;  // the same shape
+  double* statistic;    // DependentCount() rows of PredictorCount() elements, or null
+  double* pValue;       // the same shape
+  int* notComputable;   // the same shape
+  PairBasis* basis;     // the same shape
+  int* dependentCases;  // by dependent: accepted cases in which it has a value
   DisplayMode displayMode;
   int fixedNumberOfBest;
   int fixedNumberOfBestByP;
@@ -110,7 +120,10 @@ struct FeatureSelectionSettings {
   bool IsCrossTabulated(int dependentIndex) const {
     return dependentIndex >= nContinuousDependents || treatContinuousDependentAsCategorical != 0;
   }
-  bool HasResults() const { return statistic != nullptr && pValue != nullptr && notComputable != nullptr; }
+  bool HasResults() const {
+    return statistic != nullptr && pValue != nullptr && notComputable != nullptr && basis != nullptr &&
+           dependentCases != nullptr;
+  }
   std::size_t MatrixIndex(int dependentIndex, int predictorIndex) const {
     return static_cast<std::size_t>(dependentIndex) * static_cast<std::size_t>(PredictorCount()) +
            static_cast<std::size_t>(predictorIndex);

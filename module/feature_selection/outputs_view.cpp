@@ -50,10 +50,28 @@ void FeatureSelectionResultsView::GetStatisticName(int dependentIndex, vlm::ITex
 
 void FeatureSelectionResultsView::GetPair(int dependentIndex, int predictorIndex,
                                           vlm::FeatureSelectionPair* pair) {
-  *pair = {0.0, 1.0, 1};
+  *pair = {};
+  pair->pValue = 1.0;
+  pair->notComputable = 1;
   if (!settings_.HasResults() || !IsDependent(dependentIndex) || !IsPredictor(predictorIndex)) return;
   const std::size_t cell = settings_.MatrixIndex(dependentIndex, predictorIndex);
-  *pair = {settings_.statistic[cell], settings_.pValue[cell], settings_.notComputable[cell]};
+  const PairBasis& basis = settings_.basis[cell];
+  *pair = {.statistic = settings_.statistic[cell],
+           .pValue = settings_.pValue[cell],
+           .notComputable = settings_.notComputable[cell],
+           .usedCases = basis.usedCases,
+           .missingCases = settings_.facts.casesAccepted - basis.usedCases,
+           .count = basis.count,
+           .df1 = basis.df1,
+           .df2 = basis.df2};
+}
+
+void FeatureSelectionResultsView::GetDependent(int dependentIndex,
+                                               vlm::FeatureSelectionDependent* dependent) {
+  *dependent = {};
+  if (!settings_.HasResults() || !IsDependent(dependentIndex)) return;
+  const int used = settings_.dependentCases[dependentIndex];
+  *dependent = {used, settings_.facts.casesAccepted - used};
 }
 
 int FeatureSelectionResultsView::SelectBest(int dependentIndex, vlm::IIntegerSink* predictorIndices) {

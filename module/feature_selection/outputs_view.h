@@ -17,6 +17,7 @@ class FeatureSelectionResultsView final : public vlm::IFeatureSelectionResults {
   int GetPredictorNumber(int predictorIndex) override;
   void GetStatisticName(int dependentIndex, vlm::ITextSink* name) override;
   void GetPair(int dependentIndex, int predictorIndex, vlm::FeatureSelectionPair* pair) override;
+  void GetDependent(int dependentIndex, vlm::FeatureSelectionDependent* dependent) override;
   int SelectBest(int dependentIndex, vlm::IIntegerSink* predictorIndices) override;
 
  private:

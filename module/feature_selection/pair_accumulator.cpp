@@ -1,6 +1,7 @@
 #include "module/feature_selection/pair_accumulator.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace vlmfsl {
 
@@ -55,6 +56,8 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   slots_.resize(capacity * kLanes * kGroupsAtOnce);
   dependents_.resize(capacity * static_cast<std::size_t>(dependents));
   takesPart_.resize(capacity * static_cast<std::size_t>(dependents));
+  dependentCases_.resize(static_cast<std::size_t>(dependents));
+  dependentAll_.resize(static_cast<std::size_t>(dependents));
 
   const bool cutDependents = settings_.treatContinuousDependentAsCategorical != 0;
   firstCross_ = cutDependents ? 0 : settings_.nContinuousDependents;
@@ -89,6 +92,7 @@ void PairAccumulator::Accept(bool weighted, double weight, double count) {
   if (block_.Cases() == 0 && blocksTreated_ == 0) {
     plain_ = !weighted && settings_.useCountVariable == 0;
     for (CrossTable& table : tables_) table.Start(plain_);
+    if (!plain_) pairCases_.resize(missing_.size() * keys_.size());
   }
   const auto at = static_cast<std::size_t>(block_.Cases());
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
@@ -139,6 +143,8 @@ void PairAccumulator::TreatDependents() {
       }
     }
     allComplete = allComplete && all;
+    dependentAll_[d] = all ? 1 : 0;
+    dependentCases_[d] += cases - absent;
     if (d >= groupPairs_.size()) {
       const std::size_t cross = d - groupPairs_.size();
       classes_[cross].Find(values, takesPart, cases, &classOfCase_[cross * capacity]);
@@ -239,6 +245,7 @@ void PairAccumulator::TreatGroups(std::size_t firstGroup, std::size_t count) {
     const std::uint16_t* const present = complete ? nullptr : presence_.Row(i);
     if (FindSlots(firstGroup + i, present, SlotsAt(i))) FindOtherSlots(firstGroup + i, SlotsAt(i));
     if (!classes_.empty()) UpdateCrossTables(firstGroup + i, SlotsAt(i));
+    if (!plain_) CountPairCases(firstGroup + i, present);
   }
   if (!groupPairs_.empty()) UpdateGroupMeans(firstGroup, count);
 }
@@ -362,6 +369,30 @@ void PairAccumulator::CountJointClasses(JointSet* set, std::size_t group, const 
   }
 }
 
+// present: null when every value of the group takes part.
+void PairAccumulator::CountPairCases(std::size_t group, const std::uint16_t* present) {
+  const auto capacity = static_cast<std::size_t>(block_.Capacity());
+  const auto cases = static_cast<std::size_t>(block_.Cases());
+  const std::size_t first = PredictorAt(group, 0);
+  const auto lanes = static_cast<std::size_t>(block_.Groups()[group].lanes);
+  for (std::size_t d = 0; d < missing_.size(); ++d) {
+    const std::uint8_t* const takesPart = &takesPart_[d * capacity];
+    std::uint16_t counts[kLanes] = {};
+    if (present == nullptr) {
+      const int all =
+          dependentAll_[d] != 0 ? block_.Cases() : std::accumulate(takesPart, takesPart + cases, 0);
+      std::fill(std::begin(counts), std::end(counts), static_cast<std::uint16_t>(all));
+    } else {
+      for (std::size_t i = 0; i < cases; ++i) {
+        const unsigned used = takesPart[i] != 0 ? present[i] : 0u;
+        for (unsigned lane = 0; lane < kLanes; ++lane) counts[lane] += (used & (1u << lane)) != 0 ? 1 : 0;
+      }
+    }
+    for (std::size_t lane = 0; lane < lanes; ++lane)
+      pairCases_[d * keys_.size() + first + lane] += counts[lane];
+  }
+}
+
 void PairAccumulator::UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup) {
   for (JointSet& set : jointSets_) {
     if (!set.counts.empty() && !set.members.empty()) CountJointClasses(&set, group, slotsOfGroup);
@@ -397,6 +428,11 @@ OneWayResult PairAccumulator::OneWay(int dependentIndex) const {
   const std::size_t rows =
       keys_[predictor_].IsTabled() ? keys_[predictor_].Rows() : pairs.codes[predictor_].size();
   return MergeGroups({pairs.tables[predictor_], rows}, rowOrder_->slots);
+}
+
+int PairAccumulator::UsedCases(int dependentIndex, double mass) const {
+  if (plain_) return static_cast<int>(mass);
+  return pairCases_[static_cast<std::size_t>(dependentIndex) * keys_.size() + predictor_];
 }
 
 ChiSquareResult PairAccumulator::Cross(int dependentIndex) {

@@ -38,10 +38,18 @@ class PairAccumulator {
   // Accepted cases that casewise deletion did not abandon; after Flush.
   int ValidCases() const { return validCases_; }
 
+  // Accepted cases in which a dependent has a value; after Flush.
+  int DependentCases(int dependentIndex) const {
+    return dependentCases_[static_cast<std::size_t>(dependentIndex)];
+  }
+
   // The results of a predictor's pairs; after Flush. Predictors are asked for in order, all dependents of each.
   void StartPredictor(int predictorIndex);
   OneWayResult OneWay(int dependentIndex) const;
   ChiSquareResult Cross(int dependentIndex);
+  // Cases that entered the pair, whatever their weights and counts. mass: the pair's own, which says it already where
+  // every case has mass 1.
+  int UsedCases(int dependentIndex, double mass) const;
 
  private:
   // One continuous dependent: an entry for each slot of each predictor.
@@ -81,6 +89,7 @@ class PairAccumulator {
   void KeepCounts(GroupPairs* pairs);
   void UpdateGroupMeans(std::size_t firstGroup, std::size_t count);
   void CountJointClasses(JointSet* set, std::size_t group, const std::uint32_t* slotsOfGroup);
+  void CountPairCases(std::size_t group, const std::uint16_t* present);
   void UpdateCrossTables(std::size_t group, const std::uint32_t* slotsOfGroup);
 
   // Slots of the i-th of the groups at hand.
@@ -100,6 +109,9 @@ class PairAccumulator {
   bool casewise_ = false;
   bool plain_ = true;  // every case has weight and count 1
   int validCases_ = 0;
+  std::vector<int> dependentCases_;         // by dependent
+  std::vector<std::uint8_t> dependentAll_;  // by dependent: every case of the block takes part
+  std::vector<int> pairCases_;              // [dependent][predictor]; empty while every case has mass 1
   int blocksTreated_ = 0;
   int nextPlan_ = 8;
 

@@ -239,7 +239,13 @@ void ExpectSame(const FeatureSelectionSettings& got, int result, const Reference
           << where << ": " << got.statistic[at] << " for " << want.statistic[at];
       EXPECT_EQ(Bits(got.pValue[at]), Bits(want.pValue[at])) << where;
       EXPECT_EQ(got.notComputable[at], want.notComputable[at]) << where;
+      const PairBasis& basis = got.basis[at];
+      EXPECT_EQ(basis.usedCases, want.basis[at].usedCases) << where;
+      EXPECT_EQ(Bits(basis.count), Bits(want.basis[at].count)) << where;
+      EXPECT_EQ(basis.df1, want.basis[at].df1) << where;
+      EXPECT_EQ(basis.df2, want.basis[at].df2) << where;
     }
+    EXPECT_EQ(got.dependentCases[d], want.dependentCases[static_cast<std::size_t>(d)]) << d;
   }
 }
 

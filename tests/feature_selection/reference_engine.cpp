@@ -162,6 +162,8 @@ class Reference {
   // One case; returns false when casewise deletion abandons it.
   bool Treat(double weight, double count) {
     const double T = out_.totalWeight;
+    for (int d = 0; d < dependents_; ++d)
+      out_.dependentCases[static_cast<std::size_t>(d)] += Missing(d) ? 0 : 1;
     for (int p = 0; p < predictors_; ++p) {
       if (Missing(dependents_ + p)) {
         if (casewise_) return false;
@@ -174,6 +176,7 @@ class Reference {
           continue;
         }
         const double y = Value(d);
+        ++out_.basis[At(d, p)].usedCases;
         if (d < s_.nContinuousDependents && !cut_) {
           const double a = count * weight;
           const auto [found, isNew] = groups_[At(d, p)].try_emplace(key, Group{a / T, y, 0, count});
@@ -201,6 +204,8 @@ class Reference {
     const auto size = static_cast<std::size_t>(dependents_ * predictors_);
     groups_.resize(size);
     cells_.resize(size);
+    out_.basis.assign(size, PairBasis{});
+    out_.dependentCases.assign(static_cast<std::size_t>(dependents_), 0);
     EachCase([&](double weight, double count) { out_.validCases += Treat(weight, count) ? 1 : 0; });
     if (out_.validCases < 3) {
       out_.result = 1;
@@ -232,6 +237,9 @@ class Reference {
       SSW = SSW + g.sum;
       k = k + 1;
     }
+    PairBasis& basis = out_.basis[at];
+    basis.count = N;
+    if (k > 0) basis.df1 = k - 1, basis.df2 = N - k;
     if (Same(SSW, 0) || k < 2 || Same(SSB, 0)) return;
     out_.statistic[at] = SSB * (N - k) / SSW / (k - 1);
     out_.pValue[at] = services_.FDistributionUpperTail(k - 1, N - k, out_.statistic[at]);
@@ -262,6 +270,8 @@ class Reference {
     }
     const double r = static_cast<double>(R.size()), c = static_cast<double>(C.size());
     const double df = (r - 1) * (c - 1);
+    out_.basis[at].count = N;
+    if (r > 0) out_.basis[at].df1 = df;
     if (Same(chiSquare, 0) || df < 1) return;
     out_.pValue[at] = 1.0 - services_.ChiSquareDistribution(chiSquare, df);
     out_.statistic[at] = s_.useCramersV ? std::sqrt(chiSquare / N / (std::min(r, c) - 1)) : chiSquare;

@@ -16,6 +16,8 @@ struct ReferenceResult {
   std::vector<ContinuousVarMoments> dependentMoments;  // continuous dependents, when cut
   std::vector<double> statistic, pValue;
   std::vector<int> notComputable;
+  std::vector<PairBasis> basis;
+  std::vector<int> dependentCases;
 };
 
 // Reads lists and options of the settings, and nothing that a run leaves in them.

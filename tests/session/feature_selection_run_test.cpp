@@ -178,6 +178,10 @@ TEST_F(FeatureSelectionRunTest, SelectionAndWeightsReachTheFigures) {
   vlm::FeatureSelectionPair pair{};
   session.FeatureSelectionResults()->GetPair(0, 0, &pair);
   EXPECT_NEAR(pair.statistic, 104.80127995544997, 1e-10);
+  EXPECT_EQ(pair.usedCases, 589);
+  EXPECT_EQ(pair.missingCases, 0);
+  EXPECT_EQ(pair.count, 862);
+  EXPECT_EQ(pair.df1, 3);
 }
 
 TEST_F(FeatureSelectionRunTest, SavesBundlesUnderFreeNames) {
