@@ -1,0 +1,210 @@
+// Bins of whole columns: noise gets none, structure keeps its own, and the figures on held-out cases are honest.
+#include "workbench/binning/optimal_bins.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <set>
+
+namespace velmora::binning {
+namespace {
+
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+struct Column {
+  std::vector<double> x, y, weights;
+};
+
+PreBins Prepare(const Column& data, bool continuous, bool levels = false, int limit = 100) {
+  const std::vector<double> codes = {0, 1};
+  const stats::TreeResponse response = continuous
+                                           ? stats::MakeContinuousResponse(data.y, kNone, {}, data.weights)
+                                           : stats::MakeClassResponse(data.y, codes, {}, data.weights);
+  stats::SortScratch scratch;
+  stats::SortedOrder order;
+  stats::SortColumn(data.x, kNone, {}, scratch, order);
+  const std::vector<std::uint8_t> folds = StratifiedFolds(response);
+  return levels ? MakeLevels(response, data.x, order, folds)
+                : MakePreBins(response, data.x, order, limit, folds);
+}
+
+// y: bad (0) with a chance that falls with x as far as slope says.
+Column MakeColumn(std::mt19937& random, int cases, double slope, int levels = 0, bool weighted = false) {
+  std::normal_distribution<double> normal;
+  std::uniform_real_distribution<double> uniform;
+  std::lognormal_distribution<double> weight;
+  Column data;
+  for (int i = 0; i < cases; ++i) {
+    data.x.push_back(levels > 0 ? std::floor(uniform(random) * levels) : normal(random));
+    data.y.push_back(uniform(random) < 1 / (1 + std::exp(1.5 - slope * data.x.back())) ? 0 : 1);
+    if (weighted) data.weights.push_back(weight(random));
+  }
+  return data;
+}
+
+TEST(OptimalBins, FindNothingInNoise) {
+  struct Row {
+    const char* name;
+    int cases, levels;
+    bool weighted, continuousResponse;
+  };
+  const Row rows[] = {
+      {"400 cases", 400, 0, false, false},
+      {"3000 cases", 3000, 0, false, false},
+      {"weighted", 2000, 0, true, false},
+      {"200 levels", 2000, 200, false, false},
+      {"30 levels, weighted", 800, 30, true, false},
+      {"mean", 1000, 0, false, true},
+      {"mean of levels", 1000, 100, true, true},
+  };
+  std::mt19937 random(11);
+  for (const Row& row : rows) {
+    int binned = 0;
+    double informationValue = 0;
+    constexpr int kColumns = 60;
+    for (int column = 0; column < kColumns; ++column) {
+      Column data = MakeColumn(random, row.cases, 0, row.levels, row.weighted);
+      if (row.continuousResponse) {
+        std::normal_distribution<double> normal;
+        for (double& y : data.y) y = normal(random);
+      }
+      const PreBins pre = Prepare(data, row.continuousResponse, row.levels > 0);
+      const auto find = [&](const PreBinSums& sums) {
+        return (row.levels > 0 ? FindLevelBins(sums, {}) : FindOrderedBins(sums, {})).binOf;
+      };
+      const std::vector<int> bins = find(pre.sums);
+      if (*std::max_element(bins.begin(), bins.end()) > 0) ++binned;
+      informationValue = std::max(informationValue, CrossValidate(pre, find).informationValue);
+    }
+    EXPECT_LE(binned, 2) << row.name;
+    EXPECT_LT(informationValue, 0.05) << row.name;
+  }
+}
+
+TEST(OptimalBins, KeepWhatIsThere) {
+  std::mt19937 random(2);
+  for (const bool weighted : {false, true}) {
+    const Column seen = MakeColumn(random, 4000, 1.2, 0, weighted);
+    const Column unseen = MakeColumn(random, 40000, 1.2, 0, weighted);
+    BinningRules rules;
+    rules.partition.shape = Shape::kAuto;
+    const PreBins pre = Prepare(seen, false);
+    const OptimalBins bins = FindOrderedBins(pre.sums, rules);
+    EXPECT_GE(bins.count, 4);
+    EXPECT_EQ(bins.shape, Shape::kAscending);
+    // What cross-validation promises is what other cases give.
+    const Validation honest =
+        CrossValidate(pre, [&](const PreBinSums& sums) { return FindOrderedBins(sums, rules).binOf; });
+    PreBins both = pre;
+    for (std::size_t i = 0; i < both.sums.values.size(); ++i) both.sums.values[i] = 0;
+    for (std::size_t i = 0; i < unseen.x.size(); ++i) {
+      const auto at = std::lower_bound(pre.last.begin(), pre.last.end() - 1, unseen.x[i]) - pre.last.begin();
+      both.sums.values[static_cast<std::size_t>(at) * 2 + static_cast<std::size_t>(unseen.y[i])] +=
+          weighted ? unseen.weights[i] : 1;
+    }
+    // One "fold": trained on what was seen, held out: what was not.
+    PreBins outside = pre;
+    outside.folds = {both.sums};
+    for (std::size_t i = 0; i < outside.sums.values.size(); ++i)
+      outside.sums.values[i] += both.sums.values[i];
+    const double actual =
+        CrossValidate(outside, [&](const PreBinSums&) { return bins.binOf; }).informationValue * kFoldCount;
+    EXPECT_NEAR(honest.informationValue, actual, 0.15 * actual) << "weighted: " << weighted;
+    EXPECT_GT(honest.gini, 0.4);
+  }
+}
+
+TEST(OptimalBins, GroupLevelsByRate) {
+  // Levels 0 and 3 are bad in 60 % of the cases, the others in 20 %; level 5 is rare.
+  Column data;
+  for (int i = 0; i < 2000; ++i) {
+    const int level = i % 200 == 0 ? 5 : i % 5;
+    data.x.push_back(level);
+    data.y.push_back((level == 0 || level == 3 ? (i / 5) % 5 < 3 : (i / 5) % 5 < 1) ? 0 : 1);
+  }
+  const PreBins pre = Prepare(data, false, true);
+  const OptimalBins bins = FindLevelBins(pre.sums, {});
+  ASSERT_EQ(bins.count, 2);
+  EXPECT_EQ(bins.binOf[0], bins.binOf[3]);
+  EXPECT_EQ(bins.binOf[1], bins.binOf[2]);
+  EXPECT_EQ(bins.binOf[1], bins.binOf[4]);
+  EXPECT_NE(bins.binOf[0], bins.binOf[1]);
+}
+
+TEST(OptimalBins, MergeLevelsOfManyClasses) {
+  PreBinSums sums;
+  sums.classCount = 3;
+  for (int level = 0; level < 9; ++level) {
+    for (int c = 0; c < 3; ++c) sums.values.push_back(level % 3 == c ? 80 : 10);
+    sums.cases.push_back(100);
+  }
+  sums.squaredWeights = 900;
+  const OptimalBins bins = FindLevelBins(sums, {});
+  EXPECT_EQ(bins.count, 3);
+  EXPECT_TRUE(bins.greedy);
+  for (int level = 0; level < 9; ++level) {
+    EXPECT_EQ(bins.binOf[static_cast<std::size_t>(level)], bins.binOf[static_cast<std::size_t>(level % 3)]);
+  }
+}
+
+TEST(PreBins, HoldAboutEqualWeightAndLeaveHeavyValuesAlone) {
+  Column data;
+  for (int i = 0; i < 6000; ++i) {
+    data.x.push_back(i < 2000 ? 0 : i);  // a third of the cases are 0
+    data.y.push_back(i % 3 == 0);
+  }
+  const PreBins pre = Prepare(data, false, false, 50);
+  EXPECT_LE(pre.Count(), 50U);
+  EXPECT_GE(pre.Count(), 30U);
+  EXPECT_EQ(pre.first[0], 0);
+  EXPECT_EQ(pre.last[0], 0);
+  EXPECT_EQ(pre.sums.cases[0], 2000);
+  for (std::size_t bin = 1; bin < pre.Count(); ++bin) {
+    EXPECT_LE(pre.sums.cases[bin], 2 * 120) << bin;
+    EXPECT_GT(pre.first[bin], pre.last[bin - 1]);
+  }
+  const PreBins few = Prepare({{3, 1, 2, 1}, {0, 1, 0, 1}, {}}, false, false, 50);
+  EXPECT_EQ(few.first, (std::vector<double>{1, 2, 3}));
+}
+
+TEST(Folds, SpreadEveryClassEvenly) {
+  std::mt19937 random(4);
+  const Column data = MakeColumn(random, 1003, 0);
+  const PreBins pre = Prepare(data, false);
+  ASSERT_EQ(pre.folds.size(), static_cast<std::size_t>(kFoldCount));
+  std::set<double> bads;
+  double cases = 0;
+  for (const PreBinSums& fold : pre.folds) {
+    double bad = 0;
+    for (std::size_t b = 0; b < fold.Count(); ++b) bad += fold.values[b * 2];
+    bads.insert(bad);
+    for (const double n : fold.cases) cases += n;
+  }
+  EXPECT_LE(*bads.rbegin() - *bads.begin(), 1);
+  EXPECT_EQ(cases, 1003);
+}
+
+TEST(CutBetween, IsShort) {
+  struct Row {
+    double last, first, cut;
+  };
+  const double justAbove = std::nextafter(5.1, 6);
+  const Row rows[] = {
+      {34, 35, 34},
+      {1.69, 1.7, 1.69},
+      {0.1, 0.9, 0.5},
+      {-3, 4, 0},
+      {1999, 2001, 2000},
+      {3913, 3915, 3914},
+      {-0.03, -0.02, -0.03},
+      {5.1, justAbove, 5.1},
+      {1e-300, 3e-300, 2e-300},
+  };
+  for (const Row& row : rows) EXPECT_EQ(CutBetween(row.last, row.first), row.cut) << row.last;
+}
+
+}  // namespace
+}  // namespace velmora::binning

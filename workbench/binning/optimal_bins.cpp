@@ -1,0 +1,391 @@
+#include "workbench/binning/optimal_bins.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <numeric>
+
+namespace velmora::binning {
+namespace {
+
+int ChosenCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering,
+                const BinningRules& rules) {
+  const int least = rules.exactBins > 0 ? rules.exactBins : rules.minBins;
+  const int most = rules.exactBins > 0 ? rules.exactBins : 0;
+  return ChooseBinCount(partitions, sums, ordering, least, most);
+}
+
+PartitionRules WithRoom(const BinningRules& rules) {
+  PartitionRules partition = rules.partition;
+  partition.maxBins = std::max({partition.maxBins, rules.minBins, rules.exactBins});
+  return partition;
+}
+
+OptimalBins FromPartition(const Partition& partition, std::size_t preBinCount) {
+  OptimalBins bins;
+  bins.count = static_cast<int>(partition.ends.size());
+  bins.shape = partition.shape;
+  bins.binOf.resize(preBinCount);
+  std::size_t first = 0;
+  for (std::size_t bin = 0; bin < partition.ends.size(); ++bin) {
+    const auto end = static_cast<std::size_t>(partition.ends[bin]);
+    std::fill(bins.binOf.begin() + static_cast<std::ptrdiff_t>(first),
+              bins.binOf.begin() + static_cast<std::ptrdiff_t>(end), static_cast<int>(bin));
+    first = end;
+  }
+  return bins;
+}
+
+double WeightAt(const PreBinSums& sums, std::size_t bin) {
+  if (sums.classCount == 0) return sums.values[bin * 3];
+  const auto from = sums.values.begin() + static_cast<std::ptrdiff_t>(bin * sums.Stride());
+  return std::accumulate(from, from + sums.classCount, 0.0);
+}
+
+// The sums of groups of pre-bins; group -1 counts for nothing.
+PreBinSums Grouped(const PreBinSums& sums, const std::vector<int>& groupOf, std::size_t groupCount) {
+  PreBinSums grouped;
+  grouped.classCount = sums.classCount;
+  grouped.squaredWeights = sums.squaredWeights;
+  grouped.values.assign(groupCount * sums.Stride(), 0.0);
+  grouped.cases.assign(groupCount, 0.0);
+  for (std::size_t bin = 0; bin < sums.Count(); ++bin) {
+    if (groupOf[bin] < 0) continue;
+    const auto group = static_cast<std::size_t>(groupOf[bin]);
+    grouped.cases[group] += sums.cases[bin];
+    for (std::size_t c = 0; c < sums.Stride(); ++c) {
+      grouped.values[group * sums.Stride() + c] += sums.values[bin * sums.Stride() + c];
+    }
+  }
+  return grouped;
+}
+
+// A group for each level: those with enough weight have one each, the rare ones share the last.
+std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
+  const double least = minShare * sums.TotalWeight();
+  std::vector<int> groupOf(sums.Count(), -1);
+  groupCount = 0;
+  bool anyRare = false;
+  for (std::size_t level = 0; level < sums.Count(); ++level) {
+    if (WeightAt(sums, level) >= least) {
+      groupOf[level] = static_cast<int>(groupCount++);
+    } else {
+      anyRare = true;
+    }
+  }
+  if (!anyRare) return groupOf;
+  std::replace(groupOf.begin(), groupOf.end(), -1, static_cast<int>(groupCount));
+  ++groupCount;
+  return groupOf;
+}
+
+// Places of the groups in order of rate or mean; those without weight come first, equal ones in their order.
+std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
+  std::vector<double> levels(sums.Count());
+  for (std::size_t g = 0; g < sums.Count(); ++g) {
+    const double weight = WeightAt(sums, g);
+    levels[g] = weight > 0 ? sums.values[g * sums.Stride() + (sums.classCount == 0 ? 1 : 0)] / weight
+                           : -std::numeric_limits<double>::infinity();
+  }
+  std::vector<std::size_t> order(sums.Count());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return levels[a] < levels[b]; });
+  return order;
+}
+
+OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
+                      const std::function<bool()>& isCancelled) {
+  const std::vector<std::size_t> order = OrderByLevel(groups);
+  std::vector<int> placeOf(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i) placeOf[order[i]] = static_cast<int>(i);
+  const PreBinSums ordered = Grouped(groups, placeOf, order.size());
+  PartitionRules partition = WithRoom(rules);
+  partition.shape = Shape::kFree;  // the order makes it ascending
+  const Partitions found = FindPartitions(ordered, partition, isCancelled);
+  if (found.byBinCount.empty()) return {};
+  const int count = ChosenCount(found, ordered, Ordering::kByResponse, rules);
+  const OptimalBins inOrder =
+      FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], order.size());
+  OptimalBins bins = inOrder;
+  for (std::size_t i = 0; i < order.size(); ++i) bins.binOf[order[i]] = inOrder.binOf[i];
+  return bins;
+}
+
+// Merges groups of classes pair by pair.
+class Merger {
+ public:
+  Merger(const PreBinSums& sums, const PartitionRules& rules) : sums_(sums), rules_(rules) {
+    groupOf_.resize(sums.Count());
+    std::iota(groupOf_.begin(), groupOf_.end(), 0);
+    rows_.resize(sums.Count());
+    for (std::size_t g = 0; g < sums.Count(); ++g) {
+      rows_[g] = {sums.values.begin() + static_cast<std::ptrdiff_t>(g * sums.Stride()),
+                  sums.values.begin() + static_cast<std::ptrdiff_t>((g + 1) * sums.Stride())};
+      rows_[g].push_back(sums.cases[g]);
+    }
+  }
+
+  std::size_t GroupCount() const { return rows_.size(); }
+  const std::vector<int>& GroupOf() const { return groupOf_; }
+
+  double Deviance() const {
+    double sum = 0;
+    for (const auto& row : rows_) sum += DevianceOf(row);
+    return sum;
+  }
+
+  bool MeetsRules() const {
+    return std::all_of(rows_.begin(), rows_.end(), [&](const auto& row) { return IsAllowed(row); });
+  }
+
+  // Merges the pair that costs least; a group that breaks the rules is merged before any other.
+  void MergeCheapest() {
+    std::size_t left = 0, right = 1;
+    double least = std::numeric_limits<double>::infinity();
+    const bool allAllowed = MeetsRules();
+    for (std::size_t a = 0; a < rows_.size(); ++a) {
+      for (std::size_t b = a + 1; b < rows_.size(); ++b) {
+        if (!allAllowed && IsAllowed(rows_[a]) && IsAllowed(rows_[b])) continue;
+        const double cost = DevianceOf(Sum(rows_[a], rows_[b])) - DevianceOf(rows_[a]) - DevianceOf(rows_[b]);
+        if (cost < least) {
+          least = cost;
+          left = a;
+          right = b;
+        }
+      }
+    }
+    rows_[left] = Sum(rows_[left], rows_[right]);
+    rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(right));
+    for (int& group : groupOf_) {
+      if (group == static_cast<int>(right)) {
+        group = static_cast<int>(left);
+      } else if (group > static_cast<int>(right)) {
+        --group;
+      }
+    }
+  }
+
+ private:
+  using Row = std::vector<double>;  // class weights, then the cases
+
+  static Row Sum(const Row& a, const Row& b) {
+    Row sum = a;
+    for (std::size_t c = 0; c < sum.size(); ++c) sum[c] += b[c];
+    return sum;
+  }
+
+  static double DevianceOf(const Row& row) {
+    double weight = 0, sum = 0;
+    for (std::size_t c = 0; c + 1 < row.size(); ++c) {
+      weight += row[c];
+      if (row[c] > 0) sum -= row[c] * std::log(row[c]);
+    }
+    return weight > 0 ? 2 * (sum + weight * std::log(weight)) : 0;
+  }
+
+  bool IsAllowed(const Row& row) const {
+    double weight = 0;
+    bool events = true;
+    for (std::size_t c = 0; c + 1 < row.size(); ++c) {
+      weight += row[c];
+      events = events && row[c] >= rules_.minEvents;
+    }
+    return weight >= rules_.minShare * sums_.TotalWeight() && row.back() >= rules_.minCases &&
+           (rules_.minEvents <= 0 || events);
+  }
+
+  const PreBinSums& sums_;
+  const PartitionRules& rules_;
+  std::vector<Row> rows_;
+  std::vector<int> groupOf_;
+};
+
+OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
+                           const std::function<bool()>& isCancelled) {
+  const PartitionRules partition = WithRoom(rules);
+  Merger merger(groups, partition);
+  Partitions found;
+  std::vector<std::vector<int>> groupsAt(groups.Count() + 1);
+  found.byBinCount.resize(std::min(groups.Count(), static_cast<std::size_t>(partition.maxBins)));
+  while (true) {
+    const std::size_t count = merger.GroupCount();
+    if (count <= found.byBinCount.size() && (count == 1 || merger.MeetsRules())) {
+      Partition& candidate = found.byBinCount[count - 1];
+      candidate.ends.assign(count, 0);  // only their number matters to the description
+      candidate.deviance = merger.Deviance();
+      groupsAt[count] = merger.GroupOf();
+    }
+    if (count == 1) break;
+    if (isCancelled && isCancelled()) return {};
+    merger.MergeCheapest();
+  }
+  OptimalBins bins;
+  bins.count = ChosenCount(found, groups, Ordering::kByResponse, rules);
+  bins.binOf = groupsAt[static_cast<std::size_t>(bins.count)];
+  bins.greedy = true;
+  return bins;
+}
+
+PreBinSums Without(const PreBinSums& all, const PreBinSums& part) {
+  PreBinSums rest = all;
+  for (std::size_t i = 0; i < rest.values.size(); ++i) rest.values[i] -= part.values[i];
+  for (std::size_t i = 0; i < rest.cases.size(); ++i) rest.cases[i] -= part.cases[i];
+  rest.squaredWeights -= part.squaredWeights;
+  return rest;
+}
+
+struct Scored {
+  double score, bad, good;
+};
+
+// 2 AUC - 1: the chance that a good case scores above a bad one, less that of the opposite.
+double GiniOf(std::vector<Scored> bins) {
+  std::sort(bins.begin(), bins.end(), [](const Scored& a, const Scored& b) { return a.score < b.score; });
+  double badBelow = 0, concordance = 0, bads = 0, goods = 0;
+  for (std::size_t i = 0; i < bins.size();) {
+    double bad = 0, good = 0;
+    const double score = bins[i].score;
+    for (; i < bins.size() && bins[i].score == score; ++i) {
+      bad += bins[i].bad;
+      good += bins[i].good;
+    }
+    concordance += good * (badBelow + bad / 2);
+    badBelow += bad;
+    bads += bad;
+    goods += good;
+  }
+  return bads > 0 && goods > 0 ? 2 * concordance / (bads * goods) - 1 : 0;
+}
+
+// One fold of two classes: what the bins of the other folds are worth on its cases.
+void ValidateClasses(const PreBinSums& train, const PreBinSums& held, Validation& sum) {
+  double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
+  for (std::size_t b = 0; b < train.Count(); ++b) {
+    bads += train.values[b * 2];
+    goods += train.values[b * 2 + 1];
+    heldBads += held.values[b * 2];
+    heldGoods += held.values[b * 2 + 1];
+  }
+  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return;
+  std::vector<Scored> scored;
+  for (std::size_t b = 0; b < train.Count(); ++b) {
+    const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
+    const bool pure = !(bad > 0) || !(good > 0);
+    const double woe = std::log(((good + (pure ? 0.5 : 0)) / goods) / ((bad + (pure ? 0.5 : 0)) / bads));
+    const double heldBad = held.values[b * 2], heldGood = held.values[b * 2 + 1];
+    sum.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
+    scored.push_back({woe, heldBad, heldGood});
+  }
+  sum.gini += GiniOf(std::move(scored));
+}
+
+struct Errors {
+  double ofBins = 0, ofNone = 0;
+};
+
+void AddSquaredErrors(const PreBinSums& train, const PreBinSums& held, Errors& errors) {
+  double weight = 0, total = 0;
+  for (std::size_t b = 0; b < train.Count(); ++b) {
+    weight += train.values[b * 3];
+    total += train.values[b * 3 + 1];
+  }
+  if (!(weight > 0)) return;
+  const double mean = total / weight;
+  const auto squared = [](const double* moments, double about) {
+    return moments[2] - 2 * about * moments[1] + about * about * moments[0];
+  };
+  for (std::size_t b = 0; b < train.Count(); ++b) {
+    const double* moments = &held.values[b * 3];
+    const double binMean = train.values[b * 3] > 0 ? train.values[b * 3 + 1] / train.values[b * 3] : mean;
+    errors.ofBins += squared(moments, binMean);
+    errors.ofNone += squared(moments, mean);
+  }
+}
+
+// Shares of the classes are taken as if half a case more had been seen of each, so that none is 0.
+void AddDeviances(const PreBinSums& train, const PreBinSums& held, Errors& errors) {
+  const std::size_t classes = train.Stride();
+  std::vector<double> totals(classes, 0.0);
+  for (std::size_t i = 0; i < train.values.size(); ++i) totals[i % classes] += train.values[i];
+  const double half = 0.5;
+  const double weight = std::accumulate(totals.begin(), totals.end(), half * static_cast<double>(classes));
+  for (std::size_t b = 0; b < train.Count(); ++b) {
+    const double binWeight = WeightAt(train, b) + half * static_cast<double>(classes);
+    for (std::size_t c = 0; c < classes; ++c) {
+      const double cases = held.values[b * classes + c];
+      if (!(cases > 0)) continue;
+      errors.ofBins -= cases * std::log((train.values[b * classes + c] + half) / binWeight);
+      errors.ofNone -= cases * std::log((totals[c] + half) / weight);
+    }
+  }
+}
+
+}  // namespace
+
+OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
+                            const std::function<bool()>& isCancelled) {
+  const Partitions found = FindPartitions(sums, WithRoom(rules), isCancelled);
+  if (found.byBinCount.empty()) return {};
+  const int count = ChosenCount(found, sums, Ordering::kGiven, rules);
+  return FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], sums.Count());
+}
+
+OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
+                          const std::function<bool()>& isCancelled) {
+  std::size_t groupCount = 0;
+  const std::vector<int> groupOf = PoolRareLevels(sums, rules.minLevelShare, groupCount);
+  const PreBinSums groups = Grouped(sums, groupOf, groupCount);
+  OptimalBins bins = sums.classCount > 2 ? MergedGreedily(groups, rules, isCancelled)
+                                         : Reordered(groups, rules, isCancelled);
+  if (bins.count == 0) return bins;
+  std::vector<int> binOfLevel(sums.Count());
+  for (std::size_t level = 0; level < sums.Count(); ++level) {
+    binOfLevel[level] = bins.binOf[static_cast<std::size_t>(groupOf[level])];
+  }
+  bins.binOf = std::move(binOfLevel);
+  return bins;
+}
+
+Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find) {
+  Validation result;
+  Errors errors;
+  for (const PreBinSums& fold : pre.folds) {
+    const PreBinSums others = Without(pre.sums, fold);
+    const std::vector<int> binOf = find(others);
+    if (binOf.empty()) return {};
+    const auto count = static_cast<std::size_t>(*std::max_element(binOf.begin(), binOf.end()) + 1);
+    const PreBinSums train = Grouped(others, binOf, count);
+    const PreBinSums held = Grouped(fold, binOf, count);
+    if (pre.sums.classCount == 2) ValidateClasses(train, held, result);
+    if (pre.sums.classCount == 0) {
+      AddSquaredErrors(train, held, errors);
+    } else {
+      AddDeviances(train, held, errors);
+    }
+  }
+  result.informationValue /= kFoldCount;
+  result.gini /= kFoldCount;
+  result.explained = errors.ofNone > 0 ? 1 - errors.ofBins / errors.ofNone : 0;
+  return result;
+}
+
+double CutBetween(double last, double first) {
+  if (last <= 0 && first > 0) return 0;
+  const double middle = last / 2 + first / 2;
+  for (int digits = 1; digits <= 17; ++digits) {
+    // Of all numbers with so many digits, those nearest to the middle are its rounding and the neighbours of that.
+    char text[40];
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, middle);
+    const double rounded = std::strtod(text, nullptr);
+    if (rounded >= last && rounded < first) return rounded;
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, last);
+    const double low = std::strtod(text, nullptr);
+    if (low >= last && low < first) return low;
+  }
+  return last;
+}
+
+}  // namespace velmora::binning

@@ -1,0 +1,62 @@
+// The bins of one predictor: the best partition of its pre-bins, with as many bins as the data support, and what those
+// bins are worth on cases that had no part in finding them.
+//
+//   BinningRules rules;                                      // eight bins at most, 5 % of the cases in each
+//   const PreBins pre = MakePreBins(response, column, order, 100, StratifiedFolds(response));
+//   const OptimalBins bins = FindOrderedBins(pre, rules);    // bins.binOf[i]: bin of pre-bin i
+//   const Validation honest = CrossValidate(pre, [&](const PreBinSums& sums) { return FindOrderedBins(sums, rules).binOf; });
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "workbench/binning/partition.h"
+#include "workbench/binning/pre_bins.h"
+
+namespace velmora::binning {
+
+struct BinningRules {
+  PartitionRules partition;
+  int minBins = 1;
+  int exactBins = 0;  // 0: as many as the data support
+  double minLevelShare =
+      0.01;  // categorical: levels below this share of the weight are pooled before the search
+};
+
+struct OptimalBins {
+  std::vector<int> binOf;  // by pre-bin, from 0
+  int count = 0;           // 1: no partition is better than chance; 0: cancelled
+  Shape shape = Shape::kFree;
+  bool greedy = false;  // levels of more than two classes: merged step by step, not all partitions compared
+};
+
+// Neighbouring pre-bins, all partitions compared.
+OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
+                            const std::function<bool()>& isCancelled = {});
+
+// Levels in any combination. Two classes or a measured response: levels in order of rate or mean, where the best
+// partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4). More classes: the two groups whose
+// merger costs least deviance are merged until one is left, and the best number is kept (Kass 1980,
+// doi:10.2307/2986296, without its tests).
+OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
+                          const std::function<bool()>& isCancelled = {});
+
+// Figures on cases that had no part in finding the bins, by kFoldCount-fold cross-validation.
+struct Validation {
+  // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the weight of evidence
+  // that the other folds give the bin; the mean over folds. Near 0, or below, for noise.
+  double informationValue = 0;
+  double gini = 0;  // two classes: 2 AUC - 1 of that weight of evidence; the mean over folds
+  // Measured response: 1 - squared error / squared error of the other folds' mean. Classes: the share of the held-out
+  // deviance that the bins explain (McFadden 1974).
+  double explained = 0;
+};
+
+// pre.folds must be there. find: the bin of each pre-bin from the sums of the other folds; called kFoldCount times.
+Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find);
+
+// The cut between two neighbouring pre-bins: the number with the fewest digits that is at least `last`, the highest
+// value below, and less than `first`, the lowest value above; the one nearest to their middle among those.
+double CutBetween(double last, double first);
+
+}  // namespace velmora::binning

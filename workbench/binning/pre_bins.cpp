@@ -1,0 +1,195 @@
+#include "workbench/binning/pre_bins.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+
+namespace velmora::binning {
+namespace {
+
+// Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195: a well mixed number from a counter.
+std::uint64_t SplitMix(std::uint64_t counter) {
+  std::uint64_t z = counter + 0x9E3779B97F4A7C15u;
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+  return z ^ (z >> 31);
+}
+
+// Deals cases out to the folds: each ten in a row get the ten folds, in an order of their own.
+class Dealer {
+ public:
+  explicit Dealer(std::uint64_t stratum) : state_(SplitMix(stratum)) {
+    std::iota(deck_, deck_ + kFoldCount, 0);
+  }
+
+  std::uint8_t Next() {
+    if (at_ == 0) Shuffle();
+    const std::uint8_t fold = deck_[at_];
+    at_ = (at_ + 1) % kFoldCount;
+    return fold;
+  }
+
+ private:
+  void Shuffle() {
+    for (std::size_t i = kFoldCount - 1; i > 0; --i) {
+      std::swap(deck_[i], deck_[SplitMix(state_++) % (i + 1)]);
+    }
+  }
+
+  std::uint64_t state_;
+  std::uint8_t deck_[kFoldCount];
+  std::size_t at_ = 0;
+};
+
+bool Counts(const stats::TreeResponse& response, std::size_t index) {
+  if (!response.present.empty() && response.present[index] == 0) return false;
+  return response.continuous || response.classOf[index] != stats::kNoClass;
+}
+
+double WeightOf(const stats::TreeResponse& response, std::size_t index) {
+  return response.weights.empty() ? 1.0 : response.weights[index];
+}
+
+// Adds cases to the sums of a pre-bin, and to those of their folds.
+class Counter {
+ public:
+  Counter(const stats::TreeResponse& response, std::span<const std::uint8_t> folds, std::size_t count,
+          PreBins& bins)
+      : response_(response), folds_(folds), bins_(bins) {
+    Clear(bins.sums, count);
+    bins.folds.resize(folds.empty() ? 0 : kFoldCount);
+    for (PreBinSums& fold : bins.folds) Clear(fold, count);
+  }
+
+  void Add(std::size_t bin, std::size_t index) {
+    const double weight = WeightOf(response_, index);
+    AddTo(bins_.sums, bin, index, weight);
+    if (!folds_.empty()) AddTo(bins_.folds[folds_[index]], bin, index, weight);
+  }
+
+ private:
+  void Clear(PreBinSums& sums, std::size_t count) const {
+    sums.classCount = response_.continuous ? 0 : response_.classCount;
+    sums.values.assign(count * sums.Stride(), 0.0);
+    sums.cases.assign(count, 0.0);
+    sums.squaredWeights = 0;
+  }
+
+  void AddTo(PreBinSums& sums, std::size_t bin, std::size_t index, double weight) const {
+    sums.cases[bin] += 1;
+    sums.squaredWeights += weight * weight;
+    if (!response_.continuous) {
+      sums.values[bin * sums.Stride() + response_.classOf[index]] += weight;
+      return;
+    }
+    const double y = response_.deviations[index];
+    double* moments = &sums.values[bin * 3];
+    moments[0] += weight;
+    moments[1] += weight * y;
+    moments[2] += weight * y * y;
+  }
+
+  const stats::TreeResponse& response_;
+  std::span<const std::uint8_t> folds_;
+  PreBins& bins_;
+};
+
+// The weight of each distinct value of the order, 0 where no case counts.
+std::vector<double> ValueWeights(const stats::TreeResponse& response, const stats::SortedOrder& order) {
+  std::vector<double> weights(order.DistinctCount(), 0.0);
+  for (std::size_t d = 0; d < weights.size(); ++d) {
+    for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at) {
+      const std::size_t index = order.cases[static_cast<std::size_t>(at)];
+      if (Counts(response, index)) weights[d] += WeightOf(response, index);
+    }
+  }
+  return weights;
+}
+
+// The pre-bin of each distinct value, -1 for those without cases: each value its own while there are at most limit,
+// else weighted quantiles.
+std::vector<int> Assign(const std::vector<double>& weights, std::size_t limit) {
+  std::vector<int> binOf(weights.size(), -1);
+  const auto used =
+      static_cast<std::size_t>(std::count_if(weights.begin(), weights.end(), [](double w) { return w > 0; }));
+  const double share = std::accumulate(weights.begin(), weights.end(), 0.0) / static_cast<double>(limit);
+  int bin = -1;
+  bool open = false;       // whether the next value may join the last pre-bin
+  double reached = 0;      // weight of all values so far
+  std::size_t closed = 0;  // quantiles passed
+  for (std::size_t d = 0; d < weights.size(); ++d) {
+    if (!(weights[d] > 0)) continue;
+    const bool alone = used <= limit || weights[d] >= share;
+    if (!open || alone) ++bin;
+    binOf[d] = bin;
+    reached += weights[d];
+    const auto passed = static_cast<std::size_t>(reached / share + 1e-9);
+    open = !alone && passed == closed;
+    closed = passed;
+  }
+  return binOf;
+}
+
+PreBins Collect(const stats::TreeResponse& response, std::span<const double> column,
+                const stats::SortedOrder& order, const std::vector<int>& binOf,
+                std::span<const std::uint8_t> folds) {
+  PreBins bins;
+  const int count = binOf.empty() ? 0 : *std::max_element(binOf.begin(), binOf.end()) + 1;
+  bins.first.resize(static_cast<std::size_t>(count));
+  bins.last.resize(static_cast<std::size_t>(count));
+  Counter counter(response, folds, static_cast<std::size_t>(count), bins);
+  int previous = -1;
+  for (std::size_t d = 0; d < binOf.size(); ++d) {
+    if (binOf[d] < 0) continue;
+    const auto bin = static_cast<std::size_t>(binOf[d]);
+    const double value = order.Value(column, d);
+    if (binOf[d] != previous) bins.first[bin] = value;
+    bins.last[bin] = value;
+    previous = binOf[d];
+    for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at) {
+      const std::size_t index = order.cases[static_cast<std::size_t>(at)];
+      if (Counts(response, index)) counter.Add(bin, index);
+    }
+  }
+  return bins;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
+  std::vector<std::uint8_t> folds(response.caseCount, 0);
+  if (!response.continuous) {
+    std::vector<Dealer> dealers;
+    for (int c = 0; c < response.classCount; ++c) dealers.emplace_back(static_cast<std::uint64_t>(c));
+    for (std::size_t i = 0; i < folds.size(); ++i) {
+      if (Counts(response, i)) folds[i] = dealers[response.classOf[i]].Next();
+    }
+    return folds;
+  }
+  std::vector<std::uint32_t> cases;
+  for (std::size_t i = 0; i < folds.size(); ++i) {
+    if (Counts(response, i)) cases.push_back(static_cast<std::uint32_t>(i));
+  }
+  std::sort(cases.begin(), cases.end(), [&](std::uint32_t a, std::uint32_t b) {
+    const double left = response.deviations[a], right = response.deviations[b];
+    return left != right ? left < right : a < b;
+  });
+  Dealer dealer(0);
+  for (const std::uint32_t index : cases) folds[index] = dealer.Next();
+  return folds;
+}
+
+PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
+                    const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds) {
+  const std::vector<double> weights = ValueWeights(response, order);
+  return Collect(response, column, order, Assign(weights, static_cast<std::size_t>(std::max(limit, 2))),
+                 folds);
+}
+
+PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
+                   const stats::SortedOrder& order, std::span<const std::uint8_t> folds) {
+  const std::vector<double> weights = ValueWeights(response, order);
+  return Collect(response, column, order, Assign(weights, weights.size() + 1), folds);
+}
+
+}  // namespace velmora::binning

@@ -1,0 +1,46 @@
+// Pre-bins: what every search for bins works on instead of cases.
+//
+// An ordered predictor with few distinct values keeps them all; one with many is cut at weighted quantiles. A categorical
+// predictor has one pre-bin per level, the rare ones pooled. The response's sums are taken once, per fold too, and
+// everything after that (search, choice of the number of bins, cross-validation, corrections by hand) is independent
+// of the number of cases.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "workbench/binning/partition.h"
+#include "workbench/stats/sorted_order.h"
+#include "workbench/stats/tree.h"
+
+namespace velmora::binning {
+
+inline constexpr int kFoldCount = 10;
+
+struct PreBins {
+  // Ordered predictor: the lowest and highest value of each pre-bin. A level: its code twice.
+  std::vector<double> first, last;
+  PreBinSums sums;
+  // The part of sums that falls into each fold; empty when no folds were given.
+  std::vector<PreBinSums> folds;
+
+  std::size_t Count() const { return first.size(); }
+};
+
+// A fold for every case, 0 to kFoldCount - 1: each class, or each stretch of ten neighbouring values of a measured
+// response, is spread evenly over the folds, in an order that depends on the case numbers alone. So equal data give
+// equal folds, and a period in the order of the cases does not matter.
+std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response);
+
+// The pre-bins of an ordered predictor: order is its sorted column, cases that do not count for the response are left
+// out. At most limit (>= 2) of them; a value that alone holds 1/limit of the weight is a pre-bin of its own.
+// folds: of StratifiedFolds, or empty. Time: O(cases).
+PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
+                    const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds = {});
+
+// One pre-bin per level that has cases, in order of code.
+PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
+                   const stats::SortedOrder& order, std::span<const std::uint8_t> folds = {});
+
+}  // namespace velmora::binning
