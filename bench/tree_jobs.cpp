@@ -16,8 +16,8 @@
 
 #include "bench/protocol.h"
 #include "module/screening/host_calls.h"
-#include "workbench/analyses/host_analyses.h"
 #include "workbench/automation/sinks.h"
+#include "workbench/procedures/host_procedures.h"
 #include "workbench/session/document_adapters.h"
 #include "workbench/session/face.h"
 #include "workbench/session/session.h"
@@ -71,9 +71,9 @@ Table ReadColumns(const Job& job, const DataShape& shape, bool withCategorical) 
 int SplitColumn(const Response& response) { return response.classCount > 0 ? response.classCount + 4 : 5; }
 
 // Sets one tree up, runs it and reads its sheets. Returns the sheet with its nodes.
-Ref<vlm::ISpreadsheet> ReadTree(HostAnalyses& host, const Response& response, int predictor, int leastCases,
+Ref<vlm::ISpreadsheet> ReadTree(HostProcedures& host, const Response& response, int predictor, int leastCases,
                                 std::vector<double>& cutPoints) {
-  const auto tree = Ref<vlm::IHostAnalysis>::Adopt(host.Create(vlm::kTreeAnalysis));
+  const auto tree = Ref<vlm::IProcedure>::Adopt(host.Create(vlm::kTreeProcedure));
   const std::string number = std::to_string(predictor);
   vlmfsl::SetVariableList(*tree, " " + std::to_string(response.variable) + " | | " + number);
   vlmfsl::SetCaseSelection(*tree, {1, "", "IsMD(v" + number + ")"});
@@ -149,14 +149,14 @@ nlohmann::json RunTrees(const Job& job, const Response& response) {
   const DataShape shape(job);
   const Table table = ReadColumns(job, shape, false);
   const auto home = std::make_shared<DocumentHome>();
-  HostAnalysesEnvironment environment;
+  ProcedureEnvironment environment;
   environment.table = [&]() -> const Table& { return table; };
   environment.selection = [](std::string&, std::string&) {};
   environment.weightVariable = [] { return 0; };
   environment.wrapSheet = [&](std::shared_ptr<Sheet> sheet) {
     return MakeSpreadsheet(home, std::move(sheet));
   };
-  HostAnalyses host(std::move(environment));
+  HostProcedures host(std::move(environment));
   host.Settings().pruneTrees = job.Varies("prune");
   const auto leastCases = static_cast<int>(std::max<std::int64_t>(1, shape.caseCount / 20));
 

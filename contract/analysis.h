@@ -12,7 +12,7 @@
 namespace vlm {
 
 struct IAnalysis;
-struct IHostAnalysis;
+struct IProcedure;
 struct IScreeningResults;
 
 // A step's operation. Returns not 0 for success.
@@ -78,9 +78,9 @@ struct IAnalysisHost {
   // Returns 0 on success.
   virtual int CreateAnalysisDialog(IDialogClient* client, int templateId) = 0;
   virtual IAutomationObject* GetApplication() = 0;
-  // A host analysis by its identifier (4971: classification and regression trees) on the current input
-  // spreadsheet. The caller releases it; null when the host has no such analysis.
-  virtual IHostAnalysis* CreateHostAnalysis(int analysisId) = 0;
+  // A procedure by its identifier (4971: classification and regression trees) on the current input
+  // spreadsheet. The caller releases it; null when the host has no such procedure.
+  virtual IProcedure* CreateProcedure(int analysisId) = 0;
 
  protected:
   ~IAnalysisHost() = default;

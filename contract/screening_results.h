@@ -6,8 +6,8 @@
 
 namespace vlm {
 
-enum ScreeningResponse : int { kBinaryResponse = 0, kContinuousResponse = 1, kCategoricalResponse = 2 };
-inline constexpr int kScreeningResponseCount = 3;
+enum ResponseKind : int { kContinuousResponse = 0, kBinaryResponse = 1, kCategoricalResponse = 2 };
+inline constexpr int kResponseKindCount = 3;
 
 struct ScreeningRun {
   int selected;        // flag: the response kind was selected; everything else is 0 when not

@@ -7,7 +7,7 @@ void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(Pred
   record.levelOf.clear();
   if (record.predictorKind == kContinuousPredictor) return;
   // Values against the coded predictor, its nodes in the order of the bins: each value has cases in one column.
-  const auto crosstab = CreateHostAnalysis(*record.workSheet, vlm::kCrosstabAnalysis);
+  const auto crosstab = CreateProcedure(*record.workSheet, vlm::kCrosstabProcedure);
   SetVariableList(*crosstab, " 1 | 3");
   std::string codes;
   for (const int node : record.binNodes) codes += std::to_string(node) + " ";

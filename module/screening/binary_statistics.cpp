@@ -26,7 +26,7 @@ int AddCrossTabVariable(vlm::ISpreadsheet& sheet, int afterColumn, const std::st
 int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
                                                      PredSummary& record) {
   try {
-    const auto crosstab = CreateStatisticsAnalysis(record, vlm::kCrosstabAnalysis);
+    const auto crosstab = CreateStatisticsProcedure(record, vlm::kCrosstabProcedure);
     SetVariableList(*crosstab, " 3 | 2");
     SetResponseCodes(*crosstab, QuotedCode(record.badCodeText) + "|" + QuotedCode(record.goodCodeText));
     Run(*crosstab);

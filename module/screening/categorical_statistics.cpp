@@ -28,7 +28,7 @@ std::string LevelCodes(const PredSummary& record) {
 int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
                                                           PredSummary& record) {
   try {
-    const auto crosstab = CreateStatisticsAnalysis(record, vlm::kCrosstabAnalysis);
+    const auto crosstab = CreateStatisticsProcedure(record, vlm::kCrosstabProcedure);
     SetVariableList(*crosstab, " 3 | 2");
     SetPredictorCodes(*crosstab, LevelCodes(record));
     std::string codes;
@@ -67,7 +67,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
 void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
   const int totalsRow = sheet.GetRowCount();
-  const int classCount = record.responseKind == kBinaryKind ? 2 : static_cast<int>(responseCodes.size());
+  const int classCount =
+      record.responseKind == vlm::kBinaryResponse ? 2 : static_cast<int>(responseCodes.size());
   std::vector<double> totals(static_cast<std::size_t>(classCount));
   double all = 0;
   int usedColumns = 0;
@@ -95,7 +96,7 @@ void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
   const int smaller = std::min(usedRows, usedColumns) - 1;
   if (smaller < 1 || !(all > 0)) return;
   record.cramersV = std::sqrt(chiSquare / (all * smaller));
-  if (record.responseKind == kBinaryKind) record.chiSquare = chiSquare;
+  if (record.responseKind == vlm::kBinaryResponse) record.chiSquare = chiSquare;
 }
 
 }  // namespace vlmfsl

@@ -45,10 +45,10 @@ int CFeatureSelectionTemplate::ContinuousSummaryAnalysis(vlm::IDialogWindow* /*p
 }
 
 void CFeatureSelectionTemplate::BreakdownResponseByCodedPredictor(PredSummary& record) {
-  const auto ranks = CreateStatisticsAnalysis(record, vlm::kRanksAnalysis);
+  const auto ranks = CreateStatisticsProcedure(record, vlm::kRanksProcedure);
   SetVariableList(*ranks, "2");
   Run(*ranks);
-  const auto breakdown = CreateStatisticsAnalysis(record, vlm::kBreakdownAnalysis);
+  const auto breakdown = CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
   SetVariableList(*breakdown, "2 4 | 3");
   Run(*breakdown);
   record.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
@@ -81,7 +81,7 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::ISpreadshee
 }
 
 void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& record) {
-  const auto descriptives = CreateStatisticsAnalysis(record, vlm::kDescriptivesAnalysis);
+  const auto descriptives = CreateStatisticsProcedure(record, vlm::kDescriptivesProcedure);
   SetVariableList(*descriptives, "1");
   Run(*descriptives);
   const auto sheet = GetResult(*descriptives, vlm::kDescriptivesResult);

@@ -79,8 +79,8 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   progress = std::make_unique<CQvdProgressBar>(Services(), Text(kTextFindingBestPredictors),
                                                std::max(responseCount * predictorCount, 2));
   exclusionNoticeShown = false;
-  caseWeight = CreateHostAnalysis(Host(), vlm::kCallingAnalysis)->GetCaseWeight();
-  for (const int kind : {kBinaryKind, kContinuousKind, kCategoricalKind}) {
+  caseWeight = CreateProcedure(Host(), vlm::kCallingAnalysis)->GetCaseWeight();
+  for (const int kind : {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
     Results(kind).clear();
     Failed(kind).clear();
     Order(kind).clear();
@@ -89,11 +89,12 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   }
 
   bool anyFailed = false;
-  if (categoricalResponseCount > 0 && !RunPredictors(parentWindow, kCategoricalKind, anyFailed)) {
+  if (categoricalResponseCount > 0 && !RunPredictors(parentWindow, vlm::kCategoricalResponse, anyFailed)) {
     return kRunCancelled;
   }
-  if (binaryResponseCount > 0 && !RunPredictors(parentWindow, kBinaryKind, anyFailed)) return kRunCancelled;
-  if (continuousResponseCount > 0 && !RunPredictors(parentWindow, kContinuousKind, anyFailed)) {
+  if (binaryResponseCount > 0 && !RunPredictors(parentWindow, vlm::kBinaryResponse, anyFailed))
+    return kRunCancelled;
+  if (continuousResponseCount > 0 && !RunPredictors(parentWindow, vlm::kContinuousResponse, anyFailed)) {
     return kRunCancelled;
   }
 
@@ -120,7 +121,7 @@ bool CFeatureSelectionTemplate::RunPredictors(vlm::IDialogWindow* parentWindow, 
       const bool failed = RunCARTAnalysis(parentWindow, record) != kOk;
       anyFailed = anyFailed || failed;
       // What was made for this predictor goes before the next one comes.
-      record.RestSheets();
+      record.EvictSheets();
       (failed ? Failed(responseKind) : Results(responseKind)).push_back(std::move(record));
     }
   }
@@ -135,14 +136,14 @@ PredSummary CFeatureSelectionTemplate::MakeRecord(int responseKind, int predicto
   const std::string& name =
       (categorical ? categoricalPredictorNames : continuousPredictorNames)[predictorIndex];
   switch (responseKind) {
-    case kBinaryKind:
+    case vlm::kBinaryResponse:
       return {predictorKind,      variable,    name,        binaryResponses.front(),
               binaryResponseName, badCodeText, goodCodeText};
-    case kCategoricalKind:
-      return {predictorKind,          variable, name, kCategoricalKind, categoricalResponses.front(),
+    case vlm::kCategoricalResponse:
+      return {predictorKind,          variable, name, vlm::kCategoricalResponse, categoricalResponses.front(),
               categoricalResponseName};
     default:
-      return {predictorKind,         variable, name, kContinuousKind, continuousResponses.front(),
+      return {predictorKind,         variable, name, vlm::kContinuousResponse, continuousResponses.front(),
               continuousResponseName};
   }
 }
@@ -153,7 +154,7 @@ void CFeatureSelectionTemplate::SetResultsAvailable(bool available) {
 }
 
 void CFeatureSelectionTemplate::ClearResults() {
-  for (const int kind : {kBinaryKind, kContinuousKind, kCategoricalKind}) {
+  for (const int kind : {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
     Results(kind).clear();
     Order(kind).clear();
   }

@@ -140,11 +140,11 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
   Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
 
-  // --- Host analyses
+  // --- Procedures of the host
   // So that every statistic is computed on the cases of the screening.
-  static void CopyAnalysisSelCondsAndWeights(vlm::IHostAnalysis& source, vlm::IHostAnalysis& target);
+  static void CopyAnalysisSelCondsAndWeights(vlm::IProcedure& source, vlm::IProcedure& target);
   // An analysis on the record's work sheet, with the screening's selection and weights.
-  Ref<vlm::IHostAnalysis> CreateStatisticsAnalysis(PredSummary& record, int analysisId);
+  Ref<vlm::IProcedure> CreateStatisticsProcedure(PredSummary& record, int analysisId);
   // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a comma.
   [[nodiscard]] std::string IntervalSeparator();
   [[nodiscard]] std::string DecimalSeparator();  // of the user's locale
@@ -172,8 +172,8 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
 
   int RunResponses(vlm::IDialogWindow* parentWindow);
   bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
-  CaseSelection PrepareTree(vlm::IHostAnalysis& tree, const PredSummary& record);
-  void CodePredictor(vlm::IHostAnalysis& tree, const CaseSelection& selection, PredSummary& record);
+  CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
+  void CodePredictor(vlm::IProcedure& tree, const CaseSelection& selection, PredSummary& record);
   int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
   PredSummary MakeRecord(int responseKind, int predictorKind, std::size_t predictorIndex) const;
 

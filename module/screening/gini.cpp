@@ -71,7 +71,7 @@ double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
 
 double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {
   try {
-    const auto crosstab = CreateStatisticsAnalysis(record, vlm::kCrosstabAnalysis);
+    const auto crosstab = CreateStatisticsProcedure(record, vlm::kCrosstabProcedure);
     SetVariableList(*crosstab, " 1 | 2");
     SetResponseCodes(*crosstab, CodeText(badCode) + "|" + CodeText(goodCode));
     Run(*crosstab);

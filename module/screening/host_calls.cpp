@@ -10,51 +10,51 @@
 namespace vlmfsl {
 namespace {
 
-void Check(vlm::IHostAnalysis& analysis, int status) {
+void Check(vlm::IProcedure& analysis, int status) {
   if (status == 0) return;
   std::string reason = TextOf([&](vlm::ITextSink* sink) { analysis.GetError(sink); });
-  throw HostCallError(reason.empty() ? "A host analysis failed." : reason);
+  throw HostCallError(reason.empty() ? "A statistical procedure of the host failed." : reason);
 }
 
 }  // namespace
 
-Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IAnalysisHost& host, int analysisId) {
-  auto analysis = Ref<vlm::IHostAnalysis>::Adopt(host.CreateHostAnalysis(analysisId));
-  if (!analysis) throw HostCallError("The host has no analysis " + std::to_string(analysisId) + ".");
+Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId) {
+  auto analysis = Ref<vlm::IProcedure>::Adopt(host.CreateProcedure(analysisId));
+  if (!analysis) throw HostCallError("The host has no procedure " + std::to_string(analysisId) + ".");
   return analysis;
 }
 
-Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IWorkSheet& sheet, int analysisId) {
-  auto analysis = Ref<vlm::IHostAnalysis>::Adopt(sheet.CreateHostAnalysis(analysisId));
-  if (!analysis) throw HostCallError("The host has no analysis " + std::to_string(analysisId) + ".");
+Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId) {
+  auto analysis = Ref<vlm::IProcedure>::Adopt(sheet.CreateProcedure(analysisId));
+  if (!analysis) throw HostCallError("The host has no procedure " + std::to_string(analysisId) + ".");
   return analysis;
 }
 
-Ref<vlm::ISpreadsheet> GetResult(vlm::IHostAnalysis& analysis, int result, int index) {
+Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index) {
   auto sheet = Ref<vlm::ISpreadsheet>::Adopt(analysis.GetResult(result, index));
-  if (!sheet) throw HostCallError("A host analysis gave no result.");
+  if (!sheet) throw HostCallError("A statistical procedure of the host gave no result.");
   return sheet;
 }
 
-void SetVariableList(vlm::IHostAnalysis& analysis, std::string_view text) {
+void SetVariableList(vlm::IProcedure& analysis, std::string_view text) {
   Check(analysis, analysis.SetVariableList(text.data(), LengthOf(text)));
 }
 
-void SetResponseCodes(vlm::IHostAnalysis& analysis, std::string_view text) {
+void SetResponseCodes(vlm::IProcedure& analysis, std::string_view text) {
   Check(analysis, analysis.SetResponseCodes(text.data(), LengthOf(text)));
 }
 
-void SetPredictorCodes(vlm::IHostAnalysis& analysis, std::string_view text) {
+void SetPredictorCodes(vlm::IProcedure& analysis, std::string_view text) {
   Check(analysis, analysis.SetPredictorCodes(text.data(), LengthOf(text)));
 }
 
-void SetOption(vlm::IHostAnalysis& analysis, int option, int value) {
+void SetOption(vlm::IProcedure& analysis, int option, int value) {
   Check(analysis, analysis.SetOption(option, value));
 }
 
-void Run(vlm::IHostAnalysis& analysis) { Check(analysis, analysis.Run()); }
+void Run(vlm::IProcedure& analysis) { Check(analysis, analysis.Run()); }
 
-CaseSelection GetCaseSelection(vlm::IHostAnalysis& analysis) {
+CaseSelection GetCaseSelection(vlm::IProcedure& analysis) {
   CaseSelection selection;
   StringSink inclusion;
   StringSink exclusion;
@@ -64,7 +64,7 @@ CaseSelection GetCaseSelection(vlm::IHostAnalysis& analysis) {
   return selection;
 }
 
-void SetCaseSelection(vlm::IHostAnalysis& analysis, const CaseSelection& selection) {
+void SetCaseSelection(vlm::IProcedure& analysis, const CaseSelection& selection) {
   Check(analysis, analysis.SetCaseSelection(selection.enabled, selection.inclusion.data(),
                                             LengthOf(selection.inclusion), selection.exclusion.data(),
                                             LengthOf(selection.exclusion)));

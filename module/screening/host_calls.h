@@ -1,4 +1,4 @@
-// Host analyses and sheets as C++ values: counted references, texts as strings, failures as exceptions that the
+// Procedures of the host and their sheets as C++ values: counted references, texts as strings, failures as exceptions that the
 // module's own functions catch.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "contract/analysis.h"
-#include "contract/object_model.h"
+#include "contract/procedures.h"
 #include "module/frame/ref.h"
 #include "module/frame/string_sink.h"
 
@@ -20,22 +20,22 @@ class HostCallError : public std::runtime_error {
 };
 
 // Each throws HostCallError when the host has no such thing or refuses it.
-[[nodiscard]] Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IAnalysisHost& host, int analysisId);
-[[nodiscard]] Ref<vlm::IHostAnalysis> CreateHostAnalysis(vlm::IWorkSheet& sheet, int analysisId);
-[[nodiscard]] Ref<vlm::ISpreadsheet> GetResult(vlm::IHostAnalysis& analysis, int result, int index = 0);
-void SetVariableList(vlm::IHostAnalysis& analysis, std::string_view text);
-void SetResponseCodes(vlm::IHostAnalysis& analysis, std::string_view text);
-void SetPredictorCodes(vlm::IHostAnalysis& analysis, std::string_view text);
-void SetOption(vlm::IHostAnalysis& analysis, int option, int value);
-void Run(vlm::IHostAnalysis& analysis);
+[[nodiscard]] Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId);
+[[nodiscard]] Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId);
+[[nodiscard]] Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index = 0);
+void SetVariableList(vlm::IProcedure& analysis, std::string_view text);
+void SetResponseCodes(vlm::IProcedure& analysis, std::string_view text);
+void SetPredictorCodes(vlm::IProcedure& analysis, std::string_view text);
+void SetOption(vlm::IProcedure& analysis, int option, int value);
+void Run(vlm::IProcedure& analysis);
 
 struct CaseSelection {
   int enabled = 0;
   std::string inclusion;
   std::string exclusion;
 };
-[[nodiscard]] CaseSelection GetCaseSelection(vlm::IHostAnalysis& analysis);
-void SetCaseSelection(vlm::IHostAnalysis& analysis, const CaseSelection& selection);
+[[nodiscard]] CaseSelection GetCaseSelection(vlm::IProcedure& analysis);
+void SetCaseSelection(vlm::IProcedure& analysis, const CaseSelection& selection);
 
 [[nodiscard]] std::string CellText(vlm::ISpreadsheet& sheet, int row, int column);
 [[nodiscard]] std::string RowName(vlm::ISpreadsheet& sheet, int row);

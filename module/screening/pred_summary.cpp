@@ -15,7 +15,7 @@ PredSummary::PredSummary(int kind, int variable, std::string name, int response,
 
 PredSummary::PredSummary(int kind, int variable, std::string name, int responseNumber,
                          std::string responseVariableName, std::string badText, std::string goodText)
-    : PredSummary(kind, variable, std::move(name), kBinaryKind, responseNumber,
+    : PredSummary(kind, variable, std::move(name), vlm::kBinaryResponse, responseNumber,
                   std::move(responseVariableName)) {
   badCodeText = std::move(badText);
   goodCodeText = std::move(goodText);
@@ -31,9 +31,9 @@ int PredSummary::RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const {
   return 0;
 }
 
-void PredSummary::RestSheets() {
-  if (workSheet) workSheet->Rest();
-  if (uniqueValues) uniqueValues->Rest();
+void PredSummary::EvictSheets() {
+  if (workSheet) workSheet->Evict();
+  if (uniqueValues) uniqueValues->Evict();
 }
 
 }  // namespace vlmfsl

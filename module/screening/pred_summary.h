@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "contract/object_model.h"
+#include "contract/procedures.h"
+#include "contract/screening_results.h"
 #include "module/frame/ref.h"
 
 namespace vlmfsl {
 
 enum PredictorKind : int { kContinuousPredictor = 0, kCategoricalPredictor = 1 };
-enum ResponseKind : int { kContinuousKind = 0, kBinaryKind = 1, kCategoricalKind = 2 };
 
 // A range minimum above the range maximum says that there are no values.
 inline constexpr double kNoMinimum = 1.7e308;
@@ -48,7 +48,7 @@ struct PredSummary {
   // Row of a bin in a sheet whose first column holds node numbers; 0 when the bin has no cases there.
   [[nodiscard]] int RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const;
   // Lets the sheets that can be made again drop their cells.
-  void RestSheets();
+  void EvictSheets();
 
   int predictorKind;
   int predictorVariable;  // variable number

@@ -29,11 +29,6 @@ enum CrosstabColumn : int {
 // Columns of the breakdown with its sums of squares.
 enum BreakdownColumn : int { kN = 2, kMean = 3, kVariance = 5, kSse = 10, kSseRanks = 11 };
 
-int KindOf(int response) {
-  if (response == vlm::kBinaryResponse) return kBinaryKind;
-  return response == vlm::kCategoricalResponse ? kCategoricalKind : kContinuousKind;
-}
-
 void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
 
 double OrMissing(double value) { return std::isnan(value) ? vlm::kMissingValue : value; }
@@ -70,34 +65,34 @@ int RowOf(const PredSummary& record, vlm::ISpreadsheet& sheet, int binIndex) {
 }  // namespace
 
 const PredSummary* ScreeningResultsView::Find(int response, int predictorIndex) const {
-  const auto& results = analysis_.Results(KindOf(response));
+  const auto& results = analysis_.Results(response);
   const bool exists = predictorIndex >= 0 && predictorIndex < static_cast<int>(results.size());
   return exists ? &results[static_cast<std::size_t>(predictorIndex)] : nullptr;
 }
 
 const PredSummary* ScreeningResultsView::FindFailed(int response, int failedIndex) const {
-  const auto& failed = analysis_.Failed(KindOf(response));
+  const auto& failed = analysis_.Failed(response);
   const bool exists = failedIndex >= 0 && failedIndex < static_cast<int>(failed.size());
   return exists ? &failed[static_cast<std::size_t>(failedIndex)] : nullptr;
 }
 
 void ScreeningResultsView::GetRun(int response, vlm::ScreeningRun* run) {
-  const int kind = KindOf(response);
+  const int kind = response;
   *run = {};
   run->selected = analysis_.ResponseCount(kind) > 0 ? 1 : 0;
   if (!run->selected) return;
   run->responseNumber = analysis_.ResponseVariable(kind);
   run->predictorCount = static_cast<int>(analysis_.Results(kind).size());
   run->failedCount = static_cast<int>(analysis_.Failed(kind).size());
-  run->sortChoice = kind == kBinaryKind        ? analysis_.binarySort
-                    : kind == kCategoricalKind ? analysis_.categoricalSort
-                                               : analysis_.continuousSort;
-  if (kind == kBinaryKind) run->classCount = 2;
-  if (kind == kCategoricalKind) run->classCount = static_cast<int>(analysis_.responseCodes.size());
+  run->sortChoice = kind == vlm::kBinaryResponse        ? analysis_.binarySort
+                    : kind == vlm::kCategoricalResponse ? analysis_.categoricalSort
+                                                        : analysis_.continuousSort;
+  if (kind == vlm::kBinaryResponse) run->classCount = 2;
+  if (kind == vlm::kCategoricalResponse) run->classCount = static_cast<int>(analysis_.responseCodes.size());
 }
 
 void ScreeningResultsView::GetResponseName(int response, vlm::ITextSink* name) {
-  Assign(name, analysis_.ResponseName(KindOf(response)));
+  Assign(name, analysis_.ResponseName(response));
 }
 
 void ScreeningResultsView::GetClassText(int response, int classIndex, vlm::ITextSink* text) {
@@ -107,14 +102,14 @@ void ScreeningResultsView::GetClassText(int response, int classIndex, vlm::IText
     }
     const auto& codes = analysis_.responseCodes;
     if (classIndex < 0 || classIndex >= static_cast<int>(codes.size())) return Assign(text, "");
-    Assign(text, analysis_.DisplayText(analysis_.ResponseVariable(kCategoricalKind),
+    Assign(text, analysis_.DisplayText(analysis_.ResponseVariable(vlm::kCategoricalResponse),
                                        codes[static_cast<std::size_t>(classIndex)]));
   });
 }
 
 void ScreeningResultsView::GetOrder(int response, vlm::IIntegerSink* predictorIndices) {
   predictorIndices->Clear();
-  for (const int position : analysis_.Order(KindOf(response))) predictorIndices->Append(position);
+  for (const int position : analysis_.Order(response)) predictorIndices->Append(position);
 }
 
 void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
@@ -123,8 +118,8 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
   *predictor = {};
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr) return;
-  const bool binary = record->responseKind == kBinaryKind;
-  const bool continuous = record->responseKind == kContinuousKind;
+  const bool binary = record->responseKind == vlm::kBinaryResponse;
+  const bool continuous = record->responseKind == vlm::kContinuousResponse;
   predictor->predictorNumber = record->predictorVariable;
   predictor->categorical = record->predictorKind == kCategoricalPredictor ? 1 : 0;
   predictor->nodeCount = record->nodeCount;
@@ -175,14 +170,14 @@ void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex
           kNone, kNone, kNone, kNone, kNone, kNone, kNone};
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr) return;
-  const bool continuous = record->responseKind == kContinuousKind;
+  const bool continuous = record->responseKind == vlm::kContinuousResponse;
   const Ref<vlm::ISpreadsheet>& sheet = continuous ? record->breakdown : record->summaryCrosstab;
   if (!sheet) return;
   const int row = RowOf(*record, *sheet, binIndex);
   if (row == 0) return;
   if (continuous) {
     FillContinuousBin(*sheet, row, *bin);
-  } else if (record->responseKind == kBinaryKind) {
+  } else if (record->responseKind == vlm::kBinaryResponse) {
     FillBinaryBin(*sheet, row, *bin);
   } else {
     bin->total = sheet->GetValue(row, static_cast<int>(analysis_.responseCodes.size()) + 2);
@@ -193,7 +188,7 @@ void ScreeningResultsView::GetClassCounts(int response, int predictorIndex, int 
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr || !record->summaryCrosstab) return;
   const int classCount =
-      record->responseKind == kBinaryKind ? 2 : static_cast<int>(analysis_.responseCodes.size());
+      record->responseKind == vlm::kBinaryResponse ? 2 : static_cast<int>(analysis_.responseCodes.size());
   const int row = RowOf(*record, *record->summaryCrosstab, binIndex);
   for (int c = 0; c < classCount; ++c) {
     counts[c] = row == 0 ? 0 : record->summaryCrosstab->GetValue(row, c + 2);

@@ -18,35 +18,35 @@ vlm::IScreeningResults* CFeatureSelectionTemplate::GetScreeningResults() {
 }
 
 int CFeatureSelectionTemplate::ResponseCount(int responseKind) const {
-  if (responseKind == kBinaryKind) return binaryResponseCount;
-  return responseKind == kCategoricalKind ? categoricalResponseCount : continuousResponseCount;
+  if (responseKind == vlm::kBinaryResponse) return binaryResponseCount;
+  return responseKind == vlm::kCategoricalResponse ? categoricalResponseCount : continuousResponseCount;
 }
 
 int CFeatureSelectionTemplate::ResponseVariable(int responseKind) const {
-  const std::vector<int>& responses = responseKind == kBinaryKind        ? binaryResponses
-                                      : responseKind == kCategoricalKind ? categoricalResponses
-                                                                         : continuousResponses;
+  const std::vector<int>& responses = responseKind == vlm::kBinaryResponse        ? binaryResponses
+                                      : responseKind == vlm::kCategoricalResponse ? categoricalResponses
+                                                                                  : continuousResponses;
   return responses.empty() ? 0 : responses.front();
 }
 
 const std::string& CFeatureSelectionTemplate::ResponseName(int responseKind) const {
-  if (responseKind == kBinaryKind) return binaryResponseName;
-  return responseKind == kCategoricalKind ? categoricalResponseName : continuousResponseName;
+  if (responseKind == vlm::kBinaryResponse) return binaryResponseName;
+  return responseKind == vlm::kCategoricalResponse ? categoricalResponseName : continuousResponseName;
 }
 
 std::vector<PredSummary>& CFeatureSelectionTemplate::Results(int responseKind) {
-  if (responseKind == kBinaryKind) return binaryResults;
-  return responseKind == kCategoricalKind ? categoricalResults : continuousResults;
+  if (responseKind == vlm::kBinaryResponse) return binaryResults;
+  return responseKind == vlm::kCategoricalResponse ? categoricalResults : continuousResults;
 }
 
 std::vector<PredSummary>& CFeatureSelectionTemplate::Failed(int responseKind) {
-  if (responseKind == kBinaryKind) return binaryFailed;
-  return responseKind == kCategoricalKind ? categoricalFailed : continuousFailed;
+  if (responseKind == vlm::kBinaryResponse) return binaryFailed;
+  return responseKind == vlm::kCategoricalResponse ? categoricalFailed : continuousFailed;
 }
 
 std::vector<int>& CFeatureSelectionTemplate::Order(int responseKind) {
-  if (responseKind == kBinaryKind) return binaryOrder;
-  return responseKind == kCategoricalKind ? categoricalOrder : continuousOrder;
+  if (responseKind == vlm::kBinaryResponse) return binaryOrder;
+  return responseKind == vlm::kCategoricalResponse ? categoricalOrder : continuousOrder;
 }
 
 std::span<const double> CFeatureSelectionTemplate::FactorCodes(std::size_t predictorIndex) const {
@@ -80,18 +80,18 @@ std::string CFeatureSelectionTemplate::IntervalSeparator() {
   return decimal.size() != 1 || decimal == "." ? "," : ";";
 }
 
-void CFeatureSelectionTemplate::CopyAnalysisSelCondsAndWeights(vlm::IHostAnalysis& source,
-                                                               vlm::IHostAnalysis& target) {
+void CFeatureSelectionTemplate::CopyAnalysisSelCondsAndWeights(vlm::IProcedure& source,
+                                                               vlm::IProcedure& target) {
   SetCaseSelection(target, vlmfsl::GetCaseSelection(source));
   if (target.SetCaseWeight(source.GetCaseWeight()) != 0) {
     throw HostCallError(TextOf([&](vlm::ITextSink* sink) { target.GetError(sink); }));
   }
 }
 
-Ref<vlm::IHostAnalysis> CFeatureSelectionTemplate::CreateStatisticsAnalysis(PredSummary& record,
-                                                                            int analysisId) {
-  auto analysis = CreateHostAnalysis(*record.workSheet, analysisId);
-  const auto own = CreateHostAnalysis(Host(), vlm::kCallingAnalysis);
+Ref<vlm::IProcedure> CFeatureSelectionTemplate::CreateStatisticsProcedure(PredSummary& record,
+                                                                          int analysisId) {
+  auto analysis = CreateProcedure(*record.workSheet, analysisId);
+  const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);
   CopyAnalysisSelCondsAndWeights(*own, *analysis);
   return analysis;
 }

@@ -15,11 +15,11 @@ struct SortKey {
 
 SortKey KeyOf(const ScreeningState& state, int responseKind) {
   switch (responseKind) {
-    case kBinaryKind:
+    case vlm::kBinaryResponse:
       if (state.binarySort == kSortByGini) return {&PredSummary::giniAfter, true};
       if (state.binarySort == kSortByInformationValue) return {&PredSummary::informationValue, false};
       return {nullptr, true};
-    case kCategoricalKind:
+    case vlm::kCategoricalResponse:
       if (state.categoricalSort == kSortByChiSquareP) return {&PredSummary::chiSquareP, true};
       return {&PredSummary::chiSquare, false};
     default:
@@ -48,9 +48,9 @@ void CFeatureSelectionTemplate::SortPredictors() {
       order[i] = positions[sortKey.smallestFirst ? count - 1 - i : i] - 1;
     }
   };
-  if (binaryResponseCount > 0) sortKind(kBinaryKind);
-  if (categoricalResponseCount > 0) sortKind(kCategoricalKind);
-  if (continuousResponseCount > 0) sortKind(kContinuousKind);
+  if (binaryResponseCount > 0) sortKind(vlm::kBinaryResponse);
+  if (categoricalResponseCount > 0) sortKind(vlm::kCategoricalResponse);
+  if (continuousResponseCount > 0) sortKind(vlm::kContinuousResponse);
 }
 
 }  // namespace vlmfsl

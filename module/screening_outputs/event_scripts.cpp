@@ -210,7 +210,7 @@ std::string CFeatureSelectionTemplate::BinConditionsForBox(PredSummary& record) 
 vlm::ISpreadsheet& CFeatureSelectionTemplate::BinStatistics(PredSummary& record) {
   if (record.binStatistics) return *record.binStatistics;
   // On the run's cases, which are those of the work sheet, and its weights.
-  const auto breakdown = CreateHostAnalysis(*record.workSheet, vlm::kBreakdownAnalysis);
+  const auto breakdown = CreateProcedure(*record.workSheet, vlm::kBreakdownProcedure);
   if (breakdown->SetCaseWeight(caseWeight) != 0) {
     throw HostCallError(TextOf([&](vlm::ITextSink* sink) { breakdown->GetError(sink); }));
   }
@@ -218,7 +218,7 @@ vlm::ISpreadsheet& CFeatureSelectionTemplate::BinStatistics(PredSummary& record)
   SetVariableList(*breakdown, "2 | 3");
   Run(*breakdown);
   record.binStatistics = GetResult(*breakdown, vlm::kBreakdownResult);
-  record.RestSheets();
+  record.EvictSheets();
   return *record.binStatistics;
 }
 

@@ -70,12 +70,12 @@ class GraphWriter {
 template <typename Make>
 [[nodiscard]] Ref<vlm::IGraph> ShownGraph(CFeatureSelectionTemplate& analysis, PredSummary& record,
                                           Make&& make) {
-  struct RestAtEnd {
+  struct EvictAtEnd {
     PredSummary& record;
-    ~RestAtEnd() { record.RestSheets(); }
+    ~EvictAtEnd() { record.EvictSheets(); }
   };
   try {
-    const RestAtEnd rest{record};
+    const EvictAtEnd rest{record};
     return make();
   } catch (const HostCallError&) {
     analysis.ShowMessage(kTextFatalError);

@@ -30,8 +30,8 @@ std::span<const ImportanceColumn> ImportanceColumns(int responseKind) {
                                               ImportanceColumn{kTextPValue, &PredSummary::chiSquareP}};
   static constexpr std::array kContinuous = {ImportanceColumn{kTextRSquared, &PredSummary::rSquared},
                                              ImportanceColumn{kTextFStatistic, &PredSummary::fStatistic}};
-  if (responseKind == kBinaryKind) return kBinary;
-  if (responseKind == kCategoricalKind) return kCategorical;
+  if (responseKind == vlm::kBinaryResponse) return kBinary;
+  if (responseKind == vlm::kCategoricalResponse) return kCategorical;
   return kContinuous;
 }
 

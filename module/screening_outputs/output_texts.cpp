@@ -51,9 +51,9 @@ std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId) {
 }
 
 std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind) {
-  return RequiredText(analysis, responseKind == kBinaryKind        ? kTextBinaryResponse
-                                : responseKind == kCategoricalKind ? kTextCategoricalResponse
-                                                                   : kTextContinuousResponse);
+  return RequiredText(analysis, responseKind == vlm::kBinaryResponse        ? kTextBinaryResponse
+                                : responseKind == vlm::kCategoricalResponse ? kTextCategoricalResponse
+                                                                            : kTextContinuousResponse);
 }
 
 std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record) {

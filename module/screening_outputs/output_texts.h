@@ -34,7 +34,8 @@ namespace vlmfsl {
 // The best predictors of each response kind, best first, at most count of each: binary, continuous, categorical.
 [[nodiscard]] std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind,
                                                        int count);
-inline constexpr int kKindsInOutputOrder[] = {kBinaryKind, kContinuousKind, kCategoricalKind};
+inline constexpr int kKindsInOutputOrder[] = {vlm::kBinaryResponse, vlm::kContinuousResponse,
+                                              vlm::kCategoricalResponse};
 
 // A text as it stands inside the quotation marks of an event script: quotation marks are doubled.
 [[nodiscard]] std::string ScriptText(std::string_view text);

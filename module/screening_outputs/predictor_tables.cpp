@@ -96,7 +96,7 @@ Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, i
   const std::vector<PredSummary>& results = analysis.Results(responseKind);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   const PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
-  const bool breakdown = responseKind == kContinuousKind;
+  const bool breakdown = responseKind == vlm::kContinuousResponse;
   const Ref<vlm::ISpreadsheet>& sheet = breakdown ? record.breakdown : record.summaryCrosstab;
   if (!sheet) return {};
   std::string title =
@@ -107,12 +107,12 @@ Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, i
   }
   SetTitle(*sheet, title);
   sheet->Show();
-  if (responseKind == kCategoricalKind) ShowFurtherCrosstabs(record, title);
+  if (responseKind == vlm::kCategoricalResponse) ShowFurtherCrosstabs(record, title);
   return sheet;
 }
 
 Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis, int predictorIndex) {
-  std::vector<PredSummary>& results = analysis.Results(kBinaryKind);
+  std::vector<PredSummary>& results = analysis.Results(vlm::kBinaryResponse);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
   if (!record.uniqueValues) return {};
@@ -135,7 +135,7 @@ Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis
   nameColumn(kShareColumn,
              FormatText(RequiredText(analysis, kTextInPercent), {RequiredText(analysis, kTextEmpiricalCdf)}));
   FillDistribution(values, *table);
-  record.RestSheets();
+  record.EvictSheets();
   constexpr std::string_view kPercentFormat = "0.00";
   for (const int column : {kUniqueRateColumn, kShareColumn}) {
     table->SetColumnFormat(column, kPercentFormat.data(), LengthOf(kPercentFormat));

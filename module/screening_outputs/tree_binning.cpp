@@ -75,7 +75,7 @@ const NodeRow* FindParent(const std::vector<NodeRow>& rows, int node, bool& isLe
   return nullptr;
 }
 
-std::map<int, double> ReadSplitConstants(vlm::IHostAnalysis& tree, const std::vector<NodeRow>& rows) {
+std::map<int, double> ReadSplitConstants(vlm::IProcedure& tree, const std::vector<NodeRow>& rows) {
   std::map<int, double> constants;
   for (const NodeRow& row : rows) {
     if (row.splits) constants[row.node] = GetResult(tree, vlm::kTreeNodeResult, row.node)->GetValue(1, 2);
@@ -123,7 +123,7 @@ std::vector<Leaf> LevelLeaves(const std::vector<NodeRow>& rows) {
 int CountNodes(const Ref<vlm::ISpreadsheet>& summary) { return summary ? summary->GetRowCount() : 0; }
 
 // Runs the tree with its smallest nodes at least this size. Returns its summary, null when there is none.
-Ref<vlm::ISpreadsheet> RunTree(vlm::IHostAnalysis& tree, int leastCases) {
+Ref<vlm::ISpreadsheet> RunTree(vlm::IProcedure& tree, int leastCases) {
   SetOption(tree, vlm::kLeastCasesToSplitOption, leastCases);
   SetOption(tree, vlm::kLeastCasesInChildOption, leastCases);
   if (tree.Run() != 0) return {};
@@ -134,14 +134,14 @@ Ref<vlm::ISpreadsheet> RunTree(vlm::IHostAnalysis& tree, int leastCases) {
 
 // Sets up the tree: variables, codes, kind, and the case selection with the cases without the predictor left
 // out. Returns the selection of the screening itself.
-CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IHostAnalysis& tree, const PredSummary& record) {
+CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, const PredSummary& record) {
   const bool continuous = record.predictorKind == kContinuousPredictor;
   const std::string predictor = std::to_string(record.predictorVariable);
   const std::string response = std::to_string(record.responseVariable);
   SetVariableList(
       tree, continuous ? " " + response + " | | " + predictor : " " + response + " | " + predictor + " | ");
 
-  const auto own = CreateHostAnalysis(Host(), vlm::kCallingAnalysis);
+  const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);
   CopyAnalysisSelCondsAndWeights(*own, tree);
   CaseSelection selection = vlmfsl::GetCaseSelection(tree);
   CaseSelection treeSelection = selection;
@@ -159,9 +159,9 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IHostAnalysis& tree, c
   SetCaseSelection(tree, treeSelection);
 
   SetOption(tree, vlm::kRegressionTreeOption, static_cast<unsigned>(record.responseKind) - 1u > 1u ? 1 : 0);
-  if (record.responseKind == kBinaryKind)
+  if (record.responseKind == vlm::kBinaryResponse)
     SetResponseCodes(tree, CodeText(goodCode) + " " + CodeText(badCode));
-  if (record.responseKind == kCategoricalKind) SetResponseCodes(tree, CodeList(responseCodes));
+  if (record.responseKind == vlm::kCategoricalResponse) SetResponseCodes(tree, CodeList(responseCodes));
   if (!continuous) {
     const auto place =
         std::find(categoricalPredictors.begin(), categoricalPredictors.end(), record.predictorVariable);
@@ -172,7 +172,7 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IHostAnalysis& tree, c
 }
 
 int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record) {
-  const auto tree = CreateHostAnalysis(Host(), vlm::kTreeAnalysis);
+  const auto tree = CreateProcedure(Host(), vlm::kTreeProcedure);
   const CaseSelection selection = PrepareTree(*tree, record);
   int leastCases = static_cast<int>(std::floor(kLeastShareOfCases * Services().GetNbCases()));
   if (leastCases <= 1) leastCases = 1;
@@ -204,11 +204,12 @@ int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow,
 }
 
 // Reads the bins of the tree, and makes the work sheet with the coded predictor.
-void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const CaseSelection& selection,
+void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& tree, const CaseSelection& selection,
                                               PredSummary& record) {
   const auto structure = GetResult(tree, vlm::kTreeStructureResult);
-  const int classCount = record.responseKind == kBinaryKind ? 2 : static_cast<int>(responseCodes.size());
-  const StructureColumns columns(record.responseKind == kContinuousKind ? 5 : classCount + 4);
+  const int classCount =
+      record.responseKind == vlm::kBinaryResponse ? 2 : static_cast<int>(responseCodes.size());
+  const StructureColumns columns(record.responseKind == vlm::kContinuousResponse ? 5 : classCount + 4);
   const std::vector<NodeRow> rows = ReadStructure(*structure, columns);
 
   std::vector<Leaf> leaves;
@@ -238,7 +239,7 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const Ca
   const std::string description = ResponseKindText(*this, record.responseKind);
   record.workSheet->SetColumnName(kCodedColumn, name.data(), LengthOf(name));
   record.workSheet->SetColumnLongName(kCodedColumn, description.data(), LengthOf(description));
-  if (record.responseKind == kBinaryKind) {
+  if (record.responseKind == vlm::kBinaryResponse) {
     // Statistics ask for the codes by these texts, and find their cases by them.
     constexpr int kResponseColumn = 2;
     const auto label = [&](double code, const std::string& text) {
@@ -256,10 +257,10 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IHostAnalysis& tree, const Ca
 int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record) {
   int status = kFailed;
   switch (record.responseKind) {
-    case kBinaryKind:
+    case vlm::kBinaryResponse:
       status = BinarySummaryAnalysis(parentWindow, record);
       break;
-    case kCategoricalKind:
+    case vlm::kCategoricalResponse:
       status = CategoricalSummaryAnalysis(parentWindow, record);
       break;
     default:
@@ -268,7 +269,7 @@ int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindo
   }
   if (status != kOk) return status;
   try {
-    if (record.responseKind != kContinuousKind) ComputeAssociation(record);
+    if (record.responseKind != vlm::kContinuousResponse) ComputeAssociation(record);
     ComputeBasicStatsForCovariate(record);
     return kOk;
   } catch (const HostCallError& error) {

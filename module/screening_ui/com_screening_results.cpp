@@ -41,14 +41,14 @@ int KindOfMember(int dispatchId) {
     case kDispBinaryPredictorString:
     case kDispBinaryImportance:
     case kDispBinaryCrosstab:
-      return kBinaryKind;
+      return vlm::kBinaryResponse;
     case kDispCategoricalPredictor:
     case kDispCategoricalPredictorString:
     case kDispCategoricalImportance:
     case kDispCategoricalCrosstab:
-      return kCategoricalKind;
+      return vlm::kCategoricalResponse;
     default:
-      return kContinuousKind;
+      return vlm::kContinuousResponse;
   }
 }
 

@@ -22,8 +22,9 @@ namespace vlmfsl {
 namespace {
 
 int DropDownOf(int responseKind) {
-  if (responseKind == kBinaryKind) return kControlBinaryPredictor;
-  return responseKind == kCategoricalKind ? kControlCategoricalPredictor : kControlContinuousPredictor;
+  if (responseKind == vlm::kBinaryResponse) return kControlBinaryPredictor;
+  return responseKind == vlm::kCategoricalResponse ? kControlCategoricalPredictor
+                                                   : kControlContinuousPredictor;
 }
 
 struct GraphButton {
@@ -33,13 +34,15 @@ struct GraphButton {
 };
 
 constexpr GraphButton kGraphButtons[] = {
-    {kControlBinaryDistribution, kBinaryKind, &CFeatureSelectionTemplate::BinaryCDFGraph},
-    {kControlBinaryDefaultRates, kBinaryKind, &CFeatureSelectionTemplate::BinaryDefaultRateGraph},
-    {kControlBoxPlot, kContinuousKind, &CFeatureSelectionTemplate::ContinuousBoxPlot},
-    {kControlMeanDiamonds, kContinuousKind, &CFeatureSelectionTemplate::ContinuousOverlaidScatter},
-    {kControlInteractionPlot, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalInteractionPlot},
-    {kControlCategorizedHistograms, kCategoricalKind, &CFeatureSelectionTemplate::CategoricalHistograms},
-    {kControlHistograms3D, kCategoricalKind, &CFeatureSelectionTemplate::Categorical3DHistogram},
+    {kControlBinaryDistribution, vlm::kBinaryResponse, &CFeatureSelectionTemplate::BinaryCDFGraph},
+    {kControlBinaryDefaultRates, vlm::kBinaryResponse, &CFeatureSelectionTemplate::BinaryDefaultRateGraph},
+    {kControlBoxPlot, vlm::kContinuousResponse, &CFeatureSelectionTemplate::ContinuousBoxPlot},
+    {kControlMeanDiamonds, vlm::kContinuousResponse, &CFeatureSelectionTemplate::ContinuousOverlaidScatter},
+    {kControlInteractionPlot, vlm::kCategoricalResponse,
+     &CFeatureSelectionTemplate::CategoricalInteractionPlot},
+    {kControlCategorizedHistograms, vlm::kCategoricalResponse,
+     &CFeatureSelectionTemplate::CategoricalHistograms},
+    {kControlHistograms3D, vlm::kCategoricalResponse, &CFeatureSelectionTemplate::Categorical3DHistogram},
 };
 
 // Why a save action did not do what it was asked for, one sentence.
@@ -235,7 +238,7 @@ CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsD
 }
 
 void CFeatureSelectionTemplateResultsDialog::MakeDistributionTable() {
-  const int index = ChosenIndex(kBinaryKind);
+  const int index = ChosenIndex(vlm::kBinaryResponse);
   if (index >= 0) (void)ShowDistributionTable(Screening(), index);
 }
 
@@ -254,32 +257,32 @@ void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
       MakeSummary();
       return;
     case kControlBinaryImportance:
-      MakeImportance(kBinaryKind);
+      MakeImportance(vlm::kBinaryResponse);
       return;
     case kControlContinuousImportance:
-      MakeImportance(kContinuousKind);
+      MakeImportance(vlm::kContinuousResponse);
       return;
     case kControlCategoricalImportance:
-      MakeImportance(kCategoricalKind);
+      MakeImportance(vlm::kCategoricalResponse);
       return;
     case kControlBinaryCrosstab:
-      MakePredictorTable(kBinaryKind);
+      MakePredictorTable(vlm::kBinaryResponse);
       return;
     case kControlBinaryDistribution:
       if (MakeGraph(controlId)) MakeDistributionTable();
       return;
     case kControlCategoricalCrosstab:
-      MakePredictorTable(kCategoricalKind);
+      MakePredictorTable(vlm::kCategoricalResponse);
       return;
     case kControlBreakdown:
-      MakePredictorTable(kContinuousKind);
+      MakePredictorTable(vlm::kContinuousResponse);
       return;
     case kControlBinaryPredictor:
     case kControlContinuousPredictor:
     case kControlCategoricalPredictor: {
-      const int kind = controlId == kControlBinaryPredictor       ? kBinaryKind
-                       : controlId == kControlContinuousPredictor ? kContinuousKind
-                                                                  : kCategoricalKind;
+      const int kind = controlId == kControlBinaryPredictor       ? vlm::kBinaryResponse
+                       : controlId == kControlContinuousPredictor ? vlm::kContinuousResponse
+                                                                  : vlm::kCategoricalResponse;
       chosen_[static_cast<std::size_t>(kind)] = std::max(Window()->GetSelectedDropDownItem(controlId), 0);
       ShowPage(kind);
       return;

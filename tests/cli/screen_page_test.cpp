@@ -148,7 +148,7 @@ TEST(ScreenPage, ShowsClassesInPercent) {
 TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
   ScreenReport report;
   ScreenDocuments documents;
-  for (const vlm::ScreeningResponse kind :
+  for (const vlm::ResponseKind kind :
        {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
     ScreenedResponse& response = report.responses.emplace_back();
     response.kind = kind;

@@ -9,7 +9,7 @@
 #include "contract/screening_results.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/scripted_analysis_host.h"
-#include "workbench/analyses/host_analyses.h"
+#include "workbench/procedures/host_procedures.h"
 #include "workbench/session/document_adapters.h"
 
 namespace vlmfsl::testing {
@@ -54,7 +54,7 @@ class Driver {
       table_.columns.push_back(column);
     }
     home_->workbook = std::make_shared<velmora::Workbook>();
-    velmora::HostAnalysesEnvironment environment;
+    velmora::ProcedureEnvironment environment;
     environment.table = [this]() -> const velmora::Table& { return table_; };
     environment.selection = [](std::string&, std::string&) {};
     environment.weightVariable = [] { return 0; };
@@ -62,9 +62,9 @@ class Driver {
       if (++sheetsMade == failAtSheet) throw std::runtime_error("no sheet");
       return velmora::MakeSpreadsheet(home_, std::move(sheet));
     };
-    analyses_ = std::make_unique<velmora::HostAnalyses>(std::move(environment));
+    analyses_ = std::make_unique<velmora::HostProcedures>(std::move(environment));
     analyses_->Settings().pruneTrees = false;
-    host.hostAnalyses = [this](int id) { return analyses_->Create(id); };
+    host.procedures = [this](int id) { return analyses_->Create(id); };
     host.input.distinctValues = {0, 1};  // of the flag
     host.engine.Fail(faults);
     analysis.Step(100);
@@ -128,7 +128,7 @@ class Driver {
   LoadedModule module_;
   velmora::Table table_;
   std::shared_ptr<velmora::DocumentHome> home_ = std::make_shared<velmora::DocumentHome>();
-  std::unique_ptr<velmora::HostAnalyses> analyses_;
+  std::unique_ptr<velmora::HostProcedures> analyses_;
 
  public:
   AnalysisUnderTest analysis;
@@ -191,7 +191,7 @@ TEST(ScreeningDriver, CancellingLeavesNoResults) {
 
 TEST(ScreeningDriver, AHostWithoutTreesEndsTheRunWithAMessage) {
   Driver driver;
-  driver.host.hostAnalyses = nullptr;
+  driver.host.procedures = nullptr;
   driver.Run("2|||| 3");
   EXPECT_THAT(driver.host.messages, ElementsAre(kUnable));
   EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");

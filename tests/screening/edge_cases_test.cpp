@@ -60,7 +60,7 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ScreeningSession run(Twelve(row.x), row.decimal);
-    run.session.AnalysisSettings().ownBins[2].cutPoints = row.cuts;
+    run.session.AnalysisSettings().userBins[2].cutPoints = row.cuts;
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
     EXPECT_EQ(run.Labels(kBinary, 0), row.labels);
     // Every case lies in the bin that its value asks for.
@@ -70,7 +70,7 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
 
 TEST(ScreeningStatistics, ABinWithoutOneCodeAddsNothingToTheInformationValue) {
   ScreeningSession run(Twelve(kRising, {0, 0, 0, 0, 1, 0, 1, 0, 1, 1, 0, 1}));
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 8.5};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {4.5, 8.5};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   const vlm::ScreeningBin empty = run.Bin(kBinary, 0, 0);
   EXPECT_EQ(empty.good, 0);
@@ -125,7 +125,7 @@ TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
     first = end;
   }
   ScreeningSession run(MakeTable({MakeColumn("flag", flag), MakeColumn("x", x)}));
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {0.5};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {0.5};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, expected, 1e-12);
 }
@@ -155,7 +155,7 @@ TEST(ScreeningData, KeptOrdersChangeNoFigure) {
     std::vector<double> found;
     for (int go = 0; go < 2; ++go) {
       EXPECT_TRUE(run.Run(wanted));
-      for (int response = 0; response < vlm::kScreeningResponseCount; ++response) {
+      for (int response = 0; response < vlm::kResponseKindCount; ++response) {
         for (int p = 0; p < 5; ++p) {
           const vlm::ScreeningPredictor one = run.Predictor(response, p);
           found.insert(found.end(), {one.informationValue, one.giniBefore, one.chiSquare, one.rSquared,
@@ -178,7 +178,7 @@ TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
   {
     ScreeningSession run(table);
     run.session.SelectCases("part < 3", "part = 2");
-    run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 10.5};
+    run.session.AnalysisSettings().userBins[2].cutPoints = {4.5, 10.5};
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
     EXPECT_THAT(run.face.notices, ElementsAre(HasSubstr("exclusion")));
     // The bin above 10.5 comes from excluded cases alone.
@@ -191,7 +191,7 @@ TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
   {
     ScreeningSession run(std::move(table));
     run.session.SelectCases("part = 1", "");
-    run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5, 10.5};
+    run.session.AnalysisSettings().userBins[2].cutPoints = {4.5, 10.5};
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
     EXPECT_THAT(run.CutPoints(kBinary, 0), ElementsAre(4.5));
   }
@@ -202,7 +202,7 @@ TEST(ScreeningWeights, CountsAreWeightedAndTheUniqueValuesAreNot) {
   table.columns.push_back(MakeColumn("w", {1, 1, 1, 5, 1, 1, 1, 1, 1, 1, 0, kMissing}));
   ScreeningSession run(std::move(table));
   run.session.WeightBy(3);
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {1.5};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {1.5};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   const vlm::ScreeningBin first = run.Bin(kBinary, 0, 0);
   EXPECT_EQ(first.bad, 3);
@@ -220,7 +220,7 @@ TEST(ScreeningWeights, LargeSumsKeepTheirRates) {
   table.columns.push_back(MakeColumn("w", std::vector<double>(12, 1e9)));
   ScreeningSession run(std::move(table));
   run.session.WeightBy(3);
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {3.5};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {3.5};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   EXPECT_DOUBLE_EQ(run.Bin(kBinary, 0, 0).percentValidN, 25);
   EXPECT_EQ(run.Predictor(kBinary, 0).validN, std::numeric_limits<int>::max());
@@ -258,7 +258,7 @@ TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
     for (const double code : table.columns[0].values) halves.push_back(code == 1 ? 1.5 : 0.25);
     table.columns.push_back(MakeColumn("halves", halves));
     ScreeningSession run(std::move(table));
-    run.session.AnalysisSettings().ownBins[2].cutPoints = {6.5};
+    run.session.AnalysisSettings().userBins[2].cutPoints = {6.5};
     EXPECT_EQ(run.Run(row.wanted), row.messages.empty());
     EXPECT_EQ(run.face.messages, row.messages);
     if (row.messages.empty()) {
@@ -287,7 +287,7 @@ TEST(ScreeningCodes, LabelsOfSeveralCodesMixNothingUp) {
     Table table = Twelve(kRising, {3, 3, 3, 1, 3, 2, 1, 1, 3, 1, 1, 1});
     table.columns[0].labels = row.labels;
     ScreeningSession run(std::move(table));
-    run.session.AnalysisSettings().ownBins[2].cutPoints = {6.5};
+    run.session.AnalysisSettings().userBins[2].cutPoints = {6.5};
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2", .good = "1", .bad = "3"}));
     EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 0, sink); }),
               row.badText);
@@ -320,7 +320,7 @@ TEST(ScreeningData, PredictorsThatCannotBeBinnedSayWhy) {
 // Sheets that were made before other data came show what they showed.
 TEST(ScreeningData, ResultsKeepTheDataThatTheyWereMadeFrom) {
   ScreeningSession run(Twelve(kRising));
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {4.5};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {4.5};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   AutomationClient sheet = run.session.ResultsDialog().GetObject("BinaryResponseCrosstabulation");
   const double bad = sheet.Get("Value", {1, 2}).AsReal();

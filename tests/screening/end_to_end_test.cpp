@@ -226,7 +226,7 @@ TEST(Screening, KnownFiguresOfCreditData) {
   const int risk = numberOf("risk"), duration = numberOf("duration_months"),
             checking = numberOf("checking_account");
   ScreeningSession run(std::move(table));
-  run.session.AnalysisSettings().ownBins[duration].cutPoints = {31.5, 15.5, 900};
+  run.session.AnalysisSettings().userBins[duration].cutPoints = {31.5, 15.5, 900};
   ASSERT_TRUE(run.Run({.binaryResponse = std::to_string(risk),
                        .categorical = std::to_string(checking),
                        .continuous = std::to_string(duration),

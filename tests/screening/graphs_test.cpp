@@ -94,7 +94,7 @@ TEST(ScreeningGraphs, DefaultRatesAreSegmentsRowByRow) {
     ScreeningSession run(table);
     if (row.weighted) run.session.WeightBy(6);
     if (row.withoutMiddle) run.session.SelectCases("", kMiddle);
-    run.session.AnalysisSettings().ownBins[2].cutPoints = row.cuts;
+    run.session.AnalysisSettings().userBins[2].cutPoints = row.cuts;
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
     const vlm::ScreeningPredictor predictor = run.Predictor(vlm::kBinaryResponse, 0);
     const Graph* graph = Make(run, "BinaryResponseDefaultRateGraph");
@@ -188,7 +188,7 @@ TEST(ScreeningGraphs, TitlesTellResponsePredictorAndSelection) {
 TEST(ScreeningGraphs, DistributionDrawsDensityRatesAndCumulativeShare) {
   const Table table = Cases(400);
   ScreeningSession run(table);
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {20.5, 70};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {20.5, 70};
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   const Graph* graph = Make(run, "BinaryResponseDistributionGraph");
   ASSERT_NE(graph, nullptr);
@@ -303,7 +303,7 @@ TEST(ScreeningGraphs, BoxesAndDiamondsHoldTheOrderStatisticsOfTheirBins) {
   ScreeningSession run(table);
   run.session.WeightBy(6);
   run.session.SelectCases("", kMiddle);
-  run.session.AnalysisSettings().ownBins[2].cutPoints = {30, 60, 75};
+  run.session.AnalysisSettings().userBins[2].cutPoints = {30, 60, 75};
   ASSERT_TRUE(run.Run({.continuousResponse = "4", .continuous = "2"}));
   const Graph* boxPlot = Make(run, "ContinuousResponseBoxPlot");
   ASSERT_NE(boxPlot, nullptr);
@@ -394,7 +394,7 @@ TEST(ScreeningGraphs, ClassCountsAreLinesPanelsAndBarsInSpace) {
     run.session.WeightBy(6);
     run.session.SelectCases("", kMiddle);
     const std::vector<double> cuts = {30, 60, 66};
-    run.session.AnalysisSettings().ownBins[2].cutPoints = cuts;
+    run.session.AnalysisSettings().userBins[2].cutPoints = cuts;
     ASSERT_TRUE(run.Run({.categoricalResponse = "5", .continuous = "2"}));
     std::vector<std::vector<double>> counts(4, std::vector<double>(static_cast<std::size_t>(classCount)));
     for (std::size_t i = 0; i < 900; ++i) {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "tests/support/paths.h"
-#include "workbench/analyses/host_analyses.h"
 #include "workbench/data/readers.h"
+#include "workbench/procedures/host_procedures.h"
 #include "workbench/session/session.h"
 
 namespace velmora::testing {

@@ -23,7 +23,7 @@ using ::testing::UnorderedElementsAre;
 using velmora::testing::ScratchFolder;
 
 PredSummary Intervals() {
-  PredSummary record = ContinuousRecord("net \"x\"", kBinaryKind, {-1.5, 1.0 / 3}, -9, 9,
+  PredSummary record = ContinuousRecord("net \"x\"", vlm::kBinaryResponse, {-1.5, 1.0 / 3}, -9, 9,
                                         {"(-Inf, -1.5]", "(-1.5, 0.333333]", "(0.333333, Inf)"});
   record.lowerTexts = {"-Inf", "-1.5", "0.333333"};
   record.upperTexts = {"-1.5", "0.333333", "Inf"};
@@ -33,7 +33,7 @@ PredSummary Intervals() {
 // Codes 1 and 2 have labels, 3.5 has none, and 7 shares the label of 1.
 PredSummary Levels(Analysis& analysis) {
   analysis.host.input.labels = {{1, "say \"a\", b"}, {2, "zwölf"}, {7, "say \"a\", b"}};
-  PredSummary record(kCategoricalPredictor, 3, "group", kBinaryKind, 1, "risk");
+  PredSummary record(kCategoricalPredictor, 3, "group", vlm::kBinaryResponse, 1, "risk");
   record.levelNames = {"low", "the \"rest\""};
   record.binNodes = {2, 3};
   record.levelOf = {{1, 1}, {2, 0}, {3.5, 0}, {7, 1}};
@@ -59,7 +59,7 @@ TEST(BinConditions, RecodeFiles) {
             "[SelectionConditions\\Cond2]\nIgnore=0\nCondition=\"\"\"group\"\"=3.5\"\nValue=low\n"
             "[SelectionConditions\\Cond3]\nIgnore=0\nCondition=\"\"\"group\"\"=7\"\nValue=the \"rest\"\n"
             "\n");
-  const PredSummary one = ContinuousRecord("x", kBinaryKind, {2}, 0, 4, {"a", "b"});
+  const PredSummary one = ContinuousRecord("x", vlm::kBinaryResponse, {2}, 0, 4, {"a", "b"});
   EXPECT_EQ(
       RecodeConditions(analysis.screening, one),
       "[SelectionConditions]\nConditionSize=2\n"
@@ -116,7 +116,7 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   screening.binaryResponseName = "risk";
   screening.binaryResponseCount = 1;
   PredSummary again = Intervals();
-  again.responseKind = kContinuousKind;
+  again.responseKind = vlm::kContinuousResponse;
   again.responseName = "amount";
   again.rSquared = 0.25;
   again.fStatistic = vlm::kMissingValue;

@@ -22,7 +22,8 @@ const double kTenth = 0.1 + 0.2;  // needs all 16 digits: 3.000000000000000e-01
 PredSummary BinaryRecord(Analysis& analysis, std::vector<double> cutPoints,
                          const std::vector<std::vector<double>>& rows) {
   std::vector<std::string> labels(cutPoints.size() + 1, "label");
-  PredSummary record = ContinuousRecord("x", kBinaryKind, std::move(cutPoints), -2, 9.5, std::move(labels));
+  PredSummary record =
+      ContinuousRecord("x", vlm::kBinaryResponse, std::move(cutPoints), -2, 9.5, std::move(labels));
   record.summaryCrosstab = analysis.Sheet(rows);
   record.badColumn = 2;
   record.goodColumn = 3;
@@ -70,7 +71,7 @@ const std::vector<std::vector<double>> kStatistics = {
 
 TEST(EventScripts, DiamondBlocksKeepNumbersThatTheScriptCanRead) {
   Analysis analysis(",");
-  PredSummary record = ContinuousRecord("x", kContinuousKind, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
+  PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
   record.binStatistics = analysis.Sheet(kStatistics);
   EXPECT_EQ(analysis.screening.BinConditionsForDiamond(record),
             "\r\nIf(x>5,000000000000000e-01 And x<=1,000000000000000e+00) Then \r\n"
@@ -92,7 +93,7 @@ TEST(EventScripts, DiamondBlocksKeepNumbersThatTheScriptCanRead) {
 
 TEST(EventScripts, BoxPlotScriptOfIntervals) {
   Analysis analysis;
-  PredSummary record = ContinuousRecord("x", kContinuousKind, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
+  PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
   record.binStatistics = analysis.Sheet(kStatistics);
   const std::string script = analysis.screening.BoxPlotEventCode(record);
   EXPECT_EQ(
@@ -126,7 +127,7 @@ TEST(EventScripts, BoxPlotScriptOfIntervals) {
 
 TEST(EventScripts, LevelsWithQuotesAndWithoutCases) {
   Analysis analysis;
-  PredSummary record(kCategoricalPredictor, 3, "group", kContinuousKind, 1, "risk");
+  PredSummary record(kCategoricalPredictor, 3, "group", vlm::kContinuousResponse, 1, "risk");
   record.levelNames = {"say \"a\", 5%s", "none", "zwölf\nzeilen"};
   record.binNodes = {2, 9, 4};
   record.binStatistics = analysis.Sheet(kStatistics);

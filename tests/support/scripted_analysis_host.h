@@ -430,7 +430,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::string weightFlags, automationError, decimalSeparator = ".";
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
-  std::function<vlm::IHostAnalysis*(int)> hostAnalyses;  // makes the host's own analyses; empty: it has none
+  std::function<vlm::IProcedure*(int)> procedures;  // makes the host's own analyses; empty: it has none
   bool hasWeight = false, weightAfterDialog = false, underAutomation = false, refuseDialogs = false;
   int refuseDocument = 0;  // the document with this number, counted from 1, cannot be made
 
@@ -529,8 +529,8 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     return 0;
   }
   vlm::IAutomationObject* GetApplication() override { return nullptr; }
-  vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {
-    return hostAnalyses ? hostAnalyses(analysisId) : nullptr;
+  vlm::IProcedure* CreateProcedure(int analysisId) override {
+    return procedures ? procedures(analysisId) : nullptr;
   }
 
  private:

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/cli/options.h"
 #include "workbench/data/table.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 

@@ -97,7 +97,7 @@ void ScriptReports::ReadCutPoints(const std::string& path) {
   choice.categoricalPredictors = ParseVariableList(session_.Data(), lists[3]);
   choice.continuousPredictors = ParseVariableList(session_.Data(), lists[4]);
   std::vector<std::string> notices;
-  session_.Notes().ownBins = std::make_shared<const OwnBinsByVariable>(
+  session_.Notes().userBins = std::make_shared<const UserBinsByVariable>(
       velmora::ReadCutPoints(path, session_.Data(), choice, notices));
   session_.Notes().cutPointsFile = path;
   for (const std::string& notice : notices) face_.Notice(notice);

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/data/table.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 

@@ -15,7 +15,7 @@ void* AllocateLarge(std::size_t byteCount) noexcept {
   if (byteCount < kLargePage) return AllocateAligned(kCacheLine, byteCount);
   const std::size_t rounded = (byteCount + kLargePage - 1) / kLargePage * kLargePage;
   void* const memory = AllocateAligned(kLargePage, rounded);
-  if (memory != nullptr) WishLargePages(memory, rounded);
+  if (memory != nullptr) AdviseHugePages(memory, rounded);
   return memory;
 }
 

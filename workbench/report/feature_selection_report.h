@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "contract/results.h"
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/data/table.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 

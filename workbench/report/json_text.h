@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/analysis_notes.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 

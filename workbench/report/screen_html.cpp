@@ -45,7 +45,7 @@ int DecimalsOf(const std::string& format) {
 }
 
 // The figures of a bin that people see.
-std::vector<ScreenBinColumn> ShownBinColumns(vlm::ScreeningResponse kind) {
+std::vector<ScreenBinColumn> ShownBinColumns(vlm::ResponseKind kind) {
   std::vector<ScreenBinColumn> shown;
   for (const ScreenBinColumn& column : BinColumnsOf(kind)) {
     if (column.format != nullptr) shown.push_back(column);
@@ -537,7 +537,7 @@ class ScreenPage {
     const auto term = [&](const char* name, const char* meaning) {
       body_ += std::string("<dt>") + name + "</dt><dd>" + meaning + "</dd>\n";
     };
-    const auto has = [&](vlm::ScreeningResponse kind) {
+    const auto has = [&](vlm::ResponseKind kind) {
       return std::any_of(report_.responses.begin(), report_.responses.end(),
                          [&](const ScreenedResponse& response) { return response.kind == kind; });
     };

@@ -24,7 +24,7 @@ std::string CasesText(const ScreenedCases& cases) {
   return GroupedDigits(cases.used) + " used" + left;
 }
 
-const char* ResponseKindName(vlm::ScreeningResponse kind) {
+const char* ResponseKindName(vlm::ResponseKind kind) {
   if (kind == vlm::kBinaryResponse) return "binary";
   return kind == vlm::kContinuousResponse ? "continuous" : "categorical";
 }
@@ -33,7 +33,7 @@ const char* PredictorKindName(const ScreenedPredictor& predictor) {
   return predictor.figures.categorical ? "categorical" : "continuous";
 }
 
-const std::vector<ScreenStatistic>& StatisticsOf(vlm::ScreeningResponse kind) {
+const std::vector<ScreenStatistic>& StatisticsOf(vlm::ResponseKind kind) {
   // The sort choices of a kind come first, in the order of their numbers.
   static const std::vector<ScreenStatistic> binary = {
       {"Gini", &Predictor::giniAfter, "0.0000"},
@@ -73,7 +73,7 @@ double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredicto
   return std::isfinite(strength) && !IsMissing(strength, kMissing) ? std::max(strength, 0.0) : 0;
 }
 
-const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ScreeningResponse kind) {
+const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ResponseKind kind) {
   static const std::vector<ScreenBinColumn> binary = {
       {"bad", "bad", &Bin::bad, ""},
       {"good", "good", &Bin::good, ""},

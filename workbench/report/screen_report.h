@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "contract/screening_results.h"
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/data/table.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 
@@ -51,7 +51,7 @@ struct ScreenedCases {
 std::string CasesText(const ScreenedCases& cases);
 
 struct ScreenedResponse {
-  vlm::ScreeningResponse kind = vlm::kBinaryResponse;
+  vlm::ResponseKind kind = vlm::kBinaryResponse;
   std::string name;
   vlm::ScreeningRun run{};
   ScreenedCases cases;
@@ -82,7 +82,7 @@ struct ScreenReport {
   }
 };
 
-const char* ResponseKindName(vlm::ScreeningResponse kind);          // "binary"...
+const char* ResponseKindName(vlm::ResponseKind kind);               // "binary"...
 const char* PredictorKindName(const ScreenedPredictor& predictor);  // "continuous" or "categorical"
 
 // A statistic of a response kind, as importance tables show it.
@@ -91,7 +91,7 @@ struct ScreenStatistic {
   double vlm::ScreeningPredictor::*value;
   const char* format;  // of ShownNumber; null: a probability
 };
-const std::vector<ScreenStatistic>& StatisticsOf(vlm::ScreeningResponse kind);
+const std::vector<ScreenStatistic>& StatisticsOf(vlm::ResponseKind kind);
 const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response);
 // How strong a predictor is by the sort choice, not negative, larger for better; bars are drawn of it.
 double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures);
@@ -104,7 +104,7 @@ struct ScreenBinColumn {
   const char* format;  // null: not shown on a terminal, which is narrow
 };
 // Empty for a categorical response, whose bins have counts alone.
-const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ScreeningResponse kind);
+const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ResponseKind kind);
 
 // The layout is documented in docs/json.md.
 std::string ScreenJson(const ScreenReport& report);

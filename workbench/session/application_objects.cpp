@@ -54,7 +54,7 @@ RunningAnalysis& StartAnalysis(SessionCore& core, int analysisId) {
            ".");
   }
   // A person's own bins are for one analysis: they speak of its predictors.
-  core.hostAnalyses->Settings().ownBins.clear();
+  core.procedures->Settings().userBins.clear();
   RunningAnalysis& running =
       core.Start(analysisId == kScreeningId ? module.MakeScreening() : module.MakeFeatureSelection());
   core.ThrowKept();
@@ -380,10 +380,10 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
        {Property(11, "PruneTrees", vlm::kAutomationInt,
                  "1: bins take back splits that are no better than chance"),
         [](Self& s, const Arguments&) {
-          return Variant(LockedCore(s.core_)->hostAnalyses->Settings().pruneTrees);
+          return Variant(LockedCore(s.core_)->procedures->Settings().pruneTrees);
         },
         [](Self& s, const Arguments& a) {
-          LockedCore(s.core_)->hostAnalyses->Settings().pruneTrees = a[0].AsInt() != 0;
+          LockedCore(s.core_)->procedures->Settings().pruneTrees = a[0].AsInt() != 0;
         }}});
   return table;
 }

@@ -367,10 +367,10 @@ int RunningAnalysis::CreateAnalysisDialog(vlm::IDialogClient* client, int templa
       1);
 }
 
-vlm::IHostAnalysis* RunningAnalysis::CreateHostAnalysis(int analysisId) {
+vlm::IProcedure* RunningAnalysis::CreateProcedure(int analysisId) {
   // Several analyses may be open: each has its own bins.
-  core_.hostAnalyses->Settings().analysisBins = notes_.ownBins;
-  return core_.hostAnalyses->Create(analysisId);
+  core_.procedures->Settings().analysisBins = notes_.userBins;
+  return core_.procedures->Create(analysisId);
 }
 
 void RunningAnalysis::Misbehaved(std::string_view sentence) {

@@ -81,7 +81,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
                        int pointCount, double* points, double* densities) override;
   int CreateAnalysisDialog(vlm::IDialogClient* client, int templateId) override;
   vlm::IAutomationObject* GetApplication() override { return core_.applicationObject.get(); }
-  vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override;
+  vlm::IProcedure* CreateProcedure(int analysisId) override;
 
   // --- DialogOwner
   void BeginCall() override { core_.BeginCall(); }

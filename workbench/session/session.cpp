@@ -115,7 +115,7 @@ vlm::IScreeningResults* Session::ScreeningResults() {
   return analysis == nullptr ? nullptr : analysis->Analysis().GetScreeningResults();
 }
 
-HostAnalysisSettings& Session::AnalysisSettings() { return state_->core->hostAnalyses->Settings(); }
+ProcedureSettings& Session::AnalysisSettings() { return state_->core->procedures->Settings(); }
 
 void Session::EndAnalysis() {
   state_->core->RequireThread();

@@ -25,10 +25,10 @@
 
 #include "contract/results.h"
 #include "contract/screening_results.h"
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/session/analysis_notes.h"
 #include "workbench/session/face.h"
 
 namespace velmora {
@@ -47,7 +47,7 @@ struct SessionOptions {
   std::string decimalSeparator = ".";
 };
 
-struct HostAnalysisSettings;
+struct ProcedureSettings;
 
 class Session {
  public:
@@ -89,8 +89,8 @@ class Session {
   void EndAnalysis();
 
   vlm::IScreeningResults* ScreeningResults();
-  // How the host's own analyses work: pruning, a person's own bins; see host_analyses.h.
-  HostAnalysisSettings& AnalysisSettings();
+  // How the host's own analyses work: pruning, a person's own bins; see host_procedures.h.
+  ProcedureSettings& AnalysisSettings();
 
   // Whether weights count as they are, or rounded, in the analysis started last. Throws AutomationError.
   void UseWeightsAsGiven(bool asGiven);

@@ -39,12 +39,12 @@ SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
 
 SessionCore::~SessionCore() {
   SetApplicationLog(nullptr);
-  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
 }
 
-void SessionCore::ConnectHostAnalyses() {
+void SessionCore::ConnectProcedures() {
   const std::weak_ptr<SessionCore> self = weak_from_this();
-  HostAnalysesEnvironment environment;
+  ProcedureEnvironment environment;
   // The first three are called while an analysis of this session asks, the others also later.
   environment.table = [this]() -> const Table& { return table; };
   environment.selection = [this](std::string& inclusion, std::string& exclusion) {
@@ -58,7 +58,7 @@ void SessionCore::ConnectHostAnalyses() {
   environment.notice = [self](std::string_view text) {
     if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
   };
-  hostAnalyses = std::make_unique<HostAnalyses>(std::move(environment));
+  procedures = std::make_unique<HostProcedures>(std::move(environment));
 }
 
 void SessionCore::Connect() {
@@ -98,7 +98,7 @@ void SessionCore::Connect() {
   inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
   inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
   applicationObject = ObjectReference::Adopt(MakeApplicationObject(self));
-  ConnectHostAnalyses();
+  ConnectProcedures();
 }
 
 void SessionCore::RequireThread() const {
@@ -156,7 +156,7 @@ RunningAnalysis* SessionCore::Latest() {
 void SessionCore::ReplaceTable(Table newTable) {
   RequireNoPass();
   // Sheets made from the old data keep them.
-  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
   recipe = {};
   selectionText = {};
@@ -204,7 +204,7 @@ void SessionCore::SetMissingCode(int variableNumber, const std::string& code) {
     ApplyMissingOption(changed, name + "=" + code);
   }
   InferMeasurements(changed);
-  if (hostAnalyses) hostAnalyses->ReleaseData(std::make_shared<const Table>(std::move(table)));
+  if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(changed);
   recipe.missingCodes.emplace_back(name, code);
   SelectCases(selectionText);

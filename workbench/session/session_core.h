@@ -9,13 +9,13 @@
 #include <thread>
 #include <vector>
 
-#include "workbench/analyses/analysis_notes.h"
-#include "workbench/analyses/host_analyses.h"
 #include "workbench/automation/document_objects.h"
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/language/selection.h"
+#include "workbench/procedures/host_procedures.h"
+#include "workbench/session/analysis_notes.h"
 #include "workbench/session/document_adapters.h"
 #include "workbench/session/face.h"
 #include "workbench/session/module_library.h"
@@ -60,7 +60,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // Values, selection, weights or the set of variables have changed: readers start afresh.
   void DataChanged() {
     ++dataVersion;
-    if (hostAnalyses) hostAnalyses->ForgetCaches();
+    if (procedures) procedures->ForgetCaches();
   }
   std::int64_t SelectedCaseCount() const { return selected ? selected->IncludedCount() : table.caseCount; }
   bool IsSelected(std::int64_t caseIndex) const { return !selected || selected->Contains(caseIndex); }
@@ -107,7 +107,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   DataRecipe recipe;  // of the table
   std::uint64_t dataVersion = 1;
 
-  std::unique_ptr<HostAnalyses> hostAnalyses;  // trees, tables and so on, which the module asks for
+  std::unique_ptr<HostProcedures> procedures;  // trees, tables and so on, which the module asks for
   std::shared_ptr<DocumentHome> home;
   std::shared_ptr<InputSpreadsheetAccess> inputAccess;
   ObjectReference inputObject;
@@ -115,7 +115,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::shared_ptr<ModuleLibrary> library;
   std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
 
-  void ConnectHostAnalyses();
+  void ConnectProcedures();
 
   int callDepth = 0;
   int automationDepth = 0;  // script calls being served

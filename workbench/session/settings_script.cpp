@@ -215,7 +215,7 @@ std::string SettingsScript(SessionCore& core, RunningAnalysis& analysis) {
                   .weight = core.weightVariable,
                   .analysis = isScreening ? kScreeningName : kFeatureSelectionName,
                   .useWeightsAsGiven = analysis.UsesWeightsAsGiven(),
-                  .pruneTrees = core.hostAnalyses->Settings().pruneTrees,
+                  .pruneTrees = core.procedures->Settings().pruneTrees,
                   .notes = analysis.Notes(),
                   .resultsSettings = analysis.SettingsOf(kResultsStep),
                   .outputs = {"print(analysis.Results(\"terminal\"), end=\"\")"}};

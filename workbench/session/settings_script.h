@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "workbench/analyses/analysis_notes.h"
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"
+#include "workbench/session/analysis_notes.h"
 
 namespace velmora {
 

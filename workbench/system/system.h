@@ -46,7 +46,7 @@ namespace velmora {
 [[nodiscard]] void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept;
 void FreeAligned(void* memory) noexcept;
 // Wishes for large pages under the block; a system without them leaves it as it is.
-void WishLargePages(void* memory, std::size_t byteCount) noexcept;
+void AdviseHugePages(void* memory, std::size_t byteCount) noexcept;
 
 // The analysis module's file name on this system.
 inline constexpr char kModuleFile[] =

@@ -60,7 +60,7 @@ void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {
 
 void FreeAligned(void* memory) noexcept { std::free(memory); }
 
-void WishLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t byteCount) noexcept {
+void AdviseHugePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t byteCount) noexcept {
 #ifdef MADV_HUGEPAGE
   madvise(memory, byteCount, MADV_HUGEPAGE);
 #endif

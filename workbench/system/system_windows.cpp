@@ -126,7 +126,7 @@ void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {
 void FreeAligned(void* memory) noexcept { _aligned_free(memory); }
 
 // Large pages are a right there that accounts are given one by one.
-void WishLargePages(void*, std::size_t) noexcept {}
+void AdviseHugePages(void*, std::size_t) noexcept {}
 
 void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error) {
   // What the library needs is looked for beside it too.

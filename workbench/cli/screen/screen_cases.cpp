@@ -6,7 +6,7 @@
 namespace velmora {
 namespace {
 
-int ResponseNumber(const ScreenChoice& choice, vlm::ScreeningResponse kind) {
+int ResponseNumber(const ScreenChoice& choice, vlm::ResponseKind kind) {
   if (kind == vlm::kBinaryResponse) return choice.binaryResponse;
   return kind == vlm::kContinuousResponse ? choice.continuousResponse : choice.categoricalResponse;
 }

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/host_analyses.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/variable_choice.h"
 #include "workbench/language/selection.h"
+#include "workbench/procedures/host_procedures.h"
 
 namespace velmora {
 
@@ -37,7 +37,7 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
 // A file {"age": [25, 40], "home": [["owner"], ["rent", "other"]]}: cut points of measured predictors, groups
 // of levels of categorical ones. Throws RunError with one sentence that names the file; what does not matter to
 // this run, levels that the data do not have and variables that are no predictors, becomes a notice.
-std::map<int, OwnBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,
-                                     std::vector<std::string>& notices);
+std::map<int, UserBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,
+                                      std::vector<std::string>& notices);
 
 }  // namespace velmora

@@ -139,9 +139,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   }
   if (!options.output.quiet) TellLeftOut(choice.leftOut);
   std::vector<std::string> notices;
-  std::map<int, OwnBins> ownBins;
+  std::map<int, UserBins> userBins;
   if (!options.settings.cutPointsFile.empty())
-    ownBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
+    userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
   for (const std::string& notice : notices) Tell(notice);
 
   TerminalFace face(options.output.quiet);
@@ -149,7 +149,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   DataRecipe recipe = RecipeOf(options.data, table);
   session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(session, weight, cases);
-  ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(ownBins));
+  ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(userBins));
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
   const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
   OutputWriters writers = WritersOf(report, session, withPage);

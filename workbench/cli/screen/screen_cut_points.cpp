@@ -22,8 +22,8 @@ class CutPointsFile {
                 std::vector<std::string>& notices)
       : path_(path), table_(table), choice_(choice), notices_(notices) {}
 
-  std::map<int, OwnBins> Read() const {
-    std::map<int, OwnBins> bins;
+  std::map<int, UserBins> Read() const {
+    std::map<int, UserBins> bins;
     const Json json = Parse();
     if (!json.is_object()) Fail("holds no object such as {\"age\": [25, 40]}");
     for (const auto& [name, value] : json.items()) {
@@ -69,11 +69,11 @@ class CutPointsFile {
     }
   }
 
-  OwnBins BinsOf(const Column& column, const Json& value) const {
+  UserBins BinsOf(const Column& column, const Json& value) const {
     const bool categorical = column.measurement == Measurement::kCategorical;
     const auto isOf = [&](auto test) { return value.is_array() && !value.empty() && test(); };
     const auto all = [&](auto test) { return std::all_of(value.begin(), value.end(), test); };
-    OwnBins bins;
+    UserBins bins;
     if (categorical) {
       if (!isOf([&] { return all([](const Json& group) { return group.is_array() && !group.empty(); }); })) {
         Fail("has no groups of levels for " + column.name +
@@ -138,8 +138,8 @@ class CutPointsFile {
 
 }  // namespace
 
-std::map<int, OwnBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,
-                                     std::vector<std::string>& notices) {
+std::map<int, UserBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,
+                                      std::vector<std::string>& notices) {
   return CutPointsFile(path, table, choice, notices).Read();
 }
 

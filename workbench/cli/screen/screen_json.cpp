@@ -8,8 +8,8 @@
 namespace velmora {
 namespace {
 
-constexpr const char* kSortNames[vlm::kScreeningResponseCount][2] = {
-    {"gini", "iv"}, {"r2", "f"}, {"p", "chi-square"}};
+constexpr const char* kSortNames[vlm::kResponseKindCount][2] = {
+    {"r2", "f"}, {"gini", "iv"}, {"p", "chi-square"}};
 
 Json RunFacts(const ScreenReport& report) {
   return {{"dataFile", TextOrNull(report.dataFile)},

@@ -19,7 +19,7 @@ constexpr std::size_t kMostCellsWithShares =
 
 // What automation calls the things of a response kind.
 struct KindMembers {
-  vlm::ScreeningResponse kind;
+  vlm::ResponseKind kind;
   const char* importance;
   const char* choosePredictor;
   const char* predictorTable;
@@ -50,7 +50,7 @@ std::vector<int> ListOf(int variableNumber) {
 
 class ResponseReader {
  public:
-  ResponseReader(vlm::IScreeningResults& results, const Table& table, vlm::ScreeningResponse kind)
+  ResponseReader(vlm::IScreeningResults& results, const Table& table, vlm::ResponseKind kind)
       : results_(results), table_(table), kind_(kind) {}
 
   ScreenedResponse Read() const {
@@ -120,7 +120,7 @@ class ResponseReader {
 
   vlm::IScreeningResults& results_;
   const Table& table_;
-  vlm::ScreeningResponse kind_;
+  vlm::ResponseKind kind_;
 };
 
 void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more) {
@@ -294,10 +294,10 @@ std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const Scree
 }
 
 ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
-                          const ScreenSettings& settings, std::map<int, OwnBins> ownBins) {
+                          const ScreenSettings& settings, std::map<int, UserBins> userBins) {
   session.AnalysisSettings().pruneTrees = !settings.noPruning;
   const AutomationClient startup = session.StartScreening();
-  session.AnalysisSettings().ownBins = std::move(ownBins);
+  session.AnalysisSettings().userBins = std::move(userBins);
   for (const MemberValue& setting : StartupSettings(choice, settings))
     startup.Put(setting.member, setting.value);
   AnalysisNotes& notes = session.Notes();

@@ -19,10 +19,10 @@ struct ScreenSettings {
 };
 
 // Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
-// for documents. ownBins: of --cut-points. Throws RunError when the run fails, Cancelled when the user stopped
+// for documents. userBins: of --cut-points. Throws RunError when the run fails, Cancelled when the user stopped
 // it.
 ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
-                          const ScreenSettings& settings, std::map<int, OwnBins> ownBins);
+                          const ScreenSettings& settings, std::map<int, UserBins> userBins);
 
 // Puts into the report how many cases every response used, and why not the others. selected: of the session's
 // table.

@@ -123,7 +123,7 @@ std::string FailedLines(const ScreenedResponse& response) {
   return text.empty() ? text : "\n" + text;
 }
 
-const char* Legend(vlm::ScreeningResponse kind) {
+const char* Legend(vlm::ResponseKind kind) {
   switch (kind) {
     case vlm::kBinaryResponse:
       return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of bad); "

@@ -1,4 +1,4 @@
-// What every host analysis has: settings, the reason of a failure, and result sheets.
+// What every procedure has: settings, the reason of a failure, and result sheets.
 #pragma once
 
 #include <array>
@@ -8,19 +8,19 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/host_analyses_data.h"
 #include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
+#include "workbench/procedures/shared_data.h"
 
 namespace velmora {
 
 // The fields of a variable list: " 5 | | 7" gives {5}, {}, {7}. Throws DataError for anything but numbers.
 std::vector<std::vector<int>> ParseVariableFields(std::string_view text);
 
-class HostAnalysis : public vlm::IHostAnalysis {
+class Procedure : public vlm::IProcedure {
  public:
-  HostAnalysis(const HostAnalysis&) = delete;
-  HostAnalysis& operator=(const HostAnalysis&) = delete;
+  Procedure(const Procedure&) = delete;
+  Procedure& operator=(const Procedure&) = delete;
 
   void AddReference() final { ++references_; }
   void ReleaseReference() final {
@@ -72,9 +72,9 @@ class HostAnalysis : public vlm::IHostAnalysis {
   }
 
  protected:
-  HostAnalysis(int analysisId, std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table)
+  Procedure(int analysisId, std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)
       : shared_(std::move(shared)), table_(std::move(table)), analysisId_(analysisId) {}
-  virtual ~HostAnalysis() = default;
+  virtual ~Procedure() = default;
 
   // These throw; what() is what GetError tells.
   virtual void Compute() = 0;
@@ -86,7 +86,7 @@ class HostAnalysis : public vlm::IHostAnalysis {
   const std::vector<std::vector<int>>& Fields() const { return fields_; }
   int Option(int option) const { return options_[static_cast<std::size_t>(option)]; }
 
-  std::shared_ptr<HostAnalyses::Shared> shared_;
+  std::shared_ptr<HostProcedures::Shared> shared_;
   TablePointer table_;
   CaseSettings cases_;
   std::string responseCodes_, predictorCodes_;
@@ -101,7 +101,7 @@ class HostAnalysis : public vlm::IHostAnalysis {
     } catch (const std::exception& failure) {
       Remember(failure.what());
     } catch (...) {
-      Remember("The host analysis failed.");
+      Remember("The procedure failed.");
     }
     return 1;
   }
@@ -115,13 +115,13 @@ class HostAnalysis : public vlm::IHostAnalysis {
 
   static constexpr std::size_t kOptionCount = 5;
   std::vector<std::vector<int>> fields_;
-  std::array<int, kOptionCount> options_{0, 0, 5, 1, 0};  // by HostAnalysisOption
+  std::array<int, kOptionCount> options_{0, 0, 5, 1, 0};  // by ProcedureOption
   std::string error_;
   int analysisId_;
   int references_ = 1;
 };
 
-// A new tree analysis on the table; its one reference is the caller's. (host_analyses_tree.cpp)
-vlm::IHostAnalysis* MakeTreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table);
+// A new tree analysis on the table; its one reference is the caller's. (tree_procedure.cpp)
+vlm::IProcedure* MakeTreeProcedure(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table);
 
 }  // namespace velmora

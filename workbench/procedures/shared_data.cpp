@@ -1,4 +1,4 @@
-#include "workbench/analyses/host_analyses_data.h"
+#include "workbench/procedures/shared_data.h"
 
 #include <algorithm>
 #include <charconv>
@@ -32,7 +32,7 @@ std::vector<double> CodesThatOccur(const Column& column, const MaskPointer& sele
 
 }  // namespace
 
-MaskPointer HostAnalyses::Shared::Selected(const TablePointer& table, const CaseSettings& cases) {
+MaskPointer HostProcedures::Shared::Selected(const TablePointer& table, const CaseSettings& cases) {
   if (!cases.HasConditions()) return nullptr;
   UseTable(table);
   for (auto known = masks_.begin(); known != masks_.end(); ++known) {
@@ -50,9 +50,9 @@ MaskPointer HostAnalyses::Shared::Selected(const TablePointer& table, const Case
   return mask;
 }
 
-ResponsePointer HostAnalyses::Shared::ResponseOf(const TablePointer& table, int variable, bool continuous,
-                                                 const std::vector<double>& codes,
-                                                 const CaseSettings& cases) {
+ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, int variable, bool continuous,
+                                                   const std::vector<double>& codes,
+                                                   const CaseSettings& cases) {
   UseTable(table);
   for (auto known = responses_.begin(); known != responses_.end(); ++known) {
     const Response& response = **known;
@@ -95,7 +95,7 @@ ResponsePointer HostAnalyses::Shared::ResponseOf(const TablePointer& table, int 
   return response;
 }
 
-OrderPointer HostAnalyses::Shared::OrderOf(const TablePointer& table, int variable) {
+OrderPointer HostProcedures::Shared::OrderOf(const TablePointer& table, int variable) {
   UseTable(table);
   return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes);
 }
@@ -106,7 +106,7 @@ std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOr
   return marked;
 }
 
-std::shared_ptr<const std::vector<std::uint32_t>> HostAnalyses::Shared::DoubledRanks(
+std::shared_ptr<const std::vector<std::uint32_t>> HostProcedures::Shared::DoubledRanks(
     const TablePointer& table, const ResponsePointer& response, const stats::SortedOrder& cases) {
   const auto caseCount = static_cast<std::size_t>(table->caseCount);
   const auto& present = response->tree.present;
@@ -134,26 +134,26 @@ std::shared_ptr<const std::vector<std::uint32_t>> HostAnalyses::Shared::DoubledR
   return ranks;
 }
 
-void HostAnalyses::Shared::UseTable(const TablePointer& table) {
+void HostProcedures::Shared::UseTable(const TablePointer& table) {
   if (table_ == table) return;
   const TablePointer kept = table;  // may be a part of what goes
   Forget();
   table_ = kept;
 }
 
-const TablePointer& HostAnalyses::Shared::LiveTable() {
+const TablePointer& HostProcedures::Shared::LiveTable() {
   if (!live_) live_ = TablePointer(environment.table());
   return live_;
 }
 
-void HostAnalyses::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) {
+void HostProcedures::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) {
   Forget();
   orders_.Release();
   if (live_) live_.MoveTo(std::move(old));
   live_ = {};
 }
 
-std::vector<double> HostAnalyses::Shared::TakeColumn() {
+std::vector<double> HostProcedures::Shared::AcquireColumn() {
   if (spareColumns_.empty()) return {};
   std::vector<double> column = std::move(spareColumns_.back());
   spareColumns_.pop_back();
@@ -161,7 +161,7 @@ std::vector<double> HostAnalyses::Shared::TakeColumn() {
   return column;
 }
 
-void HostAnalyses::Shared::GiveColumn(std::vector<double> column) noexcept {
+void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept {
   if (spareColumns_.size() >= kSpareColumns || column.capacity() == 0) return;
   try {
     spareColumns_.push_back(std::move(column));
@@ -170,7 +170,7 @@ void HostAnalyses::Shared::GiveColumn(std::vector<double> column) noexcept {
   }
 }
 
-void HostAnalyses::Shared::Forget() {
+void HostProcedures::Shared::Forget() {
   spareColumns_.clear();
   masks_.clear();
   responses_.clear();

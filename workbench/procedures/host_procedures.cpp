@@ -1,8 +1,8 @@
-#include "workbench/analyses/host_analyses.h"
+#include "workbench/procedures/host_procedures.h"
 
 #include <charconv>
 
-#include "workbench/analyses/host_analyses_base.h"
+#include "workbench/procedures/procedure.h"
 
 namespace velmora {
 
@@ -26,7 +26,7 @@ std::vector<std::vector<int>> ParseVariableFields(std::string_view text) {
   return fields;
 }
 
-int HostAnalysis::SetCaseWeight(int variableNumber) {
+int Procedure::SetCaseWeight(int variableNumber) {
   return Try([&] {
     if (variableNumber < 0 || variableNumber > table_->VariableCount()) {
       throw DataError("There is no weight variable " + std::to_string(variableNumber) + ".");
@@ -35,7 +35,7 @@ int HostAnalysis::SetCaseWeight(int variableNumber) {
   });
 }
 
-int HostAnalysis::SetOption(int option, int value) {
+int Procedure::SetOption(int option, int value) {
   return Try([&] {
     if (option < 1 || option >= static_cast<int>(kOptionCount)) {
       throw DataError("The analysis has no option " + std::to_string(option) + ".");
@@ -44,7 +44,7 @@ int HostAnalysis::SetOption(int option, int value) {
   });
 }
 
-const std::vector<int>& HostAnalysis::Field(std::size_t i) const {
+const std::vector<int>& Procedure::Field(std::size_t i) const {
   static const std::vector<int> kNone;
   return i < fields_.size() ? fields_[i] : kNone;
 }
@@ -52,10 +52,10 @@ const std::vector<int>& HostAnalysis::Field(std::size_t i) const {
 namespace {
 
 // The analysis that asks: its selection and weights, and nothing to run.
-class CallingAnalysis final : public HostAnalysis {
+class CallingAnalysis final : public Procedure {
  public:
-  CallingAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table)
-      : HostAnalysis(vlm::kCallingAnalysis, std::move(shared), std::move(table)) {
+  CallingAnalysis(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)
+      : Procedure(vlm::kCallingAnalysis, std::move(shared), std::move(table)) {
     shared_->environment.selection(cases_.inclusion, cases_.exclusion);
     cases_.enabled = cases_.inclusion.empty() && cases_.exclusion.empty() ? 0 : 1;
     cases_.weightVariable = shared_->environment.weightVariable();
@@ -68,24 +68,24 @@ class CallingAnalysis final : public HostAnalysis {
 
 }  // namespace
 
-HostAnalyses::HostAnalyses(HostAnalysesEnvironment environment)
+HostProcedures::HostProcedures(ProcedureEnvironment environment)
     : shared_(std::make_shared<Shared>(std::move(environment))) {}
 
-HostAnalyses::~HostAnalyses() = default;
+HostProcedures::~HostProcedures() = default;
 
-HostAnalysisSettings& HostAnalyses::Settings() { return shared_->settings; }
+ProcedureSettings& HostProcedures::Settings() { return shared_->settings; }
 
-void HostAnalyses::ForgetCaches() { shared_->Forget(); }
+void HostProcedures::ForgetCaches() { shared_->Forget(); }
 
-void HostAnalyses::ReleaseData(std::shared_ptr<const Table> old) {
+void HostProcedures::ReleaseData(std::shared_ptr<const Table> old) {
   shared_->ReleaseLiveTable(std::move(old));
 }
 
-vlm::IHostAnalysis* HostAnalyses::Create(int analysisId) {
+vlm::IProcedure* HostProcedures::Create(int analysisId) {
   try {
     const TablePointer& table = shared_->LiveTable();
     if (analysisId == vlm::kCallingAnalysis) return new CallingAnalysis(shared_, table);
-    if (analysisId == vlm::kTreeAnalysis) return MakeTreeAnalysis(shared_, table);
+    if (analysisId == vlm::kTreeProcedure) return MakeTreeProcedure(shared_, table);
     return nullptr;
   } catch (...) {
     return nullptr;

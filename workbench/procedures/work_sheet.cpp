@@ -1,4 +1,4 @@
-#include "workbench/analyses/host_analyses_sheets.h"
+#include "workbench/procedures/work_sheet.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,7 +44,7 @@ OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
   return filtered;
 }
 
-WorkData::WorkData(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table, int predictor,
+WorkData::WorkData(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table, int predictor,
                    ResponsePointer response, std::vector<double> predictorCodes, Bins bins)
     : shared_(std::move(shared)),
       table_(std::move(table)),
@@ -61,7 +61,7 @@ const WorkRows& WorkData::Rows() {
   return *rows_;
 }
 
-void WorkData::Rest() {
+void WorkData::Evict() {
   rows_.reset();
   ranks_.reset();
 }
@@ -113,10 +113,10 @@ void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.dat
 // Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(), Cell(row,
 // column) and FillColumn(column, firstRow, rowCount, values), all with valid numbers.
 template <typename Self, typename Interface>
-class MadeSheet : public Interface {
+class LazySheet : public Interface {
  public:
-  MadeSheet(const MadeSheet&) = delete;
-  MadeSheet& operator=(const MadeSheet&) = delete;
+  LazySheet(const LazySheet&) = delete;
+  LazySheet& operator=(const LazySheet&) = delete;
 
   void AddReference() override { ++references_; }
   void ReleaseReference() override {
@@ -191,9 +191,9 @@ class MadeSheet : public Interface {
   }
 
  protected:
-  explicit MadeSheet(HostAnalysesEnvironment& environment, std::size_t columnCount)
+  explicit LazySheet(ProcedureEnvironment& environment, std::size_t columnCount)
       : environment_(environment), columns_(columnCount) {}
-  ~MadeSheet() {
+  ~LazySheet() {
     if (document_ != nullptr) document_->ReleaseReference();
   }
 
@@ -231,7 +231,7 @@ class MadeSheet : public Interface {
     return document_;
   }
 
-  HostAnalysesEnvironment& environment_;
+  ProcedureEnvironment& environment_;
   std::vector<ColumnNames> columns_;
   std::string title_;
   vlm::ISpreadsheet* document_ = nullptr;
@@ -240,11 +240,11 @@ class MadeSheet : public Interface {
 
 // A sheet that the module fills. Cells never written are empty: of each column the rows up to the last one
 // written are kept.
-class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpreadsheet> {
+class DeferredSheet final : public LazySheet<DeferredSheet, vlm::IDeferredSpreadsheet> {
  public:
-  DeferredSheet(std::shared_ptr<HostAnalyses::Shared> shared, int rowCount, int columnCount,
+  DeferredSheet(std::shared_ptr<HostProcedures::Shared> shared, int rowCount, int columnCount,
                 vlm::ISheetMaker* maker)
-      : MadeSheet(shared->environment, static_cast<std::size_t>(columnCount)),
+      : LazySheet(shared->environment, static_cast<std::size_t>(columnCount)),
         shared_(std::move(shared)),
         maker_(maker),
         rowCount_(static_cast<std::size_t>(rowCount)) {}
@@ -286,20 +286,20 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
   void SetInteger(int rowNumber, int columnNumber, int value) override {
     SetValue(rowNumber, columnNumber, value);
   }
-  void Rest() override {
-    for (std::vector<double>& column : cells_) shared_->GiveColumn(std::move(column));
+  void Evict() override {
+    for (std::vector<double>& column : cells_) shared_->ReleaseColumn(std::move(column));
     cells_.clear();
     made_ = false;
   }
 
  private:
-  friend class MadeSheet<DeferredSheet, vlm::IDeferredSpreadsheet>;
+  friend class LazySheet<DeferredSheet, vlm::IDeferredSpreadsheet>;
   ~DeferredSheet() = default;
 
   void Make() {
     if (made_) return;
     cells_.clear();
-    for (int column = 0; column < GetColumnCount(); ++column) cells_.push_back(shared_->TakeColumn());
+    for (int column = 0; column < GetColumnCount(); ++column) cells_.push_back(shared_->AcquireColumn());
     made_ = true;
     making_ = true;
     const bool failed = maker_->MakeCells(this) != 0;
@@ -307,7 +307,7 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
     if (failed) cells_.assign(static_cast<std::size_t>(GetColumnCount()), {});
   }
 
-  std::shared_ptr<HostAnalyses::Shared> shared_;
+  std::shared_ptr<HostProcedures::Shared> shared_;
   Reference<vlm::ISheetMaker> maker_;
   std::size_t rowCount_;
   std::vector<std::vector<double>> cells_;
@@ -315,10 +315,10 @@ class DeferredSheet final : public MadeSheet<DeferredSheet, vlm::IDeferredSpread
   bool making_ = false;
 };
 
-class WorkSheet final : public MadeSheet<WorkSheet, vlm::IWorkSheet> {
+class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
  public:
   explicit WorkSheet(std::shared_ptr<WorkData> data)
-      : MadeSheet(data->Shared().environment, 4), data_(std::move(data)) {
+      : LazySheet(data->Shared().environment, 4), data_(std::move(data)) {
     NameAfter(*Find(1), data_->PredictorColumn());
     NameAfter(*Find(2), data_->ResponseColumn());
     Find(3)->name = data_->PredictorColumn().name;
@@ -347,14 +347,14 @@ class WorkSheet final : public MadeSheet<WorkSheet, vlm::IWorkSheet> {
         (column == 1 ? data_->PredictorColumn() : data_->ResponseColumn()).values;
     for (std::size_t i = 0; i < count; ++i) values[i] = column1or2[cases[i]];
   }
-  void Rest() override { data_->Rest(); }
+  void Evict() override { data_->Evict(); }
 
-  vlm::IHostAnalysis* CreateHostAnalysis(int analysisId) override {
+  vlm::IProcedure* CreateProcedure(int analysisId) override {
     try {
       AddReference();  // labels are read while the analysis lives
       const Reference<WorkSheet> self = Reference<WorkSheet>::Adopt(this);
-      return MakeWorkSheetAnalysis(data_, analysisId,
-                                   [self](int column) { return self->Find(column)->labels; });
+      return MakeWorkSheetProcedure(data_, analysisId,
+                                    [self](int column) { return self->Find(column)->labels; });
     } catch (...) {
       return nullptr;
     }
@@ -370,7 +370,7 @@ class WorkSheet final : public MadeSheet<WorkSheet, vlm::IWorkSheet> {
   }
 
  private:
-  friend class MadeSheet<WorkSheet, vlm::IWorkSheet>;
+  friend class LazySheet<WorkSheet, vlm::IWorkSheet>;
   ~WorkSheet() = default;
 
   static void NameAfter(ColumnNames& column, const Column& source) {

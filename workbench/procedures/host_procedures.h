@@ -14,34 +14,34 @@
 #include <string_view>
 #include <vector>
 
-#include "contract/object_model.h"
+#include "contract/procedures.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/sheet.h"
 
 namespace velmora {
 
 // Bins that a person wants for one variable instead of those that a tree would find.
-struct OwnBins {
+struct UserBins {
   std::vector<double> cutPoints;            // continuous predictor, any order
   std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
 };
 
-using OwnBinsByVariable = std::map<int, OwnBins>;  // by variable number
+using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 
-struct HostAnalysisSettings {
+struct ProcedureSettings {
   // Takes splits back that are no better than chance; never the first one. Off to compare trees with other
   // programs'.
   bool pruneTrees = true;
   // Sorted orders of predictors that are kept from the second response on: what is there stays until the data
   // change, what no longer fits is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
-  OwnBinsByVariable ownBins;
-  // Those of the analysis that asks, instead of ownBins; null: it has none.
-  std::shared_ptr<const OwnBinsByVariable> analysisBins;
+  UserBinsByVariable userBins;
+  // Those of the analysis that asks, instead of userBins; null: it has none.
+  std::shared_ptr<const UserBinsByVariable> analysisBins;
 };
 
 // What the analyses need of the session. Functions are called on the session's thread.
-struct HostAnalysesEnvironment {
+struct ProcedureEnvironment {
   // The session's table. Values never change in place while an analysis or a sheet made from it lives; columns
   // may be added. Before other data are put in its place, what was in it is handed over by ReleaseData.
   std::function<const Table&()> table;
@@ -53,16 +53,16 @@ struct HostAnalysesEnvironment {
   std::function<void(std::string_view)> notice;
 };
 
-class HostAnalyses {
+class HostProcedures {
  public:
-  explicit HostAnalyses(HostAnalysesEnvironment environment);
-  ~HostAnalyses();
-  HostAnalyses(const HostAnalyses&) = delete;
-  HostAnalyses& operator=(const HostAnalyses&) = delete;
+  explicit HostProcedures(ProcedureEnvironment environment);
+  ~HostProcedures();
+  HostProcedures(const HostProcedures&) = delete;
+  HostProcedures& operator=(const HostProcedures&) = delete;
 
-  HostAnalysisSettings& Settings();
+  ProcedureSettings& Settings();
   // A new analysis on the input table, null for an unknown identifier. It may outlive this object.
-  vlm::IHostAnalysis* Create(int analysisId);
+  vlm::IProcedure* Create(int analysisId);
   // Drops what was made from the data and is kept: after selection, weights or names have changed.
   void ForgetCaches();
   // The session's table goes. old: what was in it, which analyses and sheets made from it keep.

@@ -1,12 +1,12 @@
-// Host analyses on a work sheet: cross-tabulation, breakdown, descriptive statistics and ranks. Rows of the
+// Procedures on a work sheet: cross-tabulation, breakdown, descriptive statistics and ranks. Rows of the
 // sheet lie in runs of the predictor and of its bins, so groups are ranges of rows and no case is looked up.
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "workbench/analyses/host_analyses_base.h"
-#include "workbench/analyses/host_analyses_sheets.h"
 #include "workbench/documents/texts.h"
+#include "workbench/procedures/procedure.h"
+#include "workbench/procedures/work_sheet.h"
 #include "workbench/stats/crosstab.h"
 #include "workbench/stats/descriptives.h"
 
@@ -36,10 +36,10 @@ struct CodedRange {
   double code;
 };
 
-class WorkSheetAnalysis : public HostAnalysis {
+class WorkSheetProcedure : public Procedure {
  protected:
-  WorkSheetAnalysis(int analysisId, std::shared_ptr<WorkData> data, LabelsOf labels)
-      : HostAnalysis(analysisId, data->SharedPointer(), data->DataTable()),
+  WorkSheetProcedure(int analysisId, std::shared_ptr<WorkData> data, LabelsOf labels)
+      : Procedure(analysisId, data->SharedPointer(), data->DataTable()),
         data_(std::move(data)),
         labels_(std::move(labels)) {}
 
@@ -101,10 +101,10 @@ class WorkSheetAnalysis : public HostAnalysis {
 
 // --- Cross-tabulation ------------------------------------------------------------------------------------
 
-class CrosstabAnalysis final : public WorkSheetAnalysis {
+class CrosstabProcedure final : public WorkSheetProcedure {
  public:
-  CrosstabAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
-      : WorkSheetAnalysis(vlm::kCrosstabAnalysis, std::move(data), std::move(labels)) {}
+  CrosstabProcedure(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetProcedure(vlm::kCrosstabProcedure, std::move(data), std::move(labels)) {}
 
  private:
   void Compute() override {
@@ -347,9 +347,9 @@ class Gatherer {
       throw DataError("The work sheet has no such variable " + std::to_string(column) + " to analyse.");
     }
     if (column == kRanksColumn) ranks_ = data.DoubledRanks().data();
-    values_ = data.Shared().TakeColumn();
+    values_ = data.Shared().AcquireColumn();
   }
-  ~Gatherer() { data_.Shared().GiveColumn(std::move(values_)); }
+  ~Gatherer() { data_.Shared().ReleaseColumn(std::move(values_)); }
   Gatherer(const Gatherer&) = delete;
   Gatherer& operator=(const Gatherer&) = delete;
 
@@ -411,10 +411,10 @@ void SetCellOrMissing(Sheet& sheet, int row, int column, double value) {
   sheet.SetCell(row, column, std::isfinite(value) ? value : kMissing);
 }
 
-class BreakdownAnalysis final : public WorkSheetAnalysis {
+class BreakdownProcedure final : public WorkSheetProcedure {
  public:
-  BreakdownAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
-      : WorkSheetAnalysis(vlm::kBreakdownAnalysis, std::move(data), std::move(labels)) {}
+  BreakdownProcedure(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetProcedure(vlm::kBreakdownProcedure, std::move(data), std::move(labels)) {}
 
  private:
   struct Level {
@@ -530,10 +530,10 @@ class BreakdownAnalysis final : public WorkSheetAnalysis {
   std::vector<Level> levels_;  // the last one: all cases
 };
 
-class DescriptivesAnalysis final : public WorkSheetAnalysis {
+class DescriptivesProcedure final : public WorkSheetProcedure {
  public:
-  DescriptivesAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
-      : WorkSheetAnalysis(vlm::kDescriptivesAnalysis, std::move(data), std::move(labels)) {}
+  DescriptivesProcedure(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetProcedure(vlm::kDescriptivesProcedure, std::move(data), std::move(labels)) {}
 
  private:
   void Compute() override {
@@ -573,10 +573,10 @@ class DescriptivesAnalysis final : public WorkSheetAnalysis {
   std::vector<stats::Summary> summaries_;
 };
 
-class RanksAnalysis final : public WorkSheetAnalysis {
+class RanksProcedure final : public WorkSheetProcedure {
  public:
-  RanksAnalysis(std::shared_ptr<WorkData> data, LabelsOf labels)
-      : WorkSheetAnalysis(vlm::kRanksAnalysis, std::move(data), std::move(labels)) {}
+  RanksProcedure(std::shared_ptr<WorkData> data, LabelsOf labels)
+      : WorkSheetProcedure(vlm::kRanksProcedure, std::move(data), std::move(labels)) {}
 
  private:
   void Compute() override {
@@ -590,16 +590,16 @@ class RanksAnalysis final : public WorkSheetAnalysis {
 
 }  // namespace
 
-vlm::IHostAnalysis* MakeWorkSheetAnalysis(std::shared_ptr<WorkData> data, int analysisId, LabelsOf labels) {
+vlm::IProcedure* MakeWorkSheetProcedure(std::shared_ptr<WorkData> data, int analysisId, LabelsOf labels) {
   switch (analysisId) {
-    case vlm::kCrosstabAnalysis:
-      return new CrosstabAnalysis(std::move(data), std::move(labels));
-    case vlm::kBreakdownAnalysis:
-      return new BreakdownAnalysis(std::move(data), std::move(labels));
-    case vlm::kDescriptivesAnalysis:
-      return new DescriptivesAnalysis(std::move(data), std::move(labels));
-    case vlm::kRanksAnalysis:
-      return new RanksAnalysis(std::move(data), std::move(labels));
+    case vlm::kCrosstabProcedure:
+      return new CrosstabProcedure(std::move(data), std::move(labels));
+    case vlm::kBreakdownProcedure:
+      return new BreakdownProcedure(std::move(data), std::move(labels));
+    case vlm::kDescriptivesProcedure:
+      return new DescriptivesProcedure(std::move(data), std::move(labels));
+    case vlm::kRanksProcedure:
+      return new RanksProcedure(std::move(data), std::move(labels));
     default:
       return nullptr;
   }

@@ -1,4 +1,4 @@
-// What host analyses share about the data: selections, responses and sorted orders, made once and counted.
+// What procedures share about the data: selections, responses and sorted orders, made once and counted.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/host_analyses.h"
-#include "workbench/analyses/host_analyses_orders.h"
 #include "workbench/data/table.h"
+#include "workbench/procedures/host_procedures.h"
+#include "workbench/procedures/order_cache.h"
 #include "workbench/stats/sorted_order.h"
 #include "workbench/stats/tree.h"
 
@@ -64,8 +64,8 @@ struct Response {
 };
 using ResponsePointer = std::shared_ptr<const Response>;
 
-struct HostAnalyses::Shared {
-  explicit Shared(HostAnalysesEnvironment e) : environment(std::move(e)) {}
+struct HostProcedures::Shared {
+  explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {}
 
   // The mask of the selected cases. Throws DataError for a wrong expression.
   MaskPointer Selected(const TablePointer& table, const CaseSettings& cases);
@@ -84,11 +84,11 @@ struct HostAnalyses::Shared {
   void ReleaseLiveTable(std::shared_ptr<const Table> old);
 
   // Columns of doubles that come and go with each predictor: taken empty, given back when done with.
-  std::vector<double> TakeColumn();
-  void GiveColumn(std::vector<double> column) noexcept;
+  std::vector<double> AcquireColumn();
+  void ReleaseColumn(std::vector<double> column) noexcept;
 
-  HostAnalysesEnvironment environment;
-  HostAnalysisSettings settings;
+  ProcedureEnvironment environment;
+  ProcedureSettings settings;
   stats::TreeScratch treeScratch;
 
  private:

@@ -13,7 +13,7 @@
 
 namespace velmora {
 
-struct OwnBins;
+struct UserBins;
 
 struct LeftOutVariable {
   int number = 0;
@@ -38,9 +38,10 @@ struct MemberValue {
 };
 
 struct AnalysisNotes {
-  std::vector<LeftOutVariable> leftOut;                   // with reasons, for whoever reads the report
-  std::string cutPointsFile;                              // a person's own bins
-  std::shared_ptr<const std::map<int, OwnBins>> ownBins;  // read from it; null: those of the session, if any
+  std::vector<LeftOutVariable> leftOut;  // with reasons, for whoever reads the report
+  std::string cutPointsFile;             // a person's own bins
+  std::shared_ptr<const std::map<int, UserBins>>
+      userBins;              // read from it; null: those of the session, if any
   int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
   std::vector<std::string> cutPointNotices;
   std::vector<std::string> notices;          // and messages of the run

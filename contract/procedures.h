@@ -1,6 +1,6 @@
-// Host analyses as the module drives them: trees, cross-tabulations, breakdowns, descriptive statistics and
-// ranks. An analysis is set up, run, and read through result sheets:
-//   CreateHostAnalysis -> SetVariableList, SetCaseSelection, ... -> Run -> GetResult ... -> released.
+// The statistical procedures of the host as the module drives them: trees, cross-tabulations, breakdowns,
+// descriptive statistics and ranks. A procedure is set up, run, and read through result sheets:
+//   CreateProcedure -> SetVariableList, SetCaseSelection, ... -> Run -> GetResult ... -> released.
 // A tree gives a work sheet besides: the cases it speaks of, in order of the predictor, on which the other
 // analyses run. All work on single cases is the host's; the module reads small sheets, and columns in blocks.
 //
@@ -12,18 +12,18 @@
 
 namespace vlm {
 
-enum HostAnalysisId : int {
+enum ProcedureId : int {
   // The analysis that asks, as the object model shows it: its case selection and its weights can be read;
   // it cannot be set up or run.
   kCallingAnalysis = 0,
-  kTreeAnalysis = 4971,
-  kCrosstabAnalysis = 4972,
-  kBreakdownAnalysis = 4973,
-  kDescriptivesAnalysis = 4974,
-  kRanksAnalysis = 4975,
+  kTreeProcedure = 4971,
+  kCrosstabProcedure = 4972,
+  kBreakdownProcedure = 4973,
+  kDescriptivesProcedure = 4974,
+  kRanksProcedure = 4975,
 };
 
-enum HostAnalysisOption : int {
+enum ProcedureOption : int {
   kRegressionTreeOption = 1,      // 0: classification (the default), 1: regression
   kLeastCasesToSplitOption = 2,   // tree: fewest unweighted cases of a node that is split; default 5
   kLeastCasesInChildOption = 3,   // tree: fewest unweighted cases of each child; default 1
@@ -31,7 +31,7 @@ enum HostAnalysisOption : int {
 };
 
 // Result sheets. index is 0 unless said otherwise.
-enum HostResult : int {
+enum ProcedureResult : int {
   // Tree, one row a node, in the order of the node numbers; the row header is the node number. Nodes are
   // numbered from 1, the root, so that a node's left branch comes before its right branch: terminal nodes
   // from left to right have rising numbers. k: number of response codes.
@@ -78,7 +78,7 @@ enum HostResult : int {
 
 struct IWorkSheet;
 
-struct IHostAnalysis : ICounted {
+struct IProcedure : ICounted {
   virtual int GetAnalysisID() = 0;
   // The reason of the last failure, one sentence; empty when nothing failed.
   virtual void GetError(ITextSink* text) = 0;
@@ -123,21 +123,21 @@ struct IHostAnalysis : ICounted {
   virtual IWorkSheet* CreateWorkSheet() = 0;
 
  protected:
-  ~IHostAnalysis() = default;
+  ~IProcedure() = default;
 };
 
 // A sheet whose cells are made when somebody first reads or writes one, and may be dropped and made again. It
 // counts what it is made from, and always gives the same cells.
 struct IDeferredSpreadsheet : ISpreadsheet {
   // Drops the cells. Names, formats and labels stay.
-  virtual void Rest() = 0;
+  virtual void Evict() = 0;
 
  protected:
   ~IDeferredSpreadsheet() = default;
 };
 
 // Makes the cells of a deferred sheet: names and numbers go through sheet. Returns 0, or not 0 for a failure,
-// after which the sheet stays empty. Called by the host when the sheet is read, again after each Rest.
+// after which the sheet stays empty. Called by the host when the sheet is read, again after each Evict.
 struct ISheetMaker : ICounted {
   virtual int MakeCells(ISpreadsheet* sheet) = 0;
 
@@ -145,11 +145,11 @@ struct ISheetMaker : ICounted {
   ~ISheetMaker() = default;
 };
 
-// See IHostAnalysis::CreateWorkSheet. Columns are immutable; names, long names and value labels may be set.
+// See IProcedure::CreateWorkSheet. Columns are immutable; names, long names and value labels may be set.
 struct IWorkSheet : IDeferredSpreadsheet {
   // An analysis on this sheet. No selection and no weights until they are set. The caller releases it; null
   // when the host has no such analysis.
-  virtual IHostAnalysis* CreateHostAnalysis(int analysisId) = 0;
+  virtual IProcedure* CreateProcedure(int analysisId) = 0;
   // A sheet of the module's making. Counts a reference of maker. The caller releases the sheet; null when
   // it cannot be made.
   virtual IDeferredSpreadsheet* CreateDeferredSpreadsheet(int rowCount, int columnCount,

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "workbench/analyses/host_analyses_base.h"
-#include "workbench/analyses/host_analyses_sheets.h"
 #include "workbench/documents/texts.h"
+#include "workbench/procedures/procedure.h"
+#include "workbench/procedures/work_sheet.h"
 #include "workbench/stats/tree.h"
 
 namespace velmora {
@@ -35,10 +35,10 @@ bool SaysOnlyMissing(std::string_view exclusion, int variable) {
   return exclusion == "IsMD(v" + std::to_string(variable) + ")";
 }
 
-class TreeAnalysis final : public HostAnalysis {
+class TreeProcedure final : public Procedure {
  public:
-  TreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table)
-      : HostAnalysis(vlm::kTreeAnalysis, std::move(shared), std::move(table)) {}
+  TreeProcedure(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)
+      : Procedure(vlm::kTreeProcedure, std::move(shared), std::move(table)) {}
 
  private:
   void Compute() override;
@@ -71,7 +71,7 @@ class TreeAnalysis final : public HostAnalysis {
   std::vector<int> nodeAt_;   // node of each shown number
 };
 
-void TreeAnalysis::ReadVariables() {
+void TreeProcedure::ReadVariables() {
   const std::vector<int>& categorical = Field(1);
   const std::vector<int>& continuous = Field(2);
   if (Field(0).size() != 1 || categorical.size() + continuous.size() != 1) {
@@ -89,7 +89,7 @@ void TreeAnalysis::ReadVariables() {
   if (categorical_) codes_ = ParseCodeList(predictorCodes_, Predictor().labels).codes;
 }
 
-ResponsePointer TreeAnalysis::ResponseFor(CaseSettings cases) {
+ResponsePointer TreeProcedure::ResponseFor(CaseSettings cases) {
   // Cases without the predictor are left out of every tree, so a condition that says no more needs no
   // selection of its own for each predictor.
   if (cases.enabled != 0 && SaysOnlyMissing(cases.exclusion, predictor_)) cases.exclusion.clear();
@@ -100,7 +100,7 @@ ResponsePointer TreeAnalysis::ResponseFor(CaseSettings cases) {
   return shared_->ResponseOf(table_, response_, IsRegression(), codes, cases);
 }
 
-void TreeAnalysis::Compute() {
+void TreeProcedure::Compute() {
   tree_ = {};
   ReadVariables();
   grownOn_ = ResponseFor(cases_);
@@ -114,10 +114,10 @@ void TreeAnalysis::Compute() {
   }
 }
 
-stats::Tree TreeAnalysis::Grow(const stats::SortedOrder& order) {
+stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
   const std::vector<double>& column = Predictor().values;
-  const HostAnalysisSettings& settings = shared_->settings;
-  const OwnBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.ownBins;
+  const ProcedureSettings& settings = shared_->settings;
+  const UserBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.userBins;
   if (const auto own = bins.find(predictor_); own != bins.end()) {
     std::vector<stats::DroppedCut> dropped;
     stats::Tree tree = categorical_
@@ -138,7 +138,7 @@ stats::Tree TreeAnalysis::Grow(const stats::SortedOrder& order) {
       shared_->treeScratch);
 }
 
-void TreeAnalysis::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
+void TreeProcedure::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
   if (!shared_->environment.notice) return;
   for (const stats::DroppedCut& one : dropped) {
     const std::string what =
@@ -149,7 +149,7 @@ void TreeAnalysis::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
   }
 }
 
-std::shared_ptr<Sheet> TreeAnalysis::MakeResult(int result, int index) {
+std::shared_ptr<Sheet> TreeProcedure::MakeResult(int result, int index) {
   switch (result) {
     case vlm::kTreeSummaryResult:
       return SummarySheet();
@@ -162,14 +162,14 @@ std::shared_ptr<Sheet> TreeAnalysis::MakeResult(int result, int index) {
   }
 }
 
-double TreeAnalysis::FrequentClass(int node) const {
+double TreeProcedure::FrequentClass(int node) const {
   const std::span<const double> weights = tree_.ClassWeights(node);
   const auto most =
       static_cast<std::size_t>(std::max_element(weights.begin(), weights.end()) - weights.begin());
   return grownOn_->codes[most];
 }
 
-std::shared_ptr<Sheet> TreeAnalysis::SummarySheet() const {
+std::shared_ptr<Sheet> TreeProcedure::SummarySheet() const {
   auto sheet = std::make_shared<Sheet>(static_cast<int>(tree_.nodes.size()), 3);
   const bool classes = tree_.classCount > 0;
   sheet->SetColumnName(1, "N");
@@ -186,7 +186,7 @@ std::shared_ptr<Sheet> TreeAnalysis::SummarySheet() const {
   return sheet;
 }
 
-std::string TreeAnalysis::BranchText(const stats::TreeNode& parent, bool left) const {
+std::string TreeProcedure::BranchText(const stats::TreeNode& parent, bool left) const {
   if (!categorical_) return (left ? "<=" : ">") + ShortestNumber(parent.splitConstant);
   std::string text;
   for (const double level : tree_.Levels(left ? parent.left : parent.right)) {
@@ -195,7 +195,7 @@ std::string TreeAnalysis::BranchText(const stats::TreeNode& parent, bool left) c
   return text;
 }
 
-std::shared_ptr<Sheet> TreeAnalysis::StructureSheet() const {
+std::shared_ptr<Sheet> TreeProcedure::StructureSheet() const {
   const int classCount = tree_.classCount;
   const int predictorColumn = classCount > 0 ? classCount + 4 : 5;
   auto sheet = std::make_shared<Sheet>(static_cast<int>(tree_.nodes.size()), predictorColumn + 4);
@@ -227,7 +227,7 @@ std::shared_ptr<Sheet> TreeAnalysis::StructureSheet() const {
   return sheet;
 }
 
-std::shared_ptr<Sheet> TreeAnalysis::NodeSheet(int number) const {
+std::shared_ptr<Sheet> TreeProcedure::NodeSheet(int number) const {
   const stats::TreeNode& node = tree_.Node(nodeAt_[static_cast<std::size_t>(number - 1)]);
   auto sheet = std::make_shared<Sheet>(1, 3);
   sheet->SetRowName(1, std::to_string(number));
@@ -238,7 +238,7 @@ std::shared_ptr<Sheet> TreeAnalysis::NodeSheet(int number) const {
   return sheet;
 }
 
-vlm::IWorkSheet* TreeAnalysis::MakeWork() {
+vlm::IWorkSheet* TreeProcedure::MakeWork() {
   if (tree_.nodes.empty()) throw DataError("The tree has not been run.");
   Bins bins;
   bins.categorical = categorical_;
@@ -258,8 +258,8 @@ vlm::IWorkSheet* TreeAnalysis::MakeWork() {
 
 }  // namespace
 
-vlm::IHostAnalysis* MakeTreeAnalysis(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table) {
-  return new TreeAnalysis(std::move(shared), std::move(table));
+vlm::IProcedure* MakeTreeProcedure(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table) {
+  return new TreeProcedure(std::move(shared), std::move(table));
 }
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// Sheets of host analyses that are made when somebody reads them: the work sheet of a predictor, and sheets
+// Sheets of procedures that are made when somebody reads them: the work sheet of a predictor, and sheets
 // that the module computes from it.
 #pragma once
 
@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "workbench/analyses/host_analyses_data.h"
 #include "workbench/automation/automation_client.h"
+#include "workbench/procedures/shared_data.h"
 
 namespace velmora {
 
@@ -40,21 +40,21 @@ struct WorkRows {
 // The recipe of a work sheet and, while somebody works on it, its rows.
 class WorkData {
  public:
-  WorkData(std::shared_ptr<HostAnalyses::Shared> shared, TablePointer table, int predictor,
+  WorkData(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table, int predictor,
            ResponsePointer response, std::vector<double> predictorCodes, Bins bins);
 
   // Makes the rows when they are not there.
   const WorkRows& Rows();
   std::size_t RowCount() const { return rowCount_; }
-  void Rest();
+  void Evict();
 
   const TablePointer& DataTable() const { return table_; }
   const Column& PredictorColumn() const { return table_->Variable(predictor_); }
   const Column& ResponseColumn() const { return table_->Variable(response_->variable); }
   const ResponsePointer& ResponseData() const { return response_; }
   const Bins& PredictorBins() const { return bins_; }
-  HostAnalyses::Shared& Shared() const { return *shared_; }
-  const std::shared_ptr<HostAnalyses::Shared>& SharedPointer() const { return shared_; }
+  HostProcedures::Shared& Shared() const { return *shared_; }
+  const std::shared_ptr<HostProcedures::Shared>& SharedPointer() const { return shared_; }
 
   bool HasRanks() const { return hasRanks_; }
   void AddRanks() { hasRanks_ = true; }
@@ -64,7 +64,7 @@ class WorkData {
  private:
   void MakeRows();
 
-  std::shared_ptr<HostAnalyses::Shared> shared_;
+  std::shared_ptr<HostProcedures::Shared> shared_;
   TablePointer table_;
   int predictor_;
   ResponsePointer response_;
@@ -83,8 +83,8 @@ OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
 
 // New objects whose one reference is the caller's.
 vlm::IWorkSheet* MakeWorkSheet(std::shared_ptr<WorkData> data);
-// analysisId on the sheet; null for an unknown one. (host_analyses_statistics.cpp)
-vlm::IHostAnalysis* MakeWorkSheetAnalysis(std::shared_ptr<WorkData> data, int analysisId,
-                                          std::function<std::vector<ValueLabel>(int column)> labels);
+// analysisId on the sheet; null for an unknown one. (work_sheet_procedures.cpp)
+vlm::IProcedure* MakeWorkSheetProcedure(std::shared_ptr<WorkData> data, int analysisId,
+                                        std::function<std::vector<ValueLabel>(int column)> labels);
 
 }  // namespace velmora

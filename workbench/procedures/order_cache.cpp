@@ -1,4 +1,4 @@
-#include "workbench/analyses/host_analyses_orders.h"
+#include "workbench/procedures/order_cache.h"
 
 #include <algorithm>
 #include <new>
@@ -31,7 +31,7 @@ void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
   chunks_.reserve(chunks_.size() + 1);
   const std::size_t chunkBytes = pages * kPageBytes;
   auto* memory = static_cast<std::byte*>(::operator new (chunkBytes, std::align_val_t{kPageBytes}));
-  WishLargePages(memory, chunkBytes);
+  AdviseHugePages(memory, chunkBytes);
   chunks_.push_back({std::unique_ptr<std::byte, FreeChunk>(memory), chunkBytes});
   used_ = byteCount;
   return memory;
