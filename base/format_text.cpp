@@ -5,7 +5,7 @@
 
 #include "base/number_text.h"
 
-namespace vlmfsl {
+namespace vlm {
 
 namespace {
 
@@ -77,4 +77,4 @@ std::string FormatText(std::string_view pattern, std::initializer_list<TextArgum
   return out;
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <variant>
 
-namespace vlmfsl {
+namespace vlm {
 
 using TextArgument = std::variant<std::string_view, long long, double>;
 
@@ -16,4 +16,4 @@ using TextArgument = std::variant<std::string_view, long long, double>;
 // optional ".N", a number of either kind; "%%" is a percent sign. Arguments are taken in order, one a place.
 std::string FormatText(std::string_view pattern, std::initializer_list<TextArgument> arguments);
 
-}  // namespace vlmfsl
+}  // namespace vlm

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <span>
 
-namespace vlmfsl {
+namespace vlm {
 
 namespace heap_detail {
 
@@ -65,4 +65,4 @@ void MinHeapIndexSort(std::span<const Key> keys, std::span<int> order) {
   IndexSortDescending<Key>(keys, order);
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace vlmfsl {
+namespace vlm {
 
 namespace {
 
@@ -33,4 +33,4 @@ double NormalQuantile(double probability, bool* failed) {
   return q > 0.0 ? UpperTail(1.0 - probability) : -UpperTail(probability);
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

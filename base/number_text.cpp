@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace vlmfsl {
+namespace vlm {
 
 namespace {
 
@@ -50,4 +50,4 @@ std::vector<std::string> FormatDistinct(std::span<const double> values) {
   return texts;
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace vlmfsl {
+namespace vlm {
 
 // What printf makes of the value in the "C" locale; infinities are "inf" and "-inf", not-a-number is "nan".
 // precision: as printf's; at most 60, more is taken as 60.
@@ -20,4 +20,4 @@ inline std::string FormatMachine(double value) { return FormatScientific(value, 
 // %e; where two still do, all with %.15e.
 std::vector<std::string> FormatDistinct(std::span<const double> values);
 
-}  // namespace vlmfsl
+}  // namespace vlm

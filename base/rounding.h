@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace vlmfsl {
+namespace vlm {
 
 // Halves away from zero. A value without a fraction, an infinity or NaN is returned as it is.
 inline double RoundHalfAway(double value) {
@@ -13,4 +13,4 @@ inline double RoundHalfAway(double value) {
                                          : whole;  // the difference is exact
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

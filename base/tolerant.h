@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <limits>
 
-namespace vlmfsl {
+namespace vlm {
 
 inline constexpr std::int64_t kToleranceUlps = 15;
 
@@ -58,6 +58,8 @@ inline double RaisedByTolerance(double bound) {
 struct MissingRange {
   double first = std::numeric_limits<double>::infinity();
   double last = -std::numeric_limits<double>::infinity();
+
+  bool Contains(double value) const { return value >= first && value <= last; }
 };
 
 inline MissingRange MissingRangeOf(double missingCode) {
@@ -69,4 +71,4 @@ inline MissingRange MissingRangeOf(double missingCode) {
 // order, which a plain `<` is not once a key is not a number.
 inline bool KeyLess(double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
-}  // namespace vlmfsl
+}  // namespace vlm

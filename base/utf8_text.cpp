@@ -1,6 +1,6 @@
 #include "base/utf8_text.h"
 
-namespace vlmfsl {
+namespace vlm {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -60,4 +60,4 @@ std::u16string Utf16OfUtf8(std::string_view text) {
   return wide;
 }
 
-}  // namespace vlmfsl
+}  // namespace vlm

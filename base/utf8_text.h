@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace vlmfsl {
+namespace vlm {
 
 // Every byte that does not continue a character counts as one.
 [[nodiscard]] std::size_t CharacterCount(std::string_view text);
@@ -16,4 +16,4 @@ namespace vlmfsl {
 // Bytes that are no UTF-8 become U+FFFD, one each.
 [[nodiscard]] std::u16string Utf16OfUtf8(std::string_view text);
 
-}  // namespace vlmfsl
+}  // namespace vlm

@@ -12,7 +12,7 @@
 
 namespace velmora::bench {
 
-class MemoryHost final : public vlm::IEngineServices {
+class MemoryHost final : public vlm::IEngineServices, private vlm::IChiSquareTail {
  public:
   explicit MemoryHost(CaseSource source) { reader_.SetSource(std::move(source)); }
   virtual ~MemoryHost() = default;
@@ -51,8 +51,13 @@ class MemoryHost final : public vlm::IEngineServices {
     return stats::FUpperTail(df1, df2, f);
   }
   double ChiSquareDistribution(double x, double df) override { return stats::ChiSquareCdf(x, df); }
+  void* GetExtension(int extension) override {
+    return extension == vlm::kChiSquareTailExtension ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+  }
 
  private:
+  double ChiSquareUpperTail(double x, double df) override { return stats::ChiSquareUpperTail(x, df); }
+
   CaseReader reader_;
   int step_ = 0;
   bool cancelled_ = false;

@@ -15,8 +15,8 @@
 #include <utility>
 
 #include "bench/protocol.h"
+#include "contract/text.h"
 #include "module/screening/host_calls.h"
-#include "workbench/automation/sinks.h"
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/session/document_adapters.h"
 #include "workbench/session/face.h"
@@ -25,7 +25,7 @@
 namespace velmora::bench {
 namespace {
 
-using vlmfsl::Ref;
+using vlm::Ref;
 
 // One of the three responses, as the tree analysis is told of it.
 struct Response {
@@ -71,9 +71,9 @@ Table ReadColumns(const Job& job, const DataShape& shape, bool withCategorical) 
 int SplitColumn(const Response& response) { return response.classCount > 0 ? response.classCount + 4 : 5; }
 
 // Sets one tree up, runs it and reads its sheets. Returns the sheet with its nodes.
-Ref<vlm::ISpreadsheet> ReadTree(HostProcedures& host, const Response& response, int predictor, int leastCases,
-                                std::vector<double>& cutPoints) {
-  const auto tree = Ref<vlm::IProcedure>::Adopt(host.Create(vlm::kTreeProcedure));
+vlm::Ref<vlm::ISpreadsheet> ReadTree(HostProcedures& host, const Response& response, int predictor,
+                                     int leastCases, std::vector<double>& cutPoints) {
+  const auto tree = vlm::Ref<vlm::IProcedure>::Adopt(host.Create(vlm::kTreeProcedure));
   const std::string number = std::to_string(predictor);
   vlmfsl::SetVariableList(*tree, " " + std::to_string(response.variable) + " | | " + number);
   vlmfsl::SetCaseSelection(*tree, {1, "", "IsMD(v" + number + ")"});
@@ -162,7 +162,7 @@ nlohmann::json RunTrees(const Job& job, const Response& response) {
 
   Stopwatch watch;
   std::vector<double> cutPoints;
-  std::vector<Ref<vlm::ISpreadsheet>> checked;
+  std::vector<vlm::Ref<vlm::ISpreadsheet>> checked;
   for (int go = 0; go < job.inner; ++go) {
     host.ForgetCaches();
     checked.clear();

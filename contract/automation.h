@@ -61,7 +61,8 @@ enum DispatchStatus : int {
   kDispatchBadParameterCount = 2,
   kDispatchTypeMismatch = 3,
   kDispatchException = 4,  // the result holds code and description
-  kDispatchFailed = 5,     // logged; nothing to show but the failure (a closed dialog, an unexpected error)
+  kDispatchFailed =
+      5,  // a closed dialog or an unexpected error; the result may hold the reason as a description
 };
 
 // Description of one member, for type libraries, help and late binding.

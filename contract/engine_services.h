@@ -17,6 +17,21 @@ struct IIterDisplay {
 // Results of the case reader.
 enum : short { kCaseUse = 0, kCaseSkip = 1, kCaseStop = 2 };
 
+// Services that a host may offer besides the ones below. A host that lacks one answers its number with null, and the
+// module does without.
+enum EngineExtension : int {
+  kChiSquareTailExtension = 1,  // IChiSquareTail
+};
+
+// Upper-tail probability of the Chi-square distribution, precise where it is small; without it the module takes 1 less
+// the distribution, whose smallest value above 0 is about 1e-16.
+struct IChiSquareTail {
+  virtual double ChiSquareUpperTail(double x, double df) = 0;
+
+ protected:
+  ~IChiSquareTail() = default;
+};
+
 struct IEngineServices {
   // --- Data ---
   virtual int GetNbVars() = 0;
@@ -72,6 +87,10 @@ struct IEngineServices {
   virtual double FDistributionUpperTail(double df1, double df2, double f) = 0;
   // Chi-square cumulative distribution at x (host function 112).
   virtual double ChiSquareDistribution(double x, double df) = 0;
+
+  // --- Extensions ---
+  // The interface of an EngineExtension, borrowed for as long as the services live; null when the host lacks it.
+  virtual void* GetExtension(int extension) = 0;
 
  protected:
   ~IEngineServices() = default;

@@ -1,6 +1,7 @@
 // The feature selection analysis: its steps, its records, and the dialogs that the steps open.
 #include <new>
 
+#include "contract/text.h"
 #include "module/feature_selection/feature_selection_settings.h"
 #include "module/feature_selection/outputs_view.h"
 #include "module/feature_selection_ui/define_task.h"
@@ -8,7 +9,6 @@
 #include "module/frame/feature_selection.h"
 #include "module/frame/guarded.h"
 #include "module/frame/module_context.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl {
@@ -27,7 +27,7 @@ template <typename Dialog>
 int OpenDialog(CFeatureSelection& analysis) {
   auto* dialog = new (std::nothrow) Dialog(analysis);
   if (!dialog) return 0;
-  const auto counted = Ref<Dialog>::Adopt(dialog);
+  const auto counted = vlm::Ref<Dialog>::Adopt(dialog);
   return dialog->CreateAnalysisDialog() ? -1 : 0;
 }
 
@@ -57,7 +57,7 @@ CFeatureSelection::~CFeatureSelection() {
 void CFeatureSelection::GetAnalysisName(vlm::ITextSink* name) {
   GuardedCommand("CFeatureSelection::GetAnalysisName", [&] {
     const std::string text = LoadResString(kTextAnalysisName);
-    name->Assign(text.data(), LengthOf(text));
+    name->Assign(text.data(), vlm::LengthOf(text));
   });
 }
 

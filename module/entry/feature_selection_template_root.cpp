@@ -1,7 +1,7 @@
 // The screening analysis: its steps, and the dialogs that they open.
+#include "contract/text.h"
 #include "module/frame/guarded.h"
 #include "module/frame/module_context.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
 #include "module/screening_ui/results_dialog.h"
@@ -25,7 +25,7 @@ template <typename Dialog>
 int Open(CFeatureSelectionTemplate& analysis, const char* name) {
   bool opened = false;
   GuardedCommand(name, [&] {
-    const auto dialog = Ref<Dialog>::Adopt(new Dialog(analysis));
+    const auto dialog = vlm::Ref<Dialog>::Adopt(new Dialog(analysis));
     opened = dialog->CreateAnalysisDialog();
   });
   return opened ? -1 : 0;
@@ -41,7 +41,7 @@ CFeatureSelectionTemplate::CFeatureSelectionTemplate(CAnalysisDoc* document) noe
 void CFeatureSelectionTemplate::GetAnalysisName(vlm::ITextSink* name) {
   GuardedCommand("CFeatureSelectionTemplate::GetAnalysisName", [&] {
     const std::string text = LoadResString(kTextScreeningName);
-    name->Assign(text.data(), LengthOf(text));
+    name->Assign(text.data(), vlm::LengthOf(text));
   });
 }
 

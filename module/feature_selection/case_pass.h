@@ -17,7 +17,7 @@ namespace vlmfsl {
 // The weight that the rules make of a case weight of the host's.
 inline double EffectiveWeight(const FeatureSelectionSettings& settings, double weight) {
   if (settings.useWeightsAsGiven != 0) return weight;
-  const double rounded = RoundHalfAway(weight);
+  const double rounded = vlm::RoundHalfAway(weight);
   return rounded < 1.0 ? 0.0 : rounded;
 }
 
@@ -70,7 +70,7 @@ class CasePass {
         weighted_ = weightedFlag != 0;
       }
       weight = weighted_ ? EffectiveWeight(settings_, weight) : 1.0;
-      if (weighted_ && NearlyZero(weight)) {
+      if (weighted_ && vlm::NearlyZero(weight)) {
         ++facts->casesZeroWeight;
         continue;
       }
@@ -78,7 +78,7 @@ class CasePass {
       if (settings_.useCountVariable != 0) {
         const int last = settings_.nReadVariables - 1;
         count = block->Entries()[last];
-        if (IsMissing(count, MissingCode(last)) || LessBeyondTolerance(count, 1.0)) {
+        if (vlm::IsMissing(count, MissingCode(last)) || vlm::LessBeyondTolerance(count, 1.0)) {
           ++facts->casesInvalidCount;
           continue;
         }

@@ -141,7 +141,7 @@ void MomentsPass::Finish() {
       moments.maximum = moments_[g].maximum[lane];
       moments.mean = moments_[g].mean[lane];
       moments.variance = moments_[g].sumOfSquares[lane];
-      if (!NearlyEqual(caseMass_, 1.0)) moments.variance /= caseMass_ - 1.0;
+      if (!vlm::NearlyEqual(caseMass_, 1.0)) moments.variance /= caseMass_ - 1.0;
       moments.width = IntervalWidth(moments.variance, isDependent ? settings_.cutsContinuousDependent
                                                                   : settings_.cutsContinuousPredictor);
     }

@@ -7,6 +7,7 @@
 #include "module/feature_selection/case_pass.h"
 #include "module/feature_selection/pair_accumulator.h"
 #include "module/frame/engine_texts.h"
+#include "module/frame/probabilities.h"
 #include "module/frame/progress_scope.h"
 #include "module/resources/text_ids.h"
 
@@ -55,7 +56,7 @@ PairBasis BasisOf(const ChiSquareResult& table, int usedCases) {
 
 // F = SSB (N - k) / SSW / (k - 1), upper tail of F with k - 1 and N - k degrees of freedom.
 PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& groups) {
-  if (NearlyZero(groups.withinSum) || groups.groups < 2 || NearlyZero(groups.betweenSum)) return {};
+  if (vlm::NearlyZero(groups.withinSum) || groups.groups < 2 || vlm::NearlyZero(groups.betweenSum)) return {};
   const double k = groups.groups;
   const double df1 = k - 1.0;
   const double df2 = groups.count - k;
@@ -66,8 +67,8 @@ PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& group
 // Chi-square with (r - 1)(c - 1) degrees of freedom, or V = sqrt(Chi-square / N / (min(r, c) - 1)) (Cramer 1946).
 PairResult ScoreCross(vlm::IEngineServices& services, const ChiSquareResult& table, bool useCramersV) {
   const double df = (static_cast<double>(table.rows) - 1.0) * (static_cast<double>(table.columns) - 1.0);
-  if (NearlyZero(table.chiSquare) || table.rows < 2 || table.columns < 2) return {};
-  const double p = 1.0 - services.ChiSquareDistribution(table.chiSquare, df);
+  if (vlm::NearlyZero(table.chiSquare) || table.rows < 2 || table.columns < 2) return {};
+  const double p = ChiSquareUpperTail(services, table.chiSquare, df);
   if (!useCramersV) return {table.chiSquare, p, 0};
   const double smaller = std::min(table.rows, table.columns);
   return {std::sqrt(table.chiSquare / table.total / (smaller - 1.0)), p, 0};

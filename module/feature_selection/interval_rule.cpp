@@ -29,7 +29,7 @@ int IntervalRule::Find(double x) const {
   int last = cuts_ - 1;
   while (first < last) {
     const int middle = first + (last - first) / 2;
-    if (GreaterBeyondTolerance(x, Upper(middle))) {
+    if (vlm::GreaterBeyondTolerance(x, Upper(middle))) {
       first = middle + 1;
     } else {
       last = middle;

@@ -22,7 +22,7 @@ struct KeyOrder {
 
   explicit KeyOrder(const std::vector<double>& keys) : slots(keys.size() - 1), ranks(keys.size()) {
     std::iota(slots.begin(), slots.end(), 1u);
-    const auto less = [&](std::uint32_t a, std::uint32_t b) { return KeyLess(keys[a], keys[b]); };
+    const auto less = [&](std::uint32_t a, std::uint32_t b) { return vlm::KeyLess(keys[a], keys[b]); };
     if (!std::is_sorted(slots.begin(), slots.end(), less)) std::sort(slots.begin(), slots.end(), less);
     for (std::uint32_t place = 0; place < slots.size(); ++place) ranks[slots[place]] = place;
   }
@@ -39,7 +39,8 @@ class DependentClasses {
     rule_.emplace(moments, cuts);
     if (cuts > kMaxTabledCuts) return;
     const std::vector<double> distinct = rule_->DistinctKeys();
-    for (std::size_t k = 0; k + 1 < distinct.size(); ++k) bounds_.push_back(RaisedByTolerance(distinct[k]));
+    for (std::size_t k = 0; k + 1 < distinct.size(); ++k)
+      bounds_.push_back(vlm::RaisedByTolerance(distinct[k]));
     keys_.insert(keys_.end(), distinct.begin(), distinct.end());
     tabled_ = true;
   }

@@ -27,8 +27,8 @@ class LanePresence {
     for (std::size_t g = 0; g < missing_.size(); ++g) {
       const LaneGroup& group = block.Groups()[g];
       for (int lane = 0; lane < kLanes; ++lane) {
-        const MissingRange range =
-            lane < group.lanes ? MissingRangeOf(codeOf(group.firstEntry + lane)) : MissingRange{};
+        const vlm::MissingRange range =
+            lane < group.lanes ? vlm::MissingRangeOf(codeOf(group.firstEntry + lane)) : vlm::MissingRange{};
         missing_[g].first[lane] = range.first;
         missing_[g].last[lane] = range.last;
       }

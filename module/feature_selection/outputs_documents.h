@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "contract/analysis.h"
+#include "contract/ref.h"
 #include "module/feature_selection/feature_selection_settings.h"
-#include "module/frame/ref.h"
 
 namespace vlmfsl {
 
-using DocumentList = std::vector<Ref<vlm::IDocument>>;
+using DocumentList = std::vector<vlm::Ref<vlm::IDocument>>;
 
 // One sheet, or one graph, for each dependent that has a list, in the order of the dependents. Return kOk, or
 // kFailed when there is no memory or the host cannot make one: then nothing is shown and made is empty.

@@ -13,7 +13,7 @@ namespace vlmfsl {
 namespace {
 
 void AddTitleLine(vlm::IGraph& graph, const std::string& text) {
-  graph.AddTitleLine(text.data(), LengthOf(text));
+  graph.AddTitleLine(text.data(), vlm::LengthOf(text));
 }
 
 void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host, int dependentIndex,
@@ -25,10 +25,10 @@ void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
                TextForDependent(settings, dependentIndex, kTextDependentVariable, kTextDependentVariable));
   const std::string importance = LoadText(services, kTextImportanceAxis);
   const std::string axisTitle =
-      FormatText("%s (%s)", {std::string_view(importance), std::string_view(statisticName)});
-  graph.SetAxisTitle(vlm::kValueAxis, axisTitle.data(), LengthOf(axisTitle));
+      vlm::FormatText("%s (%s)", {std::string_view(importance), std::string_view(statisticName)});
+  graph.SetAxisTitle(vlm::kValueAxis, axisTitle.data(), vlm::LengthOf(axisTitle));
 
-  const int series = graph.AddSeries(statisticName.data(), LengthOf(statisticName));
+  const int series = graph.AddSeries(statisticName.data(), vlm::LengthOf(statisticName));
   const auto count = static_cast<int>(best.size());
   double largest = -1e307;
   for (int i = 0; i < count; ++i) {
@@ -38,7 +38,7 @@ void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
     const double statistic = settings.statistic[cell];
     largest = std::max(largest, statistic);
     const std::string label = ShortenName(host, PredictorName(settings, position), kShortNameLength);
-    graph.AddPoint(series, count - i, statistic, label.data(), LengthOf(label));
+    graph.AddPoint(series, count - i, statistic, label.data(), vlm::LengthOf(label));
   }
   graph.SetAxisRange(vlm::kCategoryAxis, 0.5, count + 0.5, 1.0);
   // Bars of length zero, and infinite ones, leave the scale to the host.
@@ -55,7 +55,7 @@ int MakeImportanceHistogram(const FeatureSelectionSettings& settings, vlm::IAnal
     BestPredictors best(*settings.owner);
     if (best.Select(settings, d) != kOk) return kFailed;
     if (best.Listed() == 0) continue;
-    const auto graph = Ref<vlm::IGraph>::Adopt(host.CreateGraph(vlm::kHorizontalBarGraph));
+    const auto graph = vlm::Ref<vlm::IGraph>::Adopt(host.CreateGraph(vlm::kHorizontalBarGraph));
     if (!graph) return kFailed;
     FillGraph(settings, host, d, best.Best(), *graph);
     graphs.emplace_back(graph.Get());

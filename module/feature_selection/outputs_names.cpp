@@ -2,8 +2,8 @@
 
 #include "base/format_text.h"
 #include "base/utf8_text.h"
+#include "contract/text.h"
 #include "module/frame/engine_texts.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl {
@@ -25,15 +25,16 @@ std::string TextForDependent(const FeatureSelectionSettings& settings, int depen
                              int continuousTextId, int categoricalTextId) {
   const bool continuous = dependentIndex < settings.nContinuousDependents;
   const std::string name = DependentName(settings, dependentIndex);
-  return FormatText(LoadText(*settings.owner, continuous ? continuousTextId : categoricalTextId),
-                    {std::string_view(name)});
+  return vlm::FormatText(LoadText(*settings.owner, continuous ? continuousTextId : categoricalTextId),
+                         {std::string_view(name)});
 }
 
 std::string ShortenName(vlm::IAnalysisHost& host, std::string_view name, int characterCount) {
-  if (characterCount < 0 || CharacterCount(name) <= static_cast<std::size_t>(characterCount)) {
+  if (characterCount < 0 || vlm::CharacterCount(name) <= static_cast<std::size_t>(characterCount)) {
     return std::string(name);
   }
-  return TextOf([&](vlm::ITextSink* sink) { host.Get8CharHash(name.data(), LengthOf(name), sink); });
+  return vlm::TextOf(
+      [&](vlm::ITextSink* sink) { host.Get8CharHash(name.data(), vlm::LengthOf(name), sink); });
 }
 
 }  // namespace vlmfsl

@@ -67,9 +67,9 @@ int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAna
   if (text.empty()) return kOk;
   const std::string title = LoadText(*settings.owner, kTextBestPredictorLists);
   vlm::IDocument* document = nullptr;
-  const int failed = host.CreateTextDoc(kReportDocument, title.data(), LengthOf(title), text.data(),
-                                        LengthOf(text), &document);
-  auto counted = Ref<vlm::IDocument>::Adopt(document);
+  const int failed = host.CreateTextDoc(kReportDocument, title.data(), vlm::LengthOf(title), text.data(),
+                                        vlm::LengthOf(text), &document);
+  auto counted = vlm::Ref<vlm::IDocument>::Adopt(document);
   if (failed != 0 || !counted) return kFailed;
   made.push_back(std::move(counted));
   return kOk;

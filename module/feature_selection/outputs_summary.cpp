@@ -19,16 +19,16 @@ void SetHeader(vlm::IAnalysisHost& host, vlm::ISpreadsheet& sheet, int columnNum
                const std::string& text) {
   const int width = sheet.GetColumnNameWidth();
   const std::string name = ShortenName(host, text, width);
-  const std::string_view cut = FirstCharacters(name, static_cast<std::size_t>(std::max(width, 0)));
-  sheet.SetColumnName(columnNumber, cut.data(), LengthOf(cut));
+  const std::string_view cut = vlm::FirstCharacters(name, static_cast<std::size_t>(std::max(width, 0)));
+  sheet.SetColumnName(columnNumber, cut.data(), vlm::LengthOf(cut));
 }
 
 void FillSheet(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host, int dependentIndex,
                std::span<const int> best, vlm::ISpreadsheet& sheet) {
   const std::string title =
       TextForDependent(settings, dependentIndex, kTextBestForContinuous, kTextBestForCategorical);
-  const std::string_view shown = FirstCharacters(title, kTitleLength);
-  sheet.SetTitle(shown.data(), LengthOf(shown));
+  const std::string_view shown = vlm::FirstCharacters(title, kTitleLength);
+  sheet.SetTitle(shown.data(), vlm::LengthOf(shown));
   SetHeader(host, sheet, kStatisticColumn, StatisticName(settings, dependentIndex));
   const bool crossTabulated = settings.IsCrossTabulated(dependentIndex);
   SetHeader(host, sheet, kPValueColumn,
@@ -40,7 +40,7 @@ void FillSheet(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
     ++row;
     const std::string name = ShortenName(
         host, ShortenName(host, PredictorName(settings, position), kShortNameLength), rowNameWidth);
-    sheet.SetRowName(row, name.data(), LengthOf(name));
+    sheet.SetRowName(row, name.data(), vlm::LengthOf(name));
     const std::size_t cell = settings.MatrixIndex(dependentIndex, position - 1);
     if (settings.notComputable[cell] != 0) continue;
     sheet.SetValue(row, kStatisticColumn, settings.statistic[cell]);
@@ -58,7 +58,7 @@ int MakeBestPredictorsSummary(const FeatureSelectionSettings& settings, vlm::IAn
     BestPredictors best(*settings.owner);
     if (best.Select(settings, d) != kOk) return kFailed;
     if (best.Listed() == 0) continue;
-    const auto sheet = Ref<vlm::ISpreadsheet>::Adopt(host.CreateSpreadsheet(best.Listed(), 2));
+    const auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(host.CreateSpreadsheet(best.Listed(), 2));
     if (!sheet) return kFailed;
     FillSheet(settings, host, d, best.Best(), *sheet);
     sheets.emplace_back(sheet.Get());

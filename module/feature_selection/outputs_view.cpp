@@ -1,9 +1,9 @@
 #include "module/feature_selection/outputs_view.h"
 
+#include "contract/text.h"
 #include "module/feature_selection/outputs_names.h"
 #include "module/feature_selection/select_best_predictors.h"
 #include "module/frame/guarded.h"
-#include "module/frame/string_sink.h"
 
 namespace vlmfsl {
 
@@ -44,7 +44,7 @@ void FeatureSelectionResultsView::GetStatisticName(int dependentIndex, vlm::ITex
   GuardedCommand("FeatureSelectionResultsView::GetStatisticName", [&] {
     const std::string text =
         IsDependent(dependentIndex) ? StatisticName(settings_, dependentIndex) : std::string();
-    name->Assign(text.data(), LengthOf(text));
+    name->Assign(text.data(), vlm::LengthOf(text));
   });
 }
 

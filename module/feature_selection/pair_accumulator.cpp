@@ -22,7 +22,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   AppendLaneGroups(dependents + settings_.nContinuousPredictors, settings_.nCategoricalPredictors, &groups);
   if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
   presence_.Prepare(block_, casewise_, [&](int entry) { return cases.MissingCode(entry); });
-  for (int d = 0; d < dependents; ++d) missing_.push_back(MissingRangeOf(cases.MissingCode(d)));
+  for (int d = 0; d < dependents; ++d) missing_.push_back(vlm::MissingRangeOf(cases.MissingCode(d)));
 
   const auto predictors = static_cast<std::size_t>(settings_.PredictorCount());
   keys_.reserve(predictors);
@@ -42,7 +42,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
     for (int lane = 0; lane < block_.Groups()[g].lanes; ++lane) {
       const std::vector<double>& intervals = keys_[PredictorAt(g, lane)].Intervals();
       for (std::size_t k = 0; k + 1 < intervals.size(); ++k) {
-        bounds_[g][k * kLanes + static_cast<std::size_t>(lane)] = RaisedByTolerance(intervals[k]);
+        bounds_[g][k * kLanes + static_cast<std::size_t>(lane)] = vlm::RaisedByTolerance(intervals[k]);
       }
     }
   }
@@ -128,7 +128,7 @@ void PairAccumulator::TreatDependents() {
   for (std::size_t d = 0; d < missing_.size(); ++d) {
     const double* const values = &dependents_[d * capacity];
     std::uint8_t* const takesPart = &takesPart_[d * capacity];
-    const MissingRange missing = missing_[d];
+    const vlm::MissingRange missing = missing_[d];
     int absent = 0;
     for (std::size_t i = 0; i < size; ++i) absent += values[i] >= missing.first && values[i] <= missing.last;
     const bool all = absent == 0 && (allComplete || !casewise_);

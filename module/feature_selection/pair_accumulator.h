@@ -129,7 +129,7 @@ class PairAccumulator {
   // By dependent, [dependent][case].
   std::vector<double> dependents_;
   std::vector<std::uint8_t> takesPart_;
-  std::vector<MissingRange> missing_;
+  std::vector<vlm::MissingRange> missing_;
 
   // Continuous dependents that are not cut.
   std::vector<GroupPairs> groupPairs_;

@@ -23,7 +23,7 @@ struct RankedRow {
   int MeetingCriterion(double criterion) const {
     int m = 0;
     for (const int position : order) {
-      if (GreaterBeyondTolerance(pValue[position - 1], criterion)) break;
+      if (vlm::GreaterBeyondTolerance(pValue[position - 1], criterion)) break;
       ++m;
     }
     return m;
@@ -42,9 +42,9 @@ struct RankedRow {
 
 void BestPredictorNotice(vlm::IEngineServices& services, int text, const std::string& dependentName) {
   services.SwitchNoticeDisplay(1);
-  ShowNotice(services, FormatText(LoadText(services, text),
-                                  {std::string_view(dependentName), static_cast<long long>(kMaxListed),
-                                   static_cast<long long>(kMaxListed)}));
+  ShowNotice(services, vlm::FormatText(LoadText(services, text),
+                                       {std::string_view(dependentName), static_cast<long long>(kMaxListed),
+                                        static_cast<long long>(kMaxListed)}));
 }
 
 }  // namespace
@@ -56,9 +56,9 @@ int BestPredictors::Select(const FeatureSelectionSettings& settings, int depende
   const std::size_t row = settings.MatrixIndex(dependentIndex, 0);
   const auto size = static_cast<std::size_t>(predictors);
   if (settings.displayMode == DisplayMode::kFixedNumber) {
-    IndexSortDescending<double>({settings.statistic + row, size}, order_.Elements());
+    vlm::IndexSortDescending<double>({settings.statistic + row, size}, order_.Elements());
   } else {
-    IndexSortAscending<double>({settings.pValue + row, size}, order_.Elements());
+    vlm::IndexSortAscending<double>({settings.pValue + row, size}, order_.Elements());
   }
   const RankedRow ranked{order_.Elements(), settings.pValue + row, settings.notComputable + row};
   const std::string name = VariableName(*settings.owner, settings.DependentVariable(dependentIndex));

@@ -1,9 +1,9 @@
 // FSLStartup: the accessors of the startup dialog.
 #include <string>
 
+#include "contract/text.h"
 #include "module/feature_selection_ui/define_task.h"
 #include "module/feature_selection_ui/variable_texts.h"
-#include "module/frame/string_sink.h"
 #include "module/frame/variable_lists.h"
 #include "module/resources/automation_tables.h"
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 #include "module/resources/control_ids.h"
 
 namespace vlmfsl {
@@ -195,12 +195,16 @@ void CDefineTask::ChooseVariables() {
     std::array<vlm::VariableListRequest, std::size(kLists)> requests{};
     for (std::size_t i = 0; i < requests.size(); ++i) {
       captions[i] = LoadResString(kLists[i].captionText);
-      requests[i] = {
-          captions[i].data(), LengthOf(captions[i]),    kLists[i].kind, settings->numberOfVariables, lists[i],
-          counts[i],          settings->listCapacity[i]};
+      requests[i] = {captions[i].data(),
+                     vlm::LengthOf(captions[i]),
+                     kLists[i].kind,
+                     settings->numberOfVariables,
+                     lists[i],
+                     counts[i],
+                     settings->listCapacity[i]};
     }
     const std::string title = LoadResString(kTextSelectVariables);
-    if (Window()->VariableListsDialog(title.data(), LengthOf(title), requests.data(),
+    if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), requests.data(),
                                       static_cast<int>(requests.size())) == 0) {
       return;
     }
@@ -223,8 +227,9 @@ void CDefineTask::ChooseCountVariable() {
   const std::string title = LoadResString(kTextSelectCountVariable);
   const std::string caption = LoadResString(kTextCountVariable);
   const vlm::VariableListRequest request = {
-      caption.data(), LengthOf(caption), kContinuousKind, 1, &variable, &count, 1};
-  if (Window()->VariableListsDialog(title.data(), LengthOf(title), &request, 1) == 0 || !Window()) return;
+      caption.data(), vlm::LengthOf(caption), kContinuousKind, 1, &variable, &count, 1};
+  if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), &request, 1) == 0 || !Window())
+    return;
   DropResults();
   settings.useCountVariable = count > 0 ? 1 : 0;
   settings.countVariable = count > 0 ? variable : 0;

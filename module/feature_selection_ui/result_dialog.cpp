@@ -143,8 +143,8 @@ void CResultDialog::ReadCount(int controlId, int& count) {
 void CResultDialog::ReadCriterion(double& criterion) {
   double value = 0.0;
   // Both bounds with the tolerance: what can hardly be told from 0 or 1 is refused too.
-  if (Window()->GetDlgItemReal(kControlPCriterion, &value) == 0 && GreaterBeyondTolerance(value, 0.0) &&
-      LessBeyondTolerance(value, 1.0)) {
+  if (Window()->GetDlgItemReal(kControlPCriterion, &value) == 0 && vlm::GreaterBeyondTolerance(value, 0.0) &&
+      vlm::LessBeyondTolerance(value, 1.0)) {
     criterion = value;
   } else {
     ShowEditError(kControlPCriterion, kTextInvalidPValue);

@@ -2,10 +2,10 @@
 
 #include <new>
 
+#include "contract/ref.h"
+#include "contract/text.h"
 #include "module/frame/guarded.h"
 #include "module/frame/module_context.h"
-#include "module/frame/ref.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/control_ids.h"
 #include "module/resources/text_ids.h"
 
@@ -16,7 +16,7 @@ bool CAnalysisModelessDialog::CreateAnalysisDialog() {
 }
 
 void CAnalysisModelessDialog::OnInitDialog(vlm::IDialogWindow* window) {
-  const Ref<vlm::IDialogClient> keep(this);
+  const vlm::Ref<vlm::IDialogClient> keep(this);
   window_ = window;
   analysis_.AddOpenDialog(*this);
   if (!GuardedCommand(className_, [&] { InitDialog(); })) ReportFailedCommand();
@@ -25,7 +25,7 @@ void CAnalysisModelessDialog::OnInitDialog(vlm::IDialogWindow* window) {
 void CAnalysisModelessDialog::OnCommand(int controlId) {
   // A command that pumps messages must not be entered again by the user's next click.
   if (!window_ || inCommand_) return;
-  const Ref<vlm::IDialogClient> keep(this);
+  const vlm::Ref<vlm::IDialogClient> keep(this);
   inCommand_ = true;
   const bool done = GuardedCommand(className_, [&] { Command(controlId); });
   inCommand_ = false;
@@ -41,7 +41,7 @@ void CAnalysisModelessDialog::OnClosed(int) {
 void CAnalysisModelessDialog::GetAutomationWindowText(vlm::ITextSink* text) {
   GuardedCommand(className_, [&] {
     const std::string windowText = LoadResString(windowTextId_);
-    text->Assign(windowText.data(), LengthOf(windowText));
+    text->Assign(windowText.data(), vlm::LengthOf(windowText));
   });
 }
 
@@ -62,22 +62,22 @@ void CAnalysisModelessDialog::AddPages(std::initializer_list<int> pageTemplateId
 }
 
 void CAnalysisModelessDialog::SetText(int controlId, std::string_view text) {
-  window_->SetDlgItemText(controlId, text.data(), LengthOf(text));
+  window_->SetDlgItemText(controlId, text.data(), vlm::LengthOf(text));
 }
 
 void CAnalysisModelessDialog::ShowEditError(int controlId, int textId) {
   const std::string text = LoadResString(textId);
-  window_->ShowEditError(controlId, text.data(), LengthOf(text));
+  window_->ShowEditError(controlId, text.data(), vlm::LengthOf(text));
 }
 
 void CAnalysisModelessDialog::DisplayInstError(int textId) {
   const std::string text = LoadResString(textId);
-  window_->DisplayInstError(text.data(), LengthOf(text));
+  window_->DisplayInstError(text.data(), vlm::LengthOf(text));
 }
 
 void CAnalysisModelessDialog::WriteVarListToCaptionLong(int controlId, const int* variables, int count) {
   const std::string none = LoadResString(kTextNone);
-  window_->WriteVarListToCaptionLong(controlId, variables, count, none.data(), LengthOf(none));
+  window_->WriteVarListToCaptionLong(controlId, variables, count, none.data(), vlm::LengthOf(none));
 }
 
 void CAnalysisModelessDialog::CheckRadio(std::initializer_list<int> controlIds, int checkedId) {

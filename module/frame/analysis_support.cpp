@@ -1,9 +1,9 @@
 #include "module/frame/analysis_support.h"
 
+#include "contract/text.h"
 #include "module/frame/analysis_dialog.h"
 #include "module/frame/engine_texts.h"
 #include "module/frame/module_context.h"
-#include "module/frame/string_sink.h"
 
 namespace vlmfsl {
 
@@ -39,11 +39,11 @@ bool CAnalysisSupport::IsOleAutomation() const { return host_ && host_->IsOleAut
 
 void CAnalysisSupport::RaiseAutomationError(std::string_view description) {
   if (host_)
-    host_->RaiseAutomationError(vlm::kAutomationErrorCode, description.data(), LengthOf(description));
+    host_->RaiseAutomationError(vlm::kAutomationErrorCode, description.data(), vlm::LengthOf(description));
 }
 
 void CAnalysisSupport::MessageOutput(std::string_view text) {
-  if (host_) host_->MessageOutput(text.data(), LengthOf(text));
+  if (host_) host_->MessageOutput(text.data(), vlm::LengthOf(text));
 }
 
 void CAnalysisSupport::MessageOutput(int textId) { MessageOutput(LoadText(textId)); }
@@ -62,41 +62,46 @@ std::string CAnalysisSupport::VariableName(int variableNumber) const {
 
 std::string CAnalysisSupport::StripFormatting(std::string_view text) const {
   if (!host_) return {};
-  return TextOf([&](vlm::ITextSink* sink) { Services().StripFormatting(text.data(), LengthOf(text), sink); });
+  return vlm::TextOf(
+      [&](vlm::ITextSink* sink) { Services().StripFormatting(text.data(), vlm::LengthOf(text), sink); });
 }
 
 std::string CAnalysisSupport::Get8CharHash(std::string_view text) const {
   if (!host_) return {};
-  return TextOf([&](vlm::ITextSink* sink) { host_->Get8CharHash(text.data(), LengthOf(text), sink); });
+  return vlm::TextOf(
+      [&](vlm::ITextSink* sink) { host_->Get8CharHash(text.data(), vlm::LengthOf(text), sink); });
 }
 
 std::string CAnalysisSupport::GetCaseSelectionDescription() const {
   if (!host_) return {};
-  return TextOf([&](vlm::ITextSink* sink) { host_->GetCaseSelectionDescription(sink); });
+  return vlm::TextOf([&](vlm::ITextSink* sink) { host_->GetCaseSelectionDescription(sink); });
 }
 
 std::string CAnalysisSupport::QuoteString(std::string_view text) const {
   if (!host_) return {};
-  return TextOf([&](vlm::ITextSink* sink) { host_->QuoteString(text.data(), LengthOf(text), sink); });
+  return vlm::TextOf(
+      [&](vlm::ITextSink* sink) { host_->QuoteString(text.data(), vlm::LengthOf(text), sink); });
 }
 
 std::string CAnalysisSupport::ParseTextBuffer(int flags, std::string_view text) const {
   if (!host_) return {};
-  return TextOf(
-      [&](vlm::ITextSink* sink) { host_->ParseTextBuffer(flags, text.data(), LengthOf(text), sink); });
+  return vlm::TextOf(
+      [&](vlm::ITextSink* sink) { host_->ParseTextBuffer(flags, text.data(), vlm::LengthOf(text), sink); });
 }
 
 std::string CAnalysisSupport::PrintVariableList(const int* variableNumbers, int count) const {
   if (!host_) return {};
-  return TextOf([&](vlm::ITextSink* sink) { host_->PrintVariableList(variableNumbers, count, sink); });
+  return vlm::TextOf([&](vlm::ITextSink* sink) { host_->PrintVariableList(variableNumbers, count, sink); });
 }
 
-Ref<vlm::IDocument> CAnalysisSupport::CreateTextDoc(int kind, std::string_view title, std::string_view text) {
+vlm::Ref<vlm::IDocument> CAnalysisSupport::CreateTextDoc(int kind, std::string_view title,
+                                                         std::string_view text) {
   vlm::IDocument* document = nullptr;
   if (host_) {
-    host_->CreateTextDoc(kind, title.data(), LengthOf(title), text.data(), LengthOf(text), &document);
+    host_->CreateTextDoc(kind, title.data(), vlm::LengthOf(title), text.data(), vlm::LengthOf(text),
+                         &document);
   }
-  return Ref<vlm::IDocument>::Adopt(document);
+  return vlm::Ref<vlm::IDocument>::Adopt(document);
 }
 
 void CAnalysisSupport::AddOpenDialog(CAnalysisModelessDialog& dialog) {

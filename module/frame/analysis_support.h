@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "contract/analysis.h"
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 
 namespace vlmfsl {
 
@@ -57,7 +57,7 @@ class CAnalysisSupport : public vlm::IAnalysis {
   std::string ParseTextBuffer(int flags, std::string_view text) const;
   std::string PrintVariableList(const int* variableNumbers, int count) const;
   // Makes and shows a text document. kind 2: report. The result is empty on failure.
-  Ref<vlm::IDocument> CreateTextDoc(int kind, std::string_view title, std::string_view text);
+  vlm::Ref<vlm::IDocument> CreateTextDoc(int kind, std::string_view title, std::string_view text);
 
   // Dialogs that are open on this analysis; see analysis_dialog.h.
   void AddOpenDialog(CAnalysisModelessDialog& dialog);

@@ -4,30 +4,15 @@
 #include <cmath>
 #include <limits>
 
-#include "module/frame/ref.h"
+#include "contract/automation_members.h"
+#include "contract/ref.h"
+#include "contract/text.h"
 
 namespace vlmfsl {
 namespace {
 
 using vlm::AutomationMember;
 using vlm::AutomationValue;
-
-char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool EqualNames(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (LowerCase(a[i]) != LowerCase(b[i])) return false;
-  }
-  return true;
-}
-
-const AutomationMember* FindMember(const vlm::AutomationInterface& description, int dispatchId) {
-  for (int i = 0; i < description.memberCount; ++i) {
-    if (description.members[i].dispatchId == dispatchId) return &description.members[i];
-  }
-  return nullptr;
-}
 
 // What of the member a call with these kind flags means; 0 when the member has none of them. Late-bound
 // clients that cannot tell a get with arguments from a method ask for both.
@@ -38,10 +23,7 @@ int KindOfCall(const AutomationMember& member, int kind) {
   return 0;
 }
 
-std::string_view TextOfValue(const AutomationValue& value) {
-  return {value.text ? value.text : "",
-          value.text && value.length > 0 ? static_cast<std::size_t>(value.length) : 0};
-}
+std::string_view TextOfValue(const AutomationValue& value) { return vlm::TextOf(value.text, value.length); }
 
 double NumberOfText(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -111,39 +93,31 @@ std::string ToText(const AutomationValue& value) {
 }
 
 int AutomationDispatch::GetIdOfName(const char* name, int length, int* dispatchId) {
-  if (!name || length <= 0 || !dispatchId) return vlm::kDispatchMemberNotFound;
-  const std::string_view wanted(name, static_cast<std::size_t>(length));
-  for (const vlm::AutomationInterface* level = &description_; level; level = level->base) {
-    for (int i = 0; i < level->memberCount; ++i) {
-      if (!EqualNames(level->members[i].name, wanted)) continue;
-      *dispatchId = level->members[i].dispatchId;
-      return vlm::kDispatchOk;
-    }
-  }
-  return vlm::kDispatchMemberNotFound;
+  if (!dispatchId) return vlm::kDispatchMemberNotFound;
+  const AutomationMember* member = vlm::FindMemberByName(&description_, vlm::TextOf(name, length));
+  if (!member) return vlm::kDispatchMemberNotFound;
+  *dispatchId = member->dispatchId;
+  return vlm::kDispatchOk;
 }
 
 int AutomationDispatch::Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
                                vlm::IAutomationResult* result) {
   // An OK that closes the dialog may drop the last other reference.
-  const Ref<vlm::IAutomationObject> keep(this);
+  const vlm::Ref<vlm::IAutomationObject> keep(this);
   NoResult nobody;
   vlm::IAutomationResult& answer = result ? *result : nobody;
   const std::span<const AutomationValue> given(
       arguments, arguments && argumentCount > 0 ? static_cast<std::size_t>(argumentCount) : 0);
-  if (const AutomationMember* member = FindMember(description_, dispatchId)) {
+  if (const AutomationMember* member = vlm::FindOwnMember(description_, dispatchId)) {
     return InvokeOwn(*member, kind, given, answer);
   }
-  for (const vlm::AutomationInterface* level = description_.base; level; level = level->base) {
-    const AutomationMember* member = FindMember(*level, dispatchId);
-    if (!member) continue;
-    int status = vlm::kDispatchFailed;
-    const int guarded = Guarded(member->name, &answer, [&] {
-      status = InvokeInherited(dispatchId, kind, given.data(), static_cast<int>(given.size()), &answer);
-    });
-    return guarded == vlm::kDispatchOk ? status : guarded;
-  }
-  return vlm::kDispatchMemberNotFound;
+  const AutomationMember* member = vlm::FindMember(description_.base, dispatchId);
+  if (!member) return vlm::kDispatchMemberNotFound;
+  int status = vlm::kDispatchFailed;
+  const int guarded = Guarded(member->name, &answer, [&] {
+    status = InvokeInherited(dispatchId, kind, given.data(), static_cast<int>(given.size()), &answer);
+  });
+  return guarded == vlm::kDispatchOk ? status : guarded;
 }
 
 int AutomationDispatch::InvokeOwn(const AutomationMember& member, int kind,

@@ -5,21 +5,21 @@
 #include <string_view>
 
 #include "contract/engine_services.h"
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 
 namespace vlmfsl {
 
 // number: of the module's string table. Empty for an unknown one.
 [[nodiscard]] inline std::string LoadText(vlm::IEngineServices& services, int number) {
-  return TextOf([&](vlm::ITextSink* sink) { services.LoadText(number, sink); });
+  return vlm::TextOf([&](vlm::ITextSink* sink) { services.LoadText(number, sink); });
 }
 
 [[nodiscard]] inline std::string VariableName(vlm::IEngineServices& services, int variableNumber) {
-  return TextOf([&](vlm::ITextSink* sink) { services.GetVarNameEx(0, variableNumber - 1, sink); });
+  return vlm::TextOf([&](vlm::ITextSink* sink) { services.GetVarNameEx(0, variableNumber - 1, sink); });
 }
 
 inline void ShowNotice(vlm::IEngineServices& services, std::string_view text) {
-  services.ShowNotice(text.data(), LengthOf(text));
+  services.ShowNotice(text.data(), vlm::LengthOf(text));
 }
 
 }  // namespace vlmfsl

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "contract/module_exports.h"
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 
 namespace vlmfsl {
 namespace {
@@ -41,7 +41,7 @@ void LogMessage(int level, int code, const char* format, ...) noexcept {
     const std::string text = FormatArguments(format, arguments);
     vlm::ILog* log = ApplicationLogThatIsOn();
     if (!log) log = FindLog(vlm::kGetLogCache);
-    if (log) log->LogEntry(text.data(), LengthOf(text), ProcessId(), ThreadId(), level, code);
+    if (log) log->LogEntry(text.data(), vlm::LengthOf(text), ProcessId(), ThreadId(), level, code);
   } catch (...) {  // no memory for the text: there is nobody left to tell
   }
   va_end(arguments);

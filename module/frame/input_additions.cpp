@@ -13,7 +13,7 @@ namespace {
 std::set<std::string> ExistingBundleNames(vlm::IInputSpreadsheet& input) {
   std::set<std::string> names;
   for (int i = 0; i < input.GetBundleCount(); ++i) {
-    names.insert(TextOf([&](vlm::ITextSink* sink) { input.GetBundleName(i, sink); }));
+    names.insert(vlm::TextOf([&](vlm::ITextSink* sink) { input.GetBundleName(i, sink); }));
   }
   return names;
 }
@@ -32,9 +32,9 @@ int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>
   std::set<std::string> taken = ExistingBundleNames(input);
   for (const PredictorBundle& bundle : bundles) {
     const std::string name = FreeName(bundle.name, taken);
-    const std::u16string wideName = Utf16OfUtf8(name);
+    const std::u16string wideName = vlm::Utf16OfUtf8(name);
     if (input.AddBundle(wideName.data(), static_cast<int>(wideName.size()), bundle.variables.data(),
-                        LengthOf(bundle.variables)) != 0) {
+                        vlm::LengthOf(bundle.variables)) != 0) {
       return kFailed;
     }
     taken.insert(name);
@@ -53,7 +53,7 @@ int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles, vlm::I
     additions.Keep();
   }
   const std::string done = LoadText(services, kTextBundlesSaved);
-  host.MessageOutput(done.data(), LengthOf(done));
+  host.MessageOutput(done.data(), vlm::LengthOf(done));
   return kOk;
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 class OutputCollection final : public AutomationDispatch {
  public:
-  explicit OutputCollection(std::vector<Ref<vlm::IDocument>> documents)
+  explicit OutputCollection(std::vector<vlm::Ref<vlm::IDocument>> documents)
       : AutomationDispatch(kOutputCollection, kOutputCollection.name), documents_(std::move(documents)) {}
   virtual ~OutputCollection() = default;
 
@@ -39,14 +39,14 @@ class OutputCollection final : public AutomationDispatch {
     call.result.SetObject(documents_[static_cast<std::size_t>(number - 1)]->GetAutomationObject());
   }
 
-  std::vector<Ref<vlm::IDocument>> documents_;
+  std::vector<vlm::Ref<vlm::IDocument>> documents_;
   int references_ = 1;
 };
 
 }  // namespace
 
-Ref<vlm::IAutomationObject> MakeOutputCollection(std::vector<Ref<vlm::IDocument>> documents) {
-  return Ref<vlm::IAutomationObject>::Adopt(new OutputCollection(std::move(documents)));
+vlm::Ref<vlm::IAutomationObject> MakeOutputCollection(std::vector<vlm::Ref<vlm::IDocument>> documents) {
+  return vlm::Ref<vlm::IAutomationObject>::Adopt(new OutputCollection(std::move(documents)));
 }
 
 }  // namespace vlmfsl

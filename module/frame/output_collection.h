@@ -4,11 +4,12 @@
 #include <vector>
 
 #include "contract/documents.h"
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 
 namespace vlmfsl {
 
 // Counts a reference of each document.
-[[nodiscard]] Ref<vlm::IAutomationObject> MakeOutputCollection(std::vector<Ref<vlm::IDocument>> documents);
+[[nodiscard]] vlm::Ref<vlm::IAutomationObject> MakeOutputCollection(
+    std::vector<vlm::Ref<vlm::IDocument>> documents);
 
 }  // namespace vlmfsl

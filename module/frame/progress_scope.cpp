@@ -27,7 +27,7 @@ ProgressScope::~ProgressScope() { Close(); }
 
 void ProgressScope::Open(std::string_view caption, int stepCount) {
   if (openScope) openScope->Close();
-  services_.d_pbar(caption.data(), LengthOf(caption));
+  services_.d_pbar(caption.data(), vlm::LengthOf(caption));
   services_.dstart(stepCount);
   openScope = this;
 }

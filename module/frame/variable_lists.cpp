@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <string>
 
+#include "contract/text.h"
 #include "module/frame/dispatch.h"
 #include "module/frame/module_context.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl {
@@ -54,8 +54,8 @@ std::vector<int> ParseList(std::string_view text, vlm::IAnalysisHost& host) {
   text = Trimmed(text);
   if (text.empty()) return {};
   NumberSink numbers;
-  StringSink error;
-  if (host.ParseVariableList(text.data(), LengthOf(text), &numbers, &error) != 0) {
+  vlm::StringSink error;
+  if (host.ParseVariableList(text.data(), vlm::LengthOf(text), &numbers, &error) != 0) {
     throw AutomationException(
         error.Text().empty() ? "\"" + std::string(text) + "\" is not a list of variables." : error.Text());
   }

@@ -32,7 +32,7 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     Run(*crosstab);
     record.summaryCrosstab = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
     SetTitle(*record.summaryCrosstab,
-             FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
+             vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
     ComputeAdditionalTemplateCrossTabStats(*record.summaryCrosstab, record);
     // Not one less the distribution function, which has no digits left where p is small.
     record.chiSquareP = PearsonPValue(*GetResult(*crosstab, vlm::kCrosstabStatisticsResult));
@@ -56,8 +56,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
 
   // Totals enter the formulas with six digits on purpose. Two columns come in front of the six others at the
   // end: the host rebinds the formulas, the numbers kept here are moved by hand.
-  const std::string badText = FormatGeneral(bad);
-  const std::string goodText = FormatGeneral(good);
+  const std::string badText = vlm::FormatGeneral(bad);
+  const std::string goodText = vlm::FormatGeneral(good);
   int column = crosstab.GetColumnCount();
   column = AddCrossTabVariable(crosstab, column, Text(kTextBadRateColumn), "=v2/" + badText);
   column = AddCrossTabVariable(crosstab, column, Text(kTextGoodRateColumn), "=v3/" + goodText);
@@ -69,7 +69,7 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
       AddCrossTabVariable(crosstab, column, Text(kTextInformationValue),
                           "=(v3/" + goodText + "-v2/" + badText + ")*0.01*v" + std::to_string(woe));
   column = AddCrossTabVariable(crosstab, kRowTotalColumn, Text(kTextPercentValidN),
-                               "=100*v4/" + FormatFixed(std::round(bad + good), 0));
+                               "=100*v4/" + vlm::FormatFixed(std::round(bad + good), 0));
   AddCrossTabVariable(crosstab, column, Text(kTextBadRateRow), "=v2/(v2+v3)");
   constexpr int kInsertedInFront = 2;
   const int giniColumn = gini + kInsertedInFront;
@@ -95,11 +95,12 @@ void CFeatureSelectionTemplate::UpdateCrosstabIndices(PredSummary& record) {
   const std::string goodText = TrimBlanks(record.goodCodeText);
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
   for (int column = 1; column <= sheet.GetColumnCount(); ++column) {
-    const std::string name = WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
+    const std::string name =
+        vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
     const std::string longName =
-        WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnLongName(column, sink); });
-    const std::string code = TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) {
-      Services().StripFormatting(longName.data(), LengthOf(longName), sink);
+        vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnLongName(column, sink); });
+    const std::string code = TrimBlanks(vlm::WholeTextOf([&](vlm::ITextSink* sink) {
+      Services().StripFormatting(longName.data(), vlm::LengthOf(longName), sink);
     }));
     // The last column that fits wins.
     if (TrimBlanks(name) == badRate) record.badRateColumn = column;

@@ -53,14 +53,14 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
 }
 
 void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
-    const Ref<vlm::ISpreadsheet>& crosstab, PredSummary& record) {
+    const vlm::Ref<vlm::ISpreadsheet>& crosstab, PredSummary& record) {
   constexpr std::string_view kFormat = "0.00000";
   record.summaryCrosstab = crosstab;
   SetTitle(*crosstab,
-           FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
+           vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
   const int hostColumns = static_cast<int>(responseCodes.size()) + 2;  // level, counts, row totals
   for (int column = hostColumns + 1; column <= crosstab->GetColumnCount(); ++column) {
-    crosstab->SetColumnFormat(column, kFormat.data(), LengthOf(kFormat));
+    crosstab->SetColumnFormat(column, kFormat.data(), vlm::LengthOf(kFormat));
   }
 }
 

@@ -75,9 +75,9 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::ISpreadshee
   const int levels = allRow - 1;
   const double meanSquareError = sse / (n - levels);
   record.fStatistic =
-      NearlyZero(meanSquareError) ? vlm::kMissingValue : ((sst - sse) / (levels - 1)) / meanSquareError;
+      vlm::NearlyZero(meanSquareError) ? vlm::kMissingValue : ((sst - sse) / (levels - 1)) / meanSquareError;
   record.resultTexts[kRSquaredText] =
-      FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
+      vlm::FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
 }
 
 void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& record) {

@@ -37,7 +37,8 @@ class ScreenUpdatingScope {
   void Put(int on) {
     constexpr std::string_view kName = "ScreenUpdating";
     int id = 0;
-    if (!application_ || application_->GetIdOfName(kName.data(), LengthOf(kName), &id) != vlm::kDispatchOk) {
+    if (!application_ ||
+        application_->GetIdOfName(kName.data(), vlm::LengthOf(kName), &id) != vlm::kDispatchOk) {
       return;
     }
     vlm::AutomationValue value{};
@@ -47,7 +48,7 @@ class ScreenUpdatingScope {
     application_->Invoke(id, vlm::kInvokePut, &value, 1, &result);
   }
 
-  Ref<vlm::IAutomationObject> application_;
+  vlm::Ref<vlm::IAutomationObject> application_;
 };
 
 enum RunEnd : int { kRunDone = 0, kRunCancelled = 1, kRunEmpty = 2 };

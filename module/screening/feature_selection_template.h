@@ -14,7 +14,7 @@
 #include "contract/dialogs.h"
 #include "contract/screening_results.h"
 #include "module/frame/analysis_support.h"
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 #include "module/screening/host_calls.h"
 #include "module/screening/pred_summary.h"
 #include "module/screening/screening_results_view.h"
@@ -103,7 +103,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
 
   // --- Their parts. They throw HostCallError.
   void ComputeAdditionalTemplateCrossTabStats(vlm::ISpreadsheet& crosstab, PredSummary& record);
-  void ComputeAdditionalTemplateMultiCrossTabStats(const Ref<vlm::ISpreadsheet>& crosstab,
+  void ComputeAdditionalTemplateMultiCrossTabStats(const vlm::Ref<vlm::ISpreadsheet>& crosstab,
                                                    PredSummary& record);
   void UpdateCrosstabIndices(PredSummary& record);
   void BreakdownResponseByCodedPredictor(PredSummary& record);
@@ -131,20 +131,20 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
 
   // --- Graphs of one predictor, made from its record and shown. After a failure of the host they tell the user,
   // show nothing and return null. A graph of bins is one of intervals or of levels, by the kind of the predictor.
-  Ref<vlm::IGraph> BinaryDefaultRateGraph(PredSummary& record);
-  Ref<vlm::IGraph> BinaryCDFGraph(PredSummary& record);
-  Ref<vlm::IGraph> ContinuousBoxPlot(PredSummary& record);
-  Ref<vlm::IGraph> ContinuousOverlaidScatter(
+  vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(PredSummary& record);
+  vlm::Ref<vlm::IGraph> BinaryCDFGraph(PredSummary& record);
+  vlm::Ref<vlm::IGraph> ContinuousBoxPlot(PredSummary& record);
+  vlm::Ref<vlm::IGraph> ContinuousOverlaidScatter(
       PredSummary& record);  // of at most 2000 cases, with mean diamonds
-  Ref<vlm::IGraph> CategoricalInteractionPlot(PredSummary& record);
-  Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
-  Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
+  vlm::Ref<vlm::IGraph> CategoricalInteractionPlot(PredSummary& record);
+  vlm::Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
+  vlm::Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
 
   // --- Procedures of the host
   // So that every statistic is computed on the cases of the screening.
   static void CopyAnalysisSelCondsAndWeights(vlm::IProcedure& source, vlm::IProcedure& target);
   // An analysis on the record's work sheet, with the screening's selection and weights.
-  Ref<vlm::IProcedure> CreateStatisticsProcedure(PredSummary& record, int analysisId);
+  vlm::Ref<vlm::IProcedure> CreateStatisticsProcedure(PredSummary& record, int analysisId);
   // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a comma.
   [[nodiscard]] std::string IntervalSeparator();
   [[nodiscard]] std::string DecimalSeparator();  // of the user's locale

@@ -20,10 +20,10 @@ struct UniqueRows {
   std::vector<double> good = std::vector<double>(kBlockRows);
 };
 
-bool IsFilled(double rate, MissingRange missing) { return rate < missing.first || rate > missing.last; }
+bool IsFilled(double rate, vlm::MissingRange missing) { return rate < missing.first || rate > missing.last; }
 
 // Adds each filled row, in order. By value and on its own, so that the sum stays in a register.
-[[gnu::noinline]] WeightedGini AddRows(const UniqueRows& rows, std::size_t count, MissingRange missing,
+[[gnu::noinline]] WeightedGini AddRows(const UniqueRows& rows, std::size_t count, vlm::MissingRange missing,
                                        WeightedGini gini) {
   for (std::size_t i = 0; i < count; ++i) {
     if (IsFilled(rows.rate[i], missing)) gini.Add(rows.bad[i], rows.good[i]);
@@ -37,7 +37,7 @@ void CFeatureSelectionTemplate::MakeUniqueValuesSpreadsheet(PredSummary& record)
   const auto maker = MakeUniqueValuesMaker(
       record.workSheet, badCodeText,
       {record.predictorName, Text(kTextUniqueDefaultRate), Text(kTextBad), Text(kTextGood)});
-  record.uniqueValues = Ref<vlm::IDeferredSpreadsheet>::Adopt(
+  record.uniqueValues = vlm::Ref<vlm::IDeferredSpreadsheet>::Adopt(
       record.workSheet->CreateDeferredSpreadsheet(record.workSheet->GetRowCount(), 4, maker.Get()));
   if (!record.uniqueValues) throw HostCallError("The host cannot make the sheet of unique values.");
 }
@@ -54,7 +54,7 @@ double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   const int rowCount = sheet.GetRowCount();
   WeightedGini gini(rowCount);
   UniqueRows rows;
-  const MissingRange missing = MissingRangeOf(vlm::kMissingValue);
+  const vlm::MissingRange missing = vlm::MissingRangeOf(vlm::kMissingValue);
   for (int first = 1; first <= rowCount; first += kBlockRows) {
     const int count = std::min(kBlockRows, rowCount - first + 1);
     sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());

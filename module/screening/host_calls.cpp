@@ -12,40 +12,40 @@ namespace {
 
 void Check(vlm::IProcedure& analysis, int status) {
   if (status == 0) return;
-  std::string reason = TextOf([&](vlm::ITextSink* sink) { analysis.GetError(sink); });
+  std::string reason = vlm::TextOf([&](vlm::ITextSink* sink) { analysis.GetError(sink); });
   throw HostCallError(reason.empty() ? "A statistical procedure of the host failed." : reason);
 }
 
 }  // namespace
 
-Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId) {
-  auto analysis = Ref<vlm::IProcedure>::Adopt(host.CreateProcedure(analysisId));
+vlm::Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId) {
+  auto analysis = vlm::Ref<vlm::IProcedure>::Adopt(host.CreateProcedure(analysisId));
   if (!analysis) throw HostCallError("The host has no procedure " + std::to_string(analysisId) + ".");
   return analysis;
 }
 
-Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId) {
-  auto analysis = Ref<vlm::IProcedure>::Adopt(sheet.CreateProcedure(analysisId));
+vlm::Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId) {
+  auto analysis = vlm::Ref<vlm::IProcedure>::Adopt(sheet.CreateProcedure(analysisId));
   if (!analysis) throw HostCallError("The host has no procedure " + std::to_string(analysisId) + ".");
   return analysis;
 }
 
-Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index) {
-  auto sheet = Ref<vlm::ISpreadsheet>::Adopt(analysis.GetResult(result, index));
+vlm::Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index) {
+  auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.GetResult(result, index));
   if (!sheet) throw HostCallError("A statistical procedure of the host gave no result.");
   return sheet;
 }
 
 void SetVariableList(vlm::IProcedure& analysis, std::string_view text) {
-  Check(analysis, analysis.SetVariableList(text.data(), LengthOf(text)));
+  Check(analysis, analysis.SetVariableList(text.data(), vlm::LengthOf(text)));
 }
 
 void SetResponseCodes(vlm::IProcedure& analysis, std::string_view text) {
-  Check(analysis, analysis.SetResponseCodes(text.data(), LengthOf(text)));
+  Check(analysis, analysis.SetResponseCodes(text.data(), vlm::LengthOf(text)));
 }
 
 void SetPredictorCodes(vlm::IProcedure& analysis, std::string_view text) {
-  Check(analysis, analysis.SetPredictorCodes(text.data(), LengthOf(text)));
+  Check(analysis, analysis.SetPredictorCodes(text.data(), vlm::LengthOf(text)));
 }
 
 void SetOption(vlm::IProcedure& analysis, int option, int value) {
@@ -56,8 +56,8 @@ void Run(vlm::IProcedure& analysis) { Check(analysis, analysis.Run()); }
 
 CaseSelection GetCaseSelection(vlm::IProcedure& analysis) {
   CaseSelection selection;
-  StringSink inclusion;
-  StringSink exclusion;
+  vlm::StringSink inclusion;
+  vlm::StringSink exclusion;
   analysis.GetCaseSelection(&selection.enabled, &inclusion, &exclusion);
   selection.inclusion = inclusion.TakeWhole();
   selection.exclusion = exclusion.TakeWhole();
@@ -66,16 +66,16 @@ CaseSelection GetCaseSelection(vlm::IProcedure& analysis) {
 
 void SetCaseSelection(vlm::IProcedure& analysis, const CaseSelection& selection) {
   Check(analysis, analysis.SetCaseSelection(selection.enabled, selection.inclusion.data(),
-                                            LengthOf(selection.inclusion), selection.exclusion.data(),
-                                            LengthOf(selection.exclusion)));
+                                            vlm::LengthOf(selection.inclusion), selection.exclusion.data(),
+                                            vlm::LengthOf(selection.exclusion)));
 }
 
 std::string CellText(vlm::ISpreadsheet& sheet, int row, int column) {
-  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetText(row, column, sink); });
+  return vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetText(row, column, sink); });
 }
 
 std::string RowName(vlm::ISpreadsheet& sheet, int row) {
-  return WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
+  return vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetRowName(row, sink); });
 }
 
 double PearsonPValue(vlm::ISpreadsheet& statistics) {
@@ -84,18 +84,18 @@ double PearsonPValue(vlm::ISpreadsheet& statistics) {
   return ParseMachineNumber(text.size() > 2 ? std::string_view(text).substr(2) : "");
 }
 
-bool HasValue(double cell) { return !std::isnan(cell) && !IsMissing(cell, vlm::kMissingValue); }
+bool HasValue(double cell) { return !std::isnan(cell) && !vlm::IsMissing(cell, vlm::kMissingValue); }
 
 int InsertColumn(vlm::ISpreadsheet& sheet, int afterColumn, std::string_view name, std::string_view longName,
                  std::string_view format) {
-  const int column = sheet.InsertColumn(afterColumn, name.data(), LengthOf(name), longName.data(),
-                                        LengthOf(longName), format.data(), LengthOf(format));
+  const int column = sheet.InsertColumn(afterColumn, name.data(), vlm::LengthOf(name), longName.data(),
+                                        vlm::LengthOf(longName), format.data(), vlm::LengthOf(format));
   if (column <= 0) throw HostCallError("The host refuses the column " + std::string(name) + ".");
   return column;
 }
 
 void SetTitle(vlm::ISpreadsheet& sheet, std::string_view title) {
-  sheet.SetTitle(title.data(), LengthOf(title));
+  sheet.SetTitle(title.data(), vlm::LengthOf(title));
 }
 
 std::string QuotedCode(std::string_view text) {

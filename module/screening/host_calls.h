@@ -8,8 +8,8 @@
 
 #include "contract/analysis.h"
 #include "contract/procedures.h"
-#include "module/frame/ref.h"
-#include "module/frame/string_sink.h"
+#include "contract/ref.h"
+#include "contract/text.h"
 
 namespace vlmfsl {
 
@@ -20,9 +20,9 @@ class HostCallError : public std::runtime_error {
 };
 
 // Each throws HostCallError when the host has no such thing or refuses it.
-[[nodiscard]] Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId);
-[[nodiscard]] Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId);
-[[nodiscard]] Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index = 0);
+[[nodiscard]] vlm::Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId);
+[[nodiscard]] vlm::Ref<vlm::IProcedure> CreateProcedure(vlm::IWorkSheet& sheet, int analysisId);
+[[nodiscard]] vlm::Ref<vlm::ISpreadsheet> GetResult(vlm::IProcedure& analysis, int result, int index = 0);
 void SetVariableList(vlm::IProcedure& analysis, std::string_view text);
 void SetResponseCodes(vlm::IProcedure& analysis, std::string_view text);
 void SetPredictorCodes(vlm::IProcedure& analysis, std::string_view text);

@@ -8,7 +8,7 @@
 
 #include "contract/procedures.h"
 #include "contract/screening_results.h"
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 
 namespace vlmfsl {
 
@@ -81,13 +81,13 @@ struct PredSummary {
   double totalSumOfSquares = 0;  // of the response, at the root of the tree
   int nodeCount = 0;
 
-  Ref<vlm::IWorkSheet> workSheet;  // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
-  Ref<vlm::ISpreadsheet> summaryCrosstab;
-  Ref<vlm::ISpreadsheet> crosstabStatistics;
-  Ref<vlm::ISpreadsheet> furtherCrosstabs[3];
-  Ref<vlm::IDeferredSpreadsheet> uniqueValues;
-  Ref<vlm::ISpreadsheet> breakdown;
-  Ref<vlm::ISpreadsheet> binStatistics;  // see CFeatureSelectionTemplate::BinStatistics
+  vlm::Ref<vlm::IWorkSheet> workSheet;  // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
+  vlm::Ref<vlm::ISpreadsheet> summaryCrosstab;
+  vlm::Ref<vlm::ISpreadsheet> crosstabStatistics;
+  vlm::Ref<vlm::ISpreadsheet> furtherCrosstabs[3];
+  vlm::Ref<vlm::IDeferredSpreadsheet> uniqueValues;
+  vlm::Ref<vlm::ISpreadsheet> breakdown;
+  vlm::Ref<vlm::ISpreadsheet> binStatistics;  // see CFeatureSelectionTemplate::BinStatistics
 
   int badColumn = 0;  // columns of the summary crosstab, 0 until found
   int goodColumn = 0;

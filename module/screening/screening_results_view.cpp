@@ -29,7 +29,7 @@ enum CrosstabColumn : int {
 // Columns of the breakdown with its sums of squares.
 enum BreakdownColumn : int { kN = 2, kMean = 3, kVariance = 5, kSse = 10, kSseRanks = 11 };
 
-void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
+void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), vlm::LengthOf(text)); }
 
 double OrMissing(double value) { return std::isnan(value) ? vlm::kMissingValue : value; }
 
@@ -171,7 +171,7 @@ void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr) return;
   const bool continuous = record->responseKind == vlm::kContinuousResponse;
-  const Ref<vlm::ISpreadsheet>& sheet = continuous ? record->breakdown : record->summaryCrosstab;
+  const vlm::Ref<vlm::ISpreadsheet>& sheet = continuous ? record->breakdown : record->summaryCrosstab;
   if (!sheet) return;
   const int row = RowOf(*record, *sheet, binIndex);
   if (row == 0) return;

@@ -61,18 +61,18 @@ std::string CFeatureSelectionTemplate::Text(int textId) { return LoadText(textId
 
 std::string CFeatureSelectionTemplate::DisplayText(int variableNumber, double code) {
   vlm::IInputSpreadsheet* input = Host().GetInputSpreadsheet();
-  StringSink label;
+  vlm::StringSink label;
   if (input == nullptr || input->GetValueLabel(variableNumber, code, &label) != 0) return CodeText(code);
   return StripFormatting(label.TakeWhole());
 }
 
 void CFeatureSelectionTemplate::ShowMessage(int textId) {
   const std::string text = Text(textId);
-  Host().MessageOutput(text.data(), LengthOf(text));
+  Host().MessageOutput(text.data(), vlm::LengthOf(text));
 }
 
 std::string CFeatureSelectionTemplate::DecimalSeparator() {
-  return WholeTextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
+  return vlm::WholeTextOf([&](vlm::ITextSink* sink) { Host().GetDecimalSeparator(sink); });
 }
 
 std::string CFeatureSelectionTemplate::IntervalSeparator() {
@@ -84,11 +84,11 @@ void CFeatureSelectionTemplate::CopyAnalysisSelCondsAndWeights(vlm::IProcedure& 
                                                                vlm::IProcedure& target) {
   SetCaseSelection(target, vlmfsl::GetCaseSelection(source));
   if (target.SetCaseWeight(source.GetCaseWeight()) != 0) {
-    throw HostCallError(TextOf([&](vlm::ITextSink* sink) { target.GetError(sink); }));
+    throw HostCallError(vlm::TextOf([&](vlm::ITextSink* sink) { target.GetError(sink); }));
   }
 }
 
-Ref<vlm::IProcedure> CFeatureSelectionTemplate::CreateStatisticsProcedure(PredSummary& record,
+vlm::Ref<vlm::IProcedure> CFeatureSelectionTemplate::CreateStatisticsProcedure(PredSummary& record,
                                                                           int analysisId) {
   auto analysis = CreateProcedure(*record.workSheet, analysisId);
   const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);

@@ -43,7 +43,7 @@ void CFeatureSelectionTemplate::SortPredictors() {
     const SortKey sortKey = KeyOf(*this, responseKind);
     for (std::size_t i = 0; sortKey.key != nullptr && i < count; ++i) keys[i] = results[i].*sortKey.key;
     // Largest key first; equal keys keep the heap's order, which reversing turns round as well.
-    MinHeapIndexSort<double>(keys.Elements(), positions.Elements());
+    vlm::MinHeapIndexSort<double>(keys.Elements(), positions.Elements());
     for (std::size_t i = 0; i < count; ++i) {
       order[i] = positions[sortKey.smallestFirst ? count - 1 - i : i] - 1;
     }

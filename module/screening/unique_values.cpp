@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/tolerant.h"
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 #include "module/screening/host_calls.h"
 
 namespace vlmfsl {
@@ -75,11 +75,11 @@ class BadCodeMarks {
 // isAnother[i] := 1 when value i + 1 is neither value i nor within 15 units in the last place of it, else 0. values:
 // rising or falling.
 void MarkOthers(std::span<const double> values, std::uint8_t* isAnother) {
-  constexpr auto kUlps = static_cast<std::uint64_t>(kToleranceUlps);
+  constexpr auto kUlps = static_cast<std::uint64_t>(vlm::kToleranceUlps);
   const std::size_t count = values.size() - 1;
-  auto last = static_cast<std::uint64_t>(OrderedImage(values[0]));
+  auto last = static_cast<std::uint64_t>(vlm::OrderedImage(values[0]));
   for (std::size_t i = 0; i < count; ++i) {
-    const auto image = static_cast<std::uint64_t>(OrderedImage(values[i + 1]));
+    const auto image = static_cast<std::uint64_t>(vlm::OrderedImage(values[i + 1]));
     isAnother[i] = image - last + kUlps > 2 * kUlps ? 1 : 0;  // the distance, whichever comes first
     last = image;
   }
@@ -155,7 +155,7 @@ class RowBlock {
 
 class UniqueValuesMaker final : public vlm::ISheetMaker {
  public:
-  UniqueValuesMaker(const Ref<vlm::IWorkSheet>& workSheet, std::string badText, UniqueValueNames names)
+  UniqueValuesMaker(const vlm::Ref<vlm::IWorkSheet>& workSheet, std::string badText, UniqueValueNames names)
       : workSheet_(workSheet), badText_(std::move(badText)), names_(std::move(names)) {}
 
   void AddReference() override { ++references_; }
@@ -180,7 +180,7 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
     const std::string* names[] = {&names_.predictor, &names_.rate, &names_.bad, &names_.good};
     for (int column = 1; column <= 4; ++column) {
       const std::string& name = *names[column - 1];
-      sheet.SetColumnName(column, name.data(), LengthOf(name));
+      sheet.SetColumnName(column, name.data(), vlm::LengthOf(name));
     }
   }
 
@@ -209,16 +209,17 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
   }
 
   int references_ = 1;
-  Ref<vlm::IWorkSheet> workSheet_;
+  vlm::Ref<vlm::IWorkSheet> workSheet_;
   std::string badText_;
   UniqueValueNames names_;
 };
 
 }  // namespace
 
-Ref<vlm::ISheetMaker> MakeUniqueValuesMaker(const Ref<vlm::IWorkSheet>& workSheet, std::string badText,
-                                            UniqueValueNames names) {
-  return Ref<vlm::ISheetMaker>::Adopt(new UniqueValuesMaker(workSheet, std::move(badText), std::move(names)));
+vlm::Ref<vlm::ISheetMaker> MakeUniqueValuesMaker(const vlm::Ref<vlm::IWorkSheet>& workSheet,
+                                                 std::string badText, UniqueValueNames names) {
+  return vlm::Ref<vlm::ISheetMaker>::Adopt(
+      new UniqueValuesMaker(workSheet, std::move(badText), std::move(names)));
 }
 
 }  // namespace vlmfsl

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 #include "module/screening/pred_summary.h"
 
 namespace vlmfsl {
@@ -21,7 +21,7 @@ struct UniqueValueNames {
 // A maker of the sheet's cells from the work sheet, whose rows stand in order of the predictor (column 1;
 // column 2 the response). A response counts as bad when its displayed text is badText. Values within 15 units
 // in the last place of their predecessor belong to its row. Counts a reference of workSheet.
-[[nodiscard]] Ref<vlm::ISheetMaker> MakeUniqueValuesMaker(const Ref<vlm::IWorkSheet>& workSheet,
-                                                          std::string badText, UniqueValueNames names);
+[[nodiscard]] vlm::Ref<vlm::ISheetMaker> MakeUniqueValuesMaker(const vlm::Ref<vlm::IWorkSheet>& workSheet,
+                                                               std::string badText, UniqueValueNames names);
 
 }  // namespace vlmfsl

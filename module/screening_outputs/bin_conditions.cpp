@@ -22,12 +22,12 @@ bool HasControlCharacter(const std::string& text) {
 // The label of a level in quotation marks, empty where a condition had better name the level's code.
 std::string QuotedLevelLabel(const CFeatureSelectionTemplate& analysis, int variableNumber, double code) {
   vlm::IInputSpreadsheet* const input = analysis.Host().GetInputSpreadsheet();
-  StringSink sink;
+  vlm::StringSink sink;
   if (input == nullptr || input->GetValueLabel(variableNumber, code, &sink) != 0) return "";
   const std::string label = sink.TakeWhole();
   double found = 0;
   const bool leadsBack =
-      input->FindValue(variableNumber, label.data(), LengthOf(label), &found) == 0 && found == code;
+      input->FindValue(variableNumber, label.data(), vlm::LengthOf(label), &found) == 0 && found == code;
   return leadsBack && !HasControlCharacter(label) ? Quoted(analysis, label) : "";
 }
 
@@ -46,7 +46,7 @@ std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const Pr
                              std::size_t bin) {
   const bool last = bin == record.cutPoints.size();
   const double bound = last ? record.cutPoints.back() : record.cutPoints[bin];
-  return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + FormatMachine(bound);
+  return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + vlm::FormatMachine(bound);
 }
 
 // In a rules script.
@@ -54,7 +54,7 @@ std::string IntervalCondition(const CFeatureSelectionTemplate& analysis, const P
                               std::size_t bin) {
   const std::string name = Quoted(analysis, record.predictorName);
   const auto bound = [&](std::size_t cut) {
-    return Localized(analysis, FormatMachine(record.cutPoints[cut]));
+    return Localized(analysis, vlm::FormatMachine(record.cutPoints[cut]));
   };
   std::string condition = bin > 0 ? name + " > " + bound(bin - 1) : "";
   if (bin > 0 && bin < record.cutPoints.size()) condition += " And ";

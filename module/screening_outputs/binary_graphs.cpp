@@ -62,7 +62,7 @@ void AddBars(GraphWriter& graph, std::string_view name, const std::vector<std::s
   const int series = graph.Series(vlm::kBarSeries, name);
   for (std::size_t bin = 0; bin < shares.size(); ++bin) {
     graph.Document().AddPoint(series, static_cast<double>(bin + 1), Percent(shares[bin].*figure),
-                              labels[bin].data(), LengthOf(labels[bin]));
+                              labels[bin].data(), vlm::LengthOf(labels[bin]));
   }
 }
 
@@ -123,19 +123,19 @@ std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const Pred
   std::string text;
   if (HasIntervals(record)) {
     text = RequiredText(analysis, kTextCutPoints);
-    for (const double cutPoint : record.cutPoints) text += " " + FormatGeneral(cutPoint) + " ";
+    for (const double cutPoint : record.cutPoints) text += " " + vlm::FormatGeneral(cutPoint) + " ";
     text += "]";
   }
   text += RequiredText(analysis, kTextFrequencies);
   for (const BinShare& share : shares) {
-    if (HasValue(share.defaultRate)) text += " " + FormatFixed(share.defaultRate, 4) + " ";
+    if (HasValue(share.defaultRate)) text += " " + vlm::FormatFixed(share.defaultRate, 4) + " ";
   }
   return text + "]";
 }
 
 }  // namespace
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
@@ -144,9 +144,9 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& 
     graph.TitleLine(name);
     graph.TitleLinesOf(record);
     graph.Footnote(
-        FormatText(RequiredText(*this, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
+        vlm::FormatText(RequiredText(*this, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
-    graph.Axis(vlm::kValueAxis, FormatText(RequiredText(*this, kTextInPercent), {name}));
+    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {name}));
     if (!intervals) {
       const std::vector<std::string> labels = BinLabels(*this, record);
       graph.Categories(vlm::kCategoryAxis, labels);
@@ -160,7 +160,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& 
   });
 }
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
@@ -182,12 +182,12 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) 
     const GraphPoints rates = DefaultRateSegments(record, shares);
     const double scale = 100 * DensityScale(distribution.density, rates);
     for (double& density : distribution.density.y) density *= scale;
-    graph.Axis(vlm::kValueAxis, FormatText(RequiredText(*this, kTextInPercent), {rateName}));
+    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {rateName}));
     graph.Series(vlm::kLineSeries, record.predictorName + RequiredText(*this, kTextSmoothedPdf),
                  distribution.density);
     graph.Series(vlm::kLineSeries, rateName, rates);
     const std::string cumulativeName = RequiredText(*this, kTextEmpiricalCdf);
-    graph.Axis(vlm::kRightAxis, FormatText(RequiredText(*this, kTextInPercent), {cumulativeName}));
+    graph.Axis(vlm::kRightAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {cumulativeName}));
     graph.Document().SetAxisRange(vlm::kRightAxis, 0, 100, 0);
     graph.Document().PutOnRightAxis(
         graph.Series(vlm::kLineSeries, cumulativeName, distribution.CumulativePercent()));

@@ -54,7 +54,7 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
   table.bins = BinLabels(analysis, record);
   for (int c = 0; c < classCount; ++c) {
     const auto fill = [&](vlm::ITextSink* sink) { sheet.GetColumnLongName(kFirstClassColumn + c, sink); };
-    table.classes.push_back(Stripped(analysis, WholeTextOf(fill)));
+    table.classes.push_back(Stripped(analysis, vlm::WholeTextOf(fill)));
   }
   for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
@@ -78,13 +78,13 @@ void AddSeries(GraphWriter& graph, int seriesKind, const std::string& name,
   const int series = graph.Series(seriesKind, name);
   for (std::size_t i = 0; i < places.size(); ++i) {
     graph.Document().AddPoint(series, static_cast<double>(i + 1), count(i), places[i].data(),
-                              LengthOf(places[i]));
+                              vlm::LengthOf(places[i]));
   }
 }
 
 }  // namespace
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
     const std::vector<std::size_t> withLine = ClassesWithLine(table);
@@ -98,7 +98,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSumma
                 [&](std::size_t bin) { return table.At(bin, c); });
     }
     if (withLine.size() < table.classes.size()) {
-      graph.Footnote(FormatText(
+      graph.Footnote(vlm::FormatText(
           RequiredText(*this, kTextMostFrequentClasses),
           {static_cast<long long>(withLine.size()), static_cast<long long>(table.classes.size())}));
     }
@@ -106,7 +106,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSumma
   });
 }
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
     GraphWriter graph(*this, vlm::kHistogramGraph);
@@ -122,7 +122,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& r
   });
 }
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
     GraphWriter graph(*this, vlm::kHistogram3DGraph);

@@ -24,7 +24,7 @@ Addition CodeCases(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& 
   vlm::IEngineServices& services = analysis.Services();
   double missingCode = vlm::kMissingValue;
   services.getmd5(record.predictorVariable, &missingCode);
-  const MissingRange missing = MissingRangeOf(missingCode);
+  const vlm::MissingRange missing = vlm::MissingRangeOf(missingCode);
   const BinFinder finder(record);
   const int caseCount = static_cast<int>(codes.size());
   for (int first = 0; first < caseCount; first += kBlockCases) {
@@ -47,16 +47,16 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
                 const double* codes) {
   const std::string name = CodedVariableName(analysis, record);
   const std::string description = ResponseKindText(analysis, record.responseKind);
-  const int variable =
-      input.AddVariable(name.data(), LengthOf(name), description.data(), LengthOf(description), codes);
+  const int variable = input.AddVariable(name.data(), vlm::LengthOf(name), description.data(),
+                                         vlm::LengthOf(description), codes);
   if (variable == 0) return 0;
   for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
     const std::string label = BinLabel(analysis, record, bin);
     const double code = record.binNodes[bin];
-    input.SetVariableValueLabel(variable, code, label.data(), LengthOf(label));
+    input.SetVariableValueLabel(variable, code, label.data(), vlm::LengthOf(label));
     // A label that the host had no memory for is lost without a word.
     const std::string kept =
-        WholeTextOf([&](vlm::ITextSink* sink) { input.GetValueLabel(variable, code, sink); });
+        vlm::WholeTextOf([&](vlm::ITextSink* sink) { input.GetValueLabel(variable, code, sink); });
     if (kept != label) return 0;
   }
   return variable;
@@ -66,7 +66,7 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
 
 BinFinder::BinFinder(const PredSummary& record) : levels_(record.predictorKind == kCategoricalPredictor) {
   for (const double cut : record.cutPoints) {
-    bounds_.push_back(RaisedByTolerance(ParseMachineNumber(FormatMachine(cut))));
+    bounds_.push_back(vlm::RaisedByTolerance(ParseMachineNumber(vlm::FormatMachine(cut))));
   }
   for (const auto& [code, bin] : record.levelOf) levelBins_.push_back({code, bin});
 }
@@ -76,10 +76,10 @@ int BinFinder::BinOf(double value) const {
   if (!levels_) {
     return static_cast<int>(std::lower_bound(bounds_.begin(), bounds_.end(), value) - bounds_.begin());
   }
-  const double lowest = -RaisedByTolerance(-value);
+  const double lowest = -vlm::RaisedByTolerance(-value);
   const auto level = std::lower_bound(levelBins_.begin(), levelBins_.end(), lowest,
                                       [](const Level& l, double wanted) { return l.code < wanted; });
-  return level != levelBins_.end() && NearlyEqual(level->code, value) ? level->bin : -1;
+  return level != levelBins_.end() && vlm::NearlyEqual(level->code, value) ? level->bin : -1;
 }
 
 Addition AddCodedVariables(CFeatureSelectionTemplate& analysis, int count, bool toBundle) {
@@ -109,7 +109,8 @@ Addition AddCodedVariables(CFeatureSelectionTemplate& analysis, int count, bool 
     }
     if (variables.empty()) continue;
     bundles.push_back(
-        {FormatText(RequiredText(analysis, kTextBundleCoded), {analysis.ResponseName(kind)}), variables});
+        {vlm::FormatText(RequiredText(analysis, kTextBundleCoded), {analysis.ResponseName(kind)}),
+         variables});
   }
   if (toBundle && AddBundles(*input, bundles) != kOk) return Addition::kNotAdded;
   additions.Keep();
@@ -129,7 +130,7 @@ int SavePredictorBundles(CFeatureSelectionTemplate& analysis, int count) {
       }
       if (variables.empty()) continue;
       bundles.push_back(
-          {FormatText(RequiredText(analysis, nameTextId), {analysis.ResponseName(kind)}), variables});
+          {vlm::FormatText(RequiredText(analysis, nameTextId), {analysis.ResponseName(kind)}), variables});
     }
   }
   return SaveBestPredictorBundles(bundles, analysis.Host(), analysis.Services());

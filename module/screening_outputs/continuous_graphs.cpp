@@ -98,19 +98,19 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
     if (row == 0) continue;
     vlm::GraphBox box = BoxOf(statistics, row, bin, record);
     if (seriesKind == vlm::kDiamondSeries) box.position = (box.intervalFrom + box.intervalTo) / 2;
-    graph.Document().AddBox(series, &box, labels[bin].data(), LengthOf(labels[bin]));
+    graph.Document().AddBox(series, &box, labels[bin].data(), vlm::LengthOf(labels[bin]));
   }
 }
 
 }  // namespace
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const std::vector<std::string> labels = BinLabels(*this, record);
     GraphWriter graph(*this, vlm::kBoxGraph);
     graph.TitleLine(RequiredText(*this, kTextCategorizedBoxPlot));
     graph.TitleLine(
-        FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
+        vlm::FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
     graph.TitleLineOfSelection();
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
@@ -120,7 +120,7 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& recor
   });
 }
 
-Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummary& record) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const bool continuous = record.predictorKind == kContinuousPredictor;
     const std::vector<std::string> labels = BinLabels(*this, record);
@@ -133,8 +133,8 @@ Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummar
     const GraphPoints cases = SampleCases(record);
     graph.Series(vlm::kScatterSeries, RequiredText(*this, kTextCases), cases);
     if (const int all = record.workSheet->GetRowCount(); all > kMostPoints) {
-      graph.Footnote(FormatText(RequiredText(*this, kTextSampleShown),
-                                {static_cast<long long>(cases.x.size()), static_cast<long long>(all)}));
+      graph.Footnote(vlm::FormatText(RequiredText(*this, kTextSampleShown),
+                                     {static_cast<long long>(cases.x.size()), static_cast<long long>(all)}));
     }
     AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
              record, labels);

@@ -85,12 +85,12 @@ class ScriptNumbers {
 
   // As a reader sees it; empty when there is no value.
   [[nodiscard]] std::string Shown(double value) const {
-    return HasValue(value) ? WithDecimalSeparator(FormatGeneral(value), decimalSeparator_) : "";
+    return HasValue(value) ? WithDecimalSeparator(vlm::FormatGeneral(value), decimalSeparator_) : "";
   }
   [[nodiscard]] BinBounds Bounds(const PredSummary& record, std::size_t bin) const {
     const double lower = bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1];
     const double upper = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.rangeMaximum;
-    const auto compared = [&](double bound) { return Localized(analysis_, FormatMachine(bound)); };
+    const auto compared = [&](double bound) { return Localized(analysis_, vlm::FormatMachine(bound)); };
     return {Shown(lower), Shown(upper), compared(lower), compared(upper)};
   }
 
@@ -101,7 +101,7 @@ class ScriptNumbers {
 };
 
 // A number as an operand of the script, which has a point whatever the locale; an empty text when there is none.
-std::string Operand(double value) { return HasValue(value) ? FormatGeneral(value) : "\"\""; }
+std::string Operand(double value) { return HasValue(value) ? vlm::FormatGeneral(value) : "\"\""; }
 
 bool IsBinnedContinuous(const PredSummary& record) {
   return record.predictorKind == kContinuousPredictor && !record.cutPoints.empty();
@@ -150,11 +150,11 @@ std::string CFeatureSelectionTemplate::BinConditions(PredSummary& record) {
     if (row == 0) continue;
     const double cases = casesOf(row);
     const BinBounds bounds = numbers.Bounds(record, bin);
-    blocks += kNewLine + FormatText(kDefaultRateBlocks.Of(bin, binCount),
-                                    {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
-                                     numbers.IntervalSeparator(), bounds.upperShown,
-                                     numbers.Shown(sheet.GetValue(row, record.badColumn) / cases * 100),
-                                     numbers.Shown(cases / totalCases * 100)});
+    blocks += kNewLine + vlm::FormatText(kDefaultRateBlocks.Of(bin, binCount),
+                                         {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
+                                          numbers.IntervalSeparator(), bounds.upperShown,
+                                          numbers.Shown(sheet.GetValue(row, record.badColumn) / cases * 100),
+                                          numbers.Shown(cases / totalCases * 100)});
   }
   return blocks;
 }
@@ -170,10 +170,11 @@ std::string CFeatureSelectionTemplate::BinConditionsForDiamond(PredSummary& reco
     if (row == 0) continue;
     const BinBounds bounds = numbers.Bounds(record, bin);
     const auto operand = [&](int column) { return Operand(sheet.GetValue(row, column)); };
-    blocks += kNewLine + FormatText(kDiamondBlocks.Of(bin, binCount),
-                                    {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
-                                     numbers.IntervalSeparator(), bounds.upperShown, operand(kBinMean),
-                                     operand(kBinLowerLimit), operand(kBinUpperLimit), operand(kBinMedian)});
+    blocks +=
+        kNewLine + vlm::FormatText(kDiamondBlocks.Of(bin, binCount),
+                                   {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
+                                    numbers.IntervalSeparator(), bounds.upperShown, operand(kBinMean),
+                                    operand(kBinLowerLimit), operand(kBinUpperLimit), operand(kBinMedian)});
   }
   return blocks;
 }
@@ -194,14 +195,14 @@ std::string CFeatureSelectionTemplate::BinConditionsForBox(PredSummary& record) 
     const auto count = static_cast<long long>(std::llround(sheet.GetValue(row, kBinN)));
     if (intervals) {
       const BinBounds bounds = numbers.Bounds(record, bin);
-      blocks +=
-          kNewLine + FormatText(kBoxBlocks.Of(bin, binCount),
+      blocks += kNewLine +
+                vlm::FormatText(kBoxBlocks.Of(bin, binCount),
                                 {position, bounds.lowerShown, numbers.IntervalSeparator(), bounds.upperShown,
                                  mean, lower, upper, median, minimum, maximum, count});
     } else {
       const std::string label = ScriptText(BinLabel(*this, record, bin));
-      blocks += kNewLine + FormatText(kLevelBoxBlock,
-                                      {position, label, mean, lower, upper, median, minimum, maximum, count});
+      blocks += kNewLine + vlm::FormatText(kLevelBoxBlock, {position, label, mean, lower, upper, median,
+                                                            minimum, maximum, count});
     }
   }
   return blocks;
@@ -212,7 +213,7 @@ vlm::ISpreadsheet& CFeatureSelectionTemplate::BinStatistics(PredSummary& record)
   // On the run's cases, which are those of the work sheet, and its weights.
   const auto breakdown = CreateProcedure(*record.workSheet, vlm::kBreakdownProcedure);
   if (breakdown->SetCaseWeight(caseWeight) != 0) {
-    throw HostCallError(TextOf([&](vlm::ITextSink* sink) { breakdown->GetError(sink); }));
+    throw HostCallError(vlm::TextOf([&](vlm::ITextSink* sink) { breakdown->GetError(sink); }));
   }
   SetOption(*breakdown, vlm::kBreakdownQuartilesOption, 1);
   SetVariableList(*breakdown, "2 | 3");

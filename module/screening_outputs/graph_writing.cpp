@@ -6,40 +6,42 @@
 namespace vlmfsl {
 
 GraphWriter::GraphWriter(CFeatureSelectionTemplate& analysis, int graphKind)
-    : analysis_(analysis), graph_(Ref<vlm::IGraph>::Adopt(analysis.Host().CreateGraph(graphKind))) {
+    : analysis_(analysis), graph_(vlm::Ref<vlm::IGraph>::Adopt(analysis.Host().CreateGraph(graphKind))) {
   if (!graph_) throw HostCallError("The host cannot make a graph.");
 }
 
 void GraphWriter::TitleLine(std::string_view text) {
-  if (!text.empty()) graph_->AddTitleLine(text.data(), LengthOf(text));
+  if (!text.empty()) graph_->AddTitleLine(text.data(), vlm::LengthOf(text));
 }
 
 void GraphWriter::TitleLinesOf(const PredSummary& record) {
   const int predictorLine = record.predictorKind == kContinuousPredictor ? kTextContinuousPredictorLine
                                                                          : kTextCategoricalPredictorLine;
-  TitleLine(FormatText(RequiredText(analysis_, kTextDependentVariable), {record.responseName}));
-  TitleLine(FormatText(RequiredText(analysis_, predictorLine), {record.predictorName}));
+  TitleLine(vlm::FormatText(RequiredText(analysis_, kTextDependentVariable), {record.responseName}));
+  TitleLine(vlm::FormatText(RequiredText(analysis_, predictorLine), {record.predictorName}));
   TitleLineOfSelection();
 }
 
 void GraphWriter::TitleLineOfSelection() {
-  TitleLine(WholeTextOf([&](vlm::ITextSink* sink) { analysis_.Host().GetCaseSelectionDescription(sink); }));
+  TitleLine(
+      vlm::WholeTextOf([&](vlm::ITextSink* sink) { analysis_.Host().GetCaseSelectionDescription(sink); }));
 }
 
-void GraphWriter::Footnote(std::string_view text) { graph_->SetFootnote(text.data(), LengthOf(text)); }
+void GraphWriter::Footnote(std::string_view text) { graph_->SetFootnote(text.data(), vlm::LengthOf(text)); }
 
 void GraphWriter::Axis(int axis, std::string_view title) {
-  graph_->SetAxisTitle(axis, title.data(), LengthOf(title));
+  graph_->SetAxisTitle(axis, title.data(), vlm::LengthOf(title));
 }
 
 void GraphWriter::Categories(int axis, std::span<const std::string> texts) {
   int position = 0;
-  for (const std::string& text : texts) graph_->AddAxisTick(axis, ++position, text.data(), LengthOf(text));
+  for (const std::string& text : texts)
+    graph_->AddAxisTick(axis, ++position, text.data(), vlm::LengthOf(text));
   graph_->SetAxisRange(axis, 0.5, position + 0.5, 1);
 }
 
 int GraphWriter::Series(int seriesKind, std::string_view name) {
-  const int series = graph_->AddSeriesOfKind(seriesKind, name.data(), LengthOf(name));
+  const int series = graph_->AddSeriesOfKind(seriesKind, name.data(), vlm::LengthOf(name));
   if (series < 0) throw HostCallError("The host cannot add a series to a graph.");
   return series;
 }
@@ -50,8 +52,8 @@ int GraphWriter::Series(int seriesKind, std::string_view name, const GraphPoints
   return series;
 }
 
-Ref<vlm::IGraph> GraphWriter::Finish(std::string_view eventScript) {
-  if (!eventScript.empty()) graph_->SetSafeEventCode(eventScript.data(), LengthOf(eventScript));
+vlm::Ref<vlm::IGraph> GraphWriter::Finish(std::string_view eventScript) {
+  if (!eventScript.empty()) graph_->SetSafeEventCode(eventScript.data(), vlm::LengthOf(eventScript));
   graph_->Show();
   return graph_;
 }

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
 
@@ -54,11 +54,11 @@ class GraphWriter {
   CFeatureSelectionTemplate& Analysis() { return analysis_; }
 
   // Attaches the script, when there is one, and shows the document.
-  [[nodiscard]] Ref<vlm::IGraph> Finish(std::string_view eventScript = {});
+  [[nodiscard]] vlm::Ref<vlm::IGraph> Finish(std::string_view eventScript = {});
 
  private:
   CFeatureSelectionTemplate& analysis_;
-  Ref<vlm::IGraph> graph_;
+  vlm::Ref<vlm::IGraph> graph_;
 };
 
 // Labels of the record's bins, in order.
@@ -68,7 +68,7 @@ class GraphWriter {
 // What make returns, after which nothing that is made of single cases stays in memory. A failure of the host is
 // told to the user and gives null.
 template <typename Make>
-[[nodiscard]] Ref<vlm::IGraph> ShownGraph(CFeatureSelectionTemplate& analysis, PredSummary& record,
+[[nodiscard]] vlm::Ref<vlm::IGraph> ShownGraph(CFeatureSelectionTemplate& analysis, PredSummary& record,
                                           Make&& make) {
   struct EvictAtEnd {
     PredSummary& record;

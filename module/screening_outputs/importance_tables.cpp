@@ -16,7 +16,7 @@ constexpr int kLongestRowName = 40;
 
 // An F of 1.7e308, which stands for no error at all, is left out and its cell stays empty.
 bool IsWritten(const ImportanceColumn& column, double value) {
-  return column.statistic != &PredSummary::fStatistic || LessBeyondTolerance(value, vlm::kMissingValue);
+  return column.statistic != &PredSummary::fStatistic || vlm::LessBeyondTolerance(value, vlm::kMissingValue);
 }
 
 }  // namespace
@@ -44,27 +44,28 @@ void WriteImportance(vlm::ISpreadsheet& sheet, int row, int firstColumn, const P
 }
 
 void NameColumn(vlm::ISpreadsheet& sheet, int column, const std::string& name, const std::string& longName) {
-  sheet.SetColumnName(column, name.data(), LengthOf(name));
-  sheet.SetColumnLongName(column, longName.data(), LengthOf(longName));  // the name itself may be cut
+  sheet.SetColumnName(column, name.data(), vlm::LengthOf(name));
+  sheet.SetColumnLongName(column, longName.data(), vlm::LengthOf(longName));  // the name itself may be cut
 }
 
 void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int row,
              const std::string& name) {
   const auto width =
       static_cast<std::size_t>(std::clamp(sheet.GetRowNameWidth(), kShortestRowName, kLongestRowName));
-  const std::string shown =
-      CharacterCount(name) <= width ? name : std::string(FirstCharacters(analysis.Get8CharHash(name), width));
-  sheet.SetRowName(row, shown.data(), LengthOf(shown));
+  const std::string shown = vlm::CharacterCount(name) <= width
+                                ? name
+                                : std::string(vlm::FirstCharacters(analysis.Get8CharHash(name), width));
+  sheet.SetRowName(row, shown.data(), vlm::LengthOf(shown));
 }
 
-Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis, int responseKind) {
+vlm::Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis, int responseKind) {
   const std::vector<PredSummary>& results = analysis.Results(responseKind);
   const std::vector<int>& order = analysis.Order(responseKind);
   if (results.empty() || order.size() != results.size()) return {};
   const std::span<const ImportanceColumn> columns = ImportanceColumns(responseKind);
   const int numberColumn = static_cast<int>(columns.size()) + 1;
   const int rowCount = static_cast<int>(order.size());
-  auto sheet = Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, numberColumn));
+  auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, numberColumn));
   if (!sheet) return {};
 
   const auto nameColumn = [&](int column, int textId) {
@@ -80,8 +81,8 @@ Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis, 
     WriteImportance(*sheet, row, 1, record);
     sheet->SetInteger(row, numberColumn, record.predictorVariable);
   }
-  SetTitle(*sheet, FirstCharacters(analysis.Text(kTextImportance) + ": " + results.front().responseName,
-                                   kLongestTitle));
+  SetTitle(*sheet, vlm::FirstCharacters(analysis.Text(kTextImportance) + ": " + results.front().responseName,
+                                        kLongestTitle));
   sheet->Show();
   return sheet;
 }

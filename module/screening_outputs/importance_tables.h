@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
@@ -23,7 +23,7 @@ void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int 
 
 // Makes and shows the table of a response kind. Null when no predictor was analysed for it, or the host could
 // not make the sheet.
-[[nodiscard]] Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis,
-                                                         int responseKind);
+[[nodiscard]] vlm::Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis,
+                                                              int responseKind);
 
 }  // namespace vlmfsl

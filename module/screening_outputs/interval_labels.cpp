@@ -9,7 +9,7 @@ namespace vlmfsl {
 
 IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
                                 std::string_view decimalSeparator) {
-  std::vector<std::string> bounds = FormatDistinct(cutPoints);
+  std::vector<std::string> bounds = vlm::FormatDistinct(cutPoints);
   for (std::string& bound : bounds) bound = WithDecimalSeparator(std::move(bound), decimalSeparator);
   IntervalTexts texts;
   for (std::size_t bin = 0; bin <= bounds.size(); ++bin) {

@@ -34,12 +34,12 @@ int CountValues(vlm::ISpreadsheet& sheet) {
 void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& breakdown,
                     const std::string& response) {
   constexpr int kFirstOfResponse = 2, kFirstOfRanks = 6, kBehindRanks = 10;
-  const std::string ranked = FormatText(RequiredText(analysis, kTextRanked), {response});
+  const std::string ranked = vlm::FormatText(RequiredText(analysis, kTextRanked), {response});
   for (int column = kFirstOfResponse; column < kBehindRanks; ++column) {
     const std::string name =
-        WholeTextOf([&](vlm::ITextSink* sink) { breakdown.GetColumnName(column, sink); });
+        vlm::WholeTextOf([&](vlm::ITextSink* sink) { breakdown.GetColumnName(column, sink); });
     const std::string longName = (column < kFirstOfRanks ? response : ranked) + ": " + name;
-    breakdown.SetColumnLongName(column, longName.data(), LengthOf(longName));
+    breakdown.SetColumnLongName(column, longName.data(), vlm::LengthOf(longName));
   }
 }
 
@@ -47,14 +47,14 @@ void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& brea
 void ShowFurtherCrosstabs(const PredSummary& record, const std::string& title) {
   constexpr std::string_view kFormat = "0.00";
   const std::string lead = title + "\n";
-  for (const Ref<vlm::ISpreadsheet>& sheet : record.furtherCrosstabs) {
+  for (const vlm::Ref<vlm::ISpreadsheet>& sheet : record.furtherCrosstabs) {
     if (!sheet) continue;
     // A sheet that was shown before has the title in front already.
-    const std::string own = WholeTextOf([&](vlm::ITextSink* sink) { sheet->GetTitle(sink); });
+    const std::string own = vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet->GetTitle(sink); });
     if (!own.starts_with(lead)) SetTitle(*sheet, lead + own);
     constexpr int kFirstClass = 2;
     for (int column = kFirstClass; column <= sheet->GetColumnCount(); ++column)
-      sheet->SetColumnFormat(column, kFormat.data(), LengthOf(kFormat));
+      sheet->SetColumnFormat(column, kFormat.data(), vlm::LengthOf(kFormat));
     sheet->Show();
   }
 }
@@ -91,13 +91,13 @@ void FillDistribution(vlm::ISpreadsheet& values, vlm::ISpreadsheet& table) {
 
 }  // namespace
 
-Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
+vlm::Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
                                           int predictorIndex) {
   const std::vector<PredSummary>& results = analysis.Results(responseKind);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   const PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
   const bool breakdown = responseKind == vlm::kContinuousResponse;
-  const Ref<vlm::ISpreadsheet>& sheet = breakdown ? record.breakdown : record.summaryCrosstab;
+  const vlm::Ref<vlm::ISpreadsheet>& sheet = breakdown ? record.breakdown : record.summaryCrosstab;
   if (!sheet) return {};
   std::string title =
       analysis.Text(breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) + record.predictorName;
@@ -111,7 +111,7 @@ Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, i
   return sheet;
 }
 
-Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis, int predictorIndex) {
+vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis, int predictorIndex) {
   std::vector<PredSummary>& results = analysis.Results(vlm::kBinaryResponse);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
@@ -119,8 +119,8 @@ Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis
   vlm::ISpreadsheet& values = *record.uniqueValues;
   const int rowCount = CountValues(values);  // 0 when the host could not make them
   auto table = rowCount == 0
-                   ? Ref<vlm::ISpreadsheet>()
-                   : Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, kShareColumn));
+                   ? vlm::Ref<vlm::ISpreadsheet>()
+                   : vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, kShareColumn));
   if (!table) {
     analysis.ShowMessage(kTextNotEnoughMemory);
     return {};
@@ -133,12 +133,12 @@ Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis
   nameColumn(kUniqueBadColumn, RequiredText(analysis, kTextBad));
   nameColumn(kUniqueGoodColumn, RequiredText(analysis, kTextGood));
   nameColumn(kShareColumn,
-             FormatText(RequiredText(analysis, kTextInPercent), {RequiredText(analysis, kTextEmpiricalCdf)}));
+             vlm::FormatText(RequiredText(analysis, kTextInPercent), {RequiredText(analysis, kTextEmpiricalCdf)}));
   FillDistribution(values, *table);
   record.EvictSheets();
   constexpr std::string_view kPercentFormat = "0.00";
   for (const int column : {kUniqueRateColumn, kShareColumn}) {
-    table->SetColumnFormat(column, kPercentFormat.data(), LengthOf(kPercentFormat));
+    table->SetColumnFormat(column, kPercentFormat.data(), vlm::LengthOf(kPercentFormat));
   }
   SetTitle(*table, RequiredText(analysis, kTextDistributionResults) + record.predictorName);
   table->Show();

@@ -18,7 +18,7 @@ constexpr int kReportDocument = 2;
 constexpr std::size_t kColumnGap = 2;
 
 std::string Padded(std::string text, std::size_t width) {
-  text.append(width - std::min(width, CharacterCount(text)), ' ');
+  text.append(width - std::min(width, vlm::CharacterCount(text)), ' ');
   return text;
 }
 
@@ -49,10 +49,10 @@ struct RankedRecord {
 std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string& label,
                           const std::vector<RankedRecord>& records) {
   const std::string rankHeading = RequiredText(analysis, kTextRank);
-  const std::size_t rankWidth = CharacterCount(rankHeading) + kColumnGap;
-  std::size_t nameWidth = CharacterCount(label);
+  const std::size_t rankWidth = vlm::CharacterCount(rankHeading) + kColumnGap;
+  std::size_t nameWidth = vlm::CharacterCount(label);
   for (const RankedRecord& one : records)
-    nameWidth = std::max(nameWidth, CharacterCount(one.record->predictorName));
+    nameWidth = std::max(nameWidth, vlm::CharacterCount(one.record->predictorName));
   nameWidth += kColumnGap;
 
   std::string text =
@@ -64,7 +64,7 @@ std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string
     std::size_t ruleWidth = 0;
     for (std::size_t bin = 0; bin < record->BinCount(); ++bin) {
       rules.push_back(RuleOf(analysis, *record, bin));
-      ruleWidth = std::max(ruleWidth, CharacterCount(rules.back()));
+      ruleWidth = std::max(ruleWidth, vlm::CharacterCount(rules.back()));
     }
     for (std::size_t bin = 0; bin < rules.size(); ++bin) {
       text += std::string(rankWidth, ' ') + Padded(rules[bin], ruleWidth) + "  ->  " +
@@ -103,13 +103,13 @@ std::vector<PredictorRow> CollectRows(CFeatureSelectionTemplate& analysis) {
 
 }  // namespace
 
-Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int count) {
+vlm::Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int count) {
   std::string text;
   for (const int kind : kKindsInOutputOrder) {
     const std::vector<PredSummary*> best = BestPredictors(analysis, kind, count);
     if (best.empty()) continue;
-    text +=
-        FormatText(RequiredText(analysis, kTextDependentVariable), {analysis.ResponseName(kind)}) + "\n\n";
+    text += vlm::FormatText(RequiredText(analysis, kTextDependentVariable), {analysis.ResponseName(kind)}) +
+            "\n\n";
     for (const auto& [predictorKind, labelTextId] :
          {std::pair{kCategoricalPredictor, kTextCategoricalPredictorsLabel},
           std::pair{kContinuousPredictor, kTextContinuousPredictorsLabel}}) {
@@ -123,7 +123,7 @@ Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int cou
   return analysis.CreateTextDoc(kReportDocument, RequiredText(analysis, kTextRulesReport), text);
 }
 
-Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis) {
+vlm::Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis) {
   std::vector<int> kinds;
   int columnCount = 1;
   for (const int kind : kKindsInOutputOrder) {
@@ -133,7 +133,7 @@ Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysi
   }
   const std::vector<PredictorRow> rows = CollectRows(analysis);
   if (rows.empty()) return {};
-  auto sheet = Ref<vlm::ISpreadsheet>::Adopt(
+  auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(
       analysis.Host().CreateSpreadsheet(static_cast<int>(rows.size()), columnCount));
   if (!sheet) return {};
 

@@ -2,7 +2,7 @@
 // predictors with their ranks.
 #pragma once
 
-#include "module/frame/ref.h"
+#include "contract/ref.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
@@ -10,10 +10,10 @@ namespace vlmfsl {
 // Makes and shows the report of the best predictors of each response kind, at most count of each: by response, and
 // within it by kind of predictor, a line a predictor with its rank and its coded variable, then its rules. Null when
 // the host cannot make it.
-[[nodiscard]] Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int count);
+[[nodiscard]] vlm::Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, int count);
 
 // Makes the table of all predictors that were asked for: by rank for the first response, each with its rank and its
 // statistics for every response, empty where it failed. Not shown yet. Null when the host cannot make it.
-[[nodiscard]] Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis);
+[[nodiscard]] vlm::Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& analysis);
 
 }  // namespace vlmfsl

@@ -120,14 +120,14 @@ std::vector<Leaf> LevelLeaves(const std::vector<NodeRow>& rows) {
   return leaves;
 }
 
-int CountNodes(const Ref<vlm::ISpreadsheet>& summary) { return summary ? summary->GetRowCount() : 0; }
+int CountNodes(const vlm::Ref<vlm::ISpreadsheet>& summary) { return summary ? summary->GetRowCount() : 0; }
 
 // Runs the tree with its smallest nodes at least this size. Returns its summary, null when there is none.
-Ref<vlm::ISpreadsheet> RunTree(vlm::IProcedure& tree, int leastCases) {
+vlm::Ref<vlm::ISpreadsheet> RunTree(vlm::IProcedure& tree, int leastCases) {
   SetOption(tree, vlm::kLeastCasesToSplitOption, leastCases);
   SetOption(tree, vlm::kLeastCasesInChildOption, leastCases);
   if (tree.Run() != 0) return {};
-  return Ref<vlm::ISpreadsheet>::Adopt(tree.GetResult(vlm::kTreeSummaryResult, 0));
+  return vlm::Ref<vlm::ISpreadsheet>::Adopt(tree.GetResult(vlm::kTreeSummaryResult, 0));
 }
 
 }  // namespace
@@ -177,9 +177,9 @@ int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow,
   int leastCases = static_cast<int>(std::floor(kLeastShareOfCases * Services().GetNbCases()));
   if (leastCases <= 1) leastCases = 1;
 
-  const Ref<vlm::ISpreadsheet> summary = RunTree(*tree, leastCases);
+  const vlm::Ref<vlm::ISpreadsheet> summary = RunTree(*tree, leastCases);
   if (CountNodes(summary) == 0) {
-    record.failureReason = TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
+    record.failureReason = vlm::TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
     if (record.failureReason.empty()) record.failureReason = Text(kTextNoCommonCases);
     return kFailed;
   }
@@ -230,27 +230,27 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& tree, const CaseS
   }
 
   SetCaseSelection(tree, selection);
-  record.workSheet = Ref<vlm::IWorkSheet>::Adopt(tree.CreateWorkSheet());
+  record.workSheet = vlm::Ref<vlm::IWorkSheet>::Adopt(tree.CreateWorkSheet());
   if (!record.workSheet) {
-    throw HostCallError(TextOf([&](vlm::ITextSink* sink) { tree.GetError(sink); }));
+    throw HostCallError(vlm::TextOf([&](vlm::ITextSink* sink) { tree.GetError(sink); }));
   }
   constexpr int kCodedColumn = 3;
   const std::string name = record.predictorName + Text(kTextCodedSuffix);
   const std::string description = ResponseKindText(*this, record.responseKind);
-  record.workSheet->SetColumnName(kCodedColumn, name.data(), LengthOf(name));
-  record.workSheet->SetColumnLongName(kCodedColumn, description.data(), LengthOf(description));
+  record.workSheet->SetColumnName(kCodedColumn, name.data(), vlm::LengthOf(name));
+  record.workSheet->SetColumnLongName(kCodedColumn, description.data(), vlm::LengthOf(description));
   if (record.responseKind == vlm::kBinaryResponse) {
     // Statistics ask for the codes by these texts, and find their cases by them.
     constexpr int kResponseColumn = 2;
     const auto label = [&](double code, const std::string& text) {
-      record.workSheet->SetValueLabel(kResponseColumn, code, text.data(), LengthOf(text));
+      record.workSheet->SetValueLabel(kResponseColumn, code, text.data(), vlm::LengthOf(text));
     };
     label(badCode, record.badCodeText);
     label(goodCode, record.goodCodeText);
   }
   for (const Leaf& leaf : leaves) {
     record.binNodes.push_back(leaf.node);
-    record.workSheet->SetValueLabel(kCodedColumn, leaf.node, leaf.label.data(), LengthOf(leaf.label));
+    record.workSheet->SetValueLabel(kCodedColumn, leaf.node, leaf.label.data(), vlm::LengthOf(leaf.label));
   }
 }
 

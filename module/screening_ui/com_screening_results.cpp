@@ -167,7 +167,8 @@ void CComScreeningResults::put_SaveToVariableBundle(const AutomationCall& call) 
 }
 
 void CComScreeningResults::get_Summary(const AutomationCall& call) {
-  const auto collection = Ref<vlm::IAutomationObject>::Adopt(new SheetCollection(Dialog().MakeSummary()));
+  const auto collection =
+      vlm::Ref<vlm::IAutomationObject>::Adopt(new SheetCollection(Dialog().MakeSummary()));
   call.result.SetObject(collection.Get());
 }
 
@@ -180,7 +181,7 @@ void CComScreeningResults::get_PredictorTable(const AutomationCall& call) {
 }
 
 void CComScreeningResults::get_Graph(const AutomationCall& call) {
-  const Ref<vlm::IGraph> graph = Dialog().MakeGraph(ButtonOfGraph(call.member.dispatchId));
+  const vlm::Ref<vlm::IGraph> graph = Dialog().MakeGraph(ButtonOfGraph(call.member.dispatchId));
   call.result.SetObject(graph ? graph->GetAutomationObject() : nullptr);
 }
 
@@ -200,7 +201,7 @@ void CComScreeningResults::SaveAsDataRecodeConditions(const AutomationCall& call
 void CComScreeningResults::SaveAsRules(const AutomationCall&) { RequireSaved(Dialog().SaveRules()); }
 
 void CComScreeningResults::get_RulesReport(const AutomationCall& call) {
-  Ref<vlm::IDocument> report;
+  vlm::Ref<vlm::IDocument> report;
   RequireSaved(Dialog().MakeRulesReport(report));
   call.result.SetObject(report->GetAutomationObject());
 }

@@ -1,5 +1,5 @@
 // PredictorScreeningStartup: the accessors of the startup dialog.
-#include "module/frame/string_sink.h"
+#include "contract/text.h"
 #include "module/frame/variable_lists.h"
 #include "module/resources/automation_tables.h"
 #include "module/resources/control_ids.h"
@@ -101,21 +101,22 @@ void CComScreeningStartup::put_ResponseCodes(const AutomationCall& call) {
 // The good and the bad code live in their edits until OK reads them.
 void CComScreeningStartup::get_GoodCode(const AutomationCall& call) {
   call.ReturnText(
-      TextOf([&](vlm::ITextSink* sink) { OpenWindow()->GetDlgItemText(kControlGoodCode, sink); }));
+      vlm::TextOf([&](vlm::ITextSink* sink) { OpenWindow()->GetDlgItemText(kControlGoodCode, sink); }));
 }
 
 void CComScreeningStartup::put_GoodCode(const AutomationCall& call) {
   const std::string text = ToText(call.Value());
-  OpenWindow()->SetDlgItemText(kControlGoodCode, text.data(), LengthOf(text));
+  OpenWindow()->SetDlgItemText(kControlGoodCode, text.data(), vlm::LengthOf(text));
 }
 
 void CComScreeningStartup::get_BadCode(const AutomationCall& call) {
-  call.ReturnText(TextOf([&](vlm::ITextSink* sink) { OpenWindow()->GetDlgItemText(kControlBadCode, sink); }));
+  call.ReturnText(
+      vlm::TextOf([&](vlm::ITextSink* sink) { OpenWindow()->GetDlgItemText(kControlBadCode, sink); }));
 }
 
 void CComScreeningStartup::put_BadCode(const AutomationCall& call) {
   const std::string text = ToText(call.Value());
-  OpenWindow()->SetDlgItemText(kControlBadCode, text.data(), LengthOf(text));
+  OpenWindow()->SetDlgItemText(kControlBadCode, text.data(), vlm::LengthOf(text));
 }
 
 void CComScreeningStartup::get_SortBy(const AutomationCall& call) {

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "contract/text.h"
 #include "module/frame/dispatch.h"
-#include "module/frame/string_sink.h"
 #include "module/frame/variable_lists.h"
 #include "module/screening/host_calls.h"
 
@@ -77,7 +77,7 @@ void AppendOnce(std::vector<double>& codes, double code) {
 constexpr std::string_view kAllValues = "*";
 
 std::string LabelOf(double code, vlm::IInputSpreadsheet& input, int variable) {
-  StringSink label;
+  vlm::StringSink label;
   return input.GetValueLabel(variable, code, &label) == 0 ? QuotedCode(label.Text()) : CodeText(code);
 }
 
@@ -98,7 +98,7 @@ std::vector<double> ParseCodes(std::string_view text, CFeatureSelectionTemplate&
                                vlm::IInputSpreadsheet& input, int variable) {
   // One label needs no quotation marks, whatever blanks and signs it has.
   double labelled = 0;
-  if (text != kAllValues && input.FindValue(variable, text.data(), LengthOf(text), &labelled) == 0)
+  if (text != kAllValues && input.FindValue(variable, text.data(), vlm::LengthOf(text), &labelled) == 0)
     return {labelled};
   std::vector<double> codes;
   for (const CodeWord& word : SplitWords(text)) {
@@ -106,7 +106,7 @@ std::vector<double> ParseCodes(std::string_view text, CFeatureSelectionTemplate&
     std::vector<double> several;
     if (!word.quoted && word.text == kAllValues) {
       several = DistinctValues(input, variable);
-    } else if (input.FindValue(variable, word.text.data(), LengthOf(word.text), &code) == 0) {
+    } else if (input.FindValue(variable, word.text.data(), vlm::LengthOf(word.text), &code) == 0) {
       several.push_back(code);
     } else if (word.quoted || !ReadRange(word.text, several)) {
       FailNoCode(word, screening, input, variable);
@@ -125,7 +125,7 @@ bool AreNumbersAmbiguous(const std::vector<double>& codes, vlm::IInputSpreadshee
   return std::any_of(codes.begin(), codes.end(), [&](double code) {
     const std::string number = CodeText(code);
     double read = code;
-    return input.FindValue(variable, number.data(), LengthOf(number), &read) == 0 && read != code;
+    return input.FindValue(variable, number.data(), vlm::LengthOf(number), &read) == 0 && read != code;
   });
 }
 

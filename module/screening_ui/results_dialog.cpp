@@ -6,8 +6,8 @@
 
 #include "base/format_text.h"
 #include "base/rounding.h"
+#include "contract/text.h"
 #include "module/frame/step_result.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/control_ids.h"
 #include "module/resources/text_ids.h"
 #include "module/screening_outputs/bin_conditions.h"
@@ -30,7 +30,7 @@ int DropDownOf(int responseKind) {
 struct GraphButton {
   int controlId;
   int responseKind;
-  Ref<vlm::IGraph> (CFeatureSelectionTemplate::*make)(PredSummary& record);
+  vlm::Ref<vlm::IGraph> (CFeatureSelectionTemplate::*make)(PredSummary& record);
 };
 
 constexpr GraphButton kGraphButtons[] = {
@@ -91,7 +91,7 @@ void CFeatureSelectionTemplateResultsDialog::ShowPage(int responseKind) {
   for (const int position : Screening().Order(responseKind)) {
     const std::string& name =
         Screening().Results(responseKind)[static_cast<std::size_t>(position)].predictorName;
-    Window()->AddDropDownItem(dropDown, name.data(), LengthOf(name));
+    Window()->AddDropDownItem(dropDown, name.data(), vlm::LengthOf(name));
   }
   int& chosen = chosen_[static_cast<std::size_t>(responseKind)];
   const int count = static_cast<int>(Screening().Order(responseKind).size());
@@ -130,7 +130,7 @@ void CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
   const bool isNumber = Window()->GetDlgItemReal(kControlNumberToSave, &given) == 0;
   std::size_t longest = 0;
   for (const int kind : kKindsInOutputOrder) longest = std::max(longest, Screening().Results(kind).size());
-  const double rounded = RoundHalfAway(given);
+  const double rounded = vlm::RoundHalfAway(given);
   if (isNumber && rounded >= 1 && rounded <= static_cast<double>(longest)) {
     numberToSave_ = static_cast<int>(rounded);
     return;
@@ -140,9 +140,9 @@ void CFeatureSelectionTemplateResultsDialog::ReadNumberToSave() {
 
 std::string CFeatureSelectionTemplateResultsDialog::AskSaveFile(int titleTextId, std::string_view extension) {
   const std::string title = Screening().Text(titleTextId);
-  StringSink path;
-  const int answer =
-      Window()->SaveFileDialog(title.data(), LengthOf(title), extension.data(), LengthOf(extension), &path);
+  vlm::StringSink path;
+  const int answer = Window()->SaveFileDialog(title.data(), vlm::LengthOf(title), extension.data(),
+                                              vlm::LengthOf(extension), &path);
   if (answer == 0 && Screening().IsOleAutomation()) throw SaveProblem(Screening().Text(kTextNoFileName));
   return answer == 0 ? std::string() : path.TakeWhole();
 }
@@ -186,7 +186,7 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveRecodeConditions(const s
     if (path.empty()) return;
     std::string refused;
     if (SaveRecodeFiles(Screening(), WithoutExtension(path, kExtension), numberToSave_, refused) == 0) {
-      throw SaveProblem(FormatText(Screening().Text(kTextFileNotWritten), {refused}));
+      throw SaveProblem(vlm::FormatText(Screening().Text(kTextFileNotWritten), {refused}));
     }
     Screening().ShowMessage(kTextRecodeSaved);
   });
@@ -198,17 +198,17 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveRules() {
     const std::string path = AskSaveFile(kTextSaveRules, ".txt");
     if (path.empty()) return;
     if (!WriteTextFile(path, RulesOfBestPredictors(Screening(), numberToSave_))) {
-      throw SaveProblem(FormatText(Screening().Text(kTextFileNotWritten), {path}));
+      throw SaveProblem(vlm::FormatText(Screening().Text(kTextFileNotWritten), {path}));
     }
     Screening().ShowMessage(kTextRulesSaved);
     if (Window()) Window()->SendFrameworkCommand(kCommandRulesSaved);
   });
 }
 
-std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(Ref<vlm::IDocument>& report) {
+std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(vlm::Ref<vlm::IDocument>& report) {
   return Save([&] {
     ReadNumberToSave();
-    const Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(Screening());
+    const vlm::Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(Screening());
     if (table) report = ShowRulesReport(Screening(), numberToSave_);
     if (!report) throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
     table->Show();
@@ -218,14 +218,14 @@ std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(Ref<vlm::IDo
 CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsDialog::MakeSummary() {
   Sheets sheets;
   for (const int kind : kKindsInOutputOrder) {
-    for (Ref<vlm::ISpreadsheet>& sheet : MakeImportance(kind)) sheets.push_back(std::move(sheet));
+    for (vlm::Ref<vlm::ISpreadsheet>& sheet : MakeImportance(kind)) sheets.push_back(std::move(sheet));
   }
   return sheets;
 }
 
 CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsDialog::MakeImportance(
     int responseKind) {
-  Ref<vlm::ISpreadsheet> sheet = ShowImportanceTable(Screening(), responseKind);
+  vlm::Ref<vlm::ISpreadsheet> sheet = ShowImportanceTable(Screening(), responseKind);
   return sheet ? Sheets{std::move(sheet)} : Sheets{};
 }
 
@@ -233,7 +233,7 @@ CFeatureSelectionTemplateResultsDialog::Sheets CFeatureSelectionTemplateResultsD
     int responseKind) {
   const int index = ChosenIndex(responseKind);
   if (index < 0) return {};
-  Ref<vlm::ISpreadsheet> sheet = ShowPredictorTable(Screening(), responseKind, index);
+  vlm::Ref<vlm::ISpreadsheet> sheet = ShowPredictorTable(Screening(), responseKind, index);
   return sheet ? Sheets{std::move(sheet)} : Sheets{};
 }
 
@@ -242,11 +242,11 @@ void CFeatureSelectionTemplateResultsDialog::MakeDistributionTable() {
   if (index >= 0) (void)ShowDistributionTable(Screening(), index);
 }
 
-Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int controlId) {
+vlm::Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int controlId) {
   for (const GraphButton& button : kGraphButtons) {
     if (button.controlId != controlId) continue;
     PredSummary* const record = Chosen(button.responseKind);
-    return record != nullptr ? (Screening().*button.make)(*record) : Ref<vlm::IGraph>();
+    return record != nullptr ? (Screening().*button.make)(*record) : vlm::Ref<vlm::IGraph>();
   }
   return {};
 }
@@ -302,7 +302,7 @@ void CFeatureSelectionTemplateResultsDialog::Command(int controlId) {
       SaveRules();
       return;
     case kControlRulesReport: {
-      Ref<vlm::IDocument> report;
+      vlm::Ref<vlm::IDocument> report;
       MakeRulesReport(report);
       return;
     }

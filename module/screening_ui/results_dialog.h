@@ -65,14 +65,14 @@ class CFeatureSelectionTemplateResultsDialog final
   void ShowPage(int responseKind);
 
   // Outputs, shown and handed back. Nothing for a kind without results.
-  using Sheets = std::vector<Ref<vlm::ISpreadsheet>>;
+  using Sheets = std::vector<vlm::Ref<vlm::ISpreadsheet>>;
   Sheets MakeSummary();
   Sheets MakeImportance(int responseKind);
   Sheets MakePredictorTable(int responseKind);
   // Of the chosen predictor of the binary response, when it is continuous.
   void MakeDistributionTable();
   // The graph that this button makes, of the predictor chosen on its page. Null when there is none.
-  Ref<vlm::IGraph> MakeGraph(int controlId);
+  vlm::Ref<vlm::IGraph> MakeGraph(int controlId);
 
   // The actions of the "Save" page. Each reads the number to save and acts on that many best predictors of each
   // response; what goes wrong is told to the user, and comes back as a sentence: empty when all went well or the
@@ -83,7 +83,7 @@ class CFeatureSelectionTemplateResultsDialog final
   std::string SaveRecodeConditions(const std::string& fileName);
   std::string SaveRules();
   // Shows the table of all predictors and the report; report receives the latter.
-  std::string MakeRulesReport(Ref<vlm::IDocument>& report);
+  std::string MakeRulesReport(vlm::Ref<vlm::IDocument>& report);
 
   void SetNumberToSave(int number);
   int NumberToSave() const { return numberToSave_; }

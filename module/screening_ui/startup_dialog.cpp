@@ -5,9 +5,9 @@
 #include <new>
 
 #include "base/tolerant.h"
+#include "contract/text.h"
 #include "module/frame/module_context.h"
 #include "module/frame/step_result.h"
-#include "module/frame/string_sink.h"
 #include "module/resources/control_ids.h"
 #include "module/resources/text_ids.h"
 #include "module/screening_ui/list_texts.h"
@@ -77,7 +77,7 @@ class CodesSink final : public vlm::ICodesSink {
 
 bool AskCodes(vlm::IDialogWindow& window, const std::vector<int>& variables, CodesSink& codes) {
   const std::string title = LoadResString(kTextSelectFactorCodes);
-  const bool answered = window.CodesListDialog(title.data(), LengthOf(title), variables.data(),
+  const bool answered = window.CodesListDialog(title.data(), vlm::LengthOf(title), variables.data(),
                                                static_cast<int>(variables.size()), kVariablesShownAtOnce,
                                                kSmallestCode, kLargestCode, &codes) != 0;
   if (codes.failed) throw std::bad_alloc();
@@ -307,7 +307,7 @@ void CFeatureSelectionTemplateStartupDialog::ChooseVariables() {
     buffers[i].resize(std::max(buffers[i].size(), static_cast<std::size_t>(std::max(variableCount, 1))));
     captions[i] = LoadResString(kLists[i].captionText);
     requests[i] = {captions[i].data(),
-                   LengthOf(captions[i]),
+                   vlm::LengthOf(captions[i]),
                    kLists[i].kind,
                    variableCount,
                    buffers[i].data(),
@@ -315,7 +315,7 @@ void CFeatureSelectionTemplateStartupDialog::ChooseVariables() {
                    static_cast<int>(buffers[i].size())};
   }
   const std::string title = LoadResString(kTextSelectScreeningVariables);
-  if (Window()->VariableListsDialog(title.data(), LengthOf(title), requests.data(),
+  if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), requests.data(),
                                     static_cast<int>(requests.size())) == 0 ||
       !Window()) {
     return;
@@ -401,7 +401,7 @@ bool CFeatureSelectionTemplateStartupDialog::ReadBinaryCodes() {
     screening.ShowMessage(kTextBadCodeNotAppropriate);
     return false;
   }
-  if (NearlyEqual(good, bad)) {
+  if (vlm::NearlyEqual(good, bad)) {
     screening.ShowMessage(kTextIdenticalCodes);
     return false;
   }
@@ -420,17 +420,17 @@ bool CFeatureSelectionTemplateStartupDialog::ReadBinaryCodes() {
 
 bool CFeatureSelectionTemplateStartupDialog::ReadCode(int controlId, double& code) {
   const std::string text =
-      TrimBlanks(WholeTextOf([&](vlm::ITextSink* sink) { Window()->GetDlgItemText(controlId, sink); }));
+      TrimBlanks(vlm::WholeTextOf([&](vlm::ITextSink* sink) { Window()->GetDlgItemText(controlId, sink); }));
   if (text.empty()) return false;
   const int response = Screening().binaryResponses.front();
   double given = 0;
-  if (Input().FindValue(response, text.data(), LengthOf(text), &given) != 0 &&
+  if (Input().FindValue(response, text.data(), vlm::LengthOf(text), &given) != 0 &&
       Window()->GetDlgItemReal(controlId, &given) != 0) {
     return false;
   }
   const std::vector<double> values = DistinctValues(Input(), response);
-  const auto place =
-      std::find_if(values.begin(), values.end(), [&](double value) { return NearlyEqual(value, given); });
+  const auto place = std::find_if(values.begin(), values.end(),
+                                  [&](double value) { return vlm::NearlyEqual(value, given); });
   if (place == values.end()) return false;
   code = *place;
   return true;

@@ -39,9 +39,9 @@ TEST(Tolerant, EqualWithin15Ulps) {
                       {"infinity and the largest", kInfinity, kMax, false},
                       {"not a number", kNan, kNan, false}};
   for (const Row& row : rows) {
-    EXPECT_EQ(NearlyEqual(row.a, row.b), row.equal) << row.name;
-    EXPECT_EQ(NearlyEqual(row.b, row.a), row.equal) << row.name;
-    EXPECT_EQ(NearlyEqual(-row.b, -row.a), row.equal) << row.name;
+    EXPECT_EQ(vlm::NearlyEqual(row.a, row.b), row.equal) << row.name;
+    EXPECT_EQ(vlm::NearlyEqual(row.b, row.a), row.equal) << row.name;
+    EXPECT_EQ(vlm::NearlyEqual(-row.b, -row.a), row.equal) << row.name;
   }
 }
 
@@ -50,14 +50,15 @@ TEST(Tolerant, RaisedBoundsAndRangesSayTheSameAsTheTests) {
   const double bounds[] = {0.0,       -0.0,    kTiny,    -kTiny, 9 * kTiny, -15 * kTiny, 1.0,        -1.0,
                            3.25e-300, 1.7e308, -1.7e308, kMax,   -kMax,     kInfinity,   -kInfinity, kNan};
   for (const double bound : bounds) {
-    const MissingRange missing = MissingRangeOf(bound);
+    const vlm::MissingRange missing = vlm::MissingRangeOf(bound);
     std::vector<double> values = {kInfinity, -kInfinity, kNan, kMax, -kMax, 0.0, -0.0};
     for (std::int64_t step = -20; step <= 20 && std::isfinite(bound); ++step) {
-      values.push_back(FromOrderedImage(OrderedImage(bound) + step));
+      values.push_back(vlm::FromOrderedImage(vlm::OrderedImage(bound) + step));
     }
     for (const double x : values) {
-      EXPECT_EQ(x > RaisedByTolerance(bound), GreaterBeyondTolerance(x, bound)) << x << " and " << bound;
-      EXPECT_EQ(x >= missing.first && x <= missing.last, IsMissing(x, bound)) << x << " and " << bound;
+      EXPECT_EQ(x > vlm::RaisedByTolerance(bound), vlm::GreaterBeyondTolerance(x, bound))
+          << x << " and " << bound;
+      EXPECT_EQ(x >= missing.first && x <= missing.last, vlm::IsMissing(x, bound)) << x << " and " << bound;
     }
   }
 }
@@ -66,7 +67,7 @@ TEST(Tolerant, RaisedBoundsAndRangesSayTheSameAsTheTests) {
 // own accuracy in the tail.
 TEST(NormalQuantile, IsTheAlgorithmsToTheLastBit) {
   bool failed = true;
-  EXPECT_EQ(NormalQuantile(0.995, &failed), 2.5758293009489543);
+  EXPECT_EQ(vlm::NormalQuantile(0.995, &failed), 2.5758293009489543);
   EXPECT_FALSE(failed);
   const double rows[][2] = {{0.5, 0.0},
                             {0.75, 0.674489750196},
@@ -74,11 +75,11 @@ TEST(NormalQuantile, IsTheAlgorithmsToTheLastBit) {
                             {0.975, 1.959963984540},
                             {0.999, 3.090232306168}};
   for (const auto& [p, z] : rows) {
-    EXPECT_NEAR(NormalQuantile(p, nullptr), z, 1e-7) << p;
-    EXPECT_NEAR(NormalQuantile(1 - p, nullptr), -z, 1e-7) << p;
+    EXPECT_NEAR(vlm::NormalQuantile(p, nullptr), z, 1e-7) << p;
+    EXPECT_NEAR(vlm::NormalQuantile(1 - p, nullptr), -z, 1e-7) << p;
   }
   for (const double outside : {0.0, 1.0, -0.5, 2.0, kNan}) {
-    EXPECT_EQ(NormalQuantile(outside, &failed), 0.0);
+    EXPECT_EQ(vlm::NormalQuantile(outside, &failed), 0.0);
     EXPECT_TRUE(failed) << outside;
   }
 }
@@ -123,9 +124,9 @@ TEST(IndexHeapSort, KeepsTheHeapsOrderOfEqualKeys) {
     for (int i = 0; i < n; ++i)
       keys.push_back(static_cast<double>(random() % (1 + static_cast<unsigned>(n) / 3)));
     std::vector<int> up(keys.size()), down(keys.size()), heap(keys.size());
-    IndexSortAscending<double>(keys, up);
-    IndexSortDescending<double>(keys, down);
-    MinHeapIndexSort<double>(keys, heap);
+    vlm::IndexSortAscending<double>(keys, up);
+    vlm::IndexSortDescending<double>(keys, down);
+    vlm::MinHeapIndexSort<double>(keys, heap);
     EXPECT_EQ(up, OneLoopHeapSort(keys, 1)) << n;
     EXPECT_EQ(down, OneLoopHeapSort(keys, -1)) << n;
     EXPECT_EQ(heap, down) << n;
@@ -143,19 +144,19 @@ TEST(NumberText, IsPrintfs) {
     if (!std::isfinite(v)) continue;
     char text[400];
     std::snprintf(text, sizeof text, "%g", v);
-    EXPECT_EQ(FormatGeneral(v), text);
+    EXPECT_EQ(vlm::FormatGeneral(v), text);
     std::snprintf(text, sizeof text, "%.15e", v);
-    EXPECT_EQ(FormatMachine(v), text);
+    EXPECT_EQ(vlm::FormatMachine(v), text);
     std::snprintf(text, sizeof text, "%.4f", v);
-    EXPECT_EQ(FormatFixed(v, 4), text);
+    EXPECT_EQ(vlm::FormatFixed(v, 4), text);
   }
-  EXPECT_EQ(FormatGeneral(-kInfinity), "-inf");
-  EXPECT_EQ(FormatFixed(kNan, 3), "nan");
+  EXPECT_EQ(vlm::FormatGeneral(-kInfinity), "-inf");
+  EXPECT_EQ(vlm::FormatFixed(kNan, 3), "nan");
 }
 
 TEST(NumberText, TellsNeighboursApart) {
   using Texts = std::vector<std::string>;
-  const auto format = [](std::vector<double> values) { return FormatDistinct(values); };
+  const auto format = [](std::vector<double> values) { return vlm::FormatDistinct(values); };
   EXPECT_EQ(format({0.5, 1, 1e7}), (Texts{"0.5", "1", "1e+07"}));
   EXPECT_EQ(format({1, 1.000001, 1.000002}), (Texts{"1.000000e+00", "1.000001e+00", "1.000002e+00"}));
   EXPECT_EQ(format({1, 1.0000001, 2}),
@@ -185,17 +186,17 @@ TEST(Utf8Text, CountsCutsAndWidensCharacters) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(CharacterCount(row.text), row.characters);
-    EXPECT_EQ(FirstCharacters(row.text, 2), row.firstTwo);
-    EXPECT_EQ(Utf16OfUtf8(row.text), row.wide);
+    EXPECT_EQ(vlm::CharacterCount(row.text), row.characters);
+    EXPECT_EQ(vlm::FirstCharacters(row.text, 2), row.firstTwo);
+    EXPECT_EQ(vlm::Utf16OfUtf8(row.text), row.wide);
   }
 }
 
 TEST(FormatText, FillsPlacesAndTrustsNothing) {
   const std::string_view percent = "100%s";
-  const auto check = [](const char* pattern, std::initializer_list<TextArgument> arguments,
+  const auto check = [](const char* pattern, std::initializer_list<vlm::TextArgument> arguments,
                         const char* expected) {
-    EXPECT_EQ(FormatText(pattern, arguments), expected) << pattern;
+    EXPECT_EQ(vlm::FormatText(pattern, arguments), expected) << pattern;
   };
   check("Dependent variable: %s", {"age"}, "Dependent variable: age");
   check("%s are more than %d. the first %d", {"x", 5000LL, 5000LL}, "x are more than 5000. the first 5000");

@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/data/errors.h"
 
 namespace velmora {
@@ -442,11 +442,11 @@ TEST_F(DialogTest, InheritedMembersAreCheckedByKindAndCount) {
         << row.id << " by kind " << row.kind;
   }
   // What the script put answers the dialog that a command opens, but only for the script.
-  StringSink path;
+  vlm::StringSink path;
   EXPECT_EQ(window->SaveFileDialog("Save", 4, ".txt", 4, &path), 0);
   owner.automation = true;
   EXPECT_EQ(window->SaveFileDialog("Save", 4, ".txt", 4, &path), 1);
-  EXPECT_EQ(path.text, "out.txt");
+  EXPECT_EQ(path.Text(), "out.txt");
 }
 
 }  // namespace

@@ -88,7 +88,9 @@ TEST(BinConditions, RulesScripts) {
 TEST(BinConditions, ValuesOnAndAroundCutPoints) {
   PredSummary record = Intervals();
   const double cut = record.cutPoints[1];
-  const auto ulpsAbove = [](double value, int ulps) { return FromOrderedImage(OrderedImage(value) + ulps); };
+  const auto ulpsAbove = [](double value, int ulps) {
+    return vlm::FromOrderedImage(vlm::OrderedImage(value) + ulps);
+  };
   const BinFinder finder(record);
   const double infinity = std::numeric_limits<double>::infinity();
   const std::pair<double, int> cases[] = {{-infinity, 0}, {-2, 0},       {-1.5, 0},
@@ -126,7 +128,7 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   screening.continuousResponseCount = 1;
 
   ASSERT_TRUE(ShowRulesReport(screening, 2));
-  const Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(screening);
+  const vlm::Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(screening);
   ASSERT_TRUE(table);
   table->Show();
   EXPECT_THAT(

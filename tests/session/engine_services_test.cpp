@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/session/input_spreadsheet.h"
 #include "workbench/session/running_analysis.h"
 #include "workbench/session/session_core.h"
@@ -173,9 +173,9 @@ TEST_F(ServicesTest, LabelsAndValuesFindEachOther) {
   input.SetVariableValueLabel(1, 2, "two", 3);
   input.SetVariableValueLabel(1, 1, "one", 3);
   input.SetVariableValueLabel(1, 2, "TWO", 3);
-  StringSink label;
+  vlm::StringSink label;
   EXPECT_EQ(input.GetValueLabel(1, 2, &label), 0);
-  EXPECT_EQ(label.text, "TWO");
+  EXPECT_EQ(label.Text(), "TWO");
   EXPECT_NE(input.GetValueLabel(1, 3, &label), 0);
   struct Row {
     std::string text;

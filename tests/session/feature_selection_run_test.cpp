@@ -8,9 +8,9 @@
 #include <cmath>
 #include <fstream>
 
+#include "contract/text.h"
 #include "tests/session/session_support.h"
 #include "tests/support/paths.h"
-#include "workbench/automation/sinks.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"

@@ -34,7 +34,9 @@ struct Faults {
   int inPass = 1;              // the last four: in the display opened as this one, counted from 1
 };
 
-class ScriptedEngineHost : public vlm::IEngineServices, private vlm::IIterDisplay {
+class ScriptedEngineHost : public vlm::IEngineServices,
+                           private vlm::IIterDisplay,
+                           private vlm::IChiSquareTail {
  public:
   ~ScriptedEngineHost() {
     for (const auto& [block, size] : blocks_) std::free(block);
@@ -60,6 +62,9 @@ class ScriptedEngineHost : public vlm::IEngineServices, private vlm::IIterDispla
     return 1.0 / (1.0 + f * df1 / (df2 + 1.0));
   };
   std::function<double(double, double)> chiSquareBelow = [](double x, double df) { return x / (x + df); };
+
+  // Empty: the host does not offer the extension.
+  std::function<double(double, double)> chiSquareAbove;
 
   // --- What a test reads
   std::vector<std::string> log;  // display, notices and switches, in order; not the calls for each case
@@ -172,8 +177,13 @@ class ScriptedEngineHost : public vlm::IEngineServices, private vlm::IIterDispla
   }
   double FDistributionUpperTail(double df1, double df2, double f) override { return fUpperTail(df1, df2, f); }
   double ChiSquareDistribution(double x, double df) override { return chiSquareBelow(x, df); }
+  void* GetExtension(int extension) override {
+    const bool offered = extension == vlm::kChiSquareTailExtension && chiSquareAbove != nullptr;
+    return offered ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+  }
 
  private:
+  double ChiSquareUpperTail(double x, double df) override { return chiSquareAbove(x, df); }
   int WasCanceled() override { return Strikes(faults_.iterDisplayAtStep) ? 1 : 0; }
 
   static const std::map<int, std::string>& Texts() {

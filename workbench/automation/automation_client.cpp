@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -57,7 +57,7 @@ Variant::Variant(const vlm::AutomationValue& view) {
       value_ = view.realValue;
       break;
     case vlm::kAutomationText:
-      value_ = std::string(TextOf(view.text, view.length));
+      value_ = std::string(vlm::TextOf(view.text, view.length));
       break;
     case vlm::kAutomationObject:
       value_ = ObjectReference(view.object);
@@ -139,7 +139,7 @@ vlm::AutomationValue Variant::View(std::vector<std::vector<vlm::AutomationValue>
                         [&](double value) { view.realValue = value; },
                         [&](const std::string& text) {
                           view.text = text.data();
-                          view.length = LengthOf(text);
+                          view.length = vlm::LengthOf(text);
                         },
                         [&](const std::vector<int>& integers) {
                           view.integers = integers.data();
@@ -153,7 +153,7 @@ vlm::AutomationValue Variant::View(std::vector<std::vector<vlm::AutomationValue>
                           storage.push_back(std::move(views));
                           view.items = storage.back().data();
                         },
-                        [&](const ObjectReference& object) { view.object = object.get(); }},
+                        [&](const ObjectReference& object) { view.object = object.Get(); }},
              value_);
   return view;
 }
@@ -161,7 +161,7 @@ vlm::AutomationValue Variant::View(std::vector<std::vector<vlm::AutomationValue>
 void AutomationResult::SetEmpty() { value = Variant(); }
 void AutomationResult::SetInt(int newValue) { value = Variant(newValue); }
 void AutomationResult::SetReal(double newValue) { value = Variant(newValue); }
-void AutomationResult::SetText(const char* text, int length) { value = Variant(TextOf(text, length)); }
+void AutomationResult::SetText(const char* text, int length) { value = Variant(vlm::TextOf(text, length)); }
 void AutomationResult::SetIntArray(const int* values, int count) {
   value =
       Variant(count > 0 && values != nullptr ? std::vector<int>(values, values + count) : std::vector<int>());
@@ -176,12 +176,12 @@ void AutomationResult::SetArray(const vlm::AutomationValue* items, int count) {
 }
 void AutomationResult::SetError(int code, const char* text, int length) {
   errorCode = code;
-  description = TextOf(text, length);
+  description = vlm::TextOf(text, length);
 }
 
 bool AutomationClient::HasMember(std::string_view name) const {
   int dispatchId = 0;
-  return object_ && object_->GetIdOfName(name.data(), LengthOf(name), &dispatchId) == vlm::kDispatchOk;
+  return object_ && object_->GetIdOfName(name.data(), vlm::LengthOf(name), &dispatchId) == vlm::kDispatchOk;
 }
 
 Variant AutomationClient::Get(std::string_view name, const std::vector<Variant>& arguments) const {
@@ -213,7 +213,7 @@ Variant AutomationClient::Invoke(std::string_view name, int kind,
   const std::string member =
       (description == nullptr ? std::string("The object") : std::string(description->name)) + "." + shownName;
   int dispatchId = 0;
-  if (object->GetIdOfName(name.data(), LengthOf(name), &dispatchId) != vlm::kDispatchOk) {
+  if (object->GetIdOfName(name.data(), vlm::LengthOf(name), &dispatchId) != vlm::kDispatchOk) {
     throw AutomationError(0, "There is no member " + member + ".");
   }
   std::vector<std::vector<vlm::AutomationValue>> storage;

@@ -10,42 +10,11 @@
 #include <vector>
 
 #include "contract/automation.h"
+#include "contract/ref.h"
 
 namespace velmora {
 
-// A counted reference to an object of the contract.
-template <typename Counted>
-class Reference {
- public:
-  Reference() = default;
-  explicit Reference(Counted* object) : object_(object) {  // counts one of its own
-    if (object_ != nullptr) object_->AddReference();
-  }
-  Reference(const Reference& other) : Reference(other.object_) {}
-  Reference(Reference&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-  Reference& operator=(Reference other) noexcept {
-    std::swap(object_, other.object_);
-    return *this;
-  }
-  ~Reference() {
-    if (object_ != nullptr) object_->ReleaseReference();
-  }
-  // Takes over a reference that the caller would otherwise have to release.
-  static Reference Adopt(Counted* object) {
-    Reference reference;
-    reference.object_ = object;
-    return reference;
-  }
-  Counted* get() const { return object_; }
-  Counted* operator->() const { return object_; }
-  Counted& operator*() const { return *object_; }
-  explicit operator bool() const { return object_ != nullptr; }
-
- private:
-  Counted* object_ = nullptr;
-};
-
-using ObjectReference = Reference<vlm::IAutomationObject>;
+using ObjectReference = vlm::Ref<vlm::IAutomationObject>;
 
 // An automation call that failed: the error's number and its description, a sentence for a person.
 class AutomationError : public std::runtime_error {
@@ -119,7 +88,7 @@ class AutomationClient {
   explicit AutomationClient(ObjectReference object) : object_(std::move(object)) {}
 
   explicit operator bool() const { return static_cast<bool>(object_); }
-  vlm::IAutomationObject* Object() const { return object_.get(); }
+  vlm::IAutomationObject* Object() const { return object_.Get(); }
   bool HasMember(std::string_view name) const;
 
   // Each throws AutomationError: an exception that the object raised with its own code and description, any

@@ -9,18 +9,16 @@
 #include <utility>
 #include <vector>
 
+#include "contract/automation_members.h"
+#include "contract/text.h"
 #include "workbench/automation/automation_client.h"
 #include "workbench/automation/com_face.h"
-#include "workbench/automation/sinks.h"
 
 namespace velmora {
 
-// True when both are the same but for the case of ASCII letters.
-bool SameAutomationName(std::string_view a, std::string_view b);
-
-// Member with this dispatch id, or with this name, the interface's own first, then its bases'; null for none.
-const vlm::AutomationMember* FindMember(const vlm::AutomationInterface* description, int dispatchId);
-const vlm::AutomationMember* FindMember(const vlm::AutomationInterface* description, std::string_view name);
+using vlm::Getter;
+using vlm::Method;
+using vlm::Property;
 
 template <typename Self>
 struct HostMember {
@@ -28,20 +26,6 @@ struct HostMember {
   Variant (*get)(Self& self, const std::vector<Variant>& arguments);  // or the method
   void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
 };
-
-// Descriptions of members. With more than one argument, argumentName names them all: "Row, Column".
-inline vlm::AutomationMember Getter(int id, const char* name, int type, const char* help,
-                                    int argumentCount = 0, int argumentType = 0,
-                                    const char* argumentName = "") {
-  return {id, name, vlm::kInvokeGet, type, 0, argumentCount, argumentType, argumentName, help, ""};
-}
-inline vlm::AutomationMember Property(int id, const char* name, int type, const char* help) {
-  return {id, name, vlm::kInvokeGet | vlm::kInvokePut, type, type, 0, 0, "", help, help};
-}
-inline vlm::AutomationMember Method(int id, const char* name, const char* help, int argumentCount = 0,
-                                    int argumentType = 0, const char* argumentName = "", int resultType = 0) {
-  return {id, name, vlm::kInvokeMethod, resultType, 0, argumentCount, argumentType, argumentName, help, ""};
-}
 
 // The number when it lies in 1..count, else a failure that names what was asked for.
 inline int InRange(const Variant& argument, std::int64_t count, const char* what) {
@@ -97,7 +81,7 @@ class HostObject : public vlm::IAutomationObject {
   void* MakeComObject(vlm::IAutomationObject* through) override { return MakeComFace(through); }
 
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
-    const vlm::AutomationMember* member = FindMember(GetInterface(), TextOf(name, length));
+    const vlm::AutomationMember* member = vlm::FindMemberByName(GetInterface(), vlm::TextOf(name, length));
     if (member == nullptr) return vlm::kDispatchMemberNotFound;
     *dispatchId = member->dispatchId;
     return vlm::kDispatchOk;
@@ -159,7 +143,7 @@ class HostObject : public vlm::IAutomationObject {
     }
   }
   static int Fail(int code, std::string_view description, vlm::IAutomationResult* result) {
-    result->SetError(code, description.data(), LengthOf(description));
+    result->SetError(code, description.data(), vlm::LengthOf(description));
     return vlm::kDispatchException;
   }
 

@@ -2,7 +2,7 @@
 // are asked; the others go to the face.
 #include <algorithm>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/dialogs/dialog_window.h"
 
@@ -138,7 +138,7 @@ int DialogWindow::VariableListsDialog(const char* title, int titleLength,
         for (int index = 0; index < listCount; ++index) {
           const vlm::VariableListRequest& list = lists[index];
           const int count = std::clamp(*list.count, 0, list.capacity);
-          questions.push_back({std::string(TextOf(list.caption, list.captionLength)), list.variableKind,
+          questions.push_back({std::string(vlm::TextOf(list.caption, list.captionLength)), list.variableKind,
                                std::min(list.maximumCount, list.capacity),
                                std::vector<int>(list.variables, list.variables + count)});
         }
@@ -146,7 +146,7 @@ int DialogWindow::VariableListsDialog(const char* title, int titleLength,
         const Variant* const scripted = ScriptedAnswer(kResultsVariables);
         const auto ask = [&] {
           if (scripted == nullptr)
-            return face_.AskVariableLists(*this, TextOf(title, titleLength), questions);
+            return face_.AskVariableLists(*this, vlm::TextOf(title, titleLength), questions);
           const std::vector<Variant> given = ItemsOf(*scripted, questions.size());
           for (std::size_t index = 0; index < questions.size(); ++index) {
             const Variant& item = given[index];
@@ -172,7 +172,7 @@ int DialogWindow::CodesListDialog(const char* title, int titleLength, const int*
                                   int shownAtOnce, double minimum, double maximum, vlm::ICodesSink* codes) {
   return Guarded(
       [&] {
-        CodesQuestion question{std::string(TextOf(title, titleLength)),
+        CodesQuestion question{std::string(vlm::TextOf(title, titleLength)),
                                {variables, variables + variableCount},
                                shownAtOnce,
                                minimum,
@@ -263,10 +263,11 @@ int DialogWindow::SaveFileDialog(const char* title, int titleLength, const char*
         if (const Variant* const scripted = ScriptedAnswer(kResultsSaveFileName)) {
           answer = scripted->AsText();
         } else {
-          answer = face_.AskSaveFile(*this, TextOf(title, titleLength), TextOf(extension, extensionLength));
+          answer = face_.AskSaveFile(*this, vlm::TextOf(title, titleLength),
+                                     vlm::TextOf(extension, extensionLength));
         }
         if (!answer || answer->empty()) return 0;
-        path->Assign(answer->data(), LengthOf(*answer));
+        path->Assign(answer->data(), vlm::LengthOf(*answer));
         return 1;
       },
       0);

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 
 namespace velmora {
 
@@ -22,7 +22,7 @@ class CallScope {
 };
 
 int SetFailure(vlm::IAutomationResult* result, int code, std::string_view description) {
-  if (result != nullptr) result->SetError(code, description.data(), LengthOf(description));
+  if (result != nullptr) result->SetError(code, description.data(), vlm::LengthOf(description));
   return vlm::kDispatchException;
 }
 
@@ -176,7 +176,7 @@ void DialogWindow::SendCommand(int controlId) {
   } else if (controlId == kOptionsButton) {
     owner_.Message("There are no options to choose for this dialog.");
   } else if (client_) {
-    const Reference<vlm::IDialogClient> client = client_;
+    const vlm::Ref<vlm::IDialogClient> client = client_;
     if (runningCommands_++ == 0) AvailabilityChanged();
     client->OnCommand(controlId);
     if (--runningCommands_ == 0) AvailabilityChanged();
@@ -271,7 +271,7 @@ void DialogWindow::CheckDlgButton(int controlId, int checked) {
 
 void DialogWindow::SetDlgItemText(int controlId, const char* text, int length) {
   ChangeControl(controlId, [&](Control& control) {
-    control.text = TextOf(text, length);
+    control.text = vlm::TextOf(text, length);
     control.error.clear();
   });
 }
@@ -281,7 +281,7 @@ void DialogWindow::GetDlgItemText(int controlId, vlm::ITextSink* text) {
   if (control == nullptr) {
     text->Assign(nullptr, 0);
   } else {
-    text->Assign(control->text.data(), LengthOf(control->text));
+    text->Assign(control->text.data(), vlm::LengthOf(control->text));
   }
 }
 
@@ -336,7 +336,7 @@ void DialogWindow::WriteVarListToCaptionLong(int controlId, const int* variables
                                              const char* noneText, int noneLength) {
   ChangeControl(controlId, [&](Control& control) {
     control.text = count > 0 ? owner_.PrintVariables({variables, static_cast<std::size_t>(count)})
-                             : std::string(TextOf(noneText, noneLength));
+                             : std::string(vlm::TextOf(noneText, noneLength));
   });
 }
 
@@ -348,7 +348,7 @@ void DialogWindow::ClearDropDown(int controlId) {
 }
 
 void DialogWindow::AddDropDownItem(int controlId, const char* text, int length) {
-  ChangeControl(controlId, [&](Control& control) { control.items.emplace_back(TextOf(text, length)); });
+  ChangeControl(controlId, [&](Control& control) { control.items.emplace_back(vlm::TextOf(text, length)); });
 }
 
 void DialogWindow::SelectDropDownItem(int controlId, int itemIndex) {
@@ -364,15 +364,15 @@ int DialogWindow::GetSelectedDropDownItem(int controlId) {
 }
 
 void DialogWindow::ShowEditError(int controlId, const char* text, int length) {
-  ChangeControl(controlId, [&](Control& control) { control.error = TextOf(text, length); });
+  ChangeControl(controlId, [&](Control& control) { control.error = vlm::TextOf(text, length); });
   Guarded([&] {
     ShowPageOf(controlId);
-    face_.ShowEditError(*this, controlId, TextOf(text, length));
+    face_.ShowEditError(*this, controlId, vlm::TextOf(text, length));
   });
 }
 
 void DialogWindow::DisplayInstError(const char* text, int length) {
-  Guarded([&] { face_.ShowInstructionError(*this, TextOf(text, length)); });
+  Guarded([&] { face_.ShowInstructionError(*this, vlm::TextOf(text, length)); });
 }
 
 void DialogWindow::LockResults() {
@@ -454,11 +454,11 @@ int DialogWindow::InvokeInherited(int dispatchId, int kind, const vlm::Automatio
           resultsSettings_[dispatchId] = Variant(arguments[0]);
           return vlm::kDispatchOk;
         }
-        StringSink name;
+        vlm::StringSink name;
         switch (dispatchId) {
           case kNameMember:
             client_->GetAutomationWindowText(&name);
-            result->SetText(name.text.data(), LengthOf(name.text));
+            result->SetText(name.Text().data(), vlm::LengthOf(name.Text()));
             return vlm::kDispatchOk;
           case kApplicationMember:
             result->SetObject(owner_.ApplicationObject());

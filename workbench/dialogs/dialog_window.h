@@ -113,7 +113,7 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   void Close(int step);
   bool IsOpen() const { return open_; }
   int TemplateId() const { return templateId_; }
-  vlm::IDialogClient* Client() const { return client_.get(); }
+  vlm::IDialogClient* Client() const { return client_.Get(); }
   // The step that ExitDialog asked for.
   std::optional<int> RequestedStep() const { return requestedStep_; }
 
@@ -239,7 +239,7 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   DialogOwner& owner_;
   DialogFace& face_;
   vlm::IModuleResources& resources_;
-  Reference<vlm::IDialogClient> client_;
+  vlm::Ref<vlm::IDialogClient> client_;
   int templateId_;
   bool open_ = false;
   bool locked_ = false;

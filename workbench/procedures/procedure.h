@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/procedures/shared_data.h"
 
@@ -27,31 +27,31 @@ class Procedure : public vlm::IProcedure {
     if (--references_ == 0) delete this;
   }
   int GetAnalysisID() final { return analysisId_; }
-  void GetError(vlm::ITextSink* text) final { text->Assign(error_.data(), LengthOf(error_)); }
+  void GetError(vlm::ITextSink* text) final { text->Assign(error_.data(), vlm::LengthOf(error_)); }
   int SetVariableList(const char* text, int length) final {
-    return Try([&] { fields_ = ParseVariableFields(TextOf(text, length)); });
+    return Try([&] { fields_ = ParseVariableFields(vlm::TextOf(text, length)); });
   }
   void GetCaseSelection(int* enabled, vlm::ITextSink* inclusion, vlm::ITextSink* exclusion) final {
     *enabled = cases_.enabled;
-    inclusion->Assign(cases_.inclusion.data(), LengthOf(cases_.inclusion));
-    exclusion->Assign(cases_.exclusion.data(), LengthOf(cases_.exclusion));
+    inclusion->Assign(cases_.inclusion.data(), vlm::LengthOf(cases_.inclusion));
+    exclusion->Assign(cases_.exclusion.data(), vlm::LengthOf(cases_.exclusion));
   }
   int SetCaseSelection(int enabled, const char* inclusion, int inclusionLength, const char* exclusion,
                        int exclusionLength) final {
     return Try([&] {
       cases_.enabled = enabled;
-      cases_.inclusion = TextOf(inclusion, inclusionLength);
-      cases_.exclusion = TextOf(exclusion, exclusionLength);
+      cases_.inclusion = vlm::TextOf(inclusion, inclusionLength);
+      cases_.exclusion = vlm::TextOf(exclusion, exclusionLength);
     });
   }
   int GetCaseWeight() final { return cases_.weightVariable; }
   int SetCaseWeight(int variableNumber) final;
   int SetOption(int option, int value) final;
   int SetResponseCodes(const char* text, int length) final {
-    return Try([&] { responseCodes_ = TextOf(text, length); });
+    return Try([&] { responseCodes_ = vlm::TextOf(text, length); });
   }
   int SetPredictorCodes(const char* text, int length) final {
-    return Try([&] { predictorCodes_ = TextOf(text, length); });
+    return Try([&] { predictorCodes_ = vlm::TextOf(text, length); });
   }
   int Run() final {
     return Try([&] { Compute(); });

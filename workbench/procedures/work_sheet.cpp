@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/documents/texts.h"
 #include "workbench/stats/tree.h"
 
@@ -108,7 +108,7 @@ struct ColumnNames {
   std::vector<ValueLabel> labels;
 };
 
-void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
+void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), vlm::LengthOf(text)); }
 
 // Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(), Cell(row,
 // column) and FillColumn(column, firstRow, rowCount, values), all with valid numbers.
@@ -132,26 +132,26 @@ class LazySheet : public Interface {
 
   int GetRowCount() override { return static_cast<int>(self().RowCount()); }
   int GetColumnCount() override { return static_cast<int>(columns_.size()); }
-  void SetTitle(const char* text, int length) override { title_ = TextOf(text, length); }
+  void SetTitle(const char* text, int length) override { title_ = vlm::TextOf(text, length); }
   void GetTitle(vlm::ITextSink* text) override { Assign(text, title_); }
   int GetColumnNameWidth() override { return 0; }
   int GetRowNameWidth() override { return 0; }
   void SetColumnName(int columnNumber, const char* text, int length) override {
-    if (ColumnNames* column = Find(columnNumber)) column->name = TextOf(text, length);
+    if (ColumnNames* column = Find(columnNumber)) column->name = vlm::TextOf(text, length);
   }
   void GetColumnName(int columnNumber, vlm::ITextSink* text) override {
     const ColumnNames* column = Find(columnNumber);
     Assign(text, column != nullptr ? column->name : std::string());
   }
   void SetColumnLongName(int columnNumber, const char* text, int length) override {
-    if (ColumnNames* column = Find(columnNumber)) column->longName = TextOf(text, length);
+    if (ColumnNames* column = Find(columnNumber)) column->longName = vlm::TextOf(text, length);
   }
   void GetColumnLongName(int columnNumber, vlm::ITextSink* text) override {
     const ColumnNames* column = Find(columnNumber);
     Assign(text, column != nullptr ? column->longName : std::string());
   }
   void SetColumnFormat(int columnNumber, const char* format, int length) override {
-    if (ColumnNames* column = Find(columnNumber)) column->format = TextOf(format, length);
+    if (ColumnNames* column = Find(columnNumber)) column->format = vlm::TextOf(format, length);
   }
   void SetRowName(int, const char*, int) override {}
   void GetRowName(int rowNumber, vlm::ITextSink* text) override { Assign(text, std::to_string(rowNumber)); }
@@ -187,7 +187,7 @@ class LazySheet : public Interface {
     ColumnNames* column = Find(columnNumber);
     if (column == nullptr) return;
     std::erase_if(column->labels, [&](const ValueLabel& label) { return label.value == value; });
-    column->labels.push_back({value, std::string(TextOf(text, length))});
+    column->labels.push_back({value, std::string(vlm::TextOf(text, length))});
   }
 
  protected:
@@ -308,7 +308,7 @@ class DeferredSheet final : public LazySheet<DeferredSheet, vlm::IDeferredSpread
   }
 
   std::shared_ptr<HostProcedures::Shared> shared_;
-  Reference<vlm::ISheetMaker> maker_;
+  vlm::Ref<vlm::ISheetMaker> maker_;
   std::size_t rowCount_;
   std::vector<std::vector<double>> cells_;
   bool made_ = false;
@@ -352,7 +352,7 @@ class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
   vlm::IProcedure* CreateProcedure(int analysisId) override {
     try {
       AddReference();  // labels are read while the analysis lives
-      const Reference<WorkSheet> self = Reference<WorkSheet>::Adopt(this);
+      const vlm::Ref<WorkSheet> self = vlm::Ref<WorkSheet>::Adopt(this);
       return MakeWorkSheetProcedure(data_, analysisId,
                                     [self](int column) { return self->Find(column)->labels; });
     } catch (...) {

@@ -32,7 +32,7 @@ struct InterfaceClass {
 
   const Member* Find(std::string_view wanted) const {
     for (const Member& member : members) {
-      if (SameAutomationName(member.name, wanted)) return &member;
+      if (vlm::EqualMemberNames(member.name, wanted)) return &member;
     }
     return nullptr;
   }
@@ -553,7 +553,7 @@ PythonReference MakePythonObject(const ObjectReference& object) {
   const InterfaceClass& shown = ClassOf(description == nullptr ? kNameless : *description);
   auto* made = Allocate<ObjectInstance>(reinterpret_cast<PyTypeObject*>(shown.type.get()));
   object->AddReference();
-  made->target = object.get();
+  made->target = object.Get();
   made->description = &shown;
   return PythonReference(reinterpret_cast<PyObject*>(made));
 }

@@ -40,8 +40,8 @@ std::vector<std::string> TextsOf(const Variant& value) {
 int AnalysisIdOf(const Variant& which) {
   if (which.Type() != vlm::kAutomationText) return which.AsInt();
   const std::string name = which.AsText();
-  if (SameAutomationName(name, kFeatureSelectionName)) return kFeatureSelectionId;
-  if (SameAutomationName(name, kScreeningName)) return kScreeningId;
+  if (vlm::EqualMemberNames(name, kFeatureSelectionName)) return kFeatureSelectionId;
+  if (vlm::EqualMemberNames(name, kScreeningName)) return kScreeningId;
   Refuse("There is no analysis " + name + "; there are \"" + kFeatureSelectionName + "\" and \"" +
          kScreeningName + "\".");
 }

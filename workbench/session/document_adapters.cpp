@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "contract/text.h"
 #include "workbench/automation/document_objects.h"
-#include "workbench/automation/sinks.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/texts.h"
 
@@ -39,7 +39,7 @@ class DocumentAdapter : public Interface {
     Try([&] {
       if (!object_) object_ = ObjectReference::Adopt(static_cast<Self*>(this)->MakeObject());
     });
-    return object_.get();
+    return object_.Get();
   }
 
  protected:
@@ -82,20 +82,20 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
   int GetRowCount() override { return body_->RowCount(); }
   int GetColumnCount() override { return body_->ColumnCount(); }
   void SetTitle(const char* text, int length) override {
-    Try([&] { body_->SetTitle(TextOf(text, length)); });
+    Try([&] { body_->SetTitle(vlm::TextOf(text, length)); });
   }
   void GetTitle(vlm::ITextSink* text) override { Assign(text, body_->Title()); }
   int GetColumnNameWidth() override { return body_->ColumnNameWidth(); }
   int GetRowNameWidth() override { return body_->RowNameWidth(); }
   void SetColumnName(int columnNumber, const char* text, int length) override {
-    Try([&] { body_->SetColumnName(columnNumber, TextOf(text, length)); });
+    Try([&] { body_->SetColumnName(columnNumber, vlm::TextOf(text, length)); });
   }
   void GetColumnName(int columnNumber, vlm::ITextSink* text) override {
     Assign(text, body_->ColumnName(columnNumber));
   }
   void SetColumnLongName(int columnNumber, const char* text, int length) override {
     Try([&] {
-      const std::string_view longName = TextOf(text, length);
+      const std::string_view longName = vlm::TextOf(text, length);
       // What is no formula after all stays as a name that begins with "=".
       const bool isFormula = longName.starts_with('=') && body_->SetFormula(columnNumber, longName).empty();
       if (!isFormula) body_->SetColumnLongName(columnNumber, longName);
@@ -105,10 +105,10 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     Assign(text, body_->ColumnLongName(columnNumber));
   }
   void SetColumnFormat(int columnNumber, const char* format, int length) override {
-    Try([&] { body_->SetFormat(columnNumber, TextOf(format, length)); });
+    Try([&] { body_->SetFormat(columnNumber, vlm::TextOf(format, length)); });
   }
   void SetRowName(int rowNumber, const char* text, int length) override {
-    Try([&] { body_->SetRowName(rowNumber, TextOf(text, length)); });
+    Try([&] { body_->SetRowName(rowNumber, vlm::TextOf(text, length)); });
   }
   void GetRowName(int rowNumber, vlm::ITextSink* text) override { Assign(text, body_->RowName(rowNumber)); }
 
@@ -119,7 +119,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     Try([&] { body_->SetInteger(rowNumber, columnNumber, value); });
   }
   void SetText(int rowNumber, int columnNumber, const char* text, int length) override {
-    Try([&] { body_->SetText(rowNumber, columnNumber, TextOf(text, length)); });
+    Try([&] { body_->SetText(rowNumber, columnNumber, vlm::TextOf(text, length)); });
   }
   double GetValue(int rowNumber, int columnNumber) override {
     const double value = body_->Cell(rowNumber, columnNumber);
@@ -152,8 +152,8 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     int number = 0;
     Try([&] {
       const std::string error =
-          body_->InsertColumn(afterColumnNumber, TextOf(name, nameLength), TextOf(longName, longNameLength),
-                              TextOf(format, formatLength));
+          body_->InsertColumn(afterColumnNumber, vlm::TextOf(name, nameLength),
+                              vlm::TextOf(longName, longNameLength), vlm::TextOf(format, formatLength));
       if (error.empty()) number = afterColumnNumber + 1;
     });
     return number;
@@ -162,7 +162,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     Try([&] {
       std::vector<ValueLabel> labels = body_->Labels(columnNumber);
       std::erase_if(labels, [&](const ValueLabel& label) { return label.value == value; });
-      labels.push_back({value, std::string(TextOf(text, length))});
+      labels.push_back({value, std::string(vlm::TextOf(text, length))});
       body_->SetLabels(columnNumber, std::move(labels));
     });
   }
@@ -171,7 +171,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
   friend class DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet>;
   ~SpreadsheetAdapter() = default;
   static void Assign(vlm::ITextSink* sink, const std::string& text) {
-    sink->Assign(text.data(), LengthOf(text));
+    sink->Assign(text.data(), vlm::LengthOf(text));
   }
 };
 
@@ -225,13 +225,13 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
   vlm::IAutomationObject* MakeObject() { return MakeGraphObject(body_, Names()); }
 
   void AddTitleLine(const char* text, int length) override {
-    Try([&] { body_->titleLines.emplace_back(TextOf(text, length)); });
+    Try([&] { body_->titleLines.emplace_back(vlm::TextOf(text, length)); });
   }
   void SetFootnote(const char* text, int length) override {
-    Try([&] { body_->footnote = TextOf(text, length); });
+    Try([&] { body_->footnote = vlm::TextOf(text, length); });
   }
   void SetAxisTitle(int axis, const char* text, int length) override {
-    Try([&] { Axis(axis).title = TextOf(text, length); });
+    Try([&] { Axis(axis).title = vlm::TextOf(text, length); });
   }
   void SetAxisRange(int axis, double minimum, double maximum, double step) override {
     velmora::GraphAxis& changed = Axis(axis);
@@ -240,7 +240,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     changed.step = step == 0 ? kMissing : step;
   }
   void AddAxisTick(int axis, double position, const char* text, int length) override {
-    Try([&] { Axis(axis).ticks.push_back({position, std::string(TextOf(text, length))}); });
+    Try([&] { Axis(axis).ticks.push_back({position, std::string(vlm::TextOf(text, length))}); });
   }
   int AddSeries(const char* name, int length) override { return NewSeries(kind_.series, name, length); }
   int AddSeriesOfKind(int seriesKind, const char* name, int length) override {
@@ -292,7 +292,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     });
   }
   void SetSafeEventCode(const char* text, int length) override {
-    Try([&] { body_->eventScript = TextOf(text, length); });
+    Try([&] { body_->eventScript = vlm::TextOf(text, length); });
   }
 
  private:
@@ -308,7 +308,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     Try([&] {
       GraphSeries series;
       series.kind = kind;
-      series.name = TextOf(name, length);
+      series.name = vlm::TextOf(name, length);
       body_->series.push_back(std::move(series));
       seriesIndex = static_cast<int>(body_->series.size()) - 1;
     });
@@ -318,7 +318,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
   static void AddLabel(GraphSeries& series, std::size_t count, const char* label, int length) {
     if (length == 0 && series.labels.empty()) return;
     series.labels.resize(count - 1);
-    series.labels.emplace_back(TextOf(label, length));
+    series.labels.emplace_back(vlm::TextOf(label, length));
   }
   GraphSeries* Series(int seriesIndex) {
     if (seriesIndex < 0 || seriesIndex >= static_cast<int>(body_->series.size())) return nullptr;

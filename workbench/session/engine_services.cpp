@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/session/session_core.h"
 #include "workbench/stats/distributions.h"
 
@@ -62,7 +62,7 @@ void EngineServices::RenewReader() {
 void EngineServices::GetVarNameEx(int /*kind*/, int variableIndex, vlm::ITextSink* name) {
   if (variableIndex < 0 || variableIndex >= core_.table.VariableCount()) return name->Assign(nullptr, 0);
   const std::string& text = core_.table.Variable(variableIndex + 1).name;
-  name->Assign(text.data(), LengthOf(text));
+  name->Assign(text.data(), vlm::LengthOf(text));
 }
 
 // Names and labels of the workbench carry no formatting marks.
@@ -104,7 +104,7 @@ void EngineServices::FreeAllBlocks() {
 
 void EngineServices::d_pbar(const char* caption, int length) {
   try {
-    caption_ = TextOf(caption, length);
+    caption_ = vlm::TextOf(caption, length);
   } catch (...) {
     core_.KeepCurrentException();
   }
@@ -168,8 +168,8 @@ void EngineServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 // Every notice is kept with the documents; whether it is shown as well is the module's to switch.
 void EngineServices::ShowNotice(const char* text, int length) {
   try {
-    core_.home->workbook->AddNotice(TextOf(text, length), core_.home->currentGroup);
-    if (noticesOn_) core_.Notice(TextOf(text, length));
+    core_.home->workbook->AddNotice(vlm::TextOf(text, length), core_.home->currentGroup);
+    if (noticesOn_) core_.Notice(vlm::TextOf(text, length));
   } catch (...) {
     core_.KeepCurrentException();
   }
@@ -185,5 +185,11 @@ double EngineServices::FDistributionUpperTail(double df1, double df2, double f) 
 }
 
 double EngineServices::ChiSquareDistribution(double x, double df) { return stats::ChiSquareCdf(x, df); }
+
+void* EngineServices::GetExtension(int extension) {
+  return extension == vlm::kChiSquareTailExtension ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+}
+
+double EngineServices::ChiSquareUpperTail(double x, double df) { return stats::ChiSquareUpperTail(x, df); }
 
 }  // namespace velmora

@@ -15,7 +15,7 @@ namespace velmora {
 
 class SessionCore;
 
-class EngineServices final : public vlm::IEngineServices {
+class EngineServices final : public vlm::IEngineServices, public vlm::IChiSquareTail {
  public:
   explicit EngineServices(SessionCore& core) : core_(core) {}
   virtual ~EngineServices() { FreeAllBlocks(); }
@@ -56,6 +56,8 @@ class EngineServices final : public vlm::IEngineServices {
   int GetProfileEntryInt(int entry, int defaultValue) override;
   double FDistributionUpperTail(double df1, double df2, double f) override;
   double ChiSquareDistribution(double x, double df) override;
+  void* GetExtension(int extension) override;
+  double ChiSquareUpperTail(double x, double df) override;
 
  private:
   // In front of every block of AllocMem, in a list of all of them.

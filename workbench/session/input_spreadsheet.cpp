@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
@@ -44,14 +44,14 @@ int InputSpreadsheet::GetBundleCount() { return static_cast<int>(core_.table.bun
 void InputSpreadsheet::GetBundleName(int bundleIndex, vlm::ITextSink* name) {
   if (bundleIndex < 0 || bundleIndex >= GetBundleCount()) return name->Assign(nullptr, 0);
   const std::string& text = core_.table.bundles[static_cast<std::size_t>(bundleIndex)].name;
-  name->Assign(text.data(), LengthOf(text));
+  name->Assign(text.data(), vlm::LengthOf(text));
 }
 
 int InputSpreadsheet::AddBundle(const char16_t* name, int nameLength, const char* variables,
                                 int variablesLength) {
   try {
     VariableBundle bundle{Utf8OfUtf16(name, nameLength),
-                          ParseVariableList(core_.table, TextOf(variables, variablesLength))};
+                          ParseVariableList(core_.table, vlm::TextOf(variables, variablesLength))};
     const auto sameName = [&](const VariableBundle& other) { return other.name == bundle.name; };
     if (bundle.name.empty() || std::any_of(core_.table.bundles.begin(), core_.table.bundles.end(), sameName))
       return 1;
@@ -106,13 +106,13 @@ int InputSpreadsheet::GetValueLabel(int variableNumber, double value, vlm::IText
   const std::string* text =
       HasVariable(variableNumber) ? core_.table.Variable(variableNumber).LabelOf(value) : nullptr;
   if (text == nullptr) return 1;
-  label->Assign(text->data(), LengthOf(*text));
+  label->Assign(text->data(), vlm::LengthOf(*text));
   return 0;
 }
 
 int InputSpreadsheet::FindValue(int variableNumber, const char* text, int length, double* value) {
   if (!HasVariable(variableNumber)) return 1;
-  const std::string_view wanted = TextOf(text, length);
+  const std::string_view wanted = vlm::TextOf(text, length);
   if (const double* labelled = core_.table.Variable(variableNumber).ValueOf(wanted)) {
     *value = *labelled;
     return 0;
@@ -153,7 +153,7 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
                                   int descriptionLength, const double* values) {
   try {
     Column column;
-    const std::string wanted(TextOf(name, nameLength));
+    const std::string wanted(vlm::TextOf(name, nameLength));
     column.name = wanted.empty() ? "Var" + std::to_string(core_.table.VariableCount() + 1) : wanted;
     const auto isTaken = [&](const std::string& text) {
       const auto& columns = core_.table.columns;
@@ -162,7 +162,7 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
     };
     // A variable saved again gets a name of its own; nothing of the user's is overwritten.
     for (int suffix = 2; isTaken(column.name); ++suffix) column.name = wanted + "_" + std::to_string(suffix);
-    column.longName = TextOf(description, descriptionLength);
+    column.longName = vlm::TextOf(description, descriptionLength);
     column.values.assign(values, values + core_.table.caseCount);
     core_.table.columns.push_back(std::move(column));
     core_.DataChanged();
@@ -183,15 +183,15 @@ void InputSpreadsheet::SetVariableValueLabel(int variableNumber, double value, c
         std::lower_bound(labels.begin(), labels.end(), value,
                          [](const ValueLabel& label, double wanted) { return label.value < wanted; });
     if (place != labels.end() && place->value == value) {
-      place->text = TextOf(text, length);
+      place->text = vlm::TextOf(text, length);
     } else {
-      labels.insert(place, {value, std::string(TextOf(text, length))});
+      labels.insert(place, {value, std::string(vlm::TextOf(text, length))});
     }
   } catch (...) {
     core_.KeepCurrentException();
   }
 }
 
-vlm::IAutomationObject* InputSpreadsheet::GetAutomationObject() { return core_.inputObject.get(); }
+vlm::IAutomationObject* InputSpreadsheet::GetAutomationObject() { return core_.inputObject.Get(); }
 
 }  // namespace velmora

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/session/type_library.h"
 
 #if defined(_WIN32)
@@ -36,7 +36,7 @@ Registrations& AllRegistrations() {
 void HostLog::LogEntry(const char* text, int length, unsigned processId, unsigned threadId, int level,
                        int code) {
   try {
-    LogLine line{std::string(TextOf(text, length)), processId, threadId, level, code};
+    LogLine line{std::string(vlm::TextOf(text, length)), processId, threadId, level, code};
     const std::lock_guard lock(mutex_);
     lines_.push_back(std::move(line));
     if (lines_.size() > kMaximumLines) lines_.pop_front();

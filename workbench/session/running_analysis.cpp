@@ -5,7 +5,7 @@
 #include <span>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/stats/kernel_density.h"
@@ -16,7 +16,9 @@ namespace {
 
 constexpr int kWeightsAsGivenControl = 1004;  // a check box that the module leaves to the host to show
 
-void AssignText(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), LengthOf(text)); }
+void AssignText(vlm::ITextSink* sink, std::string_view text) {
+  sink->Assign(text.data(), vlm::LengthOf(text));
+}
 
 }  // namespace
 
@@ -173,9 +175,9 @@ DialogWindow* RunningAnalysis::DialogOf(int step) const {
 }
 
 std::string RunningAnalysis::Name() {
-  StringSink name;
+  vlm::StringSink name;
   analysis_->GetAnalysisName(&name);
-  return name.text;
+  return name.Text();
 }
 
 // Selection and weights are the session's, so all analyses share them whatever blocks they give.
@@ -196,7 +198,7 @@ int RunningAnalysis::HasCaseWeight() { return core_.weightVariable != 0; }
 int RunningAnalysis::IsOleAutomation() { return core_.automationDepth > 0; }
 
 void RunningAnalysis::RaiseAutomationError(int code, const char* description, int length) {
-  Guarded([&] { automationError_.emplace(code, std::string(TextOf(description, length))); });
+  Guarded([&] { automationError_.emplace(code, std::string(vlm::TextOf(description, length))); });
 }
 
 std::optional<AutomationError> RunningAnalysis::TakeAutomationError() {
@@ -223,10 +225,10 @@ void RunningAnalysis::GroupDocuments() {
         const auto& groups = workbook.Groups();
         if (std::any_of(groups.begin(), groups.end(), [&](const DocumentGroup& g) { return g.name == name; }))
           continue;
-        StringSink statistic;
+        vlm::StringSink statistic;
         results->GetStatisticName(index, &statistic);
         workbook.AddGroup(name, std::string(index < run.continuousDependents ? "continuous" : "categorical") +
-                                    " dependent, " + statistic.text);
+                                    " dependent, " + statistic.Text());
       }
     }
     groupsMissing_ = false;
@@ -235,11 +237,13 @@ void RunningAnalysis::GroupDocuments() {
 }
 
 void RunningAnalysis::MessageOutput(const char* text, int length) {
-  Guarded([&] { core_.Message(TextOf(text, length)); });
+  Guarded([&] { core_.Message(vlm::TextOf(text, length)); });
 }
 
 void RunningAnalysis::Get8CharHash(const char* text, int length, vlm::ITextSink* shortForm) {
-  Guarded([&] { AssignText(shortForm, core_.home->workbook->shortNames.ShortFormOf(TextOf(text, length))); });
+  Guarded([&] {
+    AssignText(shortForm, core_.home->workbook->shortNames.ShortFormOf(vlm::TextOf(text, length)));
+  });
 }
 
 void RunningAnalysis::GetCaseSelectionDescription(vlm::ITextSink* text) {
@@ -262,7 +266,7 @@ void RunningAnalysis::GetDecimalSeparator(vlm::ITextSink* text) {
 void RunningAnalysis::QuoteString(const char* text, int length, vlm::ITextSink* quoted) {
   Guarded([&] {
     std::string result = "\"";
-    for (const char character : TextOf(text, length)) {
+    for (const char character : vlm::TextOf(text, length)) {
       result += character;
       if (character == '"') result += '"';
     }
@@ -274,7 +278,7 @@ void RunningAnalysis::QuoteString(const char* text, int length, vlm::ITextSink* 
 void RunningAnalysis::ParseTextBuffer(int /*flags*/, const char* text, int length,
                                       vlm::ITextSink* localized) {
   Guarded([&] {
-    std::string result(TextOf(text, length));
+    std::string result(vlm::TextOf(text, length));
     const std::size_t point = result.find('.');
     if (point != std::string::npos) result.replace(point, 1, core_.options.decimalSeparator);
     AssignText(localized, result);
@@ -287,7 +291,7 @@ int RunningAnalysis::ParseVariableList(const char* text, int length, vlm::IInteg
       [&] {
         variableNumbers->Clear();
         try {
-          for (const int number : ParseVariables(TextOf(text, length))) variableNumbers->Append(number);
+          for (const int number : ParseVariables(vlm::TextOf(text, length))) variableNumbers->Append(number);
           return 0;
         } catch (const DataError& problem) {
           AssignText(error, problem.what());
@@ -340,13 +344,13 @@ int RunningAnalysis::CreateTextDoc(int kind, const char* title, int titleLength,
   if (document != nullptr) *document = nullptr;
   return Guarded(
       [&] {
-        TextDocument body{kind, std::string(TextOf(title, titleLength)),
-                          std::string(TextOf(text, textLength))};
-        auto made = Reference<vlm::IDocument>::Adopt(MakeTextDocument(core_.home, std::move(body)));
+        TextDocument body{kind, std::string(vlm::TextOf(title, titleLength)),
+                          std::string(vlm::TextOf(text, textLength))};
+        auto made = vlm::Ref<vlm::IDocument>::Adopt(MakeTextDocument(core_.home, std::move(body)));
         made->Show();
         if (document != nullptr) {
           made->AddReference();
-          *document = made.get();
+          *document = made.Get();
         }
         return 0;
       },
@@ -374,7 +378,7 @@ vlm::IProcedure* RunningAnalysis::CreateProcedure(int analysisId) {
 }
 
 void RunningAnalysis::Misbehaved(std::string_view sentence) {
-  core_.log.LogEntry(sentence.data(), LengthOf(sentence), 0, 0, 1, 0);
+  core_.log.LogEntry(sentence.data(), vlm::LengthOf(sentence), 0, 0, 1, 0);
 }
 
 void RunningAnalysis::OpenDataFile(const std::string& path) {

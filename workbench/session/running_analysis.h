@@ -80,7 +80,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   int GetKernelDensity(const double* values, int count, double minimum, double maximum, double bandwidth,
                        int pointCount, double* points, double* densities) override;
   int CreateAnalysisDialog(vlm::IDialogClient* client, int templateId) override;
-  vlm::IAutomationObject* GetApplication() override { return core_.applicationObject.get(); }
+  vlm::IAutomationObject* GetApplication() override { return core_.applicationObject.Get(); }
   vlm::IProcedure* CreateProcedure(int analysisId) override;
 
   // --- DialogOwner
@@ -104,8 +104,8 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   void EnableStartupMenus(bool enabled) override { startupMenusEnabled_ = enabled; }
   void FrameworkCommand(int command) override;
   void Message(std::string_view text) override { core_.Message(text); }
-  vlm::IAutomationObject* ApplicationObject() override { return core_.applicationObject.get(); }
-  vlm::IAutomationObject* AnalysisObject() override { return analysisObject_.get(); }
+  vlm::IAutomationObject* ApplicationObject() override { return core_.applicationObject.Get(); }
+  vlm::IAutomationObject* AnalysisObject() override { return analysisObject_.Get(); }
 
  private:
   // A call that the module made: an exception is kept, the failure value returned.

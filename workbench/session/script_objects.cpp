@@ -1,7 +1,7 @@
 // The dialogs' automation objects as scripts get them.
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/session/running_analysis.h"
 #include "workbench/session/session_core.h"
 
@@ -46,7 +46,7 @@ class ScriptObject final : public vlm::IAutomationObject {
       return status;
     } catch (const std::exception& error) {
       const std::string_view text = error.what();
-      result->SetError(vlm::kAutomationErrorCode, text.data(), LengthOf(text));
+      result->SetError(vlm::kAutomationErrorCode, text.data(), vlm::LengthOf(text));
       return vlm::kDispatchException;
     }
   }

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -42,16 +42,16 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
   dependent.number = results.GetDependentNumber(index);
   dependent.name = table.Variable(dependent.number).name;
   dependent.kind = KindOf(index, run.continuousDependents);
-  StringSink name;
+  vlm::StringSink name;
   results.GetStatisticName(index, &name);
-  dependent.statisticName = name.text;
+  dependent.statisticName = name.Text();
   const int predictorCount = run.continuousPredictors + run.categoricalPredictors;
   dependent.pairs.resize(static_cast<std::size_t>(predictorCount));
   for (int j = 0; j < predictorCount; ++j) {
     results.GetPair(index, j, &dependent.pairs[static_cast<std::size_t>(j)]);
   }
   face.TakeSaid();
-  IntegerSink best;
+  vlm::IntegerSink best;
   if (results.SelectBest(index, &best) != 0)
     throw RunError("The predictors of " + dependent.name + " cannot be ranked.");
   dependent.best = best.numbers;

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "workbench/automation/sinks.h"
+#include "contract/text.h"
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -62,7 +62,7 @@ class ResponseReader {
       response.codes.push_back(
           TextOfCall([&](vlm::ITextSink* sink) { results_.GetClassText(kind_, code, sink); }));
     }
-    IntegerSink order;
+    vlm::IntegerSink order;
     results_.GetOrder(kind_, &order);
     for (const int index : order.numbers) {
       response.predictors.push_back(ReadPredictor(index, response.run.classCount));
@@ -80,9 +80,9 @@ class ResponseReader {
  private:
   template <typename Call>
   static std::string TextOfCall(Call call) {
-    StringSink sink;
+    vlm::StringSink sink;
     call(&sink);
-    return sink.text;
+    return sink.Text();
   }
 
   ScreenedPredictor ReadPredictor(int index, int classCount) const {

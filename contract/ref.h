@@ -1,11 +1,14 @@
-// A counted reference to an object of the contract.
+// A counted reference to an object of the contract, for both sides of the boundary.
+//
+//   const vlm::Ref<vlm::IGraph> graph = vlm::Ref<vlm::IGraph>::Adopt(host.CreateGraph(kind));
+//   if (graph) graph->AddPoint(series, x, y, nullptr, 0);
 #pragma once
 
 #include <utility>
 
-namespace vlmfsl {
+namespace vlm {
 
-// Holds one reference of T (an ICounted) while it lives.
+// Holds one reference of T (an ICounted) while it lives, or nothing.
 template <typename T>
 class Ref {
  public:
@@ -24,7 +27,7 @@ class Ref {
     if (object_) object_->ReleaseReference();
   }
 
-  // Takes over the reference that a call has handed to its caller.
+  // Takes over a reference that the caller would otherwise have to release.
   [[nodiscard]] static Ref Adopt(T* object) {
     Ref ref;
     ref.object_ = object;
@@ -40,4 +43,4 @@ class Ref {
   T* object_ = nullptr;
 };
 
-}  // namespace vlmfsl
+}  // namespace vlm
