@@ -154,7 +154,7 @@ nlohmann::json RunTrees(const Job& job, const Response& response) {
   environment.selection = [](std::string&, std::string&) {};
   environment.weightVariable = [] { return 0; };
   environment.wrapSheet = [&](std::shared_ptr<Sheet> sheet) {
-    return MakeSpreadsheet(home, std::move(sheet));
+    return MakeSpreadsheet(home, 0, std::move(sheet));
   };
   HostProcedures host(std::move(environment));
   host.Settings().pruneTrees = job.Varies("prune");

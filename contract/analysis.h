@@ -57,11 +57,12 @@ struct IAnalysisHost {
   virtual void PrintVariableList(const int* variableNumbers, int count, ITextSink* text) = 0;
 
   // --- Documents ---
-  // The caller releases what these return; null when the host cannot make it.
-  virtual ISpreadsheet* CreateSpreadsheet(int rowCount, int columnCount) = 0;
-  virtual IGraph* CreateGraph(int graphKind) = 0;
-  // Makes and shows a text document (kind 2: report). document: null, or receives it (the caller releases
-  // it).
+  // subjectNumber: variable number of the dependent or response that the document is about, 0 for the run.
+  // The caller releases the document; null when the host cannot make it.
+  virtual ISpreadsheet* CreateSpreadsheet(int subjectNumber, int rowCount, int columnCount) = 0;
+  virtual IGraph* CreateGraph(int subjectNumber, int graphKind) = 0;
+  // Makes and shows a text document about the run (kind 2: report). document: null, or receives the document,
+  // which the caller releases.
   virtual int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
                             IDocument** document) = 0;
   virtual IInputSpreadsheet* GetInputSpreadsheet() = 0;

@@ -1,5 +1,11 @@
 // Host documents as the module makes and reads them: output spreadsheets, graphs, texts, and the input
 // spreadsheet that an analysis works on. Rows and columns are numbered from 1.
+//
+//   ISpreadsheet* sheet = host->CreateSpreadsheet(responseNumber, rowCount, 2);
+//   sheet->SetTitle("Importance: risk", 16);
+//   sheet->SetColumnRole(2, kProbabilityColumn);
+//   sheet->Show();                                  // now it is in the host's workbook
+//   sheet->ReleaseReference();
 #pragma once
 
 #include "contract/automation.h"
@@ -7,13 +13,22 @@
 
 namespace vlm {
 
-// What every document has. A document belongs to the host once shown; a reference keeps it readable.
+// Every document is made for a subject: the variable number of the dependent or response that it is about,
+// or 0 when it is about the whole run. Hosts group documents by subject.
 struct IDocument : ICounted {
   virtual IAutomationObject* GetAutomationObject() = 0;  // borrowed; lives as long as the document
-  virtual void Show() = 0;                               // hands the document to the host's current workbook
+  // Hands the document to the host's current workbook. Each document is shown once; later calls do nothing.
+  virtual void Show() = 0;
 
  protected:
   ~IDocument() = default;
+};
+
+// What the numbers of a column are. Hosts choose number formats and sort directions by it.
+enum ColumnRole : int {
+  kPlainColumn = 0,
+  kCountColumn = 1,        // cases, or the sum of their weights
+  kProbabilityColumn = 2,  // 0 to 1, where a reader looks at the small ones
 };
 
 struct ISpreadsheet : IDocument {
@@ -21,8 +36,10 @@ struct ISpreadsheet : IDocument {
   virtual int GetColumnCount() = 0;
   virtual void SetTitle(const char* text, int length) = 0;
   virtual void GetTitle(ITextSink* text) = 0;
+  // The title in full, for hosts that have room for it. Without one, the title is the full title.
+  virtual void SetLongTitle(const char* text, int length) = 0;
 
-  // Widths in characters: a longer name is the maker's to shorten.
+  // Widths in characters. The caller shortens longer names.
   virtual int GetColumnNameWidth() = 0;
   virtual int GetRowNameWidth() = 0;
   virtual void SetColumnName(int columnNumber, const char* text, int length) = 0;
@@ -31,11 +48,11 @@ struct ISpreadsheet : IDocument {
   virtual void SetColumnLongName(int columnNumber, const char* text, int length) = 0;
   virtual void GetColumnLongName(int columnNumber, ITextSink* text) = 0;
   virtual void SetColumnFormat(int columnNumber, const char* format, int length) = 0;  // "0.0000"
+  virtual void SetColumnRole(int columnNumber, int role) = 0;                          // a ColumnRole
   virtual void SetRowName(int rowNumber, const char* text, int length) = 0;
   virtual void GetRowName(int rowNumber, ITextSink* text) = 0;
 
-  // Cells. A cell that was never written holds the all-bits-set double and shows as empty; so does
-  // kMissingValue.
+  // A cell that was never written holds the all-bits-set double and shows as empty; so does kMissingValue.
   virtual void SetValue(int rowNumber, int columnNumber, double value) = 0;
   virtual void SetInteger(int rowNumber, int columnNumber, int value) = 0;
   virtual void SetText(int rowNumber, int columnNumber, const char* text, int length) = 0;
@@ -46,11 +63,15 @@ struct ISpreadsheet : IDocument {
   virtual void ReadColumn(int columnNumber, int firstRowNumber, int rowCount, double* values) = 0;
   virtual void WriteColumn(int columnNumber, int firstRowNumber, int rowCount, const double* values) = 0;
 
-  // Inserts a column behind the given one (0: in front) and returns its number. Formulas keep pointing at the
-  // same columns, in their shown text too.
+  // Inserts a column after the given one (0: as the first) and returns its number. Formulas keep pointing at
+  // the same columns, also in the text that is shown of them.
   virtual int InsertColumn(int afterColumnNumber, const char* name, int nameLength, const char* longName,
                            int longNameLength, const char* format, int formatLength) = 0;
   virtual void SetValueLabel(int columnNumber, double value, const char* text, int length) = 0;
+
+  // A new document for a subject with the cells, names, formats, labels and title of this one. What is done
+  // to the copy leaves this sheet as it is. The caller releases it; null when the host cannot make it.
+  virtual ISpreadsheet* Copy(int subjectNumber) = 0;
 
  protected:
   ~ISpreadsheet() = default;
@@ -83,7 +104,7 @@ enum GraphAxis : int {
   kRightAxis = 3,  // a second value axis
 };
 
-// What is unknown is kMissingValue.
+// Unknown members are kMissingValue.
 struct GraphBox {
   double position;
   double intervalFrom, intervalTo;  // of a diamond, on the category axis
@@ -99,8 +120,8 @@ struct IGraph : IDocument {
   virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;  // step 0: the host's
   // A text at a position; an axis with such texts shows no numbers.
   virtual void AddAxisTick(int axis, double position, const char* text, int length) = 0;
-  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's data: a
-  // row a point. AddSeries: of the kind that the graph's kind names.
+  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's data, one
+  // row per point. AddSeries makes a series of the kind that the graph's kind names.
   virtual int AddSeries(const char* name, int length) = 0;
   virtual int AddSeriesOfKind(int seriesKind, const char* name, int length) = 0;
   virtual void PutOnRightAxis(int seriesIndex) = 0;
@@ -110,7 +131,7 @@ struct IGraph : IDocument {
   virtual void AddPoints3D(int seriesIndex, int pointCount, const double* position, const double* depth,
                            const double* height) = 0;
   virtual void AddBox(int seriesIndex, const GraphBox* box, const char* label, int length) = 0;
-  // The event script that shows tooltips.
+  // The event script that shows the tooltips of the graph.
   virtual void SetSafeEventCode(const char* text, int length) = 0;
 
  protected:
@@ -128,21 +149,21 @@ struct IInputSpreadsheet {
   // The distinct values of a variable over the selected cases, ascending, missing left out: fills at most
   // capacity doubles and returns how many there are.
   virtual int GetDistinctValues(int variableNumber, double* values, int capacity) = 0;
-  // Returns 0 and the label, or not 0 when the value has none.
+  // Returns 0 and the label, or a nonzero value when the value has no label.
   virtual int GetValueLabel(int variableNumber, double value, ITextSink* label) = 0;
-  // Returns 0 and the value of a label (or of a number text), or not 0.
+  // Returns 0 and the value of a label (or of a number text), or a nonzero value.
   virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
 
-  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a missing one is
-  // the variable's missing-data code. Returns 0, or not 0 when there are no such cases.
+  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a missing value
+  // is the variable's missing-data code. Returns 0, or a nonzero value when there are no such cases.
   virtual int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) = 0;
 
-  // What is added between BeginAdding and EndAdding belongs together: with keep 0 the host takes every
-  // variable and bundle of it back. Calls do not nest.
+  // Additions between BeginAdding and EndAdding belong together: with keep 0 the host removes all of them
+  // again. Calls do not nest.
   virtual void BeginAdding() = 0;
   virtual void EndAdding(int keep) = 0;
-  // Appends a variable of as many values as there are cases; returns its number, or 0 on failure (the host
-  // has told the user). description becomes its long name.
+  // Appends a variable with one value per case; returns its number, or 0 on failure, which the host has
+  // reported to the user. description becomes its long name.
   virtual int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,
                           const double* values) = 0;
   virtual void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) = 0;

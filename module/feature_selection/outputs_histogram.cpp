@@ -55,7 +55,8 @@ int MakeImportanceHistogram(const FeatureSelectionSettings& settings, vlm::IAnal
     BestPredictors best(*settings.owner);
     if (best.Select(settings, d) != kOk) return kFailed;
     if (best.Listed() == 0) continue;
-    const auto graph = vlm::Ref<vlm::IGraph>::Adopt(host.CreateGraph(vlm::kHorizontalBarGraph));
+    const auto graph = vlm::Ref<vlm::IGraph>::Adopt(
+        host.CreateGraph(settings.DependentVariable(d), vlm::kHorizontalBarGraph));
     if (!graph) return kFailed;
     FillGraph(settings, host, d, best.Best(), *graph);
     graphs.emplace_back(graph.Get());

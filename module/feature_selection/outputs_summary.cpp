@@ -1,4 +1,4 @@
-// Summary sheets: one row a listed predictor, statistic and p-value beside its name.
+// Summary sheets: one row per listed predictor, with its statistic and p-value.
 #include <algorithm>
 
 #include "base/utf8_text.h"
@@ -29,10 +29,12 @@ void FillSheet(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
       TextForDependent(settings, dependentIndex, kTextBestForContinuous, kTextBestForCategorical);
   const std::string_view shown = vlm::FirstCharacters(title, kTitleLength);
   sheet.SetTitle(shown.data(), vlm::LengthOf(shown));
+  if (shown.size() < title.size()) sheet.SetLongTitle(title.data(), vlm::LengthOf(title));
   SetHeader(host, sheet, kStatisticColumn, StatisticName(settings, dependentIndex));
   const bool crossTabulated = settings.IsCrossTabulated(dependentIndex);
   SetHeader(host, sheet, kPValueColumn,
             LoadText(*settings.owner, crossTabulated ? kTextPValueCategorical : kTextPValue));
+  sheet.SetColumnRole(kPValueColumn, vlm::kProbabilityColumn);
 
   const int rowNameWidth = sheet.GetRowNameWidth();
   int row = 0;
@@ -58,7 +60,8 @@ int MakeBestPredictorsSummary(const FeatureSelectionSettings& settings, vlm::IAn
     BestPredictors best(*settings.owner);
     if (best.Select(settings, d) != kOk) return kFailed;
     if (best.Listed() == 0) continue;
-    const auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(host.CreateSpreadsheet(best.Listed(), 2));
+    const auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(
+        host.CreateSpreadsheet(settings.DependentVariable(d), best.Listed(), 2));
     if (!sheet) return kFailed;
     FillSheet(settings, host, d, best.Best(), *sheet);
     sheets.emplace_back(sheet.Get());

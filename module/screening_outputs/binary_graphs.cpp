@@ -140,9 +140,9 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSumm
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
     const std::string name = RequiredText(*this, kTextDefaultRate);
-    GraphWriter graph(*this, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
+    GraphWriter graph(*this, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
     graph.TitleLine(name);
-    graph.TitleLinesOf(record);
+    graph.AddRecordTitles();
     graph.Footnote(
         vlm::FormatText(RequiredText(*this, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
@@ -165,9 +165,9 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& rec
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
     const std::string rateName = RequiredText(*this, kTextDefaultRate);
-    GraphWriter graph(*this, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
+    GraphWriter graph(*this, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
     graph.TitleLine(RequiredText(*this, kTextDistributionGraph));
-    graph.TitleLinesOf(record);
+    graph.AddRecordTitles();
     graph.Footnote(DistributionFootnote(*this, record, shares));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     if (!intervals) {

@@ -66,9 +66,9 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
   return table;
 }
 
-void AddTitle(GraphWriter& graph, int textId, const PredSummary& record) {
+void AddTitle(GraphWriter& graph, int textId) {
   graph.TitleLine(RequiredText(graph.Analysis(), textId));
-  graph.TitleLinesOf(record);
+  graph.AddRecordTitles();
 }
 
 // A series of one row or column of the table: count(i) at each place of the axis.
@@ -88,8 +88,8 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(Pred
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
     const std::vector<std::size_t> withLine = ClassesWithLine(table);
-    GraphWriter graph(*this, vlm::kLineGraph);
-    AddTitle(graph, kTextInteractionPlot, record);
+    GraphWriter graph(*this, record, vlm::kLineGraph);
+    AddTitle(graph, kTextInteractionPlot);
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Categories(vlm::kCategoryAxis, table.bins);
     graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
@@ -109,8 +109,8 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(Pred
 vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
-    GraphWriter graph(*this, vlm::kHistogramGraph);
-    AddTitle(graph, kTextCategorizedHistograms, record);
+    GraphWriter graph(*this, record, vlm::kHistogramGraph);
+    AddTitle(graph, kTextCategorizedHistograms);
     graph.Axis(vlm::kCategoryAxis, record.responseName);
     graph.Categories(vlm::kCategoryAxis, table.classes);
     graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
@@ -125,8 +125,8 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSumma
 vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const ClassCounts table = CountsOf(*this, record);
-    GraphWriter graph(*this, vlm::kHistogram3DGraph);
-    AddTitle(graph, kText3DHistogram, record);
+    GraphWriter graph(*this, record, vlm::kHistogram3DGraph);
+    AddTitle(graph, kText3DHistogram);
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Categories(vlm::kCategoryAxis, table.bins);
     graph.Axis(vlm::kDepthAxis, record.responseName);

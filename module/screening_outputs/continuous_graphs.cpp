@@ -107,7 +107,7 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
 vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& record) {
   return ShownGraph(*this, record, [&] {
     const std::vector<std::string> labels = BinLabels(*this, record);
-    GraphWriter graph(*this, vlm::kBoxGraph);
+    GraphWriter graph(*this, record, vlm::kBoxGraph);
     graph.TitleLine(RequiredText(*this, kTextCategorizedBoxPlot));
     graph.TitleLine(
         vlm::FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
@@ -124,9 +124,9 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredS
   return ShownGraph(*this, record, [&] {
     const bool continuous = record.predictorKind == kContinuousPredictor;
     const std::vector<std::string> labels = BinLabels(*this, record);
-    GraphWriter graph(*this, vlm::kScatterGraph);
+    GraphWriter graph(*this, record, vlm::kScatterGraph);
     graph.TitleLine(RequiredText(*this, kTextMeanDiamonds));
-    graph.TitleLinesOf(record);
+    graph.AddRecordTitles();
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
     if (!continuous) graph.Categories(vlm::kCategoryAxis, labels);

@@ -5,8 +5,10 @@
 
 namespace vlmfsl {
 
-GraphWriter::GraphWriter(CFeatureSelectionTemplate& analysis, int graphKind)
-    : analysis_(analysis), graph_(vlm::Ref<vlm::IGraph>::Adopt(analysis.Host().CreateGraph(graphKind))) {
+GraphWriter::GraphWriter(CFeatureSelectionTemplate& analysis, const PredSummary& record, int graphKind)
+    : analysis_(analysis),
+      record_(record),
+      graph_(vlm::Ref<vlm::IGraph>::Adopt(analysis.Host().CreateGraph(record.responseVariable, graphKind))) {
   if (!graph_) throw HostCallError("The host cannot make a graph.");
 }
 
@@ -14,11 +16,11 @@ void GraphWriter::TitleLine(std::string_view text) {
   if (!text.empty()) graph_->AddTitleLine(text.data(), vlm::LengthOf(text));
 }
 
-void GraphWriter::TitleLinesOf(const PredSummary& record) {
-  const int predictorLine = record.predictorKind == kContinuousPredictor ? kTextContinuousPredictorLine
-                                                                         : kTextCategoricalPredictorLine;
-  TitleLine(vlm::FormatText(RequiredText(analysis_, kTextDependentVariable), {record.responseName}));
-  TitleLine(vlm::FormatText(RequiredText(analysis_, predictorLine), {record.predictorName}));
+void GraphWriter::AddRecordTitles() {
+  const int predictorLine = record_.predictorKind == kContinuousPredictor ? kTextContinuousPredictorLine
+                                                                          : kTextCategoricalPredictorLine;
+  TitleLine(vlm::FormatText(RequiredText(analysis_, kTextDependentVariable), {record_.responseName}));
+  TitleLine(vlm::FormatText(RequiredText(analysis_, predictorLine), {record_.predictorName}));
   TitleLineOfSelection();
 }
 

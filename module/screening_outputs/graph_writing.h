@@ -1,8 +1,8 @@
-// What the screening graphs share: a graph document in texts of this side, the lines that head every graph, and
-// the path on which a failure of the host ends.
+// Shared by the screening graphs: a wrapper around a graph document that takes C++ texts and throws when the
+// host refuses a call, the title lines of every graph, and the handling of such a failure.
 //
 //   return ShownGraph(analysis, record, [&] {
-//     GraphWriter graph(analysis, vlm::kLineGraph);
+//     GraphWriter graph(analysis, record, vlm::kLineGraph);
 //     ...                       // title lines, axes, series
 //     return graph.Finish();
 //   });
@@ -19,7 +19,7 @@
 
 namespace vlmfsl {
 
-// Points of one series, a row each; a row of missing values is empty.
+// Points of one series, one row each; a row of missing values is empty.
 struct GraphPoints {
   std::vector<double> x, y;
 
@@ -32,14 +32,14 @@ struct GraphPoints {
   }
 };
 
-// Every call that the host refuses throws HostCallError; the document then goes unseen.
+// Every call that the host refuses throws HostCallError; the document is then never shown.
 class GraphWriter {
  public:
-  GraphWriter(CFeatureSelectionTemplate& analysis, int graphKind);
+  GraphWriter(CFeatureSelectionTemplate& analysis, const PredSummary& record, int graphKind);
 
   void TitleLine(std::string_view text);  // an empty one is left out
   // The response, the predictor with its kind, and the case selection.
-  void TitleLinesOf(const PredSummary& record);
+  void AddRecordTitles();
   void TitleLineOfSelection();
   void Footnote(std::string_view text);
   void Axis(int axis, std::string_view title);
@@ -58,6 +58,7 @@ class GraphWriter {
 
  private:
   CFeatureSelectionTemplate& analysis_;
+  const PredSummary& record_;
   vlm::Ref<vlm::IGraph> graph_;
 };
 
@@ -65,11 +66,11 @@ class GraphWriter {
 [[nodiscard]] std::vector<std::string> BinLabels(const CFeatureSelectionTemplate& analysis,
                                                  const PredSummary& record);
 
-// What make returns, after which nothing that is made of single cases stays in memory. A failure of the host is
-// told to the user and gives null.
+// Returns the graph that make() returns, and drops the record's sheets of single cases afterwards. A failure
+// of the host is reported to the user and gives null.
 template <typename Make>
 [[nodiscard]] vlm::Ref<vlm::IGraph> ShownGraph(CFeatureSelectionTemplate& analysis, PredSummary& record,
-                                          Make&& make) {
+                                               Make&& make) {
   struct EvictAtEnd {
     PredSummary& record;
     ~EvictAtEnd() { record.EvictSheets(); }

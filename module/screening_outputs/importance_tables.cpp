@@ -14,7 +14,7 @@ constexpr std::size_t kLongestTitle = 80;
 constexpr int kShortestRowName = 8;
 constexpr int kLongestRowName = 40;
 
-// An F of 1.7e308, which stands for no error at all, is left out and its cell stays empty.
+// An F of 1.7e308 means that there is no error at all; its cell stays empty.
 bool IsWritten(const ImportanceColumn& column, double value) {
   return column.statistic != &PredSummary::fStatistic || vlm::LessBeyondTolerance(value, vlm::kMissingValue);
 }
@@ -26,8 +26,9 @@ std::span<const ImportanceColumn> ImportanceColumns(int responseKind) {
       ImportanceColumn{kTextGini, &PredSummary::giniAfter},
       ImportanceColumn{kTextInformationValue, &PredSummary::informationValue},
       ImportanceColumn{kTextCramersV, &PredSummary::cramersV}};
-  static constexpr std::array kCategorical = {ImportanceColumn{kTextChiSquare, &PredSummary::chiSquare},
-                                              ImportanceColumn{kTextPValue, &PredSummary::chiSquareP}};
+  static constexpr std::array kCategorical = {
+      ImportanceColumn{kTextChiSquare, &PredSummary::chiSquare},
+      ImportanceColumn{kTextPValue, &PredSummary::chiSquareP, vlm::kProbabilityColumn}};
   static constexpr std::array kContinuous = {ImportanceColumn{kTextRSquared, &PredSummary::rSquared},
                                              ImportanceColumn{kTextFStatistic, &PredSummary::fStatistic}};
   if (responseKind == vlm::kBinaryResponse) return kBinary;
@@ -65,14 +66,19 @@ vlm::Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analy
   const std::span<const ImportanceColumn> columns = ImportanceColumns(responseKind);
   const int numberColumn = static_cast<int>(columns.size()) + 1;
   const int rowCount = static_cast<int>(order.size());
-  auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, numberColumn));
+  auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(
+      analysis.Host().CreateSpreadsheet(results.front().responseVariable, rowCount, numberColumn));
   if (!sheet) return {};
 
   const auto nameColumn = [&](int column, int textId) {
     const std::string name = analysis.Text(textId);
     NameColumn(*sheet, column, name, name);
   };
-  for (int c = 1; c < numberColumn; ++c) nameColumn(c, columns[static_cast<std::size_t>(c - 1)].textId);
+  for (int c = 1; c < numberColumn; ++c) {
+    const ImportanceColumn& column = columns[static_cast<std::size_t>(c - 1)];
+    nameColumn(c, column.textId);
+    sheet->SetColumnRole(c, column.role);
+  }
   nameColumn(numberColumn, kTextVariableNumber);
 
   for (int row = 1; row <= rowCount; ++row) {
@@ -81,8 +87,9 @@ vlm::Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analy
     WriteImportance(*sheet, row, 1, record);
     sheet->SetInteger(row, numberColumn, record.predictorVariable);
   }
-  SetTitle(*sheet, vlm::FirstCharacters(analysis.Text(kTextImportance) + ": " + results.front().responseName,
-                                        kLongestTitle));
+  const std::string title = analysis.Text(kTextImportance) + ": " + results.front().responseName;
+  SetTitle(*sheet, vlm::FirstCharacters(title, kLongestTitle));
+  sheet->SetLongTitle(title.data(), vlm::LengthOf(title));
   sheet->Show();
   return sheet;
 }

@@ -1,4 +1,4 @@
-// Importance tables: a row an analysed predictor, best first, a column a statistic of the response kind.
+// Importance tables: one row per analysed predictor, best first, one column per statistic of the response kind.
 #pragma once
 
 #include <span>
@@ -12,6 +12,7 @@ namespace vlmfsl {
 struct ImportanceColumn {
   int textId;
   double PredSummary::*statistic;
+  vlm::ColumnRole role = vlm::kPlainColumn;
 };
 [[nodiscard]] std::span<const ImportanceColumn> ImportanceColumns(int responseKind);
 

@@ -16,7 +16,7 @@ namespace {
 constexpr int kBlockRows = 4096;
 constexpr int kShareColumn = kUniqueGoodColumn + 1;  // percent of all cases up to the value
 
-// The rows of a unique-values sheet; those behind the last value are empty.
+// The number of rows of a unique-values sheet that hold a value; the rows after them are empty.
 int CountValues(vlm::ISpreadsheet& sheet) {
   std::vector<double> rates(kBlockRows);
   const int rowCount = sheet.GetRowCount();
@@ -30,12 +30,13 @@ int CountValues(vlm::ISpreadsheet& sheet) {
   return rowCount;
 }
 
-// The second half of a breakdown's statistics is of the ranks of the response.
-void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& breakdown,
-                    const std::string& response) {
-  constexpr int kFirstOfResponse = 2, kFirstOfRanks = 6, kBehindRanks = 10;
+// A breakdown has the statistics of the response first and then the same ones of its ranks; the long names tell
+// them apart.
+void NameBreakdownColumns(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& breakdown,
+                          const std::string& response) {
+  constexpr int kFirstOfResponse = 2, kFirstOfRanks = 6, kAfterRanks = 10;
   const std::string ranked = vlm::FormatText(RequiredText(analysis, kTextRanked), {response});
-  for (int column = kFirstOfResponse; column < kBehindRanks; ++column) {
+  for (int column = kFirstOfResponse; column < kAfterRanks; ++column) {
     const std::string name =
         vlm::WholeTextOf([&](vlm::ITextSink* sink) { breakdown.GetColumnName(column, sink); });
     const std::string longName = (column < kFirstOfRanks ? response : ranked) + ": " + name;
@@ -43,20 +44,32 @@ void TellRanksApart(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& brea
   }
 }
 
-// The host's further outputs, a document each: percentages of the rows and of the columns, expected counts.
-void ShowFurtherCrosstabs(const PredSummary& record, const std::string& title) {
+vlm::Ref<vlm::ISpreadsheet> CopyOf(const vlm::Ref<vlm::ISpreadsheet>& sheet, const PredSummary& record) {
+  auto copy = sheet ? vlm::Ref<vlm::ISpreadsheet>::Adopt(sheet->Copy(record.responseVariable))
+                    : vlm::Ref<vlm::ISpreadsheet>();
+  if (!copy) throw HostCallError("The host cannot copy a table.");
+  return copy;
+}
+
+std::string TitleOf(vlm::ISpreadsheet& sheet) {
+  return vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetTitle(sink); });
+}
+
+// Percentages of the rows, percentages of the columns and expected counts, one document each.
+std::vector<vlm::Ref<vlm::ISpreadsheet>> CopyFurtherCrosstabs(const PredSummary& record,
+                                                              const std::string& title) {
   constexpr std::string_view kFormat = "0.00";
-  const std::string lead = title + "\n";
-  for (const vlm::Ref<vlm::ISpreadsheet>& sheet : record.furtherCrosstabs) {
-    if (!sheet) continue;
-    // A sheet that was shown before has the title in front already.
-    const std::string own = vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet->GetTitle(sink); });
-    if (!own.starts_with(lead)) SetTitle(*sheet, lead + own);
-    constexpr int kFirstClass = 2;
-    for (int column = kFirstClass; column <= sheet->GetColumnCount(); ++column)
-      sheet->SetColumnFormat(column, kFormat.data(), vlm::LengthOf(kFormat));
-    sheet->Show();
+  constexpr int kFirstClass = 2;
+  std::vector<vlm::Ref<vlm::ISpreadsheet>> sheets;
+  for (const vlm::Ref<vlm::ISpreadsheet>& stored : record.furtherCrosstabs) {
+    if (!stored) continue;
+    sheets.push_back(CopyOf(stored, record));
+    vlm::ISpreadsheet& sheet = *sheets.back();
+    SetTitle(sheet, title + "\n" + TitleOf(*stored));
+    for (int column = kFirstClass; column <= sheet.GetColumnCount(); ++column)
+      sheet.SetColumnFormat(column, kFormat.data(), vlm::LengthOf(kFormat));
   }
+  return sheets;
 }
 
 void FillDistribution(vlm::ISpreadsheet& values, vlm::ISpreadsheet& table) {
@@ -92,23 +105,37 @@ void FillDistribution(vlm::ISpreadsheet& values, vlm::ISpreadsheet& table) {
 }  // namespace
 
 vlm::Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis, int responseKind,
-                                          int predictorIndex) {
+                                               int predictorIndex) {
   const std::vector<PredSummary>& results = analysis.Results(responseKind);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   const PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
   const bool breakdown = responseKind == vlm::kContinuousResponse;
-  const vlm::Ref<vlm::ISpreadsheet>& sheet = breakdown ? record.breakdown : record.summaryCrosstab;
-  if (!sheet) return {};
-  std::string title =
-      analysis.Text(breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) + record.predictorName;
-  if (breakdown) {
-    title += "\n" + record.resultTexts[kRSquaredText];
-    TellRanksApart(analysis, *sheet, record.responseName);
+  const vlm::Ref<vlm::ISpreadsheet>& stored = breakdown ? record.breakdown : record.summaryCrosstab;
+  if (!stored) return {};
+  try {
+    // The user gets a copy: the record keeps its sheet as it is for the next press of the button.
+    const vlm::Ref<vlm::ISpreadsheet> sheet = CopyOf(stored, record);
+    std::string title =
+        RequiredText(analysis, breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) +
+        record.predictorName;
+    title += "\n" + (breakdown ? vlm::FormatText(RequiredText(analysis, kTextDependentVariable),
+                                                 {record.responseName})
+                               : TitleOf(*stored));
+    if (breakdown) {
+      title += "\n" + record.resultTexts[kRSquaredText];
+      NameBreakdownColumns(analysis, *sheet, record.responseName);
+    }
+    SetTitle(*sheet, title);
+    const std::vector<vlm::Ref<vlm::ISpreadsheet>> further = responseKind == vlm::kCategoricalResponse
+                                                                 ? CopyFurtherCrosstabs(record, title)
+                                                                 : std::vector<vlm::Ref<vlm::ISpreadsheet>>();
+    sheet->Show();
+    for (const vlm::Ref<vlm::ISpreadsheet>& one : further) one->Show();
+    return sheet;
+  } catch (const HostCallError&) {
+    analysis.ShowMessage(kTextFatalError);
+    return {};
   }
-  SetTitle(*sheet, title);
-  sheet->Show();
-  if (responseKind == vlm::kCategoricalResponse) ShowFurtherCrosstabs(record, title);
-  return sheet;
 }
 
 vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis, int predictorIndex) {
@@ -118,9 +145,9 @@ vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& ana
   if (!record.uniqueValues) return {};
   vlm::ISpreadsheet& values = *record.uniqueValues;
   const int rowCount = CountValues(values);  // 0 when the host could not make them
-  auto table = rowCount == 0
-                   ? vlm::Ref<vlm::ISpreadsheet>()
-                   : vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(rowCount, kShareColumn));
+  auto table = rowCount == 0 ? vlm::Ref<vlm::ISpreadsheet>()
+                             : vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(
+                                   record.responseVariable, rowCount, kShareColumn));
   if (!table) {
     analysis.ShowMessage(kTextNotEnoughMemory);
     return {};
@@ -132,15 +159,19 @@ vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& ana
   nameColumn(kUniqueRateColumn, RequiredText(analysis, kTextUniqueDefaultRate));
   nameColumn(kUniqueBadColumn, RequiredText(analysis, kTextBad));
   nameColumn(kUniqueGoodColumn, RequiredText(analysis, kTextGood));
-  nameColumn(kShareColumn,
-             vlm::FormatText(RequiredText(analysis, kTextInPercent), {RequiredText(analysis, kTextEmpiricalCdf)}));
+  nameColumn(kShareColumn, vlm::FormatText(RequiredText(analysis, kTextInPercent),
+                                           {RequiredText(analysis, kTextEmpiricalCdf)}));
   FillDistribution(values, *table);
   record.EvictSheets();
   constexpr std::string_view kPercentFormat = "0.00";
   for (const int column : {kUniqueRateColumn, kShareColumn}) {
     table->SetColumnFormat(column, kPercentFormat.data(), vlm::LengthOf(kPercentFormat));
   }
-  SetTitle(*table, RequiredText(analysis, kTextDistributionResults) + record.predictorName);
+  for (const int column : {kUniqueBadColumn, kUniqueGoodColumn})
+    table->SetColumnRole(column, vlm::kCountColumn);
+  SetTitle(*table,
+           RequiredText(analysis, kTextDistributionResults) + record.predictorName + "\n" +
+               vlm::FormatText(RequiredText(analysis, kTextDependentVariable), {record.responseName}));
   table->Show();
   return table;
 }

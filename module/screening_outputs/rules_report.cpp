@@ -22,9 +22,9 @@ std::string Padded(std::string text, std::size_t width) {
   return text;
 }
 
-// The values of a bin as a reader writes them down.
+// The values of a bin as a reader writes them down, on one line.
 std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  const std::string& name = record.predictorName;
+  const std::string name = OnOneLine(record.predictorName);
   if (record.predictorKind == kContinuousPredictor) {
     const bool first = bin == 0;
     const bool last = bin == record.cutPoints.size();
@@ -35,7 +35,7 @@ std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& recor
   std::string levels;
   for (const auto& [code, binOfCode] : record.levelOf) {
     if (static_cast<std::size_t>(binOfCode) != bin) continue;
-    levels += (levels.empty() ? "" : ", ") + analysis.DisplayText(record.predictorVariable, code);
+    levels += (levels.empty() ? "" : ", ") + OnOneLine(analysis.DisplayText(record.predictorVariable, code));
   }
   return name + " = " + levels;
 }
@@ -52,14 +52,14 @@ std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string
   const std::size_t rankWidth = vlm::CharacterCount(rankHeading) + kColumnGap;
   std::size_t nameWidth = vlm::CharacterCount(label);
   for (const RankedRecord& one : records)
-    nameWidth = std::max(nameWidth, vlm::CharacterCount(one.record->predictorName));
+    nameWidth = std::max(nameWidth, vlm::CharacterCount(OnOneLine(one.record->predictorName)));
   nameWidth += kColumnGap;
 
   std::string text =
       Padded(rankHeading, rankWidth) + Padded(label, nameWidth) + RequiredText(analysis, kTextCoded) + "\n";
   for (const auto& [rank, record] : records) {
-    text += Padded(std::to_string(rank), rankWidth) + Padded(record->predictorName, nameWidth) +
-            CodedVariableName(analysis, *record) + "\n";
+    text += Padded(std::to_string(rank), rankWidth) + Padded(OnOneLine(record->predictorName), nameWidth) +
+            OnOneLine(CodedVariableName(analysis, *record)) + "\n";
     std::vector<std::string> rules;
     std::size_t ruleWidth = 0;
     for (std::size_t bin = 0; bin < record->BinCount(); ++bin) {
@@ -75,7 +75,7 @@ std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string
   return text;
 }
 
-// One row of the table of all predictors; a record a response kind, null where the predictor failed.
+// One row of the table of all predictors: a record per response kind for which the predictor was analysed.
 struct PredictorRow {
   const PredSummary* any = nullptr;
   std::map<int, RankedRecord> byKind;
@@ -108,7 +108,8 @@ vlm::Ref<vlm::IDocument> ShowRulesReport(CFeatureSelectionTemplate& analysis, in
   for (const int kind : kKindsInOutputOrder) {
     const std::vector<PredSummary*> best = BestPredictors(analysis, kind, count);
     if (best.empty()) continue;
-    text += vlm::FormatText(RequiredText(analysis, kTextDependentVariable), {analysis.ResponseName(kind)}) +
+    text += vlm::FormatText(RequiredText(analysis, kTextDependentVariable),
+                            {OnOneLine(analysis.ResponseName(kind))}) +
             "\n\n";
     for (const auto& [predictorKind, labelTextId] :
          {std::pair{kCategoricalPredictor, kTextCategoricalPredictorsLabel},
@@ -134,7 +135,7 @@ vlm::Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& an
   const std::vector<PredictorRow> rows = CollectRows(analysis);
   if (rows.empty()) return {};
   auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(
-      analysis.Host().CreateSpreadsheet(static_cast<int>(rows.size()), columnCount));
+      analysis.Host().CreateSpreadsheet(0, static_cast<int>(rows.size()), columnCount));
   if (!sheet) return {};
 
   const auto nameColumn = [&](int column, int textId, const std::string& response) {
@@ -147,6 +148,7 @@ vlm::Ref<vlm::ISpreadsheet> MakeAllPredictorsTable(CFeatureSelectionTemplate& an
     firstColumn[kind] = column;
     nameColumn(column++, kTextRank, analysis.ResponseName(kind));
     for (const ImportanceColumn& statistic : ImportanceColumns(kind)) {
+      sheet->SetColumnRole(column, statistic.role);
       nameColumn(column++, statistic.textId, analysis.ResponseName(kind));
     }
   }

@@ -29,6 +29,7 @@ Sheet Table(ShortNames& shortNames) {
   sheet.SetTitle("Numbers");
   sheet.SetColumnName(1, "F-value");
   sheet.SetColumnName(2, "p-value");
+  sheet.SetRole(2, NumberRole::kProbability);
   int row = 0;
   for (const double number : kNumbers) {
     ++row;
@@ -50,12 +51,14 @@ Workbook Everything() {
   workbook.title = "Feature selection <of> houses";
   workbook.SetFact("Data file", "houses & more.csv");
   workbook.AddNotice("Variable \"id\" is <not> screened.");
+  int subject = 4;
   for (const std::string& name : {std::string("price"), kHostile}) {
-    const int group = workbook.AddGroup(name, "continuous dependent");
+    const int group = workbook.GroupOfSubject(subject++, name, "continuous dependent");
     auto sheet = std::make_shared<Sheet>(3, 2);
     sheet->SetTitle("Best predictors for continuous dependent var: " + name);
     sheet->SetColumnName(1, "F-value");
     sheet->SetColumnName(2, "p-value");
+    sheet->SetRole(2, NumberRole::kProbability);
     const char* names[] = {"lotsize", "number_of_bathrooms", "garage"};
     for (int row = 1; row <= 3; ++row) {
       sheet->SetRowName(row, workbook.shortNames.ShortFormOf(names[row - 1]));
@@ -93,11 +96,12 @@ Workbook Everything() {
 Workbook Large(int rows) {
   Workbook workbook;
   workbook.title = "Large";
-  const int group = workbook.AddGroup("target");
+  const int group = workbook.GroupOfSubject(1, "target");
   auto sheet = std::make_shared<Sheet>(rows, 2);
   sheet->SetTitle("Best predictors for continuous dependent var: target");
   sheet->SetColumnName(1, "F-value");
   sheet->SetColumnName(2, "p-value");
+  sheet->SetRole(2, NumberRole::kProbability);
   for (int row = 1; row <= rows; ++row) {
     sheet->SetRowName(row, workbook.shortNames.ShortFormOf("predictor_" + std::to_string(row)));
     sheet->SetCell(row, 1, 1000.0 / row);

@@ -352,37 +352,15 @@ TEST(Html, GrowsSlowlyWithItsRows) {
   EXPECT_EQ(std::string::npos, WriteHtml(texts).find("Apache License")) << "no chart, no chart library";
 }
 
-TEST(Workbook, DocumentsFindTheirGroups) {
-  const std::string longName(70, 'n');
+TEST(Workbook, KeepsOneGroupPerSubjectWhateverItsName) {
+  const std::string stem(300, 'n');
   Workbook workbook;
-  for (const std::string& name : {std::string("b"), std::string("a: b"), longName, std::string("nn")})
-    workbook.AddGroup(name);
-  struct Row {
-    std::string title;
-    int expected;
-  };
-  const Row rows[] = {{"Best predictors for continuous dependent var: b", 1},
-                      {"Best predictors for continuous dependent var: a: b", 2},
-                      {("Best predictors for continuous dependent var: " + longName).substr(0, 80), 3},
-                      {"Dependent variable: nn", 4},
-                      {"Dependent variable: nnn", 0},
-                      {"Best predictor lists", 0},
-                      {"b", 0}};
-  for (const Row& row : rows) {
-    auto graph = std::make_shared<Graph>();
-    graph->titleLines = {"Importance plot", row.title};
-    const int asGraph = workbook.Add(graph);
-    auto sheet = std::make_shared<Sheet>(0, 0);
-    sheet->SetTitle(row.title);
-    const int asSheet = workbook.Add(sheet);
-    workbook.GroupByTitles();
-    EXPECT_EQ(row.expected, workbook.Find(asGraph)->group) << row.title;
-    EXPECT_EQ(row.expected, workbook.Find(asSheet)->group) << row.title;
-  }
-  const std::vector<std::string> stems = FileStems(workbook);
-  EXPECT_EQ("importance-plot", stems[0]);
-  EXPECT_EQ("importance-plot-2", stems[2]);
-  EXPECT_EQ("best-predictors-for-continuous-dependent-var-b", stems[1]);
+  const int first = workbook.GroupOfSubject(3, stem + "1", "continuous dependent");
+  const int second = workbook.GroupOfSubject(4, stem + "2");
+  EXPECT_NE(first, second);
+  EXPECT_EQ(first, workbook.GroupOfSubject(3, stem + "1"));
+  EXPECT_EQ("continuous dependent", workbook.Group(first)->description);
+  EXPECT_NE(first, workbook.GroupOfSubject(3, "another table's variable 3"));
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ class Driver {
     environment.weightVariable = [] { return 0; };
     environment.wrapSheet = [this](std::shared_ptr<velmora::Sheet> sheet) {
       if (++sheetsMade == failAtSheet) throw std::runtime_error("no sheet");
-      return velmora::MakeSpreadsheet(home_, std::move(sheet));
+      return velmora::MakeSpreadsheet(home_, 0, std::move(sheet));
     };
     analyses_ = std::make_unique<velmora::HostProcedures>(std::move(environment));
     analyses_->Settings().pruneTrees = false;

@@ -266,11 +266,11 @@ TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
   EXPECT_EQ(session.ResultsDialog().Get("NumberOfPredictorsToSave").AsInt(), 2);
   EXPECT_THAT(press(kCoded), ElementsAre("Coded variables have been saved to spreadsheet."));
 
-  // The distribution button: a graph, and behind it a row a distinct value.
+  // The distribution button: a graph, and after it a table with one row per distinct value.
   face.last->Press(1051);
   const Sheet* const distribution = session.Documents().Documents().back().AsSheet();
   ASSERT_NE(distribution, nullptr);
-  EXPECT_EQ(distribution->Title(), "Distribution : x");
+  EXPECT_THAT(distribution->Title(), ::testing::StartsWith("Distribution : x\nDependent variable: "));
   EXPECT_EQ(distribution->ColumnLongName(5), "Empirical CDF (%)");
   const auto row = [&](int number) {
     std::vector<double> cells;

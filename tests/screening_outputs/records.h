@@ -25,7 +25,7 @@ class Analysis {
   // A sheet of these rows.
   vlm::Ref<vlm::ISpreadsheet> Sheet(const std::vector<std::vector<double>>& rows) {
     const auto sheet = vlm::Ref<vlm::ISpreadsheet>::Adopt(velmora::MakeSpreadsheet(
-        home_, static_cast<int>(rows.size()), static_cast<int>(rows.front().size()), 40));
+        home_, 0, static_cast<int>(rows.size()), static_cast<int>(rows.front().size()), 40));
     for (std::size_t r = 0; r < rows.size(); ++r) {
       for (std::size_t c = 0; c < rows[r].size(); ++c) {
         sheet->SetValue(static_cast<int>(r) + 1, static_cast<int>(c) + 1, rows[r][c]);

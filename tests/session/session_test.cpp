@@ -158,11 +158,14 @@ TEST_F(SessionTest, AScriptsHandleKeepsTheModuleLoadedAndFails) {
 
 TEST_F(SessionTest, CollectsDocumentsAndNotices) {
   const AutomationClient startup = Start("documents");
-  const int group = session.Documents().AddGroup("risk");
   startup.Call("OK");
   const auto& documents = session.Documents().Documents();
   ASSERT_EQ(documents.size(), 3U) << "shown once each; the sheet that was not shown is not there";
-  EXPECT_EQ(documents[0].group, group) << "by its title";
+  const DocumentGroup* group = session.Documents().Group(documents[0].group);
+  ASSERT_NE(group, nullptr);
+  EXPECT_EQ(group->subject, 1);
+  EXPECT_EQ(group->name, session.Data().Variable(1).name);
+  EXPECT_EQ(documents[1].group, 0) << "the whole run";
   const Sheet& sheet = *documents[0].AsSheet();
   EXPECT_EQ(sheet.RowName(1), "a name that is much longer than ");
   EXPECT_EQ(sheet.Cell(1, 1), 0.5);

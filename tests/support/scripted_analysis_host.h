@@ -37,6 +37,7 @@ inline void Give(vlm::ITextSink* sink, std::string_view text) {
 
 struct DocumentShelf {
   std::vector<std::string> shown;
+  std::vector<int> subjects;  // of the documents shown
   int alive = 0;
   int graphCalls = 0;       // calls that a graph may need and a host may refuse
   int refuseGraphCall = 0;  // the one with this number, counted from 1
@@ -47,14 +48,19 @@ struct DocumentShelf {
 template <typename Interface>
 class ScriptedDocument : public Interface {
  public:
-  explicit ScriptedDocument(DocumentShelf& shelf) : shelf_(shelf) { ++shelf_.alive; }
+  explicit ScriptedDocument(DocumentShelf& shelf, int subject = 0) : shelf_(shelf), subject_(subject) {
+    ++shelf_.alive;
+  }
   virtual ~ScriptedDocument() { --shelf_.alive; }
   void AddReference() override { ++references_; }
   void ReleaseReference() override {
     if (--references_ == 0) delete this;
   }
   vlm::IAutomationObject* GetAutomationObject() override { return &face_; }
-  void Show() override { shelf_.shown.push_back(Describe()); }
+  void Show() override {
+    shelf_.shown.push_back(Describe());
+    shelf_.subjects.push_back(subject_);
+  }
   virtual std::string Describe() const = 0;
 
  private:
@@ -74,15 +80,16 @@ class ScriptedDocument : public Interface {
   };
 
   DocumentShelf& shelf_;
+  int subject_;
   int references_ = 1;
   Face face_{*this};
 };
 
-// "sheet TITLE" and a line a row: name and cells separated by '|'; cells with %.6g, empty ones empty.
+// "sheet TITLE" and one line per row: name and cells separated by '|'; cells with %.6g, empty ones empty.
 class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
  public:
-  ScriptedSpreadsheet(DocumentShelf& shelf, int rows, int columns)
-      : ScriptedDocument(shelf),
+  ScriptedSpreadsheet(DocumentShelf& shelf, int subject, int rows, int columns)
+      : ScriptedDocument(shelf, subject),
         rowNames_(static_cast<std::size_t>(rows)),
         columnNames_(static_cast<std::size_t>(columns)),
         cells_(static_cast<std::size_t>(rows), std::vector<std::string>(static_cast<std::size_t>(columns))) {}
@@ -115,6 +122,8 @@ class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
   void SetColumnLongName(int, const char*, int) override {}
   void GetColumnLongName(int, vlm::ITextSink*) override {}
   void SetColumnFormat(int, const char*, int) override {}
+  void SetLongTitle(const char*, int) override {}
+  void SetColumnRole(int, int) override {}
   void SetRowName(int row, const char* text, int length) override {
     rowNames_.at(Place(row)) = Text(text, length);
   }
@@ -136,6 +145,7 @@ class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
   void WriteColumn(int, int, int, const double*) override {}
   int InsertColumn(int, const char*, int, const char*, int, const char*, int) override { return 0; }
   void SetValueLabel(int, double, const char*, int) override {}
+  vlm::ISpreadsheet* Copy(int) override { return nullptr; }
 
  private:
   static std::size_t Place(int number) { return static_cast<std::size_t>(number - 1); }
@@ -148,7 +158,8 @@ class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
 // "graph KIND" and a line for each thing that was set.
 class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
  public:
-  ScriptedGraph(DocumentShelf& shelf, int kind) : ScriptedDocument(shelf), host_(shelf) {
+  ScriptedGraph(DocumentShelf& shelf, int subject, int kind)
+      : ScriptedDocument(shelf, subject), host_(shelf) {
     text_ << "graph " << kind << "\n";
   }
   std::string Describe() const override { return text_.str(); }
@@ -490,15 +501,15 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     for (int i = 0; i < count; ++i) list += (i ? " " : "") + std::to_string(numbers[i]);
     Give(text, list);
   }
-  vlm::ISpreadsheet* CreateSpreadsheet(int rows, int columns) override {
+  vlm::ISpreadsheet* CreateSpreadsheet(int subject, int rows, int columns) override {
     if (Refuses()) return nullptr;
-    auto* sheet = new ScriptedSpreadsheet(documents, rows, columns);
+    auto* sheet = new ScriptedSpreadsheet(documents, subject, rows, columns);
     sheet->rowNameWidth = sheetRowNameWidth;
     sheet->columnNameWidth = sheetColumnNameWidth;
     return sheet;
   }
-  vlm::IGraph* CreateGraph(int kind) override {
-    return Refuses() || documents.RefusesGraphCall() ? nullptr : new ScriptedGraph(documents, kind);
+  vlm::IGraph* CreateGraph(int subject, int kind) override {
+    return Refuses() || documents.RefusesGraphCall() ? nullptr : new ScriptedGraph(documents, subject, kind);
   }
   int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
                     vlm::IDocument** document) override {

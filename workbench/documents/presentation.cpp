@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <unordered_set>
 
 #include "workbench/documents/texts.h"
 
@@ -82,30 +81,6 @@ std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const Sh
     }
   }
   return bars;
-}
-
-std::vector<std::string> FileStems(const Workbook& workbook) {
-  constexpr std::size_t kLongest = 64;
-  std::vector<std::string> stems;
-  std::unordered_set<std::string> taken;
-  for (const Document& document : workbook.Documents()) {
-    std::string stem;
-    for (const char c : document.Title()) {
-      const bool capital = c >= 'A' && c <= 'Z';
-      if (capital || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
-        stem += capital ? static_cast<char>(c - 'A' + 'a') : c;
-      } else if (c != '\'' && !stem.empty() && stem.back() != '-') {
-        stem += '-';
-      }
-    }
-    stem = stem.substr(0, kLongest - 6);
-    while (!stem.empty() && stem.back() == '-') stem.pop_back();
-    if (stem.empty()) stem = "document";
-    std::string unique = stem;
-    for (int number = 2; !taken.insert(unique).second; ++number) unique = stem + "-" + std::to_string(number);
-    stems.push_back(unique);
-  }
-  return stems;
 }
 
 const char* NameOf(SeriesKind kind) {

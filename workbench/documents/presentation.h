@@ -49,10 +49,6 @@ std::string FullText(const ShortNames& shortNames, std::string_view text);
 // graphs.
 std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const ShortNames& shortNames);
 
-// One name for each document of the workbook, in their order: lower-case ASCII words of its title and group,
-// unique, at most 64 characters, without an extension.
-std::vector<std::string> FileStems(const Workbook& workbook);
-
 // What data formats call a kind of series: "line", "boxes"...
 const char* NameOf(SeriesKind kind);
 

@@ -76,13 +76,7 @@ bool Sheet::SetFormat(int column, std::string_view format) {
   return true;
 }
 
-NumberRole Sheet::Role(int column) const {
-  if (!HasColumn(column)) return NumberRole::kPlain;
-  if (At(column).role != NumberRole::kAutomatic) return At(column).role;
-  const std::string& name = At(column).name;
-  return name == "p-value" || name == "p" || name == "P" || name == "p-level" ? NumberRole::kProbability
-                                                                              : NumberRole::kPlain;
-}
+NumberRole Sheet::Role(int column) const { return HasColumn(column) ? At(column).role : NumberRole::kPlain; }
 
 bool Sheet::SetRole(int column, NumberRole role) {
   if (!HasColumn(column)) return false;

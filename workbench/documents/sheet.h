@@ -24,8 +24,8 @@ inline constexpr double kNeverWritten = std::bit_cast<double>(~std::uint64_t{0})
 // cell never written. Other NaNs and infinities are results and are shown as such.
 bool IsEmptyCell(double value);
 
-// How a column's numbers are shown. kAutomatic is resolved by the column's name ("p-value" is a probability).
-enum class NumberRole { kAutomatic, kPlain, kProbability };
+// What the numbers of a column are; decides how they are shown.
+enum class NumberRole { kPlain, kCount, kProbability };
 
 class Sheet {
  public:
@@ -37,6 +37,9 @@ class Sheet {
 
   const std::string& Title() const { return title_; }
   void SetTitle(std::string_view title) { title_ = title; }
+  // The title in full, where the title itself is cut; else the title.
+  const std::string& LongTitle() const { return longTitle_.empty() ? title_ : longTitle_; }
+  void SetLongTitle(std::string_view title) { longTitle_ = title; }
 
   // Longest names in characters (code points); longer ones are cut when set. 0 is no limit, the default.
   int ColumnNameWidth() const { return columnNameWidth_; }
@@ -59,7 +62,7 @@ class Sheet {
   // format: empty (general: as many digits as are worth showing), "0", "0.0000" (fixed decimals), "0.00E+00".
   const std::string& Format(int column) const;
   bool SetFormat(int column, std::string_view format);
-  NumberRole Role(int column) const;  // never kAutomatic
+  NumberRole Role(int column) const;
   bool SetRole(int column, NumberRole role);
 
   double Cell(int row, int column) const;
@@ -105,7 +108,7 @@ class Sheet {
     std::string name;
     std::string longName;
     std::string format;
-    NumberRole role = NumberRole::kAutomatic;
+    NumberRole role = NumberRole::kPlain;
     std::vector<double> values;
     std::vector<ValueLabel> labels;              // ascending
     std::unordered_map<int, std::string> texts;  // by row index
@@ -122,7 +125,7 @@ class Sheet {
   void CellsChanged(std::size_t firstRow, std::size_t endRow);
 
   int rowCount_ = 0;
-  std::string title_;
+  std::string title_, longTitle_;
   int columnNameWidth_ = 0;
   int rowNameWidth_ = 0;
   std::vector<std::string> rowNames_;  // empty until one is set

@@ -1,7 +1,13 @@
-// What a run leaves behind: its documents in order of creation, the groups they belong to (one a dependent or
+// The results of a run: its documents in order of creation, the groups they belong to (one per dependent or
 // response), the notices, and the facts of the run. Writers read it; nothing here formats anything.
+//
+//   Workbook workbook;
+//   workbook.title = "Feature selection: credit.csv";
+//   const int group = workbook.GroupOfSubject(4, "risk", "categorical dependent, Cramer's V");
+//   workbook.Add(sheet, group);
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +30,7 @@ struct Fact {
 // Documents of one dependent or response. Group 0 always exists and holds what belongs to the whole run.
 struct DocumentGroup {
   int id = 0;
+  int subject = 0;          // variable number of the dependent or response
   std::string name;         // of the dependent or response
   std::string description;  // such as "continuous dependent, F statistic"; may be empty
   std::vector<Fact> facts;
@@ -58,18 +65,16 @@ class Workbook {
   void SetFact(std::string_view key, std::string_view value);  // replaces the value of a key that is there
   void AddNotice(std::string_view text, int group = 0);
 
-  int AddGroup(std::string_view name, std::string_view description = {});  // the new group's id
+  // The group of a dependent or response, made when there is none yet; its id. A description replaces the one
+  // that is there.
+  int GroupOfSubject(int variableNumber, std::string_view name, std::string_view description = {});
   // A document takes part in the workbook's life: the creator may keep changing it. Returns its id. A null
   // body is refused with 0.
   int Add(std::shared_ptr<Sheet> sheet, int group = 0);
   int Add(std::shared_ptr<Graph> graph, int group = 0);
   int Add(std::shared_ptr<TextDocument> text, int group = 0);
-  bool SetGroup(int documentId, int groupId);
   bool SetName(int documentId, std::string_view name);
   bool Remove(int documentId);
-  // Puts every document of group 0 whose title, or one of whose title lines, ends with ": " and a group's
-  // name into that group; a title cut at 80 characters matches by what is left of the name.
-  void GroupByTitles();
 
   const std::vector<Document>& Documents() const { return documents_; }
   const std::vector<DocumentGroup>& Groups() const { return groups_; }
@@ -83,6 +88,7 @@ class Workbook {
 
   std::vector<Document> documents_;
   std::vector<DocumentGroup> groups_;
+  std::map<std::pair<int, std::string>, int> groupOf_;  // by variable number and name
   int lastId_ = 0;
 };
 

@@ -153,6 +153,8 @@ class LazySheet : public Interface {
   void SetColumnFormat(int columnNumber, const char* format, int length) override {
     if (ColumnNames* column = Find(columnNumber)) column->format = vlm::TextOf(format, length);
   }
+  void SetLongTitle(const char*, int) override {}  // titles of this sheet have any length
+  void SetColumnRole(int, int) override {}         // set on copies alone
   void SetRowName(int, const char*, int) override {}
   void GetRowName(int rowNumber, vlm::ITextSink* text) override { Assign(text, std::to_string(rowNumber)); }
 
@@ -188,6 +190,10 @@ class LazySheet : public Interface {
     if (column == nullptr) return;
     std::erase_if(column->labels, [&](const ValueLabel& label) { return label.value == value; });
     column->labels.push_back({value, std::string(vlm::TextOf(text, length))});
+  }
+  vlm::ISpreadsheet* Copy(int subjectNumber) override {
+    vlm::ISpreadsheet* const document = AsDocument();
+    return document != nullptr ? document->Copy(subjectNumber) : nullptr;
   }
 
  protected:

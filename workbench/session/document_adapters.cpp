@@ -1,5 +1,5 @@
-// Adapters over Sheet, Graph and TextDocument. A call that fails keeps its exception in the document's home;
-// the module sees nothing of it.
+// Adapters over Sheet, Graph and TextDocument. A call that fails keeps its exception in the document's home and
+// returns to the module as if nothing had happened; such a document is never shown.
 #include "workbench/session/document_adapters.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace velmora {
 
 namespace {
 
-// Reference count, home and automation object of any document. Interface: the contract's; Body: the
+// Reference count, home, subject and automation object of any document. Interface is the contract's, Body the
 // workbench's.
 template <typename Self, typename Interface, typename Body>
 class DocumentAdapter : public Interface {
@@ -30,8 +30,7 @@ class DocumentAdapter : public Interface {
   void Show() override {
     Try([&] {
       if (shown_ || failed_) return;
-      home_->workbook->Add(body_, home_->currentGroup);
-      ++home_->shownCount;
+      home_->Show(body_, subjectNumber_);
       shown_ = true;
     });
   }
@@ -43,8 +42,8 @@ class DocumentAdapter : public Interface {
   }
 
  protected:
-  DocumentAdapter(std::shared_ptr<DocumentHome> home, std::shared_ptr<Body> body)
-      : home_(std::move(home)), body_(std::move(body)) {}
+  DocumentAdapter(std::shared_ptr<DocumentHome> home, int subjectNumber, std::shared_ptr<Body> body)
+      : home_(std::move(home)), body_(std::move(body)), subjectNumber_(subjectNumber) {}
   ~DocumentAdapter() = default;
 
   template <typename Function>
@@ -63,20 +62,22 @@ class DocumentAdapter : public Interface {
 
  private:
   ObjectReference object_;
+  int subjectNumber_;
   int references_ = 1;
   bool shown_ = false;
-  bool failed_ = false;  // something of it is lost: it is never shown
+  bool failed_ = false;  // part of it is lost
 };
 
 class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet> {
  public:
-  SpreadsheetAdapter(std::shared_ptr<DocumentHome> home, int rowCount, int columnCount, int rowNameWidth)
-      : DocumentAdapter(std::move(home), std::make_shared<Sheet>(rowCount, columnCount)) {
+  SpreadsheetAdapter(std::shared_ptr<DocumentHome> home, int subjectNumber, int rowCount, int columnCount,
+                     int rowNameWidth)
+      : DocumentAdapter(std::move(home), subjectNumber, std::make_shared<Sheet>(rowCount, columnCount)) {
     body_->SetColumnNameWidth(kColumnNameWidth);
     body_->SetRowNameWidth(rowNameWidth);
   }
-  SpreadsheetAdapter(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet)
-      : DocumentAdapter(std::move(home), std::move(sheet)) {}
+  SpreadsheetAdapter(std::shared_ptr<DocumentHome> home, int subjectNumber, std::shared_ptr<Sheet> sheet)
+      : DocumentAdapter(std::move(home), subjectNumber, std::move(sheet)) {}
   vlm::IAutomationObject* MakeObject() { return MakeSpreadsheetObject(body_, Names()); }
 
   int GetRowCount() override { return body_->RowCount(); }
@@ -85,6 +86,9 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
     Try([&] { body_->SetTitle(vlm::TextOf(text, length)); });
   }
   void GetTitle(vlm::ITextSink* text) override { Assign(text, body_->Title()); }
+  void SetLongTitle(const char* text, int length) override {
+    Try([&] { body_->SetLongTitle(vlm::TextOf(text, length)); });
+  }
   int GetColumnNameWidth() override { return body_->ColumnNameWidth(); }
   int GetRowNameWidth() override { return body_->RowNameWidth(); }
   void SetColumnName(int columnNumber, const char* text, int length) override {
@@ -96,7 +100,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
   void SetColumnLongName(int columnNumber, const char* text, int length) override {
     Try([&] {
       const std::string_view longName = vlm::TextOf(text, length);
-      // What is no formula after all stays as a name that begins with "=".
+      // A text that is not a formula stays as a name that begins with "=".
       const bool isFormula = longName.starts_with('=') && body_->SetFormula(columnNumber, longName).empty();
       if (!isFormula) body_->SetColumnLongName(columnNumber, longName);
     });
@@ -106,6 +110,11 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
   }
   void SetColumnFormat(int columnNumber, const char* format, int length) override {
     Try([&] { body_->SetFormat(columnNumber, vlm::TextOf(format, length)); });
+  }
+  void SetColumnRole(int columnNumber, int role) override {
+    const NumberRole roles[] = {NumberRole::kPlain, NumberRole::kCount, NumberRole::kProbability};
+    if (role >= vlm::kPlainColumn && role <= vlm::kProbabilityColumn)
+      body_->SetRole(columnNumber, roles[role]);
   }
   void SetRowName(int rowNumber, const char* text, int length) override {
     Try([&] { body_->SetRowName(rowNumber, vlm::TextOf(text, length)); });
@@ -166,6 +175,11 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
       body_->SetLabels(columnNumber, std::move(labels));
     });
   }
+  vlm::ISpreadsheet* Copy(int subjectNumber) override {
+    vlm::ISpreadsheet* copy = nullptr;
+    Try([&] { copy = MakeSpreadsheet(home_, subjectNumber, std::make_shared<Sheet>(*body_)); });
+    return copy;
+  }
 
  private:
   friend class DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet>;
@@ -218,8 +232,8 @@ SeriesKind SeriesKindOf(int seriesKind) {
 
 class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Graph> {
  public:
-  GraphAdapter(std::shared_ptr<DocumentHome> home, int graphKind)
-      : DocumentAdapter(std::move(home), std::make_shared<Graph>()), kind_(KindOf(graphKind)) {
+  GraphAdapter(std::shared_ptr<DocumentHome> home, int subjectNumber, int graphKind)
+      : DocumentAdapter(std::move(home), subjectNumber, std::make_shared<Graph>()), kind_(KindOf(graphKind)) {
     body_->kind = kind_.layout;
   }
   vlm::IAutomationObject* MakeObject() { return MakeGraphObject(body_, Names()); }
@@ -314,7 +328,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     });
     return seriesIndex;
   }
-  // Labels stand for points, or boxes, one to one from the first that has any.
+  // Labels belong to points or boxes one to one, from the first one that has a label on.
   static void AddLabel(GraphSeries& series, std::size_t count, const char* label, int length) {
     if (length == 0 && series.labels.empty()) return;
     series.labels.resize(count - 1);
@@ -331,7 +345,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
 class TextAdapter final : public DocumentAdapter<TextAdapter, vlm::IDocument, TextDocument> {
  public:
   TextAdapter(std::shared_ptr<DocumentHome> home, TextDocument document)
-      : DocumentAdapter(std::move(home), std::make_shared<TextDocument>(std::move(document))) {}
+      : DocumentAdapter(std::move(home), 0, std::make_shared<TextDocument>(std::move(document))) {}
   vlm::IAutomationObject* MakeObject() { return MakeReportObject(body_); }
 
  private:
@@ -341,18 +355,27 @@ class TextAdapter final : public DocumentAdapter<TextAdapter, vlm::IDocument, Te
 
 }  // namespace
 
-vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int rowCount, int columnCount,
-                                   int rowNameWidth) {
-  return new SpreadsheetAdapter(std::move(home), rowCount, columnCount,
+int DocumentHome::GroupOfSubject(int variableNumber) {
+  const std::string name = variableNumber > 0 && variableName ? variableName(variableNumber) : std::string();
+  if (name.empty()) return 0;
+  const auto description = descriptions.find(variableNumber);
+  return workbook->GroupOfSubject(variableNumber, name,
+                                  description == descriptions.end() ? std::string() : description->second);
+}
+
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int subjectNumber, int rowCount,
+                                   int columnCount, int rowNameWidth) {
+  return new SpreadsheetAdapter(std::move(home), subjectNumber, rowCount, columnCount,
                                 std::clamp(rowNameWidth, kMinimumRowNameWidth, kMaximumRowNameWidth));
 }
 
-vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet) {
-  return new SpreadsheetAdapter(std::move(home), std::move(sheet));
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int subjectNumber,
+                                   std::shared_ptr<Sheet> sheet) {
+  return new SpreadsheetAdapter(std::move(home), subjectNumber, std::move(sheet));
 }
 
-vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int graphKind) {
-  return new GraphAdapter(std::move(home), graphKind);
+vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int subjectNumber, int graphKind) {
+  return new GraphAdapter(std::move(home), subjectNumber, graphKind);
 }
 
 vlm::IDocument* MakeTextDocument(std::shared_ptr<DocumentHome> home, TextDocument document) {

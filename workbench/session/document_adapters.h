@@ -1,8 +1,12 @@
-// The module's way to the workbench's documents: output spreadsheets, graphs, texts and the input table
-// behind the contract's interfaces.
+// The workbench's documents as the module sees them: output spreadsheets, graphs and texts behind the
+// contract's interfaces.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "contract/documents.h"
 #include "workbench/automation/automation_client.h"
@@ -10,12 +14,22 @@
 
 namespace velmora {
 
-// Where documents go when they are shown. Outlives neither the session nor the adapters: both check.
+// Where documents go when they are shown. The session and the documents share it.
 struct DocumentHome {
   std::shared_ptr<Workbook> workbook;
-  int currentGroup = 0;
-  int shownCount = 0;
-  std::exception_ptr failure;  // of a call that the module made; told when its command has returned
+  // The name of a variable of the input table; empty when there is no such variable.
+  std::function<std::string(int variableNumber)> variableName;
+  std::map<int, std::string> descriptions;  // of the dependents and responses of the latest results
+  std::vector<int>* recorded = nullptr;     // receives the ids of the documents shown while it is set
+  std::exception_ptr failure;               // of a call that the module made; reported after its command
+
+  // The workbook's group of a dependent or response; 0, the run's, for 0 and for unknown variables.
+  int GroupOfSubject(int variableNumber);
+  template <typename Body>
+  void Show(const std::shared_ptr<Body>& body, int subjectNumber) {
+    const int id = workbook->Add(body, GroupOfSubject(subjectNumber));
+    if (recorded != nullptr) recorded->push_back(id);
+  }
 };
 
 // Widths of names: columns take 8 characters, rows 8 to 40.
@@ -23,12 +37,13 @@ inline constexpr int kColumnNameWidth = 8;
 inline constexpr int kMinimumRowNameWidth = 8;
 inline constexpr int kMaximumRowNameWidth = 40;
 
-// Each returns a new object whose one reference is the caller's.
-vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int rowCount, int columnCount,
-                                   int rowNameWidth);
-// Over a sheet of the workbench's own analyses, whose names are as long as they are.
-vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, std::shared_ptr<Sheet> sheet);
-vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int graphKind);
+// Each returns a new object with one reference, which is the caller's. subjectNumber: see IDocument.
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int subjectNumber, int rowCount,
+                                   int columnCount, int rowNameWidth);
+// Over a sheet of the workbench's own procedures, whose names have any length.
+vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int subjectNumber,
+                                   std::shared_ptr<Sheet> sheet);
+vlm::IGraph* MakeGraph(std::shared_ptr<DocumentHome> home, int subjectNumber, int graphKind);
 vlm::IDocument* MakeTextDocument(std::shared_ptr<DocumentHome> home, TextDocument document);
 
 }  // namespace velmora

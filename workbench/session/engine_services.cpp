@@ -168,7 +168,7 @@ void EngineServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 // Every notice is kept with the documents; whether it is shown as well is the module's to switch.
 void EngineServices::ShowNotice(const char* text, int length) {
   try {
-    core_.home->workbook->AddNotice(vlm::TextOf(text, length), core_.home->currentGroup);
+    core_.home->workbook->AddNotice(vlm::TextOf(text, length));
     if (noticesOn_) core_.Notice(vlm::TextOf(text, length));
   } catch (...) {
     core_.KeepCurrentException();

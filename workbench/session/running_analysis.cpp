@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "contract/screening_results.h"
 #include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
@@ -96,7 +97,6 @@ int RunningAnalysis::ForwardSequence(vlm::IAnalysis* /*analysis*/, int step, int
 }
 
 bool RunningAnalysis::RunDeferred() {
-  if (groupsMissing_ || core_.groupedDocuments != core_.home->shownCount) GroupDocuments();
   const auto leaving = std::find_if(dialogs_.begin(), dialogs_.end(), [](const OpenDialog& dialog) {
     return dialog.window->RequestedStep().has_value();
   });
@@ -207,33 +207,43 @@ std::optional<AutomationError> RunningAnalysis::TakeAutomationError() {
 
 void RunningAnalysis::ResultsChanged(int available) {
   resultsAvailable_ = available != 0;
-  groupsMissing_ = resultsAvailable_;
+  if (resultsAvailable_) Guarded([&] { DescribeSubjects(); });
 }
 
-// One group a dependent, named like it, and the documents that speak of it.
-void RunningAnalysis::GroupDocuments() {
-  Guarded([&] {
-    Workbook& workbook = *core_.home->workbook;
-    core_.groupedDocuments = core_.home->shownCount;
-    vlm::IFeatureSelectionResults* const results =
-        resultsAvailable_ ? analysis_->GetFeatureSelectionResults() : nullptr;
-    if (groupsMissing_ && results != nullptr) {
-      vlm::FeatureSelectionRun run{};
-      results->GetRun(&run);
-      for (int index = 0; index < run.continuousDependents + run.categoricalDependents; ++index) {
-        const std::string& name = core_.table.Variable(results->GetDependentNumber(index)).name;
-        const auto& groups = workbook.Groups();
-        if (std::any_of(groups.begin(), groups.end(), [&](const DocumentGroup& g) { return g.name == name; }))
-          continue;
-        vlm::StringSink statistic;
-        results->GetStatisticName(index, &statistic);
-        workbook.AddGroup(name, std::string(index < run.continuousDependents ? "continuous" : "categorical") +
-                                    " dependent, " + statistic.Text());
-      }
+// What the workbook says of each dependent and response under its name.
+void RunningAnalysis::DescribeSubjects() {
+  std::map<int, std::string>& descriptions = core_.home->descriptions;
+  vlm::StringSink text;
+  if (vlm::IFeatureSelectionResults* const results = analysis_->GetFeatureSelectionResults()) {
+    vlm::FeatureSelectionRun run{};
+    results->GetRun(&run);
+    for (int index = 0; index < run.continuousDependents + run.categoricalDependents; ++index) {
+      results->GetStatisticName(index, &text);
+      descriptions[results->GetDependentNumber(index)] =
+          std::string(index < run.continuousDependents ? "continuous" : "categorical") + " dependent, " +
+          text.Text();
     }
-    groupsMissing_ = false;
-    workbook.GroupByTitles();
-  });
+  }
+  if (vlm::IScreeningResults* const results = analysis_->GetScreeningResults()) {
+    static constexpr const char* kKinds[vlm::kResponseKindCount] = {"continuous", "binary", "categorical"};
+    std::map<int, std::string> described;
+    for (int response = 0; response < vlm::kResponseKindCount; ++response) {
+      vlm::ScreeningRun run{};
+      results->GetRun(response, &run);
+      if (!run.selected) continue;
+      std::string description = std::string(kKinds[response]) + " response";
+      if (response == vlm::kBinaryResponse) {
+        results->GetClassText(response, 0, &text);
+        description += ", bad: " + text.Text();
+        results->GetClassText(response, 1, &text);
+        description += ", good: " + text.Text();
+      }
+      // One variable may be a response of several kinds.
+      std::string& all = described[run.responseNumber];
+      all += (all.empty() ? "" : "; ") + description;
+    }
+    for (const auto& [number, description] : described) descriptions[number] = description;
+  }
 }
 
 void RunningAnalysis::MessageOutput(const char* text, int length) {
@@ -315,14 +325,16 @@ std::vector<int> RunningAnalysis::ParseVariables(std::string_view text) const {
   return velmora::ParseVariableList(core_.table, text);
 }
 
-vlm::ISpreadsheet* RunningAnalysis::CreateSpreadsheet(int rowCount, int columnCount) {
+vlm::ISpreadsheet* RunningAnalysis::CreateSpreadsheet(int subjectNumber, int rowCount, int columnCount) {
   return Guarded(
-      [&] { return MakeSpreadsheet(core_.home, rowCount, columnCount, core_.options.rowNameWidth); },
+      [&] {
+        return MakeSpreadsheet(core_.home, subjectNumber, rowCount, columnCount, core_.options.rowNameWidth);
+      },
       nullptr);
 }
 
-vlm::IGraph* RunningAnalysis::CreateGraph(int graphKind) {
-  return Guarded([&] { return MakeGraph(core_.home, graphKind); }, nullptr);
+vlm::IGraph* RunningAnalysis::CreateGraph(int subjectNumber, int graphKind) {
+  return Guarded([&] { return MakeGraph(core_.home, subjectNumber, graphKind); }, nullptr);
 }
 
 int RunningAnalysis::GetKernelDensity(const double* values, int count, double minimum, double maximum,

@@ -72,8 +72,8 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   int ParseVariableList(const char* text, int length, vlm::IIntegerSink* variableNumbers,
                         vlm::ITextSink* error) override;
   void PrintVariableList(const int* variableNumbers, int count, vlm::ITextSink* text) override;
-  vlm::ISpreadsheet* CreateSpreadsheet(int rowCount, int columnCount) override;
-  vlm::IGraph* CreateGraph(int graphKind) override;
+  vlm::ISpreadsheet* CreateSpreadsheet(int subjectNumber, int rowCount, int columnCount) override;
+  vlm::IGraph* CreateGraph(int subjectNumber, int graphKind) override;
   int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
                     vlm::IDocument** document) override;
   vlm::IInputSpreadsheet* GetInputSpreadsheet() override { return &input_; }
@@ -113,7 +113,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   auto Guarded(Function function, decltype(function()) failure) noexcept -> decltype(function());
   template <typename Function>
   void Guarded(Function function) noexcept;
-  void GroupDocuments();
+  void DescribeSubjects();
 
   struct OpenDialog {
     std::shared_ptr<DialogWindow> window;
@@ -130,7 +130,6 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   int currentStep_ = 0;
   bool ended_ = false;
   bool resultsAvailable_ = false;
-  bool groupsMissing_ = false;  // results came whose dependents have no groups in the workbook yet
   bool startupMenusEnabled_ = true;
   AnalysisNotes notes_;
   int useWeightsAsGiven_ = 1, weightedMomentsMode_ = 0;

@@ -74,15 +74,23 @@ void Session::WithFreshDocuments(const std::function<void()>& make) {
   struct Restore {
     DocumentHome& home;
     std::shared_ptr<Workbook> workbook;
-    int group;
-    ~Restore() {
-      home.workbook = std::move(workbook);
-      home.currentGroup = group;
-    }
-  } const restore{home, home.workbook, std::exchange(home.currentGroup, 0)};
+    ~Restore() { home.workbook = std::move(workbook); }
+  } const restore{home, home.workbook};
   home.workbook = std::make_shared<Workbook>();
   home.workbook->shortNames = restore.workbook->shortNames;
   make();
+}
+
+std::vector<int> Session::DocumentsShownBy(const std::function<void()>& make) {
+  DocumentHome& home = *state_->core->home;
+  std::vector<int> ids;
+  struct Restore {
+    DocumentHome& home;
+    std::vector<int>* recorded;
+    ~Restore() { home.recorded = recorded; }
+  } const restore{home, std::exchange(home.recorded, &ids)};
+  make();
+  return ids;
 }
 
 void Session::LoadModule() {
@@ -124,7 +132,6 @@ void Session::EndAnalysis() {
 }
 
 Workbook& Session::Documents() { return *state_->core->home->workbook; }
-void Session::SetCurrentGroup(int group) { state_->core->home->currentGroup = group; }
 void Session::ThrowKept() { state_->core->ThrowKept(); }
 std::vector<std::string> Session::LogTexts() const {
   std::vector<std::string> texts;

@@ -98,13 +98,13 @@ class Session {
   AnalysisNotes& Notes();
   // Makes the reports that scripts ask for; it lives as long as the session or until another is set.
   void SetReporter(AnalysisReporter* reporter);
-  // Calls make while documents go to a workbook of their own, which Documents() is meanwhile.
+  // Calls make() while new documents go to a workbook of their own, which Documents() returns meanwhile.
   void WithFreshDocuments(const std::function<void()>& make);
 
   // --- What analyses made
   Workbook& Documents();
-  // Notices and documents that come now belong to this group of the workbook (0: whole run, the default).
-  void SetCurrentGroup(int group);
+  // Calls make() and returns the ids of the documents that it has shown.
+  std::vector<int> DocumentsShownBy(const std::function<void()>& make);
 
   // Throws, once, what a command of a dialog left behind that no call into the session has thrown: for a loop that
   // lets a person act.

@@ -53,7 +53,12 @@ void SessionCore::ConnectProcedures() {
   };
   environment.weightVariable = [this] { return weightVariable; };
   environment.wrapSheet = [where = home](std::shared_ptr<Sheet> sheet) {
-    return MakeSpreadsheet(where, std::move(sheet));
+    return MakeSpreadsheet(where, 0, std::move(sheet));
+  };
+  home->variableName = [self](int variableNumber) {
+    const std::shared_ptr<SessionCore> core = self.lock();
+    const bool exists = core && variableNumber <= static_cast<int>(core->table.columns.size());
+    return exists ? core->table.Variable(variableNumber).name : std::string();
   };
   environment.notice = [self](std::string_view text) {
     if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
@@ -158,6 +163,7 @@ void SessionCore::ReplaceTable(Table newTable) {
   // Sheets made from the old data keep them.
   if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
+  home->descriptions.clear();
   recipe = {};
   selectionText = {};
   selected.reset();

@@ -122,7 +122,6 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::exception_ptr keptException;
   std::vector<std::string> said;       // notices and messages of the outermost call
   RunningAnalysis* inquiry = nullptr;  // whose results are asked for: the latest while they are
-  int groupedDocuments = 0;
 };
 
 // Counts a call into the module; its end runs what was deferred.

@@ -145,7 +145,7 @@ void Dialog::Run(std::string_view behaviour) {
   }
   if (behaviour == "script?" && analysis.host->IsOleAutomation()) window->ExitDialog(102);
   if (behaviour == "documents") {
-    vlm::ISpreadsheet* sheet = analysis.host->CreateSpreadsheet(2, 1);
+    vlm::ISpreadsheet* sheet = analysis.host->CreateSpreadsheet(1, 2, 1);
     sheet->SetTitle("Best predictors: risk", 21);
     sheet->SetRowName(1, "a name that is much longer than eight characters", 48);
     sheet->SetValue(1, 1, 0.5);
@@ -153,7 +153,7 @@ void Dialog::Run(std::string_view behaviour) {
     sheet->Show();
     sheet->Show();
     sheet->ReleaseReference();
-    vlm::IGraph* graph = analysis.host->CreateGraph(vlm::kHorizontalBarGraph);
+    vlm::IGraph* graph = analysis.host->CreateGraph(0, vlm::kHorizontalBarGraph);
     const int series = graph->AddSeries("", 0);
     graph->AddPoint(series, 1, 2.5, "bar", 3);
     graph->AddPoint(series + 1, 1, 2.5, "nowhere", 7);
@@ -161,7 +161,7 @@ void Dialog::Run(std::string_view behaviour) {
     graph->Show();
     graph->ReleaseReference();
     analysis.host->CreateTextDoc(2, "Report", 6, "a\nb", 3, nullptr);
-    analysis.host->CreateSpreadsheet(1, 1)->ReleaseReference();
+    analysis.host->CreateSpreadsheet(0, 1, 1)->ReleaseReference();
   }
 }
 

@@ -213,14 +213,9 @@ void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
   AddNamed(workbook, std::move(sheet), group, "Bins " + response.name);
 }
 
-// What a call of the dialog adds to the workbook.
+// The documents that a member of the dialog makes.
 std::vector<int> DocumentsOf(Session& session, const AutomationClient& dialog, const char* member) {
-  const std::size_t before = session.Documents().Documents().size();
-  dialog.Get(member);
-  std::vector<int> ids;
-  const std::vector<Document>& documents = session.Documents().Documents();
-  for (std::size_t i = before; i < documents.size(); ++i) ids.push_back(documents[i].id);
-  return ids;
+  return session.DocumentsShownBy([&] { dialog.Get(member); });
 }
 
 void SetFacts(Workbook& workbook, const ScreenReport& report) {
@@ -380,8 +375,7 @@ ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report
     std::string description = std::string(ResponseKindName(response.kind)) + " response";
     if (response.kind == vlm::kBinaryResponse)
       description += ", bad: " + response.codes[0] + ", good: " + response.codes[1];
-    const int group = workbook.AddGroup(response.name, description);
-    session.SetCurrentGroup(group);
+    const int group = workbook.GroupOfSubject(response.run.responseNumber, response.name, description);
     if (!response.predictors.empty()) dialog.Get(members.importance);
     AddBins(workbook, response, group);
     std::vector<ScreenDocuments::Panel>& panels = made.panels.emplace_back();
@@ -402,7 +396,6 @@ ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report
     }
     AddFailed(workbook, response, group);
   }
-  session.SetCurrentGroup(0);
   AddRules(session, dialog, report, made);
   return made;
 }
