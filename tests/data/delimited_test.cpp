@@ -44,6 +44,11 @@ TEST_F(DataTest, FieldsBecomeCells) {
       {"blank lines of one column", "a.csv", "x\n1\n\n3\n", "x: 1 . 3", ""},
       {"quotes", "a.csv", "x,k\n1,\"a,b\"\n2,\"say \"\"no\"\"\"\n3,\"two\nlines\"\n",
        "x: 1 2 3 | k: 1[a,b] 2[say \"no\"] 3[two\nlines]", ""},
+      {"line feeds in quotes among CR LF", "a.csv", "a,\"Revenue\n(USD)\",d\r\n1,\"x\ny\",3\r\n4,z,6\r\n",
+       "a: 1 4 | Revenue\n(USD): 1[x\ny] 2[z] | d: 3 6", ""},
+      {"blanks around quotes", "a.csv", "x, \" k\" \n1, \"a \"\"b\"\"\" \n2,b\n",
+       "x: 1 2 |  k: 1[a \"b\"] 2[b]", ""},
+      {"a separator at the very end", "a.csv", "x,y\n1,2\n3,", "x: 1 3 | y: 2 .", ""},
       {"a quote inside a field", "a.csv", "x,k\n1,5\" pipe\n2,b\n", "x: 1 2 | k: 1[5\" pipe] 2[b]", ""},
       {"leading zeros are codes", "a.csv", "zip,n\n00123,0\n4711,0.5\n", "zip: 1[00123] 2[4711] | n: 0 0.5",
        ""},
@@ -140,7 +145,7 @@ TEST_F(DataTest, BadFilesAreRefusedInOneSentence) {
       {"UTF-16", "a.csv", std::string("\xFF\xFEx\0", 4),
        " is UTF-16; save the file with the encoding UTF-8."},
       {"binary", "a.csv", std::string("x,y\n1,\0\n", 8),
-       ", row 2: a NUL byte stands here, so this is not a text file."},
+       ", row 2: there is a NUL byte, so this is not a text file."},
       {"lone CR among LF", "a.csv", "x,y\n1,2\r3,4\n",
        ", row 2: a line ends in a lone carriage return while other lines end in line feeds."},
       {"unknown ending", "a.xyz", "x", nullptr},
@@ -195,9 +200,8 @@ TEST_F(DataTest, NumbersReadBackToTheSameBits) {
         << "column " << j;
 }
 
-// Quoted line ends at every place of DuckDB's and the scan's buffers; the order of the rows must survive
-// threads.
-TEST_F(DataTest, RowsKeepTheirOrderAcrossBuffers) {
+// Quoted line ends at every place of the splitter's blocks.
+TEST_F(DataTest, RowsKeepTheirOrderAcrossBlocks) {
   std::string bytes = "n,k\n";
   constexpr int kCases = 400000;
   for (int i = 0; i < kCases; ++i)
@@ -212,7 +216,7 @@ TEST_F(DataTest, RowsKeepTheirOrderAcrossBuffers) {
 
 TEST_F(DataTest, ReadingCanBeCancelledAtEveryReport) {
   std::string bytes = "x,k\n";
-  for (int i = 0; i < 200000; ++i) bytes += "1.5,abc\n";
+  for (int i = 0; i < 2000000; ++i) bytes += "1.5,abc\n";
   bytes += "late text,abc\n";  // so that the first column is read again
   const std::string path = WriteFile("long.csv", bytes);
   int reports = 0;

@@ -56,7 +56,7 @@ TEST_F(DataTest, ParquetTypes) {
   session.Run("COPY (SELECT 1 AS a, 2 AS b WHERE false) TO " + SqlText(Path("none.parquet")) +
               " (FORMAT parquet)");
   EXPECT_EQ(ErrorOf([&] { ReadTable(Path("none.parquet")); }),
-            Path("none.parquet") + " has columns but no cases.");
+            Path("none.parquet") + " has variables but no cases.");
   std::filesystem::create_directories(Path("year=2020"));
   session.Run("COPY (SELECT 1 AS a) TO " + SqlText(Path("year=2020/a.parquet")) + " (FORMAT parquet)");
   EXPECT_EQ(Show(ReadTable(Path("year=2020/a.parquet"))), "a: 1");
@@ -78,6 +78,12 @@ TEST_F(DataTest, JsonRecords) {
       {"a.jsonl", "{\"m\":1}\n{\"m\":\"q\"}\n", "m: 1[1] 2[q]"},
       {"a.jsonl", "{\"x\":9007199254740993}\n{\"x\":1}\n", "x: 2[9007199254740993] 1[1]"},
       {"a.jsonl", "{\"x\":0.1,\"n\":{\"a\":1}}\n", "x: 0.1"},
+      {"a.jsonl", "{\"x\":1,\"n\":{\"a\":{\"b\":[[[1]]]}},\"l\":[[[[1]]]],\"d\":[{\"e\":{\"f\":1}}]}\n",
+       "x: 1"},
+      // A NUL does not end a text, but a name.
+      {"a.jsonl", "{\"k\":\"a\\u0000b\",\"x\\u0000\":1}\n",
+       "k: 1[a\xEF\xBF\xBD"
+       "b] | x: 1"},
   };
   for (const auto& row : rows) EXPECT_EQ(Show(ReadTable(WriteFile(row.file, row.bytes))), row.expected);
   const struct {

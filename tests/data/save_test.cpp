@@ -1,4 +1,4 @@
-// Saving and reading back, the companion file, files that appear whole or not at all.
+// Saving and reading back, the sidecar, files that are written completely or not at all.
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -113,16 +113,16 @@ TEST_F(DataTest, AnyDoubleSurvives) {
   }
 }
 
-TEST_F(DataTest, CompanionOnlyWhenNeeded) {
+TEST_F(DataTest, SidecarOnlyWhenNeeded) {
   const std::string path = WriteFile("a.csv", "x,k\n1,b\n2,a\n");
-  const std::string companion = path + ".bundles.json";
+  const std::string sidecar = path + ".bundles.json";
   Table table = ReadTable(path);
   SaveTable(table, path);
   EXPECT_EQ(Slurp(path), "x,k\n1,b\n2,a\n");
-  EXPECT_FALSE(std::filesystem::exists(companion));
+  EXPECT_FALSE(std::filesystem::exists(sidecar));
   table.bundles = {{"all", {1, 2}}};
   SaveTable(table, path);
-  EXPECT_TRUE(std::filesystem::exists(companion));
+  EXPECT_TRUE(std::filesystem::exists(sidecar));
   // The data were edited since: what still fits is kept, what does not is named.
   WriteFile("a.csv", "k,y\nb,1\nc,2\n");
   ReadReport report;
@@ -131,10 +131,52 @@ TEST_F(DataTest, CompanionOnlyWhenNeeded) {
   EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("\"x\" of the bundle \"all\" is not in")));
   table.bundles.clear();
   SaveTable(table, path);
-  EXPECT_FALSE(std::filesystem::exists(companion));
+  EXPECT_FALSE(std::filesystem::exists(sidecar));
   WriteFile("a.csv.bundles.json", "{\"format\": 3");
   EXPECT_EQ(ErrorOf([&] { ReadTable(path); }),
-            companion + " is damaged: it is not the description of a table.");
+            sidecar + " is damaged: it is not the description of a table.");
+}
+
+TEST_F(DataTest, SavingCanBeCancelledAndLeavesNothing) {
+  Table table;
+  table.caseCount = 400000;
+  table.columns.push_back(Make("x", std::vector<double>(400000, 0.1)));
+  table.columns.push_back(Make("y", std::vector<double>(400000, 2.5)));
+  for (const char* name : {"x.csv", "x.parquet"}) {
+    int reports = 0;
+    double last = 0;
+    SaveTable(table, Path(name), {.progress = [&](double fraction) {
+                EXPECT_GE(fraction, last);
+                last = fraction;
+                return ++reports > 0;
+              }});
+    ASSERT_GT(reports, 3) << name;
+    std::filesystem::remove(Path(name));
+    EXPECT_THROW(SaveTable(table, Path(name), {.progress = [](double) { return false; }}), Cancelled) << name;
+    EXPECT_TRUE(std::filesystem::is_empty(folder_)) << name;
+  }
+}
+
+TEST_F(DataTest, MessagesNameTheFileThatTheUserNamed) {
+  Table table;
+  table.caseCount = 1;
+  table.columns.push_back(Make("x", {1}));
+  WriteFile("file", "");
+  for (const char* name : {"file/x.csv", "file/x.parquet"})
+    EXPECT_THAT(ErrorOf([&] { SaveTable(table, Path(name), {.shownPath = "shown.csv"}); }),
+                ::testing::StartsWith("Cannot write shown.csv: "));
+  const std::string cut("n\0.csv", 6);
+  EXPECT_THAT(ErrorOf([&] { SaveTable(table, Path(cut)); }), HasSubstr("holds a NUL character"));
+  EXPECT_THAT(ErrorOf([&] { ReadTable(Path(cut)); }), HasSubstr("holds a NUL character"));
+  EXPECT_TRUE(std::filesystem::exists(Path("file")));
+}
+
+// The temporary file's name is no longer than the target's may be.
+TEST_F(DataTest, LongNamesCanBeWritten) {
+  const std::string path = Path(std::string(251, 'n') + ".txt");
+  WriteFileAtomically(path, "one");
+  WriteFileAtomically(path, "two");
+  EXPECT_EQ(Slurp(path), "two");
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "workbench/bins/recode_file.h"
 #include "workbench/bins/saved_bins.h"
-#include "workbench/data/utf8_check.h"
+#include "workbench/data/unicode.h"
 #include "workbench/language/case_condition.h"
 #include "workbench/language/expression.h"
 

@@ -158,7 +158,7 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   if (options.out.empty()) {
     WriteCsv(table, [](std::string_view bytes) { WriteToStandardOutput(bytes); });
   } else {
-    SaveTable(table, options.out);
+    SaveTable(table, options.out, {.progress = [](double) { return !WasInterrupted(); }});
     if (!options.quiet) Tell("Written: " + options.out);
   }
   return kExitDone;

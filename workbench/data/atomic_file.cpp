@@ -14,21 +14,30 @@ namespace fs = std::filesystem;
 
 namespace {
 
-[[noreturn]] void ThrowCannotWrite(const std::string& path, const std::string& reason) {
-  throw DataError("Cannot write " + path + ": " + reason + ".");
+// In the target's folder, so that renaming stays within one file system. Of a length of its own, since the target's name
+// may be as long as names can be. The program removes files of this pattern that a killed process has left.
+fs::path TemporaryName() {
+  static std::atomic<unsigned> counter{0};
+  return ".velmora-" + std::to_string(ProcessNumber()) + "-" + std::to_string(++counter) + ".tmp";
 }
 
 }  // namespace
 
-AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
-  static std::atomic<unsigned> counter{0};
-  if (path.empty()) throw DataError("Cannot write a file without a name.");
+void RequirePath(std::string_view path) {
+  if (path.empty()) throw DataError("The name of a file is empty.");
+  if (const std::size_t at = path.find('\0'); at != std::string_view::npos)
+    throw DataError("The file name " + std::string(path.substr(0, at)) + "... holds a NUL character.");
+}
+
+AtomicFile::AtomicFile(const std::string& path, const std::string& shownPath)
+    : shown_(shownPath.empty() ? path : shownPath), target_(path) {
+  RequirePath(path);
   std::error_code code;
   const fs::file_status status = fs::status(PathOf(path), code);
-  if (fs::is_directory(status)) ThrowCannotWrite(path, "it is a directory");
+  if (fs::is_directory(status)) Fail("it is a directory");
   direct_ = fs::exists(status) && !fs::is_regular_file(status);
   if (fs::is_regular_file(status)) {
-    // Through a link, what it leads to is replaced.
+    // Through a link, the file that it leads to is replaced.
     if (fs::is_symlink(fs::symlink_status(PathOf(path), code))) {
       const fs::path followed = fs::canonical(PathOf(path), code);
       if (!code) target_ = followed.string();
@@ -36,17 +45,11 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
   } else if (!direct_) {
     const fs::path parent = PathOf(path).parent_path();
     if (!parent.empty()) fs::create_directories(parent, code);
-    if (!parent.empty() && code)
-      ThrowCannotWrite(path, "its directory cannot be made (" + code.message() + ")");
+    if (!parent.empty() && code) Fail("its directory cannot be made (" + code.message() + ")");
   }
-  const fs::path target = PathOf(target_);
-  temporary_ = direct_ ? target_
-                       : (target.parent_path() /
-                          PathOf("." + target.filename().string() + "." + std::to_string(ProcessNumber()) +
-                                 "-" + std::to_string(++counter) + ".tmp"))
-                             .string();
+  temporary_ = direct_ ? target_ : (PathOf(target_).parent_path() / TemporaryName()).string();
   file_ = OpenFile(PathOf(temporary_), "wb");
-  if (file_ == nullptr) ThrowCannotWrite(path_, std::strerror(errno));
+  if (file_ == nullptr) Fail(std::strerror(errno));
   if (fs::is_regular_file(status)) fs::permissions(PathOf(temporary_), status.permissions(), code);
 }
 
@@ -56,10 +59,12 @@ AtomicFile::~AtomicFile() {
   if (!committed_ && !direct_) fs::remove(PathOf(temporary_), code);
 }
 
-void AtomicFile::Fail(int code) { ThrowCannotWrite(path_, std::strerror(code)); }
+void AtomicFile::Fail(const std::string& reason) const {
+  throw DataError("Cannot write " + shown_ + ": " + reason + ".");
+}
 
 void AtomicFile::Write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) Fail(errno);
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) Fail(std::strerror(errno));
 }
 
 void AtomicFile::Close() {
@@ -68,8 +73,8 @@ void AtomicFile::Close() {
   std::FILE* file = file_;
   file_ = nullptr;
   const int closed = std::fclose(file) == 0 ? 0 : errno;
-  if (flushed != 0) Fail(flushed);
-  if (closed != 0) Fail(closed);
+  if (flushed != 0) Fail(std::strerror(flushed));
+  if (closed != 0) Fail(std::strerror(closed));
 }
 
 void AtomicFile::Commit() {
@@ -77,7 +82,8 @@ void AtomicFile::Commit() {
   if (!direct_) {
     std::error_code code;
     fs::rename(PathOf(temporary_), PathOf(target_), code);
-    if (code) ThrowCannotWrite(path_, code.message());
+    if (code) Fail(code.message());
+    FlushFolderToDisk(PathOf(target_).parent_path());
   }
   committed_ = true;
 }

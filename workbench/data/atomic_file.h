@@ -1,5 +1,9 @@
-// Files that appear whole or not at all: written to a temporary beside the target, flushed to the disk, then
+// Files that are written completely or not at all: to a temporary file in the target's folder, flushed to the disk, then
 // renamed.
+//
+//   AtomicFile file("table.csv");
+//   file.Write(bytes);
+//   file.Commit();  // without it nothing happens to table.csv
 #pragma once
 
 #include <cstdio>
@@ -10,31 +14,36 @@
 
 namespace velmora {
 
-// Writes bytes to path, replacing what is there; makes the directories of path if they are missing. Throws
-// DataError naming path and the system's reason; then the old file, if any, is as it was and no temporary is
-// left. A path that is a device or a pipe is written to directly.
+// Writes bytes to path in place of what is there; makes the folders of path if they are missing. Throws DataError
+// naming path and the system's reason; then the old file, if any, is unchanged and no temporary file is left. A path
+// that is a device or a pipe is written to directly, and a symbolic link keeps leading to the file.
 void WriteFileAtomically(const std::string& path, std::string_view bytes);
 
-// The same in pieces. Legal order: Write any number of times, or a foreign writer at TemporaryPath after
-// Close; then Commit. Without Commit nothing happens to the target.
+// Throws DataError when path is empty or holds a NUL, which the system would take for its end.
+void RequirePath(std::string_view path);
+
+// The same in pieces. Legal order: Write any number of times, or another writer at TemporaryPath after Close; then
+// Commit.
 class AtomicFile {
  public:
-  explicit AtomicFile(const std::string& path);
+  // shownPath: what messages call the file, where path is in a folder that only serves until the end of a run.
+  explicit AtomicFile(const std::string& path, const std::string& shownPath = {});
   ~AtomicFile();
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
 
   void Write(std::string_view bytes);
-  // Flushes to the disk and closes; a later Write is not allowed. Commit calls it if it has not been called.
+  // Flushes to the disk and closes; no Write may follow. Commit calls it if it has not been called.
   void Close();
   void Commit();
   // Where the bytes are until Commit; the path itself for a device.
   const std::string& TemporaryPath() const { return temporary_; }
+  const std::string& ShownPath() const { return shown_; }
 
  private:
-  [[noreturn]] void Fail(int code);
+  [[noreturn]] void Fail(const std::string& reason) const;
 
-  std::string path_;
+  std::string shown_;
   std::string target_;  // path with links followed
   std::string temporary_;
   std::FILE* file_ = nullptr;

@@ -258,7 +258,8 @@ void ColumnBuilder::Warn(const std::string& fileName, const Column& column,
 Column ColumnBuilder::Finish(const std::string& fileName, std::vector<std::string>& warnings) {
   Column column;
   column.name = name_;
-  values_.shrink_to_fit();
+  // A guess at the number of cases is a few hundredths too high; more than that is worth a copy.
+  if (values_.capacity() > values_.size() + values_.size() / 8) values_.shrink_to_fit();
   column.values = std::move(values_);
   if (mode_ == Mode::kTexts) FinishTexts(column);
   Warn(fileName, column, warnings);

@@ -1,126 +1,118 @@
-// Parquet and JSON through DuckDB. The types of the columns are known before the first cell, so every column
-// has one way of taking a chunk's vector; a column of whole numbers that doubles cannot hold is read a second
-// time as text.
+// Parquet and JSON through DuckDB. The types of the columns are known before the first cell, so every column has
+// one way of copying a vector of DuckDB's into a block; a column of whole numbers that doubles cannot hold is
+// delivered a second time, as text.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "workbench/data/duckdb_session.h"
-#include "workbench/data/reader_parts.h"
-#include "workbench/data/table_companion.h"
+#include "workbench/data/foreign_file.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
-using TakeVector = void (*)(duckdb_vector vector, idx_t count, ColumnBuilder& builder);
+// DuckDB's planner takes time with the square of the columns of a query, so wide files are read in slices of columns.
+constexpr std::size_t kColumnsPerQuery = 500;
+// Fields of records: lists and objects below them are left out, so nothing deeper is worth a type.
+constexpr int kJsonDepth = 3;
+constexpr std::uintmax_t kSmallestJsonObject = std::uintmax_t{1} << 20;
+constexpr std::uintmax_t kLargestJsonObject = std::uintmax_t{1} << 28;
 
-// A column of the file and how it is taken; take null: left out.
+using CopyVector = void (*)(duckdb_vector vector, idx_t count, std::byte* values);
+
+// How a column is selected and copied. copy null: a column of texts, or left out.
 struct SourceColumn {
-  std::string expression;  // of SQL, over the columns c0, c1, ...
-  TakeVector take = nullptr;
+  std::string expression;  // of SQL, with $ for the column
+  CellKind kind = CellKind::kLeftOut;
+  CopyVector copy = nullptr;
   DateUnit dateUnit = DateUnit::kNone;
   bool boolean = false;
 };
 
-template <class Cell, class Add>
-void ForCells(duckdb_vector vector, idx_t count, ColumnBuilder& builder, Add add) {
-  auto* cells = static_cast<Cell*>(duckdb_vector_get_data(vector));
-  const std::uint64_t* validity = duckdb_vector_get_validity(vector);
-  for (idx_t row = 0; row < count; ++row) {
-    if (validity != nullptr && ((validity[row / 64] >> (row % 64)) & 1U) == 0)
-      builder.AddMissing();
-    else
-      add(cells[row]);
-  }
+template <class Cell, class Convert>
+void Copy(duckdb_vector vector, idx_t count, std::byte* values, Convert convert) {
+  const auto* cells = static_cast<const Cell*>(duckdb_vector_get_data(vector));
+  using Value = decltype(convert(cells[0]));
+  auto* const out = reinterpret_cast<Value*>(values);
+  // The cells of missing rows hold anything but a signalling value, and are not read.
+  for (idx_t row = 0; row < count; ++row) out[row] = convert(cells[row]);
 }
 
 template <class Cell>
-void TakeNumbers(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<Cell>(vector, count, builder, [&](Cell cell) { builder.AddNumber(static_cast<double>(cell)); });
+void CopyNumbers(duckdb_vector vector, idx_t count, std::byte* values) {
+  Copy<Cell>(vector, count, values, [](Cell cell) { return static_cast<double>(cell); });
 }
 
-// 64-bit whole numbers: beyond 2^53 the double must hold the very number, otherwise the column becomes text.
+// Bytes, since the cell of a missing row need not be a bool's.
+void CopyBooleans(duckdb_vector vector, idx_t count, std::byte* values) {
+  Copy<std::uint8_t>(vector, count, values, [](std::uint8_t cell) { return cell == 0 ? 0.0 : 1.0; });
+}
+
 template <class Cell>
-void TakeLongNumbers(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<Cell>(vector, count, builder, [&](Cell cell) {
-    if (builder.NeedsTexts()) return;
-    const auto value = static_cast<double>(cell);
-    // 2^63 and 2^64 cannot be cast back.
-    if (value < 9.2e18 && static_cast<Cell>(value) == cell) return builder.AddNumber(value);
-    builder.AddBigWhole();
+void CopyWhole(duckdb_vector vector, idx_t count, std::byte* values) {
+  Copy<Cell>(vector, count, values, [](Cell cell) { return cell; });
+}
+
+void CopyDays(duckdb_vector vector, idx_t count, std::byte* values) {
+  Copy<duckdb_date>(vector, count, values, [](duckdb_date cell) {
+    return duckdb_is_finite_date(cell) ? static_cast<double>(cell.days) : std::nan("");
   });
 }
 
-void TakeTexts(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<duckdb_string_t>(vector, count, builder,
-                            [&](duckdb_string_t& cell) { builder.AddText(TextOf(&cell)); });
-}
-
-// Decimals and 128-bit whole numbers arrive as digits, so that each becomes its nearest double.
-void TakeDigits(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<duckdb_string_t>(vector, count, builder,
-                            [&](duckdb_string_t& cell) { builder.AddField(TextOf(&cell)); });
-}
-
-void TakeDays(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<duckdb_date>(vector, count, builder, [&](duckdb_date cell) {
-    builder.AddNumber(duckdb_is_finite_date(cell) ? cell.days : std::nan(""));
+void CopyMoments(duckdb_vector vector, idx_t count, std::byte* values) {
+  Copy<duckdb_timestamp>(vector, count, values, [](duckdb_timestamp cell) {
+    return duckdb_is_finite_timestamp(cell) ? static_cast<double>(cell.micros) / 1e6 : std::nan("");
   });
 }
 
-void TakeMoments(duckdb_vector vector, idx_t count, ColumnBuilder& builder) {
-  ForCells<duckdb_timestamp>(vector, count, builder, [&](duckdb_timestamp cell) {
-    builder.AddNumber(duckdb_is_finite_timestamp(cell) ? static_cast<double>(cell.micros) / 1e6
-                                                       : std::nan(""));
-  });
-}
-
-SourceColumn ChooseColumn(std::size_t index, duckdb_type type, bool isJson) {
-  const std::string cell = "c" + std::to_string(index);
+SourceColumn ChooseColumn(duckdb_type type, bool isJson) {
   switch (type) {
     case DUCKDB_TYPE_BOOLEAN:
-      return {cell, TakeNumbers<bool>, DateUnit::kNone, true};
+      return {"$", CellKind::kNumber, CopyBooleans, DateUnit::kNone, true};
     case DUCKDB_TYPE_TINYINT:
-      return {cell, TakeNumbers<std::int8_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::int8_t>};
     case DUCKDB_TYPE_SMALLINT:
-      return {cell, TakeNumbers<std::int16_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::int16_t>};
     case DUCKDB_TYPE_INTEGER:
-      return {cell, TakeNumbers<std::int32_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::int32_t>};
     case DUCKDB_TYPE_UTINYINT:
-      return {cell, TakeNumbers<std::uint8_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::uint8_t>};
     case DUCKDB_TYPE_USMALLINT:
-      return {cell, TakeNumbers<std::uint16_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::uint16_t>};
     case DUCKDB_TYPE_UINTEGER:
-      return {cell, TakeNumbers<std::uint32_t>};
+      return {"$", CellKind::kNumber, CopyNumbers<std::uint32_t>};
     case DUCKDB_TYPE_BIGINT:
-      return {cell, TakeLongNumbers<std::int64_t>};
+      return {"$", CellKind::kWhole, CopyWhole<std::int64_t>};
     case DUCKDB_TYPE_UBIGINT:
-      return {cell, TakeLongNumbers<std::uint64_t>};
+      return {"$", CellKind::kUnsigned, CopyWhole<std::uint64_t>};
     case DUCKDB_TYPE_FLOAT:
-      return {cell, TakeNumbers<float>};
+      return {"$", CellKind::kNumber, CopyNumbers<float>};
     case DUCKDB_TYPE_DOUBLE:
-      return {cell, TakeNumbers<double>};
+      return {"$", CellKind::kNumber, CopyNumbers<double>};
+    // As digits, so that each becomes its nearest double.
     case DUCKDB_TYPE_HUGEINT:
     case DUCKDB_TYPE_UHUGEINT:
     case DUCKDB_TYPE_DECIMAL:
-      return {"CAST(" + cell + " AS VARCHAR)", TakeDigits};
+      return {"CAST($ AS VARCHAR)", CellKind::kDigits};
     case DUCKDB_TYPE_DATE:
-      return {cell, TakeDays, DateUnit::kDays};
+      return {"$", CellKind::kNumber, CopyDays, DateUnit::kDays};
     case DUCKDB_TYPE_TIMESTAMP:
-      return {cell, TakeMoments, DateUnit::kSeconds};
+      return {"$", CellKind::kNumber, CopyMoments, DateUnit::kSeconds};
     case DUCKDB_TYPE_TIMESTAMP_S:
     case DUCKDB_TYPE_TIMESTAMP_MS:
     case DUCKDB_TYPE_TIMESTAMP_NS:
-      return {"CAST(" + cell + " AS TIMESTAMP)", TakeMoments, DateUnit::kSeconds};
+      return {"CAST($ AS TIMESTAMP)", CellKind::kNumber, CopyMoments, DateUnit::kSeconds};
     // The instant itself, without the session's time zone.
     case DUCKDB_TYPE_TIMESTAMP_TZ:
-      return {"make_timestamp(epoch_us(" + cell + "))", TakeMoments, DateUnit::kSeconds};
+      return {"make_timestamp(epoch_us($))", CellKind::kNumber, CopyMoments, DateUnit::kSeconds};
     case DUCKDB_TYPE_VARCHAR:
-      return {isJson ? cell + "->>'$'" : cell, TakeTexts};
+      return {isJson ? "$->>'$'" : "$", CellKind::kText};
     case DUCKDB_TYPE_LIST:
     case DUCKDB_TYPE_STRUCT:
     case DUCKDB_TYPE_MAP:
@@ -128,133 +120,179 @@ SourceColumn ChooseColumn(std::size_t index, duckdb_type type, bool isJson) {
     case DUCKDB_TYPE_UNION:
       return {};
     default:
-      return {"CAST(" + cell + " AS VARCHAR)", TakeTexts};
+      return {"CAST($ AS VARCHAR)", CellKind::kText};
   }
+}
+
+bool IsValid(const std::uint64_t* validity, idx_t row) {
+  return validity == nullptr || ((validity[row / 64] >> (row % 64)) & 1U) != 0;
 }
 
 class ColumnarReader {
  public:
   // source: the table function of SQL that gives the rows.
-  ColumnarReader(const std::string& path, const ReadOptions& options, std::string source)
-      : path_(path),
-        options_(options),
-        progress_(options),
-        source_(std::move(source)),
-        session_(options.threads) {
+  ColumnarReader(const ForeignFile& file, std::string source, RowSink& sink)
+      : file_(file), sink_(sink), source_(std::move(source)), session_(file.threads) {
     session_.Run("SET TimeZone='UTC'");
   }
 
   DuckDbSession& Session() { return session_; }
 
-  // caseCount: -1 when it is not known.
-  void Read(std::int64_t caseCount, std::vector<std::string> trueNames, const TableCompanion* companion,
-            Table& table, std::vector<std::string>& warnings) {
+  // trueNames: as the file has them, where DuckDB renames columns; empty when it does not.
+  void Read(std::int64_t caseCount, const std::vector<std::string>& trueNames, std::string sidecar) {
+    ForeignHeader header;
+    header.caseCount = caseCount;
+    header.sidecar = std::move(sidecar);
     caseCount_ = caseCount;
     Describe();
-    if (trueNames.size() == names_.size()) names_ = std::move(trueNames);
-    SettleNames(path_, names_, warnings);
-    if (std::none_of(columns_.begin(), columns_.end(),
-                     [](const SourceColumn& c) { return c.take != nullptr; }))
-      throw DataError(path_ + " has no column of numbers or texts.");
-    for (std::size_t i = 0; i < names_.size(); ++i)
-      builders_.emplace_back(names_[i], static_cast<int>(i) + 1, false, &options_.missingTexts);
-    if (companion != nullptr) ForceTexts(*companion, builders_);
-    ReadTwice();
-    Finish(table, warnings);
+    const bool renamed = trueNames.size() == names_.size();
+    for (std::size_t i = 0; i < columns_.size(); ++i)
+      header.columns.push_back({renamed ? trueNames[i] : names_[i],
+                                "",
+                                columns_[i].kind,
+                                columns_[i].dateUnit,
+                                columns_[i].boolean,
+                                {},
+                                ""});
+    sink_.Begin(header);
+    std::vector<std::size_t> wanted;
+    for (std::size_t i = 0; i < columns_.size(); ++i)
+      if (columns_[i].kind != CellKind::kLeftOut) wanted.push_back(i);
+    ReadInSlices(wanted, 0, 1);
+    const std::vector<std::size_t> again = sink_.ColumnsToRepeat();
+    for (const std::size_t i : again) columns_[i] = {"CAST($ AS VARCHAR)", CellKind::kText};
+    ReadInSlices(again, 1, 1);
+    sink_.End({});
   }
 
  private:
   void Describe() {
-    session_.Rows("DESCRIBE SELECT * FROM " + source_,
-                  [&](const char* const* texts) { names_.emplace_back(texts[0]); });
-    from_ = " FROM " + source_ + " AS t(";
-    for (std::size_t i = 0; i < names_.size(); ++i) from_ += (i ? ",c" : "c") + std::to_string(i);
-    from_ += ")";
     duckdb_result empty{};
     const std::unique_ptr<duckdb_result, void (*)(duckdb_result*)> owner(&empty, duckdb_destroy_result);
-    if (duckdb_query(session_.Connection(), ("SELECT *" + from_ + " LIMIT 0").c_str(), &empty) == DuckDBError)
+    if (duckdb_query(session_.Connection(), ("SELECT * FROM " + source_ + " LIMIT 0").c_str(), &empty) ==
+        DuckDBError)
       throw DuckDbError(duckdb_result_error(&empty));
     for (idx_t i = 0; i < duckdb_column_count(&empty); ++i) {
+      names_.emplace_back(duckdb_column_name(&empty, i));
       duckdb_logical_type type = duckdb_column_logical_type(&empty, i);
       char* alias = duckdb_logical_type_get_alias(type);
       columns_.push_back(
-          ChooseColumn(i, duckdb_column_type(&empty, i), alias != nullptr && std::string(alias) == "JSON"));
+          ChooseColumn(duckdb_column_type(&empty, i), alias != nullptr && std::string(alias) == "JSON"));
       duckdb_free(alias);
       duckdb_destroy_logical_type(&type);
     }
+    if (names_.size() > kColumnsPerQuery) return;
+    for (std::size_t i = 0; i < names_.size(); ++i) alias_ += (i ? ",c" : " AS t(c") + std::to_string(i);
+    alias_ += ")";
   }
 
-  void ReadTwice() {
-    std::vector<std::size_t> wanted;
-    for (std::size_t i = 0; i < columns_.size(); ++i)
-      if (columns_[i].take != nullptr) wanted.push_back(i);
-    ReadColumns(wanted);
-    std::vector<std::size_t> again;
-    for (std::size_t i : wanted) {
-      if (!builders_[i].NeedsTexts()) continue;
-      again.push_back(i);
-      builders_[i].RestartAsText();
-      columns_[i] = {"CAST(c" + std::to_string(i) + " AS VARCHAR)", TakeTexts};
+  // Names may hold what SQL cannot say. Where the columns fit into one query, they are numbered instead.
+  std::string SelectedName(std::size_t index) const {
+    return alias_.empty() ? SqlName(names_[index]) : "c" + std::to_string(index);
+  }
+
+  // begin, length: the part of the progress bar.
+  void ReadInSlices(const std::vector<std::size_t>& wanted, double begin, double length) {
+    const auto slices = static_cast<double>((wanted.size() + kColumnsPerQuery - 1) / kColumnsPerQuery);
+    for (std::size_t first = 0; first < wanted.size(); first += kColumnsPerQuery) {
+      const std::size_t count = std::min(kColumnsPerQuery, wanted.size() - first);
+      begin_ = begin + length * static_cast<double>(first / kColumnsPerQuery) / slices;
+      length_ = length / slices;
+      ReadColumns(std::span(wanted).subspan(first, count));
     }
-    if (!again.empty()) ReadColumns(again);
   }
 
-  void ReadColumns(const std::vector<std::size_t>& wanted) {
+  double Fraction(std::int64_t cases) const {
+    if (caseCount_ <= 0) return begin_;
+    return begin_ + length_ * static_cast<double>(cases) / static_cast<double>(caseCount_);
+  }
+
+  void ReadColumns(std::span<const std::size_t> wanted) {
     std::string sql = "SELECT ";
-    for (std::size_t i = 0; i < wanted.size(); ++i) sql += (i ? "," : "") + columns_[wanted[i]].expression;
-    if (caseCount_ > 0)
-      for (std::size_t i : wanted) builders_[i].Reserve(caseCount_);
+    for (const std::size_t i : wanted) {
+      const std::string& expression = columns_[i].expression;
+      const std::size_t place = expression.find('$');
+      sql += (i == wanted.front() ? "" : ",") + expression.substr(0, place) + SelectedName(i) +
+             expression.substr(place + 1);
+    }
     std::int64_t cases = 0;
     const auto take = [&](duckdb_data_chunk chunk) {
-      const idx_t count = duckdb_data_chunk_get_size(chunk);
-      for (std::size_t i = 0; i < wanted.size(); ++i)
-        columns_[wanted[i]].take(duckdb_data_chunk_get_vector(chunk, i), count, builders_[wanted[i]]);
-      cases += static_cast<std::int64_t>(count);
+      cases += static_cast<std::int64_t>(duckdb_data_chunk_get_size(chunk));
+      Deliver(chunk, wanted, Fraction(cases));
     };
-    session_.Stream(sql + from_, take, [&] {
-      return progress_.Report(caseCount_ > 0 ? static_cast<double>(cases) / static_cast<double>(caseCount_)
-                                             : 0);
-    });
+    session_.Stream(sql + " FROM " + source_ + alias_, take, [&] { return sink_.Progress(Fraction(cases)); });
     caseCount_ = cases;
   }
 
-  void Finish(Table& table, std::vector<std::string>& warnings) {
-    if (caseCount_ == 0) throw DataError(path_ + " has columns but no cases.");
-    table.caseCount = caseCount_;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (columns_[i].take == nullptr) {
-        warnings.push_back("Columns of lists or structures are left out: \"" + names_[i] + "\" of " + path_ +
-                           ".");
-        continue;
+  void Deliver(duckdb_data_chunk chunk, std::span<const std::size_t> wanted, double fraction) {
+    const idx_t count = duckdb_data_chunk_get_size(chunk);
+    BlockLayout layout;
+    slices_.clear();
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      duckdb_vector vector = duckdb_data_chunk_get_vector(chunk, i);
+      const std::uint64_t* validity = duckdb_vector_get_validity(vector);
+      ColumnSlice slice{wanted[i], columns_[wanted[i]].kind};
+      if (validity != nullptr) slice.bitmap = layout.Add((count + 7) / 8);
+      if (columns_[wanted[i]].copy != nullptr) {
+        slice.values = layout.Add(8 * count);
+      } else {
+        slice.values = layout.Add(8 * (count + 1));
+        auto* cells = static_cast<duckdb_string_t*>(duckdb_vector_get_data(vector));
+        for (idx_t row = 0; row < count; ++row)
+          if (IsValid(validity, row)) slice.byteCount += duckdb_string_t_length(cells[row]);
+        slice.bytes = layout.Add(slice.byteCount);
       }
-      Column column = builders_[i].Finish(path_, warnings);
-      if (columns_[i].dateUnit != DateUnit::kNone) column.dateUnit = columns_[i].dateUnit;
-      if (columns_[i].boolean) {
-        column.fromBoolean = true;
-        column.labels = {{0, "false"}, {1, "true"}};
+      slices_.push_back(slice);
+    }
+    std::byte* const block = sink_.Buffer(layout.Size());
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      duckdb_vector vector = duckdb_data_chunk_get_vector(chunk, i);
+      const std::uint64_t* validity = duckdb_vector_get_validity(vector);
+      const ColumnSlice& slice = slices_[i];
+      if (validity != nullptr) std::memcpy(block + slice.bitmap, validity, (count + 7) / 8);
+      if (columns_[wanted[i]].copy != nullptr)
+        columns_[wanted[i]].copy(vector, count, block + slice.values);
+      else
+        CopyTexts(vector, count, validity, block + slice.values, block + slice.bytes);
+    }
+    sink_.Deliver(slices_, static_cast<std::int64_t>(count), fraction);
+  }
+
+  static void CopyTexts(duckdb_vector vector, idx_t count, const std::uint64_t* validity, std::byte* offsets,
+                        std::byte* bytes) {
+    auto* cells = static_cast<duckdb_string_t*>(duckdb_vector_get_data(vector));
+    auto* const ends = reinterpret_cast<std::uint64_t*>(offsets);
+    std::uint64_t end = 0;
+    ends[0] = 0;
+    for (idx_t row = 0; row < count; ++row) {
+      if (IsValid(validity, row)) {
+        const std::string_view text = TextOf(&cells[row]);
+        std::memcpy(bytes + end, text.data(), text.size());
+        end += text.size();
       }
-      table.columns.push_back(std::move(column));
+      ends[row + 1] = end;
     }
   }
 
-  const std::string& path_;
-  const ReadOptions& options_;
-  ReadProgress progress_;
+  const ForeignFile& file_;
+  RowSink& sink_;
   std::string source_;
-  std::string from_;
+  std::string alias_;  // of SQL, numbers the columns; empty in wide files
   DuckDbSession session_;
-  std::vector<std::string> names_;
+  std::vector<std::string> names_;  // as DuckDB calls them
   std::vector<SourceColumn> columns_;
-  std::vector<ColumnBuilder> builders_;
+  std::vector<ColumnSlice> slices_;
   std::int64_t caseCount_ = -1;
+  double begin_ = 0;
+  double length_ = 1;
 };
 
 // The names of the top-level columns as the file has them: DuckDB renames those that differ only in case.
-std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string& path) {
+std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string& literal) {
   std::vector<std::string> names;
   std::vector<std::int64_t> open;  // children still to come of each open group
   bool root = true;
-  session.Rows("SELECT name, num_children FROM parquet_schema(" + SqlPath(path) + ")",
+  session.Rows("SELECT name, num_children FROM parquet_schema(" + literal + ")",
                [&](const char* const* texts) {
                  const std::int64_t children = texts[1] != nullptr ? std::atoll(texts[1]) : 0;
                  if (!root && open.size() == 1) names.emplace_back(texts[0] != nullptr ? texts[0] : "");
@@ -266,8 +304,8 @@ std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string&
   return names;
 }
 
-// The number of the first line that is neither blank nor a JSON object in UTF-8, or 0. DuckDB's own line
-// numbers depend on how it cut the file for its threads.
+// The number of the first line that is neither blank nor a JSON object in UTF-8, or 0. DuckDB's own line numbers
+// depend on how it divides the file among its threads.
 std::int64_t FirstBadJsonLine(const std::string& path) {
   std::ifstream file(PathOf(path), std::ios::binary);
   std::string line;
@@ -279,47 +317,59 @@ std::int64_t FirstBadJsonLine(const std::string& path) {
   return 0;
 }
 
+// What DuckDB says, about the file that the user named.
+DataError CannotRead(const ForeignFile& file, std::string_view reason) {
+  std::string text(reason);
+  for (std::size_t at = text.find(file.openPath); at != std::string::npos && !file.openPath.empty();
+       at = text.find(file.openPath, at + file.path.size()))
+    text.replace(at, file.openPath.size(), file.path);
+  return DataError("Cannot read " + file.path + ": " + text + ".");
+}
+
 }  // namespace
 
-void ReadParquet(const std::string& path, const ReadOptions& options, Table& table,
-                 std::vector<std::string>& warnings) {
+void ReadParquet(const ForeignFile& file, RowSink& sink) {
+  const std::string literal = SqlPath(file.openPath);
   try {
-    ColumnarReader reader(path, options, "read_parquet(" + SqlPath(path) + ", hive_partitioning=false)");
+    ColumnarReader reader(file, "read_parquet(" + literal + ", hive_partitioning=false)", sink);
     std::int64_t cases = -1;
     reader.Session().Rows(
-        "SELECT sum(num_rows) FROM parquet_file_metadata(" + SqlPath(path) + ")",
+        "SELECT sum(num_rows) FROM parquet_file_metadata(" + literal + ")",
         [&](const char* const* texts) { cases = texts[0] != nullptr ? std::atoll(texts[0]) : -1; });
-    std::string companion;
+    std::string sidecar;
     reader.Session().Rows(
-        "SELECT decode(value) FROM parquet_kv_metadata(" + SqlPath(path) + ") WHERE key = 'velmora'::BLOB",
-        [&](const char* const* texts) { companion = texts[0] != nullptr ? texts[0] : ""; });
-    TableCompanion facts;
-    if (!companion.empty()) facts = ParseCompanion(companion, "The description inside " + path);
-    reader.Read(cases, ParquetNames(reader.Session(), path), &facts, table, warnings);
-    ApplyCompanion(facts, table, warnings);
+        "SELECT decode(value) FROM parquet_kv_metadata(" + literal + ") WHERE key = 'velmora'::BLOB",
+        [&](const char* const* texts) { sidecar = texts[0] != nullptr ? texts[0] : ""; });
+    reader.Read(cases, ParquetNames(reader.Session(), literal), std::move(sidecar));
   } catch (const DuckDbError& error) {
-    throw DataError("Cannot read " + path + ": " + error.what() + ".");
+    throw CannotRead(file, error.what());
   }
 }
 
-void ReadJson(const std::string& path, const ReadOptions& options, bool newlineDelimited, Table& table,
-              std::vector<std::string>& warnings) {
+void ReadJson(const ForeignFile& file, RowSink& sink) {
+  const bool newlineDelimited = file.extension != "json";
+  const std::uintmax_t objectSize = std::clamp(std::filesystem::file_size(PathOf(file.openPath)) + 1,
+                                               kSmallestJsonObject, kLargestJsonObject);
   try {
-    ColumnarReader reader(
-        path, options,
-        "read_json(" + SqlPath(path) + ", format=" + (newlineDelimited ? "'newline_delimited'" : "'auto'") +
-            ", records=true, sample_size=-1, convert_strings_to_integers=false, compression='uncompressed'" +
-            ", maximum_object_size=268435456, hive_partitioning=false)");
-    reader.Read(-1, {}, nullptr, table, warnings);
+    ColumnarReader reader(file,
+                          "read_json(" + SqlPath(file.openPath) +
+                              ", format=" + (newlineDelimited ? "'newline_delimited'" : "'auto'") +
+                              ", records=true, sample_size=-1, convert_strings_to_integers=false" +
+                              ", compression='uncompressed', maximum_depth=" + std::to_string(kJsonDepth) +
+                              ", maximum_object_size=" + std::to_string(objectSize) +
+                              ", hive_partitioning=false)",
+                          sink);
+    reader.Read(-1, {}, "");
   } catch (const DuckDbError& error) {
-    const std::string_view said = error.what();
+    const std::string_view message = error.what();
     // A transform error names the line and the value that no number holds; the lines are objects then.
-    if (newlineDelimited && said.find("transform error") == std::string_view::npos)
-      if (const std::int64_t line = FirstBadJsonLine(path); line > 0)
-        throw DataError("Cannot read " + path + ": line " + std::to_string(line) + " is not a JSON object.");
-    if (said.find("non-record") != std::string_view::npos)
-      throw DataError("Cannot read " + path + ": it holds no objects with named values.");
-    throw DataError("Cannot read " + path + ": " + error.what() + ".");
+    if (newlineDelimited && message.find("transform error") == std::string_view::npos)
+      if (const std::int64_t line = FirstBadJsonLine(file.openPath); line > 0)
+        throw DataError("Cannot read " + file.path + ": line " + std::to_string(line) +
+                        " is not a JSON object.");
+    if (message.find("non-record") != std::string_view::npos)
+      throw DataError("Cannot read " + file.path + ": it holds no objects with named values.");
+    throw CannotRead(file, message);
   }
 }
 

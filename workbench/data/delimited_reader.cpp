@@ -1,81 +1,153 @@
-// Delimited text: ScanCsv settles the shape and refuses a file that is not whole; DuckDB then splits the
-// records into texts, on its threads and in order; ColumnBuilder parses them. Columns that turn out to be
-// text after numbers have been parsed are read a second time, alone.
+// Delimited text: RecordSplitter finds the fields on a thread of its own, ColumnBuilder parses them on this one.
+// Columns that turn out to be text after numbers have been parsed are read a second time, alone.
 #include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <sstream>
+#include <thread>
 
-#include "workbench/data/csv_scan.h"
-#include "workbench/data/duckdb_session.h"
 #include "workbench/data/reader_parts.h"
-#include "workbench/data/table_companion.h"
+#include "workbench/data/record_splitter.h"
+#include "workbench/data/table_sidecar.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
-// The shares of the bar: the scan of the bytes, then the reading of the cells.
-constexpr double kScanShare = 0.15;
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
 
-std::string ReadCsvSql(const std::string& path, const CsvShape& shape,
-                       const std::vector<std::size_t>& wanted) {
-  std::string sql = "SELECT ";
-  for (std::size_t i = 0; i < wanted.size(); ++i) sql += (i ? ",c" : "c") + std::to_string(wanted[i]);
-  sql += " FROM read_csv(" + SqlPath(path) +
-         ", auto_detect=false, header=false, quote='\"', escape='\"', nullstr=''";
-  sql += ", null_padding=false, compression='none', hive_partitioning=false, delim=" +
-         SqlText({&shape.delimiter, 1});
-  sql += ", skip=" + std::to_string(shape.recordsBeforeData);
-  // Strict means one kind of line end; the scan has checked everything else that it means.
-  sql += shape.mixedLineEnds ? ", strict_mode=false" : ", strict_mode=true";
-  sql += ", max_line_size=" + std::to_string(std::max<std::int64_t>(2097152, 2 * shape.longestRecord + 1024));
-  sql += ", columns={";
-  for (std::size_t i = 0; i < shape.names.size(); ++i)
-    sql += (i ? ",'c" : "'c") + std::to_string(i) + "':'VARCHAR'";
-  return sql + "})";
+RecordSplitter::Source ReadFrom(const std::string& path) {
+  const std::shared_ptr<std::FILE> file(OpenFile(PathOf(path), "rb"), CloseFile());
+  if (!file) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
+  return [file, path](char* buffer, std::size_t size) {
+    const std::size_t count = std::fread(buffer, 1, size, file.get());
+    if (std::ferror(file.get())) throw DataError("Cannot read " + path + " to its end.");
+    return count;
+  };
 }
 
-void TakeTexts(duckdb_data_chunk chunk, std::size_t column, ColumnBuilder& builder) {
-  duckdb_vector vector = duckdb_data_chunk_get_vector(chunk, column);
-  auto* cells = static_cast<duckdb_string_t*>(duckdb_vector_get_data(vector));
-  const std::uint64_t* validity = duckdb_vector_get_validity(vector);
-  const idx_t count = duckdb_data_chunk_get_size(chunk);
-  for (idx_t row = 0; row < count; ++row) {
-    if (validity != nullptr && ((validity[row / 64] >> (row % 64)) & 1U) == 0)
-      builder.AddField({});
-    else
-      builder.AddField(TextOf(&cells[row]));
+// Splits on a thread of its own, a few blocks ahead.
+class SplitterThread {
+ public:
+  explicit SplitterThread(RecordSplitter& splitter) : splitter_(splitter), thread_([this] { Run(); }) {}
+  ~SplitterThread() {
+    {
+      const std::lock_guard lock(mutex_);
+      stopped_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
   }
-}
+  SplitterThread(const SplitterThread&) = delete;
+  SplitterThread& operator=(const SplitterThread&) = delete;
 
-std::optional<TableCompanion> LoadCompanion(const std::string& path) {
-  const std::string companionPath = CompanionPath(path);
-  std::ifstream file(PathOf(companionPath), std::ios::binary);
+  // The next block in place of one that has been used; false after the last. Throws what the splitter throws.
+  bool Next(RecordBlock& block) {
+    std::unique_lock lock(mutex_);
+    if (!block.bytes.empty()) used_.push_back(std::move(block));
+    changed_.wait(lock, [this] { return !ready_.empty() || ended_; });
+    if (ready_.empty()) {
+      if (failure_) std::rethrow_exception(failure_);
+      return false;
+    }
+    block = std::move(ready_.front());
+    ready_.pop_front();
+    changed_.notify_all();
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t kBlocksAhead = 4;
+
+  void Run() {
+    try {
+      while (SplitOne()) {
+      }
+    } catch (...) {
+      failure_ = std::current_exception();
+    }
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
+  }
+
+  bool SplitOne() {
+    RecordBlock block;
+    {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return ready_.size() < kBlocksAhead || stopped_; });
+      if (stopped_) return false;
+      if (!used_.empty()) {
+        block = std::move(used_.back());
+        used_.pop_back();
+      }
+    }
+    // The memory is used again, what it holds is not.
+    block.bytes.clear();
+    if (!splitter_.Next(block)) return false;
+    const std::lock_guard lock(mutex_);
+    ready_.push_back(std::move(block));
+    changed_.notify_all();
+    return true;
+  }
+
+  RecordSplitter& splitter_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<RecordBlock> ready_;
+  std::vector<RecordBlock> used_;
+  bool stopped_ = false;
+  bool ended_ = false;
+  std::exception_ptr failure_;
+  std::thread thread_;
+};
+
+std::optional<TableSidecar> LoadSidecar(const std::string& path) {
+  const std::string sidecarPath = SidecarPath(path);
+  std::ifstream file(PathOf(sidecarPath), std::ios::binary);
   if (!file) return std::nullopt;
   std::ostringstream text;
   text << file.rdbuf();
-  return ParseCompanion(text.str(), companionPath);
+  return ParseSidecar(text.str(), sidecarPath);
 }
 
 class DelimitedReader {
  public:
-  DelimitedReader(const std::string& path, const ReadOptions& options)
-      : path_(path), progress_(options), session_(options.threads) {}
+  DelimitedReader(const std::string& path, const ReadOptions& options, char delimiter)
+      : path_(path), options_(options), progress_(options), delimiter_(delimiter) {
+    fileBytes_ = static_cast<double>(std::filesystem::file_size(PathOf(path)));
+  }
 
-  void Read(const CsvShape& shape, std::vector<ColumnBuilder>& builders) {
-    std::vector<std::size_t> all(builders.size());
-    for (std::size_t i = 0; i < all.size(); ++i) all[i] = i;
-    ReadColumns(shape, all, builders);
-    if (shape.delimiter != ',') SettleMarks(builders);
-    std::vector<std::size_t> again;
-    for (std::size_t i = 0; i < builders.size(); ++i)
-      if (builders[i].NeedsTexts()) again.push_back(i);
-    if (again.empty()) return;
-    for (std::size_t i : again) builders[i].RestartAsText();
-    ReadColumns(shape, again, builders);
+  void Read(Table& table, std::vector<std::string>& warnings) {
+    auto splitter = std::make_unique<RecordSplitter>(path_, delimiter_, ReadFrom(path_));
+    delimiter_ = splitter->Delimiter();
+    std::vector<std::string> names = splitter->Names();
+    SettleNames(path_, names, warnings);
+    builders_.reserve(names.size());
+    for (std::size_t i = 0; i < names.size(); ++i)
+      builders_.emplace_back(names[i], static_cast<int>(i) + 1, delimiter_ != ',', &options_.missingTexts);
+    const std::optional<TableSidecar> sidecar = LoadSidecar(path_);
+    if (sidecar) ForceTexts(*sidecar, builders_);
+    std::vector<std::size_t> wanted(builders_.size());
+    for (std::size_t i = 0; i < wanted.size(); ++i) wanted[i] = i;
+    ReadColumns(*splitter, wanted);
+    table.caseCount = splitter->RowCount();
+    if (delimiter_ != ',') SettleMarks(builders_);
+    ReadAgain();
+    for (ColumnBuilder& builder : builders_) {
+      progress_.Check(1);
+      table.columns.push_back(builder.Finish(path_, warnings));
+    }
+    if (sidecar) ApplySidecar(*sidecar, table, warnings);
   }
 
  private:
@@ -96,62 +168,61 @@ class DelimitedReader {
     }
   }
 
-  void ReadColumns(const CsvShape& shape, const std::vector<std::size_t>& wanted,
-                   std::vector<ColumnBuilder>& builders) {
-    for (std::size_t i : wanted) builders[i].Reserve(shape.caseCount);
-    std::int64_t cases = 0;
-    const auto take = [&](duckdb_data_chunk chunk) {
-      for (std::size_t i = 0; i < wanted.size(); ++i) TakeTexts(chunk, i, builders[wanted[i]]);
-      cases += static_cast<std::int64_t>(duckdb_data_chunk_get_size(chunk));
-    };
-    const auto tick = [&] {
-      return progress_.Report(kScanShare + (1 - kScanShare) * static_cast<double>(cases) /
-                                               static_cast<double>(shape.caseCount));
-    };
-    try {
-      session_.Stream(ReadCsvSql(path_, shape, wanted), take, tick);
-    } catch (const DuckDbError& error) {
-      throw DataError("Cannot read " + path_ + ": " + error.what() + ".");
+  void ReadAgain() {
+    std::vector<std::size_t> again;
+    for (std::size_t i = 0; i < builders_.size(); ++i)
+      if (builders_[i].NeedsTexts()) again.push_back(i);
+    if (again.empty()) return;
+    for (const std::size_t i : again) builders_[i].RestartAsText();
+    RecordSplitter splitter(path_, delimiter_, ReadFrom(path_));
+    if (splitter.Names().size() == builders_.size()) ReadColumns(splitter, again);
+    for (const ColumnBuilder& builder : builders_)
+      if (builder.CaseCount() != builders_.front().CaseCount())
+        throw DataError(path_ + " was changed while it was read.");
+  }
+
+  void ReadColumns(RecordSplitter& splitter, const std::vector<std::size_t>& wanted) {
+    SplitterThread thread(splitter);
+    RecordBlock block;
+    bool reserved = false;
+    while (thread.Next(block)) {
+      if (!reserved) Reserve(block, wanted);
+      reserved = true;
+      for (const std::size_t column : wanted) {
+        ColumnBuilder& builder = builders_[column];
+        for (std::int64_t row = 0; row < block.rowCount; ++row) builder.AddField(block.Text(row, column));
+      }
+      progress_.Check(static_cast<double>(block.bytesRead) / fileBytes_);
     }
-    if (cases != shape.caseCount)
-      throw DataError("Cannot read " + path_ +
-                      ": its quotes and line ends can be understood in two ways, as " +
-                      std::to_string(shape.caseCount) + " or as " + std::to_string(cases) + " cases.");
+  }
+
+  // As many cases as the file holds if the rest is like its begin.
+  void Reserve(const RecordBlock& block, const std::vector<std::size_t>& wanted) {
+    const double rowsPerByte = static_cast<double>(block.rowCount) / static_cast<double>(block.bytesRead);
+    const auto expected = static_cast<std::int64_t>(1.02 * rowsPerByte * fileBytes_) + 16;
+    for (const std::size_t column : wanted) builders_[column].Reserve(expected);
   }
 
   const std::string& path_;
+  const ReadOptions& options_;
   ReadProgress progress_;
-  DuckDbSession session_;
+  char delimiter_;
+  double fileBytes_ = 0;
+  std::vector<ColumnBuilder> builders_;
 };
 
 }  // namespace
 
-void ForceTexts(const TableCompanion& companion, std::vector<ColumnBuilder>& builders) {
+void ForceTexts(const TableSidecar& sidecar, std::vector<ColumnBuilder>& builders) {
   for (ColumnBuilder& builder : builders) {
-    const auto found = companion.variables.find(builder.Name());
-    if (found != companion.variables.end() && found->second.kind == "text") builder.ForceText();
+    const auto found = sidecar.variables.find(builder.Name());
+    if (found != sidecar.variables.end() && found->second.kind == "text") builder.ForceText();
   }
 }
 
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
                    std::vector<std::string>& warnings) {
-  const ReadProgress progress(options);
-  const auto bytes = static_cast<double>(std::filesystem::file_size(PathOf(path)));
-  CsvShape shape = ScanCsv(path, delimiter, [&](std::int64_t done) {
-    progress.Check(kScanShare * static_cast<double>(done) / bytes);
-  });
-  SettleNames(path, shape.names, warnings);
-  std::vector<ColumnBuilder> builders;
-  builders.reserve(shape.names.size());
-  for (std::size_t i = 0; i < shape.names.size(); ++i)
-    builders.emplace_back(shape.names[i], static_cast<int>(i) + 1, shape.delimiter != ',',
-                          &options.missingTexts);
-  const std::optional<TableCompanion> companion = LoadCompanion(path);
-  if (companion) ForceTexts(*companion, builders);
-  DelimitedReader(path, options).Read(shape, builders);
-  table.caseCount = shape.caseCount;
-  for (ColumnBuilder& builder : builders) table.columns.push_back(builder.Finish(path, warnings));
-  if (companion) ApplyCompanion(*companion, table, warnings);
+  DelimitedReader(path, options, delimiter).Read(table, warnings);
 }
 
 }  // namespace velmora

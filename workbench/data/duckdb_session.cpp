@@ -12,7 +12,7 @@ namespace {
 std::string FirstLine(const char* message) {
   std::string text = message != nullptr ? message : "unknown failure";
   text = text.substr(0, text.find('\n'));
-  // "Invalid Input Error: " and its like say nothing to a person.
+  // "Invalid Input Error: " and its like say nothing to a user.
   const std::size_t colon = text.find(" Error: ");
   if (colon != std::string::npos && text.find(':') == colon + 6) text.erase(0, colon + 8);
   while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
@@ -40,6 +40,16 @@ struct Chunk {
     if (value != nullptr) duckdb_destroy_data_chunk(&value);
   }
 };
+
+// Between quotation marks, those inside doubled.
+std::string Quoted(std::string_view text, char mark) {
+  std::string quoted(1, mark);
+  for (const char c : text) {
+    if (c == mark) quoted += mark;
+    quoted += c;
+  }
+  return quoted + mark;
+}
 
 }  // namespace
 
@@ -73,9 +83,9 @@ DuckDbSession::~DuckDbSession() {
   duckdb_close(&database_);
 }
 
-// A worker that has just been given a task of our connection looks at the connection once more, even after the query
-// was stopped or has ended. So the workers are joined while the connection is still there; a second connection asks
-// for it, because the first one's lock may be what a worker waits for.
+// A worker that has just been given a task of the connection looks at the connection once more, even after the query
+// was interrupted or has ended. So the workers are joined while the connection still exists; a second connection asks
+// for it, because a worker may be waiting for the first one's lock.
 void DuckDbSession::StopThreads() {
   duckdb_connection second = nullptr;
   if (duckdb_connect(database_, &second) == DuckDBError) return;
@@ -135,17 +145,12 @@ void DuckDbSession::Rows(const std::string& sql, const std::function<void(const 
   }
 }
 
-std::string SqlText(std::string_view text) {
-  std::string quoted = "'";
-  for (char c : text) {
-    if (c == '\'') quoted += '\'';
-    quoted += c;
-  }
-  return quoted + "'";
-}
+std::string SqlText(std::string_view text) { return Quoted(text, '\''); }
+
+std::string SqlName(std::string_view name) { return Quoted(name, '"'); }
 
 std::string SqlPath(const std::string& path) {
-  // An absolute path is never taken for an address or a home folder.
+  // An absolute path is never taken for a URL or a home folder.
   const std::string absolute = AbsolutePath(PathOf(path)).string();
   std::string literal;
   for (char c : absolute) {

@@ -1,5 +1,8 @@
-// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make. Everything
-// is in memory: no database file, no temporary folder, no extension is ever fetched.
+// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make. Everything is in
+// memory: no database file, no temporary folder, and no extension is ever fetched.
+//
+//   DuckDbSession session(0);
+//   session.Rows("SELECT name FROM parquet_schema(" + SqlPath(path) + ")", [&](const char* const* texts) { ... });
 #pragma once
 
 #include <duckdb.h>
@@ -13,18 +16,18 @@
 
 namespace velmora {
 
-// What DuckDB said, cut to its first line.
+// The first line of DuckDB's message.
 class DuckDbError : public std::runtime_error {
  public:
   explicit DuckDbError(const char* message);
 };
 
-// Throws DataError where the library is loaded while the program runs and cannot be. Called by every session.
+// Throws DataError where the library is loaded at run time and cannot be. Every session calls it.
 void RequireDuckDb();
 
 class DuckDbSession {
  public:
-  // threads 0: one a processor.
+  // threads 0: one per processor.
   explicit DuckDbSession(int threads);
   ~DuckDbSession();
   DuckDbSession(const DuckDbSession&) = delete;
@@ -32,15 +35,15 @@ class DuckDbSession {
 
   duckdb_connection Connection() const { return connection_; }
 
-  // Runs a statement and drops its rows.
+  // Runs a statement and discards its rows.
   void Run(const std::string& sql);
 
-  // Runs a query and hands its chunks to take in the order of the rows, as they come. tick is called between
-  // the steps; when it returns false the query is stopped and Cancelled thrown.
+  // Runs a query and passes its chunks to take in the order of the rows, as they come. tick is called between the
+  // steps; when it returns false the query is interrupted and Cancelled thrown.
   void Stream(const std::string& sql, const std::function<void(duckdb_data_chunk)>& take,
               const std::function<bool()>& tick);
 
-  // Calls row once a row of a small result, with the texts of its columns (null: NULL).
+  // Calls row for each row of a small result, with the texts of its columns (null: NULL).
   void Rows(const std::string& sql, const std::function<void(const char* const* texts)>& row);
 
  private:
@@ -52,7 +55,9 @@ class DuckDbSession {
 
 // 'text' as a literal of SQL.
 std::string SqlText(std::string_view text);
-// The path as a literal for DuckDB's readers, which would take * ? [ in it for a pattern.
+// "name" as an identifier of SQL. The name has no NUL.
+std::string SqlName(std::string_view name);
+// The path as a literal for DuckDB's readers, which take * ? [ in it for a pattern.
 std::string SqlPath(const std::string& path);
 
 // The text of a VARCHAR cell.

@@ -1,6 +1,8 @@
-// Memory for large blocks that are walked again and again: aligned to large pages and offered to the system as
-// such, so that a walk over thousands of columns does not wait for address translation. (Where the system has
-// none, ordinary memory.)
+// Memory for large blocks that are traversed again and again: aligned to huge pages and offered to the system as
+// such, so that a pass over thousands of columns does not wait for address translation. Ordinary memory where the
+// system has no huge pages.
+//
+//   std::vector<double, LargePageAllocator<double>> values(count);
 #pragma once
 
 #include <cstddef>
@@ -8,10 +10,11 @@
 
 namespace velmora {
 
-// A block of byteCount bytes for FreeLarge, aligned to cache lines at least; null when there is no memory.
+// A block of byteCount bytes, aligned at least to cache lines, to be released by FreeLarge; null when there is no
+// memory.
 [[nodiscard]] void* AllocateLarge(std::size_t byteCount) noexcept;
 
-// For containers that hold such blocks.
+// For containers whose storage is such a block.
 template <class T>
 struct LargePageAllocator {
   using value_type = T;

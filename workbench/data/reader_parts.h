@@ -7,7 +7,7 @@
 
 #include "workbench/data/column_builder.h"
 #include "workbench/data/readers.h"
-#include "workbench/data/table_companion.h"
+#include "workbench/data/table_sidecar.h"
 
 namespace velmora {
 
@@ -33,19 +33,10 @@ class ReadProgress {
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings);
 
-// Makes text columns of those that the companion calls text.
-void ForceTexts(const TableCompanion& companion, std::vector<ColumnBuilder>& builders);
+// Makes text columns of those that the sidecar calls text.
+void ForceTexts(const TableSidecar& sidecar, std::vector<ColumnBuilder>& builders);
 
-// Each fills columns, caseCount and bundles; the caller has made sure that path is a file that can be opened.
+// Fills columns, caseCount and bundles; the caller has made sure that path is a file that can be opened.
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
                    std::vector<std::string>& warnings);
-void ReadParquet(const std::string& path, const ReadOptions& options, Table& table,
-                 std::vector<std::string>& warnings);
-// newlineDelimited: one object a line; otherwise an array of objects, or objects one after another.
-void ReadJson(const std::string& path, const ReadOptions& options, bool newlineDelimited, Table& table,
-              std::vector<std::string>& warnings);
-// extension: lower case, without the dot.
-void ReadStatFile(const std::string& path, const ReadOptions& options, const std::string& extension,
-                  Table& table, std::vector<std::string>& warnings);
-
 }  // namespace velmora

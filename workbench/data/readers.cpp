@@ -11,7 +11,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "workbench/data/atomic_file.h"
 #include "workbench/data/field_parser.h"
+#include "workbench/data/foreign_file.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/reader_parts.h"
@@ -30,7 +32,7 @@ std::string LowerExtension(const std::string& path) {
 }
 
 void RequireReadableFile(const std::string& path) {
-  if (path.empty()) throw DataError("A data file needs a name.");
+  RequirePath(path);
   std::error_code code;
   const auto status = std::filesystem::status(PathOf(path), code);
   if (!std::filesystem::exists(status)) throw DataError("There is no file " + path + ".");
@@ -49,11 +51,9 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
     return ReadDelimited(path, options, options.delimiter, table, warnings);
   if (extension == "tsv")
     return ReadDelimited(path, options, options.delimiter != 0 ? options.delimiter : '\t', table, warnings);
-  if (extension == "parquet") return ReadParquet(path, options, table, warnings);
-  if (extension == "json") return ReadJson(path, options, false, table, warnings);
-  if (extension == "jsonl" || extension == "ndjson") return ReadJson(path, options, true, table, warnings);
-  for (const char* known : {"sav", "zsav", "por", "sas7bdat", "xpt", "dta"})
-    if (extension == known) return ReadStatFile(path, options, extension, table, warnings);
+  if (IsForeignExtension(extension))
+    return ReadForeignFile(path, extension, options, LimitsFor(std::filesystem::file_size(PathOf(path))),
+                           table, warnings);
   throw DataError(
       "Cannot tell from its name what kind of file " + path +
       " is; known endings are .csv .tsv .txt .parquet .json .jsonl .ndjson .sav .zsav .por .sas7bdat "

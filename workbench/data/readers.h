@@ -38,7 +38,7 @@
 // - A column whose every text is a date (2024-05-31, 31.5.2024, 5/31/2024; 5/6/2024 if other cases tell the day
 //   from the month) or a point in time (2024-05-31 12:30:00) holds dates.
 //
-// Companion: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles, long names,
+// Sidecar: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles, long names,
 // labels and codes. A Parquet file written by SaveTable carries the same inside.
 #pragma once
 

@@ -1,6 +1,6 @@
-// SPSS, SAS and Stata files through ReadStat, which calls back: metadata, then each variable, the value
-// labels, then every cell of every case. Nothing may be thrown through ReadStat's C frames: a failure is kept
-// and thrown after it has returned.
+// SPSS, SAS and Stata files through ReadStat, which calls back: metadata, then each variable, the value labels (Stata:
+// at the end), every cell of every case. Nothing may be thrown through ReadStat's C frames: a failure is kept and
+// thrown after ReadStat has returned.
 #include <readstat.h>
 
 #include <algorithm>
@@ -10,17 +10,17 @@
 #include <map>
 #include <memory>
 
-#include "workbench/data/reader_parts.h"
+#include "workbench/data/foreign_file.h"
 
 namespace velmora {
 
 namespace {
 
-// Days from the program's day 0 to 1970-01-01, and what its numbers count.
+// How the numbers of a program count dates.
 struct DateForm {
   DateUnit unit = DateUnit::kNone;
-  double perUnit = 1;  // file units in a day (kDays) or in a second (kSeconds)
-  double epochDays = 0;
+  double perUnit = 1;    // file units in a day (kDays) or in a second (kSeconds)
+  double epochDays = 0;  // from the program's day 0 to 1970-01-01
 };
 
 constexpr double kSpssEpochDays = 141428;    // 1582-10-14
@@ -36,7 +36,7 @@ bool StartsWithAny(std::string_view text, std::initializer_list<std::string_view
                      [&](std::string_view start) { return StartsWith(text, start); });
 }
 
-// extension tells the program; format is the variable's display format, e.g. DATE11, %td, DATETIME20.
+// The extension names the program; format is the variable's display format, e.g. DATE11, %td, DATETIME20.
 DateForm FindDateForm(const std::string& extension, std::string format) {
   for (char& c : format)
     if (c >= 'a' && c <= 'z' && extension != "dta") c = static_cast<char>(c - 32);
@@ -65,26 +65,38 @@ double FromFileTime(const DateForm& form, double value) {
   return value / form.perUnit - form.epochDays * kSecondsPerDay;
 }
 
-// The value labels of one set: of numbers, of texts, or both empty.
-struct LabelSet {
-  std::map<double, std::string> numbers;
-  std::map<std::string, std::string> texts;
-};
-
-struct FileColumn {
-  std::string longName;
-  std::string labelSet;
-  DateForm date;
+// The cells of one column that have not been delivered yet.
+struct PendingColumn {
   bool isText = false;
-  std::optional<Measurement> declared;
+  DateForm date;
+  std::vector<std::uint8_t> bitmap;  // a bit per row
+  bool anyMissing = false;
+  std::vector<double> numbers;
+  std::vector<std::uint64_t> ends;  // of the texts, after a first 0
+  std::string bytes;
+  std::int64_t rowCount = 0;
+
+  void Clear() {
+    bitmap.clear();
+    anyMissing = false;
+    numbers.clear();
+    ends.assign(1, 0);
+    bytes.clear();
+    rowCount = 0;
+  }
+  void Mark(bool present) {
+    if (rowCount % 8 == 0) bitmap.push_back(0);
+    bitmap.back() = static_cast<std::uint8_t>(bitmap.back() | (present ? 1U << (rowCount % 8) : 0U));
+    anyMissing |= !present;
+    ++rowCount;
+  }
 };
 
 class StatReader {
  public:
-  StatReader(const std::string& path, const ReadOptions& options, std::string extension)
-      : path_(path), options_(options), progress_(options), extension_(std::move(extension)) {}
+  StatReader(const ForeignFile& file, RowSink& sink) : file_(file), sink_(sink), extension_(file.extension) {}
 
-  void Read(Table& table, std::vector<std::string>& warnings) {
+  void Read() {
     const std::unique_ptr<readstat_parser_t, void (*)(readstat_parser_t*)> parser(readstat_parser_init(),
                                                                                   readstat_parser_free);
     if (!parser) throw std::bad_alloc();
@@ -97,8 +109,10 @@ class StatReader {
     const readstat_error_t error = Parse(parser.get());
     if (failure_) std::rethrow_exception(failure_);
     if (error != READSTAT_OK)
-      throw DataError("Cannot read " + path_ + ": " + Lowered(readstat_error_message(error)) + ".");
-    Finish(table, warnings);
+      throw DataError("Cannot read " + file_.path + ": " + Lowered(readstat_error_message(error)) + ".");
+    BeginRows();
+    Flush();
+    sink_.End(details_);
   }
 
  private:
@@ -110,11 +124,12 @@ class StatReader {
   }
 
   readstat_error_t Parse(readstat_parser_t* parser) {
-    if (extension_ == "sav" || extension_ == "zsav") return readstat_parse_sav(parser, path_.c_str(), this);
-    if (extension_ == "por") return readstat_parse_por(parser, path_.c_str(), this);
-    if (extension_ == "sas7bdat") return readstat_parse_sas7bdat(parser, path_.c_str(), this);
-    if (extension_ == "xpt") return readstat_parse_xport(parser, path_.c_str(), this);
-    return readstat_parse_dta(parser, path_.c_str(), this);
+    if (extension_ == "sav" || extension_ == "zsav")
+      return readstat_parse_sav(parser, file_.openPath.c_str(), this);
+    if (extension_ == "por") return readstat_parse_por(parser, file_.openPath.c_str(), this);
+    if (extension_ == "sas7bdat") return readstat_parse_sas7bdat(parser, file_.openPath.c_str(), this);
+    if (extension_ == "xpt") return readstat_parse_xport(parser, file_.openPath.c_str(), this);
+    return readstat_parse_dta(parser, file_.openPath.c_str(), this);
   }
 
   // Runs work for a callback; keeps what it throws.
@@ -131,7 +146,8 @@ class StatReader {
   }
 
   static int OnMetadata(readstat_metadata_t* metadata, void* context) {
-    return Guard(context, [&](StatReader& reader) { reader.rowCount_ = readstat_get_row_count(metadata); });
+    return Guard(context,
+                 [&](StatReader& reader) { reader.header_.caseCount = readstat_get_row_count(metadata); });
   }
 
   static int OnVariable(int, readstat_variable_t* variable, const char* labelSet, void* context) {
@@ -140,7 +156,7 @@ class StatReader {
 
   static int OnLabel(const char* labelSet, readstat_value_t value, const char* label, void* context) {
     return Guard(context, [&](StatReader& reader) {
-      LabelSet& set = reader.labelSets_[labelSet];
+      LabelSet& set = reader.details_.labelSets[labelSet];
       if (readstat_value_type_class(value) == READSTAT_TYPE_CLASS_STRING) {
         const char* text = readstat_string_value(value);
         set.texts[text != nullptr ? text : ""] = label;
@@ -155,118 +171,122 @@ class StatReader {
   }
 
   static int OnWeight(readstat_variable_t* variable, void* context) {
-    return Guard(context,
-                 [&](StatReader& reader) { reader.weightIndex_ = readstat_variable_get_index(variable); });
+    return Guard(context, [&](StatReader& reader) {
+      reader.details_.weightColumn = readstat_variable_get_index(variable);
+    });
   }
 
   static int OnProgress(double fraction, void* context) {
-    return Guard(context, [&](StatReader& reader) { reader.progress_.Check(fraction); });
+    return Guard(context, [&](StatReader& reader) {
+      if (!reader.sink_.Progress(fraction)) throw Cancelled();
+    });
   }
 
   void AddVariable(readstat_variable_t* variable, const char* labelSet) {
-    FileColumn column;
+    ForeignColumn column;
+    const char* name = readstat_variable_get_name(variable);
+    if (name != nullptr) column.name = name;
     if (const char* label = readstat_variable_get_label(variable)) column.longName = label;
     if (labelSet != nullptr) column.labelSet = labelSet;
-    column.isText = readstat_variable_get_type_class(variable) == READSTAT_TYPE_CLASS_STRING;
+    PendingColumn pending;
+    pending.isText = readstat_variable_get_type_class(variable) == READSTAT_TYPE_CLASS_STRING;
     const char* format = readstat_variable_get_format(variable);
-    if (!column.isText) column.date = FindDateForm(extension_, format != nullptr ? format : "");
+    if (!pending.isText) pending.date = FindDateForm(extension_, format != nullptr ? format : "");
+    column.kind = pending.isText ? CellKind::kText : CellKind::kNumber;
+    column.dateUnit = pending.date.unit;
     const readstat_measure_t measure = readstat_variable_get_measure(variable);
     if (measure == READSTAT_MEASURE_NOMINAL || measure == READSTAT_MEASURE_ORDINAL)
       column.declared = Measurement::kCategorical;
-    else if (measure == READSTAT_MEASURE_SCALE && !column.isText)
+    else if (measure == READSTAT_MEASURE_SCALE && !pending.isText)
       column.declared = Measurement::kContinuous;
-    columns_.push_back(std::move(column));
-    const char* name = readstat_variable_get_name(variable);
-    builders_.emplace_back(name != nullptr ? name : "", static_cast<int>(columns_.size()), false,
-                           &options_.missingTexts);
-    if (rowCount_ > 0) builders_.back().Reserve(rowCount_);
+    header_.columns.push_back(std::move(column));
+    pending.Clear();
+    pending_.push_back(std::move(pending));
   }
 
   void AddValue(readstat_variable_t* variable, readstat_value_t value) {
     const auto index = static_cast<std::size_t>(readstat_variable_get_index(variable));
-    ColumnBuilder& builder = builders_.at(index);
-    const FileColumn& column = columns_[index];
-    if (index == 0 && (++cases_ & 1023) == 0 && rowCount_ > 0)
-      progress_.Check(static_cast<double>(cases_) / static_cast<double>(rowCount_));
-    if (readstat_value_is_missing(value, variable)) return builder.AddMissing();
+    if (index == 0) {
+      if (!begun_) BeginRows();
+      if (pending_[0].rowCount == rowsPerBlock_) Flush();
+    }
+    PendingColumn& column = pending_.at(index);
+    const bool missing = readstat_value_is_missing(value, variable) != 0;
     if (column.isText) {
-      const char* text = readstat_string_value(value);
+      const char* text = missing ? nullptr : readstat_string_value(value);
       // SPSS and SAS pad texts with blanks on the right.
       std::string_view trimmed = text != nullptr ? text : "";
       while (!trimmed.empty() && trimmed.back() == ' ') trimmed.remove_suffix(1);
-      return builder.AddText(trimmed);
+      column.bytes += trimmed;
+      column.ends.push_back(column.bytes.size());
+    } else {
+      const double number = missing ? 0 : readstat_double_value(value);
+      column.numbers.push_back(column.date.unit == DateUnit::kNone ? number
+                                                                   : FromFileTime(column.date, number));
     }
-    const double number = readstat_double_value(value);
-    builder.AddNumber(column.date.unit == DateUnit::kNone ? number : FromFileTime(column.date, number));
+    column.Mark(!missing);
   }
 
-  void Finish(Table& table, std::vector<std::string>& warnings) {
-    if (columns_.empty()) throw DataError(path_ + " has no variables.");
-    table.caseCount = builders_.front().CaseCount();
-    if (table.caseCount == 0) throw DataError(path_ + " has variables but no cases.");
-    std::vector<std::string> names;
-    for (const ColumnBuilder& builder : builders_) names.push_back(builder.Name());
-    SettleNames(path_, names, warnings);
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (builders_[i].CaseCount() != table.caseCount)
-        throw DataError("Cannot read " + path_ + ": variable \"" + names[i] + "\" ends after " +
-                        std::to_string(builders_[i].CaseCount()) + " of " + std::to_string(table.caseCount) +
-                        " cases.");
-      Column column = builders_[i].Finish(path_, warnings);
-      column.name = std::move(names[i]);
-      column.longName = std::move(columns_[i].longName);
-      column.declaredMeasurement = columns_[i].declared;
-      if (columns_[i].date.unit != DateUnit::kNone) column.dateUnit = columns_[i].date.unit;
-      ApplyLabels(columns_[i], column);
-      table.columns.push_back(std::move(column));
-    }
-    if (weightIndex_ >= 0)
-      table.declaredWeight = table.columns.at(static_cast<std::size_t>(weightIndex_)).name;
+  // All variables are known.
+  void BeginRows() {
+    if (begun_) return;
+    begun_ = true;
+    sink_.Begin(header_);
+    constexpr std::size_t kCellsPerBlock = std::size_t{1} << 17;
+    rowsPerBlock_ = static_cast<std::int64_t>(
+        std::clamp<std::size_t>(kCellsPerBlock / std::max<std::size_t>(pending_.size(), 1), 1, 8192));
   }
 
-  // Labels of numbers stay as they are, those of missing values too. A text column shows the labels of its
-  // texts when every label is another.
-  void ApplyLabels(const FileColumn& source, Column& column) const {
-    const auto found = labelSets_.find(source.labelSet);
-    if (source.labelSet.empty() || found == labelSets_.end()) return;
-    if (!source.isText) {
-      for (const auto& [value, text] : found->second.numbers)
-        if (std::isfinite(value)) column.labels.push_back({value, text});
-      return;
+  void Flush() {
+    const std::int64_t rowCount = pending_.empty() ? 0 : pending_[0].rowCount;
+    if (rowCount == 0) return;
+    BlockLayout layout;
+    std::vector<ColumnSlice> slices;
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      const PendingColumn& column = pending_[i];
+      if (column.rowCount != rowCount)
+        throw DataError("Cannot read " + file_.path + ": variable \"" + header_.columns[i].name +
+                        "\" ends after " + std::to_string(delivered_ + column.rowCount) + " of " +
+                        std::to_string(delivered_ + rowCount) + " cases.");
+      ColumnSlice slice{i, header_.columns[i].kind};
+      if (column.anyMissing) slice.bitmap = layout.Add(column.bitmap.size());
+      slice.values = layout.Add(8 * (column.isText ? column.ends.size() : column.numbers.size()));
+      slice.byteCount = column.bytes.size();
+      slice.bytes = layout.Add(slice.byteCount);
+      slices.push_back(slice);
     }
-    std::vector<ValueLabel> shown = column.labels;
-    std::map<std::string, int> uses;
-    for (ValueLabel& label : shown) {
-      std::string key = label.text;
-      auto text = found->second.texts.find(key);
-      // The keys of the set may be padded like the values.
-      for (; text == found->second.texts.end() && key.size() < 8; text = found->second.texts.find(key))
-        key += ' ';
-      if (text != found->second.texts.end()) label.text = text->second;
-      ++uses[label.text];
+    std::byte* const block = sink_.Buffer(layout.Size());
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      PendingColumn& column = pending_[i];
+      const ColumnSlice& slice = slices[i];
+      if (column.anyMissing) std::memcpy(block + slice.bitmap, column.bitmap.data(), column.bitmap.size());
+      if (column.isText) {
+        std::memcpy(block + slice.values, column.ends.data(), 8 * column.ends.size());
+        std::memcpy(block + slice.bytes, column.bytes.data(), column.bytes.size());
+      } else {
+        std::memcpy(block + slice.values, column.numbers.data(), 8 * column.numbers.size());
+      }
+      column.Clear();
     }
-    if (std::all_of(uses.begin(), uses.end(), [](const auto& use) { return use.second == 1; }))
-      column.labels = std::move(shown);
+    delivered_ += rowCount;
+    const auto expected = static_cast<double>(header_.caseCount);
+    sink_.Deliver(slices, rowCount, expected > 0 ? static_cast<double>(delivered_) / expected : 0);
   }
 
-  const std::string& path_;
-  const ReadOptions& options_;
-  ReadProgress progress_;
-  std::string extension_;
-  std::int64_t rowCount_ = -1;
-  std::int64_t cases_ = 0;
-  int weightIndex_ = -1;
-  std::vector<FileColumn> columns_;
-  std::vector<ColumnBuilder> builders_;
-  std::map<std::string, LabelSet> labelSets_;
+  const ForeignFile& file_;
+  RowSink& sink_;
+  const std::string& extension_;
+  ForeignHeader header_;
+  ForeignDetails details_;
+  std::vector<PendingColumn> pending_;
+  std::int64_t rowsPerBlock_ = 1;
+  std::int64_t delivered_ = 0;
+  bool begun_ = false;
   std::exception_ptr failure_;
 };
 
 }  // namespace
 
-void ReadStatFile(const std::string& path, const ReadOptions& options, const std::string& extension,
-                  Table& table, std::vector<std::string>& warnings) {
-  StatReader(path, options, extension).Read(table, warnings);
-}
+void ReadStatFile(const ForeignFile& file, RowSink& sink) { StatReader(file, sink).Read(); }
 
 }  // namespace velmora

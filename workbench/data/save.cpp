@@ -1,16 +1,17 @@
 #include "workbench/data/save.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
+#include <thread>
 
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/csv_text.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/field_parser.h"
-#include "workbench/data/table_companion.h"
+#include "workbench/data/table_sidecar.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -27,7 +28,7 @@ bool ReadsBack(double value, DateUnit unit) {
   return back && *back == value;
 }
 
-// Dates that their text would not give back to the last bit are written as numbers.
+// Dates whose text would not read back to the last bit are written as numbers.
 CellForm FormOf(const Column& column) {
   if (column.fromText) return CellForm::kText;
   if (column.fromBoolean) return CellForm::kBoolean;
@@ -40,30 +41,7 @@ CellForm FormOf(const Column& column) {
   return column.dateUnit == DateUnit::kDays ? CellForm::kDate : CellForm::kDateTime;
 }
 
-void AppendNumber(double value, std::string& out) {
-  std::array<char, 32> text;
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value);
-  out.append(text.data(), end.ptr);
-}
-
-void AppendField(std::string_view text, char delimiter, std::string& out) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
-  const bool quote = text.find_first_of("\"\r\n") != std::string_view::npos ||
-                     text.find(delimiter) != std::string_view::npos || text.empty() ||
-                     isBlank(text.front()) || isBlank(text.back());
-  if (!quote) {
-    out += text;
-    return;
-  }
-  out += '"';
-  for (char c : text) {
-    if (c == '"') out += '"';
-    out += c;
-  }
-  out += '"';
-}
-
-// The label of a code; most text columns have the codes 1..k, so the look-up is a subscript.
+// The label of a code. Most text columns have the codes 1..k, so the look-up is a subscript.
 const std::string* TextOfCode(const Column& column, double value) {
   if (value >= 1 && value <= static_cast<double>(column.labels.size())) {
     const ValueLabel& guess = column.labels[static_cast<std::size_t>(value) - 1];
@@ -75,8 +53,8 @@ const std::string* TextOfCode(const Column& column, double value) {
 void AppendCell(const Column& column, CellForm form, double value, char delimiter, std::string& out) {
   switch (form) {
     case CellForm::kText:
-      if (const std::string* text = TextOfCode(column, value)) return AppendField(*text, delimiter, out);
-      return AppendNumber(value, out);
+      if (const std::string* text = TextOfCode(column, value)) return AppendCsvField(*text, delimiter, out);
+      return AppendShortestNumber(value, out);
     case CellForm::kDate:
       out += IsoDate(value);
       return;
@@ -85,16 +63,19 @@ void AppendCell(const Column& column, CellForm form, double value, char delimite
       return;
     case CellForm::kBoolean:
     case CellForm::kNumber:
-      return AppendNumber(value, out);
+      return AppendShortestNumber(value, out);
   }
 }
 
-void WriteDelimited(const Table& table, char delimiter, const std::function<void(std::string_view)>& write) {
-  constexpr std::size_t kFlushBytes = std::size_t{1} << 20;
+// write gets the fraction of the cases that its piece ends with.
+using WritePiece = std::function<void(std::string_view bytes, double fraction)>;
+
+void WriteDelimited(const Table& table, char delimiter, const WritePiece& write) {
+  constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
   std::string out;
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     if (i > 0) out += delimiter;
-    AppendField(table.columns[i].name, delimiter, out);
+    AppendCsvField(table.columns[i].name, delimiter, out);
   }
   out += '\n';
   std::vector<CellForm> forms;
@@ -110,38 +91,52 @@ void WriteDelimited(const Table& table, char delimiter, const std::function<void
       if (!missing[i].Contains(value)) AppendCell(table.columns[i], forms[i], value, delimiter, out);
     }
     out += '\n';
-    if (out.size() < kFlushBytes) continue;
-    write(out);
+    if (out.size() < kPieceBytes) continue;
+    write(out, static_cast<double>(row + 1) / static_cast<double>(table.caseCount));
     out.clear();
   }
-  write(out);
+  write(out, 1);
 }
 
-void SaveDelimited(const Table& table, const std::string& path, char delimiter) {
-  AtomicFile file(path);
-  WriteDelimited(table, delimiter, [&file](std::string_view bytes) { file.Write(bytes); });
+bool Continues(const SaveTableOptions& options, double fraction) {
+  return !options.progress || options.progress(fraction);
+}
+
+void SaveDelimited(const Table& table, const std::string& path, char delimiter,
+                   const SaveTableOptions& options) {
+  AtomicFile file(path, options.shownPath);
+  WriteDelimited(table, delimiter, [&](std::string_view bytes, double fraction) {
+    file.Write(bytes);
+    if (!Continues(options, fraction)) throw Cancelled();
+  });
   // Both files are complete on the disk before either takes its place.
   file.Close();
-  const std::string companion = PrintCompanion(table, false);
-  const std::string companionPath = CompanionPath(path);
-  if (companion.empty()) {
+  const std::string sidecar = PrintSidecar(table, false);
+  const std::string sidecarPath = SidecarPath(path);
+  if (sidecar.empty()) {
     file.Commit();
     std::error_code code;
-    std::filesystem::remove(PathOf(companionPath), code);
+    std::filesystem::remove(PathOf(sidecarPath), code);
     return;
   }
-  AtomicFile companionFile(companionPath);
-  companionFile.Write(companion);
-  companionFile.Close();
+  AtomicFile sidecarFile(sidecarPath, SidecarPath(file.ShownPath()));
+  sidecarFile.Write(sidecar);
+  sidecarFile.Close();
+  if (!Continues(options, 1)) throw Cancelled();
   file.Commit();
-  companionFile.Commit();
+  sidecarFile.Commit();
 }
 
-// DuckDB pulls the table through a table function, chunk by chunk, so no second copy of it is made.
+// DuckDB pulls the table through a table function, chunk by chunk, so there is never a second copy of it.
 struct ParquetSource {
   const Table* table;
   std::vector<CellForm> forms;
-  std::int64_t nextCase = 0;
+  const SaveTableOptions* options;
+  std::thread::id owner;  // the only thread that progress is reported on
+  std::atomic<std::int64_t> nextCase = 0;
+  bool cancelled = false;
+
+  double Fraction() const { return static_cast<double>(nextCase) / static_cast<double>(table->caseCount); }
 };
 
 duckdb_type ParquetType(CellForm form) {
@@ -194,13 +189,18 @@ void WriteCell(const Column& column, CellForm form, double value, duckdb_vector 
     duckdb_vector_assign_string_element_len(vector, row, text->data(), text->size());
   } else {
     std::string number;
-    AppendNumber(value, number);
+    AppendShortestNumber(value, number);
     duckdb_vector_assign_string_element_len(vector, row, number.data(), number.size());
   }
 }
 
 void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
   auto& source = *static_cast<ParquetSource*>(duckdb_function_get_extra_info(info));
+  // DuckDB may run the whole query on the thread that waits for it.
+  if (std::this_thread::get_id() == source.owner && !Continues(*source.options, source.Fraction())) {
+    source.cancelled = true;
+    return duckdb_function_set_error(info, "cancelled");
+  }
   const std::int64_t count = std::min<std::int64_t>(static_cast<std::int64_t>(duckdb_vector_size()),
                                                     source.table->caseCount - source.nextCase);
   for (std::size_t i = 0; i < source.forms.size(); ++i) {
@@ -225,41 +225,68 @@ void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
   source.nextCase += count;
 }
 
-std::string SqlName(const std::string& name) {
-  std::string quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
+// DuckDB takes only UTF-8 for a path, which a file's name need not be: it gets another name for the open file, where
+// the system has one.
+class WritablePath {
+ public:
+  explicit WritablePath(const std::string& path) : file_(OpenFile(PathOf(path), "r+b")) {
+    if (file_ != nullptr) name_ = NameOfOpenFile(file_);
+    if (name_.empty()) name_ = AbsolutePath(PathOf(path)).string();
   }
-  return quoted + '"';
+  WritablePath(const WritablePath&) = delete;
+  WritablePath& operator=(const WritablePath&) = delete;
+  ~WritablePath() {
+    if (file_ != nullptr) std::fclose(file_);
+  }
+  const std::string& Name() const { return name_; }
+
+ private:
+  std::FILE* file_;
+  std::string name_;
+};
+
+std::string CopySql(const Table& table, const std::string& target) {
+  std::string sql = "COPY (SELECT ";
+  for (std::size_t i = 0; i < table.columns.size(); ++i)
+    sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
+  sql += " FROM table_to_save()) TO " + SqlText(target) + " (FORMAT parquet, USE_TMP_FILE false";
+  const std::string sidecar = PrintSidecar(table, true);
+  if (!sidecar.empty()) sql += ", KV_METADATA {velmora: " + SqlText(sidecar) + "}";
+  return sql + ")";
 }
 
-void SaveParquet(const Table& table, const std::string& path) {
-  ParquetSource source{&table, {}, 0};
+void RegisterSource(DuckDbSession& session, ParquetSource& source) {
+  duckdb_table_function function = duckdb_create_table_function();
+  duckdb_table_function_set_name(function, "table_to_save");
+  duckdb_table_function_set_extra_info(function, &source, nullptr);
+  duckdb_table_function_set_bind(function, BindSource);
+  duckdb_table_function_set_init(function, InitSource);
+  duckdb_table_function_set_function(function, FillChunk);
+  const duckdb_state state = duckdb_register_table_function(session.Connection(), function);
+  duckdb_destroy_table_function(&function);
+  if (state == DuckDBError) throw DuckDbError("the table cannot be handed over");
+}
+
+void SaveParquet(const Table& table, const std::string& path, const SaveTableOptions& options) {
+  ParquetSource source{&table, {}, &options, std::this_thread::get_id()};
   for (const Column& column : table.columns) source.forms.push_back(FormOf(column));
-  AtomicFile file(path);
+  AtomicFile file(path, options.shownPath);
   file.Close();
-  try {
-    DuckDbSession session(0);
-    duckdb_table_function function = duckdb_create_table_function();
-    duckdb_table_function_set_name(function, "table_to_save");
-    duckdb_table_function_set_extra_info(function, &source, nullptr);
-    duckdb_table_function_set_bind(function, BindSource);
-    duckdb_table_function_set_init(function, InitSource);
-    duckdb_table_function_set_function(function, FillChunk);
-    const duckdb_state state = duckdb_register_table_function(session.Connection(), function);
-    duckdb_destroy_table_function(&function);
-    if (state == DuckDBError) throw DuckDbError("the table cannot be handed over");
-    std::string sql = "COPY (SELECT ";
-    for (std::size_t i = 0; i < table.columns.size(); ++i)
-      sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
-    sql += " FROM table_to_save()) TO " + SqlText(AbsolutePath(PathOf(file.TemporaryPath())).string()) +
-           " (FORMAT parquet, USE_TMP_FILE false";
-    const std::string companion = PrintCompanion(table, true);
-    if (!companion.empty()) sql += ", KV_METADATA {velmora: " + SqlText(companion) + "}";
-    session.Run(sql + ")");
-  } catch (const DuckDbError& error) {
-    throw DataError("Cannot write " + path + ": " + error.what() + ".");
+  {
+    const WritablePath target(file.TemporaryPath());
+    try {
+      DuckDbSession session(0);
+      RegisterSource(session, source);
+      session.Stream(
+          CopySql(table, target.Name()), [](duckdb_data_chunk) {},
+          [&] { return Continues(options, source.Fraction()); });
+    } catch (const DuckDbError& error) {
+      if (source.cancelled) throw Cancelled();
+      std::string reason = error.what();
+      if (const std::size_t at = reason.find(target.Name()); at != std::string::npos)
+        reason.replace(at, target.Name().size(), file.ShownPath());
+      throw DataError("Cannot write " + file.ShownPath() + ": " + reason + ".");
+    }
   }
   file.Commit();
 }
@@ -267,17 +294,22 @@ void SaveParquet(const Table& table, const std::string& path) {
 }  // namespace
 
 void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write) {
-  WriteDelimited(table, ',', write);
+  WriteDelimited(table, ',', [&](std::string_view bytes, double) { write(bytes); });
 }
 
-void SaveTable(const Table& table, const std::string& path) {
-  if (table.columns.empty()) throw DataError("Cannot write " + path + ": the table has no variables.");
+void SaveTable(const Table& table, const std::string& path, const SaveTableOptions& options) {
+  const std::string& shown = options.shownPath.empty() ? path : options.shownPath;
+  RequirePath(path);
+  if (table.columns.empty()) throw DataError("Cannot write " + shown + ": the table has no variables.");
+  for (const Column& column : table.columns)
+    if (column.name.find('\0') != std::string::npos)
+      throw DataError("Cannot write " + shown + ": the name of a variable holds a NUL character.");
   std::string extension = PathOf(path).extension().string();
   for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  if (extension == ".csv") return SaveDelimited(table, path, ',');
-  if (extension == ".tsv") return SaveDelimited(table, path, '\t');
-  if (extension == ".parquet") return SaveParquet(table, path);
-  throw DataError("Cannot tell from its name how to write " + path +
+  if (extension == ".csv") return SaveDelimited(table, path, ',', options);
+  if (extension == ".tsv") return SaveDelimited(table, path, '\t', options);
+  if (extension == ".parquet") return SaveParquet(table, path, options);
+  throw DataError("Cannot tell from its name how to write " + shown +
                   "; a table is saved as .csv, .tsv or .parquet.");
 }
 

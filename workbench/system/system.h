@@ -1,8 +1,11 @@
-// What the workbench asks of the operating system beyond the language's library: one header, one source file a
+// What the workbench asks of the operating system beyond the language's library: one header, one source file per
 // system. Texts and paths are UTF-8 on every system.
+//
+//   std::FILE* file = OpenFile(PathOf(name), "rb");
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -12,40 +15,49 @@
 
 namespace velmora {
 
-// A path from its text. Texts go into paths through this function only, since the library reads narrow texts in the
-// locale's encoding on some systems; path.string() gives UTF-8 everywhere.
+// A path from its text. Texts become paths through this function only, since the library takes narrow texts to be in
+// the locale's encoding on some systems; path.string() gives UTF-8 everywhere.
 [[nodiscard]] inline std::filesystem::path PathOf(std::string_view text) {
   return std::filesystem::path(std::u8string(text.begin(), text.end()));
 }
 
-// The library's functions of these names, also for "\\server\share\file", whose beginning it takes for a folder of the
-// present drive. Where there is no answer, the path as it stands.
+// std::filesystem's absolute and lexically_normal, also for "\\server\share\file", whose begin the library takes for
+// a folder of the current drive. Where there is no answer, the path unchanged.
 [[nodiscard]] std::filesystem::path AbsolutePath(const std::filesystem::path& path);
 [[nodiscard]] std::filesystem::path NormalPath(const std::filesystem::path& path);
 
-// Names of what stands in a folder, in no order; empty, and why, when it cannot be read. The library's iterator reads
-// another folder where a path is longer than 260 characters.
+// The names in a folder, in no order; empty, with the reason in error, when it cannot be read. The library's iterator
+// reads another folder where a path is longer than 260 characters.
 [[nodiscard]] std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder,
                                                          std::error_code& error);
 
-// The words behind the program's name.
+// The arguments after the program's name.
 [[nodiscard]] std::vector<std::string> CommandLineArguments(int argumentCount, char** arguments);
 // Empty when it is not set.
 [[nodiscard]] std::string EnvironmentVariable(const char* name);
 [[nodiscard]] unsigned ProcessNumber();
-// File of the running program and its folder, empty when the system does not tell.
+// The file of the running program and its folder; empty when the system does not say.
 [[nodiscard]] std::filesystem::path ExecutablePath();
 [[nodiscard]] std::filesystem::path ExecutableFolder();
+// The folder of the program or shared library that contains this code.
+[[nodiscard]] std::filesystem::path LibraryFolder();
+// Bytes of memory that programs can still have, 0 when the system does not say.
+[[nodiscard]] std::uint64_t AvailableMemory();
 
-// As fopen, for a path in UTF-8.
+// fopen, for a path in UTF-8.
 [[nodiscard]] std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
-// Writes what is buffered and has it reach the disk. Returns 0 or errno.
+// Another name of an open file, in ASCII whatever its path is; empty where the system has none.
+[[nodiscard]] std::string NameOfOpenFile(std::FILE* file);
+// Writes what is buffered and waits until it is on the disk. Returns 0 or errno.
 [[nodiscard]] int FlushToDisk(std::FILE* file);
+// Waits until the names in a folder are on the disk, so that a renamed file survives a power failure. Where a system
+// or its file system cannot, nothing happens.
+void FlushFolderToDisk(const std::filesystem::path& folder) noexcept;
 
-// Memory aligned to a power of two; null when there is none. Goes back through FreeAligned only.
+// Memory aligned to a power of two; null when there is none. Released by FreeAligned only.
 [[nodiscard]] void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept;
 void FreeAligned(void* memory) noexcept;
-// Wishes for large pages under the block; a system without them leaves it as it is.
+// Asks for huge pages under the block; a system without them leaves it as it is.
 void AdviseHugePages(void* memory, std::size_t byteCount) noexcept;
 
 // The analysis module's file name on this system.
@@ -55,7 +67,7 @@ inline constexpr char kModuleFile[] =
 #else
     "libvlmfsl.so";
 #endif
-// A library loaded at run time, with its own symbols to itself. Null, and why, when it cannot be loaded.
+// Loads a library at run time; its symbols stay private. Null, with the reason in error, when it cannot be loaded.
 [[nodiscard]] void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error);
 [[nodiscard]] void* FindFunction(void* library, const char* name);
 void UnloadSharedLibrary(void* library);

@@ -1,9 +1,12 @@
+// Linux.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
 
 #include "workbench/system/system.h"
 
@@ -44,14 +47,39 @@ std::filesystem::path ExecutablePath() {
 
 std::filesystem::path ExecutableFolder() { return ExecutablePath().parent_path(); }
 
+std::filesystem::path LibraryFolder() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&LibraryFolder), &info) == 0 || info.dli_fname == nullptr) return {};
+  std::error_code error;
+  return std::filesystem::canonical(info.dli_fname, error).parent_path();
+}
+
+std::uint64_t AvailableMemory() {
+  std::ifstream file("/proc/meminfo");
+  std::string name;
+  std::string unit;
+  for (std::uint64_t kilobytes = 0; file >> name >> kilobytes && std::getline(file, unit);)
+    if (name == "MemAvailable:") return kilobytes * 1024;
+  return 0;
+}
+
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
   return std::fopen(path.c_str(), mode);
 }
+
+std::string NameOfOpenFile(std::FILE* file) { return "/proc/self/fd/" + std::to_string(fileno(file)); }
 
 int FlushToDisk(std::FILE* file) {
   if (std::fflush(file) != 0) return errno;
   // A device or a pipe has no disk to flush to and answers EINVAL.
   return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+}
+
+void FlushFolderToDisk(const std::filesystem::path& folder) noexcept {
+  const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
 }
 
 void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {

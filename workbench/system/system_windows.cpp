@@ -14,7 +14,7 @@ namespace velmora {
 
 namespace {
 
-constexpr DWORD kLongestPath = 32768;  // characters that the system knows in a path, with the end's mark
+constexpr DWORD kLongestPath = 32768;  // characters of a path, the terminating null among them
 
 }  // namespace
 
@@ -44,13 +44,13 @@ std::string SystemMessage(unsigned long error) {
   while (!message.empty() && (message.back() == '.' || static_cast<unsigned char>(message.back()) <= ' ')) {
     message.pop_back();
   }
-  // The place for a name, which the system leaves to its caller.
+  // The placeholder for a name, which the system leaves to its caller.
   if (const std::size_t place = message.find("%1"); place != std::string::npos)
     message.replace(place, 2, "it");
   return message;
 }
 
-// The words are taken from the system, since main is given them in an encoding that lacks most letters.
+// From the system, since main gets them in an encoding that lacks most letters.
 std::vector<std::string> CommandLineArguments(int, char**) {
   int count = 0;
   wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -109,15 +109,28 @@ std::filesystem::path ExecutablePath() {
 
 std::filesystem::path ExecutableFolder() { return ExecutablePath().parent_path(); }
 
+std::filesystem::path LibraryFolder() { return ExecutableFolder(); }
+
+std::uint64_t AvailableMemory() {
+  MEMORYSTATUSEX status = {};
+  status.dwLength = sizeof status;
+  return GlobalMemoryStatusEx(&status) != 0 ? status.ullAvailPhys : 0;
+}
+
 std::FILE* OpenFile(const std::filesystem::path& path, const char* mode) {
   return _wfopen(path.c_str(), Utf16Of(mode).c_str());
 }
 
+std::string NameOfOpenFile(std::FILE*) { return {}; }
+
 int FlushToDisk(std::FILE* file) {
   if (std::fflush(file) != 0) return errno;
-  // A device or a pipe has no disk to flush to and answers EBADF.
+  // A device or a pipe has no disk behind it and answers EBADF.
   return _commit(_fileno(file)) == 0 || errno == EBADF ? 0 : errno;
 }
+
+// Windows has no such call for folders; its file systems keep a journal of names.
+void FlushFolderToDisk(const std::filesystem::path&) noexcept {}
 
 void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {
   return _aligned_malloc(byteCount, alignment);
@@ -125,11 +138,11 @@ void* AllocateAligned(std::size_t alignment, std::size_t byteCount) noexcept {
 
 void FreeAligned(void* memory) noexcept { _aligned_free(memory); }
 
-// Large pages are a right there that accounts are given one by one.
+// Large pages are a privilege on Windows that accounts are given one by one.
 void AdviseHugePages(void*, std::size_t) noexcept {}
 
 void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error) {
-  // What the library needs is looked for beside it too.
+  // The libraries that it needs are looked for in its folder too.
   HMODULE const library = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
   if (library == nullptr) error = SystemMessage(GetLastError());
   return library;

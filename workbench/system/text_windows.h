@@ -8,7 +8,7 @@ namespace velmora {
 
 [[nodiscard]] std::wstring Utf16Of(std::string_view text);
 [[nodiscard]] std::string Utf8Of(std::wstring_view text);
-// What the system says about an error number of its own, without a full stop.
+// The system's text for one of its error numbers, without a full stop.
 [[nodiscard]] std::string SystemMessage(unsigned long error);
 
 }  // namespace velmora

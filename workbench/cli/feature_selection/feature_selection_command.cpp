@@ -12,7 +12,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/options.h"
 #include "workbench/data/save.h"
-#include "workbench/data/table_companion.h"
+#include "workbench/data/table_sidecar.h"
 #include "workbench/session/settings_script.h"
 #include "workbench/system/system.h"
 
@@ -79,21 +79,14 @@ std::string BundlesFile(const Table& table) {
 void SaveBundles(Session& session, OutputFiles& files) {
   session.ResultsDialog().Call("SavePredictorsToVariableBundle");
   const std::string name = BundlesFile(session.Data());
-  try {
-    SaveTable(session.Data(), (files.StagingFolder() / PathOf(name)).string());
-  } catch (const DataError& error) {
-    // The sentence names the file where it would have stood.
-    std::string sentence = error.what();
-    const std::string staging = files.StagingFolder().string();
-    if (const std::size_t at = sentence.find(staging); at != std::string::npos) {
-      sentence.replace(at, staging.size(), files.StagingFolder().parent_path().string());
-    }
-    throw RunError(sentence);
-  }
-  // A companion of an earlier run would speak for this table, too.
-  const std::string companion = CompanionPath(name);
-  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(companion))) {
-    files.Add(companion,
+  const std::filesystem::path folder = files.StagingFolder();
+  SaveTable(session.Data(), (folder / PathOf(name)).string(),
+            {.progress = [](double) { return !WasInterrupted(); },
+             .shownPath = (folder.parent_path() / PathOf(name)).string()});
+  // An earlier run's sidecar would be read with this table.
+  const std::string sidecar = SidecarPath(name);
+  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
+    files.Add(sidecar,
               "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
   }
 }

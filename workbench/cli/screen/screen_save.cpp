@@ -155,7 +155,8 @@ void SaveCoded(const SaveOptions& options, Session& session, const AutomationCli
   const fs::path coded = PathOf(options.coded);
   const fs::path staging =
       files.StagingFolderOf(coded.has_parent_path() ? coded.parent_path() : fs::path("."));
-  SaveTable(session.Data(), (staging / coded.filename()).string());
+  SaveTable(session.Data(), (staging / coded.filename()).string(),
+            {.progress = [](double) { return !WasInterrupted(); }, .shownPath = options.coded});
 }
 
 }  // namespace

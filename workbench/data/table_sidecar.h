@@ -19,7 +19,7 @@
 
 namespace velmora {
 
-struct VariableCompanion {
+struct VariableSidecar {
   std::string longName;
   double missingCode = kMissing;
   std::string kind;
@@ -27,28 +27,28 @@ struct VariableCompanion {
   std::optional<Measurement> measurement;
 };
 
-struct BundleCompanion {
+struct BundleSidecar {
   std::string name;
   std::vector<std::string> variables;
 };
 
-struct TableCompanion {
-  std::vector<BundleCompanion> bundles;
-  std::unordered_map<std::string, VariableCompanion> variables;
+struct TableSidecar {
+  std::vector<BundleSidecar> bundles;
+  std::unordered_map<std::string, VariableSidecar> variables;
 };
 
-// The companion of path: path + ".bundles.json".
-std::string CompanionPath(const std::string& path);
+// The sidecar of path: path + ".bundles.json".
+std::string SidecarPath(const std::string& path);
 
 // The JSON of what a reader of the saved cells would not find out by itself; empty when there is nothing.
 // keepsTypes: the file's format tells texts, booleans and dates apart (Parquet does, CSV tells only some).
-std::string PrintCompanion(const Table& table, bool keepsTypes);
+std::string PrintSidecar(const Table& table, bool keepsTypes);
 
-// origin names the file in errors. Throws DataError for text that is no companion.
-TableCompanion ParseCompanion(const std::string& json, const std::string& origin);
+// origin names the file in errors. Throws DataError for text that is no sidecar.
+TableSidecar ParseSidecar(const std::string& json, const std::string& origin);
 
-// Puts the companion's facts on a table that has just been read. What no longer fits is left out with a
+// Puts the sidecar's facts on a table that has just been read. What no longer fits is left out with a
 // warning.
-void ApplyCompanion(const TableCompanion& companion, Table& table, std::vector<std::string>& warnings);
+void ApplySidecar(const TableSidecar& sidecar, Table& table, std::vector<std::string>& warnings);
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-#include "workbench/data/table_companion.h"
+#include "workbench/data/table_sidecar.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -63,8 +63,8 @@ Json PrintVariable(const Column& column, bool keepsTypes) {
   return variable;
 }
 
-VariableCompanion ParseVariable(const Json& json) {
-  VariableCompanion variable;
+VariableSidecar ParseVariable(const Json& json) {
+  VariableSidecar variable;
   variable.longName = json.value("longName", "");
   variable.missingCode = json.value("missingCode", kMissing);
   variable.kind = json.value("kind", "");
@@ -79,7 +79,7 @@ VariableCompanion ParseVariable(const Json& json) {
   return variable;
 }
 
-// Gives a text column the companion's codes; false when the file has a text that the companion does not know.
+// Gives a text column the sidecar's codes; false when the file has a text that the sidecar does not know.
 bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
   std::unordered_map<std::string_view, double> values;
   for (const ValueLabel& label : labels) values.emplace(label.text, label.value);
@@ -96,35 +96,35 @@ bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
   return true;
 }
 
-void ApplyVariable(const VariableCompanion& companion, const std::string& fileName, Column& column,
+void ApplyVariable(const VariableSidecar& sidecar, const std::string& fileName, Column& column,
                    std::vector<std::string>& warnings) {
-  column.longName = companion.longName;
-  if (companion.measurement) column.declaredMeasurement = companion.measurement;
-  if (!companion.labels.empty() && column.fromText && !RecodeTexts(companion.labels, column))
+  column.longName = sidecar.longName;
+  if (sidecar.measurement) column.declaredMeasurement = sidecar.measurement;
+  if (!sidecar.labels.empty() && column.fromText && !RecodeTexts(sidecar.labels, column))
     warnings.push_back("The stored codes of variable \"" + column.name + "\" of " + fileName +
                        " do not cover its texts and are ignored.");
   if (!column.fromText) {
-    if (!companion.labels.empty()) column.labels = companion.labels;
-    if (companion.kind == "days") column.dateUnit = DateUnit::kDays;
-    if (companion.kind == "seconds") column.dateUnit = DateUnit::kSeconds;
-    if (companion.kind == "boolean") {
+    if (!sidecar.labels.empty()) column.labels = sidecar.labels;
+    if (sidecar.kind == "days") column.dateUnit = DateUnit::kDays;
+    if (sidecar.kind == "seconds") column.dateUnit = DateUnit::kSeconds;
+    if (sidecar.kind == "boolean") {
       column.fromBoolean = true;
       column.labels = {{0, "false"}, {1, "true"}};
     }
   }
-  if (companion.missingCode != column.missingCode) {
+  if (sidecar.missingCode != column.missingCode) {
     const MissingRange missing(column.missingCode);
     for (double& value : column.values)
-      if (missing.Contains(value)) value = companion.missingCode;
-    column.missingCode = companion.missingCode;
+      if (missing.Contains(value)) value = sidecar.missingCode;
+    column.missingCode = sidecar.missingCode;
   }
 }
 
 }  // namespace
 
-std::string CompanionPath(const std::string& path) { return path + ".bundles.json"; }
+std::string SidecarPath(const std::string& path) { return path + ".bundles.json"; }
 
-std::string PrintCompanion(const Table& table, bool keepsTypes) {
+std::string PrintSidecar(const Table& table, bool keepsTypes) {
   Json bundles = Json::array();
   for (const VariableBundle& bundle : table.bundles) {
     Json names = Json::array();
@@ -144,33 +144,33 @@ std::string PrintCompanion(const Table& table, bool keepsTypes) {
   return whole.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-TableCompanion ParseCompanion(const std::string& json, const std::string& origin) {
-  TableCompanion companion;
+TableSidecar ParseSidecar(const std::string& json, const std::string& origin) {
+  TableSidecar sidecar;
   try {
     const Json whole = Json::parse(json);
     if (whole.at("format") != "velmora-table") throw DataError(origin + " does not describe a table.");
     if (whole.at("version") != 1)
       throw DataError(origin + " was written by a newer version of this program.");
     for (const Json& bundle : whole.at("bundles"))
-      companion.bundles.push_back(
+      sidecar.bundles.push_back(
           {bundle.at("name").get<std::string>(), bundle.at("variables").get<std::vector<std::string>>()});
     for (const Json& variable : whole.at("variables"))
-      companion.variables.emplace(variable.at("name").get<std::string>(), ParseVariable(variable));
+      sidecar.variables.emplace(variable.at("name").get<std::string>(), ParseVariable(variable));
   } catch (const nlohmann::json::exception&) {
     throw DataError(origin + " is damaged: it is not the description of a table.");
   }
-  return companion;
+  return sidecar;
 }
 
-void ApplyCompanion(const TableCompanion& companion, Table& table, std::vector<std::string>& warnings) {
+void ApplySidecar(const TableSidecar& sidecar, Table& table, std::vector<std::string>& warnings) {
   std::unordered_map<std::string_view, int> numbers;
   for (int number = 1; number <= table.VariableCount(); ++number) {
     Column& column = table.Variable(number);
     numbers.emplace(column.name, number);
-    const auto found = companion.variables.find(column.name);
-    if (found != companion.variables.end()) ApplyVariable(found->second, table.fileName, column, warnings);
+    const auto found = sidecar.variables.find(column.name);
+    if (found != sidecar.variables.end()) ApplyVariable(found->second, table.fileName, column, warnings);
   }
-  for (const BundleCompanion& source : companion.bundles) {
+  for (const BundleSidecar& source : sidecar.bundles) {
     VariableBundle bundle{source.name, {}};
     for (const std::string& name : source.variables) {
       const auto found = numbers.find(name);
