@@ -46,6 +46,7 @@ class MomentsPass {
   std::vector<double> reciprocal_;     // 1 / runningMass_; used while unitMass_
   std::vector<int> blocksToDivide_;    // by groups formed together: no reciprocals are tried so long
   LanePresence presence_;
+  std::vector<vlm::MissingRange> missing_;  // of the continuous dependents, when these are not cut
   double caseMass_ = 0.0;
   double weightSum_ = 0.0;
   bool unitMass_ = true;  // of every case so far
@@ -64,9 +65,13 @@ int MomentsPass::Run() {
 
 int MomentsPass::Prepare() {
   if (cases_.Allocate() != kOk) return kFailed;
+  cases_.FetchMissingCodes(0, settings_.nContinuousDependents);
   if (CutsDependents()) {
-    cases_.FetchMissingCodes(0, settings_.nContinuousDependents);
     std::for_each_n(settings_.dependentMoments, settings_.nContinuousDependents, [](auto& m) { Start(&m); });
+  } else {
+    for (int d = 0; d < settings_.nContinuousDependents; ++d) {
+      missing_.push_back(vlm::MissingRangeOf(cases_.MissingCode(d)));
+    }
   }
   cases_.FetchMissingCodes(settings_.DependentCount(), settings_.nReadVariables);
   std::for_each_n(settings_.predictorMoments, settings_.PredictorCount() + 1, [](auto& m) { Start(&m); });
@@ -99,6 +104,10 @@ void MomentsPass::Accept(double weight, double count) {
   runningMass_[at] = caseMass_;
   unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
   if (unitMass_) reciprocal_[at] = 1.0 / caseMass_;
+  for (std::size_t d = 0; d < missing_.size(); ++d) {
+    const double value = block_.Entries()[d];
+    if (!missing_[d].Contains(value)) settings_.dependentRanges[d].Add(value);
+  }
   block_.Append();
   if (block_.Full()) TreatBlock();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/format_text.h"
 #include "base/tolerant.h"
 #include "module/feature_selection/case_pass.h"
 #include "module/feature_selection/pair_accumulator.h"
@@ -54,6 +55,11 @@ PairBasis BasisOf(const ChiSquareResult& table, int usedCases) {
   return {usedCases, table.total, (table.rows - 1.0) * (table.columns - 1.0), 0.0};
 }
 
+// Whether figures come from values that no double holds: a dependent with infinite values has no F.
+bool IsFigure(const PairResult& result) {
+  return std::isfinite(result.statistic) && std::isfinite(result.pValue);
+}
+
 // F = SSB (N - k) / SSW / (k - 1), upper tail of F with k - 1 and N - k degrees of freedom.
 PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& groups) {
   if (vlm::NearlyZero(groups.withinSum) || groups.groups < 2 || vlm::NearlyZero(groups.betweenSum)) return {};
@@ -74,6 +80,32 @@ PairResult ScoreCross(vlm::IEngineServices& services, const ChiSquareResult& tab
   return {std::sqrt(table.chiSquare / table.total / (smaller - 1.0)), p, 0};
 }
 
+// Says which variables have no statistics because their values go beyond what doubles hold.
+void ShowExtremeValueNotices(const FeatureSelectionSettings& settings) {
+  vlm::IEngineServices& services = *settings.owner;
+  const auto notice = [&](int text, int variableNumber) {
+    const std::string name = VariableName(services, variableNumber);
+    ShowNotice(services, vlm::FormatText(LoadText(services, text), {std::string_view(name)}));
+  };
+  // Values differ, and yet their variance is 0 or not finite.
+  const auto hasNoVariance = [](const ContinuousVarMoments& moments) {
+    return moments.minimum < moments.maximum &&
+           (vlm::NearlyZero(moments.variance) || std::isinf(moments.variance) || std::isnan(moments.mean));
+  };
+  for (int d = 0; d < settings.nContinuousDependents; ++d) {
+    const int number = settings.DependentVariable(d);
+    if (settings.dependentRanges != nullptr && settings.dependentRanges[d].hasInfinite) {
+      notice(kTextInfiniteValues, number);
+    }
+    if (settings.dependentMoments != nullptr && hasNoVariance(settings.dependentMoments[d])) {
+      notice(kTextNoVariance, number);
+    }
+  }
+  for (int p = 0; p < settings.nContinuousPredictors; ++p) {
+    if (hasNoVariance(settings.predictorMoments[p])) notice(kTextNoVariance, settings.PredictorVariable(p));
+  }
+}
+
 int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
   vlm::IEngineServices& services = *settings.owner;
   ProgressScope progress(services, kTextPreparingResults, settings.PredictorCount());
@@ -92,6 +124,7 @@ int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
       } else {
         const OneWayResult groups = pairs.OneWay(d);
         result = ScoreOneWay(services, groups);
+        if (settings.dependentRanges[d].hasInfinite && !IsFigure(result)) result = {};
         settings.basis[at] = BasisOf(groups, pairs.UsedCases(d, groups.count));
       }
       settings.statistic[at] = result.statistic;
@@ -99,6 +132,7 @@ int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
       settings.notComputable[at] = result.notComputable;
     }
   }
+  ShowExtremeValueNotices(settings);
   return kOk;
 }
 

@@ -49,10 +49,11 @@ int Reserve(FeatureSelectionSettings& s, VariableRole role, std::uint64_t needed
   return kOk;
 }
 
-int AllocateMoments(vlm::IEngineServices& services, ContinuousVarMoments** moments, int variables) {
+template <class Record>
+int AllocateRecords(vlm::IEngineServices& services, Record** records, int variables) {
   const auto count = static_cast<std::uint64_t>(variables) + 1;
-  if (AllocateArray(services, moments, count) != kOk) return kFailed;
-  std::fill_n(*moments, count, ContinuousVarMoments{});
+  if (AllocateArray(services, records, count) != kOk) return kFailed;
+  std::fill_n(*records, count, Record{});
   return kOk;
 }
 
@@ -98,12 +99,14 @@ void FeatureSelectionSettings::ReleaseAll() {
 int FeatureSelectionSettings::PrepareRun() {
   FreeArray(*owner, &predictorMoments);
   FreeArray(*owner, &dependentMoments);
+  FreeArray(*owner, &dependentRanges);
   const bool cutDependents = treatContinuousDependentAsCategorical != 0;
   // One more than the counts: the count variable's slot is always written.
   const std::uint64_t slots =
       static_cast<std::uint64_t>(DependentCount()) + static_cast<std::uint64_t>(PredictorCount()) + 1;
-  if (variableList == nullptr || AllocateMoments(*owner, &predictorMoments, PredictorCount()) != kOk ||
-      (cutDependents && AllocateMoments(*owner, &dependentMoments, nContinuousDependents) != kOk) ||
+  if (variableList == nullptr || AllocateRecords(*owner, &predictorMoments, PredictorCount()) != kOk ||
+      (cutDependents && AllocateRecords(*owner, &dependentMoments, nContinuousDependents) != kOk) ||
+      (!cutDependents && AllocateRecords(*owner, &dependentRanges, nContinuousDependents) != kOk) ||
       Reserve(*this, VariableRole::kContinuousDependent, slots, nContinuousDependents) != kOk) {
     ReleaseResults();
     return kFailed;
@@ -126,6 +129,7 @@ int FeatureSelectionSettings::ReleaseResults() {
   FreeArray(*owner, &dependentCases);
   FreeArray(*owner, &predictorMoments);
   FreeArray(*owner, &dependentMoments);
+  FreeArray(*owner, &dependentRanges);
   return kOk;
 }
 

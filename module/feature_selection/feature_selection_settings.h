@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <span>
 
+#include "module/feature_selection/dependent_scale.h"
 #include "module/frame/host_array.h"
 
 namespace vlmfsl {
@@ -59,8 +60,9 @@ struct FeatureSelectionSettings {
   vlm::IEngineServices* owner;
   ContinuousVarMoments* predictorMoments;  // continuous + categorical predictors + 1 records, or null
   ContinuousVarMoments* dependentMoments;  // continuous dependents + 1 records when these are cut, else null
-  std::int16_t useWeightsAsGiven;          // 0: weights are rounded to whole numbers
-  std::int16_t weightedMomentsMode;        // the host's; not read here
+  DependentRange* dependentRanges;   // continuous dependents + 1 records when these are not cut, else null
+  std::int16_t useWeightsAsGiven;    // 0: weights are rounded to whole numbers
+  std::int16_t weightedMomentsMode;  // the host's; not read here
   int numberOfVariables;
   int numberOfCases;
   int nContinuousDependents;

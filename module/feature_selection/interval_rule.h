@@ -9,8 +9,8 @@
 
 namespace vlmfsl {
 
-// Standard normal quantile of 0.995, as NormalQuantile gives it.
-inline constexpr double kIntervalQuantile = 2.5758293009489543;
+// Half-width of the central 99 % of the standard normal distribution.
+double IntervalQuantile();
 
 // Intervals are kept as a table of bounds up to this number of cuts; beyond it each bound is computed when needed.
 inline constexpr int kMaxTabledCuts = 64;

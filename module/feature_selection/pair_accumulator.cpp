@@ -71,6 +71,8 @@ int PairAccumulator::Prepare(const CasePass& cases) {
 
   spareTable_.resize(2 + kDirectCodes);
   groupPairs_.resize(static_cast<std::size_t>(firstCross_));
+  for (std::size_t d = 0; d < groupPairs_.size(); ++d)
+    scales_.push_back(ScaleOf(settings_.dependentRanges[d]));
   std::size_t intervalRows = 0;
   for (const PredictorKeys& keys : keys_) intervalRows += keys.IsTabled() ? keys.Rows() : 0;
   for (GroupPairs& pairs : groupPairs_) {
@@ -126,17 +128,17 @@ void PairAccumulator::TreatDependents() {
   std::fill_n(complete_.begin(), size, std::uint8_t{1});
   bool allComplete = true;
   for (std::size_t d = 0; d < missing_.size(); ++d) {
-    const double* const values = &dependents_[d * capacity];
+    double* const values = &dependents_[d * capacity];
     std::uint8_t* const takesPart = &takesPart_[d * capacity];
     const vlm::MissingRange missing = missing_[d];
     int absent = 0;
-    for (std::size_t i = 0; i < size; ++i) absent += values[i] >= missing.first && values[i] <= missing.last;
+    for (std::size_t i = 0; i < size; ++i) absent += missing.Contains(values[i]) ? 1 : 0;
     const bool all = absent == 0 && (allComplete || !casewise_);
     if (all) {
       std::fill_n(takesPart, size, std::uint8_t{1});
     } else {
       for (std::size_t i = 0; i < size; ++i) {
-        const bool present = !(values[i] >= missing.first && values[i] <= missing.last);
+        const bool present = !missing.Contains(values[i]);
         complete_[i] = static_cast<std::uint8_t>(complete_[i] & (present ? 1 : 0));
         // Casewise, a case ends at its first missing dependent.
         takesPart[i] = casewise_ ? complete_[i] : static_cast<std::uint8_t>(present);
@@ -152,6 +154,9 @@ void PairAccumulator::TreatDependents() {
     }
     GroupPairs& pairs = groupPairs_[d];
     pairs.all = all;
+    if (!scales_[d].IsIdentity()) {
+      for (std::size_t i = 0; i < size; ++i) values[i] = scales_[d].Apply(values[i]);
+    }
     bool finite = true;
     for (std::size_t i = 0; i < size; ++i) finite = finite && values[i] - values[i] == 0.0;
     if (!plain_ || !finite) KeepCounts(&pairs);

@@ -133,6 +133,7 @@ class PairAccumulator {
 
   // Continuous dependents that are not cut.
   std::vector<GroupPairs> groupPairs_;
+  std::vector<DependentScale> scales_;
   std::vector<GroupMoments> spareTable_;  // of a lane without a predictor
 
   // Cross-tabulated dependents, numbered from 0.

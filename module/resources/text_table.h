@@ -154,4 +154,14 @@
   ROW(kTextCategorizedHistograms, 34505, "Categorized histograms")                                          \
   ROW(kText3DHistogram, 34506, "3D Histogram")                                                              \
   ROW(kTextFrequency, 34507, "Frequency")                                                                   \
-  ROW(kTextMostFrequentClasses, 34508, "The %d most frequent of %d classes are drawn.")
+  ROW(kTextMostFrequentClasses, 34508, "The %d most frequent of %d classes are drawn.")                     \
+  ROW(kTextInfiniteValues, 34509, "%s has infinite values; its statistics cannot be computed.")             \
+  ROW(kTextNoVariance, 34510,                                                                               \
+      "The values of %s are too large or too close together for a variance, which its intervals need.")     \
+  ROW(kTextCommandFailed, 34511, "The command failed: %s")                                                  \
+  ROW(kTextDialogBusy, 34512, "The dialog is busy.")                                                        \
+  ROW(kTextNoSuchVariable, 34513, "There is no variable number %d: the data have %d variables.")            \
+  ROW(kTextNotAVariableList, 34514, "\"%s\" is not a list of variables.")                                   \
+  ROW(kTextTooManyLists, 34515, "Variables takes %d lists, and %d were given.")                             \
+  ROW(kTextNoSuchOutput, 34516, "There is no output %d: outputs are numbered 1 to %d.")                     \
+  ROW(kTextNothingToSave, 34517, "There are no best predictors to save.")

@@ -3,6 +3,10 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
+#include <map>
+#include <numeric>
+#include <optional>
 #include <random>
 
 #include "base/tolerant.h"
@@ -307,6 +311,93 @@ TEST(Engine, TakesAVariableInSeveralListsAndListsOfEveryLength) {
   }
 }
 
+// One run with everything drawn: lists, values, missing data, weights, counts, deletion, cuts.
+class RandomRun {
+ public:
+  explicit RandomRun(unsigned seed) : random_(seed), cases_(3 + Below(398)) {
+    const Lists lists = {AddColumns(Below(4), true), AddColumns(Below(3), false), AddColumns(Below(41), true),
+                         AddColumns(Below(6), false)};
+    const int count = host.AddColumn(Counts());
+    if (Below(3) == 0) Weigh();
+    if (Below(4) == 0) {
+      for (int i = 0; i < cases_; ++i) host.excluded.push_back(Below(4) == 0);
+    }
+    settings.emplace(host, lists);
+    FeatureSelectionSettings& record = settings->record;
+    record.useWeightsAsGiven = Below(3) != 0;
+    record.useCountVariable = Below(3) == 0;
+    record.countVariable = count;
+    record.casewiseDeletion = Below(3) == 0;
+    record.treatContinuousDependentAsCategorical = Below(3) == 0;
+    record.cutsContinuousPredictor = 1 + Below(20);
+    record.cutsContinuousDependent = 1 + Below(20);
+    record.useCramersV = Below(2) == 0;
+  }
+
+  ScriptedEngineHost host;
+  std::optional<Settings> settings;
+
+ private:
+  int Below(int n) { return static_cast<int>(random_() % static_cast<unsigned>(n)); }
+
+  Numbers AddColumns(int count, bool continuous) {
+    Numbers numbers;
+    for (int c = 0; c < count; ++c) {
+      const int kind = Below(5), levels = 1 + Below(kind == 0 ? 400 : 8);
+      const double scale = std::pow(10.0, Below(7) - 3), offset = Below(2) * Below(100);
+      const double code = Below(4) == 0 ? 3.0 : vlm::kMissingValue;
+      const int missing = Below(3) == 0 ? Below(60) : 0;  // percent
+      std::vector<double> values;
+      for (int i = 0; i < cases_; ++i) {
+        const double level = Below(levels);
+        const double value = continuous && kind > 1 ? offset + scale * normal_(random_) : level;
+        values.push_back(Below(100) < missing ? code : value);
+      }
+      numbers.push_back(host.AddColumn(std::move(values), "v", code));
+    }
+    return numbers;
+  }
+
+  std::vector<double> Counts() {
+    constexpr double kCounts[] = {1, 1, 2, 3, 2.5, 0.9999999999999999, 0.99, 0, vlm::kMissingValue};
+    std::vector<double> counts;
+    for (int i = 0; i < cases_; ++i) counts.push_back(kCounts[Below(9)]);
+    return counts;
+  }
+
+  void Weigh() {
+    constexpr double kWeights[] = {1, 0.4, 1.5, 2.25, 1e-3, 7, 0};
+    const bool negative = Below(2) == 0;
+    for (int i = 0; i < cases_; ++i) {
+      host.weights.push_back((negative && Below(4) == 0 ? -1 : 1) * kWeights[Below(7)]);
+    }
+  }
+
+  std::mt19937 random_;
+  std::normal_distribution<double> normal_;
+  int cases_;
+};
+
+// VELMORA_RANDOM_RUNS sets the number of runs, VELMORA_FIRST_RUN the first seed.
+TEST(Engine, AgreesWithThePlainLoopInRandomRuns) {
+  const auto number = [](const char* name, int otherwise) {
+    const char* const text = std::getenv(name);
+    return text == nullptr ? otherwise : std::atoi(text);
+  };
+  const int first = number("VELMORA_FIRST_RUN", 1);
+  const int last = first + number("VELMORA_RANDOM_RUNS", 150);
+  int computed = 0;
+  for (int seed = first; seed < last && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    RandomRun run(static_cast<unsigned>(seed));
+    FeatureSelectionSettings& record = run.settings->record;
+    const ReferenceResult want = RunReference(run.host, record);
+    ExpectSame(record, RunFeatureSelection(record), want);
+    computed += want.result == kOk ? 1 : 0;
+  }
+  EXPECT_GT(computed, (last - first) / 2) << "too few runs had enough cases";
+}
+
 // A class that turns up late has no place in the tables of joint classes that were planned without it.
 TEST(Engine, CountsLateClassesAndLateCodes) {
   std::mt19937 random(3);
@@ -335,6 +426,7 @@ TEST(Engine, CountsLateClassesAndLateCodes) {
 void ExpectCleanFailure(ScriptedEngineHost* host, Settings* settings, const Faults& faults,
                         std::size_t blocksBefore) {
   host->Fail(faults);
+  host->notices.clear();
   EXPECT_EQ(RunFeatureSelection(settings->record), kFailed);
   EXPECT_FALSE((*settings)->HasResults());
   EXPECT_FALSE(host->DisplayOpen());
@@ -502,6 +594,128 @@ TEST(Engine, SumsOfSquaresNearlyZeroAreZero) {
     ASSERT_EQ(RunFeatureSelection(settings.record), kOk);
     EXPECT_EQ(settings->notComputable[0], row.notComputable) << settings->statistic[0];
     EXPECT_EQ(settings->pValue[0] == 1.0 && settings->statistic[0] == 0.0, row.notComputable == 1);
+  }
+}
+
+// F of the groups by the definition, in two passes over z.
+double TwoPassF(const std::vector<long double>& z, const std::vector<double>& group) {
+  std::map<double, std::vector<long double>> groups;
+  long double grandMean = 0, between = 0, within = 0;
+  for (std::size_t i = 0; i < z.size(); ++i) groups[group[i]].push_back(z[i]);
+  for (const long double value : z) grandMean += value / static_cast<long double>(z.size());
+  for (const auto& [key, values] : groups) {
+    const auto n = static_cast<long double>(values.size());
+    const long double mean = std::accumulate(values.begin(), values.end(), 0.0L) / n;
+    between += n * (mean - grandMean) * (mean - grandMean);
+    for (const long double value : values) within += (value - mean) * (value - mean);
+  }
+  const auto n = static_cast<long double>(z.size()), k = static_cast<long double>(groups.size());
+  return static_cast<double>(between * (n - k) / within / (k - 1));
+}
+
+TEST(Engine, FIsRightForDependentsOfAnyMagnitude) {
+  struct Row {
+    const char* name;
+    double offset;
+    int exponent;  // of the unit of the values
+  };
+  const Row rows[] = {{"usual values", 0, 0},
+                      {"a small offset", 1000, 0},
+                      {"a large offset", 1e12, 0},
+                      {"the largest offset that leaves digits", 1e15, 0},
+                      {"a negative offset", -1e13, 0},
+                      {"squares that overflow", 0, 600},
+                      {"the largest values", 0, 1021},
+                      {"squares that vanish", 0, -600},
+                      {"values with few digits left", 0, -1050},
+                      {"large, around a larger offset", 1e190, 600}};
+  std::mt19937 random(4);
+  std::normal_distribution<double> normal;
+  std::vector<double> group, z;
+  for (int i = 0; i < 500; ++i) {
+    group.push_back(static_cast<double>(random() % 4));
+    z.push_back(std::clamp(normal(random) + 0.3 * group.back(), -3.0, 3.0));
+  }
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::vector<double> y;
+    std::vector<long double> units;
+    for (const double value : z) {
+      y.push_back(row.offset + std::ldexp(value, row.exponent));
+      units.push_back(std::ldexp(static_cast<long double>(y.back()) - row.offset, -row.exponent));
+    }
+    ScriptedEngineHost host;
+    host.AddColumn(y, "y");
+    host.AddColumn(group, "group");
+    Settings settings(host, {{1}, {}, {}, {2}});
+    ASSERT_EQ(RunFeatureSelection(settings.record), kOk);
+    const double expected = TwoPassF(units, group);
+    EXPECT_NEAR(settings->statistic[0], expected, 1e-10 * expected);
+    EXPECT_EQ(settings->notComputable[0], 0);
+    EXPECT_TRUE(host.notices.empty());
+  }
+}
+
+TEST(Engine, SaysWhichVariablesAreBeyondAllFigures) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  struct Row {
+    const char* name;
+    std::vector<double> y, x;
+    bool cutDependents;
+    int notComputable;
+    std::vector<std::string> notices;
+  };
+  const std::string noVariance =
+      " are too large or too close together for a variance, which its intervals need.";
+  const Row rows[] = {{"infinite dependent",
+                       {1, 2, infinity, 4},
+                       {1, 1, 2, 2},
+                       false,
+                       1,
+                       {"y has infinite values; its statistics cannot be computed."}},
+                      {"large predictor",
+                       {1, 2, 3, 4},
+                       {1e200, -1e200, 3e200, 0},
+                       false,
+                       1,
+                       {"The values of x" + noVariance}},
+                      {"tiny predictor",
+                       {1, 2, 3, 4},
+                       {1e-200, 2e-200, 3e-200, 0},
+                       false,
+                       0,
+                       {"The values of x" + noVariance}},
+                      {"large dependent, cut",
+                       {1e200, 2e200, 3e200, 0},
+                       {1, 2, 3, 4},
+                       true,
+                       1,
+                       {"The values of y" + noVariance}}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScriptedEngineHost host;
+    host.AddColumn(row.y, "y");
+    host.AddColumn(row.x, "x");
+    Settings settings(host, {{1}, {}, {2}, {}});
+    settings->treatContinuousDependentAsCategorical = row.cutDependents;
+    ASSERT_EQ(RunFeatureSelection(settings.record), kOk);
+    EXPECT_EQ(host.notices, row.notices);
+    EXPECT_EQ(settings->notComputable[0], row.notComputable);
+    EXPECT_EQ(settings->statistic[0] == 0.0 && settings->pValue[0] == 1.0, row.notComputable == 1);
+  }
+}
+
+// The upper tail of a host that offers it keeps small p-values apart; a host without it gives 1 less the distribution.
+TEST(Engine, TakesTheUpperTailOfChiSquareWhereTheHostHasIt) {
+  for (const bool offered : {false, true}) {
+    ScriptedEngineHost host;
+    host.chiSquareBelow = [](double, double) { return 1.0; };
+    if (offered) host.chiSquareAbove = [](double x, double df) { return x * 1e-80 + df * 1e-90; };
+    host.AddColumn({1, 1, 2, 2}, "y");
+    host.AddColumn({1, 1, 2, 2}, "x");
+    Settings settings(host, {{}, {1}, {}, {2}});
+    ASSERT_EQ(RunFeatureSelection(settings.record), kOk);
+    EXPECT_EQ(settings->pValue[0], offered ? 4.0 * 1e-80 + 1e-90 : 0.0);
   }
 }
 

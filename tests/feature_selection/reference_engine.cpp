@@ -1,5 +1,6 @@
 #include "tests/feature_selection/reference_engine.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -128,10 +129,17 @@ class Reference {
       all.emplace_back(dependents_ + p, &out_.predictorMoments[static_cast<std::size_t>(p)]);
     }
     double caseMass = 0, weights = 0;
+    ranges_.assign(static_cast<std::size_t>(dependents_), {HUGE_VAL, -HUGE_VAL});
     EachCase([&](double weight, double count) {
       const double f = weight * count;
       weights += weight;
       caseMass += f;
+      for (int d = 0; d < dependents_; ++d) {
+        auto& [smallest, largest] = ranges_[static_cast<std::size_t>(d)];
+        if (Missing(d) || !std::isfinite(Value(d))) continue;
+        smallest = std::min(smallest, Value(d));
+        largest = std::max(largest, Value(d));
+      }
       for (const auto& [entry, m] : all) {
         if (Missing(entry)) {
           if (casewise_) return;
@@ -153,6 +161,21 @@ class Reference {
     }
   }
 
+  // A dependent's value less its minimum where it lies far from zero, in units of its size where squares would not do.
+  double Carried(int d) const {
+    const auto [smallest, largest] = ranges_[static_cast<std::size_t>(d)];
+    if (!(smallest < largest)) return Value(d);
+    double size = std::max(std::fabs(smallest), std::fabs(largest)), shift = 0;
+    if (size / (largest - smallest) > 65536) {
+      shift = smallest;
+      size = largest - smallest;
+    }
+    int exponent = std::ilogb(size);
+    if (exponent <= 500) exponent = std::ilogb(largest - smallest);
+    if (exponent >= -500 && exponent <= 500) exponent = 0;
+    return std::ldexp(Value(d) - shift, -std::max(exponent, -1000));
+  }
+
   double PredictorKey(int p) const {
     const double x = Value(dependents_ + p);
     if (p >= s_.nContinuousPredictors) return x;
@@ -162,8 +185,11 @@ class Reference {
   // One case; returns false when casewise deletion abandons it.
   bool Treat(double weight, double count) {
     const double T = out_.totalWeight;
-    for (int d = 0; d < dependents_; ++d)
-      out_.dependentCases[static_cast<std::size_t>(d)] += Missing(d) ? 0 : 1;
+    for (int d = 0; d < dependents_; ++d) {
+      if (Missing(d)) continue;
+      ++out_.dependentCases[static_cast<std::size_t>(d)];
+      if (!std::isfinite(Value(d))) infinite_.insert(d);
+    }
     for (int p = 0; p < predictors_; ++p) {
       if (Missing(dependents_ + p)) {
         if (casewise_) return false;
@@ -175,7 +201,7 @@ class Reference {
           if (casewise_) return false;
           continue;
         }
-        const double y = Value(d);
+        const double y = d < s_.nContinuousDependents && !cut_ ? Carried(d) : Value(d);
         ++out_.basis[At(d, p)].usedCases;
         if (d < s_.nContinuousDependents && !cut_) {
           const double a = count * weight;
@@ -217,7 +243,7 @@ class Reference {
     for (int p = 0; p < predictors_; ++p) {
       for (int d = 0; d < dependents_; ++d) {
         if (d < s_.nContinuousDependents && !cut_) {
-          OneWay(At(d, p));
+          OneWay(At(d, p), infinite_.contains(d));
         } else {
           Cross(At(d, p));
         }
@@ -225,7 +251,7 @@ class Reference {
     }
   }
 
-  void OneWay(std::size_t at) {
+  void OneWay(std::size_t at, bool hasInfinite) {
     double W = 0, M = 0, SSB = 0, SSW = 0, N = 0;
     int k = 0;
     for (const auto& [key, g] : groups_[at]) {
@@ -241,7 +267,9 @@ class Reference {
     basis.count = N;
     if (k > 0) basis.df1 = k - 1, basis.df2 = N - k;
     if (Same(SSW, 0) || k < 2 || Same(SSB, 0)) return;
-    out_.statistic[at] = SSB * (N - k) / SSW / (k - 1);
+    const double F = SSB * (N - k) / SSW / (k - 1);
+    if (hasInfinite && !std::isfinite(F)) return;
+    out_.statistic[at] = F;
     out_.pValue[at] = services_.FDistributionUpperTail(k - 1, N - k, out_.statistic[at]);
     out_.notComputable[at] = 0;
   }
@@ -284,6 +312,8 @@ class Reference {
   std::vector<double> codes_, values_;
   int dependents_ = 0, predictors_ = 0;
   bool cut_ = false, casewise_ = false, weighted_ = false;
+  std::vector<std::pair<double, double>> ranges_;  // of the dependents' finite values
+  std::set<int> infinite_;                         // dependents with a value that is not finite
   std::vector<Groups> groups_;
   std::vector<Cells> cells_;
   ReferenceResult out_;
