@@ -16,12 +16,10 @@
 
 // A class whose constructor throws gives its storage back before the exception goes on.
 VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
-  vlmfsl::RegisterTypeLibraryWithoutHost();
   return new (std::nothrow) vlmfsl::CFeatureSelection(nullptr, nullptr);
 }
 
 VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
-  vlmfsl::RegisterTypeLibraryWithoutHost();
   return new (std::nothrow) vlmfsl::CFeatureSelectionTemplate(nullptr);
 }
 

@@ -1,7 +1,6 @@
 #include "module/frame/analysis_dialog.h"
 
-#include <new>
-
+#include "base/format_text.h"
 #include "contract/ref.h"
 #include "contract/text.h"
 #include "module/frame/guarded.h"
@@ -19,7 +18,8 @@ void CAnalysisModelessDialog::OnInitDialog(vlm::IDialogWindow* window) {
   const vlm::Ref<vlm::IDialogClient> keep(this);
   window_ = window;
   analysis_.AddOpenDialog(*this);
-  if (!GuardedCommand(className_, [&] { InitDialog(); })) ReportFailedCommand();
+  const CommandOutcome outcome = GuardedCommand(className_, [&] { InitDialog(); });
+  if (!outcome) ReportFailedCommand(outcome);
 }
 
 void CAnalysisModelessDialog::OnCommand(int controlId) {
@@ -27,9 +27,9 @@ void CAnalysisModelessDialog::OnCommand(int controlId) {
   if (!window_ || inCommand_) return;
   const vlm::Ref<vlm::IDialogClient> keep(this);
   inCommand_ = true;
-  const bool done = GuardedCommand(className_, [&] { Command(controlId); });
+  const CommandOutcome outcome = GuardedCommand(className_, [&] { Command(controlId); });
   inCommand_ = false;
-  if (!done) ReportFailedCommand();
+  if (!outcome) ReportFailedCommand(outcome);
 }
 
 void CAnalysisModelessDialog::OnClosed(int) {
@@ -53,8 +53,15 @@ void CAnalysisModelessDialog::RefreshControls() {
   if (window_) GuardedCommand(className_, [&] { Refresh(); });
 }
 
-void CAnalysisModelessDialog::ReportFailedCommand() {
-  GuardedCommand(className_, [&] { analysis_.MessageOutput(kTextNotEnoughMemory); });
+void CAnalysisModelessDialog::ReportFailedCommand(const CommandOutcome& outcome) {
+  GuardedCommand(className_, [&] {
+    if (outcome.reason.empty()) {
+      analysis_.MessageOutput(kTextNotEnoughMemory);
+    } else {
+      analysis_.MessageOutput(
+          vlm::FormatText(LoadResString(kTextCommandFailed), {std::string_view(outcome.reason)}));
+    }
+  });
 }
 
 void CAnalysisModelessDialog::AddPages(std::initializer_list<int> pageTemplateIds) {

@@ -55,8 +55,8 @@ class CAnalysisModelessDialog : public vlm::IDialogClient {
  private:
   friend class CAnalysisSupport;
   void RefreshControls();
-  // For what failed unexpectedly in a command: the user learns that it did not happen.
-  void ReportFailedCommand();
+  // Tells the user that a command did not happen, and why.
+  void ReportFailedCommand(const CommandOutcome& outcome);
 
   CAnalysisSupport& analysis_;
   int templateId_;

@@ -7,6 +7,8 @@
 #include "contract/automation_members.h"
 #include "contract/ref.h"
 #include "contract/text.h"
+#include "module/frame/module_context.h"
+#include "module/resources/text_ids.h"
 
 namespace vlmfsl {
 namespace {
@@ -113,8 +115,9 @@ int AutomationDispatch::Invoke(int dispatchId, int kind, const AutomationValue* 
   }
   const AutomationMember* member = vlm::FindMember(description_.base, dispatchId);
   if (!member) return vlm::kDispatchMemberNotFound;
+  const int asked = KindOfCall(*member, kind);
   int status = vlm::kDispatchFailed;
-  const int guarded = Guarded(member->name, &answer, [&] {
+  const int guarded = GuardedMember(*member, asked == 0 ? kind : asked, answer, [&] {
     status = InvokeInherited(dispatchId, kind, given.data(), static_cast<int>(given.size()), &answer);
   });
   return guarded == vlm::kDispatchOk ? status : guarded;
@@ -132,10 +135,16 @@ int AutomationDispatch::InvokeOwn(const AutomationMember& member, int kind,
   if (GuardOf(member.dispatchId) == GuardKind::kAnalysisMethod) {
     return GuardedAnalysisMethod(&result, [&] { Call(call); });
   }
-  // The name is made before the guarded part begins, so that a failure of the part can be named.
+  return GuardedMember(member, asked, result, [&] { Call(call); });
+}
+
+template <typename Callable>
+int AutomationDispatch::GuardedMember(const AutomationMember& member, int kind,
+                                      vlm::IAutomationResult& result, Callable&& body) {
+  // The name is formed first, so that a failure of the body can be named.
   std::string name;
-  const bool named = GuardedCommand(member.name, [&] { name = QualifiedName(member.name, asked); });
-  return Guarded(named ? name.c_str() : member.name, &result, [&] { Call(call); });
+  const CommandOutcome named = GuardedCommand(member.name, [&] { name = QualifiedName(member.name, kind); });
+  return Guarded(named ? name.c_str() : member.name, &result, std::forward<Callable>(body));
 }
 
 std::string AutomationDispatch::QualifiedName(const char* memberName, int kind) const {
@@ -148,16 +157,19 @@ int AutomationDispatch::InvokeInherited(int, int, const AutomationValue*, int, v
 }
 
 void DialogAutomation::Call(const AutomationCall& call) {
-  if (!OpenWindow()) throw DialogClosedException();
-  if (IsBusy()) throw AutomationException("The dialog is busy.");
+  ThrowIfClosed();
+  if (IsBusy()) throw AutomationException(LoadResString(kTextDialogBusy));
   CallOpen(call);
 }
 
 int DialogAutomation::InvokeInherited(int dispatchId, int kind, const AutomationValue* arguments,
                                       int argumentCount, vlm::IAutomationResult* result) {
-  vlm::IDialogWindow* window = OpenWindow();
-  if (!window) throw DialogClosedException();
-  return window->InvokeInherited(dispatchId, kind, arguments, argumentCount, result);
+  ThrowIfClosed();
+  return OpenWindow()->InvokeInherited(dispatchId, kind, arguments, argumentCount, result);
+}
+
+void DialogAutomation::ThrowIfClosed() const {
+  if (!OpenWindow()) throw DialogClosedException();
 }
 
 }  // namespace vlmfsl

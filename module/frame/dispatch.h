@@ -94,6 +94,9 @@ class AutomationDispatch : public vlm::IAutomationObject {
  private:
   int InvokeOwn(const vlm::AutomationMember& member, int kind,
                 std::span<const vlm::AutomationValue> arguments, vlm::IAutomationResult& result);
+  template <typename Callable>
+  int GuardedMember(const vlm::AutomationMember& member, int kind, vlm::IAutomationResult& result,
+                    Callable&& body);
   std::string QualifiedName(const char* memberName, int kind) const;
 
   const vlm::AutomationInterface& description_;
@@ -117,6 +120,7 @@ class DialogAutomation : public AutomationDispatch {
   void Call(const AutomationCall& call) final;
   int InvokeInherited(int dispatchId, int kind, const vlm::AutomationValue* arguments, int argumentCount,
                       vlm::IAutomationResult* result) final;
+  void ThrowIfClosed() const;
 };
 
 }  // namespace vlmfsl

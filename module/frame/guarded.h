@@ -10,7 +10,7 @@
 
 namespace vlmfsl {
 
-// An error that a script is to see: number and description go to the caller, not to the log.
+// An error that a script is to see: number and description go to the caller.
 class AutomationException : public std::exception {
  public:
   explicit AutomationException(std::string description, int code = vlm::kAutomationErrorCode)
@@ -23,16 +23,24 @@ class AutomationException : public std::exception {
   int code_;
 };
 
-// A call on a dialog whose window is closed: logged, without a crash report.
+// A call on a dialog whose window is closed.
 class DialogClosedException : public std::exception {
  public:
   const char* what() const noexcept override { return "The dialog is closed."; }
 };
 
-// The argument cannot be what the member asks for.
+// The argument cannot be converted to the type that the member takes.
 class TypeMismatchException : public std::exception {
  public:
   const char* what() const noexcept override { return "Type mismatch."; }
+};
+
+// How a dialog command ended.
+struct CommandOutcome {
+  bool done = true;
+  std::string reason;  // of a failure; empty when memory was short
+
+  explicit operator bool() const { return done; }
 };
 
 namespace guarded_detail {
@@ -40,7 +48,7 @@ using Body = void (*)(void* context);
 int RunAutomation(const char* qualifiedName, vlm::IAutomationResult* result, Body body,
                   void* context) noexcept;
 int RunAnalysisMethod(vlm::IAutomationResult* result, Body body, void* context) noexcept;
-bool RunCommand(const char* qualifiedName, Body body, void* context) noexcept;
+CommandOutcome RunCommand(const char* qualifiedName, Body body, void* context) noexcept;
 
 template <typename Callable>
 Body BodyOf() {
@@ -49,26 +57,27 @@ Body BodyOf() {
 }  // namespace guarded_detail
 
 // Runs one accessor: `return Guarded("CDefineTask::get_Variables", result, [&] { ... });`
-// Returns a vlm::DispatchStatus: kDispatchException with code and description in the result for an
-// AutomationException; kDispatchFailed for any other, which is logged as "Exception in automation method
-// [name]: message" at level 1 and reported.
+//
+// Every exception is logged at level 1 as "Exception in automation method [name]: message". Returns a
+// vlm::DispatchStatus: kDispatchException for an AutomationException, kDispatchTypeMismatch, or kDispatchFailed; the
+// result holds the message. An exception that is no deliberate answer to the script also leaves a crash report.
 template <typename Callable>
 int Guarded(const char* qualifiedName, vlm::IAutomationResult* result, Callable&& body) {
   return guarded_detail::RunAutomation(qualifiedName, result,
                                        guarded_detail::BodyOf<std::remove_reference_t<Callable>>(), &body);
 }
 
-// The same for the accessors that compute: an exception is logged as "Exception in analysis method: message"
-// when the application's log is on, and not reported.
+// The same for the accessors that compute: an exception is logged as "Exception in analysis method: message" when the
+// application's log is on, and leaves no crash report.
 template <typename Callable>
 int GuardedAnalysisMethod(vlm::IAutomationResult* result, Callable&& body) {
   return guarded_detail::RunAnalysisMethod(
       result, guarded_detail::BodyOf<std::remove_reference_t<Callable>>(), &body);
 }
 
-// Runs a dialog's answer to the host. Returns whether it ended without an exception; one is logged.
+// Runs a dialog's answer to the host. An exception is logged, and its message is the outcome's reason.
 template <typename Callable>
-bool GuardedCommand(const char* qualifiedName, Callable&& body) {
+CommandOutcome GuardedCommand(const char* qualifiedName, Callable&& body) {
   return guarded_detail::RunCommand(qualifiedName,
                                     guarded_detail::BodyOf<std::remove_reference_t<Callable>>(), &body);
 }

@@ -44,7 +44,14 @@ int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>
 
 int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles, vlm::IAnalysisHost& host,
                              vlm::IEngineServices& services) {
-  if (bundles.empty()) return kOk;
+  const auto say = [&](int textId) {
+    const std::string text = LoadText(services, textId);
+    host.MessageOutput(text.data(), vlm::LengthOf(text));
+  };
+  if (bundles.empty()) {
+    say(kTextNothingToSave);
+    return kOk;
+  }
   vlm::IInputSpreadsheet* input = host.GetInputSpreadsheet();
   if (!input) return kFailed;
   {
@@ -52,8 +59,7 @@ int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles, vlm::I
     if (AddBundles(*input, bundles) != kOk) return kFailed;
     additions.Keep();
   }
-  const std::string done = LoadText(services, kTextBundlesSaved);
-  host.MessageOutput(done.data(), vlm::LengthOf(done));
+  say(kTextBundlesSaved);
   return kOk;
 }
 

@@ -31,8 +31,7 @@ struct PredictorBundle {
 // the host refuses one: the caller's InputAdditions takes the others back.
 [[nodiscard]] int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>& bundles);
 
-// The same for lists of best predictors, all or none, after which the user is told. Nothing is said when there are
-// none.
+// The same for lists of best predictors, all or none, with a message to the user; an empty list gives a message, too.
 [[nodiscard]] int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles,
                                            vlm::IAnalysisHost& host, vlm::IEngineServices& services);
 

@@ -1,6 +1,5 @@
 #include "module/frame/module_context.h"
 
-#include <atomic>
 #include <new>
 
 #include "contract/module_exports.h"
@@ -15,7 +14,6 @@ void* moduleInstance = nullptr;
 CAnalysisContext* context = nullptr;
 ModuleSharedBlocks sharedBlocks = {};
 bool startupDialogInitialised = false;
-std::atomic<bool> registersItself = false;  // what the host has no call for and nobody has done yet
 
 }  // namespace
 
@@ -27,22 +25,15 @@ void AttachModule(void* instance) noexcept {
     if (const auto registerLibrary =
             reinterpret_cast<vlm::RegisterTypeLibrary>(FindHostFunction(vlm::kRegisterTypeLibrary))) {
       registerLibrary(instance, kLibraryId, nullptr, nullptr);
-    } else {
-      registersItself = true;
     }
   } catch (...) {
-    // No memory to look for the host's function: the library stays unregistered, late binding does without.
+    // No memory to look for the host's function: the library stays unregistered, and scripts bind late.
   }
 }
 
 void DetachModule() noexcept {
   delete context;
   context = nullptr;
-}
-
-void RegisterTypeLibraryWithoutHost() noexcept {
-  if (!registersItself.exchange(false)) return;
-  RegisterTypeLibraryForUser(moduleInstance, {kLibraryId, kLibraryMajorVersion, kLibraryMinorVersion});
 }
 
 CAnalysisContext* ModuleContext() { return context; }

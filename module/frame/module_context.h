@@ -18,14 +18,10 @@ class CAnalysisContext {
   void* instance_;
 };
 
-// Load: remembers the instance, makes the context and asks the host to register the type library. A failed registration
-// is none of the load. Unload: the reverse. Called by the module's entry.
+// Load: remembers the instance, makes the context and asks the host to register the type library; the load goes on
+// when that fails. Unload: the reverse. Called by the module's entry.
 void AttachModule(void* instance) noexcept;
 void DetachModule() noexcept;
-// Registers the type library where the host lacks the call for it, once. Called by the factories: not by the load, since
-// the system's functions for it may load libraries, which is not allowed under the loader's lock.
-void RegisterTypeLibraryWithoutHost() noexcept;
-
 // Null while the module is not attached.
 [[nodiscard]] CAnalysisContext* ModuleContext();
 // The module's own instance handle.

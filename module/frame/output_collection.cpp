@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "base/format_text.h"
 #include "module/frame/dispatch.h"
+#include "module/frame/module_context.h"
 #include "module/resources/automation_tables.h"
+#include "module/resources/text_ids.h"
 
 namespace vlmfsl {
 namespace {
@@ -33,8 +36,9 @@ class OutputCollection final : public AutomationDispatch {
   void GetItem(const AutomationCall& call) {
     const int number = call.Int();
     if (number < 1 || number > static_cast<int>(documents_.size())) {
-      throw AutomationException("There is no output " + std::to_string(number) +
-                                ": outputs are numbered 1 to " + std::to_string(documents_.size()) + ".");
+      throw AutomationException(
+          vlm::FormatText(LoadResString(kTextNoSuchOutput),
+                          {static_cast<long long>(number), static_cast<long long>(documents_.size())}));
     }
     call.result.SetObject(documents_[static_cast<std::size_t>(number - 1)]->GetAutomationObject());
   }

@@ -36,14 +36,6 @@ class RuntimeLibrary {
   void* handle_ = nullptr;
 };
 
-// Registers the type library that the module carries, for this user, where the system keeps a registry of them and
-// does not know it yet. instance: the module's handle. A failure leaves it unregistered.
-struct TypeLibraryName {
-  const char* id;  // in braces
-  unsigned short majorVersion, minorVersion;
-};
-void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept;
-
 // Where an exception was met, as the crash-report library takes it. On Windows: EXCEPTION_POINTERS.
 struct ExceptionInformation {
   void* exceptionRecord;  // null where the system has none for an exception of the language

@@ -26,8 +26,6 @@ void* RuntimeLibrary::Find(const char* function) const {
   return handle_ ? dlsym(handle_, function) : nullptr;
 }
 
-void RegisterTypeLibraryForUser(void*, const TypeLibraryName&) noexcept {}
-
 void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
   ucontext_t context;
   ExceptionInformation exception = {nullptr, getcontext(&context) == 0 ? &context : nullptr};

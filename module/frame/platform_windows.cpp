@@ -1,6 +1,5 @@
 #include <windows.h>
 // After windows.h, which they build on.
-#include <oleauto.h>
 #include <psapi.h>
 #include <shlobj.h>
 
@@ -32,23 +31,9 @@ HMODULE OwnModule() {
   return module;
 }
 
-struct FreeBinaryString {
-  void operator()(wchar_t* text) const { SysFreeString(text); }
-};
 struct FreeTaskMemory {
   void operator()(wchar_t* text) const { CoTaskMemFree(text); }
 };
-
-bool IsRegisteredAt(const std::wstring& path, const TypeLibraryName& library) {
-  GUID id = {};
-  BSTR found = nullptr;
-  if (FAILED(CLSIDFromString(Utf16(library.id).c_str(), &id)) ||
-      FAILED(QueryPathOfRegTypeLib(id, library.majorVersion, library.minorVersion, LOCALE_NEUTRAL, &found))) {
-    return false;
-  }
-  const std::unique_ptr<wchar_t, FreeBinaryString> owned(found);
-  return lstrcmpiW(found, path.c_str()) == 0;
-}
 
 }  // namespace
 
@@ -91,13 +76,6 @@ RuntimeLibrary::~RuntimeLibrary() {
 
 void* RuntimeLibrary::Find(const char* function) const {
   return handle_ ? FunctionOf(static_cast<HMODULE>(handle_), function) : nullptr;
-}
-
-void RegisterTypeLibraryForUser(void* instance, const TypeLibraryName& name) noexcept try {
-  std::wstring path = FileOf(static_cast<HMODULE>(instance));
-  if (path.empty() || IsRegisteredAt(path, name)) return;
-  static_cast<void>(vlmcom::RegisterTypeLibraryFile(std::move(path)));
-} catch (...) {  // no memory for the file's name
 }
 
 void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {

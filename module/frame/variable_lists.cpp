@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "base/format_text.h"
 #include "contract/text.h"
 #include "module/frame/dispatch.h"
 #include "module/frame/module_context.h"
@@ -40,8 +41,9 @@ std::vector<int> EachOnce(const std::vector<int>& numbers, int variableCount) {
   std::vector<bool> seen(static_cast<std::size_t>(std::max(variableCount, 0)) + 1);
   for (const int number : numbers) {
     if (number < 1 || number > variableCount) {
-      throw AutomationException("There is no variable number " + std::to_string(number) + ": the data have " +
-                                std::to_string(variableCount) + " variables.");
+      throw AutomationException(
+          vlm::FormatText(LoadResString(kTextNoSuchVariable),
+                          {static_cast<long long>(number), static_cast<long long>(variableCount)}));
     }
     if (seen[static_cast<std::size_t>(number)]) continue;
     seen[static_cast<std::size_t>(number)] = true;
@@ -57,7 +59,7 @@ std::vector<int> ParseList(std::string_view text, vlm::IAnalysisHost& host) {
   vlm::StringSink error;
   if (host.ParseVariableList(text.data(), vlm::LengthOf(text), &numbers, &error) != 0) {
     throw AutomationException(
-        error.Text().empty() ? "\"" + std::string(text) + "\" is not a list of variables." : error.Text());
+        error.Text().empty() ? vlm::FormatText(LoadResString(kTextNotAVariableList), {text}) : error.Text());
   }
   return numbers.Take();
 }
@@ -83,8 +85,8 @@ void AppendNumbers(const vlm::AutomationValue& value, vlm::IAnalysisHost& host, 
 
 void RequireListCount(std::size_t given, std::size_t most) {
   if (given <= most) return;
-  throw AutomationException("Variables takes " + std::to_string(most) + " lists, and " +
-                            std::to_string(given) + " were given.");
+  throw AutomationException(vlm::FormatText(LoadResString(kTextTooManyLists),
+                                            {static_cast<long long>(most), static_cast<long long>(given)}));
 }
 
 }  // namespace

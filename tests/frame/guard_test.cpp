@@ -55,15 +55,17 @@ TEST_F(GuardTest, EachExceptionHasItsEnd) {
   const Row rows[] = {
       {"none", [] {}, vlm::kDispatchOk, "", ""},
       {"for the script", [] { throw AutomationException("wrong variable"); }, vlm::kDispatchException,
-       "65535: wrong variable", ""},
-      {"of the library", [] { throw std::runtime_error("it broke"); }, vlm::kDispatchFailed, "",
-       prefix + "it broke"},
-      {"of another kind", [] { throw 7; }, vlm::kDispatchFailed, "", prefix + "Unexpected error"},
-      {"percent signs", [] { throw std::runtime_error("100 %s"); }, vlm::kDispatchFailed, "",
+       "65535: wrong variable", prefix + "wrong variable"},
+      {"of the library", [] { throw std::runtime_error("it broke"); }, vlm::kDispatchFailed,
+       "65535: it broke", prefix + "it broke"},
+      {"of another kind", [] { throw 7; }, vlm::kDispatchFailed, "65535: Unexpected error",
+       prefix + "Unexpected error"},
+      {"percent signs", [] { throw std::runtime_error("100 %s"); }, vlm::kDispatchFailed, "65535: 100 %s",
        prefix + "100 %s"},
-      {"closed", [] { throw DialogClosedException(); }, vlm::kDispatchFailed, "",
+      {"closed", [] { throw DialogClosedException(); }, vlm::kDispatchFailed, "65535: The dialog is closed.",
        prefix + "The dialog is closed."},
-      {"wrong type", [] { throw TypeMismatchException(); }, vlm::kDispatchTypeMismatch, "", ""},
+      {"wrong type", [] { throw TypeMismatchException(); }, vlm::kDispatchTypeMismatch, "",
+       prefix + "Type mismatch."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -105,10 +107,43 @@ TEST_F(GuardTest, AnUnexpectedErrorLeavesAReportInTheErrorFolder) {
             vlm::kDispatchFailed);
   const std::string folder = home_.Folder();
   EXPECT_TRUE(std::filesystem::is_directory(folder));
-  EXPECT_EQ(library.Calls(), "StackTrace 0 9999 0 context 0\nReport 0 " + folder + " exception bad block\n");
+  EXPECT_EQ(library.Calls(), "StackTrace 0 9999 0 context 0\nReport 0 " + folder +
+                                 " exception Exception in automation method [CTest::put_It]: bad block\n");
   EXPECT_THAT(Process().applicationLog,
               ElementsAre("1 0 Exception in automation method [CTest::put_It]: bad block",
                           "1 0 Process dump was generated in [" + folder + "]"));
+}
+
+TEST_F(GuardTest, AnswersToTheScriptLeaveNoReport) {
+  const FakeCrashLibrary library;
+  Answer answer;
+  EXPECT_EQ(Guarded("CTest::put_It", &answer, [] { throw AutomationException("wrong"); }),
+            vlm::kDispatchException);
+  EXPECT_EQ(Guarded("CTest::put_It", &answer, [] { throw TypeMismatchException(); }),
+            vlm::kDispatchTypeMismatch);
+  EXPECT_EQ(Guarded("CTest::put_It", &answer, [] { throw DialogClosedException(); }), vlm::kDispatchFailed);
+  EXPECT_EQ(library.Calls(), "");
+}
+
+TEST_F(GuardTest, ACommandSaysWhyItFailed) {
+  struct Row {
+    const char* name;
+    void (*throws)();
+    bool done;
+    std::string reason;
+  };
+  const Row rows[] = {{"none", [] {}, true, ""},
+                      {"memory", [] { throw std::bad_alloc(); }, false, ""},
+                      {"refused", [] { throw AutomationException("no such code"); }, false, "no such code"},
+                      {"of another kind", [] { throw 7; }, false, "Unexpected error"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Process().logCache.clear();
+    const CommandOutcome outcome = GuardedCommand("CTest", [&] { row.throws(); });
+    EXPECT_EQ(outcome.done, row.done);
+    EXPECT_EQ(outcome.reason, row.reason);
+    EXPECT_EQ(Process().logCache.empty(), row.done);
+  }
 }
 
 TEST_F(GuardTest, NoCrashLibraryIsTakenFromTheCurrentFolder) {
@@ -156,6 +191,40 @@ class TestObject final : public AutomationDispatch {
   void GetSquare(const AutomationCall& call) { call.result.SetInt(call.Int() * call.Int()); }
   void Reset(const AutomationCall&) { heard = "reset"; }
 };
+
+// Inherited members are the host's; here they fail.
+class FailingBase final : public AutomationDispatch {
+ public:
+  FailingBase() : AutomationDispatch(kTestInterface, "CTest") {}
+  virtual ~FailingBase() = default;
+  void AddReference() override {}
+  void ReleaseReference() override {}
+
+ private:
+  void Call(const AutomationCall&) override {}
+  int InvokeInherited(int, int, const vlm::AutomationValue*, int, vlm::IAutomationResult*) override {
+    throw std::runtime_error("it broke");
+  }
+};
+
+TEST_F(GuardTest, InheritedMembersAreLoggedWithTheirClass) {
+  struct Row {
+    const char* member;
+    int kind;
+    const char* logged;
+  };
+  const Row rows[] = {{"OK", vlm::kInvokeMethod, "CTest::OK"},
+                      {"Name", vlm::kInvokeGet | vlm::kInvokeMethod, "CTest::get_Name"},
+                      {"ResultsCodes", vlm::kInvokePut, "CTest::put_ResultsCodes"}};
+  for (const Row& row : rows) {
+    Process().logCache.clear();
+    FailingBase object;
+    Answer answer;
+    EXPECT_EQ(CallByName(object, row.member, row.kind, {}, answer), vlm::kDispatchFailed);
+    EXPECT_THAT(Process().logCache, ElementsAre(std::string("1 0 Exception in automation method [") +
+                                                row.logged + "]: it broke"));
+  }
+}
 
 TEST(Dispatch, CallsByNameConvertAndCount) {
   struct Row {
