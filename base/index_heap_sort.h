@@ -1,8 +1,9 @@
-// Index sorts by a binary heap. Not stable on purpose: equal keys come out in the order that exactly this procedure
-// leaves them in, and callers depend on that order.
+// Index sorts by a binary heap. Not stable on purpose: callers depend on the order in which exactly
+// this procedure leaves equal keys.
 //
-// The permutation starts as 1, 2, ..., n. The heap is built by sifting down from position n / 2 towards 1; then the
-// root changes places with the last element of the shrinking heap, which is sifted down in its turn.
+// The permutation starts as 1, 2, ..., n. The heap is built by sifting down from position n / 2
+// towards 1; then the root is swapped with the last element of the shrinking heap, which is sifted
+// down in turn.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +13,8 @@ namespace vlm {
 
 namespace heap_detail {
 
-// Sifts the element at position `top` down within positions 1 to `size`. comesLater(a, b): a belongs nearer to the
-// root than b, which is: later in the sorted order.
+// Sifts the element at position `top` down within positions 1 to `size`. comesLater(a, b): a
+// belongs nearer to the root than b, which is: later in the sorted order.
 template <class Key, class ComesLater>
 void SiftDown(std::span<const Key> keys, std::span<int> order, std::size_t top, std::size_t size,
               ComesLater comesLater) {
@@ -57,9 +58,10 @@ void IndexSortDescending(std::span<const Key> keys, std::span<int> order) {
   heap_detail::Sort<Key>(keys, order, [](const Key& a, const Key& b) { return a < b; });
 }
 
-// A heap whose parents are not greater than their children, emptied from the smallest key on, so that the finished
-// order runs from the largest key to the smallest. The right child is followed only when the left one is strictly
-// greater, and an element stops where it is not greater than the child: step by step the descending sort above.
+// A heap whose parents are not greater than their children, emptied from the smallest key on, so
+// that the finished order runs from the largest key to the smallest. The right child is followed
+// only when the left one is strictly greater, and an element stops where it is not greater than the
+// child: step by step the descending sort above.
 template <class Key>
 void MinHeapIndexSort(std::span<const Key> keys, std::span<int> order) {
   IndexSortDescending<Key>(keys, order);

@@ -1,5 +1,5 @@
-// Rounding to whole numbers, the same on every system: C libraries there are whose round adds a half and cuts, which
-// makes 1 of the double just below a half.
+// Rounding to whole numbers with the same result on every system: the round of some C libraries
+// adds a half and truncates, which turns the double just below 0.5 into 1.
 #pragma once
 
 #include <cmath>

@@ -12,7 +12,8 @@ struct CodePoint {
   std::size_t bytes;
 };
 
-// The code point at the front of a text that is not empty (RFC 3629: no overlong forms, no surrogates).
+// The code point at the front of a text that is not empty (RFC 3629: no overlong forms, no
+// surrogates).
 CodePoint Decode(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text.front());
   if (lead < 0x80) return {lead, 1};
@@ -44,7 +45,7 @@ std::string_view FirstCharacters(std::string_view text, std::size_t characterCou
   return text;
 }
 
-std::u16string Utf16OfUtf8(std::string_view text) {
+std::u16string ToUtf16(std::string_view text) {
   std::u16string wide;
   wide.reserve(text.size());
   while (!text.empty()) {

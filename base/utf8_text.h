@@ -1,4 +1,4 @@
-// Lengths of texts as a reader counts them: in characters, not in bytes of UTF-8.
+// Texts of UTF-8 counted in characters, and converted to UTF-16.
 #pragma once
 
 #include <cstddef>
@@ -7,13 +7,13 @@
 
 namespace vlm {
 
-// Every byte that does not continue a character counts as one.
+// Every byte that does not continue a character counts as a character.
 [[nodiscard]] std::size_t CharacterCount(std::string_view text);
 
 // The first characters of the text, none of them cut in two.
 [[nodiscard]] std::string_view FirstCharacters(std::string_view text, std::size_t characterCount);
 
-// Bytes that are no UTF-8 become U+FFFD, one each.
-[[nodiscard]] std::u16string Utf16OfUtf8(std::string_view text);
+// Invalid bytes become U+FFFD, one each.
+[[nodiscard]] std::u16string ToUtf16(std::string_view text);
 
 }  // namespace vlm

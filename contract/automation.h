@@ -1,5 +1,6 @@
-// Automation values and the portable dispatch face of dialogs, documents and the host's objects: what a
-// script calls. On Windows an adapter shows the same objects as OLE automation; nothing here depends on it.
+// Automation values and the portable dispatch interface of dialogs, documents and the host's
+// objects, as scripts call them. On Windows an adapter offers the same objects through OLE
+// automation; nothing here depends on it.
 #pragma once
 
 #include "contract/types.h"
@@ -19,8 +20,8 @@ enum AutomationType : int {
   kAutomationVariant = 7,   // in descriptions only: any of the above
 };
 
-// A borrowed view of one argument, valid during the call. The member that type names is set, the others are
-// not.
+// A borrowed view of one argument, valid during the call. The member that type names is set, the
+// others are not.
 struct AutomationValue {
   int type;  // AutomationType
   int intValue;
@@ -34,18 +35,18 @@ struct AutomationValue {
 
 enum InvokeKind : int { kInvokeMethod = 1, kInvokeGet = 2, kInvokePut = 4 };
 
-// What a call answers. Owned by the caller; copies what it is given. At most one Set call takes effect: the
-// last.
+// Receives the answer of a call. Owned by the caller; copies what it is given. Only the last Set
+// call takes effect.
 struct IAutomationResult {
   virtual void SetEmpty() = 0;
   virtual void SetInt(int value) = 0;
   virtual void SetReal(double value) = 0;
   virtual void SetText(const char* text, int length) = 0;
   virtual void SetIntArray(const int* values, int count) = 0;
-  virtual void SetObject(IAutomationObject* object) = 0;  // counts a reference of its own; null allowed
-  // One-dimensional, of values of any type, arrays among them; kAutomationEmpty for what is missing.
+  virtual void SetObject(IAutomationObject* object) = 0;  // counts a reference; null allowed
+  // One-dimensional, of values of any type, arrays included; kAutomationEmpty for a missing value.
   virtual void SetArray(const AutomationValue* items, int count) = 0;
-  // An automation exception: what a script sees as the error's number and description.
+  // An automation exception: the number and description of the error that a script sees.
   virtual void SetError(int code, const char* description, int length) = 0;
 
  protected:
@@ -70,9 +71,9 @@ struct AutomationMember {
   int dispatchId;
   const char* name;   // NUL-terminated ASCII
   int kinds;          // InvokeKind flags
-  int getType;        // AutomationType of a get, or of a method's result (kAutomationEmpty for none)
+  int getType;        // AutomationType of a get or of a method's result (kAutomationEmpty: none)
   int putType;        // AutomationType of a put
-  int argumentCount;  // arguments of a get or a method besides the value put: 0 or 1, of a host's object more
+  int argumentCount;  // without the value of a put: 0 or 1, for objects of the host more
   int argumentType;
   const char* argumentName;
   const char* getHelp;  // help string of the get or the method
@@ -94,10 +95,11 @@ struct IAutomationObject : ICounted {
   // arguments in declaration order; for a put the value is the last. Returns a DispatchStatus.
   virtual int Invoke(int dispatchId, int kind, const AutomationValue* arguments, int argumentCount,
                      IAutomationResult* result) = 0;
-  // Windows: a new COM object (an IDispatch*, its one reference the caller's) that shows this object and, for an
-  // interface of a type library, has its vtable too. Its calls go through `through`: this object, or one of the
-  // host's that passes calls on to it; the COM object counts a reference of that one. The module stays loaded as
-  // long as such an object lives, and until its last Release has returned. Null elsewhere, or when memory is short.
+  // Windows: returns a new COM object for this object (an IDispatch* whose one reference belongs to
+  // the caller); for an interface of a type library it has the vtable of that interface. Its calls
+  // go through `through`: this object, or an object of the host that forwards to it; the COM object
+  // counts a reference of it. The module stays loaded while such an object lives, and until its
+  // last Release has returned. Null elsewhere, or when memory is short.
   virtual void* MakeComObject(IAutomationObject* through) = 0;
 
  protected:

@@ -12,8 +12,8 @@
 
 namespace vlm {
 
-// Help texts are null for the kinds that a member does not have, argumentName without arguments; with more than one
-// argument it names them all: "Row, Column".
+// Help texts are null for the kinds that a member does not have, argumentName without arguments;
+// with more than one argument it names them all: "Row, Column".
 constexpr AutomationMember Getter(int id, const char* name, int type, const char* help, int argumentCount = 0,
                                   int argumentType = kAutomationEmpty, const char* argumentName = nullptr) {
   return {id,           name,         kInvokeGet, type,   kAutomationEmpty, argumentCount,
@@ -48,7 +48,8 @@ constexpr bool EqualMemberNames(std::string_view a, std::string_view b) {
   return true;
 }
 
-// The first member of the interface itself, without its bases, for which matches(member) holds; null for none.
+// The first member of the interface itself, without its bases, for which matches(member) holds;
+// null for none.
 template <typename Matches>
 constexpr const AutomationMember* FindOwnMember(const AutomationInterface& description, Matches&& matches) {
   for (int i = 0; i < description.memberCount; ++i) {

@@ -1,6 +1,6 @@
-// Dialogs: the module describes them by templates and answers commands; the host owns the windows, whatever
-// face they have (none, native, a page). Life of a dialog:
-//   CreateAnalysisDialog -> OnInitDialog -> OnCommand ... -> ExitDialog -> OnClosed -> references released.
+// Dialogs: the module describes them by templates and answers commands; the host owns the windows,
+// whatever shows them (nothing, native windows, a page). Life of a dialog:
+//   CreateAnalysisDialog -> OnInitDialog -> OnCommand ... -> ExitDialog -> OnClosed -> released
 #pragma once
 
 #include "contract/automation.h"
@@ -8,24 +8,24 @@
 
 namespace vlm {
 
-// What is asked of the user in a variable dialog. Lists go in and out.
+// One list of a variable dialog: filled in by the caller, replaced by the choice of the user.
 struct VariableListRequest {
   const char* caption;  // of the list
   int captionLength;
   int variableKind;  // 1 categorical, 2 continuous, 0 any: what the host offers first
-  int maximumCount;  // at most so many variables
+  int maximumCount;  // upper limit of the count
   int* variables;    // capacity numbers, count of them set
   int* count;
   int capacity;
 };
 
-// The host's side of one open dialog. Borrowed by the client from CreateAnalysisDialog until OnClosed
-// returns.
+// The host's side of one open dialog. Borrowed by the client from CreateAnalysisDialog until
+// OnClosed returns.
 struct IDialogWindow {
   // Puts page templates of the module on a tab control; the pages' captions are the templates'.
   virtual void AddDlgTabs(int tabControlId, const int* pageTemplateIds, int pageCount) = 0;
-  virtual void
-  InitOpeningDialog() = 0;  // the host fills in what every dialog has (data name, selection and weights)
+  // The host fills in what every dialog shows: the name of the data, selection and weights.
+  virtual void InitOpeningDialog() = 0;
 
   virtual void EnableWindow(int controlId, int enabled) = 0;
   virtual void ShowControl(int controlId, int shown) = 0;
@@ -48,14 +48,16 @@ struct IDialogWindow {
   virtual void SelectDropDownItem(int controlId, int itemIndex) = 0;  // -1: none
   virtual int GetSelectedDropDownItem(int controlId) = 0;
 
-  virtual void ShowEditError(int controlId, const char* text, int length) = 0;  // an error on that edit field
-  virtual void DisplayInstError(const char* text, int length) = 0;              // an instruction error
+  // Shows an error at an edit field, and one about the whole dialog.
+  virtual void ShowEditError(int controlId, const char* text, int length) = 0;
+  virtual void DisplayInstError(const char* text, int length) = 0;
 
-  // The host's own dialogs. Return 1 for OK, 0 for Cancel. Only the host tells the user about wrong entries.
+  // The host's own dialogs. Return 1 for OK, 0 for Cancel. Only the host tells the user about wrong
+  // entries.
   virtual int VariableListsDialog(const char* title, int titleLength, const VariableListRequest* lists,
                                   int listCount) = 0;
-  // codes: for each of variableCount variables in turn its chosen codes. Values outside minimum..maximum
-  // are refused.
+  // codes: for each of variableCount variables in turn its chosen codes. Values outside
+  // minimum..maximum are refused.
   virtual int CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
                               int shownAtOnce, double minimum, double maximum, struct ICodesSink* codes) = 0;
   virtual int DefineSelCond() = 0;
@@ -92,8 +94,8 @@ struct ICodesSink {
   ~ICodesSink() = default;
 };
 
-// The module's side of a dialog. The host counts a reference while the window is open; a script's automation
-// object counts references of its own, and outlives the window: its calls then fail.
+// The module's side of a dialog. The host counts a reference while the window is open; a script's
+// automation object counts references of its own, and outlives the window: its calls then fail.
 struct IDialogClient : ICounted {
   virtual void OnInitDialog(IDialogWindow* window) = 0;
   virtual void OnCommand(int controlId) = 0;

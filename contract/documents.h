@@ -1,5 +1,5 @@
-// Host documents as the module makes and reads them: output spreadsheets, graphs, texts, and the input
-// spreadsheet that an analysis works on. Rows and columns are numbered from 1.
+// Host documents as the module makes and reads them: output spreadsheets, graphs, texts, and the
+// input spreadsheet that an analysis works on. Rows and columns are numbered from 1.
 //
 //   ISpreadsheet* sheet = host->CreateSpreadsheet(responseNumber, rowCount, 2);
 //   sheet->SetTitle("Importance: risk", 16);
@@ -13,11 +13,12 @@
 
 namespace vlm {
 
-// Every document is made for a subject: the variable number of the dependent or response that it is about,
-// or 0 when it is about the whole run. Hosts group documents by subject.
+// Every document is made for a subject: the variable number of the dependent or response that it is
+// about, or 0 when it is about the whole run. Hosts group documents by subject.
 struct IDocument : ICounted {
   virtual IAutomationObject* GetAutomationObject() = 0;  // borrowed; lives as long as the document
-  // Hands the document to the host's current workbook. Each document is shown once; later calls do nothing.
+  // Hands the document to the host's current workbook. Each document is shown once; later calls do
+  // nothing.
   virtual void Show() = 0;
 
  protected:
@@ -52,7 +53,8 @@ struct ISpreadsheet : IDocument {
   virtual void SetRowName(int rowNumber, const char* text, int length) = 0;
   virtual void GetRowName(int rowNumber, ITextSink* text) = 0;
 
-  // A cell that was never written holds the all-bits-set double and shows as empty; so does kMissingValue.
+  // A cell that was never written holds the all-bits-set double and shows as empty; so does
+  // kMissingValue.
   virtual void SetValue(int rowNumber, int columnNumber, double value) = 0;
   virtual void SetInteger(int rowNumber, int columnNumber, int value) = 0;
   virtual void SetText(int rowNumber, int columnNumber, const char* text, int length) = 0;
@@ -63,14 +65,15 @@ struct ISpreadsheet : IDocument {
   virtual void ReadColumn(int columnNumber, int firstRowNumber, int rowCount, double* values) = 0;
   virtual void WriteColumn(int columnNumber, int firstRowNumber, int rowCount, const double* values) = 0;
 
-  // Inserts a column after the given one (0: as the first) and returns its number. Formulas keep pointing at
-  // the same columns, also in the text that is shown of them.
+  // Inserts a column after the given one (0: as the first) and returns its number. Formulas keep
+  // pointing at the same columns, also in the text that is shown of them.
   virtual int InsertColumn(int afterColumnNumber, const char* name, int nameLength, const char* longName,
                            int longNameLength, const char* format, int formatLength) = 0;
   virtual void SetValueLabel(int columnNumber, double value, const char* text, int length) = 0;
 
-  // A new document for a subject with the cells, names, formats, labels and title of this one. What is done
-  // to the copy leaves this sheet as it is. The caller releases it; null when the host cannot make it.
+  // A new document for a subject with the cells, names, formats, labels and title of this one. What
+  // is done to the copy leaves this sheet as it is. The caller releases it; null when the host
+  // cannot make it.
   virtual ISpreadsheet* Copy(int subjectNumber) = 0;
 
  protected:
@@ -120,8 +123,8 @@ struct IGraph : IDocument {
   virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;  // step 0: the host's
   // A text at a position; an axis with such texts shows no numbers.
   virtual void AddAxisTick(int axis, double position, const char* text, int length) = 0;
-  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's data, one
-  // row per point. AddSeries makes a series of the kind that the graph's kind names.
+  // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's
+  // data, one row per point. AddSeries makes a series of the kind that the graph's kind names.
   virtual int AddSeries(const char* name, int length) = 0;
   virtual int AddSeriesOfKind(int seriesKind, const char* name, int length) = 0;
   virtual void PutOnRightAxis(int seriesIndex) = 0;
@@ -142,28 +145,29 @@ struct IGraph : IDocument {
 struct IInputSpreadsheet {
   virtual int GetBundleCount() = 0;
   virtual void GetBundleName(int bundleIndex, ITextSink* name) = 0;
-  // name: UTF-16. variables: the host's variable-list notation (numbers separated by blanks). Returns 0 on
-  // success.
+  // name: UTF-16. variables: the host's variable-list notation (numbers separated by blanks).
+  // Returns 0 on success.
   virtual int AddBundle(const char16_t* name, int nameLength, const char* variables, int variablesLength) = 0;
 
-  // The distinct values of a variable over the selected cases, ascending, missing left out: fills at most
-  // capacity doubles and returns how many there are.
+  // The distinct values of a variable over the selected cases, ascending, missing left out: fills
+  // at most capacity doubles and returns how many there are.
   virtual int GetDistinctValues(int variableNumber, double* values, int capacity) = 0;
   // Returns 0 and the label, or a nonzero value when the value has no label.
   virtual int GetValueLabel(int variableNumber, double value, ITextSink* label) = 0;
   // Returns 0 and the value of a label (or of a number text), or a nonzero value.
   virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
 
-  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a missing value
-  // is the variable's missing-data code. Returns 0, or a nonzero value when there are no such cases.
+  // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a
+  // missing value is the variable's missing-data code. Returns 0, or a nonzero value when there are
+  // no such cases.
   virtual int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) = 0;
 
-  // Additions between BeginAdding and EndAdding belong together: with keep 0 the host removes all of them
-  // again. Calls do not nest.
+  // Additions between BeginAdding and EndAdding belong together: with keep 0 the host removes all
+  // of them again. Calls do not nest.
   virtual void BeginAdding() = 0;
   virtual void EndAdding(int keep) = 0;
-  // Appends a variable with one value per case; returns its number, or 0 on failure, which the host has
-  // reported to the user. description becomes its long name.
+  // Appends a variable with one value per case; returns its number, or 0 on failure, which the host
+  // has reported to the user. description becomes its long name.
   virtual int AddVariable(const char* name, int nameLength, const char* description, int descriptionLength,
                           const double* values) = 0;
   virtual void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) = 0;

@@ -10,7 +10,7 @@ using AnalysisFactory = IAnalysis* (*)();
 inline constexpr char kFeatureSelectionFactory[] = "Qvd6NewAnalysis";
 inline constexpr char kScreeningFactory[] = "Qvd6FeatureSelectionTemplate";
 
-// A log of the host's.
+// A log of the host.
 struct ILog {
   virtual int IsOn() = 0;
   virtual void LogEntry(const char* text, int length, unsigned processId, unsigned threadId, int level,
@@ -20,9 +20,9 @@ struct ILog {
   ~ILog() = default;
 };
 
-// Functions of the host's process, each optional:
-// Registers a type library. Called while the library is being loaded: the host queues it and acts after the
-// load. libraryId: the identifier in braces. Returns 0 on success; a failure does not stop the load.
+// Functions of the host's process, each optional: Registers a type library. Called while the
+// library is being loaded: the host queues it and acts after the load. libraryId: the identifier in
+// braces. Returns 0 on success; a failure does not stop the load.
 using RegisterTypeLibrary = int (*)(void* moduleInstance, const char* libraryId, const char* subPath,
                                     const char* helpFolder);
 inline constexpr char kRegisterTypeLibrary[] = "QvdOleRegisterTypeLib";
@@ -32,13 +32,13 @@ inline constexpr char kGetApplicationLog[] = "QvdGetApplicationLog";
 // The cache that takes entries while there is no application, or while its logging is off.
 inline constexpr char kGetLogCache[] = "GetLogCache";
 
-// The crash-report library, looked for when an automation call has failed; it and either function may be
-// missing. The functions' first and last arguments are 0.
+// The crash-report library, looked for when an automation call has failed; the library and each
+// function may be missing. The functions' first and last arguments are 0.
 inline constexpr char kCrashReportLibrary[] = "CrashRpt";  // libCrashRpt.so, CrashRpt.dll
 using CrashStackTrace = void (*)(int, unsigned depth, void*, void* contextRecord, int);
 inline constexpr char kCrashStackTrace[] = "StackTrace";
-// folder: where the report goes, may be empty. exception: EXCEPTION_POINTERS on Windows; elsewhere two
-// pointers, null and a ucontext_t.
+// folder: where the report goes, may be empty. exception: EXCEPTION_POINTERS on Windows; elsewhere
+// two pointers, null and a ucontext_t.
 using CrashReport = void (*)(void*, const char* folder, void* exception, const char* message);
 inline constexpr char kCrashReport[] = "GenerateSilentErrorReport";
 

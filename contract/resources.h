@@ -1,5 +1,6 @@
-// What the module's instance handle stands for. On Windows GetLibInstance gives the HMODULE, whose resources
-// are a string table and dialog templates; elsewhere it gives an IModuleResources with the same content.
+// What the module's instance handle leads to. On Windows GetLibInstance gives the HMODULE, whose
+// resources are a string table and dialog templates; elsewhere it gives an IModuleResources with
+// the same content.
 #pragma once
 
 #include "contract/automation.h"
@@ -29,7 +30,7 @@ inline constexpr char kIntegerEditWindowClass[] = "VlmIntegerEdit";
 inline constexpr char kRealEditWindowClass[] = "VlmRealEdit";
 inline constexpr char kValueEditWindowClass[] = "VlmValueEdit";
 inline constexpr char kIconButtonWindowClass[] = "VlmIconButton";
-// A compiled drop-down list is so much higher than its closed field: its window holds the opened list.
+// Height of a compiled drop-down list beyond its closed field: its window includes the opened list.
 inline constexpr int kDropDownListHeight = 84;
 
 enum ControlFlags : int {
@@ -42,8 +43,8 @@ enum ControlFlags : int {
 struct ControlTemplate {
   int id;
   int controlClass;
-  const char*
-      caption;  // NUL-terminated UTF-8; '&' marks the accelerator, "!249" at the start an icon of the host's
+  // NUL-terminated UTF-8; '&' marks the accelerator, "!249" at the start an icon of the host.
+  const char* caption;
   short x, y, width, height;  // dialog units
   int flags;
 };

@@ -1,5 +1,5 @@
-// Results of a run as the host reads them, besides the documents: a read-only view of the analysis's record,
-// valid until the analysis runs again, is initialised again or is destroyed.
+// Results of a run as the host reads them, besides the documents: a read-only view of the
+// analysis's record, valid until the analysis runs again, is initialised again or is destroyed.
 #pragma once
 
 #include "contract/types.h"
@@ -12,7 +12,7 @@ struct FeatureSelectionRun {
   int zeroWeightCases;  // left out for a weight of zero (after rounding, where asked for)
   int badCountCases;    // left out for a missing count or one below 1
   int acceptedCases;    // the rest
-  int validCases;       // accepted and not given up by casewise deletion
+  int validCases;       // accepted and not dropped by casewise deletion
   int weighted;         // flag
   double totalWeight;   // 1.0 when not weighted
   int continuousDependents, categoricalDependents, continuousPredictors, categoricalPredictors;
@@ -25,14 +25,15 @@ struct FeatureSelectionPair {
   double statistic;
   double pValue;
   int notComputable;
-  int usedCases;  // that entered the statistic, without weights and counts
-  int missingCases;  // accepted cases that did not: a value of the pair is missing, or the case was given up before
-  double count;  // F: cases by the count variable; Chi-square: sum of weight x count over the table
-  double df1;    // F: between groups; Chi-square and Cramer's V: (rows - 1) (columns - 1)
-  double df2;    // F: within groups; else 0
+  int usedCases;     // that entered the statistic, without weights and counts
+  int missingCases;  // the other accepted cases: a value is missing, or the case was dropped
+  double count;      // F: cases by the count variable; Chi-square: sum of weight x count
+  double df1;        // F: between groups; Chi-square and Cramer's V: (rows - 1) (columns - 1)
+  double df2;        // F: within groups; else 0
 };
 
-// The accepted cases by whether a dependent has a value, without weights and counts, whatever the predictors hold.
+// The accepted cases by whether a dependent has a value, without weights and counts, whatever the
+// predictors hold.
 struct FeatureSelectionDependent {
   int validCases;
   int missingCases;
@@ -47,8 +48,8 @@ struct IFeatureSelectionResults {
                                 ITextSink* name) = 0;  // "F-value", "Chi-square", "Cramer's V"
   virtual void GetPair(int dependentIndex, int predictorIndex, FeatureSelectionPair* pair) = 0;
   virtual void GetDependent(int dependentIndex, FeatureSelectionDependent* dependent) = 0;
-  // Ranks the dependent's predictors by the record's display settings, shows the notices of that, and appends
-  // the predictor indices, best first. Returns 0 on success.
+  // Ranks the dependent's predictors by the record's display settings, shows the notices of the
+  // ranking, and appends the predictor indices, best first. Returns 0 on success.
   virtual int SelectBest(int dependentIndex, IIntegerSink* predictorIndices) = 0;
 
  protected:

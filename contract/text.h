@@ -1,7 +1,7 @@
 // Texts in and out of the contract's calls, for both sides of the boundary.
 //
 //   host.MessageOutput(text.data(), vlm::LengthOf(text));
-//   const std::string name = vlm::TextOf([&](vlm::ITextSink* sink) { host.GetVarNameEx(0, 3, sink); });
+//   const auto name = vlm::TextOf([&](vlm::ITextSink* sink) { host.GetVarNameEx(0, 3, sink); });
 #pragma once
 
 #include <cstddef>
@@ -66,7 +66,8 @@ template <typename Fill>
   return sink.Take();
 }
 
-// The same for a text that results depend on: throws std::bad_alloc instead of returning an empty one.
+// The same for a text that results depend on: throws std::bad_alloc instead of returning an empty
+// one.
 template <typename Fill>
 [[nodiscard]] std::string WholeTextOf(Fill&& fill) {
   StringSink sink;

@@ -1,22 +1,26 @@
-// Plain types of the contract between a host and the module. Interfaces and plain data only, so that a host
-// built with another compiler can load the module: no standard-library type, no exception, no overloaded or
-// inline virtual, no virtual destructor, no struct returned by value crosses the boundary.
+// Plain types of the contract between a host and the module. Interfaces and plain data only, so
+// that a host built with another compiler can load the module: no standard-library type, no
+// exception, no overloaded or inline virtual, no virtual destructor, no struct returned by value
+// crosses the boundary.
 //
 // Conventions, for every call of the contract unless it says otherwise:
 //   - everything runs on the host's user-interface thread;
-//   - texts are UTF-8, given as pointer and length in bytes, not terminated; valid during the call only;
-//   - a text that a call hands back is put into an ITextSink of the caller's;
-//   - variables and cases are numbered from 1 where the parameter's name ends in Number, from 0 where in
-//   Index;
-//   - flags are int, 0 or not 0; engine operations return 0 for success, operations of the step table not 0;
-//   - an interface pointer that a call returns is borrowed unless the call says "the caller releases it".
+//   - texts are UTF-8, given as pointer and length in bytes, not terminated, valid during the call;
+//   - a text that a call returns is put into an ITextSink of the caller;
+//   - variables and cases are numbered from 1 in parameters whose names end in Number, from 0 in
+//     those that end in Index;
+//   - flags are int, 0 or not 0; engine operations return 0 for success, operations of the step
+//     table not 0;
+//   - an interface pointer that a call returns is borrowed unless the call says "the caller
+//     releases it".
 #pragma once
 
 #include <cstdint>
 
 namespace vlm {
 
-// Raised by one whenever a call changes or is added; the host refuses a module of another number by name.
+// Raised by one whenever a call changes or is added; the host refuses a module of another number by
+// name.
 inline constexpr int kContractVersion = 5;
 
 // The host's general missing value, and the default missing-data code of a variable.
@@ -40,7 +44,7 @@ struct IIntegerSink {
   ~IIntegerSink() = default;
 };
 
-// An object that lives as long as somebody counts a reference to it.
+// An object that lives as long as references to it are counted.
 struct ICounted {
   virtual void AddReference() = 0;
   virtual void ReleaseReference() = 0;
@@ -49,9 +53,9 @@ struct ICounted {
   ~ICounted() = default;
 };
 
-// What the host keeps about something that is shared by the analyses of one module. The module owns the
-// storage, which lives as long as the module is loaded, and never looks inside; the host may use the
-// address as a key.
+// State that the host keeps for what the analyses of one module share. The module owns the storage,
+// which lives as long as the module is loaded, and never reads it; the host may use the address as
+// a key.
 struct SharedBlock {
   std::uint64_t words[8];
 };

@@ -32,7 +32,7 @@ int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>
   std::set<std::string> taken = ExistingBundleNames(input);
   for (const PredictorBundle& bundle : bundles) {
     const std::string name = FreeName(bundle.name, taken);
-    const std::u16string wideName = vlm::Utf16OfUtf8(name);
+    const std::u16string wideName = vlm::ToUtf16(name);
     if (input.AddBundle(wideName.data(), static_cast<int>(wideName.size()), bundle.variables.data(),
                         vlm::LengthOf(bundle.variables)) != 0) {
       return kFailed;

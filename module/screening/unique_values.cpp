@@ -77,9 +77,9 @@ class BadCodeMarks {
 void MarkOthers(std::span<const double> values, std::uint8_t* isAnother) {
   constexpr auto kUlps = static_cast<std::uint64_t>(vlm::kToleranceUlps);
   const std::size_t count = values.size() - 1;
-  auto last = static_cast<std::uint64_t>(vlm::OrderedImage(values[0]));
+  auto last = static_cast<std::uint64_t>(vlm::OrderedBits(values[0]));
   for (std::size_t i = 0; i < count; ++i) {
-    const auto image = static_cast<std::uint64_t>(vlm::OrderedImage(values[i + 1]));
+    const auto image = static_cast<std::uint64_t>(vlm::OrderedBits(values[i + 1]));
     isAnother[i] = image - last + kUlps > 2 * kUlps ? 1 : 0;  // the distance, whichever comes first
     last = image;
   }

@@ -53,7 +53,7 @@ TEST(Tolerant, RaisedBoundsAndRangesSayTheSameAsTheTests) {
     const vlm::MissingRange missing = vlm::MissingRangeOf(bound);
     std::vector<double> values = {kInfinity, -kInfinity, kNan, kMax, -kMax, 0.0, -0.0};
     for (std::int64_t step = -20; step <= 20 && std::isfinite(bound); ++step) {
-      values.push_back(vlm::FromOrderedImage(vlm::OrderedImage(bound) + step));
+      values.push_back(vlm::FromOrderedBits(vlm::OrderedBits(bound) + step));
     }
     for (const double x : values) {
       EXPECT_EQ(x > vlm::RaisedByTolerance(bound), vlm::GreaterBeyondTolerance(x, bound))
@@ -188,7 +188,7 @@ TEST(Utf8Text, CountsCutsAndWidensCharacters) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(vlm::CharacterCount(row.text), row.characters);
     EXPECT_EQ(vlm::FirstCharacters(row.text, 2), row.firstTwo);
-    EXPECT_EQ(vlm::Utf16OfUtf8(row.text), row.wide);
+    EXPECT_EQ(vlm::ToUtf16(row.text), row.wide);
   }
 }
 

@@ -56,7 +56,7 @@ void FillWithEverything(ScriptedEngineHost* host, int cases, unsigned seed) {
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
-  const auto ulps = [](double v, int n) { return vlm::FromOrderedImage(vlm::OrderedImage(v) + n); };
+  const auto ulps = [](double v, int n) { return vlm::FromOrderedBits(vlm::OrderedBits(v) + n); };
   // 1 to 4: continuous dependents
   column([&] { return 50 + 10 * normal(random); });
   column([&] { return static_cast<double>(below(7)) - 3; }, 0.05);
@@ -721,8 +721,8 @@ TEST(Engine, TakesTheUpperTailOfChiSquareWhereTheHostHasIt) {
 
 // A case of each acceptance rule, told by the facts of the run.
 TEST(CaseRules, AcceptRoundAndSkip) {
-  const double below1 = vlm::FromOrderedImage(vlm::OrderedImage(1.0) - 15),
-               furtherBelow1 = vlm::FromOrderedImage(vlm::OrderedImage(1.0) - 16);
+  const double below1 = vlm::FromOrderedBits(vlm::OrderedBits(1.0) - 15),
+               furtherBelow1 = vlm::FromOrderedBits(vlm::OrderedBits(1.0) - 16);
   struct Row {
     const char* name;
     double weight;

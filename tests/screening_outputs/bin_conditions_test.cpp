@@ -89,7 +89,7 @@ TEST(BinConditions, ValuesOnAndAroundCutPoints) {
   PredSummary record = Intervals();
   const double cut = record.cutPoints[1];
   const auto ulpsAbove = [](double value, int ulps) {
-    return vlm::FromOrderedImage(vlm::OrderedImage(value) + ulps);
+    return vlm::FromOrderedBits(vlm::OrderedBits(value) + ulps);
   };
   const BinFinder finder(record);
   const double infinity = std::numeric_limits<double>::infinity();
