@@ -4,7 +4,7 @@
 # and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
-foreach(folder boost CLI nlohmann utf8cpp)
+foreach(folder boost CLI nlohmann utf8cpp fast_float)
   if(NOT EXISTS /usr/include/${folder})
     message(FATAL_ERROR "The headers of ${folder} are missing: run tools/setup.sh test")
   endif()

@@ -88,7 +88,7 @@ TEST_F(DataTest, FieldsBecomeCells) {
       {"points told by the other column", "a.csv", "x;y\n1.022;0,5\n12;0,25\n", "x: 1022 12 | y: 0.5 0.25",
        "\"1.022\" are read as numbers"},
       {"thousands or decimals, nobody knows", "a.tsv", "x\ty\n1,022\t1\n12,500\t2\n",
-       "x: 1.022 12.5 | y: 1 2", "could part thousands"},
+       "x: 1.022 12.5 | y: 1 2", "could separate thousands"},
       {"percentages", "a.csv", "p\n12%\n-0.5 %\n\n", "p: 12 -0.5 .", "\"12%\" are read as numbers"},
       {"no thousands", "a.csv", "a,b,c\n\"1,2\",\"1,0000\",\"01,234\"\n\"1,5\",\"1,000\",5%\n",
        "a: 1[1,2] 2[1,5] | b: 2[1,0000] 1[1,000] | c: 1[01,234] 2[5%]", ""},
@@ -109,6 +109,40 @@ TEST_F(DataTest, FieldsBecomeCells) {
       EXPECT_THAT(report.warnings, ElementsAre(HasSubstr(row.warning)));
     std::filesystem::remove(path);
   }
+}
+
+TEST_F(DataTest, EqualWarningsAreOneSentence) {
+  std::string names;
+  std::string cells;
+  for (int i = 0; i < 12; ++i) {
+    names += (i ? ",x" : "x") + std::to_string(i);
+    cells += i ? ",NA" : "NA";
+  }
+  const std::string path = WriteFile("a.csv", names + "\n" + cells + "\n1,2,3,4,5,6,7,8,9,10,11,12\n");
+  ReadReport report;
+  ReadTable(path, {}, &report);
+  EXPECT_THAT(report.warnings,
+              ElementsAre("Fields such as \"NA\" count as missing among numbers: 12 variables of " + path +
+                          ", \"x0\", \"x1\", \"x2\", \"x3\", \"x4\" and 7 more."));
+  report.warnings.clear();
+  ReadTable(WriteFile("b.csv", "income\n10\n11\n12\n13\n14\nunknown\n"), {}, &report);
+  EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("--missing-text \"unknown\"")));
+  report.warnings.clear();
+  EXPECT_EQ(Show(ReadTable(WriteFile("c.csv", ",,\n1,2,3\n"), {}, &report)), "Var1: 1 | Var2: 2 | Var3: 3");
+  EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("is called Var1, and 2 more likewise.")));
+}
+
+TEST_F(DataTest, AFileThatChangesWhileItIsReadIsNamed) {
+  std::string bytes = "x,k\n";
+  for (int i = 0; i < 200000; ++i) bytes += "1.5,abc\n";
+  const std::string path = WriteFile("a.csv", bytes);
+  ReadOptions options;
+  options.progress = [&](double) {
+    std::ofstream(path, std::ios::binary | std::ios::app) << "2\n";
+    return true;
+  };
+  EXPECT_EQ(ErrorOf([&] { ReadTable(path, options); }),
+            path + " was changed while it was read; read it again.");
 }
 
 TEST_F(DataTest, MissingMarksAmongThousands) {
@@ -163,7 +197,7 @@ TEST_F(DataTest, BadFilesAreRefusedInOneSentence) {
             folder_.string() + " is a directory, not a data file.");
   const std::string twice = WriteFile("d.csv", "a,b,a\n1,2,3\n");
   EXPECT_EQ(ErrorOf([&] { ReadTable(twice); }),
-            "The column name \"a\" stands twice in " + twice + ", in columns 1 and 3.");
+            "Column name \"a\" occurs twice in " + twice + ", in columns 1 and 3.");
 }
 
 // Every spelling of a double must give strtod's bits, whatever path the parser takes.
@@ -249,6 +283,12 @@ TEST_F(DataTest, MissingOptions) {
   EXPECT_EQ(Show(table.columns[1]), "k: 3[n/a] . 2[c]");
   EXPECT_EQ(ApplyMissingOption(table, "v1=1"), 1);
   EXPECT_EQ(Show(table.columns[0]), "x: . . .");
+  Table several = ReadTable(WriteFile("b.csv", "x,k\n-9,\"a,b\"\n-8,a\n1,b\n-9.5,c\n"));
+  EXPECT_EQ(ApplyMissingOption(several, "x=-9,-8"), 2);
+  EXPECT_EQ(ApplyMissingOption(several, "k=a,b"), 1);  // a label that has a comma
+  EXPECT_EQ(ApplyMissingOption(several, "k=b,c"), 2);
+  EXPECT_EQ(Show(several), "x: . . 1 -9.5 | k: . 1[a] . .");
+  EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(several, "x=-9,"); }), HasSubstr("neither a number"));
   EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(table, "x"); }), HasSubstr("NAME=CODE"));
   EXPECT_THAT(ErrorOf([&] { ApplyMissingOption(table, "k=zz"); }),
               HasSubstr("neither a number nor one of its value labels"));

@@ -44,6 +44,8 @@ TEST_F(DataTest, MeasurementAndRole) {
        Role::kAllMissing},
       {"row numbers", "x", Cells(20, [&](int i) { return number(i + 1001); }), Measurement::kContinuous,
        Role::kIdentifier},
+      {"years", "x", Cells(20, [&](int i) { return number(i + 1990); }), Measurement::kContinuous,
+       Role::kUsable},
       {"shuffled from 1", "x", Cells(20, [&](int i) { return number((i * 7) % 20 + 1); }),
        Measurement::kContinuous, Role::kIdentifier},
       {"shuffled from 30", "x", Cells(20, [&](int i) { return number((i * 7) % 20 + 30); }),

@@ -49,6 +49,14 @@ std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& r
       leftOut.push_back({number, column.name, RoleName(column.role), column.roleReason});
     }
   }
+  if (!predictors.empty()) return predictors;
+  // A consecutive series of numbers may be one of measurements where there is nothing else to look at.
+  std::erase_if(leftOut, [&](const LeftOutVariable& variable) {
+    const Column& column = table.Variable(variable.number);
+    if (column.role != Role::kIdentifier || column.fromText) return false;
+    predictors.push_back(variable.number);
+    return true;
+  });
   return predictors;
 }
 

@@ -2,22 +2,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
+#include <span>
+
+#include "workbench/data/unicode.h"
 
 namespace velmora {
 
 namespace {
-
-std::string Quote(std::string_view text) {
-  constexpr std::size_t kMaxShown = 40;
-  std::string shown(text.substr(0, kMaxShown));
-  // Do not end inside a UTF-8 sequence.
-  if (text.size() > kMaxShown) {
-    while (!shown.empty() && (static_cast<unsigned char>(shown.back()) & 0xC0U) == 0x80U) shown.pop_back();
-    if (!shown.empty() && static_cast<unsigned char>(shown.back()) >= 0xC0U) shown.pop_back();
-    shown += "...";
-  }
-  return '"' + shown + '"';
-}
 
 bool IsCode(std::string_view text) {
   return text.front() == '0' && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -30,7 +22,32 @@ bool IsMissingMark(std::string_view text) {
 
 bool IsBlankText(std::string_view text) { return text.find_first_not_of(" \t") == std::string_view::npos; }
 
+std::string Sentence(std::span<const ColumnNote* const> notes, const std::string& fileName) {
+  constexpr std::size_t kMostNamed = 5;
+  const ColumnNote& first = *notes.front();
+  if (notes.size() == 1)
+    return first.opening + ": variable " + QuotedExcerpt(first.variable) + " of " + fileName + first.details +
+           ".";
+  std::string text = first.opening + ": " + std::to_string(notes.size()) + " variables of " + fileName + ", ";
+  for (std::size_t i = 0; i < std::min(notes.size(), kMostNamed); ++i)
+    text += (i ? ", " : "") + QuotedExcerpt(notes[i]->variable);
+  if (notes.size() > kMostNamed) text += " and " + std::to_string(notes.size() - kMostNamed) + " more";
+  return text + ".";
+}
+
 }  // namespace
+
+void AppendSentences(const std::vector<ColumnNote>& notes, const std::string& fileName,
+                     std::vector<std::string>& sentences) {
+  std::map<ColumnNoteKind, std::vector<const ColumnNote*>> groups;
+  std::vector<ColumnNoteKind> order;
+  for (const ColumnNote& note : notes) {
+    std::vector<const ColumnNote*>& group = groups[note.kind];
+    if (group.empty()) order.push_back(note.kind);
+    group.push_back(&note);
+  }
+  for (const ColumnNoteKind kind : order) sentences.push_back(Sentence(groups[kind], fileName));
+}
 
 bool ColumnBuilder::IsMissingText(std::string_view text) const {
   return std::find(missingTexts_->begin(), missingTexts_->end(), text) != missingTexts_->end();
@@ -54,8 +71,7 @@ void ColumnBuilder::AddText(std::string_view text) {
   if (IsBlankText(text) || (!missingTexts_->empty() && IsMissingText(text))) return AddMissing();
   mode_ = Mode::kTexts;
   if (fromFields_ && !bigWhole_) {
-    // Counted for the warning only; most text columns have few distinct texts, so the test runs once for
-    // each.
+    // Counted for the note only. Most text columns have few distinct texts, so the test runs once for each.
     const std::size_t before = texts_.Size();
     const std::uint32_t number = texts_.Intern(text);
     if (texts_.Size() != before) {
@@ -127,7 +143,7 @@ bool ColumnBuilder::FinishDates(Column& column) {
   return true;
 }
 
-// Days and months with a stroke between them are told apart by a number above 12; without one they stay texts.
+// A number above 12 tells days from months around a stroke; without one the texts stay texts.
 bool ColumnBuilder::FinishLocalDates(Column& column) {
   const auto parse = [&](char mark, bool monthFirst) {
     std::vector<double> days;
@@ -181,7 +197,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
   const bool fits = ParseStyle(style, numbers);
   const NumberStyle other{'.', ','};
   if (ParseStyle(other, others)) {
-    // Both fit 12 % and 1,022 %. What the file's other numbers say decides, then what parts its fields.
+    // Both fit 12 % and 1,022 %. What the file's other numbers say decides, then the delimiter.
     if (fits && numbers != others && groupMark_ == 0 && decimalComma_) return false;
     if (!fits || groupMark_ == '.') {
       style = other;
@@ -219,50 +235,54 @@ bool ColumnBuilder::MostlyNumbers() const {
   return numberFields_ >= 5 && numberFields_ >= 4 * others;
 }
 
-void ColumnBuilder::Warn(const std::string& fileName, const Column& column,
-                         std::vector<std::string>& warnings) const {
-  const std::string variable = "variable " + Quote(name_) + " of " + fileName;
+void ColumnBuilder::AddNotes(const Column& column, std::vector<ColumnNote>& notes) const {
+  using Kind = ColumnNoteKind;
   const auto values = [](std::int64_t count) {
     return std::to_string(count) + (count == 1 ? " value" : " values");
   };
+  const auto add = [&](Kind kind, std::string opening, std::string details = {}) {
+    notes.push_back({kind, name_, std::move(opening), std::move(details)});
+  };
   if (infinite_ > 0)
-    warnings.push_back("Infinite values count as missing: " + variable + " has " + values(infinite_) +
-                       " beyond all numbers, the first in case " + std::to_string(firstInfinite_) + ".");
+    add(Kind::kInfinite, "Infinite values count as missing",
+        " has " + values(infinite_) + " beyond all numbers, the first in case " +
+            std::to_string(firstInfinite_));
   if (equalToCode_ > 0)
-    warnings.push_back("The number 1.7e+308 stands for a missing value: " + variable + " has " +
-                       values(equalToCode_) + " equal to it, which count as missing.");
+    add(Kind::kEqualToCode, "The number 1.7e+308 is the code of a missing value",
+        " has " + values(equalToCode_) + " equal to it, which count as missing");
   if (missingMarks_ > 0)
-    warnings.push_back("Fields such as " + Quote(missingMark_) +
-                       " count as missing in a column of numbers: " + variable + " has " +
-                       std::to_string(missingMarks_) + " of them.");
+    add(Kind::kMissingMark,
+        "Fields such as " + QuotedExcerpt(missingMark_) + " count as missing among numbers",
+        " has " + std::to_string(missingMarks_) + " of them");
   if (bigWhole_)
-    warnings.push_back("Whole numbers too long to be held exactly are read as text: " + variable + ".");
+    add(Kind::kBigWhole, "Whole numbers too long to be held exactly are read as text");
   else if (!styledField_.empty())
-    warnings.push_back("Fields such as " + Quote(styledField_) + " are read as numbers: " + variable + ".");
+    add(Kind::kStyledNumbers, "Fields such as " + QuotedExcerpt(styledField_) + " are read as numbers");
   else if (doubtfulCommas_)
-    warnings.push_back(
-        "The commas of a column are taken as decimal commas, though they could part thousands: " + variable +
-        ".");
+    add(Kind::kDoubtfulCommas, "Commas are taken as decimal commas, though they could separate thousands");
   else if (sawPoint_ && sawComma_)
-    warnings.push_back(
-        "Numbers with a decimal point and numbers with a decimal comma stand in one column, which is read as "
-        "text: " +
-        variable + ".");
-  else if (column.fromText && !forcedText_ && firstText_ > 0 && MostlyNumbers())
-    warnings.push_back((IsCode(firstTextSeen_) ? "Numbers with leading zeros are codes and read as text: "
-                                               : "A column that mixes numbers and texts is read as text: ") +
-                       variable + ", where case " + std::to_string(firstText_) + " holds " +
-                       Quote(firstTextSeen_) + ".");
+    add(Kind::kBothDecimalMarks,
+        "A column that has numbers with a decimal point and numbers with a decimal comma is read as text");
+  else if (column.fromText && !forcedText_ && firstText_ > 0 && MostlyNumbers()) {
+    const std::string where =
+        ", where case " + std::to_string(firstText_) + " holds " + QuotedExcerpt(firstTextSeen_);
+    if (IsCode(firstTextSeen_))
+      add(Kind::kCodes, "Numbers with leading zeros are codes and read as text", where);
+    else
+      add(Kind::kMixed, "A column that mixes numbers and texts is read as text",
+          where + "; if that means a missing value, say so by --missing-text " +
+              QuotedExcerpt(firstTextSeen_));
+  }
 }
 
-Column ColumnBuilder::Finish(const std::string& fileName, std::vector<std::string>& warnings) {
+Column ColumnBuilder::Finish(std::vector<ColumnNote>& notes) {
   Column column;
   column.name = name_;
   // A guess at the number of cases is a few hundredths too high; more than that is worth a copy.
   if (values_.capacity() > values_.size() + values_.size() / 8) values_.shrink_to_fit();
   column.values = std::move(values_);
   if (mode_ == Mode::kTexts) FinishTexts(column);
-  Warn(fileName, column, warnings);
+  AddNotes(column, notes);
   texts_ = TextDictionary();
   return column;
 }

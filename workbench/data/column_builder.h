@@ -1,4 +1,8 @@
 // Gathers the cells of one column while a reader delivers them, and turns them into a Column at the end.
+//
+//   ColumnBuilder builder("age", 1, false, &missingTexts);
+//   builder.AddField("42");
+//   Column column = builder.Finish(notes);
 #pragma once
 
 #include <cstdint>
@@ -13,16 +17,42 @@
 
 namespace velmora {
 
-// Cells arrive in case order through one Add function a cell. A builder that has seen only missing cells
-// takes either kind. AddField decides by itself; when a column that began with numbers meets a text it
-// answers NeedsTexts, and the reader delivers the whole column again after RestartAsText (the texts of the
-// numbers are gone by then).
+// Something that the user should know about a column. opening says what is done, details what is special about this
+// column; both are parts of a sentence.
+enum class ColumnNoteKind {
+  kInfinite,
+  kEqualToCode,
+  kMissingMark,
+  kBigWhole,
+  kStyledNumbers,
+  kDoubtfulCommas,
+  kBothDecimalMarks,
+  kCodes,
+  kMixed,
+  kReplacedBytes,
+  kLeftOut,
+};
+struct ColumnNote {
+  ColumnNoteKind kind;
+  std::string variable;
+  std::string opening;
+  std::string details;
+};
+
+// One sentence per kind of note: about its column, or naming the first few where there are several.
+void AppendSentences(const std::vector<ColumnNote>& notes, const std::string& fileName,
+                     std::vector<std::string>& sentences);
+
+// Cells arrive in case order through one Add function per cell. A builder that has seen only missing cells takes
+// either kind. AddField decides by itself; when a column that began with numbers meets a text, NeedsTexts becomes
+// true, and the reader delivers the whole column again after RestartAsText (the texts of the numbers are gone by
+// then).
 class ColumnBuilder {
  public:
   ColumnBuilder(std::string name, int number, bool decimalComma, const std::vector<std::string>* missingTexts)
       : name_(std::move(name)), number_(number), decimalComma_(decimalComma), missingTexts_(missingTexts) {}
 
-  // Reserves caseCount cells, if the reader knows the number.
+  // Reserves room for caseCount cells.
   void Reserve(std::int64_t caseCount) { values_.reserve(static_cast<std::size_t>(caseCount)); }
 
   void AddMissing() { values_.push_back(kMissing); }
@@ -38,32 +68,32 @@ class ColumnBuilder {
     forcedText_ = true;
   }
 
-  // A whole number that a double does not hold was met: the reader restarts the column as text.
+  // For a whole number that a double does not hold: the reader restarts the column as text.
   void AddBigWhole() {
     SetNeedsTexts();
     bigWhole_ = true;
   }
 
-  // What the marks of the column's numbers say about the whole file: some of them can only be decimal marks,
-  // or every one of them could part thousands as well.
+  // What the marks of the column's numbers say about the whole file: some of them can only be decimal marks, or every
+  // one of them could separate thousands as well.
   bool ShowsDecimal(char mark) const { return mark == '.' ? pointIsDecimal_ : commaIsDecimal_; }
   bool CouldGroup(char mark) const {
     return mode_ == Mode::kNumbers && !ShowsDecimal(mark) && (mark == '.' ? sawPoint_ : sawComma_);
   }
-  // The file parts thousands with mark; a column of numbers that all could be read so is delivered again.
+  // The file separates thousands with mark; a column of numbers that could all be read so is delivered again.
   void SetGroupMark(char mark) {
     groupMark_ = mark;
     if (CouldGroup(mark)) SetNeedsTexts();
   }
-  // Nothing tells whether the column's commas are decimal ones: they are taken so, with a warning.
+  // Nothing says whether the column's commas are decimal ones: they are taken so, with a note.
   void WarnOfCommas() { doubtfulCommas_ = true; }
 
   std::int64_t CaseCount() const { return static_cast<std::int64_t>(values_.size()); }
   const std::string& Name() const { return name_; }
   int Number() const { return number_; }
 
-  // Moves the cells into a column; sorts the texts, recognises dates. Adds sentences to warnings.
-  Column Finish(const std::string& fileName, std::vector<std::string>& warnings);
+  // Moves the cells into a column; sorts the texts, recognises dates. Adds to notes.
+  Column Finish(std::vector<ColumnNote>& notes);
 
  private:
   enum class Mode { kUndecided, kNumbers, kTexts };
@@ -74,13 +104,13 @@ class ColumnBuilder {
   void FinishTexts(Column& column);
   bool FinishDates(Column& column);
   bool FinishLocalDates(Column& column);
-  // Texts that are all numbers as people write them become numbers.
+  // Texts that are all numbers in the style of tables for people become numbers.
   bool FinishStyledNumbers(Column& column);
   bool ParseStyle(NumberStyle style, std::vector<double>& numbers) const;
   void SetValues(Column& column, const std::vector<double>& valueOfText) const;
-  // A text column that looks like numbers spoilt by a few texts, so worth a warning.
+  // A text column that looks like numbers with a few texts among them, so worth a note.
   bool MostlyNumbers() const;
-  void Warn(const std::string& fileName, const Column& column, std::vector<std::string>& warnings) const;
+  void AddNotes(const Column& column, std::vector<ColumnNote>& notes) const;
 
   std::string name_;
   int number_;
@@ -97,7 +127,7 @@ class ColumnBuilder {
   bool commaIsDecimal_ = false;
   bool doubtfulCommas_ = false;
   char groupMark_ = 0;          // of the file; 0: unknown
-  std::string styledField_;     // the first field of a column of numbers as people write them
+  std::string styledField_;     // the first field of a column of such numbers
   std::vector<double> values_;  // in text mode the dictionary's numbers
   TextDictionary texts_;
   std::int64_t infinite_ = 0;

@@ -143,15 +143,17 @@ class DelimitedReader {
     table.caseCount = splitter->RowCount();
     if (delimiter_ != ',') SettleMarks(builders_);
     ReadAgain();
+    std::vector<ColumnNote> notes;
     for (ColumnBuilder& builder : builders_) {
       progress_.Check(1);
-      table.columns.push_back(builder.Finish(path_, warnings));
+      table.columns.push_back(builder.Finish(notes));
     }
+    AppendSentences(notes, path_, warnings);
     if (sidecar) ApplySidecar(*sidecar, table, warnings);
   }
 
  private:
-  // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says what its mark means.
+  // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says which mark is the decimal one.
   static void SettleMarks(std::vector<ColumnBuilder>& builders) {
     const auto any = [&](char mark) {
       return std::any_of(builders.begin(), builders.end(),

@@ -1,6 +1,8 @@
 #include "workbench/data/duckdb_session.h"
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 #include <vector>
 
 #include "workbench/system/system.h"
@@ -114,8 +116,10 @@ void DuckDbSession::Stream(const std::string& sql, const std::function<void(duck
   for (;;) {
     const duckdb_pending_state state = duckdb_pending_execute_task(pending.value);
     if (state == DUCKDB_PENDING_ERROR) throw DuckDbError(duckdb_pending_error(pending.value));
-    if (state != DUCKDB_PENDING_RESULT_NOT_READY) break;
+    if (state == DUCKDB_PENDING_RESULT_READY) break;
     if (!tick()) stop();
+    // The workers have taken every task.
+    if (state == DUCKDB_PENDING_NO_TASKS_AVAILABLE) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   Result result;
   if (duckdb_execute_pending(pending.value, &result.value) == DuckDBError)

@@ -1,25 +1,20 @@
-// The fast path of a number: at most 19 digits gather in an integer; when that is at most 2^53 and the power
-// of ten at most 10^22, both are exact doubles and one multiplication or division rounds once, so the result
-// is the nearest double (Clinger 1990, doi:10.1145/93542.93557). Everything else goes to std::from_chars.
+// Own code decides what a field is; fast_float gives the digits their nearest double.
 #include "workbench/data/field_parser.h"
+
+#include <fast_float/fast_float.h>
 
 #include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <limits>
 #include <string>
 
 namespace velmora {
 
 namespace {
 
-constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr std::uint64_t kExactWhole = std::uint64_t{1} << 53;
-constexpr int kExactPower = 22;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
@@ -44,30 +39,11 @@ Field ParseWord(std::string_view text) {
   return {FieldKind::kText};
 }
 
-// The nearest double of a number whose grammar is known to be right. digits has no sign.
+// The nearest double of a number whose grammar is known to be right; infinite beyond the range. digits has no sign.
 double NearestDouble(std::string_view digits, char decimalMark) {
-  std::array<char, 512> buffer;
-  std::string longText;
-  if (decimalMark == ',') {
-    char* copy = buffer.data();
-    if (digits.size() > buffer.size()) {
-      longText.assign(digits);
-      copy = longText.data();
-    } else {
-      digits.copy(copy, digits.size());
-    }
-    for (std::size_t i = 0; i < digits.size(); ++i)
-      if (copy[i] == ',') copy[i] = '.';
-    digits = {copy, digits.size()};
-  }
+  const fast_float::parse_options options{fast_float::chars_format::general, decimalMark == ',' ? ',' : '.'};
   double value = 0;
-  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (result.ec == std::errc::result_out_of_range) {
-    // Too large and too small share this code; a number in scientific form tells by its size as a long
-    // double.
-    return std::strtold(std::string(digits).c_str(), nullptr) > 1 ? std::numeric_limits<double>::infinity()
-                                                                  : 0.0;
-  }
+  fast_float::from_chars_advanced(digits.data(), digits.data() + digits.size(), value, options);
   return value;
 }
 
@@ -175,8 +151,7 @@ Field ParseField(std::string_view text, bool decimalComma) {
   const char* const first = p;
   std::uint64_t whole = 0;
   int digitCount = 0;     // significant digits gathered in whole
-  bool overflow = false;  // more digits than whole takes
-  int fractionDigits = 0;
+  bool overflow = false;  // there are more than whole can take
   char decimalMark = 0;
   int seen = 0;
   for (; p != end; ++p) {
@@ -188,7 +163,6 @@ Field ParseField(std::string_view text, bool decimalComma) {
       } else {
         overflow = true;
       }
-      fractionDigits += decimalMark != 0;
     } else if (decimalMark == 0 && (*p == '.' || (*p == ',' && decimalComma))) {
       decimalMark = *p;
     } else {
@@ -197,35 +171,24 @@ Field ParseField(std::string_view text, bool decimalComma) {
   }
   if (seen == 0) return ParseWord(text);
   const bool leadingZero = *first == '0' && first + 1 != end && IsDigit(first[1]);
-  int exponent = 0;
-  bool hasExponent = false;
-  if (p != end && (*p == 'e' || *p == 'E')) {
-    const char* q = p + 1;
-    const bool negativeExponent = q != end && *q == '-';
-    if (q != end && (*q == '-' || *q == '+')) ++q;
-    if (q == end) return {FieldKind::kText};
-    for (; q != end && IsDigit(*q); ++q)
-      if (exponent < 100000) exponent = exponent * 10 + (*q - '0');
-    if (!IsDigit(q[-1])) return {FieldKind::kText};
-    if (negativeExponent) exponent = -exponent;
-    hasExponent = true;
-    p = q;
+  const bool hasExponent = p != end && (*p == 'e' || *p == 'E');
+  if (hasExponent) {
+    ++p;
+    if (p != end && (*p == '-' || *p == '+')) ++p;
+    if (p == end) return {FieldKind::kText};
+    while (p != end && IsDigit(*p)) ++p;
+    if (!IsDigit(p[-1])) return {FieldKind::kText};
   }
   if (p != end) return {FieldKind::kText};
   if (leadingZero && decimalMark == 0 && !hasExponent) return {FieldKind::kText};
 
   Field field{FieldKind::kNumber, 0, decimalMark};
-  const int power = exponent - fractionDigits;
-  if (!overflow && whole <= kExactWhole && power >= -kExactPower && power <= kExactPower) {
-    const auto exact = static_cast<double>(whole);
-    field.value = power < 0 ? exact / kPowersOfTen[-power] : exact * kPowersOfTen[power];
-  } else {
-    const std::string_view digits(first, static_cast<std::size_t>(end - first));
-    field.value = NearestDouble(digits, decimalMark);
-    if (!std::isfinite(field.value)) return {FieldKind::kInfinite, 0, decimalMark};
-    if (decimalMark == 0 && !hasExponent && !HoldsExactly(digits, field.value))
-      field.kind = FieldKind::kBigWhole;
-  }
+  const std::string_view digits(first, static_cast<std::size_t>(end - first));
+  field.value = NearestDouble(digits, decimalMark);
+  if (!std::isfinite(field.value)) return {FieldKind::kInfinite, 0, decimalMark};
+  if (decimalMark == 0 && !hasExponent && (overflow || whole > kExactWhole) &&
+      !HoldsExactly(digits, field.value))
+    field.kind = FieldKind::kBigWhole;
   if (negative) field.value = -field.value;
   return field;
 }

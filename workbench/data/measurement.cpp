@@ -6,7 +6,9 @@
 #include <cmath>
 #include <string_view>
 
+#include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
+#include "workbench/data/unicode.h"
 
 namespace velmora {
 
@@ -17,6 +19,9 @@ constexpr std::int64_t kMaxFewValues = 10;
 constexpr std::int64_t kCasesPerValue = 5;
 constexpr std::int64_t kMinCasesForIdentifier = 10;
 constexpr double kLongText = 40;  // bytes on average
+// A series of these is one of years, not of row numbers.
+constexpr double kFirstYear = 1500;
+constexpr double kLastYear = 2200;
 
 // The distinct doubles of a column, up to a bound. Open addressing; a NaN marks a free slot, since no column
 // holds one.
@@ -153,7 +158,7 @@ void SetMeasurement(const Column& column, const ColumnFacts& facts, VariableProf
     return set(Measurement::kCategorical, "only " + Count(distinct, "distinct whole number"));
   if (facts.valid == 0) return set(Measurement::kContinuous, "no values");
   if (!facts.whole) return set(Measurement::kContinuous, "numbers");
-  set(Measurement::kContinuous, distinct <= kMaxFewValues ? "whole numbers, few cases a value"
+  set(Measurement::kContinuous, distinct <= kMaxFewValues ? "whole numbers, few cases per value"
                                                           : "whole numbers with many distinct values");
 }
 
@@ -175,7 +180,7 @@ void SetTextRole(const Column& column, VariableProfile& profile) {
     profile.roleReason = "free text: long texts, " + share;
   } else if (10 * profile.distinctCount > 9 * profile.validCount) {
     profile.role = Role::kIdentifier;
-    profile.roleReason = "identifier: " + share;
+    profile.roleReason = "looks like an identifier: " + share;
   }
 }
 
@@ -183,14 +188,15 @@ void SetNumberRole(const Column& column, const ColumnFacts& facts, VariableProfi
   if (!facts.whole || profile.validCount < kMinCasesForIdentifier ||
       profile.validCount != profile.distinctCount)
     return;
+  const bool years = facts.minimum >= kFirstYear && facts.maximum <= kLastYear;
   const bool consecutive = facts.maximum - facts.minimum == static_cast<double>(profile.validCount - 1) &&
-                           (facts.ascending || facts.minimum == 0 || facts.minimum == 1);
+                           ((facts.ascending && !years) || facts.minimum == 0 || facts.minimum == 1);
   if (consecutive) {
     profile.role = Role::kIdentifier;
-    profile.roleReason = "identifier: consecutive numbers, one a case";
+    profile.roleReason = "looks like an identifier: consecutive numbers, one per case";
   } else if (NameSaysIdentifier(column.name)) {
     profile.role = Role::kIdentifier;
-    profile.roleReason = "identifier: by its name, and every case has a number of its own";
+    profile.roleReason = "looks like an identifier: by its name, and no number occurs twice";
   }
 }
 
@@ -260,12 +266,26 @@ void InferMeasurements(Table& table) {
   }
 }
 
+namespace {
+
+// What keeps a column of texts from being one of numbers, and the way out.
+std::string ExampleOfText(const Column& column) {
+  for (const ValueLabel& label : column.labels)
+    if (ParseField(label.text, true).kind == FieldKind::kText)
+      return " such as " + QuotedExcerpt(label.text) +
+             " (if they mean missing values, name them by --missing-text)";
+  return {};
+}
+
+}  // namespace
+
 void OverrideMeasurement(Table& table, std::span<const std::string> texts, Measurement measurement) {
   const std::vector<int> numbers = ResolveVariables(table, texts);
   for (int number : numbers)
     if (measurement == Measurement::kContinuous && table.Variable(number).fromText)
-      throw DataError("The variable \"" + table.Variable(number).name +
-                      "\" holds texts and cannot be used as a continuous variable.");
+      throw DataError("The variable \"" + table.Variable(number).name + "\" holds texts" +
+                      ExampleOfText(table.Variable(number)) +
+                      " and cannot be used as a continuous variable.");
   for (int number : numbers) {
     Column& column = table.Variable(number);
     column.declaredMeasurement = measurement;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <numeric>
+#include <unordered_map>
 
 namespace velmora {
 
@@ -214,12 +215,20 @@ int ResolveVariable(const Table& table, std::string_view text) {
 std::vector<int> ResolveVariables(const Table& table, std::span<const std::string> texts) {
   std::vector<int> numbers;
   std::vector<bool> taken(table.columns.size() + 1);
+  // Wide tables are named by many names.
+  std::unordered_map<std::string_view, int> exact;
+  for (int number = 1; number <= table.VariableCount(); ++number)
+    exact.emplace(table.Variable(number).name, number);
   const auto add = [&](int number) {
     if (!taken[static_cast<std::size_t>(number)]) numbers.push_back(number);
     taken[static_cast<std::size_t>(number)] = true;
   };
   for (const std::string& text : texts) {
-    if (text.find_first_of("*?") == std::string::npos || FindExact(table, text) != 0) {
+    if (const auto found = exact.find(text); found != exact.end()) {
+      add(found->second);
+      continue;
+    }
+    if (text.find_first_of("*?") == std::string::npos) {
       add(ResolveVariable(table, text));
       continue;
     }

@@ -54,10 +54,10 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
   if (IsForeignExtension(extension))
     return ReadForeignFile(path, extension, options, LimitsFor(std::filesystem::file_size(PathOf(path))),
                            table, warnings);
-  throw DataError(
-      "Cannot tell from its name what kind of file " + path +
-      " is; known endings are .csv .tsv .txt .parquet .json .jsonl .ndjson .sav .zsav .por .sas7bdat "
-      ".xpt .dta.");
+  throw DataError("The ending of " + path +
+                  " does not say what kind of file it is; known endings are .csv .tsv .txt .parquet .json "
+                  ".jsonl .ndjson .sav .zsav .por .sas7bdat "
+                  ".xpt .dta.");
 }
 
 }  // namespace
@@ -69,26 +69,56 @@ void SettleNames(const std::string& path, std::vector<std::string>& names,
     if (names[i].empty()) continue;
     const auto [at, isNew] = places.emplace(names[i], i);
     if (!isNew)
-      throw DataError("The column name \"" + names[i] + "\" stands twice in " + path + ", in columns " +
+      throw DataError("Column name \"" + names[i] + "\" occurs twice in " + path + ", in columns " +
                       std::to_string(at->second + 1) + " and " + std::to_string(i + 1) + ".");
   }
+  std::size_t count = 0;
+  std::string first;
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (!names[i].empty()) continue;
     std::string name = "Var" + std::to_string(i + 1);
     while (places.count(name) > 0) name += '_';
     places.emplace(name, i);
-    warnings.push_back("Column " + std::to_string(i + 1) + " of " + path + " has no name and is called " +
-                       name + ".");
+    if (count++ == 0)
+      first = "Column " + std::to_string(i + 1) + " of " + path + " has no name and is called " + name;
     names[i] = std::move(name);
   }
+  if (count > 0)
+    warnings.push_back(first + (count == 1 ? "." : ", and " + std::to_string(count - 1) + " more likewise."));
 }
+
+namespace {
+
+// Size and time of a file, which tell whether it was written to.
+struct FileStamp {
+  std::uintmax_t size = 0;
+  std::filesystem::file_time_type time;
+  explicit FileStamp(const std::string& path) {
+    std::error_code code;
+    size = std::filesystem::file_size(PathOf(path), code);
+    time = std::filesystem::last_write_time(PathOf(path), code);
+  }
+  bool operator==(const FileStamp&) const = default;
+};
+
+}  // namespace
 
 Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport* report) {
   RequireReadableFile(path);
   Table table;
   table.fileName = path;
   std::vector<std::string> warnings;
-  ReadByExtension(path, options, table, warnings);
+  const FileStamp before(path);
+  const auto requireUnchanged = [&] {
+    if (FileStamp(path) != before) throw DataError(path + " was changed while it was read; read it again.");
+  };
+  try {
+    ReadByExtension(path, options, table, warnings);
+  } catch (const DataError&) {
+    requireUnchanged();  // or else the sentence would be about neither the old nor the new content
+    throw;
+  }
+  requireUnchanged();
   if (options.infer) InferMeasurements(table);
   if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());
   return table;
@@ -113,19 +143,34 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
   return becameMissing;
 }
 
+namespace {
+
+double ParseMissingCode(const Column& column, std::string_view text) {
+  if (const double* labelled = column.ValueOf(text)) return *labelled;
+  const Field field = ParseField(text, false);
+  if (field.kind != FieldKind::kNumber && field.kind != FieldKind::kBigWhole)
+    throw DataError("The missing-data code \"" + std::string(text) + "\" of \"" + column.name +
+                    "\" is neither a number nor one of its value labels.");
+  return field.value;
+}
+
+}  // namespace
+
 std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
   const std::size_t equals = option.rfind('=');
   if (equals == std::string_view::npos || equals == 0 || equals + 1 == option.size())
     throw DataError("The missing-data code \"" + std::string(option) + "\" is not of the form NAME=CODE.");
   const std::string_view name = option.substr(0, equals);
-  const std::string_view text = option.substr(equals + 1);
+  std::string_view codes = option.substr(equals + 1);
   const Column& column = table.Variable(ResolveVariable(table, name));
-  if (const double* labelled = column.ValueOf(text)) return SetMissingCode(table, name, *labelled);
-  const Field field = ParseField(text, false);
-  if (field.kind != FieldKind::kNumber && field.kind != FieldKind::kBigWhole)
-    throw DataError("The missing-data code \"" + std::string(text) + "\" of \"" + column.name +
-                    "\" is neither a number nor one of its value labels.");
-  return SetMissingCode(table, name, field.value);
+  if (const double* labelled = column.ValueOf(codes)) return SetMissingCode(table, name, *labelled);
+  std::int64_t becameMissing = 0;
+  for (std::size_t comma = 0; comma != std::string_view::npos; codes.remove_prefix(comma + 1)) {
+    comma = codes.find(',');
+    becameMissing += SetMissingCode(table, name, ParseMissingCode(column, codes.substr(0, comma)));
+    if (comma == std::string_view::npos) break;
+  }
+  return becameMissing;
 }
 
 }  // namespace velmora

@@ -150,18 +150,18 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
                       std::to_string(cases) + " of " + std::to_string(table.caseCount) + " cases.");
   }
   if (table.caseCount == 0) throw DataError(path_ + " has variables but no cases.");
+  std::vector<ColumnNote> notes;
   for (std::size_t i = 0; i < builders_.size(); ++i) {
     const ForeignColumn& source = header_.columns[i];
     if (source.kind == CellKind::kLeftOut) {
-      warnings.push_back("Columns of lists or structures are left out: \"" + names_[i] + "\" of " + path_ +
-                         ".");
+      notes.push_back(
+          {ColumnNoteKind::kLeftOut, names_[i], "Columns of lists or structures are left out", ""});
       continue;
     }
-    Column column = builders_[i].Finish(path_, warnings);
+    Column column = builders_[i].Finish(notes);
     if (cleaned_[i])
-      warnings.push_back(
-          "Texts hold bytes that are not UTF-8, or NUL, which are replaced by U+FFFD: variable \"" +
-          names_[i] + "\" of " + path_ + ".");
+      notes.push_back({ColumnNoteKind::kReplacedBytes, names_[i],
+                       "NUL characters and bytes that are not UTF-8 are replaced by U+FFFD", ""});
     column.longName = CleanText(source.longName);
     column.declaredMeasurement = source.declared;
     if (source.dateUnit != DateUnit::kNone) column.dateUnit = source.dateUnit;
@@ -173,6 +173,7 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
     if (details_.weightColumn == static_cast<std::int64_t>(i)) table.declaredWeight = column.name;
     table.columns.push_back(std::move(column));
   }
+  AppendSentences(notes, path_, warnings);
   ApplySidecar(sidecar_, table, warnings);
 }
 

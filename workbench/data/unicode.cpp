@@ -43,4 +43,16 @@ std::string CleanText(std::string_view text) {
   return clean;
 }
 
+std::string QuotedExcerpt(std::string_view text) {
+  constexpr std::size_t kMaxShown = 40;
+  std::string shown(text.substr(0, kMaxShown));
+  // Do not end inside a UTF-8 sequence.
+  if (text.size() > kMaxShown) {
+    while (!shown.empty() && (static_cast<unsigned char>(shown.back()) & 0xC0U) == 0x80U) shown.pop_back();
+    if (!shown.empty() && static_cast<unsigned char>(shown.back()) >= 0xC0U) shown.pop_back();
+    shown += "...";
+  }
+  return '"' + shown + '"';
+}
+
 }  // namespace velmora

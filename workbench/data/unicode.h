@@ -14,4 +14,7 @@ bool IsCleanText(std::string_view text);
 // The text with U+FFFD in place of every NUL and every sequence of bytes that is not UTF-8.
 std::string CleanText(std::string_view text);
 
+// The text in quotation marks for a message; a long one ends in dots, no character cut in two.
+std::string QuotedExcerpt(std::string_view text);
+
 }  // namespace velmora

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Runs each fuzz target for a while, two at a time, from its seeds; the corpus grows in build/fuzz/corpus. Fails when a
+# target falls, and leaves the input beside the corpus.
+# usage: tools/fuzz.sh SECONDS [TARGET ...]     (needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:?usage: tools/fuzz.sh SECONDS [TARGET ...]}
+shift
+build=build/fuzz/fuzz
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || for program in "$build"/fuzz_*; do targets+=("${program##*/fuzz_}"); done
+
+run_one() {
+  corpus=build/fuzz/corpus/$1
+  mkdir -p "$corpus"
+  seeds=tests/fuzz/seeds/$1
+  [ -d "$seeds" ] || seeds=
+  dictionary=
+  [ -f "tests/fuzz/$1.dict" ] && dictionary=-dict=tests/fuzz/$1.dict
+  # shellcheck disable=SC2086
+  if ! "$build/fuzz_$1" -max_total_time="$2" -max_len=2000 -timeout=10 -rss_limit_mb=4000 -print_final_stats=1 $dictionary \
+    -artifact_prefix="$corpus-" "$corpus" $seeds >"$corpus.log" 2>&1; then
+    echo "fuzz: $1 fell: see $corpus.log"
+    tail -n 20 "$corpus.log"
+    return 1
+  fi
+  echo "fuzz: $1 $(grep -o 'number_of_executed_units: [0-9]*' "$corpus.log" | grep -o '[0-9]*') inputs"
+}
+export -f run_one
+export build
+printf '%s\n' "${targets[@]}" | xargs -P 2 -I{} bash -c 'set -euo pipefail; run_one "$1" "$2"' _ {} "$seconds"
