@@ -30,7 +30,7 @@ class MomentsPass {
  private:
   int Prepare();
   void Accept(double weight, double count);
-  void TreatBlock();
+  void ProcessBlock();
   void Finish();
   static constexpr std::size_t kAtOnce = LanePresence::kRows;
   static constexpr int kBlocksToDivide = 16;
@@ -57,7 +57,7 @@ int MomentsPass::Run() {
   RunFacts facts;
   const auto accept = [&](double weight, double count) { Accept(weight, count); };
   if (cases_.Run(kTextInitializing, &block_, &facts, accept) != kOk) return kFailed;
-  TreatBlock();
+  ProcessBlock();
   settings_.totalWeight = cases_.Weighted() ? weightSum_ : 1.0;
   Finish();
   return kOk;
@@ -109,15 +109,15 @@ void MomentsPass::Accept(double weight, double count) {
     if (!missing_[d].Contains(value)) settings_.dependentRanges[d].Add(value);
   }
   block_.Append();
-  if (block_.Full()) TreatBlock();
+  if (block_.Full()) ProcessBlock();
 }
 
-void MomentsPass::TreatBlock() {
+void MomentsPass::ProcessBlock() {
   const VectorKernels& kernels = Kernels();
   presence_.StartBlock(nullptr, block_.Cases());
   for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
     const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
-    for (std::size_t i = 0; i < kAtOnce; ++i) block_.AskAhead(group + kAtOnce + i);
+    for (std::size_t i = 0; i < kAtOnce; ++i) block_.Prefetch(group + kAtOnce + i);
     const bool complete = presence_.Find(block_, group, count);
     LaneValues values[kAtOnce];
     for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);

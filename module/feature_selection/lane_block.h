@@ -66,7 +66,7 @@ class LaneBlock {
     return {values_ + groups_[group].firstEntry, caseStride_, groups_[group].lanes};
   }
   // Asks for the values of a group that is treated soon: of wide cases, the machine cannot tell what comes next.
-  void AskAhead(std::size_t group) const {
+  void Prefetch(std::size_t group) const {
     if (caseStride_ < kWideDoubles || group >= groups_.size()) return;
     const double* lanes = values_ + groups_[group].firstEntry;
     for (int i = 0; i < cases_; ++i, lanes += caseStride_) {

@@ -46,7 +46,7 @@ struct alignas(64) MissingLanes {
 };
 
 // Accumulator of one (continuous dependent, predictor key). An entry whose count is 0 has not been met. While every case
-// has weight and count 1 the kernels leave the count at 0; PairAccumulator::KeepCounts then sets it to the weight.
+// has weight and count 1 the kernels leave the count at 0; GroupMeans::KeepCounts then sets it to the weight.
 struct alignas(32) GroupMoments {
   double weight = 0.0;
   double mean = 0.0;
