@@ -1,34 +1,28 @@
 #include "module/feature_selection/vector_kernels.h"
 
+#include "base/vector_dispatch.h"
 #include "module/feature_selection/vector_units.h"
 
 namespace vlmfsl {
 
 namespace {
 
-bool Has(VectorUnit unit) {
-  switch (unit) {
-#ifdef VLMFSL_WIDE_VECTORS
-    case VectorUnit::kAvx512:
-      return __builtin_cpu_supports("avx512f") != 0 && Has(VectorUnit::kAvx2);
-    case VectorUnit::kAvx2:
-      return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-#endif
-    case VectorUnit::kBest:
-    case VectorUnit::kSse2:
-      return true;
+VectorUnit WidestUnit() {
+  switch (vlm::WidestVector()) {
+    case vlm::VectorWidth::kAvx512:
+      return VectorUnit::kAvx512;
+    case vlm::VectorWidth::kAvx2:
+      return VectorUnit::kAvx2;
     default:
-      return false;
+      return VectorUnit::kSse2;
   }
 }
 
+bool Has(VectorUnit unit) { return unit == VectorUnit::kBest || unit <= WidestUnit(); }
+
 const VectorKernels* Find(VectorUnit unit) {
-#ifdef VLMFSL_WIDE_VECTORS
-  if (unit == VectorUnit::kBest) {
-    unit = Has(VectorUnit::kAvx512) ? VectorUnit::kAvx512
-           : Has(VectorUnit::kAvx2) ? VectorUnit::kAvx2
-                                    : VectorUnit::kSse2;
-  }
+  if (unit == VectorUnit::kBest) unit = WidestUnit();
+#if VELMORA_VECTOR_DISPATCH
   if (unit == VectorUnit::kAvx512) return &Avx512Kernels();
   if (unit == VectorUnit::kAvx2) return &Avx2Kernels();
 #endif

@@ -4,7 +4,7 @@
 #include "module/feature_selection/vector_kernels.h"
 #include "module/feature_selection/vector_units.h"
 
-#ifdef VLMFSL_WIDE_VECTORS
+#if VELMORA_VECTOR_DISPATCH
 
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx512f,avx2,fma"))), apply_to = function)

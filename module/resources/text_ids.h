@@ -1,7 +1,7 @@
 // Names of the module's texts, for LoadText of the host and LoadResString of the dialogs.
 #pragma once
 
-#include "module/resources/text_table.h"
+#include "module/resources/string_table.h"
 
 namespace vlmfsl {
 

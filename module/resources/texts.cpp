@@ -2,7 +2,7 @@
 #include <iterator>
 
 #include "module/resources/module_resources.h"
-#include "module/resources/text_table.h"
+#include "module/resources/string_table.h"
 
 namespace vlmfsl {
 namespace {

@@ -3,7 +3,7 @@
 
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
-#include "module/screening/progress_bar.h"
+#include "module/screening/run_progress.h"
 
 namespace vlmfsl {
 

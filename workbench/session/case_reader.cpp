@@ -6,10 +6,10 @@
 #include <new>
 #include <utility>
 
+#include "base/vector_dispatch.h"
 #include "workbench/data/table.h"
 
-#if defined(__x86_64__) && (!defined(_WIN32) || defined(VELMORA_UNALIGNED_VECTOR_MOVES))
-#define VELMORA_TURNS_BY_FOUR 1
+#if VELMORA_VECTOR_DISPATCH
 #include <immintrin.h>
 #elif defined(__SSE2__)
 #include <emmintrin.h>
@@ -19,44 +19,48 @@ namespace velmora {
 
 namespace {
 
-constexpr std::size_t kTile = 8;  // columns turned at once: a cache line of each row
+constexpr std::size_t kTile = 8;  // columns transposed at once: a cache line of each row
 
-// Blocks of few columns stay in the nearest cache: short ones, and the columns' own later values are asked for.
+// Blocks of few columns stay in the nearest cache: they are short, and later values of the same
+// columns are prefetched.
 constexpr std::size_t kNearTiles = 8;
 constexpr std::int64_t kNearCases = 16;
 constexpr std::int64_t kNearAhead = 64;
-// Others stay in a middle cache while the cases are not too wide. They are longer, since each column is on pages of its
-// own, whose addresses take their time.
+// Others stay in a middle cache while the cases are not too wide. They are longer, because each
+// column is on pages of its own, whose addresses take time to translate.
 constexpr std::int64_t kFarBytes = 512 * 1024;
 constexpr std::int64_t kFewestFarCases = 128;
 constexpr std::int64_t kMostFarCases = 256;
 
-// Eight columns to be turned into cases, and eight whose values are asked for meanwhile: each column is a place of its own
-// in memory, where no prefetcher of the machine's gets going in time.
+// Eight columns to be transposed into cases, and eight whose values are prefetched meanwhile: each
+// column is a place of its own in memory, where the prefetchers of the processor do not start in
+// time.
 struct Tile {
   const double* const* columns;
-  std::size_t first;  // case to be turned
-  const double* const* asked;
-  std::size_t askedFirst;
-  double* rows;  // kTile values a case
+  std::size_t first;  // the first case
+  const double* const* prefetched;
+  std::size_t firstPrefetched;
+  double* rows;  // kTile values per case
 
   const double* At(std::size_t column, std::size_t i) const { return columns[column] + first + i; }
-  void AskAhead(std::size_t i) const {
+  void Prefetch(std::size_t i) const {
     constexpr int kMiddleCache = 2;
-    for (std::size_t k = 0; k < kTile; ++k) __builtin_prefetch(asked[k] + askedFirst + i, 0, kMiddleCache);
+    for (std::size_t k = 0; k < kTile; ++k) {
+      __builtin_prefetch(prefetched[k] + firstPrefetched + i, 0, kMiddleCache);
+    }
   }
 };
 
-using TurnTile = std::size_t(const Tile& tile, std::size_t cases);
-using CopyCaseOf = void(const double* from, std::size_t stride, std::size_t count, double* to);
+using TransposeTile = std::size_t(const Tile& tile, std::size_t cases);
+using CopyCaseLines = void(const double* from, std::size_t stride, std::size_t count, double* to);
 
-// The cases are turned two at a time; returns how many of them make pairs.
-std::size_t TurnTwoColumns(const Tile& tile, std::size_t cases) {
+// Transposes two cases at a time; returns how many of them make pairs.
+std::size_t TransposeTwoColumns(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
 #if defined(__SSE2__)
   for (; i + 2 <= cases; i += 2) {
     double* const row = tile.rows + i * kTile;
-    if (i % kTile == 0) tile.AskAhead(i);
+    if (i % kTile == 0) tile.Prefetch(i);
     for (std::size_t k = 0; k < kTile; k += 2) {
       const __m128d a = _mm_loadu_pd(tile.At(k, i));
       const __m128d b = _mm_loadu_pd(tile.At(k + 1, i));
@@ -75,13 +79,14 @@ void CopyLines(const double* from, std::size_t stride, std::size_t count, double
   for (std::size_t k = 0; k < count; ++k) to[k] = from[k];
 }
 
-#if defined(VELMORA_TURNS_BY_FOUR)
-// A vector takes two cases of one column and two of the next but one, which leaves a single exchange to be made.
-__attribute__((target("avx2"))) std::size_t TurnFourColumns(const Tile& tile, std::size_t cases) {
+#if VELMORA_VECTOR_DISPATCH
+// A vector takes two cases of one column and two of the next but one, which leaves a single
+// exchange.
+__attribute__((target("avx2"))) std::size_t TransposeFourColumns(const Tile& tile, std::size_t cases) {
   std::size_t i = 0;
   double* row = tile.rows;
   for (; i + 2 <= cases; i += 2, row += 2 * kTile) {
-    if (i % kTile == 0) tile.AskAhead(i);
+    if (i % kTile == 0) tile.Prefetch(i);
     for (std::size_t k = 0; k < kTile; k += 4) {
       const __m256d even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(tile.At(k, i))),
                                                 _mm_loadu_pd(tile.At(k + 2, i)), 1);
@@ -109,12 +114,12 @@ __attribute__((target("avx2"))) void CopyWideLines(const double* from, std::size
   _mm256_maskstore_pd(to + 4, _mm256_loadu_si256(mask + 1), _mm256_loadu_pd(from + 4));
 }
 
-const bool kHasWide = __builtin_cpu_supports("avx2") != 0;
-TurnTile* const turnTile = kHasWide ? TurnFourColumns : TurnTwoColumns;
-CopyCaseOf* const copyCase = kHasWide ? CopyWideLines : CopyLines;
+const bool kHasAvx2 = vlm::WidestVector() >= vlm::VectorWidth::kAvx2;
+TransposeTile* const transposeTile = kHasAvx2 ? TransposeFourColumns : TransposeTwoColumns;
+CopyCaseLines* const copyCase = kHasAvx2 ? CopyWideLines : CopyLines;
 #else
-TurnTile* const turnTile = TurnTwoColumns;
-CopyCaseOf* const copyCase = CopyLines;
+TransposeTile* const transposeTile = TransposeTwoColumns;
+CopyCaseLines* const copyCase = CopyLines;
 #endif
 
 }  // namespace
@@ -156,17 +161,17 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
   const auto caseBytes = static_cast<std::int64_t>(std::max<std::size_t>(tiles, 1) * kTile * sizeof(double));
   isNear_ = tiles <= kNearTiles;
   blockCases_ = isNear_ ? kNearCases : std::clamp(kFarBytes / caseBytes, kFewestFarCases, kMostFarCases);
-  // What the last tile lacks, and a tile to be asked for behind it, is the last column again; what a row holds behind
-  // its values is of no meaning.
+  // The last tile is filled up with the last column, and followed by a tile of it that can be
+  // prefetched; what a row holds after its values has no meaning.
   if (tiles > 0) listColumns_.resize((tiles + 1) * kTile, listColumns_.back());
-  // One line more: the lines of a case fall into different sets of the caches.
+  // One more line, so that the lines of a case fall into different sets of the caches.
   tileStride_ = (static_cast<std::size_t>(blockCases_) + 1) * kTile;
   Reserve(tileStride_ * tiles * sizeof(double));
   tiles_ = static_cast<double*>(memory_.get());
   return true;
 }
 
-// The tiles of wide cases lie on many pages: large ones where the system has them.
+// The tiles of wide cases take many pages: large ones where the system has them.
 void CaseReader::Reserve(std::size_t bytes) {
   if (bytes <= memoryBytes_) return;
   memory_.reset();
@@ -188,8 +193,8 @@ void CaseReader::FillBlock(std::int64_t firstCase) {
   const auto ahead = static_cast<std::size_t>(std::min(kNearAhead, source_.caseCount - blockEnd_));
   Tile tile{listColumns_.data(), first, nullptr, isNear_ ? first + ahead : first, tiles_};
   for (std::size_t left = list_.size(); left > 0; left -= std::min(left, kTile)) {
-    tile.asked = isNear_ ? tile.columns : tile.columns + kTile;
-    for (std::size_t i = turnTile(tile, cases); i < cases; ++i) {
+    tile.prefetched = isNear_ ? tile.columns : tile.columns + kTile;
+    for (std::size_t i = transposeTile(tile, cases); i < cases; ++i) {
       for (std::size_t k = 0; k < kTile; ++k) tile.rows[i * kTile + k] = *tile.At(k, i);
     }
     tile.columns += kTile;

@@ -1,6 +1,7 @@
-// Serves the cases of column-major data one by one. Reading a case from its columns touches a cache line for every
-// value; so when cases are asked for in rising order, a block of them is turned into tiles once and served from there: a tile
-// holds eight variables, one cache line a case, so that both the turning and the serving go through memory in order.
+// Serves the cases of column-major data one by one. Reading a case from its columns touches a cache
+// line for every value; so when cases are read in rising order, a block of them is transposed into
+// tiles once and served from there. A tile holds eight variables, one cache line per case, so that
+// both transposing and serving go through memory in order.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,8 @@
 
 namespace velmora {
 
-// What cases are read from. The columns are the owner's and stay where they are while a reader looks at them.
+// What cases are read from. The columns are the owner's and stay where they are while a reader
+// looks at them.
 struct CaseSource {
   std::vector<const double*> columns;  // of variable 1, 2, ...; caseCount values each
   std::int64_t caseCount = 0;
@@ -25,13 +27,14 @@ struct CaseSource {
 
 class CaseReader {
  public:
-  // Forgets the source before. To be called again whenever values, selection or weights have changed.
+  // Replaces the source. To be called again whenever values, selection or weights have changed.
   void SetSource(CaseSource source);
   const CaseSource& Source() const { return source_; }
 
-  // Reads a case as the contract's case reader does, and with its results: a case is skipped when the selection leaves
-  // it out or its weight is missing or not finite; reading stops at a case or variable that does not exist. A negative
-  // weight is handed on. Takes no memory for a case; bad_alloc is possible only where a new list is begun.
+  // Reads a case as the contract's case reader does, and with its results: a case is skipped when
+  // the selection leaves it out or its weight is missing or not finite; reading stops at a case or
+  // variable that does not exist. A negative weight is passed on. Only the start of a new list
+  // takes memory, and may throw bad_alloc.
   short Read(int caseNumber, const int* variableNumbers, int variableCount, double* values, int* weighted,
              double* weight) {
     if (caseNumber < 1 || caseNumber > source_.caseCount) return kStop;
@@ -40,14 +43,15 @@ class CaseReader {
     *weight = 1.0;
     if (source_.selected != nullptr && !source_.selected->Contains(caseIndex)) return kSkip;
     if (source_.weights != nullptr && !TakeWeight(caseIndex, weight)) return kSkip;
-    // For a while, rising cases of a list at the same place are cases of the same list.
-    const bool goesOn = variableNumbers == listPlace_ && caseIndex > lastCase_ && caseIndex < lookedAtTo_ &&
-                        static_cast<std::size_t>(variableCount) == list_.size();
-    if (!goesOn) {
+    // A list at the same address is compared again only now and then while its cases rise.
+    const bool continues = variableNumbers == listPlace_ && caseIndex > lastCase_ &&
+                           caseIndex < comparedUpTo_ &&
+                           static_cast<std::size_t>(variableCount) == list_.size();
+    if (!continues) {
       if (!IsSameList(variableNumbers, variableCount) && !SetList(variableNumbers, variableCount))
         return kStop;
       listPlace_ = variableNumbers;
-      lookedAtTo_ = caseIndex + kMostSkipped;
+      comparedUpTo_ = caseIndex + kMostSkipped;
     }
     const bool isNext = caseIndex > lastCase_ && caseIndex <= lastCase_ + kMostSkipped;
     lastCase_ = caseIndex;
@@ -62,7 +66,7 @@ class CaseReader {
 
  private:
   enum : short { kUse = 0, kSkip = 1, kStop = 2 };
-  // A case this far behind the last one still belongs to a walk through all of them.
+  // A case this far after the last one still belongs to a pass over all of them.
   static constexpr std::int64_t kMostSkipped = 128;
 
   bool TakeWeight(std::int64_t caseIndex, double* weight) const;
@@ -76,7 +80,7 @@ class CaseReader {
   CaseSource source_;
   std::vector<int> list_;
   const int* listPlace_ = nullptr;          // where the caller keeps it
-  std::int64_t lookedAtTo_ = 0;             // the case from which on it is looked at again
+  std::int64_t comparedUpTo_ = 0;           // the case from which on it is compared again
   std::vector<const double*> listColumns_;  // in whole tiles
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { FreeLarge(block); }};
   std::size_t memoryBytes_ = 0;

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "contract/text.h"
-#include "workbench/session/type_library.h"
+#include "workbench/session/type_library_registry.h"
 
 #if defined(_WIN32)
 #define VELMORA_EXPORT __declspec(dllexport)

@@ -11,9 +11,9 @@
 
 #include "contract/analysis.h"
 #include "workbench/dialogs/dialog_window.h"
-#include "workbench/session/engine_services.h"
+#include "workbench/session/session_services.h"
 #include "workbench/session/input_spreadsheet.h"
-#include "workbench/session/module_resources.h"
+#include "workbench/session/library_resources.h"
 #include "workbench/session/session_core.h"
 
 namespace velmora {
@@ -51,7 +51,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   // The properties of an open dialog that can be read and put, in the interface's order.
   std::vector<MemberValue> SettingsOf(int step) const;
   bool ResultsAvailable() const { return resultsAvailable_; }
-  const EngineServices& Services() const { return services_; }
+  const SessionServices& Services() const { return services_; }
 
   // --- vlm::IAnalysisHost
   vlm::IEngineServices* GetEngineServices() override { return &services_; }
@@ -123,7 +123,7 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   SessionCore& core_;
   std::shared_ptr<ModuleLibrary> library_;  // the module's code stays loaded as long as its objects live
   vlm::IAnalysis* analysis_;
-  EngineServices services_;
+  SessionServices services_;
   InputSpreadsheet input_;
   std::shared_ptr<vlm::IModuleResources> resources_;
   std::vector<OpenDialog> dialogs_;

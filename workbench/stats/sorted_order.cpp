@@ -4,7 +4,7 @@
 #include <bit>
 #include <stdexcept>
 
-#include "workbench/stats/dispatch.h"
+#include "base/vector_dispatch.h"
 #include "workbench/stats/missing.h"
 
 namespace velmora::stats {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "workbench/stats/dispatch.h"
+#include "base/vector_dispatch.h"
 
 namespace velmora::stats {
 namespace {

@@ -1,7 +1,7 @@
 #include "contract/com/type_library.h"
 
 #include "contract/com/values.h"
-#include "workbench/session/type_library.h"
+#include "workbench/session/type_library_registry.h"
 
 namespace velmora {
 

@@ -1,5 +1,5 @@
 // The services over the session's table, face and profile.
-#include "workbench/session/engine_services.h"
+#include "workbench/session/session_services.h"
 #include "workbench/data/large_pages.h"
 
 #include <algorithm>
@@ -22,18 +22,18 @@ constexpr int kShownSteps = 200;
 
 }  // namespace
 
-int EngineServices::GetNbVars() { return core_.table.VariableCount(); }
+int SessionServices::GetNbVars() { return core_.table.VariableCount(); }
 
-int EngineServices::GetNbCases() {
+int SessionServices::GetNbCases() {
   return static_cast<int>(std::min<std::int64_t>(core_.table.caseCount, std::numeric_limits<int>::max()));
 }
 
-void EngineServices::getmd5(int variableNumber, double* missingCode) {
+void SessionServices::getmd5(int variableNumber, double* missingCode) {
   const bool exists = variableNumber >= 1 && variableNumber <= core_.table.VariableCount();
   *missingCode = exists ? core_.table.Variable(variableNumber).missingCode : kMissing;
 }
 
-short EngineServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* variableNumbers,
+short SessionServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* variableNumbers,
                                      int variableCount, double* values, int* weighted, double* weight,
                                      int* /*reserved*/) {
   try {
@@ -45,7 +45,7 @@ short EngineServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* va
   }
 }
 
-void EngineServices::RenewReader() {
+void SessionServices::RenewReader() {
   const Table& table = core_.table;
   CaseSource source;
   for (const Column& column : table.columns) source.columns.push_back(column.values.data());
@@ -59,18 +59,18 @@ void EngineServices::RenewReader() {
   readerVersion_ = core_.dataVersion;
 }
 
-void EngineServices::GetVarNameEx(int /*kind*/, int variableIndex, vlm::ITextSink* name) {
+void SessionServices::GetVarNameEx(int /*kind*/, int variableIndex, vlm::ITextSink* name) {
   if (variableIndex < 0 || variableIndex >= core_.table.VariableCount()) return name->Assign(nullptr, 0);
   const std::string& text = core_.table.Variable(variableIndex + 1).name;
   name->Assign(text.data(), vlm::LengthOf(text));
 }
 
 // Names and labels of the workbench carry no formatting marks.
-void EngineServices::StripFormatting(const char* text, int length, vlm::ITextSink* stripped) {
+void SessionServices::StripFormatting(const char* text, int length, vlm::ITextSink* stripped) {
   stripped->Assign(text, length);
 }
 
-int EngineServices::AllocMem(void** block, std::uint64_t byteCount) {
+int SessionServices::AllocMem(void** block, std::uint64_t byteCount) {
   *block = nullptr;
   if (byteCount > std::numeric_limits<std::size_t>::max() - sizeof(BlockHeader)) return 1;
   void* const memory = AllocateLarge(sizeof(BlockHeader) + static_cast<std::size_t>(byteCount));
@@ -84,7 +84,7 @@ int EngineServices::AllocMem(void** block, std::uint64_t byteCount) {
   return 0;
 }
 
-void EngineServices::FreeMem(void** block) {
+void SessionServices::FreeMem(void** block) {
   if (*block == nullptr) return;
   BlockHeader* const header = static_cast<BlockHeader*>(*block) - 1;
   (header->previous != nullptr ? header->previous->next : firstBlock_) = header->next;
@@ -95,14 +95,14 @@ void EngineServices::FreeMem(void** block) {
   *block = nullptr;
 }
 
-void EngineServices::FreeAllBlocks() {
+void SessionServices::FreeAllBlocks() {
   while (firstBlock_ != nullptr) {
     void* block = firstBlock_ + 1;
     FreeMem(&block);
   }
 }
 
-void EngineServices::d_pbar(const char* caption, int length) {
+void SessionServices::d_pbar(const char* caption, int length) {
   try {
     caption_ = vlm::TextOf(caption, length);
   } catch (...) {
@@ -110,7 +110,7 @@ void EngineServices::d_pbar(const char* caption, int length) {
   }
 }
 
-void EngineServices::dstart(int stepCount) {
+void SessionServices::dstart(int stepCount) {
   CloseProgress();
   progressOpen_ = true;
   cancelPressed_ = false;
@@ -123,11 +123,11 @@ void EngineServices::dstart(int stepCount) {
   }
 }
 
-void EngineServices::termom(int step) {
+void SessionServices::termom(int step) {
   if (step >= nextShownStep_ && progressOpen_) ShowStep(step);
 }
 
-void EngineServices::ShowStep(int step) {
+void SessionServices::ShowStep(int step) {
   nextShownStep_ = step + std::max(1, stepCount_ / kShownSteps);
   try {
     core_.face.ProgressStep(step);
@@ -138,9 +138,9 @@ void EngineServices::ShowStep(int step) {
   }
 }
 
-void EngineServices::dstop() { CloseProgress(); }
+void SessionServices::dstop() { CloseProgress(); }
 
-void EngineServices::CloseProgress() {
+void SessionServices::CloseProgress() {
   if (!progressOpen_) return;
   progressOpen_ = false;
   try {
@@ -150,23 +150,23 @@ void EngineServices::CloseProgress() {
   }
 }
 
-int EngineServices::pcancel() { return progressOpen_ && cancelPressed_; }
+int SessionServices::pcancel() { return progressOpen_ && cancelPressed_; }
 
-int EngineServices::IsExternallyCancelled() { return cancellationRequested.load(std::memory_order_relaxed); }
+int SessionServices::IsExternallyCancelled() { return cancellationRequested.load(std::memory_order_relaxed); }
 
-vlm::IIterDisplay* EngineServices::GetIterDisplay() { return nullptr; }
+vlm::IIterDisplay* SessionServices::GetIterDisplay() { return nullptr; }
 
-void EngineServices::LoadText(int number, vlm::ITextSink* text) {
+void SessionServices::LoadText(int number, vlm::ITextSink* text) {
   text->Assign(nullptr, 0);
   constexpr int kLoaderOffset = 65536;
   if (resources_ != nullptr)
     resources_->LoadText(number >= kLoaderOffset ? number - kLoaderOffset : number, text);
 }
 
-void EngineServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
+void SessionServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 
 // Every notice is kept with the documents; whether it is shown as well is the module's to switch.
-void EngineServices::ShowNotice(const char* text, int length) {
+void SessionServices::ShowNotice(const char* text, int length) {
   try {
     core_.home->workbook->AddNotice(vlm::TextOf(text, length));
     if (noticesOn_) core_.Notice(vlm::TextOf(text, length));
@@ -175,21 +175,21 @@ void EngineServices::ShowNotice(const char* text, int length) {
   }
 }
 
-int EngineServices::GetProfileEntryInt(int entry, int defaultValue) {
+int SessionServices::GetProfileEntryInt(int entry, int defaultValue) {
   const auto found = core_.options.profile.find(entry);
   return found == core_.options.profile.end() ? defaultValue : found->second;
 }
 
-double EngineServices::FDistributionUpperTail(double df1, double df2, double f) {
+double SessionServices::FDistributionUpperTail(double df1, double df2, double f) {
   return stats::FUpperTail(df1, df2, f);
 }
 
-double EngineServices::ChiSquareDistribution(double x, double df) { return stats::ChiSquareCdf(x, df); }
+double SessionServices::ChiSquareDistribution(double x, double df) { return stats::ChiSquareCdf(x, df); }
 
-void* EngineServices::GetExtension(int extension) {
+void* SessionServices::GetExtension(int extension) {
   return extension == vlm::kChiSquareTailExtension ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
 }
 
-double EngineServices::ChiSquareUpperTail(double x, double df) { return stats::ChiSquareUpperTail(x, df); }
+double SessionServices::ChiSquareUpperTail(double x, double df) { return stats::ChiSquareUpperTail(x, df); }
 
 }  // namespace velmora

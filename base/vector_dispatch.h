@@ -1,8 +1,14 @@
-// Run-time choice of the vector width. A kernel is written once as an always-inlined body and compiled three
-// times; the widest version that the processor has is taken. Nothing is contracted or reordered, so every
-// version gives the same bits.
+// Run-time choice of the vector width, for kernels that are compiled once per width. Nothing is
+// contracted or reordered, so every version gives the same bits.
+//
+//   VELMORA_INLINE double SumBody(const double* x, int n) { ... }   // a plain loop
+//   VELMORA_DISPATCH(double, Sum, (const double* x, int n), SumBody, (x, n))
+//
+// Kernels written with intrinsics have a function for each width and ask WidestVector() themselves.
 #pragma once
 
+// GCC for 64-bit Windows does not align the stack for vectors wider than the base ones, so a
+// spilled one faults unless the assembler is told to move all of them unaligned.
 #if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__) && \
     (!defined(_WIN32) || defined(VELMORA_UNALIGNED_VECTOR_MOVES))
 #define VELMORA_VECTOR_DISPATCH 1
@@ -12,25 +18,27 @@
 #define VELMORA_INLINE inline
 #endif
 
-namespace velmora::stats {
+namespace vlm {
 
+// kAvx2 includes fused multiplication and addition, kAvx512 the sets F, DQ, VL and BW.
 enum class VectorWidth { kBase, kAvx2, kAvx512 };
 
-// The widest version that this processor runs.
-inline VectorWidth DetectVectorWidth() {
+// The widest version that this processor runs and this build has.
+inline VectorWidth WidestVector() {
 #if VELMORA_VECTOR_DISPATCH
   __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+  const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  if (avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
       __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw"))
     return VectorWidth::kAvx512;
-  if (__builtin_cpu_supports("avx2")) return VectorWidth::kAvx2;
+  if (avx2) return VectorWidth::kAvx2;
 #endif
   return VectorWidth::kBase;
 }
 
-}  // namespace velmora::stats
+}  // namespace vlm
 
-// GCC takes 256 bits where 512 are to be had, unless it is told; clang 14 has no such attribute.
+// GCC takes 256 bits where 512 are possible unless told otherwise; clang 14 has no such attribute.
 #if defined(__clang__)
 #define VELMORA_AVX512_TARGET "avx512f,avx512dq,avx512vl,avx512bw"
 #else
@@ -44,9 +52,9 @@ inline VectorWidth DetectVectorWidth() {
   __attribute__((target("avx2"))) result name##Avx2 parameters { return body arguments; }                  \
   __attribute__((target(VELMORA_AVX512_TARGET))) result name##Avx512 parameters { return body arguments; } \
   result name parameters {                                                                                 \
-    static const ::velmora::stats::VectorWidth kWidth = ::velmora::stats::DetectVectorWidth();             \
-    if (kWidth == ::velmora::stats::VectorWidth::kAvx512) return name##Avx512 arguments;                   \
-    if (kWidth == ::velmora::stats::VectorWidth::kAvx2) return name##Avx2 arguments;                       \
+    static const ::vlm::VectorWidth kWidth = ::vlm::WidestVector();                                        \
+    if (kWidth == ::vlm::VectorWidth::kAvx512) return name##Avx512 arguments;                              \
+    if (kWidth == ::vlm::VectorWidth::kAvx2) return name##Avx2 arguments;                                  \
     return name##Base arguments;                                                                           \
   }
 #else

@@ -1,4 +1,4 @@
-#include "workbench/session/module_resources.h"
+#include "workbench/session/library_resources.h"
 
 #include <windows.h>
 

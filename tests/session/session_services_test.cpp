@@ -1,6 +1,6 @@
 // The services that an engine gets, over a small table: cases with selection and weights, memory, progress,
 // cancellation, and the input spreadsheet.
-#include "workbench/session/engine_services.h"
+#include "workbench/session/session_services.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -62,7 +62,7 @@ struct ServicesTest : testing::Test {
 
   RecordingFace face;
   std::shared_ptr<SessionCore> core;
-  EngineServices services;
+  SessionServices services;
   InputSpreadsheet input;
 };
 
@@ -132,7 +132,7 @@ TEST_F(ServicesTest, CancelIsSeenAtTheNextShownStep) {
     bool CancelPressed() override { return steps.back() >= 50; }
   } cancelling;
   const auto other = std::make_shared<SessionCore>(cancelling, SessionOptions{});
-  EngineServices cancelled(*other);
+  SessionServices cancelled(*other);
   cancelled.dstart(100);
   int step = 1;
   for (; step <= 100 && !cancelled.pcancel(); ++step) cancelled.termom(step);

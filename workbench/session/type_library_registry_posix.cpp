@@ -1,4 +1,4 @@
-#include "workbench/session/type_library.h"
+#include "workbench/session/type_library_registry.h"
 
 namespace velmora {
 

@@ -15,12 +15,12 @@ namespace velmora {
 
 class SessionCore;
 
-class EngineServices final : public vlm::IEngineServices, public vlm::IChiSquareTail {
+class SessionServices final : public vlm::IEngineServices, public vlm::IChiSquareTail {
  public:
-  explicit EngineServices(SessionCore& core) : core_(core) {}
-  virtual ~EngineServices() { FreeAllBlocks(); }
-  EngineServices(const EngineServices&) = delete;
-  EngineServices& operator=(const EngineServices&) = delete;
+  explicit SessionServices(SessionCore& core) : core_(core) {}
+  virtual ~SessionServices() { FreeAllBlocks(); }
+  SessionServices(const SessionServices&) = delete;
+  SessionServices& operator=(const SessionServices&) = delete;
 
   void SetResources(vlm::IModuleResources* resources) { resources_ = resources; }
   // Blocks of AllocMem that were not freed yet, and their bytes.
