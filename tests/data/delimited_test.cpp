@@ -1,4 +1,4 @@
-// Delimited text: what the fields become, what is refused and how it is said.
+// Delimited text: cells, refused files and their sentences.
 #include <gmock/gmock.h>
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-// Files that cannot be written, on disks that are full and in places that are none.
+// Files that cannot be written, on full disks and in impossible places.
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -26,7 +26,7 @@ std::size_t FileCount(const std::filesystem::path& folder) {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-// A limit on the size of files stands for a full disk.
+// Imitates a full disk by a limit on the size of files.
 class FullDisk {
  public:
   explicit FullDisk(rlim_t bytes) {

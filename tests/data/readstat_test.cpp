@@ -17,8 +17,8 @@ ssize_t AppendBytes(const void* data, size_t length, void* context) {
 
 using BeginWriting = readstat_error_t (*)(readstat_writer_t*, void*, long);
 
-// Three cases: a labelled number (9 user-missing where the format has that), a date, a labelled text, and a number
-// that is missing in the second case.
+// Three cases: a labelled number (9 user-missing where the format has that), a date, a labelled
+// text, and a number that is missing in the second case.
 std::string MakeStatFile(BeginWriting begin, const char* dateFormat, const double (&dates)[2],
                          bool userMissing, const char* const (&names)[4]) {
   std::string bytes;

@@ -1,4 +1,5 @@
-// Saved bins: what is read is written and read again as the same, and can be written in every other language.
+// Saved bins: what is read is written and read again as the same, and can be written in every other
+// language.
 #include <string>
 #include <vector>
 

@@ -1,4 +1,5 @@
-// Delimited text: the splitter in small pieces, its invariants, and the columns that its fields become.
+// Delimited text: the splitter in small pieces, its invariants, and the columns that its fields
+// become.
 #include <algorithm>
 #include <cstring>
 

@@ -1,5 +1,6 @@
-// What the fuzz targets share: a target is LLVMFuzzerTestOneInput, which must return for every input. A DataError is an
-// answer like any other; everything else that goes wrong ends the program, which libFuzzer reports.
+// What the fuzz targets share: a target is LLVMFuzzerTestOneInput, which must return for every
+// input. A DataError is an answer like any other; everything else that goes wrong ends the program,
+// which libFuzzer reports.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +34,8 @@ int Try(const std::uint8_t* bytes, std::size_t size, Work work) {
   return 0;
 }
 
-// A table with a variable of each kind: numbers, missing cells, texts, dates, true and false, names with quotes.
+// A table with a variable of each kind: numbers, missing cells, texts, dates, true and false, names
+// with quotes.
 inline const Table& SampleTable() {
   static const Table table = [] {
     Table made;

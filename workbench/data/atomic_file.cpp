@@ -14,8 +14,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// In the target's folder, so that renaming stays within one file system. Of a length of its own, since the target's name
-// may be as long as names can be. The program removes files of this pattern that a killed process has left.
+// In the target's folder, so that renaming stays within one file system. Of a length of its own,
+// since the target's name may be as long as names can be. The program removes files of this pattern
+// that a killed process has left.
 fs::path TemporaryName() {
   static std::atomic<unsigned> counter{0};
   return ".velmora-" + std::to_string(ProcessNumber()) + "-" + std::to_string(++counter) + ".tmp";

@@ -1,5 +1,5 @@
-// Files that are written completely or not at all: to a temporary file in the target's folder, flushed to the disk, then
-// renamed.
+// Files that are written completely or not at all: to a temporary file in the target's folder,
+// flushed to the disk, then renamed.
 //
 //   AtomicFile file("table.csv");
 //   file.Write(bytes);
@@ -14,19 +14,21 @@
 
 namespace velmora {
 
-// Writes bytes to path in place of what is there; makes the folders of path if they are missing. Throws DataError
-// naming path and the system's reason; then the old file, if any, is unchanged and no temporary file is left. A path
-// that is a device or a pipe is written to directly, and a symbolic link keeps leading to the file.
+// Writes bytes to path, replacing an existing file; makes the folders of path if they are missing.
+// Throws DataError naming path and the system's reason; then the old file, if any, is unchanged and
+// no temporary file is left. A path that is a device or a pipe is written to directly, and a
+// symbolic link keeps leading to the file.
 void WriteFileAtomically(const std::string& path, std::string_view bytes);
 
 // Throws DataError when path is empty or holds a NUL, which the system would take for its end.
 void RequirePath(std::string_view path);
 
-// The same in pieces. Legal order: Write any number of times, or another writer at TemporaryPath after Close; then
-// Commit.
+// The same in pieces. Legal order: Write any number of times, or another writer at TemporaryPath
+// after Close; then Commit.
 class AtomicFile {
  public:
-  // shownPath: what messages call the file, where path is in a folder that only serves until the end of a run.
+  // shownPath: what messages call the file, where path is in a folder that only serves until the
+  // end of a run.
   explicit AtomicFile(const std::string& path, const std::string& shownPath = {});
   ~AtomicFile();
   AtomicFile(const AtomicFile&) = delete;

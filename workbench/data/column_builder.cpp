@@ -71,7 +71,8 @@ void ColumnBuilder::AddText(std::string_view text) {
   if (IsBlankText(text) || (!missingTexts_->empty() && IsMissingText(text))) return AddMissing();
   mode_ = Mode::kTexts;
   if (fromFields_ && !bigWhole_) {
-    // Counted for the note only. Most text columns have few distinct texts, so the test runs once for each.
+    // Counted for the note only. Most text columns have few distinct texts, so the test runs once
+    // for each.
     const std::size_t before = texts_.Size();
     const std::uint32_t number = texts_.Intern(text);
     if (texts_.Size() != before) {
@@ -143,7 +144,7 @@ bool ColumnBuilder::FinishDates(Column& column) {
   return true;
 }
 
-// A number above 12 tells days from months around a stroke; without one the texts stay texts.
+// A number above 12 distinguishes days from months around a slash; without one the texts stay texts.
 bool ColumnBuilder::FinishLocalDates(Column& column) {
   const auto parse = [&](char mark, bool monthFirst) {
     std::vector<double> days;

@@ -1,4 +1,5 @@
-// Gathers the cells of one column while a reader delivers them, and turns them into a Column at the end.
+// Gathers the cells of one column while a reader delivers them, and turns them into a Column at the
+// end.
 //
 //   ColumnBuilder builder("age", 1, false, &missingTexts);
 //   builder.AddField("42");
@@ -17,8 +18,8 @@
 
 namespace velmora {
 
-// Something that the user should know about a column. opening says what is done, details what is special about this
-// column; both are parts of a sentence.
+// A note for the user about a column. opening names the rule that applied, details the part that is
+// special about this column; both are parts of a sentence.
 enum class ColumnNoteKind {
   kInfinite,
   kEqualToCode,
@@ -43,10 +44,10 @@ struct ColumnNote {
 void AppendSentences(const std::vector<ColumnNote>& notes, const std::string& fileName,
                      std::vector<std::string>& sentences);
 
-// Cells arrive in case order through one Add function per cell. A builder that has seen only missing cells takes
-// either kind. AddField decides by itself; when a column that began with numbers meets a text, NeedsTexts becomes
-// true, and the reader delivers the whole column again after RestartAsText (the texts of the numbers are gone by
-// then).
+// Cells arrive in case order through one Add function per cell. A builder that has seen only
+// missing cells takes either kind. AddField decides by itself; when a column that began with
+// numbers meets a text, NeedsTexts becomes true, and the reader delivers the whole column again
+// after RestartAsText (the texts of the numbers are gone by then).
 class ColumnBuilder {
  public:
   ColumnBuilder(std::string name, int number, bool decimalComma, const std::vector<std::string>* missingTexts)
@@ -74,13 +75,14 @@ class ColumnBuilder {
     bigWhole_ = true;
   }
 
-  // What the marks of the column's numbers say about the whole file: some of them can only be decimal marks, or every
-  // one of them could separate thousands as well.
+  // What the marks of the column's numbers say about the whole file: some of them can only be
+  // decimal marks, or every one of them could separate thousands as well.
   bool ShowsDecimal(char mark) const { return mark == '.' ? pointIsDecimal_ : commaIsDecimal_; }
   bool CouldGroup(char mark) const {
     return mode_ == Mode::kNumbers && !ShowsDecimal(mark) && (mark == '.' ? sawPoint_ : sawComma_);
   }
-  // The file separates thousands with mark; a column of numbers that could all be read so is delivered again.
+  // The file separates thousands with mark; a column of numbers that could all be read so is
+  // delivered again.
   void SetGroupMark(char mark) {
     groupMark_ = mark;
     if (CouldGroup(mark)) SetNeedsTexts();

@@ -1,6 +1,6 @@
-// Parquet and JSON through DuckDB. The types of the columns are known before the first cell, so every column has
-// one way of copying a vector of DuckDB's into a block; a column of whole numbers that doubles cannot hold is
-// delivered a second time, as text.
+// Parquet and JSON through DuckDB. The types of the columns are known before the first cell, so
+// every column has one way of copying a vector of DuckDB's into a block; a column of whole numbers
+// that doubles cannot hold is delivered a second time, as text.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -17,7 +17,8 @@ namespace velmora {
 
 namespace {
 
-// DuckDB's planner takes time with the square of the columns of a query, so wide files are read in slices of columns.
+// DuckDB's planner takes time with the square of the columns of a query, so wide files are read in
+// slices of columns.
 constexpr std::size_t kColumnsPerQuery = 500;
 // Fields of records: lists and objects below them are left out, so nothing deeper is worth a type.
 constexpr int kJsonDepth = 3;
@@ -132,7 +133,7 @@ class ColumnarReader {
  public:
   // source: the table function of SQL that gives the rows.
   ColumnarReader(const ForeignFile& file, std::string source, RowSink& sink)
-      : file_(file), sink_(sink), source_(std::move(source)), session_(file.threads) {
+      : sink_(sink), source_(std::move(source)), session_(file.threads) {
     session_.Run("SET TimeZone='UTC'");
   }
 
@@ -186,7 +187,8 @@ class ColumnarReader {
     alias_ += ")";
   }
 
-  // Names may hold what SQL cannot say. Where the columns fit into one query, they are numbered instead.
+  // SQL cannot express every name. Where the columns fit into one query, they are numbered
+  // instead.
   std::string SelectedName(std::size_t index) const {
     return alias_.empty() ? SqlName(names_[index]) : "c" + std::to_string(index);
   }
@@ -274,7 +276,6 @@ class ColumnarReader {
     }
   }
 
-  const ForeignFile& file_;
   RowSink& sink_;
   std::string source_;
   std::string alias_;  // of SQL, numbers the columns; empty in wide files
@@ -287,7 +288,8 @@ class ColumnarReader {
   double length_ = 1;
 };
 
-// The names of the top-level columns as the file has them: DuckDB renames those that differ only in case.
+// The names of the top-level columns as the file has them: DuckDB renames those that differ only in
+// case.
 std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string& literal) {
   std::vector<std::string> names;
   std::vector<std::int64_t> open;  // children still to come of each open group
@@ -304,8 +306,8 @@ std::vector<std::string> ParquetNames(DuckDbSession& session, const std::string&
   return names;
 }
 
-// The number of the first line that is neither blank nor a JSON object in UTF-8, or 0. DuckDB's own line numbers
-// depend on how it divides the file among its threads.
+// The number of the first line that is neither blank nor a JSON object in UTF-8, or 0. DuckDB's own
+// line numbers depend on how it divides the file among its threads.
 std::int64_t FirstBadJsonLine(const std::string& path) {
   std::ifstream file(PathOf(path), std::ios::binary);
   std::string line;
@@ -362,7 +364,8 @@ void ReadJson(const ForeignFile& file, RowSink& sink) {
     reader.Read(-1, {}, "");
   } catch (const DuckDbError& error) {
     const std::string_view message = error.what();
-    // A transform error names the line and the value that no number holds; the lines are objects then.
+    // A transform error names the line and the value that no number holds; the lines are objects
+    // then.
     if (newlineDelimited && message.find("transform error") == std::string_view::npos)
       if (const std::int64_t line = FirstBadJsonLine(file.openPath); line > 0)
         throw DataError("Cannot read " + file.path + ": line " + std::to_string(line) +

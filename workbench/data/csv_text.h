@@ -9,7 +9,8 @@
 
 namespace velmora {
 
-// Quotes a field that is empty, holds a quote, a line end or the delimiter, or begins or ends with a blank.
+// Quotes a field that is empty, holds a quote, a line end or the delimiter, or begins or ends with
+// a blank.
 void AppendCsvField(std::string_view text, char delimiter, std::string& out);
 
 // The shortest text that reads back to the same double.

@@ -1,4 +1,6 @@
-// Points in time as ISO texts, the way back of ParseIsoDate and ParseIsoDateTime.
+// Points in time as ISO 8601 texts, which ParseIsoDate and ParseIsoDateTime read back.
+//
+//   IsoDate(18262)  // "2020-01-01"
 #pragma once
 
 #include <string>
@@ -7,7 +9,7 @@
 
 namespace velmora {
 
-// True for a value whose year four digits can say, which the other two take only.
+// True for a value whose year has at most four digits, as the other two functions require.
 bool InCalendar(double value, DateUnit unit);
 
 std::string IsoDate(double days);         // YYYY-MM-DD of days since 1970-01-01

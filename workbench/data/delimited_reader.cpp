@@ -1,5 +1,6 @@
-// Delimited text: RecordSplitter finds the fields on a thread of its own, ColumnBuilder parses them on this one.
-// Columns that turn out to be text after numbers have been parsed are read a second time, alone.
+// Delimited text: RecordSplitter finds the fields on a thread of its own, ColumnBuilder parses them
+// on this one. Columns that turn out to be text after numbers have been parsed are read a second
+// time, alone.
 #include <algorithm>
 #include <condition_variable>
 #include <cstring>
@@ -50,7 +51,8 @@ class SplitterThread {
   SplitterThread(const SplitterThread&) = delete;
   SplitterThread& operator=(const SplitterThread&) = delete;
 
-  // The next block in place of one that has been used; false after the last. Throws what the splitter throws.
+  // The next block in place of one that has been used; false after the last. Throws what the
+  // splitter throws.
   bool Next(RecordBlock& block) {
     std::unique_lock lock(mutex_);
     if (!block.bytes.empty()) used_.push_back(std::move(block));
@@ -91,7 +93,7 @@ class SplitterThread {
         used_.pop_back();
       }
     }
-    // The memory is used again, what it holds is not.
+    // Keeps the memory, drops the content.
     block.bytes.clear();
     if (!splitter_.Next(block)) return false;
     const std::lock_guard lock(mutex_);
@@ -153,7 +155,8 @@ class DelimitedReader {
   }
 
  private:
-  // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says which mark is the decimal one.
+  // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says which mark is the decimal
+  // one.
   static void SettleMarks(std::vector<ColumnBuilder>& builders) {
     const auto any = [&](char mark) {
       return std::any_of(builders.begin(), builders.end(),

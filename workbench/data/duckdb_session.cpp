@@ -85,9 +85,10 @@ DuckDbSession::~DuckDbSession() {
   duckdb_close(&database_);
 }
 
-// A worker that has just been given a task of the connection looks at the connection once more, even after the query
-// was interrupted or has ended. So the workers are joined while the connection still exists; a second connection asks
-// for it, because a worker may be waiting for the first one's lock.
+// A worker that has just been given a task of the connection looks at the connection once more,
+// even after the query was interrupted or has ended. So the workers are joined while the connection
+// still exists; a second connection asks for it, because a worker may be waiting for the first
+// one's lock.
 void DuckDbSession::StopThreads() {
   duckdb_connection second = nullptr;
   if (duckdb_connect(database_, &second) == DuckDBError) return;

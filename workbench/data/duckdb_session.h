@@ -1,8 +1,9 @@
-// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make. Everything is in
-// memory: no database file, no temporary folder, and no extension is ever fetched.
+// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make.
+// Everything is in memory: no database file, no temporary folder, and no extension is ever fetched.
 //
 //   DuckDbSession session(0);
-//   session.Rows("SELECT name FROM parquet_schema(" + SqlPath(path) + ")", [&](const char* const* texts) { ... });
+//   session.Rows("SELECT name FROM parquet_schema(" + SqlPath(path) + ")",
+//                [&](const char* const* texts) { names.push_back(texts[0]); });
 #pragma once
 
 #include <duckdb.h>
@@ -38,8 +39,8 @@ class DuckDbSession {
   // Runs a statement and discards its rows.
   void Run(const std::string& sql);
 
-  // Runs a query and passes its chunks to take in the order of the rows, as they come. tick is called between the
-  // steps; when it returns false the query is interrupted and Cancelled thrown.
+  // Runs a query and passes its chunks to take in the order of the rows, as they come. tick is
+  // called between the steps; when it returns false the query is interrupted and Cancelled thrown.
   void Stream(const std::string& sql, const std::function<void(duckdb_data_chunk)>& take,
               const std::function<bool()>& tick);
 

@@ -1,4 +1,4 @@
-// Own code decides what a field is; fast_float gives the digits their nearest double.
+// The classification is our own; fast_float converts the digits to the nearest double.
 #include "workbench/data/field_parser.h"
 
 #include <fast_float/fast_float.h>
@@ -39,7 +39,8 @@ Field ParseWord(std::string_view text) {
   return {FieldKind::kText};
 }
 
-// The nearest double of a number whose grammar is known to be right; infinite beyond the range. digits has no sign.
+// The nearest double of a number whose grammar is known to be right; infinite beyond the range.
+// digits has no sign.
 double NearestDouble(std::string_view digits, char decimalMark) {
   const fast_float::parse_options options{fast_float::chars_format::general, decimalMark == ',' ? ',' : '.'};
   double value = 0;
@@ -47,7 +48,7 @@ double NearestDouble(std::string_view digits, char decimalMark) {
   return value;
 }
 
-// True when the decimal digits of a whole number say exactly what value holds.
+// True when value is exactly the whole number of these decimal digits.
 bool HoldsExactly(std::string_view digits, double value) {
   std::array<char, 320> printed;
   const auto result =

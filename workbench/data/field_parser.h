@@ -1,5 +1,8 @@
-// Tells what one field of a delimited file is, and parses numbers and ISO dates. Free of allocation on every
-// path that a column of numbers takes.
+// Classifies one field of a delimited file, and parses numbers and dates. Allocates nothing for the
+// fields of a column of numbers.
+//
+//   ParseField("1.5e3", false)  // kNumber, 1500
+//   ParseField("00123", false)  // kText: a code
 #pragma once
 
 #include <optional>
@@ -14,7 +17,7 @@ enum class FieldKind {
   kInfinite,     // inf, infinity, or a number beyond the range of doubles
   kMissingMark,  // NA, N/A, NULL, . or ?
   kBigWhole,     // a whole number that no double holds exactly; value is the nearest
-  kText,         // anything else, leading-zero codes included
+  kText,         // anything else, codes with leading zeros included
 };
 
 struct Field {
@@ -23,12 +26,12 @@ struct Field {
   char decimalMark = 0;  // '.' or ',' when the number shows one
 };
 
-// Numbers: sign, digits with at most one decimal mark, exponent; blanks around are dropped. A point is always
-// a decimal mark, a comma is one when decimalComma is set. The value is the double nearest to the digits (as
-// strtod).
+// Numbers: sign, digits with at most one decimal mark, exponent; blanks around are dropped. A point
+// is always a decimal mark, a comma is one when decimalComma is set. The value is the double
+// nearest to the digits, as strtod's is.
 Field ParseField(std::string_view text, bool decimalComma);
 
-// How a table for people writes a number: 1,022.5 or 1.022,5 or 12 %.
+// The style of numbers in tables for people: 1,022.5 or 1.022,5 or 12 %.
 struct NumberStyle {
   char groupMark = ',';
   char decimalMark = '.';
@@ -40,11 +43,12 @@ struct StyledNumber {
   bool percent = false;
 };
 
-// Groups of exactly three digits, or no groups; codes with leading zeros are none. Nothing for other texts
-// and for numbers beyond the range of doubles.
+// Groups of exactly three digits, or no groups. Nothing for other texts, for codes with leading
+// zeros and for numbers beyond the range of doubles.
 std::optional<StyledNumber> ParseStyledNumber(std::string_view text, NumberStyle style);
 
-// True when the mark of a number with one decimal mark could also part thousands: 1,022 but not 10,5 or 0,123.
+// True when the mark of a number with one decimal mark could also separate thousands: 1,022 but not
+// 10,5 or 0,123.
 bool CouldBeGrouped(std::string_view number, char mark);
 
 // Days since 1970-01-01 of D.M.YYYY (mark '.') or of D/M/YYYY or M/D/YYYY, or nothing.

@@ -43,8 +43,8 @@ void RunForeignReader(const ForeignFile& file, RowSink& sink) {
 }
 
 ReaderLimits LimitsFor(std::uint64_t fileBytes) {
-  // DuckDB keeps about one row group per thread, ReadStat one row; a file of any size is read in a fixed multiple of
-  // its own. What is beyond that, or beyond the machine, is damage.
+  // DuckDB keeps about one row group per thread, ReadStat one row; a file of any size is read in a
+  // fixed multiple of its own. What is beyond that, or beyond the machine, is damage.
   constexpr std::uint64_t kSmallest = std::uint64_t{4} << 30;
   constexpr std::uint64_t kPerByte = 16;
   constexpr std::uint64_t kIdleSeconds = 60;

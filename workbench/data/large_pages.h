@@ -1,6 +1,6 @@
-// Memory for large blocks that are traversed again and again: aligned to huge pages and offered to the system as
-// such, so that a pass over thousands of columns does not wait for address translation. Ordinary memory where the
-// system has no huge pages.
+// Memory for large blocks that are traversed again and again: aligned to huge pages and offered to
+// the system as such, so that a pass over thousands of columns does not wait for address
+// translation. Ordinary memory where the system has no huge pages.
 //
 //   std::vector<double, LargePageAllocator<double>> values(count);
 #pragma once
@@ -10,8 +10,8 @@
 
 namespace velmora {
 
-// A block of byteCount bytes, aligned at least to cache lines, to be released by FreeLarge; null when there is no
-// memory.
+// A block of byteCount bytes, aligned at least to cache lines, to be released by FreeLarge; null
+// when there is no memory.
 [[nodiscard]] void* AllocateLarge(std::size_t byteCount) noexcept;
 
 // For containers whose storage is such a block.

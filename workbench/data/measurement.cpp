@@ -23,8 +23,8 @@ constexpr double kLongText = 40;  // bytes on average
 constexpr double kFirstYear = 1500;
 constexpr double kLastYear = 2200;
 
-// The distinct doubles of a column, up to a bound. Open addressing; a NaN marks a free slot, since no column
-// holds one.
+// The distinct doubles of a column, up to a bound. Open addressing; a NaN marks a free slot, since
+// no column holds one.
 class DistinctValues {
  public:
   DistinctValues() : slots_(64, std::bit_cast<double>(kFree)) {}
@@ -72,7 +72,7 @@ class DistinctValues {
   bool full_ = false;
 };
 
-// What one pass over a column finds.
+// The findings of one pass over a column.
 struct ColumnFacts {
   std::int64_t valid = 0;
   double minimum = 0;
@@ -82,8 +82,8 @@ struct ColumnFacts {
   DistinctValues distinct;
 };
 
-// exact: count all distinct values; otherwise stop once no rule depends on the number any more, which spares
-// a table of many distinct numbers most of the work.
+// exact: count all distinct values; otherwise stop once no rule depends on the number any more,
+// which saves a table of many distinct numbers most of the work.
 ColumnFacts Survey(const Column& column, bool exact) {
   ColumnFacts facts;
   bool counting = true;
@@ -97,7 +97,7 @@ ColumnFacts Survey(const Column& column, bool exact) {
       facts.minimum = std::min(facts.minimum, value);
       facts.maximum = std::max(facts.maximum, value);
       facts.ascending &= value > previous;
-      // A run of one value is common and need not be looked up again.
+      // Runs of one value are common.
       if (value == previous) {
         ++facts.valid;
         continue;
@@ -127,7 +127,7 @@ bool NameSaysIdentifier(std::string_view name) {
   static constexpr std::array<std::string_view, 16> kWords = {
       "id",  "ids",    "identifier", "uuid", "guid",   "key",   "no",   "nr",
       "num", "number", "index",      "row",  "rownum", "rowid", "case", "serial"};
-  // The last word counts: customerId, CASE_NO, row.index; no_of_rooms is none.
+  // The last word counts: customerId, CASE_NO, row.index, but not no_of_rooms.
   std::string word;
   const auto isWord = [&] { return std::find(kWords.begin(), kWords.end(), word) != kWords.end(); };
   bool afterLower = false;
@@ -268,7 +268,7 @@ void InferMeasurements(Table& table) {
 
 namespace {
 
-// What keeps a column of texts from being one of numbers, and the way out.
+// A text that keeps a column from holding numbers, with the way out.
 std::string ExampleOfText(const Column& column) {
   for (const ValueLabel& label : column.labels)
     if (ParseField(label.text, true).kind == FieldKind::kText)

@@ -1,17 +1,25 @@
-// What each variable of a table is: its type, its measurement, whether an analysis should use it by default,
-// and why.
+// Infers what each variable of a table is: its type, its measurement, whether an analysis uses it
+// by default, and why.
 //
 // Measurement, the first rule that applies:
-//   the file or the user says so; text -> categorical; date -> continuous; every distinct value has a label
-//   (at most 100 of them) -> categorical; one or two distinct whole numbers -> categorical; at most 10
-//   distinct whole numbers, each on average at least 5 times -> categorical; anything else -> continuous.
+// - the file or the user says so;
+// - text -> categorical; date -> continuous;
+// - every distinct value has a label (at most 100 of them) -> categorical;
+// - one or two distinct whole numbers -> categorical;
+// - at most 10 distinct whole numbers, each on average at least 5 times -> categorical;
+// - anything else -> continuous.
+//
 // Role, the first rule that applies:
-//   no value -> all missing; one distinct value -> constant; date -> date; texts of which (at 10 or more of
-//   them) more than nine tenths are distinct -> identifier, or free text when they are long (40 bytes or more
-//   on average) and contain blanks; long texts with blanks of which more than half are distinct -> free text;
-//   whole numbers, all distinct, at 10 or more of them: identifier when they run through consecutive numbers,
-//   ascending or starting at 0 or 1, or when the name says so (id, key, number, index ... as its last word);
-//   else usable.
+// - no value -> all missing; one distinct value -> constant; date -> date;
+// - at 10 or more texts, more than nine tenths of them distinct -> identifier, or free text when
+//   they are long (40 bytes or more on average) and contain blanks;
+// - long texts with blanks, more than half of them distinct -> free text;
+// - at 10 or more whole numbers, all distinct -> identifier when they are consecutive, ascending
+//   (and not years) or starting at 0 or 1, or when the name says so (id, key, number, index ... as
+//   its last word);
+// - anything else -> usable.
+//
+//   VariableProfile profile = ProfileVariable(table, 3);
 #pragma once
 
 #include <cstdint>
@@ -43,7 +51,7 @@ struct VariableProfile {
 
 inline constexpr std::int64_t kMaxDistinctCounted = 1 << 20;
 
-// One pass over the column; memory grows with the distinct values counted, at most 16 MB.
+// One pass over the column. Memory grows with the distinct values counted, to 16 MB at most.
 VariableProfile ProfileVariable(const Table& table, int variableNumber);
 
 // The profiles of all variables, in order.
@@ -52,8 +60,9 @@ std::vector<VariableProfile> ProfileTable(const Table& table);
 // Profiles every variable and writes measurement, role and their reasons into the columns.
 void InferMeasurements(Table& table);
 
-// The user's word on the measurement of the variables that texts name (names and patterns as in
-// ResolveVariables). Throws DataError for an unknown name and for a text column made continuous.
+// Sets the measurement of the variables that texts name (names and patterns as in
+// ResolveVariables), which inference then keeps. Throws DataError for an unknown name and for a
+// text column made continuous.
 void OverrideMeasurement(Table& table, std::span<const std::string> texts, Measurement measurement);
 
 const char* TypeName(ValueType type);                  // "text", "whole number", ...

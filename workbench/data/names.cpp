@@ -65,8 +65,8 @@ int CheckedNumber(const Table& table, int number, std::string_view text) {
   throw DataError(message);
 }
 
-// * and ? over bytes, ? over one UTF-8 character. Backtracks to the last star only, so the time is bounded by
-// the product of the lengths.
+// * and ? over bytes, ? over one UTF-8 character. Backtracks to the last star only, so the time is
+// bounded by the product of the lengths.
 bool MatchesPattern(std::string_view name, std::string_view pattern) {
   std::size_t n = 0;
   std::size_t p = 0;
@@ -126,7 +126,6 @@ int EditDistance(std::string_view a, std::string_view b, int bound) {
   return last[b.size()];
 }
 
-// One part of a variable list, and whether it was quoted.
 struct ListPart {
   std::string text;
   bool quoted = false;
@@ -175,8 +174,9 @@ bool IsRangeOfNumbers(std::string_view text) {
          WholeNumber(text.substr(dash + 1)) >= 0;
 }
 
-// Where the dash of a range stands in an unquoted part, or npos. A variable whose name has a dash is itself, but
-// 5-9 are always numbers, as lists are printed: a variable of that name stands in quotes.
+// The position of the dash of a range in an unquoted part, or npos. A variable whose name has a
+// dash is itself, but 5-9 are always numbers, since lists are printed so: a variable of that name
+// needs quotes.
 std::size_t FindRangeDash(const Table& table, const std::string& text) {
   if (IsRangeOfNumbers(text)) return text.find('-');
   if (FindExact(table, text) != 0) return std::string::npos;

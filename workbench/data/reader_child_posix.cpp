@@ -1,5 +1,5 @@
-// velmora-read: takes one request, gives up what a reader does not need (writing files, memory, processor time), runs
-// the reader and fills the shared blocks with its rows.
+// velmora-read: takes one request, gives up what a reader does not need (writing files, memory,
+// processor time), runs the reader and fills the shared blocks with its rows.
 #include <fcntl.h>
 #include <linux/landlock.h>
 #include <sys/mman.h>
@@ -29,7 +29,7 @@ namespace velmora {
 
 namespace {
 
-// velmora has gone away; nobody is left to tell.
+// velmora has ended; there is nobody to report to.
 struct Disconnected {};
 
 void Send(const Message& message, std::string_view text = {}) {
@@ -60,8 +60,8 @@ Message Receive(std::string* text = nullptr) {
   }
 }
 
-// No file can be made, written, renamed or removed any more. Where the kernel lacks Landlock, files can at least not
-// grow.
+// No file can be made, written, renamed or removed any more. Where the kernel lacks Landlock, files
+// can at least not grow.
 void GiveUpWriting() {
   const rlimit nothing{0, 0};
   setrlimit(RLIMIT_FSIZE, &nothing);
@@ -80,8 +80,8 @@ void GiveUpWriting() {
   close(ruleset);
 }
 
-// The data segment holds all private memory. The address sanitizer's shadow memory counts too, so there is no limit
-// under it.
+// The data segment holds all private memory. The address sanitizer's shadow memory counts too, so
+// there is no limit under it.
 void LimitMemory([[maybe_unused]] std::uint64_t bytes) {
 #ifndef VELMORA_ADDRESS_SANITIZER
   if (bytes == 0) return;

@@ -11,7 +11,8 @@
 
 namespace velmora {
 
-// Tells the caller's progress function how far the reading is and throws Cancelled when it says stop.
+// Tells the caller's progress function how far the reading is and throws Cancelled when it says
+// stop.
 class ReadProgress {
  public:
   explicit ReadProgress(const ReadOptions& options) : options_(options) {}
@@ -29,14 +30,15 @@ class ReadProgress {
   mutable double furthest_ = 0;
 };
 
-// Gives empty names VarN with a warning and refuses names that stand twice.
+// Replaces empty names by VarN, with a warning, and refuses names that occur twice.
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings);
 
 // Makes text columns of those that the sidecar calls text.
 void ForceTexts(const TableSidecar& sidecar, std::vector<ColumnBuilder>& builders);
 
-// Fills columns, caseCount and bundles; the caller has made sure that path is a file that can be opened.
+// Fills columns, caseCount and bundles; the caller has made sure that path is a file that can be
+// opened.
 void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
                    std::vector<std::string>& warnings);
 }  // namespace velmora

@@ -1,5 +1,5 @@
-// Starts velmora-read for a file, gives it the open file and a few blocks of shared memory, and takes the rows out of
-// the blocks while it fills the next ones.
+// Starts velmora-read for a file, gives it the open file and a few blocks of shared memory, and
+// takes the rows out of the blocks while it fills the next ones.
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -92,9 +92,11 @@ class SharedMemory {
 // velmora-read beside the running program or library, or one folder up.
 std::filesystem::path FindReader() {
   std::error_code error;
-  for (const std::filesystem::path& folder : {LibraryFolder(), ExecutableFolder()})
+  for (const std::filesystem::path& folder : {LibraryFolder(), ExecutableFolder()}) {
+    if (folder.empty()) continue;  // never from the current folder
     for (const std::filesystem::path& place : {folder, folder.parent_path(), folder.parent_path() / "bin"})
       if (std::filesystem::is_regular_file(place / kReaderFile, error)) return place / kReaderFile;
+  }
   return {};
 }
 
@@ -236,7 +238,7 @@ class ReaderProcess {
     msghdr header{};
     header.msg_iov = parts.data();
     header.msg_iovlen = parts.size();
-    // A process that has ended may have said everything before; what it said is received next.
+    // A process that has ended may have sent everything before; its messages are received next.
     while (sendmsg(socket_.Number(), &header, MSG_NOSIGNAL) < 0 && errno == EINTR) {
     }
   }
@@ -249,7 +251,8 @@ class ReaderProcess {
       header.msg_iov = parts.data();
       header.msg_iovlen = parts.size();
       const ssize_t count = recvmsg(socket_.Number(), &header, 0);
-      // A process that ends before it has read everything resets the connection once; what it sent is still there.
+      // A process that ends before it has read everything resets the connection once; what it sent
+      // is still there.
       if (count < 0 && (errno == EINTR || errno == ECONNRESET)) continue;
       if (count < static_cast<ssize_t>(sizeof message)) ThrowDeath();
       text.assign(buffer_.data(), static_cast<std::size_t>(count) - sizeof message);

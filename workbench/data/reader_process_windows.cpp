@@ -1,4 +1,5 @@
-// On Windows foreign files are read in this process: the build has no ReadStat, and DuckDB's DLL is loaded anyway.
+// On Windows foreign files are read in this process: the build has no ReadStat, and DuckDB's DLL is
+// loaded anyway.
 #include <filesystem>
 
 #include "workbench/data/foreign_file.h"

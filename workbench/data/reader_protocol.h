@@ -1,11 +1,12 @@
 // What velmora and velmora-read, the program that reads foreign files for it, say to each other.
 //
-// They share a socket that keeps message boundaries and a few blocks of memory. velmora sends one request, then
-// answers; velmora-read sends everything else. A block belongs to velmora-read until it is named in a message, and
-// again after kFree. A block's begin holds its slices, the rest what the slices describe (row_sink.h).
+// They share a socket that keeps message boundaries and a few blocks of memory. velmora sends one
+// request, then answers; velmora-read sends everything else. A block belongs to velmora-read until
+// it is named in a message, and again after kFree. A block's begin holds its slices, the rest what
+// the slices describe (row_sink.h).
 //
-//   velmora            kRequest                           kFree ...           kColumns
-//   velmora-read                  kBegin  kGrow  kRows ...        kAskColumns           kRows ... kEnd
+//   velmora       kRequest                       kFree ...              kColumns
+//   velmora-read            kBegin kGrow kRows ...         kAskColumns          kRows ... kEnd
 //
 // Either kFailed from velmora-read or its death ends the reading.
 #pragma once
@@ -103,7 +104,8 @@ ReaderRequest UnpackRequest(std::string_view bytes);
 ForeignHeader UnpackHeader(std::string_view bytes);
 ForeignDetails UnpackDetails(std::string_view bytes);
 
-// velmora-read itself: serves the one request that comes over kSocketDescriptor. Returns the exit code.
+// velmora-read itself: serves the one request that comes over kSocketDescriptor. Returns the exit
+// code.
 int RunReaderProcess();
 
 }  // namespace velmora

@@ -1,45 +1,50 @@
 // Reads a data file into a Table.
 //
-//   .csv .tsv .txt             delimited text, through DuckDB
-//   .parquet .json .jsonl .ndjson   through DuckDB
-//   .sav .zsav .por            SPSS; .sas7bdat .xpt SAS; .dta Stata; through ReadStat
+//   .csv .tsv .txt                       delimited text
+//   .parquet .json .jsonl .ndjson        by DuckDB, in a process of its own
+//   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat, in a process of its own
 //
-// What every reader does:
-// - A number column becomes doubles; a missing cell becomes the column's missing-data code, kMissing. NaN is
-// missing.
-//   An infinite value is missing too and named in a warning. A value that equals kMissing is missing, with a
-//   warning.
-// - A text column becomes the codes 1..k in the byte order of its distinct texts, with the texts as value
-// labels, so
-//   the coding does not depend on the order of the rows. An empty text is missing.
-// - true and false become 1 and 0 with labels. Dates become days, points in time seconds, since 1970-01-01
-// 00:00 UTC.
-// - A column of whole numbers that doubles cannot hold exactly (beyond 2^53) is kept as text, with a warning,
-// so that
-//   identifiers keep their digits. Columns of lists or structures are left out, with a warning.
+//   ReadReport report;
+//   Table table = ReadTable("credit.csv", {.missingTexts = {"unknown"}}, &report);
+//
+// Every reader:
+// - A number column becomes doubles; a missing cell becomes the column's missing-data code,
+//   kMissing. NaN is missing. An infinite value is missing too, with a warning. A value that equals
+//   kMissing is missing, with a warning.
+// - A text column becomes the codes 1..k in the byte order of its distinct texts, with the texts as
+//   value labels, so the codes do not depend on the order of the rows. An empty text is missing.
+// - true and false become 1 and 0 with labels. Dates become days, points in time seconds, since
+//   1970-01-01 00:00 UTC.
+// - A column of whole numbers that doubles cannot hold exactly (beyond 2^53) is kept as text, with
+//   a warning, so that identifiers keep their digits. Columns of lists or structures are left out,
+//   with a warning.
+// - Texts are UTF-8. In files that are not text, U+FFFD replaces NUL and bytes that are not UTF-8,
+//   with a warning.
 //
 // Delimited text:
-// - UTF-8 with or without byte-order mark; the first line that is not blank names the columns. Blanks around
-// a name
-//   are dropped. An empty name becomes VarN (N the column's number) with a warning; a name that stands twice
-//   is refused.
-// - .tsv is separated by tabs; for .csv and .txt the separator is the one of , ; tab | that gives the first
-//   records equally many fields, the one with the most fields if several do. A first line "sep=;" names it.
-// - Every record has as many fields as the header. Blank lines are skipped, except in a file of one column,
-//   where they are missing values.
-// - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not a number.
-//   nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a column that otherwise
-//   holds numbers: they are missing there, with a warning. In a text column they are texts like any other.
-// - Where the separator is not a comma, a comma in a number is the decimal mark (a column that uses both marks
-//   is text), except where every comma of the column could part thousands (1,022) and decimal points stand
-//   elsewhere in the file; likewise a point where commas are the decimal marks.
-// - A column whose every field is a number with thousands parted (1,022.5 or 1.022,5), or every one a percentage
-//   (12 %, which becomes 12), holds numbers, with a warning.
-// - A column whose every text is a date (2024-05-31, 31.5.2024, 5/31/2024; 5/6/2024 if other cases tell the day
-//   from the month) or a point in time (2024-05-31 12:30:00) holds dates.
+// - UTF-8 with or without byte-order mark; the first line that is not blank names the columns.
+//   Blanks around a name are dropped. An empty name becomes VarN (N the column's number), with a
+//   warning; a name that occurs twice is refused.
+// - .tsv is separated by tabs; for .csv and .txt the delimiter is the one of , ; tab | that gives
+//   the first records equally many fields, the one with the most fields if several do. A first line
+//   "sep=;" names it.
+// - Every record has as many fields as the header. Blank lines are skipped, except in a file of one
+//   column, where they are missing values.
+// - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not
+//   a number. nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a
+//   column that otherwise holds numbers: they are missing there, with a warning. In a text column
+//   they are texts like any other.
+// - Where the delimiter is not a comma, a comma in a number is the decimal mark (a column that uses
+//   both marks is text), except where every comma of the column could separate thousands (1,022)
+//   and decimal points occur elsewhere in the file; likewise a point where commas are the decimal
+//   marks.
+// - A column whose every field is a number with separated thousands (1,022.5 or 1.022,5), or a
+//   percentage (12 %, which becomes 12), holds numbers, with a warning.
+// - A column whose every text is a date (2024-05-31, 31.5.2024, 5/31/2024; 5/6/2024 if other cases
+//   distinguish day and month) or a point in time (2024-05-31 12:30:00) holds dates.
 //
-// Sidecar: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles, long names,
-// labels and codes. A Parquet file written by SaveTable carries the same inside.
+// Sidecar: beside NAME.csv, a file NAME.csv.bundles.json written by SaveTable restores bundles,
+// long names, labels and codes. A Parquet file written by SaveTable carries the same inside.
 #pragma once
 
 #include <functional>
@@ -53,31 +58,33 @@
 namespace velmora {
 
 struct ReadOptions {
-  int threads = 0;     // of DuckDB; 0 = one a processor
+  int threads = 0;     // of DuckDB; 0 = one per processor
   char delimiter = 0;  // of delimited text; 0 = as described above
   bool infer = true;   // fill measurement and role of every column (measurement.h)
-  // Texts that stand for a missing value in any delimited file or text column, e.g. {"NA", "n/a"}.
+  // Texts that mean a missing value in any column, e.g. {"NA", "n/a"}.
   std::vector<std::string> missingTexts;
-  // Called on the reading thread with the fraction done, 0 to 1, many times a second; false cancels the
-  // reading, which then throws Cancelled.
+  // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
+  // the reading, which throws Cancelled.
   std::function<bool(double)> progress;
 };
 
-// What the reader noticed, one sentence each, in the order of the columns.
+// What the user should know about the data, a sentence each.
 struct ReadReport {
   std::vector<std::string> warnings;
 };
 
-// Throws DataError for anything that keeps the file from being read whole, Cancelled when progress says so.
-// report may be null.
+// Throws DataError when the file cannot be read whole or changes meanwhile, Cancelled when progress
+// returns false.
 Table ReadTable(const std::string& path, const ReadOptions& options = {}, ReadReport* report = nullptr);
 
-// Makes code the missing-data code of the variable called name (resolved as in names.h): cells that were
-// missing stay missing under the new code, and cells equal to it within 15 ulp become missing. Returns how
-// many cells became missing. Throws DataError for an unknown name or a code that is not finite.
+// Makes code the missing-data code of the variable called name (resolved as in names.h): cells that
+// were missing stay missing under the new code, and cells nearly equal to it become missing.
+// Returns the number of cells that became missing. Throws DataError for an unknown name or a code
+// that is not finite.
 std::int64_t SetMissingCode(Table& table, std::string_view name, double code);
 
-// The option text NAME=CODE. CODE is a number, or a text that is a value label of the variable.
+// The option text NAME=CODE or NAME=CODE,CODE,... Each CODE is a number or a value label of the
+// variable.
 std::int64_t ApplyMissingOption(Table& table, std::string_view option);
 
 }  // namespace velmora

@@ -1,6 +1,6 @@
-// SPSS, SAS and Stata files through ReadStat, which calls back: metadata, then each variable, the value labels (Stata:
-// at the end), every cell of every case. Nothing may be thrown through ReadStat's C frames: a failure is kept and
-// thrown after ReadStat has returned.
+// SPSS, SAS and Stata files through ReadStat, which calls back: metadata, then each variable, the
+// value labels (Stata: at the end), every cell of every case. Nothing may be thrown through
+// ReadStat's C frames: a failure is kept and thrown after ReadStat has returned.
 #include <readstat.h>
 
 #include <algorithm>
@@ -36,7 +36,8 @@ bool StartsWithAny(std::string_view text, std::initializer_list<std::string_view
                      [&](std::string_view start) { return StartsWith(text, start); });
 }
 
-// The extension names the program; format is the variable's display format, e.g. DATE11, %td, DATETIME20.
+// The extension names the program; format is the variable's display format, e.g. DATE11, %td,
+// DATETIME20.
 DateForm FindDateForm(const std::string& extension, std::string format) {
   for (char& c : format)
     if (c >= 'a' && c <= 'z' && extension != "dta") c = static_cast<char>(c - 32);

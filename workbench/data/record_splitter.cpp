@@ -1,5 +1,6 @@
-// A record is scanned once its bytes lie in one block; one that goes beyond the block's end is scanned again after
-// more has been read. Blocks at least double meanwhile, so the time stays linear.
+// A record is scanned once its bytes lie in one block; one that goes beyond the block's end is
+// scanned again after more has been read. Blocks at least double meanwhile, so the time stays
+// linear.
 #include "workbench/data/record_splitter.h"
 
 #include <algorithm>
@@ -22,7 +23,8 @@ std::string Plural(std::size_t count, const char* thing) {
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
-// How many fields each of the first records has under a delimiter: the header's number, and whether all agree.
+// How many fields each of the first records has under a delimiter: the header's number, and whether
+// all agree.
 struct SampleCount {
   std::size_t fields = 0;
   bool agree = true;
@@ -122,7 +124,8 @@ void RecordSplitter::Refill(std::vector<char>& bytes) {
   bytesRead_ += static_cast<std::int64_t>(count);
 }
 
-// Settles the delimiter and drops what precedes the header: a byte-order mark, a line that names the delimiter.
+// Settles the delimiter and drops what precedes the header: a byte-order mark, a line that names
+// the delimiter.
 void RecordSplitter::ReadStart() {
   Refill(carry_);
   std::string_view text(carry_.data(), carry_.size());
@@ -189,7 +192,8 @@ void RecordSplitter::CheckEnd() const {
     Fail(loneReturn_, "a line ends in a lone carriage return while other lines end in line feeds");
 }
 
-// Scans one record or blank line. False when its end has not been read yet; then nothing has changed.
+// Scans one record or blank line. False when its end has not been read yet; then nothing has
+// changed.
 bool RecordSplitter::Scan(RecordBlock& block) {
   std::size_t at = scanned_;
   if (at == block.bytes.size()) return false;
@@ -290,7 +294,8 @@ bool RecordSplitter::ScanLineEnd(const RecordBlock& block, std::size_t& at, std:
   return true;
 }
 
-// What is done once per block: the encoding is checked, doubled quotes become one, the rest is kept for the next.
+// What is done once per block: the encoding is checked, doubled quotes become one, the rest is kept
+// for the next.
 void RecordSplitter::FinishRecords(RecordBlock& block, std::int64_t firstRow, std::int64_t firstLine) {
   const std::string_view records(block.bytes.data(), scanned_);
   if (const std::size_t at = FirstByteBeyondUtf8(records); at != std::string_view::npos)

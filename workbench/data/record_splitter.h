@@ -1,5 +1,5 @@
-// Splits delimited text into records and fields, block by block, and refuses text that is not whole, with one
-// sentence that names the place.
+// Splits delimited text into records and fields, block by block, and refuses text that is not
+// whole, with one sentence that names the place.
 //
 //   record   = field *(delimiter field) line-end
 //   field    = plain | blanks '"' quoted '"' blanks        "" inside quotes is one quote
@@ -42,13 +42,13 @@ class RecordSplitter {
   // Fills the buffer from its begin as far as there is text; less than its size means the end.
   using Source = std::function<std::size_t(char* buffer, std::size_t size)>;
 
-  // Reads the first record, which names the columns. name: of the file, for messages. delimiter 0: the one of
-  // , ; tab | that a first line such as "sep=;" names, else the one that gives the first records equally many
-  // fields, the most fields if several do.
+  // Reads the first record, which names the columns. name: of the file, for messages. delimiter 0:
+  // the one of , ; tab | that a first line such as "sep=;" names, else the one that gives the first
+  // records equally many fields, the most fields if several do.
   //
-  // This and Next throw DataError for text that is empty or UTF-16, has no records, has a record whose number of
-  // fields differs from the header's, a quote that is never closed or is followed by text, bytes that are not
-  // UTF-8, a NUL, or lone carriage returns among other line ends.
+  // This and Next throw DataError for text that is empty or UTF-16, has no records, has a record
+  // whose number of fields differs from the header's, a quote that is never closed or is followed
+  // by text, bytes that are not UTF-8, a NUL, or lone carriage returns among other line ends.
   RecordSplitter(std::string name, char delimiter, Source source);
 
   char Delimiter() const { return delimiter_; }
@@ -56,7 +56,8 @@ class RecordSplitter {
   const std::vector<std::string>& Names() const { return names_; }
   std::int64_t RowCount() const { return rowCount_; }
 
-  // The next records, at least one; blank lines are skipped, except in text of one column. False after the last.
+  // The next records, at least one; blank lines are skipped, except in text of one column. False
+  // after the last.
   bool Next(RecordBlock& block);
 
  private:

@@ -1,6 +1,7 @@
-// How the rows of a Parquet, JSON, SPSS, SAS or Stata file travel from its reader to the table. A reader fills
-// blocks of rows in the column layout of Apache Arrow (validity bitmap, values, offsets and UTF-8 bytes); a sink
-// takes them, in the same process or on the other side of a process boundary.
+// How the rows of a Parquet, JSON, SPSS, SAS or Stata file travel from its reader to the table. A
+// reader fills blocks of rows in the column layout of Apache Arrow (validity bitmap, values,
+// offsets and UTF-8 bytes); a sink takes them, in the same process or on the other side of a
+// process boundary.
 //
 //   sink.Begin({columns, caseCount, sidecar});
 //   while (there are rows) {
@@ -24,8 +25,9 @@
 
 namespace velmora {
 
-// What the cells of a column are. kWhole and kUnsigned are 64-bit integers, which a double may not hold exactly;
-// kDigits are numbers as texts, each to become its nearest double. Columns of kLeftOut have no cells.
+// What the cells of a column are. kWhole and kUnsigned are 64-bit integers, which a double may not
+// hold exactly; kDigits are numbers as texts, each to become its nearest double. Columns of
+// kLeftOut have no cells.
 enum class CellKind : std::uint8_t { kLeftOut, kNumber, kWhole, kUnsigned, kText, kDigits };
 
 struct ForeignColumn {
@@ -41,7 +43,7 @@ struct ForeignColumn {
 struct ForeignHeader {
   std::vector<ForeignColumn> columns;
   std::int64_t caseCount = -1;  // as the file claims, -1 when it does not say; not to be trusted
-  std::string sidecar;          // JSON that the file carries about the table (table_sidecar.h); may be empty
+  std::string sidecar;          // of a Parquet file of our own (table_sidecar.h); may be empty
 };
 
 // The value labels of one set: of numbers or of texts.
@@ -58,9 +60,9 @@ struct ForeignDetails {
 
 inline constexpr std::uint64_t kNoBitmap = ~std::uint64_t{0};
 
-// The cells of one column within a block: byte offsets from its begin. Bit i of the bitmap is 0 where row i is
-// missing. Values are rowCount doubles or 64-bit integers; of texts and digits they are rowCount + 1 64-bit
-// offsets into the bytes.
+// The cells of one column within a block: byte offsets from its begin. Bit i of the bitmap is 0
+// where row i is missing. Values are rowCount doubles or 64-bit integers; of texts and digits they
+// are rowCount + 1 64-bit offsets into the bytes.
 struct ColumnSlice {
   std::uint64_t column = 0;
   CellKind kind = CellKind::kNumber;

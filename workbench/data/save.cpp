@@ -127,7 +127,8 @@ void SaveDelimited(const Table& table, const std::string& path, char delimiter,
   sidecarFile.Commit();
 }
 
-// DuckDB pulls the table through a table function, chunk by chunk, so there is never a second copy of it.
+// DuckDB pulls the table through a table function, chunk by chunk, so there is never a second copy
+// of it.
 struct ParquetSource {
   const Table* table;
   std::vector<CellForm> forms;
@@ -225,8 +226,8 @@ void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
   source.nextCase += count;
 }
 
-// DuckDB takes only UTF-8 for a path, which a file's name need not be: it gets another name for the open file, where
-// the system has one.
+// DuckDB takes only UTF-8 for a path, which a file's name need not be: it gets another name for the
+// open file, where the system has one.
 class WritablePath {
  public:
   explicit WritablePath(const std::string& path) : file_(OpenFile(PathOf(path), "r+b")) {

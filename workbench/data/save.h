@@ -1,11 +1,13 @@
 // Saves a table, completely or not at all.
 //
-//   .csv .tsv   texts as they are, numbers in the shortest form that reads back to the same double, dates as
-//               YYYY-MM-DD and YYYY-MM-DD HH:MM:SS, missing cells empty. Everything else (bundles, long names, codes,
-//               labels) goes to the sidecar NAME.csv.bundles.json, which is removed when there is nothing to say.
+//   .csv .tsv   texts as they are, numbers in the shortest form that reads back to the same
+//               double, dates as YYYY-MM-DD and YYYY-MM-DD HH:MM:SS, missing cells empty.
+//               Everything else (bundles, long names, codes, labels) goes to the sidecar
+//               NAME.csv.bundles.json, which is removed when there is nothing to say.
 //   .parquet    the same types as columns, everything else inside the file.
 //
-// ReadTable reads both back: cells to the last bit, names, long names, missing-data codes, labels and bundles.
+// ReadTable reads both back: cells to the last bit, names, long names, missing-data codes, labels
+// and bundles.
 //
 //   SaveTable(table, "coded.csv", {.progress = [&](double) { return !cancelled; }});
 #pragma once
@@ -20,8 +22,8 @@
 namespace velmora {
 
 struct SaveTableOptions {
-  // Called with the fraction done, 0 to 1, many times a second; false cancels the saving, which throws Cancelled and
-  // leaves nothing.
+  // Called with the fraction done, 0 to 1, many times a second; false cancels the saving, which
+  // throws Cancelled and leaves nothing.
   std::function<bool(double)> progress = {};
   // What messages call the file, where path is in a folder that only serves until the end of a run.
   std::string shownPath = {};

@@ -1,4 +1,3 @@
-// Look-ups in the input table and the tolerant test for a missing value.
 #include "workbench/data/table.h"
 
 #include <algorithm>

@@ -1,6 +1,8 @@
-// The workbench's input table: columns of doubles, each with a name, a long name, a missing-data code and
-// value labels, plus the variable bundles of the table. Text columns are held as integer codes with labels.
-// Everything that reads a file produces a Table; everything that runs an analysis reads one.
+// The workbench's input table: columns of doubles, each with a name, a long name, a missing-data
+// code and value labels, plus the variable bundles of the table. Text columns are integer codes
+// with labels. Readers of files make a Table, analyses read one.
+//
+//   const Column& age = table.Variable(ResolveVariable(table, "age"));
 #pragma once
 
 #include <cstdint>
@@ -16,12 +18,12 @@ inline constexpr double kMissing = 1.7e308;
 
 enum class Measurement { kContinuous, kCategorical };
 
-// What a column is good for when a command defaults its predictors. Anything but kUsable is left out by
-// default and named with its reason; a user may still name it.
+// Whether a command takes a column as a predictor when the user names none. Anything but kUsable is
+// left out by default and listed with its reason; the user may still name it.
 enum class Role { kUsable, kIdentifier, kConstant, kDate, kAllMissing, kFreeText };
 
-// What the numbers of a column stand for when they are points in time: days or seconds since 1970-01-01 00:00
-// UTC.
+// What the numbers of a column count when they are points in time: days or seconds since 1970-01-01
+// 00:00 UTC.
 enum class DateUnit { kNone, kDays, kSeconds };
 
 struct ValueLabel {
@@ -33,16 +35,16 @@ struct Column {
   std::string name;      // unique in its table (case-sensitive), UTF-8
   std::string longName;  // label or description, may be empty; a coded text column keeps none
   double missingCode = kMissing;
-  std::vector<double> values;                          // one a case; a missing value is the missing-data code
-  std::vector<ValueLabel> labels;                      // ascending by value, values unique
+  std::vector<double> values;      // one per case; a missing value is the missing-data code
+  std::vector<ValueLabel> labels;  // ascending by value, values unique
   Measurement measurement = Measurement::kContinuous;  // inferred by the reader, may be overridden
   Role role = Role::kUsable;                           // inferred by the reader
-  bool fromText = false;  // the values are the codes 1..k made from texts; codes follow the texts' byte order
+  bool fromText = false;     // the values are codes 1..k in the byte order of the texts
   bool fromBoolean = false;  // the values are 0 and 1, labelled false and true
   DateUnit dateUnit = DateUnit::kNone;
-  std::optional<Measurement> declaredMeasurement;  // what the file or the user says; wins over inference
-  std::string measurementReason;                   // why measurement is what it is, for people
-  std::string roleReason;                          // why role is not kUsable, for people; empty when it is
+  std::optional<Measurement> declaredMeasurement;  // by the file or the user; wins over inference
+  std::string measurementReason;                   // of measurement, for the user
+  std::string roleReason;                          // of any role but kUsable, for the user
 
   // The text of the label of value, or null.
   const std::string* LabelOf(double value) const;
@@ -61,7 +63,7 @@ struct Table {
   std::int64_t caseCount = 0;
   std::vector<Column> columns;  // every column has caseCount values
   std::vector<VariableBundle> bundles;
-  std::string declaredWeight;  // the variable that the file weights its cases by; empty when it names none
+  std::string declaredWeight;  // the variable that the file weights its cases by; empty: none
 
   int VariableCount() const { return static_cast<int>(columns.size()); }
   const Column& Variable(int variableNumber) const {
@@ -73,8 +75,9 @@ struct Table {
 // True when value and code are both finite and lie within 15 units in the last place of each other.
 bool IsMissing(double value, double missingCode);
 
-// The finite doubles that count as missing under a code: IsMissing(x, code) is low <= x && x <= high, which a
-// loop over a column tests without a call. A code that is not finite gives an empty range.
+// The finite doubles that count as missing under a code: IsMissing(x, code) is low <= x && x <=
+// high, which a loop over a column tests without a call. A code that is not finite gives an empty
+// range.
 struct MissingRange {
   explicit MissingRange(double missingCode);
   bool Contains(double value) const { return low <= value && value <= high; }
@@ -82,7 +85,8 @@ struct MissingRange {
   double high;
 };
 
-// Equality of two doubles within 15 units in the last place; values that are not finite are never equal.
+// Equality of two doubles within 15 units in the last place; values that are not finite are never
+// equal.
 inline bool NearlyEqualDoubles(double a, double b) { return IsMissing(a, b); }
 
 }  // namespace velmora

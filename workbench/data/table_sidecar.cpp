@@ -18,7 +18,7 @@ const char* KindOf(const Column& column) {
   return column.dateUnit == DateUnit::kSeconds ? "seconds" : "";
 }
 
-// True when a reader that codes the texts it meets comes to the same codes.
+// True when a reader that codes the texts assigns the same codes.
 bool CodesFollowTexts(const Column& column) {
   std::vector<bool> used(column.labels.size());
   for (std::size_t i = 0; i < column.labels.size(); ++i) {
@@ -34,8 +34,8 @@ bool CodesFollowTexts(const Column& column) {
 
 bool IsDateText(const std::string& text) { return ParseIsoDate(text) || ParseIsoDateTime(text); }
 
-// True when a reader would take every one of these texts for a date, or (where the file does not tell texts
-// from numbers) for a number.
+// True when a reader would take every one of these texts for a date, or (where the file does not
+// distinguish texts from numbers) for a number.
 bool TextsLookOtherwise(const Column& column, bool keepsTypes) {
   const auto all = [&](auto test) { return std::all_of(column.labels.begin(), column.labels.end(), test); };
   if (all([](const ValueLabel& label) { return IsDateText(label.text); })) return true;
@@ -79,7 +79,8 @@ VariableSidecar ParseVariable(const Json& json) {
   return variable;
 }
 
-// Gives a text column the sidecar's codes; false when the file has a text that the sidecar does not know.
+// Gives a text column the sidecar's codes; false when the file has a text that the sidecar does not
+// know.
 bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
   std::unordered_map<std::string_view, double> values;
   for (const ValueLabel& label : labels) values.emplace(label.text, label.value);

@@ -1,13 +1,12 @@
-// What a table has beyond names and cells, as JSON: a file beside a saved CSV, a metadata entry inside a
-// saved Parquet file.
+// What a table has beyond names and cells, as JSON: a sidecar file of a saved CSV, a metadata entry
+// inside a saved Parquet file.
 //
 //   {"format": "velmora-table", "version": 1,
 //    "bundles": [{"name": "best", "variables": ["age", "amount"]}],
 //    "variables": [{"name": "age", "longName": "Age in years", "missingCode": 99.0, "kind": "text",
 //                   "labels": [[1.0, "low"], [2.0, "high"]], "measurement": "categorical"}]}
 //
-// A variable stands in it only with what the file itself does not say; kind is text, boolean, days or
-// seconds.
+// It holds only facts that the cells do not show; kind is text, boolean, days or seconds.
 #pragma once
 
 #include <string>
@@ -40,14 +39,15 @@ struct TableSidecar {
 // The sidecar of path: path + ".bundles.json".
 std::string SidecarPath(const std::string& path);
 
-// The JSON of what a reader of the saved cells would not find out by itself; empty when there is nothing.
-// keepsTypes: the file's format tells texts, booleans and dates apart (Parquet does, CSV tells only some).
+// The JSON of what a reader of the saved cells would not infer; empty when there is nothing.
+// keepsTypes: the file's format distinguishes texts, booleans and dates (Parquet does, CSV only
+// some).
 std::string PrintSidecar(const Table& table, bool keepsTypes);
 
-// origin names the file in errors. Throws DataError for text that is no sidecar.
+// origin names the file in errors. Throws DataError for text that is not a sidecar.
 TableSidecar ParseSidecar(const std::string& json, const std::string& origin);
 
-// Puts the sidecar's facts on a table that has just been read. What no longer fits is left out with a
+// Applies the sidecar to a table that has just been read. What no longer fits is left out, with a
 // warning.
 void ApplySidecar(const TableSidecar& sidecar, Table& table, std::vector<std::string>& warnings);
 

@@ -1,4 +1,5 @@
-// The sink that makes a table of the rows: a ColumnBuilder per column, checked against what the blocks claim.
+// The sink that makes a table of the rows: a ColumnBuilder per column, checked against what the
+// blocks claim.
 #pragma once
 
 #include "workbench/data/column_builder.h"
@@ -20,8 +21,8 @@ class TableSink : public RowSink {
   std::vector<std::size_t> ColumnsToRepeat() override;
   void End(const ForeignDetails& details) override { details_ = details; }
 
-  // Deliver for rows in memory that somebody else owns and may be changing. Throws DataError for a slice that
-  // does not lie within the block.
+  // Deliver for rows in memory that somebody else owns and may be changing. Throws DataError for a
+  // slice that does not lie within the block.
   void Take(std::span<const std::byte> block, std::span<const ColumnSlice> slices, std::int64_t rowCount);
 
   // After End: fills columns, caseCount, bundles and the declared weight.

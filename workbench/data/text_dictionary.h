@@ -1,5 +1,9 @@
-// Distinct texts of one column while it is read: each new text gets the next number. Texts lie end to end in
-// one block and the table of slots is open-addressed, so a look-up allocates nothing.
+// Distinct texts of one column while it is read: each new text gets the next number. Texts lie end
+// to end in one block and the hash table is open-addressed, so a look-up allocates nothing.
+//
+//   dictionary.Intern("own");   // 0
+//   dictionary.Intern("rent");  // 1
+//   dictionary.Intern("own");   // 0
 #pragma once
 
 #include <cstdint>
@@ -17,7 +21,7 @@ class TextDictionary {
   std::string_view Text(std::uint32_t number) const {
     return std::string_view(bytes_).substr(starts_[number], starts_[number + 1] - starts_[number]);
   }
-  // For each number, its place in the byte order of the texts.
+  // For each number, the rank of its text in byte order, from 0.
   std::vector<std::uint32_t> SortedPlaces() const;
 
  private:

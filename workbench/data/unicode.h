@@ -1,4 +1,6 @@
-// Whether texts that are read are UTF-8, and what takes the place of bytes that are not.
+// Checks that texts are UTF-8, and replaces bytes that are not.
+//
+//   if (!IsCleanText(name)) name = CleanText(name);
 #pragma once
 
 #include <string>
@@ -9,7 +11,7 @@ namespace velmora {
 // The position of the first sequence of bytes that is not UTF-8; npos when all of the text is.
 std::size_t FirstByteBeyondUtf8(std::string_view text);
 
-// True for what the program takes for text: UTF-8 without NUL, which no file format that it writes can hold.
+// True for UTF-8 without NUL, which no file format that the program writes can hold.
 bool IsCleanText(std::string_view text);
 // The text with U+FFFD in place of every NUL and every sequence of bytes that is not UTF-8.
 std::string CleanText(std::string_view text);

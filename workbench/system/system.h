@@ -1,5 +1,5 @@
-// What the workbench asks of the operating system beyond the language's library: one header, one source file per
-// system. Texts and paths are UTF-8 on every system.
+// What the workbench asks of the operating system beyond the language's library: one header, one
+// source file per system. Texts and paths are UTF-8 on every system.
 //
 //   std::FILE* file = OpenFile(PathOf(name), "rb");
 #pragma once
@@ -15,19 +15,20 @@
 
 namespace velmora {
 
-// A path from its text. Texts become paths through this function only, since the library takes narrow texts to be in
-// the locale's encoding on some systems; path.string() gives UTF-8 everywhere.
+// A path from its text. Texts become paths through this function only, since the library takes
+// narrow texts to be in the locale's encoding on some systems; path.string() gives UTF-8
+// everywhere.
 [[nodiscard]] inline std::filesystem::path PathOf(std::string_view text) {
   return std::filesystem::path(std::u8string(text.begin(), text.end()));
 }
 
-// std::filesystem's absolute and lexically_normal, also for "\\server\share\file", whose begin the library takes for
-// a folder of the current drive. Where there is no answer, the path unchanged.
+// std::filesystem's absolute and lexically_normal, also for "\\server\share\file", whose begin the
+// library takes for a folder of the current drive. Where there is no answer, the path unchanged.
 [[nodiscard]] std::filesystem::path AbsolutePath(const std::filesystem::path& path);
 [[nodiscard]] std::filesystem::path NormalPath(const std::filesystem::path& path);
 
-// The names in a folder, in no order; empty, with the reason in error, when it cannot be read. The library's iterator
-// reads another folder where a path is longer than 260 characters.
+// The names in a folder, in no order; empty, with the reason in error, when it cannot be read. The
+// library's iterator reads another folder where a path is longer than 260 characters.
 [[nodiscard]] std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder,
                                                          std::error_code& error);
 
@@ -50,8 +51,8 @@ namespace velmora {
 [[nodiscard]] std::string NameOfOpenFile(std::FILE* file);
 // Writes what is buffered and waits until it is on the disk. Returns 0 or errno.
 [[nodiscard]] int FlushToDisk(std::FILE* file);
-// Waits until the names in a folder are on the disk, so that a renamed file survives a power failure. Where a system
-// or its file system cannot, nothing happens.
+// Waits until the names in a folder are on the disk, so that a renamed file survives a power
+// failure. Where a system or its file system cannot, nothing happens.
 void FlushFolderToDisk(const std::filesystem::path& folder) noexcept;
 
 // Memory aligned to a power of two; null when there is none. Released by FreeAligned only.
@@ -67,7 +68,8 @@ inline constexpr char kModuleFile[] =
 #else
     "libvlmfsl.so";
 #endif
-// Loads a library at run time; its symbols stay private. Null, with the reason in error, when it cannot be loaded.
+// Loads a library at run time; its symbols stay private. Null, with the reason in error, when it
+// cannot be loaded.
 [[nodiscard]] void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error);
 [[nodiscard]] void* FindFunction(void* library, const char* name);
 void UnloadSharedLibrary(void* library);

@@ -125,7 +125,7 @@ std::string NameOfOpenFile(std::FILE*) { return {}; }
 
 int FlushToDisk(std::FILE* file) {
   if (std::fflush(file) != 0) return errno;
-  // A device or a pipe has no disk behind it and answers EBADF.
+  // A device or a pipe has no disk and answers EBADF.
   return _commit(_fileno(file)) == 0 || errno == EBADF ? 0 : errno;
 }
 
