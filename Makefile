@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo test test-windows windows-zip asan tidy format clean setup setup-test
+.PHONY: all build demo test test-windows windows-zip asan fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 
@@ -40,6 +40,13 @@ asan: setup-test
 	@cmake --preset asan-ubsan
 	@cmake --build --preset asan-ubsan
 	@ctest --preset asan-ubsan
+
+# A fuzz target per parser, each for FUZZ_SECONDS, two at a time.
+FUZZ_SECONDS ?= 30
+fuzz: setup-test
+	@cmake --preset fuzz
+	@cmake --build --preset fuzz
+	@tools/fuzz.sh $(FUZZ_SECONDS)
 
 # Needs clang-tidy (Debian: clang-tidy); not part of the tests, since it takes longer than all of them.
 tidy: setup-test

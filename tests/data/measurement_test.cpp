@@ -89,6 +89,9 @@ TEST_F(DataTest, MeasurementAndRole) {
 TEST_F(DataTest, ProfilesCount) {
   Table table = ReadTable(WriteFile("a.csv", "x,k,y\n3,b,0.5\n-1,a,\n3,b,0.25\n,,-0\n0,a,0\n"));
   const std::vector<VariableProfile> profiles = ProfileTable(table);
+  int done = 0;
+  EXPECT_THROW(ProfileTable(table, [&](double) { return ++done < 2; }), Cancelled);
+  EXPECT_THROW(InferMeasurements(table, [](double) { return false; }), Cancelled);
   const struct {
     ValueType type;
     int valid, missing, distinct;

@@ -115,7 +115,7 @@ Table LoadTable(const DataOptions& options) {
   }
   OverrideMeasurements(table, options);
   StopIfInterrupted();
-  InferMeasurements(table);
+  InferMeasurements(table, [](double) { return !WasInterrupted(); });
   StopIfInterrupted();
   return table;
 }

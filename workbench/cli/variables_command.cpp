@@ -161,7 +161,7 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   parser.Parse(arguments);
 
   const Table table = LoadTable(data);
-  const std::vector<VariableProfile> profiles = ProfileTable(table);
+  const std::vector<VariableProfile> profiles = ProfileTable(table, [](double) { return !WasInterrupted(); });
   if (format == 1) {
     WriteToStandardOutput(Json(table, profiles));
   } else if (format == 2) {

@@ -242,21 +242,28 @@ VariableProfile Profile(const Table& table, int variableNumber, bool exact) {
   return profile;
 }
 
+void Check(const ProfileProgress& progress, int done, const Table& table) {
+  if (progress && !progress(static_cast<double>(done) / table.VariableCount())) throw Cancelled();
+}
+
 }  // namespace
 
 VariableProfile ProfileVariable(const Table& table, int variableNumber) {
   return Profile(table, variableNumber, true);
 }
 
-std::vector<VariableProfile> ProfileTable(const Table& table) {
+std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress) {
   std::vector<VariableProfile> profiles;
-  for (int number = 1; number <= table.VariableCount(); ++number)
+  for (int number = 1; number <= table.VariableCount(); ++number) {
     profiles.push_back(ProfileVariable(table, number));
+    Check(progress, number, table);
+  }
   return profiles;
 }
 
-void InferMeasurements(Table& table) {
+void InferMeasurements(Table& table, const ProfileProgress& progress) {
   for (int number = 1; number <= table.VariableCount(); ++number) {
+    Check(progress, number, table);
     VariableProfile profile = Profile(table, number, false);
     Column& column = table.Variable(number);
     column.measurement = profile.measurement;

@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -54,11 +55,14 @@ inline constexpr std::int64_t kMaxDistinctCounted = 1 << 20;
 // One pass over the column. Memory grows with the distinct values counted, to 16 MB at most.
 VariableProfile ProfileVariable(const Table& table, int variableNumber);
 
+// Called after each variable with the fraction done, 0 to 1; false ends the work, which throws Cancelled.
+using ProfileProgress = std::function<bool(double)>;
+
 // The profiles of all variables, in order.
-std::vector<VariableProfile> ProfileTable(const Table& table);
+std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {});
 
 // Profiles every variable and writes measurement, role and their reasons into the columns.
-void InferMeasurements(Table& table);
+void InferMeasurements(Table& table, const ProfileProgress& progress = {});
 
 // Sets the measurement of the variables that texts name (names and patterns as in
 // ResolveVariables), which inference then keeps. Throws DataError for an unknown name and for a
