@@ -119,7 +119,8 @@ Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport*
     throw;
   }
   requireUnchanged();
-  if (options.infer) InferMeasurements(table, [&](double) { return !options.progress || options.progress(1); });
+  if (options.infer)
+    InferMeasurements(table, [&](double) { return !options.progress || options.progress(1); });
   if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());
   return table;
 }
