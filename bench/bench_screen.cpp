@@ -1,10 +1,12 @@
-// The program of the side-by-side protocol: five words in (STEM JOB THREADS LIMIT INNER), one line of JSON out. Loads
-// STEM.npy (whole columns of doubles: y_bin, y_cont, y_cls, the continuous and then the categorical predictors) and
-// runs the engine INNER times over it, every case read through the contract.
+// The program of the side-by-side protocol: five words in (STEM JOB THREADS LIMIT INNER), one line
+// of JSON out. Loads STEM.npy (whole columns of doubles: y_bin, y_cont, y_cls, the continuous and
+// then the categorical predictors) and runs the engine INNER times over it, every case read through
+// the contract.
 //
-// Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with trees are in
-// tree_jobs.cpp. The line also tells the peak resident memory and the size of the data, in MiB. A word before
-// the five names variations, joined by commas: reference (the plain loop with ordered maps), weights, counts, sse2, avx2, avx512.
+// Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with
+// trees are in tree_jobs.cpp. The line also tells the peak resident memory and the size of the
+// data, in MiB. A word before the five names variations, joined by commas: reference (the plain
+// loop with ordered maps), weights, counts, sse2, avx2, avx512.
 #include <sys/stat.h>
 
 #include <algorithm>

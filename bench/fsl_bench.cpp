@@ -1,5 +1,6 @@
-// The kernels of the two passes under Google Benchmark, each on every vector unit of the machine: time for one value
-// of one case (items). Data: sixteen predictors, 256 cases, ten intervals, in the nearest cache.
+// The kernels of the two passes under Google Benchmark, each on every vector unit of the machine:
+// time for one value of one case (items). Data: sixteen predictors, 256 cases, ten intervals, in
+// the nearest cache.
 #include <benchmark/benchmark.h>
 
 #include <numeric>

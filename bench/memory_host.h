@@ -1,5 +1,5 @@
-// The services over columns in memory, with the workbench's case reader and distributions and nothing else: what a run
-// costs through the contract, without a session around it.
+// The services over columns in memory, with the workbench's case reader and distributions and
+// nothing else: what a run costs through the contract, without a session around it.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// One pass over the host's cases: progress, cancellation, reading, and the rules by which a case is accepted. Both
-// passes of a run read through this.
+// One pass over the host's cases: progress, cancellation, reading, and the rules by which a case is
+// accepted. Both passes of a run read through this.
 #pragma once
 
 #include <cmath>
@@ -14,7 +14,7 @@
 
 namespace vlmfsl {
 
-// The weight that the rules make of a case weight of the host's.
+// The weight of a case after the rules for weights, from the weight that the host gives.
 inline double EffectiveWeight(const FeatureSelectionSettings& settings, double weight) {
   if (settings.useWeightsAsGiven != 0) return weight;
   const double rounded = vlm::RoundHalfAway(weight);
@@ -26,7 +26,7 @@ class CasePass {
   explicit CasePass(FeatureSelectionSettings& settings)
       : settings_(settings), services_(*settings.owner), codes_(services_) {}
 
-  // Takes the buffer of codes. Returns kOk or kFailed.
+  // Allocates the buffer of codes. Returns kOk or kFailed.
   [[nodiscard]] int Allocate() {
     return codes_.Allocate(static_cast<std::uint64_t>(settings_.nReadVariables));
   }
@@ -40,12 +40,12 @@ class CasePass {
   // The missing-data code of the read list's entry i.
   double MissingCode(int i) const { return codes_[static_cast<std::size_t>(i)]; }
 
-  // Known from the first case to use on.
+  // Known after the first case that is used.
   bool Weighted() const { return weighted_; }
 
-  // Reads each case into the block and calls accept(weight, count) where it is accepted, in order: its values are the
-  // block's Entries(), and it is for accept to append it. Closes the progress display at the end.
-  // Returns kOk, or kFailed on cancellation or when the reader stops.
+  // Reads each case into the block and calls accept(weight, count) for each that is accepted, in
+  // order: its values are the block's Entries(), and accept appends it. Closes the progress display
+  // at the end. Returns kOk, or kFailed on cancellation or when the reader stops.
   template <class Accept>
   [[nodiscard]] int Run(int captionText, LaneBlock* block, RunFacts* facts, Accept&& accept) {
     ProgressScope progress(services_, captionText, settings_.numberOfCases);

@@ -40,11 +40,11 @@ class MomentsPass {
   FeatureSelectionSettings& settings_;
   CasePass cases_;
   LaneBlock block_;
-  std::vector<MomentsLanes> moments_;  // one a group of the block
-  std::vector<double> mass_;           // one a case of the block
+  std::vector<MomentsLanes> moments_;  // one per group of the block
+  std::vector<double> mass_;           // one per case of the block
   std::vector<double> runningMass_;    // the same, all cases before included
   std::vector<double> reciprocal_;     // 1 / runningMass_; used while unitMass_
-  std::vector<int> blocksToDivide_;    // by groups formed together: no reciprocals are tried so long
+  std::vector<int> blocksToDivide_;    // by groups formed together: blocks for which no reciprocals are tried
   LanePresence presence_;
   std::vector<vlm::MissingRange> missing_;  // of the continuous dependents, when these are not cut
   double caseMass_ = 0.0;
@@ -121,7 +121,8 @@ void MomentsPass::ProcessBlock() {
     const bool complete = presence_.Find(block_, group, count);
     LaneValues values[kAtOnce];
     for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
-    // A variable that reciprocals do not do for would have its neighbours' moments formed twice, block after block.
+    // A variable for which reciprocals are not exact enough would make its neighbours' moments be
+    // formed twice, block after block.
     int& toDivide = blocksToDivide_[group / kAtOnce];
     const bool tries = unitMass_ && toDivide == 0;
     toDivide = std::max(toDivide - 1, 0);

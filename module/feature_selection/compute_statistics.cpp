@@ -55,7 +55,7 @@ PairBasis BasisOf(const ChiSquareResult& table, int usedCases) {
   return {usedCases, table.total, (table.rows - 1.0) * (table.columns - 1.0), 0.0};
 }
 
-// Whether figures come from values that no double holds: a dependent with infinite values has no F.
+// False for an F of a dependent with infinite values.
 bool IsFigure(const PairResult& result) {
   return std::isfinite(result.statistic) && std::isfinite(result.pValue);
 }
@@ -70,7 +70,8 @@ PairResult ScoreOneWay(vlm::IEngineServices& services, const OneWayResult& group
   return {f, services.FDistributionUpperTail(df1, df2, f), 0};
 }
 
-// Chi-square with (r - 1)(c - 1) degrees of freedom, or V = sqrt(Chi-square / N / (min(r, c) - 1)) (Cramer 1946).
+// Chi-square with (r - 1)(c - 1) degrees of freedom, or V = sqrt(Chi-square / N / (min(r, c) - 1))
+// (Cramer 1946).
 PairResult ScoreCross(vlm::IEngineServices& services, const ChiSquareResult& table, bool useCramersV) {
   const double df = (static_cast<double>(table.rows) - 1.0) * (static_cast<double>(table.columns) - 1.0);
   if (vlm::NearlyZero(table.chiSquare) || table.rows < 2 || table.columns < 2) return {};
@@ -80,7 +81,7 @@ PairResult ScoreCross(vlm::IEngineServices& services, const ChiSquareResult& tab
   return {std::sqrt(table.chiSquare / table.total / (smaller - 1.0)), p, 0};
 }
 
-// Says which variables have no statistics because their values go beyond what doubles hold.
+// Reports the variables that have no statistics because their values exceed the range of doubles.
 void ShowExtremeValueNotices(const FeatureSelectionSettings& settings) {
   vlm::IEngineServices& services = *settings.owner;
   const auto notice = [&](int text, int variableNumber) {

@@ -125,7 +125,7 @@ CrossTable::Cell& CrossTable::CellAt(std::uint64_t place) {
 void CrossTable::AddSparse(const std::uint32_t* rows, const std::uint32_t* columns, const double* masses,
                            int cases) {
   while ((used_ + static_cast<std::size_t>(cases)) * 4 >= cells_.size() * 3) GrowSparse();
-  // The cells are far apart: ask for them all before the first is needed.
+  // The cells are far apart: prefetch them all before the first is needed.
   for (int i = 0; i < cases; ++i)
     __builtin_prefetch(&cells_[PlaceOf(PlaceBits(rows[i * kLanes], columns[i]))], 1);
   for (int i = 0; i < cases; ++i) {
@@ -192,8 +192,9 @@ void ChiSquareSum::FormTotals(std::size_t columnCount, ChiSquareResult* result) 
   result->columns = static_cast<int>(columns);
 }
 
-// Adds (O - E)^2 / E of every column of one row, in order. A column without a cell adds E, which is what the term is
-// for O = 0. Taken in pieces, so that the divisions of one piece overlap with the chain of additions of the last.
+// Adds (O - E)^2 / E of every column of one row, in order. A column without a cell adds E, which is
+// the term for O = 0. Done in pieces, so that the divisions of one piece overlap with the chain of
+// additions of the last.
 double ChiSquareSum::AddRow(double sum, const Cell* cell, const Cell* end, double rowTotal, double total) {
   constexpr std::size_t kPiece = 64;
   alignas(64) double terms[kPiece];

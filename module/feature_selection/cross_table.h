@@ -7,8 +7,9 @@
 
 namespace vlmfsl {
 
-// Masses by (row, column), both counted from 0; row 0 and column 0 are bins for what does not take part and are never
-// given out. Dense while that is small, else one entry for each cell that occurs, so that memory follows the cells.
+// Masses by (row, column), both counted from 0; row 0 and column 0 collect cases that do not take
+// part and are never reported. Dense while that is small, else one entry for each cell that occurs,
+// so that memory follows the cells.
 class CrossTable {
  public:
   // counting: every mass is 1, and cells are whole counters.
@@ -17,7 +18,8 @@ class CrossTable {
   // Makes room for rows 0 to rows - 1 and columns 0 to columns - 1.
   void Fit(std::uint32_t rows, std::uint32_t columns);
 
-  // Adds the mass of each case to its cell, in order. rows: one entry every kLanes-th place. masses: null when counting.
+  // Adds the mass of each case to its cell, in order. rows: one entry every kLanes-th place.
+  // masses: null when counting.
   void Add(const std::uint32_t* rows, const std::uint32_t* columns, const double* masses, int cases);
 
   // Counting only: adds a count to a cell.
@@ -50,7 +52,8 @@ class CrossTable {
     double mass;
   };
 
-  // A cell without a case holds -0.0: adding a mass to it gives that mass, and no sum of masses ever is -0.0.
+  // A cell without a case holds -0.0: adding a mass to it gives that mass, and no sum of masses
+  // ever is -0.0.
   static bool IsUnused(double mass);
   static bool IsFree(const Cell& cell) { return cell.place == kFreePlace; }
   template <class Visit>
@@ -109,7 +112,7 @@ class ChiSquareSum {
   std::vector<std::size_t> rowStarts_;
   std::vector<double> rowTotals_;
   std::vector<double> columnTotals_;        // of the columns that occur, in key order
-  std::vector<std::uint32_t> columnIndex_;  // by rank: where it stands in columnTotals_
+  std::vector<std::uint32_t> columnIndex_;  // by rank: its place in columnTotals_
   std::vector<char> columnOccurs_;
 };
 

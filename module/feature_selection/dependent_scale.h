@@ -1,8 +1,10 @@
-// How the values of a continuous dependent are carried through the second pass: as (value - shift) x factor.
+// How the values of a continuous dependent are carried through the second pass: as (value - shift)
+// x factor.
 //
-// F does not depend on either. They matter where doubles run out: sums of squares of values above about 1e154 overflow,
-// those of deviations below 1e-160 vanish, and around a large offset the running mean has no digits left for the
-// deviations. Elsewhere shift is 0 and factor 1, which leaves every value as it is, to the last bit.
+// F does not depend on either. They matter where doubles run out: sums of squares of values above
+// about 1e154 overflow, those of deviations below 1e-160 vanish, and around a large offset the
+// running mean has no digits left for the deviations. Elsewhere shift is 0 and factor 1, which
+// leaves every value as it is, to the last bit.
 #pragma once
 
 #include <algorithm>

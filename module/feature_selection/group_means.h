@@ -1,5 +1,5 @@
-// The groups of every pair of a continuous dependent and a predictor: weight, mean and sum of squared
-// deviations by slot, updated case after case.
+// The groups of every pair of a continuous dependent and a predictor: weight, mean and sum of
+// squared deviations by slot, updated case after case.
 #pragma once
 
 #include <cstdint>

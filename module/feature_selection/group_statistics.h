@@ -15,8 +15,8 @@ struct OneWayResult {
   int groups = 0;
 };
 
-// Merges the groups that have been met, in the order given (Welford's update, a group in place of a case). A mean
-// stays exact where sums of squares would cancel.
+// Merges the groups that have cases, in the given order, by Welford's update with a group in place
+// of a case. Unlike sums of squares this does not cancel.
 inline OneWayResult MergeGroups(std::span<const GroupMoments> groups, std::span<const std::uint32_t> order) {
   OneWayResult result;
   double weight = 0.0;

@@ -1,6 +1,7 @@
-// How a continuous variable is cut into intervals. The intervals are as wide as a normal variable's central 99 %
-// divided by one more than the number of cuts; the first is open downward, the last reaches at least to the maximum.
-// An interval is named by its key, which is its upper bound.
+// The rule that cuts a continuous variable into intervals. The intervals are as wide as a normal
+// variable's central 99 % divided by one more than the number of cuts; the first is open downward,
+// the last reaches at least to the maximum. An interval is named by its key, which is its upper
+// bound.
 #pragma once
 
 #include <vector>
@@ -12,7 +13,8 @@ namespace vlmfsl {
 // Half-width of the central 99 % of the standard normal distribution.
 double IntervalQuantile();
 
-// Intervals are kept as a table of bounds up to this number of cuts; beyond it each bound is computed when needed.
+// Intervals are kept as a table of bounds up to this number of cuts; beyond it each bound is
+// computed when needed.
 inline constexpr int kMaxTabledCuts = 64;
 
 // Width of the intervals of a variable: quantile x 2 x sqrt(variance) / (cuts + 1).
@@ -23,12 +25,12 @@ class IntervalRule {
   // cuts: any number; below 1 all values share the last interval.
   IntervalRule(const ContinuousVarMoments& moments, int cuts);
 
-  // The upper bound of interval i (from 0 to cuts - 1), which is its key. Bounds never fall with rising i; where the
-  // width is not a number all but the last are not a number.
+  // The upper bound of interval i (from 0 to cuts - 1), which is its key. Bounds never fall with
+  // rising i; where the width is not a number all but the last are not a number.
   double Upper(int i) const;
 
-  // The first interval that x is not above (by more than the tolerance), else the last one. Not-a-number is above
-  // nothing.
+  // The first interval that x is not above (by more than the tolerance), else the last one.
+  // Not-a-number is above nothing.
   int Find(double x) const;
 
   // The keys that Find can lead to, ascending and different from each other.

@@ -1,6 +1,6 @@
 // Counts several cross-tabulated dependents together, in one table of their joint classes for each
-// predictor: one increment for each case in place of one for each dependent. Exact, because it is used
-// only where every case has mass 1.
+// predictor: one increment for each case in place of one for each dependent. Exact, because it is
+// used only where every case has mass 1.
 #pragma once
 
 #include <cstdint>

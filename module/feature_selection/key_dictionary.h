@@ -1,5 +1,5 @@
-// Numbers the distinct keys of a variable in the order in which they are met. Keys are equal when neither is less:
-// both zeros are one key, and every not-a-number is one key.
+// Numbers the distinct keys of a variable in order of appearance. Keys are equal when neither is
+// less: both zeros are one key, and every not-a-number is one key.
 #pragma once
 
 #include <bit>
@@ -12,7 +12,7 @@ namespace vlmfsl {
 
 class KeyDictionary {
  public:
-  // The number of the key, a new one when it has not been met.
+  // The number of the key, a new one for a new key.
   std::uint32_t Number(double key) {
     const std::uint64_t bits = Canonical(key);
     if (keys_.size() * 2 >= table_.size()) Grow();
@@ -27,7 +27,7 @@ class KeyDictionary {
     }
   }
 
-  // Asks for the cache line that Number will look at first.
+  // Prefetches the cache line that Number will read first.
   void Prefetch(double key) const {
     if (!table_.empty()) __builtin_prefetch(&table_[Place(Canonical(key))]);
   }

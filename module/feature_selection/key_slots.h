@@ -1,4 +1,4 @@
-// Turns the values of a variable into dense numbers of their keys while the cases are read.
+// Numbers the keys of a variable densely while the cases are read.
 #pragma once
 
 #include <algorithm>
@@ -15,10 +15,11 @@
 
 namespace vlmfsl {
 
-// Slots 1, 2, ... in ascending order of key become places 0, 1, ... keys[slot] is a slot's key; slot 0 has none.
+// Slots 1, 2, ... in ascending order of key become places 0, 1, ... keys[slot] is a slot's key;
+// slot 0 has none.
 struct KeyOrder {
   std::vector<std::uint32_t> slots;  // by place
-  std::vector<std::uint32_t> ranks;  // by slot: its place; entry 0 is of no meaning
+  std::vector<std::uint32_t> ranks;  // by slot: its place; entry 0 is unused
 
   explicit KeyOrder(const std::vector<double>& keys) : slots(keys.size() - 1), ranks(keys.size()) {
     std::iota(slots.begin(), slots.end(), 1u);
@@ -28,7 +29,8 @@ struct KeyOrder {
   }
 };
 
-// The classes of a cross-tabulated dependent, numbered from 1 in the order met (intervals: in their own order).
+// The classes of a cross-tabulated dependent, numbered from 1 in the order met (intervals: in their
+// own order).
 class DependentClasses {
  public:
   // A categorical dependent.
@@ -92,14 +94,14 @@ class DependentClasses {
   bool tabled_ = false;
 };
 
-// The keys of one predictor. Slot 0 takes what does not take part.
+// The keys of one predictor. Slot 0 is for values that do not take part.
 class PredictorKeys {
  public:
   // A categorical predictor: slots 1 to 64 are the codes 0 to 63, the rest follow in the order met.
   PredictorKeys() = default;
 
-  // A continuous one: its intervals are slots 1, 2, ... when there are few cuts, else their keys are numbered like
-  // other codes.
+  // A continuous one: its intervals are slots 1, 2, ... when there are few cuts, else their keys
+  // are numbered like other codes.
   PredictorKeys(const ContinuousVarMoments& moments, int cuts) : rule_(std::in_place, moments, cuts) {
     if (cuts <= kMaxTabledCuts) {
       intervals_ = rule_->DistinctKeys();
@@ -127,7 +129,7 @@ class PredictorKeys {
     if (tabled_) {
       keys.insert(keys.end(), intervals_.begin(), intervals_.end());
     } else if (rule_) {
-      // The slots of codes are not used; any keys in order will do.
+      // The slots of codes are not used; any ascending keys do.
       keys.resize(1 + kDirectCodes, -std::numeric_limits<double>::infinity());
       keys.insert(keys.end(), others_.Keys().begin(), others_.Keys().end());
     } else {

@@ -1,6 +1,6 @@
-// A block of accepted cases, which is also where the host writes the case that is being read: one row after the other,
-// each of them the values of the read list. One vector operation treats several variables while each of them still sees
-// its cases in order.
+// A block of accepted cases, into which the host also writes the case being read: row after row,
+// each with the values of the read list. A vector operation works on several variables at once,
+// each of which sees its cases in order.
 #pragma once
 
 #include <algorithm>
@@ -13,10 +13,10 @@
 
 namespace vlmfsl {
 
-// Up to sixteen entries of the read list that stand next to each other there.
+// Up to sixteen adjacent entries of the read list.
 struct LaneGroup {
   int firstEntry;  // of the read list, from 0
-  int lanes;       // 1 to 16; the lanes behind hold values of no meaning
+  int lanes;       // 1 to 16; the other lanes hold arbitrary values
 };
 
 // Splits `count` entries from firstEntry on into groups, all but the last of them full.
@@ -29,26 +29,27 @@ class LaneBlock {
  public:
   explicit LaneBlock(vlm::IEngineServices& services) : memory_(services) {}
 
-  // Makes room for up to 128 cases of entryCount values, fewer the wider they are: the block is to stay in a near cache
-  // beside the host's own.
+  // Makes room for up to 128 cases of entryCount values, fewer the wider they are, so that the
+  // block stays in a near cache together with the host's own.
   [[nodiscard]] int Allocate(int entryCount, std::vector<LaneGroup> groups) {
     groups_ = std::move(groups);
-    // Reading may begin one value before a case, and a group's lanes may reach behind it.
+    // Reading may begin one value before a case, and a group's lanes may extend past its end.
     caseStride_ = OddLines(static_cast<std::uint64_t>(entryCount) + 1);
     capacity_ = static_cast<int>(std::clamp(kTargetDoubles / caseStride_, kFewestCases, kMostCases) &
                                  ~std::uint64_t{3});
-    // The first group begins on a cache line.
+    // The first group starts on a cache line.
     const auto shift = groups_.empty() ? 0 : static_cast<std::uint64_t>(groups_[0].firstEntry) % kLine;
     const int result = Take(caseStride_ * static_cast<std::uint64_t>(capacity_), shift);
     reading_ = values_;
     return result;
   }
 
-  // Where the next case is read: the value of the read list's entry i goes to Reading()[i + 1], as the host counts.
+  // Where the next case is read: the value of the read list's entry i goes to Reading()[i + 1], as
+  // the host counts.
   double* Reading() { return reading_ - 1; }
   // The values of the case that was read; entry i at [i].
   const double* Entries() const { return reading_; }
-  // Takes it into the block. Called while the block is not full.
+  // Keeps it in the block, which must not be full.
   void Append() {
     reading_ += caseStride_;
     ++cases_;
@@ -65,7 +66,8 @@ class LaneBlock {
   LaneValues GroupValues(std::size_t group) const {
     return {values_ + groups_[group].firstEntry, caseStride_, groups_[group].lanes};
   }
-  // Asks for the values of a group that is treated soon: of wide cases, the machine cannot tell what comes next.
+  // Prefetches the values of a group that is processed soon: the processor cannot predict them
+  // where cases are wide.
   void Prefetch(std::size_t group) const {
     if (caseStride_ < kWideDoubles || group >= groups_.size()) return;
     const double* lanes = values_ + groups_[group].firstEntry;
@@ -78,15 +80,17 @@ class LaneBlock {
  private:
   static constexpr std::uint64_t kTargetDoubles = 256 * 1024 / sizeof(double);
   static constexpr std::uint64_t kWideDoubles = 256;
-  // More would drive the slots of the groups at hand, 256 bytes a case, out of the nearest cache.
+  // More would evict the slots of the current groups, 256 bytes per case, from the nearest cache.
   static constexpr std::uint64_t kMostCases = 128;
   static constexpr std::uint64_t kFewestCases = 32;
   static constexpr std::uint64_t kLine = 64 / sizeof(double);
 
-  // An odd number of cache lines: the same place of all rows falls into different sets of the caches.
+  // An odd number of cache lines: the same place of all rows falls into different sets of the
+  // caches.
   static std::uint64_t OddLines(std::uint64_t doubles) { return ((doubles + kLine - 1) / kLine | 1) * kLine; }
 
-  // Zeroed doubles, of which the one at `shift` is on a cache line; one more before them, and kLanes behind.
+  // Zeroed doubles, of which the one at `shift` begins a cache line; one more before them, and
+  // kLanes after.
   int Take(std::uint64_t count, std::uint64_t shift) {
     const std::uint64_t spare = 3 * kLine + kLanes;
     if (memory_.Allocate(count + spare) != kOk) return kFailed;

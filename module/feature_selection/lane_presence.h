@@ -1,6 +1,6 @@
-// Which values of a block take part: those that are not missing and that casewise deletion has not cut off. A case is
-// walked through in the order of the groups; with casewise deletion its first missing value ends it, and what came
-// before stays.
+// Which values of a block take part: those that are not missing and not cut off by casewise
+// deletion. A case is processed in the order of the groups; with casewise deletion its first
+// missing value ends it, and the values before stay.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace vlmfsl {
 
 class LanePresence {
  public:
-  // Groups that are looked at together at most.
+  // Most groups that are processed together.
   static constexpr std::size_t kRows = kMostMomentGroups;
 
   // codeOf(entry): missing-data code of an entry of the read list.
@@ -37,16 +37,16 @@ class LanePresence {
     alive_.resize(stride_);
   }
 
-  // complete: null, or for each case whether all its dependents are present. With casewise deletion an incomplete
-  // case reaches the block's very first lane and no further.
+  // complete: null, or for each case whether all its dependents are present. With casewise deletion
+  // an incomplete case reaches the block's very first lane and no further.
   void StartBlock(const std::uint8_t* complete, int cases) {
     complete_ = complete;
     broken_ = 0;
     if (casewise_) std::fill_n(alive_.begin(), cases, std::uint8_t{1});
   }
 
-  // Forms the rows of up to kRows groups, the blocks' groups being asked for in order. True when all take part; the rows
-  // are then of no meaning.
+  // Forms the rows of up to kRows groups; the groups of a block are requested in order. Returns
+  // true when all values take part; the rows are then undefined.
   bool Find(const LaneBlock& block, std::size_t firstGroup, std::size_t groupCount) {
     bool all = true;
     bool whole[kRows];
@@ -65,7 +65,8 @@ class LanePresence {
   const std::uint16_t* Row(std::size_t i) const { return rows_.data() + i * stride_; }
   std::size_t Stride() const { return stride_; }
 
-  // With casewise deletion, after the last group: how many cases ran through to the end.
+  // With casewise deletion, after the last group: the number of cases that were processed to the
+  // end.
   int WholeCases(int cases) const { return cases - broken_; }
 
  private:

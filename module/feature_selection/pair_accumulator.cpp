@@ -91,9 +91,9 @@ void PairAccumulator::ProcessDependents() {
   if (unitMass_) joint_.StartBlock(classes_, classOfCase_.data(), cases);
 }
 
-// Finds the block's cases that take part with a dependent; casewise, a case ends at its first missing
-// one. earlierComplete: no dependent before this one is missing in the block. Returns whether all take
-// part.
+// Finds the block's cases that take part with a dependent; casewise, a case ends at its first
+// missing one. earlierComplete: no dependent before this one is missing in the block. Returns
+// whether all take part.
 bool PairAccumulator::FindCasesTakingPart(std::size_t dependent, bool earlierComplete) {
   Dependent& d = dependents_[dependent];
   const auto cases = static_cast<std::size_t>(block_.Cases());

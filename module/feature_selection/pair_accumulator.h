@@ -1,10 +1,10 @@
-// Everything that the second pass accumulates: for each pair of a dependent and a predictor its groups
-// or its cells.
+// Everything that the second pass accumulates: for each pair of a dependent and a predictor its
+// groups or its cells.
 //
-// Cases are gathered into blocks. For each block, a few groups of predictors at a time, the slot of each
-// value's key is found once (SlotFinder) and shared by all dependents; each pair then takes the block's
-// cases in case order (GroupMeans, CrossTable, JointCounts), so that its sums are those of a loop over
-// single cases.
+// Cases are gathered into blocks. For each block, a few groups of predictors at a time, the slot of
+// each value's key is found once (SlotFinder) and shared by all dependents; each pair then takes
+// the block's cases in case order (GroupMeans, CrossTable, JointCounts), so that its sums are those
+// of a loop over single cases.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,8 @@ class PairAccumulator {
   explicit PairAccumulator(const FeatureSelectionSettings& settings)
       : settings_(settings), block_(*settings.owner) {}
 
-  // cases: its missing-data codes are fetched. Returns kOk, or kFailed when the host's memory is short;
-  // throws bad_alloc like everything here.
+  // cases: its missing-data codes are fetched. Returns kOk, or kFailed when the host's memory is
+  // short; throws bad_alloc like everything here.
   [[nodiscard]] int Prepare(const CasePass& cases);
 
   // Where cases are read.
@@ -42,13 +42,13 @@ class PairAccumulator {
     return dependents_[static_cast<std::size_t>(dependentIndex)].cases;
   }
 
-  // The results of a predictor's pairs; after Flush. Predictors are asked for in order, each with all
-  // its dependents.
+  // The results of a predictor's pairs; after Flush. Predictors are requested in order, each with
+  // all its dependents.
   void StartPredictor(int predictorIndex);
   OneWayResult OneWay(int dependentIndex) const;
   ChiSquareResult Cross(int dependentIndex);
-  // Cases that entered the pair, whatever their weights and counts. mass: that of the pair, which is
-  // the answer where every case has mass 1.
+  // Cases that entered the pair, whatever their weights and counts. mass: that of the pair, which
+  // is the answer where every case has mass 1.
   int UsedCases(int dependentIndex, double mass) const;
 
  private:
@@ -82,7 +82,7 @@ class PairAccumulator {
   // By case of the block.
   std::vector<double> mass_, relativeMass_, count_;
   std::vector<std::uint8_t> complete_;  // all dependents so far have a value
-  std::vector<std::uint32_t> slots_;    // [group at hand][case][kLanes]
+  std::vector<std::uint32_t> slots_;    // [current group][case][kLanes]
 
   // By dependent.
   std::vector<Dependent> dependents_;
@@ -99,7 +99,7 @@ class PairAccumulator {
   CrossTables tables_;
   JointCounts joint_;
 
-  // Of the predictor whose results are being asked for.
+  // Of the predictor whose results are being formed.
   std::size_t predictor_ = 0;
   std::unique_ptr<KeyOrder> rowOrder_;
   std::vector<KeyOrder> columnOrders_;

@@ -16,8 +16,9 @@ class BestPredictors {
  public:
   explicit BestPredictors(vlm::IEngineServices& services) : order_(services) {}
 
-  // Ranks the predictors of the dependent (from 0, continuous ones first) and shows the notices that apply, each time
-  // it is called. The settings must hold results. Returns kOk, or kFailed when memory is short (nothing is shown).
+  // Ranks the predictors of the dependent (from 0, continuous ones first) and shows the notices
+  // that apply, each time it is called. The settings must hold results. Returns kOk, or kFailed
+  // when memory is short (nothing is shown).
   [[nodiscard]] int Select(const FeatureSelectionSettings& settings, int dependentIndex);
 
   // All predictor positions, from 1, continuous predictors first, in ranked order.

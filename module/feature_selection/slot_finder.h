@@ -1,5 +1,5 @@
-// Finds the slots of a block's predictor values: the dense numbers of their keys, which all dependents
-// share.
+// Finds the slots of a block's predictor values: the dense numbers of their keys, which all
+// dependents share.
 //
 //   SlotFinder finder;
 //   finder.Prepare(settings, block);

@@ -1,5 +1,6 @@
-// Vectors of four doubles, for the kernels of vector_kernels_body.h. Included inside the unnamed namespace and the target
-// region of vector_kernels_avx2.cpp and of vector_kernels_avx512.cpp, which uses it for the groups' rows.
+// Vectors of four doubles, for the kernels of vector_kernels_body.h. Included inside the unnamed
+// namespace and the target region of vector_kernels_avx2.cpp and of vector_kernels_avx512.cpp,
+// which uses it for the groups' rows.
 struct Avx2 {
   using Rows = Avx2;
   static constexpr int kWidth = 4;
@@ -15,11 +16,12 @@ struct Avx2 {
   static D Mul(D a, D b) { return _mm256_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm256_div_pd(a, b); }
   static constexpr bool kDividesByWhole = true;
-  // a / whole, rounded to nearest, where whole is a whole number below 2^31 and reciprocal is 1 / whole so rounded; zero
-  // comes back as +0. Wrong only where UNDERFLOW or INVALID is raised. The estimate is off by less than two units of its
-  // last place; its remainder, a whole multiple of that unit, is exact; the correction errs by 2^-51 of a unit, and no
-  // quotient lies nearer than 2^-32 of one to the middle between two doubles. After P. W. Markstein, IBM Journal of
-  // Research and Development 34 (1990), 111-119.
+  // a / whole, rounded to nearest, where whole is a whole number below 2^31 and reciprocal is 1 /
+  // whole so rounded; zero comes back as +0. Wrong only where UNDERFLOW or INVALID is raised. The
+  // estimate is off by less than two units of its last place; its remainder, a whole multiple of
+  // that unit, is exact; the correction errs by 2^-51 of a unit, and no quotient lies nearer than
+  // 2^-32 of one to the middle between two doubles. After P. W. Markstein, IBM Journal of Research
+  // and Development 34 (1990), 111-119.
   static D DivideByWhole(D a, D whole, D reciprocal) {
     const D estimate = _mm256_mul_pd(a, reciprocal);
     return _mm256_fmadd_pd(_mm256_fnmadd_pd(estimate, whole, a), reciprocal, estimate);
@@ -65,8 +67,8 @@ struct Avx2 {
     *sum = _mm256_unpacklo_pd(second02, second13);
     *count = _mm256_unpackhi_pd(second02, second13);
   }
-  // The same without the counts. The sums were stored as single doubles: loaded likewise, they come straight from the
-  // store buffer.
+  // The same without the counts. The sums were stored as single doubles: loaded likewise, they come
+  // straight from the store buffer.
   static void LoadRows(const GroupMoments* const* rows, D* weight, D* mean, D* sum) {
     const D first02 = TwoHalves(&rows[0]->weight, &rows[2]->weight);
     const D first13 = TwoHalves(&rows[1]->weight, &rows[3]->weight);

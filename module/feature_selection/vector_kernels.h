@@ -1,13 +1,14 @@
-// The inner loops of the two passes, in one version for each vector unit, chosen when the program runs. All versions
-// give the same bits: a lane is one variable, lanes never mix, and a multiplication is fused with an addition only inside
-// DivideByWhole, whose result is that of a division. (All else relies on -ffp-contract=off.)
+// The inner loops of the two passes, in one version per vector unit, chosen at run time. All
+// versions give the same bits: a lane is one variable, lanes never mix, and a multiplication is
+// fused with an addition only inside DivideByWhole, whose result is that of a division. (All else
+// relies on -ffp-contract=off.)
 #pragma once
 
 #include <cstdint>
 
 namespace vlmfsl {
 
-// Variables that are treated side by side.
+// Variables that are processed side by side.
 inline constexpr int kLanes = 16;
 inline constexpr unsigned kAllLanes = 0xFFFFu;
 
@@ -15,7 +16,7 @@ inline constexpr unsigned kAllLanes = 0xFFFFu;
 struct LaneValues {
   const double* first;
   std::uint64_t caseStride;
-  int lanes;  // 1 to kLanes; those behind hold values of no meaning
+  int lanes;  // 1 to kLanes; the other lanes hold arbitrary values
 };
 
 struct alignas(64) MomentsLanes {
@@ -25,13 +26,13 @@ struct alignas(64) MomentsLanes {
   double sumOfSquares[kLanes];
 };
 
-// What the cases of a block bring to the moments.
+// The masses of the cases of a block, for the moments.
 struct MomentsInput {
   int cases;
   const double* mass;         // [case]
   const double* runningMass;  // [case] of all cases up to and including this one
-  // [case] 1 / runningMass, rounded to nearest; null unless every case so far had mass 1, so that runningMass is a whole
-  // number below 2^31.
+  // [case] 1 / runningMass, rounded to nearest; null unless every case so far had mass 1, so that
+  // runningMass is a whole number below 2^31.
   const double* reciprocal;
   const std::uint16_t* present;  // null when nothing is missing, else a row for each group
   std::uint64_t presentStride;
@@ -45,8 +46,9 @@ struct alignas(64) MissingLanes {
   double last[kLanes];
 };
 
-// Accumulator of one (continuous dependent, predictor key). An entry whose count is 0 has not been met. While every case
-// has weight and count 1 the kernels leave the count at 0; GroupMeans::KeepCounts then sets it to the weight.
+// Accumulator of one (continuous dependent, predictor key). An entry whose count is 0 has no case.
+// While every case has weight and count 1 the kernels leave the count at 0; GroupMeans::KeepCounts
+// then sets it to the weight.
 struct alignas(32) GroupMoments {
   double weight = 0.0;
   double mean = 0.0;
@@ -57,7 +59,8 @@ struct alignas(32) GroupMoments {
 inline constexpr int kRowShift = 5;  // of an entry's size, in bytes
 static_assert(sizeof(GroupMoments) == 1u << kRowShift);
 
-// What a case brings to the group means. cases: null for cases 0 to caseCount - 1, else their numbers.
+// The cases of a block, for the group means. cases: null for cases 0 to caseCount - 1, else their
+// numbers.
 struct GroupInput {
   const double* dependent;  // [case]
   const std::uint16_t* cases;
@@ -71,13 +74,13 @@ struct GroupInput {
 // The lanes of a group that are updated.
 struct LaneSlots {
   const std::uint32_t* slots;  // [case][kLanes]
-  // [kLanes]: the entries of a lane's predictor, indexed by slot; behind the last lane, up to a whole vector, any entries
-  // that may be overwritten.
+  // [kLanes]: the entries of a lane's predictor, indexed by slot; after the last lane, up to a
+  // whole vector, any entries that may be overwritten.
   GroupMoments* const* tables;
   int lanes;
 };
 
-// Groups of lanes that are updated together at most.
+// Most groups of lanes that are updated together.
 inline constexpr int kMostLaneGroups = 4;
 
 using GroupUpdate = void (*)(const GroupInput& input, const LaneSlots* groups, int groupCount);
@@ -85,24 +88,25 @@ using GroupUpdate = void (*)(const GroupInput& input, const LaneSlots* groups, i
 struct VectorKernels {
   const char* name;
 
-  // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing written, when all are.
+  // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing
+  // written, when all are.
   bool (*presentLanes)(LaneValues values, int cases, const MissingLanes& missing, std::uint16_t* present);
 
-  // Updates the moments of groupCount groups of lanes, up to kMostMomentGroups, of one block. Returns false when
-  // reciprocals were given and did not do.
+  // Updates the moments of groupCount groups of lanes, up to kMostMomentGroups, of one block.
+  // Returns false when reciprocals were given and were not exact enough.
   bool (*moments)(const LaneValues* groups, int groupCount, const MomentsInput& input, MomentsLanes* moments);
 
   // slots: 1 + the number of bounds ([bound][kLanes]) that the value is above; 0 where not present.
   void (*intervalSlots)(LaneValues values, int cases, const double* bounds, int boundCount,
                         const std::uint16_t* present, std::uint32_t* slots);
 
-  // slots: 1 + the code for whole codes 0 to 63; 0 where not present; others[case]: lanes with any other present
-  // value, whose slot is left 0. Returns true when there are such.
+  // slots: 1 + the code for whole codes 0 to 63; 0 where not present; others[case]: lanes with
+  // another value that takes part, whose slot is left 0. Returns true when there are any.
   bool (*codeSlots)(LaneValues values, int cases, const std::uint16_t* present, std::uint32_t* slots,
                     std::uint16_t* others);
 
-  // Group means where every case has weight and count 1 and every value of the dependent is finite. The entries' counts
-  // are left as they are.
+  // Group means where every case has weight and count 1 and every value of the dependent is finite.
+  // The entries' counts are left as they are.
   GroupUpdate groupsPlain;
   // Any mass and count, total weight 1.
   GroupUpdate groupsCounted;
@@ -114,7 +118,7 @@ struct VectorKernels {
                          double* expected);
 };
 
-// Codes from 0 to this less 1 are their own slots.
+// Whole codes from 0 to kDirectCodes - 1 have slots of their own.
 inline constexpr int kDirectCodes = 64;
 
 enum class VectorUnit { kBest, kSse2, kAvx2, kAvx512 };
@@ -122,7 +126,8 @@ enum class VectorUnit { kBest, kSse2, kAvx2, kAvx512 };
 // The kernels of the widest unit that this machine has, or of the one that ForceVectorUnit named.
 const VectorKernels& Kernels();
 
-// For tests and measurements. Returns false, and changes nothing, when the machine does not have the unit.
+// For tests and measurements. Returns false, and changes nothing, when the machine does not have
+// the unit.
 bool ForceVectorUnit(VectorUnit unit);
 
 }  // namespace vlmfsl

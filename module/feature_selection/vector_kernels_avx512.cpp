@@ -1,4 +1,5 @@
-// The kernels for vectors of eight doubles. Entered only on a machine that has AVX-512 (its F part).
+// The kernels for vectors of eight doubles. Entered only on a machine that has AVX-512 (its F
+// part).
 #include <immintrin.h>
 
 #include "module/feature_selection/vector_kernels.h"

@@ -1,10 +1,11 @@
-// The kernels, written once over a vector type V and included by one source file for each vector unit. V names:
+// The kernels, written once over a vector type V and included by one source file for each vector
+// unit. V names:
 //   kWidth   doubles in a vector;  D: the vector;  M: result of a comparison;  I: as many 64-bit counters
 //   Rows     the type that turns as many groups' rows as it has doubles
 //   kDividesByWhole   whether it has DivideByWhole
-// The including file has included the intrinsics' header.
-// Everything is in an unnamed namespace and calls no function of the standard library, so that no code made for a
-// wide unit can be taken by the linker for use elsewhere.
+// The including file has included the intrinsics' header. Everything is in an unnamed namespace and
+// calls no function of the standard library, so that no code made for a wide unit can be taken by
+// the linker for use elsewhere.
 
 // Most blocks lack nothing: asking only that is half the work of telling which values are there.
 template <class V>
@@ -49,8 +50,8 @@ struct MomentsVector {
   int lane;
 };
 
-// kVectors vectors at once: a chain of dependent operations each, which overlap. kWhole: every mass is 1 and every
-// running mass a whole number, so that no division is needed.
+// kVectors vectors at once: a chain of dependent operations each, which overlap. kWhole: every mass
+// is 1 and every running mass a whole number, so that no division is needed.
 template <class V, int kVectors, bool kWhole, bool kSomeAbsent>
 void MomentsOf(const MomentsVector* vectors, std::uint64_t caseStride, const MomentsInput& input) {
   typename V::D minimum[kVectors], maximum[kVectors], mean[kVectors], sum[kVectors];
@@ -116,11 +117,11 @@ void MomentsOfSome(const MomentsVector* vectors, int count, std::uint64_t caseSt
   }
 }
 
-// A call of its own: no operation of it moves across the reading of the flags.
+// Not inlined, so that none of its operations moves across the reading of the flags.
 template <class V, bool kWhole>
 __attribute__((noinline)) void MomentsOfAll(const MomentsVector* vectors, int count, std::uint64_t caseStride,
                                             const MomentsInput& input) {
-  constexpr int kMost = V::kWidth == 8 ? 6 : 4;  // what the registers hold
+  constexpr int kMost = V::kWidth == 8 ? 6 : 4;  // as many as the registers hold
   for (int parts = (count + kMost - 1) / kMost; parts > 0; --parts) {
     const int some = (count + parts - 1) / parts;
     MomentsOfSome<V, kMost, kWhole>(vectors, some, caseStride, input);
@@ -129,8 +130,8 @@ __attribute__((noinline)) void MomentsOfAll(const MomentsVector* vectors, int co
   }
 }
 
-// Watches the flags that tell where DivideByWhole may be wrong. Those raised before are back afterwards, and all others
-// that were raised meanwhile stay.
+// Watches the floating-point flags that show where DivideByWhole may be wrong. Restores those
+// raised before, and keeps all others that were raised meanwhile.
 class AttemptScope {
  public:
   AttemptScope() : before_(_mm_getcsr()) { _mm_setcsr(before_ & ~kWatched); }
@@ -140,7 +141,7 @@ class AttemptScope {
 
   bool Succeeded() const { return (_mm_getcsr() & kWatched) == 0; }
 
-  // Rounding to nearest, nothing flushed to zero and nothing trapped: what DivideByWhole is right for.
+  // Rounding to nearest, nothing flushed to zero and nothing trapped, as DivideByWhole needs.
   static bool IsUsual() { return (_mm_getcsr() & ~unsigned{_MM_EXCEPT_MASK}) == _MM_MASK_MASK; }
 
  private:
@@ -177,9 +178,9 @@ bool Moments(const LaneValues* groups, int groupCount, const MomentsInput& input
   return done || input.reciprocal == nullptr;
 }
 
-// The bounds of a lane never fall, so the middle one says which half of them still has to be looked at; that pays
-// where a choice of lanes costs one instruction.
-// kBoundCount: known number of bounds, or -1.
+// The bounds of a lane never fall, so the middle one says which half of them still has to be looked
+// at; that pays where a choice of lanes costs one instruction. kBoundCount: known number of bounds,
+// or -1.
 template <class V, int kBoundCount, bool kSomeAbsent>
 void IntervalSlotsOf(LaneValues values, int cases, const double* bounds, int countOfBounds,
                      const std::uint16_t* present, std::uint32_t* slots) {
@@ -260,14 +261,14 @@ bool CodeSlots(LaneValues values, int cases, const std::uint16_t* present, std::
 
 enum class GroupRule { kPlain, kCounted, kWeighted };
 
-// What a case brings to all its groups.
+// The values of a case that all its groups share.
 template <class R>
 struct GroupCase {
   typename R::D y, mass, relativeMass, count, totalWeight;
 };
 
-// A case on its way into one group of each of some lanes. What has to wait for a division stands apart, so that the next
-// lanes can begin meanwhile.
+// The update of one group in each of some lanes by a case, in two steps: the second waits for a
+// division, so that the next lanes can begin meanwhile.
 template <class R, GroupRule kRule>
 struct RowUpdate {
   using D = typename R::D;
@@ -308,8 +309,8 @@ int RowLanes(const LaneSlots& group) {
   return (group.lanes + R::kWidth - 1) / R::kWidth * R::kWidth;
 }
 
-// Where the rows are that a case goes to, one lane after the other. Writes whole vectors, so that up to V::kWidth
-// pointers behind the last lane's are overwritten.
+// Finds the rows that a case updates, lane after lane. Writes whole vectors, so up to V::kWidth
+// pointers after the last lane's are overwritten.
 template <class V>
 void FindRows(const LaneSlots* groups, int groupCount, int caseOfBlock, GroupMoments** rows) {
   for (int g = 0; g < groupCount; ++g) {
@@ -320,8 +321,8 @@ void FindRows(const LaneSlots* groups, int groupCount, int caseOfBlock, GroupMom
   }
 }
 
-// One case after the other, the lanes in turn. Each update waits for the last one of its own group, which for a
-// variable with one big group is the last case's: some dozens of lanes are what it takes to fill that time.
+// Case after case, lane after lane. Each update waits for the last one of its own group, which in a
+// variable with one big group is that of the case before: some dozens of lanes fill that time.
 template <class V, GroupRule kRule>
 void UpdateGroups(const GroupInput& input, const LaneSlots* groups, int groupCount) {
   using R = typename V::Rows;

@@ -16,8 +16,8 @@ namespace {
 using vlm::AutomationMember;
 using vlm::AutomationValue;
 
-// What of the member a call with these kind flags means; 0 when the member has none of them. Late-bound
-// clients that cannot tell a get with arguments from a method ask for both.
+// The kind of access that a call with these flags means; 0 when the member has none of them.
+// Late-bound clients that cannot tell a get with arguments from a method pass both flags.
 int KindOfCall(const AutomationMember& member, int kind) {
   for (const int candidate : {vlm::kInvokeGet, vlm::kInvokeMethod, vlm::kInvokePut}) {
     if (kind & member.kinds & candidate) return candidate;
@@ -44,7 +44,7 @@ std::string TextOfNumber(Number number) {
   return error == std::errc() ? std::string(buffer, end) : std::string();
 }
 
-// Takes an answer that nobody asked for.
+// Takes an answer that the caller does not want.
 class NoResult final : public vlm::IAutomationResult {
  public:
   void SetEmpty() override {}

@@ -15,9 +15,9 @@
 
 namespace vlmfsl {
 
-// Conversions between values, as a script expects them: whole numbers from reals (rounded half to even) and
-// from texts, reals from whole numbers and texts, texts from numbers. Numbers in texts have a point, whatever
-// the locale. Throw TypeMismatchException for what does not convert.
+// Conversions between values, as a script expects them: whole numbers from reals (rounded half to
+// even) and from texts, reals from whole numbers and texts, texts from numbers. Numbers in texts
+// have a point, whatever the locale. Throw TypeMismatchException for values that do not convert.
 [[nodiscard]] int ToInt(const vlm::AutomationValue& value);
 [[nodiscard]] double ToReal(const vlm::AutomationValue& value);
 [[nodiscard]] std::string ToText(const vlm::AutomationValue& value);
@@ -37,7 +37,7 @@ struct AutomationCall {
   void ReturnText(std::string_view text) const { result.SetText(text.data(), static_cast<int>(text.size())); }
 };
 
-// How a handler's exceptions end; see guarded.h.
+// How exceptions of a handler are treated; see guarded.h.
 enum class GuardKind { kAutomationMethod, kAnalysisMethod };
 
 template <typename Object>
@@ -48,7 +48,8 @@ struct MemberHandler {
   GuardKind guard = GuardKind::kAutomationMethod;
 };
 
-// Names, ids, kinds and argument counts of an object; who derives adds the life and the handlers.
+// Names, ids, kinds and argument counts of an object; a derived class adds its life and its
+// handlers.
 class AutomationDispatch : public vlm::IAutomationObject {
  public:
   const vlm::AutomationInterface* GetInterface() final { return &description_; }
@@ -103,8 +104,8 @@ class AutomationDispatch : public vlm::IAutomationObject {
   const char* className_;
 };
 
-// The automation face of a dialog: every call fails once the window is closed, and the inherited members are
-// the host's.
+// The automation object of a dialog: every call fails once the window is closed, and the host
+// serves the inherited members.
 class DialogAutomation : public AutomationDispatch {
  protected:
   using AutomationDispatch::AutomationDispatch;
@@ -112,7 +113,8 @@ class DialogAutomation : public AutomationDispatch {
 
   // Null once the dialog is closed.
   virtual vlm::IDialogWindow* OpenWindow() const = 0;
-  // True while a command runs: what a host lets through meanwhile must not change what the command works on.
+  // True while a command runs: calls that a host lets through meanwhile must not change the data of
+  // the command.
   virtual bool IsBusy() const = 0;
   virtual void CallOpen(const AutomationCall& call) = 0;
 

@@ -19,8 +19,8 @@ class CFeatureSelection final : public CAnalysisSupport {
   int InitializeAfterFileChanged() override;
   vlm::IFeatureSelectionResults* GetFeatureSelectionResults() override;
 
-  // Steps 100 to 102. Init makes a fresh record with default settings; a record of an earlier Init stays until
-  // the analysis is destroyed. Always returns 1.
+  // Steps 100 to 102. Init makes a fresh record with default settings; a record of an earlier Init
+  // stays until the analysis is destroyed. Always returns 1.
   int Init();
   // Open the dialogs. Return -1, or 0 when the host could not open one.
   int StartAnalysis();
@@ -30,7 +30,8 @@ class CFeatureSelection final : public CAnalysisSupport {
   FeatureSelectionSettings* Settings() const;
   // Fills the current record with the defaults for the present data; its results go.
   void ResetSettings();
-  // Makes the record's matrices the analysis's current results, or (false) says that there are none any more.
+  // Makes the record's matrices the analysis's current results, or (false) says that there are none
+  // any more.
   void SetResultsAvailable(bool available);
 
  private:

@@ -1,5 +1,5 @@
-// The one path on which exceptions of automation calls and of dialog commands end: caught, logged, reported,
-// turned into a result. Nothing that a host calls lets an exception out.
+// The one path on which exceptions of automation calls and of dialog commands end: caught, logged,
+// reported, turned into a result. Nothing that a host calls lets an exception out.
 #pragma once
 
 #include <exception>
@@ -58,24 +58,26 @@ Body BodyOf() {
 
 // Runs one accessor: `return Guarded("CDefineTask::get_Variables", result, [&] { ... });`
 //
-// Every exception is logged at level 1 as "Exception in automation method [name]: message". Returns a
-// vlm::DispatchStatus: kDispatchException for an AutomationException, kDispatchTypeMismatch, or kDispatchFailed; the
-// result holds the message. An exception that is no deliberate answer to the script also leaves a crash report.
+// Every exception is logged at level 1 as "Exception in automation method [name]: message". Returns
+// a vlm::DispatchStatus: kDispatchException for an AutomationException, kDispatchTypeMismatch, or
+// kDispatchFailed; the result holds the message. An exception that is no deliberate answer to the
+// script also leaves a crash report.
 template <typename Callable>
 int Guarded(const char* qualifiedName, vlm::IAutomationResult* result, Callable&& body) {
   return guarded_detail::RunAutomation(qualifiedName, result,
                                        guarded_detail::BodyOf<std::remove_reference_t<Callable>>(), &body);
 }
 
-// The same for the accessors that compute: an exception is logged as "Exception in analysis method: message" when the
-// application's log is on, and leaves no crash report.
+// The same for the accessors that compute: an exception is logged as "Exception in analysis method:
+// message" when the application's log is on, and leaves no crash report.
 template <typename Callable>
 int GuardedAnalysisMethod(vlm::IAutomationResult* result, Callable&& body) {
   return guarded_detail::RunAnalysisMethod(
       result, guarded_detail::BodyOf<std::remove_reference_t<Callable>>(), &body);
 }
 
-// Runs a dialog's answer to the host. An exception is logged, and its message is the outcome's reason.
+// Runs a dialog's answer to the host. An exception is logged, and its message is the outcome's
+// reason.
 template <typename Callable>
 CommandOutcome GuardedCommand(const char* qualifiedName, Callable&& body) {
   return guarded_detail::RunCommand(qualifiedName,

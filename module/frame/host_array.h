@@ -14,16 +14,16 @@
 
 namespace vlmfsl {
 
-// Takes count items of the host's memory into *block, their content undefined, and extraBytes behind them.
-// Returns kOk, or kFailed with a null block when the host has none or the size is beyond what can be
-// addressed.
+// Allocates count items of the host's memory, their content undefined, and extraBytes after them.
+// Returns kOk, or kFailed with a null block when the host has none or the size is beyond what can
+// be addressed.
 template <typename T>
 [[nodiscard]] int AllocateArray(vlm::IEngineServices& services, T** block, std::uint64_t count,
                                 std::uint64_t extraBytes = 0) {
   static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
   *block = nullptr;
   if (count > (std::uint64_t{1} << 48) / sizeof(T)) return kFailed;
-  // No bytes are asked for as one item, so that null always means failure.
+  // An empty array takes one item, so that null always means failure.
   const std::uint64_t bytes = std::max<std::uint64_t>(count * sizeof(T) + extraBytes, sizeof(T));
   void* raw = nullptr;
   if (services.AllocMem(&raw, bytes) != 0 || !raw) return kFailed;
@@ -59,7 +59,7 @@ class HostArray {
   HostArray& operator=(const HostArray&) = delete;
   ~HostArray() { Release(); }
 
-  // Replaces what the array holds by count items of undefined content. Returns kOk, or kFailed and is empty.
+  // Replaces the items by count items of undefined content. Returns kOk, or kFailed and is empty.
   [[nodiscard]] int Allocate(std::uint64_t count, std::uint64_t extraBytes = 0) {
     Release();
     if (!services_ || AllocateArray(*services_, &block_, count, extraBytes) != kOk) return kFailed;

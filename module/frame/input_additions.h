@@ -1,4 +1,4 @@
-// What outputs add to the input spreadsheet, variables and bundles: all of it or nothing.
+// Variables and bundles that outputs add to the input spreadsheet: all of them or none.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace vlmfsl {
 
-// Everything added while this lives is taken back at its end, unless Keep was called.
+// Everything added during its life is removed at its end, unless Keep was called.
 class InputAdditions {
  public:
   explicit InputAdditions(vlm::IInputSpreadsheet& input) : input_(input) { input_.BeginAdding(); }
@@ -27,11 +27,12 @@ struct PredictorBundle {
   std::string variables;  // variable numbers separated by blanks
 };
 
-// Adds the bundles, each under the first of NAME, NAME_01, NAME_02 ... that is free. Returns kOk, or kFailed when
-// the host refuses one: the caller's InputAdditions takes the others back.
+// Adds the bundles, each under the first of NAME, NAME_01, NAME_02 ... that is free. Returns kOk,
+// or kFailed when the host refuses one: the caller's InputAdditions takes the others back.
 [[nodiscard]] int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>& bundles);
 
-// The same for lists of best predictors, all or none, with a message to the user; an empty list gives a message, too.
+// The same for lists of best predictors, all or none, with a message to the user; an empty list
+// gives a message, too.
 [[nodiscard]] int SaveBestPredictorBundles(const std::vector<PredictorBundle>& bundles,
                                            vlm::IAnalysisHost& host, vlm::IEngineServices& services);
 

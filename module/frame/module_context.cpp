@@ -27,7 +27,8 @@ void AttachModule(void* instance) noexcept {
       registerLibrary(instance, kLibraryId, nullptr, nullptr);
     }
   } catch (...) {
-    // No memory to look for the host's function: the library stays unregistered, and scripts bind late.
+    // No memory to look for the host's function: the library stays unregistered, and scripts bind
+    // late.
   }
 }
 

@@ -1,4 +1,4 @@
-// What the loaded module keeps for all its analyses, from load to unload.
+// State that the module keeps for all its analyses while it is loaded.
 #pragma once
 
 #include <string>
@@ -18,8 +18,8 @@ class CAnalysisContext {
   void* instance_;
 };
 
-// Load: remembers the instance, makes the context and asks the host to register the type library; the load goes on
-// when that fails. Unload: the reverse. Called by the module's entry.
+// Load: remembers the instance, makes the context and asks the host to register the type library;
+// the load goes on when that fails. Unload: the reverse. Called by the module's entry.
 void AttachModule(void* instance) noexcept;
 void DetachModule() noexcept;
 // Null while the module is not attached.
@@ -30,7 +30,8 @@ void DetachModule() noexcept;
 // Text of the module by number, without the host. Empty for an unknown one.
 [[nodiscard]] std::string LoadResString(int number);
 
-// The blocks that the analyses of this module share: case selection and weights follow from one to the other.
+// The blocks that the analyses of this module share: case selection and weights follow from one to
+// the other.
 struct ModuleSharedBlocks {
   vlm::SharedBlock dataSelectionTags;
   vlm::SharedBlock extendedTags;
@@ -39,8 +40,8 @@ struct ModuleSharedBlocks {
 };
 [[nodiscard]] ModuleSharedBlocks& SharedBlocks();
 
-// Marks the startup dialog of feature selection as already initialised. Cleared by Init and by the Cancel of
-// either dialog.
+// Marks the startup dialog of feature selection as already initialised. Cleared by Init and by the
+// Cancel of either dialog.
 [[nodiscard]] bool IsStartupDialogInitialised();
 void SetStartupDialogInitialised(bool initialised);
 

@@ -16,12 +16,13 @@ inline constexpr char kFolderSeparator = '/';
 [[nodiscard]] unsigned ProcessId();
 [[nodiscard]] unsigned ThreadId();
 
-// A function of the process that has loaded the module: of its program, else of a library that the program has
-// loaded. Null when there is none of this name.
+// A function of the process that has loaded the module: of its program, else of a library that the
+// program has loaded. Null when there is none of this name.
 [[nodiscard]] void* FindHostFunction(const char* name);
 
-// A library that is looked for at run time; "CrashRpt" stands for libCrashRpt.so or CrashRpt.dll. It is taken from the
-// places of the system and of the program, on Windows from the module's folder too, never from the current folder.
+// A library that is looked for at run time; "CrashRpt" means libCrashRpt.so or CrashRpt.dll. It is
+// taken from the places of the system and of the program, on Windows from the module's folder too,
+// never from the current folder.
 class RuntimeLibrary {
  public:
   explicit RuntimeLibrary(const char* name);
@@ -44,8 +45,8 @@ struct ExceptionInformation {
 // Calls use with the calling thread's state.
 void WithThreadState(const std::function<void(ExceptionInformation*)>& use);
 
-// The system's folder for data that applications share, without a separator at its end; it may not exist yet. Empty
-// when the system names none.
+// The system's folder for data that applications share, without a separator at its end; it may not
+// exist yet. Empty when the system names none.
 [[nodiscard]] std::string ApplicationDataFolder();
 // Characters of an absolute path that name no folder to be made: "/", "C:\", "\\server\share\".
 [[nodiscard]] std::size_t RootLength(const std::string& path);

@@ -6,7 +6,8 @@
 namespace vlmfsl {
 namespace {
 
-// The scope whose display is open. A scope that was closed by a later one has nothing left to close.
+// The scope whose display is open. A scope that was closed by a later one has nothing left to
+// close.
 ProgressScope* openScope = nullptr;
 
 }  // namespace

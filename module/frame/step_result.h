@@ -1,5 +1,5 @@
-// Results of engine steps. Operations that the host's step table calls have the other sense: not 0 for
-// success.
+// Results of engine steps. Operations that the host's step table calls have the other sense: not 0
+// for success.
 #pragma once
 
 namespace vlmfsl {

@@ -1,4 +1,5 @@
-// The module's type library: its identifiers, its interfaces, and the dispatch ids that handlers name.
+// The module's type library: its identifiers, its interfaces, and the dispatch ids that handlers
+// name.
 #pragma once
 
 #include <span>
@@ -13,8 +14,8 @@ inline constexpr char kLibraryId[] = "{9E580613-81EC-4682-A8E0-4D190935C47C}";
 inline constexpr int kLibraryMajorVersion = 1;
 inline constexpr int kLibraryMinorVersion = 0;
 
-// First dispatch id of an interface's own members. A get/put pair shares one id and takes two, anything else
-// one.
+// First dispatch id of an interface's own members. A get/put pair shares one id and takes two,
+// anything else one.
 inline constexpr int kFirstOwnDispatchId = 0x60030000;
 
 // Members of the base interface, served by the host.
@@ -112,7 +113,8 @@ extern const vlm::AutomationInterface kFslStartup;
 extern const vlm::AutomationInterface kFslResults;
 extern const vlm::AutomationInterface kPredictorScreeningStartup;
 extern const vlm::AutomationInterface kPredictorScreeningResults;
-// Several outputs of one call, counted from 1. Not in the type library: a script meets it late-bound.
+// Several outputs of one call, counted from 1. Not in the type library: a script meets it
+// late-bound.
 extern const vlm::AutomationInterface kOutputCollection;
 enum OutputCollectionDispatchId : int { kDispItem = 0, kDispCount = 1 };
 

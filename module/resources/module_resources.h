@@ -1,5 +1,5 @@
-// What the module's instance handle stands for where there is no resource section: texts by number, dialog
-// templates and automation interfaces, from the tables of this folder.
+// What the module's instance handle stands for where there is no resource section: texts by number,
+// dialog templates and automation interfaces, from the tables of this folder.
 #pragma once
 
 #include <span>

@@ -45,7 +45,8 @@ TEST(Tolerant, EqualWithin15Ulps) {
   }
 }
 
-// Raised bounds and missing ranges turn the tolerant tests into plain comparisons; around any bound both agree.
+// Raised bounds and missing ranges turn the tolerant tests into plain comparisons; around any bound
+// both agree.
 TEST(Tolerant, RaisedBoundsAndRangesSayTheSameAsTheTests) {
   const double bounds[] = {0.0,       -0.0,    kTiny,    -kTiny, 9 * kTiny, -15 * kTiny, 1.0,        -1.0,
                            3.25e-300, 1.7e308, -1.7e308, kMax,   -kMax,     kInfinity,   -kInfinity, kNan};
@@ -63,8 +64,8 @@ TEST(Tolerant, RaisedBoundsAndRangesSayTheSameAsTheTests) {
   }
 }
 
-// The quantile of 0.995 decides every interval. The others: tables of the normal distribution, to the approximation's
-// own accuracy in the tail.
+// The quantile of 0.995 decides every interval. The others: tables of the normal distribution, to
+// the approximation's own accuracy in the tail.
 TEST(NormalQuantile, IsTheAlgorithmsToTheLastBit) {
   bool failed = true;
   EXPECT_EQ(vlm::NormalQuantile(0.995, &failed), 2.5758293009489543);
@@ -84,7 +85,8 @@ TEST(NormalQuantile, IsTheAlgorithmsToTheLastBit) {
   }
 }
 
-// The textbook index heap sort by successive selection from position n / 2 + 1, written with its one loop.
+// The textbook index heap sort by successive selection from position n / 2 + 1, written with its
+// one loop.
 std::vector<int> OneLoopHeapSort(const std::vector<double>& keys, double sign) {
   const int n = static_cast<int>(keys.size());
   std::vector<int> at(static_cast<std::size_t>(n) + 1);

@@ -1,4 +1,5 @@
-// The engine against the plain loop, bit by bit; against frozen figures; and through every fault of the host.
+// The engine against the plain loop, bit by bit; against frozen figures; and through every fault of
+// the host.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -44,7 +45,8 @@ class Settings {
 
 std::uint64_t Bits(double v) { return std::isnan(v) ? ~std::uint64_t{0} : std::bit_cast<std::uint64_t>(v); }
 
-// 35 variables of many kinds, with missing values, ties, both zeros, and values a few units in the last place apart.
+// 35 variables of many kinds, with missing values, ties, both zeros, and values a few units in the
+// last place apart.
 void FillWithEverything(ScriptedEngineHost* host, int cases, unsigned seed) {
   std::mt19937 random(seed);
   std::normal_distribution<double> normal;
@@ -103,8 +105,8 @@ void FillWithEverything(ScriptedEngineHost* host, int cases, unsigned seed) {
   column([&] { return below(20) == 0 ? 0.5 : below(20) == 0 ? ulps(1.0, -9) : 1 + below(8) / 2.0; }, 0.03);
   // 33: a continuous dependent that is finite for a while
   column([&] { return below(2000) == 0 ? infinity : normal(random); });
-  // 34, 35: continuous predictors whose moments only a division gives: the last mean is infinite, not not-a-number; and
-  // 9/6 of the smallest number is two of them, not one
+  // 34, 35: continuous predictors whose moments only a division gives: the last mean is infinite,
+  // not not-a-number; and 9/6 of the smallest number is two of them, not one
   at = 0;
   column([&] { return ++at == cases ? infinity : normal(random); });
   at = 0;
@@ -398,7 +400,8 @@ TEST(Engine, AgreesWithThePlainLoopInRandomRuns) {
   EXPECT_GT(computed, (last - first) / 2) << "too few runs had enough cases";
 }
 
-// A class that turns up late has no place in the tables of joint classes that were planned without it.
+// A class that turns up late has no place in the tables of joint classes that were planned without
+// it.
 TEST(Engine, CountsLateClassesAndLateCodes) {
   std::mt19937 random(3);
   ScriptedEngineHost host;
@@ -569,7 +572,8 @@ TEST(Settings, JoinsTheListsIntoTheReadList) {
   }
 }
 
-// Sums of squares within the tolerance of zero are zero: neither a quotient of two specks nor one by a speck is formed.
+// Sums of squares within the tolerance of zero are zero: neither a quotient of two specks nor one
+// by a speck is formed.
 TEST(Engine, SumsOfSquaresNearlyZeroAreZero) {
   const double speck = 4e-162;  // its square is a few units in the last place above zero
   const double small = 1e-150;
@@ -705,7 +709,8 @@ TEST(Engine, SaysWhichVariablesAreBeyondAllFigures) {
   }
 }
 
-// The upper tail of a host that offers it keeps small p-values apart; a host without it gives 1 less the distribution.
+// The upper tail of a host that offers it keeps small p-values apart; a host without it gives 1
+// less the distribution.
 TEST(Engine, TakesTheUpperTailOfChiSquareWhereTheHostHasIt) {
   for (const bool offered : {false, true}) {
     ScriptedEngineHost host;

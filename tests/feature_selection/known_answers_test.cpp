@@ -1,5 +1,5 @@
-// Statistics against figures from elsewhere: small tables worked by hand, and real data by sums of squares and
-// expected counts in NumPy, frozen.
+// Statistics against figures from elsewhere: small tables worked by hand, and real data by sums of
+// squares and expected counts in NumPy, frozen.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -56,7 +56,8 @@ TEST(KnownAnswers, OfSmallTables) {
     int notComputable;
   };
   const Row rows[] = {
-      // Groups {1,2,3}, {4,6}, {9}: total sum of squares 42 5/6, within 4; 2 and 3 degrees of freedom.
+      // Groups {1,2,3}, {4,6}, {9}: total sum of squares 42 5/6, within 4; 2 and 3 degrees of
+      // freedom.
       {"one-way",
        kOneWay,
        {1, 2, 3, 4, 6, 9},

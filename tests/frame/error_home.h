@@ -1,4 +1,5 @@
-// A place of the test's own for error reports, where the environment names it; Windows has one for all users.
+// A place of the test's own for error reports, where the environment names it; Windows has one for
+// all users.
 #pragma once
 
 #include <unistd.h>

@@ -1,4 +1,5 @@
-// The functions of the host's process that the module looks up by name, as this test program offers them.
+// The functions of the host's process that the module looks up by name, as this test program offers
+// them.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
-// What the module publishes to hosts and scripts, once more and by itself: a number, a caption or a help string that
-// changes here breaks scripts and dialogs that exist. Read through the module's instance handle, as a host does.
+// What the module publishes to hosts and scripts, once more and by itself: a number, a caption or a
+// help string that changes here breaks scripts and dialogs that exist. Read through the module's
+// instance handle, as a host does.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -181,7 +182,8 @@ std::string LineOf(const ControlTemplate& control, bool numbered) {
          (captioned ? std::string(" ") + control.caption : "");
 }
 
-// The visible controls are those that are published, no more and no fewer; the order is the layout's.
+// The visible controls are those that are published, no more and no fewer; the order is the
+// layout's.
 void ExpectControls(const DialogTemplate& dialog, const char* published) {
   std::map<std::string, int> missing;
   std::istringstream lines(published);
@@ -225,8 +227,8 @@ TEST(PublishedTables, DialogsHaveTheirControls) {
   }
 }
 
-// One line a member: number, "get" and "put" or "method", type got or answered, type put, argument, name, help.
-// "-" stands for nothing.
+// One line a member: number, "get" and "put" or "method", type got or answered, type put, argument,
+// name, help. "-" stands for nothing.
 const char* const kInterfaces[] = {
     R"(VlmAnalysisDialog: Velmora Dialog
 0 get text - - Name -

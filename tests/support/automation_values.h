@@ -38,7 +38,8 @@ inline vlm::AutomationValue ArrayValue(const std::vector<vlm::AutomationValue>& 
   return result;
 }
 
-// The answer as text, whatever its type: "7", "0.01", "a text", "[1 2]", "object", "null", "" for empty.
+// The answer as text, whatever its type: "7", "0.01", "a text", "[1 2]", "object", "null", "" for
+// empty.
 class Answer final : public vlm::IAutomationResult {
  public:
   ~Answer() { Drop(); }

@@ -12,9 +12,9 @@
 
 namespace velmora::testing {
 
-// Opens page in headless Chromium with script run at its end, and returns what the script left in `out`, an
-// object. Errors of any script of the page, and violations of its content policy, are collected in
-// out.errors.
+// Opens page in headless Chromium with script run at its end, and returns what the script left in
+// `out`, an object. Errors of any script of the page, and violations of its content policy, are
+// collected in out.errors.
 inline nlohmann::json InBrowser(std::string page, const std::string& script, const std::string& flags = "") {
   const std::string watch =
       "<script>window.out = {errors: []}; addEventListener('error', (e) => out.errors.push(e.message));"

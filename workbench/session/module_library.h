@@ -1,4 +1,5 @@
-// The plug-in module as a file: loaded, its factories found, unloaded with the last one who holds it.
+// The plug-in module as a file: loaded, its factories found, unloaded with the last one who holds
+// it.
 #pragma once
 
 #include <memory>
@@ -15,15 +16,15 @@ class ModuleLibrary {
   // The module that is found beside the executable. Throws ModuleError when there is none.
   static std::string DefaultPath();
   ~ModuleLibrary();
-  // Lets go of a library whose code may still be on the way back to its caller: its file is unloaded when a module is
-  // loaded next, or with the process.
+  // Lets go of a library whose code may still be on the way back to its caller: its file is
+  // unloaded when a module is loaded next, or with the process.
   static void ReleaseLater(std::shared_ptr<ModuleLibrary> library);
   ModuleLibrary(const ModuleLibrary&) = delete;
   ModuleLibrary& operator=(const ModuleLibrary&) = delete;
 
   const std::string& Path() const { return path_; }
-  // A new analysis, not attached yet; the caller destroys it. Throws ModuleError when the module cannot make
-  // it or speaks another version of the contract.
+  // A new analysis, not attached yet; the caller destroys it. Throws ModuleError when the module
+  // cannot make it or speaks another version of the contract.
   vlm::IAnalysis* MakeFeatureSelection() const;
   vlm::IAnalysis* MakeScreening() const;
 

@@ -1,4 +1,5 @@
-// What an engine sees of the session: cases, memory, progress, cancellation, texts and distribution functions.
+// What an engine sees of the session: cases, memory, progress, cancellation, texts and distribution
+// functions.
 #pragma once
 
 #include <cstddef>
@@ -36,7 +37,8 @@ class SessionServices final : public vlm::IEngineServices, public vlm::IChiSquar
   int GetNbVars() override;
   int GetNbCases() override;
   void getmd5(int variableNumber, double* missingCode) override;
-  // A case is skipped when the selection leaves it out or its weight is missing; a negative weight is handed on.
+  // A case is skipped when the selection leaves it out or its weight is missing; a negative weight
+  // is handed on.
   short cstrtw_ex_Long(int mode, int caseNumber, const int* variableNumbers, int variableCount,
                        double* values, int* weighted, double* weight, int* reserved) override;
   void GetVarNameEx(int kind, int variableIndex, vlm::ITextSink* name) override;
