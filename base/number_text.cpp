@@ -14,7 +14,7 @@ constexpr int kLargestPrecision = 60;
 std::string Format(double value, std::chars_format format, int precision) {
   if (std::isnan(value)) return "nan";
   if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
-  std::array<char, 400> text;  // the longest: 309 digits before the point and 60 behind it
+  std::array<char, 400> text;  // the longest: 309 digits before the point and 60 after it
   const auto end = std::to_chars(text.data(), text.data() + text.size(), value, format,
                                  std::clamp(precision, 0, kLargestPrecision));
   return std::string(text.data(), end.ptr);

@@ -1,5 +1,5 @@
-// The module's string table: a row is the name that code uses, the number and the text. Everything else that
-// knows texts is made from these rows. Numbers without a row are free.
+// The module's string table: a row is the name that code uses, the number and the text. Everything
+// else that knows texts is made from these rows. Numbers without a row are free.
 #pragma once
 
 #define VLM_TEXT_TABLE(ROW)                                                                                 \

@@ -724,7 +724,7 @@ TEST(Engine, TakesTheUpperTailOfChiSquareWhereTheHostHasIt) {
   }
 }
 
-// A case of each acceptance rule, told by the facts of the run.
+// A case for each acceptance rule, checked by the facts of the run.
 TEST(CaseRules, AcceptRoundAndSkip) {
   const double below1 = vlm::FromOrderedBits(vlm::OrderedBits(1.0) - 15),
                furtherBelow1 = vlm::FromOrderedBits(vlm::OrderedBits(1.0) - 16);

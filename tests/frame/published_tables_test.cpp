@@ -228,7 +228,7 @@ TEST(PublishedTables, DialogsHaveTheirControls) {
 }
 
 // One line a member: number, "get" and "put" or "method", type got or answered, type put, argument,
-// name, help. "-" stands for nothing.
+// name, help. "-": none.
 const char* const kInterfaces[] = {
     R"(VlmAnalysisDialog: Velmora Dialog
 0 get text - - Name -

@@ -1,5 +1,5 @@
-// The plug-in module as a file: loaded, its factories found, unloaded with the last one who holds
-// it.
+// The plug-in module as a file: it is loaded, its factories are found, and it is unloaded with the
+// last reference.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ class ModuleLibrary {
   // The module that is found beside the executable. Throws ModuleError when there is none.
   static std::string DefaultPath();
   ~ModuleLibrary();
-  // Lets go of a library whose code may still be on the way back to its caller: its file is
+  // Releases a library whose code may still be returning to its caller: its file is
   // unloaded when a module is loaded next, or with the process.
   static void ReleaseLater(std::shared_ptr<ModuleLibrary> library);
   ModuleLibrary(const ModuleLibrary&) = delete;
