@@ -48,6 +48,9 @@ struct IFeatureSelectionResults {
                                 ITextSink* name) = 0;  // "F-value", "Chi-square", "Cramer's V"
   virtual void GetPair(int dependentIndex, int predictorIndex, FeatureSelectionPair* pair) = 0;
   virtual void GetDependent(int dependentIndex, FeatureSelectionDependent* dependent) = 0;
+  // What a dependent lists when the display settings choose by the p criterion and no predictor
+  // meets it: every predictor with a score, and a notice (0, the default), or nothing (1).
+  virtual void SetStrictCriterion(int strict) = 0;
   // Ranks the dependent's predictors by the record's display settings, shows the notices of the
   // ranking, and appends the predictor indices, best first. Returns 0 on success.
   virtual int SelectBest(int dependentIndex, IIntegerSink* predictorIndices) = 0;

@@ -69,6 +69,7 @@ int FeatureSelectionSettings::Create(vlm::IEngineServices* services) {
   fixedNumberOfBestByP = 10;
   pCriterion = 0.01;
   totalWeight = 1.0;
+  strictCriterion = false;
   useCramersV = services->GetProfileEntryInt(kProfileChiSquareByDefault, 0) == 0;
   numberOfVariables = services->GetNbVars();
   numberOfCases = services->GetNbCases();

@@ -91,7 +91,8 @@ struct FeatureSelectionSettings {
   double pCriterion;
   double totalWeight;  // 1.0 when the data are not weighted
   bool useCramersV;
-  int listCapacity[4];  // of the four lists, in their order above
+  bool strictCriterion;  // list no predictor where none meets pCriterion, in place of all
+  int listCapacity[4];   // of the four lists, in their order above
   RunFacts facts;
 
   // Sets every field to its default and takes the four lists, each for numberOfVariables + 10 numbers. Returns kOk,

@@ -1,6 +1,6 @@
 // The outputs of a finished run, from its record: summary sheets, importance graphs, the text report and
-// variable bundles. They read the record and never change it. Each ranks every dependent anew, so each shows
-// the notices of the ranking; a dependent without a list is passed over.
+// variable bundles. They read the record and never change it. Each ranks every dependent again and shows the
+// notices of the ranking; a dependent without a list is skipped.
 #pragma once
 
 #include <string>
@@ -21,8 +21,8 @@ using DocumentList = std::vector<vlm::Ref<vlm::IDocument>>;
 [[nodiscard]] int MakeImportanceHistogram(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host,
                                           DocumentList& made);
 
-// save off: one text document for all dependents, none when no dependent has a list. save on: two bundles a
-// dependent, continuous and categorical predictors, in the input spreadsheet; made stays empty.
+// Without save: one text document for all dependents, or none when no dependent has a list. With save: two bundles
+// per dependent, of continuous and categorical predictors, in the input spreadsheet; made stays empty.
 [[nodiscard]] int MakeBestPredictorsReport(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host,
                                            bool save, DocumentList& made);
 

@@ -41,7 +41,7 @@ void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
     graph.AddPoint(series, count - i, statistic, label.data(), vlm::LengthOf(label));
   }
   graph.SetAxisRange(vlm::kCategoryAxis, 0.5, count + 0.5, 1.0);
-  // Bars of length zero, and infinite ones, leave the scale to the host.
+  // When all bars have length zero or one is infinite, the host chooses the scale.
   if (largest > 0 && std::isfinite(largest)) graph.SetAxisRange(vlm::kValueAxis, 0.0, largest, 0.0);
 }
 

@@ -1,4 +1,4 @@
-// Names that the outputs share.
+// Names for the outputs.
 #pragma once
 
 #include <string>
@@ -15,12 +15,12 @@ namespace vlmfsl {
 // position: of a predictor in a ranked order, from 1.
 [[nodiscard]] std::string PredictorName(const FeatureSelectionSettings& settings, int position);
 
-// A text of the module with the dependent's name in place of its "%s": the first number for a continuous
-// dependent, the second for a categorical one.
+// A text of the module with the dependent's name in place of "%s": the first text for a continuous dependent, the
+// second for a categorical one.
 [[nodiscard]] std::string TextForDependent(const FeatureSelectionSettings& settings, int dependentIndex,
                                            int continuousTextId, int categoricalTextId);
 
-// The name itself, or the host's 8-character short form when it is longer than characterCount.
+// The name, or the host's 8-character short form when the name is longer than characterCount.
 [[nodiscard]] std::string ShortenName(vlm::IAnalysisHost& host, std::string_view name, int characterCount);
 
 // Names of predictors in outputs have at most this many characters.

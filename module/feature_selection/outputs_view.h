@@ -6,11 +6,10 @@
 
 namespace vlmfsl {
 
-// Valid while the settings hold results. Indices outside the matrices are answered with a pair that is not
-// computable and the number 0.
+// Valid while the settings hold results. For indices outside the matrices, pairs are not computable and numbers 0.
 class FeatureSelectionResultsView final : public vlm::IFeatureSelectionResults {
  public:
-  explicit FeatureSelectionResultsView(const FeatureSelectionSettings& settings) : settings_(settings) {}
+  explicit FeatureSelectionResultsView(FeatureSelectionSettings& settings) : settings_(settings) {}
 
   void GetRun(vlm::FeatureSelectionRun* run) override;
   int GetDependentNumber(int dependentIndex) override;
@@ -18,13 +17,14 @@ class FeatureSelectionResultsView final : public vlm::IFeatureSelectionResults {
   void GetStatisticName(int dependentIndex, vlm::ITextSink* name) override;
   void GetPair(int dependentIndex, int predictorIndex, vlm::FeatureSelectionPair* pair) override;
   void GetDependent(int dependentIndex, vlm::FeatureSelectionDependent* dependent) override;
+  void SetStrictCriterion(int strict) override { settings_.strictCriterion = strict != 0; }
   int SelectBest(int dependentIndex, vlm::IIntegerSink* predictorIndices) override;
 
  private:
   bool IsDependent(int index) const { return index >= 0 && index < settings_.DependentCount(); }
   bool IsPredictor(int index) const { return index >= 0 && index < settings_.PredictorCount(); }
 
-  const FeatureSelectionSettings& settings_;
+  FeatureSelectionSettings& settings_;
 };
 
 }  // namespace vlmfsl

@@ -70,6 +70,7 @@ int BestPredictors::Select(const FeatureSelectionSettings& settings, int depende
   if (settings.displayMode == DisplayMode::kFixedPValue) {
     m = ranked.MeetingCriterion(settings.pCriterion);
     if (m == 0) {
+      if (settings.strictCriterion) return kOk;
       notice(kTextNoneMeetsCriterion);
       limit = predictors;
     }

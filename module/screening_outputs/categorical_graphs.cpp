@@ -1,5 +1,5 @@
 // Graphs of a categorical response: the weighted count of each class in each bin, as lines, as a histogram for each
-// bin, and as bars in space.
+// bin, and as bars in three dimensions.
 #include <algorithm>
 #include <numeric>
 
@@ -10,9 +10,9 @@
 namespace vlmfsl {
 namespace {
 
-constexpr std::size_t kMostLines = 12;  // more cannot be told apart
+constexpr std::size_t kMostLines = 12;  // more could not be told apart
 
-// Rows bins, columns classes; a bin without cases has zeros.
+// Bins by classes; a bin without cases has zeros.
 struct ClassCounts {
   std::vector<std::string> bins, classes;
   std::vector<double> counts;
@@ -27,7 +27,7 @@ struct ClassCounts {
   }
 };
 
-// The classes that are drawn as lines, in the order of the codes: all, or the most frequent ones.
+// The classes drawn as lines, in the order of the codes: all of them, or the most frequent ones.
 std::vector<std::size_t> ClassesWithLine(const ClassCounts& table) {
   std::vector<std::size_t> classes(table.classes.size());
   std::iota(classes.begin(), classes.end(), std::size_t{0});
@@ -48,7 +48,7 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
     throw HostCallError("The record has no cross-tabulation.");
   }
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
-  // The row percentages have a column a class behind the levels, and nothing else.
+  // The row percentages have one column per class after the levels, and nothing else.
   const int classCount = record.furtherCrosstabs[0]->GetColumnCount() - 1;
   ClassCounts table;
   table.bins = BinLabels(analysis, record);
@@ -71,7 +71,7 @@ void AddTitle(GraphWriter& graph, int textId) {
   graph.AddRecordTitles();
 }
 
-// A series of one row or column of the table: count(i) at each place of the axis.
+// A series from one row or column of the table: count(i) at each place of the axis.
 template <typename Count>
 void AddSeries(GraphWriter& graph, int seriesKind, const std::string& name,
                const std::vector<std::string>& places, Count count) {

@@ -12,8 +12,8 @@
 namespace vlmfsl {
 namespace {
 
-constexpr int kMostPoints = 2000;        // more than a picture can show apart
-constexpr double kLevelHalfWidth = 0.4;  // of the diamond of a level, whose place is its bin's number
+constexpr int kMostPoints = 2000;        // more could not be told apart
+constexpr double kLevelHalfWidth = 0.4;  // of a level's diamond; its place is the number of its bin
 constexpr double kJitter = 0.2;          // on either side of that place
 
 // Bits that look random, the same for the same number (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195).
@@ -24,11 +24,11 @@ std::uint64_t Mixed(std::uint64_t number) {
   return number ^ (number >> 31);
 }
 
-// Evenly spread over 0 <= share < 1.
+// Uniform over 0 <= share < 1.
 double MixedShare(std::uint64_t number) { return static_cast<double>(Mixed(number) >> 11) * 0x1p-53; }
 
-// Rows of the work sheet, rising: all, or one at random out of each of kMostPoints parts of the same length. The rows
-// stand in order of the predictor, so that every part of its range is met; the first and the last row always are.
+// Row numbers of the work sheet, ascending: all, or a random one from each of kMostPoints parts of equal length. The
+// rows are sorted by the predictor, so the sample covers its whole range; the first and the last row are always in it.
 std::vector<int> SampleRows(int rowCount) {
   const int count = std::min(rowCount, kMostPoints);
   std::vector<int> rows(static_cast<std::size_t>(count));
@@ -46,7 +46,7 @@ std::vector<int> SampleRows(int rowCount) {
   return rows;
 }
 
-// The cases' places: predictor (or number of the bin, spread a little so that cases of a level can be told apart) and
+// The positions of the cases: predictor (or bin number, jittered so that the cases of a level can be told apart) and
 // response.
 GraphPoints SampleCases(const PredSummary& record) {
   if (!record.workSheet) throw HostCallError("The record has no work sheet.");
@@ -89,7 +89,7 @@ vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, con
   return box;
 }
 
-// A box, or a diamond over the bin's interval, for each bin that has cases.
+// A box, or a diamond over the bin's interval, for each bin with cases.
 void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::ISpreadsheet& statistics,
               const PredSummary& record, const std::vector<std::string>& labels) {
   const int series = graph.Series(seriesKind, name);
@@ -138,7 +138,7 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredS
     }
     AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
              record, labels);
-    // Levels stand where the boxes of a box plot do, so the box plot's blocks serve them.
+    // Levels have the same places as the boxes of a box plot, so the script of the box plot fits them.
     std::string& script = record.resultTexts[kEventScriptText];
     script = FrameEventScript(ScriptTarget::kPlot,
                               continuous ? BinConditionsForDiamond(record) : BinConditionsForBox(record));

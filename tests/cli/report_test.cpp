@@ -7,8 +7,11 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "workbench/documents/embedded_files.h"
+#include "workbench/documents/page.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/feature_selection_report.h"
+#include "workbench/report/screen_page.h"
 
 namespace velmora {
 namespace {
@@ -25,11 +28,13 @@ FeatureSelectionReport AwkwardReport() {
   report.dependents = {{1,
                         "y",
                         Measurement::kCategorical,
+                        PairStatistic::kCramersV,
                         "Cramer's V",
-                        {{1.0 / 3, 5e-324, 0},
-                         {std::numeric_limits<double>::max(), 0.1 + 0.2, 0},
-                         {std::nan(""), 0.5, 0},
-                         {0, 1, 1}},
+                        {2, 1},
+                        {{1.0 / 3, 5e-324, 0, 2, 1, 2, 4, 0},
+                         {std::numeric_limits<double>::max(), 0.1 + 0.2, 0, 2, 1, 2, 4, 0},
+                         {std::nan(""), 0.5, 0, 2, 1, 2, 4, 0},
+                         {0, 1, 1, 0, 3, 0, 0, 0}},
                         {1, 0},
                         {"A notice."}}};
   report.leftOut = {{6, "id", "identifier", "every value differs"}};
@@ -54,6 +59,11 @@ TEST(FeatureSelectionJson, ReadsBackToTheSameBits) {
   EXPECT_TRUE(predictors[2]["statistic"].is_null());
   EXPECT_EQ(predictors[2]["name"], "bad \xef\xbf\xbd byte");
   EXPECT_TRUE(predictors[3]["notComputable"].get<bool>());
+  EXPECT_EQ(predictors[0]["cases"], 2);
+  EXPECT_EQ(predictors[0]["missingCases"], 1);
+  EXPECT_EQ(predictors[0]["df1"], 4);
+  EXPECT_TRUE(predictors[3]["df1"].is_null());
+  EXPECT_EQ(dependent["missingCases"], 1);
   EXPECT_EQ(dependent["best"], (nlohmann::json{"line\nbreak", "x,\"y\""}));
   EXPECT_EQ(dependent["notices"], nlohmann::json{"A notice."});
 }
@@ -65,7 +75,7 @@ TEST(FeatureSelectionCsv, PutsTheBestFirstAndQuotes) {
   ASSERT_NE(first, std::string::npos) << csv;
   ASSERT_NE(second, std::string::npos) << csv;
   EXPECT_LT(first, second);
-  EXPECT_NE(csv.find(",5e-324,0\n"), std::string::npos) << csv;
+  EXPECT_NE(csv.find(",5e-324,0,2,1,4,\n"), std::string::npos) << csv;
   EXPECT_NE(csv.find("y,1,categorical,Cramer's V,,"), std::string::npos) << csv;  // no rank
 }
 
@@ -92,6 +102,34 @@ TEST(FeatureSelectionText, KeepsEveryPredictorOnOneLine) {
       EXPECT_EQ(text.find("█") != std::string::npos, utf8 && width >= 80) << text;
     }
   }
+}
+
+// A level of the data may be a whole document; displays show its beginning.
+TEST(ScreenReports, ShortenLabelsThatAreDocuments) {
+  const std::string document = std::string(2000000, 'd') + "<b>";
+  ScreenReport report;
+  ScreenedResponse& response = report.responses.emplace_back();
+  response.kind = vlm::kBinaryResponse;
+  response.name = "y";
+  response.codes = {"bad", "good"};
+  ScreenedPredictor& predictor = response.predictors.emplace_back();
+  predictor.name = "text";
+  predictor.figures.categorical = 1;
+  predictor.bins = {{document, {}, {1, 2}}, {"b", {}, {3, 4}}};
+  predictor.total = {"All", {}, {4, 6}};
+  predictor.levels = {{1, document, 0}, {2, "b", 1}};
+  const nlohmann::json json = nlohmann::json::parse(ScreenJson(report))["responses"][0]["predictors"][0];
+  EXPECT_EQ(json["labels"][0], std::string(kLongestLabel, 'd') + "…");
+  EXPECT_EQ(json["rows"][0]["label"], json["labels"][0]);
+  EXPECT_EQ(json["levels"][0]["label"], document) << "levels are data";
+
+  auto rules = std::make_shared<TextDocument>();
+  rules->text = "text = " + document + "\n";
+  Workbook workbook;
+  ScreenDocuments documents;
+  documents.panels = {{{}}};
+  documents.rules = workbook.Add(rules);
+  EXPECT_LT(ScreenPage(report, documents, workbook).size() - ChartLibrary().size(), 200000u);
 }
 
 }  // namespace

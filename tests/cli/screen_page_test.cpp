@@ -4,7 +4,7 @@
 #include "tests/cli/command_checks.h"
 #include "tests/support/browser.h"
 #include "workbench/documents/embedded_files.h"
-#include "workbench/report/screen_html.h"
+#include "workbench/report/screen_page.h"
 
 namespace velmora::testing {
 namespace {
@@ -18,7 +18,7 @@ std::string Quoted(const std::string& text) {
 }
 
 // 240 cases: 12 without a response, 24 of another code. The hostile predictor and its levels are the best, noise
-// comes behind, one predictor is constant.
+// comes after it, one predictor is constant.
 std::string HostileTable() {
   std::string csv = "flag," + Quoted(kHostile) + ",x,y,z,same\n";
   for (int i = 0; i < 240; ++i) {
@@ -144,7 +144,7 @@ TEST(ScreenPage, ShowsClassesInPercent) {
   }
 }
 
-// Three responses with 5,000 predictors each, twenty bins a predictor, weights that no figure is short with.
+// Three responses with 5,000 predictors each, twenty bins per predictor, and weights that make every figure long.
 TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
   ScreenReport report;
   ScreenDocuments documents;
@@ -169,7 +169,7 @@ TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
     }
     documents.panels.emplace_back();
   }
-  const std::string page = ScreenHtml(report, documents, Workbook());
+  const std::string page = ScreenPage(report, documents, Workbook());
   EXPECT_LT(page.size() - ChartLibrary().size(), 4000000u);
   const Json out = InBrowser(page, R"(
     out.rows = document.querySelectorAll('#r0-ranking tbody tr').length;

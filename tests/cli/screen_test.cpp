@@ -308,13 +308,15 @@ TEST(Screen, WritesEveryFormatIntoTheFolder) {
   EXPECT_EQ(folder.Names(), With(names, {"report/screening_bins.csv"}));
   const Json json = Json::parse(ReadFile(folder.Path() / "report/screening.json"));
   const std::string html = ReadFile(folder.Path() / "report/screening.html");
+  const std::string start = "<script type=\"application/json\" id=\"data\">";
+  const std::size_t begin = html.find(start) + start.size();
+  const Json sections = Json::parse(html.substr(begin, html.find("</script>", begin) - begin))["sections"];
+  for (std::size_t response = 0; response < 2; ++response) {
+    EXPECT_EQ(sections[response]["parts"][1]["panels"].size(), 2u) << "panels of the two best";
+  }
   std::size_t bins = 0;
   for (const Json& response : json["responses"]) {
     for (const Json& predictor : response["predictors"]) bins += predictor["rows"].size();
-    // Panels of the two best, no more.
-    const std::string id = "id=\"p" + std::to_string(&response - &json["responses"][0]) + "-";
-    EXPECT_NE(html.find(id + "2\""), std::string::npos);
-    EXPECT_EQ(html.find(id + "3\""), std::string::npos);
   }
   const std::string csv = ReadFile(folder.Path() / "report/screening_bins.csv");
   EXPECT_EQ(static_cast<std::size_t>(std::count(csv.begin(), csv.end(), '\n')), bins + 1);

@@ -20,7 +20,7 @@ TEST(Page, TablesSortSearchAndGrow) {
     out.chartBars = document.querySelectorAll('#chart2 svg path').length;
     out.rows = [box.querySelectorAll('tbody tr').length];
     sort(2); out.byP = names(); out.state = [state(1), state(2)];
-    sort(2); out.byPAscending = names(); out.state.push(state(2));
+    sort(2); out.byPDescending = names(); out.state.push(state(2));
     const last = () => { box.querySelector('.more button:last-child').click();
       return [...box.querySelectorAll('tbody th')].pop().textContent; };
     out.emptyLast = last();
@@ -37,12 +37,12 @@ TEST(Page, TablesSortSearchAndGrow) {
   EXPECT_EQ(Json::array(), out["errors"]);
   EXPECT_GE(out["chartBars"], 50);
   EXPECT_EQ((Json{200, 450}), out["rows"]);
-  EXPECT_EQ((Json{"predictor_450", "predictor_449"}), out["byP"]);
-  EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["byPAscending"]);
-  EXPECT_EQ("predictor_448", out["emptyLast"]) << "rows without a value stand last";
+  EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["byP"]) << "small p-values are wanted first";
+  EXPECT_EQ((Json{"predictor_450", "predictor_449"}), out["byPDescending"]);
+  EXPECT_EQ("predictor_448", out["emptyLast"]) << "rows without a value are last";
   EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["back"]);
   EXPECT_EQ((Json{"predictor_1", "predictor_2"}), out["byName"]) << "numbers in names sort as numbers";
-  EXPECT_EQ((Json{"none", "descending", "ascending", "none"}), out["state"]);
+  EXPECT_EQ((Json{"none", "ascending", "descending", "none"}), out["state"]);
   EXPECT_EQ("450 rows", out["count"]);
   EXPECT_EQ("11 of 450 rows match", out["found"]);  // 44, 440 to 449
   EXPECT_EQ(11, out["foundRows"]);

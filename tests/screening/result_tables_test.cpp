@@ -67,5 +67,16 @@ TEST(ResultTables, AreMadeAgainByEveryPress) {
   }
 }
 
+// Names of columns are cut to eight characters in the sheet; scripts read them in full.
+TEST(ResultTables, ColumnsHaveTheirFullNames) {
+  ScreeningSession run(Outcomes());
+  ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2 3"}));
+  const AutomationClient sheet = run.session.ResultsDialog().GetObject("BinaryResponseVariableImportance");
+  std::vector<std::string> names;
+  for (int column = 1; column <= sheet.Get("ColumnCount").AsInt(); ++column)
+    names.push_back(sheet.Get("ColumnName", {column}).AsText());
+  EXPECT_THAT(names, ::testing::ElementsAre("Gini", "Information value", "Cramer's V", "Variable number"));
+}
+
 }  // namespace
 }  // namespace velmora::testing

@@ -6,6 +6,7 @@
 #include "workbench/automation/host_object.h"
 #include "workbench/automation/save_documents.h"
 #include "workbench/data/save.h"
+#include "workbench/documents/presentation.h"
 
 namespace velmora {
 
@@ -28,6 +29,7 @@ class SpreadsheetObject final : public HostObject<SpreadsheetObject> {
     const double value = sheet_->Cell(row, column);
     return IsEmptyCell(value) ? Variant() : Variant(value);
   }
+  std::string ColumnName(int column) const { return FullColumnName(*sheet_, column, *shortNames_); }
   std::string CellText(int row, int column) const {
     if (const std::string* text = sheet_->ShownText(row, column)) return *text;
     return CellValue(row, column).AsText();
@@ -54,12 +56,9 @@ const HostMemberTable<SpreadsheetObject>& SpreadsheetObject::Members() {
         },
         nullptr},
        {Getter(5, "ColumnName", kAutomationText, "Name of a column, in full", 1, kAutomationInt, "Column"),
-        [](Self& s, const Arguments& a) {
-          return Variant(s.shortNames_->FullNameOf(s.sheet_->ColumnName(s.Column(a[0]))));
-        },
-        nullptr},
-       {Getter(6, "ShortRowName", kAutomationText, "Name of a row as it stands in the sheet", 1,
-               kAutomationInt, "Row"),
+        [](Self& s, const Arguments& a) { return Variant(s.ColumnName(s.Column(a[0]))); }, nullptr},
+       {Getter(6, "ShortRowName", kAutomationText, "Name of a row as the sheet holds it", 1, kAutomationInt,
+               "Row"),
         [](Self& s, const Arguments& a) { return Variant(s.sheet_->RowName(s.Row(a[0]))); }, nullptr},
        {Getter(7, "Value", kAutomationVariant, "Number of a cell, empty for an empty cell", 2, kAutomationInt,
                "Row, Column"),
@@ -102,7 +101,7 @@ const HostMemberTable<SpreadsheetObject>& SpreadsheetObject::Members() {
         [](Self& s, const Arguments&) {
           Variant::Array names;
           for (int column = 1; column <= s.sheet_->ColumnCount(); ++column)
-            names.emplace_back(s.shortNames_->FullNameOf(s.sheet_->ColumnName(column)));
+            names.emplace_back(s.ColumnName(column));
           return Variant(std::move(names));
         },
         nullptr},
@@ -136,7 +135,7 @@ class GraphObject final : public HostObject<GraphObject> {
   static std::size_t PointCount(const GraphSeries& series) {
     return series.boxes.empty() ? series.x.size() : series.boxes.size();
   }
-  static Variant NumberOrEmpty(double value) { return value == kMissing ? Variant() : Variant(value); }
+  static Variant NumberOrEmpty(double value) { return IsEmptyCell(value) ? Variant() : Variant(value); }
 
   std::shared_ptr<Graph> graph_;
   std::shared_ptr<const ShortNames> shortNames_;
@@ -144,7 +143,7 @@ class GraphObject final : public HostObject<GraphObject> {
 
 const HostMemberTable<GraphObject>& GraphObject::Members() {
   using Self = GraphObject;
-  using vlm::kAutomationInt, vlm::kAutomationReal, vlm::kAutomationText;
+  using vlm::kAutomationInt, vlm::kAutomationText;
   static const HostMemberTable<Self> table(
       "Graph", "Graph",
       {{Getter(1, "Title", kAutomationText, "First title line"),
@@ -169,21 +168,23 @@ const HostMemberTable<GraphObject>& GraphObject::Members() {
                kAutomationInt, "Series"),
         [](Self& s, const Arguments& a) { return Variant(static_cast<int>(PointCount(s.Series(a[0])))); },
         nullptr},
-       {Getter(8, "X", kAutomationReal, "Position of a point or box", 2, kAutomationInt, "Series, Point"),
-        [](Self& s, const Arguments& a) {
-          const GraphSeries& series = s.Series(a[0]);
-          const std::size_t point = Point(a[1], PointCount(series));
-          return Variant(series.boxes.empty() ? series.x[point] : series.boxes[point].position);
-        },
-        nullptr},
-       {Getter(9, "Y", kAutomationReal, "Value of a point, median of a box, mean of a diamond", 2,
+       {Getter(8, "X", vlm::kAutomationVariant, "Position of a point or box, empty in an empty row", 2,
                kAutomationInt, "Series, Point"),
         [](Self& s, const Arguments& a) {
           const GraphSeries& series = s.Series(a[0]);
           const std::size_t point = Point(a[1], PointCount(series));
-          if (series.boxes.empty()) return Variant(series.y[point]);
+          return NumberOrEmpty(series.boxes.empty() ? series.x[point] : series.boxes[point].position);
+        },
+        nullptr},
+       {Getter(9, "Y", vlm::kAutomationVariant,
+               "Value of a point, median of a box, mean of a diamond, empty in an empty row", 2,
+               kAutomationInt, "Series, Point"),
+        [](Self& s, const Arguments& a) {
+          const GraphSeries& series = s.Series(a[0]);
+          const std::size_t point = Point(a[1], PointCount(series));
+          if (series.boxes.empty()) return NumberOrEmpty(series.y[point]);
           const BoxSummary& box = series.boxes[point];
-          return Variant(series.kind == SeriesKind::kDiamonds ? box.mean : box.median);
+          return NumberOrEmpty(series.kind == SeriesKind::kDiamonds ? box.mean : box.median);
         },
         nullptr},
        {Getter(10, "Label", kAutomationText, "Label of a point or box, in full", 2, kAutomationInt,

@@ -22,7 +22,7 @@ std::string BytesOf(const Workbook& workbook, const std::string& path, const cha
   const std::string ending = EndingOf(path);
   if (ending == ".html" || ending == ".htm") return WriteHtml(workbook);
   if (ending == ".json") return WriteJson(workbook);
-  if (ending == ".txt") return WriteTerminalText(workbook, {.width = 0});
+  if (ending == ".txt") return WriteText(workbook);
   if (ending == ".xlsx") {
     std::string bytes, error;
     if (!WriteXlsx(workbook, bytes, error)) throw DataError(error);

@@ -1,5 +1,5 @@
-// Files of documents for scripts. The file's ending names the format: .html, .xlsx, .json and .txt for a workbook;
-// for one document also .csv, when it is a table. A file appears whole or not at all.
+// Saves documents for scripts. The file's extension names the format: .html, .xlsx, .json and .txt; also .csv for a
+// single table. Files are written atomically.
 #pragma once
 
 #include <memory>
@@ -10,9 +10,9 @@
 
 namespace velmora {
 
-// Each throws DataError for another ending and when the file cannot be written.
+// Both throw DataError for another extension and when the file cannot be written.
 void SaveWorkbook(const Workbook& workbook, const std::string& path);
-// shortNames: what the document's short names stand for.
+// shortNames: the full names of the document's short names.
 void SaveDocument(const decltype(Document::body)& body, const ShortNames& shortNames,
                   const std::string& path);
 

@@ -14,8 +14,8 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/progress_bar.h"
-#include "workbench/cli/text_table.h"
 #include "workbench/data/save.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/system/system.h"
 
 namespace velmora {

@@ -13,41 +13,37 @@
 namespace velmora {
 namespace {
 
-std::string XlsxOf(Session& session) {
+std::string XlsxOf(const OutputWriters& writers) {
   std::string bytes, error;
-  if (!WriteXlsx(session.Documents(), bytes, error)) throw RunError(error);
+  if (!WriteXlsx(writers.workbook(), bytes, error)) throw RunError(error);
   return bytes;
 }
 
-std::string PageOf(const OutputWriters& writers, Session& session) {
-  return writers.html ? writers.html() : WriteHtml(session.Documents());
-}
-
-void AddFile(Format format, const OutputWriters& writers, Session& session, OutputFiles& files) {
+void AddFile(Format format, const OutputWriters& writers, OutputFiles& files) {
   switch (format) {
     case Format::kJson:
       return files.Add(writers.stem + ".json", writers.json());
     case Format::kCsv:
       return writers.addCsv(files);
     case Format::kHtml:
-      return files.Add(writers.stem + ".html", PageOf(writers, session));
+      return files.Add(writers.stem + ".html", writers.page());
     case Format::kXlsx:
-      return files.Add(writers.stem + ".xlsx", XlsxOf(session));
+      return files.Add(writers.stem + ".xlsx", XlsxOf(writers));
     case Format::kTerminal:
       return;
   }
 }
 
-std::string Bytes(Format format, const OutputWriters& writers, Session& session) {
+std::string Bytes(Format format, const OutputWriters& writers) {
   switch (format) {
     case Format::kJson:
       return writers.json();
     case Format::kCsv:
       return writers.csv();
     case Format::kHtml:
-      return PageOf(writers, session);
+      return writers.page();
     case Format::kXlsx:
-      return XlsxOf(session);
+      return XlsxOf(writers);
     case Format::kTerminal:
       break;
   }
@@ -70,10 +66,8 @@ void TellWritten(const std::vector<std::filesystem::path>& paths) {
 }  // namespace
 
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
-                  const OutputWriters& writers, Session& session) {
+                  const OutputWriters& writers) {
   const bool toFolder = !options.folder.empty();
-  const auto isDocument = [](Format format) { return format == Format::kHtml || format == Format::kXlsx; };
-  if (std::any_of(formats.begin(), formats.end(), isDocument)) writers.makeDocuments();
   std::string standardOutput;
   std::optional<OutputFiles> files;
   if (toFolder || writers.addFiles) {
@@ -83,9 +77,9 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
   }
   for (const Format format : formats) {
     if (toFolder && format != Format::kTerminal) {
-      AddFile(format, writers, session, *files);
+      AddFile(format, writers, *files);
     } else {
-      standardOutput = Bytes(format, writers, session);
+      standardOutput = Bytes(format, writers);
     }
   }
   if (writers.addFiles) writers.addFiles(*files);

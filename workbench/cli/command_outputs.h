@@ -8,7 +8,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/output_files.h"
-#include "workbench/session/session.h"
+#include "workbench/documents/workbook.h"
 
 namespace velmora {
 
@@ -18,8 +18,8 @@ struct OutputWriters {
   std::function<std::string()> json;
   std::function<void(OutputFiles&)> addCsv;  // the files of a folder
   std::function<std::string()> csv;          // on standard output
-  std::function<void()> makeDocuments;       // in the session's workbook, for HTML and XLSX
-  std::function<std::string()> html;         // of what makeDocuments made; empty: the workbook's page
+  std::function<Workbook()> workbook;        // for XLSX
+  std::function<std::string()> page;         // HTML
   std::function<void(OutputFiles&)>
       addFiles;  // further files; the present folder without --out. May be empty
   std::function<void(OutputFiles&)> addFilesElsewhere;  // in folders that they name. May be empty
@@ -28,7 +28,7 @@ struct OutputWriters {
 // Files first, so that a reader of standard output that goes away cannot keep them from appearing. Throws
 // RunError and Cancelled, after which no file has appeared.
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
-                  const OutputWriters& writers, Session& session);
+                  const OutputWriters& writers);
 
 // The lines of a script that give what WriteOutputs gives: variables analysis and results hold the objects.
 // Throws UsageError for what a script cannot print.

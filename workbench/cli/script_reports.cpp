@@ -11,7 +11,6 @@
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/data/names.h"
-#include "workbench/documents/writers.h"
 
 namespace velmora {
 namespace {
@@ -37,7 +36,7 @@ void ScriptReports::WithWriters(Use use) {
     return use(WritersOf(report, session_));
   }
   const ScreenReport report = ReadScreening(session_);
-  use(WritersOf(report, session_, true));
+  use(WritersOf(report, session_));
 }
 
 std::string ScriptReports::ResultsText(const std::string& format) {
@@ -54,10 +53,8 @@ std::string ScriptReports::ResultsText(const std::string& format) {
         text = writers.csv();
         return;
       case Format::kHtml:
-        return session_.WithFreshDocuments([&] {
-          writers.makeDocuments();
-          text = WriteHtml(session_.Documents());
-        });
+        text = writers.page();
+        return;
       case Format::kXlsx:
         throw RunError("A workbook is no text; WriteResults writes it to a folder.");
     }
@@ -74,16 +71,14 @@ void ScriptReports::WriteResults(const std::string& folder, const std::string& f
   OutputOptions options;
   options.folder = folder;
   options.quiet = quiet_;
-  WithWriters([&](const OutputWriters& writers) {
-    session_.WithFreshDocuments([&] { WriteOutputs(options, wanted, writers, session_); });
-  });
+  WithWriters([&](const OutputWriters& writers) { WriteOutputs(options, wanted, writers); });
 }
 
 void ScriptReports::ReadCutPoints(const std::string& path) {
   const AutomationClient startup = session_.StartupDialog();
   if (!startup || !startup.HasMember("FactorCodes"))
     throw RunError("Cut points are for an open startup dialog of predictor screening.");
-  // Response lists, then categorical and continuous predictors, between '|' signs.
+  // Three response lists, then categorical and continuous predictors, separated by '|'.
   std::vector<std::string> lists(1);
   for (const char c : startup.Get("Variables").AsText()) {
     if (c == '|') {

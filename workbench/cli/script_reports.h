@@ -1,4 +1,4 @@
-// Reports that scripts ask analyses for: the same as the commands write.
+// Reports for scripts: the same as the commands write.
 #pragma once
 
 #include "workbench/cli/terminal_face.h"
@@ -8,7 +8,7 @@ namespace velmora {
 
 class ScriptReports final : public AnalysisReporter {
  public:
-  // Both outlive it.
+  // session and face outlive the object.
   ScriptReports(Session& session, TerminalFace& face, bool quiet)
       : session_(session), face_(face), quiet_(quiet) {}
 

@@ -6,8 +6,8 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
-#include "workbench/cli/text_table.h"
 #include "workbench/data/measurement.h"
+#include "workbench/documents/text_table.h"
 
 namespace velmora {
 namespace {

@@ -8,9 +8,10 @@
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
-#include "workbench/cli/text_table.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/measurement.h"
+#include "workbench/documents/csv_row.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {

@@ -1,53 +1,53 @@
-// Comma-separated values as RFC 4180 has them (https://www.rfc-editor.org/rfc/rfc4180): CR LF line ends,
-// quotes doubled inside quoted fields.
+// Tables as comma-separated values with the line ends of RFC 4180.
+#include "workbench/documents/csv_row.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
 #include "workbench/documents/writers.h"
 
 namespace velmora {
-namespace {
 
-void AppendField(std::string& bytes, std::string_view field) {
-  // A field of blanks at its ends, or the only empty one of a line, would be lost to some readers without
-  // quotes.
+void AppendCsvField(std::string& text, std::string_view field) {
   const bool quoted = field.find_first_of(",\"\r\n") != std::string_view::npos ||
                       (!field.empty() && (field.front() == ' ' || field.back() == ' '));
   if (!quoted) {
-    bytes += field;
+    text += field;
     return;
   }
-  bytes += '"';
+  text += '"';
   for (const char c : field) {
-    if (c == '"') bytes += '"';
-    bytes += c;
+    if (c == '"') text += '"';
+    text += c;
   }
-  bytes += '"';
+  text += '"';
 }
 
-}  // namespace
+void AppendCsvRow(std::string& text, const std::vector<std::string>& fields, std::string_view lineEnd) {
+  // A line with a single empty field would read as no row at all.
+  if (fields.size() == 1 && fields.front().empty()) text += "\"\"";
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i > 0) text += ',';
+    AppendCsvField(text, fields[i]);
+  }
+  text += lineEnd;
+}
 
 std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames) {
   const TableView view(sheet, shortNames);
   std::string bytes;
-  if (view.HasRowNames()) bytes += "Name";
-  for (int column = 1; column <= sheet.ColumnCount(); ++column) {
-    if (column > 1 || view.HasRowNames()) bytes += ',';
-    AppendField(bytes, view.Header(column));
-  }
-  bytes += "\r\n";
+  std::vector<std::string> fields;
+  const auto appendRow = [&](const std::string& name, auto fieldOf) {
+    fields.clear();
+    if (view.HasRowNames()) fields.push_back(name);
+    for (int column = 1; column <= sheet.ColumnCount(); ++column) fields.push_back(fieldOf(column));
+    AppendCsvRow(bytes, fields, "\r\n");
+  };
+  appendRow("Name", [&](int column) { return view.Header(column); });
   for (int row = 1; row <= sheet.RowCount(); ++row) {
-    if (view.HasRowNames()) AppendField(bytes, view.RowName(row));
-    for (int column = 1; column <= sheet.ColumnCount(); ++column) {
-      if (column > 1 || view.HasRowNames()) bytes += ',';
-      if (const std::string* text = sheet.ShownText(row, column)) {
-        AppendField(bytes, Utf8Of(*text));
-      } else if (const double value = sheet.Cell(row, column); !IsEmptyCell(value)) {
-        bytes += ShortestNumber(value);
-      }
-    }
-    // A line with nothing on it would read as no row at all.
-    if (sheet.ColumnCount() == 1 && !view.HasRowNames() && bytes.ends_with('\n')) bytes += "\"\"";
-    bytes += "\r\n";
+    appendRow(view.RowName(row), [&](int column) {
+      if (const std::string* text = sheet.ShownText(row, column)) return Utf8Of(*text);
+      const double value = sheet.Cell(row, column);
+      return IsEmptyCell(value) ? std::string() : ShortestNumber(value);
+    });
   }
   return bytes;
 }

@@ -1,4 +1,4 @@
-// The assembler takes the files in whole; CMake names them and makes this file depend on them.
+// The assembler includes the files as they are; CMake names them and makes this file depend on them.
 #include "workbench/documents/embedded_files.h"
 
 #ifdef _WIN32
@@ -17,12 +17,10 @@
 VELMORA_EMBED(velmora_chart_library, VELMORA_CHART_LIBRARY_FILE);
 VELMORA_EMBED(velmora_chart_library_3d, VELMORA_CHART_LIBRARY_3D_FILE);
 VELMORA_EMBED(velmora_chart_licence_3d, VELMORA_CHART_LICENCE_3D_FILE);
-VELMORA_EMBED(velmora_page_style, VELMORA_PAGE_FOLDER "/report.css");
+VELMORA_EMBED(velmora_page_style, VELMORA_PAGE_FOLDER "/page.css");
 VELMORA_EMBED(velmora_page_script, VELMORA_PAGE_FOLDER "/page.js");
 VELMORA_EMBED(velmora_chart_script, VELMORA_PAGE_FOLDER "/charts.js");
-VELMORA_EMBED(velmora_workbook_script, VELMORA_PAGE_FOLDER "/report.js");
-VELMORA_EMBED(velmora_screening_style, VELMORA_PAGE_FOLDER "/screening.css");
-VELMORA_EMBED(velmora_screening_script, VELMORA_PAGE_FOLDER "/screening.js");
+VELMORA_EMBED(velmora_bins_script, VELMORA_PAGE_FOLDER "/bins.js");
 
 namespace velmora {
 namespace {
@@ -42,8 +40,6 @@ VELMORA_TEXT(ChartLicence3d, velmora_chart_licence_3d)
 VELMORA_TEXT(PageStyle, velmora_page_style)
 VELMORA_TEXT(PageScript, velmora_page_script)
 VELMORA_TEXT(ChartScript, velmora_chart_script)
-VELMORA_TEXT(WorkbookScript, velmora_workbook_script)
-VELMORA_TEXT(ScreeningStyle, velmora_screening_style)
-VELMORA_TEXT(ScreeningScript, velmora_screening_script)
+VELMORA_TEXT(BinsScript, velmora_bins_script)
 
 }  // namespace velmora

@@ -1,18 +1,16 @@
-// Files that are part of the program: the chart library and the page's own styles and scripts.
+// Files that are part of the program: the chart library and the page's own style and scripts.
 #pragma once
 
 #include <string_view>
 
 namespace velmora {
 
-std::string_view ChartLibrary();     // ECharts, minified, its licence notice at its head
-std::string_view ChartLibrary3d();   // its 3-D companion
-std::string_view ChartLicence3d();   // which does not hold its licence itself
-std::string_view PageStyle();        // of every page
-std::string_view PageScript();       // what every page's script stands on
-std::string_view ChartScript();      // draws charts
-std::string_view WorkbookScript();   // of a workbook's page
-std::string_view ScreeningStyle();   // of a screening run's page, behind PageStyle
-std::string_view ScreeningScript();  // of a screening run's page
+std::string_view ChartLibrary();    // ECharts, minified, with its licence notice at its head
+std::string_view ChartLibrary3d();  // its 3-D companion
+std::string_view ChartLicence3d();  // the licence of the 3-D companion, which does not hold it itself
+std::string_view PageStyle();
+std::string_view PageScript();   // the shell of every page: header, sections, tables
+std::string_view ChartScript();  // draws charts
+std::string_view BinsScript();   // shapes, panels and tables of binned predictors
 
 }  // namespace velmora

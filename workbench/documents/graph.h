@@ -1,4 +1,8 @@
-// A chart as plain data: what is drawn, not how. Renderers draw from it; the host's graph interface fills it.
+// A chart as plain data: what is drawn, not how. The contract's graph interface fills it, renderers draw it.
+//
+//   Graph graph;
+//   graph.titleLines = {"Importance plot", "Dependent variable: risk"};
+//   graph.series.push_back({.kind = SeriesKind::kLine, .x = {1, 2}, .y = {0.5, 0.7}});
 #pragma once
 
 #include <string>
@@ -8,7 +12,7 @@
 
 namespace velmora {
 
-// What one series draws, and which of its arrays it reads.
+// The kind of a series, and the arrays that it uses.
 enum class SeriesKind {
   kBars,      // x positions, y lengths, labels
   kLine,      // x, y; a missing x or y breaks the line
@@ -32,7 +36,7 @@ struct GraphSeries {
   std::vector<double> x;
   std::vector<double> y;
   std::vector<double> z;
-  std::vector<std::string> labels;  // one a point, or none
+  std::vector<std::string> labels;  // one per point, or none
   std::vector<BoxSummary> boxes;
   bool onRightAxis = false;
 };
@@ -54,10 +58,10 @@ struct GraphAxis {
 // The layout of the whole chart; its series may be of several kinds.
 enum class GraphKind {
   kHorizontalBars,  // categories on the vertical axis, the highest position on top
-  kVerticalBars,    // several bar series stand side by side
+  kVerticalBars,    // several bar series side by side
   kXy,              // lines and points over two numeric axes
   kBoxPlot,
-  kPanels,  // bar series, each in a panel of its own under its name; positions, ticks and scale are shared
+  kPanels,  // one panel per bar series, under its name; positions, ticks and scale are shared
   kHistogram3D,
 };
 

@@ -11,13 +11,13 @@
 namespace velmora {
 namespace {
 
-// What a script's TypeName says of the plot that is pointed at.
+// The plot types that a script asks for with TypeName.
 constexpr char kSimplePlot[] = "Plot2DSimple";
 constexpr char kBoxPlot[] = "PlotBoxWhisker";
 
 bool IsPlaced(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 
-// The level pieces of a line with gaps; none of a line without.
+// The level pieces of a line with gaps; a line without gaps has none.
 std::vector<std::array<double, 3>> PiecesOf(const GraphSeries& series) {
   std::vector<std::array<double, 3>> pieces;
   bool anyGap = false;

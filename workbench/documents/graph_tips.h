@@ -1,5 +1,5 @@
-// The texts that a graph's event script shows at the places of the graph, taken when the graph is written,
-// since whoever reads the page has nothing that runs the script.
+// The tooltips of a graph's event script. A page cannot run the script, so its texts are taken when the page is
+// written.
 #pragma once
 
 #include <string>
@@ -10,17 +10,17 @@
 namespace velmora {
 
 struct GraphTips {
-  // A stretch of the position axis and its text.
+  // An interval of the position axis and its text.
   struct Stretch {
     double from = 0, to = 0;
     std::string text;
   };
-  std::vector<Stretch> stretches;                  // of the pieces of a line with gaps, ascending
+  std::vector<Stretch> stretches;                  // for the pieces of a line with gaps, ascending
   std::vector<std::vector<std::string>> elements;  // by series and box; empty where there is no text
 };
 
-// Runs the script for a point inside every piece of a line with gaps and at every box and diamond. A script
-// that cannot be run gives no texts.
+// Runs the script for a point inside every piece of a line with gaps, and at every box and diamond. A script that
+// cannot be run gives no texts.
 GraphTips TipsOf(const Graph& graph);
 
 }  // namespace velmora

@@ -7,9 +7,9 @@
 //    "documents": [                                           in order of creation
 //      {"id", "group", "kind": "sheet", "title",
 //       "rowNames": [texts],                                  absent without row names
-//       "columns": [{"name", "longName", "formula", "format", "role": "plain" | "probability",
-//                    "labels": [{"value", "text"}],           texts of values; absent when none
-//                    "texts": [texts or null],                shown in front of the values; absent when none
+//       "columns": [{"name", "longName", "formula", "format", "role": "plain" | "count" | "probability",
+//                    "labels": [{"value", "text"}],           texts of values; absent when there are none
+//                    "texts": [texts or null],                shown instead of the values; absent when none
 //                    "values": [numbers or null]}]},
 //      {"id", "group", "kind": "graph", "title", "titleLines": [texts], "layout": text,
 //       "positionAxis", "valueAxis", "rightAxis", "depthAxis":
@@ -20,7 +20,7 @@
 //       "footnote", "eventScript"},
 //      {"id", "group", "kind": "text", "title", "text"}]}
 //
-// Names are the full ones. An empty cell, a NaN and an infinity are null: JSON has no number for them.
+// Names are given in full. An empty cell, a NaN and an infinity are null, because JSON has no number for them.
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -48,12 +48,17 @@ Json FactsOf(const std::vector<Fact>& facts) {
   return array;
 }
 
+const char* RoleName(NumberRole role) {
+  static constexpr const char* kNames[] = {"plain", "count", "probability"};
+  return kNames[static_cast<int>(role)];
+}
+
 Json ColumnOf(const Sheet& sheet, int column, const ShortNames& shortNames) {
   Json json = {{"name", FullText(shortNames, sheet.ColumnName(column))},
                {"longName", sheet.IsFormula(column) ? std::string() : sheet.ColumnLongName(column)},
                {"formula", sheet.IsFormula(column) ? sheet.ColumnLongName(column) : std::string()},
                {"format", sheet.Format(column)},
-               {"role", sheet.Role(column) == NumberRole::kProbability ? "probability" : "plain"}};
+               {"role", RoleName(sheet.Role(column))}};
   if (!sheet.Labels(column).empty()) {
     Json labels = Json::array();
     for (const ValueLabel& label : sheet.Labels(column)) {
@@ -77,7 +82,7 @@ Json ColumnOf(const Sheet& sheet, int column, const ShortNames& shortNames) {
 
 void AddSheet(Json& json, const Sheet& sheet, const ShortNames& shortNames) {
   json["kind"] = "sheet";
-  json["title"] = sheet.Title();
+  json["title"] = sheet.LongTitle();
   if (const TableView view(sheet, shortNames); view.HasRowNames()) {
     Json names = Json::array();
     for (int row = 1; row <= sheet.RowCount(); ++row) names.push_back(view.RowName(row));

@@ -1,4 +1,4 @@
-// How tables read, for every writer that people look at.
+// Headers, row names and cells of tables as people read them.
 #include "workbench/documents/presentation.h"
 
 #include <algorithm>
@@ -34,10 +34,8 @@ TableView::TableView(const Sheet& sheet, const ShortNames& shortNames)
 std::string TableView::RowName(int row) const { return FullText(*shortNames_, sheet_->RowName(row)); }
 
 std::string TableView::Header(int column) const {
-  const std::string& longName = sheet_->ColumnLongName(column);
-  if (!longName.empty() && !sheet_->IsFormula(column)) return Utf8Of(longName);
-  const std::string& name = sheet_->ColumnName(column);
-  return name.empty() ? "Column " + std::to_string(column) : FullText(*shortNames_, name);
+  const std::string name = FullColumnName(*sheet_, column, *shortNames_);
+  return name.empty() ? "Column " + std::to_string(column) : name;
 }
 
 std::string TableView::Cell(int row, int column) const {
@@ -48,7 +46,7 @@ std::string TableView::Cell(int row, int column) const {
   const std::string& format = sheet_->Format(column);
   const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
   if (!format.empty() || style.integers || !std::isfinite(value)) return ShownNumber(value, format);
-  // Fixed decimals keep a column aligned, but not at the price of a value's digits.
+  // Fixed decimals align a column, unless they would cut off a value's digits.
   const double size = std::fabs(value);
   if (size >= 1e12 || (value != 0 && size < std::pow(10.0, 1 - style.decimals)))
     return ShownNumber(value, "");
@@ -58,29 +56,21 @@ std::string TableView::Cell(int row, int column) const {
 std::string TableView::SpreadsheetFormat(int column) const {
   if (sheet_->Role(column) == NumberRole::kProbability) return "[<0.001]0.00E+00;[<0.01]0.00000;0.0000";
   const std::string& format = sheet_->Format(column);
-  if (!format.empty() && format.find_first_not_of("0.Ee+-#,%") == std::string::npos) return format;
   const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
+  if (sheet_->Role(column) == NumberRole::kCount) return style.integers ? "#,##0" : "#,##0.00";
+  if (!format.empty() && format.find_first_not_of("0.Ee+-#,%") == std::string::npos) return format;
   if (style.integers) return "General";
   return "0." + std::string(static_cast<std::size_t>(style.decimals), '0');
 }
 
-std::string FullText(const ShortNames& shortNames, std::string_view text) {
-  return Utf8Of(shortNames.FullNameOf(text));
+std::string FullColumnName(const Sheet& sheet, int column, const ShortNames& shortNames) {
+  const std::string& longName = sheet.ColumnLongName(column);
+  if (!longName.empty() && !sheet.IsFormula(column)) return Utf8Of(longName);
+  return FullText(shortNames, sheet.ColumnName(column));
 }
 
-std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const ShortNames& shortNames) {
-  std::unordered_map<std::string, double> bars;
-  if (graph.kind != GraphKind::kHorizontalBars) return bars;
-  for (const GraphSeries& series : graph.series) {
-    if (series.kind != SeriesKind::kBars) continue;
-    const std::size_t count = std::min(series.y.size(), series.labels.size());
-    for (std::size_t i = 0; i < count; ++i) {
-      if (std::isfinite(series.y[i]) && !IsEmptyCell(series.y[i])) {
-        bars.emplace(FullText(shortNames, series.labels[i]), series.y[i]);
-      }
-    }
-  }
-  return bars;
+std::string FullText(const ShortNames& shortNames, std::string_view text) {
+  return Utf8Of(shortNames.FullNameOf(text));
 }
 
 const char* NameOf(SeriesKind kind) {

@@ -1,9 +1,7 @@
-// What the writers for people share: how a table's headers, row names and cells read, which graph belongs
-// beside which table, and file names.
+// Shared by the writers for people: how a table's headers, row names and cells read.
 #pragma once
 
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "workbench/documents/workbook.h"
@@ -42,12 +40,11 @@ class TableView {
   std::vector<ColumnStyle> styles_;  // by column
 };
 
+// The full name of a column: its long name unless that is a formula, else what its name stands for; may be empty.
+std::string FullColumnName(const Sheet& sheet, int column, const ShortNames& shortNames);
+
 // A label of a graph, or a row name, in full.
 std::string FullText(const ShortNames& shortNames, std::string_view text);
-
-// The horizontal bars of a graph by the full name of their label; only finite lengths. Empty for other
-// graphs.
-std::unordered_map<std::string, double> BarsByLabel(const Graph& graph, const ShortNames& shortNames);
 
 // What data formats call a kind of series: "line", "boxes"...
 const char* NameOf(SeriesKind kind);

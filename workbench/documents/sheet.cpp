@@ -206,7 +206,7 @@ std::string Sheet::InsertColumn(int after, std::string_view name, std::string_vi
   if (after < 0 || after > ColumnCount()) {
     return "There is no column " + std::to_string(after) + " to insert after.";
   }
-  // Tried on a copy of nothing but the formula: a refused one must leave no column behind.
+  // The formula is checked first: a refused one must not leave a column behind.
   const bool isFormula = !longName.empty() && longName.front() == '=';
   if (isFormula) {
     Formula formula;
@@ -222,7 +222,7 @@ std::string Sheet::InsertColumn(int after, std::string_view name, std::string_vi
   InsertColumns(after);
   SetColumnName(after + 1, name);
   SetFormat(after + 1, format);
-  // A new column is read by no other, so its formula cannot close a circle.
+  // No other column refers to a new one, so its formula cannot close a cycle.
   if (isFormula) return SetFormula(after + 1, longName);
   SetColumnLongName(after + 1, longName);
   return {};

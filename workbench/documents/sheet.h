@@ -2,6 +2,11 @@
 // formula columns. Rows and columns are numbered from 1, like the references v1, v2, ... of its formulas.
 //
 // Formula values are kept up to date as cells are written, row by row, so reading changes nothing.
+//
+//   Sheet sheet(3, 2);
+//   sheet.SetColumnName(1, "bad");
+//   sheet.SetCell(1, 1, 12);
+//   if (std::string error = sheet.SetFormula(2, "= v1 / 3"); !error.empty()) ...
 #pragma once
 
 #include <bit>
@@ -17,11 +22,11 @@
 
 namespace velmora {
 
-// A cell that nobody wrote: the double with every bit set, a NaN.
+// A cell that was never written: the double with every bit set, a NaN.
 inline constexpr double kNeverWritten = std::bit_cast<double>(~std::uint64_t{0});
 
-// True for what renderers show as an empty cell: the missing value (to 15 units in the last place) and the
-// cell never written. Other NaNs and infinities are results and are shown as such.
+// True for a cell that renderers show as empty: the missing value (to 15 units in the last place) and the cell
+// that was never written. Other NaNs and infinities are results and are shown as such.
 bool IsEmptyCell(double value);
 
 // What the numbers of a column are; decides how they are shown.
@@ -53,8 +58,7 @@ class Sheet {
   bool SetColumnName(int column, std::string_view name);
   // A formula column's long name is its formula, with references as rebound.
   const std::string& ColumnLongName(int column) const;
-  // Sets a plain long name, even one that begins with "="; a formula that stood there is dropped, its values
-  // stay.
+  // Sets a plain long name, even one that begins with "="; an earlier formula is dropped, its values stay.
   bool SetColumnLongName(int column, std::string_view longName);
   const std::string& RowName(int row) const;
   bool SetRowName(int row, std::string_view name);
@@ -75,21 +79,21 @@ class Sheet {
   // values beyond RowCount are ignored; fewer leave the other rows as they are.
   bool SetValues(int column, std::span<const double> values);
 
-  // Text cells: a text stands in front of the cell's number when the cell is shown. Empty removes it.
+  // Text cells: the text is shown in place of the cell's number. An empty text removes it.
   const std::string& Text(int row, int column) const;
   bool SetText(int row, int column, std::string_view text);
 
   // Labels of a column's values: shown in place of a value that equals one exactly.
   const std::vector<ValueLabel>& Labels(int column) const;
-  bool SetLabels(int column, std::vector<ValueLabel> labels);  // any order, the first of equal values stands
+  bool SetLabels(int column, std::vector<ValueLabel> labels);  // any order, the first of equal values counts
   // Null when the value has no label.
   const std::string* LabelOf(int column, double value) const;
-  // What a reader of the cell sees: its text, else its value's label, else null (its number).
+  // The text that is shown for the cell: its own, else its value's label, else null (its number is shown).
   const std::string* ShownText(int row, int column) const;
 
   // Makes column a formula column: text is the formula, with its leading "=", and becomes the long name.
-  // Returns an empty string, or one sentence saying what is wrong; then nothing has changed. Wrong are: no
-  // formula, a reference outside the sheet, a formula that depends on itself.
+  // Returns an empty string, or one sentence that says what is wrong, and then nothing has changed: the text is not a
+  // formula, refers to a column outside the sheet, or depends on itself.
   [[nodiscard]] std::string SetFormula(int column, std::string_view text);
   bool IsFormula(int column) const;
 
@@ -97,10 +101,10 @@ class Sheet {
   // follow.
   bool InsertColumns(int after, int count = 1);
   // Inserts one column with name and format; longName that begins with "=" is a formula over the columns as
-  // they stand after the insertion. On failure returns the sentence of SetFormula and inserts nothing.
+  // they are after the insertion. On failure returns the sentence of SetFormula and inserts nothing.
   [[nodiscard]] std::string InsertColumn(int after, std::string_view name, std::string_view longName,
                                          std::string_view format);
-  // Cuts rows off or adds unwritten ones.
+  // Removes the last rows or adds unwritten ones.
   void SetRowCount(int rowCount);
 
  private:

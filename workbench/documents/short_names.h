@@ -1,7 +1,11 @@
-// 8-character short forms of long names, and what each stands for, so that renderers can show the full name.
+// 8-character short forms of long names, and the name behind each, so that renderers can show it in full.
 // A short form is at most 3 bytes of whole characters of the name and 5 base-36 digits of its FNV-1a hash
 // (http://www.isthe.com/chongo/tech/comp/fnv/): at most 8 bytes, so a caller that counts bytes never cuts it.
-// The same names asked in the same order give the same forms; two names never share one.
+// The same names in the same order get the same forms; two names never share one.
+//
+//   ShortNames names;
+//   std::string form = names.ShortFormOf("number_of_bathrooms");   // "numtnuok"
+//   names.FullNameOf(form);                                        // "number_of_bathrooms"
 #pragma once
 
 #include <string>
@@ -15,9 +19,9 @@ class ShortNames {
  public:
   // The short form of name, made on the first call for it.
   const std::string& ShortFormOf(std::string_view name);
-  // What a short form stands for; shortForm itself when it is none.
+  // The name of a short form; the text itself when it is not a short form.
   std::string_view FullNameOf(std::string_view shortForm) const;
-  // A name that is shown as it is: no short form will be equal to it. Reserve before the first short form.
+  // No short form will equal a reserved name. Reserve names before the first short form is made.
   void Reserve(std::string_view name);
 
  private:

@@ -34,7 +34,7 @@ constexpr Range kWide[] = {
     {0x1F6CC, 0x1F6CC}, {0x1F6D0, 0x1F6DF}, {0x1F6EB, 0x1F6FC}, {0x1F7E0, 0x1F7F0}, {0x1F90C, 0x1F9FF},
     {0x1FA70, 0x1FAFF}, {0x20000, 0x3FFFD}};
 
-// Combining marks of the scripts that data names are likely to hold, joiners, variation selectors, controls.
+// Combining marks of scripts that occur in data names, joiners, variation selectors, controls.
 constexpr Range kZeroWidth[] = {
     {0x0000, 0x001F}, {0x007F, 0x009F}, {0x0300, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD},
     {0x05BF, 0x05BF}, {0x05C1, 0x05C2}, {0x05C4, 0x05C5}, {0x0610, 0x061A}, {0x064B, 0x065F},
@@ -65,7 +65,7 @@ const char* NotFiniteText(double value) {
   return nullptr;
 }
 
-// "-0.0000" is no news to a reader.
+// "-0.0000" is shown as "0.0000".
 std::string WithoutNegativeZero(std::string text) {
   if (text[0] == '-' && text.find_first_of("123456789") == std::string::npos) text.erase(0, 1);
   return text;
@@ -181,7 +181,7 @@ std::string ShownNumber(double value, std::string_view format) {
 std::string ShownProbability(double value) {
   if (const char* text = NotFiniteText(value)) return text;
   if (value < 0 || value > 1) return ShownNumber(value, "");
-  if (value < 1e-16) return "<1e-16";  // the zero of a tail too far out to be told from it included
+  if (value < 1e-16) return "<1e-16";  // zero included, which is a tail too small for a double
   if (value < 0.001) return ToChars(value, std::chars_format::scientific, 2);
   return ToChars(value, std::chars_format::fixed, value < 0.01 ? 5 : 4);
 }

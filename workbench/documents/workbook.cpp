@@ -20,7 +20,7 @@ const TextDocument* Document::AsText() const {
 }
 
 std::string Document::Title() const {
-  if (const Sheet* sheet = AsSheet()) return sheet->Title();
+  if (const Sheet* sheet = AsSheet()) return sheet->LongTitle();
   if (const Graph* graph = AsGraph()) return graph->Title();
   return AsText()->title;
 }

@@ -44,13 +44,13 @@ struct Notice {
 struct Document {
   int id = 0;  // from 1, in order of creation, never reused
   int group = 0;
-  std::string name;  // in lists of the documents; empty: what its group and title give
+  std::string name;  // in lists of the documents; empty: the group's name or the title
   std::variant<std::shared_ptr<Sheet>, std::shared_ptr<Graph>, std::shared_ptr<TextDocument>> body;
 
   const Sheet* AsSheet() const;
   const Graph* AsGraph() const;
   const TextDocument* AsText() const;
-  std::string Title() const;
+  std::string Title() const;  // in full
 };
 
 class Workbook {
@@ -68,8 +68,8 @@ class Workbook {
   // The group of a dependent or response, made when there is none yet; its id. A description replaces the one
   // that is there.
   int GroupOfSubject(int variableNumber, std::string_view name, std::string_view description = {});
-  // A document takes part in the workbook's life: the creator may keep changing it. Returns its id. A null
-  // body is refused with 0.
+  // The workbook shares the document with its creator, who may go on changing it. Returns its id, or 0 for a null
+  // body.
   int Add(std::shared_ptr<Sheet> sheet, int group = 0);
   int Add(std::shared_ptr<Graph> graph, int group = 0);
   int Add(std::shared_ptr<TextDocument> text, int group = 0);

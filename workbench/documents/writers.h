@@ -1,7 +1,9 @@
-// A workbook or one document as bytes of a file format. Each returns the whole text, so that the caller can
-// write the file whole or not at all. Short names are shown as the full names they stand for. Doubles of
-// CSV and JSON read back to the same bits (XLSX holds 16 digits); an empty cell is an empty field, null, or
-// an empty cell.
+// A workbook or one document as bytes of a file format. Each returns the whole text, so that the caller can write
+// the file completely or not at all. Short names appear as the full names they stand for. Doubles in CSV and JSON
+// read back to the same bits (XLSX holds 16 digits); an empty cell is an empty field, null, or an empty cell.
+//
+//   std::string bytes, error;
+//   if (!WriteXlsx(workbook, bytes, error)) throw DataError(error);
 #pragma once
 
 #include <string>
@@ -10,29 +12,19 @@
 
 namespace velmora {
 
-struct TerminalOptions {
-  int width = 80;       // columns of the terminal; 0 for no limit
-  bool utf8 = true;     // false: frames and cut marks in ASCII, other characters escaped as ?
-  bool colour = false;  // ANSI colours
-  int maximumRows = 0;  // rows shown of a table, with a line telling how many more; 0 for all
-};
-
-// Facts, notices and documents, group by group. Bars of an importance graph stand beside the table of its
-// group; graphs of other kinds are named only.
-std::string WriteTerminalText(const Workbook& workbook, const TerminalOptions& options);
-std::string WriteTerminalText(const Sheet& sheet, const ShortNames& shortNames,
-                              const TerminalOptions& options);
+// Facts, notices and documents, group by group, as plain text; graphs are named only.
+std::string WriteText(const Workbook& workbook);
 
 // RFC 4180 with a header row; the first column holds the row names when the sheet has any.
 std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames);
 
-// The whole workbook; the layout is drawn in json_writer.cpp. Indented for people when indent is 0 or more.
+// The whole workbook; json_writer.cpp shows the layout. Indented for people when indent is 0 or more.
 std::string WriteJson(const Workbook& workbook, int indent = 1);
 
 // Whether this build writes XLSX files; otherwise WriteXlsx always fails, and says so.
 [[nodiscard]] bool WritesXlsx();
 
-// One worksheet a table, one a text document, and first a sheet with the run's facts, notices and contents;
+// One worksheet per table and per text document, and first a sheet with the run's facts, notices and contents;
 // NaN, infinities and numbers from 1e308 on are written as texts. Returns false and sets error to one
 // sentence when the file cannot be made (no space for the library's temporary file).
 [[nodiscard]] bool WriteXlsx(const Workbook& workbook, std::string& bytes, std::string& error);

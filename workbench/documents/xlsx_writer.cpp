@@ -1,5 +1,5 @@
 // A workbook as a spreadsheet file through libxlsxwriter: first a sheet with the run's facts, notices and
-// contents, then one worksheet a table and one a text. The library writes to a file, which is read back and
+// contents, then one worksheet per table and one per text. The library writes to a file, which is read back and
 // removed.
 #include <xlsxwriter.h>
 
@@ -22,9 +22,25 @@ constexpr lxw_col_t kMostColumns = 16384;
 constexpr int kLongestCellText = 32767;   // characters
 constexpr int kLongestSheetName = 31;     // UTF-16 units
 constexpr double kLargestNumber = 1e308;  // larger ones, infinities and NaN are written as texts
-constexpr int kWidthSample = 500;         // rows that decide a column's width
+constexpr int kWidthSample = 500;         // rows that determine a column's width
 
-// A path nobody else uses; the file is removed with the object.
+// Whether XML 1.0 allows the character (https://www.w3.org/TR/xml/#charsets).
+bool IsXmlCharacter(char32_t c) {
+  return c == '\t' || c == '\n' || c == '\r' || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
+         (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+// text without the characters that XML forbids, malformed bytes replaced.
+std::string XmlText(std::string_view text) {
+  std::string clean;
+  for (std::size_t position = 0; position < text.size();) {
+    const char32_t c = NextCharacter(text, position);
+    if (IsXmlCharacter(c)) AppendCharacter(clean, c);
+  }
+  return clean;
+}
+
+// A path that nobody else uses; the file is removed with the object.
 class ScratchFile {
  public:
   ScratchFile() {
@@ -49,14 +65,14 @@ class ScratchFile {
 };
 
 // Names that spreadsheet programs accept: at most 31 UTF-16 units, none of []:*?/\, no apostrophe at an end,
-// unique whatever the case of their letters.
+// unique when letter case is ignored.
 class SheetNames {
  public:
   SheetNames() { taken_.insert("history"); }  // reserved
 
   std::string Unique(std::string_view wanted) {
     std::string base;
-    const std::string text = Utf8Of(wanted);
+    const std::string text = XmlText(wanted);
     for (std::size_t position = 0; position < text.size();) {
       const char32_t c = NextCharacter(text, position);
       AppendCharacter(base,
@@ -116,7 +132,7 @@ class XlsxWriter {
     link_ = workbook_get_default_url_format(book_);
   }
 
-  // The library's result; the book is closed either way.
+  // Returns the library's result; the book is closed either way.
   lxw_error Write() {
     if (!book_) return LXW_ERROR_MEMORY_MALLOC_FAILED;
     std::vector<std::string> names;
@@ -139,7 +155,7 @@ class XlsxWriter {
     return format;
   }
 
-  // Empty for a graph: a spreadsheet file holds its numbers in the tables.
+  // Empty for a graph, whose numbers are in the tables.
   std::string SheetNameOf(const Document& document) {
     if (document.AsGraph()) return {};
     if (!document.name.empty()) return names_.Unique(document.name);
@@ -193,7 +209,7 @@ class XlsxWriter {
   void AddTable(const std::string& name, const Sheet& source) {
     lxw_worksheet* sheet = workbook_add_worksheet(book_, name.c_str());
     const TableView view(source, workbook_.shortNames);
-    WriteText(sheet, 0, 0, source.Title(), title_);
+    WriteText(sheet, 0, 0, source.LongTitle(), title_);
     const lxw_col_t firstColumn = view.HasRowNames() ? 1 : 0;
     if (view.HasRowNames()) AddRowNames(sheet, view);
     for (int column = 1; column <= source.ColumnCount(); ++column) {
@@ -228,7 +244,7 @@ class XlsxWriter {
     const std::string header = view.Header(column);
     WriteText(sheet, 1, target, header, header_);
     if (source.IsFormula(column))
-      worksheet_write_comment(sheet, 1, target, source.ColumnLongName(column).c_str());
+      worksheet_write_comment(sheet, 1, target, XmlText(source.ColumnLongName(column)).c_str());
     int width = std::min(WidthOf(header), 24) + 3;  // room for the filter's arrow
     for (int row = 1; row <= source.RowCount(); ++row) {
       const auto targetRow = static_cast<lxw_row_t>(row + 1);
@@ -260,13 +276,7 @@ class XlsxWriter {
   void WriteText(lxw_worksheet* sheet, lxw_row_t row, lxw_col_t column, std::string_view text,
                  lxw_format* format) {
     if (text.empty()) return;
-    std::string clean;
-    const std::string_view cut = FirstCharacters(text, kLongestCellText);
-    for (std::size_t position = 0; position < cut.size();) {
-      const char32_t c = NextCharacter(cut, position);
-      // XML has no place for the other control characters.
-      if (c >= 0x20 || c == '\t' || c == '\n') AppendCharacter(clean, c);
-    }
+    const std::string clean = XmlText(FirstCharacters(text, kLongestCellText));
     worksheet_write_string(sheet, row, column, clean.c_str(), format);
   }
 

@@ -1,4 +1,4 @@
-// Stands in for the writer of these files where libxlsxwriter is not there to build with.
+// Replaces xlsx_writer.cpp in builds without libxlsxwriter.
 #include "workbench/documents/writers.h"
 
 namespace velmora {

@@ -1,5 +1,8 @@
-// What a feature selection run found, as plain data that the writers share: read once from the module's
-// results.
+// The results of a feature selection run as plain data, read once from the module. Terminal tables, JSON, CSV, the
+// workbook and the page are all made from it.
+//
+//   FeatureSelectionReport report = ReadFeatureSelection(session, frontend);
+//   std::string json = FeatureSelectionJson(report);
 #pragma once
 
 #include <string>
@@ -7,6 +10,7 @@
 
 #include "contract/results.h"
 #include "workbench/data/table.h"
+#include "workbench/documents/workbook.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
@@ -17,12 +21,16 @@ struct ReportedPredictor {
   Measurement kind = Measurement::kContinuous;
 };
 
+enum class PairStatistic { kF, kChiSquare, kCramersV };
+
 struct ReportedDependent {
   int number = 0;
   std::string name;
   Measurement kind = Measurement::kContinuous;
+  PairStatistic statistic = PairStatistic::kF;
   std::string statisticName;
-  std::vector<vlm::FeatureSelectionPair> pairs;  // one a predictor, in the order of the report's predictors
+  vlm::FeatureSelectionDependent cases{};        // accepted cases with and without a value
+  std::vector<vlm::FeatureSelectionPair> pairs;  // one per predictor, in the order of the report's predictors
   std::vector<int> best;                         // predictor indices, best first
   std::vector<std::string> notices;
 };
@@ -40,15 +48,34 @@ struct FeatureSelectionReport {
   std::vector<ReportedPredictor> predictors;  // the continuous ones first
   std::vector<ReportedDependent> dependents;  // likewise
   std::vector<LeftOutVariable> leftOut;
+
+  // Whether the predictors are chosen by a p-value that none of them has.
+  bool NoneMeetsCriterion(const ReportedDependent& dependent) const {
+    return displayMode == DisplayMode::kBelowP && dependent.best.empty();
+  }
 };
 
 const char* KindName(Measurement kind);  // "continuous" or "categorical"
+const char* StatisticMeaning(PairStatistic statistic);
+std::string ShownStatistic(const ReportedDependent& dependent, const vlm::FeatureSelectionPair& pair);
+// "9, 190" for F, "9" for the others.
+std::string DegreesOfFreedomText(const vlm::FeatureSelectionPair& pair);
+// "the 10 best of 33 predictors", or "no predictor of 33 has p <= 0.01".
+std::string ShownPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent);
+// All predictor indices: the best ones, then the others by statistic or p-value, those without a score last.
+std::vector<int> OrderedPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent);
+// The data, the selection, the weights and the settings of the run.
+std::vector<Fact> RunFacts(const FeatureSelectionReport& report);
 
 // The layout is documented in docs/json.md.
 std::string FeatureSelectionJson(const FeatureSelectionReport& report);
-// One row a pair, the best of each dependent first.
+// One row per pair, the best of each dependent first.
 std::string FeatureSelectionCsv(const FeatureSelectionReport& report);
-// Tables for a person. width: columns of the terminal; without utf8 the bars are ASCII.
+// Tables for people. width: columns of the terminal; without utf8 the bars are ASCII.
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8);
+// A table per dependent, for an XLSX file.
+Workbook FeatureSelectionWorkbook(const FeatureSelectionReport& report);
+// One self-contained page.
+std::string FeatureSelectionPage(const FeatureSelectionReport& report);
 
 }  // namespace velmora

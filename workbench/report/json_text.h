@@ -1,5 +1,5 @@
-// Pieces of the machine-readable results, which are laid out by hand around the values: one line an item, so
-// that thousands of predictors neither build a tree in memory nor make one unreadable line.
+// Pieces of the machine-readable results. Long lists are written item by item, one item per line, so that thousands
+// of predictors neither build a tree in memory nor make one unreadable line.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -12,11 +12,26 @@ namespace velmora {
 
 using Json = nlohmann::ordered_json;
 
-// Doubles read back to the same bits; what JSON has no number for becomes null; bytes that are not UTF-8
-// become the replacement character.
+// Doubles read back to the same bits; NaN and infinities become null; bytes that are not UTF-8 become U+FFFD.
 std::string JsonText(const Json& value, int indent = -1);
-// text, an indented JSON value, moved one level to the right but for its first line.
+// An indented JSON value with all lines but the first moved one level to the right.
 std::string Indented(const std::string& text);
+// A list with one item per line: append(item) adds an item's text, which it indents itself. indent: of the line
+// with the closing bracket. An empty list is "[]".
+//
+//   AppendLines(text, report.responses, "  ", [&](const ScreenedResponse& one) { text += "    " + Member(one); });
+template <typename Items, typename Append>
+void AppendLines(std::string& text, const Items& items, const std::string& indent, Append append) {
+  text += "[";
+  bool first = true;
+  for (const auto& item : items) {
+    text += first ? "\n" : ",\n";
+    first = false;
+    append(item);
+  }
+  text += first ? "]" : "\n" + indent + "]";
+}
+
 Json TextOrNull(const std::string& text);
 // null for a missing value.
 Json NumberOrNull(double value);

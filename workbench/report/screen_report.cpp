@@ -1,4 +1,4 @@
-// What the writers of screening results have in common: which statistics a response kind has, in which order.
+// Shared by the writers of screening results: the statistics of each response kind, in their order.
 #include "workbench/report/screen_report.h"
 
 #include <cmath>
@@ -59,7 +59,7 @@ double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredicto
   double strength = 0;
   switch (response.kind) {
     case vlm::kBinaryResponse:
-      // What binning takes off the impurity of the whole.
+      // The decrease of the impurity of all cases by the bins.
       strength =
           first ? 2 * figures.badShare * figures.goodShare - figures.giniAfter : figures.informationValue;
       break;

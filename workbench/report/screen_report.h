@@ -1,4 +1,5 @@
-// What a screening run found, as plain data that the writers share: read once from the module's results.
+// The results of a screening run as plain data, read once from the module. Terminal tables, JSON, CSV, the workbook
+// and the page are all made from it.
 #pragma once
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 
 #include "contract/screening_results.h"
 #include "workbench/data/table.h"
+#include "workbench/documents/workbook.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
@@ -20,7 +22,7 @@ struct ScreenedLevel {
 struct ScreenedBin {
   std::string label;
   vlm::ScreeningBin figures{};
-  std::vector<double> counts;  // one a code of the response
+  std::vector<double> counts;  // one per code of the response
 };
 
 struct ScreenedPredictor {
@@ -44,7 +46,7 @@ struct ScreenedCases {
   std::int64_t notSelected = 0;
   std::int64_t withoutWeight = 0;    // the weight is missing or not above 0
   std::int64_t withoutResponse = 0;  // missing
-  std::int64_t otherCodes = 0;       // the response has a code that nobody chose
+  std::int64_t otherCodes = 0;       // the response has a code that was not chosen
 };
 
 // "950 used; left out: 30 not selected, 20 without a value".
@@ -76,7 +78,7 @@ struct ScreenReport {
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;
 
-  // How many of a response's predictors are shown with their bins; otherwise: where the user gave no number.
+  // How many of a response's predictors are shown with their bins; otherwise: when the user gave no number.
   std::size_t ShownOf(const ScreenedResponse& response, int otherwise) const {
     return std::min(response.predictors.size(), static_cast<std::size_t>(best < 0 ? otherwise : best));
   }
@@ -93,7 +95,7 @@ struct ScreenStatistic {
 };
 const std::vector<ScreenStatistic>& StatisticsOf(vlm::ResponseKind kind);
 const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response);
-// How strong a predictor is by the sort choice, not negative, larger for better; bars are drawn of it.
+// The strength of a predictor by the sort choice: not negative, larger is better. Bars show it.
 double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures);
 
 // A column of bin tables.
@@ -106,13 +108,18 @@ struct ScreenBinColumn {
 // Empty for a categorical response, whose bins have counts alone.
 const std::vector<ScreenBinColumn>& BinColumnsOf(vlm::ResponseKind kind);
 
+// The data, the selection, the weights and the settings of the run.
+std::vector<Fact> RunFacts(const ScreenReport& report);
+
 // The layout is documented in docs/json.md.
 std::string ScreenJson(const ScreenReport& report);
-// A row a response and predictor, best first, then those that failed.
+// One row per response and predictor, best first, then those that failed.
 std::string ScreenImportanceCsv(const ScreenReport& report);
-// A row a bin of every predictor.
+// One row per bin of every predictor.
 std::string ScreenBinsCsv(const ScreenReport& report);
-// Tables for a person. width: columns of the terminal; without utf8 the bars are ASCII.
+// Tables for people. width: columns of the terminal; without utf8 the bars are ASCII.
 std::string ScreenText(const ScreenReport& report, int width, bool utf8);
+// Tables for an XLSX file: rankings, all bins, and the bins of the best predictors.
+Workbook ScreenWorkbook(const ScreenReport& report);
 
 }  // namespace velmora

@@ -77,6 +77,7 @@ std::string BundlesFile(const Table& table) {
 
 // Saves the data with its bundles as a file of the run.
 void SaveBundles(Session& session, OutputFiles& files) {
+  const StrictCriterion strict(*session.FeatureSelectionResults());
   session.ResultsDialog().Call("SavePredictorsToVariableBundle");
   const std::string name = BundlesFile(session.Data());
   const std::filesystem::path folder = files.StagingFolder();
@@ -95,7 +96,7 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
                   const FeatureSelectionReport& report, Session& session) {
   OutputWriters writers = WritersOf(report, session);
   if (options.output.saveBundles) writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, files); };
-  WriteOutputs(options.output, formats, writers, session);
+  WriteOutputs(options.output, formats, writers);
 }
 
 std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
@@ -121,7 +122,7 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
 
 }  // namespace
 
-OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session) {
+OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session*/) {
   OutputWriters writers;
   writers.stem = "feature_selection";
   writers.text = [&](const Terminal& terminal) {
@@ -132,7 +133,8 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session) 
   writers.addCsv = [&](OutputFiles& files) {
     files.Add("feature_selection.csv", FeatureSelectionCsv(report));
   };
-  writers.makeDocuments = [&] { MakeFeatureSelectionDocuments(session, report); };
+  writers.workbook = [&] { return FeatureSelectionWorkbook(report); };
+  writers.page = [&] { return FeatureSelectionPage(report); };
   return writers;
 }
 

@@ -6,6 +6,7 @@
 
 #include "workbench/cli/command_outputs.h"
 #include "workbench/report/feature_selection_report.h"
+#include "workbench/session/session.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 namespace velmora {
 namespace {
 
-Json RunFacts(const FeatureSelectionReport& report) {
+Json RunMembers(const FeatureSelectionReport& report) {
   static constexpr const char* kDisplayNames[] = {"best", "p", "best-by-p"};
   const vlm::FeatureSelectionRun& run = report.run;
   Json facts;
@@ -42,34 +42,40 @@ void AppendDependent(const FeatureSelectionReport& report, const ReportedDepende
   text += ",\n      \"number\": " + std::to_string(dependent.number);
   text += std::string(",\n      \"kind\": \"") + KindName(dependent.kind) + "\"";
   text += ",\n      \"statisticName\": " + JsonText(dependent.statisticName);
-  text += ",\n      \"predictors\": [";
-  for (std::size_t j = 0; j < report.predictors.size(); ++j) {
-    const ReportedPredictor& predictor = report.predictors[j];
-    const vlm::FeatureSelectionPair& pair = dependent.pairs[j];
-    text += j == 0 ? "\n        " : ",\n        ";
-    text += JsonText({{"name", predictor.name},
-                      {"number", predictor.number},
-                      {"kind", KindName(predictor.kind)},
-                      {"statistic", pair.statistic},
-                      {"pValue", pair.pValue},
-                      {"notComputable", pair.notComputable != 0}});
-  }
-  text += "\n      ],\n      \"best\": ";
+  text += ",\n      \"cases\": " + std::to_string(dependent.cases.validCases);
+  text += ",\n      \"missingCases\": " + std::to_string(dependent.cases.missingCases);
+  text += ",\n      \"predictors\": ";
+  AppendLines(text, report.predictors, "      ", [&](const ReportedPredictor& predictor) {
+    const auto index = static_cast<std::size_t>(&predictor - report.predictors.data());
+    const vlm::FeatureSelectionPair& pair = dependent.pairs[index];
+    text += "        " + JsonText({{"name", predictor.name},
+                                   {"number", predictor.number},
+                                   {"kind", KindName(predictor.kind)},
+                                   {"statistic", pair.statistic},
+                                   {"pValue", pair.pValue},
+                                   {"notComputable", pair.notComputable != 0},
+                                   {"cases", pair.usedCases},
+                                   {"missingCases", pair.missingCases},
+                                   {"df1", pair.notComputable ? Json() : Json(pair.df1)},
+                                   {"df2", pair.notComputable || pair.df2 <= 0 ? Json() : Json(pair.df2)}});
+  });
+  text += ",\n      \"best\": ";
   Json best = Json::array();
   for (const int index : dependent.best)
     best.push_back(report.predictors[static_cast<std::size_t>(index)].name);
-  text += JsonText(best) + ",\n      \"notices\": " + JsonText(dependent.notices) + "\n    }";
+  text += JsonText(best);
+  text += std::string(",\n      \"noneMeetsCriterion\": ") +
+          (report.NoneMeetsCriterion(dependent) ? "true" : "false");
+  text += ",\n      \"notices\": " + JsonText(dependent.notices) + "\n    }";
 }
 
 }  // namespace
 
 std::string FeatureSelectionJson(const FeatureSelectionReport& report) {
-  std::string text = "{\n  \"run\": " + Indented(JsonText(RunFacts(report), 2)) + ",\n  \"dependents\": [";
-  for (std::size_t d = 0; d < report.dependents.size(); ++d) {
-    text += d == 0 ? "\n" : ",\n";
-    AppendDependent(report, report.dependents[d], text);
-  }
-  return text + "\n  ]\n}\n";
+  std::string text = "{\n  \"run\": " + Indented(JsonText(RunMembers(report), 2)) + ",\n  \"dependents\": ";
+  AppendLines(text, report.dependents, "  ",
+              [&](const ReportedDependent& dependent) { AppendDependent(report, dependent, text); });
+  return text + "\n}\n";
 }
 
 }  // namespace velmora

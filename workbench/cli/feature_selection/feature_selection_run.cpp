@@ -42,9 +42,15 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
   dependent.number = results.GetDependentNumber(index);
   dependent.name = table.Variable(dependent.number).name;
   dependent.kind = KindOf(index, run.continuousDependents);
+  const bool crossTabulated =
+      dependent.kind == Measurement::kCategorical || run.treatContinuousDependentAsCategorical != 0;
+  dependent.statistic = !crossTabulated   ? PairStatistic::kF
+                        : run.useCramersV ? PairStatistic::kCramersV
+                                          : PairStatistic::kChiSquare;
   vlm::StringSink name;
   results.GetStatisticName(index, &name);
   dependent.statisticName = name.Text();
+  results.GetDependent(index, &dependent.cases);
   const int predictorCount = run.continuousPredictors + run.categoricalPredictors;
   dependent.pairs.resize(static_cast<std::size_t>(predictorCount));
   for (int j = 0; j < predictorCount; ++j) {
@@ -78,37 +84,6 @@ void TellWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
 
 std::string NameOf(const Table& table, int number) {
   return number == 0 ? std::string() : table.Variable(number).name;
-}
-
-std::string ShownPredictors(const FeatureSelectionReport& report) {
-  switch (report.displayMode) {
-    case DisplayMode::kBelowP:
-      return "those with p up to " + ShownNumber(report.pCriterion, "");
-    case DisplayMode::kBestByP:
-      return "the best by p-value, at most " + std::to_string(report.bestByP);
-    case DisplayMode::kBest:
-      break;
-  }
-  return "the best by statistic, at most " + std::to_string(report.best);
-}
-
-// Every ranking of a dependent repeats its notices; the workbook keeps each once, with its dependent.
-void SettleNotices(Workbook& workbook, const FeatureSelectionReport& report) {
-  const std::vector<Notice> all = std::exchange(workbook.notices, {});
-  const auto addOnce = [&](const std::string& text, int group) {
-    const bool known = std::any_of(workbook.notices.begin(), workbook.notices.end(),
-                                   [&](const Notice& notice) { return notice.text == text; });
-    if (!known) workbook.AddNotice(text, group);
-  };
-  for (const ReportedDependent& dependent : report.dependents) {
-    const auto group =
-        std::find_if(workbook.Groups().begin(), workbook.Groups().end(),
-                     [&](const DocumentGroup& candidate) { return candidate.name == dependent.name; });
-    for (const std::string& text : dependent.notices) {
-      addOnce(text, group == workbook.Groups().end() ? 0 : group->id);
-    }
-  }
-  for (const Notice& notice : all) addOnce(notice.text, notice.group);
 }
 
 }  // namespace
@@ -172,53 +147,12 @@ FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face
     report.predictors.push_back(
         {number, table.Variable(number).name, KindOf(j, report.run.continuousPredictors)});
   }
+  const StrictCriterion strict(*results);
   for (int d = 0; d < report.run.continuousDependents + report.run.categoricalDependents; ++d) {
     report.dependents.push_back(ReadDependent(*results, table, face, report.run, d));
     StopIfInterrupted();
   }
   return report;
-}
-
-void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report) {
-  Workbook& workbook = session.Documents();
-  const vlm::FeatureSelectionRun& run = report.run;
-  workbook.title = "Feature selection: " + report.dataFile;
-  workbook.SetFact("Data file", report.dataFile);
-  workbook.SetFact("Cases", std::to_string(run.caseCount));
-  workbook.SetFact("Cases used", std::to_string(run.validCases));
-  const auto count = [&](const char* key, int value) {
-    if (value > 0) workbook.SetFact(key, std::to_string(value));
-  };
-  count("Left out by the selection", run.excludedCases);
-  count("Without weight", run.zeroWeightCases);
-  count("Without a count", run.badCountCases);
-  count("Dropped for missing values", run.acceptedCases - run.validCases);
-  if (!report.select.empty()) workbook.SetFact("Selection", report.select);
-  if (!report.exclude.empty()) workbook.SetFact("Exclusion", report.exclude);
-  if (run.weighted) {
-    workbook.SetFact("Weight", report.weightVariable + (run.useWeightsAsGiven ? "" : ", rounded"));
-    workbook.SetFact("Total weight", ShownNumber(run.totalWeight, ""));
-  }
-  if (!report.countVariable.empty()) workbook.SetFact("Count", report.countVariable);
-  workbook.SetFact("Missing values", run.casewiseDeletion ? "casewise deletion" : "left out pair by pair");
-  workbook.SetFact("Intervals of continuous predictors", std::to_string(run.cutsContinuousPredictor));
-  if (run.treatContinuousDependentAsCategorical) {
-    workbook.SetFact("Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent));
-  }
-  workbook.SetFact("Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square");
-  workbook.SetFact("Predictors", std::to_string(report.predictors.size()));
-  workbook.SetFact("Shown", ShownPredictors(report));
-  for (const LeftOutVariable& variable : report.leftOut) {
-    workbook.SetFact("Not screened: " + variable.name,
-                     variable.reason.empty() ? variable.role : variable.reason);
-  }
-  const AutomationClient results = session.ResultsDialog();
-  for (const char* member :
-       {"Summary", "HistogramOfImportanceForBestPredictors", "ReportOfBestKPredictors"}) {
-    results.Get(member);
-    StopIfInterrupted();
-  }
-  SettleNotices(workbook, report);
 }
 
 }  // namespace velmora

@@ -36,7 +36,19 @@ std::vector<MemberValue> StartupSettings(const VariableChoice& choice,
                                          const FeatureSelectionSettings& settings);
 std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& settings);
 
-// The summaries, importance plots and the report in the session's workbook, with the facts of the run.
-void MakeFeatureSelectionDocuments(Session& session, const FeatureSelectionReport& report);
+// While it lives, a dependent whose predictors all miss the p criterion lists none of them, in results and bundles.
+// Dialogs list all of them instead.
+class StrictCriterion {
+ public:
+  explicit StrictCriterion(vlm::IFeatureSelectionResults& results) : results_(results) {
+    results_.SetStrictCriterion(1);
+  }
+  ~StrictCriterion() { results_.SetStrictCriterion(0); }
+  StrictCriterion(const StrictCriterion&) = delete;
+  StrictCriterion& operator=(const StrictCriterion&) = delete;
+
+ private:
+  vlm::IFeatureSelectionResults& results_;
+};
 
 }  // namespace velmora

@@ -11,7 +11,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/cli/screen/screen_save.h"
-#include "workbench/report/screen_html.h"
+#include "workbench/report/screen_page.h"
 #include "workbench/session/settings_script.h"
 
 namespace velmora {
@@ -102,7 +102,7 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
 
 }  // namespace
 
-OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withPage) {
+OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   OutputWriters writers;
   writers.stem = "screening";
   writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
@@ -112,12 +112,22 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withP
     files.Add("screening.csv", ScreenImportanceCsv(report));
     files.Add("screening_bins.csv", ScreenBinsCsv(report));
   };
-  const auto documents = std::make_shared<ScreenDocuments>();
-  writers.makeDocuments = [&report, &session, documents, withPage] {
-    *documents = MakeScreenDocuments(session, report, withPage);
+  writers.workbook = [&report, &session] {
+    Workbook workbook = ScreenWorkbook(report);
+    session.WithFreshDocuments([&] {
+      const Document* const rules = session.Documents().Find(MakeRules(session, report));
+      if (rules != nullptr && rules->AsText() != nullptr)
+        workbook.SetName(workbook.Add(std::make_shared<TextDocument>(*rules->AsText())), "Rules");
+    });
+    return workbook;
   };
-  writers.html = [&report, &session, documents] {
-    return ScreenHtml(report, *documents, session.Documents());
+  writers.page = [&report, &session] {
+    std::string page;
+    session.WithFreshDocuments([&] {
+      const ScreenDocuments documents = MakeScreenDocuments(session, report);
+      page = ScreenPage(report, documents, session.Documents());
+    });
+    return page;
   };
   return writers;
 }
@@ -151,14 +161,13 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   ApplyCases(session, weight, cases);
   ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(userBins));
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
-  const bool withPage = std::find(formats.begin(), formats.end(), Format::kHtml) != formats.end();
-  OutputWriters writers = WritersOf(report, session, withPage);
+  OutputWriters writers = WritersOf(report, session);
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& files) {
       SaveScreening(options.save, report, session, face, files);
     };
   }
-  WriteOutputs(options.output, formats, writers, session);
+  WriteOutputs(options.output, formats, writers);
   if (IsFirstLook(options.output)) {
     Tell(
         "Next: add --out DIR for a report and a workbook, --bins FILE for the bins that 'velmora apply' "

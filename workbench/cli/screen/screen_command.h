@@ -6,16 +6,16 @@
 
 #include "workbench/cli/command_outputs.h"
 #include "workbench/report/screen_report.h"
+#include "workbench/session/session.h"
 
 namespace velmora {
 
 extern const char kScreenHelp[];
 
-// arguments: the words behind the command's name. Returns the exit code; throws what RunGuarded knows.
+// arguments: the words after the command's name. Returns the exit code; throws what RunGuarded knows.
 int RunScreenCommand(const std::vector<std::string>& arguments);
 
-// The report as each format; it and the session outlive what is returned.
-// withPage: documents are made for the HTML page too.
-OutputWriters WritersOf(const ScreenReport& report, Session& session, bool withPage);
+// The report in each format. The report and the session outlive the writers.
+OutputWriters WritersOf(const ScreenReport& report, Session& session);
 
 }  // namespace velmora

@@ -1,5 +1,5 @@
 // Screening results as rows for other programs.
-#include "workbench/cli/text_table.h"
+#include "workbench/documents/csv_row.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/screen_report.h"
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <set>
 
+#include "workbench/documents/page.h"
 #include "workbench/report/json_text.h"
 #include "workbench/report/screen_report.h"
 
@@ -11,7 +12,7 @@ namespace {
 constexpr const char* kSortNames[vlm::kResponseKindCount][2] = {
     {"r2", "f"}, {"gini", "iv"}, {"p", "chi-square"}};
 
-Json RunFacts(const ScreenReport& report) {
+Json RunMembers(const ScreenReport& report) {
   return {{"dataFile", TextOrNull(report.dataFile)},
           {"cases", report.caseCount},
           {"selectedCases", report.selectedCases},
@@ -24,7 +25,7 @@ Json RunFacts(const ScreenReport& report) {
           {"notices", report.notices}};
 }
 
-// Names of the members that hold the counts: the codes' texts, told apart where two codes share one.
+// Names of the members that hold the counts: the codes' texts, numbered where two codes share one.
 std::vector<std::string> CountNames(const std::vector<std::string>& codes) {
   std::vector<std::string> names;
   std::set<std::string> taken;
@@ -38,7 +39,7 @@ std::vector<std::string> CountNames(const std::vector<std::string>& codes) {
 
 Json Row(const ScreenedResponse& response, const std::vector<std::string>& countNames,
          const ScreenedBin& bin) {
-  Json row = {{"label", bin.label}};
+  Json row = {{"label", DisplayLabel(bin.label)}};
   for (const ScreenBinColumn& column : BinColumnsOf(response.kind)) {
     row[column.name] = NumberOrNull(bin.figures.*column.value);
   }
@@ -50,9 +51,9 @@ Json Row(const ScreenedResponse& response, const std::vector<std::string>& count
   return row;
 }
 
-// The figures of a predictor that are no bins, as members without the braces around them.
+// The figures of a predictor as a whole, as members without the braces around them.
 std::string Figures(const vlm::ScreeningPredictor& figures) {
-  // A minimum above the maximum: no value.
+  // A minimum above the maximum means that there is no value.
   const bool any = figures.minimum <= figures.maximum;
   const Json json = {{"informationValue", NumberOrNull(figures.informationValue)},
                      {"giniBefore", NumberOrNull(figures.giniBefore)},
@@ -76,7 +77,7 @@ std::string Figures(const vlm::ScreeningPredictor& figures) {
 void AppendPredictor(const ScreenedResponse& response, const std::vector<std::string>& countNames,
                      const ScreenedPredictor& predictor, std::string& text) {
   Json labels = Json::array();
-  for (const ScreenedBin& bin : predictor.bins) labels.push_back(bin.label);
+  for (const ScreenedBin& bin : predictor.bins) labels.push_back(DisplayLabel(bin.label));
   text += "        {\"name\":" + JsonText(predictor.name);
   text += ",\"number\":" + std::to_string(predictor.figures.predictorNumber);
   text += std::string(",\"kind\":\"") + PredictorKindName(predictor) + "\"";
@@ -88,25 +89,12 @@ void AppendPredictor(const ScreenedResponse& response, const std::vector<std::st
     }
     text += ",\"levels\":" + JsonText(levels);
   }
-  text += ",\n         \"rows\":[";
-  for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
-    text +=
-        (b == 0 ? "\n          " : ",\n          ") + JsonText(Row(response, countNames, predictor.bins[b]));
-  }
-  text += "\n         ],\n         \"total\":" + JsonText(Row(response, countNames, predictor.total));
+  text += ",\n         \"rows\":";
+  AppendLines(text, predictor.bins, "         ", [&](const ScreenedBin& bin) {
+    text += "          " + JsonText(Row(response, countNames, bin));
+  });
+  text += ",\n         \"total\":" + JsonText(Row(response, countNames, predictor.total));
   text += ",\n         " + Figures(predictor.figures) + "}";
-}
-
-template <typename Items, typename Append>
-void AppendList(const Items& items, std::string& text, const std::string& indent, Append append) {
-  text += "[";
-  bool first = true;
-  for (const auto& item : items) {
-    text += first ? "\n" : ",\n";
-    first = false;
-    append(item);
-  }
-  text += first ? "]" : "\n" + indent + "]";
 }
 
 void AppendResponse(const ScreenedResponse& response, std::string& text) {
@@ -126,11 +114,11 @@ void AppendResponse(const ScreenedResponse& response, std::string& text) {
           kSortNames[response.kind][response.run.sortChoice == 0 ? 0 : 1] + "\"";
   text += ",\n      \"codes\": " + JsonText(countNames);
   text += ",\n      \"order\": " + JsonText(order) + ",\n      \"predictors\": ";
-  AppendList(response.predictors, text, "      ", [&](const ScreenedPredictor& predictor) {
+  AppendLines(text, response.predictors, "      ", [&](const ScreenedPredictor& predictor) {
     AppendPredictor(response, countNames, predictor, text);
   });
   text += ",\n      \"failed\": ";
-  AppendList(response.failed, text, "      ", [&](const FailedPredictor& failed) {
+  AppendLines(text, response.failed, "      ", [&](const FailedPredictor& failed) {
     text += "        " + JsonText({{"name", failed.name}, {"reason", failed.reason}});
   });
   text += "\n    }";
@@ -139,9 +127,9 @@ void AppendResponse(const ScreenedResponse& response, std::string& text) {
 }  // namespace
 
 std::string ScreenJson(const ScreenReport& report) {
-  std::string text = "{\n  \"run\": " + Indented(JsonText(RunFacts(report), 2)) + ",\n  \"responses\": ";
-  AppendList(report.responses, text, "  ",
-             [&](const ScreenedResponse& response) { AppendResponse(response, text); });
+  std::string text = "{\n  \"run\": " + Indented(JsonText(RunMembers(report), 2)) + ",\n  \"responses\": ";
+  AppendLines(text, report.responses, "  ",
+              [&](const ScreenedResponse& response) { AppendResponse(response, text); });
   return text + "\n}\n";
 }
 

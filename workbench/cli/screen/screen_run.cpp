@@ -13,36 +13,30 @@ namespace velmora {
 namespace {
 
 constexpr char kAnalysisName[] = "screening";
-constexpr std::size_t kMostBinRows = 1000000;  // of a worksheet
-constexpr std::size_t kMostCellsWithShares =
-    1000000;  // counts of classes that get their percentages beside them
 
-// What automation calls the things of a response kind.
+// Automation members of the results dialog for a response kind.
 struct KindMembers {
   vlm::ResponseKind kind;
-  const char* importance;
   const char* choosePredictor;
-  const char* predictorTable;
   const char* graphs[3];  // of a predictor; null where there are fewer
 };
 constexpr KindMembers kKinds[] = {
     {vlm::kBinaryResponse,
-     "BinaryResponseVariableImportance",
      "SelectBinaryResponsePredictor",
-     "BinaryResponseCrosstabulation",
      {"BinaryResponseDefaultRateGraph", "BinaryResponseDistributionGraph", nullptr}},
     {vlm::kContinuousResponse,
-     "ContinuousResponseVariableImportance",
      "SelectContinuousResponsePredictor",
-     "ContinuousResponseBreakdownTable",
      {"ContinuousResponseBoxPlot", "ContinuousResponseOverlaidScatterWithMeans", nullptr}},
     {vlm::kCategoricalResponse,
-     "CategoricalResponseVariableImportance",
      "SelectCategoricalResponsePredictor",
-     "CategoricalResponseCrosstabulation",
      {"CategoricalResponseInteractionPlot", "CategoricalResponseCategorizedHistogram",
       "CategoricalResponse3dHistogram"}},
 };
+
+const KindMembers& MembersOf(vlm::ResponseKind kind) {
+  return *std::find_if(std::begin(kKinds), std::end(kKinds),
+                       [&](const KindMembers& members) { return members.kind == kind; });
+}
 
 std::vector<int> ListOf(int variableNumber) {
   return variableNumber == 0 ? std::vector<int>() : std::vector<int>{variableNumber};
@@ -129,109 +123,9 @@ void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>&
   }
 }
 
-void AddNamed(Workbook& workbook, std::shared_ptr<Sheet> sheet, int group, const std::string& name) {
-  workbook.SetName(workbook.Add(std::move(sheet), group), name);
-}
-
-// The predictors that could not be binned, as a table of the response.
-void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) {
-  if (response.failed.empty()) return;
-  auto sheet = std::make_shared<Sheet>(static_cast<int>(response.failed.size()), 2);
-  sheet->SetTitle("Not binned: " + response.name);
-  sheet->SetColumnName(1, "Reason");
-  sheet->SetColumnName(2, "Variable number");
-  for (std::size_t i = 0; i < response.failed.size(); ++i) {
-    const int row = static_cast<int>(i) + 1;
-    sheet->SetRowName(row, response.failed[i].name);
-    sheet->SetText(row, 1, response.failed[i].reason);
-    sheet->SetInteger(row, 2, response.failed[i].number);
-  }
-  AddNamed(workbook, std::move(sheet), group, "Not binned " + response.name);
-}
-
-// A bin's classes in percent of the bin, in percent of each class, and as expected were there no association.
-void AddShares(Sheet& sheet, int row, int column, const ScreenedBin& bin, const ScreenedBin& whole) {
-  const std::size_t classCount = bin.counts.size();
-  const int next = static_cast<int>(classCount);
-  for (std::size_t c = 0; c < classCount; ++c, ++column) {
-    if (bin.figures.total > 0) sheet.SetCell(row, column, 100 * bin.counts[c] / bin.figures.total);
-    if (whole.counts[c] > 0) sheet.SetCell(row, column + next, 100 * bin.counts[c] / whole.counts[c]);
-    if (whole.figures.total > 0)
-      sheet.SetCell(row, column + 2 * next, bin.figures.total * whole.counts[c] / whole.figures.total);
-  }
-}
-
-// The bins of every predictor in one table, to be filtered.
-void AddBins(Workbook& workbook, const ScreenedResponse& response, int group) {
-  std::size_t rows = 0;
-  for (const ScreenedPredictor& predictor : response.predictors) rows += predictor.bins.size();
-  if (rows == 0 || rows > kMostBinRows) return;
-  const std::vector<ScreenBinColumn>& figures = BinColumnsOf(response.kind);
-  const bool counts = response.kind == vlm::kCategoricalResponse;
-  const int firstFigure = 4;
-  const std::size_t classCount = counts ? response.codes.size() : 0;
-  const bool shares = classCount * rows <= kMostCellsWithShares;
-  const int columns =
-      firstFigure - 1 + static_cast<int>(counts ? (shares ? 4 : 1) * classCount + 1 : figures.size());
-  auto sheet = std::make_shared<Sheet>(static_cast<int>(rows), columns);
-  sheet->SetTitle("Bins of all predictors: " + response.name);
-  sheet->SetColumnName(1, "Rank");
-  sheet->SetColumnName(2, "Bin");
-  sheet->SetColumnName(3, "Label");
-  int column = firstFigure;
-  for (const ScreenBinColumn& figure : figures) {
-    sheet->SetColumnName(column, figure.header);
-    sheet->SetFormat(column++, figure.format == nullptr ? "0.0000" : figure.format);
-  }
-  if (counts) {
-    for (const std::string& code : response.codes) sheet->SetColumnName(column++, code);
-    sheet->SetColumnName(column++, "total");
-    for (const char* what : {" % of bin", " % of class", " expected"}) {
-      for (std::size_t c = 0; shares && c < classCount; ++c) {
-        sheet->SetColumnName(column, response.codes[c] + what);
-        sheet->SetFormat(column++, "0.00");
-      }
-    }
-  }
-  int row = 0;
-  for (std::size_t rank = 0; rank < response.predictors.size(); ++rank) {
-    const ScreenedPredictor& predictor = response.predictors[rank];
-    for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
-      const ScreenedBin& bin = predictor.bins[b];
-      sheet->SetRowName(++row, predictor.name);
-      sheet->SetInteger(row, 1, static_cast<int>(rank) + 1);
-      sheet->SetInteger(row, 2, static_cast<int>(b) + 1);
-      sheet->SetText(row, 3, bin.label);
-      column = firstFigure;
-      for (const ScreenBinColumn& figure : figures) sheet->SetCell(row, column++, bin.figures.*figure.value);
-      if (!counts) continue;
-      for (const double count : bin.counts) sheet->SetCell(row, column++, count);
-      sheet->SetCell(row, column++, bin.figures.total);
-      if (shares) AddShares(*sheet, row, column, bin, predictor.total);
-    }
-  }
-  AddNamed(workbook, std::move(sheet), group, "Bins " + response.name);
-}
-
 // The documents that a member of the dialog makes.
 std::vector<int> DocumentsOf(Session& session, const AutomationClient& dialog, const char* member) {
   return session.DocumentsShownBy([&] { dialog.Get(member); });
-}
-
-void SetFacts(Workbook& workbook, const ScreenReport& report) {
-  workbook.title = "Predictor screening: " + report.dataFile;
-  workbook.SetFact("Data file", report.dataFile);
-  workbook.SetFact("Cases", std::to_string(report.caseCount));
-  for (const ScreenedResponse& response : report.responses)
-    workbook.SetFact("Cases of " + response.name, CasesText(response.cases));
-  if (!report.select.empty()) workbook.SetFact("Selection", report.select);
-  if (!report.exclude.empty()) workbook.SetFact("Exclusion", report.exclude);
-  if (!report.weightVariable.empty()) workbook.SetFact("Weight", report.weightVariable);
-  if (!report.cutPointsFile.empty()) workbook.SetFact("Cut points", report.cutPointsFile);
-  workbook.SetFact("Trees", report.pruned ? "pruned" : "not pruned");
-  for (const LeftOutVariable& variable : report.leftOut) {
-    workbook.SetFact("Not screened: " + variable.name, variable.role + ", " + variable.reason);
-  }
 }
 
 // The graphs of the chosen predictor.
@@ -248,23 +142,6 @@ std::vector<int> GraphsOf(Session& session, const AutomationClient& dialog, cons
     }
   }
   return graphs;
-}
-
-// The rules of the best predictors, and the table of all, which the module makes with them.
-void AddRules(Session& session, const AutomationClient& dialog, const ScreenReport& report,
-              ScreenDocuments& made) {
-  std::size_t count = 0;
-  for (const ScreenedResponse& response : report.responses)
-    count = std::max(count, report.ShownOf(response, kBestInDocuments));
-  if (count == 0) return;
-  const Variant before = dialog.Get("NumberOfPredictorsToSave");
-  dialog.Put("NumberOfPredictorsToSave", static_cast<int>(count));
-  for (const int id : DocumentsOf(session, dialog, "RulesReport")) {
-    const bool isText = session.Documents().Find(id)->AsText() != nullptr;
-    session.Documents().SetName(id, isText ? "Rules" : "All predictors");
-    if (isText) made.rules = id;
-  }
-  dialog.Put("NumberOfPredictorsToSave", before);
 }
 
 }  // namespace
@@ -363,40 +240,37 @@ ScreenReport ReadScreening(Session& session) {
   return report;
 }
 
-ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs) {
-  Workbook& workbook = session.Documents();
-  SetFacts(workbook, report);
-  workbook.notices.clear();
-  for (const std::string& notice : report.notices) workbook.AddNotice(notice);
+int MakeRules(Session& session, const ScreenReport& report) {
+  std::size_t count = 0;
+  for (const ScreenedResponse& response : report.responses)
+    count = std::max(count, report.ShownOf(response, kBestInDocuments));
+  if (count == 0) return 0;
+  const AutomationClient dialog = session.ResultsDialog();
+  const Variant before = dialog.Get("NumberOfPredictorsToSave");
+  dialog.Put("NumberOfPredictorsToSave", static_cast<int>(count));
+  int rules = 0;
+  for (const int id : DocumentsOf(session, dialog, "RulesReport")) {
+    if (session.Documents().Find(id)->AsText() != nullptr) rules = id;
+  }
+  dialog.Put("NumberOfPredictorsToSave", before);
+  return rules;
+}
+
+ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report) {
+  for (const std::string& notice : report.notices) session.Documents().AddNotice(notice);
   const AutomationClient dialog = session.ResultsDialog();
   ScreenDocuments made;
   for (const ScreenedResponse& response : report.responses) {
-    const KindMembers& members = kKinds[response.kind];
-    std::string description = std::string(ResponseKindName(response.kind)) + " response";
-    if (response.kind == vlm::kBinaryResponse)
-      description += ", bad: " + response.codes[0] + ", good: " + response.codes[1];
-    const int group = workbook.GroupOfSubject(response.run.responseNumber, response.name, description);
-    if (!response.predictors.empty()) dialog.Get(members.importance);
-    AddBins(workbook, response, group);
+    const KindMembers& members = MembersOf(response.kind);
     std::vector<ScreenDocuments::Panel>& panels = made.panels.emplace_back();
     for (std::size_t i = 0; i < report.ShownOf(response, kBestInDocuments); ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];
       dialog.Put(members.choosePredictor, predictor.figures.predictorNumber);
-      ScreenDocuments::Panel& panel = panels.emplace_back();
-      panel.tables = DocumentsOf(session, dialog, members.predictorTable);
-      // The percentages of a crosstabulation stand beside its counts in the table of all bins.
-      for (std::size_t further = 1; further < panel.tables.size(); ++further)
-        workbook.Remove(panel.tables[further]);
-      panel.tables.resize(std::min<std::size_t>(panel.tables.size(), 1));
-      const std::string name =
-          report.responses.size() == 1 ? predictor.name : predictor.name + " " + response.name;
-      for (const int id : panel.tables) workbook.SetName(id, name);
-      if (withGraphs) panel.graphs = GraphsOf(session, dialog, members, predictor.name);
+      panels.push_back({GraphsOf(session, dialog, members, predictor.name)});
       StopIfInterrupted();
     }
-    AddFailed(workbook, response, group);
   }
-  AddRules(session, dialog, report, made);
+  made.rules = MakeRules(session, report);
   return made;
 }
 

@@ -29,10 +29,10 @@ ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoi
 void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
                 ScreenReport& report);
 
-// The importance table of every response, the tables of its best predictors, its bins, and what was not
-// screened, in the session's workbook, a group a response, with the facts of the run; with graphs the graphs of
-// the best predictors too. Throws Cancelled.
-ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report, bool withGraphs);
+// The graphs of each response's best predictors and the rules, in the session's workbook. Throws Cancelled.
+ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report);
+// The rules of the best predictors, in the session's workbook: the document's id, 0 for none.
+int MakeRules(Session& session, const ScreenReport& report);
 
 // What the analysis started last has found; its results dialog must be open.
 ScreenReport ReadScreening(Session& session);

@@ -1,8 +1,8 @@
-// Screening results for a person: an importance table a response, and the bins of its best predictors.
+// Screening results for people: a ranking per response, and the bins of its best predictors.
 #include <algorithm>
 #include <cmath>
 
-#include "workbench/cli/text_table.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/screen_report.h"
 
@@ -56,7 +56,7 @@ std::string Heading(const ScreenedResponse& response) {
   return text + "\n";
 }
 
-// The counts of the codes, the most frequent ones where they are many.
+// The counts of the codes; only the most frequent codes when there are many.
 void AddCountColumns(const ScreenedResponse& response, const ScreenedPredictor& predictor,
                      std::vector<TextColumn>& columns, std::vector<std::size_t>& shownCodes) {
   for (std::size_t c = 0; c < response.codes.size(); ++c) shownCodes.push_back(c);

@@ -68,7 +68,7 @@ const pageCharts = (() => {
     const labelWidth = Math.min(Math.max(...chart.bars.map((bar) => bar.label.length), 4) * 8 + 12, width * 0.4);
     return Object.assign(base(c), {
       grid: { left: Math.round(labelWidth) + 8, right: 74, top: 6, bottom: 44 },
-      xAxis: valueAxis({ title: chart.axis }, c, { nameGap: 28, splitNumber: width < 500 ? 3 : 5 }),
+      xAxis: valueAxis({ title: chart.value.title }, c, { nameGap: 28, splitNumber: width < 500 ? 3 : 5 }),
       yAxis: {
         type: 'category', inverse: true, data: chart.bars.map((bar) => bar.label), axisTick: { show: false },
         axisLine: { lineStyle: { color: c.line } },
@@ -77,7 +77,7 @@ const pageCharts = (() => {
       },
       tooltip: Object.assign(base(c).tooltip, {
         trigger: 'axis', axisPointer: { type: 'shadow' },
-        formatter: (points) => tip(chart.bars[points[0].dataIndex].label, chart.bars[points[0].dataIndex].details),
+        formatter: ([point]) => tip(chart.bars[point.dataIndex].label, [[chart.value.title, chart.bars[point.dataIndex].text]]),
       }),
       series: [{
         type: 'bar', barMaxWidth: 18, itemStyle: { color: c.bar, borderRadius: [0, 3, 3, 0] },

@@ -1,4 +1,8 @@
-// A table of texts for a terminal, and rows of CSV.
+// A table of texts for a terminal or a text file.
+//
+//   TextTable table({{"predictor"}, {"F-value", true}});
+//   table.AddRow({"income", "12.3"}, 0.8);
+//   std::string text = table.TextWithBars(80, true);
 #pragma once
 
 #include <string>
@@ -15,7 +19,7 @@ struct TextColumn {
 class TextTable {
  public:
   explicit TextTable(std::vector<TextColumn> columns);
-  // One cell a column. barShare: length of the row's bar, 0 to 1.
+  // One cell per column. barShare: length of the row's bar, 0 to 1.
   void AddRow(std::vector<std::string> cells, double barShare = 0);
 
   // Columns two blanks apart, as wide as their widest cell. width: columns of the terminal, 0 for no limit;
@@ -33,16 +37,12 @@ class TextTable {
 
   std::vector<TextColumn> columns_;
   std::vector<std::vector<std::string>> rows_;
-  std::vector<double> barShares_;  // one a row
+  std::vector<double> barShares_;  // one per row
 };
 
 // "1 case", "3 cases".
 std::string Counted(std::size_t count, const char* one, const char* several);
 
 std::string PaddedTo(std::string_view text, int width, bool alignRight);
-
-// Fields quoted as in RFC 4180 when they have to be; the line ends with \n alone, for the tools of a
-// pipeline.
-void AppendCsvRow(std::string& text, const std::vector<std::string>& fields);
 
 }  // namespace velmora

@@ -1,5 +1,5 @@
-// Aligned columns of UTF-8 texts, and CSV rows.
-#include "workbench/cli/text_table.h"
+// Aligned columns of UTF-8 texts.
+#include "workbench/documents/text_table.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,24 +107,6 @@ std::string TextTable::Lines(const std::vector<int>& widths, int barCells, bool 
                Bar(barShares_[r], barCells, utf8));
   }
   return text;
-}
-
-void AppendCsvRow(std::string& text, const std::vector<std::string>& fields) {
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (i > 0) text += ',';
-    const std::string& field = fields[i];
-    if (field.find_first_of(",\"\r\n") == std::string::npos) {
-      text += field;
-      continue;
-    }
-    text += '"';
-    for (const char character : field) {
-      if (character == '"') text += '"';
-      text += character;
-    }
-    text += '"';
-  }
-  text += '\n';
 }
 
 }  // namespace velmora
