@@ -15,8 +15,8 @@ namespace vlmfsl {
 // position: of a predictor in a ranked order, from 1.
 [[nodiscard]] std::string PredictorName(const FeatureSelectionSettings& settings, int position);
 
-// A text of the module with the dependent's name in place of "%s": the first text for a continuous dependent, the
-// second for a categorical one.
+// A text of the module with the dependent's name in place of "%s": the first text for a continuous
+// dependent, the second for a categorical one.
 [[nodiscard]] std::string TextForDependent(const FeatureSelectionSettings& settings, int dependentIndex,
                                            int continuousTextId, int categoricalTextId);
 

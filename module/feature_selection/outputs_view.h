@@ -6,7 +6,8 @@
 
 namespace vlmfsl {
 
-// Valid while the settings hold results. For indices outside the matrices, pairs are not computable and numbers 0.
+// Valid while the settings hold results. For indices outside the matrices, pairs are not computable
+// and numbers 0.
 class FeatureSelectionResultsView final : public vlm::IFeatureSelectionResults {
  public:
   explicit FeatureSelectionResultsView(FeatureSelectionSettings& settings) : settings_(settings) {}

@@ -1,5 +1,6 @@
-// Graphs of a binary response: the default rate of each bin as a segment over its interval, and the distribution of
-// the predictor behind the rates. A categorical predictor has levels instead of intervals, and one bar per bin.
+// Graphs of a binary response: the default rate of each bin as a segment over its interval, and the
+// distribution of the predictor behind the rates. A categorical predictor has levels instead of
+// intervals, and one bar per bin.
 #include <algorithm>
 #include <cmath>
 
@@ -39,8 +40,8 @@ std::vector<BinShare> SharesOf(const PredSummary& record) {
 
 double Percent(double share) { return HasValue(share) ? 100 * share : share; }
 
-// n cut points: 4n + 4 rows. The segment of bin k (from 1) is in rows 3k - 2 and 3k - 1; every third row is empty,
-// so that no line joins two segments.
+// n cut points: 4n + 4 rows. The segment of bin k (from 1) is in rows 3k - 2 and 3k - 1; every
+// third row is empty, so that no line joins two segments.
 GraphPoints DefaultRateSegments(const PredSummary& record, const std::vector<BinShare>& shares) {
   const std::size_t cutCount = record.cutPoints.size();
   GraphPoints points(4 * cutCount + 4);
@@ -107,7 +108,8 @@ class Distribution {
   GraphPoints density;
 };
 
-// The density and the rates share no unit: the density is scaled so that its peak is as high as the highest rate.
+// The density and the rates share no unit: the density is scaled so that its peak is as high as the
+// highest rate.
 double DensityScale(const GraphPoints& density, const GraphPoints& rates) {
   double highestRate = 0;
   for (const double rate : rates.y) {

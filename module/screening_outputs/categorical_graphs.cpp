@@ -1,5 +1,5 @@
-// Graphs of a categorical response: the weighted count of each class in each bin, as lines, as a histogram for each
-// bin, and as bars in three dimensions.
+// Graphs of a categorical response: the weighted count of each class in each bin, as lines, as a
+// histogram for each bin, and as bars in three dimensions.
 #include <algorithm>
 #include <numeric>
 

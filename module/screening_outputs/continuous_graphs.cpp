@@ -1,5 +1,5 @@
-// Graphs of a continuous response: a box of its order statistics for each bin, and the cases themselves with the mean
-// of each bin and its 95 % limits as a diamond over the bin's interval.
+// Graphs of a continuous response: a box of its order statistics for each bin, and the cases
+// themselves with the mean of each bin and its 95 % limits as a diamond over the bin's interval.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -16,7 +16,8 @@ constexpr int kMostPoints = 2000;        // more could not be told apart
 constexpr double kLevelHalfWidth = 0.4;  // of a level's diamond; its place is the number of its bin
 constexpr double kJitter = 0.2;          // on either side of that place
 
-// Bits that look random, the same for the same number (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195).
+// Bits that look random, the same for the same number (Steele, Lea and Flood 2014,
+// doi:10.1145/2660193.2660195).
 std::uint64_t Mixed(std::uint64_t number) {
   number += 0x9E3779B97F4A7C15u;
   number = (number ^ (number >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -27,8 +28,9 @@ std::uint64_t Mixed(std::uint64_t number) {
 // Uniform over 0 <= share < 1.
 double MixedShare(std::uint64_t number) { return static_cast<double>(Mixed(number) >> 11) * 0x1p-53; }
 
-// Row numbers of the work sheet, ascending: all, or a random one from each of kMostPoints parts of equal length. The
-// rows are sorted by the predictor, so the sample covers its whole range; the first and the last row are always in it.
+// Row numbers of the work sheet, ascending: all, or a random one from each of kMostPoints parts of
+// equal length. The rows are sorted by the predictor, so the sample covers its whole range; the
+// first and the last row are always in it.
 std::vector<int> SampleRows(int rowCount) {
   const int count = std::min(rowCount, kMostPoints);
   std::vector<int> rows(static_cast<std::size_t>(count));
@@ -46,8 +48,8 @@ std::vector<int> SampleRows(int rowCount) {
   return rows;
 }
 
-// The positions of the cases: predictor (or bin number, jittered so that the cases of a level can be told apart) and
-// response.
+// The positions of the cases: predictor (or bin number, jittered so that the cases of a level can
+// be told apart) and response.
 GraphPoints SampleCases(const PredSummary& record) {
   if (!record.workSheet) throw HostCallError("The record has no work sheet.");
   vlm::IWorkSheet& sheet = *record.workSheet;
@@ -138,7 +140,8 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredS
     }
     AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
              record, labels);
-    // Levels have the same places as the boxes of a box plot, so the script of the box plot fits them.
+    // Levels have the same places as the boxes of a box plot, so the script of the box plot fits
+    // them.
     std::string& script = record.resultTexts[kEventScriptText];
     script = FrameEventScript(ScriptTarget::kPlot,
                               continuous ? BinConditionsForDiamond(record) : BinConditionsForBox(record));

@@ -1,5 +1,5 @@
-// Shared by the screening graphs: a wrapper around a graph document that takes C++ texts and throws when the
-// host refuses a call, the title lines of every graph, and the handling of such a failure.
+// Shared by the screening graphs: a wrapper around a graph document that takes C++ texts and throws
+// when the host refuses a call, the title lines of every graph, and the handling of such a failure.
 //
 //   return ShownGraph(analysis, record, [&] {
 //     GraphWriter graph(analysis, record, vlm::kLineGraph);
@@ -66,8 +66,8 @@ class GraphWriter {
 [[nodiscard]] std::vector<std::string> BinLabels(const CFeatureSelectionTemplate& analysis,
                                                  const PredSummary& record);
 
-// Returns the graph that make() returns, and drops the record's sheets of single cases afterwards. A failure
-// of the host is reported to the user and gives null.
+// Returns the graph that make() returns, and drops the record's sheets of single cases afterwards.
+// A failure of the host is reported to the user and gives null.
 template <typename Make>
 [[nodiscard]] vlm::Ref<vlm::IGraph> ShownGraph(CFeatureSelectionTemplate& analysis, PredSummary& record,
                                                Make&& make) {

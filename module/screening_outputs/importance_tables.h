@@ -1,4 +1,5 @@
-// Importance tables: one row per analysed predictor, best first, one column per statistic of the response kind.
+// Importance tables: one row per analysed predictor, best first, one column per statistic of the
+// response kind.
 #pragma once
 
 #include <span>
@@ -22,8 +23,8 @@ void NameColumn(vlm::ISpreadsheet& sheet, int column, const std::string& name, c
 // A name that is longer than the sheet's row names becomes its short form.
 void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int row, const std::string& name);
 
-// Makes and shows the table of a response kind. Null when no predictor was analysed for it, or the host could
-// not make the sheet.
+// Makes and shows the table of a response kind. Null when no predictor was analysed for it, or the
+// host could not make the sheet.
 [[nodiscard]] vlm::Ref<vlm::ISpreadsheet> ShowImportanceTable(CFeatureSelectionTemplate& analysis,
                                                               int responseKind);
 

@@ -30,8 +30,8 @@ int CountValues(vlm::ISpreadsheet& sheet) {
   return rowCount;
 }
 
-// A breakdown has the statistics of the response first and then the same ones of its ranks; the long names tell
-// them apart.
+// A breakdown has the statistics of the response first and then the same ones of its ranks; the
+// long names tell them apart.
 void NameBreakdownColumns(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& breakdown,
                           const std::string& response) {
   constexpr int kFirstOfResponse = 2, kFirstOfRanks = 6, kAfterRanks = 10;

@@ -6,14 +6,15 @@
 
 namespace vlmfsl {
 
-// Shows a copy of the crosstabulation of a binary or categorical response, or of the breakdown of a continuous
-// one, for one predictor, and after it the percentages and expected counts of a categorical response. Every call
-// makes new documents; the record stays as it is. Null when there is none, or the host could not make it.
+// Shows a copy of the crosstabulation of a binary or categorical response, or of the breakdown of a
+// continuous one, for one predictor, and after it the percentages and expected counts of a
+// categorical response. Every call makes new documents; the record stays as it is. Null when there
+// is none, or the host could not make it.
 [[nodiscard]] vlm::Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analysis,
                                                              int responseKind, int predictorIndex);
 
-// Shows one row per distinct value of a continuous predictor of the binary response: default rate, bad and good
-// cases, and the percentage of all cases up to the value. Null when there is none.
+// Shows one row per distinct value of a continuous predictor of the binary response: default rate,
+// bad and good cases, and the percentage of all cases up to the value. Null when there is none.
 [[nodiscard]] vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& analysis,
                                                                 int predictorIndex);
 

@@ -75,7 +75,8 @@ std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string
   return text;
 }
 
-// One row of the table of all predictors: a record per response kind for which the predictor was analysed.
+// One row of the table of all predictors: a record per response kind for which the predictor was
+// analysed.
 struct PredictorRow {
   const PredSummary* any = nullptr;
   std::map<int, RankedRecord> byKind;

@@ -1,4 +1,5 @@
-// The report's writers on results that no data would give at once: numbers at their limits, names that quote.
+// The report's writers on results that no data would give at once: numbers at their limits, names
+// that quote.
 #include <gtest/gtest.h>
 
 #include <bit>

@@ -17,8 +17,8 @@ std::string Quoted(const std::string& text) {
   return quoted + "\"";
 }
 
-// 240 cases: 12 without a response, 24 of another code. The hostile predictor and its levels are the best, noise
-// comes after it, one predictor is constant.
+// 240 cases: 12 without a response, 24 of another code. The hostile predictor and its levels are
+// the best, noise comes after it, one predictor is constant.
 std::string HostileTable() {
   std::string csv = "flag," + Quoted(kHostile) + ",x,y,z,same\n";
   for (int i = 0; i < 240; ++i) {
@@ -144,7 +144,8 @@ TEST(ScreenPage, ShowsClassesInPercent) {
   }
 }
 
-// Three responses with 5,000 predictors each, twenty bins per predictor, and weights that make every figure long.
+// Three responses with 5,000 predictors each, twenty bins per predictor, and weights that make
+// every figure long.
 TEST(ScreenPage, StaysSmallWithThousandsOfPredictors) {
   ScreenReport report;
   ScreenDocuments documents;

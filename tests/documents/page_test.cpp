@@ -1,4 +1,5 @@
-// The page in a browser: its script runs, tables sort, search and grow, charts are drawn, nothing is fetched.
+// The page in a browser: its script runs, tables sort, search and grow, charts are drawn, nothing
+// is fetched.
 #include <gtest/gtest.h>
 
 #include "tests/documents/graph_sample.h"
@@ -74,7 +75,8 @@ TEST(Page, HostileTextsAndNamesForReaders) {
   EXPECT_EQ(0, out["fetched"]);
 }
 
-// Charts 1 to 7: default rates, distribution, box plot, scatter with diamonds, interaction plot, panels, 3-D.
+// Charts 1 to 7: default rates, distribution, box plot, scatter with diamonds, interaction plot,
+// panels, 3-D.
 TEST(Page, EveryKindOfGraphIsDrawnWithItsTexts) {
   for (const int bins : {2, 20}) {
     SCOPED_TRACE(bins);

@@ -138,7 +138,8 @@ TEST(Formula, ReferencesFollowInsertedColumns) {
   }
 }
 
-// The columns that the screening of a binary response adds, in the order and at the places it adds them.
+// The columns that the screening of a binary response adds, in the order and at the places it adds
+// them.
 TEST(Sheet, CrosstabColumns) {
   Sheet sheet(3, 4);
   const double counts[3][4] = {{1, 10, 30, 40}, {2, 90, 270, 360}, {kNeverWritten, 100, 300, 400}};

@@ -296,7 +296,8 @@ Json DataOf(const std::string& page) {
 
 TEST(Html, EscapedAndSelfContained) {
   const std::string page = WriteHtml(sample::Everything());
-  // Ours alone: the data, the chart library, the page's script. A text that got through would add one.
+  // Ours alone: the data, the chart library, the page's script. A text that got through would add
+  // one.
   EXPECT_EQ(3, Count(page, "<script"));
   EXPECT_EQ(3, Count(page, "</script"));
   EXPECT_EQ(0, Count(page, "<b>not bold"));

@@ -1,4 +1,5 @@
-// The automation objects of documents. Rows, columns, cases, variables and items are numbered from 1.
+// The automation objects of documents. Rows, columns, cases, variables and items are numbered from
+// 1.
 #include "workbench/automation/document_objects.h"
 
 #include <utility>

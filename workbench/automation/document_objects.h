@@ -1,5 +1,6 @@
-// What scripts see of the workbench's documents: output spreadsheets, graphs, reports, the collection of
-// them, and the input spreadsheet. Each maker returns a new object whose one reference is the caller's.
+// What scripts see of the workbench's documents: output spreadsheets, graphs, reports, the
+// collection of them, and the input spreadsheet. Each maker returns a new object whose one
+// reference is the caller's.
 #pragma once
 
 #include <functional>

@@ -1,5 +1,5 @@
-// Saves documents for scripts. The file's extension names the format: .html, .xlsx, .json and .txt; also .csv for a
-// single table. Files are written atomically.
+// Saves documents for scripts. The file's extension names the format: .html, .xlsx, .json and .txt;
+// also .csv for a single table. Files are written atomically.
 #pragma once
 
 #include <memory>

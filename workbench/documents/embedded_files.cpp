@@ -1,4 +1,5 @@
-// The assembler includes the files as they are; CMake names them and makes this file depend on them.
+// The assembler includes the files as they are; CMake names them and makes this file depend on
+// them.
 #include "workbench/documents/embedded_files.h"
 
 #ifdef _WIN32

@@ -1,4 +1,5 @@
-// A chart as plain data: what is drawn, not how. The contract's graph interface fills it, renderers draw it.
+// A chart as plain data: what is drawn, not how. The contract's graph interface fills it, renderers
+// draw it.
 //
 //   Graph graph;
 //   graph.titleLines = {"Importance plot", "Dependent variable: risk"};
@@ -69,7 +70,8 @@ struct Graph {
   GraphKind kind = GraphKind::kXy;
   // The first line is the title, the second the second title, and so on.
   std::vector<std::string> titleLines;
-  // Positions (x of the series) and values (y), whichever way the chart is turned; depth of 3-D charts.
+  // Positions (x of the series) and values (y), whichever way the chart is turned; depth of 3-D
+  // charts.
   GraphAxis positionAxis;
   GraphAxis valueAxis;
   GraphAxis rightAxis;

@@ -1,5 +1,5 @@
-// The tooltips of a graph's event script. A page cannot run the script, so its texts are taken when the page is
-// written.
+// The tooltips of a graph's event script. A page cannot run the script, so its texts are taken when
+// the page is written.
 #pragma once
 
 #include <string>
@@ -19,8 +19,8 @@ struct GraphTips {
   std::vector<std::vector<std::string>> elements;  // by series and box; empty where there is no text
 };
 
-// Runs the script for a point inside every piece of a line with gaps, and at every box and diamond. A script that
-// cannot be run gives no texts.
+// Runs the script for a point inside every piece of a line with gaps, and at every box and diamond.
+// A script that cannot be run gives no texts.
 GraphTips TipsOf(const Graph& graph);
 
 }  // namespace velmora

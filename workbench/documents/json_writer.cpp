@@ -20,7 +20,8 @@
 //       "footnote", "eventScript"},
 //      {"id", "group", "kind": "text", "title", "text"}]}
 //
-// Names are given in full. An empty cell, a NaN and an infinity are null, because JSON has no number for them.
+// Names are given in full. An empty cell, a NaN and an infinity are null, because JSON has no
+// number for them.
 #include <cmath>
 #include <nlohmann/json.hpp>
 

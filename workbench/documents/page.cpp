@@ -30,8 +30,9 @@ std::string Escaped(std::string_view text) {
   return result;
 }
 
-// The data as JSON without a "<", so that no text can end the block. An override of direction in one text would
-// reorder the texts around it; such characters and malformed UTF-8 become visible marks.
+// The data as JSON without a "<", so that no text can end the block. An override of direction in
+// one text would reorder the texts around it; such characters and malformed UTF-8 become visible
+// marks.
 std::string EmbeddedJson(const PageJson& data) {
   const std::string json = data.dump(-1, ' ', false, PageJson::error_handler_t::replace);
   std::string safe;

@@ -1,12 +1,13 @@
-// The page shell that all HTML reports share: one self-contained file whose scripts (page/*.js) draw a report from
-// JSON with named members. page/page.js describes the members of a page, of its sections and of their parts.
+// The page shell that all HTML reports share: one self-contained file whose scripts (page/*.js)
+// draw a report from JSON with named members. page/page.js describes the members of a page, of its
+// sections and of their parts.
 //
 //   Page page;
 //   page.data = {{"title", "credit.csv"}, {"notices", PageJson::array()}, {"sections", std::move(sections)}};
 //   std::string html = PageText(page);
 //
-// Texts of the data reach the page only inside the JSON block, which contains no "<", and from there as text
-// nodes, so no text can become markup.
+// Texts of the data reach the page only inside the JSON block, which contains no "<", and from
+// there as text nodes, so no text can become markup.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -33,8 +34,8 @@ PageJson PageFacts(const std::vector<Fact>& facts);
 // A text part, its lines shortened like labels; with a summary, the text is folded away under it.
 PageJson PageTextPart(std::string_view title, std::string_view text, std::string_view summary = {});
 
-// A label as pages and machine-readable results show it: at most kLongestLabel characters, cut with "…". A level of
-// the data may be a whole document.
+// A label as pages and machine-readable results show it: at most kLongestLabel characters, cut with
+// "…". A level of the data may be a whole document.
 inline constexpr int kLongestLabel = 1000;
 std::string DisplayLabel(std::string_view label);
 

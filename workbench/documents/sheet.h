@@ -1,5 +1,6 @@
-// The workbench's output spreadsheet: rows x columns of doubles with names, formats, labels, texts and
-// formula columns. Rows and columns are numbered from 1, like the references v1, v2, ... of its formulas.
+// The workbench's output spreadsheet: rows x columns of doubles with names, formats, labels, texts
+// and formula columns. Rows and columns are numbered from 1, like the references v1, v2, ... of its
+// formulas.
 //
 // Formula values are kept up to date as cells are written, row by row, so reading changes nothing.
 //
@@ -25,8 +26,8 @@ namespace velmora {
 // A cell that was never written: the double with every bit set, a NaN.
 inline constexpr double kNeverWritten = std::bit_cast<double>(~std::uint64_t{0});
 
-// True for a cell that renderers show as empty: the missing value (to 15 units in the last place) and the cell
-// that was never written. Other NaNs and infinities are results and are shown as such.
+// True for a cell that renderers show as empty: the missing value (to 15 units in the last place)
+// and the cell that was never written. Other NaNs and infinities are results and are shown as such.
 bool IsEmptyCell(double value);
 
 // What the numbers of a column are; decides how they are shown.
@@ -46,24 +47,27 @@ class Sheet {
   const std::string& LongTitle() const { return longTitle_.empty() ? title_ : longTitle_; }
   void SetLongTitle(std::string_view title) { longTitle_ = title; }
 
-  // Longest names in characters (code points); longer ones are cut when set. 0 is no limit, the default.
+  // Longest names in characters (code points); longer ones are cut when set. 0 is no limit, the
+  // default.
   int ColumnNameWidth() const { return columnNameWidth_; }
   void SetColumnNameWidth(int width) { columnNameWidth_ = width; }
   int RowNameWidth() const { return rowNameWidth_; }
   void SetRowNameWidth(int width) { rowNameWidth_ = width; }
 
-  // Row and column numbers outside the sheet: setters return false and change nothing, getters return an
-  // empty text or kNeverWritten.
+  // Row and column numbers outside the sheet: setters return false and change nothing, getters
+  // return an empty text or kNeverWritten.
   const std::string& ColumnName(int column) const;
   bool SetColumnName(int column, std::string_view name);
   // A formula column's long name is its formula, with references as rebound.
   const std::string& ColumnLongName(int column) const;
-  // Sets a plain long name, even one that begins with "="; an earlier formula is dropped, its values stay.
+  // Sets a plain long name, even one that begins with "="; an earlier formula is dropped, its
+  // values stay.
   bool SetColumnLongName(int column, std::string_view longName);
   const std::string& RowName(int row) const;
   bool SetRowName(int row, std::string_view name);
 
-  // format: empty (general: as many digits as are worth showing), "0", "0.0000" (fixed decimals), "0.00E+00".
+  // format: empty (general: as many digits as are worth showing), "0", "0.0000" (fixed decimals),
+  // "0.00E+00".
   const std::string& Format(int column) const;
   bool SetFormat(int column, std::string_view format);
   NumberRole Role(int column) const;
@@ -88,20 +92,22 @@ class Sheet {
   bool SetLabels(int column, std::vector<ValueLabel> labels);  // any order, the first of equal values counts
   // Null when the value has no label.
   const std::string* LabelOf(int column, double value) const;
-  // The text that is shown for the cell: its own, else its value's label, else null (its number is shown).
+  // The text that is shown for the cell: its own, else its value's label, else null (its number is
+  // shown).
   const std::string* ShownText(int row, int column) const;
 
-  // Makes column a formula column: text is the formula, with its leading "=", and becomes the long name.
-  // Returns an empty string, or one sentence that says what is wrong, and then nothing has changed: the text is not a
-  // formula, refers to a column outside the sheet, or depends on itself.
+  // Makes column a formula column: text is the formula, with its leading "=", and becomes the long
+  // name. Returns an empty string, or one sentence that says what is wrong, and then nothing has
+  // changed: the text is not a formula, refers to a column outside the sheet, or depends on itself.
   [[nodiscard]] std::string SetFormula(int column, std::string_view text);
   bool IsFormula(int column) const;
 
-  // Inserts count empty columns after column `after` (0..ColumnCount()); formula references to moved columns
-  // follow.
+  // Inserts count empty columns after column `after` (0..ColumnCount()); formula references to
+  // moved columns follow.
   bool InsertColumns(int after, int count = 1);
-  // Inserts one column with name and format; longName that begins with "=" is a formula over the columns as
-  // they are after the insertion. On failure returns the sentence of SetFormula and inserts nothing.
+  // Inserts one column with name and format; longName that begins with "=" is a formula over the
+  // columns as they are after the insertion. On failure returns the sentence of SetFormula and
+  // inserts nothing.
   [[nodiscard]] std::string InsertColumn(int after, std::string_view name, std::string_view longName,
                                          std::string_view format);
   // Removes the last rows or adds unwritten ones.

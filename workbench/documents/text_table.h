@@ -22,11 +22,12 @@ class TextTable {
   // One cell per column. barShare: length of the row's bar, 0 to 1.
   void AddRow(std::vector<std::string> cells, double barShare = 0);
 
-  // Columns two blanks apart, as wide as their widest cell. width: columns of the terminal, 0 for no limit;
-  // where they do not fit, the widest columns of left-aligned texts are narrowed and their cells cut.
+  // Columns two blanks apart, as wide as their widest cell. width: columns of the terminal, 0 for
+  // no limit; where they do not fit, the widest columns of left-aligned texts are narrowed and
+  // their cells cut.
   std::string Text(int width, bool utf8) const;
-  // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and are left out
-  // where that is too little to tell them apart. ASCII without utf8.
+  // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and
+  // are left out where that is too little to tell them apart. ASCII without utf8.
   std::string TextWithBars(int width, bool utf8) const;
   bool HasRoomForBars(int width) const { return BarCells(width) > 0; }
 

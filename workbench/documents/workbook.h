@@ -1,5 +1,6 @@
-// The results of a run: its documents in order of creation, the groups they belong to (one per dependent or
-// response), the notices, and the facts of the run. Writers read it; nothing here formats anything.
+// The results of a run: its documents in order of creation, the groups they belong to (one per
+// dependent or response), the notices, and the facts of the run. Writers read it; nothing here
+// formats anything.
 //
 //   Workbook workbook;
 //   workbook.title = "Feature selection: credit.csv";
@@ -27,7 +28,8 @@ struct Fact {
   std::string value;
 };
 
-// Documents of one dependent or response. Group 0 always exists and holds what belongs to the whole run.
+// Documents of one dependent or response. Group 0 always exists and holds what belongs to the whole
+// run.
 struct DocumentGroup {
   int id = 0;
   int subject = 0;          // variable number of the dependent or response
@@ -65,11 +67,11 @@ class Workbook {
   void SetFact(std::string_view key, std::string_view value);  // replaces the value of a key that is there
   void AddNotice(std::string_view text, int group = 0);
 
-  // The group of a dependent or response, made when there is none yet; its id. A description replaces the one
-  // that is there.
+  // The group of a dependent or response, made when there is none yet; its id. A description
+  // replaces the one that is there.
   int GroupOfSubject(int variableNumber, std::string_view name, std::string_view description = {});
-  // The workbook shares the document with its creator, who may go on changing it. Returns its id, or 0 for a null
-  // body.
+  // The workbook shares the document with its creator, who may go on changing it. Returns its id,
+  // or 0 for a null body.
   int Add(std::shared_ptr<Sheet> sheet, int group = 0);
   int Add(std::shared_ptr<Graph> graph, int group = 0);
   int Add(std::shared_ptr<TextDocument> text, int group = 0);

@@ -1,6 +1,6 @@
-// A workbook as a spreadsheet file through libxlsxwriter: first a sheet with the run's facts, notices and
-// contents, then one worksheet per table and one per text. The library writes to a file, which is read back and
-// removed.
+// A workbook as a spreadsheet file through libxlsxwriter: first a sheet with the run's facts,
+// notices and contents, then one worksheet per table and one per text. The library writes to a
+// file, which is read back and removed.
 #include <xlsxwriter.h>
 
 #include <algorithm>
@@ -64,8 +64,8 @@ class ScratchFile {
   std::filesystem::path path_;
 };
 
-// Names that spreadsheet programs accept: at most 31 UTF-16 units, none of []:*?/\, no apostrophe at an end,
-// unique when letter case is ignored.
+// Names that spreadsheet programs accept: at most 31 UTF-16 units, none of []:*?/\, no apostrophe
+// at an end, unique when letter case is ignored.
 class SheetNames {
  public:
   SheetNames() { taken_.insert("history"); }  // reserved

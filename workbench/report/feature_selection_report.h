@@ -1,5 +1,5 @@
-// The results of a feature selection run as plain data, read once from the module. Terminal tables, JSON, CSV, the
-// workbook and the page are all made from it.
+// The results of a feature selection run as plain data, read once from the module. Terminal tables,
+// JSON, CSV, the workbook and the page are all made from it.
 //
 //   FeatureSelectionReport report = ReadFeatureSelection(session, frontend);
 //   std::string json = FeatureSelectionJson(report);
@@ -62,7 +62,8 @@ std::string ShownStatistic(const ReportedDependent& dependent, const vlm::Featur
 std::string DegreesOfFreedomText(const vlm::FeatureSelectionPair& pair);
 // "the 10 best of 33 predictors", or "no predictor of 33 has p <= 0.01".
 std::string ShownPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent);
-// All predictor indices: the best ones, then the others by statistic or p-value, those without a score last.
+// All predictor indices: the best ones, then the others by statistic or p-value, those without a
+// score last.
 std::vector<int> OrderedPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent);
 // The data, the selection, the weights and the settings of the run.
 std::vector<Fact> RunFacts(const FeatureSelectionReport& report);

@@ -1,5 +1,5 @@
-// Pieces of the machine-readable results. Long lists are written item by item, one item per line, so that thousands
-// of predictors neither build a tree in memory nor make one unreadable line.
+// Pieces of the machine-readable results. Long lists are written item by item, one item per line,
+// so that thousands of predictors neither build a tree in memory nor make one unreadable line.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -12,12 +12,13 @@ namespace velmora {
 
 using Json = nlohmann::ordered_json;
 
-// Doubles read back to the same bits; NaN and infinities become null; bytes that are not UTF-8 become U+FFFD.
+// Doubles read back to the same bits; NaN and infinities become null; bytes that are not UTF-8
+// become U+FFFD.
 std::string JsonText(const Json& value, int indent = -1);
 // An indented JSON value with all lines but the first moved one level to the right.
 std::string Indented(const std::string& text);
-// A list with one item per line: append(item) adds an item's text, which it indents itself. indent: of the line
-// with the closing bracket. An empty list is "[]".
+// A list with one item per line: append(item) adds an item's text, which it indents itself. indent:
+// of the line with the closing bracket. An empty list is "[]".
 //
 //   AppendLines(text, report.responses, "  ", [&](const ScreenedResponse& one) { text += "    " + Member(one); });
 template <typename Items, typename Append>

@@ -52,7 +52,8 @@ PageJson DecimalsOf(const std::string& format) {
 
 std::string FileName(const std::string& path) { return Utf8Of(PathOf(path).filename().string()); }
 
-// One line per bin: the condition on the predictor's value, and the bin. Numbers read back to the same double.
+// One line per bin: the condition on the predictor's value, and the bin. Numbers read back to the
+// same double.
 std::string RulesOf(const ScreenedPredictor& predictor) {
   std::vector<std::string> conditions(predictor.bins.size());
   const auto cut = [&](std::size_t i) { return ShortestNumber(predictor.cutPoints[i]); };

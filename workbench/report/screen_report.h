@@ -1,5 +1,5 @@
-// The results of a screening run as plain data, read once from the module. Terminal tables, JSON, CSV, the workbook
-// and the page are all made from it.
+// The results of a screening run as plain data, read once from the module. Terminal tables, JSON,
+// CSV, the workbook and the page are all made from it.
 #pragma once
 
 #include <algorithm>
@@ -78,7 +78,8 @@ struct ScreenReport {
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;
 
-  // How many of a response's predictors are shown with their bins; otherwise: when the user gave no number.
+  // How many of a response's predictors are shown with their bins; otherwise: when the user gave no
+  // number.
   std::size_t ShownOf(const ScreenedResponse& response, int otherwise) const {
     return std::min(response.predictors.size(), static_cast<std::size_t>(best < 0 ? otherwise : best));
   }

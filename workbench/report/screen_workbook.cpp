@@ -1,5 +1,5 @@
-// A screening run as tables for an XLSX file: for every response the ranking, all bins, and the bins of the best
-// predictors on a sheet of their own.
+// A screening run as tables for an XLSX file: for every response the ranking, all bins, and the
+// bins of the best predictors on a sheet of their own.
 #include <algorithm>
 
 #include "workbench/documents/page.h"
@@ -77,7 +77,8 @@ void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weigh
   Add(workbook, std::move(sheet), group, "Ranking " + response.name);
 }
 
-// A bin's classes in percent of the bin, in percent of each class, and as expected without association.
+// A bin's classes in percent of the bin, in percent of each class, and as expected without
+// association.
 void SetShares(Sheet& sheet, int row, int column, const ScreenedBin& bin, const ScreenedBin& whole) {
   const std::size_t classCount = bin.counts.size();
   const int next = static_cast<int>(classCount);
@@ -89,7 +90,8 @@ void SetShares(Sheet& sheet, int row, int column, const ScreenedBin& bin, const 
   }
 }
 
-// The figures of bins, from a column on: shared by the table of all bins and those of single predictors.
+// The figures of bins, from a column on: shared by the table of all bins and those of single
+// predictors.
 class BinFigures {
  public:
   // shares: percentages and expected counts of the classes too.

@@ -1,5 +1,6 @@
-// Adapters over Sheet, Graph and TextDocument. A call that fails keeps its exception in the document's home and
-// returns to the module as if nothing had happened; such a document is never shown.
+// Adapters over Sheet, Graph and TextDocument. A call that fails keeps its exception in the
+// document's home and returns to the module as if nothing had happened; such a document is never
+// shown.
 #include "workbench/session/document_adapters.h"
 
 #include <algorithm>
@@ -15,8 +16,8 @@ namespace velmora {
 
 namespace {
 
-// Reference count, home, subject and automation object of any document. Interface is the contract's, Body the
-// workbench's.
+// Reference count, home, subject and automation object of any document. Interface is the
+// contract's, Body the workbench's.
 template <typename Self, typename Interface, typename Body>
 class DocumentAdapter : public Interface {
  public:

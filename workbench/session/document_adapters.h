@@ -1,5 +1,5 @@
-// The workbench's documents as the module sees them: output spreadsheets, graphs and texts behind the
-// contract's interfaces.
+// The workbench's documents as the module sees them: output spreadsheets, graphs and texts behind
+// the contract's interfaces.
 #pragma once
 
 #include <functional>
@@ -37,7 +37,8 @@ inline constexpr int kColumnNameWidth = 8;
 inline constexpr int kMinimumRowNameWidth = 8;
 inline constexpr int kMaximumRowNameWidth = 40;
 
-// Each returns a new object with one reference, which is the caller's. subjectNumber: see IDocument.
+// Each returns a new object with one reference, which is the caller's. subjectNumber: see
+// IDocument.
 vlm::ISpreadsheet* MakeSpreadsheet(std::shared_ptr<DocumentHome> home, int subjectNumber, int rowCount,
                                    int columnCount, int rowNameWidth);
 // Over a sheet of the workbench's own procedures, whose names have any length.

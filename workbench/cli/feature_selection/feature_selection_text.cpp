@@ -1,4 +1,5 @@
-// Feature selection for people and for spreadsheets: the terminal's tables and the CSV of all pairs.
+// Feature selection for people and for spreadsheets: the terminal's tables and the CSV of all
+// pairs.
 #include <algorithm>
 #include <cctype>
 
@@ -37,8 +38,8 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   return text;
 }
 
-// Rank, predictor, kind, statistic, p, N, degrees of freedom and a bar for each of the dependent's best predictors.
-// Sets anyBars where the bars have room.
+// Rank, predictor, kind, statistic, p, N, degrees of freedom and a bar for each of the dependent's
+// best predictors. Sets anyBars where the bars have room.
 std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
                            int width, bool utf8, bool& anyBars) {
   const auto pairOf = [&](int index) -> const vlm::FeatureSelectionPair& {
