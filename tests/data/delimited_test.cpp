@@ -9,6 +9,7 @@
 
 #include "tests/data/data_test_support.h"
 #include "tests/support/paths.h"
+#include "workbench/data/record_splitter.h"
 
 namespace velmora {
 namespace {
@@ -232,6 +233,49 @@ TEST_F(DataTest, NumbersReadBackToTheSameBits) {
   for (std::size_t j = 0; j < kColumns; ++j)
     ASSERT_EQ(std::memcmp(table.columns[j].values.data(), expected[j].data(), kCases * sizeof(double)), 0)
         << "column " << j;
+}
+
+// Where blocks end makes no difference: every split of a text gives the fields of the whole.
+TEST(RecordSplitter, BlocksMayEndAnywhere) {
+  const auto split = [](std::string_view text, std::size_t blockBytes) {
+    std::string shown;
+    try {
+      RecordSplitter splitter(
+          "a.csv", ',',
+          [&](char* buffer, std::size_t size) {
+            const std::size_t count = std::min(size, text.size());
+            std::memcpy(buffer, text.data(), count);
+            text.remove_prefix(count);
+            return count;
+          },
+          blockBytes);
+      for (const std::string& name : splitter.Names()) shown += "<" + name + ">";
+      for (RecordBlock block; splitter.Next(block);)
+        for (std::int64_t row = 0; row < block.rowCount; ++row)
+          for (std::size_t column = 0; column < block.columnCount; ++column)
+            shown += "[" + std::string(block.Text(row, column)) + "]";
+    } catch (const DataError& error) {
+      return shown + error.what();
+    }
+    return shown;
+  };
+  std::mt19937_64 random(11);
+  const char* const parts[] = {",",    ",", "\n", "\r\n",     "\r",      "\"",
+                               "\"\"", "a", " ",  "\xC3\xA9", "\"b\n\"", "\xC3"};
+  for (int i = 0; i < 3000; ++i) {
+    std::string text = "x,y\n";
+    for (auto count = random() % 12; count > 0; --count) text += parts[random() % std::size(parts)];
+    const std::string whole = split(text, 4096);
+    for (const std::size_t blockBytes : {1, 2, 3, 5, 8, 13}) {
+      const std::string pieces = split(text, blockBytes);
+      // What is wrong further on is found later.
+      if (whole.find("a.csv") == std::string::npos) {
+        ASSERT_EQ(pieces, whole) << text;
+      } else {
+        ASSERT_NE(pieces.find(whole.substr(whole.find("a.csv"), 5)), std::string::npos) << text;
+      }
+    }
+  }
 }
 
 // Quoted line ends at every place of the splitter's blocks.

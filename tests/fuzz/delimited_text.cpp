@@ -15,14 +15,18 @@ namespace {
 void Run(std::string_view text) {
   if (text.empty()) return;
   const char choices[] = {0, ',', ';', '\t', '|'};
-  const char delimiter = choices[static_cast<unsigned char>(text[0]) % 5];
+  const auto choice = static_cast<unsigned char>(text[0]);
+  const char delimiter = choices[choice % 5];
   text.remove_prefix(1);
-  RecordSplitter splitter("fuzz.csv", delimiter, [&](char* buffer, std::size_t size) {
-    const std::size_t count = std::min(size, text.size());
-    std::memcpy(buffer, text.data(), count);
-    text.remove_prefix(count);
-    return count;
-  });
+  RecordSplitter splitter(
+      "fuzz.csv", delimiter,
+      [&](char* buffer, std::size_t size) {
+        const std::size_t count = std::min(size, text.size());
+        std::memcpy(buffer, text.data(), count);
+        text.remove_prefix(count);
+        return count;
+      },
+      1U + choice / 5);
   const std::vector<std::string> missingTexts = {"n/a"};
   std::vector<ColumnBuilder> builders;
   for (std::size_t i = 0; i < splitter.Names().size(); ++i)

@@ -12,7 +12,7 @@ namespace velmora {
 
 namespace {
 
-constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
+constexpr std::size_t kStartBytes = 16;  // enough for a byte-order mark and a line "sep=;"
 constexpr std::size_t kSampleBytes = std::size_t{1} << 18;
 constexpr std::size_t kLongestBlock = 0xFFFFFFF0U;  // places of fields have 32 bits
 constexpr std::string_view kDelimiters = ",;\t|";
@@ -95,8 +95,8 @@ std::uint32_t Unescape(char* text, std::uint32_t length) {
 
 }  // namespace
 
-RecordSplitter::RecordSplitter(std::string name, char delimiter, Source source)
-    : name_(std::move(name)), delimiter_(delimiter), source_(std::move(source)) {
+RecordSplitter::RecordSplitter(std::string name, char delimiter, Source source, std::size_t blockBytes)
+    : name_(std::move(name)), delimiter_(delimiter), source_(std::move(source)), blockBytes_(blockBytes) {
   ReadStart();
   classes_['\0'] = kNul;
   classes_[' '] = kBlank;
@@ -115,7 +115,7 @@ void RecordSplitter::Fail(Position at, const std::string& problem) const {
 
 void RecordSplitter::Refill(std::vector<char>& bytes) {
   const std::size_t held = bytes.size();
-  const std::size_t wanted = std::max(kBlockBytes, held);
+  const std::size_t wanted = std::max(blockBytes_, held);
   if (held + wanted > kLongestBlock) Fail({Row(), line_}, "a record is longer than 2 GB");
   bytes.resize(held + wanted);
   const std::size_t count = source_(bytes.data() + held, wanted);
@@ -127,7 +127,7 @@ void RecordSplitter::Refill(std::vector<char>& bytes) {
 // Settles the delimiter and drops what precedes the header: a byte-order mark, a line that names
 // the delimiter.
 void RecordSplitter::ReadStart() {
-  Refill(carry_);
+  while (!ended_ && carry_.size() < kStartBytes) Refill(carry_);
   std::string_view text(carry_.data(), carry_.size());
   if (text.empty()) throw DataError(name_ + " is empty.");
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
@@ -135,7 +135,9 @@ void RecordSplitter::ReadStart() {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   const char named = DelimiterLine(text);
   if (delimiter_ == 0)
-    delimiter_ = named != 0 ? named : FindDelimiter(text.substr(0, kSampleBytes), text.size() < kSampleBytes);
+    delimiter_ = named != 0
+                     ? named
+                     : FindDelimiter(text.substr(0, kSampleBytes), ended_ && text.size() < kSampleBytes);
   if (named != 0) {
     text.remove_prefix(text.substr(5).starts_with("\r\n") ? 7 : 6);
     ++line_;

@@ -49,7 +49,9 @@ class RecordSplitter {
   // This and Next throw DataError for text that is empty or UTF-16, has no records, has a record
   // whose number of fields differs from the header's, a quote that is never closed or is followed
   // by text, bytes that are not UTF-8, a NUL, or lone carriage returns among other line ends.
-  RecordSplitter(std::string name, char delimiter, Source source);
+  // blockBytes: how much is read at a time, unless a record is longer.
+  RecordSplitter(std::string name, char delimiter, Source source,
+                 std::size_t blockBytes = std::size_t{1} << 19);
 
   char Delimiter() const { return delimiter_; }
   // As they are in the file, blanks around them dropped; they may be empty or repeated.
@@ -82,6 +84,7 @@ class RecordSplitter {
   std::string name_;
   char delimiter_;
   Source source_;
+  std::size_t blockBytes_;
   std::array<unsigned char, 256> classes_{};
   std::vector<std::string> names_;
   std::vector<char> carry_;           // bytes that belong to no finished record
