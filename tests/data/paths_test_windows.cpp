@@ -1,6 +1,7 @@
-// Paths of network shares and long ones, which the language's library takes for others.
+// Paths of network shares, long paths and missing drives, which the language's library mistakes for others.
 #include <gtest/gtest.h>
 
+#include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -31,6 +32,17 @@ TEST(Paths, LongFoldersAreReadAsTheyAre) {
   EXPECT_TRUE(error);
   fs::remove(folder / "one");
   for (; folder != top.parent_path(); folder = folder.parent_path()) fs::remove(folder);
+}
+
+TEST(Paths, FoldersAreMadeOrTheReasonIsGiven) {
+  const fs::path top = fs::temp_directory_path() / ("velmora-made-" + std::to_string(ProcessNumber()));
+  EXPECT_EQ(MakeFolders(top / "a" / "b" / ""), "");
+  EXPECT_EQ(MakeFolders(top / "a" / "b"), "") << "they are there";
+  EXPECT_TRUE(fs::is_directory(top / "a" / "b"));
+  std::fclose(OpenFile(top / "file", "wb"));
+  EXPECT_EQ(MakeFolders(top / "file" / "c"), (top / "file").string() + " is a file");
+  EXPECT_EQ(MakeFolders(PathOf("Q:\\none\\here")), "there is no drive Q:");
+  fs::remove_all(top);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -66,10 +67,8 @@ void OutputFiles::Open(Stage& stage) {
     if (!path.has_relative_path()) break;
     path = path.parent_path();
   }
-  fs::create_directories(stage.folder, error);
-  if (error)
-    throw RunError("The output folder " + stage.folder.string() + " cannot be made: " + error.message() +
-                   ".");
+  if (const std::string reason = MakeFolders(stage.folder); !reason.empty())
+    throw RunError("The output folder " + stage.folder.string() + " cannot be made: " + reason + ".");
   std::random_device random;
   for (int attempt = 0; attempt < 100; ++attempt) {
     stage.staging = stage.folder / (".velmora-" + std::to_string(random()));

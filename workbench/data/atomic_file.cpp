@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -45,8 +46,8 @@ AtomicFile::AtomicFile(const std::string& path, const std::string& shownPath)
     }
   } else if (!direct_) {
     const fs::path parent = PathOf(path).parent_path();
-    if (!parent.empty()) fs::create_directories(parent, code);
-    if (!parent.empty() && code) Fail("its directory cannot be made (" + code.message() + ")");
+    const std::string reason = parent.empty() ? std::string() : MakeFolders(parent);
+    if (!reason.empty()) Fail("its folder cannot be made (" + reason + ")");
   }
   temporary_ = direct_ ? target_ : (PathOf(target_).parent_path() / TemporaryName()).string();
   file_ = OpenFile(PathOf(temporary_), "wb");

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -30,6 +31,12 @@ std::filesystem::path AbsolutePath(const std::filesystem::path& path) {
 }
 
 std::filesystem::path NormalPath(const std::filesystem::path& path) { return path.lexically_normal(); }
+
+std::string MakeFolders(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  return error ? error.message() : std::string();
+}
 
 std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder, std::error_code& error) {
   std::vector<std::filesystem::path> names;

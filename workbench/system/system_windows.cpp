@@ -1,3 +1,4 @@
+#include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
 #include <windows.h>
@@ -79,6 +80,33 @@ std::filesystem::path NormalPath(const std::filesystem::path& path) {
   const std::wstring& text = path.native();
   const bool namesServer = text.find_first_not_of(L"\\/") >= 2;
   return namesServer ? AbsolutePath(path) : path.lexically_normal();
+}
+
+// The library's function reports a name that is too long where a drive is missing.
+std::string MakeFolders(const std::filesystem::path& folder) {
+  const std::filesystem::path whole = AbsolutePath(folder);
+  const std::filesystem::path root = whole.root_path();
+  if (GetFileAttributesW(root.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    const DWORD error = GetLastError();
+    const std::string name = whole.root_name().string();
+    return name.size() == 2 ? "there is no drive " + name
+                            : name + " cannot be reached (" + SystemMessage(error) + ")";
+  }
+  std::vector<std::filesystem::path> missing;
+  for (std::filesystem::path path = whole; path.has_relative_path(); path = path.parent_path()) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+      if (attributes & FILE_ATTRIBUTE_DIRECTORY) break;
+      return path.string() + " is a file";
+    }
+    missing.push_back(path);
+  }
+  for (auto path = missing.rbegin(); path != missing.rend(); ++path) {
+    if (path->has_filename() && !CreateDirectoryW(path->c_str(), nullptr) &&
+        GetLastError() != ERROR_ALREADY_EXISTS)
+      return SystemMessage(GetLastError());
+  }
+  return {};
 }
 
 std::vector<std::filesystem::path> NamesIn(const std::filesystem::path& folder, std::error_code& error) {
