@@ -10,6 +10,7 @@
 #include "workbench/cli/options.h"
 #include "workbench/cli/run_command.h"
 #include "workbench/cli/screen/screen_command.h"
+#include "workbench/cli/settings_command.h"
 #include "workbench/cli/system_commands.h"
 #include "workbench/cli/variables_command.h"
 
@@ -87,6 +88,7 @@ const std::vector<Command>& Commands() {
         {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
         {"variables", "show what is in a data file, and how it is taken", kVariablesHelp,
          RunVariablesCommand},
+        {"settings", "show or change what dialogs and scripts start with", kSettingsHelp, RunSettingsCommand},
     };
     for (const Command& command : SystemCommands()) all.push_back(command);
     return all;

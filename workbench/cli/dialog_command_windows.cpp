@@ -44,6 +44,8 @@ Results:
   --no-browser             write the page, show it not
 
   --module FILE            the analysis module
+  --log FILE               append what the module logs to FILE (default: VELMORA_LOG)
+  --decimal-separator C    of numbers in edits and labels (default: of the user's locale)
 )";
 
 namespace {
@@ -108,8 +110,7 @@ class ResultsPage {
 
 int RunDialogCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
-  SessionOptions sessionOptions;
-  sessionOptions.modulePath = FindModule(options.module.path);
+  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPeople);
   Table table = LoadTable(options.data);
   const int weight = ChooseWeight(table, options.cases.weight);
 

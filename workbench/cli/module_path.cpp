@@ -1,10 +1,12 @@
-// Places of the plug-in module.
 #include "workbench/cli/module_path.h"
 
 #include <filesystem>
 
 #include "workbench/cli/exit_codes.h"
+#include "workbench/session/process_exports.h"
+#include "workbench/session/user_settings.h"
 #include "workbench/system/system.h"
+#include "workbench/system/user_places.h"
 
 namespace velmora {
 namespace {
@@ -30,6 +32,24 @@ std::string FindModule(const std::string& option) {
   throw RunError(std::string("The module ") + kModuleFile + " is neither in " + beside.string() + " nor in " +
                  NormalPath(beside / ".." / "lib").string() +
                  "; name it with --module PATH or VELMORA_MODULE.");
+}
+
+SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers) {
+  SessionOptions made;
+  made.modulePath = FindModule(options.path);
+  made.profile = ReadProfile(UserSettingsFile());
+  const std::string log = options.logFile.empty() ? EnvironmentVariable("VELMORA_LOG") : options.logFile;
+  if (!log.empty()) WriteLogTo(log);
+  const std::string& separator = options.decimalSeparator;
+  if (!separator.empty()) {
+    constexpr std::string_view kNoSeparators = " \t\n+-0123456789eE\"'()[]";
+    if (separator.size() > 4 || separator.find_first_of(kNoSeparators) != std::string::npos)
+      throw UsageError("--decimal-separator takes one character such as , or . and not " + separator + ".");
+    made.decimalSeparator = separator;
+  } else if (readers == Readers::kPeople) {
+    made.decimalSeparator = UserDecimalSeparator();
+  }
+  return made;
 }
 
 }  // namespace velmora

@@ -99,6 +99,10 @@ std::vector<Format> OutputOptions::Formats() const {
   return formats;
 }
 
-void ModuleOptions::AddTo(CommandParser& parser) { parser.Text("--module", path); }
+void ModuleOptions::AddTo(CommandParser& parser) {
+  parser.Text("--module", path);
+  parser.Text("--log", logFile);
+  parser.Text("--decimal-separator", decimalSeparator);
+}
 
 }  // namespace velmora

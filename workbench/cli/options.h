@@ -85,9 +85,11 @@ struct OutputOptions {
   std::vector<Format> Formats() const;
 };
 
-// Which module does the work.
+// Which module does the work, and what a session with it is told.
 struct ModuleOptions {
   std::string path;
+  std::string logFile;           // --log
+  std::string decimalSeparator;  // of labels; empty: as the command decides
 
   void AddTo(CommandParser& parser);
 };

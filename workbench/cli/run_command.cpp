@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <set>
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -30,11 +31,16 @@ struct RunOptions {
   std::vector<std::string> script;  // its file, then its own arguments
 };
 
-// Options stand in front of the script; everything behind it is the script's.
+const std::set<std::string>& OptionsWithValues() {
+  static const std::set<std::string> options = {"--module", "--log", "--decimal-separator"};
+  return options;
+}
+
+// Options come before the script; everything after it is the script's.
 RunOptions ParseOptions(const std::vector<std::string>& arguments) {
   std::size_t own = 0;
   while (own < arguments.size() && arguments[own].starts_with("-") && arguments[own] != "-") {
-    own += arguments[own] == "--module" ? 2 : 1;
+    own += OptionsWithValues().contains(arguments[own]) ? 2 : 1;
   }
   own = std::min(own, arguments.size());
   const auto end = arguments.begin() + static_cast<std::ptrdiff_t>(own);
@@ -65,7 +71,7 @@ std::string ReadScript(const std::string& path) {
 }
 
 void CheckScript(const std::string& path, const std::string& text) {
-  if (text.find('\0') != std::string::npos) throw RunError("The script " + path + " is no text.");
+  if (text.find('\0') != std::string::npos) throw RunError("The script " + path + " is not a text file.");
 }
 
 // Loaded for good: an interpreter cannot be taken out of a process again.
@@ -92,8 +98,7 @@ int RunRunCommand(const std::vector<std::string>& arguments) {
   const RunOptions options = ParseOptions(arguments);
   const std::string text = ReadScript(options.script.front());
   CheckScript(options.script.front(), text);
-  SessionOptions sessionOptions;
-  sessionOptions.modulePath = FindModule(options.module.path);
+  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
   const RunPythonScriptFunction run = LoadPython();
 
   TerminalFace face(options.quiet);

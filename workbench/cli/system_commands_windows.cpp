@@ -14,11 +14,7 @@
 namespace velmora {
 namespace {
 
-SessionOptions ModuleOfProgram() {
-  SessionOptions options;
-  options.modulePath = FindModule("");
-  return options;
-}
+SessionOptions ModuleOfProgram() { return MakeSessionOptions({}, Readers::kPrograms); }
 
 // The class, and the module's type library, which the module registers when it is loaded.
 int Register(RegistrationScope scope) {

@@ -1,5 +1,5 @@
-// The functions that a module looks up in the host's process by name, and what they feed: the application's
-// log, the log cache, and the list of registered type libraries.
+// The functions that a module looks up in the host's process by name, and what they feed: the
+// application's log, the log cache, and the list of registered type libraries.
 #pragma once
 
 #include <cstdint>
@@ -36,6 +36,9 @@ class HostLog final : public vlm::ILog {
 
 // What modules log while there is no session. Lives as long as the process.
 HostLog& LogCache();
+// From now on every entry of every log is also appended to this file, one line each: time, process
+// and thread, level, code, text. Throws DataError when the file cannot be opened.
+void WriteLogTo(const std::string& path);
 // The log that QvdGetApplicationLog answers; null for none.
 void SetApplicationLog(HostLog* log);
 
@@ -47,7 +50,8 @@ struct TypeLibraryRegistration {
   bool registered = false;  // with the system, where it has a registry of type libraries
 };
 
-// Registrations queue while a module is being loaded, inside the loader's lock, and are acted on afterwards.
+// Registrations queue while a module is being loaded, inside the loader's lock, and are acted on
+// afterwards.
 void ActOnQueuedRegistrations(const std::string& moduleFile);
 std::vector<TypeLibraryRegistration> RegisteredTypeLibraries();
 

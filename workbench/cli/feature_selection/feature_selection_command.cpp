@@ -141,8 +141,7 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const std::vector<Format> formats = options.output.Formats();
-  SessionOptions sessionOptions;
-  sessionOptions.modulePath = FindModule(options.module.path);
+  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
 
   Table table = LoadTable(options.data);
   const VariableChoice choice = ChooseVariables(table, options.variables);

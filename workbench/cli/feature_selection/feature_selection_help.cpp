@@ -73,6 +73,7 @@ Where results go
   --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     no notes on standard error, only warnings and failures
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
+  --log FILE                  append what the module logs to FILE (default: VELMORA_LOG)
 
 Exit codes: 0 done, 1 failed, 2 bad use, 130 cancelled. The JSON is described in docs/json.md.
 )";

@@ -136,8 +136,13 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const std::vector<Format> formats = options.output.Formats();
   const CaseOptions& cases = options.settings.cases;
-  SessionOptions sessionOptions;
-  sessionOptions.modulePath = FindModule(options.module.path);
+  // One run labels its bins once: with a point as soon as a program reads any of its files.
+  const auto isForPeople = [](Format format) {
+    return format == Format::kTerminal || format == Format::kHtml || format == Format::kXlsx;
+  };
+  const bool onlyPeople = std::all_of(formats.begin(), formats.end(), isForPeople) && !options.save.Any();
+  const SessionOptions sessionOptions =
+      MakeSessionOptions(options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms);
 
   Table table = LoadTable(options.data);
   const int weight = ChooseWeight(table, cases.weight);

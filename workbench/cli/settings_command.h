@@ -1,0 +1,13 @@
+// velmora settings: shows and changes what the user keeps for all sessions.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+extern const char kSettingsHelp[];
+
+int RunSettingsCommand(const std::vector<std::string>& arguments);
+
+}  // namespace velmora
