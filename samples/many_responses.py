@@ -1,10 +1,10 @@
-"""What predicts most of the things that a table tells?
+"""Which variables of a table predict most of the others?
 
     velmora run samples/many_responses.py [DATA] [FOLDER]
 
-Makes every measured variable the dependent of a feature selection in turn, with all the others as predictors, and
-counts how often each is among the five best. The five that lead become a variable bundle of a saved copy of the data,
-and every dependent gets a page of its own. Only a script does such a thing.
+Runs a feature selection for every continuous variable, with all other variables as predictors, and counts how often
+each predictor is among the five best. The five most frequent become a variable bundle in a saved copy of the data,
+and every dependent gets its own page.
 """
 import collections
 import os

@@ -1,4 +1,4 @@
-"""Bins of every characteristic of a loan, scored by how well they tell good loans from bad ones.
+"""Bins of the characteristics of a loan, scored by how well they separate good loans from bad ones.
 
     velmora run samples/screening.py [DATA] [FOLDER]
 """
@@ -14,7 +14,7 @@ folder = sys.argv[2] if len(sys.argv) > 2 else "report"
 app = velmora.Application
 data = app.Open(file)
 
-# Only loans of adults that are not very long; the expression is that of --select.
+# Only loans of adults up to four years; the expression has the syntax of --select.
 data.IncludeCases("age >= 18 And duration_months <= 48")
 print(f"{data.SelectedCaseCount} of {data.CaseCount} cases")
 
@@ -39,7 +39,7 @@ importance = results.BinaryResponseVariableImportance
 best = importance.RowNames[0]
 print("The best predictor is", best)
 
-# The bins of the best predictor, then the same as a file for a spreadsheet program.
+# The bins of the best predictor, printed and saved for a spreadsheet program.
 results.SelectBinaryResponsePredictorString = best
 bins = results.BinaryResponseCrosstabulation
 for name, rate in zip(bins.RowNames, bins.ColumnValues(bins.ColumnNames.index("Bad Rate (Row)") + 1)):
@@ -47,5 +47,5 @@ for name, rate in zip(bins.RowNames, bins.ColumnValues(bins.ColumnNames.index("B
 os.makedirs(folder, exist_ok=True)
 bins.Save(os.path.join(folder, "best_predictor.csv"))
 
-# The whole report: page, workbook, JSON and CSV, as velmora screen --out writes them.
+# The whole report: page, workbook, JSON and CSV, as written by velmora screen --out.
 analysis.WriteResults(folder, "html, xlsx, json, csv")
