@@ -35,7 +35,8 @@ struct IAnalysisHost {
                            SharedBlock* selectionConditions, SharedBlock* caseWeights) = 0;
   // The host's default step handling.
   virtual int ForwardSequence(IAnalysis* analysis, int step, int option) = 0;
-  virtual void PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) = 0;
+  // Returns 0, or not 0 when the host has no such mode of weighted moments; it has told the user.
+  virtual int PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) = 0;
   virtual int HasCaseWeight() = 0;
   virtual int IsOleAutomation() = 0;  // not 0 while a script's call is being served
   // Raises an automation exception from a command that a script's OK started: that OK fails with
@@ -57,6 +58,13 @@ struct IAnalysisHost {
   virtual int ParseVariableList(const char* text, int length, IIntegerSink* variableNumbers,
                                 ITextSink* error) = 0;
   virtual void PrintVariableList(const int* variableNumbers, int count, ITextSink* text) = 0;
+  // The codes that a script gives for one variable: a number, a text of numbers, ranges, value labels and "*" (every
+  // value of the selected cases), or an array of these. They go to variable 0 of the sink. Returns 0, or not 0
+  // with the reason in error.
+  virtual int ReadCodes(int variableNumber, const AutomationValue* value, ICodesSink* codes,
+                        ITextSink* error) = 0;
+  // The codes as a text that ReadCodes takes.
+  virtual void PrintCodes(int variableNumber, const double* codes, int count, ITextSink* text) = 0;
 
   // --- Documents ---
   // subjectNumber: variable number of the dependent or response that the document is about, 0 for

@@ -62,8 +62,7 @@ enum DispatchStatus : int {
   kDispatchBadParameterCount = 2,
   kDispatchTypeMismatch = 3,
   kDispatchException = 4,  // the result holds code and description
-  kDispatchFailed =
-      5,  // a closed dialog or an unexpected error; the result may hold the reason as a description
+  kDispatchFailed = 5,     // a closed dialog, an unexpected error: logged; the result may hold the reason
 };
 
 // Description of one member, for type libraries, help and late binding.

@@ -17,13 +17,26 @@ struct VariableListRequest {
   int* variables;    // capacity numbers, count of them set
   int* count;
   int capacity;
+  int setNumber;  // lists of one set may name the same variable; 0: no other list may
 };
+
+// A variable of a codes dialog with the codes that are chosen for it when the dialog opens.
+struct CodesRequest {
+  int variableNumber;
+  const double* codes;  // count of them
+  int count;
+  int all;  // not 0: chosen as "all values", whatever cases are selected when the codes are used
+};
+
+struct ICodesSink;
 
 // The host's side of one open dialog. Borrowed by the client from CreateAnalysisDialog until
 // OnClosed returns.
 struct IDialogWindow {
   // Puts page templates of the module on a tab control; the pages' captions are the templates'.
   virtual void AddDlgTabs(int tabControlId, const int* pageTemplateIds, int pageCount) = 0;
+  // Brings a page to the front, 0 the first.
+  virtual void SelectDlgTab(int tabControlId, int pageIndex) = 0;
   // The host fills in what every dialog shows: the name of the data, selection and weights.
   virtual void InitOpeningDialog() = 0;
 
@@ -40,6 +53,9 @@ struct IDialogWindow {
   virtual int GetDlgItemReal(int controlId, double* value) = 0;
   virtual void SetIntEditRange(int controlId, int minimum, int maximum) = 0;
   virtual void SetRealEditRange(int controlId, double minimum, double maximum, int truncate) = 0;
+  // The edit takes a value of this variable, which the host may offer with its label; 0: nothing to
+  // offer.
+  virtual void OfferValues(int controlId, int variableNumber) = 0;
   // The host's compact variable-list text, or noneText for an empty list.
   virtual void WriteVarListToCaptionLong(int controlId, const int* variables, int count, const char* noneText,
                                          int noneLength) = 0;
@@ -56,16 +72,20 @@ struct IDialogWindow {
   // entries.
   virtual int VariableListsDialog(const char* title, int titleLength, const VariableListRequest* lists,
                                   int listCount) = 0;
-  // codes: for each of variableCount variables in turn its chosen codes. Values outside
-  // minimum..maximum are refused.
-  virtual int CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
-                              int shownAtOnce, double minimum, double maximum, struct ICodesSink* codes) = 0;
+  // The codes of each variable, shown as chosen before; with OK the sink receives the new choice of
+  // all of them. Values outside minimum..maximum are refused.
+  virtual int CodesListDialog(const char* title, int titleLength, const CodesRequest* variables,
+                              int variableCount, int shownAtOnce, double minimum, double maximum,
+                              ICodesSink* codes) = 0;
   virtual int DefineSelCond() = 0;
   virtual int DefineWeight() = 0;
   virtual int OpenQvdFile() = 0;  // another data file; 1 when the host now has other data
   // title of the save-as dialog; extension with its dot. Returns 1 and the path, or 0.
   virtual int SaveFileDialog(const char* title, int titleLength, const char* extension, int extensionLength,
                              ITextSink* path) = 0;
+  // Asks the user whether those of the files that exist may be replaced; paths: NUL-terminated
+  // UTF-8. Returns 1 when they may, and when none exists.
+  virtual int ConfirmReplacing(const char* const* paths, int count) = 0;
 
   virtual void LockResults() = 0;
   virtual void UnlockResults() = 0;
@@ -85,10 +105,12 @@ struct IDialogWindow {
   ~IDialogWindow() = default;
 };
 
-// Receives the codes chosen for each variable of a codes dialog.
+// Receives the codes chosen for each of some variables.
 struct ICodesSink {
   virtual void Clear() = 0;
   virtual void AppendCode(int variableIndex, double code) = 0;
+  // The codes of the variable, which are appended too, stand for all its values.
+  virtual void ChooseAll(int variableIndex) = 0;
 
  protected:
   ~ICodesSink() = default;
@@ -100,6 +122,8 @@ struct IDialogClient : ICounted {
   virtual void OnInitDialog(IDialogWindow* window) = 0;
   virtual void OnCommand(int controlId) = 0;
   virtual void OnClosed(int step) = 0;
+  // The case selection or the case weights have changed: the dialog shows what depends on them.
+  virtual void OnCasesChanged() = 0;
   virtual void GetAutomationWindowText(ITextSink* text) = 0;
   virtual IAutomationObject* GetAutomationObject() = 0;  // borrowed; shares the client's life
 

@@ -11,8 +11,8 @@ namespace {
 // In what an interpreter shows as the error's source.
 constexpr wchar_t kErrorSource[] = L"Velmora";
 
-// Texts of failures that carry none of their own.
-constexpr char kFailedCall[] = " failed; the dialog may be closed already.";
+// Of a failure that carries no text.
+constexpr char kFailedCall[] = " failed.";
 
 std::string NameOfMember(vlm::IAutomationObject& target, int dispatchId) {
   const vlm::AutomationInterface* const own = target.GetInterface();
@@ -68,7 +68,10 @@ HRESULT InvokeOrThrow(vlm::IAutomationObject& target, int dispatchId, int kind,
       FillException(exception, answer.ErrorCode(), answer.Description());
       return DISP_E_EXCEPTION;
     default:
-      FillException(exception, 0, Utf16(NameOfMember(target, dispatchId) + kFailedCall));
+      FillException(exception, 0,
+                    answer.Description().empty()
+                        ? Utf16(NameOfMember(target, dispatchId) + kFailedCall)
+                        : Utf16(NameOfMember(target, dispatchId) + ": ") + answer.Description());
       return DISP_E_EXCEPTION;
   }
 }

@@ -74,7 +74,7 @@ void CComDefineTask::put_CountVariable(const AutomationCall& call) {
   Task().ShowVariables();
 }
 
-// Cuts that a script sets are not checked against a range; OK checks what the edit then holds.
+// Cuts that a script sets are not checked against a range; OK checks the edit.
 void CComDefineTask::get_NumberOfCutsForContinuousPredictor(const AutomationCall& call) {
   call.result.SetInt(Task().RequireSettings().cutsContinuousPredictor);
 }

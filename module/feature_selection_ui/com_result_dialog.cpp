@@ -10,7 +10,7 @@ namespace vlmfsl {
 namespace {
 
 void RequireMade(int result) {
-  if (result != kOk) throw AutomationException(LoadResString(kTextNotEnoughMemory));
+  if (result != kOk) throw AutomationException("The output could not be made.");
 }
 
 }  // namespace
@@ -49,7 +49,7 @@ void CComResultDialog::CallOpen(const AutomationCall& call) { CallHandler(Handle
 
 GuardKind CComResultDialog::GuardOf(int dispatchId) const { return FindGuard(Handlers(), dispatchId); }
 
-// --- The display mode, seen from three sides
+// --- The display mode, as three flags
 
 void CComResultDialog::ReturnMode(const AutomationCall& call, DisplayMode mode) {
   call.result.SetInt(Dialog().RequireSettings().displayMode == mode ? 1 : 0);
@@ -81,7 +81,7 @@ void CComResultDialog::put_DisplayBestPredictorsWithFixedPValue(const Automation
   SelectMode(call, DisplayMode::kFixedPValue);
 }
 
-// --- The numbers of the modes. Not checked here; the outputs check what the edits then hold.
+// --- The numbers of the modes. They are not checked here; the outputs check the edits.
 
 void CComResultDialog::get_FixedNumberOfBestPredictors(const AutomationCall& call) {
   call.result.SetInt(Dialog().RequireSettings().fixedNumberOfBest);
@@ -126,7 +126,7 @@ void CComResultDialog::get_ReportOfBestKPredictors(const AutomationCall& call) {
 }
 
 void CComResultDialog::SavePredictorsToVariableBundle(const AutomationCall&) {
-  RequireMade(Dialog().SaveBundles());
+  if (Dialog().SaveBundles() != kOk) throw AutomationException(kBundlesNotSaved);
 }
 
 // --- Best predictors as data

@@ -15,7 +15,7 @@ constexpr int kLargestCuts = 20;
 constexpr std::int64_t kMostVariables = 1'000'000;
 constexpr int kFewestPredictorsOfChoice = 2;
 
-// What the variable dialogs offer first.
+// The kind of variables that a variable dialog shows first.
 constexpr int kCategoricalKind = 1;
 constexpr int kContinuousKind = 2;
 
@@ -63,12 +63,18 @@ void CDefineTask::Refresh() {
   ShowOptions();
 }
 
+void CDefineTask::CasesChanged() { ShowWeights(); }
+
 void CDefineTask::ShowWeights() {
-  const FeatureSelectionSettings* settings = Settings();
+  FeatureSelectionSettings* settings = Settings();
   if (!settings) return;
   const int asGiven = settings->useWeightsAsGiven;
+  // A host that has one way of weighted moments keeps it.
+  if (!Analysis().PutWeightedMomentsFlags(asGiven, settings->weightedMomentsMode)) {
+    settings->weightedMomentsMode = 0;
+    (void)Analysis().PutWeightedMomentsFlags(asGiven, 0);
+  }
   const int mode = settings->weightedMomentsMode;
-  Analysis().PutWeightedMomentsFlags(asGiven, mode);
   Window()->CheckDlgButton(kControlUseWeightsAsGiven, asGiven);
   const int enabled = Analysis().HasCaseWeight() && asGiven != 0 ? 1 : 0;
   for (const int control :
@@ -201,7 +207,8 @@ void CDefineTask::ChooseVariables() {
                      settings->numberOfVariables,
                      lists[i],
                      counts[i],
-                     settings->listCapacity[i]};
+                     settings->listCapacity[i],
+                     0};
     }
     const std::string title = LoadResString(kTextSelectVariables);
     if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), requests.data(),
@@ -227,7 +234,7 @@ void CDefineTask::ChooseCountVariable() {
   const std::string title = LoadResString(kTextSelectCountVariable);
   const std::string caption = LoadResString(kTextCountVariable);
   const vlm::VariableListRequest request = {
-      caption.data(), vlm::LengthOf(caption), kContinuousKind, 1, &variable, &count, 1};
+      caption.data(), vlm::LengthOf(caption), kContinuousKind, 1, &variable, &count, 1, 0};
   if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), &request, 1) == 0 || !Window())
     return;
   DropResults();
@@ -240,8 +247,15 @@ void CDefineTask::ReadCuts(int controlId, int& cuts) {
   int value = 0;
   if (Window()->GetDlgItemLong(controlId, &value) == 0 && value >= kSmallestCuts && value <= kLargestCuts) {
     cuts = value;
-  } else {
-    ShowEditError(controlId, kTextInvalidInteger);
+    return;
+  }
+  ShowEditError(controlId, kTextInvalidInteger);
+  // Only a script can have put such a number there.
+  if (cuts < kSmallestCuts || cuts > kLargestCuts) {
+    Analysis().ShowNotice("The number of cuts is " + std::to_string(cuts) + ", outside " +
+                          std::to_string(kSmallestCuts) + " to " + std::to_string(kLargestCuts) +
+                          "; the variables that are cut by it give " +
+                          (cuts < kSmallestCuts ? "no results." : "results of that many intervals."));
   }
 }
 

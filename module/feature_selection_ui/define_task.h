@@ -1,12 +1,12 @@
-// The startup dialog of feature selection: variables, options, and the run. It edits the analysis's record in
-// place and owns nothing but its window; FSLStartup is its face for scripts.
+// The startup dialog of feature selection: variables, options, and the run. It edits the analysis's
+// record in place and owns only its window. Scripts see it as FSLStartup.
 #pragma once
 
 #include "module/feature_selection_ui/feature_selection_dialog.h"
 
 namespace vlmfsl {
 
-// FSLStartup. Accessors read and write the record, and have the dialog show what they wrote.
+// FSLStartup. Its accessors read and write the record and update the controls.
 class CComDefineTask : public DialogAutomation {
  protected:
   CComDefineTask();
@@ -45,7 +45,7 @@ class CDefineTask final : public ScriptableDialog<CFeatureSelectionModelessDialo
   void ShowDependentCuts();
   void ShowOptions();
 
-  // What the last run stood on has changed: its results describe it no longer.
+  // Called when a setting of the last run changes: its results are no longer those of the settings.
   void DropResults();
 
  private:
@@ -54,11 +54,13 @@ class CDefineTask final : public ScriptableDialog<CFeatureSelectionModelessDialo
   void InitDialog() override;
   void Command(int controlId) override;
   void Refresh() override;
+  void CasesChanged() override;
 
   // OK: the checks in their order, then the run.
   void Start();
   bool HasDependentAndPredictor() const;
-  // An integer of 1 to 20 is stored; anything else is an error on the edit, and the value stays.
+  // Stores a whole number from 1 to 20; anything else is an error on the edit, and the old value is
+  // kept.
   void ReadCuts(int controlId, int& cuts);
   void ChooseVariables();
   void ChooseCountVariable();

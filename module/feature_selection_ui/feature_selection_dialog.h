@@ -1,4 +1,4 @@
-// What the two dialogs of feature selection share: their analysis and its record.
+// The base of the two dialogs of feature selection: their analysis and its record.
 #pragma once
 
 #include "module/feature_selection/feature_selection_settings.h"
@@ -14,12 +14,12 @@ class CFeatureSelectionModelessDialog : public CAnalysisModelessDialog {
  public:
   CFeatureSelection& FeatureSelection() const { return analysis_; }
 
-  // The analysis's present record; null when there is none or it has no memory for its lists.
+  // The analysis's current record; null when there is none or its lists could not be allocated.
   FeatureSelectionSettings* Settings() const {
     FeatureSelectionSettings* settings = analysis_.Settings();
     return settings && settings->variableList ? settings : nullptr;
   }
-  // The same for an accessor.
+  // The same for an accessor, which fails without a record.
   FeatureSelectionSettings& RequireSettings() const {
     FeatureSelectionSettings* settings = Settings();
     if (!settings) throw AutomationException(LoadResString(kTextNotEnoughMemory));

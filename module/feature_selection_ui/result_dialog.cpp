@@ -1,5 +1,6 @@
 #include "module/feature_selection_ui/result_dialog.h"
 
+#include "base/number_text.h"
 #include "base/tolerant.h"
 #include "module/resources/control_ids.h"
 
@@ -69,34 +70,33 @@ void CResultDialog::Command(int controlId) {
   for (const ModeControl& row : kModes) {
     if (row.radio == controlId) return SetMode(row.mode);
   }
+  // An output that cannot be made shows nothing; the host reports the reason.
   DocumentList made;
-  int result = kOk;
   switch (controlId) {
     case kControlSummary:
-      result = MakeOutput(Output::kSummary, made);
-      break;
+      (void)MakeOutput(Output::kSummary, made);
+      return;
     case kControlHistogram:
-      result = MakeOutput(Output::kHistogram, made);
-      break;
+      (void)MakeOutput(Output::kHistogram, made);
+      return;
     case kControlReport:
-      result = MakeOutput(Output::kReport, made);
-      break;
+      (void)MakeOutput(Output::kReport, made);
+      return;
     case kControlSaveBundle:
-      result = SaveBundles();
-      break;
+      if (SaveBundles() != kOk) Analysis().MessageOutput(kBundlesNotSaved);
+      return;
     case kControlCancel:
       SetStartupDialogInitialised(false);
       return Exit(kExitResultsCancelled);
     default:
       return;
   }
-  if (result != kOk) Analysis().MessageOutput(kTextNotEnoughMemory);
 }
 
 int CResultDialog::MakeOutput(Output output, DocumentList& made) {
   FeatureSelectionSettings* settings = Settings();
   if (!settings || !settings->HasResults()) return kOk;
-  // Whatever the edits hold, the output is made: with the numbers that were valid last.
+  // The output is made even if an edit is wrong, with the last valid number.
   ReadEdits();
   vlm::IAnalysisHost& host = Analysis().Host();
   switch (output) {
@@ -135,19 +135,30 @@ void CResultDialog::ReadCount(int controlId, int& count) {
   int value = 0;
   if (Window()->GetDlgItemLong(controlId, &value) == 0 && value >= kSmallestCount && value <= kLargestCount) {
     count = value;
-  } else {
-    ShowEditError(controlId, kTextInvalidInteger);
+    return;
+  }
+  ShowEditError(controlId, kTextInvalidInteger);
+  // Only a script can have put such a number there.
+  if (count < kSmallestCount || count > kLargestCount) {
+    Analysis().ShowNotice("The number of predictors to show is " + std::to_string(count) + ", outside " +
+                          std::to_string(kSmallestCount) + " to " + std::to_string(kLargestCount) +
+                          "; the outputs use it as it is.");
   }
 }
 
 void CResultDialog::ReadCriterion(double& criterion) {
   double value = 0.0;
-  // Both bounds with the tolerance: what can hardly be told from 0 or 1 is refused too.
+  // Both bounds with the tolerance: values that differ from 0 or 1 by rounding alone are refused
+  // too.
   if (Window()->GetDlgItemReal(kControlPCriterion, &value) == 0 && vlm::GreaterBeyondTolerance(value, 0.0) &&
       vlm::LessBeyondTolerance(value, 1.0)) {
     criterion = value;
-  } else {
-    ShowEditError(kControlPCriterion, kTextInvalidPValue);
+    return;
+  }
+  ShowEditError(kControlPCriterion, kTextInvalidPValue);
+  if (!(vlm::GreaterBeyondTolerance(criterion, 0.0) && vlm::LessBeyondTolerance(criterion, 1.0))) {
+    Analysis().ShowNotice("The p criterion is " + vlm::FormatGeneral(criterion) +
+                          ", which is not between 0 and 1; the outputs use it as it is.");
   }
 }
 

@@ -1,5 +1,5 @@
-// The results dialog of feature selection: how the best predictors are picked, and the outputs made of them.
-// FSLResults is its face for scripts.
+// The results dialog of feature selection: how the best predictors are selected, and the outputs.
+// Scripts see it as FSLResults.
 #pragma once
 
 #include "module/feature_selection/outputs_documents.h"
@@ -51,6 +51,9 @@ class CComResultDialog : public DialogAutomation {
   void ReturnString(const AutomationCall& call, PredictorKind kind);
 };
 
+// Shown when the host refuses a bundle.
+inline constexpr char kBundlesNotSaved[] = "The predictors could not be saved as variable bundles.";
+
 class CResultDialog final : public ScriptableDialog<CFeatureSelectionModelessDialog, CComResultDialog> {
  public:
   explicit CResultDialog(CFeatureSelection& analysis);
@@ -58,16 +61,16 @@ class CResultDialog final : public ScriptableDialog<CFeatureSelectionModelessDia
   // Shows the display mode: the radio buttons, and which edit is enabled.
   void ShowMode();
   void ShowNumbers();
-  // Takes the number of the present mode's edit into the record; a wrong one is an error on the edit, and the
-  // record keeps its value.
+  // Stores the number in the current mode's edit; a wrong number is an error on the edit, and the
+  // old value is kept.
   void ReadEdits();
 
   enum class Output { kSummary, kHistogram, kReport };
-  // Reads the edits and makes an output. Returns kFailed when it could not be made; nothing happens, and made
-  // stays empty, without results.
+  // Reads the edits and makes an output. Returns kFailed when it could not be made; nothing
+  // happens, and made stays empty, without results.
   [[nodiscard]] int MakeOutput(Output output, DocumentList& made);
-  // Saves the best predictors as bundles, without reading the edits, and tells the framework; nothing happens
-  // without results.
+  // Saves the best predictors as bundles, without reading the edits, and notifies the framework.
+  // Does nothing without results.
   [[nodiscard]] int SaveBundles();
 
  private:

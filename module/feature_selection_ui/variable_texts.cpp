@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "contract/list_values.h"
 #include "module/frame/dispatch.h"
 #include "module/frame/variable_lists.h"
 
@@ -16,7 +17,7 @@ bool IsNone(const vlm::AutomationValue& value) {
   if (value.type != vlm::kAutomationText) return false;
   const std::string text = ToText(value);
   constexpr std::string_view none = "none";
-  const std::string_view trimmed = Trimmed(text);
+  const std::string_view trimmed = vlm::TrimmedListText(text);
   return std::equal(trimmed.begin(), trimmed.end(), none.begin(), none.end(), [](char a, char b) {
     return (a >= 'A' && a <= 'Z' ? static_cast<char>(a + ('a' - 'A')) : a) == b;
   });

@@ -1,4 +1,4 @@
-// What scripts give for the variables of a feature selection.
+// Variables of a feature selection as scripts give them.
 #pragma once
 
 #include "contract/analysis.h"
@@ -7,13 +7,13 @@
 
 namespace vlmfsl {
 
-// The lists in the order in which scripts give them.
+// The four lists in the order in which scripts give them.
 inline constexpr VariableRole kVariableRoles[] = {
     VariableRole::kContinuousDependent, VariableRole::kCategoricalDependent,
     VariableRole::kContinuousPredictor, VariableRole::kCategoricalPredictor};
 
-// A number or a list text of one variable; 0 for the number 0, an empty text and "none". A wrong value is an
-// AutomationException that names what is wrong.
+// A number or a list text of one variable; 0 for the number 0, an empty text and "none". A wrong
+// value throws AutomationException naming the fault.
 [[nodiscard]] int ReadCountVariable(const vlm::AutomationValue& value, vlm::IAnalysisHost& host);
 
 }  // namespace vlmfsl

@@ -38,6 +38,10 @@ void CAnalysisModelessDialog::OnClosed(int) {
   window_ = nullptr;
 }
 
+void CAnalysisModelessDialog::OnCasesChanged() {
+  if (window_) GuardedCommand(className_, [&] { CasesChanged(); });
+}
+
 void CAnalysisModelessDialog::GetAutomationWindowText(vlm::ITextSink* text) {
   GuardedCommand(className_, [&] {
     const std::string windowText = LoadResString(windowTextId_);

@@ -22,6 +22,7 @@ class CAnalysisModelessDialog : public vlm::IDialogClient {
   void OnInitDialog(vlm::IDialogWindow* window) final;
   void OnCommand(int controlId) final;
   void OnClosed(int step) final;
+  void OnCasesChanged() final;
   void GetAutomationWindowText(vlm::ITextSink* text) final;
 
   // Null while no window is open.
@@ -39,6 +40,8 @@ class CAnalysisModelessDialog : public vlm::IDialogClient {
   virtual void Command(int controlId) = 0;
   // Shows in every control what the analysis holds.
   virtual void Refresh() = 0;
+  // Shows what depends on the case selection and the weights.
+  virtual void CasesChanged() {}
 
   CAnalysisSupport& Analysis() const { return analysis_; }
   void CountReference() { ++references_; }

@@ -30,8 +30,8 @@ void CAnalysisSupport::InitCommons(vlm::SharedBlock& dataSelectionTags, vlm::Sha
   if (host_) host_->InitCommons(&dataSelectionTags, &extendedTags, &selectionConditions, &caseWeights);
 }
 
-void CAnalysisSupport::PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) {
-  if (host_) host_->PutWeightedMomentsFlags(useWeightsAsGiven, weightedMomentsMode);
+bool CAnalysisSupport::PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) {
+  return !host_ || host_->PutWeightedMomentsFlags(useWeightsAsGiven, weightedMomentsMode) == 0;
 }
 
 bool CAnalysisSupport::HasCaseWeight() const { return host_ && host_->HasCaseWeight() != 0; }

@@ -40,7 +40,8 @@ class CAnalysisSupport : public vlm::IAnalysis {
   // --- Forwarded to the host; nothing happens, and texts are empty, before AttachHost
   void InitCommons(vlm::SharedBlock& dataSelectionTags, vlm::SharedBlock& extendedTags,
                    vlm::SharedBlock& selectionConditions, vlm::SharedBlock& caseWeights);
-  void PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode);
+  // Returns whether the host has this mode.
+  bool PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode);
   bool HasCaseWeight() const;
   bool IsOleAutomation() const;
   // Fails the script's call that is being served.

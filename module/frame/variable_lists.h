@@ -21,10 +21,4 @@ namespace vlmfsl {
 // One list: a text in the host's notation, a number, or an array of these. Each variable once.
 [[nodiscard]] std::vector<int> ReadVariableList(const vlm::AutomationValue& value, vlm::IAnalysisHost& host);
 
-// The parts of a text between '|' signs that do not stand in double quotation marks.
-[[nodiscard]] std::vector<std::string_view> SplitLists(std::string_view text);
-
-// The text without the white space around it.
-[[nodiscard]] std::string_view Trimmed(std::string_view text);
-
 }  // namespace vlmfsl

@@ -46,10 +46,10 @@ constexpr ControlTemplate kStartupQuick[] = {
     {kControlCutDependents,              kCheckBox,    "&Treat continuous dependent variable as categorical", 6, 130, 248, 10, 0},
     {kControlDependentCutsLabel,         kLabel,       "Number of cuts for continuous &dependent:", 18, 146, 138, 9, kNoTabStop},
     {kControlDependentCuts,              kIntegerEdit, "",                        160, 144,  40, 12, 0},
-    {kControlUseWeightsAsGiven,          kCheckBox,    "Use case &weights as given", 6, 162, 120, 10, kHidden},
-    {kControlWeightedMoments,            kGroupBox,    "Weighted moments",        130, 158, 124, 24, kHidden},
-    {kControlWeightedMomentsMode0,       kRadioButton, "Mode 0",                  136, 168,  54, 10, kHidden | kGroupStart},
-    {kControlWeightedMomentsMode1,       kRadioButton, "Mode 1",                  194, 168,  54, 10, kHidden},
+    {kControlUseWeightsAsGiven,          kCheckBox,    "Use case &weights as given", 6, 162, 120, 10, 0},
+    {kControlWeightedMoments,            kGroupBox,    "Weighted moments",        130, 158, 124, 24, 0},
+    {kControlWeightedMomentsMode0,       kRadioButton, "Mode 0",                  136, 168,  54, 10, kGroupStart},
+    {kControlWeightedMomentsMode1,       kRadioButton, "Mode 1",                  194, 168,  54, 10, 0},
 };
 
 constexpr ControlTemplate kStartupAdvanced[] = {

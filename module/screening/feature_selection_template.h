@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "contract/dialogs.h"
+#include "contract/ref.h"
 #include "contract/screening_results.h"
 #include "module/frame/analysis_support.h"
-#include "contract/ref.h"
 #include "module/screening/host_calls.h"
 #include "module/screening/pred_summary.h"
 #include "module/screening/screening_results_view.h"
@@ -26,6 +26,12 @@ class CQvdProgressBar;
 enum BinarySort : int { kSortByGini = 0, kSortByInformationValue = 1, kSortByNothing = 2 };
 enum CategoricalSort : int { kSortByChiSquareP = 0, kSortByChiSquare = 1 };
 enum ContinuousSort : int { kSortByRSquared = 0, kSortByF = 1 };
+
+// Codes chosen for one variable. all: they stand for all values of the cases selected when a run starts.
+struct ChosenCodes {
+  std::vector<double> codes;
+  bool all = false;
+};
 
 // What a run is given and what it leaves behind. Members in the order in which outputs rely on them.
 struct ScreeningState {
@@ -59,9 +65,8 @@ struct ScreeningState {
   std::vector<double> responseCodes;  // of the categorical response
   std::vector<double> factorCodes;    // of all categorical predictors, one after the other
   std::vector<int> factorCodeCounts;  // one a categorical predictor
-  // Lists that a script asked for as all codes, whichever cases are selected when the run starts.
-  bool allResponseCodes = false;
-  std::vector<bool> allFactorCodes;   // one a categorical predictor, or empty
+  // The choice that those codes come from: one list per categorical response or predictor, or no list at all.
+  std::vector<ChosenCodes> chosenResponseCodes, chosenFactorCodes;
   int caseWeight = 0;                 // variable number of the run's case weights, 0: none
   bool exclusionNoticeShown = false;  // in this run
 };

@@ -5,7 +5,7 @@
 
 #include "base/number_text.h"
 #include "base/tolerant.h"
-#include "module/frame/variable_lists.h"
+#include "contract/list_values.h"
 
 namespace vlmfsl {
 namespace {
@@ -115,7 +115,7 @@ std::string CodeText(double code) {
   return std::string(digits, end.ptr);
 }
 
-std::string TrimBlanks(std::string_view text) { return std::string(Trimmed(text)); }
+std::string TrimBlanks(std::string_view text) { return std::string(vlm::TrimmedListText(text)); }
 
 double ParseMachineNumber(std::string_view text) {
   const std::string trimmed = TrimBlanks(text);

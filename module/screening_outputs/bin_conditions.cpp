@@ -131,9 +131,9 @@ std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummar
   return basePath.substr(0, stemAt) + name;
 }
 
-int SaveRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& basePath, int count,
-                    std::string& firstRefused) {
-  TextFiles files;
+std::vector<RecodeFile> MakeRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& basePath,
+                                        int count) {
+  std::vector<RecodeFile> files;
   std::set<std::string> names;  // names that differ by case alone are one file on some systems
   for (const int kind : kKindsInOutputOrder) {
     for (PredSummary* record : BestPredictors(analysis, kind, count)) {
@@ -142,12 +142,19 @@ int SaveRecodeFiles(CFeatureSelectionTemplate& analysis, const std::string& base
       for (int number = 2; !names.insert(WithoutCase(free)).second; ++number) {
         free = path + " (" + std::to_string(number) + ")";
       }
-      free += ".ini";
       record->conditionText = RecodeConditions(analysis, *record);
-      if (!files.Add(free, record->conditionText) && firstRefused.empty()) firstRefused = free;
+      files.push_back({free + ".ini", record->conditionText});
     }
   }
-  return files.Commit();
+  return files;
+}
+
+int SaveRecodeFiles(const std::vector<RecodeFile>& files, std::string& firstRefused) {
+  TextFiles written;
+  for (const RecodeFile& file : files) {
+    if (!written.Add(file.path, file.text) && firstRefused.empty()) firstRefused = file.path;
+  }
+  return written.Commit();
 }
 
 std::string RulesOfBestPredictors(CFeatureSelectionTemplate& analysis, int count) {

@@ -1,39 +1,14 @@
 // PredictorScreeningResults: the accessors of the results dialog.
-#include <algorithm>
+#include <utility>
+#include <vector>
 
+#include "module/frame/output_collection.h"
 #include "module/resources/automation_tables.h"
 #include "module/resources/control_ids.h"
 #include "module/screening_ui/results_dialog.h"
 
 namespace vlmfsl {
 namespace {
-
-// The outputs that one call made, counted from 1.
-class SheetCollection final : public AutomationDispatch {
- public:
-  explicit SheetCollection(CFeatureSelectionTemplateResultsDialog::Sheets sheets)
-      : AutomationDispatch(kOutputCollection, "CScreeningOutputs"), sheets_(std::move(sheets)) {}
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete this;
-  }
-
- private:
-  ~SheetCollection() = default;
-  void Call(const AutomationCall& call) override {
-    const int count = static_cast<int>(sheets_.size());
-    if (call.member.dispatchId == kDispCount) return call.result.SetInt(count);
-    const int number = call.Int();
-    if (number < 1 || number > count) {
-      throw AutomationException("There is no output " + std::to_string(number) + "; there are " +
-                                std::to_string(count) + ".");
-    }
-    call.result.SetObject(sheets_[static_cast<std::size_t>(number - 1)]->GetAutomationObject());
-  }
-
-  CFeatureSelectionTemplateResultsDialog::Sheets sheets_;
-  int references_ = 1;
-};
 
 int KindOfMember(int dispatchId) {
   switch (dispatchId) {
@@ -167,9 +142,10 @@ void CComScreeningResults::put_SaveToVariableBundle(const AutomationCall& call) 
 }
 
 void CComScreeningResults::get_Summary(const AutomationCall& call) {
-  const auto collection =
-      vlm::Ref<vlm::IAutomationObject>::Adopt(new SheetCollection(Dialog().MakeSummary()));
-  call.result.SetObject(collection.Get());
+  const CFeatureSelectionTemplateResultsDialog::Sheets sheets = Dialog().MakeSummary();
+  std::vector<vlm::Ref<vlm::IDocument>> documents;
+  for (const vlm::Ref<vlm::ISpreadsheet>& sheet : sheets) documents.emplace_back(sheet.Get());
+  call.result.SetObject(MakeOutputCollection(std::move(documents)).Get());
 }
 
 void CComScreeningResults::get_Importance(const AutomationCall& call) {
@@ -185,7 +161,7 @@ void CComScreeningResults::get_Graph(const AutomationCall& call) {
   call.result.SetObject(graph ? graph->GetAutomationObject() : nullptr);
 }
 
-// A script learns what the user has been told.
+// A problem that the user sees is also the script's exception.
 void CComScreeningResults::SavePredictorsToVariableBundle(const AutomationCall&) {
   RequireSaved(Dialog().SaveBundles());
 }
@@ -195,7 +171,10 @@ void CComScreeningResults::AddCodedVarsToSprSheet(const AutomationCall&) {
 }
 
 void CComScreeningResults::SaveAsDataRecodeConditions(const AutomationCall& call) {
-  RequireSaved(Dialog().SaveRecodeConditions(ToText(call.Value())));
+  const std::string fileName = ToText(call.Value());
+  if (fileName.find('\0') != std::string::npos)
+    throw AutomationException("The file name holds a NUL character.");
+  RequireSaved(Dialog().SaveRecodeConditions(fileName));
 }
 
 void CComScreeningResults::SaveAsRules(const AutomationCall&) { RequireSaved(Dialog().SaveRules()); }

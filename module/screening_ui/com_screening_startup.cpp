@@ -13,7 +13,7 @@ struct SortMember {
   int dispatchId;
   int ScreeningState::*choice;
   int value;
-  int otherValue;  // what remains when the choice is taken back
+  int otherValue;  // when the choice is switched off
 };
 constexpr SortMember kSortMembers[] = {
     {kDispSortChiSquareP, &ScreeningState::categoricalSort, kSortByChiSquareP, kSortByChiSquare},
@@ -72,30 +72,25 @@ void CComScreeningStartup::put_Variables(const AutomationCall& call) {
 }
 
 void CComScreeningStartup::get_FactorCodes(const AutomationCall& call) {
-  const CFeatureSelectionTemplate& screening = Dialog().Screening();
-  std::vector<std::vector<double>> lists;
-  for (std::size_t i = 0; i < screening.factorCodeCounts.size(); ++i) {
-    const std::span<const double> codes = screening.FactorCodes(i);
-    lists.emplace_back(codes.begin(), codes.end());
-  }
-  call.ReturnText(PrintCodeLists(lists, Dialog().Input(), Dialog().Screening().categoricalPredictors));
+  CFeatureSelectionTemplate& screening = Dialog().Screening();
+  call.ReturnText(
+      PrintCodeLists(screening.chosenFactorCodes, screening.Host(), screening.categoricalPredictors));
 }
 
 void CComScreeningStartup::put_FactorCodes(const AutomationCall& call) {
-  const std::vector<int>& variables = Dialog().Screening().categoricalPredictors;
-  Dialog().SetFactorCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(), variables),
-                          ListsOfAllCodes(call.Value(), variables.size()));
+  CFeatureSelectionTemplate& screening = Dialog().Screening();
+  Dialog().SetFactorCodes(ReadCodeLists(call.Value(), screening.Host(), screening.categoricalPredictors));
 }
 
 void CComScreeningStartup::get_ResponseCodes(const AutomationCall& call) {
-  call.ReturnText(PrintCodeLists({Dialog().Screening().responseCodes}, Dialog().Input(),
-                                 Dialog().Screening().categoricalResponses));
+  CFeatureSelectionTemplate& screening = Dialog().Screening();
+  call.ReturnText(
+      PrintCodeLists(screening.chosenResponseCodes, screening.Host(), screening.categoricalResponses));
 }
 
 void CComScreeningStartup::put_ResponseCodes(const AutomationCall& call) {
-  const std::vector<int>& variables = Dialog().Screening().categoricalResponses;
-  Dialog().SetResponseCodes(ReadCodeLists(call.Value(), Dialog().Screening(), Dialog().Input(), variables),
-                            ListsOfAllCodes(call.Value(), variables.size()));
+  CFeatureSelectionTemplate& screening = Dialog().Screening();
+  Dialog().SetResponseCodes(ReadCodeLists(call.Value(), screening.Host(), screening.categoricalResponses));
 }
 
 // The good and the bad code live in their edits until OK reads them.

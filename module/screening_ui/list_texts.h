@@ -1,5 +1,5 @@
-// What scripts give for code lists, as numbers. Wrong values are AutomationExceptions that
-// name what is wrong.
+// Lists of codes as scripts and the codes dialog give them. The host reads and prints the codes of
+// one variable; this file splits and joins the lists of several variables.
 #pragma once
 
 #include <string>
@@ -11,23 +11,38 @@
 
 namespace vlmfsl {
 
-// Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\" | *"), or an
-// array of one item a variable. A list holds numbers, ranges of whole numbers ("1-4") and value labels (in
-// double quotation marks where several stand in a text and they have blanks); "*" stands for all values of the
-// selected cases, and alone for those of every variable.
-[[nodiscard]] std::vector<std::vector<double>> ReadCodeLists(const vlm::AutomationValue& value,
-                                                             CFeatureSelectionTemplate& screening,
-                                                             vlm::IInputSpreadsheet& input,
-                                                             const std::vector<int>& variables);
+// Receives the codes of some variables from the host. Without memory the lists stay short, and
+// failed says so: nothing is thrown into the host.
+class CodesSink final : public vlm::ICodesSink {
+ public:
+  explicit CodesSink(std::size_t variableCount) : lists(variableCount) {}
+  virtual ~CodesSink() = default;
+  void Clear() override;
+  void AppendCode(int variableIndex, double code) override;
+  void ChooseAll(int variableIndex) override;
+  // Throws std::bad_alloc when a list is short.
+  std::vector<ChosenCodes> Take();
 
-// For each of so many variables, whether such a value asks for all codes of it.
-[[nodiscard]] std::vector<bool> ListsOfAllCodes(const vlm::AutomationValue& value, std::size_t variableCount);
+  std::vector<ChosenCodes> lists;
+  bool failed = false;
 
-// The codes in the notation that ReadCodeLists takes: as numbers, or as labels where a number could be a label.
-[[nodiscard]] std::string PrintCodeLists(const std::vector<std::vector<double>>& lists,
-                                         vlm::IInputSpreadsheet& input, const std::vector<int>& variables);
+ private:
+  ChosenCodes* ListAt(int variableIndex);
+};
 
-// All values of the selected cases, ascending.
-[[nodiscard]] std::vector<double> DistinctValues(vlm::IInputSpreadsheet& input, int variableNumber);
+// Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\"
+// | *"), or an array of one item per variable; "*" alone is all codes of every variable. Throws
+// AutomationException naming what is wrong.
+[[nodiscard]] std::vector<ChosenCodes> ReadCodeLists(const vlm::AutomationValue& value,
+                                                     vlm::IAnalysisHost& host,
+                                                     const std::vector<int>& variables);
+
+// The codes in the notation that ReadCodeLists takes. Empty when there is none.
+[[nodiscard]] std::string PrintCodeLists(const std::vector<ChosenCodes>& lists, vlm::IAnalysisHost& host,
+                                         const std::vector<int>& variables);
+
+// Rereads the lists that were chosen as all codes from the cases that are selected now.
+void RenewAllCodes(std::vector<ChosenCodes>& lists, vlm::IAnalysisHost& host,
+                   const std::vector<int>& variables);
 
 }  // namespace vlmfsl

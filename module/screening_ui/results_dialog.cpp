@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <span>
 #include <stdexcept>
 
 #include "base/format_text.h"
@@ -27,6 +29,19 @@ int DropDownOf(int responseKind) {
                                                    : kControlContinuousPredictor;
 }
 
+// The controls of a page that need results of its response kind.
+std::span<const int> ControlsOf(int responseKind) {
+  static constexpr int kBinary[] = {kControlBinaryPredictor, kControlBinaryImportance, kControlBinaryCrosstab,
+                                    kControlBinaryDistribution, kControlBinaryDefaultRates};
+  static constexpr int kContinuous[] = {kControlContinuousPredictor, kControlContinuousImportance,
+                                        kControlBreakdown, kControlBoxPlot, kControlMeanDiamonds};
+  static constexpr int kCategorical[] = {kControlCategoricalPredictor,  kControlCategoricalImportance,
+                                         kControlCategoricalCrosstab,   kControlInteractionPlot,
+                                         kControlCategorizedHistograms, kControlHistograms3D};
+  if (responseKind == vlm::kBinaryResponse) return kBinary;
+  return responseKind == vlm::kCategoricalResponse ? std::span<const int>(kCategorical) : kContinuous;
+}
+
 struct GraphButton {
   int controlId;
   int responseKind;
@@ -45,13 +60,13 @@ constexpr GraphButton kGraphButtons[] = {
     {kControlHistograms3D, vlm::kCategoricalResponse, &CFeatureSelectionTemplate::Categorical3DHistogram},
 };
 
-// Why a save action did not do what it was asked for, one sentence.
+// Why a save action failed, in one sentence.
 class SaveProblem : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Tells the host's framework at the end, however the action ends.
+// Notifies the host's framework at the end of an action, however it ends.
 class CommandAtEnd {
  public:
   CommandAtEnd(const CAnalysisModelessDialog& dialog, int command) : dialog_(dialog), command_(command) {}
@@ -77,6 +92,13 @@ void CFeatureSelectionTemplateResultsDialog::InitDialog() {
   AddPages({kScreeningBinaryPage, kScreeningContinuousPage, kScreeningCategoricalPage, kScreeningSavePage});
   Window()->InitOpeningDialog();
   Refresh();
+  // The pages are in the order of the kinds below.
+  constexpr int kKindsOfPages[] = {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse};
+  const auto first = std::find_if(std::begin(kKindsOfPages), std::end(kKindsOfPages),
+                                  [&](int kind) { return !Screening().Order(kind).empty(); });
+  if (first != std::end(kKindsOfPages)) {
+    Window()->SelectDlgTab(kControlTabs, static_cast<int>(first - std::begin(kKindsOfPages)));
+  }
 }
 
 void CFeatureSelectionTemplateResultsDialog::Refresh() {
@@ -97,6 +119,7 @@ void CFeatureSelectionTemplateResultsDialog::ShowPage(int responseKind) {
   const int count = static_cast<int>(Screening().Order(responseKind).size());
   chosen = std::clamp(chosen, 0, std::max(count - 1, 0));
   Window()->SelectDropDownItem(dropDown, count > 0 ? chosen : -1);
+  for (const int control : ControlsOf(responseKind)) Window()->EnableWindow(control, count > 0 ? 1 : 0);
 }
 
 int CFeatureSelectionTemplateResultsDialog::ChosenIndex(int responseKind) const {
@@ -147,6 +170,12 @@ std::string CFeatureSelectionTemplateResultsDialog::AskSaveFile(int titleTextId,
   return answer == 0 ? std::string() : path.TakeWhole();
 }
 
+bool CFeatureSelectionTemplateResultsDialog::MayReplace(const std::vector<std::string>& paths) {
+  std::vector<const char*> texts;
+  for (const std::string& path : paths) texts.push_back(path.c_str());
+  return Window()->ConfirmReplacing(texts.data(), static_cast<int>(texts.size())) != 0;
+}
+
 template <typename Action>
 std::string CFeatureSelectionTemplateResultsDialog::Save(Action&& action) {
   try {
@@ -163,7 +192,7 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveBundles() {
   return Save([&] {
     ReadNumberToSave();
     if (SavePredictorBundles(Screening(), numberToSave_) != kOk) {
-      throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+      throw SaveProblem("The predictors could not be saved as variable bundles.");
     }
   });
 }
@@ -173,7 +202,9 @@ std::string CFeatureSelectionTemplateResultsDialog::AddCodedVariables() {
   return Save([&] {
     ReadNumberToSave();
     const Addition end = vlmfsl::AddCodedVariables(Screening(), numberToSave_, saveToBundle_);
-    if (end == Addition::kNotAdded) throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    if (end == Addition::kNotAdded) {
+      throw SaveProblem("The coded variables could not be added to the spreadsheet.");
+    }
     if (end == Addition::kAdded) Screening().ShowMessage(kTextCodedVariablesSaved);
   });
 }
@@ -184,8 +215,13 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveRecodeConditions(const s
     ReadNumberToSave();
     const std::string path = fileName.empty() ? AskSaveFile(kTextSaveRecode, kExtension) : fileName;
     if (path.empty()) return;
+    const std::vector<RecodeFile> files =
+        MakeRecodeFiles(Screening(), WithoutExtension(path, kExtension), numberToSave_);
+    std::vector<std::string> paths;
+    for (const RecodeFile& file : files) paths.push_back(file.path);
+    if (!MayReplace(paths)) return;
     std::string refused;
-    if (SaveRecodeFiles(Screening(), WithoutExtension(path, kExtension), numberToSave_, refused) == 0) {
+    if (SaveRecodeFiles(files, refused) == 0) {
       throw SaveProblem(vlm::FormatText(Screening().Text(kTextFileNotWritten), {refused}));
     }
     Screening().ShowMessage(kTextRecodeSaved);
@@ -195,13 +231,13 @@ std::string CFeatureSelectionTemplateResultsDialog::SaveRecodeConditions(const s
 std::string CFeatureSelectionTemplateResultsDialog::SaveRules() {
   return Save([&] {
     ReadNumberToSave();
+    const CommandAtEnd command(*this, kCommandRulesSaved);
     const std::string path = AskSaveFile(kTextSaveRules, ".txt");
-    if (path.empty()) return;
+    if (path.empty() || !MayReplace({path})) return;
     if (!WriteTextFile(path, RulesOfBestPredictors(Screening(), numberToSave_))) {
       throw SaveProblem(vlm::FormatText(Screening().Text(kTextFileNotWritten), {path}));
     }
     Screening().ShowMessage(kTextRulesSaved);
-    if (Window()) Window()->SendFrameworkCommand(kCommandRulesSaved);
   });
 }
 
@@ -210,7 +246,7 @@ std::string CFeatureSelectionTemplateResultsDialog::MakeRulesReport(vlm::Ref<vlm
     ReadNumberToSave();
     const vlm::Ref<vlm::ISpreadsheet> table = MakeAllPredictorsTable(Screening());
     if (table) report = ShowRulesReport(Screening(), numberToSave_);
-    if (!report) throw SaveProblem(Screening().Text(kTextNotEnoughMemory));
+    if (!report) throw SaveProblem("The report could not be made.");
     table->Show();
   });
 }

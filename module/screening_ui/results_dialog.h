@@ -1,5 +1,5 @@
-// The results dialog of predictor screening: a switchboard whose buttons make one output each. It owns the
-// chosen predictors and nothing else; PredictorScreeningResults is its face for scripts.
+// The results dialog of predictor screening: each button makes one output. The dialog owns only the
+// choice of predictors. Scripts see it as PredictorScreeningResults.
 #pragma once
 
 #include <array>
@@ -51,7 +51,7 @@ class CFeatureSelectionTemplateResultsDialog final
 
   // The result record chosen on the page of a response kind; null when the kind has no results.
   PredSummary* Chosen(int responseKind) const;
-  // Chooses the best predictor for which is(record) says true. False when there is none.
+  // Chooses the best predictor for which is(record) is true. False when there is none.
   template <typename Predicate>
   bool ChooseWhere(int responseKind, Predicate is) {
     const std::vector<int>& order = Screening().Order(responseKind);
@@ -64,19 +64,19 @@ class CFeatureSelectionTemplateResultsDialog final
   }
   void ShowPage(int responseKind);
 
-  // Outputs, shown and handed back. Nothing for a kind without results.
+  // Make, show and return outputs. Nothing for a response kind without results.
   using Sheets = std::vector<vlm::Ref<vlm::ISpreadsheet>>;
   Sheets MakeSummary();
   Sheets MakeImportance(int responseKind);
   Sheets MakePredictorTable(int responseKind);
   // Of the chosen predictor of the binary response, when it is continuous.
   void MakeDistributionTable();
-  // The graph that this button makes, of the predictor chosen on its page. Null when there is none.
+  // The graph of this button for the predictor chosen on its page. Null when there is none.
   vlm::Ref<vlm::IGraph> MakeGraph(int controlId);
 
-  // The actions of the "Save" page. Each reads the number to save and acts on that many best predictors of each
-  // response; what goes wrong is told to the user, and comes back as a sentence: empty when all went well or the
-  // user cancelled.
+  // The actions of the "Save" page. Each reads the number to save and acts on that many best
+  // predictors of each response. A problem is shown to the user and returned as a sentence, which
+  // is empty after success or Cancel.
   std::string SaveBundles();
   std::string AddCodedVariables();
   // fileName: "NAME" or "NAME.ini", from which the files' names are made; empty: asks the user.
@@ -101,12 +101,15 @@ class CFeatureSelectionTemplateResultsDialog final
   void Choose(int responseKind, int position);
   // Place of the chosen record in the kind's results, or -1.
   int ChosenIndex(int responseKind) const;
-  // Reads the number in the edit, rounded half away from zero. Throws SaveProblem when it is not one of 1 to the
-  // longest result list.
+  // Reads the number in the edit, rounded half away from zero. Throws SaveProblem when it is not
+  // one of 1 to the longest result list.
   void ReadNumberToSave();
-  // Asks for a file; empty when the user cancels. Throws SaveProblem when a script asks that has named none.
+  // Asks for a file; empty when the user cancels. Throws SaveProblem when a script asks that has
+  // named none.
   std::string AskSaveFile(int titleTextId, std::string_view extension);
-  // Runs a save action; tells the user its SaveProblem.
+  // False when the user keeps a file that exists.
+  bool MayReplace(const std::vector<std::string>& paths);
+  // Runs a save action and shows its SaveProblem to the user.
   template <typename Action>
   std::string Save(Action&& action);
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
+#include <optional>
+#include <utility>
 
 #include "base/tolerant.h"
 #include "contract/text.h"
@@ -20,7 +21,7 @@ constexpr double kSmallestCode = -9999999;
 constexpr double kLargestCode = 9999999;
 constexpr std::size_t kFewestFactorCodes = 2;
 
-// What the variable dialogs offer first.
+// The kind of variables that a variable dialog shows first.
 constexpr int kCategoricalVariables = 1;
 constexpr int kContinuousVariables = 2;
 
@@ -28,14 +29,17 @@ struct ListControl {
   int captionControl;
   int captionText;
   int kind;
+  int setNumber;
 };
+// One variable may be a response of several kinds, but not also a predictor.
+constexpr int kResponses = 1;
 // In the order of ScreeningList.
 constexpr ListControl kLists[kScreeningListCount] = {
-    {kControlContinuousDependents, kTextScreeningContinuousResponse, kContinuousVariables},
-    {kControlCategoricalResponse, kTextScreeningCategoricalResponse, kCategoricalVariables},
-    {kControlBinaryResponse, kTextScreeningBinaryResponse, kCategoricalVariables},
-    {kControlCategoricalPredictors, kTextScreeningCategoricalPredictors, kCategoricalVariables},
-    {kControlContinuousPredictors, kTextScreeningContinuousPredictors, kContinuousVariables},
+    {kControlContinuousDependents, kTextScreeningContinuousResponse, kContinuousVariables, kResponses},
+    {kControlCategoricalResponse, kTextScreeningCategoricalResponse, kCategoricalVariables, kResponses},
+    {kControlBinaryResponse, kTextScreeningBinaryResponse, kCategoricalVariables, kResponses},
+    {kControlCategoricalPredictors, kTextScreeningCategoricalPredictors, kCategoricalVariables, 0},
+    {kControlContinuousPredictors, kTextScreeningContinuousPredictors, kContinuousVariables, 0},
 };
 
 struct SortControl {
@@ -53,35 +57,28 @@ constexpr SortControl kSorts[] = {
     {kControlSortFStatistic, &ScreeningState::continuousSort, kSortByF},
 };
 
-// Collects the lists of a codes dialog. Without memory they stay short, and failed says so: nothing is thrown into the
-// host.
-class CodesSink final : public vlm::ICodesSink {
- public:
-  explicit CodesSink(std::size_t variableCount) : lists(variableCount) {}
-  virtual ~CodesSink() = default;
-  void Clear() override {
-    for (std::vector<double>& list : lists) list.clear();
+// Asks for the codes of variables, with the present choice shown. Nothing when the user cancels.
+std::optional<std::vector<ChosenCodes>> AskCodes(vlm::IDialogWindow& window,
+                                                 const std::vector<int>& variables,
+                                                 const std::vector<ChosenCodes>& chosen) {
+  static const ChosenCodes kNothing;
+  std::vector<vlm::CodesRequest> requests;
+  for (std::size_t i = 0; i < variables.size(); ++i) {
+    const ChosenCodes& present = i < chosen.size() ? chosen[i] : kNothing;
+    requests.push_back(
+        {variables[i], present.codes.data(), static_cast<int>(present.codes.size()), present.all ? 1 : 0});
   }
-  void AppendCode(int variableIndex, double code) override {
-    if (variableIndex < 0 || static_cast<std::size_t>(variableIndex) >= lists.size()) return;
-    std::vector<double>& list = lists[static_cast<std::size_t>(variableIndex)];
-    try {
-      if (std::find(list.begin(), list.end(), code) == list.end()) list.push_back(code);
-    } catch (...) {
-      failed = true;
-    }
-  }
-  std::vector<std::vector<double>> lists;
-  bool failed = false;
-};
-
-bool AskCodes(vlm::IDialogWindow& window, const std::vector<int>& variables, CodesSink& codes) {
+  CodesSink codes(variables.size());
   const std::string title = LoadResString(kTextSelectFactorCodes);
-  const bool answered = window.CodesListDialog(title.data(), vlm::LengthOf(title), variables.data(),
-                                               static_cast<int>(variables.size()), kVariablesShownAtOnce,
+  const bool answered = window.CodesListDialog(title.data(), vlm::LengthOf(title), requests.data(),
+                                               static_cast<int>(requests.size()), kVariablesShownAtOnce,
                                                kSmallestCode, kLargestCode, &codes) != 0;
-  if (codes.failed) throw std::bad_alloc();
-  return answered;
+  std::vector<ChosenCodes> lists = codes.Take();
+  return answered ? std::optional(std::move(lists)) : std::nullopt;
+}
+
+bool HasCodes(const std::vector<ChosenCodes>& lists) {
+  return std::any_of(lists.begin(), lists.end(), [](const ChosenCodes& list) { return !list.codes.empty(); });
 }
 
 }  // namespace
@@ -118,14 +115,19 @@ std::vector<int>& CFeatureSelectionTemplateStartupDialog::List(ScreeningList lis
 void CFeatureSelectionTemplateStartupDialog::SetLists(std::vector<std::vector<int>> lists) {
   CFeatureSelectionTemplate& screening = Screening();
   std::array<bool, kScreeningListCount> changed{};
+  bool otherBinaryResponse = false;
   for (std::size_t i = 0; i < kScreeningListCount; ++i) {
     std::vector<int>& list = List(static_cast<ScreeningList>(i));
     changed[i] = list != lists[i];
+    if (static_cast<ScreeningList>(i) == ScreeningList::kBinaryResponse && !list.empty()) {
+      otherBinaryResponse = lists[i].empty() || lists[i].front() != list.front();
+    }
     list = std::move(lists[i]);
   }
   const auto isChanged = [&](ScreeningList list) { return changed[static_cast<std::size_t>(list)]; };
   if (isChanged(ScreeningList::kCategoricalResponse)) SetResponseCodes({});
   if (isChanged(ScreeningList::kCategoricalPredictor)) SetFactorCodes({});
+  if (otherBinaryResponse) ClearBinaryCodes();
 
   const auto namesOf = [&](const std::vector<int>& variables) {
     std::vector<std::string> names;
@@ -150,25 +152,27 @@ void CFeatureSelectionTemplateStartupDialog::SetLists(std::vector<std::vector<in
   ShowCodes();
 }
 
-void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(const std::vector<std::vector<double>>& codes,
-                                                            std::vector<bool> all) {
+void CFeatureSelectionTemplateStartupDialog::SetFactorCodes(std::vector<ChosenCodes> chosen) {
   CFeatureSelectionTemplate& screening = Screening();
-  screening.allFactorCodes = std::move(all);
+  screening.chosenFactorCodes = std::move(chosen);
   screening.factorCodes.clear();
   screening.factorCodeCounts.clear();
-  for (const std::vector<double>& list : codes) {
-    screening.factorCodes.insert(screening.factorCodes.end(), list.begin(), list.end());
-    screening.factorCodeCounts.push_back(static_cast<int>(list.size()));
+  if (HasCodes(screening.chosenFactorCodes)) {
+    for (const ChosenCodes& list : screening.chosenFactorCodes) {
+      screening.factorCodes.insert(screening.factorCodes.end(), list.codes.begin(), list.codes.end());
+      screening.factorCodeCounts.push_back(static_cast<int>(list.codes.size()));
+    }
   }
-  if (screening.factorCodes.empty()) screening.factorCodeCounts.clear();
   ShowCodes();
 }
 
-void CFeatureSelectionTemplateStartupDialog::SetResponseCodes(const std::vector<std::vector<double>>& codes,
-                                                              const std::vector<bool>& all) {
-  // Only the first response is analysed.
-  Screening().responseCodes = codes.empty() ? std::vector<double>() : codes.front();
-  Screening().allResponseCodes = !all.empty() && all.front();
+// The codes of every response are kept; those of the first go into the run.
+void CFeatureSelectionTemplateStartupDialog::SetResponseCodes(std::vector<ChosenCodes> chosen) {
+  CFeatureSelectionTemplate& screening = Screening();
+  screening.chosenResponseCodes = std::move(chosen);
+  screening.responseCodes = screening.chosenResponseCodes.empty()
+                                ? std::vector<double>()
+                                : screening.chosenResponseCodes.front().codes;
   ShowCodes();
 }
 
@@ -177,23 +181,19 @@ void CFeatureSelectionTemplateStartupDialog::DropCodes() {
   SetFactorCodes({});
 }
 
-void CFeatureSelectionTemplateStartupDialog::RenewAllCodes() {
+void CFeatureSelectionTemplateStartupDialog::ClearBinaryCodes() {
+  SetText(kControlGoodCode, {});
+  SetText(kControlBadCode, {});
+}
+
+void CFeatureSelectionTemplateStartupDialog::RenewCodes() {
   CFeatureSelectionTemplate& screening = Screening();
-  if (screening.allResponseCodes) {
-    std::vector<std::vector<double>> lists;
-    for (const int variable : screening.categoricalResponses)
-      lists.push_back(DistinctValues(Input(), variable));
-    SetResponseCodes(lists, {true});
-  }
-  const std::vector<bool> all = screening.allFactorCodes;
-  if (std::find(all.begin(), all.end(), true) == all.end()) return;
-  std::vector<std::vector<double>> lists;
-  for (std::size_t i = 0; i < screening.categoricalPredictors.size(); ++i) {
-    const std::span<const double> given = screening.FactorCodes(i);
-    lists.push_back(i < all.size() && all[i] ? DistinctValues(Input(), screening.categoricalPredictors[i])
-                                             : std::vector<double>(given.begin(), given.end()));
-  }
-  SetFactorCodes(lists, all);
+  const auto renew = [&](std::vector<ChosenCodes> lists, const std::vector<int>& variables) {
+    RenewAllCodes(lists, screening.Host(), variables);
+    return lists;
+  };
+  SetResponseCodes(renew(screening.chosenResponseCodes, screening.categoricalResponses));
+  SetFactorCodes(renew(screening.chosenFactorCodes, screening.categoricalPredictors));
 }
 
 // --- Controls
@@ -230,17 +230,19 @@ void CFeatureSelectionTemplateStartupDialog::ShowCodes() {
     SetText(caption, LoadResString(selected ? kTextSelected : kTextNone));
   };
   show(kControlResponseCodes, kControlResponseCodesCaption, !screening.categoricalResponses.empty(),
-       !screening.responseCodes.empty());
+       HasCodes(screening.chosenResponseCodes));
   show(kControlFactorCodes, kControlFactorCodesCaption, !screening.categoricalPredictors.empty(),
-       !screening.factorCodes.empty());
-  const int binary = screening.binaryResponses.empty() ? 0 : 1;
-  Window()->EnableWindow(kControlGoodCode, binary);
-  Window()->EnableWindow(kControlBadCode, binary);
+       HasCodes(screening.chosenFactorCodes));
+  const int response = screening.binaryResponses.empty() ? 0 : screening.binaryResponses.front();
+  for (const int control : {kControlGoodCode, kControlBadCode}) {
+    Window()->EnableWindow(control, response != 0 ? 1 : 0);
+    Window()->OfferValues(control, response);
+  }
 }
 
 void CFeatureSelectionTemplateStartupDialog::ShowSortChoices() {
   for (const SortControl& sort : kSorts) {
-    if (sort.control == kControlSortBinaryWithoutKey) continue;  // stands on no page
+    if (sort.control == kControlSortBinaryWithoutKey) continue;  // on no page
     Window()->CheckDlgButton(sort.control, Screening().*sort.choice == sort.value ? 1 : 0);
   }
 }
@@ -291,6 +293,7 @@ void CFeatureSelectionTemplateStartupDialog::OpenData() {
   if (Window()->OpenQvdFile() == 0 || !Window()) return;
   Window()->EnableWindow(kControlOk, 1);
   Screening().Init();
+  ClearBinaryCodes();  // they live in their edits alone
   Refresh();
   Window()->RestoreResults();
 }
@@ -312,7 +315,8 @@ void CFeatureSelectionTemplateStartupDialog::ChooseVariables() {
                    variableCount,
                    buffers[i].data(),
                    &counts[i],
-                   static_cast<int>(buffers[i].size())};
+                   static_cast<int>(buffers[i].size()),
+                   kLists[i].setNumber};
   }
   const std::string title = LoadResString(kTextSelectScreeningVariables);
   if (Window()->VariableListsDialog(title.data(), vlm::LengthOf(title), requests.data(),
@@ -338,17 +342,21 @@ void CFeatureSelectionTemplateStartupDialog::ChooseVariables() {
 
 bool CFeatureSelectionTemplateStartupDialog::ChooseFactorCodes() {
   const std::vector<int>& variables = Screening().categoricalPredictors;
-  CodesSink codes(variables.size());
-  if (variables.empty() || !AskCodes(*Window(), variables, codes) || !Window()) return false;
-  SetFactorCodes(codes.lists);
+  if (variables.empty()) return false;
+  std::optional<std::vector<ChosenCodes>> chosen =
+      AskCodes(*Window(), variables, Screening().chosenFactorCodes);
+  if (!chosen || !Window()) return false;
+  SetFactorCodes(std::move(*chosen));
   return true;
 }
 
 bool CFeatureSelectionTemplateStartupDialog::ChooseResponseCodes() {
   const std::vector<int>& variables = Screening().categoricalResponses;
-  CodesSink codes(variables.size());
-  if (variables.empty() || !AskCodes(*Window(), variables, codes) || !Window()) return false;
-  SetResponseCodes(codes.lists);
+  if (variables.empty()) return false;
+  std::optional<std::vector<ChosenCodes>> chosen =
+      AskCodes(*Window(), variables, Screening().chosenResponseCodes);
+  if (!chosen || !Window()) return false;
+  SetResponseCodes(std::move(*chosen));
   return true;
 }
 
@@ -374,7 +382,7 @@ bool CFeatureSelectionTemplateStartupDialog::Validate() {
     return refuse(kTextNoResponsesSelected);
   }
   if (!screening.binaryResponses.empty() && !ReadBinaryCodes()) return false;
-  RenewAllCodes();
+  RenewCodes();
   if (!screening.categoricalResponses.empty() && screening.responseCodes.empty() &&
       (!ChooseResponseCodes() || screening.responseCodes.empty())) {
     return refuse(kTextCodesNotSelected);
@@ -411,7 +419,7 @@ bool CFeatureSelectionTemplateStartupDialog::ReadBinaryCodes() {
   screening.goodCodeText = screening.DisplayText(response, good);
   screening.badCodeText = screening.DisplayText(response, bad);
   if (TrimBlanks(screening.goodCodeText) == TrimBlanks(screening.badCodeText)) {
-    // Labels that do not tell the codes apart: columns are found by these texts.
+    // Columns are found by these texts, so equal labels are replaced by the codes.
     screening.goodCodeText = CodeText(good);
     screening.badCodeText = CodeText(bad);
   }
@@ -428,12 +436,7 @@ bool CFeatureSelectionTemplateStartupDialog::ReadCode(int controlId, double& cod
       Window()->GetDlgItemReal(controlId, &given) != 0) {
     return false;
   }
-  const std::vector<double> values = DistinctValues(Input(), response);
-  const auto place = std::find_if(values.begin(), values.end(),
-                                  [&](double value) { return vlm::NearlyEqual(value, given); });
-  if (place == values.end()) return false;
-  code = *place;
-  return true;
+  return Input().FindDataValue(response, given, &code) == 0;
 }
 
 }  // namespace vlmfsl

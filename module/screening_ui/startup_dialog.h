@@ -1,10 +1,11 @@
-// The startup dialog of predictor screening: responses, predictors, codes and sort choices, and the run. It
-// edits the analysis in place and owns nothing but its window; PredictorScreeningStartup is its face for
-// scripts.
+// The startup dialog of predictor screening: responses, predictors, codes, sort choices, and the
+// run. It edits the analysis in place and owns only its window. Scripts see it as
+// PredictorScreeningStartup.
 #pragma once
 
 #include "module/frame/analysis_dialog.h"
 #include "module/screening/feature_selection_template.h"
+#include "module/screening_ui/list_texts.h"
 
 namespace vlmfsl {
 
@@ -54,9 +55,9 @@ class CFeatureSelectionTemplateStartupDialog final
   [[nodiscard]] std::vector<int>& List(ScreeningList list) const;
   // Stores the lists with names and counts; the codes of a list that changed are dropped.
   void SetLists(std::vector<std::vector<int>> lists);
-  // all: the lists that stand for all codes of the cases selected at the start of the run; empty for none.
-  void SetFactorCodes(const std::vector<std::vector<double>>& codes, std::vector<bool> all = {});
-  void SetResponseCodes(const std::vector<std::vector<double>>& codes, const std::vector<bool>& all = {});
+  // One list per categorical predictor or response; no list at all: nothing is chosen.
+  void SetFactorCodes(std::vector<ChosenCodes> chosen);
+  void SetResponseCodes(std::vector<ChosenCodes> chosen);
 
   // Each shows one group of settings in its controls.
   void ShowLists();
@@ -74,14 +75,16 @@ class CFeatureSelectionTemplateStartupDialog final
   bool ChooseFactorCodes();    // false when the user cancelled
   bool ChooseResponseCodes();  // the same
   void DropCodes();
-  void RenewAllCodes();  // the selection may have changed since a script asked for all
+  void ClearBinaryCodes();
+  // The codes chosen as all are those of the cases selected now.
+  void RenewCodes();
   void OpenData();
 
   // OK: the checks in their order, then the run.
   void Start();
   bool Validate();
   bool ReadBinaryCodes();
-  // The number or value label in an edit, when it is one of the response's values.
+  // The number or value label in an edit, when some case of the data has it in the response.
   bool ReadCode(int controlId, double& code);
 };
 

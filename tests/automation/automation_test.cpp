@@ -119,8 +119,25 @@ TEST_F(DocumentObjects, NameWhatIsWrong) {
   EXPECT_EQ(ErrorOf([&] { AutomationClient().Get("Title"); }), "There is no object to ask for Title.");
 }
 
+// A table in memory with case weights alone.
+struct MemoryInput final : InputTable {
+  Table& Data() const override { return table; }
+  void SelectCases(const std::string&, const std::string&) const override {}
+  CaseSelection Selection() const override { return {}; }
+  void WeightBy(int variableNumber) const override { weight = variableNumber; }
+  int WeightVariable() const override { return weight; }
+  std::int64_t SelectedCaseCount() const override { return table.caseCount; }
+  void SetMissingCode(int, const std::string&) const override {}
+  void SetMeasurement(int, Measurement) const override {}
+  int AddVariable(const std::string&, std::vector<double>) const override { return 0; }
+  void AddBundle(const std::string&, const std::vector<int>&) const override {}
+  mutable Table table;
+  mutable int weight = 0;
+};
+
 TEST(InputSpreadsheetObject, ShowsCellsLabelsAndBundles) {
-  Table table;
+  const auto access = std::make_shared<MemoryInput>();
+  Table& table = access->table;
   table.caseCount = 2;
   table.columns.resize(2);
   table.columns[0].name = "age";
@@ -129,18 +146,12 @@ TEST(InputSpreadsheetObject, ShowsCellsLabelsAndBundles) {
   table.columns[1].values = {1, 2};
   table.columns[1].labels = {{1, "good"}, {2, "bad"}};
   table.bundles.push_back({"best", {1, 2}});
-  int weight = 0;
-  auto access = std::make_shared<InputSpreadsheetAccess>();
-  access->table = [&]() -> Table& { return table; };
-  access->weightBy = [&](int number) { weight = number; };
-  access->weightVariable = [&] { return weight; };
-  access->printList = [](const std::vector<int>& numbers) { return std::to_string(numbers.size()); };
   const AutomationClient input(ObjectReference::Adopt(MakeInputSpreadsheetObject(access)));
   EXPECT_EQ(input.Get("Value", {1, 1}).AsReal(), 31);
   EXPECT_TRUE(input.Get("Value", {2, 1}).IsEmpty());
   EXPECT_EQ(input.Get("Text", {2, 2}).AsText(), "bad");
   EXPECT_EQ(input.Get("Text", {2, 1}).AsText(), "");
-  EXPECT_EQ(input.Get("BundleVariables", {1}).AsText(), "2");
+  EXPECT_EQ(input.Get("BundleVariables", {1}).AsText(), "1 2");
   input.Put("CaseWeight", 1);
   EXPECT_EQ(input.Get("CaseWeight").AsInt(), 1);
   EXPECT_EQ(ErrorOf([&] { input.Get("Value", {3, 1}); }), "There is no case 3; there are 2.");

@@ -108,6 +108,32 @@ for i in range(2):
   EXPECT_EQ(result.err, reason + reason);
 }
 
+// What OK told the user, a script can read; and a failure's reason reaches it as the exception's
+// text.
+TEST_F(Script, LearnsWhatTheUserIsTold) {
+  const ProcessResult result = Run(Credit() + R"py(
+analysis = app.Analyses.Add(4871)
+startup = analysis.StartupDialog
+startup.Variables = "| | risk | | age"
+startup.GoodCode = "good"
+startup.BadCode = "other"
+print(startup.OK(), analysis.Messages)
+startup.BadCode = "bad"
+print(startup.OK(), startup.GoodCode if False else "")
+startup.GoodCode
+)py");
+  EXPECT_EQ(result.out, "0 [\"The code used to specify 'Bad' is not appropriate.\"]\n1 \n");
+  EXPECT_NE(result.err.find("PredictorScreeningStartup.GoodCode: The dialog is closed."), std::string::npos)
+      << result.err;
+
+  const ProcessResult unknown = Run("import velmora\nvelmora.Application.Opn\n");
+  std::size_t hints = 0;
+  for (std::size_t at = unknown.err.find("id you mean"); at != std::string::npos;
+       at = unknown.err.find("id you mean", at + 1))
+    ++hints;
+  EXPECT_EQ(hints, 1U) << unknown.err;
+}
+
 // Each line fails alone, with the kind of exception and the text; what was set before stands.
 TEST_F(Script, SaysWhatIsWrong) {
   const std::string text = Startup() + R"py(
@@ -122,6 +148,9 @@ def fails(code, kind, words):
 
 fails("app.Wrkbook", "AttributeError", "Application has no member Wrkbook; did you mean Workbook?")
 fails("startup.Variabels = 1", "AttributeError", "did you mean Variables?")
+fails("app.Open('n\\0.csv')", "Error", 'The path "n..." holds a NUL character.')
+fails("data.Save('n\\0.csv')", "Error", "NUL")
+fails("startup.ResultsOption = 'z'", "TypeError", "ResultsOption")
 fails("app.Name = 'x'", "AttributeError", "Application.Name cannot be set.")
 fails("startup.ResultsOption", "AttributeError", "can be set but not read")
 fails("del startup.Variables", "AttributeError", "cannot be deleted")
@@ -158,8 +187,8 @@ thread.join()
 
 analysis.UseWeightsAsGiven = False
 print(startup.OK())
-fails("startup.OK()", "Error", "may be closed")
-fails("startup.Variables", "Error", "FSLStartup.Variables")
+fails("startup.OK()", "Error", "The dialog is closed.")
+fails("startup.Variables", "Error", "FSLStartup.Variables: The dialog is closed.")
 fails("analysis.UseWeightsAsGiven = True", "Error", "closed")
 results = analysis.ResultsDialog
 try:
@@ -225,7 +254,8 @@ except ImportError:
   }
 }
 
-// The script that a command prints, and the one that its analysis gives, make the same JSON as the command.
+// The script that a command prints, and the one that its analysis gives, make the same JSON as the
+// command.
 TEST_F(Script, RepeatsRunsToTheLastBit) {
   // Names and labels that a script must quote, missing codes, weights, counts.
   std::string csv = "r\xC3\xA9ponse;\"say \"\"hi\"\"\";back\\slash;v2;a*;count;weight;id\n";
@@ -296,7 +326,8 @@ TEST_F(Script, RepeatsRunsToTheLastBit) {
     ASSERT_EQ(printed.exitCode, 0) << printed.err;
     const ProcessResult repeated = RunVelmora({"run", folder.Write("printed.py", printed.out)});
     EXPECT_EQ(repeated.out, run.out) << printed.out << repeated.err;
-    // The analysis itself gives a script, too; without the variables left out, which only the command knows.
+    // The analysis itself gives a script, too; without the variables left out, which only the
+    // command knows.
     const std::string second = printed.out + "import sys\nsys.stderr.write(analysis.SettingsScript())\n";
     std::string own = RunVelmora({"run", "--quiet", folder.Write("second.py", second)}).err;
     own = own.substr(own.find("# Repeats"));
@@ -308,7 +339,8 @@ TEST_F(Script, RepeatsRunsToTheLastBit) {
   }
 }
 
-// Names and labels that look like other notations stand for themselves, alone in a list or printed and read again.
+// Names and labels that look like other notations stand for themselves, alone in a list or printed
+// and read again.
 TEST_F(Script, TakesNamesAndLabelsAsTheyAre) {
   std::string csv = "risk,my grade,1-3,home,amount\n";
   for (int i = 0; i < 120; ++i) {
@@ -402,7 +434,7 @@ TEST_F(Script, SamplesRun) {
   EXPECT_EQ(ranked.exitCode, 0) << ranked.err;
   EXPECT_NE(ranked.out.find("checking_account     0.3517\ncredit_history       0.2484\n"), std::string::npos)
       << ranked.out;
-  EXPECT_NE(ReadFile(folder.Path() / "out/loans.html").find("What tells good loans from bad ones"),
+  EXPECT_NE(ReadFile(folder.Path() / "out/loans.html").find("Characteristics of good and bad loans"),
             std::string::npos);
 
   const ProcessResult screened =

@@ -1,9 +1,10 @@
-// The dialog runtime with a small module side written here: templates, a client that does what a row says, and an
-// owner that keeps what it was told.
+// The dialog runtime with a small module side written here: templates, a client that does what a
+// row says, and an owner that keeps what it was told.
 #include "workbench/dialogs/dialog_window.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 
 #include "contract/text.h"
@@ -66,10 +67,11 @@ struct FakeClient final : vlm::IDialogClient {
     closedBy = step;
     window = nullptr;
   }
+  void OnCasesChanged() override { ++caseChanges; }
   void GetAutomationWindowText(vlm::ITextSink* text) override { text->Assign("Fake dialog", 11); }
   vlm::IAutomationObject* GetAutomationObject() override { return nullptr; }
 
-  int references = 0;
+  int references = 0, caseChanges = 0;
   vlm::IDialogWindow* window = nullptr;
   std::vector<int> commands;
   std::optional<int> closedBy;
@@ -83,16 +85,21 @@ struct FakeOwner final : DialogOwner {
     if (--depth == 0 && window != nullptr && window->RequestedStep()) window->Close(*window->RequestedStep());
   }
   bool UnderAutomation() const override { return automation; }
+  void RaiseAutomationError(std::string_view sentence) override {
+    error.emplace(vlm::kAutomationErrorCode, std::string(sentence));
+  }
   std::optional<AutomationError> TakeAutomationError() override { return std::exchange(error, std::nullopt); }
   void KeepCurrentException() noexcept override { ++kept; }
   void Misbehaved(std::string_view sentence) override { misbehaviour.emplace_back(sentence); }
   const Table& Data() const override { return table; }
+  std::vector<double> SelectedValues(int) const override { return {1, 2, 3}; }
   std::string DecimalSeparator() const override { return separator; }
   std::string PrintVariables(std::span<const int> numbers) const override {
     return std::to_string(numbers.size()) + " variables";
   }
   std::vector<int> ParseVariables(std::string_view text) const override {
     if (text == "all") return {1, 2, 3};
+    if (text == "second") return {2};
     throw DataError("Unknown list.");
   }
   CaseSelectionText CaseSelection() const override { return selection; }
@@ -105,9 +112,8 @@ struct FakeOwner final : DialogOwner {
   void OpenDataFile(const std::string& path) override { throw DataError("There is no file " + path + "."); }
   void LockResults(bool lock) override { locks += lock ? 1 : -1; }
   void RestoreResults() override {}
-  void EnableStartupMenus(bool) override {}
   void FrameworkCommand(int command) override { frameworkCommand = command; }
-  void Message(std::string_view text) override { messages.emplace_back(text); }
+  void Notice(std::string_view text) override { notices.emplace_back(text); }
   vlm::IAutomationObject* ApplicationObject() override { return nullptr; }
   vlm::IAutomationObject* AnalysisObject() override { return nullptr; }
 
@@ -118,7 +124,7 @@ struct FakeOwner final : DialogOwner {
   std::string separator = ".";
   std::optional<AutomationError> error;
   CaseSelectionText selection;
-  std::vector<std::string> misbehaviour, messages;
+  std::vector<std::string> misbehaviour, notices;
 };
 
 struct AnsweringFace final : DialogFace {
@@ -147,11 +153,23 @@ struct AnsweringFace final : DialogFace {
     selections.erase(selections.begin());
     return true;
   }
-  std::optional<std::string> AskDataFile(DialogWindow&) override { return "gone.csv"; }
+  bool AskCodes(DialogWindow&, CodesQuestion&) override { return keepsCodes; }
+  std::optional<std::string> AskDataFile(DialogWindow&) override {
+    if (dataFiles.empty()) return std::nullopt;
+    const std::string file = dataFiles.front();
+    dataFiles.erase(dataFiles.begin());
+    return file;
+  }
+  bool AskReplaceFiles(DialogWindow&, const std::vector<std::string>& paths) override {
+    replaced += paths.size();
+    return false;
+  }
 
   std::string lastTitle;
   std::vector<std::vector<std::vector<int>>> answers;
-  std::vector<std::string> selections, errors, shown;
+  std::vector<std::string> selections, dataFiles, errors, shown;
+  bool keepsCodes = false;
+  std::size_t replaced = 0;
 };
 
 struct DialogTest : testing::Test {
@@ -203,11 +221,10 @@ TEST_F(DialogTest, CaptionsReadPlain) {
   EXPECT_EQ(IconMark("!249Summary"), "249");
   EXPECT_EQ(IconMark("qR&ules report"), "q");
   EXPECT_EQ(IconMark("index"), "");
-  EXPECT_EQ(Accelerator("qR&ules && more"), 'u');
-  EXPECT_EQ(Accelerator("R&&D"), 0);
 }
 
-// A face sees when there is something to show, and what a person does while a command runs has no effect.
+// A face sees when there is something to show, and what a person does while a command runs has no
+// effect.
 TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
   const vlm::ControlTemplate edit[] = {{1032, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
   resources.second = {201, "Advanced", 200, 100, edit, 1};
@@ -245,9 +262,8 @@ TEST_F(DialogTest, OnlyUsableControlsTakeCommands) {
   EXPECT_FALSE(window->Press(4711)) << "not there";
   window->EnableWindow(1030, 0);
   EXPECT_FALSE(window->Press(1030)) << "disabled";
-  EXPECT_TRUE(window->Press(10720)) << "the host's own";
+  EXPECT_FALSE(window->Press(kByGroupButton)) << "this host has no by-group runs";
   EXPECT_EQ(client.commands, std::vector<int>{1022});
-  EXPECT_EQ(owner.messages.size(), 1U);
   window->SetLocked(true);
   EXPECT_FALSE(window->Press(1022)) << "locked";
 }
@@ -292,7 +308,7 @@ TEST_F(DialogTest, ReadsWholeNumbers) {
     if (row.value) {
       EXPECT_EQ(value, *row.value);
     }
-    EXPECT_EQ(window->Find(1024)->InRange("."), row.inRange);
+    EXPECT_EQ(window->Find(1024)->error, row.inRange ? "" : "Enter a whole number from 2 to 20.");
   }
 }
 
@@ -352,7 +368,7 @@ TEST_F(DialogTest, UnknownControlsAreNamedAndIgnored) {
   EXPECT_NE(window->GetDlgItemLong(4711, &value), 0);
   EXPECT_EQ(value, 5);
   ASSERT_EQ(owner.misbehaviour.size(), 1U);
-  EXPECT_EQ(owner.misbehaviour[0], "The module used control 4711, which dialog template 100 has not.");
+  EXPECT_EQ(owner.misbehaviour[0], "The module used control 4711, which is not in dialog template 100.");
 }
 
 TEST_F(DialogTest, LocksAreBalancedWhenTheModuleForgets) {
@@ -371,15 +387,19 @@ TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
   ASSERT_TRUE(window->Open());
   int first[3] = {1}, second[1] = {2};
   int firstCount = 1, secondCount = 1;
-  const vlm::VariableListRequest lists[] = {{"&First:", 7, 2, 3, first, &firstCount, 3},
-                                            {"Second:", 7, 0, 5, second, &secondCount, 1}};
-  face.answers = {{{1, 2, 3, 4}, {}}, {{1, 9}, {}}, {{1, 1}, {}}, {{1}, {2, 3}}, {{4, 1}, {2}}};
+  const vlm::VariableListRequest lists[] = {{"&First:", 7, 2, 3, first, &firstCount, 3, 0},
+                                            {"Second:", 7, 0, 5, second, &secondCount, 1, 0}};
+  owner.table.columns[3].name = "age";
+  face.answers = {{{1, 2, 3, 4}, {}}, {{1, 9}, {}},  {{4, 4}, {}},
+                  {{1}, {2, 3}},      {{1, 4}, {4}}, {{4, 1}, {2}}};
   EXPECT_EQ(window->VariableListsDialog("Title", 5, lists, 2), 1);
-  EXPECT_EQ(face.errors,
-            (std::vector<std::string>{"The list \"First:\" takes at most 3 variables; 4 were given.",
-                                      "The list \"First:\" names variable 9; the data have 4.",
-                                      "The list \"First:\" names variable 1 twice.",
-                                      "The list \"Second:\" takes at most 1 variables; 2 were given."}));
+  EXPECT_EQ(face.errors, (std::vector<std::string>{
+                             "The list \"First:\" takes at most 3 variables; 4 were given.",
+                             "The list \"First:\" names variable 9; the data have 4.",
+                             "The list \"First:\" names age twice.",
+                             "The list \"Second:\" takes at most 1 variables; 2 were given.",
+                             "The variable age is in two lists, \"First:\" and \"Second:\"; it can be in "
+                             "one."}));
   EXPECT_EQ(firstCount, 2);
   EXPECT_EQ(first[0], 4);
   EXPECT_EQ(secondCount, 1);
@@ -388,14 +408,100 @@ TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
   EXPECT_EQ(firstCount, 2);
 }
 
-TEST_F(DialogTest, AWrongAnswerGivenTwiceEndsTheQuestion) {
+// A person who makes a mistake again keeps what was typed; a script's answer is given once.
+TEST_F(DialogTest, QuestionsAreAskedUntilTheAnswerIsRight) {
   ASSERT_TRUE(window->Open());
-  face.selections = {"wrong", "v1 > 3"};
+  face.selections = {"wrong", "wrong", "v1 > 3"};
   EXPECT_EQ(window->DefineSelCond(), 1);
   EXPECT_EQ(owner.selection.include, "v1 > 3");
+  face.dataFiles = {"gone.csv", "gone.csv"};
   EXPECT_EQ(window->OpenQvdFile(), 0);
-  EXPECT_EQ(face.errors, (std::vector<std::string>{"The expression is wrong.", "There is no file gone.csv.",
-                                                   "There is no file gone.csv."}));
+  EXPECT_EQ(face.errors,
+            (std::vector<std::string>{"The expression is wrong.", "The expression is wrong.",
+                                      "There is no file gone.csv.", "There is no file gone.csv."}));
+  EXPECT_EQ(window->DataLine().find("gone"), std::string::npos);
+}
+
+struct ChosenCodes final : vlm::ICodesSink {
+  explicit ChosenCodes(int count) : lists(static_cast<std::size_t>(count)) {}
+  virtual ~ChosenCodes() = default;
+  void Clear() override { lists.assign(lists.size(), {}); }
+  void AppendCode(int index, double code) override {
+    lists[static_cast<std::size_t>(index)].codes.push_back(code);
+  }
+  void ChooseAll(int index) override { lists[static_cast<std::size_t>(index)].all = true; }
+  std::vector<CodeChoice> lists;
+};
+
+TEST_F(DialogTest, CodesAreShownAsChosenAndComeBackTheSame) {
+  ASSERT_TRUE(window->Open());
+  const double present[] = {3, 1};
+  const vlm::CodesRequest requests[] = {{1, present, 2, 0}, {2, present, 1, 1}};
+  face.keepsCodes = true;
+  ChosenCodes chosen(2);
+  EXPECT_EQ(window->CodesListDialog("Codes", 5, requests, 2, 8, -10, 10, &chosen), 1);
+  EXPECT_EQ(chosen.lists, (std::vector<CodeChoice>{{{3, 1}, false}, {{3}, true}}));
+  face.keepsCodes = false;
+  EXPECT_EQ(window->CodesListDialog("Codes", 5, requests, 2, 8, -10, 10, &chosen), 0);
+}
+
+// The answers of a script have the notation of the properties.
+TEST_F(DialogTest, ScriptsAnswerInTheNotationOfTheProperties) {
+  ASSERT_TRUE(window->Open());
+  owner.automation = true;
+  owner.table.columns[1].labels = {{7, "far west"}};
+  const vlm::CodesRequest requests[] = {{1, nullptr, 0, 0}, {2, nullptr, 0, 0}};
+  struct Row {
+    Variant given;
+    std::vector<CodeChoice> expected;
+  };
+  const Row rows[] = {{"*", {{{1, 2, 3}, true}, {{1, 2, 3}, true}}},
+                      {"2-4 | far west", {{{2, 3, 4}, false}, {{7}, false}}},
+                      {" | \"far west\" 9", {{}, {{7, 9}, false}}},
+                      {Variant::Array{std::vector<int>{1, 2}, Variant::Array{1, 2.0, "3"}},
+                       {{{1, 2}, false}, {{1, 2, 3}, false}}}};
+  for (const Row& row : rows) {
+    std::vector<std::vector<vlm::AutomationValue>> storage;
+    const vlm::AutomationValue value = row.given.View(storage);
+    AutomationResult result;
+    ASSERT_EQ(window->InvokeInherited(9, vlm::kInvokePut, &value, 1, &result), vlm::kDispatchOk);
+    ChosenCodes chosen(2);
+    ASSERT_EQ(window->CodesListDialog("Codes", 5, requests, 2, 8, -10, 10, &chosen), 1);
+    EXPECT_EQ(chosen.lists, row.expected);
+  }
+  int first[3] = {1}, second[3] = {2};
+  int firstCount = 1, secondCount = 1;
+  const vlm::VariableListRequest lists[] = {{"&First:", 7, 2, 3, first, &firstCount, 3, 0},
+                                            {"Second:", 7, 0, 3, second, &secondCount, 3, 0}};
+  const Variant names = Variant::Array{Variant::Array{"second", 1}, std::vector<int>{}};
+  std::vector<std::vector<vlm::AutomationValue>> storage;
+  const vlm::AutomationValue value = names.View(storage);
+  AutomationResult result;
+  ASSERT_EQ(window->InvokeInherited(7, vlm::kInvokePut, &value, 1, &result), vlm::kDispatchOk);
+  EXPECT_EQ(window->VariableListsDialog("Title", 5, lists, 2), 1);
+  EXPECT_EQ(firstCount, 2);
+  EXPECT_EQ(first[0], 2);
+  EXPECT_EQ(secondCount, 0);
+}
+
+TEST_F(DialogTest, FilesThatExistAreReplacedOnlyWhenThePersonAgrees) {
+  ASSERT_TRUE(window->Open());
+  const std::string self = std::filesystem::path(__FILE__).string();
+  const char* const absent[] = {"no such file"};
+  const char* const paths[] = {"no such file", self.c_str()};
+  EXPECT_EQ(window->ConfirmReplacing(absent, 1), 1);
+  EXPECT_EQ(window->ConfirmReplacing(paths, 2), std::filesystem::exists(self) ? 0 : 1);
+  EXPECT_EQ(face.replaced, std::filesystem::exists(self) ? 1U : 0U);
+  owner.automation = true;
+  EXPECT_EQ(window->ConfirmReplacing(paths, 2), 1) << "a script means its files";
+}
+
+TEST_F(DialogTest, ShowsAnotherSelection) {
+  ASSERT_TRUE(window->Open());
+  owner.selection.include = "v1 > 3";
+  window->CasesChanged();
+  EXPECT_NE(window->DataLine().find("cases where v1 > 3"), std::string::npos);
+  EXPECT_EQ(client.caseChanges, 1);
 }
 
 TEST_F(DialogTest, ScriptsPressOkAndSeeWhetherItRan) {

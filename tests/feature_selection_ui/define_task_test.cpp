@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "module/resources/automation_tables.h"
+#include "module/resources/control_ids.h"
 #include "tests/feature_selection_ui/session.h"
 
 namespace vlmfsl::testing {
@@ -33,13 +34,13 @@ TEST(DefineTask, OpensWithTheDefaults) {
   EXPECT_EQ(window.TemplateId(), 4873);
   EXPECT_THAT(window.pages, ElementsAre(4874, 4875));
   EXPECT_EQ(Captions(window), "none / none / none / none / none");
-  EXPECT_EQ(window.ranges[1032], "2..20");
-  EXPECT_EQ(window.ranges[1041], "2..20");
-  EXPECT_EQ(window.texts[1032], "10");
-  EXPECT_EQ(window.texts[1041], "10");
-  EXPECT_TRUE(window.Checked(1098) && !window.Checked(1099));
-  EXPECT_TRUE(window.Checked(1004));
-  EXPECT_TRUE(!window.Checked(1035) && !window.Checked(1040));
+  EXPECT_EQ(window.ranges[kControlPredictorCuts], "2..20");
+  EXPECT_EQ(window.ranges[kControlDependentCuts], "2..20");
+  EXPECT_EQ(window.texts[kControlPredictorCuts], "10");
+  EXPECT_EQ(window.texts[kControlDependentCuts], "10");
+  EXPECT_TRUE(window.Checked(kControlCramersV) && !window.Checked(kControlChiSquare));
+  EXPECT_TRUE(window.Checked(kControlUseWeightsAsGiven));
+  EXPECT_TRUE(!window.Checked(kControlCasewiseDeletion) && !window.Checked(kControlCutDependents));
   EXPECT_EQ(session.host.weightFlags, "1 0");
 }
 
@@ -97,10 +98,10 @@ TEST(DefineTask, OtherDataStartAfreshInTheOpenDialog) {
   Session::Put(window, "Variables", TextValue("1 | 2 | 3-5 | 6"));
   Session::Put(window, "NumberOfCutsForContinuousPredictor", IntValue(4));
   window.openDataAnswer = 1;
-  window.Press(1003);
+  window.Press(kControlOpenData);
   EXPECT_EQ(window.TakeLog(), "open, restore");
   EXPECT_EQ(Captions(window), "none / none / none / none / none");
-  EXPECT_EQ(window.texts[1032], "10");
+  EXPECT_EQ(window.texts[kControlPredictorCuts], "10");
   // And when the host replaces the file by itself.
   Session::Put(window, "Variables", TextValue("1 | 2 | 3-5 | 6"));
   session.analysis->InitializeAfterFileChanged();
@@ -144,7 +145,7 @@ TEST(DefineTask, VariablesAreAskedUntilThereAreEnough) {
     ScriptedWindow& window = session.Open(101);
     window.listsAnswers.assign(row.answers.begin(), row.answers.end());
     session.host.underAutomation = row.automation;
-    window.Press(1005);
+    window.Press(kControlVariables);
     EXPECT_EQ(window.TakeLog(), row.log);
     EXPECT_EQ(Captions(window), row.captions);
     EXPECT_EQ(session.host.messages, std::vector<std::string>(row.notices, kTooFew));
@@ -159,13 +160,13 @@ TEST(DefineTask, TheCountVariableIsChosenAndCleared) {
   Session session;
   ScriptedWindow& window = session.Open(101);
   window.listsAnswers = {{true, {{kCount}}}, {false, {}}, {true, {{}}}};
-  window.Press(1026);
+  window.Press(kControlCountVariable);
   EXPECT_EQ(window.lastLists, "Select count variable\nCount variable kind 2 at most 1");
-  EXPECT_EQ(window.texts[1027], "7");
-  window.Press(1026);
-  EXPECT_EQ(window.texts[1027], "7") << "cancelled";
-  window.Press(1026);
-  EXPECT_EQ(window.texts[1027], "none");
+  EXPECT_EQ(window.texts[kControlCountVariableCaption], "7");
+  window.Press(kControlCountVariable);
+  EXPECT_EQ(window.texts[kControlCountVariableCaption], "7") << "cancelled";
+  window.Press(kControlCountVariable);
+  EXPECT_EQ(window.texts[kControlCountVariableCaption], "none");
 }
 
 // OK: what is said, whether the run starts, and which cuts it takes.
@@ -198,11 +199,11 @@ TEST(DefineTask, OkChecksInOrder) {
     Session session;
     ScriptedWindow& window = session.Open(101);
     Session::Put(window, "Variables", TextValue(row.variables));
-    if (row.cutDependents) window.Press(1040);
-    window.Type(1032, row.cuts);
-    window.Type(1041, row.dependentCuts);
+    if (row.cutDependents) window.Press(kControlCutDependents);
+    window.Type(kControlPredictorCuts, row.cuts);
+    window.Type(kControlDependentCuts, row.dependentCuts);
     session.host.resultsChanges.clear();
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_EQ(window.IsOpen(), !row.runs);
     EXPECT_EQ(window.exitStep, row.runs ? 102 : -1);
     EXPECT_EQ(session.host.resultsChanges, row.runs ? std::vector<int>{1} : std::vector<int>{});
@@ -225,11 +226,11 @@ TEST(DefineTask, OkWithoutAPredictorAsksOrRefuses) {
   {
     Session session;
     ScriptedWindow& window = session.Open(101);
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_EQ(window.TakeLog(), "variables");
     EXPECT_TRUE(window.IsOpen());
     window.listsAnswers = {{true, {{1}, {}, {3, 4}, {}}}};
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_EQ(window.TakeLog(), "variables, exit 102");
   }
   Session session;
@@ -251,7 +252,7 @@ TEST(DefineTask, AMillionVariablesAreTheMost) {
     ScriptedWindow& window = session.Open(101);
     const std::string lists = "1 | " + std::string(extra ? "2" : "") + " | 2-500000 | 1-500000";
     EXPECT_EQ(Session::Put(window, "Variables", TextValue(lists)), "");
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_EQ(session.host.messages, extra ? std::vector<std::string>{kTooMany} : std::vector<std::string>{});
     EXPECT_EQ(session.host.engine.log.empty(), extra == 1) << "the run begins at exactly a million";
   }
@@ -274,12 +275,12 @@ TEST(DefineTask, AFailedRunLeavesTheDialogOpenAndNothingHeld) {
     Session::Put(window, "Variables", TextValue("1 | 2 | 3 4 5 | 6"));
     const std::size_t held = session.host.engine.BlocksHeld();
     session.host.engine.Fail(row.faults);
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_TRUE(window.IsOpen());
     EXPECT_EQ(session.analysis->GetFeatureSelectionResults(), nullptr);
     EXPECT_EQ(session.host.engine.BlocksHeld(), held);
     session.host.engine.Fail({});
-    window.Press(1);
+    window.Press(kControlOk);
     EXPECT_FALSE(window.IsOpen()) << "the settings serve the next run";
     EXPECT_NE(session.analysis->GetFeatureSelectionResults(), nullptr);
     EXPECT_THAT(session.host.engine.Misuses(), IsEmpty());
@@ -291,12 +292,12 @@ TEST(DefineTask, ChangedSettingsDropTheResults) {
   Session session;
   ScriptedWindow& results = session.RunAndShowResults(kAllVariables);
   ScriptedWindow& again = session.Open(101);
-  again.Press(1005);
+  again.Press(kControlVariables);
   ASSERT_NE(session.analysis->GetFeatureSelectionResults(), nullptr) << "a cancelled choice changes nothing";
   Session::Put(again, "Variables", TextValue("1 | | 3-6 3 4 |"));
   EXPECT_EQ(session.analysis->GetFeatureSelectionResults(), nullptr);
   EXPECT_EQ(session.host.resultsChanges.back(), 0);
-  results.Press(1022);
+  results.Press(kControlSummary);
   EXPECT_THAT(session.host.documents.shown, IsEmpty());
 
   for (const char* property :
@@ -321,19 +322,20 @@ TEST(DefineTask, OtherDataEndTheResults) {
   EXPECT_THAT(session.host.resultsChanges, ElementsAre(1, 0));
 }
 
-// While a dialog of the host is up, neither a click nor a script changes what the command works on, and a host that
-// closes the window meanwhile leaves no results behind that the new lists do not fit.
+// While a dialog of the host is up, neither a click nor a script changes what the command works on,
+// and a host that closes the window meanwhile leaves no results behind that the new lists do not
+// fit.
 TEST(DefineTask, OneCommandAtATime) {
   Session session;
   ScriptedWindow& window = session.Open(101);
   window.listsAnswers = {{true, {{1}, {}, {3, 4}, {}}}};
   window.whileListsAreShown = [&] {
-    window.Press(1040);
+    window.Press(kControlCutDependents);
     EXPECT_EQ(Session::Put(window, "Variables", TextValue("2")), "65535: The dialog is busy.");
     EXPECT_EQ(Session::Get(window, "Variables"), "65535: The dialog is busy.");
   };
-  window.Press(1005);
-  EXPECT_FALSE(window.Checked(1040));
+  window.Press(kControlVariables);
+  EXPECT_FALSE(window.Checked(kControlCutDependents));
   EXPECT_EQ(Session::Get(window, "Variables"), "1 |  | 3 4 | ");
 
   Session closed;
@@ -341,7 +343,7 @@ TEST(DefineTask, OneCommandAtATime) {
   ScriptedWindow& startup = closed.Open(101);
   startup.listsAnswers = {{true, {{1}, {2}, {3, 4, 5}, {6, 7}}}};
   startup.whileListsAreShown = [&] { startup.Close(0); };
-  startup.Press(1005);
+  startup.Press(kControlVariables);
   EXPECT_EQ(closed.analysis->GetFeatureSelectionResults(), nullptr);
 }
 
@@ -436,7 +438,7 @@ TEST(FslStartup, AHeldObjectOutlivesItsDialogAndFails) {
   object.AddReference();
   EXPECT_EQ(object.GetInterface()->name, std::string("FSLStartup"));
   EXPECT_EQ(Session::Get(window, "name"), "0") << "inherited members are the host's";
-  window.Press(2);
+  window.Press(kControlCancel);
   session.analysis.Destroy();
   Answer answer;
   EXPECT_EQ(CallByName(object, "Variables", vlm::kInvokeGet, {}, answer), vlm::kDispatchFailed);

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "module/resources/control_ids.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/scripted_analysis_host.h"
 
@@ -45,7 +46,7 @@ class Session {
   ScriptedWindow& RunAndShowResults(std::string_view variables) {
     ScriptedWindow& startup = Open(101);
     Put(startup, "Variables", TextValue(variables));
-    startup.Press(1);
+    startup.Press(kControlOk);
     return Open(102);
   }
 

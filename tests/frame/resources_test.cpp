@@ -55,10 +55,9 @@ TEST(Resources, CommandsWithoutAPlaceAreHiddenControls) {
   struct Row {
     int page, control;
   };
-  const Row rows[] = {{kStartupQuickPage, 1004},         {kStartupQuickPage, 1019},
-                      {kStartupQuickPage, 1020},         {kStartupQuickPage, 1021},
-                      {kScreeningStartupTemplate, 1002}, {kScreeningResultsTemplate, 10720},
-                      {kScreeningSavePage, 1092}};
+  const Row rows[] = {{kScreeningStartupTemplate, kControlCaseWeights},
+                      {kScreeningResultsTemplate, kControlByGroup},
+                      {kScreeningSavePage, kControlDeployRules}};
   for (const Row& row : rows) {
     const vlm::DialogTemplate* page = ModuleResources().FindDialogTemplate(row.page);
     ASSERT_NE(page, nullptr) << row.page;

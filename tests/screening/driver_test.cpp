@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "contract/screening_results.h"
+#include "module/resources/control_ids.h"
 #include "tests/support/loaded_module.h"
 #include "tests/support/scripted_analysis_host.h"
 #include "workbench/procedures/host_procedures.h"
@@ -165,12 +166,45 @@ TEST(ScreeningDriver, RunsEndAsTheirPredictorsDo) {
   }
 }
 
-TEST(ScreeningDriver, ACodeGivenTwiceIsOneCode) {
+// The framework is notified after each save, whatever comes of it; for rules only when the number is valid.
+TEST(ScreeningDriver, SavesNotifyTheFramework) {
+  struct Row {
+    const char* number;
+    int control;
+    const char* log;
+  };
+  const Row rows[] = {{"1", kControlSaveBundle, "command 52818"},
+                      {"x", kControlSaveBundle, "command 52818"},
+                      {"1", kControlAddCodedVariables, "command 52819"},
+                      {"x", kControlAddCodedVariables, "command 52819"},
+                      {"1", kControlSaveRules, "command 52821"},  // the file question is cancelled
+                      {"x", kControlSaveRules, ""}};
   Driver driver;
-  const int codes[] = {3, 3};
-  driver.Run("2||| 6 |", codes);
-  EXPECT_THAT(driver.host.messages,
-              ElementsAre(::testing::HasSubstr("there are not enough distinct factor codes")));
+  driver.Run("2|||| 3");
+  ASSERT_TRUE(driver.analysis.Step(102));
+  ScriptedWindow& window = driver.host.Window();
+  window.TakeLog();
+  for (const Row& row : rows) {
+    window.Type(kControlNumberToSave, row.number);
+    window.Press(row.control);
+    EXPECT_EQ(window.TakeLog(), row.log) << row.number << " " << row.control;
+  }
+}
+
+// Each sort radio chooses its order and leaves the others unchecked.
+TEST(ScreeningDriver, SortRadiosExcludeEachOther) {
+  const std::pair<int, int> pairs[] = {{kControlSortGini, kControlSortInformationValue},
+                                       {kControlSortChiSquareP, kControlSortChiSquare},
+                                       {kControlSortRSquared, kControlSortFStatistic}};
+  Driver driver;
+  ScriptedWindow& window = driver.host.Window();
+  for (const auto& [first, second] : pairs) {
+    EXPECT_TRUE(window.Checked(first) && !window.Checked(second)) << first;
+    window.Press(second);
+    EXPECT_TRUE(!window.Checked(first) && window.Checked(second)) << second;
+    window.Press(first);
+    EXPECT_TRUE(window.Checked(first) && !window.Checked(second)) << first;
+  }
 }
 
 TEST(ScreeningDriver, CancellingLeavesNoResults) {

@@ -171,7 +171,7 @@ TEST(RecodeFiles, NamesAndWhatCannotBeWritten) {
   // One of the names is taken by a folder: the others are written all the same.
   fs::create_directories(velmora::PathOf(folder.At("base - größe_risk__Coded.ini")));
   std::string refused;
-  EXPECT_EQ(SaveRecodeFiles(analysis.screening, folder.At("base"), 4, refused), 3);
+  EXPECT_EQ(SaveRecodeFiles(MakeRecodeFiles(analysis.screening, folder.At("base"), 4), refused), 3);
   EXPECT_EQ(refused, folder.At("base - größe_risk__Coded.ini"));
   EXPECT_THAT(folder.Names(),
               UnorderedElementsAre("base - a_b_risk__Coded.ini", "base - A_b_risk__Coded (2).ini",

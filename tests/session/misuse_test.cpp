@@ -1,10 +1,12 @@
-// What people and scripts do that they should not, against the module itself: pressing OK too early, typing half a
-// number, pulling data, dialogs and whole analyses away while something works on them.
+// What people and scripts do that they should not, against the module itself: pressing OK too
+// early, typing half a number, pulling data, dialogs and whole analyses away while something works
+// on them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 
+#include "module/resources/control_ids.h"
 #include "tests/session/session_support.h"
 #include "tests/support/paths.h"
 #include "workbench/data/errors.h"
@@ -14,9 +16,25 @@
 namespace velmora {
 namespace {
 
+using vlmfsl::kControlBadCode;
+using vlmfsl::kControlCaseSelection;
+using vlmfsl::kControlFactorCodes;
+using vlmfsl::kControlFactorCodesCaption;
+using vlmfsl::kControlGoodCode;
+using vlmfsl::kControlOk;
+using vlmfsl::kControlOpenData;
+using vlmfsl::kControlResponseCodes;
+using vlmfsl::kControlResponseCodesCaption;
+using vlmfsl::kControlUseWeightsAsGiven;
+using vlmfsl::kControlVariables;
+using vlmfsl::kControlWeightedMomentsMode0;
+using vlmfsl::kControlWeightedMomentsMode1;
+
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 const std::string kCredit = SourceDir() + "/samples/german_credit.csv";
 const std::string kHouses = SourceDir() + "/samples/house_prices.csv";
@@ -31,7 +49,9 @@ struct FoolishFace final : WindowFace {
   }
   bool AskCodes(DialogWindow&, CodesQuestion& question) override {
     Do();
-    for (std::vector<double>& codes : question.codes) codes = {1, 2};
+    lastChoices = question.choices;
+    if (keepsCodes) return true;
+    for (CodeChoice& choice : question.choices) choice = {{1, 2}, false};
     return true;
   }
   bool AskCaseSelection(DialogWindow&, CaseSelectionText& selection) override {
@@ -39,7 +59,9 @@ struct FoolishFace final : WindowFace {
     selection.include = "age > 30";
     return true;
   }
-  std::optional<std::string> AskDataFile(DialogWindow&) override { return file; }
+  std::optional<std::string> AskDataFile(DialogWindow&) override { return std::exchange(file, {}); }
+  std::vector<CodeChoice> lastChoices;
+  bool keepsCodes = false;
   void ProgressStep(int step) override {
     RecordingFace::ProgressStep(step);
     Do();
@@ -72,7 +94,7 @@ constexpr char kScreeningLists[] = "amount | | risk | purpose | duration_months 
 TEST_F(MisuseTest, OkWithTooLittleChosenSaysWhatIsMissing) {
   const AutomationClient features = session.StartFeatureSelection();
   EXPECT_EQ(ErrorOf([&] { features.Call("OK"); }), "Variable selection not valid.");
-  EXPECT_TRUE(face.window->Press(1));
+  EXPECT_TRUE(face.window->Press(kControlOk));
   EXPECT_TRUE(session.StartupDialog()) << "nobody chose anything, the dialog stays";
   session.EndAnalysis();
 
@@ -80,15 +102,15 @@ TEST_F(MisuseTest, OkWithTooLittleChosenSaysWhatIsMissing) {
   EXPECT_EQ(screening.Call("OK").AsInt(), 0);
   EXPECT_THAT(face.messages, ElementsAre(kNone));
   screening.Put("Variables", "| | | | age");
-  EXPECT_TRUE(face.window->Press(1));
+  EXPECT_TRUE(face.window->Press(kControlOk));
   EXPECT_EQ(face.messages.back(), "No response variables have been selected.");
   EXPECT_EQ(ErrorOf([&] { screening.Put("FactorCodes", "1 2"); }),
             "Set Variables first: no variable of theirs takes these codes.");
   face.answer = {{}, {}, {}, {}, {}};
-  EXPECT_TRUE(face.window->Press(1005));
+  EXPECT_TRUE(face.window->Press(kControlVariables));
   EXPECT_THAT(face.instructionErrors, ElementsAre("No response variables have been selected."));
   face.answer = {{Number("amount")}, {}, {}, {}, {}};
-  EXPECT_TRUE(face.window->Press(1005));
+  EXPECT_TRUE(face.window->Press(kControlVariables));
   EXPECT_EQ(face.instructionErrors.back(), kNone);
 }
 
@@ -107,9 +129,9 @@ TEST_F(MisuseTest, CodesOfTheBinaryResponseAreCheckedOneByOne) {
       {"1", "bad", "identical"}, {"bad", "bad", "identical"}};
   for (const Row& row : rows) {
     face.messages.clear();
-    EXPECT_TRUE(face.window->TypeText(1048, row.good));
-    EXPECT_TRUE(face.window->TypeText(1046, row.bad));
-    EXPECT_TRUE(face.window->Press(1));
+    EXPECT_TRUE(face.window->TypeText(kControlGoodCode, row.good));
+    EXPECT_TRUE(face.window->TypeText(kControlBadCode, row.bad));
+    EXPECT_TRUE(face.window->Press(kControlOk));
     ASSERT_EQ(face.messages.size(), 1U) << row.good << " " << row.bad;
     EXPECT_THAT(face.messages[0], HasSubstr(row.message)) << row.good << " " << row.bad;
     EXPECT_TRUE(session.StartupDialog());
@@ -118,28 +140,107 @@ TEST_F(MisuseTest, CodesOfTheBinaryResponseAreCheckedOneByOne) {
 
 TEST_F(MisuseTest, ChosenCodesGoWithWhatTheyWereChosenFor) {
   const AutomationClient startup = session.StartScreening();
-  EXPECT_FALSE(face.window->Find(1044)->enabled);
-  EXPECT_FALSE(face.window->Find(1048)->enabled);
+  EXPECT_FALSE(face.window->Find(kControlFactorCodes)->enabled);
+  EXPECT_FALSE(face.window->Find(kControlGoodCode)->enabled);
   startup.Put("Variables", "| housing | risk | purpose savings | age");
   const auto choose = [&] {
-    EXPECT_TRUE(face.window->Press(1044));
-    EXPECT_TRUE(face.window->Press(1079));
-    EXPECT_EQ(Text(1054) + " " + Text(1080), "selected selected");
+    EXPECT_TRUE(face.window->Press(kControlFactorCodes));
+    EXPECT_TRUE(face.window->Press(kControlResponseCodes));
+    EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption),
+              "selected selected");
   };
   choose();
-  EXPECT_TRUE(face.window->Press(1001));
-  EXPECT_EQ(Text(1054) + " " + Text(1080), "none none") << "codes are those of the selected cases";
+  EXPECT_TRUE(face.window->Press(kControlCaseSelection));
+  EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none none")
+      << "codes are those of the selected cases";
   choose();
+  face.keepsCodes = true;
+  EXPECT_TRUE(face.window->Press(kControlFactorCodes));
+  EXPECT_EQ(face.lastChoices, (std::vector<CodeChoice>{{{1, 2}, false}, {{1, 2}, false}}))
+      << "OK without a change changes nothing";
+  EXPECT_EQ(startup.Get("FactorCodes").AsText(), "1 2 | 1 2");
   startup.Put("Variables", "| housing | risk | purpose | age");
-  EXPECT_EQ(Text(1054) + " " + Text(1080), "none selected");
+  EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none selected");
   startup.Put("Variables", "| | | | age");
-  EXPECT_EQ(Text(1054) + " " + Text(1080), "none none");
-  EXPECT_FALSE(face.window->Find(1079)->enabled);
-  EXPECT_FALSE(face.window->Press(1044));
+  EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none none");
+  EXPECT_FALSE(face.window->Find(kControlResponseCodes)->enabled);
+  EXPECT_FALSE(face.window->Press(kControlFactorCodes));
   EXPECT_EQ(startup.Get("FactorCodes").AsText(), "");
 }
 
-// "*" stands for the codes of the cases that the run has, not of those selected when a script said so.
+// Good and bad codes belong to one response of one file.
+TEST_F(MisuseTest, BinaryCodesGoWithTheirResponse) {
+  const AutomationClient startup = session.StartScreening();
+  const auto codes = [&] { return startup.Get("GoodCode").AsText() + " " + startup.Get("BadCode").AsText(); };
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  startup.Put("Variables", kScreeningLists);
+  EXPECT_EQ(codes(), "good bad") << "the first response takes codes given before it";
+  startup.Put("Variables", "| | risk | purpose | age");
+  EXPECT_EQ(codes(), "good bad") << "other lists change";
+  startup.Put("Variables", "| | telephone | purpose | age");
+  EXPECT_EQ(codes(), " ");
+  EXPECT_EQ(face.window->Find(kControlGoodCode)->valuesOf, Number("telephone"));
+  startup.Put("GoodCode", "yes");
+  face.file = kHouses;
+  EXPECT_TRUE(face.window->Press(kControlOpenData));
+  const AutomationClient fresh = session.StartupDialog();
+  EXPECT_EQ(fresh.Get("GoodCode").AsText(), "");
+}
+
+// A code that no selected case has is still a code of the data; what the run makes of it is said by
+// the run.
+TEST_F(MisuseTest, BinaryCodesAreThoseOfTheData) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| | risk | | age");
+  startup.Put("GoodCode", "good");
+  startup.Put("BadCode", "bad");
+  session.SelectCases("risk = 'good'", "");
+  startup.Call("OK");
+  for (const std::string& message : face.messages) EXPECT_THAT(message, Not(HasSubstr("not appropriate")));
+}
+
+TEST_F(MisuseTest, EveryCategoricalResponseKeepsItsCodes) {
+  const AutomationClient startup = session.StartScreening();
+  startup.Put("Variables", "| housing purpose | | | age");
+  startup.Put("ResponseCodes", "1 2 | 3 4");
+  EXPECT_EQ(startup.Get("ResponseCodes").AsText(), "1 2 | 3 4");
+  startup.Put("ResponseCodes", "| 3 4");
+  EXPECT_EQ(startup.Get("ResponseCodes").AsText(), " | 3 4");
+  EXPECT_EQ(Text(kControlResponseCodesCaption), "selected");
+}
+
+// A dialog shows the cases that are used, whoever chose them.
+TEST_F(MisuseTest, OpenDialogsFollowTheSelectionAndTheWeights) {
+  session.StartFeatureSelection();
+  EXPECT_TRUE(face.window->Find(kControlUseWeightsAsGiven)->shown);
+  EXPECT_FALSE(face.window->Find(kControlWeightedMomentsMode1)->enabled);
+  session.SelectCases("age > 30", "");
+  session.WeightBy(Number("amount"));
+  EXPECT_THAT(face.window->DataLine(), HasSubstr("; cases where age > 30; weighted by amount"));
+  EXPECT_TRUE(face.window->Press(kControlWeightedMomentsMode1));
+  EXPECT_THAT(face.messages, ElementsAre("Mode 1 of the weighted moments is not available; mode 0 is used."));
+  EXPECT_TRUE(face.window->Find(kControlWeightedMomentsMode0)->checked);
+  session.WeightBy(0);
+  EXPECT_FALSE(face.window->Find(kControlWeightedMomentsMode1)->enabled);
+}
+
+// Numbers that a script sets are used as they are, and the run says what comes of them.
+TEST_F(MisuseTest, NumbersOutsideTheirRangeAreSaid) {
+  const AutomationClient startup = session.StartFeatureSelection();
+  startup.Put("Variables", kFeatureLists);
+  startup.Put("NumberOfCutsForContinuousPredictor", 0);
+  EXPECT_EQ(startup.Call("OK").AsInt(), 1);
+  EXPECT_THAT(face.notices, Contains(HasSubstr("The number of cuts is 0, outside 1 to 20;")));
+  const AutomationClient results = session.ResultsDialog();
+  results.Put("DisplayBestPredictorsWithFixedPValue", 1);
+  results.Put("FixedPValueOfBestPredictors", 5);
+  results.Get("Summary");
+  EXPECT_THAT(face.notices, Contains(HasSubstr("The p criterion is 5, which is not between 0 and 1;")));
+}
+
+// "*" stands for the codes of the cases that the run has, not of those selected when a script said
+// so.
 TEST_F(MisuseTest, AllCodesAreThoseOfTheRun) {
   const AutomationClient startup = session.StartScreening();
   startup.Put("Variables", "| housing | risk | purpose housing | age");
@@ -170,8 +271,8 @@ TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
               HasSubstr("\"castle\" is neither a code nor a value label of purpose, whose codes are "
                         "\"business\", \"domestic appliance\", "));
   startup.Put("ResultsCodes", "own \"rent\" | castle");
-  EXPECT_EQ(ErrorOf([&] { startup.Call("OK"); }),
-            "\"castle\" is neither a code nor a value label of purpose.");
+  EXPECT_THAT(ErrorOf([&] { startup.Call("OK"); }),
+              HasSubstr("\"castle\" is neither a code nor a value label of purpose, whose codes are"));
   startup.Put("ResultsCodes", "own | 1 2 | 3");
   EXPECT_THAT(ErrorOf([&] { startup.Call("OK"); }),
               HasSubstr("There are 2 lists to choose, and 3 were given."));
@@ -188,7 +289,7 @@ TEST_F(MisuseTest, AFileThatCannotBeReadChangesNothing) {
   startup.Put("Variables", kFeatureLists);
   const std::string before = startup.Get("Variables").AsText();
   face.file = "/nowhere/else.csv";
-  EXPECT_TRUE(face.window->Press(1003));
+  EXPECT_TRUE(face.window->Press(kControlOpenData));
   EXPECT_THAT(face.instructionErrors.back(), HasSubstr("/nowhere/else.csv"));
   EXPECT_EQ(startup.Get("Variables").AsText(), before);
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);

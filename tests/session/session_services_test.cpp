@@ -139,11 +139,6 @@ TEST_F(ServicesTest, CancelIsSeenAtTheNextShownStep) {
   EXPECT_EQ(step, 51);
   cancelled.dstop();
   EXPECT_FALSE(cancelled.pcancel()) << "the next run starts without it";
-  EXPECT_FALSE(cancelled.IsExternallyCancelled());
-  Session::RequestCancellation();
-  EXPECT_TRUE(cancelled.IsExternallyCancelled());
-  Session::ClearCancellation();
-  EXPECT_FALSE(cancelled.IsExternallyCancelled());
 }
 
 TEST_F(ServicesTest, DistinctValuesLeaveOutMissingAndUnselectedOnes) {

@@ -1,5 +1,5 @@
-// Sessions over small modules that behave and misbehave on demand: the step machine, lives of dialogs and of the
-// module's file, documents, and what the log tells.
+// Sessions over small modules that behave and misbehave on demand: the step machine, lives of
+// dialogs and of the module's file, documents, and what the log tells.
 #include "workbench/session/session.h"
 
 #include <dlfcn.h>
@@ -107,10 +107,10 @@ TEST_F(SessionTest, WritesDownAModulesMistakes) {
   };
   const Row rows[] = {
       {"exit twice",
-       "The module left a dialog by step 0 after it had left it by step 102; the first stands."},
-      {"unknown control", "The module used control 77, which dialog template 10 has not."},
-      {"unknown step", "The analysis went to step 777, which its table has not."},
-      {"leave memory", "The analysis left 1 blocks of memory (24 bytes) behind."},
+       "The module left a dialog by step 0 after it had left it by step 102; the first counts."},
+      {"unknown control", "The module used control 77, which is not in dialog template 10."},
+      {"unknown step", "The analysis went to step 777, which is not in its table."},
+      {"leave memory", "The analysis did not release 1 blocks of memory (24 bytes)."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.behaviour);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "contract/analysis.h"
+#include "contract/list_values.h"
 #include "contract/resources.h"
 #include "tests/support/automation_values.h"
 #include "tests/support/scripted_engine_host.h"
@@ -234,6 +235,12 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
     std::copy_n(distinctValues.begin(), std::min(count, capacity), values);
     return count;
   }
+  int FindDataValue(int, double number, double* value) override {
+    const auto found = std::find(distinctValues.begin(), distinctValues.end(), number);
+    if (found == distinctValues.end()) return 1;
+    *value = *found;
+    return 0;
+  }
   int GetValueLabel(int, double value, vlm::ITextSink* label) override {
     const auto found = labels.find(value);
     if (found != labels.end()) Give(label, found->second);
@@ -321,6 +328,7 @@ class ScriptedWindow final : public vlm::IDialogWindow {
   void AddDlgTabs(int, const int* pageTemplateIds, int pageCount) override {
     pages.assign(pageTemplateIds, pageTemplateIds + pageCount);
   }
+  void SelectDlgTab(int, int) override {}
   void InitOpeningDialog() override {}
   void EnableWindow(int controlId, int on) override { enabled[controlId] = on; }
   void ShowControl(int, int) override {}
@@ -357,6 +365,7 @@ class ScriptedWindow final : public vlm::IDialogWindow {
     text << minimum << ".." << maximum << (truncate ? " truncated" : "");
     ranges[controlId] = text.str();
   }
+  void OfferValues(int, int) override {}
   void WriteVarListToCaptionLong(int controlId, const int* variables, int count, const char* none,
                                  int noneLength) override {
     std::string text = count == 0 ? Text(none, noneLength) : std::string();
@@ -393,7 +402,8 @@ class ScriptedWindow final : public vlm::IDialogWindow {
     }
     return 1;
   }
-  int CodesListDialog(const char*, int, const int*, int, int, double, double, vlm::ICodesSink*) override {
+  int CodesListDialog(const char*, int, const vlm::CodesRequest*, int, int, double, double,
+                      vlm::ICodesSink*) override {
     return 0;
   }
   int DefineSelCond() override {
@@ -406,6 +416,7 @@ class ScriptedWindow final : public vlm::IDialogWindow {
     return openDataAnswer;
   }
   int SaveFileDialog(const char*, int, const char*, int, vlm::ITextSink*) override { return 0; }
+  int ConfirmReplacing(const char* const*, int) override { return 1; }
   void LockResults() override { Log("lock"); }
   void UnlockResults() override { Log("unlock"); }
   void RestoreResults() override { Log("restore"); }
@@ -438,6 +449,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::vector<std::unique_ptr<ScriptedWindow>> windows;
   std::vector<std::string> messages;
   std::vector<vlm::SharedBlock*> commonBlocks;
+  int mostWeightedMomentsMode = 1;
   std::string weightFlags, automationError, decimalSeparator = ".";
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
@@ -453,8 +465,9 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     commonBlocks = {a, b, c, d};
   }
   int ForwardSequence(vlm::IAnalysis*, int step, int option) override { return step * 10 + option; }
-  void PutWeightedMomentsFlags(int asGiven, int mode) override {
+  int PutWeightedMomentsFlags(int asGiven, int mode) override {
     weightFlags = std::to_string(asGiven) + " " + std::to_string(mode);
+    return mode > mostWeightedMomentsMode ? 1 : 0;
   }
   int HasCaseWeight() override { return hasWeight ? 1 : 0; }
   int IsOleAutomation() override { return underAutomation ? 1 : 0; }
@@ -500,6 +513,29 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     std::string list;
     for (int i = 0; i < count; ++i) list += (i ? " " : "") + std::to_string(numbers[i]);
     Give(text, list);
+  }
+  // Numbers and "*" only.
+  int ReadCodes(int, const vlm::AutomationValue* value, vlm::ICodesSink* codes,
+                vlm::ITextSink* error) override {
+    codes->Clear();
+    bool right = true;
+    vlm::ForEachListItem(*value, [&](const vlm::AutomationValue& item) {
+      if (item.type == vlm::kAutomationInt) {
+        codes->AppendCode(0, item.intValue);
+      } else if (vlm::TrimmedListText(vlm::ListText(item)) == "*") {
+        for (const double code : input.distinctValues) codes->AppendCode(0, code);
+        codes->ChooseAll(0);
+      } else {
+        right = false;
+      }
+    });
+    if (!right) Give(error, "This is no list of codes.");
+    return right ? 0 : 1;
+  }
+  void PrintCodes(int, const double* codes, int count, vlm::ITextSink* text) override {
+    std::ostringstream list;
+    for (int i = 0; i < count; ++i) list << (i ? " " : "") << codes[i];
+    Give(text, list.str());
   }
   vlm::ISpreadsheet* CreateSpreadsheet(int subject, int rows, int columns) override {
     if (Refuses()) return nullptr;

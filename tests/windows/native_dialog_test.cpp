@@ -367,17 +367,5 @@ TEST_F(NativeDialogs, APersonRunsAnAnalysis) {
   session.ThrowKept();
 }
 
-TEST(NativeCodes, ReadAsPeopleWriteThem) {
-  Column column;
-  column.name = "region";
-  column.labels = {{1, "north"}, {2, "far west"}, {3, "12"}};
-  EXPECT_THAT(ParseCodes(column, "north, \"far west\" 7 -2--1 4-6"), ElementsAre(1, 2, 7, -2, -1, 4, 5, 6));
-  EXPECT_THAT(ParseCodes(column, "12 \"12\" 1.5"), ElementsAre(3, 3, 1.5)) << "a label comes before a number";
-  EXPECT_EQ(PrintCodes(column, {1, 2, 2.5}), "\"north\" \"far west\" 2.5");
-  for (const char* wrong : {"south", "6-4", "\"north", "1-x", "nan"}) {
-    EXPECT_THROW(ParseCodes(column, wrong), DataError) << wrong;
-  }
-}
-
 }  // namespace
 }  // namespace velmora

@@ -233,7 +233,8 @@ Variant AutomationClient::Invoke(std::string_view name, int kind,
     case vlm::kDispatchTypeMismatch:
       throw AutomationError(0, member + " takes a value of another type.");
     default:
-      throw AutomationError(0, member + " failed; the dialog may be closed already.");
+      throw AutomationError(0,
+                            member + (result.description.empty() ? " failed." : ": " + result.description));
   }
 }
 

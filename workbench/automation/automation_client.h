@@ -1,5 +1,5 @@
-// A script's view of an automation object: members by name, values as C++ types, failures as exceptions. Also
-// the owned value and result behind it, which host objects use to answer.
+// A script's view of an automation object: members by name, values as C++ types, failures as
+// exceptions. Also the owned value and result types, which host objects also use.
 #pragma once
 
 #include <stdexcept>
@@ -16,7 +16,7 @@ namespace velmora {
 
 using ObjectReference = vlm::Ref<vlm::IAutomationObject>;
 
-// An automation call that failed: the error's number and its description, a sentence for a person.
+// A failed automation call: the error's number and its description, one sentence.
 class AutomationError : public std::runtime_error {
  public:
   AutomationError(int code, const std::string& description) : std::runtime_error(description), code_(code) {}
@@ -41,29 +41,30 @@ class Variant {
   Variant(std::vector<int> integers) : value_(std::move(integers)) {}
   Variant(Array items) : value_(std::move(items)) {}
   Variant(ObjectReference object) : value_(std::move(object)) {}
-  // Copies what a borrowed view shows.
+  // Copies the borrowed view.
   explicit Variant(const vlm::AutomationValue& view);
 
   bool IsEmpty() const { return std::holds_alternative<std::monostate>(value_); }
   vlm::AutomationType Type() const;
 
-  // What the value is as another type: numbers of a text, a whole real as an int, a number as text. A value
-  // that cannot be shown so throws AutomationError.
+  // The value converted: a text to a number, a whole real to an int, a number to text. A value that
+  // cannot be converted throws AutomationError.
   int AsInt() const;
   double AsReal() const;
   std::string AsText() const;
-  std::vector<int> AsIntegers() const;  // one number gives an array of one
+  std::vector<int> AsIntegers() const;  // a number becomes an array of one
   const Array& AsArray() const;
   ObjectReference AsObject() const;  // empty for an empty value
 
-  // A view of the value, valid while the value lives unchanged. storage keeps the views of an array's items.
+  // A view of the value, valid while the value lives unchanged. storage keeps the views of an
+  // array's items.
   vlm::AutomationValue View(std::vector<std::vector<vlm::AutomationValue>>& storage) const;
 
  private:
   std::variant<std::monostate, int, double, std::string, std::vector<int>, Array, ObjectReference> value_;
 };
 
-// Receives what a call answers.
+// Receives the result of a call.
 class AutomationResult final : public vlm::IAutomationResult {
  public:
   virtual ~AutomationResult() = default;
@@ -91,8 +92,8 @@ class AutomationClient {
   vlm::IAutomationObject* Object() const { return object_.Get(); }
   bool HasMember(std::string_view name) const;
 
-  // Each throws AutomationError: an exception that the object raised with its own code and description, any
-  // other failure with code 0 and one sentence that names the member.
+  // Each throws AutomationError: with the object's own code and description for an exception that
+  // it raised, with code 0 and a sentence naming the member for any other failure.
   Variant Get(std::string_view name, const std::vector<Variant>& arguments = {}) const;
   void Put(std::string_view name, Variant value) const;
   Variant Call(std::string_view name, const std::vector<Variant>& arguments = {}) const;

@@ -5,8 +5,8 @@
 
 namespace velmora {
 
-// A new late-bound COM object over the object; see vlm::IAutomationObject::MakeComObject. Null where there is no
-// COM, or when memory is short.
+// A new late-bound COM object over the object; see vlm::IAutomationObject::MakeComObject. Null
+// where there is no COM, or when memory is short.
 void* MakeComFace(vlm::IAutomationObject* object) noexcept;
 
 }  // namespace velmora

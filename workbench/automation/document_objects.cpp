@@ -6,6 +6,7 @@
 
 #include "workbench/automation/host_object.h"
 #include "workbench/automation/save_documents.h"
+#include "workbench/data/names.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/presentation.h"
 
@@ -315,14 +316,13 @@ const HostMemberTable<WorkbookObject>& WorkbookObject::Members() {
 
 class InputSpreadsheetObject final : public HostObject<InputSpreadsheetObject> {
  public:
-  explicit InputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access)
-      : access_(std::move(access)) {}
+  explicit InputSpreadsheetObject(std::shared_ptr<const InputTable> access) : access_(std::move(access)) {}
   static const HostMemberTable<InputSpreadsheetObject>& Members();
 
  private:
   friend class HostObject<InputSpreadsheetObject>;
   ~InputSpreadsheetObject() = default;
-  Table& Data() const { return access_->table(); }
+  Table& Data() const { return access_->Data(); }
   Column& Variable(const Variant& argument) const {
     Table& table = Data();
     return table.Variable(InRange(argument, table.VariableCount(), "variable"));
@@ -337,7 +337,7 @@ class InputSpreadsheetObject final : public HostObject<InputSpreadsheetObject> {
     return column.values[static_cast<std::size_t>(InRange(arguments[0], Data().caseCount, "case") - 1)];
   }
 
-  std::shared_ptr<const InputSpreadsheetAccess> access_;
+  std::shared_ptr<const InputTable> access_;
 };
 
 const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members() {
@@ -358,7 +358,9 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
         [](Self& s, const Arguments& a) { return Variant(s.Variable(a[0]).longName); }, nullptr},
        {Getter(6, "VariableNumber", kAutomationInt, "Number of the variable of a name", 1, kAutomationText,
                "Name"),
-        [](Self& s, const Arguments& a) { return Variant(s.access_->variableNumber(a[0].AsText())); },
+        [](Self& s, const Arguments& a) {
+          return Variant(ResolveVariable(s.access_->Data(), a[0].AsText()));
+        },
         nullptr},
        {Getter(7, "MissingDataCode", kAutomationReal, "Missing-data code of a variable", 1, kAutomationInt,
                "Variable"),
@@ -386,34 +388,34 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
         [](Self& s, const Arguments& a) { return Variant(s.Bundle(a[0]).name); }, nullptr},
        {Getter(12, "BundleVariables", kAutomationText, "Variables of a bundle", 1, kAutomationInt, "Index"),
         [](Self& s, const Arguments& a) {
-          return Variant(s.access_->printList(s.Bundle(a[0]).variableNumbers));
+          return Variant(PrintVariableList(s.Bundle(a[0]).variableNumbers));
         },
         nullptr},
        {{13, "CaseWeight", vlm::kInvokeGet | vlm::kInvokePut, kAutomationInt, kAutomationVariant, 0, 0, "",
          "Number of the case-weight variable, 0 for none; a name is taken too", ""},
-        [](Self& s, const Arguments&) { return Variant(s.access_->weightVariable()); },
+        [](Self& s, const Arguments&) { return Variant(s.access_->WeightVariable()); },
         [](Self& s, const Arguments& a) {
           const bool none = a[0].IsEmpty() || (a[0].Type() == kAutomationInt && a[0].AsInt() == 0);
-          s.access_->weightBy(none ? 0 : NumberOfVariable(*s.access_, a[0]));
+          s.access_->WeightBy(none ? 0 : NumberOfVariable(*s.access_, a[0]));
         }},
        {Method(14, "IncludeCases", "Uses the cases for which the expression is true; empty for all", 1,
                kAutomationText, "Expression"),
         [](Self& s, const Arguments& a) {
-          s.access_->selectCases(a[0].AsText(), s.access_->caseSelection().exclusion);
+          s.access_->SelectCases(a[0].AsText(), s.access_->Selection().exclusion);
           return Variant();
         },
         nullptr},
        {Method(15, "ExcludeCases", "Uses the cases for which the expression is not true; empty for all", 1,
                kAutomationText, "Expression"),
         [](Self& s, const Arguments& a) {
-          s.access_->selectCases(s.access_->caseSelection().inclusion, a[0].AsText());
+          s.access_->SelectCases(s.access_->Selection().inclusion, a[0].AsText());
           return Variant();
         },
         nullptr},
        {Getter(16, "IncludeCondition", kAutomationText, "Expression of the cases used; empty for all"),
-        [](Self& s, const Arguments&) { return Variant(s.access_->caseSelection().inclusion); }, nullptr},
+        [](Self& s, const Arguments&) { return Variant(s.access_->Selection().inclusion); }, nullptr},
        {Getter(17, "ExcludeCondition", kAutomationText, "Expression of the cases left out; empty for none"),
-        [](Self& s, const Arguments&) { return Variant(s.access_->caseSelection().exclusion); }, nullptr},
+        [](Self& s, const Arguments&) { return Variant(s.access_->Selection().exclusion); }, nullptr},
        {Getter(18, "Measurement", kAutomationText, "\"continuous\" or \"categorical\"", 1, kAutomationInt,
                "Variable"),
         [](Self& s, const Arguments& a) {
@@ -438,12 +440,12 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
                "Uses the cases for which Include is true and Exclude is not; empty: no condition", 2,
                kAutomationText, "Include, Exclude"),
         [](Self& s, const Arguments& a) {
-          s.access_->selectCases(a[0].AsText(), a[1].AsText());
+          s.access_->SelectCases(a[0].AsText(), a[1].AsText());
           return Variant();
         },
         nullptr},
        {Getter(24, "SelectedCaseCount", kAutomationInt, "Number of cases that the selection uses"),
-        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.access_->selectedCaseCount())); },
+        [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.access_->SelectedCaseCount())); },
         nullptr},
        {Method(25, "AddVariable",
                "Adds a variable of one number a case, empty where missing; returns its number", 2,
@@ -457,13 +459,13 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
             for (const Variant& item : a[1].AsArray())
               values.push_back(item.IsEmpty() ? kMissing : item.AsReal());
           }
-          return Variant(s.access_->addVariable(a[0].AsText(), std::move(values)));
+          return Variant(s.access_->AddVariable(a[0].AsText(), std::move(values)));
         },
         nullptr},
        {Method(26, "AddBundle", "Adds a variable bundle: a name for variables given as in VariableNumbers", 2,
                kAutomationVariant, "Name, Variables"),
         [](Self& s, const Arguments& a) {
-          s.access_->addBundle(a[0].AsText(), NumbersOfVariables(*s.access_, a[1]));
+          s.access_->AddBundle(a[0].AsText(), NumbersOfVariables(*s.access_, a[1]));
           return Variant();
         },
         nullptr},
@@ -508,7 +510,7 @@ vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook) {
   return new WorkbookObject(std::move(workbook));
 }
 
-vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access) {
+vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputTable> access) {
   return new InputSpreadsheetObject(std::move(access));
 }
 

@@ -3,7 +3,7 @@
 // reference is the caller's.
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,27 +26,28 @@ ObjectReference MakeDocumentObject(const std::shared_ptr<Workbook>& workbook, co
 // Documents of a workbook in order of creation; counts what is there when asked.
 vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook);
 
-// The input spreadsheet of whoever owns the table.
-struct InputSpreadsheetAccess {
-  std::function<Table&()> table;  // throws when there is no table any more
-  std::function<void(const std::string& include, const std::string& exclude)> selectCases;
-  std::function<CaseSelection()> caseSelection;
-  std::function<void(int variableNumber)> weightBy;
-  std::function<int()> weightVariable;
-  std::function<int(std::string_view name)> variableNumber;  // of a name or v3; throws when there is none
-  std::function<std::string(const std::vector<int>& numbers)> printList;
-  std::function<std::int64_t()> selectedCaseCount;
+// The input table of a session as scripts read and change it. Every call throws when the session has
+// ended; a change throws DataError when it is not possible, and then nothing has changed.
+class InputTable {
+ public:
+  virtual ~InputTable() = default;
+  virtual Table& Data() const = 0;
+  virtual void SelectCases(const std::string& include, const std::string& exclude) const = 0;
+  virtual CaseSelection Selection() const = 0;
+  virtual void WeightBy(int variableNumber) const = 0;  // 0: no weights
+  virtual int WeightVariable() const = 0;
+  virtual std::int64_t SelectedCaseCount() const = 0;
   // code: a number, or a value label of the variable.
-  std::function<void(int variableNumber, const std::string& code)> setMissingCode;
-  std::function<void(int variableNumber, Measurement measurement)> setMeasurement;
-  std::function<int(const std::string& name, std::vector<double> values)> addVariable;
-  std::function<void(const std::string& name, const std::vector<int>& variableNumbers)> addBundle;
+  virtual void SetMissingCode(int variableNumber, const std::string& code) const = 0;
+  virtual void SetMeasurement(int variableNumber, Measurement measurement) const = 0;
+  virtual int AddVariable(const std::string& name, std::vector<double> values) const = 0;
+  virtual void AddBundle(const std::string& name, const std::vector<int>& variableNumbers) const = 0;
 };
 // A variable by its number or its name. Throws AutomationError or DataError.
-int NumberOfVariable(const InputSpreadsheetAccess& access, const Variant& which);
+int NumberOfVariable(const InputTable& access, const Variant& which);
 // Names, numbers, patterns, or arrays of these; each variable once, in the order given.
-std::vector<int> NumbersOfVariables(const InputSpreadsheetAccess& access, const Variant& which);
-vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputSpreadsheetAccess> access);
-vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputSpreadsheetAccess> access);
+std::vector<int> NumbersOfVariables(const InputTable& access, const Variant& which);
+vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputTable> access);
+vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputTable> access);
 
 }  // namespace velmora

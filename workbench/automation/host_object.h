@@ -1,5 +1,5 @@
-// Automation objects of the workbench itself: a class gives a table of members, functions over its own type,
-// and gets late binding, argument checks and error handling from here.
+// Automation objects of the workbench itself: a class provides a table of members, functions over
+// its own type; this file adds late binding, argument checks and error handling.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@ struct HostMember {
   void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
 };
 
-// The number when it lies in 1..count, else a failure that names what was asked for.
+// The argument as a number from 1 to count. Throws AutomationError naming what does not exist.
 inline int InRange(const Variant& argument, std::int64_t count, const char* what) {
   const int number = argument.AsInt();
   if (number < 1 || number > count) {

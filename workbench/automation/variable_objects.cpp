@@ -24,32 +24,32 @@ Variant ArrayOf(const std::vector<std::string>& texts) {
   return items;
 }
 
-// What a reader sees of a cell: its label, else its number, else nothing.
+// The text of a cell: its label, else its number, empty where missing.
 std::string ShownCell(const Column& column, double value) {
   if (const std::string* label = column.LabelOf(value)) return *label;
   return IsMissing(value, column.missingCode) ? std::string() : Variant(value).AsText();
 }
 
-// One variable of the input table, by its number and name: it fails once other data have been opened that have
-// another variable in its place.
+// One variable of the input table, by its number and name. Calls fail after other data are opened
+// that have another variable in its place.
 class VariableObject final : public HostObject<VariableObject> {
  public:
-  VariableObject(std::shared_ptr<const InputSpreadsheetAccess> access, int number)
-      : access_(std::move(access)), number_(number), name_(access_->table().Variable(number).name) {}
+  VariableObject(std::shared_ptr<const InputTable> access, int number)
+      : access_(std::move(access)), number_(number), name_(access_->Data().Variable(number).name) {}
   static const HostMemberTable<VariableObject>& Members();
 
  private:
   friend class HostObject<VariableObject>;
   ~VariableObject() = default;
   Column& Data() const {
-    Table& table = access_->table();
+    Table& table = access_->Data();
     if (number_ > table.VariableCount() || table.Variable(number_).name != name_)
       FailWith("The data have been replaced: " + name_ + " is no longer variable " + std::to_string(number_) +
                ".");
     return table.Variable(number_);
   }
 
-  std::shared_ptr<const InputSpreadsheetAccess> access_;
+  std::shared_ptr<const InputTable> access_;
   int number_;
   std::string name_;
 };
@@ -69,7 +69,7 @@ const HostMemberTable<VariableObject>& VariableObject::Members() {
        {Getter(4, "Type", kAutomationText, "text, boolean, whole number, number, date or date and time"),
         [](Self& s, const Arguments&) {
           s.Data();
-          return Variant(TypeName(ProfileVariable(s.access_->table(), s.number_).type));
+          return Variant(TypeName(ProfileVariable(s.access_->Data(), s.number_).type));
         },
         nullptr},
        {Property(5, "Measurement", kAutomationText, "continuous or categorical"),
@@ -79,20 +79,20 @@ const HostMemberTable<VariableObject>& VariableObject::Members() {
           for (const Measurement measurement : {Measurement::kContinuous, Measurement::kCategorical}) {
             if (text != MeasurementName(measurement)) continue;
             s.Data();
-            return s.access_->setMeasurement(s.number_, measurement);
+            return s.access_->SetMeasurement(s.number_, measurement);
           }
           FailWith("A measurement is continuous or categorical, not " + text + ".");
         }},
        {Getter(6, "Role", kAutomationText, "usable, identifier, constant, date, ..."),
         [](Self& s, const Arguments&) { return Variant(RoleName(s.Data().role)); }, nullptr},
        {{7, "MissingDataCode", vlm::kInvokeGet | vlm::kInvokePut, kAutomationReal, vlm::kAutomationVariant, 0,
-         0, "", "The number, or the value label, that stands for a missing value", ""},
+         0, "", "The number, or the value label, that means missing", ""},
         [](Self& s, const Arguments&) { return Variant(s.Data().missingCode); },
         [](Self& s, const Arguments& a) {
           s.Data();
-          s.access_->setMissingCode(s.number_, a[0].AsText());
+          s.access_->SetMissingCode(s.number_, a[0].AsText());
         }},
-       {Getter(8, "Values", kAutomationArray, "All values in case order, empty where missing"),
+       {Getter(8, "Values", kAutomationArray, "All values in case order; empty where missing"),
         [](Self& s, const Arguments&) {
           const Column& column = s.Data();
           const MissingRange missing(column.missingCode);
@@ -108,7 +108,7 @@ const HostMemberTable<VariableObject>& VariableObject::Members() {
         },
         nullptr},
        {Getter(9, "Texts", kAutomationArray,
-               "The value label or number of each case, an empty text where missing"),
+               "The value label or number of each case; an empty text where missing"),
         [](Self& s, const Arguments&) {
           const Column& column = s.Data();
           Variant::Array texts;
@@ -136,14 +136,13 @@ const HostMemberTable<VariableObject>& VariableObject::Members() {
 
 class VariablesObject final : public HostObject<VariablesObject> {
  public:
-  explicit VariablesObject(std::shared_ptr<const InputSpreadsheetAccess> access)
-      : access_(std::move(access)) {}
+  explicit VariablesObject(std::shared_ptr<const InputTable> access) : access_(std::move(access)) {}
   static const HostMemberTable<VariablesObject>& Members();
 
  private:
   friend class HostObject<VariablesObject>;
   ~VariablesObject() = default;
-  std::shared_ptr<const InputSpreadsheetAccess> access_;
+  std::shared_ptr<const InputTable> access_;
 };
 
 const HostMemberTable<VariablesObject>& VariablesObject::Members() {
@@ -151,7 +150,7 @@ const HostMemberTable<VariablesObject>& VariablesObject::Members() {
   static const HostMemberTable<Self> table(
       "Variables", "Variables of the input table",
       {{Getter(1, "Count", vlm::kAutomationInt, "Number of variables"),
-        [](Self& s, const Arguments&) { return Variant(s.access_->table().VariableCount()); }, nullptr},
+        [](Self& s, const Arguments&) { return Variant(s.access_->Data().VariableCount()); }, nullptr},
        {Getter(2, "Item", vlm::kAutomationObject, "A variable by its number or its name", 1,
                vlm::kAutomationVariant, "Variable"),
         [](Self& s, const Arguments& a) {
@@ -165,12 +164,12 @@ const HostMemberTable<VariablesObject>& VariablesObject::Members() {
 }  // namespace
 
 // A variable by its number or its name.
-int NumberOfVariable(const InputSpreadsheetAccess& access, const Variant& which) {
-  if (which.Type() == vlm::kAutomationText) return access.variableNumber(which.AsText());
-  return InRange(which, access.table().VariableCount(), "variable");
+int NumberOfVariable(const InputTable& access, const Variant& which) {
+  if (which.Type() == vlm::kAutomationText) return ResolveVariable(access.Data(), which.AsText());
+  return InRange(which, access.Data().VariableCount(), "variable");
 }
 
-std::vector<int> NumbersOfVariables(const InputSpreadsheetAccess& access, const Variant& which) {
+std::vector<int> NumbersOfVariables(const InputTable& access, const Variant& which) {
   std::vector<int> numbers;
   const auto addAll = [&](const std::vector<int>& more) {
     for (const int number : more) {
@@ -179,7 +178,7 @@ std::vector<int> NumbersOfVariables(const InputSpreadsheetAccess& access, const 
   };
   if (which.Type() == vlm::kAutomationText) {
     const std::string text = which.AsText();
-    addAll(ResolveVariables(access.table(), std::span(&text, 1)));
+    addAll(ResolveVariables(access.Data(), std::span(&text, 1)));
   } else if (which.Type() == vlm::kAutomationArray) {
     for (const Variant& item : which.AsArray()) addAll(NumbersOfVariables(access, item));
   } else {
@@ -188,7 +187,7 @@ std::vector<int> NumbersOfVariables(const InputSpreadsheetAccess& access, const 
   return numbers;
 }
 
-vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputSpreadsheetAccess> access) {
+vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputTable> access) {
   return new VariablesObject(std::move(access));
 }
 

@@ -1,4 +1,3 @@
-// What a session shows to a person at a terminal.
 #include "workbench/cli/terminal_face.h"
 
 #include <utility>
@@ -11,7 +10,7 @@ void TerminalFace::Say(std::string_view text) {
   said_.emplace_back(text);
   if (!told_.insert(std::string(text)).second) {
     unsaid_.emplace_back(text);
-    return;  // every output that ranks shows the same notices again
+    return;  // every ranked output repeats the same notices
   }
   if (holding_) {
     held_.emplace_back(text);
@@ -37,9 +36,14 @@ void TerminalFace::ShowEditError(DialogWindow& /*window*/, int controlId, std::s
 
 void TerminalFace::ShowInstructionError(DialogWindow& /*window*/, std::string_view text) { Say(text); }
 
-void TerminalFace::OkCalled(DialogWindow& /*window*/) { unsaid_.clear(); }
+// A new run: its messages are shown even if they were shown for the run before.
+void TerminalFace::OkCalled(DialogWindow& /*window*/) {
+  unsaid_.clear();
+  told_.clear();
+}
 
-// A failure is told each time, and to those who want quiet; what is held back belongs to whoever holds it.
+// A failure is shown every time, even under --quiet. While messages are held back, the caller
+// reports it.
 void TerminalFace::OkRefused(DialogWindow& /*window*/) {
   if (holding_) return;
   for (const std::string& line : std::exchange(unsaid_, {})) Tell(line);

@@ -1,5 +1,5 @@
-// The session's face on a terminal: a progress bar, Ctrl-C, notices and messages on standard error, each
-// once.
+// The frontend of a session at a terminal: a progress bar, Ctrl-C, notices and messages on standard
+// error, each once per run.
 #pragma once
 
 #include <set>
@@ -32,11 +32,11 @@ class TerminalFace : public Face {
   // The dialog opened last, null when it was closed.
   DialogWindow* OpenDialog() const { return openDialog_; }
 
-  // What was said since the last call, in order.
+  // Notices and messages since the last call, in order.
   std::vector<std::string> TakeSaid();
-  // Holds lines back (for a failure's sentence) or says them as they come, which is how a face starts.
+  // Holds lines back (for the sentence of a failure), or shows them at once, which is the default.
   void HoldBack(bool hold);
-  // Forgets the lines held back, which something else says.
+  // Drops the lines held back, which are reported elsewhere.
   void DropHeld() { held_.clear(); }
 
  private:
@@ -46,7 +46,7 @@ class TerminalFace : public Face {
   bool holding_ = false;
   std::set<std::string> told_;
   std::vector<std::string> said_, held_;
-  std::vector<std::string> unsaid_;  // since OK was called: told before, or to nobody who wants quiet
+  std::vector<std::string> unsaid_;  // since OK was called: shown before, or suppressed by --quiet
   DialogWindow* openDialog_ = nullptr;
   ProgressBar bar_;
   int stepCount_ = 0;

@@ -62,7 +62,7 @@ class Reader {
     }
     return text;
   }
-  // A text, or the number that stands in its place after an all-bits-set word.
+  // A text, or a number after a word with all bits set.
   std::string TextOrNumber(std::optional<std::uint32_t>& number) {
     const std::size_t start = position_;
     number.reset();
@@ -79,7 +79,8 @@ class Reader {
   std::size_t position_ = 0;
 };
 
-// Names of window classes are alike whatever their case; class numbers stand for the system's own classes.
+// Names of window classes are not case-sensitive; class numbers are those of the system's own
+// classes.
 bool IsClass(std::string_view name, std::optional<std::uint32_t> number, std::string_view wanted,
              std::uint32_t wantedNumber = 0) {
   if (number) return *number == wantedNumber;

@@ -1,5 +1,5 @@
-// A dialog template as a compiled module carries it, read into the form that the dialog runtime loads. What a
-// window class says (BUTTON and its style, the host's own edit classes) becomes a control class again.
+// Reads the dialog template of a compiled module into the form that the dialog runtime loads.
+// Window classes (BUTTON with its style, the host's own edit classes) become control classes.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,8 @@ namespace velmora {
 
 class CompiledDialog {
  public:
-  // bytes: an extended dialog template (DLGTEMPLATEEX), little-endian. Throws std::runtime_error when they are none
-  // or hold a control of no known class; the sentence names the template.
+  // bytes: an extended dialog template (DLGTEMPLATEEX), little-endian. Throws std::runtime_error
+  // naming the template when they are invalid or hold a control of an unknown class.
   CompiledDialog(int id, std::span<const std::byte> bytes);
   CompiledDialog(const CompiledDialog&) = delete;
   CompiledDialog& operator=(const CompiledDialog&) = delete;

@@ -1,22 +1,25 @@
-// What shows dialogs to somebody: nobody (tests, scripts, the command line), native windows or a page. The
-// runtime (DialogWindow) keeps every control's state and is the one that talks to the module; a face shows that
-// state and hands on what a person does. No face changes a control itself, and none reaches the module.
+// The frontend of dialogs: nothing (tests, scripts, the command line), native windows, or a page.
+// The runtime (DialogWindow) keeps the state of every control and is the only one to call the
+// module; a frontend shows that state and passes user actions on. It changes no control itself and
+// never calls the module.
 //
-//   module -> DialogWindow -> face     DialogOpened, then ControlChanged, PageSelected, AvailabilityChanged ...
-//   person -> face -> DialogWindow     Press, TypeText, ChooseItem, SelectPage
+//   module -> DialogWindow -> frontend   DialogOpened, then ControlChanged, PageSelected, AvailabilityChanged ...
+//   user -> frontend -> DialogWindow     Press, TypeText, ChooseItem, SelectPage
 //
-// What a face must do:
-//   - DialogOpened: build the dialog from Caption(), Pages() and Controls(): places in dialog units, those of a
-//     page count from the page's corner; captions carry '&' and icon marks (PlainCaption, Accelerator, IconMark).
-//     Every page's controls are there all the time; the page in front is SelectedPage().
-//   - ControlChanged: show the control anew: text, check, items, enabled, shown, error. It also comes for what the
-//     face itself has just passed on, so a face that sets a text only where it differs never runs in circles.
-//   - hand on each key or click as it comes: a text after every change, so that a half-typed number is what a
-//     command finds; a press once, the check of a box follows by ControlChanged.
-//   - AvailabilityChanged: while TakesCommands() is false nothing a person does has an effect; show it so.
-//   - Ask...: modal. The call returns when the person has answered; a face with a loop of its own runs it
-//     meanwhile. The dialog takes no commands then, and may be gone when the call returns.
-// All calls come and are made on the session's thread. A window may be used from DialogOpened until DialogClosed.
+// A frontend must:
+//   - DialogOpened: build the dialog from Caption(), Pages() and Controls(). Positions are in
+//     dialog units, those of a page relative to the page. Captions carry '&' and icon marks
+//     (PlainCaption, CaptionWithoutIcon, IconMark). The controls of all pages exist all the time;
+//     the selected page is SelectedPage().
+//   - ControlChanged: show the control's new state: text, check, items, enabled, shown, error. The
+//     call also follows the frontend's own actions, so set a text only where it differs.
+//   - Pass on every key and click at once: a text after every change, so that a command sees
+//     half-typed numbers; a press once, the new check of a box comes with ControlChanged.
+//   - AvailabilityChanged: while TakesCommands() is false, user actions have no effect; show it.
+//   - Ask...: modal; the call returns the user's answer. A frontend with an event loop runs it
+//     meanwhile. The dialog takes no commands then, and may be closed when the call returns.
+// All calls are made on the session's thread. A window may be used from DialogOpened until
+// DialogClosed.
 #pragma once
 
 #include <functional>
@@ -26,6 +29,8 @@
 #include <string_view>
 #include <vector>
 
+#include "workbench/data/code_lists.h"
+
 namespace velmora {
 
 class DialogWindow;
@@ -33,17 +38,18 @@ class DialogWindow;
 // One list of a variable dialog, as asked and as answered.
 struct VariableListQuestion {
   std::string caption;
-  int variableKind = 0;  // 1 categorical, 2 continuous, 0 any: what is offered first
+  int variableKind = 0;  // shown first: 1 categorical, 2 continuous, 0 any
   int maximumCount = 0;
-  std::vector<int> variables;  // 1-based; the present choice going in, the answer coming out
+  int setNumber = 0;           // lists of one set may name the same variable; 0: no other list may
+  std::vector<int> variables;  // 1-based; in: the present choice, out: the answer
 };
 
 struct CodesQuestion {
   std::string title;
   std::vector<int> variables;  // 1-based
   int shownAtOnce = 0;
-  double minimum = 0, maximum = 0;         // codes outside are refused
-  std::vector<std::vector<double>> codes;  // one list a variable, going in and out
+  double minimum = 0, maximum = 0;  // codes outside are refused
+  std::vector<CodeChoice> choices;  // one per variable; in: the present choice, out: the answer
 };
 
 // Which cases are used: expressions over the variables, empty for none.
@@ -52,7 +58,7 @@ struct CaseSelectionText {
   std::string exclude;
 };
 
-// The answers of a face that nobody looks at are those of a user who cancels every question.
+// The base class shows nothing and cancels every question.
 class DialogFace {
  public:
   virtual ~DialogFace() = default;
@@ -64,16 +70,17 @@ class DialogFace {
   virtual void AvailabilityChanged(DialogWindow& /*window*/) {}
   virtual void DialogClosed(DialogWindow& /*window*/) {}
 
-  // The control's error is set and its page is in front.
+  // The control's error is set and its page is selected.
   virtual void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view /*text*/) {}
   virtual void ShowInstructionError(DialogWindow& /*window*/, std::string_view /*text*/) {}
 
-  // OK from a script, and that it started no run: what was said in between tells why.
+  // Before a script's OK, and after one that started no run; the messages in between give the
+  // reason.
   virtual void OkCalled(DialogWindow& /*window*/) {}
   virtual void OkRefused(DialogWindow& /*window*/) {}
 
-  // Each returns false, or nothing, for Cancel. An answer that the host refuses (unknown variable, too many)
-  // is reported by ShowInstructionError and asked again while attempts are left.
+  // Each returns false, or nothing, for Cancel. After an invalid answer (unknown variable, too
+  // many), ShowInstructionError is called and the question is asked again with that answer.
   virtual bool AskVariableLists(DialogWindow& /*window*/, std::string_view /*title*/,
                                 std::vector<VariableListQuestion>& /*lists*/) {
     return false;
@@ -86,6 +93,10 @@ class DialogFace {
   virtual std::optional<std::string> AskSaveFile(DialogWindow& /*window*/, std::string_view /*title*/,
                                                  std::string_view /*extension*/) {
     return std::nullopt;
+  }
+  // True when the files, all of which exist, may be replaced.
+  virtual bool AskReplaceFiles(DialogWindow& /*window*/, const std::vector<std::string>& /*paths*/) {
+    return false;
   }
 };
 

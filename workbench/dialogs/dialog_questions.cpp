@@ -1,276 +1,197 @@
-// The host's own questions: variables, codes, cases, weights and files. A script answers some of them before they
-// are asked; the others go to the face.
-#include <algorithm>
+#include "workbench/dialogs/dialog_questions.h"
 
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "contract/list_values.h"
 #include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/dialogs/dialog_window.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
 namespace {
 
-// A face that nobody looks at answers the same each time; a person gives up earlier.
-constexpr int kMaximumAttempts = 100;
+// Ends the loop of a frontend that always gives the same answer.
+constexpr int kMostAttempts = 1000;
 
-// The parts of a text between marks that stand outside double quotation marks.
-std::vector<std::string> SplitOutsideQuotes(std::string_view text, char mark) {
-  std::vector<std::string> parts(1);
-  bool quoted = false;
-  for (const char c : text) {
-    if (c == '"') quoted = !quoted;
-    if (c == mark && !quoted) {
-      parts.emplace_back();
-    } else {
-      parts.back() += c;
-    }
-  }
-  return parts;
-}
-
-// What a script gave for several lists, one item each: an array of one value a list, or a text with the lists
-// between '|'. One list takes the value itself. Lists that nothing was given for stay empty.
-std::vector<Variant> ItemsOf(const Variant& value, std::size_t listCount) {
-  std::vector<Variant> items;
-  if (listCount == 1 && value.Type() != vlm::kAutomationText) {
-    items = {value};
-  } else if (value.Type() == vlm::kAutomationArray) {
-    items = value.AsArray();
-  } else if (value.Type() == vlm::kAutomationText) {
-    for (std::string& part : SplitOutsideQuotes(value.AsText(), '|')) items.emplace_back(std::move(part));
-  } else {
-    items = {value};
-  }
-  if (items.size() > listCount) {
-    throw DataError("There are " + std::to_string(listCount) + " lists to choose, and " +
-                    std::to_string(items.size()) + " were given.");
-  }
-  items.resize(listCount);
-  return items;
-}
-
-// Numbers and value labels; a label with blanks stands in double quotation marks.
-std::vector<double> CodesOf(const Variant& value, const Column& variable) {
-  std::vector<double> codes;
-  const auto add = [&](const Variant& item) {
-    const bool isText = item.Type() == vlm::kAutomationText;
-    const double* const labelled = isText ? variable.ValueOf(item.AsText()) : nullptr;
-    const std::optional<double> number = isText ? ParseRealText(item.AsText(), ".") : item.AsReal();
-    if (labelled == nullptr && !number) {
-      throw DataError("\"" + item.AsText() + "\" is neither a code nor a value label of " + variable.name +
-                      ".");
-    }
-    codes.push_back(labelled != nullptr ? *labelled : *number);
-  };
-  switch (value.Type()) {
-    case vlm::kAutomationEmpty:
-      break;
-    case vlm::kAutomationArray:
-      for (const Variant& item : value.AsArray()) add(item);
-      break;
-    case vlm::kAutomationIntArray:
-      for (const int code : value.AsIntegers()) add(code);
-      break;
-    case vlm::kAutomationText:
-      for (std::string word : SplitOutsideQuotes(value.AsText(), ' ')) {
-        std::erase(word, '"');
-        if (!word.empty()) add(word);
-      }
-      break;
-    default:
-      add(value);
-  }
-  return codes;
+void RequireListCount(std::size_t given, std::size_t wanted) {
+  if (given <= wanted) return;
+  throw DataError("There are " + std::to_string(wanted) + " lists to choose, and " + std::to_string(given) +
+                  " were given.");
 }
 
 }  // namespace
 
-const Variant* DialogWindow::ScriptedAnswer(InheritedMember member) const {
-  const auto found = resultsSettings_.find(member);
-  return owner_.UnderAutomation() && found != resultsSettings_.end() ? &found->second : nullptr;
+const Variant* DialogQuestions::Scripted(const Variant& answer) const {
+  return owner_.UnderAutomation() && !answer.IsEmpty() ? &answer : nullptr;
 }
 
 template <typename Ask, typename Use>
-bool DialogWindow::AskUntilTaken(Ask ask, Use use) {
-  std::string lastReason;
-  for (int attempt = 0; attempt < kMaximumAttempts; ++attempt) {
-    if (!ask()) return false;
+bool DialogQuestions::AskUntilTaken(Ask ask, Use use) {
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     try {
+      if (!ask()) return false;
       use();
       return true;
     } catch (const DataError& error) {
-      // A script's answer would be the same again.
-      const bool repeated = owner_.UnderAutomation() || lastReason == error.what();
-      lastReason = error.what();
-      face_.ShowInstructionError(*this, lastReason);
-      if (repeated) return false;
+      face_.ShowInstructionError(window_, error.what());
+      // A script would give the same answer again.
+      if (owner_.UnderAutomation()) {
+        owner_.RaiseAutomationError(error.what());
+        return false;
+      }
     }
   }
   return false;
 }
 
-void DialogWindow::CheckLists(const std::vector<VariableListQuestion>& questions) const {
+void DialogQuestions::CheckLists(const std::vector<VariableListQuestion>& questions) const {
+  const Table& table = owner_.Data();
+  std::unordered_map<int, const VariableListQuestion*> listOf;
   for (const VariableListQuestion& question : questions) {
     const std::string list = "The list \"" + PlainCaption(question.caption) + "\" ";
     if (static_cast<int>(question.variables.size()) > question.maximumCount) {
       throw DataError(list + "takes at most " + std::to_string(question.maximumCount) + " variables; " +
                       std::to_string(question.variables.size()) + " were given.");
     }
-    std::vector<int> sorted = question.variables;
-    std::sort(sorted.begin(), sorted.end());
-    for (std::size_t index = 0; index < sorted.size(); ++index) {
-      if (sorted[index] < 1 || sorted[index] > owner_.Data().VariableCount()) {
-        throw DataError(list + "names variable " + std::to_string(sorted[index]) + "; the data have " +
-                        std::to_string(owner_.Data().VariableCount()) + ".");
+    for (const int number : question.variables) {
+      if (number < 1 || number > table.VariableCount()) {
+        throw DataError(list + "names variable " + std::to_string(number) + "; the data have " +
+                        std::to_string(table.VariableCount()) + ".");
       }
-      if (index > 0 && sorted[index] == sorted[index - 1]) {
-        throw DataError(list + "names variable " + std::to_string(sorted[index]) + " twice.");
-      }
+      const auto [place, isNew] = listOf.emplace(number, &question);
+      if (isNew) continue;
+      const VariableListQuestion& other = *place->second;
+      const std::string name = "The variable " + table.Variable(number).name;
+      if (&other == &question) throw DataError(list + "names " + table.Variable(number).name + " twice.");
+      if (other.setNumber != 0 && other.setNumber == question.setNumber) continue;
+      throw DataError(name + " is in two lists, \"" + PlainCaption(other.caption) + "\" and \"" +
+                      PlainCaption(question.caption) + "\"; it can be in one.");
     }
   }
 }
 
-int DialogWindow::VariableListsDialog(const char* title, int titleLength,
-                                      const vlm::VariableListRequest* lists, int listCount) {
-  return Guarded(
-      [&] {
-        std::vector<VariableListQuestion> questions;
-        for (int index = 0; index < listCount; ++index) {
-          const vlm::VariableListRequest& list = lists[index];
-          const int count = std::clamp(*list.count, 0, list.capacity);
-          questions.push_back({std::string(vlm::TextOf(list.caption, list.captionLength)), list.variableKind,
-                               std::min(list.maximumCount, list.capacity),
-                               std::vector<int>(list.variables, list.variables + count)});
-        }
-        const std::vector<VariableListQuestion> asked = questions;
-        const Variant* const scripted = ScriptedAnswer(kResultsVariables);
-        const auto ask = [&] {
-          if (scripted == nullptr)
-            return face_.AskVariableLists(*this, vlm::TextOf(title, titleLength), questions);
-          const std::vector<Variant> given = ItemsOf(*scripted, questions.size());
-          for (std::size_t index = 0; index < questions.size(); ++index) {
-            const Variant& item = given[index];
-            questions[index].variables = item.IsEmpty() ? std::vector<int>()
-                                         : item.Type() == vlm::kAutomationText
-                                             ? owner_.ParseVariables(item.AsText())
-                                             : item.AsIntegers();
-          }
-          return true;
-        };
-        if (!AskUntilTaken(ask, [&] { CheckLists(questions); })) return 0;
-        for (int index = 0; index < listCount; ++index) {
-          const std::vector<int>& chosen = questions[static_cast<std::size_t>(index)].variables;
-          std::copy(chosen.begin(), chosen.end(), lists[index].variables);
-          *lists[index].count = static_cast<int>(chosen.size());
-        }
-        return 1;
-      },
-      0);
+std::vector<int> DialogQuestions::VariablesOf(const vlm::AutomationValue& value) const {
+  std::vector<int> numbers;
+  vlm::ForEachListItem(value, [&](const vlm::AutomationValue& item) {
+    if (item.type != vlm::kAutomationText) return numbers.push_back(Variant(item).AsInt());
+    const std::vector<int> named = owner_.ParseVariables(vlm::ListText(item));
+    numbers.insert(numbers.end(), named.begin(), named.end());
+  });
+  return numbers;
 }
 
-int DialogWindow::CodesListDialog(const char* title, int titleLength, const int* variables, int variableCount,
-                                  int shownAtOnce, double minimum, double maximum, vlm::ICodesSink* codes) {
-  return Guarded(
-      [&] {
-        CodesQuestion question{std::string(vlm::TextOf(title, titleLength)),
-                               {variables, variables + variableCount},
-                               shownAtOnce,
-                               minimum,
-                               maximum,
-                               {}};
-        question.codes.resize(static_cast<std::size_t>(variableCount));
-        const Variant* const scripted = ScriptedAnswer(kResultsCodes);
-        const auto ask = [&] {
-          if (scripted == nullptr) return face_.AskCodes(*this, question);
-          const std::vector<Variant> given = ItemsOf(*scripted, question.codes.size());
-          for (std::size_t index = 0; index < question.codes.size(); ++index) {
-            question.codes[index] = CodesOf(given[index], owner_.Data().Variable(variables[index]));
-          }
-          return true;
-        };
-        const auto check = [&] {
-          question.codes.resize(static_cast<std::size_t>(variableCount));
-          for (const std::vector<double>& list : question.codes) {
-            for (const double code : list) {
-              if (code >= minimum && code <= maximum) continue;
-              throw DataError("The code " + RealText(code, false, ".") + " lies outside " +
-                              RealText(minimum, false, ".") + " to " + RealText(maximum, false, ".") + ".");
-            }
-          }
-        };
-        if (!AskUntilTaken(ask, check)) return 0;
-        codes->Clear();
-        for (int index = 0; index < variableCount; ++index) {
-          for (const double code : question.codes[static_cast<std::size_t>(index)])
-            codes->AppendCode(index, code);
-        }
-        return 1;
-      },
-      0);
+bool DialogQuestions::AskVariableLists(std::string_view title,
+                                       std::span<const vlm::VariableListRequest> lists) {
+  std::vector<VariableListQuestion> questions;
+  for (const vlm::VariableListRequest& list : lists) {
+    const int count = std::clamp(*list.count, 0, list.capacity);
+    questions.push_back({std::string(vlm::TextOf(list.caption, list.captionLength)), list.variableKind,
+                         std::min(list.maximumCount, list.capacity), list.setNumber,
+                         std::vector<int>(list.variables, list.variables + count)});
+  }
+  const auto ask = [&] {
+    const Variant* const answer = Scripted(scripted.variables);
+    if (answer == nullptr) return face_.AskVariableLists(window_, title, questions);
+    std::vector<std::vector<vlm::AutomationValue>> storage;
+    const auto given = vlm::ListValues(answer->View(storage), questions.size());
+    RequireListCount(given.size(), questions.size());
+    for (std::size_t index = 0; index < questions.size(); ++index)
+      questions[index].variables = VariablesOf(given[index]);
+    return true;
+  };
+  if (!AskUntilTaken(ask, [&] { CheckLists(questions); })) return false;
+  for (std::size_t index = 0; index < lists.size(); ++index) {
+    const std::vector<int>& chosen = questions[index].variables;
+    std::copy(chosen.begin(), chosen.end(), lists[index].variables);
+    *lists[index].count = static_cast<int>(chosen.size());
+  }
+  return true;
 }
 
-int DialogWindow::DefineSelCond() {
-  return Guarded(
-      [&] {
-        CaseSelectionText selection = owner_.CaseSelection();
-        return AskUntilTaken([&] { return face_.AskCaseSelection(*this, selection); },
-                             [&] {
-                               owner_.SetCaseSelection(selection);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
+bool DialogQuestions::AskCodes(std::string_view title, std::span<const vlm::CodesRequest> variables,
+                               int shownAtOnce, double minimum, double maximum, vlm::ICodesSink& codes) {
+  CodesQuestion question{std::string(title), {}, shownAtOnce, minimum, maximum, {}};
+  for (const vlm::CodesRequest& variable : variables) {
+    question.variables.push_back(variable.variableNumber);
+    question.choices.push_back(
+        {std::vector<double>(variable.codes, variable.codes + variable.count), variable.all != 0});
+  }
+  const auto ask = [&] {
+    const Variant* const answer = Scripted(scripted.codes);
+    if (answer == nullptr) return face_.AskCodes(window_, question);
+    std::vector<std::vector<vlm::AutomationValue>> storage;
+    const auto given = vlm::ListValues(answer->View(storage), variables.size(), "*");
+    RequireListCount(given.size(), variables.size());
+    for (std::size_t index = 0; index < variables.size(); ++index) {
+      const int number = question.variables[index];
+      question.choices[index] = ReadCodes(owner_.Data().Variable(number), given[index],
+                                          [&] { return owner_.SelectedValues(number); });
+    }
+    return true;
+  };
+  const auto check = [&] {
+    question.choices.resize(variables.size());
+    for (std::size_t index = 0; index < variables.size(); ++index) {
+      for (const double code : question.choices[index].codes) {
+        if (code >= minimum && code <= maximum) continue;
+        throw DataError("The code " + RealText(code, false, ".") + " of " +
+                        owner_.Data().Variable(question.variables[index]).name + " lies outside " +
+                        RealText(minimum, false, ".") + " to " + RealText(maximum, false, ".") + ".");
+      }
+    }
+  };
+  if (!AskUntilTaken(ask, check)) return false;
+  codes.Clear();
+  for (std::size_t index = 0; index < variables.size(); ++index) {
+    for (const double code : question.choices[index].codes) codes.AppendCode(static_cast<int>(index), code);
+    if (question.choices[index].all) codes.ChooseAll(static_cast<int>(index));
+  }
+  return true;
 }
 
-int DialogWindow::DefineWeight() {
-  return Guarded(
-      [&] {
-        int variableNumber = owner_.CaseWeight();
-        return AskUntilTaken([&] { return face_.AskCaseWeight(*this, variableNumber); },
-                             [&] {
-                               owner_.SetCaseWeight(variableNumber);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
+bool DialogQuestions::AskCaseSelection() {
+  CaseSelectionText selection = owner_.CaseSelection();
+  return AskUntilTaken([&] { return face_.AskCaseSelection(window_, selection); },
+                       [&] { owner_.SetCaseSelection(selection); });
 }
 
-int DialogWindow::OpenQvdFile() {
-  return Guarded(
-      [&] {
-        std::optional<std::string> path;
-        const auto ask = [&] { return (path = face_.AskDataFile(*this)).has_value(); };
-        return AskUntilTaken(ask,
-                             [&] {
-                               owner_.OpenDataFile(*path);
-                               RefreshDataLine();
-                             })
-                   ? 1
-                   : 0;
-      },
-      0);
+bool DialogQuestions::AskCaseWeight() {
+  int variableNumber = owner_.CaseWeight();
+  return AskUntilTaken([&] { return face_.AskCaseWeight(window_, variableNumber); },
+                       [&] { owner_.SetCaseWeight(variableNumber); });
 }
 
-int DialogWindow::SaveFileDialog(const char* title, int titleLength, const char* extension,
-                                 int extensionLength, vlm::ITextSink* path) {
-  return Guarded(
-      [&] {
-        std::optional<std::string> answer;
-        if (const Variant* const scripted = ScriptedAnswer(kResultsSaveFileName)) {
-          answer = scripted->AsText();
-        } else {
-          answer = face_.AskSaveFile(*this, vlm::TextOf(title, titleLength),
-                                     vlm::TextOf(extension, extensionLength));
-        }
-        if (!answer || answer->empty()) return 0;
-        path->Assign(answer->data(), vlm::LengthOf(*answer));
-        return 1;
-      },
-      0);
+bool DialogQuestions::AskDataFile() {
+  std::optional<std::string> path;
+  return AskUntilTaken([&] { return (path = face_.AskDataFile(window_)).has_value(); },
+                       [&] { owner_.OpenDataFile(*path); });
+}
+
+std::optional<std::string> DialogQuestions::AskSaveFile(std::string_view title, std::string_view extension) {
+  const Variant* const answer = Scripted(scripted.saveFileName);
+  std::optional<std::string> path =
+      answer != nullptr ? answer->AsText() : face_.AskSaveFile(window_, title, extension);
+  if (!path || path->empty()) return std::nullopt;
+  if (path->find('\0') != std::string::npos) {
+    if (owner_.UnderAutomation()) owner_.RaiseAutomationError("The file name holds a NUL character.");
+    return std::nullopt;
+  }
+  return path;
+}
+
+// A script names its files explicitly and is not asked.
+bool DialogQuestions::ConfirmReplacing(std::span<const char* const> paths) {
+  if (owner_.UnderAutomation()) return true;
+  std::vector<std::string> existing;
+  for (const char* const path : paths) {
+    std::error_code error;
+    if (std::filesystem::exists(PathOf(path), error)) existing.emplace_back(path);
+  }
+  return existing.empty() || face_.AskReplaceFiles(window_, existing);
 }
 
 }  // namespace velmora

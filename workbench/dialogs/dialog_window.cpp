@@ -1,9 +1,10 @@
-// The dialog runtime: control state, commands, and what scripts inherit.
+// The dialog runtime: commands, the module's calls, and the inherited automation members.
 #include "workbench/dialogs/dialog_window.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "contract/automation_members.h"
 #include "contract/text.h"
 
 namespace velmora {
@@ -21,6 +22,31 @@ class CallScope {
   DialogOwner& owner_;
 };
 
+// Dispatch ids of the members that every dialog's automation object inherits. Those from
+// kResultsSelection on can be put before a question is asked.
+enum InheritedMember : int {
+  kNameMember = 0,
+  kApplicationMember = 1,
+  kParentMember = 2,
+  kOkMember = 3,
+  kCancelMember = 4,
+  kResultsSelection = 5,
+  kResultsVariables = 7,
+  kResultsOption = 8,
+  kResultsCodes = 9,
+  kResultsSaveFileName = 10,
+  kResultsOutputFields = 12,
+};
+
+bool IsWhole(const vlm::AutomationValue& value) {
+  try {
+    (void)Variant(value).AsInt();
+    return true;
+  } catch (const AutomationError&) {
+    return false;
+  }
+}
+
 int SetFailure(vlm::IAutomationResult* result, int code, std::string_view description) {
   if (result != nullptr) result->SetError(code, description.data(), vlm::LengthOf(description));
   return vlm::kDispatchException;
@@ -28,30 +54,24 @@ int SetFailure(vlm::IAutomationResult* result, int code, std::string_view descri
 
 }  // namespace
 
-bool Control::InRange(std::string_view decimalSeparator) const {
-  if (!minimum || !maximum) return true;
-  std::optional<double> value;
-  if (controlClass == vlm::kIntegerEdit) {
-    if (const auto whole = ParseWholeText(text)) value = *whole;
-  } else {
-    value = ParseRealText(text, decimalSeparator);
-  }
-  return value && *minimum <= *value && *value <= *maximum;
-}
-
 DialogWindow::DialogWindow(DialogOwner& owner, DialogFace& face, vlm::IModuleResources& resources,
                            vlm::IDialogClient* client, int templateId)
-    : owner_(owner), face_(face), resources_(resources), client_(client), templateId_(templateId) {}
+    : owner_(owner),
+      face_(face),
+      resources_(resources),
+      client_(client),
+      templateId_(templateId),
+      questions_(owner, face, *this) {}
 
 bool DialogWindow::Open() {
   const vlm::DialogTemplate* dialogTemplate = resources_.FindDialogTemplate(templateId_);
   if (dialogTemplate == nullptr) {
     owner_.Misbehaved("The module asked for dialog template " + std::to_string(templateId_) +
-                      ", which it has not.");
+                      ", which it does not have.");
     return false;
   }
   caption_ = dialogTemplate->caption;
-  LoadControls(*dialogTemplate, -1);
+  controls_.Load(*dialogTemplate);
   open_ = true;
   const auto self = shared_from_this();
   {
@@ -76,18 +96,12 @@ void DialogWindow::Close(int step) {
   client_ = {};
 }
 
-const Control* DialogWindow::Find(int controlId) const {
-  const auto found = std::find_if(controls_.begin(), controls_.end(),
-                                  [&](const Control& control) { return control.id == controlId; });
-  return found == controls_.end() ? nullptr : &*found;
-}
-
-Control* DialogWindow::FindUsable(int controlId) {
-  if (!TakesCommands()) return nullptr;
-  const auto found = std::find_if(controls_.begin(), controls_.end(), [&](const Control& control) {
-    return control.id == controlId && control.enabled && control.shown;
-  });
-  return found == controls_.end() ? nullptr : &*found;
+void DialogWindow::CasesChanged() {
+  if (!open_) return;
+  const auto self = shared_from_this();
+  const CallScope scope(owner_);
+  RefreshDataLine();
+  client_->OnCasesChanged();
 }
 
 bool DialogWindow::Press(int controlId) {
@@ -96,41 +110,23 @@ bool DialogWindow::Press(int controlId) {
   if (control->controlClass == vlm::kCheckBox) {
     CheckDlgButton(controlId, !control->checked);
   } else if (control->controlClass == vlm::kRadioButton) {
-    // A radio button leaves the others of its group on its page unchecked.
-    int group = 0, ownGroup = 0;
-    for (const Control& other : controls_) {
-      if (other.groupStart) ++group;
-      if (&other == control) ownGroup = group;
-    }
-    group = 0;
-    for (Control& other : controls_) {
-      if (other.groupStart) ++group;
-      if (other.controlClass != vlm::kRadioButton || other.pageIndex != control->pageIndex ||
-          group != ownGroup)
-        continue;
-      if (other.checked != (&other == control)) {
-        other.checked = &other == control;
-        face_.ControlChanged(*this, other.id);
-      }
-    }
+    for (const int changed : controls_.CheckRadioButton(*control)) face_.ControlChanged(*this, changed);
   }
   SendCommand(controlId);
   return true;
 }
 
 bool DialogWindow::SelectPage(int pageIndex) {
-  if (!TakesCommands() || pageIndex < 0 || pageIndex >= static_cast<int>(pages_.size())) return false;
-  if (selectedPage_ != pageIndex) {
-    selectedPage_ = pageIndex;
-    face_.PageSelected(*this);
-  }
+  const int before = controls_.SelectedPage();
+  if (!TakesCommands() || !controls_.SelectPage(pageIndex)) return false;
+  if (before != pageIndex) face_.PageSelected(*this);
   return true;
 }
 
 void DialogWindow::ShowPageOf(int controlId) {
   const Control* control = Find(controlId);
-  if (control == nullptr || control->pageIndex < 0 || control->pageIndex == selectedPage_) return;
-  selectedPage_ = control->pageIndex;
+  if (control == nullptr || control->pageIndex < 0 || control->pageIndex == SelectedPage()) return;
+  controls_.SelectPage(control->pageIndex);
   if (open_) face_.PageSelected(*this);
 }
 
@@ -146,12 +142,9 @@ void DialogWindow::AvailabilityChanged() {
 
 bool DialogWindow::TypeText(int controlId, std::string_view text) {
   Control* control = FindUsable(controlId);
-  if (control == nullptr || control->controlClass < vlm::kIntegerEdit ||
-      control->controlClass > vlm::kValueEdit) {
-    return false;
-  }
+  if (control == nullptr || !control->IsEdit()) return false;
   control->text = text;
-  control->error.clear();
+  control->error = control->RangeError(owner_.DecimalSeparator());
   face_.ControlChanged(*this, controlId);
   return true;
 }
@@ -171,51 +164,21 @@ bool DialogWindow::ChooseItem(int controlId, int itemIndex) {
 void DialogWindow::SendCommand(int controlId) {
   const auto self = shared_from_this();
   const CallScope scope(owner_);
-  if (controlId == kByGroupButton) {
-    owner_.Message("This host offers no by-group run of the analysis.");
-  } else if (controlId == kOptionsButton) {
-    owner_.Message("There are no options to choose for this dialog.");
-  } else if (client_) {
-    const vlm::Ref<vlm::IDialogClient> client = client_;
-    if (runningCommands_++ == 0) AvailabilityChanged();
-    client->OnCommand(controlId);
-    if (--runningCommands_ == 0) AvailabilityChanged();
-  }
-}
-
-void DialogWindow::LoadControls(const vlm::DialogTemplate& dialogTemplate, int pageIndex) {
-  for (int index = 0; index < dialogTemplate.controlCount; ++index) {
-    const vlm::ControlTemplate& source = dialogTemplate.controls[index];
-    Control control;
-    control.id = source.id;
-    control.pageIndex = pageIndex;
-    control.controlClass = static_cast<vlm::ControlClass>(source.controlClass);
-    control.caption = source.caption == nullptr ? "" : source.caption;
-    control.x = source.x;
-    control.y = source.y;
-    control.width = source.width;
-    control.height = source.height;
-    // A group never reaches over the border of a template.
-    control.isDefault = (source.flags & vlm::kControlDefault) != 0;
-    control.tabStop = (source.flags & vlm::kControlNoTabStop) == 0;
-    control.groupStart = index == 0 || (source.flags & vlm::kControlGroupStart) != 0;
-    control.shown = (source.flags & vlm::kControlHidden) == 0;
-    controls_.push_back(std::move(control));
-  }
+  if (!client_) return;
+  const vlm::Ref<vlm::IDialogClient> client = client_;
+  runningCommands_.push_back(controlId);
+  if (runningCommands_.size() == 1) AvailabilityChanged();
+  client->OnCommand(controlId);
+  runningCommands_.pop_back();
+  if (runningCommands_.empty()) AvailabilityChanged();
 }
 
 template <typename Change>
 void DialogWindow::ChangeControl(int controlId, Change change) {
   Guarded([&] {
-    bool found = false;
-    for (Control& control : controls_) {
-      if (control.id != controlId) continue;
-      found = true;
-      change(control);
-    }
-    if (!found) {
-      owner_.Misbehaved("The module used control " + std::to_string(controlId) + ", which dialog template " +
-                        std::to_string(templateId_) + " has not.");
+    if (!controls_.Change(controlId, change)) {
+      owner_.Misbehaved("The module used control " + std::to_string(controlId) +
+                        ", which is not in dialog template " + std::to_string(templateId_) + ".");
     } else if (open_) {
       face_.ControlChanged(*this, controlId);
     }
@@ -226,19 +189,24 @@ void DialogWindow::AddDlgTabs(int tabControlId, const int* pageTemplateIds, int 
   Guarded([&] {
     if (Find(tabControlId) == nullptr) {
       owner_.Misbehaved("The module put pages on control " + std::to_string(tabControlId) +
-                        ", which dialog template " + std::to_string(templateId_) + " has not.");
+                        ", which is not in dialog template " + std::to_string(templateId_) + ".");
     }
     for (int index = 0; index < pageCount; ++index) {
       const vlm::DialogTemplate* page = resources_.FindDialogTemplate(pageTemplateIds[index]);
       if (page == nullptr) {
         owner_.Misbehaved("The module asked for page template " + std::to_string(pageTemplateIds[index]) +
-                          ", which it has not.");
+                          ", which it does not have.");
         continue;
       }
-      pages_.push_back({page->id, tabControlId, page->caption == nullptr ? "" : page->caption});
-      LoadControls(*page, static_cast<int>(pages_.size()) - 1);
-      if (selectedPage_ < 0) selectedPage_ = 0;
+      controls_.AddPage(*page, tabControlId);
     }
+  });
+}
+
+void DialogWindow::SelectDlgTab(int /*tabControlId*/, int pageIndex) {
+  Guarded([&] {
+    const int before = SelectedPage();
+    if (controls_.SelectPage(pageIndex) && before != pageIndex && open_) face_.PageSelected(*this);
   });
 }
 
@@ -250,7 +218,7 @@ void DialogWindow::RefreshDataLine() {
   dataLine_ = owner_.Data().fileName;
   const CaseSelectionText selection = owner_.CaseSelection();
   if (!selection.include.empty()) dataLine_ += "; cases where " + selection.include;
-  if (!selection.exclude.empty()) dataLine_ += "; not cases where " + selection.exclude;
+  if (!selection.exclude.empty()) dataLine_ += "; except cases where " + selection.exclude;
   if (const int weight = owner_.CaseWeight(); weight != 0) {
     dataLine_ += "; weighted by " + owner_.Data().Variable(weight).name;
   }
@@ -332,6 +300,10 @@ void DialogWindow::SetRealEditRange(int controlId, double minimum, double maximu
   });
 }
 
+void DialogWindow::OfferValues(int controlId, int variableNumber) {
+  ChangeControl(controlId, [&](Control& control) { control.valuesOf = variableNumber; });
+}
+
 void DialogWindow::WriteVarListToCaptionLong(int controlId, const int* variables, int count,
                                              const char* noneText, int noneLength) {
   ChangeControl(controlId, [&](Control& control) {
@@ -375,6 +347,71 @@ void DialogWindow::DisplayInstError(const char* text, int length) {
   Guarded([&] { face_.ShowInstructionError(*this, vlm::TextOf(text, length)); });
 }
 
+int DialogWindow::VariableListsDialog(const char* title, int titleLength,
+                                      const vlm::VariableListRequest* lists, int listCount) {
+  return Guarded(
+      [&] {
+        return questions_.AskVariableLists(vlm::TextOf(title, titleLength),
+                                           {lists, static_cast<std::size_t>(listCount)})
+                   ? 1
+                   : 0;
+      },
+      0);
+}
+
+int DialogWindow::CodesListDialog(const char* title, int titleLength, const vlm::CodesRequest* variables,
+                                  int variableCount, int shownAtOnce, double minimum, double maximum,
+                                  vlm::ICodesSink* codes) {
+  return Guarded(
+      [&] {
+        return questions_.AskCodes(vlm::TextOf(title, titleLength),
+                                   {variables, static_cast<std::size_t>(variableCount)}, shownAtOnce, minimum,
+                                   maximum, *codes)
+                   ? 1
+                   : 0;
+      },
+      0);
+}
+
+int DialogWindow::DefineSelCond() {
+  return Guarded([&] { return questions_.AskCaseSelection() ? 1 : 0; }, 0);
+}
+
+int DialogWindow::DefineWeight() {
+  return Guarded([&] { return questions_.AskCaseWeight() ? 1 : 0; }, 0);
+}
+
+int DialogWindow::OpenQvdFile() {
+  return Guarded(
+      [&] {
+        if (!questions_.AskDataFile()) return 0;
+        RefreshDataLine();
+        return 1;
+      },
+      0);
+}
+
+int DialogWindow::SaveFileDialog(const char* title, int titleLength, const char* extension,
+                                 int extensionLength, vlm::ITextSink* path) {
+  return Guarded(
+      [&] {
+        const std::optional<std::string> answer =
+            questions_.AskSaveFile(vlm::TextOf(title, titleLength), vlm::TextOf(extension, extensionLength));
+        if (!answer) return 0;
+        path->Assign(answer->data(), vlm::LengthOf(*answer));
+        return 1;
+      },
+      0);
+}
+
+int DialogWindow::ConfirmReplacing(const char* const* paths, int count) {
+  return Guarded(
+      [&] {
+        return questions_.ConfirmReplacing({paths, static_cast<std::size_t>(count)}) ? 1 : 0;
+      },
+      0);
+}
+
 void DialogWindow::LockResults() {
   Guarded([&] {
     if (lockCount_++ == 0) owner_.LockResults(true);
@@ -395,10 +432,6 @@ void DialogWindow::RestoreResults() {
   Guarded([&] { owner_.RestoreResults(); });
 }
 
-void DialogWindow::EnableStartupMenus(int enabled) {
-  Guarded([&] { owner_.EnableStartupMenus(enabled != 0); });
-}
-
 void DialogWindow::SendFrameworkCommand(int command) {
   Guarded([&] { owner_.FrameworkCommand(command); });
 }
@@ -408,10 +441,10 @@ void DialogWindow::ExitDialog(int step) {
     if (requestedStep_) {
       owner_.Misbehaved("The module left a dialog by step " + std::to_string(step) +
                         " after it had left it by step " + std::to_string(*requestedStep_) +
-                        "; the first stands.");
+                        "; the first counts.");
       return;
     }
-    // Without a command running there is nothing to wait for.
+    // If no command is running, the dialog closes at the end of this scope.
     const auto self = shared_from_this();
     const CallScope scope(owner_);
     requestedStep_ = step;
@@ -421,7 +454,7 @@ void DialogWindow::ExitDialog(int step) {
 int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result) {
   const auto self = shared_from_this();
   owner_.TakeAutomationError();
-  if (runningCommands_ != 0) return SetFailure(result, vlm::kAutomationErrorCode, "The dialog is busy.");
+  if (!runningCommands_.empty()) return SetFailure(result, vlm::kAutomationErrorCode, "The dialog is busy.");
   if (controlId == kOkButton) face_.OkCalled(*this);
   const Control* control = FindUsable(controlId);
   if (control != nullptr) SendCommand(controlId);
@@ -436,22 +469,51 @@ int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result)
   return vlm::kDispatchOk;
 }
 
+// Stores the answer to a question; a notice says so when this host has no such question.
+void DialogWindow::PutAnswer(int dispatchId, const vlm::AutomationValue& value) {
+  switch (dispatchId) {
+    case kResultsVariables:
+      questions_.scripted.variables = Variant(value);
+      return;
+    case kResultsCodes:
+      questions_.scripted.codes = Variant(value);
+      return;
+    case kResultsSaveFileName:
+      questions_.scripted.saveFileName = Variant(value);
+      return;
+    default:
+      break;
+  }
+  vlm::IAutomationObject* const object = client_->GetAutomationObject();
+  const vlm::AutomationMember* const member =
+      object == nullptr ? nullptr : vlm::FindMember(object->GetInterface(), dispatchId);
+  owner_.Notice(std::string(member == nullptr ? "The setting" : member->name) +
+                " has no effect: this host asks no such question.");
+}
+
 int DialogWindow::InvokeInherited(int dispatchId, int kind, const vlm::AutomationValue* arguments,
                                   int argumentCount, vlm::IAutomationResult* result) {
-  if (!open_) return vlm::kDispatchFailed;
+  if (!open_) {
+    if (result != nullptr) {
+      constexpr std::string_view kClosed = "The dialog is closed.";
+      result->SetError(0, kClosed.data(), vlm::LengthOf(kClosed));
+    }
+    return vlm::kDispatchFailed;
+  }
   return Guarded(
       [&]() -> int {
         const CallScope scope(owner_);
-        const bool isResults = dispatchId >= kFirstResultsMember && dispatchId <= kLastResultsMember;
+        const bool isResults = dispatchId >= kResultsSelection && dispatchId <= kResultsOutputFields;
         const int expectedKind = isResults                 ? vlm::kInvokePut
                                  : dispatchId >= kOkMember ? vlm::kInvokeMethod
                                                            : vlm::kInvokeGet;
-        if (dispatchId < 0 || dispatchId > kLastResultsMember || (kind & expectedKind) == 0) {
+        if (dispatchId < 0 || dispatchId > kResultsOutputFields || (kind & expectedKind) == 0) {
           return vlm::kDispatchMemberNotFound;
         }
         if (argumentCount != (isResults ? 1 : 0)) return vlm::kDispatchBadParameterCount;
         if (isResults) {
-          resultsSettings_[dispatchId] = Variant(arguments[0]);
+          if (dispatchId == kResultsOption && !IsWhole(arguments[0])) return vlm::kDispatchTypeMismatch;
+          PutAnswer(dispatchId, arguments[0]);
           return vlm::kDispatchOk;
         }
         vlm::StringSink name;

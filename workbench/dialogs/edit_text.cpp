@@ -17,7 +17,7 @@ std::string_view Trimmed(std::string_view text) {
 template <typename Number>
 std::optional<Number> ParseNumber(std::string_view text) {
   text = Trimmed(text);
-  // A sign is the user's to write, but only one.
+  // One sign is allowed.
   if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
   Number value{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -55,7 +55,7 @@ std::string_view IconMark(std::string_view caption) {
     const std::size_t end = caption.find_first_not_of("0123456789", 1);
     return caption.substr(1, (end == std::string_view::npos ? caption.size() : end) - 1);
   }
-  // One small letter in front of the capital that the caption begins with.
+  // A lower-case letter before the capital at the start of the caption.
   const std::size_t first = caption.starts_with("i&") || caption.starts_with("q&") ? 2 : 1;
   const bool marked = caption.size() > first && (caption[0] == 'i' || caption[0] == 'q') &&
                       caption[first] >= 'A' && caption[first] <= 'Z';
@@ -65,7 +65,7 @@ std::string_view IconMark(std::string_view caption) {
 std::string_view CaptionWithoutIcon(std::string_view caption) {
   const bool isNumber = caption.starts_with('!');
   caption.remove_prefix(IconMark(caption).size() + (isNumber ? 1 : 0));
-  // The number may be set off from the caption by a blank.
+  // A blank may follow the number.
   if (isNumber && caption.starts_with(' ')) caption.remove_prefix(1);
   return caption;
 }
@@ -74,20 +74,11 @@ std::string PlainCaption(std::string_view caption) {
   caption = CaptionWithoutIcon(caption);
   std::string plain;
   for (std::size_t index = 0; index < caption.size(); ++index) {
-    // "&&" is an ampersand to be read.
+    // "&&" shows one ampersand.
     if (caption[index] == '&' && ++index == caption.size()) break;
     plain += caption[index];
   }
   return plain;
-}
-
-char Accelerator(std::string_view caption) {
-  for (std::size_t index = 0; index + 1 < caption.size(); ++index) {
-    if (caption[index] != '&') continue;
-    const char letter = caption[++index];
-    if (letter != '&') return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  }
-  return 0;
 }
 
 }  // namespace velmora

@@ -1,5 +1,6 @@
-// One run of a script: the interpreter's start, sys and __main__ as python3 would set them, the end of the script
-// as an exit code. Starting an interpreter is outside the limited interface, so this file alone uses the whole.
+// One run of a script: starts the interpreter, sets up sys and __main__ like python3, and returns
+// the exit code. Starting an interpreter is not part of the limited API, so only this file uses the
+// full one.
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 //
@@ -26,7 +27,7 @@ namespace {
 
 const PythonScript* running = nullptr;
 
-void TellOnStandardError(const std::string& sentence) { PySys_FormatStderr("%s\n", sentence.c_str()); }
+void ReportOnStandardError(const std::string& sentence) { PySys_FormatStderr("%s\n", sentence.c_str()); }
 
 // --- The module velmora
 
@@ -57,7 +58,7 @@ PyObject* MakeModule() {
 
 // --- Interruptions
 
-// Python's own handler for SIGINT, but that the caller's note of it is torn up.
+// Like Python's own handler for SIGINT, but also clears the caller's flag.
 PyObject* OnInterruption(PyObject*, PyObject*) {
   running->forgetInterruption();
   PyErr_SetNone(PyExc_KeyboardInterrupt);
@@ -68,7 +69,8 @@ PyMethodDef onInterruption = {"on_interruption", OnInterruption, METH_VARARGS, n
 // Called by signal handlers.
 void PassInterruptionOn() { PyErr_SetInterruptEx(SIGINT); }
 
-// The system's handler stays the caller's, which cancels a running analysis and then passes the signal on.
+// The caller's signal handler stays installed; it cancels a running analysis and then passes the
+// signal on.
 void HandleInterruptions() {
   struct sigaction callers {};
   if (sigaction(SIGINT, nullptr, &callers) != 0) return;
@@ -81,7 +83,8 @@ void HandleInterruptions() {
 
 // --- Start
 
-// An environment that is switched on, if it is of our Python; else the Python that we were built for.
+// The active virtual environment if it has our Python version; else the Python that we were built
+// with.
 std::string ProgramName() {
   const char* const environment = std::getenv("VIRTUAL_ENV");
   if (environment != nullptr && *environment != 0) {
@@ -92,7 +95,8 @@ std::string ProgramName() {
   return VELMORA_PYTHON_PROGRAM;
 }
 
-// Extension modules look Python's names up in the whole process, but we were loaded with our names to ourselves.
+// Extension modules look up Python's symbols in the whole process, but this library was loaded with
+// local symbols.
 void OpenPythonToExtensions() {
   Dl_info python{};
   if (dladdr(reinterpret_cast<void*>(&Py_InitializeFromConfig), &python) != 0)
@@ -100,8 +104,9 @@ void OpenPythonToExtensions() {
 }
 
 #ifdef __SANITIZE_ADDRESS__
-// Python keeps memory of its own when it ends. That is no leak, but what we allocate while Python calls us would be
-// one: so each block that Python asks for is marked, rather than everything that is allocated below it.
+// Python does not free all of its memory when it ends, which is not a leak; memory that we allocate
+// while Python calls us may be one. So each block that Python allocates is marked, not everything
+// allocated below its calls.
 template <typename Allocate>
 void* AllocateUnwatched(Allocate allocate) {
   const __lsan::ScopedDisabler unwatched;
@@ -146,14 +151,14 @@ bool StartInterpreter() {
   if (PyStatus_Exception(status) == 0) return true;
   const std::string sentence = std::string("velmora: Python cannot start: ") +
                                (status.err_msg != nullptr ? status.err_msg : "no reason given") + ".\n";
-  if (write(STDERR_FILENO, sentence.data(), sentence.size()) < 0) return false;  // nobody is left to tell
+  if (write(STDERR_FILENO, sentence.data(), sentence.size()) < 0) return false;  // standard error is closed
   return false;
 }
 
 bool IsStandardInput() { return std::string(running->arguments[0]) == "-"; }
 std::string ShownFile() { return IsStandardInput() ? "<stdin>" : running->arguments[0]; }
 
-// Modules beside the script are found, as python3 finds them.
+// Modules in the script's folder can be imported, as with python3.
 void PutScriptFolderFirst() {
   const std::string folder =
       IsStandardInput() ? "" : std::filesystem::absolute(running->arguments[0]).parent_path().string();
@@ -199,7 +204,7 @@ int CodeOfSystemExit(PyObject* value) {
   if (code.get() == Py_None) return 0;
   if (PyLong_Check(code.get())) return static_cast<int>(PyLong_AsLongLong(code.get()) & 0xFF);
   const PythonReference text = Owned(PyObject_Str(code.get()));
-  TellOnStandardError(TextOfPython(text.get()));
+  ReportOnStandardError(TextOfPython(text.get()));
   return 1;
 }
 
@@ -219,11 +224,12 @@ int EndedByException() {
   PyErr_NormalizeException(&type, &value, &traceback);
   const PythonReference ownedType(type), ownedValue(value), ownedTraceback(traceback);
   if (!interrupted) return CodeOfSystemExit(value);
-  TellOnStandardError("Cancelled" + PlaceOf(traceback) + ".");
+  ReportOnStandardError("Cancelled" + PlaceOf(traceback) + ".");
   return kPythonCancelled;
 }
 
-// What is buffered goes out. The exit code of its failure: the reader has gone away, or the disk is full.
+// Flushes buffered output. Returns the exit code of a failure: the reader has closed the pipe, or
+// the disk is full.
 int FlushStandardOutput() {
   PyObject* const output = PySys_GetObject("stdout");  // borrowed
   if (output == nullptr || output == Py_None) return 0;
@@ -240,7 +246,7 @@ int FlushStandardOutput() {
   return kPythonBrokenPipe;
 }
 
-// Nothing is left to fail when the interpreter flushes again.
+// So that the interpreter's own flush at its end cannot fail.
 void CloseStandardOutput() {
   const int nothing = open("/dev/null", O_WRONLY);
   if (nothing < 0) return;
@@ -268,7 +274,7 @@ int VelmoraRunPythonScript(const PythonScript* script) {
     CloseStandardOutput();
     if (exitCode == 0) exitCode = failure;
   }
-  // Handlers that the script left for the end may still use the workbench, and Ctrl-C.
+  // Exit handlers of the script may still use the workbench and Ctrl-C.
   Py_FinalizeEx();
   running->callOnInterruption(nullptr);
   return exitCode;

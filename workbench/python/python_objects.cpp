@@ -12,7 +12,7 @@ namespace velmora {
 
 namespace {
 
-// A member as scripts meet it; copied, so that it does not depend on the module that described it.
+// A member as scripts see it; copied, so that it outlives the module that described it.
 struct Member {
   int dispatchId = 0;
   std::string interfaceName, name, argumentNames, help;
@@ -44,7 +44,7 @@ struct ObjectInstance {
   const InterfaceClass* description;
 };
 
-// A method, or a property with arguments, of one object: what is called.
+// A callable: a method, or a property with arguments, of one object.
 struct CallableInstance {
   PyObject ob_base;
   PyObject* owner;  // ObjectInstance
@@ -57,7 +57,8 @@ struct MemberInstance {
   const Member* member;
 };
 
-// What there is of it in a process: Python runs once. Kept to the end, since objects may be released as late.
+// The state of the process: Python runs once. Never destroyed, because objects may be released very
+// late.
 struct State {
   std::thread::id thread;
   void (*forgetInterruption)() = nullptr;
@@ -67,7 +68,8 @@ struct State {
   PyTypeObject* memberType = nullptr;
   PyObject* error = nullptr;
   std::map<std::string, std::unique_ptr<InterfaceClass>> classes;
-  // Let go on another thread: released on the module's when it next calls. Guarded by the interpreter's lock.
+  // Dropped on another thread: released by the next call on the module's thread. Guarded by the
+  // interpreter lock.
   std::vector<vlm::IAutomationObject*> abandoned;
 };
 State& TheState() {
@@ -169,7 +171,7 @@ PythonReference Invoke(PyObject* self, const Member& member, int kind,
   State& state = TheState();
   RequireThread();
   for (vlm::IAutomationObject* object : std::exchange(state.abandoned, {})) object->ReleaseReference();
-  // In this order no interruption is lost: one from before is raised here, a later one cancels the call.
+  // The order matters: an earlier interruption is raised here, a later one cancels the call.
   state.forgetInterruption();
   StopWhenInterrupted();
 
@@ -199,7 +201,7 @@ PythonReference Invoke(PyObject* self, const Member& member, int kind,
     case vlm::kDispatchBadParameterCount:
       Raise(PyExc_TypeError, member.QualifiedName() + " takes another number of arguments.");
     default:
-      RaiseError(member, 0, "The call failed; the dialog may be closed already.");
+      RaiseError(member, 0, result.description.empty() ? "The call failed." : result.description);
   }
 }
 
@@ -241,14 +243,26 @@ PyObject* ShowObject(PyObject* self) {
       nullptr, [&] { return PythonText("<velmora." + AsObject(self)->description->name + ">").Release(); });
 }
 
+// Raises an AttributeError without name and object: with them, Python would add its own suggestion
+// to ours.
+[[noreturn]] void RaiseAttributeError(const std::string& text) {
+  const PythonReference message = PythonText(text);
+  const PythonReference error =
+      Owned(PyObject_CallFunctionObjArgs(PyExc_AttributeError, message.get(), nullptr));
+  for (const char* const name : {"name", "obj"}) {
+    if (PyObject_SetAttrString(error.get(), name, Py_None) != 0) throw PythonRaised();
+  }
+  PyErr_SetObject(PyExc_AttributeError, error.get());
+  throw PythonRaised();
+}
+
 [[noreturn]] void RaiseUnknown(const InterfaceClass& description, const std::string& name) {
   std::vector<std::string_view> names;
   for (const Member& member : description.members) names.push_back(member.name);
   const int nearest = NearestText(name, names);
-  Raise(PyExc_AttributeError,
-        description.name + " has no member " + name +
-            (nearest < 0 ? "."
-                         : "; did you mean " + std::string(names[static_cast<std::size_t>(nearest)]) + "?"));
+  RaiseAttributeError(
+      description.name + " has no member " + name +
+      (nearest < 0 ? "." : "; did you mean " + std::string(names[static_cast<std::size_t>(nearest)]) + "?"));
 }
 
 PyObject* GetAttribute(PyObject* self, PyObject* name) {

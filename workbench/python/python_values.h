@@ -5,7 +5,7 @@
 //   real       float; an int beyond 32 bits too, where a double holds it
 //   text       str; a path becomes its text
 //   object     velmora.Object
-//   array      list; tuples, ranges, other sequences and whatever has tolist() (arrays of numpy) are taken
+//   array      list; tuples, ranges, other sequences and objects with tolist() (NumPy arrays) are accepted
 #pragma once
 
 // Types and calls that every later Python 3 has too.
@@ -44,10 +44,10 @@ class PythonReference {
   PyObject* object_ = nullptr;
 };
 
-// A Python exception is set, and C++ functions leave until Guarded.
+// Thrown when a Python exception is set; caught by GuardedForPython.
 struct PythonRaised {};
 
-// Runs a function called by Python; no C++ exception passes into it.
+// Runs a function that Python calls; no C++ exception leaves it.
 template <typename Result, typename Function>
 Result GuardedForPython(Result failure, Function function) noexcept {
   try {
@@ -69,11 +69,12 @@ inline PythonReference Owned(PyObject* object) {
 
 // The text of a str. Throws PythonRaised for anything else.
 std::string TextOfPython(PyObject* text);
-PythonReference PythonText(std::string_view text);  // bytes that are no UTF-8 become U+FFFD
+PythonReference PythonText(std::string_view text);  // invalid UTF-8 becomes U+FFFD
 // Sets the exception with the text and throws PythonRaised.
 [[noreturn]] void Raise(PyObject* exceptionType, const std::string& text);
 
-// Throw PythonRaised: TypeError for what cannot be passed, OverflowError for a number too large.
+// Both throw PythonRaised: TypeError for a value that cannot be converted, OverflowError for a
+// number too large.
 Variant ValueOfPython(PyObject* value);
 PythonReference PythonValue(const Variant& value);
 

@@ -1,5 +1,5 @@
-// What a session notes about its data and its analyses besides their settings: what a report tells, and what a
-// script needs to repeat a run.
+// Notes of a session about its data and analyses, besides their settings: for reports, and for
+// scripts that repeat a run.
 #pragma once
 
 #include <map>
@@ -22,7 +22,7 @@ struct LeftOutVariable {
   std::string reason;  // a clause for people
 };
 
-// How the session's table was read, and what was said about its variables since. Names are those of variables.
+// How the session's table was read and how its variables were changed afterwards.
 struct DataRecipe {
   std::string delimiter;  // of a text file; empty: found out
   std::vector<std::string> missingTexts;
@@ -38,8 +38,8 @@ struct MemberValue {
 };
 
 struct AnalysisNotes {
-  std::vector<LeftOutVariable> leftOut;  // with reasons, for whoever reads the report
-  std::string cutPointsFile;             // a person's own bins
+  std::vector<LeftOutVariable> leftOut;  // with reasons, for the report
+  std::string cutPointsFile;             // the user's bins
   std::shared_ptr<const std::map<int, UserBins>>
       userBins;              // read from it; null: those of the session, if any
   int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
@@ -48,8 +48,8 @@ struct AnalysisNotes {
   std::vector<MemberValue> startupSettings;  // with which the run was started, in the interface's order
 };
 
-// Makes what scripts ask an analysis for: results as texts and files. The analysis that is asked is the session's
-// latest during the call (Session::ResultsDialog and the others speak of it).
+// Makes the results that scripts ask an analysis for, as texts and files. During a call that
+// analysis is the session's latest, the one that Session::ResultsDialog and the others refer to.
 class AnalysisReporter {
  public:
   virtual ~AnalysisReporter() = default;

@@ -6,7 +6,8 @@
 //               |                                        \---- Run: OK of the startup dialog
 //               \- Outputs: every document that was made, Save
 //
-// One table is open at a time: opening another replaces it, and every analysis starts afresh on it.
+// One table is open at a time: opening another one replaces it, and every analysis starts again
+// with it.
 #include <string>
 #include <utility>
 
@@ -23,6 +24,14 @@ using Arguments = std::vector<Variant>;
 
 [[noreturn]] void Refuse(const std::string& sentence) {
   throw AutomationError(vlm::kAutomationErrorCode, sentence);
+}
+
+// The path of a file or a folder, which cannot hold a NUL.
+std::string PathTextOf(const Variant& value) {
+  std::string path = value.AsText();
+  if (const std::size_t nul = path.find('\0'); nul != std::string::npos)
+    Refuse("The path \"" + path.substr(0, nul) + "...\" holds a NUL character.");
+  return path;
 }
 
 // One text, or those of an array.
@@ -53,7 +62,7 @@ RunningAnalysis& StartAnalysis(SessionCore& core, int analysisId) {
            std::to_string(kFeatureSelectionId) + ", predictor screening " + std::to_string(kScreeningId) +
            ".");
   }
-  // A person's own bins are for one analysis: they speak of its predictors.
+  // User bins belong to one analysis: they name its predictors.
   core.procedures->Settings().userBins.clear();
   RunningAnalysis& running =
       core.Start(analysisId == kScreeningId ? module.MakeScreening() : module.MakeFeatureSelection());
@@ -85,7 +94,7 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
     const RunningAnalysis* const analysis = Running(*core);
     return analysis == nullptr ? ObjectReference() : DialogObject(core, *analysis, step);
   }
-  // What a script works with now: the results once there are any.
+  // The results dialog when there are results, else the startup dialog.
   ObjectReference CurrentDialog() const {
     ObjectReference results = Dialog(kResultsStep);
     return results ? results : Dialog(kStartupStep);
@@ -108,11 +117,11 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
     if (analysis == nullptr) Refuse("The analysis has ended.");
     return *analysis;
   }
-  // Asks the front end, for which this analysis is the session's latest meanwhile.
+  // Asks the reporter; meanwhile this analysis is the one that the session works with.
   template <typename Ask>
   auto AskReporter(Ask ask) const {
     const auto core = LockedCore(core_);
-    if (core->reporter == nullptr) Refuse("Nobody here makes reports of analyses.");
+    if (core->reporter == nullptr) Refuse("This program makes no reports of analyses.");
     const RunningAnalysis* const before = core->inquiry;
     const std::shared_ptr<SessionCore> restored(
         core.get(), [before](SessionCore* asked) { asked->inquiry = const_cast<RunningAnalysis*>(before); });
@@ -121,7 +130,7 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
   }
   void LeaveOut(const Arguments& arguments) const {
     const auto core = LockedCore(core_);
-    const int number = NumberOfVariable(*core->inputAccess, arguments[0]);
+    const int number = NumberOfVariable(*core->inputTable, arguments[0]);
     Required(*core).Notes().leftOut.push_back(
         {number, core->table.Variable(number).name, arguments[1].AsText(), arguments[2].AsText()});
   }
@@ -147,13 +156,14 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
         [](Self& s, const Arguments&) { return Variant(s.analysisId_); }, nullptr},
        {Getter(3, "Application", kAutomationObject, "The workbench"),
         [](Self& s, const Arguments&) { return Variant(LockedCore(s.core_)->applicationObject); }, nullptr},
-       {Getter(4, "StartupDialog", kAutomationObject, "The startup dialog, empty when it is closed"),
+       {Getter(4, "StartupDialog", kAutomationObject, "The startup dialog; empty when it is closed"),
         [](Self& s, const Arguments&) { return Variant(s.Dialog(kStartupStep)); }, nullptr},
-       {Getter(5, "ResultsDialog", kAutomationObject, "The results dialog, empty when it is closed"),
+       {Getter(5, "ResultsDialog", kAutomationObject, "The results dialog; empty when it is closed"),
         [](Self& s, const Arguments&) { return Variant(s.Dialog(kResultsStep)); }, nullptr},
-       {Getter(6, "Dialog", kAutomationObject, "The dialog that is open: the results when there are any"),
+       {Getter(6, "Dialog", kAutomationObject, "The open dialog: the results dialog when there are results"),
         [](Self& s, const Arguments&) { return Variant(s.CurrentDialog()); }, nullptr},
-       {Method(7, "Run", "OK of the startup dialog; 1 when there are results", 0, 0, "", kAutomationInt),
+       {Method(7, "Run", "Presses OK in the startup dialog; 1 when there are results", 0, 0, "",
+               kAutomationInt),
         [](Self& s, const Arguments&) { return Variant(s.Run()); }, nullptr},
        {Method(8, "Close", "Closes the dialogs and ends the analysis"),
         [](Self& s, const Arguments&) {
@@ -161,7 +171,8 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           return Variant();
         },
         nullptr},
-       {Property(9, "UseWeightsAsGiven", kAutomationInt, "1: case weights count as they are; 0: rounded"),
+       {Property(9, "UseWeightsAsGiven", kAutomationInt,
+                 "1: case weights are used as they are; 0: they are rounded"),
         [](Self& s, const Arguments&) {
           const auto core = LockedCore(s.core_);
           return Variant(s.Required(*core).UsesWeightsAsGiven());
@@ -171,7 +182,7 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           s.Required(*core).UseWeightsAsGiven(a[0].AsInt() != 0);
         }},
        {Property(10, "PredictorsShown", kAutomationInt,
-                 "Predictors of each response whose bins a screening shows"),
+                 "How many predictors of each response a screening shows with their bins"),
         [](Self& s, const Arguments&) {
           const auto core = LockedCore(s.core_);
           return Variant(s.Required(*core).Notes().shownPredictors);
@@ -180,17 +191,17 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           const auto core = LockedCore(s.core_);
           s.Required(*core).Notes().shownPredictors = a[0].AsInt();
         }},
-       {Method(11, "LeaveOut", "Notes for the report why a variable is not screened", 3,
+       {Method(11, "LeaveOut", "Notes in the report why a variable is not screened", 3,
                vlm::kAutomationVariant, "Variable, Role, Reason"),
         [](Self& s, const Arguments& a) {
           s.LeaveOut(a);
           return Variant();
         },
         nullptr},
-       {Method(12, "ReadCutPoints", "Takes the bins of a JSON file for the predictors of the startup dialog",
+       {Method(12, "ReadCutPoints", "Uses the bins in a JSON file for the predictors of the startup dialog",
                1, kAutomationText, "FileName"),
         [](Self& s, const Arguments& a) {
-          s.AskReporter([&](AnalysisReporter& reporter) { reporter.ReadCutPoints(a[0].AsText()); });
+          s.AskReporter([&](AnalysisReporter& reporter) { reporter.ReadCutPoints(PathTextOf(a[0])); });
           return Variant();
         },
         nullptr},
@@ -202,23 +213,34 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
         },
         nullptr},
        {Method(14, "WriteResults",
-               "Writes files of the results (\"json, csv, xlsx, html\", empty: all) to a folder", 2,
-               vlm::kAutomationVariant, "Folder, Formats"),
+               "Writes the results to a folder; Formats: json, csv, xlsx, html, separated by commas, empty "
+               "for all",
+               2, vlm::kAutomationVariant, "Folder, Formats"),
         [](Self& s, const Arguments& a) {
           std::string formats;
           for (const std::string& format : TextsOf(a[1])) formats += (formats.empty() ? "" : ",") + format;
-          s.AskReporter([&](AnalysisReporter& reporter) { reporter.WriteResults(a[0].AsText(), formats); });
+          s.AskReporter(
+              [&](AnalysisReporter& reporter) { reporter.WriteResults(PathTextOf(a[0]), formats); });
           return Variant();
         },
         nullptr},
-       {Method(15, "SettingsScript", "The run as a script in Python that repeats it", 0, 0, "",
-               kAutomationText),
+       {Method(15, "SettingsScript", "A Python script that repeats the run", 0, 0, "", kAutomationText),
         [](Self& s, const Arguments&) {
           const auto core = LockedCore(s.core_);
           return Variant(SettingsScript(*core, s.Required(*core)));
         },
         nullptr},
-       {Getter(20, "Window", kAutomationObject, "The window of that dialog, control by control"),
+       {Getter(16, "Messages", vlm::kAutomationArray,
+               "What the latest call that had something to say told the user: notices and messages in order"),
+        [](Self& s, const Arguments&) {
+          const auto core = LockedCore(s.core_);
+          Variant::Array texts;
+          for (const std::string& text : core->said.empty() ? core->lastSaid : core->said)
+            texts.emplace_back(text);
+          return Variant(std::move(texts));
+        },
+        nullptr},
+       {Getter(20, "Window", kAutomationObject, "The window of the open dialog, control by control"),
         [](Self& s, const Arguments&) { return Variant(s.Window()); }, nullptr}});
   return table;
 }
@@ -241,14 +263,14 @@ const HostMemberTable<AnalysesObject>& AnalysesObject::Members() {
   using Self = AnalysesObject;
   using vlm::kAutomationInt, vlm::kAutomationObject;
   static const HostMemberTable<Self> table(
-      "Analyses", "The analyses that run",
+      "Analyses", "The running analyses",
       {{Getter(1, "Count", kAutomationInt, "Number of analyses"),
         [](Self& s, const Arguments&) {
           return Variant(static_cast<int>(LockedCore(s.core_)->analyses.size()));
         },
         nullptr},
-       {Getter(0, "Item", kAutomationObject, "An analysis, in the order of their starts", 1, kAutomationInt,
-               "Index"),
+       {Getter(0, "Item", kAutomationObject, "An analysis, in the order in which they were started", 1,
+               kAutomationInt, "Index"),
         [](Self& s, const Arguments& a) {
           const auto core = LockedCore(s.core_);
           const int number = a[0].AsInt();
@@ -294,7 +316,7 @@ const HostMemberTable<SpreadsheetsObject>& SpreadsheetsObject::Members() {
   using Self = SpreadsheetsObject;
   using vlm::kAutomationInt, vlm::kAutomationObject, vlm::kAutomationText;
   static const HostMemberTable<Self> table(
-      "Spreadsheets", "The table that is open",
+      "Spreadsheets", "The open table",
       {{Getter(1, "Count", kAutomationInt, "1 when a table is open, else 0"),
         [](Self& s, const Arguments&) { return Variant(SpreadsheetCount(*LockedCore(s.core_))); }, nullptr},
        {Getter(0, "Item", kAutomationObject, "The open table", 1, kAutomationInt, "Index"),
@@ -307,9 +329,9 @@ const HostMemberTable<SpreadsheetsObject>& SpreadsheetsObject::Members() {
           return Variant(core->inputObject);
         },
         nullptr},
-       {Method(2, "Open", "Opens a data file in place of what is open", 1, kAutomationText, "FileName",
+       {Method(2, "Open", "Opens a data file in place of the open one", 1, kAutomationText, "FileName",
                kAutomationObject),
-        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, a[0].AsText()); }, nullptr}});
+        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, PathTextOf(a[0])); }, nullptr}});
   return table;
 }
 
@@ -338,47 +360,48 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
       "Application", "The workbench",
       {{Getter(1, "Name", kAutomationText, "Name of the application"),
         [](Self&, const Arguments&) { return Variant("Velmora"); }, nullptr},
-       {Getter(2, "InputSpreadsheet", kAutomationObject, "The table that analyses work on"),
+       {Getter(2, "InputSpreadsheet", kAutomationObject, "The table that analyses use"),
         [](Self& s, const Arguments&) { return Variant(LockedCore(s.core_)->inputObject); }, nullptr},
-       {Getter(3, "Workbook", kAutomationObject, "Documents that analyses made"),
+       {Getter(3, "Workbook", kAutomationObject, "Documents made by analyses"),
         [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr},
-       {Method(4, "Open", "Opens a data file in place of what is open", 1, kAutomationText, "FileName",
+       {Method(4, "Open", "Opens a data file in place of the open one", 1, kAutomationText, "FileName",
                kAutomationObject),
-        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, a[0].AsText()); }, nullptr},
+        [](Self& s, const Arguments& a) { return OpenSpreadsheet(s.core_, PathTextOf(a[0])); }, nullptr},
        {Method(5, "StartFeatureSelection", "Starts feature selection; returns its startup dialog", 0, 0, "",
                kAutomationObject),
         [](Self& s, const Arguments&) { return s.StartupOf(kFeatureSelectionId); }, nullptr},
        {Method(6, "StartScreening", "Starts predictor screening; returns its startup dialog", 0, 0, "",
                kAutomationObject),
         [](Self& s, const Arguments&) { return s.StartupOf(kScreeningId); }, nullptr},
-       {Getter(7, "Spreadsheets", kAutomationObject, "The table that is open, and opening of another"),
+       {Getter(7, "Spreadsheets", kAutomationObject, "The open table, and opening another one"),
         [](Self& s, const Arguments&) {
           return Variant(ObjectReference::Adopt(new SpreadsheetsObject(s.core_)));
         },
         nullptr},
-       {Getter(8, "Analyses", kAutomationObject, "The analyses that run, and starting of others"),
+       {Getter(8, "Analyses", kAutomationObject, "The running analyses, and starting new ones"),
         [](Self& s, const Arguments&) {
           return Variant(ObjectReference::Adopt(new AnalysesObject(s.core_)));
         },
         nullptr},
-       {Getter(9, "Outputs", kAutomationObject, "Documents that analyses made"),
+       {Getter(9, "Outputs", kAutomationObject, "Documents made by analyses"),
         [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr},
        {Method(10, "OpenText",
-               "Opens a text file: Delimiter is a character, tab or empty (found out); MissingTexts stand "
-               "for missing",
+               "Opens a text file. Delimiter: one character, \"tab\", or empty to detect it; MissingTexts: "
+               "texts that "
+               "mean missing",
                3, vlm::kAutomationVariant, "FileName, Delimiter, MissingTexts", kAutomationObject),
         [](Self& s, const Arguments& a) {
           const auto core = LockedCore(s.core_);
           DataRecipe how;
           how.delimiter = a[1].AsText();
           how.missingTexts = TextsOf(a[2]);
-          core->OpenDataFile(a[0].AsText(), how, nullptr);
+          core->OpenDataFile(PathTextOf(a[0]), how, nullptr);
           core->ThrowKept();
           return Variant(core->inputObject);
         },
         nullptr},
        {Property(11, "PruneTrees", vlm::kAutomationInt,
-                 "1: bins take back splits that are no better than chance"),
+                 "1: splits that are no better than chance are pruned"),
         [](Self& s, const Arguments&) {
           return Variant(LockedCore(s.core_)->procedures->Settings().pruneTrees);
         },

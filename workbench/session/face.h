@@ -1,4 +1,4 @@
-// What the session shows to whoever runs it: notices, messages, progress, dialogs.
+// The frontend of a session: notices, messages, progress, dialogs.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-// All calls come on the session's thread. The base class shows nothing and is never cancelled.
+// All calls are made on the session's thread. The base class shows nothing and never cancels.
 class Face : public DialogFace {
  public:
   virtual void Notice(std::string_view /*text*/) {}   // of an analysis about its results
@@ -22,7 +22,7 @@ class Face : public DialogFace {
   virtual bool CancelPressed() { return false; }
 };
 
-// Keeps what it was told, for tests and scripts.
+// Records all calls, for tests.
 class RecordingFace : public Face {
  public:
   void Notice(std::string_view text) override { notices.emplace_back(text); }

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "base/tolerant.h"
 #include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
@@ -63,7 +64,7 @@ int InputSpreadsheet::AddBundle(const char16_t* name, int nameLength, const char
   }
 }
 
-std::vector<double> InputSpreadsheet::DistinctValues(int variableNumber) const {
+std::vector<double> InputSpreadsheet::SelectedValues(int variableNumber) const {
   const Column& column = core_.table.Variable(variableNumber);
   const MissingRange missing(column.missingCode);
   std::vector<double> distinct;
@@ -89,7 +90,7 @@ int InputSpreadsheet::GetDistinctValues(int variableNumber, double* values, int 
     if (const auto known = distinct_.values.find(variableNumber); known != distinct_.values.end()) {
       distinct = &known->second;
     } else {
-      made = DistinctValues(variableNumber);
+      made = SelectedValues(variableNumber);
       made.shrink_to_fit();  // it had room for every case
       if (made.size() <= kMostKept) distinct = &(distinct_.values[variableNumber] = std::move(made));
     }
@@ -100,6 +101,19 @@ int InputSpreadsheet::GetDistinctValues(int variableNumber, double* values, int 
     core_.KeepCurrentException();
     return 0;
   }
+}
+
+// Selected or not: the question is whether the value occurs in the data.
+int InputSpreadsheet::FindDataValue(int variableNumber, double number, double* value) {
+  if (!HasVariable(variableNumber)) return 1;
+  const Column& column = core_.table.Variable(variableNumber);
+  const MissingRange missing(column.missingCode);
+  const auto found = std::find_if(column.values.begin(), column.values.end(), [&](double candidate) {
+    return vlm::NearlyEqual(candidate, number) && !missing.Contains(candidate);
+  });
+  if (found == column.values.end()) return 1;
+  *value = *found;
+  return 0;
 }
 
 int InputSpreadsheet::GetValueLabel(int variableNumber, double value, vlm::ITextSink* label) {
@@ -160,7 +174,7 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
       return std::any_of(columns.begin(), columns.end(),
                          [&](const Column& other) { return other.name == text; });
     };
-    // A variable saved again gets a name of its own; nothing of the user's is overwritten.
+    // A variable that is saved again gets a new name; existing variables are not overwritten.
     for (int suffix = 2; isTaken(column.name); ++suffix) column.name = wanted + "_" + std::to_string(suffix);
     column.longName = vlm::TextOf(description, descriptionLength);
     column.values.assign(values, values + core_.table.caseCount);

@@ -21,6 +21,7 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   int AddBundle(const char16_t* name, int nameLength, const char* variables, int variablesLength) override;
   int GetDistinctValues(int variableNumber, double* values, int capacity) override;
   int GetValueLabel(int variableNumber, double value, vlm::ITextSink* label) override;
+  int FindDataValue(int variableNumber, double number, double* value) override;
   int FindValue(int variableNumber, const char* text, int length, double* value) override;
   int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) override;
   void BeginAdding() override;
@@ -30,9 +31,11 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) override;
   vlm::IAutomationObject* GetAutomationObject() override;
 
+  // The distinct values of the selected cases, ascending, missing left out.
+  std::vector<double> SelectedValues(int variableNumber) const;
+
  private:
   bool HasVariable(int variableNumber) const;
-  std::vector<double> DistinctValues(int variableNumber) const;
 
   SessionCore& core_;
   // The module asks for the codes of categorical variables more than once.

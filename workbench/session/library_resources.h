@@ -1,5 +1,5 @@
-// The texts and dialog templates of a module, behind the instance handle that it gives: a library's resources on
-// Windows, elsewhere an object of the module's.
+// The texts and dialog templates of a module, behind the instance handle that it gives: a library's
+// resources on Windows, elsewhere an object of the module's.
 #pragma once
 
 #include <memory>

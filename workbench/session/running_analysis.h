@@ -1,4 +1,5 @@
-// One analysis of the module while it runs: the host as it sees it, its step machine and its dialogs.
+// One analysis of the module while it runs: its steps, its open dialogs, and what is noted about
+// its run. The module sees the session through AnalysisHost.
 //
 //   100 Init -> 101 startup dialog --OK--> 102 results dialog --Cancel--> 101 again
 //                                \--Cancel--> 0: the analysis ends
@@ -11,8 +12,7 @@
 
 #include "contract/analysis.h"
 #include "workbench/dialogs/dialog_window.h"
-#include "workbench/session/session_services.h"
-#include "workbench/session/input_spreadsheet.h"
+#include "workbench/session/analysis_host.h"
 #include "workbench/session/library_resources.h"
 #include "workbench/session/session_core.h"
 
@@ -22,13 +22,14 @@ inline constexpr int kInitStep = 100;
 inline constexpr int kStartupStep = 101;
 inline constexpr int kResultsStep = 102;
 
-class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
+class RunningAnalysis final : public DialogOwner {
  public:
-  // Takes the analysis over: attaches itself to it and destroys it in the end.
+  // Takes ownership of the analysis: attaches the host to it and destroys it at the end.
   RunningAnalysis(SessionCore& core, std::shared_ptr<ModuleLibrary> library, vlm::IAnalysis* analysis);
   ~RunningAnalysis() override;
 
-  // Goes to a step and those that follow it by themselves. False when an operation failed or there is no such step.
+  // Enters a step and the steps that follow it automatically. False when an operation failed or
+  // there is no such step.
   bool GoTo(int step);
   // Closes dialogs that asked to be left and enters their steps. True when there was any.
   bool RunDeferred();
@@ -36,8 +37,11 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   // Closes the dialogs; the analysis is destroyed when no call into the module runs any more.
   void End();
   void CloseDialogs();
-  // The session has other data: dialogs close, and the startup dialog opens again on fresh settings.
+  // After the session's data are replaced: closes the dialogs and opens the startup dialog with new
+  // settings.
   void StartAfresh();
+  // Updates open dialogs after a change of the case selection or the weights.
+  void CasesChanged();
 
   // The open dialog that a step opened, or null.
   DialogWindow* DialogOf(int step) const;
@@ -45,52 +49,35 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   const std::shared_ptr<ModuleLibrary>& Library() const { return library_; }
   std::string Name();
   AnalysisNotes& Notes() { return notes_; }
-  // Whether weights count as they are; else rounded. The startup dialog must be open to change it.
-  bool UsesWeightsAsGiven() const { return useWeightsAsGiven_ != 0; }
+  // Whether weights are used as they are; otherwise they are rounded. The startup dialog must be
+  // open to change it.
+  bool UsesWeightsAsGiven() const { return host_.UsesWeightsAsGiven(); }
   void UseWeightsAsGiven(bool asGiven);  // throws AutomationError
   // The properties of an open dialog that can be read and put, in the interface's order.
   std::vector<MemberValue> SettingsOf(int step) const;
   bool ResultsAvailable() const { return resultsAvailable_; }
-  const SessionServices& Services() const { return services_; }
+  const SessionServices& Services() const { return host_.Services(); }
 
-  // --- vlm::IAnalysisHost
-  vlm::IEngineServices* GetEngineServices() override { return &services_; }
-  void InitCommons(vlm::SharedBlock* dataSelectionTags, vlm::SharedBlock* extendedTags,
-                   vlm::SharedBlock* selectionConditions, vlm::SharedBlock* caseWeights) override;
-  int ForwardSequence(vlm::IAnalysis* analysis, int step, int option) override;
-  void PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) override;
-  int HasCaseWeight() override;
-  int IsOleAutomation() override;
-  void RaiseAutomationError(int code, const char* description, int length) override;
-  void ResultsChanged(int available) override;
-  void MessageOutput(const char* text, int length) override;
-  void Get8CharHash(const char* text, int length, vlm::ITextSink* shortForm) override;
-  void GetCaseSelectionDescription(vlm::ITextSink* text) override;
-  void GetDecimalSeparator(vlm::ITextSink* text) override;
-  void QuoteString(const char* text, int length, vlm::ITextSink* quoted) override;
-  void ParseTextBuffer(int flags, const char* text, int length, vlm::ITextSink* localized) override;
-  int ParseVariableList(const char* text, int length, vlm::IIntegerSink* variableNumbers,
-                        vlm::ITextSink* error) override;
-  void PrintVariableList(const int* variableNumbers, int count, vlm::ITextSink* text) override;
-  vlm::ISpreadsheet* CreateSpreadsheet(int subjectNumber, int rowCount, int columnCount) override;
-  vlm::IGraph* CreateGraph(int subjectNumber, int graphKind) override;
-  int CreateTextDoc(int kind, const char* title, int titleLength, const char* text, int textLength,
-                    vlm::IDocument** document) override;
-  vlm::IInputSpreadsheet* GetInputSpreadsheet() override { return &input_; }
-  int GetKernelDensity(const double* values, int count, double minimum, double maximum, double bandwidth,
-                       int pointCount, double* points, double* densities) override;
-  int CreateAnalysisDialog(vlm::IDialogClient* client, int templateId) override;
-  vlm::IAutomationObject* GetApplication() override { return core_.applicationObject.Get(); }
-  vlm::IProcedure* CreateProcedure(int analysisId) override;
+  // --- For AnalysisHost
+  // Runs the operation of the step and of the steps that follow it automatically; step 0 ends the
+  // analysis.
+  bool EnterSteps(int step);
+  void ResultsChanged(bool available);
+  bool OpenDialogOf(vlm::IDialogClient* client, int templateId);
+  void RaiseAutomationError(int code, std::string_view sentence);
 
   // --- DialogOwner
   void BeginCall() override { core_.BeginCall(); }
   void EndCall() override { core_.EndCall(); }
   bool UnderAutomation() const override { return core_.automationDepth > 0; }
+  void RaiseAutomationError(std::string_view sentence) override;
   std::optional<AutomationError> TakeAutomationError() override;
   void KeepCurrentException() noexcept override { core_.KeepCurrentException(); }
   void Misbehaved(std::string_view sentence) override;
   const Table& Data() const override { return core_.table; }
+  std::vector<double> SelectedValues(int variableNumber) const override {
+    return host_.Input().SelectedValues(variableNumber);
+  }
   std::string DecimalSeparator() const override { return core_.options.decimalSeparator; }
   std::string PrintVariables(std::span<const int> numbers) const override;
   std::vector<int> ParseVariables(std::string_view text) const override;
@@ -101,18 +88,12 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   void OpenDataFile(const std::string& path) override;
   void LockResults(bool lock) override;
   void RestoreResults() override;
-  void EnableStartupMenus(bool enabled) override { startupMenusEnabled_ = enabled; }
   void FrameworkCommand(int command) override;
-  void Message(std::string_view text) override { core_.Message(text); }
+  void Notice(std::string_view text) override { core_.Notice(text); }
   vlm::IAutomationObject* ApplicationObject() override { return core_.applicationObject.Get(); }
   vlm::IAutomationObject* AnalysisObject() override { return analysisObject_.Get(); }
 
  private:
-  // A call that the module made: an exception is kept, the failure value returned.
-  template <typename Function>
-  auto Guarded(Function function, decltype(function()) failure) noexcept -> decltype(function());
-  template <typename Function>
-  void Guarded(Function function) noexcept;
   void DescribeSubjects();
 
   struct OpenDialog {
@@ -123,16 +104,13 @@ class RunningAnalysis final : public vlm::IAnalysisHost, public DialogOwner {
   SessionCore& core_;
   std::shared_ptr<ModuleLibrary> library_;  // the module's code stays loaded as long as its objects live
   vlm::IAnalysis* analysis_;
-  SessionServices services_;
-  InputSpreadsheet input_;
+  AnalysisHost host_;
   std::shared_ptr<vlm::IModuleResources> resources_;
   std::vector<OpenDialog> dialogs_;
   int currentStep_ = 0;
   bool ended_ = false;
   bool resultsAvailable_ = false;
-  bool startupMenusEnabled_ = true;
   AnalysisNotes notes_;
-  int useWeightsAsGiven_ = 1, weightedMomentsMode_ = 0;
   std::optional<AutomationError> automationError_;
   ObjectReference analysisObject_;
 };

@@ -13,10 +13,7 @@ struct Session::State {
 
   AutomationClient DialogOf(int step) const {
     RunningAnalysis* const analysis = core->Latest();
-    DialogWindow* const dialog = analysis == nullptr ? nullptr : analysis->DialogOf(step);
-    if (dialog == nullptr) return {};
-    return AutomationClient(ObjectReference::Adopt(
-        MakeScriptObject(core, dialog->Client()->GetAutomationObject(), analysis->Library())));
+    return analysis == nullptr ? AutomationClient() : AutomationClient(DialogObject(core, *analysis, step));
   }
   AutomationClient Start(vlm::IAnalysis* analysis) const {
     core->Start(analysis);
@@ -140,11 +137,5 @@ std::vector<std::string> Session::LogTexts() const {
 }
 
 AutomationClient Session::Application() { return AutomationClient(state_->core->applicationObject); }
-
-void Session::RequestCancellation() noexcept { cancellationRequested.store(true, std::memory_order_relaxed); }
-bool Session::CancellationRequested() noexcept {
-  return cancellationRequested.load(std::memory_order_relaxed);
-}
-void Session::ClearCancellation() noexcept { cancellationRequested.store(false, std::memory_order_relaxed); }
 
 }  // namespace velmora

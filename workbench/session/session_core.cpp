@@ -66,43 +66,47 @@ void SessionCore::ConnectProcedures() {
   procedures = std::make_unique<HostProcedures>(std::move(environment));
 }
 
-void SessionCore::Connect() {
-  const std::weak_ptr<SessionCore> self = weak_from_this();
-  const auto locked = [self] {
-    std::shared_ptr<SessionCore> core = self.lock();
+// The input table of a session that may have ended.
+class SessionInputTable final : public InputTable {
+ public:
+  explicit SessionInputTable(std::weak_ptr<SessionCore> core) : core_(std::move(core)) {}
+  Table& Data() const override { return Core()->table; }
+  void SelectCases(const std::string& include, const std::string& exclude) const override {
+    Core()->SelectCases({include, exclude});
+  }
+  CaseSelection Selection() const override {
+    const CaseSelectionText& text = Core()->selectionText;
+    return {text.include, text.exclude};
+  }
+  void WeightBy(int variableNumber) const override { Core()->WeightBy(variableNumber); }
+  int WeightVariable() const override { return Core()->weightVariable; }
+  std::int64_t SelectedCaseCount() const override { return Core()->SelectedCaseCount(); }
+  void SetMissingCode(int variableNumber, const std::string& code) const override {
+    Core()->SetMissingCode(variableNumber, code);
+  }
+  void SetMeasurement(int variableNumber, Measurement measurement) const override {
+    Core()->SetMeasurement(variableNumber, measurement);
+  }
+  int AddVariable(const std::string& name, std::vector<double> values) const override {
+    return Core()->AddVariable(name, std::move(values));
+  }
+  void AddBundle(const std::string& name, const std::vector<int>& variableNumbers) const override {
+    Core()->AddBundle(name, variableNumbers);
+  }
+
+ private:
+  std::shared_ptr<SessionCore> Core() const {
+    std::shared_ptr<SessionCore> core = core_.lock();
     if (core == nullptr) throw AutomationError(vlm::kAutomationErrorCode, "The session has ended.");
     return core;
-  };
-  inputAccess = std::make_shared<InputSpreadsheetAccess>();
-  inputAccess->table = [locked]() -> Table& { return locked()->table; };
-  inputAccess->selectCases = [locked](const std::string& include, const std::string& exclude) {
-    locked()->SelectCases({include, exclude});
-  };
-  inputAccess->caseSelection = [locked] {
-    const CaseSelectionText& text = locked()->selectionText;
-    return CaseSelection{text.include, text.exclude};
-  };
-  inputAccess->weightBy = [locked](int variableNumber) { locked()->WeightBy(variableNumber); };
-  inputAccess->weightVariable = [locked] { return locked()->weightVariable; };
-  inputAccess->variableNumber = [locked](std::string_view name) {
-    return ResolveVariable(locked()->table, name);
-  };
-  inputAccess->selectedCaseCount = [locked] { return locked()->SelectedCaseCount(); };
-  inputAccess->setMissingCode = [locked](int variableNumber, const std::string& code) {
-    locked()->SetMissingCode(variableNumber, code);
-  };
-  inputAccess->setMeasurement = [locked](int variableNumber, Measurement measurement) {
-    locked()->SetMeasurement(variableNumber, measurement);
-  };
-  inputAccess->addVariable = [locked](const std::string& name, std::vector<double> values) {
-    return locked()->AddVariable(name, std::move(values));
-  };
-  inputAccess->addBundle = [locked](const std::string& name, const std::vector<int>& variableNumbers) {
-    locked()->AddBundle(name, variableNumbers);
-  };
-  inputAccess->printList = [](const std::vector<int>& numbers) { return PrintVariableList(numbers); };
-  inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputAccess));
-  applicationObject = ObjectReference::Adopt(MakeApplicationObject(self));
+  }
+  std::weak_ptr<SessionCore> core_;
+};
+
+void SessionCore::Connect() {
+  inputTable = std::make_shared<SessionInputTable>(weak_from_this());
+  inputObject = ObjectReference::Adopt(MakeInputSpreadsheetObject(inputTable));
+  applicationObject = ObjectReference::Adopt(MakeApplicationObject(weak_from_this()));
   ConnectProcedures();
 }
 
@@ -117,7 +121,7 @@ void SessionCore::EndCall() noexcept {
     --callDepth;
     return;
   }
-  // Steps entered here run at depth 1: what they defer is found in the next round.
+  // Steps entered here run at depth 1: the next round finds what they defer.
   try {
     for (bool more = true; more;) {
       more = false;
@@ -190,7 +194,7 @@ void SessionCore::OpenDataFile(const std::string& path, const DataRecipe& how,
   const std::shared_ptr<Face> closing(&face, [](Face* shown) { shown->ProgressClosed(); });
   readOptions.progress = [this](double fraction) {
     face.ProgressStep(static_cast<int>(fraction * kReadingSteps));
-    return !face.CancelPressed() && !cancellationRequested.load();
+    return !face.CancelPressed();
   };
   ReadReport report;
   Table read = ReadTable(path, readOptions, &report);
@@ -263,6 +267,7 @@ void SessionCore::SelectCases(const CaseSelectionText& text) {
   selected = std::move(chosen);
   selectionText = isBlank ? CaseSelectionText() : text;
   DataChanged();
+  CasesChanged();
 }
 
 void SessionCore::WeightBy(int variableNumber) {
@@ -276,6 +281,7 @@ void SessionCore::WeightBy(int variableNumber) {
                     ": it holds texts.");
   weightVariable = variableNumber;
   DataChanged();
+  CasesChanged();
 }
 
 ModuleLibrary& SessionCore::Module() {
@@ -296,6 +302,10 @@ RunningAnalysis& SessionCore::Start(vlm::IAnalysis* analysis) {
     throw ModuleError("The analysis could not be started.");
   }
   return running;
+}
+
+void SessionCore::CasesChanged() {
+  for (std::size_t index = 0; index < analyses.size(); ++index) analyses[index]->CasesChanged();
 }
 
 void SessionCore::TellOfNewData(const RunningAnalysis* caller) {

@@ -1,7 +1,7 @@
-// What the parts of a session share: data, selection, documents, the nesting of calls into the module.
+// The state that the parts of a session share: data, selection, documents, the nesting of calls
+// into the module.
 #pragma once
 
-#include <atomic>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -39,25 +39,26 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left are closed, steps
   // are entered and ended analyses are destroyed.
   void BeginCall() {
-    if (callDepth++ == 0) said.clear();
+    if (callDepth++ == 0 && !said.empty()) lastSaid = std::exchange(said, {});
   }
   void EndCall() noexcept;
   void KeepCurrentException() noexcept;
-  // Throws what a call from the module kept, once.
+  // Rethrows, once, the exception that a call from the module has kept.
   void ThrowKept();
 
   // --- Data
-  // Throws DataError while an analysis reads the cases: they must stay what they are until it is done.
+  // Throws DataError while an analysis reads the cases, which must not change meanwhile.
   void RequireNoPass() const;
-  // Other data: drops selection and weights; the analyses are told by the caller. Throws as RequireNoPass does, and
-  // so do SelectCases and WeightBy.
+  // Replaces the data and drops selection and weights; the caller notifies the analyses. Throws as
+  // RequireNoPass does, as do SelectCases and WeightBy.
   void ReplaceTable(Table newTable);
-  // Reads the file, puts it in place of what is there and tells the analyses; all but the caller, which does so
-  // itself. Throws DataError; then nothing has changed.
+  // Reads the file, replaces the data and notifies all analyses except the caller. Throws
+  // DataError; then nothing has changed.
   void OpenDataFile(const std::string& path, const RunningAnalysis* caller);
   void SelectCases(const CaseSelectionText& text);  // throws DataError
   void WeightBy(int variableNumber);                // throws DataError
-  // Values, selection, weights or the set of variables have changed: readers start afresh.
+  // To be called after values, selection, weights or the set of variables change: readers start
+  // again.
   void DataChanged() {
     ++dataVersion;
     if (procedures) procedures->ForgetCaches();
@@ -67,24 +68,29 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
 
   // The loaded module; loads it when it is not loaded yet. Throws ModuleError.
   ModuleLibrary& Module();
-  // Makes the objects that refer back to the core. Called once, when it is held by a shared pointer.
+  // Makes the objects that refer back to the core. Called once, when it is held by a shared
+  // pointer.
   void Connect();
-  // Runs the steps from the first on. Throws ModuleError when they fail; the analysis is destroyed then.
+  // Runs the steps from the first on. Throws ModuleError when they fail; the analysis is destroyed
+  // then.
   RunningAnalysis& Start(vlm::IAnalysis* analysis);
-  // Closes the analyses' dialogs and gives them the new data; all but one, which does so itself.
+  // Closes the dialogs of all analyses except the caller and starts them again with the new data.
   void TellOfNewData(const RunningAnalysis* caller);
+  // Updates open dialogs after a change of the case selection or the weights.
+  void CasesChanged();
   // The analysis started last that has not ended; null for none.
   RunningAnalysis* Latest();
 
-  // Reads as OpenDataFile does, but as the recipe says. missingTexts and delimiter of other files are passed over.
+  // Reads as OpenDataFile does, but as the recipe says. missingTexts and delimiter of other files
+  // are passed over.
   void OpenDataFile(const std::string& path, const DataRecipe& how, const RunningAnalysis* caller);
-  // What scripts say about variables of the input table. Each throws DataError; then nothing has changed.
+  // Changes that scripts make to the input table. Each throws DataError; then nothing has changed.
   void SetMissingCode(int variableNumber, const std::string& code);
   void SetMeasurement(int variableNumber, Measurement measurement);
   int AddVariable(const std::string& name, std::vector<double> values);
   void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
 
-  // To the face, and kept until the outermost call that is not begun yet.
+  // Shown by the frontend, and kept until the next outermost call.
   void Notice(std::string_view text) {
     said.emplace_back(text);
     face.Notice(text);
@@ -95,7 +101,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   }
 
   Face& face;
-  AnalysisReporter* reporter = nullptr;  // of the front end; null: none
+  AnalysisReporter* reporter = nullptr;  // of the command or server; null: none
   const SessionOptions options;
   const std::thread::id thread;
   HostLog log;
@@ -109,7 +115,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
 
   std::unique_ptr<HostProcedures> procedures;  // trees, tables and so on, which the module asks for
   std::shared_ptr<DocumentHome> home;
-  std::shared_ptr<InputSpreadsheetAccess> inputAccess;
+  std::shared_ptr<const InputTable> inputTable;  // for scripts
   ObjectReference inputObject;
   ObjectReference applicationObject;
   std::shared_ptr<ModuleLibrary> library;
@@ -121,10 +127,11 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   int automationDepth = 0;  // script calls being served
   std::exception_ptr keptException;
   std::vector<std::string> said;       // notices and messages of the outermost call
+  std::vector<std::string> lastSaid;   // of the latest outermost call before it that made any
   RunningAnalysis* inquiry = nullptr;  // whose results are asked for: the latest while they are
 };
 
-// Counts a call into the module; its end runs what was deferred.
+// Counts a call into the module; deferred actions run at its end.
 class ModuleCall {
  public:
   explicit ModuleCall(SessionCore& core) : core_(core) { core_.BeginCall(); }
@@ -136,25 +143,16 @@ class ModuleCall {
   SessionCore& core_;
 };
 
-// Cancellation of all analyses: set in signal handlers and by other threads.
-inline std::atomic<bool> cancellationRequested{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-// The automation object of a module's dialog as scripts get it: counts the calls, so that the dialog knows that a
-// script drives it, and keeps the module's file loaded while anybody holds it. One reference, the caller's.
-vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& core,
-                                         vlm::IAutomationObject* inner,
-                                         std::shared_ptr<ModuleLibrary> library);
-
 // The open dialog of an analysis as scripts get it; empty for none.
 ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const RunningAnalysis& analysis,
                              int step);
 // The window of an open dialog, control by control.
 ObjectReference MakeWindowObject(const std::shared_ptr<SessionCore>& core, DialogWindow& window);
-// The core while the session lives, on its own thread; throws AutomationError once it has gone.
+// The core of a session that still exists, on its own thread; throws AutomationError when it does
+// not.
 std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core);
 
-// The application's object; its members fail once the session has gone.
+// The application's object; its members fail after the session has ended.
 vlm::IAutomationObject* MakeApplicationObject(const std::weak_ptr<SessionCore>& core);
 // The object of one running analysis.
 vlm::IAutomationObject* MakeAnalysisObject(const std::weak_ptr<SessionCore>& core, std::string name,

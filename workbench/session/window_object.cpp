@@ -1,5 +1,5 @@
-// A dialog's window as scripts get it: every control by its number, as a person at the window has it. What the
-// dialog's own automation object offers by name is done here by key and click; both end in the same commands.
+// A dialog's window for scripts: every control by its number, as a user at the window has it. The
+// dialog's own automation object has named members instead; both lead to the same commands.
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -38,7 +38,8 @@ const char* KindName(vlm::ControlClass controlClass) {
   }
 }
 
-// Questions that the host asks a person, and how a script gives the answer instead. Empty for other controls.
+// Why a script cannot press a button that asks the user, and what it does instead. Empty for other
+// controls.
 std::string WayOfScripts(int controlId) {
   switch (controlId) {
     case kCaseSelectionButton:
@@ -66,7 +67,7 @@ class WindowObject final : public HostObject<WindowObject> {
   [[noreturn]] static void Refuse(const std::string& sentence) {
     throw AutomationError(vlm::kAutomationErrorCode, sentence);
   }
-  // Empty when the window is closed or the session has gone.
+  // Empty when the window is closed or the session has ended.
   std::shared_ptr<DialogWindow> Open() const {
     const std::shared_ptr<DialogWindow> window = core_.expired() ? nullptr : window_.lock();
     return window != nullptr && window->IsOpen() ? window : nullptr;
@@ -83,7 +84,7 @@ class WindowObject final : public HostObject<WindowObject> {
     return *control;
   }
 
-  // The control, or why a person could not use it now.
+  // The control. Throws AutomationError when it cannot be used now.
   Control UsableControlOf(const Variant& number) const {
     const Control control = ControlOf(number);
     if (!Require()->TakesCommands()) Refuse("The dialog is busy.");
@@ -99,7 +100,8 @@ class WindowObject final : public HostObject<WindowObject> {
     return Act(number, [&](DialogWindow& window) { return window.Press(controlId); });
   }
 
-  // Does what a person does to a control, or says why nobody could. action throws nothing.
+  // Performs a user action on a control. Throws AutomationError when it is not possible. action
+  // does not throw.
   template <typename Action>
   Variant Act(const Variant& number, Action action) const {
     const Control control = UsableControlOf(number);
@@ -143,9 +145,10 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
         [](Self& s, const Arguments&) { return Variant(s.Open() != nullptr); }, nullptr},
        {Getter(2, "Caption", kAutomationText, "Caption of the window"),
         [](Self& s, const Arguments&) { return Variant(s.Require()->Caption()); }, nullptr},
-       {Getter(3, "DataLine", kAutomationText, "The data that the dialog works on"),
+       {Getter(3, "DataLine", kAutomationText, "The data that the dialog uses: file, selection, weights"),
         [](Self& s, const Arguments&) { return Variant(s.Require()->DataLine()); }, nullptr},
-       {Getter(4, "Controls", kAutomationIntArray, "Numbers of the controls; one may stand on several pages"),
+       {Getter(4, "Controls", kAutomationIntArray,
+               "Numbers of the controls; a control may be on several pages"),
         [](Self& s, const Arguments&) {
           std::vector<int> numbers;
           for (const Control& control : s.Require()->Controls()) numbers.push_back(control.id);
@@ -160,7 +163,7 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
         },
         nullptr},
        {{6, "Page", vlm::kInvokeGet | vlm::kInvokePut, kAutomationInt, kAutomationInt, 0, 0, "",
-         "Number of the page in front", "Brings a page to the front"},
+         "Number of the visible page", "Brings a page to the front"},
         [](Self& s, const Arguments&) { return Variant(s.Require()->SelectedPage() + 1); },
         [](Self& s, const Arguments& a) {
           if (!s.Require()->SelectPage(a[0].AsInt() - 1)) Refuse("There is no page " + a[0].AsText() + ".");
@@ -171,11 +174,11 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
        {ofControl(8, "ControlCaption", kAutomationText, "Caption of a control"),
         [](Self& s, const Arguments& a) { return Variant(PlainCaption(s.ControlOf(a[0]).caption)); },
         nullptr},
-       {ofControl(9, "Text", kAutomationText, "What an edit or a list shows"),
+       {ofControl(9, "Text", kAutomationText, "The text that an edit or a list shows"),
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).text); }, nullptr},
-       {ofControl(10, "Error", kAutomationText, "The error that stands on an edit; empty for none"),
+       {ofControl(10, "Error", kAutomationText, "The error shown on an edit; empty for none"),
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).error); }, nullptr},
-       {ofControl(11, "IsEnabled", kAutomationInt, "1 when a person can use the control"),
+       {ofControl(11, "IsEnabled", kAutomationInt, "1 when the control can be used"),
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).enabled); }, nullptr},
        {ofControl(12, "IsShown", kAutomationInt, "0 for a hidden control"),
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).shown); }, nullptr},
@@ -193,8 +196,7 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
         [](Self& s, const Arguments& a) { return Variant(s.ControlOf(a[0]).selectedItem + 1); }, nullptr},
        {Method(16, "Press", "Presses a button, a box or a radio button", 1, kAutomationInt, "ControlID"),
         [](Self& s, const Arguments& a) { return s.Press(a[0]); }, nullptr},
-       {Method(17, "TypeText", "Puts a text into an edit, as typed", 2, vlm::kAutomationVariant,
-               "ControlID, Text"),
+       {Method(17, "TypeText", "Types a text into an edit", 2, vlm::kAutomationVariant, "ControlID, Text"),
         [](Self& s, const Arguments& a) {
           const std::string text = a[1].AsText();
           return s.Act(a[0], [&](DialogWindow& window) { return window.TypeText(a[0].AsInt(), text); });

@@ -191,7 +191,7 @@ bool NativeFace::AskVariableLists(DialogWindow& window, std::string_view title,
 
 bool NativeFace::AskCodes(DialogWindow& window, CodesQuestion& question) {
   BlockDialogs();
-  return AskCodesNatively(OwnerFor(window), window.Data(), question);
+  return AskCodesNatively(OwnerFor(window), window, question);
 }
 
 bool NativeFace::AskCaseSelection(DialogWindow& window, CaseSelectionText& selection) {
@@ -242,9 +242,21 @@ std::optional<std::string> NativeFace::AskSaveFile(DialogWindow& window, std::st
   question.lpstrFilter = filter.c_str();
   question.lpstrTitle = caption.c_str();
   if (wideExtension.size() > 1) question.lpstrDefExt = wideExtension.c_str() + 1;  // without the dot
-  question.Flags = OFN_OVERWRITEPROMPT | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
+  // Whether a file may be replaced is asked when it is known which files are written.
+  question.Flags = OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
   if (!GetSaveFileNameW(&question)) return std::nullopt;
   return Utf8(path->data());
+}
+
+bool NativeFace::AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) {
+  constexpr std::size_t kMostNamed = 10;
+  BlockDialogs();
+  std::string text =
+      paths.size() == 1 ? "This file exists. Replace it?\n" : "These files exist. Replace them?\n";
+  for (std::size_t index = 0; index < std::min(paths.size(), kMostNamed); ++index)
+    text += "\n" + paths[index];
+  if (paths.size() > kMostNamed) text += "\nand " + std::to_string(paths.size() - kMostNamed) + " more";
+  return MessageBoxW(OwnerFor(window), Utf16(text).c_str(), kProduct, MB_YESNO | MB_ICONEXCLAMATION) == IDYES;
 }
 
 }  // namespace velmora

@@ -55,6 +55,7 @@ class NativeFace : public Face {
   std::optional<std::string> AskDataFile(DialogWindow& window) override;
   std::optional<std::string> AskSaveFile(DialogWindow& window, std::string_view title,
                                          std::string_view extension) override;
+  bool AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) override;
 
  private:
   class ProgressWindow;

@@ -1,8 +1,6 @@
 #include "workbench/windows/questions.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <optional>
 #include <set>
 
@@ -164,13 +162,14 @@ class VariableListsDialog final : public ModalDialog {
 // So many variables at a time as the question says, each with its codes as a text and a button for all of them.
 class CodesDialog final : public ModalDialog {
  public:
-  CodesDialog(const Table& table, CodesQuestion& question)
+  CodesDialog(const DialogWindow& window, CodesQuestion& question)
       : ModalDialog(Utf16(question.title), 320, 12 + Rows(question) * kRow + 20),
-        table_(table),
+        window_(window),
         question_(question) {
-    question_.codes.resize(question_.variables.size());
+    question_.choices.resize(question_.variables.size());
     for (std::size_t index = 0; index < question_.variables.size(); ++index) {
-      texts_.push_back(PrintCodes(ColumnOf(index), question_.codes[index]));
+      const CodeChoice& choice = question_.choices[index];
+      texts_.push_back(choice.all ? "*" : PrintCodes(ColumnOf(index), choice.codes));
     }
     for (int row = 0; row < Rows(question_); ++row) {
       AddLabel(kFirstName + row, "", {kMargin, 9 + row * kRow, 92, 9});
@@ -193,14 +192,14 @@ class CodesDialog final : public ModalDialog {
     kPosition = 402
   };
   static constexpr int kRow = 18;
-  // More distinct values than a person chooses codes from.
-  static constexpr std::size_t kMostCodes = 1000;
 
   static int Rows(const CodesQuestion& question) {
     const int all = static_cast<int>(question.variables.size());
     return std::clamp(question.shownAtOnce > 0 ? std::min(question.shownAtOnce, all) : all, 1, 8);
   }
-  const Column& ColumnOf(std::size_t index) const { return table_.Variable(question_.variables[index]); }
+  const Column& ColumnOf(std::size_t index) const {
+    return window_.Data().Variable(question_.variables[index]);
+  }
 
   void Fill() override { ShowFrom(0); }
 
@@ -214,7 +213,7 @@ class CodesDialog final : public ModalDialog {
         ShowWindow(Item(id), used ? SW_SHOW : SW_HIDE);
       }
       if (!used) continue;
-      SetText(kFirstName + row, VariableText(table_, question_.variables[index]) + ":");
+      SetText(kFirstName + row, VariableText(window_.Data(), question_.variables[index]) + ":");
       SetText(kFirstEdit + row, texts_[index]);
     }
     const std::size_t last = std::min(count, first + static_cast<std::size_t>(Rows(question_)));
@@ -242,28 +241,15 @@ class CodesDialog final : public ModalDialog {
     }
   }
 
-  void ChooseAll(int row) {
-    const Column& column = ColumnOf(first_ + static_cast<std::size_t>(row));
-    std::set<double> distinct;
-    for (const double value : column.values) {
-      if (value == column.missingCode || !std::isfinite(value)) continue;
-      distinct.insert(value);
-      if (distinct.size() > kMostCodes) {
-        Complain(kFirstEdit + row, "The variable " + column.name + " has more than " +
-                                       std::to_string(kMostCodes) +
-                                       " distinct values; name the codes to use.");
-        return;
-      }
-    }
-    SetText(kFirstEdit + row, PrintCodes(column, {distinct.begin(), distinct.end()}));
-  }
+  void ChooseAll(int row) { SetText(kFirstEdit + row, "*"); }
 
   bool Accept() override {
     Keep();
-    std::vector<std::vector<double>> codes;
+    std::vector<CodeChoice> choices;
     for (std::size_t index = 0; index < texts_.size(); ++index) {
       try {
-        codes.push_back(ParseCodes(ColumnOf(index), texts_[index]));
+        choices.push_back(ParseCodes(ColumnOf(index), texts_[index],
+                                     [&] { return window_.SelectedValues(question_.variables[index]); }));
       } catch (const DataError& error) {
         const auto rows = static_cast<std::size_t>(Rows(question_));
         ShowFrom(index / rows * rows);
@@ -271,13 +257,13 @@ class CodesDialog final : public ModalDialog {
         return false;
       }
     }
-    question_.codes = std::move(codes);
+    question_.choices = std::move(choices);
     return true;
   }
 
-  const Table& table_;
+  const DialogWindow& window_;
   CodesQuestion& question_;
-  std::vector<std::string> texts_;  // as a person left them, one a variable
+  std::vector<std::string> texts_;  // as a person left them, one per variable
   std::size_t first_ = 0;           // index of the variable in the first row
 };
 
@@ -331,79 +317,15 @@ class CaseWeightDialog final : public ModalDialog {
   int& variableNumber_;
 };
 
-std::optional<double> NumberOf(std::string_view text) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number)) return std::nullopt;
-  return number;
-}
-
-// "3-5", also of negative numbers; nothing when the text is no range.
-std::optional<std::pair<double, double>> RangeOf(std::string_view text) {
-  const std::size_t dash = text.find('-', 1);
-  if (dash == std::string_view::npos) return std::nullopt;
-  const std::optional<double> first = NumberOf(text.substr(0, dash)), last = NumberOf(text.substr(dash + 1));
-  if (!first || !last || *first != std::floor(*first) || *last != std::floor(*last)) return std::nullopt;
-  return std::pair(*first, *last);
-}
-
-void AppendPart(const Column& column, std::string_view part, bool quoted, std::vector<double>& codes) {
-  constexpr double kLongestRange = 100'000;
-  if (const double* const value = column.ValueOf(part)) {
-    codes.push_back(*value);
-  } else if (const auto number = quoted ? std::nullopt : NumberOf(part)) {
-    codes.push_back(*number);
-  } else if (const auto range = quoted ? std::nullopt : RangeOf(part);
-             range && range->first <= range->second && range->second - range->first < kLongestRange) {
-    for (double code = range->first; code <= range->second; ++code) codes.push_back(code);
-  } else {
-    throw DataError("\"" + std::string(part) + "\" is no code of the variable " + column.name + ".");
-  }
-}
-
 }  // namespace
-
-std::vector<double> ParseCodes(const Column& column, std::string_view text) {
-  constexpr std::string_view kSeparators = " \t,;";
-  std::vector<double> codes;
-  for (std::size_t start = text.find_first_not_of(kSeparators); start != std::string_view::npos;
-       start = text.find_first_not_of(kSeparators, start)) {
-    const bool quoted = text[start] == '"';
-    const std::size_t first = quoted ? start + 1 : start;
-    std::size_t end = quoted ? text.find('"', first) : text.find_first_of(kSeparators, first);
-    if (quoted && end == std::string_view::npos) {
-      throw DataError("The codes of the variable " + column.name + " end within quotation marks.");
-    }
-    if (end == std::string_view::npos) end = text.size();
-    AppendPart(column, text.substr(first, end - first), quoted, codes);
-    start = quoted ? end + 1 : end;
-  }
-  return codes;
-}
-
-std::string PrintCodes(const Column& column, const std::vector<double>& codes) {
-  std::string text;
-  for (const double code : codes) {
-    if (!text.empty()) text += ' ';
-    const std::string* const label = column.LabelOf(code);
-    if (label != nullptr && label->find('"') == std::string::npos) {
-      text += '"' + *label + '"';
-    } else {
-      char buffer[32];
-      const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, code);
-      text.append(buffer, error == std::errc() ? end : buffer);
-    }
-  }
-  return text;
-}
 
 bool AskVariableListsNatively(HWND owner, const Table& table, std::string_view title,
                               std::vector<VariableListQuestion>& lists) {
   return VariableListsDialog(table, title, lists).Run(owner);
 }
 
-bool AskCodesNatively(HWND owner, const Table& table, CodesQuestion& question) {
-  return CodesDialog(table, question).Run(owner);
+bool AskCodesNatively(HWND owner, const DialogWindow& window, CodesQuestion& question) {
+  return CodesDialog(window, question).Run(owner);
 }
 
 bool AskCaseSelectionNatively(HWND owner, CaseSelectionText& selection) {

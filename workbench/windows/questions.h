@@ -8,19 +8,14 @@
 #include <vector>
 
 #include "workbench/data/table.h"
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_window.h"
 
 namespace velmora {
 
 bool AskVariableListsNatively(HWND owner, const Table& table, std::string_view title,
                               std::vector<VariableListQuestion>& lists);
-bool AskCodesNatively(HWND owner, const Table& table, CodesQuestion& question);
+bool AskCodesNatively(HWND owner, const DialogWindow& window, CodesQuestion& question);
 bool AskCaseSelectionNatively(HWND owner, CaseSelectionText& selection);
 bool AskCaseWeightNatively(HWND owner, const Table& table, int& variableNumber);
-
-// Codes of one variable as a person writes them: numbers, ranges of whole numbers and labels, those with blanks in
-// quotation marks: 1 3-5 "north west". Throws DataError naming the part at fault.
-std::vector<double> ParseCodes(const Column& column, std::string_view text);
-std::string PrintCodes(const Column& column, const std::vector<double>& codes);
 
 }  // namespace velmora

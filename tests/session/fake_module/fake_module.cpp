@@ -56,6 +56,7 @@ struct Dialog final : vlm::IDialogClient, vlm::IAutomationObject {
   }
   void OnInitDialog(vlm::IDialogWindow* opened) override { window = opened; }
   void OnCommand(int controlId) override;
+  void OnCasesChanged() override {}
   void OnClosed(int) override { window = nullptr; }
   void GetAutomationWindowText(vlm::ITextSink* text) override { text->Assign("Fake", 4); }
   vlm::IAutomationObject* GetAutomationObject() override { return this; }

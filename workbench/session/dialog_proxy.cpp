@@ -1,4 +1,5 @@
-// The dialogs' automation objects as scripts get them.
+// The automation objects of dialogs as scripts get them: each call counts as a script's, nests as a call
+// into the module, and fails after the session has ended.
 #include <utility>
 
 #include "contract/text.h"
@@ -9,13 +10,15 @@ namespace velmora {
 
 namespace {
 
-class ScriptObject final : public vlm::IAutomationObject {
+// Counts the calls, so that the dialog knows that a script drives it, and keeps the module loaded while
+// a reference is held.
+class DialogProxy final : public vlm::IAutomationObject {
  public:
-  ScriptObject(const std::shared_ptr<SessionCore>& core, vlm::IAutomationObject* inner,
-               std::shared_ptr<ModuleLibrary> library)
+  DialogProxy(const std::shared_ptr<SessionCore>& core, vlm::IAutomationObject* inner,
+              std::shared_ptr<ModuleLibrary> library)
       : library_(std::move(library)), core_(core), inner_(inner) {}
-  ScriptObject(const ScriptObject&) = delete;
-  ScriptObject& operator=(const ScriptObject&) = delete;
+  DialogProxy(const DialogProxy&) = delete;
+  DialogProxy& operator=(const DialogProxy&) = delete;
 
   void AddReference() override { ++references_; }
   void ReleaseReference() override {
@@ -25,7 +28,8 @@ class ScriptObject final : public vlm::IAutomationObject {
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     return inner_->GetIdOfName(name, length, dispatchId);
   }
-  // Of the module's making, with the vtable of its type library; its calls come back through here.
+  // Made by the module, with the vtable of its type library; its calls come back through this
+  // object.
   void* MakeComObject(vlm::IAutomationObject* through) override {
     releasedByModule_ = true;
     return inner_->MakeComObject(through);
@@ -52,9 +56,9 @@ class ScriptObject final : public vlm::IAutomationObject {
   }
 
  private:
-  ~ScriptObject() {
+  ~DialogProxy() {
     inner_ = {};
-    // The last reference may be let go by a COM object, whose code is the module's.
+    // The last reference may be released by a COM object, whose code belongs to the module.
     if (releasedByModule_) ModuleLibrary::ReleaseLater(std::move(library_));
   }
   int references_ = 1;
@@ -66,18 +70,12 @@ class ScriptObject final : public vlm::IAutomationObject {
 
 }  // namespace
 
-vlm::IAutomationObject* MakeScriptObject(const std::shared_ptr<SessionCore>& core,
-                                         vlm::IAutomationObject* inner,
-                                         std::shared_ptr<ModuleLibrary> library) {
-  return new ScriptObject(core, inner, std::move(library));
-}
-
 ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const RunningAnalysis& analysis,
                              int step) {
   const DialogWindow* const dialog = analysis.DialogOf(step);
   if (dialog == nullptr) return {};
   return ObjectReference::Adopt(
-      MakeScriptObject(core, dialog->Client()->GetAutomationObject(), analysis.Library()));
+      new DialogProxy(core, dialog->Client()->GetAutomationObject(), analysis.Library()));
 }
 
 }  // namespace velmora

@@ -1,0 +1,48 @@
+// Codes of one variable as people and scripts write them, and back:
+//
+//   ParseCodes(purpose, "\"new car\" 3-5 9", values)   -> 3 codes of the range, 9, and the label's code
+//   ParseCodes(purpose, "*", values)                    -> whatever values() gives, marked as all
+//
+// The dialogs, their answers by script and the properties of their automation objects all read
+// codes here.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/automation.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+// What is chosen for one variable.
+struct CodeChoice {
+  std::vector<double> codes;  // each once
+  bool all = false;           // chosen by "*": stands for all values whenever it is used
+
+  bool operator==(const CodeChoice&) const = default;
+};
+
+// Gives the values that "*" stands for, ascending. Called only when they are needed.
+using CodeValues = std::function<std::vector<double>()>;
+
+// Value labels, numbers, ranges of whole numbers ("1-4") and "*", separated by blanks, tabs, commas
+// or semicolons. A label that holds a separator is put in double quotation marks, those inside it
+// doubled; a text that is one label as a whole needs none. A label comes before a number. Throws
+// DataError naming the part at fault.
+CodeChoice ParseCodes(const Column& column, std::string_view text, const CodeValues& values);
+
+// The same for what a script gives: such a text, a number, or an array of these. Throws DataError
+// also for a value that is neither.
+CodeChoice ReadCodes(const Column& column, const vlm::AutomationValue& value, const CodeValues& values);
+
+// A text that ParseCodes reads back: the codes as numbers, or all as labels where a number is the
+// label of another value.
+std::string PrintCodes(const Column& column, std::span<const double> codes);
+// One code for people: its label in quotation marks, or the number.
+std::string ShownCode(const Column& column, double code);
+
+}  // namespace velmora
