@@ -102,5 +102,13 @@ TEST_F(DataTest, FilesAreWrittenWholeOrNotAtAll) {
               HasSubstr("saved as .csv, .tsv or .parquet"));
 }
 
+// The temporary file's name is no longer than the target's may be.
+TEST_F(DataTest, LongNamesCanBeWritten) {
+  const std::string path = Path(std::string(251, 'n') + ".txt");
+  WriteFileAtomically(path, "one");
+  WriteFileAtomically(path, "two");
+  EXPECT_EQ(Slurp(path), "two");
+}
+
 }  // namespace
 }  // namespace velmora

@@ -171,13 +171,5 @@ TEST_F(DataTest, MessagesNameTheFileThatTheUserNamed) {
   EXPECT_TRUE(std::filesystem::exists(Path("file")));
 }
 
-// The temporary file's name is no longer than the target's may be.
-TEST_F(DataTest, LongNamesCanBeWritten) {
-  const std::string path = Path(std::string(251, 'n') + ".txt");
-  WriteFileAtomically(path, "one");
-  WriteFileAtomically(path, "two");
-  EXPECT_EQ(Slurp(path), "two");
-}
-
 }  // namespace
 }  // namespace velmora

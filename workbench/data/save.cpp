@@ -232,7 +232,11 @@ class WritablePath {
  public:
   explicit WritablePath(const std::string& path) : file_(OpenFile(PathOf(path), "r+b")) {
     if (file_ != nullptr) name_ = NameOfOpenFile(file_);
-    if (name_.empty()) name_ = AbsolutePath(PathOf(path)).string();
+    if (!name_.empty()) return;
+    // DuckDB opens it by its path, and some systems let nobody else have it open then.
+    if (file_ != nullptr) std::fclose(file_);
+    file_ = nullptr;
+    name_ = AbsolutePath(PathOf(path)).string();
   }
   WritablePath(const WritablePath&) = delete;
   WritablePath& operator=(const WritablePath&) = delete;
