@@ -1,9 +1,7 @@
 // The engine when ordinary memory runs out, at each allocation in turn: it fails like any other run, and gives back
 // all that it took.
-#ifndef _WIN32  // which has no aligned_alloc
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 
 #include "module/feature_selection/feature_selection_settings.h"
@@ -11,6 +9,7 @@
 #include "module/frame/engine_texts.h"
 #include "module/resources/text_ids.h"
 #include "tests/support/scripted_engine_host.h"
+#include "workbench/system/system.h"
 
 namespace {
 
@@ -23,19 +22,20 @@ long allocationsLeft = -1;
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
   if (allocationsLeft == 0) throw std::bad_alloc();
   if (allocationsLeft > 0) --allocationsLeft;
-  const auto unit = static_cast<std::size_t>(alignment);
-  void* const block = std::aligned_alloc(unit, (size + unit) / unit * unit);
+  void* const block = velmora::AllocateAligned(static_cast<std::size_t>(alignment), size > 0 ? size : 1);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 [[gnu::noinline]] void* operator new(std::size_t size) {
   return operator new (size, std::align_val_t{__STDCPP_DEFAULT_NEW_ALIGNMENT__});
 }
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { velmora::FreeAligned(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { velmora::FreeAligned(block); }
+[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept {
+  velmora::FreeAligned(block);
+}
 [[gnu::noinline]] void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  std::free(block);
+  velmora::FreeAligned(block);
 }
 
 namespace vlmfsl::testing {
@@ -134,5 +134,3 @@ TEST(OrdinaryMemory, RunsAndRankingsFailCleanlyWhereverItEnds) {
 
 }  // namespace
 }  // namespace vlmfsl::testing
-
-#endif

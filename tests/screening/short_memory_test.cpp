@@ -1,14 +1,13 @@
 // A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its figures are those of
 // a run that had enough.
-#ifndef _WIN32  // which has no aligned_alloc
 #include <algorithm>
-#include <cstdlib>
 #include <new>
 #include <optional>
 
 #include "tests/screening/screening_session.h"
 #include "tests/support/scratch_folder.h"
 #include "workbench/documents/writers.h"
+#include "workbench/system/system.h"
 
 namespace {
 
@@ -20,8 +19,7 @@ long allocationsLeft = -1;
 // Not inlined, so that no compiler takes one half of a pair for a mistake.
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
-  const auto unit = static_cast<std::size_t>(alignment);
-  void* const block = std::aligned_alloc(unit, (size + unit) / unit * unit);
+  void* const block = velmora::AllocateAligned(static_cast<std::size_t>(alignment), size > 0 ? size : 1);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
@@ -35,12 +33,16 @@ long allocationsLeft = -1;
     return nullptr;
   }
 }
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { velmora::FreeAligned(block); }
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept {
+  velmora::FreeAligned(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { velmora::FreeAligned(block); }
+[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept {
+  velmora::FreeAligned(block);
+}
 [[gnu::noinline]] void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  std::free(block);
+  velmora::FreeAligned(block);
 }
 
 namespace velmora::testing {
@@ -252,5 +254,3 @@ TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
 
 }  // namespace
 }  // namespace velmora::testing
-
-#endif

@@ -59,8 +59,10 @@ class TestFace : public NativeFace {
     NativeFace::DialogClosed(window);
     std::erase(open, &window);
   }
+  void ShowHelp() override { ++helps; }
   std::vector<std::string> sentences;
   std::vector<DialogWindow*> open;
+  int helps = 0;
 };
 
 // The same without windows.
@@ -77,7 +79,7 @@ SessionOptions Options() {
   return options;
 }
 
-// What happens once a modal window stands: called from its own message loop.
+// Called once a modal window is open, from its own message loop.
 std::function<void(HWND)> whenModal;
 void CALLBACK LookForModal(HWND, UINT, UINT_PTR timer, DWORD) {
   const HWND active = GetActiveWindow();
@@ -121,8 +123,8 @@ const wchar_t* ExpectedClass(int controlClass) {
       return L"Static";
     case vlm::kIntegerEdit:
     case vlm::kRealEdit:
-    case vlm::kValueEdit:
       return L"Edit";
+    case vlm::kValueEdit:
     case vlm::kDropDown:
       return L"ComboBox";
     case vlm::kTab:
@@ -144,7 +146,7 @@ void ExpectControlsOf(const vlm::DialogTemplate& expected, HWND container, const
                       int pageIndex) {
   HWND child = GetWindow(container, GW_CHILD);
   for (int index = 0; index < expected.controlCount; ++index, child = GetWindow(child, GW_HWNDNEXT)) {
-    // The pages stand behind the tab control that they belong to.
+    // The pages follow the tab control that they belong to.
     while (child != nullptr && ClassOf(child) == L"#32770") child = GetWindow(child, GW_HWNDNEXT);
     const vlm::ControlTemplate& control = expected.controls[index];
     SCOPED_TRACE(std::string(expected.caption) + ", control " + std::to_string(control.id));
@@ -160,7 +162,7 @@ void ExpectControlsOf(const vlm::DialogTemplate& expected, HWND container, const
     EXPECT_NEAR(found.left, place.left, 1);
     EXPECT_NEAR(found.top, place.top, 1);
     EXPECT_NEAR(found.right, place.right, 1);
-    if (control.controlClass != vlm::kDropDown) {
+    if (control.controlClass != vlm::kDropDown && control.controlClass != vlm::kValueEdit) {
       EXPECT_NEAR(found.bottom, place.bottom, 1);
     }
     const auto& states = dialog.Controls();
@@ -218,7 +220,8 @@ struct NativeDialogs : ::testing::Test {
                    reinterpret_cast<LPARAM>(&item));
       EXPECT_EQ(Utf8(caption), TemplateOf(id).caption);
       ExpectControlsOf(TemplateOf(id), Window().PageHandle(static_cast<std::size_t>(page)), Dialog(), page);
-      EXPECT_EQ(IsWindowVisible(Window().PageHandle(static_cast<std::size_t>(page))) != FALSE, page == 0);
+      EXPECT_EQ(IsWindowVisible(Window().PageHandle(static_cast<std::size_t>(page))) != FALSE,
+                page == Dialog().SelectedPage());
       ++page;
     }
     EXPECT_EQ(SendMessageW(Control(vlmfsl::kControlTabs), TCM_GETITEMCOUNT, 0, 0), page);
@@ -365,6 +368,133 @@ TEST_F(NativeDialogs, APersonRunsAnAnalysis) {
   KillTimer(nullptr, timer);
   EXPECT_EQ(step, 4);
   session.ThrowKept();
+}
+
+// A user who leaves the results finds the choices again, in both analyses.
+TEST_F(NativeDialogs, LeavingTheResultsLeadsBackToTheChoices) {
+  struct Row {
+    const char* name;
+    AutomationClient (Session::*start)();
+    const char* variables;
+    const char* factorCodes;
+    int startupTemplate, resultsTemplate;
+  };
+  const Row rows[] = {
+      {"feature selection", &Session::StartFeatureSelection, "1 | 2 | 3-4 | 5", nullptr,
+       vlmfsl::kStartupTemplate, vlmfsl::kResultsTemplate},
+      {"screening", &Session::StartScreening, "1 |  |  | 5 | 3-4", "0 1 2", vlmfsl::kScreeningStartupTemplate,
+       vlmfsl::kScreeningResultsTemplate},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const AutomationClient startup = (session.*row.start)();
+    startup.Put("Variables", row.variables);
+    if (row.factorCodes != nullptr) startup.Put("FactorCodes", row.factorCodes);
+    const std::string chosen = startup.Get("Variables").AsText();
+    ASSERT_EQ(startup.Call("OK").AsInt(), 1);
+    ASSERT_EQ(Dialog().TemplateId(), row.resultsTemplate);
+    SendMessageW(Window().Handle(), WM_CLOSE, 0, 0);
+    ASSERT_EQ(face.open.size(), 1u);
+    EXPECT_EQ(Dialog().TemplateId(), row.startupTemplate);
+    EXPECT_EQ(session.StartupDialog().Get("Variables").AsText(), chosen);
+    // And from there out.
+    SendMessageW(Window().Handle(), WM_CLOSE, 0, 0);
+    EXPECT_TRUE(face.open.empty());
+  }
+}
+
+TEST_F(NativeDialogs, DisabledFieldsAndTheirLabelsLookDisabledAndTheHelpKeyHelps) {
+  session.StartFeatureSelection();
+  const HWND edit = Control(vlmfsl::kControlDependentCuts);
+  ASSERT_FALSE(IsWindowEnabled(edit));
+  const HDC device = GetDC(edit);
+  const LRESULT brush = SendMessageW(GetParent(edit), WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(device),
+                                     reinterpret_cast<LPARAM>(edit));
+  EXPECT_EQ(brush, reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_BTNFACE)));
+  EXPECT_EQ(GetTextColor(device), GetSysColor(COLOR_GRAYTEXT));
+  ReleaseDC(edit, device);
+  SendMessageW(Window().Handle(), WM_HELP, 0, 0);
+  EXPECT_EQ(face.helps, 1);
+  session.EndAnalysis();
+}
+
+// Good and bad codes are chosen from the values of the response, which are shown with their labels.
+TEST_F(NativeDialogs, ValueEditsOfferTheValuesOfTheirVariable) {
+  Table table = ProcessTable();
+  table.Variable(2).labels = {{0, "reject"}, {1, "first choice"}};
+  session.SetTable(std::move(table));
+  session.StartScreening().Put("Variables", " |  | 2 | 5 | 3-4");
+  const HWND good = Control(vlmfsl::kControlGoodCode);
+  ASSERT_TRUE(IsWindowEnabled(good));
+  const auto notify = [&](int code) {
+    SendMessageW(GetParent(good), WM_COMMAND, MAKEWPARAM(GetDlgCtrlID(good), code),
+                 reinterpret_cast<LPARAM>(good));
+  };
+  notify(CBN_DROPDOWN);
+  ASSERT_EQ(SendMessageW(good, CB_GETCOUNT, 0, 0), 2);
+  wchar_t text[64] = {};
+  SendMessageW(good, CB_GETLBTEXT, 1, reinterpret_cast<LPARAM>(text));
+  EXPECT_EQ(Utf8(text), "1 - first choice");
+  SendMessageW(good, CB_SETCURSEL, 1, 0);
+  notify(CBN_SELCHANGE);
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+  EXPECT_EQ(Utf8(TextOf(good)), "1");
+  EXPECT_EQ(Dialog().Find(vlmfsl::kControlGoodCode)->text, "1");
+  session.EndAnalysis();
+}
+
+int listMessages = 0;
+WNDPROC listProcedure = nullptr;
+LRESULT CALLBACK CountListMessages(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message >= LB_ADDSTRING && message < LB_MSGMAX) ++listMessages;
+  return CallWindowProcW(listProcedure, window, message, wParam, lParam);
+}
+
+// The work of a typed range does not grow with its length.
+TEST(VariableLists, ThousandsOfVariablesTypedAsARangeAreSelectedAtOnce) {
+  constexpr int kCount = 5001;
+  Table table;
+  for (int number = 1; number <= kCount; ++number) {
+    Column column;
+    column.name = "variable_with_a_long_name_" + std::to_string(number);
+    column.measurement = Measurement::kContinuous;
+    table.columns.push_back(std::move(column));
+  }
+  std::vector<VariableListQuestion> lists(2);
+  lists[0].caption = "Dependent";
+  lists[0].maximumCount = 1;
+  lists[1].caption = "Predictors";
+  lists[1].maximumCount = kCount;
+  WhenModal([&](HWND modal) {
+    const HWND box = GetDlgItem(modal, 201);
+    EXPECT_EQ(SendMessageW(box, LB_GETCOUNT, 0, 0), kCount);
+    EXPECT_GT(SendMessageW(box, LB_GETHORIZONTALEXTENT, 0, 0), 100) << "long names can be scrolled";
+    listProcedure = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(box, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(CountListMessages)));
+    listMessages = 0;
+    SetDlgItemTextW(modal, 301, L"2-5001");
+    EXPECT_LT(listMessages, 20);
+    EXPECT_EQ(SendMessageW(box, LB_GETSELCOUNT, 0, 0), kCount - 1);
+    // Names are found by a part of them, in any case of letters, and what is chosen stays chosen.
+    SetDlgItemTextW(modal, 401, L"NAME_4999");
+    EXPECT_EQ(SendMessageW(box, LB_GETCOUNT, 0, 0), 1);
+    EXPECT_EQ(SendMessageW(box, LB_GETSELCOUNT, 0, 0), 1);
+    SetDlgItemTextW(modal, 401, L"");
+    SetDlgItemTextW(modal, 301, L"");
+    SetDlgItemTextW(modal, 401, L"name_499");
+    SendDlgItemMessageW(modal, 501, BM_CLICK, 0, 0);
+    EXPECT_EQ(Utf8(TextOf(GetDlgItem(modal, 301))), "499 4990-4999");
+    SetDlgItemTextW(modal, 300, L"1");
+    SetWindowLongPtrW(box, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(listProcedure));
+    SendDlgItemMessageW(modal, IDOK, BM_CLICK, 0, 0);
+  });
+  const HWND owner = CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 10, 10, nullptr,
+                                     nullptr, nullptr, nullptr);
+  EXPECT_TRUE(AskVariableListsNatively(owner, table, "Variables", lists));
+  DestroyWindow(owner);
+  EXPECT_THAT(lists[0].variables, ElementsAre(1));
+  EXPECT_EQ(lists[1].variables.size(), 11u);
 }
 
 }  // namespace

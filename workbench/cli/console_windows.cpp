@@ -6,6 +6,7 @@
 #include <string>
 
 #include "workbench/cli/console_system.h"
+#include "workbench/cli/console_windows.h"
 #include "workbench/system/text_windows.h"
 
 namespace velmora {
@@ -14,7 +15,8 @@ namespace {
 std::atomic<bool> interrupted = false;
 std::atomic<void (*)()> callOnInterruption = nullptr;
 
-// Called on a thread of its own. The second request goes to the system's handler, which ends the process.
+// The system calls this on a thread of its own. It leaves the second request to the default handler, which ends
+// the process.
 BOOL WINAPI OnInterruption(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
   const bool again = interrupted.exchange(true);
@@ -32,7 +34,7 @@ bool IsConsole(HANDLE handle) {
   return GetConsoleMode(handle, &mode) != 0;
 }
 
-// Escape sequences: for colours and the progress bar.
+// Escape sequences draw colours and the progress bar.
 bool UnderstandsEscapes(HANDLE handle) {
   DWORD mode = 0;
   return GetConsoleMode(handle, &mode) != 0 &&
@@ -55,7 +57,7 @@ int LastErrorNumber() {
   }
 }
 
-// A console takes characters, whatever its code page.
+// A console takes UTF-16, whatever its code page.
 int WriteToConsole(HANDLE console, std::string_view bytes) {
   const std::wstring text = Utf16Of(bytes);
   for (std::size_t at = 0; at < text.size();) {
@@ -78,8 +80,29 @@ bool WasInterrupted() { return interrupted; }
 void ForgetInterruption() { interrupted = false; }
 void CallOnInterruption(void (*function)()) { callOnInterruption = function; }
 
+namespace {
+
+std::atomic<bool> errorsInBoxes = false;
+
+int ShowInBox(std::string_view text) {
+  MessageBoxW(nullptr, Utf16Of(text).c_str(), L"Velmora", MB_OK | MB_ICONEXCLAMATION);
+  return 0;
+}
+
+}  // namespace
+
+void ShowErrorsInBoxes() { errorsInBoxes = true; }
+
+bool OwnsConsole() {
+  DWORD processes[2] = {};
+  return GetConsoleProcessList(processes, 2) == 1 && IsConsole(HandleOf(StandardStream::kOutput)) &&
+         IsConsole(HandleOf(StandardStream::kError));
+}
+
 int WriteAll(StandardStream stream, std::string_view bytes) {
   HANDLE const handle = HandleOf(stream);
+  const bool absent = handle == nullptr || handle == INVALID_HANDLE_VALUE;
+  if (absent && stream == StandardStream::kError && errorsInBoxes) return ShowInBox(bytes);
   if (IsConsole(handle)) return WriteToConsole(handle, bytes);
   while (!bytes.empty()) {
     constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;

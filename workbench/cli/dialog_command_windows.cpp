@@ -1,47 +1,51 @@
-// velmora dialog: reads the data, opens the analysis's startup dialog and shows what its buttons make.
+// velmora dialog: opens the start window, reads the data, runs analyses in dialogs and shows what they make.
 #include "workbench/cli/dialog_command_windows.h"
 
 #include <windows.h>
-// after windows.h
-#include <shellapi.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <memory>
+#include <optional>
 
-#include "contract/com/values.h"
 #include "workbench/cli/analysis_run.h"
-#include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
-#include "workbench/cli/output_files.h"
 #include "workbench/cli/variable_choice.h"
-#include "workbench/documents/writers.h"
+#include "workbench/data/save.h"
+#include "workbench/documents/presentation.h"
+#include "workbench/system/system.h"
 #include "workbench/windows/apartment_windows.h"
+#include "workbench/windows/dialog_help.h"
 #include "workbench/windows/native_face.h"
+#include "workbench/windows/recent_files.h"
+#include "workbench/windows/results_page.h"
+#include "workbench/windows/start_window.h"
 
 namespace velmora {
 
-const char kDialogHelp[] = R"(velmora dialog sets up an analysis in its dialogs.
+const char kDialogHelp[] = R"(velmora dialog runs analyses in dialogs.
 
-Usage: velmora dialog ANALYSIS DATA [OPTIONS]
+Usage: velmora dialog [ANALYSIS] [DATA] [OPTIONS]
 
-ANALYSIS is feature-selection or screen. Each button of the results dialog adds its output to one page,
-which is shown in the browser; the page is kept in --out DIR, else in the folder for temporary files.
-The analysis ends with the Cancel button of its startup dialog.
+ANALYSIS is feature-selection or screen: its startup dialog opens at once. Without it, and without DATA, the
+start window opens data and starts analyses. Each button of a results dialog adds its output to one page in the
+browser. Closing the start window ends the program; it asks before changed data are lost. F1 is help.
 
 Data:
   --missing-text TEXT      texts that mean a missing value
   --missing NAME=CODE      the missing-data code of a variable
-  --continuous NAMES       take these variables as continuous
-  --categorical NAMES      take these variables as categorical
-  --delimiter CHARACTER    between the fields of a text file
-  --select EXPRESSION      use the cases for which it is true
-  --exclude EXPRESSION     leave out the cases for which it is true
+  --continuous NAMES       treat these variables as continuous
+  --categorical NAMES      treat these variables as categorical
+  --delimiter CHARACTER    field separator of a text file (default: detected)
+  --select EXPRESSION      use the cases for which EXPRESSION is true
+  --exclude EXPRESSION     drop the cases for which EXPRESSION is true
   --weight NAME            weight the cases by a variable
 
 Results:
-  --out DIR                where the page is kept
-  --no-browser             write the page, show it not
+  --out DIR                folder for the page (default: the folder for temporary files)
+  --no-browser             write the page without opening it
 
   --module FILE            the analysis module
   --log FILE               append what the module logs to FILE (default: VELMORA_LOG)
@@ -59,81 +63,208 @@ struct CommandOptions {
   bool noBrowser = false;
 };
 
-CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
+bool IsAnalysis(const std::string& word) { return word == "feature-selection" || word == "screen"; }
+
+CommandOptions ParseOptions(std::vector<std::string> arguments) {
   CommandOptions options;
-  if (arguments.empty() || (arguments.front() != "feature-selection" && arguments.front() != "screen")) {
-    throw UsageError(
-        "Name the analysis first: velmora dialog feature-selection DATA or velmora dialog screen DATA.");
+  if (!arguments.empty() && IsAnalysis(arguments.front())) {
+    options.analysis = arguments.front();
+    arguments.erase(arguments.begin());
   }
-  options.analysis = arguments.front();
   CommandParser parser;
   options.data.AddTo(parser);
   options.cases.AddTo(parser);
   options.module.AddTo(parser);
   parser.Text("--out", options.folder);
   parser.Flag("--no-browser", options.noBrowser);
-  parser.Parse({arguments.begin() + 1, arguments.end()});
-  if (options.data.path.empty()) throw UsageError("DATA is missing: name the data file.");
+  parser.Parse(arguments);
+  if (options.data.path.empty() && !options.analysis.empty())
+    throw UsageError("DATA is missing: velmora dialog " + options.analysis + " needs the data file.");
   return options;
 }
 
-// The page of everything that the analysis has made, written anew and shown whenever there is more of it.
-class ResultsPage {
- public:
-  ResultsPage(const CommandOptions& options, Session& session)
-      : folder_(options.folder.empty() ? std::filesystem::temp_directory_path() / "velmora"
-                                       : std::filesystem::path(vlmcom::Utf16(options.folder))),
-        fileName_((options.analysis == "screen" ? "screening-" : "feature_selection-") +
-                  std::to_string(GetCurrentProcessId()) + ".html"),
-        show_(!options.noBrowser),
-        session_(session) {}
+// The parts of a table that analyses change: its variables and its bundles.
+struct TableState {
+  explicit TableState(const Table& table) : bundles(table.bundles) {
+    for (const Column& column : table.columns) variables.push_back(column.name);
+  }
+  bool IsThatOf(const Table& table) const {
+    return std::equal(variables.begin(), variables.end(), table.columns.begin(), table.columns.end(),
+                      [](const std::string& name, const Column& column) { return name == column.name; }) &&
+           std::equal(bundles.begin(), bundles.end(), table.bundles.begin(), table.bundles.end(),
+                      [](const VariableBundle& a, const VariableBundle& b) {
+                        return a.name == b.name && a.variableNumbers == b.variableNumbers;
+                      });
+  }
+  std::vector<std::string> variables;
+  std::vector<VariableBundle> bundles;
+};
 
-  void Update() {
-    const std::size_t count = session_.Documents().Documents().size();
-    if (count == shown_) return;
-    shown_ = count;
-    OutputFiles files(folder_);
-    files.Add(fileName_, WriteHtml(session_.Documents()));
-    const std::filesystem::path path = files.Commit().front();
-    if (show_) ShellExecuteW(nullptr, L"open", path.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
+class Workspace;
+
+// Messages go to the results too, beside the outputs that they are about.
+class WorkspaceFace final : public NativeFace {
+ public:
+  Workspace* workspace = nullptr;
+  void Message(std::string_view text) override;
+  bool MayReplaceData() override;
+  void ShowHelp() override;
+};
+
+// The session behind the start window: its data, what of them is not saved, its results.
+class Workspace final : public StartCommands {
+ public:
+  Workspace(const CommandOptions& options, const SessionOptions& sessionOptions)
+      : session_(face_, sessionOptions),
+        page_(session_, PathOf(options.folder), !options.noBrowser),
+        start_(std::make_unique<StartWindow>(*this)),
+        saved_(session_.Data()) {
+    face_.workspace = this;
+    face_.SetMainWindow(start_->Handle());
+    ShowState();
   }
 
+  void TakeData(Table table, const CommandOptions& options) {
+    const int weight = ChooseWeight(table, options.cases.weight);
+    session_.SetTable(std::move(table));
+    ApplyCases(session_, weight, options.cases);
+    DataWereOpened();
+  }
+
+  void Run() {
+    face_.Run([this] {
+      try {
+        session_.ThrowKept();
+        AfterMessage();
+      } catch (const std::exception& error) {
+        // The windows stay as they are, so the user can choose otherwise and go on.
+        ShowFailure(error.what());
+      }
+    });
+  }
+
+  // --- StartCommands
+  void OpenData() override {
+    if (!MayReplaceData()) return;
+    if (const auto path = face_.ChooseDataFile(start_->Handle())) Open(*path);
+  }
+  void OpenData(const std::string& path) override {
+    if (MayReplaceData()) Open(path);
+  }
+  void StartFeatureSelection() override { session_.StartFeatureSelection(); }
+  void StartScreening() override { session_.StartScreening(); }
+  void SaveData() override { Save(); }
+  void ShowResults() override { page_.Open(); }
+  void ShowHelp() override { ShowHelpPage(); }
+  bool IsReady() const override { return face_.IsReady(); }
+  bool MayClose() override { return MayReplaceData(); }
+  void ShowFailure(std::string_view sentence) override {
+    face_.ShowMessage(sentence, MB_OK | MB_ICONEXCLAMATION);
+  }
+
+  // Asks when the data have bundles or variables that no file holds. False for Cancel.
+  bool MayReplaceData() {
+    if (IsSaved()) return true;
+    const int answer = face_.ShowMessage(
+        "The data have new variables or bundles that are not saved. Save the data to a file?",
+        MB_YESNOCANCEL | MB_ICONQUESTION);
+    return answer == IDNO || (answer == IDYES && Save());
+  }
+  Session& GetSession() { return session_; }
+
  private:
-  std::filesystem::path folder_;
-  std::string fileName_;
-  bool show_;
-  Session& session_;
-  std::size_t shown_ = 0;
+  bool IsSaved() const { return saved_.IsThatOf(session_.Data()); }
+
+  void Open(const std::string& path) {
+    session_.Application().Call("Open", {path});
+    DataWereOpened();
+  }
+
+  void DataWereOpened() {
+    openFile_ = session_.Data().fileName;
+    saved_ = TableState(session_.Data());
+    RememberRecentFile(openFile_);
+    ShowState();
+  }
+
+  // False when the user cancelled.
+  bool Save() {
+    const auto path = face_.ChooseTableFile(start_->Handle(), session_.Data().fileName);
+    if (!path) return false;
+    SaveTable(session_.Data(), *path);
+    saved_ = TableState(session_.Data());
+    RememberRecentFile(*path);
+    ShowState();
+    return true;
+  }
+
+  void AfterMessage() {
+    // A dialog's own button opens data too.
+    if (session_.Data().fileName != openFile_) DataWereOpened();
+    if (page_.Update()) {
+      ShowState();
+      const std::size_t count = page_.DocumentCount();
+      face_.ShowStatus(std::to_string(count) + (count == 1 ? " output" : " outputs") + " in " + page_.File());
+    }
+    if (IsSaved() != savedShown_) ShowState();
+  }
+
+  void ShowState() {
+    StartState state;
+    const Table& table = session_.Data();
+    savedShown_ = IsSaved();
+    if (table.VariableCount() > 0) {
+      state.data = PathOf(table.fileName).filename().string() + ": " + GroupedDigits(table.caseCount) +
+                   (table.caseCount == 1 ? " case, " : " cases, ") + GroupedDigits(table.VariableCount()) +
+                   (table.VariableCount() == 1 ? " variable" : " variables") +
+                   (savedShown_ ? "" : " (changed, not saved)");
+    }
+    state.recentFiles = ReadRecentFiles();
+    state.resultsFile = page_.File();
+    start_->Show(state);
+  }
+
+  WorkspaceFace face_;
+  Session session_;
+  ResultsPage page_;
+  std::unique_ptr<StartWindow> start_;
+  TableState saved_;
+  bool savedShown_ = true;
+  std::string openFile_;
 };
+
+void WorkspaceFace::Message(std::string_view text) {
+  if (workspace != nullptr) workspace->GetSession().Documents().AddNotice(text);
+  NativeFace::Message(text);
+}
+
+bool WorkspaceFace::MayReplaceData() { return workspace == nullptr || workspace->MayReplaceData(); }
+
+void WorkspaceFace::ShowHelp() {
+  try {
+    ShowHelpPage();
+  } catch (const std::exception& error) {
+    ShowMessage(error.what(), MB_OK | MB_ICONEXCLAMATION);
+  }
+}
 
 }  // namespace
 
 int RunDialogCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPeople);
-  Table table = LoadTable(options.data);
-  const int weight = ChooseWeight(table, options.cases.weight);
+  std::optional<Table> table;
+  if (!options.data.path.empty()) table = LoadTable(options.data);
 
   const ComApartment apartment;  // the system's file dialogs and the opening of the browser are built on COM
-  NativeFace face;
-  Session session(face, sessionOptions);
-  session.SetTable(std::move(table));
-  ApplyCases(session, weight, options.cases);
-  ResultsPage page(options, session);
+  Workspace workspace(options, sessionOptions);
+  if (table) workspace.TakeData(std::move(*table), options);
   if (options.analysis == "screen") {
-    session.StartScreening();
-  } else {
-    session.StartFeatureSelection();
+    workspace.StartScreening();
+  } else if (!options.analysis.empty()) {
+    workspace.StartFeatureSelection();
   }
-  face.Run([&] {
-    try {
-      session.ThrowKept();
-      page.Update();
-    } catch (const std::exception& error) {
-      // The dialogs stay as they are: a person can choose otherwise and go on.
-      face.Tell(error.what(), MB_ICONEXCLAMATION);
-    }
-  });
+  workspace.Run();
   return kExitDone;
 }
 

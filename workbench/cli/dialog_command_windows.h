@@ -1,4 +1,4 @@
-// velmora dialog: an analysis in the system's own windows.
+// velmora dialog: analyses in the system's own windows.
 #pragma once
 
 #include <string>
@@ -7,6 +7,7 @@
 namespace velmora {
 
 extern const char kDialogHelp[];
+// Without arguments: the start window, from which everything else is reached.
 int RunDialogCommand(const std::vector<std::string>& arguments);
 
 }  // namespace velmora

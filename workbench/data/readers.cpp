@@ -13,6 +13,7 @@
 
 #include "workbench/data/atomic_file.h"
 #include "workbench/data/field_parser.h"
+#include "workbench/data/file_kinds.h"
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
@@ -22,6 +23,8 @@
 namespace velmora {
 
 namespace {
+
+constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
 
 std::string LowerExtension(const std::string& path) {
   std::string extension = PathOf(path).extension().string();
@@ -54,13 +57,20 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
   if (IsForeignExtension(extension))
     return ReadForeignFile(path, extension, options, LimitsFor(std::filesystem::file_size(PathOf(path))),
                            table, warnings);
-  throw DataError("The ending of " + path +
-                  " does not say what kind of file it is; known endings are .csv .tsv .txt .parquet .json "
-                  ".jsonl .ndjson .sav .zsav .por .sas7bdat "
-                  ".xpt .dta.");
+  std::string known;
+  for (const std::string& ending : ReadableExtensions()) known += " " + ending;
+  throw DataError("The ending of " + path + " does not say what kind of file it is; known endings are" +
+                  known + ".");
 }
 
 }  // namespace
+
+std::vector<std::string> ReadableExtensions() {
+  std::vector<std::string> known = {".csv", ".tsv", ".txt", ".parquet", ".json", ".jsonl", ".ndjson"};
+  if (ReadsStatisticalPackages())
+    known.insert(known.end(), std::begin(kStatExtensions), std::end(kStatExtensions));
+  return known;
+}
 
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings) {

@@ -87,4 +87,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code);
 // variable.
 std::int64_t ApplyMissingOption(Table& table, std::string_view option);
 
+// Whether this build reads SPSS, SAS and Stata files.
+[[nodiscard]] bool ReadsStatisticalPackages();
+
 }  // namespace velmora

@@ -1,5 +1,6 @@
 // Takes the place of readstat_reader.cpp in builds without ReadStat.
 #include "workbench/data/foreign_file.h"
+#include "workbench/data/readers.h"
 
 namespace velmora {
 
@@ -8,5 +9,7 @@ void ReadStatFile(const ForeignFile& file, RowSink&) {
                   ": SPSS, SAS and Stata files are not read by this build of velmora; save the data as .csv "
                   "or .parquet.");
 }
+
+bool ReadsStatisticalPackages() { return false; }
 
 }  // namespace velmora

@@ -11,6 +11,7 @@
 #include "workbench/data/date_text.h"
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/field_parser.h"
+#include "workbench/data/file_kinds.h"
 #include "workbench/data/table_sidecar.h"
 #include "workbench/system/system.h"
 
@@ -301,6 +302,8 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
 void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write) {
   WriteDelimited(table, ',', [&](std::string_view bytes, double) { write(bytes); });
 }
+
+std::vector<std::string> WritableExtensions() { return {".csv", ".parquet", ".tsv"}; }
 
 void SaveTable(const Table& table, const std::string& path, const SaveTableOptions& options) {
   const std::string& shown = options.shownPath.empty() ? path : options.shownPath;

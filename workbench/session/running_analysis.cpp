@@ -86,8 +86,10 @@ bool RunningAnalysis::RunDeferred() {
     notes_.startupSettings = SettingsOf(kStartupStep);
     notes_.notices = core_.said;
   }
+  const bool leavesResults = leaving->step == kResultsStep;
   dialogs_.erase(leaving);
-  const int step = *window->RequestedStep();
+  int step = *window->RequestedStep();
+  if (leavesResults && step == 0 && core_.face.ReturnsToStartup()) step = kStartupStep;
   window->Close(step);
   if (!GoTo(step) && dialogs_.empty() && !ended_) {
     // Without an open dialog the analysis cannot be continued.

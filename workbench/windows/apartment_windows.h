@@ -1,4 +1,4 @@
-// The calling thread's part in COM, for as long as the object lives: a single-threaded apartment, as windows want it.
+// Initialises COM on the calling thread while the object lives: a single-threaded apartment, which windows need.
 #pragma once
 
 #include <windows.h>

@@ -1,5 +1,4 @@
-// A dialog template in memory, as the system's dialog functions take it, in the font that the user's system shows
-// its own messages in.
+// A dialog template in memory for the system's dialog functions, in the user's message font.
 #pragma once
 
 #include <windows.h>
@@ -10,17 +9,17 @@
 
 namespace velmora {
 
-// Dialog units.
+// A position and a size in dialog units.
 struct DialogPlace {
   int x = 0, y = 0, width = 0, height = 0;
 };
 
 class NativeTemplate {
  public:
-  // style: besides WS_VISIBLE as the system wants it; the font is set here.
+  // DS_SETFONT is added to style.
   NativeTemplate(std::wstring_view caption, int width, int height, DWORD style, DWORD extendedStyle = 0);
 
-  // In tab order. windowClass: "BUTTON", "EDIT", ...; the control is a child, visible when the style says so.
+  // Adds a child control; the order of the calls is the tab order. windowClass: "BUTTON", "EDIT" ...
   void Add(int id, const wchar_t* windowClass, std::wstring_view caption, DWORD style, DialogPlace place);
 
   const DLGTEMPLATE* Data() const { return reinterpret_cast<const DLGTEMPLATE*>(words_.data()); }

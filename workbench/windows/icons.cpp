@@ -19,7 +19,7 @@ HBITMAP Draw(HDC screen, bool mask, std::span<const POINT> shape, bool ring) {
   const HBITMAP bitmap =
       mask ? CreateBitmap(kSize, kSize, 1, 1, nullptr) : CreateCompatibleBitmap(screen, kSize, kSize);
   const HGDIOBJ before = SelectObject(device, bitmap);
-  // In a mask, white is what shines through.
+  // White pixels of a mask are transparent.
   const RECT all = {0, 0, kSize, kSize};
   FillRect(device, &all, static_cast<HBRUSH>(GetStockObject(mask ? WHITE_BRUSH : BLACK_BRUSH)));
   const COLORREF colour = mask ? RGB(0, 0, 0) : GetSysColor(COLOR_BTNTEXT);
@@ -40,6 +40,14 @@ HBITMAP Draw(HDC screen, bool mask, std::span<const POINT> shape, bool ring) {
 }
 
 }  // namespace
+
+HICON MakeProgramIcon() {
+  constexpr int kProgramIcon = 2;  // of velmora.rc
+  const HANDLE loaded =
+      LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(kProgramIcon), IMAGE_ICON, 0, 0, LR_DEFAULTSIZE);
+  // A program without the resource, such as a test, has the system's icon.
+  return loaded != nullptr ? static_cast<HICON>(loaded) : CopyIcon(LoadIconW(nullptr, IDI_APPLICATION));
+}
 
 HICON MakeButtonIcon(int controlId) {
   if (controlId != kCaseSelectionButton && controlId != kCaseWeightButton) return nullptr;

@@ -33,7 +33,7 @@ bool ModalDialog::Run(HWND owner) {
   const INT_PTR answer = DialogBoxIndirectParamW(GetModuleHandleW(nullptr), template_.Data(), owner,
                                                  Procedure, reinterpret_cast<LPARAM>(this));
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-  if (answer < 0) throw std::runtime_error("The system shows no dialog.");
+  if (answer < 0) throw std::runtime_error("The system cannot show the dialog.");
   return answer == IDOK;
 }
 

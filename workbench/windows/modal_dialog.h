@@ -1,4 +1,4 @@
-// A modal dialog of the workbench's own: built from a template in memory, run by the system's loop.
+// A modal dialog of the workbench itself: built from a template in memory, run by the system's loop.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +20,7 @@ class ModalDialog {
   bool Run(HWND owner);
 
  protected:
-  // Has an OK and a Cancel button in its lower right corner, below the height given here.
+  // OK and Cancel are in the lower right corner, below the height given here.
   ModalDialog(std::wstring_view caption, int width, int height);
   virtual ~ModalDialog() = default;
 
@@ -33,12 +33,12 @@ class ModalDialog {
   HWND Handle() const { return handle_; }
   std::string TextOf(int id) const;
   void SetText(int id, std::string_view text);
-  // Shows what is wrong with an entry and puts the keyboard there.
+  // Shows what is wrong with an entry and moves the keyboard focus there.
   void Complain(int id, std::string_view sentence);
 
   virtual void Fill() = 0;
   virtual void Command(int /*id*/, int /*code*/) {}
-  // Takes the entries; false to stay.
+  // Accepts the entries; false keeps the dialog open.
   virtual bool Accept() = 0;
 
  private:
@@ -48,7 +48,7 @@ class ModalDialog {
   int width_, height_;
   HWND handle_ = nullptr;
   bool filling_ = false;
-  std::exception_ptr failure_;  // nothing may pass through the system's loop
+  std::exception_ptr failure_;  // kept, since no exception may pass through the system's loop
 };
 
 }  // namespace velmora

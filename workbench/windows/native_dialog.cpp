@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 #include <stdexcept>
 
 #include "contract/com/values.h"
+#include "workbench/data/code_lists.h"
 #include "workbench/dialogs/edit_text.h"
 #include "workbench/windows/dialog_template.h"
 #include "workbench/windows/icons.h"
@@ -20,8 +22,9 @@ using vlmcom::Utf16;
 using vlmcom::Utf8;
 
 constexpr int kDataLineId = 0x7FF0;
-constexpr int kDataLineHeight = 12;  // dialog units
-// What every version of the common controls takes.
+constexpr UINT kShowControlMessage = WM_APP;  // to the window itself; wParam: index of the control
+constexpr int kDataLineHeight = 12;           // dialog units
+// The size that every version of the common controls accepts.
 constexpr UINT kToolSize = offsetof(TTTOOLINFOW, lpReserved);
 constexpr COLORREF kErrorColour = RGB(255, 225, 222);
 constexpr COLORREF kAttributeColour = RGB(0, 64, 160);
@@ -40,7 +43,7 @@ constexpr ControlStyle kControlStyles[] = {
     {vlm::kListCaption, L"STATIC", SS_LEFTNOWORDWRAP | SS_NOPREFIX | SS_ENDELLIPSIS},
     {vlm::kIntegerEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
     {vlm::kRealEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
-    {vlm::kValueEdit, L"EDIT", ES_AUTOHSCROLL | WS_BORDER},
+    {vlm::kValueEdit, L"COMBOBOX", CBS_DROPDOWN | CBS_AUTOHSCROLL | WS_VSCROLL},
     {vlm::kDropDown, L"COMBOBOX", CBS_DROPDOWNLIST | WS_VSCROLL},
     {vlm::kTab, WC_TABCONTROLW, WS_CLIPSIBLINGS},
     {vlm::kIconButton, L"BUTTON", BS_PUSHBUTTON},
@@ -53,13 +56,15 @@ const ControlStyle& StyleOf(vlm::ControlClass controlClass) {
   return found == std::end(kControlStyles) ? kControlStyles[0] : *found;
 }
 
-bool IsEdit(const Control& control) {
-  return control.controlClass >= vlm::kIntegerEdit && control.controlClass <= vlm::kValueEdit;
+// A value edit is a combo box: its list offers the values of its variable.
+bool HasList(const Control& control) {
+  return control.controlClass == vlm::kDropDown || control.controlClass == vlm::kValueEdit;
 }
 
-// What a control shows: its text when it has one, else its template's caption without the icon's mark.
+// The text of a control, or when it has none the caption of its template without the icon's mark.
 std::wstring ShownText(const Control& control) {
-  return Utf16(control.text.empty() && !IsEdit(control) ? CaptionWithoutIcon(control.caption) : control.text);
+  return Utf16(control.text.empty() && !control.IsEdit() ? CaptionWithoutIcon(control.caption)
+                                                         : control.text);
 }
 
 std::wstring TextOfHandle(HWND handle) {
@@ -68,7 +73,7 @@ std::wstring TextOfHandle(HWND handle) {
   return text;
 }
 
-// Setting what is there already would move the caret and flicker.
+// Sets a text only where it differs: setting it again would move the caret and flicker.
 void SetTextIfOther(HWND handle, const std::wstring& text) {
   if (TextOfHandle(handle) != text) SetWindowTextW(handle, text.c_str());
 }
@@ -90,14 +95,21 @@ void FillItems(HWND list, const Control& control) {
   SendMessageW(list, CB_SETCURSEL, static_cast<WPARAM>(control.selectedItem), 0);
 }
 
+bool IsHighContrast() {
+  HIGHCONTRASTW setting{};
+  setting.cbSize = sizeof setting;
+  return SystemParametersInfoW(SPI_GETHIGHCONTRAST, sizeof setting, &setting, 0) &&
+         (setting.dwFlags & HCF_HIGHCONTRASTON) != 0;
+}
+
 }  // namespace
 
-NativeDialog::NativeDialog(DialogWindow* dialog)
-    : dialog_(dialog), errorBrush_(CreateSolidBrush(kErrorColour)) {}
+NativeDialog::NativeDialog(DialogWindow* dialog, std::function<void()> showHelp)
+    : dialog_(dialog), showHelp_(std::move(showHelp)), errorBrush_(CreateSolidBrush(kErrorColour)) {}
 
-// The object is whole before the first window looks at it: when a later one cannot be made, the destructor takes the
-// others away.
-NativeDialog::NativeDialog(DialogWindow& dialog) : NativeDialog(&dialog) {
+// Delegates, so that the destructor runs and destroys the windows made so far when a later one cannot be made.
+NativeDialog::NativeDialog(DialogWindow& dialog, std::function<void()> showHelp)
+    : NativeDialog(&dialog, std::move(showHelp)) {
   updating_ = true;
   controls_.resize(dialog.Controls().size());
   handle_ = MakeContainer(-1, nullptr);
@@ -128,7 +140,7 @@ NativeDialog::~NativeDialog() {
 
 HWND NativeDialog::MakeContainer(int pageIndex, HWND parent) {
   const bool isPage = pageIndex >= 0;
-  // The dialog is as large as its controls need; the data line stands below them.
+  // The dialog is as large as its controls need; the data line is below them.
   int width = 0, height = 0;
   for (const Control& control : dialog_->Controls()) {
     if (control.pageIndex != pageIndex) continue;
@@ -148,10 +160,9 @@ HWND NativeDialog::MakeContainer(int pageIndex, HWND parent) {
     if (control.tabStop && control.controlClass != vlm::kGroupBox) style |= WS_TABSTOP;
     if (control.groupStart) style |= WS_GROUP;
     if (control.shown) style |= WS_VISIBLE;
-    const bool drops = control.controlClass == vlm::kDropDown;
-    description.Add(
-        control.id, row.windowClass, ShownText(control), style,
-        {control.x, control.y, control.width, control.height + (drops ? vlm::kDropDownListHeight : 0)});
+    description.Add(control.id, row.windowClass, ShownText(control), style,
+                    {control.x, control.y, control.width,
+                     control.height + (HasList(control) ? vlm::kDropDownListHeight : 0)});
   }
   if (!isPage) {
     description.Add(kDataLineId, L"STATIC", L"",
@@ -190,12 +201,12 @@ void NativeDialog::PlacePages() {
   SendMessageW(tabs_, TCM_ADJUSTRECT, FALSE, reinterpret_cast<LPARAM>(&area));
   HWND above = tabs_;
   for (const HWND page : pages_) {
-    // Behind the tab control in tab order, so that the keyboard goes from the tabs to the page in front.
+    // After the tab control in tab order, so that Tab goes from the tabs to the page in front.
     SetWindowPos(page, above, area.left, area.top, area.right - area.left, area.bottom - area.top,
                  SWP_NOACTIVATE);
     above = page;
   }
-  // The pages lie in front of the tab control that they follow.
+  // The pages cover the tab control that they follow.
   SetWindowLongPtrW(tabs_, GWL_STYLE, GetWindowLongPtrW(tabs_, GWL_STYLE) | WS_CLIPSIBLINGS);
 }
 
@@ -259,11 +270,11 @@ void NativeDialog::Show(std::size_t controlIndex) {
     ::ShowWindow(window, control.shown ? SW_SHOWNA : SW_HIDE);
   }
   if ((IsWindowEnabled(window) != FALSE) != control.enabled) {
-    // The keyboard does not stay where it can do nothing.
+    // A disabled control must not keep the keyboard.
     if (!control.enabled && GetFocus() == window) SendMessageW(handle_, WM_NEXTDLGCTL, 0, FALSE);
     ::EnableWindow(window, control.enabled);
   }
-  if (IsEdit(control)) {
+  if (control.IsEdit()) {
     InvalidateRect(window, nullptr, TRUE);
     if (control.error.empty() && window == balloonEdit_) HideBalloon();
   }
@@ -281,14 +292,35 @@ void NativeDialog::ShowSelectedPage() {
 }
 
 void NativeDialog::ShowDataLine() {
-  if (dialog_ != nullptr) SetTextIfOther(dataLine_, Utf16(dialog_->DataLine()));
+  if (dialog_ == nullptr) return;
+  const std::string separator = status_.empty() || dialog_->DataLine().empty() ? "" : "   |   ";
+  SetTextIfOther(dataLine_, Utf16(dialog_->DataLine() + separator + status_));
+}
+
+void NativeDialog::ShowStatus(const std::string& status) {
+  status_ = status;
+  ShowDataLine();
+}
+
+bool NativeDialog::TranslatePageKey(const MSG& message) {
+  if (message.message != WM_KEYDOWN || dialog_ == nullptr || pages_.size() < 2 || !IsWindowEnabled(handle_) ||
+      GetKeyState(VK_CONTROL) >= 0)
+    return false;
+  const bool isTab = message.wParam == VK_TAB;
+  if (!isTab && message.wParam != VK_PRIOR && message.wParam != VK_NEXT) return false;
+  const bool back = isTab ? GetKeyState(VK_SHIFT) < 0 : message.wParam == VK_PRIOR;
+  const int count = static_cast<int>(pages_.size());
+  dialog_->SelectPage((dialog_->SelectedPage() + (back ? count - 1 : 1)) % count);
+  ShowSelectedPage();
+  SetFocus(tabs_);
+  return true;
 }
 
 void NativeDialog::ShowEditError(int controlId, std::string_view text) {
   if (dialog_ == nullptr) return;
   const auto& all = dialog_->Controls();
   for (std::size_t index = 0; index < all.size(); ++index) {
-    if (all[index].id != controlId || !IsEdit(all[index])) continue;
+    if (all[index].id != controlId || !all[index].IsEdit()) continue;
     const HWND edit = controls_[index];
     HideBalloon();
     balloonEdit_ = edit;
@@ -309,7 +341,8 @@ void NativeDialog::ShowEditError(int controlId, std::string_view text) {
     } else {
       focusBeforeBlock_ = edit;
     }
-    SendMessageW(edit, EM_SETSEL, 0, -1);
+    const bool isList = all[index].controlClass == vlm::kValueEdit;
+    SendMessageW(edit, isList ? CB_SETEDITSEL : EM_SETSEL, 0, isList ? MAKELPARAM(0, -1) : -1);
     return;
   }
 }
@@ -371,6 +404,12 @@ INT_PTR NativeDialog::OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM
     case WM_CLOSE:
       dialog_->Press(kCancelButton);
       return TRUE;
+    case WM_HELP:
+      showHelp_();
+      return TRUE;
+    case kShowControlMessage:
+      Show(static_cast<std::size_t>(wParam));
+      return TRUE;
     case WM_CTLCOLORDLG:
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORBTN:
@@ -381,29 +420,41 @@ INT_PTR NativeDialog::OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM
   }
 }
 
-// Pages as the tab control paints its inside, lists in the colour of attributes, wrong edits in one that draws the
-// eye.
+// Pages have the colour of the inside of the tab control, list captions one of their own, edits with an error
+// one that is noticed. Under high contrast all colours are the system's.
 INT_PTR NativeDialog::ColourOf(HWND container, HDC device, HWND sender, UINT message) const {
-  const auto found = std::find(controls_.begin(), controls_.end(), sender);
+  // The field of a combo box is a window of its own.
+  auto found = std::find(controls_.begin(), controls_.end(), sender);
+  if (found == controls_.end()) found = std::find(controls_.begin(), controls_.end(), GetParent(sender));
   const Control* const control =
       found == controls_.end() ? nullptr
                                : &dialog_->Controls()[static_cast<std::size_t>(found - controls_.begin())];
   if (message == WM_CTLCOLOREDIT) {
-    if (control == nullptr || control->error.empty()) return 0;
+    if (control == nullptr || control->error.empty() || IsHighContrast()) return 0;
     SetBkColor(device, kErrorColour);
+    SetTextColor(device, RGB(0, 0, 0));
     return reinterpret_cast<INT_PTR>(errorBrush_);
+  }
+  // The system asks for a disabled edit's colours as for those of a static text.
+  if (control != nullptr && control->IsEdit()) {
+    SetBkColor(device, GetSysColor(COLOR_BTNFACE));
+    SetTextColor(device, GetSysColor(COLOR_GRAYTEXT));
+    return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));
   }
   const int background = container != handle_ && IsAppThemed() ? COLOR_WINDOW : COLOR_BTNFACE;
   SetBkColor(device, GetSysColor(background));
-  if (control != nullptr && control->controlClass == vlm::kListCaption && control->enabled) {
-    SetTextColor(device, kAttributeColour);
-  }
+  if (control == nullptr || IsHighContrast()) return reinterpret_cast<INT_PTR>(GetSysColorBrush(background));
+  if (control->controlClass == vlm::kListCaption && control->enabled) SetTextColor(device, kAttributeColour);
+  // A label looks as the edit that it precedes.
+  if (control->controlClass == vlm::kLabel && control != &dialog_->Controls().back() && control[1].IsEdit() &&
+      !control[1].enabled)
+    SetTextColor(device, GetSysColor(COLOR_GRAYTEXT));
   return reinterpret_cast<INT_PTR>(GetSysColorBrush(background));
 }
 
 void NativeDialog::OnCommand(int controlId, int code, HWND sender) {
   if (updating_) return;
-  // Escape asks for the cancel button, which may not be there.
+  // The escape key sends the cancel button's command, which the dialog may not have.
   if (sender == nullptr) {
     dialog_->Press(controlId);
     return;
@@ -412,20 +463,67 @@ void NativeDialog::OnCommand(int controlId, int code, HWND sender) {
   if (found == controls_.end()) return;
   const auto index = static_cast<std::size_t>(found - controls_.begin());
   const Control& control = dialog_->Controls()[index];
-  if (IsEdit(control)) {
-    if (code != EN_CHANGE) return;
-    const std::string text = Utf8(TextOfHandle(sender));
-    if (text == control.text && control.error.empty()) return;
-    dialog_->TypeText(controlId, text);
-  } else if (control.controlClass == vlm::kDropDown) {
+  if (control.controlClass == vlm::kValueEdit) {
+    if (code == CBN_DROPDOWN) return OfferValues(index);
+    if (code == CBN_SELCHANGE) return TakeValue(index);
+    if (code == CBN_EDITCHANGE) TakeText(index);
+    return;
+  }
+  if (control.IsEdit()) {
+    if (code == EN_CHANGE) TakeText(index);
+    return;
+  }
+  if (control.controlClass == vlm::kDropDown) {
     if (code != CBN_SELCHANGE) return;
     dialog_->ChooseItem(controlId, static_cast<int>(SendMessageW(sender, CB_GETCURSEL, 0, 0)));
   } else {
     if (code != BN_CLICKED) return;
     dialog_->Press(controlId);
   }
-  // The window may have shown what the runtime did not take.
+  // The window may show a state that the runtime has refused.
   if (dialog_ != nullptr) Show(index);
+}
+
+void NativeDialog::TakeText(std::size_t controlIndex) {
+  const Control& control = dialog_->Controls()[controlIndex];
+  const std::string text = Utf8(TextOfHandle(controls_[controlIndex]));
+  if (text == control.text && control.error.empty()) return;
+  dialog_->TypeText(control.id, text);
+  if (dialog_ != nullptr) Show(controlIndex);
+}
+
+// The values are those of the selected cases when the list is opened.
+void NativeDialog::OfferValues(std::size_t controlIndex) {
+  constexpr std::size_t kMostValues = 1000;  // more than anybody chooses from
+  const HWND list = controls_[controlIndex];
+  const int variable = dialog_->Controls()[controlIndex].valuesOf;
+  const bool wasUpdating = std::exchange(updating_, true);
+  const std::wstring text = TextOfHandle(list);
+  SendMessageW(list, CB_RESETCONTENT, 0, 0);
+  offeredValues_.clear();
+  if (variable > 0) {
+    const Column& column = dialog_->Data().Variable(variable);
+    for (const double value : dialog_->SelectedValues(variable)) {
+      if (offeredValues_.size() == kMostValues) break;
+      offeredValues_.push_back(PrintCodes(column, std::span(&value, 1)));
+      const std::string* const label = column.LabelOf(value);
+      const std::string shown =
+          offeredValues_.back() + (label == nullptr || label->empty() ? "" : " - " + *label);
+      SendMessageW(list, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Utf16(shown).c_str()));
+    }
+  }
+  SetWindowTextW(list, text.c_str());
+  updating_ = wasUpdating;
+}
+
+// The list shows values with their labels; the field takes the value alone.
+void NativeDialog::TakeValue(std::size_t controlIndex) {
+  const HWND list = controls_[controlIndex];
+  const LRESULT item = SendMessageW(list, CB_GETCURSEL, 0, 0);
+  if (item < 0 || static_cast<std::size_t>(item) >= offeredValues_.size()) return;
+  dialog_->TypeText(dialog_->Controls()[controlIndex].id, offeredValues_[static_cast<std::size_t>(item)]);
+  // The box sets its own text once this notification has returned.
+  PostMessageW(handle_, kShowControlMessage, controlIndex, 0);
 }
 
 }  // namespace velmora

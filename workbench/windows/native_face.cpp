@@ -3,10 +3,12 @@
 #include <commctrl.h>
 #include <commdlg.h>
 
-#include <array>
+#include <algorithm>
 #include <utility>
 
 #include "contract/com/values.h"
+#include "workbench/data/file_kinds.h"
+#include "workbench/system/system.h"
 #include "workbench/windows/dialog_template.h"
 #include "workbench/windows/questions.h"
 
@@ -18,12 +20,24 @@ using vlmcom::Utf16;
 using vlmcom::Utf8;
 
 constexpr wchar_t kProduct[] = L"Velmora";
+// Counts one more while it lives.
+class Counted {
+ public:
+  explicit Counted(int& count) : count_(count) { ++count_; }
+  ~Counted() { --count_; }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+
+ private:
+  int& count_;
+};
+
 constexpr ULONGLONG kProgressDelay = 400;  // milliseconds before progress is shown
-constexpr ULONGLONG kProgressPause = 50;   // between two looks at the display
+constexpr ULONGLONG kProgressPause = 50;   // milliseconds between two updates of the display
 
 }  // namespace
 
-// Shown beside a dialog whose command takes its time; its Cancel button is asked for between steps.
+// Shown over a dialog whose command takes long; its Cancel button is read between steps.
 class NativeFace::ProgressWindow {
  public:
   ProgressWindow(std::string_view caption, int stepCount, HWND owner) {
@@ -31,7 +45,7 @@ class NativeFace::ProgressWindow {
     description.Add(kCaption, L"STATIC", Utf16(caption), SS_LEFT | SS_ENDELLIPSIS | WS_VISIBLE,
                     {8, 7, 204, 9});
     description.Add(kBar, PROGRESS_CLASSW, L"", WS_VISIBLE, {8, 20, 204, 11});
-    description.Add(IDCANCEL, L"BUTTON", L"Cancel", BS_PUSHBUTTON | WS_TABSTOP | WS_VISIBLE,
+    description.Add(IDCANCEL, L"BUTTON", L"Cancel", BS_DEFPUSHBUTTON | WS_TABSTOP | WS_VISIBLE,
                     {156, 38, 56, 14});
     handle_ = CreateDialogIndirectParamW(GetModuleHandleW(nullptr), description.Data(), owner, Procedure,
                                          reinterpret_cast<LPARAM>(this));
@@ -72,15 +86,20 @@ void NativeFace::DispatchOne(MSG& message) {
   const HWND top = GetAncestor(message.hwnd, GA_ROOT);
   if (progress_ && top == progress_->Handle() && IsDialogMessageW(top, &message)) return;
   for (const auto& [dialog, window] : dialogs_) {
-    if (top == window->Handle() && IsDialogMessageW(top, &message)) return;
+    if (top != window->Handle()) continue;
+    if (window->TranslatePageKey(message) || IsDialogMessageW(top, &message)) return;
   }
+  if (mainWindow_ != nullptr && top == mainWindow_ && IsDialogMessageW(top, &message)) return;
   TranslateMessage(&message);
   DispatchMessageW(&message);
 }
 
 void NativeFace::Run(const std::function<void()>& afterEach) {
   MSG message;
-  while (!dialogs_.empty() && GetMessageW(&message, nullptr, 0, 0) > 0) {
+  const auto isOpen = [&] {
+    return mainWindow_ == nullptr ? !dialogs_.empty() : IsWindow(mainWindow_) != FALSE;
+  };
+  while (isOpen() && GetMessageW(&message, nullptr, 0, 0) > 0) {
     DispatchOne(message);
     closed_.clear();
     if (afterEach) afterEach();
@@ -103,22 +122,39 @@ HWND NativeFace::FrontWindow() const {
   for (const auto& [dialog, window] : dialogs_) {
     if (window->Handle() == active) return active;
   }
-  return dialogs_.empty() ? nullptr : dialogs_.begin()->second->Handle();
+  return dialogs_.empty() ? mainWindow_ : dialogs_.begin()->second->Handle();
+}
+
+bool NativeFace::IsReady() const {
+  return questions_ == 0 && std::all_of(dialogs_.begin(), dialogs_.end(),
+                                        [](const auto& entry) { return entry.first->TakesCommands(); });
+}
+
+bool NativeFace::ActivateDialog() {
+  if (dialogs_.empty()) return false;
+  SetActiveWindow(dialogs_.rbegin()->second->Handle());
+  return true;
+}
+
+void NativeFace::ShowStatus(std::string_view status) {
+  status_ = status;
+  for (const auto& [dialog, window] : dialogs_) window->ShowStatus(status_);
 }
 
 void NativeFace::BlockDialogs() {
   for (const auto& [dialog, window] : dialogs_) window->Block();
 }
 
-void NativeFace::Tell(std::string_view sentence, UINT icon) {
+int NativeFace::ShowMessage(std::string_view sentence, UINT style) {
   BlockDialogs();
-  MessageBoxW(FrontWindow(), Utf16(sentence).c_str(), kProduct, MB_OK | icon);
+  const Counted question(questions_);
+  return MessageBoxW(FrontWindow(), Utf16(sentence).c_str(), kProduct, style);
 }
 
-void NativeFace::Notice(std::string_view text) { Tell(text, MB_ICONINFORMATION); }
-void NativeFace::Message(std::string_view text) { Tell(text, MB_ICONINFORMATION); }
+void NativeFace::Notice(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
+void NativeFace::Message(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
 
-// A short run ends before a window would have said anything, and showing every step would take longer than the steps.
+// A short run ends before anybody could read the window, and showing every step would take longer than the steps.
 void NativeFace::ProgressOpened(std::string_view caption, int stepCount) {
   progressCaption_ = caption;
   progressStepCount_ = stepCount;
@@ -146,7 +182,8 @@ bool NativeFace::CancelPressed() {
 }
 
 void NativeFace::DialogOpened(DialogWindow& window) {
-  dialogs_[&window] = std::make_unique<NativeDialog>(window);
+  const auto& made = dialogs_[&window] = std::make_unique<NativeDialog>(window, [this] { ShowHelp(); });
+  made->ShowStatus(status_);
 }
 
 void NativeFace::ControlChanged(DialogWindow& window, int controlId) {
@@ -161,7 +198,7 @@ void NativeFace::DataLineChanged(DialogWindow& window) {
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowDataLine();
 }
 
-// Nothing is dispatched while a command runs, so there is nothing to block yet.
+// A command that begins dispatches no message yet, so only its end matters here.
 void NativeFace::AvailabilityChanged(DialogWindow& window) {
   if (NativeDialog* const shown = WindowOf(window)) shown->Unblock();
 }
@@ -175,6 +212,13 @@ void NativeFace::DialogClosed(DialogWindow& window) {
 }
 
 void NativeFace::ShowEditError(DialogWindow& window, int controlId, std::string_view text) {
+  // OK closes the dialog in the same moment, and its run goes on: the message box is read before it does.
+  if (window.RunningCommand() == kOkButton) {
+    const Control* const control = window.Find(controlId);
+    ShowMessage(std::string(text) + (control == nullptr ? "" : ": \"" + control->text + "\""),
+                MB_OK | MB_ICONEXCLAMATION);
+    return;
+  }
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowEditError(controlId, text);
 }
 
@@ -206,46 +250,82 @@ bool NativeFace::AskCaseWeight(DialogWindow& window, int& variableNumber) {
 
 namespace {
 
-OPENFILENAMEW FileQuestion(HWND owner, std::array<wchar_t, 32768>& path) {
-  OPENFILENAMEW question{};
-  question.lStructSize = sizeof question;
-  question.hwndOwner = owner;
-  question.lpstrFile = path.data();
-  question.nMaxFile = static_cast<DWORD>(path.size());
-  return question;
+// One call of the system's file dialogs. filter: pairs of a caption and patterns, each ended by a NUL.
+class FileQuestion {
+ public:
+  FileQuestion(HWND owner, std::wstring title, std::wstring filter)
+      : path_(32768, L'\0'), title_(std::move(title)), filter_(std::move(filter) + L'\0') {
+    question_.lStructSize = sizeof question_;
+    question_.hwndOwner = owner;
+    question_.lpstrFile = path_.data();
+    question_.nMaxFile = static_cast<DWORD>(path_.size());
+    question_.lpstrTitle = title_.c_str();
+    question_.lpstrFilter = filter_.c_str();
+    question_.Flags = OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
+  }
+  FileQuestion(const FileQuestion&) = delete;
+  FileQuestion& operator=(const FileQuestion&) = delete;
+
+  std::optional<std::string> AskOpen() {
+    question_.Flags |= OFN_FILEMUSTEXIST;
+    if (!GetOpenFileNameW(&question_)) return std::nullopt;
+    return Utf8(path_.c_str());
+  }
+  // extension: with its dot, for a name without one. flags: OFN_OVERWRITEPROMPT or none.
+  std::optional<std::string> AskSave(std::string_view proposal, std::string_view extension, DWORD flags) {
+    const std::wstring proposed = Utf16(proposal), ending = Utf16(extension);
+    if (proposed.size() < path_.size()) proposed.copy(path_.data(), proposed.size());
+    if (ending.size() > 1) question_.lpstrDefExt = ending.c_str() + 1;
+    question_.Flags |= OFN_PATHMUSTEXIST | flags;
+    if (!GetSaveFileNameW(&question_)) return std::nullopt;
+    return Utf8(path_.c_str());
+  }
+
+ private:
+  std::wstring path_, title_, filter_;
+  OPENFILENAMEW question_{};
+};
+
+std::wstring FilterOf(std::wstring caption, const std::vector<std::string>& extensions) {
+  std::wstring filter = std::move(caption) + L'\0';
+  for (const std::string& extension : extensions)
+    filter += (&extension == &extensions.front() ? L"*" : L";*") + Utf16(extension);
+  return filter + L'\0';
 }
 
 }  // namespace
 
+std::optional<std::string> NativeFace::ChooseDataFile(HWND owner) {
+  const Counted question(questions_);
+  return FileQuestion(owner, L"Open data",
+                      FilterOf(L"Data files", ReadableExtensions()) + FilterOf(L"All files", {".*"}))
+      .AskOpen();
+}
+
+std::optional<std::string> NativeFace::ChooseTableFile(HWND owner, const std::string& present) {
+  std::wstring filter;
+  for (const std::string& extension : WritableExtensions())
+    filter += FilterOf(Utf16("Table (*" + extension + ")"), {extension});
+  const Counted question(questions_);
+  const std::string stem = PathOf(present).stem().string();
+  return FileQuestion(owner, L"Save data as", std::move(filter))
+      .AskSave(stem + WritableExtensions().front(), WritableExtensions().front(), OFN_OVERWRITEPROMPT);
+}
+
 std::optional<std::string> NativeFace::AskDataFile(DialogWindow& window) {
   BlockDialogs();
-  const auto path = std::make_unique<std::array<wchar_t, 32768>>();
-  OPENFILENAMEW question = FileQuestion(OwnerFor(window), *path);
-  question.lpstrFilter =
-      L"Data files\0*.csv;*.tsv;*.txt;*.parquet;*.json;*.sav;*.zsav;*.por;*.dta;*.sas7bdat;*.xpt\0All "
-      L"files\0*.*\0";
-  question.lpstrTitle = L"Open data";
-  question.Flags = OFN_FILEMUSTEXIST | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-  if (!GetOpenFileNameW(&question)) return std::nullopt;
-  return Utf8(path->data());
+  if (!MayReplaceData()) return std::nullopt;
+  return ChooseDataFile(OwnerFor(window));
 }
 
 std::optional<std::string> NativeFace::AskSaveFile(DialogWindow& window, std::string_view title,
                                                    std::string_view extension) {
   BlockDialogs();
-  const auto path = std::make_unique<std::array<wchar_t, 32768>>();
-  OPENFILENAMEW question = FileQuestion(OwnerFor(window), *path);
-  const std::wstring caption = Utf16(title);
-  const std::wstring wideExtension = Utf16(extension);
-  std::wstring filter = L"*" + wideExtension;
-  filter = filter + L'\0' + filter + L'\0' + L"All files" + L'\0' + L"*.*" + L'\0';
-  question.lpstrFilter = filter.c_str();
-  question.lpstrTitle = caption.c_str();
-  if (wideExtension.size() > 1) question.lpstrDefExt = wideExtension.c_str() + 1;  // without the dot
-  // Whether a file may be replaced is asked when it is known which files are written.
-  question.Flags = OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-  if (!GetSaveFileNameW(&question)) return std::nullopt;
-  return Utf8(path->data());
+  const std::string pattern(extension);
+  // Whether a file may be replaced is asked once the names of the files to write are known.
+  return FileQuestion(OwnerFor(window), Utf16(title),
+                      FilterOf(Utf16("*" + pattern), {pattern}) + FilterOf(L"All files", {".*"}))
+      .AskSave({}, extension, 0);
 }
 
 bool NativeFace::AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) {

@@ -1,5 +1,5 @@
-// The session's face as windows of the system: the module's dialogs, the workbench's questions, messages and
-// progress. Everything happens on the thread that made it, which runs its loop:
+// The session's frontend on Windows: the module's dialogs, the workbench's questions, messages and progress as
+// windows of the system. Everything happens on the thread that made it, which runs its loop:
 //
 //   NativeFace face; Session session(face); ... session.StartFeatureSelection(); face.Run();
 #pragma once
@@ -24,14 +24,28 @@ class NativeFace : public Face {
   NativeFace(const NativeFace&) = delete;
   NativeFace& operator=(const NativeFace&) = delete;
 
-  // Dispatches messages until every dialog has closed. afterEach is called after each message, for what a command
-  // left to be done outside of it (failures to be shown); may be empty.
+  // Dispatches messages until the main window closes, or without one until every dialog has. Calls afterEach, unless it is empty,
+  // after each message: for work that a command leaves to be done outside of it, such as showing failures.
   void Run(const std::function<void()>& afterEach = {});
+  // A window that Run serves besides the dialogs; null for none.
+  void SetMainWindow(HWND window) { mainWindow_ = window; }
   // The dialog's window, null when it is not open.
   NativeDialog* WindowOf(const DialogWindow& dialog);
-  // A sentence for the person, in a message box over the dialog in front.
-  void Tell(std::string_view sentence, UINT icon);
+  // False while a command of a dialog runs, and while the user is asked anything.
+  bool IsReady() const;
+  // Brings the dialog opened last to the front. False when none is open.
+  bool ActivateDialog();
+  // A line under each dialog's controls, after the description of the data.
+  void ShowStatus(std::string_view status);
+  // A message box over the dialog in front. Returns what MessageBox returns.
+  int ShowMessage(std::string_view sentence, UINT style);
 
+  // Files to open and to save: false or nothing for Cancel.
+  std::optional<std::string> ChooseDataFile(HWND owner);
+  std::optional<std::string> ChooseTableFile(HWND owner, const std::string& present);
+
+  // A user who cancels the results has choices to come back to.
+  bool ReturnsToStartup() const override { return true; }
   void Notice(std::string_view text) override;
   void Message(std::string_view text) override;
   void ProgressOpened(std::string_view caption, int stepCount) override;
@@ -52,6 +66,9 @@ class NativeFace : public Face {
   bool AskCodes(DialogWindow& window, CodesQuestion& question) override;
   bool AskCaseSelection(DialogWindow& window, CaseSelectionText& selection) override;
   bool AskCaseWeight(DialogWindow& window, int& variableNumber) override;
+  // Called before a dialog's data are replaced; false keeps them.
+  virtual bool MayReplaceData() { return true; }
+  virtual void ShowHelp() {}
   std::optional<std::string> AskDataFile(DialogWindow& window) override;
   std::optional<std::string> AskSaveFile(DialogWindow& window, std::string_view title,
                                          std::string_view extension) override;
@@ -62,16 +79,20 @@ class NativeFace : public Face {
 
   HWND OwnerFor(const DialogWindow& window);
   HWND FrontWindow() const;
-  // Nobody acts on a dialog whose command is running while messages are dispatched within it.
+  // Disables the dialogs whose command runs while messages are dispatched within it.
   void BlockDialogs();
   void DispatchOne(MSG& message);
 
   std::map<const DialogWindow*, std::unique_ptr<NativeDialog>> dialogs_;
-  std::vector<std::unique_ptr<NativeDialog>> closed_;  // gone once no message of theirs is being handled
-  std::unique_ptr<ProgressWindow> progress_;           // while there is progress that has lasted
+  std::vector<std::unique_ptr<NativeDialog>>
+      closed_;  // destroyed once none of their messages is being handled
+  HWND mainWindow_ = nullptr;
+  int questions_ = 0;  // message boxes and file dialogs that are open
+  std::string status_;
+  std::unique_ptr<ProgressWindow> progress_;  // once a command has taken long enough to show it
   std::string progressCaption_;
   int progressStepCount_ = 0, progressStep_ = 0;
-  ULONGLONG progressNextLook_ = 0;  // 0: there is no progress
+  ULONGLONG progressNextLook_ = 0;  // 0: no command reports progress
 };
 
 }  // namespace velmora

@@ -1,12 +1,10 @@
 #include "workbench/windows/questions.h"
 
 #include <algorithm>
-#include <optional>
-#include <set>
+#include <span>
 
 #include "contract/com/values.h"
 #include "workbench/data/errors.h"
-#include "workbench/data/names.h"
 #include "workbench/windows/modal_dialog.h"
 
 namespace velmora {
@@ -18,152 +16,15 @@ using vlmcom::Utf16;
 constexpr int kMargin = 6;  // dialog units
 
 std::string VariableText(const Table& table, int number) {
-  return std::to_string(number) + " - " + table.Variable(number).name;
+  return table.Variable(number).name + " (" + std::to_string(number) + ")";
 }
 
-// A list box for each of the lists, and below it the same choice as a text of variable numbers. The text decides:
-// it can name what the list box does not show.
-class VariableListsDialog final : public ModalDialog {
- public:
-  VariableListsDialog(const Table& table, std::string_view title, std::vector<VariableListQuestion>& lists)
-      : ModalDialog(Utf16(title), std::max(kMargin + static_cast<int>(lists.size()) * kColumn, 200), 180),
-        table_(table),
-        lists_(lists) {
-    for (int index = 0; index < Count(); ++index) {
-      const int x = kMargin + index * kColumn;
-      const VariableListQuestion& list = lists_[static_cast<std::size_t>(index)];
-      AddLabel(kFirstCaption + index, list.caption, {x, 6, kColumn - kMargin, 9});
-      const DWORD several = list.maximumCount > 1 ? LBS_EXTENDEDSEL : 0;
-      Template().Add(
-          kFirstList + index, L"LISTBOX", L"",
-          LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | several | WS_BORDER | WS_VSCROLL | WS_TABSTOP | WS_VISIBLE,
-          {x, 17, kColumn - kMargin, 128});
-      AddEdit(kFirstEdit + index, {x, 149, kColumn - kMargin, 12});
-    }
-    AddButton(kAppropriate, "Show &appropriate variables only", {kMargin, 167, 180, 10}, BS_AUTOCHECKBOX);
-  }
-
- private:
-  enum : int { kFirstCaption = 100, kFirstList = 200, kFirstEdit = 300, kAppropriate = 400 };
-  static constexpr int kColumn = 116;
-
-  int Count() const { return static_cast<int>(lists_.size()); }
-
-  void Fill() override {
-    // What is offered first: the variables that the list is for.
-    CheckDlgButton(Handle(), kAppropriate, BST_CHECKED);
-    for (int index = 0; index < Count(); ++index) {
-      SetText(kFirstEdit + index, PrintVariableList(lists_[static_cast<std::size_t>(index)].variables));
-      FillList(index);
-    }
-  }
-
-  bool IsOffered(const VariableListQuestion& list, int number, const std::set<int>& chosen) const {
-    if (IsDlgButtonChecked(Handle(), kAppropriate) != BST_CHECKED || list.variableKind == 0) return true;
-    const bool categorical = table_.Variable(number).measurement == Measurement::kCategorical;
-    return (list.variableKind == 1) == categorical || chosen.contains(number);
-  }
-
-  void FillList(int index) {
-    const HWND box = Item(kFirstList + index);
-    const std::optional<std::set<int>> chosen = Chosen(index);
-    SendMessageW(box, WM_SETREDRAW, FALSE, 0);
-    SendMessageW(box, LB_RESETCONTENT, 0, 0);
-    for (int number = 1; number <= table_.VariableCount(); ++number) {
-      if (!IsOffered(lists_[static_cast<std::size_t>(index)], number, chosen.value_or(std::set<int>())))
-        continue;
-      const LRESULT item = SendMessageW(
-          box, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(Utf16(VariableText(table_, number)).c_str()));
-      SendMessageW(box, LB_SETITEMDATA, static_cast<WPARAM>(item), number);
-    }
-    if (chosen) SelectInList(index, *chosen);
-    SendMessageW(box, WM_SETREDRAW, TRUE, 0);
-    InvalidateRect(box, nullptr, TRUE);
-  }
-
-  bool TakesSeveral(int index) const { return lists_[static_cast<std::size_t>(index)].maximumCount > 1; }
-
-  void SelectInList(int index, const std::set<int>& chosen) {
-    const HWND box = Item(kFirstList + index);
-    if (TakesSeveral(index)) {
-      SendMessageW(box, LB_SETSEL, FALSE, -1);
-    } else {
-      SendMessageW(box, LB_SETCURSEL, static_cast<WPARAM>(-1), 0);
-    }
-    const LRESULT count = SendMessageW(box, LB_GETCOUNT, 0, 0);
-    for (LRESULT item = 0; item < count; ++item) {
-      const auto place = static_cast<WPARAM>(item);
-      if (!chosen.contains(static_cast<int>(SendMessageW(box, LB_GETITEMDATA, place, 0)))) continue;
-      if (TakesSeveral(index)) {
-        SendMessageW(box, LB_SETSEL, TRUE, item);
-      } else {
-        SendMessageW(box, LB_SETCURSEL, place, 0);
-      }
-    }
-  }
-
-  // The variables that the text names; nothing while it is half typed.
-  std::optional<std::set<int>> Chosen(int index) const {
-    try {
-      const std::vector<int> numbers = ParseVariableList(table_, TextOf(kFirstEdit + index));
-      return std::set<int>(numbers.begin(), numbers.end());
-    } catch (const DataError&) {
-      return std::nullopt;
-    }
-  }
-
-  void Command(int id, int code) override {
-    if (id == kAppropriate && code == BN_CLICKED) {
-      for (int index = 0; index < Count(); ++index) FillList(index);
-    } else if (id >= kFirstList && id < kFirstList + Count() && code == LBN_SELCHANGE) {
-      TakeFromList(id - kFirstList);
-    } else if (id >= kFirstEdit && id < kFirstEdit + Count() && code == EN_CHANGE) {
-      if (const auto chosen = Chosen(id - kFirstEdit)) SelectInList(id - kFirstEdit, *chosen);
-    }
-  }
-
-  void TakeFromList(int index) {
-    const HWND box = Item(kFirstList + index);
-    // What the text names and the box does not show stays chosen.
-    std::set<int> numbers;
-    if (TakesSeveral(index)) numbers = Chosen(index).value_or(numbers);
-    const LRESULT count = SendMessageW(box, LB_GETCOUNT, 0, 0);
-    for (LRESULT item = 0; item < count; ++item) {
-      const auto place = static_cast<WPARAM>(item);
-      const int number = static_cast<int>(SendMessageW(box, LB_GETITEMDATA, place, 0));
-      if (SendMessageW(box, LB_GETSEL, place, 0) > 0) {
-        numbers.insert(number);
-      } else {
-        numbers.erase(number);
-      }
-    }
-    SetText(kFirstEdit + index, PrintVariableList(std::vector<int>(numbers.begin(), numbers.end())));
-  }
-
-  bool Accept() override {
-    std::vector<std::vector<int>> answers;
-    for (int index = 0; index < Count(); ++index) {
-      try {
-        answers.push_back(ParseVariableList(table_, TextOf(kFirstEdit + index)));
-      } catch (const DataError& error) {
-        Complain(kFirstEdit + index, error.what());
-        return false;
-      }
-    }
-    for (std::size_t index = 0; index < answers.size(); ++index)
-      lists_[index].variables = std::move(answers[index]);
-    return true;
-  }
-
-  const Table& table_;
-  std::vector<VariableListQuestion>& lists_;
-};
-
-// So many variables at a time as the question says, each with its codes as a text and a button for all of them.
+// As many variables at a time as the question says, each with its codes as a text and a button for all of them;
+// below, the values of the variable that has the keyboard.
 class CodesDialog final : public ModalDialog {
  public:
   CodesDialog(const DialogWindow& window, CodesQuestion& question)
-      : ModalDialog(Utf16(question.title), 320, 12 + Rows(question) * kRow + 20),
+      : ModalDialog(Utf16(question.title), 400, 12 + Rows(question) * kRow + 48),
         window_(window),
         question_(question) {
     question_.choices.resize(question_.variables.size());
@@ -172,14 +33,16 @@ class CodesDialog final : public ModalDialog {
       texts_.push_back(choice.all ? "*" : PrintCodes(ColumnOf(index), choice.codes));
     }
     for (int row = 0; row < Rows(question_); ++row) {
-      AddLabel(kFirstName + row, "", {kMargin, 9 + row * kRow, 92, 9});
-      AddEdit(kFirstEdit + row, {102, 7 + row * kRow, 160, 12});
-      AddButton(kFirstAll + row, "All", {268, 6 + row * kRow, 46, 14}, BS_PUSHBUTTON);
+      AddLabel(kFirstName + row, "", {kMargin, 9 + row * kRow, 172, 9});
+      AddEdit(kFirstEdit + row, {182, 7 + row * kRow, 160, 12});
+      AddButton(kFirstAll + row, "All", {348, 6 + row * kRow, 46, 14}, BS_PUSHBUTTON);
     }
     const int y = 10 + Rows(question_) * kRow;
-    AddButton(kPrevious, "&Previous", {kMargin, y, 60, 14}, BS_PUSHBUTTON);
-    AddButton(kNext, "&Next", {70, y, 60, 14}, BS_PUSHBUTTON);
-    AddLabel(kPosition, "", {138, y + 3, 176, 9});
+    AddLabel(kValues, "", {kMargin, y, 388, 26});
+    AddButton(kPrevious, "&Previous", {kMargin, y + 30, 52, 14}, BS_PUSHBUTTON);
+    AddButton(kNext, "&Next", {kMargin + 56, y + 30, 52, 14}, BS_PUSHBUTTON);
+    AddLabel(kPosition, "", {kMargin + 116, y + 33, 160, 9});
+    AddButton(kAllOfAll, "&All codes of all variables", {284, y + 30, 110, 14}, BS_PUSHBUTTON);
   }
 
  private:
@@ -189,7 +52,9 @@ class CodesDialog final : public ModalDialog {
     kFirstAll = 300,
     kPrevious = 400,
     kNext = 401,
-    kPosition = 402
+    kPosition = 402,
+    kValues = 403,
+    kAllOfAll = 404
   };
   static constexpr int kRow = 18;
 
@@ -231,14 +96,37 @@ class CodesDialog final : public ModalDialog {
   }
 
   void Command(int id, int code) override {
+    if (id >= kFirstEdit && id < kFirstEdit + Rows(question_) && code == EN_SETFOCUS)
+      return ShowValues(first_ + static_cast<std::size_t>(id - kFirstEdit));
     if (code != BN_CLICKED) return;
     const auto rows = static_cast<std::size_t>(Rows(question_));
     if (id == kPrevious || id == kNext) {
       Keep();
       ShowFrom(id == kNext ? first_ + rows : first_ - std::min(first_, rows));
+    } else if (id == kAllOfAll) {
+      texts_.assign(texts_.size(), "*");
+      ShowFrom(first_);
     } else if (id >= kFirstAll && id < kFirstAll + Rows(question_)) {
       ChooseAll(id - kFirstAll);
     }
+  }
+
+  // The values as they can be written into the field, as many as the label has room for.
+  void ShowValues(std::size_t index) {
+    constexpr std::size_t kMostLetters = 200;
+    if (index >= question_.variables.size()) return;
+    const Column& column = ColumnOf(index);
+    std::string text = "Values of " + column.name + ":";
+    for (const double value : window_.SelectedValues(question_.variables[index])) {
+      if (text.size() > kMostLetters) {
+        text += " ...";
+        break;
+      }
+      text += "  " + PrintCodes(column, std::span(&value, 1));
+      const std::string* const label = column.LabelOf(value);
+      if (label != nullptr && !label->empty()) text += " = " + *label;
+    }
+    SetText(kValues, text);
   }
 
   void ChooseAll(int row) { SetText(kFirstEdit + row, "*"); }
@@ -263,7 +151,7 @@ class CodesDialog final : public ModalDialog {
 
   const DialogWindow& window_;
   CodesQuestion& question_;
-  std::vector<std::string> texts_;  // as a person left them, one per variable
+  std::vector<std::string> texts_;  // as the user left them, one per variable
   std::size_t first_ = 0;           // index of the variable in the first row
 };
 
@@ -318,11 +206,6 @@ class CaseWeightDialog final : public ModalDialog {
 };
 
 }  // namespace
-
-bool AskVariableListsNatively(HWND owner, const Table& table, std::string_view title,
-                              std::vector<VariableListQuestion>& lists) {
-  return VariableListsDialog(table, title, lists).Run(owner);
-}
 
 bool AskCodesNatively(HWND owner, const DialogWindow& window, CodesQuestion& question) {
   return CodesDialog(window, question).Run(owner);

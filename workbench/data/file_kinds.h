@@ -1,0 +1,15 @@
+// The kinds of data files that this build reads and writes, by the endings of their names.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// The endings that ReadTable recognises, each with its dot. A build without ReadStat reads no SPSS, SAS and Stata
+// files.
+[[nodiscard]] std::vector<std::string> ReadableExtensions();
+// The endings that SaveTable writes, each with its dot, the usual one first.
+[[nodiscard]] std::vector<std::string> WritableExtensions();
+
+}  // namespace velmora

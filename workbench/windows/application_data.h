@@ -1,0 +1,13 @@
+// The folder where the program keeps files of its own: the list of recent files, a registered type library.
+#pragma once
+
+#include <filesystem>
+
+namespace velmora {
+
+enum class ApplicationData { kOfUser, kOfMachine };
+
+// Not necessarily made yet. Throws std::runtime_error when the system has no such folder.
+[[nodiscard]] std::filesystem::path ApplicationDataFolder(ApplicationData scope);
+
+}  // namespace velmora
