@@ -1,6 +1,6 @@
-' Ranks the predictors of a table's dependent variables, through the workbench's automation server:
+' Ranks the predictors of a dependent variable through the automation server of Velmora:
 '   cscript //nologo feature_selection.vbs house_prices.csv price report.html
-' The first variable named is the dependent; every other usable variable of the table is a predictor.
+' Every other usable variable of the table is a predictor.
 Option Explicit
 
 If WScript.Arguments.Count < 2 Then
@@ -37,20 +37,20 @@ Set results = application.Analyses(1).ResultsDialog
 results.DisplayFixedNumberOfBestPredictors = 1
 results.FixedNumberOfBestPredictors = 5
 
-' One sheet a dependent: a row a predictor, the statistic and its p-value in the columns.
+' One sheet per dependent, one row per predictor, with the statistic and its p-value in the columns.
 Dim sheet, row, column, line
 For Each sheet In results.Summary
   WScript.Echo sheet.Title
   For row = 1 To sheet.RowCount
     line = sheet.RowName(row)
     For column = 1 To sheet.ColumnCount
-      line = line & "  " & sheet.Text(row, column)
+      line = line & "  " & sheet.ColumnName(column) & " " & Figure(sheet.Value(row, column))
     Next
     WScript.Echo line
   Next
 Next
-WScript.Echo "Best continuous predictors:" & Listed(results.BestContinuousPredictors(dependent))
-WScript.Echo "Best categorical predictors:" & Listed(results.BestCategoricalPredictors(dependent))
+WScript.Echo "Best continuous predictors: " & Names(results.BestContinuousPredictors(dependent))
+WScript.Echo "Best categorical predictors: " & Names(results.BestCategoricalPredictors(dependent))
 
 If WScript.Arguments.Count > 2 Then
   Dim graph
@@ -59,12 +59,24 @@ If WScript.Arguments.Count > 2 Then
   WScript.Echo "Report: " & WScript.Arguments(2)
 End If
 
-Function Listed(numbers)
-  Dim item
-  Listed = ""
-  For Each item In numbers
-    Listed = Listed & " " & item
+Function Names(numbers)
+  Dim number
+  Names = ""
+  For Each number In numbers
+    If Names <> "" Then Names = Names & ", "
+    Names = Names & table.Variables(number).Name
   Next
+End Function
+
+' With three decimals, which is enough for a look at statistics and p-values.
+Function Figure(number)
+  If IsEmpty(number) Then
+    Figure = "-"
+  ElseIf number <> 0 And Abs(number) < 0.001 Then
+    Figure = "below 0.001"
+  Else
+    Figure = Round(number, 3)
+  End If
 End Function
 
 ' Why there are no results.
@@ -76,7 +88,7 @@ Sub Notices()
   Next
 End Sub
 
-' The server has a folder of its own.
+' The server has another current folder, so it needs full names.
 Function FullName(file)
   FullName = CreateObject("Scripting.FileSystemObject").GetAbsolutePathName(file)
 End Function

@@ -1,4 +1,4 @@
-' Cuts the predictors of a binary response into bins and scores them, through the workbench's automation server:
+' Cuts the predictors of a binary response into bins and scores them, through the automation server of Velmora:
 '   cscript //nologo screening.vbs german_credit.csv risk good bad report.html
 Option Explicit
 
@@ -47,7 +47,7 @@ WScript.Echo sheet.Title
 For row = 1 To sheet.RowCount
   line = sheet.RowName(row)
   For column = 1 To sheet.ColumnCount
-    line = line & "  " & sheet.Text(row, column)
+    line = line & "  " & sheet.ColumnName(column) & " " & Figure(sheet.Value(row, column), sheet.Text(row, column))
   Next
   WScript.Echo line
 Next
@@ -56,6 +56,15 @@ If WScript.Arguments.Count > 4 Then
   application.Outputs.Save FullName(WScript.Arguments(4))
   WScript.Echo "Report: " & WScript.Arguments(4)
 End If
+
+' A number with three decimals; a cell of text as it is.
+Function Figure(number, text)
+  If IsNumeric(text) And Not IsEmpty(number) Then
+    Figure = Round(number, 3)
+  Else
+    Figure = text
+  End If
+End Function
 
 ' Why there are no results.
 Sub Notices()
@@ -66,7 +75,7 @@ Sub Notices()
   Next
 End Sub
 
-' The server has a folder of its own.
+' The server has another current folder, so it needs full names.
 Function FullName(file)
   FullName = CreateObject("Scripting.FileSystemObject").GetAbsolutePathName(file)
 End Function

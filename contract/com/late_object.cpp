@@ -3,15 +3,16 @@
 #include <new>
 #include <vector>
 
+#include "contract/com/type_information.h"
 #include "contract/com/values.h"
 
 namespace vlmcom {
 namespace {
 
-// In what an interpreter shows as the error's source.
+// The source of an error, as interpreters show it.
 constexpr wchar_t kErrorSource[] = L"Velmora";
 
-// Of a failure that carries no text.
+// The text of a failure that carries none.
 constexpr char kFailedCall[] = " failed.";
 
 std::string NameOfMember(vlm::IAutomationObject& target, int dispatchId) {
@@ -42,7 +43,7 @@ void FillException(EXCEPINFO* exception, int code, const std::wstring& descripti
 HRESULT InvokeOrThrow(vlm::IAutomationObject& target, int dispatchId, int kind,
                       const VARIANT* const* arguments, int count, VARIANT* result, EXCEPINFO* exception,
                       int* argumentError) {
-  // What an earlier call left for this thread is none of this one's.
+  // An error that an earlier call left on this thread must not be taken for this one's.
   SetErrorInfo(0, nullptr);
   ArgumentViews views;
   for (int index = 0; index < count; ++index) {
@@ -83,27 +84,30 @@ class LateObject final : public DispatchOver<IDispatch> {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     if (!object) return E_POINTER;
     *object = nullptr;
-    if (id != IID_IUnknown && id != IID_IDispatch) return E_NOINTERFACE;
+    // A dispinterface has no functions beyond those of IDispatch, so its identifier names the same table.
+    if (id != IID_IUnknown && id != IID_IDispatch && id != InterfaceIdOf(*Target().GetInterface()))
+      return E_NOINTERFACE;
     AddRef();
     *object = static_cast<IDispatch*>(this);
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
     if (!count) return E_POINTER;
-    *count = 0;
+    *count = 1;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** information) override {
-    if (information) *information = nullptr;
-    return DISP_E_BADINDEX;
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** information) override {
+    if (!information) return E_POINTER;
+    *information = nullptr;
+    return index == 0 ? DescribeInterface(*Target().GetInterface(), information) : DISP_E_BADINDEX;
   }
 
  private:
   ~LateObject() override = default;
 };
 
-// The items of an object that has Count and Item(Index), for "For Each". The count is asked for at each step, so a
-// collection that grows meanwhile is seen to its end.
+// The items of an object that has Count and Item(Index), for "For Each". Each step asks for the count, so a
+// collection that grows meanwhile is enumerated to its end.
 class ItemEnumerator final : public IEnumVARIANT {
  public:
   ItemEnumerator(IDispatch* collection, int itemId, int countId, int next)
@@ -195,8 +199,8 @@ HRESULT MakeEnumerator(IDispatch& self, vlm::IAutomationObject& target, VARIANT*
   return S_OK;
 }
 
-// "Analyses(1)" of a script asks for a property with an argument that it does not take: meant is the default member of
-// the object that the property answers.
+// "Analyses(1)" in a script passes an argument to a property that takes none. It means the default member of
+// the object that the property returns.
 HRESULT InvokeDefaultOf(vlm::IAutomationObject& target, DISPID id, WORD flags, DISPPARAMS* parameters,
                         VARIANT* result, EXCEPINFO* exception, UINT* argumentError) {
   VARIANT owner;
@@ -219,7 +223,7 @@ HRESULT InvokeAutomation(vlm::IAutomationObject& target, int dispatchId, int kin
   try {
     return InvokeOrThrow(target, dispatchId, kind, arguments, count, result, exception, argumentError);
   } catch (...) {
-    return E_OUTOFMEMORY;  // nothing else throws on the way
+    return E_OUTOFMEMORY;  // only allocations throw here
   }
 }
 
@@ -232,7 +236,7 @@ namespace detail {
 HRESULT FindNames(vlm::IAutomationObject& target, LPOLESTR* names, UINT count, DISPID* ids) noexcept {
   if (!names || !ids || count == 0) return E_INVALIDARG;
   try {
-    // The first is the member, the others would name its parameters, which have no names to callers.
+    // The first name is the member's; the others would name its parameters, which are not looked up by name.
     for (UINT index = 1; index < count; ++index) ids[index] = DISPID_UNKNOWN;
     const std::string name = Utf8(names[0]);
     int id = DISPID_UNKNOWN;
@@ -256,7 +260,7 @@ HRESULT InvokeLate(IDispatch& self, vlm::IAutomationObject& target, DISPID id, W
       parameters->cNamedArgs == 1 && parameters->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT;
   if (parameters->cNamedArgs != 0 && !(isPut && namesValue)) return DISP_E_NONAMEDARGS;
   try {
-    // Arguments come last to first; the value of a put stands first there.
+    // Arguments come last to first; the value of a put comes first of all.
     std::vector<const VARIANT*> arguments;
     for (UINT index = parameters->cArgs; index > 0; --index)
       arguments.push_back(&parameters->rgvarg[index - 1]);

@@ -1,8 +1,9 @@
-// The late-bound COM face of an automation object: IDispatch straight over the portable calls.
+// The late-bound COM object over an automation object: IDispatch on top of the portable calls.
 //
-//   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> answer, or EXCEPINFO with the description
+//   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> result, or EXCEPINFO with the description
 //
-// A live object counts for the process that serves it (CoAddRefServerProcess): a server ends with the last one.
+// A live object keeps the process that serves it alive (CoAddRefServerProcess): the server ends with the
+// last one.
 #pragma once
 
 #include <windows.h>
@@ -15,19 +16,19 @@
 
 namespace vlmcom {
 
-// One call, arguments first to last. On DISP_E_EXCEPTION exception, when given, is filled in, its texts the
-// caller's; argumentError, when given, takes the index of an argument that cannot be carried. result may be null.
-// Never throws.
+// Makes one call; arguments are in order, first to last. On DISP_E_EXCEPTION fills exception, unless it is
+// null, with texts that the caller frees. On DISP_E_TYPEMISMATCH sets *argumentError, unless it is null, to
+// the index of the argument that has no portable form. result may be null.
 [[nodiscard]] HRESULT InvokeAutomation(vlm::IAutomationObject& target, int dispatchId, int kind,
                                        const VARIANT* const* arguments, int count, VARIANT* result,
                                        EXCEPINFO* exception, int* argumentError) noexcept;
 
-// A new object over target, which it counts a reference of; one reference, the caller's. Null when memory is
-// short.
+// Returns a new object that holds a reference to target; its one reference is the caller's. Null when
+// memory is short.
 [[nodiscard]] IDispatch* MakeLateObject(vlm::IAutomationObject* target) noexcept;
 
-// What both kinds of COM objects have: the count, and IDispatch over the target but for type information.
-// Interface: IDispatch or a dual interface.
+// The common part of late-bound and dual objects: the reference count, and IDispatch except for type
+// information. Interface is IDispatch or a dual interface.
 template <typename Interface>
 class DispatchOver : public Interface {
  public:

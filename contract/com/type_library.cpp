@@ -3,8 +3,12 @@
 // after windows.h
 #include <oleauto.h>
 
-// Missing from MinGW-w64's headers, not from its import library.
-extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
+// MinGW-w64 has these in its import library but not in its headers.
+extern "C" {
+HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* helpFolder);
+HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID id, WORD majorVersion, WORD minorVersion, LCID locale,
+                                        SYSKIND system);
+}
 
 namespace vlmcom {
 
@@ -22,6 +26,26 @@ HRESULT RegisterTypeLibraryFile(std::wstring path) noexcept {
   const HRESULT registered = RegisterTypeLibForUser(library, path.data(), nullptr);
   library->Release();
   return registered;
+}
+
+HRESULT ReadTypeLibraryVersion(const std::wstring& path, TypeLibraryVersion* version) noexcept {
+  ITypeLib* library = nullptr;
+  const HRESULT loaded = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+  if (FAILED(loaded)) return loaded;
+  TLIBATTR* attributes = nullptr;
+  const HRESULT read = library->GetLibAttr(&attributes);
+  if (SUCCEEDED(read)) {
+    *version = {attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum};
+    library->ReleaseTLibAttr(attributes);
+  }
+  library->Release();
+  return read;
+}
+
+HRESULT UnregisterTypeLibrary(const TypeLibraryVersion& version) noexcept {
+  const HRESULT removed = UnRegisterTypeLibForUser(version.id, version.majorVersion, version.minorVersion,
+                                                   LOCALE_NEUTRAL, SYS_WIN64);
+  return removed == TYPE_E_REGISTRYACCESS || removed == TYPE_E_LIBNOTREGISTERED ? S_OK : removed;
 }
 
 }  // namespace vlmcom

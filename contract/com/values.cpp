@@ -6,10 +6,10 @@
 namespace vlmcom {
 namespace {
 
-// Arrays in arrays beyond this are taken for a mistake.
+// Arrays nested deeper than this are refused, so that one that contains itself ends.
 constexpr int kDeepestArray = 8;
 
-// What SafeArrayAccessData locked.
+// Locks the data of an array while it lives.
 class ArrayData {
  public:
   explicit ArrayData(SAFEARRAY* array) : array_(array) { result_ = SafeArrayAccessData(array, &data_); }
@@ -114,6 +114,9 @@ HRESULT ArgumentViews::View(const VARIANT& value, vlm::AutomationValue& view, in
     SAFEARRAY* const array = V_VT(&value) & VT_BYREF ? *V_ARRAYREF(&value) : V_ARRAY(&value);
     return ViewArray(array, view, depth);
   }
+  if (V_VT(&value) == VT_DISPATCH || V_VT(&value) == (VT_BYREF | VT_DISPATCH)) {
+    return ViewObject(V_VT(&value) & VT_BYREF ? *V_DISPATCHREF(&value) : V_DISPATCH(&value), view, depth);
+  }
   VARIANT plain;
   VariantInit(&plain);
   HRESULT result = VariantCopyInd(&plain, const_cast<VARIANT*>(&value));
@@ -164,6 +167,7 @@ HRESULT ArgumentViews::View(const VARIANT& value, vlm::AutomationValue& view, in
 HRESULT ArgumentViews::ViewArray(SAFEARRAY* array, vlm::AutomationValue& view, int depth) {
   VARTYPE type = VT_EMPTY;
   LONG first = 0, last = -1;
+  if (array && SafeArrayGetDim(array) == 2) return ViewCells(array, view, depth);
   if (!array || SafeArrayGetDim(array) != 1 || FAILED(SafeArrayGetVartype(array, &type)) ||
       FAILED(SafeArrayGetLBound(array, 1, &first)) || FAILED(SafeArrayGetUBound(array, 1, &last))) {
     return DISP_E_TYPEMISMATCH;
@@ -202,10 +206,79 @@ HRESULT ArgumentViews::ViewArray(SAFEARRAY* array, vlm::AutomationValue& view, i
     }
     if (FAILED(result)) return result;
   }
-  view.type = vlm::kAutomationArray;
-  view.items = kept.data();
-  view.length = static_cast<int>(count);
+  ViewItems(kept, view);
   return S_OK;
+}
+
+void ArgumentViews::ViewItems(std::vector<vlm::AutomationValue>& items, vlm::AutomationValue& view) {
+  view.type = vlm::kAutomationArray;
+  view.items = items.data();
+  view.length = static_cast<int>(items.size());
+}
+
+HRESULT ArgumentViews::ViewCells(SAFEARRAY* array, vlm::AutomationValue& view, int depth) {
+  VARTYPE type = VT_EMPTY;
+  if (FAILED(SafeArrayGetVartype(array, &type)) || type != VT_VARIANT) return DISP_E_TYPEMISMATCH;
+  const ArrayData data(array);
+  if (FAILED(data.Result())) return data.Result();
+  // The bounds are those of the last dimension first, and the first index runs fastest.
+  const std::size_t rowCount = array->rgsabound[1].cElements, columnCount = array->rgsabound[0].cElements;
+  const auto viewLine = [&](std::size_t start, std::size_t count, vlm::AutomationValue& line) {
+    std::vector<vlm::AutomationValue>& kept = items_.emplace_back(count);
+    for (std::size_t index = 0; index < count; ++index) {
+      const HRESULT result = View(data.As<VARIANT>()[start + index], kept[index], depth + 1);
+      if (FAILED(result)) return result;
+    }
+    ViewItems(kept, line);
+    return S_OK;
+  };
+  if (rowCount == 1 || columnCount == 1) return viewLine(0, rowCount * columnCount, view);
+  std::vector<vlm::AutomationValue>& columns = items_.emplace_back(columnCount);
+  for (std::size_t column = 0; column < columnCount; ++column) {
+    const std::size_t start = column * rowCount;
+    std::size_t count = rowCount;
+    while (count > 0 && V_VT(&data.As<VARIANT>()[start + count - 1]) == VT_EMPTY) --count;
+    const HRESULT result = viewLine(start, count, columns[column]);
+    if (FAILED(result)) return result;
+  }
+  ViewItems(columns, view);
+  return S_OK;
+}
+
+HRESULT ArgumentViews::ViewObject(IDispatch* object, vlm::AutomationValue& view, int depth) {
+  if (!object) {
+    view.type = vlm::kAutomationEmpty;
+    return S_OK;
+  }
+  const auto get = [&](DISPID id, VARIANT& value) {
+    DISPPARAMS none{};
+    return object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value, nullptr,
+                          nullptr);
+  };
+  const auto getNamed = [&](std::wstring name, VARIANT& value) {
+    LPOLESTR names[] = {name.data()};
+    DISPID id = DISPID_UNKNOWN;
+    const HRESULT found = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+    return FAILED(found) ? found : get(id, value);
+  };
+  VARIANT& value = objects_.emplace_back().variant;
+  if (SUCCEEDED(getNamed(L"length", value)) && SUCCEEDED(VariantChangeType(&value, &value, 0, VT_I4))) {
+    constexpr LONG kLongestArray = 100'000'000;
+    const LONG count = V_I4(&value);
+    if (count < 0 || count > kLongestArray) return DISP_E_TYPEMISMATCH;
+    std::vector<vlm::AutomationValue>& kept = items_.emplace_back(static_cast<std::size_t>(count));
+    for (LONG index = 0; index < count; ++index) {
+      VARIANT& item = objects_.emplace_back().variant;
+      const HRESULT got = getNamed(std::to_wstring(index), item);
+      if (FAILED(got)) VariantClear(&item);  // a hole in the array
+      const HRESULT result = View(item, kept[static_cast<std::size_t>(index)], depth + 1);
+      if (FAILED(result)) return result;
+    }
+    ViewItems(kept, view);
+    return S_OK;
+  }
+  VariantClear(&value);
+  return SUCCEEDED(get(DISPID_VALUE, value)) ? View(value, view, depth + 1) : DISP_E_TYPEMISMATCH;
 }
 
 void VariantResult::SetInt(int value) {

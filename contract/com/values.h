@@ -1,5 +1,5 @@
-// Automation values as OLE has them: VARIANTs of a caller seen as borrowed views, and answers made into
-// VARIANTs. Texts are UTF-8 on one side and UTF-16 on the other.
+// Conversion between automation values and VARIANTs: a caller's arguments become borrowed views, results
+// become VARIANTs. Texts are UTF-8 on the portable side and UTF-16 in VARIANTs.
 #pragma once
 
 #include <windows.h>
@@ -20,15 +20,18 @@ namespace vlmcom {
 // Null when memory is short.
 [[nodiscard]] BSTR MakeBstr(std::string_view text) noexcept;
 
-// Makes an array of whole numbers one of VARIANTs; other values stay as they are. Script hosts hold values of any
-// type, but arrays of nothing but VARIANTs.
+// Replaces an array of integers by an array of VARIANTs, the only kind that script hosts can index. Leaves
+// other values alone.
 [[nodiscard]] HRESULT MakeScriptArray(VARIANT* value) noexcept;
 
 // The arguments of one call. Views stay valid while the object lives and the VARIANTs are unchanged.
 class ArgumentViews {
  public:
-  // Returns S_OK, or DISP_E_TYPEMISMATCH for a value that the contract cannot carry (an object that is none of
-  // ours, an array of two dimensions). May throw std::bad_alloc.
+  // Returns S_OK, or DISP_E_TYPEMISMATCH for a value that has no portable form. May throw std::bad_alloc.
+  //
+  // An array of two dimensions holds the cells of a spreadsheet. One row or one column becomes a plain array;
+  // several columns become an array of columns, each without the empty cells at its end. An object becomes the
+  // array that it is (an Array of JScript, which has a length) or the value of its default property (a Range).
   [[nodiscard]] HRESULT Add(const VARIANT& value);
   const vlm::AutomationValue* Data() const { return views_.data(); }
   int Count() const { return static_cast<int>(views_.size()); }
@@ -36,15 +39,29 @@ class ArgumentViews {
  private:
   HRESULT View(const VARIANT& value, vlm::AutomationValue& view, int depth);
   HRESULT ViewArray(SAFEARRAY* array, vlm::AutomationValue& view, int depth);
+  HRESULT ViewCells(SAFEARRAY* array, vlm::AutomationValue& view, int depth);
+  HRESULT ViewObject(IDispatch* object, vlm::AutomationValue& view, int depth);
+  void ViewItems(std::vector<vlm::AutomationValue>& items, vlm::AutomationValue& view);
   HRESULT ViewText(const wchar_t* text, std::size_t length, vlm::AutomationValue& view);
 
+  // What an object returned; lives as long as the views of it.
+  struct OwnedVariant {
+    OwnedVariant() { VariantInit(&variant); }
+    ~OwnedVariant() { VariantClear(&variant); }
+    OwnedVariant(const OwnedVariant&) = delete;
+    OwnedVariant& operator=(const OwnedVariant&) = delete;
+    VARIANT variant;
+  };
+
   std::vector<vlm::AutomationValue> views_;
+  std::deque<OwnedVariant> objects_;
   std::deque<std::string> texts_;
   std::deque<std::vector<int>> integers_;
   std::deque<std::vector<vlm::AutomationValue>> items_;
 };
 
-// Receives the answer of one call as a VARIANT. Running out of memory leaves it empty and is remembered.
+// Receives the result of one call as a VARIANT. When memory runs out the VARIANT is empty and OutOfMemory()
+// is true.
 class VariantResult final : public vlm::IAutomationResult {
  public:
   VariantResult() { VariantInit(&value_); }
@@ -65,7 +82,7 @@ class VariantResult final : public vlm::IAutomationResult {
   int ErrorCode() const { return errorCode_; }
   const std::wstring& Description() const { return description_; }
   void Set(const vlm::AutomationValue& value);
-  // Hands the answer over.
+  // The caller owns what this returns.
   VARIANT Take();
 
  private:

@@ -10,8 +10,12 @@
 #include <fstream>
 #include <iterator>
 
+#include "contract/com/type_information.h"
+#include "module/resources/automation_tables.h"
 #include "tests/com/com_support.h"
 #include "tests/support/paths.h"
+#include "workbench/session/session.h"
+#include "workbench/system/text_windows.h"
 #include "workbench/windows/server_windows.h"
 // Made from the type library's source.
 #include <vlmfsl.h>
@@ -64,13 +68,13 @@ int RunningServers() {
   entry.dwSize = sizeof entry;
   int count = 0;
   for (BOOL more = Process32FirstW(all, &entry); more; more = Process32NextW(all, &entry)) {
-    if (lstrcmpiW(entry.szExeFile, L"velmora.exe") == 0) ++count;
+    if (lstrcmpiW(entry.szExeFile, L"velmoraw.exe") == 0) ++count;
   }
   CloseHandle(all);
   return count;
 }
 
-// A client that was killed leaves its server behind under Wine; those of earlier tests do not count.
+// Under Wine the server of a killed client goes on running; the servers of earlier tests do not count.
 bool ServersEnd(int atStart) {
   for (int attempt = 0; attempt < 200; ++attempt, Sleep(50)) {
     if (RunningServers() <= atStart) return true;
@@ -81,7 +85,7 @@ bool ServersEnd(int atStart) {
 struct AutomationServer : ::testing::Test {
   AutomationServer() {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    static const Finished registered = RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" /regserver");
+    const Finished registered = RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" /regserver");
     EXPECT_EQ(registered.exitCode, 0u) << registered.output;
   }
   ~AutomationServer() override { CoUninitialize(); }
@@ -144,6 +148,83 @@ TEST_F(AutomationServer, IsDrivenThroughTheTypeLibrarysMarshaller) {
   EXPECT_TRUE(ServersEnd(serversAtStart)) << "the last reference has gone";
 }
 
+bool KeyExists(const std::wstring& path) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+  RegCloseKey(key);
+  return true;
+}
+
+// The keys that a registration writes: the class, its name, both type libraries, an interface of each.
+std::vector<std::wstring> RegisteredKeys() {
+  std::vector<std::wstring> keys = {L"Velmora.Application", L"CLSID\\" + Wide(kApplicationClassId),
+                                    L"TypeLib\\" + Wide(kObjectLibraryId),
+                                    L"TypeLib\\" + Wide(vlmfsl::kLibraryId)};
+  const auto addId = [&](const wchar_t* parent, const GUID& id) {
+    wchar_t text[64] = {};
+    StringFromGUID2(id, text, 64);
+    keys.push_back(parent + std::wstring(text));
+  };
+  addId(L"Interface\\", __uuidof(FSLStartup));
+  addId(L"Interface\\", vlmcom::InterfaceIdOf(*ObjectModel().front()));
+  for (std::wstring& key : keys) key.insert(0, L"Software\\Classes\\");
+  return keys;
+}
+
+TEST_F(AutomationServer, RegistrationIsWholeOrAbsent) {
+  for (const std::wstring& key : RegisteredKeys()) EXPECT_TRUE(KeyExists(key)) << Utf8Of(key);
+  EXPECT_EQ(RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" /unregserver").exitCode, 0u);
+  for (const std::wstring& key : RegisteredKeys()) EXPECT_FALSE(KeyExists(key)) << Utf8Of(key);
+  EXPECT_EQ(RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" /unregserver").exitCode, 0u) << "nothing to remove";
+  // An analysis registers nothing.
+  const std::wstring data = Quoted(kSamples / "schools.csv");
+  EXPECT_EQ(RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" feature-selection " + data +
+                       L" --dependents api2000 --quiet")
+                .exitCode,
+            0u);
+  // Nor does a registration that fails: here without a module that can be loaded.
+  SetEnvironmentVariableW(L"VELMORA_MODULE", (kSamples / "schools.csv").c_str());
+  const Finished failed = RunProgram(Quoted(VELMORA_COMMAND_PATH) + L" /regserver");
+  SetEnvironmentVariableW(L"VELMORA_MODULE", nullptr);
+  EXPECT_EQ(failed.exitCode, 1u);
+  EXPECT_THAT(failed.output, HasSubstr("schools.csv"));
+  for (const std::wstring& key : RegisteredKeys()) EXPECT_FALSE(KeyExists(key)) << Utf8Of(key);
+}
+
+TEST_F(AutomationServer, GivesReportsAndTheScriptOfARun) {
+  const fs::path folder = fs::temp_directory_path() / "velmora_test_results";
+  fs::remove_all(folder);
+  std::string script;
+  {
+    const ComReference<IDispatch> application = CreateApplication();
+    ASSERT_TRUE(application);
+    ASSERT_EQ(Get(application.get(), "Open", {(kSamples / "schools.csv").string().c_str()}).result, S_OK);
+    const auto startup = Get(application.get(), "StartFeatureSelection").value.Object();
+    ASSERT_EQ(Put(startup.get(), "Variables", "1 |  | 2-5 | ").result, S_OK);
+    ASSERT_EQ(Get(startup.get(), "OK").value.Int(), 1);
+    const auto analysis = Get(application.get(), "Analyses", {1}).value.Object();
+    const Called json = Get(analysis.get(), "Results", {"json"});
+    EXPECT_EQ(json.result, S_OK) << json.description;
+    EXPECT_THAT(json.value.Text(), HasSubstr("\"dependents\""));
+    EXPECT_THAT(Get(analysis.get(), "Results", {"csv"}).value.Text(), HasSubstr("predictor"));
+    const Called written = Get(analysis.get(), "WriteResults", {folder.string().c_str(), "json, html"});
+    EXPECT_EQ(written.result, S_OK) << written.description;
+    EXPECT_TRUE(fs::exists(folder / "feature_selection.json"));
+    EXPECT_TRUE(fs::exists(folder / "feature_selection.html"));
+    const Called wrong = Get(analysis.get(), "Results", {"pdf"});
+    EXPECT_EQ(wrong.result, DISP_E_EXCEPTION);
+    EXPECT_THAT(wrong.description, HasSubstr("pdf"));
+    script = Get(analysis.get(), "SettingsScript").value.Text();
+  }
+  // The script is one that the system runs, and it repeats the run.
+  const fs::path file = fs::temp_directory_path() / "velmora_test_settings.vbs";
+  std::ofstream(file, std::ios::binary) << script;
+  const Finished finished = RunProgram(L"cscript.exe //nologo " + Quoted(file));
+  EXPECT_THAT(finished.output, HasSubstr("api1999")) << script;
+  fs::remove(file);
+  fs::remove_all(folder);
+}
+
 TEST_F(AutomationServer, SampleScriptsRun) {
   struct Row {
     const wchar_t* arguments;
@@ -151,7 +232,8 @@ TEST_F(AutomationServer, SampleScriptsRun) {
   };
   const fs::path report = fs::temp_directory_path() / "velmora_test_report.html";
   const Row rows[] = {
-      {L"feature_selection.vbs house_prices.csv price", {"price", "Best categorical predictors: 10 4"}},
+      {L"feature_selection.vbs house_prices.csv price",
+       {"price", "Best categorical predictors: aircon, bathrooms"}},
       {L"screening.vbs german_credit.csv risk good bad", {"Importance: risk", "checking_account"}},
   };
   fs::current_path(kSamples);

@@ -211,7 +211,7 @@ TEST_F(DualInterfaces, AClosedDialogFailsAndNothingElse) {
     EXPECT_THAT(LeftDescription(), HasSubstr("FSLStartup.Variables failed")) << when;
     const Called late = Put(startup.get(), "CountVariable", "1");
     EXPECT_EQ(late.result, DISP_E_EXCEPTION) << when;
-    EXPECT_THAT(late.description, HasSubstr("closed")) << when;
+    EXPECT_THAT(late.description, HasSubstr("FSLStartup.CountVariable failed")) << when;
   };
   expectFailure("after the run");
   EXPECT_EQ(Get(results.get(), "FixedNumberOfBestPredictors").result, S_OK) << "the results are open";

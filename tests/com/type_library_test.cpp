@@ -3,10 +3,10 @@
 
 #include <map>
 
+#include "contract/com/type_library.h"
 #include "module/resources/automation_tables.h"
 #include "tests/com/com_support.h"
 #include "tests/support/paths.h"
-#include "workbench/session/session.h"
 
 namespace velmora {
 namespace {
@@ -129,12 +129,7 @@ ComReference<ITypeInfo> VtableSide(const ComReference<ITypeInfo>& dispatch) {
 }
 
 TEST(TypeLibrary, TheRegisteredOneIsTheTables) {
-  // A host that loads the module registers its library.
-  Face face;
-  SessionOptions options;
-  options.modulePath = ModulePath();
-  Session session(face, options);
-  session.LoadModule();
+  ASSERT_EQ(vlmcom::RegisterTypeLibraryFile(Wide(ModulePath())), S_OK);
   ComReference<ITypeLib> library;
   ASSERT_EQ(LoadRegTypeLib(IdOf(vlmfsl::kLibraryId), vlmfsl::kLibraryMajorVersion,
                            vlmfsl::kLibraryMinorVersion, LOCALE_NEUTRAL, library.Receive()),

@@ -269,7 +269,7 @@ const HostMemberTable<WorkbookObject>& WorkbookObject::Members() {
       {{Getter(1, "Count", vlm::kAutomationInt, "Number of documents"),
         [](Self& s, const Arguments&) { return Variant(static_cast<int>(s.workbook_->Documents().size())); },
         nullptr},
-       {Getter(2, "Item", vlm::kAutomationObject, "A document, in order of creation", 1, vlm::kAutomationInt,
+       {Getter(0, "Item", vlm::kAutomationObject, "A document, in order of creation", 1, vlm::kAutomationInt,
                "Index"),
         [](Self& s, const Arguments& a) {
           const auto& documents = s.workbook_->Documents();
@@ -512,6 +512,12 @@ vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook) {
 
 vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputTable> access) {
   return new InputSpreadsheetObject(std::move(access));
+}
+
+std::vector<const vlm::AutomationInterface*> DocumentInterfaces() {
+  return {InputSpreadsheetObject::Members().Description(), WorkbookObject::Members().Description(),
+          SpreadsheetObject::Members().Description(), GraphObject::Members().Description(),
+          ReportObject::Members().Description()};
 }
 
 }  // namespace velmora

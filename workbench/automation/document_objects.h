@@ -50,4 +50,8 @@ std::vector<int> NumbersOfVariables(const InputTable& access, const Variant& whi
 vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputTable> access);
 vlm::IAutomationObject* MakeInputSpreadsheetObject(std::shared_ptr<const InputTable> access);
 
+// The interfaces of these objects, for type libraries.
+std::vector<const vlm::AutomationInterface*> DocumentInterfaces();
+std::vector<const vlm::AutomationInterface*> VariableInterfaces();
+
 }  // namespace velmora

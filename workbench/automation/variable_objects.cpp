@@ -151,7 +151,7 @@ const HostMemberTable<VariablesObject>& VariablesObject::Members() {
       "Variables", "Variables of the input table",
       {{Getter(1, "Count", vlm::kAutomationInt, "Number of variables"),
         [](Self& s, const Arguments&) { return Variant(s.access_->Data().VariableCount()); }, nullptr},
-       {Getter(2, "Item", vlm::kAutomationObject, "A variable by its number or its name", 1,
+       {Getter(0, "Item", vlm::kAutomationObject, "A variable by its number or its name", 1,
                vlm::kAutomationVariant, "Variable"),
         [](Self& s, const Arguments& a) {
           return Variant(
@@ -185,6 +185,10 @@ std::vector<int> NumbersOfVariables(const InputTable& access, const Variant& whi
     for (const int number : which.AsIntegers()) addAll({NumberOfVariable(access, Variant(number))});
   }
   return numbers;
+}
+
+std::vector<const vlm::AutomationInterface*> VariableInterfaces() {
+  return {VariablesObject::Members().Description(), VariableObject::Members().Description()};
 }
 
 vlm::IAutomationObject* MakeVariablesObject(std::shared_ptr<const InputTable> access) {

@@ -1,12 +1,18 @@
-// Windows: the automation server, its registration, and the analyses in windows.
+// Windows: the automation server and its registration, and analyses in dialogs.
 #include "workbench/cli/system_commands.h"
 
+#include <windows.h>
+
 #include <algorithm>
+#include <filesystem>
 
 #include "workbench/cli/console.h"
+#include "workbench/cli/console_windows.h"
 #include "workbench/cli/dialog_command_windows.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/script_reports.h"
+#include "workbench/cli/terminal_face.h"
 #include "workbench/session/session.h"
 #include "workbench/system/system.h"
 #include "workbench/windows/server_windows.h"
@@ -14,16 +20,19 @@
 namespace velmora {
 namespace {
 
-SessionOptions ModuleOfProgram() { return MakeSessionOptions({}, Readers::kPrograms); }
-
-// The class, and the module's type library, which the module registers when it is loaded.
 int Register(RegistrationScope scope) {
-  const std::string program = ExecutablePath().string();
-  if (program.empty()) throw RunError("The system does not tell the path of this program.");
-  RegisterServer(scope, program);
+  // The program without a console, where it is installed: a client must not open one.
+  const std::filesystem::path windowed = ExecutableFolder() / "velmoraw.exe";
+  std::error_code error;
+  const std::string program =
+      (std::filesystem::exists(windowed, error) ? windowed : ExecutablePath()).string();
+  if (program.empty()) throw RunError("The system does not say where this program is.");
+  const SessionOptions options = MakeSessionOptions({}, Readers::kPrograms);
+  // A module that cannot be loaded could not serve either.
   Face face;
-  Session session(face, ModuleOfProgram());
+  Session session(face, options);
   session.LoadModule();
+  RegisterServer(scope, {program, options.modulePath}, ObjectModel());
   return kExitDone;
 }
 
@@ -32,10 +41,15 @@ int Unregister(RegistrationScope scope) {
   return kExitDone;
 }
 
-// What would stand in a box for a person is a notice of the script's outputs.
-class ServerFace final : public Face {
+// Nobody sees what a server would show: messages become notices among the outputs of the script, and the lines
+// for standard error are held back for good.
+class ServerFace final : public TerminalFace {
  public:
-  void Message(std::string_view text) override { Keep(text); }
+  ServerFace() : TerminalFace(true) { HoldBack(true); }
+  void Message(std::string_view text) override {
+    TerminalFace::Message(text);
+    Keep(text);
+  }
   void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view text) override {
     Keep(text);
   }
@@ -48,13 +62,30 @@ class ServerFace final : public Face {
   }
 };
 
+SessionOptions ServerOptions() {
+  SessionOptions options = MakeSessionOptions({}, Readers::kPrograms);
+  options.scriptLanguage = ScriptLanguage::kVBScript;
+  return options;
+}
+
+// What serves one client, made in this order.
+struct Service {
+  explicit Service(ServerFace& face)
+      : session(face, ServerOptions()),
+        reports(session, face, true) {
+    session.SetReporter(&reports);
+    face.session = &session;
+  }
+  Session session;
+  ScriptReports reports;
+};
+
 int Serve(RegistrationScope /*scope*/) {
   ServerFace face;
-  std::unique_ptr<Session> session;
+  std::optional<Service> service;
   ServeApplication([&] {
-    if (!session) session = std::make_unique<Session>(face, ModuleOfProgram());
-    face.session = session.get();
-    return ObjectReference(session->Application().Object());
+    if (!service) service.emplace(face);
+    return ObjectReference(service->session.Application().Object());
   });
   return kExitDone;
 }
@@ -76,10 +107,15 @@ constexpr Switch kSwitches[] = {
 }  // namespace
 
 std::vector<Command> SystemCommands() {
-  return {{"dialog", "set up an analysis in its dialogs and see its results", kDialogHelp, RunDialogCommand}};
+  return {{"dialog", "run analyses in dialogs", kDialogHelp, RunDialogCommand}};
 }
 
 std::optional<int> RunSystemSwitch(const std::vector<std::string>& arguments) {
+  if (arguments.empty() && OwnsConsole()) {
+    FreeConsole();
+    ShowErrorsInBoxes();
+    return RunGuarded("velmora", [] { return RunDialogCommand({}); });
+  }
   if (arguments.empty() || arguments.front().size() < 2) return std::nullopt;
   std::string name = arguments.front();
   if (name.front() != '/' && name.front() != '-') return std::nullopt;

@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "workbench/automation/document_objects.h"
 #include "workbench/automation/host_object.h"
 #include "workbench/session/running_analysis.h"
 #include "workbench/session/session_core.h"
@@ -224,7 +225,9 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           return Variant();
         },
         nullptr},
-       {Method(15, "SettingsScript", "A Python script that repeats the run", 0, 0, "", kAutomationText),
+       {Method(15, "SettingsScript",
+               "A script that repeats the run, in Python or, from the COM server, in VBScript", 0, 0, "",
+               kAutomationText),
         [](Self& s, const Arguments&) {
           const auto core = LockedCore(s.core_);
           return Variant(SettingsScript(*core, s.Required(*core)));
@@ -412,6 +415,15 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
 }
 
 }  // namespace
+
+std::vector<const vlm::AutomationInterface*> ObjectModel() {
+  std::vector<const vlm::AutomationInterface*> interfaces = {
+      ApplicationObject::Members().Description(), SpreadsheetsObject::Members().Description(),
+      AnalysesObject::Members().Description(), AnalysisObject::Members().Description(), WindowInterface()};
+  for (const auto& more : {VariableInterfaces(), DocumentInterfaces()})
+    interfaces.insert(interfaces.end(), more.begin(), more.end());
+  return interfaces;
+}
 
 std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core) {
   const std::shared_ptr<SessionCore> locked = core.lock();

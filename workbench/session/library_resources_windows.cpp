@@ -17,7 +17,7 @@ class LibraryResources final : public vlm::IModuleResources {
   virtual ~LibraryResources() = default;
 
   int LoadText(int number, vlm::ITextSink* text) override {
-    const wchar_t* found = nullptr;  // in the library itself, not terminated
+    const wchar_t* found = nullptr;  // points into the library; not NUL-terminated
     const int length =
         LoadStringW(library_, static_cast<UINT>(number), reinterpret_cast<wchar_t*>(&found), 0);
     if (length <= 0 || text == nullptr) return 1;
@@ -37,7 +37,7 @@ class LibraryResources final : public vlm::IModuleResources {
     return &dialogs_.try_emplace(id, id, content).first->second.Template();
   }
 
-  // They are in the type library, which the system reads; objects describe themselves besides.
+  // Interfaces are in the type library, and objects describe themselves.
   const vlm::AutomationInterface* GetAutomationInterface(int) override { return nullptr; }
 
  private:

@@ -11,7 +11,6 @@
 
 #include "contract/text.h"
 #include "workbench/data/errors.h"
-#include "workbench/session/type_library_registry.h"
 #include "workbench/system/system.h"
 
 #if defined(_WIN32)
@@ -113,8 +112,6 @@ void ActOnQueuedRegistrations(const std::string& moduleFile) {
   const std::lock_guard lock(all.mutex);
   for (TypeLibraryRegistration& registration : all.queued) {
     registration.moduleFile = moduleFile;
-    // A module without a registered library works; only other programs do not find its interfaces.
-    registration.registered = RegisterTypeLibraryOf(moduleFile);
     // A library registered again takes the place of its older registration.
     std::erase_if(all.done, [&](const TypeLibraryRegistration& other) {
       return other.libraryId == registration.libraryId;
@@ -140,7 +137,7 @@ VELMORA_EXPORT int QvdOleRegisterTypeLib(void* moduleInstance, const char* libra
   try {
     const auto textOf = [](const char* text) { return std::string(text == nullptr ? "" : text); };
     velmora::TypeLibraryRegistration registration{
-        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}, false};
+        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}};
     velmora::Registrations& all = velmora::AllRegistrations();
     const std::lock_guard lock(all.mutex);
     all.queued.push_back(std::move(registration));

@@ -45,13 +45,12 @@ void SetApplicationLog(HostLog* log);
 struct TypeLibraryRegistration {
   void* moduleInstance = nullptr;
   std::string libraryId, subPath, helpFolder;
-  // Filled in when the registration is acted on.
-  std::string moduleFile;
-  bool registered = false;  // with the system, where it has a registry of type libraries
+  std::string moduleFile;  // filled in once the module has been loaded
 };
 
-// Registrations queue while a module is being loaded, inside the loader's lock, and are acted on
-// afterwards.
+// Registrations queue while a module is being loaded, inside the loader's lock, and are listed afterwards. The
+// system's registry is left alone: a user who runs an analysis has asked for no registration. The automation
+// server's registration writes the library there (workbench/windows/server_windows.h).
 void ActOnQueuedRegistrations(const std::string& moduleFile);
 std::vector<TypeLibraryRegistration> RegisteredTypeLibraries();
 

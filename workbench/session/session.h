@@ -44,6 +44,9 @@ class ModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Of the scripts that the session writes: that of the scripts that drive it.
+enum class ScriptLanguage { kPython, kVBScript };
+
 struct SessionOptions {
   // The module's file; empty: libvlmfsl.so beside the executable, then beside the executable's lib
   // folder.
@@ -51,6 +54,7 @@ struct SessionOptions {
   std::map<int, int> profile;  // integers of the user profile by entry number; see user_settings.h
   int rowNameWidth = 32;       // longest row name of an output spreadsheet, 8 to 40 characters
   std::string decimalSeparator = ".";
+  ScriptLanguage scriptLanguage = ScriptLanguage::kPython;
 };
 
 struct ProcedureSettings;
@@ -130,5 +134,8 @@ class Session {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+// The interfaces of the objects that scripts reach, the application's first.
+std::vector<const vlm::AutomationInterface*> ObjectModel();
 
 }  // namespace velmora

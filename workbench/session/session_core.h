@@ -148,6 +148,7 @@ ObjectReference DialogObject(const std::shared_ptr<SessionCore>& core, const Run
                              int step);
 // The window of an open dialog, control by control.
 ObjectReference MakeWindowObject(const std::shared_ptr<SessionCore>& core, DialogWindow& window);
+const vlm::AutomationInterface* WindowInterface();
 // The core of a session that still exists, on its own thread; throws AutomationError when it does
 // not.
 std::shared_ptr<SessionCore> LockedCore(const std::weak_ptr<SessionCore>& core);

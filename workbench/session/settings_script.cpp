@@ -22,79 +22,216 @@ bool IsNumber(const std::string& text) {
   return result.ec == std::errc() && result.ptr == end;
 }
 
-std::string PythonLiteral(const Variant& value) {
-  switch (value.Type()) {
-    case vlm::kAutomationInt:
-      return std::to_string(value.AsInt());
-    case vlm::kAutomationReal:
-      return ShortestNumber(value.AsReal());
-    case vlm::kAutomationText:
-      return PythonString(value.AsText());
-    default:
-      return "None";
+// How the statements of a settings script read in one language. Lines come without their ends.
+class Dialect {
+ public:
+  virtual ~Dialect() = default;
+  virtual std::string Comment(const std::string& text) const = 0;
+  virtual std::string Text(std::string_view text) const = 0;
+  // An array of expressions, on as many lines as it needs.
+  virtual std::string Array(const std::vector<std::string>& items, const std::string& indent) const = 0;
+  virtual std::string SetObject(const std::string& name, const std::string& expression) const = 0;
+  virtual std::string Call(const std::string& call) const = 0;
+  virtual std::string Item(const std::string& collection, const std::string& key) const = 0;
+  virtual std::vector<std::string> Head() const = 0;
+  virtual std::vector<std::string> RunOrFail() const = 0;
+  virtual std::vector<std::string> PutLists(const std::vector<std::string>& comments,
+                                            const std::vector<std::string>& lists) const = 0;
+  virtual std::string PrintResults() const = 0;
+
+  std::string Literal(const Variant& value) const {
+    switch (value.Type()) {
+      case vlm::kAutomationInt:
+        return std::to_string(value.AsInt());
+      case vlm::kAutomationReal:
+        return ShortestNumber(value.AsReal());
+      case vlm::kAutomationText:
+        return Text(value.AsText());
+      default:
+        return Nothing();
+    }
   }
+
+ protected:
+  virtual const char* Nothing() const = 0;
+  // The items between commas, broken before a line gets too long; lineEnd is what a broken line ends with.
+  static std::string Wrapped(const std::vector<std::string>& items, const std::string& indent,
+                             const char* lineEnd, std::size_t longestLine) {
+    std::string text;
+    std::size_t lineLength = indent.size();
+    for (std::size_t index = 0; index < items.size(); ++index) {
+      const std::string item = items[index] + (index + 1 < items.size() ? "," : "");
+      if (lineLength + item.size() > longestLine) {
+        text += lineEnd + ("\n" + indent);
+        lineLength = indent.size();
+      } else if (index > 0) {
+        text += ' ';
+      }
+      text += item;
+      lineLength += item.size() + 1;
+    }
+    return text;
+  }
+};
+
+class PythonDialect final : public Dialect {
+ public:
+  std::string Comment(const std::string& text) const override { return "# " + text; }
+  std::string Text(std::string_view text) const override { return PythonString(text); }
+  std::string Array(const std::vector<std::string>& items, const std::string& indent) const override {
+    return "[" + Wrapped(items, indent, "", kLongestLine - 30) + "]";
+  }
+  std::string SetObject(const std::string& name, const std::string& expression) const override {
+    return name + " = " + expression;
+  }
+  std::string Call(const std::string& call) const override { return call; }
+  std::string Item(const std::string& collection, const std::string& key) const override {
+    return collection + "[" + key + "]";
+  }
+  std::vector<std::string> Head() const override {
+    return {"# Repeats a run: velmora run THIS_FILE", "import velmora", "", "app = velmora.Application"};
+  }
+  std::vector<std::string> RunOrFail() const override {
+    return {"if not startup.OK():", "    raise SystemExit(\"The analysis failed.\")"};
+  }
+  std::vector<std::string> PutLists(const std::vector<std::string>& comments,
+                                    const std::vector<std::string>& lists) const override {
+    std::vector<std::string> lines = {"startup.Variables = ["};
+    for (std::size_t index = 0; index < lists.size(); ++index) {
+      lines.push_back("    # " + comments[index]);
+      lines.push_back("    " + lists[index] + ",");
+    }
+    lines.push_back("]");
+    return lines;
+  }
+  std::string PrintResults() const override { return "print(analysis.Results(\"terminal\"), end=\"\")"; }
+
+ protected:
+  const char* Nothing() const override { return "None"; }
+};
+
+// VBScript; Visual Basic for Applications takes all but the lines with WScript.
+class VBScriptDialect final : public Dialect {
+ public:
+  std::string Comment(const std::string& text) const override { return "' " + text; }
+  std::string Text(std::string_view text) const override {
+    std::string literal = "\"";
+    for (const char c : text) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte < 0x20 || byte == 0x7F) {
+        literal += "\" & Chr(" + std::to_string(byte) + ") & \"";
+      } else {
+        literal += c;
+        if (c == '"') literal += c;
+      }
+    }
+    return literal + "\"";
+  }
+  // A statement takes at most 24 broken lines there, so the lines of long lists are longer.
+  std::string Array(const std::vector<std::string>& items, const std::string& indent) const override {
+    std::size_t length = 0;
+    for (const std::string& item : items) length += item.size() + 2;
+    return "Array(" + Wrapped(items, indent, " _", std::max(kLongestLine - 30, length / 20)) + ")";
+  }
+  std::string SetObject(const std::string& name, const std::string& expression) const override {
+    return "Set " + name + " = " + expression;
+  }
+  // A call whose result is not used has no parentheses there.
+  std::string Call(const std::string& call) const override { return "Call " + call; }
+  std::string Item(const std::string& collection, const std::string& key) const override {
+    return collection + "(" + key + ")";
+  }
+  std::vector<std::string> Head() const override {
+    return {"' Repeats a run: cscript //nologo THIS_FILE.vbs", "Option Explicit",
+            "Dim app, data, analysis, startup, results", "Set app = CreateObject(\"Velmora.Application\")"};
+  }
+  std::vector<std::string> RunOrFail() const override {
+    return {"If startup.OK() = 0 Then", "  WScript.Echo \"The analysis failed.\"", "  WScript.Quit 1",
+            "End If"};
+  }
+  std::vector<std::string> PutLists(const std::vector<std::string>& comments,
+                                    const std::vector<std::string>& lists) const override {
+    std::vector<std::string> lines = {"Dim lists(" + std::to_string(lists.size() - 1) + ")"};
+    for (std::size_t index = 0; index < lists.size(); ++index) {
+      lines.push_back("' " + comments[index]);
+      lines.push_back("lists(" + std::to_string(index) + ") = " + lists[index]);
+    }
+    lines.push_back("startup.Variables = lists");
+    return lines;
+  }
+  std::string PrintResults() const override { return "WScript.Echo analysis.Results(\"terminal\")"; }
+
+ protected:
+  const char* Nothing() const override { return "Empty"; }
+};
+
+const Dialect& DialectOf(ScriptLanguage language) {
+  static const PythonDialect python;
+  static const VBScriptDialect basic;
+  if (language == ScriptLanguage::kVBScript) return basic;
+  return python;
 }
 
 class ScriptWriter {
  public:
-  explicit ScriptWriter(const ScriptedRun& run) : run_(run) {}
+  explicit ScriptWriter(const ScriptedRun& run) : run_(run), dialect_(DialectOf(run.language)) {}
 
   std::string Write() {
-    Line("# Repeats a run: velmora run THIS_FILE");
-    Line("import velmora");
-    Line("");
-    Line("app = velmora.Application");
+    Lines(dialect_.Head());
     WriteData();
     if (!run_.pruneTrees) Line("app.PruneTrees = 0");
     Line("");
-    Line("analysis = app.Analyses.Add(" + PythonString(run_.analysis) + ")");
-    Line("startup = analysis.StartupDialog");
+    Line(dialect_.SetObject("analysis", "app.Analyses.Add(" + Text(run_.analysis) + ")"));
+    Line(dialect_.SetObject("startup", "analysis.StartupDialog"));
     for (const MemberValue& setting : run_.notes.startupSettings) WriteStartupSetting(setting);
     if (!run_.useWeightsAsGiven) Line("analysis.UseWeightsAsGiven = 0");
     if (!run_.notes.cutPointsFile.empty())
-      Line("analysis.ReadCutPoints(" + PythonString(run_.notes.cutPointsFile) + ")");
+      Line(dialect_.Call("analysis.ReadCutPoints(" + Text(run_.notes.cutPointsFile) + ")"));
     for (const LeftOutVariable& variable : run_.notes.leftOut) {
-      Line("analysis.LeaveOut(" + PythonString(variable.name) + ", " + PythonString(variable.role) + ", " +
-           PythonString(variable.reason) + ")");
+      Line(dialect_.Call("analysis.LeaveOut(" + Text(variable.name) + ", " + Text(variable.role) + ", " +
+                         Text(variable.reason) + ")"));
     }
-    Line("if not startup.OK():");
-    Line("    raise SystemExit(\"The analysis failed.\")");
+    Lines(dialect_.RunOrFail());
     WriteResults();
     return text_;
   }
 
  private:
   void Line(const std::string& line) { text_ += line + "\n"; }
+  void Lines(const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) Line(line);
+  }
+  std::string Text(std::string_view text) const { return dialect_.Text(text); }
 
   void WriteData() {
     const DataRecipe& recipe = run_.recipe;
-    const std::string file = PythonString(run_.table.fileName);
+    const std::string file = Text(run_.table.fileName);
     if (recipe.delimiter.empty() && recipe.missingTexts.empty()) {
-      Line("data = app.Open(" + file + ")");
+      Line(dialect_.SetObject("data", "app.Open(" + file + ")"));
     } else {
-      std::string texts;
-      for (const std::string& text : recipe.missingTexts)
-        texts += (texts.empty() ? "" : ", ") + PythonString(text);
-      Line("data = app.OpenText(" + file + ", " + PythonString(recipe.delimiter) + ", [" + texts + "])");
+      std::vector<std::string> texts;
+      for (const std::string& text : recipe.missingTexts) texts.push_back(Text(text));
+      Line(dialect_.SetObject("data", "app.OpenText(" + file + ", " + Text(recipe.delimiter) + ", " +
+                                          dialect_.Array(texts, "    ") + ")"));
     }
     for (const std::string& name : recipe.added)
-      Line("# " + PythonString(name) + " was added to the data: data.AddVariable(...)");
+      Line(dialect_.Comment(Text(name) + " was added to the data: data.AddVariable(...)"));
     for (const auto& [name, code] : recipe.missingCodes) {
-      Line("data.Variables[" + PythonString(name) +
-           "].MissingDataCode = " + (IsNumber(code) ? code : PythonString(code)));
+      Line(dialect_.Item("data.Variables", Text(name)) +
+           ".MissingDataCode = " + (IsNumber(code) ? code : Text(code)));
     }
     for (const auto& [name, measurement] : recipe.measurements) {
-      Line("data.Variables[" + PythonString(name) + "].Measurement = " +
+      Line(dialect_.Item("data.Variables", Text(name)) + ".Measurement = " +
            (measurement == Measurement::kContinuous ? "\"continuous\"" : "\"categorical\""));
     }
     if (!run_.selection.include.empty() || !run_.selection.exclude.empty()) {
-      Line("data.SelectCases(" + PythonString(run_.selection.include) + ", " +
-           PythonString(run_.selection.exclude) + ")");
+      Line(dialect_.Call("data.SelectCases(" + Text(run_.selection.include) + ", " +
+                         Text(run_.selection.exclude) + ")"));
     }
     if (run_.weight != 0) Line("data.CaseWeight = " + NameOf(run_.weight));
   }
 
-  std::string NameOf(int variable) const { return PythonString(run_.table.Variable(variable).name); }
+  std::string NameOf(int variable) const { return Text(run_.table.Variable(variable).name); }
 
   void WriteStartupSetting(const MemberValue& setting) {
     if (setting.member == kVariables) return WriteVariables(setting.value);
@@ -103,7 +240,7 @@ class ScriptWriter {
         Line("startup.CountVariable = data.VariableNumber(" + NameOf(variable) + ")");
       return;
     }
-    Line("startup." + setting.member + " = " + PythonLiteral(setting.value));
+    Line("startup." + setting.member + " = " + dialect_.Literal(setting.value));
   }
 
   int CountVariable(const Variant& value) const {
@@ -135,40 +272,31 @@ class ScriptWriter {
     static constexpr const char* kFive[] = {"response, continuous", "response, categorical",
                                             "response, binary", "predictors, categorical",
                                             "predictors, continuous"};
-    Line("startup.Variables = [");
+    std::vector<std::string> comments, expressions;
     for (std::size_t i = 0; i < lists.size(); ++i) {
-      Line(std::string("    # ") + (lists.size() == 4 ? kFour[i] : kFive[std::min<std::size_t>(i, 4)]));
-      if (lists[i].empty()) {
-        Line("    [],");
-        continue;
-      }
-      std::string line = "    data.VariableNumbers([";
-      for (std::size_t j = 0; j < lists[i].size(); ++j) {
-        const std::string name = NameOf(lists[i][j]) + (j + 1 < lists[i].size() ? ", " : "");
-        if (line.size() + name.size() > kLongestLine) {
-          Line(line.substr(0, line.find_last_not_of(' ') + 1));
-          line = "        ";
-        }
-        line += name;
-      }
-      Line(line + "]),");
+      comments.emplace_back(lists.size() == 4 ? kFour[i] : kFive[std::min<std::size_t>(i, 4)]);
+      std::vector<std::string> names;
+      for (const int number : lists[i]) names.push_back(NameOf(number));
+      const std::string array = dialect_.Array(names, "        ");
+      expressions.push_back(names.empty() ? array : "data.VariableNumbers(" + array + ")");
     }
-    Line("]");
+    Lines(dialect_.PutLists(comments, expressions));
   }
 
   void WriteResults() {
     Line("");
     if (!run_.resultsSettings.empty()) {
-      Line("results = analysis.ResultsDialog");
+      Line(dialect_.SetObject("results", "analysis.ResultsDialog"));
       for (const MemberValue& setting : run_.resultsSettings)
-        Line("results." + setting.member + " = " + PythonLiteral(setting.value));
+        Line("results." + setting.member + " = " + dialect_.Literal(setting.value));
     }
     if (run_.notes.shownPredictors != AnalysisNotes().shownPredictors)
       Line("analysis.PredictorsShown = " + std::to_string(run_.notes.shownPredictors));
-    for (const std::string& line : run_.outputs) Line(line);
+    Lines(run_.outputs.empty() ? std::vector{dialect_.PrintResults()} : run_.outputs);
   }
 
   const ScriptedRun& run_;
+  const Dialect& dialect_;
   std::string text_;
 };
 
@@ -219,7 +347,8 @@ std::string SettingsScript(SessionCore& core, RunningAnalysis& analysis) {
                   .pruneTrees = core.procedures->Settings().pruneTrees,
                   .notes = analysis.Notes(),
                   .resultsSettings = analysis.SettingsOf(kResultsStep),
-                  .outputs = {"print(analysis.Results(\"terminal\"), end=\"\")"}};
+                  .outputs = {},
+                  .language = core.options.scriptLanguage};
   if (analysis.DialogOf(kStartupStep) != nullptr)
     run.notes.startupSettings = analysis.SettingsOf(kStartupStep);
   std::erase_if(run.notes.startupSettings,

@@ -1,4 +1,4 @@
-// Writes a run as a Python script that repeats it.
+// Writes a run as a script that repeats it, in Python or VBScript.
 #pragma once
 
 #include <string>
@@ -8,6 +8,7 @@
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_face.h"
 #include "workbench/session/analysis_notes.h"
+#include "workbench/session/session.h"
 
 namespace velmora {
 
@@ -29,7 +30,8 @@ struct ScriptedRun {
   bool pruneTrees = true;
   AnalysisNotes notes;                       // with the startup dialog's settings
   std::vector<MemberValue> resultsSettings;  // of the results dialog; empty: as they come
-  std::vector<std::string> outputs;          // the script's last lines
+  std::vector<std::string> outputs;          // the last lines of a Python script; empty: print the results
+  ScriptLanguage language = ScriptLanguage::kPython;
 };
 
 std::string WriteSettingsScript(const ScriptedRun& run);

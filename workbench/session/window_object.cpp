@@ -218,6 +218,8 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
 
 }  // namespace
 
+const vlm::AutomationInterface* WindowInterface() { return WindowObject::Members().Description(); }
+
 ObjectReference MakeWindowObject(const std::shared_ptr<SessionCore>& core, DialogWindow& window) {
   return ObjectReference::Adopt(new WindowObject(core, window.weak_from_this()));
 }
