@@ -1,7 +1,7 @@
-# What the Windows build takes from the building system, whose packages hold nothing made for Windows: the libraries
-# that are headers only, through a folder of their own, so that no other header of that system is seen; and an import
-# library for DuckDB's DLL, which the program loads when it first calls it, so that it can say what is missing. ReadStat
-# and libxlsxwriter are absent: READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
+# Libraries of the Windows build. Debian has no packages made for Windows, so header-only libraries are linked into a
+# folder of their own, which hides every other header of the build machine. DuckDB's DLL gets an import library that
+# loads it at the first call, so that the program can say what is missing. ReadStat and libxlsxwriter are absent:
+# READSTAT_LIBRARY and XLSXWRITER_LIBRARY stay unset.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
 foreach(folder boost CLI nlohmann utf8cpp fast_float)
@@ -15,7 +15,7 @@ foreach(library nlohmann_json::nlohmann_json CLI11::CLI11 Boost::boost)
   set_target_properties(${library} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${headers})
 endforeach()
 
-# The functions of the DLL, as its own export table names them.
+# The import library, from the DLL's own export table.
 find_program(GENDEF gendef REQUIRED)
 find_program(DLLTOOL x86_64-w64-mingw32-dlltool REQUIRED)
 set(duckdb_import ${CMAKE_BINARY_DIR}/libduckdb.dll.a)

@@ -1,10 +1,10 @@
-# The Windows forms of the tables in module/resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h, written by a program that
-# runs while building. Target windows_sources makes them; VELMORA_WINDOWS_SOURCES is their folder.
+# The Windows forms of the tables in module/resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h. A generator writes them
+# during the build; target windows_sources makes them in the folder VELMORA_WINDOWS_SOURCES.
 set(VELMORA_WINDOWS_SOURCES ${CMAKE_BINARY_DIR}/windows_sources)
 file(MAKE_DIRECTORY ${VELMORA_WINDOWS_SOURCES})
 file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/tools/*.cpp)
 if(CMAKE_CROSSCOMPILING)
-  # The program runs here, so the building machine's own compiler makes it.
+  # The generator runs on the build machine, so that machine's own compiler builds it.
   file(GLOB table_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/*.cpp)
   file(GLOB table_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/*.h ${CMAKE_SOURCE_DIR}/module/resources/tools/*.h
                                             ${CMAKE_SOURCE_DIR}/contract/*.h)
@@ -27,7 +27,8 @@ add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS
 set(windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl
                   ${VELMORA_WINDOWS_SOURCES}/vlmfsl_dual.h)
 
-# The type library and the compiled resources, where the tools for them are (Debian: mingw-w64-tools, libwine-dev).
+# The type library and the compiled resources, if the tools for them are installed (Debian: mingw-w64-tools,
+# libwine-dev).
 find_program(VELMORA_WIDL NAMES x86_64-w64-mingw32-widl widl NO_CMAKE_FIND_ROOT_PATH)
 find_program(VELMORA_WINDRES NAMES x86_64-w64-mingw32-windres NO_CMAKE_FIND_ROOT_PATH)
 find_path(VELMORA_IDL_FOLDER oaidl.idl PATHS /usr/include/wine/wine/windows NO_CMAKE_FIND_ROOT_PATH)
@@ -41,7 +42,7 @@ if(VELMORA_WIDL AND VELMORA_WINDRES AND VELMORA_IDL_FOLDER AND VELMORA_TLB_FOLDE
   add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.h
     COMMAND ${VELMORA_WIDL} --win64 -h -I ${VELMORA_IDL_FOLDER} -L ${VELMORA_TLB_FOLDER} -o vlmfsl.h vlmfsl.idl
     DEPENDS ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl WORKING_DIRECTORY ${VELMORA_WINDOWS_SOURCES} VERBATIM)
-  # vlmfsl.res: what a reader of resources sees. vlmfsl.res.o: the same for the linker.
+  # vlmfsl.res is for programs that read resources, vlmfsl.res.o is the same for the linker.
   add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res ${VELMORA_WINDOWS_SOURCES}/vlmfsl.res.o
     COMMAND ${VELMORA_WINDRES} -O res vlmfsl.rc vlmfsl.res
     COMMAND ${VELMORA_WINDRES} -J res -O coff vlmfsl.res vlmfsl.res.o

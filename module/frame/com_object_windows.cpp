@@ -15,7 +15,7 @@ namespace {
 
 template <typename Dual>
 void* MakeDual(vlm::IAutomationObject* through) noexcept {
-  // The address of the interface, which is not that of the object's other bases.
+  // The address as an IDispatch, which differs from that of the object's other bases.
   return static_cast<IDispatch*>(new (std::nothrow) Dual(through));
 }
 

@@ -8,7 +8,7 @@
 namespace velmora::testing {
 namespace {
 
-// One that a child may be given.
+// A handle that a child process inherits.
 struct Handle {
   Handle() = default;
   ~Handle() { Close(); }
@@ -41,7 +41,8 @@ void ReadToEnd(HANDLE pipe, std::string& text) {
     text.append(buffer, count);
 }
 
-// A word as programs take command lines apart: backslashes count only before a quote, where they are doubled.
+// Quotes a word as programs split command lines: backslashes are special only before a quotation mark, where they
+// are doubled.
 std::string Quoted(const std::string& word) {
   std::string quoted = "\"";
   std::size_t backslashes = 0;
@@ -56,8 +57,8 @@ std::string Quoted(const std::string& word) {
 }  // namespace
 
 ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options) {
-  // Wine starts its desktop with the first program that uses it: were that the child, the desktop would be given our
-  // pipes and hold them open.
+  // Wine starts its desktop with the first program that uses it. If that were the child, the desktop would inherit
+  // our pipes and keep them open.
   GetDesktopWindow();
   Handle in, out, err, readOut, readErr;
   if (!OpenPipe(readOut, out) || !OpenPipe(readErr, err)) return {};

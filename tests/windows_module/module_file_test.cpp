@@ -1,5 +1,5 @@
-// The module as Windows meets it: its export and import tables, its resources, its registration, and what is left of it
-// when it has been unloaded.
+// The module's file as Windows loads it: exports and imports, resources, registration, and nothing left after it is
+// unloaded.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -75,7 +75,7 @@ class ImageFile {
   const T* Directory(int index) const {
     return At<T>(Offset(Headers().OptionalHeader.DataDirectory[index].VirtualAddress));
   }
-  // Of an address in the loaded image.
+  // The place in the file of an address of the loaded image.
   DWORD Offset(DWORD address) const {
     const auto* section = reinterpret_cast<const IMAGE_SECTION_HEADER*>(&Headers() + 1);
     while (address < section->VirtualAddress || address >= section->VirtualAddress + section->SizeOfRawData)

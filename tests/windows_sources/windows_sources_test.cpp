@@ -1,4 +1,4 @@
-// What the Windows tools make of the tables, read back: the compiled resources must say what the tables say.
+// Reads back what the Windows tools compile from the tables: the resources must hold what the tables hold.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -53,7 +53,7 @@ std::map<std::pair<int, int>, Bytes> ReadCompiled(const fs::path& path) {
   return resources;
 }
 
-// A block holds sixteen texts, each as its length and its UTF-16 units. These tests' texts need no surrogates.
+// A block holds sixteen texts, each as its length and its UTF-16 units. The texts of these tests need no surrogates.
 std::string TextIn(const std::map<std::pair<int, int>, Bytes>& resources, int number) {
   const auto block = resources.find({kTextType, number / 16 + 1});
   if (block == resources.end()) return "(no block)";
@@ -113,7 +113,7 @@ TEST(WindowsSources, TheModulesResourcesSayWhatTheTablesSay) {
   EXPECT_TRUE(hasTypeLibrary);
 }
 
-// What today's tables have not got may come: letters beyond ASCII, quotation marks, escapes, an odd length.
+// Texts that the present tables do not have: letters beyond ASCII, quotation marks, escapes, an odd length.
 TEST(WindowsSources, AnyTextSurvivesTheResourceCompiler) {
   if (!HaveTools()) GTEST_SKIP() << "no windres";
   const fs::path folder = fs::temp_directory_path() / ("windows_sources_" + std::to_string(::getpid()));
@@ -138,7 +138,7 @@ TEST(WindowsSources, AnyTextSurvivesTheResourceCompiler) {
   fs::remove_all(folder);
 }
 
-// widl takes the source (the build has run it), so only what it declares is left to compare.
+// The build has run widl on the source, so only its declarations remain to be compared.
 TEST(WindowsSources, TheTypeLibraryDeclaresEveryMember) {
   const std::string source = TypeLibrarySource(LibraryInterfaces());
   static const std::regex line(

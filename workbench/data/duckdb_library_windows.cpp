@@ -1,5 +1,5 @@
-// DuckDB's DLL is loaded by its first call, which has no way to fail in words: so it is asked for
-// before.
+// DuckDB's DLL is loaded at the first call into it, which cannot report a failure. This loads it
+// beforehand.
 #include "workbench/data/duckdb_session.h"
 #include "workbench/system/system.h"
 

@@ -4,7 +4,7 @@
 //                                                          -> through->Invoke -> the dialog's handler
 //   late bound:  IDispatch::Invoke(0x60030002, ...) ------
 //
-// The classes themselves are made from the member tables (vlmfsl_dual.h).
+// The classes are generated from the member tables (vlmfsl_dual.h).
 #pragma once
 
 #include <windows.h>
@@ -19,8 +19,8 @@
 
 namespace vlmfsl {
 
-// A share in the module's own type library, which is loaded when type information is first asked for and released with
-// the last share: never when the module is unloaded, under the loader's lock.
+// A share in the module's type library. The library is loaded at the first request for type information and released
+// with the last share, never during the unloading of the module, which holds the loader's lock.
 class OwnTypeLibrary {
  public:
   OwnTypeLibrary() noexcept;
@@ -28,15 +28,15 @@ class OwnTypeLibrary {
   OwnTypeLibrary(const OwnTypeLibrary&) = delete;
   OwnTypeLibrary& operator=(const OwnTypeLibrary&) = delete;
 
-  // Of an interface; the caller releases it.
+  // The information of one interface; the caller releases it.
   [[nodiscard]] HRESULT GetTypeInfo(REFGUID interfaceId, ITypeInfo** information) const noexcept;
 };
 
-// Leaves code and description of an exception for the calling thread, and returns the result that says so.
-// Takes over the texts of exception.
+// Stores the code and the description of an exception for the calling thread and returns the matching result. Takes
+// ownership of the texts of exception.
 [[nodiscard]] HRESULT RaiseException(REFGUID interfaceId, EXCEPINFO& exception) noexcept;
 
-// Values as members declare them, seen as VARIANTs that own nothing.
+// Values of the declared types as VARIANTs that own nothing.
 inline VARIANT Borrowed(int value) {
   VARIANT variant;
   V_VT(&variant) = VT_I4;
@@ -57,7 +57,7 @@ inline VARIANT Borrowed(BSTR value) {
 }
 inline VARIANT Borrowed(const VARIANT& value) { return value; }
 
-// Hand an answer over as the type that a member declares; it is changed to that type where it is another.
+// Each moves a result into the type that the member declares, converting it where the types differ.
 [[nodiscard]] HRESULT HandOver(VARIANT& answer, int* value) noexcept;
 [[nodiscard]] HRESULT HandOver(VARIANT& answer, double* value) noexcept;
 [[nodiscard]] HRESULT HandOver(VARIANT& answer, BSTR* value) noexcept;
@@ -103,7 +103,7 @@ class DualObject : public vlmcom::DispatchOver<Interface>, public ISupportErrorI
  protected:
   ~DualObject() override = default;
 
-  // A call that answers: get or method.
+  // A call with a result: get or method.
   template <typename Value, typename... Arguments>
   HRESULT Ask(int dispatchId, int kind, Value* value, const Arguments&... arguments) {
     if (!value) return E_POINTER;
@@ -115,7 +115,7 @@ class DualObject : public vlmcom::DispatchOver<Interface>, public ISupportErrorI
     VariantClear(&answer);
     return result;
   }
-  // A call that does not: put or method.
+  // A call without one: put or method.
   template <typename... Arguments>
   HRESULT Tell(int dispatchId, int kind, const Arguments&... arguments) {
     return Call(dispatchId, kind, nullptr, arguments...);
