@@ -7,10 +7,13 @@
 #pragma once
 
 #include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "workbench/data/errors.h"
+#include "workbench/system/scratch.h"
 
 namespace velmora {
 
@@ -50,7 +53,8 @@ class AtomicFile {
   std::string temporary_;
   std::FILE* file_ = nullptr;
   bool direct_ = false;
-  bool committed_ = false;
+  std::filesystem::path folder_;
+  std::unique_ptr<Scratch> scratch_;  // removes the temporary when there is no Commit
 };
 
 }  // namespace velmora

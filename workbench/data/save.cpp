@@ -297,6 +297,16 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
   file.Commit();
 }
 
+enum class SaveFormat { kNone, kCsv, kTsv, kParquet };
+
+SaveFormat FormatOfName(const std::string& path) {
+  std::string extension = PathOf(path).extension().string();
+  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  if (extension == ".csv") return SaveFormat::kCsv;
+  if (extension == ".tsv") return SaveFormat::kTsv;
+  return extension == ".parquet" ? SaveFormat::kParquet : SaveFormat::kNone;
+}
+
 }  // namespace
 
 void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write) {
@@ -305,6 +315,12 @@ void WriteCsv(const Table& table, const std::function<void(std::string_view)>& w
 
 std::vector<std::string> WritableExtensions() { return {".csv", ".parquet", ".tsv"}; }
 
+void CheckSavable(const std::string& path) {
+  if (FormatOfName(path) != SaveFormat::kNone) return;
+  throw DataError("The name " + path +
+                  " does not say how to write a table; it has to end with .csv, .tsv or .parquet.");
+}
+
 void SaveTable(const Table& table, const std::string& path, const SaveTableOptions& options) {
   const std::string& shown = options.shownPath.empty() ? path : options.shownPath;
   RequirePath(path);
@@ -312,13 +328,10 @@ void SaveTable(const Table& table, const std::string& path, const SaveTableOptio
   for (const Column& column : table.columns)
     if (column.name.find('\0') != std::string::npos)
       throw DataError("Cannot write " + shown + ": the name of a variable holds a NUL character.");
-  std::string extension = PathOf(path).extension().string();
-  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  if (extension == ".csv") return SaveDelimited(table, path, ',', options);
-  if (extension == ".tsv") return SaveDelimited(table, path, '\t', options);
-  if (extension == ".parquet") return SaveParquet(table, path, options);
-  throw DataError("Cannot tell from its name how to write " + shown +
-                  "; a table is saved as .csv, .tsv or .parquet.");
+  CheckSavable(path);
+  const SaveFormat format = FormatOfName(path);
+  if (format == SaveFormat::kParquet) return SaveParquet(table, path, options);
+  SaveDelimited(table, path, format == SaveFormat::kCsv ? ',' : '\t', options);
 }
 
 }  // namespace velmora

@@ -32,6 +32,9 @@ struct SaveTableOptions {
 // Throws DataError for another ending and when the file cannot be written.
 void SaveTable(const Table& table, const std::string& path, const SaveTableOptions& options = {});
 
+// Throws DataError for a name with another ending; nothing else is checked.
+void CheckSavable(const std::string& path);
+
 // The table as a .csv file has it, handed to write in pieces of about a megabyte. write may throw.
 void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write);
 

@@ -51,6 +51,8 @@ namespace velmora {
 [[nodiscard]] std::string NameOfOpenFile(std::FILE* file);
 // Writes what is buffered and waits until it is on the disk. Returns 0 or errno.
 [[nodiscard]] int FlushToDisk(std::FILE* file);
+// Waits until the bytes of a closed file are on the disk. Where a system cannot, nothing happens.
+void FlushFileToDisk(const std::filesystem::path& path) noexcept;
 // Waits until the names in a folder are on the disk, so that a renamed file survives a power
 // failure. Where a system or its file system cannot, nothing happens.
 void FlushFolderToDisk(const std::filesystem::path& folder) noexcept;

@@ -82,6 +82,13 @@ int FlushToDisk(std::FILE* file) {
   return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
+void FlushFileToDisk(const std::filesystem::path& path) noexcept {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
 void FlushFolderToDisk(const std::filesystem::path& folder) noexcept {
   const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return;

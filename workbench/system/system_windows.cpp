@@ -157,6 +157,15 @@ int FlushToDisk(std::FILE* file) {
   return _commit(_fileno(file)) == 0 || errno == EBADF ? 0 : errno;
 }
 
+void FlushFileToDisk(const std::filesystem::path& path) noexcept {
+  HANDLE const file =
+      CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return;
+  FlushFileBuffers(file);
+  CloseHandle(file);
+}
+
 // Windows has no such call for folders; its file systems keep a journal of names.
 void FlushFolderToDisk(const std::filesystem::path&) noexcept {}
 

@@ -1,0 +1,91 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <functional>
+#include <string_view>
+
+#include "workbench/system/scratch_system.h"
+
+namespace velmora {
+
+bool MakeScratch(const std::filesystem::path& path, Scratch::Kind kind, std::error_code& error) {
+  int result = -1;
+  if (kind == Scratch::kFolder) {
+    result = mkdir(path.c_str(), 0777);
+  } else {
+    result = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (result >= 0) close(result);
+  }
+  if (result < 0) error.assign(errno, std::generic_category());
+  return result >= 0;
+}
+
+ScratchLock LockScratch(const std::filesystem::path& path, Scratch::Kind kind) {
+  const int kindFlag = kind == Scratch::kFolder ? O_DIRECTORY : 0;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | kindFlag);
+  if (descriptor < 0) return kNoLock;
+  if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
+  close(descriptor);
+  return kNoLock;
+}
+
+bool IsSameScratch(ScratchLock lock, const std::filesystem::path& path) {
+  struct stat locked {
+  }, named{};
+  return fstat(static_cast<int>(lock), &locked) == 0 && stat(path.c_str(), &named) == 0 &&
+         locked.st_dev == named.st_dev && locked.st_ino == named.st_ino;
+}
+
+void UnlockScratch(ScratchLock lock) { close(static_cast<int>(lock)); }
+
+void RemoveStale(const std::filesystem::path& path, Scratch::Kind kind) {
+  const ScratchLock lock = LockScratch(path, kind);
+  if (lock == kNoLock) return;
+  RemoveWithFiles(path, kind);
+  UnlockScratch(lock);
+}
+
+// System calls only: the library's directory functions allocate memory.
+void RemoveScratchInHandler(const char* path, Scratch::Kind kind, ScratchLock lock) noexcept {
+  if (kind == Scratch::kFile) {
+    unlink(path);
+    return;
+  }
+#ifdef SYS_getdents64
+  struct Entry {  // as the kernel lays it out
+    std::uint64_t inode;
+    std::int64_t offset;
+    std::uint16_t length;
+    unsigned char type;
+    char name[1];
+  };
+  const int folder = static_cast<int>(lock);
+  alignas(Entry) char buffer[4096];
+  constexpr int kMostPasses = 1000;  // each removes what fits the buffer, unless it cannot be removed
+  for (int pass = 0; lock != kNoLock && pass < kMostPasses && lseek(folder, 0, SEEK_SET) == 0; ++pass) {
+    const long size = syscall(SYS_getdents64, folder, buffer, sizeof buffer);
+    for (long at = 0; at < size;) {
+      const Entry* const entry = reinterpret_cast<const Entry*>(buffer + at);
+      unlinkat(folder, entry->name, 0);  // "." and ".." are refused
+      at += entry->length;
+    }
+    if (size <= 0 || rmdir(path) == 0) break;
+  }
+#endif
+  rmdir(path);
+}
+
+std::uint32_t MachineNumber() {
+  static const std::uint32_t number = [] {
+    char name[256] = "";
+    gethostname(name, sizeof name - 1);
+    return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
+  }();
+  return number;
+}
+
+}  // namespace velmora
