@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -14,15 +15,6 @@ constexpr int kGap = 2;
 constexpr int kNarrowest = 10;
 constexpr int kLeastBar = 8;
 constexpr int kWidestBar = 40;
-
-// One line of a terminal: control characters of the data would move the cursor.
-std::string Line(const std::string& text) {
-  std::string line = Utf8Of(text);
-  for (char& character : line) {
-    if (static_cast<unsigned char>(character) < 0x20 || character == 0x7f) character = ' ';
-  }
-  return line;
-}
 
 // share, 0 to 1, as a bar of at most cells cells, an eighth of a cell at a time.
 std::string Bar(double share, int cells, bool utf8) {
@@ -45,11 +37,13 @@ std::string PaddedTo(std::string_view text, int width, bool alignRight) {
   return alignRight ? fill + std::string(text) : std::string(text) + fill;
 }
 
-TextTable::TextTable(std::vector<TextColumn> columns) : columns_(std::move(columns)) {}
+TextTable::TextTable(std::vector<TextColumn> columns) : columns_(std::move(columns)) {
+  for (TextColumn& column : columns_) column.header = PrintableText(column.header);
+}
 
 void TextTable::AddRow(std::vector<std::string> cells, double barShare) {
   cells.resize(columns_.size());
-  for (std::string& cell : cells) cell = Line(cell);
+  for (std::string& cell : cells) cell = PrintableText(cell);
   rows_.push_back(std::move(cells));
   barShares_.push_back(barShare);
 }

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "workbench/documents/csv_row.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/feature_selection_report.h"
@@ -59,7 +60,7 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
     const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
     const vlm::FeatureSelectionPair& pair = pairOf(index);
     const bool computed = pair.notComputable == 0;
-    table.AddRow({std::to_string(++rank), CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
+    table.AddRow({std::to_string(++rank), CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
                   KindName(predictor.kind), computed ? ShownStatistic(dependent, pair) : "-",
                   computed ? ShownProbability(pair.pValue) : "-", std::to_string(pair.usedCases),
                   computed ? DegreesOfFreedomText(pair) : "-"},
@@ -70,16 +71,30 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
 }
 
 std::string Heading(const FeatureSelectionReport& report, const ReportedDependent& dependent) {
-  std::string text = Utf8Of(dependent.name) + " (" + KindName(dependent.kind);
+  std::string text = PrintableText(dependent.name) + " (" + KindName(dependent.kind);
   if (dependent.cases.missingCases > 0)
     text += "; " + std::to_string(dependent.cases.missingCases) + " cases without a value";
   return text + "): " + ShownPredictors(report, dependent) + "\n";
 }
 
+// A Chi-square grows with the unit of the weights, so its p-value does, too.
+std::string WeightNote(const FeatureSelectionReport& report) {
+  const bool anyCategorical =
+      report.run.treatContinuousDependentAsCategorical != 0 ||
+      std::any_of(report.dependents.begin(), report.dependents.end(), [](const ReportedDependent& dependent) {
+        return dependent.kind == Measurement::kCategorical;
+      });
+  if (!report.run.weighted || !anyCategorical) return "";
+  return "The weights sum to " + ShownNumber(report.run.totalWeight, "") + " for " +
+         Counted(static_cast<std::size_t>(report.run.validCases), "case", "cases") +
+         ": p-values of categorical outcomes take that sum for the\n"
+         "number of cases, so they are wrong unless each weight is a count of cases.\n";
+}
+
 }  // namespace
 
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
-  std::string text = "Feature selection: " + Utf8Of(report.dataFile) + "\n" + CasesLine(report) + "\n";
+  std::string text = "Feature selection: " + PrintableText(report.dataFile) + "\n" + CasesLine(report) + "\n";
   std::vector<PairStatistic> legends;
   bool anyBars = false;
   for (const ReportedDependent& dependent : report.dependents) {
@@ -87,7 +102,7 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
     if (report.NoneMeetsCriterion(dependent)) {
       text += Heading(report, dependent);
     } else if (dependent.best.empty()) {
-      text += Utf8Of(dependent.name) + " (" + KindName(dependent.kind) +
+      text += PrintableText(dependent.name) + " (" + KindName(dependent.kind) +
               "): no predictor could be scored (one value only, or nothing that varies together)\n";
     } else {
       text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8, anyBars);
@@ -106,6 +121,7 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
   text +=
       "p-value: probability of a value at least this large if predictor and outcome were unrelated (one "
       "test, not adjusted).\n";
+  text += WeightNote(report);
   text += "N: cases that entered the statistic; df: its degrees of freedom.\n";
   if (anyBars) text += "Bars: the statistic relative to the largest one shown.\n";
   return text;

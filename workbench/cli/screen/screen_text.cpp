@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/screen_report.h"
@@ -31,7 +32,7 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
   for (std::size_t i = 0; i < count; ++i) {
     const ScreenedPredictor& predictor = response.predictors[i];
     std::vector<std::string> row = {std::to_string(i + 1),
-                                    CutToWidth(Utf8Of(predictor.name), kWidestName, utf8 ? "…" : "~"),
+                                    CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
                                     PredictorKindName(predictor), std::to_string(predictor.bins.size())};
     for (const ScreenStatistic& statistic : StatisticsOf(response.kind)) {
       row.push_back(Shown(predictor.figures.*statistic.value, statistic.format));
@@ -47,9 +48,9 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
 }
 
 std::string Heading(const ScreenedResponse& response) {
-  std::string text = Utf8Of(response.name) + " (" + ResponseKindName(response.kind);
+  std::string text = PrintableText(response.name) + " (" + ResponseKindName(response.kind);
   if (response.kind == vlm::kBinaryResponse)
-    text += "; bad: " + Utf8Of(response.codes[0]) + ", good: " + Utf8Of(response.codes[1]);
+    text += "; bad: " + PrintableText(response.codes[0]) + ", good: " + PrintableText(response.codes[1]);
   text += "): " + Counted(response.predictors.size(), "predictor", "predictors") + " by ";
   text += SortStatisticOf(response).header;
   if (response.kind == vlm::kBinaryResponse && response.run.sortChoice == 0) text += ", smallest first";
@@ -65,7 +66,7 @@ void AddCountColumns(const ScreenedResponse& response, const ScreenedPredictor& 
   });
   shownCodes.resize(std::min(shownCodes.size(), kMostCodes));
   std::sort(shownCodes.begin(), shownCodes.end());
-  for (const std::size_t c : shownCodes) columns.push_back({Utf8Of(response.codes[c]), true});
+  for (const std::size_t c : shownCodes) columns.push_back({PrintableText(response.codes[c]), true});
   if (shownCodes.size() < response.codes.size()) columns.push_back({"others", true});
   columns.push_back({"total", true});
 }
@@ -102,7 +103,7 @@ std::string BinTable(const ScreenedResponse& response, const ScreenedPredictor& 
   };
   for (const ScreenedBin& bin : predictor.bins) add(bin);
   add(predictor.total);
-  std::string text = "\n" + Utf8Of(predictor.name) + ": " + Counted(predictor.bins.size(), "bin", "bins") +
+  std::string text = "\n" + PrintableText(predictor.name) + ": " + Counted(predictor.bins.size(), "bin", "bins") +
                      " (" + PredictorKindName(predictor);
   if (response.kind == vlm::kBinaryResponse) {
     text += ", Gini " + Shown(predictor.figures.giniBefore, "0.0000") + " before and " +
@@ -115,7 +116,7 @@ std::string FailedLines(const ScreenedResponse& response) {
   std::string text;
   for (std::size_t i = 0; i < response.failed.size() && i < kMostFailed; ++i) {
     text +=
-        "Not binned: " + Utf8Of(response.failed[i].name) + " (" + Utf8Of(response.failed[i].reason) + ")\n";
+        "Not binned: " + PrintableText(response.failed[i].name) + " (" + PrintableText(response.failed[i].reason) + ")\n";
   }
   if (response.failed.size() > kMostFailed) {
     text += "... and " + std::to_string(response.failed.size() - kMostFailed) + " more\n";
@@ -126,16 +127,14 @@ std::string FailedLines(const ScreenedResponse& response) {
 const char* Legend(vlm::ResponseKind kind) {
   switch (kind) {
     case vlm::kBinaryResponse:
-      return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of bad); "
-             "below 0\n"
-             "where there are more bad ones than elsewhere. Information value (IV): below 0.02 next to "
-             "nothing, "
-             "from 0.3\n"
-             "strong.\n";
+      return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of bad);\n"
+             "negative: more bads than average. Information value (IV): below 0.02 negligible, 0.3 or more\n"
+             "strong, above 0.5 check for leakage.\n";
     case vlm::kContinuousResponse:
       return "R-squared: share of the variance that the bins explain. SSE: sum of squares within the bin.\n";
     case vlm::kCategoricalResponse:
-      return "p-value: chance of a Chi-square at least this large if the predictor told nothing.\n";
+      return "p-value: probability of a Chi-square at least this large if predictor and outcome were\n"
+             "unrelated (one test, not adjusted).\n";
   }
   return "";
 }
@@ -144,13 +143,13 @@ std::string CasesLine(const ScreenReport& report) {
   std::string text = Counted(static_cast<std::size_t>(report.caseCount), "case", "cases");
   if (report.selectedCases < report.caseCount)
     text += ", " + std::to_string(report.selectedCases) + " selected";
-  if (!report.weightVariable.empty()) text += "; weighted by " + Utf8Of(report.weightVariable);
+  if (!report.weightVariable.empty()) text += "; weighted by " + PrintableText(report.weightVariable);
   if (!report.pruned) text += "; trees not pruned";
   text += "\n";
   for (const ScreenedResponse& response : report.responses) {
     const ScreenedCases& cases = response.cases;
     if (cases.withoutWeight + cases.withoutResponse + cases.otherCodes > 0)
-      text += Utf8Of(response.name) + ": " + CasesText(cases) + "\n";
+      text += PrintableText(response.name) + ": " + CasesText(cases) + "\n";
   }
   return text;
 }
@@ -158,7 +157,7 @@ std::string CasesLine(const ScreenReport& report) {
 }  // namespace
 
 std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
-  std::string text = "Predictor screening: " + Utf8Of(report.dataFile) + "\n" + CasesLine(report);
+  std::string text = "Predictor screening: " + PrintableText(report.dataFile) + "\n" + CasesLine(report);
   for (const ScreenedResponse& response : report.responses) {
     text += "\n" + Heading(response);
     if (!response.predictors.empty()) text += RankedTable(response, width, utf8);
