@@ -58,7 +58,7 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
       {"made twice", {"a.ini", "a.ini", "data.csv"}, 1, {"age_Coded"}},
       {"there already", {"a.ini", "coded.csv"}, 1, {"age_Coded", "coded.csv", "--keep"}},
       {"over what is read", {"a.ini", "data.csv", "--out", "data.csv"}, 2, {"--out", "data.csv"}},
-      {"unknown ending", {"a.ini", "data.csv", "--out", "out.doc"}, 1, {"out.doc", ".csv, .tsv or .parquet"}},
+      {"unknown ending", {"a.ini", "data.csv", "--out", "out.doc"}, 2, {"out.doc", ".csv, .tsv or .parquet"}},
       {"nothing to keep", {"a.ini", "data.csv", "--keep", "nr"}, 2, {"--keep", "nr"}},
       {"no such data", {"a.ini", "nodata.csv"}, 1, {"nodata.csv"}},
   };

@@ -1,4 +1,4 @@
-// What tests of every command look at in the same way.
+// Checks that the tests of all commands share.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -13,17 +13,17 @@ using Words = std::vector<std::string>;
 using Json = nlohmann::json;
 
 Words With(Words words, const Words& more);  // one after the other
-// What the words and --format json give; null, and a failure of the test, when that ends badly.
+// The JSON that the command writes; null, and a failure of the test, when it fails.
 Json JsonFrom(const Words& words);
-// The one of a list of objects that has the name; null, and a failure of the test, when there is none.
+// The object of the list with this name; null, and a failure of the test, when there is none.
 const Json& Named(const Json& list, const std::string& name);
 void ExpectSaid(const ProcessResult& result, const std::vector<std::string>& parts);
-// The options of the command's page are known to it. Returns the page.
+// Expects that the command knows every option of its help page. Returns the page.
 std::string ExpectPageIsTrue(const std::string& command, int leastOptions);
-// The same, and the options that commands share stand on the page.
+// The same, and that the page has the options that all commands share.
 void ExpectPageAndOptionsAgree(const std::string& command, int leastOptions);
-// The command, on a table that takes it a while, ends with nothing written on Ctrl-C. options: with y as the
-// response.
+// Expects that Ctrl-C ends the command, on a table that takes a while, with nothing written.
+// options: with the response y.
 void ExpectStopsOnCtrlC(const std::string& command, const Words& options);
 
 }  // namespace velmora::testing

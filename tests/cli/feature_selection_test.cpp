@@ -302,7 +302,7 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
        {"--dependents", "y", "--dependent-cuts", "21"},
        2,
        {"--dependent-cuts", "1 to 20"}},
-      {"begun option", {"--dependents", "y", "--cut", "3"}, 2, {"did you mean --cuts"}},
+      {"begun option", {"--dependents", "y", "--cu", "3"}, 2, {"There is no option --cu"}},
       {"cuts no number", {"--dependents", "y", "--cuts", "ten"}, 2, {"--cuts", "ten"}},
       {"criterion 0", {"--dependents", "y", "--p-criterion", "0"}, 2, {"--p-criterion"}},
       {"criterion 1", {"--dependents", "y", "--p-criterion", "1"}, 2, {"--p-criterion"}},

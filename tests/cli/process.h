@@ -1,4 +1,4 @@
-// Runs the built command as a process of its own and keeps what it said.
+// Runs the built command in a process and keeps its output.
 #pragma once
 
 #include <filesystem>
@@ -11,8 +11,8 @@ namespace velmora::testing {
 struct ProcessOptions {
   std::string outputTo;                 // standard output goes to this file instead of being kept
   std::filesystem::path folder;         // the process's current folder
-  int interruptAfterMilliseconds = -1;  // SIGINT so long after the process is ready for it; -1: never
-  bool readerGone = false;              // nobody reads standard output
+  int interruptAfterMilliseconds = -1;  // SIGINT this long after the process handles it; -1: never
+  bool readerGone = false;              // the reader of standard output is closed
 };
 
 struct ProcessResult {
@@ -24,7 +24,7 @@ struct ProcessResult {
 std::string CommandPath();  // of the built velmora
 ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options = {});
 
-// A folder for one test, removed with its files at the end.
+// A folder of one test, removed with its files at the end.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -33,7 +33,7 @@ class TemporaryFolder {
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   const std::filesystem::path& Path() const { return path_; }
   std::string Write(const std::string& name, std::string_view content) const;  // returns the file's path
-  std::vector<std::string> Names() const;  // of all that stands in it, sorted
+  std::vector<std::string> Names() const;                                      // of everything in it, sorted
 
  private:
   std::filesystem::path path_;

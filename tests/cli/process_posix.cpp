@@ -28,7 +28,7 @@ namespace {
   _exit(127);
 }
 
-// True once the process has a handler for SIGINT; earlier the signal would just end it.
+// True once the process has a handler for SIGINT; before that the signal would end it.
 bool CatchesInterrupts(pid_t process) {
   std::istringstream status(ReadFile("/proc/" + std::to_string(process) + "/status"));
   for (std::string line; std::getline(status, line);) {

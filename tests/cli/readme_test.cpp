@@ -1,4 +1,4 @@
-// Every command that the README shows is run as it stands there.
+// Runs every command of the README as it is written there.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,7 +10,8 @@
 namespace velmora::testing {
 namespace {
 
-// Lines that call the command, with the lines that continue them; a pipe into another program is cut off.
+// Lines that call the command, with the lines that continue them; a pipe into another program is
+// cut off.
 std::vector<std::string> ReadmeCommands() {
   std::istringstream readme(ReadFile(SourceDir() + "/README.md"));
   std::vector<std::string> commands;

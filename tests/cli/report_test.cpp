@@ -99,7 +99,7 @@ TEST(FeatureSelectionText, KeepsEveryPredictorOnOneLine) {
   for (const bool utf8 : {true, false}) {
     for (const int width : {40, 80, 200}) {
       const std::string text = FeatureSelectionText(AwkwardReport(), width, utf8);
-      EXPECT_NE(text.find("line break"), std::string::npos) << text;
+      EXPECT_NE(text.find("line␊break"), std::string::npos) << text;
       EXPECT_EQ(text.find("█") != std::string::npos, utf8 && width >= 80) << text;
     }
   }

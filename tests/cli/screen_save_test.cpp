@@ -366,7 +366,7 @@ TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
     std::vector<std::string> said;
   };
   const Row rows[] = {
-      {"unknown ending", {"--bins", "b.json", "--coded", "c.doc"}, 1, {"c.doc"}},
+      {"unknown ending", {"--bins", "b.json", "--coded", "c.doc"}, 2, {"c.doc"}},
       {"one name twice", {"--bins", "b.json", "--sql", "./b.json"}, 2, {"--sql", "--bins", "b.json"}},
       {"a folder that is a file", {"--sql", "b.sql", "--recode", "a.csv"}, 1, {"a.csv"}},
       {"a number", {"--save-best", "0"}, 2, {"--save-best", "1 to 100000"}},

@@ -1,4 +1,4 @@
-// velmora screen as a process: figures against independent ones, codes, bins of a person's own, outputs.
+// velmora screen as a process: figures against independent ones, codes, the user's bins, outputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,7 +21,7 @@ const Json& Predictor(const Json& response, const std::string& name) {
 
 const Words kRisk = {"--binary-response", "risk", "--good", "good", "--bad", "bad"};
 
-// Bins given, figures of a pandas and scipy script over the same files.
+// Given bins, and the figures of a pandas and scipy script over the same files.
 TEST(Screen, FiguresAreThoseOfAnIndependentScript) {
   struct Row {
     const char* name;
@@ -110,7 +110,7 @@ TEST(Screen, FiguresAreThoseOfAnIndependentScript) {
   }
 }
 
-// What must hold between the figures of one predictor whatever the data are.
+// Relations between the figures of a predictor that hold for any data.
 TEST(Screen, RowsAddUpForEveryPredictorAndKind) {
   const Json result = JsonOf(
       Sample("german_credit.csv"),
@@ -193,7 +193,7 @@ TEST(Screen, OrderFollowsTheSortChoice) {
   }
 }
 
-// A small table with codes of every sort. Levels of g: three; h has one level where y is known.
+// A small table with all kinds of codes. Levels of g: three; h has one level where y is known.
 std::string OddTable() {
   std::string csv = "flag,label,mixed,frac,x,g,one,empty,inf,y,zero,many\n";
   for (int i = 0; i < 90; ++i) {
@@ -220,7 +220,7 @@ TEST(Screen, CodesAreLabelsOrNumbers) {
       {"written otherwise", {"--binary-response", "flag", "--good", "0.0", "--bad", "1e0"}, 30, 60},
       {"no whole numbers", {"--binary-response", "frac", "--good", "1.5", "--bad", "0.5"}, 30, 60},
       {"labels with blanks", {"--binary-response", "label", "--good", "good", "--bad", "Bad risk"}, 30, 60},
-      // Texts that look like the codes that the table gave them.
+      // Texts that look like the internal codes of the table.
       {"digits as texts", {"--binary-response", "mixed", "--good", "2", "--bad", "x"}, 30, 30},
       {"a third code left out", {"--binary-response", "mixed", "--good", "x", "--bad", "1"}, 30, 30},
   };
@@ -248,7 +248,7 @@ TEST(Screen, TakesTheRestAsPredictorsAndNamesWhatItLeavesOut) {
   for (const char* list : {"predictors", "failed"}) {
     for (const Json& predictor : response[list]) screened.insert(predictor["name"]);
   }
-  // Neither the response nor the weight, and of g one level is left.
+  // Neither the response nor the weight is a predictor, and g has one level left.
   EXPECT_EQ(screened, (std::set<std::string>{"flag", "frac", "inf", "many", "mixed", "x"}));
   for (const char* name : {"g", "one", "empty", "zero"}) {
     EXPECT_NE(result.err.find("Not screened: " + std::string(name) + " ("), std::string::npos) << result.err;

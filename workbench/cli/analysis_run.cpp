@@ -12,7 +12,7 @@ namespace velmora {
 
 namespace {
 
-// A wrong expression is bad use, and the sentence starts with the option.
+// A wrong expression is wrong usage, and the sentence starts with the option.
 template <typename Action>
 auto ForExpressions(const CaseOptions& cases, Action action) {
   try {
@@ -31,7 +31,7 @@ std::string Quoted(const std::string& text, char quote) {
   return quoted + quote;
 }
 
-// A name as a condition takes it: in quotes unless it is a plain word.
+// A name as expressions take it: in quotes unless it is a plain word.
 std::string InExpression(const std::string& name) {
   const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
   const bool isWord = std::isdigit(static_cast<unsigned char>(name.front())) == 0 &&
@@ -39,7 +39,7 @@ std::string InExpression(const std::string& name) {
   return isWord ? name : Quoted(name, '"');
 }
 
-// The codes of texts are the table's own. Who writes grade = 2 may well mean the text "2".
+// The codes of texts are internal to the table: grade = 2 probably means the text "2".
 void WarnOfTextCodes(const Table& table, const char* option, const std::string& condition) {
   if (condition.empty()) return;
   const Expression expression = Expression::Compile(condition, table);
@@ -47,8 +47,8 @@ void WarnOfTextCodes(const Table& table, const char* option, const std::string& 
     const Column& column = table.Variable(number);
     if (!column.fromText || column.labels.empty()) continue;
     Tell(std::string("Warning: ") + option + " compares " + column.name +
-         ", which holds texts, with a number: the place of a text in their order. A text stands in quotes, "
-         "as in " +
+         ", which holds texts, with a number: the position of a text in their order. Texts need quotes, as "
+         "in " +
          InExpression(column.name) + " = " + Quoted(column.labels.front().text, '\'') + ".");
   }
 }
@@ -73,6 +73,7 @@ void FailRun(Session& session, TerminalFace& face, const std::string& name, cons
   StopIfInterrupted();
   std::string reason = description;
   for (const std::string& text : face.TakeSaid()) reason = text;
+  std::replace(reason.begin(), reason.end(), '\n', ' ');
   while (!reason.empty() && std::string(".\n ").find(reason.back()) != std::string::npos) reason.pop_back();
   std::string sentence = "The " + name + " failed";
   if (!reason.empty()) sentence += ": " + reason;

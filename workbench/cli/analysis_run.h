@@ -1,5 +1,5 @@
-// What the commands that run an analysis of the module have in common: cases, pressing OK, and the sentence of
-// a failure.
+// What the commands that run an analysis of the module share: the selection of cases, pressing OK,
+// and the sentence of a failure.
 #pragma once
 
 #include <string>
@@ -11,17 +11,17 @@
 
 namespace velmora {
 
-// The cases that the options select. Throws UsageError for a wrong expression, naming its option.
+// The cases that the options select. Throws UsageError that names the option of a wrong expression.
 CaseBitmap SelectedCases(const Table& table, const CaseOptions& cases);
-// Selection and weight (0: none) of the session; throws likewise.
+// Sets selection and weight (0: none) of the session; throws likewise.
 void ApplyCases(Session& session, int weight, const CaseOptions& cases);
 
-// name: of the analysis in a sentence, such as "feature selection".
-// Throws RunError with what the module said last, or description, as the reason, and with what the selection
-// left where that may be the cause; Cancelled when the user stopped it.
+// name: the analysis as a sentence has it, such as "feature selection". Throws RunError with the
+// last message of the module, or description, as the reason, and with the number of selected cases
+// when a selection may be the cause; Cancelled when the user stopped it.
 [[noreturn]] void FailRun(Session& session, TerminalFace& face, const std::string& name,
                           const CaseOptions& cases, const std::string& description = {});
-// OK of the startup dialog, which runs the analysis. Fails as FailRun does.
+// Presses OK of the startup dialog, which runs the analysis. Fails as FailRun does.
 void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face, const std::string& name,
              const CaseOptions& cases);
 

@@ -14,6 +14,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/cli/run_files.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/system/system.h"
@@ -45,15 +46,10 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   }
   options.data.path = options.files.back();
   options.files.pop_back();
-  if (!options.out.empty()) {
-    std::vector<std::string> inputs = options.files;
-    inputs.push_back(options.data.path);
-    for (const std::string& input : inputs) {
-      std::error_code error;
-      if (std::filesystem::equivalent(PathOf(options.out), PathOf(input), error))
-        throw UsageError("--out " + options.out + " would be written over what is read.");
-    }
-  }
+  RunFiles files;
+  for (const std::string& file : options.files) files.Reads("FILE", file);
+  files.ReadsTable("DATA", options.data.path);
+  if (!options.out.empty()) files.WritesTable("--out", options.out);
   return options;
 }
 

@@ -1,4 +1,4 @@
-// The table of commands and the way to them.
+// The table of commands and the dispatch to them.
 #include "workbench/cli/command_line.h"
 
 #include <algorithm>
@@ -7,12 +7,14 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_command.h"
+#include "workbench/cli/help_page.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/run_command.h"
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/settings_command.h"
 #include "workbench/cli/system_commands.h"
 #include "workbench/cli/variables_command.h"
+#include "workbench/documents/terminal_text.h"
 
 #ifndef VELMORA_VERSION
 #error "the build names the version"
@@ -21,7 +23,7 @@
 namespace velmora {
 namespace {
 
-constexpr char kOverviewHead[] = R"(velmora finds the variables of a table that matter.
+constexpr char kOverviewHead[] = R"(Velmora finds out which variables in a data set matter.
 
 Usage: velmora COMMAND DATA [OPTIONS]
 
@@ -35,12 +37,12 @@ Start with these:
   velmora screen data.csv --binary-response NAME --good CODE --bad CODE --bins bins.json
   velmora apply bins.json new_data.csv
 
-DATA is a CSV, TSV, Parquet, JSON-lines, SPSS (.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file.
+DATA is @DATA_FILES@.
 Results go to standard output, everything else to standard error.
-Exit codes: 0 done, 1 failed, 2 bad use, 130 cancelled.
+Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled.
 
-  velmora help COMMAND     the page of one command
-  velmora --version        the version
+  velmora help COMMAND     help on one command
+  velmora --version        print the version
 )";
 
 std::string Overview() {
@@ -52,7 +54,7 @@ std::string Overview() {
         ' ');
     text += std::string(command.summary) + "\n";
   }
-  return text + kOverviewTail;
+  return HelpPage(text + kOverviewTail);
 }
 
 const Command& FindCommand(const std::string& name) {
@@ -62,17 +64,16 @@ const Command& FindCommand(const std::string& name) {
     names.emplace_back(command.name);
   }
   const std::string nearest = NearestWord(name, names);
-  throw UsageError("There is no command " + name +
+  throw UsageError("There is no command " + ShortenedText(name) +
                    (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
 }
 
 bool AsksForHelp(const Command& command, const std::vector<std::string>& arguments) {
-  const auto end = command.takesWordsOfOthers
-                       ? std::find_if(arguments.begin(), arguments.end(),
-                                      [](const std::string& word) { return !word.starts_with("--"); })
-                       : arguments.end();
-  return std::any_of(arguments.begin(), end == arguments.end() || *end != "-h" ? end : end + 1,
-                     [](const std::string& word) { return word == "--help" || word == "-h"; });
+  for (const std::string& word : arguments) {
+    if (word == "--help" || word == "-h") return true;
+    if (word == "--" || (command.takesWordsOfOthers && !word.starts_with("--"))) return false;
+  }
+  return false;
 }
 
 }  // namespace
@@ -80,13 +81,13 @@ bool AsksForHelp(const Command& command, const std::vector<std::string>& argumen
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = [] {
     std::vector<Command> all = {
-        {"feature-selection", "rank the predictors of one or more dependent variables", kFeatureSelectionHelp,
-         RunFeatureSelectionCommand},
-        {"run", "do it by a script", kRunHelp, RunRunCommand, true},
-        {"screen", "cut predictors into bins and score them against a response", kScreenHelp,
+        {"feature-selection", "rank variables by how strongly they are related to an outcome",
+         kFeatureSelectionHelp, RunFeatureSelectionCommand},
+        {"run", "run the analyses from a Python script", kRunHelp, RunRunCommand, true},
+        {"screen", "bin variables and score how well the bins predict an outcome", kScreenHelp,
          RunScreenCommand},
-        {"apply", "code new data by the bins that a screening run saved", kApplyHelp, RunApplyCommand},
-        {"variables", "show what is in a data file, and how it is taken", kVariablesHelp,
+        {"apply", "code new data with the bins of a screening run", kApplyHelp, RunApplyCommand},
+        {"variables", "list the variables of a data file and how each will be treated", kVariablesHelp,
          RunVariablesCommand},
         {"settings", "show or change what dialogs and scripts start with", kSettingsHelp, RunSettingsCommand},
     };
@@ -99,10 +100,9 @@ const std::vector<Command>& Commands() {
 int RunCommandLine(const std::vector<std::string>& arguments) {
   const std::string first = arguments.empty() ? std::string() : arguments.front();
   if (const std::optional<int> done = RunSystemSwitch(arguments)) return *done;
-  std::string speaker = "velmora";
-  return RunGuarded(speaker, [&]() -> int {
+  return RunGuarded("velmora", [&]() -> int {
     if (arguments.empty()) {
-      Tell(Overview());
+      WriteToStandardError(Overview());
       return kExitBadUse;
     }
     if (first == "--version" || first == "version") {
@@ -111,14 +111,16 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
     }
     if (first == "--help" || first == "-h" || first == "help") {
       const bool ofCommand = first == "help" && arguments.size() > 1;
-      WriteToStandardOutput(ofCommand ? std::string(FindCommand(arguments[1]).help) : Overview());
+      WriteToStandardOutput(ofCommand ? HelpPage(FindCommand(arguments[1]).help) : Overview());
       return kExitDone;
     }
-    if (first.starts_with("-")) throw UsageError("The command comes first; " + first + " is none.");
+    if (first.starts_with("-"))
+      throw UsageError("The command comes first, as in 'velmora variables data.csv'; " +
+                       ShortenedText(first) + " is not a command.");
     const Command& command = FindCommand(first);
     const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
     if (AsksForHelp(command, rest)) {
-      WriteToStandardOutput(command.help);
+      WriteToStandardOutput(HelpPage(command.help));
       return kExitDone;
     }
     return RunGuarded("velmora " + first, [&] { return command.run(rest); });

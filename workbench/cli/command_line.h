@@ -1,4 +1,4 @@
-// The words behind "velmora": which command they name, and its help.
+// The command line of velmora: finds the command, its options and its help.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@ struct Command {
   const char* name;
   const char* summary;                                    // one line
   const char* help;                                       // the page that --help shows
-  int (*run)(const std::vector<std::string>& arguments);  // the words behind the command's name
-  bool takesWordsOfOthers = false;                        // its options end at the first word that is none
+  int (*run)(const std::vector<std::string>& arguments);  // the words after the command's name
+  bool takesWordsOfOthers = false;  // its options end at the first word that is not an option
 };
 
 // Every command, in the order of the overview.
 const std::vector<Command>& Commands();
 
-// arguments: the words behind the program's name. Returns the exit code.
+// arguments: the words after the program's name. Returns the exit code.
 int RunCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace velmora

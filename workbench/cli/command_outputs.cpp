@@ -6,6 +6,8 @@
 #include <optional>
 
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/save.h"
+#include "workbench/data/spreadsheet_csv.h"
 #include "workbench/documents/writers.h"
 #include "workbench/session/settings_script.h"
 #include "workbench/system/system.h"
@@ -19,12 +21,18 @@ std::string XlsxOf(const OutputWriters& writers) {
   return bytes;
 }
 
-void AddFile(Format format, const OutputWriters& writers, OutputFiles& files) {
+// As --csv-for asks.
+std::string CsvText(const OutputOptions& options, std::string text) {
+  return options.csvFor == 0 ? text : SpreadsheetCsv(text);
+}
+
+void AddFile(Format format, const OutputOptions& options, const OutputWriters& writers, OutputFiles& files) {
   switch (format) {
     case Format::kJson:
       return files.Add(writers.stem + ".json", writers.json());
     case Format::kCsv:
-      return writers.addCsv(files);
+      for (auto& [name, text] : writers.csvFiles()) files.Add(name, CsvText(options, std::move(text)));
+      return;
     case Format::kHtml:
       return files.Add(writers.stem + ".html", writers.page());
     case Format::kXlsx:
@@ -34,12 +42,12 @@ void AddFile(Format format, const OutputWriters& writers, OutputFiles& files) {
   }
 }
 
-std::string Bytes(Format format, const OutputWriters& writers) {
+std::string Bytes(Format format, const OutputOptions& options, const OutputWriters& writers) {
   switch (format) {
     case Format::kJson:
       return writers.json();
     case Format::kCsv:
-      return writers.csv();
+      return CsvText(options, writers.csv());
     case Format::kHtml:
       return writers.page();
     case Format::kXlsx:
@@ -50,23 +58,35 @@ std::string Bytes(Format format, const OutputWriters& writers) {
   return writers.text(StandardOutputTerminal());
 }
 
-// A folder that got many files is told once.
-void TellWritten(const std::vector<std::filesystem::path>& paths) {
+// One line per file; a folder with many files gets one line.
+void TellWritten(const std::vector<WrittenFile>& files) {
   constexpr std::size_t kMany = 12;
-  std::map<std::filesystem::path, std::size_t> counts;
-  for (const std::filesystem::path& path : paths) ++counts[path.parent_path()];
-  for (const std::filesystem::path& path : paths) {
-    std::size_t& count = counts[path.parent_path()];
-    if (count > kMany) Tell("Written: " + std::to_string(count) + " files in " + path.parent_path().string());
-    if (count > kMany) count = 0;
-    if (count > 0) Tell("Written: " + path.string());
+  struct Count {
+    std::size_t files = 0, replaced = 0;
+  };
+  std::map<std::filesystem::path, Count> counts;
+  for (const WrittenFile& file : files) {
+    Count& count = counts[file.path.parent_path()];
+    ++count.files;
+    count.replaced += file.replaced ? 1 : 0;
+  }
+  for (const WrittenFile& file : files) {
+    Count& count = counts[file.path.parent_path()];
+    if (count.files > kMany) {
+      Tell("Written: " + std::to_string(count.files) + " files in " + file.path.parent_path().string() +
+           (count.replaced == 0 ? ""
+                                : ", of which " + std::to_string(count.replaced) + " replaced older ones"));
+      count.files = 0;
+    } else if (count.files > 0) {
+      Tell((file.replaced ? "Replaced: " : "Written: ") + file.path.string());
+    }
   }
 }
 
 }  // namespace
 
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
-                  const OutputWriters& writers) {
+                  const OutputWriters& writers, const RunFiles& inputs) {
   const bool toFolder = !options.folder.empty();
   std::string standardOutput;
   std::optional<OutputFiles> files;
@@ -77,18 +97,30 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
   }
   for (const Format format : formats) {
     if (toFolder && format != Format::kTerminal) {
-      AddFile(format, writers, *files);
+      AddFile(format, options, writers, *files);
     } else {
-      standardOutput = Bytes(format, writers);
+      standardOutput = Bytes(format, options, writers);
     }
   }
   if (writers.addFiles) writers.addFiles(*files);
   if (writers.addFilesElsewhere) writers.addFilesElsewhere(*files);
   if (files) {
-    const std::vector<std::filesystem::path> written = files->Commit();
+    const std::vector<WrittenFile> written = files->Commit(inputs);
     if (!options.quiet) TellWritten(written);
   }
   WriteToStandardOutput(standardOutput);
+}
+
+void AddOutputs(const OutputOptions& options, const std::vector<Format>& formats, const std::string& stem,
+                const std::vector<std::string>& csvNames, RunFiles& files) {
+  if (options.folder.empty()) return;
+  for (const Format format : formats) {
+    if (format == Format::kTerminal) continue;
+    const std::vector<std::string> names =
+        format == Format::kCsv ? csvNames : std::vector<std::string>{stem + "." + FormatName(format)};
+    for (const std::string& name : names)
+      files.Writes("--out", (PathOf(options.folder) / PathOf(name)).string());
+  }
 }
 
 const char* FormatName(Format format) {
@@ -103,7 +135,7 @@ std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std
     if (!options.folder.empty() && format != Format::kTerminal) {
       names += (names.empty() ? "" : ", ") + std::string(FormatName(format));
     } else if (format == Format::kXlsx) {
-      throw UsageError("--print-script: a script prints no workbook; give --out DIR.");
+      throw UsageError("--print-script: a script cannot print a workbook; use --out DIR.");
     } else {
       lines.push_back("print(analysis.Results(" + PythonString(FormatName(format)) + "), end=\"\")");
     }
@@ -115,8 +147,13 @@ std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std
   return lines;
 }
 
+void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path) {
+  SaveTable(table, files.StagedPath(PathOf(path)).string(),
+            {.progress = [](double) { return !WasInterrupted(); }, .shownPath = path});
+}
+
 bool IsFirstLook(const OutputOptions& options) {
-  if (options.quiet || !options.folder.empty()) return false;
+  if (options.quiet || !options.folder.empty() || !StandardErrorTerminal().isTerminal) return false;
   const std::vector<std::string> formats = SplitList(options.formatNames);
   return formats.empty() || formats.front() == "terminal";
 }

@@ -1,4 +1,5 @@
-// The results of a command in the formats that were asked for, as files of a folder or on standard output.
+// Writes the results of a command in the requested formats, as files of a folder or to standard
+// output.
 #pragma once
 
 #include <functional>
@@ -13,30 +14,40 @@
 namespace velmora {
 
 struct OutputWriters {
-  std::string stem;  // of the files' names: "feature_selection"
+  std::string stem;  // of the file names: "feature_selection"
   std::function<std::string(const Terminal&)> text;
   std::function<std::string()> json;
-  std::function<void(OutputFiles&)> addCsv;  // the files of a folder
-  std::function<std::string()> csv;          // on standard output
-  std::function<Workbook()> workbook;        // for XLSX
-  std::function<std::string()> page;         // HTML
+  std::function<std::vector<std::pair<std::string, std::string>>()> csvFiles;  // of a folder: names and texts
+  std::function<std::string()> csv;                                            // on standard output
+  std::function<Workbook()> workbook;                                          // for XLSX
+  std::function<std::string()> page;                                           // HTML
   std::function<void(OutputFiles&)>
-      addFiles;  // further files; the present folder without --out. May be empty
-  std::function<void(OutputFiles&)> addFilesElsewhere;  // in folders that they name. May be empty
+      addFiles;  // further files; without --out in the current folder. May be empty
+  std::function<void(OutputFiles&)> addFilesElsewhere;  // further files in other folders. May be empty
 };
 
-// Files first, so that a reader of standard output that goes away cannot keep them from appearing. Throws
-// RunError and Cancelled, after which no file has appeared.
+// Writes the files first, so that they appear even when the reader of standard output goes away.
+// Throws RunError and Cancelled, and then no file has appeared. inputs: the files that no output
+// may overwrite.
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
-                  const OutputWriters& writers);
+                  const OutputWriters& writers, const RunFiles& inputs = {});
 
-// The lines of a script that give what WriteOutputs gives: variables analysis and results hold the objects.
-// Throws UsageError for what a script cannot print.
+// Adds the files of --out to those of the run. stem and csvNames: as the writers name them. Throws
+// UsageError.
+void AddOutputs(const OutputOptions& options, const std::vector<Format>& formats, const std::string& stem,
+                const std::vector<std::string>& csvNames, RunFiles& files);
+
+// The lines of a script with the outputs of WriteOutputs; the script's variables analysis and
+// results hold the objects. Throws UsageError for a format that a script cannot print.
 std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std::vector<Format>& formats);
-// A format as options name it.
+// The name of a format on the command line.
 const char* FormatName(Format format);
 
-// Whether the results went to a person at a terminal who may like to hear what else there is.
+// Saves the table as a file of the run. Throws DataError that names path, and Cancelled.
+void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path);
+
+// Whether somebody at a terminal sees results without having asked for anything else, so that a
+// hint helps.
 bool IsFirstLook(const OutputOptions& options);
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// The one file that sees the parsing library: its header costs ten seconds to compile.
+// The only file that includes the parsing library, whose header takes ten seconds to compile.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -7,10 +7,13 @@
 
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
+
+constexpr char kOptionsEnd[] = "--";
 
 template <typename Value>
 bool ParseWhole(const std::string& text, Value& value) {
@@ -30,8 +33,8 @@ CommandParser::~CommandParser() = default;
 
 CommandParser::CommandParser() : library_(std::make_unique<Library>()) {
   library_->app.set_help_flag();
-  library_->app.allow_extras();                      // told in our own words
-  library_->app.allow_windows_style_options(false);  // a path may begin with a slash there, too
+  library_->app.allow_extras();                      // reported in our own words
+  library_->app.allow_windows_style_options(false);  // a path may begin with a slash
 }
 
 void CommandParser::Flag(const std::string& name, bool& target) { library_->app.add_flag(name, target); }
@@ -63,7 +66,8 @@ void CommandParser::WholeNumber(const std::string& name, int& target, int minimu
     int value = 0;
     if (!ParseWhole(text, value) || value < minimum || value > maximum) {
       throw UsageError(name + " takes a whole number from " + std::to_string(minimum) + " to " +
-                       std::to_string(maximum) + ", not " + (text.empty() ? "an empty text" : text) + ".");
+                       std::to_string(maximum) + ", not " +
+                       (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
     }
     target = value;
   });
@@ -76,54 +80,103 @@ void CommandParser::Number(const std::string& name, double& target, double minim
       char range[64];
       std::snprintf(range, sizeof range, "above %g and below %g", minimum, maximum);
       throw UsageError(name + " takes a number " + range + ", not " +
-                       (text.empty() ? "an empty text" : text) + ".");
+                       (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
     }
     target = value;
   });
 }
 
 void CommandParser::Choice(const std::string& name, int& target, std::vector<std::string> words) {
-  library_->app.add_option_function<std::string>(
-      name, [name, words = std::move(words), &target](const std::string& text) {
-        const auto at = std::find(words.begin(), words.end(), text);
-        if (at == words.end())
-          throw UsageError(name + " takes " + JoinWords(words, " or ") + ", not " + text + ".");
-        target = static_cast<int>(at - words.begin());
-      });
+  library_->app.add_option_function<std::string>(name, [name, words = std::move(words),
+                                                        &target](const std::string& text) {
+    const auto at = std::find(words.begin(), words.end(), text);
+    if (at == words.end())
+      throw UsageError(name + " takes " + JoinWords(words, " or ") + ", not " + ShortenedText(text) + ".");
+    target = static_cast<int>(at - words.begin());
+  });
 }
 
 void CommandParser::Positional(const std::string& name, std::string& target) {
   library_->app.add_option(name, target);
-  positionalName_ = name;
   positional_ = &target;
 }
 
 void CommandParser::Positionals(const std::string& name, std::vector<std::string>& target) {
   library_->app.add_option(name, target);
+  positionals_ = &target;
 }
 
 void CommandParser::Parse(const std::vector<std::string>& arguments) {
+  // The library takes "--" for the end of a list's values only.
+  const auto end = std::find(arguments.begin(), arguments.end(), kOptionsEnd);
+  std::vector<std::string> words(arguments.begin(), end);
+  CompleteOptions(words);
+  std::reverse(words.begin(), words.end());  // the library expects the last word first
   try {
-    library_->app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    library_->app.parse(std::move(words));
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string text = error.what();
     const std::string option = text.substr(0, text.find(':'));
-    if (text.find("At Most") != std::string::npos) throw UsageError(option + " stands more than once.");
+    if (text.find("At Most") != std::string::npos) throw UsageError(option + " is given more than once.");
     throw UsageError(option + " needs " +
                      (text.find("exactly") != std::string::npos ? "one value." : "a value."));
   } catch (const CLI::ParseError& error) {
     throw UsageError(std::string(error.what()) + ".");
   }
   for (const std::string& extra : library_->app.remaining()) {
-    if (!extra.starts_with("-")) {
-      throw UsageError("'" + extra + "' is one word too many (quote a name that has blanks).");
-    }
-    const std::string option = extra.substr(0, extra.find('='));
-    const std::string nearest = NearestWord(option, OptionNames());
-    throw UsageError("There is no option " + option +
-                     (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
+    if (!extra.starts_with("-")) FailOnWord(extra);
+    FailOnOption(extra.substr(0, extra.find('=')));
   }
+  if (end != arguments.end()) TakeWords({end + 1, arguments.end()});
   if (positional_ != nullptr && positional_->empty()) TakePositionalFromLists();
+}
+
+// An option may be written without its last letters: --dependent for --dependents, --casew for
+// --casewise. A word that could be several options stays as it is.
+void CommandParser::CompleteOptions(std::vector<std::string>& words) const {
+  const std::vector<std::string> names = OptionNames();
+  for (std::string& word : words) {
+    if (!word.starts_with("--")) continue;
+    const std::string name = word.substr(0, word.find('='));
+    if (std::find(names.begin(), names.end(), name) != names.end()) continue;
+    std::vector<std::string> begun;
+    for (const std::string& candidate : names) {
+      if (candidate.starts_with(name)) begun.push_back(candidate);
+    }
+    const auto plural = std::find(begun.begin(), begun.end(), name + "s");
+    if (plural != begun.end()) {
+      word = *plural + word.substr(name.size());
+    } else if (begun.size() == 1) {
+      word = begun.front() + word.substr(name.size());
+    }
+  }
+}
+
+// The words after "--".
+void CommandParser::TakeWords(const std::vector<std::string>& words) {
+  for (const std::string& word : words) {
+    if (positionals_ != nullptr) {
+      positionals_->push_back(word);
+    } else if (positional_ != nullptr && positional_->empty()) {
+      *positional_ = word;
+    } else {
+      FailOnWord(word);
+    }
+  }
+}
+
+void CommandParser::FailOnWord(const std::string& word) const {
+  const std::string shown = ShortenedText(word);
+  throw UsageError(
+      "Unexpected argument '" + shown + "'. " +
+      (extraWordsOption_.empty() ? std::string() : "An outcome is named by " + extraWordsOption_ + ". ") +
+      "Put names with spaces in quotes.");
+}
+
+void CommandParser::FailOnOption(const std::string& option) const {
+  const std::string nearest = NearestWord(option, OptionNames());
+  throw UsageError("There is no option " + ShortenedText(option) +
+                   (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
 }
 
 // --dependents risk data.csv: a list option takes every word that follows, the data file too.

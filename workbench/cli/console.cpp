@@ -1,4 +1,4 @@
-// Standard streams and the terminal, as far as all systems have them alike.
+// Standard streams and the terminal: the part that all systems share.
 #include "workbench/cli/console.h"
 
 #include <cerrno>
@@ -8,6 +8,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
 #include "workbench/data/errors.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -28,15 +29,21 @@ void StopIfInterrupted() {
 
 void Tell(std::string_view line) {
   ProgressBar::WipeShown();
-  WriteToStandardError(std::string(line) + '\n');
+  constexpr std::size_t kLongestLine = 4000;
+  WriteToStandardError(PrintableText(ShortenedText(line, kLongestLine)) + '\n');
 }
 
 void WriteToStandardError(std::string_view text) {
-  static_cast<void>(WriteAll(StandardStream::kError, text));  // nobody is left to tell when this fails
+  static_cast<void>(WriteAll(StandardStream::kError, text));  // there is nowhere to report a failure
 }
 
 void WriteToStandardOutput(std::string_view text) {
   ProgressBar::WipeShown();
+  std::string printable;
+  if (StandardOutputTerminal().isTerminal) {
+    printable = PrintableText(text, true);
+    text = printable;
+  }
   const int error = WriteAll(StandardStream::kOutput, text);
   if (error == EPIPE) throw BrokenPipe();
   if (error != 0)

@@ -1,4 +1,4 @@
-// The process's three standard streams, its signals and its terminal: everything here that is the system's.
+// The standard streams of the process, its signals and its terminal.
 #pragma once
 
 #include <string>
@@ -6,25 +6,27 @@
 
 namespace velmora {
 
-// Call once, first: keeps file descriptors 0 to 2 occupied, so that no data file becomes standard output,
-// makes a closed pipe an error of the write, and makes the first Ctrl-C (or SIGTERM, or Ctrl-Break on Windows) a request that
-// WasInterrupted reports; the second ends the process at once.
+// Call once, first: keeps file descriptors 0 to 2 occupied, so that no data file becomes standard
+// output, makes a closed pipe an error of the write, and makes the first Ctrl-C (or SIGTERM or
+// SIGHUP, or Ctrl-Break on Windows) a request that WasInterrupted reports. The second removes the
+// run's scratch files and ends the process at once.
 void PrepareConsole();
 bool WasInterrupted();
-// The request was passed on to somebody else: a script, which may go on. The next Ctrl-C is the first again.
+// The request was passed on to a script, which may go on: the next Ctrl-C is a first one again.
 void ForgetInterruption();
-// function is called by the signal handlers at each request; null: nobody.
+// The signal handlers call function at each request; null: none.
 void CallOnInterruption(void (*function)());
 // Throws Cancelled when WasInterrupted.
 void StopIfInterrupted();
 
-// One line to standard error. A progress bar that stands there is wiped first (and draws itself again).
+// One line to standard error, with marks for control characters and cut in the middle when it is
+// very long. A progress bar on that line is wiped first (and draws itself again).
 void Tell(std::string_view line);
-// The same as it stands: no line end, nothing wiped.
+// The text unchanged: our own escape sequences and pages.
 void WriteToStandardError(std::string_view text);
 
-// Writes the whole text to standard output. Throws BrokenPipe when its reader is gone, RunError with one
-// sentence when it cannot be written.
+// Writes the whole text to standard output; a terminal gets marks for control characters. Throws
+// BrokenPipe when its reader is gone, RunError with one sentence when it cannot be written.
 void WriteToStandardOutput(std::string_view text);
 
 struct Terminal {

@@ -11,6 +11,7 @@
 
 #include "workbench/cli/console_system.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/system/scratch.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -22,6 +23,7 @@ static_assert(std::atomic<void (*)()>::is_always_lock_free);
 
 void OnInterruption(int signalNumber) {
   if (interrupted) {
+    RemoveOwnScratch();
     signal(signalNumber, SIG_DFL);
     raise(signalNumber);
     return;
@@ -41,7 +43,7 @@ bool LocaleIsUtf8() {
     return text.find("UTF-8") != std::string::npos || text.find("utf8") != std::string::npos ||
            text.find("UTF8") != std::string::npos || text.find("utf-8") != std::string::npos;
   }
-  return true;  // a locale that says nothing: bare containers, whose terminals are UTF-8
+  return true;  // no locale is set: bare containers, whose terminals are UTF-8
 }
 
 }  // namespace
@@ -76,7 +78,7 @@ Terminal DescribeTerminal(StandardStream stream) {
 void PrepareConsole() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1) continue;
-    // Opened for reading only, so that writing to a closed standard output fails as it should.
+    // Opened for reading only, so that writing to a closed standard output still fails.
     if (open("/dev/null", O_RDONLY) != descriptor) std::_Exit(kExitFailed);
   }
   signal(SIGPIPE, SIG_IGN);
@@ -85,9 +87,10 @@ void PrepareConsole() {
   action.sa_handler = OnInterruption;
   sigemptyset(&action.sa_mask);
   action.sa_flags = SA_RESTART;
-  for (const int signalNumber : {SIGINT, SIGTERM}) {
+  for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction former {};
-    // A shell starts background jobs with interrupts ignored; that stands.
+    // A shell starts background jobs with interrupts ignored, and nohup ignores SIGHUP: that stays
+    // so.
     if (sigaction(signalNumber, nullptr, &former) == 0 && former.sa_handler == SIG_IGN) continue;
     sigaction(signalNumber, &action, nullptr);
   }

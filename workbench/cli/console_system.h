@@ -1,4 +1,4 @@
-// What the console code asks of the system: a source file for each.
+// What the console code asks of the system: one source file per system.
 #pragma once
 
 #include <string_view>
@@ -11,7 +11,7 @@ enum class StandardStream { kOutput, kError };
 
 // Writes all bytes; returns 0 or an errno number, EPIPE when the reader is gone.
 [[nodiscard]] int WriteAll(StandardStream stream, std::string_view bytes);
-// Everything but colour, which holds only where the environment has nothing against it.
+// Without regard to the environment's wishes about colour.
 [[nodiscard]] Terminal DescribeTerminal(StandardStream stream);
 
 }  // namespace velmora

@@ -7,6 +7,7 @@
 
 #include "workbench/cli/console_system.h"
 #include "workbench/cli/console_windows.h"
+#include "workbench/system/scratch.h"
 #include "workbench/system/text_windows.h"
 
 namespace velmora {
@@ -22,6 +23,7 @@ BOOL WINAPI OnInterruption(DWORD event) {
   const bool again = interrupted.exchange(true);
   void (*const function)() = callOnInterruption;
   if (!again && function != nullptr) function();
+  if (again) RemoveOwnScratch();
   return again ? FALSE : TRUE;
 }
 

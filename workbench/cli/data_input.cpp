@@ -1,4 +1,4 @@
-// From the data file to the table that a command works on.
+// Makes the table that a command works on from the data file.
 #include "workbench/cli/data_input.h"
 
 #include <algorithm>
@@ -9,11 +9,12 @@
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
+#include "workbench/documents/terminal_text.h"
 
 namespace velmora {
 namespace {
 
-// A wrong name in an option is bad use, and the sentence starts with the option.
+// A wrong name in an option is wrong usage, and the sentence starts with the option.
 template <typename Action>
 auto ForOption(const std::string& option, Action action) {
   try {
@@ -34,7 +35,7 @@ const VariableBundle* BundleOf(const Table& table, const std::string& text) {
   return found == table.bundles.end() || IsName(table, text) ? nullptr : &*found;
 }
 
-// The values of a list of names, split at commas where the whole is no name itself.
+// The values of a list of names, split at commas unless the whole value is a name.
 std::vector<std::string> SplitNames(const Table& table, const std::vector<std::string>& values) {
   std::vector<std::string> names;
   for (const std::string& value : values) {
@@ -47,7 +48,7 @@ std::vector<std::string> SplitNames(const Table& table, const std::vector<std::s
   return names;
 }
 
-// The names with those of the variables in place of a bundle's.
+// The names, with a bundle's name replaced by those of its variables.
 std::vector<std::string> WithoutBundles(const Table& table, const std::vector<std::string>& names) {
   std::vector<std::string> variables;
   for (const std::string& name : names) {
@@ -65,7 +66,7 @@ char Delimiter(const std::string& text) {
   if (text.empty()) return 0;
   if (text == "tab" || text == "\\t" || text == "\t") return '\t';
   if (text.size() != 1)
-    throw UsageError("--delimiter takes one character or the word tab, not " + text + ".");
+    throw UsageError("--delimiter takes one character or the word tab, not " + ShortenedText(text) + ".");
   return text.front();
 }
 
@@ -108,7 +109,7 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
 }  // namespace
 
 Table LoadTable(const DataOptions& options) {
-  if (options.path.empty()) throw UsageError("DATA is missing: name the data file behind the command.");
+  if (options.path.empty()) throw UsageError("DATA is missing: name the data file after the command.");
   Table table = ReadFile(options);
   for (const std::string& option : options.missingCodes) {
     ForOption("--missing", [&] { ApplyMissingOption(table, option); });

@@ -1,4 +1,4 @@
-// Reads the data file of a command and takes its columns as the options say.
+// Reads the data file of a command and treats its columns as the options say.
 #pragma once
 
 #include <string>
@@ -10,21 +10,23 @@
 
 namespace velmora {
 
-// The table with missing-data codes, measurements and roles in place. Warnings go to standard error; a
-// progress bar shows on a terminal. Throws UsageError for an option that does not fit the data, DataError for
-// the file, Cancelled.
+// The table with its missing-data codes, measurements and roles. Warnings go to standard error,
+// with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
+// DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
 
-// How the options read the table: what LoadTable did with them.
+// The same as a record, for scripts that repeat the run.
 DataRecipe RecipeOf(const DataOptions& options, const Table& table);
 
-// The variables that the values of an option name: names, v3, patterns, several between commas (a name that
-// holds a comma is found whole). Throws UsageError that starts with the option.
+// The variables that the values of an option name: names, v3, patterns, comma-separated lists of
+// them (a name that contains a comma is found first). Throws UsageError that starts with the
+// option.
 std::vector<int> NamedVariables(const Table& table, const std::string& option,
                                 const std::vector<std::string>& values);
 int NamedVariable(const Table& table, const std::string& option, const std::string& value);
 
-// True when one of the values is a pattern, not a name: what it matches by chance was not named by the user.
+// True when one of the values is the variable's own name or number, not a pattern that matches it
+// by chance.
 bool NamedExactly(const Table& table, const std::vector<std::string>& values, int variableNumber);
 
 }  // namespace velmora

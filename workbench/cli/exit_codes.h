@@ -1,4 +1,4 @@
-// How a command ends. Every failure of every command becomes its exit code and its one sentence here.
+// How a command ends: every failure of every command becomes an exit code and one sentence here.
 #pragma once
 
 #include <functional>
@@ -9,11 +9,11 @@ namespace velmora {
 
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;  // the data, a file or the run
-inline constexpr int kExitBadUse = 2;  // the command line
+inline constexpr int kExitBadUse = 2;  // wrong usage: the command line
 inline constexpr int kExitCancelled = 130;
 inline constexpr int kExitBrokenPipe = 141;  // as a shell reports a command that SIGPIPE ended
 
-// The command line asks for something that cannot be. what() is one sentence that names the option.
+// The command line is wrong. what() is one sentence that names the option.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -25,14 +25,14 @@ class RunError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The reader of standard output went away. Not a failure to speak of.
+// The reader of standard output went away, which is no failure.
 class BrokenPipe : public std::runtime_error {
  public:
   BrokenPipe() : std::runtime_error("broken pipe") {}
 };
 
-// Runs command and turns whatever it throws into a sentence on standard error and an exit code. commandName
-// is what --help is suggested for.
+// Runs command and turns any exception into a sentence on standard error and an exit code.
+// commandName is the command whose --help is suggested.
 int RunGuarded(const std::string& commandName, const std::function<int()>& command);
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// velmora: the workbench's command.
+// The program velmora.
 #include "workbench/cli/command_line.h"
 #include "workbench/cli/console.h"
 #include "workbench/system/system.h"

@@ -8,6 +8,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/names.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/writers.h"
 #include "workbench/system/system.h"
 
@@ -62,9 +63,14 @@ void CaseOptions::AddTo(CommandParser& parser) {
   parser.Text("--weight", weight);
 }
 
+void AddCsvFor(CommandParser& parser, int& csvFor) {
+  parser.Choice("--csv-for", csvFor, {"program", "spreadsheet"});
+}
+
 void OutputOptions::AddTo(CommandParser& parser) {
   parser.Text("--out", folder);
   parser.Repeated("--format", formatNames);
+  AddCsvFor(parser, csvFor);
   parser.Flag("--quiet", quiet);
 }
 
@@ -74,11 +80,11 @@ std::vector<Format> OutputOptions::Formats() const {
   for (const std::string& name : SplitList(formatNames)) {
     const auto at = std::find(kWords.begin(), kWords.end(), name);
     if (at == kWords.end())
-      throw UsageError("--format takes " + JoinWords(kWords, " or ") + ", not " + name + ".");
+      throw UsageError("--format takes " + JoinWords(kWords, " or ") + ", not " + ShortenedText(name) + ".");
     const auto format = static_cast<Format>(at - kWords.begin());
     if (format == Format::kXlsx && !WritesXlsx())
       throw UsageError(
-          "--format xlsx: XLSX files are not written by this build of velmora; HTML and CSV files are.");
+          "--format xlsx: this build of velmora does not write XLSX files; it writes HTML and CSV files.");
     if (std::find(formats.begin(), formats.end(), format) == formats.end()) formats.push_back(format);
   }
   if (!folder.empty()) {
@@ -90,11 +96,11 @@ std::vector<Format> OutputOptions::Formats() const {
   }
   if (formats.empty()) formats = {Format::kTerminal};
   if (formats.size() > 1) {
-    throw UsageError("--format: several formats need --out DIR; standard output holds one of them.");
+    throw UsageError("--format: several formats need --out DIR; standard output takes only one.");
   }
   if (formats.front() == Format::kXlsx && StandardOutputTerminal().isTerminal) {
     throw UsageError(
-        "--format xlsx is no text for a terminal: give --out DIR or send standard output to a file.");
+        "--format xlsx cannot be shown on a terminal: use --out DIR or redirect standard output to a file.");
   }
   return formats;
 }

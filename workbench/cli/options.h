@@ -1,4 +1,10 @@
-// The options of the commands, in groups that several commands share, and the parser they are given to.
+// The options of the commands, in groups that several commands share, and the parser of command
+// lines.
+//
+//   CommandParser parser;
+//   DataOptions data;
+//   data.AddTo(parser);
+//   parser.Parse({"credit.csv", "--missing", "age=-9"});   // data.path is "credit.csv"
 #pragma once
 
 #include <memory>
@@ -7,7 +13,7 @@
 
 namespace velmora {
 
-// A parser for one command: no help of its own, and failures are left to ParseCommandLine.
+// The parser of one command line. It has no help of its own.
 class CommandParser {
  public:
   CommandParser();
@@ -17,38 +23,49 @@ class CommandParser {
 
   void Flag(const std::string& name, bool& target);
   void Text(const std::string& name, std::string& target);
-  // One or more values after the name, and the option may stand several times.
+  // One or more values after the name; the option may be repeated.
   void List(const std::string& name, std::vector<std::string>& target);
-  // One value each time; the option may stand several times.
+  // One value after the name; the option may be repeated.
   void Repeated(const std::string& name, std::vector<std::string>& target);
-  // Throws UsageError while parsing for anything but a whole number from minimum to maximum.
+  // A whole number from minimum to maximum; Parse throws UsageError for anything else.
   void WholeNumber(const std::string& name, int& target, int minimum, int maximum);
-  // The same for a number between minimum and maximum, both excluded.
+  // A number between minimum and maximum, both excluded.
   void Number(const std::string& name, double& target, double minimum, double maximum);
-  // One of the words, whose position goes into target.
+  // One of the words; target gets its index.
   void Choice(const std::string& name, int& target, std::vector<std::string> words);
-  // The one argument without a name. Taken from the end of a list option when it stands nowhere else.
+  // The one argument without an option. When it is missing, the last value of a list option is
+  // taken if it is a file.
   void Positional(const std::string& name, std::string& target);
-  // All arguments without a name.
+  // All arguments without an option.
   void Positionals(const std::string& name, std::vector<std::string>& target);
 
-  // Throws UsageError. A required option that is missing is the command's to tell.
+  // The option of the command's outcome, such as "--dependents NAME": a hint for an unexpected
+  // word.
+  void OutcomeOption(const std::string& option) { extraWordsOption_ = option; }
+
+  // Options may be cut short where that is clear; "--" ends them. Throws UsageError. A missing
+  // option is left to the command.
   void Parse(const std::vector<std::string>& arguments);
   std::vector<std::string> OptionNames() const;
-  bool Has(const std::string& name) const;  // the option stood on the command line
+  bool Has(const std::string& name) const;  // the option was given
 
  private:
   void TakePositionalFromLists();
+  void TakeWords(const std::vector<std::string>& words);
+  void CompleteOptions(std::vector<std::string>& words) const;
+  [[noreturn]] void FailOnWord(const std::string& word) const;
+  [[noreturn]] void FailOnOption(const std::string& option) const;
 
-  class Library;  // the parsing library, whose header only command_parser.cpp pays for
+  class Library;  // the parsing library, hidden because its header compiles slowly
 
   std::unique_ptr<Library> library_;
-  std::string positionalName_;
+  std::string extraWordsOption_;
   std::string* positional_ = nullptr;
+  std::vector<std::string>* positionals_ = nullptr;
   std::vector<std::vector<std::string>*> lists_;
 };
 
-// What is read, and how its columns are taken.
+// The data file, and how its columns are treated.
 struct DataOptions {
   std::string path;
   std::string delimiter;
@@ -57,11 +74,11 @@ struct DataOptions {
   std::vector<std::string> continuous, categorical;
 
   void AddTo(CommandParser& parser);
-  // Without DATA and how columns are taken: for a command that only reads.
+  // Only how a text file is read, for a command with another way of naming DATA.
   void AddReadingTo(CommandParser& parser);
 };
 
-// Which cases count, and how much.
+// The selection of cases and their weights.
 struct CaseOptions {
   std::string select, exclude;
   std::string weight;
@@ -72,20 +89,24 @@ struct CaseOptions {
 
 enum class Format { kTerminal, kJson, kCsv, kXlsx, kHtml };
 
-// Where results go.
+// --csv-for, of every command that writes CSV.
+void AddCsvFor(CommandParser& parser, int& csvFor);
+
+// The formats and places of the results.
 struct OutputOptions {
   std::string folder;
   std::vector<std::string> formatNames;
   bool saveBundles = false;  // --save-bundles, of the commands that have it
+  int csvFor = 0;            // --csv-for: 0 for programs, 1 for spreadsheets
   bool quiet = false;
 
   void AddTo(CommandParser& parser);
-  // The formats asked for, each once, checked against the folder: without a folder one format alone, which
-  // goes to standard output; with a folder and no format named, all of them. Throws UsageError.
+  // The requested formats, each once: without a folder exactly one, for standard output; with a
+  // folder and no format named, all of them. Throws UsageError.
   std::vector<Format> Formats() const;
 };
 
-// Which module does the work, and what a session with it is told.
+// The module that does the work, and the settings of a session with it.
 struct ModuleOptions {
   std::string path;
   std::string logFile;           // --log
@@ -94,14 +115,13 @@ struct ModuleOptions {
   void AddTo(CommandParser& parser);
 };
 
-// name=value lists and comma lists in one: every value split at its commas, blanks around the parts dropped,
-// empty parts left out.
+// The comma-separated parts of every value, trimmed, without empty ones.
 std::vector<std::string> SplitList(const std::vector<std::string>& values);
 
-// "a, b or c"; last stands before the last word.
+// "a, b or c": last is the text before the last word.
 std::string JoinWords(const std::vector<std::string>& words, const char* last);
 
-// The word of words that is nearest to name, empty when none is near.
+// The word that is nearest to name; empty when none is near.
 std::string NearestWord(const std::string& name, const std::vector<std::string>& words);
 
 }  // namespace velmora

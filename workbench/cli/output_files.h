@@ -1,48 +1,74 @@
-// The files of one run, which appear together or not at all: they are made in hidden folders inside the output
-// folders and moved to their names at the end. A failure, a cancellation or a full disk leaves the output
-// folders as they were.
+// The output files of one run, which appear together or not at all: they are written into scratch
+// folders inside the output folders and renamed at the end. A failure, a cancellation or a full
+// disk leaves the output folders as they were.
+//
+//   OutputFiles files("report");
+//   files.Add("screening.json", json);
+//   files.AddAt("deploy/bins.sql", sql);
+//   files.Commit();
 #pragma once
 
+#include <deque>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "workbench/cli/run_files.h"
+#include "workbench/system/scratch.h"
+
 namespace velmora {
+
+struct WrittenFile {
+  std::filesystem::path path;
+  bool replaced;  // an older file had the name
+};
 
 class OutputFiles {
  public:
-  // folder: where files go that are named without one. Made when it is missing. Throws RunError when it cannot
-  // be used.
+  // folder: for files named without one; it is made when it is missing. Throws RunError when it
+  // cannot be used.
   explicit OutputFiles(const std::filesystem::path& folder);
-  // Without one.
+  // All files name their folders.
   OutputFiles() = default;
   ~OutputFiles();
   OutputFiles(const OutputFiles&) = delete;
   OutputFiles& operator=(const OutputFiles&) = delete;
 
-  // Writes a file of the run. Throws RunError with one sentence that names the file.
+  // Writes a file of the folder. Throws RunError with one sentence that names the file.
   void Add(const std::string& fileName, std::string_view bytes);
-  // The same for a file that stands in a folder of its own.
+  // The same in any folder, which is made when it is missing. A device or a pipe gets the bytes at
+  // Commit.
   void AddAt(const std::filesystem::path& path, std::string_view bytes);
-  // Where another writer shall make files of the run; Commit takes every file that stands there.
-  std::filesystem::path StagingFolder() const { return stages_.front().staging; }
-  // The same for the files of any folder, which is made when it is missing. Throws RunError.
+  // For other writers: they write to StagedPath(path), or write any files into
+  // StagingFolderOf(folder), and Commit moves them. Throws RunError.
+  std::filesystem::path StagedPath(const std::filesystem::path& path);
+  std::filesystem::path StagingFolder() const { return stages_.front().scratch->Path(); }
   std::filesystem::path StagingFolderOf(const std::filesystem::path& folder);
 
-  // Moves every file to its name, replacing older ones, and returns their paths in the order of their names.
-  // When one cannot be moved, those moved before get their old content back and RunError is thrown.
-  std::vector<std::filesystem::path> Commit();
+  // Moves every file to its name, in the order of the names. A replaced file passes on its
+  // permissions; through a symbolic link, the file that it leads to is replaced. When one file
+  // cannot be moved, or would replace one of inputs, every name keeps its old content and RunError
+  // is thrown.
+  std::vector<WrittenFile> Commit(const RunFiles& inputs = {});
 
  private:
   struct Stage {
-    std::filesystem::path folder, staging;
+    std::filesystem::path folder;  // where its files go
+    FileIdentity identity;         // of folder
+    bool ofDevices = false;  // the folder takes no scratch of ours; it is in the system's temporary folder
+    std::unique_ptr<Scratch> scratch;
     std::vector<std::filesystem::path> madeFolders;  // outermost first
   };
+  struct Move;
+  Stage& StageOf(const std::filesystem::path& folder, bool ofDevices);
   static void Open(Stage& stage);
   static void AddTo(const Stage& stage, const std::string& fileName, std::string_view bytes);
+  void SettleLinks();
+  std::vector<Move> PlannedMoves(const RunFiles& inputs) const;
 
-  std::vector<Stage> stages_;  // the first one: of the folder
+  std::deque<Stage> stages_;  // the first one: of the folder
   bool committed_ = false;
 };
 

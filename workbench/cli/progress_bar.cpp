@@ -6,12 +6,14 @@
 #include <cstdio>
 
 #include "workbench/cli/console.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/documents/texts.h"
 
 namespace velmora {
 namespace {
 
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
-constexpr auto kQuietStart = std::chrono::milliseconds(300);  // short stages draw nothing
+constexpr auto kQuietStart = std::chrono::milliseconds(300);  // short stages show no bar
 constexpr int kBarCells = 30;
 
 std::string RemainingTime(double seconds) {
@@ -41,7 +43,7 @@ ProgressBar::~ProgressBar() { Finish(); }
 
 void ProgressBar::Start(std::string_view caption) {
   Finish();
-  caption_ = caption;
+  caption_ = PrintableText(ShortenedText(caption));
   started_ = Clock::now();
   lastDrawn_ = {};
 }
@@ -55,7 +57,7 @@ void ProgressBar::Update(double fraction) {
 }
 
 void ProgressBar::Draw(double fraction, Clock::time_point now) {
-  const int cells = std::clamp(width_ - static_cast<int>(caption_.size()) - 30, 5, kBarCells);
+  const int cells = std::clamp(width_ - WidthOf(caption_) - 30, 5, kBarCells);
   const int full = static_cast<int>(fraction * cells);
   std::string line = caption_ + "  ";
   for (int cell = 0; cell < cells; ++cell) line += cell < full ? (utf8_ ? "█" : "#") : (utf8_ ? "░" : "-");

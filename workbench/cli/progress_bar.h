@@ -1,4 +1,4 @@
-// One progress bar on standard error, drawn only where standard error is a terminal:
+// A progress bar on standard error, drawn only on a terminal:
 //   Computing...  [##########----------]  48 %  about 12 s left
 #pragma once
 
@@ -15,13 +15,13 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  // A new stage, from 0 again.
+  // Begins a new stage at 0.
   void Start(std::string_view caption);
   // fraction: 0 to 1. Cheap: draws at most ten times a second, and only when what is shown changes.
   void Update(double fraction);
   void Finish();
 
-  // Wipes the bar that stands on the terminal, if one does, so that a line can be written there.
+  // Erases the bar that is shown, if any, so that a line can be written there.
   static void WipeShown();
 
  private:

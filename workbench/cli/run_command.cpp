@@ -39,7 +39,8 @@ const std::set<std::string>& OptionsWithValues() {
 // Options come before the script; everything after it is the script's.
 RunOptions ParseOptions(const std::vector<std::string>& arguments) {
   std::size_t own = 0;
-  while (own < arguments.size() && arguments[own].starts_with("-") && arguments[own] != "-") {
+  while (own < arguments.size() && arguments[own].starts_with("-") && arguments[own] != "-" &&
+         arguments[own] != "--") {
     own += OptionsWithValues().contains(arguments[own]) ? 2 : 1;
   }
   own = std::min(own, arguments.size());
@@ -49,7 +50,8 @@ RunOptions ParseOptions(const std::vector<std::string>& arguments) {
   options.module.AddTo(parser);
   parser.Flag("--quiet", options.quiet);
   parser.Parse({arguments.begin(), end});
-  options.script.assign(end, arguments.end());
+  const bool optionsEnd = end != arguments.end() && *end == "--";
+  options.script.assign(end + (optionsEnd ? 1 : 0), arguments.end());
   if (options.script.empty())
     throw UsageError("SCRIPT is missing: name a Python file, or - for standard input.");
   return options;

@@ -1,4 +1,5 @@
-// What the workbench does on one system only: commands, and switches that the system itself starts it with.
+// Commands that exist on one system only, and switches by which the system itself starts the
+// program.
 #pragma once
 
 #include <optional>
@@ -9,10 +10,10 @@
 
 namespace velmora {
 
-// Commands behind those of every system.
+// Commands of this system, listed after those of every system.
 std::vector<Command> SystemCommands();
 
-// The exit code when the first word is a switch of the system's ("/automation"), nothing when it is none.
+// The exit code when the first word is such a switch ("/automation"), else nothing.
 std::optional<int> RunSystemSwitch(const std::vector<std::string>& arguments);
 
 }  // namespace velmora

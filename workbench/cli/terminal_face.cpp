@@ -1,14 +1,17 @@
 #include "workbench/cli/terminal_face.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "workbench/cli/console.h"
 
 namespace velmora {
 
-void TerminalFace::Say(std::string_view text) {
+void TerminalFace::Say(std::string_view lines) {
+  std::string text(lines);
+  std::replace(text.begin(), text.end(), '\n', ' ');
   said_.emplace_back(text);
-  if (!told_.insert(std::string(text)).second) {
+  if (!told_.insert(text).second) {
     unsaid_.emplace_back(text);
     return;  // every ranked output repeats the same notices
   }

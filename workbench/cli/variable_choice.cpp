@@ -1,4 +1,4 @@
-// Dependents and predictors of a run, out of the command line and of what the columns are good for.
+// Dependents and predictors of a run, from the command line and the roles of the columns.
 #include "workbench/cli/variable_choice.h"
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/measurement.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 
 namespace velmora {
@@ -18,7 +19,8 @@ bool Holds(const std::vector<int>& numbers, int number) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
 
-// Patterns and bundles may hold a response, the weight or the count by chance; those are quietly no predictors.
+// Patterns and bundles may match a response, the weight or the count by chance; those are skipped
+// without a message.
 std::vector<int> NamedPredictors(const Table& table, const PredictorRequest& request) {
   std::vector<int> predictors;
   for (const int number : NamedVariables(table, "--predictors", request.names)) {
@@ -60,7 +62,7 @@ std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& r
   return predictors;
 }
 
-// A number to weight or to count by: the variable of the option.
+// The variable of --weight or --count, which must be a number.
 int NumberVariable(const Table& table, const std::string& option, const std::string& name) {
   const int number = NamedVariable(table, option, name);
   if (table.Variable(number).fromText) {
@@ -78,13 +80,12 @@ void CheckWeights(const Column& weights) {
     return value < 0 && !IsMissing(value, weights.missingCode);
   });
   if (negative > 0) {
-    Tell("Warning: The weight variable " + weights.name + " is negative in " +
-         Counted(static_cast<std::size_t>(negative), "case, which counts", "cases, which count") +
-         " against the others.");
+    Tell("Warning: " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
+         " a negative weight in " + weights.name + "; negative weights are not valid.");
   }
 }
 
-// Such a dependent makes an empty ranking, whose reason a reader should not have to guess.
+// Such a dependent gives an empty ranking, whose reason would otherwise be a guess.
 void WarnOfUselessDependents(const Table& table, const std::vector<int>& dependents) {
   for (const int number : dependents) {
     const Column& column = table.Variable(number);
@@ -96,6 +97,22 @@ void WarnOfUselessDependents(const Table& table, const std::vector<int>& depende
   }
 }
 
+const std::string& ReasonOf(const LeftOutVariable& variable) {
+  return variable.reason.empty() ? variable.role : variable.reason;
+}
+
+// The sentence that no predictor is left, with the variables that were left out and why.
+std::string NothingLeft(const std::vector<LeftOutVariable>& leftOut) {
+  constexpr std::size_t kMostNamed = 5;
+  std::string text = "No usable variable is left as a predictor";
+  for (std::size_t i = 0; i < leftOut.size() && i < kMostNamed; ++i) {
+    text +=
+        (i == 0 ? "; left out: " : ", ") + ShortenedText(leftOut[i].name) + " (" + ReasonOf(leftOut[i]) + ")";
+  }
+  if (leftOut.size() > kMostNamed) text += " and " + std::to_string(leftOut.size() - kMostNamed) + " more";
+  return text + (leftOut.empty() ? "." : ". Use --predictors to screen them anyway.");
+}
+
 }  // namespace
 
 void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
@@ -103,11 +120,10 @@ void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
   for (const LeftOutVariable& variable : leftOut) {
     if (told++ == kMostLeftOutTold) {
       Tell("Not screened: " + std::to_string(leftOut.size() - kMostLeftOutTold) +
-           " more; velmora variables names them all.");
+           " more; 'velmora variables' lists them all.");
       return;
     }
-    Tell("Not screened: " + variable.name + " (" +
-         (variable.reason.empty() ? variable.role : variable.reason) + ")");
+    Tell("Not screened: " + variable.name + " (" + ReasonOf(variable) + ")");
   }
 }
 
@@ -116,11 +132,11 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
   const bool named = !request.names.empty();
   std::vector<int> predictors =
       named ? NamedPredictors(table, request) : DefaultPredictors(table, request, leftOut);
-  if (predictors.empty()) {
-    throw UsageError(named ? "--predictors names no variable besides each " +
-                                 std::string(request.responseWord) + "."
-                           : "No usable variable is left as a predictor; name some with --predictors.");
+  if (predictors.empty() && named) {
+    throw UsageError("--predictors names no variable other than each " + std::string(request.responseWord) +
+                     ".");
   }
+  if (predictors.empty()) throw UsageError(NothingLeft(leftOut));
   return predictors;
 }
 
@@ -128,7 +144,7 @@ int ChooseWeight(const Table& table, const std::string& name) {
   if (name.empty()) {
     if (!table.declaredWeight.empty()) {
       Tell("Warning: " + table.fileName + " weights its cases by " + table.declaredWeight +
-           "; here every case counts the same without --weight " + table.declaredWeight + ".");
+           "; without --weight " + table.declaredWeight + " every case counts the same here.");
     }
     return 0;
   }

@@ -1,4 +1,4 @@
-// Which variables a run screens, and why others are not.
+// The variables that a run screens, and the reasons why others are left out.
 #pragma once
 
 #include <string>
@@ -9,20 +9,21 @@
 
 namespace velmora {
 
-// One line to standard error for each.
+// Reports each variable on standard error.
 void TellLeftOut(const std::vector<LeftOutVariable>& leftOut);
 
-// What the predictors of a run are chosen from.
+// The choice of the predictors of a run.
 struct PredictorRequest {
   std::vector<std::string> names;  // of --predictors; empty: every usable variable
-  std::vector<int> responses;      // no predictors, and it is a mistake to name one
-  std::vector<int> taken;          // weight, count: no predictors unless named
+  std::vector<int> responses;      // never predictors; naming one in names is an error
+  std::vector<int> taken;          // weight and count: predictors only when named
   const char* responseWord;        // "dependent variable"
 };
-// Throws UsageError for a wrong name, a response that is named, and when nothing is left.
+// Throws UsageError for a wrong name, for a response among names, and when nothing is left.
 std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& request,
                                   std::vector<LeftOutVariable>& leftOut);
-// The variable of --weight, 0 when name is empty. Throws UsageError, and RunError when no case has a weight.
+// The variable of --weight, 0 when name is empty. Throws UsageError, and RunError when no case has
+// a weight.
 int ChooseWeight(const Table& table, const std::string& name);
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical);
@@ -39,9 +40,9 @@ struct VariableRequest {
   std::string weight, count;
 };
 
-// Without predictors every usable variable is one that is no dependent, weight or count. Throws UsageError
-// for a wrong name, for a variable that is named as a dependent and a predictor, and when nothing is left to
-// screen.
+// Without names of predictors, every usable variable other than the dependents, the weight and the
+// count is one. Throws UsageError for a wrong name, for a variable that is both a dependent and a
+// predictor, and when nothing is left to screen.
 VariableChoice ChooseVariables(const Table& table, const VariableRequest& request);
 
 }  // namespace velmora

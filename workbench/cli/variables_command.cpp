@@ -1,4 +1,4 @@
-// velmora variables: the columns of a data file as a table, CSV or JSON.
+// velmora variables: writes the variables of a data file as a table, CSV or JSON.
 #include "workbench/cli/variables_command.h"
 
 #include <algorithm>
@@ -10,7 +10,9 @@
 #include "workbench/cli/options.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/measurement.h"
+#include "workbench/data/spreadsheet_csv.h"
 #include "workbench/documents/csv_row.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 
@@ -18,11 +20,11 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kLabelsShown = 6;
-constexpr int kWidestLabel = 30;       // where only some are shown
+constexpr int kWidestLabel = 30;       // when only some labels are shown
 constexpr int kWidthForReasons = 140;  // columns of the terminal
 constexpr int kWidthForTypes = 72;
 
-// The first of the labels, cut short, or all of them whole.
+// The first labels, shortened, or all of them in full.
 std::string Labels(const Column& column, bool all) {
   const std::size_t limit = all ? column.labels.size() : kLabelsShown;
   std::string text;
@@ -30,7 +32,7 @@ std::string Labels(const Column& column, bool all) {
     if (i > 0) text += ", ";
     if (!column.fromText) text += ShownNumber(column.labels[i].value, "") + " ";
     const std::string& label = column.labels[i].text;
-    text += all ? label : CutToWidth(Utf8Of(label), kWidestLabel, "...");
+    text += all ? label : CutToWidth(PrintableText(label), kWidestLabel, "...");
   }
   if (column.labels.size() > limit) text += ", ...";
   return text;
@@ -57,14 +59,14 @@ std::string Screened(const VariableProfile& profile) {
   return "no (" + (profile.roleReason.empty() ? RoleName(profile.role) : profile.roleReason) + ")";
 }
 
-// The reasons take most of the room; a terminal that cannot show them says what was decided instead.
+// The reasons take most of the room; a narrow terminal shows the decisions only.
 std::string ShownTable(const Table& table, const std::vector<VariableProfile>& profiles, int width,
                        bool utf8) {
   const bool reasons = width == 0 || width >= kWidthForReasons;
   const bool types = reasons || width >= kWidthForTypes;
   std::vector<TextColumn> columns = {{"no.", true}, {"name"}};
   if (types) columns.push_back({"type"});
-  columns.push_back({"taken as"});
+  columns.push_back({"treated as"});
   if (reasons) columns.insert(columns.end(), {{"why"}, {"screened"}});
   columns.insert(columns.end(), {{"distinct", true}, {"missing", true}, {"values"}});
   TextTable text(std::move(columns));
@@ -155,9 +157,10 @@ std::string Json(const Table& table, const std::vector<VariableProfile>& profile
 
 int RunVariablesCommand(const std::vector<std::string>& arguments) {
   DataOptions data;
-  int format = 0;
+  int format = 0, csvFor = 0;
   CommandParser parser;
   data.AddTo(parser);
+  AddCsvFor(parser, csvFor);
   parser.Choice("--format", format, {"terminal", "json", "csv"});
   parser.Parse(arguments);
 
@@ -166,7 +169,8 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   if (format == 1) {
     WriteToStandardOutput(Json(table, profiles));
   } else if (format == 2) {
-    WriteToStandardOutput(Csv(table, profiles));
+    const std::string csv = Csv(table, profiles);
+    WriteToStandardOutput(csvFor == 0 ? csv : SpreadsheetCsv(csv));
   } else {
     Tell(table.fileName + ": " + Counted(static_cast<std::size_t>(table.caseCount), "case", "cases") + ", " +
          Counted(static_cast<std::size_t>(table.VariableCount()), "variable", "variables"));
@@ -175,7 +179,7 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
     WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8) +
                           ShownBundles(table, width, terminal.utf8));
     if (width > 0 && width < kWidthForReasons)
-      Tell("A wider terminal, or --format csv, shows the reasons, too.");
+      Tell("A wider terminal or --format csv also shows the reasons.");
   }
   return kExitDone;
 }

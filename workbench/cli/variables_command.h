@@ -1,4 +1,4 @@
-// velmora variables: what was read of a data file, and how each column is taken.
+// velmora variables: lists the variables of a data file and how each will be treated.
 #pragma once
 
 #include <string>

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "workbench/data/foreign_file.h"
+#include "workbench/data/readers.h"
 
 namespace velmora {
 
@@ -291,5 +292,7 @@ class StatReader {
 bool ReadsStatisticalPackages() { return true; }
 
 void ReadStatFile(const ForeignFile& file, RowSink& sink) { StatReader(file, sink).Read(); }
+
+bool ReadsStatisticalPackages() { return true; }
 
 }  // namespace velmora

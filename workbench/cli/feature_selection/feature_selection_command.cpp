@@ -13,13 +13,14 @@
 #include "workbench/cli/options.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/session/settings_script.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
 
-constexpr int kMostBest = 10000;  // what the results dialog takes
+constexpr int kMostBest = 10000;  // the limit of the results dialog
 constexpr int kMostCuts = 20;
 
 struct CommandOptions {
@@ -55,6 +56,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.WholeNumber("--best", settings.best, 1, kMostBest);
   parser.WholeNumber("--best-by-p", settings.bestByP, 1, kMostBest);
   parser.Number("--p-criterion", settings.pCriterion, 0, 1);
+  parser.OutcomeOption("--dependents NAME");
   parser.Parse(arguments);
 
   settings.displayMode = static_cast<DisplayMode>(show);
@@ -63,27 +65,29 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
     throw UsageError(
         "DATA is missing: name the data file, as in velmora feature-selection data.csv --dependents NAME.");
   }
-  if (options.variables.dependents.empty()) throw UsageError("--dependents is missing: name the outcome.");
+  if (options.variables.dependents.empty())
+    throw UsageError("--dependents is missing: name the outcome, as in --dependents risk.");
   if (settings.cases.roundWeights && settings.cases.weight.empty())
     throw UsageError("--round-weights needs --weight NAME.");
   return options;
 }
 
-// Beside the run's other files; the name says what it is and is never the data file's own.
-std::string BundlesFile(const Table& table) {
-  const std::filesystem::path data = PathOf(table.fileName);
+// The file is beside the other outputs; its name differs from the data file's.
+std::string BundlesFile(const std::string& dataPath) {
+  const std::filesystem::path data = PathOf(dataPath);
   return data.stem().string() + "_bundles" + (data.extension() == ".parquet" ? ".parquet" : ".csv");
 }
 
+std::string BundlesPath(const std::string& folder, const std::string& dataPath) {
+  return (PathOf(folder.empty() ? "." : folder) / PathOf(BundlesFile(dataPath))).string();
+}
+
 // Saves the data with its bundles as a file of the run.
-void SaveBundles(Session& session, OutputFiles& files) {
+void SaveBundles(Session& session, const std::string& folder, OutputFiles& files) {
   const StrictCriterion strict(*session.FeatureSelectionResults());
   session.ResultsDialog().Call("SavePredictorsToVariableBundle");
-  const std::string name = BundlesFile(session.Data());
-  const std::filesystem::path folder = files.StagingFolder();
-  SaveTable(session.Data(), (folder / PathOf(name)).string(),
-            {.progress = [](double) { return !WasInterrupted(); },
-             .shownPath = (folder.parent_path() / PathOf(name)).string()});
+  const std::string name = BundlesFile(session.Data().fileName);
+  SaveTableIn(files, session.Data(), BundlesPath(folder, session.Data().fileName));
   // An earlier run's sidecar would be read with this table.
   const std::string sidecar = SidecarPath(name);
   if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
@@ -93,10 +97,11 @@ void SaveBundles(Session& session, OutputFiles& files) {
 }
 
 void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
-                  const FeatureSelectionReport& report, Session& session) {
+                  const FeatureSelectionReport& report, Session& session, const RunFiles& inputs) {
   OutputWriters writers = WritersOf(report, session);
-  if (options.output.saveBundles) writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, files); };
-  WriteOutputs(options.output, formats, writers);
+  if (options.output.saveBundles)
+    writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, options.output.folder, files); };
+  WriteOutputs(options.output, formats, writers, inputs);
 }
 
 std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
@@ -115,7 +120,8 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   if (options.output.saveBundles) {
     const std::filesystem::path folder = PathOf(options.output.folder);
     run.outputs.emplace_back("results.SavePredictorsToVariableBundle()");
-    run.outputs.push_back("data.Save(" + PythonString((folder / PathOf(BundlesFile(table))).string()) + ")");
+    run.outputs.push_back("data.Save(" +
+                          PythonString((folder / PathOf(BundlesFile(table.fileName))).string()) + ")");
   }
   return WriteSettingsScript(run);
 }
@@ -126,12 +132,12 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   OutputWriters writers;
   writers.stem = "feature_selection";
   writers.text = [&](const Terminal& terminal) {
-    return FeatureSelectionText(report, terminal.width, terminal.utf8);
+    return PrintableText(FeatureSelectionText(report, terminal.width, terminal.utf8), true);
   };
   writers.json = [&] { return FeatureSelectionJson(report); };
   writers.csv = [&] { return FeatureSelectionCsv(report); };
-  writers.addCsv = [&](OutputFiles& files) {
-    files.Add("feature_selection.csv", FeatureSelectionCsv(report));
+  writers.csvFiles = [&]() -> std::vector<std::pair<std::string, std::string>> {
+    return {{"feature_selection.csv", FeatureSelectionCsv(report)}};
   };
   writers.workbook = [&] { return FeatureSelectionWorkbook(report); };
   writers.page = [&] { return FeatureSelectionPage(report); };
@@ -141,6 +147,11 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const std::vector<Format> formats = options.output.Formats();
+  RunFiles files;
+  files.ReadsTable("DATA", options.data.path);
+  AddOutputs(options.output, formats, "feature_selection", {"feature_selection.csv"}, files);
+  if (options.output.saveBundles)
+    files.WritesTable("--save-bundles", BundlesPath(options.output.folder, options.data.path));
   const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
 
   Table table = LoadTable(options.data);
@@ -157,9 +168,9 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   ApplyCases(session, choice.weight, options.settings.cases);
   if (!options.output.quiet) TellLeftOut(choice.leftOut);
   const FeatureSelectionReport report = RunFeatureSelection(session, face, choice, options.settings);
-  WriteResults(options, formats, report, session);
-  if (IsFirstLook(options.output)) {
-    Tell("Next: add --out DIR for a report and a workbook, --format json for a program, or try --show p.");
+  WriteResults(options, formats, report, session, files);
+  if (IsFirstLook(options.output) && options.settings.displayMode == DisplayMode::kBest) {
+    Tell("Next: --show p lists all predictors below a p-value, --out DIR writes a report and a workbook.");
   }
   return kExitDone;
 }

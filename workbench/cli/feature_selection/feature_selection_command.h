@@ -12,10 +12,11 @@ namespace velmora {
 
 extern const char kFeatureSelectionHelp[];
 
-// arguments: the words behind the command's name. Returns the exit code; throws what RunGuarded knows.
+// arguments: the words after the command's name. Returns the exit code; throws the exceptions that
+// RunGuarded handles.
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments);
 
-// The report as each format; it and the session outlive what is returned.
+// The report in each format. report and session must outlive the writers.
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session);
 
 }  // namespace velmora

@@ -60,11 +60,12 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
     const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
     const vlm::FeatureSelectionPair& pair = pairOf(index);
     const bool computed = pair.notComputable == 0;
-    table.AddRow({std::to_string(++rank), CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
-                  KindName(predictor.kind), computed ? ShownStatistic(dependent, pair) : "-",
-                  computed ? ShownProbability(pair.pValue) : "-", std::to_string(pair.usedCases),
-                  computed ? DegreesOfFreedomText(pair) : "-"},
-                 computed && largest > 0 ? pair.statistic / largest : 0);
+    table.AddRow(
+        {std::to_string(++rank), CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
+         KindName(predictor.kind), computed ? ShownStatistic(dependent, pair) : "-",
+         computed ? ShownProbability(pair.pValue) : "-", std::to_string(pair.usedCases),
+         computed ? DegreesOfFreedomText(pair) : "-"},
+        computed && largest > 0 ? pair.statistic / largest : 0);
   }
   anyBars = anyBars || (largest > 0 && table.HasRoomForBars(width));
   return table.TextWithBars(width, utf8);

@@ -1,4 +1,4 @@
-// Why cases of the data took no part in a screening.
+// Counts the cases that a screening did not use, by reason.
 #include <cmath>
 
 #include "workbench/cli/screen/screen_run.h"

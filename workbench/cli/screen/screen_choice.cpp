@@ -8,6 +8,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -16,7 +17,7 @@ namespace {
 constexpr std::size_t kMostCodesListed = 12;
 constexpr std::size_t kMostResponseCodes = 1000;
 
-// Cases whose values count: selected, and with a weight.
+// The cases that count: selected, with a positive weight.
 class UsedCases {
  public:
   UsedCases(const Table& table, const CaseBitmap& selected, int weight) : table_(table), selected_(selected) {
@@ -28,7 +29,7 @@ class UsedCases {
            (!IsMissing(weights_->values[index], weights_->missingCode) && weights_->values[index] > 0);
   }
 
-  // The values of a variable, ascending; no more than limit of them when limit is not 0.
+  // The distinct values of a variable, ascending; at most limit of them unless limit is 0.
   std::vector<double> Distinct(int variableNumber, std::size_t limit = 0) const {
     const Column& column = table_.Variable(variableNumber);
     const MissingRange missing(column.missingCode);
@@ -61,7 +62,7 @@ std::string CodeShown(const Column& column, double code) {
   return column.fromText || column.fromBoolean ? *label : ShortestNumber(code) + " (" + *label + ")";
 }
 
-// A response needs two values.
+// A response needs at least two values.
 [[noreturn]] void FailOneValue(const Column& column, const std::vector<double>& values) {
   throw RunError("The response " + column.name + " has " +
                  (values.empty() ? "no value" : "one value, " + CodeShown(column, values.front()) + ",") +
@@ -85,7 +86,7 @@ bool ReadNumber(const std::string& text, double& value) {
   return result.ec == std::errc() && result.ptr == end;
 }
 
-// The code that text names: a label, else, where the values are numbers, a number.
+// The code with this label or, where the values are numbers, this number.
 double FindCode(const Column& column, const std::vector<double>& codes, const std::string& option,
                 const std::string& text) {
   const auto among = [&](double value) {
@@ -103,11 +104,13 @@ double FindCode(const Column& column, const std::vector<double>& codes, const st
     if (label != nullptr) words.push_back(*label);
   }
   const std::string nearest = NearestWord(text, words);
-  throw UsageError(option + ": " + text + " is no code of " + column.name + ", whose codes are " +
-                   CodesShown(column, codes) + (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
+  throw UsageError(option + ": " + ShortenedText(text) + " is not a value of " + column.name +
+                   ", whose values are " + CodesShown(column, codes) +
+                   (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
 }
 
-// The code in a form that the startup dialog reads back as the same value: it looks among the labels first.
+// The code in a form that the startup dialog, which searches the labels first, reads back as the
+// same value.
 std::string CodeForDialog(const Column& column, double code) {
   const std::string* label = column.LabelOf(code);
   const bool blankEnds = label != nullptr && !label->empty() &&
@@ -164,10 +167,10 @@ void CheckCategoricalResponse(const Table& table, const UsedCases& used, int res
                      std::to_string(kMostResponseCodes) + ".");
   }
   if (!std::isfinite(codes.front()) || !std::isfinite(codes.back()))
-    throw RunError("The response " + column.name + " has infinite values, which are no codes.");
+    throw RunError("The response " + column.name + " has infinite values, which cannot be codes.");
 }
 
-// Categorical predictors need two levels. Those that nobody named are left out with their reason.
+// Categorical predictors need two levels. Those that were not named are left out with the reason.
 void LeaveOutOneLevel(const Table& table, const ScreenRequest& request, const UsedCases& used,
                       ScreenChoice& choice) {
   std::vector<int> kept;

@@ -1,4 +1,4 @@
-// Responses, their codes and predictors of a screening run, out of the command line and of the data.
+// Responses, their codes and the predictors of a screening run, from the command line and the data.
 #pragma once
 
 #include <map>
@@ -13,14 +13,14 @@
 namespace velmora {
 
 struct ScreenRequest {
-  std::string binary, continuous, categorical;  // responses as on the command line, empty: none
+  std::string binary, continuous, categorical;  // responses as on the command line; empty: none
   std::string good, bad;
   std::vector<std::string> predictors;
 };
 
 struct ScreenChoice {
   int binaryResponse = 0, continuousResponse = 0, categoricalResponse = 0;  // 0: none
-  std::string goodCode, badCode;  // as the startup dialog takes them
+  std::string goodCode, badCode;  // in the form that the startup dialog reads
   double good = 0, bad = 0;       // their values
   std::vector<int> continuousPredictors, categoricalPredictors;
   int weight = 0;  // 0: none
@@ -29,14 +29,16 @@ struct ScreenChoice {
   bool IsPredictor(int variableNumber) const;
 };
 
-// selected: the cases that are. weight: variable chosen before, 0: none. Throws UsageError for a wrong name or code, naming
-// the option and the codes there are, and RunError for a response that says nothing.
+// selected: the selected cases. weight: variable of the weights, 0: none. Throws UsageError for a
+// wrong name or code, with the option and the existing codes, and RunError for a response without
+// two values.
 ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request, const CaseBitmap& selected,
                                 int weight);
 
-// A file {"age": [25, 40], "home": [["owner"], ["rent", "other"]]}: cut points of measured predictors, groups
-// of levels of categorical ones. Throws RunError with one sentence that names the file; what does not matter to
-// this run, levels that the data do not have and variables that are no predictors, becomes a notice.
+// A file {"age": [25, 40], "home": [["owner"], ["rent", "other"]]}: cut points of measured
+// predictors, groups of levels of categorical ones. Throws RunError with one sentence that names
+// the file; levels that the data do not have and variables that are not predictors of this run
+// become notices.
 std::map<int, UserBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,
                                       std::vector<std::string>& notices);
 

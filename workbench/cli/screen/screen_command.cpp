@@ -11,6 +11,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/cli/screen/screen_save.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/report/screen_page.h"
 #include "workbench/session/settings_script.h"
 
@@ -69,8 +70,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
   parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
   parser.WholeNumber("--best", settings.best, 0, kMostBest);
+  parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
-  options.save.Check();
   CheckOptions(options);
   return options;
 }
@@ -79,9 +80,9 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
                      const ScreenChoice& choice) {
   if (options.save.Any()) {
     throw UsageError(
-        "--print-script: leave the options out that save bins, rules or variables; a script saves them by "
-        "its results "
-        "dialog.");
+        "--print-script cannot be combined with --bins, --sql, --python, --recode, --rules or --coded: the "
+        "printed "
+        "script does not save files.");
   }
   const ScreenSettings& settings = options.settings;
   ScriptedRun run{.table = table,
@@ -105,12 +106,13 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
 OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   OutputWriters writers;
   writers.stem = "screening";
-  writers.text = [&](const Terminal& terminal) { return ScreenText(report, terminal.width, terminal.utf8); };
+  writers.text = [&](const Terminal& terminal) {
+    return PrintableText(ScreenText(report, terminal.width, terminal.utf8), true);
+  };
   writers.json = [&] { return ScreenJson(report); };
   writers.csv = [&] { return ScreenImportanceCsv(report); };
-  writers.addCsv = [&](OutputFiles& files) {
-    files.Add("screening.csv", ScreenImportanceCsv(report));
-    files.Add("screening_bins.csv", ScreenBinsCsv(report));
+  writers.csvFiles = [&]() -> std::vector<std::pair<std::string, std::string>> {
+    return {{"screening.csv", ScreenImportanceCsv(report)}, {"screening_bins.csv", ScreenBinsCsv(report)}};
   };
   writers.workbook = [&report, &session] {
     Workbook workbook = ScreenWorkbook(report);
@@ -136,6 +138,11 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const std::vector<Format> formats = options.output.Formats();
   const CaseOptions& cases = options.settings.cases;
+  RunFiles files;
+  files.ReadsTable("DATA", options.data.path);
+  if (!options.settings.cutPointsFile.empty()) files.Reads("--cut-points", options.settings.cutPointsFile);
+  AddOutputs(options.output, formats, "screening", {"screening.csv", "screening_bins.csv"}, files);
+  options.save.AddFilesTo(files);
   // One run labels its bins once: with a point as soon as a program reads any of its files.
   const auto isForPeople = [](Format format) {
     return format == Format::kTerminal || format == Format::kHtml || format == Format::kXlsx;
@@ -168,16 +175,15 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
   OutputWriters writers = WritersOf(report, session);
   if (options.save.Any()) {
-    writers.addFilesElsewhere = [&](OutputFiles& files) {
-      SaveScreening(options.save, report, session, face, files);
+    writers.addFilesElsewhere = [&](OutputFiles& outputs) {
+      SaveScreening(options.save, report, session, face, outputs);
     };
   }
-  WriteOutputs(options.output, formats, writers);
-  if (IsFirstLook(options.output)) {
+  WriteOutputs(options.output, formats, writers, files);
+  if (IsFirstLook(options.output) && !options.save.Any() && options.settings.cutPointsFile.empty()) {
     Tell(
-        "Next: add --out DIR for a report and a workbook, --bins FILE for the bins that 'velmora apply' "
-        "gives to "
-        "other data, or --cut-points FILE for bins of your own.");
+        "Next: --out DIR writes a report and a workbook, --bins FILE saves the bins for 'velmora apply', "
+        "--cut-points FILE sets your own bins.");
   }
   return kExitDone;
 }

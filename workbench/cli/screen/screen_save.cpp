@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "workbench/cli/command_outputs.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/save.h"
@@ -133,15 +134,13 @@ void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, con
 }
 
 void SaveRules(const SaveOptions& options, const AutomationClient& dialog, OutputFiles& files) {
-  const fs::path rules = PathOf(options.rules);
-  const fs::path staging =
-      files.StagingFolderOf(rules.has_parent_path() ? rules.parent_path() : fs::path("."));
+  const fs::path staged = files.StagedPath(PathOf(options.rules));
   DoSaving("--rules", [&] {
-    dialog.Put("ResultsSaveFileName", (staging / rules.filename()).string());
+    dialog.Put("ResultsSaveFileName", staged.string());
     dialog.Call("SaveAsRules");
   });
   std::error_code error;
-  if (!fs::exists(staging / rules.filename(), error)) throw RunError(options.rules + " cannot be written.");
+  if (!fs::exists(staged, error)) throw RunError(options.rules + " cannot be written.");
 }
 
 void SaveCoded(const SaveOptions& options, Session& session, const AutomationClient& dialog,
@@ -152,11 +151,7 @@ void SaveCoded(const SaveOptions& options, Session& session, const AutomationCli
   // Bins are node numbers with labels; in a file of texts only the labels say something.
   for (int added = before + 1; added <= session.Data().VariableCount(); ++added)
     session.TakeLabelsAsTexts(added);
-  const fs::path coded = PathOf(options.coded);
-  const fs::path staging =
-      files.StagingFolderOf(coded.has_parent_path() ? coded.parent_path() : fs::path("."));
-  SaveTable(session.Data(), (staging / coded.filename()).string(),
-            {.progress = [](double) { return !WasInterrupted(); }, .shownPath = options.coded});
+  SaveTableIn(files, session.Data(), options.coded);
 }
 
 }  // namespace
@@ -171,14 +166,12 @@ void SaveOptions::AddTo(CommandParser& parser) {
   parser.Text("--bins", bins);
 }
 
-void SaveOptions::Check() const {
-  std::map<fs::path, std::string> takenBy;
-  const std::pair<const char*, const std::string*> all[] = {
-      {"--coded", &coded}, {"--rules", &rules}, {"--sql", &sql}, {"--python", &python}, {"--bins", &bins}};
-  for (const auto& [option, name] : all) {
-    if (name->empty()) continue;
-    const auto [other, isNew] = takenBy.try_emplace(NormalPath(AbsolutePath(PathOf(*name))), option);
-    if (!isNew) throw UsageError(other->second + " and " + option + " both name " + *name + ".");
+void SaveOptions::AddFilesTo(RunFiles& files) const {
+  if (!coded.empty()) files.WritesTable("--coded", coded);
+  const std::pair<const char*, const std::string*> texts[] = {
+      {"--rules", &rules}, {"--sql", &sql}, {"--python", &python}, {"--bins", &bins}};
+  for (const auto& [option, name] : texts) {
+    if (!name->empty()) files.Writes(option, *name);
   }
 }
 

@@ -18,7 +18,8 @@ struct SaveOptions {
   std::string coded, recodeFolder, rules, sql, python, bins;
 
   void AddTo(CommandParser& parser);
-  void Check() const;  // throws UsageError when two options name one file
+  // Adds what the options name to the files of the run. Throws UsageError for a file that is in use.
+  void AddFilesTo(RunFiles& files) const;
   bool Any() const;
 };
 

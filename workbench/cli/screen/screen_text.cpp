@@ -103,8 +103,8 @@ std::string BinTable(const ScreenedResponse& response, const ScreenedPredictor& 
   };
   for (const ScreenedBin& bin : predictor.bins) add(bin);
   add(predictor.total);
-  std::string text = "\n" + PrintableText(predictor.name) + ": " + Counted(predictor.bins.size(), "bin", "bins") +
-                     " (" + PredictorKindName(predictor);
+  std::string text = "\n" + PrintableText(predictor.name) + ": " +
+                     Counted(predictor.bins.size(), "bin", "bins") + " (" + PredictorKindName(predictor);
   if (response.kind == vlm::kBinaryResponse) {
     text += ", Gini " + Shown(predictor.figures.giniBefore, "0.0000") + " before and " +
             Shown(predictor.figures.giniAfter, "0.0000") + " after binning";
@@ -115,8 +115,8 @@ std::string BinTable(const ScreenedResponse& response, const ScreenedPredictor& 
 std::string FailedLines(const ScreenedResponse& response) {
   std::string text;
   for (std::size_t i = 0; i < response.failed.size() && i < kMostFailed; ++i) {
-    text +=
-        "Not binned: " + PrintableText(response.failed[i].name) + " (" + PrintableText(response.failed[i].reason) + ")\n";
+    text += "Not binned: " + PrintableText(response.failed[i].name) + " (" +
+            PrintableText(response.failed[i].reason) + ")\n";
   }
   if (response.failed.size() > kMostFailed) {
     text += "... and " + std::to_string(response.failed.size() - kMostFailed) + " more\n";
@@ -127,7 +127,8 @@ std::string FailedLines(const ScreenedResponse& response) {
 const char* Legend(vlm::ResponseKind kind) {
   switch (kind) {
     case vlm::kBinaryResponse:
-      return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of bad);\n"
+      return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of "
+             "bad);\n"
              "negative: more bads than average. Information value (IV): below 0.02 negligible, 0.3 or more\n"
              "strong, above 0.5 check for leakage.\n";
     case vlm::kContinuousResponse:
