@@ -1,7 +1,8 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo test test-windows windows-zip asan fuzz tidy format clean setup setup-test
+.PHONY: all build demo bench test test-windows windows-zip asan clang fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
+export CCACHE_SLOPPINESS := pch_defines,time_macros
 
 all: build
 
@@ -11,13 +12,17 @@ setup:
 setup-test:
 	@tools/setup.sh test
 
-# The command at build/velmora, the module at build/libvlmfsl.so, the benchmark program at build/bench_screen.
+# The command at build/velmora and the module at build/libvlmfsl.so.
 build: setup
 	@cmake --preset release
 	@cmake --build --preset release
 
 demo: build
 	@tools/demo.sh
+
+# The benchmark program at build/bench_screen, which docs/benchmarks.md describes.
+bench: build
+	@cmake --build --preset release --target bench_screen
 
 test: setup-test
 	@cmake --preset dev
@@ -41,6 +46,11 @@ asan: setup-test
 	@cmake --build --preset asan-ubsan
 	@ctest --preset asan-ubsan
 
+# A second compiler's warnings; nothing is run.
+clang: setup-test
+	@cmake --preset clang
+	@cmake --build --preset clang
+
 # A fuzz target per parser, each for FUZZ_SECONDS, two at a time.
 FUZZ_SECONDS ?= 30
 fuzz: setup-test
@@ -48,10 +58,14 @@ fuzz: setup-test
 	@cmake --build --preset fuzz
 	@tools/fuzz.sh $(FUZZ_SECONDS)
 
-# Needs clang-tidy (Debian: clang-tidy); not part of the tests, since it takes longer than all of them.
+# Checks every source file that has changed since the last release. TIDY_BASE=COMMIT names another beginning.
+TIDY_BASE ?= $(shell git describe --tags --abbrev=0 --match 'v*' 2>/dev/null || \
+               sed -n 's/^Released at commit \([0-9a-f]*\)\.$$/\1/p' CHANGELOG.md | head -n 1)
 tidy: setup-test
 	@cmake --preset dev
-	@git ls-files '*.cpp' | grep -v '^tests/' | xargs -P 2 -n 4 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option
+	@git diff --name-only --diff-filter=d $(TIDY_BASE) -- 'base/*.cpp' 'contract/*.cpp' 'module/*.cpp' 'workbench/*.cpp' \
+	  | grep -v '_windows\.cpp$$\|/windows/\|/com/' \
+	  | xargs -r -P 2 -n 4 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -1,7 +1,7 @@
 # Libraries of the workbench. The module uses none of them.
 set(VELMORA_NODE_MODULES ${CMAKE_SOURCE_DIR}/node_modules)
 
-# DuckDB: the system's, else the pinned npm packages that tools/setup.sh lays down.
+# DuckDB: the system's, else the pinned npm packages that tools/setup.sh installs.
 find_path(DUCKDB_INCLUDE_DIR duckdb.h HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb NO_CMAKE_FIND_ROOT_PATH)
 if(WIN32)
   find_file(DUCKDB_LIBRARY duckdb.dll HINTS ${VELMORA_NODE_MODULES}/.velmora-duckdb/windows NO_DEFAULT_PATH
@@ -27,8 +27,8 @@ else()
   find_package(Boost 1.74 REQUIRED)
 endif()
 
-# Python runs scripts. Where it is missing the command is built without them; Debian's is taken before any other,
-# since the packages of its users' modules are Debian's.
+# Python runs scripts; without it the command is built without them. Debian's comes first, because the packages that
+# scripts import are usually Debian's.
 if(NOT CMAKE_CROSSCOMPILING)
   if(NOT Python3_ROOT_DIR AND EXISTS /usr/include/python3.11)
     set(Python3_ROOT_DIR /usr)
@@ -37,7 +37,7 @@ if(NOT CMAKE_CROSSCOMPILING)
   find_package(Python3 3.11 COMPONENTS Interpreter Development.Embed)
 endif()
 
-# The chart library of the HTML reports, taken into the program whole.
+# The chart library of the HTML reports, embedded in the program.
 find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_file(ECHARTS_3D_SCRIPT echarts-gl.min.js HINTS ${VELMORA_NODE_MODULES}/echarts-gl/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_file(ECHARTS_3D_LICENCE LICENSE HINTS ${VELMORA_NODE_MODULES}/echarts-gl NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need on Debian 12: Debian packages by name, pinned npm packages
-# from package-lock.json, and DuckDB's C header out of a pinned npm package. Does nothing that is done already.
+# Installs what the build and the tests need on Debian 12: Debian packages by name, the pinned npm packages of
+# package-lock.json, and DuckDB's C header from a pinned npm package. Skips what is installed already.
 # usage: tools/setup.sh [build|test]      (as root, or with sudo)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -8,7 +8,8 @@ what=${1:-build}
 
 build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libutfcpp-dev libfast-float-dev libxlsxwriter-dev python3-dev)
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang libclang-rt-14-dev chromium python3 python3-openpyxl googletest
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium python3
+  python3-openpyxl googletest
   g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev xvfb xauth)
 
 packages=("${build_packages[@]}")

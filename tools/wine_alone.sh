@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Like wine.sh, for a program that starts servers: when it has ended, whatever it left running is ended too. What they
-# print goes by way of a file, so that nobody waits for a server's end of a pipe. Nothing else may run in the prefix.
+# Like wine.sh, for a program that starts servers: after it has ended, everything that it left running in the prefix is
+# ended too. The output goes through a file, because a server may keep the pipe open. Nothing else may run in the prefix.
 # usage: tools/wine_alone.sh PREFIX PROGRAM ARGUMENT...
 set -uo pipefail
 output=$(mktemp)
@@ -8,5 +8,6 @@ trap 'rm -f "$output"' EXIT
 timeout 600 "$(dirname "$0")/wine.sh" "$@" >"$output" 2>&1 </dev/null
 code=$?
 cat "$output"
-WINEPREFIX=$1 WINEDEBUG=-all wineserver -k >/dev/null 2>&1 || pkill -f "$1/drive_c" || true
+# The prefix's own server ends its programs; without one, none is running.
+WINEPREFIX=$1 WINEDEBUG=-all timeout 60 wineserver -k >/dev/null 2>&1 || true
 exit $code
