@@ -1,4 +1,5 @@
-// The one-way streets between the folders: every #include line of the project against the table below.
+// The layers of the source tree: checks every #include line and every link against the tables
+// below.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <fstream>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,8 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What a folder may include besides itself. "module" and "workbench" have no files of their own; every folder of
-// theirs has its row, the lowest first. A folder without a row may include nothing.
+// The folders that a folder may include besides itself, the lowest first. A folder without a row
+// may include nothing.
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"base", {}},
     {"contract", {}},
@@ -37,8 +39,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "module/feature_selection_ui", "module/screening", "module/screening_outputs", "module/screening_ui"}},
 };
 
-// The layers of the workbench, the lowest first: a layer may include those before it, contract/ and base/. Layers of one
-// row do not include each other.
+// The layers of the workbench, the lowest first: a layer may include those before it, contract/ and
+// base/. Layers of one row do not include each other.
 const std::vector<std::vector<std::string>> kWorkbenchLayers = {
     {"workbench/system"},     {"workbench/data"},    {"workbench/reader"},  {"workbench/language"},
     {"workbench/bins"},       {"workbench/stats"},   {"workbench/binning"}, {"workbench/documents"},
@@ -53,7 +55,8 @@ bool IsPlatformFile(const std::string& path) {
          path == "module/frame/error_report.cpp" || path.starts_with("module/entry/");
 }
 
-// The folder of the tables above that holds a file: the longest that its path begins with. Empty: none.
+// The folder of the tables above that contains a file: the longest one that its path begins with.
+// Empty: none.
 std::string FolderOf(const std::string& path) {
   std::string folder;
   const auto consider = [&](const std::string& candidate) {
@@ -107,22 +110,23 @@ bool IsStandardHeader(const std::string& name) {
   return name.find('/') == std::string::npos && name.find(".h") == std::string::npos;
 }
 
-// What is wrong with an include line; empty when nothing is.
+// The fault of an include line; empty: none.
 std::string Fault(const std::string& path, const Include& include) {
   const std::string from = FolderOf(path);
-  if (from.empty()) return "is included by a file outside the rooms of the house";
+  if (from.empty()) return "is included by a file outside the folders of the table";
   if (!include.quoted) {
-    // Vector kernels name the processor's header; nothing else of the module leaves the standard library.
+    // Vector kernels include the processor's header; the rest of the module uses the standard
+    // library alone.
     const bool processor = from == "module/feature_selection" && include.target.ends_with("mmintrin.h");
     const bool allowed = from.starts_with("workbench/") || IsStandardHeader(include.target) ||
                          IsPlatformFile(path) || processor;
-    return allowed ? "" : "is no header of the standard library";
+    return allowed ? "" : "is not a header of the standard library";
   }
-  if (include.target.find('/') == std::string::npos) {  // made by the build: the interfaces for COM
-    return from.starts_with("workbench/") || IsPlatformFile(path) ? "" : "is no file of this project";
+  if (include.target.find('/') == std::string::npos) {  // generated: the interfaces for COM
+    return from.starts_with("workbench/") || IsPlatformFile(path) ? "" : "is not a file of this project";
   }
   const std::string to = FolderOf(include.target);
-  if (to.empty()) return "is no file of this project";
+  if (to.empty()) return "is not a file of this project";
   return MayInclude(from, to) ? "" : from + "/ may not include " + to + "/";
 }
 
@@ -142,6 +146,93 @@ TEST(House, FoldersIncludeOnlyWhatTheyMay) {
     }
   }
   EXPECT_GT(lines, 2000) << "the sources were not found";
+}
+
+// --- Libraries of the build
+
+struct Library {
+  std::string folder;
+  std::set<std::string> uses;  // libraries of ours
+};
+
+// Every velmora_library(NAME FOLDER LIBRARIES...) of the build description.
+std::map<std::string, Library> Libraries() {
+  std::map<std::string, Library> libraries;
+  for (const char* file : {"cmake/module.cmake", "workbench/CMakeLists.txt"}) {
+    std::ifstream in(fs::path(SourceDir()) / file);
+    for (std::string line; std::getline(in, line);) {
+      const std::string call = "velmora_library(";
+      const auto begin = line.find(call);
+      if (begin == std::string::npos) continue;
+      const auto from = begin + call.size();
+      std::istringstream words(line.substr(from, line.rfind(')') - from));
+      std::string name, word;
+      words >> name;
+      Library& library = libraries[name];
+      words >> library.folder;
+      while (words >> word) {
+        if (word.starts_with("vlm_") || word.starts_with("wb_")) library.uses.insert(word);
+      }
+    }
+  }
+  return libraries;
+}
+
+std::set<std::string> ReachedFrom(const std::map<std::string, Library>& libraries, const std::string& name) {
+  std::set<std::string> reached;
+  std::vector<std::string> open = {name};
+  while (!open.empty()) {
+    const std::string next = open.back();
+    open.pop_back();
+    const auto library = libraries.find(next);
+    if (library == libraries.end()) continue;
+    for (const std::string& used : library->second.uses) {
+      if (reached.insert(used).second) open.push_back(used);
+    }
+  }
+  return reached;
+}
+
+// The folders that the files of a folder include.
+std::set<std::string> FoldersIncludedBy(const std::string& folder) {
+  std::set<std::string> folders;
+  for (const auto& entry : fs::directory_iterator(fs::path(SourceDir()) / folder)) {
+    const std::string extension = entry.path().extension().string();
+    if (extension != ".h" && extension != ".cpp") continue;
+    for (const Include& include : IncludesOf(entry.path())) {
+      if (include.quoted) folders.insert(FolderOf(include.target));
+    }
+  }
+  return folders;
+}
+
+TEST(House, LibrariesLinkWhatTheyIncludeAndNothingElse) {
+  const std::map<std::string, Library> libraries = Libraries();
+  EXPECT_GT(libraries.size(), 15u) << "the build description was not found";
+  for (const auto& [name, library] : libraries) {
+    SCOPED_TRACE(name);
+    const std::set<std::string> reached = ReachedFrom(libraries, name);
+    EXPECT_FALSE(reached.contains(name)) << "links itself in a circle";
+    const std::set<std::string> included = FoldersIncludedBy(library.folder);
+    for (const auto& [otherName, other] : libraries) {
+      if (otherName == name || otherName == "vlm_com") continue;  // Windows only, linked there
+      if (included.contains(other.folder)) {
+        EXPECT_TRUE(reached.contains(otherName)) << "includes " << other.folder << " and does not link it";
+      }
+      if (library.uses.contains(otherName)) {
+        EXPECT_TRUE(included.contains(other.folder)) << "links " << otherName << " and does not include it";
+      }
+    }
+  }
+}
+
+TEST(House, EveryFolderSaysWhatItIsFor) {
+  std::vector<std::string> folders = {"base",  "contract", "module", "workbench",
+                                      "tests", "bench",    "tools",  "cmake"};
+  for (const auto& row : kMayInclude) folders.push_back(row.first);
+  for (const auto& row : kWorkbenchLayers) folders.insert(folders.end(), row.begin(), row.end());
+  for (const std::string& folder : folders)
+    EXPECT_TRUE(fs::exists(fs::path(SourceDir()) / folder / "README.md")) << folder;
 }
 
 TEST(House, TheRulesSeeAWrongInclude) {
