@@ -291,6 +291,4 @@ class StatReader {
 
 void ReadStatFile(const ForeignFile& file, RowSink& sink) { StatReader(file, sink).Read(); }
 
-bool ReadsStatisticalPackages() { return true; }
-
 }  // namespace velmora
