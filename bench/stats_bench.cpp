@@ -1,7 +1,8 @@
-// The kernels behind one binned predictor: its order, a tree per kind of response, and what follows the tree.
-// Items per second are cases; 1e9 / items per second is ns a case.
+// The kernels of one binned predictor: its order, a tree per kind of response, and what follows the
+// tree. Items per second are cases; 1e9 / items per second is ns per case.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -74,43 +75,38 @@ BENCHMARK(GrowOverOrder)
     ->ArgsProduct({{100000, 1000000}, {2, 0, 5}, {0, 1}})
     ->ArgNames({"cases", "classes", "prune"});
 
-void AssignBinsOverOrder(benchmark::State& state) {
-  const Data data(static_cast<std::size_t>(state.range(0)), kBell);
-  SortScratch sortScratch;
+void CrosstabOfRanges(benchmark::State& state) {
+  const Data data(static_cast<std::size_t>(state.range(0)), kYears);
+  SortScratch scratch;
   SortedOrder order;
-  SortColumn(data.x, 1.7e308, {}, sortScratch, order);
-  TreeScratch scratch;
-  TreeOptions options;
-  options.leastCasesInChild = state.range(0) / 20;
-  const Tree tree = GrowTree(data.Response(2), data.x, order, PredictorKind::kContinuous, options, scratch);
-  std::vector<std::int32_t> bins(data.x.size());
+  SortColumn(data.x, 1.7e308, {}, scratch, order);
+  std::vector<CodedRange> rows;
+  for (std::size_t d = 0; d < order.DistinctCount(); ++d)
+    rows.push_back({static_cast<std::size_t>(order.starts[d]), static_cast<std::size_t>(order.starts[d + 1]),
+                    order.Value(data.x, d)});
+  const TreeResponse response = data.Response(2);
+  const ClassColumns columns{{0, 1}, {0, 1}};
+  for (auto _ : state)
+    benchmark::DoNotOptimize(
+        TestIndependence(CountClasses(rows, order.cases, response.classOf, columns, {})).chiSquare);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(CrosstabOfRanges)->Arg(100000);
+
+void BreakDownByRanges(benchmark::State& state) {
+  const Data data(static_cast<std::size_t>(state.range(0)), kYears);
+  std::vector<std::size_t> ends;
+  for (std::size_t level = 1; level <= 15; ++level) ends.push_back(data.amount.size() * level / 15);
+  SummaryOptions options;
+  options.quartiles = state.range(1) != 0;
+  std::vector<double> values(data.amount.size());
   for (auto _ : state) {
-    AssignBins(tree, data.x, order, bins);
-    benchmark::DoNotOptimize(bins.data());
+    std::copy(data.amount.begin(), data.amount.end(), values.begin());
+    benchmark::DoNotOptimize(BreakDown(values, {}, ends, options).total.mean);
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(AssignBinsOverOrder)->Arg(100000)->Arg(1000000);
-
-void CrosstabOfCodes(benchmark::State& state) {
-  const Data data(static_cast<std::size_t>(state.range(0)), kYears);
-  const Coding rows = CodeColumn(data.x, 1.7e308);
-  const Coding columns = CodeColumn(data.flag, 1.7e308);
-  for (auto _ : state) benchmark::DoNotOptimize(TestIndependence(MakeCrosstab(rows, columns)).chiSquare);
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(CrosstabOfCodes)->Arg(100000);
-
-void BreakDownByCodes(benchmark::State& state) {
-  const Data data(static_cast<std::size_t>(state.range(0)), kYears);
-  const Coding groups = CodeColumn(data.x, 1.7e308);
-  SummaryOptions options;
-  options.quartiles = state.range(1) != 0;
-  for (auto _ : state)
-    benchmark::DoNotOptimize(BreakDown(data.amount, 1.7e308, groups, {}, options).total.mean);
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(BreakDownByCodes)->Args({100000, 0})->Args({100000, 1})->ArgNames({"cases", "quartiles"});
+BENCHMARK(BreakDownByRanges)->Args({100000, 0})->Args({100000, 1})->ArgNames({"cases", "quartiles"});
 
 }  // namespace
 }  // namespace velmora::stats

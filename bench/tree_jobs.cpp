@@ -5,8 +5,9 @@
 //   screen_bin, screen_cont,        a whole run of the module in a session, from its startup dialog to the importance
 //   screen_cls, screen_3            tables: trees, coding and statistics, for one response or all three
 //
-// A leaf keeps 5 % of the cases. No tree is pruned, as the peers' are not; variation "prune" does. Every go begins
-// without anything made from the data. Variation "categorical" adds the categorical predictors to a whole run.
+// A leaf keeps 5 % of the cases. No tree is pruned, as the peers' are not; variation "prune" does.
+// Every go begins without anything made from the data. Variation "categorical" adds the categorical
+// predictors to a whole run.
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -27,7 +28,7 @@ namespace {
 
 using vlm::Ref;
 
-// One of the three responses, as the tree analysis is told of it.
+// One of the three responses, with the settings of the tree for it.
 struct Response {
   const char* word;
   int variable;
@@ -44,7 +45,8 @@ const Response* ResponseOf(const std::string& jobName) {
   return found == std::end(kResponses) ? nullptr : found;
 }
 
-// The dependents and the first columns of the predictors that the job takes; STEM.npy has whole columns.
+// The dependents and the first columns of the predictors that the job takes; STEM.npy has whole
+// columns.
 Table ReadColumns(const Job& job, const DataShape& shape, bool withCategorical) {
   std::ifstream file(job.stem + ".npy", std::ios::binary);
   Table table;
@@ -65,9 +67,10 @@ Table ReadColumns(const Job& job, const DataShape& shape, bool withCategorical) 
   return table;
 }
 
-// --- Trees ------------------------------------------------------------------------------------------------
+// --- Trees
+// ------------------------------------------------------------------------------------------------
 
-// The columns of the structure sheet behind the figures of the node.
+// The first column of the structure sheet after the figures of the node.
 int SplitColumn(const Response& response) { return response.classCount > 0 ? response.classCount + 4 : 5; }
 
 // Sets one tree up, runs it and reads its sheets. Returns the sheet with its nodes.
@@ -90,7 +93,7 @@ vlm::Ref<vlm::ISpreadsheet> ReadTree(HostProcedures& host, const Response& respo
   cutPoints.clear();
   for (int row = 1; row <= structure->GetRowCount(); ++row) {
     const int node = static_cast<int>(vlmfsl::ParseMachineNumber(vlmfsl::RowName(*structure, row)));
-    bool splits = true;  // the predictor and both branches are told
+    bool splits = true;  // the cells of the predictor and of both branches are filled
     for (int i = 0; i < 3; ++i) splits = !vlmfsl::CellText(*structure, row, column + i).empty() && splits;
     for (int i = 3; i < 5; ++i) splits = vlmfsl::HasValue(structure->GetValue(row, column + i)) && splits;
     if (!splits) continue;
@@ -181,7 +184,8 @@ nlohmann::json RunTrees(const Job& job, const Response& response) {
   return watch.Line(shape, table.columns.size(), shape.continuous, std::move(check));
 }
 
-// --- Whole runs -------------------------------------------------------------------------------------------
+// --- Whole runs
+// -------------------------------------------------------------------------------------------
 
 class QuietFace final : public Face {
  public:
@@ -195,7 +199,8 @@ std::string NumbersFrom(int first, int count) {
   return list;
 }
 
-// Bins and the figure that the predictors are ranked by, of the first predictors in the order of the data.
+// Bins and the figure that the predictors are ranked by, of the first predictors in the order of
+// the data.
 nlohmann::json ScreeningFigures(vlm::IScreeningResults& results, int response) {
   nlohmann::json check = nlohmann::json::array();
   vlm::ScreeningRun run{};
@@ -227,7 +232,8 @@ class ScreeningJob {
     Stopwatch watch;
     for (int go = 0; go < inner; ++go) {
       session_.EndAnalysis();
-      session_.SelectCases("", "");  // as after a change of the data: nothing made from them is kept
+      // as after a change of the data: nothing made from them is kept
+      session_.SelectCases("", "");
       watch.Start();
       Screen();
       ReadTables();

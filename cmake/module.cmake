@@ -13,8 +13,6 @@ velmora_library(vlm_feature_selection_ui module/feature_selection_ui vlm_feature
 velmora_library(vlm_screening module/screening vlm_frame)
 velmora_library(vlm_screening_outputs module/screening_outputs vlm_screening)
 velmora_library(vlm_screening_ui module/screening_ui vlm_screening_outputs)
-# screening declares what screening_outputs defines: each needs the other when it is linked.
-target_link_libraries(vlm_screening PUBLIC vlm_screening_outputs)
 
 # The entry sits on all of them: the factories, and the analyses that open the dialogs.
 file(GLOB entry_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/entry/*.cpp)

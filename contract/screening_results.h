@@ -14,13 +14,14 @@ struct ScreeningRun {
   int responseNumber;  // variable number
   int predictorCount;  // analysed
   int failedCount;
-  int sortChoice;  // binary 0 Gini, 1 information value; categorical 0 p, 1 chi-square; continuous 0
-                   // R-squared, 1 F
+  // binary 0 Gini, 1 information value; categorical 0 p, 1 chi-square; continuous 0
+  int sortChoice;
+  // R-squared, 1 F
   int classCount;  // response codes: binary 2 (bad, good), categorical those chosen, continuous 0
 };
 
-// Statistics of one predictor. What a response kind does not have is kMissingValue; so is what could not be
-// computed.
+// Statistics of one predictor. A figure that a response kind does not have is kMissingValue; so is
+// one that is not computable.
 struct ScreeningPredictor {
   int predictorNumber;  // variable number
   int categorical;      // flag: kind of the predictor

@@ -1,9 +1,9 @@
-// The screening analysis: its steps, and the dialogs that they open.
+#include "module/entry/feature_selection_template_root.h"
+
 #include "contract/text.h"
 #include "module/frame/guarded.h"
 #include "module/frame/module_context.h"
 #include "module/resources/text_ids.h"
-#include "module/screening/feature_selection_template.h"
 #include "module/screening_ui/results_dialog.h"
 #include "module/screening_ui/startup_dialog.h"
 
@@ -33,25 +33,25 @@ int Open(CFeatureSelectionTemplate& analysis, const char* name) {
 
 }  // namespace
 
-CFeatureSelectionTemplate::CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept
-    : CAnalysisSupport(document, nullptr) {
+FeatureSelectionTemplateRoot::FeatureSelectionTemplateRoot(CAnalysisDoc* document) noexcept
+    : CFeatureSelectionTemplate(document) {
   SetSequenceTable(kSteps, 3);
 }
 
-void CFeatureSelectionTemplate::GetAnalysisName(vlm::ITextSink* name) {
+void FeatureSelectionTemplateRoot::GetAnalysisName(vlm::ITextSink* name) {
   GuardedCommand("CFeatureSelectionTemplate::GetAnalysisName", [&] {
     const std::string text = LoadResString(kTextScreeningName);
     name->Assign(text.data(), vlm::LengthOf(text));
   });
 }
 
-int CFeatureSelectionTemplate::InitializeAfterFileChanged() {
+int FeatureSelectionTemplateRoot::InitializeAfterFileChanged() {
   const int result = Init();
   RefreshOpenDialogs();
   return result;
 }
 
-int CFeatureSelectionTemplate::Init() {
+int FeatureSelectionTemplateRoot::Init() {
   ModuleSharedBlocks& blocks = SharedBlocks();
   InitCommons(blocks.dataSelectionTags, blocks.extendedTags, blocks.selectionConditions, blocks.caseWeights);
   static_cast<ScreeningState&>(*this) = ScreeningState();
@@ -59,11 +59,11 @@ int CFeatureSelectionTemplate::Init() {
   return 1;
 }
 
-int CFeatureSelectionTemplate::StartAnalysis() {
+int FeatureSelectionTemplateRoot::StartAnalysis() {
   return Open<CFeatureSelectionTemplateStartupDialog>(*this, "CFeatureSelectionTemplate::StartAnalysis");
 }
 
-int CFeatureSelectionTemplate::ResultDialog() {
+int FeatureSelectionTemplateRoot::ResultDialog() {
   return Open<CFeatureSelectionTemplateResultsDialog>(*this, "CFeatureSelectionTemplate::ResultDialog");
 }
 

@@ -2,10 +2,10 @@
 #include <new>
 
 #include "contract/module_exports.h"
+#include "module/entry/feature_selection_template_root.h"
 #include "module/frame/feature_selection.h"
 #include "module/frame/module_context.h"
 #include "module/resources/module_resources.h"
-#include "module/screening/feature_selection_template.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -20,7 +20,7 @@ VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
 }
 
 VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
-  return new (std::nothrow) vlmfsl::CFeatureSelectionTemplate(nullptr);
+  return new (std::nothrow) vlmfsl::FeatureSelectionTemplateRoot(nullptr);
 }
 
 #ifdef _WIN32

@@ -164,4 +164,9 @@
   ROW(kTextNotAVariableList, 34514, "\"%s\" is not a list of variables.")                                   \
   ROW(kTextTooManyLists, 34515, "Variables takes %d lists, and %d were given.")                             \
   ROW(kTextNoSuchOutput, 34516, "There is no output %d: outputs are numbered 1 to %d.")                     \
-  ROW(kTextNothingToSave, 34517, "There are no best predictors to save.")
+  ROW(kTextNothingToSave, 34517, "There are no best predictors to save.")                                   \
+  ROW(kTextNoSelectedCases, 34518, "No selected case has a value of the predictor and of the response.")    \
+  ROW(kTextOneBinLeft, 34519, "All selected cases with a value of the predictor are in one bin.")           \
+  ROW(kTextConstantResponse, 34520,                                                                         \
+      "The response is constant over the selected cases with a value of the predictor.")                    \
+  ROW(kTextMorePredictorsFailed, 34521, "%d more predictors failed.")

@@ -1,5 +1,5 @@
-// Statistics of a binary response: the summary crosstab of the coded predictor with its screening columns, the
-// information value and the weighted Gini after categorisation.
+// Statistics of a binary response: the summary crosstab of the coded predictor with its screening
+// columns, the information value and the weighted Gini after categorisation.
 #include <cmath>
 
 #include "base/format_text.h"
@@ -31,6 +31,14 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     SetResponseCodes(*crosstab, QuotedCode(record.badCodeText) + "|" + QuotedCode(record.goodCodeText));
     Run(*crosstab);
     record.summaryCrosstab = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
+    vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+    const int totalsRow = sheet.GetRowCount();
+    if (totalsRow - 1 < 1) return Fail(record, kTextNoSelectedCases);
+    if (totalsRow - 1 < 2) return Fail(record, kTextOneBinLeft);
+    if (!(sheet.GetValue(totalsRow, kBadCountColumn) > 0 &&
+          sheet.GetValue(totalsRow, kGoodCountColumn) > 0)) {
+      return Fail(record, kTextConstantResponse);
+    }
     SetTitle(*record.summaryCrosstab,
              vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
     ComputeAdditionalTemplateCrossTabStats(*record.summaryCrosstab, record);
@@ -40,9 +48,7 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     record.giniBefore = ComputeGiniBeforeCategorization(record);
     return kOk;
   } catch (const HostCallError& error) {
-    record.failureReason = error.what();
-    ShowMessage(kTextFatalError);
-    return kFailed;
+    return FailAtHost(record, error);
   }
 }
 
@@ -54,8 +60,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
   record.badShare = bad / (good + bad);
   record.goodShare = good / (good + bad);
 
-  // Totals enter the formulas with six digits on purpose. Two columns come in front of the six others at the
-  // end: the host rebinds the formulas, the numbers kept here are moved by hand.
+  // Totals enter the formulas with six digits on purpose. Two columns are inserted before the six
+  // others at the end: the host rebinds the formulas, the numbers kept here are moved by hand.
   const std::string badText = vlm::FormatGeneral(bad);
   const std::string goodText = vlm::FormatGeneral(good);
   int column = crosstab.GetColumnCount();
@@ -71,9 +77,9 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
   column = AddCrossTabVariable(crosstab, kRowTotalColumn, Text(kTextPercentValidN),
                                "=100*v4/" + vlm::FormatFixed(std::round(bad + good), 0));
   AddCrossTabVariable(crosstab, column, Text(kTextBadRateRow), "=v2/(v2+v3)");
-  constexpr int kInsertedInFront = 2;
-  const int giniColumn = gini + kInsertedInFront;
-  const int valueColumn = value + kInsertedInFront;
+  constexpr int kInsertedBefore = 2;
+  const int giniColumn = gini + kInsertedBefore;
+  const int valueColumn = value + kInsertedBefore;
 
   record.informationValue = 0;
   record.giniAfter = 0;

@@ -1,5 +1,5 @@
-// Statistics of a categorical response: the crosstab of the coded predictor with Pearson's chi-square, and the
-// association figures that a crosstab of either kind of response gives.
+// Statistics of a categorical response: the crosstab of the coded predictor with Pearson's
+// chi-square, and the association figures that a crosstab of either kind of response gives.
 #include <algorithm>
 #include <cmath>
 #include <set>
@@ -14,7 +14,8 @@ namespace {
 
 constexpr int kFirstCountColumn = 2;
 
-// The bins' labels as a code list; all codes when two labels are alike, which a list of texts cannot tell apart.
+// The bins' labels as a code list; all codes when two labels are alike, which a list of texts
+// cannot tell apart.
 std::string LevelCodes(const PredSummary& record) {
   const std::set<std::string> distinct(record.levelNames.begin(), record.levelNames.end());
   if (distinct.size() != record.levelNames.size()) return "*";
@@ -36,6 +37,10 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     SetResponseCodes(*crosstab, codes);
     Run(*crosstab);
     ComputeAdditionalTemplateMultiCrossTabStats(GetResult(*crosstab, vlm::kCrosstabSummaryResult), record);
+    const int levelRows = record.summaryCrosstab->GetRowCount() - 1;
+    if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
+    if (levelRows < 2) return Fail(record, kTextOneBinLeft);
+    if (CountClassesWithCases(record) < 2) return Fail(record, kTextConstantResponse);
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
 
     record.crosstabStatistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
@@ -46,22 +51,24 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     }
     return kOk;
   } catch (const HostCallError& error) {
-    record.failureReason = error.what();
-    ShowMessage(kTextFatalError);
-    return kFailed;
+    return FailAtHost(record, error);
   }
 }
 
 void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
     const vlm::Ref<vlm::ISpreadsheet>& crosstab, PredSummary& record) {
-  constexpr std::string_view kFormat = "0.00000";
   record.summaryCrosstab = crosstab;
   SetTitle(*crosstab,
            vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
-  const int hostColumns = static_cast<int>(responseCodes.size()) + 2;  // level, counts, row totals
-  for (int column = hostColumns + 1; column <= crosstab->GetColumnCount(); ++column) {
-    crosstab->SetColumnFormat(column, kFormat.data(), vlm::LengthOf(kFormat));
+}
+
+int CFeatureSelectionTemplate::CountClassesWithCases(const PredSummary& record) const {
+  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  int classes = 0;
+  for (std::size_t c = 0; c < responseCodes.size(); ++c) {
+    classes += sheet.GetValue(sheet.GetRowCount(), kFirstCountColumn + static_cast<int>(c)) > 0 ? 1 : 0;
   }
+  return classes;
 }
 
 void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {

@@ -1,5 +1,6 @@
-// Statistics of a continuous response: the breakdown of the response and its ranks by the coded predictor, with
-// the one-way analysis of variance that follows from it; and the predictor's own descriptive figures.
+// Statistics of a continuous response: the breakdown of the response and its ranks by the coded
+// predictor, with the one-way analysis of variance that follows from it; and the predictor's own
+// descriptive figures.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -19,14 +20,37 @@ constexpr int kResponseVariance = 5;
 constexpr int kRanksN = 6;
 constexpr int kRanksVariance = 9;
 
-// (n_i - 1) variance_i summed over the levels; a level of one case has no variance and adds nothing.
-double SumOverLevels(vlm::ISpreadsheet& sheet, int column) {
-  double sum = 0;
-  for (int row = 1; row < sheet.GetRowCount(); ++row) {
-    const double cell = sheet.GetValue(row, column);
-    if (HasValue(cell)) sum += cell;
+// Sums of squares outside these limits have lost digits, or have overflowed or vanished on the way.
+constexpr double kSmallestSquares = 1e-280;
+constexpr double kLargestSquares = 1e300;
+
+// Sums of squares of one analysed variable, in any unit that they share; NaN where all values are
+// equal.
+struct SumsOfSquares {
+  double within = 0;
+  double total = 0;
+};
+
+// shares: level rows x variables, called only where the cells of the breakdown are not enough.
+template <class Shares>
+SumsOfSquares SumSquares(vlm::ISpreadsheet& breakdown, int sseColumn, int varianceColumn, bool weighted,
+                         Shares shares) {
+  const int allRow = breakdown.GetRowCount();
+  const double n = breakdown.GetValue(allRow, kResponseN);
+  const double variance = breakdown.GetValue(allRow, varianceColumn);
+  const double total = (n - 1) * variance;
+  const bool inRange = HasValue(variance) && total > kSmallestSquares && total < kLargestSquares;
+  double within = 0;
+  double shareWithin = 0;
+  for (int row = 1; row < allRow; ++row) {
+    // Without weights a level of one case has no variance and adds nothing.
+    const double cell = breakdown.GetValue(row, sseColumn);
+    const bool needsShare = !inRange || (weighted && !HasValue(cell));
+    const double share = needsShare ? shares(row) : 0;
+    shareWithin += HasValue(share) ? share : std::numeric_limits<double>::quiet_NaN();
+    if (inRange) within += HasValue(cell) ? cell : share * total;
   }
-  return sum;
+  return inRange ? SumsOfSquares{within, total} : SumsOfSquares{shareWithin, 1};
 }
 
 }  // namespace
@@ -34,27 +58,31 @@ double SumOverLevels(vlm::ISpreadsheet& sheet, int column) {
 int CFeatureSelectionTemplate::ContinuousSummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
                                                          PredSummary& record) {
   try {
-    BreakdownResponseByCodedPredictor(record);
-    ComputeAdditionalBreakdownStats(*record.breakdown, record);
-    return kOk;
+    const auto breakdown = BreakdownResponseByCodedPredictor(record);
+    const int levelRows = record.breakdown->GetRowCount() - 1;
+    if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
+    if (levelRows < 2) return Fail(record, kTextOneBinLeft);
+    ComputeAdditionalBreakdownStats(*breakdown, *record.breakdown, record);
+    return std::isnan(record.rSquared) ? Fail(record, kTextConstantResponse) : kOk;
   } catch (const HostCallError& error) {
-    record.failureReason = error.what();
-    ShowMessage(kTextFatalError);
-    return kFailed;
+    return FailAtHost(record, error);
   }
 }
 
-void CFeatureSelectionTemplate::BreakdownResponseByCodedPredictor(PredSummary& record) {
+// Returns the breakdown procedure, whose sheet the record has now.
+vlm::Ref<vlm::IProcedure> CFeatureSelectionTemplate::BreakdownResponseByCodedPredictor(PredSummary& record) {
   const auto ranks = CreateStatisticsProcedure(record, vlm::kRanksProcedure);
   SetVariableList(*ranks, "2");
   Run(*ranks);
-  const auto breakdown = CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
+  auto breakdown = CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
   SetVariableList(*breakdown, "2 4 | 3");
   Run(*breakdown);
   record.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
+  return breakdown;
 }
 
-void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::ISpreadsheet& breakdown,
+void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure& procedure,
+                                                                vlm::ISpreadsheet& breakdown,
                                                                 PredSummary& record) {
   const auto addSse = [&](int nColumn, int varianceColumn) {
     return InsertColumn(breakdown, breakdown.GetColumnCount(), Text(kTextSse),
@@ -62,20 +90,29 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::ISpreadshee
   };
   const int sseColumn = addSse(kResponseN, kResponseVariance);
   const int sseRanksColumn = addSse(kRanksN, kRanksVariance);
-  const double sse = SumOverLevels(breakdown, sseColumn);
-  const double sseRanks = SumOverLevels(breakdown, sseRanksColumn);
+
+  vlm::Ref<vlm::ISpreadsheet> shareSheet;
+  const auto sharesOf = [&](int variable) {
+    return [&procedure, &shareSheet, variable](int row) {
+      if (!shareSheet) shareSheet = GetResult(procedure, vlm::kBreakdownSharesResult);
+      return shareSheet->GetValue(row, 1 + variable);
+    };
+  };
+  const bool weighted = caseWeight != 0;
+  const SumsOfSquares response = SumSquares(breakdown, sseColumn, kResponseVariance, weighted, sharesOf(1));
+  const SumsOfSquares ranks = SumSquares(breakdown, sseRanksColumn, kRanksVariance, weighted, sharesOf(2));
+  record.rSquared = 1 - response.within / response.total;
+  record.rSquaredRanks = 1 - ranks.within / ranks.total;
 
   const int allRow = breakdown.GetRowCount();
-  const double n = breakdown.GetValue(allRow, kResponseN);
-  const double sst = (n - 1) * breakdown.GetValue(allRow, kResponseVariance);
-  const double sstRanks = (n - 1) * breakdown.GetValue(allRow, kRanksVariance);
-  record.rSquared = 1 - sse / sst;
-  record.rSquaredRanks = 1 - sseRanks / sstRanks;
-
   const int levels = allRow - 1;
-  const double meanSquareError = sse / (n - levels);
-  record.fStatistic =
-      vlm::NearlyZero(meanSquareError) ? vlm::kMissingValue : ((sst - sse) / (levels - 1)) / meanSquareError;
+  const double errorDf = breakdown.GetValue(allRow, kResponseN) - levels;
+  const double meanSquareError = response.within / errorDf;
+  const double between = std::max(response.total - response.within, 0.0);  // below 0 by rounding alone
+  // With weights that sum to little there may be no degrees of freedom: F is then not computable.
+  record.fStatistic = !(errorDf > 0)                     ? std::numeric_limits<double>::quiet_NaN()
+                      : vlm::NearlyZero(meanSquareError) ? vlm::kMissingValue
+                                                         : (between / (levels - 1)) / meanSquareError;
   record.resultTexts[kRSquaredText] =
       vlm::FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
 }
@@ -85,12 +122,17 @@ void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& recor
   SetVariableList(*descriptives, "1");
   Run(*descriptives);
   const auto sheet = GetResult(*descriptives, vlm::kDescriptivesResult);
-  // Half away from zero; a sum of weights may be more than the record can say.
+  // Half away from zero; a sum of weights may be more than the record can hold.
   record.validN = static_cast<int>(
       std::min(std::round(sheet->GetValue(1, 1)), static_cast<double>(std::numeric_limits<int>::max())));
   record.mean = sheet->GetValue(1, 2);
-  record.rangeMinimum = sheet->GetValue(1, 3);
-  record.rangeMaximum = sheet->GetValue(1, 4);
+  const double minimum = sheet->GetValue(1, 3);
+  const double maximum = sheet->GetValue(1, 4);
+  // otherwise the range still says that there are no values
+  if (HasValue(minimum) && HasValue(maximum)) {
+    record.rangeMinimum = minimum;
+    record.rangeMaximum = maximum;
+  }
   record.quartileRange = sheet->GetValue(1, 5);
   record.standardDeviation = sheet->GetValue(1, 6);
 }

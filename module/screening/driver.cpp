@@ -1,8 +1,9 @@
-// The screening driver: every selected response kind against every predictor, in the order categorical, binary,
-// continuous response, and within each the categorical predictors first.
+// The screening driver: every selected response kind against every predictor, in the order
+// categorical, binary, continuous response, and within each the categorical predictors first.
 #include <algorithm>
 #include <utility>
 
+#include "base/format_text.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
@@ -11,8 +12,8 @@
 namespace vlmfsl {
 namespace {
 
-// Switches the host application's screen updating off, and on again at the end. A host without such a property
-// is left alone.
+// Switches the host application's screen updating off, and on again at the end. A host without such
+// a property is left alone.
 class ScreenUpdatingScope {
  public:
   explicit ScreenUpdatingScope(vlm::IAnalysisHost& host) : application_(host.GetApplication()) { Put(0); }
@@ -59,16 +60,26 @@ int CFeatureSelectionTemplate::RunTemplateAnalysis(vlm::IDialogWindow* parentWin
   SetResultsAvailable(false);
   int end = kRunCancelled;
   bool failed = false;
+  std::string reason;
   try {
     ScreenUpdatingScope updating(Host());
     end = RunResponses(parentWindow);
-    if (end == kRunCancelled) ClearResults();
+  } catch (const HostCallError& error) {
+    failed = true;
+    reason = error.what();
   } catch (...) {
     failed = true;
-    ClearResults();
   }
+  if (failed && progress && progress->IsCancelled()) {
+    failed = false;  // a procedure of the host ended because of the cancel
+    end = kRunCancelled;
+  }
+  if (failed || end == kRunCancelled) ClearResults();
   progress.reset();
-  if (failed) ShowMessage(kTextScreeningUnable);
+  if (failed) {
+    if (!reason.empty()) ShowNotice(reason);
+    ShowMessage(kTextScreeningUnable);
+  }
   if (failed || end != kRunDone) return kFailed;
   SetResultsAvailable(true);
   return kOk;
@@ -100,6 +111,7 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   }
 
   if (binaryResults.empty() && continuousResults.empty() && categoricalResults.empty()) {
+    ReportFailures();
     ShowMessage(kTextNoResults);
     return kRunEmpty;
   }
@@ -120,8 +132,9 @@ bool CFeatureSelectionTemplate::RunPredictors(vlm::IDialogWindow* parentWindow, 
       if (progress->IsCancelled()) return false;
       PredSummary record = MakeRecord(responseKind, predictorKind, static_cast<std::size_t>(i));
       const bool failed = RunCARTAnalysis(parentWindow, record) != kOk;
+      if (failed && progress->IsCancelled()) return false;
       anyFailed = anyFailed || failed;
-      // What was made for this predictor goes before the next one comes.
+      // Work on this predictor is released before the next one.
       record.EvictSheets();
       (failed ? Failed(responseKind) : Results(responseKind)).push_back(std::move(record));
     }
@@ -146,6 +159,20 @@ PredSummary CFeatureSelectionTemplate::MakeRecord(int responseKind, int predicto
     default:
       return {predictorKind,         variable, name, vlm::kContinuousResponse, continuousResponses.front(),
               continuousResponseName};
+  }
+}
+
+// Without results the failed lists are not shown: their reasons become notices.
+void CFeatureSelectionTemplate::ReportFailures() {
+  constexpr std::size_t kMostReasons = 10;
+  std::size_t failed = 0;
+  for (const int kind : {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
+    for (const PredSummary& record : Failed(kind)) {
+      if (++failed <= kMostReasons) ShowNotice(record.predictorName + ": " + record.failureReason);
+    }
+  }
+  if (failed > kMostReasons) {
+    ShowNotice(vlm::FormatText(Text(kTextMorePredictorsFailed), {static_cast<int>(failed - kMostReasons)}));
   }
 }
 

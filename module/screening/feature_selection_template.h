@@ -1,7 +1,8 @@
-// Predictor screening: the selections, the run and its records. The members are defined here and, for binning
-// and tables, in screening_out/.
+// Predictor screening: the selections, the run and its records. The steps that open dialogs are the
+// entry's; outputs of the records are functions of screening_outputs/.
 //
-// One run: RunTemplateAnalysis -> for each response kind and predictor RunCARTAnalysis (bins, coded predictor)
+// One run: RunTemplateAnalysis -> for each response kind and predictor RunCARTAnalysis (bins, coded
+// predictor)
 //   -> Binary-, Categorical- or ContinuousSummaryAnalysis (statistics) -> SortPredictors.
 #pragma once
 
@@ -33,7 +34,8 @@ struct ChosenCodes {
   bool all = false;
 };
 
-// What a run is given and what it leaves behind. Members in the order in which outputs rely on them.
+// The settings of a run and its results, with the members in the order in which outputs rely on
+// them.
 struct ScreeningState {
   ScreeningState() noexcept;
   ~ScreeningState();
@@ -64,7 +66,7 @@ struct ScreeningState {
   double badCode = 0;
   std::vector<double> responseCodes;  // of the categorical response
   std::vector<double> factorCodes;    // of all categorical predictors, one after the other
-  std::vector<int> factorCodeCounts;  // one a categorical predictor
+  std::vector<int> factorCodeCounts;  // one per categorical predictor
   // The choice that those codes come from: one list per categorical response or predictor, or no list at all.
   std::vector<ChosenCodes> chosenResponseCodes, chosenFactorCodes;
   int caseWeight = 0;                 // variable number of the run's case weights, 0: none
@@ -75,30 +77,24 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
  public:
   static constexpr int kAnalysisId = 4871;
 
-  // document may be null. Cannot fail.
-  explicit CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept;
-
-  int GetAnalysisID() override { return kAnalysisId; }
-  void GetAnalysisName(vlm::ITextSink* name) override;
-  int InitializeAfterFileChanged() override;
   vlm::IScreeningResults* GetScreeningResults() override;
 
-  // Steps 100 to 102. Init makes everything selected and every result go, and always returns 1; the others open
-  // the dialogs and return -1, or 0 when that failed.
-  int Init();
-  int StartAnalysis();
-  int ResultDialog();
+  // Steps 100 to 102, made by the entry. Init selects everything, drops all results and always
+  // returns 1; the others open the dialogs and return -1, or 0 when that failed.
+  virtual int Init() = 0;
+  virtual int StartAnalysis() = 0;
+  virtual int ResultDialog() = 0;
 
-  // --- The run
-  // parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel, an exception or when no
-  // predictor gave a result. Tells the user how it ended.
+  // --- The run parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel,
+  // an exception or when no predictor gave a result. Tells the user how it ended.
   int RunTemplateAnalysis(vlm::IDialogWindow* parentWindow);
-  // Rebuilds the order of each result list by its sort choice. Throws std::bad_alloc when the host has no
-  // memory.
+  // Rebuilds the order of each result list by its sort choice. Throws std::bad_alloc when the host
+  // has no memory.
   void SortPredictors();
 
-  // --- Binning: cuts the predictor into bins, codes it and computes its statistics. Returns 0, or 1 when the
-  // predictor failed (the record says why). Throws HostCallError when the host fails before there are bins.
+  // --- Binning: cuts the predictor into bins, codes it and computes its statistics. Returns 0, or
+  // 1 when the predictor failed (the record says why). Throws HostCallError when the host fails
+  // before there are bins.
   int RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
 
   // --- Statistics, one operation a response kind. Return 0, or 1 after an error message.
@@ -111,8 +107,9 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   void ComputeAdditionalTemplateMultiCrossTabStats(const vlm::Ref<vlm::ISpreadsheet>& crosstab,
                                                    PredSummary& record);
   void UpdateCrosstabIndices(PredSummary& record);
-  void BreakdownResponseByCodedPredictor(PredSummary& record);
-  void ComputeAdditionalBreakdownStats(vlm::ISpreadsheet& breakdown, PredSummary& record);
+  vlm::Ref<vlm::IProcedure> BreakdownResponseByCodedPredictor(PredSummary& record);
+  void ComputeAdditionalBreakdownStats(vlm::IProcedure& procedure, vlm::ISpreadsheet& breakdown,
+                                       PredSummary& record);
   void ComputeBasicStatsForCovariate(PredSummary& record);
   // Chi-square of the summary crosstab (binary response) and Cramer's V.
   void ComputeAssociation(PredSummary& record);
@@ -120,37 +117,15 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   double GiniBeforeCategorical(PredSummary& record);  // 0 after an error message
   double GiniBeforeContinuous(PredSummary& record);
   void MakeUniqueValuesSpreadsheet(PredSummary& record);
-  void StoreAggregateLevelsForCategoricalPredictor(PredSummary& record);
-
-  // --- Event scripts: blocks of what pointing at a bin shows, each after a line break, none for a bin without
-  // cases. Numbers that are shown follow the locale, numbers that the script computes with are as ParseTextBuffer
-  // makes them, or (means and limits of the diamonds) have a point. They throw HostCallError.
-  // The script of a box plot, kept in the record too; a box stands at the number of its bin, from 1.
-  std::string BoxPlotEventCode(PredSummary& record);
-  std::string BinConditions(PredSummary& record);            // default rates; empty without cut points
-  std::string BinConditionsForDiamond(PredSummary& record);  // means of a continuous response; likewise
-  std::string BinConditionsForBox(PredSummary& record);      // a box plot's, of intervals or of levels
-  // The continuous response by bin, on the run's cases and weights: a row a bin that has cases (RowOfBin), then all
-  // cases; columns BinStatisticsColumn. Made when first asked for, kept in the record.
-  vlm::ISpreadsheet& BinStatistics(PredSummary& record);
-
-  // --- Graphs of one predictor, made from its record and shown. After a failure of the host they tell the user,
-  // show nothing and return null. A graph of bins is one of intervals or of levels, by the kind of the predictor.
-  vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(PredSummary& record);
-  vlm::Ref<vlm::IGraph> BinaryCDFGraph(PredSummary& record);
-  vlm::Ref<vlm::IGraph> ContinuousBoxPlot(PredSummary& record);
-  vlm::Ref<vlm::IGraph> ContinuousOverlaidScatter(
-      PredSummary& record);  // of at most 2000 cases, with mean diamonds
-  vlm::Ref<vlm::IGraph> CategoricalInteractionPlot(PredSummary& record);
-  vlm::Ref<vlm::IGraph> CategoricalHistograms(PredSummary& record);  // one a bin
-  vlm::Ref<vlm::IGraph> Categorical3DHistogram(PredSummary& record);
+  void StoreAggregateLevelsForCategoricalPredictor(vlm::ITree& tree, PredSummary& record);
 
   // --- Procedures of the host
   // So that every statistic is computed on the cases of the screening.
   static void CopyAnalysisSelCondsAndWeights(vlm::IProcedure& source, vlm::IProcedure& target);
   // An analysis on the record's work sheet, with the screening's selection and weights.
   vlm::Ref<vlm::IProcedure> CreateStatisticsProcedure(PredSummary& record, int analysisId);
-  // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a comma.
+  // Between the bounds of an interval's text: ',', or ';' where the locale's decimal separator is a
+  // comma.
   [[nodiscard]] std::string IntervalSeparator();
   [[nodiscard]] std::string DecimalSeparator();  // of the user's locale
 
@@ -172,14 +147,22 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   // Makes the lists the analysis's current results, or (false) says that there are none any more.
   void SetResultsAvailable(bool available);
 
- private:
+ protected:
+  // document may be null. Cannot fail.
+  explicit CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept;
   ~CFeatureSelectionTemplate() override;
 
+ private:
   int RunResponses(vlm::IDialogWindow* parentWindow);
   bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
   CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
-  void CodePredictor(vlm::IProcedure& tree, const CaseSelection& selection, PredSummary& record);
+  void CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection, PredSummary& record);
   int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
+  // The predictor fails for the reason of a text, or by a call of the host. Return kFailed.
+  int Fail(PredSummary& record, int textId);
+  int FailAtHost(PredSummary& record, const HostCallError& error);
+  void ReportFailures();
+  int CountClassesWithCases(const PredSummary& record) const;
   PredSummary MakeRecord(int responseKind, int predictorKind, std::size_t predictorIndex) const;
 
   ScreeningResultsView resultsView_{*this};

@@ -6,6 +6,7 @@
 #include "base/tolerant.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
+#include "module/screening/run_progress.h"
 #include "module/screening/unique_values.h"
 
 namespace vlmfsl {
@@ -50,7 +51,7 @@ double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& r
 double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   if (!record.uniqueValues || record.uniqueValues->GetRowCount() < 1) return 0;
   vlm::ISpreadsheet& sheet = *record.uniqueValues;
-  // There is a row for each case of the work sheet, and each case is counted in one of the rows that are filled.
+  // The sheet has one row per case of the work sheet; the filled rows count each case once.
   const int rowCount = sheet.GetRowCount();
   WeightedGini gini(rowCount);
   UniqueRows rows;
@@ -60,7 +61,7 @@ double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
     sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());
     if (!IsFilled(rows.rate[0], missing)) {
       if (first == 1) throw HostCallError("The host cannot make the sheet of unique values.");
-      break;  // the filled rows stand first
+      break;  // the filled rows come first
     }
     sheet.ReadColumn(kUniqueBadColumn, first, count, rows.bad.data());
     sheet.ReadColumn(kUniqueGoodColumn, first, count, rows.good.data());
@@ -81,6 +82,7 @@ double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {
     for (int row = 1; row < totalsRow; ++row) gini.Add(sheet->GetValue(row, 2), sheet->GetValue(row, 3));
     return gini.Sum();
   } catch (const HostCallError&) {
+    if (progress && progress->IsCancelled()) throw;  // no error: the run ends
     ShowMessage(kTextFatalError);
     return 0;
   }

@@ -12,11 +12,15 @@ namespace {
 
 void Check(vlm::IProcedure& analysis, int status) {
   if (status == 0) return;
-  std::string reason = vlm::TextOf([&](vlm::ITextSink* sink) { analysis.GetError(sink); });
-  throw HostCallError(reason.empty() ? "A statistical procedure of the host failed." : reason);
+  throw HostCallError(ReasonOf(analysis));
 }
 
 }  // namespace
+
+std::string ReasonOf(vlm::IProcedure& procedure) {
+  std::string reason = vlm::TextOf([&](vlm::ITextSink* sink) { procedure.GetError(sink); });
+  return reason.empty() ? "A statistical procedure of the host failed." : reason;
+}
 
 vlm::Ref<vlm::IProcedure> CreateProcedure(vlm::IAnalysisHost& host, int analysisId) {
   auto analysis = vlm::Ref<vlm::IProcedure>::Adopt(host.CreateProcedure(analysisId));
@@ -79,7 +83,7 @@ std::string RowName(vlm::ISpreadsheet& sheet, int row) {
 }
 
 double PearsonPValue(vlm::ISpreadsheet& statistics) {
-  // The text begins with "p=", or with "p<" in front of a bound.
+  // The text begins with "p=", or with "p<" before a bound.
   const std::string text = CellText(statistics, 1, 3);
   return ParseMachineNumber(text.size() > 2 ? std::string_view(text).substr(2) : "");
 }

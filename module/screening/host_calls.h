@@ -1,5 +1,5 @@
-// Procedures of the host and their sheets as C++ values: counted references, texts as strings, failures as exceptions that the
-// module's own functions catch.
+// Procedures of the host and their sheets as C++ values: counted references, texts as strings,
+// failures as exceptions that the module's own functions catch.
 #pragma once
 
 #include <stdexcept>
@@ -28,6 +28,8 @@ void SetResponseCodes(vlm::IProcedure& analysis, std::string_view text);
 void SetPredictorCodes(vlm::IProcedure& analysis, std::string_view text);
 void SetOption(vlm::IProcedure& analysis, int option, int value);
 void Run(vlm::IProcedure& analysis);
+// The reason of its last failure.
+[[nodiscard]] std::string ReasonOf(vlm::IProcedure& procedure);
 
 struct CaseSelection {
   int enabled = 0;
@@ -50,8 +52,8 @@ void SetTitle(vlm::ISpreadsheet& sheet, std::string_view title);
 
 // A text in double quotation marks, as code lists take it.
 [[nodiscard]] std::string QuotedCode(std::string_view text);
-// A code as code lists and outputs show it: a whole number in digits, another one so that it reads back to the
-// same double.
+// A code as code lists and outputs show it: a whole number in digits, another one so that it reads
+// back to the same double.
 [[nodiscard]] std::string CodeText(double code);
 [[nodiscard]] std::string TrimBlanks(std::string_view text);
 // The number at the start of a machine text, 0 when there is none. Never follows the locale.

@@ -1,5 +1,6 @@
-// The record of one (response, predictor) pair of a screening run: who it is, the statistics that rank it, its
-// bins or levels, and the sheets made for it. Plain and copied by value; copies share the sheets.
+// The record of one (response, predictor) pair of a screening run: its identity, the statistics
+// that rank it, its bins or levels, and its sheets. Plain and copied by value; copies share the
+// sheets.
 #pragma once
 
 #include <map>
@@ -7,8 +8,8 @@
 #include <vector>
 
 #include "contract/procedures.h"
-#include "contract/screening_results.h"
 #include "contract/ref.h"
+#include "contract/screening_results.h"
 
 namespace vlmfsl {
 
@@ -45,10 +46,15 @@ struct PredSummary {
               std::string badText, std::string goodText);
 
   [[nodiscard]] std::size_t BinCount() const { return levelNames.size(); }
-  // Row of a bin in a sheet whose first column holds node numbers; 0 when the bin has no cases there.
+  // Row of a bin in a sheet whose first column holds node numbers; 0 when the bin has no cases
+  // there.
   [[nodiscard]] int RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const;
-  // Lets the sheets that can be made again drop their cells.
+  // Drops the cells of the sheets that can be made again.
   void EvictSheets();
+  // Ends of the range; kMissingValue when there are no values.
+  [[nodiscard]] double LowestValue() const { return HasRange() ? rangeMinimum : vlm::kMissingValue; }
+  [[nodiscard]] double HighestValue() const { return HasRange() ? rangeMaximum : vlm::kMissingValue; }
+  [[nodiscard]] bool HasRange() const { return rangeMinimum <= rangeMaximum; }
 
   int predictorKind;
   int predictorVariable;  // variable number
@@ -58,8 +64,9 @@ struct PredSummary {
   int levelIndex = -1;   // until a level or bin is chosen
   std::string responseName;
   std::string labelTexts[3];
-  std::map<double, int> levelOf;        // categorical predictor: value -> bin index
-  std::vector<double> cutPoints;        // continuous predictor, ascending; n cut points make n + 1 bins
+  std::map<double, int> levelOf;  // categorical predictor: value -> bin index
+  // continuous predictor, ascending; n cut points make n + 1 bins
+  std::vector<double> cutPoints;
   std::vector<std::string> levelNames;  // labels of the bins
   double rangeMinimum = kNoMinimum;
   double rangeMaximum = kNoMaximum;
@@ -81,7 +88,8 @@ struct PredSummary {
   double totalSumOfSquares = 0;  // of the response, at the root of the tree
   int nodeCount = 0;
 
-  vlm::Ref<vlm::IWorkSheet> workSheet;  // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
+  // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
+  vlm::Ref<vlm::IWorkSheet> workSheet;
   vlm::Ref<vlm::ISpreadsheet> summaryCrosstab;
   vlm::Ref<vlm::ISpreadsheet> crosstabStatistics;
   vlm::Ref<vlm::ISpreadsheet> furtherCrosstabs[3];
@@ -96,7 +104,7 @@ struct PredSummary {
   std::string resultTexts[3];
 
   std::vector<int> binNodes;            // node number of each bin: its code in the coded predictor
-  std::vector<std::string> lowerTexts;  // bounds of the intervals, a text a bin
+  std::vector<std::string> lowerTexts;  // bounds of the intervals, one per bin
   std::vector<std::string> upperTexts;
   std::string badCodeText;
   std::string goodCodeText;

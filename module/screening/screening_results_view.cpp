@@ -31,7 +31,7 @@ enum BreakdownColumn : int { kN = 2, kMean = 3, kVariance = 5, kSse = 10, kSseRa
 
 void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), vlm::LengthOf(text)); }
 
-double OrMissing(double value) { return std::isnan(value) ? vlm::kMissingValue : value; }
+double OrMissing(double value) { return std::isfinite(value) ? value : vlm::kMissingValue; }
 
 void FillBinaryBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin) {
   bin.bad = sheet.GetValue(row, kBad);
@@ -55,7 +55,8 @@ void FillContinuousBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin
   bin.sumOfSquaresRanks = sheet.GetValue(row, kSseRanks);
 }
 
-// The row of a bin in the record's sheet: of all cases for binIndex == number of bins, 0 for an empty bin.
+// The row of a bin in the record's sheet: of all cases for binIndex == number of bins, 0 for an
+// empty bin.
 int RowOf(const PredSummary& record, vlm::ISpreadsheet& sheet, int binIndex) {
   const int binCount = static_cast<int>(record.binNodes.size());
   if (binIndex == binCount) return sheet.GetRowCount();
@@ -126,8 +127,8 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
   predictor->cutPointCount = static_cast<int>(record->cutPoints.size());
   predictor->binCount = static_cast<int>(record->binNodes.size());
   predictor->validN = record->validN;
-  predictor->minimum = record->rangeMinimum;
-  predictor->maximum = record->rangeMaximum;
+  predictor->minimum = record->LowestValue();
+  predictor->maximum = record->HighestValue();
   predictor->mean = OrMissing(record->mean);
   predictor->standardDeviation = OrMissing(record->standardDeviation);
   predictor->quartileRange = OrMissing(record->quartileRange);

@@ -11,6 +11,8 @@ ScreeningState::ScreeningState() noexcept = default;
 ScreeningState::~ScreeningState() = default;
 ScreeningState& ScreeningState::operator=(ScreeningState&&) noexcept = default;
 
+CFeatureSelectionTemplate::CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept
+    : CAnalysisSupport(document, nullptr) {}
 CFeatureSelectionTemplate::~CFeatureSelectionTemplate() = default;
 
 vlm::IScreeningResults* CFeatureSelectionTemplate::GetScreeningResults() {
@@ -89,7 +91,7 @@ void CFeatureSelectionTemplate::CopyAnalysisSelCondsAndWeights(vlm::IProcedure& 
 }
 
 vlm::Ref<vlm::IProcedure> CFeatureSelectionTemplate::CreateStatisticsProcedure(PredSummary& record,
-                                                                          int analysisId) {
+                                                                               int analysisId) {
   auto analysis = CreateProcedure(*record.workSheet, analysisId);
   const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);
   CopyAnalysisSelCondsAndWeights(*own, *analysis);

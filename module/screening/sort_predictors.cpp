@@ -1,4 +1,6 @@
-// The order of each result list, best first.
+// The order of each result list, best first; predictors whose figure is not computable last, in the
+// order of the list.
+#include <cmath>
 #include <new>
 
 #include "base/index_heap_sort.h"
@@ -35,18 +37,27 @@ void CFeatureSelectionTemplate::SortPredictors() {
     const std::vector<PredSummary>& results = Results(responseKind);
     std::vector<int>& order = Order(responseKind);
     const std::size_t count = results.size();
-    order.resize(count);
+    order.clear();
     if (count == 0) return;
     HostArray<double> keys(Services());
     HostArray<int> positions(Services());
     if (keys.AllocateZeroed(count) != 0 || positions.Allocate(count) != 0) throw std::bad_alloc();
     const SortKey sortKey = KeyOf(*this, responseKind);
-    for (std::size_t i = 0; sortKey.key != nullptr && i < count; ++i) keys[i] = results[i].*sortKey.key;
-    // Largest key first; equal keys keep the heap's order, which reversing turns round as well.
-    vlm::MinHeapIndexSort<double>(keys.Elements(), positions.Elements());
+    // Figures that are not computable have no place in a heap: no comparison with them holds.
+    std::vector<int> ranked, notComputable;
     for (std::size_t i = 0; i < count; ++i) {
-      order[i] = positions[sortKey.smallestFirst ? count - 1 - i : i] - 1;
+      const double key = sortKey.key != nullptr ? results[i].*sortKey.key : 0;
+      if (!std::isnan(key)) keys[ranked.size()] = key;
+      (std::isnan(key) ? notComputable : ranked).push_back(static_cast<int>(i));
     }
+    // Largest key first; equal keys keep the heap's order, which the reverse order reverses too.
+    vlm::MinHeapIndexSort<double>(keys.Elements().first(ranked.size()),
+                                  positions.Elements().first(ranked.size()));
+    for (std::size_t i = 0; i < ranked.size(); ++i) {
+      const int place = positions[sortKey.smallestFirst ? ranked.size() - 1 - i : i] - 1;
+      order.push_back(ranked[static_cast<std::size_t>(place)]);
+    }
+    order.insert(order.end(), notComputable.begin(), notComputable.end());
   };
   if (binaryResponseCount > 0) sortKind(vlm::kBinaryResponse);
   if (categoricalResponseCount > 0) sortKind(vlm::kCategoricalResponse);

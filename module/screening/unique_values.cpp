@@ -18,8 +18,9 @@ namespace {
 
 constexpr int kBlockRows = 1024;  // all columns of a block stay in the nearest cache
 
-// Marks the cases whose response is displayed as the bad code's text. A response has two values here, so the
-// display is asked for each value once and cases are compared with the two seen last.
+// Marks the cases whose response is displayed as the bad code's text. A response has two values
+// here, so the displayed text is read once per value, and cases are compared with the last two
+// values.
 class BadCodeMarks {
  public:
   BadCodeMarks(vlm::ISpreadsheet& sheet, const std::string& badText) : sheet_(sheet), badText_(badText) {}
@@ -38,8 +39,8 @@ class BadCodeMarks {
     bool isBad = false;
   };
 
-  // False when there is another value; the marks are then not to be used. Values are compared exactly: the same
-  // code is the same double.
+  // False when there is another value; the marks are then invalid. Values are compared exactly: the
+  // same code is the same double.
   bool MarkByLastTwo(std::span<const double> responses, std::uint8_t* marks) const {
     const Known a = lastTwo_[0];
     const Known b = lastTwo_[1];
@@ -72,8 +73,8 @@ class BadCodeMarks {
   Known lastTwo_[2];
 };
 
-// isAnother[i] := 1 when value i + 1 is neither value i nor within 15 units in the last place of it, else 0. values:
-// rising or falling.
+// isAnother[i] := 1 when value i + 1 is neither value i nor within 15 units in the last place of
+// it, else 0. values: rising or falling.
 void MarkOthers(std::span<const double> values, std::uint8_t* isAnother) {
   constexpr auto kUlps = static_cast<std::uint64_t>(vlm::kToleranceUlps);
   const std::size_t count = values.size() - 1;
@@ -84,19 +85,19 @@ void MarkOthers(std::span<const double> values, std::uint8_t* isAnother) {
     last = image;
   }
   if (!std::isinf(values.front()) && !std::isinf(values.back())) return;
-  // The largest doubles stand beside an infinity, and are not near it.
+  // The images of the largest doubles are next to those of the infinities; the values are not near.
   for (std::size_t i = 0; i < count; ++i) {
     if (std::isinf(values[i]) != std::isinf(values[i + 1])) isAnother[i] = 1;
   }
 }
 
-// Rows on their way to the sheet; the last one grows as long as its value comes.
+// Rows before they are written to the sheet; the last one grows while its value repeats.
 class RowBlock {
  public:
   explicit RowBlock(vlm::ISpreadsheet& sheet) : sheet_(sheet) {}
 
-  // The next cases. isAnother[i]: case i begins a new row. Rows are counted without a branch: no processor could guess
-  // where values repeat.
+  // The next cases. isAnother[i]: case i begins a new row. Rows are counted without a branch: no
+  // processor can predict where values repeat.
   void Add(std::span<const double> values, const std::uint8_t* isAnother, const std::uint8_t* isBad) {
     std::size_t row = rowCount_;
     std::int32_t cases = row > 0 ? cases_[row - 1] : 0;

@@ -10,6 +10,7 @@
 #include "module/screening_outputs/event_scripts.h"
 #include "module/screening_outputs/graph_writing.h"
 #include "module/screening_outputs/output_texts.h"
+#include "module/screening_outputs/screening_graphs.h"
 
 namespace vlmfsl {
 namespace {
@@ -47,8 +48,8 @@ GraphPoints DefaultRateSegments(const PredSummary& record, const std::vector<Bin
   GraphPoints points(4 * cutCount + 4);
   for (std::size_t bin = 0; bin <= cutCount; ++bin) {
     const double rate = Percent(shares[bin].defaultRate);
-    points.Set(3 * bin + 1, bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1], rate);
-    points.Set(3 * bin + 2, bin == cutCount ? record.rangeMaximum : record.cutPoints[bin], rate);
+    points.Set(3 * bin + 1, bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1], rate);
+    points.Set(3 * bin + 2, bin == cutCount ? record.HighestValue() : record.cutPoints[bin], rate);
   }
   return points;
 }
@@ -80,7 +81,7 @@ class Distribution {
     // Silverman 1986, Density Estimation for Statistics and Data Analysis, equation 3.31.
     const double spread = std::min(record.standardDeviation, record.quartileRange / 1.34);
     const double bandwidth = 0.9 * spread * std::pow(count, -0.2);
-    if (analysis.Host().GetKernelDensity(values_.data(), count, record.rangeMinimum, record.rangeMaximum,
+    if (analysis.Host().GetKernelDensity(values_.data(), count, record.LowestValue(), record.HighestValue(),
                                          bandwidth, kDensityPoints, density.x.data(),
                                          density.y.data()) != 0) {
       throw HostCallError("The host cannot estimate the density.");
@@ -136,64 +137,64 @@ std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const Pred
 
 }  // namespace
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryDefaultRateGraph(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
+vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
-    const std::string name = RequiredText(*this, kTextDefaultRate);
-    GraphWriter graph(*this, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
+    const std::string name = RequiredText(analysis, kTextDefaultRate);
+    GraphWriter graph(analysis, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
     graph.TitleLine(name);
     graph.AddRecordTitles();
     graph.Footnote(
-        vlm::FormatText(RequiredText(*this, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
+        vlm::FormatText(RequiredText(analysis, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
-    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {name}));
+    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(analysis, kTextInPercent), {name}));
     if (!intervals) {
-      const std::vector<std::string> labels = BinLabels(*this, record);
+      const std::vector<std::string> labels = BinLabels(analysis, record);
       graph.Categories(vlm::kCategoryAxis, labels);
       AddBars(graph, name, labels, shares, &BinShare::defaultRate);
       return graph.Finish();
     }
     graph.Series(vlm::kLineSeries, name, DefaultRateSegments(record, shares));
     std::string& script = record.resultTexts[kEventScriptText];
-    script = FrameEventScript(ScriptTarget::kPlot, BinConditions(record));
+    script = FrameEventScript(ScriptTarget::kPlot, BinConditions(analysis, record));
     return graph.Finish(script);
   });
 }
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::BinaryCDFGraph(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
+vlm::Ref<vlm::IGraph> BinaryCDFGraph(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
     const std::vector<BinShare> shares = SharesOf(record);
     const bool intervals = HasIntervals(record);
-    const std::string rateName = RequiredText(*this, kTextDefaultRate);
-    GraphWriter graph(*this, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
-    graph.TitleLine(RequiredText(*this, kTextDistributionGraph));
+    const std::string rateName = RequiredText(analysis, kTextDefaultRate);
+    GraphWriter graph(analysis, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
+    graph.TitleLine(RequiredText(analysis, kTextDistributionGraph));
     graph.AddRecordTitles();
-    graph.Footnote(DistributionFootnote(*this, record, shares));
+    graph.Footnote(DistributionFootnote(analysis, record, shares));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     if (!intervals) {
-      const std::vector<std::string> labels = BinLabels(*this, record);
+      const std::vector<std::string> labels = BinLabels(analysis, record);
       graph.Categories(vlm::kCategoryAxis, labels);
       graph.Axis(vlm::kValueAxis, "%");
-      AddBars(graph, RequiredText(*this, kTextPercentValidN), labels, shares, &BinShare::cases);
+      AddBars(graph, RequiredText(analysis, kTextPercentValidN), labels, shares, &BinShare::cases);
       AddBars(graph, rateName, labels, shares, &BinShare::defaultRate);
       return graph.Finish();
     }
-    Distribution distribution(*this, record);
+    Distribution distribution(analysis, record);
     const GraphPoints rates = DefaultRateSegments(record, shares);
     const double scale = 100 * DensityScale(distribution.density, rates);
     for (double& density : distribution.density.y) density *= scale;
-    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {rateName}));
-    graph.Series(vlm::kLineSeries, record.predictorName + RequiredText(*this, kTextSmoothedPdf),
+    graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(analysis, kTextInPercent), {rateName}));
+    graph.Series(vlm::kLineSeries, record.predictorName + RequiredText(analysis, kTextSmoothedPdf),
                  distribution.density);
     graph.Series(vlm::kLineSeries, rateName, rates);
-    const std::string cumulativeName = RequiredText(*this, kTextEmpiricalCdf);
-    graph.Axis(vlm::kRightAxis, vlm::FormatText(RequiredText(*this, kTextInPercent), {cumulativeName}));
+    const std::string cumulativeName = RequiredText(analysis, kTextEmpiricalCdf);
+    graph.Axis(vlm::kRightAxis, vlm::FormatText(RequiredText(analysis, kTextInPercent), {cumulativeName}));
     graph.Document().SetAxisRange(vlm::kRightAxis, 0, 100, 0);
     graph.Document().PutOnRightAxis(
         graph.Series(vlm::kLineSeries, cumulativeName, distribution.CumulativePercent()));
     std::string& script = record.resultTexts[kEventScriptText];
-    script = FrameEventScript(ScriptTarget::kPlot, BinConditions(record));
+    script = FrameEventScript(ScriptTarget::kPlot, BinConditions(analysis, record));
     return graph.Finish(script);
   });
 }

@@ -6,6 +6,7 @@
 #include "base/format_text.h"
 #include "module/screening_outputs/graph_writing.h"
 #include "module/screening_outputs/output_texts.h"
+#include "module/screening_outputs/screening_graphs.h"
 
 namespace vlmfsl {
 namespace {
@@ -84,36 +85,36 @@ void AddSeries(GraphWriter& graph, int seriesKind, const std::string& name,
 
 }  // namespace
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalInteractionPlot(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
-    const ClassCounts table = CountsOf(*this, record);
+vlm::Ref<vlm::IGraph> CategoricalInteractionPlot(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
+    const ClassCounts table = CountsOf(analysis, record);
     const std::vector<std::size_t> withLine = ClassesWithLine(table);
-    GraphWriter graph(*this, record, vlm::kLineGraph);
+    GraphWriter graph(analysis, record, vlm::kLineGraph);
     AddTitle(graph, kTextInteractionPlot);
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Categories(vlm::kCategoryAxis, table.bins);
-    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(analysis, kTextFrequency));
     for (const std::size_t c : withLine) {
       AddSeries(graph, vlm::kLineSeries, table.classes[c], table.bins,
                 [&](std::size_t bin) { return table.At(bin, c); });
     }
     if (withLine.size() < table.classes.size()) {
       graph.Footnote(vlm::FormatText(
-          RequiredText(*this, kTextMostFrequentClasses),
+          RequiredText(analysis, kTextMostFrequentClasses),
           {static_cast<long long>(withLine.size()), static_cast<long long>(table.classes.size())}));
     }
     return graph.Finish();
   });
 }
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
-    const ClassCounts table = CountsOf(*this, record);
-    GraphWriter graph(*this, record, vlm::kHistogramGraph);
+vlm::Ref<vlm::IGraph> CategoricalHistograms(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
+    const ClassCounts table = CountsOf(analysis, record);
+    GraphWriter graph(analysis, record, vlm::kHistogramGraph);
     AddTitle(graph, kTextCategorizedHistograms);
     graph.Axis(vlm::kCategoryAxis, record.responseName);
     graph.Categories(vlm::kCategoryAxis, table.classes);
-    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(analysis, kTextFrequency));
     for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
       AddSeries(graph, vlm::kBarSeries, table.bins[bin], table.classes,
                 [&](std::size_t c) { return table.At(bin, c); });
@@ -122,16 +123,16 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::CategoricalHistograms(PredSumma
   });
 }
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
-    const ClassCounts table = CountsOf(*this, record);
-    GraphWriter graph(*this, record, vlm::kHistogram3DGraph);
+vlm::Ref<vlm::IGraph> Categorical3DHistogram(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
+    const ClassCounts table = CountsOf(analysis, record);
+    GraphWriter graph(analysis, record, vlm::kHistogram3DGraph);
     AddTitle(graph, kText3DHistogram);
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Categories(vlm::kCategoryAxis, table.bins);
     graph.Axis(vlm::kDepthAxis, record.responseName);
     graph.Categories(vlm::kDepthAxis, table.classes);
-    graph.Axis(vlm::kValueAxis, RequiredText(*this, kTextFrequency));
+    graph.Axis(vlm::kValueAxis, RequiredText(analysis, kTextFrequency));
     std::vector<double> position, depth;
     for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
       for (std::size_t c = 0; c < table.classes.size(); ++c) {
@@ -139,7 +140,7 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::Categorical3DHistogram(PredSumm
         depth.push_back(static_cast<double>(c + 1));
       }
     }
-    const int series = graph.Series(vlm::kBar3DSeries, RequiredText(*this, kTextFrequency));
+    const int series = graph.Series(vlm::kBar3DSeries, RequiredText(analysis, kTextFrequency));
     graph.Document().AddPoints3D(series, static_cast<int>(position.size()), position.data(), depth.data(),
                                  table.counts.data());
     return graph.Finish();

@@ -8,6 +8,7 @@
 #include "module/screening_outputs/event_scripts.h"
 #include "module/screening_outputs/graph_writing.h"
 #include "module/screening_outputs/output_texts.h"
+#include "module/screening_outputs/screening_graphs.h"
 
 namespace vlmfsl {
 namespace {
@@ -85,8 +86,8 @@ vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, con
                        figure(kBinUpperLimit),
                        figure(kBinN)};
   if (record.predictorKind == kContinuousPredictor) {
-    box.intervalFrom = bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1];
-    box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.rangeMaximum;
+    box.intervalFrom = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
+    box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
   }
   return box;
 }
@@ -106,45 +107,45 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
 
 }  // namespace
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousBoxPlot(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
-    const std::vector<std::string> labels = BinLabels(*this, record);
-    GraphWriter graph(*this, record, vlm::kBoxGraph);
-    graph.TitleLine(RequiredText(*this, kTextCategorizedBoxPlot));
+vlm::Ref<vlm::IGraph> ContinuousBoxPlot(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
+    const std::vector<std::string> labels = BinLabels(analysis, record);
+    GraphWriter graph(analysis, record, vlm::kBoxGraph);
+    graph.TitleLine(RequiredText(analysis, kTextCategorizedBoxPlot));
     graph.TitleLine(
-        vlm::FormatText(RequiredText(*this, kTextBoxPlotOf), {record.responseName, record.predictorName}));
+        vlm::FormatText(RequiredText(analysis, kTextBoxPlotOf), {record.responseName, record.predictorName}));
     graph.TitleLineOfSelection();
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
     graph.Categories(vlm::kCategoryAxis, labels);
-    AddBoxes(graph, vlm::kBoxSeries, record.responseName, BinStatistics(record), record, labels);
-    return graph.Finish(BoxPlotEventCode(record));
+    AddBoxes(graph, vlm::kBoxSeries, record.responseName, BinStatistics(analysis, record), record, labels);
+    return graph.Finish(BoxPlotEventCode(analysis, record));
   });
 }
 
-vlm::Ref<vlm::IGraph> CFeatureSelectionTemplate::ContinuousOverlaidScatter(PredSummary& record) {
-  return ShownGraph(*this, record, [&] {
+vlm::Ref<vlm::IGraph> ContinuousOverlaidScatter(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  return ShownGraph(analysis, record, [&] {
     const bool continuous = record.predictorKind == kContinuousPredictor;
-    const std::vector<std::string> labels = BinLabels(*this, record);
-    GraphWriter graph(*this, record, vlm::kScatterGraph);
-    graph.TitleLine(RequiredText(*this, kTextMeanDiamonds));
+    const std::vector<std::string> labels = BinLabels(analysis, record);
+    GraphWriter graph(analysis, record, vlm::kScatterGraph);
+    graph.TitleLine(RequiredText(analysis, kTextMeanDiamonds));
     graph.AddRecordTitles();
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, record.responseName);
     if (!continuous) graph.Categories(vlm::kCategoryAxis, labels);
     const GraphPoints cases = SampleCases(record);
-    graph.Series(vlm::kScatterSeries, RequiredText(*this, kTextCases), cases);
+    graph.Series(vlm::kScatterSeries, RequiredText(analysis, kTextCases), cases);
     if (const int all = record.workSheet->GetRowCount(); all > kMostPoints) {
-      graph.Footnote(vlm::FormatText(RequiredText(*this, kTextSampleShown),
+      graph.Footnote(vlm::FormatText(RequiredText(analysis, kTextSampleShown),
                                      {static_cast<long long>(cases.x.size()), static_cast<long long>(all)}));
     }
-    AddBoxes(graph, vlm::kDiamondSeries, RequiredText(*this, kTextMeanWithLimits), BinStatistics(record),
-             record, labels);
+    AddBoxes(graph, vlm::kDiamondSeries, RequiredText(analysis, kTextMeanWithLimits),
+             BinStatistics(analysis, record), record, labels);
     // Levels have the same places as the boxes of a box plot, so the script of the box plot fits
     // them.
     std::string& script = record.resultTexts[kEventScriptText];
-    script = FrameEventScript(ScriptTarget::kPlot,
-                              continuous ? BinConditionsForDiamond(record) : BinConditionsForBox(record));
+    script = FrameEventScript(ScriptTarget::kPlot, continuous ? BinConditionsForDiamond(analysis, record)
+                                                              : BinConditionsForBox(analysis, record));
     return graph.Finish(script);
   });
 }

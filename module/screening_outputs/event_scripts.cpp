@@ -88,8 +88,8 @@ class ScriptNumbers {
     return HasValue(value) ? WithDecimalSeparator(vlm::FormatGeneral(value), decimalSeparator_) : "";
   }
   [[nodiscard]] BinBounds Bounds(const PredSummary& record, std::size_t bin) const {
-    const double lower = bin == 0 ? record.rangeMinimum : record.cutPoints[bin - 1];
-    const double upper = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.rangeMaximum;
+    const double lower = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
+    const double upper = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
     const auto compared = [&](double bound) { return Localized(analysis_, vlm::FormatMachine(bound)); };
     return {Shown(lower), Shown(upper), compared(lower), compared(upper)};
   }
@@ -129,15 +129,15 @@ std::string FrameEventScript(ScriptTarget target, std::string_view blocks) {
   return script;
 }
 
-std::string CFeatureSelectionTemplate::BoxPlotEventCode(PredSummary& record) {
+std::string BoxPlotEventCode(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   std::string& script = record.resultTexts[kEventScriptText];
-  script = FrameEventScript(ScriptTarget::kPlotOrBox, BinConditionsForBox(record));
+  script = FrameEventScript(ScriptTarget::kPlotOrBox, BinConditionsForBox(analysis, record));
   return script;
 }
 
-std::string CFeatureSelectionTemplate::BinConditions(PredSummary& record) {
+std::string BinConditions(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   if (!IsBinnedContinuous(record) || !record.summaryCrosstab) return "";
-  const ScriptNumbers numbers(*this);
+  const ScriptNumbers numbers(analysis);
   vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
   const auto casesOf = [&](int row) {
     return sheet.GetValue(row, record.badColumn) + sheet.GetValue(row, record.goodColumn);
@@ -159,10 +159,10 @@ std::string CFeatureSelectionTemplate::BinConditions(PredSummary& record) {
   return blocks;
 }
 
-std::string CFeatureSelectionTemplate::BinConditionsForDiamond(PredSummary& record) {
+std::string BinConditionsForDiamond(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   if (!IsBinnedContinuous(record)) return "";
-  const ScriptNumbers numbers(*this);
-  vlm::ISpreadsheet& sheet = BinStatistics(record);
+  const ScriptNumbers numbers(analysis);
+  vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
   const std::size_t binCount = record.BinCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
@@ -179,9 +179,9 @@ std::string CFeatureSelectionTemplate::BinConditionsForDiamond(PredSummary& reco
   return blocks;
 }
 
-std::string CFeatureSelectionTemplate::BinConditionsForBox(PredSummary& record) {
-  const ScriptNumbers numbers(*this);
-  vlm::ISpreadsheet& sheet = BinStatistics(record);
+std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary& record) {
+  const ScriptNumbers numbers(analysis);
+  vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
   const bool intervals = IsBinnedContinuous(record);
   const std::size_t binCount = record.BinCount();
   std::string blocks;
@@ -200,7 +200,7 @@ std::string CFeatureSelectionTemplate::BinConditionsForBox(PredSummary& record) 
                                 {position, bounds.lowerShown, numbers.IntervalSeparator(), bounds.upperShown,
                                  mean, lower, upper, median, minimum, maximum, count});
     } else {
-      const std::string label = ScriptText(BinLabel(*this, record, bin));
+      const std::string label = ScriptText(BinLabel(analysis, record, bin));
       blocks += kNewLine + vlm::FormatText(kLevelBoxBlock, {position, label, mean, lower, upper, median,
                                                             minimum, maximum, count});
     }
@@ -208,11 +208,11 @@ std::string CFeatureSelectionTemplate::BinConditionsForBox(PredSummary& record) 
   return blocks;
 }
 
-vlm::ISpreadsheet& CFeatureSelectionTemplate::BinStatistics(PredSummary& record) {
+vlm::ISpreadsheet& BinStatistics(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   if (record.binStatistics) return *record.binStatistics;
   // On the run's cases, which are those of the work sheet, and its weights.
   const auto breakdown = CreateProcedure(*record.workSheet, vlm::kBreakdownProcedure);
-  if (breakdown->SetCaseWeight(caseWeight) != 0) {
+  if (breakdown->SetCaseWeight(analysis.caseWeight) != 0) {
     throw HostCallError(vlm::TextOf([&](vlm::ITextSink* sink) { breakdown->GetError(sink); }));
   }
   SetOption(*breakdown, vlm::kBreakdownQuartilesOption, 1);

@@ -1,37 +1,13 @@
 #include "module/screening_outputs/output_texts.h"
 
-#include <algorithm>
-#include <new>
 #include <utility>
 
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl {
 
-std::string WithDecimalSeparator(std::string text, std::string_view decimalSeparator) {
-  const std::size_t point = text.find('.');
-  if (point != std::string::npos && !decimalSeparator.empty()) text.replace(point, 1, decimalSeparator);
-  return text;
-}
-
-namespace {
-
-// The host hands back an empty text where it had no memory for one.
-std::string Required(std::string text) {
-  if (text.empty()) throw std::bad_alloc();
-  return text;
-}
-
-}  // namespace
-
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
   return OnOneLine(Stripped(analysis, record.levelNames[bin]));
-}
-
-std::string OnOneLine(std::string text) {
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
-  std::replace_if(text.begin(), text.end(), isControl, ' ');
-  return text;
 }
 
 std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text) {
@@ -44,16 +20,6 @@ std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view t
 
 std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number) {
   return Required(analysis.ParseTextBuffer(0, number));
-}
-
-std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId) {
-  return Required(analysis.Text(textId));
-}
-
-std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind) {
-  return RequiredText(analysis, responseKind == vlm::kBinaryResponse        ? kTextBinaryResponse
-                                : responseKind == vlm::kCategoricalResponse ? kTextCategoricalResponse
-                                                                            : kTextContinuousResponse);
 }
 
 std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record) {

@@ -6,28 +6,20 @@
 #include <string_view>
 #include <vector>
 
+#include "module/screening/bin_texts.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
-
-// A number text with the user's decimal separator in place of its point.
-[[nodiscard]] std::string WithDecimalSeparator(std::string text, std::string_view decimalSeparator);
 
 // A bin's label without the host's formatting marks, on one line. bin: from 0.
 [[nodiscard]] std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                    std::size_t bin);
 
-// Blanks in place of control characters: a line break would end the line of a script or a file.
-[[nodiscard]] std::string OnOneLine(std::string text);
-
-// Host texts that an output cannot do without. They throw std::bad_alloc rather than hand back an empty one.
+// Host texts that an output cannot do without. They throw std::bad_alloc rather than return an empty one.
 [[nodiscard]] std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text);
 [[nodiscard]] std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text);
 [[nodiscard]] std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number);
-[[nodiscard]] std::string RequiredText(CFeatureSelectionTemplate& analysis, int textId);
 
-// What a coded predictor is described by: "binary response" and the like.
-[[nodiscard]] std::string ResponseKindText(CFeatureSelectionTemplate& analysis, int responseKind);
 // Name of the variable that holds a predictor's bins: RESPONSE_PREDICTOR_Coded.
 [[nodiscard]] std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record);
 

@@ -18,6 +18,7 @@
 #include "module/screening_outputs/output_texts.h"
 #include "module/screening_outputs/predictor_tables.h"
 #include "module/screening_outputs/rules_report.h"
+#include "module/screening_outputs/screening_graphs.h"
 #include "module/screening_outputs/text_file.h"
 
 namespace vlmfsl {
@@ -45,19 +46,17 @@ std::span<const int> ControlsOf(int responseKind) {
 struct GraphButton {
   int controlId;
   int responseKind;
-  vlm::Ref<vlm::IGraph> (CFeatureSelectionTemplate::*make)(PredSummary& record);
+  vlm::Ref<vlm::IGraph> (*make)(CFeatureSelectionTemplate& analysis, PredSummary& record);
 };
 
 constexpr GraphButton kGraphButtons[] = {
-    {kControlBinaryDistribution, vlm::kBinaryResponse, &CFeatureSelectionTemplate::BinaryCDFGraph},
-    {kControlBinaryDefaultRates, vlm::kBinaryResponse, &CFeatureSelectionTemplate::BinaryDefaultRateGraph},
-    {kControlBoxPlot, vlm::kContinuousResponse, &CFeatureSelectionTemplate::ContinuousBoxPlot},
-    {kControlMeanDiamonds, vlm::kContinuousResponse, &CFeatureSelectionTemplate::ContinuousOverlaidScatter},
-    {kControlInteractionPlot, vlm::kCategoricalResponse,
-     &CFeatureSelectionTemplate::CategoricalInteractionPlot},
-    {kControlCategorizedHistograms, vlm::kCategoricalResponse,
-     &CFeatureSelectionTemplate::CategoricalHistograms},
-    {kControlHistograms3D, vlm::kCategoricalResponse, &CFeatureSelectionTemplate::Categorical3DHistogram},
+    {kControlBinaryDistribution, vlm::kBinaryResponse, &BinaryCDFGraph},
+    {kControlBinaryDefaultRates, vlm::kBinaryResponse, &BinaryDefaultRateGraph},
+    {kControlBoxPlot, vlm::kContinuousResponse, &ContinuousBoxPlot},
+    {kControlMeanDiamonds, vlm::kContinuousResponse, &ContinuousOverlaidScatter},
+    {kControlInteractionPlot, vlm::kCategoricalResponse, &CategoricalInteractionPlot},
+    {kControlCategorizedHistograms, vlm::kCategoricalResponse, &CategoricalHistograms},
+    {kControlHistograms3D, vlm::kCategoricalResponse, &Categorical3DHistogram},
 };
 
 // Why a save action failed, in one sentence.
@@ -282,7 +281,7 @@ vlm::Ref<vlm::IGraph> CFeatureSelectionTemplateResultsDialog::MakeGraph(int cont
   for (const GraphButton& button : kGraphButtons) {
     if (button.controlId != controlId) continue;
     PredSummary* const record = Chosen(button.responseKind);
-    return record != nullptr ? (Screening().*button.make)(*record) : vlm::Ref<vlm::IGraph>();
+    return record != nullptr ? button.make(Screening(), *record) : vlm::Ref<vlm::IGraph>();
   }
   return {};
 }

@@ -1,10 +1,12 @@
-// What users' data and settings bring: locales, labels, selections, weights, codes, and what is refused.
+// Users' data and settings: locales, labels, selections, weights, codes, extreme values, and
+// refusals.
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include "base/tolerant.h"
 #include "tests/screening/screening_session.h"
 #include "workbench/data/errors.h"
 
@@ -34,7 +36,7 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
   };
   const double base = 1;
   const std::vector<double> close = {1, 1, 1, 1, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 2, 2, 2, 2};
-  const double next = std::nextafter(base, 2);
+  const double next = base + 0x1p-47;  // 32 units in the last place: told apart
   const Row rows[] = {
       {"point", ".", kRising, {2.5, 8}, {"(-Inf, 2.5]", "(2.5, 8]", "(8, Inf)"}},
       {"comma", ",", kRising, {2.5, 8}, {"(-Inf; 2,5]", "(2,5; 8]", "(8; Inf)"}},
@@ -53,9 +55,9 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
       {"neighbouring doubles",
        ".",
        {base, base, base, base, next, next, next, next, 2, 2, 2, 2},
-       {base, next},
-       {"(-Inf, 1.000000000000000e+00]", "(1.000000000000000e+00, 1.000000000000000e+00]",
-        "(1.000000000000000e+00, Inf)"}},
+       {base + 0x1p-48, next},
+       {"(-Inf, 1.000000000000004e+00]", "(1.000000000000004e+00, 1.000000000000007e+00]",
+        "(1.000000000000007e+00, Inf)"}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -63,7 +65,7 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
     run.session.AnalysisSettings().userBins[2].cutPoints = row.cuts;
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
     EXPECT_EQ(run.Labels(kBinary, 0), row.labels);
-    // Every case lies in the bin that its value asks for.
+    // Every case is in the bin of its value.
     for (int bin = 0; bin < 3; ++bin) EXPECT_GT(run.Bin(kBinary, 0, bin).total, 0);
   }
 }
@@ -99,7 +101,8 @@ TEST(ScreeningStatistics, ConstantLevelsLeaveNoError) {
   EXPECT_EQ(sheet.Cell(1, 3), 2);
 }
 
-// Rows of unique values: neighbours within 15 doubles share one, over the blocks in which cases are read, too.
+// Rows of unique values: neighbours within 15 doubles share one, over the blocks in which cases are
+// read, too.
 TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr double kLargest = std::numeric_limits<double>::max();
@@ -130,7 +133,8 @@ TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
   EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, expected, 1e-12);
 }
 
-// Whatever number of sorted predictors is kept for further responses, and with missing values or not.
+// Whatever number of sorted predictors is kept for further responses, and with missing values or
+// not.
 TEST(ScreeningData, KeptOrdersChangeNoFigure) {
   constexpr std::size_t kCases = 400;
   std::vector<Column> columns{MakeColumn("flag", {}), MakeColumn("amount", {}), MakeColumn("kind", {})};
@@ -162,7 +166,7 @@ TEST(ScreeningData, KeptOrdersChangeNoFigure) {
                                      one.rSquaredRanks, one.mean, static_cast<double>(one.validN)});
         }
       }
-      run.session.SelectCases("", "");  // what was kept goes, its memory is used again
+      run.session.SelectCases("", "");  // the cache is cleared, its memory used again
     }
     return found;
   };
@@ -197,6 +201,212 @@ TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
   }
 }
 
+// 120 cases: part 1 or 2 by halves; predictors 3.. with values in part 1, in both, or in both but
+// in one bin of part 2.
+Table InTwoParts() {
+  std::vector<double> flag, part, a, b, c, amount, kind;
+  for (int i = 0; i < 120; ++i) {
+    const bool second = i >= 60;
+    part.push_back(second ? 2 : 1);
+    flag.push_back(i % 7 < 3 || (second && i % 5 == 0) ? 1 : 0);
+    amount.push_back(10 + i % 13 + 3 * (i % 7));
+    kind.push_back(1 + (i % 7 + i % 2) % 3);
+    a.push_back(second ? kMissing : i % 7);
+    b.push_back(i % 7 + 0.1 * (i % 3));
+    c.push_back(second ? 100 + i % 9 : i % 7);
+  }
+  return MakeTable({MakeColumn("flag", flag), MakeColumn("amount", amount), MakeColumn("kind", kind),
+                    MakeColumn("part", part), MakeColumn("a", a), MakeColumn("b", b), MakeColumn("c", c)});
+}
+
+TEST(ScreeningSelection, PredictorsWithoutCasesOrWithOneBinFailInsteadOfLeading) {
+  ScreeningSession run(InTwoParts());
+  run.session.SelectCases("", "part = 1");
+  run.session.AnalysisSettings().userBins[7].cutPoints = {50};
+  ASSERT_TRUE(run.Run(
+      {.continuousResponse = "2", .categoricalResponse = "3", .binaryResponse = "1", .continuous = "5 6 7"}));
+  for (int kind = 0; kind < vlm::kResponseKindCount; ++kind) {
+    SCOPED_TRACE(kind);
+    EXPECT_THAT(run.Order(kind), ElementsAre("b"));
+    EXPECT_THAT(run.FailedReasons(kind),
+                ElementsAre("a: No selected case has a value of the predictor and of the response.",
+                            "c: All selected cases with a value of the predictor are in one bin."));
+  }
+}
+
+TEST(ScreeningSelection, PredictorsOfAConstantResponseFail) {
+  Table table = InTwoParts();
+  for (const std::size_t response : {0, 1, 2}) {
+    for (std::size_t i = 60; i < 120; ++i)
+      if (i % 2 == 0) table.columns[response].values[i] = 1;
+  }
+  for (std::size_t i = 61; i < 120; i += 2) table.columns[5].values[i] = kMissing;
+  ScreeningSession run(std::move(table));
+  run.session.SelectCases("", "part = 1");
+  ASSERT_TRUE(run.Run(
+      {.continuousResponse = "2", .categoricalResponse = "3", .binaryResponse = "1", .continuous = "6 7"}));
+  for (int kind = 0; kind < vlm::kResponseKindCount; ++kind) {
+    SCOPED_TRACE(kind);
+    EXPECT_THAT(run.FailedReasons(kind),
+                ::testing::Contains(
+                    "b: The response is constant over the selected cases with a value of the predictor."));
+  }
+}
+
+TEST(ScreeningLabels, OfDifferentBinsDiffer) {
+  struct Row {
+    const char* name;
+    std::vector<ValueLabel> labels;
+    std::vector<std::string> expected;
+  };
+  for (const Row& row :
+       {Row{"a label reads like a list", {{1, "e"}, {2, "f"}, {3, "e, f"}}, {"e, f", "\"e, f\""}},
+        {"two codes of one label", {{1, "x"}, {2, "y"}, {3, "x"}}, {"x (1), y", "x (3)"}},
+        {"a label is another code", {{1, "3"}}, {"3, 2", "3 (3)"}},
+        {"a label begins with a quotation mark",
+         {{1, "e"}, {2, "f"}, {3, "\"e\", f"}},
+         {"e, f", "\"\"\"e\"\", f\""}}}) {
+    SCOPED_TRACE(row.name);
+    Table table = Twelve({1, 1, 2, 3, 1, 2, 3, 3, 2, 3, 3, 3});
+    table.columns[1].labels = row.labels;
+    ScreeningSession run(std::move(table));
+    run.session.AnalysisSettings().userBins[2].groups = {{1, 2}, {3}};
+    ASSERT_TRUE(run.Run({.binaryResponse = "1", .categorical = "2"}));
+    EXPECT_EQ(run.Labels(kBinary, 0), row.expected);
+  }
+}
+
+// Values that differ by rounding alone are one value in the tree, in the tables and in coded
+// variables.
+TEST(ScreeningData, ValuesWithinTheToleranceAreOneValueEverywhere) {
+  const std::vector<double> values = {0.1, 0.2, 0.1 * 3, 0.3, 0.1 * 3, 0.4, 0.5, 0.1 * 6, 0.6, 0.1 * 7, 0.7};
+  std::vector<double> x, flag, amount;
+  for (int i = 0; i < 660; ++i) {
+    x.push_back(values[static_cast<std::size_t>(i) % values.size()]);
+    flag.push_back(
+        (i * 37 % 101 < 50) == (x.back() < 0.3 || x.back() == 0.6) ? 1 : 0);  // separates 0.3 from 0.1 * 3
+    amount.push_back(flag.back() * 5 + i % 17);
+  }
+  ScreeningSession run(
+      MakeTable({MakeColumn("flag", flag), MakeColumn("amount", amount), MakeColumn("x", x)}));
+  ASSERT_TRUE(run.Run({.continuousResponse = "2", .binaryResponse = "1", .continuous = "3"}));
+  for (const int kind : {kBinary, kContinuous}) {
+    const std::vector<double> cuts = run.CutPoints(kind, 0);
+    std::vector<double> expected(cuts.size() + 1);
+    for (const double value : x) {
+      std::size_t bin = 0;
+      while (bin < cuts.size() && vlm::GreaterBeyondTolerance(value, cuts[bin])) ++bin;
+      ++expected[bin];
+    }
+    for (std::size_t bin = 0; bin < expected.size(); ++bin)
+      EXPECT_EQ(run.Bin(kind, 0, static_cast<int>(bin)).total, expected[bin]) << bin;
+  }
+  const vlm::ScreeningPredictor predictor = run.Predictor(kBinary, 0);
+  EXPECT_LE(predictor.giniBefore, predictor.giniAfter);  // bins are unions of values
+}
+
+TEST(ScreeningStatistics, RSquaredHasNoUnit) {
+  Table table = InTwoParts();
+  std::vector<double> weights;
+  for (int i = 0; i < 120; ++i) weights.push_back(1 + i % 4);
+  table.columns.push_back(MakeColumn("w", weights));
+  const auto figures = [&](double responseUnit, double weightUnit) {
+    Table scaled = table;
+    for (double& value : scaled.columns[1].values) value *= responseUnit;
+    for (double& value : scaled.columns[7].values) value *= weightUnit;
+    ScreeningSession run(std::move(scaled));
+    run.session.WeightBy(8);
+    EXPECT_TRUE(run.Run({.continuousResponse = "2", .continuous = "6 7"}));
+    return std::pair(run.Predictor(kContinuous, 0), run.Predictor(kContinuous, 1));
+  };
+  const auto [b, c] = figures(1, 1);
+  EXPECT_GT(b.fStatistic, 1);
+  for (const double unit : {1e-6, 1.0 / 120, 0.02, 7.0, 1e9}) {
+    SCOPED_TRACE(unit);
+    const auto [weightedB, weightedC] = figures(1, unit);
+    EXPECT_NEAR(weightedB.rSquared, b.rSquared, 1e-12);
+    EXPECT_NEAR(weightedC.rSquared, c.rSquared, 1e-12);
+    EXPECT_NEAR(weightedB.rSquaredRanks, b.rSquaredRanks, 1e-12);
+    EXPECT_GE(weightedB.fStatistic, 0);  // not computable where no degrees of freedom are left
+    EXPECT_EQ(weightedB.nodeCount, b.nodeCount);
+  }
+  for (const double unit : {1e-300, 1e-165, 1e155, 1e300}) {
+    SCOPED_TRACE(unit);
+    const auto [scaledB, scaledC] = figures(unit, 1);
+    EXPECT_NEAR(scaledB.rSquared, b.rSquared, 1e-12);
+    EXPECT_NEAR(scaledC.rSquaredRanks, c.rSquaredRanks, 1e-12);
+    EXPECT_NEAR(scaledB.fStatistic / b.fStatistic, 1, 1e-9);
+  }
+}
+
+// A frequency weight of 3 is the case written three times, in every figure.
+TEST(ScreeningWeights, FrequenciesAreCasesWrittenOut) {
+  Table table = InTwoParts();
+  Table longTable = table;
+  for (Column& column : longTable.columns) column.values.clear();
+  std::vector<double> weights;
+  for (std::size_t i = 0; i < 120; ++i) {
+    weights.push_back(static_cast<double>(i * 5 % 4));
+    for (int k = 0; k < weights.back(); ++k)
+      for (std::size_t c = 0; c < table.columns.size(); ++c)
+        longTable.columns[c].values.push_back(table.columns[c].values[i]);
+  }
+  longTable.caseCount = static_cast<std::int64_t>(longTable.columns[0].values.size());
+  table.columns.push_back(MakeColumn("w", weights));
+  const Wanted wanted{.continuousResponse = "2", .continuous = "6"};
+  ScreeningSession weighted(std::move(table)), written(std::move(longTable));
+  weighted.session.WeightBy(8);
+  for (ScreeningSession* run : {&weighted, &written}) {
+    run->session.AnalysisSettings().userBins[6].cutPoints = {1.5, 3.5, 5};
+    ASSERT_TRUE(run->Run(wanted));
+  }
+  const vlm::ScreeningPredictor a = weighted.Predictor(kContinuous, 0), b = written.Predictor(kContinuous, 0);
+  EXPECT_NEAR(a.rSquared, b.rSquared, 1e-12);
+  EXPECT_NEAR(a.rSquaredRanks, b.rSquaredRanks, 1e-12);
+  EXPECT_NEAR(a.fStatistic, b.fStatistic, 1e-9);
+  EXPECT_NEAR(a.mean, b.mean, 1e-12);
+}
+
+// F is not computable where the sum of the weights leaves no degrees of freedom; the others keep
+// their order.
+TEST(ScreeningStatistics, NotComputableComesLast) {
+  std::vector<Column> columns{MakeColumn("y", {}), MakeColumn("w", {})};
+  constexpr int kPredictors = 11;
+  for (int p = 0; p < kPredictors; ++p) columns.push_back(MakeColumn("p" + std::to_string(p), {}));
+  for (int i = 0; i < 300; ++i) {
+    columns[0].values.push_back(i % 10 + 0.1 * (i % 7));
+    columns[1].values.push_back(0.05);  // 15 in all
+    for (std::size_t p = 0; p < kPredictors; ++p) {
+      const double value = i % 10 + (i * 31 % 17) * 0.4 * static_cast<double>(p);
+      columns[p + 2].values.push_back(value);
+    }
+  }
+  ScreeningSession run(MakeTable(std::move(columns)));
+  run.session.WeightBy(2);
+  for (int p = 0; p < kPredictors; ++p) {
+    std::vector<double> cuts;
+    for (int cut = 0; cut < (p % 3 == 0 ? 16 : 3); ++cut)
+      cuts.push_back(0.5 + cut * (p % 3 == 0 ? 0.5 : 2.5));
+    run.session.AnalysisSettings().userBins[p + 3].cutPoints = cuts;
+  }
+  ASSERT_TRUE(run.Run({.continuousResponse = "1", .continuous = "3-13", .flags = {"SortByFStatistic"}}));
+  Numbers order;
+  run.Results()->GetOrder(kContinuous, &order);
+  std::vector<double> figures;
+  int notComputable = 0;
+  for (const int index : order.numbers) {
+    const double f = run.Predictor(kContinuous, index).fStatistic;
+    if (f == kMissing)
+      ++notComputable;
+    else
+      EXPECT_EQ(notComputable, 0) << "a figure after one that is not computable";
+    if (f != kMissing) figures.push_back(f);
+  }
+  EXPECT_GE(notComputable, 2);
+  EXPECT_GE(figures.size(), 5u);
+  EXPECT_TRUE(std::is_sorted(figures.rbegin(), figures.rend()));
+}
+
 TEST(ScreeningWeights, CountsAreWeightedAndTheUniqueValuesAreNot) {
   Table table = Twelve({1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3});
   table.columns.push_back(MakeColumn("w", {1, 1, 1, 5, 1, 1, 1, 1, 1, 1, 0, kMissing}));
@@ -214,7 +424,7 @@ TEST(ScreeningWeights, CountsAreWeightedAndTheUniqueValuesAreNot) {
   EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, before, 1e-12);
 }
 
-// Sums of weights beyond what the record's count can say.
+// Sums of weights beyond what the record's count can hold.
 TEST(ScreeningWeights, LargeSumsKeepTheirRates) {
   Table table = Twelve(kRising);
   table.columns.push_back(MakeColumn("w", std::vector<double>(12, 1e9)));
@@ -269,7 +479,7 @@ TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
   }
 }
 
-// Cases are told apart by code, whatever their labels say.
+// Codes decide, not their labels.
 TEST(ScreeningCodes, LabelsOfSeveralCodesMixNothingUp) {
   struct Row {
     const char* name;
@@ -297,7 +507,7 @@ TEST(ScreeningCodes, LabelsOfSeveralCodesMixNothingUp) {
     EXPECT_EQ(run.Bin(kBinary, 0, 0).good, 1);
     EXPECT_EQ(run.Bin(kBinary, 0, 1).bad, 1);
     EXPECT_EQ(run.Bin(kBinary, 0, 1).good, 5);
-    // Each value stands alone, so that raw values tell the codes apart wholly.
+    // Each value occurs once, so that raw values separate the codes completely.
     EXPECT_EQ(run.Predictor(kBinary, 0).giniBefore, 0);
   }
 }
@@ -313,11 +523,11 @@ TEST(ScreeningData, PredictorsThatCannotBeBinnedSayWhy) {
   EXPECT_THAT(run.FailedReasons(kBinary),
               ElementsAre("constant: No split of the predictor separates the response.",
                           "missing: There are no cases with a value of the predictor and of the response."));
-  // Infinite values are values: they lie in the outer bins.
+  // Infinite values are values: they are in the outer bins.
   EXPECT_EQ(run.Order(kBinary).size(), 2u);
 }
 
-// Sheets that were made before other data came show what they showed.
+// Sheets made before the data changed keep their content.
 TEST(ScreeningData, ResultsKeepTheDataThatTheyWereMadeFrom) {
   ScreeningSession run(Twelve(kRising));
   run.session.AnalysisSettings().userBins[2].cutPoints = {4.5};

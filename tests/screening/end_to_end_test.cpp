@@ -1,5 +1,5 @@
-// Whole screening runs of the loaded module in a session of the workbench, against figures that this file works
-// out by itself from the cases.
+// Whole screening runs of the loaded module in a session of the workbench, against figures that
+// this file works out by itself from the cases.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -140,7 +140,7 @@ TEST(Screening, BinaryFiguresFollowFromTheCutPoints) {
       for (const double value : x) bins.push_back(BinOf(cuts, value));
     }
     const BinaryFigures want = BinaryReference(x, bins, bad, p.binCount);
-    // Totals of four digits stand in full in the formulas.
+    // Totals of four digits are in full in the formulas.
     EXPECT_NEAR(p.informationValue, want.informationValue, kTight);
     EXPECT_NEAR(p.giniBefore, want.giniBefore, kTight);
     EXPECT_NEAR(p.giniAfter, want.giniAfter, kTight);

@@ -1,4 +1,5 @@
-// A session that screens, for tests: tables from columns, a run by names, and the results as values.
+// A session that screens, for tests: tables from columns, a run by names, and the results as
+// values.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -35,7 +36,7 @@ inline Table MakeTable(std::vector<Column> columns) {
   return table;
 }
 
-// What a run is asked for. Lists in the host's notation.
+// The settings of a run. Lists in the host's notation.
 struct Wanted {
   std::string continuousResponse = {}, categoricalResponse = {}, binaryResponse = {};
   std::string categorical = {}, continuous = {};  // predictors

@@ -34,7 +34,7 @@ TEST(EventScripts, DefaultRateBlocksUnderAPoint) {
   Analysis analysis;
   PredSummary record =
       BinaryRecord(analysis, {kTenth, 1234567.5}, {{2, 1, 3}, {3, 0, 8}, {4, 6, 2}, {kNone, 7, 13}});
-  EXPECT_EQ(analysis.screening.BinConditions(record),
+  EXPECT_EQ(vlmfsl::BinConditions(analysis.screening, record),
             "\r\nIf(x>-2.000000000000000e+00 And x<=3.000000000000000e-01) Then \r\n"
             "\t Text=\" Bin : [-2, 0.3] \" \r\n\t Text=Text & vbCrLf \r\n"
             "\t Text=Text & \" Default rate:25\" \r\n"
@@ -53,13 +53,13 @@ TEST(EventScripts, OneCutPointUnderACommaAndABinWithoutCases) {
   Analysis analysis(",");
   // Node 2 has no row: the other bin's figures must not slip into its place.
   PredSummary record = BinaryRecord(analysis, {2.5}, {{3, 1, 7}, {kNone, 1, 7}});
-  EXPECT_EQ(analysis.screening.BinConditions(record),
+  EXPECT_EQ(vlmfsl::BinConditions(analysis.screening, record),
             "\r\nIf(x>2,500000000000000e+00 And x<=9,500000000000000e+00) Then \r\n"
             "\t Text=\" Bin : (2,5; 9,5] \" \r\n\t Text=Text & vbCrLf \r\n"
             "\t Text=Text & \" Default rate:12,5\" \r\n"
             " Text=Text & vbCrLf & \"Percent of obs. 100 \" \r\n End If");
   record.predictorKind = kCategoricalPredictor;
-  EXPECT_EQ(analysis.screening.BinConditions(record), "");
+  EXPECT_EQ(vlmfsl::BinConditions(analysis.screening, record), "");
 }
 
 // Columns of BinStatisticsColumn: code, N, mean, sd, variance, min, q25, median, q75, max, lower, upper.
@@ -73,7 +73,7 @@ TEST(EventScripts, DiamondBlocksKeepNumbersThatTheScriptCanRead) {
   Analysis analysis(",");
   PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
   record.binStatistics = analysis.Sheet(kStatistics);
-  EXPECT_EQ(analysis.screening.BinConditionsForDiamond(record),
+  EXPECT_EQ(vlmfsl::BinConditionsForDiamond(analysis.screening, record),
             "\r\nIf(x>5,000000000000000e-01 And x<=1,000000000000000e+00) Then \r\n"
             "\t Text=\" Bin : [0,5; 1] \" \r\n\t Text=Text & vbCrLf \r\n"
             "\t Text=Text & \" Mean: \" & 1.5 \r\n\t Text=Text & vbCrLf & \"Lower 95 CI:\" & 1.25 \r\n"
@@ -95,7 +95,7 @@ TEST(EventScripts, BoxPlotScriptOfIntervals) {
   Analysis analysis;
   PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
   record.binStatistics = analysis.Sheet(kStatistics);
-  const std::string script = analysis.screening.BoxPlotEventCode(record);
+  const std::string script = vlmfsl::BoxPlotEventCode(analysis.screening, record);
   EXPECT_EQ(
       script,
       "\r\nPrivate Sub Document_OnToolTipDisplay(ByVal scale As Boolean, ByRef Coords() As Double, ByRef "
@@ -131,7 +131,7 @@ TEST(EventScripts, LevelsWithQuotesAndWithoutCases) {
   record.levelNames = {"say \"a\", 5%s", "none", "zwölf\nzeilen"};
   record.binNodes = {2, 9, 4};
   record.binStatistics = analysis.Sheet(kStatistics);
-  EXPECT_EQ(analysis.screening.BinConditionsForBox(record),
+  EXPECT_EQ(vlmfsl::BinConditionsForBox(analysis.screening, record),
             "\r\nIf(Abs(x-1))<0.1 Then \r\n\t Text=\" say \"\"a\"\", 5%s \" \r\n\t Text=Text & vbCrLf \r\n"
             "\t Text=Text & \" Mean:1.5\" \r\n\t Text=Text & vbCrLf & \"Lower 95 CI:1.25\" \r\n"
             "\t Text=Text & vbCrLf & \"Upper 95 CI:1.75\" \r\n\t Text=Text & vbCrLf & \"Median:1.25\" \r\n"
@@ -152,10 +152,11 @@ TEST(EventScripts, ShowTheBinThatIsPointedAt) {
     PredSummary record =
         BinaryRecord(analysis, {0.5, 2.5}, {{2, 1, 3}, {3, 1, 7}, {4, 6, 2}, {kNone, 8, 12}});
     record.binStatistics = analysis.Sheet(kStatistics);
-    const std::string rates = FrameEventScript(ScriptTarget::kPlot, analysis.screening.BinConditions(record));
+    const std::string rates =
+        FrameEventScript(ScriptTarget::kPlot, vlmfsl::BinConditions(analysis.screening, record));
     const std::string means =
-        FrameEventScript(ScriptTarget::kPlot, analysis.screening.BinConditionsForDiamond(record));
-    const std::string boxes = analysis.screening.BoxPlotEventCode(record);
+        FrameEventScript(ScriptTarget::kPlot, vlmfsl::BinConditionsForDiamond(analysis.screening, record));
+    const std::string boxes = vlmfsl::BoxPlotEventCode(analysis.screening, record);
     const auto shown = [&](const std::string& script, double x, const char* object = "Plot2DSimple") {
       const double coordinates[] = {x, 0};
       std::string text = velmora::RunToolTip(script, object, coordinates, separator);

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "module/screening/feature_selection_template.h"
+#include "module/entry/feature_selection_template_root.h"
 #include "tests/support/scripted_analysis_host.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/session/document_adapters.h"
@@ -17,7 +17,7 @@ namespace vlmfsl::testing {
 class Analysis {
  public:
   explicit Analysis(std::string decimalSeparator = ".")
-      : screening(*new CFeatureSelectionTemplate(nullptr)), under_(&screening, host) {
+      : screening(*new FeatureSelectionTemplateRoot(nullptr)), under_(&screening, host) {
     host.decimalSeparator = std::move(decimalSeparator);
     home_->workbook = std::make_shared<velmora::Workbook>();
   }

@@ -11,7 +11,8 @@ namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
-// Published critical values, and tails from SciPy or, where it underflows, from the closed forms named.
+// Published critical values, and tails from SciPy or, where it underflows, from the closed forms
+// named.
 TEST(Distributions, AgreeWithPublishedFiguresFarIntoTheTails) {
   struct Row {
     const char* name;

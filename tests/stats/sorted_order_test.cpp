@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <limits>
 #include <numeric>
@@ -24,8 +25,12 @@ void ExpectSortedLikeStdSort(const std::vector<double>& column, const std::vecto
   }
   std::stable_sort(cases.begin(), cases.end(), [&](auto a, auto b) { return column[a] < column[b]; });
   OrderVector<std::int32_t> starts;
+  // A value within the tolerance of its predecessor is the same value; so is an infinity after an
+  // infinity.
+  const auto same = [](double a, double b) { return a == b || NearlyEqual(a, b); };
   for (std::size_t i = 0; i < cases.size(); ++i)
-    if (i == 0 || column[cases[i - 1]] < column[cases[i]]) starts.push_back(static_cast<std::int32_t>(i));
+    if (i == 0 || !same(column[cases[i - 1]], column[cases[i]]))
+      starts.push_back(static_cast<std::int32_t>(i));
   if (!cases.empty()) starts.push_back(static_cast<std::int32_t>(cases.size()));
   SortColumn(column, code, selected, scratch, order);
   EXPECT_EQ(order.cases, cases);
@@ -71,6 +76,23 @@ TEST(SortedOrder, IsTheStableOrderWhateverTheColumnLooksLike) {
       {"whole and missing", [&] { return random.Below(5) == 0 ? 1.7e308 : random.Below(30); }},
       {"all missing", [&] { return random.Below(2) != 0 ? 1.7e308 : kNan; }},
       {"huge whole numbers", [&] { return 9007199254740992.0 * (1 + random.Below(50)); }},
+      {"whole numbers that only doubles tell apart", [&] { return 1e15 + 12.0 * random.Below(2000); }},
+      {"the same in runs of a few", [&] { return 1e15 + 12.0 * random.Below(2000) + random.Below(3); }},
+      {"cents that only doubles tell apart", [&] { return 3e13 + std::floor(1e4 * random.Uniform()) / 100; }},
+      {"sums of decimals", [&] { return 0.1 * random.Below(50) + 0.2 * random.Below(50); }},
+      {"a few units apart",
+       [&] { return std::bit_cast<double>(std::bit_cast<std::int64_t>(1.0) + random.Below(100000)); }},
+      {"a few units apart, over a wide range",
+       [&] {
+         const std::int64_t block = std::int64_t{1} << 40;
+         return std::bit_cast<double>(std::bit_cast<std::int64_t>(1e-3) + block * random.Below(4000) +
+                                      random.Below(40));
+       }},
+      {"beside infinity",
+       [&] {
+         const double largest = std::numeric_limits<double>::max();
+         return random.Below(3) != 0 ? kInf : random.Below(2) != 0 ? largest : std::nextafter(largest, 0.0);
+       }},
   };
   SortScratch scratch;
   SortedOrder order;
@@ -81,10 +103,11 @@ TEST(SortedOrder, IsTheStableOrderWhateverTheColumnLooksLike) {
       if (count > 20000 && row.name != rows[0].name && row.name != rows[1].name) continue;
       std::vector<double> column(count);
       for (double& value : column) value = row.draw();
-      ExpectSortedLikeStdSort(column, {}, 1.7e308, scratch, order);
+      const double code = 1.7e308;
+      ExpectSortedLikeStdSort(column, {}, code, scratch, order);
       std::vector<std::uint8_t> selected(count);
       for (std::uint8_t& s : selected) s = random.Below(4) != 0 ? 1 : 0;
-      if (count > 0) ExpectSortedLikeStdSort(column, selected, 1.7e308, scratch, order);
+      if (count > 0) ExpectSortedLikeStdSort(column, selected, code, scratch, order);
     }
   }
 }

@@ -1,14 +1,16 @@
-// The tree against one that reads every row again at every node, against another program's trees on the
-// sample files, and against what must not change it.
+// The tree against one that reads every row again at every node, against another program's trees on
+// the sample files, and against what must not change it.
 #include "workbench/stats/tree.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <numeric>
 #include <set>
 
+#include "base/tolerant.h"
 #include "tests/stats/stats_testing.h"
 
 namespace velmora::stats {
@@ -100,6 +102,23 @@ Data Generate(std::uint64_t seed, std::size_t count, int classes, int shape) {
   return data;
 }
 
+// The bin of each case, straight from the tree's cut points or levels; -1 for none.
+std::vector<int> BinsOf(const Tree& tree, const std::vector<double>& column) {
+  const std::vector<double> cuts = tree.CutPoints();
+  std::map<double, int> binOf;
+  for (std::size_t bin = 0; bin < tree.bins.size() && cuts.size() + 1 != tree.bins.size(); ++bin)
+    for (const double level : tree.Levels(tree.bins[bin])) binOf[level] = static_cast<int>(bin);
+  std::vector<int> bins;
+  for (const double value : column) {
+    const auto level = binOf.find(value);
+    bins.push_back(binOf.empty()
+                       ? static_cast<int>(std::lower_bound(cuts.begin(), cuts.end(), value) - cuts.begin())
+                   : level != binOf.end() ? level->second
+                                          : -1);
+  }
+  return bins;
+}
+
 TEST(Tree, CutsWhereReadingEveryRowAgainCuts) {
   for (const int classes : {0, 2, 3, 5, 20})
     for (const int shape : {0, 1, 2})
@@ -141,7 +160,8 @@ TEST(Tree, CutsBetweenDecimalsAtTheDecimal) {
   }
 }
 
-// Frozen from scikit-learn 1.2.1 with min_samples_leaf as given; its constants are rounded to 32 bits.
+// Frozen from scikit-learn 1.2.1 with min_samples_leaf as given; its constants are rounded to 32
+// bits.
 TEST(Tree, AgreesWithAnotherProgramOnTheSampleFiles) {
   struct Row {
     const char *file, *response, *predictor;
@@ -235,16 +255,12 @@ TEST(Tree, IsNumberedLevelByLevelAndEveryNodeAddsUp) {
       EXPECT_GE(std::min(left.cases, right.cases), 60);
     }
     // Terminal nodes as binning the rows themselves gives them.
-    std::vector<std::int32_t> bins(data.x.size());
-    AssignBins(tree, data.x, OrderOf(data.x), bins);
-    std::vector<std::int32_t> direct(data.x.size());
-    AssignBinsByCutPoints(tree.CutPoints(), data.x, kMissing, direct);
-    EXPECT_EQ(bins, direct);
+    const std::vector<int> bins = BinsOf(tree, data.x);
     for (std::size_t b = 0; b < tree.bins.size(); ++b) {
       const TreeNode& node = tree.Node(tree.bins[b]);
       std::vector<std::size_t> rows;
       for (std::size_t i = 0; i < bins.size(); ++i)
-        if (bins[i] == static_cast<std::int32_t>(b)) rows.push_back(i);
+        if (bins[i] == static_cast<int>(b)) rows.push_back(i);
       EXPECT_EQ(static_cast<std::int64_t>(rows.size()), node.cases);
       EXPECT_NEAR(static_cast<double>(Impurity(data, rows)), node.impurity * node.weight, 1e-9 * node.weight);
     }
@@ -265,10 +281,7 @@ TEST(Tree, IsNotChangedByTheOrderOfCasesTheUnitOfWeightOrTheScaleOfThePredictor)
     EXPECT_EQ(Grow(heavier, true, 50).CutPoints(), tree.CutPoints());
     Data cubed = data;
     for (double& x : cubed.x) x = x * x * x;
-    std::vector<std::int32_t> before(data.x.size()), after(data.x.size());
-    AssignBins(tree, data.x, OrderOf(data.x), before);
-    AssignBins(Grow(cubed, true, 50), cubed.x, OrderOf(cubed.x), after);
-    EXPECT_EQ(after, before);
+    EXPECT_EQ(BinsOf(Grow(cubed, true, 50), cubed.x), BinsOf(tree, data.x));
     // A weight of 1 is no weight; a weight of 2 is a row twice.
     Data plain = data, twice = data;
     plain.w.assign(data.w.size(), 1.0);
@@ -303,20 +316,97 @@ TEST(Tree, SplitsNothingWhereNothingCanBeGained) {
 }
 
 TEST(Tree, KeepsConstantsBelowTheUpperValue) {
-  const double one = 1, above = std::nextafter(1.0, 2.0), infinity = std::numeric_limits<double>::infinity();
+  const double infinity = std::numeric_limits<double>::infinity();
   struct Row {
     double lower, upper, constant;
   };
-  for (const Row& row : {Row{one, above, one},
-                         {1, 4, 2.5},
+  for (const Row& row : {Row{1, 4, 2.5},
                          {5, infinity, 5},
                          {-infinity, infinity, -infinity},
                          {-1.6e308, 1.6e308, 0},
-                         {1.2e308, 1.6e308, 1.4e308},
-                         {-0.0, 5e-324, 0}}) {
+                         {1.2e308, 1.6e308, 1.4e308}}) {
     const Tree tree = Grow({{row.lower, row.upper}, {1, 2}, {}, 2}, false, 1);
     ASSERT_EQ(tree.nodes.size(), 3u);
     EXPECT_DOUBLE_EQ(tree.Node(1).splitConstant, row.constant);
+  }
+}
+
+double UnitsAbove(double value, int units) {
+  for (int i = 0; i < units; ++i) value = std::nextafter(value, std::numeric_limits<double>::infinity());
+  return value;
+}
+
+// Whoever compares with the tolerance, with the cut point itself or with its 16 printed digits,
+// finds the bins of the tree.
+TEST(Tree, CutsOnlyWhereTheToleranceTellsValuesApart) {
+  for (const double base : {0.3, 1.0, -1.0, 1e15, 9007199254740991.0, 0.1 * 7, 1e-300}) {
+    for (const int units : {1, 15, 16, 17, 18, 19, 25, 31, 32, 33, 40, 1000}) {
+      SCOPED_TRACE(std::to_string(base) + " and " + std::to_string(units) + " units above");
+      const double above = UnitsAbove(base, units);
+      const Tree tree = Grow({{base, above}, {1, 2}, {}, 2}, false, 1);
+      if (units <= 15) {
+        EXPECT_EQ(tree.nodes.size(), 1u);
+        continue;
+      }
+      ASSERT_EQ(tree.nodes.size(), 3u);
+      char printed[40];
+      std::snprintf(printed, sizeof printed, "%.15e", tree.Node(1).splitConstant);
+      for (const double cut : {tree.Node(1).splitConstant, std::strtod(printed, nullptr)}) {
+        EXPECT_FALSE(vlm::GreaterBeyondTolerance(base, cut));
+        EXPECT_TRUE(vlm::GreaterBeyondTolerance(above, cut));
+      }
+    }
+  }
+  // A value within the tolerance of its predecessor is the same value, however far the run reaches.
+  Data run;
+  run.classes = 2;
+  for (int i = 0; i < 6; ++i) {
+    run.x.push_back(UnitsAbove(0.3, 9 * i));
+    run.y.push_back(i < 3 ? 1 : 2);
+  }
+  EXPECT_EQ(Grow(run, false, 1).nodes.size(), 1u);
+  run.x.push_back(0.4);
+  run.y.push_back(1);
+  EXPECT_EQ(Grow(run, false, 1).bins.size(), 2u);
+  EXPECT_EQ(Grow(run, false, 1, PredictorKind::kCategorical).Levels(1), (std::vector<double>{0.3, 0.4}));
+}
+
+// A class that a node does not hold weighs 0 there, however uneven the weights of the other cases
+// are.
+TEST(Tree, PureNodesAreNotSplitWhateverTheWeights) {
+  Random random(41);
+  for (int run = 0; run < 40; ++run) {
+    Data data;
+    data.classes = 3;
+    for (int i = 0; i < 300; ++i) {
+      data.x.push_back(random.Uniform());
+      data.y.push_back(data.x.back() < 0.3 ? 1 : data.x.back() < 0.6 ? 2 : 3);
+      data.w.push_back(std::pow(10, 8 * random.Uniform() - 4));
+    }
+    EXPECT_EQ(Grow(data, true, 1).bins.size(), 3u);
+  }
+}
+
+// Equal means compare equal wherever their cases are in the order: the code decides.
+TEST(Tree, LevelsOfEqualMeansStayInTheOrderOfTheirCodes) {
+  Random random(43);
+  for (int run = 0; run < 20; ++run) {
+    std::vector<double> high(5);
+    for (double& y : high) y = 100 * random.Normal();
+    Data data;
+    for (int level = 0; level < 12; ++level) {
+      for (const double y : high) {  // four of the levels have the same values, in another order
+        data.x.push_back(level);
+        data.y.push_back(level % 3 == 1 ? y : 1000 * (level + random.Uniform()));
+      }
+      std::rotate(high.begin(), high.begin() + 1, high.end());
+    }
+    const Tree tree = Grow(data, false, 5, PredictorKind::kCategorical);
+    std::vector<double> order;
+    for (const int bin : tree.bins)
+      for (const double level : tree.Levels(bin))
+        if (std::fmod(level, 3) == 1) order.push_back(level);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
   }
 }
 
@@ -363,7 +453,8 @@ TEST(Tree, FindsTheBestGroupingOfLevels) {
       for (double& x : data.x) x = 10 * (static_cast<int>(x) % levels);
       const Tree tree = Grow(data, true, 30, PredictorKind::kCategorical);
       ASSERT_GE(tree.nodes.size(), 3u);
-      // The least number of cases binds no grouping in order of means here, so that the brute force agrees.
+      // The least number of cases binds no grouping in order of means here, so that the brute force
+      // agrees.
       const bool bound = classes > 2 || levels == 2;
       const std::int64_t least = bound ? 30 : 1;
       EXPECT_NEAR(Grow(data, true, least, PredictorKind::kCategorical).Node(1).improvement,
@@ -374,12 +465,6 @@ TEST(Tree, FindsTheBestGroupingOfLevels) {
       both.insert(both.end(), right.begin(), right.end());
       std::sort(both.begin(), both.end());
       EXPECT_EQ(both, tree.Levels(1));
-      std::vector<std::int32_t> bins(data.x.size());
-      AssignBins(tree, data.x, OrderOf(data.x), bins);
-      for (std::size_t i = 0; i < bins.size(); ++i) {
-        const auto listed = tree.Levels(tree.bins[static_cast<std::size_t>(bins[i])]);
-        EXPECT_TRUE(std::binary_search(listed.begin(), listed.end(), data.x[i]));
-      }
     }
 }
 
@@ -401,7 +486,7 @@ TEST(Tree, SearchOverManyLevelsFindsGroupsThatAreThere) {
   EXPECT_EQ(tree.Levels(2).size() + tree.Levels(3).size(), 40u);
 }
 
-TEST(Tree, TakesAPersonsCutPointsAsTheyAre) {
+TEST(Tree, TakesTheUsersCutPointsAsTheyAre) {
   const Data data{{20, 25, 30, 35, 60, 60, kMissing}, {1, 2, 1, 2, 2, 1, 1}, {}, 2};
   const TreeResponse response = ResponseOf(data, false);
   TreeScratch scratch;
@@ -422,7 +507,7 @@ TEST(Tree, TakesAPersonsCutPointsAsTheyAre) {
                          "60.000000 lies at or above the largest value of the data"}));
 }
 
-TEST(Tree, TakesAPersonsGroupsOfLevelsAsTheyAre) {
+TEST(Tree, TakesTheUsersGroupsOfLevelsAsTheyAre) {
   const Data data{{1, 2, 3, 4, 4, 5, 1}, {1, 2, 1, 2, 2, 1, 9}, {}, 2};
   TreeScratch scratch;
   std::vector<DroppedCut> dropped;
@@ -438,19 +523,17 @@ TEST(Tree, TakesAPersonsGroupsOfLevelsAsTheyAre) {
   EXPECT_EQ(dropped[1].value, 2);
   EXPECT_TRUE(dropped[1].isGroup);
   EXPECT_FALSE(dropped[0].isGroup || dropped[2].isGroup);
-  std::vector<std::int32_t> bins(data.x.size());
-  AssignBins(tree, data.x, OrderOf(data.x), bins);
-  EXPECT_EQ(bins, (std::vector<std::int32_t>{0, 2, 1, 0, 0, 2, 0}));
 }
 
-// Share of the impurity that the bins explain; for two classes small information values are proportional to it.
+// Share of the impurity that the bins explain; for two classes small information values are
+// proportional to it.
 double Explained(const Tree& tree) {
   double within = 0;
   for (const int bin : tree.bins) within += tree.Node(bin).weight * tree.Node(bin).impurity;
   return 1 - within / (tree.Node(1).weight * tree.Node(1).impurity);
 }
 
-TEST(Prune, TakesNoiseBackToTheFirstSplit) {
+TEST(Prune, LeavesOfNoiseTheFirstSplit) {
   struct Row {
     const char* name;
     int cases, least, classes;
@@ -488,6 +571,30 @@ TEST(Prune, TakesNoiseBackToTheFirstSplit) {
     EXPECT_GT(ratios[20], 5);
     EXPECT_LE(cutToPieces, 5);
   }
+}
+
+TEST(Prune, UnevenWeightsAreFewerCases) {
+  for (const int classes : {2, 0, 3})
+    for (const double sigma : {0.0, 1.0, 1.5})
+      for (const PredictorKind kind : {PredictorKind::kContinuous, PredictorKind::kCategorical}) {
+        SCOPED_TRACE("classes " + std::to_string(classes) + " sigma " + std::to_string(sigma));
+        Random random(17);
+        int cutToPieces = 0;
+        for (int k = 0; k < 20; ++k) {
+          Data data;
+          data.classes = classes;
+          for (int i = 0; i < 5000; ++i) {
+            data.x.push_back(kind == PredictorKind::kContinuous ? random.Uniform() : random.Below(20));
+            data.y.push_back(classes == 0 ? random.Normal() : 1 + random.Below(classes));
+            data.w.push_back(std::exp(sigma * random.Normal()));
+          }
+          const Tree pruned = Grow(data, true, 250, kind, {true});
+          cutToPieces += pruned.bins.size() > 2 ? 1 : 0;
+          for (double& w : data.w) w *= 0x1p-20;
+          EXPECT_EQ(Grow(data, true, 250, kind, {true}).bins.size(), pruned.bins.size());
+        }
+        EXPECT_LE(cutToPieces, 3);
+      }
 }
 
 TEST(Prune, LosesLittleWhereThereIsStructure) {

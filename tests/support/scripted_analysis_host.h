@@ -454,6 +454,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
   std::function<vlm::IProcedure*(int)> procedures;  // makes the host's own analyses; empty: it has none
+  vlm::IAutomationObject* application = nullptr;    // borrowed; null: the host has none
   bool hasWeight = false, weightAfterDialog = false, underAutomation = false, refuseDialogs = false;
   int refuseDocument = 0;  // the document with this number, counted from 1, cannot be made
 
@@ -575,7 +576,10 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
     std::fill_n(densities, count, 1.0);
     return 0;
   }
-  vlm::IAutomationObject* GetApplication() override { return nullptr; }
+  vlm::IAutomationObject* GetApplication() override {
+    if (application != nullptr) application->AddReference();
+    return application;
+  }
   vlm::IProcedure* CreateProcedure(int analysisId) override {
     return procedures ? procedures(analysisId) : nullptr;
   }

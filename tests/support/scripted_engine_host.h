@@ -63,6 +63,8 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   };
   std::function<double(double, double)> chiSquareBelow = [](double x, double df) { return x / (x + df); };
 
+  bool cancelPressed = false;  // the button of the display is down
+
   // Empty: the host does not offer the extension.
   std::function<double(double, double)> chiSquareAbove;
 
@@ -157,7 +159,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
     displayOpen_ = false;
     log.push_back("dstop");
   }
-  int pcancel() override { return Strikes(faults_.cancelButtonAtStep) ? 1 : 0; }
+  int pcancel() override { return cancelPressed || Strikes(faults_.cancelButtonAtStep) ? 1 : 0; }
   int IsExternallyCancelled() override { return Strikes(faults_.externalAtStep) ? 1 : 0; }
   vlm::IIterDisplay* GetIterDisplay() override { return iterDisplayAttached ? this : nullptr; }
 

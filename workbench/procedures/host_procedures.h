@@ -1,9 +1,14 @@
-// The host's own analyses behind the contract: classification and regression trees, cross-tabulation,
-// breakdown, descriptive statistics and ranks, over the kernels of workbench/stats.
+// The statistical procedures of the host, as the contract shows them to the module: classification
+// and regression trees, cross-tabulation, breakdown, descriptive statistics and ranks, over the
+// kernels of workbench/stats.
 //
-// What belongs to the data is made once and shared: case selections by their texts, responses by their codes,
-// and the sorted orders of predictors, in a cache of bounded size. Everything else lives for one predictor: a
-// work sheet keeps its recipe (columns of the table, selection, bins) and makes its rows again when read.
+//   HostProcedures procedures(environment);
+//   vlm::IProcedure* tree = procedures.Create(vlm::kTreeProcedure);
+//
+// Everything that depends on the data alone is made once and shared: case selections by their
+// texts, responses by their codes, and the sorted orders of predictors, in a cache of bounded size.
+// Everything else lives for one predictor: a work sheet keeps its recipe (columns of the table,
+// selection, bins) and makes its rows again when read.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +25,7 @@
 
 namespace velmora {
 
-// Bins that a person wants for one variable instead of those that a tree would find.
+// Bins that the user gives for one variable instead of those that a tree would find.
 struct UserBins {
   std::vector<double> cutPoints;            // continuous predictor, any order
   std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
@@ -29,21 +34,21 @@ struct UserBins {
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 
 struct ProcedureSettings {
-  // Takes splits back that are no better than chance; never the first one. Off to compare trees with other
-  // programs'.
+  // Prunes splits that are no better than chance; never the first one. Off to compare trees with
+  // other programs'.
   bool pruneTrees = true;
-  // Sorted orders of predictors that are kept from the second response on: what is there stays until the data
-  // change, what no longer fits is made again for each response.
+  // Sorted orders of predictors that are kept from the second response on: an order in the cache
+  // stays until the data change, one that does not fit is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
   UserBinsByVariable userBins;
   // Those of the analysis that asks, instead of userBins; null: it has none.
   std::shared_ptr<const UserBinsByVariable> analysisBins;
 };
 
-// What the analyses need of the session. Functions are called on the session's thread.
+// What procedures need of the session. Functions are called on the session's thread.
 struct ProcedureEnvironment {
-  // The session's table. Values never change in place while an analysis or a sheet made from it lives; columns
-  // may be added. Before other data are put in its place, what was in it is handed over by ReleaseData.
+  // The session's table. Values never change in place while an analysis or a sheet made from it
+  // lives; columns may be added. Before other data replace it, ReleaseData takes over its content.
   std::function<const Table&()> table;
   // Case selection and weight variable (0: none) of the session.
   std::function<void(std::string& inclusion, std::string& exclusion)> selection;
@@ -51,6 +56,9 @@ struct ProcedureEnvironment {
   // Wraps a finished sheet as a document: a new object whose one reference is the caller's.
   std::function<vlm::ISpreadsheet*(std::shared_ptr<Sheet>)> wrapSheet;
   std::function<void(std::string_view)> notice;
+  // Called now and then in long work; throws when the user has cancelled. Empty: there is no
+  // cancel.
+  std::function<void()> checkpoint;
 };
 
 class HostProcedures {
@@ -63,9 +71,9 @@ class HostProcedures {
   ProcedureSettings& Settings();
   // A new analysis on the input table, null for an unknown identifier. It may outlive this object.
   vlm::IProcedure* Create(int analysisId);
-  // Drops what was made from the data and is kept: after selection, weights or names have changed.
+  // Drops everything cached from the data: after selection, weights or names have changed.
   void ForgetCaches();
-  // The session's table goes. old: what was in it, which analyses and sheets made from it keep.
+  // The session's table goes. old: its content, which procedures and sheets made from it keep.
   void ReleaseData(std::shared_ptr<const Table> old);
 
   struct Shared;

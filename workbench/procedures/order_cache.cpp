@@ -24,7 +24,8 @@ void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
     used_ = begin + byteCount;
     return chunks_[current_].memory.get() + begin;
   }
-  // Chunks grow with what there is already, so that they are few and little of the last one is left over.
+  // Chunks grow with what there is already, so that there are few and little of the last one is
+  // unused.
   std::size_t total = 0;
   for (const Chunk& chunk : chunks_) total += chunk.byteCount;
   const std::size_t pages = (std::max(byteCount, total / 4) + kPageBytes - 1) / kPageBytes;
@@ -42,8 +43,8 @@ OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t
   if (known != kept_.end()) return known->second;
   if (recent_[1].variable == variable) std::swap(recent_[0], recent_[1]);
   if (recent_[0].variable == variable) return recent_[0].order;
-  // What is kept stays: responses come round in the same order of predictors, so that replacing the oldest
-  // would replace each one just before it is needed again.
+  // Kept orders stay: every response visits the predictors in the same order, so replacing the
+  // oldest would replace each order just before it is needed again.
   const std::size_t largest = (2 * column.values.size() + 1) * sizeof(std::uint32_t);
   const bool comesAgain = !made_.insert(variable).second;
   return comesAgain && keptBytes_ + largest <= keptBytes ? Keep(variable, column)

@@ -1,7 +1,8 @@
-// The sorted orders of predictors. Every tree starts from one, and so do the trees of further responses: a predictor
-// that comes round again is kept, as far as a bounded cache goes. Memory touched for the first time may cost more than
-// the sort itself, so that nothing is kept before there is a second response, kept orders stand in large pages, one
-// behind the other, and the memory of others is used again.
+// The sorted orders of predictors. Every tree starts from one, and so do the trees of further
+// responses: the order of a predictor that is asked for again is kept, as far as a bounded cache
+// goes. Memory touched for the first time may cost more than the sort itself: nothing is kept
+// before there is a second response, kept orders lie in large pages, one after the other, and the
+// memory of others is used again.
 #pragma once
 
 #include <cstddef>
@@ -18,12 +19,12 @@ namespace velmora {
 
 using OrderPointer = std::shared_ptr<const stats::SortedOrder>;
 
-// Memory that is given out piece by piece and taken back as a whole.
+// Memory that is allocated piece by piece and freed as a whole.
 class OrderMemory final : public std::pmr::memory_resource {
  public:
   OrderMemory() = default;
   virtual ~OrderMemory() = default;
-  // Everything given out is free again, and stays with this object.
+  // Frees all pieces; the memory stays with this object.
   void Reset();
 
  private:
@@ -41,19 +42,19 @@ class OrderMemory final : public std::pmr::memory_resource {
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
 
   std::vector<Chunk> chunks_;
-  std::size_t current_ = 0;  // index of the chunk that is filled; those behind it are free
+  std::size_t current_ = 0;  // index of the chunk that is filled; those after it are free
   std::size_t used_ = 0;     // bytes of it
 };
 
 class OrderCache {
  public:
-  // All cases of a column that are neither missing nor NaN, by rising value. variable: what the column is known
-  // by until Forget; keptBytes: what orders may take that are kept until then. The two asked for last are there
-  // besides.
+  // All cases of a column that are neither missing nor NaN, by rising value. variable: identifies
+  // the column until Forget; keptBytes: the memory that kept orders may take until then. The two
+  // last orders are held besides.
   OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes);
-  // The data have changed. Memory stays for those that come.
+  // The data have changed. Memory is kept for later orders.
   void Forget();
-  void Release();  // memory goes, too
+  void Release();  // frees the memory, too
 
  private:
   struct Recent {
@@ -66,7 +67,7 @@ class OrderCache {
 
   stats::SortScratch scratch_;
   std::shared_ptr<OrderMemory> memory_;
-  std::unordered_set<int> made_;  // variables whose orders were made before
+  std::unordered_set<int> made_;  // variables whose orders have been made before
   std::unordered_map<int, OrderPointer> kept_;
   std::size_t keptBytes_ = 0;
   Recent recent_[2];  // newest first

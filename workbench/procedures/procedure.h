@@ -14,7 +14,8 @@
 
 namespace velmora {
 
-// The fields of a variable list: " 5 | | 7" gives {5}, {}, {7}. Throws DataError for anything but numbers.
+// The fields of a variable list: " 5 | | 7" gives {5}, {}, {7}. Throws DataError for anything but
+// numbers.
 std::vector<std::vector<int>> ParseVariableFields(std::string_view text);
 
 class Procedure : public vlm::IProcedure {
@@ -70,16 +71,22 @@ class Procedure : public vlm::IProcedure {
     Try([&] { sheet = MakeWork(); });
     return sheet;
   }
+  vlm::ITree* CreateTree() final {
+    vlm::ITree* tree = nullptr;
+    Try([&] { tree = MakeTree(); });
+    return tree;
+  }
 
  protected:
   Procedure(int analysisId, std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)
       : shared_(std::move(shared)), table_(std::move(table)), analysisId_(analysisId) {}
   virtual ~Procedure() = default;
 
-  // These throw; what() is what GetError tells.
+  // These throw; GetError returns what().
   virtual void Compute() = 0;
   virtual std::shared_ptr<Sheet> MakeResult(int result, int index) = 0;  // null: there is none
-  virtual vlm::IWorkSheet* MakeWork() { throw DataError("This analysis makes no work sheet."); }
+  virtual vlm::IWorkSheet* MakeWork() { throw DataError("This procedure makes no work sheet."); }
+  virtual vlm::ITree* MakeTree() { return nullptr; }  // null: there is none
 
   // Field i of the variable list, which must have as many numbers.
   const std::vector<int>& Field(std::size_t i) const;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <unordered_map>
 
 #include "workbench/data/errors.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/selection.h"
-#include "workbench/stats/coding.h"
 
 namespace velmora {
 
@@ -23,11 +23,17 @@ void KeepNewest(List& list, Item item, std::size_t kept) {
   while (list.size() > kept) list.pop_back();
 }
 
-std::vector<double> CodesThatOccur(const Column& column, const MaskPointer& selected) {
-  return stats::CodeColumn(
-             column.values, column.missingCode,
-             selected ? std::span<const std::uint8_t>(*selected) : std::span<const std::uint8_t>())
-      .codes;
+// The distinct values of the selected cases, ascending.
+std::vector<double> CodesThatOccur(const Column& column, const stats::SortedOrder& order,
+                                   const MaskPointer& selected) {
+  std::vector<double> codes;
+  for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
+    const auto begin = order.cases.begin() + order.starts[d];
+    const auto end = order.cases.begin() + order.starts[d + 1];
+    if (!selected || std::any_of(begin, end, [&](std::uint32_t i) { return (*selected)[i] != 0; }))
+      codes.push_back(order.Value(column.values, d));
+  }
+  return codes;
 }
 
 }  // namespace
@@ -85,7 +91,8 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
   if (continuous) {
     response->tree = stats::MakeContinuousResponse(column.values, column.missingCode, selected, cleanWeights);
   } else {
-    response->codes = codes.empty() ? CodesThatOccur(column, response->selected) : codes;
+    response->codes =
+        codes.empty() ? CodesThatOccur(column, *OrderOf(table, variable), response->selected) : codes;
     if (response->codes.size() < 2) {
       throw DataError("Variable \"" + column.name + "\" has fewer than two response codes.");
     }
@@ -106,8 +113,9 @@ std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOr
   return marked;
 }
 
-std::shared_ptr<const std::vector<std::uint32_t>> HostProcedures::Shared::DoubledRanks(
-    const TablePointer& table, const ResponsePointer& response, const stats::SortedOrder& cases) {
+std::shared_ptr<const stats::CaseRanks> HostProcedures::Shared::Ranks(const TablePointer& table,
+                                                                      const ResponsePointer& response,
+                                                                      const stats::SortedOrder& cases) {
   const auto caseCount = static_cast<std::size_t>(table->caseCount);
   const auto& present = response->tree.present;
   const std::size_t countingCases =
@@ -117,26 +125,15 @@ std::shared_ptr<const std::vector<std::uint32_t>> HostProcedures::Shared::Double
   UseTable(table);
   const bool allCases = cases.CaseCount() == countingCases;
   if (allCases && ranks_.response == response) return ranks_.ranks;
-
-  const OrderPointer order = OrderOf(table, response->variable);
-  const std::vector<std::uint8_t> marked = MarkCases(caseCount, cases);
-  auto ranks = std::make_shared<std::vector<std::uint32_t>>(caseCount);
-  std::uint32_t before = 0;
-  for (std::size_t d = 0; d < order->DistinctCount(); ++d) {
-    const auto begin = static_cast<std::size_t>(order->starts[d]);
-    const auto end = static_cast<std::size_t>(order->starts[d + 1]);
-    std::uint32_t tied = 0;
-    for (std::size_t i = begin; i < end; ++i) tied += marked[order->cases[i]];
-    for (std::size_t i = begin; i < end; ++i) (*ranks)[order->cases[i]] = 2 * before + tied + 1;
-    before += tied;
-  }
+  auto ranks = std::make_shared<const stats::CaseRanks>(*OrderOf(table, response->variable),
+                                                        MarkCases(caseCount, cases), response->tree.weights);
   if (allCases) ranks_ = {response, ranks};
   return ranks;
 }
 
 void HostProcedures::Shared::UseTable(const TablePointer& table) {
   if (table_ == table) return;
-  const TablePointer kept = table;  // may be a part of what goes
+  const TablePointer kept = table;  // may be part of the cache that is cleared
   Forget();
   table_ = kept;
 }
@@ -166,7 +163,7 @@ void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept 
   try {
     spareColumns_.push_back(std::move(column));
   } catch (...) {
-    // Its memory goes, as that of a column too many.
+    // Its memory is freed, as that of a column too many.
   }
 }
 
@@ -182,6 +179,7 @@ void HostProcedures::Shared::Forget() {
 CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels) {
   CodeList list;
   list.all = true;
+  std::unordered_map<std::string_view, double> codeOf;  // filled for the first text
   for (std::size_t at = 0; at < text.size();) {
     const char c = text[at];
     if (c == ' ' || c == '|' || c == '\t') {
@@ -202,11 +200,13 @@ CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels
     } else {
       while (at < text.size() && text[at] != ' ' && text[at] != '|' && text[at] != '\t') word += text[at++];
     }
-    const auto label =
-        std::find_if(labels.begin(), labels.end(), [&](const ValueLabel& one) { return one.text == word; });
-    if (quoted && label != labels.end()) {
-      list.codes.push_back(label->value);
-      continue;
+    if (quoted) {
+      if (codeOf.empty())  // of labels alike the first counts
+        for (const ValueLabel& label : labels) codeOf.emplace(label.text, label.value);
+      if (const auto label = codeOf.find(word); label != codeOf.end()) {
+        list.codes.push_back(label->second);
+        continue;
+      }
     }
     double code = 0;
     const auto read = std::from_chars(word.data(), word.data() + word.size(), code);

@@ -1,4 +1,5 @@
-// What procedures share about the data: selections, responses and sorted orders, made once and counted.
+// What procedures share about the data: selections, responses and sorted orders, made once and
+// counted.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +12,14 @@
 #include "workbench/data/table.h"
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/procedures/order_cache.h"
+#include "workbench/stats/ranks.h"
 #include "workbench/stats/sorted_order.h"
 #include "workbench/stats/tree.h"
 
 namespace velmora {
 
-// The table that an analysis or a sheet was made on: the session's as long as it is there, and what was in it
-// afterwards. Equal when made on the same data.
+// The table that a procedure or a sheet was made from: the session's while it has these data, their
+// copy afterwards. Equal when made from the same data.
 class TablePointer {
  public:
   TablePointer() = default;
@@ -26,7 +28,7 @@ class TablePointer {
   const Table* operator->() const { return place_->now; }
   explicit operator bool() const { return place_ != nullptr; }
   bool operator==(const TablePointer&) const = default;
-  // The live table goes; its content is in old.
+  // The live table is about to change; old has its content.
   void MoveTo(std::shared_ptr<const Table> old) {
     place_->now = old.get();
     place_->kept = std::move(old);
@@ -40,7 +42,7 @@ class TablePointer {
   std::shared_ptr<Place> place_;
 };
 
-// One byte a case, 0: left out. Null: every case.
+// One byte per case, 0: left out. Null: every case.
 using MaskPointer = std::shared_ptr<const std::vector<std::uint8_t>>;
 
 // Case selection and weights of an analysis, as texts and numbers.
@@ -53,7 +55,8 @@ struct CaseSettings {
   bool HasConditions() const { return enabled != 0 && !(inclusion.empty() && exclusion.empty()); }
 };
 
-// A response with the cases that count for it: selected, weighted above 0, one of the codes or not missing.
+// A response with the cases that count for it: selected, weighted above 0, one of the codes or not
+// missing.
 struct Response {
   int variable = 0;
   bool continuous = false;
@@ -65,25 +68,32 @@ struct Response {
 using ResponsePointer = std::shared_ptr<const Response>;
 
 struct HostProcedures::Shared {
-  explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {}
+  explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {
+    treeScratch.checkpoint = [this] { Checkpoint(); };
+  }
 
   // The mask of the selected cases. Throws DataError for a wrong expression.
   MaskPointer Selected(const TablePointer& table, const CaseSettings& cases);
-  // codes: of a classification; empty: all that occur. Throws DataError when there are fewer than two.
+  // codes: of a classification; empty: all that occur. Throws DataError when there are fewer than
+  // two.
   ResponsePointer ResponseOf(const TablePointer& table, int variable, bool continuous,
                              const std::vector<double>& codes, const CaseSettings& cases);
   // All cases of a variable that are neither missing nor NaN, by rising value.
   OrderPointer OrderOf(const TablePointer& table, int variable);
-  // Twice the average ranks of a response over these cases (a subset of those that count for it), one a case.
-  std::shared_ptr<const std::vector<std::uint32_t>> DoubledRanks(const TablePointer& table,
-                                                                 const ResponsePointer& response,
-                                                                 const stats::SortedOrder& cases);
+  // Ranks of a response over these cases, a subset of those that count for it, with its weights.
+  std::shared_ptr<const stats::CaseRanks> Ranks(const TablePointer& table, const ResponsePointer& response,
+                                                const stats::SortedOrder& cases);
+  // Called now and then in long work; throws when the user has cancelled.
+  void Checkpoint() const {
+    if (environment.checkpoint) environment.checkpoint();
+  }
   void Forget();
-  // The session's table, the same pointer until it goes.
+  // The session's table, the same pointer until its data change.
   const TablePointer& LiveTable();
   void ReleaseLiveTable(std::shared_ptr<const Table> old);
 
-  // Columns of doubles that come and go with each predictor: taken empty, given back when done with.
+  // Columns of doubles that come and go with each predictor: acquired empty, released when no
+  // longer used.
   std::vector<double> AcquireColumn();
   void ReleaseColumn(std::vector<double> column) noexcept;
 
@@ -98,33 +108,34 @@ struct HostProcedures::Shared {
   };
   struct KnownRanks {
     ResponsePointer response;
-    std::shared_ptr<const std::vector<std::uint32_t>> ranks;
+    std::shared_ptr<const stats::CaseRanks> ranks;
   };
 
-  // What is kept is of one table; another one begins afresh.
+  // Everything kept belongs to one table; another one begins afresh.
   void UseTable(const TablePointer& table);
 
   std::vector<std::vector<double>> spareColumns_;
   TablePointer live_;
-  TablePointer table_;  // that what follows was made from
+  TablePointer table_;  // the source of the following
   OrderCache orders_;
   std::list<KnownMask> masks_;            // newest first
   std::list<ResponsePointer> responses_;  // newest first
   KnownRanks ranks_;
 };
 
-// Codes of a code list: numbers, texts in double quotation marks, separated by blanks or '|'. all: "*" or an
-// empty list. labels: what texts stand for. Throws DataError for what it cannot read.
+// Codes of a code list: numbers, or texts in double quotation marks, separated by blanks or '|'.
+// all: "*" or an empty list. labels: the codes of texts. Throws DataError for a word that is
+// neither.
 struct CodeList {
   bool all = true;
   std::vector<double> codes;
 };
 CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels);
 
-// A code as outputs show it: its label, else the shortest number text that reads back.
+// A code as outputs show it: its label, otherwise the shortest number text that reads back.
 std::string CodeTextOf(const Column& column, double code);
 
-// One byte a case of the table: 1 for the cases of the order.
+// One byte per case of the table: 1 for the cases of the order.
 std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order);
 
 }  // namespace velmora

@@ -1,6 +1,9 @@
-// The tree analysis: one predictor, one response, and the sheets that tell of the tree.
+// The tree procedure: one predictor, one response; the tree as data, as sheets, and as bins of a
+// work sheet.
 #include <algorithm>
 #include <cmath>
+#include <string_view>
+#include <unordered_map>
 
 #include "workbench/documents/texts.h"
 #include "workbench/procedures/procedure.h"
@@ -11,7 +14,7 @@ namespace velmora {
 
 namespace {
 
-// Number of each node so that a left branch, with everything below it, comes before the right one.
+// Number of each node so that a left branch, with all nodes below it, comes before the right one.
 std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
   std::vector<int> numbers(tree.nodes.size());
   std::vector<int> pending;
@@ -28,12 +31,85 @@ std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
   return numbers;
 }
 
-// "IsMD(v5)", also behind a leading And: what the tree does by itself for its predictor.
+// "IsMD(v5)", also after a leading And: the tree does this by itself for its predictor.
 bool SaysOnlyMissing(std::string_view exclusion, int variable) {
   while (exclusion.starts_with(' ')) exclusion.remove_prefix(1);
   if (exclusion.starts_with("And ")) exclusion.remove_prefix(4);
   return exclusion == "IsMD(v" + std::to_string(variable) + ")";
 }
+
+// Texts of a predictor's levels as lists show them: a label that reads like a list is quoted, and
+// one that several levels share is followed by the number of the level, so that different lists
+// always differ.
+class LevelTexts {
+ public:
+  std::string TextOf(const Column& predictor, double level) {
+    if (uses_.empty())
+      for (const ValueLabel& label : predictor.labels) ++uses_[label.text];
+    std::string text = CodeTextOf(predictor, level);
+    const auto uses = uses_.find(text);
+    if (uses != uses_.end() && (uses->second > 1 || predictor.LabelOf(level) == nullptr))
+      text += " (" + ShortestNumber(level) + ")";
+    return text.find(", ") != std::string::npos || text.starts_with('"') ? Quoted(text) : text;
+  }
+
+ private:
+  static std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + '"';
+  }
+
+  // how many levels have each label; filled for the first text
+  std::unordered_map<std::string, int> uses_;
+};
+
+class TreeData final : public vlm::ITree {
+ public:
+  TreeData(std::vector<vlm::TreeNode> nodes, BinsPointer bins, std::vector<std::vector<double>> levels,
+           std::vector<std::string> levelTexts)
+      : nodes_(std::move(nodes)),
+        bins_(std::move(bins)),
+        levels_(std::move(levels)),
+        levelTexts_(std::move(levelTexts)) {}
+
+  void AddReference() override { ++references_; }
+  void ReleaseReference() override {
+    if (--references_ == 0) delete this;
+  }
+  int GetNodeCount() override { return static_cast<int>(nodes_.size()); }
+  void GetNode(int nodeNumber, vlm::TreeNode* node) override {
+    const bool exists = nodeNumber >= 1 && nodeNumber <= GetNodeCount();
+    *node = exists ? nodes_[static_cast<std::size_t>(nodeNumber - 1)]
+                   : vlm::TreeNode{0, 0, 0, -1, vlm::kMissingValue};
+  }
+  int GetBinCount() override { return static_cast<int>(bins_->nodes.size()); }
+  void GetCutPoints(double* cutPoints) override {
+    std::copy(bins_->cutPoints.begin(), bins_->cutPoints.end(), cutPoints);
+  }
+  int GetLevelCount(int bin) override { return HasBin(bin) ? static_cast<int>(At(levels_, bin).size()) : 0; }
+  void GetLevels(int bin, double* levels) override {
+    if (HasBin(bin)) std::copy(At(levels_, bin).begin(), At(levels_, bin).end(), levels);
+  }
+  void GetLevelText(int bin, vlm::ITextSink* text) override {
+    const std::string_view list = HasBin(bin) ? std::string_view(At(levelTexts_, bin)) : std::string_view();
+    text->Assign(list.data(), vlm::LengthOf(list));
+  }
+
+ private:
+  ~TreeData() = default;
+  bool HasBin(int bin) { return bin >= 0 && bin < GetBinCount(); }
+  template <class T>
+  static const T& At(const std::vector<T>& list, int bin) {
+    return list[static_cast<std::size_t>(bin)];
+  }
+
+  std::vector<vlm::TreeNode> nodes_;
+  BinsPointer bins_;
+  std::vector<std::vector<double>> levels_;  // of each bin
+  std::vector<std::string> levelTexts_;
+  int references_ = 1;
+};
 
 class TreeProcedure final : public Procedure {
  public:
@@ -44,17 +120,20 @@ class TreeProcedure final : public Procedure {
   void Compute() override;
   std::shared_ptr<Sheet> MakeResult(int result, int index) override;
   vlm::IWorkSheet* MakeWork() override;
+  vlm::ITree* MakeTree() override;
 
   void ReadVariables();
   ResponsePointer ResponseFor(CaseSettings cases);
   stats::Tree Grow(const stats::SortedOrder& order);
-  void TellDropped(const std::vector<stats::DroppedCut>& dropped);
+  void ReportDropped(const std::vector<stats::DroppedCut>& dropped);
 
   std::shared_ptr<Sheet> SummarySheet() const;
   std::shared_ptr<Sheet> StructureSheet() const;
   std::shared_ptr<Sheet> NodeSheet(int number) const;
   void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
   std::string BranchText(const stats::TreeNode& parent, bool left) const;
+  std::string LevelList(int node) const;
+  const BinsPointer& TreeBins();
   double FrequentClass(int node) const;
   int NumberOf(int node) const { return numbers_[static_cast<std::size_t>(node - 1)]; }
 
@@ -69,6 +148,8 @@ class TreeProcedure final : public Procedure {
   stats::Tree tree_;
   std::vector<int> numbers_;  // shown number of each node
   std::vector<int> nodeAt_;   // node of each shown number
+  BinsPointer bins_;          // made when first asked for
+  mutable LevelTexts levelTexts_;
 };
 
 void TreeProcedure::ReadVariables() {
@@ -90,8 +171,8 @@ void TreeProcedure::ReadVariables() {
 }
 
 ResponsePointer TreeProcedure::ResponseFor(CaseSettings cases) {
-  // Cases without the predictor are left out of every tree, so a condition that says no more needs no
-  // selection of its own for each predictor.
+  // Cases without the predictor are left out of every tree, so a condition that says no more needs
+  // no selection of its own for each predictor.
   if (cases.enabled != 0 && SaysOnlyMissing(cases.exclusion, predictor_)) cases.exclusion.clear();
   if (!cases.HasConditions()) cases = {0, "", "", cases.weightVariable};
   const std::vector<double> codes =
@@ -102,7 +183,10 @@ ResponsePointer TreeProcedure::ResponseFor(CaseSettings cases) {
 
 void TreeProcedure::Compute() {
   tree_ = {};
+  bins_ = {};
   ReadVariables();
+  levelTexts_ = {};
+  shared_->Checkpoint();
   grownOn_ = ResponseFor(cases_);
   const OrderPointer order =
       RestrictOrder(shared_->OrderOf(table_, predictor_), Predictor().values, {}, codes_);
@@ -125,7 +209,7 @@ stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
                                                    shared_->treeScratch, dropped)
                            : stats::TreeFromCutPoints(grownOn_->tree, column, order, own->second.cutPoints,
                                                       shared_->treeScratch, dropped);
-    TellDropped(dropped);
+    ReportDropped(dropped);
     return tree;
   }
   stats::TreeOptions options;
@@ -138,7 +222,7 @@ stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
       shared_->treeScratch);
 }
 
-void TreeProcedure::TellDropped(const std::vector<stats::DroppedCut>& dropped) {
+void TreeProcedure::ReportDropped(const std::vector<stats::DroppedCut>& dropped) {
   if (!shared_->environment.notice) return;
   for (const stats::DroppedCut& one : dropped) {
     const std::string what =
@@ -188,10 +272,13 @@ std::shared_ptr<Sheet> TreeProcedure::SummarySheet() const {
 
 std::string TreeProcedure::BranchText(const stats::TreeNode& parent, bool left) const {
   if (!categorical_) return (left ? "<=" : ">") + ShortestNumber(parent.splitConstant);
+  return LevelList(left ? parent.left : parent.right);
+}
+
+std::string TreeProcedure::LevelList(int node) const {
   std::string text;
-  for (const double level : tree_.Levels(left ? parent.left : parent.right)) {
-    text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), level);
-  }
+  for (const double level : tree_.Levels(node))
+    text += (text.empty() ? "" : ", ") + levelTexts_.TextOf(Predictor(), level);
   return text;
 }
 
@@ -238,22 +325,46 @@ std::shared_ptr<Sheet> TreeProcedure::NodeSheet(int number) const {
   return sheet;
 }
 
-vlm::IWorkSheet* TreeProcedure::MakeWork() {
-  if (tree_.nodes.empty()) throw DataError("The tree has not been run.");
-  Bins bins;
-  bins.categorical = categorical_;
-  for (const int node : tree_.bins) bins.nodes.push_back(NumberOf(node));
+const BinsPointer& TreeProcedure::TreeBins() {
+  if (bins_) return bins_;
+  auto bins = std::make_shared<Bins>();
+  bins->categorical = categorical_;
+  for (const int node : tree_.bins) bins->nodes.push_back(NumberOf(node));
   if (categorical_) {
     for (std::size_t bin = 0; bin < tree_.bins.size(); ++bin) {
       for (const double level : tree_.Levels(tree_.bins[bin]))
-        bins.levels.emplace_back(level, static_cast<int>(bin));
+        bins->levels.emplace_back(level, static_cast<int>(bin));
     }
-    std::sort(bins.levels.begin(), bins.levels.end());
+    std::sort(bins->levels.begin(), bins->levels.end());
   } else {
-    bins.cutPoints = tree_.CutPoints();
+    bins->cutPoints = tree_.CutPoints();
   }
+  return bins_ = std::move(bins);
+}
+
+vlm::IWorkSheet* TreeProcedure::MakeWork() {
+  if (tree_.nodes.empty()) throw DataError("The tree has not been run.");
   return MakeWorkSheet(
-      std::make_shared<WorkData>(shared_, table_, predictor_, ResponseFor(cases_), codes_, std::move(bins)));
+      std::make_shared<WorkData>(shared_, table_, predictor_, ResponseFor(cases_), codes_, TreeBins()));
+}
+
+vlm::ITree* TreeProcedure::MakeTree() {
+  if (tree_.nodes.empty()) return nullptr;
+  std::vector<vlm::TreeNode> nodes;
+  for (const int place : nodeAt_) {
+    const stats::TreeNode& node = tree_.Node(place);
+    const auto shown = [&](int number) { return number == 0 ? 0 : NumberOf(number); };
+    const bool isCut = node.left != 0 && !categorical_;
+    nodes.push_back({shown(node.parent), shown(node.left), shown(node.right), node.bin,
+                     isCut ? node.splitConstant : vlm::kMissingValue});
+  }
+  std::vector<std::string> levelTexts;
+  std::vector<std::vector<double>> levels;
+  for (const int node : tree_.bins) {
+    levels.push_back(categorical_ ? tree_.Levels(node) : std::vector<double>());
+    levelTexts.push_back(categorical_ ? LevelList(node) : std::string());
+  }
+  return new TreeData(std::move(nodes), TreeBins(), std::move(levels), std::move(levelTexts));
 }
 
 }  // namespace

@@ -2,26 +2,29 @@
 
 #include <algorithm>
 #include <cmath>
+#include "base/tolerant.h"
 
 #include "contract/text.h"
 #include "workbench/documents/texts.h"
-#include "workbench/stats/tree.h"
 
 namespace velmora {
 
-int Bins::BinOf(double value) const {
-  if (!categorical) return static_cast<int>(stats::BinOf(cutPoints, value));
-  const auto level = std::lower_bound(levels.begin(), levels.end(), value,
+int Bins::BinOfLevel(double level) const {
+  const double lowest = -vlm::RaisedByTolerance(-level);
+  const auto found = std::lower_bound(levels.begin(), levels.end(), lowest,
                                       [](const auto& one, double wanted) { return one.first < wanted; });
-  return level != levels.end() && level->first == value ? level->second : -1;
+  if (found == levels.end()) return -1;
+  return found->first == level || vlm::NearlyEqual(found->first, level) ? found->second : -1;
 }
 
 OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
                            std::span<const std::uint8_t> present, std::span<const double> codes) {
   if (!codes.empty()) {
+    std::vector<double> ascending(codes.begin(), codes.end());
+    std::sort(ascending.begin(), ascending.end());
     const auto wanted = [&](double value) {
-      return std::any_of(codes.begin(), codes.end(),
-                         [&](double code) { return NearlyEqualDoubles(value, code); });
+      const auto code = std::lower_bound(ascending.begin(), ascending.end(), -vlm::RaisedByTolerance(-value));
+      return code != ascending.end() && vlm::NearlyEqual(*code, value);
     };
     auto kept = std::make_shared<stats::SortedOrder>();
     for (std::size_t d = 0; d < order->DistinctCount(); ++d) {
@@ -45,13 +48,14 @@ OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
 }
 
 WorkData::WorkData(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table, int predictor,
-                   ResponsePointer response, std::vector<double> predictorCodes, Bins bins)
+                   ResponsePointer response, std::vector<double> predictorCodes, BinsPointer bins)
     : shared_(std::move(shared)),
       table_(std::move(table)),
       predictor_(predictor),
       response_(std::move(response)),
       predictorCodes_(std::move(predictorCodes)),
       bins_(std::move(bins)) {
+  shared_->Checkpoint();  // here, and not where the module reads cells: nothing may be thrown there
   MakeRows();
   rowCount_ = rows_->order->CaseCount();
 }
@@ -74,19 +78,19 @@ void WorkData::MakeRows() {
   const stats::SortedOrder& order = *rows->order;
   const auto runStart = [&](std::size_t d) { return static_cast<std::size_t>(order.starts[d]); };
   const std::size_t runCount = order.DistinctCount();
-  if (bins_.categorical) {
+  if (bins_->categorical) {
     for (std::size_t d = 0; d < runCount; ++d) {
-      rows->segments.push_back({runStart(d), runStart(d + 1), bins_.BinOf(order.Value(column, d))});
+      rows->segments.push_back({runStart(d), runStart(d + 1), bins_->BinOfLevel(order.Value(column, d))});
     }
   } else if (runCount > 0) {
     std::size_t begin = 0;
-    for (std::size_t bin = 0; bin <= bins_.cutPoints.size(); ++bin) {
+    for (std::size_t bin = 0; bin <= bins_->cutPoints.size(); ++bin) {
       std::size_t end = order.CaseCount();
-      if (bin < bins_.cutPoints.size()) {  // the first row above the cut point
-        const double cutPoint = bins_.cutPoints[bin];
+      if (bin < bins_->cutPoints.size()) {  // the first row above the cut point
+        const double bound = vlm::RaisedByTolerance(bins_->cutPoints[bin]);
         end = static_cast<std::size_t>(
             std::partition_point(order.cases.begin() + static_cast<std::ptrdiff_t>(begin), order.cases.end(),
-                                 [&](std::uint32_t i) { return column[i] <= cutPoint; }) -
+                                 [&](std::uint32_t i) { return column[i] <= bound; }) -
             order.cases.begin());
       }
       if (end > begin) rows->segments.push_back({begin, end, static_cast<int>(bin)});
@@ -96,8 +100,8 @@ void WorkData::MakeRows() {
   rows_ = std::move(rows);
 }
 
-const std::vector<std::uint32_t>& WorkData::DoubledRanks() {
-  if (!ranks_) ranks_ = shared_->DoubledRanks(table_, response_, *Rows().order);
+const stats::CaseRanks& WorkData::Ranks() {
+  if (!ranks_) ranks_ = shared_->Ranks(table_, response_, *Rows().order);
   return *ranks_;
 }
 
@@ -105,13 +109,32 @@ namespace {
 
 struct ColumnNames {
   std::string name, longName, format;
-  std::vector<ValueLabel> labels;
+  std::vector<ValueLabel> labels;  // by rising value
+
+  const std::string* LabelOf(double value) const {
+    const auto place = PlaceOf(value);
+    return place != labels.end() && place->value == value ? &place->text : nullptr;
+  }
+  void SetLabel(double value, std::string text) {
+    const auto place = labels.begin() + (PlaceOf(value) - labels.begin());
+    if (place != labels.end() && place->value == value)
+      place->text = std::move(text);
+    else
+      labels.insert(place, {value, std::move(text)});
+  }
+
+ private:
+  std::vector<ValueLabel>::const_iterator PlaceOf(double value) const {
+    return std::lower_bound(labels.begin(), labels.end(), value,
+                            [](const ValueLabel& label, double wanted) { return label.value < wanted; });
+  }
 };
 
 void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), vlm::LengthOf(text)); }
 
-// Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(), Cell(row,
-// column) and FillColumn(column, firstRow, rowCount, values), all with valid numbers.
+// Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(),
+// Cell(row, column) and FillColumn(column, firstRow, rowCount, values), all called with valid
+// numbers.
 template <typename Self, typename Interface>
 class LazySheet : public Interface {
  public:
@@ -165,10 +188,9 @@ class LazySheet : public Interface {
   void GetText(int rowNumber, int columnNumber, vlm::ITextSink* text) override {
     const double value = GetValue(rowNumber, columnNumber);
     if (IsEmptyCell(value)) return Assign(text, "");
-    for (const ValueLabel& label : Find(columnNumber)->labels) {
-      if (label.value == value) return Assign(text, label.text);
-    }
-    Assign(text, ShortestNumber(value));
+    const ColumnNames& column = *Find(columnNumber);
+    const std::string* label = column.LabelOf(value);
+    Assign(text, label != nullptr ? *label : ShortestNumber(value));
   }
   void ReadColumn(int columnNumber, int firstRowNumber, int rowCount, double* values) override {
     int before = 0;
@@ -179,7 +201,7 @@ class LazySheet : public Interface {
     if (there > 0) self().FillColumn(columnNumber, firstRowNumber + before, there, values + before);
     for (int i = before + std::max(there, 0); i < rowCount; ++i) values[i] = vlm::kMissingValue;
   }
-  // Cells come from the maker alone.
+  // Only the maker writes cells.
   void SetValue(int, int, double) override {}
   void SetInteger(int, int, int) override {}
   void SetText(int, int, const char*, int) override {}
@@ -188,8 +210,7 @@ class LazySheet : public Interface {
   void SetValueLabel(int columnNumber, double value, const char* text, int length) override {
     ColumnNames* column = Find(columnNumber);
     if (column == nullptr) return;
-    std::erase_if(column->labels, [&](const ValueLabel& label) { return label.value == value; });
-    column->labels.push_back({value, std::string(vlm::TextOf(text, length))});
+    column->SetLabel(value, std::string(vlm::TextOf(text, length)));
   }
   vlm::ISpreadsheet* Copy(int subjectNumber) override {
     vlm::ISpreadsheet* const document = AsDocument();
@@ -244,8 +265,8 @@ class LazySheet : public Interface {
   int references_ = 1;
 };
 
-// A sheet that the module fills. Cells never written are empty: of each column the rows up to the last one
-// written are kept.
+// A sheet that the module fills. Cells never written are empty: each column keeps the rows up to
+// the last one written.
 class DeferredSheet final : public LazySheet<DeferredSheet, vlm::IDeferredSpreadsheet> {
  public:
   DeferredSheet(std::shared_ptr<HostProcedures::Shared> shared, int rowCount, int columnCount,
@@ -345,8 +366,8 @@ class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
     const std::uint32_t* cases = rows.order->cases.data() + first;
     if (column == 3) return FillCoded(rows, first, count, values);
     if (column == 4) {
-      const std::vector<std::uint32_t>& ranks = data_->DoubledRanks();
-      for (std::size_t i = 0; i < count; ++i) values[i] = 0.5 * ranks[cases[i]];
+      const stats::CaseRanks& ranks = data_->Ranks();
+      for (std::size_t i = 0; i < count; ++i) values[i] = ranks[cases[i]];
       return;
     }
     const std::vector<double>& column1or2 =

@@ -1,8 +1,14 @@
-// Procedures on a work sheet: cross-tabulation, breakdown, descriptive statistics and ranks. Rows of the
-// sheet lie in runs of the predictor and of its bins, so groups are ranges of rows and no case is looked up.
+// Procedures on a work sheet: cross-tabulation, breakdown, descriptive statistics and ranks. The
+// rows of the sheet lie in runs of the predictor and of its bins, so groups are ranges of rows and
+// no case is looked up.
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "base/tolerant.h"
 
 #include "workbench/documents/texts.h"
 #include "workbench/procedures/procedure.h"
@@ -18,22 +24,24 @@ constexpr int kPredictorColumn = 1;
 constexpr int kResponseColumn = 2;
 constexpr int kCodedColumn = 3;
 constexpr int kRanksColumn = 4;
-constexpr double kNoCode = std::numeric_limits<double>::quiet_NaN();  // equals no value: nothing is missing
 
 using LabelsOf = std::function<std::vector<ValueLabel>(int column)>;
 
-std::string TextOfCode(const std::vector<ValueLabel>& labels, double code) {
-  for (const ValueLabel& label : labels) {
-    if (label.value == code) return label.text;
-  }
-  return ShortestNumber(code);
-}
+using stats::CodedRange;
 
-// A range of rows with one code of a column.
-struct CodedRange {
-  std::size_t begin;
-  std::size_t end;
-  double code;
+// Texts of codes by the labels of a column, of labels for one code the first.
+class CodeTexts {
+ public:
+  explicit CodeTexts(const std::vector<ValueLabel>& labels) {
+    for (const ValueLabel& label : labels) textOf_.emplace(label.value, &label.text);
+  }
+  std::string operator()(double code) const {
+    const auto text = textOf_.find(code);
+    return text != textOf_.end() ? *text->second : ShortestNumber(code);
+  }
+
+ private:
+  std::unordered_map<double, const std::string*> textOf_;
 };
 
 class WorkSheetProcedure : public Procedure {
@@ -55,6 +63,7 @@ class WorkSheetProcedure : public Procedure {
       }
       return ranges;
     }
+    Checkpoint();
     if (column != kPredictorColumn) throw DataError("The grouping must be the predictor, plain or coded.");
     const stats::SortedOrder& order = *rows.order;
     for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
@@ -65,8 +74,8 @@ class WorkSheetProcedure : public Procedure {
     return ranges;
   }
 
-  // Weight of each case of the table as this analysis sees it, 0 for a case that it leaves out; null when every
-  // row of the sheet counts once.
+  // Weight of each case of the table as this analysis sees it, 0 for a case that it leaves out;
+  // null when every row of the sheet counts once.
   std::shared_ptr<const std::vector<double>> CaseWeights() const {
     const CaseSettings& sheetCases = data_->ResponseData()->cases;
     const bool sameSelection = !cases_.HasConditions() || (sheetCases.inclusion == cases_.inclusion &&
@@ -92,6 +101,7 @@ class WorkSheetProcedure : public Procedure {
   }
 
   std::vector<ValueLabel> Labels(int column) const { return labels_(column); }
+  void Checkpoint() const { shared_->Checkpoint(); }
 
   std::shared_ptr<WorkData> data_;
 
@@ -99,7 +109,8 @@ class WorkSheetProcedure : public Procedure {
   LabelsOf labels_;
 };
 
-// --- Cross-tabulation ------------------------------------------------------------------------------------
+// --- Cross-tabulation
+// ------------------------------------------------------------------------------------
 
 class CrosstabProcedure final : public WorkSheetProcedure {
  public:
@@ -115,83 +126,52 @@ class CrosstabProcedure final : public WorkSheetProcedure {
     columnColumn_ = Field(1).front();
     const CodeList wantedRows = ParseCodeList(predictorCodes_, Labels(rowColumn_));
     std::vector<CodedRange> rows = RangesOf(rowColumn_);
-    std::erase_if(rows, [&](const CodedRange& range) {
-      return !wantedRows.all && std::find(wantedRows.codes.begin(), wantedRows.codes.end(), range.code) ==
-                                    wantedRows.codes.end();
-    });
-    // Bins of a categorical predictor come in pieces, one a level.
+    const std::unordered_set<double> wantedCodes(wantedRows.codes.begin(), wantedRows.codes.end());
+    std::erase_if(
+        rows, [&](const CodedRange& range) { return !wantedRows.all && !wantedCodes.contains(range.code); });
+    // Bins of a categorical predictor come in pieces, one per level.
     std::stable_sort(rows.begin(), rows.end(),
                      [](const CodedRange& a, const CodedRange& b) { return a.code < b.code; });
-    if (columnColumn_ == kResponseColumn) {
-      CountResponse(rows);
-    } else {
-      CountRanges(rows);
-    }
-    Total();
+    table2_ = columnColumn_ == kResponseColumn ? CountResponse(rows) : CountBins(rows);
+    ran_ = true;
   }
 
-  void Start(const std::vector<CodedRange>& rows, std::vector<double> columnCodes) {
-    table2_ = {};
-    table2_.columnCodes = std::move(columnCodes);
-    for (const CodedRange& row : rows) {
-      if (table2_.rowCodes.empty() || table2_.rowCodes.back() != row.code)
-        table2_.rowCodes.push_back(row.code);
-    }
-    table2_.counts.assign(table2_.rowCodes.size() * table2_.columnCodes.size(), 0.0);
-  }
-  // Counts of the row that a code has: rows are visited by rising code.
-  double* CountsOf(std::size_t& row, double code) {
-    while (table2_.rowCodes[row] != code) ++row;
-    return table2_.counts.data() + row * table2_.columnCodes.size();
+  static std::span<const double> Span(const std::shared_ptr<const std::vector<double>>& weights) {
+    return weights ? std::span<const double>(*weights) : std::span<const double>();
   }
 
-  void CountResponse(const std::vector<CodedRange>& rows) {
+  stats::Crosstab CountResponse(const std::vector<CodedRange>& rows) {
     const Response& response = *data_->ResponseData();
     if (response.continuous) throw DataError("A continuous response cannot be cross-tabulated.");
     // Several codes may share a label; those of the sheet are meant.
     std::vector<ValueLabel> labels = Labels(kResponseColumn);
-    std::erase_if(labels, [&](const ValueLabel& label) {
-      return std::none_of(response.codes.begin(), response.codes.end(),
-                          [&](double code) { return NearlyEqualDoubles(code, label.value); });
-    });
+    std::erase_if(labels,
+                  [&](const ValueLabel& label) { return ClassOf(label.value) == response.codes.size(); });
     CodeList wanted = ParseCodeList(responseCodes_, labels);
     if (wanted.all) wanted.codes = response.codes;
-    Start(rows, wanted.codes);
-    // Where each class of the sheet's response goes; the last place takes what is not asked for.
-    const std::size_t columnCount = wanted.codes.size();
-    std::vector<std::size_t> placeOf(response.codes.size(), columnCount);
-    for (std::size_t c = 0; c < columnCount; ++c) {
-      for (std::size_t k = 0; k < response.codes.size(); ++k) {
-        if (NearlyEqualDoubles(response.codes[k], wanted.codes[c])) placeOf[k] = c;
-      }
+    // The column of each class of the sheet's response; the last place takes classes without one.
+    stats::ClassColumns columns{wanted.codes,
+                                std::vector<std::size_t>(response.codes.size(), wanted.codes.size())};
+    for (std::size_t c = 0; c < wanted.codes.size(); ++c) {
+      const std::size_t place = ClassOf(wanted.codes[c]);
+      if (place < columns.columnOf.size()) columns.columnOf[place] = c;
     }
     const auto weights = CaseWeights();
-    const std::uint32_t* cases = data_->Rows().order->cases.data();
-    const std::uint16_t* classOf = response.tree.classOf.data();
-    std::vector<std::uint32_t> counts(response.codes.size());
-    std::vector<double> sums(response.codes.size());
-    std::size_t row = 0;
-    for (const CodedRange& range : rows) {
-      double* into = CountsOf(row, range.code);
-      std::fill(counts.begin(), counts.end(), 0);
-      std::fill(sums.begin(), sums.end(), 0.0);
-      if (weights) {
-        for (std::size_t i = range.begin; i < range.end; ++i) sums[classOf[cases[i]]] += (*weights)[cases[i]];
-      } else if (counts.size() == 2) {
-        std::uint32_t second = 0;
-        for (std::size_t i = range.begin; i < range.end; ++i) second += classOf[cases[i]];
-        counts = {static_cast<std::uint32_t>(range.end - range.begin) - second, second};
-      } else {
-        for (std::size_t i = range.begin; i < range.end; ++i) ++counts[classOf[cases[i]]];
-      }
-      for (std::size_t k = 0; k < placeOf.size(); ++k) {
-        if (placeOf[k] < columnCount) into[placeOf[k]] += weights ? sums[k] : counts[k];
-      }
-    }
+    return stats::CountClasses(rows, data_->Rows().order->cases, response.tree.classOf, columns,
+                               Span(weights));
+  }
+
+  // The class of a code within the tolerance; the number of classes when it has none.
+  std::size_t ClassOf(double code) {
+    const std::vector<double>& codes = data_->ResponseData()->codes;
+    if (classOf_.empty())
+      for (std::size_t k = codes.size(); k-- > 0;) classOf_[codes[k]] = k;
+    const auto at = classOf_.lower_bound(-vlm::RaisedByTolerance(-code));
+    return at != classOf_.end() && vlm::NearlyEqual(at->first, code) ? at->second : codes.size();
   }
 
   // Columns are ranges too: the predictor's values against its bins.
-  void CountRanges(const std::vector<CodedRange>& rows) {
+  stats::Crosstab CountBins(const std::vector<CodedRange>& rows) {
     const std::vector<CodedRange> columns = RangesOf(columnColumn_);
     CodeList wanted = ParseCodeList(responseCodes_, Labels(columnColumn_));
     if (wanted.all) {
@@ -199,47 +179,8 @@ class CrosstabProcedure final : public WorkSheetProcedure {
       std::sort(wanted.codes.begin(), wanted.codes.end());
       wanted.codes.erase(std::unique(wanted.codes.begin(), wanted.codes.end()), wanted.codes.end());
     }
-    Start(rows, wanted.codes);
     const auto weights = CaseWeights();
-    const std::uint32_t* cases = data_->Rows().order->cases.data();
-    std::size_t row = 0;
-    for (const CodedRange& range : rows) {
-      double* into = CountsOf(row, range.code);
-      for (const CodedRange& column : columns) {
-        const std::size_t begin = std::max(range.begin, column.begin);
-        const std::size_t end = std::min(range.end, column.end);
-        const auto place = std::find(wanted.codes.begin(), wanted.codes.end(), column.code);
-        if (begin >= end || place == wanted.codes.end()) continue;
-        double sum = static_cast<double>(end - begin);
-        if (weights) {
-          sum = 0;
-          for (std::size_t i = begin; i < end; ++i) sum += (*weights)[cases[i]];
-        }
-        into[place - wanted.codes.begin()] += sum;
-      }
-    }
-  }
-
-  // Totals; rows without cases go.
-  void Total() {
-    stats::Crosstab kept;
-    kept.columnCodes = table2_.columnCodes;
-    const std::size_t columnCount = kept.columnCodes.size();
-    kept.columnTotals.assign(columnCount, 0.0);
-    for (std::size_t row = 0; row < table2_.rowCodes.size(); ++row) {
-      double total = 0;
-      for (std::size_t c = 0; c < columnCount; ++c) total += table2_.At(row, c);
-      if (!(total > 0)) continue;
-      kept.rowCodes.push_back(table2_.rowCodes[row]);
-      kept.rowTotals.push_back(total);
-      kept.total += total;
-      for (std::size_t c = 0; c < columnCount; ++c) {
-        kept.counts.push_back(table2_.At(row, c));
-        kept.columnTotals[c] += table2_.At(row, c);
-      }
-    }
-    table2_ = std::move(kept);
-    ran_ = true;
+    return stats::CountRanges(rows, columns, wanted.codes, data_->Rows().order->cases, Span(weights));
   }
 
   std::shared_ptr<Sheet> MakeResult(int result, int index) override {
@@ -250,23 +191,24 @@ class CrosstabProcedure final : public WorkSheetProcedure {
     return nullptr;
   }
 
-  // Column 1 and the names of rows and columns of a sheet with a column each response code.
+  // Column 1 and the names of rows and columns of a sheet with one column per response code.
   std::shared_ptr<Sheet> EmptySheet(bool withTotals) const {
     const int rowCount = static_cast<int>(table2_.rowCodes.size()) + (withTotals ? 1 : 0);
     const int columnCount = static_cast<int>(table2_.columnCodes.size());
     auto sheet = std::make_shared<Sheet>(rowCount, columnCount + (withTotals ? 2 : 1));
     const std::vector<ValueLabel> rowLabels = Labels(rowColumn_);
     const std::vector<ValueLabel> columnLabels = Labels(columnColumn_);
+    const CodeTexts rowTexts(rowLabels), columnTexts(columnLabels);
     sheet->SetColumnName(1, "Level");
     for (int c = 0; c < columnCount; ++c) {
-      const std::string text = TextOfCode(columnLabels, table2_.columnCodes[static_cast<std::size_t>(c)]);
+      const std::string text = columnTexts(table2_.columnCodes[static_cast<std::size_t>(c)]);
       sheet->SetColumnName(2 + c, text);
       sheet->SetColumnLongName(2 + c, text);
     }
     std::vector<ValueLabel> used;
     for (std::size_t row = 0; row < table2_.rowCodes.size(); ++row) {
       const double code = table2_.rowCodes[row];
-      const std::string text = TextOfCode(rowLabels, code);
+      const std::string text = rowTexts(code);
       sheet->SetRowName(static_cast<int>(row) + 1, text);
       sheet->SetCell(static_cast<int>(row) + 1, 1, code);
       used.push_back({code, text});
@@ -332,12 +274,15 @@ class CrosstabProcedure final : public WorkSheetProcedure {
   int rowColumn_ = 0;
   int columnColumn_ = 0;
   stats::Crosstab table2_;
+  std::map<double, std::size_t> classOf_;  // by code; filled for the first question
   bool ran_ = false;
 };
 
-// --- Breakdown and descriptives ---------------------------------------------------------------------------
+// --- Breakdown and descriptives
+// ---------------------------------------------------------------------------
 
-// Values of a column over ranges of rows, gathered for the kernels.
+// Values of a column over ranges of rows, gathered for the kernels. Cases without a weight above 0
+// are left out.
 class Gatherer {
  public:
   Gatherer(WorkData& data, int column, const std::vector<double>* weights)
@@ -346,63 +291,46 @@ class Gatherer {
         (column == kRanksColumn && !data.HasRanks())) {
       throw DataError("The work sheet has no such variable " + std::to_string(column) + " to analyse.");
     }
-    if (column == kRanksColumn) ranks_ = data.DoubledRanks().data();
+    if (column == kRanksColumn) ranks_ = &data.Ranks();
     values_ = data.Shared().AcquireColumn();
   }
   ~Gatherer() { data_.Shared().ReleaseColumn(std::move(values_)); }
   Gatherer(const Gatherer&) = delete;
   Gatherer& operator=(const Gatherer&) = delete;
 
-  void Clear() {
-    values_.clear();
-    caseWeights_.clear();
-  }
   void Add(std::size_t begin, std::size_t end) {
     const std::uint32_t* cases = data_.Rows().order->cases.data();
-    const std::size_t at = values_.size();
-    values_.resize(at + (end - begin));
-    double* into = values_.data() + at;
-    if (ranks_ != nullptr) {
-      for (std::size_t i = begin; i < end; ++i) *into++ = 0.5 * ranks_[cases[i]];
-    } else {
-      const double* column =
-          (column_ == kPredictorColumn ? data_.PredictorColumn() : data_.ResponseColumn()).values.data();
-      for (std::size_t i = begin; i < end; ++i) *into++ = column[cases[i]] + 0.0;  // no minus zero
+    const double* column =
+        (column_ == kPredictorColumn ? data_.PredictorColumn() : data_.ResponseColumn()).values.data();
+    const auto valueAt = [&](std::uint32_t i) { return ranks_ != nullptr ? (*ranks_)[i] : column[i] + 0.0; };
+    if (weights_ == nullptr) {
+      const std::size_t at = values_.size();
+      values_.resize(at + (end - begin));
+      double* into = values_.data() + at;
+      if (ranks_ != nullptr) {
+        for (std::size_t i = begin; i < end; ++i) *into++ = (*ranks_)[cases[i]];
+      } else {
+        // no minus zero
+        for (std::size_t i = begin; i < end; ++i) *into++ = column[cases[i]] + 0.0;
+      }
+      return;
     }
-    if (weights_ == nullptr) return;
-    for (std::size_t i = begin; i < end; ++i) caseWeights_.push_back((*weights_)[cases[i]]);
-  }
-  // Values may be rearranged.
-  stats::Summary Summarize(bool quartiles) {
-    stats::SummaryOptions options;
-    // Rows come by rising predictor value, so its quartiles need no search.
-    const bool sorted = column_ == kPredictorColumn && caseWeights_.empty() && !values_.empty();
-    options.quartiles = quartiles && !sorted;
-    stats::Summary summary = caseWeights_.empty()
-                                 ? stats::SummarizeInPlace(values_, options)
-                                 : stats::Summarize(values_, kNoCode, {}, caseWeights_, options);
-    if (quartiles && sorted) {
-      summary.lowerQuartile = SortedQuantile(1);
-      summary.median = SortedQuantile(2);
-      summary.upperQuartile = SortedQuantile(3);
+    for (std::size_t i = begin; i < end; ++i) {
+      const double weight = (*weights_)[cases[i]];
+      if (!(weight > 0)) continue;
+      values_.push_back(valueAt(cases[i]));
+      caseWeights_.push_back(weight);
     }
-    return summary;
   }
-  const std::vector<double>& Values() const { return values_; }
+  // The caller may rearrange the values.
+  std::span<double> Values() { return values_; }
+  std::span<const double> Weights() const { return caseWeights_; }
 
  private:
-  // As stats::Summary defines them: the smallest value with at least the share at or below it, averaged with the
-  // next one where that is exactly the share.
-  double SortedQuantile(std::size_t quarters) const {
-    const std::size_t n = values_.size();
-    const std::size_t place = n * quarters / 4;
-    return n * quarters % 4 == 0 ? (values_[place - 1] + values_[place]) / 2 : values_[place];
-  }
-
   WorkData& data_;
   int column_;
   const std::vector<double>* weights_;
-  const std::uint32_t* ranks_ = nullptr;
+  const stats::CaseRanks* ranks_ = nullptr;
   std::vector<double> values_;
   std::vector<double> caseWeights_;
 };
@@ -429,66 +357,78 @@ class BreakdownProcedure final : public WorkSheetProcedure {
     grouping_ = Field(1).front();
     quartiles_ = Option(vlm::kBreakdownQuartilesOption) != 0;
     levels_.clear();
+    shares_.clear();
+    stats::SummaryOptions options;
+    options.quartiles = quartiles_;
+    EachVariable(
+        [&](Gatherer& values, const std::vector<double>& codes, const std::vector<std::size_t>& ends) {
+          stats::Breakdown breakdown = stats::BreakDown(values.Values(), values.Weights(), ends, options);
+          levels_.resize(codes.size() + 1);
+          for (std::size_t level = 0; level < codes.size(); ++level) {
+            levels_[level].code = codes[level];
+            levels_[level].variables.push_back(breakdown.levels[level]);
+          }
+          levels_.back().variables.push_back(breakdown.total);
+        });
+    hasCases_.clear();
+    for (const Level& level : levels_) hasCases_.push_back(level.variables.front().weight > 0);
+    const Level totals = std::move(levels_.back());
+    levels_.pop_back();
+    std::erase_if(levels_, [](const Level& level) { return !(level.variables.front().weight > 0); });
+    levels_.push_back(totals);
+  }
+
+  // Gathers each analysed variable, level by level: function(values, code of each level, one past
+  // its last value).
+  template <class Function>
+  void EachVariable(Function function) {
     std::vector<CodedRange> ranges = RangesOf(grouping_);
     std::stable_sort(ranges.begin(), ranges.end(),
                      [](const CodedRange& a, const CodedRange& b) { return a.code < b.code; });
     const auto weights = CaseWeights();
     for (const int variable : Field(0)) {
+      Checkpoint();
       Gatherer values(*data_, variable, weights.get());
-      if (weights || quartiles_) {
-        SummarizeEach(values, ranges);
-      } else {
-        SummarizeTogether(values, ranges);
+      std::vector<double> codes;
+      std::vector<std::size_t> ends;
+      for (const CodedRange& range : ranges) {
+        values.Add(range.begin, range.end);
+        if (codes.empty() || codes.back() != range.code) {
+          codes.push_back(range.code);
+          ends.push_back(0);
+        }
+        ends.back() = values.Values().size();
       }
-    }
-    const std::size_t totals = levels_.size() - 1;
-    for (std::size_t level = totals; level-- > 0;) {
-      if (!(levels_[level].variables.front().weight > 0)) {
-        levels_.erase(levels_.begin() + static_cast<std::ptrdiff_t>(level));
-      }
+      function(values, codes, ends);
     }
   }
 
-  // Level by level and then all cases, each gathered anew.
-  void SummarizeEach(Gatherer& values, const std::vector<CodedRange>& ranges) {
-    std::size_t level = 0;
-    for (std::size_t first = 0; first < ranges.size();) {
-      std::size_t last = first;
-      values.Clear();
-      for (; last < ranges.size() && ranges[last].code == ranges[first].code; ++last) {
-        values.Add(ranges[last].begin, ranges[last].end);
-      }
-      LevelAt(level++, ranges[first].code).variables.push_back(values.Summarize(quartiles_));
-      first = last;
+  // Made when asked for: only degenerate data need them.
+  std::shared_ptr<Sheet> SharesSheet() {
+    if (shares_.empty()) {
+      EachVariable([&](Gatherer& values, const std::vector<double>&, const std::vector<std::size_t>& ends) {
+        shares_.push_back(stats::WithinShares(values.Values(), values.Weights(), ends));
+      });
     }
-    values.Clear();
-    for (const CodedRange& range : ranges) values.Add(range.begin, range.end);
-    LevelAt(level, 0).variables.push_back(values.Summarize(quartiles_));
-  }
-
-  void SummarizeTogether(Gatherer& values, const std::vector<CodedRange>& ranges) {
-    std::vector<std::size_t> ends;
-    std::vector<double> codes;
-    for (const CodedRange& range : ranges) {
-      values.Add(range.begin, range.end);
-      if (codes.empty() || codes.back() != range.code) {
-        codes.push_back(range.code);
-        ends.push_back(0);
+    auto sheet =
+        std::make_shared<Sheet>(static_cast<int>(levels_.size()) - 1, 1 + static_cast<int>(shares_.size()));
+    sheet->SetColumnName(1, "Level");
+    for (std::size_t variable = 0; variable < shares_.size(); ++variable) {
+      const int column = static_cast<int>(variable) + 2;
+      sheet->SetColumnName(column, "SS share");
+      int row = 0;
+      for (std::size_t level = 0; level + 1 < hasCases_.size(); ++level) {
+        if (!hasCases_[level]) continue;
+        sheet->SetCell(row + 1, 1, levels_[static_cast<std::size_t>(row)].code);
+        ++row;
+        SetCellOrMissing(*sheet, row, column, shares_[variable][level]);
       }
-      ends.back() = values.Values().size();
     }
-    stats::Breakdown breakdown = stats::BreakDownRanges(values.Values(), ends);
-    for (std::size_t level = 0; level < codes.size(); ++level)
-      LevelAt(level, codes[level]).variables.push_back(breakdown.levels[level]);
-    LevelAt(codes.size(), 0).variables.push_back(breakdown.total);
-  }
-
-  Level& LevelAt(std::size_t level, double code) {
-    if (level == levels_.size()) levels_.push_back({code, {}});
-    return levels_[level];
+    return sheet;
   }
 
   std::shared_ptr<Sheet> MakeResult(int result, int) override {
+    if (result == vlm::kBreakdownSharesResult && !levels_.empty()) return SharesSheet();
     if (result != vlm::kBreakdownResult || levels_.empty()) return nullptr;
     const std::vector<std::string> names =
         quartiles_ ? std::vector<std::string>{"N",      "Means", "Std.Dev.", "Variance", "Minimum", "Q25",
@@ -504,10 +444,11 @@ class BreakdownProcedure final : public WorkSheetProcedure {
       }
     }
     const std::vector<ValueLabel> labels = Labels(grouping_);
+    const CodeTexts texts(labels);
     for (int row = 1; row <= sheet->RowCount(); ++row) {
       const Level& level = levels_[static_cast<std::size_t>(row - 1)];
       const bool all = row == sheet->RowCount();
-      sheet->SetRowName(row, all ? "All groups" : TextOfCode(labels, level.code));
+      sheet->SetRowName(row, all ? "All groups" : texts(level.code));
       if (!all) sheet->SetCell(row, 1, level.code);
       for (int v = 0; v < variableCount; ++v) {
         FillSummary(*sheet, row, 2 + v * perVariable, level.variables[static_cast<std::size_t>(v)]);
@@ -527,7 +468,9 @@ class BreakdownProcedure final : public WorkSheetProcedure {
 
   int grouping_ = 0;
   bool quartiles_ = false;
-  std::vector<Level> levels_;  // the last one: all cases
+  std::vector<Level> levels_;                // those that have cases; the last one: all cases
+  std::vector<bool> hasCases_;               // of every level of the grouping, and of all cases
+  std::vector<std::vector<double>> shares_;  // of each variable, over every level of the grouping
 };
 
 class DescriptivesProcedure final : public WorkSheetProcedure {
@@ -541,9 +484,13 @@ class DescriptivesProcedure final : public WorkSheetProcedure {
     summaries_.clear();
     const auto weights = CaseWeights();
     for (const int variable : Field(0)) {
+      Checkpoint();
       Gatherer values(*data_, variable, weights.get());
       values.Add(0, data_->RowCount());
-      summaries_.push_back(values.Summarize(true));
+      stats::SummaryOptions options;
+      options.quartiles = true;
+      options.ascending = variable == kPredictorColumn;  // rows come by rising predictor value
+      summaries_.push_back(stats::Summarize(values.Values(), values.Weights(), options));
     }
   }
 

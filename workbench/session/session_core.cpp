@@ -2,6 +2,7 @@
 #include "workbench/session/session_core.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <span>
 #include <stdexcept>
@@ -62,6 +63,17 @@ void SessionCore::ConnectProcedures() {
   };
   environment.notice = [self](std::string_view text) {
     if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
+  };
+  // A face may have to look at its windows for an answer, so it is not asked at every call.
+  environment.checkpoint = [self, next = std::chrono::steady_clock::time_point()]() mutable {
+    constexpr auto kInterval = std::chrono::milliseconds(50);
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next) return;
+    next = now + kInterval;
+    const std::shared_ptr<SessionCore> core = self.lock();
+    if (core == nullptr || !core->face.CancelPressed()) return;
+    core->procedureCancelled = true;
+    throw Cancelled();
   };
   procedures = std::make_unique<HostProcedures>(std::move(environment));
 }

@@ -114,6 +114,7 @@ void SessionServices::dstart(int stepCount) {
   CloseProgress();
   progressOpen_ = true;
   cancelPressed_ = false;
+  core_.procedureCancelled = false;
   stepCount_ = std::max(stepCount, 0);
   nextShownStep_ = 1;
   try {
@@ -150,7 +151,7 @@ void SessionServices::CloseProgress() {
   }
 }
 
-int SessionServices::pcancel() { return progressOpen_ && cancelPressed_; }
+int SessionServices::pcancel() { return progressOpen_ && (cancelPressed_ || core_.procedureCancelled); }
 
 // Nobody but the progress display cancels a run.
 int SessionServices::IsExternallyCancelled() { return 0; }

@@ -3,49 +3,108 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
+#include <unordered_map>
 
 #include "workbench/stats/distributions.h"
 
 namespace velmora::stats {
+namespace {
 
-Crosstab MakeCrosstab(const Coding& rows, const Coding& columns, std::span<const double> weights) {
-  Crosstab table;
-  table.rowCodes = rows.codes;
-  table.columnCodes = columns.codes;
-  const std::size_t width = columns.LevelCount();
-  if (rows.LevelCount() != 0 && width > (std::size_t{1} << 27) / rows.LevelCount())
-    throw std::length_error("a frequency table of " + std::to_string(rows.LevelCount()) + " by " +
-                            std::to_string(width) + " codes is too large");
-  table.counts.assign(rows.LevelCount() * width, 0);
-  if (weights.empty()) {
-    std::vector<std::int64_t> counts(table.counts.size());
-    for (std::size_t i = 0; i < rows.levelOf.size(); ++i)
-      if ((rows.levelOf[i] | columns.levelOf[i]) >= 0)
-        ++counts[static_cast<std::size_t>(rows.levelOf[i]) * width +
-                 static_cast<std::size_t>(columns.levelOf[i])];
-    for (std::size_t cell = 0; cell < counts.size(); ++cell) {
-      table.counts[cell] = static_cast<double>(counts[cell]);
-      table.cases += counts[cell];
+double WeightOf(const CodedRange& range, std::span<const std::uint32_t> cases,
+                std::span<const double> weights) {
+  if (weights.empty()) return static_cast<double>(range.end - range.begin);
+  double sum = 0;
+  for (std::size_t i = range.begin; i < range.end; ++i) sum += weights[cases[i]];
+  return sum;
+}
+
+// Counts of a table whose rows are visited in order.
+class TableFiller {
+ public:
+  explicit TableFiller(std::vector<double> columnCodes) { table_.columnCodes = std::move(columnCodes); }
+
+  // The counts of the row of this code: those of the last call, or of a new row.
+  double* RowOf(double code) {
+    if (table_.rowCodes.empty() || table_.rowCodes.back() != code) {
+      table_.rowCodes.push_back(code);
+      table_.counts.resize(table_.counts.size() + Width(), 0.0);
     }
-  } else {
-    for (std::size_t i = 0; i < rows.levelOf.size(); ++i) {
-      if ((rows.levelOf[i] | columns.levelOf[i]) < 0 || !(weights[i] > 0) || !std::isfinite(weights[i]))
-        continue;
-      table.counts[static_cast<std::size_t>(rows.levelOf[i]) * width +
-                   static_cast<std::size_t>(columns.levelOf[i])] += weights[i];
-      ++table.cases;
+    return table_.counts.data() + table_.counts.size() - Width();
+  }
+
+  // Adds totals; rows without cases go.
+  Crosstab Finish() {
+    Crosstab kept;
+    kept.columnCodes = table_.columnCodes;
+    kept.columnTotals.assign(Width(), 0.0);
+    for (std::size_t row = 0; row < table_.rowCodes.size(); ++row) {
+      double total = 0;
+      for (std::size_t c = 0; c < Width(); ++c) total += table_.At(row, c);
+      if (!(total > 0)) continue;
+      kept.rowCodes.push_back(table_.rowCodes[row]);
+      kept.rowTotals.push_back(total);
+      kept.total += total;
+      for (std::size_t c = 0; c < Width(); ++c) {
+        kept.counts.push_back(table_.At(row, c));
+        kept.columnTotals[c] += table_.At(row, c);
+      }
+    }
+    return kept;
+  }
+
+ private:
+  std::size_t Width() const { return table_.columnCodes.size(); }
+
+  Crosstab table_;
+};
+
+}  // namespace
+
+Crosstab CountClasses(std::span<const CodedRange> rows, std::span<const std::uint32_t> cases,
+                      std::span<const std::uint16_t> classOf, const ClassColumns& columns,
+                      std::span<const double> weights) {
+  TableFiller table(columns.codes);
+  std::vector<std::uint32_t> counts(columns.columnOf.size());
+  std::vector<double> sums(columns.columnOf.size());
+  for (const CodedRange& range : rows) {
+    double* const row = table.RowOf(range.code);
+    std::fill(counts.begin(), counts.end(), 0);
+    std::fill(sums.begin(), sums.end(), 0.0);
+    if (!weights.empty()) {
+      for (std::size_t i = range.begin; i < range.end; ++i) sums[classOf[cases[i]]] += weights[cases[i]];
+    } else if (counts.size() == 2) {
+      std::uint32_t second = 0;
+      for (std::size_t i = range.begin; i < range.end; ++i) second += classOf[cases[i]];
+      counts = {static_cast<std::uint32_t>(range.end - range.begin) - second, second};
+    } else {
+      for (std::size_t i = range.begin; i < range.end; ++i) ++counts[classOf[cases[i]]];
+    }
+    for (std::size_t k = 0; k < columns.columnOf.size(); ++k) {
+      if (columns.columnOf[k] < columns.codes.size())
+        row[columns.columnOf[k]] += weights.empty() ? counts[k] : sums[k];
     }
   }
-  table.rowTotals.assign(rows.LevelCount(), 0);
-  table.columnTotals.assign(width, 0);
-  for (std::size_t r = 0; r < rows.LevelCount(); ++r)
-    for (std::size_t c = 0; c < width; ++c) {
-      table.rowTotals[r] += table.At(r, c);
-      table.columnTotals[c] += table.At(r, c);
+  return table.Finish();
+}
+
+Crosstab CountRanges(std::span<const CodedRange> rows, std::span<const CodedRange> columns,
+                     std::span<const double> columnCodes, std::span<const std::uint32_t> cases,
+                     std::span<const double> weights) {
+  std::unordered_map<double, std::size_t> columnOf;
+  for (std::size_t c = 0; c < columnCodes.size(); ++c) columnOf.emplace(columnCodes[c], c);
+  TableFiller table({columnCodes.begin(), columnCodes.end()});
+  for (const CodedRange& range : rows) {
+    double* const row = table.RowOf(range.code);
+    auto column = std::partition_point(columns.begin(), columns.end(),
+                                       [&](const CodedRange& one) { return one.end <= range.begin; });
+    for (; column != columns.end() && column->begin < range.end; ++column) {
+      const auto place = columnOf.find(column->code);
+      if (place == columnOf.end()) continue;
+      const CodedRange common{std::max(range.begin, column->begin), std::min(range.end, column->end), 0};
+      row[place->second] += WeightOf(common, cases, weights);
     }
-  for (const double rowTotal : table.rowTotals) table.total += rowTotal;
-  return table;
+  }
+  return table.Finish();
 }
 
 IndependenceTest TestIndependence(const Crosstab& table) {

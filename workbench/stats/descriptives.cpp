@@ -4,43 +4,9 @@
 #include <cmath>
 
 #include "workbench/stats/distributions.h"
-#include "workbench/stats/missing.h"
 
 namespace velmora::stats {
 namespace {
-
-// Valid cases gathered by group: those of group g stand at [starts[g], starts[g + 1]), in case order.
-struct Grouped {
-  std::vector<std::size_t> starts;
-  std::vector<double> values;
-  std::vector<double> weights;  // empty without weights
-};
-
-template <class GroupOf>
-Grouped Gather(std::span<const double> column, double missingCode, std::span<const double> weights,
-               std::size_t groups, GroupOf groupOf) {
-  const MissingRange missing(missingCode);
-  const auto valid = [&](std::size_t i) {
-    return groupOf(i) >= 0 && !missing.Absent(column[i]) &&
-           (weights.empty() || (weights[i] > 0 && std::isfinite(weights[i])));
-  };
-  Grouped grouped;
-  grouped.starts.assign(groups + 2, 0);
-  for (std::size_t i = 0; i < column.size(); ++i)
-    if (valid(i)) ++grouped.starts[static_cast<std::size_t>(groupOf(i)) + 2];
-  for (std::size_t g = 2; g < grouped.starts.size(); ++g) grouped.starts[g] += grouped.starts[g - 1];
-  grouped.values.resize(grouped.starts.back());
-  if (!weights.empty()) grouped.weights.resize(grouped.values.size());
-  // Entry g + 1 is the next free place of group g, and in the end the first of group g + 1.
-  for (std::size_t i = 0; i < column.size(); ++i) {
-    if (!valid(i)) continue;
-    const std::size_t place = grouped.starts[static_cast<std::size_t>(groupOf(i)) + 1]++;
-    grouped.values[place] = column[i] + 0.0;
-    if (!weights.empty()) grouped.weights[place] = weights[i];
-  }
-  grouped.starts.pop_back();
-  return grouped;
-}
 
 double QuantileOf(std::span<double> values, double share) {
   const double place = share * static_cast<double>(values.size());
@@ -63,7 +29,20 @@ double WeightedQuantile(std::span<const std::pair<double, double>> ascending, do
   return Summary::kNone;
 }
 
-void AddQuartiles(std::span<double> values, std::span<const double> weights, Summary& summary) {
+double SortedQuantile(std::span<const double> ascending, std::size_t quarters) {
+  const std::size_t count = ascending.size();
+  const std::size_t place = count * quarters / 4;
+  return count * quarters % 4 == 0 ? (ascending[place - 1] + ascending[place]) / 2 : ascending[place];
+}
+
+void AddQuartiles(std::span<double> values, std::span<const double> weights, bool ascendingValues,
+                  Summary& summary) {
+  if (weights.empty() && ascendingValues) {
+    summary.lowerQuartile = SortedQuantile(values, 1);
+    summary.median = SortedQuantile(values, 2);
+    summary.upperQuartile = SortedQuantile(values, 3);
+    return;
+  }
   if (weights.empty()) {
     summary.median = QuantileOf(values, 0.5);
     summary.lowerQuartile = QuantileOf(values, 0.25);
@@ -90,8 +69,8 @@ void AddLimits(double confidence, Summary& summary) {
   summary.upperLimit = summary.mean + reach;
 }
 
-// From minimum, maximum, weight and the sum of squares about a first rounding of the mean. rest: what the deviations
-// from it sum to, which corrects both.
+// From minimum, maximum, weight and the sum of squares about a first rounding of the mean. rest:
+// the sum of the deviations from it, which corrects both.
 void Finish(double mean, double rest, double confidence, Summary& summary) {
   summary.squares -= rest * rest / summary.weight;
   if (summary.squares < 0) summary.squares = 0;  // rounding; not a number stays so
@@ -100,8 +79,8 @@ void Finish(double mean, double rest, double confidence, Summary& summary) {
   AddLimits(confidence, summary);
 }
 
-// values may be rearranged.
-Summary SummaryOf(std::span<double> values, std::span<const double> weights, const SummaryOptions& options) {
+// Everything but quartiles.
+Summary Moments(std::span<const double> values, std::span<const double> weights, double confidence) {
   Summary summary;
   summary.cases = static_cast<std::int64_t>(values.size());
   if (values.empty()) return summary;
@@ -121,48 +100,14 @@ Summary SummaryOf(std::span<double> values, std::span<const double> weights, con
     rest += weightAt(i) * gap;
     summary.squares += weightAt(i) * gap * gap;
   }
-  Finish(mean, rest, options.confidence, summary);
-  if (options.quartiles) AddQuartiles(values, weights, summary);
+  Finish(mean, rest, confidence, summary);
   return summary;
 }
 
-}  // namespace
-
-Summary Summarize(std::span<const double> column, double missingCode, std::span<const std::uint8_t> selected,
-                  std::span<const double> weights, const SummaryOptions& options) {
-  Grouped grouped = Gather(column, missingCode, weights, 1, [&](std::size_t i) {
-    return selected.empty() || selected[i] != 0 ? 0 : kNoLevel;
-  });
-  return SummaryOf(grouped.values, grouped.weights, options);
-}
-
-Summary SummarizeInPlace(std::span<double> values, const SummaryOptions& options) {
-  return SummaryOf(values, {}, options);
-}
-
-Breakdown BreakDown(std::span<const double> column, double missingCode, const Coding& grouping,
-                    std::span<const double> weights, const SummaryOptions& options) {
-  Grouped grouped = Gather(column, missingCode, weights, grouping.LevelCount(),
-                           [&](std::size_t i) { return grouping.levelOf[i]; });
-  Breakdown breakdown;
-  const std::span<double> values = grouped.values;
-  const std::span<const double> gatheredWeights = grouped.weights;
-  for (std::size_t g = 0; g < grouping.LevelCount(); ++g) {
-    const std::size_t first = grouped.starts[g];
-    const std::size_t count = grouped.starts[g + 1] - first;
-    // Quartiles may rearrange the values of a group, but within the group and only where there are no
-    // weights.
-    breakdown.levels.push_back(
-        SummaryOf(values.subspan(first, count),
-                  weights.empty() ? gatheredWeights : gatheredWeights.subspan(first, count), options));
-  }
-  breakdown.total = SummaryOf(values, gatheredWeights, options);
-  return breakdown;
-}
-
-// Sums of a level and of all values are two chains of additions, each in the order of the values, which the processor
-// works on side by side.
-Breakdown BreakDownRanges(std::span<const double> values, std::span<const std::size_t> ends) {
+// Without weights and quartiles. Sums of a level and of all values are two chains of additions,
+// each in the order of the values, which the processor works on side by side.
+Breakdown BreakDownPlainly(std::span<const double> values, std::span<const std::size_t> ends,
+                           double confidence) {
   Breakdown breakdown;
   breakdown.levels.resize(ends.size());
   Summary& total = breakdown.total;
@@ -203,11 +148,69 @@ Breakdown BreakDownRanges(std::span<const double> values, std::span<const std::s
       totalSquares += totalGap * totalGap;
     }
     breakdown.levels[level].squares = squares;
-    Finish(mean, rest, SummaryOptions{}.confidence, breakdown.levels[level]);
+    Finish(mean, rest, confidence, breakdown.levels[level]);
   }
   total.squares = totalSquares;
-  Finish(totalMean, totalRest, SummaryOptions{}.confidence, total);
+  Finish(totalMean, totalRest, confidence, total);
   return breakdown;
+}
+
+// value x 2^-exponent, exact but for values that vanish beside the largest.
+std::vector<double> Scaled(std::span<const double> values) {
+  double largest = 0;
+  for (const double value : values) largest = std::max(largest, std::fabs(value));
+  const int exponent = largest > 0 ? std::max(std::ilogb(largest), -1021) : 0;
+  std::vector<double> scaled(values.size());
+  for (std::size_t i = 0; i < values.size(); ++i) scaled[i] = std::ldexp(values[i], -exponent);
+  return scaled;
+}
+
+// f(level, first value, number of values) for each level.
+template <class Function>
+void VisitLevels(std::span<const std::size_t> ends, Function function) {
+  for (std::size_t level = 0, first = 0; level < ends.size(); first = ends[level++])
+    function(level, first, ends[level] - first);
+}
+
+}  // namespace
+
+Summary Summarize(std::span<double> values, std::span<const double> weights, const SummaryOptions& options) {
+  Summary summary = Moments(values, weights, options.confidence);
+  if (options.quartiles && !values.empty()) AddQuartiles(values, weights, options.ascending, summary);
+  return summary;
+}
+
+Breakdown BreakDown(std::span<double> values, std::span<const double> weights,
+                    std::span<const std::size_t> ends, const SummaryOptions& options) {
+  if (weights.empty() && !options.quartiles) return BreakDownPlainly(values, ends, options.confidence);
+  Breakdown breakdown;
+  breakdown.levels.resize(ends.size());
+  // Sums first, quartiles last: those of a level rearrange the level, those of the total all
+  // values.
+  breakdown.total = Moments(values, weights, options.confidence);
+  VisitLevels(ends, [&](std::size_t level, std::size_t first, std::size_t count) {
+    breakdown.levels[level] = Summarize(values.subspan(first, count),
+                                        weights.empty() ? weights : weights.subspan(first, count), options);
+  });
+  if (options.quartiles && !values.empty()) AddQuartiles(values, weights, options.ascending, breakdown.total);
+  return breakdown;
+}
+
+std::vector<double> WithinShares(std::span<const double> values, std::span<const double> weights,
+                                 std::span<const std::size_t> ends) {
+  const std::vector<double> scaled = Scaled(values);
+  const std::vector<double> scaledWeights = Scaled(weights);
+  const std::span<const double> all = scaled, allWeights = scaledWeights;
+  const double total = Moments(all, allWeights, SummaryOptions{}.confidence).squares;
+  std::vector<double> shares(ends.size(), Summary::kNone);
+  if (!(total > 0)) return shares;
+  VisitLevels(ends, [&](std::size_t level, std::size_t first, std::size_t count) {
+    const Summary summary =
+        Moments(all.subspan(first, count), allWeights.empty() ? allWeights : allWeights.subspan(first, count),
+                SummaryOptions{}.confidence);
+    shares[level] = summary.squares / total;
+  });
+  return shares;
 }
 
 }  // namespace velmora::stats

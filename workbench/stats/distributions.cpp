@@ -24,7 +24,7 @@ using Policy = bm::policies::policy<bm::policies::domain_error<bm::policies::ign
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-// Numbers of degrees of freedom beyond what any data give are moved to where the series still converge.
+// Degrees of freedom beyond those of any data are moved to where the series still converge.
 double Bounded(double df) { return df < 1e-8 ? 1e-8 : df > 1e12 ? kInfinity : df; }
 
 }  // namespace

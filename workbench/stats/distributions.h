@@ -1,8 +1,9 @@
-// Tail probabilities and quantiles of the tests. Accurate far into the tails: an upper tail is never made by
-// taking a lower one from 1. No call throws; results do not depend on the platform's long double.
+// Tail probabilities and quantiles of the tests. Accurate far into the tails: an upper tail is
+// never made by taking a lower one from 1. No call throws; results do not depend on the platform's
+// long double.
 //
-// For every function: NaN when an argument is NaN or a number of degrees of freedom is not above 0. An
-// infinite number of degrees of freedom gives the limit.
+// For every function: NaN when an argument is NaN or a number of degrees of freedom is not above 0.
+// An infinite number of degrees of freedom gives the limit.
 #pragma once
 
 namespace velmora::stats {

@@ -9,12 +9,12 @@ namespace velmora::stats {
 
 inline constexpr std::size_t kDensityPoints = 256;
 
-// densities[k] := f(points[k]). Values that are not finite are left out. All densities are 0 where no value
-// is left or the bandwidth is not above 0: there is no curve then. Up to about 10 million pairs of value and
-// point the sum is taken as it stands. Above that, values are shared out to a grid of h / 128, each to its
-// two neighbours, which changes a density by less than 1e-5 of the curve's highest possible value 1 / (h
-// sqrt(2 pi)); where the grid would be longer than 4 million cells, only the values within 9 h of a point are
-// summed, which leaves out less than 1e-17 of that value.
+// densities[k] := f(points[k]). Values that are not finite are left out. All densities are 0 where
+// no value is left or the bandwidth is not above 0: there is no curve then. Up to about 10 million
+// pairs of value and point the sum is exact. Above that, values are distributed over a grid of h /
+// 128, each to its two neighbours, which changes a density by less than 1e-5 of the curve's highest
+// possible value 1 / (h sqrt(2 pi)); where the grid would be longer than 4 million cells, only the
+// values within 9 h of a point are summed, which leaves out less than 1e-17 of that value.
 void GaussianDensity(std::span<const double> values, double bandwidth, std::span<const double> points,
                      std::span<double> densities);
 

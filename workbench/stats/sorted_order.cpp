@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
+#include <limits>
 #include <stdexcept>
 
 #include "base/vector_dispatch.h"
@@ -10,7 +12,7 @@
 namespace velmora::stats {
 namespace {
 
-// Digits of one counting pass: as wide as possible while the places written to stay in reach of the caches.
+// Digits of one counting pass: as wide as possible while the places written to stay in the caches.
 constexpr int kWideDigitBits = 11;
 constexpr int kNarrowDigitBits = 8;
 constexpr std::size_t kManyCases = 400000;  // from here on digits are narrow
@@ -18,8 +20,9 @@ constexpr int kMaxPasses = 4;
 constexpr std::size_t kDigitCount = std::size_t{1} << kWideDigitBits;
 constexpr std::size_t kInsertionRun = 32;  // runs up to this length are sorted by insertion
 constexpr std::size_t kRadixRun = 2048;    // runs from this length on by counting passes
-constexpr std::size_t kMovesPerCase = 4;   // insertion is given up above this many moves a case
-constexpr int kTables = 4;                 // interleaved counters hide the latency of repeated increments
+constexpr std::size_t kMovesPerCase = 4;   // insertion ends above this many moves per case
+// interleaved counters hide the latency of repeated increments
+constexpr int kTables = 4;
 
 double ValueOfImage(std::int64_t image) {
   constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
@@ -39,7 +42,7 @@ VELMORA_INLINE Survey SurveyBody(const double* values, std::size_t count, std::i
   std::int64_t maximum = std::numeric_limits<std::int64_t>::min();
   std::int64_t absent = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::int64_t image = OrderedImage(values[i]);
+    const std::int64_t image = OrderedBits(values[i]);
     minimum = image < minimum ? image : minimum;
     maximum = image > maximum ? image : maximum;
     absent |=
@@ -57,13 +60,14 @@ VELMORA_DISPATCH(Survey, SurveyValues,
                   std::uint64_t missingWidth),
                  SurveyBody, (values, count, missingFirst, missingWidth))
 
-// Rounds to a whole number below 2^51 by adding and taking away 1.5 x 2^52.
+// Rounds to a whole number below 2^51 by adding and subtracting 1.5 x 2^52.
 inline double Rounded(double value) {
   constexpr double kRounder = 6755399441055744.0;
   return (value + kRounder) - kRounder;
 }
 
-// True when every value is a whole number divided by scale: such values and numbers stand for each other.
+// True when every value is a whole number divided by scale: such values and numbers map to each
+// other.
 VELMORA_INLINE bool AreMultiplesBody(const double* values, std::size_t count, double scale) {
   constexpr std::size_t kBlock = 512;
   for (std::size_t first = 0; first < count; first += kBlock) {
@@ -80,7 +84,7 @@ VELMORA_DISPATCH(bool, AreMultiples, (const double* values, std::size_t count, d
 
 // 1, 10, 100, ... when the column has that many decimals at most; 0 when it has more.
 double DecimalScale(const double* values, std::size_t count, double minimum, double maximum) {
-  constexpr double kLargest = 1e15;  // times a scale still below 2^51
+  constexpr double kLargest = 0x1p48;  // neighbours below it are more than the tolerance apart
   for (double scale = 1; scale <= 10000; scale *= 10) {
     if (!(minimum * scale > -kLargest && maximum * scale < kLargest)) return 0;
     if (AreMultiples(values, count, scale)) return scale;
@@ -88,7 +92,7 @@ double DecimalScale(const double* values, std::size_t count, double minimum, dou
   return 0;
 }
 
-// The cases to sort: all of the column, or those that kept lists.
+// The cases to sort: all of the column, or those listed in kept.
 struct Cases {
   const double* column;
   const std::uint32_t* kept;  // null: case i is i
@@ -135,7 +139,7 @@ void CountKeys(const Cases& cases, std::size_t range, KeyOf keyOf, SortScratch& 
   StoreStarts(starts, distinct, cases.count, order);
 }
 
-// Turns the digit counts of one pass into first positions. False when one digit holds everything.
+// Replaces the digit counts of one pass by first positions. False when one digit holds everything.
 bool PositionsOf(std::uint32_t* counts, std::size_t digits, std::size_t count) {
   std::uint32_t position = 0;
   bool moves = true;
@@ -160,7 +164,7 @@ struct DigitPlan {
   std::uint32_t Mask() const { return (1u << bits) - 1; }
 };
 
-// Counts the digits of keyOf(0) .. keyOf(count - 1), one table of kDigitCount a pass.
+// Counts the digits of keyOf(0) .. keyOf(count - 1), one table of kDigitCount per pass.
 template <int kPasses, class KeyOf>
 void CountDigitsOf(const DigitPlan& plan, std::uint32_t* counts, std::size_t count, KeyOf keyOf) {
   const std::uint32_t mask = plan.Mask();
@@ -180,8 +184,8 @@ void CountDigits(const DigitPlan& plan, std::uint32_t* counts, std::size_t count
   CountDigitsOf<4>(plan, counts, count, keyOf);
 }
 
-// Sorts pairs (key << 32 | case) by key, stably, in counting passes from digit `pass` on whose counts are
-// made; returns where the sorted pairs stand, from or to.
+// Sorts pairs (key << 32 | case) by key, stably, in counting passes from digit `pass` on, whose
+// counts are made; returns the array that holds the sorted pairs, from or to.
 std::uint64_t* ScatterPasses(const DigitPlan& plan, int pass, std::uint32_t* counts, std::uint64_t* from,
                              std::uint64_t* to, std::size_t count) {
   for (; pass < plan.passes; ++pass) {
@@ -217,7 +221,7 @@ struct RunSorter {
     for (std::size_t i = 0; i < length; ++i) {
       const auto caseIndex = static_cast<std::uint32_t>(run[i]);
       const auto offset =
-          static_cast<std::uint64_t>(OrderedImage(column[caseIndex])) - static_cast<std::uint64_t>(minimum);
+          static_cast<std::uint64_t>(OrderedBits(column[caseIndex])) - static_cast<std::uint64_t>(minimum);
       run[i] = (offset & lowMask) << 32 | caseIndex;
     }
     if (length >= kRadixRun) {
@@ -237,54 +241,62 @@ struct RunSorter {
 
 constexpr std::uint32_t KeyOf(std::uint64_t pair) { return static_cast<std::uint32_t>(pair >> 32); }
 
-// The keys tell everything: equal keys are equal values.
-std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32_t* cases,
-                      std::int32_t* starts) {
-  std::size_t distinct = 0;
-  std::uint32_t previous = ~KeyOf(pairs[0]);
-  for (std::size_t i = 0; i < count; ++i) {
+// The keys hold whole values: those at most nearest apart are one value.
+std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32_t nearest,
+                      std::uint32_t* cases, std::int32_t* starts) {
+  std::size_t distinct = 1;
+  starts[0] = 0;
+  cases[0] = static_cast<std::uint32_t>(pairs[0]);
+  std::uint32_t previous = KeyOf(pairs[0]);
+  for (std::size_t i = 1; i < count; ++i) {
     const std::uint32_t key = KeyOf(pairs[i]);
+    // The first of its value keeps this place; a repeated one is overwritten by the next.
     starts[distinct] = static_cast<std::int32_t>(i);
-    distinct += key != previous ? 1 : 0;
-    // The first of its value has its place now; a repeated one is overwritten by the next.
+    distinct += key - previous > nearest ? 1 : 0;
     previous = key;
     cases[i] = static_cast<std::uint32_t>(pairs[i]);
   }
   return distinct;
 }
 
-// Few pairs share their top bits: those runs alone are looked at.
-std::size_t EmitRuns(std::uint64_t* pairs, std::size_t count, const RunSorter& sortRun, std::uint32_t* cases,
-                     std::int32_t* starts) {
+// Few pairs share their top bits, or nearly: the column is read for those runs alone. nearKeys:
+// keys further apart than this belong to values that differ by more than the tolerance.
+std::size_t EmitRuns(std::uint64_t* pairs, std::size_t count, std::uint32_t nearKeys,
+                     const RunSorter& sortRun, std::uint32_t* cases, std::int32_t* starts) {
+  constexpr auto kTolerance = static_cast<std::uint32_t>(kUlpTolerance);
   std::size_t distinct = 0;
+  std::uint32_t previousKey = 0;
   for (std::size_t i = 0; i < count;) {
-    starts[distinct++] = static_cast<std::int32_t>(i);
-    if (i + 1 == count || KeyOf(pairs[i]) != KeyOf(pairs[i + 1])) {
+    const std::uint32_t key = KeyOf(pairs[i]);
+    const std::size_t begin = i;
+    std::size_t end = i + 1;
+    while (end < count && KeyOf(pairs[end]) == key) ++end;
+    if (end > begin + 1) sortRun(pairs + begin, end - begin);
+    cases[begin] = static_cast<std::uint32_t>(pairs[begin]);
+    const bool follows =
+        begin > 0 && key - previousKey <= nearKeys &&
+        OrderedBits(sortRun.column[cases[begin]]) - OrderedBits(sortRun.column[cases[begin - 1]]) <=
+            kUlpTolerance;
+    if (!follows) starts[distinct++] = static_cast<std::int32_t>(begin);
+    for (++i; i < end; ++i) {  // the keys of a sorted run are low bits
       cases[i] = static_cast<std::uint32_t>(pairs[i]);
-      ++i;
-      continue;
+      if (KeyOf(pairs[i]) - KeyOf(pairs[i - 1]) > kTolerance)
+        starts[distinct++] = static_cast<std::int32_t>(i);
     }
-    std::size_t end = i + 2;
-    while (end < count && KeyOf(pairs[end]) == KeyOf(pairs[i])) ++end;
-    sortRun(pairs + i, end - i);
-    cases[i] = static_cast<std::uint32_t>(pairs[i]);
-    for (++i; i < end; ++i) {
-      cases[i] = static_cast<std::uint32_t>(pairs[i]);
-      if (KeyOf(pairs[i]) != KeyOf(pairs[i - 1])) starts[distinct++] = static_cast<std::int32_t>(i);
-    }
+    previousKey = key;
   }
   return distinct;
 }
 
-// Many pairs share their top bits, most of them equal values: the images are fetched for all, without a
-// branch on what they are, and the few that stand wrong are inserted. Returns 0 when that takes too many
-// moves.
+// Many pairs share their top bits, most of them equal values: the images are fetched for all,
+// without a branch on what they are, and the few in the wrong place are inserted. Returns 0 when
+// that takes too many moves.
 std::size_t EmitFetched(const std::uint64_t* pairs, std::size_t count, const double* column,
                         std::uint64_t* images, std::uint32_t* cases, std::int32_t* starts) {
   for (std::size_t i = 0; i < count; ++i) {
     const auto caseIndex = static_cast<std::uint32_t>(pairs[i]);
     cases[i] = caseIndex;
-    images[i] = static_cast<std::uint64_t>(OrderedImage(column[caseIndex])) ^ (std::uint64_t{1} << 63);
+    images[i] = static_cast<std::uint64_t>(OrderedBits(column[caseIndex])) ^ (std::uint64_t{1} << 63);
   }
   std::size_t moves = 0;
   for (std::size_t i = 1; i < count; ++i) {
@@ -305,7 +317,7 @@ std::size_t EmitFetched(const std::uint64_t* pairs, std::size_t count, const dou
   starts[0] = 0;
   for (std::size_t i = 1; i < count; ++i) {
     starts[distinct] = static_cast<std::int32_t>(i);
-    distinct += images[i] != images[i - 1] ? 1 : 0;
+    distinct += images[i] - images[i - 1] > static_cast<std::uint64_t>(kUlpTolerance) ? 1 : 0;
   }
   return distinct;
 }
@@ -318,11 +330,13 @@ VELMORA_INLINE std::size_t RepeatedKeysBody(const std::uint64_t* pairs, std::siz
 VELMORA_DISPATCH(std::size_t, RepeatedKeys, (const std::uint64_t* pairs, std::size_t count), RepeatedKeysBody,
                  (pairs, count))
 
-// Where the keys leave out low bits of the images, and from where they count.
+// How keys are made from images: which low bits they leave out, and the image that they count from.
 struct KeyPlan {
   std::int64_t minimum = 0;
   int bits = 0;     // of the largest key
-  int dropped = 0;  // low bits of the image that the key does not tell
+  int dropped = 0;  // low bits of the image that are not in the key
+  // keys of whole values (dropped 0) that are no further apart are one value
+  std::uint32_t nearest = 0;
 };
 
 template <bool kAll, class KeyOf>
@@ -347,14 +361,15 @@ void SortByKeys(const Cases& cases, const KeyPlan& keys, KeyOf keyOf, SortScratc
   std::uint32_t* out = order.cases.data();
   std::size_t distinct = 0;
   if (keys.dropped == 0) {
-    distinct = EmitExact(pairs, count, out, starts);
+    distinct = EmitExact(pairs, count, keys.nearest, out, starts);
   } else {
     if (RepeatedKeys(pairs, count) > count / 16)
       distinct = EmitFetched(pairs, count, cases.column, spare, out, starts);
     if (distinct == 0) {
       const RunSorter sortRun{cases.column, keys.minimum, (std::uint64_t{1} << keys.dropped) - 1, spare,
                               counts};
-      distinct = EmitRuns(pairs, count, sortRun, out, starts);
+      const std::uint32_t nearKeys = static_cast<std::uint32_t>(kUlpTolerance >> keys.dropped) + 1;
+      distinct = EmitRuns(pairs, count, nearKeys, sortRun, out, starts);
     }
   }
   StoreStarts(starts, distinct, count, order);
@@ -385,15 +400,32 @@ void SortCases(const Cases& cases, const Survey& survey, SortScratch& scratch, S
   const auto from = static_cast<std::uint64_t>(survey.minimum);
   keys.bits = std::bit_width((static_cast<std::uint64_t>(survey.maximum) - from) | 1);
   keys.dropped = std::max(0, keys.bits - 32);
+  keys.nearest = static_cast<std::uint32_t>(kUlpTolerance);
   keys.bits -= keys.dropped;
   const int dropped = keys.dropped;
   SortByKeys<kAll>(
       cases, keys,
       [=](std::size_t i) {
-        return static_cast<std::uint32_t>((static_cast<std::uint64_t>(OrderedImage(values[i])) - from) >>
+        return static_cast<std::uint32_t>((static_cast<std::uint64_t>(OrderedBits(values[i])) - from) >>
                                           dropped);
       },
       scratch, order);
+}
+
+// The largest doubles have images next to those of the infinities, and are no infinities.
+void SeparateInfinities(std::span<const double> column, SortedOrder& order) {
+  std::vector<std::int32_t> starts;
+  for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
+    const auto begin = static_cast<std::size_t>(order.starts[d]);
+    const auto end = static_cast<std::size_t>(order.starts[d + 1]);
+    for (std::size_t i = begin; i < end; ++i) {
+      const bool changes =
+          i > begin && std::isinf(column[order.cases[i]]) != std::isinf(column[order.cases[i - 1]]);
+      if (i == begin || changes) starts.push_back(static_cast<std::int32_t>(i));
+    }
+  }
+  starts.push_back(order.starts.back());
+  order.starts.assign(starts.begin(), starts.end());
 }
 
 }  // namespace
@@ -425,6 +457,8 @@ void SortColumn(std::span<const double> column, double missingCode, std::span<co
     SortCases<true>(cases, survey, scratch, order);
   else
     SortCases<false>(cases, survey, scratch, order);
+  if (survey.minimum == -kInfinityImage || survey.maximum == kInfinityImage)
+    SeparateInfinities(column, order);
 }
 
 void FilterOrder(const SortedOrder& order, std::span<const std::uint8_t> marked, SortedOrder& filtered) {

@@ -1,5 +1,5 @@
-// Two groups of levels against three or more classes: every grouping of a few levels, an ordered search with
-// single-level moves for many.
+// Two groups of levels against three or more classes: every grouping of a few levels, an ordered
+// search with single-level moves for many.
 #include <algorithm>
 #include <cmath>
 
@@ -9,7 +9,8 @@ namespace velmora::stats {
 namespace {
 
 constexpr std::size_t kMaxExhaustiveLevels = 12;
-constexpr std::size_t kMaxMovedLevels = 500;  // above this many levels the ordered search is not improved
+// above this many levels the ordered search is not improved
+constexpr std::size_t kMaxMovedLevels = 500;
 constexpr int kPowerSteps = 100;
 
 // Class weights and cases of the levels on the left, against those of the node.
@@ -84,10 +85,10 @@ Grouping SearchAll(Sides sides, std::span<const std::int32_t> levels) {
   return grouping;
 }
 
-// Each level's place along the first principal component of the class shares, levels weighted by their
-// weight.
+// Each level's place along the first principal component of the class shares, levels weighted by
+// their weight.
 std::vector<double> PrincipalScores(const LevelTable& table, std::span<const std::int32_t> levels,
-                                    const Sides& sides) {
+                                    const Sides& sides, const std::function<void()>& checkpoint) {
   const auto classes = static_cast<std::size_t>(table.classCount);
   std::vector<double> shares(levels.size() * classes);
   std::vector<double> rowWeights(levels.size());
@@ -98,7 +99,7 @@ std::vector<double> PrincipalScores(const LevelTable& table, std::span<const std
       shares[i * classes + c] = row[c] / rowWeights[i] - sides.Total()[c] / sides.TotalWeight();
   }
   std::vector<double> scores(levels.size());
-  // Starts from the deviating level with most to say, so that the start is never orthogonal to everything.
+  // Starts from the level that deviates most, so that the start is never orthogonal to everything.
   std::vector<double> axis(classes);
   double most = -1;
   for (std::size_t i = 0; i < levels.size(); ++i) {
@@ -109,6 +110,7 @@ std::vector<double> PrincipalScores(const LevelTable& table, std::span<const std
     std::copy_n(shares.begin() + static_cast<std::ptrdiff_t>(i * classes), classes, axis.begin());
   }
   for (int step = 0; step < kPowerSteps; ++step) {
+    if (checkpoint) checkpoint();
     std::vector<double> next(classes);
     for (std::size_t i = 0; i < levels.size(); ++i) {
       scores[i] = 0;
@@ -125,8 +127,9 @@ std::vector<double> PrincipalScores(const LevelTable& table, std::span<const std
   return scores;
 }
 
-Grouping SearchOrdered(Sides sides, const LevelTable& table, std::span<const std::int32_t> levels) {
-  const std::vector<double> scores = PrincipalScores(table, levels, sides);
+Grouping SearchOrdered(Sides sides, const LevelTable& table, std::span<const std::int32_t> levels,
+                       const std::function<void()>& checkpoint) {
+  const std::vector<double> scores = PrincipalScores(table, levels, sides, checkpoint);
   std::vector<std::size_t> along(levels.size());
   for (std::size_t i = 0; i < along.size(); ++i) along[i] = i;
   std::stable_sort(along.begin(), along.end(),
@@ -150,6 +153,7 @@ Grouping SearchOrdered(Sides sides, const LevelTable& table, std::span<const std
   }
   // Each move raises the gain by more than rounding, so the search ends.
   while (levels.size() <= kMaxMovedLevels) {
+    if (checkpoint) checkpoint();
     std::size_t bestMove = levels.size();
     double moved = bestGain * (1 + 1e-12);
     for (std::size_t i = 0; i < levels.size(); ++i) {
@@ -176,10 +180,10 @@ Grouping SearchOrdered(Sides sides, const LevelTable& table, std::span<const std
 }  // namespace
 
 Grouping FindBestGrouping(const LevelTable& table, std::span<const std::int32_t> levels,
-                          std::int64_t leastCases) {
+                          std::int64_t leastCases, const std::function<void()>& checkpoint) {
   Sides sides(table, levels, leastCases);
   return levels.size() <= kMaxExhaustiveLevels ? SearchAll(std::move(sides), levels)
-                                               : SearchOrdered(std::move(sides), table, levels);
+                                               : SearchOrdered(std::move(sides), table, levels, checkpoint);
 }
 
 }  // namespace velmora::stats

@@ -9,7 +9,8 @@ namespace {
 
 constexpr std::int32_t kBlock = 64;    // cuts looked at together
 constexpr std::int32_t kSamples = 64;  // cuts tried first, for a bound that most blocks stay below
-constexpr double kSlack = 1 - 1e-15;   // a gain above the best passes the bound in spite of rounding
+// a gain above the best passes the bound in spite of rounding
+constexpr double kSlack = 1 - 1e-15;
 
 // numerators[i] / denominators[i] = gain x W of the cut at first + i.
 template <class Weight, class Sum, bool kSeveral>

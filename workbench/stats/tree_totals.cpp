@@ -6,12 +6,12 @@
 namespace velmora::stats {
 namespace {
 
-// Runs of equal values shorter than this are totalled case by case and then picked out, without a branch on
-// where a run ends.
+// Runs of equal values shorter than this are totalled case by case, and the totals at the runs'
+// ends are picked out afterwards: no branch depends on where a run ends.
 constexpr std::size_t kLongRun = 8;
 
-// totals[k] := sum of valueAt(position) over the positions before item k. totals has room for the cases and
-// one more.
+// totals[k] := sum of valueAt(position) over the positions before item k. totals has room for the
+// cases and one more.
 template <class Total, class ValueAt>
 void RunningTotals(const SortedOrder& order, Total* totals, ValueAt valueAt) {
   const std::size_t count = order.CaseCount();
@@ -36,7 +36,7 @@ void RunningTotals(const SortedOrder& order, Total* totals, ValueAt valueAt) {
   }
 }
 
-// Counts of all classes but the first, one array a class.
+// Counts of all classes but the first, one array per class.
 void ClassTotals(const TreeResponse& response, const SortedOrder& order, TreeScratch& scratch,
                  Totals& totals) {
   const std::size_t items = order.DistinctCount();
@@ -73,12 +73,15 @@ Totals MakeTotals(const TreeResponse& response, const SortedOrder& order, TreeSc
   const bool weighted = !response.weights.empty();
   const bool totalled = response.continuous || response.classCount <= kMaxTotalledClasses;
   if (weighted) {
-    double* weights = scratch.weights.Reserve(2 * (count + 1));
+    double* weights = scratch.weights.Reserve(3 * (count + 1));
     double* sortedWeights = weights + count + 1;
+    double* squaredWeights = sortedWeights + count + 1;
     for (std::size_t i = 0; i < count; ++i) sortedWeights[i] = response.weights[cases[i]];
     RunningTotals(order, weights, [&](std::size_t i) { return sortedWeights[i]; });
+    RunningTotals(order, squaredWeights, [&](std::size_t i) { return sortedWeights[i] * sortedWeights[i]; });
     totals.weights = weights;
     totals.sortedWeights = sortedWeights;
+    totals.squaredWeights = squaredWeights;
   }
   if (response.continuous) {
     double* sorted = scratch.sorted.Reserve(count + 1);
@@ -95,16 +98,17 @@ Totals MakeTotals(const TreeResponse& response, const SortedOrder& order, TreeSc
   } else if (totalled && !weighted) {
     ClassTotals(response, order, scratch, totals);
   } else if (totalled) {
-    const auto channels = static_cast<std::size_t>(response.classCount) - 1;
-    double* sums = scratch.sums.Reserve((count + 1) * channels);
-    for (std::size_t c = 0; c < channels; ++c) {
-      const auto wanted = static_cast<std::uint16_t>(c + 1);
+    const auto classes = static_cast<std::size_t>(response.classCount);
+    double* sums = scratch.sums.Reserve((count + 1) * classes);
+    for (std::size_t c = 0; c < classes; ++c) {
+      const auto wanted = static_cast<std::uint16_t>(c);
       double* channel = sums + c * (count + 1);
       RunningTotals(order, channel, [&](std::size_t i) {
         return response.classOf[cases[i]] == wanted ? totals.sortedWeights[i] : 0.0;
       });
-      totals.sums.push_back(channel);
+      if (c > 0) totals.sums.push_back(channel);
     }
+    totals.firstClass = sums;
   }
   if (!response.continuous && !totalled) {
     std::uint16_t* classes = scratch.classes.Reserve(count + 1);

@@ -1,9 +1,9 @@
-#include "module/screening_outputs/interval_labels.h"
+#include "module/screening/interval_labels.h"
 
 #include <utility>
 
 #include "base/number_text.h"
-#include "module/screening_outputs/output_texts.h"
+#include "module/screening/bin_texts.h"
 
 namespace vlmfsl {
 

@@ -1,5 +1,5 @@
-// Interval texts of cut points. Intervals are open below and closed above, the first and the last open towards
-// minus and plus infinity.
+// Interval texts of cut points. Intervals are open below and closed above, the first and the last
+// open towards minus and plus infinity.
 #pragma once
 
 #include <span>
@@ -10,11 +10,11 @@
 namespace vlmfsl {
 
 struct IntervalTexts {
-  std::vector<std::string> labels, lower, upper;  // one a bin
+  std::vector<std::string> labels, lower, upper;  // one per bin
 };
 
-// cutPoints: ascending, n of them; n + 1 bins. separator stands between the bounds in a label; decimalSeparator
-// is the locale's.
+// cutPoints: ascending, n of them; n + 1 bins. separator is put between the bounds of a label;
+// decimalSeparator is the locale's.
 [[nodiscard]] IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
                                               std::string_view decimalSeparator);
 

@@ -1,0 +1,203 @@
+// Bins of one predictor: runs the host's tree, takes its cut points or levels, labels its terminal
+// nodes and has the statistics of the response kind computed on the coded predictor.
+#include <algorithm>
+#include <cmath>
+
+#include "base/format_text.h"
+#include "module/frame/step_result.h"
+#include "module/resources/text_ids.h"
+#include "module/screening/bin_texts.h"
+#include "module/screening/feature_selection_template.h"
+#include "module/screening/interval_labels.h"
+#include "module/screening/run_progress.h"
+
+namespace vlmfsl {
+namespace {
+
+constexpr double kLeastShareOfCases = 0.05;  // of a node to be split and of each child
+constexpr int kEnoughNodes = 5;              // a re-run that finds as many is the last
+
+std::string CodeList(std::span<const double> codes) {
+  std::string list;
+  for (const double code : codes) list += CodeText(code) + " ";
+  return list;
+}
+
+int CountNodes(const vlm::Ref<vlm::ISpreadsheet>& summary) { return summary ? summary->GetRowCount() : 0; }
+
+// Runs the tree with its smallest nodes at least this size. Returns its summary, null when there is
+// none.
+vlm::Ref<vlm::ISpreadsheet> RunTree(vlm::IProcedure& tree, int leastCases) {
+  SetOption(tree, vlm::kLeastCasesToSplitOption, leastCases);
+  SetOption(tree, vlm::kLeastCasesInChildOption, leastCases);
+  if (tree.Run() != 0) return {};
+  return vlm::Ref<vlm::ISpreadsheet>::Adopt(tree.GetResult(vlm::kTreeSummaryResult, 0));
+}
+
+}  // namespace
+
+// Sets up the tree: variables, codes, kind, and the case selection with the cases without the
+// predictor left out. Returns the selection of the screening itself.
+CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, const PredSummary& record) {
+  const bool continuous = record.predictorKind == kContinuousPredictor;
+  const std::string predictor = std::to_string(record.predictorVariable);
+  const std::string response = std::to_string(record.responseVariable);
+  SetVariableList(
+      tree, continuous ? " " + response + " | | " + predictor : " " + response + " | " + predictor + " | ");
+
+  const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);
+  CopyAnalysisSelCondsAndWeights(*own, tree);
+  CaseSelection selection = vlmfsl::GetCaseSelection(tree);
+  CaseSelection treeSelection = selection;
+  const std::string withoutPredictor = "IsMD(v" + predictor + ")";
+  if (!selection.enabled) {
+    treeSelection = {1, "", withoutPredictor};
+  } else if (selection.exclusion.empty()) {
+    treeSelection.exclusion = withoutPredictor;
+  } else {
+    // The tree deliberately does not keep the user's exclusion; statistics do.
+    treeSelection.exclusion = " And " + withoutPredictor;
+    if (!exclusionNoticeShown) ShowNotice(Text(kTextExclusionNotInTree));
+    exclusionNoticeShown = true;
+  }
+  SetCaseSelection(tree, treeSelection);
+
+  SetOption(tree, vlm::kRegressionTreeOption, record.responseKind == vlm::kContinuousResponse ? 1 : 0);
+  if (record.responseKind == vlm::kBinaryResponse)
+    SetResponseCodes(tree, CodeText(goodCode) + " " + CodeText(badCode));
+  if (record.responseKind == vlm::kCategoricalResponse) SetResponseCodes(tree, CodeList(responseCodes));
+  if (!continuous) {
+    const auto place =
+        std::find(categoricalPredictors.begin(), categoricalPredictors.end(), record.predictorVariable);
+    SetPredictorCodes(tree,
+                      CodeList(FactorCodes(static_cast<std::size_t>(place - categoricalPredictors.begin()))));
+  }
+  return selection;
+}
+
+int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record) {
+  const auto tree = CreateProcedure(Host(), vlm::kTreeProcedure);
+  const CaseSelection selection = PrepareTree(*tree, record);
+  int leastCases = static_cast<int>(std::floor(kLeastShareOfCases * Services().GetNbCases()));
+  if (leastCases <= 1) leastCases = 1;
+
+  const vlm::Ref<vlm::ISpreadsheet> summary = RunTree(*tree, leastCases);
+  if (CountNodes(summary) == 0) {
+    record.failureReason = vlm::TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
+    return record.failureReason.empty() ? Fail(record, kTextNoCommonCases) : kFailed;
+  }
+  record.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
+  int nodeCount = CountNodes(summary);
+  if (nodeCount == 1) {
+    int previous = 0;
+    do {
+      previous = nodeCount;
+      nodeCount = CountNodes(RunTree(*tree, 1));
+    } while (nodeCount < kEnoughNodes && nodeCount != previous);
+  }
+  if (nodeCount <= 1) return Fail(record, kTextNoSplit);
+  record.nodeCount = nodeCount;
+
+  CodePredictor(*tree, selection, record);
+  // The tree does not see the exclusion of the user, the statistics do: no case may be left.
+  if (record.workSheet->GetRowCount() == 0) return Fail(record, kTextNoSelectedCases);
+  return ComputeStatistics(parentWindow, record);
+}
+
+// Takes the bins of the tree, and makes the work sheet with the coded predictor.
+void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection,
+                                              PredSummary& record) {
+  const auto tree = vlm::Ref<vlm::ITree>::Adopt(procedure.CreateTree());
+  if (!tree) throw HostCallError(ReasonOf(procedure));
+  record.binNodes.resize(static_cast<std::size_t>(tree->GetBinCount()));
+  for (int number = 1; number <= tree->GetNodeCount(); ++number) {
+    vlm::TreeNode node{};
+    tree->GetNode(number, &node);
+    if (node.bin >= 0) record.binNodes[static_cast<std::size_t>(node.bin)] = number;
+  }
+  if (record.predictorKind == kContinuousPredictor) {
+    record.cutPoints.resize(record.binNodes.size() - 1);
+    tree->GetCutPoints(record.cutPoints.data());
+    IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
+    record.levelNames = std::move(texts.labels);
+    record.lowerTexts = std::move(texts.lower);
+    record.upperTexts = std::move(texts.upper);
+  } else {
+    StoreAggregateLevelsForCategoricalPredictor(*tree, record);
+  }
+
+  SetCaseSelection(procedure, selection);
+  record.workSheet = vlm::Ref<vlm::IWorkSheet>::Adopt(procedure.CreateWorkSheet());
+  if (!record.workSheet) throw HostCallError(ReasonOf(procedure));
+  constexpr int kCodedColumn = 3;
+  const std::string name = record.predictorName + Text(kTextCodedSuffix);
+  const std::string description = ResponseKindText(*this, record.responseKind);
+  record.workSheet->SetColumnName(kCodedColumn, name.data(), vlm::LengthOf(name));
+  record.workSheet->SetColumnLongName(kCodedColumn, description.data(), vlm::LengthOf(description));
+  if (record.responseKind == vlm::kBinaryResponse) {
+    // Statistics ask for the codes by these texts, and find their cases by them.
+    constexpr int kResponseColumn = 2;
+    const auto label = [&](double code, const std::string& text) {
+      record.workSheet->SetValueLabel(kResponseColumn, code, text.data(), vlm::LengthOf(text));
+    };
+    label(badCode, record.badCodeText);
+    label(goodCode, record.goodCodeText);
+  }
+  for (std::size_t bin = 0; bin < record.binNodes.size(); ++bin) {
+    const std::string& binLabel = record.levelNames[bin];
+    record.workSheet->SetValueLabel(kCodedColumn, record.binNodes[bin], binLabel.data(),
+                                    vlm::LengthOf(binLabel));
+  }
+}
+
+int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record) {
+  int status = kFailed;
+  switch (record.responseKind) {
+    case vlm::kBinaryResponse:
+      status = BinarySummaryAnalysis(parentWindow, record);
+      break;
+    case vlm::kCategoricalResponse:
+      status = CategoricalSummaryAnalysis(parentWindow, record);
+      break;
+    default:
+      status = ContinuousSummaryAnalysis(parentWindow, record);
+      break;
+  }
+  if (status != kOk) return status;
+  try {
+    if (record.responseKind != vlm::kContinuousResponse) ComputeAssociation(record);
+    ComputeBasicStatsForCovariate(record);
+    return kOk;
+  } catch (const HostCallError& error) {
+    return FailAtHost(record, error);
+  }
+}
+
+int CFeatureSelectionTemplate::Fail(PredSummary& record, int textId) {
+  record.failureReason = Text(textId);
+  return kFailed;
+}
+
+int CFeatureSelectionTemplate::FailAtHost(PredSummary& record, const HostCallError& error) {
+  record.failureReason = error.what();
+  // A procedure that ends because the user has cancelled is no error.
+  if (!progress || !progress->IsCancelled()) ShowMessage(kTextFatalError);
+  return kFailed;
+}
+
+// The levels of the tree, also those that only cases have which the user excludes: every case is
+// coded, and the label of the bin names them.
+void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(vlm::ITree& tree,
+                                                                            PredSummary& record) {
+  record.levelOf.clear();
+  std::vector<double> levels;
+  for (int bin = 0; bin < static_cast<int>(record.binNodes.size()); ++bin) {
+    levels.resize(static_cast<std::size_t>(tree.GetLevelCount(bin)));
+    tree.GetLevels(bin, levels.data());
+    for (const double level : levels) record.levelOf[level] = bin;
+    record.levelNames.push_back(
+        OnOneLine(vlm::WholeTextOf([&](vlm::ITextSink* sink) { tree.GetLevelText(bin, sink); })));
+  }
+}
+
+}  // namespace vlmfsl

@@ -1,0 +1,168 @@
+// The grown tree as callers see it: numbered level by level, with its constants, class weights and
+// bins.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "workbench/stats/missing.h"
+#include "workbench/stats/tree_internal.h"
+
+namespace velmora::stats {
+namespace {
+
+// The number of 15 significant digits next to a value.
+double InFifteenDigits(double value) {
+  char digits[32];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 15);
+  double rounded = value;
+  std::from_chars(digits, end.ptr, rounded);
+  return rounded;
+}
+
+// <= goes left, so the constant must not reach the upper value. Midway between decimals lies a
+// decimal, which the sum may miss by its last bit: 1.6949999999999998 between 1.69 and 1.7. People
+// read, write and compare 1.695.
+double MidPoint(double lower, double upper) {
+  const double middle = 0.5 * lower + 0.5 * upper;
+  const double decimal = InFifteenDigits(middle);
+  const bool same =
+      std::abs(decimal - middle) <= 2 * std::numeric_limits<double>::epsilon() * std::abs(middle);
+  if (same && decimal >= lower && decimal < upper) return decimal;
+  return middle >= lower && middle < upper ? middle : lower;
+}
+
+// The number that a text of 16 significant digits gives, as recode files and rules print cut
+// points.
+double AsPrinted(double value) {
+  char digits[40];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific, 15);
+  double printed = value;
+  std::from_chars(digits, end.ptr, printed);
+  return printed;
+}
+
+// True when a comparison with the tolerance finds the value above the cut point, and above its
+// printed text.
+bool IsAbove(double value, double cut) {
+  return value > vlm::RaisedByTolerance(cut) && value > vlm::RaisedByTolerance(AsPrinted(cut));
+}
+
+// A cut point between two values that are further apart than the tolerance: compared with it, one
+// is above and one not.
+double SplitConstant(double lower, double upper) {
+  const double middle = MidPoint(lower, upper);
+  if (IsAbove(upper, middle)) return middle;
+  // Hardly further apart than the tolerance: the point must lie at the lower value or a little
+  // below.
+  constexpr std::int64_t kSteps = 8;
+  for (std::int64_t step = 0; step < kSteps; ++step) {
+    const double below = vlm::FromOrderedBits(OrderedBits(lower) - step);
+    if (IsAbove(upper, below)) return below;
+  }
+  return lower;
+}
+
+}  // namespace
+
+Tree FinishTree(const TreeItems& items, const std::vector<GrownNode>& grown) {
+  Tree tree;
+  const TreeResponse& response = items.Response();
+  tree.predictorKind = items.Kind();
+  tree.classCount = response.classCount;
+  if (grown.empty()) return tree;
+  // Numbers level by level over the nodes that are still reached.
+  std::vector<std::size_t> reached{0};
+  for (std::size_t i = 0; i < reached.size(); ++i) {
+    const GrownNode& from = grown[reached[i]];
+    TreeNode node;
+    node.firstValue = from.begin;
+    node.endValue = from.end;
+    node.cases = from.cases;
+    if (from.left >= 0) {
+      node.left = static_cast<int>(reached.size()) + 1;
+      node.right = node.left + 1;
+      reached.push_back(static_cast<std::size_t>(from.left));
+      reached.push_back(static_cast<std::size_t>(from.right));
+      if (tree.predictorKind == PredictorKind::kContinuous)
+        node.splitConstant = std::isnan(from.constant)
+                                 ? SplitConstant(items.Highest(from.cut - 1), items.Lowest(from.cut))
+                                 : from.constant;
+    }
+    tree.nodes.push_back(node);
+  }
+  for (std::size_t i = 0; i < tree.nodes.size(); ++i) {
+    if (tree.nodes[i].left == 0) continue;
+    tree.nodes[static_cast<std::size_t>(tree.nodes[i].left) - 1].parent = static_cast<int>(i) + 1;
+    tree.nodes[static_cast<std::size_t>(tree.nodes[i].right) - 1].parent = static_cast<int>(i) + 1;
+  }
+  // Children have higher numbers than their parents, so one walk from the end sums up the terminal
+  // nodes.
+  const auto classes = static_cast<std::size_t>(tree.classCount);
+  tree.classWeights.assign(tree.nodes.size() * classes, 0);
+  std::vector<Moments> moments(tree.nodes.size());
+  for (std::size_t i = tree.nodes.size(); i-- > 0;) {
+    TreeNode& node = tree.nodes[i];
+    double* own = tree.classWeights.data() + i * classes;
+    if (node.left == 0) {
+      tree.bins.push_back(static_cast<int>(i) + 1);
+      if (response.continuous) {
+        moments[i] = items.MomentsOf(node.firstValue, node.endValue);
+      } else {
+        const std::vector<double> counted = items.ClassWeights(node.firstValue, node.endValue);
+        std::copy(counted.begin(), counted.end(), own);
+      }
+    } else {
+      const auto left = static_cast<std::size_t>(node.left) - 1;
+      const auto right = static_cast<std::size_t>(node.right) - 1;
+      moments[i].Merge(moments[left]);
+      moments[i].Merge(moments[right]);
+      for (std::size_t c = 0; c < classes; ++c)
+        own[c] = tree.classWeights[left * classes + c] + tree.classWeights[right * classes + c];
+    }
+    if (response.continuous) {
+      node.weight = moments[i].weight;
+      node.mean = response.centre + moments[i].sum / moments[i].weight * response.scale;
+      node.variance = moments[i].squares / moments[i].weight * response.scale * response.scale;
+      node.impurity = node.variance;
+    } else {
+      for (std::size_t c = 0; c < classes; ++c) node.weight += own[c];
+      node.impurity = node.weight > 0 ? GiniWeight({own, classes}) / node.weight : 0;
+    }
+  }
+  for (TreeNode& node : tree.nodes)
+    if (node.left != 0)
+      node.improvement = std::max(0.0, node.weight * node.impurity -
+                                           tree.Node(node.left).weight * tree.Node(node.left).impurity -
+                                           tree.Node(node.right).weight * tree.Node(node.right).impurity);
+  std::sort(tree.bins.begin(), tree.bins.end(),
+            [&](int a, int b) { return tree.Node(a).firstValue < tree.Node(b).firstValue; });
+  for (std::size_t b = 0; b < tree.bins.size(); ++b)
+    tree.nodes[static_cast<std::size_t>(tree.bins[b]) - 1].bin = static_cast<int>(b);
+  if (tree.predictorKind == PredictorKind::kCategorical) {
+    for (std::int32_t place = 0; place < items.Count(); ++place)
+      tree.values.push_back(items.Lowest(items.ItemAt(place)));
+    for (const int number : tree.bins) {
+      const TreeNode& node = tree.Node(number);
+      std::sort(tree.values.begin() + node.firstValue, tree.values.begin() + node.endValue);
+    }
+  }
+  return tree;
+}
+
+std::vector<double> Tree::CutPoints() const {
+  std::vector<double> cuts;
+  for (const TreeNode& node : nodes)
+    if (node.left != 0) cuts.push_back(node.splitConstant);
+  std::sort(cuts.begin(), cuts.end());
+  return cuts;
+}
+
+std::vector<double> Tree::Levels(int nodeNumber) const {
+  const TreeNode& node = Node(nodeNumber);
+  std::vector<double> levels(values.begin() + node.firstValue, values.begin() + node.endValue);
+  std::sort(levels.begin(), levels.end());
+  return levels;
+}
+
+}  // namespace velmora::stats
