@@ -289,6 +289,8 @@ class StatReader {
 
 }  // namespace
 
+bool ReadsStatisticalPackages() { return true; }
+
 void ReadStatFile(const ForeignFile& file, RowSink& sink) { StatReader(file, sink).Read(); }
 
 }  // namespace velmora
