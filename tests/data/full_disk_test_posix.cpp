@@ -99,7 +99,7 @@ TEST_F(DataTest, FilesAreWrittenWholeOrNotAtAll) {
     EXPECT_THAT(ErrorOf([&] { WriteFileAtomically(row.path, "x"); }),
                 ::testing::AllOf(HasSubstr("Cannot write " + row.path + ": "), HasSubstr(row.expected)));
   EXPECT_THAT(ErrorOf([&] { SaveTable(table, Path("a.sav")); }),
-              HasSubstr("saved as .csv, .tsv or .parquet"));
+              HasSubstr("has to end with .csv, .tsv or .parquet"));
 }
 
 // The temporary file's name is no longer than the target's may be.

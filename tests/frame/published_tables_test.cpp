@@ -50,6 +50,10 @@ const Page kFeatureSelectionStartup[] = {{" Feature Selection and Variable Scree
 1040 check &Treat continuous dependent variable as categorical
 1042 label Number of cuts for continuous &dependent:
 1041 integer
+1004 check Use case &weights as given
+1019 group Weighted moments
+1020 radio Mode 0
+1021 radio Mode 1
 )"},
                                          {"Advanced", R"(
 - group Categorical dependent statistic

@@ -75,6 +75,8 @@ Output
   --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     print only warnings and failures on standard error
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
+  --decimal-separator C       of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as
+                              a program reads one of the outputs)
   --log FILE                  append what the module logs to FILE (default: VELMORA_LOG)
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled. docs/json.md describes the JSON.
