@@ -7,6 +7,7 @@
 #include "workbench/cli/console_system.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/cli/run_monitor.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/system/system.h"
@@ -21,13 +22,22 @@ Terminal TerminalOf(StandardStream stream) {
   return terminal;
 }
 
+thread_local RunMonitor* currentMonitor = nullptr;
+
 }  // namespace
+
+MonitoredThread::MonitoredThread(RunMonitor& monitor) { currentMonitor = &monitor; }
+MonitoredThread::~MonitoredThread() { currentMonitor = nullptr; }
+RunMonitor* CurrentMonitor() { return currentMonitor; }
+
+bool WasInterrupted() { return currentMonitor != nullptr ? currentMonitor->IsStopped() : WasSignalled(); }
 
 void StopIfInterrupted() {
   if (WasInterrupted()) throw Cancelled();
 }
 
 void Tell(std::string_view line) {
+  if (currentMonitor != nullptr) return currentMonitor->Line(line);
   ProgressBar::WipeShown();
   constexpr std::size_t kLongestLine = 4000;
   WriteToStandardError(PrintableText(ShortenedText(line, kLongestLine)) + '\n');

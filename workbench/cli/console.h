@@ -11,7 +11,7 @@ namespace velmora {
 // SIGHUP, or Ctrl-Break on Windows) a request that WasInterrupted reports. The second removes the
 // run's scratch files and ends the process at once.
 void PrepareConsole();
-bool WasInterrupted();
+bool WasInterrupted();  // or the thread's monitor says so (run_monitor.h)
 // The request was passed on to a script, which may go on: the next Ctrl-C is a first one again.
 void ForgetInterruption();
 // The signal handlers call function at each request; null: none.
@@ -20,7 +20,8 @@ void CallOnInterruption(void (*function)());
 void StopIfInterrupted();
 
 // One line to standard error, with marks for control characters and cut in the middle when it is
-// very long. A progress bar on that line is wiped first (and draws itself again).
+// very long. A progress bar on that line is wiped first (and draws itself again). A thread's
+// monitor takes the line instead.
 void Tell(std::string_view line);
 // The text unchanged: our own escape sequences and pages.
 void WriteToStandardError(std::string_view text);

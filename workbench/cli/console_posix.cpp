@@ -96,7 +96,7 @@ void PrepareConsole() {
   }
 }
 
-bool WasInterrupted() { return interrupted != 0; }
+bool WasSignalled() { return interrupted != 0; }
 void ForgetInterruption() { interrupted = 0; }
 void CallOnInterruption(void (*function)()) { callOnInterruption.store(function); }
 

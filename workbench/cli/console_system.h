@@ -14,4 +14,7 @@ enum class StandardStream { kOutput, kError };
 // Without regard to the environment's wishes about colour.
 [[nodiscard]] Terminal DescribeTerminal(StandardStream stream);
 
+// Whether a request to stop has come by a signal or a key.
+[[nodiscard]] bool WasSignalled();
+
 }  // namespace velmora

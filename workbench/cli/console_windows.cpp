@@ -78,7 +78,7 @@ int WriteToConsole(HANDLE console, std::string_view bytes) {
 
 void PrepareConsole() { SetConsoleCtrlHandler(OnInterruption, TRUE); }
 
-bool WasInterrupted() { return interrupted; }
+bool WasSignalled() { return interrupted; }
 void ForgetInterruption() { interrupted = false; }
 void CallOnInterruption(void (*function)()) { callOnInterruption = function; }
 

@@ -110,7 +110,10 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
 
 Table LoadTable(const DataOptions& options) {
   if (options.path.empty()) throw UsageError("DATA is missing: name the data file after the command.");
-  Table table = ReadFile(options);
+  return PrepareTable(ReadFile(options), options);
+}
+
+Table PrepareTable(Table table, const DataOptions& options) {
   for (const std::string& option : options.missingCodes) {
     ForOption("--missing", [&] { ApplyMissingOption(table, option); });
   }

@@ -14,6 +14,8 @@ namespace velmora {
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
 // DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
+// The same for a table in memory, whose measurements are not inferred yet.
+Table PrepareTable(Table table, const DataOptions& options);
 
 // The same as a record, for scripts that repeat the run.
 DataRecipe RecipeOf(const DataOptions& options, const Table& table);

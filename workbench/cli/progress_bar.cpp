@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "workbench/cli/console.h"
+#include "workbench/cli/run_monitor.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/texts.h"
 
@@ -49,6 +50,8 @@ void ProgressBar::Start(std::string_view caption) {
 }
 
 void ProgressBar::Update(double fraction) {
+  if (RunMonitor* const monitor = CurrentMonitor())
+    return monitor->Progress(caption_, std::clamp(fraction, 0.0, 1.0));
   if (!shownOnTerminal_) return;
   const Clock::time_point now = Clock::now();
   if (now - lastDrawn_ < kRedrawInterval || now - started_ < kQuietStart) return;

@@ -1,4 +1,5 @@
-// A progress bar on standard error, drawn only on a terminal:
+// A progress bar on standard error, drawn only on a terminal; a thread's monitor gets the fractions
+// instead:
 //   Computing...  [##########----------]  48 %  about 12 s left
 #pragma once
 

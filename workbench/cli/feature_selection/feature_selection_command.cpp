@@ -126,6 +126,17 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   return WriteSettingsScript(run);
 }
 
+std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
+                                 Table table, const VariableChoice& choice) {
+  auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
+  DataRecipe recipe = RecipeOf(options.data, table);
+  run->session.SetTable(std::move(table), std::move(recipe));
+  ApplyCases(run->session, choice.weight, options.settings.cases);
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  run->featureSelection = RunFeatureSelection(run->session, run->face, choice, options.settings);
+  return run;
+}
+
 }  // namespace
 
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session*/) {
@@ -142,6 +153,14 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   writers.workbook = [&] { return FeatureSelectionWorkbook(report); };
   writers.page = [&] { return FeatureSelectionPage(report); };
   return writers;
+}
+
+std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
+  table = PrepareTable(std::move(table), options.data);
+  const VariableChoice choice = ChooseVariables(table, options.variables);
+  return Run(options, sessionOptions, std::move(table), choice);
 }
 
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
@@ -161,14 +180,8 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
     return kExitDone;
   }
 
-  TerminalFace face(options.output.quiet);
-  Session session(face, sessionOptions);
-  DataRecipe recipe = RecipeOf(options.data, table);
-  session.SetTable(std::move(table), std::move(recipe));
-  ApplyCases(session, choice.weight, options.settings.cases);
-  if (!options.output.quiet) TellLeftOut(choice.leftOut);
-  const FeatureSelectionReport report = RunFeatureSelection(session, face, choice, options.settings);
-  WriteResults(options, formats, report, session, files);
+  const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice);
+  WriteResults(options, formats, *run->featureSelection, run->session, files);
   if (IsFirstLook(options.output) && options.settings.displayMode == DisplayMode::kBest) {
     Tell("Next: --show p lists all predictors below a p-value, --out DIR writes a report and a workbook.");
   }

@@ -1,10 +1,12 @@
 // velmora feature-selection: ranks the predictors of one or more dependent variables.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "workbench/cli/command_outputs.h"
+#include "workbench/cli/finished_run.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/session/session.h"
 
@@ -15,6 +17,9 @@ extern const char kFeatureSelectionHelp[];
 // arguments: the words after the command's name. Returns the exit code; throws the exceptions that
 // RunGuarded handles.
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments);
+
+// The analysis of a table in memory, as RunAnalysis describes.
+std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments);
 
 // The report in each format. report and session must outlive the writers.
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session);

@@ -101,6 +101,25 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   return WriteSettingsScript(run);
 }
 
+std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
+                                 Table table, const ScreenChoice& choice, int weight) {
+  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  std::vector<std::string> notices;
+  std::map<int, UserBins> userBins;
+  if (!options.settings.cutPointsFile.empty())
+    userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
+  for (const std::string& notice : notices) Tell(notice);
+
+  auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
+  DataRecipe recipe = RecipeOf(options.data, table);
+  run->session.SetTable(std::move(table), std::move(recipe));
+  ApplyCases(run->session, weight, options.settings.cases);
+  ScreenReport report = RunScreening(run->session, run->face, choice, options.settings, std::move(userBins));
+  report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
+  run->screening = std::move(report);
+  return run;
+}
+
 }  // namespace
 
 OutputWriters WritersOf(const ScreenReport& report, Session& session) {
@@ -134,6 +153,16 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   return writers;
 }
 
+std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments);
+  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
+  table = PrepareTable(std::move(table), options.data);
+  const int weight = ChooseWeight(table, options.settings.cases.weight);
+  const ScreenChoice choice =
+      ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
+  return Run(options, sessionOptions, std::move(table), choice, weight);
+}
+
 int RunScreenCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   const std::vector<Format> formats = options.output.Formats();
@@ -159,24 +188,11 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     WriteToStandardOutput(ScriptOf(options, formats, table, choice));
     return kExitDone;
   }
-  if (!options.output.quiet) TellLeftOut(choice.leftOut);
-  std::vector<std::string> notices;
-  std::map<int, UserBins> userBins;
-  if (!options.settings.cutPointsFile.empty())
-    userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
-  for (const std::string& notice : notices) Tell(notice);
-
-  TerminalFace face(options.output.quiet);
-  Session session(face, sessionOptions);
-  DataRecipe recipe = RecipeOf(options.data, table);
-  session.SetTable(std::move(table), std::move(recipe));
-  ApplyCases(session, weight, cases);
-  ScreenReport report = RunScreening(session, face, choice, options.settings, std::move(userBins));
-  report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
-  OutputWriters writers = WritersOf(report, session);
+  const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice, weight);
+  OutputWriters writers = run->Writers();
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& outputs) {
-      SaveScreening(options.save, report, session, face, outputs);
+      SaveScreening(options.save, *run->screening, run->session, run->face, outputs);
     };
   }
   WriteOutputs(options.output, formats, writers, files);

@@ -1,0 +1,40 @@
+// An analysis that has run, with all that its outputs are made of: the command writes some of them
+// and ends, a program keeps it and asks for more.
+//
+//   std::unique_ptr<FinishedRun> run = RunAnalysis("screen", std::move(table), {"data", "--best=5", ...});
+//   std::string json = run->Writers().json();
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workbench/cli/command_outputs.h"
+#include "workbench/cli/terminal_face.h"
+#include "workbench/report/feature_selection_report.h"
+#include "workbench/report/screen_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct FinishedRun {
+  FinishedRun(bool quiet, const SessionOptions& options) : face(quiet), session(face, options) {}
+
+  // They refer to this object.
+  OutputWriters Writers();
+
+  TerminalFace face;
+  Session session;
+  // The report of the analysis that has run, the other one is empty.
+  std::optional<FeatureSelectionReport> featureSelection;
+  std::optional<ScreenReport> screening;
+};
+
+// Runs the command called name, "feature-selection" or "screen", on a table in memory. arguments: as
+// on the command line, where DATA is only a name; those that say how a file is read or what is
+// written have no effect. Throws the exceptions that RunGuarded handles.
+std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
+                                         const std::vector<std::string>& arguments);
+
+}  // namespace velmora
