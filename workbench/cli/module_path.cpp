@@ -24,11 +24,16 @@ std::string FindModule(const std::string& option) {
   if (const std::string named = EnvironmentVariable("VELMORA_MODULE"); !named.empty()) {
     return Named(named, "VELMORA_MODULE");
   }
-  const std::filesystem::path beside = ExecutableFolder();
+  // The library is libvelmora where it is loaded into another program, else the program itself.
+  const std::filesystem::path program = ExecutableFolder();
+  const std::filesystem::path library = LibraryFolder();
   std::error_code error;
-  for (const std::filesystem::path& place : {beside / kModuleFile, beside / ".." / "lib" / kModuleFile}) {
-    if (std::filesystem::is_regular_file(place, error)) return NormalPath(place).string();
+  for (const std::filesystem::path& beside : {library, program}) {
+    for (const std::filesystem::path& place : {beside / kModuleFile, beside / ".." / "lib" / kModuleFile}) {
+      if (std::filesystem::is_regular_file(place, error)) return NormalPath(place).string();
+    }
   }
+  const std::filesystem::path& beside = library.empty() ? program : library;
   throw RunError(std::string("The module ") + kModuleFile + " is neither in " + beside.string() + " nor in " +
                  NormalPath(beside / ".." / "lib").string() +
                  "; name it with --module PATH or VELMORA_MODULE.");

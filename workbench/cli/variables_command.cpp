@@ -153,7 +153,13 @@ std::string Json(const Table& table, const std::vector<VariableProfile>& profile
   return whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
+std::vector<VariableProfile> Profiles(const Table& table) {
+  return ProfileTable(table, [](double) { return !WasInterrupted(); });
+}
+
 }  // namespace
+
+std::string VariablesJson(const Table& table) { return Json(table, Profiles(table)); }
 
 int RunVariablesCommand(const std::vector<std::string>& arguments) {
   DataOptions data;
@@ -165,7 +171,7 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   parser.Parse(arguments);
 
   const Table table = LoadTable(data);
-  const std::vector<VariableProfile> profiles = ProfileTable(table, [](double) { return !WasInterrupted(); });
+  const std::vector<VariableProfile> profiles = Profiles(table);
   if (format == 1) {
     WriteToStandardOutput(Json(table, profiles));
   } else if (format == 2) {

@@ -22,8 +22,9 @@ vlm::AnalysisFactory FindFactory(void* handle, const char* name, const std::stri
   return reinterpret_cast<vlm::AnalysisFactory>(symbol);
 }
 
+// Per thread: a library's code may be returning on its own thread while another one loads a module.
 std::vector<std::shared_ptr<ModuleLibrary>>& ReleasedLater() {
-  static std::vector<std::shared_ptr<ModuleLibrary>> libraries;
+  thread_local std::vector<std::shared_ptr<ModuleLibrary>> libraries;
   return libraries;
 }
 

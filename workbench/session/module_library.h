@@ -17,7 +17,7 @@ class ModuleLibrary {
   static std::string DefaultPath();
   ~ModuleLibrary();
   // Releases a library whose code may still be returning to its caller: its file is
-  // unloaded when a module is loaded next, or with the process.
+  // unloaded when the thread loads a module next, or with the thread.
   static void ReleaseLater(std::shared_ptr<ModuleLibrary> library);
   ModuleLibrary(const ModuleLibrary&) = delete;
   ModuleLibrary& operator=(const ModuleLibrary&) = delete;

@@ -75,5 +75,8 @@ inline constexpr char kModuleFile[] =
 [[nodiscard]] void* LoadSharedLibrary(const std::filesystem::path& path, std::string& error);
 [[nodiscard]] void* FindFunction(void* library, const char* name);
 void UnloadSharedLibrary(void* library);
+// Copies a file into memory that has a path until the process ends, so that a library can be loaded
+// a second time with variables of its own. Empty, with the reason in error, where that cannot be.
+[[nodiscard]] std::string CopyIntoMemory(const std::filesystem::path& path, std::string& error);
 
 }  // namespace velmora

@@ -189,6 +189,11 @@ void* FindFunction(void* library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
 
+std::string CopyIntoMemory(const std::filesystem::path&, std::string& error) {
+  error = "this system has no files in memory";
+  return {};
+}
+
 void UnloadSharedLibrary(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
 
 }  // namespace velmora

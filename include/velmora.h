@@ -1,0 +1,182 @@
+/* Velmora as a library: ranks and bins the predictors of a table from any language that can call C.
+ *
+ *   velmora_session* session;
+ *   velmora_result* result;
+ *   const char* json;
+ *   if (velmora_open(&session, NULL) != VELMORA_OK) return 1;
+ *   if (velmora_read_file(session, "credit.csv", NULL) == VELMORA_OK &&
+ *       velmora_run(session, "feature-selection", "{\"dependents\": [\"risk\"]}", &result) == VELMORA_OK) {
+ *     if (velmora_result_text(result, "json", &json, NULL) == VELMORA_OK) puts(json);
+ *     velmora_result_free(result);
+ *   } else {
+ *     fprintf(stderr, "%s\n", velmora_last_error(session));
+ *   }
+ *   velmora_close(session);
+ *
+ * Rules of every function
+ * - It returns VELMORA_OK or another code below; velmora_last_error then gives one sentence. Outputs
+ *   are written only on success.
+ * - Texts are UTF-8 and end with a null character. A text that a function hands out belongs to the
+ *   object that it was asked of and is valid until the next call that takes this object.
+ * - One call at a time per session, from any thread; sessions run side by side. Results and bins
+ *   count as part of their session and may outlive velmora_close. A child process made by fork()
+ *   cannot use the sessions of its parent.
+ * - Options are a JSON object whose members are the long options of the command line without the
+ *   dashes: {"dependents": ["risk"], "casewise": true, "p-criterion": 0.001}. A null or empty text
+ *   means no options. A list repeats the option; {"missing": {"age": [-9, -8]}} is --missing age=-9,-8.
+ *
+ * The binary interface grows; nothing in it is removed or changes within one major version.
+ */
+#ifndef VELMORA_H
+#define VELMORA_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#if defined(VELMORA_BUILDS_LIBRARY)
+#define VELMORA_API __declspec(dllexport)
+#else
+#define VELMORA_API __declspec(dllimport)
+#endif
+#else
+#define VELMORA_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The structures of the Arrow C data and stream interfaces, whose layout Apache Arrow fixes. */
+#ifndef ARROW_C_DATA_INTERFACE
+#define ARROW_C_DATA_INTERFACE
+#define ARROW_FLAG_DICTIONARY_ORDERED 1
+#define ARROW_FLAG_NULLABLE 2
+#define ARROW_FLAG_MAP_KEYS_SORTED 4
+struct ArrowSchema {
+  const char* format;
+  const char* name;
+  const char* metadata;
+  int64_t flags;
+  int64_t n_children;
+  struct ArrowSchema** children;
+  struct ArrowSchema* dictionary;
+  void (*release)(struct ArrowSchema*);
+  void* private_data;
+};
+struct ArrowArray {
+  int64_t length;
+  int64_t null_count;
+  int64_t offset;
+  int64_t n_buffers;
+  int64_t n_children;
+  const void** buffers;
+  struct ArrowArray** children;
+  struct ArrowArray* dictionary;
+  void (*release)(struct ArrowArray*);
+  void* private_data;
+};
+#endif
+#ifndef ARROW_C_STREAM_INTERFACE
+#define ARROW_C_STREAM_INTERFACE
+struct ArrowArrayStream {
+  int (*get_schema)(struct ArrowArrayStream*, struct ArrowSchema* out);
+  int (*get_next)(struct ArrowArrayStream*, struct ArrowArray* out);
+  const char* (*get_last_error)(struct ArrowArrayStream*);
+  void (*release)(struct ArrowArrayStream*);
+  void* private_data;
+};
+#endif
+
+enum {
+  VELMORA_OK = 0,
+  VELMORA_FAILED = 1,    /* the data, a file or the analysis */
+  VELMORA_BAD_USE = 2,   /* an argument, an option or a name */
+  VELMORA_CANCELLED = 3, /* by velmora_cancel or the progress function */
+  VELMORA_NO_MEMORY = 4
+};
+
+typedef struct velmora_session velmora_session; /* a table and the module that analyses it */
+typedef struct velmora_result velmora_result;   /* an analysis that has run */
+typedef struct velmora_bins velmora_bins;       /* bins to code other data with */
+
+/* "1.2.0" */
+VELMORA_API const char* velmora_version(void);
+
+/* --- Sessions */
+
+/* options: "module" (the file of the analysis module; default: beside this library). */
+VELMORA_API int velmora_open(velmora_session** session, const char* options);
+/* Null is ignored, here and in the functions that free. */
+VELMORA_API void velmora_close(velmora_session* session);
+/* Of the latest call that failed; never null. A null session: of this thread's latest failure without one. */
+VELMORA_API const char* velmora_last_error(const velmora_session* session);
+/* What the latest call of the session remarked, such as variables left out: a JSON array of texts. */
+VELMORA_API const char* velmora_notices(const velmora_session* session);
+
+/* Called about twenty times a second on the thread whose call is working. stage: what is being
+ * done; fraction: 0 to 1. A result other than 0 cancels the call. It must not call the session. */
+typedef int (*velmora_progress)(void* user, const char* stage, double fraction);
+VELMORA_API int velmora_set_progress(velmora_session* session, velmora_progress function, void* user);
+/* Ends the call that is working, from any thread. Without one it has no effect. */
+VELMORA_API void velmora_cancel(velmora_session* session);
+
+/* --- Data: a session has one table. Each function leaves the table as it was when it fails. */
+
+/* Replaces the table by a file's. options: "delimiter", "missing-text", "missing". */
+VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
+/* Replaces the table by the rows of a stream of record batches, whose ownership it takes in any case.
+ * Numbers, booleans, texts, dictionaries, dates, points in time and decimals become variables; columns
+ * of lists and structures are left out with a notice. options: "missing-text", "missing". */
+VELMORA_API int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream,
+                                    const char* options);
+/* The same for one record batch. */
+VELMORA_API int velmora_take_batch(velmora_session* session, struct ArrowSchema* schema,
+                                   struct ArrowArray* batch, const char* options);
+/* Adds a variable, copied, to the table, which must have count cases or no variable yet. NaN is missing. */
+VELMORA_API int velmora_add_numbers(velmora_session* session, const char* name, const double* values,
+                                    int64_t count);
+/* Null and empty texts are missing. */
+VELMORA_API int velmora_add_texts(velmora_session* session, const char* name, const char* const* texts,
+                                  int64_t count);
+VELMORA_API int velmora_clear_data(velmora_session* session);
+/* The variables as the JSON of "velmora variables". */
+VELMORA_API int velmora_variables(velmora_session* session, const char** json);
+
+/* --- Analyses */
+
+/* analysis: "feature-selection" or "screen". options: those of the command, except for the ones that
+ * read or write files. The session's table stays. The caller frees the result. */
+VELMORA_API int velmora_run(velmora_session* session, const char* analysis, const char* options,
+                            velmora_result** result);
+VELMORA_API void velmora_result_free(velmora_result* result);
+/* format: "json", "csv", "terminal", "html", or "xlsx" (bytes). length may be null. */
+VELMORA_API int velmora_result_text(velmora_result* result, const char* format, const char** text,
+                                    size_t* length);
+/* table: "ranking" (a row per outcome and predictor, best first) or, of a screening, "bins" (a row per
+ * bin). Columns are the members of the JSON in snake case. The caller releases the stream. */
+VELMORA_API int velmora_result_table(velmora_result* result, const char* table,
+                                     struct ArrowArrayStream* stream);
+/* Writes the files of --out DIR, all or none. formats: names between commas; null for all. */
+VELMORA_API int velmora_result_write(velmora_result* result, const char* folder, const char* formats);
+
+/* --- Bins */
+
+/* The bins of the best predictors of each response of a screening; best 0: of all. */
+VELMORA_API int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins);
+/* From the JSON that velmora_bins_text gives and "velmora screen --bins" writes. */
+VELMORA_API int velmora_load_bins(velmora_session* session, const char* json, size_t length,
+                                  velmora_bins** bins);
+VELMORA_API void velmora_bins_free(velmora_bins* bins);
+/* format: "json", "sql" or "python". */
+VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
+                                  size_t* length);
+/* Codes the table of the bins' session: one column for the label of each predictor's bin and one for
+ * each figure, null where a case has no bin. The caller releases the stream. */
+VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VELMORA_H */

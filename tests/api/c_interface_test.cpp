@@ -1,0 +1,391 @@
+// The C interface as another program uses it: the command's figures, errors, threads, bins.
+#include "include/velmora.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/cli/process.h"
+#include "tests/support/paths.h"
+#include "workbench/api/arrow_export.h"
+#include "workbench/data/readers.h"
+
+namespace velmora {
+namespace {
+
+using nlohmann::json;
+using velmora::testing::RunVelmora;
+using velmora::testing::Sample;
+using velmora::testing::TemporaryFolder;
+
+constexpr char kScreenOptions[] = R"({"binary-response": "risk", "good": "good", "bad": "bad"})";
+
+// Handles that free themselves; a failed call fails the test.
+class OpenSession {
+ public:
+  OpenSession() {
+    const std::string options = json{{"module", ModulePath()}}.dump();
+    EXPECT_EQ(velmora_open(&session_, options.c_str()), VELMORA_OK) << velmora_last_error(nullptr);
+  }
+  ~OpenSession() { velmora_close(session_); }
+  OpenSession(const OpenSession&) = delete;
+  OpenSession& operator=(const OpenSession&) = delete;
+
+  void Read(const std::string& path, const char* options = nullptr) const {
+    EXPECT_EQ(velmora_read_file(session_, path.c_str(), options), VELMORA_OK) << velmora_last_error(session_);
+  }
+  velmora_result* Run(const char* analysis, const std::string& options) const {
+    velmora_result* result = nullptr;
+    EXPECT_EQ(velmora_run(session_, analysis, options.c_str(), &result), VELMORA_OK)
+        << velmora_last_error(session_);
+    return result;
+  }
+  // The JSON of a run; the result is freed.
+  std::string RunJson(const char* analysis, const std::string& options) const;
+  velmora_session* Get() const { return session_; }
+
+ private:
+  velmora_session* session_ = nullptr;
+};
+
+std::string TextOf(velmora_result* result, const char* format) {
+  const char* text = nullptr;
+  std::size_t length = 0;
+  EXPECT_EQ(velmora_result_text(result, format, &text, &length), VELMORA_OK) << format;
+  return text == nullptr ? "" : std::string(text, length);
+}
+
+std::string OpenSession::RunJson(const char* analysis, const std::string& options) const {
+  velmora_result* const result = Run(analysis, options);
+  std::string text = TextOf(result, "json");
+  velmora_result_free(result);
+  return text;
+}
+
+// What the command writes, with the file's name as a table in memory has it.
+std::string CommandJson(std::vector<std::string> words, bool ofFile) {
+  words.insert(words.end(), {"--format", "json", "--quiet"});
+  json made = json::parse(RunVelmora(words).out);
+  if (!ofFile) made["run"]["dataFile"] = nullptr;
+  return made.dump();
+}
+
+// --- Figures
+
+TEST(CInterface, GivesTheFiguresOfTheCommand) {
+  const struct Row {
+    const char *name, *analysis, *data, *options;
+    std::vector<std::string> words;
+  } rows[] = {
+      {"classes",
+       "feature-selection",
+       "german_credit.csv",
+       R"({"dependents": ["risk"]})",
+       {"--dependents", "risk"}},
+      {"numbers and texts as options",
+       "feature-selection",
+       "schools.csv",
+       R"({"dependents": ["api2000", "awards"], "weight": "weight", "casewise": true, "best": 3,
+           "show": "p", "p-criterion": 0.05, "missing": {"target": [1, 2]}, "count": null})",
+       {"--dependents", "api2000", "awards", "--weight", "weight", "--casewise", "--best", "3", "--show", "p",
+        "--p-criterion", "0.05", "--missing", "target=1,2"}},
+      {"screening",
+       "screen",
+       "german_credit.csv",
+       R"({"binary-response": "risk", "good": "good", "bad": "bad", "select": "age > 25"})",
+       {"--binary-response", "risk", "--good", "good", "--bad", "bad", "--select", "age > 25"}},
+      {"three responses",
+       "screen",
+       "vehicle.csv",
+       R"({"categorical-response": "class"})",
+       {"--categorical-response", "class"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const OpenSession session;
+    session.Read(Sample(row.data));
+    std::vector<std::string> words = {row.analysis, Sample(row.data)};
+    words.insert(words.end(), row.words.begin(), row.words.end());
+    EXPECT_EQ(json::parse(session.RunJson(row.analysis, row.options)).dump(), CommandJson(words, true));
+  }
+}
+
+// A data frame's route: the file's columns go out as Arrow data and come back in.
+TEST(CInterface, TakesArrowDataAsTheFile) {
+  const Table table = ReadTable(Sample("german_credit.csv"));
+  ArrowTable arrow;
+  for (const Column& column : table.columns) arrow.AddVariable(column);
+  ArrowArrayStream stream;
+  std::move(arrow).Export(stream);
+  const OpenSession session;
+  ASSERT_EQ(velmora_take_stream(session.Get(), &stream, nullptr), VELMORA_OK)
+      << velmora_last_error(session.Get());
+  EXPECT_EQ(stream.release, nullptr) << "the stream is taken";
+  EXPECT_EQ(json::parse(session.RunJson("screen", kScreenOptions)).dump(),
+            CommandJson({"screen", Sample("german_credit.csv"), "--binary-response", "risk", "--good", "good",
+                         "--bad", "bad"},
+                        false));
+}
+
+TEST(CInterface, TablesHoldTheNumbersOfTheJson) {
+  const OpenSession session;
+  session.Read(Sample("german_credit.csv"));
+  velmora_result* const result = session.Run("screen", kScreenOptions);
+  const json whole = json::parse(TextOf(result, "json"));
+  // A table's way back in shows that other programs can read it.
+  const auto back = [&](const char* name) {
+    ArrowArrayStream stream;
+    EXPECT_EQ(velmora_result_table(result, name, &stream), VELMORA_OK);
+    const OpenSession other;
+    EXPECT_EQ(velmora_take_stream(other.Get(), &stream, nullptr), VELMORA_OK)
+        << velmora_last_error(other.Get());
+    const char* text = nullptr;
+    EXPECT_EQ(velmora_variables(other.Get(), &text), VELMORA_OK);
+    json variables;
+    const json listed = json::parse(text);
+    for (const json& variable : listed["variables"])
+      variables[variable["name"].get<std::string>()] = variable;
+    return variables;
+  };
+  const json& predictors = whole["responses"][0]["predictors"];
+  const json ranking = back("ranking");
+  EXPECT_EQ(ranking["rank"]["maximum"], predictors.size());
+  double most = 0;
+  std::size_t bins = 0;
+  for (const json& predictor : predictors) {
+    most = std::max(most, predictor["informationValue"].get<double>());
+    bins += predictor["rows"].size();
+  }
+  EXPECT_EQ(ranking["information_value"]["maximum"].get<double>(), most);
+  EXPECT_EQ(back("bins")["woe"]["valid"], bins);
+  velmora_result_free(result);
+}
+
+// --- Bins
+
+std::string BinsText(velmora_bins* bins, const char* format) {
+  const char* text = nullptr;
+  EXPECT_EQ(velmora_bins_text(bins, format, &text, nullptr), VELMORA_OK);
+  return text == nullptr ? "" : text;
+}
+
+TEST(CInterface, BinsCodeNewDataAsApplyDoes) {
+  const OpenSession session;
+  session.Read(Sample("german_credit.csv"));
+  velmora_result* const result = session.Run("screen", kScreenOptions);
+  velmora_bins* bins = nullptr;
+  ASSERT_EQ(velmora_result_bins(result, 3, &bins), VELMORA_OK);
+  velmora_result_free(result);  // the bins live on
+  const std::string saved = BinsText(bins, "json");
+  EXPECT_EQ(json::parse(saved)["responses"][0]["predictors"].size(), 3u);
+  EXPECT_NE(BinsText(bins, "sql").find("CASE"), std::string::npos);
+  EXPECT_NE(BinsText(bins, "python").find("def code_case"), std::string::npos);
+  velmora_bins_free(bins);
+
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("bins.json", saved);
+  const std::string byCommand = (folder.Path() / "coded.csv").string();
+  ASSERT_EQ(
+      RunVelmora({"apply", file, Sample("german_credit.csv"), "--keep", "risk", "--out", byCommand}).exitCode,
+      0);
+  ASSERT_EQ(velmora_load_bins(session.Get(), saved.data(), saved.size(), &bins), VELMORA_OK);
+  ArrowArrayStream stream;
+  ASSERT_EQ(velmora_bins_apply(bins, &stream), VELMORA_OK) << velmora_last_error(session.Get());
+  velmora_bins_free(bins);
+
+  const auto variablesOf = [](velmora_session* from) {
+    const char* text = nullptr;
+    EXPECT_EQ(velmora_variables(from, &text), VELMORA_OK);
+    std::map<std::string, std::string> byName;
+    json listed = json::parse(text);
+    for (json& variable : listed["variables"]) {
+      const std::string name = variable["name"];
+      variable.erase("number");
+      variable.erase("measurementReason");  // dictionaries declare their measurement
+      if (name != "risk") byName[name] = variable.dump();
+    }
+    return byName;
+  };
+  const OpenSession coded, expected;
+  ASSERT_EQ(velmora_take_stream(coded.Get(), &stream, nullptr), VELMORA_OK)
+      << velmora_last_error(coded.Get());
+  expected.Read(byCommand);
+  EXPECT_EQ(variablesOf(coded.Get()), variablesOf(expected.Get()));
+  EXPECT_EQ(variablesOf(coded.Get()).size(), 6u);
+}
+
+// --- Errors
+
+TEST(CInterface, WrongUseIsOneSentence) {
+  const OpenSession session;
+  session.Read(Sample("german_credit.csv"));
+  velmora_session* const s = session.Get();
+  velmora_result* result = nullptr;
+  velmora_bins* bins = nullptr;
+  const auto run = [&](const char* analysis, const char* options) {
+    return velmora_run(s, analysis, options, &result);
+  };
+  const double numbers[] = {1, 2};
+  const struct Row {
+    const char* name;
+    std::function<int()> call;
+    int code;
+    const char* part;
+  } rows[] = {
+      {"no analysis", [&] { return run("screening", "{}"); }, VELMORA_BAD_USE,
+       "the analyses are feature-selection and screen"},
+      {"unknown option", [&] { return run("screen", R"({"binry-response": "risk"})"); }, VELMORA_BAD_USE,
+       "did you mean --binary-response"},
+      {"unknown variable", [&] { return run("feature-selection", R"({"dependents": ["rsk"]})"); },
+       VELMORA_BAD_USE, "rsk"},
+      {"number out of range",
+       [&] { return run("feature-selection", R"({"dependents": "risk", "best": 0})"); }, VELMORA_BAD_USE,
+       "--best takes a whole number"},
+      {"no JSON", [&] { return run("screen", "{"); }, VELMORA_BAD_USE, "not valid JSON"},
+      {"no object", [&] { return run("screen", "[1]"); }, VELMORA_BAD_USE, "JSON object"},
+      {"an option of the command", [&] { return run("screen", R"({"out": "there"})"); }, VELMORA_BAD_USE,
+       "velmora_result_write"},
+      {"null argument", [&] { return run(nullptr, "{}"); }, VELMORA_BAD_USE, "analysis is null"},
+      {"no file", [&] { return velmora_read_file(s, "/no/file.csv", nullptr); }, VELMORA_FAILED,
+       "/no/file.csv"},
+      {"other length", [&] { return velmora_add_numbers(s, "x", numbers, 2); }, VELMORA_BAD_USE,
+       "has 2 cases where the table has 1000"},
+      {"name taken", [&] { return velmora_add_numbers(s, "risk", nullptr, 2); }, VELMORA_BAD_USE,
+       "values is null"},
+      {"no bins", [&] { return velmora_load_bins(s, "{}", 2, &bins); }, VELMORA_FAILED, "the bins"},
+      {"released stream",
+       [&] {
+         ArrowArrayStream none{};
+         return velmora_take_stream(s, &none, nullptr);
+       },
+       VELMORA_FAILED, "released"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.call(), row.code);
+    EXPECT_NE(std::string(velmora_last_error(s)).find(row.part), std::string::npos) << velmora_last_error(s);
+  }
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(velmora_clear_data(nullptr), VELMORA_BAD_USE);
+  EXPECT_STREQ(velmora_last_error(nullptr), "The argument session is null.");
+  // The table is the one before the failures.
+  EXPECT_NE(session.RunJson("feature-selection", R"({"dependents": "risk"})").find("\"cases\": 1000"),
+            std::string::npos);
+}
+
+TEST(CInterface, NoticesAreThoseOfTheLatestCall) {
+  const OpenSession session;
+  const TemporaryFolder folder;
+  session.Read(folder.Write("a.csv", "x,same,y\n1,7,2\n2,7,3\n3,7,9\n"));
+  const std::string options = R"({"dependents": "y"})";
+  velmora_result* const result = session.Run("feature-selection", options);
+  EXPECT_EQ(json::parse(velmora_notices(session.Get())),
+            json({"Not screened: same (constant: only one value)"}));
+  velmora_result_free(result);
+  EXPECT_STREQ(velmora_notices(session.Get()), "[]") << "freeing is a call, too";
+}
+
+// --- Threads, cancelling, life times
+
+TEST(CInterface, ProgressAndCancelling) {
+  const OpenSession session;
+  std::vector<double> numbers(2'000'000);
+  for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] = static_cast<double>(i * 7919 % 100003);
+  for (const char* name : {"x", "y", "z"}) {
+    for (double& number : numbers)
+      number = static_cast<double>(static_cast<std::int64_t>(number * 31 + 7) % 100003);
+    ASSERT_EQ(
+        velmora_add_numbers(session.Get(), name, numbers.data(), static_cast<std::int64_t>(numbers.size())),
+        VELMORA_OK);
+  }
+  struct Seen {
+    std::thread::id thread;
+    int calls = 0;
+  } seen;
+  const auto stop = [](void* user, const char* /*stage*/, double fraction) {
+    EXPECT_TRUE(fraction >= 0 && fraction <= 1);
+    static_cast<Seen*>(user)->thread = std::this_thread::get_id();
+    return ++static_cast<Seen*>(user)->calls == 2 ? 1 : 0;
+  };
+  velmora_set_progress(session.Get(), stop, &seen);
+  velmora_result* result = nullptr;
+  EXPECT_EQ(velmora_run(session.Get(), "screen", R"({"continuous-response": "y"})", &result),
+            VELMORA_CANCELLED);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_GE(seen.calls, 2);
+  EXPECT_EQ(seen.thread, std::this_thread::get_id());
+  velmora_set_progress(session.Get(), nullptr, nullptr);
+  velmora_result_free(session.Run("feature-selection", R"({"dependents": "y"})"));
+}
+
+// Each of the module's images has its own selection and weights.
+TEST(CInterface, SessionsAndResultsDoNotMeet) {
+  const std::string all = R"({"dependents": "risk"})";
+  const std::string some = R"({"dependents": "risk", "select": "age > 40", "weight": "amount"})";
+  const OpenSession session;
+  session.Read(Sample("german_credit.csv"));
+  const std::string expectedAll = session.RunJson("feature-selection", all);
+  const std::string expectedSome = session.RunJson("feature-selection", some);
+  ASSERT_NE(expectedAll, expectedSome);
+  // Two results of one session live at once.
+  velmora_result* const first = session.Run("feature-selection", some);
+  velmora_result* const second = session.Run("feature-selection", all);
+  EXPECT_EQ(TextOf(second, "json"), expectedAll);
+  EXPECT_EQ(TextOf(first, "json"), expectedSome);
+  velmora_result_free(first);
+  velmora_result_free(second);
+  // Sessions of several threads at once.
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      const OpenSession own;
+      own.Read(Sample("german_credit.csv"));
+      for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(own.RunJson("feature-selection", t % 2 == 0 ? all : some),
+                  t % 2 == 0 ? expectedAll : expectedSome);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(CInterface, ResultsOutliveTheirSessionAndThread) {
+  velmora_result* result = nullptr;
+  std::thread([&] {
+    const OpenSession session;
+    session.Read(Sample("house_prices.csv"));
+    result = session.Run("screen", R"({"continuous-response": "price"})");
+  }).join();
+  EXPECT_NE(TextOf(result, "html").find("</html>"), std::string::npos);
+  EXPECT_TRUE(TextOf(result, "xlsx").starts_with("PK"));
+  const TemporaryFolder folder;
+  EXPECT_EQ(velmora_result_write(result, folder.Path().c_str(), "json,csv"), VELMORA_OK);
+  EXPECT_EQ(folder.Names(),
+            (std::vector<std::string>{"screening.csv", "screening.json", "screening_bins.csv"}));
+  velmora_result_free(result);
+}
+
+TEST(CInterface, AChildProcessIsRefusedTheSessionsOfItsParent) {
+  const OpenSession session;
+  session.Read(Sample("house_prices.csv"));
+  velmora_result* const result = session.Run("screen", R"({"continuous-response": "price"})");
+  const pid_t child = fork();
+  if (child == 0) {
+    velmora_result* none = nullptr;
+    const int code = velmora_run(session.Get(), "screen", R"({"continuous-response": "price"})", &none);
+    velmora_result_free(result);
+    _exit(code == VELMORA_FAILED ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  velmora_result_free(result);
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,38 @@
+// Record batches of the Arrow C data interface as a table.
+//
+//   ArrowBatches batches(stream);              // takes the stream and its batches
+//   Table table = batches.MakeTable(options, notices);
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "include/velmora.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+// Owns a schema and its batches and releases them.
+class ArrowBatches {
+ public:
+  // Takes the stream and reads it to its end. Throws DataError with the stream's own sentence.
+  explicit ArrowBatches(ArrowArrayStream& stream);
+  // Takes both. Throws DataError when one of them is released already.
+  ArrowBatches(ArrowSchema& schema, ArrowArray& batch);
+  ~ArrowBatches();
+  ArrowBatches(const ArrowBatches&) = delete;
+  ArrowBatches& operator=(const ArrowBatches&) = delete;
+
+  // A variable per column, without measurements. missingTexts: as ReadOptions. Columns that no variable
+  // can hold are left out, with a notice. Throws DataError that names the column.
+  Table MakeTable(const std::vector<std::string>& missingTexts, std::vector<std::string>& notices) const;
+
+ private:
+  void CheckSchema() const;
+  void Release();
+
+  ArrowSchema schema_{};
+  std::vector<ArrowArray> batches_;
+};
+
+}  // namespace velmora

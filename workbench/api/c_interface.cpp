@@ -1,0 +1,431 @@
+// The functions of include/velmora.h over RunAnalysis.
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "include/velmora.h"
+#include "workbench/api/arrow_export.h"
+#include "workbench/api/arrow_import.h"
+#include "workbench/api/guarded.h"
+#include "workbench/api/module_images.h"
+#include "workbench/api/options_json.h"
+#include "workbench/api/result_tables.h"
+#include "workbench/api/work_thread.h"
+#include "workbench/bins/coding_program.h"
+#include "workbench/bins/saved_bins.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/finished_run.h"
+#include "workbench/cli/module_path.h"
+#include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/variables_command.h"
+#include "workbench/data/column_builder.h"
+#include "workbench/data/readers.h"
+#include "workbench/data/unicode.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/documents/writers.h"
+#include "workbench/report/json_text.h"
+
+#ifndef VELMORA_VERSION
+#error "the build names the version"
+#endif
+
+namespace velmora {
+namespace {
+
+constexpr char kTableName[] = "the table";  // as sentences call a table that is no file
+constexpr int kTextWidth = 100;             // of the tables in the format "terminal"
+
+// What a session is; its handle, results and bins share it.
+struct SessionState {
+  WorkThread thread;
+  LastError error;
+  std::string modulePath;
+  Table table;
+  velmora_progress progress = nullptr;
+  void* progressUser = nullptr;
+  std::string handedOut;             // the text that a function of the session gave last
+  std::vector<std::string> notices;  // beside those of the thread
+  std::string noticesJson;
+
+  void Work(const std::function<void()>& work) {
+    notices.clear();
+    WorkThread::Report report;
+    if (progress != nullptr) {
+      report = [this](const std::string& stage, double fraction) {
+        return progress(progressUser, stage.c_str(), fraction) != 0;
+      };
+    }
+    thread.Run(work, report);
+  }
+};
+
+// Of calls without a session.
+LastError& ErrorOfThread() {
+  thread_local LastError error;
+  return error;
+}
+
+template <typename Value>
+Value& Required(Value* value, const char* name) {
+  if (value == nullptr) throw UsageError(std::string("The argument ") + name + " is null.");
+  return *value;
+}
+
+std::string OptionsText(const char* options) { return options == nullptr ? "" : options; }
+
+}  // namespace
+}  // namespace velmora
+
+struct velmora_session {
+  std::shared_ptr<velmora::SessionState> state;
+};
+
+struct velmora_result {
+  std::shared_ptr<velmora::SessionState> state;
+  std::unique_ptr<velmora::ModuleImage> image;
+  std::unique_ptr<velmora::FinishedRun> run;  // made and destroyed on the session's thread, before image
+  std::string handedOut;
+};
+
+struct velmora_bins {
+  std::shared_ptr<velmora::SessionState> state;
+  velmora::SavedBins bins;
+  std::string handedOut;
+};
+
+namespace velmora {
+namespace {
+
+// Runs work for a handle of any kind; a null handle is a wrong argument.
+template <typename Handle, typename Work>
+int ForHandle(Handle* handle, const char* name, Work work) noexcept {
+  if (handle == nullptr) return Guarded(ErrorOfThread(), [&] { Required(handle, name); });
+  const std::shared_ptr<SessionState> state = handle->state;  // the work may free the handle
+  return Guarded(state->error, [&] { work(*state); });
+}
+
+DataOptions ReadingOptions(const char* options) {
+  CommandParser parser;
+  DataOptions data;
+  data.AddReadingTo(parser);
+  parser.Parse(CommandWords(OptionsText(options)));
+  return data;
+}
+
+void ApplyMissingCodes(Table& table, const DataOptions& options) {
+  for (const std::string& option : options.missingCodes) {
+    try {
+      ApplyMissingOption(table, option);
+    } catch (const DataError& error) {
+      throw UsageError(std::string("--missing: ") + error.what());
+    }
+  }
+}
+
+void RequireData(const SessionState& state) {
+  if (state.table.columns.empty())
+    throw UsageError("The session has no data: call velmora_read_file or velmora_take_stream first.");
+}
+
+void TakeTable(SessionState& state, const ArrowBatches& batches, const char* options) {
+  const DataOptions data = ReadingOptions(options);
+  if (!data.delimiter.empty()) throw UsageError("--delimiter is for text files.");
+  state.Work([&] {
+    std::vector<std::string> notices;
+    Table table = batches.MakeTable(SplitList(data.missingTexts), notices);
+    ApplyMissingCodes(table, data);
+    state.table = std::move(table);
+    state.notices = std::move(notices);
+  });
+}
+
+// Adds a column with the next number. fill: adds its count cells to a builder.
+template <typename Fill>
+void AddColumn(SessionState& state, const char* name, std::int64_t count, Fill fill) {
+  Required(name, "name");
+  if (count <= 0) throw UsageError("The variable " + std::string(name) + " has no cases.");
+  const std::string clean = CleanText(name);
+  if (clean.empty()) throw UsageError("A variable needs a name.");
+  if (!state.table.columns.empty() && count != state.table.caseCount)
+    throw UsageError("The variable " + clean + " has " + std::to_string(count) +
+                     " cases where the table has " + std::to_string(state.table.caseCount) + ".");
+  if (std::any_of(state.table.columns.begin(), state.table.columns.end(),
+                  [&](const Column& column) { return column.name == clean; }))
+    throw UsageError("Column name \"" + clean + "\" occurs twice.");
+  state.Work([&] {
+    const std::vector<std::string> noMissingTexts;
+    ColumnBuilder builder(clean, state.table.VariableCount() + 1, false, &noMissingTexts);
+    builder.Reserve(count);
+    fill(builder);
+    std::vector<ColumnNote> notes;
+    Column column = builder.Finish(notes);
+    AppendSentences(notes, kTableName, state.notices);
+    state.table.columns.push_back(std::move(column));
+    state.table.caseCount = count;
+  });
+}
+
+// DATA and the words of the options.
+std::vector<std::string> ArgumentsOf(const char* options, const std::string& modulePath) {
+  std::vector<std::string> words = CommandWords(OptionsText(options));
+  RefuseCommandOnly(words);
+  words.push_back("--module=" + modulePath);
+  words.insert(words.begin(), kTableName);
+  return words;
+}
+
+void GiveText(std::string& home, std::string made, const char** text, std::size_t* length) {
+  home = std::move(made);
+  *text = home.c_str();
+  if (length != nullptr) *length = home.size();
+}
+
+std::string ResultText(FinishedRun& run, const std::string& format) {
+  const OutputWriters writers = run.Writers();
+  if (format == "json") return writers.json();
+  if (format == "csv") return writers.csv();
+  if (format == "html") return writers.page();
+  if (format == "terminal")
+    return writers.text({.isTerminal = false, .width = kTextWidth, .utf8 = true, .colour = false});
+  if (format == "xlsx") {
+    std::string bytes, error;
+    if (!WriteXlsx(writers.workbook(), bytes, error)) throw RunError(error);
+    return bytes;
+  }
+  throw UsageError("A format is json, csv, terminal, html or xlsx, not " + ShortenedText(format) + ".");
+}
+
+velmora_bins* NewBins(const std::shared_ptr<SessionState>& state, SavedBins bins) {
+  return new velmora_bins{state, std::move(bins), {}};
+}
+
+ArrowTable Coded(const SavedBins& bins, SessionState& state) {
+  CodingProgram program(ProgramOf(bins, "the bins"), state.table, state.notices);
+  ArrowTable coded;
+  for (const Column& column : program.Run([](double) { return !WasInterrupted(); }))
+    coded.AddVariable(column);
+  return coded;
+}
+
+}  // namespace
+}  // namespace velmora
+
+using namespace velmora;
+
+extern "C" {
+
+const char* velmora_version(void) { return VELMORA_VERSION; }
+
+int velmora_open(velmora_session** session, const char* options) {
+  return Guarded(ErrorOfThread(), [&] {
+    Required(session, "session");
+    *session = nullptr;
+    CommandParser parser;
+    std::string module;
+    parser.Text("--module", module);
+    parser.Parse(CommandWords(OptionsText(options)));
+    auto opened = std::make_unique<velmora_session>();
+    opened->state = std::make_shared<SessionState>();
+    opened->state->modulePath = FindModule(module);
+    *session = opened.release();
+  });
+}
+
+void velmora_close(velmora_session* session) { delete session; }
+
+const char* velmora_last_error(const velmora_session* session) {
+  return session == nullptr ? ErrorOfThread().Text() : session->state->error.Text();
+}
+
+const char* velmora_notices(const velmora_session* session) {
+  if (session == nullptr) return "[]";
+  SessionState& state = *session->state;
+  const int code = Guarded(state.error, [&] {
+    Json notices = state.notices;
+    for (const std::string& line : state.thread.Lines()) notices.push_back(line);
+    state.noticesJson = notices.is_null() ? "[]" : JsonText(notices);
+  });
+  return code == VELMORA_OK ? state.noticesJson.c_str() : "[]";
+}
+
+int velmora_set_progress(velmora_session* session, velmora_progress function, void* user) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    state.progress = function;
+    state.progressUser = user;
+  });
+}
+
+void velmora_cancel(velmora_session* session) {
+  if (session != nullptr) session->state->thread.Stop();
+}
+
+int velmora_read_file(velmora_session* session, const char* path, const char* options) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(path, "path");
+    DataOptions data = ReadingOptions(options);
+    data.path = path;
+    state.Work([&] {
+      Table table = LoadTable(data);
+      state.table = std::move(table);
+    });
+  });
+}
+
+int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream, const char* options) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    const ArrowBatches batches(Required(stream, "stream"));
+    TakeTable(state, batches, options);
+  });
+}
+
+int velmora_take_batch(velmora_session* session, struct ArrowSchema* schema, struct ArrowArray* batch,
+                       const char* options) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    const ArrowBatches batches(Required(schema, "schema"), Required(batch, "batch"));
+    TakeTable(state, batches, options);
+  });
+}
+
+int velmora_add_numbers(velmora_session* session, const char* name, const double* values, int64_t count) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(values, "values");
+    AddColumn(state, name, count, [&](ColumnBuilder& builder) {
+      for (std::int64_t i = 0; i < count; ++i) builder.AddNumber(values[i]);
+    });
+  });
+}
+
+int velmora_add_texts(velmora_session* session, const char* name, const char* const* texts, int64_t count) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(texts, "texts");
+    AddColumn(state, name, count, [&](ColumnBuilder& builder) {
+      for (std::int64_t i = 0; i < count; ++i) {
+        if (texts[i] == nullptr) {
+          builder.AddMissing();
+        } else {
+          builder.AddText(CleanText(texts[i]));
+        }
+      }
+    });
+  });
+}
+
+int velmora_clear_data(velmora_session* session) {
+  return ForHandle(session, "session", [](SessionState& state) { state.Work([&] { state.table = {}; }); });
+}
+
+int velmora_variables(velmora_session* session, const char** json) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(json, "json");
+    RequireData(state);
+    state.Work([&] {
+      Table table = PrepareTable(state.table, {});
+      GiveText(state.handedOut, VariablesJson(table), json, nullptr);
+    });
+  });
+}
+
+int velmora_run(velmora_session* session, const char* analysis, const char* options,
+                velmora_result** result) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(analysis, "analysis");
+    Required(result, "result");
+    *result = nullptr;
+    RequireData(state);
+    auto made = std::make_unique<velmora_result>();
+    made->state = session->state;
+    made->image = std::make_unique<ModuleImage>(state.modulePath);
+    const std::vector<std::string> words = ArgumentsOf(options, made->image->Path());
+    state.Work([&] { made->run = RunAnalysis(analysis, state.table, words); });
+    *result = made.release();
+  });
+}
+
+void velmora_result_free(velmora_result* result) {
+  if (result == nullptr) return;
+  const int code =
+      ForHandle(result, "result", [&](SessionState& state) { state.Work([&] { result->run.reset(); }); });
+  // A child process has no thread on which a run of its parent could end.
+  if (code != VELMORA_OK) static_cast<void>(result->run.release());
+  delete result;
+}
+
+int velmora_result_text(velmora_result* result, const char* format, const char** text, size_t* length) {
+  return ForHandle(result, "result", [&](SessionState& state) {
+    Required(format, "format");
+    Required(text, "text");
+    state.Work([&] { GiveText(result->handedOut, ResultText(*result->run, format), text, length); });
+  });
+}
+
+int velmora_result_table(velmora_result* result, const char* table, struct ArrowArrayStream* stream) {
+  return ForHandle(result, "result", [&](SessionState& state) {
+    Required(table, "table");
+    Required(stream, "stream");
+    state.Work([&] { ResultTable(*result->run, table).Export(*stream); });
+  });
+}
+
+int velmora_result_write(velmora_result* result, const char* folder, const char* formats) {
+  return ForHandle(result, "result", [&](SessionState& state) {
+    OutputOptions options;
+    options.folder = &Required(folder, "folder");
+    if (options.folder.empty()) throw UsageError("The name of the folder is empty.");
+    if (formats != nullptr) options.formatNames = {formats};
+    options.quiet = true;
+    std::vector<Format> wanted = options.Formats();
+    std::erase(wanted, Format::kTerminal);
+    if (wanted.empty()) throw UsageError("No format of " + std::string(formats) + " is written to a file.");
+    state.Work([&] { WriteOutputs(options, wanted, result->run->Writers()); });
+  });
+}
+
+int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
+  return ForHandle(result, "result", [&](SessionState& state) {
+    Required(bins, "bins");
+    if (!result->run->screening)
+      throw UsageError("A result of feature-selection has no bins; screen makes them.");
+    if (best < 0) throw UsageError("The number of predictors is negative.");
+    constexpr int kAll = 1 << 30;
+    state.Work([&] {
+      const FinishedRun& run = *result->run;
+      *bins = NewBins(result->state, SavedBinsOf(*run.screening, run.session.Data(), best == 0 ? kAll : best,
+                                                 state.notices));
+    });
+  });
+}
+
+int velmora_load_bins(velmora_session* session, const char* json, size_t length, velmora_bins** bins) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(json, "json");
+    Required(bins, "bins");
+    state.Work([&] { *bins = NewBins(session->state, ParseBinsJson({json, length}, "the bins")); });
+  });
+}
+
+void velmora_bins_free(velmora_bins* bins) { delete bins; }
+
+int velmora_bins_text(velmora_bins* bins, const char* format, const char** text, size_t* length) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    const std::string name = &Required(format, "format");
+    Required(text, "text");
+    state.Work([&] {
+      if (name == "json") return GiveText(bins->handedOut, BinsJson(bins->bins), text, length);
+      if (name == "sql") return GiveText(bins->handedOut, BinsSql(bins->bins, state.notices), text, length);
+      if (name == "python") return GiveText(bins->handedOut, BinsPython(bins->bins), text, length);
+      throw UsageError("Bins are written as json, sql or python, not " + ShortenedText(name) + ".");
+    });
+  });
+}
+
+int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    Required(stream, "stream");
+    RequireData(state);
+    state.Work([&] { Coded(bins->bins, state).Export(*stream); });
+  });
+}
+}

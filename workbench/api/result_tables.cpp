@@ -1,0 +1,79 @@
+#include "workbench/api/result_tables.h"
+
+#include <map>
+
+#include "workbench/cli/exit_codes.h"
+#include "workbench/documents/terminal_text.h"
+
+namespace velmora {
+namespace {
+
+// The members of a predictor that are figures, after those that lead the row.
+void AppendFigures(const Json& predictor, Json& row) {
+  for (const auto& [name, value] : predictor.items()) {
+    if (!value.is_structured() && name != "name") row[name] = value;
+  }
+}
+
+Json FeatureSelectionRanking(const FeatureSelectionReport& report, const Json& json) {
+  Json rows = Json::array();
+  for (std::size_t d = 0; d < report.dependents.size(); ++d) {
+    const Json& dependent = json["dependents"][d];
+    std::map<int, const Json*> byNumber;
+    for (const Json& predictor : dependent["predictors"])
+      byNumber[predictor["number"].get<int>()] = &predictor;
+    int rank = 0;
+    for (const int index : OrderedPredictors(report, report.dependents[d])) {
+      const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
+      Json row = {{"dependent", dependent["name"]}, {"rank", ++rank}, {"predictor", predictor.name}};
+      AppendFigures(*byNumber.at(predictor.number), row);
+      rows.push_back(std::move(row));
+    }
+  }
+  return rows;
+}
+
+Json ScreenRanking(const Json& json) {
+  Json rows = Json::array();
+  for (const Json& response : json["responses"]) {
+    int rank = 0;
+    for (const Json& predictor : response["predictors"]) {
+      Json row = {{"response", response["name"]},
+                  {"rank", ++rank},
+                  {"predictor", predictor["name"]},
+                  {"bins", predictor["rows"].size()}};
+      AppendFigures(predictor, row);
+      rows.push_back(std::move(row));
+    }
+  }
+  return rows;
+}
+
+Json ScreenBins(const Json& json) {
+  Json rows = Json::array();
+  for (const Json& response : json["responses"]) {
+    for (const Json& predictor : response["predictors"]) {
+      int number = 0;
+      for (const Json& bin : predictor["rows"]) {
+        Json row = {{"response", response["name"]}, {"predictor", predictor["name"]}, {"bin", ++number}};
+        for (const auto& [name, value] : bin.items()) row[name] = value;
+        rows.push_back(std::move(row));
+      }
+    }
+  }
+  return rows;
+}
+
+}  // namespace
+
+ArrowTable ResultTable(FinishedRun& run, const std::string& name) {
+  const bool ranking = name == "ranking";
+  if (!ranking && (name != "bins" || !run.screening))
+    throw UsageError("The result has no table " + ShortenedText(name) +
+                     (run.screening ? "; its tables are ranking and bins." : "; its table is ranking."));
+  const Json json = Json::parse(run.Writers().json());
+  if (run.featureSelection) return TableOfRows(FeatureSelectionRanking(*run.featureSelection, json));
+  return TableOfRows(ranking ? ScreenRanking(json) : ScreenBins(json));
+}
+
+}  // namespace velmora
