@@ -159,6 +159,8 @@ struct IInputSpreadsheet {
   virtual int GetValueLabel(int variableNumber, double value, ITextSink* label) = 0;
   // Returns 0 and the value of a label (or of a number text), or a nonzero value.
   virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
+  // Not 0 when the values of the variable only number texts, as other data may number them otherwise.
+  virtual int HoldsTexts(int variableNumber) = 0;
 
   // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a
   // missing value is the variable's missing-data code. Returns 0, or a nonzero value when there are

@@ -108,7 +108,7 @@ struct ITree : ICounted {
   // the values above cut point b - 1 and not above cut point b, both compared with the tolerance.
   virtual void GetCutPoints(double* cutPoints) = 0;
   // Categorical predictor: the levels of a bin, ascending, and their texts as the branch text lists
-  // them. Texts of different bins differ.
+  // them. Texts of different bins may be alike: a label can read like a list.
   virtual int GetLevelCount(int bin) = 0;
   virtual void GetLevels(int bin, double* levels) = 0;
   virtual void GetLevelText(int bin, ITextSink* text) = 0;

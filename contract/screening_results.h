@@ -67,6 +67,10 @@ struct IScreeningResults {
   virtual int GetLevelCount(int response, int predictorIndex) = 0;
   virtual void GetLevel(int response, int predictorIndex, int levelIndex, double* value, int* binIndex) = 0;
 
+  // Name, without folders, of the file that the recode of the predictor was last saved to; empty
+  // when there is none.
+  virtual void GetRecodeFileName(int response, int predictorIndex, ITextSink* name) = 0;
+
   virtual int GetFailedNumber(int response, int failedIndex) = 0;  // variable number
   virtual void GetFailedName(int response, int failedIndex, ITextSink* name) = 0;
   virtual void GetFailedReason(int response, int failedIndex, ITextSink* reason) = 0;

@@ -210,6 +210,11 @@ void ScreeningResultsView::GetLevel(int response, int predictorIndex, int levelI
   *binIndex = level->second;
 }
 
+void ScreeningResultsView::GetRecodeFileName(int response, int predictorIndex, vlm::ITextSink* name) {
+  const PredSummary* record = Find(response, predictorIndex);
+  Assign(name, record != nullptr ? std::string_view(record->recodeFileName) : std::string_view());
+}
+
 int ScreeningResultsView::GetFailedNumber(int response, int failedIndex) {
   const PredSummary* record = FindFailed(response, failedIndex);
   return record != nullptr ? record->predictorVariable : 0;

@@ -119,7 +119,7 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     record.cutPoints.resize(record.binNodes.size() - 1);
     tree->GetCutPoints(record.cutPoints.data());
     IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
-    record.levelNames = std::move(texts.labels);
+    record.levelNames = DistinctLabels(std::move(texts.labels));
     record.lowerTexts = std::move(texts.lower);
     record.upperTexts = std::move(texts.upper);
   } else {
@@ -191,13 +191,15 @@ void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(vlm:
                                                                             PredSummary& record) {
   record.levelOf.clear();
   std::vector<double> levels;
+  std::vector<std::string> labels;
   for (int bin = 0; bin < static_cast<int>(record.binNodes.size()); ++bin) {
     levels.resize(static_cast<std::size_t>(tree.GetLevelCount(bin)));
     tree.GetLevels(bin, levels.data());
     for (const double level : levels) record.levelOf[level] = bin;
-    record.levelNames.push_back(
+    labels.push_back(
         OnOneLine(vlm::WholeTextOf([&](vlm::ITextSink* sink) { tree.GetLevelText(bin, sink); })));
   }
+  record.levelNames = DistinctLabels(std::move(labels));
 }
 
 }  // namespace vlmfsl

@@ -1,6 +1,8 @@
 #include "module/screening_outputs/bin_conditions.h"
 
 #include <algorithm>
+#include <charconv>
+#include <filesystem>
 #include <set>
 #include <utility>
 
@@ -12,14 +14,18 @@
 namespace vlmfsl {
 namespace {
 
-// Bytes: 255 on common file systems, less what a number and the file written aside put behind the name.
+// Bytes: 255 on common file systems, less a number and the ending of the temporary file.
 constexpr std::size_t kLongestFileName = 240;
 
-bool HasControlCharacter(const std::string& text) {
-  return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
+// Whether a label reads as a number other than the code: where the labels are not known, it would
+// be that number.
+bool ReadsAsAnother(const std::string& label, double code) {
+  double number = 0;
+  const auto read = std::from_chars(label.data(), label.data() + label.size(), number);
+  return read.ec == std::errc() && read.ptr == label.data() + label.size() && number != code;
 }
 
-// The label of a level in quotation marks, empty where a condition had better name the level's code.
+// The label of a level in quotation marks, empty where a condition names the level's code instead.
 std::string QuotedLevelLabel(const CFeatureSelectionTemplate& analysis, int variableNumber, double code) {
   vlm::IInputSpreadsheet* const input = analysis.Host().GetInputSpreadsheet();
   vlm::StringSink sink;
@@ -28,7 +34,8 @@ std::string QuotedLevelLabel(const CFeatureSelectionTemplate& analysis, int vari
   double found = 0;
   const bool leadsBack =
       input->FindValue(variableNumber, label.data(), vlm::LengthOf(label), &found) == 0 && found == code;
-  return leadsBack && !HasControlCharacter(label) ? Quoted(analysis, label) : "";
+  if (input->HoldsTexts(variableNumber) != 0) return Quoted(analysis, label);
+  return leadsBack && !ReadsAsAnother(label, code) ? Quoted(analysis, label) : "";
 }
 
 enum class NumberForm { kMachine, kLocale };
@@ -41,7 +48,7 @@ std::string LevelCondition(const CFeatureSelectionTemplate& analysis, const Pred
   return Quoted(analysis, record.predictorName) + "=" + operand;
 }
 
-// In a recode file: the conditions in front of it have failed.
+// In a recode file, where the conditions before it have failed.
 std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                              std::size_t bin) {
   const bool last = bin == record.cutPoints.size();
@@ -122,7 +129,7 @@ std::string RecodeFilePath(CFeatureSelectionTemplate& analysis, const PredSummar
   const std::string stem = basePath.substr(stemAt);
   std::string name = FileNameOf(stem, record.predictorName, record.responseName, suffix);
   if (name.size() > kLongestFileName) {
-    // The conditions name the predictor too; the response stands nowhere else.
+    // The conditions name the predictor too, and nothing else names the response.
     const std::string predictor = analysis.Get8CharHash(record.predictorName);
     name = FileNameOf(stem, predictor, record.responseName, suffix);
     if (name.size() > kLongestFileName)
@@ -144,6 +151,9 @@ std::vector<RecodeFile> MakeRecodeFiles(CFeatureSelectionTemplate& analysis, con
       }
       record->conditionText = RecodeConditions(analysis, *record);
       files.push_back({free + ".ini", record->conditionText});
+      const std::u8string fileName =
+          std::filesystem::path(std::u8string(free.begin(), free.end()) + u8".ini").filename().u8string();
+      record->recodeFileName.assign(fileName.begin(), fileName.end());
     }
   }
   return files;

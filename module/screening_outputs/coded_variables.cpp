@@ -54,7 +54,7 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
     const std::string label = BinLabel(analysis, record, bin);
     const double code = record.binNodes[bin];
     input.SetVariableValueLabel(variable, code, label.data(), vlm::LengthOf(label));
-    // A label that the host had no memory for is lost without a word.
+    // The host loses a label silently when it has no memory for it.
     const std::string kept =
         vlm::WholeTextOf([&](vlm::ITextSink* sink) { input.GetValueLabel(variable, code, sink); });
     if (kept != label) return 0;

@@ -10,7 +10,7 @@
 namespace vlmfsl {
 namespace {
 
-// The templates of a bin's block. They differ in their spacing, on purpose.
+// The templates of a bin's block. They differ in their spacing on purpose.
 struct BlockTemplates {
   const char* first;
   const char* middle;
@@ -100,7 +100,8 @@ class ScriptNumbers {
   std::string decimalSeparator_;
 };
 
-// A number as an operand of the script, which has a point whatever the locale; an empty text when there is none.
+// A number as an operand of the script, which has a point whatever the locale; an empty text when
+// there is none.
 std::string Operand(double value) { return HasValue(value) ? vlm::FormatGeneral(value) : "\"\""; }
 
 bool IsBinnedContinuous(const PredSummary& record) {

@@ -1,6 +1,7 @@
 // Event scripts of the screening graphs: pointing at a bin shows its statistics. A script is a
 // frame around one block per bin:
-//   record.resultTexts[kEventScriptText] = FrameEventScript(ScriptTarget::kPlot, BinConditions(analysis, record));
+//   record.resultTexts[kEventScriptText] =
+//       FrameEventScript(ScriptTarget::kPlot, BinConditions(analysis, record));
 //
 // Each block follows a line break; a bin without cases has none. Numbers that are shown follow the
 // locale, numbers that the script computes with are as ParseTextBuffer makes them, or (means and
@@ -14,13 +15,13 @@
 
 namespace vlmfsl {
 
-// What the pointer must be on for a script to answer.
+// The objects for which a script shows a text.
 enum class ScriptTarget {
   kPlot,       // lines and points
   kPlotOrBox,  // these, and box plots
 };
 
-// The whole script. blocks may be empty: pointing then shows nothing.
+// The whole script. With empty blocks it shows nothing.
 [[nodiscard]] std::string FrameEventScript(ScriptTarget target, std::string_view blocks);
 
 // These throw HostCallError. The script of a box plot, kept in the record too; the box of a bin is

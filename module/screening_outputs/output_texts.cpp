@@ -1,5 +1,6 @@
 #include "module/screening_outputs/output_texts.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "module/resources/text_ids.h"
@@ -23,7 +24,19 @@ std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_vie
 }
 
 std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record) {
-  return record.responseName + "_" + record.predictorName + RequiredText(analysis, kTextCodedSuffix);
+  const std::string stem = record.responseName + "_" + record.predictorName;
+  int number = 1;
+  for (const int kind : kKindsInOutputOrder) {
+    if (kind == record.responseKind) break;
+    const std::string& response = analysis.ResponseName(kind);
+    if (!stem.starts_with(response + "_")) continue;
+    const std::string_view predictor = std::string_view(stem).substr(response.size() + 1);
+    const std::vector<PredSummary>& results = analysis.Results(kind);
+    if (std::any_of(results.begin(), results.end(),
+                    [&](const PredSummary& other) { return other.predictorName == predictor; }))
+      ++number;
+  }
+  return stem + RequiredText(analysis, kTextCodedSuffix) + (number > 1 ? "_" + std::to_string(number) : "");
 }
 
 std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {

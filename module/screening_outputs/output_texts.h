@@ -1,5 +1,5 @@
-// Names and labels as every text output of a screening shows them: scripts, recode files, rules, coded variables and
-// tables agree because they ask here.
+// Names and labels as every text output of a screening shows them, so that scripts, recode files,
+// rules, coded variables and tables agree.
 #pragma once
 
 #include <string>
@@ -15,21 +15,23 @@ namespace vlmfsl {
 [[nodiscard]] std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                    std::size_t bin);
 
-// Host texts that an output cannot do without. They throw std::bad_alloc rather than return an empty one.
+// Host texts that an output needs. They throw std::bad_alloc rather than return an empty one.
 [[nodiscard]] std::string Quoted(const CFeatureSelectionTemplate& analysis, std::string_view text);
 [[nodiscard]] std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text);
 [[nodiscard]] std::string Localized(const CFeatureSelectionTemplate& analysis, std::string_view number);
 
-// Name of the variable that holds a predictor's bins: RESPONSE_PREDICTOR_Coded.
+// Name of the variable that holds a predictor's bins: RESPONSE_PREDICTOR_Coded, with a number after
+// it when a response of an earlier kind has a predictor that gives the same name.
 [[nodiscard]] std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record);
 
-// The best predictors of each response kind, best first, at most count of each: binary, continuous, categorical.
+// The best predictors of each response kind, best first, at most count of each: binary, continuous,
+// categorical.
 [[nodiscard]] std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind,
                                                        int count);
 inline constexpr int kKindsInOutputOrder[] = {vlm::kBinaryResponse, vlm::kContinuousResponse,
                                               vlm::kCategoricalResponse};
 
-// A text as it stands inside the quotation marks of an event script: quotation marks are doubled.
+// A text for the inside of the quotation marks of an event script: its own are doubled.
 [[nodiscard]] std::string ScriptText(std::string_view text);
 
 }  // namespace vlmfsl

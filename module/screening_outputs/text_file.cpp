@@ -25,7 +25,7 @@ char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A'
 TextFiles::~TextFiles() {
   std::error_code ignored;
   for (const File& file : files_) {
-    if (!file.inPlace) fs::remove(file.aside, ignored);
+    if (!file.inPlace) fs::remove(file.temporary, ignored);
   }
 }
 
@@ -34,7 +34,7 @@ bool TextFiles::Add(const std::string& path, std::string_view text) {
     fs::path target(std::u8string(path.begin(), path.end()));
     const fs::file_status status = fs::status(target);
     if (fs::is_directory(status)) return false;
-    if (fs::exists(status)) target = fs::canonical(target);  // what a link leads to
+    if (fs::exists(status)) target = fs::canonical(target);  // the target of a link
     // A device or a pipe is written to, never replaced.
     if (fs::exists(status) && !fs::is_regular_file(status)) {
       std::ofstream device = Open(target);
@@ -42,17 +42,17 @@ bool TextFiles::Add(const std::string& path, std::string_view text) {
       files_.push_back({{}, {}, true});
       return true;
     }
-    fs::path aside = target;
-    aside += ".part";
-    const fs::file_status asideStatus = fs::status(aside);
-    if (fs::exists(asideStatus) && !fs::is_regular_file(asideStatus)) return false;
-    files_.push_back({aside, std::move(target)});
-    std::ofstream file = Open(aside);
-    files_.back().inPlace = !file;  // what was not opened is not ours to remove
+    fs::path temporary = target;
+    temporary += ".part";
+    const fs::file_status temporaryStatus = fs::status(temporary);
+    if (fs::exists(temporaryStatus) && !fs::is_regular_file(temporaryStatus)) return false;
+    files_.push_back({temporary, std::move(target)});
+    std::ofstream file = Open(temporary);
+    files_.back().inPlace = !file;  // a file that was not opened is not ours to remove
     if (file && WriteAndClose(file, text)) return true;
     if (!files_.back().inPlace) {
       std::error_code ignored;
-      fs::remove(aside, ignored);
+      fs::remove(temporary, ignored);
     }
     files_.pop_back();
     return false;
@@ -66,7 +66,7 @@ int TextFiles::Commit() noexcept {
   for (File& file : files_) {
     if (!file.inPlace) {
       std::error_code failure;
-      fs::rename(file.aside, file.target, failure);
+      fs::rename(file.temporary, file.target, failure);
       file.inPlace = !failure;
     }
     count += file.inPlace ? 1 : 0;

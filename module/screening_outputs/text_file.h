@@ -1,4 +1,7 @@
-// Text files that stand complete or not at all.
+// Text files that are written completely or not at all.
+//
+//   TextFiles files;
+//   if (files.Add("a.ini", first) && files.Add("b.ini", second)) written = files.Commit();
 #pragma once
 
 #include <filesystem>
@@ -8,9 +11,9 @@
 
 namespace vlmfsl {
 
-// Files that take their places together: each is written aside, and Commit moves them. What has not been moved goes
-// when this does, so that neither a full disk nor want of memory leaves a part of a text, or costs the file that was
-// there.
+// Files that are replaced together: each is written to a temporary file, and Commit moves them into
+// place. The destructor removes what has not been moved, so neither a full disk nor a lack of
+// memory leaves part of a text or loses the old file.
 class TextFiles {
  public:
   TextFiles() = default;
@@ -18,14 +21,14 @@ class TextFiles {
   TextFiles(const TextFiles&) = delete;
   TextFiles& operator=(const TextFiles&) = delete;
 
-  // Writes text for the file. path: UTF-8. Returns false when that cannot be done.
+  // Writes text for the file. path: UTF-8. Returns false when it cannot be written.
   [[nodiscard]] bool Add(const std::string& path, std::string_view text);
-  // Returns how many files are in place now. Takes no memory.
+  // Returns the number of files that are in place now. Allocates nothing.
   [[nodiscard]] int Commit() noexcept;
 
  private:
   struct File {
-    std::filesystem::path aside, target;
+    std::filesystem::path temporary, target;
     bool inPlace = false;
   };
   std::vector<File> files_;

@@ -23,13 +23,15 @@ TEST(Apply, WritesTheCodedTable) {
   const ProcessResult piped = RunVelmora(With(files, {"--keep", "id"}));
   EXPECT_EQ(piped.exitCode, 0) << piped.err;
   EXPECT_EQ(piped.out, kCoded);
-  EXPECT_EQ(piped.err,
-            "Coded: age_Coded: 1 case has no value\nCoded: risk_home_Coded: 2 cases have no value\n");
+  EXPECT_EQ(
+      piped.err,
+      "Coded: age_Coded: 1 case has no value\nWarning: 1 case has a value of home without a bin, such as "
+      "rent.\nCoded: risk_home_Coded: 2 cases have no value\n");
 
   const std::string out = (folder.Path() / "out.parquet").string();
   const ProcessResult written = RunVelmora(With(files, {"--out", out, "--quiet"}));
   EXPECT_EQ(written.exitCode, 0);
-  EXPECT_EQ(written.out + written.err, "");
+  EXPECT_EQ(written.out + written.err, "Warning: 1 case has a value of home without a bin, such as rent.\n");
   const Json variables = JsonFrom({"variables", out})["variables"];
   ASSERT_EQ(variables.size(), 5u);
   EXPECT_EQ(variables[3]["labels"].size(), 2u);
@@ -53,7 +55,7 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
        1,
        {"section.ini, line 2", "[SelectionConditions\\Cond2]"}},
       {"unknown variable", {"unknown.ini", "data.csv"}, 1, {"unknown.ini, line 4", "\"agee\"", "\"age\"?"}},
-      {"broken quotes", {"quotes.ini", "data.csv"}, 1, {"quotes.ini, line 4", "a quote is opened"}},
+      {"broken quotes", {"quotes.ini", "data.csv"}, 1, {"quotes.ini, line 4", "a quotation mark is opened"}},
       {"unknown statement", {"b.bas", "print.bas", "data.csv"}, 1, {"print.bas, line 2", "\"Print\""}},
       {"made twice", {"a.ini", "a.ini", "data.csv"}, 1, {"age_Coded"}},
       {"there already", {"a.ini", "coded.csv"}, 1, {"age_Coded", "coded.csv", "--keep"}},

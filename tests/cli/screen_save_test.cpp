@@ -1,11 +1,13 @@
-// What a screening run leaves behind, against the coded variables that the module itself adds: recode files,
-// rules, bins as JSON, SQL on DuckDB and Python run on data that screening has seen and on data that it has
-// not, and all say the same of every case.
+// The files of a screening run against the coded variables that the module itself adds: recode
+// files, rules, bins as JSON, SQL on DuckDB and Python, run on data that screening has seen and on
+// data that it has not, give every case the same bin.
 #include <gtest/gtest.h>
 
 #include <charconv>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <set>
 #include <sstream>
 
 #include "tests/cli/command_checks.h"
@@ -42,7 +44,7 @@ std::string Joined(const Fields& fields) {
   for (const std::string& field : fields) {
     std::string quoted;
     for (const char c : field) quoted += c == '"' ? std::string(2, c) : std::string(1, c);
-    const bool plain = field.find_first_of(",\"") == std::string::npos;
+    const bool plain = field.find_first_of(",\"\n\r") == std::string::npos;
     line += (plain ? field : "\"" + quoted + "\"") + ",";
   }
   line.back() = '\n';
@@ -195,8 +197,9 @@ void ExpectSame(const std::string& form, const Coded& expected, const Words& var
   }
 }
 
-// What the bins say beside labels, added to the module's coded variables: bin figures by label.
-void AddFigures(const Json& bins, Coded& coded, Words& variables) {
+// The figures of the bins beside the module's coded variables: those of the case's label.
+// variables: gets their names.
+void ExpectFigures(const Json& bins, const Coded& coded, Words& variables) {
   for (const Json& response : bins["responses"]) {
     for (const Json& predictor : response["predictors"]) {
       const Fields labels = coded.at(predictor["codedVariable"]);
@@ -209,8 +212,10 @@ void AddFigures(const Json& bins, Coded& coded, Words& variables) {
           figureOf[Plain(bin["label"])] = figure.is_null() ? "" : Plain(figure.dump());
         }
         variables.push_back(predictor["figureVariables"][v]);
-        for (const std::string& label : labels)
-          coded[variables.back()].push_back(label.empty() ? "" : figureOf.at(label));
+        Fields figures;
+        for (const std::string& label : labels) figures.push_back(label.empty() ? "" : figureOf.at(label));
+        ASSERT_TRUE(coded.contains(variables.back())) << variables.back();
+        EXPECT_EQ(coded.at(variables.back()), figures) << variables.back();
       }
     }
   }
@@ -244,20 +249,22 @@ TEST_P(SavedForms, SayTheSameOfEveryCase) {
   const ProcessResult screened = RunVelmora(words);
   ASSERT_EQ(screened.exitCode, 0) << screened.err;
 
-  Coded whole = FromTable(path("coded.csv"));
+  const Coded whole = FromTable(path("coded.csv"));
   Words coded;
   for (const auto& [name, fields] : whole) {
     if (name.ends_with("_Coded")) coded.push_back(name);
   }
   EXPECT_GE(coded.size(), row.leastPredictors);
   Words all = coded;
-  AddFigures(Json::parse(ReadFile(saved / "bins.json")), whole, all);
+  ExpectFigures(Json::parse(ReadFile(saved / "bins.json")), whole, all);
   Coded held;
   for (const std::string& name : all) {
     for (const std::size_t i : data.heldCases) held[name].push_back(whole.at(name)[i]);
   }
   Words recodes;
-  for (const auto& entry : fs::directory_iterator(saved / "recode")) recodes.push_back(entry.path().string());
+  for (const auto& entry : fs::directory_iterator(saved / "recode")) {
+    if (entry.path().extension() == ".ini") recodes.push_back(entry.path().string());
+  }
   EXPECT_EQ(recodes.size(), coded.size());
 
   // Other data may number the same texts in another way.
@@ -309,6 +316,21 @@ INSTANTIATE_TEST_SUITE_P(
              R"({"instalment_rate": [0.3, 1.5]})",
              {{"3", "0.30000000000000004"}},
              17},
+        Case{"controlsAndLabelsAlike",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad"},
+             {},
+             R"({"housing": [["o\u0001\twn", "rent"], ["o\u0001\twn, rent"]]})",
+             {{"own", "o\x01\twn"},
+              {"for free", "o\x01\twn, rent"},
+              {"purpose", "the\npurpose\x7F"},
+              {"business", "1"},
+              {"furniture or equipment", "\t1"},
+              {"car (new)", "01"},
+              {"age", "a\x02ge\n\"in\" years"},
+              {"radio or tv", "radio\nor\n\ntv"}},
+             17},
         Case{"continuous",
              "house_prices.csv",
              "price",
@@ -347,7 +369,7 @@ TEST(ScreenSave, NamesThatDifferByCaseStayTwoInSql) {
                                            "--good", "1", "--bad", "0", "--sql", query});
   const std::string second = "risk_age_Coded is risk_age_Coded_2 in the query";
   ExpectSaid(result, {"many databases take the columns Age and age for one", second.c_str()});
-  EXPECT_NE(ReadFile(query).find("-- Names: " + second), std::string::npos);
+  EXPECT_NE(ReadFile(query).find("-- Note: " + second), std::string::npos);
   DuckDbSession session(1);
   session.Run("CREATE TABLE a AS SELECT i AS age, i AS risk FROM range(9) t(i)");
   session.Run("CREATE TABLE coded AS " + ReadFile(query));
@@ -388,23 +410,115 @@ TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
   }
 }
 
-TEST(ScreenSave, TellsOfLevelsThatOneLineDoesNotHold) {
-  const TemporaryFolder folder;
-  std::string data = "size,home,risk\n";
+// risk follows size; what is renamed leaves the figures alone.
+std::string RiskData(const std::string& header, const std::function<std::string(int)>& further) {
+  std::string data = header + "\n";
   for (int i = 0; i < 300; ++i)
-    data += std::to_string(i * 37 % 300) + (i % 3 == 0 ? ",\"own\nhouse\"," : ",rent,") +
-            (i * 37 % 300 + 100 * (i % 3) > 300 ? "bad\n" : "good\n");
-  const std::string bins = (folder.Path() / "bins.json").string();
+    data += std::to_string(i * 37 % 300) + "," + further(i) +
+            (i * 37 % 300 + 100 * (i % 3) > 300 ? ",bad\n" : ",good\n");
+  return data;
+}
+
+// A bin of many levels is a number and a short name, not a list of its levels in every row.
+TEST(ScreenSave, ShortensLabelsOfManyLevels) {
+  const TemporaryFolder folder;
   const std::string coded = (folder.Path() / "coded.csv").string();
+  const std::string data =
+      folder.Write("data.csv", RiskData("size,branch,risk", [](int i) {
+                     return std::string(i % 3 == 0 ? "late" : "early") + std::to_string(i % 60);
+                   }));
   const ProcessResult result =
-      RunVelmora({"screen", folder.Write("data.csv", data), "--binary-response", "risk", "--good", "good",
-                  "--bad", "bad", "--rules", (folder.Path() / "rules.txt").string(), "--bins", bins,
-                  "--coded", coded, "--format", "json"});
-  EXPECT_EQ(result.exitCode, 0);
-  ExpectSaid(result, {"Warning: home has levels with line breaks"});
-  // The label is on one line wherever it stands.
-  EXPECT_NE(ReadFile(bins).find("\"label\":\"own house\""), std::string::npos);
-  EXPECT_NE(ReadFile(coded).find("own house"), std::string::npos);
+      RunVelmora({"screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--coded",
+                  coded, "--predictors", "size", "branch"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  const Coded variables = FromTable(coded);
+  const Fields& labels = variables.at("risk_branch_Coded");
+  const std::set<std::string> distinct(labels.begin(), labels.end());
+  EXPECT_GE(distinct.size(), 2u);
+  for (const std::string& label : distinct) {
+    EXPECT_LE(label.size(), 80u);
+    EXPECT_TRUE(label.starts_with("1: ") || label.starts_with("2: ") || label.size() < 75) << label;
+  }
+}
+
+// "a" of "b_c" and "a_b" of "c" give one name; each form numbers the later one.
+TEST(ScreenSave, NumbersCodedVariablesOfOneName) {
+  const TemporaryFolder folder;
+  std::string csv = "a,a_b,b_c,c\n";
+  for (int i = 0; i < 300; ++i)
+    csv += std::string(i % 50 > 20 ? "1," : "0,") + std::to_string(i * 7 % 41) + "," +
+           std::to_string(i % 50) + "," + std::to_string(i * 7 % 41 + i % 3) + "\n";
+  const std::string data = folder.Write("d.csv", csv);
+  const auto path = [&](const char* name) { return (folder.Path() / name).string(); };
+  const ProcessResult result = RunVelmora({"screen",
+                                           data,
+                                           "--binary-response",
+                                           "a",
+                                           "--good",
+                                           "1",
+                                           "--bad",
+                                           "0",
+                                           "--continuous-response",
+                                           "a_b",
+                                           "--predictors",
+                                           "b_c",
+                                           "c",
+                                           "--continuous",
+                                           "b_c",
+                                           "c",
+                                           "--bins",
+                                           path("bins.json"),
+                                           "--rules",
+                                           path("rules.txt"),
+                                           "--recode",
+                                           path("recode"),
+                                           "--coded",
+                                           path("coded.csv")});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  const Coded coded = FromTable(path("coded.csv"));
+  const Words names = {"a_b_c_Coded", "a_b_c_Coded_2"};
+  ASSERT_TRUE(coded.contains(names[0]) && coded.contains(names[1]));
+  EXPECT_NE(coded.at(names[0]), coded.at(names[1]));
+  Words recodes;
+  for (const auto& entry : fs::directory_iterator(path("recode"))) {
+    if (entry.path().extension() == ".ini") recodes.push_back(entry.path().string());
+  }
+  ExpectSame("JSON", coded, names, Applied(folder, {path("bins.json"), data}, {}));
+  ExpectSame("rules", coded, names, Applied(folder, {path("rules.txt"), data}, {}));
+  ExpectSame("recode files", coded, names, Applied(folder, With(recodes, {data}), {}));
+}
+
+// A predictor that the data lack is not another one of nearly the same name.
+TEST(ScreenSave, FindsPredictorsByTheirExactNames) {
+  const TemporaryFolder folder;
+  const auto other = [](int i) { return std::to_string(i * 13 % 97); };
+  const std::string data = folder.Write("d.csv", RiskData("v3,age,risk", other));
+  const auto path = [&](const char* name) { return (folder.Path() / name).string(); };
+  ASSERT_EQ(RunVelmora({"screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad",
+                        "--continuous", "v3", "age", "--bins", path("bins.json"), "--rules",
+                        path("rules.txt"), "--sql", path("b.sql")})
+                .exitCode,
+            0);
+  const std::string without = folder.Write("without.csv", RiskData("V3,Age,risk", other));
+  for (const char* const file : {"bins.json", "rules.txt"}) {
+    const ProcessResult result = RunVelmora({"apply", path(file), without});
+    EXPECT_EQ(result.exitCode, 1);
+    ExpectSaid(result, {file, "There is no variable \"", "without.csv; did you mean \""});
+  }
+}
+
+TEST(ScreenSave, WarnsOfCodesForMissingThatAFileCannotHold) {
+  const TemporaryFolder folder;
+  const std::string data = folder.Write(
+      "d.csv", RiskData("size,age,risk", [](int i) { return std::to_string(i % 9 == 0 ? -9 : i); }));
+  const auto path = [&](const char* name) { return (folder.Path() / name).string(); };
+  const Words words = {
+      "screen",    data,     "--binary-response", "risk", "--good", "good",           "--bad", "bad",
+      "--missing", "age=-9", "--continuous",      "age",  "--bins", path("bins.json")};
+  const ProcessResult bins = RunVelmora(words);
+  EXPECT_EQ(bins.err.find("Warning: recode"), std::string::npos) << bins.err;
+  const ProcessResult rules = RunVelmora(With(words, {"--rules", path("rules.txt")}));
+  ExpectSaid(rules, {"Warning: recode files and rules do not say that -9 of age means missing", "--missing"});
 }
 
 }  // namespace

@@ -273,8 +273,8 @@ TEST(Screen, BinsOfAPersonsOwnAreTakenAsTheyAre) {
   EXPECT_EQ(Predictor(response, "job")["rows"].size(), 2u);  // searched for
   const char* const told[] = {"Cut point 200 of \"age\"",    "Cut point 25 of \"age\"",
                               "Level lodger of \"housing\"", "did you mean rent?",
-                              "Group 3 of \"housing\"",      "risk is no predictor",
-                              "telephone is no predictor"};
+                              "Group 3 of \"housing\"",      "risk is not a predictor",
+                              "telephone is not a predictor"};
   for (const char* part : told) {
     EXPECT_NE(result.err.find(part), std::string::npos) << part << " is not in: " << result.err;
     EXPECT_NE(json["run"]["notices"].dump().find(Json(part).dump().substr(1, std::strlen(part) - 1)),

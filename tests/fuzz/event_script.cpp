@@ -2,16 +2,16 @@
 #include <array>
 
 #include "tests/fuzz/fuzz_support.h"
-#include "workbench/language/tool_tip.h"
+#include "workbench/language/event_script.h"
 
 namespace velmora {
 
 namespace {
 
 void Run(std::string_view text) {
-  const ToolTipScript script(text, ".");
+  const EventScript script(text, ".");
   for (const char* type : {"Plot2DSimple", "PlotBoxWhisker"})
-    for (const double x : {0.0, 1.0, 2.5, -1e300}) (void)script.Run(type, std::array<double, 3>{x, 0.5, 3});
+    for (const double x : {0.0, 1.0, 2.5, -1e300}) (void)script.ToolTip(type, std::array<double, 3>{x, 0.5, 3});
 }
 
 }  // namespace

@@ -1,6 +1,11 @@
-// Recode files and rules scripts: what they make of a table, and what files at fault are told.
+// Recode files, rules scripts and bins applied to a table, and the messages for files at fault.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+
+#include "base/tolerant.h"
 #include "workbench/bins/coding_program.h"
 #include "workbench/data/readers.h"
 
@@ -58,6 +63,15 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
+// Bins of one predictor; bin 0 is lo with figure 1, bin 1 hi with figure 2.
+std::string Bins(const std::string& predictor, const std::string& figure = R"("w")",
+                 const std::string& coded = R"("c")") {
+  return R"({"format":"velmora bins","version":1,"dataFile":"d","responses":[{"name":"r","kind":"binary","codes":[],)"
+         R"("predictors":[{)" +
+         predictor + R"("codedVariable":)" + coded + R"(,"figureVariables":[)" + figure +
+         R"(],"bins":[{"label":"lo","woe":1},{"label":"hi","woe":2}]}]}]})";
+}
+
 const std::string kAges =
     "[SelectionConditions]\nConditionSize=3\n[SelectionConditions\\Cond0]\nIgnore=0\nCondition=\"\"\"age\"\"<"
     "="
@@ -96,9 +110,8 @@ TEST(Recode, CodesEveryForm) {
        "\"\"rent\"\"\"\nValue=A\n[SelectionConditions\\Cond1]\nIgnore=0\nCondition=\"\"\"home\"\"="
        "\"\"none\"\"\"\n"
        "Value=B\n",
-       "home_Coded: .|.|.|.|.|. / f, line 5: no case of people.csv has home = rent, nor any of the other "
-       "levels that "
-       "are asked for."},
+       "home_Coded: .|.|.|.|.|. / f, line 5: people.csv has none of the levels of home that are named, "
+       "such as rent."},
       {"a number against texts, a text against numbers",
        "[SelectionConditions]\nConditionSize=2\n[SelectionConditions\\Cond0]\nIgnore=0\nCondition="
        "\"\"\"home\"\"="
@@ -123,12 +136,12 @@ TEST(Recode, NamesFileLineAndReason) {
        "f, line 2: ConditionSize is 4, but the section [SelectionConditions\\Cond3] is missing."},
       {"Size=3", "Size=2",
        "f, line 11: the section [SelectionConditions\\Cond2] is one too many for ConditionSize=2."},
-      {"Size=3", "Size=x", "f, line 2: ConditionSize is no number of conditions: x."},
+      {"Size=3", "Size=x", "f, line 2: ConditionSize is not a number of conditions: x."},
       {"Size=3", "Size=9999999",
        "f, line 2: ConditionSize is 9999999, but the section "
        "[SelectionConditions\\Cond3] is missing."},
       {"ConditionSize=3\n", "", "f, line 1: ConditionSize is missing."},
-      {"\\Cond1]", "\\Cond0]", "f, line 7: the section [SelectionConditions\\Cond0] stands twice."},
+      {"\\Cond1]", "\\Cond0]", "f, line 7: the section [SelectionConditions\\Cond0] occurs twice."},
       {"\\Cond1]", "\\Cand1]", "f, line 7: the section [SelectionConditions\\Cand1] is unknown."},
       {"\\Cond1]", "\\Cond1", "f, line 7: ] is missing at the end of the section's name."},
       {"Value=(40", "Value=\xFC (40", "f, line 14: the text is not in UTF-8; save it in that encoding."},
@@ -142,9 +155,9 @@ TEST(Recode, NamesFileLineAndReason) {
       {"\"age\"\">", "\"agee\"\">",
        "f, line 13: There is no variable \"agee\" in people.csv; did you mean \"age\"?"},
       {"\"age\"\">", "\"home\"\">",
-       "f, line 13: \"home\" is compared by > with a number, and holds texts in people.csv."},
+       "f, line 13: \"home\" is compared by > with a number, but holds texts in people.csv."},
       {"\"\"age\"\">4.000000000000000e+01", "\"\"age\"\">> 1",
-       "f, line 13: The expression \"\"age\">> 1\" has a fault at position 7: a value should stand before "
+       "f, line 13: The expression \"\"age\">> 1\" cannot be read at character 7: a value is expected before "
        "\">\"."},
   };
   for (const Row& row : rows) {
@@ -195,16 +208,142 @@ TEST(Rules, NamesFileLineAndReason) {
       {"If age>1 Then\n\"x\"=1\nEndIf",
        "f, line 1: a condition is made of EvalExpr(\"...\"), And, Or and Not."},
       {"If EvalExpr(\"agee>1\") Then \"x\"=1",
-       "f, line 1: The expression \"agee>1\" has a fault at position 1: there is no variable \"agee\"; did "
-       "you mean "
-       "\"age\"?"},
-      {"\n\"x\"=y", "f, line 2: a text, a number or EvalExpr(\"...\") should stand here."},
-      {"x=1", "f, line 1: the name of a variable that is given values stands in quotation marks."},
+       "f, line 1: There is no variable \"agee\" in people.csv; did you mean \"age\"?"},
+      {"\n\"x\"=y", "f, line 2: a text, a number or EvalExpr(\"...\") is expected here."},
+      {"x=1", "f, line 1: put the name of a variable that is given values in double quotation marks."},
       {"\"x\"=\"a\"\n\"x\"=EvalExpr(\"age\")",
        "f, line 2: \"x\" is given texts and the numbers of an expression."},
       {"Sub a()\nEnd Sub", "f, line 1: a program that codes cases has no Sub."},
   };
   for (const Row& row : rows) EXPECT_EQ(Coded(row.content), row.expected) << row.content;
+}
+
+// A name means the variable of exactly this name, or none.
+TEST(SavedNames, AreExact) {
+  const auto rule = [](const std::string& name) {
+    return "If( EvalExpr(\"\"\"" + name + "\"\"<=30\") )\n\"x\"=\"a\"\nEndIf";
+  };
+  EXPECT_EQ(Coded(rule("Age")),
+            "f, line 1: There is no variable \"Age\" in people.csv; did you mean \"age\"?");
+  EXPECT_TRUE(Coded(rule("v1")).starts_with("f, line 1: There is no variable \"v1\" in people.csv"));
+  EXPECT_TRUE(Coded("If EvalExpr(\"v3>1\") Then \"x\"=1")
+                  .starts_with("f, line 1: There is no variable \"v3\" in people.csv"));
+  EXPECT_EQ(Coded(Bins(R"("name":"Age","kind":"continuous","cutPoints":[30],)")),
+            "f: There is no variable \"Age\" in people.csv; did you mean \"age\"?");
+}
+
+TEST(Bins, CodeEveryForm) {
+  struct Row {
+    const char* name;
+    std::string predictor;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"cut points and a code for missing",
+       R"("name":"age","kind":"continuous","missingCode":40,"cutPoints":[25.499999999999996],)",
+       "c: lo|lo|.|hi|.|lo; w: 1|1|.|2|.|1"},
+      {"texts",
+       R"("name":"home","kind":"categorical","levels":[{"level":"own","bin":0},{"level":"7","bin":1}],)",
+       "c: hi|.|.|lo|.|hi; w: 2|.|.|1|.|2"},
+      {"numbers of a column that holds texts here",
+       R"("name":"home","kind":"categorical","levels":[{"level":7,"bin":1},{"level":4,"label":"own","bin":0}],)",
+       "c: hi|.|.|lo|.|hi; w: 2|.|.|1|.|2"},
+      {"texts of a column that holds numbers here",
+       R"("name":"code","kind":"categorical","levels":[{"level":"2","bin":1},{"level":"x","bin":0}],)",
+       "c: .|hi|.|.|.|.; w: .|2|.|.|.|."},
+      {"a number that is nearly a level",
+       R"("name":"code","kind":"categorical","levels":[{"level":3.0000000000000004,"bin":1}],)",
+       "c: .|.|hi|.|.|.; w: .|.|2|.|.|."},
+      {"levels that the data lack",
+       R"("name":"home","kind":"categorical","levels":[{"level":"rent","bin":1}],)",
+       "c: .|.|.|.|.|.; w: .|.|.|.|.|. / f: people.csv has no home = rent."},
+      {"a text that is a number and the label of another",
+       R"("name":"home","kind":"categorical","levels":[{"level":7,"bin":1},{"level":4,"label":"7","bin":0}],)",
+       "f: \"7\" of \"home\" in people.csv can be either of two levels with different bins, a number and the "
+       "label "
+       "of another."},
+      {"cut points of texts", R"("name":"home","kind":"continuous","cutPoints":[30],)",
+       "f: \"home\" has cut points, but holds texts in people.csv."},
+  };
+  for (const Row& row : rows) EXPECT_EQ(Coded(Bins(row.predictor)), row.expected) << row.name;
+}
+
+TEST(Bins, RefuseWhatTheyCannotHold) {
+  struct Row {
+    const char* name;
+    std::string content;
+    const char* expected;
+  };
+  const std::string age = R"("name":"age","kind":"continuous","cutPoints":[30],)";
+  const std::string level = R"("name":"home","kind":"categorical","levels":[{"level":"own","bin":BIN}],)";
+  std::string deep = R"({"format":)";
+  deep += std::string(100000, '[') + std::string(100000, ']') + "}";
+  const Row rows[] = {
+      {"a nested value", deep, "f is nested more than 64 deep."},
+      {"a bin beyond the int", Bins(Replaced(level, "BIN", "4294967296")),
+       "f: bin of a level of the predictor home is missing or is not the number of a bin, from 0."},
+      {"a bin below 0", Bins(Replaced(level, "BIN", "-1")),
+       "f: bin of a level of the predictor home is missing or is not a number."},
+      {"descending cut points", Bins(Replaced(age, "[30]", "[30,20]")),
+       "f: cutPoints of the predictor age is missing or is not a list of ascending numbers."},
+      {"a name twice", Bins(age + R"("name":"home",)"), "f names name twice."},
+      {"a variable twice", Bins(age, R"("c")"), "f makes the variable c twice."},
+      {"no JSON", "{]", "f is not valid JSON: "},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(Coded(row.content).substr(0, std::strlen(row.expected)), row.expected) << row.name;
+}
+
+// Equality within 15 units in the last place, the same for cut points and levels.
+TEST(Bins, AgreeWithRulesAroundACutPoint) {
+  const double cut = 0.3;
+  Table table;
+  Column& x = table.columns.emplace_back();
+  x.name = "x";
+  for (int ulps = -20; ulps <= 20; ++ulps)
+    x.values.push_back(vlm::FromOrderedBits(vlm::OrderedBits(cut) + ulps));
+  table.caseCount = static_cast<std::int64_t>(x.values.size());
+  const auto coded = [&](const std::string& content) {
+    std::vector<std::string> notices;
+    return CodingProgram(ParseCodingFile(content, "f"), table, notices).Run({}).front().values;
+  };
+  const std::vector<double> bins = coded(Bins(R"("name":"x","kind":"continuous","cutPoints":[0.3],)"));
+  EXPECT_EQ(bins, coded("If( EvalExpr(\"\"\"x\"\"<=3e-01\") )\n\"c\"=\"lo\"\nEndIf\n"
+                        "If( EvalExpr(\"\"\"x\"\" > 3e-01\") )\n\"c\"=\"hi\"\nEndIf\n"));
+  const auto low = static_cast<std::size_t>(std::count(bins.begin(), bins.end(), 2.0));
+  EXPECT_EQ(low, 36u) << "20 below, the cut, 15 above";
+}
+
+// The cost of a case grows with the logarithm of the number of levels, in each form.
+TEST(Bins, CostLittleMoreForManyLevels) {
+  const auto seconds = [](int levels, bool rules) {
+    Table table;
+    table.caseCount = 200'000;
+    Column& x = table.columns.emplace_back();
+    x.name = "x";
+    for (int i = 0; i < table.caseCount; ++i) x.values.push_back(i * 7919LL % levels);
+    std::string list, script;
+    for (int i = 0; i < levels; ++i) {
+      const std::string number = std::to_string(i);
+      list +=
+          (i == 0 ? R"({"level":)" : R"(,{"level":)") + number + R"(,"bin":)" + std::to_string(i % 2) + "}";
+      if (rules)
+        script +=
+            "If( EvalExpr(\"\"\"x\"\"=" + number + "\") )\n\"c\"=\"b" + std::to_string(i % 2) + "\"\nEndIf\n";
+    }
+    std::vector<std::string> notices;
+    CodingProgram program(
+        ParseCodingFile(rules ? script : Bins(R"("name":"x","kind":"categorical","levels":[)" + list + "],"),
+                        "f"),
+        table, notices);
+    const std::clock_t begin = std::clock();  // of this process, whatever else runs
+    const std::vector<Column> columns = program.Run({});
+    const double time = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+    EXPECT_EQ(std::count(columns[0].values.begin(), columns[0].values.end(), kMissing), 0);
+    return time;
+  };
+  for (const bool rules : {false, true})
+    EXPECT_LT(seconds(16'000, rules), 30 * seconds(20, rules) + 0.02) << rules;
 }
 
 // Blocks hang together: many cases, each coded by its own value.

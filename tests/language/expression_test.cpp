@@ -21,7 +21,8 @@ Column MakeColumn(const std::string& name, std::vector<double> values, double mi
   return column;
 }
 
-// Three cases: age 20 . 40 (code -9), income 0 -1 2.5, risk bad good ., "two words" 1 2 3, good 7 7 7.
+// Three cases: age 20 . 40 (code -9), income 0 -1 2.5, risk bad good ., "two words" 1 2 3, good 7 7
+// 7, day 2024-05-31 2024-06-01 ., hour 2024-06-01 00:00, 12:30, 2024-06-02 00:00.
 Table People() {
   Table table;
   table.caseCount = 3;
@@ -31,6 +32,10 @@ Table People() {
   table.columns.back().labels = {{1, "bad"}, {2, "good"}, {3, "it's \"odd\""}};
   table.columns.push_back(MakeColumn("two words", {1, 2, 3}));
   table.columns.push_back(MakeColumn("good", {7, 7, 7}));
+  table.columns.push_back(MakeColumn("day", {19874, 19875, kMissing}));
+  table.columns.back().dateUnit = DateUnit::kDays;
+  table.columns.push_back(MakeColumn("hour", {19875.0 * 86400, 19875.0 * 86400 + 45000, 19876.0 * 86400}));
+  table.columns.back().dateUnit = DateUnit::kSeconds;
   return table;
 }
 
@@ -108,6 +113,19 @@ TEST(Expression, Rows) {
       {"(risk) = \"bad\" and age = 20", "1 0 0"},
       {"risk = 1", "1 0 ."},
       {"1 + v4 * 2 = v4 + 3", "0 1 0"},
+      {"risk = 'b' & 'ad'", "1 0 ."},
+      {"\"two\" & Chr(32) & \"words\" > 1", "0 1 1"},
+      // dates
+      {"day >= '2024-06-01'", "0 1 ."},
+      {"day >= 2024-06-01", "0 1 ."},
+      {"#2024-06-01# = day Or IsMD(day)", "0 1 1"},
+      {"day < \"2024-06-01\"", "1 0 ."},
+      {"hour > '2024-06-01 12:00'", "0 1 1"},
+      {"hour >= #2024-06-01T12:30:00#", "0 1 1"},
+      {"hour > 2024-06-01", "0 1 1"},
+      {"hour > day", "1 1 ."},
+      {"day = day", "1 1 ."},
+      {"2024 - 6 - 1 > v4", "1 1 1"},
       // a leading And
       {" And IsMD(v1)", "0 1 0"},
       {"NOT(NOT(1))", "1 1 1"},
@@ -126,30 +144,76 @@ TEST(Expression, ErrorsNameThePlace) {
     const char* expected;
   } rows[] = {
       {"", "The expression is empty."},
-      {"age >", "position 6: a value is missing at the end"},
-      {"age 3", "position 5: an operator should stand before \"3\""},
-      {"(age > 3", "position 9: a closing parenthesis should stand before the end"},
-      {"age > * 3", "position 7: a value should stand before \"*\""},
-      {"agee > 3", "position 1: there is no variable \"agee\"; did you mean \"age\"?"},
+      {"age >", "cannot be read at character 6: a value is expected at the end"},
+      {"age 3", "character 5: an operator is expected before \"3\""},
+      {"(age > 3", "character 9: a closing parenthesis is expected before the end"},
+      {"age > * 3", "character 7: a value is expected before \"*\""},
+      {"agee > 3", "character 1: there is no variable \"agee\"; did you mean \"age\"?"},
       {"'x' = 1", "neither a variable nor compared with a variable."},
-      {"v9 = 1", "position 1: there is no variable \"v9\""},
-      {"foo(3)", "position 1: there is no function \"foo\""},
-      {"abs(1, 2)", "position 6: a closing parenthesis should stand before \",\""},
+      {"v9 = 1", "character 1: there is no variable \"v9\""},
+      {"foo(3)", "character 1: there is no function \"foo\""},
+      {"abs(1, 2)", "character 1: \"abs\" takes one value"},
       {"risk = \"baad\"",
-       "position 8: the variable \"risk\" has no value labelled \"baad\"; did you mean \"bad\"?"},
-      {"risk < \"bad\"", "position 6: texts can be compared with = and <> only"},
-      {"\"nothing\" + 1", "position 1: the text \"nothing\" is neither"},
-      {"1 < 2 < 3", "position 7: comparisons cannot be chained"},
-      {"age = \"x", "position 7: a quote is opened and never closed"},
-      {"age ? 3", "position 5: the character \"?\" has no meaning here"},
-      {"3age", "position 1: a name cannot begin with a digit"},
-      {"'\xC3\xA9\xC3\xA9' = risk !", "position 13: the character \"!\""},
+       "character 8: the variable \"risk\" has no value labelled \"baad\"; did you mean \"bad\"?"},
+      {"risk < \"bad\"", "character 6: texts can be compared with = and <> only"},
+      {"\"nothing\" + 1", "character 1: the text \"nothing\" is neither"},
+      {"1 < 2 < 3", "character 7: comparisons cannot be chained"},
+      {"age = \"x", "character 7: a quotation mark is opened and never closed"},
+      {"age ? 3", "character 5: the character \"?\" has no meaning here"},
+      {"3age", "character 1: a name cannot begin with a digit"},
+      {"risk = bad", "character 8: there is no variable \"bad\"; put a text in quotes: 'bad'"},
+      {"day > 2024 - 06 - 01",
+       "character 5: \"day\" holds dates; compare it with a date such as '2024-06-01'"},
+      {"day + 1 > '2024-06-01'",
+       "character 1: \"day\" holds dates, which can be compared but not computed with"},
+      {"Max(day, hour) > 1", "character 5: \"day\" holds dates, which"},
+      {"day And 1", "character 1: \"day\" holds dates, which"},
+      {"day = '2024-02-30'", "character 7: \"2024-02-30\" is not a date; write one such as '2024-06-01'"},
+      {"income > 2024-06-01", "character 10: 2024-06-01 is a date, and \"income\" holds none"},
+      {"2024-06-01 + 1 = 2", "character 1: 2024-06-01 is a date, which can be compared with a variable that"},
+      {"risk & 'a' = 'bada'", "character 6: & joins texts in quotes and Chr(n) only"},
+      {"'\xC3\xA9\xC3\xA9' = risk !", "character 13: the character \"!\""},
       {std::string(100000, '('), "nested too deeply"},
       {std::string(100000, '-') + "1", "nested too deeply"},
   };
   for (const auto& row : rows)
     EXPECT_THAT(ErrorOf([&] { Expression::Compile(row.text, table); }), HasSubstr(row.expected))
         << row.text.substr(0, 40);
+}
+
+TEST(Expression, TellsALoneMissingTest) {
+  const Table table = People();
+  for (const char* text : {"IsMD(v2)", " And IsMD(v2)", "ismd( \"income\" )", "(IsMD(income))"})
+    EXPECT_TRUE(IsMissingTest(text, table, 2)) << text;
+  for (const char* text :
+       {"IsMD(v1)", "Not IsMD(v2)", "IsMD(v2) And 1", "IsMD(v2 + 1)", "IsMD(v22)", "IsMD(2)", "v2", ""})
+    EXPECT_FALSE(IsMissingTest(text, table, 2)) << text;
+}
+
+// A list of conditions is as deep as one of them, so its length has no limit.
+TEST(Expression, TakesLongChains) {
+  const Table table = People();
+  std::string any = "v4 = 0";
+  for (int i = 0; i < 20000; ++i) any += " or v4 = 3";
+  EXPECT_EQ(Evaluate(any, table), "0 0 1");
+  std::string sums = "0";
+  for (int i = 0; i < 20000; ++i) sums += "+1";
+  EXPECT_EQ(Evaluate(sums, table), "20000 20000 20000");
+}
+
+// Any text comes back from its quoted form, which is on one line and has no control character.
+TEST(Syntax, QuotedTextsReadBack) {
+  std::string all;
+  for (int c = 0; c < 128; ++c) all += static_cast<char>(c);
+  for (const std::string& text : {all, std::string(), std::string("\n"), std::string("a\tb"),
+                                  std::string("\r\n\"x\""), std::string("it's, \"\xC3\xA9\"")}) {
+    const std::string quoted = QuotedText(text);
+    for (const char c : quoted) EXPECT_GE(static_cast<unsigned char>(c), 32U) << quoted;
+    Syntax value = ParseExpression(quoted);
+    FoldTexts(value);
+    EXPECT_EQ(value.kind, SyntaxKind::kText) << quoted;
+    EXPECT_EQ(value.text, text) << quoted;
+  }
 }
 
 // Blocks that begin and end anywhere give what case by case gives.

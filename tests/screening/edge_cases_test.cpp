@@ -260,12 +260,14 @@ TEST(ScreeningLabels, OfDifferentBinsDiffer) {
     std::vector<std::string> expected;
   };
   for (const Row& row :
-       {Row{"a label reads like a list", {{1, "e"}, {2, "f"}, {3, "e, f"}}, {"e, f", "\"e, f\""}},
-        {"two codes of one label", {{1, "x"}, {2, "y"}, {3, "x"}}, {"x (1), y", "x (3)"}},
-        {"a label is another code", {{1, "3"}}, {"3, 2", "3 (3)"}},
-        {"a label begins with a quotation mark",
-         {{1, "e"}, {2, "f"}, {3, "\"e\", f"}},
-         {"e, f", "\"\"\"e\"\", f\""}}}) {
+       {Row{"a label reads like a list", {{1, "e"}, {2, "f"}, {3, "e, f"}}, {"e, f", "e, f (2)"}},
+        {"a list but for a line break", {{1, "e"}, {2, "f"}, {3, "e,\nf"}}, {"e, f", "e, f (2)"}},
+        {"two codes of one label", {{1, "x"}, {2, "y"}, {3, "x"}}, {"x, y", "x"}},
+        {"a label is another code", {{1, "3"}}, {"3, 2", "3"}},
+        {"80 characters", {{1, std::string(77, 'a')}, {2, "b"}}, {std::string(77, 'a') + ", b", "3"}},
+        {"more than 80 characters",
+         {{1, std::string(78, 'a')}, {2, "b"}, {3, std::string(90, 'a')}},
+         {"1: " + std::string(60, 'a') + "...", "2: " + std::string(60, 'a') + "..."}}}) {
     SCOPED_TRACE(row.name);
     Table table = Twelve({1, 1, 2, 3, 1, 2, 3, 3, 2, 3, 3, 3});
     table.columns[1].labels = row.labels;

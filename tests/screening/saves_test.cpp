@@ -1,4 +1,5 @@
-// The "Save" page in a session: what is written, that it says the same in every form, and how it fails.
+// The "Save" page in a session: what is written, that it says the same in every form, and how it
+// fails.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -45,7 +46,8 @@ const Column* Find(const std::vector<Column>& columns, const std::string& name) 
   return nullptr;
 }
 
-// Saves the coded variables, recode files and rules of the best predictors, and compares them case by case.
+// Saves the coded variables, recode files and rules of the best predictors, and compares them case
+// by case.
 void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) {
   const ScratchFolder folder;
   const int before = run.session.Data().VariableCount();
@@ -74,15 +76,16 @@ void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) 
     const std::size_t bar = stem.find('_');
     std::string file = "base - " + stem.substr(bar + 1) + "_" + stem.substr(0, bar) + "__Coded.ini";
     std::replace_if(
-        file.begin(), file.end(), [](char c) { return c == '"' || c == '<'; }, '_');
+        file.begin(), file.end(), [](char c) { return c == '"' || c == '<' || (c >= 0 && c < ' '); }, '_');
     const std::vector<Column> recoded = Applied(folder, file, table);
     ASSERT_THAT(recoded, SizeIs(1));
     EXPECT_EQ(LabelsOf(recoded.front()), labels);
   }
 }
 
-// risk follows x and home; cases of no training come behind: values on the cut points and beside them, outside the
-// range, missing, and a level that no training case has.
+// risk follows x and home, whose names and labels are hard to write: controls, quotes, the number
+// of another level. Cases of no training come last: values on the cut points and beside them,
+// outside the range, missing, and a level that no training case has.
 Table HardCases(const std::vector<double>& cutPoints) {
   std::vector<double> risk, amount, train, x, home;
   const auto add = [&](double isTrained, double value, double level) {
@@ -105,8 +108,8 @@ Table HardCases(const std::vector<double>& cutPoints) {
   return MakeTable(
       {MakeColumn("risk", risk, {{0, "bad"}, {1, "good"}}), MakeColumn("amount", amount),
        MakeColumn("train", train), MakeColumn("x \"<\" 1,5", x),
-       MakeColumn("home", home,
-                  {{1, "own"}, {2, "rent, \"cheap\""}, {3, "größer"}, {4, "x"}, {9, "new; level"}})});
+       MakeColumn("ho\nme\x01", home,
+                  {{1, "own"}, {2, "rent, \"cheap\""}, {3, "größer\r\nals"}, {4, "3"}, {9, "new; level"}})});
 }
 
 TEST(Saves, OneCodingInEveryForm) {

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "tests/screening/screening_session.h"
-#include "workbench/language/tool_tip.h"
+#include "workbench/language/event_script.h"
 
 namespace velmora::testing {
 namespace {
@@ -48,13 +48,13 @@ TEST(ToolTips, NameTheBinOfEveryPlace) {
           std::pair(vlm::kBinaryResponse, "BinaryResponseDistributionGraph"),
           std::pair(vlm::kContinuousResponse, "ContinuousResponseOverlaidScatterWithMeans")}) {
       SCOPED_TRACE(std::string(member) + " " + separator);
-      const ToolTipScript script(ScriptOf(run, member));
+      const EventScript script(ScriptOf(run, member), separator);
       std::vector<double> bounds = run.CutPoints(response, 0);
       ASSERT_GE(bounds.size(), 2u);
       const vlm::ScreeningPredictor predictor = run.Predictor(response, 0);
       bounds.insert(bounds.begin(), predictor.minimum);
       bounds.push_back(predictor.maximum);
-      const auto at = [&](double x) { return script.Run("Plot2DSimple", {{x, 1}}); };
+      const auto at = [&](double x) { return script.ToolTip("Plot2DSimple", {{x, 1}}); };
       for (std::size_t bin = 0; bin + 1 < bounds.size(); ++bin) {
         const double low = bounds[bin], high = bounds[bin + 1];
         const std::string label = std::string(bin == 0 ? "[" : "(") + General(low, separator) +
@@ -74,7 +74,7 @@ TEST(ToolTips, NameTheBinOfEveryPlace) {
       EXPECT_EQ(at(bounds.front()), "");
       EXPECT_EQ(at(bounds.front() - 1), "");
       EXPECT_EQ(at(bounds.back() + 1), "");
-      EXPECT_EQ(script.Run("PlotBoxWhisker", {{bounds[1], 1}}), "");
+      EXPECT_EQ(script.ToolTip("PlotBoxWhisker", {{bounds[1], 1}}), "");
     }
   }
 }
@@ -84,20 +84,20 @@ TEST(ToolTips, NameTheBoxOfEveryPlace) {
     ScreeningSession run(Cases());
     ASSERT_TRUE(run.Run(levels ? Wanted{.continuousResponse = "3", .categorical = "4"}
                                : Wanted{.continuousResponse = "3", .continuous = "2"}));
-    const ToolTipScript script(ScriptOf(run, "ContinuousResponseBoxPlot"));
+    const EventScript script(ScriptOf(run, "ContinuousResponseBoxPlot"), ".");
     const std::vector<std::string> labels = run.Labels(vlm::kContinuousResponse, 0);
     ASSERT_GE(labels.size(), 3u);
     for (std::size_t bin = 0; bin < labels.size(); ++bin) {
       const double position = static_cast<double>(bin) + 1;
-      const std::string shown = script.Run("PlotBoxWhisker", {{position, 1}});
+      const std::string shown = script.ToolTip("PlotBoxWhisker", {{position, 1}});
       const vlm::ScreeningBin figures = run.Bin(vlm::kContinuousResponse, 0, static_cast<int>(bin));
       EXPECT_NE(shown.find(" Mean:" + General(figures.mean, ".")), std::string::npos) << shown;
       EXPECT_TRUE(shown.ends_with("N:" + General(figures.total, "."))) << shown;
       if (levels) {
         EXPECT_TRUE(shown.starts_with(" " + labels[bin] + " ")) << shown;
       }
-      EXPECT_EQ(script.Run("Plot2DSimple", {{position + 0.09, 1}}), shown);
-      EXPECT_EQ(script.Run("Plot2DSimple", {{position + 0.5, 1}}), "");
+      EXPECT_EQ(script.ToolTip("Plot2DSimple", {{position + 0.09, 1}}), shown);
+      EXPECT_EQ(script.ToolTip("Plot2DSimple", {{position + 0.5, 1}}), "");
     }
   }
 }

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "tests/screening_outputs/records.h"
-#include "workbench/language/tool_tip.h"
+#include "workbench/language/event_script.h"
 
 namespace vlmfsl::testing {
 namespace {
@@ -62,7 +62,8 @@ TEST(EventScripts, OneCutPointUnderACommaAndABinWithoutCases) {
   EXPECT_EQ(vlmfsl::BinConditions(analysis.screening, record), "");
 }
 
-// Columns of BinStatisticsColumn: code, N, mean, sd, variance, min, q25, median, q75, max, lower, upper.
+// Columns of BinStatisticsColumn: code, N, mean, sd, variance, min, q25, median, q75, max, lower,
+// upper.
 const std::vector<std::vector<double>> kStatistics = {
     {2, 30, 1.5, 1, 1, -4, 0, 1.25, 2, 6, 1.25, 1.75},
     {3, 1, 1e7, kNone, kNone, 1e7, 1e7, 1e7, 1e7, 1e7, kNone, kNone},
@@ -159,7 +160,7 @@ TEST(EventScripts, ShowTheBinThatIsPointedAt) {
     const std::string boxes = vlmfsl::BoxPlotEventCode(analysis.screening, record);
     const auto shown = [&](const std::string& script, double x, const char* object = "Plot2DSimple") {
       const double coordinates[] = {x, 0};
-      std::string text = velmora::RunToolTip(script, object, coordinates, separator);
+      std::string text = velmora::EventScript(script, separator).ToolTip(object, coordinates);
       std::replace(text.begin(), text.end(), ',', '.');
       return text;
     };

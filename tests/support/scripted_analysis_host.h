@@ -217,6 +217,7 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
   std::vector<std::pair<std::string, std::string>> bundles;  // name, variables
   bool refuseBundles = false;
   std::map<double, std::string> labels;  // of every variable
+  bool holdsTexts = false;               // likewise
   std::vector<double> distinctValues;    // likewise
 
   int GetBundleCount() override { return static_cast<int>(bundles.size()); }
@@ -255,6 +256,7 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
     *value = found->first;
     return 0;
   }
+  int HoldsTexts(int) override { return holdsTexts ? 1 : 0; }
   int ReadVariable(int, int, int, double*) override { return 1; }
   void BeginAdding() override { bundlesBefore_ = bundles.size(); }
   void EndAdding(int keep) override {

@@ -1,19 +1,19 @@
 // Bins as JSON, and back.
-#include <nlohmann/json.hpp>
+#include <cmath>
+#include <set>
 
+#include "workbench/bins/json_input.h"
 #include "workbench/bins/saved_bins.h"
+#include "workbench/data/errors.h"
 #include "workbench/data/table.h"
-#include "workbench/language/case_condition.h"
 
 namespace velmora {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr char kFormat[] = "velmora bins";
 constexpr int kVersion = 1;
 
-// What the figures of a response kind are called.
+// The JSON name of the figures of a response kind.
 const char* FigureNameOf(const std::string& kind) {
   if (kind == "binary") return "woe";
   return kind == "continuous" ? "mean" : "shares";
@@ -55,9 +55,9 @@ Json JsonOf(const SavedPredictor& predictor) {
   return json;
 }
 
-// The members of an object, the last one laid out an item a line.
-std::string Laid(const Json& members, const std::string& name, const std::string& indent,
-                 const std::vector<std::string>& items) {
+// The members of an object, the last one with one item per line.
+std::string WithItemLines(const Json& members, const std::string& name, const std::string& indent,
+                          const std::vector<std::string>& items) {
   const auto dump = [](const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
   };
@@ -73,29 +73,36 @@ class BinsReader {
   explicit BinsReader(const std::string& file) : file_(file) {}
 
   SavedBins Read(std::string_view text) const {
-    Json json;
-    try {
-      json = Json::parse(text);
-    } catch (const Json::exception& error) {
-      std::string reason = error.what();
-      if (const std::size_t end = reason.find("] "); end != std::string::npos) reason.erase(0, end + 2);
-      Fail("is no JSON: " + reason);
-    }
-    if (!json.is_object() || json.value("format", Json()) != Json(kFormat))
-      Fail("holds no bins that velmora screen --bins wrote");
-    if (json.value("version", Json()) != Json(kVersion))
-      Fail("has a version that this program does not know");
+    const Json json = ParseJson(text, file_);
+    const auto is = [&json](const char* name, const Json& expected) {
+      return json.is_object() && json.contains(name) && json.at(name) == expected;
+    };
+    if (!is("format", kFormat)) Fail("is not a bins file of velmora screen --bins");
+    if (!is("version", kVersion)) Fail("has a version that this program does not know");
     SavedBins bins;
     bins.dataFile = Text(json, "dataFile", "the file");
     for (const Json& response : List(json, "responses", "the file"))
       bins.responses.push_back(Response(response));
+    RefuseRepeatedVariables(bins);
     return bins;
   }
 
  private:
   [[noreturn]] void Fail(const std::string& what) const { throw DataError(file_ + " " + what + "."); }
+  void RefuseRepeatedVariables(const SavedBins& bins) const {
+    std::set<std::string> names;
+    const auto add = [&](const std::string& name) {
+      if (!names.insert(name).second) Fail("makes the variable " + name + " twice");
+    };
+    for (const SavedResponse& response : bins.responses) {
+      for (const SavedPredictor& predictor : response.predictors) {
+        add(predictor.codedVariable);
+        for (const std::string& name : predictor.figureVariables) add(name);
+      }
+    }
+  }
   [[noreturn]] void FailAt(const std::string& owner, const std::string& member, const char* what) const {
-    Fail("has at " + owner + " no " + member + " that is " + what);
+    throw DataError(file_ + ": " + member + " of " + owner + " is missing or is not " + what + ".");
   }
 
   const Json& Member(const Json& json, const char* name, const std::string& owner, const char* what,
@@ -144,7 +151,7 @@ class BinsReader {
       predictor.isTruth = Member(json, "truth", owner, "true or false", &Json::is_boolean).get<bool>();
     const std::size_t figures = response.kind == "categorical" ? response.codes.size() : 1;
     if (predictor.figureVariables.size() != figures)
-      FailAt(owner, "figureVariables", "as long as it should be");
+      FailAt(owner, "figureVariables", "a list of as many as there are figures");
     for (const Json& bin : List(json, "bins", owner))
       predictor.bins.push_back(Bin(bin, response.kind, figures, owner));
     if (predictor.categorical) {
@@ -161,7 +168,7 @@ class BinsReader {
     const std::string at = "a bin of " + owner;
     bin.label = Text(json, "label", at);
     const char* name = FigureNameOf(kind);
-    if (!json.contains(name)) FailAt(at, name, "given");
+    if (!json.contains(name)) FailAt(at, name, "a number or null");
     const auto add = [&](const Json& figure) {
       if (!figure.is_number() && !figure.is_null()) FailAt(at, name, "a number or null");
       bin.figures.push_back(figure.is_null() ? kMissing : figure.get<double>());
@@ -171,101 +178,43 @@ class BinsReader {
     } else {
       for (const Json& share : List(json, name, at)) add(share);
     }
-    if (bin.figures.size() != figures) FailAt(at, name, "as long as the list of classes");
+    if (bin.figures.size() != figures) FailAt(at, name, "a list of one for each class");
     return bin;
   }
 
   void ReadCutPoints(const Json& json, const std::string& owner, SavedPredictor& predictor) const {
     for (const Json& point : List(json, "cutPoints", owner)) {
-      if (!point.is_number()) FailAt(owner, "cutPoints", "a list of numbers");
+      if (!point.is_number() || !std::isfinite(point.get<double>()))
+        FailAt(owner, "cutPoints", "a list of finite numbers");
       const double value = point.get<double>();
       if (!predictor.cutPoints.empty() && value <= predictor.cutPoints.back())
-        FailAt(owner, "cutPoints", "a list of rising numbers");
+        FailAt(owner, "cutPoints", "a list of ascending numbers");
       predictor.cutPoints.push_back(value);
     }
     if (predictor.bins.size() != predictor.cutPoints.size() + 1)
-      FailAt(owner, "bins", "a list of one more than there are cut points");
+      FailAt(owner, "bins", "a list of one more than the cut points");
   }
 
   void ReadLevels(const Json& json, const std::string& owner, SavedPredictor& predictor) const {
     for (const Json& item : List(json, "levels", owner)) {
       SavedLevel level;
       const std::string at = "a level of " + owner;
-      if (!item.is_object() || !item.contains("level")) FailAt(at, "level", "given");
+      if (!item.is_object() || !item.contains("level")) FailAt(at, "level", "a text or a number");
       if (item.at("level").is_string()) {
         level.text = item.at("level").get<std::string>();
       } else {
         level.number = Member(item, "level", at, "a text or a number", &Json::is_number).get<double>();
         if (item.contains("label")) level.text = Text(item, "label", at);
       }
-      level.bin = Member(item, "bin", at, "a number", &Json::is_number_integer).get<int>();
-      if (level.bin < 0 || level.bin >= static_cast<int>(predictor.bins.size()))
-        FailAt(at, "bin", "the number of a bin, from 0");
+      const Json& bin = Member(item, "bin", at, "a number", &Json::is_number_unsigned);
+      if (bin.get<std::uint64_t>() >= predictor.bins.size()) FailAt(at, "bin", "the number of a bin, from 0");
+      level.bin = bin.get<int>();
       predictor.levels.push_back(std::move(level));
     }
   }
 
   const std::string& file_;
 };
-
-// --- The bins as a program
-ScriptValue NumberValue(double number) {
-  ScriptValue value;
-  value.number = number;
-  return value;
-}
-
-ScriptValue TextValue(std::string text) {
-  ScriptValue value = NumberValue(0);
-  value.kind = ScriptValue::Kind::kText;
-  value.text = std::move(text);
-  return value;
-}
-
-ScriptStatement Assignment(const std::string& variable, ScriptValue value) {
-  ScriptStatement statement;
-  statement.target = variable;
-  statement.quoted = true;
-  statement.value = std::move(value);
-  return statement;
-}
-
-ScriptBranch BranchFor(const std::string& condition, const SavedPredictor& predictor, const SavedBin* bin) {
-  ScriptBranch branch;
-  branch.condition = TextValue("evalexpr");
-  branch.condition.kind = ScriptValue::Kind::kCall;
-  branch.condition.parts.push_back(TextValue(condition));
-  if (bin == nullptr) return branch;
-  branch.body.push_back(Assignment(predictor.codedVariable, TextValue(bin->label)));
-  for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i) {
-    if (bin->figures[i] != kMissing)
-      branch.body.push_back(Assignment(predictor.figureVariables[i], NumberValue(bin->figures[i])));
-  }
-  return branch;
-}
-
-std::string NumberText(double value) { return Json(value).dump(); }
-
-ScriptStatement ChoiceOf(const SavedPredictor& predictor) {
-  ScriptStatement choice;
-  choice.kind = ScriptStatement::Kind::kIf;
-  const std::string name = DoubleQuoted(predictor.name);
-  const auto add = [&](const std::string& comparison, const SavedBin* bin) {
-    choice.branches.push_back(BranchFor(name + comparison, predictor, bin));
-  };
-  if (predictor.missingCode) add("=" + NumberText(*predictor.missingCode), nullptr);
-  for (const SavedLevel& level : predictor.levels) {
-    add("=" + (level.number ? NumberText(*level.number) : DoubleQuoted(level.text)),
-        &predictor.bins[static_cast<std::size_t>(level.bin)]);
-  }
-  if (predictor.categorical) return choice;
-  for (std::size_t i = 0; i < predictor.cutPoints.size(); ++i)
-    add("<=" + NumberText(predictor.cutPoints[i]), &predictor.bins[i]);
-  // What is no higher than the last cut point is gone by now.
-  add(predictor.cutPoints.empty() ? "<=1.7e307" : ">" + NumberText(predictor.cutPoints.back()),
-      &predictor.bins.back());
-  return choice;
-}
 
 }  // namespace
 
@@ -277,28 +226,19 @@ std::string BinsJson(const SavedBins& bins) {
       std::vector<std::string> items;
       for (const SavedBin& bin : predictor.bins)
         items.push_back(JsonOf(bin, response.kind).dump(-1, ' ', false, Json::error_handler_t::replace));
-      predictors.push_back(Laid(JsonOf(predictor), "bins", "    ", items));
+      predictors.push_back(WithItemLines(JsonOf(predictor), "bins", "    ", items));
     }
-    responses.push_back(Laid({{"name", response.name}, {"kind", response.kind}, {"codes", response.codes}},
-                             "predictors", "  ", predictors));
+    responses.push_back(
+        WithItemLines({{"name", response.name}, {"kind", response.kind}, {"codes", response.codes}},
+                      "predictors", "  ", predictors));
   }
-  return Laid({{"format", kFormat}, {"version", kVersion}, {"dataFile", bins.dataFile}}, "responses", "",
-              responses) +
+  return WithItemLines({{"format", kFormat}, {"version", kVersion}, {"dataFile", bins.dataFile}}, "responses",
+                       "", responses) +
          "\n";
 }
 
 SavedBins ParseBinsJson(std::string_view text, const std::string& file) {
   return BinsReader(file).Read(text);
-}
-
-ScriptProgram ProgramOf(const SavedBins& bins, const std::string& file) {
-  ScriptProgram program;
-  program.file = file;
-  for (const SavedResponse& response : bins.responses) {
-    for (const SavedPredictor& predictor : response.predictors)
-      program.statements.push_back(ChoiceOf(predictor));
-  }
-  return program;
 }
 
 }  // namespace velmora

@@ -1,8 +1,10 @@
 // Bins as a Python function: a table of constants, and one loop over it.
 #include <charconv>
 #include <cstdio>
+#include <map>
 
 #include "workbench/bins/saved_bins.h"
+#include "workbench/bins/saved_condition.h"
 #include "workbench/data/table.h"
 
 namespace velmora {
@@ -48,28 +50,59 @@ std::string ResultOf(const SavedBin& bin) {
   return Tuple(items);
 }
 
-// Numbers are also known by their labels, as a file of texts has them.
-std::string LevelsOf(const SavedPredictor& predictor) {
+// Whether the levels are texts: a dictionary of texts, and of the numbers that some of them read
+// as.
+bool HoldsTexts(const SavedPredictor& predictor) {
+  return predictor.categorical && !predictor.levels.empty() && !predictor.levels.front().number;
+}
+
+// Texts that lead to a bin. A label that reads as a number is left to the number.
+std::string TextsOf(const SavedPredictor& predictor) {
   std::string text = "{";
-  const auto add = [&](const std::string& key, int bin) { text += key + ": " + std::to_string(bin) + ", "; };
   for (const SavedLevel& level : predictor.levels) {
-    if (level.number) add(Literal(*level.number), level.bin);
-    if (!level.text.empty() || !level.number) add(Literal(level.text), level.bin);
+    if (level.number && (level.text.empty() || NumberIn(level.text))) continue;
+    text += (text.size() > 1 ? ", " : "") + Literal(level.text) + ": " + std::to_string(level.bin);
   }
-  if (text.size() > 1) text.erase(text.size() - 2);
   return text + "}";
+}
+
+// Numbers that lead to a bin: (lowest, highest, bin) of each level, ascending. Two texts that read
+// as one number with different bins have none.
+std::string NumbersOf(const SavedPredictor& predictor) {
+  std::map<double, int> binOf;
+  for (const SavedLevel& level : predictor.levels) {
+    const auto number = level.number ? level.number : NumberIn(level.text);
+    if (!number) continue;
+    const auto [known, isNew] = binOf.try_emplace(*number, level.bin);
+    if (!isNew && known->second != level.bin) known->second = -1;
+  }
+  std::vector<std::string> items;
+  for (const auto& [number, bin] : binOf) {
+    const MissingRange equal(number);
+    if (bin >= 0) items.push_back(Tuple({Literal(equal.low), Literal(equal.high), std::to_string(bin)}));
+  }
+  return Tuple(items);
 }
 
 std::string EntryOf(const SavedPredictor& predictor) {
   std::vector<std::string> variables = {Literal(predictor.codedVariable)};
   for (const std::string& variable : predictor.figureVariables) variables.push_back(Literal(variable));
-  std::vector<std::string> cutPoints, results;
-  for (const double cutPoint : predictor.cutPoints) cutPoints.push_back(Literal(cutPoint));
-  const bool texts = predictor.categorical && !predictor.levels.empty() && !predictor.levels.front().number;
-  std::string text = "    (" + Literal(predictor.name) + ", " + Tuple(variables) + ", " +
-                     (texts ? "True" : "False") + ", " +
-                     (predictor.missingCode ? Literal(*predictor.missingCode) : "None") + ",\n     " +
-                     (predictor.categorical ? LevelsOf(predictor) : Tuple(cutPoints)) + ",\n     (";
+  std::vector<std::string> bounds;
+  for (const double cutPoint : predictor.cutPoints) bounds.push_back(Literal(MissingRange(cutPoint).high));
+  std::string missing = "None";
+  if (predictor.missingCode) {
+    const MissingRange range(*predictor.missingCode);
+    missing = Tuple({Literal(range.low), Literal(range.high)});
+  }
+  std::string text =
+      "    (" + Literal(predictor.name) + ", " + Tuple(variables) + ", " + missing + ",\n     ";
+  if (predictor.categorical) {
+    text += std::string(HoldsTexts(predictor) ? "True" : "False") + ", " + TextsOf(predictor) + ",\n     " +
+            NumbersOf(predictor);
+  } else {
+    text += "None, None, " + Tuple(bounds);
+  }
+  text += ",\n     (";
   for (std::size_t i = 0; i < predictor.bins.size(); ++i)
     text += (i == 0 ? "" : ",\n      ") + ResultOf(predictor.bins[i]);
   return text + (predictor.bins.size() == 1 ? "," : "") + ")),\n";
@@ -77,35 +110,47 @@ std::string EntryOf(const SavedPredictor& predictor) {
 
 constexpr char kFunction[] = R"(
 
+def _number(value):
+    """The finite number that value is or reads as, or None."""
+    if isinstance(value, str):
+        if "_" in value:
+            return None
+        try:
+            value = float(value)
+        except ValueError:
+            return None
+    try:
+        return value if value - value == 0 else None
+    except TypeError:
+        return None
+
+
+def _bin(value, missing, texts, levels, numbers):
+    """The number of the value's bin, or None."""
+    if texts and isinstance(value, str):
+        return levels.get(value)
+    number = _number(value)
+    if number is None:
+        return levels.get(value) if levels is not None and isinstance(value, str) else None
+    if missing is not None and missing[0] <= number <= missing[1]:
+        return None
+    if levels is None:
+        return bisect_left(numbers, number)
+    place = bisect_right(numbers, (number, math.inf, math.inf)) - 1
+    return numbers[place][2] if place >= 0 and number <= numbers[place][1] else None
+
+
 def code_case(values, _predictors=_PREDICTORS):
     """The bins of one case.
 
-    values: a mapping from predictors to their values. None, NaN, an empty text and an absent predictor mean
-    missing; numbers may be given as texts. Returns a dictionary of the coded variables; None where the predictor
-    is missing or has a level that screening has not seen.
+    values: a mapping from predictors to their values. None, NaN, an empty text and an absent predictor mean missing, and
+    so does a text that is not a number where numbers are expected; numbers may be given as texts. Returns a dictionary of
+    the coded variables; None where the predictor is missing or has a level that screening has not seen.
     """
     result = {}
-    for name, variables, texts, missing_code, bounds, bins in _predictors:
-        value = values.get(name)
-        place = None
-        if isinstance(bounds, dict):
-            if texts and isinstance(value, (int, float)):
-                value = format(value, ".15g")
-            elif not texts and isinstance(value, str) and value not in bounds:
-                try:
-                    value = float(value)
-                except ValueError:
-                    value = None
-            if value is not None and value == value and value != missing_code:
-                place = bounds.get(value)
-        else:
-            if isinstance(value, str):
-                value = float(value) if value.strip() else None
-            # Neither NaN nor infinite, which count as missing.
-            if value is not None and value - value == 0 and value != missing_code:
-                place = sum(value > bound for bound in bounds)
-        found = (None,) * len(variables) if place is None else bins[place]
-        result.update(zip(variables, found))
+    for name, variables, missing, texts, levels, numbers, bins in _predictors:
+        place = _bin(values.get(name), missing, texts, levels, numbers)
+        result.update(zip(variables, (None,) * len(variables) if place is None else bins[place]))
     return result
 )";
 
@@ -116,9 +161,12 @@ std::string BinsPython(const SavedBins& bins) {
   for (const SavedResponse& response : bins.responses)
     text += "# Response: " + Literal(response.name) + " (" + response.kind + ").\n";
   text +=
-      "\n# A predictor each: name, coded variables, whether it holds texts, code for missing, cut points or "
-      "levels,"
-      "\n# bins. A bin holds its upper end; levels lead to the number of their bin.\n_PREDICTORS = (\n";
+      "\nimport math\nfrom bisect import bisect_left, bisect_right\n"
+      "\n# One entry per predictor: name, coded variables, lowest and highest number that mean missing, "
+      "whether it holds"
+      "\n# texts, bins of its texts, cut points or (lowest, highest, bin) of its numbers, bins. Bounds "
+      "include what equals"
+      "\n# them within 15 units in the last place.\n_PREDICTORS = (\n";
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) text += EntryOf(predictor);
   }

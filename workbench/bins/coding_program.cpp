@@ -2,24 +2,28 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <limits>
 #include <map>
-#include <set>
+#include <optional>
 
 #include "workbench/bins/recode_file.h"
-#include "workbench/bins/saved_bins.h"
+#include "workbench/bins/saved_condition.h"
+#include "workbench/bins/value_lookup.h"
 #include "workbench/data/unicode.h"
-#include "workbench/language/case_condition.h"
 #include "workbench/language/expression.h"
 
 namespace velmora {
 namespace {
 
-constexpr std::size_t kBlock = CaseCondition::kMostCases;
+constexpr std::size_t kBlock = 4096;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-using Mask = std::vector<std::uint8_t>;  // one a case of a block
+using Mask = std::vector<std::uint8_t>;  // one per case of a block
 
-// What an assignment gives. A text is its place among the texts of its target; an expression stands alone.
-struct GivenValue {
+// A constant or an expression for a target. A text is its place among the texts of its target.
+struct Assignment {
+  std::size_t target = 0;
   double number = 0;
   std::unique_ptr<Expression> expression;
 };
@@ -27,21 +31,32 @@ struct GivenValue {
 struct Statement;
 
 struct Branch {
-  std::unique_ptr<CaseCondition> condition;  // null: Else
+  std::unique_ptr<Expression> condition;  // null: Else
   std::vector<Statement> body;
 };
 
+struct Choice {
+  std::vector<Branch> branches;
+};
+
+// Constants for the targets by the value of one variable.
+struct Lookup {
+  int variable = 0;
+  ValueLookup outcomeOf;
+  std::vector<std::vector<Assignment>> outcomes;
+  std::int64_t withoutOutcome = 0;  // cases of the run
+  double example = 0;               // one of their values
+};
+
 struct Statement {
-  std::size_t target = 0;  // of an assignment
-  GivenValue value;
-  std::vector<Branch> branches;  // of an If; empty for an assignment
+  std::variant<Assignment, Choice, Lookup> is;
 };
 
 struct Target {
   std::string name;
   bool isText = false;
   std::vector<std::string> texts;  // in byte order, each once
-  std::vector<double> values;      // one a case; while a program is compiled unused
+  std::vector<double> values;      // one per case; unused while a program is compiled
 };
 
 // Room that the blocks of one depth of Ifs share.
@@ -49,7 +64,6 @@ struct Level {
   Mask open;     // no branch has taken the case yet
   Mask unknown;  // a condition was missing for it
   Mask taken;    // of the branch that runs
-  Mask missing;  // whether the condition last tested was missing
 };
 
 std::string NumberText(double value) {
@@ -67,42 +81,61 @@ struct CodingProgram::Compiled {
   std::vector<Level> levels;
   std::vector<double> results;  // of an expression over a block
 
-  void RunBlock(const std::vector<Statement>& body, const Mask& mask, std::size_t depth, std::int64_t first,
+  void RunBlock(std::vector<Statement>& body, const Mask& mask, std::size_t depth, std::int64_t first,
                 std::size_t count) {
-    for (const Statement& statement : body) {
-      if (statement.branches.empty()) {
-        Assign(statement, mask, first, count);
+    for (Statement& statement : body) {
+      if (const auto* assignment = std::get_if<Assignment>(&statement.is)) {
+        Assign(*assignment, mask, first, count);
+      } else if (auto* lookup = std::get_if<Lookup>(&statement.is)) {
+        RunLookup(*lookup, mask, first, count);
       } else {
-        RunIf(statement, mask, depth, first, count);
+        RunChoice(std::get<Choice>(statement.is), mask, depth, first, count);
       }
     }
   }
 
-  void Assign(const Statement& statement, const Mask& mask, std::int64_t first, std::size_t count) {
-    double* const values = targets[statement.target].values.data() + first;
-    if (statement.value.expression) {
-      statement.value.expression->EvaluateBlock(*table, first, count, results.data());
+  void Assign(const Assignment& assignment, const Mask& mask, std::int64_t first, std::size_t count) {
+    double* const values = targets[assignment.target].values.data() + first;
+    if (assignment.expression) {
+      assignment.expression->EvaluateBlock(*table, first, count, results.data());
       for (std::size_t i = 0; i < count; ++i) {
         if (mask[i]) values[i] = results[i];
       }
       return;
     }
-    const double number = statement.value.number;
-    for (std::size_t i = 0; i < count; ++i) values[i] = mask[i] ? number : values[i];
+    for (std::size_t i = 0; i < count; ++i) values[i] = mask[i] ? assignment.number : values[i];
   }
 
-  void RunIf(const Statement& statement, const Mask& mask, std::size_t depth, std::int64_t first,
-             std::size_t count) {
+  void RunLookup(Lookup& lookup, const Mask& mask, std::int64_t first, std::size_t count) {
+    const Column& column = table->Variable(lookup.variable);
+    const MissingRange missing(column.missingCode);
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto place = static_cast<std::size_t>(first) + i;
+      const double value = column.values[place];
+      if (!mask[i] || !std::isfinite(value) || missing.Contains(value)) continue;
+      const int outcome = lookup.outcomeOf.Find(value);
+      if (outcome < 0) {
+        ++lookup.withoutOutcome;
+        lookup.example = value;
+        continue;
+      }
+      for (const Assignment& one : lookup.outcomes[static_cast<std::size_t>(outcome)])
+        targets[one.target].values[place] = one.number;
+    }
+  }
+
+  void RunChoice(Choice& choice, const Mask& mask, std::size_t depth, std::int64_t first, std::size_t count) {
     Level& level = levels[depth];
     std::copy_n(mask.begin(), count, level.open.begin());
     std::fill_n(level.unknown.begin(), count, std::uint8_t{0});
-    for (const Branch& branch : statement.branches) {
+    for (Branch& branch : choice.branches) {
       if (branch.condition) {
-        branch.condition->Evaluate(first, count, level.taken.data(), level.missing.data());
+        branch.condition->EvaluateBlock(*table, first, count, results.data());
         for (std::size_t i = 0; i < count; ++i) {
-          level.taken[i] &= level.open[i];
+          const bool isMissing = results[i] == kMissing;  // this very number is what it writes
+          level.taken[i] = static_cast<std::uint8_t>(!isMissing & (results[i] != 0)) & level.open[i];
           level.open[i] ^= level.taken[i];
-          level.unknown[i] |= level.missing[i];
+          level.unknown[i] |= static_cast<std::uint8_t>(isMissing);
         }
       } else {
         for (std::size_t i = 0; i < count; ++i) level.taken[i] = level.open[i] & (level.unknown[i] ^ 1U);
@@ -114,41 +147,204 @@ struct CodingProgram::Compiled {
 
 namespace {
 
+// What either kind of file is compiled with: the variables it makes, and the levels it names.
 class CodingCompiler {
  public:
-  CodingCompiler(const ScriptProgram& program, const Table& table, std::vector<std::string>& notices)
-      : program_(program), table_(table), notices_(notices) {}
+  CodingCompiler(const std::string& file, const Table& table, std::vector<std::string>& notices)
+      : file_(file), names_(table), notices_(notices) {}
 
-  template <class Compiled>
-  void CompileInto(Compiled& compiled) {
-    if (!program_.subs.empty()) Fail(program_.subs.front().line, "a program that codes cases has no Sub");
-    if (program_.statements.empty())
-      throw DataError(program_.file + " assigns nothing: there is no If block in it.");
-    Collect(program_.statements);
+  std::vector<Target> TakeTargets() { return std::move(targets_); }
+
+ protected:
+  Target& TargetFor(const std::string& name) {
+    const auto [place, isNew] = numberOf_.try_emplace(name, targets_.size());
+    if (isNew) targets_.emplace_back().name = name;
+    return targets_[place->second];
+  }
+
+  void SortTexts() {
     for (Target& target : targets_) {
       std::sort(target.texts.begin(), target.texts.end());
       target.texts.erase(std::unique(target.texts.begin(), target.texts.end()), target.texts.end());
     }
-    compiled.table = &table_;
-    compiled.statements = CompileBody(program_.statements, 0);
-    TellOfLevels();
-    compiled.targets = std::move(targets_);
-    compiled.levels.resize(deepest_ + 1);
-    for (Level& level : compiled.levels) {
-      level.open.resize(kBlock);
-      level.unknown.resize(kBlock);
-      level.taken.resize(kBlock);
-      level.missing.resize(kBlock);
+  }
+
+  Assignment TextFor(const std::string& target, const std::string& text) const {
+    return {numberOf_.at(target), CodeOf(targets_[numberOf_.at(target)], text), nullptr};
+  }
+
+  static double CodeOf(const Target& target, const std::string& text) {
+    if (text.empty()) return kMissing;
+    const auto place = std::lower_bound(target.texts.begin(), target.texts.end(), text);
+    return static_cast<double>(place - target.texts.begin()) + 1;
+  }
+
+  // --- Levels of a variable, to warn when the data have none of them
+  struct Reference {
+    int line = 0;       // of the first
+    std::string level;  // the first
+    bool any = false;   // one of them is in the data
+    bool more = false;  // there are others
+  };
+
+  void Count(const ReferencedLevel& level, int line) {
+    const auto [place, isFirst] = references_.try_emplace(level.variable);
+    Reference& reference = place->second;
+    if (isFirst) reference = {line, level.level};
+    reference.any = reference.any || level.inData;
+    reference.more = reference.more || level.level != reference.level;
+  }
+
+  void WarnOfLevels() {
+    for (const auto& [variable, reference] : references_) {
+      if (reference.any) continue;
+      notices_.push_back(ScriptPlace(file_, reference.line) + ": " + names_.FileName() + " has " +
+                         (reference.more ? "none of the levels of " + variable + " that are named, such as " +
+                                               reference.level
+                                         : "no " + variable + " = " + reference.level) +
+                         ".");
     }
-    compiled.results.resize(kBlock);
+  }
+
+  const std::string& file_;
+  const SavedNames names_;
+  std::vector<std::string>& notices_;
+  std::vector<Target> targets_;
+  std::map<std::string, std::size_t> numberOf_;
+  std::map<std::string, Reference> references_;  // by variable
+};
+
+// --- Bins
+class BinsCompiler : public CodingCompiler {
+ public:
+  using CodingCompiler::CodingCompiler;
+
+  std::vector<Statement> Compile(const SavedBins& bins) {
+    for (const SavedResponse& response : bins.responses) {
+      for (const SavedPredictor& predictor : response.predictors) Collect(predictor);
+    }
+    if (targets_.empty()) throw DataError(file_ + " has no bins.");
+    SortTexts();
+    std::vector<Statement> statements;
+    for (const SavedResponse& response : bins.responses) {
+      for (const SavedPredictor& predictor : response.predictors)
+        statements.push_back({LookupFor(predictor)});
+    }
+    WarnOfLevels();
+    return statements;
   }
 
  private:
-  [[noreturn]] void Fail(int line, const std::string& reason) const {
-    FailInScript(program_.file, line, reason);
+  void Collect(const SavedPredictor& predictor) {
+    Target& coded = TargetFor(predictor.codedVariable);
+    coded.isText = true;
+    for (const SavedBin& bin : predictor.bins) {
+      if (!bin.label.empty()) coded.texts.push_back(bin.label);
+    }
+    for (const std::string& name : predictor.figureVariables) TargetFor(name);
   }
 
-  // What fails in work fails at the line.
+  Lookup LookupFor(const SavedPredictor& predictor) {
+    const int variable = Variable(predictor);
+    std::vector<ValueLookup::Range> ranges;
+    const int noBin = static_cast<int>(predictor.bins.size());
+    if (predictor.missingCode) AddValue(*predictor.missingCode, noBin, ranges);
+    if (predictor.categorical) {
+      AddLevels(predictor, variable, ranges);
+    } else {
+      for (std::size_t i = 0; i < predictor.bins.size(); ++i) {
+        const bool last = i == predictor.cutPoints.size();
+        ranges.push_back(
+            {-kInfinity, last ? kInfinity : MissingRange(predictor.cutPoints[i]).high, static_cast<int>(i)});
+      }
+    }
+    Lookup lookup{variable, ValueLookup(std::move(ranges), ValueLookup::Winner::kFirst), {}};
+    for (const SavedBin& bin : predictor.bins) {
+      std::vector<Assignment>& given = lookup.outcomes.emplace_back();
+      given.push_back(TextFor(predictor.codedVariable, bin.label));
+      for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i)
+        given.push_back({numberOf_.at(predictor.figureVariables[i]), bin.figures[i], nullptr});
+    }
+    lookup.outcomes.emplace_back();  // of noBin
+    return lookup;
+  }
+
+  int Variable(const SavedPredictor& predictor) const {
+    try {
+      const int variable = names_.Variable(predictor.name);
+      if (!predictor.categorical && names_.Data().Variable(variable).fromText)
+        throw DataError("\"" + predictor.name + "\" has cut points, but holds texts in " + names_.FileName() +
+                        ".");
+      return variable;
+    } catch (const DataError& error) {
+      throw DataError(file_ + ": " + error.what());
+    }
+  }
+
+  static void AddValue(double value, int outcome, std::vector<ValueLookup::Range>& ranges) {
+    const MissingRange equal(value);
+    ranges.push_back({equal.low, equal.high, outcome});
+  }
+
+  void AddLevels(const SavedPredictor& predictor, int variable, std::vector<ValueLookup::Range>& ranges) {
+    std::map<double, int> binOf;
+    bool any = predictor.levels.empty();
+    for (const SavedLevel& level : predictor.levels) {
+      std::vector<double> values = level.number ? names_.ValuesOfLevel(variable, *level.number)
+                                                : names_.ValuesOfLevel(variable, level.text);
+      // A number is also known by its label, as a file of texts has it.
+      const bool isText = names_.Data().Variable(variable).fromText;
+      const double* const labelled =
+          level.number && isText && !level.text.empty() ? names_.ValueOfText(variable, level.text) : nullptr;
+      if (labelled != nullptr) values.push_back(*labelled);
+      any = any || !values.empty();
+      for (const double value : values) {
+        const auto [known, isNew] = binOf.try_emplace(value, level.bin);
+        if (!isNew && known->second != level.bin) FailOfTwoMeanings(predictor, variable, value);
+      }
+    }
+    for (const auto& [value, bin] : binOf) AddValue(value, bin, ranges);
+    if (!any) {
+      const SavedLevel& first = predictor.levels.front();
+      Count({predictor.name, first.text.empty() && first.number ? NumberText(*first.number) : first.text,
+             false},
+            0);
+    }
+  }
+
+  [[noreturn]] void FailOfTwoMeanings(const SavedPredictor& predictor, int variable, double value) const {
+    const std::string* const label = names_.Data().Variable(variable).LabelOf(value);
+    throw DataError(file_ + ": " + (label != nullptr ? "\"" + *label + "\"" : NumberText(value)) + " of \"" +
+                    predictor.name + "\" in " + names_.FileName() +
+                    " can be either of two levels with different bins, a number and the label of another.");
+  }
+};
+
+// --- Rules scripts and recode files
+class RulesCompiler : public CodingCompiler {
+ public:
+  using CodingCompiler::CodingCompiler;
+
+  std::vector<Statement> Compile(const BasicProgram& program) {
+    if (!program.subs.empty()) Fail(program.subs.front().line, "a program that codes cases has no Sub");
+    if (program.statements.empty()) throw DataError(file_ + " assigns nothing: there is no If block in it.");
+    Collect(program.statements);
+    for (const auto& [name, line] : expressionLine_) {
+      if (TargetFor(name).isText)
+        Fail(line, "\"" + name + "\" is given texts and the numbers of an expression");
+    }
+    SortTexts();
+    std::vector<Statement> statements = CompileBody(program.statements, 0);
+    WarnOfLevels();
+    return statements;
+  }
+
+  std::size_t Deepest() const { return deepest_; }
+
+ private:
+  [[noreturn]] void Fail(int line, const std::string& reason) const { FailInScript(file_, line, reason); }
+
+  // A failure of work is one of the line.
   template <class Work>
   auto AtLine(int line, Work work) const {
     try {
@@ -161,15 +357,15 @@ class CodingCompiler {
   }
 
   // --- Targets and their texts, before any code is given
-  void Collect(const std::vector<ScriptStatement>& body) {
-    for (const ScriptStatement& statement : body) {
-      for (const ScriptBranch& branch : statement.branches) Collect(branch.body);
-      if (statement.kind != ScriptStatement::Kind::kAssignment) continue;
+  void Collect(const std::vector<BasicStatement>& body) {
+    for (const BasicStatement& statement : body) {
+      for (const BasicBranch& branch : statement.branches) Collect(branch.body);
+      if (statement.kind != BasicStatement::Kind::kAssignment) continue;
       if (!statement.quoted || statement.target.empty())
-        Fail(statement.line, "the name of a variable that is given values stands in quotation marks");
-      Target& target = TargetOf(statement.target);
-      const ScriptValue& value = statement.value;
-      if (value.kind == ScriptValue::Kind::kText) {
+        Fail(statement.line, "put the name of a variable that is given values in double quotation marks");
+      Target& target = TargetFor(statement.target);
+      const Syntax& value = statement.value;
+      if (value.kind == SyntaxKind::kText) {
         target.isText = true;
         if (!value.text.empty()) target.texts.push_back(value.text);
       } else if (const auto number = NumberOf(value)) {
@@ -178,147 +374,175 @@ class CodingCompiler {
         expressionLine_.try_emplace(statement.target, statement.line);
       }
     }
-    for (const auto& [name, line] : expressionLine_) {
-      if (TargetOf(name).isText)
-        Fail(line, "\"" + name + "\" is given texts and the numbers of an expression");
-    }
   }
 
-  Target& TargetOf(const std::string& name) {
-    const auto [place, isNew] = numberOf_.try_emplace(name, targets_.size());
-    if (isNew) targets_.emplace_back().name = name;
-    return targets_[place->second];
-  }
-
-  static std::optional<double> NumberOf(const ScriptValue& value) {
-    if (value.kind == ScriptValue::Kind::kNumber) return value.number;
-    if (value.kind != ScriptValue::Kind::kOperation || value.operation != ScriptOperator::kNegate)
-      return std::nullopt;
+  static std::optional<double> NumberOf(const Syntax& value) {
+    if (value.kind == SyntaxKind::kNumber) return value.number;
+    if (value.kind != SyntaxKind::kNegate) return std::nullopt;
     const auto operand = NumberOf(value.parts.front());
     return operand ? std::optional<double>(-*operand) : std::nullopt;
   }
 
   // --- Statements
-  std::vector<Statement> CompileBody(const std::vector<ScriptStatement>& body, std::size_t depth) {
+  std::vector<Statement> CompileBody(const std::vector<BasicStatement>& body, std::size_t depth) {
     deepest_ = std::max(deepest_, depth);
     std::vector<Statement> statements;
-    for (const ScriptStatement& statement : body) {
+    std::optional<OpenLookup> open;
+    const auto close = [&] {
+      if (open) statements.push_back({std::move(*open).Close()});
+      open.reset();
+    };
+    for (const BasicStatement& statement : body) {
       switch (statement.kind) {
-        case ScriptStatement::Kind::kDeclaration:
-          break;
-        case ScriptStatement::Kind::kExitSub:
+        case BasicStatement::Kind::kDeclaration:
+          continue;
+        case BasicStatement::Kind::kExitSub:
           Fail(statement.line, "Exit Sub has no meaning in a program that codes cases");
-        case ScriptStatement::Kind::kAssignment:
-          statements.push_back(CompileAssignment(statement));
-          break;
-        case ScriptStatement::Kind::kIf:
-          statements.push_back(CompileIf(statement, depth));
+        case BasicStatement::Kind::kAssignment:
+          close();
+          statements.push_back({CompileAssignment(statement)});
+          continue;
+        case BasicStatement::Kind::kIf:
           break;
       }
+      std::vector<Syntax> conditions = Conditions(statement);
+      std::optional<OpenLookup> lookup = LookupFor(statement, conditions);
+      if (open && lookup && open->Takes(*lookup)) {
+        open->Append(std::move(*lookup));
+        continue;
+      }
+      close();
+      if (lookup) {
+        open = std::move(lookup);
+      } else {
+        statements.push_back({CompileChoice(statement, conditions, depth)});
+      }
     }
+    close();
     return statements;
   }
 
-  Statement CompileIf(const ScriptStatement& source, std::size_t depth) {
-    Statement statement;
-    for (const ScriptBranch& branch : source.branches) {
-      Branch& compiled = statement.branches.emplace_back();
-      if (!branch.otherwise) compiled.condition = CompileCondition(branch.condition);
+  // Ifs that together look one variable up: the branches of one, of which the first that holds is
+  // taken, or single Ifs of one target in a row, of which the last that holds has its way.
+  struct OpenLookup {
+    int variable = 0;
+    bool isSingle = false;
+    std::size_t target = 0;  // of a single one
+    std::vector<ValueLookup::Range> ranges;
+    std::vector<std::vector<Assignment>> outcomes;
+
+    bool Takes(const OpenLookup& next) const {
+      return isSingle && next.isSingle && next.variable == variable && next.target == target;
+    }
+    void Append(OpenLookup next) {
+      for (const ValueLookup::Range& range : next.ranges)
+        ranges.push_back({range.low, range.high, static_cast<int>(outcomes.size())});
+      outcomes.push_back(std::move(next.outcomes.front()));
+    }
+    Lookup Close() && {
+      const auto winner = isSingle ? ValueLookup::Winner::kLast : ValueLookup::Winner::kFirst;
+      return {variable, ValueLookup(std::move(ranges), winner), std::move(outcomes)};
+    }
+  };
+
+  // Nothing when the If does more than give constants by the value of one variable.
+  std::optional<OpenLookup> LookupFor(const BasicStatement& statement,
+                                      const std::vector<Syntax>& conditions) {
+    OpenLookup lookup;
+    for (std::size_t i = 0; i < statement.branches.size(); ++i) {
+      const BasicBranch& branch = statement.branches[i];
+      if (branch.isElse) return std::nullopt;
+      const auto ranges = RangesOf(conditions[i], names_);
+      if (!ranges || (i > 0 && ranges->variable != lookup.variable)) return std::nullopt;
+      lookup.variable = ranges->variable;
+      for (const auto& [low, high] : ranges->ranges)
+        lookup.ranges.push_back({low, high, static_cast<int>(i)});
+      std::vector<Assignment>& given = lookup.outcomes.emplace_back();
+      for (const BasicStatement& inner : branch.body) {
+        if (inner.kind != BasicStatement::Kind::kAssignment) return std::nullopt;
+        if (inner.value.kind != SyntaxKind::kText && !NumberOf(inner.value)) return std::nullopt;
+        given.push_back(CompileAssignment(inner));
+      }
+    }
+    lookup.isSingle = lookup.outcomes.size() == 1 && lookup.outcomes.front().size() == 1;
+    if (lookup.isSingle) lookup.target = lookup.outcomes.front().front().target;
+    return lookup;
+  }
+
+  Choice CompileChoice(const BasicStatement& source, const std::vector<Syntax>& conditions,
+                       std::size_t depth) {
+    Choice choice;
+    for (std::size_t i = 0; i < source.branches.size(); ++i) {
+      const BasicBranch& branch = source.branches[i];
+      Branch& compiled = choice.branches.emplace_back();
+      if (!branch.isElse) compiled.condition = CompileExpression(conditions[i], source.line);
       compiled.body = CompileBody(branch.body, depth + 1);
     }
-    return statement;
+    return choice;
   }
 
-  Statement CompileAssignment(const ScriptStatement& source) {
-    Statement statement;
-    statement.target = numberOf_.at(source.target);
-    const Target& target = targets_[statement.target];
+  Assignment CompileAssignment(const BasicStatement& source) {
     const auto number = NumberOf(source.value);
-    if (source.value.kind == ScriptValue::Kind::kText || (number && target.isText)) {
-      statement.value.number = CodeOf(target, number ? NumberText(*number) : source.value.text);
-    } else if (number) {
-      statement.value.number = *number;
-    } else {
-      const std::string text = TextOfEvalExpr(source.value);
-      statement.value.expression = AtLine(source.value.line, [&] {
-        return std::make_unique<Expression>(CompileSavedExpression(text, table_));
-      });
-    }
-    return statement;
-  }
-
-  static double CodeOf(const Target& target, const std::string& text) {
-    if (text.empty()) return kMissing;
-    const auto place = std::lower_bound(target.texts.begin(), target.texts.end(), text);
-    return static_cast<double>(place - target.texts.begin()) + 1;
+    const Target& target = TargetFor(source.target);
+    if (source.value.kind == SyntaxKind::kText || (number && target.isText))
+      return TextFor(source.target, number ? NumberText(*number) : source.value.text);
+    if (number) return {numberOf_.at(source.target), *number, nullptr};
+    return {numberOf_.at(source.target), 0, CompileExpression(Resolved(source.value), source.line)};
   }
 
   // --- Expressions
-  std::unique_ptr<CaseCondition> CompileCondition(const ScriptValue& condition) {
-    const std::string text = ConditionText(condition);
-    std::vector<AskedLevel> asked;
-    auto compiled =
-        AtLine(condition.line, [&] { return std::make_unique<CaseCondition>(text, table_, asked); });
-    for (AskedLevel& level : asked) Count(std::move(level), condition.line);
-    return compiled;
+  std::unique_ptr<Expression> CompileExpression(const Syntax& value, int line) const {
+    try {
+      return AtLine(line, [&] { return std::make_unique<Expression>(Expression::Compile(value, names_)); });
+    } catch (const SyntaxError& error) {
+      Fail(line, error.reason);
+    }
   }
 
-  // The condition as one expression of the host.
-  std::string ConditionText(const ScriptValue& condition) const {
-    if (condition.kind != ScriptValue::Kind::kOperation) return TextOfEvalExpr(condition);
-    const auto part = [&](std::size_t i) { return "(" + ConditionText(condition.parts[i]) + ")"; };
-    switch (condition.operation) {
-      case ScriptOperator::kNot:
-        return "Not " + part(0);
-      case ScriptOperator::kAnd:
-        return part(0) + " And " + part(1);
-      case ScriptOperator::kOr:
-        return part(0) + " Or " + part(1);
-      default:
+  // The conditions of the branches as values of the data; none for an Else.
+  std::vector<Syntax> Conditions(const BasicStatement& statement) {
+    std::vector<Syntax> conditions;
+    for (const BasicBranch& branch : statement.branches) {
+      Syntax& condition = conditions.emplace_back();
+      if (!branch.isElse) condition = ConditionOf(branch.condition);
+    }
+    return conditions;
+  }
+
+  Syntax ConditionOf(const Syntax& condition) {
+    const bool isLogical = condition.kind == SyntaxKind::kNot || condition.kind == SyntaxKind::kAnd ||
+                           condition.kind == SyntaxKind::kOr;
+    if (!isLogical) {
+      if (condition.kind != SyntaxKind::kCall)
         Fail(condition.line, "a condition is made of EvalExpr(\"...\"), And, Or and Not");
+      return Resolved(condition);
     }
+    Syntax value = condition;
+    for (Syntax& part : value.parts) part = ConditionOf(part);
+    return value;
   }
 
-  std::string TextOfEvalExpr(const ScriptValue& value) const {
-    if (value.kind != ScriptValue::Kind::kCall || value.text != "evalexpr")
-      Fail(value.line, "a text, a number or EvalExpr(\"...\") should stand here");
-    if (value.parts.size() != 1 || value.parts.front().kind != ScriptValue::Kind::kText)
-      Fail(value.line, "EvalExpr takes one text in quotation marks");
-    return value.parts.front().text;
+  // The value inside EvalExpr("...").
+  Syntax Resolved(const Syntax& call) {
+    if (call.kind != SyntaxKind::kCall || call.text != "evalexpr")
+      Fail(call.line, "a text, a number or EvalExpr(\"...\") is expected here");
+    if (call.parts.size() != 1 || call.parts.front().kind != SyntaxKind::kText)
+      Fail(call.line, "EvalExpr takes one text in quotation marks");
+    const std::string& text = call.parts.front().text;
+    return AtLine(call.line, [&] {
+      try {
+        Syntax value = ParseExpression(text, kSavedDialect);
+        FoldTexts(value);
+        std::vector<ReferencedLevel> levels;
+        ResolveSaved(value, names_, levels);
+        for (const ReferencedLevel& level : levels) Count(level, call.line);
+        return value;
+      } catch (const SyntaxError& error) {
+        throw ExpressionError(text, error);
+      }
+    });
   }
 
-  // --- Levels of a variable, to tell when the data have none of them
-  struct Asking {
-    int line = 0;       // of the first
-    std::string level;  // the first
-    bool any = false;   // one of them is in the data
-    bool more = false;  // there are others
-  };
-
-  void Count(AskedLevel level, int line) {
-    const auto [place, isFirst] = asked_.try_emplace(level.variable);
-    Asking& asking = place->second;
-    if (isFirst) asking = {line, level.level};
-    asking.any = asking.any || level.inData;
-    asking.more = asking.more || level.level != asking.level;
-  }
-
-  void TellOfLevels() {
-    for (const auto& [variable, asking] : asked_) {
-      if (asking.any) continue;
-      notices_.push_back(ScriptPlace(program_.file, asking.line) + ": no case of " +
-                         (table_.fileName.empty() ? "the table" : table_.fileName) + " has " + variable +
-                         " = " + asking.level +
-                         (asking.more ? ", nor any of the other levels that are asked for." : "."));
-    }
-  }
-
-  const ScriptProgram& program_;
-  const Table& table_;
-  std::vector<std::string>& notices_;
-  std::vector<Target> targets_;
-  std::map<std::string, Asking> asked_;  // by variable
-  std::map<std::string, std::size_t> numberOf_;
   std::map<std::string, int> expressionLine_;  // of the first expression that a target is given
   std::size_t deepest_ = 0;
 };
@@ -337,10 +561,25 @@ Column ColumnOf(Target& target) {
 
 }  // namespace
 
-CodingProgram::CodingProgram(const ScriptProgram& program, const Table& table,
-                             std::vector<std::string>& notices)
+CodingProgram::CodingProgram(const CodingFile& file, const Table& table, std::vector<std::string>& notices)
     : compiled_(std::make_unique<Compiled>()) {
-  CodingCompiler(program, table, notices).CompileInto(*compiled_);
+  compiled_->table = &table;
+  std::size_t depths = 0;
+  if (const auto* bins = std::get_if<SavedBins>(&file.content)) {
+    BinsCompiler compiler(file.name, table, notices);
+    compiled_->statements = compiler.Compile(*bins);
+    compiled_->targets = compiler.TakeTargets();
+  } else {
+    RulesCompiler compiler(file.name, table, notices);
+    compiled_->statements = compiler.Compile(std::get<BasicProgram>(file.content));
+    compiled_->targets = compiler.TakeTargets();
+    depths = compiler.Deepest() + 1;
+  }
+  compiled_->levels.resize(depths);
+  for (Level& level : compiled_->levels) {
+    for (Mask* const mask : {&level.open, &level.unknown, &level.taken}) mask->resize(kBlock);
+  }
+  compiled_->results.resize(kBlock);
 }
 CodingProgram::~CodingProgram() = default;
 CodingProgram::CodingProgram(CodingProgram&&) noexcept = default;
@@ -367,7 +606,21 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   return columns;
 }
 
-ScriptProgram ParseCodingFile(std::string_view content, const std::string& file) {
+std::vector<CodingProgram::WithoutBin> CodingProgram::CasesWithoutBin() const {
+  std::vector<WithoutBin> found;
+  for (const Statement& statement : compiled_->statements) {
+    const auto* const lookup = std::get_if<Lookup>(&statement.is);
+    if (lookup == nullptr || lookup->withoutOutcome == 0) continue;
+    const Column& column = compiled_->table->Variable(lookup->variable);
+    const std::string* const label = column.LabelOf(lookup->example);
+    found.push_back(
+        {column.name, lookup->withoutOutcome, label != nullptr ? *label : NumberText(lookup->example)});
+  }
+  return found;
+}
+
+CodingFile ParseCodingFile(std::string_view content, const std::string& file,
+                           const std::string& recodeVariable) {
   // In another encoding its names and labels would be those of no data.
   if (const std::size_t end = FirstByteBeyondUtf8(content); end != std::string_view::npos) {
     const auto line =
@@ -378,9 +631,9 @@ ScriptProgram ParseCodingFile(std::string_view content, const std::string& file)
   if (begin == std::string_view::npos) throw DataError(file + " is empty.");
   const bool isRecode =
       content[begin] == '[' || content[begin] == ';' || content.substr(begin).starts_with("ConditionSize");
-  if (isRecode) return ParseRecodeFile(content, file);
-  if (content[begin] == '{') return ProgramOf(ParseBinsJson(content.substr(begin), file), file);
-  return ParseScript(content, file, ".");
+  if (isRecode) return {file, ParseRecodeFile(content, file, recodeVariable)};
+  if (content[begin] == '{') return {file, ParseBinsJson(content.substr(begin), file)};
+  return {file, ParseBasic(content, file, ".")};
 }
 
 }  // namespace velmora

@@ -5,7 +5,7 @@
 #include <map>
 #include <optional>
 
-#include "workbench/language/case_condition.h"
+#include "workbench/language/expression.h"
 
 namespace velmora {
 namespace {
@@ -35,19 +35,20 @@ struct Entry {
 
 class RecodeReader {
  public:
-  RecodeReader(std::string_view text, const std::string& file) : text_(text), file_(file) {
+  RecodeReader(std::string_view text, const std::string& file, const std::string& variable)
+      : text_(text), file_(file), variable_(variable) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (text_.starts_with(kByteOrderMark)) text_.remove_prefix(kByteOrderMark.size());
   }
 
-  ScriptProgram Read() {
+  BasicProgram Read() {
     ReadLines();
     if (headLine_ == 0) Fail(1, "the section [SelectionConditions] is missing");
     if (size_ < 0) Fail(headLine_, "ConditionSize is missing");
     if (const auto beyond = entries_.lower_bound(size_); beyond != entries_.end())
       Fail(beyond->second.line, "the section [" + NameOf(beyond->first) +
                                     "] is one too many for ConditionSize=" + std::to_string(size_));
-    // Told before any list of that length is walked: the number is anybody's.
+    // Before any list of that length is walked: the number may be anything.
     if (static_cast<int>(entries_.size()) < size_) {
       int missing = 0;
       while (entries_.contains(missing)) ++missing;
@@ -87,7 +88,7 @@ class RecodeReader {
     const std::string_view name = text.substr(1, text.size() - 2);
     current_ = nullptr;
     if (name == kHead) {
-      if (headLine_ != 0) Fail(line_, "the section [SelectionConditions] stands twice");
+      if (headLine_ != 0) Fail(line_, "the section [SelectionConditions] occurs twice");
       headLine_ = line_;
       return;
     }
@@ -96,7 +97,7 @@ class RecodeReader {
     if (!number) Fail(line_, "the section [" + std::string(name) + "] is unknown");
     if (headLine_ == 0) Fail(line_, "the section [SelectionConditions] is missing");
     const auto [place, isNew] = entries_.try_emplace(*number);
-    if (!isNew) Fail(line_, "the section [" + std::string(name) + "] stands twice");
+    if (!isNew) Fail(line_, "the section [" + std::string(name) + "] occurs twice");
     current_ = &place->second;
     current_->line = line_;
   }
@@ -118,29 +119,29 @@ class RecodeReader {
   }
 
   void Put(std::optional<std::string>& member, const std::string& key, std::string_view value) {
-    if (member) Fail(line_, key + " stands twice in its section");
+    if (member) Fail(line_, key + " occurs twice in its section");
     member = std::string(value);
   }
 
   void ReadSize(std::string_view value) {
-    if (size_ >= 0) Fail(line_, "ConditionSize stands twice");
+    if (size_ >= 0) Fail(line_, "ConditionSize occurs twice");
     const std::size_t section = std::min(value.find('['), value.size());
     const std::string_view number = Trimmed(value.substr(0, section));
     const auto size = WholeNumber(number);
     if (!size || *size < 1 || *size > kMostConditions)
-      Fail(line_, "ConditionSize is no number of conditions: " + std::string(number));
+      Fail(line_, "ConditionSize is not a number of conditions: " + std::string(number));
     size_ = *size;
     sizeLine_ = line_;
     if (section < value.size()) ReadSection(Trimmed(value.substr(section)));
   }
 
-  ScriptProgram Program() {
-    ScriptProgram program;
+  BasicProgram Program() {
+    BasicProgram program;
     program.file = file_;
-    ScriptStatement& choice = program.statements.emplace_back();
-    choice.kind = ScriptStatement::Kind::kIf;
+    BasicStatement& choice = program.statements.emplace_back();
+    choice.kind = BasicStatement::Kind::kIf;
     choice.line = headLine_;
-    std::string target;
+    std::string target = variable_;
     for (const auto& [number, entry] : entries_) {
       if (!entry.ignore || !entry.condition || !entry.value) {
         Fail(entry.line, std::string(!entry.ignore      ? "Ignore"
@@ -150,92 +151,45 @@ class RecodeReader {
       }
       if (*entry.ignore != "0" && *entry.ignore != "1") Fail(entry.line, "Ignore is neither 0 nor 1");
       const std::string condition = Unquoted(*entry.condition, entry.conditionLine);
-      if (target.empty()) target = TargetOf(condition, entry.conditionLine);
+      if (target.empty()) target = PredictorIn(condition, entry.conditionLine) + "_Coded";
       if (*entry.ignore == "0") choice.branches.push_back(Branch(entry, condition));
     }
-    for (ScriptBranch& branch : choice.branches) branch.body.front().target = target;
+    for (BasicBranch& branch : choice.branches) branch.body.front().target = target;
     if (choice.branches.empty()) program.statements.clear();
     return program;
   }
 
-  std::string TargetOf(const std::string& condition, int line) const {
-    const std::string predictor = FirstNameIn(condition);
-    if (predictor.empty()) Fail(line, "Condition names no variable");
-    const std::string response = ResponseInFileName(predictor);
-    return (response.empty() ? "" : response + "_") + predictor + "_Coded";
-  }
-
-  // Characters that a file system refuses stand as _ in a file's name.
-  static bool IsSameInFileNames(std::string_view name, std::string_view inFile) {
-    return name.size() == inFile.size() && std::equal(name.begin(), name.end(), inFile.begin(),
-                                                      [](char a, char b) { return a == b || b == '_'; });
-  }
-
-  // Bytes of a name in its short form: its first whole characters, three bytes at most.
-  static std::size_t ShortPrefix(std::string_view name) {
-    std::size_t bytes = std::min<std::size_t>(3, name.size());
-    while (bytes > 0 && bytes < name.size() && (static_cast<unsigned char>(name[bytes]) & 0xC0U) == 0x80U)
-      --bytes;
-    return bytes;
-  }
-
-  // Length of the predictor's name at the start of rest, "PREDICTOR_RESPONSE", or of its short form, which ends in
-  // five digits of base 36. 0 when that does not stand there.
-  static std::size_t LengthInFileName(std::string_view predictor, std::string_view rest, bool isShort) {
-    constexpr std::size_t kDigits = 5;
-    const auto isAt = [&](std::size_t length) { return rest.size() > length + 1 && rest[length] == '_'; };
-    const auto starts = [&](std::size_t length) {
-      return IsSameInFileNames(predictor.substr(0, length), rest.substr(0, length));
-    };
-    if (!isShort) return isAt(predictor.size()) && starts(predictor.size()) ? predictor.size() : 0;
-    const std::size_t bytes = ShortPrefix(predictor);
-    if (predictor.size() <= bytes + kDigits || !isAt(bytes + kDigits) || !starts(bytes)) return 0;
-    const std::string_view digits = rest.substr(bytes, kDigits);
-    const bool areDigits =
-        digits.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz") == std::string_view::npos;
-    return areDigits ? bytes + kDigits : 0;
-  }
-
-  // "NAME (2)" is NAME's, when another file has its name already.
-  static std::string_view WithoutNumber(std::string_view name) {
-    const std::size_t open = name.rfind(" (");
-    if (open == std::string_view::npos || !name.ends_with(')')) return name;
-    return WholeNumber(name.substr(open + 2, name.size() - open - 3)) ? name.substr(0, open) : name;
-  }
-
-  std::string ResponseInFileName(std::string_view predictor) const {
-    constexpr std::string_view kBefore = " - ", kBehind = "__Coded", kExtension = ".ini";
-    std::string_view name = file_;
-    if (!name.ends_with(kExtension)) return {};
-    name = WithoutNumber(name.substr(0, name.size() - kExtension.size()));
-    if (!name.ends_with(kBehind)) return {};
-    name.remove_suffix(kBehind.size());
-    // The last place that fits the whole name, else the last that fits its short form: what stands in front of it is a
-    // person's own.
-    for (const bool isShort : {false, true}) {
-      for (std::size_t at = name.rfind(kBefore); at != std::string_view::npos;
-           at = at == 0 ? std::string_view::npos : name.rfind(kBefore, at - 1)) {
-        const std::string_view rest = name.substr(at + kBefore.size());
-        if (const std::size_t length = LengthInFileName(predictor, rest, isShort); length > 0)
-          return std::string(rest.substr(length + 1));
-      }
+  // The first name in the condition.
+  std::string PredictorIn(const std::string& condition, int line) const {
+    try {
+      Syntax value = ParseExpression(condition, kSavedDialect);
+      FoldTexts(value);
+      const Syntax* first = &value;
+      while (!first->parts.empty()) first = &first->parts.front();
+      const bool isName =
+          first->kind == SyntaxKind::kName || (first->kind == SyntaxKind::kText && first->quote == '"');
+      if (!isName) Fail(line, "Condition names no variable");
+      return first->text;
+    } catch (const SyntaxError& error) {
+      std::string reason = ExpressionError(condition, error).what();
+      if (reason.ends_with('.')) reason.pop_back();
+      Fail(line, reason);
     }
-    return {};
   }
 
-  static ScriptBranch Branch(const Entry& entry, const std::string& condition) {
-    ScriptBranch branch;
-    branch.condition.kind = ScriptValue::Kind::kCall;
+  static BasicBranch Branch(const Entry& entry, const std::string& condition) {
+    BasicBranch branch;
+    branch.condition.kind = SyntaxKind::kCall;
     branch.condition.line = entry.conditionLine;
     branch.condition.text = "evalexpr";
-    ScriptValue& text = branch.condition.parts.emplace_back();
-    text.kind = ScriptValue::Kind::kText;
+    Syntax& text = branch.condition.parts.emplace_back();
+    text.kind = SyntaxKind::kText;
     text.line = entry.conditionLine;
     text.text = condition;
-    ScriptStatement& assignment = branch.body.emplace_back();
+    BasicStatement& assignment = branch.body.emplace_back();
     assignment.line = entry.valueLine;
     assignment.quoted = true;
-    assignment.value.kind = ScriptValue::Kind::kText;
+    assignment.value.kind = SyntaxKind::kText;
     assignment.value.line = entry.valueLine;
     assignment.value.text = *entry.value;
     return branch;
@@ -259,6 +213,7 @@ class RecodeReader {
 
   std::string_view text_;
   const std::string& file_;
+  const std::string& variable_;  // that is given the values; empty: named after the predictor
   int line_ = 1;
   int headLine_ = 0;
   int size_ = -1;
@@ -269,8 +224,8 @@ class RecodeReader {
 
 }  // namespace
 
-ScriptProgram ParseRecodeFile(std::string_view text, const std::string& file) {
-  return RecodeReader(text, file).Read();
+BasicProgram ParseRecodeFile(std::string_view text, const std::string& file, const std::string& variable) {
+  return RecodeReader(text, file, variable).Read();
 }
 
 }  // namespace velmora

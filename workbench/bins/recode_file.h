@@ -9,21 +9,22 @@
 //   [SelectionConditions\Cond1]
 //   ...
 //
-// The first section of a condition may stand on the line of ConditionSize, right behind its number. Lines that
-// begin with ; are remarks. Conditions are tested in the order of their numbers, those with Ignore=1 are not;
-// the first that is true gives the value.
+// The first section of a condition may begin on the line of ConditionSize, right after its number.
+// Lines that begin with ; are remarks. Conditions are tested in the order of their numbers, those
+// with Ignore=1 are not; the first that is true gives the value.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "workbench/language/script_program.h"
+#include "workbench/language/basic_program.h"
 
 namespace velmora {
 
-// The recode as a program of one If. It assigns to the variable RESPONSE_PREDICTOR_Coded where the file has the
-// name that screening gave it, "ANY - PREDICTOR_RESPONSE__Coded.ini", else to PREDICTOR_Coded. In the file's name a
-// long PREDICTOR may have its short form. Throws DataError that names file, line and reason.
-ScriptProgram ParseRecodeFile(std::string_view text, const std::string& file);
+// The recode as a program of one If that assigns to variable, or to PREDICTOR_Coded where variable
+// is empty: the file itself names only the predictor. Throws DataError that names file, line and
+// reason.
+BasicProgram ParseRecodeFile(std::string_view text, const std::string& file,
+                             const std::string& variable = {});
 
 }  // namespace velmora

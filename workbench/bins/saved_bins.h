@@ -1,17 +1,18 @@
-// Bins of screened predictors, apart from the data they were found in: enough to code other cases, in any
-// program. Written as JSON, SQL and Python; the JSON is read back.
+// Bins of screened predictors, apart from the data they were found in: enough to code other cases,
+// in any program. Written as JSON, SQL and Python; the JSON is read back.
 //
-// Every predictor gives variables: the label of the case's bin, and figures of the bin: weight of evidence of a
-// binary response, mean of a continuous one, a share for each class of a categorical one. A missing predictor,
-// and a level that screening has not seen, give none of them.
+//   SavedBins bins = ParseBinsJson(text, "bins.json");
+//   WriteFile("bins.py", BinsPython(bins));
+//
+// Every predictor gives variables: the label of the case's bin, and figures of the bin: weight of
+// evidence of a binary response, mean of a continuous one, a share for each class of a categorical
+// one. A missing predictor, and a level that screening has not seen, give none of them.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "workbench/language/script_program.h"
 
 namespace velmora {
 
@@ -29,11 +30,13 @@ struct SavedBin {
 struct SavedPredictor {
   std::string name;
   bool categorical = false;
-  bool isTruth = false;               // a categorical one whose column holds true and false: levels 1 and 0
-  std::optional<double> missingCode;  // a number in the data that stands for no answer
+  bool isTruth = false;               // categorical: the levels 1 and 0 are true and false
+  std::optional<double> missingCode;  // a number in the data that means no answer
   std::string codedVariable;
   std::vector<std::string> figureVariables;
-  std::vector<double> cutPoints;   // ascending; a bin holds its upper end
+  // Ascending. A bin includes its upper end, and whatever equals it within 15 units in the last
+  // place.
+  std::vector<double> cutPoints;
   std::vector<SavedLevel> levels;  // of a categorical predictor
   std::vector<SavedBin> bins;
 };
@@ -54,14 +57,12 @@ struct SavedBins {
 std::string BinsJson(const SavedBins& bins);
 // file: what messages call it. Throws DataError that names the file and what is wrong in it.
 SavedBins ParseBinsJson(std::string_view text, const std::string& file);
-// The bins as a program that gives the variables, for CodingProgram.
-ScriptProgram ProgramOf(const SavedBins& bins, const std::string& file);
-
-// A query that adds the variables to a table: standard SQL, identifiers quoted, numbers in a form that reads
-// back to the same double. Many databases ignore letter case in names: a variable that differs from another by it
-// alone gets a number behind its name. notices: gets what a person must know of such names; the query says it, too.
+// A query that adds the variables to a table: standard SQL, identifiers quoted, numbers in a form
+// that reads back to the same double. Many databases ignore letter case in names: a variable that
+// differs from another by it alone gets a number after its name. notices: gets a sentence for each
+// such name, and for what SQL cannot hold; the query says it too.
 std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices);
-// A module with one function, code_case(values), that needs nothing but the language.
+// A module with one function, code_case(values), that needs only the standard library.
 std::string BinsPython(const SavedBins& bins);
 
 }  // namespace velmora

@@ -7,8 +7,10 @@
 #include <iterator>
 #include <map>
 #include <numeric>
+#include <set>
 
 #include "workbench/bins/coding_program.h"
+#include "workbench/bins/recode_names.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
@@ -42,7 +44,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   if (options.files.size() < 2) {
     throw UsageError(options.files.empty()
                          ? "FILE and DATA are missing: name what was saved, then the data file."
-                         : "DATA is missing: name the data file behind " + options.files.front() + ".");
+                         : "DATA is missing: name the data file after " + options.files.front() + ".");
   }
   options.data.path = options.files.back();
   options.files.pop_back();
@@ -62,43 +64,55 @@ std::string ReadWhole(const std::string& path) {
   return content;
 }
 
+// The variable that a recode file makes, where the folder says so; empty otherwise.
+std::string RecodeVariableOf(const std::string& path) {
+  const std::filesystem::path file = PathOf(path);
+  const std::filesystem::path names = file.parent_path() / kRecodeNamesFile;
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(names, error)) return {};
+  const RecodeNames variables = ParseRecodeNames(ReadWhole(names.string()), names.string());
+  const auto found = variables.find(file.filename().string());
+  return found == variables.end() ? std::string() : found->second;
+}
+
 // Data of another place may lack hundreds of levels.
-void TellWarnings(const std::vector<std::string>& warnings) {
-  constexpr std::size_t kMostTold = 20;
-  for (std::size_t i = 0; i < std::min(warnings.size(), kMostTold); ++i) Tell("Warning: " + warnings[i]);
-  if (warnings.size() > kMostTold) {
-    Tell("Warning: and " + Counted(warnings.size() - kMostTold, "more such label.", "more such labels."));
+void ReportWarnings(const std::vector<std::string>& warnings) {
+  constexpr std::size_t kMostShown = 20;
+  for (std::size_t i = 0; i < std::min(warnings.size(), kMostShown); ++i) Tell("Warning: " + warnings[i]);
+  if (warnings.size() > kMostShown) {
+    Tell("Warning: " + Counted(warnings.size() - kMostShown, "more such label.", "more such labels."));
   }
 }
 
-struct CodingFile {
+struct AppliedFile {
   std::string path;
   CodingProgram program;
 };
 
-// Everything is compiled before anything runs, so a file at fault costs no time.
-// kept: the variables beside which the coded ones will stand.
-std::vector<CodingFile> Compile(const CommandOptions& options, const Table& table,
-                                const std::vector<int>& kept) {
-  std::vector<CodingFile> files;
+// Everything is compiled before anything runs, so a faulty file costs no time. kept: the variables
+// that the result has besides the coded ones.
+std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& table,
+                                 const std::vector<int>& kept) {
+  std::vector<AppliedFile> files;
   std::vector<std::string> notices;
   std::map<std::string, std::string> madeBy;
   for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
   for (const std::string& path : options.files) {
-    files.push_back({path, CodingProgram(ParseCodingFile(ReadWhole(path), path), table, notices)});
+    files.push_back({path, CodingProgram(ParseCodingFile(ReadWhole(path), path, RecodeVariableOf(path)),
+                                         table, notices)});
     for (const std::string& name : files.back().program.TargetNames()) {
       const auto [other, isNew] = madeBy.try_emplace(name, path);
       if (!isNew) {
-        throw RunError(path + " makes the variable " + name + ", which " + other->second + " has, too" +
-                       (other->second == table.fileName ? "; name what to keep with --keep." : "."));
+        throw RunError(path + " makes the variable " + name + ", which " + other->second + " has too" +
+                       (other->second == table.fileName ? "; name the variables to keep with --keep." : "."));
       }
     }
   }
-  TellWarnings(notices);
+  ReportWarnings(notices);
   return files;
 }
 
-void TellOf(const Column& column) {
+void ReportCoded(const Column& column) {
   const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
   std::string text = column.name;
   if (missing > 0)
@@ -106,9 +120,10 @@ void TellOf(const Column& column) {
   Tell("Coded: " + text);
 }
 
-void AddCodedVariables(std::vector<CodingFile>& files, bool quiet, Table& table) {
+void AddCodedVariables(std::vector<AppliedFile>& files, bool quiet, Table& table) {
   std::vector<Column> coded;
-  for (CodingFile& file : files) {
+  std::set<std::string> reported;  // variables with values that have no bin
+  for (AppliedFile& file : files) {
     ProgressBar bar;
     bar.Start("Applying " + file.path);
     std::vector<Column> columns = file.program.Run([&bar](double fraction) {
@@ -116,15 +131,20 @@ void AddCodedVariables(std::vector<CodingFile>& files, bool quiet, Table& table)
       return !WasInterrupted();
     });
     bar.Finish();
+    for (const CodingProgram::WithoutBin& one : file.program.CasesWithoutBin()) {
+      if (reported.insert(one.variable).second)
+        Tell("Warning: " + Counted(static_cast<std::size_t>(one.count), "case has", "cases have") +
+             " a value of " + one.variable + " without a bin, such as " + one.example + ".");
+    }
     for (Column& column : columns) {
-      if (!quiet) TellOf(column);
+      if (!quiet) ReportCoded(column);
       coded.push_back(std::move(column));
     }
   }
   std::move(coded.begin(), coded.end(), std::back_inserter(table.columns));
 }
 
-// Leaves the variables with these numbers, in their order, and those behind the first ones.
+// Keeps the variables with these numbers, in their order, and the coded ones.
 void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& table) {
   std::vector<Column> kept;
   kept.reserve(numbers.size() + table.columns.size() - firstCoded);
@@ -146,7 +166,7 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
     std::iota(kept.begin(), kept.end(), 1);
   }
   const std::size_t firstCoded = table.columns.size();
-  std::vector<CodingFile> files = Compile(options, table, kept);
+  std::vector<AppliedFile> files = Compile(options, table, kept);
   AddCodedVariables(files, options.quiet, table);
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);

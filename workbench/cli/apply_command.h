@@ -8,7 +8,7 @@ namespace velmora {
 
 extern const char kApplyHelp[];
 
-// arguments: the words behind the command's name. Returns the exit code; throws what RunGuarded knows.
+// arguments: the words after the command's name. Returns the exit code.
 int RunApplyCommand(const std::vector<std::string>& arguments);
 
 }  // namespace velmora

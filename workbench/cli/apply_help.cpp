@@ -8,30 +8,32 @@ const char kApplyHelp[] =
 
 Usage: velmora apply FILE... DATA [OPTIONS]
 
-Each FILE was saved by 'velmora screen': bins (--bins), a recode file (--recode) or a rules script (--rules). The type
-of file is recognised from its contents. DATA, the last argument, is any table with the same predictors. The result is
-that table with one more variable per coded predictor, which holds the label of the case's bin. Bins of a binary
-response also give the bin's weight of evidence.
+Each FILE was saved by 'velmora screen': a recode file (--recode), a rules script (--rules) or the bins (--bins). The
+kind of a file is recognized from its content. DATA, the last one, is any table that has the predictors under exactly
+the same names; the result is that table with one more variable for each coded predictor, which holds the label of
+the case's bin. Bins also give the bin's figures: the weight of evidence of a binary response, the mean of a
+continuous one, the shares of the classes of a categorical one.
 
 Examples:
   Screen this month, code the next:
       velmora screen may.csv --binary-response risk --good good --bad bad --bins bins.json
       velmora apply bins.json june.csv --out june_coded.parquet
-  All recode files of a folder; only the key and the coded variables, for another program:
+  All recode files of a folder, with the key and the coded variables only, for the next program:
       velmora apply recodes/*.ini june.csv --keep id | head
 
-Conditions are tested in the order of the file. A case that meets none, or has no value of the predictor, gets no bin.
-The number of cases without a bin is reported, with a warning for every level of a file that DATA does not have.
+A case has no value where the predictor is missing or has a level that screening has not seen. The number of cases
+without a value is reported, with a warning when DATA has none of the levels that a file names. A recode file names
+only its predictor; the file recode_names.json beside it, which --recode writes, has the name of the variable, which is
+otherwise PREDICTOR_Coded.
 
-Data
-  --delimiter C           field separator of a text file (default: detected); tab for a tab
-  --missing NAME=CODE     a number or a label that means missing in this variable
-  --missing-text TEXT     a text that means missing in every variable of a text file, such as NA
+Where the data are
+  --delimiter C           the character between fields of a text file (default: detected); tab for a tab
+  --missing NAME=CODE     a number or a label that means no answer
+  --missing-text TEXT     a text that means missing everywhere in a text file, such as NA
 
-Output
-  --out FILE              a .csv, .tsv or .parquet file, written completely or not at all (default: CSV to standard
-                          output)
-  --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
+Where the result goes
+  --out FILE              a .csv, .tsv or .parquet file, written completely or not at all; else standard output, CSV
+  --keep NAME...          the variables of DATA before the coded ones (default: all); patterns such as
                           'income_*' too
   --quiet                 print only warnings and failures on standard error
 

@@ -77,8 +77,9 @@ struct Graph {
   GraphAxis rightAxis;
   GraphAxis depthAxis;
   std::vector<GraphSeries> series;
-  std::string footnote;     // lines separated by \n
-  std::string eventScript;  // tooltip script attached to the graph; empty for none
+  std::string footnote;                // lines separated by \n
+  std::string eventScript;             // tooltip script attached to the graph; empty for none
+  std::string decimalSeparator = ".";  // of the script's numbers
 
   std::string Title() const { return titleLines.empty() ? std::string() : titleLines.front(); }
 };

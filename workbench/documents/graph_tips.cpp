@@ -6,18 +6,18 @@
 
 #include "workbench/data/errors.h"
 #include "workbench/documents/sheet.h"
-#include "workbench/language/tool_tip.h"
+#include "workbench/language/event_script.h"
 
 namespace velmora {
 namespace {
 
-// The plot types that a script asks for with TypeName.
+// The TypeName of the plot that is pointed at.
 constexpr char kSimplePlot[] = "Plot2DSimple";
 constexpr char kBoxPlot[] = "PlotBoxWhisker";
 
 bool IsPlaced(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 
-// The level pieces of a line with gaps; a line without gaps has none.
+// The horizontal pieces of a line with gaps; none of a line without.
 std::vector<std::array<double, 3>> PiecesOf(const GraphSeries& series) {
   std::vector<std::array<double, 3>> pieces;
   bool anyGap = false;
@@ -39,20 +39,20 @@ GraphTips TipsOf(const Graph& graph) {
   GraphTips tips;
   if (graph.eventScript.empty()) return tips;
   try {
-    const ToolTipScript script(graph.eventScript);
+    const EventScript script(graph.eventScript, graph.decimalSeparator);
     for (const GraphSeries& series : graph.series) {
       std::vector<std::string>& texts = tips.elements.emplace_back();
       bool any = false;
       for (const BoxSummary& box : series.boxes) {
         const std::array<double, 2> place = {box.position, box.median};
-        texts.push_back(script.Run(series.kind == SeriesKind::kBoxes ? kBoxPlot : kSimplePlot, place));
+        texts.push_back(script.ToolTip(series.kind == SeriesKind::kBoxes ? kBoxPlot : kSimplePlot, place));
         any = any || !texts.back().empty();
       }
       if (!any) texts.clear();
       if (series.kind != SeriesKind::kLine) continue;
       for (const auto& [left, right, height] : PiecesOf(series)) {
         const std::array<double, 2> place = {left + (right - left) / 2, height};
-        std::string text = script.Run(kSimplePlot, place);
+        std::string text = script.ToolTip(kSimplePlot, place);
         if (!text.empty()) tips.stretches.push_back({left, right, std::move(text)});
       }
     }

@@ -1,5 +1,7 @@
-// The tooltips of a graph's event script. A page cannot run the script, so its texts are taken when
-// the page is written.
+// The texts that a graph's event script shows at the places of the graph. They are made when the
+// graph is written, because a page does not run the script.
+//
+//   for (const auto& [from, to, text] : TipsOf(graph).stretches) Draw(from, to, text);
 #pragma once
 
 #include <string>
@@ -15,12 +17,12 @@ struct GraphTips {
     double from = 0, to = 0;
     std::string text;
   };
-  std::vector<Stretch> stretches;                  // for the pieces of a line with gaps, ascending
-  std::vector<std::vector<std::string>> elements;  // by series and box; empty where there is no text
+  std::vector<Stretch> stretches;                  // of the pieces of a line with gaps, ascending
+  std::vector<std::vector<std::string>> elements;  // by series and box
 };
 
-// Runs the script for a point inside every piece of a line with gaps, and at every box and diamond.
-// A script that cannot be run gives no texts.
+// Runs the script for a point inside every piece of a line with gaps and at every box and diamond.
+// A script that fails gives no texts.
 GraphTips TipsOf(const Graph& graph);
 
 }  // namespace velmora

@@ -1,16 +1,16 @@
-// A recursive-descent compiler into steps for a stack machine, and the machine, which works on slices of
+// Binds a value's names to variables and makes steps for a stack machine, which works on slices of
 // cases so that each step is one loop over doubles. NaN stands for missing inside and never leaves.
 #include "workbench/language/expression.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
-#include <cstring>
 #include <limits>
-#include <optional>
+#include <unordered_map>
 #include <utility>
 
+#include "base/tolerant.h"
+#include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
 
 namespace velmora {
@@ -18,49 +18,17 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kSlice = 512;  // cases; a few slices stay in the first-level cache
-constexpr int kMaxNesting = 200;
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-
-std::string LowerText(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
-  return lower;
-}
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool StartsName(char c) {
-  const char lower = Lower(c);
-  return (lower >= 'a' && lower <= 'z') || c == '_' || c == '$' || c == '@' || c == '#' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
-
-enum class TokenKind { kEnd, kNumber, kWord, kDoubleQuoted, kSingleQuoted, kSymbol };
-
-struct Token {
-  TokenKind kind = TokenKind::kEnd;
-  std::size_t at = 0;  // byte offset
-  std::string text;    // without quotes; a symbol in its usual form (== is =, != is <>)
-  double number = 0;
-};
+constexpr double kSecondsOfDay = 86400;
 
 // A result that may be no finite number.
 double Checked(double value) { return value - value == 0 ? value : kNan; }
 
-// The bit pattern as an integer ordered like the doubles, as in IsMissing.
-std::int64_t OrderedImage(double value) {
-  std::int64_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits < 0 ? std::numeric_limits<std::int64_t>::min() - bits : bits;
-}
-
 // Both are finite.
 bool Near(double a, double b) {
-  const std::int64_t x = OrderedImage(a);
-  const std::int64_t y = OrderedImage(b);
-  return x <= y + 15 && y <= x + 15;
+  const std::int64_t x = vlm::OrderedBits(a);
+  const std::int64_t y = vlm::OrderedBits(b);
+  return x <= y + vlm::kToleranceUlps && y <= x + vlm::kToleranceUlps;
 }
 
 bool EitherMissing(double a, double b) { return a != a || b != b; }
@@ -83,130 +51,109 @@ void Compare(double* left, const double* right, std::size_t count, Operation ope
 
 }  // namespace
 
-class ExpressionCompiler {
+class ExpressionBinder {
  public:
-  ExpressionCompiler(std::string_view text, const ExpressionNames& names) : text_(text), names_(names) {}
+  explicit ExpressionBinder(const ExpressionNames& names) : names_(names) {}
 
-  Expression Compile() {
-    Advance();
-    if (IsWord("and")) Advance();
-    if (token_.kind == TokenKind::kEnd) throw DataError("The expression is empty.");
-    Emit(ParseOr());
-    if (token_.kind != TokenKind::kEnd) Fail(token_, "an operator should stand before " + Shown(token_));
-    std::sort(result_.variables_.begin(), result_.variables_.end());
-    result_.variables_.erase(std::unique(result_.variables_.begin(), result_.variables_.end()),
-                             result_.variables_.end());
-    std::vector<int>& compared = result_.comparedWithNumbers_;
-    std::sort(compared.begin(), compared.end());
-    compared.erase(std::unique(compared.begin(), compared.end()), compared.end());
+  Expression Bind(const Syntax& value) {
+    Number(value);
+    for (std::vector<int>* const list : {&result_.variables_, &result_.comparedWithNumbers_}) {
+      std::sort(list->begin(), list->end());
+      list->erase(std::unique(list->begin(), list->end()), list->end());
+    }
     return std::move(result_);
   }
 
  private:
   using Op = Expression::Op;
 
-  // What a rule has parsed: steps that are emitted already, or a variable or text that a comparison may still
-  // take for the other.
-  struct Operand {
-    enum Kind { kEmitted, kVariable, kText } kind = kEmitted;
-    int variable = 0;
-    Token token;
-  };
-
-  [[noreturn]] void Fail(const Token& token, const std::string& what) const {
-    // Characters, not bytes.
-    const auto before =
-        std::count_if(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(token.at),
-                      [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; });
-    std::size_t end = std::min<std::size_t>(400, text_.size());
-    while (end < text_.size() && (static_cast<unsigned char>(text_[end]) & 0xC0U) == 0x80U) ++end;
-    const std::string shown = std::string(text_.substr(0, end)) + (end < text_.size() ? "..." : "");
-    throw DataError("The expression \"" + shown + "\" has a fault at position " + std::to_string(before + 1) +
-                    ": " + what + (what.ends_with('?') ? "" : "."));
+  [[noreturn]] static void Fail(const Syntax& at, std::string reason) {
+    throw SyntaxError{at.at, at.line, std::move(reason)};
   }
-
-  static std::string Shown(const Token& token) {
-    return token.kind == TokenKind::kEnd ? std::string("the end") : "\"" + token.text + "\"";
-  }
-
-  void Advance() {
-    while (at_ < text_.size() && std::strchr(" \t\r\n", text_[at_]) != nullptr && text_[at_] != 0) ++at_;
-    token_ = {};
-    token_.at = at_;
-    if (at_ == text_.size()) return;
-    const char c = text_[at_];
-    if (IsDigit(c) || (c == '.' && at_ + 1 < text_.size() && IsDigit(text_[at_ + 1]))) return ReadNumber();
-    if (c == '"' || c == '\'') return ReadQuoted(c);
-    if (StartsName(c)) return ReadWord();
-    ReadSymbol();
-  }
-
-  void ReadNumber() {
-    token_.kind = TokenKind::kNumber;
-    const auto result = std::from_chars(text_.data() + at_, text_.data() + text_.size(), token_.number);
-    token_.text = text_.substr(at_, static_cast<std::size_t>(result.ptr - text_.data()) - at_);
-    at_ += token_.text.size();
-    if (result.ec != std::errc()) Fail(token_, "the number " + token_.text + " is out of range");
-    if (at_ < text_.size() && StartsName(text_[at_]))
-      Fail(token_, "a name cannot begin with a digit; put it in quotes");
-  }
-
-  void ReadQuoted(char quote) {
-    token_.kind = quote == '"' ? TokenKind::kDoubleQuoted : TokenKind::kSingleQuoted;
-    for (++at_;; ++at_) {
-      if (at_ == text_.size()) Fail(token_, "a quote is opened and never closed");
-      if (text_[at_] == quote) {
-        if (at_ + 1 == text_.size() || text_[at_ + 1] != quote) break;
-        ++at_;
-      }
-      token_.text += text_[at_];
-    }
-    ++at_;
-  }
-
-  void ReadWord() {
-    token_.kind = TokenKind::kWord;
-    while (at_ < text_.size() && (StartsName(text_[at_]) || IsDigit(text_[at_]) || text_[at_] == '.'))
-      token_.text += text_[at_++];
-  }
-
-  void ReadSymbol() {
-    token_.kind = TokenKind::kSymbol;
-    const std::string_view two = text_.substr(at_, 2);
-    if (two == "<>" || two == "<=" || two == ">=" || two == "==" || two == "!=") {
-      token_.text = two == "==" ? "=" : two == "!=" ? "<>" : two;
-      at_ += 2;
-      return;
-    }
-    token_.text = text_[at_++];
-    if (std::strchr("=<>+-*/^(),", token_.text[0]) == nullptr || token_.text[0] == 0)
-      Fail(token_, "the character \"" + token_.text + "\" has no meaning here");
-  }
-
-  bool IsWord(std::string_view lower) const {
-    return token_.kind == TokenKind::kWord && LowerText(token_.text) == lower;
-  }
-  bool IsSymbol(std::string_view symbol) const {
-    return token_.kind == TokenKind::kSymbol && token_.text == symbol;
-  }
+  static std::string Shown(const Syntax& value) { return "\"" + value.text + "\""; }
 
   void Push(Expression::Step step, int change) {
     result_.steps_.push_back(step);
     height_ += change;
     result_.depth_ = std::max(result_.depth_, static_cast<std::size_t>(height_));
   }
+  void PushConstant(double value) { Push({Op::kConstant, 0, value}, 1); }
 
-  void Emit(const Operand& operand) {
-    if (operand.kind == Operand::kText)
-      Fail(operand.token, "the text " + Shown(operand.token) +
-                              " is neither a variable nor compared with a variable" +
-                              Suggestion(operand.token.text));
-    if (operand.kind == Operand::kVariable) PushVariable(operand.variable);
+  // The variable that a value is by itself, or 0.
+  int VariableIn(const Syntax& value) const {
+    const bool mayBe =
+        value.kind == SyntaxKind::kName || (value.kind == SyntaxKind::kText && value.quote == '"');
+    if (!mayBe) return 0;
+    const auto [known, isNew] = variables_.try_emplace(value.text);
+    if (isNew) known->second = names_.FindVariable(value.text);
+    return known->second;
   }
 
-  void PushVariable(int variable) {
-    result_.variables_.push_back(variable);
-    Push({Op::kVariable, variable}, 1);
+  // A value that takes part in arithmetic, a function or a condition.
+  void Number(const Syntax& value) {
+    if (const int variable = VariableIn(value);
+        variable != 0 && names_.DateUnitOf(variable) != DateUnit::kNone)
+      Fail(value, Shown(value) + " holds dates, which can be compared but not computed with");
+    Value(value);
+  }
+
+  void Value(const Syntax& value) {
+    switch (value.kind) {
+      case SyntaxKind::kNumber:
+        return PushConstant(value.number);
+      case SyntaxKind::kDate:
+        Fail(value, value.text + " is a date, which can be compared with a variable that holds dates" +
+                        (value.text.size() == 10 ? "; put blanks around - to subtract" : ""));
+      case SyntaxKind::kText:
+      case SyntaxKind::kName:
+        return Variable(value);
+      case SyntaxKind::kCall:
+        return Call(value);
+      case SyntaxKind::kNot:
+      case SyntaxKind::kNegate:
+        Number(value.parts.front());
+        return Push({value.kind == SyntaxKind::kNot ? Op::kNot : Op::kNegate}, 0);
+      case SyntaxKind::kJoin:
+        Fail(value, "& joins texts in quotes and Chr(n) only");
+      default:
+        break;
+    }
+    if (IsComparison(value.kind)) return Comparison(value);
+    Number(value.parts.front());
+    for (std::size_t i = 1; i < value.parts.size(); ++i) {
+      Number(value.parts[i]);
+      Push({OpOf(value.kind)}, -1);
+    }
+  }
+
+  static Op OpOf(SyntaxKind kind) {
+    static constexpr std::pair<SyntaxKind, Op> kOps[] = {{SyntaxKind::kOr, Op::kOr},
+                                                         {SyntaxKind::kAnd, Op::kAnd},
+                                                         {SyntaxKind::kEqual, Op::kEqual},
+                                                         {SyntaxKind::kNotEqual, Op::kNotEqual},
+                                                         {SyntaxKind::kLess, Op::kLess},
+                                                         {SyntaxKind::kLessOrEqual, Op::kLessOrEqual},
+                                                         {SyntaxKind::kGreater, Op::kGreater},
+                                                         {SyntaxKind::kGreaterOrEqual, Op::kGreaterOrEqual},
+                                                         {SyntaxKind::kAdd, Op::kAdd},
+                                                         {SyntaxKind::kSubtract, Op::kSubtract},
+                                                         {SyntaxKind::kMultiply, Op::kMultiply},
+                                                         {SyntaxKind::kDivide, Op::kDivide},
+                                                         {SyntaxKind::kPower, Op::kPower}};
+    return std::find_if(std::begin(kOps), std::end(kOps), [&](const auto& one) { return one.first == kind; })
+        ->second;
+  }
+
+  void Variable(const Syntax& value) {
+    if (const int variable = VariableIn(value); variable != 0) {
+      result_.variables_.push_back(variable);
+      return Push({Op::kVariable, variable}, 1);
+    }
+    if (value.kind == SyntaxKind::kText)
+      Fail(value, "the text " + Shown(value) + " is neither a variable nor compared with a variable" +
+                      Suggestion(value.text));
+    if (value.text == "v0" || value.text == "V0") return Push({Op::kCaseNumber}, 1);
+    Fail(value, "there is no variable " + Shown(value) + Suggestion(value.text));
   }
 
   std::string Suggestion(const std::string& name) const {
@@ -214,197 +161,9 @@ class ExpressionCompiler {
     return nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?";
   }
 
-  template <class Parse>
-  Operand ParseChain(Parse parse, std::string_view word, Op op) {
-    Operand left = parse();
-    while (IsWord(word)) {
-      Emit(left);
-      left = {};
-      Advance();
-      Emit(parse());
-      Push({op}, -1);
-    }
-    return left;
-  }
-
-  Operand ParseOr() {
-    return ParseChain([this] { return ParseAnd(); }, "or", Op::kOr);
-  }
-  Operand ParseAnd() {
-    return ParseChain([this] { return ParseNot(); }, "and", Op::kAnd);
-  }
-
-  Operand ParseNot() {
-    if (!IsWord("not")) return ParseComparison();
-    const Nesting nesting(*this);
-    Advance();
-    Emit(ParseNot());
-    Push({Op::kNot}, 0);
-    return {};
-  }
-
-  static std::optional<Op> ComparisonOf(const Token& token) {
-    if (token.kind != TokenKind::kSymbol) return std::nullopt;
-    if (token.text == "=") return Op::kEqual;
-    if (token.text == "<>") return Op::kNotEqual;
-    if (token.text == "<") return Op::kLess;
-    if (token.text == "<=") return Op::kLessOrEqual;
-    if (token.text == ">") return Op::kGreater;
-    if (token.text == ">=") return Op::kGreaterOrEqual;
-    return std::nullopt;
-  }
-
-  Operand ParseComparison() {
-    Operand left = ParseSum();
-    const std::optional<Op> op = ComparisonOf(token_);
-    if (!op) return left;
-    const Token opToken = token_;
-    Advance();
-    // The left side is settled only when the right one is known, but its step goes before the right one's.
-    const std::size_t leftPlace = result_.steps_.size();
-    if (left.kind != Operand::kEmitted) ++height_;
-    Operand right = ParseSum();
-    if (ComparisonOf(token_)) Fail(token_, "comparisons cannot be chained; join them with And");
-    for (const auto& [side, other] : {std::pair(&left, &right), std::pair(&right, &left)}) {
-      if (side->kind == Operand::kVariable && other->kind == Operand::kEmitted)
-        result_.comparedWithNumbers_.push_back(side->variable);
-    }
-    const Expression::Step leftStep = SettleLeft(left, right, opToken);
-    if (left.kind != Operand::kEmitted)
-      result_.steps_.insert(result_.steps_.begin() + static_cast<std::ptrdiff_t>(leftPlace), leftStep);
-    if (!EmitAsText(right, left, opToken)) Emit(right);
-    Push({*op}, -1);
-    return {};
-  }
-
-  Expression::Step SettleLeft(const Operand& left, const Operand& right, const Token& opToken) {
-    if (left.kind == Operand::kEmitted) return {Op::kConstant};
-    if (const double* value = TextFor(left, right, opToken)) return {Op::kConstant, 0, *value};
-    if (left.kind == Operand::kText) Emit(left);  // fails
-    result_.variables_.push_back(left.variable);
-    return {Op::kVariable, left.variable};
-  }
-
-  bool EmitAsText(const Operand& text, const Operand& variable, const Token& opToken) {
-    const double* value = TextFor(text, variable, opToken);
-    if (value != nullptr) Push({Op::kConstant, 0, *value}, 1);
-    return value != nullptr;
-  }
-
-  // The value that candidate means as a label of the variable on the other side, or null if it is none.
-  const double* TextFor(const Operand& candidate, const Operand& other, const Token& opToken) const {
-    const bool quoted =
-        candidate.token.kind == TokenKind::kDoubleQuoted || candidate.token.kind == TokenKind::kSingleQuoted;
-    if (!quoted || candidate.kind == Operand::kEmitted || other.kind != Operand::kVariable) return nullptr;
-    const double* value = names_.ValueOfText(other.variable, candidate.token.text);
-    if (value == nullptr && candidate.kind == Operand::kText) {
-      const std::string nearest = names_.NearestText(other.variable, candidate.token.text);
-      Fail(candidate.token, "the variable \"" + names_.NameOf(other.variable) + "\" has no value labelled " +
-                                Shown(candidate.token) +
-                                (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
-    }
-    if (value != nullptr && opToken.text != "=" && opToken.text != "<>")
-      Fail(opToken, "texts can be compared with = and <> only");
-    return value;
-  }
-
-  Operand ParseSum() {
-    Operand left = ParseProduct();
-    while (IsSymbol("+") || IsSymbol("-")) {
-      const Op op = token_.text == "+" ? Op::kAdd : Op::kSubtract;
-      left = ParseRight(left, op, [this] { return ParseProduct(); });
-    }
-    return left;
-  }
-
-  Operand ParseProduct() {
-    Operand left = ParseSign();
-    while (IsSymbol("*") || IsSymbol("/")) {
-      const Op op = token_.text == "*" ? Op::kMultiply : Op::kDivide;
-      left = ParseRight(left, op, [this] { return ParseSign(); });
-    }
-    return left;
-  }
-
-  template <class Parse>
-  Operand ParseRight(const Operand& left, Op op, Parse parse) {
-    Emit(left);
-    Advance();
-    Emit(parse());
-    Push({op}, -1);
-    return {};
-  }
-
-  Operand ParseSign() {
-    if (!IsSymbol("-") && !IsSymbol("+")) return ParsePower();
-    const Nesting nesting(*this);
-    const bool negative = token_.text == "-";
-    Advance();
-    Emit(ParseSign());
-    if (negative) Push({Op::kNegate}, 0);
-    return {};
-  }
-
-  Operand ParsePower() {
-    Operand base = ParsePrimary();
-    if (!IsSymbol("^")) return base;
-    const Nesting nesting(*this);
-    return ParseRight(base, Op::kPower, [this] { return ParseSign(); });
-  }
-
-  Operand ParsePrimary() {
-    const Token token = token_;
-    switch (token.kind) {
-      case TokenKind::kNumber:
-        Advance();
-        Push({Op::kConstant, 0, token.number}, 1);
-        return {};
-      case TokenKind::kDoubleQuoted: {
-        Advance();
-        const int variable = names_.FindVariable(token.text);
-        return {variable != 0 ? Operand::kVariable : Operand::kText, variable, token};
-      }
-      case TokenKind::kSingleQuoted:
-        Advance();
-        return {Operand::kText, 0, token};
-      case TokenKind::kWord:
-        return ParseWord(token);
-      default:
-        break;
-    }
-    if (!IsSymbol("("))
-      Fail(token, token.kind == TokenKind::kEnd ? "a value is missing at the end"
-                                                : "a value should stand before " + Shown(token));
-    const Nesting nesting(*this);
-    Advance();
-    const Operand inner = ParseOr();
-    Close();
-    return inner;
-  }
-
-  void Close() {
-    if (!IsSymbol(")")) Fail(token_, "a closing parenthesis should stand before " + Shown(token_));
-    Advance();
-  }
-
-  Operand ParseWord(const Token& token) {
-    Advance();
-    if (IsSymbol("(")) return ParseFunction(token);
-    const std::string lower = LowerText(token.text);
-    if (lower == "and" || lower == "or" || lower == "not")
-      Fail(token, "a value should stand before " + Shown(token));
-    if (const int variable = names_.FindVariable(token.text); variable != 0)
-      return {Operand::kVariable, variable, token};
-    if (lower == "v0") {
-      Push({Op::kCaseNumber}, 1);
-      return {};
-    }
-    Fail(token, "there is no variable " + Shown(token) + Suggestion(token.text));
-  }
-
-  Operand ParseFunction(const Token& name) {
+  void Call(const Syntax& call) {
     struct Function {
-      const char* name;
+      std::string_view name;
       Op op;
     };
     static constexpr std::array<Function, 13> kFunctions = {{{"ismd", Op::kIsMissing},
@@ -420,47 +179,149 @@ class ExpressionCompiler {
                                                              {"round", Op::kRound},
                                                              {"min", Op::kMinimum},
                                                              {"max", Op::kMaximum}}};
-    const std::string lower = LowerText(name.text);
-    const auto* function = std::find_if(kFunctions.begin(), kFunctions.end(),
-                                        [&](const Function& f) { return lower == f.name; });
-    if (function == kFunctions.end()) Fail(name, "there is no function " + Shown(name));
-    const Nesting nesting(*this);
-    Advance();
-    Emit(ParseOr());
-    const bool several = function->op == Op::kMinimum || function->op == Op::kMaximum;
-    while (several && IsSymbol(",")) {
-      Advance();
-      Emit(ParseOr());
+    const auto* const function = std::find_if(kFunctions.begin(), kFunctions.end(),
+                                              [&](const Function& one) { return one.name == call.text; });
+    if (function == kFunctions.end()) Fail(call, "there is no function " + Shown(call));
+    const bool takesMany = function->op == Op::kMinimum || function->op == Op::kMaximum;
+    if (call.parts.empty() || (call.parts.size() > 1 && !takesMany))
+      Fail(call, Shown(call) + (takesMany ? " takes one value or more" : " takes one value"));
+    if (function->op == Op::kIsMissing) {
+      Value(call.parts.front());  // of a date too
+    } else {
+      Number(call.parts.front());
+    }
+    if (!takesMany) return Push({function->op}, 0);
+    for (std::size_t i = 1; i < call.parts.size(); ++i) {
+      Number(call.parts[i]);
       Push({function->op}, -1);
     }
-    Close();
-    if (!several) Push({function->op}, 0);
-    return {};
   }
 
-  // Bounds the recursion, so that no text can exhaust the stack.
-  struct Nesting {
-    explicit Nesting(ExpressionCompiler& owner) : compiler(owner) {
-      if (++compiler.nesting_ > kMaxNesting)
-        compiler.Fail(compiler.token_, "the expression is nested too deeply");
-    }
-    ~Nesting() { --compiler.nesting_; }
-    Nesting(const Nesting&) = delete;
-    Nesting& operator=(const Nesting&) = delete;
-    ExpressionCompiler& compiler;
-  };
+  // --- Comparisons
+  void Comparison(const Syntax& value) {
+    const Syntax& left = value.parts.front();
+    const Syntax& right = value.parts.back();
+    const bool leftIsConstant = IsConstantFor(left, right);
+    const bool rightIsConstant = !leftIsConstant && IsConstantFor(right, left);
+    const DateUnit unit = rightIsConstant ? UnitOf(left) : leftIsConstant ? UnitOf(right) : CommonUnit(value);
+    Side(value, left, right, leftIsConstant, unit);
+    Side(value, right, left, rightIsConstant, unit);
+    Push({OpOf(value.kind)}, -1);
+  }
 
-  std::string_view text_;
+  DateUnit UnitOf(const Syntax& side) const {
+    const int variable = VariableIn(side);
+    return variable == 0 ? DateUnit::kNone : names_.DateUnitOf(variable);
+  }
+
+  // A text or date that the variable on the other side gives its meaning.
+  bool IsConstantFor(const Syntax& side, const Syntax& other) const {
+    const int variable = VariableIn(other);
+    if (variable == 0) return false;
+    if (side.kind == SyntaxKind::kDate) return true;
+    if (side.kind != SyntaxKind::kText) return false;
+    return VariableIn(side) == 0 || names_.ValueOfText(variable, side.text) != nullptr;
+  }
+
+  // What two sides are compared in, neither of them a text or date.
+  DateUnit CommonUnit(const Syntax& value) const {
+    const DateUnit left = UnitOf(value.parts.front()), right = UnitOf(value.parts.back());
+    if ((left == DateUnit::kNone) == (right == DateUnit::kNone))
+      return left == right ? left : DateUnit::kSeconds;
+    const Syntax& dates = value.parts[left == DateUnit::kNone ? 1 : 0];
+    Fail(value, Shown(dates) + " holds dates; compare it with a date such as '2024-06-01'");
+  }
+
+  void Side(const Syntax& comparison, const Syntax& side, const Syntax& other, bool isConstant,
+            DateUnit unit) {
+    if (isConstant) return PushConstant(ConstantFor(comparison, side, other));
+    NameUnknownText(side, other);
+    const int variable = VariableIn(side);
+    if (variable != 0 && VariableIn(other) == 0 && other.kind != SyntaxKind::kText &&
+        other.kind != SyntaxKind::kDate)
+      result_.comparedWithNumbers_.push_back(variable);
+    Value(side);
+    if (unit == DateUnit::kSeconds && UnitOf(side) == DateUnit::kDays && UnitOf(other) == unit) {
+      PushConstant(kSecondsOfDay);
+      Push({Op::kMultiply}, -1);
+    }
+  }
+
+  double ConstantFor(const Syntax& comparison, const Syntax& side, const Syntax& other) const {
+    const int variable = VariableIn(other);
+    if (const DateUnit unit = names_.DateUnitOf(variable); unit != DateUnit::kNone) return DateIn(side, unit);
+    if (side.kind == SyntaxKind::kDate)
+      Fail(side, side.text + " is a date, and " + Shown(other) + " holds none");
+    const double* const value = names_.ValueOfText(variable, side.text);
+    if (value == nullptr) {
+      const std::string nearest = names_.NearestText(variable, side.text);
+      Fail(side, "the variable \"" + names_.NameOf(variable) + "\" has no value labelled " + Shown(side) +
+                     (nearest.empty() ? "" : "; did you mean \"" + nearest + "\"?"));
+    }
+    if (comparison.kind != SyntaxKind::kEqual && comparison.kind != SyntaxKind::kNotEqual)
+      Fail(comparison, "texts can be compared with = and <> only");
+    return *value;
+  }
+
+  static double DateIn(const Syntax& literal, DateUnit unit) {
+    const bool inDays = unit == DateUnit::kDays;
+    if (const auto days = ParseIsoDate(literal.text)) return inDays ? *days : *days * kSecondsOfDay;
+    if (const auto seconds = ParseIsoDateTime(literal.text))
+      return inDays ? *seconds / kSecondsOfDay : *seconds;
+    Fail(literal, Shown(literal) + " is not a date; write one such as '2024-06-01' or '2024-06-01 12:30'");
+  }
+
+  // housing = own, where a text is meant.
+  void NameUnknownText(const Syntax& side, const Syntax& other) const {
+    if (side.kind != SyntaxKind::kName || VariableIn(side) != 0) return;
+    const int variable = VariableIn(other);
+    if (variable != 0 && names_.ValueOfText(variable, side.text) != nullptr)
+      Fail(side, "there is no variable " + Shown(side) + "; put a text in quotes: '" + side.text + "'");
+  }
+
   const ExpressionNames& names_;
-  std::size_t at_ = 0;
-  Token token_;
+  mutable std::unordered_map<std::string, int> variables_;  // looked up already
   Expression result_;
   std::ptrdiff_t height_ = 0;
-  int nesting_ = 0;
 };
 
+DataError ExpressionError(std::string_view text, const SyntaxError& error) {
+  const auto startsCharacter = [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; };
+  const auto before =
+      std::count_if(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(error.at), startsCharacter);
+  std::size_t end = std::min<std::size_t>(400, text.size());
+  while (end < text.size() && !startsCharacter(text[end])) ++end;
+  const std::string shown = std::string(text.substr(0, end)) + (end < text.size() ? "..." : "");
+  return DataError("The expression \"" + shown + "\" cannot be read at character " +
+                   std::to_string(before + 1) + ": " + error.reason +
+                   (error.reason.ends_with('?') ? "" : "."));
+}
+
+bool IsMissingTest(std::string_view condition, const Table& table, int variable) {
+  try {
+    const Syntax value = ParseExpression(condition);
+    return value.kind == SyntaxKind::kCall && value.text == "ismd" && value.parts.size() == 1 &&
+           value.parts.front().kind != SyntaxKind::kNumber &&
+           FindVariable(table, value.parts.front().text) == variable;
+  } catch (const SyntaxError&) {
+    return false;
+  }
+}
+
+Expression Expression::Compile(const Syntax& value, const ExpressionNames& names) {
+  return ExpressionBinder(names).Bind(value);
+}
+
 Expression Expression::Compile(std::string_view text, const ExpressionNames& names) {
-  return ExpressionCompiler(text, names).Compile();
+  if (text.find_first_not_of(" \t\r\n") == std::string_view::npos)
+    throw DataError("The expression is empty.");
+  try {
+    Syntax value = ParseExpression(text);
+    FoldTexts(value);
+    return Compile(value, names);
+  } catch (const SyntaxError& error) {
+    throw ExpressionError(text, error);
+  }
 }
 
 Expression Expression::Compile(std::string_view text, const Table& table) {
@@ -469,9 +330,12 @@ Expression Expression::Compile(std::string_view text, const Table& table) {
 
 void Expression::EvaluateBlock(const ExpressionColumns& columns, std::int64_t firstCase, std::size_t count,
                                double* out) {
-  if (stack_.empty()) stack_.resize(depth_ * kSlice);
+  if (sliceSize_ < std::min(count, kSlice)) {
+    sliceSize_ = std::min(count, kSlice);
+    stack_.resize(depth_ * sliceSize_);
+  }
   while (count > 0) {
-    const std::size_t slice = std::min(count, kSlice);
+    const std::size_t slice = std::min(count, sliceSize_);
     EvaluateSlice(columns, firstCase, slice);
     for (std::size_t i = 0; i < slice; ++i) out[i] = stack_[i] == stack_[i] ? stack_[i] : kMissing;
     out += slice;
@@ -487,9 +351,9 @@ void Expression::EvaluateBlock(const Table& table, std::int64_t firstCase, std::
 void Expression::EvaluateSlice(const ExpressionColumns& columns, std::int64_t firstCase, std::size_t count) {
   std::size_t height = 0;  // slices on the stack
   for (const Step& step : steps_) {
-    double* const next = stack_.data() + height * kSlice;
-    double* const top = height >= 1 ? next - kSlice : nullptr;
-    double* const below = height >= 2 ? top - kSlice : nullptr;
+    double* const next = stack_.data() + height * sliceSize_;
+    double* const top = height >= 1 ? next - sliceSize_ : nullptr;
+    double* const below = height >= 2 ? top - sliceSize_ : nullptr;
     if (step.op <= Op::kCaseNumber) ++height;
     if (step.op >= Op::kAdd && step.op <= Op::kOr) --height;
     switch (step.op) {
@@ -595,7 +459,8 @@ void Expression::EvaluateSlice(const ExpressionColumns& columns, std::int64_t fi
         Unary(top, count, [](double a) { return std::trunc(a); });
         break;
       case Op::kRound:
-        // Not round: some C libraries add a half and cut, which makes 1 of the double just below a half.
+        // Not round: some C libraries add a half and cut, which makes 1 of the double just below a
+        // half.
         Unary(top, count, [](double a) {
           const double whole = std::trunc(a);
           return std::fabs(a - whole) >= 0.5 ? whole + std::copysign(1.0, a) : whole;

@@ -8,8 +8,8 @@ namespace {
 
 bool IsBlank(const std::string& text) { return text.find_first_not_of(" \t\r\n") == std::string::npos; }
 
-// Takes every case out of bitmap for which the condition's truth is not wanted. Missing is neither true nor
-// false: an inclusion must be true to keep a case, an exclusion must be true to drop one.
+// Takes every case out of bitmap for which the condition's truth is not wanted. Missing is neither
+// true nor false: an inclusion must be true to keep a case, an exclusion must be true to drop one.
 void Narrow(const Table& table, const std::string& condition, bool isExclusion, CaseBitmap& bitmap) {
   constexpr std::size_t kBlock = 4096;
   Expression expression = Expression::Compile(condition, table);

@@ -9,8 +9,9 @@
 
 namespace velmora {
 
-// A case is used when inclusion (if there is one) is true for it and exclusion (if there is one) is not. A
-// missing result neither includes nor excludes. Blank texts are no condition; disabled, every case is used.
+// A case is used when inclusion (if there is one) is true for it and exclusion (if there is one) is
+// not. A missing result neither includes nor excludes. Blank texts are no condition; disabled,
+// every case is used.
 struct CaseSelection {
   std::string inclusion;
   std::string exclusion;

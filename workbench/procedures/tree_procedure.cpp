@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
-#include <unordered_map>
 
 #include "workbench/documents/texts.h"
+#include "workbench/language/expression.h"
 #include "workbench/procedures/procedure.h"
 #include "workbench/procedures/work_sheet.h"
 #include "workbench/stats/tree.h"
@@ -30,39 +30,6 @@ std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
   }
   return numbers;
 }
-
-// "IsMD(v5)", also after a leading And: the tree does this by itself for its predictor.
-bool SaysOnlyMissing(std::string_view exclusion, int variable) {
-  while (exclusion.starts_with(' ')) exclusion.remove_prefix(1);
-  if (exclusion.starts_with("And ")) exclusion.remove_prefix(4);
-  return exclusion == "IsMD(v" + std::to_string(variable) + ")";
-}
-
-// Texts of a predictor's levels as lists show them: a label that reads like a list is quoted, and
-// one that several levels share is followed by the number of the level, so that different lists
-// always differ.
-class LevelTexts {
- public:
-  std::string TextOf(const Column& predictor, double level) {
-    if (uses_.empty())
-      for (const ValueLabel& label : predictor.labels) ++uses_[label.text];
-    std::string text = CodeTextOf(predictor, level);
-    const auto uses = uses_.find(text);
-    if (uses != uses_.end() && (uses->second > 1 || predictor.LabelOf(level) == nullptr))
-      text += " (" + ShortestNumber(level) + ")";
-    return text.find(", ") != std::string::npos || text.starts_with('"') ? Quoted(text) : text;
-  }
-
- private:
-  static std::string Quoted(std::string_view text) {
-    std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + '"';
-  }
-
-  // how many levels have each label; filled for the first text
-  std::unordered_map<std::string, int> uses_;
-};
 
 class TreeData final : public vlm::ITree {
  public:
@@ -149,7 +116,6 @@ class TreeProcedure final : public Procedure {
   std::vector<int> numbers_;  // shown number of each node
   std::vector<int> nodeAt_;   // node of each shown number
   BinsPointer bins_;          // made when first asked for
-  mutable LevelTexts levelTexts_;
 };
 
 void TreeProcedure::ReadVariables() {
@@ -173,7 +139,7 @@ void TreeProcedure::ReadVariables() {
 ResponsePointer TreeProcedure::ResponseFor(CaseSettings cases) {
   // Cases without the predictor are left out of every tree, so a condition that says no more needs
   // no selection of its own for each predictor.
-  if (cases.enabled != 0 && SaysOnlyMissing(cases.exclusion, predictor_)) cases.exclusion.clear();
+  if (cases.enabled != 0 && IsMissingTest(cases.exclusion, *table_, predictor_)) cases.exclusion.clear();
   if (!cases.HasConditions()) cases = {0, "", "", cases.weightVariable};
   const std::vector<double> codes =
       IsRegression() ? std::vector<double>()
@@ -185,7 +151,6 @@ void TreeProcedure::Compute() {
   tree_ = {};
   bins_ = {};
   ReadVariables();
-  levelTexts_ = {};
   shared_->Checkpoint();
   grownOn_ = ResponseFor(cases_);
   const OrderPointer order =
@@ -278,7 +243,7 @@ std::string TreeProcedure::BranchText(const stats::TreeNode& parent, bool left) 
 std::string TreeProcedure::LevelList(int node) const {
   std::string text;
   for (const double level : tree_.Levels(node))
-    text += (text.empty() ? "" : ", ") + levelTexts_.TextOf(Predictor(), level);
+    text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), level);
   return text;
 }
 

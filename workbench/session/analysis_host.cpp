@@ -8,6 +8,7 @@
 #include "workbench/data/code_lists.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
+#include "workbench/language/syntax.h"
 #include "workbench/session/running_analysis.h"
 #include "workbench/stats/kernel_density.h"
 
@@ -117,14 +118,7 @@ void AnalysisHost::GetDecimalSeparator(vlm::ITextSink* text) {
 
 // Encloses the text in quotation marks and doubles those inside.
 void AnalysisHost::QuoteString(const char* text, int length, vlm::ITextSink* quoted) {
-  Guarded([&] {
-    std::string result = "\"";
-    for (const char character : vlm::TextOf(text, length)) {
-      result += character;
-      if (character == '"') result += '"';
-    }
-    AssignText(quoted, result + "\"");
-  });
+  Guarded([&] { AssignText(quoted, QuotedText(vlm::TextOf(text, length))); });
 }
 
 // Replaces the decimal point by the user's decimal separator.

@@ -307,7 +307,10 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     });
   }
   void SetSafeEventCode(const char* text, int length) override {
-    Try([&] { body_->eventScript = vlm::TextOf(text, length); });
+    Try([&] {
+      body_->eventScript = vlm::TextOf(text, length);
+      body_->decimalSeparator = home_->decimalSeparator;
+    });
   }
 
  private:

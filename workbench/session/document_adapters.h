@@ -21,6 +21,7 @@ struct DocumentHome {
   std::function<std::string(int variableNumber)> variableName;
   std::map<int, std::string> descriptions;  // of the dependents and responses of the latest results
   std::vector<int>* recorded = nullptr;     // receives the ids of the documents shown while it is set
+  std::string decimalSeparator = ".";       // of the texts that the module writes for users
   std::exception_ptr failure;               // of a call that the module made; reported after its command
 
   // The workbook's group of a dependent or response; 0, the run's, for 0 and for unknown variables.

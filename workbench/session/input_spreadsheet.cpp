@@ -138,6 +138,10 @@ int InputSpreadsheet::FindValue(int variableNumber, const char* text, int length
   return 0;
 }
 
+int InputSpreadsheet::HoldsTexts(int variableNumber) {
+  return HasVariable(variableNumber) && core_.table.Variable(variableNumber).fromText ? 1 : 0;
+}
+
 int InputSpreadsheet::ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) {
   if (!HasVariable(variableNumber) || firstCaseNumber < 1 || caseCount < 0 ||
       std::int64_t{firstCaseNumber} + caseCount - 1 > core_.table.caseCount)
@@ -168,14 +172,9 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
   try {
     Column column;
     const std::string wanted(vlm::TextOf(name, nameLength));
-    column.name = wanted.empty() ? "Var" + std::to_string(core_.table.VariableCount() + 1) : wanted;
-    const auto isTaken = [&](const std::string& text) {
-      const auto& columns = core_.table.columns;
-      return std::any_of(columns.begin(), columns.end(),
-                         [&](const Column& other) { return other.name == text; });
-    };
-    // A variable that is saved again gets a new name; existing variables are not overwritten.
-    for (int suffix = 2; isTaken(column.name); ++suffix) column.name = wanted + "_" + std::to_string(suffix);
+    // A variable saved again gets a name of its own, so none of the user's is replaced.
+    column.name = core_.UnusedVariableName(
+        wanted.empty() ? "Var" + std::to_string(core_.table.VariableCount() + 1) : wanted);
     column.longName = vlm::TextOf(description, descriptionLength);
     column.values.assign(values, values + core_.table.caseCount);
     core_.table.columns.push_back(std::move(column));

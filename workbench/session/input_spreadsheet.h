@@ -23,6 +23,7 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   int GetValueLabel(int variableNumber, double value, vlm::ITextSink* label) override;
   int FindDataValue(int variableNumber, double number, double* value) override;
   int FindValue(int variableNumber, const char* text, int length, double* value) override;
+  int HoldsTexts(int variableNumber) override;
   int ReadVariable(int variableNumber, int firstCaseNumber, int caseCount, double* values) override;
   void BeginAdding() override;
   void EndAdding(int keep) override;

@@ -48,6 +48,13 @@ void Session::TakeLabelsAsTexts(int variableNumber) {
   state_->core->table.Variable(variableNumber).fromText = true;
 }
 
+void Session::AddColumn(Column column) {
+  state_->core->RequireThread();
+  column.name = state_->core->UnusedVariableName(column.name);
+  state_->core->table.columns.push_back(std::move(column));
+  state_->core->DataChanged();
+}
+
 void Session::SelectCases(const std::string& include, const std::string& exclude) {
   state_->core->RequireThread();
   state_->core->SelectCases({include, exclude});

@@ -75,6 +75,8 @@ class Session {
   // From now on the variable, whose values all have labels, holds the labels as texts and is saved
   // with them.
   void TakeLabelsAsTexts(int variableNumber);
+  // Appends a variable of as many values as there are cases. A name that is taken gets a number.
+  void AddColumn(Column column);
   // Cases used: those for which include (when not empty) is true and exclude (when not empty) is
   // not. Throws DataError for a wrong expression; then nothing has changed.
   void SelectCases(const std::string& include, const std::string& exclude);

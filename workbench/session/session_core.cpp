@@ -35,6 +35,7 @@ SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
       thread(std::this_thread::get_id()),
       home(std::make_shared<DocumentHome>()) {
   home->workbook = std::make_shared<Workbook>();
+  home->decimalSeparator = options.decimalSeparator;
   SetApplicationLog(&log);
 }
 
@@ -261,6 +262,15 @@ int SessionCore::AddVariable(const std::string& name, std::vector<double> values
   recipe.added.push_back(name);
   DataChanged();
   return table.VariableCount();
+}
+
+std::string SessionCore::UnusedVariableName(const std::string& name) const {
+  std::string unused = name;
+  const auto isTaken = [&] {
+    return std::ranges::any_of(table.columns, [&](const Column& column) { return column.name == unused; });
+  };
+  for (int number = 2; isTaken(); ++number) unused = name + "_" + std::to_string(number);
+  return unused;
 }
 
 void SessionCore::AddBundle(const std::string& name, const std::vector<int>& variableNumbers) {

@@ -88,6 +88,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   void SetMissingCode(int variableNumber, const std::string& code);
   void SetMeasurement(int variableNumber, Measurement measurement);
   int AddVariable(const std::string& name, std::vector<double> values);
+  // The name, with a number after it where a variable has it already.
+  std::string UnusedVariableName(const std::string& name) const;
   void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
 
   // Shown by the frontend, and kept until the next outermost call.

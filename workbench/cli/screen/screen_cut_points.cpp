@@ -1,10 +1,10 @@
-// A person's own bins, out of a JSON file.
+// The user's own bins, read from a JSON file.
 #include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <nlohmann/json.hpp>
-#include <set>
+#include <iterator>
 
+#include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/data/names.h"
@@ -13,8 +13,6 @@
 
 namespace velmora {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 class CutPointsFile {
  public:
@@ -29,7 +27,7 @@ class CutPointsFile {
     for (const auto& [name, value] : json.items()) {
       const int number = NumberOf(name);
       if (!choice_.IsPredictor(number)) {
-        notices_.push_back(path_ + ": " + name + " is no predictor of this run; its bins are not used.");
+        notices_.push_back(path_ + ": " + name + " is not a predictor in this run; its bins are not used.");
         continue;
       }
       if (bins.contains(number)) Fail("names " + table_.Variable(number).name + " twice");
@@ -43,21 +41,12 @@ class CutPointsFile {
 
   Json Parse() const {
     std::ifstream file(PathOf(path_), std::ios::binary);
-    if (!file) Fail("cannot be read");
-    std::set<std::string> names;
-    const auto refuseRepeats = [&](int depth, Json::parse_event_t event, Json& parsed) {
-      if (event == Json::parse_event_t::key && depth == 1 && !names.insert(parsed.get<std::string>()).second)
-        Fail("names " + parsed.get<std::string>() + " twice");
-      return true;
-    };
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file || file.bad()) Fail("cannot be read");  // a folder too
     try {
-      return Json::parse(file, refuseRepeats);
-    } catch (const std::ios_base::failure&) {
-      Fail("cannot be read");  // a folder
-    } catch (const Json::exception& error) {
-      std::string reason = error.what();
-      if (const std::size_t end = reason.find("] "); end != std::string::npos) reason.erase(0, end + 2);
-      Fail("is no JSON: " + reason);
+      return ParseJson(text, path_);
+    } catch (const DataError& error) {
+      throw RunError(error.what());
     }
   }
 

@@ -1,14 +1,24 @@
+// What a screening run leaves for other data.
 #include "workbench/cli/screen/screen_save.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 
+#include "base/number_text.h"
+#include "contract/text.h"
+#include "workbench/bins/coding_program.h"
+#include "workbench/bins/recode_names.h"
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/names.h"
 #include "workbench/data/save.h"
+#include "workbench/documents/texts.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -22,6 +32,11 @@ std::size_t SavedCount(const ScreenedResponse& response, int best) {
   return std::min(response.predictors.size(), static_cast<std::size_t>(best));
 }
 
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
 // --- Bins
 std::vector<double> FiguresOf(const ScreenedResponse& response, const ScreenedBin& bin) {
   if (response.kind == vlm::kBinaryResponse) return {bin.figures.woe};
@@ -32,7 +47,7 @@ std::vector<double> FiguresOf(const ScreenedResponse& response, const ScreenedBi
   return shares;
 }
 
-std::vector<std::string> FigureVariablesOf(const ScreenedResponse& response, const std::string& stem) {
+std::vector<std::string> FigureNamesOf(const ScreenedResponse& response, const std::string& stem) {
   if (response.kind == vlm::kBinaryResponse) return {stem + "_WOE"};
   if (response.kind == vlm::kContinuousResponse) return {stem + "_Mean"};
   std::vector<std::string> names;
@@ -40,30 +55,69 @@ std::vector<std::string> FigureVariablesOf(const ScreenedResponse& response, con
   return names;
 }
 
-// What rounding has moved off a cut point counts as equal to it here, while other programs compare exactly: 0.1 * 3
-// lies above 0.3. So a cut point is saved as the highest value of the data that is equal to it.
-std::vector<double> CutPointsInData(const std::vector<double>& cutPoints, const Column& column) {
-  std::vector<double> saved = cutPoints;
-  for (const double value : column.values) {
-    const auto above = std::lower_bound(cutPoints.begin(), cutPoints.end(), value);
-    if (above == cutPoints.begin() || !NearlyEqualDoubles(*std::prev(above), value)) continue;
-    double& bound = saved[static_cast<std::size_t>(above - cutPoints.begin()) - 1];
-    bound = std::max(bound, value);
+// The cut points as recode files and rules print them, so that every form compares with the same
+// numbers.
+std::vector<double> PrintedCutPoints(const std::vector<double>& cutPoints) {
+  std::vector<double> printed;
+  for (const double cutPoint : cutPoints) {
+    const std::string text = vlm::FormatMachine(cutPoint);
+    double& value = printed.emplace_back();
+    std::from_chars(text.data(), text.data() + text.size(), value);
   }
-  return saved;
+  return printed;
 }
 
+// Names of coded variables, each used once. A coded variable has the name that the module gives it:
+// where responses of several kinds have predictors of one name, "a_b" of "c" and "a" of "b_c", the
+// later kinds number theirs.
+class CodedNames {
+ public:
+  explicit CodedNames(const ScreenReport& report) {
+    for (const ScreenedResponse& response : report.responses) {
+      std::set<std::string> ofResponse;
+      for (const ScreenedPredictor& predictor : response.predictors)
+        ofResponse.insert(StemOf(response, predictor));
+      for (const std::string& stem : ofResponse)
+        names_.insert(codedNames_[{&response, stem}] = NumberedOf(stem));
+    }
+  }
+
+  static std::string StemOf(const ScreenedResponse& response, const ScreenedPredictor& predictor) {
+    return response.name + "_" + predictor.name;
+  }
+  const std::string& Coded(const ScreenedResponse& response, const std::string& stem) const {
+    return codedNames_.at({&response, stem});
+  }
+  std::string Unused(const std::string& name) {
+    std::string unused = name;
+    for (int number = 2; !names_.insert(unused).second; ++number)
+      unused = name + "_" + std::to_string(number);
+    return unused;
+  }
+
+ private:
+  std::string NumberedOf(const std::string& stem) {
+    const int number = ++timesUsed_[stem];
+    return stem + "_Coded" + (number > 1 ? "_" + std::to_string(number) : "");
+  }
+
+  std::map<std::string, int> timesUsed_;  // of a stem, by the kinds of response so far
+  std::map<std::pair<const ScreenedResponse*, std::string>, std::string> codedNames_;
+  std::set<std::string> names_;
+};
+
 SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const ScreenedPredictor& predictor,
-                                const Column& column) {
+                                const Column& column, CodedNames& names) {
   SavedPredictor saved;
   saved.name = predictor.name;
   saved.categorical = predictor.figures.categorical != 0;
   saved.isTruth = saved.categorical && column.fromBoolean;
   if (!column.fromText && column.missingCode != kMissing) saved.missingCode = column.missingCode;
-  const std::string stem = response.name + "_" + predictor.name;
-  saved.codedVariable = stem + "_Coded";
-  saved.figureVariables = FigureVariablesOf(response, stem);
-  if (!saved.categorical) saved.cutPoints = CutPointsInData(predictor.cutPoints, column);
+  const std::string stem = CodedNames::StemOf(response, predictor);
+  saved.codedVariable = names.Coded(response, stem);
+  for (const std::string& name : FigureNamesOf(response, stem))
+    saved.figureVariables.push_back(names.Unused(name));
+  if (!saved.categorical) saved.cutPoints = PrintedCutPoints(predictor.cutPoints);
   for (const ScreenedLevel& level : predictor.levels) {
     const std::string* label = column.LabelOf(level.value);
     SavedLevel& item = saved.levels.emplace_back();
@@ -75,24 +129,31 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
   return saved;
 }
 
-// --- What the module writes
-// A line of a recode file or a script holds no line break, so such a level stands there as a number that other data
-// do not share.
-void WarnOfLineBreaks(const ScreenReport& report, const Table& table, int best) {
-  const auto breaksLine = [](const ScreenedLevel& level) {
-    return std::any_of(level.text.begin(), level.text.end(), [](unsigned char c) { return c < ' '; });
-  };
-  std::set<std::string> told;
-  for (const ScreenedResponse& response : report.responses) {
-    for (std::size_t i = 0; i < SavedCount(response, best); ++i) {
-      const ScreenedPredictor& predictor = response.predictors[i];
-      if (!table.Variable(predictor.figures.predictorNumber).fromText ||
-          std::none_of(predictor.levels.begin(), predictor.levels.end(), breaksLine) ||
-          !told.insert(predictor.name).second)
-        continue;
-      Tell("Warning: " + predictor.name +
-           " has levels with line breaks, which recode files and rules do not find in other data; --bins "
-           "does.");
+// SQL, Python and JSON keep dates otherwise than as numbers of days.
+SavedBins WithoutDates(const SavedBins& bins, const Table& table, std::vector<std::string>& notices) {
+  SavedBins kept = bins;
+  for (SavedResponse& response : kept.responses) {
+    std::erase_if(response.predictors, [&](const SavedPredictor& predictor) {
+      const bool isDate = table.Variable(ResolveVariable(table, predictor.name)).dateUnit != DateUnit::kNone;
+      if (isDate)
+        notices.push_back("SQL, Python and JSON leave out " + predictor.name + ", which holds dates.");
+      return isDate;
+    });
+  }
+  return kept;
+}
+
+// --- Files that the module writes
+// Recode files and rules have no place for the code.
+void WarnOfMissingCodes(const SavedBins& bins) {
+  std::set<std::string> noted;
+  for (const SavedResponse& response : bins.responses) {
+    for (const SavedPredictor& predictor : response.predictors) {
+      if (!predictor.missingCode || !noted.insert(predictor.name).second) continue;
+      const std::string code = ShortestNumber(*predictor.missingCode);
+      Tell("Warning: recode files and rules do not say that " + code + " of " + predictor.name +
+           " means missing; apply them with --missing \"" + predictor.name + "=" + code +
+           "\", or use --bins.");
     }
   }
 }
@@ -115,9 +176,34 @@ void DoSaving(const std::string& option, Action action) {
   }
 }
 
-void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, const AutomationClient& dialog,
-                     OutputFiles& files) {
-  const fs::path staging = files.StagingFolderOf(PathOf(options.recodeFolder));
+// The names of the variables that the recode files of the folder make, those of earlier runs
+// included.
+RecodeNames NamesForFolder(const fs::path& folder, const ScreenReport& report, const SavedBins& bins,
+                           vlm::IScreeningResults& results) {
+  RecodeNames names;
+  std::error_code error;
+  if (const fs::path file = folder / kRecodeNamesFile; fs::is_regular_file(file, error)) {
+    names = ParseRecodeNames(ReadFile(file), file.string());
+    std::erase_if(names, [&](const auto& entry) { return !fs::exists(folder / PathOf(entry.first), error); });
+  }
+  for (std::size_t i = 0; i < report.responses.size(); ++i) {
+    const vlm::ResponseKind kind = report.responses[i].kind;
+    const std::vector<SavedPredictor>& predictors = bins.responses[i].predictors;
+    vlm::IntegerSink order;
+    results.GetOrder(kind, &order);
+    for (std::size_t rank = 0; rank < predictors.size(); ++rank) {
+      const std::string name = vlm::TextOf(
+          [&](vlm::ITextSink* sink) { results.GetRecodeFileName(kind, order.numbers[rank], sink); });
+      names[name] = predictors[rank].codedVariable;
+    }
+  }
+  return names;
+}
+
+void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,
+                     Session& session, const AutomationClient& dialog, OutputFiles& files) {
+  const fs::path folder = PathOf(options.recodeFolder);
+  const fs::path staging = files.StagingFolderOf(folder);
   const auto fileCount = [&] {
     std::error_code unreadable;  // like a folder with too few files
     return NamesIn(staging, unreadable).size();
@@ -131,6 +217,8 @@ void SaveRecodeFiles(const SaveOptions& options, const ScreenReport& report, con
   // The module passes over a file that it cannot write.
   if (fileCount() != expected)
     throw RunError("Not every recode file can be written to " + options.recodeFolder + ".");
+  files.AddAt(folder / kRecodeNamesFile,
+              RecodeNamesJson(NamesForFolder(folder, report, bins, *session.ScreeningResults())));
 }
 
 void SaveRules(const SaveOptions& options, const AutomationClient& dialog, OutputFiles& files) {
@@ -143,14 +231,29 @@ void SaveRules(const SaveOptions& options, const AutomationClient& dialog, Outpu
   if (!fs::exists(staged, error)) throw RunError(options.rules + " cannot be written.");
 }
 
-void SaveCoded(const SaveOptions& options, Session& session, const AutomationClient& dialog,
-               OutputFiles& files) {
+// The figures of the bins for every case: weights of evidence, means, shares.
+std::vector<Column> FigureColumns(const SavedBins& bins, const Table& table) {
+  std::set<std::string> labels;
+  for (const SavedResponse& response : bins.responses) {
+    for (const SavedPredictor& predictor : response.predictors) labels.insert(predictor.codedVariable);
+  }
+  std::vector<std::string> notices;  // of levels that the data lack, which have been found in them
+  CodingProgram program({"the bins", bins}, table, notices);
+  std::vector<Column> columns = program.Run([](double) { return !WasInterrupted(); });
+  std::erase_if(columns, [&](const Column& column) { return labels.contains(column.name); });
+  return columns;
+}
+
+void SaveCoded(const SaveOptions& options, const SavedBins& bins, Session& session,
+               const AutomationClient& dialog, OutputFiles& files) {
   const int before = session.Data().VariableCount();
+  std::vector<Column> figures = FigureColumns(bins, session.Data());
   DoSaving("--coded", [&] { dialog.Call("AddCodedVarsToSprSheet"); });
   StopIfInterrupted();
-  // Bins are node numbers with labels; in a file of texts only the labels say something.
+  // Bins are node numbers with labels, and only the labels mean something in a file of texts.
   for (int added = before + 1; added <= session.Data().VariableCount(); ++added)
     session.TakeLabelsAsTexts(added);
+  for (Column& column : figures) session.AddColumn(std::move(column));
   SaveTableIn(files, session.Data(), options.coded);
 }
 
@@ -180,8 +283,8 @@ bool SaveOptions::Any() const {
   return std::any_of(std::begin(all), std::end(all), [](const std::string* name) { return !name->empty(); });
 }
 
-SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best,
-                      std::vector<std::string>& notices) {
+SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best) {
+  CodedNames names(report);
   SavedBins bins;
   bins.dataFile = report.dataFile;
   for (const ScreenedResponse& response : report.responses) {
@@ -192,11 +295,7 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best,
     for (std::size_t i = 0; i < SavedCount(response, best); ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];
       const Column& column = table.Variable(predictor.figures.predictorNumber);
-      if (column.dateUnit != DateUnit::kNone) {
-        notices.push_back("SQL, Python and JSON leave out " + predictor.name + ", which holds dates.");
-        continue;
-      }
-      saved.predictors.push_back(SavedPredictorOf(response, predictor, column));
+      saved.predictors.push_back(SavedPredictorOf(response, predictor, column, names));
     }
   }
   return bins;
@@ -205,23 +304,23 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best,
 void SaveScreening(const SaveOptions& options, const ScreenReport& report, Session& session,
                    TerminalFace& face, OutputFiles& files) {
   const int count = NumberToSave(options, report);
+  const SavedBins bins = SavedBinsOf(report, session.Data(), count);
   if (!options.sql.empty() || !options.python.empty() || !options.bins.empty()) {
     std::vector<std::string> notices;
-    const SavedBins bins = SavedBinsOf(report, session.Data(), count, notices);
-    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(bins, notices));
+    const SavedBins undated = WithoutDates(bins, session.Data(), notices);
+    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(undated, notices));
     for (const std::string& notice : notices) Tell("Warning: " + notice);
-    if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
-    if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(bins));
+    if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
+    if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(undated));
   }
-  if (!options.recodeFolder.empty() || !options.rules.empty())
-    WarnOfLineBreaks(report, session.Data(), count);
+  if (!options.recodeFolder.empty() || !options.rules.empty()) WarnOfMissingCodes(bins);
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);
-  // The module says that files have been saved when they are not yet in their place.
+  // The module reports files as saved before they are moved into place.
   face.HoldBack(true);
-  if (!options.recodeFolder.empty()) SaveRecodeFiles(options, report, dialog, files);
+  if (!options.recodeFolder.empty()) SaveRecodeFiles(options, report, bins, session, dialog, files);
   if (!options.rules.empty()) SaveRules(options, dialog, files);
-  if (!options.coded.empty()) SaveCoded(options, session, dialog, files);
+  if (!options.coded.empty()) SaveCoded(options, bins, session, dialog, files);
   face.DropHeld();
   face.HoldBack(false);
 }

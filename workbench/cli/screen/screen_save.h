@@ -1,5 +1,5 @@
-// What a screening run leaves behind for other data: coded variables, recode files, rules, bins in several
-// languages.
+// Files for other data that a screening run writes: coded variables, recode files, rules, bins in
+// several languages.
 #pragma once
 
 #include <string>
@@ -23,13 +23,11 @@ struct SaveOptions {
   bool Any() const;
 };
 
-// The bins of the best predictors of each response. Predictors whose numbers are dates are left out, since
-// other programs keep dates in another way; notices gets a sentence for each.
-SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best,
-                      std::vector<std::string>& notices);
+// The bins of the best predictors of each response.
+SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best);
 
-// Makes the files that the options name. Coded variables are added to the session's table. Throws RunError and
-// DataError with one sentence, Cancelled.
+// Makes the files that the options name. Coded variables and the figures of their bins are added to
+// the session's table. Throws RunError and DataError with one sentence, Cancelled.
 void SaveScreening(const SaveOptions& options, const ScreenReport& report, Session& session,
                    TerminalFace& face, OutputFiles& files);
 

@@ -1,10 +1,11 @@
-// Event scripts run: which bin a place of a graph is told to lie in, and what a script at fault is told.
+// Event scripts: the bin that they show for a place of a graph, and the messages for scripts at
+// fault.
 #include <gtest/gtest.h>
 
 #include <functional>
 
 #include "workbench/data/errors.h"
-#include "workbench/language/tool_tip.h"
+#include "workbench/language/event_script.h"
 
 namespace velmora::testing {
 namespace {
@@ -27,7 +28,7 @@ std::string RateBlock(const std::string& lower, const std::string& upper, const 
          "\"Percent of obs.:50 \" \r\n  End If";
 }
 
-TEST(ToolTip, TellsTheBinOfAPlace) {
+TEST(EventScript, TellsTheBinOfAPlace) {
   const std::string tail = " \r\n Default rate:12.5\r\nPercent of obs.:50 ";
   const std::string points =
       Frame(kLine, RateBlock("-1.500000000000000e+00", "2.500000000000000e+00", "[-1.5, 2.5]") +
@@ -56,28 +57,28 @@ TEST(ToolTip, TellsTheBinOfAPlace) {
       {"decimal commas, next bin", commas, ",", "Plot2DSimple", {2.6}, " Bin : (2,5; 100]" + tail},
   };
   for (const Row& row : rows) {
-    EXPECT_EQ(RunToolTip(row.script, row.type, row.coordinates, row.separator), row.expected) << row.name;
+    EXPECT_EQ(EventScript(row.script, row.separator).ToolTip(row.type, row.coordinates), row.expected)
+        << row.name;
   }
 }
 
-TEST(ToolTip, TellsTheBoxOfAPlace) {
+TEST(EventScript, TellsTheBoxOfAPlace) {
   const auto block = [](int bin, const std::string& label) {
     return "\r\nIf(Abs(x-" + std::to_string(bin) + "))<0.1 Then \r\n\t Text=\" " + label +
            " \" \r\n\t Text=Text & vbCrLf \r\n\t Text=Text & \" Mean: \" & 1.25 \r\n Text=Text & vbCrLf & "
            "\"N:\" & CStr(17) \r\n End If";
   };
-  const ToolTipScript script(Frame(kBoxes, block(1, "say \"\"yes\"\", M\xC3\xBCnster") + block(2, "no")),
-                             ",");
+  const EventScript script(Frame(kBoxes, block(1, "say \"\"yes\"\", M\xC3\xBCnster") + block(2, "no")), ",");
   const std::string tail = " \r\n Mean: 1,25\r\nN:17";
   for (const char* type : {"Plot2DSimple", "PlotBoxWhisker"}) {
-    EXPECT_EQ(script.Run(type, {{1.05}}), " say \"yes\", M\xC3\xBCnster" + tail);
-    EXPECT_EQ(script.Run(type, {{1.95}}), " no" + tail);
-    EXPECT_EQ(script.Run(type, {{1.5}}), "");
+    EXPECT_EQ(script.ToolTip(type, {{1.05}}), " say \"yes\", M\xC3\xBCnster" + tail);
+    EXPECT_EQ(script.ToolTip(type, {{1.95}}), " no" + tail);
+    EXPECT_EQ(script.ToolTip(type, {{1.5}}), "");
   }
 }
 
 // What the language has besides: every row makes Text from x = 5.
-TEST(ToolTip, RunsTheLanguage) {
+TEST(EventScript, RunsTheLanguage) {
   struct Row {
     const char* body;
     const char* expected;
@@ -98,11 +99,11 @@ TEST(ToolTip, RunsTheLanguage) {
     const std::string script =
         "Sub Document_OnToolTipDisplay(scale, Coords(), o, n, p(), Text)\nx=Coords(1)\n" +
         std::string(row.body) + "\nEnd Sub";
-    EXPECT_EQ(RunToolTip(script, "", {{5, 1}}), row.expected) << row.body;
+    EXPECT_EQ(EventScript(script, ".").ToolTip("", {{5, 1}}), row.expected) << row.body;
   }
 }
 
-TEST(ToolTip, NamesTheLineOfAFault) {
+TEST(EventScript, NamesTheLineOfAFault) {
   const auto nested = [](const char* open, int times) {
     std::string text;
     for (int i = 0; i < times; ++i) text += open;
@@ -121,32 +122,32 @@ TEST(ToolTip, NamesTheLineOfAFault) {
       {"txet=1 : Text=tex", "line 3: there is no variable tex; did you mean text?"},
       {"Text=Sin(1)", "line 3: there is no function sin."},
       {"Text=Coords(3)", "line 3: coords has no element 3."},
-      {"Text=1*\"a\"", "line 3: a number is needed where the text \"a\" stands."},
+      {"Text=1*\"a\"", "line 3: a number is needed here, not the text \"a\"."},
       {"Text=1/0", "line 3: a division by zero."},
-      {"Text=1 2", "line 3: \"2\" stands where the statement should end."},
-      {"Text=1,5", "line 3: \",\" stands where the statement should end."},
+      {"Text=1 2", "line 3: the statement should end before \"2\"."},
+      {"Text=1,5", "line 3: the statement should end before \",\"."},
       {"Text=12abc", "line 3: the number 12 runs into what follows it."},
       {"Text=1e999", "line 3: the number 1e999 is out of range."},
-      {"Text=(1", "line 3: ) is missing before the end of the line."},
-      {"Text=#", "line 3: the character # has no meaning here."},
-      {"Text=5", "line 1: what the script shows is no text."},
-      {"Text=" + nested("(", 1000), "line 3: the script is nested too deeply."},
-      {"Text=" + nested("-", 1000) + "1", "line 3: the script is nested too deeply."},
-      {nested("If 1 Then\n", 1000), "line 202: the script is nested too deeply."},
-      {"Text=" + nested("1+", 5000) + "1", "line 3: the value is too long."},
+      {"Text=(1", "line 3: a closing parenthesis is expected before the end of the line."},
+      {"Text=#", "line 3: the character \"#\" has no meaning here."},
+      {"Text=5", "line 1: the value to show is not a text."},
+      {"Text=" + nested("(", 1000), "line 3: this is nested too deeply."},
+      {"Text=" + nested("-", 1000) + "1", "line 3: this is nested too deeply."},
+      {nested("If 1 Then\n", 1000), "line 202: this is nested too deeply."},
+      {"Text=" + nested("1+1-", 5000) + "1", "line 3: the value is too long."},
   };
   for (const Row& row : rows) {
     const std::string script =
         "Sub Document_OnToolTipDisplay(scale, Coords(), o, n, p(), Text)\r\nx=Coords(1)\r\n" + row.body +
         "\r\nEnd Sub";
     try {
-      ToolTipScript(script, ".", "a.bas").Run("", {{5, 1}});
+      EventScript(script, ".", "a.bas").ToolTip("", {{5, 1}});
       ADD_FAILURE() << row.body << " ran";
     } catch (const DataError& error) {
       EXPECT_EQ(error.what(), "a.bas, " + row.expected) << row.body;
     }
   }
-  EXPECT_THROW(RunToolTip("", "", {}), DataError);
+  EXPECT_THROW(EventScript("", ".").ToolTip("", {}), DataError);
 }
 
 }  // namespace

@@ -1,0 +1,32 @@
+// From the value of a variable to one of several outcomes: bins by cut points, bins by levels, or
+// any conditions that come down to ranges of the variable.
+//
+//   const ValueLookup bins({{-inf, 25, 0}, {-inf, 40, 1}}, ValueLookup::Winner::kFirst);
+//   bins.Find(30) == 1; bins.Find(50) == -1;
+#pragma once
+
+#include <vector>
+
+namespace velmora {
+
+class ValueLookup {
+ public:
+  // From low to high, both included.
+  struct Range {
+    double low, high;
+    int outcome;  // not below -1, which is no outcome
+  };
+  enum class Winner { kFirst, kLast };  // of the ranges that hold a value
+
+  // Costs n log n for n ranges, however they overlap.
+  ValueLookup(std::vector<Range> ranges, Winner winner);
+
+  // The outcome of a finite value, -1 for none. Costs log n.
+  int Find(double value) const;
+
+ private:
+  std::vector<double> starts_;  // of the pieces that the ranges cut the numbers into, ascending
+  std::vector<int> outcomes_;   // of each piece
+};
+
+}  // namespace velmora
