@@ -47,8 +47,8 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
   const Row rows[] = {
       {"nothing", {}, 2, {"FILE and DATA are missing"}},
       {"no data", {"a.ini"}, 2, {"DATA is missing", "a.ini"}},
-      {"no such file", {"none.ini", "data.csv"}, 1, {"none.ini cannot be read."}},
-      {"a folder", {".", "data.csv"}, 1, {". is a folder."}},
+      {"no such file", {"none.ini", "data.csv"}, 1, {"none.ini cannot be read: No such file"}},
+      {"a folder", {".", "data.csv"}, 1, {". cannot be read: Is a directory."}},
       {"nothing in it", {"empty.ini", "data.csv"}, 1, {"empty.ini is empty."}},
       {"missing section",
        {"section.ini", "data.csv"},

@@ -400,7 +400,7 @@ TEST(Screen, WrongCutPointsAreNamed) {
     const char* content;
     std::vector<std::string> said;
   } rows[] = {
-      {"no JSON", "{\"x\": [1,}", {"no JSON", "column 10"}},
+      {"no JSON", "{\"x\": [1,}", {"is not valid JSON", "column 10"}},
       {"no object", "[1]", {"object"}},
       {"unknown variable", "{\"xx\": [1]}", {"xx"}},
       {"twice", "{\"x\": [1], \"x\": [2]}", {"x twice"}},

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <numeric>
 #include <set>
+#include <system_error>
 
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/recode_names.h"
@@ -19,6 +18,7 @@
 #include "workbench/cli/run_files.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/text_table.h"
+#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -56,12 +56,11 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
 }
 
 std::string ReadWhole(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(PathOf(path), error)) throw RunError(path + " is a folder.");
-  std::ifstream file(PathOf(path), std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (!file || file.bad()) throw RunError(path + " cannot be read.");
-  return content;
+  try {
+    return FileContent(PathOf(path));
+  } catch (const std::system_error& error) {
+    throw RunError(path + " cannot be read: " + error.code().message() + ".");
+  }
 }
 
 // The variable that a recode file makes, where the folder says so; empty otherwise.

@@ -2,13 +2,11 @@
 #include "workbench/cli/run_command.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <set>
+#include <system_error>
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -18,6 +16,7 @@
 #include "workbench/cli/terminal_face.h"
 #include "workbench/python/python_library.h"
 #include "workbench/session/session.h"
+#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -59,17 +58,11 @@ RunOptions ParseOptions(const std::vector<std::string>& arguments) {
 
 std::string ReadScript(const std::string& path) {
   if (path == "-") return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-  std::error_code error;
-  if (std::filesystem::is_directory(PathOf(path), error))
-    throw RunError("The script " + path + " is a folder.");
-  errno = 0;
-  std::ifstream file(PathOf(path), std::ios::binary);
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file.is_open() || file.bad()) {
-    throw RunError("The script " + path +
-                   " cannot be read: " + (errno != 0 ? std::strerror(errno) : "unknown reason") + ".");
+  try {
+    return FileContent(PathOf(path));
+  } catch (const std::system_error& error) {
+    throw RunError("The script " + path + " cannot be read: " + error.code().message() + ".");
   }
-  return text;
 }
 
 void CheckScript(const std::string& path, const std::string& text) {

@@ -6,13 +6,15 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <random>
+#include <system_error>
 #include <unordered_set>
 
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
 #include "workbench/documents/writers.h"
+#include "workbench/system/file_content.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -311,13 +313,13 @@ bool WriteXlsx(const Workbook& workbook, std::string& bytes, std::string& error)
     error = "The XLSX file cannot be made in " + file.Folder() + ": " + lxw_strerror(failure);
     return false;
   }
-  std::ifstream stream(file.Path(), std::ios::binary);
-  bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-  if (stream.bad() || bytes.empty()) {
-    error = "The XLSX file cannot be read back from " + file.Folder() + ".";
+  try {
+    bytes = FileContent(PathOf(file.Path()));
+    return true;
+  } catch (const std::system_error& failure) {
+    error = "The XLSX file cannot be read back from " + file.Folder() + ": " + failure.code().message() + ".";
     return false;
   }
-  return true;
 }
 
 }  // namespace velmora

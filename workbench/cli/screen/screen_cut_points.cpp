@@ -1,14 +1,14 @@
 // The user's own bins, read from a JSON file.
 #include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <iterator>
+#include <system_error>
 
 #include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
+#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -40,11 +40,10 @@ class CutPointsFile {
   [[noreturn]] void Fail(const std::string& what) const { throw RunError(path_ + " " + what + "."); }
 
   Json Parse() const {
-    std::ifstream file(PathOf(path_), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file || file.bad()) Fail("cannot be read");  // a folder too
     try {
-      return ParseJson(text, path_);
+      return ParseJson(FileContent(PathOf(path_)), path_);
+    } catch (const std::system_error& error) {
+      Fail("cannot be read: " + error.code().message());
     } catch (const DataError& error) {
       throw RunError(error.what());
     }

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 
@@ -19,6 +17,7 @@
 #include "workbench/data/names.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/texts.h"
+#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -30,11 +29,6 @@ constexpr int kMostSaved = 100000;
 
 std::size_t SavedCount(const ScreenedResponse& response, int best) {
   return std::min(response.predictors.size(), static_cast<std::size_t>(best));
-}
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 // --- Bins
@@ -183,7 +177,7 @@ RecodeNames NamesForFolder(const fs::path& folder, const ScreenReport& report, c
   RecodeNames names;
   std::error_code error;
   if (const fs::path file = folder / kRecodeNamesFile; fs::is_regular_file(file, error)) {
-    names = ParseRecodeNames(ReadFile(file), file.string());
+    names = ParseRecodeNames(FileContent(file), file.string());
     std::erase_if(names, [&](const auto& entry) { return !fs::exists(folder / PathOf(entry.first), error); });
   }
   for (std::size_t i = 0; i < report.responses.size(); ++i) {
