@@ -55,14 +55,14 @@ TEST(Signals, TheSecondLeavesNoScratch) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(number);
     const TemporaryFolder folder;
-    const int ended =
-        EndedBySignal([&](const auto& isReady) { HoldScratch(folder.Path(), isReady); },
-                      [&](pid_t child) {
-                        EXPECT_EQ(folder.Names().size(), 303u);  // report, its scratch, 300 files, table
-                        kill(child, number);
-                        usleep(100000);
-                        kill(child, number);
-                      });
+    const int ended = EndedBySignal(
+        [&](const auto& isReady) { HoldScratch(folder.Path(), isReady); },
+        [&](pid_t child) {
+          EXPECT_EQ(folder.Names().size(), 304u);  // report, its scratch, 300 files, table in its scratch
+          kill(child, number);
+          usleep(100000);
+          kill(child, number);
+        });
     EXPECT_EQ(ended, number);
     EXPECT_EQ(folder.Names(), (Names{"report"}));
   }
@@ -79,11 +79,11 @@ TEST(Signals, ScratchOfAKilledRunIsRemovedByTheNext) {
   const int ended = EndedBySignal([&](const auto& isReady) { HoldScratch(folder.Path(), isReady); },
                                   [&](pid_t child) {
                                     sweep();
-                                    EXPECT_EQ(folder.Names().size(), 305u) << "scratch of a living process";
+                                    EXPECT_EQ(folder.Names().size(), 306u) << "scratch of a living process";
                                     kill(child, SIGKILL);
                                   });
   EXPECT_EQ(ended, SIGKILL);
-  EXPECT_EQ(folder.Names().size(), 305u);
+  EXPECT_EQ(folder.Names().size(), 306u);
   OutputFiles(folder.Path() / "report").Add("a", "1");
   WriteFileAtomically((folder.Path() / "table.csv").string(), "x\n");
   EXPECT_EQ(folder.Names(), (Names{".velmora-00000000-1", ".velmora-note", "report", "table.csv"}));

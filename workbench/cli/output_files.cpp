@@ -103,7 +103,7 @@ void OutputFiles::Open(Stage& stage) {
   stage.identity = IdentityOf(stage.folder);
   const fs::path place = stage.ofDevices ? fs::temp_directory_path(error) : stage.folder;
   if (!stage.ofDevices) RemoveStaleScratch(place);
-  stage.scratch = std::make_unique<Scratch>(place, Scratch::kFolder, error);
+  stage.scratch = std::make_unique<Scratch>(place, error);
   if (error) {
     throw RunError("The output folder " + stage.folder.string() + " cannot be written: " + error.message() +
                    ".");

@@ -34,9 +34,9 @@ AtomicFile::AtomicFile(const std::string& path, const std::string& shownPath)
     const std::string reason = MakeFolders(folder_);
     if (!reason.empty()) Fail("its folder cannot be made (" + reason + ")");
     RemoveStaleScratch(folder_);
-    scratch_ = std::make_unique<Scratch>(folder_, Scratch::kFile, code);
+    scratch_ = std::make_unique<Scratch>(folder_, code);
     if (code) Fail(code.message());
-    temporary_ = scratch_->Path().string();
+    temporary_ = (scratch_->Path() / "file").string();
   }
   file_ = OpenFile(PathOf(temporary_), "wb");
   if (file_ == nullptr) Fail(std::strerror(errno));
@@ -69,7 +69,6 @@ void AtomicFile::Commit() {
   Close();
   if (!direct_) {
     std::error_code code;
-    scratch_->Unlock();
     fs::rename(PathOf(temporary_), PathOf(target_), code);
     if (code) Fail(code.message());
     FlushFolderToDisk(folder_);

@@ -1,5 +1,5 @@
-// Files that are written completely or not at all: to a temporary file in the target's folder,
-// flushed to the disk, then renamed.
+// Files that are written completely or not at all: to a temporary file in a scratch folder beside
+// the target, flushed to the disk, then renamed.
 //
 //   AtomicFile file("table.csv");
 //   file.Write(bytes);

@@ -291,6 +291,7 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
       std::string reason = error.what();
       if (const std::size_t at = reason.find(target.Name()); at != std::string::npos)
         reason.replace(at, target.Name().size(), file.ShownPath());
+      reason.erase(reason.find_last_not_of(".\r\n ") + 1);  // ends of the system's own sentence
       throw DataError("Cannot write " + file.ShownPath() + ": " + reason + ".");
     }
   }

@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <optional>
 #include <random>
 #include <string>
 
@@ -20,13 +19,12 @@ namespace {
 // the table, or with a longer path, is removed by its destructor and by later runs only.
 struct Held {
   std::atomic<int> state{0};  // 0: free, 1: being written, 2: valid
-  Scratch::Kind kind = Scratch::kFile;
   ScratchLock lock = kNoLock;
   std::array<fs::path::value_type, 4096> path{};
 };
 std::array<Held, 32> heldByThisProcess;
 
-int TakeSlot(const fs::path& path, Scratch::Kind kind, ScratchLock lock) {
+int TakeSlot(const fs::path& path, ScratchLock lock) {
   const fs::path::string_type& text = path.native();
   for (std::size_t slot = 0; slot < heldByThisProcess.size(); ++slot) {
     Held& held = heldByThisProcess[slot];
@@ -34,7 +32,6 @@ int TakeSlot(const fs::path& path, Scratch::Kind kind, ScratchLock lock) {
     if (text.size() >= held.path.size() || !held.state.compare_exchange_strong(expected, 1)) continue;
     text.copy(held.path.data(), text.size());
     held.path[text.size()] = 0;
-    held.kind = kind;
     held.lock = lock;
     held.state = 2;
     return static_cast<int>(slot);
@@ -54,76 +51,66 @@ fs::path NewName() {
   return PathOf(NamePrefix() + std::to_string(random()));
 }
 
-// The kind of what has a scratch name of this machine.
-std::optional<Scratch::Kind> KindOfStale(const fs::path& path) {
+// A folder with a scratch name of this machine.
+bool IsScratch(const fs::path& path) {
   const std::string name = path.filename().string(), prefix = NamePrefix();
-  if (!name.starts_with(prefix) || name.size() == prefix.size()) return std::nullopt;
-  if (name.find_first_not_of("0123456789", prefix.size()) != std::string::npos) return std::nullopt;
+  if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
+  if (name.find_first_not_of("0123456789", prefix.size()) != std::string::npos) return false;
   std::error_code error;
-  const fs::file_status status = fs::symlink_status(path, error);
-  if (fs::is_regular_file(status)) return Scratch::kFile;
-  if (fs::is_directory(status)) return Scratch::kFolder;
-  return std::nullopt;
+  return fs::is_directory(fs::symlink_status(path, error));
 }
 
 }  // namespace
 
-void RemoveWithFiles(const fs::path& path, Scratch::Kind kind) {
+void RemoveWithFiles(const fs::path& path) {
   std::error_code ignored;
-  if (kind == Scratch::kFolder) {
-    for (const fs::path& name : NamesIn(path, ignored)) fs::remove(path / name, ignored);
-  }
+  for (const fs::path& name : NamesIn(path, ignored)) fs::remove(path / name, ignored);
   fs::remove(path, ignored);
 }
 
-Scratch::Scratch(const fs::path& folder, Kind kind, std::error_code& error) : kind_(kind) {
+Scratch::Scratch(const fs::path& folder, std::error_code& error) {
   const fs::path absolute = AbsolutePath(folder);  // a script may change the current folder
   for (int attempt = 0; attempt < 100; ++attempt) {
     const fs::path path = absolute / NewName();
     error.clear();
-    if (!MakeScratch(path, kind, error)) {
+    if (!MakeScratch(path, error)) {
       if (error == std::errc::file_exists) continue;
       return;
     }
-    const ScratchLock lock = LockScratch(path, kind);
+    const ScratchLock lock = LockScratch(path);
     if (lock != kNoLock && !IsSameScratch(lock, path)) {  // taken for stale in this very moment
       UnlockScratch(lock);
       continue;
     }
     path_ = path;
-    slot_ = TakeSlot(path, kind, lock);
+    slot_ = TakeSlot(path, lock);
     if (slot_ < 0 && lock != kNoLock) UnlockScratch(lock);
     return;
   }
 }
 
 Scratch::~Scratch() {
-  Unlock();
-  if (!path_.empty()) RemoveWithFiles(path_, kind_);
-}
-
-void Scratch::Unlock() {
-  if (slot_ < 0) return;
-  Held& held = heldByThisProcess[static_cast<std::size_t>(slot_)];
-  slot_ = -1;
-  const ScratchLock lock = held.lock;
-  held.state = 0;
-  if (lock != kNoLock) UnlockScratch(lock);
+  if (slot_ >= 0) {
+    Held& held = heldByThisProcess[static_cast<std::size_t>(slot_)];
+    const ScratchLock lock = held.lock;
+    held.state = 0;
+    if (lock != kNoLock) UnlockScratch(lock);
+  }
+  if (!path_.empty()) RemoveWithFiles(path_);
 }
 
 void RemoveStaleScratch(const fs::path& folder) {
   std::error_code ignored;
   for (const fs::path& name : NamesIn(folder, ignored)) {
     const fs::path path = folder / name;
-    const std::optional<Scratch::Kind> kind = KindOfStale(path);
-    if (kind) RemoveStale(path, *kind);
+    if (IsScratch(path)) RemoveStale(path);
   }
 }
 
 void RemoveOwnScratch() noexcept {
   for (Held& held : heldByThisProcess) {
     if (held.state != 2) continue;
-    RemoveScratchInHandler(held.path.data(), held.kind, held.lock);
+    RemoveScratchInHandler(held.path.data(), held.lock);
   }
 }
 

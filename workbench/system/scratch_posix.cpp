@@ -12,21 +12,14 @@
 
 namespace velmora {
 
-bool MakeScratch(const std::filesystem::path& path, Scratch::Kind kind, std::error_code& error) {
-  int result = -1;
-  if (kind == Scratch::kFolder) {
-    result = mkdir(path.c_str(), 0777);
-  } else {
-    result = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (result >= 0) close(result);
-  }
-  if (result < 0) error.assign(errno, std::generic_category());
-  return result >= 0;
+bool MakeScratch(const std::filesystem::path& path, std::error_code& error) {
+  if (mkdir(path.c_str(), 0777) == 0) return true;
+  error.assign(errno, std::generic_category());
+  return false;
 }
 
-ScratchLock LockScratch(const std::filesystem::path& path, Scratch::Kind kind) {
-  const int kindFlag = kind == Scratch::kFolder ? O_DIRECTORY : 0;
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | kindFlag);
+ScratchLock LockScratch(const std::filesystem::path& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_DIRECTORY);
   if (descriptor < 0) return kNoLock;
   if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
   close(descriptor);
@@ -42,19 +35,15 @@ bool IsSameScratch(ScratchLock lock, const std::filesystem::path& path) {
 
 void UnlockScratch(ScratchLock lock) { close(static_cast<int>(lock)); }
 
-void RemoveStale(const std::filesystem::path& path, Scratch::Kind kind) {
-  const ScratchLock lock = LockScratch(path, kind);
+void RemoveStale(const std::filesystem::path& path) {
+  const ScratchLock lock = LockScratch(path);
   if (lock == kNoLock) return;
-  RemoveWithFiles(path, kind);
+  RemoveWithFiles(path);
   UnlockScratch(lock);
 }
 
 // System calls only: the library's directory functions allocate memory.
-void RemoveScratchInHandler(const char* path, Scratch::Kind kind, ScratchLock lock) noexcept {
-  if (kind == Scratch::kFile) {
-    unlink(path);
-    return;
-  }
+void RemoveScratchInHandler(const char* path, ScratchLock lock) noexcept {
 #ifdef SYS_getdents64
   struct Entry {  // as the kernel lays it out
     std::uint64_t inode;

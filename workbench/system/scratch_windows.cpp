@@ -7,26 +7,16 @@
 
 namespace velmora {
 
-bool MakeScratch(const std::filesystem::path& path, Scratch::Kind kind, std::error_code& error) {
-  if (kind == Scratch::kFolder) {
-    if (CreateDirectoryW(path.c_str(), nullptr)) return true;
-  } else {
-    HANDLE const file =
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-      CloseHandle(file);
-      return true;
-    }
-  }
+bool MakeScratch(const std::filesystem::path& path, std::error_code& error) {
+  if (CreateDirectoryW(path.c_str(), nullptr)) return true;
   error.assign(static_cast<int>(GetLastError()), std::system_category());
   return false;
 }
 
-// An open handle that does not share deletion is the lock: nobody else can open the file to delete it.
-ScratchLock LockScratch(const std::filesystem::path& path, Scratch::Kind kind) {
-  const DWORD flags = kind == Scratch::kFolder ? FILE_FLAG_BACKUP_SEMANTICS : FILE_ATTRIBUTE_NORMAL;
+// An open handle that does not share deletion is the lock: nobody else can open the folder to delete it.
+ScratchLock LockScratch(const std::filesystem::path& path) {
   HANDLE const handle = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                    OPEN_EXISTING, flags, nullptr);
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   return handle == INVALID_HANDLE_VALUE ? kNoLock : reinterpret_cast<ScratchLock>(handle);
 }
 
@@ -34,24 +24,19 @@ bool IsSameScratch(ScratchLock, const std::filesystem::path&) { return true; }
 
 void UnlockScratch(ScratchLock lock) { CloseHandle(reinterpret_cast<HANDLE>(lock)); }
 
-void RemoveStale(const std::filesystem::path& path, Scratch::Kind kind) {
-  const DWORD flags = kind == Scratch::kFolder ? FILE_FLAG_BACKUP_SEMANTICS : FILE_ATTRIBUTE_NORMAL;
+void RemoveStale(const std::filesystem::path& path) {
   HANDLE const handle = CreateFileW(path.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                    OPEN_EXISTING, flags, nullptr);
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return;
   CloseHandle(handle);
-  RemoveWithFiles(path, kind);
+  RemoveWithFiles(path);
 }
 
-void RemoveScratchInHandler(const wchar_t* path, Scratch::Kind kind, ScratchLock lock) noexcept {
+void RemoveScratchInHandler(const wchar_t* path, ScratchLock lock) noexcept {
   // The handler has a thread of its own, so it may call what it likes.
   if (lock != kNoLock) UnlockScratch(lock);
   std::error_code ignored;
-  if (kind == Scratch::kFolder) {
-    std::filesystem::remove_all(path, ignored);
-  } else {
-    std::filesystem::remove(path, ignored);
-  }
+  std::filesystem::remove_all(path, ignored);
 }
 
 std::uint32_t MachineNumber() {
