@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build and the tests need on Debian 12: Debian packages by name, the pinned npm packages of
-# package-lock.json, and DuckDB's C header from a pinned npm package. Skips what is installed already.
+# package-lock.json, DuckDB's C header from a pinned npm package, and for the tests the pinned Python
+# packages of python/requirements.txt. Skips what is installed already.
 # usage: tools/setup.sh [build|test]      (as root, or with sudo)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -9,7 +10,7 @@ what=${1:-build}
 build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libutfcpp-dev libfast-float-dev libxlsxwriter-dev python3-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium python3
-  python3-openpyxl googletest
+  python3-openpyxl python3-venv googletest
   g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev xvfb xauth)
 
 packages=("${build_packages[@]}")
@@ -29,6 +30,15 @@ if [ ${#missing[@]} -gt 0 ]; then
   echo "setup: installing ${missing[*]}"
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+# The pinned packages of the Python tests and of the wheel, in an environment of the project's own.
+if [ "$what" = test ] && ! cmp -s python/requirements.txt build/venv/.velmora-stamp; then
+  echo "setup: installing the pinned Python packages"
+  rm -rf build/venv
+  python3 -m venv build/venv
+  build/venv/bin/pip install --quiet --disable-pip-version-check --requirement python/requirements.txt
+  cp python/requirements.txt build/venv/.velmora-stamp
 fi
 
 stamp=node_modules/.velmora-stamp

@@ -1,0 +1,168 @@
+"""The one-line jobs: rank and screen."""
+
+from __future__ import annotations
+
+from collections.abc import Sequence
+from typing import Any
+
+import numpy as np
+
+from velmora import _frames
+from velmora._library import Progress, Session
+from velmora._results import FeatureSelectionResult, ScreenResult
+
+_READING = ("delimiter", "missing_text")
+
+
+def _load(session: Session, data: Any, options: dict[str, Any]) -> None:
+    reading = {name: options.pop(name) for name in _READING if name in options}
+    _frames.load(session, data, reading)
+
+
+def _outcome_names(session: Session, data: Any, outcome: Any, name: str) -> list[str]:
+    """Names of the outcome; one that is given by its values becomes a variable."""
+    if isinstance(outcome, str):
+        return [outcome]
+    if isinstance(outcome, Sequence) and outcome and all(isinstance(item, str) for item in outcome):
+        known = {variable["name"] for variable in session.variables()["variables"]}
+        if known.issuperset(outcome):
+            return list(outcome)
+    added = _frames.unused_name(name, _frames.column_names(data))
+    _frames.add_array(session, added, np.asarray(outcome))
+    return [added]
+
+
+def rank(
+    data: Any,
+    outcome: Any,
+    *,
+    predictors: Sequence[str] | str | None = None,
+    weight: str | None = None,
+    progress: Progress | None = None,
+    **options: Any,
+) -> FeatureSelectionResult:
+    """Ranks the variables of a table by how strongly they are related to an outcome.
+
+    Every predictor is tested on its own. A continuous outcome gives an F value, a categorical one
+    Cramer's V; continuous predictors are cut into intervals first.
+
+    Parameters
+    ----------
+    data : path, frame, dict or array
+        A file of any kind that the command reads; a pandas, polars or pyarrow frame, or any object
+        with ``__arrow_c_stream__``; a dict of columns; an array of shape (n_cases, n_variables).
+    outcome : str, list of str, or array of shape (n_cases,)
+        Names of columns, or the values themselves.
+    predictors : list of str, optional
+        Names or patterns such as ``"income_*"``. Default: every usable variable; identifiers,
+        dates, constants and free text are left out, which ``notices`` of the result says.
+    weight : str, optional
+        The column of case weights.
+    progress : callable, optional
+        Called about twenty times a second with the stage and a fraction from 0 to 1; ``False``
+        ends the run.
+    **options
+        The long options of ``velmora feature-selection`` with underscores: ``select="age > 30"``,
+        ``missing={"income": [-9, -8]}``, ``show="p"``, ``best=20``, ``casewise=True``.
+
+    Returns
+    -------
+    FeatureSelectionResult
+
+    Raises
+    ------
+    ValueError
+        A name or an option is wrong; the sentence names it.
+    VelmoraError
+        The data or the analysis failed.
+
+    Examples
+    --------
+    >>> import velmora
+    >>> data = {"size": [1, 2, 3, 4] * 5, "day": [1, 2] * 10, "late": list("nnyy") * 5}
+    >>> velmora.rank(data, "late", best=1).best
+    ['size']
+    """
+    session = Session()
+    with session.reporting(progress):
+        _load(session, data, options)
+        options["dependents"] = _outcome_names(session, data, outcome, "y")
+        options |= {"predictors": predictors, "weight": weight}
+        handle = session.run("feature-selection", options)
+    return FeatureSelectionResult(handle, _frames.kind_of(data), session.notices())
+
+
+def _response_option(session: Session, name: str, kind: str | None, is_binary: bool) -> str:
+    kinds = ("binary", "continuous", "categorical")
+    if kind is None and is_binary:
+        kind = "binary"
+    if kind is None:
+        by_name = {variable["name"]: variable for variable in session.variables()["variables"]}
+        variable = by_name.get(name)
+        if variable is None or variable["measurement"] == "continuous":
+            kind = "continuous"
+        else:
+            kind = "binary" if variable["distinct"] == 2 else "categorical"
+    if kind not in kinds:
+        raise ValueError(f"kind is 'binary', 'continuous' or 'categorical', not {kind!r}.")
+    return f"{kind}_response"
+
+
+def screen(
+    data: Any,
+    response: Any,
+    *,
+    good: Any = None,
+    bad: Any = None,
+    kind: str | None = None,
+    predictors: Sequence[str] | str | None = None,
+    weight: str | None = None,
+    progress: Progress | None = None,
+    **options: Any,
+) -> ScreenResult:
+    """Bins every predictor and scores how well the bins predict a response.
+
+    Parameters
+    ----------
+    data : path, frame, dict or array
+        As for :func:`rank`.
+    response : str, or array of shape (n_cases,)
+        The name of a column, or the values themselves.
+    good, bad : str or number, optional
+        The two codes of a binary response, which needs both.
+    kind : {"binary", "continuous", "categorical"}, optional
+        Default: binary with ``good`` and ``bad`` or two values, else as the column is treated.
+    predictors, weight, progress
+        As for :func:`rank`.
+    **options
+        The long options of ``velmora screen`` with underscores, such as ``select="age > 30"``.
+
+    Returns
+    -------
+    ScreenResult
+
+    Raises
+    ------
+    ValueError
+        A name, a code or an option is wrong; the sentence names it.
+    VelmoraError
+        The data or the analysis failed.
+    """
+    session = Session()
+    with session.reporting(progress):
+        _load(session, data, options)
+        (name,) = _outcome_names(session, data, response, "y")
+        option = _response_option(session, name, kind, good is not None or bad is not None)
+        options |= {option: name, "predictors": predictors, "weight": weight}
+        for code, value in (("good", good), ("bad", bad)):
+            options[code] = value if value is None or isinstance(value, str) else _code(value)
+        handle = session.run("screen", options)
+    return ScreenResult(handle, _frames.kind_of(data), session.notices())
+
+
+def _code(value: Any) -> str:
+    """A code of a response as the library reads it."""
+    if isinstance(value, (bool, np.bool_)):
+        return "true" if value else "false"
+    number = float(value)
+    return str(int(number)) if number.is_integer() else repr(number)

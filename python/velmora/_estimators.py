@@ -1,0 +1,427 @@
+"""Estimators of scikit-learn over rank and screen."""
+
+from __future__ import annotations
+
+import json
+import os
+from collections.abc import Mapping
+from pathlib import Path
+from typing import Any
+
+import numpy as np
+from sklearn.base import BaseEstimator, TransformerMixin
+from sklearn.feature_selection import SelectorMixin
+from sklearn.utils.multiclass import check_classification_targets, type_of_target
+from sklearn.utils.validation import _check_sample_weight, check_is_fitted, column_or_1d, validate_data
+
+from velmora import _frames
+from velmora._library import ResultHandle, Session
+from velmora._results import Bins
+
+_TASKS = ("auto", "classification", "regression")
+
+
+def _is_frame(X: Any) -> bool:
+    return hasattr(X, "columns") and not isinstance(X, Mapping)
+
+
+def _validated(estimator: BaseEstimator, X: Any, *, reset: bool) -> Any:
+    """X as it is when it is a frame, whose columns keep their types; else as an array."""
+    if not _is_frame(X):
+        return validate_data(estimator, X, dtype=None, ensure_all_finite="allow-nan", reset=reset)
+    validate_data(estimator, X, reset=reset, skip_check_array=True)
+    if len(X) == 0:
+        raise ValueError(f"Found array with 0 sample(s) (shape={X.shape}) while a minimum of 1 is required.")
+    return X
+
+
+def _loaded(session: Session, X: Any) -> list[str]:
+    """Makes X the table of the session; returns the names of its columns."""
+    _frames.load(session, X)
+    return _frames.column_names(X)
+
+
+class _Supervised(BaseEstimator):
+    """What both estimators share: the outcome and the weights as variables beside X."""
+
+    def __sklearn_tags__(self) -> Any:
+        tags = super().__sklearn_tags__()
+        tags.target_tags.required = True
+        tags.input_tags.allow_nan = True
+        tags.input_tags.string = True
+        return tags
+
+    def _is_classification(self, y: np.ndarray) -> bool:
+        task: str = self.task
+        if task not in _TASKS:
+            raise ValueError(f"task is one of {', '.join(_TASKS)}, not {task!r}.")
+        if task == "auto":
+            task = "regression" if type_of_target(y) == "continuous" else "classification"
+        if task == "classification":
+            check_classification_targets(y)
+        return task == "classification"
+
+    def _run(self, X: Any, y: Any, sample_weight: Any, analysis: str) -> tuple[ResultHandle, list[str]]:
+        if y is None:
+            raise ValueError(f"{type(self).__name__} requires y to be passed, but the target y is None.")
+        X = _validated(self, X, reset=True)
+        y = column_or_1d(y, warn=True)
+        if len(y) != len(X):
+            raise ValueError(
+                f"Found input variables with inconsistent numbers of samples: [{len(X)}, {len(y)}]"
+            )
+        if len(y) < 2:
+            raise ValueError(f"Found array with {len(y)} sample(s) while a minimum of 2 is required.")
+        if y.dtype.kind == "f" and not np.isfinite(y).all():
+            raise ValueError("Input y contains NaN or infinity.")
+        classification = self._is_classification(y)
+        session = Session()
+        with session.reporting(None):
+            names = _loaded(session, X)
+            outcome = _frames.unused_name("y", names)
+            options: dict[str, Any] = {
+                "predictors": ["*"],
+                ("categorical" if classification else "continuous"): [outcome],
+            }
+            if classification:
+                # Classes are codes 0, 1, ...: what they are called does not matter.
+                self.classes_, codes = np.unique(y, return_inverse=True)
+                if len(self.classes_) < 2:
+                    raise ValueError(f"y has one class, {self.classes_[0]!r}; two are needed.")
+                y = codes
+            _frames.add_array(session, outcome, np.asarray(y, dtype=np.float64))
+            if sample_weight is not None:
+                weights = _check_sample_weight(sample_weight, X, dtype=np.float64)
+                weight = _frames.unused_name("sample_weight", [*names, outcome])
+                _frames.add_array(session, weight, weights)
+                options["weight"] = weight
+            return session.run(analysis, options | self._options(outcome, classification)), names
+
+    def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
+        raise NotImplementedError
+
+
+class FeatureSelection(SelectorMixin, _Supervised):
+    """Selects the features that are most strongly related to the outcome, one by one.
+
+    A continuous outcome gives an F value, classes give Cramer's V; continuous features are cut into
+    intervals first, so relations need not be linear. Features may hold texts and missing values.
+
+    Parameters
+    ----------
+    n_features : int, default=10
+        How many features are selected, by their scores.
+    p_value : float, optional
+        Select all features with a p-value up to this one instead.
+    cuts : int, default=10
+        Intervals of a continuous feature, 1 to 20.
+    task : {"auto", "classification", "regression"}, default="auto"
+        How y is treated; "auto" decides by its values, as ``type_of_target`` does.
+
+    Attributes
+    ----------
+    scores_ : ndarray of shape (n_features_in_,)
+        Scores of the features; NaN where there is none, as for a constant feature.
+    pvalues_ : ndarray of shape (n_features_in_,)
+        p-values, each of one test; NaN likewise.
+    classes_ : ndarray
+        The classes of y, of a classification.
+    n_features_in_ : int
+    feature_names_in_ : ndarray of str
+        Names of the features of a frame.
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from velmora import FeatureSelection
+    >>> X = np.random.default_rng(0).normal(size=(200, 5))
+    >>> FeatureSelection(n_features=1).fit(X, X[:, 3] ** 2).get_support(indices=True)
+    array([3])
+    """
+
+    def __init__(
+        self, n_features: int = 10, *, p_value: float | None = None, cuts: int = 10, task: str = "auto"
+    ) -> None:
+        self.n_features = n_features
+        self.p_value = p_value
+        self.cuts = cuts
+        self.task = task
+
+    def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
+        options = {"dependents": [outcome], "cuts": self.cuts, "best": self.n_features}
+        if self.p_value is not None:
+            options |= {"show": "p", "p-criterion": self.p_value}
+        return options
+
+    def fit(self, X: Any, y: Any, sample_weight: Any = None) -> FeatureSelection:
+        """Scores the features.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+        y : array of shape (n_samples,)
+        sample_weight : array of shape (n_samples,), optional
+
+        Returns
+        -------
+        self
+        """
+        result, names = self._run(X, y, sample_weight, "feature-selection")
+        dependent = json.loads(result.text("json"))["dependents"][0]
+        by_name = {predictor["name"]: predictor for predictor in dependent["predictors"]}
+
+        def figures(member: str) -> np.ndarray:
+            values = [np.nan if by_name[n]["notComputable"] else by_name[n][member] for n in names]
+            return np.array(values, dtype=np.float64)
+
+        self.scores_ = figures("statistic")
+        self.pvalues_ = figures("pValue")
+        best = set(dependent["best"])
+        self._support = np.array([name in best for name in names])
+        return self
+
+    def _get_support_mask(self) -> np.ndarray:
+        check_is_fitted(self)
+        return self._support
+
+    def transform(self, X: Any) -> Any:
+        """The selected columns of X.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+
+        Returns
+        -------
+        array or frame of shape (n_samples, n_selected)
+        """
+        check_is_fitted(self)
+        if _is_frame(X) and not hasattr(self, "_sklearn_output_config"):
+            validate_data(self, X, reset=False, skip_check_array=True)
+            return X[[name for name, kept in zip(X.columns, self._support, strict=True) if kept]]
+        return super().transform(X)
+
+
+class Binning(TransformerMixin, _Supervised):
+    """Bins every feature by its relation to the outcome and replaces it by a figure of its bin.
+
+    Parameters
+    ----------
+    output : {"auto", "woe", "mean", "shares", "label", "code"}, default="auto"
+        What stands for a feature: the weight of evidence of its bin (100 times the natural
+        logarithm of share of goods over share of bads; y with two classes), the mean of y
+        (regression), the share of each class (more classes; a column per class), the label of the
+        bin as a text, or its number from 0. "auto" is the first of these that y has. In a bin of
+        one class alone the weight of evidence counts half a case more of each class.
+    bad : object, optional
+        The class of a binary y that counts as bad; default: the last one, the event.
+    unbinned : {"neutral", "nan"}, default="neutral"
+        What stands for a case without a bin, such as a level that fit has not seen: the figure of
+        all cases (a weight of evidence of 0, the overall mean or shares), or NaN. Labels and codes
+        are None and -1.
+    task : {"auto", "classification", "regression"}, default="auto"
+        How y is treated; "auto" decides by its values, as ``type_of_target`` does.
+
+    Attributes
+    ----------
+    bins_ : Bins
+        The bins, to save or to write as SQL and Python.
+    iv_ : ndarray of shape (n_features_in_,)
+        Information values; NaN where y is not binary or the feature has no bins.
+    classes_ : ndarray
+        The classes of y, of a classification.
+    n_features_in_ : int
+    feature_names_in_ : ndarray of str
+        Names of the features of a frame.
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from velmora import Binning
+    >>> X = np.random.default_rng(0).normal(size=(500, 2))
+    >>> coded = Binning(output="code").fit_transform(X, X[:, 0] > 0)
+    >>> coded.shape
+    (500, 2)
+    """
+
+    def __init__(
+        self, *, output: str = "auto", bad: Any = None, unbinned: str = "neutral", task: str = "auto"
+    ) -> None:
+        self.output = output
+        self.bad = bad
+        self.unbinned = unbinned
+        self.task = task
+
+    def __sklearn_tags__(self) -> Any:
+        tags = super().__sklearn_tags__()
+        if self.output in ("label", "code"):
+            tags.transformer_tags.preserves_dtype = []
+        return tags
+
+    def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
+        if not classification:
+            return {"continuous-response": outcome}
+        if len(self.classes_) > 2:
+            return {"categorical-response": outcome}
+        bad = 1
+        if self.bad is not None:
+            if self.bad not in self.classes_:
+                raise ValueError(
+                    f"bad={self.bad!r} is not a class of y, whose classes are {list(self.classes_)}."
+                )
+            bad = int(np.flatnonzero(self.classes_ == self.bad)[0])
+        return {"binary-response": outcome, "bad": str(bad), "good": str(1 - bad)}
+
+    def fit(self, X: Any, y: Any, sample_weight: Any = None) -> Binning:
+        """Finds the bins.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+        y : array of shape (n_samples,)
+        sample_weight : array of shape (n_samples,), optional
+
+        Returns
+        -------
+        self
+        """
+        result, names = self._run(X, y, sample_weight, "screen")
+        response = json.loads(result.text("json"))["responses"][0]
+        self.kind_ = response["kind"]
+        self._output_kind()
+        self.bins_ = Bins(result.bins().text("json"))
+        found = {predictor["name"]: predictor for predictor in response["predictors"]}
+        self._tables = {name: predictor["rows"] for name, predictor in found.items()}
+        self._names = names
+        self._figures: dict[str, list[list[float]]] = {"": []} | {
+            name: self._figures_of(predictor["rows"], predictor["total"]) for name, predictor in found.items()
+        }
+        value = [found[n]["informationValue"] if n in found else None for n in names]
+        self.iv_ = np.array([np.nan if v is None else v for v in value], dtype=np.float64)
+        weights = None if sample_weight is None else np.asarray(sample_weight, dtype=np.float64)
+        if self.kind_ == "continuous":
+            self._neutral = [float(np.average(np.asarray(y, dtype=np.float64), weights=weights))]
+        elif self.kind_ == "categorical":
+            self._neutral = [
+                float(np.average(np.asarray(y) == class_, weights=weights)) for class_ in self.classes_
+            ]
+        else:
+            self._neutral = [0.0]
+        return self
+
+    def _figures_of(self, rows: list[dict[str, Any]], total: dict[str, Any]) -> list[list[float]]:
+        """The figures of each bin: one, or a share per class."""
+        if self.kind_ == "continuous":
+            return [[row["mean"]] for row in rows]
+        if self.kind_ == "categorical":
+            return [[count / row["total"] for count in row["counts"].values()] for row in rows]
+
+        # A bin of one class alone has no logarithm; half a case is added to each class there.
+        def woe(row: dict[str, Any]) -> float:
+            if row["woe"] is not None:
+                return float(row["woe"])
+            good, bad = (row[code] + 0.5 for code in ("good", "bad"))
+            return 100 * float(np.log(good / total["good"] / (bad / total["bad"])))
+
+        return [[woe(row)] for row in rows]
+
+    def _output_kind(self) -> str:
+        """What transform gives: "figure", "label" or "code"."""
+        figure = {"binary": "woe", "continuous": "mean", "categorical": "shares"}[self.kind_]
+        if self.output in ("label", "code"):
+            return str(self.output)
+        if self.output not in ("auto", figure):
+            if self.output not in ("woe", "mean", "shares"):
+                raise ValueError(f"output is auto, woe, mean, shares, label or code, not {self.output!r}.")
+            raise ValueError(f"output={self.output!r} does not fit this y, whose bins have: {figure}.")
+        return "figure"
+
+    def _columns(
+        self, coded: dict[str, np.ndarray], predictor: Mapping[str, Any] | None, count: int
+    ) -> list[Any]:
+        """The columns of one feature; predictor: its saved bins, None when it has none."""
+        kind = self._output_kind()
+        labels = (
+            np.full(count, None, dtype=object) if predictor is None else coded[predictor["codedVariable"]]
+        )
+        if kind == "label":
+            return [labels]
+        bins = [] if predictor is None else predictor["bins"]
+        places = {one["label"]: place for place, one in enumerate(bins)}
+        codes = np.array([places.get(label, -1) for label in labels], dtype=np.int64)
+        if kind == "code":
+            return [codes]
+        neutral = self._neutral if self.unbinned == "neutral" else [np.nan] * len(self._neutral)
+        # The last figure is that of code -1.
+        figures = np.array(
+            [*self._figures[predictor["name"] if predictor else ""], neutral], dtype=np.float64
+        )
+        return list(figures[codes].T)
+
+    def transform(self, X: Any) -> Any:
+        """Codes X.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+
+        Returns
+        -------
+        array or frame of shape (n_samples, n_columns)
+            A column per feature, or per feature and class of shares.
+        """
+        check_is_fitted(self)
+        if self.unbinned not in ("neutral", "nan"):
+            raise ValueError(f"unbinned is neutral or nan, not {self.unbinned!r}.")
+        X = _validated(self, X, reset=False)
+        saved = {p["name"]: p for p in self.bins_.json["responses"][0]["predictors"]}
+        coded = _frames.columns_of(self.bins_._apply(X)) if saved else {}
+        columns: list[Any] = []
+        for name in self._names:
+            columns += self._columns(coded, saved.get(name), len(X))
+        return np.column_stack(columns)
+
+    def get_feature_names_out(self, input_features: Any = None) -> np.ndarray:
+        """Names of the columns of transform: those of the features, of shares with the class."""
+        check_is_fitted(self)
+        names = getattr(self, "feature_names_in_", None)
+        if input_features is not None:
+            input_features = np.asarray(input_features, dtype=object)
+            if names is not None and not np.array_equal(names, input_features):
+                raise ValueError("input_features is not equal to feature_names_in_")
+            if len(input_features) != self.n_features_in_:
+                raise ValueError(
+                    f"input_features should have length equal to number of features ({self.n_features_in_}),"
+                    f" got {len(input_features)}"
+                )
+            names = input_features
+        if names is None:
+            names = self._names
+        if self.kind_ == "categorical" and self._output_kind() == "figure":
+            names = [f"{name}_{class_}" for name in names for class_ in self.classes_]
+        return np.asarray(names, dtype=object)
+
+    def table(self, feature: str) -> Any:
+        """The bins of a feature as a pandas frame: label, counts and figures, a row per bin."""
+        check_is_fitted(self)
+        if feature not in self._tables:
+            known = "has no bins" if feature in self._names else "is not a feature"
+            raise ValueError(f"{feature!r} {known}.")
+        import pandas
+
+        return pandas.DataFrame(self._tables[feature])
+
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """Writes the bins as the JSON that ``velmora apply`` reads."""
+        check_is_fitted(self)
+        self.bins_.save(Path(path))
+
+    def to_sql(self) -> str:
+        """The bins as a query in standard SQL."""
+        check_is_fitted(self)
+        return self.bins_.to_sql()
+
+    def to_python(self) -> str:
+        """The bins as a Python module without dependencies."""
+        check_is_fitted(self)
+        return self.bins_.to_python()
