@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo bench test test-windows windows-zip asan clang fuzz tidy format clean setup setup-test
+.PHONY: all build demo bench test test-windows windows-zip wheel package asan clang fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 export CCACHE_SLOPPINESS := pch_defines,time_macros
@@ -40,6 +40,17 @@ test-windows: setup-test
 windows-zip: setup-test
 	@cmake --preset mingw
 	@cmake --build --preset mingw --target windows-zip
+
+# dist/velmora-VERSION-py3-none-manylinux*.whl, with the libraries that it needs.
+wheel: setup-test
+	@rm -rf build/wheel && mkdir -p dist
+	@build/venv/bin/pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/wheel \
+	  --config-settings=build-dir=build/wheel-objects ./python
+	@PATH="$(CURDIR)/build/venv/bin:$$PATH" build/venv/bin/auditwheel --verbose repair --wheel-dir dist build/wheel/velmora-*.whl
+
+# dist/velmora_VERSION_ARCHITECTURE.deb
+package: build
+	@cpack --config build/release/CPackConfig.cmake
 
 asan: setup-test
 	@cmake --preset asan-ubsan
