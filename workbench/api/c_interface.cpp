@@ -203,7 +203,7 @@ velmora_bins* NewBins(const std::shared_ptr<SessionState>& state, SavedBins bins
 }
 
 ArrowTable Coded(const SavedBins& bins, SessionState& state) {
-  CodingProgram program(ProgramOf(bins, "the bins"), state.table, state.notices);
+  CodingProgram program({"the bins", bins}, state.table, state.notices);
   ArrowTable coded;
   for (const Column& column : program.Run([](double) { return !WasInterrupted(); }))
     coded.AddVariable(column);
@@ -392,8 +392,8 @@ int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
     constexpr int kAll = 1 << 30;
     state.Work([&] {
       const FinishedRun& run = *result->run;
-      *bins = NewBins(result->state, SavedBinsOf(*run.screening, run.session.Data(), best == 0 ? kAll : best,
-                                                 state.notices));
+      *bins =
+          NewBins(result->state, SavedBinsOf(*run.screening, run.session.Data(), best == 0 ? kAll : best));
     });
   });
 }
