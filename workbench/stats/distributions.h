@@ -14,6 +14,12 @@ double FUpperTail(double df1, double df2, double f);
 double ChiSquareCdf(double x, double df);
 // P(X > x); 1 for x <= 0, 0 for infinite x.
 double ChiSquareUpperTail(double x, double df);
+
+// Natural logarithms of the upper tails. They go on where the tails themselves are too small for a
+// double, so that no two probabilities tie at 0; minus infinity for an infinite statistic alone.
+double LogFUpperTail(double df1, double df2, double f);
+double LogChiSquareUpperTail(double x, double df);
+
 // t with P(T <= t) = p; minus and plus infinity for p = 0 and 1, NaN for p outside 0..1.
 double StudentQuantile(double p, double df);
 
