@@ -2,19 +2,9 @@
 
 #include <cmath>
 
-#include "base/normal_quantile.h"
 #include "base/tolerant.h"
 
 namespace vlmfsl {
-
-double IntervalQuantile() {
-  static const double quantile = vlm::NormalQuantile(0.995, nullptr);
-  return quantile;
-}
-
-double IntervalWidth(double variance, int cuts) {
-  return IntervalQuantile() * 2.0 * std::sqrt(variance) / (static_cast<double>(cuts) + 1.0);
-}
 
 IntervalRule::IntervalRule(const ContinuousVarMoments& moments, int cuts)
     : lower_(moments.mean - IntervalQuantile() * std::sqrt(moments.variance)),

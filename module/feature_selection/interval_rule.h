@@ -6,19 +6,17 @@
 
 #include <vector>
 
+#include "base/interval_width.h"
 #include "module/feature_selection/feature_selection_settings.h"
 
 namespace vlmfsl {
 
-// Half-width of the central 99 % of the standard normal distribution.
-double IntervalQuantile();
+using vlm::IntervalQuantile;
+using vlm::IntervalWidth;
 
 // Intervals are kept as a table of bounds up to this number of cuts; beyond it each bound is
 // computed when needed.
 inline constexpr int kMaxTabledCuts = 64;
-
-// Width of the intervals of a variable: quantile x 2 x sqrt(variance) / (cuts + 1).
-double IntervalWidth(double variance, int cuts);
 
 class IntervalRule {
  public:

@@ -1,0 +1,193 @@
+// The order of predictors and what it rests on, over tables in memory.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+#include "tests/stats/stats_testing.h"
+#include "workbench/data/errors.h"
+#include "workbench/ranking/rank_predictors.h"
+
+namespace velmora::ranking {
+namespace {
+
+using stats::Random;
+
+class TableMaker {
+ public:
+  explicit TableMaker(int cases) { table_.caseCount = cases; }
+
+  int Add(const std::string& name, const std::function<double(int)>& valueOf) {
+    Column column;
+    column.name = name;
+    for (int i = 0; i < table_.caseCount; ++i) column.values.push_back(valueOf(i));
+    table_.columns.push_back(std::move(column));
+    return table_.VariableCount();
+  }
+  const Table& Made() const { return table_; }
+
+ private:
+  Table table_;
+};
+
+Ranking Rank(const Table& table, const RankingPlan& plan) {
+  return RankPredictors(table, CaseBitmap(table.caseCount), plan);
+}
+
+std::vector<double> Uniforms(int count, std::uint64_t seed) {
+  Random random(seed);
+  std::vector<double> values;
+  for (int i = 0; i < count; ++i) values.push_back(random.Uniform());
+  return values;
+}
+
+// Noise with 200 levels, noise that is nearly always missing, and a weak true predictor.
+TEST(Ranking, WhatIsNoBetterThanChanceComesLast) {
+  constexpr int kCases = 1000;
+  const std::vector<double> a = Uniforms(kCases, 1), b = Uniforms(kCases, 2), c = Uniforms(kCases, 3);
+  TableMaker maker(kCases);
+  RankingPlan plan;
+  plan.categoricalDependents = {
+      maker.Add("y", [&](int i) { return a[static_cast<std::size_t>(i)] < 0.4 ? 1 : 0; })};
+  plan.categoricalPredictors = {
+      maker.Add("many levels", [&](int i) { return std::floor(b[static_cast<std::size_t>(i)] * 200); }),
+      maker.Add(
+          "nearly missing",
+          [&](int i) { return i % 40 == 0 ? std::floor(c[static_cast<std::size_t>(i)] * 3) : kMissing; }),
+      maker.Add("weak",
+                [&](int i) {
+                  return a[static_cast<std::size_t>(i)] + 3 * c[static_cast<std::size_t>(i)] < 1.7 ? 1 : 0;
+                }),
+      maker.Add("constant", [](int) { return 4; })};
+  const Ranking ranking = Rank(maker.Made(), plan);
+  const RankedOutcome& outcome = ranking.outcomes[0];
+  EXPECT_EQ(outcome.order[0], 2);
+  EXPECT_EQ(outcome.order[3], 3);
+  EXPECT_TRUE(outcome.pairs[2].better);
+  EXPECT_FALSE(outcome.pairs[0].better);
+  EXPECT_FALSE(outcome.pairs[1].better);
+  EXPECT_FALSE(outcome.pairs[3].association.computable);
+  EXPECT_GT(outcome.pairs[0].association.rawEffect, outcome.pairs[2].association.rawEffect);
+  EXPECT_EQ(outcome.pairs[1].cases, 25);
+  EXPECT_EQ(outcome.pairs[1].missing, 975);
+
+  plan.key = RankKey::kStatistic;  // the raw V puts noise first
+  EXPECT_NE(Rank(maker.Made(), plan).outcomes[0].order[0], 2);
+}
+
+// The intervals of quantiles see only the order of the values; those of equal width lose everything
+// to one far value, and say so.
+TEST(Ranking, QuantilesDoNotDependOnFarValues) {
+  constexpr int kCases = 2000;
+  Random random(4);
+  std::vector<double> z, y;
+  for (int i = 0; i < kCases; ++i) {
+    z.push_back(random.Normal());
+    y.push_back(z.back() + 2 * random.Normal());
+  }
+  TableMaker maker(kCases);
+  const auto at = [](const std::vector<double>& values, int i) {
+    return values[static_cast<std::size_t>(i)];
+  };
+  RankingPlan plan;
+  plan.continuousDependents = {maker.Add("y", [&](int i) { return at(y, i); })};
+  plan.continuousPredictors = {maker.Add("z", [&](int i) { return at(z, i); }),
+                               maker.Add("exp", [&](int i) { return std::exp(5 * at(z, i)); }),
+                               maker.Add("outlier", [&](int i) { return i == 17 ? 1e6 : at(z, i); }),
+                               maker.Add("code", [&](int i) { return i % 20 == 0 ? -999 : at(z, i); })};
+  const Ranking quantiles = Rank(maker.Made(), plan);
+  EXPECT_TRUE(quantiles.crowded.empty());
+  const auto effect = [](const Ranking& ranking, std::size_t p) {
+    return ranking.outcomes[0].pairs[p].association.effect;
+  };
+  EXPECT_GT(effect(quantiles, 0), 0.1);
+  EXPECT_EQ(effect(quantiles, 1), effect(quantiles, 0));
+  for (const std::size_t p : {2u, 3u}) EXPECT_NEAR(effect(quantiles, p) / effect(quantiles, 0), 1, 0.2) << p;
+
+  plan.predictorIntervals.method = IntervalMethod::kEqualWidth;
+  const Ranking equalWidth = Rank(maker.Made(), plan);
+  EXPECT_LT(effect(equalWidth, 2), 0.01);
+  std::vector<double> far;
+  for (const CrowdedPredictor& crowded : equalWidth.crowded) far.push_back(crowded.intervals.farValue);
+  ASSERT_EQ(far.size(), 3u);
+  EXPECT_EQ(far[1], 1e6);
+  EXPECT_EQ(far[2], -999);
+  EXPECT_EQ(equalWidth.crowded[2].intervals.farCases, 100);
+}
+
+// Ten values of which one has most cases: it is an interval of its own, and no interval is empty.
+TEST(CaseGroups, QuantilesWithTiesAndWeights) {
+  TableMaker maker(100);
+  const int number = maker.Add("x", [](int i) { return i < 60 ? 0 : (i % 10) + 1; });
+  const std::vector<std::uint8_t> used(100, 1);
+  CaseGrouper grouper(used, {});
+  const CaseGroups& groups = grouper.Group(maker.Made().Variable(number), {IntervalMethod::kQuantiles, 5});
+  EXPECT_EQ(groups.groupOf[0], 0u);
+  EXPECT_EQ(groups.count, 3u);  // 0; 1 to 5; 6 to 10
+  EXPECT_EQ(groups.groupOf[64], groups.groupOf[60]);
+  EXPECT_NE(groups.groupOf[65], groups.groupOf[60]);
+
+  // A case with weight 60 in place of 60 cases.
+  TableMaker weighted(41);
+  const int same = weighted.Add("x", [](int i) { return i == 0 ? 0 : ((i - 1) % 10) + 1; });
+  std::vector<double> mass(41, 1.0);
+  mass[0] = 60;
+  const std::vector<std::uint8_t> all(41, 1);
+  CaseGrouper byMass(all, mass);
+  const CaseGroups& again = byMass.Group(weighted.Made().Variable(same), {IntervalMethod::kQuantiles, 5});
+  EXPECT_EQ(again.count, 3u);
+  EXPECT_EQ(again.groupOf[5], again.groupOf[1]);
+  EXPECT_NE(again.groupOf[6], again.groupOf[1]);
+}
+
+TEST(Ranking, CasesLeftOutAreCountedByReason) {
+  TableMaker maker(100);
+  RankingPlan plan;
+  plan.continuousDependents = {maker.Add("y", [](int i) { return i % 9 == 0 ? kMissing : i % 7; })};
+  plan.categoricalPredictors = {maker.Add("a", [](int i) { return i % 4 == 0 ? kMissing : i % 3; }),
+                                maker.Add("b", [](int i) { return i % 2; })};
+  plan.weight = maker.Add("w", [](int i) { return i < 5 ? 0 : i < 8 ? kMissing : 1 + i % 3; });
+  plan.count = maker.Add("n", [](int i) { return i == 10 ? 0 : 2; });
+  Ranking ranking = Rank(maker.Made(), plan);
+  EXPECT_EQ(ranking.zeroWeightCases, 8);
+  EXPECT_EQ(ranking.badCountCases, 1);
+  EXPECT_EQ(ranking.usedCases, 91);
+  EXPECT_EQ(ranking.outcomes[0].pairs[1].cases, ranking.outcomes[0].cases);
+  EXPECT_EQ(ranking.outcomes[0].pairs[0].frequency,
+            2.0 * static_cast<double>(ranking.outcomes[0].pairs[0].cases));
+  EXPECT_GT(ranking.designEffect, 1);
+  plan.completeCases = true;
+  ranking = Rank(maker.Made(), plan);
+  EXPECT_EQ(ranking.outcomes[0].pairs[0].cases, ranking.usedCases);
+  EXPECT_EQ(ranking.outcomes[0].pairs[1].cases, ranking.usedCases);
+  EXPECT_EQ(ranking.usedCases + ranking.incompleteCases, 91);
+}
+
+// The figures of cases that are repeated are those of counts.
+TEST(Ranking, CountsAreRepeatedCases) {
+  TableMaker counted(60), repeated(180);
+  const auto add = [](TableMaker& maker, int divisor, RankingPlan& plan) {
+    plan.continuousDependents = {maker.Add("y", [=](int i) { return i / divisor * 13 % 29; })};
+    plan.categoricalDependents = {maker.Add("g", [=](int i) { return i / divisor * 5 % 7 < 3; })};
+    plan.continuousPredictors = {maker.Add("x", [=](int i) { return i / divisor * 11 % 31; })};
+    plan.categoricalPredictors = {maker.Add("c", [=](int i) { return i / divisor * 7 % 5; })};
+  };
+  RankingPlan counts, cases;
+  add(counted, 1, counts);
+  counts.count = counted.Add("n", [](int) { return 3; });
+  add(repeated, 3, cases);
+  const Ranking a = Rank(counted.Made(), counts), b = Rank(repeated.Made(), cases);
+  for (std::size_t d : {0u, 1u}) {
+    for (std::size_t p : {0u, 1u}) {
+      const stats::Association& one = a.outcomes[d].pairs[p].association;
+      const stats::Association& other = b.outcomes[d].pairs[p].association;
+      EXPECT_NEAR(one.statistic, other.statistic, 1e-9 * other.statistic);
+      EXPECT_NEAR(one.logP, other.logP, 1e-9);
+      EXPECT_EQ(one.df2, other.df2);
+      EXPECT_NEAR(one.upper, other.upper, 1e-9);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace velmora::ranking

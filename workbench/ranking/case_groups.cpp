@@ -1,0 +1,128 @@
+#include "workbench/ranking/case_groups.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/interval_width.h"
+#include "base/tolerant.h"
+
+namespace velmora::ranking {
+namespace {
+
+// Above this share of the cases in one interval, the others hold too few to show a relation.
+constexpr double kCrowdedShare = 0.9;
+
+}  // namespace
+
+void CaseGrouper::Sort(const Column& column) {
+  stats::SortColumn(column.values, column.missingCode, used_, scratch_, order_);
+  groups_.distinctValues = order_.DistinctCount();
+  groups_.cases = static_cast<std::int64_t>(order_.CaseCount());
+  groups_.crowded.reset();
+}
+
+double CaseGrouper::MassOf(std::size_t position) const {
+  return mass_.empty() ? 1.0 : mass_[order_.cases[position]];
+}
+
+const CaseGroups& CaseGrouper::Group(const Column& column) {
+  Sort(column);
+  const std::size_t count = order_.DistinctCount();
+  groups_.count = static_cast<std::uint32_t>(count);
+  groups_.groupOf.assign(column.values.size(), groups_.count);
+  for (std::size_t d = 0; d < count; ++d) {
+    for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
+      groups_.groupOf[order_.cases[static_cast<std::size_t>(at)]] = static_cast<std::uint32_t>(d);
+  }
+  return groups_;
+}
+
+const CaseGroups& CaseGrouper::Group(const Column& column, const IntervalRule& rule) {
+  Sort(column);
+  Assign(column, rule.method == IntervalMethod::kQuantiles ? QuantileBounds(column, rule.intervals)
+                                                           : EqualWidthBounds(column, rule.intervals));
+  if (rule.method == IntervalMethod::kEqualWidth) FindCrowded(column);
+  return groups_;
+}
+
+void CaseGrouper::Assign(const Column& column, const std::vector<double>& highest) {
+  std::uint32_t group = 0;
+  bool any = false;  // the group has cases
+  std::size_t bound = 0;
+  std::vector<std::uint32_t> groupOfValue(order_.DistinctCount());
+  for (std::size_t d = 0; d < order_.DistinctCount(); ++d) {
+    const double value = order_.Value(column.values, d);
+    while (bound < highest.size() && vlm::GreaterBeyondTolerance(value, highest[bound])) {
+      ++bound;
+      if (any) ++group;
+      any = false;
+    }
+    groupOfValue[d] = group;
+    any = true;
+  }
+  groups_.count = order_.DistinctCount() == 0 ? 0 : group + 1;
+  groups_.groupOf.assign(column.values.size(), groups_.count);
+  for (std::size_t d = 0; d < groupOfValue.size(); ++d) {
+    for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
+      groups_.groupOf[order_.cases[static_cast<std::size_t>(at)]] = groupOfValue[d];
+  }
+}
+
+// A bound is the smallest value that leaves at least its share of the mass at or below it.
+std::vector<double> CaseGrouper::QuantileBounds(const Column& column, int intervals) const {
+  double total = 0;
+  for (std::size_t i = 0; i < order_.CaseCount(); ++i) total += MassOf(i);
+  std::vector<double> bounds;
+  double below = 0;
+  int next = 1;
+  for (std::size_t d = 0; d + 1 < order_.DistinctCount(); ++d) {
+    for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
+      below += MassOf(static_cast<std::size_t>(at));
+    const int reached = static_cast<int>(std::floor(below / total * intervals * (1 + 1e-12)));
+    if (reached < next) continue;
+    bounds.push_back(order_.HighestValue(column.values, d));
+    next = reached + 1;
+  }
+  return bounds;
+}
+
+std::vector<double> CaseGrouper::EqualWidthBounds(const Column& column, int intervals) const {
+  const std::size_t distinct = order_.DistinctCount();
+  if (distinct == 0) return {};
+  double mass = 0, mean = 0, squares = 0;
+  for (std::size_t i = 0; i < order_.CaseCount(); ++i) {
+    const double m = MassOf(i), value = column.values[order_.cases[i]];
+    mass += m;
+    const double step = value - mean;
+    mean += step * m / mass;
+    squares += m * step * (value - mean);
+  }
+  const double variance = vlm::NearlyEqual(mass, 1.0) ? squares : squares / (mass - 1);
+  const double lower =
+      std::min(order_.Value(column.values, 0), mean - vlm::IntervalQuantile() * std::sqrt(variance));
+  const double width = vlm::IntervalWidth(variance, intervals);
+  std::vector<double> bounds;
+  for (int i = 0; i + 1 < intervals; ++i) bounds.push_back(lower + (i + 1.0) * width);
+  return bounds;
+}
+
+void CaseGrouper::FindCrowded(const Column& column) {
+  const std::size_t distinct = order_.DistinctCount();
+  if (distinct < 3) return;
+  std::vector<std::int64_t> counts(groups_.count);
+  for (const std::uint32_t at : order_.cases) ++counts[groups_.groupOf[at]];
+  CrowdedIntervals crowded;
+  crowded.share = static_cast<double>(*std::max_element(counts.begin(), counts.end())) /
+                  static_cast<double>(groups_.cases);
+  if (crowded.share <= kCrowdedShare) return;
+  const double median = column.values[order_.cases[order_.CaseCount() / 2]];
+  const double lowest = order_.Value(column.values, 0);
+  const double highest = order_.Value(column.values, distinct - 1);
+  const bool above = highest - median >= median - lowest;
+  crowded.farValue = above ? highest : lowest;
+  const std::size_t d = above ? distinct - 1 : 0;
+  crowded.farCases = order_.starts[d + 1] - order_.starts[d];
+  groups_.crowded = crowded;
+}
+
+}  // namespace velmora::ranking

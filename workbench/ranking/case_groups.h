@@ -1,0 +1,68 @@
+// The levels of a variable as small numbers, one per case: the categories of a categorical variable,
+// the intervals of a continuous one.
+//
+//   CaseGrouper grouper(used, mass);
+//   const CaseGroups& groups = grouper.Group(column, {IntervalMethod::kQuantiles, 10});
+//   sums[groups.groupOf[i]] += ...   // groups.count collects the cases without a value
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "workbench/data/table.h"
+#include "workbench/stats/sorted_order.h"
+
+namespace velmora::ranking {
+
+enum class IntervalMethod { kQuantiles, kEqualWidth };
+
+struct IntervalRule {
+  IntervalMethod method = IntervalMethod::kQuantiles;
+  int intervals = 10;  // at most
+};
+
+// Why intervals of equal width say little: nearly all cases are in one of them.
+struct CrowdedIntervals {
+  double share = 0;     // of the cases in the fullest interval
+  double farValue = 0;  // the value that is farthest from the others
+  int farCases = 0;     // that have it
+};
+
+struct CaseGroups {
+  std::vector<std::uint32_t> groupOf;  // by case; count: not used, or without a value
+  std::uint32_t count = 0;             // groups, from 0 in order of value
+  std::size_t distinctValues = 0;
+  std::int64_t cases = 0;  // used, with a value
+  std::optional<CrowdedIntervals> crowded;
+};
+
+class CaseGrouper {
+ public:
+  // used: one byte per case, 0 for a case that is left out. mass: of each case, 0 where it is left
+  // out; empty: every case counts once. Both must outlive the grouper.
+  CaseGrouper(std::span<const std::uint8_t> used, std::span<const double> mass) : used_(used), mass_(mass) {}
+
+  // The categories of the column's values. The result lives until the next call.
+  const CaseGroups& Group(const Column& column);
+  // The intervals of its values.
+  const CaseGroups& Group(const Column& column, const IntervalRule& rule);
+
+ private:
+  void Sort(const Column& column);
+  double MassOf(std::size_t position) const;
+  // Groups the ordered values by the highest value of each group but the last, ascending.
+  void Assign(const Column& column, const std::vector<double>& highest);
+  std::vector<double> QuantileBounds(const Column& column, int intervals) const;
+  std::vector<double> EqualWidthBounds(const Column& column, int intervals) const;
+  void FindCrowded(const Column& column);
+
+  std::span<const std::uint8_t> used_;
+  std::span<const double> mass_;
+  stats::SortScratch scratch_;
+  stats::SortedOrder order_;
+  CaseGroups groups_;
+};
+
+}  // namespace velmora::ranking

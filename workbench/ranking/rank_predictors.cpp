@@ -1,0 +1,425 @@
+#include "workbench/ranking/rank_predictors.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "workbench/data/errors.h"
+
+namespace velmora::ranking {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+bool IsAbsent(const Column& column, std::size_t i) {
+  return std::isnan(column.values[i]) || IsMissing(column.values[i], column.missingCode);
+}
+
+// The cases of a run and what each of them counts.
+struct Cases {
+  std::vector<std::uint8_t> used;
+  std::vector<double> weight;     // relative to their mean, times the count; empty: 1
+  std::vector<double> squares;    // count x weight^2; empty without sampling weights
+  std::vector<double> frequency;  // empty: 1
+
+  std::size_t Count() const { return used.size(); }
+};
+
+class CaseCollector {
+ public:
+  CaseCollector(const Table& table, const RankingPlan& plan, Ranking& ranking)
+      : table_(table), plan_(plan), ranking_(ranking) {}
+
+  Cases Collect(const CaseBitmap& selected) {
+    const auto count = static_cast<std::size_t>(table_.caseCount);
+    Cases cases;
+    cases.used.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const bool isSelected = selected.Contains(static_cast<std::int64_t>(i));
+      cases.used[i] = isSelected ? 1 : 0;
+      if (!isSelected) ++ranking_.excludedCases;
+    }
+    if (plan_.weight != 0) LeaveOutWithoutWeight(cases);
+    if (plan_.count != 0) LeaveOutWithoutCount(cases);
+    if (plan_.completeCases) LeaveOutIncomplete(cases);
+    ranking_.usedCases = std::count(cases.used.begin(), cases.used.end(), std::uint8_t{1});
+    if (plan_.count != 0) TakeCounts(cases);
+    TakeWeights(cases);
+    return cases;
+  }
+
+ private:
+  void LeaveOutWithoutWeight(Cases& cases) {
+    const Column& weights = table_.Variable(plan_.weight);
+    for (std::size_t i = 0; i < cases.Count(); ++i) {
+      if (cases.used[i] == 0) continue;
+      const double weight = weights.values[i];
+      if (IsAbsent(weights, i) || !std::isfinite(weight) || NearlyEqualDoubles(weight, 0)) {
+        cases.used[i] = 0;
+        ++ranking_.zeroWeightCases;
+      } else if (weight < 0) {
+        throw DataError("The weight variable " + weights.name + " is negative in case " +
+                        std::to_string(i + 1) + "; weights are 0 or more.");
+      }
+    }
+  }
+
+  void LeaveOutWithoutCount(Cases& cases) {
+    const Column& counts = table_.Variable(plan_.count);
+    for (std::size_t i = 0; i < cases.Count(); ++i) {
+      const bool counted = !IsAbsent(counts, i) && std::isfinite(counts.values[i]) && counts.values[i] >= 1;
+      if (cases.used[i] == 0 || counted) continue;
+      cases.used[i] = 0;
+      ++ranking_.badCountCases;
+    }
+  }
+
+  void LeaveOutIncomplete(Cases& cases) {
+    for (const std::vector<int>* numbers : {&plan_.continuousDependents, &plan_.categoricalDependents,
+                                            &plan_.continuousPredictors, &plan_.categoricalPredictors}) {
+      for (const int number : *numbers) {
+        const Column& column = table_.Variable(number);
+        for (std::size_t i = 0; i < cases.Count(); ++i) {
+          if (cases.used[i] == 0 || !IsAbsent(column, i)) continue;
+          cases.used[i] = 0;
+          ++ranking_.incompleteCases;
+        }
+      }
+    }
+  }
+
+  void TakeCounts(Cases& cases) {
+    cases.frequency = table_.Variable(plan_.count).values;
+    for (std::size_t i = 0; i < cases.Count(); ++i) {
+      if (cases.used[i] == 0) cases.frequency[i] = 0;
+    }
+  }
+
+  void TakeWeights(Cases& cases) {
+    if (plan_.weight == 0) {
+      cases.weight = cases.frequency;
+      ranking_.totalWeight = cases.frequency.empty()
+                                 ? static_cast<double>(ranking_.usedCases)
+                                 : std::accumulate(cases.frequency.begin(), cases.frequency.end(), 0.0);
+      return;
+    }
+    cases.weight = table_.Variable(plan_.weight).values;
+    cases.squares.resize(cases.Count());
+    double number = 0, total = 0, squares = 0;
+    for (std::size_t i = 0; i < cases.Count(); ++i) {
+      const double frequency = cases.used[i] == 0 ? 0 : cases.frequency.empty() ? 1 : cases.frequency[i];
+      if (frequency == 0) cases.weight[i] = 0;  // also where it is missing
+      number += frequency;
+      total += frequency * cases.weight[i];
+    }
+    ranking_.totalWeight = total;
+    for (std::size_t i = 0; i < cases.Count(); ++i) {
+      if (cases.used[i] == 0) continue;
+      const double relative = cases.weight[i] / total * number;
+      const double frequency = cases.frequency.empty() ? 1 : cases.frequency[i];
+      cases.weight[i] = frequency * relative;
+      cases.squares[i] = frequency * relative * relative;
+      squares += cases.squares[i];
+    }
+    if (number > 0) ranking_.designEffect = squares / number;
+  }
+
+  const Table& table_;
+  const RankingPlan& plan_;
+  Ranking& ranking_;
+};
+
+// An outcome in the form that the pass over a pair reads.
+struct Outcome {
+  // Classes.
+  std::vector<std::uint32_t> classOf;  // by case; classes: without one
+  std::uint32_t classes = 0;           // 0: measured
+  // Measured: centred and scaled, which changes no figure; 0 where absent.
+  std::vector<double> values;
+  std::vector<std::uint8_t> present;  // used, with a value
+  bool finite = true;
+};
+
+// Values between -1 and 1 around their mean, so that no square overflows or loses the deviations
+// around a large offset.
+void Standardize(const Column& column, const Cases& cases, Outcome& outcome) {
+  outcome.values.assign(cases.Count(), 0.0);
+  outcome.present.assign(cases.Count(), 0);
+  double largest = 0;
+  std::int64_t count = 0;
+  for (std::size_t i = 0; i < cases.Count(); ++i) {
+    if (cases.used[i] == 0 || IsAbsent(column, i)) continue;
+    outcome.present[i] = 1;
+    ++count;
+    largest = std::max(largest, std::fabs(column.values[i]));
+  }
+  outcome.finite = std::isfinite(largest);
+  if (!outcome.finite || largest == 0) return;
+  // A power of two leaves the digits as they are.
+  int exponent = 0;
+  std::frexp(largest, &exponent);
+  double mean = 0, seen = 0;
+  for (std::size_t i = 0; i < cases.Count(); ++i) {
+    if (outcome.present[i] == 0) continue;
+    outcome.values[i] = std::ldexp(column.values[i], -exponent);
+    mean += (outcome.values[i] - mean) / ++seen;
+  }
+  double width = 0;
+  for (std::size_t i = 0; i < cases.Count(); ++i) {
+    if (outcome.present[i] == 0) continue;
+    outcome.values[i] -= mean;
+    width = std::max(width, std::fabs(outcome.values[i]));
+  }
+  if (width == 0) return;
+  std::frexp(width, &exponent);
+  for (double& value : outcome.values) value = std::ldexp(value, -exponent);
+}
+
+// The pass over the cases of one pair.
+class PairPass {
+ public:
+  explicit PairPass(const Cases& cases) : cases_(cases) {}
+
+  void Run(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
+    if (outcome.classes > 0) {
+      Tabulate(groups, outcome, pair);
+    } else if (outcome.finite) {
+      Compare(groups, outcome, pair);
+    }
+  }
+
+ private:
+  bool IsWeighted() const { return !cases_.weight.empty(); }
+  bool IsSampled() const { return !cases_.squares.empty(); }
+
+  // The last row and the last column collect the cases that take no part.
+  void Tabulate(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
+    const std::size_t stride = std::size_t{outcome.classes} + 1;
+    const std::size_t cells = stride * (std::size_t{groups.count} + 1);
+    counts_.assign(cells, 0);
+    for (std::size_t i = 0; i < cases_.Count(); ++i)
+      ++counts_[groups.groupOf[i] * stride + outcome.classOf[i]];
+    stats::CellSums sums(groups.count, outcome.classes);
+    if (IsWeighted()) AddUp(cases_.weight, groups, outcome, stride, cells);
+    const auto take = [&](const auto& from, std::vector<double>& to) {
+      for (std::size_t g = 0; g < groups.count; ++g) {
+        for (std::size_t c = 0; c < outcome.classes; ++c)
+          to[g * outcome.classes + c] = static_cast<double>(from[g * stride + c]);
+      }
+    };
+    take(counts_, sums.weights);
+    pair.cases = static_cast<std::int64_t>(std::accumulate(sums.weights.begin(), sums.weights.end(), 0.0));
+    if (IsWeighted()) take(sums_, sums.weights);
+    pair.frequency =
+        PairFrequency(groups, pair, [&](std::size_t i) { return outcome.classOf[i] < outcome.classes; });
+    if (IsSampled()) {
+      AddUp(cases_.squares, groups, outcome, stride, cells);
+      sums.squaredWeights.resize(sums.weights.size());
+      take(sums_, sums.squaredWeights);
+      sums.cases = pair.frequency;
+    }
+    pair.association = stats::TableAssociation(sums);
+  }
+
+  void AddUp(const std::vector<double>& mass, const CaseGroups& groups, const Outcome& outcome,
+             std::size_t stride, std::size_t cells) {
+    sums_.assign(cells, 0);
+    for (std::size_t i = 0; i < cases_.Count(); ++i)
+      sums_[groups.groupOf[i] * stride + outcome.classOf[i]] += mass[i];
+  }
+
+  // Means first, then deviations from them.
+  void Compare(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
+    const std::uint32_t last = groups.count;
+    const auto groupAt = [&](std::size_t i) { return outcome.present[i] != 0 ? groups.groupOf[i] : last; };
+    stats::GroupSums sums(std::size_t{last} + 1);
+    counts_.assign(std::size_t{last} + 1, 0);
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      const std::uint32_t g = groupAt(i);
+      const double weight = IsWeighted() ? cases_.weight[i] : 1.0;
+      ++counts_[g];
+      sums.weights[g] += weight;
+      sums.means[g] += weight * outcome.values[i];
+    }
+    for (std::size_t g = 0; g < last; ++g) {
+      pair.cases += static_cast<std::int64_t>(counts_[g]);
+      if (sums.weights[g] > 0) sums.means[g] /= sums.weights[g];
+    }
+    pair.frequency = PairFrequency(groups, pair, [&](std::size_t i) { return outcome.present[i] != 0; });
+    if (IsSampled()) {
+      sums.squaredWeights.resize(sums.weights.size());
+      sums.squaredWeightsSquares.resize(sums.weights.size());
+      sums.cases = pair.frequency;
+    }
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      const std::uint32_t g = groupAt(i);
+      const double deviation = outcome.values[i] - sums.means[g];
+      const double square = deviation * deviation;
+      sums.sumsOfSquares[g] += IsWeighted() ? cases_.weight[i] * square : square;
+      if (!IsSampled()) continue;
+      sums.squaredWeights[g] += cases_.squares[i];
+      sums.squaredWeightsSquares[g] += cases_.squares[i] * square;
+    }
+    // The group of the cases that take no part.
+    for (std::vector<double>* column : {&sums.weights, &sums.means, &sums.sumsOfSquares, &sums.squaredWeights,
+                                        &sums.squaredWeightsSquares}) {
+      if (!column->empty()) column->pop_back();
+    }
+    pair.association = stats::MeanAssociation(sums);
+  }
+
+  template <typename HasOutcome>
+  double PairFrequency(const CaseGroups& groups, const RankedPair& pair, HasOutcome hasOutcome) const {
+    if (cases_.frequency.empty()) return static_cast<double>(pair.cases);
+    double sum = 0;
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      if (groups.groupOf[i] < groups.count && hasOutcome(i)) sum += cases_.frequency[i];
+    }
+    return sum;
+  }
+
+  const Cases& cases_;
+  std::vector<std::uint32_t> counts_;
+  std::vector<double> sums_;
+};
+
+class RankingRun {
+ public:
+  RankingRun(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
+             const RankingProgress& progress)
+      : table_(table),
+        plan_(plan),
+        progress_(progress),
+        cases_(CaseCollector(table, plan, ranking_).Collect(selected)),
+        grouper_(cases_.used, cases_.weight) {}
+
+  Ranking Run() {
+    const std::size_t dependents = plan_.continuousDependents.size() + plan_.categoricalDependents.size();
+    total_ = static_cast<double>(dependents + plan_.continuousPredictors.size() +
+                                 plan_.categoricalPredictors.size());
+    for (const int number : plan_.continuousDependents) AddOutcome(table_.Variable(number), true);
+    for (const int number : plan_.categoricalDependents) AddOutcome(table_.Variable(number), false);
+    for (const int number : plan_.continuousPredictors) AddPredictor(number, true);
+    for (const int number : plan_.categoricalPredictors) AddPredictor(number, false);
+    AdjustAll();
+    for (std::size_t d = 0; d < ranking_.outcomes.size(); ++d) Order(ranking_.outcomes[d], d);
+    return std::move(ranking_);
+  }
+
+ private:
+  void Advance() {
+    if (progress_ && !progress_(++done_ / total_)) throw Cancelled();
+  }
+
+  void AddOutcome(const Column& column, bool continuous) {
+    Outcome outcome;
+    RankedOutcome ranked;
+    if (continuous && !plan_.cutDependents) {
+      Standardize(column, cases_, outcome);
+      ranked.cases = std::count(outcome.present.begin(), outcome.present.end(), std::uint8_t{1});
+    } else {
+      const CaseGroups& groups =
+          continuous ? grouper_.Group(column, plan_.dependentIntervals) : grouper_.Group(column);
+      outcome.classOf = groups.groupOf;
+      outcome.classes = std::max(groups.count, std::uint32_t{1});
+      ranked.cases = groups.cases;
+    }
+    ranked.missing = ranking_.usedCases - ranked.cases;
+    outcomes_.push_back(std::move(outcome));
+    ranking_.outcomes.push_back(std::move(ranked));
+    Advance();
+  }
+
+  void AddPredictor(int number, bool continuous) {
+    const Column& column = table_.Variable(number);
+    const CaseGroups& groups =
+        continuous ? grouper_.Group(column, plan_.predictorIntervals) : grouper_.Group(column);
+    if (groups.crowded) ranking_.crowded.push_back({number, *groups.crowded});
+    PairPass pass(cases_);
+    for (std::size_t d = 0; d < outcomes_.size(); ++d) {
+      RankedPair pair;
+      pair.distinct = groups.distinctValues;
+      pass.Run(groups, outcomes_[d], pair);
+      pair.missing = ranking_.usedCases - pair.cases;
+      ranking_.outcomes[d].pairs.push_back(std::move(pair));
+    }
+    Advance();
+  }
+
+  static double LogP(const RankedPair& pair) {
+    return pair.association.computable ? pair.association.logP : kNaN;
+  }
+
+  void Adjust(std::span<RankedOutcome> outcomes) {
+    std::vector<double> logP;
+    for (const RankedOutcome& outcome : outcomes) {
+      for (const RankedPair& pair : outcome.pairs) logP.push_back(LogP(pair));
+    }
+    const std::vector<double> adjusted = stats::AdjustLogP(logP, plan_.adjustment);
+    std::size_t at = 0;
+    for (RankedOutcome& outcome : outcomes) {
+      for (RankedPair& pair : outcome.pairs) {
+        pair.logAdjustedP = adjusted[at++];
+        pair.better = pair.logAdjustedP <= std::log(plan_.alpha);
+      }
+    }
+  }
+
+  void AdjustAll() {
+    if (plan_.adjustAcrossDependents) return Adjust(ranking_.outcomes);
+    for (RankedOutcome& outcome : ranking_.outcomes) Adjust({&outcome, 1});
+  }
+
+  // What is no better than chance comes after what is, unless the user asks for another order; what
+  // cannot be tested comes last. Equal predictors keep their order.
+  void Order(RankedOutcome& outcome, std::size_t index) const {
+    const bool useV = outcomes_[index].classes > 0 && !plan_.chiSquare;
+    struct Key {
+      int place;
+      double first, second;
+      bool operator<(const Key& other) const {
+        if (place != other.place) return place < other.place;
+        if (first != other.first) return first < other.first;
+        return second < other.second;
+      }
+    };
+    std::vector<Key> keys;
+    for (const RankedPair& pair : outcome.pairs) {
+      const stats::Association& association = pair.association;
+      const double p = pair.logAdjustedP;
+      if (!association.computable || std::isnan(p)) {
+        keys.push_back({2, -association.rawEffect, 0});
+      } else if (plan_.key == RankKey::kStatistic) {
+        keys.push_back({0, -(useV ? association.rawEffect : association.statistic), association.logP});
+      } else if (plan_.key == RankKey::kP) {
+        keys.push_back({0, association.logP, -association.effect});
+      } else {
+        keys.push_back({pair.better ? 0 : 1, -association.effect, association.logP});
+      }
+    }
+    outcome.order.resize(outcome.pairs.size());
+    std::iota(outcome.order.begin(), outcome.order.end(), 0);
+    std::stable_sort(outcome.order.begin(), outcome.order.end(), [&](int a, int b) {
+      return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
+    });
+  }
+
+  const Table& table_;
+  const RankingPlan& plan_;
+  const RankingProgress& progress_;
+  Ranking ranking_;
+  Cases cases_;
+  CaseGrouper grouper_;
+  std::vector<Outcome> outcomes_;
+  double done_ = 0, total_ = 0;
+};
+
+}  // namespace
+
+Ranking RankPredictors(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
+                       const RankingProgress& progress) {
+  return RankingRun(table, selected, plan, progress).Run();
+}
+
+}  // namespace velmora::ranking

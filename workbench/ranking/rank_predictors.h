@@ -1,0 +1,82 @@
+// Ranks the predictors of one or more outcomes by their association with them.
+//
+//   RankingPlan plan;
+//   plan.continuousPredictors = {2, 3}, plan.categoricalDependents = {1};
+//   const Ranking ranking = RankPredictors(table, selected, plan);
+//   const int best = ranking.outcomes[0].order[0];   // index of a predictor, the continuous ones first
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "workbench/data/table.h"
+#include "workbench/language/selection.h"
+#include "workbench/ranking/case_groups.h"
+#include "workbench/stats/adjusted_p.h"
+#include "workbench/stats/association.h"
+
+namespace velmora::ranking {
+
+enum class RankKey { kEffect, kStatistic, kP };
+
+struct RankingPlan {
+  // Variable numbers from 1.
+  std::vector<int> continuousDependents, categoricalDependents;
+  std::vector<int> continuousPredictors, categoricalPredictors;
+  int weight = 0, count = 0;  // 0: none
+  IntervalRule predictorIntervals;
+  bool cutDependents = false;  // continuous dependents are classes of intervals
+  IntervalRule dependentIntervals;
+  bool completeCases = false;  // only cases that have every dependent and predictor
+
+  bool chiSquare = false;  // the statistic of classes is chi-square, not Cramer's V
+  RankKey key = RankKey::kEffect;
+  stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
+  bool adjustAcrossDependents = false;
+  double alpha = 0.05;  // above it an adjusted p is what chance gives
+};
+
+// One predictor of one outcome.
+struct RankedPair {
+  stats::Association association;
+  double logAdjustedP = 0;   // NaN when nothing was tested
+  bool better = false;       // than chance: adjusted p at or below alpha
+  std::int64_t cases = 0;    // that have both values
+  std::int64_t missing = 0;  // the other cases of the run
+  double frequency = 0;      // cases by the count variable
+  std::size_t distinct = 0;  // values of the predictor
+};
+
+struct RankedOutcome {
+  std::vector<RankedPair> pairs;  // by predictor
+  std::vector<int> order;         // all predictors, best first
+  std::int64_t cases = 0;         // with a value of the outcome
+  std::int64_t missing = 0;
+};
+
+struct CrowdedPredictor {
+  int number = 0;
+  CrowdedIntervals intervals;
+};
+
+struct Ranking {
+  std::vector<RankedOutcome> outcomes;  // the continuous ones first
+  std::int64_t excludedCases = 0;       // not selected
+  std::int64_t zeroWeightCases = 0;     // weight 0 or missing
+  std::int64_t badCountCases = 0;       // count missing or below 1
+  std::int64_t incompleteCases = 0;     // left out because a value of the run is missing
+  std::int64_t usedCases = 0;
+  double totalWeight = 0;   // of the used cases, as the file has them; their number without weights
+  double designEffect = 1;  // Kish 1965: cases x sum of squared weights / squared sum
+  std::vector<CrowdedPredictor> crowded;
+};
+
+// Progress between 0 and 1; false cancels.
+using RankingProgress = std::function<bool(double)>;
+
+// Throws DataError for a weight below 0, Cancelled.
+Ranking RankPredictors(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
+                       const RankingProgress& progress = {});
+
+}  // namespace velmora::ranking
