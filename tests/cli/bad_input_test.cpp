@@ -195,13 +195,17 @@ TEST(Weights, ThatMakePValuesWrongAreNamed) {
   }
   const std::string path = folder.Write("a.csv", data);
   const ProcessResult categorical =
-      RunVelmora({"feature-selection", path, "--dependents", "y", "--weight", "w"});
+      RunVelmora({"feature-selection", path, "--dependents", "y", "--weight", "w", "--raw-weights"});
   ExpectSaid(categorical, {"1 case has a negative weight in w; negative weights are not valid."});
   EXPECT_NE(categorical.out.find("wrong unless each weight is a count"), std::string::npos)
       << categorical.out;
   const ProcessResult continuous =
-      RunVelmora({"feature-selection", path, "--dependents", "z", "--weight", "w"});
+      RunVelmora({"feature-selection", path, "--dependents", "z", "--weight", "w", "--raw-weights"});
   EXPECT_EQ(continuous.out.find("wrong unless"), std::string::npos) << continuous.out;
+  const ProcessResult sampling =
+      RunVelmora({"feature-selection", path, "--dependents", "z", "--weight", "w"});
+  EXPECT_EQ(sampling.exitCode, 2);
+  ExpectSaid(sampling, {"--weight: 1 case has a negative weight in w; a weight is 0 or more."});
 }
 
 // Texts only, and only those that a spreadsheet would compute.

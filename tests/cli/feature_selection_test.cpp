@@ -35,7 +35,7 @@ TEST(FeatureSelection, FiguresAreThoseOfAnIndependentScript) {
        {"--dependents", "risk", "--chi-square"},
        "savings",
        36.0989281924187},
-      {"F", "house_prices.csv", {"--dependents", "price"}, "aircon", 140.7272760953794},
+      {"F", "house_prices.csv", {"--dependents", "price", "--classic"}, "aircon", 140.7272760953794},
       {"F of another", "house_prices.csv", {"--dependents", "pri*"}, "prefer", 66.06374758329153},
       {"count",
        "housing_satisfaction.csv",
@@ -44,7 +44,7 @@ TEST(FeatureSelection, FiguresAreThoseOfAnIndependentScript) {
        106.17505854118271},
       {"count as weight",
        "housing_satisfaction.csv",
-       {"--dependents", "satisfaction", "--weight", "residents"},
+       {"--dependents", "satisfaction", "--weight", "residents", "--raw-weights"},
        "dwelling",
        0.1339088299437407},
   };
@@ -64,9 +64,9 @@ TEST(FeatureSelection, TakesTheRestAsPredictorsAndRanksThem) {
   EXPECT_EQ(dependent["best"][0], "checking_account");
   double last = 2;
   for (const Json& name : dependent["best"]) {
-    const double statistic = Predictor(result, name.get<std::string>())["statistic"];
-    EXPECT_LE(statistic, last);
-    last = statistic;
+    const double effect = Predictor(result, name.get<std::string>())["effect"];
+    EXPECT_LE(effect, last);
+    last = effect;
   }
   EXPECT_EQ(result["run"]["validCases"], 1000);
 }
@@ -88,7 +88,13 @@ TEST(FeatureSelection, OptionsReachTheRun) {
       {"chi-square", {"--chi-square"}, "categoricalStatistic", "Chi-square"},
       {"weight", {"--weight", "weight"}, "weightVariable", "weight"},
       {"weighted total", {"--weight", "weight"}, "totalWeight", 6194.0},
-      {"rounded", {"--weight", "weight", "--round-weights"}, "totalWeight", 6150.0},
+      {"rounded", {"--weight", "weight", "--round-weights", "--classic"}, "totalWeight", 6150.0},
+      {"raw weights", {"--weight", "weight", "--raw-weights"}, "classic", true},
+      {"rank by", {"--rank-by", "p"}, "rankBy", "p"},
+      {"adjust", {"--adjust", "holm"}, "adjust", "holm"},
+      {"adjust across", {"--adjust-across"}, "adjustAcross", true},
+      {"alpha", {"--alpha", "0.2"}, "alpha", 0.2},
+      {"intervals", {"--intervals", "equal-width"}, "intervals", "equal-width"},
       {"select", {"--select", "enrolled > 500"}, "excludedCases", Json()},
       {"exclude", {"--exclude", "school_type = \"high\""}, "excludedCases", 50},
       {"display", {"--show", "p", "--p-criterion", "0.2"}, "pCriterion", 0.2},
@@ -226,7 +232,7 @@ TEST(FeatureSelection, NoPredictorMeetsTheCriterion) {
                          "--out",        out, "--save-bundles", "--quiet"};
   const ProcessResult result = RunVelmora(Command(data, options));
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.out.find("no predictor of 2 has p <= 1e-12"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("no predictor of 2 has adjusted p <= 1e-12"), std::string::npos) << result.out;
   const Json dependent = Json::parse(ReadFile(out + "/feature_selection.json"))["dependents"][0];
   EXPECT_EQ(dependent["best"], Json::array());
   EXPECT_EQ(dependent["noneMeetsCriterion"], true);
@@ -255,8 +261,9 @@ TEST(FeatureSelection, OutcomesWithLongNamesKeepTheirOwnFigures) {
            std::to_string(x) + ".5," + std::to_string(z) + ".5\n";
   }
   const std::string out = (folder.Path() / "out").string();
-  const ProcessResult result = RunVelmora(Command(
-      folder.Write("long.csv", csv), {"--dependents", stem + "1", stem + "2", "--out", out, "--quiet"}));
+  const ProcessResult result =
+      RunVelmora(Command(folder.Write("long.csv", csv), {"--dependents", stem + "1", stem + "2", "--out", out,
+                                                         "--rank-by", "p", "--quiet"}));
   ASSERT_EQ(result.exitCode, 0) << result.err;
   const std::string page = ReadFile(out + "/feature_selection.html");
   const std::string start = "<script type=\"application/json\" id=\"data\">";
@@ -272,12 +279,12 @@ TEST(FeatureSelection, OutcomesWithLongNamesKeepTheirOwnFigures) {
     EXPECT_EQ(columns[1]["texts"], dependent["best"]);
     for (const Json& predictor : dependent["predictors"]) {
       const std::size_t row = predictor["name"] == dependent["best"][0] ? 0 : 1;
-      EXPECT_EQ(columns[2]["values"][row], predictor["statistic"]);
+      EXPECT_EQ(columns[3]["values"][row], predictor["effect"]);
     }
   }
 }
 
-TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 26); }
+TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 33); }
 
 TEST(FeatureSelection, SaysWhatIsWrong) {
   struct Row {
@@ -292,6 +299,13 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
       {"unknown predictor", {"--dependents", "y", "--predictors", "aeg"}, 2, {"--predictors", "aeg", "age"}},
       {"unknown pattern", {"--dependents", "y", "--predictors", "zz*"}, 2, {"--predictors", "zz*"}},
       {"both", {"--dependents", "y", "--predictors", "y", "age"}, 2, {"y", "--predictors", "dependent"}},
+      {"classic", {"--dependents", "y", "--classic", "--alpha", "0.1"}, 2, {"--alpha", "--classic"}},
+      {"rounding",
+       {"--dependents", "y", "--weight", "age", "--round-weights"},
+       2,
+       {"--round-weights", "--classic"}},
+      {"script", {"--dependents", "y", "--print-script"}, 2, {"--print-script", "--classic"}},
+      {"raw", {"--dependents", "y", "--raw-weights"}, 2, {"--raw-weights", "--weight"}},
       {"cuts 0", {"--dependents", "y", "--cuts", "0"}, 2, {"--cuts", "1 to 20", "0"}},
       {"cuts 21", {"--dependents", "y", "--cuts", "21"}, 2, {"--cuts", "1 to 20", "21"}},
       {"dependent cuts 0",
@@ -325,7 +339,7 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
       {"out is a file", {"--dependents", "y", "--out", "a.csv"}, 1, {"a.csv"}},
       {"out cannot be", {"--dependents", "y", "--out", "a.csv/nowhere"}, 1, {"a.csv"}},
       {"no module", {"--dependents", "y", "--module", "none.so"}, 2, {"--module", "none.so"}},
-      {"no such module", {"--dependents", "y", "--module", "a.csv"}, 1, {"a.csv"}},
+      {"no such module", {"--dependents", "y", "--classic", "--module", "a.csv"}, 1, {"a.csv"}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -83,6 +83,7 @@ struct CaseOptions {
   std::string select, exclude;
   std::string weight;
   bool roundWeights = false;  // --round-weights, of the commands that have it
+  bool rawWeights = false;    // --raw-weights: as the file has them, not relative to their mean
 
   void AddTo(CommandParser& parser);
 };

@@ -70,9 +70,7 @@ SessionOptions ServerOptions() {
 
 // What serves one client, made in this order.
 struct Service {
-  explicit Service(ServerFace& face)
-      : session(face, ServerOptions()),
-        reports(session, face, true) {
+  explicit Service(ServerFace& face) : session(face, ServerOptions()), reports(session, face, true) {
     session.SetReporter(&reports);
     face.session = &session;
   }

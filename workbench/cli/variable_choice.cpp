@@ -71,14 +71,18 @@ int NumberVariable(const Table& table, const std::string& option, const std::str
   return number;
 }
 
-void CheckWeights(const Column& weights) {
-  const bool any = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
+void CheckWeights(const Column& weights, bool any) {
+  const bool anyWeight = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
     return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
   });
-  if (!any) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
+  if (!anyWeight) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
   const auto negative = std::count_if(weights.values.begin(), weights.values.end(), [&](double value) {
     return value < 0 && !IsMissing(value, weights.missingCode);
   });
+  if (negative > 0 && !any) {
+    throw UsageError("--weight: " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
+                     " a negative weight in " + weights.name + "; a weight is 0 or more.");
+  }
   if (negative > 0) {
     Tell("Warning: " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
          " a negative weight in " + weights.name + "; negative weights are not valid.");
@@ -140,7 +144,7 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
   return predictors;
 }
 
-int ChooseWeight(const Table& table, const std::string& name) {
+int ChooseWeight(const Table& table, const std::string& name, bool any) {
   if (name.empty()) {
     if (!table.declaredWeight.empty()) {
       Tell("Warning: " + table.fileName + " weights its cases by " + table.declaredWeight +
@@ -149,7 +153,7 @@ int ChooseWeight(const Table& table, const std::string& name) {
     return 0;
   }
   const int weight = NumberVariable(table, "--weight", name);
-  CheckWeights(table.Variable(weight));
+  CheckWeights(table.Variable(weight), any);
   return weight;
 }
 
@@ -165,7 +169,7 @@ VariableChoice ChooseVariables(const Table& table, const VariableRequest& reques
   VariableChoice choice;
   const std::vector<int> dependents = NamedVariables(table, "--dependents", request.dependents);
   if (dependents.empty()) throw UsageError("--dependents names no variable.");
-  choice.weight = ChooseWeight(table, request.weight);
+  choice.weight = ChooseWeight(table, request.weight, request.anyWeights);
   if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
   const std::vector<int> predictors = ChoosePredictors(
       table, {request.predictors, dependents, {choice.weight, choice.count}, "dependent variable"},

@@ -22,9 +22,9 @@ struct PredictorRequest {
 // Throws UsageError for a wrong name, for a response among names, and when nothing is left.
 std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& request,
                                   std::vector<LeftOutVariable>& leftOut);
-// The variable of --weight, 0 when name is empty. Throws UsageError, and RunError when no case has
-// a weight.
-int ChooseWeight(const Table& table, const std::string& name);
+// The variable of --weight, 0 when name is empty. any: weights below 0 are only warned of, as the
+// module takes them. Throws UsageError, and RunError when no case has a weight.
+int ChooseWeight(const Table& table, const std::string& name, bool any);
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical);
 
@@ -38,6 +38,7 @@ struct VariableChoice {
 struct VariableRequest {
   std::vector<std::string> dependents, predictors;  // as on the command line
   std::string weight, count;
+  bool anyWeights = false;  // as for ChooseWeight
 };
 
 // Without names of predictors, every usable variable other than the dependents, the weight and the

@@ -29,6 +29,8 @@ class TextTable {
   // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and
   // are left out where that is too little to tell them apart. ASCII without utf8.
   std::string TextWithBars(int width, bool utf8) const;
+  // Whether no column has to be narrowed.
+  bool Fits(int width) const { return width <= 0 || Widths(0) == Widths(width); }
   bool HasRoomForBars(int width) const { return BarCells(width) > 0; }
 
  private:

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <numbers>
 
 namespace velmora {
 namespace {
@@ -184,6 +185,19 @@ std::string ShownProbability(double value) {
   if (value < 1e-16) return "<1e-16";  // zero included, which is a tail too small for a double
   if (value < 0.001) return ToChars(value, std::chars_format::scientific, 2);
   return ToChars(value, std::chars_format::fixed, value < 0.01 ? 5 : 4);
+}
+
+std::string ShownLogProbability(double logValue) {
+  if (!(logValue < 0) || std::exp(logValue) >= 1e-16) return ShownProbability(std::exp(logValue));
+  if (std::isinf(logValue)) return "0";
+  double exponent = std::floor(logValue / std::numbers::ln10);
+  std::string digits =
+      ToChars(std::exp(logValue - exponent * std::numbers::ln10), std::chars_format::fixed, 2);
+  if (digits == "10.00") {
+    digits = "1.00";
+    ++exponent;
+  }
+  return digits + "e" + ToChars(exponent, std::chars_format::fixed, 0);
 }
 
 }  // namespace velmora

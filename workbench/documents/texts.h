@@ -33,5 +33,7 @@ std::string ShownNumber(double value, std::string_view format);
 // A probability with at least three significant digits: four decimals, five below 0.01, exponent
 // form below 0.001, "<1e-16" below that.
 std::string ShownProbability(double value);
+// The same from the natural logarithm of a probability, however small: "3.60e-77", "1.24e-4711".
+std::string ShownLogProbability(double logValue);
 
 }  // namespace velmora

@@ -1,10 +1,12 @@
 // The page of a feature selection run: a ranking of all predictors for every dependent.
 #include <cmath>
+#include <set>
 
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/feature_selection_report.h"
+#include "workbench/report/ranking_columns.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -37,8 +39,7 @@ class DependentSection {
     PageJson best = PageJson::array();
     for (std::size_t i = 0; i < std::min<std::size_t>(dependent_.best.size(), 3); ++i) {
       PageJson one = {{"name", Utf8Of(PredictorAt(i).name)}, {"target", id_ + "-ranking"}};
-      if (i == 0)
-        one["figure"] = Utf8Of(dependent_.statisticName) + " " + ShownStatistic(dependent_, PairAt(i));
+      if (i == 0) one["figure"] = Figure(i);
       best.push_back(std::move(one));
     }
     return {{"question", "Which of the " + GroupedDigits(static_cast<long long>(order_.size())) +
@@ -50,6 +51,14 @@ class DependentSection {
  private:
   const vlm::FeatureSelectionPair& PairAt(std::size_t position) const {
     return dependent_.pairs[static_cast<std::size_t>(order_[position])];
+  }
+  std::string Figure(std::size_t position) const {
+    if (!dependent_.ranked)
+      return Utf8Of(dependent_.statisticName) + " " + ShownStatistic(dependent_, PairAt(position));
+    return std::string(EffectName(dependent_.statistic)) + " " +
+           ShownNumber(
+               dependent_.ranked->pairs[static_cast<std::size_t>(order_[position])].association.effect,
+               "0.000");
   }
   const ReportedPredictor& PredictorAt(std::size_t position) const {
     return report_.predictors[static_cast<std::size_t>(order_[position])];
@@ -63,77 +72,44 @@ class DependentSection {
     return text + "; " + Utf8Of(ShownPredictors(report_, dependent_));
   }
 
-  template <typename ValueOf>
-  PageJson Values(ValueOf valueOf) const {
-    PageJson values = PageJson::array();
-    for (std::size_t position = 0; position < order_.size(); ++position) values.push_back(valueOf(position));
-    return values;
+  // The effect, or without one the statistic relative to the largest one.
+  double Strength(std::size_t position) const {
+    const vlm::FeatureSelectionPair& pair = PairAt(position);
+    if (pair.notComputable != 0 || !std::isfinite(pair.statistic)) return 0;
+    if (dependent_.ranked)
+      return dependent_.ranked->pairs[static_cast<std::size_t>(order_[position])].association.effect;
+    double largest = 0;
+    for (const vlm::FeatureSelectionPair& other : dependent_.pairs) {
+      if (!other.notComputable && std::isfinite(other.statistic))
+        largest = std::max(largest, other.statistic);
+    }
+    return largest > 0 ? std::min(std::max(pair.statistic, 0.0) / largest, 1.0) : 0;
   }
-  static PageJson NumberOrNothing(bool there, double value) {
-    return there && std::isfinite(value) ? PageJson(value) : PageJson();
+
+  static PageJson ColumnJson(const RankingColumn& column) {
+    static constexpr const char* kRoles[] = {"text", "name", "number", "number", "smallest"};
+    PageJson json = {{"title", Utf8Of(column.title)},
+                     {"role", column.title == "Rank" ? "smallest" : kRoles[column.kind]}};
+    PageJson texts = PageJson::array(), values = PageJson::array();
+    for (const std::string& text : column.texts) texts.push_back(Utf8Of(text == "-" ? "–" : text));
+    for (const double value : column.values)
+      values.push_back(std::isfinite(value) ? PageJson(value) : PageJson());
+    json["texts"] = std::move(texts);
+    if (!column.values.empty()) json["values"] = std::move(values);
+    return json;
   }
 
   PageJson Ranking() const {
-    double largest = 0;
-    for (const vlm::FeatureSelectionPair& pair : dependent_.pairs) {
-      if (!pair.notComputable && std::isfinite(pair.statistic)) largest = std::max(largest, pair.statistic);
-    }
-    const auto computed = [&](std::size_t position) { return PairAt(position).notComputable == 0; };
     PageJson columns = PageJson::array();
-    columns.push_back({{"title", "Rank"}, {"role", "smallest"}, {"values", Values([&](std::size_t position) {
-                                                                   return position < dependent_.best.size()
-                                                                              ? PageJson(position + 1)
-                                                                              : PageJson();
-                                                                 })}});
-    columns.push_back({{"title", "Predictor"}, {"role", "name"}, {"texts", Values([&](std::size_t position) {
-                                                                    return PageJson(
-                                                                        Utf8Of(PredictorAt(position).name));
-                                                                  })}});
-    columns.push_back({{"title", Utf8Of(dependent_.statisticName)},
-                       {"role", "number"},
-                       {"values", Values([&](std::size_t position) {
-                          return NumberOrNothing(computed(position), PairAt(position).statistic);
-                        })},
-                       {"texts", Values([&](std::size_t position) {
-                          return PageJson(computed(position) ? ShownStatistic(dependent_, PairAt(position))
-                                                             : "–");
-                        })}});
-    columns.push_back({{"title", "p-value"},
-                       {"role", "smallest"},
-                       {"values", Values([&](std::size_t position) {
-                          return NumberOrNothing(computed(position), PairAt(position).pValue);
-                        })},
-                       {"texts", Values([&](std::size_t position) {
-                          return PageJson(computed(position) ? ShownProbability(PairAt(position).pValue)
-                                                             : "–");
-                        })}});
-    columns.push_back({{"title", "Strength"},
-                       {"role", "bar"},
-                       {"values", Values([&](std::size_t position) {
-                          const double statistic = computed(position) ? PairAt(position).statistic : 0;
-                          const double part =
-                              largest > 0 ? std::min(std::max(statistic, 0.0) / largest, 1.0) : 0;
-                          return PageJson(std::round(part * 1000) / 1000);
-                        })}});
-    columns.push_back({{"title", "Kind"}, {"role", "text"}, {"texts", Values([&](std::size_t position) {
-                                                               return PageJson(
-                                                                   KindName(PredictorAt(position).kind));
-                                                             })}});
-    columns.push_back({{"title", "N"}, {"role", "number"}, {"values", Values([&](std::size_t position) {
-                                                              return PageJson(PairAt(position).usedCases);
-                                                            })}});
-    columns.push_back({{"title", "Missing"}, {"role", "number"}, {"values", Values([&](std::size_t position) {
-                                                                    return PageJson(
-                                                                        PairAt(position).missingCases);
-                                                                  })}});
-    columns.push_back({{"title", "df"},
-                       {"role", "number"},
-                       {"values", Values([&](std::size_t position) {
-                          return NumberOrNothing(computed(position), PairAt(position).df1);
-                        })},
-                       {"texts", Values([&](std::size_t position) {
-                          return PageJson(computed(position) ? DegreesOfFreedomText(PairAt(position)) : "–");
-                        })}});
+    for (const RankingColumn& column : RankingColumns(report_, dependent_, order_)) {
+      if (column.title.empty()) continue;
+      columns.push_back(ColumnJson(column));
+      if (column.kind != RankingColumn::kName) continue;
+      PageJson strengths = PageJson::array();
+      for (std::size_t position = 0; position < order_.size(); ++position)
+        strengths.push_back(std::round(Strength(position) * 1000) / 1000);
+      columns.push_back({{"title", "Strength"}, {"role", "bar"}, {"values", std::move(strengths)}});
+    }
     return {{"type", "table"},   {"id", id_ + "-ranking"},    {"title", "Ranking"},
             {"look", "ranking"}, {"rowCount", order_.size()}, {"columns", std::move(columns)}};
   }
@@ -146,23 +122,23 @@ class DependentSection {
 
 PageJson Guide(const FeatureSelectionReport& report) {
   PageJson guide = PageJson::array();
-  const auto term = [&](const std::string& name, const char* meaning) {
+  const auto term = [&](const std::string& name, const std::string& meaning) {
     guide.push_back({{"term", name}, {"meaning", meaning}});
   };
-  std::vector<std::string> named;
+  std::set<std::string> named;
   for (const ReportedDependent& dependent : report.dependents) {
-    if (std::find(named.begin(), named.end(), dependent.statisticName) != named.end()) continue;
-    named.push_back(dependent.statisticName);
-    term(Utf8Of(dependent.statisticName), StatisticMeaning(dependent.statistic));
+    for (const RankingColumn& column : RankingColumns(report, dependent, {})) {
+      if (!column.meaning.empty() && named.insert(column.title + column.meaning).second)
+        term(Utf8Of(column.title), column.meaning);
+    }
   }
-  term("p-value",
-       "Probability of a value at least this large if predictor and outcome were unrelated (one test, not "
-       "adjusted).");
-  term("Strength", "The statistic relative to the largest one of the dependent.");
-  term("N, Missing", "Cases that entered the statistic, and cases that did not because a value is missing.");
-  term(
-      "df",
-      "Degrees of freedom: of the groups and within them for F, of the table for Chi-square and Cramer's V.");
+  if (report.ranking) {
+    term("Strength", "The effect, from 0 to 1.");
+    term("n.s.",
+         "Not told from chance: the adjusted p is above " + ShownNumber(report.ranking->alpha, "") + ".");
+  } else {
+    term("Strength", "The statistic relative to the largest one of the dependent.");
+  }
   return guide;
 }
 
@@ -175,13 +151,15 @@ std::string FeatureSelectionPage(const FeatureSelectionReport& report) {
     if (report.dependents.size() <= 3) leads.push_back(section.Lead());
     sections.push_back(section.Make());
   }
+  PageJson notices = PageJson::array();
+  for (const std::string& notice : report.notices) notices.push_back(Utf8Of(notice));
   Page page;
   page.data = {{"eyebrow", "Feature selection"},
                {"title", FileName(report.dataFile)},
                {"leads", std::move(leads)},
                {"factsTitle", "The run"},
                {"facts", PageFacts(RunFacts(report))},
-               {"notices", PageJson::array()},
+               {"notices", std::move(notices)},
                {"sections", std::move(sections)},
                {"guide", Guide(report)}};
   return PageText(page);

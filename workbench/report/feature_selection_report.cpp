@@ -6,12 +6,18 @@
 
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/ranking_columns.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 
 const char* KindName(Measurement kind) {
   return kind == Measurement::kContinuous ? "continuous" : "categorical";
+}
+
+const char* StatisticName(PairStatistic statistic) {
+  static constexpr const char* kNames[] = {"F-value", "Chi-square", "Cramer's V"};
+  return kNames[static_cast<int>(statistic)];
 }
 
 const char* StatisticMeaning(PairStatistic statistic) {
@@ -24,6 +30,48 @@ const char* StatisticMeaning(PairStatistic statistic) {
       break;
   }
   return "Strength of the association, 0 (none) to 1 (complete).";
+}
+
+const char* EffectName(PairStatistic statistic) {
+  return statistic == PairStatistic::kF ? "epsilon squared" : "corrected Cramer's V";
+}
+
+const char* EffectMeaning(PairStatistic statistic) {
+  return statistic == PairStatistic::kF
+             ? "share of the variance explained, corrected for the number of levels; noise has 0 on average."
+             : "strength of the association, 0 (none) to 1 (complete), corrected for the number of levels; "
+               "noise has 0 on average.";
+}
+
+const char* AdjustmentName(stats::Adjustment adjustment) {
+  static constexpr const char* kNames[] = {"bh", "by", "holm", "none"};
+  return kNames[static_cast<int>(adjustment)];
+}
+
+const char* AdjustmentMeaning(stats::Adjustment adjustment) {
+  switch (adjustment) {
+    case stats::Adjustment::kBenjaminiHochberg:
+      return "p-value for all tests together: the share of false discoveries among those up to here "
+             "(Benjamini and Hochberg).";
+    case stats::Adjustment::kBenjaminiYekutieli:
+      return "p-value for all tests together: the share of false discoveries among those up to here, "
+             "whatever the tests' dependence (Benjamini and Yekutieli).";
+    case stats::Adjustment::kHolm:
+      return "p-value for all tests together: the probability of any false discovery among those up to "
+             "here (Holm).";
+    case stats::Adjustment::kNone:
+      break;
+  }
+  return "The p-value of the one test, not adjusted (--adjust none).";
+}
+
+const char* RankKeyName(ranking::RankKey key) {
+  static constexpr const char* kNames[] = {"effect", "statistic", "p"};
+  return kNames[static_cast<int>(key)];
+}
+
+const char* IntervalMethodName(ranking::IntervalMethod method) {
+  return method == ranking::IntervalMethod::kQuantiles ? "quantiles" : "equal-width";
 }
 
 std::string ShownStatistic(const ReportedDependent& dependent, const vlm::FeatureSelectionPair& pair) {
@@ -41,9 +89,12 @@ std::string ShownPredictors(const FeatureSelectionReport& report, const Reported
   const std::string best = GroupedDigits(static_cast<long long>(dependent.best.size()));
   switch (report.displayMode) {
     case DisplayMode::kBest:
+      if (dependent.best.empty()) return "none" + of + " can be told from chance";
       return (dependent.best.size() == 1 ? "the best" : "the " + best + " best") + of;
     case DisplayMode::kBelowP: {
-      const std::string criterion = " p <= " + ShownNumber(report.pCriterion, "");
+      const bool adjusted = report.ranking && report.ranking->adjustment != stats::Adjustment::kNone;
+      const std::string criterion =
+          (adjusted ? " adjusted p <= " : " p <= ") + ShownNumber(report.pCriterion, "");
       return dependent.best.empty() ? "no predictor of " + count + " has" + criterion
                                     : best + of + " with" + criterion;
     }
@@ -53,7 +104,18 @@ std::string ShownPredictors(const FeatureSelectionReport& report, const Reported
   return "the " + best + of + " with the smallest p-values";
 }
 
+std::size_t ShownRows(const FeatureSelectionReport& report, const ReportedDependent& dependent) {
+  if (!dependent.ranked || report.displayMode != DisplayMode::kBest) return dependent.best.size();
+  std::size_t rows = dependent.best.size();
+  const std::size_t limit = std::min(static_cast<std::size_t>(report.best), dependent.pairs.size());
+  while (rows < limit &&
+         dependent.pairs[static_cast<std::size_t>(dependent.ranked->order[rows])].notComputable == 0)
+    ++rows;
+  return rows;
+}
+
 std::vector<int> OrderedPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent) {
+  if (dependent.ranked) return dependent.ranked->order;
   std::vector<int> order = dependent.best;
   std::vector<char> ranked(report.predictors.size(), 0);
   for (const int index : order) ranked[static_cast<std::size_t>(index)] = 1;
@@ -70,6 +132,49 @@ std::vector<int> OrderedPredictors(const FeatureSelectionReport& report, const R
   std::stable_sort(order.begin() + firstOther, order.end(), [&](int a, int b) { return key(a) < key(b); });
   return order;
 }
+
+namespace {
+
+void AppendModuleFacts(const vlm::FeatureSelectionRun& run, std::vector<Fact>& facts) {
+  facts.push_back({"Missing values", run.casewiseDeletion
+                                         ? "casewise: a case counts for the pairs before its first "
+                                           "missing value; " +
+                                               GroupedDigits(run.validCases) + " cases are complete"
+                                         : "left out pair by pair"});
+  facts.push_back({"Intervals of continuous predictors", std::to_string(run.cutsContinuousPredictor)});
+  if (run.treatContinuousDependentAsCategorical)
+    facts.push_back({"Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent)});
+  facts.push_back({"Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square"});
+}
+
+void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>& facts) {
+  const vlm::FeatureSelectionRun& run = report.run;
+  const ReportedRanking& ranking = *report.ranking;
+  if (run.weighted)
+    facts.push_back({"Design effect of the weights",
+                     ShownNumber(ranking.designEffect, "0.00") + ": the cases are worth " +
+                         GroupedDigits(std::llround(run.validCases / ranking.designEffect)) +
+                         " without weights"});
+  facts.push_back({"Missing values", run.casewiseDeletion ? GroupedDigits(ranking.incompleteCases) +
+                                                                " cases with a missing value are left out"
+                                                          : "left out pair by pair"});
+  const char* const method =
+      ranking.intervals == ranking::IntervalMethod::kQuantiles ? ", as many cases in each" : ", equally wide";
+  facts.push_back({"Intervals of continuous predictors",
+                   "up to " + std::to_string(run.cutsContinuousPredictor) + method});
+  if (run.treatContinuousDependentAsCategorical)
+    facts.push_back({"Intervals of continuous dependents",
+                     "up to " + std::to_string(run.cutsContinuousDependent) + method});
+  static constexpr const char* kOrders[] = {"effect; what chance gives comes after the others", "statistic",
+                                            "p-value"};
+  facts.push_back({"Order", kOrders[static_cast<int>(ranking.key)]});
+  facts.push_back({"p-values adjusted", std::string(AdjustmentName(ranking.adjustment)) +
+                                            (ranking.adjustedAcrossDependents ? ", over all dependents"
+                                                                              : ", for each dependent")});
+  facts.push_back({"Told from chance", "adjusted p <= " + ShownNumber(ranking.alpha, "")});
+}
+
+}  // namespace
 
 std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   const vlm::FeatureSelectionRun& run = report.run;
@@ -88,15 +193,11 @@ std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
     facts.push_back({"Total weight", ShownNumber(run.totalWeight, "")});
   }
   if (!report.countVariable.empty()) facts.push_back({"Counted by", report.countVariable});
-  facts.push_back({"Missing values", run.casewiseDeletion
-                                         ? "casewise: a case counts for the pairs before its first "
-                                           "missing value; " +
-                                               GroupedDigits(run.validCases) + " cases are complete"
-                                         : "left out pair by pair"});
-  facts.push_back({"Intervals of continuous predictors", std::to_string(run.cutsContinuousPredictor)});
-  if (run.treatContinuousDependentAsCategorical)
-    facts.push_back({"Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent)});
-  facts.push_back({"Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square"});
+  if (report.ranking) {
+    AppendRankingFacts(report, facts);
+  } else {
+    AppendModuleFacts(run, facts);
+  }
   facts.push_back({"Predictors", GroupedDigits(static_cast<long long>(report.predictors.size()))});
   for (const LeftOutVariable& variable : report.leftOut)
     facts.push_back(
@@ -104,10 +205,32 @@ std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   return facts;
 }
 
+namespace {
+
+void FillColumn(const RankingColumn& column, int number, Sheet& sheet) {
+  sheet.SetColumnName(number, column.title);
+  sheet.SetRole(number, column.kind == RankingColumn::kProbability ? NumberRole::kProbability
+                        : column.kind == RankingColumn::kCount     ? NumberRole::kCount
+                                                                   : NumberRole::kPlain);
+  for (std::size_t position = 0; position < column.texts.size(); ++position) {
+    const int row = static_cast<int>(position) + 1;
+    if (column.values.empty()) {
+      sheet.SetText(row, number, column.texts[position]);
+    } else if (column.kind == RankingColumn::kCount && !std::isnan(column.values[position])) {
+      sheet.SetInteger(row, number, static_cast<std::int64_t>(column.values[position]));
+    } else if (!std::isnan(column.values[position])) {
+      sheet.SetCell(row, number, column.values[position]);
+    }
+  }
+}
+
+}  // namespace
+
 Workbook FeatureSelectionWorkbook(const FeatureSelectionReport& report) {
   Workbook workbook;
   workbook.facts = RunFacts(report);
   workbook.title = "Feature selection: " + PathOf(report.dataFile).filename().string();
+  for (const std::string& notice : report.notices) workbook.AddNotice(notice);
   for (const ReportedDependent& dependent : report.dependents) {
     const int group = workbook.GroupOfSubject(dependent.number, dependent.name,
                                               std::string(KindName(dependent.kind)) + " dependent");
@@ -117,41 +240,21 @@ Workbook FeatureSelectionWorkbook(const FeatureSelectionReport& report) {
     for (const std::string& notice : dependent.notices) workbook.AddNotice(notice, group);
 
     const std::vector<int> order = OrderedPredictors(report, dependent);
-    auto sheet = std::make_shared<Sheet>(static_cast<int>(order.size()), 9);
+    const std::vector<RankingColumn> columns = RankingColumns(report, dependent, order);
+    std::vector<const RankingColumn*> shown;
+    for (const RankingColumn& column : columns) {
+      if (column.kind != RankingColumn::kName && !column.title.empty()) shown.push_back(&column);
+    }
+    const int numberColumn = static_cast<int>(shown.size()) + 1;
+    auto sheet = std::make_shared<Sheet>(static_cast<int>(order.size()), numberColumn);
     sheet->SetTitle("Predictors of " + dependent.name + ": " + ShownPredictors(report, dependent));
-    enum { kRank = 1, kStatistic, kP, kKind, kN, kMissingCases, kDf1, kDf2, kNumber };
-    const std::pair<const char*, NumberRole> columns[] = {
-        {"Rank", NumberRole::kPlain},
-        {dependent.statisticName.c_str(), NumberRole::kPlain},
-        {"p-value", NumberRole::kProbability},
-        {"Kind", NumberRole::kPlain},
-        {"N", NumberRole::kCount},
-        {"Missing", NumberRole::kCount},
-        {"df", NumberRole::kPlain},
-        {"df within", NumberRole::kPlain},
-        {"Variable number", NumberRole::kPlain}};
-    int column = 0;
-    for (const auto& [name, role] : columns) {
-      sheet->SetColumnName(++column, name);
-      sheet->SetRole(column, role);
-    }
+    sheet->SetColumnName(numberColumn, "Variable number");
     for (std::size_t position = 0; position < order.size(); ++position) {
-      const auto index = static_cast<std::size_t>(order[position]);
-      const ReportedPredictor& predictor = report.predictors[index];
-      const vlm::FeatureSelectionPair& pair = dependent.pairs[index];
-      const int row = static_cast<int>(position) + 1;
-      sheet->SetRowName(row, predictor.name);
-      if (position < dependent.best.size()) sheet->SetInteger(row, kRank, row);
-      sheet->SetText(row, kKind, KindName(predictor.kind));
-      sheet->SetInteger(row, kN, pair.usedCases);
-      sheet->SetInteger(row, kMissingCases, pair.missingCases);
-      sheet->SetInteger(row, kNumber, predictor.number);
-      if (pair.notComputable) continue;
-      sheet->SetCell(row, kStatistic, pair.statistic);
-      sheet->SetCell(row, kP, pair.pValue);
-      sheet->SetCell(row, kDf1, pair.df1);
-      if (pair.df2 > 0) sheet->SetCell(row, kDf2, pair.df2);
+      const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(order[position])];
+      sheet->SetRowName(static_cast<int>(position) + 1, predictor.name);
+      sheet->SetInteger(static_cast<int>(position) + 1, numberColumn, predictor.number);
     }
+    for (std::size_t c = 0; c < shown.size(); ++c) FillColumn(*shown[c], static_cast<int>(c) + 1, *sheet);
     workbook.SetName(workbook.Add(std::move(sheet), group), dependent.name);
   }
   return workbook;

@@ -5,12 +5,14 @@
 //   std::string json = FeatureSelectionJson(report);
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "contract/results.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/ranking/rank_predictors.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
@@ -33,9 +35,22 @@ struct ReportedDependent {
   std::vector<vlm::FeatureSelectionPair> pairs;  // one per predictor, in the order of the report's predictors
   std::vector<int> best;                         // predictor indices, best first
   std::vector<std::string> notices;
+  // Empty where the module's figures are all there is: the runs of dialogs and scripts, and --classic.
+  std::optional<ranking::RankedOutcome> ranked = std::nullopt;
 };
 
 enum class DisplayMode { kBest = 0, kBelowP = 1, kBestByP = 2 };
+
+// How the predictors were ranked, of a report whose dependents are `ranked`.
+struct ReportedRanking {
+  ranking::RankKey key = ranking::RankKey::kEffect;
+  stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
+  bool adjustedAcrossDependents = false;
+  double alpha = 0.05;
+  ranking::IntervalMethod intervals = ranking::IntervalMethod::kQuantiles;
+  std::int64_t incompleteCases = 0;
+  double designEffect = 1;  // of the weights (Kish 1965)
+};
 
 struct FeatureSelectionReport {
   std::string dataFile;
@@ -48,6 +63,8 @@ struct FeatureSelectionReport {
   std::vector<ReportedPredictor> predictors;  // the continuous ones first
   std::vector<ReportedDependent> dependents;  // likewise
   std::vector<LeftOutVariable> leftOut;
+  std::optional<ReportedRanking> ranking;
+  std::vector<std::string> notices;  // of the run
 
   // Whether the predictors are chosen by a p-value that none of them has.
   bool NoneMeetsCriterion(const ReportedDependent& dependent) const {
@@ -56,10 +73,22 @@ struct FeatureSelectionReport {
 };
 
 const char* KindName(Measurement kind);  // "continuous" or "categorical"
+const char* StatisticName(PairStatistic statistic);
 const char* StatisticMeaning(PairStatistic statistic);
+// "epsilon squared" or "corrected Cramer's V".
+const char* EffectName(PairStatistic statistic);
+const char* EffectMeaning(PairStatistic statistic);
+// "bh", "by", "holm", "none", and in words.
+const char* AdjustmentName(stats::Adjustment adjustment);
+const char* AdjustmentMeaning(stats::Adjustment adjustment);
+const char* RankKeyName(ranking::RankKey key);
+const char* IntervalMethodName(ranking::IntervalMethod method);
 std::string ShownStatistic(const ReportedDependent& dependent, const vlm::FeatureSelectionPair& pair);
 // "9, 190" for F, "9" for the others.
 std::string DegreesOfFreedomText(const vlm::FeatureSelectionPair& pair);
+// The rows that tables for people show of OrderedPredictors: the best ones, and up to their number
+// those below that are no better than chance.
+std::size_t ShownRows(const FeatureSelectionReport& report, const ReportedDependent& dependent);
 // "the 10 best of 33 predictors", or "no predictor of 33 has p <= 0.01".
 std::string ShownPredictors(const FeatureSelectionReport& report, const ReportedDependent& dependent);
 // All predictor indices: the best ones, then the others by statistic or p-value, those without a

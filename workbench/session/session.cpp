@@ -1,6 +1,7 @@
 // The session's public face over its parts.
 #include "workbench/session/session.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "workbench/session/running_analysis.h"
@@ -58,6 +59,18 @@ void Session::AddColumn(Column column) {
 void Session::SelectCases(const std::string& include, const std::string& exclude) {
   state_->core->RequireThread();
   state_->core->SelectCases({include, exclude});
+}
+
+void Session::AddBundle(const std::string& name, const std::vector<int>& variableNumbers) {
+  const std::vector<VariableBundle>& bundles = state_->core->table.bundles;
+  const auto isTaken = [&](const std::string& candidate) {
+    return std::ranges::any_of(bundles,
+                               [&](const VariableBundle& bundle) { return bundle.name == candidate; });
+  };
+  std::string free = name;
+  for (int number = 1; isTaken(free); ++number)
+    free = name + (number < 10 ? "_0" : "_") + std::to_string(number);
+  state_->core->AddBundle(free, variableNumbers);
 }
 
 void Session::WeightBy(int variableNumber) {

@@ -80,6 +80,8 @@ class Session {
   // Cases used: those for which include (when not empty) is true and exclude (when not empty) is
   // not. Throws DataError for a wrong expression; then nothing has changed.
   void SelectCases(const std::string& include, const std::string& exclude);
+  // Adds a bundle to the table, under the first of NAME, NAME_01, NAME_02 ... that is free.
+  void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
   // Case weights of all analyses; 0: none.
   void WeightBy(int variableNumber);
   int WeightVariable() const;

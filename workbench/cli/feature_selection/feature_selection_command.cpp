@@ -1,6 +1,7 @@
 // velmora feature-selection: from the command line to the written results.
 #include "workbench/cli/feature_selection/feature_selection_command.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "workbench/cli/analysis_run.h"
@@ -32,6 +33,27 @@ struct CommandOptions {
   bool printScript = false;
 };
 
+// The options of the one way of ranking are not quietly ignored by the other.
+void CheckClassic(const CommandParser& parser, FeatureSelectionSettings& settings, bool printScript) {
+  if (settings.cases.rawWeights) {
+    if (settings.cases.weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
+    settings.classic = true;
+  }
+  const char* const reason = settings.cases.rawWeights ? "--raw-weights" : "--classic";
+  if (settings.classic) {
+    for (const char* option : {"--rank-by", "--adjust", "--adjust-across", "--alpha", "--intervals"}) {
+      if (parser.Has(option)) {
+        throw UsageError(std::string(option) + " has no effect on the run of the dialogs, which " + reason +
+                         " asks for.");
+      }
+    }
+  } else if (settings.cases.roundWeights) {
+    throw UsageError("--round-weights needs --classic: sampling weights are not rounded.");
+  } else if (printScript) {
+    throw UsageError("--print-script needs --classic: scripts run the analysis of the dialogs.");
+  }
+}
+
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   CommandOptions options;
   CommandParser parser;
@@ -53,6 +75,14 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Flag("--chi-square", settings.chiSquare);
   int show = 0;
   parser.Choice("--show", show, {"best", "p", "best-by-p"});
+  int rankBy = 0, adjustment = 0, intervals = 0;
+  parser.Flag("--classic", settings.classic);
+  parser.Choice("--rank-by", rankBy, {"effect", "statistic", "p"});
+  parser.Choice("--adjust", adjustment, {"bh", "by", "holm", "none"});
+  parser.Flag("--adjust-across", settings.adjustAcross);
+  parser.Number("--alpha", settings.alpha, 0, 1);
+  parser.Choice("--intervals", intervals, {"quantiles", "equal-width"});
+  parser.Flag("--raw-weights", settings.cases.rawWeights);
   parser.WholeNumber("--best", settings.best, 1, kMostBest);
   parser.WholeNumber("--best-by-p", settings.bestByP, 1, kMostBest);
   parser.Number("--p-criterion", settings.pCriterion, 0, 1);
@@ -60,6 +90,9 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Parse(arguments);
 
   settings.displayMode = static_cast<DisplayMode>(show);
+  settings.rankBy = static_cast<ranking::RankKey>(rankBy);
+  settings.adjustment = static_cast<stats::Adjustment>(adjustment);
+  settings.intervals = static_cast<ranking::IntervalMethod>(intervals);
   options.variables.weight = settings.cases.weight;
   if (options.data.path.empty()) {
     throw UsageError(
@@ -69,6 +102,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
     throw UsageError("--dependents is missing: name the outcome, as in --dependents risk.");
   if (settings.cases.roundWeights && settings.cases.weight.empty())
     throw UsageError("--round-weights needs --weight NAME.");
+  CheckClassic(parser, settings, options.printScript);
+  options.variables.anyWeights = settings.classic;
   return options;
 }
 
@@ -82,10 +117,31 @@ std::string BundlesPath(const std::string& folder, const std::string& dataPath) 
   return (PathOf(folder.empty() ? "." : folder) / PathOf(BundlesFile(dataPath))).string();
 }
 
+// The bundles that the results dialog makes of its own ranking: the best continuous and the best
+// categorical predictors of each dependent.
+void AddBundles(const FeatureSelectionReport& report, Session& session) {
+  for (const ReportedDependent& dependent : report.dependents) {
+    for (const Measurement kind : {Measurement::kContinuous, Measurement::kCategorical}) {
+      std::vector<int> numbers;
+      for (const int index : dependent.best) {
+        const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
+        if (predictor.kind == kind) numbers.push_back(predictor.number);
+      }
+      if (!numbers.empty())
+        session.AddBundle(dependent.name + " - best " + KindName(kind) + " predictors", numbers);
+    }
+  }
+}
+
 // Saves the data with its bundles as a file of the run.
-void SaveBundles(Session& session, const std::string& folder, OutputFiles& files) {
-  const StrictCriterion strict(*session.FeatureSelectionResults());
-  session.ResultsDialog().Call("SavePredictorsToVariableBundle");
+void SaveBundles(const FeatureSelectionReport& report, Session& session, const std::string& folder,
+                 OutputFiles& files) {
+  if (report.ranking) {
+    AddBundles(report, session);
+  } else {
+    const StrictCriterion strict(*session.FeatureSelectionResults());
+    session.ResultsDialog().Call("SavePredictorsToVariableBundle");
+  }
   const std::string name = BundlesFile(session.Data().fileName);
   SaveTableIn(files, session.Data(), BundlesPath(folder, session.Data().fileName));
   // An earlier run's sidecar would be read with this table.
@@ -100,7 +156,9 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
                   const FeatureSelectionReport& report, Session& session, const RunFiles& inputs) {
   OutputWriters writers = WritersOf(report, session);
   if (options.output.saveBundles)
-    writers.addFiles = [&](OutputFiles& files) { SaveBundles(session, options.output.folder, files); };
+    writers.addFiles = [&](OutputFiles& files) {
+      SaveBundles(report, session, options.output.folder, files);
+    };
   WriteOutputs(options.output, formats, writers, inputs);
 }
 
@@ -143,7 +201,10 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   OutputWriters writers;
   writers.stem = "feature_selection";
   writers.text = [&](const Terminal& terminal) {
-    return PrintableText(FeatureSelectionText(report, terminal.width, terminal.utf8), true);
+    // What is not read on a terminal may be wider than one.
+    constexpr int kFileWidth = 132;
+    const int width = terminal.isTerminal ? terminal.width : std::max(terminal.width, kFileWidth);
+    return PrintableText(FeatureSelectionText(report, width, terminal.utf8), true);
   };
   writers.json = [&] { return FeatureSelectionJson(report); };
   writers.csv = [&] { return FeatureSelectionCsv(report); };

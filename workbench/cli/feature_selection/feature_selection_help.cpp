@@ -9,8 +9,10 @@ const char kFeatureSelectionHelp[] =
 Usage: velmora feature-selection DATA --dependents NAME... [OPTIONS]
 
 Every predictor is tested on its own against every dependent variable. A continuous dependent variable gives an F
-value, a categorical one Cramer's V (or Chi-square); continuous predictors are cut into intervals of equal width first.
-The best predictors are listed in order, each with the p-value of its test.
+value, a categorical one Cramer's V (or Chi-square); continuous predictors are cut into intervals with about as many
+cases in each first. Predictors are ranked by the size of their effect, corrected for their number of levels: epsilon
+squared (the share of the variance explained) or a corrected Cramer's V, with its 95 % interval and p-values. What
+cannot be told from chance is marked n.s., comes after the rest and is not among the best.
 
 Examples:
   Which variables separate good loans from bad ones?
@@ -38,13 +40,13 @@ Variables
 Cases
   --select EXPR               keep only the cases for which EXPR is true, such as 'age > 30 And Not IsMD(income)'
   --exclude EXPR              drop the cases for which EXPR is true
-  --weight NAME               case weights; the variable is no predictor unless you name it as one
-  --round-weights             round the weights to whole numbers
+  --weight NAME               sampling weights: only their ratios matter, and p-values are those of the cases that
+                              were drawn; the variable is no predictor unless you name it as one
   --count NAME                the number of cases that each row represents; rows below 1 are left out
   --missing NAME=CODE         a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
-  --casewise                  drop a case at its first missing value: the variables before it, in the order of the
-                              run, still count the case (default: use every case that has both values of a pair)
+  --casewise                  use only cases without a missing value in the variables of the run (default: every case
+                              that has both values of a pair)
   --delimiter C               field separator of a text file (default: detected); tab for a tab
 
   EXPR may use = == <> != < <= > >=, And Or Not, + - * / ^ and parentheses; IsMD(x) is true for a missing value; other
@@ -52,19 +54,33 @@ Cases
   quotes, as in region = 'north', names with spaces double quotes, as in "monthly income" > 1000. A comparison with a
   missing value is not true.
 
-Scores
+Ranking
+  --rank-by effect            by effect, p-values second (default); or by statistic, or by p
+  --intervals quantiles       about as many cases in each interval of a continuous predictor (default); or equal-width
   --cuts N                    intervals of a continuous predictor, 1 to 20 (default 10)
   --cut-dependents            cut continuous dependent variables too and treat them as categories
   --dependent-cuts N          intervals of a continuous dependent variable, 1 to 20 (default 10)
-  --chi-square                Chi-square instead of Cramer's V
+  --chi-square                show Chi-square instead of Cramer's V
+  --adjust bh                 adjust p-values for the number of predictors: bh (Benjamini-Hochberg, default), by
+                              (Benjamini-Yekutieli), holm or none
+  --adjust-across             over the predictors of all dependent variables together
+  --alpha P                   what has an adjusted p-value above P cannot be told from chance (default 0.05)
 
 Predictors shown
-  --show best                 the best by their statistic (default)
-  --show p                    all with a p-value up to the criterion
+  --show best                 the best of the ranking (default)
+  --show p                    all with an adjusted p-value up to the criterion
   --show best-by-p            the best by their p-value
   --best N                    how many with --show best, 1 to 10000 (default 10)
   --best-by-p N               how many with --show best-by-p, 1 to 10000 (default 10)
   --p-criterion P             the criterion of --show p, above 0 and below 1 (default 0.01)
+
+The run of the dialogs
+  --classic                   as the analysis's dialogs and scripts run it: ranked by statistic, intervals of equal
+                              width, p-values not adjusted, weights as they are; --casewise then drops a case at its
+                              first missing value, and the variables before it still count the case
+  --raw-weights               the same, said of the weights: their sum is the number of cases
+  --round-weights             with --classic, round the weights to whole numbers
+  --print-script              with --classic, print the run as a script for velmora run, and do nothing else
 
 Output
   --out DIR                   write @FEATURE_FILES@ into DIR, all or none
@@ -72,7 +88,6 @@ Output
   --csv-for READER            program (default) or spreadsheet, which reads texts that begin with =, +, - or @ as text
   --save-bundles              save the data with the best predictors as variable bundles, beside the other outputs
                               (without --out: in the current folder)
-  --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     print only warnings and failures on standard error
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
   --decimal-separator C       of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as

@@ -9,8 +9,10 @@
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/progress_bar.h"
 #include "workbench/data/errors.h"
 #include "workbench/dialogs/dialog_window.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/selection.h"
 
@@ -111,8 +113,180 @@ std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& setting
           {kModeMembers[static_cast<int>(settings.displayMode)], true}};
 }
 
+namespace {
+
+ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelectionSettings& settings) {
+  ranking::RankingPlan plan;
+  plan.continuousDependents = choice.continuousDependents;
+  plan.categoricalDependents = choice.categoricalDependents;
+  plan.continuousPredictors = choice.continuousPredictors;
+  plan.categoricalPredictors = choice.categoricalPredictors;
+  plan.weight = choice.weight;
+  plan.count = choice.count;
+  plan.predictorIntervals = {settings.intervals, settings.cuts};
+  plan.dependentIntervals = {settings.intervals, settings.dependentCuts};
+  plan.cutDependents = settings.cutDependents;
+  plan.completeCases = settings.casewise;
+  plan.chiSquare = settings.chiSquare;
+  plan.key = settings.displayMode == DisplayMode::kBestByP ? ranking::RankKey::kP : settings.rankBy;
+  plan.adjustment = settings.adjustment;
+  plan.adjustAcrossDependents = settings.adjustAcross;
+  plan.alpha = settings.alpha;
+  return plan;
+}
+
+PairStatistic StatisticOf(Measurement kind, const FeatureSelectionSettings& settings) {
+  if (kind == Measurement::kContinuous && !settings.cutDependents) return PairStatistic::kF;
+  return settings.chiSquare ? PairStatistic::kChiSquare : PairStatistic::kCramersV;
+}
+
+vlm::FeatureSelectionPair PairOf(const ranking::RankedPair& ranked, PairStatistic statistic) {
+  const stats::Association& a = ranked.association;
+  vlm::FeatureSelectionPair pair{};
+  pair.notComputable = a.computable ? 0 : 1;
+  pair.statistic = !a.computable ? 0 : statistic == PairStatistic::kCramersV ? a.rawEffect : a.statistic;
+  pair.pValue = a.computable ? std::exp(a.logP) : 1;
+  pair.usedCases = static_cast<int>(ranked.cases);
+  pair.missingCases = static_cast<int>(ranked.missing);
+  pair.count = ranked.frequency;
+  pair.df1 = a.df1;
+  pair.df2 = a.df2;
+  return pair;
+}
+
+// The predictors that the display settings choose, best first.
+std::vector<int> BestOf(const ranking::RankedOutcome& outcome, const FeatureSelectionSettings& settings) {
+  std::vector<int> best;
+  const bool byEffect =
+      settings.displayMode == DisplayMode::kBest && settings.rankBy == ranking::RankKey::kEffect;
+  const std::size_t limit = settings.displayMode == DisplayMode::kBelowP ? outcome.order.size()
+                            : settings.displayMode == DisplayMode::kBest
+                                ? static_cast<std::size_t>(settings.best)
+                                : static_cast<std::size_t>(settings.bestByP);
+  for (const int index : outcome.order) {
+    const ranking::RankedPair& pair = outcome.pairs[static_cast<std::size_t>(index)];
+    if (best.size() == limit) break;
+    if (!pair.association.computable || (byEffect && !pair.better)) continue;
+    if (settings.displayMode == DisplayMode::kBelowP && !(pair.logAdjustedP <= std::log(settings.pCriterion)))
+      continue;
+    best.push_back(index);
+  }
+  return best;
+}
+
+std::vector<ReportedPredictor> PredictorsOf(const Table& table, const VariableChoice& choice) {
+  std::vector<ReportedPredictor> predictors;
+  for (const int number : choice.continuousPredictors)
+    predictors.push_back({number, table.Variable(number).name, Measurement::kContinuous});
+  for (const int number : choice.categoricalPredictors)
+    predictors.push_back({number, table.Variable(number).name, Measurement::kCategorical});
+  return predictors;
+}
+
+// The settings and counts of the run in the form that the module gives them.
+vlm::FeatureSelectionRun RunOf(const Table& table, const ranking::RankingPlan& plan,
+                               const ranking::Ranking& ranking, bool useCramersV) {
+  vlm::FeatureSelectionRun run{};
+  run.caseCount = static_cast<int>(table.caseCount);
+  run.excludedCases = static_cast<int>(ranking.excludedCases);
+  run.zeroWeightCases = static_cast<int>(ranking.zeroWeightCases);
+  run.badCountCases = static_cast<int>(ranking.badCountCases);
+  run.acceptedCases = static_cast<int>(ranking.usedCases + ranking.incompleteCases);
+  run.validCases = static_cast<int>(ranking.usedCases);
+  run.weighted = plan.weight != 0 ? 1 : 0;
+  run.totalWeight = plan.weight != 0 ? ranking.totalWeight : 1;
+  run.continuousDependents = static_cast<int>(plan.continuousDependents.size());
+  run.categoricalDependents = static_cast<int>(plan.categoricalDependents.size());
+  run.continuousPredictors = static_cast<int>(plan.continuousPredictors.size());
+  run.categoricalPredictors = static_cast<int>(plan.categoricalPredictors.size());
+  run.treatContinuousDependentAsCategorical = plan.cutDependents ? 1 : 0;
+  run.useCramersV = useCramersV ? 1 : 0;
+  run.casewiseDeletion = plan.completeCases ? 1 : 0;
+  run.useWeightsAsGiven = 1;
+  run.cutsContinuousPredictor = plan.predictorIntervals.intervals;
+  run.cutsContinuousDependent = plan.dependentIntervals.intervals;
+  run.countVariableNumber = plan.count;
+  return run;
+}
+
+// A few far values, or a code that was not declared, leave one interval of equal width for all the
+// others.
+std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& predictor) {
+  const Column& column = table.Variable(predictor.number);
+  const ranking::CrowdedIntervals& crowded = predictor.intervals;
+  const std::string value = ShownNumber(crowded.farValue, "");
+  std::string text = ShownNumber(std::floor(crowded.share * 1000) / 10, "0.0") + " % of the cases of " +
+                     column.name + " are in one interval of equal width, because of values as far as " +
+                     value;
+  if (crowded.farCases > 1)
+    text += " (" + Counted(static_cast<std::size_t>(crowded.farCases), "case", "cases") +
+            "; if that is a code for missing, use --missing " + column.name + "=" + value + ")";
+  return text + "; --intervals quantiles puts as many cases in each interval.";
+}
+
+FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
+                            const FeatureSelectionSettings& settings) {
+  const Table& table = session.Data();
+  const ranking::RankingPlan plan = PlanOf(choice, settings);
+  ProgressBar bar;
+  bar.Start("Comparing predictors...");
+  ranking::Ranking ranked =
+      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, [&](double fraction) {
+        bar.Update(fraction);
+        return !WasInterrupted();
+      });
+  bar.Finish();
+  constexpr std::int64_t kFewestCases = 3;
+  if (ranked.usedCases < kFewestCases)
+    throw RunError("The feature selection failed: there are fewer than three valid cases" +
+                   std::string(settings.cases.select.empty() && settings.cases.exclude.empty()
+                                   ? "."
+                                   : " (the selection leaves out " + std::to_string(ranked.excludedCases) +
+                                         " of " + std::to_string(table.caseCount) + " cases)."));
+
+  FeatureSelectionReport report;
+  report.dataFile = table.fileName;
+  report.run = RunOf(table, plan, ranked, !settings.chiSquare);
+  report.weightVariable = NameOf(table, choice.weight);
+  report.countVariable = NameOf(table, choice.count);
+  report.select = settings.cases.select;
+  report.exclude = settings.cases.exclude;
+  report.displayMode = settings.displayMode;
+  report.best = settings.best;
+  report.bestByP = settings.bestByP;
+  report.pCriterion = settings.pCriterion;
+  report.leftOut = choice.leftOut;
+  report.predictors = PredictorsOf(table, choice);
+  report.ranking = {plan.key,           plan.adjustment,        plan.adjustAcrossDependents, plan.alpha,
+                    settings.intervals, ranked.incompleteCases, ranked.designEffect};
+  for (const ranking::CrowdedPredictor& predictor : ranked.crowded)
+    report.notices.push_back(CrowdedNotice(table, predictor));
+
+  for (std::size_t d = 0; d < ranked.outcomes.size(); ++d) {
+    ranking::RankedOutcome& outcome = ranked.outcomes[d];
+    const bool continuous = d < choice.continuousDependents.size();
+    ReportedDependent dependent;
+    dependent.number = continuous ? choice.continuousDependents[d]
+                                  : choice.categoricalDependents[d - choice.continuousDependents.size()];
+    dependent.name = NameOf(table, dependent.number);
+    dependent.kind = continuous ? Measurement::kContinuous : Measurement::kCategorical;
+    dependent.statistic = StatisticOf(dependent.kind, settings);
+    dependent.statisticName = StatisticName(dependent.statistic);
+    dependent.cases = {static_cast<int>(outcome.cases), static_cast<int>(outcome.missing)};
+    for (const ranking::RankedPair& pair : outcome.pairs)
+      dependent.pairs.push_back(PairOf(pair, dependent.statistic));
+    dependent.best = BestOf(outcome, settings);
+    dependent.ranked = std::move(outcome);
+    report.dependents.push_back(std::move(dependent));
+  }
+  return report;
+}
+
+}  // namespace
+
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings) {
+  if (!settings.classic) return Rank(session, choice, settings);
   const AutomationClient startup = session.StartFeatureSelection();
   PutAll(startup, StartupSettings(choice, settings));
   if (settings.cases.roundWeights) session.UseWeightsAsGiven(false);

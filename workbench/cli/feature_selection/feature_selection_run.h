@@ -1,5 +1,5 @@
-// Drives one feature selection the way a script would: settings go in through the automation interfaces and
-// the dialogs, results come out of the module's view of them.
+// Runs one feature selection. The classic run is driven the way a script would: settings go in through
+// the automation interfaces and the dialogs, results come out of the module's view of them.
 #pragma once
 
 #include <string>
@@ -14,6 +14,15 @@
 namespace velmora {
 
 struct FeatureSelectionSettings {
+  // The run of the module's dialogs: its order, intervals of equal width, weights as they are. Without
+  // it the workbench ranks, by the settings below.
+  bool classic = false;
+  ranking::RankKey rankBy = ranking::RankKey::kEffect;
+  stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
+  bool adjustAcross = false;
+  double alpha = 0.05;
+  ranking::IntervalMethod intervals = ranking::IntervalMethod::kQuantiles;
+
   int cuts = 10, dependentCuts = 10;
   bool casewise = false, cutDependents = false, chiSquare = false;
   DisplayMode displayMode = DisplayMode::kBest;
@@ -22,8 +31,8 @@ struct FeatureSelectionSettings {
   CaseOptions cases;
 };
 
-// Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
-// for documents and bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
+// Runs the analysis on the session's table and reads everything that it found. After a classic run the
+// results dialog stays open for bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
 // UsageError for a wrong selection expression.
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);

@@ -2,12 +2,16 @@
 // pairs.
 #include <algorithm>
 #include <cctype>
+#include <cmath>
+#include <numbers>
+#include <set>
 
 #include "workbench/documents/csv_row.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/feature_selection_report.h"
+#include "workbench/report/ranking_columns.h"
 
 namespace velmora {
 namespace {
@@ -39,34 +43,53 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   return text;
 }
 
-// Rank, predictor, kind, statistic, p, N, degrees of freedom and a bar for each of the dependent's
-// best predictors. Sets anyBars where the bars have room.
-std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
-                           int width, bool utf8, bool& anyBars) {
-  const auto pairOf = [&](int index) -> const vlm::FeatureSelectionPair& {
-    return dependent.pairs[static_cast<std::size_t>(index)];
-  };
-  double largest = 0;
-  for (const int index : dependent.best) largest = std::max(largest, pairOf(index).statistic);
-  TextTable table({{"rank", true},
-                   {"predictor"},
-                   {"kind"},
-                   {dependent.statisticName, true},
-                   {"p-value", true},
-                   {"N", true},
-                   {"df", true}});
-  int rank = 0;
-  for (const int index : dependent.best) {
-    const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
-    const vlm::FeatureSelectionPair& pair = pairOf(index);
-    const bool computed = pair.notComputable == 0;
-    table.AddRow(
-        {std::to_string(++rank), CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
-         KindName(predictor.kind), computed ? ShownStatistic(dependent, pair) : "-",
-         computed ? ShownProbability(pair.pValue) : "-", std::to_string(pair.usedCases),
-         computed ? DegreesOfFreedomText(pair) : "-"},
-        computed && largest > 0 ? pair.statistic / largest : 0);
+TextTable TableOf(const std::vector<RankingColumn>& columns, const std::vector<double>& shares,
+                  int leastImportant, bool utf8) {
+  std::vector<const RankingColumn*> shown;
+  std::vector<TextColumn> headers;
+  for (const RankingColumn& column : columns) {
+    if (column.importance > leastImportant || column.shortTitle.empty()) continue;
+    shown.push_back(&column);
+    headers.push_back({column.shortTitle, column.kind != RankingColumn::kName &&
+                                              (column.kind != RankingColumn::kText || column.title.empty())});
   }
+  TextTable table(headers);
+  for (std::size_t row = 0; row < shares.size(); ++row) {
+    std::vector<std::string> cells;
+    for (const RankingColumn* column : shown) {
+      cells.push_back(column->kind == RankingColumn::kName
+                          ? CutToWidth(PrintableText(column->texts[row]), kWidestName, utf8 ? "…" : "~")
+                          : column->texts[row]);
+    }
+    table.AddRow(std::move(cells), shares[row]);
+  }
+  return table;
+}
+
+// The rows of the dependent that are shown, with as many columns as fit the width. Sets anyBars where
+// bars have room.
+std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
+                           int width, bool utf8, bool& anyBars, std::set<std::string>& meanings) {
+  std::vector<int> rows = OrderedPredictors(report, dependent);
+  rows.resize(ShownRows(report, dependent));
+  double largest = 0;
+  const auto strength = [&](int index) {
+    const vlm::FeatureSelectionPair& pair = dependent.pairs[static_cast<std::size_t>(index)];
+    if (pair.notComputable != 0) return 0.0;
+    return dependent.ranked ? dependent.ranked->pairs[static_cast<std::size_t>(index)].association.effect
+                            : pair.statistic;
+  };
+  for (const int index : rows) largest = std::max(largest, strength(index));
+  std::vector<double> shares;
+  for (const int index : rows) shares.push_back(largest > 0 ? strength(index) / largest : 0);
+  const std::vector<RankingColumn> columns = RankingColumns(report, dependent, rows);
+  int leastImportant = kWideOnly - 1;
+  while (leastImportant > 3 && !TableOf(columns, shares, leastImportant, utf8).Fits(width)) --leastImportant;
+  for (const RankingColumn& column : columns) {
+    if (column.importance <= leastImportant && !column.shortTitle.empty() && !column.meaning.empty())
+      meanings.insert(column.shortTitle + ": " + LowerFirst(column.meaning));
+  }
+  const TextTable table = TableOf(columns, shares, leastImportant, utf8);
   anyBars = anyBars || (largest > 0 && table.HasRoomForBars(width));
   return table.TextWithBars(width, utf8);
 }
@@ -85,7 +108,7 @@ std::string WeightNote(const FeatureSelectionReport& report) {
       std::any_of(report.dependents.begin(), report.dependents.end(), [](const ReportedDependent& dependent) {
         return dependent.kind == Measurement::kCategorical;
       });
-  if (!report.run.weighted || !anyCategorical) return "";
+  if (report.ranking || !report.run.weighted || !anyCategorical) return "";
   return "The weights sum to " + ShownNumber(report.run.totalWeight, "") + " for " +
          Counted(static_cast<std::size_t>(report.run.validCases), "case", "cases") +
          ": p-values of categorical outcomes take that sum for the\n"
@@ -96,57 +119,92 @@ std::string WeightNote(const FeatureSelectionReport& report) {
 
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
   std::string text = "Feature selection: " + PrintableText(report.dataFile) + "\n" + CasesLine(report) + "\n";
-  std::vector<PairStatistic> legends;
-  bool anyBars = false;
+  for (const std::string& notice : report.notices) text += "Note: " + PrintableText(notice) + "\n";
+  std::set<std::string> meanings;
+  bool anyBars = false, anyNoBetter = false;
   for (const ReportedDependent& dependent : report.dependents) {
     text += "\n";
+    const std::size_t rows = ShownRows(report, dependent);
     if (report.NoneMeetsCriterion(dependent)) {
       text += Heading(report, dependent);
-    } else if (dependent.best.empty()) {
+    } else if (rows == 0) {
       text += PrintableText(dependent.name) + " (" + KindName(dependent.kind) +
               "): no predictor could be scored (one value only, or nothing that varies together)\n";
     } else {
-      text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8, anyBars);
-      if (std::find(legends.begin(), legends.end(), dependent.statistic) == legends.end())
-        legends.push_back(dependent.statistic);
+      text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8, anyBars, meanings);
     }
+    anyNoBetter = anyNoBetter || rows > dependent.best.size();
   }
-  if (legends.empty()) return text;
+  if (meanings.empty()) return text;
   text += "\n";
-  for (const ReportedDependent& dependent : report.dependents) {
-    const auto legend = std::find(legends.begin(), legends.end(), dependent.statistic);
-    if (legend == legends.end()) continue;
-    text += dependent.statisticName + ": " + LowerFirst(StatisticMeaning(dependent.statistic)) + "\n";
-    legends.erase(legend);
+  for (const std::string& meaning : meanings) text += meaning + "\n";
+  if (anyNoBetter) {
+    text += "n.s.: not told from chance, the adjusted p is above " + ShownNumber(report.ranking->alpha, "") +
+            "\n";
   }
-  text +=
-      "p-value: probability of a value at least this large if predictor and outcome were unrelated (one "
-      "test, not adjusted).\n";
   text += WeightNote(report);
-  text += "N: cases that entered the statistic; df: its degrees of freedom.\n";
-  if (anyBars) text += "Bars: the statistic relative to the largest one shown.\n";
+  if (anyBars)
+    text += std::string("Bars: the ") + (report.ranking ? "effect" : "statistic") +
+            " relative to the largest one shown.\n";
   return text;
 }
+
+namespace {
+
+void AppendEffectCells(const ReportedDependent& dependent, std::size_t index,
+                       std::vector<std::string>& cells) {
+  constexpr std::size_t kEffectCells = 13;
+  if (!dependent.ranked || !dependent.ranked->pairs[index].association.computable) {
+    cells.resize(cells.size() + kEffectCells);
+    return;
+  }
+  const ranking::RankedPair& pair = dependent.ranked->pairs[index];
+  const stats::Association& a = pair.association;
+  const auto number = [&](double value) {
+    cells.push_back(std::isfinite(value) ? ShortestNumber(value) : std::string());
+  };
+  for (const double value : {a.effect, a.lower, a.upper, std::fabs(a.logP / std::numbers::ln10),
+                             std::exp(pair.logAdjustedP), std::fabs(pair.logAdjustedP / std::numbers::ln10)})
+    number(value);
+  cells.emplace_back(pair.better ? "1" : "0");
+  cells.push_back(std::to_string(a.levels));
+  for (const double value : {a.designEffect, a.testStatistic, a.testDf1}) number(value);
+  cells.push_back(a.testDf2 > 0 ? ShortestNumber(a.testDf2) : std::string());
+  cells.push_back(a.cells > 0 ? std::to_string(a.smallCells) : std::string());
+}
+
+}  // namespace
 
 std::string FeatureSelectionCsv(const FeatureSelectionReport& report) {
   std::string text =
       "dependent,dependent_number,dependent_kind,statistic_name,rank,predictor,predictor_number,"
-      "predictor_kind,statistic,p_value,not_computable,cases,missing_cases,df1,df2\n";
+      "predictor_kind,statistic,p_value,not_computable,cases,missing_cases,df1,df2,effect,effect_lower,"
+      "effect_upper,minus_log10_p,adjusted_p,minus_log10_adjusted_p,better_than_chance,levels,"
+      "design_effect,test_statistic,test_df1,test_df2,small_expected_cells\n";
   for (const ReportedDependent& dependent : report.dependents) {
     const std::vector<int> order = OrderedPredictors(report, dependent);
     for (std::size_t position = 0; position < order.size(); ++position) {
       const auto index = static_cast<std::size_t>(order[position]);
       const ReportedPredictor& predictor = report.predictors[index];
       const vlm::FeatureSelectionPair& pair = dependent.pairs[index];
-      AppendCsvRow(
-          text,
-          {dependent.name, std::to_string(dependent.number), KindName(dependent.kind),
-           dependent.statisticName,
-           position < dependent.best.size() ? std::to_string(position + 1) : std::string(), predictor.name,
-           std::to_string(predictor.number), KindName(predictor.kind), ShortestNumber(pair.statistic),
-           ShortestNumber(pair.pValue), pair.notComputable ? "1" : "0", std::to_string(pair.usedCases),
-           std::to_string(pair.missingCases), pair.notComputable ? std::string() : ShortestNumber(pair.df1),
-           pair.notComputable || pair.df2 <= 0 ? std::string() : ShortestNumber(pair.df2)});
+      std::vector<std::string> cells = {
+          dependent.name,
+          std::to_string(dependent.number),
+          KindName(dependent.kind),
+          dependent.statisticName,
+          position < dependent.best.size() ? std::to_string(position + 1) : std::string(),
+          predictor.name,
+          std::to_string(predictor.number),
+          KindName(predictor.kind),
+          ShortestNumber(pair.statistic),
+          ShortestNumber(pair.pValue),
+          pair.notComputable ? "1" : "0",
+          std::to_string(pair.usedCases),
+          std::to_string(pair.missingCases),
+          pair.notComputable ? std::string() : ShortestNumber(pair.df1),
+          pair.notComputable || pair.df2 <= 0 ? std::string() : ShortestNumber(pair.df2)};
+      AppendEffectCells(dependent, index, cells);
+      AppendCsvRow(text, cells);
     }
   }
   return text;

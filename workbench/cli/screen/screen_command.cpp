@@ -157,7 +157,7 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
   const CommandOptions options = ParseOptions(arguments);
   const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
   table = PrepareTable(std::move(table), options.data);
-  const int weight = ChooseWeight(table, options.settings.cases.weight);
+  const int weight = ChooseWeight(table, options.settings.cases.weight, true);
   const ScreenChoice choice =
       ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
   return Run(options, sessionOptions, std::move(table), choice, weight);
@@ -181,7 +181,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
       MakeSessionOptions(options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms);
 
   Table table = LoadTable(options.data);
-  const int weight = ChooseWeight(table, cases.weight);
+  const int weight = ChooseWeight(table, cases.weight, true);
   const CaseBitmap selected = SelectedCases(table, cases);
   const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
   if (options.printScript) {
