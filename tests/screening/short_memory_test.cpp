@@ -93,12 +93,11 @@ Wanted WantedOfMemory() {
 TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
   const Table table = MemoryTable();
   const Wanted wanted = WantedOfMemory();
-  std::string whole;
-  {
-    ScreeningSession run(table);
-    ASSERT_TRUE(run.Run(wanted));
-    whole = Figures(run);
-  }
+  // Lives until the end and keeps the module loaded: MinGW's runtime takes an index of thread-local memory for each
+  // load that throws and never gives it back, and there are 1,088 of them.
+  ScreeningSession enough(table);
+  ASSERT_TRUE(enough.Run(wanted));
+  const std::string whole = Figures(enough);
   int told = 0;
   for (long allocations = 0;; ++allocations) {
     SCOPED_TRACE(std::to_string(allocations) + " allocations succeed");
