@@ -6,10 +6,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <numeric>
 
 #include "tests/stats/stats_testing.h"
 #include "workbench/stats/adjusted_p.h"
+#include "workbench/stats/cluster_covariance.h"
 #include "workbench/stats/distributions.h"
+#include "workbench/stats/exact_tests.h"
 #include "workbench/stats/noncentral.h"
 
 namespace velmora::stats {
@@ -99,6 +103,102 @@ TEST(Association, WeightedTestsAreThoseOfTheSurveyPackage) {
     for (const Row& row : means)
       check(row, MeanAssociation(GroupsOf(Schools(row.predictor), Schools(row.outcome), weights)));
   }
+}
+
+// schools.csv as a sample of counties within types of school, of schools within types, of counties: svydesign(nest =
+// TRUE), svychisq and regTermTest.
+TEST(Association, ClusteredTestsAreThoseOfTheSurveyPackage) {
+  const std::vector<double> type = Schools("school_type"), county = Schools("county"),
+                            weights = Schools("weight"), met = Schools("school_wide_met"),
+                            awards = Schools("awards"), api = Schools("api2000"),
+                            yearRound = Schools("year_round");
+  const auto designOf = [&](bool byType, bool byCounty) {
+    SurveyDesign design;
+    std::map<std::pair<double, double>, std::vector<std::uint32_t>> clusters;
+    for (std::uint32_t i = 0; i < type.size(); ++i)
+      clusters[{byType ? type[i] : 0, byCounty ? county[i] : i}].push_back(i);
+    double last = -1;
+    for (const auto& [key, cases] : clusters) {
+      if (key.first != last) design.strata.push_back({design.clusters.size(), 0});
+      last = key.first;
+      design.clusters.push_back({design.cases.size(), design.cases.size() + cases.size()});
+      design.cases.insert(design.cases.end(), cases.begin(), cases.end());
+      design.strata.back().end = design.clusters.size();
+    }
+    design.degreesOfFreedom = static_cast<double>(design.clusters.size() - design.strata.size());
+    return design;
+  };
+  struct Row {
+    bool byType, byCounty;
+    double tableF, tableDf, tableP, typeF, typeDf1, typeP, meanF, meanP, typeMeanF, typeMeanP;
+  };
+  const Row rows[] = {
+      {true, true, 66.01993891487, 75, 6.892070353994e-12, 8.146521845399, 1.882091169207, 0.0005896798224357,
+       7.764430503445, 0.006765440248812, 2.226359419186, 0.1151982896164},
+      {true, false, 74.95430250158, 197, 1.719964816865e-15, 6.213549603406, 1.946209234832,
+       0.002428080829123, 5.162367560093, 0.02416711259508, 3.44910790381, 0.03372544620436},
+      {false, true, 93.32778946799, 39, 6.740372318951e-12, 8.189048031343, 1.296589301602, 0.003261308776324,
+       11.48268213641, 0.001648166231232, 4.251563795353, 0.02177553340483},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::to_string(row.byType) + std::to_string(row.byCounty));
+    const SurveyDesign design = designOf(row.byType, row.byCounty);
+    const auto tested = [&](auto sums, auto contribute, std::vector<double> offset) {
+      sums.design.isClustered = true;
+      sums.design.degreesOfFreedom = design.degreesOfFreedom;
+      sums.design.matrix = ClusterCovariance(design, sums.weights.size(), contribute, offset);
+      if constexpr (std::is_same_v<decltype(sums), CellSums>) {
+        return TableAssociation(sums);
+      } else {
+        return MeanAssociation(sums);
+      }
+    };
+    const double total = std::accumulate(weights.begin(), weights.end(), 0.0);
+    const auto table = [&](const std::vector<double>& a, const std::vector<double>& b) {
+      const CellSums sums = CellsOf(a, b, weights);
+      return tested(
+          sums,
+          [&](std::uint32_t i, auto add) {
+            add(static_cast<std::size_t>(a[i]) * sums.columns + static_cast<std::size_t>(b[i]),
+                weights[i] / total);
+          },
+          Times(sums.weights, 1 / total));
+    };
+    const auto mean = [&](const std::vector<double>& a) {
+      const GroupSums sums = GroupsOf(a, api, weights);
+      return tested(sums,
+                    [&](std::uint32_t i, auto add) {
+                      const auto g = static_cast<std::size_t>(a[i]);
+                      add(g, weights[i] * (api[i] - sums.means[g]) / sums.weights[g]);
+                    },
+                    {});
+    };
+    const auto check = [](const Association& found, double statistic, double p) {
+      EXPECT_NEAR(found.testStatistic / statistic, 1, 1e-9);
+      EXPECT_NEAR(std::exp(found.logP) / p, 1, 1e-8);
+    };
+    const Association one = table(met, awards);
+    check(one, row.tableF, row.tableP);
+    EXPECT_NEAR(one.testDf2, row.tableDf, 1e-9);
+    const Association other = table(type, yearRound);
+    check(other, row.typeF, row.typeP);
+    EXPECT_NEAR(other.testDf1, row.typeDf1, 1e-8);
+    check(mean(awards), row.meanF, row.meanP);
+    check(mean(type), row.typeMeanF, row.typeMeanP);
+  }
+}
+
+// R: fisher.test, and chisq.test with 2,000,000 simulated tables.
+TEST(ExactTests, AgreeWithR) {
+  EXPECT_NEAR(FisherP(3, 2, 1, 9), 0.0769230769231, 1e-12);
+  EXPECT_NEAR(FisherP(10, 3, 2, 15), 0.000536724119143, 1e-14);
+  EXPECT_NEAR(FisherP(300, 180, 250, 240), 0.000360680664613, 1e-14);
+  const std::vector<double> table = {3, 5, 5, 1, 9, 3, 4, 2, 5, 1, 6, 8};
+  EXPECT_NEAR(MonteCarloP(table, 4, 3, 200000, 5), 0.139429930285, 0.003);
+  EXPECT_EQ(MonteCarloP(table, 4, 3, 999, 5), MonteCarloP(table, 4, 3, 999, 5));
+  // A 2 x 2 table: the Monte Carlo test is Fisher's but for the tie rule.
+  const std::vector<double> two = {10, 3, 2, 15};
+  EXPECT_NEAR(MonteCarloP(two, 2, 2, 200000, 1), 0.000536724119143, 2e-4);
 }
 
 // With equal weights linearisation asks whether groups differ in variance, too; the sums of large

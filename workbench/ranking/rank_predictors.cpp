@@ -6,6 +6,8 @@
 #include <numeric>
 
 #include "workbench/data/errors.h"
+#include "workbench/stats/cluster_covariance.h"
+#include "workbench/stats/exact_tests.h"
 
 namespace velmora::ranking {
 namespace {
@@ -22,6 +24,7 @@ struct Cases {
   std::vector<double> weight;     // relative to their mean, times the count; empty: 1
   std::vector<double> squares;    // count x weight^2; empty without sampling weights
   std::vector<double> frequency;  // empty: 1
+  stats::SurveyDesign design;
 
   std::size_t Count() const { return used.size(); }
 };
@@ -42,6 +45,7 @@ class CaseCollector {
     }
     if (plan_.weight != 0) LeaveOutWithoutWeight(cases);
     if (plan_.count != 0) LeaveOutWithoutCount(cases);
+    if (plan_.strata != 0 || plan_.clusters != 0) TakeDesign(cases);
     if (plan_.completeCases) LeaveOutIncomplete(cases);
     ranking_.usedCases = std::count(cases.used.begin(), cases.used.end(), std::uint8_t{1});
     if (plan_.count != 0) TakeCounts(cases);
@@ -89,6 +93,75 @@ class CaseCollector {
     }
   }
 
+  // All cases with a weight are of the sample, whatever is selected: a selection is a part of the population. Clusters
+  // are numbered within their strata.
+  void TakeDesign(Cases& cases) {
+    const Column* const strata = plan_.strata == 0 ? nullptr : &table_.Variable(plan_.strata);
+    const Column* const clusters = plan_.clusters == 0 ? nullptr : &table_.Variable(plan_.clusters);
+    const auto valueOf = [&](const Column* column, std::uint32_t i, double otherwise) {
+      return column == nullptr ? otherwise : column->values[i];
+    };
+    std::vector<std::uint32_t>& order = cases.design.cases;
+    for (std::uint32_t i = 0; i < cases.Count(); ++i) {
+      const bool weighted =
+          plan_.weight == 0 || (!IsAbsent(table_.Variable(plan_.weight), i) &&
+                                !NearlyEqualDoubles(table_.Variable(plan_.weight).values[i], 0));
+      if (!weighted) continue;
+      bool known = true;
+      for (const Column* column : {strata, clusters}) {
+        if (column == nullptr || !IsAbsent(*column, i)) continue;
+        known = false;
+        if (cases.used[i] != 0)
+          throw DataError(std::string(column == strata ? "The stratum " : "The cluster ") + column->name +
+                          " of case " + std::to_string(i + 1) + " is missing.");
+      }
+      if (known) order.push_back(i);
+    }
+    const auto key = [&](std::uint32_t i) {
+      return std::pair(valueOf(strata, i, 0), valueOf(clusters, i, static_cast<double>(i)));
+    };
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::uint32_t a, std::uint32_t b) { return key(a) < key(b); });
+    AddRanges(cases, key);
+  }
+
+  template <typename Key>
+  void AddRanges(Cases& cases, Key key) {
+    stats::SurveyDesign& design = cases.design;
+    bool clusterUsed = false, stratumUsed = false;
+    const auto closeCluster = [&](std::size_t end) {
+      design.clusters.back().end = end;
+      ranking_.clusters += clusterUsed ? 1 : 0;
+      clusterUsed = false;
+    };
+    const auto closeStratum = [&] {
+      design.strata.back().end = design.clusters.size();
+      if (!stratumUsed) return;
+      ++ranking_.strata;
+      stratumUsed = false;
+      if (design.strata.back().end - design.strata.back().begin == 1) ++ranking_.lonelyStrata;
+    };
+    for (std::size_t at = 0; at < design.cases.size(); ++at) {
+      const auto now = key(design.cases[at]);
+      const bool isFirst = at == 0;
+      const auto before = isFirst ? now : key(design.cases[at - 1]);
+      if (!isFirst && now != before) closeCluster(at);
+      if (!isFirst && now.first != before.first) closeStratum();
+      if (isFirst || now.first != before.first) design.strata.push_back({design.clusters.size(), 0});
+      if (isFirst || now != before) design.clusters.push_back({at, 0});
+      const bool used = cases.used[design.cases[at]] != 0;
+      clusterUsed = clusterUsed || used;
+      stratumUsed = stratumUsed || used;
+    }
+    if (design.cases.empty()) return;
+    closeCluster(design.cases.size());
+    closeStratum();
+    design.degreesOfFreedom = static_cast<double>(ranking_.clusters) - static_cast<double>(ranking_.strata);
+    if (!(design.degreesOfFreedom > 0))
+      throw DataError("The design has as many strata as clusters (" + std::to_string(ranking_.strata) +
+                      "), which leaves no variance to compare.");
+  }
+
   void TakeCounts(Cases& cases) {
     cases.frequency = table_.Variable(plan_.count).values;
     for (std::size_t i = 0; i < cases.Count(); ++i) {
@@ -99,6 +172,10 @@ class CaseCollector {
   void TakeWeights(Cases& cases) {
     if (plan_.weight == 0) {
       cases.weight = cases.frequency;
+      if (!cases.design.IsPlain()) {
+        if (cases.weight.empty()) cases.weight.assign(cases.used.begin(), cases.used.end());
+        cases.squares = cases.weight;
+      }
       ranking_.totalWeight = cases.frequency.empty()
                                  ? static_cast<double>(ranking_.usedCases)
                                  : std::accumulate(cases.frequency.begin(), cases.frequency.end(), 0.0);
@@ -179,11 +256,12 @@ void Standardize(const Column& column, const Cases& cases, Outcome& outcome) {
 // The pass over the cases of one pair.
 class PairPass {
  public:
-  explicit PairPass(const Cases& cases) : cases_(cases) {}
+  PairPass(const Cases& cases, const RankingPlan& plan) : cases_(cases), plan_(plan) {}
 
-  void Run(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
+  // seed: of a Monte Carlo test.
+  void Run(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, RankedPair& pair) {
     if (outcome.classes > 0) {
-      Tabulate(groups, outcome, pair);
+      Tabulate(groups, outcome, seed, pair);
     } else if (outcome.finite) {
       Compare(groups, outcome, pair);
     }
@@ -194,7 +272,7 @@ class PairPass {
   bool IsSampled() const { return !cases_.squares.empty(); }
 
   // The last row and the last column collect the cases that take no part.
-  void Tabulate(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
+  void Tabulate(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, RankedPair& pair) {
     const std::size_t stride = std::size_t{outcome.classes} + 1;
     const std::size_t cells = stride * (std::size_t{groups.count} + 1);
     counts_.assign(cells, 0);
@@ -218,8 +296,55 @@ class PairPass {
       sums.squaredWeights.resize(sums.weights.size());
       take(sums_, sums.squaredWeights);
       sums.cases = pair.frequency;
+      AddDesign(groups, outcome, sums);
     }
     pair.association = stats::TableAssociation(sums);
+    if (plan_.exact && pair.association.computable && pair.association.smallCells > 0)
+      TestExactly(sums, seed, pair);
+  }
+
+  // By the cell of each case, weights as shares of the table's.
+  void AddDesign(const CaseGroups& groups, const Outcome& outcome, stats::CellSums& sums) {
+    if (cases_.design.IsPlain()) return;
+    sums.design.isClustered = true;
+    sums.design.degreesOfFreedom = cases_.design.degreesOfFreedom;
+    const std::size_t cells = sums.weights.size();
+    if (cells > 2 * (stats::kMostObservedInteractions + 1)) return;
+    const double total = std::accumulate(sums.weights.begin(), sums.weights.end(), 0.0);
+    std::vector<double> shares = sums.weights;
+    for (double& share : shares) share /= total;
+    sums.design.matrix = stats::ClusterCovariance(
+        cases_.design, cells,
+        [&](std::uint32_t i, auto add) {
+          if (groups.groupOf[i] < groups.count && outcome.classOf[i] < outcome.classes)
+            add(std::size_t{groups.groupOf[i]} * outcome.classes + outcome.classOf[i],
+                cases_.weight[i] / total);
+        },
+        shares);
+  }
+
+  // Only whole counts: of cases, or of a count variable that has no fractions.
+  void TestExactly(const stats::CellSums& sums, std::uint64_t seed, RankedPair& pair) const {
+    std::vector<double> counts;
+    std::vector<double> columnTotals(sums.columns);
+    for (std::size_t g = 0; g < sums.rows; ++g) {
+      for (std::size_t c = 0; c < sums.columns; ++c) columnTotals[c] += sums.weights[g * sums.columns + c];
+    }
+    for (std::size_t g = 0; g < sums.rows; ++g) {
+      const auto row = sums.weights.begin() + static_cast<std::ptrdiff_t>(g * sums.columns);
+      if (std::accumulate(row, row + static_cast<std::ptrdiff_t>(sums.columns), 0.0) == 0) continue;
+      for (std::size_t c = 0; c < sums.columns; ++c) {
+        if (columnTotals[c] == 0) continue;
+        if (row[static_cast<std::ptrdiff_t>(c)] != std::floor(row[static_cast<std::ptrdiff_t>(c)])) return;
+        counts.push_back(row[static_cast<std::ptrdiff_t>(c)]);
+      }
+    }
+    stats::Association& association = pair.association;
+    const double p = counts.size() == 4 ? stats::FisherP(counts[0], counts[1], counts[2], counts[3])
+                                        : stats::MonteCarloP(counts, association.levels, association.classes,
+                                                             plan_.replicates, seed);
+    association.logP = std::log(p);
+    pair.exact = true;
   }
 
   void AddUp(const std::vector<double>& mass, const CaseGroups& groups, const Outcome& outcome,
@@ -261,6 +386,15 @@ class PairPass {
       sums.squaredWeights[g] += cases_.squares[i];
       sums.squaredWeightsSquares[g] += cases_.squares[i] * square;
     }
+    if (!cases_.design.IsPlain()) {
+      sums.design.isClustered = true;
+      sums.design.degreesOfFreedom = cases_.design.degreesOfFreedom;
+      if (last <= stats::kMostObservedInteractions + 1)
+        sums.design.matrix = stats::ClusterCovariance(cases_.design, last, [&](std::uint32_t i, auto add) {
+          const std::uint32_t g = groupAt(i);
+          if (g < last) add(g, cases_.weight[i] * (outcome.values[i] - sums.means[g]) / sums.weights[g]);
+        });
+    }
     // The group of the cases that take no part.
     for (std::vector<double>* column : {&sums.weights, &sums.means, &sums.sumsOfSquares, &sums.squaredWeights,
                                         &sums.squaredWeightsSquares}) {
@@ -280,6 +414,7 @@ class PairPass {
   }
 
   const Cases& cases_;
+  const RankingPlan& plan_;
   std::vector<std::uint32_t> counts_;
   std::vector<double> sums_;
 };
@@ -336,11 +471,13 @@ class RankingRun {
     const CaseGroups& groups =
         continuous ? grouper_.Group(column, plan_.predictorIntervals) : grouper_.Group(column);
     if (groups.crowded) ranking_.crowded.push_back({number, *groups.crowded});
-    PairPass pass(cases_);
+    PairPass pass(cases_, plan_);
     for (std::size_t d = 0; d < outcomes_.size(); ++d) {
       RankedPair pair;
       pair.distinct = groups.distinctValues;
-      pass.Run(groups, outcomes_[d], pair);
+      const std::uint64_t seed =
+          plan_.seed * 1000003 + static_cast<std::uint64_t>(number) * 1000 + static_cast<std::uint64_t>(d);
+      pass.Run(groups, outcomes_[d], seed, pair);
       pair.missing = ranking_.usedCases - pair.cases;
       ranking_.outcomes[d].pairs.push_back(std::move(pair));
     }

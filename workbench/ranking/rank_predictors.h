@@ -24,7 +24,8 @@ struct RankingPlan {
   // Variable numbers from 1.
   std::vector<int> continuousDependents, categoricalDependents;
   std::vector<int> continuousPredictors, categoricalPredictors;
-  int weight = 0, count = 0;  // 0: none
+  int weight = 0, count = 0;     // 0: none
+  int strata = 0, clusters = 0;  // of a survey's design; 0: none
   IntervalRule predictorIntervals;
   bool cutDependents = false;  // continuous dependents are classes of intervals
   IntervalRule dependentIntervals;
@@ -34,6 +35,9 @@ struct RankingPlan {
   RankKey key = RankKey::kEffect;
   stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
   bool adjustAcrossDependents = false;
+  bool exact = false;  // Fisher's or a Monte Carlo test where an expected count is below 5; not with weights
+  int replicates = 9999;
+  std::uint64_t seed = 1;
   double alpha = 0.05;  // above it an adjusted p is what chance gives
 };
 
@@ -46,6 +50,7 @@ struct RankedPair {
   std::int64_t missing = 0;  // the other cases of the run
   double frequency = 0;      // cases by the count variable
   std::size_t distinct = 0;  // values of the predictor
+  bool exact = false;        // p is that of an exact test
 };
 
 struct RankedOutcome {
@@ -70,6 +75,8 @@ struct Ranking {
   double totalWeight = 0;   // of the used cases, as the file has them; their number without weights
   double designEffect = 1;  // Kish 1965: cases x sum of squared weights / squared sum
   std::vector<CrowdedPredictor> crowded;
+  std::size_t strata = 0, clusters = 0;  // of a design, with cases that are used
+  std::size_t lonelyStrata = 0;          // with one cluster
 };
 
 // Progress between 0 and 1; false cancels.

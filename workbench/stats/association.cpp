@@ -247,13 +247,12 @@ GeneralizedEffects ExpectedEffects(const Shares& shares) {
   return effects;
 }
 
-// Beyond this the covariance of all interactions is too large a matrix for every pair of a run.
-constexpr std::size_t kMostObservedInteractions = 128;
-
 void TestWeightedTable(const Shares& shares, const CellSums& sums, Association& result) {
   GeneralizedEffects effects;
-  if (result.df1 <= static_cast<double>(kMostObservedInteractions)) effects = ObservedEffects(shares, sums);
-  if (!(effects.sum > 0) && sums.design.matrix.empty()) effects = ExpectedEffects(shares);
+  const bool isKnown = !sums.design.isClustered || !sums.design.matrix.empty();
+  if (isKnown && result.df1 <= static_cast<double>(kMostObservedInteractions))
+    effects = ObservedEffects(shares, sums);
+  if (!(effects.sum > 0) && !sums.design.isClustered) effects = ExpectedEffects(shares);
   if (!(effects.sum > 0)) {
     result.logP = result.testStatistic = kNaN;
     return;
@@ -342,6 +341,10 @@ void TestWeightedMeans(const GroupSums& sums, double cases, Association& result)
   result.testDf1 = result.df1;
   result.testDf2 = known - result.df1;
   double wald = 0;
+  if (sums.design.isClustered && sums.design.matrix.empty()) {
+    result.logP = result.testStatistic = kNaN;
+    return;
+  }
   if (sums.design.matrix.empty()) {
     double precision = 0, mean = 0;
     bool varies = true;

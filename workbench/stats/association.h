@@ -23,6 +23,8 @@ struct DesignCovariance {
   // Of cell shares, or group means, as a full matrix in the order of the sums; empty: from the sums
   // of squared weights.
   std::vector<double> matrix;
+  bool isClustered =
+      false;  // with strata or clusters: the matrix is needed, and its absence means too many cells
   double degreesOfFreedom = 0;  // clusters - strata; without a design cases - 1
 };
 
@@ -78,6 +80,9 @@ struct Association {
   std::size_t cells = 0, smallCells = 0;
   double smallestExpected = 0;
 };
+
+// Beyond this many degrees of freedom the covariance of a table's cells, or of means, is not formed.
+inline constexpr std::size_t kMostObservedInteractions = 128;
 
 Association TableAssociation(const CellSums& sums);
 Association MeanAssociation(const GroupSums& sums);
