@@ -45,7 +45,7 @@ def split(credit):
 def test_feature_selection_is_the_commands(credit):
     X, y = credit.drop(columns="risk"), credit["risk"]
     selection = FeatureSelection(n_features=5).fit(X, y)
-    result = velmora.rank(credit, "risk", best=5)
+    result = velmora.rank(credit, "risk", best=5, rank_by="p")
     assert set(selection.get_feature_names_out()) == set(result.best)
     ranking = result.ranking.set_index("predictor")
     assert list(selection.scores_) == list(ranking.loc[list(X.columns), "statistic"])

@@ -110,9 +110,9 @@ class FeatureSelection(SelectorMixin, _Supervised):
     Parameters
     ----------
     n_features : int, default=10
-        How many features are selected, by their scores.
+        How many features are selected: those with the smallest p-values.
     p_value : float, optional
-        Select all features with a p-value up to this one instead.
+        Select all features with an adjusted p-value up to this one instead.
     cuts : int, default=10
         Intervals of a continuous feature, 1 to 20.
     task : {"auto", "classification", "regression"}, default="auto"
@@ -148,7 +148,8 @@ class FeatureSelection(SelectorMixin, _Supervised):
         self.task = task
 
     def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
-        options = {"dependents": [outcome], "cuts": self.cuts, "best": self.n_features}
+        # By p: as many features as asked for, whether or not they can be told from chance.
+        options = {"dependents": [outcome], "cuts": self.cuts, "best": self.n_features, "rank-by": "p"}
         if self.p_value is not None:
             options |= {"show": "p", "p-criterion": self.p_value}
         return options

@@ -94,6 +94,10 @@ TEST(FeatureSelection, OptionsReachTheRun) {
       {"adjust", {"--adjust", "holm"}, "adjust", "holm"},
       {"adjust across", {"--adjust-across"}, "adjustAcross", true},
       {"alpha", {"--alpha", "0.2"}, "alpha", 0.2},
+      {"exact", {"--exact", "--cut-dependents"}, "exactReplicates", 9999},
+      {"seed", {"--exact", "--cut-dependents", "--seed", "7"}, "seed", 7},
+      {"strata", {"--strata", "school_type"}, "strataVariable", "school_type"},
+      {"clusters", {"--clusters", "county"}, "clusterVariable", "county"},
       {"intervals", {"--intervals", "equal-width"}, "intervals", "equal-width"},
       {"select", {"--select", "enrolled > 500"}, "excludedCases", Json()},
       {"exclude", {"--exclude", "school_type = \"high\""}, "excludedCases", 50},
@@ -284,7 +288,7 @@ TEST(FeatureSelection, OutcomesWithLongNamesKeepTheirOwnFigures) {
   }
 }
 
-TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 33); }
+TEST(FeatureSelection, HelpAndOptionsAgree) { ExpectPageAndOptionsAgree("feature-selection", 38); }
 
 TEST(FeatureSelection, SaysWhatIsWrong) {
   struct Row {
@@ -300,6 +304,9 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
       {"unknown pattern", {"--dependents", "y", "--predictors", "zz*"}, 2, {"--predictors", "zz*"}},
       {"both", {"--dependents", "y", "--predictors", "y", "age"}, 2, {"y", "--predictors", "dependent"}},
       {"classic", {"--dependents", "y", "--classic", "--alpha", "0.1"}, 2, {"--alpha", "--classic"}},
+      {"exact weights", {"--dependents", "y", "--exact", "--weight", "age"}, 2, {"--exact", "weights"}},
+      {"seed alone", {"--dependents", "y", "--seed", "3"}, 2, {"--seed", "--exact"}},
+      {"strata", {"--dependents", "y", "--strata", "knd"}, 2, {"--strata", "knd", "kind"}},
       {"rounding",
        {"--dependents", "y", "--weight", "age", "--round-weights"},
        2,

@@ -134,5 +134,57 @@ TEST(Ranking, TinyProbabilitiesDoNotTie) {
   EXPECT_GT(b["minusLog10P"], 308);
 }
 
+// A few cases per cell, a copy of the outcome, a level per case: named in every output with what to do about it.
+TEST(Ranking, WarnsOfWhatMisleads) {
+  const TemporaryFolder folder;
+  std::string csv = "y,rare,copy,key,x\n";
+  for (int i = 0; i < 60; ++i) {
+    csv += std::string(i % 2 ? "yes" : "no") + "," +
+           (i % 20 == 3   ? "r"
+            : i % 20 == 5 ? "s"
+                          : "t") +
+           "," + (i % 2 ? "1" : "0") + ",k" + std::to_string(i / 3 * 2 + (i % 3 == 0)) + "," +
+           std::to_string(i % 7) + "\n";
+  }
+  const std::string data = folder.Write("a.csv", csv);
+  const std::string out = (folder.Path() / "out").string();
+  const Words run = {
+      "feature-selection", data, "--dependents", "y", "--predictors", "rare", "copy", "key", "x"};
+  const ProcessResult result = RunVelmora(With(run, {"--out", out}));
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  const Json dependent = Json::parse(ReadFile(out + "/feature_selection.json"))["dependents"][0];
+  const std::string page = ReadFile(out + "/feature_selection.html");
+  for (const char* sentence :
+       {"expected counts are below 5", "nearly a level per case", "nearly determines y"}) {
+    EXPECT_NE(result.out.find(sentence), std::string::npos) << result.out;
+    EXPECT_NE(dependent["notices"].dump().find(sentence), std::string::npos) << dependent["notices"];
+    EXPECT_NE(page.find(sentence), std::string::npos) << sentence;
+  }
+  EXPECT_EQ(Named(dependent["predictors"], "rare")["exact"], false);
+
+  const Json exact = JsonFrom(With(run, {"--exact", "--replicates", "1999"}))["dependents"][0];
+  EXPECT_EQ(Named(exact["predictors"], "rare")["exact"], true);
+  EXPECT_EQ(Named(exact["predictors"], "copy")["exact"], false);  // 15 expected in each cell
+  EXPECT_EQ(exact["notices"].dump().find("below 5"), std::string::npos) << exact["notices"];
+  const Json again = JsonFrom(With(run, {"--exact", "--replicates", "1999"}))["dependents"][0];
+  EXPECT_EQ(exact, again);
+}
+
+// R: svychisq(~school_wide_met + awards) and regTermTest of svyglm(api2000 ~ awards) for counties within types.
+TEST(Ranking, TakesTheDesignOfASurvey) {
+  const Words design = {"--weight",   "weight", "--strata",     "school_type",
+                        "--clusters", "county", "--predictors", "awards"};
+  const Json result =
+      JsonOf(Sample("schools.csv"), With({"--dependents", "school_wide_met", "api2000"}, design));
+  const auto figures = [&](const char* name) { return Named(result["dependents"], name)["predictors"][0]; };
+  EXPECT_NEAR(figures("school_wide_met")["pValue"].get<double>() / 6.892070353994e-12, 1, 1e-8);
+  EXPECT_NEAR(figures("school_wide_met")["testDf2"], 75, 1e-9);
+  EXPECT_NEAR(figures("api2000")["pValue"].get<double>() / 0.006765440248812, 1, 1e-8);
+  const ProcessResult refused = RunVelmora(
+      {"feature-selection", Sample("schools.csv"), "--dependents", "api2000", "--strata", "class_size_k3"});
+  EXPECT_NE(refused.exitCode, 0);
+  ExpectSaid(refused, {"stratum class_size_k3 of case", "missing"});
+}
+
 }  // namespace
 }  // namespace velmora::testing

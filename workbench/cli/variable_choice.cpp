@@ -171,9 +171,15 @@ VariableChoice ChooseVariables(const Table& table, const VariableRequest& reques
   if (dependents.empty()) throw UsageError("--dependents names no variable.");
   choice.weight = ChooseWeight(table, request.weight, request.anyWeights);
   if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
-  const std::vector<int> predictors = ChoosePredictors(
-      table, {request.predictors, dependents, {choice.weight, choice.count}, "dependent variable"},
-      choice.leftOut);
+  if (!request.strata.empty()) choice.strata = NamedVariable(table, "--strata", request.strata);
+  if (!request.clusters.empty()) choice.clusters = NamedVariable(table, "--clusters", request.clusters);
+  const std::vector<int> predictors =
+      ChoosePredictors(table,
+                       {request.predictors,
+                        dependents,
+                        {choice.weight, choice.count, choice.strata, choice.clusters},
+                        "dependent variable"},
+                       choice.leftOut);
   WarnOfUselessDependents(table, dependents);
   SplitByKind(table, dependents, choice.continuousDependents, choice.categoricalDependents);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);

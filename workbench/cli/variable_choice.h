@@ -31,13 +31,14 @@ void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vecto
 struct VariableChoice {
   std::vector<int> continuousDependents, categoricalDependents;
   std::vector<int> continuousPredictors, categoricalPredictors;
-  int weight = 0, count = 0;  // 0: none
+  int weight = 0, count = 0;     // 0: none
+  int strata = 0, clusters = 0;  // likewise
   std::vector<LeftOutVariable> leftOut;
 };
 
 struct VariableRequest {
   std::vector<std::string> dependents, predictors;  // as on the command line
-  std::string weight, count;
+  std::string weight, count, strata, clusters;
   bool anyWeights = false;  // as for ChooseWeight
 };
 

@@ -165,6 +165,19 @@ void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>&
   if (run.treatContinuousDependentAsCategorical)
     facts.push_back({"Intervals of continuous dependents",
                      "up to " + std::to_string(run.cutsContinuousDependent) + method});
+  if (!ranking.strataVariable.empty() || !ranking.clusterVariable.empty()) {
+    const auto part = [](const std::string& variable, std::size_t count, const char* otherwise) {
+      return variable.empty() ? std::string(otherwise)
+                              : GroupedDigits(static_cast<long long>(count)) + " of " + variable;
+    };
+    facts.push_back({"Strata", part(ranking.strataVariable, ranking.strata, "one")});
+    facts.push_back({"Clusters", part(ranking.clusterVariable, ranking.clusters, "the cases")});
+  }
+  if (ranking.replicates > 0)
+    facts.push_back(
+        {"Where expected counts are below 5", "Fisher's test of 2 x 2 tables, else Monte Carlo with " +
+                                                  GroupedDigits(ranking.replicates) + " tables, seed " +
+                                                  std::to_string(ranking.seed)});
   static constexpr const char* kOrders[] = {"effect; what chance gives comes after the others", "statistic",
                                             "p-value"};
   facts.push_back({"Order", kOrders[static_cast<int>(ranking.key)]});

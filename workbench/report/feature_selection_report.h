@@ -50,6 +50,10 @@ struct ReportedRanking {
   ranking::IntervalMethod intervals = ranking::IntervalMethod::kQuantiles;
   std::int64_t incompleteCases = 0;
   double designEffect = 1;  // of the weights (Kish 1965)
+  int replicates = 0;       // of exact tests; 0: none were asked for
+  int seed = 1;
+  std::string strataVariable, clusterVariable;  // empty: none
+  std::size_t strata = 0, clusters = 0;         // with cases that are used
 };
 
 struct FeatureSelectionReport {

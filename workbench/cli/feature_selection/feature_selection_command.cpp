@@ -41,7 +41,8 @@ void CheckClassic(const CommandParser& parser, FeatureSelectionSettings& setting
   }
   const char* const reason = settings.cases.rawWeights ? "--raw-weights" : "--classic";
   if (settings.classic) {
-    for (const char* option : {"--rank-by", "--adjust", "--adjust-across", "--alpha", "--intervals"}) {
+    for (const char* option : {"--rank-by", "--adjust", "--adjust-across", "--alpha", "--intervals",
+                               "--strata", "--clusters", "--exact", "--replicates", "--seed"}) {
       if (parser.Has(option)) {
         throw UsageError(std::string(option) + " has no effect on the run of the dialogs, which " + reason +
                          " asks for.");
@@ -83,6 +84,11 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Number("--alpha", settings.alpha, 0, 1);
   parser.Choice("--intervals", intervals, {"quantiles", "equal-width"});
   parser.Flag("--raw-weights", settings.cases.rawWeights);
+  parser.Text("--strata", options.variables.strata);
+  parser.Text("--clusters", options.variables.clusters);
+  parser.Flag("--exact", settings.exact);
+  parser.WholeNumber("--replicates", settings.replicates, 99, 10000000);
+  parser.WholeNumber("--seed", settings.seed, 0, 2147483647);
   parser.WholeNumber("--best", settings.best, 1, kMostBest);
   parser.WholeNumber("--best-by-p", settings.bestByP, 1, kMostBest);
   parser.Number("--p-criterion", settings.pCriterion, 0, 1);
@@ -104,6 +110,12 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
     throw UsageError("--round-weights needs --weight NAME.");
   CheckClassic(parser, settings, options.printScript);
   options.variables.anyWeights = settings.classic;
+  const bool isSurvey = !options.variables.weight.empty() || !options.variables.strata.empty() ||
+                        !options.variables.clusters.empty();
+  if (settings.exact && isSurvey)
+    throw UsageError("--exact tests counts of cases, not weights, strata or clusters.");
+  if (!settings.exact && (parser.Has("--replicates") || parser.Has("--seed")))
+    throw UsageError("--replicates and --seed need --exact.");
   return options;
 }
 

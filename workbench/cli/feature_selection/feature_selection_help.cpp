@@ -42,6 +42,8 @@ Cases
   --exclude EXPR              drop the cases for which EXPR is true
   --weight NAME               sampling weights: only their ratios matter, and p-values are those of the cases that
                               were drawn; the variable is no predictor unless you name it as one
+  --strata NAME               strata of the sample, and
+  --clusters NAME             clusters (primary sampling units) within them: p-values take the design into account
   --count NAME                the number of cases that each row represents; rows below 1 are left out
   --missing NAME=CODE         a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
@@ -64,6 +66,10 @@ Ranking
   --adjust bh                 adjust p-values for the number of predictors: bh (Benjamini-Hochberg, default), by
                               (Benjamini-Yekutieli), holm or none
   --adjust-across             over the predictors of all dependent variables together
+  --exact                     where an expected count is below 5: Fisher's exact test of 2 x 2 tables, a Monte Carlo
+                              test of larger ones
+  --replicates N              tables of a Monte Carlo test (default 9999)
+  --seed N                    of its random numbers (default 1): the same seed gives the same p-values
   --alpha P                   what has an adjusted p-value above P cannot be told from chance (default 0.05)
 
 Predictors shown

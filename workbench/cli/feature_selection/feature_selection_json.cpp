@@ -45,6 +45,10 @@ Json RunMembers(const FeatureSelectionReport& report) {
     facts["intervals"] = IntervalMethodName(ranking.intervals);
     facts["incompleteCases"] = ranking.incompleteCases;
     facts["weightDesignEffect"] = ranking.designEffect;
+    facts["strataVariable"] = TextOrNull(ranking.strataVariable);
+    facts["clusterVariable"] = TextOrNull(ranking.clusterVariable);
+    facts["exactReplicates"] = ranking.replicates > 0 ? Json(ranking.replicates) : Json();
+    facts["seed"] = ranking.replicates > 0 ? Json(ranking.seed) : Json();
   } else {
     facts["classic"] = true;
   }
@@ -72,6 +76,7 @@ void AddEffect(const ranking::RankedPair& pair, Json& members) {
   put("testStatistic", a.testStatistic);
   put("testDf1", a.testDf1);
   put("testDf2", a.testDf2 > 0 ? a.testDf2 : NAN);
+  members["exact"] = pair.exact;
   members["smallExpectedCells"] = a.cells > 0 ? Json(a.smallCells) : Json();
 }
 

@@ -123,6 +123,11 @@ ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelection
   plan.categoricalPredictors = choice.categoricalPredictors;
   plan.weight = choice.weight;
   plan.count = choice.count;
+  plan.strata = choice.strata;
+  plan.clusters = choice.clusters;
+  plan.exact = settings.exact;
+  plan.replicates = settings.replicates;
+  plan.seed = static_cast<std::uint64_t>(settings.seed);
   plan.predictorIntervals = {settings.intervals, settings.cuts};
   plan.dependentIntervals = {settings.intervals, settings.dependentCuts};
   plan.cutDependents = settings.cutDependents;
@@ -224,6 +229,61 @@ std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& p
   return text + "; --intervals quantiles puts as many cases in each interval.";
 }
 
+// The names of the predictors for which holds(predictorIndex), the first few of them.
+template <typename Holds>
+std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
+  constexpr std::size_t kMostNamed = 3;
+  std::vector<std::string> names;
+  for (std::size_t j = 0; j < report.predictors.size(); ++j) {
+    if (holds(j)) names.push_back(report.predictors[j].name);
+  }
+  if (names.size() > kMostNamed + 1) {
+    const std::string more = std::to_string(names.size() - kMostNamed) + " more";
+    names.resize(kMostNamed);
+    names.push_back(more);
+  }
+  return JoinWords(names, " and ");
+}
+
+// What a reader should know before acting on the ranking: p-values that are approximate, predictors that look like
+// identifiers, and those too good to be known before the outcome.
+void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& dependent) {
+  constexpr double kGivesAway = 0.9;
+  const auto pairOf = [&](std::size_t j) -> const ranking::RankedPair& { return dependent.ranked->pairs[j]; };
+  const auto add = [&](const std::string& names, const std::string& rest) {
+    if (!names.empty()) dependent.notices.push_back(names + rest);
+  };
+  add(NamesWhere(report,
+                 [&](std::size_t j) {
+                   return pairOf(j).association.computable && pairOf(j).association.smallCells > 0 &&
+                          !pairOf(j).exact;
+                 }),
+      ": some expected counts are below 5, so the p-value is approximate" +
+          std::string(report.run.weighted || !report.ranking->clusterVariable.empty() ||
+                              !report.ranking->strataVariable.empty()
+                          ? "."
+                          : "; --exact tests such tables exactly."));
+  add(NamesWhere(report,
+                 [&](std::size_t j) {
+                   const ranking::RankedPair& pair = pairOf(j);
+                   return report.predictors[j].kind == Measurement::kCategorical && pair.cases > 20 &&
+                          2 * static_cast<std::int64_t>(pair.association.levels) > pair.cases;
+                 }),
+      ": nearly a level per case, as an identifier has.");
+  add(NamesWhere(report,
+                 [&](std::size_t j) {
+                   return pairOf(j).association.computable && pairOf(j).better &&
+                          pairOf(j).association.effect >= kGivesAway;
+                 }),
+      ": nearly determines " + dependent.name +
+          "; make sure that it is known before the outcome and is not made from it.");
+  add(NamesWhere(report,
+                 [&](std::size_t j) {
+                   return pairOf(j).association.computable && std::isnan(pairOf(j).association.logP);
+                 }),
+      ": not tested, because there are too many groups, or too few clusters, for the design.");
+}
+
 FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
                             const FeatureSelectionSettings& settings) {
   const Table& table = session.Data();
@@ -257,8 +317,22 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
   report.pCriterion = settings.pCriterion;
   report.leftOut = choice.leftOut;
   report.predictors = PredictorsOf(table, choice);
-  report.ranking = {plan.key,           plan.adjustment,        plan.adjustAcrossDependents, plan.alpha,
-                    settings.intervals, ranked.incompleteCases, ranked.designEffect};
+  report.ranking = {plan.key,
+                    plan.adjustment,
+                    plan.adjustAcrossDependents,
+                    plan.alpha,
+                    settings.intervals,
+                    ranked.incompleteCases,
+                    ranked.designEffect,
+                    settings.exact ? settings.replicates : 0,
+                    settings.seed,
+                    NameOf(table, choice.strata),
+                    NameOf(table, choice.clusters),
+                    ranked.strata,
+                    ranked.clusters};
+  if (ranked.lonelyStrata > 0)
+    report.notices.push_back(Counted(ranked.lonelyStrata, "stratum has", "strata have") +
+                             " one cluster only, which counts with its distance from the overall mean.");
   for (const ranking::CrowdedPredictor& predictor : ranked.crowded)
     report.notices.push_back(CrowdedNotice(table, predictor));
 
@@ -277,6 +351,7 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
       dependent.pairs.push_back(PairOf(pair, dependent.statistic));
     dependent.best = BestOf(outcome, settings);
     dependent.ranked = std::move(outcome);
+    AddWarnings(report, dependent);
     report.dependents.push_back(std::move(dependent));
   }
   return report;

@@ -22,6 +22,8 @@ struct FeatureSelectionSettings {
   bool adjustAcross = false;
   double alpha = 0.05;
   ranking::IntervalMethod intervals = ranking::IntervalMethod::kQuantiles;
+  bool exact = false;
+  int replicates = 9999, seed = 1;
 
   int cuts = 10, dependentCuts = 10;
   bool casewise = false, cutDependents = false, chiSquare = false;

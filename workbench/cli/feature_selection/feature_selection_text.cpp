@@ -133,6 +133,9 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
     } else {
       text += Heading(report, dependent) + DependentTable(report, dependent, width, utf8, anyBars, meanings);
     }
+    if (report.ranking) {
+      for (const std::string& notice : dependent.notices) text += "Note: " + PrintableText(notice) + "\n";
+    }
     anyNoBetter = anyNoBetter || rows > dependent.best.size();
   }
   if (meanings.empty()) return text;
