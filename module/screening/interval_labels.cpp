@@ -1,10 +1,8 @@
 #include "module/screening/interval_labels.h"
 
-#include <set>
 #include <utility>
 
 #include "base/number_text.h"
-#include "base/utf8_text.h"
 #include "module/screening/bin_texts.h"
 
 namespace vlmfsl {
@@ -22,22 +20,6 @@ IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_v
                            (last ? ")" : "]"));
   }
   return texts;
-}
-
-std::vector<std::string> DistinctLabels(std::vector<std::string> labels) {
-  constexpr std::size_t kLongest = 80, kKept = 60;
-  for (std::size_t bin = 0; bin < labels.size(); ++bin) {
-    if (vlm::CharacterCount(labels[bin]) <= kLongest) continue;
-    labels[bin] =
-        std::to_string(bin + 1) + ": " + std::string(vlm::FirstCharacters(labels[bin], kKept)) + "...";
-  }
-  std::set<std::string> used;
-  for (std::string& label : labels) {
-    const std::string plain = label;
-    for (int number = 2; !used.insert(label).second; ++number)
-      label = plain + " (" + std::to_string(number) + ")";
-  }
-  return labels;
 }
 
 }  // namespace vlmfsl

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/distinct_labels.h"
+
 namespace vlmfsl {
 
 // Intervals are open below and closed above, the first and the last open towards minus and plus
@@ -21,10 +23,6 @@ struct IntervalTexts {
 [[nodiscard]] IntervalTexts MakeIntervalTexts(std::span<const double> cutPoints, std::string_view separator,
                                               std::string_view decimalSeparator);
 
-// The labels of a predictor's bins, each different from the others: bins are told apart by label in
-// every file that holds them. A label of more than 80 characters, which lists many levels, becomes
-// the bin's number (from 1) and its first characters; a label that an earlier bin has already gets
-// a number after it.
-[[nodiscard]] std::vector<std::string> DistinctLabels(std::vector<std::string> labels);
+using vlm::DistinctLabels;
 
 }  // namespace vlmfsl

@@ -25,13 +25,14 @@ TEST(Apply, WritesTheCodedTable) {
   EXPECT_EQ(piped.out, kCoded);
   EXPECT_EQ(
       piped.err,
-      "Coded: age_Coded: 1 case has no value\nWarning: 1 case has a value of home without a bin, such as "
-      "rent.\nCoded: risk_home_Coded: 2 cases have no value\n");
+      "Coded: age_Coded: 1 case has no value\nWarning: 1 case of home with a level that the bins do not "
+      "have: rent (1).\nCoded: risk_home_Coded: 2 cases have no value\n");
 
   const std::string out = (folder.Path() / "out.parquet").string();
   const ProcessResult written = RunVelmora(With(files, {"--out", out, "--quiet"}));
   EXPECT_EQ(written.exitCode, 0);
-  EXPECT_EQ(written.out + written.err, "Warning: 1 case has a value of home without a bin, such as rent.\n");
+  EXPECT_EQ(written.out + written.err,
+            "Warning: 1 case of home with a level that the bins do not have: rent (1).\n");
   const Json variables = JsonFrom({"variables", out})["variables"];
   ASSERT_EQ(variables.size(), 5u);
   EXPECT_EQ(variables[3]["labels"].size(), 2u);
@@ -92,6 +93,50 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
     EXPECT_EQ(folder.Names(), before);
     EXPECT_EQ(ReadFile(folder.Path() / "data.csv"), kData);
   }
+}
+
+// One text among numbers, levels that screening has not seen, missing values: counted apart, and
+// what becomes of them is the user's choice.
+TEST(Apply, CountsMissingUnseenAndBadValuesApart) {
+  const TemporaryFolder folder;
+  const std::string bins = folder.Write(
+      "bins.json",
+      R"json({"format":"velmora bins","version":2,"dataFile":"a","responses":[{"name":"r","kind":"binary",
+      "codes":["b","g"],"predictors":[
+      {"name":"age","kind":"continuous","codedVariable":"age_Coded","figureVariables":["age_WOE"],"cutPoints":[30],
+       "missing":{"bin":2},
+       "bins":[{"label":"young","woe":1},{"label":"old","woe":2},{"label":"Missing","woe":3}]},
+      {"name":"home","kind":"categorical","codedVariable":"home_Coded","figureVariables":["home_WOE"],
+       "levels":[{"level":"own","bin":0}],"bins":[{"label":"own","woe":4}]}]}]})json");
+  const std::string data =
+      folder.Write("data.csv", "age,home\n20,own\n40,tent\nunknown,boat\n,own\n25,boat\n31,\n");
+  const auto applied = [&](const Words& options) {
+    return RunVelmora(With({"apply", bins, data, "--quiet", "--keep", "age"}, options));
+  };
+  const std::string badText =
+      "Warning: age is not a number in case 3 of " + data + ", \"unknown\"; it counts as missing.";
+  const std::string unseen = "3 cases of home with levels that the bins do not have: boat (2), tent (1).";
+  const ProcessResult result = applied({});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out,
+            "age,age_Coded,age_WOE,home_Coded,home_WOE\n20,young,1,own,4\n40,old,2,,\nunknown,Missing,3,,\n"
+            ",Missing,3,own,4\n25,young,1,,\n31,old,2,,\n");
+  ExpectSaid(result, {badText, "Warning: " + unseen});
+  EXPECT_NE(applied({"--unseen", "own"}).out.find("\n40,old,2,own,4\n"), std::string::npos);
+  EXPECT_NE(applied({"--unseen", "new"}).out.find("\n40,old,2,new,\n"), std::string::npos);
+  EXPECT_EQ(applied({"--unseen", "missing"}).out, result.out);
+  for (const auto& [options, said] :
+       {std::pair(Words{"--unseen", "error"}, unseen),
+        std::pair(Words{"--strict"}, std::string("age is not a number in case 3"))}) {
+    const ProcessResult failed = applied(options);
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_EQ(failed.out, "");
+    ExpectSaid(failed, {said});
+  }
+  const std::string rules = folder.Write("a.ini", kAges);
+  const ProcessResult refused = RunVelmora({"apply", rules, data, "--unseen", "old"});
+  EXPECT_EQ(refused.exitCode, 2);
+  ExpectSaid(refused, {"--unseen old works with bins of --bins", "a.ini holds rules"});
 }
 
 TEST(Apply, PageIsTrue) { ExpectPageIsTrue("apply", 6); }

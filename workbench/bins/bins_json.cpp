@@ -1,5 +1,7 @@
 // Bins as JSON, and back.
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <set>
 
 #include "workbench/bins/json_input.h"
@@ -11,7 +13,10 @@ namespace velmora {
 namespace {
 
 constexpr char kFormat[] = "velmora bins";
-constexpr int kVersion = 1;
+// Version 1 has no counts, no bins of missing and other values, no special codes and no edits.
+constexpr int kOldestVersion = 1, kVersion = 2;
+
+constexpr const char* kEditNames[] = {"merge", "split", "move", "group", "label", "reset"};
 
 // The JSON name of the figures of a response kind.
 const char* FigureNameOf(const std::string& kind) {
@@ -23,16 +28,31 @@ Json NumberOrNull(double value) { return value == kMissing ? Json(nullptr) : Jso
 
 Json JsonOf(const SavedBin& bin, const std::string& kind) {
   Json json = {{"label", bin.label}};
+  if (bin.hasUserLabel) json["userLabel"] = true;
   if (kind != "categorical") {
     json[FigureNameOf(kind)] = NumberOrNull(bin.figures.front());
-    return json;
+  } else {
+    Json shares = Json::array();
+    for (const double share : bin.figures) shares.push_back(NumberOrNull(share));
+    json["shares"] = std::move(shares);
   }
-  Json shares = Json::array();
-  for (const double share : bin.figures) shares.push_back(NumberOrNull(share));
-  json["shares"] = std::move(shares);
+  if (!bin.counts.empty()) json["counts"] = bin.counts;
   return json;
 }
 
+Json LevelsJson(const std::vector<SavedLevel>& levels) {
+  Json list = Json::array();
+  for (const SavedLevel& level : levels) {
+    Json item = {{"level", level.number ? Json(*level.number) : Json(level.text)}};
+    if (level.number && !level.text.empty()) item["label"] = level.text;
+    item["bin"] = level.bin;
+    if (!level.counts.empty()) item["counts"] = level.counts;
+    list.push_back(std::move(item));
+  }
+  return list;
+}
+
+// All but the bins.
 Json JsonOf(const SavedPredictor& predictor) {
   Json json = {{"name", predictor.name},
                {"kind", predictor.categorical ? "categorical" : "continuous"},
@@ -42,16 +62,44 @@ Json JsonOf(const SavedPredictor& predictor) {
   if (predictor.isTruth) json["truth"] = true;
   if (!predictor.categorical) {
     json["cutPoints"] = predictor.cutPoints;
-    return json;
+    if (!predictor.levels.empty()) json["specialCodes"] = LevelsJson(predictor.levels);
+  } else {
+    json["levels"] = LevelsJson(predictor.levels);
+    if (predictor.otherBin) json["otherLevels"] = {{"bin", *predictor.otherBin}};
   }
-  Json levels = Json::array();
-  for (const SavedLevel& level : predictor.levels) {
-    Json item = {{"level", level.number ? Json(*level.number) : Json(level.text)}};
-    if (level.number && !level.text.empty()) item["label"] = level.text;
-    item["bin"] = level.bin;
-    levels.push_back(std::move(item));
+  if (predictor.missingBin || !predictor.missingCounts.empty()) {
+    Json& missing = json["missing"];
+    missing["bin"] = predictor.missingBin ? Json(*predictor.missingBin) : Json(nullptr);
+    if (!predictor.missingCounts.empty()) missing["counts"] = predictor.missingCounts;
   }
-  json["levels"] = std::move(levels);
+  if (!predictor.preBins.empty()) {
+    Json& list = json["preBins"] = Json::array();
+    for (const SavedPreBin& one : predictor.preBins)
+      list.push_back({{"first", one.first}, {"last", one.last}, {"counts", one.counts}});
+  }
+  return json;
+}
+
+Json WholeJsonOf(const SavedPredictor& predictor, const std::string& kind) {
+  Json json = JsonOf(predictor);
+  Json& bins = json["bins"] = Json::array();
+  for (const SavedBin& bin : predictor.bins) bins.push_back(JsonOf(bin, kind));
+  return json;
+}
+
+Json JsonOf(const BinEdit& edit) {
+  using Kind = BinEdit::Kind;
+  Json json = {{"operation", kEditNames[static_cast<std::size_t>(edit.kind)]}};
+  if (!edit.response.empty()) json["response"] = edit.response;
+  if (!edit.predictor.empty()) json["predictor"] = edit.predictor;
+  if (!edit.bins.empty()) json["bins"] = edit.bins;
+  if (edit.kind == Kind::kSplit || edit.kind == Kind::kMove) json["cutPoint"] = edit.cutPoint;
+  if (edit.kind == Kind::kMove) json["to"] = edit.to;
+  if (edit.kind == Kind::kLabel) json["label"] = edit.label;
+  for (const BinEdit::Value& value : edit.values)
+    json["levels"].push_back(value.number ? Json(*value.number) : Json(value.text));
+  if (edit.missing) json["missing"] = true;
+  if (edit.others) json["otherLevels"] = true;
   return json;
 }
 
@@ -72,17 +120,22 @@ class BinsReader {
  public:
   explicit BinsReader(const std::string& file) : file_(file) {}
 
-  SavedBins Read(std::string_view text) const {
+  SavedBins Read(std::string_view text) {
     const Json json = ParseJson(text, file_);
     const auto is = [&json](const char* name, const Json& expected) {
       return json.is_object() && json.contains(name) && json.at(name) == expected;
     };
     if (!is("format", kFormat)) Fail("is not a bins file of velmora screen --bins");
-    if (!is("version", kVersion)) Fail("has a version that this program does not know");
+    version_ = kOldestVersion;
+    while (version_ < kVersion && !is("version", version_)) ++version_;
+    if (!is("version", version_)) Fail("has a version that this program does not know");
     SavedBins bins;
     bins.dataFile = Text(json, "dataFile", "the file");
     for (const Json& response : List(json, "responses", "the file"))
       bins.responses.push_back(Response(response));
+    if (json.contains("edits")) {
+      for (const Json& edit : List(json, "edits", "the file")) bins.edits.push_back(Edit(edit));
+    }
     RefuseRepeatedVariables(bins);
     return bins;
   }
@@ -133,9 +186,40 @@ class BinsReader {
     if (response.kind != "binary" && response.kind != "continuous" && response.kind != "categorical")
       FailAt(owner, "kind", "binary, continuous or categorical");
     response.codes = Texts(json, "codes", owner);
+    response.correctsPureBins = Flag(json, "pureBinCorrection", owner);
     for (const Json& predictor : List(json, "predictors", owner))
       response.predictors.push_back(Predictor(predictor, response));
     return response;
+  }
+
+  bool Flag(const Json& json, const char* name, const std::string& owner) const {
+    return json.contains(name) && Member(json, name, owner, "true or false", &Json::is_boolean).get<bool>();
+  }
+
+  double FiniteNumber(const Json& json, const char* name, const std::string& owner) const {
+    const double number = Member(json, name, owner, "a number", &Json::is_number).get<double>();
+    if (!std::isfinite(number)) FailAt(owner, name, "a finite number");
+    return number;
+  }
+
+  // Counts that a member may have; they are as many as the response's sums.
+  SavedCounts Counts(const Json& json, const SavedResponse& response, const std::string& owner) const {
+    SavedCounts counts;
+    if (!json.contains("counts")) return counts;
+    for (const Json& item : List(json, "counts", owner)) {
+      if (!item.is_number() || !std::isfinite(item.get<double>()))
+        FailAt(owner, "counts", "a list of finite numbers");
+      counts.push_back(item.get<double>());
+    }
+    if (counts.size() != CountsPerBin(response)) FailAt(owner, "counts", "a list of one per code");
+    return counts;
+  }
+
+  int BinNumber(const Json& json, const SavedPredictor& predictor, const std::string& owner) const {
+    const Json& bin = Member(json, "bin", owner, "a number", &Json::is_number_unsigned);
+    if (bin.get<std::uint64_t>() >= predictor.bins.size())
+      FailAt(owner, "bin", "the number of a bin, from 0");
+    return bin.get<int>();
   }
 
   SavedPredictor Predictor(const Json& json, const SavedResponse& response) const {
@@ -147,23 +231,113 @@ class BinsReader {
     predictor.figureVariables = Texts(json, "figureVariables", owner);
     if (json.contains("missingCode"))
       predictor.missingCode = Member(json, "missingCode", owner, "a number", &Json::is_number).get<double>();
-    if (json.contains("truth"))
-      predictor.isTruth = Member(json, "truth", owner, "true or false", &Json::is_boolean).get<bool>();
+    predictor.isTruth = Flag(json, "truth", owner);
     const std::size_t figures = response.kind == "categorical" ? response.codes.size() : 1;
     if (predictor.figureVariables.size() != figures)
       FailAt(owner, "figureVariables", "a list of as many as there are figures");
     for (const Json& bin : List(json, "bins", owner))
-      predictor.bins.push_back(Bin(bin, response.kind, figures, owner));
+      predictor.bins.push_back(Bin(bin, response, figures, owner));
     if (predictor.categorical) {
-      ReadLevels(json, owner, predictor);
+      ReadLevels(json, "levels", response, owner, predictor);
+      if (json.contains("otherLevels"))
+        predictor.otherBin = BinNumber(json.at("otherLevels"), predictor, "otherLevels of " + owner);
     } else {
       ReadCutPoints(json, owner, predictor);
+      if (json.contains("specialCodes")) ReadLevels(json, "specialCodes", response, owner, predictor);
+      if (json.contains("preBins")) ReadPreBins(json, response, owner, predictor);
     }
+    if (json.contains("missing")) {
+      const Json& missing = Member(json, "missing", owner, "an object", &Json::is_object);
+      const std::string at = "missing of " + owner;
+      if (missing.contains("bin") && !missing.at("bin").is_null())
+        predictor.missingBin = BinNumber(missing, predictor, at);
+      predictor.missingCounts = Counts(missing, response, at);
+    }
+    RefuseEmptyBins(owner, predictor);
+    if (json.contains("original"))
+      predictor.original = std::make_shared<const SavedPredictor>(Predictor(json.at("original"), response));
     return predictor;
   }
 
-  SavedBin Bin(const Json& json, const std::string& kind, std::size_t figures,
+  // Bins after the intervals hold special codes or missing values; bins of levels some level.
+  void RefuseEmptyBins(const std::string& owner, const SavedPredictor& predictor) const {
+    if (predictor.categorical && version_ == kOldestVersion) return;
+    std::set<int> used;
+    for (std::size_t bin = 0; bin < predictor.IntervalCount(); ++bin) used.insert(static_cast<int>(bin));
+    for (const SavedLevel& level : predictor.levels) used.insert(level.bin);
+    if (predictor.missingBin) used.insert(*predictor.missingBin);
+    if (predictor.otherBin) used.insert(*predictor.otherBin);
+    if (used.size() != predictor.bins.size()) {
+      if (predictor.categorical) FailAt(owner, "bins", "a list of bins that each have a level");
+      FailAt(owner, "bins",
+             version_ == kOldestVersion
+                 ? "a list of one more than the cut points"
+                 : "a list of one more than the cut points and one for each other bin of special or missing "
+                   "values");
+    }
+  }
+
+  void ReadPreBins(const Json& json, const SavedResponse& response, const std::string& owner,
+                   SavedPredictor& predictor) const {
+    for (const Json& item : List(json, "preBins", owner)) {
+      const std::string at = "a pre-bin of " + owner;
+      if (!item.is_object()) FailAt(owner, "preBins", "a list of objects");
+      SavedPreBin one;
+      one.first = FiniteNumber(item, "first", at);
+      one.last = FiniteNumber(item, "last", at);
+      one.counts = Counts(item, response, at);
+      const bool rises =
+          one.first <= one.last && (predictor.preBins.empty() || one.first > predictor.preBins.back().last);
+      if (!rises || one.counts.empty()) FailAt(owner, "preBins", "a list of ascending values with counts");
+      predictor.preBins.push_back(std::move(one));
+    }
+  }
+
+  BinEdit Edit(const Json& json) const {
+    BinEdit edit;
+    const std::string name = Text(json, "operation", "an edit");
+    const auto* const known = std::find(std::begin(kEditNames), std::end(kEditNames), name);
+    if (known == std::end(kEditNames)) FailAt("an edit", "operation", "one that this program knows");
+    edit.kind = static_cast<BinEdit::Kind>(known - std::begin(kEditNames));
+    const auto text = [&](const char* member) {
+      return json.contains(member) ? Text(json, member, "an edit") : std::string();
+    };
+    const auto number = [&](const char* member) {
+      return json.contains(member) ? FiniteNumber(json, member, "an edit") : 0.0;
+    };
+    edit.response = text("response");
+    edit.predictor = text("predictor");
+    edit.label = text("label");
+    edit.cutPoint = number("cutPoint");
+    edit.to = number("to");
+    edit.missing = Flag(json, "missing", "an edit");
+    edit.others = Flag(json, "otherLevels", "an edit");
+    if (json.contains("bins")) {
+      constexpr std::uint64_t kMostBins = 1'000'000;
+      for (const Json& bin : List(json, "bins", "an edit")) {
+        if (!bin.is_number_unsigned() || bin.get<std::uint64_t>() > kMostBins)
+          FailAt("an edit", "bins", "a list of numbers of bins");
+        edit.bins.push_back(bin.get<int>());
+      }
+    }
+    if (json.contains("levels")) {
+      for (const Json& level : List(json, "levels", "an edit")) {
+        if (!level.is_string() && !level.is_number())
+          FailAt("an edit", "levels", "a list of texts and numbers");
+        BinEdit::Value& value = edit.values.emplace_back();
+        if (level.is_string()) {
+          value.text = level.get<std::string>();
+        } else {
+          value.number = level.get<double>();
+        }
+      }
+    }
+    return edit;
+  }
+
+  SavedBin Bin(const Json& json, const SavedResponse& response, std::size_t figures,
                const std::string& owner) const {
+    const std::string& kind = response.kind;
     SavedBin bin;
     const std::string at = "a bin of " + owner;
     bin.label = Text(json, "label", at);
@@ -179,6 +353,8 @@ class BinsReader {
       for (const Json& share : List(json, name, at)) add(share);
     }
     if (bin.figures.size() != figures) FailAt(at, name, "a list of one for each class");
+    bin.counts = Counts(json, response, at);
+    bin.hasUserLabel = Flag(json, "userLabel", at);
     return bin;
   }
 
@@ -191,12 +367,13 @@ class BinsReader {
         FailAt(owner, "cutPoints", "a list of ascending numbers");
       predictor.cutPoints.push_back(value);
     }
-    if (predictor.bins.size() != predictor.cutPoints.size() + 1)
+    if (predictor.bins.size() < predictor.IntervalCount())
       FailAt(owner, "bins", "a list of one more than the cut points");
   }
 
-  void ReadLevels(const Json& json, const std::string& owner, SavedPredictor& predictor) const {
-    for (const Json& item : List(json, "levels", owner)) {
+  void ReadLevels(const Json& json, const char* name, const SavedResponse& response, const std::string& owner,
+                  SavedPredictor& predictor) const {
+    for (const Json& item : List(json, name, owner)) {
       SavedLevel level;
       const std::string at = "a level of " + owner;
       if (!item.is_object() || !item.contains("level")) FailAt(at, "level", "a text or a number");
@@ -206,17 +383,22 @@ class BinsReader {
         level.number = Member(item, "level", at, "a text or a number", &Json::is_number).get<double>();
         if (item.contains("label")) level.text = Text(item, "label", at);
       }
-      const Json& bin = Member(item, "bin", at, "a number", &Json::is_number_unsigned);
-      if (bin.get<std::uint64_t>() >= predictor.bins.size()) FailAt(at, "bin", "the number of a bin, from 0");
-      level.bin = bin.get<int>();
+      if (!predictor.categorical && !level.number) FailAt(at, "level", "a number");
+      level.bin = BinNumber(item, predictor, at);
+      level.counts = Counts(item, response, at);
       predictor.levels.push_back(std::move(level));
     }
   }
 
   const std::string& file_;
+  int version_ = kVersion;
 };
 
 }  // namespace
+
+std::size_t CountsPerBin(const SavedResponse& response) {
+  return response.kind == "continuous" ? 3 : response.codes.size();
+}
 
 std::string BinsJson(const SavedBins& bins) {
   std::vector<std::string> responses;
@@ -226,15 +408,17 @@ std::string BinsJson(const SavedBins& bins) {
       std::vector<std::string> items;
       for (const SavedBin& bin : predictor.bins)
         items.push_back(JsonOf(bin, response.kind).dump(-1, ' ', false, Json::error_handler_t::replace));
-      predictors.push_back(WithItemLines(JsonOf(predictor), "bins", "    ", items));
+      Json members = JsonOf(predictor);
+      if (predictor.original) members["original"] = WholeJsonOf(*predictor.original, response.kind);
+      predictors.push_back(WithItemLines(members, "bins", "    ", items));
     }
-    responses.push_back(
-        WithItemLines({{"name", response.name}, {"kind", response.kind}, {"codes", response.codes}},
-                      "predictors", "  ", predictors));
+    Json members = {{"name", response.name}, {"kind", response.kind}, {"codes", response.codes}};
+    if (response.correctsPureBins) members["pureBinCorrection"] = true;
+    responses.push_back(WithItemLines(members, "predictors", "  ", predictors));
   }
-  return WithItemLines({{"format", kFormat}, {"version", kVersion}, {"dataFile", bins.dataFile}}, "responses",
-                       "", responses) +
-         "\n";
+  Json members = {{"format", kFormat}, {"version", kVersion}, {"dataFile", bins.dataFile}};
+  for (const BinEdit& edit : bins.edits) members["edits"].push_back(JsonOf(edit));
+  return WithItemLines(members, "responses", "", responses) + "\n";
 }
 
 SavedBins ParseBinsJson(std::string_view text, const std::string& file) {

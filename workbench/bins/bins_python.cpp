@@ -94,14 +94,13 @@ std::string EntryOf(const SavedPredictor& predictor) {
     const MissingRange range(*predictor.missingCode);
     missing = Tuple({Literal(range.low), Literal(range.high)});
   }
-  std::string text =
-      "    (" + Literal(predictor.name) + ", " + Tuple(variables) + ", " + missing + ",\n     ";
-  if (predictor.categorical) {
-    text += std::string(HoldsTexts(predictor) ? "True" : "False") + ", " + TextsOf(predictor) + ",\n     " +
-            NumbersOf(predictor);
-  } else {
-    text += "None, None, " + Tuple(bounds);
-  }
+  const auto number = [](std::optional<int> bin) { return bin ? std::to_string(*bin) : std::string("None"); };
+  std::string text = "    (" + Literal(predictor.name) + ", " + Tuple(variables) + ", " + missing + ", " +
+                     number(predictor.missingBin) + ", " + number(predictor.otherBin) + ",\n     ";
+  text += predictor.categorical
+              ? std::string(HoldsTexts(predictor) ? "True" : "False") + ", " + TextsOf(predictor) + ",\n     "
+              : "None, None,\n     ";
+  text += NumbersOf(predictor) + ", " + (predictor.categorical ? "None" : Tuple(bounds));
   text += ",\n     (";
   for (std::size_t i = 0; i < predictor.bins.size(); ++i)
     text += (i == 0 ? "" : ",\n      ") + ResultOf(predictor.bins[i]);
@@ -125,19 +124,23 @@ def _number(value):
         return None
 
 
-def _bin(value, missing, texts, levels, numbers):
+def _bin(value, missing, missing_bin, other_bin, texts, levels, numbers, bounds):
     """The number of the value's bin, or None."""
-    if texts and isinstance(value, str):
-        return levels.get(value)
+    if levels is not None and isinstance(value, str):
+        if value in levels:
+            return levels[value]
+        if texts:
+            return other_bin if value else missing_bin
     number = _number(value)
     if number is None:
-        return levels.get(value) if levels is not None and isinstance(value, str) else None
+        unseen = levels is not None and isinstance(value, str) and value.strip()
+        return other_bin if unseen else missing_bin
     if missing is not None and missing[0] <= number <= missing[1]:
-        return None
-    if levels is None:
-        return bisect_left(numbers, number)
+        return missing_bin
     place = bisect_right(numbers, (number, math.inf, math.inf)) - 1
-    return numbers[place][2] if place >= 0 and number <= numbers[place][1] else None
+    if place >= 0 and number <= numbers[place][1]:
+        return numbers[place][2]
+    return other_bin if bounds is None else bisect_left(bounds, number)
 
 
 def code_case(values, _predictors=_PREDICTORS):
@@ -145,11 +148,12 @@ def code_case(values, _predictors=_PREDICTORS):
 
     values: a mapping from predictors to their values. None, NaN, an empty text and an absent predictor mean missing, and
     so does a text that is not a number where numbers are expected; numbers may be given as texts. Returns a dictionary of
-    the coded variables; None where the predictor is missing or has a level that screening has not seen.
+    the coded variables; None where the value has no bin: a missing one or a level that screening has not seen, unless the
+    predictor has a bin for it.
     """
     result = {}
-    for name, variables, missing, texts, levels, numbers, bins in _predictors:
-        place = _bin(values.get(name), missing, texts, levels, numbers)
+    for name, variables, *rules, bins in _predictors:
+        place = _bin(values.get(name), *rules)
         result.update(zip(variables, (None,) * len(variables) if place is None else bins[place]))
     return result
 )";
@@ -162,11 +166,13 @@ std::string BinsPython(const SavedBins& bins) {
     text += "# Response: " + Literal(response.name) + " (" + response.kind + ").\n";
   text +=
       "\nimport math\nfrom bisect import bisect_left, bisect_right\n"
-      "\n# One entry per predictor: name, coded variables, lowest and highest number that mean missing, "
-      "whether it holds"
-      "\n# texts, bins of its texts, cut points or (lowest, highest, bin) of its numbers, bins. Bounds "
-      "include what equals"
-      "\n# them within 15 units in the last place.\n_PREDICTORS = (\n";
+      "\n# One entry per predictor: name, coded variables, lowest and highest number that mean missing, bins "
+      "of "
+      "missing and"
+      "\n# other values, whether it holds texts, bins of its texts, (lowest, highest, bin) of single "
+      "numbers, "
+      "cut points,"
+      "\n# bins. Bounds include what equals them within 15 units in the last place.\n_PREDICTORS = (\n";
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) text += EntryOf(predictor);
   }

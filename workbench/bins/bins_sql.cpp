@@ -1,6 +1,8 @@
 // Bins as CASE expressions. A number goes through the bins from the lowest up, and equals what lies
-// within 15 units in the last place of it. The last bin is closed by the largest double, because
-// databases take NaN and infinity for larger than every number.
+// within 15 units in the last place of it. NaN and infinity, which some databases hold, are missing.
+//
+// What a dialect needs besides standard SQL is in one table, kDialects. Sources: the manuals of the
+// databases, and runs of the queries on DuckDB, SQLite and PostgreSQL.
 #include <algorithm>
 #include <charconv>
 #include <functional>
@@ -15,37 +17,130 @@ namespace {
 
 constexpr char kLargest[] = "1.7976931348623157E308";
 
-std::string Literal(std::string_view text) {
-  std::string literal = "'";
-  for (const char c : text) literal += c == '\'' ? std::string(2, c) : std::string(1, c);
-  return literal + "'";
-}
+struct Dialect {
+  const char* name;
+  char open = '"', close = '"';  // of identifiers
+  bool escapes = false;          // a backslash in texts escapes
+  bool escapesInNames = false;   // in quoted names, too
+  const char* textStart = "'";
+  const char* doubleEnd = "";  // after a number that is a double
+  const char* castStart = "";  // around a figure, where literals are decimals
+  const char* castEnd = "";
+  const char* compareStart = "";  // around a column of texts, so that letter case and blanks count
+  const char* compareEnd = "";
+  bool hasTruth = true;  // TRUE and FALSE
+  bool hasNan = true;
+  const char* tableAs = " AS ";
+  std::size_t longestName = 0;  // bytes or characters; 0: no limit that a name is likely to meet
+  bool quotesInNames = true;
+};
 
-// With an exponent a literal is a double to every database; without, some read it as a decimal of
-// few digits.
-std::string Literal(double value) {
-  if (value == kMissing) return "NULL";
-  char digits[40];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific);
-  std::string text(digits, end.ptr);
-  const std::size_t exponent = text.find('e');
-  text[exponent] = 'E';
-  if (text[exponent + 1] == '+') text.erase(exponent + 1, 1);
-  return text;
-}
+// In the order of SqlDialect.
+constexpr Dialect kDialects[] = {
+    {.name = "standard"},
+    // A literal with an exponent is a decimal there.
+    {.name = "postgresql", .castStart = "CAST(", .castEnd = " AS DOUBLE PRECISION)", .longestName = 63},
+    {.name = "mysql",
+     .open = '`',
+     .close = '`',
+     .escapes = true,
+     .compareStart = "CAST(CONVERT(",
+     .compareEnd = " USING utf8mb4) AS BINARY)",
+     .hasNan = false,
+     .longestName = 64},
+    {.name = "sqlserver",
+     .open = '[',
+     .close = ']',
+     .textStart = "N'",
+     .compareEnd = " COLLATE Latin1_General_100_BIN2",
+     .hasTruth = false,
+     .hasNan = false,
+     .longestName = 128},
+    // Its decimals end at 1E126.
+    {.name = "oracle",
+     .doubleEnd = "d",
+     .hasTruth = false,
+     .tableAs = " ",
+     .longestName = 128,
+     .quotesInNames = false},
+    {.name = "bigquery",
+     .open = '`',
+     .close = '`',
+     .escapes = true,
+     .escapesInNames = true,
+     .longestName = 300},
+    {.name = "spark", .open = '`', .close = '`', .escapes = true, .doubleEnd = "D"},
+    {.name = "duckdb"},
+    {.name = "sqlite"},
+};
 
-std::string Identifier(std::string_view name) {
-  std::string identifier = "\"";
-  for (const char c : name) identifier.append(c == '"' ? 2 : 1, c);
-  return identifier + "\"";
-}
+class SqlWriter {
+ public:
+  explicit SqlWriter(SqlDialect dialect) : dialect_(kDialects[static_cast<std::size_t>(dialect)]) {}
 
-// Zero exactly: not every database reads the numbers nearest to it.
-std::string Equals(const std::string& name, double number) {
-  if (number == 0) return name + " = " + Literal(number);
-  const MissingRange equal(number);
-  return name + " BETWEEN " + Literal(equal.low) + " AND " + Literal(equal.high);
-}
+  const Dialect& Its() const { return dialect_; }
+
+  std::string Text(std::string_view text) const {
+    std::string literal = dialect_.textStart;
+    for (const char c : text) {
+      if (c == '\'') {
+        literal += dialect_.escapes ? "\\'" : "''";
+      } else if (dialect_.escapes && c == '\\') {
+        literal += "\\\\";
+      } else if (dialect_.escapes && c == '\n') {
+        literal += "\\n";
+      } else if (dialect_.escapes && c == '\r') {
+        literal += "\\r";
+      } else {
+        literal += c;
+      }
+    }
+    return literal + "'";
+  }
+
+  // With an exponent a literal is a double to most databases; without, some read it as a decimal of
+  // few digits.
+  std::string Number(double value) const {
+    char digits[40];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific);
+    std::string text(digits, end.ptr);
+    const std::size_t exponent = text.find('e');
+    text[exponent] = 'E';
+    if (text[exponent + 1] == '+') text.erase(exponent + 1, 1);
+    return text + dialect_.doubleEnd;
+  }
+
+  std::string Figure(double value) const {
+    return value == kMissing ? "NULL" : dialect_.castStart + Number(value) + dialect_.castEnd;
+  }
+
+  std::string Identifier(std::string_view name) const {
+    std::string identifier(1, dialect_.open);
+    for (const char c : name) {
+      if (dialect_.escapesInNames && (c == dialect_.close || c == '\\')) identifier += '\\';
+      identifier.append(!dialect_.escapesInNames && c == dialect_.close ? 2 : 1, c);
+    }
+    return identifier + dialect_.close;
+  }
+
+  // Zero exactly: not every database reads the numbers nearest to it.
+  std::string Equals(const std::string& name, double number) const {
+    if (number == 0) return name + " = " + Number(number);
+    const MissingRange equal(number);
+    return name + " BETWEEN " + Number(equal.low) + " AND " + Number(equal.high);
+  }
+
+  // Neither NULL nor NaN nor infinite.
+  std::string NotFinite(const std::string& name) const {
+    const std::string null = name + " IS NULL";
+    if (!dialect_.hasNan) return null;
+    const std::string largest = std::string(kLargest) + dialect_.doubleEnd;
+    return null + " OR NOT (" + name + " BETWEEN -" + largest + " AND " + largest + ")";
+  }
+
+ private:
+  const Dialect& dialect_;
+};
 
 // A remark ends with its line, so no name may break it.
 std::string OneLine(std::string text) {
@@ -68,57 +163,70 @@ bool Holds(const SavedPredictor& predictor, char wanted) {
 
 class CaseWriter {
  public:
-  explicit CaseWriter(const SavedPredictor& predictor)
-      : predictor_(predictor), name_(Identifier(predictor.name)) {}
+  CaseWriter(const SqlWriter& sql, const SavedPredictor& predictor)
+      : sql_(sql), predictor_(predictor), name_(sql.Identifier(predictor.name)) {}
 
   // give: the literal for a bin.
   std::string Write(const std::string& variable,
                     const std::function<std::string(const SavedBin&)>& give) const {
-    std::string text = ",\n  CASE\n    WHEN " + name_ + " IS NULL" + NoValue() + " THEN NULL\n";
-    const auto add = [&](const std::string& condition, int bin) {
-      text +=
-          "    WHEN " + condition + " THEN " + give(predictor_.bins[static_cast<std::size_t>(bin)]) + "\n";
+    const auto given = [&](std::optional<int> bin) {
+      return bin ? give(predictor_.bins[static_cast<std::size_t>(*bin)]) : std::string("NULL");
     };
-    if (!predictor_.categorical) {
-      for (std::size_t bin = 0; bin < predictor_.bins.size(); ++bin)
-        add(Interval(bin), static_cast<int>(bin));
-    } else if (HoldsNumbers()) {
-      for (const SavedLevel& level : predictor_.levels) add(Equals(name_, *level.number), level.bin);
+    std::string text = ",\n  CASE\n    WHEN " + Missing() + " THEN " + given(predictor_.missingBin) + "\n";
+    const auto add = [&](const std::string& condition, int bin) {
+      text += "    WHEN " + condition + " THEN " + given(bin) + "\n";
+    };
+    if (HoldsNumbers()) {
+      for (const SavedLevel& level : predictor_.levels) add(sql_.Equals(name_, *level.number), level.bin);
     } else {
       for (int bin = 0; bin < static_cast<int>(predictor_.bins.size()); ++bin) {
         const std::string levels = Levels(bin);
-        if (!levels.empty()) add(name_ + " IN (" + levels + ")", bin);
+        if (!levels.empty()) add(Compared() + " IN (" + levels + ")", bin);
       }
     }
-    return text + "    ELSE NULL\n  END AS " + Identifier(variable);
+    for (std::size_t bin = 0; bin + 1 < predictor_.IntervalCount(); ++bin)
+      add(name_ + " <= " + sql_.Number(MissingRange(predictor_.cutPoints[bin]).high), static_cast<int>(bin));
+    const std::optional<int> last =
+        predictor_.categorical ? predictor_.otherBin
+                               : std::optional<int>(static_cast<int>(predictor_.IntervalCount()) - 1);
+    return text + "    ELSE " + given(last) + "\n  END AS " + sql_.Identifier(variable);
   }
 
  private:
   bool HoldsNumbers() const {
-    return !predictor_.isTruth && !predictor_.levels.empty() && predictor_.levels.front().number.has_value();
+    return !predictor_.categorical ||
+           (!predictor_.isTruth && !predictor_.levels.empty() && predictor_.levels.front().number);
   }
 
-  std::string NoValue() const {
-    const std::string infinite = predictor_.categorical ? "" : " OR " + name_ + " < -" + kLargest;
-    return infinite + (predictor_.missingCode ? " OR " + Equals(name_, *predictor_.missingCode) : "");
+  std::string Missing() const {
+    if (!HoldsNumbers()) {
+      // An empty text is missing, which matters where anything else than NULL could be given.
+      const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
+      return name_ + " IS NULL" + (differs ? " OR " + name_ + " = ''" : "");
+    }
+    return sql_.NotFinite(name_) +
+           (predictor_.missingCode ? " OR " + sql_.Equals(name_, *predictor_.missingCode) : "");
   }
 
-  std::string Interval(std::size_t bin) const {
-    const bool last = bin == predictor_.cutPoints.size();
-    return name_ + " <= " + (last ? kLargest : Literal(MissingRange(predictor_.cutPoints[bin]).high));
+  std::string Compared() const {
+    if (predictor_.isTruth) return name_;
+    return sql_.Its().compareStart + name_ + sql_.Its().compareEnd;
   }
 
   std::string Levels(int bin) const {
     std::string levels;
     for (const SavedLevel& level : predictor_.levels) {
       if (level.bin != bin) continue;
+      const bool hasTruth = sql_.Its().hasTruth;
       const std::string literal =
-          predictor_.isTruth ? (*level.number != 0 ? "TRUE" : "FALSE") : Literal(level.text);
+          predictor_.isTruth ? (*level.number != 0 ? (hasTruth ? "TRUE" : "1") : (hasTruth ? "FALSE" : "0"))
+                             : sql_.Text(level.text);
       levels += (levels.empty() ? "" : ", ") + literal;
     }
     return levels;
   }
 
+  const SqlWriter& sql_;
   const SavedPredictor& predictor_;
   const std::string name_;
 };
@@ -153,17 +261,18 @@ class NamesWithoutCase {
 
 class QueryWriter {
  public:
-  explicit QueryWriter(std::vector<std::string>& notices) : notices_(notices) {}
+  QueryWriter(const SqlWriter& sql, std::vector<std::string>& notices) : sql_(sql), notices_(notices) {}
 
   // The columns that a predictor gives.
   std::string Write(const SavedPredictor& predictor) {
     NoteOneColumn(predictor.name);
-    const CaseWriter writer(predictor);
+    NoteName(predictor.name);
+    const CaseWriter writer(sql_, predictor);
     std::string text = writer.Write(NameInQuery(predictor.codedVariable),
-                                    [](const SavedBin& bin) { return Literal(bin.label); });
+                                    [this](const SavedBin& bin) { return sql_.Text(bin.label); });
     for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i) {
       text += writer.Write(NameInQuery(predictor.figureVariables[i]),
-                           [i](const SavedBin& bin) { return Literal(bin.figures[i]); });
+                           [this, i](const SavedBin& bin) { return sql_.Figure(bin.figures[i]); });
     }
     return text;
   }
@@ -175,7 +284,21 @@ class QueryWriter {
       notices_.push_back(variable + " is " + name +
                          " in the query, because many databases ignore letter case in names");
     }
+    NoteName(name);
     return name;
+  }
+
+  // What the dialect does not take in a name.
+  void NoteName(const std::string& name) {
+    const Dialect& dialect = sql_.Its();
+    const bool isLong = dialect.longestName > 0 && name.size() > dialect.longestName;
+    const bool isQuoted = !dialect.quotesInNames && name.find(dialect.close) != std::string::npos;
+    if ((!isLong && !isQuoted) || !notedNames_.insert(name).second) return;
+    notices_.push_back(isLong ? "the name " + name + " is longer than the " +
+                                    std::to_string(dialect.longestName) + " bytes that " + dialect.name +
+                                    " takes; shorten it in the query"
+                              : "the name " + name + " has quotation marks, which " + dialect.name +
+                                    " does not take in names; change it in the query");
   }
 
   // Another response has the same predictors.
@@ -186,45 +309,58 @@ class QueryWriter {
                        " for one; rename one of them there and in the query");
   }
 
+  const SqlWriter& sql_;
   NamesWithoutCase predictors_, variables_;
-  std::set<std::string> noted_;
+  std::set<std::string> noted_, notedNames_;
   std::vector<std::string>& notices_;
 };
 
 }  // namespace
 
-std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices) {
+const std::vector<std::string>& SqlDialectNames() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> all;
+    for (const Dialect& dialect : kDialects) all.emplace_back(dialect.name);
+    return all;
+  }();
+  return names;
+}
+
+std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, SqlDialect dialect) {
+  const SqlWriter sql(dialect);
   const std::string table = TableNameOf(bins.dataFile);
   std::string head =
       "-- Bins of predictors as velmora screen found them in " + OneLine(bins.dataFile) + ".\n";
+  if (dialect != SqlDialect::kStandard) head += std::string("-- SQL of ") + sql.Its().name + ".\n";
   for (const SavedResponse& response : bins.responses)
     head += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";
   head += "-- Put the name of your table in place of " + OneLine(table) + ".\n";
 
-  std::vector<std::string> ofNames;
-  QueryWriter writer(ofNames);
+  std::vector<std::string> notes;
+  QueryWriter writer(sql, notes);
   std::string columns;
   bool anyBackslash = false;
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) {
       if (Holds(predictor, '\0')) {
-        ofNames.push_back("the predictor " + predictor.name +
-                          " is left out, because SQL has no way to write a NUL byte in a name or text");
+        notes.push_back("the predictor " + predictor.name +
+                        " is left out, because SQL has no way to write a NUL byte in a name or text");
         continue;
       }
       columns += writer.Write(predictor);
       anyBackslash = anyBackslash || Holds(predictor, '\\');
     }
   }
-  if (anyBackslash)
-    ofNames.push_back(
+  if (anyBackslash && dialect == SqlDialect::kStandard)
+    notes.push_back(
         "a backslash in a name or text is an ordinary character; switch escapes off where the "
-        "database has them");
-  for (const std::string& notice : ofNames) {
-    head += "-- Note: " + OneLine(notice) + ".\n";
-    notices.push_back("SQL: " + notice + ".");
+        "database has them, or name it with --sql-dialect");
+  for (const std::string& note : notes) {
+    head += "-- Note: " + OneLine(note) + ".\n";
+    notices.push_back("SQL: " + note + ".");
   }
-  return head + "SELECT\n  cases.*" + columns + "\nFROM " + Identifier(table) + " AS cases;\n";
+  return head + "SELECT\n  cases.*" + columns + "\nFROM " + sql.Identifier(table) + sql.Its().tableAs +
+         "cases;\n";
 }
 
 }  // namespace velmora

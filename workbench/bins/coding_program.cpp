@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <unordered_map>
 
 #include "workbench/bins/recode_file.h"
 #include "workbench/bins/saved_condition.h"
@@ -44,8 +45,16 @@ struct Lookup {
   int variable = 0;
   ValueLookup outcomeOf;
   std::vector<std::vector<Assignment>> outcomes;
-  std::int64_t withoutOutcome = 0;  // cases of the run
-  double example = 0;               // one of their values
+  int missingOutcome = -1, otherOutcome = -1;  // -1: none
+  bool countsMissing = false;
+  // Of a column of texts that are to be numbers: the number of each code, NaN where a text is none.
+  // Empty: values are looked up as they are.
+  std::vector<double> numberOfCode = {};
+
+  // Of the run:
+  std::int64_t missing = 0, unseen = 0, badTexts = 0;
+  std::int64_t firstBadCase = 0;
+  std::unordered_map<double, std::int64_t> unseenCases = {};  // by value
 };
 
 struct Statement {
@@ -65,12 +74,6 @@ struct Level {
   Mask unknown;  // a condition was missing for it
   Mask taken;    // of the branch that runs
 };
-
-std::string NumberText(double value) {
-  char text[32];
-  const auto end = std::to_chars(text, text + sizeof text, value);
-  return {text, end.ptr};
-}
 
 }  // namespace
 
@@ -110,18 +113,41 @@ struct CodingProgram::Compiled {
     const Column& column = table->Variable(lookup.variable);
     const MissingRange missing(column.missingCode);
     for (std::size_t i = 0; i < count; ++i) {
+      if (!mask[i]) continue;
       const auto place = static_cast<std::size_t>(first) + i;
       const double value = column.values[place];
-      if (!mask[i] || !std::isfinite(value) || missing.Contains(value)) continue;
-      const int outcome = lookup.outcomeOf.Find(value);
-      if (outcome < 0) {
-        ++lookup.withoutOutcome;
-        lookup.example = value;
-        continue;
-      }
+      const bool isMissing = !std::isfinite(value) || missing.Contains(value);
+      const int outcome = isMissing ? MissingOutcome(lookup) : OutcomeOf(lookup, value, place);
+      if (outcome < 0) continue;
       for (const Assignment& one : lookup.outcomes[static_cast<std::size_t>(outcome)])
         targets[one.target].values[place] = one.number;
     }
+  }
+
+  static int MissingOutcome(Lookup& lookup) {
+    ++lookup.missing;
+    return lookup.missingOutcome;
+  }
+
+  static int OutcomeOf(Lookup& lookup, double value, std::size_t place) {
+    if (!lookup.numberOfCode.empty()) {
+      const auto code = static_cast<std::size_t>(value);
+      value = lookup.numberOfCode[code];
+      if (std::isnan(value)) {
+        if (lookup.badTexts++ == 0) lookup.firstBadCase = static_cast<std::int64_t>(place);
+        return MissingOutcome(lookup);
+      }
+    }
+    const int outcome = lookup.outcomeOf.Find(value);
+    if (outcome >= 0) return outcome;
+    ++lookup.unseen;
+    const auto known = lookup.unseenCases.find(value);
+    if (known != lookup.unseenCases.end()) {
+      ++known->second;
+    } else if (lookup.unseenCases.size() <= CodingProgram::kMostLevels) {
+      lookup.unseenCases.emplace(value, 1);
+    }
+    return lookup.otherOutcome;
   }
 
   void RunChoice(Choice& choice, const Mask& mask, std::size_t depth, std::int64_t first, std::size_t count) {
@@ -217,7 +243,9 @@ class CodingCompiler {
 // --- Bins
 class BinsCompiler : public CodingCompiler {
  public:
-  using CodingCompiler::CodingCompiler;
+  BinsCompiler(const std::string& file, const Table& table, const UnseenLevels& unseen,
+               std::vector<std::string>& notices)
+      : CodingCompiler(file, table, notices), unseen_(unseen) {}
 
   std::vector<Statement> Compile(const SavedBins& bins) {
     for (const SavedResponse& response : bins.responses) {
@@ -241,41 +269,86 @@ class BinsCompiler : public CodingCompiler {
     for (const SavedBin& bin : predictor.bins) {
       if (!bin.label.empty()) coded.texts.push_back(bin.label);
     }
+    if (predictor.categorical && unseen_.rule == UnseenLevels::Rule::kLabel)
+      coded.texts.push_back(unseen_.label);
     for (const std::string& name : predictor.figureVariables) TargetFor(name);
   }
 
+  // Outcomes are the bins, then the label of unseen levels.
   Lookup LookupFor(const SavedPredictor& predictor) {
     const int variable = Variable(predictor);
+    const Column& column = names_.Data().Variable(variable);
     std::vector<ValueLookup::Range> ranges;
-    const int noBin = static_cast<int>(predictor.bins.size());
-    if (predictor.missingCode) AddValue(*predictor.missingCode, noBin, ranges);
+    Lookup lookup{variable, ValueLookup({}, ValueLookup::Winner::kFirst), {}};
+    lookup.countsMissing = true;
+    lookup.missingOutcome = predictor.missingBin.value_or(-1);
+    const int labelOutcome = static_cast<int>(predictor.bins.size()), noOutcome = labelOutcome + 1;
+    if (predictor.missingCode)
+      AddValue(*predictor.missingCode, predictor.missingBin.value_or(noOutcome), ranges);
     if (predictor.categorical) {
       AddLevels(predictor, variable, ranges);
+      lookup.otherOutcome = OtherOutcome(predictor, labelOutcome);
     } else {
-      for (std::size_t i = 0; i < predictor.bins.size(); ++i) {
+      if (column.fromText) lookup.numberOfCode = NumbersOfCodes(predictor, column);
+      for (const SavedLevel& code : predictor.levels) AddValue(*code.number, code.bin, ranges);
+      for (std::size_t i = 0; i < predictor.IntervalCount(); ++i) {
         const bool last = i == predictor.cutPoints.size();
         ranges.push_back(
             {-kInfinity, last ? kInfinity : MissingRange(predictor.cutPoints[i]).high, static_cast<int>(i)});
       }
     }
-    Lookup lookup{variable, ValueLookup(std::move(ranges), ValueLookup::Winner::kFirst), {}};
+    lookup.outcomeOf = ValueLookup(std::move(ranges), ValueLookup::Winner::kFirst);
     for (const SavedBin& bin : predictor.bins) {
       std::vector<Assignment>& given = lookup.outcomes.emplace_back();
       given.push_back(TextFor(predictor.codedVariable, bin.label));
       for (std::size_t i = 0; i < predictor.figureVariables.size(); ++i)
         given.push_back({numberOf_.at(predictor.figureVariables[i]), bin.figures[i], nullptr});
     }
-    lookup.outcomes.emplace_back();  // of noBin
+    lookup.outcomes.emplace_back();
+    if (lookup.otherOutcome == labelOutcome)
+      lookup.outcomes.back().push_back(TextFor(predictor.codedVariable, unseen_.label));
+    lookup.outcomes.emplace_back();  // of noOutcome
     return lookup;
+  }
+
+  int OtherOutcome(const SavedPredictor& predictor, int labelOutcome) const {
+    switch (unseen_.rule) {
+      case UnseenLevels::Rule::kAsSaved:
+        break;
+      case UnseenLevels::Rule::kAsMissing:
+        return predictor.missingBin.value_or(-1);
+      case UnseenLevels::Rule::kLabel:
+        for (std::size_t bin = 0; bin < predictor.bins.size(); ++bin) {
+          if (predictor.bins[bin].label == unseen_.label) return static_cast<int>(bin);
+        }
+        return labelOutcome;
+    }
+    return predictor.otherBin.value_or(-1);
+  }
+
+  // A few texts that are no numbers make a whole column texts. With more of them than numbers, it is
+  // another variable.
+  std::vector<double> NumbersOfCodes(const SavedPredictor& predictor, const Column& column) const {
+    std::size_t read = 0;
+    double highest = 0;
+    for (const ValueLabel& label : column.labels) highest = std::max(highest, label.value);
+    std::vector<double> numbers(static_cast<std::size_t>(highest) + 1,
+                                std::numeric_limits<double>::quiet_NaN());
+    for (const ValueLabel& label : column.labels) {
+      const auto number = NumberIn(label.text);
+      if (!number) continue;
+      numbers[static_cast<std::size_t>(label.value)] = *number;
+      ++read;
+    }
+    if (2 * read < column.labels.size())
+      throw DataError(file_ + ": \"" + predictor.name + "\" has cut points, but holds texts in " +
+                      names_.FileName() + ".");
+    return numbers;
   }
 
   int Variable(const SavedPredictor& predictor) const {
     try {
-      const int variable = names_.Variable(predictor.name);
-      if (!predictor.categorical && names_.Data().Variable(variable).fromText)
-        throw DataError("\"" + predictor.name + "\" has cut points, but holds texts in " + names_.FileName() +
-                        ".");
-      return variable;
+      return names_.Variable(predictor.name);
     } catch (const DataError& error) {
       throw DataError(file_ + ": " + error.what());
     }
@@ -318,6 +391,8 @@ class BinsCompiler : public CodingCompiler {
                     predictor.name + "\" in " + names_.FileName() +
                     " can be either of two levels with different bins, a number and the label of another.");
   }
+
+  const UnseenLevels& unseen_;
 };
 
 // --- Rules scripts and recode files
@@ -561,12 +636,13 @@ Column ColumnOf(Target& target) {
 
 }  // namespace
 
-CodingProgram::CodingProgram(const CodingFile& file, const Table& table, std::vector<std::string>& notices)
+CodingProgram::CodingProgram(const CodingFile& file, const Table& table, std::vector<std::string>& notices,
+                             const UnseenLevels& unseen)
     : compiled_(std::make_unique<Compiled>()) {
   compiled_->table = &table;
   std::size_t depths = 0;
   if (const auto* bins = std::get_if<SavedBins>(&file.content)) {
-    BinsCompiler compiler(file.name, table, notices);
+    BinsCompiler compiler(file.name, table, unseen, notices);
     compiled_->statements = compiler.Compile(*bins);
     compiled_->targets = compiler.TakeTargets();
   } else {
@@ -606,15 +682,33 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   return columns;
 }
 
-std::vector<CodingProgram::WithoutBin> CodingProgram::CasesWithoutBin() const {
-  std::vector<WithoutBin> found;
+std::vector<CodingProgram::Uncovered> CodingProgram::UncoveredCases() const {
+  std::vector<Uncovered> found;
   for (const Statement& statement : compiled_->statements) {
     const auto* const lookup = std::get_if<Lookup>(&statement.is);
-    if (lookup == nullptr || lookup->withoutOutcome == 0) continue;
+    if (lookup == nullptr) continue;
+    const std::int64_t missing = lookup->countsMissing ? lookup->missing : 0;
+    if (missing == 0 && lookup->unseen == 0) continue;
     const Column& column = compiled_->table->Variable(lookup->variable);
-    const std::string* const label = column.LabelOf(lookup->example);
-    found.push_back(
-        {column.name, lookup->withoutOutcome, label != nullptr ? *label : NumberText(lookup->example)});
+    Uncovered& one = found.emplace_back();
+    one.variable = column.name;
+    one.missing = missing;
+    one.unseen = lookup->unseen;
+    for (const auto& [value, count] : lookup->unseenCases) {
+      const std::string* const label = column.LabelOf(value);
+      one.levels.emplace_back(label != nullptr ? *label : NumberText(value), count);
+    }
+    std::sort(one.levels.begin(), one.levels.end(), [](const auto& a, const auto& b) {
+      return a.second != b.second ? a.second > b.second : a.first < b.first;
+    });
+    one.hasMoreLevels = one.levels.size() > kMostLevels;
+    if (one.hasMoreLevels) one.levels.pop_back();
+    one.badTexts = lookup->badTexts;
+    if (one.badTexts == 0) continue;
+    one.firstBadCase = lookup->firstBadCase + 1;
+    const std::string* const text =
+        column.LabelOf(column.values[static_cast<std::size_t>(lookup->firstBadCase)]);
+    if (text != nullptr) one.firstBadText = *text;
   }
   return found;
 }

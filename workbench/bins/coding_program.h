@@ -20,6 +20,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -39,12 +40,22 @@ struct CodingFile {
 CodingFile ParseCodingFile(std::string_view content, const std::string& file,
                            const std::string& recodeVariable = {});
 
+// What saved bins make of levels that they do not have.
+struct UnseenLevels {
+  // kAsSaved: the predictor's bin of other levels, where it has one, else no bin.
+  // kLabel: the bin with the label; where there is none, the label without figures.
+  enum class Rule { kAsSaved, kAsMissing, kLabel };
+  Rule rule = Rule::kAsSaved;
+  std::string label;
+};
+
 class CodingProgram {
  public:
   // Throws DataError that names file, line and reason. notices: gets a sentence for each variable
-  // that has none of the levels that the file names. The table must outlive this and keep its
-  // columns.
-  CodingProgram(const CodingFile& file, const Table& table, std::vector<std::string>& notices);
+  // that has none of the levels that the file names. unseen: of saved bins; rules and recode files
+  // say everything themselves. The table must outlive this and keep its columns.
+  CodingProgram(const CodingFile& file, const Table& table, std::vector<std::string>& notices,
+                const UnseenLevels& unseen = {});
   ~CodingProgram();
   CodingProgram(CodingProgram&&) noexcept;
   CodingProgram& operator=(CodingProgram&&) noexcept;
@@ -56,13 +67,21 @@ class CodingProgram {
   // ends the run, which then throws Cancelled.
   std::vector<Column> Run(const std::function<bool(double)>& progress);
 
-  // Cases of the last run whose value of the variable has no bin.
-  struct WithoutBin {
+  // Cases of the last run with a value that the file does not cover. Missing values are counted
+  // where the file is saved bins.
+  struct Uncovered {
     std::string variable;
-    std::int64_t count = 0;
-    std::string example;  // one of the values
+    std::int64_t missing = 0;
+    std::int64_t unseen = 0;                                   // levels that the file does not have
+    std::vector<std::pair<std::string, std::int64_t>> levels;  // with their cases, the most frequent first
+    bool hasMoreLevels = false;  // levels has the first kMostLevels that occurred
+    // Texts where numbers are expected, which count as missing, too.
+    std::int64_t badTexts = 0;
+    std::int64_t firstBadCase = 0;  // its number, from 1
+    std::string firstBadText;
   };
-  std::vector<WithoutBin> CasesWithoutBin() const;
+  static constexpr std::size_t kMostLevels = 1000;
+  std::vector<Uncovered> UncoveredCases() const;
 
  private:
   struct Compiled;

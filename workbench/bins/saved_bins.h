@@ -6,9 +6,14 @@
 //
 // Every predictor gives variables: the label of the case's bin, and figures of the bin: weight of
 // evidence of a binary response, mean of a continuous one, a share for each class of a categorical
-// one. A missing predictor, and a level that screening has not seen, give none of them.
+// one. A value without a bin gives none of them: a missing one, or a level that screening has not
+// seen, unless the predictor has a bin for it.
+//
+// Counts of the cases that bins were made from go along, so that bins can be edited without the
+// data (edit_bins.h).
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,15 +21,46 @@
 
 namespace velmora {
 
+// Weighted cases. Binary or categorical response: those of each code. Continuous response: their
+// number, the sum of the response and the sum of its squares. Empty: not known.
+using SavedCounts = std::vector<double>;
+
 struct SavedLevel {
   std::optional<double> number;  // nothing: the column holds texts
   std::string text;              // of a text column, or the label of the number; may be empty
   int bin = 0;
+  SavedCounts counts = {};
 };
 
 struct SavedBin {
   std::string label;
   std::vector<double> figures;  // as SavedPredictor::figureVariables; kMissing where there is none
+  SavedCounts counts = {};
+  bool hasUserLabel = false;
+};
+
+// A run of neighboring values of a continuous predictor.
+struct SavedPreBin {
+  double first = 0, last = 0;
+  SavedCounts counts;
+};
+
+// A correction of a predictor's bins by hand; see edit_bins.h. Bins are numbered from 0.
+struct BinEdit {
+  enum class Kind { kMerge, kSplit, kMove, kGroup, kLabel, kReset };
+  // A level or a special code, by its number or by a text that is or reads as it.
+  struct Value {
+    std::optional<double> number;
+    std::string text;
+  };
+  Kind kind = Kind::kMerge;
+  std::string response, predictor;
+  std::vector<int> bins;        // merge: two or more; label: one; group: the target, or none for a new one
+  std::vector<Value> values;    // group
+  bool missing = false;         // group: the missing values too
+  bool others = false;          // group: levels that are not listed too
+  double cutPoint = 0, to = 0;  // split: at cutPoint; move: from cutPoint to the other
+  std::string label;            // label; empty: the one that the bin has by itself
 };
 
 struct SavedPredictor {
@@ -37,31 +73,66 @@ struct SavedPredictor {
   // Ascending. A bin includes its upper end, and whatever equals it within 15 units in the last
   // place.
   std::vector<double> cutPoints;
-  std::vector<SavedLevel> levels;  // of a categorical predictor
+  // Of a categorical predictor: its levels. Of a continuous one: its special codes, which the cut
+  // points do not apply to.
+  std::vector<SavedLevel> levels;
+  std::optional<int> missingBin;  // the bin of missing values; nothing: they are in none
+  std::optional<int> otherBin;    // categorical: the bin of levels that are not among levels
   std::vector<SavedBin> bins;
+  // Of a continuous predictor, ascending, at most kMostPreBins.
+  std::vector<SavedPreBin> preBins;
+  SavedCounts missingCounts;
+  std::shared_ptr<const SavedPredictor> original;  // as it was before the first edit; null: unedited
+
+  // Bins of ordered values, which come before all others: those of a continuous predictor.
+  std::size_t IntervalCount() const { return categorical ? 0 : cutPoints.size() + 1; }
 };
+
+inline constexpr std::size_t kMostPreBins = 100;
 
 struct SavedResponse {
   std::string name;
   std::string kind;                // binary, continuous or categorical
   std::vector<std::string> codes;  // binary: bad, good; categorical: the classes
+  // Half a case is added to both counts of a bin without bad or good cases, for its weight of
+  // evidence.
+  bool correctsPureBins = false;
   std::vector<SavedPredictor> predictors;
 };
 
 struct SavedBins {
   std::string dataFile;
   std::vector<SavedResponse> responses;
+  std::vector<BinEdit> edits;  // by hand, the oldest first
 };
+
+// Numbers in a SavedCounts of this response.
+std::size_t CountsPerBin(const SavedResponse& response);
 
 // Layout in docs/json.md.
 std::string BinsJson(const SavedBins& bins);
 // file: what messages call it. Throws DataError that names the file and what is wrong in it.
 SavedBins ParseBinsJson(std::string_view text, const std::string& file);
-// A query that adds the variables to a table: standard SQL, identifiers quoted, numbers in a form
-// that reads back to the same double. Many databases ignore letter case in names: a variable that
-// differs from another by it alone gets a number after its name. notices: gets a sentence for each
-// such name, and for what SQL cannot hold; the query says it too.
-std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices);
+
+enum class SqlDialect {
+  kStandard,
+  kPostgresql,
+  kMysql,  // and MariaDB
+  kSqlServer,
+  kOracle,
+  kBigQuery,
+  kSpark,
+  kDuckDb,
+  kSqlite
+};
+// Names of the dialects, as options take them, in the order of SqlDialect.
+const std::vector<std::string>& SqlDialectNames();
+// A query that adds the variables to a table: identifiers quoted, numbers in a form that reads back
+// to the same double. Many databases ignore letter case in names: a variable that differs from
+// another by it alone gets a number after its name. notices: gets a sentence for each such name,
+// and for what the dialect cannot hold; the query says it too.
+std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices,
+                    SqlDialect dialect = SqlDialect::kStandard);
 // A module with one function, code_case(values), that needs only the standard library.
 std::string BinsPython(const SavedBins& bins);
 

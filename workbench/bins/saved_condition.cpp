@@ -14,12 +14,6 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoCase = -1.6e308;  // a number that no case has
 
-std::string NumberText(double value) {
-  std::array<char, 32> text;
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value);
-  return {text.data(), end.ptr};
-}
-
 Syntax NumberAt(const Syntax& place, double number) {
   Syntax value;
   value.at = place.at;
@@ -153,6 +147,12 @@ std::pair<double, double> RangeOf(SyntaxKind comparison, double operand) {
 }
 
 }  // namespace
+
+std::string NumberText(double value) {
+  std::array<char, 32> text;
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), value);
+  return {text.data(), end.ptr};
+}
 
 std::optional<double> NumberIn(std::string_view text) {
   double value = 0;

@@ -25,6 +25,8 @@ namespace velmora {
 
 // The number that a whole text reads as, if it reads as one.
 std::optional<double> NumberIn(std::string_view text);
+// The shortest text that reads as the finite number.
+std::string NumberText(double value);
 
 // The variables and labels of a table as saved files name them. Each lookup costs no more than a
 // hash.

@@ -6,7 +6,6 @@
 #include <map>
 #include <numeric>
 #include <set>
-#include <system_error>
 
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/recode_names.h"
@@ -17,8 +16,8 @@
 #include "workbench/cli/progress_bar.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/save.h"
+#include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
-#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -29,7 +28,11 @@ struct CommandOptions {
   DataOptions data;
   std::vector<std::string> keep;
   std::string out;
+  std::string unseen;  // missing, error or a label; empty: as the bins say
+  bool strict = false;
   bool quiet = false;
+
+  bool UnseenIsError() const { return unseen == "error" || (unseen.empty() && strict); }
 };
 
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
@@ -39,6 +42,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   options.data.AddReadingTo(parser);
   parser.List("--keep", options.keep);
   parser.Text("--out", options.out);
+  parser.Text("--unseen", options.unseen);
+  parser.Flag("--strict", options.strict);
   parser.Flag("--quiet", options.quiet);
   parser.Parse(arguments);
   if (options.files.size() < 2) {
@@ -55,21 +60,13 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-std::string ReadWhole(const std::string& path) {
-  try {
-    return FileContent(PathOf(path));
-  } catch (const std::system_error& error) {
-    throw RunError(path + " cannot be read: " + error.code().message() + ".");
-  }
-}
-
 // The variable that a recode file makes, where the folder says so; empty otherwise.
 std::string RecodeVariableOf(const std::string& path) {
   const std::filesystem::path file = PathOf(path);
   const std::filesystem::path names = file.parent_path() / kRecodeNamesFile;
   std::error_code error;
   if (!std::filesystem::is_regular_file(names, error)) return {};
-  const RecodeNames variables = ParseRecodeNames(ReadWhole(names.string()), names.string());
+  const RecodeNames variables = ParseRecodeNames(ReadWholeFile(names.string()), names.string());
   const auto found = variables.find(file.filename().string());
   return found == variables.end() ? std::string() : found->second;
 }
@@ -81,6 +78,12 @@ void ReportWarnings(const std::vector<std::string>& warnings) {
   if (warnings.size() > kMostShown) {
     Tell("Warning: " + Counted(warnings.size() - kMostShown, "more such label.", "more such labels."));
   }
+}
+
+UnseenLevels UnseenOf(const CommandOptions& options) {
+  if (options.unseen.empty() || options.unseen == "error") return {};
+  if (options.unseen == "missing") return {UnseenLevels::Rule::kAsMissing, {}};
+  return {UnseenLevels::Rule::kLabel, options.unseen};
 }
 
 struct AppliedFile {
@@ -96,9 +99,13 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& tab
   std::vector<std::string> notices;
   std::map<std::string, std::string> madeBy;
   for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
+  const UnseenLevels unseen = UnseenOf(options);
   for (const std::string& path : options.files) {
-    files.push_back({path, CodingProgram(ParseCodingFile(ReadWhole(path), path, RecodeVariableOf(path)),
-                                         table, notices)});
+    const CodingFile file = ParseCodingFile(ReadWholeFile(path), path, RecodeVariableOf(path));
+    if (unseen.rule != UnseenLevels::Rule::kAsSaved && !std::holds_alternative<SavedBins>(file.content))
+      throw UsageError("--unseen " + options.unseen + " works with bins of --bins; " + path +
+                       " holds rules, which give unseen levels no bin.");
+    files.push_back({path, CodingProgram(file, table, notices, unseen)});
     for (const std::string& name : files.back().program.TargetNames()) {
       const auto [other, isNew] = madeBy.try_emplace(name, path);
       if (!isNew) {
@@ -119,9 +126,51 @@ void ReportCoded(const Column& column) {
   Tell("Coded: " + text);
 }
 
-void AddCodedVariables(std::vector<AppliedFile>& files, bool quiet, Table& table) {
+// "houseboat (100), tent (2) and 3 others"
+std::string LevelsText(const CodingProgram::Uncovered& one) {
+  constexpr std::size_t kMostShown = 10;
+  std::string text;
+  const std::size_t shown = std::min(one.levels.size(), kMostShown);
+  for (std::size_t i = 0; i < shown; ++i)
+    text += (i == 0 ? "" : ", ") + one.levels[i].first + " (" + std::to_string(one.levels[i].second) + ")";
+  if (one.hasMoreLevels)
+    return text + " and more than " + std::to_string(one.levels.size() - shown) + " others";
+  if (one.levels.size() > shown) text += " and " + Counted(one.levels.size() - shown, "other", "others");
+  return text;
+}
+
+std::string BadTextsText(const CodingProgram::Uncovered& one, const std::string& dataFile) {
+  const std::string place = "case " + std::to_string(one.firstBadCase) + " of " + dataFile + ", \"" +
+                            ShortenedText(one.firstBadText) + "\"";
+  return one.badTexts == 1 ? one.variable + " is not a number in " + place
+                           : one.variable + " is not a number in " + std::to_string(one.badTexts) +
+                                 " cases, the first is " + place;
+}
+
+// What a file does not cover, with its cases. Throws RunError for what the options make an error.
+void ReportUncovered(const CodingProgram::Uncovered& one, const CommandOptions& options,
+                     const std::string& dataFile) {
+  const auto cases = [](std::int64_t count) {
+    return Counted(static_cast<std::size_t>(count), "case", "cases");
+  };
+  if (one.badTexts > 0) {
+    if (options.strict) throw RunError(BadTextsText(one, dataFile) + ".");
+    Tell("Warning: " + BadTextsText(one, dataFile) + "; it counts as missing.");
+  }
+  if (one.unseen > 0) {
+    const std::string text = cases(one.unseen) + " of " + one.variable +
+                             (one.levels.size() == 1 ? " with a level" : " with levels") +
+                             " that the bins do not have: " + LevelsText(one);
+    if (options.UnseenIsError()) throw RunError(text + ".");
+    Tell("Warning: " + text + ".");
+  }
+  if (one.missing > one.badTexts && !options.quiet)
+    Tell("Missing: " + one.variable + " in " + cases(one.missing - one.badTexts));
+}
+
+void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& options, Table& table) {
   std::vector<Column> coded;
-  std::set<std::string> reported;  // variables with values that have no bin
+  std::set<std::string> reported;  // variables with values that are not covered
   for (AppliedFile& file : files) {
     ProgressBar bar;
     bar.Start("Applying " + file.path);
@@ -130,13 +179,11 @@ void AddCodedVariables(std::vector<AppliedFile>& files, bool quiet, Table& table
       return !WasInterrupted();
     });
     bar.Finish();
-    for (const CodingProgram::WithoutBin& one : file.program.CasesWithoutBin()) {
-      if (reported.insert(one.variable).second)
-        Tell("Warning: " + Counted(static_cast<std::size_t>(one.count), "case has", "cases have") +
-             " a value of " + one.variable + " without a bin, such as " + one.example + ".");
+    for (const CodingProgram::Uncovered& one : file.program.UncoveredCases()) {
+      if (reported.insert(one.variable).second) ReportUncovered(one, options, table.fileName);
     }
     for (Column& column : columns) {
-      if (!quiet) ReportCoded(column);
+      if (!options.quiet) ReportCoded(column);
       coded.push_back(std::move(column));
     }
   }
@@ -166,7 +213,7 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   }
   const std::size_t firstCoded = table.columns.size();
   std::vector<AppliedFile> files = Compile(options, table, kept);
-  AddCodedVariables(files, options.quiet, table);
+  AddCodedVariables(files, options, table);
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);
   StopIfInterrupted();

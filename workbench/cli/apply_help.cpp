@@ -21,10 +21,19 @@ Examples:
   All recode files of a folder, with the key and the coded variables only, for the next program:
       velmora apply recodes/*.ini june.csv --keep id | head
 
-A case has no value where the predictor is missing or has a level that screening has not seen. The number of cases
-without a value is reported, with a warning when DATA has none of the levels that a file names. A recode file names
-only its predictor; the file recode_names.json beside it, which --recode writes, has the name of the variable, which is
-otherwise PREDICTOR_Coded.
+A case has no value where the predictor is missing or has a level that screening has not seen, unless the saved bins
+have a bin for it. Cases with a missing value and cases with an unseen level are counted apart, the latter with the
+names of the levels; there is a warning when DATA has none of the levels that a file names. A text in a column of
+numbers costs that one value, which counts as missing, and the case is named. A recode file names only its predictor;
+the file recode_names.json beside it, which --recode writes, has the name of the variable, which is otherwise
+PREDICTOR_Coded.
+
+New values
+  --unseen missing|error|LABEL
+                          a level that the bins do not have counts as missing, ends the run, or gets the bin with
+                          this label (the label without figures where no bin has it); default: no bin, or the bin of
+                          other levels that the file has
+  --strict                end the run at a text among numbers and at an unseen level
 
 Where the data are
   --delimiter C           the character between fields of a text file (default: detected); tab for a tab

@@ -1,10 +1,13 @@
 #include "workbench/cli/run_files.h"
 
+#include <system_error>
+
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -54,6 +57,14 @@ void RunFiles::WritesTable(const std::string& name, const std::string& path) {
 std::string RunFiles::InputAt(const FileIdentity& identity) const {
   const auto use = uses_.find(identity);
   return use == uses_.end() || !use->second.isInput ? std::string() : use->second.name;
+}
+
+std::string ReadWholeFile(const std::string& path) {
+  try {
+    return FileContent(PathOf(path));
+  } catch (const std::system_error& error) {
+    throw RunError(path + " cannot be read: " + error.code().message() + ".");
+  }
 }
 
 }  // namespace velmora

@@ -37,4 +37,7 @@ class RunFiles {
   std::map<FileIdentity, Use> uses_;
 };
 
+// The content of a small file. Throws RunError with one sentence.
+std::string ReadWholeFile(const std::string& path);
+
 }  // namespace velmora
