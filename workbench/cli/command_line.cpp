@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "workbench/cli/apply_command.h"
+#include "workbench/cli/bins_command.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_command.h"
@@ -87,6 +88,8 @@ const std::vector<Command>& Commands() {
         {"screen", "bin variables and score how well the bins predict an outcome", kScreenHelp,
          RunScreenCommand},
         {"apply", "code new data with the bins of a screening run", kApplyHelp, RunApplyCommand},
+        {"bins", "show saved bins, correct them by hand, write them as SQL or Python", kBinsHelp,
+         RunBinsCommand},
         {"variables", "list the variables of a data file and how each will be treated", kVariablesHelp,
          RunVariablesCommand},
         {"settings", "show or change what dialogs and scripts start with", kSettingsHelp, RunSettingsCommand},

@@ -14,6 +14,7 @@ namespace velmora {
 namespace {
 
 constexpr char kOptionsEnd[] = "--";
+constexpr char kNumberMark = '\x1F';
 
 template <typename Value>
 bool ParseWhole(const std::string& text, Value& value) {
@@ -111,6 +112,7 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
   const auto end = std::find(arguments.begin(), arguments.end(), kOptionsEnd);
   std::vector<std::string> words(arguments.begin(), end);
   CompleteOptions(words);
+  if (positionals_ != nullptr) MarkNegativeNumbers(words);
   std::reverse(words.begin(), words.end());  // the library expects the last word first
   try {
     library_->app.parse(std::move(words));
@@ -126,6 +128,11 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
   for (const std::string& extra : library_->app.remaining()) {
     if (!extra.starts_with("-")) FailOnWord(extra);
     FailOnOption(extra.substr(0, extra.find('=')));
+  }
+  if (positionals_ != nullptr) {
+    for (std::string& word : *positionals_) {
+      if (word.starts_with(kNumberMark)) word.erase(0, 1);
+    }
   }
   if (end != arguments.end()) TakeWords({end + 1, arguments.end()});
   if (positional_ != nullptr && positional_->empty()) TakePositionalFromLists();
@@ -149,6 +156,14 @@ void CommandParser::CompleteOptions(std::vector<std::string>& words) const {
     } else if (begun.size() == 1) {
       word = begun.front() + word.substr(name.size());
     }
+  }
+}
+
+// The library takes a negative number without an option for an option.
+void CommandParser::MarkNegativeNumbers(std::vector<std::string>& words) {
+  for (std::string& word : words) {
+    double number = 0;
+    if (word.starts_with('-') && ParseWhole(word, number)) word.insert(0, 1, kNumberMark);
   }
 }
 

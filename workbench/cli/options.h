@@ -53,6 +53,7 @@ class CommandParser {
   void TakePositionalFromLists();
   void TakeWords(const std::vector<std::string>& words);
   void CompleteOptions(std::vector<std::string>& words) const;
+  static void MarkNegativeNumbers(std::vector<std::string>& words);
   [[noreturn]] void FailOnWord(const std::string& word) const;
   [[noreturn]] void FailOnOption(const std::string& option) const;
 

@@ -36,7 +36,8 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
                                 int weight);
 
 // A file {"age": [25, 40], "home": [["owner"], ["rent", "other"]]}: cut points of measured
-// predictors, groups of levels of categorical ones. Throws RunError with one sentence that names
+// predictors, groups of levels of categorical ones; or saved bins, of which those for a response of
+// this run are taken. Throws RunError with one sentence that names
 // the file; levels that the data do not have and variables that are not predictors of this run
 // become notices.
 std::map<int, UserBins> ReadCutPoints(const std::string& path, const Table& table, const ScreenChoice& choice,

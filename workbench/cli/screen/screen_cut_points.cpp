@@ -1,15 +1,17 @@
 // The user's own bins, read from a JSON file.
 #include <algorithm>
 #include <charconv>
-#include <system_error>
+#include <cmath>
+#include <set>
 
 #include "workbench/bins/json_input.h"
+#include "workbench/bins/saved_bins.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/run_files.h"
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/data/names.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
-#include "workbench/system/file_content.h"
-#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -24,6 +26,7 @@ class CutPointsFile {
     std::map<int, UserBins> bins;
     const Json json = Parse();
     if (!json.is_object()) Fail("holds no object such as {\"age\": [25, 40]}");
+    if (json.contains("format")) return ReadSaved();
     for (const auto& [name, value] : json.items()) {
       const int number = NumberOf(name);
       if (!choice_.IsPredictor(number)) {
@@ -32,6 +35,7 @@ class CutPointsFile {
       }
       if (bins.contains(number)) Fail("names " + table_.Variable(number).name + " twice");
       bins[number] = BinsOf(table_.Variable(number), value);
+      ReportUnlisted(table_.Variable(number), bins[number]);
     }
     return bins;
   }
@@ -41,12 +45,110 @@ class CutPointsFile {
 
   Json Parse() const {
     try {
-      return ParseJson(FileContent(PathOf(path_)), path_);
-    } catch (const std::system_error& error) {
-      Fail("cannot be read: " + error.code().message());
+      return ParseJson(ReadWholeFile(path_), path_);
     } catch (const DataError& error) {
       throw RunError(error.what());
     }
+  }
+
+  // --- Bins of --bins
+  std::map<int, UserBins> ReadSaved() const {
+    SavedBins saved;
+    try {
+      saved = ParseBinsJson(ReadWholeFile(path_), path_);
+    } catch (const DataError& error) {
+      throw RunError(error.what());
+    }
+    const bool knowsResponse = std::any_of(saved.responses.begin(), saved.responses.end(),
+                                           [&](const SavedResponse& one) { return IsResponse(one); });
+    std::map<int, UserBins> bins;
+    std::map<int, std::string> responseOf;
+    for (const SavedResponse& response : saved.responses) {
+      if (knowsResponse && !IsResponse(response)) continue;
+      for (const SavedPredictor& predictor : response.predictors) {
+        const int number = NumberOf(predictor.name);
+        const Column& column = table_.Variable(number);
+        if (!choice_.IsPredictor(number)) {
+          notices_.push_back(path_ + ": " + column.name +
+                             " is not a predictor in this run; its bins are not used.");
+          continue;
+        }
+        UserBins one = BinsOf(column, predictor);
+        const auto [known, isNew] = responseOf.try_emplace(number, response.name);
+        if (!isNew && !IsSame(bins[number], one))
+          Fail("has different bins of " + column.name + " for " + known->second + " and " + response.name +
+               "; run one response at a time");
+        bins[number] = std::move(one);
+        if (isNew) ReportUnlisted(column, bins[number]);
+      }
+    }
+    return bins;
+  }
+
+  bool IsResponse(const SavedResponse& response) const {
+    const int numbers[] = {choice_.binaryResponse, choice_.continuousResponse, choice_.categoricalResponse};
+    return std::any_of(std::begin(numbers), std::end(numbers), [&](int number) {
+      return number > 0 && table_.Variable(number).name == response.name;
+    });
+  }
+
+  static bool IsSame(const UserBins& a, const UserBins& b) {
+    return a.cutPoints == b.cutPoints && a.groups == b.groups;
+  }
+
+  UserBins BinsOf(const Column& column, const SavedPredictor& predictor) const {
+    if (predictor.categorical != IsCategorical(column))
+      Fail("has " + std::string(predictor.categorical ? "levels" : "cut points") + " for " + column.name +
+           ", which is " + (predictor.categorical ? "continuous" : "categorical") + " in this run; use " +
+           (predictor.categorical ? "--categorical" : "--continuous"));
+    UserBins bins;
+    if (!predictor.categorical) {
+      bins.cutPoints = predictor.cutPoints;
+      return bins;
+    }
+    bins.groups.resize(predictor.bins.size());
+    for (const SavedLevel& level : predictor.levels) {
+      const Json value = level.number && !column.fromText ? Json(*level.number) : Json(level.text);
+      AddLevel(column, value, bins.groups[static_cast<std::size_t>(level.bin)]);
+    }
+    if (predictor.otherBin) {
+      for (const double value : UnlistedLevels(column, bins))
+        bins.groups[static_cast<std::size_t>(*predictor.otherBin)].push_back(value);
+    }
+    std::erase_if(bins.groups, [](const std::vector<double>& group) { return group.empty(); });
+    return bins;
+  }
+
+  bool IsCategorical(const Column& column) const {
+    const auto& numbers = choice_.categoricalPredictors;
+    return std::any_of(numbers.begin(), numbers.end(),
+                       [&](int number) { return &table_.Variable(number) == &column; });
+  }
+
+  // --- Levels that the file does not name
+  static std::vector<double> UnlistedLevels(const Column& column, const UserBins& bins) {
+    std::set<double> listed, unlisted;
+    for (const std::vector<double>& group : bins.groups) listed.insert(group.begin(), group.end());
+    for (const double value : column.values) {
+      if (std::isfinite(value) && !IsMissing(value, column.missingCode) && !listed.contains(value))
+        unlisted.insert(value);
+    }
+    return {unlisted.begin(), unlisted.end()};
+  }
+
+  void ReportUnlisted(const Column& column, const UserBins& bins) const {
+    if (bins.groups.empty()) return;
+    constexpr std::size_t kMostShown = 10;
+    const std::vector<double> levels = UnlistedLevels(column, bins);
+    if (levels.empty()) return;
+    std::string list;
+    for (std::size_t i = 0; i < std::min(levels.size(), kMostShown); ++i) {
+      const std::string* const label = column.LabelOf(levels[i]);
+      list += (i == 0 ? "" : ", ") + (label != nullptr ? *label : ShortestNumber(levels[i]));
+    }
+    if (levels.size() > kMostShown) list += " and " + Counted(levels.size() - kMostShown, "other", "others");
+    notices_.push_back(path_ + " does not list " + Counted(levels.size(), "level", "levels") + " of " +
+                       column.name + ", which make one more bin: " + list + ".");
   }
 
   int NumberOf(const std::string& name) const {
@@ -58,7 +160,7 @@ class CutPointsFile {
   }
 
   UserBins BinsOf(const Column& column, const Json& value) const {
-    const bool categorical = column.measurement == Measurement::kCategorical;
+    const bool categorical = IsCategorical(column);
     const auto isOf = [&](auto test) { return value.is_array() && !value.empty() && test(); };
     const auto all = [&](auto test) { return std::all_of(value.begin(), value.end(), test); };
     UserBins bins;
@@ -85,16 +187,20 @@ class CutPointsFile {
     for (const Json& level : group) {
       if (!level.is_string() && !level.is_number() && !level.is_boolean())
         Fail("names a level of " + column.name + " that is neither a text nor a number");
-      const std::string text = level.is_string() ? level.get<std::string>() : level.dump();
-      double value = 0;
-      if (FindLevel(column, level, text, value)) {
-        levels.push_back(value);
-      } else {
-        notices_.push_back("Level " + text + " of \"" + column.name +
-                           "\" is not used: it is not a level of the data" + Suggestion(column, text));
-      }
+      AddLevel(column, level, levels);
     }
     return levels;
+  }
+
+  void AddLevel(const Column& column, const Json& level, std::vector<double>& levels) const {
+    const std::string text = level.is_string() ? level.get<std::string>() : level.dump();
+    double value = 0;
+    if (FindLevel(column, level, text, value)) {
+      levels.push_back(value);
+    } else {
+      notices_.push_back("Level " + text + " of \"" + column.name +
+                         "\" is not used: it is not a level of the data" + Suggestion(column, text));
+    }
   }
 
   static bool FindLevel(const Column& column, const Json& level, const std::string& text, double& value) {

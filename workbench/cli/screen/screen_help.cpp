@@ -59,8 +59,8 @@ Cases
 
 Bins
   --cut-points FILE           a JSON file with your own bins: cut points of measured variables (a cut point belongs
-                              to the bin below it), groups of levels of categorical ones; the other predictors are
-                              still searched
+                              to the bin below it), groups of levels of categorical ones, or what --bins has written
+                              and 'velmora bins edit' has changed; the other predictors are still searched
   --no-prune                  keep splits that do no better than chance (a bin always holds 5 % of all cases, unless
                               no split would be left)
 
@@ -71,10 +71,12 @@ Order
 
 Files for scoring new data (all are written, or none)
   --save-best N               predictors of each response to save, best first, 1 to 100000 (default 10)
-  --bins FILE                 their bins as JSON, for 'velmora apply'
+  --bins FILE                 their bins as JSON, for 'velmora apply', 'velmora bins' and --cut-points
   --recode DIR                one recode file per predictor, for 'velmora apply'
   --rules FILE                one rules script for all of them, for 'velmora apply'
   --sql FILE                  their bins as a query of CASE expressions: bin label and weight of evidence
+  --sql-dialect DIALECT       of the query: standard (default), postgresql, mysql, sqlserver, oracle, bigquery, spark,
+                              duckdb or sqlite
   --python FILE               the same as a Python function that needs no library
   --coded FILE                the table with the coded variables, as .csv, .tsv or .parquet
 

@@ -14,6 +14,7 @@
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/screen/screen_counts.h"
 #include "workbench/data/names.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/texts.h"
@@ -259,6 +260,7 @@ void SaveOptions::AddTo(CommandParser& parser) {
   parser.Text("--recode", recodeFolder);
   parser.Text("--rules", rules);
   parser.Text("--sql", sql);
+  parser.Choice("--sql-dialect", sqlDialect, SqlDialectNames());
   parser.Text("--python", python);
   parser.Text("--bins", bins);
 }
@@ -301,11 +303,17 @@ void SaveScreening(const SaveOptions& options, const ScreenReport& report, Sessi
   const SavedBins bins = SavedBinsOf(report, session.Data(), count);
   if (!options.sql.empty() || !options.python.empty() || !options.bins.empty()) {
     std::vector<std::string> notices;
-    const SavedBins undated = WithoutDates(bins, session.Data(), notices);
-    if (!options.sql.empty()) files.AddAt(PathOf(options.sql), BinsSql(undated, notices));
+    SavedBins undated = WithoutDates(bins, session.Data(), notices);
+    if (!options.sql.empty())
+      files.AddAt(PathOf(options.sql),
+                  BinsSql(undated, notices, static_cast<SqlDialect>(options.sqlDialect)));
     for (const std::string& notice : notices) Tell("Warning: " + notice);
     if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
-    if (!options.bins.empty()) files.AddAt(PathOf(options.bins), BinsJson(undated));
+    if (!options.bins.empty()) {
+      AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
+                session.WeightVariable(), undated);
+      files.AddAt(PathOf(options.bins), BinsJson(undated));
+    }
   }
   if (!options.recodeFolder.empty() || !options.rules.empty()) WarnOfMissingCodes(bins);
   const AutomationClient dialog = session.ResultsDialog();

@@ -16,6 +16,7 @@ namespace velmora {
 struct SaveOptions {
   int best = 10;  // predictors of each response
   std::string coded, recodeFolder, rules, sql, python, bins;
+  int sqlDialect = 0;  // an SqlDialect
 
   void AddTo(CommandParser& parser);
   // Adds what the options name to the files of the run. Throws UsageError for a file that is in use.

@@ -1,0 +1,151 @@
+// velmora bins as a process: a screening's bins corrected by hand, screened again with
+// --cut-points, and what is refused.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/cli/command_checks.h"
+
+namespace velmora::testing {
+namespace {
+
+const Words kScreen = {"screen", "data.csv", "--binary-response", "risk", "--good", "good", "--bad",
+                       "bad",    "--quiet"};
+
+ProcessResult RunIn(const TemporaryFolder& folder, const Words& words) {
+  ProcessOptions options;
+  options.folder = folder.Path();
+  return RunVelmora(words, options);
+}
+
+const Json& PredictorIn(const Json& bins, const std::string& name) {
+  return Named(bins["responses"][0]["predictors"], name);
+}
+
+TEST(Bins, EditedBinsAreThoseOfTheNextRun) {
+  const TemporaryFolder folder;
+  folder.Write("data.csv", ReadFile(Sample("german_credit.csv")));
+  ASSERT_EQ(RunIn(folder, With(kScreen, {"--bins", "bins.json", "--save-best", "30"})).exitCode, 0);
+  const auto read = [&](const char* name) { return Json::parse(ReadFile(folder.Path() / name)); };
+  const Json first = read("bins.json");
+  const Json duration = PredictorIn(first, "duration_months");
+  ASSERT_GE(duration["bins"].size(), 2u);
+
+  // The counts are those of the run, so a bin's weight of evidence follows from them.
+  double bad = 0, good = 0;
+  for (const Json& bin : duration["bins"]) {
+    bad += bin["counts"][0].get<double>();
+    good += bin["counts"][1].get<double>();
+  }
+  EXPECT_EQ(bad + good, 1000);
+  for (const Json& bin : duration["bins"]) {
+    const double badHere = bin["counts"][0], goodHere = bin["counts"][1];
+    if (badHere == 0 || goodHere == 0) continue;
+    const double woe = 100 * std::log(goodHere / good / (badHere / bad));
+    EXPECT_NEAR(bin["woe"].get<double>(), woe, 1e-9);
+  }
+
+  const Words edit = {"bins", "edit", "bins.json"};
+  const ProcessResult merged = RunIn(folder, With(edit, {"merge", "duration_months", "1", "2"}));
+  EXPECT_EQ(merged.exitCode, 0) << merged.err;
+  EXPECT_NE(merged.out.find("duration_months, before\n"), std::string::npos);
+  EXPECT_NE(merged.out.find("duration_months, after\n"), std::string::npos);
+  const std::string cut = duration["preBins"][0]["last"].dump();
+  EXPECT_EQ(RunIn(folder, With(edit, {"split", "duration_months", cut})).exitCode, 0);
+  EXPECT_EQ(RunIn(folder, With(edit, {"group", "housing", "rent"})).exitCode, 0);
+  EXPECT_EQ(RunIn(folder, With(edit, {"label", "housing", "1", "first"})).exitCode, 0);
+  const Json edited = read("bins.json");
+
+  const ProcessResult again = RunIn(
+      folder, With(kScreen, {"--cut-points", "bins.json", "--bins", "again.json", "--save-best", "30"}));
+  ASSERT_EQ(again.exitCode, 0) << again.err;
+  const Json next = read("again.json");
+  EXPECT_EQ(PredictorIn(next, "duration_months")["cutPoints"],
+            PredictorIn(edited, "duration_months")["cutPoints"]);
+  for (const char* const name : {"duration_months", "housing", "checking_account"}) {
+    const Json& bins = PredictorIn(next, name)["bins"];
+    const Json& wanted = PredictorIn(edited, name)["bins"];
+    ASSERT_EQ(bins.size(), wanted.size()) << name;
+    for (std::size_t i = 0; i < bins.size(); ++i) {
+      EXPECT_EQ(bins[i]["counts"], wanted[i]["counts"]) << name;
+      if (!bins[i]["woe"].is_null()) {
+        EXPECT_NEAR(bins[i]["woe"].get<double>(), wanted[i]["woe"].get<double>(), 1e-9) << name;
+      }
+    }
+  }
+
+  for (int step = 0; step < 4; ++step) EXPECT_EQ(RunIn(folder, With(edit, {"undo"})).exitCode, 0);
+  EXPECT_EQ(read("bins.json"), first);
+  EXPECT_EQ(RunIn(folder, With(edit, {"undo"})).exitCode, 1);
+}
+
+TEST(Bins, RefusesWhatDoesNotFitAndKeepsTheFile) {
+  struct Row {
+    Words words;
+    int exitCode;
+    std::vector<std::string> said;
+  };
+  const Row rows[] = {
+      {{}, 2, {"show, edit or export"}},
+      {{"sho"}, 2, {"There is no action sho"}},
+      {{"show"}, 2, {"FILE is missing"}},
+      {{"show", "none.json"}, 1, {"none.json cannot be read"}},
+      {{"show", "bins.json", "agee"}, 1, {"no predictor agee", "did you mean age?"}},
+      {{"edit", "bins.json"}, 2, {"The operation is missing"}},
+      {{"edit", "bins.json", "merg", "age", "1", "2"}, 2, {"did you mean merge?"}},
+      {{"edit", "bins.json", "merge", "age", "1"}, 2, {"merge PREDICTOR BIN BIN"}},
+      {{"edit", "bins.json", "merge", "age", "1", "x"}, 2, {"number, from 1"}},
+      {{"edit", "bins.json", "merge", "age", "1", "99"}, 1, {"no bin 99"}},
+      {{"edit", "bins.json", "split", "age", "-5"}, 1, {"at -5 would leave a bin without cases"}},
+      {{"edit", "bins.json", "merge", "age", "1", "2", "--missing"}, 2, {"belong to group"}},
+      {{"edit", "bins.json", "undo"}, 1, {"has no edit to undo"}},
+      {{"edit", "bins.json", "reset", "--out", "bins.json"}, 2, {"--out", "bins.json"}},
+      {{"export", "bins.json"}, 2, {"--sql or --python"}},
+      {{"export", "bins.json", "--sql", "a.sql", "--sql-dialect", "db2"}, 2, {"bigquery"}},
+  };
+  const TemporaryFolder folder;
+  folder.Write("data.csv", ReadFile(Sample("german_credit.csv")));
+  ASSERT_EQ(RunIn(folder, With(kScreen, {"--bins", "bins.json", "--save-best", "30"})).exitCode, 0);
+  const std::string before = ReadFile(folder.Path() / "bins.json");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(::testing::PrintToString(row.words));
+    const ProcessResult result = RunIn(folder, With({"bins"}, row.words));
+    EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
+    EXPECT_EQ(result.out, "");
+    ExpectSaid(result, row.said);
+    EXPECT_EQ(ReadFile(folder.Path() / "bins.json"), before);
+    EXPECT_EQ(folder.Names(), (Words{"bins.json", "data.csv"}));
+  }
+}
+
+TEST(Bins, ExportIsWhatScreenWrites) {
+  const TemporaryFolder folder;
+  folder.Write("data.csv", ReadFile(Sample("german_credit.csv")));
+  ASSERT_EQ(RunIn(folder, With(kScreen, {"--bins", "bins.json", "--sql", "a.sql", "--python", "a.py",
+                                         "--sql-dialect", "mysql"}))
+                .exitCode,
+            0);
+  ASSERT_EQ(RunIn(folder, {"bins", "export", "bins.json", "--sql", "b.sql", "--python", "b.py",
+                           "--sql-dialect", "mysql"})
+                .exitCode,
+            0);
+  EXPECT_EQ(ReadFile(folder.Path() / "a.sql"), ReadFile(folder.Path() / "b.sql"));
+  EXPECT_EQ(ReadFile(folder.Path() / "a.py"), ReadFile(folder.Path() / "b.py"));
+}
+
+TEST(Bins, CutPointsSayWhatTheyDoNotList) {
+  const TemporaryFolder folder;
+  folder.Write("data.csv", ReadFile(Sample("german_credit.csv")));
+  folder.Write("cuts.json", R"({"housing": [["own"], ["rented"]]})");
+  Words screen = kScreen;
+  const ProcessResult result = RunIn(folder, With(screen, {"--cut-points", "cuts.json"}));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  ExpectSaid(result,
+             {"Level rented of \"housing\" is not used",
+              "cuts.json does not list 2 levels of housing, which make one more bin: for free, rent."});
+}
+
+TEST(Bins, PageIsTrue) { ExpectPageIsTrue("bins", 8); }
+
+}  // namespace
+}  // namespace velmora::testing
