@@ -73,6 +73,7 @@ std::string CommandJson(std::vector<std::string> words, bool ofFile) {
   words.insert(words.end(), {"--format", "json", "--quiet"});
   json made = json::parse(RunVelmora(words).out);
   if (!ofFile) made["run"]["dataFile"] = nullptr;
+  if (made["run"].contains("provenance")) made["run"]["provenance"] = nullptr;  // only a command has one
   return made.dump();
 }
 

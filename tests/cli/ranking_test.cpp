@@ -186,5 +186,27 @@ TEST(Ranking, TakesTheDesignOfASurvey) {
   ExpectSaid(refused, {"stratum class_size_k3 of case", "missing"});
 }
 
+// The command that a report names makes the report again, wherever the results went.
+TEST(Ranking, ReportsNameTheCommandThatRepeatsThem) {
+  const TemporaryFolder folder;
+  ProcessOptions options;
+  options.folder = folder.Path();
+  std::string csv = "it's y,x\n";
+  for (int i = 0; i < 60; ++i) csv += std::to_string(i * 7 % 31) + "," + std::to_string(i * 11 % 23) + "\n";
+  folder.Write("a b.csv", csv);
+  const Words run = {"feature-selection", "a b.csv", "--dependents", "it's y", "--select", "x > 3"};
+  const std::string first = RunVelmora(With(run, {"--format", "json", "--quiet"}), options).out;
+  const ProcessResult second = RunVelmora(With(run, {"--out", "here", "--format=json,html"}), options);
+  ASSERT_EQ(second.exitCode, 0) << second.err;
+  EXPECT_EQ(ReadFile((folder.Path() / "here/feature_selection.json").string()), first);
+  const Json provenance = Json::parse(first)["run"]["provenance"];
+  EXPECT_EQ(provenance["command"],
+            "velmora feature-selection 'a b.csv' --dependents 'it'\\''s y' --select 'x > 3'");
+  EXPECT_EQ(provenance["dataSha256"].get<std::string>().size(), 64u);
+  EXPECT_NE(ReadFile((folder.Path() / "here/feature_selection.html").string())
+                .find(provenance["dataSha256"].get<std::string>()),
+            std::string::npos);
+}
+
 }  // namespace
 }  // namespace velmora::testing

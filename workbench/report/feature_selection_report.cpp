@@ -215,6 +215,7 @@ std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   for (const LeftOutVariable& variable : report.leftOut)
     facts.push_back(
         {"Not screened: " + variable.name, variable.reason.empty() ? variable.role : variable.reason});
+  AppendProvenance(report.provenance, facts);
   return facts;
 }
 

@@ -13,6 +13,7 @@
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/ranking/rank_predictors.h"
+#include "workbench/report/provenance.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
@@ -69,6 +70,7 @@ struct FeatureSelectionReport {
   std::vector<LeftOutVariable> leftOut;
   std::optional<ReportedRanking> ranking;
   std::vector<std::string> notices;  // of the run
+  Provenance provenance;
 
   // Whether the predictors are chosen by a p-value that none of them has.
   bool NoneMeetsCriterion(const ReportedDependent& dependent) const {

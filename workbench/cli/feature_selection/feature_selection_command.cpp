@@ -12,6 +12,7 @@
 #include "workbench/cli/feature_selection/feature_selection_run.h"
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/options.h"
+#include "workbench/cli/repeated_command.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
 #include "workbench/documents/terminal_text.h"
@@ -254,6 +255,9 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   }
 
   const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice);
+  const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
+  if (std::any_of(formats.begin(), formats.end(), names))
+    run->featureSelection->provenance = ProvenanceOf("feature-selection", arguments, options.data.path);
   WriteResults(options, formats, *run->featureSelection, run->session, files);
   if (IsFirstLook(options.output) && options.settings.displayMode == DisplayMode::kBest) {
     Tell("Next: --show p lists all predictors below a p-value, --out DIR writes a report and a workbook.");

@@ -53,6 +53,7 @@ Json RunMembers(const FeatureSelectionReport& report) {
     facts["classic"] = true;
   }
   facts["notices"] = report.notices;
+  facts["provenance"] = report.provenance.version.empty() ? Json() : ProvenanceJson(report.provenance);
   facts["leftOut"] = LeftOutJson(report.leftOut);
   return facts;
 }

@@ -24,6 +24,25 @@ std::string LowerFirst(std::string text) {
   return text;
 }
 
+// Lines of at most width columns, the second and later ones indented.
+std::string Wrapped(const std::string& text, int width) {
+  constexpr int kNarrowest = 40;
+  const std::string indent = "    ";
+  std::string wrapped, line;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find(' ', begin), text.size());
+    const std::string word = text.substr(begin, end - begin);
+    if (!line.empty() && WidthOf(line) + 1 + WidthOf(word) > std::max(width, kNarrowest)) {
+      wrapped += line + "\n";
+      line = indent + word;
+    } else {
+      line += (line.empty() ? "" : " ") + word;
+    }
+    begin = end + 1;
+  }
+  return wrapped + line + "\n";
+}
+
 std::string CasesLine(const FeatureSelectionReport& report) {
   const vlm::FeatureSelectionRun& run = report.run;
   std::string text = Counted(static_cast<std::size_t>(run.caseCount), "case", "cases");
@@ -39,6 +58,8 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   }
   if (run.weighted)
     text += "; weighted by " + report.weightVariable + ", total " + ShownNumber(run.totalWeight, "");
+  if (run.weighted && report.ranking)
+    text += ", design effect " + ShownNumber(report.ranking->designEffect, "0.00");
   if (!report.countVariable.empty()) text += "; counted by " + report.countVariable;
   return text;
 }
@@ -140,7 +161,7 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
   }
   if (meanings.empty()) return text;
   text += "\n";
-  for (const std::string& meaning : meanings) text += meaning + "\n";
+  for (const std::string& meaning : meanings) text += Wrapped(meaning, width);
   if (anyNoBetter) {
     text += "n.s.: not told from chance, the adjusted p is above " + ShownNumber(report.ranking->alpha, "") +
             "\n";

@@ -1,0 +1,16 @@
+// How a run is repeated, for its reports.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/report/provenance.h"
+
+namespace velmora {
+
+// arguments: the words after the command's name. The command leaves out what decides where results go,
+// so that equal runs name equal commands. dataPath: hashed.
+Provenance ProvenanceOf(const std::string& command, const std::vector<std::string>& arguments,
+                        const std::string& dataPath);
+
+}  // namespace velmora

@@ -1,0 +1,21 @@
+// What a report was made from and how to make it again. No time of day: equal runs give equal files.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/documents/workbook.h"
+#include "workbench/report/json_text.h"
+
+namespace velmora {
+
+struct Provenance {
+  std::string version;
+  std::string dataHash;  // SHA-256 of the data file; empty for a table in memory
+  std::string command;   // that repeats the run; empty for scripts and programs
+};
+
+void AppendProvenance(const Provenance& provenance, std::vector<Fact>& facts);
+Json ProvenanceJson(const Provenance& provenance);
+
+}  // namespace velmora
