@@ -149,6 +149,10 @@ VELMORA_API int velmora_variables(velmora_session* session, const char** json);
  * read or write files. The session's table stays. The caller frees the result. */
 VELMORA_API int velmora_run(velmora_session* session, const char* analysis, const char* options,
                             velmora_result** result);
+/* The same, and the session has no data afterwards, even when it fails: the run takes the table over,
+ * which would be copied otherwise. */
+VELMORA_API int velmora_run_once(velmora_session* session, const char* analysis, const char* options,
+                                 velmora_result** result);
 VELMORA_API void velmora_result_free(velmora_result* result);
 /* format: "json", "csv", "terminal", "html", or "xlsx" (bytes). length may be null. */
 VELMORA_API int velmora_result_text(velmora_result* result, const char* format, const char** text,

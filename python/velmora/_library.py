@@ -63,7 +63,10 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
         [_Session, ctypes.c_char_p, ctypes.POINTER(ctypes.c_char_p), ctypes.c_int64],
     ),
     "velmora_variables": (ctypes.c_int, [_Session, _Text]),
-    "velmora_run": (ctypes.c_int, [_Session, ctypes.c_char_p, ctypes.c_char_p, ctypes.POINTER(_Result)]),
+    "velmora_run_once": (
+        ctypes.c_int,
+        [_Session, ctypes.c_char_p, ctypes.c_char_p, ctypes.POINTER(_Result)],
+    ),
     "velmora_result_free": (None, [_Result]),
     "velmora_result_text": (ctypes.c_int, [_Result, ctypes.c_char_p, _Text, _Length]),
     "velmora_result_table": (ctypes.c_int, [_Result, ctypes.c_char_p, _Stream]),
@@ -212,8 +215,9 @@ class Session:
 
     # --- Analyses
     def run(self, analysis: str, options: Mapping[str, Any]) -> ResultHandle:
+        """Runs an analysis, which takes the table over: the session has none afterwards."""
         handle = _Result()
-        code = _LIBRARY.velmora_run(
+        code = _LIBRARY.velmora_run_once(
             self.handle, analysis.encode(), _options_text(options), ctypes.byref(handle)
         )
         self.check(code)

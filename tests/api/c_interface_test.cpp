@@ -168,6 +168,20 @@ TEST(CInterface, TablesHoldTheNumbersOfTheJson) {
   velmora_result_free(result);
 }
 
+TEST(CInterface, ARunMayTakeTheTableOver) {
+  const OpenSession session;
+  session.Read(Sample("house_prices.csv"));
+  const std::string options = R"({"dependents": "price"})";
+  const std::string expected = session.RunJson("feature-selection", options);
+  velmora_result* result = nullptr;
+  ASSERT_EQ(velmora_run_once(session.Get(), "feature-selection", options.c_str(), &result), VELMORA_OK);
+  EXPECT_EQ(TextOf(result, "json"), expected);
+  velmora_result* none = nullptr;
+  EXPECT_EQ(velmora_run(session.Get(), "feature-selection", options.c_str(), &none), VELMORA_BAD_USE);
+  EXPECT_NE(std::string(velmora_last_error(session.Get())).find("has no data"), std::string::npos);
+  velmora_result_free(result);
+}
+
 // --- Bins
 
 std::string BinsText(velmora_bins* bins, const char* format) {

@@ -202,6 +202,26 @@ velmora_bins* NewBins(const std::shared_ptr<SessionState>& state, SavedBins bins
   return new velmora_bins{state, std::move(bins), {}};
 }
 
+// The body of velmora_run and velmora_run_once; keepData: the table stays in the session.
+int Run(velmora_session* session, const char* analysis, const char* options, bool keepData,
+        velmora_result** result) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    Required(analysis, "analysis");
+    Required(result, "result");
+    *result = nullptr;
+    RequireData(state);
+    auto made = std::make_unique<velmora_result>();
+    made->state = session->state;
+    made->image = std::make_unique<ModuleImage>(state.modulePath);
+    const std::vector<std::string> words = ArgumentsOf(options, made->image->Path());
+    state.Work([&] {
+      Table table = keepData ? state.table : std::exchange(state.table, {});
+      made->run = RunAnalysis(analysis, std::move(table), words);
+    });
+    *result = made.release();
+  });
+}
+
 ArrowTable Coded(const SavedBins& bins, SessionState& state) {
   CodingProgram program({"the bins", bins}, state.table, state.notices);
   ArrowTable coded;
@@ -330,18 +350,12 @@ int velmora_variables(velmora_session* session, const char** json) {
 
 int velmora_run(velmora_session* session, const char* analysis, const char* options,
                 velmora_result** result) {
-  return ForHandle(session, "session", [&](SessionState& state) {
-    Required(analysis, "analysis");
-    Required(result, "result");
-    *result = nullptr;
-    RequireData(state);
-    auto made = std::make_unique<velmora_result>();
-    made->state = session->state;
-    made->image = std::make_unique<ModuleImage>(state.modulePath);
-    const std::vector<std::string> words = ArgumentsOf(options, made->image->Path());
-    state.Work([&] { made->run = RunAnalysis(analysis, state.table, words); });
-    *result = made.release();
-  });
+  return Run(session, analysis, options, true, result);
+}
+
+int velmora_run_once(velmora_session* session, const char* analysis, const char* options,
+                     velmora_result** result) {
+  return Run(session, analysis, options, false, result);
 }
 
 void velmora_result_free(velmora_result* result) {

@@ -161,7 +161,8 @@ def code_case(values, _predictors=_PREDICTORS):
 }  // namespace
 
 std::string BinsPython(const SavedBins& bins) {
-  std::string text = "# Bins of predictors as velmora screen found them in " + Literal(bins.dataFile) + ".\n";
+  std::string text = "# Bins of predictors as velmora screen found them" +
+                     (bins.dataFile.empty() ? "" : " in " + Literal(bins.dataFile)) + ".\n";
   for (const SavedResponse& response : bins.responses)
     text += "# Response: " + Literal(response.name) + " (" + response.kind + ").\n";
   text +=

@@ -330,7 +330,8 @@ std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, Sq
   const SqlWriter sql(dialect);
   const std::string table = TableNameOf(bins.dataFile);
   std::string head =
-      "-- Bins of predictors as velmora screen found them in " + OneLine(bins.dataFile) + ".\n";
+      "-- Bins of predictors as velmora screen found them" +
+      (bins.dataFile.empty() ? "" : " in " + OneLine(bins.dataFile)) + ".\n";
   if (dialect != SqlDialect::kStandard) head += std::string("-- SQL of ") + sql.Its().name + ".\n";
   for (const SavedResponse& response : bins.responses)
     head += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";
