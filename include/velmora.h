@@ -125,9 +125,10 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 
 /* Replaces the table by a file's. options: "delimiter", "missing-text", "missing". */
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
-/* Replaces the table by the rows of a stream of record batches, whose ownership it takes in any case.
- * Numbers, booleans, texts, dictionaries, dates, points in time and decimals become variables; columns
- * of lists and structures are left out with a notice. options: "missing-text", "missing". */
+/* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
+ * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time
+ * and decimals become variables; columns of lists and structures are left out with a notice.
+ * options: "missing-text", "missing". */
 VELMORA_API int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream,
                                     const char* options);
 /* The same for one record batch. */

@@ -17,15 +17,13 @@ import velmora
 from velmora import Binning, FeatureSelection
 
 WEIGHTS = (
-    "Weights are sampling weights: which splits are no better than chance is decided by the number of cases, "
-    "which a repeated case raises and a weight does not."
+    "Weights are sampling weights: what is no better than chance is decided by the number of cases, which a "
+    "repeated case raises and a weight does not."
 )
 
 
-def expected_failures(estimator):
-    return (
-        {"check_sample_weight_equivalence_on_dense_data": WEIGHTS} if isinstance(estimator, Binning) else {}
-    )
+def expected_failures(_estimator):
+    return {"check_sample_weight_equivalence_on_dense_data": WEIGHTS}
 
 
 @parametrize_with_checks(
@@ -48,15 +46,16 @@ def test_feature_selection_is_the_commands(credit):
     result = velmora.rank(credit, "risk", best=5, rank_by="p")
     assert set(selection.get_feature_names_out()) == set(result.best)
     ranking = result.ranking.set_index("predictor")
-    assert list(selection.scores_) == list(ranking.loc[list(X.columns), "statistic"])
+    assert list(selection.scores_) == list(ranking.loc[list(X.columns), "effect"])
     assert list(selection.pvalues_) == list(ranking.loc[list(X.columns), "p_value"])
+    assert list(selection.adjusted_pvalues_) == list(ranking.loc[list(X.columns), "adjusted_p"])
     kept = selection.transform(X)
     pd.testing.assert_frame_equal(kept, X[list(kept.columns)])  # names and types stay
     weighted = FeatureSelection(n_features=5).fit(X, y, sample_weight=credit["amount"])
     by_name = velmora.rank(credit.assign(w=credit["amount"]), "risk", weight="w").ranking.set_index(
         "predictor"
     )
-    assert list(weighted.scores_) == list(by_name.loc[list(X.columns), "statistic"])
+    assert list(weighted.scores_) == list(by_name.loc[list(X.columns), "effect"])
 
 
 def test_binning_is_the_commands(split):

@@ -43,8 +43,9 @@ def rank(
 ) -> FeatureSelectionResult:
     """Ranks the variables of a table by how strongly they are related to an outcome.
 
-    Every predictor is tested on its own. A continuous outcome gives an F value, a categorical one
-    Cramer's V; continuous predictors are cut into intervals first.
+    Every predictor is tested on its own. The effect is epsilon squared of a continuous outcome and
+    Cramer's V of a categorical one, both corrected for the number of levels; continuous predictors
+    are cut into intervals first.
 
     Parameters
     ----------

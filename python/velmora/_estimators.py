@@ -104,8 +104,9 @@ class _Supervised(BaseEstimator):
 class FeatureSelection(SelectorMixin, _Supervised):
     """Selects the features that are most strongly related to the outcome, one by one.
 
-    A continuous outcome gives an F value, classes give Cramer's V; continuous features are cut into
-    intervals first, so relations need not be linear. Features may hold texts and missing values.
+    The effect is epsilon squared of a continuous outcome and Cramer's V of classes, both corrected
+    for the number of levels; continuous features are cut into intervals first, so relations need not
+    be linear. Features may hold texts and missing values.
 
     Parameters
     ----------
@@ -121,9 +122,9 @@ class FeatureSelection(SelectorMixin, _Supervised):
     Attributes
     ----------
     scores_ : ndarray of shape (n_features_in_,)
-        Scores of the features; NaN where there is none, as for a constant feature.
-    pvalues_ : ndarray of shape (n_features_in_,)
-        p-values, each of one test; NaN likewise.
+        Effects of the features; NaN where there is none, as for a constant feature.
+    pvalues_, adjusted_pvalues_ : ndarray of shape (n_features_in_,)
+        p-values, each of one test, and adjusted for the number of tests (Benjamini-Hochberg).
     classes_ : ndarray
         The classes of y, of a classification.
     n_features_in_ : int
@@ -175,8 +176,9 @@ class FeatureSelection(SelectorMixin, _Supervised):
             values = [np.nan if by_name[n]["notComputable"] else by_name[n][member] for n in names]
             return np.array(values, dtype=np.float64)
 
-        self.scores_ = figures("statistic")
+        self.scores_ = figures("effect")
         self.pvalues_ = figures("pValue")
+        self.adjusted_pvalues_ = figures("adjustedP")
         best = set(dependent["best"])
         self._support = np.array([name in best for name in names])
         return self

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "workbench/cli/console.h"
+#include "workbench/cli/progress_bar.h"
 #include "workbench/data/column_builder.h"
 #include "workbench/data/reader_parts.h"
 #include "workbench/data/unicode.h"
@@ -364,11 +366,12 @@ ArrowBatches::ArrowBatches(ArrowArrayStream& stream) {
     check(taken.get_schema(&taken, &schema_));
     CheckSchema();
     for (;;) {
-      ArrowArray batch{};
+      // In its place from the start, so that a failure releases it.
+      ArrowArray& batch = batches_.emplace_back();
       check(taken.get_next(&taken, &batch));
       if (batch.release == nullptr) break;
-      batches_.push_back(batch);
     }
+    batches_.pop_back();  // the stream's end
   } catch (...) {
     taken.release(&taken);
     Release();
@@ -427,7 +430,11 @@ Table ArrowBatches::MakeTable(const std::vector<std::string>& missingTexts,
   }
   if (table.caseCount == 0) throw DataError("The table has columns but no rows.");
   std::vector<ColumnNote> notes;
+  ProgressBar bar;
+  bar.Start("Reading the table");
   for (std::size_t i = 0; i < names.size(); ++i) {
+    StopIfInterrupted();
+    bar.Update(static_cast<double>(i) / static_cast<double>(names.size()));
     const auto index = static_cast<int>(i);
     const ColumnSource source(*schema_.children[i], index);
     if (source.IsLeftOut()) {

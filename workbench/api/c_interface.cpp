@@ -51,14 +51,17 @@ struct SessionState {
   std::string noticesJson;
 
   void Work(const std::function<void()>& work) {
-    notices.clear();
     WorkThread::Report report;
     if (progress != nullptr) {
       report = [this](const std::string& stage, double fraction) {
         return progress(progressUser, stage.c_str(), fraction) != 0;
       };
     }
-    thread.Run(work, report);
+    const auto run = [&] {
+      notices.clear();
+      work();
+    };
+    thread.Run(run, report);
   }
 };
 

@@ -30,6 +30,7 @@ WorkThread::~WorkThread() {
 void WorkThread::Run(const std::function<void()>& work, const Report& report) {
   if (ProcessNumber() != process_)
     throw RunError("The session was opened in another process; open one in this process.");
+  const std::lock_guard call(callMutex_);
   std::unique_lock lock(mutex_);
   lines_.clear();
   stage_.clear();

@@ -30,6 +30,7 @@ class WorkThread final : private RunMonitor {
   WorkThread& operator=(const WorkThread&) = delete;
 
   // Throws what work throws, and Cancelled when it was stopped. Throws RunError in a child process.
+  // Calls of several threads take turns.
   void Run(const std::function<void()>& work, const Report& report);
   // The lines of the last work, in order, each once.
   const std::vector<std::string>& Lines() const { return lines_; }
@@ -42,7 +43,8 @@ class WorkThread final : private RunMonitor {
   void Progress(std::string_view caption, double fraction) override;
   bool IsStopped() override { return stopped_; }
 
-  std::mutex mutex_;
+  std::mutex callMutex_;  // held by the caller whose work runs
+  std::mutex mutex_;      // of the members below
   std::condition_variable wakeUp_, done_;
   const std::function<void()>* work_ = nullptr;  // null: none is waiting or running
   bool ending_ = false;
