@@ -99,6 +99,7 @@ TEST(FeatureSelection, OptionsReachTheRun) {
       {"strata", {"--strata", "school_type"}, "strataVariable", "school_type"},
       {"clusters", {"--clusters", "county"}, "clusterVariable", "county"},
       {"intervals", {"--intervals", "equal-width"}, "intervals", "equal-width"},
+      {"tree", {"--intervals", "tree"}, "intervals", "tree"},
       {"select", {"--select", "enrolled > 500"}, "excludedCases", Json()},
       {"exclude", {"--exclude", "school_type = \"high\""}, "excludedCases", 50},
       {"display", {"--show", "p", "--p-criterion", "0.2"}, "pCriterion", 0.2},

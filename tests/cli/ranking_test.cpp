@@ -101,7 +101,7 @@ TEST(Ranking, ChanceIsMarkedInEveryOutput) {
                   "noise", "weak", "z", "--out", out, "--save-bundles"});
   ASSERT_EQ(result.exitCode, 0) << result.err;
   EXPECT_NE(result.out.find("n.s."), std::string::npos) << result.out;
-  EXPECT_NE(result.out.find("not told from chance"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("not distinguishable from chance"), std::string::npos) << result.out;
   const Json dependent = Json::parse(ReadFile(out + "/feature_selection.json"))["dependents"][0];
   EXPECT_EQ(dependent["best"], Json{"weak"});
   const Json &noise = Named(dependent["predictors"], "noise"), &weak = Named(dependent["predictors"], "weak");

@@ -115,6 +115,35 @@ TEST(Ranking, QuantilesDoNotDependOnFarValues) {
   EXPECT_EQ(equalWidth.crowded[2].intervals.farCases, 100);
 }
 
+// A step at one place is two intervals, whose p survives the correction for the search; of 200 columns of noise next to
+// none has p below 0.05.
+TEST(Ranking, SearchedIntervalsFindAStepAndPayForTheSearch) {
+  constexpr int kCases = 1000;
+  Random random(8);
+  TableMaker maker(kCases);
+  RankingPlan plan;
+  std::vector<double> x;
+  for (int i = 0; i < kCases; ++i) x.push_back(random.Uniform());
+  plan.continuousPredictors = {maker.Add("step", [&](int i) { return x[static_cast<std::size_t>(i)]; })};
+  for (int noise = 0; noise < 200; ++noise)
+    plan.continuousPredictors.push_back(maker.Add("noise", [&](int) { return random.Uniform(); }));
+  plan.continuousDependents = {maker.Add(
+      "measured", [&](int i) { return (x[static_cast<std::size_t>(i)] > 0.7 ? 1 : 0) + random.Normal(); })};
+  plan.categoricalDependents = {maker.Add("class", [&](int i) {
+    return random.Uniform() < (x[static_cast<std::size_t>(i)] > 0.7 ? 0.7 : 0.4) ? 1 : 0;
+  })};
+  plan.predictorIntervals = {IntervalMethod::kTree, 8};
+  for (const RankedOutcome& outcome : Rank(maker.Made(), plan).outcomes) {
+    EXPECT_EQ(outcome.order[0], 0);
+    EXPECT_TRUE(outcome.pairs[0].better);
+    EXPECT_LE(outcome.pairs[0].association.levels, 3u);
+    int below = 0;
+    for (std::size_t p = 1; p <= 200; ++p)
+      below += outcome.pairs[p].association.computable && std::exp(outcome.pairs[p].association.logP) <= 0.05;
+    EXPECT_LE(below, 6);
+  }
+}
+
 // Ten values of which one has most cases: it is an interval of its own, and no interval is empty.
 TEST(CaseGroups, QuantilesWithTiesAndWeights) {
   TableMaker maker(100);
@@ -161,6 +190,25 @@ TEST(Ranking, CasesLeftOutAreCountedByReason) {
   EXPECT_EQ(ranking.outcomes[0].pairs[0].cases, ranking.usedCases);
   EXPECT_EQ(ranking.outcomes[0].pairs[1].cases, ranking.usedCases);
   EXPECT_EQ(ranking.usedCases + ranking.incompleteCases, 91);
+}
+
+// A class per case against a level per case would need a table of the square of the cases; an outcome without values has
+// no classes at all.
+TEST(Ranking, OutcomesThatCannotBeTabulated) {
+  TableMaker maker(20000);
+  RankingPlan plan;
+  plan.categoricalDependents = {maker.Add("key", [](int i) { return i; }),
+                                maker.Add("empty", [](int) { return kMissing; }),
+                                maker.Add("two", [](int i) { return i % 2; })};
+  plan.categoricalPredictors = {maker.Add("other key", [](int i) { return -i; }),
+                                maker.Add("three", [](int i) { return i % 3; })};
+  const Ranking ranking = Rank(maker.Made(), plan);
+  EXPECT_TRUE(ranking.outcomes[0].pairs[0].tooManyCells);
+  EXPECT_FALSE(ranking.outcomes[0].pairs[1].tooManyCells);
+  EXPECT_EQ(ranking.outcomes[1].pairs[1].cases, 0);
+  EXPECT_FALSE(ranking.outcomes[1].pairs[1].association.computable);
+  EXPECT_EQ(ranking.outcomes[1].pairs[1].missing, 20000);
+  EXPECT_TRUE(ranking.outcomes[2].pairs[0].association.computable);
 }
 
 // The figures of cases that are repeated are those of counts.

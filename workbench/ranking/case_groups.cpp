@@ -39,8 +39,8 @@ const CaseGroups& CaseGrouper::Group(const Column& column) {
 
 const CaseGroups& CaseGrouper::Group(const Column& column, const IntervalRule& rule) {
   Sort(column);
-  Assign(column, rule.method == IntervalMethod::kQuantiles ? QuantileBounds(column, rule.intervals)
-                                                           : EqualWidthBounds(column, rule.intervals));
+  Assign(column, rule.method == IntervalMethod::kEqualWidth ? EqualWidthBounds(column, rule.intervals)
+                                                            : QuantileBounds(column, rule.intervals));
   if (rule.method == IntervalMethod::kEqualWidth) FindCrowded(column);
   return groups_;
 }

@@ -16,7 +16,8 @@
 
 namespace velmora::ranking {
 
-enum class IntervalMethod { kQuantiles, kEqualWidth };
+// kTree: many quantiles, of which neighbours are joined so that the outcome differs between intervals.
+enum class IntervalMethod { kQuantiles, kEqualWidth, kTree };
 
 struct IntervalRule {
   IntervalMethod method = IntervalMethod::kQuantiles;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 
+#include "workbench/binning/optimal_bins.h"
 #include "workbench/data/errors.h"
 #include "workbench/stats/cluster_covariance.h"
 #include "workbench/stats/exact_tests.h"
@@ -267,14 +268,71 @@ class PairPass {
     }
   }
 
+  // The same of neighbouring groups joined to at most `intervals` for this outcome. p is multiplied by the number of
+  // partitions that were compared (Bonferroni), so that the search alone does not make it small.
+  void RunJoined(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, int intervals,
+                 RankedPair& pair) {
+    const binning::PreBinSums sums = SumsOf(groups, outcome);
+    if (sums.Count() < 2) return Run(groups, outcome, seed, pair);
+    binning::BinningRules rules;
+    rules.partition.maxBins = std::max(intervals, 2);
+    const binning::OptimalBins bins = binning::FindOrderedBins(sums, rules);
+    joined_ = groups;
+    joined_.count = static_cast<std::uint32_t>(bins.count);
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      const std::uint32_t g = groups.groupOf[i];
+      joined_.groupOf[i] = g < groups.count ? static_cast<std::uint32_t>(bins.binOf[g]) : joined_.count;
+    }
+    Run(joined_, outcome, seed, pair);
+    double largest = 0, partitions = 0;
+    const std::size_t most = std::min(static_cast<std::size_t>(rules.partition.maxBins), sums.Count());
+    for (std::size_t k = 2; k <= most; ++k)
+      largest = std::max(largest, binning::LogChoose(sums.Count() - 1, k - 1));
+    for (std::size_t k = 2; k <= most; ++k)
+      partitions += std::exp(binning::LogChoose(sums.Count() - 1, k - 1) - largest);
+    pair.association.logP = std::min(0.0, pair.association.logP + largest + std::log(partitions));
+  }
+
  private:
+  binning::PreBinSums SumsOf(const CaseGroups& groups, const Outcome& outcome) const {
+    binning::PreBinSums sums;
+    sums.classCount = static_cast<int>(outcome.classes);
+    const std::size_t stride = sums.Stride();
+    sums.values.resize(groups.count * stride);
+    sums.cases.resize(groups.count);
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      const std::uint32_t g = groups.groupOf[i];
+      const bool has = outcome.classes > 0 ? outcome.classOf[i] < outcome.classes : outcome.present[i] != 0;
+      if (g >= groups.count || !has) continue;
+      const double weight = IsWeighted() ? cases_.weight[i] : 1;
+      double* const entry = &sums.values[g * stride];
+      if (outcome.classes > 0) {
+        entry[outcome.classOf[i]] += weight;
+      } else {
+        const double value = outcome.values[i];
+        entry[0] += weight;
+        entry[1] += weight * value;
+        entry[2] += weight * value * value;
+      }
+      sums.cases[g] += 1;
+      sums.squaredWeights += IsSampled() ? cases_.squares[i] : weight;
+    }
+    return sums;
+  }
+
   bool IsWeighted() const { return !cases_.weight.empty(); }
   bool IsSampled() const { return !cases_.squares.empty(); }
+
+  // A table of more cells per case says nothing, and may not fit the memory.
+  static constexpr std::size_t kManyCells = 1000000;
+  static constexpr std::size_t kMostCellsPerCase = 16;
 
   // The last row and the last column collect the cases that take no part.
   void Tabulate(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, RankedPair& pair) {
     const std::size_t stride = std::size_t{outcome.classes} + 1;
     const std::size_t cells = stride * (std::size_t{groups.count} + 1);
+    pair.tooManyCells = cells > kManyCells && cells / kMostCellsPerCase > cases_.Count();
+    if (pair.tooManyCells) return;
     counts_.assign(cells, 0);
     for (std::size_t i = 0; i < cases_.Count(); ++i)
       ++counts_[groups.groupOf[i] * stride + outcome.classOf[i]];
@@ -415,6 +473,7 @@ class PairPass {
 
   const Cases& cases_;
   const RankingPlan& plan_;
+  CaseGroups joined_;
   std::vector<std::uint32_t> counts_;
   std::vector<double> sums_;
 };
@@ -458,6 +517,7 @@ class RankingRun {
           continuous ? grouper_.Group(column, plan_.dependentIntervals) : grouper_.Group(column);
       outcome.classOf = groups.groupOf;
       outcome.classes = std::max(groups.count, std::uint32_t{1});
+      if (groups.count == 0) outcome.classOf.assign(cases_.Count(), outcome.classes);
       ranked.cases = groups.cases;
     }
     ranked.missing = ranking_.usedCases - ranked.cases;
@@ -468,8 +528,11 @@ class RankingRun {
 
   void AddPredictor(int number, bool continuous) {
     const Column& column = table_.Variable(number);
+    constexpr int kFineIntervals = 50;
+    const bool joins = continuous && plan_.predictorIntervals.method == IntervalMethod::kTree;
+    const IntervalRule fine = {IntervalMethod::kTree, kFineIntervals};
     const CaseGroups& groups =
-        continuous ? grouper_.Group(column, plan_.predictorIntervals) : grouper_.Group(column);
+        continuous ? grouper_.Group(column, joins ? fine : plan_.predictorIntervals) : grouper_.Group(column);
     if (groups.crowded) ranking_.crowded.push_back({number, *groups.crowded});
     PairPass pass(cases_, plan_);
     for (std::size_t d = 0; d < outcomes_.size(); ++d) {
@@ -477,7 +540,11 @@ class RankingRun {
       pair.distinct = groups.distinctValues;
       const std::uint64_t seed =
           plan_.seed * 1000003 + static_cast<std::uint64_t>(number) * 1000 + static_cast<std::uint64_t>(d);
-      pass.Run(groups, outcomes_[d], seed, pair);
+      if (joins && outcomes_[d].finite) {
+        pass.RunJoined(groups, outcomes_[d], seed, plan_.predictorIntervals.intervals, pair);
+      } else {
+        pass.Run(groups, outcomes_[d], seed, pair);
+      }
       pair.missing = ranking_.usedCases - pair.cases;
       ranking_.outcomes[d].pairs.push_back(std::move(pair));
     }

@@ -44,13 +44,14 @@ struct RankingPlan {
 // One predictor of one outcome.
 struct RankedPair {
   stats::Association association;
-  double logAdjustedP = 0;   // NaN when nothing was tested
-  bool better = false;       // than chance: adjusted p at or below alpha
-  std::int64_t cases = 0;    // that have both values
-  std::int64_t missing = 0;  // the other cases of the run
-  double frequency = 0;      // cases by the count variable
-  std::size_t distinct = 0;  // values of the predictor
-  bool exact = false;        // p is that of an exact test
+  double logAdjustedP = 0;    // NaN when nothing was tested
+  bool better = false;        // than chance: adjusted p at or below alpha
+  std::int64_t cases = 0;     // that have both values
+  std::int64_t missing = 0;   // the other cases of the run
+  double frequency = 0;       // cases by the count variable
+  std::size_t distinct = 0;   // values of the predictor
+  bool exact = false;         // p is that of an exact test
+  bool tooManyCells = false;  // not tested: the table has far more cells than cases
 };
 
 struct RankedOutcome {

@@ -135,7 +135,7 @@ PageJson Guide(const FeatureSelectionReport& report) {
   if (report.ranking) {
     term("Strength", "The effect, from 0 to 1.");
     term("n.s.",
-         "Not told from chance: the adjusted p is above " + ShownNumber(report.ranking->alpha, "") + ".");
+         "Not distinguishable from chance: the adjusted p is above " + ShownNumber(report.ranking->alpha, "") + ".");
   } else {
     term("Strength", "The statistic relative to the largest one of the dependent.");
   }

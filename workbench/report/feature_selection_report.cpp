@@ -71,7 +71,8 @@ const char* RankKeyName(ranking::RankKey key) {
 }
 
 const char* IntervalMethodName(ranking::IntervalMethod method) {
-  return method == ranking::IntervalMethod::kQuantiles ? "quantiles" : "equal-width";
+  static constexpr const char* kNames[] = {"quantiles", "equal-width", "tree"};
+  return kNames[static_cast<int>(method)];
 }
 
 std::string ShownStatistic(const ReportedDependent& dependent, const vlm::FeatureSelectionPair& pair) {
@@ -89,7 +90,7 @@ std::string ShownPredictors(const FeatureSelectionReport& report, const Reported
   const std::string best = GroupedDigits(static_cast<long long>(dependent.best.size()));
   switch (report.displayMode) {
     case DisplayMode::kBest:
-      if (dependent.best.empty()) return "none" + of + " can be told from chance";
+      if (dependent.best.empty()) return "none" + of + " can be distinguished from chance";
       return (dependent.best.size() == 1 ? "the best" : "the " + best + " best") + of;
     case DisplayMode::kBelowP: {
       const bool adjusted = report.ranking && report.ranking->adjustment != stats::Adjustment::kNone;
@@ -158,8 +159,9 @@ void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>&
   facts.push_back({"Missing values", run.casewiseDeletion ? GroupedDigits(ranking.incompleteCases) +
                                                                 " cases with a missing value are left out"
                                                           : "left out pair by pair"});
-  const char* const method =
-      ranking.intervals == ranking::IntervalMethod::kQuantiles ? ", as many cases in each" : ", equally wide";
+  static constexpr const char* kMethods[] = {", as many cases in each", ", equally wide",
+                                             ", found for each dependent"};
+  const char* const method = kMethods[static_cast<int>(ranking.intervals)];
   facts.push_back({"Intervals of continuous predictors",
                    "up to " + std::to_string(run.cutsContinuousPredictor) + method});
   if (run.treatContinuousDependentAsCategorical)
@@ -184,7 +186,7 @@ void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>&
   facts.push_back({"p-values adjusted", std::string(AdjustmentName(ranking.adjustment)) +
                                             (ranking.adjustedAcrossDependents ? ", over all dependents"
                                                                               : ", for each dependent")});
-  facts.push_back({"Told from chance", "adjusted p <= " + ShownNumber(ranking.alpha, "")});
+  facts.push_back({"Distinguishable from chance", "adjusted p <= " + ShownNumber(ranking.alpha, "")});
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Choice("--adjust", adjustment, {"bh", "by", "holm", "none"});
   parser.Flag("--adjust-across", settings.adjustAcross);
   parser.Number("--alpha", settings.alpha, 0, 1);
-  parser.Choice("--intervals", intervals, {"quantiles", "equal-width"});
+  parser.Choice("--intervals", intervals, {"quantiles", "equal-width", "tree"});
   parser.Flag("--raw-weights", settings.cases.rawWeights);
   parser.Text("--strata", options.variables.strata);
   parser.Text("--clusters", options.variables.clusters);

@@ -12,7 +12,7 @@ Every predictor is tested on its own against every dependent variable. A continu
 value, a categorical one Cramer's V (or Chi-square); continuous predictors are cut into intervals with about as many
 cases in each first. Predictors are ranked by the size of their effect, corrected for their number of levels: epsilon
 squared (the share of the variance explained) or a corrected Cramer's V, with its 95 % interval and p-values. What
-cannot be told from chance is marked n.s., comes after the rest and is not among the best.
+cannot be distinguished from chance is marked n.s., comes after the rest and is not among the best.
 
 Examples:
   Which variables separate good loans from bad ones?
@@ -58,7 +58,8 @@ Cases
 
 Ranking
   --rank-by effect            by effect, p-values second (default); or by statistic, or by p
-  --intervals quantiles       about as many cases in each interval of a continuous predictor (default); or equal-width
+  --intervals quantiles       about as many cases in each interval of a continuous predictor (default); or equal-width;
+                              or tree: intervals that are searched for, with p-values corrected for the search
   --cuts N                    intervals of a continuous predictor, 1 to 20 (default 10)
   --cut-dependents            cut continuous dependent variables too and treat them as categories
   --dependent-cuts N          intervals of a continuous dependent variable, 1 to 20 (default 10)
@@ -70,7 +71,7 @@ Ranking
                               test of larger ones
   --replicates N              tables of a Monte Carlo test (default 9999)
   --seed N                    of its random numbers (default 1): the same seed gives the same p-values
-  --alpha P                   what has an adjusted p-value above P cannot be told from chance (default 0.05)
+  --alpha P                   what has an adjusted p-value above P cannot be distinguished from chance (default 0.05)
 
 Predictors shown
   --show best                 the best of the ranking (default)

@@ -282,6 +282,8 @@ void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& depend
                    return pairOf(j).association.computable && std::isnan(pairOf(j).association.logP);
                  }),
       ": not tested, because there are too many groups, or too few clusters, for the design.");
+  add(NamesWhere(report, [&](std::size_t j) { return pairOf(j).tooManyCells; }),
+      ": not tested, because the table with " + dependent.name + " has far more cells than there are cases.");
 }
 
 FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
@@ -333,8 +335,12 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
   if (ranked.lonelyStrata > 0)
     report.notices.push_back(Counted(ranked.lonelyStrata, "stratum has", "strata have") +
                              " one cluster only, which counts with its distance from the overall mean.");
-  for (const ranking::CrowdedPredictor& predictor : ranked.crowded)
-    report.notices.push_back(CrowdedNotice(table, predictor));
+  constexpr std::size_t kMostCrowded = 10;
+  for (std::size_t i = 0; i < std::min(ranked.crowded.size(), kMostCrowded); ++i)
+    report.notices.push_back(CrowdedNotice(table, ranked.crowded[i]));
+  if (ranked.crowded.size() > kMostCrowded)
+    report.notices.push_back("The same holds for " + Counted(ranked.crowded.size() - kMostCrowded,
+                                                             "more predictor.", "more predictors."));
 
   for (std::size_t d = 0; d < ranked.outcomes.size(); ++d) {
     ranking::RankedOutcome& outcome = ranked.outcomes[d];

@@ -163,8 +163,8 @@ std::string FeatureSelectionText(const FeatureSelectionReport& report, int width
   text += "\n";
   for (const std::string& meaning : meanings) text += Wrapped(meaning, width);
   if (anyNoBetter) {
-    text += "n.s.: not told from chance, the adjusted p is above " + ShownNumber(report.ranking->alpha, "") +
-            "\n";
+    text += "n.s.: not distinguishable from chance, the adjusted p is above " +
+            ShownNumber(report.ranking->alpha, "") + "\n";
   }
   text += WeightNote(report);
   if (anyBars)
