@@ -155,7 +155,7 @@ TEST(Ranking, WarnsOfWhatMisleads) {
   const Json dependent = Json::parse(ReadFile(out + "/feature_selection.json"))["dependents"][0];
   const std::string page = ReadFile(out + "/feature_selection.html");
   for (const char* sentence :
-       {"expected counts are below 5", "nearly a level per case", "nearly determines y"}) {
+       {"expected counts are below 5", "Nearly a level per case", "Close to determining y"}) {
     EXPECT_NE(result.out.find(sentence), std::string::npos) << result.out;
     EXPECT_NE(dependent["notices"].dump().find(sentence), std::string::npos) << dependent["notices"];
     EXPECT_NE(page.find(sentence), std::string::npos) << sentence;
@@ -168,6 +168,20 @@ TEST(Ranking, WarnsOfWhatMisleads) {
   EXPECT_EQ(exact["notices"].dump().find("below 5"), std::string::npos) << exact["notices"];
   const Json again = JsonFrom(With(run, {"--exact", "--replicates", "1999"}))["dependents"][0];
   EXPECT_EQ(exact, again);
+}
+
+// Rows that stand for several cases, and cases that lack a value.
+TEST(Ranking, SaysHowManyCasesCount) {
+  const ProcessResult counted = RunVelmora({"feature-selection", Sample("housing_satisfaction.csv"),
+                                            "--dependents", "satisfaction", "--count", "residents"});
+  EXPECT_NE(counted.out.find("  1681  "), std::string::npos) << counted.out;
+  const ProcessResult complete =
+      RunVelmora({"feature-selection", Sample("schools.csv"), "--dependents", "api2000", "--casewise"});
+  const Json run = JsonOf(Sample("schools.csv"), {"--dependents", "api2000", "--casewise"})["run"];
+  EXPECT_NE(complete.out.find(run["incompleteCases"].dump() + " with a missing value left out"),
+            std::string::npos)
+      << complete.out;
+  EXPECT_EQ(run["incompleteCases"].get<int>() + run["validCases"].get<int>(), 200);
 }
 
 // R: svychisq(~school_wide_met + awards) and regTermTest of svyglm(api2000 ~ awards) for counties within types.

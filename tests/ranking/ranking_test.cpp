@@ -185,6 +185,11 @@ TEST(Ranking, CasesLeftOutAreCountedByReason) {
   EXPECT_EQ(ranking.outcomes[0].pairs[0].frequency,
             2.0 * static_cast<double>(ranking.outcomes[0].pairs[0].cases));
   EXPECT_GT(ranking.designEffect, 1);
+  RankingPlan huge = plan;
+  huge.weight = maker.Add("huge", [](int) { return 1e307; });
+  EXPECT_THROW(Rank(maker.Made(), huge), DataError);
+  huge.weight = maker.Add("negative", [](int i) { return i - 50; });
+  EXPECT_THROW(Rank(maker.Made(), huge), DataError);
   plan.completeCases = true;
   ranking = Rank(maker.Made(), plan);
   EXPECT_EQ(ranking.outcomes[0].pairs[0].cases, ranking.usedCases);

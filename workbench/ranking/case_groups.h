@@ -1,5 +1,5 @@
-// The levels of a variable as small numbers, one per case: the categories of a categorical variable,
-// the intervals of a continuous one.
+// The levels of a variable as small numbers, one per case: the categories of a categorical
+// variable, the intervals of a continuous one.
 //
 //   CaseGrouper grouper(used, mass);
 //   const CaseGroups& groups = grouper.Group(column, {IntervalMethod::kQuantiles, 10});
@@ -16,7 +16,8 @@
 
 namespace velmora::ranking {
 
-// kTree: many quantiles, of which neighbours are joined so that the outcome differs between intervals.
+// kTree: many quantiles, of which neighbours are joined so that the outcome differs between
+// intervals.
 enum class IntervalMethod { kQuantiles, kEqualWidth, kTree };
 
 struct IntervalRule {

@@ -94,8 +94,8 @@ class CaseCollector {
     }
   }
 
-  // All cases with a weight are of the sample, whatever is selected: a selection is a part of the population. Clusters
-  // are numbered within their strata.
+  // All cases with a weight are of the sample, whatever is selected: a selection is a part of the
+  // population. Clusters are numbered within their strata.
   void TakeDesign(Cases& cases) {
     const Column* const strata = plan_.strata == 0 ? nullptr : &table_.Variable(plan_.strata);
     const Column* const clusters = plan_.clusters == 0 ? nullptr : &table_.Variable(plan_.clusters);
@@ -192,6 +192,9 @@ class CaseCollector {
       total += frequency * cases.weight[i];
     }
     ranking_.totalWeight = total;
+    if (!std::isfinite(total))
+      throw DataError("The weights of " + table_.Variable(plan_.weight).name +
+                      " are too large to be added up.");
     for (std::size_t i = 0; i < cases.Count(); ++i) {
       if (cases.used[i] == 0) continue;
       const double relative = cases.weight[i] / total * number;
@@ -268,8 +271,9 @@ class PairPass {
     }
   }
 
-  // The same of neighbouring groups joined to at most `intervals` for this outcome. p is multiplied by the number of
-  // partitions that were compared (Bonferroni), so that the search alone does not make it small.
+  // The same of neighbouring groups joined to at most `intervals` for this outcome. p is multiplied
+  // by the number of partitions that were compared (Bonferroni), so that the search alone does not
+  // make it small.
   void RunJoined(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, int intervals,
                  RankedPair& pair) {
     const binning::PreBinSums sums = SumsOf(groups, outcome);

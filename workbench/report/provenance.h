@@ -1,4 +1,5 @@
-// What a report was made from and how to make it again. No time of day: equal runs give equal files.
+// What a report was made from and how to make it again. No time of day: equal runs give equal
+// files.
 #pragma once
 
 #include <string>

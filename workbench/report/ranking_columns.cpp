@@ -73,7 +73,10 @@ class ColumnMaker {
           return Cell{KindName(Predictor(position).kind), kNaN};
         });
     Add({"N", "N", "Cases that entered the statistic.", RankingColumn::kCount, 3, {}, {}},
-        [&](std::size_t position) { return CountCell(Pair(position).usedCases); });
+        [&](std::size_t position) {
+          const bool counted = dependent_.ranked && !report_.countVariable.empty();
+          return CountCell(counted ? Ranked(position).frequency : Pair(position).usedCases);
+        });
     Add({"Missing",
          "missing",
          "Cases that did not, because a value is missing.",

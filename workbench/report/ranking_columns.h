@@ -16,8 +16,8 @@ struct RankingColumn {
   std::string shortTitle;  // of a terminal
   std::string meaning;     // for a guide; empty where the title says it
   Kind kind = kNumber;
-  // A narrow terminal leaves the columns of the highest number out first; above kWideOnly never shown
-  // there.
+  // A narrow terminal leaves the columns of the highest number out first; above kWideOnly never
+  // shown there.
   int importance = 0;
   std::vector<std::string> texts;  // one per row
   std::vector<double> values;      // one per row, NaN for none; empty for texts

@@ -59,10 +59,10 @@ Shares SharesOf(const CellSums& sums) {
   return shares;
 }
 
-// Rao and Scott (1984, doi:10.1214/aos/1176346391): under independence Pearson's chi-square is a sum
-// of (rows - 1)(columns - 1) independent chi-squares of one degree of freedom, each times a
-// generalized design effect, an eigenvalue of Delta = (C' D C)^-1 n C' D V D C. D has 1 / share
-// on its diagonal, C spans the interactions, V is the covariance of the shares.
+// Rao and Scott (1984, doi:10.1214/aos/1176346391): under independence Pearson's chi-square is a
+// sum of (rows - 1)(columns - 1) independent chi-squares of one degree of freedom, each times a
+// generalized design effect, an eigenvalue of Delta = (C' D C)^-1 n C' D V D C. D has 1 / share on
+// its diagonal, C spans the interactions, V is the covariance of the shares.
 struct GeneralizedEffects {
   double sum = kNaN;        // trace of Delta
   double sumOfSquares = 0;  // trace of Delta^2
@@ -150,8 +150,8 @@ GeneralizedEffects ObservedEffects(const Shares& shares, const CellSums& sums) {
     for (std::size_t k = 0; k < m; ++k) contrasts.Apply(&half[k * cells], 1, &numerator[k * m]);
     return TracesOf(factor, numerator, m);
   }
-  // V = n / (n - 1) (diag(q) - q p' - p q' + (sum q) p p'), q the squared weights: D p is 1 in every
-  // cell that is not empty.
+  // V = n / (n - 1) (diag(q) - q p' - p q' + (sum q) p p'), q the squared weights: D p is 1 in
+  // every cell that is not empty.
   const double repeated = shares.cases / (shares.cases - 1);
   std::vector<double> squares(cells), first(cells), filled(cells);
   double total = 0;
@@ -373,12 +373,16 @@ void TestWeightedMeans(const GroupSums& sums, double cases, Association& result)
         covariance[a * m + b] = v(used[a], used[b]) - v(used[a], last) - v(last, used[b]) + v(last, last);
     }
     const Cholesky factor(covariance, m);
-    if (!factor.IsPositiveDefinite() || !(result.testDf2 > 0)) {
+    if (!(result.testDf2 > 0)) {
       result.logP = result.testStatistic = kNaN;
       return;
     }
-    factor.Solve(difference.data());
-    for (const double entry : difference) wald += entry * entry;
+    if (factor.IsPositiveDefinite()) {
+      factor.Solve(difference.data());
+      for (const double entry : difference) wald += entry * entry;
+    } else {
+      wald = result.statistic * result.df1 / result.designEffect;  // as where a group shows no variance
+    }
   }
   result.testStatistic = wald / result.df1;
   result.logP = LogFUpperTail(result.testDf1, result.testDf2, result.testStatistic);

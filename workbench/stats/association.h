@@ -17,8 +17,8 @@ namespace velmora::stats {
 
 inline constexpr double kEffectLevel = 0.95;  // of the intervals of effects
 
-// Cases are sampled with replacement: by themselves, or in clusters within strata. The covariance of
-// estimates is then a sum over clusters, whose number says how well it is known.
+// Cases are sampled with replacement: by themselves, or in clusters within strata. The covariance
+// of estimates is then a sum over clusters, whose number says how well it is known.
 struct DesignCovariance {
   // Of cell shares, or group means, as a full matrix in the order of the sums; empty: from the sums
   // of squared weights.
@@ -81,7 +81,8 @@ struct Association {
   double smallestExpected = 0;
 };
 
-// Beyond this many degrees of freedom the covariance of a table's cells, or of means, is not formed.
+// Beyond this many degrees of freedom the covariance of a table's cells, or of means, is not
+// formed.
 inline constexpr std::size_t kMostObservedInteractions = 128;
 
 Association TableAssociation(const CellSums& sums);

@@ -1,6 +1,6 @@
-// The covariance of estimated totals under a sample of clusters within strata, by linearisation: the
-// clusters of a stratum are taken as drawn with replacement (Wolter 2007, Introduction to Variance
-// Estimation, chapter 6; the default of R's survey package).
+// The covariance of estimated totals under a sample of clusters within strata, by linearisation:
+// the clusters of a stratum are taken as drawn with replacement (Wolter 2007, Introduction to
+// Variance Estimation, chapter 6; the default of R's survey package).
 //
 //   const std::vector<double> v = ClusterCovariance(
 //       design, cells, [&](std::uint32_t i, auto add) { add(cellOf[i], weight[i] / total); }, shares);
@@ -27,13 +27,14 @@ struct SurveyDesign {
   bool IsPlain() const { return clusters.empty(); }
 };
 
-// The covariance of the sums over all cases of what contribute(i, add) adds to `size` entries, less the case's total
-// contribution times offset (empty: zeros), which makes linearised shares of totals. size x size. A stratum of one
-// cluster counts with the square of the cluster's total.
+// The covariance of the sums over all cases of what contribute(i, add) adds to `size` entries, less
+// the case's total contribution times offset (empty: zeros), which makes linearised shares of
+// totals. size x size. A stratum of one cluster counts with the square of the cluster's total.
 template <typename Contribute>
 std::vector<double> ClusterCovariance(const SurveyDesign& design, std::size_t size, Contribute contribute,
                                       std::span<const double> offset = {}) {
-  // With t and s the totals of a cluster, t - s p is its part: sum t t' - (sum s t) p' - p (sum s t)' + (sum s^2) p p',
+  // With t and s the totals of a cluster, t - s p is its part, and the sum of its squares is
+  //   sum t t' - (sum s t) p' - p (sum s t)' + (sum s^2) p p',
   // where t has few entries that are not 0.
   std::vector<double> matrix(size * size), cross(size), total(size), stratumTotal(size);
   std::vector<std::uint8_t> isTouched(size);

@@ -7,7 +7,8 @@
 namespace velmora::stats {
 namespace {
 
-// Probabilities this close to that of the table count as equal to it: they differ by rounding alone.
+// Probabilities this close to that of the table count as equal to it: they differ by rounding
+// alone.
 constexpr double kEqual = 1 + 1e-7;
 
 // SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2714064.2660195).
@@ -36,8 +37,8 @@ class LogFactorials {
   std::vector<double> values_;
 };
 
-// The number of marked ones among `draws` of `population`, of which `marked` are marked: inversion from the mode
-// outwards, in about as many steps as the standard deviation.
+// The number of marked ones among `draws` of `population`, of which `marked` are marked: inversion
+// from the mode outwards, in about as many steps as the standard deviation.
 std::int64_t DrawHypergeometric(const LogFactorials& logs, std::int64_t population, std::int64_t marked,
                                 std::int64_t draws, Random& random) {
   const std::int64_t least = std::max<std::int64_t>(0, draws + marked - population);
@@ -121,8 +122,8 @@ double MonteCarloP(std::span<const double> counts, std::size_t rows, std::size_t
     left = columnTotals;
     std::int64_t population = total;
     double sum = 0;
-    // Row by row, each a draw without replacement from what the columns have left (Patefield 1981, algorithm AS 159,
-    // doi:10.2307/2346669, draws the same tables).
+    // Row by row, each a draw without replacement from what the columns have left (Patefield 1981,
+    // algorithm AS 159, doi:10.2307/2346669, draws the same tables).
     for (std::size_t i = 0; i < rows; ++i) {
       std::int64_t toDraw = rowTotals[i], among = population;
       for (std::size_t j = 0; j < columns; ++j) {

@@ -245,45 +245,46 @@ std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
   return JoinWords(names, " and ");
 }
 
-// What a reader should know before acting on the ranking: p-values that are approximate, predictors that look like
-// identifiers, and those too good to be known before the outcome.
+// What a reader should know before acting on the ranking: p-values that are approximate, predictors
+// that look like identifiers, and those too good to be known before the outcome.
 void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& dependent) {
   constexpr double kGivesAway = 0.9;
   const auto pairOf = [&](std::size_t j) -> const ranking::RankedPair& { return dependent.ranked->pairs[j]; };
-  const auto add = [&](const std::string& names, const std::string& rest) {
-    if (!names.empty()) dependent.notices.push_back(names + rest);
+  const auto add = [&](const std::string& what, const std::string& names, const std::string& rest) {
+    if (!names.empty()) dependent.notices.push_back(what + ": " + names + rest);
   };
-  add(NamesWhere(report,
+  const bool isSurvey = report.run.weighted != 0 || !report.ranking->clusterVariable.empty() ||
+                        !report.ranking->strataVariable.empty();
+  add("Some expected counts are below 5, so the p-value is approximate",
+      NamesWhere(report,
                  [&](std::size_t j) {
                    return pairOf(j).association.computable && pairOf(j).association.smallCells > 0 &&
                           !pairOf(j).exact;
                  }),
-      ": some expected counts are below 5, so the p-value is approximate" +
-          std::string(report.run.weighted || !report.ranking->clusterVariable.empty() ||
-                              !report.ranking->strataVariable.empty()
-                          ? "."
-                          : "; --exact tests such tables exactly."));
-  add(NamesWhere(report,
+      isSurvey ? "." : "; --exact tests such tables exactly.");
+  add("Nearly a level per case, as an identifier has",
+      NamesWhere(report,
                  [&](std::size_t j) {
                    const ranking::RankedPair& pair = pairOf(j);
                    return report.predictors[j].kind == Measurement::kCategorical && pair.cases > 20 &&
                           2 * static_cast<std::int64_t>(pair.association.levels) > pair.cases;
                  }),
-      ": nearly a level per case, as an identifier has.");
-  add(NamesWhere(report,
+      ".");
+  add("Close to determining " + dependent.name,
+      NamesWhere(report,
                  [&](std::size_t j) {
                    return pairOf(j).association.computable && pairOf(j).better &&
                           pairOf(j).association.effect >= kGivesAway;
                  }),
-      ": nearly determines " + dependent.name +
-          "; make sure that it is known before the outcome and is not made from it.");
-  add(NamesWhere(report,
+      "; a predictor must be known before the outcome and must not be made from it.");
+  add("Not tested, because there are too many groups, or too few clusters, for the design",
+      NamesWhere(report,
                  [&](std::size_t j) {
                    return pairOf(j).association.computable && std::isnan(pairOf(j).association.logP);
                  }),
-      ": not tested, because there are too many groups, or too few clusters, for the design.");
-  add(NamesWhere(report, [&](std::size_t j) { return pairOf(j).tooManyCells; }),
-      ": not tested, because the table with " + dependent.name + " has far more cells than there are cases.");
+      ".");
+  add("Not tested, because the table has far more cells than there are cases",
+      NamesWhere(report, [&](std::size_t j) { return pairOf(j).tooManyCells; }), ".");
 }
 
 FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,

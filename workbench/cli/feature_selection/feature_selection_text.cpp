@@ -52,7 +52,9 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   add(run.excludedCases, "left out by the selection");
   add(run.zeroWeightCases, "without weight");
   add(run.badCountCases, "without a count");
-  if (run.casewiseDeletion) {
+  if (report.ranking) {
+    add(static_cast<int>(report.ranking->incompleteCases), "with a missing value left out");
+  } else if (run.casewiseDeletion) {
     text += "; casewise deletion: " + std::to_string(run.validCases) +
             " complete, the others count until their first missing value (see N)";
   }
