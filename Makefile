@@ -45,7 +45,7 @@ windows-zip: setup-test
 wheel: setup-test
 	@rm -rf build/wheel && mkdir -p dist
 	@build/venv/bin/pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/wheel \
-	  --config-settings=build-dir=build/wheel-objects ./python
+	  --config-settings=build-dir=$(CURDIR)/build/wheel-objects ./python
 	@PATH="$(CURDIR)/build/venv/bin:$$PATH" build/venv/bin/auditwheel --verbose repair --wheel-dir dist build/wheel/velmora-*.whl
 
 # dist/velmora_VERSION_ARCHITECTURE.deb

@@ -176,6 +176,11 @@ VELMORA_API void velmora_bins_free(velmora_bins* bins);
 /* format: "json", "sql" or "python". */
 VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
                                   size_t* length);
+/* Corrects the bins by hand, by the counts that are saved with them. edit: a member of "edits" in the
+ * JSON of saved bins (docs/json.md), {"operation": "merge", "predictor": "age", "bins": [0, 1]}. */
+VELMORA_API int velmora_bins_edit(velmora_bins* bins, const char* edit);
+/* Takes the last edit back; without one it fails. */
+VELMORA_API int velmora_bins_undo(velmora_bins* bins);
 /* Codes the table of the bins' session: one column for the label of each predictor's bin and one for
  * each figure, null where a case has no bin. The caller releases the stream. */
 VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream);

@@ -82,6 +82,21 @@ def test_binning_is_the_commands(split):
     pd.testing.assert_frame_equal(copy.transform(new), woe)
 
 
+def test_bins_are_corrected_by_hand(split):
+    X, new, y, _ = split
+    binning = Binning(output="code").fit(X, y)
+    before, bins = binning.transform(new), binning.bins_
+    place = list(X.columns).index("amount")
+    merged = binning.merge("amount", [0, 1]).transform(new)
+    assert list(merged[:, place]) == [max(code - 1, 0) for code in before[:, place]]
+    assert binning.bins_ != bins
+    assert binning.bins_.undo() == bins
+    with pytest.raises(velmora.VelmoraError, match="nobody"):
+        binning.merge("nobody", [0, 1])
+    woe = Binning().fit(X, y).merge("amount", [0, 1])
+    assert len(set(woe.transform(X)[:, place])) == len(set(merged[:, place]))
+
+
 def test_levels_that_fit_has_not_seen(split):
     X, new, y, _ = split
     new = new.assign(purpose="moon")

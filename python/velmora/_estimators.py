@@ -296,9 +296,6 @@ class Binning(TransformerMixin, _Supervised):
         found = {predictor["name"]: predictor for predictor in response["predictors"]}
         self._tables = {name: predictor["rows"] for name, predictor in found.items()}
         self._names = names
-        self._figures: dict[str, list[list[float]]] = {"": []} | {
-            name: self._figures_of(predictor["rows"], predictor["total"]) for name, predictor in found.items()
-        }
         value = [found[n]["informationValue"] if n in found else None for n in names]
         self.iv_ = np.array([np.nan if v is None else v for v in value], dtype=np.float64)
         weights = None if sample_weight is None else np.asarray(sample_weight, dtype=np.float64)
@@ -312,21 +309,23 @@ class Binning(TransformerMixin, _Supervised):
             self._neutral = [0.0]
         return self
 
-    def _figures_of(self, rows: list[dict[str, Any]], total: dict[str, Any]) -> list[list[float]]:
+    def _figures_of(self, predictor: Mapping[str, Any]) -> list[list[float]]:
         """The figures of each bin: one, or a share per class."""
-        if self.kind_ == "continuous":
-            return [[row["mean"]] for row in rows]
+        bins = predictor["bins"]
         if self.kind_ == "categorical":
-            return [[count / row["total"] for count in row["counts"].values()] for row in rows]
+            return [one["shares"] for one in bins]
+        if self.kind_ == "continuous":
+            return [[one["mean"]] for one in bins]
+        total = np.sum([one["counts"] for one in bins], axis=0)
 
         # A bin of one class alone has no logarithm; half a case is added to each class there.
-        def woe(row: dict[str, Any]) -> float:
-            if row["woe"] is not None:
-                return float(row["woe"])
-            good, bad = (row[code] + 0.5 for code in ("good", "bad"))
-            return 100 * float(np.log(good / total["good"] / (bad / total["bad"])))
+        def woe(one: Mapping[str, Any]) -> float:
+            if one["woe"] is not None:
+                return float(one["woe"])
+            bad, good = (np.array(one["counts"]) + 0.5) / total
+            return 100 * float(np.log(good / bad))
 
-        return [[woe(row)] for row in rows]
+        return [[woe(one)] for one in bins]
 
     def _output_kind(self) -> str:
         """What transform gives: "figure", "label" or "code"."""
@@ -356,9 +355,8 @@ class Binning(TransformerMixin, _Supervised):
             return [codes]
         neutral = self._neutral if self.unbinned == "neutral" else [np.nan] * len(self._neutral)
         # The last figure is that of code -1.
-        figures = np.array(
-            [*self._figures[predictor["name"] if predictor else ""], neutral], dtype=np.float64
-        )
+        found = self._figures_of(predictor) if predictor else []
+        figures = np.array([*found, neutral], dtype=np.float64)
         return list(figures[codes].T)
 
     def transform(self, X: Any) -> Any:
@@ -404,8 +402,22 @@ class Binning(TransformerMixin, _Supervised):
             names = [f"{name}_{class_}" for name in names for class_ in self.classes_]
         return np.asarray(names, dtype=object)
 
+    def edit(self, operation: str, feature: str, **members: Any) -> Binning:
+        """Corrects the bins of a feature by hand, as :meth:`Bins.edit` describes. Returns self."""
+        check_is_fitted(self)
+        self.bins_ = self.bins_.edit(operation, feature, **members)
+        return self
+
+    def merge(self, feature: str, bins: list[int]) -> Binning:
+        """Makes several bins of a feature one; they are counted from 0. Returns self."""
+        return self.edit("merge", feature, bins=list(bins))
+
+    def split(self, feature: str, cut: float) -> Binning:
+        """Cuts a bin of a measured feature in two. Returns self."""
+        return self.edit("split", feature, cutPoint=cut)
+
     def table(self, feature: str) -> Any:
-        """The bins of a feature as a pandas frame: label, counts and figures, a row per bin."""
+        """The bins of a feature as fit found them, as a pandas frame: a row per bin."""
         check_is_fitted(self)
         if feature not in self._tables:
             known = "has no bins" if feature in self._names else "is not a feature"

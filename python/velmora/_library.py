@@ -78,6 +78,8 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     ),
     "velmora_bins_free": (None, [_Bins]),
     "velmora_bins_text": (ctypes.c_int, [_Bins, ctypes.c_char_p, _Text, _Length]),
+    "velmora_bins_edit": (ctypes.c_int, [_Bins, ctypes.c_char_p]),
+    "velmora_bins_undo": (ctypes.c_int, [_Bins]),
     "velmora_bins_apply": (ctypes.c_int, [_Bins, _Stream]),
 }
 
@@ -282,6 +284,12 @@ class BinsHandle(_Handle):
 
     def text(self, format: str) -> str:
         return self._take_text(_LIBRARY.velmora_bins_text, format).decode()
+
+    def edit(self, edit: Mapping[str, Any]) -> None:
+        self.session.check(_LIBRARY.velmora_bins_edit(self.handle, json.dumps(edit).encode()))
+
+    def undo(self) -> None:
+        self.session.check(_LIBRARY.velmora_bins_undo(self.handle))
 
     def apply(self) -> ArrowStream:
         stream = ArrowArrayStream()

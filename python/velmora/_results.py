@@ -191,6 +191,49 @@ class Bins:
         text: str = self._with(lambda bins: bins.text("python"))
         return text
 
+    def _edited(self, change: Any) -> Bins:
+        def use(bins: BinsHandle) -> str:
+            change(bins)
+            return bins.text("json")
+
+        return Bins(self._with(use))
+
+    def edit(self, operation: str, predictor: str, **members: Any) -> Bins:
+        """These bins with a correction by hand; the figures follow from the saved counts.
+
+        Parameters
+        ----------
+        operation : {"merge", "split", "move", "group", "label", "reset"}
+        predictor : str
+        **members
+            As in the JSON of saved bins (``docs/json.md``): ``bins=[0, 1]``, counted from 0, for
+            merge; ``cutPoint=30`` for split; ``levels=["rent"]`` for group.
+
+        Returns
+        -------
+        Bins
+            New bins; these stay as they are.
+
+        Raises
+        ------
+        VelmoraError
+            The edit does not fit the bins; the sentence says why.
+        """
+        edit = {"operation": operation, "predictor": predictor, **members}
+        return self._edited(lambda bins: bins.edit(edit))
+
+    def merge(self, predictor: str, bins: list[int]) -> Bins:
+        """These bins with several bins of a predictor as one; they are counted from 0."""
+        return self.edit("merge", predictor, bins=list(bins))
+
+    def split(self, predictor: str, cut: float) -> Bins:
+        """These bins with one bin of a measured predictor cut in two."""
+        return self.edit("split", predictor, cutPoint=cut)
+
+    def undo(self) -> Bins:
+        """These bins without their last edit."""
+        return self._edited(lambda bins: bins.undo())
+
     def apply(self, data: Any, *, progress: Progress | None = None) -> Any:
         """Codes data.
 

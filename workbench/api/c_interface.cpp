@@ -15,10 +15,12 @@
 #include "workbench/api/result_tables.h"
 #include "workbench/api/work_thread.h"
 #include "workbench/bins/coding_program.h"
+#include "workbench/bins/edit_bins.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/cli/variables_command.h"
 #include "workbench/data/column_builder.h"
@@ -26,6 +28,7 @@
 #include "workbench/data/unicode.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/writers.h"
+#include "workbench/language/selection.h"
 #include "workbench/report/json_text.h"
 
 #ifndef VELMORA_VERSION
@@ -409,8 +412,12 @@ int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
     constexpr int kAll = 1 << 30;
     state.Work([&] {
       const FinishedRun& run = *result->run;
-      *bins =
-          NewBins(result->state, SavedBinsOf(*run.screening, run.session.Data(), best == 0 ? kAll : best));
+      const ScreenReport& report = *run.screening;
+      const Table& table = run.session.Data();
+      SavedBins saved = SavedBinsOf(report, table, best == 0 ? kAll : best);
+      AddCounts(table, SelectCases(table, {report.select, report.exclude}), run.session.WeightVariable(),
+                saved);
+      *bins = NewBins(result->state, std::move(saved));
     });
   });
 }
@@ -434,6 +441,21 @@ int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
       if (name == "sql") return GiveText(bins->handedOut, BinsSql(bins->bins, state.notices), text, length);
       if (name == "python") return GiveText(bins->handedOut, BinsPython(bins->bins), text, length);
       throw UsageError("Bins are written as json, sql or python, not " + ShortenedText(name) + ".");
+    });
+  });
+}
+
+int velmora_bins_edit(velmora_bins* bins, const char* edit) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    const std::string json = &Required(edit, "edit");
+    state.Work([&] { ApplyEdit(ParseBinEdit(json), bins->bins); });
+  });
+}
+
+int velmora_bins_undo(velmora_bins* bins) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    state.Work([&] {
+      if (!UndoEdit(bins->bins)) throw UsageError("The bins have no edit to take back.");
     });
   });
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <set>
 
+#include "workbench/bins/edit_bins.h"
 #include "workbench/bins/json_input.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/errors.h"
@@ -139,6 +140,8 @@ class BinsReader {
     RefuseRepeatedVariables(bins);
     return bins;
   }
+
+  BinEdit ReadEdit(std::string_view text) const { return Edit(ParseJson(text, file_)); }
 
  private:
   [[noreturn]] void Fail(const std::string& what) const { throw DataError(file_ + " " + what + "."); }
@@ -424,5 +427,7 @@ std::string BinsJson(const SavedBins& bins) {
 SavedBins ParseBinsJson(std::string_view text, const std::string& file) {
   return BinsReader(file).Read(text);
 }
+
+BinEdit ParseBinEdit(std::string_view json) { return BinsReader("the edit").ReadEdit(json); }
 
 }  // namespace velmora

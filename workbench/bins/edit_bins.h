@@ -10,6 +10,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "workbench/bins/saved_bins.h"
 
@@ -24,6 +25,10 @@ namespace velmora {
 // An empty response means the one that has the predictor. Throws DataError with one sentence and
 // leaves the bins as they were.
 void ApplyEdit(const BinEdit& edit, SavedBins& bins);
+
+// The edit that a member of "edits" in the JSON of saved bins describes (docs/json.md). Throws
+// DataError.
+BinEdit ParseBinEdit(std::string_view json);
 
 // Takes the last edit back; false when there is none.
 bool UndoEdit(SavedBins& bins);
