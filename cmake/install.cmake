@@ -2,10 +2,15 @@
 # other through it, and the header. The wheel has the folder inside its package.
 set(VELMORA_INSTALL_FOLDER lib/velmora CACHE STRING "The folder of the programs and libraries, below the prefix")
 set(programs velmora velmora-read velmora_shared vlmfsl)
-set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN")
-install(TARGETS ${programs} RUNTIME DESTINATION ${VELMORA_INSTALL_FOLDER} LIBRARY DESTINATION ${VELMORA_INSTALL_FOLDER}
-        NAMELINK_SKIP COMPONENT velmora)
+# The second place is for a library that is loaded through a link beside that folder.
+set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN:$ORIGIN/../velmora")
+install(TARGETS ${programs}
+        RUNTIME DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT velmora
+        LIBRARY DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT velmora NAMELINK_SKIP)
 install(FILES ${DUCKDB_LIBRARY} DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT velmora)
+get_filename_component(duckdb_folder ${DUCKDB_LIBRARY} DIRECTORY)
+install(FILES ${duckdb_folder}/LICENSE DESTINATION ${VELMORA_INSTALL_FOLDER} RENAME duckdb_licence.txt COMPONENT velmora
+        OPTIONAL)
 
 # The Debian package, `make package`: links where the system looks, scripts in Python, the header.
 if(TARGET velmora_python)
@@ -13,6 +18,7 @@ if(TARGET velmora_python)
   install(TARGETS velmora_python LIBRARY DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT system)
 endif()
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmora)
 install(FILES include/velmora.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT system)
 install(FILES README.md CHANGELOG.md NOTICE docs/json.md docs/scripting.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT system)
@@ -27,6 +33,7 @@ file(CREATE_LINK ${soname} ${links}/libvelmora.so SYMBOLIC)
 install(FILES ${links}/velmora DESTINATION bin COMPONENT system)
 install(FILES ${links}/${soname} ${links}/libvelmora.so DESTINATION lib/${CMAKE_LIBRARY_ARCHITECTURE} COMPONENT system)
 
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # packing builds no benchmarks and tests
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME velmora)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
