@@ -14,6 +14,7 @@ namespace vlm {
 struct IAnalysis;
 struct IProcedure;
 struct IScreeningResults;
+struct ScreeningSettings;
 
 // The operation of a step. Returns not 0 for success.
 using SequenceOperation = int (*)(IAnalysis* analysis);
@@ -92,6 +93,8 @@ struct IAnalysisHost {
   // A procedure by its identifier (4971: classification and regression trees) on the current input
   // spreadsheet. The caller releases it; null when the host has no such procedure.
   virtual IProcedure* CreateProcedure(int analysisId) = 0;
+  // Asked for at the start of each screening run.
+  virtual void GetScreeningSettings(ScreeningSettings* settings) = 0;
 
  protected:
   ~IAnalysisHost() = default;

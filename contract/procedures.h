@@ -34,6 +34,26 @@ enum ProcedureOption : int {
   kLeastCasesInChildOption = 3,  // tree: fewest unweighted cases of each child; default 1
   // breakdown: 1 adds the columns of order statistics and limits; default 0
   kBreakdownQuartilesOption = 4,
+  kMissingBinOption = 5,  // tree: a MissingBin; default kMissingLeftOut
+};
+
+// Where a tree puts the cases that have a response but no value of the predictor. They never take
+// part in the search; a bin of their own is one more terminal node, the last, without a parent.
+enum MissingBin : int {
+  kMissingLeftOut = 0,
+  kMissingOwnBin = 1,
+  kMissingInFirstBin = 2,
+  kMissingInLastBin = 3,
+  kMissingInNearestBin = 4,  // by rate, mean or shares of the classes
+};
+
+// How the rate of the last response code of two, or the mean, runs over the bins.
+enum BinShape : int {
+  kAnyShape = 0,
+  kAscendingShape = 1,
+  kDescendingShape = 2,
+  kPeakShape = 3,
+  kValleyShape = 4,
 };
 
 // Result sheets. index is 0 unless said otherwise.
@@ -98,20 +118,33 @@ struct TreeNode {
   double splitConstant;  // of a split over a continuous predictor, else kMissingValue
 };
 
+// What is known of a tree besides its nodes. A figure that was not computed is kMissingValue.
+struct TreeFit {
+  int missingBin;          // the bin of cases without the predictor, from 0; -1: they are in none
+  int noBetterThanChance;  // flag: no bins describe the response better than one bin of all cases
+  int mergedGreedily;      // flag: levels were merged step by step, not all partitions compared
+  int shape;               // BinShape, when one was asked for
+  // Of cases that had no part in finding the bins, by cross-validation.
+  double heldOutInformationValue;  // two classes
+  double heldOutGini;              // two classes: 2 AUC - 1 of the weight of evidence
+  double heldOutExplained;         // share of the variance, or of the deviance of the classes
+};
+
 // A fitted tree as data: what its structure and node sheets show. It never changes and may outlive
 // its procedure.
 struct ITree : ICounted {
   virtual int GetNodeCount() = 0;
   virtual void GetNode(int nodeNumber, TreeNode* node) = 0;
   virtual int GetBinCount() = 0;  // terminal nodes
-  // Continuous predictor: the split constants, ascending: one less than there are bins. Bin b holds
-  // the values above cut point b - 1 and not above cut point b, both compared with the tolerance.
+  // Continuous predictor: the split constants, ascending: one less than there are bins of values.
+  // Bin b holds the values above cut point b - 1 and not above cut point b, both compared with the tolerance.
   virtual void GetCutPoints(double* cutPoints) = 0;
   // Categorical predictor: the levels of a bin, ascending, and their texts as the branch text lists
   // them. Texts of different bins may be alike: a label can read like a list.
   virtual int GetLevelCount(int bin) = 0;
   virtual void GetLevels(int bin, double* levels) = 0;
   virtual void GetLevelText(int bin, ITextSink* text) = 0;
+  virtual void GetFit(TreeFit* fit) = 0;
 
  protected:
   ~ITree() = default;
@@ -160,7 +193,8 @@ struct IProcedure : ICounted {
   virtual ISpreadsheet* GetResult(int result, int index) = 0;
   // Of a tree that has run: the cases that the present case selection and weights let through, that
   // have a predictor value (one of its codes) and a response (one of its codes), by rising
-  // predictor value, equal values by case. Columns: 1 predictor, 2 response, 3 number of the
+  // predictor value, equal values by case; with kMissingBinOption those without a predictor value
+  // follow. Columns: 1 predictor, 2 response, 3 number of the
   // terminal node. Null on failure. The caller releases it.
   virtual IWorkSheet* CreateWorkSheet() = 0;
   // The tree of the last run. Null for other procedures, and when no case has both values. The

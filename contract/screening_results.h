@@ -9,6 +9,17 @@ namespace vlm {
 enum ResponseKind : int { kContinuousResponse = 0, kBinaryResponse = 1, kCategoricalResponse = 2 };
 inline constexpr int kResponseKindCount = 3;
 
+// What a run does beyond the settings of the dialogs. All 0: exactly as the dialogs make it.
+struct ScreeningSettings {
+  int missingBin;  // MissingBin of procedures.h
+  // flag: a predictor without a split is a result of one bin; otherwise it fails
+  int acceptOneBin;
+  // flag: half a case is added to both counts of a bin without bad or good cases, for its weight of evidence
+  int correctPureBins;
+  // flag: excluded cases take no part in the search for bins either
+  int searchSelectedCases;
+};
+
 struct ScreeningRun {
   int selected;        // flag: the response kind was selected; everything else is 0 when not
   int responseNumber;  // variable number
@@ -28,12 +39,16 @@ struct ScreeningPredictor {
   int nodeCount;        // nodes of the tree
   int cutPointCount;    // 0 for a categorical predictor
   int binCount;
-  int validN;  // cases with predictor and response
+  int missingBin;  // the bin of cases without the predictor, from 0; -1: they are in none
+  int validN;      // cases with predictor and response
   double minimum, maximum, mean, standardDeviation, quartileRange;
   double badShare, goodShare;
   double informationValue, giniBefore, giniAfter;
   double chiSquare, chiSquareP, cramersV;
   double rSquared, fStatistic, rSquaredRanks, totalSumOfSquares;
+  // As in TreeFit.
+  int noBetterThanChance, mergedGreedily, shape;
+  double heldOutInformationValue, heldOutGini, heldOutExplained;
 };
 
 // One bin: a level or an interval of the coded predictor, or the last one, all cases.
@@ -54,6 +69,9 @@ struct IScreeningResults {
 
   // Predictor indices, best first.
   virtual void GetOrder(int response, IIntegerSink* predictorIndices) = 0;
+  // Another order, of every predictor once, until the analysis sorts again; any other list is
+  // ignored. Outputs of the best predictors take no more than the first bestCount.
+  virtual void SetOrder(int response, const int* predictorIndices, int count, int bestCount) = 0;
   virtual void GetPredictor(int response, int predictorIndex, ScreeningPredictor* predictor) = 0;
   virtual void GetPredictorName(int response, int predictorIndex, ITextSink* name) = 0;
   // cutPointCount doubles, ascending.

@@ -21,7 +21,7 @@ namespace vlm {
 
 // Raised by one whenever a call changes or is added; the host refuses a module of another number by
 // name.
-inline constexpr int kContractVersion = 7;
+inline constexpr int kContractVersion = 8;
 
 // The host's general missing value, and the default missing-data code of a variable.
 inline constexpr double kMissingValue = 1.7e308;

@@ -169,4 +169,6 @@
   ROW(kTextOneBinLeft, 34519, "All selected cases with a value of the predictor are in one bin.")           \
   ROW(kTextConstantResponse, 34520,                                                                         \
       "The response is constant over the selected cases with a value of the predictor.")                    \
-  ROW(kTextMorePredictorsFailed, 34521, "%d more predictors failed.")
+  ROW(kTextMorePredictorsFailed, 34521, "%d more predictors failed.")                                       \
+  ROW(kTextMissingBin, 34522, "Missing")                                                                    \
+  ROW(kTextMissingRate, 34523, "Missing: %s %% of %s cases")

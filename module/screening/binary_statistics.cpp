@@ -21,6 +21,25 @@ int AddCrossTabVariable(vlm::ISpreadsheet& sheet, int afterColumn, const std::st
   return InsertColumn(sheet, afterColumn, name, formula, "0.0000");
 }
 
+// Weights of evidence by the formula above, with half a case added to both counts of a bin that has no bad or no good
+// cases. The column holds values: a formula has no conditions.
+int AddCorrectedWoe(vlm::ISpreadsheet& sheet, int afterColumn, const std::string& name,
+                    const std::string& badText, const std::string& goodText) {
+  const std::string what = "100 log((v3/" + goodText + ")/(v2/" + badText +
+                           ")), of bins without bad or good cases with v2+0.5 and v3+0.5";
+  const int column = InsertColumn(sheet, afterColumn, name, what, "0.0000");
+  const double badTotal = ParseMachineNumber(badText), goodTotal = ParseMachineNumber(goodText);
+  for (int row = 1; row <= sheet.GetRowCount(); ++row) {
+    double bad = sheet.GetValue(row, kBadCountColumn), good = sheet.GetValue(row, kGoodCountColumn);
+    if (!(bad > 0) || !(good > 0)) {
+      bad += 0.5;
+      good += 0.5;
+    }
+    sheet.SetValue(row, column, 100 * std::log((good / goodTotal) / (bad / badTotal)));
+  }
+  return column;
+}
+
 }  // namespace
 
 int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
@@ -34,7 +53,7 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
     const int totalsRow = sheet.GetRowCount();
     if (totalsRow - 1 < 1) return Fail(record, kTextNoSelectedCases);
-    if (totalsRow - 1 < 2) return Fail(record, kTextOneBinLeft);
+    if (totalsRow - 1 < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
     if (!(sheet.GetValue(totalsRow, kBadCountColumn) > 0 &&
           sheet.GetValue(totalsRow, kGoodCountColumn) > 0)) {
       return Fail(record, kTextConstantResponse);
@@ -67,8 +86,10 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
   int column = crosstab.GetColumnCount();
   column = AddCrossTabVariable(crosstab, column, Text(kTextBadRateColumn), "=v2/" + badText);
   column = AddCrossTabVariable(crosstab, column, Text(kTextGoodRateColumn), "=v3/" + goodText);
-  const int woe = AddCrossTabVariable(crosstab, column, Text(kTextWoe),
-                                      "= 100* log((v3/" + goodText + ")/(v2/" + badText + "))");
+  const int woe = settings.correctPureBins != 0
+                      ? AddCorrectedWoe(crosstab, column, Text(kTextWoe), badText, goodText)
+                      : AddCrossTabVariable(crosstab, column, Text(kTextWoe),
+                                            "= 100* log((v3/" + goodText + ")/(v2/" + badText + "))");
   const int gini = AddCrossTabVariable(crosstab, woe, Text(kTextGini), "= 2.0*((v3)/(v2+v3))*(1-v3/(v3+v2))");
   column = AddCrossTabVariable(crosstab, gini, Text(kTextOdds), "= v3/v2");
   const int value =

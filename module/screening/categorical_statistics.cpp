@@ -39,7 +39,7 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     ComputeAdditionalTemplateMultiCrossTabStats(GetResult(*crosstab, vlm::kCrosstabSummaryResult), record);
     const int levelRows = record.summaryCrosstab->GetRowCount() - 1;
     if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
-    if (levelRows < 2) return Fail(record, kTextOneBinLeft);
+    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
     if (CountClassesWithCases(record) < 2) return Fail(record, kTextConstantResponse);
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
 

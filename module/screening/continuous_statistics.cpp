@@ -61,7 +61,7 @@ int CFeatureSelectionTemplate::ContinuousSummaryAnalysis(vlm::IDialogWindow* /*p
     const auto breakdown = BreakdownResponseByCodedPredictor(record);
     const int levelRows = record.breakdown->GetRowCount() - 1;
     if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
-    if (levelRows < 2) return Fail(record, kTextOneBinLeft);
+    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
     ComputeAdditionalBreakdownStats(*breakdown, *record.breakdown, record);
     return std::isnan(record.rSquared) ? Fail(record, kTextConstantResponse) : kOk;
   } catch (const HostCallError& error) {

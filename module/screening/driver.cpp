@@ -91,6 +91,7 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   progress = std::make_unique<CQvdProgressBar>(Services(), Text(kTextFindingBestPredictors),
                                                std::max(responseCount * predictorCount, 2));
   exclusionNoticeShown = false;
+  Host().GetScreeningSettings(&settings);
   caseWeight = CreateProcedure(Host(), vlm::kCallingAnalysis)->GetCaseWeight();
   for (const int kind : {vlm::kBinaryResponse, vlm::kContinuousResponse, vlm::kCategoricalResponse}) {
     Results(kind).clear();

@@ -71,6 +71,9 @@ struct ScreeningState {
   std::vector<ChosenCodes> chosenResponseCodes, chosenFactorCodes;
   int caseWeight = 0;                 // variable number of the run's case weights, 0: none
   bool exclusionNoticeShown = false;  // in this run
+  vlm::ScreeningSettings settings{};  // of this run
+  // Of each response kind: outputs of the best predictors take no more.
+  int bestCounts[vlm::kResponseKindCount];
 };
 
 class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState {
@@ -144,6 +147,8 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   [[nodiscard]] int ResponseVariable(int responseKind) const;
   [[nodiscard]] const std::string& ResponseName(int responseKind) const;
   void ClearResults();
+  // Takes another order of all results of the kind; false when it is none.
+  bool SetOrder(int responseKind, std::span<const int> positions, int bestCount);
   // Makes the lists the analysis's current results, or (false) says that there are none any more.
   void SetResultsAvailable(bool available);
 
@@ -157,6 +162,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
   CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
   void CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection, PredSummary& record);
+  void NameMissingBin(PredSummary& record);
   int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
   // The predictor fails for the reason of a text, or by a call of the host. Return kFailed.
   int Fail(PredSummary& record, int textId);

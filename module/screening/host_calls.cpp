@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "base/number_text.h"
 #include "base/tolerant.h"
@@ -85,6 +86,7 @@ std::string RowName(vlm::ISpreadsheet& sheet, int row) {
 double PearsonPValue(vlm::ISpreadsheet& statistics) {
   // The text begins with "p=", or with "p<" before a bound.
   const std::string text = CellText(statistics, 1, 3);
+  if (text.empty()) return std::numeric_limits<double>::quiet_NaN();
   return ParseMachineNumber(text.size() > 2 ? std::string_view(text).substr(2) : "");
 }
 

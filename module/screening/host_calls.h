@@ -43,7 +43,7 @@ void SetCaseSelection(vlm::IProcedure& analysis, const CaseSelection& selection)
 [[nodiscard]] std::string RowName(vlm::ISpreadsheet& sheet, int row);
 // False for an empty cell.
 [[nodiscard]] bool HasValue(double cell);
-// The p-value of Pearson's Chi-square in a cross-tabulation's statistics; 0 where there is none.
+// The p-value of Pearson's Chi-square in a cross-tabulation's statistics; NaN where there is none.
 [[nodiscard]] double PearsonPValue(vlm::ISpreadsheet& statistics);
 // Inserts a column and returns its number.
 int InsertColumn(vlm::ISpreadsheet& sheet, int afterColumn, std::string_view name, std::string_view longName,

@@ -51,6 +51,9 @@ struct PredSummary {
   [[nodiscard]] int RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const;
   // Drops the cells of the sheets that can be made again.
   void EvictSheets();
+  // Bins of values: all but the one that the missing cases have for themselves.
+  [[nodiscard]] std::size_t ValueBinCount() const { return BinCount() - (missingHasOwnBin ? 1 : 0); }
+  [[nodiscard]] bool IsMissingBin(std::size_t binIndex) const { return binIndex >= ValueBinCount(); }
   // Ends of the range; kMissingValue when there are no values.
   [[nodiscard]] double LowestValue() const { return HasRange() ? rangeMinimum : vlm::kMissingValue; }
   [[nodiscard]] double HighestValue() const { return HasRange() ? rangeMaximum : vlm::kMissingValue; }
@@ -65,9 +68,9 @@ struct PredSummary {
   std::string responseName;
   std::string labelTexts[3];
   std::map<double, int> levelOf;  // categorical predictor: value -> bin index
-  // continuous predictor, ascending; n cut points make n + 1 bins
+  // continuous predictor, ascending; n cut points make n + 1 bins of values
   std::vector<double> cutPoints;
-  std::vector<std::string> levelNames;  // labels of the bins
+  std::vector<std::string> levelNames;  // labels of the bins; that of the missing cases is the last
   double rangeMinimum = kNoMinimum;
   double rangeMaximum = kNoMaximum;
   double badShare = 0;  // of all bad and good cases
@@ -87,6 +90,8 @@ struct PredSummary {
   double rSquaredRanks = 0;      // of the ranked response
   double totalSumOfSquares = 0;  // of the response, at the root of the tree
   int nodeCount = 0;
+  vlm::TreeFit fit = {-1, 0, 0, vlm::kAnyShape, vlm::kMissingValue, vlm::kMissingValue, vlm::kMissingValue};
+  bool missingHasOwnBin = false;  // the last of the bins
 
   // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
   vlm::Ref<vlm::IWorkSheet> workSheet;

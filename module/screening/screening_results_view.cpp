@@ -126,6 +126,7 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
   predictor->nodeCount = record->nodeCount;
   predictor->cutPointCount = static_cast<int>(record->cutPoints.size());
   predictor->binCount = static_cast<int>(record->binNodes.size());
+  predictor->missingBin = record->fit.missingBin;
   predictor->validN = record->validN;
   predictor->minimum = record->LowestValue();
   predictor->maximum = record->HighestValue();
@@ -144,6 +145,18 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
   predictor->fStatistic = continuous ? OrMissing(record->fStatistic) : kNone;
   predictor->rSquaredRanks = continuous ? OrMissing(record->rSquaredRanks) : kNone;
   predictor->totalSumOfSquares = continuous ? OrMissing(record->totalSumOfSquares) : kNone;
+  predictor->noBetterThanChance = record->fit.noBetterThanChance;
+  predictor->mergedGreedily = record->fit.mergedGreedily;
+  predictor->shape = record->fit.shape;
+  predictor->heldOutInformationValue = record->fit.heldOutInformationValue;
+  predictor->heldOutGini = record->fit.heldOutGini;
+  predictor->heldOutExplained = record->fit.heldOutExplained;
+}
+
+void ScreeningResultsView::SetOrder(int response, const int* predictorIndices, int count, int bestCount) {
+  GuardedCommand("IScreeningResults::SetOrder", [&] {
+    analysis_.SetOrder(response, {predictorIndices, static_cast<std::size_t>(std::max(count, 0))}, bestCount);
+  });
 }
 
 void ScreeningResultsView::GetPredictorName(int response, int predictorIndex, vlm::ITextSink* name) {

@@ -17,6 +17,7 @@ class ScreeningResultsView final : public vlm::IScreeningResults {
   void GetResponseName(int response, vlm::ITextSink* name) override;
   void GetClassText(int response, int classIndex, vlm::ITextSink* text) override;
   void GetOrder(int response, vlm::IIntegerSink* predictorIndices) override;
+  void SetOrder(int response, const int* predictorIndices, int count, int bestCount) override;
   void GetPredictor(int response, int predictorIndex, vlm::ScreeningPredictor* predictor) override;
   void GetPredictorName(int response, int predictorIndex, vlm::ITextSink* name) override;
   void GetCutPoints(int response, int predictorIndex, double* cutPoints) override;

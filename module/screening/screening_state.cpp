@@ -1,4 +1,7 @@
 // What the screening analysis holds, and small services over it.
+#include <algorithm>
+#include <iterator>
+#include <limits>
 #include <numeric>
 
 #include "module/resources/text_ids.h"
@@ -7,7 +10,9 @@
 
 namespace vlmfsl {
 
-ScreeningState::ScreeningState() noexcept = default;
+ScreeningState::ScreeningState() noexcept {
+  std::fill(std::begin(bestCounts), std::end(bestCounts), std::numeric_limits<int>::max());
+}
 ScreeningState::~ScreeningState() = default;
 ScreeningState& ScreeningState::operator=(ScreeningState&&) noexcept = default;
 

@@ -1,6 +1,9 @@
 // The order of each result list, best first; predictors whose figure is not computable last, in the
 // order of the list.
+#include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <limits>
 #include <new>
 
 #include "base/index_heap_sort.h"
@@ -32,7 +35,22 @@ SortKey KeyOf(const ScreeningState& state, int responseKind) {
 
 }  // namespace
 
+bool CFeatureSelectionTemplate::SetOrder(int responseKind, std::span<const int> positions, int bestCount) {
+  const std::size_t count = Results(responseKind).size();
+  std::vector<bool> seen(count);
+  for (const int position : positions) {
+    if (position < 0 || static_cast<std::size_t>(position) >= count) return false;
+    if (seen[static_cast<std::size_t>(position)]) return false;
+    seen[static_cast<std::size_t>(position)] = true;
+  }
+  if (positions.size() != count) return false;
+  Order(responseKind).assign(positions.begin(), positions.end());
+  bestCounts[responseKind] = std::max(bestCount, 0);
+  return true;
+}
+
 void CFeatureSelectionTemplate::SortPredictors() {
+  std::fill(std::begin(bestCounts), std::end(bestCounts), std::numeric_limits<int>::max());
   const auto sortKind = [this](int responseKind) {
     const std::vector<PredSummary>& results = Results(responseKind);
     std::vector<int>& order = Order(responseKind);

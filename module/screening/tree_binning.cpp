@@ -50,7 +50,9 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, cons
   CaseSelection selection = vlmfsl::GetCaseSelection(tree);
   CaseSelection treeSelection = selection;
   const std::string withoutPredictor = "IsMD(v" + predictor + ")";
-  if (!selection.enabled) {
+  if (settings.searchSelectedCases != 0) {
+    // The tree leaves out the cases without the predictor by itself.
+  } else if (!selection.enabled) {
     treeSelection = {1, "", withoutPredictor};
   } else if (selection.exclusion.empty()) {
     treeSelection.exclusion = withoutPredictor;
@@ -62,6 +64,7 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, cons
   }
   SetCaseSelection(tree, treeSelection);
 
+  SetOption(tree, vlm::kMissingBinOption, settings.missingBin);
   SetOption(tree, vlm::kRegressionTreeOption, record.responseKind == vlm::kContinuousResponse ? 1 : 0);
   if (record.responseKind == vlm::kBinaryResponse)
     SetResponseCodes(tree, CodeText(goodCode) + " " + CodeText(badCode));
@@ -88,14 +91,14 @@ int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow,
   }
   record.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
   int nodeCount = CountNodes(summary);
-  if (nodeCount == 1) {
+  if (nodeCount == 1 && settings.acceptOneBin == 0) {
     int previous = 0;
     do {
       previous = nodeCount;
       nodeCount = CountNodes(RunTree(*tree, 1));
     } while (nodeCount < kEnoughNodes && nodeCount != previous);
   }
-  if (nodeCount <= 1) return Fail(record, kTextNoSplit);
+  if (nodeCount <= 1 && settings.acceptOneBin == 0) return Fail(record, kTextNoSplit);
   record.nodeCount = nodeCount;
 
   CodePredictor(*tree, selection, record);
@@ -113,10 +116,13 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
   for (int number = 1; number <= tree->GetNodeCount(); ++number) {
     vlm::TreeNode node{};
     tree->GetNode(number, &node);
-    if (node.bin >= 0) record.binNodes[static_cast<std::size_t>(node.bin)] = number;
+    if (node.bin < 0) continue;
+    record.binNodes[static_cast<std::size_t>(node.bin)] = number;
+    record.missingHasOwnBin = number > 1 && node.parent == 0;
   }
+  tree->GetFit(&record.fit);
   if (record.predictorKind == kContinuousPredictor) {
-    record.cutPoints.resize(record.binNodes.size() - 1);
+    record.cutPoints.resize(record.binNodes.size() - (record.missingHasOwnBin ? 2 : 1));
     tree->GetCutPoints(record.cutPoints.data());
     IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
     record.levelNames = DistinctLabels(std::move(texts.labels));
@@ -125,6 +131,7 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
   } else {
     StoreAggregateLevelsForCategoricalPredictor(*tree, record);
   }
+  if (record.missingHasOwnBin) NameMissingBin(record);
 
   SetCaseSelection(procedure, selection);
   record.workSheet = vlm::Ref<vlm::IWorkSheet>::Adopt(procedure.CreateWorkSheet());
@@ -148,6 +155,18 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     record.workSheet->SetValueLabel(kCodedColumn, record.binNodes[bin], binLabel.data(),
                                     vlm::LengthOf(binLabel));
   }
+}
+
+// The label differs from those of all levels: outputs tell bins apart by their labels.
+void CFeatureSelectionTemplate::NameMissingBin(PredSummary& record) {
+  std::string label = Text(kTextMissingBin);
+  const auto isTaken = [&] {
+    return std::find(record.levelNames.begin(), record.levelNames.end(), label) != record.levelNames.end();
+  };
+  while (isTaken()) label = "(" + label + ")";
+  record.levelNames.push_back(label);
+  record.lowerTexts.emplace_back();
+  record.upperTexts.emplace_back();
 }
 
 int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record) {
@@ -192,7 +211,8 @@ void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(vlm:
   record.levelOf.clear();
   std::vector<double> levels;
   std::vector<std::string> labels;
-  for (int bin = 0; bin < static_cast<int>(record.binNodes.size()); ++bin) {
+  const int valueBins = static_cast<int>(record.binNodes.size()) - (record.missingHasOwnBin ? 1 : 0);
+  for (int bin = 0; bin < valueBins; ++bin) {
     levels.resize(static_cast<std::size_t>(tree.GetLevelCount(bin)));
     tree.GetLevels(bin, levels.data());
     for (const double level : levels) record.levelOf[level] = bin;

@@ -16,6 +16,8 @@ namespace {
 
 // Bytes: 255 on common file systems, less a number and the ending of the temporary file.
 constexpr std::size_t kLongestFileName = 240;
+// Every value but the missing ones is below it: the condition of an only bin.
+constexpr double kAnyValue = 1.6e308;
 
 // Whether a label reads as a number other than the code: where the labels are not known, it would
 // be that number.
@@ -48,9 +50,16 @@ std::string LevelCondition(const CFeatureSelectionTemplate& analysis, const Pred
   return Quoted(analysis, record.predictorName) + "=" + operand;
 }
 
+// The cases without the predictor, alone or besides the values of a bin.
+std::string MissingCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
+  return "IsMD(" + Quoted(analysis, record.predictorName) + ")";
+}
+
 // In a recode file, where the conditions before it have failed.
 std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                              std::size_t bin) {
+  if (record.cutPoints.empty())
+    return Quoted(analysis, record.predictorName) + "<=" + vlm::FormatMachine(kAnyValue);
   const bool last = bin == record.cutPoints.size();
   const double bound = last ? record.cutPoints.back() : record.cutPoints[bin];
   return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + vlm::FormatMachine(bound);
@@ -59,6 +68,9 @@ std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const Pr
 // In a rules script.
 std::string IntervalCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                               std::size_t bin) {
+  if (record.cutPoints.empty()) {
+    return Quoted(analysis, record.predictorName) + "<=" + Localized(analysis, vlm::FormatMachine(kAnyValue));
+  }
   const std::string name = Quoted(analysis, record.predictorName);
   const auto bound = [&](std::size_t cut) {
     return Localized(analysis, vlm::FormatMachine(record.cutPoints[cut]));
@@ -95,9 +107,11 @@ std::string RecodeConditions(CFeatureSelectionTemplate& analysis, const PredSumm
       add(LevelCondition(analysis, record, code, NumberForm::kMachine), static_cast<std::size_t>(bin));
     }
   } else {
-    for (std::size_t bin = 0; bin < record.BinCount(); ++bin)
+    for (std::size_t bin = 0; bin < record.ValueBinCount(); ++bin)
       add(OrderedCondition(analysis, record, bin), bin);
   }
+  if (record.fit.missingBin >= 0)
+    add(MissingCondition(analysis, record), static_cast<std::size_t>(record.fit.missingBin));
   return "[SelectionConditions]\nConditionSize=" + std::to_string(sectionCount) + "\n" + sections + "\n";
 }
 
@@ -109,6 +123,8 @@ std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& 
               Quoted(analysis, BinLabel(analysis, record, bin)) + "\nEndIf\n";
   };
   for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
+    if (static_cast<int>(bin) == record.fit.missingBin) add(MissingCondition(analysis, record), bin);
+    if (record.IsMissingBin(bin)) continue;
     if (record.predictorKind == kContinuousPredictor) {
       add(IntervalCondition(analysis, record, bin), bin);
       continue;

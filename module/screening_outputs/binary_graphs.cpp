@@ -16,6 +16,7 @@ namespace vlmfsl {
 namespace {
 
 constexpr int kDensityPoints = 256;
+constexpr int kTotalColumn = 4;  // of the cross-tabulation
 
 struct BinShare {
   double defaultRate = vlm::kMissingValue;  // share of bad cases; missing for a bin without cases
@@ -73,11 +74,16 @@ class Distribution {
   Distribution(CFeatureSelectionTemplate& analysis, const PredSummary& record)
       : values_(analysis.Services()), density(kDensityPoints) {
     if (!record.workSheet) throw HostCallError("The record has no work sheet.");
-    const int count = record.workSheet->GetRowCount();
-    if (values_.Allocate(static_cast<std::uint64_t>(std::max(count, 0))) != kOk) {
+    const int rowCount = record.workSheet->GetRowCount();
+    if (values_.Allocate(static_cast<std::uint64_t>(std::max(rowCount, 0))) != kOk) {
       throw HostCallError("The host has no memory for the predictor's values.");
     }
-    record.workSheet->ReadColumn(1, 1, count, values_.data());
+    record.workSheet->ReadColumn(1, 1, rowCount, values_.data());
+    // Cases without a value come last.
+    const std::span<const double> all = values_.Elements();
+    const auto end = std::partition_point(all.begin(), all.end(), HasValue);
+    const int count = static_cast<int>(end - all.begin());
+    known_ = all.first(static_cast<std::size_t>(count));
     // Silverman 1986, Density Estimation for Statistics and Data Analysis, equation 3.31.
     const double spread = std::min(record.standardDeviation, record.quartileRange / 1.34);
     const double bandwidth = 0.9 * spread * std::pow(count, -0.2);
@@ -92,7 +98,7 @@ class Distribution {
   [[nodiscard]] GraphPoints CumulativePercent() const {
     GraphPoints cumulative(kDensityPoints);
     cumulative.x = density.x;
-    const std::span<const double> values = values_.Elements();
+    const std::span<const double> values = known_;
     auto above = values.begin();
     for (std::size_t i = 0; i < kDensityPoints; ++i) {
       above = std::upper_bound(above, values.end(), density.x[i]);
@@ -104,6 +110,7 @@ class Distribution {
 
  private:
   HostArray<double> values_;
+  std::span<const double> known_;  // of values_
 
  public:
   GraphPoints density;
@@ -120,6 +127,17 @@ double DensityScale(const GraphPoints& density, const GraphPoints& rates) {
   return highestDensity > 0 && highestRate > 0 ? highestRate / (100 * highestDensity) : 1;
 }
 
+// The bin of the missing cases has no place on an axis of values.
+std::string MissingFootnote(CFeatureSelectionTemplate& analysis, const PredSummary& record,
+                            const std::vector<BinShare>& shares) {
+  if (!record.missingHasOwnBin || !HasValue(shares.back().defaultRate)) return "";
+  const double cases = shares.back().cases *
+                       record.summaryCrosstab->GetValue(record.summaryCrosstab->GetRowCount(), kTotalColumn);
+  return "\n" + vlm::FormatText(
+                    RequiredText(analysis, kTextMissingRate),
+                    {vlm::FormatFixed(Percent(shares.back().defaultRate), 1), vlm::FormatGeneral(cases)});
+}
+
 std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const PredSummary& record,
                                  const std::vector<BinShare>& shares) {
   std::string text;
@@ -132,7 +150,7 @@ std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const Pred
   for (const BinShare& share : shares) {
     if (HasValue(share.defaultRate)) text += " " + vlm::FormatFixed(share.defaultRate, 4) + " ";
   }
-  return text + "]";
+  return text + "]" + (HasIntervals(record) ? MissingFootnote(analysis, record, shares) : "");
 }
 
 }  // namespace
@@ -146,7 +164,8 @@ vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(CFeatureSelectionTemplate& analysis
     graph.TitleLine(name);
     graph.AddRecordTitles();
     graph.Footnote(
-        vlm::FormatText(RequiredText(analysis, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}));
+        vlm::FormatText(RequiredText(analysis, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}) +
+        (intervals ? MissingFootnote(analysis, record, shares) : ""));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(analysis, kTextInPercent), {name}));
     if (!intervals) {

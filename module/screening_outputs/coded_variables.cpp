@@ -35,7 +35,7 @@ Addition CodeCases(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& 
       return Addition::kNotAdded;
     for (double& value : block) {
       const bool isMissing = value >= missing.first && value <= missing.last;
-      const int bin = isMissing ? -1 : finder.BinOf(value);
+      const int bin = isMissing || std::isnan(value) ? record.fit.missingBin : finder.BinOf(value);
       value = bin < 0 ? vlm::kMissingValue : record.binNodes[static_cast<std::size_t>(bin)];
     }
   }

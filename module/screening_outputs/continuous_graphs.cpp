@@ -57,7 +57,9 @@ GraphPoints SampleCases(const PredSummary& record) {
   GraphPoints cases;
   for (const int row : SampleRows(sheet.GetRowCount())) {
     double x = sheet.GetValue(row, 1);
-    if (record.predictorKind != kContinuousPredictor) {
+    if (record.predictorKind == kContinuousPredictor) {
+      if (!HasValue(x)) continue;
+    } else {
       const double node = sheet.GetValue(row, 3);
       const auto bin = std::find(record.binNodes.begin(), record.binNodes.end(), node);
       if (bin == record.binNodes.end()) continue;
@@ -85,7 +87,7 @@ vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, con
                        figure(kBinLowerLimit),
                        figure(kBinUpperLimit),
                        figure(kBinN)};
-  if (record.predictorKind == kContinuousPredictor) {
+  if (record.predictorKind == kContinuousPredictor && !record.IsMissingBin(bin)) {
     box.intervalFrom = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
     box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
   }
@@ -99,6 +101,10 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
   for (std::size_t bin = 0; bin < labels.size(); ++bin) {
     const int row = record.RowOfBin(statistics, static_cast<int>(bin));
     if (row == 0) continue;
+    // The missing cases have no place on an axis of values.
+    const bool onValueAxis =
+        seriesKind == vlm::kDiamondSeries && record.predictorKind == kContinuousPredictor;
+    if (onValueAxis && record.IsMissingBin(bin)) continue;
     vlm::GraphBox box = BoxOf(statistics, row, bin, record);
     if (seriesKind == vlm::kDiamondSeries) box.position = (box.intervalFrom + box.intervalTo) / 2;
     graph.Document().AddBox(series, &box, labels[bin].data(), vlm::LengthOf(labels[bin]));

@@ -144,7 +144,7 @@ std::string BinConditions(CFeatureSelectionTemplate& analysis, PredSummary& reco
     return sheet.GetValue(row, record.badColumn) + sheet.GetValue(row, record.goodColumn);
   };
   const double totalCases = casesOf(sheet.GetRowCount());
-  const std::size_t binCount = record.BinCount();
+  const std::size_t binCount = record.ValueBinCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
@@ -164,7 +164,7 @@ std::string BinConditionsForDiamond(CFeatureSelectionTemplate& analysis, PredSum
   if (!IsBinnedContinuous(record)) return "";
   const ScriptNumbers numbers(analysis);
   vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
-  const std::size_t binCount = record.BinCount();
+  const std::size_t binCount = record.ValueBinCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
@@ -184,7 +184,7 @@ std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary
   const ScriptNumbers numbers(analysis);
   vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
   const bool intervals = IsBinnedContinuous(record);
-  const std::size_t binCount = record.BinCount();
+  const std::size_t binCount = record.BinCount(), valueBins = record.ValueBinCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
     const int row = record.RowOfBin(sheet, static_cast<int>(bin));
@@ -194,10 +194,10 @@ std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary
     const std::string mean = shown(kBinMean), lower = shown(kBinLowerLimit), upper = shown(kBinUpperLimit),
                       median = shown(kBinMedian), minimum = shown(kBinMinimum), maximum = shown(kBinMaximum);
     const auto count = static_cast<long long>(std::llround(sheet.GetValue(row, kBinN)));
-    if (intervals) {
+    if (intervals && bin < valueBins) {
       const BinBounds bounds = numbers.Bounds(record, bin);
       blocks += kNewLine +
-                vlm::FormatText(kBoxBlocks.Of(bin, binCount),
+                vlm::FormatText(kBoxBlocks.Of(bin, valueBins),
                                 {position, bounds.lowerShown, numbers.IntervalSeparator(), bounds.upperShown,
                                  mean, lower, upper, median, minimum, maximum, count});
     } else {

@@ -39,13 +39,18 @@ std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSum
   return stem + RequiredText(analysis, kTextCodedSuffix) + (number > 1 ? "_" + std::to_string(number) : "");
 }
 
-std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {
+std::vector<PredSummary*> RankedPredictors(CFeatureSelectionTemplate& analysis, int responseKind) {
   std::vector<PredSummary>& results = analysis.Results(responseKind);
-  const std::vector<int>& order = analysis.Order(responseKind);
-  std::vector<PredSummary*> best;
-  for (std::size_t rank = 0; rank < order.size() && static_cast<int>(rank) < count; ++rank) {
-    best.push_back(&results[static_cast<std::size_t>(order[rank])]);
-  }
+  std::vector<PredSummary*> ranked;
+  for (const int position : analysis.Order(responseKind))
+    ranked.push_back(&results[static_cast<std::size_t>(position)]);
+  return ranked;
+}
+
+std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {
+  std::vector<PredSummary*> best = RankedPredictors(analysis, responseKind);
+  const int most = std::max(std::min(count, analysis.bestCounts[responseKind]), 0);
+  best.resize(std::min(best.size(), static_cast<std::size_t>(most)));
   return best;
 }
 

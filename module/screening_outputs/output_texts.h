@@ -24,8 +24,10 @@ namespace vlmfsl {
 // it when a response of an earlier kind has a predictor that gives the same name.
 [[nodiscard]] std::string CodedVariableName(CFeatureSelectionTemplate& analysis, const PredSummary& record);
 
-// The best predictors of each response kind, best first, at most count of each: binary, continuous,
-// categorical.
+// All analysed predictors of a response kind, best first.
+[[nodiscard]] std::vector<PredSummary*> RankedPredictors(CFeatureSelectionTemplate& analysis,
+                                                         int responseKind);
+// Its best predictors, best first: at most count, and no more than the host counts among the best.
 [[nodiscard]] std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind,
                                                        int count);
 inline constexpr int kKindsInOutputOrder[] = {vlm::kBinaryResponse, vlm::kContinuousResponse,

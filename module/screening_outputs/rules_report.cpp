@@ -22,10 +22,10 @@ std::string Padded(std::string text, std::size_t width) {
   return text;
 }
 
-// The values of a bin as a reader writes them down, on one line.
-std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  const std::string name = OnOneLine(record.predictorName);
+std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin,
+                         const std::string& name) {
   if (record.predictorKind == kContinuousPredictor) {
+    if (record.cutPoints.empty()) return name + " has any value";
     const bool first = bin == 0;
     const bool last = bin == record.cutPoints.size();
     if (first) return name + " <= " + record.upperTexts[bin];
@@ -38,6 +38,14 @@ std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& recor
     levels += (levels.empty() ? "" : ", ") + OnOneLine(analysis.DisplayText(record.predictorVariable, code));
   }
   return name + " = " + levels;
+}
+
+// The values of a bin as a reader writes them down, on one line.
+std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
+  const std::string name = OnOneLine(record.predictorName);
+  if (record.IsMissingBin(bin)) return name + " is missing";
+  const bool takesMissing = static_cast<int>(bin) == record.fit.missingBin;
+  return RuleOfValues(analysis, record, bin, name) + (takesMissing ? " or is missing" : "");
 }
 
 struct RankedRecord {
@@ -92,8 +100,7 @@ std::vector<PredictorRow> CollectRows(CFeatureSelectionTemplate& analysis) {
     return rows[place->second];
   };
   for (const int kind : kKindsInOutputOrder) {
-    const std::vector<PredSummary*> ranked =
-        BestPredictors(analysis, kind, static_cast<int>(analysis.Order(kind).size()));
+    const std::vector<PredSummary*> ranked = RankedPredictors(analysis, kind);
     for (std::size_t i = 0; i < ranked.size(); ++i) row(*ranked[i]).byKind.insert({kind, {i + 1, ranked[i]}});
   }
   for (const int kind : kKindsInOutputOrder) {

@@ -240,7 +240,8 @@ TEST_P(SavedForms, SayTheSameOfEveryCase) {
   const SampleFiles data = Prepare(folder, row.sample, row.response, row.renamed);
   const fs::path saved = folder.Path() / "saved";
   const auto path = [&](const char* name) { return (saved / name).string(); };
-  Words words = With({"screen", data.whole, "--select", "part = 1", "--save-best", "100", "--format", "json"},
+  Words words = With({"screen", data.whole, "--select", "part = 1", "--save-best", "100", "--save-chance",
+                      "--format", "json"},
                      With(row.options, row.missing));
   if (row.cutPoints != nullptr)
     words = With(words, {"--cut-points", folder.Write("cuts.json", row.cutPoints)});
@@ -366,7 +367,7 @@ TEST(ScreenSave, NamesThatDifferByCaseStayTwoInSql) {
         std::to_string(i % 61) + "," + std::to_string(i * 7 % 53) + "," + std::to_string(i % 61 > 30) + "\n";
   const std::string query = (folder.Path() / "bins.sql").string();
   const ProcessResult result = RunVelmora({"screen", folder.Write("a.csv", csv), "--binary-response", "risk",
-                                           "--good", "1", "--bad", "0", "--sql", query});
+                                           "--good", "1", "--bad", "0", "--sql", query, "--save-chance"});
   const std::string second = "risk_age_Coded is risk_age_Coded_2 in the query";
   ExpectSaid(result, {"many databases take the columns Age and age for one", second.c_str()});
   EXPECT_NE(ReadFile(query).find("-- Note: " + second), std::string::npos);

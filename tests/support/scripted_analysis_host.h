@@ -15,6 +15,7 @@
 #include "contract/analysis.h"
 #include "contract/list_values.h"
 #include "contract/resources.h"
+#include "contract/screening_results.h"
 #include "tests/support/automation_values.h"
 #include "tests/support/scripted_engine_host.h"
 
@@ -585,6 +586,7 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   vlm::IProcedure* CreateProcedure(int analysisId) override {
     return procedures ? procedures(analysisId) : nullptr;
   }
+  void GetScreeningSettings(vlm::ScreeningSettings* settings) override { *settings = {}; }
 
  private:
   bool Refuses() { return ++documentRequests_ == refuseDocument; }

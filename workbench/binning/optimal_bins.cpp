@@ -44,24 +44,6 @@ double WeightAt(const PreBinSums& sums, std::size_t bin) {
   return std::accumulate(from, from + sums.classCount, 0.0);
 }
 
-// The sums of groups of pre-bins; group -1 counts for nothing.
-PreBinSums Grouped(const PreBinSums& sums, const std::vector<int>& groupOf, std::size_t groupCount) {
-  PreBinSums grouped;
-  grouped.classCount = sums.classCount;
-  grouped.squaredWeights = sums.squaredWeights;
-  grouped.values.assign(groupCount * sums.Stride(), 0.0);
-  grouped.cases.assign(groupCount, 0.0);
-  for (std::size_t bin = 0; bin < sums.Count(); ++bin) {
-    if (groupOf[bin] < 0) continue;
-    const auto group = static_cast<std::size_t>(groupOf[bin]);
-    grouped.cases[group] += sums.cases[bin];
-    for (std::size_t c = 0; c < sums.Stride(); ++c) {
-      grouped.values[group * sums.Stride() + c] += sums.values[bin * sums.Stride() + c];
-    }
-  }
-  return grouped;
-}
-
 // A group for each level: those with enough weight have one each, the rare ones share the last.
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
   const double least = minShare * sums.TotalWeight();
@@ -101,7 +83,7 @@ OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
   const std::vector<std::size_t> order = OrderByLevel(groups);
   std::vector<int> placeOf(order.size());
   for (std::size_t i = 0; i < order.size(); ++i) placeOf[order[i]] = static_cast<int>(i);
-  const PreBinSums ordered = Grouped(groups, placeOf, order.size());
+  const PreBinSums ordered = SumBins(groups, placeOf, order.size());
   PartitionRules partition = WithRoom(rules);
   partition.shape = Shape::kFree;  // the order makes it ascending
   const Partitions found = FindPartitions(ordered, partition, isCancelled);
@@ -229,6 +211,11 @@ OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
   return bins;
 }
 
+void AppendBin(PreBinSums& sums, const PreBinSums& bin) {
+  sums.values.insert(sums.values.end(), bin.values.begin(), bin.values.end());
+  sums.cases.insert(sums.cases.end(), bin.cases.begin(), bin.cases.end());
+}
+
 PreBinSums Without(const PreBinSums& all, const PreBinSums& part) {
   PreBinSums rest = all;
   for (std::size_t i = 0; i < rest.values.size(); ++i) rest.values[i] -= part.values[i];
@@ -273,8 +260,8 @@ void ValidateClasses(const PreBinSums& train, const PreBinSums& held, Validation
   std::vector<Scored> scored;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
-    const bool pure = !(bad > 0) || !(good > 0);
-    const double woe = std::log(((good + (pure ? 0.5 : 0)) / goods) / ((bad + (pure ? 0.5 : 0)) / bads));
+    const double half = bad > 0 && good > 0 ? 0 : 0.5;
+    const double woe = bad > 0 || good > 0 ? std::log(((good + half) / goods) / ((bad + half) / bads)) : 0;
     const double heldBad = held.values[b * 2], heldGood = held.values[b * 2 + 1];
     sum.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
     scored.push_back({woe, heldBad, heldGood});
@@ -313,17 +300,103 @@ void AddDeviances(const PreBinSums& train, const PreBinSums& held, Errors& error
   const double half = 0.5;
   const double weight = std::accumulate(totals.begin(), totals.end(), half * static_cast<double>(classes));
   for (std::size_t b = 0; b < train.Count(); ++b) {
-    const double binWeight = WeightAt(train, b) + half * static_cast<double>(classes);
+    const bool known = WeightAt(train, b) > 0;
+    const double binWeight = known ? WeightAt(train, b) + half * static_cast<double>(classes) : weight;
     for (std::size_t c = 0; c < classes; ++c) {
       const double cases = held.values[b * classes + c];
       if (!(cases > 0)) continue;
-      errors.ofBins -= cases * std::log((train.values[b * classes + c] + half) / binWeight);
+      const double seen = known ? train.values[b * classes + c] : totals[c];
+      errors.ofBins -= cases * std::log((seen + half) / binWeight);
       errors.ofNone -= cases * std::log((totals[c] + half) / weight);
     }
   }
 }
 
+// One fold's missing cases, put where those of the other folds belong.
+void AddMissing(const MissingCases& missing, const PreBinSums& heldMissing, PreBinSums& train,
+                PreBinSums& held) {
+  PreBinSums trainMissing = Without(missing.cases->sums, heldMissing);
+  const int place = PlaceOfMissing(missing.place, train, trainMissing);
+  if (place >= 0 && static_cast<std::size_t>(place) < train.Count()) {
+    const auto from = static_cast<std::size_t>(place) * train.Stride();
+    for (std::size_t c = 0; c < train.Stride(); ++c) {
+      train.values[from + c] += trainMissing.values[c];
+      held.values[from + c] += heldMissing.values[c];
+    }
+    return;
+  }
+  if (place < 0) std::fill(trainMissing.values.begin(), trainMissing.values.end(), 0.0);
+  AppendBin(train, trainMissing);
+  AppendBin(held, heldMissing);
+}
+
 }  // namespace
+
+PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount) {
+  PreBinSums bins;
+  bins.classCount = preBins.classCount;
+  bins.squaredWeights = preBins.squaredWeights;
+  bins.values.assign(binCount * preBins.Stride(), 0.0);
+  bins.cases.assign(binCount, 0.0);
+  for (std::size_t pre = 0; pre < preBins.Count(); ++pre) {
+    if (binOf[pre] < 0) continue;
+    const auto bin = static_cast<std::size_t>(binOf[pre]);
+    bins.cases[bin] += preBins.cases[pre];
+    for (std::size_t c = 0; c < preBins.Stride(); ++c) {
+      bins.values[bin * preBins.Stride() + c] += preBins.values[pre * preBins.Stride() + c];
+    }
+  }
+  return bins;
+}
+
+int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSums& missing) {
+  const int count = static_cast<int>(bins.Count());
+  switch (place) {
+    case vlm::kMissingLeftOut:
+      return -1;
+    case vlm::kMissingOwnBin:
+      return count;
+    case vlm::kMissingInFirstBin:
+      return 0;
+    case vlm::kMissingInLastBin:
+      return count - 1;
+    case vlm::kMissingInNearestBin:
+      break;
+  }
+  const auto share = [](const PreBinSums& sums, std::size_t bin, std::size_t c) {
+    return sums.values[bin * sums.Stride() + c] / WeightAt(sums, bin);
+  };
+  // The mean is place 1 of the moments; of classes every share counts.
+  const std::size_t first = bins.classCount == 0 ? 1 : 0, last = bins.classCount == 0 ? 2 : bins.Stride();
+  int nearest = 0;
+  double least = std::numeric_limits<double>::infinity();
+  for (std::size_t bin = 0; bin < bins.Count() && WeightAt(missing, 0) > 0; ++bin) {
+    double distance = 0;
+    for (std::size_t c = first; c < last; ++c) {
+      const double difference = share(bins, bin, c) - share(missing, 0, c);
+      distance += difference * difference;
+    }
+    if (distance < least) {
+      least = distance;
+      nearest = static_cast<int>(bin);
+    }
+  }
+  return nearest;
+}
+
+bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
+  PreBinSums both = SumBins(values, std::vector<int>(values.Count(), 0), 1);
+  AppendBin(both, missing);
+  both.squaredWeights += missing.squaredWeights;
+  PartitionRules anyTwo;
+  anyTwo.maxBins = 2;
+  anyTwo.minShare = 0;
+  const Partitions found = FindPartitions(both, anyTwo);
+  if (found.byBinCount.size() < 2 || found.byBinCount[1].ends.empty()) return false;
+  const double one = DescriptionLength(found.byBinCount[0], both, Ordering::kGiven);
+  const double two = DescriptionLength(found.byBinCount[1], both, Ordering::kGiven);
+  return two + std::log(2.0) < one;
+}
 
 OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled) {
@@ -337,7 +410,7 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
                           const std::function<bool()>& isCancelled) {
   std::size_t groupCount = 0;
   const std::vector<int> groupOf = PoolRareLevels(sums, rules.minLevelShare, groupCount);
-  const PreBinSums groups = Grouped(sums, groupOf, groupCount);
+  const PreBinSums groups = SumBins(sums, groupOf, groupCount);
   OptimalBins bins = sums.classCount > 2 ? MergedGreedily(groups, rules, isCancelled)
                                          : Reordered(groups, rules, isCancelled);
   if (bins.count == 0) return bins;
@@ -349,16 +422,19 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
   return bins;
 }
 
-Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find) {
+Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find,
+                         const MissingCases& missing) {
   Validation result;
   Errors errors;
-  for (const PreBinSums& fold : pre.folds) {
+  for (std::size_t f = 0; f < pre.folds.size(); ++f) {
+    const PreBinSums& fold = pre.folds[f];
     const PreBinSums others = Without(pre.sums, fold);
     const std::vector<int> binOf = find(others);
     if (binOf.empty()) return {};
     const auto count = static_cast<std::size_t>(*std::max_element(binOf.begin(), binOf.end()) + 1);
-    const PreBinSums train = Grouped(others, binOf, count);
-    const PreBinSums held = Grouped(fold, binOf, count);
+    PreBinSums train = SumBins(others, binOf, count);
+    PreBinSums held = SumBins(fold, binOf, count);
+    if (missing.cases != nullptr) AddMissing(missing, missing.cases->folds[f], train, held);
     if (pre.sums.classCount == 2) ValidateClasses(train, held, result);
     if (pre.sums.classCount == 0) {
       AddSquaredErrors(train, held, errors);

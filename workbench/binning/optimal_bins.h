@@ -10,6 +10,7 @@
 #include <functional>
 #include <vector>
 
+#include "contract/procedures.h"
 #include "workbench/binning/partition.h"
 #include "workbench/binning/pre_bins.h"
 
@@ -52,8 +53,27 @@ struct Validation {
   double explained = 0;
 };
 
+// The cases without a value of the predictor, as MakeMissingBin gives them, and the bin that they are in.
+struct MissingCases {
+  const PreBins* cases = nullptr;  // null: there are none
+  vlm::MissingBin place = vlm::kMissingLeftOut;
+};
+
 // pre.folds must be there. find: the bin of each pre-bin from the sums of the other folds; called kFoldCount times.
-Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find);
+// Missing cases that are left out have no weight of evidence and the overall mean, so that predictors are compared on
+// all cases.
+Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find,
+                         const MissingCases& missing = {});
+
+// The sums of each bin. binOf: the bin of each pre-bin, -1 for none.
+PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount);
+
+// The bin of the missing cases: one more than there are for a bin of their own, -1 where they are left out.
+int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSums& missing);
+
+// Whether the missing cases differ from all others by more than it takes to say so (see DescriptionLength; one more bit
+// says that they do).
+bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing);
 
 // The cut between two neighbouring pre-bins: the number with the fewest digits that is at least `last`, the highest
 // value below, and less than `first`, the lowest value above; the one nearest to their middle among those.

@@ -41,11 +41,6 @@ class Dealer {
   std::size_t at_ = 0;
 };
 
-bool Counts(const stats::TreeResponse& response, std::size_t index) {
-  if (!response.present.empty() && response.present[index] == 0) return false;
-  return response.continuous || response.classOf[index] != stats::kNoClass;
-}
-
 double WeightOf(const stats::TreeResponse& response, std::size_t index) {
   return response.weights.empty() ? 1.0 : response.weights[index];
 }
@@ -100,7 +95,7 @@ std::vector<double> ValueWeights(const stats::TreeResponse& response, const stat
   for (std::size_t d = 0; d < weights.size(); ++d) {
     for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at) {
       const std::size_t index = order.cases[static_cast<std::size_t>(at)];
-      if (Counts(response, index)) weights[d] += WeightOf(response, index);
+      if (CountsForResponse(response, index)) weights[d] += WeightOf(response, index);
     }
   }
   return weights;
@@ -130,31 +125,46 @@ std::vector<int> Assign(const std::vector<double>& weights, std::size_t limit) {
   return binOf;
 }
 
-PreBins Collect(const stats::TreeResponse& response, std::span<const double> column,
-                const stats::SortedOrder& order, const std::vector<int>& binOf,
-                std::span<const std::uint8_t> folds) {
+}  // namespace
+
+bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex) {
+  if (!response.present.empty() && response.present[caseIndex] == 0) return false;
+  return response.continuous || response.classOf[caseIndex] != stats::kNoClass;
+}
+
+PreBins MakeBins(const stats::TreeResponse& response, std::span<const double> column,
+                 const stats::SortedOrder& order, const std::vector<int>& binOf,
+                 std::span<const std::uint8_t> folds) {
   PreBins bins;
   const int count = binOf.empty() ? 0 : *std::max_element(binOf.begin(), binOf.end()) + 1;
   bins.first.resize(static_cast<std::size_t>(count));
   bins.last.resize(static_cast<std::size_t>(count));
   Counter counter(response, folds, static_cast<std::size_t>(count), bins);
-  int previous = -1;
+  std::vector<bool> any(static_cast<std::size_t>(count));
   for (std::size_t d = 0; d < binOf.size(); ++d) {
     if (binOf[d] < 0) continue;
     const auto bin = static_cast<std::size_t>(binOf[d]);
-    const double value = order.Value(column, d);
-    if (binOf[d] != previous) bins.first[bin] = value;
-    bins.last[bin] = value;
-    previous = binOf[d];
+    if (!any[bin]) bins.first[bin] = order.Value(column, d);
+    bins.last[bin] = order.HighestValue(column, d);
+    any[bin] = true;
     for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at) {
       const std::size_t index = order.cases[static_cast<std::size_t>(at)];
-      if (Counts(response, index)) counter.Add(bin, index);
+      if (CountsForResponse(response, index)) counter.Add(bin, index);
     }
   }
   return bins;
 }
 
-}  // namespace
+PreBins MakeMissingBin(const stats::TreeResponse& response, std::span<const std::uint32_t> cases,
+                       std::span<const std::uint8_t> folds) {
+  PreBins bins;
+  bins.first = bins.last = {0};
+  Counter counter(response, folds, 1, bins);
+  for (const std::uint32_t index : cases) {
+    if (CountsForResponse(response, index)) counter.Add(0, index);
+  }
+  return bins;
+}
 
 std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
   std::vector<std::uint8_t> folds(response.caseCount, 0);
@@ -162,13 +172,13 @@ std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
     std::vector<Dealer> dealers;
     for (int c = 0; c < response.classCount; ++c) dealers.emplace_back(static_cast<std::uint64_t>(c));
     for (std::size_t i = 0; i < folds.size(); ++i) {
-      if (Counts(response, i)) folds[i] = dealers[response.classOf[i]].Next();
+      if (CountsForResponse(response, i)) folds[i] = dealers[response.classOf[i]].Next();
     }
     return folds;
   }
   std::vector<std::uint32_t> cases;
   for (std::size_t i = 0; i < folds.size(); ++i) {
-    if (Counts(response, i)) cases.push_back(static_cast<std::uint32_t>(i));
+    if (CountsForResponse(response, i)) cases.push_back(static_cast<std::uint32_t>(i));
   }
   std::sort(cases.begin(), cases.end(), [&](std::uint32_t a, std::uint32_t b) {
     const double left = response.deviations[a], right = response.deviations[b];
@@ -182,14 +192,14 @@ std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
 PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
                     const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds) {
   const std::vector<double> weights = ValueWeights(response, order);
-  return Collect(response, column, order, Assign(weights, static_cast<std::size_t>(std::max(limit, 2))),
-                 folds);
+  return MakeBins(response, column, order, Assign(weights, static_cast<std::size_t>(std::max(limit, 2))),
+                  folds);
 }
 
 PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
                    const stats::SortedOrder& order, std::span<const std::uint8_t> folds) {
   const std::vector<double> weights = ValueWeights(response, order);
-  return Collect(response, column, order, Assign(weights, weights.size() + 1), folds);
+  return MakeBins(response, column, order, Assign(weights, weights.size() + 1), folds);
 }
 
 }  // namespace velmora::binning

@@ -39,6 +39,19 @@ std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response);
 PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
                     const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds = {});
 
+// The bins that binOf gives the distinct values of an order, -1 for a value in none of them; first and last are the
+// ends of the values in a bin.
+PreBins MakeBins(const stats::TreeResponse& response, std::span<const double> column,
+                 const stats::SortedOrder& order, const std::vector<int>& binOf,
+                 std::span<const std::uint8_t> folds = {});
+
+// Cases without a value as one pre-bin, whose ends mean nothing.
+PreBins MakeMissingBin(const stats::TreeResponse& response, std::span<const std::uint32_t> cases,
+                       std::span<const std::uint8_t> folds = {});
+
+// Whether a case has a response and a weight.
+bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex);
+
 // One pre-bin per level that has cases, in order of code.
 PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
                    const stats::SortedOrder& order, std::span<const std::uint8_t> folds = {});

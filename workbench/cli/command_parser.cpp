@@ -87,6 +87,17 @@ void CommandParser::Number(const std::string& name, double& target, double minim
   });
 }
 
+void CommandParser::Share(const std::string& name, double& target, bool oneToo) {
+  library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
+    double value = 0;
+    if (!ParseWhole(text, value) || !(value >= 0 && (value < 1 || (oneToo && value == 1)))) {
+      throw UsageError(name + " takes a share from 0 to 1, such as 0.05, not " +
+                       (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
+    }
+    target = value;
+  });
+}
+
 void CommandParser::Choice(const std::string& name, int& target, std::vector<std::string> words) {
   library_->app.add_option_function<std::string>(name, [name, words = std::move(words),
                                                         &target](const std::string& text) {

@@ -31,6 +31,8 @@ class CommandParser {
   void WholeNumber(const std::string& name, int& target, int minimum, int maximum);
   // A number between minimum and maximum, both excluded.
   void Number(const std::string& name, double& target, double minimum, double maximum);
+  // A share from 0 to 1, 1 excluded unless oneToo.
+  void Share(const std::string& name, double& target, bool oneToo = false);
   // One of the words; target gets its index.
   void Choice(const std::string& name, int& target, std::vector<std::string> words);
   // The one argument without an option. When it is missing, the last value of a list option is

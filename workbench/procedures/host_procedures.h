@@ -20,6 +20,8 @@
 #include <vector>
 
 #include "contract/procedures.h"
+#include "contract/screening_results.h"
+#include "workbench/binning/optimal_bins.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/sheet.h"
 
@@ -33,6 +35,21 @@ struct UserBins {
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 
+// Optimal bins in place of trees, and what else an analysis asks of its bins.
+struct BinningPlan {
+  bool optimal = true;  // false: trees
+  // A criterion or shape that a response does not have gives way to deviance or any shape.
+  binning::BinningRules rules;
+  std::map<int, binning::BinningRules> rulesOf;  // of single predictors, by variable number
+  int preBins = 100;
+  vlm::ScreeningSettings screening{};  // for the module
+
+  const binning::BinningRules& RulesFor(int variable) const {
+    const auto own = rulesOf.find(variable);
+    return own != rulesOf.end() ? own->second : rules;
+  }
+};
+
 struct ProcedureSettings {
   // Prunes splits that are no better than chance; never the first one. Off to compare trees with
   // other programs'.
@@ -43,6 +60,8 @@ struct ProcedureSettings {
   UserBinsByVariable userBins;
   // Those of the analysis that asks, instead of userBins; null: it has none.
   std::shared_ptr<const UserBinsByVariable> analysisBins;
+  // How that analysis finds bins; null: by trees, as its dialogs say.
+  std::shared_ptr<const BinningPlan> binning;
 };
 
 // What procedures need of the session. Functions are called on the session's thread.

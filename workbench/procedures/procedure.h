@@ -120,9 +120,9 @@ class Procedure : public vlm::IProcedure {
     }
   }
 
-  static constexpr std::size_t kOptionCount = 5;
+  static constexpr std::size_t kOptionCount = 6;
   std::vector<std::vector<int>> fields_;
-  std::array<int, kOptionCount> options_{0, 0, 5, 1, 0};  // by ProcedureOption
+  std::array<int, kOptionCount> options_{0, 0, 5, 1, 0, 0};  // by ProcedureOption
   std::string error_;
   int analysisId_;
   int references_ = 1;

@@ -107,6 +107,17 @@ OrderPointer HostProcedures::Shared::OrderOf(const TablePointer& table, int vari
   return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes);
 }
 
+std::vector<std::uint32_t> CasesWithoutValue(const Column& column, const stats::TreeResponse& response) {
+  const MissingRange missing(column.missingCode);
+  std::vector<std::uint32_t> cases;
+  for (std::size_t i = 0; i < column.values.size(); ++i) {
+    const double value = column.values[i];
+    if ((std::isnan(value) || missing.Contains(value)) && binning::CountsForResponse(response, i))
+      cases.push_back(static_cast<std::uint32_t>(i));
+  }
+  return cases;
+}
+
 std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order) {
   std::vector<std::uint8_t> marked(caseCount);
   for (const std::uint32_t i : order.cases) marked[i] = 1;
@@ -129,6 +140,11 @@ std::shared_ptr<const stats::CaseRanks> HostProcedures::Shared::Ranks(const Tabl
                                                         MarkCases(caseCount, cases), response->tree.weights);
   if (allCases) ranks_ = {response, ranks};
   return ranks;
+}
+
+std::span<const std::uint8_t> HostProcedures::Shared::FoldsOf(const ResponsePointer& response) {
+  if (folds_.response != response) folds_ = {response, binning::StratifiedFolds(response->tree)};
+  return folds_.folds;
 }
 
 void HostProcedures::Shared::UseTable(const TablePointer& table) {
@@ -173,6 +189,7 @@ void HostProcedures::Shared::Forget() {
   responses_.clear();
   orders_.Forget();
   ranks_ = {};
+  folds_ = {};
   table_ = {};
 }
 

@@ -83,6 +83,8 @@ struct HostProcedures::Shared {
   // Ranks of a response over these cases, a subset of those that count for it, with its weights.
   std::shared_ptr<const stats::CaseRanks> Ranks(const TablePointer& table, const ResponsePointer& response,
                                                 const stats::SortedOrder& cases);
+  // Folds of the cases for cross-validation, by the response alone.
+  std::span<const std::uint8_t> FoldsOf(const ResponsePointer& response);
   // Called now and then in long work; throws when the user has cancelled.
   void Checkpoint() const {
     if (environment.checkpoint) environment.checkpoint();
@@ -111,6 +113,11 @@ struct HostProcedures::Shared {
     std::shared_ptr<const stats::CaseRanks> ranks;
   };
 
+  struct KnownFolds {
+    ResponsePointer response;
+    std::vector<std::uint8_t> folds;
+  };
+
   // Everything kept belongs to one table; another one begins afresh.
   void UseTable(const TablePointer& table);
 
@@ -121,6 +128,7 @@ struct HostProcedures::Shared {
   std::list<KnownMask> masks_;            // newest first
   std::list<ResponsePointer> responses_;  // newest first
   KnownRanks ranks_;
+  KnownFolds folds_;
 };
 
 // Codes of a code list: numbers, or texts in double quotation marks, separated by blanks or '|'.
@@ -134,6 +142,9 @@ CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels
 
 // A code as outputs show it: its label, otherwise the shortest number text that reads back.
 std::string CodeTextOf(const Column& column, double code);
+
+// The cases that count for a response and have no value of the column, ascending.
+std::vector<std::uint32_t> CasesWithoutValue(const Column& column, const stats::TreeResponse& response);
 
 // One byte per case of the table: 1 for the cases of the order.
 std::vector<std::uint8_t> MarkCases(std::size_t caseCount, const stats::SortedOrder& order);

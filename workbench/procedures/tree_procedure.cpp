@@ -1,9 +1,11 @@
 // The tree procedure: one predictor, one response; the tree as data, as sheets, and as bins of a
 // work sheet.
 #include <algorithm>
-#include <cmath>
+#include <numeric>
 #include <string_view>
 
+#include "base/tolerant.h"
+#include "workbench/binning/optimal_bins.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/expression.h"
 #include "workbench/procedures/procedure.h"
@@ -31,11 +33,53 @@ std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
   return numbers;
 }
 
+constexpr vlm::TreeFit kNoFit = {
+    -1, 0, 0, vlm::kAnyShape, vlm::kMissingValue, vlm::kMissingValue, vlm::kMissingValue};
+
+// Of two classes the shape is that of the last one's rate, which the search has in the first place.
+void SwapTwoClasses(binning::PreBins& pre) {
+  const auto swap = [](binning::PreBinSums& sums) {
+    for (std::size_t i = 0; i + 1 < sums.values.size(); i += 2) std::swap(sums.values[i], sums.values[i + 1]);
+  };
+  if (pre.sums.classCount != 2) return;
+  swap(pre.sums);
+  for (binning::PreBinSums& fold : pre.folds) swap(fold);
+}
+
+// The rules as far as the response has such a criterion and such a shape.
+binning::BinningRules RulesThatApply(binning::BinningRules rules, const stats::TreeResponse& response) {
+  using binning::Criterion;
+  const bool twoClasses = !response.continuous && response.classCount == 2;
+  Criterion& criterion = rules.partition.criterion;
+  if ((criterion == Criterion::kInformationValue && !twoClasses) ||
+      (criterion == Criterion::kGini && response.continuous) ||
+      (criterion == Criterion::kVariance && !response.continuous))
+    criterion = Criterion::kDeviance;
+  if (!twoClasses && !response.continuous) rules.partition.shape = binning::Shape::kFree;
+  return rules;
+}
+
+int ShapeNumber(binning::Shape shape) {
+  switch (shape) {
+    case binning::Shape::kAscending:
+      return vlm::kAscendingShape;
+    case binning::Shape::kDescending:
+      return vlm::kDescendingShape;
+    case binning::Shape::kPeak:
+      return vlm::kPeakShape;
+    case binning::Shape::kValley:
+      return vlm::kValleyShape;
+    default:
+      return vlm::kAnyShape;
+  }
+}
+
 class TreeData final : public vlm::ITree {
  public:
   TreeData(std::vector<vlm::TreeNode> nodes, BinsPointer bins, std::vector<std::vector<double>> levels,
-           std::vector<std::string> levelTexts)
-      : nodes_(std::move(nodes)),
+           std::vector<std::string> levelTexts, const vlm::TreeFit& fit)
+      : fit_(fit),
+        nodes_(std::move(nodes)),
         bins_(std::move(bins)),
         levels_(std::move(levels)),
         levelTexts_(std::move(levelTexts)) {}
@@ -62,6 +106,7 @@ class TreeData final : public vlm::ITree {
     const std::string_view list = HasBin(bin) ? std::string_view(At(levelTexts_, bin)) : std::string_view();
     text->Assign(list.data(), vlm::LengthOf(list));
   }
+  void GetFit(vlm::TreeFit* fit) override { *fit = fit_; }
 
  private:
   ~TreeData() = default;
@@ -71,6 +116,7 @@ class TreeData final : public vlm::ITree {
     return list[static_cast<std::size_t>(bin)];
   }
 
+  vlm::TreeFit fit_;
   std::vector<vlm::TreeNode> nodes_;
   BinsPointer bins_;
   std::vector<std::vector<double>> levels_;  // of each bin
@@ -92,6 +138,12 @@ class TreeProcedure final : public Procedure {
   void ReadVariables();
   ResponsePointer ResponseFor(CaseSettings cases);
   stats::Tree Grow(const stats::SortedOrder& order);
+  stats::Tree GrowUserBins(const stats::SortedOrder& order, const UserBins& own);
+  stats::Tree GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan);
+  std::vector<int> BinOfValues(const stats::SortedOrder& order) const;
+  void Validate(const binning::PreBins& pre,
+                const std::function<std::vector<int>(const binning::PreBinSums&)>& find);
+  void PlaceMissingCases(const stats::SortedOrder& order);
   void ReportDropped(const std::vector<stats::DroppedCut>& dropped);
 
   std::shared_ptr<Sheet> SummarySheet() const;
@@ -100,10 +152,15 @@ class TreeProcedure final : public Procedure {
   void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
   std::string BranchText(const stats::TreeNode& parent, bool left) const;
   std::string LevelList(int node) const;
+  bool MissingHasOwnBin() const;
+  Bins BinsOfValues() const;
   const BinsPointer& TreeBins();
   double FrequentClass(int node) const;
   int NumberOf(int node) const { return numbers_[static_cast<std::size_t>(node - 1)]; }
 
+  vlm::MissingBin MissingPlace() const {
+    return static_cast<vlm::MissingBin>(Option(vlm::kMissingBinOption));
+  }
   const Column& Predictor() const { return table_->Variable(predictor_); }
   bool IsRegression() const { return Option(vlm::kRegressionTreeOption) != 0; }
 
@@ -113,6 +170,8 @@ class TreeProcedure final : public Procedure {
   std::vector<double> codes_;  // of a categorical predictor
   ResponsePointer grownOn_;
   stats::Tree tree_;
+  std::vector<std::uint32_t> missing_;  // cases without the predictor that get a bin
+  vlm::TreeFit fit_{};
   std::vector<int> numbers_;  // shown number of each node
   std::vector<int> nodeAt_;   // node of each shown number
   BinsPointer bins_;          // made when first asked for
@@ -155,7 +214,12 @@ void TreeProcedure::Compute() {
   grownOn_ = ResponseFor(cases_);
   const OrderPointer order =
       RestrictOrder(shared_->OrderOf(table_, predictor_), Predictor().values, {}, codes_);
+  const vlm::MissingBin place = MissingPlace();
+  missing_ = place == vlm::kMissingLeftOut ? std::vector<std::uint32_t>()
+                                           : CasesWithoutValue(Predictor(), grownOn_->tree);
+  fit_ = kNoFit;
   tree_ = Grow(*order);
+  PlaceMissingCases(*order);
   numbers_ = NumbersFromLeftToRight(tree_);
   nodeAt_.assign(numbers_.size(), 0);
   for (std::size_t i = 0; i < numbers_.size(); ++i) {
@@ -164,27 +228,121 @@ void TreeProcedure::Compute() {
 }
 
 stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
-  const std::vector<double>& column = Predictor().values;
   const ProcedureSettings& settings = shared_->settings;
   const UserBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.userBins;
-  if (const auto own = bins.find(predictor_); own != bins.end()) {
-    std::vector<stats::DroppedCut> dropped;
-    stats::Tree tree = categorical_
-                           ? stats::TreeFromGroups(grownOn_->tree, column, order, own->second.groups,
-                                                   shared_->treeScratch, dropped)
-                           : stats::TreeFromCutPoints(grownOn_->tree, column, order, own->second.cutPoints,
-                                                      shared_->treeScratch, dropped);
-    ReportDropped(dropped);
-    return tree;
-  }
+  if (const auto own = bins.find(predictor_); own != bins.end()) return GrowUserBins(order, own->second);
+  if (settings.binning && settings.binning->optimal) return GrowOptimal(order, *settings.binning);
   stats::TreeOptions options;
   options.leastCasesToSplit = Option(vlm::kLeastCasesToSplitOption);
   options.leastCasesInChild = Option(vlm::kLeastCasesInChildOption);
   options.prune.enabled = shared_->settings.pruneTrees;
   return stats::GrowTree(
-      grownOn_->tree, column, order,
+      grownOn_->tree, Predictor().values, order,
       categorical_ ? stats::PredictorKind::kCategorical : stats::PredictorKind::kContinuous, options,
       shared_->treeScratch);
+}
+
+stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const UserBins& own) {
+  const std::vector<double>& column = Predictor().values;
+  std::vector<stats::DroppedCut> dropped;
+  stats::Tree tree = categorical_ ? stats::TreeFromGroups(grownOn_->tree, column, order, own.groups,
+                                                          shared_->treeScratch, dropped)
+                                  : stats::TreeFromCutPoints(grownOn_->tree, column, order, own.cutPoints,
+                                                             shared_->treeScratch, dropped);
+  ReportDropped(dropped);
+  if (shared_->settings.binning && !tree.nodes.empty()) {
+    tree_ = std::move(tree);
+    std::vector<int> each(tree_.bins.size());
+    std::iota(each.begin(), each.end(), 0);
+    Validate(binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), shared_->FoldsOf(grownOn_)),
+             [&](const binning::PreBinSums&) { return each; });
+    tree = std::move(tree_);
+  }
+  return tree;
+}
+
+stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan) {
+  const std::vector<double>& column = Predictor().values;
+  const binning::BinningRules rules = RulesThatApply(plan.RulesFor(predictor_), grownOn_->tree);
+  const std::span<const std::uint8_t> folds = shared_->FoldsOf(grownOn_);
+  binning::PreBins pre = categorical_
+                             ? binning::MakeLevels(grownOn_->tree, column, order, folds)
+                             : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, folds);
+  if (pre.Count() == 0) return {};
+  if (pre.Count() == 1 && missing_.empty()) throw DataError("It has one value in the cases used.");
+  SwapTwoClasses(pre);
+  shared_->Checkpoint();
+  const auto find = [&](const binning::PreBinSums& sums) {
+    return categorical_ ? binning::FindLevelBins(sums, rules) : binning::FindOrderedBins(sums, rules);
+  };
+  const binning::OptimalBins found = find(pre.sums);
+  fit_.mergedGreedily = found.greedy ? 1 : 0;
+  fit_.shape = ShapeNumber(found.shape);
+  Validate(pre, [&](const binning::PreBinSums& sums) {
+    shared_->Checkpoint();
+    return find(sums).binOf;
+  });
+  std::vector<stats::DroppedCut> dropped;
+  if (categorical_) {
+    std::vector<std::vector<double>> groups(static_cast<std::size_t>(found.count));
+    for (std::size_t level = 0; level < pre.Count(); ++level)
+      groups[static_cast<std::size_t>(found.binOf[level])].push_back(pre.first[level]);
+    return stats::TreeFromGroups(grownOn_->tree, column, order, groups, shared_->treeScratch, dropped);
+  }
+  std::vector<double> cuts;
+  for (std::size_t bin = 1; bin < pre.Count(); ++bin) {
+    if (found.binOf[bin] != found.binOf[bin - 1])
+      cuts.push_back(binning::CutBetween(pre.last[bin - 1], pre.first[bin]));
+  }
+  return stats::TreeFromCutPoints(grownOn_->tree, column, order, cuts, shared_->treeScratch, dropped);
+}
+
+// What the bins are worth on other cases, and whether they say more than one bin of all cases.
+void TreeProcedure::Validate(const binning::PreBins& pre,
+                             const std::function<std::vector<int>(const binning::PreBinSums&)>& find) {
+  const bool dropped = MissingPlace() == vlm::kMissingLeftOut;
+  const std::vector<std::uint32_t> without =
+      dropped ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
+  binning::PreBins missing = binning::MakeMissingBin(grownOn_->tree, without, shared_->FoldsOf(grownOn_));
+  SwapTwoClasses(missing);
+  binning::MissingCases rule;
+  if (!without.empty()) rule = {&missing, MissingPlace()};
+  const binning::Validation validation = binning::CrossValidate(pre, find, rule);
+  if (!grownOn_->tree.continuous && grownOn_->tree.classCount == 2) {
+    fit_.heldOutInformationValue = validation.informationValue;
+    fit_.heldOutGini = validation.gini;
+  }
+  fit_.heldOutExplained = validation.explained;
+  const std::vector<int> binOf = find(pre.sums);
+  const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
+  const bool missingCount = !missing_.empty() && MissingPlace() == vlm::kMissingOwnBin;
+  fit_.noBetterThanChance =
+      oneBin && !(missingCount && binning::MissingCasesDiffer(pre.sums, missing.sums)) ? 1 : 0;
+}
+
+// The bin of each distinct value of the order.
+std::vector<int> TreeProcedure::BinOfValues(const stats::SortedOrder& order) const {
+  std::vector<int> binOf(order.DistinctCount(), -1);
+  const Bins bins = BinsOfValues();
+  std::size_t bin = 0;
+  for (std::size_t d = 0; d < binOf.size(); ++d) {
+    const double value = order.Value(Predictor().values, d);
+    if (categorical_) {
+      binOf[d] = bins.BinOfLevel(value);
+      continue;
+    }
+    while (bin < bins.cutPoints.size() && value > vlm::RaisedByTolerance(bins.cutPoints[bin])) ++bin;
+    binOf[d] = static_cast<int>(bin);
+  }
+  return binOf;
+}
+
+void TreeProcedure::PlaceMissingCases(const stats::SortedOrder& order) {
+  if (missing_.empty() || tree_.nodes.empty()) return;
+  const binning::PreBins bins =
+      binning::MakeBins(grownOn_->tree, Predictor().values, order, BinOfValues(order));
+  fit_.missingBin = binning::PlaceOfMissing(MissingPlace(), bins.sums,
+                                            binning::MakeMissingBin(grownOn_->tree, missing_).sums);
 }
 
 void TreeProcedure::ReportDropped(const std::vector<stats::DroppedCut>& dropped) {
@@ -290,21 +448,33 @@ std::shared_ptr<Sheet> TreeProcedure::NodeSheet(int number) const {
   return sheet;
 }
 
+bool TreeProcedure::MissingHasOwnBin() const {
+  return fit_.missingBin == static_cast<int>(tree_.bins.size());
+}
+
 const BinsPointer& TreeProcedure::TreeBins() {
   if (bins_) return bins_;
-  auto bins = std::make_shared<Bins>();
-  bins->categorical = categorical_;
+  auto bins = std::make_shared<Bins>(BinsOfValues());
   for (const int node : tree_.bins) bins->nodes.push_back(NumberOf(node));
+  bins->missingBin = fit_.missingBin;
+  if (MissingHasOwnBin()) bins->nodes.push_back(static_cast<int>(tree_.nodes.size()) + 1);
+  return bins_ = std::move(bins);
+}
+
+// Without the numbers of their nodes.
+Bins TreeProcedure::BinsOfValues() const {
+  Bins bins;
+  bins.categorical = categorical_;
   if (categorical_) {
     for (std::size_t bin = 0; bin < tree_.bins.size(); ++bin) {
       for (const double level : tree_.Levels(tree_.bins[bin]))
-        bins->levels.emplace_back(level, static_cast<int>(bin));
+        bins.levels.emplace_back(level, static_cast<int>(bin));
     }
-    std::sort(bins->levels.begin(), bins->levels.end());
+    std::sort(bins.levels.begin(), bins.levels.end());
   } else {
-    bins->cutPoints = tree_.CutPoints();
+    bins.cutPoints = tree_.CutPoints();
   }
-  return bins_ = std::move(bins);
+  return bins;
 }
 
 vlm::IWorkSheet* TreeProcedure::MakeWork() {
@@ -329,7 +499,12 @@ vlm::ITree* TreeProcedure::MakeTree() {
     levels.push_back(categorical_ ? tree_.Levels(node) : std::vector<double>());
     levelTexts.push_back(categorical_ ? LevelList(node) : std::string());
   }
-  return new TreeData(std::move(nodes), TreeBins(), std::move(levels), std::move(levelTexts));
+  if (MissingHasOwnBin()) {
+    nodes.push_back({0, 0, 0, fit_.missingBin, vlm::kMissingValue});
+    levels.emplace_back();
+    levelTexts.emplace_back();
+  }
+  return new TreeData(std::move(nodes), TreeBins(), std::move(levels), std::move(levelTexts), fit_);
 }
 
 }  // namespace

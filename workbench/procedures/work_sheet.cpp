@@ -97,7 +97,23 @@ void WorkData::MakeRows() {
       begin = end;
     }
   }
+  rows->valueCount = order.CaseCount();
+  if (bins_->missingBin >= 0) AddMissingRows(*rows);
   rows_ = std::move(rows);
+}
+
+void WorkData::AddMissingRows(WorkRows& rows) const {
+  const std::vector<std::uint32_t> missing = CasesWithoutValue(PredictorColumn(), response_->tree);
+  if (missing.empty()) return;
+  auto order = std::make_shared<stats::SortedOrder>();
+  order->cases.reserve(rows.order->cases.size() + missing.size());
+  order->cases.assign(rows.order->cases.begin(), rows.order->cases.end());
+  order->cases.insert(order->cases.end(), missing.begin(), missing.end());
+  order->starts.assign(rows.order->starts.begin(), rows.order->starts.end());
+  if (order->starts.empty()) order->starts.push_back(0);
+  order->starts.push_back(static_cast<std::int32_t>(order->cases.size()));
+  rows.segments.push_back({rows.valueCount, order->cases.size(), bins_->missingBin});
+  rows.order = std::move(order);
 }
 
 const stats::CaseRanks& WorkData::Ranks() {
@@ -373,6 +389,10 @@ class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
     const std::vector<double>& column1or2 =
         (column == 1 ? data_->PredictorColumn() : data_->ResponseColumn()).values;
     for (std::size_t i = 0; i < count; ++i) values[i] = column1or2[cases[i]];
+    if (column == 1 && first + count > rows.valueCount) {
+      const std::size_t valid = std::max(rows.valueCount, first) - first;
+      std::fill(values + valid, values + count, kMissing);
+    }
   }
   void Evict() override { data_->Evict(); }
 

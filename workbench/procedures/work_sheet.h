@@ -21,6 +21,7 @@ struct Bins {
   // categorical predictor: code and bin index, by rising code
   std::vector<std::pair<double, int>> levels;
   bool categorical = false;
+  int missingBin = -1;  // of the cases without a value; -1: they have none
 
   // The bin of a level within the tolerance, -1 for one that the tree has not seen.
   int BinOfLevel(double level) const;
@@ -34,9 +35,11 @@ struct Segment {
   int bin = 0;
 };
 
-// The rows of a work sheet: cases by rising predictor value, and their bins.
+// The rows of a work sheet: cases by rising predictor value, and their bins. Cases without a value
+// come last, as if they had one value more.
 struct WorkRows {
   OrderPointer order;             // the cases of the sheet
+  std::size_t valueCount = 0;     // rows with a value of the predictor
   std::vector<Segment> segments;  // all rows, in order; for a categorical predictor one per level
 };
 
@@ -66,6 +69,7 @@ class WorkData {
 
  private:
   void MakeRows();
+  void AddMissingRows(WorkRows& rows) const;
 
   std::shared_ptr<HostProcedures::Shared> shared_;
   TablePointer table_;

@@ -67,9 +67,10 @@ class WorkSheetProcedure : public Procedure {
     if (column != kPredictorColumn) throw DataError("The grouping must be the predictor, plain or coded.");
     const stats::SortedOrder& order = *rows.order;
     for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
-      ranges.push_back({static_cast<std::size_t>(order.starts[d]),
-                        static_cast<std::size_t>(order.starts[d + 1]),
-                        order.Value(data_->PredictorColumn().values, d)});
+      const auto begin = static_cast<std::size_t>(order.starts[d]);
+      const bool isMissing = begin >= rows.valueCount;
+      ranges.push_back({begin, static_cast<std::size_t>(order.starts[d + 1]),
+                        isMissing ? kMissing : order.Value(data_->PredictorColumn().values, d)});
     }
     return ranges;
   }
@@ -298,7 +299,9 @@ class Gatherer {
   Gatherer(const Gatherer&) = delete;
   Gatherer& operator=(const Gatherer&) = delete;
 
+  // Of the predictor, rows without a value are passed over.
   void Add(std::size_t begin, std::size_t end) {
+    if (column_ == kPredictorColumn) end = std::max(begin, std::min(end, data_.Rows().valueCount));
     const std::uint32_t* cases = data_.Rows().order->cases.data();
     const double* column =
         (column_ == kPredictorColumn ? data_.PredictorColumn() : data_.ResponseColumn()).values.data();

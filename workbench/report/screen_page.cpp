@@ -126,7 +126,7 @@ class ResponseSection {
       const ScreenedPredictor& predictor = response_.predictors[i];
       PageJson one = {{"name", Utf8Of(predictor.name)}, {"target", panelPrefix_ + std::to_string(i + 1)}};
       if (i == 0) {
-        const ScreenStatistic& statistic = SortStatisticOf(response_);
+        const ScreenStatistic& statistic = RankingOf(response_).statistic;
         one["figure"] =
             std::string(statistic.header) + " " + Shown(predictor.figures.*statistic.value, statistic.format);
       }
@@ -151,8 +151,8 @@ class ResponseSection {
       text += " with " + Counted(static_cast<std::int64_t>(response_.codes.size()), "class", "classes");
     }
     text += "; " + Counted(response_.cases.used, "case", "cases") + "; sorted by " +
-            SortStatisticOf(response_).header;
-    if (response_.kind == vlm::kBinaryResponse && response_.run.sortChoice == 0) text += ", smallest first";
+            RankingOf(response_).statistic.header;
+    if (RankingOf(response_).by == RankBy::kGini) text += ", smallest first";
     return text;
   }
 
@@ -198,7 +198,7 @@ class ResponseSection {
          {"role", "name"},
          {"targets", panelPrefix_},
          {"texts", Values([](const ScreenedPredictor& one) { return PageJson(Utf8Of(one.name)); })}});
-    for (const ScreenStatistic& statistic : StatisticsOf(response_.kind))
+    for (const ScreenStatistic& statistic : StatisticsOf(response_))
       columns.push_back(StatisticColumn(statistic));
     columns.push_back(
         {{"title", "Strength"}, {"role", "bar"}, {"values", Values([&](const ScreenedPredictor& one) {

@@ -33,43 +33,95 @@ const char* PredictorKindName(const ScreenedPredictor& predictor) {
   return predictor.figures.categorical ? "categorical" : "continuous";
 }
 
-const std::vector<ScreenStatistic>& StatisticsOf(vlm::ResponseKind kind) {
-  // The sort choices of a kind come first, in the order of their numbers.
-  static const std::vector<ScreenStatistic> binary = {
-      {"Gini", &Predictor::giniAfter, "0.0000"},
-      {"Information value", &Predictor::informationValue, "0.0000"},
-      {"Cramer's V", &Predictor::cramersV, "0.0000"}};
-  static const std::vector<ScreenStatistic> continuous = {
-      {"R-squared", &Predictor::rSquared, "0.0000"},
-      {"F-statistic", &Predictor::fStatistic, "0.000"},
-      {"R-squared of ranks", &Predictor::rSquaredRanks, "0.0000"}};
-  static const std::vector<ScreenStatistic> categorical = {{"p-value", &Predictor::chiSquareP, nullptr},
-                                                           {"Chi-square", &Predictor::chiSquare, "0.000"},
-                                                           {"Cramer's V", &Predictor::cramersV, "0.0000"}};
-  if (kind == vlm::kBinaryResponse) return binary;
-  return kind == vlm::kContinuousResponse ? continuous : categorical;
+const std::vector<ScreenRanking>& ScreenRankings() {
+  using enum RankBy;
+  constexpr vlm::ResponseKind kB = vlm::kBinaryResponse, kM = vlm::kContinuousResponse,
+                              kC = vlm::kCategoricalResponse;
+  static const std::vector<ScreenRanking> rankings = {
+      {kOutOfFold, kB, "out-of-fold", {"IV (CV)", &Predictor::heldOutInformationValue, "0.0000"}, false},
+      {kOutOfFold, kM, "out-of-fold", {"R2 (CV)", &Predictor::heldOutExplained, "0.0000"}, false},
+      {kOutOfFold, kC, "out-of-fold", {"deviance (CV)", &Predictor::heldOutExplained, "0.0000"}, false},
+      {kOutOfFoldGini, kB, "out-of-fold-gini", {"Gini (CV)", &Predictor::heldOutGini, "0.0000"}, false},
+      {kInformationValue, kB, "iv", {"Information value", &Predictor::informationValue, "0.0000"}, false},
+      {kGini, kB, "gini", {"Gini", &Predictor::giniAfter, "0.0000"}, true},
+      {kChiSquare, kB, "chi-square", {"Chi-square", &Predictor::chiSquare, "0.000"}, false},
+      {kChiSquare, kC, "chi-square", {"Chi-square", &Predictor::chiSquare, "0.000"}, false},
+      {kP, kB, "p", {"p-value", &Predictor::chiSquareP, nullptr}, true},
+      {kP, kC, "p", {"p-value", &Predictor::chiSquareP, nullptr}, true},
+      {kCramersV, kB, "v", {"Cramer's V", &Predictor::cramersV, "0.0000"}, false},
+      {kCramersV, kC, "v", {"Cramer's V", &Predictor::cramersV, "0.0000"}, false},
+      {kRSquared, kM, "r2", {"R-squared", &Predictor::rSquared, "0.0000"}, false},
+      {kF, kM, "f", {"F-statistic", &Predictor::fStatistic, "0.000"}, false},
+      {kRSquaredOfRanks, kM, "r2-ranks", {"R-squared of ranks", &Predictor::rSquaredRanks, "0.0000"}, false}};
+  return rankings;
 }
 
-const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response) {
-  return StatisticsOf(response.kind)[response.run.sortChoice == 0 ? 0 : 1];
+const ScreenRanking& RankingOf(vlm::ResponseKind kind, RankBy by, int sortChoice) {
+  const bool first = sortChoice == 0;
+  const RankBy prescribed = kind == vlm::kBinaryResponse ? (first ? RankBy::kGini : RankBy::kInformationValue)
+                            : kind == vlm::kContinuousResponse ? (first ? RankBy::kRSquared : RankBy::kF)
+                                                               : (first ? RankBy::kP : RankBy::kChiSquare);
+  const ScreenRanking* found = nullptr;
+  for (const ScreenRanking& ranking : ScreenRankings()) {
+    if (ranking.kind != kind) continue;
+    if (ranking.by == by) return ranking;
+    if (ranking.by == prescribed) found = &ranking;
+  }
+  return *found;
+}
+
+const ScreenRanking& RankingOf(const ScreenedResponse& response) {
+  return RankingOf(response.kind, response.rankedBy, response.run.sortChoice);
+}
+
+std::vector<ScreenStatistic> StatisticsOf(const ScreenedResponse& response) {
+  using enum RankBy;
+  std::vector<RankBy> shown;
+  const bool validated = IsCrossValidated(response);
+  switch (response.kind) {
+    case vlm::kBinaryResponse:
+      shown = validated ? std::vector{kOutOfFold, kInformationValue, kOutOfFoldGini, kCramersV}
+                        : std::vector{kGini, kInformationValue, kCramersV};
+      break;
+    case vlm::kContinuousResponse:
+      shown = validated ? std::vector{kOutOfFold, kRSquared, kF, kRSquaredOfRanks}
+                        : std::vector{kRSquared, kF, kRSquaredOfRanks};
+      break;
+    case vlm::kCategoricalResponse:
+      shown =
+          validated ? std::vector{kOutOfFold, kChiSquare, kCramersV} : std::vector{kP, kChiSquare, kCramersV};
+      break;
+  }
+  const RankBy by = RankingOf(response).by;
+  // The prescribed tables keep their order; in the others the figure of the ranking comes first.
+  if (std::find(shown.begin(), shown.end(), by) == shown.end()) shown.insert(shown.begin(), by);
+  std::vector<ScreenStatistic> statistics;
+  for (const RankBy one : shown)
+    statistics.push_back(RankingOf(response.kind, one, response.run.sortChoice).statistic);
+  for (ScreenStatistic& statistic : statistics) {
+    if (validated && statistic.value == &Predictor::informationValue) statistic.header = "IV";
+  }
+  return statistics;
+}
+
+bool IsCrossValidated(const ScreenedResponse& response) {
+  return std::any_of(
+      response.predictors.begin(), response.predictors.end(),
+      [](const ScreenedPredictor& one) { return !IsMissing(one.figures.heldOutExplained, kMissing); });
+}
+
+std::size_t CountAboveChance(const ScreenedResponse& response) {
+  return static_cast<std::size_t>(
+      std::count_if(response.predictors.begin(), response.predictors.end(),
+                    [](const ScreenedPredictor& one) { return one.figures.noBetterThanChance == 0; }));
 }
 
 double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures) {
-  const bool first = response.run.sortChoice == 0;
-  double strength = 0;
-  switch (response.kind) {
-    case vlm::kBinaryResponse:
-      // The decrease of the impurity of all cases by the bins.
-      strength =
-          first ? 2 * figures.badShare * figures.goodShare - figures.giniAfter : figures.informationValue;
-      break;
-    case vlm::kContinuousResponse:
-      strength = first ? figures.rSquared : figures.fStatistic;
-      break;
-    case vlm::kCategoricalResponse:
-      strength = first ? figures.cramersV : figures.chiSquare;
-      break;
-  }
+  const ScreenRanking& ranking = RankingOf(response);
+  double strength = figures.*ranking.statistic.value;
+  // The decrease of the impurity of all cases by the bins.
+  if (ranking.by == RankBy::kGini) strength = 2 * figures.badShare * figures.goodShare - figures.giniAfter;
+  if (ranking.by == RankBy::kP) strength = figures.cramersV;
   return std::isfinite(strength) && !IsMissing(strength, kMissing) ? std::max(strength, 0.0) : 0;
 }
 

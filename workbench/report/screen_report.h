@@ -30,6 +30,7 @@ struct ScreenedPredictor {
   vlm::ScreeningPredictor figures{};
   std::vector<double> cutPoints;
   std::vector<ScreenedBin> bins;
+  bool missingHasOwnBin = false;      // the last of the bins holds the cases without a value alone
   ScreenedBin total;                  // all cases; its information value is the predictor's
   std::vector<ScreenedLevel> levels;  // of a categorical predictor, by rising value
 };
@@ -52,15 +53,35 @@ struct ScreenedCases {
 // "950 used; left out: 30 not selected, 20 without a value".
 std::string CasesText(const ScreenedCases& cases);
 
+// The figure by which predictors are ranked.
+enum class RankBy {
+  kPrescribed,  // by the sort choice of the dialog
+  kOutOfFold,   // information value, or share of variance or deviance explained, of cases held out
+  kOutOfFoldGini,
+  kInformationValue,
+  kGini,
+  kChiSquare,
+  kP,
+  kCramersV,
+  kRSquared,
+  kF,
+  kRSquaredOfRanks,
+};
+
 struct ScreenedResponse {
   vlm::ResponseKind kind = vlm::kBinaryResponse;
   std::string name;
   vlm::ScreeningRun run{};
+  RankBy rankedBy = RankBy::kPrescribed;
+  bool savesChance = true;  // those no better than chance may be among the best
   ScreenedCases cases;
   std::vector<std::string> codes;             // as outputs show them; binary: bad, good
   std::vector<ScreenedPredictor> predictors;  // best first
   std::vector<FailedPredictor> failed;
 };
+
+// Predictors of the ranking that are better than chance, or of which that is not known; they come first.
+std::size_t CountAboveChance(const ScreenedResponse& response);
 
 inline constexpr int kBestOnTerminal = 5;
 inline constexpr int kBestInDocuments = 20;
@@ -72,16 +93,22 @@ struct ScreenReport {
   std::string weightVariable;  // empty when there is none
   std::string select, exclude;
   std::string cutPointsFile;
-  bool pruned = true;
-  int best = -1;  // predictors of each response whose bins are shown to people; -1: kBest...
+  bool classic = true;   // exactly as the dialogs make it
+  bool optimal = false;  // optimal bins, not trees
+  bool pruned = true;    // trees
+  int best = -1;         // predictors of each response whose bins are shown to people; -1: kBest...
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;
 
+  // How many of a response's predictors are among its best.
+  static std::size_t BestOf(const ScreenedResponse& response) {
+    return response.savesChance ? response.predictors.size() : CountAboveChance(response);
+  }
   // How many of a response's predictors are shown with their bins; otherwise: when the user gave no
   // number.
   std::size_t ShownOf(const ScreenedResponse& response, int otherwise) const {
-    return std::min(response.predictors.size(), static_cast<std::size_t>(best < 0 ? otherwise : best));
+    return std::min(BestOf(response), static_cast<std::size_t>(best < 0 ? otherwise : best));
   }
 };
 
@@ -94,10 +121,26 @@ struct ScreenStatistic {
   double vlm::ScreeningPredictor::*value;
   const char* format;  // of ShownNumber; null: a probability
 };
-const std::vector<ScreenStatistic>& StatisticsOf(vlm::ResponseKind kind);
-const ScreenStatistic& SortStatisticOf(const ScreenedResponse& response);
-// The strength of a predictor by the sort choice: not negative, larger is better. Bars show it.
+// A figure that predictors of a response kind can be ranked by.
+struct ScreenRanking {
+  RankBy by;
+  vlm::ResponseKind kind;
+  const char* name;  // in --rank-by and JSON
+  ScreenStatistic statistic;
+  bool smallestFirst;
+};
+const std::vector<ScreenRanking>& ScreenRankings();
+// That of RankBy for the response kind. kPrescribed, and a figure that the kind does not have, give the sort choice
+// of the dialog.
+const ScreenRanking& RankingOf(vlm::ResponseKind kind, RankBy by, int sortChoice);
+const ScreenRanking& RankingOf(const ScreenedResponse& response);
+
+// The statistics that tables of a response show: the one it is ranked by first.
+std::vector<ScreenStatistic> StatisticsOf(const ScreenedResponse& response);
+// The strength of a predictor by the ranking: not negative, larger is better. Bars show it.
 double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures);
+// Whether there are figures of held-out cases.
+bool IsCrossValidated(const ScreenedResponse& response);
 
 // A column of bin tables.
 struct ScreenBinColumn {

@@ -41,7 +41,7 @@ void Add(Workbook& workbook, std::shared_ptr<Sheet> sheet, int group, const std:
 }
 
 void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weighted, int group) {
-  const std::vector<ScreenStatistic>& statistics = StatisticsOf(response.kind);
+  const std::vector<ScreenStatistic> statistics = StatisticsOf(response);
   auto sheet = std::make_shared<Sheet>(static_cast<int>(response.predictors.size()),
                                        static_cast<int>(statistics.size()) + (weighted ? 5 : 6));
   sheet->SetTitle("Ranking of predictors: " + response.name);

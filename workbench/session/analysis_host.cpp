@@ -228,7 +228,13 @@ int AnalysisHost::CreateTextDoc(int kind, const char* title, int titleLength, co
 vlm::IProcedure* AnalysisHost::CreateProcedure(int analysisId) {
   // Several analyses may be open: each has its own bins.
   core_.procedures->Settings().analysisBins = analysis_.Notes().userBins;
+  core_.procedures->Settings().binning = analysis_.Notes().binning;
   return core_.procedures->Create(analysisId);
+}
+
+void AnalysisHost::GetScreeningSettings(vlm::ScreeningSettings* settings) {
+  *settings = {};
+  if (analysis_.Notes().binning) *settings = analysis_.Notes().binning->screening;
 }
 
 }  // namespace velmora

@@ -57,6 +57,7 @@ class AnalysisHost final : public vlm::IAnalysisHost {
   int CreateAnalysisDialog(vlm::IDialogClient* client, int templateId) override;
   vlm::IAutomationObject* GetApplication() override;
   vlm::IProcedure* CreateProcedure(int analysisId) override;
+  void GetScreeningSettings(vlm::ScreeningSettings* settings) override;
 
  private:
   template <typename Function>

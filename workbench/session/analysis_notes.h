@@ -13,6 +13,7 @@
 
 namespace velmora {
 
+struct BinningPlan;
 struct UserBins;
 
 struct LeftOutVariable {
@@ -41,7 +42,8 @@ struct AnalysisNotes {
   std::vector<LeftOutVariable> leftOut;  // with reasons, for the report
   std::string cutPointsFile;             // the user's bins
   std::shared_ptr<const std::map<int, UserBins>>
-      userBins;              // read from it; null: those of the session, if any
+      userBins;                                // read from it; null: those of the session, if any
+  std::shared_ptr<const BinningPlan> binning;  // null: trees, and exactly what the dialogs say
   int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
   std::vector<std::string> cutPointNotices;
   std::vector<std::string> notices;          // and messages of the run

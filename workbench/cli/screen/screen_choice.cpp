@@ -193,6 +193,47 @@ void LeaveOutOneLevel(const Table& table, const ScreenRequest& request, const Us
   choice.categoricalPredictors = std::move(kept);
 }
 
+// Whether the values of a categorical variable come in an order: numbers that are not names of something.
+bool HasOrder(const Table& table, const UsedCases& used, int number) {
+  constexpr std::size_t kFewestToOrder = 3;
+  const Column& column = table.Variable(number);
+  return !column.fromText && !column.fromBoolean && column.labels.empty() &&
+         used.Distinct(number, kFewestToOrder).size() == kFewestToOrder;
+}
+
+// Moves the predictors whose values have an order to the continuous ones.
+void TakeInOrder(const Table& table, const ScreenRequest& request, const UsedCases& used,
+                 ScreenChoice& choice) {
+  const std::vector<int> ordinal = NamedVariables(table, "--ordinal", request.ordinal);
+  const std::vector<int> nominal = NamedVariables(table, "--nominal", request.nominal);
+  const std::vector<int> categories = NamedVariables(table, "--categorical", request.categories);
+  const auto holds = [](const std::vector<int>& numbers, int number) {
+    return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+  };
+  for (const int number : ordinal) {
+    const Column& column = table.Variable(number);
+    if (holds(nominal, number)) throw UsageError("--ordinal and --nominal both name " + column.name + ".");
+    if (column.fromText) {
+      throw UsageError("--ordinal: " + column.name +
+                       " holds texts, whose order is not known; give its groups in order with --cut-points.");
+    }
+  }
+  std::vector<int> unordered;
+  for (const int number : choice.categoricalPredictors) {
+    const bool ordered =
+        holds(ordinal, number) || (request.ordersNumbers && !holds(nominal, number) &&
+                                   !holds(categories, number) && HasOrder(table, used, number));
+    (ordered ? choice.continuousPredictors : unordered).push_back(number);
+  }
+  std::vector<int> ordered;
+  for (const int number : choice.continuousPredictors)
+    (holds(nominal, number) ? unordered : ordered).push_back(number);
+  choice.categoricalPredictors = std::move(unordered);
+  choice.continuousPredictors = std::move(ordered);
+  std::sort(choice.categoricalPredictors.begin(), choice.categoricalPredictors.end());
+  std::sort(choice.continuousPredictors.begin(), choice.continuousPredictors.end());
+}
+
 }  // namespace
 
 bool ScreenChoice::IsPredictor(int variableNumber) const {
@@ -227,6 +268,8 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
   const std::vector<int> predictors =
       ChoosePredictors(table, {request.predictors, responses, {weight}, "response"}, choice.leftOut);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
+  if (request.ordersNumbers || !request.ordinal.empty() || !request.nominal.empty())
+    TakeInOrder(table, request, used, choice);
   LeaveOutOneLevel(table, request, used, choice);
   const bool anyVaries = !choice.categoricalPredictors.empty() ||
                          std::any_of(choice.continuousPredictors.begin(), choice.continuousPredictors.end(),

@@ -16,6 +16,10 @@ struct ScreenRequest {
   std::string binary, continuous, categorical;  // responses as on the command line; empty: none
   std::string good, bad;
   std::vector<std::string> predictors;
+  // Categorical predictors of numbers without labels are taken in their order, except those that
+  // the user calls categories.
+  bool ordersNumbers = false;
+  std::vector<std::string> ordinal, nominal, categories;  // names
 };
 
 struct ScreenChoice {

@@ -9,6 +9,7 @@
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/screen/screen_binning.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/documents/terminal_text.h"
@@ -27,6 +28,7 @@ struct CommandOptions {
   ScreenRequest request;
   ScreenSettings settings;
   SaveOptions save;
+  BinningOptions binning;
   bool printScript = false;
 };
 
@@ -70,9 +72,17 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
   parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
   parser.WholeNumber("--best", settings.best, 0, kMostBest);
+  parser.List("--ordinal", options.request.ordinal);
+  parser.List("--nominal", options.request.nominal);
+  options.binning.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
   CheckOptions(options);
+  options.binning.Check(parser, options.request);
+  settings.rankBy = options.binning.Ranking(parser);
+  settings.saveChance = options.binning.saveChance;
+  options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
+  options.request.categories = options.data.categorical;
   return options;
 }
 
@@ -83,6 +93,11 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
         "--print-script cannot be combined with --bins, --sql, --python, --recode, --rules or --coded: the "
         "printed "
         "script does not save files.");
+  }
+  if (!options.binning.classic) {
+    throw UsageError(
+        "--print-script prints a run of the dialogs, which find bins by trees and leave out missing values: "
+        "add --classic.");
   }
   const ScreenSettings& settings = options.settings;
   ScriptedRun run{.table = table,
@@ -110,11 +125,13 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
     userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
   for (const std::string& notice : notices) Tell(notice);
 
+  ScreenSettings settings = options.settings;
+  settings.binning = options.binning.MakePlan(table, choice);
   auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
   DataRecipe recipe = RecipeOf(options.data, table);
   run->session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(run->session, weight, options.settings.cases);
-  ScreenReport report = RunScreening(run->session, run->face, choice, options.settings, std::move(userBins));
+  ScreenReport report = RunScreening(run->session, run->face, choice, settings, std::move(userBins));
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
   run->screening = std::move(report);
   return run;

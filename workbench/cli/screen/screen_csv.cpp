@@ -22,6 +22,9 @@ constexpr FigureField kFigures[] = {
     {"r_squared", &vlm::ScreeningPredictor::rSquared},
     {"f_statistic", &vlm::ScreeningPredictor::fStatistic},
     {"r_squared_ranks", &vlm::ScreeningPredictor::rSquaredRanks},
+    {"out_of_fold_information_value", &vlm::ScreeningPredictor::heldOutInformationValue},
+    {"out_of_fold_gini", &vlm::ScreeningPredictor::heldOutGini},
+    {"out_of_fold_explained", &vlm::ScreeningPredictor::heldOutExplained},
 };
 
 struct BinField {
@@ -52,6 +55,7 @@ std::string ScreenImportanceCsv(const ScreenReport& report) {
   std::vector<std::string> header = {"response", "response_kind", "rank",    "predictor", "predictor_number",
                                      "kind",     "bins",          "valid_n", "minimum",   "maximum"};
   for (const FigureField& figure : kFigures) header.emplace_back(figure.name);
+  header.emplace_back("no_better_than_chance");
   header.emplace_back("failed");
   AppendCsvRow(text, header);
   for (const ScreenedResponse& response : report.responses) {
@@ -71,6 +75,7 @@ std::string ScreenImportanceCsv(const ScreenReport& report) {
                                       any ? Field(figures.minimum) : "",
                                       any ? Field(figures.maximum) : ""};
       for (const FigureField& figure : kFigures) row.push_back(Field(figures.*figure.value));
+      row.emplace_back(figures.noBetterThanChance != 0 ? "yes" : "no");
       row.emplace_back();
       AppendCsvRow(text, row);
     }

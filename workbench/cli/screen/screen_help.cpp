@@ -10,15 +10,19 @@ Usage: velmora screen DATA --binary-response NAME --good CODE --bad CODE [OPTION
        velmora screen DATA --continuous-response NAME [OPTIONS]
        velmora screen DATA --categorical-response NAME [OPTIONS]
 
-Each predictor is binned by its own decision tree; then its bins are scored: Gini impurity, weight of evidence and
-information value for a good/bad flag, R-squared and F for a measured response, Chi-square for a response with several
-classes. One response of each kind can be given in the same run. Predictors are listed by score, with their bins.
+Each predictor gets the bins that describe the response best among all possible ones, as many as the data support;
+then its bins are scored: weight of evidence and information value for a good/bad flag, R-squared and F for a measured
+response, Chi-square for a response with several classes. Predictors are listed by their score on cases that had no
+part in finding the bins (10-fold cross-validation); those that are no better than chance come last. One response of
+each kind can be given in the same run.
 
 Examples:
   Which variables separate good loans from bad ones?
       velmora screen credit.csv --binary-response risk --good good --bad bad
-  The same by information value, with the bins of the ten best:
-      velmora screen credit.csv --binary-response risk --good good --bad bad --sort-binary iv --best 10
+  Bins whose bad rate only rises or only falls, at most five of them:
+      velmora screen credit.csv --binary-response risk --good good --bad bad --shape monotone --max-bins 5
+  Exactly as the dialogs do it, by decision trees:
+      velmora screen credit.csv --binary-response risk --good good --bad bad --classic
   A price and a class in one run, selected predictors, a report:
       velmora screen houses.parquet --continuous-response price --categorical-response quality \
           --predictors lotsize 'room*' --out report
@@ -46,11 +50,14 @@ Variables
                               and empty variables are left out and listed)
   --continuous NAME...        treat these variables as measured numbers
   --categorical NAME...       treat these variables as categories
+  --nominal NAME...           these numbers are names of categories; otherwise whole numbers with few values keep their
+                              order
+  --ordinal NAME...           the values of these variables have an order, also where they have labels
 
 Cases
   --select EXPR               keep only the cases for which EXPR is true, such as 'age > 30 And Not IsMD(income)'
-  --exclude EXPR              drop the cases for which EXPR is true; they still take part in the search for bins, so
-                              use --select to keep them out of it
+  --exclude EXPR              drop the cases for which EXPR is true; with --classic they still take part in the search
+                              for bins
   --weight NAME               case weights; the variable is no predictor unless you name it as one
   --missing NAME=CODE         a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
@@ -61,16 +68,38 @@ Bins
   --cut-points FILE           a JSON file with your own bins: cut points of measured variables (a cut point belongs
                               to the bin below it), groups of levels of categorical ones, or what --bins has written
                               and 'velmora bins edit' has changed; the other predictors are still searched
-  --no-prune                  keep splits that do no better than chance (a bin always holds 5 % of all cases, unless
-                              no split would be left)
+  --shape SHAPE               of the bad rate or the mean over the bins: free (default), monotone, ascending,
+                              descending, peak, valley or auto (monotone, peak or valley); NAME=SHAPE for some variables
+  --max-bins N                at most N bins (default 8)
+  --min-bins N                at least N bins, where the other rules allow it (default 1: none if chance explains all)
+  --bin-count N               exactly N bins, where the other rules allow it
+  --min-bin-share S           share of the predictor's cases in each bin (default 0.05)
+  --min-bin-cases N           cases in each bin
+  --min-bin-events N          cases of each class in each bin
+  --max-adjacent-p P          neighbouring bins differ at this level (Chi-square; Welch's t test of means)
+  --min-level-share S         rarer levels of a categorical variable share a bin (default 0.01)
+  --criterion NAME            what is best: deviance (default), iv (information value), gini (impurity) or variance
+  --pre-bins N                the search joins this many quantiles or distinct values, 2 to 1000 (default 100)
+  --missing-bin WHERE         cases without a value: drop (default), own (a bin of their own), lowest or highest (with
+                              the first or last bin), most-alike (with the bin nearest in rate)
+  --pure-bin-correction on|off  add half a case to both counts of a bin without bad or good cases, so that it has a
+                              weight of evidence (default on)
+  --binning optimal|tree      optimal bins (default), or decision trees
+  --no-prune                  of trees: keep splits that do no better than chance
+  --classic                   exactly as the dialogs do it: trees, missing values left out, predictors in the order of
+                              --sort-binary, --sort-continuous and --sort-categorical
 
 Order
-  --sort-binary gini|iv             by Gini impurity, smallest first (default), or by information value
-  --sort-continuous r2|f            by R-squared (default) or by F
-  --sort-categorical p|chi-square   by p-value (default) or by Chi-square
+  --rank-by FIGURE                  out-of-fold (default: information value, or share of variance or deviance
+                                    explained, of cases held out), out-of-fold-gini, iv, gini (impurity), chi-square,
+                                    p, v, r2, f or r2-ranks
+  --sort-binary gini|iv             the order of the dialogs: by Gini impurity, smallest first, or information value
+  --sort-continuous r2|f            by R-squared or by F
+  --sort-categorical p|chi-square   by p-value or by Chi-square
 
 Files for scoring new data (all are written, or none)
   --save-best N               predictors of each response to save, best first, 1 to 100000 (default 10)
+  --save-chance               also save predictors that are no better than chance
   --bins FILE                 their bins as JSON, for 'velmora apply', 'velmora bins' and --cut-points
   --recode DIR                one recode file per predictor, for 'velmora apply'
   --rules FILE                one rules script for all of them, for 'velmora apply'

@@ -9,8 +9,7 @@
 namespace velmora {
 namespace {
 
-constexpr const char* kSortNames[vlm::kResponseKindCount][2] = {
-    {"r2", "f"}, {"gini", "iv"}, {"p", "chi-square"}};
+constexpr const char* kShapeNames[] = {"any", "ascending", "descending", "peak", "valley"};
 
 Json RunMembers(const ScreenReport& report) {
   return {{"dataFile", TextOrNull(report.dataFile)},
@@ -20,7 +19,9 @@ Json RunMembers(const ScreenReport& report) {
           {"select", TextOrNull(report.select)},
           {"exclude", TextOrNull(report.exclude)},
           {"cutPointsFile", TextOrNull(report.cutPointsFile)},
-          {"pruned", report.pruned},
+          {"classic", report.classic},
+          {"binning", report.optimal ? "optimal" : "tree"},
+          {"pruned", report.optimal ? Json(nullptr) : Json(report.pruned)},
           {"leftOut", LeftOutJson(report.leftOut)},
           {"notices", report.notices}};
 }
@@ -64,6 +65,10 @@ std::string Figures(const vlm::ScreeningPredictor& figures) {
                      {"rSquared", NumberOrNull(figures.rSquared)},
                      {"fStatistic", NumberOrNull(figures.fStatistic)},
                      {"rSquaredRanks", NumberOrNull(figures.rSquaredRanks)},
+                     {"outOfFoldInformationValue", NumberOrNull(figures.heldOutInformationValue)},
+                     {"outOfFoldGini", NumberOrNull(figures.heldOutGini)},
+                     {"outOfFoldExplained", NumberOrNull(figures.heldOutExplained)},
+                     {"noBetterThanChance", figures.noBetterThanChance != 0},
                      {"validN", figures.validN},
                      {"minimum", any ? Json(figures.minimum) : Json(nullptr)},
                      {"maximum", any ? Json(figures.maximum) : Json(nullptr)},
@@ -89,6 +94,10 @@ void AppendPredictor(const ScreenedResponse& response, const std::vector<std::st
     }
     text += ",\"levels\":" + JsonText(levels);
   }
+  text += ",\"missingBin\":" +
+          (predictor.figures.missingBin < 0 ? "null" : std::to_string(predictor.figures.missingBin));
+  text += std::string(",\"shape\":\"") + kShapeNames[predictor.figures.shape] + "\"";
+  if (predictor.figures.mergedGreedily != 0) text += ",\"mergedGreedily\":true";
   text += ",\n         \"rows\":";
   AppendLines(text, predictor.bins, "         ", [&](const ScreenedBin& bin) {
     text += "          " + JsonText(Row(response, countNames, bin));
@@ -110,8 +119,7 @@ void AppendResponse(const ScreenedResponse& response, std::string& text) {
                                              {"withoutWeight", cases.withoutWeight},
                                              {"withoutResponse", cases.withoutResponse},
                                              {"otherCodes", cases.otherCodes}});
-  text += std::string(",\n      \"sortedBy\": \"") +
-          kSortNames[response.kind][response.run.sortChoice == 0 ? 0 : 1] + "\"";
+  text += std::string(",\n      \"sortedBy\": \"") + RankingOf(response).name + "\"";
   text += ",\n      \"codes\": " + JsonText(countNames);
   text += ",\n      \"order\": " + JsonText(order) + ",\n      \"predictors\": ";
   AppendLines(text, response.predictors, "      ", [&](const ScreenedPredictor& predictor) {

@@ -2,6 +2,8 @@
 #include "workbench/cli/screen/screen_run.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "contract/text.h"
 #include "workbench/cli/analysis_run.h"
@@ -100,6 +102,13 @@ class ResponseReader {
       level.text = label != nullptr ? *label : ShortestNumber(level.value);
       predictor.levels.push_back(std::move(level));
     }
+    const int missingBin = predictor.figures.missingBin;
+    predictor.missingHasOwnBin =
+        missingBin >= 0 &&
+        (predictor.figures.categorical == 0
+             ? missingBin > predictor.figures.cutPointCount
+             : std::none_of(predictor.levels.begin(), predictor.levels.end(),
+                            [&](const ScreenedLevel& level) { return level.bin == missingBin; }));
     return predictor;
   }
 
@@ -165,6 +174,46 @@ std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const Scree
   return put;
 }
 
+namespace {
+
+// Puts the predictors in order of a figure, those that are no better than chance after the others, and those without
+// the figure last. Equal ones keep the order of the dialog's sort choice.
+void RankPredictors(vlm::IScreeningResults& results, vlm::ResponseKind kind, RankBy by, bool saveChance) {
+  vlm::ScreeningRun run{};
+  results.GetRun(kind, &run);
+  if (!run.selected) return;
+  const ScreenRanking& ranking = RankingOf(kind, by, run.sortChoice);
+  struct Place {
+    int index;
+    bool chance;
+    double key;  // larger is better
+  };
+  vlm::IntegerSink order;
+  results.GetOrder(kind, &order);
+  std::vector<Place> places;
+  int bestCount = 0;
+  for (const int index : order.numbers) {
+    vlm::ScreeningPredictor figures{};
+    results.GetPredictor(kind, index, &figures);
+    const double value = figures.*ranking.statistic.value;
+    const bool isKnown = !IsMissing(value, kMissing) && !std::isnan(value);
+    const double key = !isKnown                ? -std::numeric_limits<double>::infinity()
+                       : ranking.smallestFirst ? -value
+                                               : value;
+    places.push_back({index, figures.noBetterThanChance != 0, key});
+    if (figures.noBetterThanChance == 0) ++bestCount;
+  }
+  std::stable_sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
+    return a.chance != b.chance ? b.chance : a.key > b.key;
+  });
+  std::vector<int> indices;
+  for (const Place& place : places) indices.push_back(place.index);
+  const int count = static_cast<int>(indices.size());
+  results.SetOrder(kind, indices.data(), count, saveChance ? count : bestCount);
+}
+
+}  // namespace
+
 ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins) {
   session.AnalysisSettings().pruneTrees = !settings.noPruning;
@@ -176,10 +225,19 @@ ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoi
   notes.leftOut = choice.leftOut;
   notes.cutPointsFile = settings.cutPointsFile;
   notes.shownPredictors = settings.best;
+  notes.binning = settings.binning;
   PressOk(startup, session, face, kAnalysisName, settings.cases);
   if (!session.ResultsDialog() || session.ScreeningResults() == nullptr)
     FailRun(session, face, kAnalysisName, settings.cases);
-  return ReadScreening(session);
+  if (settings.rankBy == RankBy::kPrescribed) return ReadScreening(session);
+  for (const KindMembers& members : kKinds)
+    RankPredictors(*session.ScreeningResults(), members.kind, settings.rankBy, settings.saveChance);
+  ScreenReport report = ReadScreening(session);
+  for (ScreenedResponse& response : report.responses) {
+    response.rankedBy = settings.rankBy;
+    response.savesChance = settings.saveChance;
+  }
+  return report;
 }
 
 namespace {
@@ -227,6 +285,8 @@ ScreenReport ReadScreening(Session& session) {
   report.select = session.Selection().include;
   report.exclude = session.Selection().exclude;
   report.cutPointsFile = notes.cutPointsFile;
+  report.classic = notes.binning == nullptr;
+  report.optimal = notes.binning != nullptr && notes.binning->optimal;
   report.pruned = session.AnalysisSettings().pruneTrees;
   report.best = notes.shownPredictors;
   report.leftOut = notes.leftOut;

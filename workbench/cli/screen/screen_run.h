@@ -2,6 +2,8 @@
 // interface, results come out of the module's view of them.
 #pragma once
 
+#include <memory>
+
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/cli/terminal_face.h"
 #include "workbench/report/screen_documents.h"
@@ -11,6 +13,9 @@
 namespace velmora {
 
 struct ScreenSettings {
+  std::shared_ptr<const BinningPlan> binning;  // null: exactly as the dialogs make it
+  RankBy rankBy = RankBy::kPrescribed;
+  bool saveChance = false;  // predictors no better than chance may be among the best that are saved
   int sortBinary = 0, sortContinuous = 0, sortCategorical = 0;  // as vlm::ScreeningRun::sortChoice
   bool noPruning = false;
   int best = -1;  // as ScreenReport::best

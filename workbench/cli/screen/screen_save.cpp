@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 constexpr int kMostSaved = 100000;
 
 std::size_t SavedCount(const ScreenedResponse& response, int best) {
-  return std::min(response.predictors.size(), static_cast<std::size_t>(best));
+  return std::min(ScreenReport::BestOf(response), static_cast<std::size_t>(best));
 }
 
 // --- Bins
@@ -155,8 +155,15 @@ void WarnOfMissingCodes(const SavedBins& bins) {
 
 int NumberToSave(const SaveOptions& options, const ScreenReport& report) {
   std::size_t longest = 0;
-  for (const ScreenedResponse& response : report.responses)
-    longest = std::max(longest, response.predictors.size());
+  bool anyBins = false;
+  for (const ScreenedResponse& response : report.responses) {
+    longest = std::max(longest, ScreenReport::BestOf(response));
+    anyBins = anyBins || !response.predictors.empty();
+  }
+  if (longest == 0 && anyBins) {
+    throw RunError(
+        "No predictor is better than chance, so there is nothing to save; --save-chance saves them anyway.");
+  }
   if (longest == 0) throw RunError("No predictor has bins, so there is nothing to save.");
   return static_cast<int>(std::min(longest, static_cast<std::size_t>(options.best)));
 }

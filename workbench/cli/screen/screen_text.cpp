@@ -14,17 +14,30 @@ constexpr int kWidestName = 48;
 constexpr std::size_t kMostRanked = 40;  // a screen or two; the other formats have them all
 constexpr std::size_t kMostFailed = 20;
 constexpr std::size_t kMostCodes = 8;
+constexpr std::size_t kMostChanceNamed = 12;
 
 std::string Shown(double value, const char* format) {
   if (IsMissing(value, kMissing)) return "-";
   return format == nullptr ? ShownProbability(value) : ShownNumber(value, format);
 }
 
+// The predictors after those of the ranking, by name.
+std::string ChanceLine(const ScreenedResponse& response) {
+  const std::size_t ranked = CountAboveChance(response);
+  const std::size_t count = response.predictors.size() - ranked;
+  if (count == 0) return "";
+  std::string text = "No better than chance: ";
+  for (std::size_t i = 0; i < std::min(count, kMostChanceNamed); ++i)
+    text += (i > 0 ? ", " : "") + PrintableText(response.predictors[ranked + i].name);
+  if (count > kMostChanceNamed) text += " and " + std::to_string(count - kMostChanceNamed) + " more";
+  return text + "\n";
+}
+
 std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) {
   std::vector<TextColumn> columns = {{"rank", true}, {"predictor"}, {"kind"}, {"bins", true}};
-  for (const ScreenStatistic& statistic : StatisticsOf(response.kind))
-    columns.push_back({statistic.header, true});
-  const std::size_t count = std::min(response.predictors.size(), kMostRanked);
+  for (const ScreenStatistic& statistic : StatisticsOf(response)) columns.push_back({statistic.header, true});
+  const std::size_t ranked = CountAboveChance(response);
+  const std::size_t count = std::min(ranked, kMostRanked);
   double largest = 0;
   for (std::size_t i = 0; i < count; ++i)
     largest = std::max(largest, StrengthOf(response, response.predictors[i].figures));
@@ -34,17 +47,16 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
     std::vector<std::string> row = {std::to_string(i + 1),
                                     CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
                                     PredictorKindName(predictor), std::to_string(predictor.bins.size())};
-    for (const ScreenStatistic& statistic : StatisticsOf(response.kind)) {
+    for (const ScreenStatistic& statistic : StatisticsOf(response)) {
       row.push_back(Shown(predictor.figures.*statistic.value, statistic.format));
     }
     table.AddRow(std::move(row), largest > 0 ? StrengthOf(response, predictor.figures) / largest : 0);
   }
   std::string text = table.TextWithBars(width, utf8);
-  if (count < response.predictors.size()) {
-    text += "... and " + std::to_string(response.predictors.size() - count) +
-            " more, which the other formats show\n";
-  }
-  return text;
+  if (count == 0) text.clear();
+  if (count < ranked)
+    text += "... and " + std::to_string(ranked - count) + " more, which the other formats show\n";
+  return text + ChanceLine(response);
 }
 
 std::string Heading(const ScreenedResponse& response) {
@@ -52,8 +64,8 @@ std::string Heading(const ScreenedResponse& response) {
   if (response.kind == vlm::kBinaryResponse)
     text += "; bad: " + PrintableText(response.codes[0]) + ", good: " + PrintableText(response.codes[1]);
   text += "): " + Counted(response.predictors.size(), "predictor", "predictors") + " by ";
-  text += SortStatisticOf(response).header;
-  if (response.kind == vlm::kBinaryResponse && response.run.sortChoice == 0) text += ", smallest first";
+  text += RankingOf(response).statistic.header;
+  if (RankingOf(response).by == RankBy::kGini) text += ", smallest first";
   return text + "\n";
 }
 
@@ -124,8 +136,29 @@ std::string FailedLines(const ScreenedResponse& response) {
   return text.empty() ? text : "\n" + text;
 }
 
-const char* Legend(vlm::ResponseKind kind) {
+const char* ValidatedLegend(vlm::ResponseKind kind) {
   switch (kind) {
+    case vlm::kBinaryResponse:
+      return "(CV): on cases that had no part in finding the bins, by 10-fold cross-validation. Information "
+             "value\n"
+             "(IV): below 0.02 negligible, 0.3 or more strong, above 0.5 check for leakage. Gini: 2 AUC - "
+             "1.\n"
+             "WOE: 100 ln(share of good / share of bad); negative: more bads than average.\n";
+    case vlm::kContinuousResponse:
+      return "R2 (CV): share of the variance that the bins explain on cases that had no part in finding "
+             "them, by\n"
+             "10-fold cross-validation. SSE: sum of squares within the bin.\n";
+    case vlm::kCategoricalResponse:
+      return "deviance (CV): share of the deviance that the bins explain on cases that had no part in "
+             "finding them,\n"
+             "by 10-fold cross-validation.\n";
+  }
+  return "";
+}
+
+const char* Legend(const ScreenedResponse& response) {
+  if (IsCrossValidated(response)) return ValidatedLegend(response.kind);
+  switch (response.kind) {
     case vlm::kBinaryResponse:
       return "Gini: impurity left in the bins; smaller is better. WOE: 100 ln(share of good / share of "
              "bad);\n"
@@ -145,7 +178,7 @@ std::string CasesLine(const ScreenReport& report) {
   if (report.selectedCases < report.caseCount)
     text += ", " + std::to_string(report.selectedCases) + " selected";
   if (!report.weightVariable.empty()) text += "; weighted by " + PrintableText(report.weightVariable);
-  if (!report.pruned) text += "; trees not pruned";
+  if (!report.optimal && !report.pruned) text += "; trees not pruned";
   text += "\n";
   for (const ScreenedResponse& response : report.responses) {
     const ScreenedCases& cases = response.cases;
@@ -164,7 +197,7 @@ std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
     if (!response.predictors.empty()) text += RankedTable(response, width, utf8);
     const std::size_t shown = report.ShownOf(response, kBestOnTerminal);
     for (std::size_t i = 0; i < shown; ++i) text += BinTable(response, response.predictors[i], width, utf8);
-    text += FailedLines(response) + "\n" + Legend(response.kind);
+    text += FailedLines(response) + "\n" + Legend(response);
   }
   return text;
 }

@@ -1,0 +1,188 @@
+#include "workbench/cli/screen/screen_binning.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+
+namespace velmora {
+namespace {
+
+constexpr int kMostPreBins = 1000;
+constexpr int kMostBins = 100;
+constexpr int kMostCases = 1000000000;
+
+using binning::Criterion;
+using binning::Shape;
+
+constexpr std::pair<const char*, Criterion> kCriteria[] = {{"deviance", Criterion::kDeviance},
+                                                           {"iv", Criterion::kInformationValue},
+                                                           {"gini", Criterion::kGini},
+                                                           {"variance", Criterion::kVariance}};
+constexpr std::pair<const char*, Shape> kShapes[] = {{"free", Shape::kFree},
+                                                     {"monotone", Shape::kMonotone},
+                                                     {"ascending", Shape::kAscending},
+                                                     {"descending", Shape::kDescending},
+                                                     {"peak", Shape::kPeak},
+                                                     {"valley", Shape::kValley},
+                                                     {"auto", Shape::kAuto}};
+
+// Options that --classic, and with treesToo --binning tree, leaves no choice about.
+struct NewOption {
+  const char* name;
+  bool treesToo;
+};
+constexpr NewOption kNewOptions[] = {{"--binning", false},        {"--criterion", true},
+                                     {"--shape", true},           {"--max-bins", true},
+                                     {"--min-bins", true},        {"--bin-count", true},
+                                     {"--min-bin-share", true},   {"--min-bin-cases", true},
+                                     {"--min-bin-events", true},  {"--max-adjacent-p", true},
+                                     {"--min-level-share", true}, {"--pre-bins", true},
+                                     {"--missing-bin", false},    {"--pure-bin-correction", false},
+                                     {"--ordinal", false},        {"--nominal", false},
+                                     {"--rank-by", false},        {"--save-chance", false}};
+
+template <typename Pairs>
+std::vector<std::string> WordsOf(const Pairs& pairs) {
+  std::vector<std::string> words;
+  for (const auto& pair : pairs) words.emplace_back(pair.first);
+  return words;
+}
+
+Shape ShapeOf(const std::string& word) {
+  for (const auto& [name, shape] : kShapes) {
+    if (word == name) return shape;
+  }
+  throw UsageError("--shape takes " + JoinWords(WordsOf(kShapes), " or ") + ", not " + word + ".");
+}
+
+// A word, or NAME=WORD.
+std::pair<std::string, std::string> SplitShape(const std::string& text) {
+  const std::size_t equals = text.rfind('=');
+  if (equals == std::string::npos) return {"", text};
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+// "default", then the name of every figure once.
+std::vector<std::string> RankingWords() {
+  std::vector<std::string> words = {"default"};
+  for (const ScreenRanking& ranking : ScreenRankings()) {
+    if (std::find(words.begin(), words.end(), ranking.name) == words.end()) words.emplace_back(ranking.name);
+  }
+  return words;
+}
+
+}  // namespace
+
+void BinningOptions::AddTo(CommandParser& parser) {
+  parser.Flag("--classic", classic);
+  parser.Choice("--binning", search, {"optimal", "tree"});
+  parser.Choice("--criterion", criterion, WordsOf(kCriteria));
+  parser.Repeated("--shape", shapes);
+  parser.WholeNumber("--max-bins", maxBins, 1, kMostBins);
+  parser.WholeNumber("--min-bins", minBins, 1, kMostBins);
+  parser.WholeNumber("--bin-count", binCount, 1, kMostBins);
+  parser.Share("--min-bin-share", minShare);
+  parser.WholeNumber("--min-bin-cases", minCases, 0, kMostCases);
+  parser.WholeNumber("--min-bin-events", minEvents, 0, kMostCases);
+  parser.Share("--max-adjacent-p", maxAdjacentP, true);
+  parser.Share("--min-level-share", minLevelShare);
+  parser.WholeNumber("--pre-bins", preBins, 2, kMostPreBins);
+  parser.Choice("--missing-bin", missingBin, {"drop", "own", "lowest", "highest", "most-alike"});
+  parser.Choice("--pure-bin-correction", pureBinCorrection, {"on", "off"});
+  parser.Choice("--rank-by", rankBy, RankingWords());
+  parser.Flag("--save-chance", saveChance);
+}
+
+void BinningOptions::Check(const CommandParser& parser, const ScreenRequest& request) const {
+  for (const NewOption& option : kNewOptions) {
+    if (classic && parser.Has(option.name)) {
+      throw UsageError("--classic runs exactly as the dialogs do and takes no " + std::string(option.name) +
+                       "; leave one of them out.");
+    }
+    if (search == 1 && option.treesToo && parser.Has(option.name)) {
+      throw UsageError(std::string(option.name) +
+                       " is about optimal bins; leave it out or leave out --binning tree.");
+    }
+  }
+  if (!classic && search == 0 && parser.Has("--no-prune"))
+    throw UsageError("--no-prune is about trees; add --binning tree or --classic.");
+  if (binCount > 0 && (parser.Has("--max-bins") || parser.Has("--min-bins")))
+    throw UsageError("--bin-count sets the number of bins; leave out --max-bins and --min-bins.");
+  if (minBins > maxBins) {
+    throw UsageError("--min-bins " + std::to_string(minBins) + " is more than --max-bins " +
+                     std::to_string(maxBins) + ".");
+  }
+  const int least = std::max(minBins, binCount);
+  if (least * minShare > 1 + 1e-9) {
+    throw UsageError(std::to_string(least) + " bins cannot each hold the --min-bin-share of the cases; " +
+                     std::to_string(static_cast<int>(1 / minShare + 1e-9)) + " can.");
+  }
+  if (least > preBins) {
+    throw UsageError(std::to_string(least) + " bins cannot be made of " + std::to_string(preBins) +
+                     " pre-bins; raise --pre-bins.");
+  }
+  const bool binary = !request.binary.empty(), measured = !request.continuous.empty(),
+             classes = !request.categorical.empty();
+  const char* const lacks = criterion == 1 && !binary ? "a --binary-response"
+                            : criterion == 2 && !binary && !classes
+                                ? "a --binary-response or --categorical-response"
+                            : criterion == 3 && !measured ? "a --continuous-response"
+                                                          : nullptr;
+  if (lacks != nullptr)
+    throw UsageError("--criterion " + std::string(kCriteria[criterion].first) + " needs " + lacks + ".");
+  for (const std::string& shape : shapes) {
+    if (ShapeOf(SplitShape(shape).second) != Shape::kFree && !binary && !measured) {
+      throw UsageError(
+          "--shape is that of a rate or a mean and needs a --binary-response or --continuous-response.");
+    }
+  }
+}
+
+std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
+                                                            const ScreenChoice& choice) const {
+  if (classic) return nullptr;
+  auto plan = std::make_shared<BinningPlan>();
+  plan->optimal = search == 0;
+  plan->preBins = preBins;
+  binning::PartitionRules& partition = plan->rules.partition;
+  partition.criterion = kCriteria[criterion].second;
+  partition.maxBins = maxBins;
+  partition.minShare = minShare;
+  partition.minCases = minCases;
+  partition.minEvents = minEvents;
+  partition.maxAdjacentP = maxAdjacentP;
+  partition.correctPureBins = pureBinCorrection == 0;
+  plan->rules.minBins = minBins;
+  plan->rules.exactBins = binCount;
+  plan->rules.minLevelShare = minLevelShare;
+  for (const std::string& text : shapes) {
+    if (const auto [name, word] = SplitShape(text); name.empty()) partition.shape = ShapeOf(word);
+  }
+  for (const std::string& text : shapes) {
+    const auto [name, word] = SplitShape(text);
+    if (name.empty()) continue;
+    for (const int number : NamedVariables(table, "--shape", {name})) {
+      if (!choice.IsPredictor(number))
+        throw UsageError("--shape: " + table.Variable(number).name + " is not a predictor of this run.");
+      plan->rulesOf.try_emplace(number, plan->rules).first->second.partition.shape = ShapeOf(word);
+    }
+  }
+  plan->screening.missingBin = missingBin;
+  plan->screening.acceptOneBin = plan->optimal ? 1 : 0;
+  plan->screening.correctPureBins = pureBinCorrection == 0 ? 1 : 0;
+  plan->screening.searchSelectedCases = 1;
+  return plan;
+}
+
+RankBy BinningOptions::Ranking(const CommandParser& parser) const {
+  for (const ScreenRanking& ranking : ScreenRankings()) {
+    if (rankBy > 0 && RankingWords()[static_cast<std::size_t>(rankBy)] == ranking.name) return ranking.by;
+  }
+  const bool prescribed = classic || search == 1 || parser.Has("--sort-binary") ||
+                          parser.Has("--sort-continuous") || parser.Has("--sort-categorical");
+  return prescribed ? RankBy::kPrescribed : RankBy::kOutOfFold;
+}
+
+}  // namespace velmora
