@@ -254,8 +254,10 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
     tree_ = std::move(tree);
     std::vector<int> each(tree_.bins.size());
     std::iota(each.begin(), each.end(), 0);
-    Validate(binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), shared_->FoldsOf(grownOn_)),
-             [&](const binning::PreBinSums&) { return each; });
+    binning::PreBins bins =
+        binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), shared_->FoldsOf(grownOn_));
+    SwapTwoClasses(bins);
+    Validate(bins, [&](const binning::PreBinSums&) { return each; });
     tree = std::move(tree_);
   }
   return tree;

@@ -64,7 +64,7 @@ std::string RulesOf(const ScreenedPredictor& predictor) {
       condition += (condition.empty() ? predictor.name + " = " : ", ") + DisplayLabel(level.text);
     }
   } else {
-    for (std::size_t b = 0; b < conditions.size(); ++b) {
+    for (std::size_t b = 0; b <= predictor.cutPoints.size() && b < conditions.size(); ++b) {
       const bool first = b == 0, last = b >= predictor.cutPoints.size();
       if (first && last) {
         conditions[b] = predictor.name + " has any value";
@@ -76,6 +76,10 @@ std::string RulesOf(const ScreenedPredictor& predictor) {
         conditions[b] = cut(b - 1) + " < " + predictor.name + " <= " + cut(b);
       }
     }
+  }
+  if (const int missing = predictor.figures.missingBin; missing >= 0) {
+    std::string& condition = conditions[static_cast<std::size_t>(missing)];
+    condition = condition.empty() ? predictor.name + " is missing" : condition + " or missing";
   }
   constexpr int kWidestCondition = 48;
   int width = 0;
@@ -122,7 +126,7 @@ class ResponseSection {
   // The page's opening question, with the three best predictors.
   PageJson Lead() const {
     PageJson best = PageJson::array();
-    for (std::size_t i = 0; i < std::min<std::size_t>(response_.predictors.size(), 3); ++i) {
+    for (std::size_t i = 0; i < std::min<std::size_t>(CountAboveChance(response_), 3); ++i) {
       const ScreenedPredictor& predictor = response_.predictors[i];
       PageJson one = {{"name", Utf8Of(predictor.name)}, {"target", panelPrefix_ + std::to_string(i + 1)}};
       if (i == 0) {
@@ -209,6 +213,13 @@ class ResponseSection {
                                                     return Figure(part, "0.000");
                                                   })}});
     columns.push_back({{"title", "Shape"}, {"role", "shape"}});
+    if (CountAboveChance(response_) < response_.predictors.size()) {
+      columns.push_back({{"title", "Chance"},
+                         {"role", "text"},
+                         {"texts", Values([](const auto& one) {
+                            return PageJson(one.figures.noBetterThanChance != 0 ? "no better" : "better");
+                          })}});
+    }
     columns.push_back(
         {{"title", "Kind"},
          {"role", "text"},
@@ -394,9 +405,16 @@ PageJson Guide(const ScreenReport& report) {
                        [&](const ScreenedResponse& response) { return response.kind == kind; });
   };
   term("Bins",
-       "Each predictor is binned by its own decision tree; then the bins are scored. Predictors are judged "
-       "one at a "
-       "time, so redundant variables all rank high.");
+       report.optimal
+           ? "Of all ways to join a predictor's values into bins, the one that describes the response "
+             "best, with as many bins as the data support. Predictors are judged one at a time, so "
+             "redundant variables all rank high."
+           : "Each predictor is binned by its own decision tree; then the bins are scored. Predictors "
+             "are judged one at a time, so redundant variables all rank high.");
+  if (report.optimal) {
+    term("(CV)", "On cases that had no part in finding the bins, by 10-fold cross-validation.");
+    term("Chance", "No bins describe the response better than one bin of all cases.");
+  }
   term("Strength",
        "The statistic that the ranking is sorted by, relative to the best predictor; for Gini, its decrease "
        "by the bins.");

@@ -42,8 +42,10 @@ void Add(Workbook& workbook, std::shared_ptr<Sheet> sheet, int group, const std:
 
 void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weighted, int group) {
   const std::vector<ScreenStatistic> statistics = StatisticsOf(response);
-  auto sheet = std::make_shared<Sheet>(static_cast<int>(response.predictors.size()),
-                                       static_cast<int>(statistics.size()) + (weighted ? 5 : 6));
+  const bool anyChance = CountAboveChance(response) < response.predictors.size();
+  auto sheet =
+      std::make_shared<Sheet>(static_cast<int>(response.predictors.size()),
+                              static_cast<int>(statistics.size()) + (weighted ? 5 : 6) + (anyChance ? 1 : 0));
   sheet->SetTitle("Ranking of predictors: " + response.name);
   Columns columns(*sheet);
   const int rank = columns.Add("Rank", "0");
@@ -55,6 +57,7 @@ void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weigh
     if (firstStatistic == 0) firstStatistic = column;
   }
   const int kind = columns.Add("Kind");
+  const int chance = anyChance ? columns.Add("Better than chance") : 0;
   const int bins = columns.Add("Bins", "0");
   const int cases = columns.Add(weighted ? "Weighted n" : "Cases", "", NumberRole::kCount);
   const int missing = weighted ? 0 : columns.Add("Missing", "", NumberRole::kCount);
@@ -67,6 +70,7 @@ void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weigh
     for (const ScreenStatistic& statistic : statistics)
       sheet->SetCell(row, column++, predictor.figures.*statistic.value);
     sheet->SetText(row, kind, PredictorKindName(predictor));
+    if (anyChance) sheet->SetText(row, chance, predictor.figures.noBetterThanChance != 0 ? "no" : "yes");
     sheet->SetInteger(row, bins, static_cast<std::int64_t>(predictor.bins.size()));
     sheet->SetInteger(row, cases, predictor.figures.validN);
     if (missing > 0)
@@ -219,7 +223,9 @@ std::vector<Fact> RunFacts(const ScreenReport& report) {
     facts.push_back({"Predictors", text});
   }
   facts.push_back(
-      {"Bins", std::string("cut by trees, ") + (report.pruned ? "pruned" : "not pruned") +
+      {"Bins", std::string(report.optimal  ? "optimal"
+                           : report.pruned ? "cut by trees, pruned"
+                                           : "cut by trees, not pruned") +
                    (report.cutPointsFile.empty() ? "" : "; some given in " + report.cutPointsFile)});
   return facts;
 }
