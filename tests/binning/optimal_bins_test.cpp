@@ -150,6 +150,72 @@ TEST(OptimalBins, MergeLevelsOfManyClasses) {
   }
 }
 
+PreBins OnePreBin(double bad, double good) {
+  PreBins bin;
+  bin.first = bin.last = {0};
+  bin.sums.values = {bad, good};
+  bin.sums.cases = {bad + good};
+  bin.sums.squaredWeights = bad + good;
+  return bin;
+}
+
+TEST(MissingCases, GoToTheBinThatIsAskedFor) {
+  PreBinSums bins;
+  bins.values = {10, 90, 50, 50, 30, 70};
+  bins.cases = {100, 100, 100};
+  bins.squaredWeights = 300;
+  const struct {
+    vlm::MissingBin place;
+    double bad, good;
+    int bin;
+  } rows[] = {
+      {vlm::kMissingLeftOut, 5, 5, -1},     {vlm::kMissingOwnBin, 5, 5, 3},
+      {vlm::kMissingInFirstBin, 5, 5, 0},   {vlm::kMissingInLastBin, 5, 5, 2},
+      {vlm::kMissingInNearestBin, 6, 4, 1}, {vlm::kMissingInNearestBin, 26, 74, 2},
+      {vlm::kMissingInNearestBin, 0, 3, 0},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(PlaceOfMissing(row.place, bins, OnePreBin(row.bad, row.good).sums), row.bin) << row.bad;
+  EXPECT_FALSE(MissingCasesDiffer(bins, OnePreBin(30, 70).sums));
+  EXPECT_TRUE(MissingCasesDiffer(bins, OnePreBin(70, 30).sums));
+}
+
+// A predictor that is known for few cases is worth little on all of them; a bin of missing cases that differ is worth
+// something even where the values are noise.
+TEST(MissingCases, CountInTheValidation) {
+  std::mt19937 random(8);
+  const Column data = MakeColumn(random, 3000, 1.2);
+  const std::vector<double> codes = {0, 1};
+  const stats::TreeResponse response = stats::MakeClassResponse(data.y, codes);
+  const std::vector<std::uint8_t> folds = StratifiedFolds(response);
+  const auto validate = [&](auto isMissing, vlm::MissingBin place) {
+    std::vector<double> x = data.x;
+    std::vector<std::uint32_t> without;
+    for (std::uint32_t i = 0; i < x.size(); ++i) {
+      if (!isMissing(i)) continue;
+      x[i] = kNone;
+      without.push_back(i);
+    }
+    stats::SortScratch scratch;
+    stats::SortedOrder order;
+    stats::SortColumn(x, kNone, {}, scratch, order);
+    const PreBins pre = MakePreBins(response, x, order, 100, folds);
+    const PreBins missing = MakeMissingBin(response, without, folds);
+    EXPECT_EQ(missing.sums.cases[0], static_cast<double>(without.size()));
+    return CrossValidate(pre, [](const PreBinSums& sums) { return FindOrderedBins(sums, {}).binOf; },
+                         {&missing, place});
+  };
+  const auto atRandom = [](std::uint32_t i) { return i * 2654435761u % 10 < 8; };
+  const auto badOnes = [&](std::uint32_t i) { return data.y[i] == 0 && i % 2 == 0; };
+  const double whole =
+      validate([](std::uint32_t i) { return i == 0; }, vlm::kMissingLeftOut).informationValue;
+  const double fifth = validate(atRandom, vlm::kMissingLeftOut).informationValue;
+  EXPECT_LT(fifth, 0.35 * whole);
+  EXPECT_NEAR(validate(atRandom, vlm::kMissingOwnBin).informationValue, fifth, 0.1 * whole);
+  EXPECT_GT(validate(badOnes, vlm::kMissingOwnBin).informationValue,
+            validate(badOnes, vlm::kMissingLeftOut).informationValue + 0.3);
+}
+
 TEST(PreBins, HoldAboutEqualWeightAndLeaveHeavyValuesAlone) {
   Column data;
   for (int i = 0; i < 6000; ++i) {

@@ -495,8 +495,8 @@ TEST(ScreenSave, FindsPredictorsByTheirExactNames) {
   const auto other = [](int i) { return std::to_string(i * 13 % 97); };
   const std::string data = folder.Write("d.csv", RiskData("v3,age,risk", other));
   const auto path = [&](const char* name) { return (folder.Path() / name).string(); };
-  ASSERT_EQ(RunVelmora({"screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad",
-                        "--continuous", "v3", "age", "--bins", path("bins.json"), "--rules",
+  ASSERT_EQ(RunVelmora({"screen", data, "--save-chance", "--binary-response", "risk", "--good", "good",
+                        "--bad", "bad", "--continuous", "v3", "age", "--bins", path("bins.json"), "--rules",
                         path("rules.txt"), "--sql", path("b.sql")})
                 .exitCode,
             0);
@@ -513,9 +513,21 @@ TEST(ScreenSave, WarnsOfCodesForMissingThatAFileCannotHold) {
   const std::string data = folder.Write(
       "d.csv", RiskData("size,age,risk", [](int i) { return std::to_string(i % 9 == 0 ? -9 : i); }));
   const auto path = [&](const char* name) { return (folder.Path() / name).string(); };
-  const Words words = {
-      "screen",    data,     "--binary-response", "risk", "--good", "good",           "--bad", "bad",
-      "--missing", "age=-9", "--continuous",      "age",  "--bins", path("bins.json")};
+  const Words words = {"screen",
+                       data,
+                       "--binary-response",
+                       "risk",
+                       "--good",
+                       "good",
+                       "--bad",
+                       "bad",
+                       "--missing",
+                       "age=-9",
+                       "--continuous",
+                       "age",
+                       "--bins",
+                       path("bins.json"),
+                       "--save-chance"};
   const ProcessResult bins = RunVelmora(words);
   EXPECT_EQ(bins.err.find("Warning: recode"), std::string::npos) << bins.err;
   const ProcessResult rules = RunVelmora(With(words, {"--rules", path("rules.txt")}));
