@@ -108,6 +108,7 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
   saved.categorical = predictor.figures.categorical != 0;
   saved.isTruth = saved.categorical && column.fromBoolean;
   if (!column.fromText && column.missingCode != kMissing) saved.missingCode = column.missingCode;
+  if (predictor.figures.missingBin >= 0) saved.missingBin = predictor.figures.missingBin;
   const std::string stem = CodedNames::StemOf(response, predictor);
   saved.codedVariable = names.Coded(response, stem);
   for (const std::string& name : FigureNamesOf(response, stem))
