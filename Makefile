@@ -50,7 +50,7 @@ wheel: setup-test
 
 # dist/velmora_VERSION_ARCHITECTURE.deb
 package: build
-	@cpack --config build/release/CPackConfig.cmake
+	@cd build/release && cpack
 
 asan: setup-test
 	@cmake --preset asan-ubsan
