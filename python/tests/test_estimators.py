@@ -112,6 +112,9 @@ def test_kinds_of_outcomes():
     X = rng.normal(size=(600, 2))
     mean = Binning().fit(X, X[:, 0] ** 2)
     assert mean.kind_ == "continuous"
+    counts = np.arange(600.0) // 20  # whole numbers of many values are measured
+    assert Binning().fit(X, counts).kind_ == "continuous"
+    assert Binning(task="classification").fit(X, counts).kind_ == "categorical"
     assert abs(mean.transform(X)[:, 0].mean() - (X[:, 0] ** 2).mean()) < 1e-9
     classes = np.where(X[:, 0] < -0.5, "low", np.where(X[:, 0] > 0.5, "high", "mid"))
     shares = Binning().fit(X, classes)

@@ -19,6 +19,7 @@ from velmora._library import ResultHandle, Session
 from velmora._results import Bins
 
 _TASKS = ("auto", "classification", "regression")
+_MOST_CLASSES = 20  # of numbers, that "auto" takes for classes
 
 
 def _is_frame(X: Any) -> bool:
@@ -56,7 +57,10 @@ class _Supervised(BaseEstimator):
         if task not in _TASKS:
             raise ValueError(f"task is one of {', '.join(_TASKS)}, not {task!r}.")
         if task == "auto":
-            task = "regression" if type_of_target(y) == "continuous" else "classification"
+            # Whole numbers of many values, such as counts and prices, are measured.
+            measured = y.dtype.kind in "iuf" and len(np.unique(y)) > _MOST_CLASSES
+            regression = measured or type_of_target(y) == "continuous"
+            task = "regression" if regression else "classification"
         if task == "classification":
             check_classification_targets(y)
         return task == "classification"
@@ -117,7 +121,7 @@ class FeatureSelection(SelectorMixin, _Supervised):
     cuts : int, default=10
         Intervals of a continuous feature, 1 to 20.
     task : {"auto", "classification", "regression"}, default="auto"
-        How y is treated; "auto" decides by its values, as ``type_of_target`` does.
+        How y is treated; "auto" takes texts and up to 20 different whole numbers for classes.
 
     Attributes
     ----------
@@ -223,7 +227,7 @@ class Binning(TransformerMixin, _Supervised):
         all cases (a weight of evidence of 0, the overall mean or shares), or NaN. Labels and codes
         are None and -1.
     task : {"auto", "classification", "regression"}, default="auto"
-        How y is treated; "auto" decides by its values, as ``type_of_target`` does.
+        How y is treated; "auto" takes texts and up to 20 different whole numbers for classes.
 
     Attributes
     ----------
