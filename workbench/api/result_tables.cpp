@@ -15,7 +15,7 @@ void AppendFigures(const Json& predictor, Json& row) {
   }
 }
 
-Json FeatureSelectionRanking(const FeatureSelectionReport& report, const Json& json) {
+Json RankingOfFeatureSelection(const FeatureSelectionReport& report, const Json& json) {
   Json rows = Json::array();
   for (std::size_t d = 0; d < report.dependents.size(); ++d) {
     const Json& dependent = json["dependents"][d];
@@ -33,7 +33,7 @@ Json FeatureSelectionRanking(const FeatureSelectionReport& report, const Json& j
   return rows;
 }
 
-Json ScreenRanking(const Json& json) {
+Json RankingOfScreening(const Json& json) {
   Json rows = Json::array();
   for (const Json& response : json["responses"]) {
     int rank = 0;
@@ -49,7 +49,7 @@ Json ScreenRanking(const Json& json) {
   return rows;
 }
 
-Json ScreenBins(const Json& json) {
+Json BinsOfScreening(const Json& json) {
   Json rows = Json::array();
   for (const Json& response : json["responses"]) {
     for (const Json& predictor : response["predictors"]) {
@@ -72,8 +72,8 @@ ArrowTable ResultTable(FinishedRun& run, const std::string& name) {
     throw UsageError("The result has no table " + ShortenedText(name) +
                      (run.screening ? "; its tables are ranking and bins." : "; its table is ranking."));
   const Json json = Json::parse(run.Writers().json());
-  if (run.featureSelection) return TableOfRows(FeatureSelectionRanking(*run.featureSelection, json));
-  return TableOfRows(ranking ? ScreenRanking(json) : ScreenBins(json));
+  if (run.featureSelection) return TableOfRows(RankingOfFeatureSelection(*run.featureSelection, json));
+  return TableOfRows(ranking ? RankingOfScreening(json) : BinsOfScreening(json));
 }
 
 }  // namespace velmora
