@@ -82,7 +82,7 @@ TEST(Screen, FiguresAreThoseOfAnIndependentScript) {
         {"rSquaredRanks", 0.3402362327894801}}},
       {"continuous, weights, missing values",
        "schools.csv",
-       {"--continuous-response", "api2000", "--weight", "weight"},
+       {"--continuous-response", "api2000", "--weight", "weight", "--missing-bin", "drop"},
        R"({"class_size_46": [28, 30]})",
        "class_size_46",
        {{"rSquared", 0.011594374368445015}, {"fStatistic", 29.63105919163724}}},
