@@ -204,7 +204,7 @@ def test_threads_run_side_by_side(credit):
 
 
 def test_bins_travel(credit, command, tmp_path):
-    bins = velmora.screen(credit, "risk", good="good", bad="bad").bins(4)
+    bins = velmora.screen(credit, "risk", good="good", bad="bad").bins()
     bins.save(tmp_path / "bins.json")
     assert velmora.load_bins(tmp_path / "bins.json") == bins
     coded = bins.apply(credit)
