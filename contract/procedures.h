@@ -141,6 +141,9 @@ struct ITree : ICounted {
   virtual void GetCutPoints(double* cutPoints) = 0;
   // Categorical predictor: the levels of a bin, ascending, and their texts as the branch text lists
   // them. Texts of different bins may be alike: a label can read like a list.
+  // Bins of special codes come after those of values, each a terminal node without a parent, with
+  // their codes as levels; the bin of missing cases has none. A bin may have a text that the user
+  // gave it; that of an interval, and of missing cases, is empty otherwise.
   virtual int GetLevelCount(int bin) = 0;
   virtual void GetLevels(int bin, double* levels) = 0;
   virtual void GetLevelText(int bin, ITextSink* text) = 0;

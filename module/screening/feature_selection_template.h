@@ -162,7 +162,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
   CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
   void CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection, PredSummary& record);
-  void NameMissingBin(PredSummary& record);
+  void StoreExtraBins(vlm::ITree& tree, PredSummary& record);
   int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
   // The predictor fails for the reason of a text, or by a call of the host. Return kFailed.
   int Fail(PredSummary& record, int textId);

@@ -51,9 +51,13 @@ struct PredSummary {
   [[nodiscard]] int RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const;
   // Drops the cells of the sheets that can be made again.
   void EvictSheets();
-  // Bins of values: all but the one that the missing cases have for themselves.
-  [[nodiscard]] std::size_t ValueBinCount() const { return BinCount() - (missingHasOwnBin ? 1 : 0); }
-  [[nodiscard]] bool IsMissingBin(std::size_t binIndex) const { return binIndex >= ValueBinCount(); }
+  // Bins of values: all but those of special codes and the one that the missing cases have for
+  // themselves.
+  [[nodiscard]] std::size_t ValueBinCount() const { return BinCount() - extraBins; }
+  [[nodiscard]] bool IsExtraBin(std::size_t binIndex) const { return binIndex >= ValueBinCount(); }
+  [[nodiscard]] bool MissingHasOwnBin() const {
+    return fit.missingBin >= 0 && IsExtraBin(static_cast<std::size_t>(fit.missingBin));
+  }
   // Ends of the range; kMissingValue when there are no values.
   [[nodiscard]] double LowestValue() const { return HasRange() ? rangeMinimum : vlm::kMissingValue; }
   [[nodiscard]] double HighestValue() const { return HasRange() ? rangeMaximum : vlm::kMissingValue; }
@@ -67,10 +71,12 @@ struct PredSummary {
   int levelIndex = -1;   // until a level or bin is chosen
   std::string responseName;
   std::string labelTexts[3];
-  std::map<double, int> levelOf;  // categorical predictor: value -> bin index
+  // categorical predictor: value -> bin index; continuous predictor: the same of special codes
+  std::map<double, int> levelOf;
   // continuous predictor, ascending; n cut points make n + 1 bins of values
   std::vector<double> cutPoints;
-  std::vector<std::string> levelNames;  // labels of the bins; that of the missing cases is the last
+  // labels of the bins: of values, of special codes, of the missing cases
+  std::vector<std::string> levelNames;
   double rangeMinimum = kNoMinimum;
   double rangeMaximum = kNoMaximum;
   double badShare = 0;  // of all bad and good cases
@@ -91,7 +97,7 @@ struct PredSummary {
   double totalSumOfSquares = 0;  // of the response, at the root of the tree
   int nodeCount = 0;
   vlm::TreeFit fit = {-1, 0, 0, vlm::kAnyShape, vlm::kMissingValue, vlm::kMissingValue, vlm::kMissingValue};
-  bool missingHasOwnBin = false;  // the last of the bins
+  std::size_t extraBins = 0;  // after those of values
 
   // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
   vlm::Ref<vlm::IWorkSheet> workSheet;
@@ -106,7 +112,8 @@ struct PredSummary {
   int goodColumn = 0;
   int badRateColumn = 0;
   std::string conditionText;
-  std::string recodeFileName;  // of the file with these conditions, without folders; empty until it is written
+  std::string
+      recodeFileName;  // of the file with these conditions, without folders; empty until it is written
   std::string resultTexts[3];
 
   std::vector<int> binNodes;            // node number of each bin: its code in the coded predictor

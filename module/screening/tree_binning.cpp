@@ -34,6 +34,11 @@ vlm::Ref<vlm::ISpreadsheet> RunTree(vlm::IProcedure& tree, int leastCases) {
   return vlm::Ref<vlm::ISpreadsheet>::Adopt(tree.GetResult(vlm::kTreeSummaryResult, 0));
 }
 
+// The host's text for a bin, empty for an interval without one.
+std::string LevelText(vlm::ITree& tree, int bin) {
+  return OnOneLine(vlm::WholeTextOf([&](vlm::ITextSink* sink) { tree.GetLevelText(bin, sink); }));
+}
+
 }  // namespace
 
 // Sets up the tree: variables, codes, kind, and the case selection with the cases without the
@@ -113,25 +118,31 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
   const auto tree = vlm::Ref<vlm::ITree>::Adopt(procedure.CreateTree());
   if (!tree) throw HostCallError(ReasonOf(procedure));
   record.binNodes.resize(static_cast<std::size_t>(tree->GetBinCount()));
+  record.extraBins = 0;
   for (int number = 1; number <= tree->GetNodeCount(); ++number) {
     vlm::TreeNode node{};
     tree->GetNode(number, &node);
     if (node.bin < 0) continue;
     record.binNodes[static_cast<std::size_t>(node.bin)] = number;
-    record.missingHasOwnBin = number > 1 && node.parent == 0;
+    if (number > 1 && node.parent == 0) ++record.extraBins;
   }
   tree->GetFit(&record.fit);
   if (record.predictorKind == kContinuousPredictor) {
-    record.cutPoints.resize(record.binNodes.size() - (record.missingHasOwnBin ? 2 : 1));
+    record.levelOf.clear();
+    record.cutPoints.resize(record.binNodes.size() - record.extraBins - 1);
     tree->GetCutPoints(record.cutPoints.data());
     IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
+    for (std::size_t bin = 0; bin < texts.labels.size(); ++bin) {
+      const std::string text = LevelText(*tree, static_cast<int>(bin));
+      if (!text.empty()) texts.labels[bin] = text;
+    }
     record.levelNames = DistinctLabels(std::move(texts.labels));
     record.lowerTexts = std::move(texts.lower);
     record.upperTexts = std::move(texts.upper);
   } else {
     StoreAggregateLevelsForCategoricalPredictor(*tree, record);
   }
-  if (record.missingHasOwnBin) NameMissingBin(record);
+  StoreExtraBins(*tree, record);
 
   SetCaseSelection(procedure, selection);
   record.workSheet = vlm::Ref<vlm::IWorkSheet>::Adopt(procedure.CreateWorkSheet());
@@ -157,16 +168,25 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
   }
 }
 
-// The label differs from those of all levels: outputs tell bins apart by their labels.
-void CFeatureSelectionTemplate::NameMissingBin(PredSummary& record) {
-  std::string label = Text(kTextMissingBin);
-  const auto isTaken = [&] {
-    return std::find(record.levelNames.begin(), record.levelNames.end(), label) != record.levelNames.end();
-  };
-  while (isTaken()) label = "(" + label + ")";
-  record.levelNames.push_back(label);
-  record.lowerTexts.emplace_back();
-  record.upperTexts.emplace_back();
+// Bins of special codes, which the tree names, then that of the missing cases. Their labels differ
+// from those of all other bins: outputs tell bins apart by their labels.
+void CFeatureSelectionTemplate::StoreExtraBins(vlm::ITree& tree, PredSummary& record) {
+  std::vector<double> codes;
+  for (std::size_t bin = record.binNodes.size() - record.extraBins; bin < record.binNodes.size(); ++bin) {
+    const int number = static_cast<int>(bin);
+    codes.resize(static_cast<std::size_t>(tree.GetLevelCount(number)));
+    tree.GetLevels(number, codes.data());
+    for (const double code : codes) record.levelOf[code] = number;
+    std::string label = LevelText(tree, number);
+    if (label.empty()) label = Text(kTextMissingBin);
+    const auto isTaken = [&] {
+      return std::find(record.levelNames.begin(), record.levelNames.end(), label) != record.levelNames.end();
+    };
+    while (isTaken()) label = "(" + label + ")";
+    record.levelNames.push_back(label);
+    record.lowerTexts.emplace_back();
+    record.upperTexts.emplace_back();
+  }
 }
 
 int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record) {
@@ -211,13 +231,12 @@ void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(vlm:
   record.levelOf.clear();
   std::vector<double> levels;
   std::vector<std::string> labels;
-  const int valueBins = static_cast<int>(record.binNodes.size()) - (record.missingHasOwnBin ? 1 : 0);
+  const int valueBins = static_cast<int>(record.binNodes.size() - record.extraBins);
   for (int bin = 0; bin < valueBins; ++bin) {
     levels.resize(static_cast<std::size_t>(tree.GetLevelCount(bin)));
     tree.GetLevels(bin, levels.data());
     for (const double level : levels) record.levelOf[level] = bin;
-    labels.push_back(
-        OnOneLine(vlm::WholeTextOf([&](vlm::ITextSink* sink) { tree.GetLevelText(bin, sink); })));
+    labels.push_back(LevelText(tree, bin));
   }
   record.levelNames = DistinctLabels(std::move(labels));
 }

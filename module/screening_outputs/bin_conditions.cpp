@@ -102,11 +102,9 @@ std::string RecodeConditions(CFeatureSelectionTemplate& analysis, const PredSumm
                 "]\nIgnore=0\nCondition=" + Quoted(analysis, condition) +
                 "\nValue=" + BinLabel(analysis, record, bin) + "\n";
   };
-  if (record.predictorKind == kCategoricalPredictor) {
-    for (const auto& [code, bin] : record.levelOf) {
-      add(LevelCondition(analysis, record, code, NumberForm::kMachine), static_cast<std::size_t>(bin));
-    }
-  } else {
+  for (const auto& [code, bin] : record.levelOf)
+    add(LevelCondition(analysis, record, code, NumberForm::kMachine), static_cast<std::size_t>(bin));
+  if (record.predictorKind == kContinuousPredictor) {
     for (std::size_t bin = 0; bin < record.ValueBinCount(); ++bin)
       add(OrderedCondition(analysis, record, bin), bin);
   }
@@ -124,11 +122,9 @@ std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& 
   };
   for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
     if (static_cast<int>(bin) == record.fit.missingBin) add(MissingCondition(analysis, record), bin);
-    if (record.IsMissingBin(bin)) continue;
-    if (record.predictorKind == kContinuousPredictor) {
+    // Bins of special codes come after the intervals, and the last assignment holds.
+    if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin))
       add(IntervalCondition(analysis, record, bin), bin);
-      continue;
-    }
     for (const auto& [code, binOfCode] : record.levelOf) {
       if (static_cast<std::size_t>(binOfCode) != bin) continue;
       add(LevelCondition(analysis, record, code, NumberForm::kLocale), bin);

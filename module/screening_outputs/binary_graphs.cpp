@@ -130,7 +130,7 @@ double DensityScale(const GraphPoints& density, const GraphPoints& rates) {
 // The bin of the missing cases has no place on an axis of values.
 std::string MissingFootnote(CFeatureSelectionTemplate& analysis, const PredSummary& record,
                             const std::vector<BinShare>& shares) {
-  if (!record.missingHasOwnBin || !HasValue(shares.back().defaultRate)) return "";
+  if (!record.MissingHasOwnBin() || !HasValue(shares.back().defaultRate)) return "";
   const double cases = shares.back().cases *
                        record.summaryCrosstab->GetValue(record.summaryCrosstab->GetRowCount(), kTotalColumn);
   return "\n" + vlm::FormatText(

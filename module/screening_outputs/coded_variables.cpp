@@ -73,13 +73,12 @@ BinFinder::BinFinder(const PredSummary& record) : levels_(record.predictorKind =
 
 int BinFinder::BinOf(double value) const {
   if (std::isnan(value)) return -1;
-  if (!levels_) {
-    return static_cast<int>(std::lower_bound(bounds_.begin(), bounds_.end(), value) - bounds_.begin());
-  }
   const double lowest = -vlm::RaisedByTolerance(-value);
   const auto level = std::lower_bound(levelBins_.begin(), levelBins_.end(), lowest,
                                       [](const Level& l, double wanted) { return l.code < wanted; });
-  return level != levelBins_.end() && vlm::NearlyEqual(level->code, value) ? level->bin : -1;
+  if (level != levelBins_.end() && vlm::NearlyEqual(level->code, value)) return level->bin;
+  if (levels_) return -1;
+  return static_cast<int>(std::lower_bound(bounds_.begin(), bounds_.end(), value) - bounds_.begin());
 }
 
 Addition AddCodedVariables(CFeatureSelectionTemplate& analysis, int count, bool toBundle) {

@@ -87,7 +87,7 @@ vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, con
                        figure(kBinLowerLimit),
                        figure(kBinUpperLimit),
                        figure(kBinN)};
-  if (record.predictorKind == kContinuousPredictor && !record.IsMissingBin(bin)) {
+  if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin)) {
     box.intervalFrom = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
     box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
   }
@@ -101,10 +101,10 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
   for (std::size_t bin = 0; bin < labels.size(); ++bin) {
     const int row = record.RowOfBin(statistics, static_cast<int>(bin));
     if (row == 0) continue;
-    // The missing cases have no place on an axis of values.
+    // Special and missing cases have no place on an axis of values.
     const bool onValueAxis =
         seriesKind == vlm::kDiamondSeries && record.predictorKind == kContinuousPredictor;
-    if (onValueAxis && record.IsMissingBin(bin)) continue;
+    if (onValueAxis && record.IsExtraBin(bin)) continue;
     vlm::GraphBox box = BoxOf(statistics, row, bin, record);
     if (seriesKind == vlm::kDiamondSeries) box.position = (box.intervalFrom + box.intervalTo) / 2;
     graph.Document().AddBox(series, &box, labels[bin].data(), vlm::LengthOf(labels[bin]));

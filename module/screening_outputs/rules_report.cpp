@@ -24,7 +24,7 @@ std::string Padded(std::string text, std::size_t width) {
 
 std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin,
                          const std::string& name) {
-  if (record.predictorKind == kContinuousPredictor) {
+  if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin)) {
     if (record.cutPoints.empty()) return name + " has any value";
     const bool first = bin == 0;
     const bool last = bin == record.cutPoints.size();
@@ -43,8 +43,8 @@ std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary&
 // The values of a bin as a reader writes them down, on one line.
 std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
   const std::string name = OnOneLine(record.predictorName);
-  if (record.IsMissingBin(bin)) return name + " is missing";
   const bool takesMissing = static_cast<int>(bin) == record.fit.missingBin;
+  if (takesMissing && record.MissingHasOwnBin()) return name + " is missing";
   return RuleOfValues(analysis, record, bin, name) + (takesMissing ? " or is missing" : "");
 }
 

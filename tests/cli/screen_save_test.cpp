@@ -162,6 +162,7 @@ for number, row in enumerate(csv.DictReader(open(sys.argv[2], encoding='utf-8', 
     assert result == other, {name: (x, other[name]) for name, x in result.items() if x != other[name]}
     print(json.dumps(result))
 assert bins.code_case({}) == bins.code_case({name: None for name in typed})
+assert bins.code_case({}) == bins.code_case({name: '' for name in row})
 )";
 
 bool HasPython() { return std::system("python3 -c 0 > /dev/null 2>&1") == 0; }
@@ -308,6 +309,32 @@ INSTANTIATE_TEST_SUITE_P(
              R"({"age": [25, 40, 67], "amount": [1169, 5951.0], "instalment_rate": [[1, 3], [2, 4]]})",
              {},
              17},
+        Case{"missingAndSpecialBins",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad", "--missing-bin", "own",
+              "--special", "duration_months=24,12", "--special", "housing=own", "--special", "age=27,30,35"},
+             {},
+             nullptr,
+             {},
+             17},
+        Case{"missingWithTheMostAlike",
+             "german_credit.csv",
+             "risk",
+             {"--binary-response", "risk", "--good", "good", "--bad", "bad", "--missing-bin", "most-alike",
+              "--special", "*=30,35", "--special-together"},
+             {},
+             nullptr,
+             {},
+             17},
+        Case{"missingBinsOfMeans",
+             "house_prices.csv",
+             "price",
+             {"--continuous-response", "price", "--missing-bin", "own", "--special", "bedrooms=2,4"},
+             {},
+             nullptr,
+             {},
+             10},
         Case{"sumsThatMissTheCutPoint",
              "german_credit.csv",
              "risk",

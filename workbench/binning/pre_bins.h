@@ -49,6 +49,11 @@ PreBins MakeBins(const stats::TreeResponse& response, std::span<const double> co
 PreBins MakeMissingBin(const stats::TreeResponse& response, std::span<const std::uint32_t> cases,
                        std::span<const std::uint8_t> folds = {});
 
+// Adds the pre-bins of more after those of bins, which may be of other cases only.
+void Append(const PreBins& more, PreBins& bins);
+// The sums of the first pre-bins. The squared weights are taken as if they were alike everywhere.
+PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);
+
 // Whether a case has a response and a weight.
 bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex);
 

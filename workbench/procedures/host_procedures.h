@@ -31,6 +31,12 @@ namespace velmora {
 struct UserBins {
   std::vector<double> cutPoints;            // continuous predictor, any order
   std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
+  // The user's labels of the groups, or of the intervals of the ascending cut points; empty where
+  // a bin has none, or for all of them.
+  std::vector<std::string> labels;
+  int missingBin =
+      -1;  // the group or interval of the missing cases, where they have a bin; -1: as the run does
+  std::vector<std::vector<double>> specialCodes;  // as BinningPlan::specialCodes
 };
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
@@ -42,6 +48,8 @@ struct BinningPlan {
   binning::BinningRules rules;
   std::map<int, binning::BinningRules> rulesOf;  // of single predictors, by variable number
   int preBins = 100;
+  // Codes that are not among the values of a predictor: those of each bin, by variable number.
+  std::map<int, std::vector<std::vector<double>>> specialCodes;
   vlm::ScreeningSettings screening{};  // for the module
 
   const binning::BinningRules& RulesFor(int variable) const {

@@ -137,6 +137,9 @@ class TreeProcedure final : public Procedure {
 
   void ReadVariables();
   ResponsePointer ResponseFor(CaseSettings cases);
+  const UserBins* OwnBins() const;
+  int UserBinOf(const UserBins& own, std::size_t bin) const;
+  OrderPointer TakeOutSpecialCodes(OrderPointer order);
   stats::Tree Grow(const stats::SortedOrder& order);
   stats::Tree GrowUserBins(const stats::SortedOrder& order, const UserBins& own);
   stats::Tree GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan);
@@ -171,6 +174,11 @@ class TreeProcedure final : public Procedure {
   ResponsePointer grownOn_;
   stats::Tree tree_;
   std::vector<std::uint32_t> missing_;  // cases without the predictor that get a bin
+  struct SpecialBin {
+    std::vector<double> codes;
+    std::vector<std::uint32_t> cases;
+  };
+  std::vector<SpecialBin> special_;
   vlm::TreeFit fit_{};
   std::vector<int> numbers_;  // shown number of each node
   std::vector<int> nodeAt_;   // node of each shown number
@@ -212,8 +220,8 @@ void TreeProcedure::Compute() {
   ReadVariables();
   shared_->Checkpoint();
   grownOn_ = ResponseFor(cases_);
-  const OrderPointer order =
-      RestrictOrder(shared_->OrderOf(table_, predictor_), Predictor().values, {}, codes_);
+  const OrderPointer order = TakeOutSpecialCodes(
+      RestrictOrder(shared_->OrderOf(table_, predictor_), Predictor().values, {}, codes_));
   const vlm::MissingBin place = MissingPlace();
   missing_ = place == vlm::kMissingLeftOut ? std::vector<std::uint32_t>()
                                            : CasesWithoutValue(Predictor(), grownOn_->tree);
@@ -227,10 +235,61 @@ void TreeProcedure::Compute() {
   }
 }
 
-stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
+// The user's bins of the predictor; null where there are none.
+const UserBins* TreeProcedure::OwnBins() const {
   const ProcedureSettings& settings = shared_->settings;
   const UserBinsByVariable& bins = settings.analysisBins ? *settings.analysisBins : settings.userBins;
-  if (const auto own = bins.find(predictor_); own != bins.end()) return GrowUserBins(order, own->second);
+  const auto own = bins.find(predictor_);
+  return own != bins.end() ? &own->second : nullptr;
+}
+
+// The user's group or interval that a bin of the tree is; -1 where it is another one, because a cut
+// point was dropped.
+int TreeProcedure::UserBinOf(const UserBins& own, std::size_t bin) const {
+  if (categorical_) {
+    const std::vector<double> levels = tree_.Levels(tree_.bins[bin]);
+    for (std::size_t group = 0; group < own.groups.size(); ++group) {
+      const std::vector<double>& listed = own.groups[group];
+      if (!levels.empty() && std::find(listed.begin(), listed.end(), levels.front()) != listed.end())
+        return static_cast<int>(group);
+    }
+    return -1;
+  }
+  std::vector<double> wanted = own.cutPoints;
+  std::sort(wanted.begin(), wanted.end());
+  const std::vector<double> cuts = tree_.CutPoints();
+  const auto isSameEnd = [&](std::size_t cut, std::size_t userCut) {
+    const bool isEnd = cut == cuts.size(), isUserEnd = userCut == wanted.size();
+    return isEnd || isUserEnd ? isEnd == isUserEnd : cuts[cut] == wanted[userCut];
+  };
+  for (std::size_t interval = 0; interval <= wanted.size(); ++interval) {
+    const bool lowerEnds = bin == 0 || interval == 0 ? bin == interval : isSameEnd(bin - 1, interval - 1);
+    if (lowerEnds && isSameEnd(bin, interval)) return static_cast<int>(interval);
+  }
+  return -1;
+}
+
+// The order without the special codes, whose cases go to special_: one bin for each group of codes
+// that has cases.
+OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
+  special_.clear();
+  const BinningPlan* const plan = shared_->settings.binning.get();
+  if (plan == nullptr || !plan->specialCodes.contains(predictor_)) return order;
+  for (const std::vector<double>& codes : plan->specialCodes.at(predictor_)) {
+    SplitOrder split = SplitCodes(std::move(order), Predictor().values, codes);
+    order = std::move(split.values);
+    SpecialBin bin{codes, {}};
+    for (const std::uint32_t index : split.codes->cases) {
+      if (binning::CountsForResponse(grownOn_->tree, index)) bin.cases.push_back(index);
+    }
+    if (!bin.cases.empty()) special_.push_back(std::move(bin));
+  }
+  return order;
+}
+
+stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
+  const ProcedureSettings& settings = shared_->settings;
+  if (const UserBins* const own = OwnBins()) return GrowUserBins(order, *own);
   if (settings.binning && settings.binning->optimal) return GrowOptimal(order, *settings.binning);
   stats::TreeOptions options;
   options.leastCasesToSplit = Option(vlm::kLeastCasesToSplitOption);
@@ -271,7 +330,8 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
                              ? binning::MakeLevels(grownOn_->tree, column, order, folds)
                              : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, folds);
   if (pre.Count() == 0) return {};
-  if (pre.Count() == 1 && missing_.empty()) throw DataError("It has one value in the cases used.");
+  if (pre.Count() == 1 && missing_.empty() && special_.empty())
+    throw DataError("It has one value in the cases used.");
   SwapTwoClasses(pre);
   shared_->Checkpoint();
   const auto find = [&](const binning::PreBinSums& sums) {
@@ -302,6 +362,21 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
 // What the bins are worth on other cases, and whether they say more than one bin of all cases.
 void TreeProcedure::Validate(const binning::PreBins& pre,
                              const std::function<std::vector<int>(const binning::PreBinSums&)>& find) {
+  // Special codes are pre-bins that no search joins with others.
+  binning::PreBins whole = pre;
+  std::vector<binning::PreBins> specials;
+  for (const SpecialBin& special : special_) {
+    specials.push_back(binning::MakeMissingBin(grownOn_->tree, special.cases, shared_->FoldsOf(grownOn_)));
+    SwapTwoClasses(specials.back());
+    binning::Append(specials.back(), whole);
+  }
+  const auto findAll = [&](const binning::PreBinSums& sums) {
+    if (specials.empty()) return find(sums);
+    std::vector<int> binOf = find(binning::FirstPreBins(sums, pre.Count()));
+    int count = *std::max_element(binOf.begin(), binOf.end()) + 1;
+    for (std::size_t i = 0; i < specials.size(); ++i) binOf.push_back(count++);
+    return binOf;
+  };
   const bool dropped = MissingPlace() == vlm::kMissingLeftOut;
   const std::vector<std::uint32_t> without =
       dropped ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
@@ -309,7 +384,7 @@ void TreeProcedure::Validate(const binning::PreBins& pre,
   SwapTwoClasses(missing);
   binning::MissingCases rule;
   if (!without.empty()) rule = {&missing, MissingPlace()};
-  const binning::Validation validation = binning::CrossValidate(pre, find, rule);
+  const binning::Validation validation = binning::CrossValidate(whole, findAll, rule);
   if (!grownOn_->tree.continuous && grownOn_->tree.classCount == 2) {
     fit_.heldOutInformationValue = validation.informationValue;
     fit_.heldOutGini = validation.gini;
@@ -318,8 +393,11 @@ void TreeProcedure::Validate(const binning::PreBins& pre,
   const std::vector<int> binOf = find(pre.sums);
   const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
   const bool missingCount = !missing_.empty() && MissingPlace() == vlm::kMissingOwnBin;
-  fit_.noBetterThanChance =
-      oneBin && !(missingCount && binning::MissingCasesDiffer(pre.sums, missing.sums)) ? 1 : 0;
+  const bool anyDiffers = (missingCount && binning::MissingCasesDiffer(pre.sums, missing.sums)) ||
+                          std::any_of(specials.begin(), specials.end(), [&](const binning::PreBins& special) {
+                            return binning::MissingCasesDiffer(pre.sums, special.sums);
+                          });
+  fit_.noBetterThanChance = oneBin && !anyDiffers ? 1 : 0;
 }
 
 // The bin of each distinct value of the order.
@@ -345,6 +423,11 @@ void TreeProcedure::PlaceMissingCases(const stats::SortedOrder& order) {
       binning::MakeBins(grownOn_->tree, Predictor().values, order, BinOfValues(order));
   fit_.missingBin = binning::PlaceOfMissing(MissingPlace(), bins.sums,
                                             binning::MakeMissingBin(grownOn_->tree, missing_).sums);
+  if (MissingPlace() == vlm::kMissingOwnBin) fit_.missingBin += static_cast<int>(special_.size());
+  const UserBins* const own = OwnBins();
+  for (std::size_t bin = 0; own != nullptr && own->missingBin >= 0 && bin < tree_.bins.size(); ++bin) {
+    if (UserBinOf(*own, bin) == own->missingBin) fit_.missingBin = static_cast<int>(bin);
+  }
 }
 
 void TreeProcedure::ReportDropped(const std::vector<stats::DroppedCut>& dropped) {
@@ -451,7 +534,7 @@ std::shared_ptr<Sheet> TreeProcedure::NodeSheet(int number) const {
 }
 
 bool TreeProcedure::MissingHasOwnBin() const {
-  return fit_.missingBin == static_cast<int>(tree_.bins.size());
+  return fit_.missingBin == static_cast<int>(tree_.bins.size() + special_.size());
 }
 
 const BinsPointer& TreeProcedure::TreeBins() {
@@ -459,7 +542,13 @@ const BinsPointer& TreeProcedure::TreeBins() {
   auto bins = std::make_shared<Bins>(BinsOfValues());
   for (const int node : tree_.bins) bins->nodes.push_back(NumberOf(node));
   bins->missingBin = fit_.missingBin;
-  if (MissingHasOwnBin()) bins->nodes.push_back(static_cast<int>(tree_.nodes.size()) + 1);
+  for (std::size_t i = 0; i < special_.size(); ++i) {
+    const int bin = static_cast<int>(bins->nodes.size());
+    bins->nodes.push_back(static_cast<int>(tree_.nodes.size() + i) + 1);
+    for (const double code : special_[i].codes) bins->specialCodes.emplace_back(code, bin);
+  }
+  std::sort(bins->specialCodes.begin(), bins->specialCodes.end());
+  if (MissingHasOwnBin()) bins->nodes.push_back(static_cast<int>(tree_.nodes.size() + special_.size()) + 1);
   return bins_ = std::move(bins);
 }
 
@@ -497,9 +586,21 @@ vlm::ITree* TreeProcedure::MakeTree() {
   }
   std::vector<std::string> levelTexts;
   std::vector<std::vector<double>> levels;
-  for (const int node : tree_.bins) {
+  const UserBins* const own = OwnBins();
+  for (std::size_t bin = 0; bin < tree_.bins.size(); ++bin) {
+    const int node = tree_.bins[bin];
     levels.push_back(categorical_ ? tree_.Levels(node) : std::vector<double>());
-    levelTexts.push_back(categorical_ ? LevelList(node) : std::string());
+    const int userBin = own == nullptr || own->labels.empty() ? -1 : UserBinOf(*own, bin);
+    const std::string label = userBin < 0 ? std::string() : own->labels[static_cast<std::size_t>(userBin)];
+    levelTexts.push_back(!label.empty() ? label : categorical_ ? LevelList(node) : std::string());
+  }
+  for (std::size_t i = 0; i < special_.size(); ++i) {
+    nodes.push_back({0, 0, 0, static_cast<int>(tree_.bins.size() + i), vlm::kMissingValue});
+    levels.push_back(special_[i].codes);
+    std::string text;
+    for (const double code : special_[i].codes)
+      text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), code);
+    levelTexts.push_back(std::move(text));
   }
   if (MissingHasOwnBin()) {
     nodes.push_back({0, 0, 0, fit_.missingBin, vlm::kMissingValue});

@@ -9,12 +9,37 @@
 
 namespace velmora {
 
-int Bins::BinOfLevel(double level) const {
-  const double lowest = -vlm::RaisedByTolerance(-level);
-  const auto found = std::lower_bound(levels.begin(), levels.end(), lowest,
+namespace {
+
+int FindBin(const std::vector<std::pair<double, int>>& bins, double value) {
+  const double lowest = -vlm::RaisedByTolerance(-value);
+  const auto found = std::lower_bound(bins.begin(), bins.end(), lowest,
                                       [](const auto& one, double wanted) { return one.first < wanted; });
-  if (found == levels.end()) return -1;
-  return found->first == level || vlm::NearlyEqual(found->first, level) ? found->second : -1;
+  if (found == bins.end()) return -1;
+  return found->first == value || vlm::NearlyEqual(found->first, value) ? found->second : -1;
+}
+
+}  // namespace
+
+int Bins::BinOfLevel(double level) const { return FindBin(levels, level); }
+int Bins::BinOfSpecialCode(double code) const { return FindBin(specialCodes, code); }
+
+SplitOrder SplitCodes(OrderPointer order, std::span<const double> column, std::span<const double> codes) {
+  std::shared_ptr<stats::SortedOrder> parts[] = {std::make_shared<stats::SortedOrder>(),
+                                                 std::make_shared<stats::SortedOrder>()};
+  for (std::size_t d = 0; d < order->DistinctCount(); ++d) {
+    const double value = order->Value(column, d);
+    const bool isCode = std::any_of(codes.begin(), codes.end(), [value](double code) {
+      return code == value || vlm::NearlyEqual(code, value);
+    });
+    stats::SortedOrder& part = *parts[isCode ? 1 : 0];
+    part.starts.push_back(static_cast<std::int32_t>(part.cases.size()));
+    part.cases.insert(part.cases.end(), order->cases.begin() + order->starts[d],
+                      order->cases.begin() + order->starts[d + 1]);
+  }
+  if (parts[1]->cases.empty()) return {std::move(order), parts[1]};
+  for (const auto& part : parts) part->starts.push_back(static_cast<std::int32_t>(part->cases.size()));
+  return {parts[0], parts[1]};
 }
 
 OrderPointer RestrictOrder(OrderPointer order, std::span<const double> column,
@@ -75,6 +100,7 @@ void WorkData::MakeRows() {
   auto rows = std::make_unique<WorkRows>();
   rows->order =
       RestrictOrder(shared_->OrderOf(table_, predictor_), column, response_->tree.present, predictorCodes_);
+  const OrderPointer special = TakeOutSpecialCodes(*rows);
   const stats::SortedOrder& order = *rows->order;
   const auto runStart = [&](std::size_t d) { return static_cast<std::size_t>(order.starts[d]); };
   const std::size_t runCount = order.DistinctCount();
@@ -98,21 +124,40 @@ void WorkData::MakeRows() {
     }
   }
   rows->valueCount = order.CaseCount();
-  if (bins_->missingBin >= 0) AddMissingRows(*rows);
+  if (special || bins_->missingBin >= 0) AddExtraRows(special, *rows);
   rows_ = std::move(rows);
 }
 
-void WorkData::AddMissingRows(WorkRows& rows) const {
-  const std::vector<std::uint32_t> missing = CasesWithoutValue(PredictorColumn(), response_->tree);
-  if (missing.empty()) return;
+// Null where the predictor has no special codes.
+OrderPointer WorkData::TakeOutSpecialCodes(WorkRows& rows) const {
+  if (bins_->specialCodes.empty()) return nullptr;
+  std::vector<double> codes;
+  for (const auto& [code, bin] : bins_->specialCodes) codes.push_back(code);
+  SplitOrder split = SplitCodes(rows.order, PredictorColumn().values, codes);
+  rows.order = std::move(split.values);
+  return split.codes;
+}
+
+void WorkData::AddExtraRows(const OrderPointer& special, WorkRows& rows) const {
+  const std::vector<std::uint32_t> missing = bins_->missingBin < 0
+                                                 ? std::vector<std::uint32_t>()
+                                                 : CasesWithoutValue(PredictorColumn(), response_->tree);
+  if (missing.empty() && (!special || special->CaseCount() == 0)) return;
   auto order = std::make_shared<stats::SortedOrder>();
-  order->cases.reserve(rows.order->cases.size() + missing.size());
   order->cases.assign(rows.order->cases.begin(), rows.order->cases.end());
-  order->cases.insert(order->cases.end(), missing.begin(), missing.end());
   order->starts.assign(rows.order->starts.begin(), rows.order->starts.end());
   if (order->starts.empty()) order->starts.push_back(0);
-  order->starts.push_back(static_cast<std::int32_t>(order->cases.size()));
-  rows.segments.push_back({rows.valueCount, order->cases.size(), bins_->missingBin});
+  const auto addRun = [&](auto begin, auto end, int bin) {
+    const std::size_t first = order->cases.size();
+    order->cases.insert(order->cases.end(), begin, end);
+    order->starts.push_back(static_cast<std::int32_t>(order->cases.size()));
+    rows.segments.push_back({first, order->cases.size(), bin});
+  };
+  for (std::size_t d = 0; special && d < special->DistinctCount(); ++d) {
+    addRun(special->cases.begin() + special->starts[d], special->cases.begin() + special->starts[d + 1],
+           bins_->BinOfSpecialCode(special->Value(PredictorColumn().values, d)));
+  }
+  if (!missing.empty()) addRun(missing.begin(), missing.end(), bins_->missingBin);
   rows.order = std::move(order);
 }
 

@@ -21,10 +21,12 @@ struct Bins {
   // categorical predictor: code and bin index, by rising code
   std::vector<std::pair<double, int>> levels;
   bool categorical = false;
-  int missingBin = -1;  // of the cases without a value; -1: they have none
+  int missingBin = -1;                               // of the cases without a value; -1: they have none
+  std::vector<std::pair<double, int>> specialCodes;  // ascending, with their bins
 
   // The bin of a level within the tolerance, -1 for one that the tree has not seen.
   int BinOfLevel(double level) const;
+  int BinOfSpecialCode(double code) const;
 };
 using BinsPointer = std::shared_ptr<const Bins>;
 
@@ -35,11 +37,11 @@ struct Segment {
   int bin = 0;
 };
 
-// The rows of a work sheet: cases by rising predictor value, and their bins. Cases without a value
-// come last, as if they had one value more.
+// The rows of a work sheet: cases by rising predictor value, and their bins. Cases with a special
+// code and cases without a value come last, as if each had one value more.
 struct WorkRows {
   OrderPointer order;             // the cases of the sheet
-  std::size_t valueCount = 0;     // rows with a value of the predictor
+  std::size_t valueCount = 0;     // rows with a value of the predictor that is no special code
   std::vector<Segment> segments;  // all rows, in order; for a categorical predictor one per level
 };
 
@@ -69,7 +71,8 @@ class WorkData {
 
  private:
   void MakeRows();
-  void AddMissingRows(WorkRows& rows) const;
+  OrderPointer TakeOutSpecialCodes(WorkRows& rows) const;
+  void AddExtraRows(const OrderPointer& special, WorkRows& rows) const;
 
   std::shared_ptr<HostProcedures::Shared> shared_;
   TablePointer table_;
@@ -82,6 +85,12 @@ class WorkData {
   std::unique_ptr<WorkRows> rows_;
   std::shared_ptr<const stats::CaseRanks> ranks_;
 };
+
+// The runs of an order with one of the codes taken out of it, each a run of the other order.
+struct SplitOrder {
+  OrderPointer values, codes;
+};
+SplitOrder SplitCodes(OrderPointer order, std::span<const double> column, std::span<const double> codes);
 
 // The cases of an order that are marked as present (empty: all are) and, with codes, whose value is
 // one of them. Returns order itself when nothing is left out.

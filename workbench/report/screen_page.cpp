@@ -57,24 +57,23 @@ std::string FileName(const std::string& path) { return Utf8Of(PathOf(path).filen
 std::string RulesOf(const ScreenedPredictor& predictor) {
   std::vector<std::string> conditions(predictor.bins.size());
   const auto cut = [&](std::size_t i) { return ShortestNumber(predictor.cutPoints[i]); };
-  if (predictor.figures.categorical) {
-    for (const ScreenedLevel& level : predictor.levels) {
-      if (level.bin < 0 || static_cast<std::size_t>(level.bin) >= conditions.size()) continue;
-      std::string& condition = conditions[static_cast<std::size_t>(level.bin)];
-      condition += (condition.empty() ? predictor.name + " = " : ", ") + DisplayLabel(level.text);
-    }
-  } else {
-    for (std::size_t b = 0; b <= predictor.cutPoints.size() && b < conditions.size(); ++b) {
-      const bool first = b == 0, last = b >= predictor.cutPoints.size();
-      if (first && last) {
-        conditions[b] = predictor.name + " has any value";
-      } else if (first) {
-        conditions[b] = predictor.name + " <= " + cut(b);
-      } else if (last) {
-        conditions[b] = predictor.name + " > " + cut(b - 1);
-      } else {
-        conditions[b] = cut(b - 1) + " < " + predictor.name + " <= " + cut(b);
-      }
+  // Levels of a categorical predictor, special codes of a continuous one.
+  for (const ScreenedLevel& level : predictor.levels) {
+    if (level.bin < 0 || static_cast<std::size_t>(level.bin) >= conditions.size()) continue;
+    std::string& condition = conditions[static_cast<std::size_t>(level.bin)];
+    condition += (condition.empty() ? predictor.name + " = " : ", ") + DisplayLabel(level.text);
+  }
+  const std::size_t intervals = predictor.figures.categorical != 0 ? 0 : predictor.cutPoints.size() + 1;
+  for (std::size_t b = 0; b < intervals && b < conditions.size(); ++b) {
+    const bool first = b == 0, last = b >= predictor.cutPoints.size();
+    if (first && last) {
+      conditions[b] = predictor.name + " has any value";
+    } else if (first) {
+      conditions[b] = predictor.name + " <= " + cut(b);
+    } else if (last) {
+      conditions[b] = predictor.name + " > " + cut(b - 1);
+    } else {
+      conditions[b] = cut(b - 1) + " < " + predictor.name + " <= " + cut(b);
     }
   }
   if (const int missing = predictor.figures.missingBin; missing >= 0) {

@@ -93,10 +93,11 @@ struct ScreenReport {
   std::string weightVariable;  // empty when there is none
   std::string select, exclude;
   std::string cutPointsFile;
-  bool classic = true;   // exactly as the dialogs make it
-  bool optimal = false;  // optimal bins, not trees
-  bool pruned = true;    // trees
-  int best = -1;         // predictors of each response whose bins are shown to people; -1: kBest...
+  bool classic = true;            // exactly as the dialogs make it
+  bool optimal = false;           // optimal bins, not trees
+  bool correctsPureBins = false;  // as vlm::ScreeningSettings::correctPureBins
+  bool pruned = true;             // trees
+  int best = -1;                  // predictors of each response whose bins are shown to people; -1: kBest...
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;

@@ -33,15 +33,14 @@ struct NewOption {
   const char* name;
   bool treesToo;
 };
-constexpr NewOption kNewOptions[] = {{"--binning", false},        {"--criterion", true},
-                                     {"--shape", true},           {"--max-bins", true},
-                                     {"--min-bins", true},        {"--bin-count", true},
-                                     {"--min-bin-share", true},   {"--min-bin-cases", true},
-                                     {"--min-bin-events", true},  {"--max-adjacent-p", true},
-                                     {"--min-level-share", true}, {"--pre-bins", true},
-                                     {"--missing-bin", false},    {"--pure-bin-correction", false},
-                                     {"--ordinal", false},        {"--nominal", false},
-                                     {"--rank-by", false},        {"--save-chance", false}};
+constexpr NewOption kNewOptions[] = {
+    {"--binning", false},       {"--criterion", true},       {"--shape", true},
+    {"--max-bins", true},       {"--min-bins", true},        {"--bin-count", true},
+    {"--min-bin-share", true},  {"--min-bin-cases", true},   {"--min-bin-events", true},
+    {"--max-adjacent-p", true}, {"--min-level-share", true}, {"--pre-bins", true},
+    {"--missing-bin", false},   {"--special", false},        {"--pure-bin-correction", false},
+    {"--ordinal", false},       {"--nominal", false},        {"--rank-by", false},
+    {"--save-chance", false}};
 
 template <typename Pairs>
 std::vector<std::string> WordsOf(const Pairs& pairs) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/command_outputs.h"
@@ -12,6 +13,7 @@
 #include "workbench/cli/screen/screen_binning.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/screen/screen_special.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/report/screen_page.h"
 #include "workbench/session/settings_script.h"
@@ -29,6 +31,7 @@ struct CommandOptions {
   ScreenSettings settings;
   SaveOptions save;
   BinningOptions binning;
+  SpecialOptions special;
   bool printScript = false;
 };
 
@@ -75,6 +78,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.List("--ordinal", options.request.ordinal);
   parser.List("--nominal", options.request.nominal);
   options.binning.AddTo(parser);
+  options.special.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
   CheckOptions(options);
@@ -123,15 +127,30 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
   std::map<int, UserBins> userBins;
   if (!options.settings.cutPointsFile.empty())
     userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
-  for (const std::string& notice : notices) Tell(notice);
 
   ScreenSettings settings = options.settings;
   settings.binning = options.binning.MakePlan(table, choice);
+  if (settings.binning) {
+    auto plan = std::make_shared<BinningPlan>(*settings.binning);
+    options.special.AddTo(table, choice, userBins, *plan, notices);
+    settings.binning = std::move(plan);
+  }
+  for (const std::string& notice : notices) Tell(notice);
   auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
   DataRecipe recipe = RecipeOf(options.data, table);
   run->session.SetTable(std::move(table), std::move(recipe));
   ApplyCases(run->session, weight, options.settings.cases);
+  std::set<int> binnedByUser;
+  for (const auto& [number, bins] : userBins) binnedByUser.insert(number);
   ScreenReport report = RunScreening(run->session, run->face, choice, settings, std::move(userBins));
+  for (const ScreenedResponse& response : report.responses) {
+    for (const ScreenedPredictor& predictor : response.predictors) {
+      if (predictor.bins.size() > 1 || !binnedByUser.contains(predictor.figures.predictorNumber)) continue;
+      notices.push_back(settings.cutPointsFile + ": " + predictor.name +
+                        " ends in one bin, which says nothing about " + response.name + ".");
+      Tell(notices.back());
+    }
+  }
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
   run->screening = std::move(report);
   return run;

@@ -102,8 +102,16 @@ class CutPointsFile {
            ", which is " + (predictor.categorical ? "continuous" : "categorical") + " in this run; use " +
            (predictor.categorical ? "--categorical" : "--continuous"));
     UserBins bins;
+    // A user's label of bins of values; the other labels follow from what is in the bins.
+    for (const SavedBin& bin : predictor.bins)
+      bins.labels.push_back(bin.hasUserLabel ? bin.label : std::string());
+    bins.missingBin = predictor.missingBin.value_or(-1);
     if (!predictor.categorical) {
       bins.cutPoints = predictor.cutPoints;
+      std::map<int, std::vector<double>> codesOf;
+      for (const SavedLevel& code : predictor.levels) codesOf[code.bin].push_back(*code.number);
+      for (auto& [bin, codes] : codesOf) bins.specialCodes.push_back(std::move(codes));
+      bins.labels.resize(predictor.IntervalCount());
       return bins;
     }
     bins.groups.resize(predictor.bins.size());
@@ -115,7 +123,15 @@ class CutPointsFile {
       for (const double value : UnlistedLevels(column, bins))
         bins.groups[static_cast<std::size_t>(*predictor.otherBin)].push_back(value);
     }
-    std::erase_if(bins.groups, [](const std::vector<double>& group) { return group.empty(); });
+    // The bin of missing values alone is not a group.
+    for (std::size_t bin = bins.groups.size(); bin-- > 0;) {
+      if (!bins.groups[bin].empty()) continue;
+      const auto place = static_cast<std::ptrdiff_t>(bin);
+      bins.groups.erase(bins.groups.begin() + place);
+      bins.labels.erase(bins.labels.begin() + place);
+      if (bins.missingBin == static_cast<int>(bin)) bins.missingBin = -1;
+      if (bins.missingBin > static_cast<int>(bin)) --bins.missingBin;
+    }
     return bins;
   }
 

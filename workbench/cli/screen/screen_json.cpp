@@ -87,7 +87,7 @@ void AppendPredictor(const ScreenedResponse& response, const std::vector<std::st
   text += ",\"number\":" + std::to_string(predictor.figures.predictorNumber);
   text += std::string(",\"kind\":\"") + PredictorKindName(predictor) + "\"";
   text += ",\"cutPoints\":" + JsonText(predictor.cutPoints) + ",\"labels\":" + JsonText(labels);
-  if (!predictor.levels.empty()) {
+  if (!predictor.levels.empty()) {  // of a continuous predictor its special codes
     Json levels = Json::array();
     for (const ScreenedLevel& level : predictor.levels) {
       levels.push_back({{"value", level.value}, {"label", level.text}, {"bin", level.bin}});

@@ -287,6 +287,7 @@ ScreenReport ReadScreening(Session& session) {
   report.cutPointsFile = notes.cutPointsFile;
   report.classic = notes.binning == nullptr;
   report.optimal = notes.binning != nullptr && notes.binning->optimal;
+  report.correctsPureBins = notes.binning != nullptr && notes.binning->screening.correctPureBins != 0;
   report.pruned = session.AnalysisSettings().pruneTrees;
   report.best = notes.shownPredictors;
   report.leftOut = notes.leftOut;

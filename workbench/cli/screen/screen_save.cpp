@@ -296,6 +296,7 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best) 
     saved.name = response.name;
     saved.kind = ResponseKindName(response.kind);
     saved.codes = response.codes;
+    saved.correctsPureBins = report.correctsPureBins && response.kind == vlm::kBinaryResponse;
     for (std::size_t i = 0; i < SavedCount(response, best); ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];
       const Column& column = table.Variable(predictor.figures.predictorNumber);

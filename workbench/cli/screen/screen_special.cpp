@@ -1,0 +1,106 @@
+#include "workbench/cli/screen/screen_special.h"
+
+#include <algorithm>
+
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/data/code_lists.h"
+#include "workbench/data/errors.h"
+#include "workbench/documents/texts.h"
+
+namespace velmora {
+namespace {
+
+bool Occurs(const Column& column, double code) {
+  return std::any_of(column.values.begin(), column.values.end(),
+                     [code](double value) { return NearlyEqualDoubles(value, code); });
+}
+
+// A text column has its levels by their texts alone, because its codes are ours.
+std::vector<double> LevelsFrom(const Column& column, const std::string& text) {
+  std::vector<double> levels;
+  for (const std::string& level : SplitList({text})) {
+    const double* const value = column.ValueOf(level);
+    if (value == nullptr) throw DataError("there is no level " + level + " of " + column.name + ".");
+    levels.push_back(*value);
+  }
+  return levels;
+}
+
+// Throws DataError.
+std::vector<double> CodesFrom(const Column& column, const std::string& text) {
+  std::vector<double> codes = column.fromText
+                                  ? LevelsFrom(column, text)
+                                  : ParseCodes(column, text, [] { return std::vector<double>(); }).codes;
+  if (codes.empty()) throw DataError("write codes after " + column.name + "=, such as -999,-998.");
+  for (const double code : codes) {
+    if (IsMissing(code, column.missingCode))
+      throw DataError(ShortestNumber(code) + " of " + column.name +
+                      " means missing already, by --missing or the data file.");
+  }
+  return codes;
+}
+
+void RefuseCutPoints(const Column& column, const std::vector<double>& codes, const UserBins& bins) {
+  for (const double code : codes) {
+    const bool isCut = std::any_of(bins.cutPoints.begin(), bins.cutPoints.end(),
+                                   [code](double cut) { return NearlyEqualDoubles(cut, code); });
+    if (isCut)
+      throw UsageError("--special: " + ShortestNumber(code) + " of " + column.name +
+                       " is also a cut point of --cut-points.");
+  }
+}
+
+}  // namespace
+
+void SpecialOptions::AddTo(CommandParser& parser) {
+  parser.Repeated("--special", codes);
+  parser.Flag("--special-together", together);
+}
+
+void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
+                           const std::map<int, UserBins>& userBins, BinningPlan& plan,
+                           std::vector<std::string>& notices) const {
+  if (together && codes.empty()) throw UsageError("--special-together needs --special.");
+  std::map<int, std::vector<double>> codesOf;
+  for (const std::string& option : codes) {
+    const std::size_t equals = option.find('=');
+    if (equals == std::string::npos || equals == 0)
+      throw UsageError("--special takes NAME=CODE,..., not " + option + ".");
+    // A pattern may also match variables that cannot have the codes.
+    const bool isPattern = option.find_first_of("*?") < equals;
+    for (const int number : NamedVariables(table, "--special", {option.substr(0, equals)})) {
+      const Column& column = table.Variable(number);
+      if (!choice.IsPredictor(number)) {
+        if (isPattern) continue;
+        throw UsageError("--special: " + column.name + " is not a predictor of this run.");
+      }
+      try {
+        for (const double code : CodesFrom(column, option.substr(equals + 1)))
+          codesOf[number].push_back(code);
+      } catch (const DataError& error) {
+        if (!isPattern) throw UsageError("--special: " + std::string(error.what()));
+      }
+    }
+  }
+  for (auto& [number, list] : codesOf) {
+    const Column& column = table.Variable(number);
+    std::sort(list.begin(), list.end());
+    list.erase(std::unique(list.begin(), list.end(), NearlyEqualDoubles), list.end());
+    if (const auto own = userBins.find(number); own != userBins.end())
+      RefuseCutPoints(column, list, own->second);
+    if (std::none_of(list.begin(), list.end(), [&](double code) { return Occurs(column, code); }))
+      notices.push_back("No case of " + column.name + " has a code of --special.");
+    std::vector<std::vector<double>>& groups = plan.specialCodes[number];
+    if (together) {
+      groups.push_back(list);
+    } else {
+      for (const double code : list) groups.push_back({code});
+    }
+  }
+  for (const auto& [number, bins] : userBins) {
+    if (!bins.specialCodes.empty()) plan.specialCodes.try_emplace(number, bins.specialCodes);
+  }
+}
+
+}  // namespace velmora
