@@ -81,9 +81,10 @@ struct IScreeningResults {
   virtual void GetBin(int response, int predictorIndex, int binIndex, ScreeningBin* bin) = 0;
   // classCount weighted counts of the bin; binary: bad, good.
   virtual void GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) = 0;
-  // Levels of a categorical predictor, by rising value: how many there are; the value and its bin.
+  // Levels of a categorical predictor, by rising value: how many there are; the value and the bin
+  // of each.
   virtual int GetLevelCount(int response, int predictorIndex) = 0;
-  virtual void GetLevel(int response, int predictorIndex, int levelIndex, double* value, int* binIndex) = 0;
+  virtual void GetLevels(int response, int predictorIndex, double* values, int* binIndices) = 0;
 
   // Name, without folders, of the file that the recode of the predictor was last saved to; empty
   // when there is none.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <string_view>
 
 #include "module/frame/guarded.h"
@@ -214,13 +213,13 @@ int ScreeningResultsView::GetLevelCount(int response, int predictorIndex) {
   return record != nullptr ? static_cast<int>(record->levelOf.size()) : 0;
 }
 
-void ScreeningResultsView::GetLevel(int response, int predictorIndex, int levelIndex, double* value,
-                                    int* binIndex) {
+void ScreeningResultsView::GetLevels(int response, int predictorIndex, double* values, int* binIndices) {
   const PredSummary* record = Find(response, predictorIndex);
-  if (record == nullptr || levelIndex < 0 || levelIndex >= static_cast<int>(record->levelOf.size())) return;
-  const auto level = std::next(record->levelOf.begin(), levelIndex);
-  *value = level->first;
-  *binIndex = level->second;
+  if (record == nullptr) return;
+  for (const auto& [value, bin] : record->levelOf) {
+    *values++ = value;
+    *binIndices++ = bin;
+  }
 }
 
 void ScreeningResultsView::GetRecodeFileName(int response, int predictorIndex, vlm::ITextSink* name) {

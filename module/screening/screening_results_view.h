@@ -25,7 +25,7 @@ class ScreeningResultsView final : public vlm::IScreeningResults {
   void GetBin(int response, int predictorIndex, int binIndex, vlm::ScreeningBin* bin) override;
   void GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) override;
   int GetLevelCount(int response, int predictorIndex) override;
-  void GetLevel(int response, int predictorIndex, int levelIndex, double* value, int* binIndex) override;
+  void GetLevels(int response, int predictorIndex, double* values, int* binIndices) override;
   void GetRecodeFileName(int response, int predictorIndex, vlm::ITextSink* name) override;
   int GetFailedNumber(int response, int failedIndex) override;
   void GetFailedName(int response, int failedIndex, vlm::ITextSink* name) override;

@@ -256,15 +256,10 @@ TEST(ScreeningGraphs, LevelsOfACategoricalPredictorAreBars) {
   ASSERT_NE(rates, nullptr);
   std::map<std::string, Tally> wanted;  // by the label of the bin
   const std::vector<std::string> labels = run.Labels(vlm::kBinaryResponse, 0);
+  const std::map<double, int> bins = run.Levels(vlm::kBinaryResponse, 0);
   for (std::size_t i = 0; i < 600; ++i) {
-    for (int level = 0; level < 4; ++level) {
-      double value = 0;
-      int bin = 0;
-      run.Results()->GetLevel(vlm::kBinaryResponse, 0, level, &value, &bin);
-      if (value != table.columns[2].values[i]) continue;
-      Tally& tally = wanted[labels[static_cast<std::size_t>(bin)]];
-      (table.columns[0].values[i] == 0 ? tally.bad : tally.good) += 1;
-    }
+    Tally& tally = wanted[labels[static_cast<std::size_t>(bins.at(table.columns[2].values[i]))]];
+    (table.columns[0].values[i] == 0 ? tally.bad : tally.good) += 1;
   }
   const GraphSeries bars = rates->series.at(0);
   EXPECT_EQ(rates->kind, GraphKind::kVerticalBars);

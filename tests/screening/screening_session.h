@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -113,6 +114,16 @@ class ScreeningSession {
     std::vector<double> cuts(static_cast<std::size_t>(Predictor(response, index).cutPointCount));
     Results()->GetCutPoints(response, index, cuts.data());
     return cuts;
+  }
+  // The bin of each level of a categorical predictor.
+  std::map<double, int> Levels(int response, int index) {
+    const auto count = static_cast<std::size_t>(Results()->GetLevelCount(response, index));
+    std::vector<double> values(count);
+    std::vector<int> bins(count);
+    Results()->GetLevels(response, index, values.data(), bins.data());
+    std::map<double, int> levels;
+    for (std::size_t i = 0; i < count; ++i) levels[values[i]] = bins[i];
+    return levels;
   }
   std::vector<std::string> Labels(int response, int index) {
     std::vector<std::string> labels;

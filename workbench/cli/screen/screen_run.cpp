@@ -94,13 +94,14 @@ class ResponseReader {
     predictor.total = ReadBin(index, predictor.figures.binCount, classCount);
     predictor.total.label = "All";
     predictor.total.figures.informationValue = predictor.figures.informationValue;
-    const int levelCount = results_.GetLevelCount(kind_, index);
-    for (int i = 0; i < levelCount; ++i) {
-      ScreenedLevel level;
-      results_.GetLevel(kind_, index, i, &level.value, &level.bin);
-      const std::string* label = column.LabelOf(level.value);
-      level.text = label != nullptr ? *label : ShortestNumber(level.value);
-      predictor.levels.push_back(std::move(level));
+    const auto levelCount = static_cast<std::size_t>(results_.GetLevelCount(kind_, index));
+    std::vector<double> values(levelCount);
+    std::vector<int> bins(levelCount);
+    results_.GetLevels(kind_, index, values.data(), bins.data());
+    predictor.levels.reserve(levelCount);
+    for (std::size_t i = 0; i < levelCount; ++i) {
+      const std::string* label = column.LabelOf(values[i]);
+      predictor.levels.push_back({values[i], label != nullptr ? *label : ShortestNumber(values[i]), bins[i]});
     }
     const int missingBin = predictor.figures.missingBin;
     predictor.missingHasOwnBin =
