@@ -16,8 +16,8 @@ void AddTitleLine(vlm::IGraph& graph, const std::string& text) {
   graph.AddTitleLine(text.data(), vlm::LengthOf(text));
 }
 
-void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host, int dependentIndex,
-               std::span<const int> best, vlm::IGraph& graph) {
+int FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& host, int dependentIndex,
+              std::span<const int> best, vlm::IGraph& graph) {
   vlm::IEngineServices& services = *settings.owner;
   const std::string statisticName = StatisticName(settings, dependentIndex);
   AddTitleLine(graph, LoadText(services, kTextImportancePlot));
@@ -29,6 +29,7 @@ void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
   graph.SetAxisTitle(vlm::kValueAxis, axisTitle.data(), vlm::LengthOf(axisTitle));
 
   const int series = graph.AddSeries(statisticName.data(), vlm::LengthOf(statisticName));
+  if (series < 0) return kFailed;
   const auto count = static_cast<int>(best.size());
   double largest = -1e307;
   for (int i = 0; i < count; ++i) {
@@ -43,6 +44,7 @@ void FillGraph(const FeatureSelectionSettings& settings, vlm::IAnalysisHost& hos
   graph.SetAxisRange(vlm::kCategoryAxis, 0.5, count + 0.5, 1.0);
   // When all bars have length zero or one is infinite, the host chooses the scale.
   if (largest > 0 && std::isfinite(largest)) graph.SetAxisRange(vlm::kValueAxis, 0.0, largest, 0.0);
+  return kOk;
 }
 
 }  // namespace
@@ -58,7 +60,7 @@ int MakeImportanceHistogram(const FeatureSelectionSettings& settings, vlm::IAnal
     const auto graph = vlm::Ref<vlm::IGraph>::Adopt(
         host.CreateGraph(settings.DependentVariable(d), vlm::kHorizontalBarGraph));
     if (!graph) return kFailed;
-    FillGraph(settings, host, d, best.Best(), *graph);
+    if (FillGraph(settings, host, d, best.Best(), *graph) != kOk) return kFailed;
     graphs.emplace_back(graph.Get());
   }
   for (const auto& graph : graphs) graph->Show();

@@ -99,14 +99,11 @@ int CResultDialog::MakeOutput(Output output, DocumentList& made) {
   // The output is made even if an edit is wrong, with the last valid number.
   ReadEdits();
   vlm::IAnalysisHost& host = Analysis().Host();
-  switch (output) {
-    case Output::kSummary:
-      return MakeBestPredictorsSummary(*settings, host, made);
-    case Output::kHistogram:
-      return MakeImportanceHistogram(*settings, host, made);
-    default:
-      return MakeBestPredictorsReport(*settings, host, false, made);
-  }
+  const int result = output == Output::kSummary     ? MakeBestPredictorsSummary(*settings, host, made)
+                     : output == Output::kHistogram ? MakeImportanceHistogram(*settings, host, made)
+                                                    : MakeBestPredictorsReport(*settings, host, false, made);
+  if (result == kOk && made.empty()) Analysis().MessageOutput(kTextNothingToShow);
+  return result;
 }
 
 int CResultDialog::SaveBundles() {

@@ -171,4 +171,5 @@
       "The response is constant over the selected cases with a value of the predictor.")                    \
   ROW(kTextMorePredictorsFailed, 34521, "%d more predictors failed.")                                       \
   ROW(kTextMissingBin, 34522, "Missing")                                                                    \
-  ROW(kTextMissingRate, 34523, "Missing: %s %% of %s cases")
+  ROW(kTextMissingRate, 34523, "Missing: %s %% of %s cases")                                                \
+  ROW(kTextNothingToShow, 34524, "There are no best predictors to show.")

@@ -268,24 +268,31 @@ TEST(Outputs, ADependentWithoutAListIsPassedOver) {
     empty.Press(control);
   EXPECT_THAT(none.host.documents.shown, IsEmpty());
   EXPECT_THAT(none.host.input.bundles, IsEmpty());
-  EXPECT_THAT(none.host.messages, ElementsAre("There are no best predictors to save."));
+  const std::string nothing = "There are no best predictors to show.";
+  EXPECT_THAT(none.host.messages,
+              ElementsAre(nothing, nothing, nothing, "There are no best predictors to save."));
   EXPECT_EQ(Session::Get(empty, "ReportOfBestKPredictors"), "null");
 }
 
 TEST(Outputs, WithoutMemoryNothingIsShown) {
   struct Row {
     const char* name;
-    int failAllocation, refuseDocument;
+    int failAllocation, refuseDocument, refuseGraphCall;
   };
-  const Row rows[] = {
-      {"first ranking", 1, 0}, {"second ranking", 2, 0}, {"first document", 0, 1}, {"second document", 0, 2}};
+  const Row rows[] = {{"first ranking", 1, 0, 0},
+                      {"second ranking", 2, 0, 0},
+                      {"first document", 0, 1, 0},
+                      {"second document", 0, 2, 0},
+                      {"bars of the second graph", 0, 0, 4}};
   for (const int control : {kControlSummary, kControlHistogram}) {
     for (const Row& row : rows) {
+      if (row.refuseGraphCall != 0 && control != kControlHistogram) continue;
       SCOPED_TRACE(std::string(row.name) + " " + std::to_string(control));
       Session session;
       ScriptedWindow& window = session.RunAndShowResults(kAll);
       session.host.engine.Fail({.failAllocation = row.failAllocation});
       session.host.refuseDocument = row.refuseDocument;
+      session.host.documents.refuseGraphCall = row.refuseGraphCall;
       const std::size_t held = session.host.engine.BlocksHeld();
       window.Press(control);
       EXPECT_THAT(session.host.documents.shown, IsEmpty());

@@ -182,12 +182,11 @@ class ScriptedGraph final : public ScriptedDocument<vlm::IGraph> {
     text_ << "tick " << axis << " " << position << " " << Text(text, length) << "\n";
   }
   int AddSeries(const char* name, int length) override {
+    if (host_.RefusesGraphCall()) return -1;
     text_ << "series " << Text(name, length) << "\n";
     return seriesCount_++;
   }
-  int AddSeriesOfKind(int, const char* name, int length) override {
-    return host_.RefusesGraphCall() ? -1 : AddSeries(name, length);
-  }
+  int AddSeriesOfKind(int, const char* name, int length) override { return AddSeries(name, length); }
   void PutOnRightAxis(int) override {}
   void AddPoint(int series, double x, double y, const char* label, int length) override {
     text_ << "point " << series << " " << x << " " << y << " " << Text(label, length) << "\n";
