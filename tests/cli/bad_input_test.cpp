@@ -164,6 +164,9 @@ TEST(Options, EndAtTwoDashesAndMayBeCutShort) {
       {{"feature-selection", "./-v.csv", "--dependent", "y"}, 0, {}},
       {{"feature-selection", "./-v.csv", "--dependent=y", "--casew"}, 0, {}},
       {{"feature-selection", "./-v.csv", "--dep", "y"}, 2, {"There is no option --dep"}},
+      {{"variables", "--missing", "x=1", "y=2", "-v.csv"}, 0, {}},
+      {{"feature-selection", "--dependents", "y", "--missing", "x=1", "y=7", "./-v.csv"}, 0, {}},
+      {{"variables", "./-v.csv", "--missing", "x=1", "z=2", "--quiet"}, 2, {"--missing", "\"z\""}},
       {{"variables", "--", "-v.csv", "--format"}, 2, {"Unexpected argument '--format'"}},
       {{"run", "--quiet", "--", "-none.py"}, 1, {"-none.py"}},
       {{"feature-selection", "./-v.csv", "y"}, 2, {"Unexpected argument 'y'", "--dependents"}},
@@ -233,6 +236,31 @@ TEST(SpreadsheetCsv, MarksTextsThatLookLikeFormulas) {
   EXPECT_NE(plain.out.find(",=cmd,"), std::string::npos) << plain.out;
   EXPECT_NE(safe.out.find(",'=cmd,"), std::string::npos) << safe.out;
   EXPECT_NE(safe.out.find(",-5,"), std::string::npos) << safe.out;
+}
+
+// The tables of screen --coded and apply, in pieces of more than one row.
+TEST(SpreadsheetCsv, TablesAreMarkedToo) {
+  const TemporaryFolder folder;
+  std::string data = "y,=kind\n";
+  for (int i = 0; i < 400; ++i)
+    data += std::to_string(i % 4 < 2 ? 100 + i % 3 : i % 3) + (i % 4 < 2 ? ",-a\n" : ",+b\n");
+  const std::string path = folder.Write("a.csv", data);
+  const auto name = [&](const char* file) { return (folder.Path() / file).string(); };
+  const ProcessResult screened =
+      RunVelmora({"screen", path, "--continuous-response", "y", "--coded", name("coded.csv"), "--bins",
+                  name("bins.json"), "--csv-for", "spreadsheet", "--quiet"});
+  ASSERT_EQ(screened.exitCode, 0) << screened.err;
+  const ProcessResult applied = RunVelmora(
+      {"apply", name("bins.json"), path, "--csv-for", "spreadsheet", "--out", name("applied.csv")});
+  ASSERT_EQ(applied.exitCode, 0) << applied.err;
+  const ProcessResult plain = RunVelmora({"apply", name("bins.json"), path});
+  const std::string tables[] = {ReadFile(name("coded.csv")), ReadFile(name("applied.csv"))};
+  for (const std::string& table : tables) {
+    EXPECT_EQ(table.rfind("y,'=kind,", 0), 0U) << table.substr(0, 200);
+    EXPECT_NE(table.find("\n100,'-a,'-a\n"), std::string::npos) << table.substr(0, 200);
+    EXPECT_EQ(table.find(",-a"), std::string::npos);
+  }
+  EXPECT_NE(plain.out.find("\n100,-a,-a\n"), std::string::npos) << plain.out.substr(0, 200);
 }
 
 TEST(Output, FullDiskIsTold) {

@@ -30,6 +30,7 @@ struct CommandOptions {
   std::string out;
   std::string unseen;  // missing, error or a label; empty: as the bins say
   bool strict = false;
+  int csvFor = 0;
   bool quiet = false;
 
   bool UnseenIsError() const { return unseen == "error" || (unseen.empty() && strict); }
@@ -44,6 +45,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Text("--out", options.out);
   parser.Text("--unseen", options.unseen);
   parser.Flag("--strict", options.strict);
+  AddCsvFor(parser, options.csvFor);
   parser.Flag("--quiet", options.quiet);
   parser.Parse(arguments);
   if (options.files.size() < 2) {
@@ -217,10 +219,12 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);
   StopIfInterrupted();
+  const bool forSpreadsheet = options.csvFor != 0;
   if (options.out.empty()) {
-    WriteCsv(table, [](std::string_view bytes) { WriteToStandardOutput(bytes); });
+    WriteCsv(table, forSpreadsheet, [](std::string_view bytes) { WriteToStandardOutput(bytes); });
   } else {
-    SaveTable(table, options.out, {.progress = [](double) { return !WasInterrupted(); }});
+    SaveTable(table, options.out,
+              {.progress = [](double) { return !WasInterrupted(); }, .forSpreadsheet = forSpreadsheet});
     if (!options.quiet) Tell("Written: " + options.out);
   }
   return kExitDone;

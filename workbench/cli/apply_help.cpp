@@ -35,14 +35,17 @@ New values
                           other levels that the file has
   --strict                end the run at a text among numbers and at an unseen level
 
-Where the data are
-  --delimiter C           the character between fields of a text file (default: detected); tab for a tab
-  --missing NAME=CODE     a number or a label that means no answer
-  --missing-text TEXT     a text that means missing everywhere in a text file, such as NA
+Data
+  --delimiter C           field separator of a text file (default: detected); tab for a tab
+  --missing NAME=CODE...  a number or a label that means missing in this variable
+  --missing-text TEXT     a text that means missing in every variable of a text file, such as NA
 
-Where the result goes
-  --out FILE              a .csv, .tsv or .parquet file, written completely or not at all; else standard output, CSV
-  --keep NAME...          the variables of DATA before the coded ones (default: all); patterns such as
+Output
+  --out FILE              a .csv, .tsv or .parquet file, written completely or not at all (default: CSV to standard
+                          output)
+  --csv-for READER        program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe in
+                          front
+  --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
                           'income_*' too
   --quiet                 print only warnings and failures on standard error
 

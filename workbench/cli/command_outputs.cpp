@@ -147,9 +147,12 @@ std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std
   return lines;
 }
 
-void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path) {
+void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path,
+                 const OutputOptions& options) {
   SaveTable(table, files.StagedPath(PathOf(path)).string(),
-            {.progress = [](double) { return !WasInterrupted(); }, .shownPath = path});
+            {.progress = [](double) { return !WasInterrupted(); },
+             .shownPath = path,
+             .forSpreadsheet = options.csvFor != 0});
 }
 
 bool IsFirstLook(const OutputOptions& options) {

@@ -44,7 +44,8 @@ std::vector<std::string> ScriptedOutputs(const OutputOptions& options, const std
 const char* FormatName(Format format);
 
 // Saves the table as a file of the run. Throws DataError that names path, and Cancelled.
-void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path);
+void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path,
+                 const OutputOptions& options);
 
 // Whether somebody at a terminal sees results without having asked for anything else, so that a
 // hint helps.

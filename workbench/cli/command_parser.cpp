@@ -55,6 +55,11 @@ void CommandParser::List(const std::string& name, std::vector<std::string>& targ
   lists_.push_back(&target);
 }
 
+void CommandParser::Pairs(const std::string& name, std::vector<std::string>& target) {
+  Repeated(name, target);
+  pairOptions_.push_back(name);
+}
+
 void CommandParser::Repeated(const std::string& name, std::vector<std::string>& target) {
   library_->app.add_option(name, target)
       ->expected(1)
@@ -124,6 +129,7 @@ void CommandParser::Parse(const std::vector<std::string>& arguments) {
   std::vector<std::string> words(arguments.begin(), end);
   CompleteOptions(words);
   if (positionals_ != nullptr) MarkNegativeNumbers(words);
+  RepeatPairOptions(words);
   std::reverse(words.begin(), words.end());  // the library expects the last word first
   try {
     library_->app.parse(std::move(words));
@@ -175,6 +181,23 @@ void CommandParser::MarkNegativeNumbers(std::vector<std::string>& words) {
   for (std::string& word : words) {
     double number = 0;
     if (word.starts_with('-') && ParseWhole(word, number)) word.insert(0, 1, kNumberMark);
+  }
+}
+
+// --missing age=-9 income=-1 data.csv: further pairs belong to the option, other words do not.
+void CommandParser::RepeatPairOptions(std::vector<std::string>& words) const {
+  const auto takesPairs = [&](const std::string& word) {
+    return std::find(pairOptions_.begin(), pairOptions_.end(), word) != pairOptions_.end();
+  };
+  const auto isPair = [](const std::string& word) {
+    std::error_code error;
+    return !word.starts_with('-') && word.find('=') != std::string::npos &&
+           !std::filesystem::is_regular_file(PathOf(word), error);
+  };
+  for (std::size_t at = 0; at + 2 < words.size(); ++at) {
+    if (!takesPairs(words[at]) || !isPair(words[at + 2])) continue;
+    words.insert(words.begin() + static_cast<std::ptrdiff_t>(at) + 2, words[at]);
+    ++at;  // the value; the option is repeated before the next pair
   }
 }
 

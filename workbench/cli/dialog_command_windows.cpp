@@ -35,7 +35,7 @@ browser. Closing the start window ends the program; it asks before changed data 
 
 Data:
   --missing-text TEXT      texts that mean a missing value
-  --missing NAME=CODE      the missing-data code of a variable
+  --missing NAME=CODE...   the missing-data code of a variable
   --continuous NAMES       treat these variables as continuous
   --categorical NAMES      treat these variables as categorical
   --delimiter CHARACTER    field separator of a text file (default: detected)

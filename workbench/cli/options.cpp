@@ -54,7 +54,7 @@ void DataOptions::AddTo(CommandParser& parser) {
 void DataOptions::AddReadingTo(CommandParser& parser) {
   parser.Text("--delimiter", delimiter);
   parser.Repeated("--missing-text", missingTexts);
-  parser.Repeated("--missing", missingCodes);
+  parser.Pairs("--missing", missingCodes);
 }
 
 void CaseOptions::AddTo(CommandParser& parser) {

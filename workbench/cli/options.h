@@ -25,6 +25,8 @@ class CommandParser {
   void Text(const std::string& name, std::string& target);
   // One or more values after the name; the option may be repeated.
   void List(const std::string& name, std::vector<std::string>& target);
+  // One or more values NAME=VALUE after the name; the option may be repeated.
+  void Pairs(const std::string& name, std::vector<std::string>& target);
   // One value after the name; the option may be repeated.
   void Repeated(const std::string& name, std::vector<std::string>& target);
   // A whole number from minimum to maximum; Parse throws UsageError for anything else.
@@ -56,6 +58,7 @@ class CommandParser {
   void TakeWords(const std::vector<std::string>& words);
   void CompleteOptions(std::vector<std::string>& words) const;
   static void MarkNegativeNumbers(std::vector<std::string>& words);
+  void RepeatPairOptions(std::vector<std::string>& words) const;
   [[noreturn]] void FailOnWord(const std::string& word) const;
   [[noreturn]] void FailOnOption(const std::string& option) const;
 
@@ -66,6 +69,7 @@ class CommandParser {
   std::string* positional_ = nullptr;
   std::vector<std::string>* positionals_ = nullptr;
   std::vector<std::vector<std::string>*> lists_;
+  std::vector<std::string> pairOptions_;
 };
 
 // The data file, and how its columns are treated.

@@ -19,11 +19,11 @@ Examples:
 Options
   --continuous NAME...        treat these variables as measured numbers
   --categorical NAME...       treat these variables as categories
-  --missing NAME=CODE         a number or a label that means missing in this variable
+  --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --delimiter C               field separator of a text file (default: detected); tab for a tab
   --format F                  terminal (default), json or csv
-  --csv-for READER            program (default) or spreadsheet, which reads texts that begin with =, +, - or @ as text
+  --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled.
 )";

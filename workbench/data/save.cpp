@@ -12,6 +12,7 @@
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/file_kinds.h"
+#include "workbench/data/spreadsheet_csv.h"
 #include "workbench/data/table_sidecar.h"
 #include "workbench/system/system.h"
 
@@ -71,7 +72,10 @@ void AppendCell(const Column& column, CellForm form, double value, char delimite
 // write gets the fraction of the cases that its piece ends with.
 using WritePiece = std::function<void(std::string_view bytes, double fraction)>;
 
-void WriteDelimited(const Table& table, char delimiter, const WritePiece& write) {
+void WriteDelimited(const Table& table, char delimiter, bool forSpreadsheet, const WritePiece& write) {
+  const auto writeRows = [&](const std::string& rows, double fraction) {
+    write(forSpreadsheet ? SpreadsheetCsv(rows, delimiter) : rows, fraction);
+  };
   constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
   std::string out;
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
@@ -93,10 +97,10 @@ void WriteDelimited(const Table& table, char delimiter, const WritePiece& write)
     }
     out += '\n';
     if (out.size() < kPieceBytes) continue;
-    write(out, static_cast<double>(row + 1) / static_cast<double>(table.caseCount));
+    writeRows(out, static_cast<double>(row + 1) / static_cast<double>(table.caseCount));
     out.clear();
   }
-  write(out, 1);
+  writeRows(out, 1);
 }
 
 bool Continues(const SaveTableOptions& options, double fraction) {
@@ -106,7 +110,7 @@ bool Continues(const SaveTableOptions& options, double fraction) {
 void SaveDelimited(const Table& table, const std::string& path, char delimiter,
                    const SaveTableOptions& options) {
   AtomicFile file(path, options.shownPath);
-  WriteDelimited(table, delimiter, [&](std::string_view bytes, double fraction) {
+  WriteDelimited(table, delimiter, options.forSpreadsheet, [&](std::string_view bytes, double fraction) {
     file.Write(bytes);
     if (!Continues(options, fraction)) throw Cancelled();
   });
@@ -310,8 +314,8 @@ SaveFormat FormatOfName(const std::string& path) {
 
 }  // namespace
 
-void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write) {
-  WriteDelimited(table, ',', [&](std::string_view bytes, double) { write(bytes); });
+void WriteCsv(const Table& table, bool forSpreadsheet, const std::function<void(std::string_view)>& write) {
+  WriteDelimited(table, ',', forSpreadsheet, [&](std::string_view bytes, double) { write(bytes); });
 }
 
 std::vector<std::string> WritableExtensions() { return {".csv", ".parquet", ".tsv"}; }

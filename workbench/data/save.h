@@ -27,6 +27,9 @@ struct SaveTableOptions {
   std::function<bool(double)> progress = {};
   // What messages call the file, where path is in a folder that only serves until the end of a run.
   std::string shownPath = {};
+  // .csv and .tsv: texts that a spreadsheet program would take for formulas get an apostrophe in
+  // front, see spreadsheet_csv.h. Such a file does not read back as it was.
+  bool forSpreadsheet = false;
 };
 
 // Throws DataError for another ending and when the file cannot be written.
@@ -36,6 +39,6 @@ void SaveTable(const Table& table, const std::string& path, const SaveTableOptio
 void CheckSavable(const std::string& path);
 
 // The table as a .csv file has it, handed to write in pieces of about a megabyte. write may throw.
-void WriteCsv(const Table& table, const std::function<void(std::string_view)>& write);
+void WriteCsv(const Table& table, bool forSpreadsheet, const std::function<void(std::string_view)>& write);
 
 }  // namespace velmora

@@ -147,7 +147,7 @@ void AddBundles(const FeatureSelectionReport& report, Session& session) {
 }
 
 // Saves the data with its bundles as a file of the run.
-void SaveBundles(const FeatureSelectionReport& report, Session& session, const std::string& folder,
+void SaveBundles(const FeatureSelectionReport& report, Session& session, const OutputOptions& options,
                  OutputFiles& files) {
   if (report.ranking) {
     AddBundles(report, session);
@@ -156,7 +156,7 @@ void SaveBundles(const FeatureSelectionReport& report, Session& session, const s
     session.ResultsDialog().Call("SavePredictorsToVariableBundle");
   }
   const std::string name = BundlesFile(session.Data().fileName);
-  SaveTableIn(files, session.Data(), BundlesPath(folder, session.Data().fileName));
+  SaveTableIn(files, session.Data(), BundlesPath(options.folder, session.Data().fileName), options);
   // An earlier run's sidecar would be read with this table.
   const std::string sidecar = SidecarPath(name);
   if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
@@ -169,9 +169,7 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
                   const FeatureSelectionReport& report, Session& session, const RunFiles& inputs) {
   OutputWriters writers = WritersOf(report, session);
   if (options.output.saveBundles)
-    writers.addFiles = [&](OutputFiles& files) {
-      SaveBundles(report, session, options.output.folder, files);
-    };
+    writers.addFiles = [&](OutputFiles& files) { SaveBundles(report, session, options.output, files); };
   WriteOutputs(options.output, formats, writers, inputs);
 }
 

@@ -45,7 +45,7 @@ Cases
   --strata NAME               strata of the sample, and
   --clusters NAME             clusters (primary sampling units) within them: p-values take the design into account
   --count NAME                the number of cases that each row represents; rows below 1 are left out
-  --missing NAME=CODE         a number or a label that means missing in this variable
+  --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --casewise                  use only cases without a missing value in the variables of the run (default: every case
                               that has both values of a pair)
@@ -92,7 +92,7 @@ The run of the dialogs
 Output
   --out DIR                   write @FEATURE_FILES@ into DIR, all or none
   --format F,...              @FORMATS@; without --out, one of them to standard output
-  --csv-for READER            program (default) or spreadsheet, which reads texts that begin with =, +, - or @ as text
+  --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --save-bundles              save the data with the best predictors as variable bundles, beside the other outputs
                               (without --out: in the current folder)
   --quiet                     print only warnings and failures on standard error

@@ -92,12 +92,6 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
 
 std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
                      const ScreenChoice& choice) {
-  if (options.save.Any()) {
-    throw UsageError(
-        "--print-script cannot be combined with --bins, --sql, --python, --recode, --rules or --coded: the "
-        "printed "
-        "script does not save files.");
-  }
   if (!options.binning.classic) {
     throw UsageError(
         "--print-script prints a run of the dialogs, which find bins by trees and leave out missing values: "
@@ -117,6 +111,8 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   run.notes.leftOut = choice.leftOut;
   run.notes.cutPointsFile = settings.cutPointsFile;
   run.notes.shownPredictors = settings.best;
+  const std::vector<std::string> saves = ScriptedSaves(options.save);
+  run.outputs.insert(run.outputs.begin(), saves.begin(), saves.end());
   return WriteSettingsScript(run);
 }
 
@@ -228,7 +224,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   OutputWriters writers = run->Writers();
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& outputs) {
-      SaveScreening(options.save, *run->screening, run->session, run->face, outputs);
+      SaveScreening(options.save, options.output, *run->screening, run->session, run->face, outputs);
     };
   }
   WriteOutputs(options.output, formats, writers, files);

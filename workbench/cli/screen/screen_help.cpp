@@ -59,7 +59,7 @@ Cases
   --exclude EXPR              drop the cases for which EXPR is true; with --classic they still take part in the search
                               for bins
   --weight NAME               case weights; the variable is no predictor unless you name it as one
-  --missing NAME=CODE         a number or a label that means missing in this variable
+  --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --delimiter C               field separator of a text file (default: detected); tab for a tab
   'velmora help feature-selection' describes EXPR.
@@ -117,7 +117,7 @@ Output
                               JSON@COMMA_XLSX@ and screening_bins.csv have them all
   --out DIR                   write @SCREEN_FILES@ into DIR, all or none
   --format F,...              @FORMATS@; without --out, one of them to standard output
-  --csv-for READER            program (default) or spreadsheet, which reads texts that begin with =, +, - or @ as text
+  --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --print-script              print the run as a script for velmora run, and do nothing else
   --quiet                     print only warnings and failures on standard error
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)

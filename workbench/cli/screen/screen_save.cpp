@@ -18,6 +18,7 @@
 #include "workbench/data/names.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/texts.h"
+#include "workbench/session/settings_script.h"
 #include "workbench/system/file_content.h"
 #include "workbench/system/system.h"
 
@@ -247,8 +248,8 @@ std::vector<Column> FigureColumns(const SavedBins& bins, const Table& table) {
   return columns;
 }
 
-void SaveCoded(const SaveOptions& options, const SavedBins& bins, Session& session,
-               const AutomationClient& dialog, OutputFiles& files) {
+void SaveCoded(const SaveOptions& options, const OutputOptions& output, const SavedBins& bins,
+               Session& session, const AutomationClient& dialog, OutputFiles& files) {
   const int before = session.Data().VariableCount();
   std::vector<Column> figures = FigureColumns(bins, session.Data());
   DoSaving("--coded", [&] { dialog.Call("AddCodedVarsToSprSheet"); });
@@ -257,7 +258,7 @@ void SaveCoded(const SaveOptions& options, const SavedBins& bins, Session& sessi
   for (int added = before + 1; added <= session.Data().VariableCount(); ++added)
     session.TakeLabelsAsTexts(added);
   for (Column& column : figures) session.AddColumn(std::move(column));
-  SaveTableIn(files, session.Data(), options.coded);
+  SaveTableIn(files, session.Data(), options.coded, output);
 }
 
 }  // namespace
@@ -306,24 +307,57 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best) 
   return bins;
 }
 
-void SaveScreening(const SaveOptions& options, const ScreenReport& report, Session& session,
-                   TerminalFace& face, OutputFiles& files) {
+namespace {
+
+// The files that hold bins without the module's help.
+void SaveBinsFiles(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,
+                   const Session& session, OutputFiles& files) {
+  if (options.sql.empty() && options.python.empty() && options.bins.empty()) return;
+  std::vector<std::string> notices;
+  SavedBins undated = WithoutDates(bins, session.Data(), notices);
+  if (!options.sql.empty())
+    files.AddAt(PathOf(options.sql), BinsSql(undated, notices, static_cast<SqlDialect>(options.sqlDialect)));
+  for (const std::string& notice : notices) Tell("Warning: " + notice);
+  if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
+  if (!options.bins.empty()) {
+    AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
+              session.WeightVariable(), undated);
+    files.AddAt(PathOf(options.bins), BinsJson(undated));
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> ScriptedSaves(const SaveOptions& options) {
+  if (!options.coded.empty() || !options.recodeFolder.empty() || !options.rules.empty()) {
+    throw UsageError(
+        "--print-script cannot be combined with --recode, --rules or --coded: the members of the results "
+        "dialog save those.");
+  }
+  if (options.sqlDialect != 0) throw UsageError("--print-script cannot be combined with --sql-dialect.");
+  std::vector<std::string> lines;
+  const std::pair<const std::string*, const char*> files[] = {
+      {&options.bins, "json"}, {&options.sql, "sql"}, {&options.python, "python"}};
+  for (const auto& [path, format] : files) {
+    if (path->empty()) continue;
+    lines.push_back("analysis.SaveBins(" + PythonString(*path) + ", " + PythonString(format) + ")");
+  }
+  if (!lines.empty())
+    lines.insert(lines.begin(), "results.NumberOfPredictorsToSave = " + std::to_string(options.best));
+  return lines;
+}
+
+void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
+                OutputFiles& files) {
+  SaveBinsFiles(options, report, SavedBinsOf(report, session.Data(), NumberToSave(options, report)), session,
+                files);
+}
+
+void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
+                   Session& session, TerminalFace& face, OutputFiles& files) {
   const int count = NumberToSave(options, report);
   const SavedBins bins = SavedBinsOf(report, session.Data(), count);
-  if (!options.sql.empty() || !options.python.empty() || !options.bins.empty()) {
-    std::vector<std::string> notices;
-    SavedBins undated = WithoutDates(bins, session.Data(), notices);
-    if (!options.sql.empty())
-      files.AddAt(PathOf(options.sql),
-                  BinsSql(undated, notices, static_cast<SqlDialect>(options.sqlDialect)));
-    for (const std::string& notice : notices) Tell("Warning: " + notice);
-    if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
-    if (!options.bins.empty()) {
-      AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
-                session.WeightVariable(), undated);
-      files.AddAt(PathOf(options.bins), BinsJson(undated));
-    }
-  }
+  SaveBinsFiles(options, report, bins, session, files);
   if (!options.recodeFolder.empty() || !options.rules.empty()) WarnOfMissingCodes(bins);
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);
@@ -331,7 +365,7 @@ void SaveScreening(const SaveOptions& options, const ScreenReport& report, Sessi
   face.HoldBack(true);
   if (!options.recodeFolder.empty()) SaveRecodeFiles(options, report, bins, session, dialog, files);
   if (!options.rules.empty()) SaveRules(options, dialog, files);
-  if (!options.coded.empty()) SaveCoded(options, bins, session, dialog, files);
+  if (!options.coded.empty()) SaveCoded(options, output, bins, session, dialog, files);
   face.DropHeld();
   face.HoldBack(false);
 }

@@ -27,9 +27,17 @@ struct SaveOptions {
 // The bins of the best predictors of each response.
 SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best);
 
+// The lines of a script that save bins as the options name them; the script's variables analysis
+// and results hold the objects. Throws UsageError for files that a script does not save.
+std::vector<std::string> ScriptedSaves(const SaveOptions& options);
+
+// Makes the files of bins alone: JSON, SQL, Python. Throws as SaveScreening does.
+void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
+                OutputFiles& files);
+
 // Makes the files that the options name. Coded variables and the figures of their bins are added to
 // the session's table. Throws RunError and DataError with one sentence, Cancelled.
-void SaveScreening(const SaveOptions& options, const ScreenReport& report, Session& session,
-                   TerminalFace& face, OutputFiles& files);
+void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
+                   Session& session, TerminalFace& face, OutputFiles& files);
 
 }  // namespace velmora
