@@ -348,6 +348,37 @@ TEST_F(Script, RepeatsRunsToTheLastBit) {
   }
 }
 
+TEST_F(Script, SavesTheBinsThatTheCommandSaves) {
+  const Words run = {"screen",
+                     Sample("german_credit.csv"),
+                     "--binary-response",
+                     "risk",
+                     "--good",
+                     "good",
+                     "--bad",
+                     "bad",
+                     "--save-best",
+                     "3",
+                     "--quiet"};
+  const auto files = [](const std::string& stem) {
+    return Words{"--bins", stem + ".json", "--sql", stem + ".sql", "--python", stem + ".py"};
+  };
+  EXPECT_EQ(RunVelmora(With(run, files("asked")), Here()).exitCode, 0);
+  const ProcessResult printed = RunVelmora(With(run, With(files("scripted"), {"--print-script"})));
+  ASSERT_EQ(printed.exitCode, 0) << printed.err;
+  const ProcessResult scripted = RunVelmora({"run", folder.Write("printed.py", printed.out)}, Here());
+  ASSERT_EQ(scripted.exitCode, 0) << scripted.err;
+  EXPECT_NE(scripted.err.find("Written: scripted.sql"), std::string::npos) << scripted.err;
+  for (const char* ending : {".json", ".sql", ".py"}) {
+    const std::string asked = ReadFile(folder.Path() / ("asked" + std::string(ending)));
+    EXPECT_FALSE(asked.empty());
+    EXPECT_EQ(ReadFile(folder.Path() / ("scripted" + std::string(ending))), asked);
+  }
+  ExpectSaid(RunVelmora(With(run, {"--print-script", "--coded", "a.csv"})), {"--coded", "results dialog"});
+  ExpectSaid(Run(Startup() + "analysis.Run()\nanalysis.SaveBins('a.json', 'json')\n"),
+             {"Analysis.SaveBins: Only predictor screening has bins to save."});
+}
+
 // Names and labels that look like other notations stand for themselves, alone in a list or printed
 // and read again.
 TEST_F(Script, TakesNamesAndLabelsAsTheyAre) {

@@ -10,6 +10,7 @@
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/screen/screen_run.h"
+#include "workbench/cli/screen/screen_save.h"
 #include "workbench/data/names.h"
 
 namespace velmora {
@@ -26,11 +27,15 @@ Format FormatOf(const std::string& name) {
 
 }  // namespace
 
-template <typename Use>
-void ScriptReports::WithWriters(Use use) {
+void ScriptReports::RequireResults() const {
   if (!session_.ResultsDialog())
     throw RunError(
         "There are no results: OK of the startup dialog makes them, Cancel of the results drops them.");
+}
+
+template <typename Use>
+void ScriptReports::WithWriters(Use use) {
+  RequireResults();
   if (session_.FeatureSelectionResults() != nullptr) {
     const FeatureSelectionReport report = ReadFeatureSelection(session_, face_);
     return use(WritersOf(report, session_));
@@ -72,6 +77,31 @@ void ScriptReports::WriteResults(const std::string& folder, const std::string& f
   options.folder = folder;
   options.quiet = quiet_;
   WithWriters([&](const OutputWriters& writers) { WriteOutputs(options, wanted, writers); });
+}
+
+void ScriptReports::SaveBins(const std::string& path, const std::string& format) {
+  RequireResults();
+  if (session_.ScreeningResults() == nullptr) throw RunError("Only predictor screening has bins to save.");
+  if (path.empty()) throw RunError("SaveBins needs the name of a file.");
+  SaveOptions save;
+  save.best = session_.ResultsDialog().Get("NumberOfPredictorsToSave").AsInt();
+  if (save.best < 1)
+    throw RunError("NumberOfPredictorsToSave is " + std::to_string(save.best) + "; it is at least 1.");
+  if (format == "json") {
+    save.bins = path;
+  } else if (format == "sql") {
+    save.sql = path;
+  } else if (format == "python") {
+    save.python = path;
+  } else {
+    throw RunError("The format of bins is json, sql or python, not " + format + ".");
+  }
+  const ScreenReport report = ReadScreening(session_);
+  OutputWriters writers;
+  writers.addFilesElsewhere = [&](OutputFiles& files) { SaveBinsOf(save, report, session_, files); };
+  OutputOptions options;
+  options.quiet = quiet_;
+  WriteOutputs(options, {}, writers);
 }
 
 void ScriptReports::ReadCutPoints(const std::string& path) {

@@ -14,9 +14,11 @@ class ScriptReports final : public AnalysisReporter {
 
   std::string ResultsText(const std::string& format) override;
   void WriteResults(const std::string& folder, const std::string& formats) override;
+  void SaveBins(const std::string& path, const std::string& format) override;
   void ReadCutPoints(const std::string& path) override;
 
  private:
+  void RequireResults() const;
   template <typename Use>
   void WithWriters(Use use);
 

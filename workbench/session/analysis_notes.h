@@ -59,6 +59,9 @@ class AnalysisReporter {
   virtual std::string ResultsText(const std::string& format) = 0;
   // The files of a run in a folder, all or none; formats: names between commas, empty for all.
   virtual void WriteResults(const std::string& folder, const std::string& formats) = 0;
+  // Saves the bins of the best predictors of a screening, as many as its results dialog says, for
+  // other data; format: json, sql or python.
+  virtual void SaveBins(const std::string& path, const std::string& format) = 0;
   // Takes the bins of a file for the predictors chosen in the startup dialog.
   virtual void ReadCutPoints(const std::string& path) = 0;
 };

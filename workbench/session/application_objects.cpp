@@ -243,6 +243,17 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
           return Variant(std::move(texts));
         },
         nullptr},
+       {Method(
+            17, "SaveBins",
+            "Saves the bins of the best predictors, NumberOfPredictorsToSave of each response; Format: json, "
+            "sql or python",
+            2, kAutomationText, "FileName, Format"),
+        [](Self& s, const Arguments& a) {
+          s.AskReporter(
+              [&](AnalysisReporter& reporter) { reporter.SaveBins(PathTextOf(a[0]), a[1].AsText()); });
+          return Variant();
+        },
+        nullptr},
        {Getter(20, "Window", kAutomationObject, "The window of the open dialog, control by control"),
         [](Self& s, const Arguments&) { return Variant(s.Window()); }, nullptr}});
   return table;

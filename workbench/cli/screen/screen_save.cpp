@@ -343,7 +343,8 @@ std::vector<std::string> ScriptedSaves(const SaveOptions& options) {
     lines.push_back("analysis.SaveBins(" + PythonString(*path) + ", " + PythonString(format) + ")");
   }
   if (!lines.empty())
-    lines.insert(lines.begin(), "results.NumberOfPredictorsToSave = " + std::to_string(options.best));
+    lines.insert(lines.begin(),
+                 "analysis.ResultsDialog.NumberOfPredictorsToSave = " + std::to_string(options.best));
   return lines;
 }
 

@@ -27,8 +27,8 @@ struct SaveOptions {
 // The bins of the best predictors of each response.
 SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best);
 
-// The lines of a script that save bins as the options name them; the script's variables analysis
-// and results hold the objects. Throws UsageError for files that a script does not save.
+// The lines of a script that save bins as the options name them; the script's variable analysis
+// holds the object. Throws UsageError for files that a script does not save.
 std::vector<std::string> ScriptedSaves(const SaveOptions& options);
 
 // Makes the files of bins alone: JSON, SQL, Python. Throws as SaveScreening does.
