@@ -8,27 +8,32 @@
 #include <functional>
 
 #include "contract/text.h"
+#include "module/resources/control_ids.h"
 #include "workbench/data/errors.h"
 
 namespace velmora {
 namespace {
 
+using enum vlmfsl::ControlId;
+
 constexpr vlm::ControlTemplate kMainControls[] = {
-    {1, vlm::kButton, "OK", 0, 0, 1, 1, vlm::kControlDefault}, {2, vlm::kButton, "Cancel", 0, 0, 1, 1, 0},
-    {10720, vlm::kButton, "!443B&y Group", 0, 0, 1, 1, 0},     {1000, vlm::kTab, "", 0, 0, 1, 1, 0},
-    {1022, vlm::kButton, "!249Summary", 0, 0, 1, 1, 0},
+    {1, vlm::kButton, "OK", 0, 0, 1, 1, vlm::kControlDefault},
+    {2, vlm::kButton, "Cancel", 0, 0, 1, 1, 0},
+    {kControlByGroup, vlm::kButton, "!443B&y Group", 0, 0, 1, 1, 0},
+    {kControlTabs, vlm::kTab, "", 0, 0, 1, 1, 0},
+    {kControlSummary, vlm::kButton, "!249Summary", 0, 0, 1, 1, 0},
 };
 constexpr vlm::ControlTemplate kPageControls[] = {
-    {1022, vlm::kButton, "Summary: &best", 0, 0, 1, 1, 0},
-    {1029, vlm::kRadioButton, "&Display", 0, 0, 1, 1, vlm::kControlGroupStart},
-    {1024, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0},
-    {1030, vlm::kRadioButton, "p <", 0, 0, 1, 1, 0},
-    {1028, vlm::kRealEdit, "", 0, 0, 1, 1, 0},
-    {1098, vlm::kRadioButton, "V", 0, 0, 1, 1, vlm::kControlGroupStart},
-    {1035, vlm::kCheckBox, "Casewise", 0, 0, 1, 1, vlm::kControlGroupStart},
-    {1006, vlm::kListCaption, "", 0, 0, 1, 1, 0},
-    {1004, vlm::kCheckBox, "hidden", 0, 0, 1, 1, vlm::kControlHidden},
-    {1050, vlm::kDropDown, "", 0, 0, 1, 1, 0},
+    {kControlSummary, vlm::kButton, "Summary: &best", 0, 0, 1, 1, 0},
+    {kControlModeFixedNumber, vlm::kRadioButton, "&Display", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {kControlFixedNumber, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0},
+    {kControlModePValue, vlm::kRadioButton, "p <", 0, 0, 1, 1, 0},
+    {kControlPCriterion, vlm::kRealEdit, "", 0, 0, 1, 1, 0},
+    {kControlCramersV, vlm::kRadioButton, "V", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {kControlCasewiseDeletion, vlm::kCheckBox, "Casewise", 0, 0, 1, 1, vlm::kControlGroupStart},
+    {kControlContinuousDependents, vlm::kListCaption, "", 0, 0, 1, 1, 0},
+    {kControlUseWeightsAsGiven, vlm::kCheckBox, "hidden", 0, 0, 1, 1, vlm::kControlHidden},
+    {kControlBinaryPredictor, vlm::kDropDown, "", 0, 0, 1, 1, 0},
 };
 constexpr vlm::DialogTemplate kTemplates[] = {
     {100, " Main", 200, 100, kMainControls, 5},
@@ -53,10 +58,10 @@ struct FakeClient final : vlm::IDialogClient {
   void OnInitDialog(vlm::IDialogWindow* opened) override {
     window = opened;
     const int pages[] = {200};
-    window->AddDlgTabs(1000, pages, 1);
+    window->AddDlgTabs(kControlTabs, pages, 1);
     window->InitOpeningDialog();
-    window->SetIntEditRange(1024, 2, 20);
-    window->SetDlgItemInt(1024, 10);
+    window->SetIntEditRange(kControlFixedNumber, 2, 20);
+    window->SetDlgItemInt(kControlFixedNumber, 10);
     if (onInit) onInit(*window);
   }
   void OnCommand(int controlId) override {
@@ -192,9 +197,9 @@ TEST_F(DialogTest, LoadsTheDialogAndItsPages) {
   EXPECT_EQ(window->Controls().size(), 15U);
   ASSERT_EQ(window->Pages().size(), 1U);
   EXPECT_EQ(window->Pages()[0].caption, "Quick");
-  EXPECT_EQ(window->Find(1028)->pageIndex, 0);
-  EXPECT_EQ(window->Find(1000)->pageIndex, -1);
-  EXPECT_EQ(TextOfControl(1024), "10");
+  EXPECT_EQ(window->Find(kControlPCriterion)->pageIndex, 0);
+  EXPECT_EQ(window->Find(kControlTabs)->pageIndex, -1);
+  EXPECT_EQ(TextOfControl(kControlFixedNumber), "10");
   EXPECT_EQ(client.references, 1);
   EXPECT_TRUE(owner.misbehaviour.empty());
 }
@@ -226,28 +231,28 @@ TEST_F(DialogTest, CaptionsReadPlain) {
 // A face sees when there is something to show, and what a person does while a command runs has no
 // effect.
 TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
-  const vlm::ControlTemplate edit[] = {{1032, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
+  const vlm::ControlTemplate edit[] = {{kControlPredictorCuts, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
   resources.second = {201, "Advanced", 200, 100, edit, 1};
   client.onInit = [](vlm::IDialogWindow& opened) {
     const int pages[] = {201};
-    opened.AddDlgTabs(1000, pages, 1);
+    opened.AddDlgTabs(kControlTabs, pages, 1);
   };
   ASSERT_TRUE(window->Open());
   EXPECT_EQ(window->SelectedPage(), 0);
   client.onCommand = [&](vlm::IDialogWindow& opened, int) {
     EXPECT_FALSE(window->TakesCommands());
-    EXPECT_FALSE(window->Press(1035));
-    EXPECT_FALSE(window->Find(1035)->checked) << "its check stays as it is too";
-    EXPECT_FALSE(window->TypeText(1024, "7"));
+    EXPECT_FALSE(window->Press(kControlCasewiseDeletion));
+    EXPECT_FALSE(window->Find(kControlCasewiseDeletion)->checked) << "its check stays as it is too";
+    EXPECT_FALSE(window->TypeText(kControlFixedNumber, "7"));
     EXPECT_FALSE(window->SelectPage(1));
     AutomationResult result;
     owner.automation = true;
     EXPECT_EQ(opened.InvokeInherited(3, vlm::kInvokeMethod, nullptr, 0, &result), vlm::kDispatchException);
     EXPECT_EQ(result.description, "The dialog is busy.");
-    opened.ShowEditError(1032, "Wrong", 5);
+    opened.ShowEditError(kControlPredictorCuts, "Wrong", 5);
   };
-  EXPECT_TRUE(window->Press(1022));
-  EXPECT_EQ(client.commands, std::vector<int>{1022});
+  EXPECT_TRUE(window->Press(kControlSummary));
+  EXPECT_EQ(client.commands, std::vector<int>{kControlSummary});
   EXPECT_EQ(window->SelectedPage(), 1) << "where the error stands";
   EXPECT_TRUE(window->SelectPage(0));
   EXPECT_FALSE(window->SelectPage(2));
@@ -257,29 +262,29 @@ TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
 
 TEST_F(DialogTest, OnlyUsableControlsTakeCommands) {
   ASSERT_TRUE(window->Open());
-  EXPECT_TRUE(window->Press(1022));
-  EXPECT_FALSE(window->Press(1004)) << "hidden";
+  EXPECT_TRUE(window->Press(kControlSummary));
+  EXPECT_FALSE(window->Press(kControlUseWeightsAsGiven)) << "hidden";
   EXPECT_FALSE(window->Press(4711)) << "not there";
-  window->EnableWindow(1030, 0);
-  EXPECT_FALSE(window->Press(1030)) << "disabled";
+  window->EnableWindow(kControlModePValue, 0);
+  EXPECT_FALSE(window->Press(kControlModePValue)) << "disabled";
   EXPECT_FALSE(window->Press(kByGroupButton)) << "this host has no by-group runs";
-  EXPECT_EQ(client.commands, std::vector<int>{1022});
+  EXPECT_EQ(client.commands, std::vector<int>{kControlSummary});
   window->SetLocked(true);
-  EXPECT_FALSE(window->Press(1022)) << "locked";
+  EXPECT_FALSE(window->Press(kControlSummary)) << "locked";
 }
 
 TEST_F(DialogTest, BoxesAndRadioButtonsChangeAsInWindows) {
   ASSERT_TRUE(window->Open());
-  window->CheckDlgButton(1029, 1);
-  window->CheckDlgButton(1098, 1);
-  window->Press(1030);
-  EXPECT_FALSE(window->Find(1029)->checked);
-  EXPECT_TRUE(window->Find(1030)->checked);
-  EXPECT_TRUE(window->Find(1098)->checked) << "of another group";
-  window->Press(1035);
-  EXPECT_TRUE(window->Find(1035)->checked);
-  window->Press(1035);
-  EXPECT_FALSE(window->Find(1035)->checked);
+  window->CheckDlgButton(kControlModeFixedNumber, 1);
+  window->CheckDlgButton(kControlCramersV, 1);
+  window->Press(kControlModePValue);
+  EXPECT_FALSE(window->Find(kControlModeFixedNumber)->checked);
+  EXPECT_TRUE(window->Find(kControlModePValue)->checked);
+  EXPECT_TRUE(window->Find(kControlCramersV)->checked) << "of another group";
+  window->Press(kControlCasewiseDeletion);
+  EXPECT_TRUE(window->Find(kControlCasewiseDeletion)->checked);
+  window->Press(kControlCasewiseDeletion);
+  EXPECT_FALSE(window->Find(kControlCasewiseDeletion)->checked);
 }
 
 TEST_F(DialogTest, ReadsWholeNumbers) {
@@ -302,13 +307,14 @@ TEST_F(DialogTest, ReadsWholeNumbers) {
                       {"99999999999", std::nullopt, false}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.text);
-    ASSERT_TRUE(window->TypeText(1024, row.text));
+    ASSERT_TRUE(window->TypeText(kControlFixedNumber, row.text));
     int value = 0;
-    EXPECT_EQ(window->GetDlgItemLong(1024, &value) == 0, row.value.has_value());
+    EXPECT_EQ(window->GetDlgItemLong(kControlFixedNumber, &value) == 0, row.value.has_value());
     if (row.value) {
       EXPECT_EQ(value, *row.value);
     }
-    EXPECT_EQ(window->Find(1024)->error, row.inRange ? "" : "Enter a whole number from 2 to 20.");
+    EXPECT_EQ(window->Find(kControlFixedNumber)->error,
+              row.inRange ? "" : "Enter a whole number from 2 to 20.");
   }
 }
 
@@ -316,27 +322,27 @@ TEST_F(DialogTest, RealNumbersFollowTheUsersSeparatorAndKeepTheirBits) {
   owner.separator = ",";
   ASSERT_TRUE(window->Open());
   for (const double value : {0.01, 1.0 / 3, 1e-5, 0.99999}) {
-    window->SetDlgItemReal(1028, value);
+    window->SetDlgItemReal(kControlPCriterion, value);
     double read = 0;
-    EXPECT_EQ(window->GetDlgItemReal(1028, &read), 0);
+    EXPECT_EQ(window->GetDlgItemReal(kControlPCriterion, &read), 0);
     EXPECT_EQ(read, value);
   }
   const std::pair<const char*, int> rows[] = {{"0,05", 0}, {"0.05", 0}, {"0,0,5", 1},
                                               {"inf", 1},  {"nan", 1},  {"0,", 0}};
   for (const auto& [text, failure] : rows) {
     double read = 0;
-    window->TypeText(1028, text);
-    EXPECT_EQ(window->GetDlgItemReal(1028, &read), failure) << text;
+    window->TypeText(kControlPCriterion, text);
+    EXPECT_EQ(window->GetDlgItemReal(kControlPCriterion, &read), failure) << text;
   }
 }
 
 TEST_F(DialogTest, AnErrorStandsOnItsEditUntilTheUserTypes) {
   ASSERT_TRUE(window->Open());
-  window->ShowEditError(1024, "Invalid", 7);
-  EXPECT_EQ(window->Find(1024)->error, "Invalid");
-  EXPECT_EQ(face.errors, std::vector<std::string>{"1024 Invalid"});
-  window->TypeText(1024, "3");
-  EXPECT_EQ(window->Find(1024)->error, "");
+  window->ShowEditError(kControlFixedNumber, "Invalid", 7);
+  EXPECT_EQ(window->Find(kControlFixedNumber)->error, "Invalid");
+  EXPECT_EQ(face.errors, std::vector<std::string>{std::to_string(kControlFixedNumber) + " Invalid"});
+  window->TypeText(kControlFixedNumber, "3");
+  EXPECT_EQ(window->Find(kControlFixedNumber)->error, "");
 }
 
 TEST_F(DialogTest, LeavesWhenTheCommandHasReturned) {

@@ -20,19 +20,7 @@
 namespace velmora {
 namespace {
 
-using vlmfsl::kControlCancel;
-using vlmfsl::kControlContinuousDependents;
-using vlmfsl::kControlContinuousPredictorsLabel;
-using vlmfsl::kControlCutDependents;
-using vlmfsl::kControlDependentCuts;
-using vlmfsl::kControlModeFixedNumber;
-using vlmfsl::kControlModePValue;
-using vlmfsl::kControlOk;
-using vlmfsl::kControlOpenData;
-using vlmfsl::kControlPCriterion;
-using vlmfsl::kControlPredictorCuts;
-using vlmfsl::kControlSummary;
-using vlmfsl::kControlVariables;
+using enum vlmfsl::ControlId;
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -246,8 +234,8 @@ TEST_F(FeatureSelectionRunTest, APersonPressesTheSameButtons) {
   // A bad number is shown on its edit and does not keep the run from starting.
   EXPECT_TRUE(face.window->TypeText(kControlPredictorCuts, "21"));
   EXPECT_TRUE(face.window->Press(kControlOk));
-  EXPECT_THAT(face.editErrors,
-              ElementsAre(std::pair(1032, std::string("Invalid integer entered in edit field"))));
+  EXPECT_THAT(face.editErrors, ElementsAre(std::pair<int, std::string>(
+                                   kControlPredictorCuts, "Invalid integer entered in edit field")));
   ASSERT_TRUE(session.ResultsDialog());
   EXPECT_EQ(face.window->Caption(), "FSL Results ");
   EXPECT_TRUE(face.window->Find(kControlModeFixedNumber)->checked);

@@ -16,19 +16,7 @@
 namespace velmora {
 namespace {
 
-using vlmfsl::kControlBadCode;
-using vlmfsl::kControlCaseSelection;
-using vlmfsl::kControlFactorCodes;
-using vlmfsl::kControlFactorCodesCaption;
-using vlmfsl::kControlGoodCode;
-using vlmfsl::kControlOk;
-using vlmfsl::kControlOpenData;
-using vlmfsl::kControlResponseCodes;
-using vlmfsl::kControlResponseCodesCaption;
-using vlmfsl::kControlUseWeightsAsGiven;
-using vlmfsl::kControlVariables;
-using vlmfsl::kControlWeightedMomentsMode0;
-using vlmfsl::kControlWeightedMomentsMode1;
+using enum vlmfsl::ControlId;
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -321,9 +309,15 @@ TEST_F(MisuseTest, AnAnalysisMayBeEndedOutOfAnyOfItsCommands) {
     bool screening;
     int control;  // 0: a script's OK
   };
-  const Row rows[] = {{"variables", false, 1005}, {"cases", false, 1001},    {"run", false, 1},
-                      {"script", false, 0},       {"variables", true, 1005}, {"factor codes", true, 1044},
-                      {"cases", true, 1001},      {"run", true, 1},          {"script", true, 0}};
+  const Row rows[] = {{"variables", false, kControlVariables},
+                      {"cases", false, kControlCaseSelection},
+                      {"run", false, 1},
+                      {"script", false, 0},
+                      {"variables", true, kControlVariables},
+                      {"factor codes", true, kControlFactorCodes},
+                      {"cases", true, kControlCaseSelection},
+                      {"run", true, 1},
+                      {"script", true, 0}};
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.screening ? "screening: " : "feature selection: ") + row.name);
     session.SelectCases("", "");
@@ -334,7 +328,7 @@ TEST_F(MisuseTest, AnAnalysisMayBeEndedOutOfAnyOfItsCommands) {
       startup.Put("GoodCode", "good");
       startup.Put("BadCode", "bad");
       startup.Put("FactorCodes", "*");
-      if (row.control == 1044) startup.Put("FactorCodes", "");
+      if (row.control == kControlFactorCodes) startup.Put("FactorCodes", "");
     }
     face.answer = {{Number("amount")}, {}, {}, {Number("purpose")}, {Number("age")}};
     if (!row.screening) face.answer.pop_back();

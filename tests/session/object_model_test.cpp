@@ -18,7 +18,7 @@
 namespace velmora {
 namespace {
 
-using vlmfsl::kControlCancel;
+using enum vlmfsl::ControlId;
 
 using testing::HasSubstr;
 namespace fs = std::filesystem;
@@ -114,21 +114,22 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
   EXPECT_EQ(results.Get("Name").AsText(), "Predictor Screening result dialog");
   results.Put("ResultsSaveFileName", File("rules.txt"));
 
-  const std::map<std::string, int> buttons = {{"Summary", 1022},
-                                              {"BinaryResponseVariableImportance", 1060},
-                                              {"BinaryResponseCrosstabulation", 1061},
-                                              {"ContinuousResponseBreakdownTable", 1067},
-                                              {"CategoricalResponseVariableImportance", 1076},
-                                              {"CategoricalResponseCrosstabulation", 1081},
-                                              {"ContinuousResponseVariableImportance", 1063},
-                                              {"BinaryResponseDistributionGraph", 1051},
-                                              {"BinaryResponseDefaultRateGraph", 1052},
-                                              {"ContinuousResponseBoxPlot", 1068},
-                                              {"ContinuousResponseOverlaidScatterWithMeans", 1069},
-                                              {"CategoricalResponseInteractionPlot", 1082},
-                                              {"CategoricalResponseCategorizedHistogram", 1083},
-                                              {"CategoricalResponse3dHistogram", 1084},
-                                              {"RulesReport", 1097}};
+  const std::map<std::string, int> buttons = {
+      {"Summary", kControlSummary},
+      {"BinaryResponseVariableImportance", kControlBinaryImportance},
+      {"BinaryResponseCrosstabulation", kControlBinaryCrosstab},
+      {"ContinuousResponseBreakdownTable", kControlBreakdown},
+      {"CategoricalResponseVariableImportance", kControlCategoricalImportance},
+      {"CategoricalResponseCrosstabulation", kControlCategoricalCrosstab},
+      {"ContinuousResponseVariableImportance", kControlContinuousImportance},
+      {"BinaryResponseDistributionGraph", kControlBinaryDistribution},
+      {"BinaryResponseDefaultRateGraph", kControlBinaryDefaultRates},
+      {"ContinuousResponseBoxPlot", kControlBoxPlot},
+      {"ContinuousResponseOverlaidScatterWithMeans", kControlMeanDiamonds},
+      {"CategoricalResponseInteractionPlot", kControlInteractionPlot},
+      {"CategoricalResponseCategorizedHistogram", kControlCategorizedHistograms},
+      {"CategoricalResponse3dHistogram", kControlHistograms3D},
+      {"RulesReport", kControlRulesReport}};
   const auto& documents = session.Documents().Documents();
   const auto titlesSince = [&](std::size_t first) {
     std::vector<std::string> titles;
@@ -186,28 +187,33 @@ TEST_F(ObjectModel, AFeatureSelectionControlByControl) {
   const AutomationClient dialog = analysis.GetObject("Dialog"), window = analysis.GetObject("Window");
   EXPECT_EQ(window.Get("Caption").AsText(), " Feature Selection and Variable Screening");
   EXPECT_EQ(window.Get("Pages").AsArray().size(), 2U);
-  EXPECT_EQ(window.Get("Kind", {1032}).AsText(), "edit");
-  EXPECT_EQ(window.Get("ControlCaption", {1035}).AsText(), "Casewise deletion of missing data");
+  EXPECT_EQ(window.Get("Kind", {kControlPredictorCuts}).AsText(), "edit");
+  EXPECT_EQ(window.Get("ControlCaption", {kControlCasewiseDeletion}).AsText(),
+            "Casewise deletion of missing data");
   EXPECT_EQ(ErrorOf([&] { window.Call("Press", {1}); }), "Variable selection not valid.");
   EXPECT_EQ(ErrorOf([&] { window.Call("Press", {9}); }), "The dialog has no control 9.");
-  EXPECT_EQ(ErrorOf([&] { window.Call("Press", {10710}); }), "Control 10710 is hidden.");
-  EXPECT_EQ(ErrorOf([&] { window.Call("TypeText", {1041, "5"}); }), "Control 1041 is disabled.");
-  for (const int question : {1001, 1002, 1003}) {
+  EXPECT_EQ(ErrorOf([&] { window.Call("Press", {kControlOptions}); }), "Control 10710 is hidden.");
+  EXPECT_EQ(ErrorOf([&] {
+              window.Call("TypeText", {kControlDependentCuts, "5"});
+            }),
+            "Control 1041 is disabled.");
+  for (const int question : {kControlCaseSelection, kControlCaseWeights, kControlOpenData}) {
     EXPECT_THAT(ErrorOf([&] { window.Call("Press", {question}); }),
                 ::testing::StartsWith("Control " + std::to_string(question) + " asks for "));
   }
   EXPECT_EQ(ErrorOf([&] {
-              window.Call("TypeText", {1035, "5"});
+              window.Call("TypeText", {kControlCasewiseDeletion, "5"});
             }),
             "Control 1035 is a check box, which cannot be used in this way.");
   dialog.Put("ResultsVariables", "amount | risk | duration_months age | checking_account");
-  window.Call("Press", {1005});
-  EXPECT_EQ(window.Get("Text", {1006}).AsText(), dialog.Get("Variables").AsText().substr(0, 1));
-  window.Call("Press", {1040});
-  EXPECT_EQ(window.Get("IsChecked", {1040}).AsInt(), 1);
-  window.Call("TypeText", {1041, "5"});
-  window.Call("TypeText", {1032, "1e"});
-  EXPECT_EQ(window.Get("Error", {1032}).AsText(), "Enter a whole number from 2 to 20.")
+  window.Call("Press", {kControlVariables});
+  EXPECT_EQ(window.Get("Text", {kControlContinuousDependents}).AsText(),
+            dialog.Get("Variables").AsText().substr(0, 1));
+  window.Call("Press", {kControlCutDependents});
+  EXPECT_EQ(window.Get("IsChecked", {kControlCutDependents}).AsInt(), 1);
+  window.Call("TypeText", {kControlDependentCuts, "5"});
+  window.Call("TypeText", {kControlPredictorCuts, "1e"});
+  EXPECT_EQ(window.Get("Error", {kControlPredictorCuts}).AsText(), "Enter a whole number from 2 to 20.")
       << "before anything runs";
   window.Put("Page", 2);
   window.Call("Press", {1});
@@ -215,11 +221,11 @@ TEST_F(ObjectModel, AFeatureSelectionControlByControl) {
   EXPECT_EQ(ErrorOf([&] { window.Get("Caption"); }), "The dialog is closed.");
   const AutomationClient results = analysis.GetObject("Window");
   EXPECT_EQ(results.Get("Caption").AsText(), "FSL Results ");
-  results.Call("TypeText", {1024, "0"});
-  results.Call("Press", {1022});
-  EXPECT_EQ(results.Get("Error", {1024}).AsText(), "Invalid integer entered in edit field");
+  results.Call("TypeText", {kControlFixedNumber, "0"});
+  results.Call("Press", {kControlSummary});
+  EXPECT_EQ(results.Get("Error", {kControlFixedNumber}).AsText(), "Invalid integer entered in edit field");
   EXPECT_GT(application.GetObject("Outputs").Get("Count").AsInt(), 0);
-  EXPECT_EQ(ErrorOf([&] { results.Call("Press", {10720}); }), "Control 10720 is hidden.")
+  EXPECT_EQ(ErrorOf([&] { results.Call("Press", {kControlByGroup}); }), "Control 10720 is hidden.")
       << "this host has no by-group runs";
   results.Call("Press", {2});
   EXPECT_EQ(analysis.GetObject("Dialog").Get("NumberOfCutsForContinuousDependentVariable").AsInt(), 5);
