@@ -33,10 +33,10 @@ std::string QuotedLevelLabel(const CFeatureSelectionTemplate& analysis, int vari
   vlm::StringSink sink;
   if (input == nullptr || input->GetValueLabel(variableNumber, code, &sink) != 0) return "";
   const std::string label = sink.TakeWhole();
+  if (input->HoldsTexts(variableNumber) != 0) return Quoted(analysis, label);
   double found = 0;
   const bool leadsBack =
       input->FindValue(variableNumber, label.data(), vlm::LengthOf(label), &found) == 0 && found == code;
-  if (input->HoldsTexts(variableNumber) != 0) return Quoted(analysis, label);
   return leadsBack && !ReadsAsAnother(label, code) ? Quoted(analysis, label) : "";
 }
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <numeric>
 #include <random>
+#include <set>
 
 #include "tests/screening/screening_session.h"
 #include "tests/support/paths.h"
@@ -242,7 +243,7 @@ TEST(Screening, KnownFiguresOfCreditData) {
   EXPECT_THAT(run.Order(kBinary), ElementsAre("checking_account", "duration_months"));
 }
 
-// Choosing the levels, growing the tree, applying it and reading it all back.
+// Choosing the levels, growing the tree, applying it, reading it all back and writing the rules.
 TEST(Screening, LevelsCostTheirNumberNotItsSquare) {
   const auto processorTime = [](int levelCount) {
     std::vector<double> level, amount;
@@ -252,10 +253,17 @@ TEST(Screening, LevelsCostTheirNumberNotItsSquare) {
       labels.push_back({static_cast<double>(i + 1), "level " + std::to_string(i + 1)});
       amount.push_back(i % 2 == 0 ? i : -i);
     }
-    ScreeningSession run(MakeTable({MakeColumn("amount", amount), MakeColumn("level", level, labels)}));
+    Table table = MakeTable({MakeColumn("amount", amount), MakeColumn("level", level, labels)});
+    table.columns[1].fromText = true;
+    ScreeningSession run(std::move(table));
     const std::clock_t start = std::clock();
     EXPECT_TRUE(run.Run({.continuousResponse = "1", .categorical = "2"}));
     EXPECT_EQ(run.Levels(kContinuous, 0).size(), static_cast<std::size_t>(levelCount));
+    const std::vector<std::string> binLabels = run.Labels(kContinuous, 0);
+    EXPECT_EQ(std::set<std::string>(binLabels.begin(), binLabels.end()).size(), binLabels.size());
+    for (const std::string& label : binLabels) EXPECT_THAT(label, HasSubstr(" more")) << label.size();
+    run.session.ResultsDialog().Put("NumberOfPredictorsToSave", 1);
+    EXPECT_TRUE(run.session.ResultsDialog().GetObject("RulesReport"));
     return static_cast<double>(std::clock() - start);
   };
   // Eight times the levels: about 9 times the time, or 64 times.

@@ -483,10 +483,17 @@ std::string TreeProcedure::BranchText(const stats::TreeNode& parent, bool left) 
   return LevelList(left ? parent.left : parent.right);
 }
 
+// A long list is cut after its first levels, which no other bin has: it is the label of every case
+// and rule of the bin.
 std::string TreeProcedure::LevelList(int node) const {
+  constexpr std::size_t kMostLevelsListed = 30;
+  constexpr std::size_t kLevelsOfLongList = 3;
+  const std::vector<double> levels = tree_.Levels(node);
+  const std::size_t listed = levels.size() > kMostLevelsListed ? kLevelsOfLongList : levels.size();
   std::string text;
-  for (const double level : tree_.Levels(node))
-    text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), level);
+  for (std::size_t i = 0; i < listed; ++i)
+    text += (i == 0 ? "" : ", ") + CodeTextOf(Predictor(), levels[i]);
+  if (listed < levels.size()) text += " and " + std::to_string(levels.size() - listed) + " more";
   return text;
 }
 
