@@ -209,6 +209,10 @@ TEST_F(SessionTest, ChangesNothingForAWrongSelectionOrWeight) {
   session.WeightBy(2);
   EXPECT_THROW(session.SelectCases("v1 >", ""), DataError);
   EXPECT_THROW(session.WeightBy(3), DataError);
+  Table longest = SmallTable();
+  longest.caseCount = std::int64_t{1} << 31;
+  EXPECT_THROW(session.SetTable(longest), DataError) << "cases are numbered by int";
+  EXPECT_EQ(session.Data().caseCount, 3);
   EXPECT_EQ(session.WeightVariable(), 2);
 }
 

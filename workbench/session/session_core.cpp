@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <span>
 #include <stdexcept>
 #include <utility>
@@ -177,6 +178,12 @@ RunningAnalysis* SessionCore::Latest() {
 
 void SessionCore::ReplaceTable(Table newTable) {
   RequireNoPass();
+  // Cases are numbered by int across the contract.
+  if (newTable.caseCount > std::numeric_limits<int>::max()) {
+    throw DataError(newTable.fileName + " has " + std::to_string(newTable.caseCount) +
+                    " cases; an analysis takes at most " + std::to_string(std::numeric_limits<int>::max()) +
+                    ".");
+  }
   // Sheets made from the old data keep them.
   if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);

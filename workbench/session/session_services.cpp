@@ -25,7 +25,7 @@ constexpr int kShownSteps = 200;
 int SessionServices::GetNbVars() { return core_.table.VariableCount(); }
 
 int SessionServices::GetNbCases() {
-  return static_cast<int>(std::min<std::int64_t>(core_.table.caseCount, std::numeric_limits<int>::max()));
+  return static_cast<int>(core_.table.caseCount);  // the session takes no longer table
 }
 
 void SessionServices::getmd5(int variableNumber, double* missingCode) {
