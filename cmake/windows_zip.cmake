@@ -7,10 +7,6 @@ set(zip_name velmora-${PROJECT_VERSION}-windows-x64)
 get_filename_component(duckdb_licence ${DUCKDB_LIBRARY} DIRECTORY)
 set(duckdb_licence ${duckdb_licence}/LICENSE)
 set(zip_folder ${CMAKE_BINARY_DIR}/${zip_name})
-file(GLOB licences CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/LICENSE* ${CMAKE_SOURCE_DIR}/NOTICE*)
-if(licences)
-  set(copy_licences COMMAND ${CMAKE_COMMAND} -E copy ${licences} ${zip_folder})
-endif()
 add_custom_target(windows-zip
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${zip_folder} ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip
   COMMAND ${CMAKE_COMMAND} -E make_directory ${zip_folder}/samples ${zip_folder}/docs
@@ -19,7 +15,7 @@ add_custom_target(windows-zip
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/vlmfsl.dll $<TARGET_FILE:vlmfsl>
   COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
   COMMAND ${CMAKE_COMMAND} -E copy ${duckdb_licence} ${zip_folder}/duckdb_licence.txt
-  ${copy_licences}
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/LICENSE ${CMAKE_SOURCE_DIR}/NOTICE ${zip_folder}
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/docs/windows_readme.txt ${zip_folder}/README.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv
           ${CMAKE_SOURCE_DIR}/samples/house_prices.csv ${CMAKE_SOURCE_DIR}/samples/feature_selection.vbs
