@@ -1,5 +1,5 @@
-// What the jobs of the side-by-side protocol share: the words that name a job, the data file, clocks, and the line that
-// is printed.
+// What the jobs of the side-by-side protocol share: the words that name a job, the data file,
+// clocks, and the line that is printed.
 #pragma once
 
 #include <sys/resource.h>

@@ -59,9 +59,9 @@ struct IAnalysisHost {
   virtual int ParseVariableList(const char* text, int length, IIntegerSink* variableNumbers,
                                 ITextSink* error) = 0;
   virtual void PrintVariableList(const int* variableNumbers, int count, ITextSink* text) = 0;
-  // The codes that a script gives for one variable: a number, a text of numbers, ranges, value labels and "*" (every
-  // value of the selected cases), or an array of these. They go to variable 0 of the sink. Returns 0, or not 0
-  // with the reason in error.
+  // The codes that a script gives for one variable: a number, a text of numbers, ranges, value
+  // labels and "*" (every value of the selected cases), or an array of these. They go to variable 0
+  // of the sink. Returns 0, or not 0 with the reason in error.
   virtual int ReadCodes(int variableNumber, const AutomationValue* value, ICodesSink* codes,
                         ITextSink* error) = 0;
   // The codes as a text that ReadCodes takes.

@@ -152,14 +152,15 @@ struct IInputSpreadsheet {
   // The distinct values of a variable over the selected cases, ascending, missing left out: fills
   // at most capacity doubles and returns how many there are.
   virtual int GetDistinctValues(int variableNumber, double* values, int capacity) = 0;
-  // Returns 0 and the value of the data that equals number, or differs from it by rounding alone, in some case of
-  // the variable, selected or not; a nonzero value when no case has it.
+  // Returns 0 and the value of the data that equals number, or differs from it by rounding alone,
+  // in some case of the variable, selected or not; a nonzero value when no case has it.
   virtual int FindDataValue(int variableNumber, double number, double* value) = 0;
   // Returns 0 and the label, or a nonzero value when the value has no label.
   virtual int GetValueLabel(int variableNumber, double value, ITextSink* label) = 0;
   // Returns 0 and the value of a label (or of a number text), or a nonzero value.
   virtual int FindValue(int variableNumber, const char* text, int length, double* value) = 0;
-  // Not 0 when the values of the variable only number texts, as other data may number them otherwise.
+  // Not 0 when the values of the variable only number texts, as other data may number them
+  // otherwise.
   virtual int HoldsTexts(int variableNumber) = 0;
 
   // The values of caseCount cases from firstCaseNumber on, whether they are selected or not; a

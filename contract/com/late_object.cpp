@@ -84,7 +84,8 @@ class LateObject final : public DispatchOver<IDispatch> {
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     if (!object) return E_POINTER;
     *object = nullptr;
-    // A dispinterface has no functions beyond those of IDispatch, so its identifier names the same table.
+    // A dispinterface has no functions beyond those of IDispatch, so its identifier names the same
+    // table.
     if (id != IID_IUnknown && id != IID_IDispatch && id != InterfaceIdOf(*Target().GetInterface()))
       return E_NOINTERFACE;
     AddRef();
@@ -106,8 +107,8 @@ class LateObject final : public DispatchOver<IDispatch> {
   ~LateObject() override = default;
 };
 
-// The items of an object that has Count and Item(Index), for "For Each". Each step asks for the count, so a
-// collection that grows meanwhile is enumerated to its end.
+// The items of an object that has Count and Item(Index), for "For Each". Each step asks for the
+// count, so a collection that grows meanwhile is enumerated to its end.
 class ItemEnumerator final : public IEnumVARIANT {
  public:
   ItemEnumerator(IDispatch* collection, int itemId, int countId, int next)
@@ -199,8 +200,8 @@ HRESULT MakeEnumerator(IDispatch& self, vlm::IAutomationObject& target, VARIANT*
   return S_OK;
 }
 
-// "Analyses(1)" in a script passes an argument to a property that takes none. It means the default member of
-// the object that the property returns.
+// "Analyses(1)" in a script passes an argument to a property that takes none. It means the default
+// member of the object that the property returns.
 HRESULT InvokeDefaultOf(vlm::IAutomationObject& target, DISPID id, WORD flags, DISPPARAMS* parameters,
                         VARIANT* result, EXCEPINFO* exception, UINT* argumentError) {
   VARIANT owner;
@@ -236,7 +237,8 @@ namespace detail {
 HRESULT FindNames(vlm::IAutomationObject& target, LPOLESTR* names, UINT count, DISPID* ids) noexcept {
   if (!names || !ids || count == 0) return E_INVALIDARG;
   try {
-    // The first name is the member's; the others would name its parameters, which are not looked up by name.
+    // The first name is the member's; the others would name its parameters, which are not looked up
+    // by name.
     for (UINT index = 1; index < count; ++index) ids[index] = DISPID_UNKNOWN;
     const std::string name = Utf8(names[0]);
     int id = DISPID_UNKNOWN;

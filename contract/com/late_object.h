@@ -2,8 +2,8 @@
 //
 //   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> result, or EXCEPINFO with the description
 //
-// A live object keeps the process that serves it alive (CoAddRefServerProcess): the server ends with the
-// last one.
+// A live object keeps the process that serves it alive (CoAddRefServerProcess): the server ends
+// with the last one.
 #pragma once
 
 #include <windows.h>
@@ -16,19 +16,19 @@
 
 namespace vlmcom {
 
-// Makes one call; arguments are in order, first to last. On DISP_E_EXCEPTION fills exception, unless it is
-// null, with texts that the caller frees. On DISP_E_TYPEMISMATCH sets *argumentError, unless it is null, to
-// the index of the argument that has no portable form. result may be null.
+// Makes one call; arguments are in order, first to last. On DISP_E_EXCEPTION fills exception,
+// unless it is null, with texts that the caller frees. On DISP_E_TYPEMISMATCH sets *argumentError,
+// unless it is null, to the index of the argument that has no portable form. result may be null.
 [[nodiscard]] HRESULT InvokeAutomation(vlm::IAutomationObject& target, int dispatchId, int kind,
                                        const VARIANT* const* arguments, int count, VARIANT* result,
                                        EXCEPINFO* exception, int* argumentError) noexcept;
 
-// Returns a new object that holds a reference to target; its one reference is the caller's. Null when
-// memory is short.
+// Returns a new object that holds a reference to target; its one reference is the caller's. Null
+// when memory is short.
 [[nodiscard]] IDispatch* MakeLateObject(vlm::IAutomationObject* target) noexcept;
 
-// The common part of late-bound and dual objects: the reference count, and IDispatch except for type
-// information. Interface is IDispatch or a dual interface.
+// The common part of late-bound and dual objects: the reference count, and IDispatch except for
+// type information. Interface is IDispatch or a dual interface.
 template <typename Interface>
 class DispatchOver : public Interface {
  public:

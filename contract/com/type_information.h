@@ -1,5 +1,5 @@
-// Type information of automation objects, made at run time from their member tables: what GetTypeInfo
-// returns, and the type library that object browsers and early-bound clients read.
+// Type information of automation objects, made at run time from their member tables: what
+// GetTypeInfo returns, and the type library that object browsers and early-bound clients read.
 //
 //   member table -> DescribeInterface -> ITypeInfo of a dispinterface
 //                -> WriteTypeLibrary  -> a .tlb file, one dispinterface per table and one creatable class
@@ -16,8 +16,8 @@
 
 namespace vlmcom {
 
-// The identifier of a host object's dispinterface. It depends on the interface's name alone, so it is
-// the same in every build and needs no table.
+// The identifier of a host object's dispinterface. It depends on the interface's name alone, so it
+// is the same in every build and needs no table.
 [[nodiscard]] GUID InterfaceIdOf(const vlm::AutomationInterface& description) noexcept;
 
 // The type information of the interface, made at the first call and kept until the process ends. On

@@ -1,5 +1,5 @@
-// Conversion between automation values and VARIANTs: a caller's arguments become borrowed views, results
-// become VARIANTs. Texts are UTF-8 on the portable side and UTF-16 in VARIANTs.
+// Conversion between automation values and VARIANTs: a caller's arguments become borrowed views,
+// results become VARIANTs. Texts are UTF-8 on the portable side and UTF-16 in VARIANTs.
 #pragma once
 
 #include <windows.h>
@@ -20,18 +20,21 @@ namespace vlmcom {
 // Null when memory is short.
 [[nodiscard]] BSTR MakeBstr(std::string_view text) noexcept;
 
-// Replaces an array of integers by an array of VARIANTs, the only kind that script hosts can index. Leaves
-// other values alone.
+// Replaces an array of integers by an array of VARIANTs, the only kind that script hosts can index.
+// Leaves other values alone.
 [[nodiscard]] HRESULT MakeScriptArray(VARIANT* value) noexcept;
 
-// The arguments of one call. Views stay valid while the object lives and the VARIANTs are unchanged.
+// The arguments of one call. Views stay valid while the object lives and the VARIANTs are
+// unchanged.
 class ArgumentViews {
  public:
-  // Returns S_OK, or DISP_E_TYPEMISMATCH for a value that has no portable form. May throw std::bad_alloc.
+  // Returns S_OK, or DISP_E_TYPEMISMATCH for a value that has no portable form. May throw
+  // std::bad_alloc.
   //
-  // An array of two dimensions holds the cells of a spreadsheet. One row or one column becomes a plain array;
-  // several columns become an array of columns, each without the empty cells at its end. An object becomes the
-  // array that it is (an Array of JScript, which has a length) or the value of its default property (a Range).
+  // An array of two dimensions holds the cells of a spreadsheet. One row or one column becomes a
+  // plain array; several columns become an array of columns, each without the empty cells at its
+  // end. An object becomes the array that it is (an Array of JScript, which has a length) or the
+  // value of its default property (a Range).
   [[nodiscard]] HRESULT Add(const VARIANT& value);
   const vlm::AutomationValue* Data() const { return views_.data(); }
   int Count() const { return static_cast<int>(views_.size()); }
@@ -60,8 +63,8 @@ class ArgumentViews {
   std::deque<std::vector<vlm::AutomationValue>> items_;
 };
 
-// Receives the result of one call as a VARIANT. When memory runs out the VARIANT is empty and OutOfMemory()
-// is true.
+// Receives the result of one call as a VARIANT. When memory runs out the VARIANT is empty and
+// OutOfMemory() is true.
 class VariantResult final : public vlm::IAutomationResult {
  public:
   VariantResult() { VariantInit(&value_); }

@@ -25,15 +25,16 @@ VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
 
 #ifdef _WIN32
 
-// Part of the C++ runtime that is linked in, declared by none of its headers: gives back the memory that it keeps for
-// exceptions in times of need, which is otherwise lost with each unload.
+// Part of the C++ runtime that is linked in, declared by none of its headers: gives back the memory
+// that it keeps for exceptions in times of need, which is otherwise lost with each unload.
 namespace __gnu_cxx {
 void __freeres();
 }
 
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
   if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
-  // At the end of the process the other threads are gone already, perhaps with the heap's lock: its memory goes with it.
+  // At the end of the process the other threads are gone already, perhaps with the heap's lock: its
+  // memory goes with it.
   if (reason == DLL_PROCESS_DETACH && !processEnds) {
     vlmfsl::DetachModule();
     __gnu_cxx::__freeres();

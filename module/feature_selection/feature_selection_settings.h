@@ -1,8 +1,9 @@
-// The one record of a feature selection run: variable lists and options as the startup dialog chose them, the moments
-// of the first data pass, and the matrices of the second, which ranking and outputs read.
+// The one record of a feature selection run: variable lists and options as the startup dialog chose
+// them, the moments of the first data pass, and the matrices of the second, which ranking and
+// outputs read.
 //
-// Life: Create, then any number of runs (PrepareRun, ComputeMoments, ComputeStatistics; ReleaseResults when one of
-// them fails), then ReleaseAll. Every array is the host's memory.
+// Life: Create, then any number of runs (PrepareRun, ComputeMoments, ComputeStatistics;
+// ReleaseResults when one of them fails), then ReleaseAll. Every array is the host's memory.
 #pragma once
 
 #include <cstddef>
@@ -95,24 +96,26 @@ struct FeatureSelectionSettings {
   int listCapacity[4];   // of the four lists, in their order above
   RunFacts facts;
 
-  // Sets every field to its default and takes the four lists, each for numberOfVariables + 10 numbers. Returns kOk,
-  // or kFailed with null lists. services: must outlive the record.
+  // Sets every field to its default and takes the four lists, each for numberOfVariables + 10
+  // numbers. Returns kOk, or kFailed with null lists. services: must outlive the record.
   [[nodiscard]] int Create(vlm::IEngineServices* services);
 
   // Frees everything; the record can be created again.
   void ReleaseAll();
 
-  // Takes the moments and joins the lists into the read list: continuous dependents, categorical dependents,
-  // continuous predictors, categorical predictors, the count variable. Returns kOk, or kFailed after ReleaseResults.
+  // Takes the moments and joins the lists into the read list: continuous dependents, categorical
+  // dependents, continuous predictors, categorical predictors, the count variable. Returns kOk, or
+  // kFailed after ReleaseResults.
   [[nodiscard]] int PrepareRun();
 
   // Frees matrices and moments. Returns kOk.
   int ReleaseResults();
 
-  // Replaces one of the four lists; numbers count from 1. A list longer than the data has variables is taken too.
-  // Returns kOk, or kFailed (the host has no memory) with the list as it was.
+  // Replaces one of the four lists; numbers count from 1. A list longer than the data has variables
+  // is taken too. Returns kOk, or kFailed (the host has no memory) with the list as it was.
   [[nodiscard]] int SetVariables(VariableRole role, std::span<const int> numbers);
-  // The continuous dependents stay at the front of variableList after PrepareRun, so this holds at any time.
+  // The continuous dependents stay at the front of variableList after PrepareRun, so this holds at
+  // any time.
   std::span<const int> Variables(VariableRole role) const;
 
   int DependentCount() const { return nContinuousDependents + nCategoricalDependents; }

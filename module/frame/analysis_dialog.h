@@ -1,4 +1,5 @@
-// The module's side of a modeless dialog: life, closed state, and the host's window in texts of this side.
+// The module's side of a modeless dialog: life, closed state, and the host's window in texts of
+// this side.
 //   CreateAnalysisDialog -> OnInitDialog -> OnCommand ... -> OnClosed
 #pragma once
 
@@ -86,7 +87,8 @@ class ScriptableDialog : public DialogBase, public AutomationBase {
   bool IsBusy() const final { return DialogBase::IsInCommand(); }
 };
 
-// Between LockResults and UnlockResults of the window; a window that has closed meanwhile is left alone.
+// Between LockResults and UnlockResults of the window; a window that has closed meanwhile is left
+// alone.
 class ResultsLock {
  public:
   explicit ResultsLock(const CAnalysisModelessDialog& dialog) : dialog_(dialog) {

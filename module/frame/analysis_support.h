@@ -1,5 +1,5 @@
-// The module's side of an analysis: implements what the host calls, and forwards to the host that is attached
-// right after the factory has returned.
+// The module's side of an analysis: implements what the host calls, and forwards to the host that
+// is attached right after the factory has returned.
 #pragma once
 
 #include <string>

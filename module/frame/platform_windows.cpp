@@ -57,10 +57,12 @@ void* FindHostFunction(const char* name) {
   return nullptr;
 }
 
-// Neither the current folder nor PATH is searched, where anybody might have put a file of this name.
+// Neither the current folder nor PATH is searched, where anybody might have put a file of this
+// name.
 RuntimeLibrary::RuntimeLibrary(const char* name) {
   const std::wstring file = Utf16(name) + L".dll";
-  // What the host has loaded already; else of the program's folder, the system's, and those that the host has added.
+  // What the host has loaded already; else of the program's folder, the system's, and those that
+  // the host has added.
   handle_ = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
   if (handle_) return;
   const std::wstring own = FileOf(OwnModule());

@@ -1,5 +1,5 @@
-// What scripts give for lists of variables, as lists of variable numbers. Wrong values are AutomationExceptions
-// that name what is wrong.
+// What scripts give for lists of variables, as lists of variable numbers. Wrong values are
+// AutomationExceptions that name what is wrong.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,10 @@
 
 namespace vlmfsl {
 
-// A text of up to listCount lists in the host's notation separated by '|' ("1 | | 2-5 | 6"; a '|' in a quoted name
-// separates nothing), or an array of up to listCount items, each a list text, a number or an array of numbers.
-// Returns listCount lists: those left out are empty; a variable named twice in one list counts once.
+// A text of up to listCount lists in the host's notation separated by '|' ("1 | | 2-5 | 6"; a '|'
+// in a quoted name separates nothing), or an array of up to listCount items, each a list text, a
+// number or an array of numbers. Returns listCount lists: those left out are empty; a variable
+// named twice in one list counts once.
 [[nodiscard]] std::vector<std::vector<int>> ReadVariableLists(const vlm::AutomationValue& value,
                                                               vlm::IAnalysisHost& host,
                                                               std::size_t listCount);

@@ -1,5 +1,6 @@
-// The four dialogs and their pages. Positions are dialog units; those of a page count from the page's corner.
-// A command without a place of its own in the layout is a hidden control of the page that it belongs to.
+// The four dialogs and their pages. Positions are dialog units; those of a page count from the
+// page's corner. A command without a place of its own in the layout is a hidden control of the page
+// that it belongs to.
 #include "module/resources/dialog_templates.h"
 
 #include "module/resources/control_ids.h"

@@ -1,5 +1,6 @@
-// The smallest host: loads the analysis module, makes its two analyses, says what they are, and lets all go again.
-// A real host attaches itself (an IAnalysisHost of its own: data, dialogs, documents) before the first step.
+// The smallest host: loads the analysis module, makes its two analyses, says what they are, and
+// lets all go again. A real host attaches itself (an IAnalysisHost of its own: data, dialogs,
+// documents) before the first step.
 //
 //   minimal_host MODULE            MODULE: the path of vlmfsl.dll or libvlmfsl.so
 #include <cstdio>
@@ -46,7 +47,8 @@ int Show(void* module, const char* factoryName) {
   int count = 0;
   const vlm::SequenceStep* const steps = analysis->GetSequenceTable(&count);
   for (int i = 0; i < count; ++i) std::printf("  step %d, then %d\n", steps[i].step, steps[i].followingStep);
-  // A run: operation of step 100, then 101 (the startup dialog); its OK goes on with 102 (the results dialog).
+  // A run: operation of step 100, then 101 (the startup dialog); its OK goes on with 102 (the
+  // results dialog).
   analysis->Destroy();
   return 0;
 }

@@ -17,8 +17,8 @@ namespace {
 
 using Kind = BinEdit::Kind;
 
-// age: cuts 25 and 40, a special code, missing values with a bin; home: levels, missing values in no
-// bin. 100 bad and 400 good cases each.
+// age: cuts 25 and 40, a special code, missing values with a bin; home: levels, missing values in
+// no bin. 100 bad and 400 good cases each.
 const char kBins[] = R"json({"format":"velmora bins","version":2,"dataFile":"a.csv","responses":[
 {"name":"risk","kind":"binary","codes":["bad","good"],"pureBinCorrection":true,"predictors":[
  {"name":"age","kind":"continuous","codedVariable":"c","figureVariables":["w"],"cutPoints":[25,40],

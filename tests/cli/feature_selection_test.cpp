@@ -1,4 +1,5 @@
-// velmora feature-selection as a process: figures against independent ones, options, outputs, cancellation.
+// velmora feature-selection as a process: figures against independent ones, options, outputs,
+// cancellation.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -221,8 +222,8 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   EXPECT_EQ(again["dependents"][0]["predictors"].size(), 9u);
 }
 
-// No predictor reaches a criterion this small: programs get empty lists and a flag, and no bundle is saved. With
-// casewise deletion and missing values, the cases of each pair are told.
+// No predictor reaches a criterion this small: programs get empty lists and a flag, and no bundle
+// is saved. With casewise deletion and missing values, the cases of each pair are told.
 TEST(FeatureSelection, NoPredictorMeetsTheCriterion) {
   const TemporaryFolder folder;
   std::string csv = "y,a,b\n";
@@ -255,7 +256,8 @@ TEST(FeatureSelection, NoPredictorMeetsTheCriterion) {
   }
 }
 
-// Two outcomes with names of 300 characters that differ in the last one; the first follows x, the second z.
+// Two outcomes with names of 300 characters that differ in the last one; the first follows x, the
+// second z.
 TEST(FeatureSelection, OutcomesWithLongNamesKeepTheirOwnFigures) {
   const TemporaryFolder folder;
   const std::string stem(299, 'q');

@@ -41,8 +41,8 @@ void ReadToEnd(HANDLE pipe, std::string& text) {
     text.append(buffer, count);
 }
 
-// Quotes a word as programs split command lines: backslashes are special only before a quotation mark, where they
-// are doubled.
+// Quotes a word as programs split command lines: backslashes are special only before a quotation
+// mark, where they are doubled.
 std::string Quoted(const std::string& word) {
   std::string quoted = "\"";
   std::size_t backslashes = 0;
@@ -57,8 +57,8 @@ std::string Quoted(const std::string& word) {
 }  // namespace
 
 ProcessResult RunVelmora(const std::vector<std::string>& arguments, const ProcessOptions& options) {
-  // Wine starts its desktop with the first program that uses it. If that were the child, the desktop would inherit
-  // our pipes and keep them open.
+  // Wine starts its desktop with the first program that uses it. If that were the child, the
+  // desktop would inherit our pipes and keep them open.
   GetDesktopWindow();
   Handle in, out, err, readOut, readErr;
   if (!OpenPipe(readOut, out) || !OpenPipe(readErr, err)) return {};

@@ -103,7 +103,8 @@ TEST(UserChoices, TheLogCanBeHad) {
   ExpectSaid(refused, {"The log file ", "cannot be opened: No such file or directory."});
 }
 
-// Labels for people have their decimal separator; outputs that a program reads keep the point unless it is asked for.
+// Labels for people have their decimal separator; outputs that a program reads keep the point
+// unless it is asked for.
 TEST(UserChoices, LabelsFollowTheLocaleForPeopleOnly) {
   const TemporaryFolder folder;
   std::string data = "x,y\n";

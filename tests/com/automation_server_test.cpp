@@ -1,5 +1,5 @@
-// The automation server from outside: the registered class, early binding through the type library's marshaller, the
-// sample scripts, and the end of the server with its last object.
+// The automation server from outside: the registered class, early binding through the type
+// library's marshaller, the sample scripts, and the end of the server with its last object.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -74,7 +74,8 @@ int RunningServers() {
   return count;
 }
 
-// Under Wine the server of a killed client goes on running; the servers of earlier tests do not count.
+// Under Wine the server of a killed client goes on running; the servers of earlier tests do not
+// count.
 bool ServersEnd(int atStart) {
   for (int attempt = 0; attempt < 200; ++attempt, Sleep(50)) {
     if (RunningServers() <= atStart) return true;
@@ -155,7 +156,8 @@ bool KeyExists(const std::wstring& path) {
   return true;
 }
 
-// The keys that a registration writes: the class, its name, both type libraries, an interface of each.
+// The keys that a registration writes: the class, its name, both type libraries, an interface of
+// each.
 std::vector<std::wstring> RegisteredKeys() {
   std::vector<std::wstring> keys = {L"Velmora.Application", L"CLSID\\" + Wide(kApplicationClassId),
                                     L"TypeLib\\" + Wide(kObjectLibraryId),
@@ -245,7 +247,8 @@ TEST_F(AutomationServer, SampleScriptsRun) {
     EXPECT_TRUE(fs::exists(report)) << row.arguments;
   }
   fs::remove(report);
-  // Whether the servers end is not asked here: the script host of Wine now and then ends without its last Release.
+  // Whether the servers end is not asked here: the script host of Wine now and then ends without
+  // its last Release.
 }
 
 }  // namespace

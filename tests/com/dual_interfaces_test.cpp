@@ -1,5 +1,6 @@
-// The dialogs' COM objects in the process of their host: early and late binding to the same members, errors with
-// their descriptions, and objects that outlive their dialogs, their session and their module's last use.
+// The dialogs' COM objects in the process of their host: early and late binding to the same
+// members, errors with their descriptions, and objects that outlive their dialogs, their session
+// and their module's last use.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

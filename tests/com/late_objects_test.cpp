@@ -1,5 +1,5 @@
-// The workbench's own objects through COM, in the process of their host: type information against the member
-// tables, default members, and arrays as spreadsheet programs and JScript pass them.
+// The workbench's own objects through COM, in the process of their host: type information against
+// the member tables, default members, and arrays as spreadsheet programs and JScript pass them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -79,7 +79,8 @@ Value Real(double number) {
   return value;
 }
 
-// An object with the members length, 0, 1 ... (an Array of JScript), or with a default property (a Range).
+// An object with the members length, 0, 1 ... (an Array of JScript), or with a default property (a
+// Range).
 class ScriptedObject final : public IDispatch {
  public:
   ScriptedObject(std::vector<Value> items, bool isArray) : items_(std::move(items)), isArray_(isArray) {}
@@ -165,8 +166,8 @@ std::string NameOf(ITypeInfo& information, MEMBERID member = MEMBERID_NIL, std::
   return Taken(name);
 }
 
-// Every member of the table is in the type information, with its kinds and as many parameters; nothing else but
-// the enumerator is.
+// Every member of the table is in the type information, with its kinds and as many parameters;
+// nothing else but the enumerator is.
 void ExpectMembers(ITypeInfo& information, const vlm::AutomationInterface& description) {
   SCOPED_TRACE(description.name);
   std::string help;

@@ -1,4 +1,5 @@
-// The registered type library read back and held against the member tables: names, ids, kinds, types, helps, order.
+// The registered type library read back and held against the member tables: names, ids, kinds,
+// types, helps, order.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -66,7 +67,8 @@ std::string TypeText(int type) {
   }
 }
 
-// "get 0x60030000 Variables(text* value) = HRESULT "Variables"" of each member, in the order of the vtable.
+// "get 0x60030000 Variables(text* value) = HRESULT "Variables"" of each member, in the order of the
+// vtable.
 std::vector<std::string> LinesOf(ITypeInfo* information, const TYPEATTR& attributes) {
   std::map<int, std::string> byPlace;
   for (UINT index = 0; index < attributes.cFuncs; ++index) {

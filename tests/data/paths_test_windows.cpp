@@ -1,4 +1,5 @@
-// Paths of network shares, long paths and missing drives, which the language's library mistakes for others.
+// Paths of network shares, long paths and missing drives, which the language's library mistakes for
+// others.
 #include <gtest/gtest.h>
 
 #include "workbench/system/folders.h"

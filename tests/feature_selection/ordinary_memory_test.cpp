@@ -1,5 +1,5 @@
-// The engine when ordinary memory runs out, at each allocation in turn: it fails like any other run, and gives back
-// all that it took.
+// The engine when ordinary memory runs out, at each allocation in turn: it fails like any other
+// run, and gives back all that it took.
 #include <gtest/gtest.h>
 
 #include <new>

@@ -1,4 +1,5 @@
-// A feature selection on a scripted host: the loaded module, its analysis, and data of twelve cases.
+// A feature selection on a scripted host: the loaded module, its analysis, and data of twelve
+// cases.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The driver on a scripted host: order of work, steps, how runs end, and a host that fails at every result sheet
-// and every allocation in turn.
+// The driver on a scripted host: order of work, steps, how runs end, and a host that fails at every
+// result sheet and every allocation in turn.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -77,8 +77,8 @@ class Driver {
     analysis.Step(101);
   }
 
-  // Presses OK for these variables: continuous response | categorical | binary | predictors, categorical |
-  // continuous.
+  // Presses OK for these variables: continuous response | categorical | binary | predictors,
+  // categorical | continuous.
   void Run(std::string_view variables, std::span<const int> codes = kAllGroups) {
     if (!host.Window().IsOpen()) analysis.Step(101);
     Put("Variables", TextValue(variables));
@@ -173,7 +173,8 @@ TEST(ScreeningDriver, RunsEndAsTheirPredictorsDo) {
   }
 }
 
-// The framework is notified after each save, whatever comes of it; for rules only when the number is valid.
+// The framework is notified after each save, whatever comes of it; for rules only when the number
+// is valid.
 TEST(ScreeningDriver, SavesNotifyTheFramework) {
   struct Row {
     const char* number;
@@ -279,7 +280,8 @@ TEST(ScreeningDriver, ScreenUpdatingIsOffDuringARunHoweverItEnds) {
     }
 }
 
-// The user cancels while a procedure of the host works: it fails, and the run ends like any cancelled one.
+// The user cancels while a procedure of the host works: it fails, and the run ends like any
+// cancelled one.
 TEST(ScreeningDriver, CancellingInsideAProcedureLeavesNoResults) {
   constexpr char kVariables[] = "7| 6| 1| 6| 3";
   Driver whole;
@@ -308,7 +310,8 @@ TEST(ScreeningDriver, AHostWithoutTreesEndsTheRunWithAMessage) {
   EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
 }
 
-// Whatever sheet cannot be made: the predictor fails or the run does, with a message, and the next run works.
+// Whatever sheet cannot be made: the predictor fails or the run does, with a message, and the next
+// run works.
 TEST(ScreeningDriver, EverySheetMayFail) {
   constexpr char kVariables[] = "2||| 6 | 3";
   Driver whole;
@@ -345,7 +348,8 @@ TEST(ScreeningDriver, AllocationFailureEndsTheRun) {
   EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
 }
 
-// Whatever a graph needs and does not get: a message, no document, nothing held. Then the button works again.
+// Whatever a graph needs and does not get: a message, no document, nothing held. Then the button
+// works again.
 TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
   struct Button {
     int control;

@@ -28,7 +28,8 @@ class Noise {
   std::uint64_t state_ = 20;
 };
 
-// flag 0 (bad) or 1 (good), x continuous, group of four codes, y continuous, kind of three codes, whole weights 0 to 3.
+// flag 0 (bad) or 1 (good), x continuous, group of four codes, y continuous, kind of three codes,
+// whole weights 0 to 3.
 Table Cases(int count) {
   Noise noise;
   std::vector<double> flag, x, group, y, kind, weight;
@@ -60,7 +61,8 @@ struct Tally {
   double Rate() const { return 100 * bad / (bad + good); }
 };
 
-// The tree is cut on these cases and nothing is counted for them: the bin between 30 and 60 stays without cases.
+// The tree is cut on these cases and nothing is counted for them: the bin between 30 and 60 stays
+// without cases.
 const char* const kMiddle = "x > 30 and x <= 60";
 bool IsMiddle(double x) { return x > 30 && x <= 60; }
 

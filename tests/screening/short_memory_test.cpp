@@ -1,5 +1,5 @@
-// A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its figures are those of
-// a run that had enough.
+// A screening run when ordinary memory ends once, at each allocation in turn: it says so, or its
+// figures are those of a run that had enough.
 #include <algorithm>
 #include <new>
 #include <optional>
@@ -93,8 +93,8 @@ Wanted WantedOfMemory() {
 TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
   const Table table = MemoryTable();
   const Wanted wanted = WantedOfMemory();
-  // Lives until the end and keeps the module loaded: MinGW's runtime takes an index of thread-local memory for each
-  // load that throws and never gives it back, and there are 1,088 of them.
+  // Lives until the end and keeps the module loaded: MinGW's runtime takes an index of thread-local
+  // memory for each load that throws and never gives it back, and there are 1,088 of them.
   ScreeningSession enough(table);
   ASSERT_TRUE(enough.Run(wanted));
   const std::string whole = Figures(enough);
@@ -201,7 +201,8 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
   }
 }
 
-// What is short is told and leaves no document; otherwise the graph is the one that memory enough gives.
+// What is short is told and leaves no document; otherwise the graph is the one that memory enough
+// gives.
 TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
   ScreeningSession run(MemoryTable());
   ASSERT_TRUE(run.Run(WantedOfMemory()));
@@ -224,7 +225,8 @@ TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
       results.Get(graph);
       const std::string whole = last();
       int refused = 0, made = 0;
-      // Past the graph itself the session sorts its documents, with more allocations the more there are.
+      // Past the graph itself the session sorts its documents, with more allocations the more there
+      // are.
       for (long allocations = 0; made < 20; ++allocations) {
         SCOPED_TRACE(graph + " of " + predictor + ": " + std::to_string(allocations) +
                      " allocations succeed");

@@ -1,5 +1,5 @@
-// The services that an engine gets, over a small table: cases with selection and weights, memory, progress,
-// cancellation, and the input spreadsheet.
+// The services that an engine gets, over a small table: cases with selection and weights, memory,
+// progress, cancellation, and the input spreadsheet.
 #include "workbench/session/session_services.h"
 
 #include <gmock/gmock.h>

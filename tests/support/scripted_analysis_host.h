@@ -1,5 +1,5 @@
-// A host in memory for whole analyses: engine services, documents, dialogs without a face. It keeps what it was
-// given, answers what a test has prepared, and counts what is still referred to.
+// A host in memory for whole analyses: engine services, documents, dialogs without a face. It keeps
+// what it was given, answers what a test has prepared, and counts what is still referred to.
 #pragma once
 
 #include <algorithm>
@@ -35,7 +35,8 @@ inline void Give(vlm::ITextSink* sink, std::string_view text) {
   sink->Assign(text.data(), static_cast<int>(text.size()));
 }
 
-// --- Documents. Each is written into one text when it is shown, and counted while somebody refers to it.
+// --- Documents. Each is written into one text when it is shown, and counted while somebody refers
+// to it.
 
 struct DocumentShelf {
   std::vector<std::string> shown;
@@ -87,7 +88,8 @@ class ScriptedDocument : public Interface {
   Face face_{*this};
 };
 
-// "sheet TITLE" and one line per row: name and cells separated by '|'; cells with %.6g, empty ones empty.
+// "sheet TITLE" and one line per row: name and cells separated by '|'; cells with %.6g, empty ones
+// empty.
 class ScriptedSpreadsheet final : public ScriptedDocument<vlm::ISpreadsheet> {
  public:
   ScriptedSpreadsheet(DocumentShelf& shelf, int subject, int rows, int columns)

@@ -1,5 +1,6 @@
-// An in-memory host for engine tests: columns of doubles behind the services, a log of what was called, faults on
-// demand, and checks of what the contract forbids. What went wrong on the engine's side stands in Misuses().
+// An in-memory host for engine tests: columns of doubles behind the services, a log of what was
+// called, faults on demand, and checks of what the contract forbids. What went wrong on the
+// engine's side stands in Misuses().
 #pragma once
 
 #include <cmath>

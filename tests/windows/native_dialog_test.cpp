@@ -1,5 +1,5 @@
-// The module's dialogs as windows of the system: every control against the templates, what a person does through the
-// windows against the headless face, and a whole run by mouse and keyboard.
+// The module's dialogs as windows of the system: every control against the templates, what a person
+// does through the windows against the headless face, and a whole run by mouse and keyboard.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>

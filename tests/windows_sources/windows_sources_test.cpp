@@ -1,4 +1,5 @@
-// Reads back what the Windows tools compile from the tables: the resources must hold what the tables hold.
+// Reads back what the Windows tools compile from the tables: the resources must hold what the
+// tables hold.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -53,7 +54,8 @@ std::map<std::pair<int, int>, Bytes> ReadCompiled(const fs::path& path) {
   return resources;
 }
 
-// A block holds sixteen texts, each as its length and its UTF-16 units. The texts of these tests need no surrogates.
+// A block holds sixteen texts, each as its length and its UTF-16 units. The texts of these tests
+// need no surrogates.
 std::string TextIn(const std::map<std::pair<int, int>, Bytes>& resources, int number) {
   const auto block = resources.find({kTextType, number / 16 + 1});
   if (block == resources.end()) return "(no block)";
@@ -113,7 +115,8 @@ TEST(WindowsSources, TheModulesResourcesSayWhatTheTablesSay) {
   EXPECT_TRUE(hasTypeLibrary);
 }
 
-// Texts that the present tables do not have: letters beyond ASCII, quotation marks, escapes, an odd length.
+// Texts that the present tables do not have: letters beyond ASCII, quotation marks, escapes, an odd
+// length.
 TEST(WindowsSources, AnyTextSurvivesTheResourceCompiler) {
   if (!HaveTools()) GTEST_SKIP() << "no windres";
   const fs::path folder = fs::temp_directory_path() / ("windows_sources_" + std::to_string(::getpid()));

@@ -26,8 +26,8 @@ ObjectReference MakeDocumentObject(const std::shared_ptr<Workbook>& workbook, co
 // Documents of a workbook in order of creation; counts what is there when asked.
 vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook);
 
-// The input table of a session as scripts read and change it. Every call throws when the session has
-// ended; a change throws DataError when it is not possible, and then nothing has changed.
+// The input table of a session as scripts read and change it. Every call throws when the session
+// has ended; a change throws DataError when it is not possible, and then nothing has changed.
 class InputTable {
  public:
   virtual ~InputTable() = default;

@@ -16,8 +16,8 @@ namespace {
 std::atomic<bool> interrupted = false;
 std::atomic<void (*)()> callOnInterruption = nullptr;
 
-// The system calls this on a thread of its own. It leaves the second request to the default handler, which ends
-// the process.
+// The system calls this on a thread of its own. It leaves the second request to the default
+// handler, which ends the process.
 BOOL WINAPI OnInterruption(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
   const bool again = interrupted.exchange(true);

@@ -1,4 +1,5 @@
-// velmora dialog: opens the start window, reads the data, runs analyses in dialogs and shows what they make.
+// velmora dialog: opens the start window, reads the data, runs analyses in dialogs and shows what
+// they make.
 #include "workbench/cli/dialog_command_windows.h"
 
 #include <windows.h>

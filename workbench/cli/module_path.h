@@ -9,8 +9,8 @@
 namespace velmora {
 
 // option (of --module), else the environment's VELMORA_MODULE, else libvlmfsl.so beside the
-// executable or the library libvelmora, or in ../lib beside it. Throws UsageError (for what the user named) or RunError with one
-// sentence that names the places.
+// executable or the library libvelmora, or in ../lib beside it. Throws UsageError (for what the
+// user named) or RunError with one sentence that names the places.
 std::string FindModule(const std::string& option);
 
 // Who reads the labels that a session makes: people get the decimal separator of their locale,

@@ -41,8 +41,8 @@ int Unregister(RegistrationScope scope) {
   return kExitDone;
 }
 
-// Nobody sees what a server would show: messages become notices among the outputs of the script, and the lines
-// for standard error are held back for good.
+// Nobody sees what a server would show: messages become notices among the outputs of the script,
+// and the lines for standard error are held back for good.
 class ServerFace final : public TerminalFace {
  public:
   ServerFace() : TerminalFace(true) { HoldBack(true); }

@@ -52,7 +52,8 @@ std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& r
     }
   }
   if (!predictors.empty()) return predictors;
-  // A consecutive series of numbers may be one of measurements where there is nothing else to look at.
+  // A consecutive series of numbers may be one of measurements where there is nothing else to look
+  // at.
   std::erase_if(leftOut, [&](const LeftOutVariable& variable) {
     const Column& column = table.Variable(variable.number);
     if (column.role != Role::kIdentifier || column.fromText) return false;

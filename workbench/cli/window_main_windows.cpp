@@ -1,4 +1,5 @@
-// velmoraw: the same program without a console, for the desktop, for files dropped on its icon and for automation.
+// velmoraw: the same program without a console, for the desktop, for files dropped on its icon and
+// for automation.
 #include <filesystem>
 
 #include "workbench/cli/command_line.h"

@@ -144,7 +144,8 @@ bool ColumnBuilder::FinishDates(Column& column) {
   return true;
 }
 
-// A number above 12 distinguishes days from months around a slash; without one the texts stay texts.
+// A number above 12 distinguishes days from months around a slash; without one the texts stay
+// texts.
 bool ColumnBuilder::FinishLocalDates(Column& column) {
   const auto parse = [&](char mark, bool monthFirst) {
     std::vector<double> days;

@@ -55,7 +55,8 @@ inline constexpr std::int64_t kMaxDistinctCounted = 1 << 20;
 // One pass over the column. Memory grows with the distinct values counted, to 16 MB at most.
 VariableProfile ProfileVariable(const Table& table, int variableNumber);
 
-// Called after each variable with the fraction done, 0 to 1; false ends the work, which throws Cancelled.
+// Called after each variable with the fraction done, 0 to 1; false ends the work, which throws
+// Cancelled.
 using ProfileProgress = std::function<bool(double)>;
 
 // The profiles of all variables, in order.

@@ -1,5 +1,5 @@
-// The automation objects of dialogs as scripts get them: each call counts as a script's, nests as a call
-// into the module, and fails after the session has ended.
+// The automation objects of dialogs as scripts get them: each call counts as a script's, nests as a
+// call into the module, and fails after the session has ended.
 #include <utility>
 
 #include "contract/text.h"
@@ -10,8 +10,8 @@ namespace velmora {
 
 namespace {
 
-// Counts the calls, so that the dialog knows that a script drives it, and keeps the module loaded while
-// a reference is held.
+// Counts the calls, so that the dialog knows that a script drives it, and keeps the module loaded
+// while a reference is held.
 class DialogProxy final : public vlm::IAutomationObject {
  public:
   DialogProxy(const std::shared_ptr<SessionCore>& core, vlm::IAutomationObject* inner,

@@ -48,9 +48,10 @@ struct TypeLibraryRegistration {
   std::string moduleFile;  // filled in once the module has been loaded
 };
 
-// Registrations queue while a module is being loaded, inside the loader's lock, and are listed afterwards. The
-// system's registry is left alone: a user who runs an analysis has asked for no registration. The automation
-// server's registration writes the library there (workbench/windows/server_windows.h).
+// Registrations queue while a module is being loaded, inside the loader's lock, and are listed
+// afterwards. The system's registry is left alone: a user who runs an analysis has asked for no
+// registration. The automation server's registration writes the library there
+// (workbench/windows/server_windows.h).
 void ActOnQueuedRegistrations(const std::string& moduleFile);
 std::vector<TypeLibraryRegistration> RegisteredTypeLibraries();
 

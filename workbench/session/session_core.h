@@ -36,8 +36,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // Throws std::logic_error on a thread that the module does not belong to.
   void RequireThread() const;
 
-  // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left are closed, steps
-  // are entered and ended analyses are destroyed.
+  // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left
+  // are closed, steps are entered and ended analyses are destroyed.
   void BeginCall() {
     if (callDepth++ == 0 && !said.empty()) lastSaid = std::exchange(said, {});
   }

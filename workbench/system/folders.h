@@ -6,7 +6,8 @@
 
 namespace velmora {
 
-// Makes a folder with those above it. Returns the reason why it cannot be made; empty when the folder exists now.
+// Makes a folder with those above it. Returns the reason why it cannot be made; empty when the
+// folder exists now.
 [[nodiscard]] std::string MakeFolders(const std::filesystem::path& folder);
 
 }  // namespace velmora

@@ -13,7 +13,8 @@ bool MakeScratch(const std::filesystem::path& path, std::error_code& error) {
   return false;
 }
 
-// An open handle that does not share deletion is the lock: nobody else can open the folder to delete it.
+// An open handle that does not share deletion is the lock: nobody else can open the folder to
+// delete it.
 ScratchLock LockScratch(const std::filesystem::path& path) {
   HANDLE const handle = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);

@@ -1,4 +1,5 @@
-// Initialises COM on the calling thread while the object lives: a single-threaded apartment, which windows need.
+// Initialises COM on the calling thread while the object lives: a single-threaded apartment, which
+// windows need.
 #pragma once
 
 #include <windows.h>

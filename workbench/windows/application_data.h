@@ -1,4 +1,5 @@
-// The folder where the program keeps files of its own: the list of recent files, a registered type library.
+// The folder where the program keeps files of its own: the list of recent files, a registered type
+// library.
 #pragma once
 
 #include <filesystem>

@@ -19,7 +19,8 @@ class NativeTemplate {
   // DS_SETFONT is added to style.
   NativeTemplate(std::wstring_view caption, int width, int height, DWORD style, DWORD extendedStyle = 0);
 
-  // Adds a child control; the order of the calls is the tab order. windowClass: "BUTTON", "EDIT" ...
+  // Adds a child control; the order of the calls is the tab order. windowClass: "BUTTON", "EDIT"
+  // ...
   void Add(int id, const wchar_t* windowClass, std::wstring_view caption, DWORD style, DialogPlace place);
 
   const DLGTEMPLATE* Data() const { return reinterpret_cast<const DLGTEMPLATE*>(words_.data()); }

@@ -5,8 +5,8 @@
 
 namespace velmora {
 
-// For the case selection (1001) and case weights (1002) buttons; null for another control. The caller
-// destroys it.
+// For the case selection (1001) and case weights (1002) buttons; null for another control. The
+// caller destroys it.
 HICON MakeButtonIcon(int controlId);
 
 // The program's own icon. The caller destroys it.

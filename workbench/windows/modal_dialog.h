@@ -1,4 +1,5 @@
-// A modal dialog of the workbench itself: built from a template in memory, run by the system's loop.
+// A modal dialog of the workbench itself: built from a template in memory, run by the system's
+// loop.
 #pragma once
 
 #include <windows.h>
@@ -16,7 +17,8 @@ class ModalDialog {
   ModalDialog(const ModalDialog&) = delete;
   ModalDialog& operator=(const ModalDialog&) = delete;
 
-  // True for OK. Throws std::runtime_error when the system shows no dialog; rethrows what a handler threw.
+  // True for OK. Throws std::runtime_error when the system shows no dialog; rethrows what a handler
+  // threw.
   bool Run(HWND owner);
 
  protected:

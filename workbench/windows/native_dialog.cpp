@@ -107,7 +107,8 @@ bool IsHighContrast() {
 NativeDialog::NativeDialog(DialogWindow* dialog, std::function<void()> showHelp)
     : dialog_(dialog), showHelp_(std::move(showHelp)), errorBrush_(CreateSolidBrush(kErrorColour)) {}
 
-// Delegates, so that the destructor runs and destroys the windows made so far when a later one cannot be made.
+// Delegates, so that the destructor runs and destroys the windows made so far when a later one
+// cannot be made.
 NativeDialog::NativeDialog(DialogWindow& dialog, std::function<void()> showHelp)
     : NativeDialog(&dialog, std::move(showHelp)) {
   updating_ = true;
@@ -420,8 +421,8 @@ INT_PTR NativeDialog::OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM
   }
 }
 
-// Pages have the colour of the inside of the tab control, list captions one of their own, edits with an error
-// one that is noticed. Under high contrast all colours are the system's.
+// Pages have the colour of the inside of the tab control, list captions one of their own, edits
+// with an error one that is noticed. Under high contrast all colours are the system's.
 INT_PTR NativeDialog::ColourOf(HWND container, HDC device, HWND sender, UINT message) const {
   // The field of a combo box is a window of its own.
   auto found = std::find(controls_.begin(), controls_.end(), sender);

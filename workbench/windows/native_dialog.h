@@ -1,8 +1,10 @@
-// One open dialog of a module as a window of the system: the runtime's controls as child windows, its pages on
-// the tab control. It shows the runtime's state and passes on what the user does; it keeps no state of its own.
+// One open dialog of a module as a window of the system: the runtime's controls as child windows,
+// its pages on the tab control. It shows the runtime's state and passes on what the user does; it
+// keeps no state of its own.
 //
-// The windows are made from the runtime's controls, which it has read from the module's compiled templates, so
-// positions and styles are the module's. A module that gives its templates as plain data looks the same.
+// The windows are made from the runtime's controls, which it has read from the module's compiled
+// templates, so positions and styles are the module's. A module that gives its templates as plain
+// data looks the same.
 #pragma once
 
 #include <windows.h>
@@ -18,8 +20,8 @@ namespace velmora {
 
 class NativeDialog {
  public:
-  // Throws std::runtime_error when the system makes no window. The window is shown and lives with this object;
-  // dialog outlives it. showHelp is called for the help key.
+  // Throws std::runtime_error when the system makes no window. The window is shown and lives with
+  // this object; dialog outlives it. showHelp is called for the help key.
   NativeDialog(DialogWindow& dialog, std::function<void()> showHelp);
   ~NativeDialog();
   NativeDialog(const NativeDialog&) = delete;
@@ -38,7 +40,8 @@ class NativeDialog {
   void ShowEditError(int controlId, std::string_view text);
   // Ctrl+Tab and Ctrl+Page Up or Down go to another page. True when the message was one of them.
   bool TranslatePageKey(const MSG& message);
-  // Disables the window while the dialog takes no commands. Called before messages are dispatched in a command.
+  // Disables the window while the dialog takes no commands. Called before messages are dispatched
+  // in a command.
   void Block();
   void Unblock();
   // The runtime's dialog has closed: hides the window and forgets the dialog.

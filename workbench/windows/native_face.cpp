@@ -154,7 +154,8 @@ int NativeFace::ShowMessage(std::string_view sentence, UINT style) {
 void NativeFace::Notice(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
 void NativeFace::Message(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
 
-// A short run ends before anybody could read the window, and showing every step would take longer than the steps.
+// A short run ends before anybody could read the window, and showing every step would take longer
+// than the steps.
 void NativeFace::ProgressOpened(std::string_view caption, int stepCount) {
   progressCaption_ = caption;
   progressStepCount_ = stepCount;
@@ -212,7 +213,8 @@ void NativeFace::DialogClosed(DialogWindow& window) {
 }
 
 void NativeFace::ShowEditError(DialogWindow& window, int controlId, std::string_view text) {
-  // OK closes the dialog in the same moment, and its run goes on: the message box is read before it does.
+  // OK closes the dialog in the same moment, and its run goes on: the message box is read before it
+  // does.
   if (window.RunningCommand() == kOkButton) {
     const Control* const control = window.Find(controlId);
     ShowMessage(std::string(text) + (control == nullptr ? "" : ": \"" + control->text + "\""),
@@ -250,7 +252,8 @@ bool NativeFace::AskCaseWeight(DialogWindow& window, int& variableNumber) {
 
 namespace {
 
-// One call of the system's file dialogs. filter: pairs of a caption and patterns, each ended by a NUL.
+// One call of the system's file dialogs. filter: pairs of a caption and patterns, each ended by a
+// NUL.
 class FileQuestion {
  public:
   FileQuestion(HWND owner, std::wstring title, std::wstring filter)

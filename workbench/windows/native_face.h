@@ -1,5 +1,6 @@
-// The session's frontend on Windows: the module's dialogs, the workbench's questions, messages and progress as
-// windows of the system. Everything happens on the thread that made it, which runs its loop:
+// The session's frontend on Windows: the module's dialogs, the workbench's questions, messages and
+// progress as windows of the system. Everything happens on the thread that made it, which runs its
+// loop:
 //
 //   NativeFace face; Session session(face); ... session.StartFeatureSelection(); face.Run();
 #pragma once
@@ -24,8 +25,9 @@ class NativeFace : public Face {
   NativeFace(const NativeFace&) = delete;
   NativeFace& operator=(const NativeFace&) = delete;
 
-  // Dispatches messages until the main window closes, or without one until every dialog has. Calls afterEach, unless it is empty,
-  // after each message: for work that a command leaves to be done outside of it, such as showing failures.
+  // Dispatches messages until the main window closes, or without one until every dialog has. Calls
+  // afterEach, unless it is empty, after each message: for work that a command leaves to be done
+  // outside of it, such as showing failures.
   void Run(const std::function<void()>& afterEach = {});
   // A window that Run serves besides the dialogs; null for none.
   void SetMainWindow(HWND window) { mainWindow_ = window; }

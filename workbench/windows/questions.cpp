@@ -19,8 +19,8 @@ std::string VariableText(const Table& table, int number) {
   return table.Variable(number).name + " (" + std::to_string(number) + ")";
 }
 
-// As many variables at a time as the question says, each with its codes as a text and a button for all of them;
-// below, the values of the variable that has the keyboard.
+// As many variables at a time as the question says, each with its codes as a text and a button for
+// all of them; below, the values of the variable that has the keyboard.
 class CodesDialog final : public ModalDialog {
  public:
   CodesDialog(const DialogWindow& window, CodesQuestion& question)

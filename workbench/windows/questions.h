@@ -1,5 +1,5 @@
-// The workbench's questions as dialogs of the system. Each returns false for Cancel and then changes nothing.
-// Throws std::runtime_error when the system cannot show a dialog.
+// The workbench's questions as dialogs of the system. Each returns false for Cancel and then
+// changes nothing. Throws std::runtime_error when the system cannot show a dialog.
 #pragma once
 
 #include <windows.h>

@@ -1,5 +1,5 @@
-// One page of everything that the analyses of a session have made: written anew whenever there is more, opened in
-// the browser once. The page loads itself again when the user comes back to it.
+// One page of everything that the analyses of a session have made: written anew whenever there is
+// more, opened in the browser once. The page loads itself again when the user comes back to it.
 #pragma once
 
 #include <windows.h>
@@ -13,14 +13,15 @@ namespace velmora {
 
 class ResultsPage {
  public:
-  // folder: where the page is kept; empty: the folder for temporary files. open: show the page as soon as there
-  // is one.
+  // folder: where the page is kept; empty: the folder for temporary files. open: show the page as
+  // soon as there is one.
   ResultsPage(Session& session, const std::filesystem::path& folder, bool open);
 
   // Writes the page when there are more documents than it shows. True when it was written. Throws
   // std::runtime_error.
   bool Update();
-  // Opens the page, also one that was opened before. Throws std::runtime_error when no program opens it.
+  // Opens the page, also one that was opened before. Throws std::runtime_error when no program
+  // opens it.
   void Open();
   // Empty before there is a page.
   std::string File() const { return written_ ? file_.string() : std::string(); }
@@ -36,7 +37,8 @@ class ResultsPage {
   std::size_t shown_ = 0, noticesShown_ = 0;
 };
 
-// Opens a file in the program that the system has for it. Throws std::runtime_error that names the file.
+// Opens a file in the program that the system has for it. Throws std::runtime_error that names the
+// file.
 void OpenInItsProgram(const std::filesystem::path& file);
 
 }  // namespace velmora

@@ -112,7 +112,8 @@ void UnregisterLibrary(const std::wstring& versionText) {
   text >> id >> version.majorVersion >> version.minorVersion;
   if (FAILED(CLSIDFromString(id.c_str(), &version.id))) return;
   static_cast<void>(vlmcom::UnregisterTypeLibrary(version));
-  // The system reads the library to find its interfaces; when the file is gone, the entry itself remains.
+  // The system reads the library to find its interfaces; when the file is gone, the entry itself
+  // remains.
   for (HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
     RegDeleteTreeW(root, (kClasses + (L"TypeLib\\" + id)).c_str());
 }
@@ -195,7 +196,8 @@ bool AnyObjectLives() {
   return CoReleaseServerProcess() != 0;
 }
 
-// Dispatches messages, among them the calls of clients, until the first client has come and no object is left.
+// Dispatches messages, among them the calls of clients, until the first client has come and no
+// object is left.
 void RunUntilUnused(const ApplicationFactory& factory) {
   const ULONGLONG start = GetTickCount64();
   while (true) {

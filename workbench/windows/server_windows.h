@@ -1,5 +1,5 @@
-// The workbench as an automation server: registration, the class "Velmora.Application", and the life of the
-// process that serves it.
+// The workbench as an automation server: registration, the class "Velmora.Application", and the
+// life of the process that serves it.
 //
 //   CreateObject("Velmora.Application") -> the system starts "velmora.exe /automation" -> one application object
 //   -> its last object is released -> the process ends
@@ -27,17 +27,17 @@ struct ServerFiles {
   std::string module;   // carries the type library of the dialogs
 };
 
-// Registers the class, the type library of the dialogs and that of the workbench's own objects, which is
-// written to the folder for application data. interfaces: the application's first. Throws
+// Registers the class, the type library of the dialogs and that of the workbench's own objects,
+// which is written to the folder for application data. interfaces: the application's first. Throws
 // std::runtime_error with one sentence; then nothing is registered.
 void RegisterServer(RegistrationScope scope, const ServerFiles& files,
                     const std::vector<const vlm::AutomationInterface*>& interfaces);
 // Removes all of it, also when the files are gone. Throws std::runtime_error with one sentence.
 void UnregisterServer(RegistrationScope scope);
 
-// Serves until the last reference is released, or for a minute when no client comes. Calls makeApplication
-// once, on the calling thread, when the first client asks; that client receives the text of an exception.
-// Throws std::runtime_error when the class cannot be served.
+// Serves until the last reference is released, or for a minute when no client comes. Calls
+// makeApplication once, on the calling thread, when the first client asks; that client receives the
+// text of an exception. Throws std::runtime_error when the class cannot be served.
 void ServeApplication(const std::function<ObjectReference()>& makeApplication);
 
 }  // namespace velmora

@@ -1,5 +1,6 @@
-// The window that the program opens with: open data, start an analysis, save the data, look at the results. It
-// stays until it is closed, so nothing that was computed is lost with an analysis's last dialog.
+// The window that the program opens with: open data, start an analysis, save the data, look at the
+// results. It stays until it is closed, so nothing that was computed is lost with an analysis's
+// last dialog.
 #pragma once
 
 #include <windows.h>

@@ -1,4 +1,5 @@
-// COM objects of the dialogs' automation interfaces: the dual vtable of the type library over the portable calls.
+// COM objects of the dialogs' automation interfaces: the dual vtable of the type library over the
+// portable calls.
 //
 //   early bound: FSLStartup::put_CountVariable(VARIANT) --.
 //                                                          -> through->Invoke -> the dialog's handler
@@ -19,8 +20,9 @@
 
 namespace vlmfsl {
 
-// A share in the module's type library. The library is loaded at the first request for type information and released
-// with the last share, never during the unloading of the module, which holds the loader's lock.
+// A share in the module's type library. The library is loaded at the first request for type
+// information and released with the last share, never during the unloading of the module, which
+// holds the loader's lock.
 class OwnTypeLibrary {
  public:
   OwnTypeLibrary() noexcept;
@@ -32,8 +34,8 @@ class OwnTypeLibrary {
   [[nodiscard]] HRESULT GetTypeInfo(REFGUID interfaceId, ITypeInfo** information) const noexcept;
 };
 
-// Stores the code and the description of an exception for the calling thread and returns the matching result. Takes
-// ownership of the texts of exception.
+// Stores the code and the description of an exception for the calling thread and returns the
+// matching result. Takes ownership of the texts of exception.
 [[nodiscard]] HRESULT RaiseException(REFGUID interfaceId, EXCEPINFO& exception) noexcept;
 
 // Values of the declared types as VARIANTs that own nothing.

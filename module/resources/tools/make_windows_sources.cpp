@@ -1,5 +1,6 @@
-// make_windows_sources FOLDER VERSION: writes vlmfsl.rc and vlmfsl.idl into the folder, for windres and widl, and
-// vlmfsl_dual.h for the module's COM objects. A file whose content has not changed keeps its time.
+// make_windows_sources FOLDER VERSION: writes vlmfsl.rc and vlmfsl.idl into the folder, for windres
+// and widl, and vlmfsl_dual.h for the module's COM objects. A file whose content has not changed
+// keeps its time.
 #include <cstdio>
 #include <fstream>
 #include <iterator>

@@ -1,5 +1,6 @@
-// A module of two dialogs for the host's tests. Its startup dialog has a property Behaviour: what OK does, right or
-// wrong. Built once as it should be, once with another contract version (FAKE_CONTRACT_VERSION).
+// A module of two dialogs for the host's tests. Its startup dialog has a property Behaviour: what
+// OK does, right or wrong. Built once as it should be, once with another contract version
+// (FAKE_CONTRACT_VERSION).
 #include <string>
 #include <string_view>
 
