@@ -247,8 +247,8 @@ TEST(SpreadsheetCsv, TablesAreMarkedToo) {
   const std::string path = folder.Write("a.csv", data);
   const auto name = [&](const char* file) { return (folder.Path() / file).string(); };
   const ProcessResult screened =
-      RunVelmora({"screen", path, "--continuous-response", "y", "--coded", name("coded.csv"), "--bins",
-                  name("bins.json"), "--csv-for", "spreadsheet", "--quiet"});
+      RunVelmora({"screen", path, "--continuous-response", "y", "--classic", "--coded", name("coded.csv"),
+                  "--bins", name("bins.json"), "--csv-for", "spreadsheet", "--quiet"});
   ASSERT_EQ(screened.exitCode, 0) << screened.err;
   const ProcessResult applied = RunVelmora(
       {"apply", name("bins.json"), path, "--csv-for", "spreadsheet", "--out", name("applied.csv")});

@@ -357,6 +357,7 @@ TEST_F(Script, SavesTheBinsThatTheCommandSaves) {
                      "good",
                      "--bad",
                      "bad",
+                     "--classic",
                      "--save-best",
                      "3",
                      "--quiet"};
