@@ -326,8 +326,7 @@ TEST_F(Script, RepeatsRunsToTheLastBit) {
   };
   for (const Words& row : rows) {
     SCOPED_TRACE(::testing::PrintToString(row));
-    const Words asked = With(
-        row, row.front() == "screen" ? Words{"--format", "json"} : Words{"--classic", "--format", "json"});
+    const Words asked = With(row, {"--classic", "--format", "json"});
     const ProcessResult run = RunVelmora(asked);
     const ProcessResult printed = RunVelmora(With(asked, {"--print-script"}));
     ASSERT_EQ(run.exitCode, 0) << run.err;
