@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 #include <map>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "workbench/data/names.h"
@@ -118,11 +120,16 @@ void AddCounts(const Column& column, const ResponseSums& sums, SavedPredictor& p
   for (SavedBin& bin : predictor.bins) bin.counts = sums.None();
   for (SavedLevel& level : predictor.levels) level.counts = sums.None();
   predictor.missingCounts = sums.None();
+  std::unordered_map<std::string_view, double> valueOf;
+  for (const ValueLabel& label : column.labels) valueOf.emplace(label.text, label.value);
   std::map<double, std::size_t> levelOf;
   for (std::size_t i = 0; i < predictor.levels.size(); ++i) {
     const SavedLevel& level = predictor.levels[i];
-    const double* const labelled = level.number ? nullptr : column.ValueOf(level.text);
-    if (level.number || labelled != nullptr) levelOf[level.number ? *level.number : *labelled] = i;
+    if (level.number) {
+      levelOf[*level.number] = i;
+    } else if (const auto labelled = valueOf.find(level.text); labelled != valueOf.end()) {
+      levelOf[labelled->second] = i;
+    }
   }
   std::vector<std::pair<double, std::size_t>> ordered;
   bool anyMissing = false;
