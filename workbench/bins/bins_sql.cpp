@@ -28,6 +28,7 @@ struct Dialect {
   const char* castEnd = "";
   const char* compareStart = "";  // around a column of texts, so that letter case and blanks count
   const char* compareEnd = "";
+  const char* textType = "VARCHAR";
   bool hasTruth = true;  // TRUE and FALSE
   bool hasNan = true;
   const char* tableAs = " AS ";
@@ -39,13 +40,18 @@ struct Dialect {
 constexpr Dialect kDialects[] = {
     {.name = "standard"},
     // A literal with an exponent is a decimal there.
-    {.name = "postgresql", .castStart = "CAST(", .castEnd = " AS DOUBLE PRECISION)", .longestName = 63},
+    {.name = "postgresql",
+     .castStart = "CAST(",
+     .castEnd = " AS DOUBLE PRECISION)",
+     .textType = "TEXT",
+     .longestName = 63},
     {.name = "mysql",
      .open = '`',
      .close = '`',
      .escapes = true,
      .compareStart = "CAST(CONVERT(",
      .compareEnd = " USING utf8mb4) AS BINARY)",
+     .textType = "CHAR",
      .hasNan = false,
      .longestName = 64},
     {.name = "sqlserver",
@@ -53,12 +59,14 @@ constexpr Dialect kDialects[] = {
      .close = ']',
      .textStart = "N'",
      .compareEnd = " COLLATE Latin1_General_100_BIN2",
+     .textType = "NVARCHAR(MAX)",
      .hasTruth = false,
      .hasNan = false,
      .longestName = 128},
     // Its decimals end at 1E126.
     {.name = "oracle",
      .doubleEnd = "d",
+     .textType = "VARCHAR2(4000)",
      .hasTruth = false,
      .tableAs = " ",
      .longestName = 128,
@@ -68,10 +76,11 @@ constexpr Dialect kDialects[] = {
      .close = '`',
      .escapes = true,
      .escapesInNames = true,
+     .textType = "STRING",
      .longestName = 300},
-    {.name = "spark", .open = '`', .close = '`', .escapes = true, .doubleEnd = "D"},
+    {.name = "spark", .open = '`', .close = '`', .escapes = true, .doubleEnd = "D", .textType = "STRING"},
     {.name = "duckdb"},
-    {.name = "sqlite"},
+    {.name = "sqlite", .textType = "TEXT"},
 };
 
 class SqlWriter {
@@ -200,9 +209,11 @@ class CaseWriter {
 
   std::string Missing() const {
     if (!HoldsNumbers()) {
-      // An empty text is missing, which matters where anything else than NULL could be given.
+      // An empty text is missing, which matters where anything else than NULL could be given. Texts such as yes and no
+      // may be truth values in the database, which do not compare with an empty text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
-      return name_ + " IS NULL" + (differs ? " OR " + name_ + " = ''" : "");
+      const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
+      return name_ + " IS NULL" + (differs ? " OR " + text + " = ''" : "");
     }
     return sql_.NotFinite(name_) +
            (predictor_.missingCode ? " OR " + sql_.Equals(name_, *predictor_.missingCode) : "");
@@ -329,9 +340,8 @@ const std::vector<std::string>& SqlDialectNames() {
 std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, SqlDialect dialect) {
   const SqlWriter sql(dialect);
   const std::string table = TableNameOf(bins.dataFile);
-  std::string head =
-      "-- Bins of predictors as velmora screen found them" +
-      (bins.dataFile.empty() ? "" : " in " + OneLine(bins.dataFile)) + ".\n";
+  std::string head = "-- Bins of predictors as velmora screen found them" +
+                     (bins.dataFile.empty() ? "" : " in " + OneLine(bins.dataFile)) + ".\n";
   if (dialect != SqlDialect::kStandard) head += std::string("-- SQL of ") + sql.Its().name + ".\n";
   for (const SavedResponse& response : bins.responses)
     head += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";

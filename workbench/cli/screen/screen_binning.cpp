@@ -168,7 +168,8 @@ std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
       plan->rulesOf.try_emplace(number, plan->rules).first->second.partition.shape = ShapeOf(word);
     }
   }
-  plan->screening.missingBin = missingBin;
+  const int usual = plan->optimal ? vlm::kMissingOwnBin : vlm::kMissingLeftOut;
+  plan->screening.missingBin = missingBin < 0 ? usual : missingBin;
   plan->screening.acceptOneBin = plan->optimal ? 1 : 0;
   plan->screening.correctPureBins = pureBinCorrection == 0 ? 1 : 0;
   plan->screening.searchSelectedCases = 1;

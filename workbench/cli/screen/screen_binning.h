@@ -26,7 +26,7 @@ struct BinningOptions {
   std::vector<std::string> shapes;  // WORD or NAME=WORD
   int preBins = 100, maxBins = 8, minBins = 1, binCount = 0, minCases = 0, minEvents = 0;
   double minShare = 0.05, minLevelShare = 0.01, maxAdjacentP = 1;
-  int missingBin = vlm::kMissingLeftOut;
+  int missingBin = -1;        // a vlm::MissingBin; -1: their own bin, left out with trees
   int pureBinCorrection = 0;  // 0 on, 1 off
   int rankBy = 0;             // place among the words of --rank-by
   bool saveChance = false;

@@ -82,8 +82,9 @@ Bins
   --pre-bins N                the search joins this many quantiles or distinct values, 2 to 1000 (default 100)
   --special NAME=CODE,...     codes that are no values, such as income=-999,-998 or 'q*=99': a bin for each code
   --special-together          one bin for all special codes of a variable
-  --missing-bin WHERE         cases without a value: drop (default), own (a bin of their own), lowest or highest (with
-                              the first or last bin), most-alike (with the bin nearest in rate)
+  --missing-bin WHERE         cases without a value: own (a bin of their own, the default), lowest or highest (with the
+                              first or last bin), most-alike (with the bin nearest in rate), drop (the default of
+                              --binning tree)
   --pure-bin-correction on|off  add half a case to both counts of a bin without bad or good cases, so that it has a
                               weight of evidence (default on)
   --binning optimal|tree      optimal bins (default), or decision trees
