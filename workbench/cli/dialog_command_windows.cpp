@@ -126,7 +126,7 @@ class Workspace final : public StartCommands {
   }
 
   void TakeData(Table table, const CommandOptions& options) {
-    const int weight = ChooseWeight(table, options.cases.weight);
+    const int weight = ChooseWeight(table, options.cases.weight, true);
     session_.SetTable(std::move(table));
     ApplyCases(session_, weight, options.cases);
     DataWereOpened();
