@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <random>
 #include <set>
 
 #include "tests/cli/command_checks.h"
+#include "tests/support/paths.h"
 
 namespace velmora::testing {
 namespace {
@@ -260,6 +262,8 @@ TEST(ScreenBinning, PureBinsHaveAWeightOfEvidence) {
 
 // The script that --print-script prints runs through the dialogs' automation.
 TEST(ScreenBinning, ClassicIsTheRunOfTheDialogs) {
+  if (!std::filesystem::exists(std::filesystem::path(BinaryDir()) / "libvelmora_python.so"))
+    GTEST_SKIP() << "built without Python";
   struct Row {
     const char* file;
     Words options;
