@@ -20,7 +20,7 @@
 #include "module/screening/host_calls.h"
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/session/document_adapters.h"
-#include "workbench/session/face.h"
+#include "workbench/session/frontend.h"
 #include "workbench/session/session.h"
 
 namespace velmora::bench {
@@ -187,7 +187,7 @@ nlohmann::json RunTrees(const Job& job, const Response& response) {
 // --- Whole runs
 // -------------------------------------------------------------------------------------------
 
-class QuietFace final : public Face {
+class QuietFrontend final : public Frontend {
  public:
   void Message(std::string_view text) override { lastMessage = text; }
   std::string lastMessage;
@@ -219,7 +219,7 @@ nlohmann::json ScreeningFigures(vlm::IScreeningResults& results, int response) {
 class ScreeningJob {
  public:
   explicit ScreeningJob(const Job& job)
-      : shape_(job), withCategorical_(job.Varies("categorical")), session_(face_) {
+      : shape_(job), withCategorical_(job.Varies("categorical")), session_(frontend_) {
     const bool all = job.name == "screen_3";
     for (int i = 0; i < kDependents; ++i) wanted_[i] = all || ResponseOf(job.name) == &kResponses[i];
     Table table = ReadColumns(job, shape_, withCategorical_);
@@ -269,7 +269,7 @@ class ScreeningJob {
     }
     startup.Call("OK");
     if (session_.ScreeningResults() == nullptr)
-      throw std::runtime_error("the run failed: " + face_.lastMessage);
+      throw std::runtime_error("the run failed: " + frontend_.lastMessage);
   }
 
   void ReadTables() {
@@ -285,7 +285,7 @@ class ScreeningJob {
   bool withCategorical_;
   bool wanted_[kDependents] = {};
   std::size_t columnCount_ = 0;
-  QuietFace face_;
+  QuietFrontend frontend_;
   Session session_;
 };
 

@@ -1,4 +1,4 @@
-// The COM face of an automation object of the module.
+// The COM object of an automation object of the module.
 #pragma once
 
 #include "contract/automation.h"

@@ -38,7 +38,7 @@ Table ProcessTable() {
 }
 
 struct DualInterfaces : ::testing::Test {
-  DualInterfaces() : session(std::make_unique<Session>(face, Options())) {
+  DualInterfaces() : session(std::make_unique<Session>(frontend, Options())) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     session->SetTable(ProcessTable());
   }
@@ -62,7 +62,7 @@ struct DualInterfaces : ::testing::Test {
     return ComOf(session->ResultsDialog()).As<FSLResults>();
   }
 
-  RecordingFace face;
+  RecordingFrontend frontend;
   std::unique_ptr<Session> session;
 };
 

@@ -21,7 +21,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 struct LateObjects : ::testing::Test {
-  LateObjects() : session(face, Options()) {
+  LateObjects() : session(frontend, Options()) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     Table table;
     table.fileName = "process.csv";
@@ -50,7 +50,7 @@ struct LateObjects : ::testing::Test {
   }
   ComReference<IDispatch> Data() { return Get(application.get(), "Spreadsheets", {1}).value.Object(); }
 
-  RecordingFace face;
+  RecordingFrontend frontend;
   Session session;
   ComReference<IDispatch> application;
 };

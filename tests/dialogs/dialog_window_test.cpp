@@ -132,7 +132,7 @@ struct FakeOwner final : DialogOwner {
   std::vector<std::string> misbehaviour, notices;
 };
 
-struct AnsweringFace final : DialogFace {
+struct AnsweringFrontend final : DialogFrontend {
   void ShowEditError(DialogWindow&, int controlId, std::string_view text) override {
     errors.push_back(std::to_string(controlId) + " " + std::string(text));
   }
@@ -180,13 +180,13 @@ struct AnsweringFace final : DialogFace {
 struct DialogTest : testing::Test {
   DialogTest() {
     owner.table.columns.resize(4);
-    window = std::make_shared<DialogWindow>(owner, face, resources, &client, 100);
+    window = std::make_shared<DialogWindow>(owner, frontend, resources, &client, 100);
     owner.window = window.get();
   }
   std::string TextOfControl(int id) const { return window->Find(id)->text; }
 
   FakeOwner owner;
-  AnsweringFace face;
+  AnsweringFrontend frontend;
   FakeResources resources;
   FakeClient client;
   std::shared_ptr<DialogWindow> window;
@@ -205,7 +205,7 @@ TEST_F(DialogTest, LoadsTheDialogAndItsPages) {
 }
 
 TEST_F(DialogTest, AnUnknownTemplateDoesNotOpen) {
-  DialogWindow other(owner, face, resources, &client, 101);
+  DialogWindow other(owner, frontend, resources, &client, 101);
   EXPECT_FALSE(other.Open());
   EXPECT_EQ(owner.misbehaviour.size(), 1U);
 }
@@ -228,7 +228,7 @@ TEST_F(DialogTest, CaptionsReadPlain) {
   EXPECT_EQ(IconMark("index"), "");
 }
 
-// A face sees when there is something to show, and what a person does while a command runs has no
+// A frontend sees when there is something to show, and what a person does while a command runs has no
 // effect.
 TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
   const vlm::ControlTemplate edit[] = {{kControlPredictorCuts, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
@@ -257,7 +257,7 @@ TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
   EXPECT_TRUE(window->SelectPage(0));
   EXPECT_FALSE(window->SelectPage(2));
   window->SetLocked(true);
-  EXPECT_EQ(face.shown, (std::vector<std::string>{"busy", "page 1", "free", "page 0", "busy"}));
+  EXPECT_EQ(frontend.shown, (std::vector<std::string>{"busy", "page 1", "free", "page 0", "busy"}));
 }
 
 TEST_F(DialogTest, OnlyUsableControlsTakeCommands) {
@@ -340,7 +340,7 @@ TEST_F(DialogTest, AnErrorStandsOnItsEditUntilTheUserTypes) {
   ASSERT_TRUE(window->Open());
   window->ShowEditError(kControlFixedNumber, "Invalid", 7);
   EXPECT_EQ(window->Find(kControlFixedNumber)->error, "Invalid");
-  EXPECT_EQ(face.errors, std::vector<std::string>{std::to_string(kControlFixedNumber) + " Invalid"});
+  EXPECT_EQ(frontend.errors, std::vector<std::string>{std::to_string(kControlFixedNumber) + " Invalid"});
   window->TypeText(kControlFixedNumber, "3");
   EXPECT_EQ(window->Find(kControlFixedNumber)->error, "");
 }
@@ -396,16 +396,16 @@ TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
   const vlm::VariableListRequest lists[] = {{"&First:", 7, 2, 3, first, &firstCount, 3, 0},
                                             {"Second:", 7, 0, 5, second, &secondCount, 1, 0}};
   owner.table.columns[3].name = "age";
-  face.answers = {{{1, 2, 3, 4}, {}}, {{1, 9}, {}},  {{4, 4}, {}},
-                  {{1}, {2, 3}},      {{1, 4}, {4}}, {{4, 1}, {2}}};
+  frontend.answers = {{{1, 2, 3, 4}, {}}, {{1, 9}, {}},  {{4, 4}, {}},
+                      {{1}, {2, 3}},      {{1, 4}, {4}}, {{4, 1}, {2}}};
   EXPECT_EQ(window->VariableListsDialog("Title", 5, lists, 2), 1);
-  EXPECT_EQ(face.errors, (std::vector<std::string>{
-                             "The list \"First:\" takes at most 3 variables; 4 were given.",
-                             "The list \"First:\" names variable 9; the data have 4.",
-                             "The list \"First:\" names age twice.",
-                             "The list \"Second:\" takes at most 1 variables; 2 were given.",
-                             "The variable age is in two lists, \"First:\" and \"Second:\"; it can be in "
-                             "one."}));
+  EXPECT_EQ(frontend.errors, (std::vector<std::string>{
+                                 "The list \"First:\" takes at most 3 variables; 4 were given.",
+                                 "The list \"First:\" names variable 9; the data have 4.",
+                                 "The list \"First:\" names age twice.",
+                                 "The list \"Second:\" takes at most 1 variables; 2 were given.",
+                                 "The variable age is in two lists, \"First:\" and \"Second:\"; it can be in "
+                                 "one."}));
   EXPECT_EQ(firstCount, 2);
   EXPECT_EQ(first[0], 4);
   EXPECT_EQ(secondCount, 1);
@@ -417,12 +417,12 @@ TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
 // A person who makes a mistake again keeps what was typed; a script's answer is given once.
 TEST_F(DialogTest, QuestionsAreAskedUntilTheAnswerIsRight) {
   ASSERT_TRUE(window->Open());
-  face.selections = {"wrong", "wrong", "v1 > 3"};
+  frontend.selections = {"wrong", "wrong", "v1 > 3"};
   EXPECT_EQ(window->DefineSelCond(), 1);
   EXPECT_EQ(owner.selection.include, "v1 > 3");
-  face.dataFiles = {"gone.csv", "gone.csv"};
+  frontend.dataFiles = {"gone.csv", "gone.csv"};
   EXPECT_EQ(window->OpenQvdFile(), 0);
-  EXPECT_EQ(face.errors,
+  EXPECT_EQ(frontend.errors,
             (std::vector<std::string>{"The expression is wrong.", "The expression is wrong.",
                                       "There is no file gone.csv.", "There is no file gone.csv."}));
   EXPECT_EQ(window->DataLine().find("gone"), std::string::npos);
@@ -443,11 +443,11 @@ TEST_F(DialogTest, CodesAreShownAsChosenAndComeBackTheSame) {
   ASSERT_TRUE(window->Open());
   const double present[] = {3, 1};
   const vlm::CodesRequest requests[] = {{1, present, 2, 0}, {2, present, 1, 1}};
-  face.keepsCodes = true;
+  frontend.keepsCodes = true;
   ChosenCodes chosen(2);
   EXPECT_EQ(window->CodesListDialog("Codes", 5, requests, 2, 8, -10, 10, &chosen), 1);
   EXPECT_EQ(chosen.lists, (std::vector<CodeChoice>{{{3, 1}, false}, {{3}, true}}));
-  face.keepsCodes = false;
+  frontend.keepsCodes = false;
   EXPECT_EQ(window->CodesListDialog("Codes", 5, requests, 2, 8, -10, 10, &chosen), 0);
 }
 
@@ -497,7 +497,7 @@ TEST_F(DialogTest, FilesThatExistAreReplacedOnlyWhenThePersonAgrees) {
   const char* const paths[] = {"no such file", self.c_str()};
   EXPECT_EQ(window->ConfirmReplacing(absent, 1), 1);
   EXPECT_EQ(window->ConfirmReplacing(paths, 2), std::filesystem::exists(self) ? 0 : 1);
-  EXPECT_EQ(face.replaced, std::filesystem::exists(self) ? 1U : 0U);
+  EXPECT_EQ(frontend.replaced, std::filesystem::exists(self) ? 1U : 0U);
   owner.automation = true;
   EXPECT_EQ(window->ConfirmReplacing(paths, 2), 1) << "a script means its files";
 }

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "module/resources/control_ids.h"
-#include "tests/feature_selection_ui/session.h"
+#include "tests/feature_selection_ui/scripted_session.h"
 
 namespace vlmfsl::testing {
 namespace {

@@ -184,7 +184,7 @@ TEST(ScreeningSelection, TreesSeeWhatTheUserExcludesAndStatisticsDoNot) {
     run.session.SelectCases("part < 3", "part = 2");
     run.session.AnalysisSettings().userBins[2].cutPoints = {4.5, 10.5};
     ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
-    EXPECT_THAT(run.face.notices, ElementsAre(HasSubstr("exclusion")));
+    EXPECT_THAT(run.frontend.notices, ElementsAre(HasSubstr("exclusion")));
     // The bin above 10.5 comes from excluded cases alone.
     EXPECT_THAT(run.CutPoints(kBinary, 0), ElementsAre(4.5, 10.5));
     EXPECT_EQ(run.Bin(kBinary, 0, 1).total, 6);
@@ -472,7 +472,7 @@ TEST(ScreeningCodes, WhatIsRefusedAndWhatIsNot) {
     ScreeningSession run(std::move(table));
     run.session.AnalysisSettings().userBins[2].cutPoints = {6.5};
     EXPECT_EQ(run.Run(row.wanted), row.messages.empty());
-    EXPECT_EQ(run.face.messages, row.messages);
+    EXPECT_EQ(run.frontend.messages, row.messages);
     if (row.messages.empty()) {
       EXPECT_GT(run.Predictor(kBinary, 0).informationValue, 0.1);
       EXPECT_EQ(TextFrom([&](vlm::ITextSink* sink) { run.Results()->GetClassText(kBinary, 1, sink); }),

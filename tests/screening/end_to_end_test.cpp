@@ -231,7 +231,7 @@ TEST(Screening, KnownFiguresOfCreditData) {
                        .flags = {"SortByInfoValue"}}));
   EXPECT_THAT(run.CutPoints(kBinary, 1), ElementsAre(15.5, 31.5));
   EXPECT_THAT(run.Labels(kBinary, 1), ElementsAre("(-Inf, 15.5]", "(15.5, 31.5]", "(31.5, Inf)"));
-  EXPECT_THAT(run.face.notices, ElementsAre(HasSubstr("900")));
+  EXPECT_THAT(run.frontend.notices, ElementsAre(HasSubstr("900")));
   const vlm::ScreeningPredictor p = run.Predictor(kBinary, 1);
   EXPECT_NEAR(p.informationValue, 0.2139727969808633, kTight);
   EXPECT_NEAR(p.giniBefore, 0.38686748664097026, kTight);

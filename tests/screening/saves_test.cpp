@@ -57,8 +57,9 @@ void ExpectOneCoding(ScreeningSession& run, int number, std::size_t codedCount) 
   results.Call("SaveAsDataRecodeConditions", {folder.At("base.ini")});
   results.Put("ResultsSaveFileName", folder.At("rules.txt"));
   results.Call("SaveAsRules");
-  EXPECT_THAT(run.face.messages, ElementsAre("Coded variables have been saved to spreadsheet.",
-                                             "Recode functions have been saved.", "Rules have been saved."));
+  EXPECT_THAT(run.frontend.messages,
+              ElementsAre("Coded variables have been saved to spreadsheet.",
+                          "Recode functions have been saved.", "Rules have been saved."));
   const Table& table = run.session.Data();
   ASSERT_EQ(table.VariableCount(), before + static_cast<int>(codedCount));
   EXPECT_THAT(folder.Names(), SizeIs(codedCount + 1));
@@ -195,7 +196,7 @@ TEST(Saves, BundlesOfBestAndOfCodedPredictors) {
   EXPECT_THAT(bundles,
               ElementsAre("flag - best continuous predictors 2", "flag - best categorical predictors 3",
                           "flag - coded predictors 4 5", "flag - coded predictors_01 6 7"));
-  EXPECT_THAT(run.face.messages,
+  EXPECT_THAT(run.frontend.messages,
               ElementsAre("Predictors have been saved to input spreadsheet as a variable bundle.",
                           "Coded variables have been saved to spreadsheet.",
                           "Coded variables have been saved to spreadsheet."));
@@ -206,8 +207,8 @@ TEST(Saves, BundlesOfBestAndOfCodedPredictors) {
   EXPECT_EQ(results.GetObject("RulesReport").Get("Title").AsText(), "Rules report");
 }
 
-// A face whose user answers the save-as dialog, and may cancel the progress display.
-class SavingFace : public RecordingFace {
+// A frontend whose user answers the save-as dialog, and may cancel the progress display.
+class SavingFrontend : public RecordingFrontend {
  public:
   std::optional<std::string> AskSaveFile(DialogWindow&, std::string_view title,
                                          std::string_view extension) override {
@@ -224,8 +225,8 @@ class SavingFace : public RecordingFace {
 
 TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
   const ScratchFolder folder;
-  SavingFace face;
-  Session session(face, ModuleOptions());
+  SavingFrontend frontend;
+  Session session(frontend, ModuleOptions());
   session.AnalysisSettings().pruneTrees = false;
   session.SetTable(SmallTable());
   AutomationClient startup = session.StartScreening();
@@ -233,44 +234,44 @@ TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
   startup.Call("OK");
   constexpr int kNumber = 1071, kBundles = 1072, kRecode = 1086, kRules = 1087, kCoded = 1088, kReport = 1097;
   const auto press = [&](int control) {
-    face.messages.clear();
-    face.last->Press(control);
-    return face.messages;
+    frontend.messages.clear();
+    frontend.last->Press(control);
+    return frontend.messages;
   };
   const std::size_t documents = session.Documents().Documents().size();
   const char kWrongNumber[] = "Please specify an appropriate number of predictors to save.";
   for (const char* const number : {"0.4", "3", "", "-1", "x"}) {
-    face.last->TypeText(kNumber, number);
+    frontend.last->TypeText(kNumber, number);
     for (const int control : {kBundles, kRecode, kRules, kCoded, kReport}) {
       EXPECT_THAT(press(control), ElementsAre(kWrongNumber)) << number << " " << control;
     }
   }
-  EXPECT_THAT(face.asked, IsEmpty());
-  face.last->TypeText(kNumber, "1.5");  // taken as 2
+  EXPECT_THAT(frontend.asked, IsEmpty());
+  frontend.last->TypeText(kNumber, "1.5");  // taken as 2
   EXPECT_THAT(press(kRecode), IsEmpty());
   EXPECT_THAT(press(kRules), IsEmpty());
-  EXPECT_THAT(face.asked, ElementsAre("Save as recode function(s) .ini", "Save as rules .txt"));
-  face.answer = folder.At("no such folder/base");
+  EXPECT_THAT(frontend.asked, ElementsAre("Save as recode function(s) .ini", "Save as rules .txt"));
+  frontend.answer = folder.At("no such folder/base");
   EXPECT_THAT(
       press(kRecode),
       ElementsAre("The file " + folder.At("no such folder/base - x_flag__Coded.ini cannot be written.")));
-  EXPECT_THAT(press(kRules), ElementsAre("The file " + *face.answer + " cannot be written."));
-  face.cancel = true;
+  EXPECT_THAT(press(kRules), ElementsAre("The file " + *frontend.answer + " cannot be written."));
+  frontend.cancel = true;
   EXPECT_THAT(press(kCoded), IsEmpty());
-  face.cancel = false;
+  frontend.cancel = false;
   EXPECT_THAT(folder.Names(), IsEmpty());
   EXPECT_EQ(session.Data().VariableCount(), 3);
   EXPECT_THAT(session.Data().bundles, IsEmpty());
   EXPECT_EQ(session.Documents().Documents().size(), documents);
 
-  face.answer = folder.At("base");
+  frontend.answer = folder.At("base");
   EXPECT_THAT(press(kRecode), ElementsAre("Recode functions have been saved."));
   EXPECT_THAT(folder.Names(), SizeIs(2));
   EXPECT_EQ(session.ResultsDialog().Get("NumberOfPredictorsToSave").AsInt(), 2);
   EXPECT_THAT(press(kCoded), ElementsAre("Coded variables have been saved to spreadsheet."));
 
   // The distribution button: a graph, and after it a table with one row per distinct value.
-  face.last->Press(1051);
+  frontend.last->Press(1051);
   const Sheet* const distribution = session.Documents().Documents().back().AsSheet();
   ASSERT_NE(distribution, nullptr);
   EXPECT_THAT(distribution->Title(), ::testing::StartsWith("Distribution : x\nDependent variable: "));
@@ -286,7 +287,7 @@ TEST(Saves, ButtonsAskAndNothingIsHalfDone) {
 
   // A script cannot answer a dialog; it learns what was wrong.
   AutomationClient results = session.ResultsDialog();
-  face.answer.reset();
+  frontend.answer.reset();
   const auto failure = [&](auto call) {
     try {
       call();

@@ -70,7 +70,7 @@ std::string TextFrom(Fill fill) {
 class ScreeningSession {
  public:
   explicit ScreeningSession(Table table, std::string decimalSeparator = ".")
-      : session(face, ModuleOptions(std::move(decimalSeparator))) {
+      : session(frontend, ModuleOptions(std::move(decimalSeparator))) {
     session.AnalysisSettings().pruneTrees = false;
     session.SetTable(std::move(table));
   }
@@ -156,7 +156,7 @@ class ScreeningSession {
     return names;
   }
 
-  RecordingFace face;
+  RecordingFrontend frontend;
   Session session;
 };
 

@@ -115,10 +115,10 @@ TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
     allocationsLeft = -1;
     if (Figures(run) != whole) {
       ++told;
-      EXPECT_TRUE(threw || !run.face.messages.empty());
+      EXPECT_TRUE(threw || !run.frontend.messages.empty());
     }
     if (ended) {
-      EXPECT_TRUE(run.face.messages.empty());
+      EXPECT_TRUE(run.frontend.messages.empty());
       break;
     }
   }
@@ -241,8 +241,8 @@ TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
         allocationsLeft = -1;
         if (documents() == before) {
           ++refused;
-          EXPECT_TRUE(threw || !run.face.messages.empty());
-          run.face.messages.clear();
+          EXPECT_TRUE(threw || !run.frontend.messages.empty());
+          run.frontend.messages.clear();
         } else {
           ++made;
           EXPECT_EQ(last(), whole);

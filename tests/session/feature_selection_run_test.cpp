@@ -56,7 +56,7 @@ const ExpectedPair kExpected[] = {
 };
 
 // Answers the dialogs' questions, and keeps the window that is open.
-struct UserFace final : WindowFace {
+struct UserFrontend final : WindowFrontend {
   bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
     ++asked;
     if (answers.empty()) return false;
@@ -75,7 +75,7 @@ struct UserFace final : WindowFace {
 };
 
 struct FeatureSelectionRunTest : testing::Test {
-  FeatureSelectionRunTest() : session(face, ModuleOptions()) { session.SetTable(ReadTable(kData)); }
+  FeatureSelectionRunTest() : session(frontend, ModuleOptions()) { session.SetTable(ReadTable(kData)); }
   AutomationClient Run(const char* lists, int cuts = 12) {
     const AutomationClient startup = session.StartFeatureSelection();
     startup.Put("Variables", lists);
@@ -85,7 +85,7 @@ struct FeatureSelectionRunTest : testing::Test {
   }
   int Number(const char* name) { return ResolveVariable(session.Data(), name); }
 
-  UserFace face;
+  UserFrontend frontend;
   Session session;
 };
 
@@ -121,7 +121,7 @@ TEST_F(FeatureSelectionRunTest, MakesItsDocuments) {
   results.Get("ReportOfBestKPredictors");
   const Workbook& workbook = session.Documents();
   ASSERT_EQ(workbook.Documents().size(), 5U);
-  EXPECT_THAT(face.notices, ElementsAre());
+  EXPECT_THAT(frontend.notices, ElementsAre());
 
   const Sheet& sheet = *workbook.Documents()[0].AsSheet();
   EXPECT_EQ(sheet.Title(), "Best predictors for continuous dependent var: amount");
@@ -194,7 +194,8 @@ TEST_F(FeatureSelectionRunTest, SavesBundlesUnderFreeNames) {
   ASSERT_EQ(bundles.size(), 4U);
   EXPECT_EQ(bundles[2].name, bundles[0].name + "_01");
   EXPECT_EQ(bundles[0].variableNumbers, bundles[2].variableNumbers);
-  EXPECT_EQ(face.messages.back(), "Predictors have been saved to input spreadsheet as a variable bundle.");
+  EXPECT_EQ(frontend.messages.back(),
+            "Predictors have been saved to input spreadsheet as a variable bundle.");
 }
 
 TEST_F(FeatureSelectionRunTest, RefusesARunWithoutVariables) {
@@ -208,43 +209,43 @@ TEST_F(FeatureSelectionRunTest, RefusesARunWithoutVariables) {
 TEST_F(FeatureSelectionRunTest, ACancelledRunLeavesTheDialogUsable) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kLists);
-  face.cancelAtStep = 400;
+  frontend.cancelAtStep = 400;
   EXPECT_EQ(startup.Call("OK").AsInt(), 0);
   EXPECT_EQ(session.FeatureSelectionResults(), nullptr);
-  face.cancelAtStep = 0;
+  frontend.cancelAtStep = 0;
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
-  EXPECT_EQ(static_cast<int>(face.progress.size()), face.progressClosed);
+  EXPECT_EQ(static_cast<int>(frontend.progress.size()), frontend.progressClosed);
 }
 
 TEST_F(FeatureSelectionRunTest, APersonPressesTheSameButtons) {
   session.StartFeatureSelection();
-  ASSERT_NE(face.window, nullptr);
-  EXPECT_EQ(face.window->Caption(), " Feature Selection and Variable Screening");
+  ASSERT_NE(frontend.window, nullptr);
+  EXPECT_EQ(frontend.window->Caption(), " Feature Selection and Variable Screening");
   // Too few at first, so the question comes again.
-  face.answers = {{{}, {1}, {3}, {}}, {{}, {1}, {3, 14}, {2}}};
-  EXPECT_TRUE(face.window->Press(kControlVariables));
-  EXPECT_EQ(face.asked, 2);
-  EXPECT_THAT(face.messages.back(), HasSubstr("Too few variables selected"));
-  EXPECT_EQ(face.window->Find(kControlContinuousPredictorsLabel + 1)->text, "3 14");
-  EXPECT_EQ(face.window->Find(kControlContinuousDependents)->text, "none");
-  EXPECT_FALSE(face.window->Find(kControlDependentCuts)->enabled);
-  EXPECT_TRUE(face.window->Press(kControlCutDependents));
-  EXPECT_TRUE(face.window->Find(kControlDependentCuts)->enabled);
-  EXPECT_TRUE(face.window->Find(kControlCutDependents)->checked);
+  frontend.answers = {{{}, {1}, {3}, {}}, {{}, {1}, {3, 14}, {2}}};
+  EXPECT_TRUE(frontend.window->Press(kControlVariables));
+  EXPECT_EQ(frontend.asked, 2);
+  EXPECT_THAT(frontend.messages.back(), HasSubstr("Too few variables selected"));
+  EXPECT_EQ(frontend.window->Find(kControlContinuousPredictorsLabel + 1)->text, "3 14");
+  EXPECT_EQ(frontend.window->Find(kControlContinuousDependents)->text, "none");
+  EXPECT_FALSE(frontend.window->Find(kControlDependentCuts)->enabled);
+  EXPECT_TRUE(frontend.window->Press(kControlCutDependents));
+  EXPECT_TRUE(frontend.window->Find(kControlDependentCuts)->enabled);
+  EXPECT_TRUE(frontend.window->Find(kControlCutDependents)->checked);
   // A bad number is shown on its edit and does not keep the run from starting.
-  EXPECT_TRUE(face.window->TypeText(kControlPredictorCuts, "21"));
-  EXPECT_TRUE(face.window->Press(kControlOk));
-  EXPECT_THAT(face.editErrors, ElementsAre(std::pair<int, std::string>(
-                                   kControlPredictorCuts, "Invalid integer entered in edit field")));
+  EXPECT_TRUE(frontend.window->TypeText(kControlPredictorCuts, "21"));
+  EXPECT_TRUE(frontend.window->Press(kControlOk));
+  EXPECT_THAT(frontend.editErrors, ElementsAre(std::pair<int, std::string>(
+                                       kControlPredictorCuts, "Invalid integer entered in edit field")));
   ASSERT_TRUE(session.ResultsDialog());
-  EXPECT_EQ(face.window->Caption(), "FSL Results ");
-  EXPECT_TRUE(face.window->Find(kControlModeFixedNumber)->checked);
-  EXPECT_FALSE(face.window->Find(kControlPCriterion)->enabled);
-  EXPECT_TRUE(face.window->Press(kControlModePValue));
-  EXPECT_TRUE(face.window->Find(kControlPCriterion)->enabled);
-  EXPECT_TRUE(face.window->Press(kControlSummary));
+  EXPECT_EQ(frontend.window->Caption(), "FSL Results ");
+  EXPECT_TRUE(frontend.window->Find(kControlModeFixedNumber)->checked);
+  EXPECT_FALSE(frontend.window->Find(kControlPCriterion)->enabled);
+  EXPECT_TRUE(frontend.window->Press(kControlModePValue));
+  EXPECT_TRUE(frontend.window->Find(kControlPCriterion)->enabled);
+  EXPECT_TRUE(frontend.window->Press(kControlSummary));
   EXPECT_EQ(session.Documents().Documents().size(), 1U);
-  EXPECT_TRUE(face.window->Press(kControlCancel));
+  EXPECT_TRUE(frontend.window->Press(kControlCancel));
   EXPECT_TRUE(session.StartupDialog()) << "Cancel leads back to the startup dialog";
 }
 
@@ -252,13 +253,13 @@ TEST_F(FeatureSelectionRunTest, OtherDataOpenedInTheDialogStartAfresh) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kLists);
   startup.Put("NumberOfCutsForContinuousPredictor", 5);
-  face.dataFile = SourceDir() + "/samples/house_prices.csv";
-  EXPECT_TRUE(face.window->Press(kControlOpenData));
+  frontend.dataFile = SourceDir() + "/samples/house_prices.csv";
+  EXPECT_TRUE(frontend.window->Press(kControlOpenData));
   EXPECT_EQ(session.Data().VariableCount(), 12);
-  ASSERT_NE(face.window, nullptr);
+  ASSERT_NE(frontend.window, nullptr);
   EXPECT_EQ(startup.Get("NumberOfCutsForContinuousPredictor").AsInt(), 10)
       << "the same dialog, fresh settings";
-  EXPECT_EQ(face.window->Find(kControlContinuousDependents)->text, "none");
+  EXPECT_EQ(frontend.window->Find(kControlContinuousDependents)->text, "none");
   startup.Put("Variables", "price||lotsize bedrooms|driveway");
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
 }

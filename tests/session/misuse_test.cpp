@@ -29,7 +29,7 @@ const std::string kHouses = SourceDir() + "/samples/house_prices.csv";
 constexpr char kNone[] = "No predictor variables have been selected.";
 
 // A person who answers as the test says and may do something foolish at any moment.
-struct FoolishFace final : WindowFace {
+struct FoolishFrontend final : WindowFrontend {
   bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
     Do();
     for (std::size_t i = 0; i < lists.size() && i < answer.size(); ++i) lists[i].variables = answer[i];
@@ -51,11 +51,11 @@ struct FoolishFace final : WindowFace {
   std::vector<CodeChoice> lastChoices;
   bool keepsCodes = false;
   void ProgressStep(int step) override {
-    RecordingFace::ProgressStep(step);
+    RecordingFrontend::ProgressStep(step);
     Do();
   }
   void Notice(std::string_view text) override {
-    RecordingFace::Notice(text);
+    RecordingFrontend::Notice(text);
     Do();
   }
   void Do() {
@@ -68,11 +68,11 @@ struct FoolishFace final : WindowFace {
 };
 
 struct MisuseTest : testing::Test {
-  MisuseTest() : session(face, ModuleOptions()) { session.SetTable(ReadTable(kCredit)); }
+  MisuseTest() : session(frontend, ModuleOptions()) { session.SetTable(ReadTable(kCredit)); }
   int Number(const char* name) { return ResolveVariable(session.Data(), name); }
-  const std::string& Text(int controlId) { return face.window->Find(controlId)->text; }
+  const std::string& Text(int controlId) { return frontend.window->Find(controlId)->text; }
 
-  FoolishFace face;
+  FoolishFrontend frontend;
   Session session;
 };
 
@@ -82,24 +82,24 @@ constexpr char kScreeningLists[] = "amount | | risk | purpose | duration_months 
 TEST_F(MisuseTest, OkWithTooLittleChosenSaysWhatIsMissing) {
   const AutomationClient features = session.StartFeatureSelection();
   EXPECT_EQ(ErrorOf([&] { features.Call("OK"); }), "Variable selection not valid.");
-  EXPECT_TRUE(face.window->Press(kControlOk));
+  EXPECT_TRUE(frontend.window->Press(kControlOk));
   EXPECT_TRUE(session.StartupDialog()) << "nobody chose anything, the dialog stays";
   session.EndAnalysis();
 
   const AutomationClient screening = session.StartScreening();
   EXPECT_EQ(screening.Call("OK").AsInt(), 0);
-  EXPECT_THAT(face.messages, ElementsAre(kNone));
+  EXPECT_THAT(frontend.messages, ElementsAre(kNone));
   screening.Put("Variables", "| | | | age");
-  EXPECT_TRUE(face.window->Press(kControlOk));
-  EXPECT_EQ(face.messages.back(), "No response variables have been selected.");
+  EXPECT_TRUE(frontend.window->Press(kControlOk));
+  EXPECT_EQ(frontend.messages.back(), "No response variables have been selected.");
   EXPECT_EQ(ErrorOf([&] { screening.Put("FactorCodes", "1 2"); }),
             "Set Variables first: no variable of theirs takes these codes.");
-  face.answer = {{}, {}, {}, {}, {}};
-  EXPECT_TRUE(face.window->Press(kControlVariables));
-  EXPECT_THAT(face.instructionErrors, ElementsAre("No response variables have been selected."));
-  face.answer = {{Number("amount")}, {}, {}, {}, {}};
-  EXPECT_TRUE(face.window->Press(kControlVariables));
-  EXPECT_EQ(face.instructionErrors.back(), kNone);
+  frontend.answer = {{}, {}, {}, {}, {}};
+  EXPECT_TRUE(frontend.window->Press(kControlVariables));
+  EXPECT_THAT(frontend.instructionErrors, ElementsAre("No response variables have been selected."));
+  frontend.answer = {{Number("amount")}, {}, {}, {}, {}};
+  EXPECT_TRUE(frontend.window->Press(kControlVariables));
+  EXPECT_EQ(frontend.instructionErrors.back(), kNone);
 }
 
 // The checks come in their order, each with its own sentence, and a half-typed number is no number.
@@ -116,43 +116,43 @@ TEST_F(MisuseTest, CodesOfTheBinaryResponseAreCheckedOneByOne) {
       {"1", "", kBad},           {"good", "2.", "identical"}, {"2", "2e", kBad},  {"good", "1.5", kBad},
       {"1", "bad", "identical"}, {"bad", "bad", "identical"}};
   for (const Row& row : rows) {
-    face.messages.clear();
-    EXPECT_TRUE(face.window->TypeText(kControlGoodCode, row.good));
-    EXPECT_TRUE(face.window->TypeText(kControlBadCode, row.bad));
-    EXPECT_TRUE(face.window->Press(kControlOk));
-    ASSERT_EQ(face.messages.size(), 1U) << row.good << " " << row.bad;
-    EXPECT_THAT(face.messages[0], HasSubstr(row.message)) << row.good << " " << row.bad;
+    frontend.messages.clear();
+    EXPECT_TRUE(frontend.window->TypeText(kControlGoodCode, row.good));
+    EXPECT_TRUE(frontend.window->TypeText(kControlBadCode, row.bad));
+    EXPECT_TRUE(frontend.window->Press(kControlOk));
+    ASSERT_EQ(frontend.messages.size(), 1U) << row.good << " " << row.bad;
+    EXPECT_THAT(frontend.messages[0], HasSubstr(row.message)) << row.good << " " << row.bad;
     EXPECT_TRUE(session.StartupDialog());
   }
 }
 
 TEST_F(MisuseTest, ChosenCodesGoWithWhatTheyWereChosenFor) {
   const AutomationClient startup = session.StartScreening();
-  EXPECT_FALSE(face.window->Find(kControlFactorCodes)->enabled);
-  EXPECT_FALSE(face.window->Find(kControlGoodCode)->enabled);
+  EXPECT_FALSE(frontend.window->Find(kControlFactorCodes)->enabled);
+  EXPECT_FALSE(frontend.window->Find(kControlGoodCode)->enabled);
   startup.Put("Variables", "| housing | risk | purpose savings | age");
   const auto choose = [&] {
-    EXPECT_TRUE(face.window->Press(kControlFactorCodes));
-    EXPECT_TRUE(face.window->Press(kControlResponseCodes));
+    EXPECT_TRUE(frontend.window->Press(kControlFactorCodes));
+    EXPECT_TRUE(frontend.window->Press(kControlResponseCodes));
     EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption),
               "selected selected");
   };
   choose();
-  EXPECT_TRUE(face.window->Press(kControlCaseSelection));
+  EXPECT_TRUE(frontend.window->Press(kControlCaseSelection));
   EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none none")
       << "codes are those of the selected cases";
   choose();
-  face.keepsCodes = true;
-  EXPECT_TRUE(face.window->Press(kControlFactorCodes));
-  EXPECT_EQ(face.lastChoices, (std::vector<CodeChoice>{{{1, 2}, false}, {{1, 2}, false}}))
+  frontend.keepsCodes = true;
+  EXPECT_TRUE(frontend.window->Press(kControlFactorCodes));
+  EXPECT_EQ(frontend.lastChoices, (std::vector<CodeChoice>{{{1, 2}, false}, {{1, 2}, false}}))
       << "OK without a change changes nothing";
   EXPECT_EQ(startup.Get("FactorCodes").AsText(), "1 2 | 1 2");
   startup.Put("Variables", "| housing | risk | purpose | age");
   EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none selected");
   startup.Put("Variables", "| | | | age");
   EXPECT_EQ(Text(kControlFactorCodesCaption) + " " + Text(kControlResponseCodesCaption), "none none");
-  EXPECT_FALSE(face.window->Find(kControlResponseCodes)->enabled);
-  EXPECT_FALSE(face.window->Press(kControlFactorCodes));
+  EXPECT_FALSE(frontend.window->Find(kControlResponseCodes)->enabled);
+  EXPECT_FALSE(frontend.window->Press(kControlFactorCodes));
   EXPECT_EQ(startup.Get("FactorCodes").AsText(), "");
 }
 
@@ -168,10 +168,10 @@ TEST_F(MisuseTest, BinaryCodesGoWithTheirResponse) {
   EXPECT_EQ(codes(), "good bad") << "other lists change";
   startup.Put("Variables", "| | telephone | purpose | age");
   EXPECT_EQ(codes(), " ");
-  EXPECT_EQ(face.window->Find(kControlGoodCode)->valuesOf, Number("telephone"));
+  EXPECT_EQ(frontend.window->Find(kControlGoodCode)->valuesOf, Number("telephone"));
   startup.Put("GoodCode", "yes");
-  face.file = kHouses;
-  EXPECT_TRUE(face.window->Press(kControlOpenData));
+  frontend.file = kHouses;
+  EXPECT_TRUE(frontend.window->Press(kControlOpenData));
   const AutomationClient fresh = session.StartupDialog();
   EXPECT_EQ(fresh.Get("GoodCode").AsText(), "");
 }
@@ -185,7 +185,8 @@ TEST_F(MisuseTest, BinaryCodesAreThoseOfTheData) {
   startup.Put("BadCode", "bad");
   session.SelectCases("risk = 'good'", "");
   startup.Call("OK");
-  for (const std::string& message : face.messages) EXPECT_THAT(message, Not(HasSubstr("not appropriate")));
+  for (const std::string& message : frontend.messages)
+    EXPECT_THAT(message, Not(HasSubstr("not appropriate")));
 }
 
 TEST_F(MisuseTest, EveryCategoricalResponseKeepsItsCodes) {
@@ -201,16 +202,17 @@ TEST_F(MisuseTest, EveryCategoricalResponseKeepsItsCodes) {
 // A dialog shows the cases that are used, whoever chose them.
 TEST_F(MisuseTest, OpenDialogsFollowTheSelectionAndTheWeights) {
   session.StartFeatureSelection();
-  EXPECT_TRUE(face.window->Find(kControlUseWeightsAsGiven)->shown);
-  EXPECT_FALSE(face.window->Find(kControlWeightedMomentsMode1)->enabled);
+  EXPECT_TRUE(frontend.window->Find(kControlUseWeightsAsGiven)->shown);
+  EXPECT_FALSE(frontend.window->Find(kControlWeightedMomentsMode1)->enabled);
   session.SelectCases("age > 30", "");
   session.WeightBy(Number("amount"));
-  EXPECT_THAT(face.window->DataLine(), HasSubstr("; cases where age > 30; weighted by amount"));
-  EXPECT_TRUE(face.window->Press(kControlWeightedMomentsMode1));
-  EXPECT_THAT(face.messages, ElementsAre("Mode 1 of the weighted moments is not available; mode 0 is used."));
-  EXPECT_TRUE(face.window->Find(kControlWeightedMomentsMode0)->checked);
+  EXPECT_THAT(frontend.window->DataLine(), HasSubstr("; cases where age > 30; weighted by amount"));
+  EXPECT_TRUE(frontend.window->Press(kControlWeightedMomentsMode1));
+  EXPECT_THAT(frontend.messages,
+              ElementsAre("Mode 1 of the weighted moments is not available; mode 0 is used."));
+  EXPECT_TRUE(frontend.window->Find(kControlWeightedMomentsMode0)->checked);
   session.WeightBy(0);
-  EXPECT_FALSE(face.window->Find(kControlWeightedMomentsMode1)->enabled);
+  EXPECT_FALSE(frontend.window->Find(kControlWeightedMomentsMode1)->enabled);
 }
 
 // Numbers that a script sets are used as they are, and the run says what comes of them.
@@ -219,12 +221,12 @@ TEST_F(MisuseTest, NumbersOutsideTheirRangeAreSaid) {
   startup.Put("Variables", kFeatureLists);
   startup.Put("NumberOfCutsForContinuousPredictor", 0);
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
-  EXPECT_THAT(face.notices, Contains(HasSubstr("The number of cuts is 0, outside 1 to 20;")));
+  EXPECT_THAT(frontend.notices, Contains(HasSubstr("The number of cuts is 0, outside 1 to 20;")));
   const AutomationClient results = session.ResultsDialog();
   results.Put("DisplayBestPredictorsWithFixedPValue", 1);
   results.Put("FixedPValueOfBestPredictors", 5);
   results.Get("Summary");
-  EXPECT_THAT(face.notices, Contains(HasSubstr("The p criterion is 5, which is not between 0 and 1;")));
+  EXPECT_THAT(frontend.notices, Contains(HasSubstr("The p criterion is 5, which is not between 0 and 1;")));
 }
 
 // "*" stands for the codes of the cases that the run has, not of those selected when a script said
@@ -266,7 +268,7 @@ TEST_F(MisuseTest, AScriptAnswersTheQuestionsOfOk) {
               HasSubstr("There are 2 lists to choose, and 3 were given."));
   startup.Put("ResultsCodes", "own | 1 2");
   EXPECT_EQ(startup.Call("OK").AsInt(), 0);
-  EXPECT_THAT(face.messages.back(), HasSubstr("not enough distinct factor codes"));
+  EXPECT_THAT(frontend.messages.back(), HasSubstr("not enough distinct factor codes"));
   startup.Put("FactorCodes", "");
   startup.Put("ResultsCodes", Variant::Array{std::vector<int>{1, 2}, Variant::Array{1, 2.0, "3"}});
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
@@ -276,9 +278,9 @@ TEST_F(MisuseTest, AFileThatCannotBeReadChangesNothing) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kFeatureLists);
   const std::string before = startup.Get("Variables").AsText();
-  face.file = "/nowhere/else.csv";
-  EXPECT_TRUE(face.window->Press(kControlOpenData));
-  EXPECT_THAT(face.instructionErrors.back(), HasSubstr("/nowhere/else.csv"));
+  frontend.file = "/nowhere/else.csv";
+  EXPECT_TRUE(frontend.window->Press(kControlOpenData));
+  EXPECT_THAT(frontend.instructionErrors.back(), HasSubstr("/nowhere/else.csv"));
   EXPECT_EQ(startup.Get("Variables").AsText(), before);
   EXPECT_EQ(startup.Call("OK").AsInt(), 1);
 }
@@ -330,16 +332,16 @@ TEST_F(MisuseTest, AnAnalysisMayBeEndedOutOfAnyOfItsCommands) {
       startup.Put("FactorCodes", "*");
       if (row.control == kControlFactorCodes) startup.Put("FactorCodes", "");
     }
-    face.answer = {{Number("amount")}, {}, {}, {Number("purpose")}, {Number("age")}};
-    if (!row.screening) face.answer.pop_back();
+    frontend.answer = {{Number("amount")}, {}, {}, {Number("purpose")}, {Number("age")}};
+    if (!row.screening) frontend.answer.pop_back();
     bool ended = false;
-    face.foolish = [&] {
+    frontend.foolish = [&] {
       session.EndAnalysis();
       ended = true;
       EXPECT_THROW(startup.Get("Variables"), AutomationError);
     };
     if (row.control != 0) {
-      EXPECT_TRUE(face.window->Press(row.control));
+      EXPECT_TRUE(frontend.window->Press(row.control));
     } else {
       try {
         startup.Call("OK");
@@ -350,7 +352,7 @@ TEST_F(MisuseTest, AnAnalysisMayBeEndedOutOfAnyOfItsCommands) {
     EXPECT_FALSE(session.StartupDialog());
     EXPECT_FALSE(session.ResultsDialog());
     EXPECT_EQ(session.FeatureSelectionResults(), nullptr);
-    EXPECT_EQ(face.window, nullptr);
+    EXPECT_EQ(frontend.window, nullptr);
   }
   EXPECT_THAT(session.LogTexts(), testing::Each(testing::Not(HasSubstr("blocks of memory"))));
 }
@@ -360,7 +362,7 @@ TEST_F(MisuseTest, DataStayWhatTheyAreWhileTheyAreRead) {
     const AutomationClient startup = screening ? session.StartScreening() : session.StartFeatureSelection();
     startup.Put("Variables", screening ? "amount | | | | duration_months" : kFeatureLists);
     std::vector<std::string> refused;
-    face.foolish = [&] {
+    frontend.foolish = [&] {
       refused = {ErrorOf([&] { session.SetTable(ReadTable(kHouses)); }),
                  ErrorOf([&] { session.SelectCases("age > 30", ""); }),
                  ErrorOf([&] { session.WeightBy(1); }),
@@ -385,13 +387,13 @@ TEST_F(MisuseTest, ResultsGoWhileTheirOutputIsMade) {
   const AutomationClient results = session.ResultsDialog();
   results.Put("DisplayBestPredictorsWithFixedPValue", 1);
   results.Put("FixedPValueOfBestPredictors", 1e-300);
-  face.foolish = [&] { session.SetTable(ReadTable(kHouses)); };
+  frontend.foolish = [&] { session.SetTable(ReadTable(kHouses)); };
   try {
     results.Get("Summary");
   } catch (const AutomationError&) {
   }
-  EXPECT_FALSE(face.notices.empty());
-  EXPECT_FALSE(face.foolish) << "the data went in the middle";
+  EXPECT_FALSE(frontend.notices.empty());
+  EXPECT_FALSE(frontend.foolish) << "the data went in the middle";
   EXPECT_FALSE(session.ResultsDialog());
   EXPECT_TRUE(session.StartupDialog());
   EXPECT_THROW(results.Get("Summary"), AutomationError);

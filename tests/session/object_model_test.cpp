@@ -29,14 +29,14 @@ std::string Contents(const fs::path& path) {
 }
 
 struct ObjectModel : testing::Test {
-  ObjectModel() : session(face, ModuleOptions()), application(session.Application()) {
+  ObjectModel() : session(frontend, ModuleOptions()), application(session.Application()) {
     folder = fs::temp_directory_path() / ("object_model_" + std::to_string(::getpid()));
     fs::create_directories(folder);
   }
   ~ObjectModel() override { fs::remove_all(folder); }
   std::string File(const char* name) const { return (folder / name).string(); }
 
-  WindowFace face;
+  WindowFrontend frontend;
   Session session;
   AutomationClient application;
   fs::path folder;
@@ -161,8 +161,8 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
     EXPECT_TRUE(answer.AsObject());
     const std::vector<std::string> called = titlesSince(before);
     EXPECT_THAT(called, testing::Not(testing::IsEmpty()));
-    ASSERT_TRUE(face.window != nullptr && buttons.contains(member.name));
-    EXPECT_TRUE(face.window->Press(buttons.at(member.name)));
+    ASSERT_TRUE(frontend.window != nullptr && buttons.contains(member.name));
+    EXPECT_TRUE(frontend.window->Press(buttons.at(member.name)));
     std::vector<std::string> pressed = titlesSince(before + called.size());
     // A button may show a table beside its graph.
     if (pressed.size() > called.size()) pressed.resize(called.size());
@@ -174,9 +174,9 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
     return entry.path().filename().string().starts_with("recode") && entry.path().extension() == ".ini";
   };
   EXPECT_GT(std::count_if(fs::directory_iterator(folder), fs::directory_iterator(), isRecode), 0);
-  EXPECT_THAT(face.messages, testing::Each(testing::HasSubstr("have been saved")));
+  EXPECT_THAT(frontend.messages, testing::Each(testing::HasSubstr("have been saved")));
   EXPECT_THAT(session.LogTexts(), testing::IsEmpty());
-  EXPECT_TRUE(face.window->Press(kControlCancel));
+  EXPECT_TRUE(frontend.window->Press(kControlCancel));
   EXPECT_EQ(application.GetObject("Analyses").Get("Count").AsInt(), 0) << "Cancel ends a screening";
 }
 

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 
 struct ServicesTest : testing::Test {
   ServicesTest()
-      : core(std::make_shared<SessionCore>(face, SessionOptions{})), services(*core), input(*core) {
+      : core(std::make_shared<SessionCore>(frontend, SessionOptions{})), services(*core), input(*core) {
     Table table;
     table.caseCount = 6;
     const std::vector<double> columns[] = {
@@ -60,7 +60,7 @@ struct ServicesTest : testing::Test {
     return read;
   }
 
-  RecordingFace face;
+  RecordingFrontend frontend;
   std::shared_ptr<SessionCore> core;
   SessionServices services;
   InputSpreadsheet input;
@@ -117,18 +117,18 @@ TEST_F(ServicesTest, ProgressShowsAFewStepsAndCloses) {
   services.d_pbar("Counting", 8);
   services.dstart(1000000);
   for (int step = 1; step <= 1000000; ++step) services.termom(step);
-  EXPECT_GE(face.steps.size(), 150U);
-  EXPECT_LE(face.steps.size(), 201U);
+  EXPECT_GE(frontend.steps.size(), 150U);
+  EXPECT_LE(frontend.steps.size(), 201U);
   services.dstart(3);  // opens another: the first is closed
-  EXPECT_EQ(face.progressClosed, 1);
+  EXPECT_EQ(frontend.progressClosed, 1);
   services.dstop();
   services.dstop();
-  EXPECT_EQ(face.progressClosed, 2);
-  EXPECT_THAT(face.stepCounts, ElementsAre(1000000, 3));
+  EXPECT_EQ(frontend.progressClosed, 2);
+  EXPECT_THAT(frontend.stepCounts, ElementsAre(1000000, 3));
 }
 
 TEST_F(ServicesTest, CancelIsSeenAtTheNextShownStep) {
-  struct CancellingFace final : RecordingFace {
+  struct CancellingFrontend final : RecordingFrontend {
     bool CancelPressed() override { return steps.back() >= 50; }
   } cancelling;
   const auto other = std::make_shared<SessionCore>(cancelling, SessionOptions{});

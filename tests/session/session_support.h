@@ -28,7 +28,7 @@ inline SessionOptions ModuleOptions() {
 }
 
 // Keeps the window that is open.
-struct WindowFace : RecordingFace {
+struct WindowFrontend : RecordingFrontend {
   void DialogOpened(DialogWindow& opened) override { window = &opened; }
   void DialogClosed(DialogWindow& closed) override {
     if (window == &closed) window = nullptr;

@@ -42,7 +42,7 @@ Table SmallTable() {
 }
 
 struct SessionTest : testing::Test {
-  SessionTest() : session(face, OptionsFor("fake_module")) { session.SetTable(SmallTable()); }
+  SessionTest() : session(frontend, OptionsFor("fake_module")) { session.SetTable(SmallTable()); }
   static SessionOptions OptionsFor(const std::string& name) {
     SessionOptions options;
     options.modulePath = FakePath(name);
@@ -53,7 +53,7 @@ struct SessionTest : testing::Test {
     startup.Put("Behaviour", behaviour);
     return startup;
   }
-  RecordingFace face;
+  RecordingFrontend frontend;
   Session session;
 };
 
@@ -143,8 +143,8 @@ TEST_F(SessionTest, NewDataCloseTheDialogsAndStartAfresh) {
 TEST_F(SessionTest, AScriptsHandleKeepsTheModuleLoadedAndFails) {
   AutomationClient held;
   {
-    RecordingFace otherFace;
-    Session other(otherFace, OptionsFor("fake_module_copy"));
+    RecordingFrontend otherFrontend;
+    Session other(otherFrontend, OptionsFor("fake_module_copy"));
     other.SetTable(SmallTable());
     held = other.StartFeatureSelection();
     EXPECT_TRUE(IsLoaded(FakePath("fake_module_copy")));
@@ -176,12 +176,12 @@ TEST_F(SessionTest, CollectsDocumentsAndNotices) {
   EXPECT_EQ(documents[2].AsText()->text, "a\nb");
   startup.Put("Behaviour", "notice");
   startup.Call("OK");
-  EXPECT_THAT(face.notices, ElementsAre("Not enough cases"));
+  EXPECT_THAT(frontend.notices, ElementsAre("Not enough cases"));
   EXPECT_EQ(session.Documents().notices.size(), 1U);
 }
 
 TEST_F(SessionTest, NothingThrownPassesThroughTheModule) {
-  struct ThrowingFace final : RecordingFace {
+  struct ThrowingFrontend final : RecordingFrontend {
     void Notice(std::string_view) override { throw std::runtime_error("The display is gone."); }
   } throwing;
   Session other(throwing, OptionsFor("fake_module"));
@@ -232,20 +232,20 @@ TEST(ModuleFileTest, SaysWhatIsWrongWithTheFile) {
        "libfake_module_99.so speaks version 99 of the host contract; this workbench speaks"},
   };
   for (const Row& row : rows) {
-    RecordingFace face;
-    Session session(face, SessionTest::OptionsFor(""));
+    RecordingFrontend frontend;
+    Session session(frontend, SessionTest::OptionsFor(""));
     SessionOptions options;
     options.modulePath = row.path;
-    Session other(face, options);
+    Session other(frontend, options);
     EXPECT_THAT(ErrorOf([&] { other.StartFeatureSelection(); }), HasSubstr(row.error));
     EXPECT_FALSE(other.StartupDialog());
   }
 }
 
 TEST(ModuleFileTest, ListsTheTypeLibraryOnceAndFailsWithoutAnAnalysis) {
-  RecordingFace face;
+  RecordingFrontend frontend;
   for (int round = 0; round < 2; ++round) {
-    Session session(face, SessionTest::OptionsFor("fake_module"));
+    Session session(frontend, SessionTest::OptionsFor("fake_module"));
     session.LoadModule();
     EXPECT_THAT(ErrorOf([&] { session.StartScreening(); }),
                 HasSubstr("could not make its predictor screening"));

@@ -1,4 +1,4 @@
-// A host in memory for whole analyses: engine services, documents, dialogs without a face. It keeps
+// A host in memory for whole analyses: engine services, documents, dialogs without a frontend. It keeps
 // what it was given, answers what a test has prepared, and counts what is still referred to.
 #pragma once
 
@@ -59,7 +59,7 @@ class ScriptedDocument : public Interface {
   void ReleaseReference() override {
     if (--references_ == 0) delete this;
   }
-  vlm::IAutomationObject* GetAutomationObject() override { return &face_; }
+  vlm::IAutomationObject* GetAutomationObject() override { return &frontend_; }
   void Show() override {
     shelf_.shown.push_back(Describe());
     shelf_.subjects.push_back(subject_);
@@ -67,8 +67,8 @@ class ScriptedDocument : public Interface {
   virtual std::string Describe() const = 0;
 
  private:
-  struct Face final : vlm::IAutomationObject {
-    explicit Face(ScriptedDocument& of) : document(of) {}
+  struct Frontend final : vlm::IAutomationObject {
+    explicit Frontend(ScriptedDocument& of) : document(of) {}
     void AddReference() override { document.AddReference(); }
     void ReleaseReference() override { document.ReleaseReference(); }
     const vlm::AutomationInterface* GetInterface() override { return nullptr; }
@@ -85,7 +85,7 @@ class ScriptedDocument : public Interface {
   DocumentShelf& shelf_;
   int subject_;
   int references_ = 1;
-  Face face_{*this};
+  Frontend frontend_{*this};
 };
 
 // "sheet TITLE" and one line per row: name and cells separated by '|'; cells with %.6g, empty ones

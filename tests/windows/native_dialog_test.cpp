@@ -1,5 +1,5 @@
 // The module's dialogs as windows of the system: every control against the templates, what a person
-// does through the windows against the headless face, and a whole run by mouse and keyboard.
+// does through the windows against the headless frontend, and a whole run by mouse and keyboard.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -16,7 +16,7 @@
 #include "workbench/data/errors.h"
 #include "workbench/dialogs/edit_text.h"
 #include "workbench/session/session.h"
-#include "workbench/windows/native_face.h"
+#include "workbench/windows/native_frontend.h"
 #include "workbench/windows/questions.h"
 
 namespace velmora {
@@ -46,17 +46,17 @@ Table ProcessTable() {
   return table;
 }
 
-// A native face that keeps the sentences it would show and the dialogs that are open.
-class TestFace : public NativeFace {
+// A native frontend that keeps the sentences it would show and the dialogs that are open.
+class TestFrontend : public NativeFrontend {
  public:
   void Notice(std::string_view text) override { sentences.emplace_back(text); }
   void Message(std::string_view text) override { sentences.emplace_back(text); }
   void DialogOpened(DialogWindow& window) override {
-    NativeFace::DialogOpened(window);
+    NativeFrontend::DialogOpened(window);
     open.push_back(&window);
   }
   void DialogClosed(DialogWindow& window) override {
-    NativeFace::DialogClosed(window);
+    NativeFrontend::DialogClosed(window);
     std::erase(open, &window);
   }
   void ShowHelp() override { ++helps; }
@@ -66,7 +66,7 @@ class TestFace : public NativeFace {
 };
 
 // The same without windows.
-class HeadlessFace : public RecordingFace {
+class HeadlessFrontend : public RecordingFrontend {
  public:
   void DialogOpened(DialogWindow& window) override { open.push_back(&window); }
   void DialogClosed(DialogWindow& window) override { std::erase(open, &window); }
@@ -187,10 +187,10 @@ void ExpectControlsOf(const vlm::DialogTemplate& expected, HWND container, const
 }
 
 struct NativeDialogs : ::testing::Test {
-  NativeDialogs() : session(face, Options()) { session.SetTable(ProcessTable()); }
+  NativeDialogs() : session(frontend, Options()) { session.SetTable(ProcessTable()); }
 
-  DialogWindow& Dialog() { return *face.open.at(0); }
-  NativeDialog& Window() { return *face.WindowOf(Dialog()); }
+  DialogWindow& Dialog() { return *frontend.open.at(0); }
+  NativeDialog& Window() { return *frontend.WindowOf(Dialog()); }
   HWND Control(int id) {
     const auto& all = Dialog().Controls();
     for (std::size_t index = 0; index < all.size(); ++index) {
@@ -227,7 +227,7 @@ struct NativeDialogs : ::testing::Test {
     EXPECT_EQ(SendMessageW(Control(vlmfsl::kControlTabs), TCM_GETITEMCOUNT, 0, 0), page);
   }
 
-  TestFace face;
+  TestFrontend frontend;
   Session session;
 };
 
@@ -250,7 +250,7 @@ TEST_F(NativeDialogs, EveryControlStandsWhereTheTemplatesPutIt) {
                   {vlmfsl::kScreeningBinaryPage, vlmfsl::kScreeningContinuousPage,
                    vlmfsl::kScreeningCategoricalPage, vlmfsl::kScreeningSavePage});
   session.EndAnalysis();
-  EXPECT_TRUE(face.open.empty());
+  EXPECT_TRUE(frontend.open.empty());
 }
 
 std::string StateOf(const DialogWindow& dialog) {
@@ -265,7 +265,7 @@ std::string StateOf(const DialogWindow& dialog) {
 
 // Each step once through the windows and once through the runtime itself.
 TEST_F(NativeDialogs, AreTheHeadlessDialogsToTheLastState) {
-  HeadlessFace headless;
+  HeadlessFrontend headless;
   Session other(headless, Options());
   other.SetTable(ProcessTable());
   session.StartFeatureSelection();
@@ -364,7 +364,7 @@ TEST_F(NativeDialogs, APersonRunsAnAnalysis) {
     }
   };
   const UINT_PTR timer = SetTimer(nullptr, 0, 100, [](HWND, UINT, UINT_PTR, DWORD) { next(); });
-  face.Run();
+  frontend.Run();
   KillTimer(nullptr, timer);
   EXPECT_EQ(step, 4);
   session.ThrowKept();
@@ -394,12 +394,12 @@ TEST_F(NativeDialogs, LeavingTheResultsLeadsBackToTheChoices) {
     ASSERT_EQ(startup.Call("OK").AsInt(), 1);
     ASSERT_EQ(Dialog().TemplateId(), row.resultsTemplate);
     SendMessageW(Window().Handle(), WM_CLOSE, 0, 0);
-    ASSERT_EQ(face.open.size(), 1u);
+    ASSERT_EQ(frontend.open.size(), 1u);
     EXPECT_EQ(Dialog().TemplateId(), row.startupTemplate);
     EXPECT_EQ(session.StartupDialog().Get("Variables").AsText(), chosen);
     // And from there out.
     SendMessageW(Window().Handle(), WM_CLOSE, 0, 0);
-    EXPECT_TRUE(face.open.empty());
+    EXPECT_TRUE(frontend.open.empty());
   }
 }
 
@@ -414,7 +414,7 @@ TEST_F(NativeDialogs, DisabledFieldsAndTheirLabelsLookDisabledAndTheHelpKeyHelps
   EXPECT_EQ(GetTextColor(device), GetSysColor(COLOR_GRAYTEXT));
   ReleaseDC(edit, device);
   SendMessageW(Window().Handle(), WM_HELP, 0, 0);
-  EXPECT_EQ(face.helps, 1);
+  EXPECT_EQ(frontend.helps, 1);
   session.EndAnalysis();
 }
 

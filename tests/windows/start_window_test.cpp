@@ -85,10 +85,10 @@ TEST(StartWindowTest, OffersWhatCanBeDone) {
 }
 
 TEST(ResultsPageTest, GrowsInOneFile) {
-  RecordingFace face;
+  RecordingFrontend frontend;
   SessionOptions options;
   options.modulePath = ModulePath();
-  Session session(face, options);
+  Session session(frontend, options);
   Table table;
   table.fileName = "steel.csv";
   table.caseCount = 1234;

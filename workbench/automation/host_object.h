@@ -12,7 +12,7 @@
 #include "contract/automation_members.h"
 #include "contract/text.h"
 #include "workbench/automation/automation_client.h"
-#include "workbench/automation/com_face.h"
+#include "workbench/automation/com_wrapper.h"
 
 namespace velmora {
 
@@ -78,7 +78,7 @@ class HostObject : public vlm::IAutomationObject {
   }
   const vlm::AutomationInterface* GetInterface() override { return Self::Members().Description(); }
 
-  void* MakeComObject(vlm::IAutomationObject* through) override { return MakeComFace(through); }
+  void* MakeComObject(vlm::IAutomationObject* through) override { return MakeComWrapper(through); }
 
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     const vlm::AutomationMember* member = vlm::FindMemberByName(GetInterface(), vlm::TextOf(name, length));

@@ -46,7 +46,7 @@ void WarnOfTextCodes(const Table& table, const char* option, const std::string& 
   for (const int number : expression.ComparedWithNumbers()) {
     const Column& column = table.Variable(number);
     if (!column.fromText || column.labels.empty()) continue;
-    Tell(std::string("Warning: ") + option + " compares " + column.name +
+    Warn(std::string() + option + " compares " + column.name +
          ", which holds texts, with a number: the position of a text in their order. Texts need quotes, as "
          "in " +
          InExpression(column.name) + " = " + Quoted(column.labels.front().text, '\'') + ".");
@@ -68,11 +68,11 @@ void ApplyCases(Session& session, int weight, const CaseOptions& cases) {
   if (weight != 0) session.WeightBy(weight);
 }
 
-void FailRun(Session& session, TerminalFace& face, const std::string& name, const CaseOptions& cases,
+void FailRun(Session& session, TerminalFrontend& frontend, const std::string& name, const CaseOptions& cases,
              const std::string& description) {
   StopIfInterrupted();
   std::string reason = description;
-  for (const std::string& text : face.TakeSaid()) reason = text;
+  for (const std::string& text : frontend.TakeNotices()) reason = text;
   std::replace(reason.begin(), reason.end(), '\n', ' ');
   while (!reason.empty() && std::string(".\n ").find(reason.back()) != std::string::npos) reason.pop_back();
   std::string sentence = "The " + name + " failed";
@@ -85,17 +85,17 @@ void FailRun(Session& session, TerminalFace& face, const std::string& name, cons
   throw RunError(sentence + ".");
 }
 
-void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face, const std::string& name,
-             const CaseOptions& cases) {
-  face.TakeSaid();
-  face.HoldBack(true);
+void PressOk(const AutomationClient& startup, Session& session, TerminalFrontend& frontend,
+             const std::string& name, const CaseOptions& cases) {
+  frontend.TakeNotices();
+  frontend.HoldNotices(true);
   try {
     const Variant done = startup.Call("OK");
-    if (!done.IsEmpty() && done.AsInt() == 0) FailRun(session, face, name, cases);
+    if (!done.IsEmpty() && done.AsInt() == 0) FailRun(session, frontend, name, cases);
   } catch (const AutomationError& error) {
-    FailRun(session, face, name, cases, error.what());
+    FailRun(session, frontend, name, cases, error.what());
   }
-  face.HoldBack(false);
+  frontend.HoldNotices(false);
 }
 
 }  // namespace velmora

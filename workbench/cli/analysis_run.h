@@ -5,7 +5,7 @@
 #include <string>
 
 #include "workbench/cli/options.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/language/selection.h"
 #include "workbench/session/session.h"
 
@@ -19,10 +19,10 @@ void ApplyCases(Session& session, int weight, const CaseOptions& cases);
 // name: the analysis as a sentence has it, such as "feature selection". Throws RunError with the
 // last message of the module, or description, as the reason, and with the number of selected cases
 // when a selection may be the cause; Cancelled when the user stopped it.
-[[noreturn]] void FailRun(Session& session, TerminalFace& face, const std::string& name,
+[[noreturn]] void FailRun(Session& session, TerminalFrontend& frontend, const std::string& name,
                           const CaseOptions& cases, const std::string& description = {});
 // Presses OK of the startup dialog, which runs the analysis. Fails as FailRun does.
-void PressOk(const AutomationClient& startup, Session& session, TerminalFace& face, const std::string& name,
-             const CaseOptions& cases);
+void PressOk(const AutomationClient& startup, Session& session, TerminalFrontend& frontend,
+             const std::string& name, const CaseOptions& cases);
 
 }  // namespace velmora

@@ -76,9 +76,9 @@ std::string RecodeVariableOf(const std::string& path) {
 // Data of another place may lack hundreds of levels.
 void ReportWarnings(const std::vector<std::string>& warnings) {
   constexpr std::size_t kMostShown = 20;
-  for (std::size_t i = 0; i < std::min(warnings.size(), kMostShown); ++i) Tell("Warning: " + warnings[i]);
+  for (std::size_t i = 0; i < std::min(warnings.size(), kMostShown); ++i) Warn(warnings[i]);
   if (warnings.size() > kMostShown) {
-    Tell("Warning: " + Counted(warnings.size() - kMostShown, "more such label.", "more such labels."));
+    Warn(Counted(warnings.size() - kMostShown, "more such label.", "more such labels."));
   }
 }
 
@@ -125,7 +125,7 @@ void ReportCoded(const Column& column) {
   std::string text = column.name;
   if (missing > 0)
     text += ": " + Counted(static_cast<std::size_t>(missing), "case has", "cases have") + " no value";
-  Tell("Coded: " + text);
+  Report("Coded: " + text);
 }
 
 // "houseboat (100), tent (2) and 3 others"
@@ -157,17 +157,17 @@ void ReportUncovered(const CodingProgram::Uncovered& one, const CommandOptions& 
   };
   if (one.badTexts > 0) {
     if (options.strict) throw RunError(BadTextsText(one, dataFile) + ".");
-    Tell("Warning: " + BadTextsText(one, dataFile) + "; it counts as missing.");
+    Warn(BadTextsText(one, dataFile) + "; it counts as missing.");
   }
   if (one.unseen > 0) {
     const std::string text = cases(one.unseen) + " of " + one.variable +
                              (one.levels.size() == 1 ? " with a level" : " with levels") +
                              " that the bins do not have: " + LevelsText(one);
     if (options.UnseenIsError()) throw RunError(text + ".");
-    Tell("Warning: " + text + ".");
+    Warn(text + ".");
   }
   if (one.missing > one.badTexts && !options.quiet)
-    Tell("Missing: " + one.variable + " in " + cases(one.missing - one.badTexts));
+    Report("Missing: " + one.variable + " in " + cases(one.missing - one.badTexts));
 }
 
 void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& options, Table& table) {
@@ -225,7 +225,7 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   } else {
     SaveTable(table, options.out,
               {.progress = [](double) { return !WasInterrupted(); }, .forSpreadsheet = forSpreadsheet});
-    if (!options.quiet) Tell("Written: " + options.out);
+    if (!options.quiet) Report("Written: " + options.out);
   }
   return kExitDone;
 }

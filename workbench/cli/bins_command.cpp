@@ -257,11 +257,11 @@ int RunExport(const CommandOptions& options, const SavedBins& bins) {
   if (!options.sql.empty()) {
     std::vector<std::string> notices;
     files.AddAt(PathOf(options.sql), BinsSql(bins, notices, static_cast<SqlDialect>(options.dialect)));
-    for (const std::string& notice : notices) Tell("Warning: " + notice);
+    for (const std::string& notice : notices) Warn(notice);
   }
   if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
   for (const WrittenFile& file : files.Commit()) {
-    if (!options.quiet) Tell("Written: " + file.path.string());
+    if (!options.quiet) Report("Written: " + file.path.string());
   }
   return kExitDone;
 }

@@ -59,7 +59,7 @@ std::string Bytes(Format format, const OutputOptions& options, const OutputWrite
 }
 
 // One line per file; a folder with many files gets one line.
-void TellWritten(const std::vector<WrittenFile>& files) {
+void ReportWritten(const std::vector<WrittenFile>& files) {
   constexpr std::size_t kMany = 12;
   struct Count {
     std::size_t files = 0, replaced = 0;
@@ -73,12 +73,12 @@ void TellWritten(const std::vector<WrittenFile>& files) {
   for (const WrittenFile& file : files) {
     Count& count = counts[file.path.parent_path()];
     if (count.files > kMany) {
-      Tell("Written: " + std::to_string(count.files) + " files in " + file.path.parent_path().string() +
-           (count.replaced == 0 ? ""
-                                : ", of which " + std::to_string(count.replaced) + " replaced older ones"));
+      Report("Written: " + std::to_string(count.files) + " files in " + file.path.parent_path().string() +
+             (count.replaced == 0 ? ""
+                                  : ", of which " + std::to_string(count.replaced) + " replaced older ones"));
       count.files = 0;
     } else if (count.files > 0) {
-      Tell((file.replaced ? "Replaced: " : "Written: ") + file.path.string());
+      Report((file.replaced ? "Replaced: " : "Written: ") + file.path.string());
     }
   }
 }
@@ -106,7 +106,7 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
   if (writers.addFilesElsewhere) writers.addFilesElsewhere(*files);
   if (files) {
     const std::vector<WrittenFile> written = files->Commit(inputs);
-    if (!options.quiet) TellWritten(written);
+    if (!options.quiet) ReportWritten(written);
   }
   WriteToStandardOutput(standardOutput);
 }

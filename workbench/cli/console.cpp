@@ -36,12 +36,14 @@ void StopIfInterrupted() {
   if (WasInterrupted()) throw Cancelled();
 }
 
-void Tell(std::string_view line) {
+void Report(std::string_view line) {
   if (currentMonitor != nullptr) return currentMonitor->Line(line);
   ProgressBar::WipeShown();
   constexpr std::size_t kLongestLine = 4000;
   WriteToStandardError(PrintableText(ShortenedText(line, kLongestLine)) + '\n');
 }
+
+void Warn(const std::string& text) { Report("Warning: " + text); }
 
 void WriteToStandardError(std::string_view text) {
   static_cast<void>(WriteAll(StandardStream::kError, text));  // there is nowhere to report a failure

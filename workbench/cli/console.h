@@ -22,7 +22,9 @@ void StopIfInterrupted();
 // One line to standard error, with marks for control characters and cut in the middle when it is
 // very long. A progress bar on that line is wiped first (and draws itself again). A thread's
 // monitor takes the line instead.
-void Tell(std::string_view line);
+void Report(std::string_view line);
+// The same after "Warning: ".
+void Warn(const std::string& text);
 // The text unchanged: our own escape sequences and pages.
 void WriteToStandardError(std::string_view text);
 

@@ -84,7 +84,7 @@ Table ReadFile(const DataOptions& options) {
   ReadReport report;
   Table table = ReadTable(options.path, reading, &report);
   bar.Finish();
-  for (const std::string& warning : report.warnings) Tell("Warning: " + warning);
+  for (const std::string& warning : report.warnings) Warn(warning);
   return table;
 }
 
@@ -124,22 +124,22 @@ Table PrepareTable(Table table, const DataOptions& options) {
   return table;
 }
 
-DataRecipe RecipeOf(const DataOptions& options, const Table& table) {
-  DataRecipe recipe;
-  recipe.delimiter = options.delimiter;
-  recipe.missingTexts = SplitList(options.missingTexts);
+ImportOptions ImportOptionsOf(const DataOptions& options, const Table& table) {
+  ImportOptions importOptions;
+  importOptions.delimiter = options.delimiter;
+  importOptions.missingTexts = SplitList(options.missingTexts);
   for (const std::string& option : options.missingCodes) {
     const std::size_t equals = option.rfind('=');
-    recipe.missingCodes.emplace_back(table.Variable(ResolveVariable(table, option.substr(0, equals))).name,
-                                     option.substr(equals + 1));
+    importOptions.missingCodes.emplace_back(
+        table.Variable(ResolveVariable(table, option.substr(0, equals))).name, option.substr(equals + 1));
   }
   const auto add = [&](const char* option, const std::vector<std::string>& names, Measurement measurement) {
     for (const int number : NamedVariables(table, option, names))
-      recipe.measurements.emplace_back(table.Variable(number).name, measurement);
+      importOptions.measurements.emplace_back(table.Variable(number).name, measurement);
   };
   add("--continuous", options.continuous, Measurement::kContinuous);
   add("--categorical", options.categorical, Measurement::kCategorical);
-  return recipe;
+  return importOptions;
 }
 
 std::vector<int> NamedVariables(const Table& table, const std::string& option,

@@ -18,7 +18,7 @@ Table LoadTable(const DataOptions& options);
 Table PrepareTable(Table table, const DataOptions& options);
 
 // The same as a record, for scripts that repeat the run.
-DataRecipe RecipeOf(const DataOptions& options, const Table& table);
+ImportOptions ImportOptionsOf(const DataOptions& options, const Table& table);
 
 // The variables that the values of an option name: names, v3, patterns, comma-separated lists of
 // them (a name that contains a comma is found first). Throws UsageError that starts with the

@@ -19,7 +19,7 @@
 #include "workbench/system/system.h"
 #include "workbench/windows/apartment_windows.h"
 #include "workbench/windows/dialog_help.h"
-#include "workbench/windows/native_face.h"
+#include "workbench/windows/native_frontend.h"
 #include "workbench/windows/recent_files.h"
 #include "workbench/windows/results_page.h"
 #include "workbench/windows/start_window.h"
@@ -104,7 +104,7 @@ struct TableState {
 class Workspace;
 
 // Messages go to the results too, beside the outputs that they are about.
-class WorkspaceFace final : public NativeFace {
+class WorkspaceFrontend final : public NativeFrontend {
  public:
   Workspace* workspace = nullptr;
   void Message(std::string_view text) override;
@@ -116,12 +116,12 @@ class WorkspaceFace final : public NativeFace {
 class Workspace final : public StartCommands {
  public:
   Workspace(const CommandOptions& options, const SessionOptions& sessionOptions)
-      : session_(face_, sessionOptions),
+      : session_(frontend_, sessionOptions),
         page_(session_, PathOf(options.folder), !options.noBrowser),
         start_(std::make_unique<StartWindow>(*this)),
         saved_(session_.Data()) {
-    face_.workspace = this;
-    face_.SetMainWindow(start_->Handle());
+    frontend_.workspace = this;
+    frontend_.SetMainWindow(start_->Handle());
     ShowState();
   }
 
@@ -133,7 +133,7 @@ class Workspace final : public StartCommands {
   }
 
   void Run() {
-    face_.Run([this] {
+    frontend_.Run([this] {
       try {
         session_.ThrowKept();
         AfterMessage();
@@ -147,7 +147,7 @@ class Workspace final : public StartCommands {
   // --- StartCommands
   void OpenData() override {
     if (!MayReplaceData()) return;
-    if (const auto path = face_.ChooseDataFile(start_->Handle())) Open(*path);
+    if (const auto path = frontend_.ChooseDataFile(start_->Handle())) Open(*path);
   }
   void OpenData(const std::string& path) override {
     if (MayReplaceData()) Open(path);
@@ -157,16 +157,16 @@ class Workspace final : public StartCommands {
   void SaveData() override { Save(); }
   void ShowResults() override { page_.Open(); }
   void ShowHelp() override { ShowHelpPage(); }
-  bool IsReady() const override { return face_.IsReady(); }
+  bool IsReady() const override { return frontend_.IsReady(); }
   bool MayClose() override { return MayReplaceData(); }
   void ShowFailure(std::string_view sentence) override {
-    face_.ShowMessage(sentence, MB_OK | MB_ICONEXCLAMATION);
+    frontend_.ShowMessage(sentence, MB_OK | MB_ICONEXCLAMATION);
   }
 
   // Asks when the data have bundles or variables that no file holds. False for Cancel.
   bool MayReplaceData() {
     if (IsSaved()) return true;
-    const int answer = face_.ShowMessage(
+    const int answer = frontend_.ShowMessage(
         "The data have new variables or bundles that are not saved. Save the data to a file?",
         MB_YESNOCANCEL | MB_ICONQUESTION);
     return answer == IDNO || (answer == IDYES && Save());
@@ -190,7 +190,7 @@ class Workspace final : public StartCommands {
 
   // False when the user cancelled.
   bool Save() {
-    const auto path = face_.ChooseTableFile(start_->Handle(), session_.Data().fileName);
+    const auto path = frontend_.ChooseTableFile(start_->Handle(), session_.Data().fileName);
     if (!path) return false;
     SaveTable(session_.Data(), *path);
     saved_ = TableState(session_.Data());
@@ -205,7 +205,8 @@ class Workspace final : public StartCommands {
     if (page_.Update()) {
       ShowState();
       const std::size_t count = page_.DocumentCount();
-      face_.ShowStatus(std::to_string(count) + (count == 1 ? " output" : " outputs") + " in " + page_.File());
+      frontend_.ShowStatus(std::to_string(count) + (count == 1 ? " output" : " outputs") + " in " +
+                           page_.File());
     }
     if (IsSaved() != savedShown_) ShowState();
   }
@@ -225,7 +226,7 @@ class Workspace final : public StartCommands {
     start_->Show(state);
   }
 
-  WorkspaceFace face_;
+  WorkspaceFrontend frontend_;
   Session session_;
   ResultsPage page_;
   std::unique_ptr<StartWindow> start_;
@@ -234,14 +235,14 @@ class Workspace final : public StartCommands {
   std::string openFile_;
 };
 
-void WorkspaceFace::Message(std::string_view text) {
+void WorkspaceFrontend::Message(std::string_view text) {
   if (workspace != nullptr) workspace->GetSession().Documents().AddNotice(text);
-  NativeFace::Message(text);
+  NativeFrontend::Message(text);
 }
 
-bool WorkspaceFace::MayReplaceData() { return workspace == nullptr || workspace->MayReplaceData(); }
+bool WorkspaceFrontend::MayReplaceData() { return workspace == nullptr || workspace->MayReplaceData(); }
 
-void WorkspaceFace::ShowHelp() {
+void WorkspaceFrontend::ShowHelp() {
   try {
     ShowHelpPage();
   } catch (const std::exception& error) {

@@ -12,19 +12,19 @@ int RunGuarded(const std::string& commandName, const std::function<int()>& comma
   try {
     return command();
   } catch (const UsageError& error) {
-    Tell(commandName + ": " + error.what());
-    Tell("Try '" + commandName + " --help'.");
+    Report(commandName + ": " + error.what());
+    Report("Try '" + commandName + " --help'.");
     return kExitBadUse;
   } catch (const Cancelled&) {
-    Tell("Cancelled. Nothing was written.");
+    Report("Cancelled. Nothing was written.");
     return kExitCancelled;
   } catch (const BrokenPipe&) {
     return kExitBrokenPipe;
   } catch (const std::bad_alloc&) {
-    Tell("velmora: There is not enough memory for this.");
+    Report("velmora: There is not enough memory for this.");
     return kExitFailed;
   } catch (const std::exception& error) {
-    Tell(std::string("velmora: ") + error.what());
+    Report(std::string("velmora: ") + error.what());
     return kExitFailed;
   }
 }

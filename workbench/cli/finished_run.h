@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "workbench/cli/command_outputs.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/session/session.h"
@@ -19,12 +19,12 @@
 namespace velmora {
 
 struct FinishedRun {
-  FinishedRun(bool quiet, const SessionOptions& options) : face(quiet), session(face, options) {}
+  FinishedRun(bool quiet, const SessionOptions& options) : frontend(quiet), session(frontend, options) {}
 
   // They refer to this object.
   OutputWriters Writers();
 
-  TerminalFace face;
+  TerminalFrontend frontend;
   Session session;
   // The report of the analysis that has run, the other one is empty.
   std::optional<FeatureSelectionReport> featureSelection;

@@ -13,7 +13,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/script_reports.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/python/python_library.h"
 #include "workbench/session/session.h"
 #include "workbench/system/file_content.h"
@@ -96,9 +96,9 @@ int RunRunCommand(const std::vector<std::string>& arguments) {
   const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
   const RunPythonScriptFunction run = LoadPython();
 
-  TerminalFace face(options.quiet);
-  Session session(face, sessionOptions);
-  ScriptReports reports(session, face, options.quiet);
+  TerminalFrontend frontend(options.quiet);
+  Session session(frontend, sessionOptions);
+  ScriptReports reports(session, frontend, options.quiet);
   session.SetReporter(&reports);
   std::vector<const char*> words;
   for (const std::string& word : options.script) words.push_back(word.c_str());

@@ -37,7 +37,7 @@ template <typename Use>
 void ScriptReports::WithWriters(Use use) {
   RequireResults();
   if (session_.FeatureSelectionResults() != nullptr) {
-    const FeatureSelectionReport report = ReadFeatureSelection(session_, face_);
+    const FeatureSelectionReport report = ReadFeatureSelection(session_, frontend_);
     return use(WritersOf(report, session_));
   }
   const ScreenReport report = ReadScreening(session_);
@@ -125,7 +125,7 @@ void ScriptReports::ReadCutPoints(const std::string& path) {
   session_.Notes().userBins = std::make_shared<const UserBinsByVariable>(
       velmora::ReadCutPoints(path, session_.Data(), choice, notices));
   session_.Notes().cutPointsFile = path;
-  for (const std::string& notice : notices) face_.Notice(notice);
+  for (const std::string& notice : notices) frontend_.Notice(notice);
   session_.Notes().cutPointNotices = std::move(notices);
 }
 

@@ -1,16 +1,16 @@
 // Reports for scripts: the same as the commands write.
 #pragma once
 
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/session/session.h"
 
 namespace velmora {
 
 class ScriptReports final : public AnalysisReporter {
  public:
-  // session and face outlive the object.
-  ScriptReports(Session& session, TerminalFace& face, bool quiet)
-      : session_(session), face_(face), quiet_(quiet) {}
+  // session and frontend outlive the object.
+  ScriptReports(Session& session, TerminalFrontend& frontend, bool quiet)
+      : session_(session), frontend_(frontend), quiet_(quiet) {}
 
   std::string ResultsText(const std::string& format) override;
   void WriteResults(const std::string& folder, const std::string& formats) override;
@@ -23,7 +23,7 @@ class ScriptReports final : public AnalysisReporter {
   void WithWriters(Use use);
 
   Session& session_;
-  TerminalFace& face_;
+  TerminalFrontend& frontend_;
   bool quiet_;
 };
 

@@ -68,7 +68,7 @@ int RunSettingsCommand(const std::vector<std::string>& arguments) {
     for (const Setting& setting : Settings())
       text += std::string(setting.name) + " = " + WordOf(setting, profile) + "\n";
     WriteToStandardOutput(text);
-    Tell("Kept in " + file.string() + ".");
+    Report("Kept in " + file.string() + ".");
     return kExitDone;
   }
   const Setting& setting = FindSetting(words.front());

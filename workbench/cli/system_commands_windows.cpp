@@ -12,7 +12,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/script_reports.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/session/session.h"
 #include "workbench/system/system.h"
 #include "workbench/windows/server_windows.h"
@@ -29,8 +29,8 @@ int Register(RegistrationScope scope) {
   if (program.empty()) throw RunError("The system does not say where this program is.");
   const SessionOptions options = MakeSessionOptions({}, Readers::kPrograms);
   // A module that cannot be loaded could not serve either.
-  Face face;
-  Session session(face, options);
+  Frontend frontend;
+  Session session(frontend, options);
   session.LoadModule();
   RegisterServer(scope, {program, options.modulePath}, ObjectModel());
   return kExitDone;
@@ -43,11 +43,11 @@ int Unregister(RegistrationScope scope) {
 
 // Nobody sees what a server would show: messages become notices among the outputs of the script,
 // and the lines for standard error are held back for good.
-class ServerFace final : public TerminalFace {
+class ServerFrontend final : public TerminalFrontend {
  public:
-  ServerFace() : TerminalFace(true) { HoldBack(true); }
+  ServerFrontend() : TerminalFrontend(true) { HoldNotices(true); }
   void Message(std::string_view text) override {
-    TerminalFace::Message(text);
+    TerminalFrontend::Message(text);
     Keep(text);
   }
   void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view text) override {
@@ -70,19 +70,20 @@ SessionOptions ServerOptions() {
 
 // What serves one client, made in this order.
 struct Service {
-  explicit Service(ServerFace& face) : session(face, ServerOptions()), reports(session, face, true) {
+  explicit Service(ServerFrontend& frontend)
+      : session(frontend, ServerOptions()), reports(session, frontend, true) {
     session.SetReporter(&reports);
-    face.session = &session;
+    frontend.session = &session;
   }
   Session session;
   ScriptReports reports;
 };
 
 int Serve(RegistrationScope /*scope*/) {
-  ServerFace face;
+  ServerFrontend frontend;
   std::optional<Service> service;
   ServeApplication([&] {
-    if (!service) service.emplace(face);
+    if (!service) service.emplace(frontend);
     return ObjectReference(service->session.Application().Object());
   });
   return kExitDone;

@@ -13,7 +13,7 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kMostLeftOutTold = 20;
+constexpr std::size_t kMostLeftOutReported = 20;
 
 bool Holds(const std::vector<int>& numbers, int number) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
@@ -85,8 +85,8 @@ void CheckWeights(const Column& weights, bool any) {
                      " a negative weight in " + weights.name + "; a weight is 0 or more.");
   }
   if (negative > 0) {
-    Tell("Warning: " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
-         " a negative weight in " + weights.name + "; negative weights are not valid.");
+    Warn(Counted(static_cast<std::size_t>(negative), "case has", "cases have") + " a negative weight in " +
+         weights.name + "; negative weights are not valid.");
   }
 }
 
@@ -95,9 +95,9 @@ void WarnOfUselessDependents(const Table& table, const std::vector<int>& depende
   for (const int number : dependents) {
     const Column& column = table.Variable(number);
     if (column.role == Role::kAllMissing) {
-      Tell("Warning: The dependent variable " + column.name + " has no values.");
+      Warn("The dependent variable " + column.name + " has no values.");
     } else if (column.role == Role::kConstant) {
-      Tell("Warning: The dependent variable " + column.name + " has one value only.");
+      Warn("The dependent variable " + column.name + " has one value only.");
     }
   }
 }
@@ -120,15 +120,15 @@ std::string NothingLeft(const std::vector<LeftOutVariable>& leftOut) {
 
 }  // namespace
 
-void TellLeftOut(const std::vector<LeftOutVariable>& leftOut) {
+void ReportLeftOut(const std::vector<LeftOutVariable>& leftOut) {
   std::size_t told = 0;
   for (const LeftOutVariable& variable : leftOut) {
-    if (told++ == kMostLeftOutTold) {
-      Tell("Not screened: " + std::to_string(leftOut.size() - kMostLeftOutTold) +
-           " more; 'velmora variables' lists them all.");
+    if (told++ == kMostLeftOutReported) {
+      Report("Not screened: " + std::to_string(leftOut.size() - kMostLeftOutReported) +
+             " more; 'velmora variables' lists them all.");
       return;
     }
-    Tell("Not screened: " + variable.name + " (" + ReasonOf(variable) + ")");
+    Report("Not screened: " + variable.name + " (" + ReasonOf(variable) + ")");
   }
 }
 
@@ -148,8 +148,8 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
 int ChooseWeight(const Table& table, const std::string& name, bool any) {
   if (name.empty()) {
     if (!table.declaredWeight.empty()) {
-      Tell("Warning: " + table.fileName + " weights its cases by " + table.declaredWeight +
-           "; without --weight " + table.declaredWeight + " every case counts the same here.");
+      Warn(table.fileName + " weights its cases by " + table.declaredWeight + "; without --weight " +
+           table.declaredWeight + " every case counts the same here.");
     }
     return 0;
   }

@@ -10,7 +10,7 @@
 namespace velmora {
 
 // Reports each variable on standard error.
-void TellLeftOut(const std::vector<LeftOutVariable>& leftOut);
+void ReportLeftOut(const std::vector<LeftOutVariable>& leftOut);
 
 // The choice of the predictors of a run.
 struct PredictorRequest {

@@ -178,14 +178,14 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
     const std::string csv = Csv(table, profiles);
     WriteToStandardOutput(csvFor == 0 ? csv : SpreadsheetCsv(csv));
   } else {
-    Tell(table.fileName + ": " + Counted(static_cast<std::size_t>(table.caseCount), "case", "cases") + ", " +
-         Counted(static_cast<std::size_t>(table.VariableCount()), "variable", "variables"));
+    Report(table.fileName + ": " + Counted(static_cast<std::size_t>(table.caseCount), "case", "cases") +
+           ", " + Counted(static_cast<std::size_t>(table.VariableCount()), "variable", "variables"));
     const Terminal terminal = StandardOutputTerminal();
     const int width = terminal.isTerminal ? terminal.width : 0;
     WriteToStandardOutput(ShownTable(table, profiles, width, terminal.utf8) +
                           ShownBundles(table, width, terminal.utf8));
     if (width > 0 && width < kWidthForReasons)
-      Tell("A wider terminal or --format csv also shows the reasons.");
+      Report("A wider terminal or --format csv also shows the reasons.");
   }
   return kExitDone;
 }

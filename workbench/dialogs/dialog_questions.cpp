@@ -37,7 +37,7 @@ bool DialogQuestions::AskUntilTaken(Ask ask, Use use) {
       use();
       return true;
     } catch (const DataError& error) {
-      face_.ShowInstructionError(window_, error.what());
+      frontend_.ShowInstructionError(window_, error.what());
       // A script would give the same answer again.
       if (owner_.UnderAutomation()) {
         owner_.RaiseAutomationError(error.what());
@@ -95,7 +95,7 @@ bool DialogQuestions::AskVariableLists(std::string_view title,
   }
   const auto ask = [&] {
     const Variant* const answer = Scripted(scripted.variables);
-    if (answer == nullptr) return face_.AskVariableLists(window_, title, questions);
+    if (answer == nullptr) return frontend_.AskVariableLists(window_, title, questions);
     std::vector<std::vector<vlm::AutomationValue>> storage;
     const auto given = vlm::ListValues(answer->View(storage), questions.size());
     RequireListCount(given.size(), questions.size());
@@ -122,7 +122,7 @@ bool DialogQuestions::AskCodes(std::string_view title, std::span<const vlm::Code
   }
   const auto ask = [&] {
     const Variant* const answer = Scripted(scripted.codes);
-    if (answer == nullptr) return face_.AskCodes(window_, question);
+    if (answer == nullptr) return frontend_.AskCodes(window_, question);
     std::vector<std::vector<vlm::AutomationValue>> storage;
     const auto given = vlm::ListValues(answer->View(storage), variables.size(), "*");
     RequireListCount(given.size(), variables.size());
@@ -155,26 +155,26 @@ bool DialogQuestions::AskCodes(std::string_view title, std::span<const vlm::Code
 
 bool DialogQuestions::AskCaseSelection() {
   CaseSelectionText selection = owner_.CaseSelection();
-  return AskUntilTaken([&] { return face_.AskCaseSelection(window_, selection); },
+  return AskUntilTaken([&] { return frontend_.AskCaseSelection(window_, selection); },
                        [&] { owner_.SetCaseSelection(selection); });
 }
 
 bool DialogQuestions::AskCaseWeight() {
   int variableNumber = owner_.CaseWeight();
-  return AskUntilTaken([&] { return face_.AskCaseWeight(window_, variableNumber); },
+  return AskUntilTaken([&] { return frontend_.AskCaseWeight(window_, variableNumber); },
                        [&] { owner_.SetCaseWeight(variableNumber); });
 }
 
 bool DialogQuestions::AskDataFile() {
   std::optional<std::string> path;
-  return AskUntilTaken([&] { return (path = face_.AskDataFile(window_)).has_value(); },
+  return AskUntilTaken([&] { return (path = frontend_.AskDataFile(window_)).has_value(); },
                        [&] { owner_.OpenDataFile(*path); });
 }
 
 std::optional<std::string> DialogQuestions::AskSaveFile(std::string_view title, std::string_view extension) {
   const Variant* const answer = Scripted(scripted.saveFileName);
   std::optional<std::string> path =
-      answer != nullptr ? answer->AsText() : face_.AskSaveFile(window_, title, extension);
+      answer != nullptr ? answer->AsText() : frontend_.AskSaveFile(window_, title, extension);
   if (!path || path->empty()) return std::nullopt;
   if (path->find('\0') != std::string::npos) {
     if (owner_.UnderAutomation()) owner_.RaiseAutomationError("The file name holds a NUL character.");
@@ -191,7 +191,7 @@ bool DialogQuestions::ConfirmReplacing(std::span<const char* const> paths) {
     std::error_code error;
     if (std::filesystem::exists(PathOf(path), error)) existing.emplace_back(path);
   }
-  return existing.empty() || face_.AskReplaceFiles(window_, existing);
+  return existing.empty() || frontend_.AskReplaceFiles(window_, existing);
 }
 
 }  // namespace velmora

@@ -12,7 +12,7 @@
 
 #include "contract/dialogs.h"
 #include "workbench/automation/automation_client.h"
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_frontend.h"
 
 namespace velmora {
 
@@ -27,8 +27,8 @@ struct ScriptedAnswers {
 // user.
 class DialogQuestions {
  public:
-  DialogQuestions(DialogOwner& owner, DialogFace& face, DialogWindow& window)
-      : owner_(owner), face_(face), window_(window) {}
+  DialogQuestions(DialogOwner& owner, DialogFrontend& frontend, DialogWindow& window)
+      : owner_(owner), frontend_(frontend), window_(window) {}
 
   // Each returns false for Cancel; then nothing has changed.
   bool AskVariableLists(std::string_view title, std::span<const vlm::VariableListRequest> lists);
@@ -53,7 +53,7 @@ class DialogQuestions {
   bool AskUntilTaken(Ask ask, Use use);
 
   DialogOwner& owner_;
-  DialogFace& face_;
+  DialogFrontend& frontend_;
   DialogWindow& window_;
 };
 

@@ -54,14 +54,14 @@ int SetFailure(vlm::IAutomationResult* result, int code, std::string_view descri
 
 }  // namespace
 
-DialogWindow::DialogWindow(DialogOwner& owner, DialogFace& face, vlm::IModuleResources& resources,
+DialogWindow::DialogWindow(DialogOwner& owner, DialogFrontend& frontend, vlm::IModuleResources& resources,
                            vlm::IDialogClient* client, int templateId)
     : owner_(owner),
-      face_(face),
+      frontend_(frontend),
       resources_(resources),
       client_(client),
       templateId_(templateId),
-      questions_(owner, face, *this) {}
+      questions_(owner, frontend, *this) {}
 
 bool DialogWindow::Open() {
   const vlm::DialogTemplate* dialogTemplate = resources_.FindDialogTemplate(templateId_);
@@ -77,7 +77,7 @@ bool DialogWindow::Open() {
   {
     const CallScope scope(owner_);
     client_->OnInitDialog(this);
-    if (open_) face_.DialogOpened(*this);
+    if (open_) frontend_.DialogOpened(*this);
   }
   return true;
 }
@@ -91,7 +91,7 @@ void DialogWindow::Close(int step) {
     lockCount_ = 0;
     owner_.LockResults(false);
   }
-  face_.DialogClosed(*this);
+  frontend_.DialogClosed(*this);
   client_->OnClosed(step);
   client_ = {};
 }
@@ -110,7 +110,7 @@ bool DialogWindow::Press(int controlId) {
   if (control->controlClass == vlm::kCheckBox) {
     CheckDlgButton(controlId, !control->checked);
   } else if (control->controlClass == vlm::kRadioButton) {
-    for (const int changed : controls_.CheckRadioButton(*control)) face_.ControlChanged(*this, changed);
+    for (const int changed : controls_.CheckRadioButton(*control)) frontend_.ControlChanged(*this, changed);
   }
   SendCommand(controlId);
   return true;
@@ -119,7 +119,7 @@ bool DialogWindow::Press(int controlId) {
 bool DialogWindow::SelectPage(int pageIndex) {
   const int before = controls_.SelectedPage();
   if (!TakesCommands() || !controls_.SelectPage(pageIndex)) return false;
-  if (before != pageIndex) face_.PageSelected(*this);
+  if (before != pageIndex) frontend_.PageSelected(*this);
   return true;
 }
 
@@ -127,7 +127,7 @@ void DialogWindow::ShowPageOf(int controlId) {
   const Control* control = Find(controlId);
   if (control == nullptr || control->pageIndex < 0 || control->pageIndex == SelectedPage()) return;
   controls_.SelectPage(control->pageIndex);
-  if (open_) face_.PageSelected(*this);
+  if (open_) frontend_.PageSelected(*this);
 }
 
 void DialogWindow::SetLocked(bool locked) {
@@ -137,7 +137,7 @@ void DialogWindow::SetLocked(bool locked) {
 }
 
 void DialogWindow::AvailabilityChanged() {
-  if (open_) face_.AvailabilityChanged(*this);
+  if (open_) frontend_.AvailabilityChanged(*this);
 }
 
 bool DialogWindow::TypeText(int controlId, std::string_view text) {
@@ -145,7 +145,7 @@ bool DialogWindow::TypeText(int controlId, std::string_view text) {
   if (control == nullptr || !control->IsEdit()) return false;
   control->text = text;
   control->error = control->RangeError(owner_.DecimalSeparator());
-  face_.ControlChanged(*this, controlId);
+  frontend_.ControlChanged(*this, controlId);
   return true;
 }
 
@@ -156,7 +156,7 @@ bool DialogWindow::ChooseItem(int controlId, int itemIndex) {
     return false;
   }
   control->selectedItem = itemIndex;
-  face_.ControlChanged(*this, controlId);
+  frontend_.ControlChanged(*this, controlId);
   SendCommand(controlId);
   return true;
 }
@@ -180,7 +180,7 @@ void DialogWindow::ChangeControl(int controlId, Change change) {
       owner_.Misbehaved("The module used control " + std::to_string(controlId) +
                         ", which is not in dialog template " + std::to_string(templateId_) + ".");
     } else if (open_) {
-      face_.ControlChanged(*this, controlId);
+      frontend_.ControlChanged(*this, controlId);
     }
   });
 }
@@ -206,7 +206,7 @@ void DialogWindow::AddDlgTabs(int tabControlId, const int* pageTemplateIds, int 
 void DialogWindow::SelectDlgTab(int /*tabControlId*/, int pageIndex) {
   Guarded([&] {
     const int before = SelectedPage();
-    if (controls_.SelectPage(pageIndex) && before != pageIndex && open_) face_.PageSelected(*this);
+    if (controls_.SelectPage(pageIndex) && before != pageIndex && open_) frontend_.PageSelected(*this);
   });
 }
 
@@ -222,7 +222,7 @@ void DialogWindow::RefreshDataLine() {
   if (const int weight = owner_.CaseWeight(); weight != 0) {
     dataLine_ += "; weighted by " + owner_.Data().Variable(weight).name;
   }
-  if (open_) face_.DataLineChanged(*this);
+  if (open_) frontend_.DataLineChanged(*this);
 }
 
 void DialogWindow::EnableWindow(int controlId, int enabled) {
@@ -339,12 +339,12 @@ void DialogWindow::ShowEditError(int controlId, const char* text, int length) {
   ChangeControl(controlId, [&](Control& control) { control.error = vlm::TextOf(text, length); });
   Guarded([&] {
     ShowPageOf(controlId);
-    face_.ShowEditError(*this, controlId, vlm::TextOf(text, length));
+    frontend_.ShowEditError(*this, controlId, vlm::TextOf(text, length));
   });
 }
 
 void DialogWindow::DisplayInstError(const char* text, int length) {
-  Guarded([&] { face_.ShowInstructionError(*this, vlm::TextOf(text, length)); });
+  Guarded([&] { frontend_.ShowInstructionError(*this, vlm::TextOf(text, length)); });
 }
 
 int DialogWindow::VariableListsDialog(const char* title, int titleLength,
@@ -455,7 +455,7 @@ int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result)
   const auto self = shared_from_this();
   owner_.TakeAutomationError();
   if (!runningCommands_.empty()) return SetFailure(result, vlm::kAutomationErrorCode, "The dialog is busy.");
-  if (controlId == kOkButton) face_.OkCalled(*this);
+  if (controlId == kOkButton) frontend_.OkCalled(*this);
   const Control* control = FindUsable(controlId);
   if (control != nullptr) SendCommand(controlId);
   if (const std::optional<AutomationError> error = owner_.TakeAutomationError()) {
@@ -464,7 +464,7 @@ int DialogWindow::PressFromScript(int controlId, vlm::IAutomationResult* result)
   if (controlId != kOkButton) return vlm::kDispatchOk;
   // A run that succeeded leaves for the step of its results.
   const bool hasRun = requestedStep_.value_or(0) != 0;
-  if (!hasRun) face_.OkRefused(*this);
+  if (!hasRun) frontend_.OkRefused(*this);
   if (result != nullptr) result->SetInt(hasRun ? 1 : 0);
   return vlm::kDispatchOk;
 }

@@ -18,7 +18,7 @@
 #include "workbench/automation/automation_client.h"
 #include "workbench/data/table.h"
 #include "workbench/dialogs/dialog_controls.h"
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_frontend.h"
 #include "workbench/dialogs/dialog_questions.h"
 #include "workbench/dialogs/edit_text.h"
 
@@ -66,9 +66,9 @@ class DialogOwner {
 
 class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_from_this<DialogWindow> {
  public:
-  // Owner, face, resources and client outlive the window's open time; the client is counted while
+  // Owner, frontend, resources and client outlive the window's open time; the client is counted while
   // it is open.
-  DialogWindow(DialogOwner& owner, DialogFace& face, vlm::IModuleResources& resources,
+  DialogWindow(DialogOwner& owner, DialogFrontend& frontend, vlm::IModuleResources& resources,
                vlm::IDialogClient* client, int templateId);
   virtual ~DialogWindow() = default;
   DialogWindow(const DialogWindow&) = delete;
@@ -202,7 +202,7 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   void PutAnswer(int dispatchId, const vlm::AutomationValue& value);
 
   DialogOwner& owner_;
-  DialogFace& face_;
+  DialogFrontend& frontend_;
   vlm::IModuleResources& resources_;
   vlm::Ref<vlm::IDialogClient> client_;
   int templateId_;

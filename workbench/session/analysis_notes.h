@@ -24,7 +24,7 @@ struct LeftOutVariable {
 };
 
 // How the session's table was read and how its variables were changed afterwards.
-struct DataRecipe {
+struct ImportOptions {
   std::string delimiter;  // of a text file; empty: found out
   std::vector<std::string> missingTexts;
   std::vector<std::pair<std::string, std::string>> missingCodes;  // a number, or a value label

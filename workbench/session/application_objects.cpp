@@ -238,7 +238,7 @@ const HostMemberTable<AnalysisObject>& AnalysisObject::Members() {
         [](Self& s, const Arguments&) {
           const auto core = LockedCore(s.core_);
           Variant::Array texts;
-          for (const std::string& text : core->said.empty() ? core->lastSaid : core->said)
+          for (const std::string& text : core->notices.empty() ? core->latestNotices : core->notices)
             texts.emplace_back(text);
           return Variant(std::move(texts));
         },
@@ -406,7 +406,7 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
                3, vlm::kAutomationVariant, "FileName, Delimiter, MissingTexts", kAutomationObject),
         [](Self& s, const Arguments& a) {
           const auto core = LockedCore(s.core_);
-          DataRecipe how;
+          ImportOptions how;
           how.delimiter = a[1].AsText();
           how.missingTexts = TextsOf(a[2]);
           core->OpenDataFile(PathTextOf(a[0]), how, nullptr);

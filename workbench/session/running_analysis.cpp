@@ -68,7 +68,7 @@ bool RunningAnalysis::EnterSteps(int step) {
 }
 
 bool RunningAnalysis::OpenDialogOf(vlm::IDialogClient* client, int templateId) {
-  const auto window = std::make_shared<DialogWindow>(*this, core_.face, *resources_, client, templateId);
+  const auto window = std::make_shared<DialogWindow>(*this, core_.frontend, *resources_, client, templateId);
   // Listed before it opens, because the client may close it at once.
   dialogs_.push_back({window, currentStep_});
   if (window->Open()) return true;
@@ -84,12 +84,12 @@ bool RunningAnalysis::RunDeferred() {
   const std::shared_ptr<DialogWindow> window = leaving->window;
   if (leaving->step == kStartupStep && *window->RequestedStep() == kResultsStep) {
     notes_.startupSettings = SettingsOf(kStartupStep);
-    notes_.notices = core_.said;
+    notes_.notices = core_.notices;
   }
   const bool leavesResults = leaving->step == kResultsStep;
   dialogs_.erase(leaving);
   int step = *window->RequestedStep();
-  if (leavesResults && step == 0 && core_.face.ReturnsToStartup()) step = kStartupStep;
+  if (leavesResults && step == 0 && core_.frontend.ReturnsToStartup()) step = kStartupStep;
   window->Close(step);
   if (!GoTo(step) && dialogs_.empty() && !ended_) {
     // Without an open dialog the analysis cannot be continued.

@@ -1,4 +1,4 @@
-// The session's public face over its parts.
+// The public interface of a session over its parts.
 #include "workbench/session/session.h"
 
 #include <algorithm>
@@ -23,8 +23,8 @@ struct Session::State {
   }
 };
 
-Session::Session(Face& face, SessionOptions options) : state_(std::make_unique<State>()) {
-  state_->core = std::make_shared<SessionCore>(face, std::move(options));
+Session::Session(Frontend& frontend, SessionOptions options) : state_(std::make_unique<State>()) {
+  state_->core = std::make_shared<SessionCore>(frontend, std::move(options));
   state_->core->Connect();
 }
 
@@ -34,11 +34,11 @@ Session::~Session() {
   while (!state_->core->analyses.empty()) state_->core->analyses.pop_back();
 }
 
-void Session::SetTable(Table table, DataRecipe recipe) {
+void Session::SetTable(Table table, ImportOptions importOptions) {
   state_->core->RequireThread();
   state_->core->ReplaceTable(std::move(table));
-  state_->core->recipe = std::move(recipe);
-  state_->core->TellOfNewData(nullptr);
+  state_->core->importOptions = std::move(importOptions);
+  state_->core->NotifyOfNewData(nullptr);
   state_->core->ThrowKept();
 }
 

@@ -2,7 +2,7 @@
 // module, the running analyses, and the workbook of what they made. Commands, scripts and pages
 // drive analyses through it:
 //
-//   Session session(face);
+//   Session session(frontend);
 //   session.SetTable(ReadTable(...));
 //   AutomationClient startup = session.StartFeatureSelection();  // the startup dialog is open
 //   startup.Put("Variables", "1 | | 2-5 | 6");
@@ -34,7 +34,7 @@
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/session/analysis_notes.h"
-#include "workbench/session/face.h"
+#include "workbench/session/frontend.h"
 
 namespace velmora {
 
@@ -61,7 +61,7 @@ struct ProcedureSettings;
 
 class Session {
  public:
-  explicit Session(Face& face, SessionOptions options = {});
+  explicit Session(Frontend& frontend, SessionOptions options = {});
   ~Session();  // ends every analysis
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -70,7 +70,7 @@ class Session {
   // Replaces the data: selection and weights are dropped, results dialogs are closed, and every
   // analysis starts again with the new data. SetTable, SelectCases and WeightBy throw DataError
   // while an analysis reads the cases.
-  void SetTable(Table table, DataRecipe recipe = {});
+  void SetTable(Table table, ImportOptions importOptions = {});
   const Table& Data() const;
   // From now on the variable, whose values all have labels, holds the labels as texts and is saved
   // with them.

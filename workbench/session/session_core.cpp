@@ -30,8 +30,8 @@ char DelimiterOf(const std::string& text) {
 
 }  // namespace
 
-SessionCore::SessionCore(Face& sessionFace, SessionOptions sessionOptions)
-    : face(sessionFace),
+SessionCore::SessionCore(Frontend& sessionFrontend, SessionOptions sessionOptions)
+    : frontend(sessionFrontend),
       options(std::move(sessionOptions)),
       thread(std::this_thread::get_id()),
       home(std::make_shared<DocumentHome>()) {
@@ -66,14 +66,14 @@ void SessionCore::ConnectProcedures() {
   environment.notice = [self](std::string_view text) {
     if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
   };
-  // A face may have to look at its windows for an answer, so it is not asked at every call.
+  // A frontend may have to look at its windows for an answer, so it is not asked at every call.
   environment.checkpoint = [self, next = std::chrono::steady_clock::time_point()]() mutable {
     constexpr auto kInterval = std::chrono::milliseconds(50);
     const auto now = std::chrono::steady_clock::now();
     if (now < next) return;
     next = now + kInterval;
     const std::shared_ptr<SessionCore> core = self.lock();
-    if (core == nullptr || !core->face.CancelPressed()) return;
+    if (core == nullptr || !core->frontend.CancelPressed()) return;
     core->procedureCancelled = true;
     throw Cancelled();
   };
@@ -188,7 +188,7 @@ void SessionCore::ReplaceTable(Table newTable) {
   if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(newTable);
   home->descriptions.clear();
-  recipe = {};
+  importOptions = {};
   selectionText = {};
   selected.reset();
   weightVariable = 0;
@@ -204,24 +204,24 @@ void SessionCore::OpenDataFile(const std::string& path, const RunningAnalysis* c
   OpenDataFile(path, {}, caller);
 }
 
-void SessionCore::OpenDataFile(const std::string& path, const DataRecipe& how,
+void SessionCore::OpenDataFile(const std::string& path, const ImportOptions& how,
                                const RunningAnalysis* caller) {
   RequireNoPass();
   ReadOptions readOptions;
   readOptions.delimiter = DelimiterOf(how.delimiter);
   readOptions.missingTexts = how.missingTexts;
-  face.ProgressOpened("Reading " + path, kReadingSteps);
-  const std::shared_ptr<Face> closing(&face, [](Face* shown) { shown->ProgressClosed(); });
+  frontend.ProgressOpened("Reading " + path, kReadingSteps);
+  const std::shared_ptr<Frontend> closing(&frontend, [](Frontend* shown) { shown->ProgressClosed(); });
   readOptions.progress = [this](double fraction) {
-    face.ProgressStep(static_cast<int>(fraction * kReadingSteps));
-    return !face.CancelPressed();
+    frontend.ProgressStep(static_cast<int>(fraction * kReadingSteps));
+    return !frontend.CancelPressed();
   };
   ReadReport report;
   Table read = ReadTable(path, readOptions, &report);
   ReplaceTable(std::move(read));
-  recipe = how;
+  importOptions = how;
   for (const std::string& warning : report.warnings) Notice("Warning: " + warning);
-  TellOfNewData(caller);
+  NotifyOfNewData(caller);
 }
 
 void SessionCore::SetMissingCode(int variableNumber, const std::string& code) {
@@ -236,7 +236,7 @@ void SessionCore::SetMissingCode(int variableNumber, const std::string& code) {
   InferMeasurements(changed);
   if (procedures) procedures->ReleaseData(std::make_shared<const Table>(std::move(table)));
   table = std::move(changed);
-  recipe.missingCodes.emplace_back(name, code);
+  importOptions.missingCodes.emplace_back(name, code);
   SelectCases(selectionText);
 }
 
@@ -245,7 +245,7 @@ void SessionCore::SetMeasurement(int variableNumber, Measurement measurement) {
   const std::string name = table.Variable(variableNumber).name;
   OverrideMeasurement(table, std::span(&name, 1), measurement);
   InferMeasurements(table);
-  recipe.measurements.emplace_back(name, measurement);
+  importOptions.measurements.emplace_back(name, measurement);
   DataChanged();
 }
 
@@ -266,7 +266,7 @@ int SessionCore::AddVariable(const std::string& name, std::vector<double> values
   column.values = std::move(values);
   table.columns.push_back(std::move(column));
   InferMeasurements(table);
-  recipe.added.push_back(name);
+  importOptions.added.push_back(name);
   DataChanged();
   return table.VariableCount();
 }
@@ -337,7 +337,7 @@ void SessionCore::CasesChanged() {
   for (std::size_t index = 0; index < analyses.size(); ++index) analyses[index]->CasesChanged();
 }
 
-void SessionCore::TellOfNewData(const RunningAnalysis* caller) {
+void SessionCore::NotifyOfNewData(const RunningAnalysis* caller) {
   const ModuleCall call(*this);
   for (std::size_t index = 0; index < analyses.size(); ++index) {
     if (analyses[index].get() != caller) analyses[index]->StartAfresh();

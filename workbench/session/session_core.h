@@ -11,13 +11,13 @@
 
 #include "workbench/automation/document_objects.h"
 #include "workbench/data/table.h"
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_frontend.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/language/selection.h"
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/session/analysis_notes.h"
 #include "workbench/session/document_adapters.h"
-#include "workbench/session/face.h"
+#include "workbench/session/frontend.h"
 #include "workbench/session/module_library.h"
 #include "workbench/session/process_exports.h"
 #include "workbench/session/session.h"
@@ -28,7 +28,7 @@ class RunningAnalysis;
 
 class SessionCore : public std::enable_shared_from_this<SessionCore> {
  public:
-  SessionCore(Face& sessionFace, SessionOptions sessionOptions);
+  SessionCore(Frontend& sessionFrontend, SessionOptions sessionOptions);
   ~SessionCore();
   SessionCore(const SessionCore&) = delete;
   SessionCore& operator=(const SessionCore&) = delete;
@@ -39,7 +39,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // --- Calls into the module nest. When the outermost one returns, dialogs that asked to be left
   // are closed, steps are entered and ended analyses are destroyed.
   void BeginCall() {
-    if (callDepth++ == 0 && !said.empty()) lastSaid = std::exchange(said, {});
+    if (callDepth++ == 0 && !notices.empty()) latestNotices = std::exchange(notices, {});
   }
   void EndCall() noexcept;
   void KeepCurrentException() noexcept;
@@ -75,15 +75,15 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // then.
   RunningAnalysis& Start(vlm::IAnalysis* analysis);
   // Closes the dialogs of all analyses except the caller and starts them again with the new data.
-  void TellOfNewData(const RunningAnalysis* caller);
+  void NotifyOfNewData(const RunningAnalysis* caller);
   // Updates open dialogs after a change of the case selection or the weights.
   void CasesChanged();
   // The analysis started last that has not ended; null for none.
   RunningAnalysis* Latest();
 
-  // Reads as OpenDataFile does, but as the recipe says. missingTexts and delimiter of other files
+  // Reads as OpenDataFile does, but as the import options say. missingTexts and delimiter of other files
   // are passed over.
-  void OpenDataFile(const std::string& path, const DataRecipe& how, const RunningAnalysis* caller);
+  void OpenDataFile(const std::string& path, const ImportOptions& how, const RunningAnalysis* caller);
   // Changes that scripts make to the input table. Each throws DataError; then nothing has changed.
   void SetMissingCode(int variableNumber, const std::string& code);
   void SetMeasurement(int variableNumber, Measurement measurement);
@@ -94,15 +94,15 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
 
   // Shown by the frontend, and kept until the next outermost call.
   void Notice(std::string_view text) {
-    said.emplace_back(text);
-    face.Notice(text);
+    notices.emplace_back(text);
+    frontend.Notice(text);
   }
   void Message(std::string_view text) {
-    said.emplace_back(text);
-    face.Message(text);
+    notices.emplace_back(text);
+    frontend.Message(text);
   }
 
-  Face& face;
+  Frontend& frontend;
   AnalysisReporter* reporter = nullptr;  // of the command or server; null: none
   const SessionOptions options;
   const std::thread::id thread;
@@ -112,7 +112,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   CaseSelectionText selectionText;
   std::optional<CaseBitmap> selected;  // nothing: all cases are used
   int weightVariable = 0;
-  DataRecipe recipe;  // of the table
+  ImportOptions importOptions;  // of the table
   std::uint64_t dataVersion = 1;
 
   std::unique_ptr<HostProcedures> procedures;  // trees, tables and so on, which the module asks for
@@ -130,9 +130,9 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   int callDepth = 0;
   int automationDepth = 0;  // script calls being served
   std::exception_ptr keptException;
-  std::vector<std::string> said;       // notices and messages of the outermost call
-  std::vector<std::string> lastSaid;   // of the latest outermost call before it that made any
-  RunningAnalysis* inquiry = nullptr;  // whose results are asked for: the latest while they are
+  std::vector<std::string> notices;        // notices and messages of the outermost call
+  std::vector<std::string> latestNotices;  // of the latest outermost call before it that made any
+  RunningAnalysis* inquiry = nullptr;      // whose results are asked for: the latest while they are
 };
 
 // Counts a call into the module; deferred actions run at its end.

@@ -1,4 +1,4 @@
-// The services over the session's table, face and profile.
+// The services over the session's table, frontend and profile.
 #include "workbench/session/session_services.h"
 #include "workbench/data/large_pages.h"
 
@@ -118,7 +118,7 @@ void SessionServices::dstart(int stepCount) {
   stepCount_ = std::max(stepCount, 0);
   nextShownStep_ = 1;
   try {
-    core_.face.ProgressOpened(caption_, stepCount_);
+    core_.frontend.ProgressOpened(caption_, stepCount_);
   } catch (...) {
     core_.KeepCurrentException();
   }
@@ -131,8 +131,8 @@ void SessionServices::termom(int step) {
 void SessionServices::ShowStep(int step) {
   nextShownStep_ = step + std::max(1, stepCount_ / kShownSteps);
   try {
-    core_.face.ProgressStep(step);
-    if (core_.face.CancelPressed()) cancelPressed_ = true;
+    core_.frontend.ProgressStep(step);
+    if (core_.frontend.CancelPressed()) cancelPressed_ = true;
   } catch (...) {
     core_.KeepCurrentException();
     cancelPressed_ = true;
@@ -145,7 +145,7 @@ void SessionServices::CloseProgress() {
   if (!progressOpen_) return;
   progressOpen_ = false;
   try {
-    core_.face.ProgressClosed();
+    core_.frontend.ProgressClosed();
   } catch (...) {
     core_.KeepCurrentException();
   }

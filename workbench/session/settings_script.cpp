@@ -205,23 +205,23 @@ class ScriptWriter {
   std::string Text(std::string_view text) const { return dialect_.Text(text); }
 
   void WriteData() {
-    const DataRecipe& recipe = run_.recipe;
+    const ImportOptions& importOptions = run_.importOptions;
     const std::string file = Text(run_.table.fileName);
-    if (recipe.delimiter.empty() && recipe.missingTexts.empty()) {
+    if (importOptions.delimiter.empty() && importOptions.missingTexts.empty()) {
       Line(dialect_.SetObject("data", "app.Open(" + file + ")"));
     } else {
       std::vector<std::string> texts;
-      for (const std::string& text : recipe.missingTexts) texts.push_back(Text(text));
-      Line(dialect_.SetObject("data", "app.OpenText(" + file + ", " + Text(recipe.delimiter) + ", " +
+      for (const std::string& text : importOptions.missingTexts) texts.push_back(Text(text));
+      Line(dialect_.SetObject("data", "app.OpenText(" + file + ", " + Text(importOptions.delimiter) + ", " +
                                           dialect_.Array(texts, "    ") + ")"));
     }
-    for (const std::string& name : recipe.added)
+    for (const std::string& name : importOptions.added)
       Line(dialect_.Comment(Text(name) + " was added to the data: data.AddVariable(...)"));
-    for (const auto& [name, code] : recipe.missingCodes) {
+    for (const auto& [name, code] : importOptions.missingCodes) {
       Line(dialect_.Item("data.Variables", Text(name)) +
            ".MissingDataCode = " + (IsNumber(code) ? code : Text(code)));
     }
-    for (const auto& [name, measurement] : recipe.measurements) {
+    for (const auto& [name, measurement] : importOptions.measurements) {
       Line(dialect_.Item("data.Variables", Text(name)) + ".Measurement = " +
            (measurement == Measurement::kContinuous ? "\"continuous\"" : "\"categorical\""));
     }
@@ -340,7 +340,7 @@ std::string WriteSettingsScript(const ScriptedRun& run) { return ScriptWriter(ru
 std::string SettingsScript(SessionCore& core, RunningAnalysis& analysis) {
   const bool isScreening = analysis.Analysis().GetAnalysisID() == kScreeningId;
   ScriptedRun run{.table = core.table,
-                  .recipe = core.recipe,
+                  .importOptions = core.importOptions,
                   .selection = core.selectionText,
                   .weight = core.weightVariable,
                   .analysis = isScreening ? kScreeningName : kFeatureSelectionName,

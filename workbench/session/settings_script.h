@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "workbench/data/table.h"
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_frontend.h"
 #include "workbench/session/analysis_notes.h"
 #include "workbench/session/session.h"
 
@@ -22,7 +22,7 @@ inline constexpr char kScreeningName[] = "Predictor screening";
 
 struct ScriptedRun {
   const Table& table;  // names of the variables
-  DataRecipe recipe;
+  ImportOptions importOptions;
   CaseSelectionText selection;
   int weight = 0;  // 0: none
   const char* analysis;

@@ -176,7 +176,7 @@ void WriteResults(const CommandOptions& options, const std::vector<Format>& form
 std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
                      const VariableChoice& choice) {
   ScriptedRun run{.table = table,
-                  .recipe = RecipeOf(options.data, table),
+                  .importOptions = ImportOptionsOf(options.data, table),
                   .selection = {options.settings.cases.select, options.settings.cases.exclude},
                   .weight = choice.weight,
                   .analysis = kFeatureSelectionName,
@@ -198,11 +198,11 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
 std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
                                  Table table, const VariableChoice& choice) {
   auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
-  DataRecipe recipe = RecipeOf(options.data, table);
-  run->session.SetTable(std::move(table), std::move(recipe));
+  ImportOptions importOptions = ImportOptionsOf(options.data, table);
+  run->session.SetTable(std::move(table), std::move(importOptions));
   ApplyCases(run->session, choice.weight, options.settings.cases);
-  if (!options.output.quiet) TellLeftOut(choice.leftOut);
-  run->featureSelection = RunFeatureSelection(run->session, run->face, choice, options.settings);
+  if (!options.output.quiet) ReportLeftOut(choice.leftOut);
+  run->featureSelection = RunFeatureSelection(run->session, run->frontend, choice, options.settings);
   return run;
 }
 
@@ -258,7 +258,7 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
     run->featureSelection->provenance = ProvenanceOf("feature-selection", arguments, options.data.path);
   WriteResults(options, formats, *run->featureSelection, run->session, files);
   if (IsFirstLook(options.output) && options.settings.displayMode == DisplayMode::kBest) {
-    Tell("Next: --show p lists all predictors below a p-value, --out DIR writes a report and a workbook.");
+    Report("Next: --show p lists all predictors below a p-value, --out DIR writes a report and a workbook.");
   }
   return kExitDone;
 }

@@ -39,7 +39,7 @@ Measurement KindOf(int index, int continuousCount) {
 }
 
 ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Table& table,
-                                TerminalFace& face, const vlm::FeatureSelectionRun& run, int index) {
+                                TerminalFrontend& frontend, const vlm::FeatureSelectionRun& run, int index) {
   ReportedDependent dependent;
   dependent.number = results.GetDependentNumber(index);
   dependent.name = table.Variable(dependent.number).name;
@@ -58,17 +58,17 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
   for (int j = 0; j < predictorCount; ++j) {
     results.GetPair(index, j, &dependent.pairs[static_cast<std::size_t>(j)]);
   }
-  face.TakeSaid();
+  frontend.TakeNotices();
   vlm::IntegerSink best;
   if (results.SelectBest(index, &best) != 0)
     throw RunError("The predictors of " + dependent.name + " cannot be ranked.");
   dependent.best = best.numbers;
-  dependent.notices = face.TakeSaid();
+  dependent.notices = frontend.TakeNotices();
   return dependent;
 }
 
 // The host's reader skips a case of missing weight as it skips one that the selection leaves out.
-void TellWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
+void SeparateWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
   const CaseSelectionText& selection = session.Selection();
   if (session.WeightVariable() == 0) return;
   const CaseBitmap selected = SelectCases(session.Data(), {selection.include, selection.exclude});
@@ -366,29 +366,30 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
 
 }  // namespace
 
-FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
+FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFrontend& frontend,
+                                           const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings) {
   if (!settings.classic) return Rank(session, choice, settings);
   const AutomationClient startup = session.StartFeatureSelection();
   PutAll(startup, StartupSettings(choice, settings));
   if (settings.cases.roundWeights) session.UseWeightsAsGiven(false);
   session.Notes().leftOut = choice.leftOut;
-  PressOk(startup, session, face, kAnalysisName, settings.cases);
+  PressOk(startup, session, frontend, kAnalysisName, settings.cases);
   const AutomationClient dialog = session.ResultsDialog();
   if (!dialog || session.FeatureSelectionResults() == nullptr)
-    FailRun(session, face, kAnalysisName, settings.cases);
+    FailRun(session, frontend, kAnalysisName, settings.cases);
   PutAll(dialog, DisplaySettings(settings));
-  return ReadFeatureSelection(session, face);
+  return ReadFeatureSelection(session, frontend);
 }
 
-FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face) {
+FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFrontend& frontend) {
   const AutomationClient dialog = session.ResultsDialog();
   vlm::IFeatureSelectionResults* const results = session.FeatureSelectionResults();
   FeatureSelectionReport report;
   const Table& table = session.Data();
   report.dataFile = table.fileName;
   results->GetRun(&report.run);
-  if (report.run.weighted) TellWeightFromSelection(session, report.run);
+  if (report.run.weighted) SeparateWeightFromSelection(session, report.run);
   report.weightVariable = NameOf(table, session.WeightVariable());
   report.countVariable = NameOf(table, report.run.countVariableNumber);
   report.select = session.Selection().include;
@@ -405,7 +406,7 @@ FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face
   }
   const StrictCriterion strict(*results);
   for (int d = 0; d < report.run.continuousDependents + report.run.categoricalDependents; ++d) {
-    report.dependents.push_back(ReadDependent(*results, table, face, report.run, d));
+    report.dependents.push_back(ReadDependent(*results, table, frontend, report.run, d));
     StopIfInterrupted();
   }
   return report;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "workbench/cli/options.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/cli/variable_choice.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/session/session.h"
@@ -36,11 +36,12 @@ struct FeatureSelectionSettings {
 // Runs the analysis on the session's table and reads everything that it found. After a classic run the
 // results dialog stays open for bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
 // UsageError for a wrong selection expression.
-FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFace& face, const VariableChoice& choice,
+FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFrontend& frontend,
+                                           const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);
 
 // What the analysis started last has found, with the settings of its results dialog, which must be open.
-FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFace& face);
+FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFrontend& frontend);
 
 // Members of the two dialogs and what RunFeatureSelection puts them, in its order.
 std::vector<MemberValue> StartupSettings(const VariableChoice& choice,

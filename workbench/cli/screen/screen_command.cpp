@@ -99,7 +99,7 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   }
   const ScreenSettings& settings = options.settings;
   ScriptedRun run{.table = table,
-                  .recipe = RecipeOf(options.data, table),
+                  .importOptions = ImportOptionsOf(options.data, table),
                   .selection = {settings.cases.select, settings.cases.exclude},
                   .weight = choice.weight,
                   .analysis = kScreeningName,
@@ -118,7 +118,7 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
 
 std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
                                  Table table, const ScreenChoice& choice, int weight) {
-  if (!options.output.quiet) TellLeftOut(choice.leftOut);
+  if (!options.output.quiet) ReportLeftOut(choice.leftOut);
   std::vector<std::string> notices;
   std::map<int, UserBins> userBins;
   if (!options.settings.cutPointsFile.empty())
@@ -131,20 +131,20 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
     options.special.AddTo(table, choice, userBins, *plan, notices);
     settings.binning = std::move(plan);
   }
-  for (const std::string& notice : notices) Tell(notice);
+  for (const std::string& notice : notices) Report(notice);
   auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
-  DataRecipe recipe = RecipeOf(options.data, table);
-  run->session.SetTable(std::move(table), std::move(recipe));
+  ImportOptions importOptions = ImportOptionsOf(options.data, table);
+  run->session.SetTable(std::move(table), std::move(importOptions));
   ApplyCases(run->session, weight, options.settings.cases);
   std::set<int> binnedByUser;
   for (const auto& [number, bins] : userBins) binnedByUser.insert(number);
-  ScreenReport report = RunScreening(run->session, run->face, choice, settings, std::move(userBins));
+  ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
   for (const ScreenedResponse& response : report.responses) {
     for (const ScreenedPredictor& predictor : response.predictors) {
       if (predictor.bins.size() > 1 || !binnedByUser.contains(predictor.figures.predictorNumber)) continue;
       notices.push_back(settings.cutPointsFile + ": " + predictor.name +
                         " ends in one bin, which says nothing about " + response.name + ".");
-      Tell(notices.back());
+      Report(notices.back());
     }
   }
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
@@ -224,12 +224,12 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   OutputWriters writers = run->Writers();
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& outputs) {
-      SaveScreening(options.save, options.output, *run->screening, run->session, run->face, outputs);
+      SaveScreening(options.save, options.output, *run->screening, run->session, run->frontend, outputs);
     };
   }
   WriteOutputs(options.output, formats, writers, files);
   if (IsFirstLook(options.output) && !options.save.Any() && options.settings.cutPointsFile.empty()) {
-    Tell(
+    Report(
         "Next: --out DIR writes a report and a workbook, --bins FILE saves the bins for 'velmora apply', "
         "--cut-points FILE sets your own bins.");
   }

@@ -215,7 +215,7 @@ void RankPredictors(vlm::IScreeningResults& results, vlm::ResponseKind kind, Ran
 
 }  // namespace
 
-ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
+ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins) {
   session.AnalysisSettings().pruneTrees = !settings.noPruning;
   const AutomationClient startup = session.StartScreening();
@@ -227,9 +227,9 @@ ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoi
   notes.cutPointsFile = settings.cutPointsFile;
   notes.shownPredictors = settings.best;
   notes.binning = settings.binning;
-  PressOk(startup, session, face, kAnalysisName, settings.cases);
+  PressOk(startup, session, frontend, kAnalysisName, settings.cases);
   if (!session.ResultsDialog() || session.ScreeningResults() == nullptr)
-    FailRun(session, face, kAnalysisName, settings.cases);
+    FailRun(session, frontend, kAnalysisName, settings.cases);
   if (settings.rankBy == RankBy::kPrescribed) return ReadScreening(session);
   for (const KindMembers& members : kKinds)
     RankPredictors(*session.ScreeningResults(), members.kind, settings.rankBy, settings.saveChance);

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "workbench/cli/screen/screen_choice.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/report/screen_documents.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/session/session.h"
@@ -26,7 +26,7 @@ struct ScreenSettings {
 // Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
 // for documents. userBins: of --cut-points. Throws RunError when the run fails, Cancelled when the user stopped
 // it.
-ScreenReport RunScreening(Session& session, TerminalFace& face, const ScreenChoice& choice,
+ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins);
 
 // Puts into the report how many cases every response used, and why not the others. selected: of the session's

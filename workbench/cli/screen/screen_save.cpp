@@ -148,7 +148,7 @@ void WarnOfMissingCodes(const SavedBins& bins) {
     for (const SavedPredictor& predictor : response.predictors) {
       if (!predictor.missingCode || !noted.insert(predictor.name).second) continue;
       const std::string code = ShortestNumber(*predictor.missingCode);
-      Tell("Warning: recode files and rules do not say that " + code + " of " + predictor.name +
+      Warn("recode files and rules do not say that " + code + " of " + predictor.name +
            " means missing; apply them with --missing \"" + predictor.name + "=" + code +
            "\", or use --bins.");
     }
@@ -317,7 +317,7 @@ void SaveBinsFiles(const SaveOptions& options, const ScreenReport& report, const
   SavedBins undated = WithoutDates(bins, session.Data(), notices);
   if (!options.sql.empty())
     files.AddAt(PathOf(options.sql), BinsSql(undated, notices, static_cast<SqlDialect>(options.sqlDialect)));
-  for (const std::string& notice : notices) Tell("Warning: " + notice);
+  for (const std::string& notice : notices) Warn(notice);
   if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
   if (!options.bins.empty()) {
     AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
@@ -355,7 +355,7 @@ void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Se
 }
 
 void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
-                   Session& session, TerminalFace& face, OutputFiles& files) {
+                   Session& session, TerminalFrontend& frontend, OutputFiles& files) {
   const int count = NumberToSave(options, report);
   const SavedBins bins = SavedBinsOf(report, session.Data(), count);
   SaveBinsFiles(options, report, bins, session, files);
@@ -363,12 +363,12 @@ void SaveScreening(const SaveOptions& options, const OutputOptions& output, cons
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);
   // The module reports files as saved before they are moved into place.
-  face.HoldBack(true);
+  frontend.HoldNotices(true);
   if (!options.recodeFolder.empty()) SaveRecodeFiles(options, report, bins, session, dialog, files);
   if (!options.rules.empty()) SaveRules(options, dialog, files);
   if (!options.coded.empty()) SaveCoded(options, output, bins, session, dialog, files);
-  face.DropHeld();
-  face.HoldBack(false);
+  frontend.DropHeld();
+  frontend.HoldNotices(false);
 }
 
 }  // namespace velmora

@@ -7,7 +7,7 @@
 #include "workbench/bins/saved_bins.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/output_files.h"
-#include "workbench/cli/terminal_face.h"
+#include "workbench/cli/terminal_frontend.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/session/session.h"
 
@@ -38,6 +38,6 @@ void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Se
 // Makes the files that the options name. Coded variables and the figures of their bins are added to
 // the session's table. Throws RunError and DataError with one sentence, Cancelled.
 void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
-                   Session& session, TerminalFace& face, OutputFiles& files);
+                   Session& session, TerminalFrontend& frontend, OutputFiles& files);
 
 }  // namespace velmora

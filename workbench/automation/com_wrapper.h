@@ -1,4 +1,4 @@
-// The COM face of the workbench's own automation objects.
+// The COM object of the workbench's own automation objects.
 #pragma once
 
 #include "contract/automation.h"
@@ -7,6 +7,6 @@ namespace velmora {
 
 // A new late-bound COM object over the object; see vlm::IAutomationObject::MakeComObject. Null
 // where there is no COM, or when memory is short.
-void* MakeComFace(vlm::IAutomationObject* object) noexcept;
+void* MakeComWrapper(vlm::IAutomationObject* object) noexcept;
 
 }  // namespace velmora

@@ -59,9 +59,9 @@ struct CaseSelectionText {
 };
 
 // The base class shows nothing and cancels every question.
-class DialogFace {
+class DialogFrontend {
  public:
-  virtual ~DialogFace() = default;
+  virtual ~DialogFrontend() = default;
 
   virtual void DialogOpened(DialogWindow& /*window*/) {}
   virtual void ControlChanged(DialogWindow& /*window*/, int /*controlId*/) {}

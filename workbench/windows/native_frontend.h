@@ -2,7 +2,7 @@
 // progress as windows of the system. Everything happens on the thread that made it, which runs its
 // loop:
 //
-//   NativeFace face; Session session(face); ... session.StartFeatureSelection(); face.Run();
+//   NativeFrontend frontend; Session session(frontend); ... session.StartFeatureSelection(); frontend.Run();
 #pragma once
 
 #include <windows.h>
@@ -13,17 +13,17 @@
 #include <string>
 #include <vector>
 
-#include "workbench/session/face.h"
+#include "workbench/session/frontend.h"
 #include "workbench/windows/native_dialog.h"
 
 namespace velmora {
 
-class NativeFace : public Face {
+class NativeFrontend : public Frontend {
  public:
-  NativeFace();
-  ~NativeFace() override;
-  NativeFace(const NativeFace&) = delete;
-  NativeFace& operator=(const NativeFace&) = delete;
+  NativeFrontend();
+  ~NativeFrontend() override;
+  NativeFrontend(const NativeFrontend&) = delete;
+  NativeFrontend& operator=(const NativeFrontend&) = delete;
 
   // Dispatches messages until the main window closes, or without one until every dialog has. Calls
   // afterEach, unless it is empty, after each message: for work that a command leaves to be done

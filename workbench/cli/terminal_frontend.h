@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "workbench/cli/progress_bar.h"
-#include "workbench/session/face.h"
+#include "workbench/session/frontend.h"
 
 namespace velmora {
 
-class TerminalFace : public Face {
+class TerminalFrontend : public Frontend {
  public:
-  explicit TerminalFace(bool quiet) : quiet_(quiet) {}
+  explicit TerminalFrontend(bool quiet) : quiet_(quiet) {}
 
   void Notice(std::string_view text) override;
   void Message(std::string_view text) override;
@@ -33,20 +33,20 @@ class TerminalFace : public Face {
   DialogWindow* OpenDialog() const { return openDialog_; }
 
   // Notices and messages since the last call, in order.
-  std::vector<std::string> TakeSaid();
+  std::vector<std::string> TakeNotices();
   // Holds lines back (for the sentence of a failure), or shows them at once, which is the default.
-  void HoldBack(bool hold);
+  void HoldNotices(bool hold);
   // Drops the lines held back, which are reported elsewhere.
   void DropHeld() { held_.clear(); }
 
  private:
-  void Say(std::string_view text);
+  void Show(std::string_view text);
 
   bool quiet_;
   bool holding_ = false;
-  std::set<std::string> told_;
-  std::vector<std::string> said_, held_;
-  std::vector<std::string> unsaid_;  // since OK was called: shown before, or suppressed by --quiet
+  std::set<std::string> reported_;
+  std::vector<std::string> notices_, held_;
+  std::vector<std::string> unreported_;  // since OK was called: shown before, or suppressed by --quiet
   DialogWindow* openDialog_ = nullptr;
   ProgressBar bar_;
   int stepCount_ = 0;

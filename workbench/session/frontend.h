@@ -5,12 +5,12 @@
 #include <string_view>
 #include <vector>
 
-#include "workbench/dialogs/dialog_face.h"
+#include "workbench/dialogs/dialog_frontend.h"
 
 namespace velmora {
 
 // All calls are made on the session's thread. The base class shows nothing and never cancels.
-class Face : public DialogFace {
+class Frontend : public DialogFrontend {
  public:
   virtual void Notice(std::string_view /*text*/) {}   // of an analysis about its results
   virtual void Message(std::string_view /*text*/) {}  // of the message output
@@ -26,7 +26,7 @@ class Face : public DialogFace {
 };
 
 // Records all calls, for tests.
-class RecordingFace : public Face {
+class RecordingFrontend : public Frontend {
  public:
   void Notice(std::string_view text) override { notices.emplace_back(text); }
   void Message(std::string_view text) override { messages.emplace_back(text); }

@@ -1,4 +1,4 @@
-#include "workbench/windows/native_face.h"
+#include "workbench/windows/native_frontend.h"
 
 #include <commctrl.h>
 #include <commdlg.h>
@@ -38,7 +38,7 @@ constexpr ULONGLONG kProgressPause = 50;   // milliseconds between two updates o
 }  // namespace
 
 // Shown over a dialog whose command takes long; its Cancel button is read between steps.
-class NativeFace::ProgressWindow {
+class NativeFrontend::ProgressWindow {
  public:
   ProgressWindow(std::string_view caption, int stepCount, HWND owner) {
     NativeTemplate description(kProduct, 220, 58, DS_CENTER | WS_POPUP | WS_CAPTION | WS_VISIBLE);
@@ -74,15 +74,15 @@ class NativeFace::ProgressWindow {
   bool cancelled_ = false;
 };
 
-NativeFace::NativeFace() {
+NativeFrontend::NativeFrontend() {
   const INITCOMMONCONTROLSEX classes{
       sizeof classes, ICC_TAB_CLASSES | ICC_PROGRESS_CLASS | ICC_BAR_CLASSES | ICC_STANDARD_CLASSES};
   InitCommonControlsEx(&classes);
 }
 
-NativeFace::~NativeFace() = default;
+NativeFrontend::~NativeFrontend() = default;
 
-void NativeFace::DispatchOne(MSG& message) {
+void NativeFrontend::DispatchOne(MSG& message) {
   const HWND top = GetAncestor(message.hwnd, GA_ROOT);
   if (progress_ && top == progress_->Handle() && IsDialogMessageW(top, &message)) return;
   for (const auto& [dialog, window] : dialogs_) {
@@ -94,7 +94,7 @@ void NativeFace::DispatchOne(MSG& message) {
   DispatchMessageW(&message);
 }
 
-void NativeFace::Run(const std::function<void()>& afterEach) {
+void NativeFrontend::Run(const std::function<void()>& afterEach) {
   MSG message;
   const auto isOpen = [&] {
     return mainWindow_ == nullptr ? !dialogs_.empty() : IsWindow(mainWindow_) != FALSE;
@@ -107,17 +107,17 @@ void NativeFace::Run(const std::function<void()>& afterEach) {
   closed_.clear();
 }
 
-NativeDialog* NativeFace::WindowOf(const DialogWindow& dialog) {
+NativeDialog* NativeFrontend::WindowOf(const DialogWindow& dialog) {
   const auto found = dialogs_.find(&dialog);
   return found == dialogs_.end() ? nullptr : found->second.get();
 }
 
-HWND NativeFace::OwnerFor(const DialogWindow& window) {
+HWND NativeFrontend::OwnerFor(const DialogWindow& window) {
   const NativeDialog* const found = WindowOf(window);
   return found == nullptr ? FrontWindow() : found->Handle();
 }
 
-HWND NativeFace::FrontWindow() const {
+HWND NativeFrontend::FrontWindow() const {
   const HWND active = GetActiveWindow();
   for (const auto& [dialog, window] : dialogs_) {
     if (window->Handle() == active) return active;
@@ -125,51 +125,51 @@ HWND NativeFace::FrontWindow() const {
   return dialogs_.empty() ? mainWindow_ : dialogs_.begin()->second->Handle();
 }
 
-bool NativeFace::IsReady() const {
+bool NativeFrontend::IsReady() const {
   return questions_ == 0 && std::all_of(dialogs_.begin(), dialogs_.end(),
                                         [](const auto& entry) { return entry.first->TakesCommands(); });
 }
 
-bool NativeFace::ActivateDialog() {
+bool NativeFrontend::ActivateDialog() {
   if (dialogs_.empty()) return false;
   SetActiveWindow(dialogs_.rbegin()->second->Handle());
   return true;
 }
 
-void NativeFace::ShowStatus(std::string_view status) {
+void NativeFrontend::ShowStatus(std::string_view status) {
   status_ = status;
   for (const auto& [dialog, window] : dialogs_) window->ShowStatus(status_);
 }
 
-void NativeFace::BlockDialogs() {
+void NativeFrontend::BlockDialogs() {
   for (const auto& [dialog, window] : dialogs_) window->Block();
 }
 
-int NativeFace::ShowMessage(std::string_view sentence, UINT style) {
+int NativeFrontend::ShowMessage(std::string_view sentence, UINT style) {
   BlockDialogs();
   const Counted question(questions_);
   return MessageBoxW(FrontWindow(), Utf16(sentence).c_str(), kProduct, style);
 }
 
-void NativeFace::Notice(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
-void NativeFace::Message(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
+void NativeFrontend::Notice(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
+void NativeFrontend::Message(std::string_view text) { ShowMessage(text, MB_OK | MB_ICONINFORMATION); }
 
 // A short run ends before anybody could read the window, and showing every step would take longer
 // than the steps.
-void NativeFace::ProgressOpened(std::string_view caption, int stepCount) {
+void NativeFrontend::ProgressOpened(std::string_view caption, int stepCount) {
   progressCaption_ = caption;
   progressStepCount_ = stepCount;
   progressNextLook_ = GetTickCount64() + kProgressDelay;
 }
 
-void NativeFace::ProgressStep(int step) { progressStep_ = step; }
+void NativeFrontend::ProgressStep(int step) { progressStep_ = step; }
 
-void NativeFace::ProgressClosed() {
+void NativeFrontend::ProgressClosed() {
   progress_.reset();
   progressNextLook_ = 0;
 }
 
-bool NativeFace::CancelPressed() {
+bool NativeFrontend::CancelPressed() {
   if (progressNextLook_ == 0 || GetTickCount64() < progressNextLook_)
     return progress_ && progress_->IsCancelled();
   BlockDialogs();
@@ -182,29 +182,29 @@ bool NativeFace::CancelPressed() {
   return progress_->IsCancelled();
 }
 
-void NativeFace::DialogOpened(DialogWindow& window) {
+void NativeFrontend::DialogOpened(DialogWindow& window) {
   const auto& made = dialogs_[&window] = std::make_unique<NativeDialog>(window, [this] { ShowHelp(); });
   made->ShowStatus(status_);
 }
 
-void NativeFace::ControlChanged(DialogWindow& window, int controlId) {
+void NativeFrontend::ControlChanged(DialogWindow& window, int controlId) {
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowControl(controlId);
 }
 
-void NativeFace::PageSelected(DialogWindow& window) {
+void NativeFrontend::PageSelected(DialogWindow& window) {
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowSelectedPage();
 }
 
-void NativeFace::DataLineChanged(DialogWindow& window) {
+void NativeFrontend::DataLineChanged(DialogWindow& window) {
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowDataLine();
 }
 
 // A command that begins dispatches no message yet, so only its end matters here.
-void NativeFace::AvailabilityChanged(DialogWindow& window) {
+void NativeFrontend::AvailabilityChanged(DialogWindow& window) {
   if (NativeDialog* const shown = WindowOf(window)) shown->Unblock();
 }
 
-void NativeFace::DialogClosed(DialogWindow& window) {
+void NativeFrontend::DialogClosed(DialogWindow& window) {
   const auto found = dialogs_.find(&window);
   if (found == dialogs_.end()) return;
   found->second->Close();
@@ -212,7 +212,7 @@ void NativeFace::DialogClosed(DialogWindow& window) {
   dialogs_.erase(found);
 }
 
-void NativeFace::ShowEditError(DialogWindow& window, int controlId, std::string_view text) {
+void NativeFrontend::ShowEditError(DialogWindow& window, int controlId, std::string_view text) {
   // OK closes the dialog in the same moment, and its run goes on: the message box is read before it
   // does.
   if (window.RunningCommand() == kOkButton) {
@@ -224,28 +224,28 @@ void NativeFace::ShowEditError(DialogWindow& window, int controlId, std::string_
   if (NativeDialog* const shown = WindowOf(window)) shown->ShowEditError(controlId, text);
 }
 
-void NativeFace::ShowInstructionError(DialogWindow& window, std::string_view text) {
+void NativeFrontend::ShowInstructionError(DialogWindow& window, std::string_view text) {
   BlockDialogs();
   MessageBoxW(OwnerFor(window), Utf16(text).c_str(), kProduct, MB_OK | MB_ICONEXCLAMATION);
 }
 
-bool NativeFace::AskVariableLists(DialogWindow& window, std::string_view title,
-                                  std::vector<VariableListQuestion>& lists) {
+bool NativeFrontend::AskVariableLists(DialogWindow& window, std::string_view title,
+                                      std::vector<VariableListQuestion>& lists) {
   BlockDialogs();
   return AskVariableListsNatively(OwnerFor(window), window.Data(), title, lists);
 }
 
-bool NativeFace::AskCodes(DialogWindow& window, CodesQuestion& question) {
+bool NativeFrontend::AskCodes(DialogWindow& window, CodesQuestion& question) {
   BlockDialogs();
   return AskCodesNatively(OwnerFor(window), window, question);
 }
 
-bool NativeFace::AskCaseSelection(DialogWindow& window, CaseSelectionText& selection) {
+bool NativeFrontend::AskCaseSelection(DialogWindow& window, CaseSelectionText& selection) {
   BlockDialogs();
   return AskCaseSelectionNatively(OwnerFor(window), selection);
 }
 
-bool NativeFace::AskCaseWeight(DialogWindow& window, int& variableNumber) {
+bool NativeFrontend::AskCaseWeight(DialogWindow& window, int& variableNumber) {
   BlockDialogs();
   return AskCaseWeightNatively(OwnerFor(window), window.Data(), variableNumber);
 }
@@ -298,14 +298,14 @@ std::wstring FilterOf(std::wstring caption, const std::vector<std::string>& exte
 
 }  // namespace
 
-std::optional<std::string> NativeFace::ChooseDataFile(HWND owner) {
+std::optional<std::string> NativeFrontend::ChooseDataFile(HWND owner) {
   const Counted question(questions_);
   return FileQuestion(owner, L"Open data",
                       FilterOf(L"Data files", ReadableExtensions()) + FilterOf(L"All files", {".*"}))
       .AskOpen();
 }
 
-std::optional<std::string> NativeFace::ChooseTableFile(HWND owner, const std::string& present) {
+std::optional<std::string> NativeFrontend::ChooseTableFile(HWND owner, const std::string& present) {
   std::wstring filter;
   for (const std::string& extension : WritableExtensions())
     filter += FilterOf(Utf16("Table (*" + extension + ")"), {extension});
@@ -315,14 +315,14 @@ std::optional<std::string> NativeFace::ChooseTableFile(HWND owner, const std::st
       .AskSave(stem + WritableExtensions().front(), WritableExtensions().front(), OFN_OVERWRITEPROMPT);
 }
 
-std::optional<std::string> NativeFace::AskDataFile(DialogWindow& window) {
+std::optional<std::string> NativeFrontend::AskDataFile(DialogWindow& window) {
   BlockDialogs();
   if (!MayReplaceData()) return std::nullopt;
   return ChooseDataFile(OwnerFor(window));
 }
 
-std::optional<std::string> NativeFace::AskSaveFile(DialogWindow& window, std::string_view title,
-                                                   std::string_view extension) {
+std::optional<std::string> NativeFrontend::AskSaveFile(DialogWindow& window, std::string_view title,
+                                                       std::string_view extension) {
   BlockDialogs();
   const std::string pattern(extension);
   // Whether a file may be replaced is asked once the names of the files to write are known.
@@ -331,7 +331,7 @@ std::optional<std::string> NativeFace::AskSaveFile(DialogWindow& window, std::st
       .AskSave({}, extension, 0);
 }
 
-bool NativeFace::AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) {
+bool NativeFrontend::AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) {
   constexpr std::size_t kMostNamed = 10;
   BlockDialogs();
   std::string text =
