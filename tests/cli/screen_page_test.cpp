@@ -56,7 +56,6 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
     out.opened = text('#p0-3 h4')[0];
     out.rows = [...document.querySelectorAll('#p0-3 tbody tr')].map((row) => [...row.cells].map((cell) => cell.innerText));
     out.chart = document.querySelectorAll('#p0-3 svg').length;
-    const bins = [...document.querySelectorAll('#p0-1 .chart')];
     out.rules = document.querySelector('#p0-1 .rule pre').textContent;
     out.left = text('#left-out tbody tr')[0];
     out.bold = document.querySelectorAll('main b').length;
@@ -96,7 +95,7 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
     EXPECT_NEAR(std::stod(out["rows"][b][6].get<std::string>()), third["rows"][b]["woe"].get<double>(),
                 0.005);
   }
-  EXPECT_EQ(out["chart"], 1);
+  EXPECT_EQ(out["chart"], 2) << "cases with bad rate, and weight of evidence";
   EXPECT_NE(out["rules"].get<std::string>().find(kHostile + " = plain \"level\""), std::string::npos)
       << out["rules"];
   EXPECT_NE(out["left"].get<std::string>().find("same"), std::string::npos);

@@ -268,6 +268,7 @@ class ResponseSection {
     PageJson json = {{"kind", ResponseKindName(response_.kind)},
                      {"name", Utf8Of(response_.name)},
                      {"panelPrefix", panelPrefix_},
+                     {"classic", report_.classic},
                      {"codes", std::move(codes)},
                      {"size", response_.kind == vlm::kContinuousResponse ? "n" : "total"},
                      {"level", HasClasses() ? PageJson() : PageJson(level)},
@@ -306,6 +307,11 @@ class ResponseSection {
         {"maximum", any ? Figure(predictor.figures.maximum, "") : PageJson()},
         {"cuts", std::move(cuts)},
         {"labels", list([](const ScreenedBin& bin) { return PageJson(Utf8Of(DisplayLabel(bin.label))); })}};
+    PageJson apart = PageJson::array();
+    for (std::size_t b = 0; b < predictor.bins.size(); ++b) {
+      if (predictor.IsApart(b)) apart.push_back(b);
+    }
+    detail["apart"] = std::move(apart);
     if (HasClasses()) {
       figures["total"] = list([](const ScreenedBin& bin) { return Figure(bin.figures.total, ""); });
       PageJson counts = PageJson::array();

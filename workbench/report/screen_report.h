@@ -33,6 +33,12 @@ struct ScreenedPredictor {
   bool missingHasOwnBin = false;      // the last of the bins holds the cases without a value alone
   ScreenedBin total;                  // all cases; its information value is the predictor's
   std::vector<ScreenedLevel> levels;  // of a categorical predictor, by rising value
+
+  // Whether a bin holds missing values or special codes alone: it has no place among the others.
+  bool IsApart(std::size_t bin) const {
+    const bool interval = figures.categorical != 0 || bin <= cutPoints.size();
+    return !interval || (missingHasOwnBin && bin + 1 == bins.size());
+  }
 };
 
 struct FailedPredictor {

@@ -5,7 +5,8 @@
 // section.response describes the response: kind, name, codes, figures (columns of the bin tables: {name, title,
 // decimals}), size (the figure that counts cases), level (the figure that shapes and charts show, null for a
 // categorical response) and details, one per predictor in order of rank: minimum, maximum, cuts, labels, figures
-// by name, and counts (one list per code), each list with the total last. The last details may be missing.
+// by name, and counts (one list per code), each list with the total last, and apart, the bins of missing values and
+// special codes. The last details may be missing. classic: the charts of the report come first.
 const pageShapes = (() => {
   const kMostClassesDrawn = 12, kMostClassesInShape = 24, kMostClassColumns = 60;
 
@@ -68,36 +69,60 @@ const pageShapes = (() => {
     return picture;
   }
 
-  // --- The bins as a chart, where the analysis made none.
-  function chartOf(response, name, detail) {
-    const bins = binCount(detail);
-    const labels = detail.labels.slice(0, bins);
-    const texts = labels.map((label, bin) => [label,
-      ...response.figures.map((figure) => `${figure.title}: ${shownFigure(detail.figures[figure.name][bin], figure.decimals)}`)].join('\n'));
-    const position = { title: name };
-    if (response.level === null) {
-      const sizes = sizesOf(response, detail);
-      return { layout: 'columns', title: name, position, value: { title: 'share in %', maximum: 100 }, stacked: true, categories: labels,
-        series: response.codes.slice(0, kMostClassesDrawn).map((code, i) => ({ name: code,
-          points: labels.map((_, bin) => (sizes[bin] > 0 ? Number((detail.counts[i][bin] / sizes[bin] * 100).toPrecision(4)) : null)) })) };
-    }
-    const percent = response.kind === 'binary';
-    const heights = detail.figures[response.level].slice(0, bins).map((level) => (level === null ? null : percent ? level * 100 : level));
-    const value = { title: percent ? 'bad rate in %' : `mean of ${response.name}` };
-    const ends = [detail.minimum, ...detail.cuts, detail.maximum];
-    if (detail.cuts.length !== bins - 1 || ends.some((end, i) => end === null || (i > 0 && end < ends[i - 1]))) {
-      return { layout: 'columns', title: name, position, value, categories: labels, series: [{ name: '', points: heights, tips: texts }] };
-    }
-    return { layout: 'xy', title: name, position, value, scaled: !percent, right: {},
-      series: [{ kind: 'line', name: value.title, points: heights.flatMap((height, bin) => [[ends[bin], height], [ends[bin + 1], height], [null, null]]) }],
-      tips: texts.map((text, bin) => [ends[bin], ends[bin + 1], text]) };
+  // --- The bins as charts.
+  const kNormal = 1.959964;
+
+  // Wilson's interval of a share of n cases.
+  function shareInterval(share, n) {
+    if (share === null || !(n > 0)) return [null, null];
+    const z2 = kNormal * kNormal / n;
+    const middle = (share + z2 / 2) / (1 + z2);
+    const reach = kNormal / (1 + z2) * Math.sqrt(share * (1 - share) / n + z2 / (4 * n));
+    return [Math.max(middle - reach, 0), Math.min(middle + reach, 1)];
   }
 
-  function ownFigure(response, name, detail) {
-    const chart = chartOf(response, name, detail);
-    const title = `${chart.value.title[0].toUpperCase()}${chart.value.title.slice(1)}`;
-    return makeFigure({ titles: [title], description: `Chart of ${chart.value.title} by bin of ${name}.`, height: 330, table: undefined, chart });
+  // The interval of a mean of n cases by Student's t, whose quantile is expanded about the normal one.
+  function meanInterval(mean, variance, n) {
+    if (mean === null || variance === null || !(n > 1)) return [null, null];
+    const z = kNormal, df = n - 1;
+    const t = df < 3 ? [12.706, 4.303][df < 2 ? 0 : 1] : z + (z ** 3 + z) / (4 * df) + (5 * z ** 5 + 16 * z ** 3 + 3 * z) / (96 * df * df)
+      + (3 * z ** 7 + 19 * z ** 5 + 17 * z ** 3 - 15 * z) / (384 * df ** 3);
+    const reach = t * Math.sqrt(variance / n);
+    return [mean - reach, mean + reach];
   }
+
+  // [title of the figure, chart] of a predictor: cases with the level of the response, and the weights of evidence
+  // of a flag or the shares of classes.
+  function chartsOf(response, name, detail) {
+    const bins = binCount(detail);
+    const labels = detail.labels.slice(0, bins);
+    const sizes = sizesOf(response, detail);
+    const percent = (part, all) => (all > 0 ? Number((part / all * 100).toPrecision(6)) : null);
+    const common = { title: name, position: { title: name }, categories: labels,
+      tips: labels.map((label, bin) => [label,
+        ...response.figures.map((figure) => `${figure.title}: ${shownFigure(detail.figures[figure.name][bin], figure.decimals)}`)].join('\n')) };
+    const size = labels.map((_, bin) => percent(sizes[bin], sizes[bins]));
+    if (response.level === null) {
+      return [['Classes of each bin', { ...common, layout: 'columns', value: { title: 'share in %', maximum: 100 }, stacked: true,
+        series: response.codes.slice(0, kMostClassesDrawn).map((code, i) => ({ name: code,
+          points: labels.map((_, bin) => percent(detail.counts[i][bin], sizes[bin])) })) }],
+      ['Cases of each bin', { ...common, layout: 'columns', value: { title: '% of cases' }, series: [{ name: '', points: size }] }]];
+    }
+    const flag = response.kind === 'binary';
+    const levels = detail.figures[response.level];
+    const intervals = labels.map((_, bin) => (flag ? shareInterval(levels[bin], sizes[bin])
+      : meanInterval(levels[bin], detail.figures.variance[bin], sizes[bin])));
+    const scaled = (value) => (value === null || !flag ? value : value * 100);
+    const charts = [[flag ? 'Cases and bad rate' : `Cases and mean of ${response.name}`, { ...common, layout: 'bins', fromZero: flag, apart: detail.apart,
+      sizeTitle: '% of cases', levelTitle: flag ? 'bad rate in %' : `mean of ${response.name}`, size, level: levels.slice(0, bins).map(scaled),
+      low: intervals.map(([low]) => scaled(low)), high: intervals.map(([, high]) => scaled(high)), whole: scaled(levels[bins]) }]];
+    if (flag) charts.push(['Weight of evidence', { ...common, layout: 'signed', value: { title: 'WOE' }, points: detail.figures.woe.slice(0, bins) }]);
+    return charts;
+  }
+
+  const ownFigures = (response, name, detail) => chartsOf(response, name, detail).map(([title, chart]) => makeFigure({
+    titles: [title], description: `Chart of ${title.toLowerCase()} by bin of ${name}.`, height: 330, table: undefined, chart,
+    notes: chart.layout === 'bins' ? ['Bars: cases. Points: 95 % intervals. Dashed: all cases.'] : [] }));
 
   // --- Bin tables. The bins of a categorical response show counts, percentages or expected counts of its classes.
   const kClassFigures = [
@@ -166,9 +191,10 @@ const pageShapes = (() => {
       make('h4', { id: `${id}-title` }, make('span', { class: 'rank' }, String(rank + 1)), ` ${name}`), make('p', { class: 'figures' }, figures));
     const panel = make('article', { class: 'panel', id, tabindex: '-1', 'aria-labelledby': `${id}-title` }, opening);
     const charts = prepared ? prepared.charts : [];
-    if (charts.length > 0 || detail) {
-      opening.append(make('div', { class: 'graphs' }, ...(charts.length > 0 ? charts.map(makeFigure) : [ownFigure(response, name, detail)])));
-    }
+    const own = detail && !(response.classic && charts.length > 0);
+    if (own) opening.append(make('div', { class: 'graphs' }, ...ownFigures(response, name, detail)));
+    const given = charts.length > 0 ? make('div', { class: 'graphs' }, ...charts.map(makeFigure)) : null;
+    if (given) opening.append(own ? make('details', { class: 'rule' }, make('summary', {}, 'Graphs of the dialogs'), given) : given);
     if (detail) {
       panel.append(...binTable(response, detail, id));
     } else {

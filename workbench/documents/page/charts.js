@@ -316,6 +316,69 @@ const pageCharts = (() => {
     });
   }
 
+  // Bins side by side, equally wide: a bar for the share of the cases, a point with its interval for the level of the
+  // response, joined by a line where the bins have an order, and the level of all cases.
+  function binsOption(chart, width, c) {
+    const beside = 42, right = numbersBeside([{ points: [...chart.low, ...chart.high] }]) + 20;
+    const texts = textsBelow(chart.categories, width - beside - right - 24);
+    chart.wantedHeight = roomFor(chart, texts.bottom);
+    const strong = c.series[1];
+    const level = chart.level.map((value, bin) => (chart.apart.includes(bin) ? null : value));
+    const whisker = (params, api) => {
+      const bin = params.dataIndex;
+      const at = (value) => api.coord([bin, value]);
+      const [x, low] = at(chart.low[bin]);
+      const high = at(chart.high[bin])[1];
+      const line = (x1, y1, x2, y2) => ({ type: 'line', shape: { x1, y1, x2, y2 }, style: { stroke: strong, lineWidth: 1.6 } });
+      const marks = chart.low[bin] === null ? [] : [line(x, low, x, high), line(x - 5, low, x + 5, low), line(x - 5, high, x + 5, high)];
+      const [, y] = at(chart.level[bin]);
+      return { type: 'group', children: chart.level[bin] === null ? [] : [...marks,
+        { type: 'circle', shape: { cx: x, cy: y, r: 4 }, style: { fill: c.paper, stroke: strong, lineWidth: 2 } }] };
+    };
+    return Object.assign(base(c), {
+      color: [c.bar, strong],
+      legend: { top: 0, textStyle: { color: c.ink }, itemHeight: 10, data: [chart.sizeTitle, chart.levelTitle], selectedMode: false },
+      grid: { left: beside + 20, right, top: 38, bottom: texts.bottom + 26 },
+      xAxis: { type: 'category', data: chart.categories, name: chart.position.title, nameLocation: 'middle', nameGap: texts.bottom + 8,
+        nameTextStyle: { color: c.soft }, axisTick: { show: false }, axisLine: { lineStyle: { color: c.line } },
+        axisLabel: Object.assign({ color: c.soft, formatter: texts.text }, texts.label) },
+      yAxis: [valueAxis({ title: chart.sizeTitle, minimum: 0 }, c, { nameGap: beside - 6, splitLine: { show: false } }),
+        valueAxis({ title: chart.levelTitle }, c, { nameGap: right - 16, scale: !chart.fromZero })],
+      tooltip: Object.assign(base(c).tooltip, { trigger: 'axis', axisPointer: { type: 'shadow' },
+        formatter: (points) => scriptTip(chart.tips[points[0].dataIndex]) }),
+      series: [
+        { type: 'bar', name: chart.sizeTitle, barMaxWidth: 64, barCategoryGap: '28%', itemStyle: { color: c.bar, opacity: 0.42 },
+          data: chart.size.map((value, bin) => ({ value, itemStyle: { color: chart.apart.includes(bin) ? c.soft : c.bar, opacity: 0.42,
+            borderRadius: [2, 2, 0, 0] } })) },
+        { type: 'line', name: chart.levelTitle, yAxisIndex: 1, data: level, showSymbol: false, silent: true, color: strong, lineStyle: { width: 2 },
+          markLine: { silent: true, symbol: 'none', data: [{ yAxis: chart.whole }], lineStyle: { color: c.soft, type: 'dashed', width: 1 },
+            label: { show: true, position: 'insideEndTop', color: c.soft, fontSize: 11, formatter: 'all cases' } } },
+        { type: 'custom', yAxisIndex: 1, z: 5, silent: true, encode: { x: 0, y: [1, 2, 3] }, renderItem: whisker,
+          data: chart.level.map((value, bin) => [bin, value, chart.low[bin], chart.high[bin]]) },
+      ],
+    });
+  }
+
+  // One signed bar for each bin, its figure at the end.
+  function signedOption(chart, width, c) {
+    const beside = numbersBeside([{ points: chart.points }]);
+    const texts = textsBelow(chart.categories, width - beside - 52);
+    chart.wantedHeight = roomFor(chart, texts.bottom);
+    return Object.assign(base(c), {
+      grid: { left: beside + 28, right: 24, top: 38, bottom: texts.bottom + 26 },
+      xAxis: { type: 'category', data: chart.categories, name: chart.position.title, nameLocation: 'middle', nameGap: texts.bottom + 8,
+        nameTextStyle: { color: c.soft }, axisTick: { show: false }, axisLine: { onZero: false, lineStyle: { color: c.line } },
+        axisLabel: Object.assign({ color: c.soft, formatter: texts.text }, texts.label) },
+      yAxis: valueAxis(chart.value, c, { nameGap: beside + 6 }),
+      tooltip: Object.assign(base(c).tooltip, { trigger: 'axis', axisPointer: { type: 'shadow' },
+        formatter: (points) => scriptTip(chart.tips[points[0].dataIndex]) }),
+      series: [{ type: 'bar', barMaxWidth: 64, barCategoryGap: '28%',
+        data: chart.points.map((value) => ({ value, itemStyle: { color: value < 0 ? c.series[1] : c.bar },
+          label: { show: value !== null, position: value < 0 ? 'bottom' : 'top', color: c.ink, fontSize: 11.5,
+            formatter: () => shortNumber(Number(value.toPrecision(3))) } })) }],
+    });
+  }
+
   // One histogram a series, all on the same scale, side by side as far as their bars stay apart. The bars have the
   // colours of their categories where those are few: they are the lines of the other charts.
   const kMostPanels = 24;
@@ -413,7 +476,7 @@ const pageCharts = (() => {
     return webGl;
   };
 
-  const options = { bars: barOption, xy: xyOption, columns: columnOption, panels: panelOption, cells: mapOption };
+  const options = { bars: barOption, xy: xyOption, columns: columnOption, bins: binsOption, signed: signedOption, panels: panelOption, cells: mapOption };
   const drawn = [];
 
   function dispose(chart) {
