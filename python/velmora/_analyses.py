@@ -16,6 +16,8 @@ _READING = ("delimiter", "missing_text")
 
 def _load(session: Session, data: Any, options: dict[str, Any]) -> None:
     reading = {name: options.pop(name) for name in _READING if name in options}
+    if "threads" in options:  # of reading and of computing
+        reading["threads"] = options["threads"]
     _frames.load(session, data, reading)
 
 

@@ -1,6 +1,7 @@
 // The order of predictors and what it rests on, over tables in memory.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <functional>
 
@@ -31,7 +32,8 @@ class TableMaker {
 };
 
 Ranking Rank(const Table& table, const RankingPlan& plan) {
-  return RankPredictors(table, CaseBitmap(table.caseCount), plan);
+  WorkerPool pool(1);
+  return RankPredictors(table, CaseBitmap(table.caseCount), plan, pool);
 }
 
 std::vector<double> Uniforms(int count, std::uint64_t seed) {
@@ -239,6 +241,69 @@ TEST(Ranking, CountsAreRepeatedCases) {
       EXPECT_EQ(one.df2, other.df2);
       EXPECT_NEAR(one.upper, other.upper, 1e-9);
     }
+  }
+}
+
+// The same bits for every number of threads, whatever the plan.
+TEST(Ranking, FiguresDoNotDependOnTheThreads) {
+  constexpr int kCases = 700, kPredictors = 9;
+  TableMaker maker(kCases);
+  RankingPlan plan;
+  Random random(20);
+  const auto some = [&](double levels) {
+    return [&random, levels](int) {
+      return random.Uniform() < 0.05 ? kMissing : std::floor(random.Uniform() * levels) / 7;
+    };
+  };
+  plan.continuousDependents = {maker.Add("measured", some(1e6)), maker.Add("counted", some(9))};
+  plan.categoricalDependents = {maker.Add("classes", some(3))};
+  for (int j = 0; j < kPredictors; ++j) {
+    plan.continuousPredictors.push_back(maker.Add("c" + std::to_string(j), some(j < 3 ? 20 : 1e6)));
+    plan.categoricalPredictors.push_back(maker.Add("k" + std::to_string(j), some(j + 1)));
+  }
+  const int weight = maker.Add("weight", [&](int) { return random.Uniform(); });
+  const int count = maker.Add("count", [&](int) { return 1 + std::floor(random.Uniform() * 4); });
+  const int clusters = maker.Add("cluster", [](int i) { return i / 7; });
+
+  const std::pair<const char*, std::function<void(RankingPlan&)>> plans[] = {
+      {"plain", [](RankingPlan&) {}},
+      {"weights, complete cases", [&](RankingPlan& p) { p.weight = weight, p.completeCases = true; }},
+      {"counts, tests by chance",
+       [&](RankingPlan& p) { p.count = count, p.exact = true, p.replicates = 99; }},
+      {"clusters, equal width",
+       [&](RankingPlan& p) {
+         p.clusters = clusters, p.predictorIntervals.method = IntervalMethod::kEqualWidth;
+       }},
+      {"joined intervals",
+       [](RankingPlan& p) {
+         p.predictorIntervals = {IntervalMethod::kTree, 5};
+       }},
+      {"classes of all", [](RankingPlan& p) { p.cutDependents = true, p.chiSquare = true; }},
+  };
+  for (const auto& [name, change] : plans) {
+    RankingPlan changed = plan;
+    change(changed);
+    const auto bits = [&](int threads) {
+      WorkerPool pool(threads);
+      const Ranking ranking = RankPredictors(maker.Made(), CaseBitmap(kCases), changed, pool);
+      std::vector<double> figures;
+      for (const RankedOutcome& outcome : ranking.outcomes) {
+        figures.insert(figures.end(), outcome.order.begin(), outcome.order.end());
+        for (const RankedPair& pair : outcome.pairs) {
+          const stats::Association& a = pair.association;
+          for (const double figure :
+               {a.statistic, a.df1, a.df2, a.logP, a.effect, a.rawEffect, pair.logAdjustedP, pair.frequency,
+                static_cast<double>(pair.cases), static_cast<double>(pair.distinct)})
+            figures.push_back(figure);
+        }
+      }
+      std::vector<std::uint64_t> texts;
+      for (const double figure : figures) texts.push_back(std::bit_cast<std::uint64_t>(figure));
+      return texts;
+    };
+    const std::vector<std::uint64_t> alone = bits(1);
+    for (const int threads : {2, 3, 8})
+      EXPECT_EQ(bits(threads), alone) << name << ", " << threads << " threads";
   }
 }
 

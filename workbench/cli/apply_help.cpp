@@ -47,6 +47,7 @@ Output
                           front
   --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
                           'income_*' too
+  --threads N             threads that work at once (default: one per processor); results do not depend on it
   --quiet                 print only warnings and failures on standard error
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled.

@@ -13,6 +13,12 @@
 #include "workbench/system/system.h"
 
 namespace velmora {
+namespace {
+
+constexpr int kMostThreads = 1024;
+
+}  // namespace
+
 std::string JoinWords(const std::vector<std::string>& words, const char* last) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -55,6 +61,7 @@ void DataOptions::AddReadingTo(CommandParser& parser) {
   parser.Text("--delimiter", delimiter);
   parser.Repeated("--missing-text", missingTexts);
   parser.Pairs("--missing", missingCodes);
+  parser.WholeNumber("--threads", threads, 1, kMostThreads);
 }
 
 void CaseOptions::AddTo(CommandParser& parser) {

@@ -79,6 +79,7 @@ struct DataOptions {
   std::vector<std::string> missingTexts;  // --missing-text
   std::vector<std::string> missingCodes;  // --missing NAME=CODE
   std::vector<std::string> continuous, categorical;
+  int threads = 0;  // of reading and of all that follows; 0: one for each processor
 
   void AddTo(CommandParser& parser);
   // Only how a text file is read, for a command with another way of naming DATA.

@@ -22,6 +22,7 @@ Options
   --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --delimiter C               field separator of a text file (default: detected); tab for a tab
+  --threads N                 threads that work at once (default: one per processor); results do not depend on it
   --format F                  terminal (default), json or csv
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
 

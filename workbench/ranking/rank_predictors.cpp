@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <numeric>
+#include <optional>
 
 #include "workbench/binning/optimal_bins.h"
 #include "workbench/data/errors.h"
@@ -484,75 +486,113 @@ class PairPass {
 
 class RankingRun {
  public:
-  RankingRun(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
+  RankingRun(const Table& table, const CaseBitmap& selected, const RankingPlan& plan, WorkerPool& pool,
              const RankingProgress& progress)
       : table_(table),
         plan_(plan),
+        pool_(pool),
         progress_(progress),
         cases_(CaseCollector(table, plan, ranking_).Collect(selected)),
-        grouper_(cases_.used, cases_.weight) {}
+        workers_(static_cast<std::size_t>(pool.ThreadCount())) {}
 
   Ranking Run() {
-    const std::size_t dependents = plan_.continuousDependents.size() + plan_.categoricalDependents.size();
-    total_ = static_cast<double>(dependents + plan_.continuousPredictors.size() +
-                                 plan_.categoricalPredictors.size());
-    for (const int number : plan_.continuousDependents) AddOutcome(table_.Variable(number), true);
-    for (const int number : plan_.categoricalDependents) AddOutcome(table_.Variable(number), false);
-    for (const int number : plan_.continuousPredictors) AddPredictor(number, true);
-    for (const int number : plan_.categoricalPredictors) AddPredictor(number, false);
+    const std::vector<Variable> dependents =
+        VariablesOf(plan_.continuousDependents, plan_.categoricalDependents);
+    const std::vector<Variable> predictors =
+        VariablesOf(plan_.continuousPredictors, plan_.categoricalPredictors);
+    outcomes_.resize(dependents.size());
+    ranking_.outcomes.resize(dependents.size());
+    for (RankedOutcome& outcome : ranking_.outcomes) outcome.pairs.resize(predictors.size());
+    crowded_.resize(predictors.size());
+    total_ = static_cast<double>(dependents.size() + predictors.size());
+    ForEach(dependents, &RankingRun::AddOutcome);
+    ForEach(predictors, &RankingRun::AddPredictor);
+    for (std::size_t j = 0; j < predictors.size(); ++j) {
+      if (crowded_[j]) ranking_.crowded.push_back({predictors[j].number, *crowded_[j]});
+    }
     AdjustAll();
     for (std::size_t d = 0; d < ranking_.outcomes.size(); ++d) Order(ranking_.outcomes[d], d);
     return std::move(ranking_);
   }
 
  private:
-  void Advance() {
-    if (progress_ && !progress_(++done_ / total_)) throw Cancelled();
+  struct Variable {
+    int number;
+    bool continuous;
+  };
+
+  // The scratch memory of one thread.
+  struct Worker {
+    Worker(const Cases& cases, const RankingPlan& plan)
+        : grouper(cases.used, cases.weight), pass(cases, plan) {}
+    CaseGrouper grouper;
+    PairPass pass;
+  };
+
+  static std::vector<Variable> VariablesOf(const std::vector<int>& continuous,
+                                           const std::vector<int>& categorical) {
+    std::vector<Variable> variables;
+    for (const int number : continuous) variables.push_back({number, true});
+    for (const int number : categorical) variables.push_back({number, false});
+    return variables;
   }
 
-  void AddOutcome(const Column& column, bool continuous) {
-    Outcome outcome;
-    RankedOutcome ranked;
-    if (continuous && !plan_.cutDependents) {
+  // Each variable is one thread's, which sees the cases in their order.
+  void ForEach(const std::vector<Variable>& variables,
+               void (RankingRun::*add)(const Variable&, std::size_t index, Worker&)) {
+    const auto task = [&](std::size_t index, int workerIndex) {
+      std::unique_ptr<Worker>& worker = workers_[static_cast<std::size_t>(workerIndex)];
+      if (!worker) worker = std::make_unique<Worker>(cases_, plan_);
+      (this->*add)(variables[index], index, *worker);
+    };
+    const double count = static_cast<double>(variables.size());
+    const auto progress = [&](double fraction) {
+      return !progress_ || progress_((done_ + fraction * count) / total_);
+    };
+    if (!pool_.Run(variables.size(), task, progress)) throw Cancelled();
+    done_ += count;
+  }
+
+  void AddOutcome(const Variable& variable, std::size_t index, Worker& worker) {
+    const Column& column = table_.Variable(variable.number);
+    Outcome& outcome = outcomes_[index];
+    RankedOutcome& ranked = ranking_.outcomes[index];
+    if (variable.continuous && !plan_.cutDependents) {
       Standardize(column, cases_, outcome);
       ranked.cases = std::count(outcome.present.begin(), outcome.present.end(), std::uint8_t{1});
     } else {
-      const CaseGroups& groups =
-          continuous ? grouper_.Group(column, plan_.dependentIntervals) : grouper_.Group(column);
+      const CaseGroups& groups = variable.continuous ? worker.grouper.Group(column, plan_.dependentIntervals)
+                                                     : worker.grouper.Group(column);
       outcome.classOf = groups.groupOf;
       outcome.classes = std::max(groups.count, std::uint32_t{1});
       if (groups.count == 0) outcome.classOf.assign(cases_.Count(), outcome.classes);
       ranked.cases = groups.cases;
     }
     ranked.missing = ranking_.usedCases - ranked.cases;
-    outcomes_.push_back(std::move(outcome));
-    ranking_.outcomes.push_back(std::move(ranked));
-    Advance();
   }
 
-  void AddPredictor(int number, bool continuous) {
-    const Column& column = table_.Variable(number);
+  void AddPredictor(const Variable& variable, std::size_t index, Worker& worker) {
+    const Column& column = table_.Variable(variable.number);
     constexpr int kFineIntervals = 50;
-    const bool joins = continuous && plan_.predictorIntervals.method == IntervalMethod::kTree;
+    const bool joins = variable.continuous && plan_.predictorIntervals.method == IntervalMethod::kTree;
     const IntervalRule fine = {IntervalMethod::kTree, kFineIntervals};
-    const CaseGroups& groups =
-        continuous ? grouper_.Group(column, joins ? fine : plan_.predictorIntervals) : grouper_.Group(column);
-    if (groups.crowded) ranking_.crowded.push_back({number, *groups.crowded});
-    PairPass pass(cases_, plan_);
+    const CaseGroups& groups = variable.continuous
+                                   ? worker.grouper.Group(column, joins ? fine : plan_.predictorIntervals)
+                                   : worker.grouper.Group(column);
+    crowded_[index] = groups.crowded;
     for (std::size_t d = 0; d < outcomes_.size(); ++d) {
-      RankedPair pair;
+      RankedPair& pair = ranking_.outcomes[d].pairs[index];
       pair.distinct = groups.distinctValues;
-      const std::uint64_t seed =
-          plan_.seed * 1000003 + static_cast<std::uint64_t>(number) * 1000 + static_cast<std::uint64_t>(d);
+      const std::uint64_t seed = plan_.seed * 1000003 + static_cast<std::uint64_t>(variable.number) * 1000 +
+                                 static_cast<std::uint64_t>(d);
       if (joins && outcomes_[d].finite) {
-        pass.RunJoined(groups, outcomes_[d], seed, plan_.predictorIntervals.intervals, pair);
+        worker.pass.RunJoined(groups, outcomes_[d], seed, plan_.predictorIntervals.intervals, pair);
       } else {
-        pass.Run(groups, outcomes_[d], seed, pair);
+        worker.pass.Run(groups, outcomes_[d], seed, pair);
       }
       pair.missing = ranking_.usedCases - pair.cases;
-      ranking_.outcomes[d].pairs.push_back(std::move(pair));
+      if (pool_.IsStopping()) return;
     }
-    Advance();
   }
 
   static double LogP(const RankedPair& pair) {
@@ -615,19 +655,21 @@ class RankingRun {
 
   const Table& table_;
   const RankingPlan& plan_;
+  WorkerPool& pool_;
   const RankingProgress& progress_;
   Ranking ranking_;
   Cases cases_;
-  CaseGrouper grouper_;
+  std::vector<std::unique_ptr<Worker>> workers_;
   std::vector<Outcome> outcomes_;
+  std::vector<std::optional<CrowdedIntervals>> crowded_;  // by predictor
   double done_ = 0, total_ = 0;
 };
 
 }  // namespace
 
 Ranking RankPredictors(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
-                       const RankingProgress& progress) {
-  return RankingRun(table, selected, plan, progress).Run();
+                       WorkerPool& pool, const RankingProgress& progress) {
+  return RankingRun(table, selected, plan, pool, progress).Run();
 }
 
 }  // namespace velmora::ranking

@@ -2,7 +2,8 @@
 //
 //   RankingPlan plan;
 //   plan.continuousPredictors = {2, 3}, plan.categoricalDependents = {1};
-//   const Ranking ranking = RankPredictors(table, selected, plan);
+//   WorkerPool pool;
+//   const Ranking ranking = RankPredictors(table, selected, plan, pool);
 //   const int best = ranking.outcomes[0].order[0];   // index of a predictor, the continuous ones first
 #pragma once
 
@@ -15,6 +16,7 @@
 #include "workbench/ranking/case_groups.h"
 #include "workbench/stats/adjusted_p.h"
 #include "workbench/stats/association.h"
+#include "workbench/system/worker_pool.h"
 
 namespace velmora::ranking {
 
@@ -83,8 +85,10 @@ struct Ranking {
 // Progress between 0 and 1; false cancels.
 using RankingProgress = std::function<bool(double)>;
 
-// Throws DataError for a weight below 0, Cancelled.
+// The predictors are shared out among the threads of the pool; the figures are the same bits for
+// any number of them. progress: called on the calling thread. Throws DataError for a weight below
+// 0, Cancelled.
 Ranking RankPredictors(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
-                       const RankingProgress& progress = {});
+                       WorkerPool& pool, const RankingProgress& progress = {});
 
 }  // namespace velmora::ranking

@@ -100,6 +100,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   settings.rankBy = static_cast<ranking::RankKey>(rankBy);
   settings.adjustment = static_cast<stats::Adjustment>(adjustment);
   settings.intervals = static_cast<ranking::IntervalMethod>(intervals);
+  settings.threads = options.data.threads;
   options.variables.weight = settings.cases.weight;
   if (options.data.path.empty()) {
     throw UsageError(

@@ -293,8 +293,9 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
   const ranking::RankingPlan plan = PlanOf(choice, settings);
   ProgressBar bar;
   bar.Start("Comparing predictors...");
+  WorkerPool pool(settings.threads);
   ranking::Ranking ranked =
-      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, [&](double fraction) {
+      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, pool, [&](double fraction) {
         bar.Update(fraction);
         return !WasInterrupted();
       });

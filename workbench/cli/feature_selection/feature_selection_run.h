@@ -31,6 +31,7 @@ struct FeatureSelectionSettings {
   int best = 10, bestByP = 10;
   double pCriterion = 0.01;
   CaseOptions cases;
+  int threads = 0;  // 0: one for each processor
 };
 
 // Runs the analysis on the session's table and reads everything that it found. After a classic run the

@@ -120,6 +120,7 @@ Output
   --format F,...              @FORMATS@; without --out, one of them to standard output
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --print-script              print the run as a script for velmora run, and do nothing else
+  --threads N                 threads that work at once (default: one per processor); results do not depend on it
   --quiet                     print only warnings and failures on standard error
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
   --decimal-separator C       of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as
