@@ -158,6 +158,7 @@ void CComScreeningResults::get_PredictorTable(const AutomationCall& call) {
 
 void CComScreeningResults::get_Graph(const AutomationCall& call) {
   const vlm::Ref<vlm::IGraph> graph = Dialog().MakeGraph(ButtonOfGraph(call.member.dispatchId));
+  if (graph && call.member.dispatchId == kDispBinaryDistribution) Dialog().MakeDistributionTable();
   call.result.SetObject(graph ? graph->GetAutomationObject() : nullptr);
 }
 

@@ -101,17 +101,33 @@ TEST(ScreenBinning, ChanceIsNotSaved) {
 }
 
 TEST(ScreenBinning, ConstraintsHold) {
-  enum Check { kMonotone, kDescending, kPeak, kCount, kShare, kEvents, kMost };
+  enum Check { kMonotone, kDescending, kPeak, kCount, kShare, kEvents, kCases, kAdjacent, kMost };
+  const TemporaryFolder folder;
+  const std::string shapes = folder.Write("shapes.json", R"({"*": "descending", "amount": "valley"})");
   struct Row {
     const char* name;
     Words options;
     Check check;
   };
+  const ProcessResult unmet =
+      RunVelmora(With({"screen", Sample("german_credit.csv"), "--bin-count", "4", "--quiet", "--predictors",
+                       "telephone", "amount", "--format", "json"},
+                      kRisk));
+  EXPECT_EQ(
+      Json::parse(unmet.out)["run"]["notices"],
+      Json{
+          "--bin-count 4: 1 predictor has another number of bins for risk, because their values or the other "
+          "rules allow no more: telephone (2)."});
   const Row rows[] = {
       {"monotone", {"--shape", "monotone", "--bin-count", "4"}, kMonotone},
       {"descending", {"--shape", "descending", "--min-bins", "2"}, kDescending},
       {"peak of one predictor", {"--shape", "free", "--shape", "amount=peak", "--bin-count", "5"}, kPeak},
+      {"shapes of a file",
+       {"--shapes", shapes, "--shape", "amount=descending", "--min-bins", "2"},
+       kDescending},
       {"number of bins", {"--bin-count", "5"}, kCount},
+      {"cases", {"--min-bins", "3", "--min-bin-cases", "170"}, kCases},
+      {"neighbours differ", {"--max-adjacent-p", "0.001"}, kAdjacent},
       {"share", {"--min-bins", "3", "--min-bin-share", "0.2"}, kShare},
       {"events", {"--min-bins", "3", "--min-bin-events", "40"}, kEvents},
       {"most", {"--min-bins", "2", "--max-bins", "2", "--criterion", "iv"}, kMost},
@@ -128,6 +144,9 @@ TEST(ScreenBinning, ConstraintsHold) {
         rates.push_back(bin["badRateRow"]);
         if (row.check == kShare) {
           EXPECT_GE(bin["total"].get<double>(), 200);
+        }
+        if (row.check == kCases) {
+          EXPECT_GE(bin["total"].get<double>(), 170);
         }
         if (row.check == kEvents) {
           EXPECT_GE(std::min(bin["bad"].get<double>(), bin["good"].get<double>()), 40);
@@ -149,6 +168,16 @@ TEST(ScreenBinning, ConstraintsHold) {
       }
       if (row.check == kCount) {
         EXPECT_EQ(rates.size(), 5u);
+      }
+      for (std::size_t i = 1; row.check == kAdjacent && i < rates.size(); ++i) {
+        const auto count = [&](std::size_t bin, const char* of) {
+          return predictor["rows"][bin][of].get<double>();
+        };
+        const double n = count(i - 1, "total"), m = count(i, "total");
+        const double bads = count(i - 1, "bad") + count(i, "bad"), all = n + m;
+        const double distance = rates[i] - rates[i - 1];
+        EXPECT_GE(distance * distance * all * n * m / (bads * (all - bads)),
+                  10.82);  // Chi-square at p = 0.001
       }
       if (row.check == kPeak && predictor["name"] == "amount") {
         EXPECT_TRUE(std::is_sorted(rates.begin(), std::max_element(rates.begin(), rates.end())));

@@ -48,12 +48,12 @@ Table Cases(int count) {
        MakeColumn("weight", weight)});
 }
 
-// Presses the button of a member; the graph that came, or null when none did.
+// Presses the button of a member; the graph that came first, or null when none did.
 const Graph* Make(ScreeningSession& run, const char* member) {
   const std::size_t before = run.session.Documents().Documents().size();
   run.session.ResultsDialog().Get(member);
   const auto& documents = run.session.Documents().Documents();
-  return documents.size() == before + 1 ? documents.back().AsGraph() : nullptr;
+  return documents.size() > before ? documents[before].AsGraph() : nullptr;
 }
 
 struct Tally {
@@ -194,6 +194,10 @@ TEST(ScreeningGraphs, DistributionDrawsDensityRatesAndCumulativeShare) {
   ASSERT_TRUE(run.Run({.binaryResponse = "1", .continuous = "2"}));
   const Graph* graph = Make(run, "BinaryResponseDistributionGraph");
   ASSERT_NE(graph, nullptr);
+  // As with the button, the distribution itself comes along.
+  const Document& table = run.session.Documents().Documents().back();
+  ASSERT_NE(table.AsSheet(), nullptr);
+  EXPECT_EQ(table.AsSheet()->Title().rfind("Distribution : ", 0), 0u) << table.AsSheet()->Title();
   ASSERT_EQ(graph->series.size(), 3u);
   const GraphSeries& density = graph->series[0];
   EXPECT_EQ(density.name, "x smoothed pdf");

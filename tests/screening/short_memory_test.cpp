@@ -215,7 +215,10 @@ TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
   const auto documents = [&] { return run.session.Documents().Documents().size(); };
   const auto last = [&] {
     Workbook one;
-    one.Add(std::make_shared<Graph>(*run.session.Documents().Documents().back().AsGraph()));
+    const auto& all = run.session.Documents().Documents();
+    const auto graph =
+        std::find_if(all.rbegin(), all.rend(), [](const Document& d) { return d.AsGraph() != nullptr; });
+    one.Add(std::make_shared<Graph>(*graph->AsGraph()));
     return WriteJson(one);
   };
   for (const std::string graph : graphs) {

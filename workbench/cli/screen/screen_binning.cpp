@@ -1,10 +1,15 @@
 #include "workbench/cli/screen/screen_binning.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
+#include "workbench/bins/json_input.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/run_files.h"
+#include "workbench/data/errors.h"
+#include "workbench/documents/text_table.h"
 
 namespace velmora {
 namespace {
@@ -33,14 +38,16 @@ struct NewOption {
   const char* name;
   bool treesToo;
 };
-constexpr NewOption kNewOptions[] = {
-    {"--binning", false},       {"--criterion", true},       {"--shape", true},
-    {"--max-bins", true},       {"--min-bins", true},        {"--bin-count", true},
-    {"--min-bin-share", true},  {"--min-bin-cases", true},   {"--min-bin-events", true},
-    {"--max-adjacent-p", true}, {"--min-level-share", true}, {"--pre-bins", true},
-    {"--missing-bin", false},   {"--special", false},        {"--pure-bin-correction", false},
-    {"--ordinal", false},       {"--nominal", false},        {"--rank-by", false},
-    {"--save-chance", false}};
+constexpr NewOption kNewOptions[] = {{"--binning", false},       {"--criterion", true},
+                                     {"--shape", true},          {"--shapes", true},
+                                     {"--max-bins", true},       {"--min-bins", true},
+                                     {"--bin-count", true},      {"--min-bin-share", true},
+                                     {"--min-bin-cases", true},  {"--min-bin-events", true},
+                                     {"--max-adjacent-p", true}, {"--min-level-share", true},
+                                     {"--pre-bins", true},       {"--missing-bin", false},
+                                     {"--special", false},       {"--pure-bin-correction", false},
+                                     {"--ordinal", false},       {"--nominal", false},
+                                     {"--rank-by", false},       {"--save-chance", false}};
 
 template <typename Pairs>
 std::vector<std::string> WordsOf(const Pairs& pairs) {
@@ -63,6 +70,38 @@ std::pair<std::string, std::string> SplitShape(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
+// The shapes of a file, as NAME=WORD.
+std::vector<std::string> ReadShapes(const std::string& path) {
+  Json json;
+  try {
+    json = ParseJson(ReadWholeFile(path), path);
+  } catch (const DataError& error) {
+    throw RunError(error.what());
+  }
+  if (!json.is_object()) throw RunError(path + R"( is not an object such as {"age": "ascending"}.)");
+  std::vector<std::string> shapes;
+  for (const auto& [name, shape] : json.items()) {
+    if (!shape.is_string()) throw RunError(path + ": the shape of " + name + " is not a text.");
+    const std::string word = shape.get<std::string>();
+    try {
+      ShapeOf(word);
+    } catch (const UsageError&) {
+      throw RunError(path + ": the shape of " + name + " is " + word + "; there are " +
+                     JoinWords(WordsOf(kShapes), " and ") + ".");
+    }
+    shapes.push_back(name + "=" + word);
+  }
+  return shapes;
+}
+
+// Bins that hold values other than special codes and missing ones.
+std::size_t ValueBinCount(const ScreenedPredictor& predictor) {
+  if (predictor.figures.categorical == 0) return predictor.cutPoints.size() + 1;
+  std::set<int> bins;
+  for (const ScreenedLevel& level : predictor.levels) bins.insert(level.bin);
+  return bins.size();
+}
+
 // "default", then the name of every figure once.
 std::vector<std::string> RankingWords() {
   std::vector<std::string> words = {"default"};
@@ -79,6 +118,7 @@ void BinningOptions::AddTo(CommandParser& parser) {
   parser.Choice("--binning", search, {"optimal", "tree"});
   parser.Choice("--criterion", criterion, WordsOf(kCriteria));
   parser.Repeated("--shape", shapes);
+  parser.Text("--shapes", shapesFile);
   parser.WholeNumber("--max-bins", maxBins, 1, kMostBins);
   parser.WholeNumber("--min-bins", minBins, 1, kMostBins);
   parser.WholeNumber("--bin-count", binCount, 1, kMostBins);
@@ -159,15 +199,23 @@ std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
   for (const std::string& text : shapes) {
     if (const auto [name, word] = SplitShape(text); name.empty()) partition.shape = ShapeOf(word);
   }
-  for (const std::string& text : shapes) {
-    const auto [name, word] = SplitShape(text);
-    if (name.empty()) continue;
-    for (const int number : NamedVariables(table, "--shape", {name})) {
-      if (!choice.IsPredictor(number))
-        throw UsageError("--shape: " + table.Variable(number).name + " is not a predictor of this run.");
-      plan->rulesOf.try_emplace(number, plan->rules).first->second.partition.shape = ShapeOf(word);
+  const auto setShapes = [&](const char* option, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+      const auto [name, word] = SplitShape(text);
+      if (name.empty()) continue;
+      const std::vector<int> numbers = NamedVariables(table, option, {name});
+      for (const int number : numbers) {
+        if (!choice.IsPredictor(number)) {
+          if (numbers.size() > 1) continue;  // of a pattern, those that are predictors
+          throw UsageError(std::string(option) + ": " + table.Variable(number).name +
+                           " is not a predictor of this run.");
+        }
+        plan->rulesOf.try_emplace(number, plan->rules).first->second.partition.shape = ShapeOf(word);
+      }
     }
-  }
+  };
+  if (!shapesFile.empty()) setShapes("--shapes", ReadShapes(shapesFile));
+  setShapes("--shape", shapes);
   const int usual = plan->optimal ? vlm::kMissingOwnBin : vlm::kMissingLeftOut;
   plan->screening.missingBin = missingBin < 0 ? usual : missingBin;
   plan->screening.acceptOneBin = plan->optimal ? 1 : 0;
@@ -183,6 +231,32 @@ RankBy BinningOptions::Ranking(const CommandParser& parser) const {
   const bool prescribed = classic || search == 1 || parser.Has("--sort-binary") ||
                           parser.Has("--sort-continuous") || parser.Has("--sort-categorical");
   return prescribed ? RankBy::kPrescribed : RankBy::kOutOfFold;
+}
+
+std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan) {
+  constexpr std::size_t kMostNamed = 5;
+  std::vector<std::string> notices;
+  if (!plan.optimal) return notices;
+  const binning::BinningRules& rules = plan.rules;
+  const auto least = static_cast<std::size_t>(rules.exactBins > 0 ? rules.exactBins : rules.minBins);
+  for (const ScreenedResponse& response : report.responses) {
+    std::size_t count = 0;
+    std::string names;
+    for (const ScreenedPredictor& predictor : response.predictors) {
+      const std::size_t bins = ValueBinCount(predictor);
+      if (bins >= least && (rules.exactBins == 0 || bins == least)) continue;
+      if (++count <= kMostNamed)
+        names += (count == 1 ? "" : ", ") + predictor.name + " (" + std::to_string(bins) + ")";
+    }
+    if (count == 0) continue;
+    if (count > kMostNamed) names += " and " + Counted(count - kMostNamed, "other", "others");
+    notices.push_back((rules.exactBins > 0 ? "--bin-count " : "--min-bins ") + std::to_string(least) + ": " +
+                      Counted(count, "predictor has", "predictors have") +
+                      (rules.exactBins > 0 ? " another number of bins" : " fewer bins") + " for " +
+                      response.name + ", because their values or the other rules allow no more: " + names +
+                      ".");
+  }
+  return notices;
 }
 
 }  // namespace velmora

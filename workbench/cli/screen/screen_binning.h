@@ -24,6 +24,7 @@ struct BinningOptions {
   int search = 0;        // --binning: 0 optimal, 1 tree
   int criterion = 0;
   std::vector<std::string> shapes;  // WORD or NAME=WORD
+  std::string shapesFile;           // {"NAME": "WORD", ...}; --shape comes before it
   int preBins = 100, maxBins = 8, minBins = 1, binCount = 0, minCases = 0, minEvents = 0;
   double minShare = 0.05, minLevelShare = 0.01, maxAdjacentP = 1;
   int missingBin = -1;        // a vlm::MissingBin; -1: their own bin, left out with trees
@@ -39,5 +40,9 @@ struct BinningOptions {
   // As far as a response has such a figure; see RankPredictors.
   RankBy Ranking(const CommandParser& parser) const;
 };
+
+// A sentence for each response that has predictors with fewer or more bins than the plan asks for: the other rules, or
+// the predictor's values, allow no others.
+std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan);
 
 }  // namespace velmora

@@ -202,6 +202,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   RunFiles files;
   files.ReadsTable("DATA", options.data.path);
   if (!options.settings.cutPointsFile.empty()) files.Reads("--cut-points", options.settings.cutPointsFile);
+  if (!options.binning.shapesFile.empty()) files.Reads("--shapes", options.binning.shapesFile);
   AddOutputs(options.output, formats, "screening", {"screening.csv", "screening_bins.csv"}, files);
   options.save.AddFilesTo(files);
   // One run labels its bins once: with a point as soon as a program reads any of its files.

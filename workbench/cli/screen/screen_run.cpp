@@ -9,6 +9,7 @@
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/screen/screen_binning.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -297,6 +298,7 @@ ScreenReport ReadScreening(Session& session) {
     results->GetRun(members.kind, &run);
     if (run.selected) report.responses.push_back(ResponseReader(*results, table, members.kind).Read());
   }
+  if (notes.binning != nullptr) AppendOnce(report.notices, UnmetBinCounts(report, *notes.binning));
   CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}),
              report);
   return report;
