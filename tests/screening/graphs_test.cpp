@@ -195,9 +195,9 @@ TEST(ScreeningGraphs, DistributionDrawsDensityRatesAndCumulativeShare) {
   const Graph* graph = Make(run, "BinaryResponseDistributionGraph");
   ASSERT_NE(graph, nullptr);
   // As with the button, the distribution itself comes along.
-  const Document& table = run.session.Documents().Documents().back();
-  ASSERT_NE(table.AsSheet(), nullptr);
-  EXPECT_EQ(table.AsSheet()->Title().rfind("Distribution : ", 0), 0u) << table.AsSheet()->Title();
+  const Document& values = run.session.Documents().Documents().back();
+  ASSERT_NE(values.AsSheet(), nullptr);
+  EXPECT_EQ(values.AsSheet()->Title().rfind("Distribution : ", 0), 0u) << values.AsSheet()->Title();
   ASSERT_EQ(graph->series.size(), 3u);
   const GraphSeries& density = graph->series[0];
   EXPECT_EQ(density.name, "x smoothed pdf");
