@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 #include <map>
-#include <span>
 
 #include "workbench/data/unicode.h"
 
@@ -58,13 +57,24 @@ void ColumnBuilder::SetNeedsTexts() {
   std::vector<double>().swap(values_);
 }
 
-void ColumnBuilder::RestartAsText() {
+void ColumnBuilder::AddNumbers(std::span<const double> cells) {
+  if (mode_ == Mode::kUndecided &&
+      std::any_of(cells.begin(), cells.end(), [](double cell) { return cell != kMissing; }))
+    mode_ = Mode::kNumbers;
+  values_.insert(values_.end(), cells.begin(), cells.end());
+}
+
+void ColumnBuilder::RestartAsText(std::int64_t missingCells) {
   needsTexts_ = false;
   mode_ = Mode::kTexts;
+  texts_ = TextDictionary();
+  numberFields_ = 0;
+  firstText_ = 0;
+  firstTextSeen_.clear();
   infinite_ = 0;
   missingMarks_ = 0;
   equalToCode_ = 0;
-  values_.clear();
+  values_.assign(static_cast<std::size_t>(missingCells), kMissing);
 }
 
 void ColumnBuilder::AddText(std::string_view text) {

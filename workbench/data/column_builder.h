@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,8 +62,17 @@ class ColumnBuilder {
   void AddText(std::string_view text);
   void AddField(std::string_view text);
 
+  // Cells that a scanner has read already (record_scanner.h): plain numbers and kMissing.
+  void AddNumbers(std::span<const double> cells);
+
   bool NeedsTexts() const { return needsTexts_; }
-  void RestartAsText();
+  bool HoldsTexts() const { return mode_ == Mode::kTexts; }
+  // Only empty cells so far, so that a text would lose nothing.
+  bool IsBlank() const { return mode_ == Mode::kUndecided && missingMarks_ == 0 && !needsTexts_; }
+  // Begins again with the first cells missing.
+  void RestartAsText(std::int64_t missingCells = 0);
+  // The decimal mark of numbers that tell the builder nothing new; 0: each number with a mark does.
+  char SettledMark() const;
   // The column is text whatever its fields look like.
   void ForceText() {
     mode_ = Mode::kTexts;
@@ -79,7 +89,8 @@ class ColumnBuilder {
   // decimal marks, or every one of them could separate thousands as well.
   bool ShowsDecimal(char mark) const { return mark == '.' ? pointIsDecimal_ : commaIsDecimal_; }
   bool CouldGroup(char mark) const {
-    return mode_ == Mode::kNumbers && !ShowsDecimal(mark) && (mark == '.' ? sawPoint_ : sawComma_);
+    return mode_ == Mode::kNumbers && !needsTexts_ && !ShowsDecimal(mark) &&
+           (mark == '.' ? sawPoint_ : sawComma_);
   }
   // The file separates thousands with mark; a column of numbers that could all be read so is
   // delivered again.
@@ -161,6 +172,11 @@ inline void ColumnBuilder::AddNumber(double value) {
   } else {
     values_.push_back(value);
   }
+}
+
+inline char ColumnBuilder::SettledMark() const {
+  if (!decimalComma_ || (sawPoint_ && pointIsDecimal_)) return '.';
+  return sawComma_ && commaIsDecimal_ ? ',' : '\0';
 }
 
 inline void ColumnBuilder::AddField(std::string_view text) {

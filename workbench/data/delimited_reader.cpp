@@ -1,117 +1,26 @@
-// Delimited text: RecordSplitter finds the fields on a thread of its own, ColumnBuilder parses them
-// on this one. Columns that turn out to be text after numbers have been parsed are read a second
+// Delimited text in one pass: blocks are read, scanned on all threads, and joined in the order of the
+// file. A column that turns out to be text after numbers have lost their spelling is read a second
 // time, alone.
 #include <algorithm>
-#include <condition_variable>
-#include <cstring>
-#include <deque>
+#include <bit>
+#include <exception>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <mutex>
+#include <iterator>
 #include <optional>
 #include <sstream>
-#include <thread>
 
+#include "workbench/data/delimited_text.h"
 #include "workbench/data/reader_parts.h"
-#include "workbench/data/record_splitter.h"
+#include "workbench/data/record_scanner.h"
 #include "workbench/data/table_sidecar.h"
+#include "workbench/data/text_source.h"
 #include "workbench/system/system.h"
+#include "workbench/system/worker_pool.h"
 
 namespace velmora {
 
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-RecordSplitter::Source ReadFrom(const std::string& path) {
-  const std::shared_ptr<std::FILE> file(OpenFile(PathOf(path), "rb"), CloseFile());
-  if (!file) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
-  return [file, path](char* buffer, std::size_t size) {
-    const std::size_t count = std::fread(buffer, 1, size, file.get());
-    if (std::ferror(file.get())) throw DataError("Cannot read " + path + " to its end.");
-    return count;
-  };
-}
-
-// Splits on a thread of its own, a few blocks ahead.
-class SplitterThread {
- public:
-  explicit SplitterThread(RecordSplitter& splitter) : splitter_(splitter), thread_([this] { Run(); }) {}
-  ~SplitterThread() {
-    {
-      const std::lock_guard lock(mutex_);
-      stopped_ = true;
-    }
-    changed_.notify_all();
-    thread_.join();
-  }
-  SplitterThread(const SplitterThread&) = delete;
-  SplitterThread& operator=(const SplitterThread&) = delete;
-
-  // The next block in place of one that has been used; false after the last. Throws what the
-  // splitter throws.
-  bool Next(RecordBlock& block) {
-    std::unique_lock lock(mutex_);
-    if (!block.bytes.empty()) used_.push_back(std::move(block));
-    changed_.wait(lock, [this] { return !ready_.empty() || ended_; });
-    if (ready_.empty()) {
-      if (failure_) std::rethrow_exception(failure_);
-      return false;
-    }
-    block = std::move(ready_.front());
-    ready_.pop_front();
-    changed_.notify_all();
-    return true;
-  }
-
- private:
-  static constexpr std::size_t kBlocksAhead = 4;
-
-  void Run() {
-    try {
-      while (SplitOne()) {
-      }
-    } catch (...) {
-      failure_ = std::current_exception();
-    }
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
-    changed_.notify_all();
-  }
-
-  bool SplitOne() {
-    RecordBlock block;
-    {
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return ready_.size() < kBlocksAhead || stopped_; });
-      if (stopped_) return false;
-      if (!used_.empty()) {
-        block = std::move(used_.back());
-        used_.pop_back();
-      }
-    }
-    // Keeps the memory, drops the content.
-    block.bytes.clear();
-    if (!splitter_.Next(block)) return false;
-    const std::lock_guard lock(mutex_);
-    ready_.push_back(std::move(block));
-    changed_.notify_all();
-    return true;
-  }
-
-  RecordSplitter& splitter_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<RecordBlock> ready_;
-  std::vector<RecordBlock> used_;
-  bool stopped_ = false;
-  bool ended_ = false;
-  std::exception_ptr failure_;
-  std::thread thread_;
-};
 
 std::optional<TableSidecar> LoadSidecar(const std::string& path) {
   const std::string sidecarPath = SidecarPath(path);
@@ -122,39 +31,50 @@ std::optional<TableSidecar> LoadSidecar(const std::string& path) {
   return ParseSidecar(text.str(), sidecarPath);
 }
 
+// Numbers that --missing-text may mean, in either decimal mark.
+std::vector<double> NumbersAmong(const std::vector<std::string>& texts) {
+  std::vector<double> numbers;
+  for (const std::string& text : texts)
+    for (const bool decimalComma : {false, true})
+      if (const Field field = ParseField(text, decimalComma); field.kind == FieldKind::kNumber)
+        numbers.push_back(field.value);
+  return numbers;
+}
+
 class DelimitedReader {
  public:
   DelimitedReader(const std::string& path, const ReadOptions& options, char delimiter)
-      : path_(path), options_(options), progress_(options), delimiter_(delimiter) {
+      : path_(path), options_(options), progress_(options), delimiter_(delimiter), pool_(options.threads) {
     fileBytes_ = static_cast<double>(std::filesystem::file_size(PathOf(path)));
   }
 
   void Read(Table& table, std::vector<std::string>& warnings) {
-    auto splitter = std::make_unique<RecordSplitter>(path_, delimiter_, ReadFrom(path_));
-    delimiter_ = splitter->Delimiter();
-    std::vector<std::string> names = splitter->Names();
+    DelimitedText text(path_, delimiter_, OpenText(path_));
+    delimiter_ = text.Delimiter();
+    std::vector<std::string> names = text.Names();
     SettleNames(path_, names, warnings);
     builders_.reserve(names.size());
     for (std::size_t i = 0; i < names.size(); ++i)
       builders_.emplace_back(names[i], static_cast<int>(i) + 1, delimiter_ != ',', &options_.missingTexts);
     const std::optional<TableSidecar> sidecar = LoadSidecar(path_);
     if (sidecar) ForceTexts(*sidecar, builders_);
-    std::vector<std::size_t> wanted(builders_.size());
-    for (std::size_t i = 0; i < wanted.size(); ++i) wanted[i] = i;
-    ReadColumns(*splitter, wanted);
-    table.caseCount = splitter->RowCount();
+    ReadColumns(text, std::vector<bool>(builders_.size(), true));
+    table.caseCount = text.RowCount();
     if (delimiter_ != ',') SettleMarks(builders_);
     ReadAgain();
-    std::vector<ColumnNote> notes;
-    for (ColumnBuilder& builder : builders_) {
-      progress_.Check(1);
-      table.columns.push_back(builder.Finish(notes));
-    }
-    AppendSentences(notes, path_, warnings);
+    Finish(table, warnings);
     if (sidecar) ApplySidecar(*sidecar, table, warnings);
   }
 
  private:
+  // Blocks that are scanned side by side. failure: what has ended the reading after them.
+  struct Batch {
+    std::vector<TextBlock> blocks;
+    std::size_t count = 0;
+    std::exception_ptr failure;
+    std::span<TextBlock> Blocks() { return std::span(blocks).first(count); }
+  };
+
   // 1,022 is a number either way; 10.5 or 0,25 elsewhere in the file says which mark is the decimal
   // one.
   static void SettleMarks(std::vector<ColumnBuilder>& builders) {
@@ -173,47 +93,168 @@ class DelimitedReader {
     }
   }
 
+  // Columns that turned out to be texts after the spelling of their numbers was gone.
   void ReadAgain() {
-    std::vector<std::size_t> again;
-    for (std::size_t i = 0; i < builders_.size(); ++i)
-      if (builders_[i].NeedsTexts()) again.push_back(i);
-    if (again.empty()) return;
-    for (const std::size_t i : again) builders_[i].RestartAsText();
-    RecordSplitter splitter(path_, delimiter_, ReadFrom(path_));
-    if (splitter.Names().size() == builders_.size()) ReadColumns(splitter, again);
+    std::vector<bool> again(builders_.size());
+    for (std::size_t i = 0; i < again.size(); ++i) again[i] = builders_[i].NeedsTexts();
+    if (std::find(again.begin(), again.end(), true) == again.end()) return;
+    for (std::size_t i = 0; i < again.size(); ++i)
+      if (again[i]) builders_[i].RestartAsText();
+    DelimitedText text(path_, delimiter_, OpenText(path_));
+    if (text.Names().size() == builders_.size()) ReadColumns(text, again);
     for (const ColumnBuilder& builder : builders_)
       if (builder.CaseCount() != builders_.front().CaseCount())
         throw DataError(path_ + " was changed while it was read.");
   }
 
-  void ReadColumns(RecordSplitter& splitter, const std::vector<std::size_t>& wanted) {
-    SplitterThread thread(splitter);
-    RecordBlock block;
-    bool reserved = false;
-    while (thread.Next(block)) {
-      if (!reserved) Reserve(block, wanted);
-      reserved = true;
-      for (const std::size_t column : wanted) {
-        ColumnBuilder& builder = builders_[column];
-        for (std::int64_t row = 0; row < block.rowCount; ++row) builder.AddField(block.Text(row, column));
-      }
-      progress_.Check(static_cast<double>(block.bytesRead) / fileBytes_);
+  void ReadColumns(DelimitedText& text, const std::vector<bool>& wanted) {
+    const RecordScanner scanner(delimiter_, builders_.size(), RaggedRecords::kError,
+                                NumbersAmong(options_.missingTexts));
+    Batch now, next;
+    FillBatch(text, now);
+    bool first = true;
+    while (now.count > 0 || now.failure) {
+      const double begun = done_;
+      done_ = now.count > 0 ? static_cast<double>(now.Blocks().back().fileBytes) / fileBytes_ : done_;
+      MakePlans(wanted);
+      const std::int64_t casesBefore = text.RowCount();
+      RunTasks(now.count + 1, begun, [&](std::size_t task) {
+        if (task == 0) return FillBatch(text, next);
+        scanner.Scan(now.blocks[task - 1], plans_);
+      });
+      for (TextBlock& block : now.Blocks()) text.Settle(block, scanner, plans_);
+      if (first) Reserve(now, text.RowCount());
+      first = false;
+      AddCells(now);
+      TakeBack(now, scanner, casesBefore);
+      if (now.failure) std::rethrow_exception(now.failure);
+      std::swap(now, next);
+    }
+    text.CheckEnd();
+  }
+
+  // begun: the progress before the tasks; the file is read as far as done_ after them.
+  template <class Task>
+  void RunTasks(std::size_t count, double begun, const Task& task) {
+    const auto report = [&](double fraction) { return progress_.Report(begun + fraction * (done_ - begun)); };
+    if (!pool_.Run(
+            count, [&](std::size_t index, int) { task(index); }, report))
+      throw Cancelled();
+  }
+
+  void FillBatch(DelimitedText& text, Batch& batch) const {
+    constexpr std::size_t kBlocksPerThread = 4;
+    constexpr std::size_t kMostBlocks = 64;
+    batch.count = 0;
+    batch.blocks.resize(
+        std::min(kMostBlocks, kBlocksPerThread * static_cast<std::size_t>(pool_.ThreadCount())));
+    try {
+      while (batch.count < batch.blocks.size() && text.NextBytes(batch.blocks[batch.count])) ++batch.count;
+    } catch (...) {
+      batch.failure = std::current_exception();
+    }
+  }
+
+  void MakePlans(const std::vector<bool>& wanted) {
+    plans_.assign(builders_.size(), {ColumnUse::kSkip, 0});
+    columnOfSlot_.clear();
+    for (std::size_t i = 0; i < builders_.size(); ++i) {
+      if (!wanted[i] || builders_[i].NeedsTexts()) continue;
+      plans_[i] = {builders_[i].HoldsTexts() ? ColumnUse::kTexts : ColumnUse::kNumbers,
+                   builders_[i].SettledMark()};
+      columnOfSlot_.push_back(i);
     }
   }
 
   // As many cases as the file holds if the rest is like its begin.
-  void Reserve(const RecordBlock& block, const std::vector<std::size_t>& wanted) {
-    const double rowsPerByte = static_cast<double>(block.rowCount) / static_cast<double>(block.bytesRead);
+  void Reserve(Batch& batch, std::int64_t rowCount) {
+    if (batch.count == 0 || batch.Blocks().back().fileBytes == 0) return;
+    const double rowsPerByte =
+        static_cast<double>(rowCount) / static_cast<double>(batch.Blocks().back().fileBytes);
     const auto expected = static_cast<std::int64_t>(1.02 * rowsPerByte * fileBytes_) + 16;
-    for (const std::size_t column : wanted) builders_[column].Reserve(expected);
+    for (const std::size_t column : columnOfSlot_) builders_[column].Reserve(expected);
   }
+
+  void AddCells(Batch& batch) {
+    unfinished_.assign(columnOfSlot_.size(), kFinished);
+    RunTasks(columnOfSlot_.size(), done_, [&](std::size_t slot) {
+      ColumnBuilder& builder = builders_[columnOfSlot_[slot]];
+      const bool wasBlank = builder.IsBlank();
+      const bool asTexts = plans_[columnOfSlot_[slot]].use == ColumnUse::kTexts;
+      std::string scratch;
+      for (const TextBlock& block : batch.Blocks()) {
+        if (block.rowCount == 0) continue;
+        if (asTexts)
+          AddTexts(block, slot, builder, scratch);
+        else if (!AddNumbers(block, slot, builder, scratch))
+          break;
+      }
+      if (!asTexts && wasBlank && (builder.HoldsTexts() || builder.NeedsTexts())) unfinished_[slot] = kAgain;
+    });
+  }
+
+  static void AddTexts(const TextBlock& block, std::size_t slot, ColumnBuilder& builder,
+                       std::string& scratch) {
+    for (const double cell : block.Cells(slot))
+      builder.AddField(block.Text(std::bit_cast<FieldPlace>(cell), scratch));
+  }
+
+  // False when the column turns out to be one of texts.
+  static bool AddNumbers(const TextBlock& block, std::size_t slot, ColumnBuilder& builder,
+                         std::string& scratch) {
+    const std::span<const double> cells = block.Cells(slot);
+    std::size_t row = 0;
+    for (const TextBlock::OtherField& other : block.Others(slot)) {
+      builder.AddNumbers(cells.subspan(row, other.row - row));
+      builder.AddField(block.Text(other.place, scratch));
+      if (builder.HoldsTexts() || builder.NeedsTexts()) return false;
+      row = other.row + 1;
+    }
+    builder.AddNumbers(cells.subspan(row));
+    return true;
+  }
+
+  // Columns without a value before this batch that turn out to be texts are read once more from the
+  // batch, which spares another pass over the file.
+  void TakeBack(Batch& batch, const RecordScanner& scanner, std::int64_t casesBefore) {
+    std::vector<std::size_t> again;
+    for (std::size_t slot = 0; slot < columnOfSlot_.size(); ++slot)
+      if (unfinished_[slot] == kAgain) again.push_back(columnOfSlot_[slot]);
+    if (again.empty()) return;
+    plans_.assign(builders_.size(), {ColumnUse::kSkip, 0});
+    for (const std::size_t column : again) {
+      plans_[column].use = ColumnUse::kTexts;
+      builders_[column].RestartAsText(casesBefore);
+    }
+    columnOfSlot_ = std::move(again);
+    RunTasks(batch.count, done_, [&](std::size_t block) { scanner.Scan(batch.blocks[block], plans_); });
+    AddCells(batch);
+  }
+
+  void Finish(Table& table, std::vector<std::string>& warnings) {
+    std::vector<std::vector<ColumnNote>> notesOf(builders_.size());
+    table.columns.resize(builders_.size());
+    done_ = 1;
+    RunTasks(builders_.size(), 1, [&](std::size_t i) { table.columns[i] = builders_[i].Finish(notesOf[i]); });
+    std::vector<ColumnNote> notes;
+    for (std::vector<ColumnNote>& some : notesOf)
+      notes.insert(notes.end(), std::make_move_iterator(some.begin()), std::make_move_iterator(some.end()));
+    AppendSentences(notes, path_, warnings);
+  }
+
+  static constexpr char kFinished = 0, kAgain = 1;
 
   const std::string& path_;
   const ReadOptions& options_;
   ReadProgress progress_;
   char delimiter_;
+  WorkerPool pool_;
   double fileBytes_ = 0;
+  double done_ = 0;  // of the file
   std::vector<ColumnBuilder> builders_;
+  std::vector<ColumnPlan> plans_;
+  std::vector<std::size_t> columnOfSlot_;
+  std::vector<char> unfinished_;  // per slot; no vector of bool, which threads cannot share
 };
 
 }  // namespace
