@@ -123,7 +123,9 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 
 /* --- Data: a session has one table. Each function leaves the table as it was when it fails. */
 
-/* Replaces the table by a file's. options: "delimiter", "missing-text", "missing". */
+/* Replaces the table by that of a file or of a database server (postgresql://..., mysql://...); an empty
+ * path reads the files that a query names. options: "delimiter", "missing-text", "missing", of a workbook
+ * "sheet" and "range", of a database "table" and "sql-from". */
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
 /* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
  * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time
@@ -173,9 +175,8 @@ VELMORA_API int velmora_result_bins(velmora_result* result, int best, velmora_bi
 VELMORA_API int velmora_load_bins(velmora_session* session, const char* json, size_t length,
                                   velmora_bins** bins);
 VELMORA_API void velmora_bins_free(velmora_bins* bins);
-/* format: "json", "sql" or "python". */
-VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
-                                  size_t* length);
+/* format: "json", "python", "sql", or "sql:DIALECT" with a value of --sql-dialect. */
+VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text, size_t* length);
 /* Corrects the bins by hand, by the counts that are saved with them. edit: a member of "edits" in the
  * JSON of saved bins (docs/json.md), {"operation": "merge", "predictor": "age", "bins": [0, 1]}. */
 VELMORA_API int velmora_bins_edit(velmora_bins* bins, const char* edit);

@@ -7,11 +7,11 @@ from typing import Any
 
 import numpy as np
 
-from velmora import _frames
+from velmora import _frames, _progress
 from velmora._library import Progress, Session
 from velmora._results import FeatureSelectionResult, ScreenResult
 
-_READING = ("delimiter", "missing_text")
+_READING = ("delimiter", "missing_text", "sheet", "range", "table", "sql_from")
 
 
 def _load(session: Session, data: Any, options: dict[str, Any]) -> None:
@@ -40,7 +40,7 @@ def rank(
     *,
     predictors: Sequence[str] | str | None = None,
     weight: str | None = None,
-    progress: Progress | None = None,
+    progress: Progress | bool | None = None,
     **options: Any,
 ) -> FeatureSelectionResult:
     """Ranks the variables of a table by how strongly they are related to an outcome.
@@ -52,8 +52,10 @@ def rank(
     Parameters
     ----------
     data : path, frame, dict or array
-        A file of any kind that the command reads; a pandas, polars or pyarrow frame, or any object
-        with ``__arrow_c_stream__``; a dict of columns; an array of shape (n_cases, n_variables).
+        A file of any kind that the command reads, or the address of a table in a database server;
+        ``sheet``, ``range``, ``table`` and ``sql_from`` are among its options. Or a pandas,
+        polars or pyarrow frame, or any object with ``__arrow_c_stream__``; a dict of columns; an
+        array of shape (n_cases, n_variables).
     outcome : str, list of str, or array of shape (n_cases,)
         Names of columns, or the values themselves.
     predictors : list of str, optional
@@ -61,9 +63,9 @@ def rank(
         dates, constants and free text are left out, which ``notices`` of the result says.
     weight : str, optional
         The column of case weights.
-    progress : callable, optional
-        Called about twenty times a second with the stage and a fraction from 0 to 1; ``False``
-        ends the run.
+    progress : callable or bool, optional
+        Called about twenty times a second with the stage and a fraction from 0 to 1; a result of
+        ``False`` ends the run. True shows a bar, which needs tqdm.
     **options
         The long options of ``velmora feature-selection`` with underscores: ``select="age > 30"``,
         ``missing={"income": [-9, -8]}``, ``show="p"``, ``best=20``, ``casewise=True``.
@@ -87,7 +89,7 @@ def rank(
     ['size']
     """
     session = Session()
-    with session.reporting(progress):
+    with _progress.shown(progress) as report, session.reporting(report):
         _load(session, data, options)
         options["dependents"] = _outcome_names(session, data, outcome, "y")
         options |= {"predictors": predictors, "weight": weight}
@@ -120,7 +122,7 @@ def screen(
     kind: str | None = None,
     predictors: Sequence[str] | str | None = None,
     weight: str | None = None,
-    progress: Progress | None = None,
+    progress: Progress | bool | None = None,
     **options: Any,
 ) -> ScreenResult:
     """Bins every predictor and scores how well the bins predict a response.
@@ -152,7 +154,7 @@ def screen(
         The data or the analysis failed.
     """
     session = Session()
-    with session.reporting(progress):
+    with _progress.shown(progress) as report, session.reporting(report):
         _load(session, data, options)
         (name,) = _outcome_names(session, data, response, "y")
         option = _response_option(session, name, kind, good is not None or bad is not None)

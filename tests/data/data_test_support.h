@@ -64,6 +64,26 @@ inline std::string Show(const Table& table) {
   return text;
 }
 
+// Parts of files with several tables.
+inline TablePart SheetPart(const std::string& sheet, const std::string& range = "") {
+  TablePart part;
+  part.sheet = sheet;
+  part.range = range;
+  return part;
+}
+inline TablePart TableOf(const std::string& table, const std::string& query = "") {
+  TablePart part;
+  part.table = table;
+  part.query = query;
+  return part;
+}
+inline TablePart QueryPart(const std::string& query) { return TableOf("", query); }
+inline Table ReadPart(const std::string& path, const TablePart& part, ReadReport* report = nullptr) {
+  ReadOptions options;
+  options.part = part;
+  return ReadTable(path, options, report);
+}
+
 // What work throws as DataError, or "no error".
 template <class Work>
 std::string ErrorOf(Work work) {

@@ -116,14 +116,16 @@ TEST_F(DataTest, TheReaderHasLimits) {
   const ReadOptions options;
 #if !defined(__SANITIZE_ADDRESS__)
   EXPECT_THAT(ErrorOf([&] {
-                ReadForeignFile(path, "parquet", options, {std::uint64_t{24} << 20, 0}, table, warnings);
+                ReadForeignFile({path, path, "parquet", options.threads, {}}, options,
+                                {std::uint64_t{24} << 20, 0}, table, warnings);
               }),
               HasSubstr("Cannot read " + path + ": "));
 #endif
-  EXPECT_EQ(ErrorOf([&] {
-              ReadForeignFile(path, "parquet", options, {0, 30}, table, warnings);
-            }),
-            "no error");
+  EXPECT_EQ(
+      ErrorOf([&] {
+        ReadForeignFile({path, path, "parquet", options.threads, {}}, options, {0, 30}, table, warnings);
+      }),
+      "no error");
   EXPECT_EQ(table.caseCount, 300000);
   EXPECT_FALSE(HasChildren());
 }

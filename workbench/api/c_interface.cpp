@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -131,6 +132,15 @@ void ApplyMissingCodes(Table& table, const DataOptions& options) {
   }
 }
 
+// Of the format "sql" or "sql:DIALECT"; nothing for others.
+std::optional<SqlDialect> DialectOf(const std::string& format) {
+  if (format == "sql") return SqlDialect::kStandard;
+  const std::vector<std::string>& names = SqlDialectNames();
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (format == "sql:" + names[i]) return static_cast<SqlDialect>(i);
+  return std::nullopt;
+}
+
 void RequireData(const SessionState& state) {
   if (state.table.columns.empty())
     throw UsageError("The session has no data: call velmora_read_file or velmora_take_stream first.");
@@ -139,6 +149,8 @@ void RequireData(const SessionState& state) {
 void TakeTable(SessionState& state, const ArrowBatches& batches, const char* options) {
   const DataOptions data = ReadingOptions(options);
   if (!data.delimiter.empty()) throw UsageError("--delimiter is for text files.");
+  if (data.part.Any())
+    throw UsageError("--sheet, --range, --table and --sql-from are for files and databases.");
   state.Work([&] {
     std::vector<std::string> notices;
     Table table = batches.MakeTable(SplitList(data.missingTexts), notices);
@@ -438,9 +450,11 @@ int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
     Required(text, "text");
     state.Work([&] {
       if (name == "json") return GiveText(bins->handedOut, BinsJson(bins->bins), text, length);
-      if (name == "sql") return GiveText(bins->handedOut, BinsSql(bins->bins, state.notices), text, length);
+      if (const std::optional<SqlDialect> dialect = DialectOf(name))
+        return GiveText(bins->handedOut, BinsSql(bins->bins, state.notices, *dialect), text, length);
       if (name == "python") return GiveText(bins->handedOut, BinsPython(bins->bins), text, length);
-      throw UsageError("Bins are written as json, sql or python, not " + ShortenedText(name) + ".");
+      throw UsageError("Bins are written as json, sql, sql:DIALECT (" + JoinWords(SqlDialectNames(), " or ") +
+                       ") or python, not " + ShortenedText(name) + ".");
     });
   });
 }

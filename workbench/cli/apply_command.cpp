@@ -48,6 +48,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   AddCsvFor(parser, options.csvFor);
   parser.Flag("--quiet", options.quiet);
   parser.Parse(arguments);
+  const bool hasQuery = !options.data.part.query.empty();
+  if (hasQuery && options.files.size() == 1) options.files.emplace_back();  // the query is the data
   if (options.files.size() < 2) {
     throw UsageError(options.files.empty()
                          ? "FILE and DATA are missing: name what was saved, then the data file."

@@ -6,6 +6,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/data/database_address.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
@@ -74,9 +75,10 @@ Table ReadFile(const DataOptions& options) {
   ReadOptions reading;
   reading.delimiter = Delimiter(options.delimiter);
   reading.missingTexts = SplitList(options.missingTexts);
+  reading.part = options.part;
   reading.infer = false;  // missing-data codes and overrides come first
   ProgressBar bar;
-  bar.Start("Reading " + options.path);
+  bar.Start("Reading " + (options.path.empty() ? "the query" : WithoutPassword(options.path)));
   reading.progress = [&bar](double fraction) {
     bar.Update(fraction);
     return !WasInterrupted();
@@ -109,7 +111,7 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
 }  // namespace
 
 Table LoadTable(const DataOptions& options) {
-  if (options.path.empty()) throw UsageError("DATA is missing: name the data file after the command.");
+  options.RequireData(" after the command");
   return PrepareTable(ReadFile(options), options);
 }
 

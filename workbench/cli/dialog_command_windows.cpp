@@ -40,6 +40,10 @@ Data:
   --continuous NAMES       treat these variables as continuous
   --categorical NAMES      treat these variables as categorical
   --delimiter CHARACTER    field separator of a text file (default: detected)
+  --sheet NAME             sheet of a workbook, by name or number (default: the first that is visible)
+  --range CELLS            cells of a sheet, such as B3:F200; the first row names the columns
+  --table NAME             table of a database, where it has several
+  --sql-from QUERY         SELECT over a database, or without DATA over files: "SELECT * FROM 'a.parquet'"
   --select EXPRESSION      use the cases for which EXPRESSION is true
   --exclude EXPRESSION     drop the cases for which EXPRESSION is true
   --weight NAME            weight the cases by a variable

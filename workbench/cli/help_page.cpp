@@ -59,8 +59,11 @@ std::string HelpPage(std::string_view page) {
   ReplaceAll(
       text, "@DATA_FILES@",
       ReadsStatisticalPackages()
-          ? "a CSV, TSV, Parquet, JSON-lines, SPSS (.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file"
-          : "a CSV, TSV, Parquet or JSON-lines file");
+          ? "a CSV, TSV, Parquet, JSON-lines, Excel (.xlsx), OpenDocument (.ods), SPSS (.sav .por), SAS\n"
+            "(.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb, .sqlite, .db), or "
+            "the\n"
+            "address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
+          : "a CSV, TSV, Parquet or JSON-lines file or a DuckDB database (.duckdb)");
   AdaptCommands(text);
   return text;
 }

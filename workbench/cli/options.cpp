@@ -62,6 +62,22 @@ void DataOptions::AddReadingTo(CommandParser& parser) {
   parser.Repeated("--missing-text", missingTexts);
   parser.Pairs("--missing", missingCodes);
   parser.WholeNumber("--threads", threads, 1, kMostThreads);
+  parser.Text("--sheet", part.sheet);
+  parser.Text("--range", part.range);
+  parser.Text("--table", part.table);
+  parser.Text("--sql-from", part.query);
+}
+
+void DataOptions::RequireScriptable() const {
+  if (part.Any())
+    throw UsageError(
+        "--print-script cannot repeat --sheet, --range, --table and --sql-from: save the data as a file "
+        "first.");
+}
+
+void DataOptions::RequireData(const std::string& example) const {
+  if (path.empty() && part.query.empty())
+    throw UsageError("DATA is missing: name the data file" + example + ".");
 }
 
 void CaseOptions::AddTo(CommandParser& parser) {

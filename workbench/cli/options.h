@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "workbench/data/table_part.h"
+
 namespace velmora {
 
 // The parser of one command line. It has no help of its own.
@@ -78,11 +80,17 @@ struct DataOptions {
   std::string delimiter;
   std::vector<std::string> missingTexts;  // --missing-text
   std::vector<std::string> missingCodes;  // --missing NAME=CODE
+  TablePart part;                         // --sheet, --range, --table, --sql-from
   std::vector<std::string> continuous, categorical;
   int threads = 0;  // of reading and of all that follows; 0: one for each processor
 
+  // Throws UsageError when a script could not read the same data.
+  void RequireScriptable() const;
+  // Throws UsageError that ends with example when nothing names the data.
+  void RequireData(const std::string& example) const;
+
   void AddTo(CommandParser& parser);
-  // Only how a text file is read, for a command with another way of naming DATA.
+  // Only how a file is read, for a command with another way of naming DATA.
   void AddReadingTo(CommandParser& parser);
 };
 

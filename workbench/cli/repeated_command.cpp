@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "workbench/data/database_address.h"
 #include "workbench/data/sha256.h"
 
 #ifndef VELMORA_VERSION
@@ -48,7 +49,7 @@ Provenance ProvenanceOf(const std::string& command, const std::vector<std::strin
     }
     const auto begins = [&](const char* option) { return word.starts_with(std::string(option) + "="); };
     if (std::any_of(std::begin(kWithValue), std::end(kWithValue), begins)) continue;
-    provenance.command += " " + Quoted(word);
+    provenance.command += " " + Quoted(WithoutPassword(word));
   }
   return provenance;
 }

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/database_address.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
@@ -30,6 +31,7 @@ void RunFiles::Reads(const std::string& name, const std::string& path) {
 }
 
 void RunFiles::ReadsTable(const std::string& name, const std::string& path) {
+  if (path.empty() || ParseDatabaseAddress(path).server != DatabaseServer::kNone) return;  // no file
   Reads(name, path);
   Reads("the sidecar file of " + name, SidecarPath(path));
 }

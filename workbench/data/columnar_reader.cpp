@@ -1,4 +1,4 @@
-// Parquet and JSON through DuckDB. The types of the columns are known before the first cell, so
+// Parquet and JSON files, DuckDB's databases and queries through DuckDB. The types of the columns are known before the first cell, so
 // every column has one way of copying a vector of DuckDB's into a block; a column of whole numbers
 // that doubles cannot hold is delivered a second time, as text.
 #include <algorithm>
@@ -11,6 +11,7 @@
 
 #include "workbench/data/duckdb_session.h"
 #include "workbench/data/foreign_file.h"
+#include "workbench/data/part_choice.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -131,13 +132,14 @@ bool IsValid(const std::uint64_t* validity, idx_t row) {
 
 class ColumnarReader {
  public:
-  // source: the table function of SQL that gives the rows.
+  // source: what gives the rows, as SQL names it after FROM.
   ColumnarReader(const ForeignFile& file, std::string source, RowSink& sink)
       : sink_(sink), source_(std::move(source)), session_(file.threads) {
     session_.Run("SET TimeZone='UTC'");
   }
 
   DuckDbSession& Session() { return session_; }
+  void SetSource(std::string source) { source_ = std::move(source); }
 
   // trueNames: as the file has them, where DuckDB renames columns; empty when it does not.
   void Read(std::int64_t caseCount, const std::vector<std::string>& trueNames, std::string sidecar) {
@@ -373,6 +375,40 @@ void ReadJson(const ForeignFile& file, RowSink& sink) {
     if (message.find("non-record") != std::string_view::npos)
       throw DataError("Cannot read " + file.path + ": it holds no objects with named values.");
     throw CannotRead(file, message);
+  }
+}
+
+void ReadDuckDb(const ForeignFile& file, RowSink& sink) {
+  std::error_code error;
+  const std::string log = file.path + ".wal";
+  if (std::filesystem::file_size(PathOf(log), error) > 0 && !error)
+    throw DataError("Cannot read " + file.path + ": " + log +
+                    " holds changes that are not in it yet; close the program that writes to it first.");
+  try {
+    ColumnarReader reader(file, "", sink);
+    reader.Session().Run("ATTACH " + SqlText(file.openPath) + " AS data (READ_ONLY, TYPE duckdb)");
+    reader.Session().Run("USE data");
+    std::vector<TableName> tables;
+    reader.Session().Rows(
+        "SELECT schema_name, table_name FROM duckdb_tables() WHERE database_name = 'data' UNION ALL "
+        "SELECT schema_name, view_name FROM duckdb_views() WHERE database_name = 'data' AND NOT internal "
+        "ORDER BY 1, 2",
+        [&](const char* const* texts) {
+          tables.push_back({texts[0], texts[1]});
+        });
+    reader.SetSource(RowSource(file, tables, SqlName));
+    reader.Read(-1, {}, "");
+  } catch (const DuckDbError& failure) {
+    throw CannotRead(file, failure.what());
+  }
+}
+
+void ReadQuery(const ForeignFile& file, RowSink& sink) {
+  try {
+    ColumnarReader reader(file, RowSource(file, {}, SqlName), sink);
+    reader.Read(-1, {}, "");
+  } catch (const DuckDbError& failure) {
+    throw CannotRead(file, failure.what());
   }
 }
 

@@ -43,16 +43,6 @@ struct Chunk {
   }
 };
 
-// Between quotation marks, those inside doubled.
-std::string Quoted(std::string_view text, char mark) {
-  std::string quoted(1, mark);
-  for (const char c : text) {
-    if (c == mark) quoted += mark;
-    quoted += c;
-  }
-  return quoted + mark;
-}
-
 }  // namespace
 
 DuckDbError::DuckDbError(const char* message) : std::runtime_error(FirstLine(message)) {}
@@ -149,10 +139,6 @@ void DuckDbSession::Rows(const std::string& sql, const std::function<void(const 
     for (char* text : texts) duckdb_free(text);
   }
 }
-
-std::string SqlText(std::string_view text) { return Quoted(text, '\''); }
-
-std::string SqlName(std::string_view name) { return Quoted(name, '"'); }
 
 std::string SqlPath(const std::string& path) {
   // An absolute path is never taken for a URL or a home folder.

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "workbench/data/errors.h"
+#include "workbench/data/sql_text.h"
 
 namespace velmora {
 
@@ -54,10 +55,6 @@ class DuckDbSession {
   duckdb_connection connection_ = nullptr;
 };
 
-// 'text' as a literal of SQL.
-std::string SqlText(std::string_view text);
-// "name" as an identifier of SQL. The name has no NUL.
-std::string SqlName(std::string_view name);
 // The path as a literal for DuckDB's readers, which take * ? [ in it for a pattern.
 std::string SqlPath(const std::string& path);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <string_view>
 
 #include "workbench/system/system.h"
@@ -12,43 +13,77 @@ namespace {
 
 using Reader = void (*)(const ForeignFile& file, RowSink& sink);
 
+enum class Parts { kNone, kSheets, kTables, kQuery };
+
 struct Format {
   std::string_view extension;
   Reader read;
+  Parts parts = Parts::kNone;
 };
 
-constexpr std::array<Format, 10> kFormats = {{{"parquet", ReadParquet},
-                                              {"json", ReadJson},
-                                              {"jsonl", ReadJson},
-                                              {"ndjson", ReadJson},
-                                              {"sav", ReadStatFile},
-                                              {"zsav", ReadStatFile},
-                                              {"por", ReadStatFile},
-                                              {"sas7bdat", ReadStatFile},
-                                              {"xpt", ReadStatFile},
-                                              {"dta", ReadStatFile}}};
+constexpr auto kFormats = std::to_array<Format>({{"parquet", ReadParquet},
+                                                 {"json", ReadJson},
+                                                 {"jsonl", ReadJson},
+                                                 {"ndjson", ReadJson},
+                                                 {"sav", ReadStatFile},
+                                                 {"zsav", ReadStatFile},
+                                                 {"por", ReadStatFile},
+                                                 {"sas7bdat", ReadStatFile},
+                                                 {"xpt", ReadStatFile},
+                                                 {"dta", ReadStatFile},
+                                                 {"xlsx", ReadXlsx, Parts::kSheets},
+                                                 {"xlsm", ReadXlsx, Parts::kSheets},
+                                                 {"ods", ReadOds, Parts::kSheets},
+                                                 {"duckdb", ReadDuckDb, Parts::kTables},
+                                                 {"sqlite", ReadSqlite, Parts::kTables},
+                                                 {"sqlite3", ReadSqlite, Parts::kTables},
+                                                 {"db", ReadSqlite, Parts::kTables},
+                                                 {kQuerySource, ReadQuery, Parts::kQuery},
+                                                 {kPostgresSource, ReadPostgres, Parts::kTables},
+                                                 {kMySqlSource, ReadMySql, Parts::kTables}});
 
 const Format* FindFormat(std::string_view extension) {
-  const auto* const found = std::find_if(kFormats.begin(), kFormats.end(),
-                                         [&](const Format& format) { return format.extension == extension; });
-  return found == kFormats.end() ? nullptr : found;
+  const auto found = std::find_if(kFormats.begin(), kFormats.end(),
+                                  [&](const Format& format) { return format.extension == extension; });
+  return found == kFormats.end() ? nullptr : &*found;
 }
 
 }  // namespace
 
 bool IsForeignExtension(const std::string& extension) { return FindFormat(extension) != nullptr; }
 
+void RequireFittingPart(const std::string& path, const std::string& extension, const TablePart& part) {
+  const Format* const format = FindFormat(extension);
+  const Parts parts = format == nullptr ? Parts::kNone : format->parts;
+  const auto refuse = [&](const std::string& option, const char* takers) {
+    throw DataError(option + " is for " + takers + ", not for " + path + ".");
+  };
+  if (parts != Parts::kSheets && !part.sheet.empty()) refuse("--sheet", "workbooks such as .xlsx");
+  if (parts != Parts::kSheets && !part.range.empty()) refuse("--range", "workbooks such as .xlsx");
+  if (parts != Parts::kTables && !part.table.empty()) refuse("--table", "databases");
+  if (parts != Parts::kTables && parts != Parts::kQuery && !part.query.empty())
+    throw DataError("--sql-from reads a database, or the files that it names itself without DATA, not " +
+                    path + ".");
+}
+
 void RunForeignReader(const ForeignFile& file, RowSink& sink) {
   FindFormat(file.extension)->read(file, sink);
 }
 
-ReaderLimits LimitsFor(std::uint64_t fileBytes) {
+std::uint64_t FileBytes(const ForeignFile& file) {
+  return file.IsFile() ? std::filesystem::file_size(PathOf(file.path)) : 0;
+}
+
+ReaderLimits LimitsFor(const ForeignFile& file) {
   // DuckDB keeps about one row group per thread, ReadStat one row; a file of any size is read in a
   // fixed multiple of its own. What is beyond that, or beyond the machine, is damage.
   constexpr std::uint64_t kSmallest = std::uint64_t{4} << 30;
   constexpr std::uint64_t kPerByte = 16;
   constexpr std::uint64_t kIdleSeconds = 60;
   constexpr std::uint64_t kBytesPerSecond = std::uint64_t{4} << 20;
+  // Nobody knows how much a query or a server gives.
+  constexpr std::uint64_t kBytesOfQuery = std::uint64_t{1} << 36;
+  const std::uint64_t fileBytes = file.part.query.empty() && file.IsFile() ? FileBytes(file) : kBytesOfQuery;
   ReaderLimits limits;
   limits.memoryBytes = kSmallest + kPerByte * fileBytes;
   if (const std::uint64_t available = AvailableMemory(); available > 0)

@@ -234,8 +234,9 @@ class ChannelSink : public RowSink {
 
 void Serve(const ReaderRequest& request) {
   // By its descriptor, so that no library sees a path with characters that it takes for a pattern.
-  const ForeignFile file{request.path, "/proc/self/fd/" + std::to_string(kFileDescriptor), request.extension,
-                         request.threads};
+  ForeignFile file{request.path, "/proc/self/fd/" + std::to_string(kFileDescriptor), request.extension,
+                   request.threads, request.part};
+  if (!file.IsFile()) file.openPath = request.address;
   ChannelSink sink(request.limits.idleCpuSeconds);
   RunForeignReader(file, sink);
 }

@@ -102,14 +102,13 @@ std::filesystem::path FindReader() {
 
 class ReaderProcess {
  public:
-  ReaderProcess(const std::string& path, const std::string& extension, const ReadOptions& options,
-                const ReaderLimits& limits)
-      : path_(path) {
+  ReaderProcess(const ForeignFile& source, const ReaderLimits& limits) : path_(source.path) {
     const std::filesystem::path program = FindReader();
     if (program.empty())
-      throw DataError("Cannot read " + path + ": the program " + kReaderFile +
+      throw DataError("Cannot read " + path_ + ": the program " + kReaderFile +
                       ", which reads such files, is missing beside velmora.");
-    const Descriptor file(open(PathOf(path).c_str(), O_RDONLY | O_CLOEXEC));
+    const std::filesystem::path path = source.IsFile() ? PathOf(source.openPath) : "/dev/null";
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
       Descriptor::ThrowSystemError();
@@ -118,7 +117,8 @@ class ReaderProcess {
       const Descriptor other(ends[1]);
       Start(program, other, file);
     }
-    const std::string request = Pack(ReaderRequest{path, extension, options.threads, limits});
+    const std::string request = Pack(
+        ReaderRequest{source.path, source.openPath, source.extension, source.threads, limits, source.part});
     Message message;
     message.type = MessageType::kRequest;
     Send(message, request);
@@ -308,13 +308,13 @@ class ReaderProcess {
 
 }  // namespace
 
-void ReadForeignFile(const std::string& path, const std::string& extension, const ReadOptions& options,
-                     const ReaderLimits& limits, Table& table, std::vector<std::string>& warnings) {
-  TableSink sink(path, options, std::filesystem::file_size(PathOf(path)));
+void ReadForeignFile(const ForeignFile& file, const ReadOptions& options, const ReaderLimits& limits,
+                     Table& table, std::vector<std::string>& warnings) {
+  TableSink sink(file.path, options, FileBytes(file));
   try {
-    ReaderProcess(path, extension, options, limits).Run(sink);
+    ReaderProcess(file, limits).Run(sink);
   } catch (const std::system_error& error) {
-    throw DataError("Cannot read " + path + ": " + error.code().message() + ".");
+    throw DataError("Cannot read " + file.path + ": " + error.code().message() + ".");
   }
   sink.MoveInto(table, warnings);
 }

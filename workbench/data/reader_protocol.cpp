@@ -1,5 +1,7 @@
 #include "workbench/data/reader_protocol.h"
 
+#include <array>
+
 namespace velmora {
 
 namespace {
@@ -11,14 +13,22 @@ Enumeration TakeEnumeration(Unpacker& in, Enumeration last) {
   return value > static_cast<std::uint8_t>(last) ? last : static_cast<Enumeration>(value);
 }
 
+// The texts of a part, in the order in which they are sent.
+template <class Part>
+auto PartsOf(Part& part) {
+  return std::array{&part.sheet, &part.range, &part.table, &part.query};
+}
+
 }  // namespace
 
 std::string Pack(const ReaderRequest& request) {
   Packer out;
   out.Put(request.path);
+  out.Put(request.address);
   out.Put(request.extension);
   out.Put(request.threads);
   out.Put(request.limits);
+  for (const std::string* text : PartsOf(request.part)) out.Put(*text);
   return out.Bytes();
 }
 
@@ -26,9 +36,11 @@ ReaderRequest UnpackRequest(std::string_view bytes) {
   Unpacker in(bytes);
   ReaderRequest request;
   request.path = in.TakeText();
+  request.address = in.TakeText();
   request.extension = in.TakeText();
   request.threads = in.Take<int>();
   request.limits = in.Take<ReaderLimits>();
+  for (std::string* text : PartsOf(request.part)) *text = in.TakeText();
   return request;
 }
 
@@ -88,6 +100,8 @@ std::string Pack(const ForeignDetails& details) {
       out.Put(text);
     }
   }
+  out.Put(static_cast<std::uint64_t>(details.warnings.size()));
+  for (const std::string& warning : details.warnings) out.Put(warning);
   return out.Bytes();
 }
 
@@ -109,6 +123,8 @@ ForeignDetails UnpackDetails(std::string_view bytes) {
       set.texts[std::move(value)] = in.TakeText();
     }
   }
+  const auto warnings = in.Take<std::uint64_t>();
+  for (std::uint64_t i = 0; i < warnings; ++i) details.warnings.push_back(in.TakeText());
   return details;
 }
 

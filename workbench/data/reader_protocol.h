@@ -52,9 +52,11 @@ struct Message {
 
 struct ReaderRequest {
   std::string path;
+  std::string address;  // of what is not a file
   std::string extension;
   int threads = 0;
   ReaderLimits limits;
+  TablePart part;
 };
 
 // Values end to end; texts and lists with their length first.

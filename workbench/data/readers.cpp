@@ -12,6 +12,7 @@
 #include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/database_address.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/file_kinds.h"
 #include "workbench/data/foreign_file.h"
@@ -25,6 +26,8 @@ namespace velmora {
 namespace {
 
 constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
+
+constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".ods", ".sqlite", ".sqlite3", ".db"};
 
 std::string LowerExtension(const std::string& path) {
   std::string extension = PathOf(path).extension().string();
@@ -50,13 +53,18 @@ void RequireReadableFile(const std::string& path) {
 void ReadByExtension(const std::string& path, const ReadOptions& options, Table& table,
                      std::vector<std::string>& warnings) {
   const std::string extension = LowerExtension(path);
+  RequireFittingPart(path, extension, options.part);
   if (extension == "csv" || extension == "txt")
     return ReadDelimited(path, options, options.delimiter, table, warnings);
   if (extension == "tsv")
     return ReadDelimited(path, options, options.delimiter != 0 ? options.delimiter : '\t', table, warnings);
-  if (IsForeignExtension(extension))
-    return ReadForeignFile(path, extension, options, LimitsFor(std::filesystem::file_size(PathOf(path))),
-                           table, warnings);
+  if (IsForeignExtension(extension)) {
+    const ForeignFile file{path, path, extension, options.threads, options.part};
+    return ReadForeignFile(file, options, LimitsFor(file), table, warnings);
+  }
+  if (extension == "xls")
+    throw DataError("Cannot read " + path +
+                    ": .xls is the format of Excel before 2007; save the workbook as .xlsx.");
   std::string known;
   for (const std::string& ending : ReadableExtensions()) known += " " + ending;
   throw DataError("The ending of " + path + " does not say what kind of file it is; known endings are" +
@@ -69,6 +77,8 @@ std::vector<std::string> ReadableExtensions() {
   std::vector<std::string> known = {".csv", ".tsv", ".txt", ".parquet", ".json", ".jsonl", ".ndjson"};
   if (ReadsStatisticalPackages())
     known.insert(known.end(), std::begin(kStatExtensions), std::end(kStatExtensions));
+  if (ReadsWorkbooks()) known.insert(known.end(), std::begin(kTableExtensions), std::end(kTableExtensions));
+  known.emplace_back(".duckdb");
   return known;
 }
 
@@ -113,11 +123,28 @@ struct FileStamp {
 
 }  // namespace
 
-Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport* report) {
+namespace {
+
+// What is not a file: a table of a server, or a query over files.
+Table ReadSource(const DatabaseAddress& address, const ReadOptions& options,
+                 std::vector<std::string>& warnings) {
+  const bool isQuery = address.server == DatabaseServer::kNone;
+  ForeignFile source{isQuery ? "the query" : address.shown, address.withoutTable, kQuerySource,
+                     options.threads, options.part};
+  if (!isQuery)
+    source.extension = address.server == DatabaseServer::kPostgres ? kPostgresSource : kMySqlSource;
+  if (source.part.table.empty() && source.part.query.empty()) source.part.table = address.table;
+  RequireFittingPart(source.path, source.extension, source.part);
+  Table table;
+  table.fileName = source.path;
+  ReadForeignFile(source, options, LimitsFor(source), table, warnings);
+  return table;
+}
+
+Table ReadFile(const std::string& path, const ReadOptions& options, std::vector<std::string>& warnings) {
   RequireReadableFile(path);
   Table table;
   table.fileName = path;
-  std::vector<std::string> warnings;
   const FileStamp before(path);
   const auto requireUnchanged = [&] {
     if (FileStamp(path) != before) throw DataError(path + " was changed while it was read; read it again.");
@@ -129,6 +156,17 @@ Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport*
     throw;
   }
   requireUnchanged();
+  return table;
+}
+
+}  // namespace
+
+Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport* report) {
+  std::vector<std::string> warnings;
+  const DatabaseAddress address = ParseDatabaseAddress(path);
+  const bool isSource =
+      address.server != DatabaseServer::kNone || (path.empty() && !options.part.query.empty());
+  Table table = isSource ? ReadSource(address, options, warnings) : ReadFile(path, options, warnings);
   if (options.infer)
     InferMeasurements(table, [&](double) { return !options.progress || options.progress(1); });
   if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());

@@ -1,8 +1,14 @@
 // Reads a data file into a Table.
 //
 //   .csv .tsv .txt                       delimited text
-//   .parquet .json .jsonl .ndjson        by DuckDB, in a process of its own
-//   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat, in a process of its own
+//   .parquet .json .jsonl .ndjson        by DuckDB
+//   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat
+//   .xlsx .xlsm .ods                     a sheet of a workbook, or a range of it
+//   .duckdb .sqlite .sqlite3 .db         a table of a database, or a query over it
+//   postgresql:// mysql:// mariadb://    a table of a server, or a query (database_address.h)
+//   nothing                              a query over the files that it names, by DuckDB
+//
+// Everything but text is read in a process of its own, which can write nothing.
 //
 //   ReadReport report;
 //   Table table = ReadTable("credit.csv", {.missingTexts = {"unknown"}}, &report);
@@ -54,6 +60,7 @@
 
 #include "workbench/data/errors.h"
 #include "workbench/data/table.h"
+#include "workbench/data/table_part.h"
 
 namespace velmora {
 
@@ -63,6 +70,7 @@ struct ReadOptions {
   bool infer = true;   // fill measurement and role of every column (measurement.h)
   // Texts that mean a missing value in any column, e.g. {"NA", "n/a"}.
   std::vector<std::string> missingTexts;
+  TablePart part;  // of a file with more than one table
   // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
   // the reading, which throws Cancelled.
   std::function<bool(double)> progress;
@@ -73,8 +81,8 @@ struct ReadReport {
   std::vector<std::string> warnings;
 };
 
-// Throws DataError when the file cannot be read whole or changes meanwhile, Cancelled when progress
-// returns false.
+// path: of a file, an address, or empty with a query over files. Throws DataError when the file
+// cannot be read whole or changes meanwhile, Cancelled when progress returns false.
 Table ReadTable(const std::string& path, const ReadOptions& options = {}, ReadReport* report = nullptr);
 
 // Makes code the missing-data code of the variable called name (resolved as in names.h): cells that
@@ -89,5 +97,7 @@ std::int64_t ApplyMissingOption(Table& table, std::string_view option);
 
 // Whether this build reads SPSS, SAS and Stata files.
 [[nodiscard]] bool ReadsStatisticalPackages();
+// Whether this build reads workbooks, SQLite databases and tables of database servers.
+[[nodiscard]] bool ReadsWorkbooks();
 
 }  // namespace velmora

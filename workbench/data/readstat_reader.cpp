@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <exception>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/readers.h"
+#include "workbench/data/row_blocks.h"
 
 namespace velmora {
 
@@ -67,33 +68,6 @@ double FromFileTime(const DateForm& form, double value) {
   return value / form.perUnit - form.epochDays * kSecondsPerDay;
 }
 
-// The cells of one column that have not been delivered yet.
-struct PendingColumn {
-  bool isText = false;
-  DateForm date;
-  std::vector<std::uint8_t> bitmap;  // a bit per row
-  bool anyMissing = false;
-  std::vector<double> numbers;
-  std::vector<std::uint64_t> ends;  // of the texts, after a first 0
-  std::string bytes;
-  std::int64_t rowCount = 0;
-
-  void Clear() {
-    bitmap.clear();
-    anyMissing = false;
-    numbers.clear();
-    ends.assign(1, 0);
-    bytes.clear();
-    rowCount = 0;
-  }
-  void Mark(bool present) {
-    if (rowCount % 8 == 0) bitmap.push_back(0);
-    bitmap.back() = static_cast<std::uint8_t>(bitmap.back() | (present ? 1U << (rowCount % 8) : 0U));
-    anyMissing |= !present;
-    ++rowCount;
-  }
-};
-
 class StatReader {
  public:
   StatReader(const ForeignFile& file, RowSink& sink) : file_(file), sink_(sink), extension_(file.extension) {}
@@ -113,7 +87,8 @@ class StatReader {
     if (error != READSTAT_OK)
       throw DataError("Cannot read " + file_.path + ": " + Lowered(readstat_error_message(error)) + ".");
     BeginRows();
-    Flush();
+    EndRow();
+    rows_->Flush(1);
     sink_.End(details_);
   }
 
@@ -190,89 +165,51 @@ class StatReader {
     if (name != nullptr) column.name = name;
     if (const char* label = readstat_variable_get_label(variable)) column.longName = label;
     if (labelSet != nullptr) column.labelSet = labelSet;
-    PendingColumn pending;
-    pending.isText = readstat_variable_get_type_class(variable) == READSTAT_TYPE_CLASS_STRING;
+    const bool isText = readstat_variable_get_type_class(variable) == READSTAT_TYPE_CLASS_STRING;
     const char* format = readstat_variable_get_format(variable);
-    if (!pending.isText) pending.date = FindDateForm(extension_, format != nullptr ? format : "");
-    column.kind = pending.isText ? CellKind::kText : CellKind::kNumber;
-    column.dateUnit = pending.date.unit;
+    dates_.push_back(isText ? DateForm{} : FindDateForm(extension_, format != nullptr ? format : ""));
+    column.kind = isText ? CellKind::kText : CellKind::kNumber;
+    column.dateUnit = dates_.back().unit;
     const readstat_measure_t measure = readstat_variable_get_measure(variable);
     if (measure == READSTAT_MEASURE_NOMINAL || measure == READSTAT_MEASURE_ORDINAL)
       column.declared = Measurement::kCategorical;
-    else if (measure == READSTAT_MEASURE_SCALE && !pending.isText)
+    else if (measure == READSTAT_MEASURE_SCALE && !isText)
       column.declared = Measurement::kContinuous;
     header_.columns.push_back(std::move(column));
-    pending.Clear();
-    pending_.push_back(std::move(pending));
   }
 
   void AddValue(readstat_variable_t* variable, readstat_value_t value) {
     const auto index = static_cast<std::size_t>(readstat_variable_get_index(variable));
     if (index == 0) {
-      if (!begun_) BeginRows();
-      if (pending_[0].rowCount == rowsPerBlock_) Flush();
+      BeginRows();
+      EndRow();
     }
-    PendingColumn& column = pending_.at(index);
-    const bool missing = readstat_value_is_missing(value, variable) != 0;
-    if (column.isText) {
-      const char* text = missing ? nullptr : readstat_string_value(value);
+    const bool isText = header_.columns.at(index).kind == CellKind::kText;
+    if (readstat_value_is_missing(value, variable) != 0) return rows_->AddMissing(index);
+    if (isText) {
+      const char* text = readstat_string_value(value);
       // SPSS and SAS pad texts with blanks on the right.
       std::string_view trimmed = text != nullptr ? text : "";
       while (!trimmed.empty() && trimmed.back() == ' ') trimmed.remove_suffix(1);
-      column.bytes += trimmed;
-      column.ends.push_back(column.bytes.size());
+      rows_->AddText(index, trimmed);
     } else {
-      const double number = missing ? 0 : readstat_double_value(value);
-      column.numbers.push_back(column.date.unit == DateUnit::kNone ? number
-                                                                   : FromFileTime(column.date, number));
+      const double number = readstat_double_value(value);
+      rows_->AddNumber(index,
+                       dates_[index].unit == DateUnit::kNone ? number : FromFileTime(dates_[index], number));
     }
-    column.Mark(!missing);
   }
 
   // All variables are known.
   void BeginRows() {
-    if (begun_) return;
-    begun_ = true;
-    sink_.Begin(header_);
-    constexpr std::size_t kCellsPerBlock = std::size_t{1} << 17;
-    rowsPerBlock_ = static_cast<std::int64_t>(
-        std::clamp<std::size_t>(kCellsPerBlock / std::max<std::size_t>(pending_.size(), 1), 1, 8192));
+    if (!rows_) rows_.emplace(file_.path, header_, sink_);
   }
 
-  void Flush() {
-    const std::int64_t rowCount = pending_.empty() ? 0 : pending_[0].rowCount;
-    if (rowCount == 0) return;
-    BlockLayout layout;
-    std::vector<ColumnSlice> slices;
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
-      const PendingColumn& column = pending_[i];
-      if (column.rowCount != rowCount)
-        throw DataError("Cannot read " + file_.path + ": variable \"" + header_.columns[i].name +
-                        "\" ends after " + std::to_string(delivered_ + column.rowCount) + " of " +
-                        std::to_string(delivered_ + rowCount) + " cases.");
-      ColumnSlice slice{i, header_.columns[i].kind};
-      if (column.anyMissing) slice.bitmap = layout.Add(column.bitmap.size());
-      slice.values = layout.Add(8 * (column.isText ? column.ends.size() : column.numbers.size()));
-      slice.byteCount = column.bytes.size();
-      slice.bytes = layout.Add(slice.byteCount);
-      slices.push_back(slice);
-    }
-    std::byte* const block = sink_.Buffer(layout.Size());
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
-      PendingColumn& column = pending_[i];
-      const ColumnSlice& slice = slices[i];
-      if (column.anyMissing) std::memcpy(block + slice.bitmap, column.bitmap.data(), column.bitmap.size());
-      if (column.isText) {
-        std::memcpy(block + slice.values, column.ends.data(), 8 * column.ends.size());
-        std::memcpy(block + slice.bytes, column.bytes.data(), column.bytes.size());
-      } else {
-        std::memcpy(block + slice.values, column.numbers.data(), 8 * column.numbers.size());
-      }
-      column.Clear();
-    }
-    delivered_ += rowCount;
+  // Ends the row whose cells have come, if any have.
+  void EndRow() {
+    if (header_.columns.empty() || rows_->CellCount(0) == endedRows_) return;
+    ++endedRows_;
     const auto expected = static_cast<double>(header_.caseCount);
-    sink_.Deliver(slices, rowCount, expected > 0 ? static_cast<double>(delivered_) / expected : 0);
+    rows_->EndRow(expected > 0 ? static_cast<double>(endedRows_) / expected : 0);
   }
 
   const ForeignFile& file_;
@@ -280,10 +217,9 @@ class StatReader {
   const std::string& extension_;
   ForeignHeader header_;
   ForeignDetails details_;
-  std::vector<PendingColumn> pending_;
-  std::int64_t rowsPerBlock_ = 1;
-  std::int64_t delivered_ = 0;
-  bool begun_ = false;
+  std::vector<DateForm> dates_;  // of the columns
+  std::optional<RowBlocks> rows_;
+  std::int64_t endedRows_ = 0;
   std::exception_ptr failure_;
 };
 

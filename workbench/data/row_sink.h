@@ -1,4 +1,4 @@
-// How the rows of a Parquet, JSON, SPSS, SAS or Stata file travel from its reader to the table. A
+// How the rows of a file that is no delimited text travel from its reader to the table. A
 // reader fills blocks of rows in the column layout of Apache Arrow (validity bitmap, values,
 // offsets and UTF-8 bytes); a sink takes them, in the same process or on the other side of a
 // process boundary.
@@ -55,7 +55,8 @@ struct LabelSet {
 // What is known only after the last row.
 struct ForeignDetails {
   std::map<std::string, LabelSet> labelSets;
-  std::int64_t weightColumn = -1;  // the column that the file weights its cases by
+  std::int64_t weightColumn = -1;     // the column that the file weights its cases by
+  std::vector<std::string> warnings;  // a sentence each
 };
 
 inline constexpr std::uint64_t kNoBitmap = ~std::uint64_t{0};

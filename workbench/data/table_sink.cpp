@@ -139,6 +139,7 @@ std::vector<std::size_t> TableSink::ColumnsToRepeat() {
 
 void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
   warnings.insert(warnings.end(), nameWarnings_.begin(), nameWarnings_.end());
+  for (const std::string& warning : details_.warnings) warnings.push_back(CleanText(warning));
   bool first = true;
   for (std::size_t i = 0; i < builders_.size(); ++i) {
     const ForeignColumn& source = header_.columns[i];

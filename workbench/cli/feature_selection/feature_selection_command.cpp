@@ -102,10 +102,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   settings.intervals = static_cast<ranking::IntervalMethod>(intervals);
   settings.threads = options.data.threads;
   options.variables.weight = settings.cases.weight;
-  if (options.data.path.empty()) {
-    throw UsageError(
-        "DATA is missing: name the data file, as in velmora feature-selection data.csv --dependents NAME.");
-  }
+  options.data.RequireData(", as in velmora feature-selection data.csv --dependents NAME");
+  if (options.printScript) options.data.RequireScriptable();
   if (options.variables.dependents.empty())
     throw UsageError("--dependents is missing: name the outcome, as in --dependents risk.");
   if (settings.cases.roundWeights && settings.cases.weight.empty())

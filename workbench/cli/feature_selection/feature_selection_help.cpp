@@ -50,6 +50,10 @@ Cases
   --casewise                  use only cases without a missing value in the variables of the run (default: every case
                               that has both values of a pair)
   --delimiter C               field separator of a text file (default: detected); tab for a tab
+  --sheet NAME                sheet of a workbook, by name or number (default: the first that is visible)
+  --range CELLS               cells of a sheet, such as B3:F200; the first row names the columns
+  --table NAME                table of a database, where it has several
+  --sql-from QUERY            SELECT over a database, or without DATA over files: "SELECT * FROM 'a.parquet'"
 
   EXPR may use = == <> != < <= > >=, And Or Not, + - * / ^ and parentheses; IsMD(x) is true for a missing value; other
   functions are Abs Log Log10 Exp Sqrt Sin Cos Int Trunc Round Min Max; v0 is the number of the case. Texts need single

@@ -37,12 +37,8 @@ struct CommandOptions {
 
 void CheckOptions(const CommandOptions& options) {
   const ScreenRequest& request = options.request;
-  if (options.data.path.empty()) {
-    throw UsageError(
-        "DATA is missing: name the data file, as in velmora screen data.csv --binary-response NAME --good "
-        "CODE "
-        "--bad CODE.");
-  }
+  options.data.RequireData(", as in velmora screen data.csv --binary-response NAME --good CODE --bad CODE");
+  if (options.printScript) options.data.RequireScriptable();
   if (request.binary.empty() && request.continuous.empty() && request.categorical.empty()) {
     throw UsageError(
         "A response is missing: give --binary-response, --continuous-response or --categorical-response.");

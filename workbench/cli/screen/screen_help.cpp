@@ -62,6 +62,10 @@ Cases
   --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --delimiter C               field separator of a text file (default: detected); tab for a tab
+  --sheet NAME                sheet of a workbook, by name or number (default: the first that is visible)
+  --range CELLS               cells of a sheet, such as B3:F200; the first row names the columns
+  --table NAME                table of a database, where it has several
+  --sql-from QUERY            SELECT over a database, or without DATA over files: "SELECT * FROM 'a.parquet'"
   'velmora help feature-selection' describes EXPR.
 
 Bins

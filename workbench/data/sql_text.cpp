@@ -1,0 +1,25 @@
+#include "workbench/data/sql_text.h"
+
+namespace velmora {
+
+namespace {
+
+// Between quotation marks, those inside doubled.
+std::string Quoted(std::string_view text, char mark) {
+  std::string quoted(1, mark);
+  for (const char c : text) {
+    if (c == mark) quoted += mark;
+    quoted += c;
+  }
+  return quoted + mark;
+}
+
+}  // namespace
+
+std::string SqlText(std::string_view text) { return Quoted(text, '\''); }
+
+std::string SqlName(std::string_view name) { return Quoted(name, '"'); }
+
+std::string MySqlName(std::string_view name) { return Quoted(name, '`'); }
+
+}  // namespace velmora
