@@ -4,8 +4,11 @@ import os
 import subprocess
 from pathlib import Path
 
+import matplotlib
 import pandas as pd
 import pytest
+
+matplotlib.use("agg")
 
 SAMPLES = Path(__file__).parents[2] / "samples"
 

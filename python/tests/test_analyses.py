@@ -1,5 +1,6 @@
 """rank and screen: the command's figures whatever holds the data, frames out, errors, cancelling."""
 
+import contextlib
 import datetime
 import decimal
 import doctest
@@ -7,8 +8,10 @@ import json
 import os
 import pickle
 import signal
+import sqlite3
 import threading
 import time
+import xml.dom.minidom
 
 import numpy as np
 import pandas as pd
@@ -217,7 +220,9 @@ def test_bins_travel(credit, command, tmp_path):
     exec(bins.to_python(), scope)
     for case, values in enumerate(credit.head(50).to_dict("records")):
         assert scope["code_case"](values)["risk_amount_WOE"] == coded["risk_amount_WOE"][case]
-    assert "CASE" in bins.to_sql()
+    assert "CASE" in bins.to_sql() and "DOUBLE PRECISION" in bins.to_sql("postgresql")
+    with pytest.raises(ValueError, match="sqlserver"):
+        bins.to_sql("mssql")
     assert isinstance(bins.apply(pl.from_pandas(credit)), pl.DataFrame)
 
 
@@ -231,6 +236,59 @@ def test_reports(credit, tmp_path):
     }
     with pytest.raises(TypeError, match="cannot be pickled"):
         pickle.dumps(result)
+
+
+def test_tables_of_workbooks_and_databases(credit, tmp_path):
+    expected = velmora.rank(credit, "risk").json["dependents"]
+    file = tmp_path / "credit.sqlite"
+    with contextlib.closing(sqlite3.connect(file)) as database:
+        credit.to_sql("loans", database, index=False)
+        credit.head(5).to_sql("few", database, index=False)
+    assert velmora.rank(file, "risk", table="loans").json["dependents"] == expected
+    assert velmora.rank(file, "risk", sql_from="SELECT * FROM loans").json["dependents"] == expected
+    csv = SAMPLES / "german_credit.csv"
+    old = f"SELECT * FROM '{csv}' WHERE age > 60"
+    assert set(velmora.rank("", "risk", sql_from=old).ranking["cases"]) == {45}
+    with pytest.raises(velmora.VelmoraError, match="2 tables \\(loans, few\\)"):
+        velmora.rank(file, "risk")
+    with pytest.raises(ValueError, match="--table"):
+        velmora.rank(credit, "risk", table="loans")
+
+
+def test_charts_show_the_figures(credit, schools):
+    ranked = velmora.rank(credit, "risk")
+    axes = ranked.plot(best=4)
+    frame = ranked.ranking.head(4)
+    assert [label.get_text() for label in axes.get_yticklabels()] == list(frame["predictor"])
+    assert [bar.get_width() for bar in axes.patches] == list(frame["effect"])
+    screened = velmora.screen(credit, "risk", good="good", bad="bad")
+    assert len(screened.plot(best=7).patches) == 7
+    axes = screened.plot("amount")
+    bins = screened.bin_table.query("predictor == 'amount'")
+    assert [bar.get_height() for bar in axes.patches] == list(bins["total"])
+    assert list(axes.figure.axes[1].lines[0].get_ydata()) == list(bins["bad_rate_row"])
+    assert velmora.screen(schools, "api2000").plot("meals_pct").get_title() == "meals_pct and api2000"
+    classes = velmora.screen(credit, "job", kind="categorical").plot("age")
+    assert len(classes.get_legend().get_texts()) == credit["job"].nunique()
+    with pytest.raises(ValueError, match="'nothing'"):
+        screened.plot("nothing")
+    with pytest.raises(ValueError, match="outcome is one of risk"):
+        ranked.plot(outcome="amount")
+
+
+def test_a_notebook_shows_a_table(credit):
+    odd = credit.rename(columns={"amount": "<b>&amount"})
+    page = velmora.rank(odd, "risk")._repr_html_()
+    assert "&lt;b&gt;&amp;amount" in page and "<b>&amount" not in page
+    assert page.count("<tr>") == 11 and "... and 10 more" in page
+    xml.dom.minidom.parseString(f"<div>{page}</div>")
+    screened = velmora.screen(credit, "risk", good="good", bad="bad")._repr_html_()
+    assert "IV (cross-validated)" in screened and "checking_account" in screened
+
+
+def test_progress_bar(credit, capsys):
+    velmora.rank(pd.concat([credit] * 300), "risk", progress=True)
+    assert "%|" in capsys.readouterr().err
 
 
 def test_examples_of_the_documentation():

@@ -435,10 +435,10 @@ class Binning(TransformerMixin, _Supervised):
         check_is_fitted(self)
         self.bins_.save(Path(path))
 
-    def to_sql(self) -> str:
-        """The bins as a query in standard SQL."""
+    def to_sql(self, dialect: str = "standard") -> str:
+        """The bins as a query; dialects as of :meth:`velmora.Bins.to_sql`."""
         check_is_fitted(self)
-        return self.bins_.to_sql()
+        return self.bins_.to_sql(dialect)
 
     def to_python(self) -> str:
         """The bins as a Python module without dependencies."""

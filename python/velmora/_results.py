@@ -7,34 +7,64 @@ import json
 import os
 from collections.abc import Mapping
 from pathlib import Path
-from typing import Any
+from typing import Any, ClassVar
 
 import numpy as np
 
-from velmora import _frames
+from velmora import _frames, _plots, _progress
 from velmora._library import BinsHandle, Progress, ResultHandle, Session
 
 _SHOWN_ROWS = 10
 
 
-def _html_table(columns: Mapping[str, np.ndarray], caption: str, rows: int = _SHOWN_ROWS) -> str:
-    """A small table for a notebook, without columns that hold nothing."""
+def _shown(value: Any) -> str:
+    if value is None or (isinstance(value, float) and np.isnan(value)):
+        return ""
+    if isinstance(value, (float, np.floating)):
+        number = float(value)
+        return f"{number:.0f}" if number.is_integer() and abs(number) < 1e15 else f"{number:.4g}"
+    return html.escape(str(value))
 
-    def shown(value: Any) -> str:
-        if value is None or (isinstance(value, float) and np.isnan(value)):
-            return ""
-        return html.escape(f"{value:.4g}" if isinstance(value, float) else str(value))
 
-    kept = {name: values for name, values in columns.items() if any(shown(value) for value in values)}
+def _html_table(
+    columns: Mapping[str, np.ndarray], headings: Mapping[str, str], caption: str, bar: str, rows: int
+) -> str:
+    """A small table for a notebook: the columns that have a heading and any value.
+
+    bar: the column whose cells have a bar as long as their value.
+    """
+    kept = {name: columns[name] for name in headings if name in columns and any(map(_shown, columns[name]))}
     length = len(next(iter(columns.values()), []))
-    head = "".join(f"<th>{html.escape(name)}</th>" for name in kept)
-    body = "".join(
-        "<tr>" + "".join(f"<td>{shown(values[i])}</td>" for values in kept.values()) + "</tr>"
-        for i in range(min(length, rows))
-    )
+    shown = min(length, rows)
+    bars = np.nan_to_num(np.asarray(columns[bar], dtype=np.float64)) if bar in kept else np.zeros(length)
+    longest = max(bars[:shown], default=0) or 1
+
+    def cell(name: str, i: int) -> str:
+        style = "text-align:left" if kept[name].dtype.kind == "O" else "text-align:right"
+        if name == bar:
+            width = round(100 * max(bars[i], 0) / longest)
+            style += f";background:linear-gradient(90deg,#9ec5e3 {width}%,transparent {width}%)"
+        return f'<td style="{style}">{_shown(kept[name][i])}</td>'
+
+    head = "".join(f'<th style="text-align:left">{html.escape(headings[name])}</th>' for name in kept)
+    body = "".join(f"<tr>{''.join(cell(name, i) for name in kept)}</tr>" for i in range(shown))
     more = f"<p>... and {length - rows} more</p>" if length > rows else ""
-    title = f"<caption>{html.escape(caption)}</caption>"
+    title = f'<caption style="text-align:left">{html.escape(caption)}</caption>'
     return f"<table>{title}<thead><tr>{head}</tr></thead><tbody>{body}</tbody></table>{more}"
+
+
+def _rows_of(columns: Mapping[str, np.ndarray], chosen: np.ndarray) -> dict[str, np.ndarray]:
+    return {name: values[chosen] for name, values in columns.items()}
+
+
+def _chosen_outcome(columns: Mapping[str, np.ndarray], name: str, outcome: str | None) -> str:
+    """The outcome of that name, or the only one."""
+    known = list(dict.fromkeys(str(value) for value in columns[name]))
+    if outcome is None and len(known) == 1:
+        return known[0]
+    if outcome not in known:
+        raise ValueError(f"outcome is one of {', '.join(known)}, not {outcome!r}.")
+    return outcome
 
 
 class Result:
@@ -97,11 +127,18 @@ class Result:
         """Writes the files of ``--out DIR``: all formats, or those named between commas."""
         self._handle.write(folder, formats)
 
-    def _repr_html_(self) -> str:
-        return _html_table(_frames.columns_of(self._handle.table("ranking")), self._caption())
+    # Columns of the ranking with their headings in a notebook, and the one that is drawn as bars.
+    _headings: ClassVar[dict[str, str]] = {}
+
+    def _bar(self, columns: Mapping[str, np.ndarray]) -> str:
+        raise NotImplementedError
 
     def _caption(self) -> str:
         return type(self).__name__
+
+    def _repr_html_(self) -> str:
+        columns = _frames.columns_of(self._handle.table("ranking"))
+        return _html_table(columns, self._headings, self._caption(), self._bar(columns), _SHOWN_ROWS)
 
     def __repr__(self) -> str:
         return self.text()
@@ -112,6 +149,47 @@ class Result:
 
 class FeatureSelectionResult(Result):
     """Result of :func:`velmora.rank`."""
+
+    _headings: ClassVar[dict[str, str]] = {
+        "dependent": "outcome",
+        "rank": "rank",
+        "predictor": "predictor",
+        "kind": "kind",
+        "effect": "effect",
+        "effect_lower": "from",
+        "effect_upper": "to",
+        "adjusted_p": "adjusted p",
+        "levels": "levels",
+        "missing_cases": "missing",
+    }
+
+    def _bar(self, columns: Mapping[str, np.ndarray]) -> str:
+        return "effect" if "effect" in columns else "statistic"
+
+    def plot(self, best: int = 20, *, outcome: str | None = None, ax: Any = None) -> Any:
+        """Draws the effects of the best predictors with their intervals, by matplotlib.
+
+        Parameters
+        ----------
+        best : int
+            How many predictors.
+        outcome : str, optional
+            Its name, where the result has several.
+        ax : matplotlib.axes.Axes, optional
+            Where to draw; default: a new figure.
+
+        Returns
+        -------
+        matplotlib.axes.Axes
+            Predictors that are no better than chance are grey.
+        """
+        columns = _frames.columns_of(self._handle.table("ranking"))
+        name = _chosen_outcome(columns, "dependent", outcome)
+        shown = _rows_of(columns, np.flatnonzero(columns["dependent"] == name)[:best])
+        score = self._bar(columns)
+        interval = ("effect_lower", "effect_upper") if "effect_lower" in columns else None
+        shown["weak"] = np.array([value is False or value == 0 for value in shown["better_than_chance"]])
+        return _plots.draw_ranking(shown, score, score, f"Predictors of {name}", interval, "weak", ax)
 
     @property
     def best(self) -> list[str]:
@@ -125,6 +203,67 @@ class FeatureSelectionResult(Result):
 
 class ScreenResult(Result):
     """Result of :func:`velmora.screen`."""
+
+    _headings: ClassVar[dict[str, str]] = {
+        "response": "response",
+        "rank": "rank",
+        "predictor": "predictor",
+        "kind": "kind",
+        "bins": "bins",
+        "out_of_fold_information_value": "IV (cross-validated)",
+        "information_value": "IV",
+        "out_of_fold_explained": "explained (cross-validated)",
+        "r_squared": "R squared",
+        "cramers_v": "Cramer's V",
+    }
+
+    def _bar(self, columns: Mapping[str, np.ndarray]) -> str:
+        for name in (
+            "out_of_fold_information_value",
+            "out_of_fold_explained",
+            "information_value",
+            "r_squared",
+        ):
+            if name in columns and any(map(_shown, columns[name])):
+                return name
+        return "cramers_v"
+
+    def plot(
+        self, predictor: str | None = None, best: int = 20, *, outcome: str | None = None, ax: Any = None
+    ) -> Any:
+        """Draws the scores of the best predictors, or the bins of one, by matplotlib.
+
+        Parameters
+        ----------
+        predictor : str, optional
+            Whose bins: cases per bin, and the bad rate, the mean or the classes of the response.
+        best : int
+            How many predictors, without ``predictor``.
+        outcome : str, optional
+            The name of the response, where the result has several.
+        ax : matplotlib.axes.Axes, optional
+            Where to draw; default: a new figure.
+
+        Returns
+        -------
+        matplotlib.axes.Axes
+            Predictors that are no better than chance are grey.
+        """
+        if predictor is not None:
+            bins = _frames.columns_of(self._handle.table("bins"))
+            name = _chosen_outcome(bins, "response", outcome)
+            chosen = np.flatnonzero((bins["response"] == name) & (bins["predictor"] == predictor))
+            if chosen.size == 0:
+                raise ValueError(f"{predictor!r} is not one of the predictors that have bins.")
+            return _plots.draw_bins(_rows_of(bins, chosen), f"{predictor} and {name}", ax)
+        columns = _frames.columns_of(self._handle.table("ranking"))
+        name = _chosen_outcome(columns, "response", outcome)
+        shown = _rows_of(columns, np.flatnonzero(columns["response"] == name)[:best])
+        score = self._bar(shown)
+        label = self._headings.get(score, score)
+        weak = shown.get("no_better_than_chance", np.zeros(len(shown["predictor"])))
+        shown["weak"] = np.array([value is True or value == 1 for value in weak])
+        return _plots.draw_ranking(shown, score, label, f"Predictors of {name}", None, "weak", ax)
 
     @property
     def best(self) -> list[str]:
@@ -181,9 +320,16 @@ class Bins:
         """Writes the JSON that ``velmora apply`` and :func:`velmora.load_bins` read."""
         Path(path).write_text(self._text, encoding="utf-8")
 
-    def to_sql(self) -> str:
-        """A query that adds the coded variables to a table, in standard SQL."""
-        text: str = self._with(lambda bins: bins.text("sql"))
+    def to_sql(self, dialect: str = "standard") -> str:
+        """A query that adds the coded variables to a table.
+
+        Parameters
+        ----------
+        dialect : str
+            Of SQL: "standard", "postgresql", "mysql", "sqlserver", "oracle", "bigquery", "spark",
+            "duckdb" or "sqlite".
+        """
+        text: str = self._with(lambda bins: bins.text(f"sql:{dialect}"))
         return text
 
     def to_python(self) -> str:
@@ -234,15 +380,15 @@ class Bins:
         """These bins without their last edit."""
         return self._edited(lambda bins: bins.undo())
 
-    def apply(self, data: Any, *, progress: Progress | None = None) -> Any:
+    def apply(self, data: Any, *, progress: Progress | bool | None = None) -> Any:
         """Codes data.
 
         Parameters
         ----------
         data : path, frame, dict or array
             It has the columns of the predictors, by name, in any order.
-        progress : callable, optional
-            Called with the stage and a fraction.
+        progress : callable or bool, optional
+            Called with the stage and a fraction; True shows a bar (tqdm).
 
         Returns
         -------
@@ -252,9 +398,9 @@ class Bins:
         """
         return _frames.frame_of(self._apply(data, progress), _frames.kind_of(data))
 
-    def _apply(self, data: Any, progress: Progress | None = None) -> Any:
+    def _apply(self, data: Any, progress: Progress | bool | None = None) -> Any:
         session = Session()
-        with session.reporting(progress):
+        with _progress.shown(progress) as report, session.reporting(report):
             _frames.load(session, data)
             bins: BinsHandle = session.load_bins(self._text)
             return bins.apply()
