@@ -22,6 +22,8 @@ enum : short { kCaseUse = 0, kCaseSkip = 1, kCaseStop = 2 };
 // with null, and the module does without.
 enum EngineExtension : int {
   kChiSquareTailExtension = 1,  // IChiSquareTail
+  kWorkerPoolExtension = 2,     // IWorkerPool, see worker_pool.h
+  kBlockReaderExtension = 3,    // IBlockReader
 };
 
 // Upper-tail probability of the Chi-square distribution, precise where it is small; without it the
@@ -31,6 +33,26 @@ struct IChiSquareTail {
 
  protected:
   ~IChiSquareTail() = default;
+};
+
+// Cases in columns, as they lie in the host's memory.
+struct CaseBlock {
+  int caseCount;                 // 1 or more
+  const double* const* columns;  // of each variable of the list, caseCount values
+  const unsigned char* used;     // by case, 0: excluded by the host's selection; null: all are used
+  const double* weights;         // by case; null: not weighted. Of no meaning for an excluded case
+};
+
+// Reads many cases at once, for a module that would only sort values of single cases into columns
+// again. Gives the same cases and weights as IEngineServices::cstrtw_ex_Long.
+struct IBlockReader {
+  // Reads the cases from firstCaseNumber on, at most mostCases. The block is valid until the next
+  // call. Returns kCaseUse, or kCaseStop (error or abort; the host has told the user).
+  virtual short ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers, int variableCount,
+                          CaseBlock* block) = 0;
+
+ protected:
+  ~IBlockReader() = default;
 };
 
 struct IEngineServices {

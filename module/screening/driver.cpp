@@ -1,9 +1,11 @@
 // The screening driver: every selected response kind against every predictor, in the order
 // categorical, binary, continuous response, and within each the categorical predictors first.
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "base/format_text.h"
+#include "module/frame/shared_work.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/feature_selection_template.h"
@@ -51,6 +53,9 @@ class ScreenUpdatingScope {
 
   vlm::Ref<vlm::IAutomationObject> application_;
 };
+
+// A procedure of the host has ended because of the cancel.
+struct RunCancelled {};
 
 enum RunEnd : int { kRunDone = 0, kRunCancelled = 1, kRunEmpty = 2 };
 
@@ -121,27 +126,68 @@ int CFeatureSelectionTemplate::RunResponses(vlm::IDialogWindow* parentWindow) {
   return kRunDone;
 }
 
-// Returns false when the user has cancelled.
+// Each predictor is one thread's. Returns false when the user has cancelled.
 bool CFeatureSelectionTemplate::RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind,
                                               bool& anyFailed) {
+  vlm::IWorkerPool* const pool = WorkerPoolOf(Services());
+  const bool isShared = pool != nullptr && pool->AllowsProcedures() != 0;
+  if (!exclusionNoticeShown && LeavesOutExclusion()) {
+    ShowNotice(Text(kTextExclusionNotInTree));
+    exclusionNoticeShown = true;
+  }
   const std::string stepText = Text(kTextFindingBestPredictors);
-  for (const int predictorKind : {kCategoricalPredictor, kContinuousPredictor}) {
-    const int count =
-        predictorKind == kCategoricalPredictor ? categoricalPredictorCount : continuousPredictorCount;
-    for (int i = 0; i < count; ++i) {
-      progress->Advance(stepText);
-      if (progress->IsCancelled()) return false;
-      PredSummary record = MakeRecord(responseKind, predictorKind, static_cast<std::size_t>(i));
-      const bool failed = RunCARTAnalysis(parentWindow, record) != kOk;
-      if (failed && progress->IsCancelled()) return false;
-      anyFailed = anyFailed || failed;
-      // Work on this predictor is released before the next one.
-      record.EvictSheets();
-      (failed ? Failed(responseKind) : Results(responseKind)).push_back(std::move(record));
-    }
+  const int count = categoricalPredictorCount + continuousPredictorCount;
+  struct Done {
+    PredSummary record;
+    bool failed;
+  };
+  std::vector<std::unique_ptr<Done>> done(static_cast<std::size_t>(count));
+  std::atomic<int> finished = 0;
+  const auto analyse = [&](int index, int /*worker*/) {
+    const bool categorical = index < categoricalPredictorCount;
+    const int place = categorical ? index : index - categoricalPredictorCount;
+    auto one = std::make_unique<Done>(
+        Done{MakeRecord(responseKind, categorical ? kCategoricalPredictor : kContinuousPredictor,
+                        static_cast<std::size_t>(place)),
+             false});
+    one->failed = RunCARTAnalysis(parentWindow, one->record) != kOk;
+    if (one->failed && progress->IsCancelled()) throw RunCancelled();
+    // Work on this predictor is released before the next one.
+    one->record.EvictSheets();
+    done[static_cast<std::size_t>(index)] = std::move(one);
+    ++finished;
+  };
+  // One step for each predictor that has begun: the display is as far as the work of one thread.
+  int shown = 0;
+  const auto isStopped = [&] {
+    for (const int begun = std::min(finished + 1, count); shown < begun; ++shown) progress->Advance(stepText);
+    return progress->Poll();
+  };
+  progress->Share(isShared);
+  bool ended = false;
+  try {
+    ended = ShareOut(isShared ? pool : nullptr, count, analyse, isStopped);
+  } catch (const RunCancelled&) {
+  } catch (...) {
+    progress->Share(false);
+    throw;
+  }
+  progress->Share(false);
+  if (!ended) return false;
+  for (; shown < count; ++shown) progress->Advance(stepText);
+  for (std::unique_ptr<Done>& one : done) {
+    anyFailed = anyFailed || one->failed;
+    (one->failed ? Failed(responseKind) : Results(responseKind)).push_back(std::move(one->record));
   }
   Results(responseKind).shrink_to_fit();
   return true;
+}
+
+// Whether the trees keep no exclusion of the user's, see PrepareTree.
+bool CFeatureSelectionTemplate::LeavesOutExclusion() {
+  if (settings.searchSelectedCases != 0) return false;
+  const CaseSelection selection = vlmfsl::GetCaseSelection(*CreateProcedure(Host(), vlm::kCallingAnalysis));
+  return selection.enabled != 0 && !selection.exclusion.empty();
 }
 
 PredSummary CFeatureSelectionTemplate::MakeRecord(int responseKind, int predictorKind,

@@ -159,6 +159,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
 
  private:
   int RunResponses(vlm::IDialogWindow* parentWindow);
+  bool LeavesOutExclusion();
   bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
   CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
   void CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection, PredSummary& record);

@@ -1,6 +1,7 @@
 // The run's progress display: one step a (response, predictor) pair.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "module/frame/progress_scope.h"
@@ -18,12 +19,20 @@ class CQvdProgressBar {
     services_.d_pbar(text.data(), static_cast<int>(text.size()));
     scope_.Advance(++step_);
   }
-  [[nodiscard]] bool IsCancelled() const { return scope_.IsCancelled(); }
+  // While tasks of other threads ask, they get what Poll has seen: the display is the host's thread's.
+  [[nodiscard]] bool IsCancelled() const { return isShared_ ? cancelled_.load() : scope_.IsCancelled(); }
+  void Share(bool isShared) { isShared_ = isShared; }
+  bool Poll() {
+    if (scope_.IsCancelled()) cancelled_ = true;
+    return cancelled_;
+  }
 
  private:
   vlm::IEngineServices& services_;
   ProgressScope scope_;
   int step_ = 0;
+  bool isShared_ = false;
+  std::atomic<bool> cancelled_ = false;
 };
 
 }  // namespace vlmfsl

@@ -64,8 +64,6 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, cons
   } else {
     // The tree deliberately does not keep the user's exclusion; statistics do.
     treeSelection.exclusion = " And " + withoutPredictor;
-    if (!exclusionNoticeShown) ShowNotice(Text(kTextExclusionNotInTree));
-    exclusionNoticeShown = true;
   }
   SetCaseSelection(tree, treeSelection);
 

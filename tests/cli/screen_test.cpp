@@ -431,6 +431,57 @@ TEST(Screen, WrongCutPointsAreNamed) {
   }
 }
 
+// Results, saved bins and messages, in their order, whatever the threads do.
+TEST(Screen, ThreadsChangeNothing) {
+  const TemporaryFolder folder;
+  std::string csv = "risk,size,kind";
+  for (int j = 0; j < 9; ++j) csv += ",x" + std::to_string(j) + ",k" + std::to_string(j);
+  csv += "\n";
+  for (int i = 0; i < 400; ++i) {
+    const int mixed = i * 7919 % 397;
+    csv += (mixed * 3 % 10 < 4 ? "bad," : "good,") + std::to_string(mixed % 50) + "," +
+           std::string(1, static_cast<char>('a' + mixed % 3));
+    for (int j = 0; j < 9; ++j) {
+      const int value = (mixed * (j + 2) + i * j) % (30 + 10 * j);
+      csv += "," + (value % 11 == 3 ? std::string() : std::to_string(value)) + ",l" +
+             std::to_string(value % (j + 1));
+    }
+    csv += "\n";
+  }
+  folder.Write("data.csv", csv);
+  folder.Write("cuts.json", R"({"x1": [5, 5, 9999], "x2": [5, 5], "x3": [7, 7], "x4": [1, 1, 20]})");
+  const Words three = {
+      "--binary-response",      "risk", "--good", "good", "--bad", "bad", "--continuous-response", "size",
+      "--categorical-response", "kind"};
+  struct Row {
+    const char* name;
+    Words options;
+  };
+  const Row rows[] = {{"optimal bins", {}},
+                      {"a weight, the user's cuts", {"--weight", "x0", "--cut-points", "cuts.json"}},
+                      {"trees", {"--binning", "tree"}},
+                      {"dialogs, an exclusion", {"--classic", "--exclude", "x5 > 20"}}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto run = [&](const char* threads) {
+      ProcessOptions inFolder;
+      inFolder.folder = folder.Path();
+      const ProcessResult done =
+          RunVelmora(With(With(Command("data.csv", three), row.options),
+                          {"--format", "json", "--bins", "bins.json", "--threads", threads}),
+                     inFolder);
+      EXPECT_EQ(done.exitCode, 0) << done.err;
+      Json result = Json::parse(done.out);
+      result["run"].erase("provenance");
+      const std::string bins = ReadFile(folder.Path() / "bins.json");
+      std::filesystem::remove(folder.Path() / "bins.json");
+      return result.dump() + bins + done.err;
+    };
+    const std::string alone = run("1");
+    for (const char* threads : {"2", "8"}) EXPECT_TRUE(run(threads) == alone) << threads << " threads";
+  }
+}
+
 TEST(Screen, CtrlCEndsWithNothingWritten) { ExpectStopsOnCtrlC("screen", {"--continuous-response", "y"}); }
 
 }  // namespace

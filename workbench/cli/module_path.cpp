@@ -39,9 +39,10 @@ std::string FindModule(const std::string& option) {
                  "; name it with --module PATH or VELMORA_MODULE.");
 }
 
-SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers) {
+SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers, int threads) {
   SessionOptions made;
   made.modulePath = FindModule(options.path);
+  made.threads = threads;
   made.profile = ReadProfile(UserSettingsFile());
   const std::string log = options.logFile.empty() ? EnvironmentVariable("VELMORA_LOG") : options.logFile;
   if (!log.empty()) WriteLogTo(log);

@@ -19,7 +19,8 @@ enum class Readers { kPeople, kPrograms };
 
 // The module, the log (--log, else VELMORA_LOG), the decimal separator (--decimal-separator, else
 // by the readers) and the user's profile. Throws what FindModule does, UsageError for a wrong
-// separator, and DataError for a log or a settings file that cannot be used.
-SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers);
+// separator, and DataError for a log or a settings file that cannot be used. threads: 0: one for each
+// processor.
+SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers, int threads = 0);
 
 }  // namespace velmora

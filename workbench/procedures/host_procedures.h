@@ -65,6 +65,7 @@ struct ProcedureSettings {
   // Sorted orders of predictors that are kept from the second response on: an order in the cache
   // stays until the data change, one that does not fit is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
+  int threads = 1;  // that use procedures at once
   UserBinsByVariable userBins;
   // Those of the analysis that asks, instead of userBins; null: it has none.
   std::shared_ptr<const UserBinsByVariable> analysisBins;
@@ -72,7 +73,9 @@ struct ProcedureSettings {
   std::shared_ptr<const BinningPlan> binning;
 };
 
-// What procedures need of the session. Functions are called on the session's thread.
+// What procedures need of the session. table, selection, weightVariable and wrapSheet may be called
+// on several threads while the session's own waits for them; notice and checkpoint find out where
+// they are called.
 struct ProcedureEnvironment {
   // The session's table. Values never change in place while an analysis or a sheet made from it
   // lives; columns may be added. Before other data replace it, ReleaseData takes over its content.

@@ -18,6 +18,7 @@ void OrderMemory::Reset() {
 }
 
 void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
+  const std::lock_guard lock(mutex_);
   for (; current_ < chunks_.size(); ++current_, used_ = 0) {
     const std::size_t begin = (used_ + alignment - 1) / alignment * alignment;
     if (begin + byteCount > chunks_[current_].byteCount) continue;
@@ -38,47 +39,70 @@ void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
   return memory;
 }
 
-OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t keptBytes) {
-  const auto known = kept_.find(variable);
-  if (known != kept_.end()) return known->second;
-  if (recent_[1].variable == variable) std::swap(recent_[0], recent_[1]);
-  if (recent_[0].variable == variable) return recent_[0].order;
-  // Kept orders stay: every response visits the predictors in the same order, so replacing the
-  // oldest would replace each order just before it is needed again.
+OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t keptBytes, int threads) {
   const std::size_t largest = (2 * column.values.size() + 1) * sizeof(std::uint32_t);
-  const bool comesAgain = !made_.insert(variable).second;
-  return comesAgain && keptBytes_ + largest <= keptBytes ? Keep(variable, column)
-                                                         : MakeRecent(variable, column);
+  bool isKept = false;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto known = kept_.find(variable);
+    if (known != kept_.end()) return known->second;
+    const auto recent = std::find_if(recent_.begin(), recent_.end(),
+                                     [&](const Recent& one) { return one.variable == variable; });
+    if (recent != recent_.end()) {
+      std::rotate(recent_.begin(), recent, recent + 1);
+      return recent_.front().order;
+    }
+    // Kept orders stay: every response visits the predictors in the same order, so replacing the
+    // oldest would replace each order just before it is needed again.
+    const bool comesAgain = !made_.insert(variable).second;
+    isKept = comesAgain && keptBytes_ + largest <= keptBytes;
+    if (isKept) keptBytes_ += largest;
+  }
+  return isKept ? Keep(variable, column, largest)
+                : MakeRecent(variable, column, static_cast<std::size_t>(threads) + 1);
 }
 
-OrderPointer OrderCache::Keep(int variable, const Column& column) {
+// reserved: the bytes that are counted already.
+OrderPointer OrderCache::Keep(int variable, const Column& column, std::size_t reserved) {
   struct KeptOrder {
     explicit KeptOrder(std::shared_ptr<OrderMemory> place) : memory(std::move(place)), order(memory.get()) {}
     std::shared_ptr<OrderMemory> memory;
     stats::SortedOrder order;
   };
-  if (!memory_) memory_ = std::make_shared<OrderMemory>();
-  const auto kept = std::make_shared<KeptOrder>(memory_);
-  stats::SortColumn(column.values, column.missingCode, {}, scratch_, kept->order);
-  keptBytes_ += kept->order.Bytes();
+  std::shared_ptr<OrderMemory> memory;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!memory_) memory_ = std::make_shared<OrderMemory>();
+    memory = memory_;
+  }
+  const auto kept = std::make_shared<KeptOrder>(std::move(memory));
+  stats::SortColumn(column.values, column.missingCode, {}, *scratches_.Borrow(), kept->order);
+  const std::lock_guard lock(mutex_);
+  keptBytes_ = keptBytes_ - reserved + kept->order.Bytes();
   return kept_.emplace(variable, OrderPointer(kept, &kept->order)).first->second;
 }
 
-OrderPointer OrderCache::MakeRecent(int variable, const Column& column) {
-  std::swap(recent_[0], recent_[1]);
-  Recent& made = recent_[0];
-  made.variable = 0;
-  if (!made.order || made.order.use_count() > 1) made.order = std::make_shared<stats::SortedOrder>();
-  stats::SortColumn(column.values, column.missingCode, {}, scratch_, *made.order);
-  made.variable = variable;
-  return made.order;
+OrderPointer OrderCache::MakeRecent(int variable, const Column& column, std::size_t recentCount) {
+  std::shared_ptr<stats::SortedOrder> order;
+  {
+    const std::lock_guard lock(mutex_);
+    while (recent_.size() >= recentCount) {
+      if (recent_.back().order.use_count() == 1) order = std::move(recent_.back().order);
+      recent_.pop_back();
+    }
+  }
+  if (!order) order = std::make_shared<stats::SortedOrder>();
+  stats::SortColumn(column.values, column.missingCode, {}, *scratches_.Borrow(), *order);
+  const std::lock_guard lock(mutex_);
+  recent_.insert(recent_.begin(), {variable, order});
+  return order;
 }
 
 void OrderCache::Forget() {
   made_.clear();
   kept_.clear();
   keptBytes_ = 0;
-  for (Recent& recent : recent_) recent.variable = 0;
+  for (Recent& recent : recent_) recent.variable = 0;  // their memory is used again
   if (memory_.use_count() == 1) {
     memory_->Reset();
   } else {
@@ -89,8 +113,8 @@ void OrderCache::Forget() {
 void OrderCache::Release() {
   Forget();
   memory_.reset();
-  for (Recent& recent : recent_) recent = {};
-  scratch_ = {};
+  recent_.clear();
+  scratches_.Clear();
 }
 
 }  // namespace velmora

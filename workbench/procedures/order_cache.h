@@ -8,11 +8,13 @@
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
+#include <mutex>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "workbench/data/table.h"
+#include "workbench/procedures/spares.h"
 #include "workbench/stats/sorted_order.h"
 
 namespace velmora {
@@ -37,10 +39,11 @@ class OrderMemory final : public std::pmr::memory_resource {
     std::size_t byteCount;
   };
 
-  void* do_allocate(std::size_t byteCount, std::size_t alignment) override;
+  void* do_allocate(std::size_t byteCount, std::size_t alignment) override;  // any thread
   void do_deallocate(void*, std::size_t, std::size_t) override {}
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
 
+  std::mutex mutex_;
   std::vector<Chunk> chunks_;
   std::size_t current_ = 0;  // index of the chunk that is filled; those after it are free
   std::size_t used_ = 0;     // bytes of it
@@ -49,9 +52,10 @@ class OrderMemory final : public std::pmr::memory_resource {
 class OrderCache {
  public:
   // All cases of a column that are neither missing nor NaN, by rising value. variable: identifies
-  // the column until Forget; keptBytes: the memory that kept orders may take until then. The two
-  // last orders are held besides.
-  OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes);
+  // the column until Forget; keptBytes: the memory that kept orders may take until then. The last
+  // orders are held besides, two of one thread and one more for every other. Several threads may
+  // ask at once; each sorts on its own.
+  OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes, int threads = 1);
   // The data have changed. Memory is kept for later orders.
   void Forget();
   void Release();  // frees the memory, too
@@ -62,15 +66,16 @@ class OrderCache {
     std::shared_ptr<stats::SortedOrder> order;
   };
 
-  OrderPointer Keep(int variable, const Column& column);
-  OrderPointer MakeRecent(int variable, const Column& column);
+  OrderPointer Keep(int variable, const Column& column, std::size_t reserved);
+  OrderPointer MakeRecent(int variable, const Column& column, std::size_t recentCount);
 
-  stats::SortScratch scratch_;
+  Spares<stats::SortScratch> scratches_;
+  std::mutex mutex_;  // of the members below
   std::shared_ptr<OrderMemory> memory_;
   std::unordered_set<int> made_;  // variables whose orders have been made before
   std::unordered_map<int, OrderPointer> kept_;
   std::size_t keptBytes_ = 0;
-  Recent recent_[2];  // newest first
+  std::vector<Recent> recent_;  // newest first
 };
 
 }  // namespace velmora

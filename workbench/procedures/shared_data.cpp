@@ -40,6 +40,7 @@ std::vector<double> CodesThatOccur(const Column& column, const stats::SortedOrde
 
 MaskPointer HostProcedures::Shared::Selected(const TablePointer& table, const CaseSettings& cases) {
   if (!cases.HasConditions()) return nullptr;
+  const std::lock_guard lock(mutex_);
   UseTable(table);
   for (auto known = masks_.begin(); known != masks_.end(); ++known) {
     if (known->cases.inclusion == cases.inclusion && known->cases.exclusion == cases.exclusion) {
@@ -59,6 +60,7 @@ MaskPointer HostProcedures::Shared::Selected(const TablePointer& table, const Ca
 ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, int variable, bool continuous,
                                                    const std::vector<double>& codes,
                                                    const CaseSettings& cases) {
+  const std::lock_guard lock(mutex_);
   UseTable(table);
   for (auto known = responses_.begin(); known != responses_.end(); ++known) {
     const Response& response = **known;
@@ -103,8 +105,11 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
 }
 
 OrderPointer HostProcedures::Shared::OrderOf(const TablePointer& table, int variable) {
-  UseTable(table);
-  return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes);
+  {
+    const std::lock_guard lock(mutex_);
+    UseTable(table);
+  }
+  return orders_.OrderOf(variable, table->Variable(variable), settings.orderCacheBytes, settings.threads);
 }
 
 std::vector<std::uint32_t> CasesWithoutValue(const Column& column, const stats::TreeResponse& response) {
@@ -133,18 +138,29 @@ std::shared_ptr<const stats::CaseRanks> HostProcedures::Shared::Ranks(const Tabl
       present.empty() ? caseCount
                       : static_cast<std::size_t>(std::count_if(present.begin(), present.end(),
                                                                [](std::uint8_t one) { return one != 0; }));
+  const auto make = [&] {
+    return std::make_shared<const stats::CaseRanks>(*OrderOf(table, response->variable),
+                                                    MarkCases(caseCount, cases), response->tree.weights);
+  };
+  if (cases.CaseCount() != countingCases) return make();
+  const std::lock_guard lock(mutex_);
   UseTable(table);
-  const bool allCases = cases.CaseCount() == countingCases;
-  if (allCases && ranks_.response == response) return ranks_.ranks;
-  auto ranks = std::make_shared<const stats::CaseRanks>(*OrderOf(table, response->variable),
-                                                        MarkCases(caseCount, cases), response->tree.weights);
-  if (allCases) ranks_ = {response, ranks};
-  return ranks;
+  if (ranks_.response != response) ranks_ = {response, make()};
+  return ranks_.ranks;
 }
 
-std::span<const std::uint8_t> HostProcedures::Shared::FoldsOf(const ResponsePointer& response) {
-  if (folds_.response != response) folds_ = {response, binning::StratifiedFolds(response->tree)};
+HostProcedures::Shared::FoldsPointer HostProcedures::Shared::FoldsOf(const ResponsePointer& response) {
+  const std::lock_guard lock(mutex_);
+  if (folds_.response != response)
+    folds_ = {response,
+              std::make_shared<const std::vector<std::uint8_t>>(binning::StratifiedFolds(response->tree))};
   return folds_.folds;
+}
+
+Spares<stats::TreeScratch>::Lease HostProcedures::Shared::BorrowTreeScratch() {
+  auto scratch = treeScratches_.Borrow();
+  scratch->checkpoint = [this] { Checkpoint(); };
+  return scratch;
 }
 
 void HostProcedures::Shared::UseTable(const TablePointer& table) {
@@ -155,6 +171,7 @@ void HostProcedures::Shared::UseTable(const TablePointer& table) {
 }
 
 const TablePointer& HostProcedures::Shared::LiveTable() {
+  const std::lock_guard lock(mutex_);
   if (!live_) live_ = TablePointer(environment.table());
   return live_;
 }
@@ -167,6 +184,7 @@ void HostProcedures::Shared::ReleaseLiveTable(std::shared_ptr<const Table> old) 
 }
 
 std::vector<double> HostProcedures::Shared::AcquireColumn() {
+  const std::lock_guard lock(mutex_);
   if (spareColumns_.empty()) return {};
   std::vector<double> column = std::move(spareColumns_.back());
   spareColumns_.pop_back();
@@ -175,8 +193,10 @@ std::vector<double> HostProcedures::Shared::AcquireColumn() {
 }
 
 void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept {
-  if (spareColumns_.size() >= kSpareColumns || column.capacity() == 0) return;
+  if (column.capacity() == 0) return;
   try {
+    const std::lock_guard lock(mutex_);
+    if (spareColumns_.size() >= kSpareColumns) return;
     spareColumns_.push_back(std::move(column));
   } catch (...) {
     // Its memory is freed, as that of a column too many.
@@ -184,6 +204,7 @@ void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept 
 }
 
 void HostProcedures::Shared::Forget() {
+  const std::lock_guard lock(mutex_);
   spareColumns_.clear();
   masks_.clear();
   responses_.clear();

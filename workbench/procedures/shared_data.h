@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -67,10 +68,12 @@ struct Response {
 };
 using ResponsePointer = std::shared_ptr<const Response>;
 
+//
+// Procedures of several predictors may work on threads of their own while the session's thread
+// waits. What is made for all of them is made once, under a lock; what belongs to one predictor, its
+// order above all, each thread makes by itself.
 struct HostProcedures::Shared {
-  explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {
-    treeScratch.checkpoint = [this] { Checkpoint(); };
-  }
+  explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {}
 
   // The mask of the selected cases. Throws DataError for a wrong expression.
   MaskPointer Selected(const TablePointer& table, const CaseSettings& cases);
@@ -84,7 +87,10 @@ struct HostProcedures::Shared {
   std::shared_ptr<const stats::CaseRanks> Ranks(const TablePointer& table, const ResponsePointer& response,
                                                 const stats::SortedOrder& cases);
   // Folds of the cases for cross-validation, by the response alone.
-  std::span<const std::uint8_t> FoldsOf(const ResponsePointer& response);
+  using FoldsPointer = std::shared_ptr<const std::vector<std::uint8_t>>;
+  FoldsPointer FoldsOf(const ResponsePointer& response);
+  // Scratch memory of one tree.
+  Spares<stats::TreeScratch>::Lease BorrowTreeScratch();
   // Called now and then in long work; throws when the user has cancelled.
   void Checkpoint() const {
     if (environment.checkpoint) environment.checkpoint();
@@ -101,7 +107,6 @@ struct HostProcedures::Shared {
 
   ProcedureEnvironment environment;
   ProcedureSettings settings;
-  stats::TreeScratch treeScratch;
 
  private:
   struct KnownMask {
@@ -115,16 +120,18 @@ struct HostProcedures::Shared {
 
   struct KnownFolds {
     ResponsePointer response;
-    std::vector<std::uint8_t> folds;
+    FoldsPointer folds;
   };
 
   // Everything kept belongs to one table; another one begins afresh.
   void UseTable(const TablePointer& table);
 
+  Spares<stats::TreeScratch> treeScratches_;
+  OrderCache orders_;
+  std::recursive_mutex mutex_;  // of the members below, whose makers use each other
   std::vector<std::vector<double>> spareColumns_;
   TablePointer live_;
-  TablePointer table_;  // the source of the following
-  OrderCache orders_;
+  TablePointer table_;                    // the source of the following
   std::list<KnownMask> masks_;            // newest first
   std::list<ResponsePointer> responses_;  // newest first
   KnownRanks ranks_;

@@ -298,23 +298,23 @@ stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
   return stats::GrowTree(
       grownOn_->tree, Predictor().values, order,
       categorical_ ? stats::PredictorKind::kCategorical : stats::PredictorKind::kContinuous, options,
-      shared_->treeScratch);
+      *shared_->BorrowTreeScratch());
 }
 
 stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const UserBins& own) {
   const std::vector<double>& column = Predictor().values;
   std::vector<stats::DroppedCut> dropped;
   stats::Tree tree = categorical_ ? stats::TreeFromGroups(grownOn_->tree, column, order, own.groups,
-                                                          shared_->treeScratch, dropped)
+                                                          *shared_->BorrowTreeScratch(), dropped)
                                   : stats::TreeFromCutPoints(grownOn_->tree, column, order, own.cutPoints,
-                                                             shared_->treeScratch, dropped);
+                                                             *shared_->BorrowTreeScratch(), dropped);
   ReportDropped(dropped);
   if (shared_->settings.binning && !tree.nodes.empty()) {
     tree_ = std::move(tree);
     std::vector<int> each(tree_.bins.size());
     std::iota(each.begin(), each.end(), 0);
     binning::PreBins bins =
-        binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), shared_->FoldsOf(grownOn_));
+        binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), *shared_->FoldsOf(grownOn_));
     SwapTwoClasses(bins);
     Validate(bins, [&](const binning::PreBinSums&) { return each; });
     tree = std::move(tree_);
@@ -325,7 +325,8 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
 stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan) {
   const std::vector<double>& column = Predictor().values;
   const binning::BinningRules rules = RulesThatApply(plan.RulesFor(predictor_), grownOn_->tree);
-  const std::span<const std::uint8_t> folds = shared_->FoldsOf(grownOn_);
+  const HostProcedures::Shared::FoldsPointer shared = shared_->FoldsOf(grownOn_);
+  const std::span<const std::uint8_t> folds = *shared;
   binning::PreBins pre = categorical_
                              ? binning::MakeLevels(grownOn_->tree, column, order, folds)
                              : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, folds);
@@ -349,14 +350,16 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
     std::vector<std::vector<double>> groups(static_cast<std::size_t>(found.count));
     for (std::size_t level = 0; level < pre.Count(); ++level)
       groups[static_cast<std::size_t>(found.binOf[level])].push_back(pre.first[level]);
-    return stats::TreeFromGroups(grownOn_->tree, column, order, groups, shared_->treeScratch, dropped);
+    return stats::TreeFromGroups(grownOn_->tree, column, order, groups, *shared_->BorrowTreeScratch(),
+                                 dropped);
   }
   std::vector<double> cuts;
   for (std::size_t bin = 1; bin < pre.Count(); ++bin) {
     if (found.binOf[bin] != found.binOf[bin - 1])
       cuts.push_back(binning::CutBetween(pre.last[bin - 1], pre.first[bin]));
   }
-  return stats::TreeFromCutPoints(grownOn_->tree, column, order, cuts, shared_->treeScratch, dropped);
+  return stats::TreeFromCutPoints(grownOn_->tree, column, order, cuts, *shared_->BorrowTreeScratch(),
+                                  dropped);
 }
 
 // What the bins are worth on other cases, and whether they say more than one bin of all cases.
@@ -366,7 +369,7 @@ void TreeProcedure::Validate(const binning::PreBins& pre,
   binning::PreBins whole = pre;
   std::vector<binning::PreBins> specials;
   for (const SpecialBin& special : special_) {
-    specials.push_back(binning::MakeMissingBin(grownOn_->tree, special.cases, shared_->FoldsOf(grownOn_)));
+    specials.push_back(binning::MakeMissingBin(grownOn_->tree, special.cases, *shared_->FoldsOf(grownOn_)));
     SwapTwoClasses(specials.back());
     binning::Append(specials.back(), whole);
   }
@@ -380,7 +383,7 @@ void TreeProcedure::Validate(const binning::PreBins& pre,
   const bool dropped = MissingPlace() == vlm::kMissingLeftOut;
   const std::vector<std::uint32_t> without =
       dropped ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
-  binning::PreBins missing = binning::MakeMissingBin(grownOn_->tree, without, shared_->FoldsOf(grownOn_));
+  binning::PreBins missing = binning::MakeMissingBin(grownOn_->tree, without, *shared_->FoldsOf(grownOn_));
   SwapTwoClasses(missing);
   binning::MissingCases rule;
   if (!without.empty()) rule = {&missing, MissingPlace()};
@@ -491,8 +494,7 @@ std::string TreeProcedure::LevelList(int node) const {
   const std::vector<double> levels = tree_.Levels(node);
   const std::size_t listed = levels.size() > kMostLevelsListed ? kLevelsOfLongList : levels.size();
   std::string text;
-  for (std::size_t i = 0; i < listed; ++i)
-    text += (i == 0 ? "" : ", ") + CodeTextOf(Predictor(), levels[i]);
+  for (std::size_t i = 0; i < listed; ++i) text += (i == 0 ? "" : ", ") + CodeTextOf(Predictor(), levels[i]);
   if (listed < levels.size()) text += " and " + std::to_string(levels.size() - listed) + " more";
   return text;
 }

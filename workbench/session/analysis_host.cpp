@@ -91,7 +91,12 @@ int AnalysisHost::HasCaseWeight() { return core_.weightVariable != 0; }
 int AnalysisHost::IsOleAutomation() { return core_.automationDepth > 0; }
 
 void AnalysisHost::MessageOutput(const char* text, int length) {
-  Guarded([&] { core_.Message(vlm::TextOf(text, length)); });
+  if (!LentPool::IsInTask()) return Guarded([&] { core_.Message(vlm::TextOf(text, length)); });
+  Guarded([&] {
+    LentPool::Defer([this, message = std::string(vlm::TextOf(text, length))] {
+      MessageOutput(message.data(), vlm::LengthOf(message));
+    });
+  });
 }
 
 void AnalysisHost::Get8CharHash(const char* text, int length, vlm::ITextSink* shortForm) {
@@ -227,8 +232,12 @@ int AnalysisHost::CreateTextDoc(int kind, const char* title, int titleLength, co
 
 vlm::IProcedure* AnalysisHost::CreateProcedure(int analysisId) {
   // Several analyses may be open: each has its own bins.
-  core_.procedures->Settings().analysisBins = analysis_.Notes().userBins;
-  core_.procedures->Settings().binning = analysis_.Notes().binning;
+  if (!LentPool::IsInTask()) {  // a task's analysis has made procedures before
+    ProcedureSettings& settings = core_.procedures->Settings();
+    settings.analysisBins = analysis_.Notes().userBins;
+    settings.binning = analysis_.Notes().binning;
+    settings.threads = core_.pool.GetThreadCount();
+  }
   return core_.procedures->Create(analysisId);
 }
 

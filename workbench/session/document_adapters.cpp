@@ -53,6 +53,7 @@ class DocumentAdapter : public Interface {
       function();
     } catch (...) {
       failed_ = true;
+      const std::lock_guard lock(home_->failureMutex);
       if (!home_->failure) home_->failure = std::current_exception();
     }
   }

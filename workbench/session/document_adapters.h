@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ struct DocumentHome {
   std::vector<int>* recorded = nullptr;     // receives the ids of the documents shown while it is set
   std::string decimalSeparator = ".";       // of the texts that the module writes for users
   std::exception_ptr failure;               // of a call that the module made; reported after its command
+  std::mutex failureMutex;                  // tasks on other threads make sheets, too
 
   // The workbook's group of a dependent or response; 0, the run's, for 0 and for unknown variables.
   int GroupOfSubject(int variableNumber);

@@ -55,6 +55,7 @@ struct SessionOptions {
   int rowNameWidth = 32;       // longest row name of an output spreadsheet, 8 to 40 characters
   std::string decimalSeparator = ".";
   ScriptLanguage scriptLanguage = ScriptLanguage::kPython;
+  int threads = 0;  // that work at once; 0: one for each processor, 1: the session's own alone
 };
 
 struct ProcedureSettings;

@@ -34,6 +34,7 @@ SessionCore::SessionCore(Frontend& sessionFrontend, SessionOptions sessionOption
     : frontend(sessionFrontend),
       options(std::move(sessionOptions)),
       thread(std::this_thread::get_id()),
+      pool(options.threads),
       home(std::make_shared<DocumentHome>()) {
   home->workbook = std::make_shared<Workbook>();
   home->decimalSeparator = options.decimalSeparator;
@@ -64,10 +65,23 @@ void SessionCore::ConnectProcedures() {
     return exists ? core->table.Variable(variableNumber).name : std::string();
   };
   environment.notice = [self](std::string_view text) {
-    if (const std::shared_ptr<SessionCore> core = self.lock()) core->Notice(text);
+    const auto show = [self, notice = std::string(text)] {
+      const std::shared_ptr<SessionCore> core = self.lock();
+      if (!core) return;
+      try {
+        core->Notice(notice);
+      } catch (...) {
+        core->KeepCurrentException();
+      }
+    };
+    LentPool::IsInTask() ? LentPool::Defer(show) : show();
   };
   // A frontend may have to look at its windows for an answer, so it is not asked at every call.
   environment.checkpoint = [self, next = std::chrono::steady_clock::time_point()]() mutable {
+    if (LentPool::IsInTask()) {
+      if (LentPool::IsStopping()) throw Cancelled();
+      return;
+    }
     constexpr auto kInterval = std::chrono::milliseconds(50);
     const auto now = std::chrono::steady_clock::now();
     if (now < next) return;
@@ -155,6 +169,7 @@ void SessionCore::EndCall() noexcept {
 }
 
 void SessionCore::KeepCurrentException() noexcept {
+  const std::lock_guard lock(exceptionMutex);
   if (!keptException) keptException = std::current_exception();
 }
 

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -18,6 +19,7 @@
 #include "workbench/session/analysis_notes.h"
 #include "workbench/session/document_adapters.h"
 #include "workbench/session/frontend.h"
+#include "workbench/session/lent_pool.h"
 #include "workbench/session/module_library.h"
 #include "workbench/session/process_exports.h"
 #include "workbench/session/session.h"
@@ -106,6 +108,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   AnalysisReporter* reporter = nullptr;  // of the command or server; null: none
   const SessionOptions options;
   const std::thread::id thread;
+  LentPool pool;
   HostLog log;
 
   Table table;
@@ -128,7 +131,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
       false;  // a procedure has ended since the progress display opened, by the user's cancel
 
   int callDepth = 0;
-  int automationDepth = 0;  // script calls being served
+  int automationDepth = 0;    // script calls being served
+  std::mutex exceptionMutex;  // tasks of the pool may fail, too
   std::exception_ptr keptException;
   std::vector<std::string> notices;        // notices and messages of the outermost call
   std::vector<std::string> latestNotices;  // of the latest outermost call before it that made any

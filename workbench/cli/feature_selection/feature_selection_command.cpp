@@ -228,7 +228,8 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
 
 std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
-  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
+  const SessionOptions sessionOptions =
+      MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
   const VariableChoice choice = ChooseVariables(table, options.variables);
   return Run(options, sessionOptions, std::move(table), choice);
@@ -242,7 +243,8 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   AddOutputs(options.output, formats, "feature_selection", {"feature_selection.csv"}, files);
   if (options.output.saveBundles)
     files.WritesTable("--save-bundles", BundlesPath(options.output.folder, options.data.path));
-  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
+  const SessionOptions sessionOptions =
+      MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
 
   Table table = LoadTable(options.data);
   const VariableChoice choice = ChooseVariables(table, options.variables);

@@ -183,7 +183,8 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
 
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
-  const SessionOptions sessionOptions = MakeSessionOptions(options.module, Readers::kPrograms);
+  const SessionOptions sessionOptions =
+      MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
   const int weight = ChooseWeight(table, options.settings.cases.weight, true);
   const ScreenChoice choice =
@@ -206,8 +207,8 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     return format == Format::kTerminal || format == Format::kHtml || format == Format::kXlsx;
   };
   const bool onlyPeople = std::all_of(formats.begin(), formats.end(), isForPeople) && !options.save.Any();
-  const SessionOptions sessionOptions =
-      MakeSessionOptions(options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms);
+  const SessionOptions sessionOptions = MakeSessionOptions(
+      options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms, options.data.threads);
 
   Table table = LoadTable(options.data);
   const int weight = ChooseWeight(table, cases.weight, true);

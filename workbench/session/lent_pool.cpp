@@ -1,0 +1,63 @@
+#include "workbench/session/lent_pool.h"
+
+#include <chrono>
+#include <cstddef>
+#include <utility>
+
+namespace velmora {
+namespace {
+
+// The user is asked no more often.
+constexpr auto kPollInterval = std::chrono::milliseconds(20);
+
+struct RunningTask {
+  WorkerPool* pool = nullptr;  // null: none runs on the thread
+  std::vector<std::function<void()>>* deferred = nullptr;
+};
+thread_local RunningTask runningTask;
+
+}  // namespace
+
+WorkerPool& LentPool::Pool() {
+  if (!pool_) pool_ = std::make_unique<WorkerPool>(threads_);
+  return *pool_;
+}
+
+int LentPool::GetThreadCount() { return Pool().ThreadCount(); }
+
+int LentPool::Run(vlm::IPoolTask* task, int count) try {
+  WorkerPool& pool = Pool();
+  std::vector<std::vector<std::function<void()>>> deferred(static_cast<std::size_t>(count));
+  auto nextPoll = std::chrono::steady_clock::now();
+  const bool finished = pool.Run(
+      deferred.size(),
+      [&](std::size_t index, int worker) {
+        const RunningTask before = std::exchange(runningTask, {&pool, &deferred[index]});
+        task->RunTask(static_cast<int>(index), worker);
+        runningTask = before;
+      },
+      [&](double) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now < nextPoll) return true;
+        nextPoll = now + kPollInterval;
+        // The module's answer is that of the session's thread, not of a task that runs there.
+        const RunningTask before = std::exchange(runningTask, {});
+        const bool stopped = task->IsStopped() != 0;
+        runningTask = before;
+        return !stopped;
+      });
+  for (const auto& actions : deferred) {
+    for (const auto& action : actions) action();
+  }
+  return finished ? 0 : 1;
+} catch (...) {
+  return 1;  // memory is short
+}
+
+bool LentPool::IsInTask() { return runningTask.pool != nullptr; }
+
+void LentPool::Defer(std::function<void()> action) { runningTask.deferred->push_back(std::move(action)); }
+
+bool LentPool::IsStopping() { return runningTask.pool->IsStopping(); }
+
+}  // namespace velmora
