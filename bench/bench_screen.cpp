@@ -6,7 +6,8 @@
 // Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with
 // trees are in tree_jobs.cpp. The line also tells the peak resident memory and the size of the
 // data, in MiB. A word before the five names variations, joined by commas: reference (the plain
-// loop with ordered maps), weights, counts, sse2, avx2, avx512.
+// loop with ordered maps), rows (single cases across the contract, not columns), weights, counts,
+// sse2, avx2, avx512.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -99,7 +100,7 @@ nlohmann::json Run(const Job& job) {
     for (double& w : weights) w = std::floor(1.0 + 2.0 * w);
     source.columns.push_back(weights.data());
   }
-  MemoryHost host(source);
+  MemoryHost host(source, job.threads, !job.Varies("rows"));
 
   FeatureSelectionSettings settings;
   if (settings.Create(&host) != vlmfsl::kOk) throw std::bad_alloc();
@@ -137,6 +138,7 @@ int Main(int wordCount, char** words) {
   char** const five = words + wordCount - 5;
   job.stem = five[0];
   job.name = five[1];
+  job.threads = std::max(1, std::stoi(five[2]));
   job.limit = std::stoi(five[3]);
   job.inner = std::max(1, std::stoi(five[4]));
   if (IsTreeJob(job.name)) {

@@ -7,14 +7,20 @@
 
 #include "contract/engine_services.h"
 #include "workbench/data/large_pages.h"
+#include "workbench/session/case_blocks.h"
 #include "workbench/session/case_reader.h"
+#include "workbench/session/lent_pool.h"
 #include "workbench/stats/distributions.h"
 
 namespace velmora::bench {
 
-class MemoryHost final : public vlm::IEngineServices, private vlm::IChiSquareTail {
+class MemoryHost final : public vlm::IEngineServices, private vlm::IChiSquareTail, private vlm::IBlockReader {
  public:
-  explicit MemoryHost(CaseSource source) { reader_.SetSource(std::move(source)); }
+  // threads: lent to the engine, 1: none. givesColumns: blocks of columns are offered, too.
+  explicit MemoryHost(CaseSource source, int threads = 1, bool givesColumns = true)
+      : pool_(threads), givesColumns_(givesColumns) {
+    reader_.SetSource(std::move(source));
+  }
   virtual ~MemoryHost() = default;
 
   int GetNbVars() override { return static_cast<int>(reader_.Source().columns.size()); }
@@ -52,13 +58,25 @@ class MemoryHost final : public vlm::IEngineServices, private vlm::IChiSquareTai
   }
   double ChiSquareDistribution(double x, double df) override { return stats::ChiSquareCdf(x, df); }
   void* GetExtension(int extension) override {
-    return extension == vlm::kChiSquareTailExtension ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+    if (extension == vlm::kChiSquareTailExtension) return static_cast<vlm::IChiSquareTail*>(this);
+    if (extension == vlm::kBlockReaderExtension && givesColumns_)
+      return static_cast<vlm::IBlockReader*>(this);
+    if (extension == vlm::kWorkerPoolExtension && pool_.GetThreadCount() > 1)
+      return static_cast<vlm::IWorkerPool*>(&pool_);
+    return nullptr;
   }
 
  private:
   double ChiSquareUpperTail(double x, double df) override { return stats::ChiSquareUpperTail(x, df); }
+  short ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers, int variableCount,
+                  vlm::CaseBlock* block) override {
+    return blocks_.Read(reader_.Source(), firstCaseNumber, mostCases, variableNumbers, variableCount, block);
+  }
 
   CaseReader reader_;
+  CaseBlocks blocks_;
+  LentPool pool_;
+  bool givesColumns_;
   int step_ = 0;
   bool cancelled_ = false;
 };

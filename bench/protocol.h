@@ -18,7 +18,7 @@ constexpr int kChecked = 7;     // predictors whose statistics are printed
 
 struct Job {
   std::string stem, name, variations;
-  int limit = 0, inner = 1;
+  int threads = 1, limit = 0, inner = 1;
   bool Varies(const char* word) const {
     return ("," + variations + ",").find("," + std::string(word) + ",") != std::string::npos;
   }

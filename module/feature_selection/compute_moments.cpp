@@ -1,6 +1,7 @@
 #include "module/feature_selection/compute_moments.h"
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "base/tolerant.h"
@@ -30,10 +31,24 @@ class MomentsPass {
  private:
   int Prepare();
   void Accept(double weight, double count);
-  void ProcessBlock();
+  bool ProcessBlock();
   void Finish();
-  static constexpr std::size_t kAtOnce = LanePresence::kRows;
+  static constexpr std::size_t kAtOnce = PresenceRows::kRows;
   static constexpr int kBlocksToDivide = 16;
+  // Of columns: the values of kAtOnce groups stay in the nearest cache.
+  static constexpr int kPartCases = 32;
+
+  // Scratch memory of one thread.
+  struct Worker {
+    LaneTiles tiles{kAtOnce};
+    PresenceRows rows;
+  };
+  // Groups that are formed together.
+  struct Bundle {
+    std::size_t firstGroup, count;
+    int blocksToDivide = 0;  // for which no reciprocals are tried
+  };
+  void ProcessPart(Bundle& bundle, const BlockPart& part, Worker& worker);
 
   bool CutsDependents() const { return settings_.treatContinuousDependentAsCategorical != 0; }
 
@@ -44,7 +59,8 @@ class MomentsPass {
   std::vector<double> mass_;           // one per case of the block
   std::vector<double> runningMass_;    // the same, all cases before included
   std::vector<double> reciprocal_;     // 1 / runningMass_; used while unitMass_
-  std::vector<int> blocksToDivide_;    // by groups formed together: blocks for which no reciprocals are tried
+  std::vector<Bundle> bundles_;
+  std::vector<std::unique_ptr<Worker>> workers_;
   LanePresence presence_;
   std::vector<vlm::MissingRange> missing_;  // of the continuous dependents, when these are not cut
   double caseMass_ = 0.0;
@@ -56,8 +72,8 @@ int MomentsPass::Run() {
   if (Prepare() != kOk) return kFailed;
   RunFacts facts;
   const auto accept = [&](double weight, double count) { Accept(weight, count); };
-  if (cases_.Run(kTextInitializing, &block_, &facts, accept) != kOk) return kFailed;
-  ProcessBlock();
+  const auto process = [&] { return ProcessBlock(); };
+  if (cases_.Run(kTextInitializing, &block_, &facts, accept, process) != kOk) return kFailed;
   settings_.totalWeight = cases_.Weighted() ? weightSum_ : 1.0;
   Finish();
   return kOk;
@@ -80,12 +96,14 @@ int MomentsPass::Prepare() {
   std::vector<LaneGroup> groups;
   if (CutsDependents()) AppendLaneGroups(0, settings_.nContinuousDependents, &groups);
   AppendLaneGroups(settings_.DependentCount(), settings_.nContinuousPredictors, &groups);
-  if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
+  if (cases_.Prepare(&block_, std::move(groups), kPartCases) != kOk) return kFailed;
   MomentsLanes start{};
   std::fill(std::begin(start.minimum), std::end(start.minimum), kMinimumStart);
   std::fill(std::begin(start.maximum), std::end(start.maximum), kMaximumStart);
   moments_.assign(block_.Groups().size(), start);
-  blocksToDivide_.assign((block_.Groups().size() + kAtOnce - 1) / kAtOnce, 0);
+  for (const auto& [first, count] : Bundles(block_.Groups().size(), kAtOnce, cases_.Workers()))
+    bundles_.push_back({first, count});
+  for (int worker = 0; worker < cases_.Workers(); ++worker) workers_.push_back(std::make_unique<Worker>());
   const auto capacity = static_cast<std::size_t>(block_.Capacity());
   mass_.resize(capacity);
   runningMass_.resize(capacity);
@@ -105,37 +123,54 @@ void MomentsPass::Accept(double weight, double count) {
   unitMass_ = unitMass_ && mass == 1.0;  // exactly: only then is multiplying by it the identity
   if (unitMass_) reciprocal_[at] = 1.0 / caseMass_;
   for (std::size_t d = 0; d < missing_.size(); ++d) {
-    const double value = block_.Entries()[d];
+    const double value = block_.Entry(static_cast<int>(d));
     if (!missing_[d].Contains(value)) settings_.dependentRanges[d].Add(value);
   }
   block_.Append();
-  if (block_.Full()) ProcessBlock();
 }
 
-void MomentsPass::ProcessBlock() {
-  const VectorKernels& kernels = Kernels();
+// Returns false when the run is cancelled.
+bool MomentsPass::ProcessBlock() {
   presence_.StartBlock(nullptr, block_.Cases());
-  for (std::size_t group = 0; group < block_.Groups().size(); group += kAtOnce) {
-    const std::size_t count = std::min(kAtOnce, block_.Groups().size() - group);
-    for (std::size_t i = 0; i < kAtOnce; ++i) block_.Prefetch(group + kAtOnce + i);
-    const bool complete = presence_.Find(block_, group, count);
-    LaneValues values[kAtOnce];
-    for (std::size_t i = 0; i < count; ++i) values[i] = block_.GroupValues(group + i);
-    // A variable for which reciprocals are not exact enough would make its neighbours' moments be
-    // formed twice, block after block.
-    int& toDivide = blocksToDivide_[group / kAtOnce];
-    const bool tries = unitMass_ && toDivide == 0;
-    toDivide = std::max(toDivide - 1, 0);
-    const MomentsInput input{block_.Cases(),
-                             mass_.data(),
-                             runningMass_.data(),
-                             tries ? reciprocal_.data() : nullptr,
-                             complete ? nullptr : presence_.Row(0),
-                             presence_.Stride()};
-    if (!kernels.moments(values, static_cast<int>(count), input, &moments_[group]))
-      toDivide = kBlocksToDivide;
-  }
+  const auto processBundle = [&](int index, int worker) {
+    Bundle& bundle = bundles_[static_cast<std::size_t>(index)];
+    for (std::size_t part = 0; part < block_.Parts(); ++part)
+      ProcessPart(bundle, block_.Part(part), *workers_[static_cast<std::size_t>(worker)]);
+  };
+  const int count = static_cast<int>(bundles_.size());
+  // Casewise deletion goes through the groups in order.
+  const bool done = settings_.casewiseDeletion != 0 ? cases_.ForEachInOrder(count, processBundle)
+                                                    : cases_.ForEach(count, processBundle);
   block_.Clear();
+  return done;
+}
+
+void MomentsPass::ProcessPart(Bundle& bundle, const BlockPart& part, Worker& worker) {
+  const std::size_t first = bundle.firstGroup, count = bundle.count;
+  for (std::size_t i = 0; i < kAtOnce; ++i) block_.Prefetch(first + kAtOnce + i);
+  LaneValues values[kAtOnce];
+  bool whole[kAtOnce];
+  bool complete = true;
+  for (std::size_t i = 0; i < count; ++i) {
+    values[i] = block_.GroupValues(first + i, part, worker.tiles.At(i));
+    whole[i] = presence_.Find(values[i], part, first + i, worker.rows.At(i));
+    complete = complete && whole[i];
+  }
+  for (std::size_t i = 0; i < count && !complete; ++i) {
+    if (whole[i]) std::fill_n(worker.rows.At(i), part.cases, std::uint16_t{kAllLanes});
+  }
+  // A variable for which reciprocals are not exact enough would make its neighbours' moments be
+  // formed twice, part after part.
+  const bool tries = unitMass_ && bundle.blocksToDivide == 0;
+  bundle.blocksToDivide = std::max(bundle.blocksToDivide - 1, 0);
+  const MomentsInput input{part.cases,
+                           mass_.data() + part.first,
+                           runningMass_.data() + part.first,
+                           tries ? reciprocal_.data() + part.first : nullptr,
+                           complete ? nullptr : worker.rows.At(0),
+                           PresenceRows::kStride};
+  if (!Kernels().moments(values, static_cast<int>(count), input, &moments_[first]))
+    bundle.blocksToDivide = kBlocksToDivide;
 }
 
 void MomentsPass::Finish() {

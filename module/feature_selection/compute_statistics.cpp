@@ -151,8 +151,9 @@ int ComputeStatistics(FeatureSelectionSettings& settings) try {
     facts.acceptedMass += weight * count;
     pairs.Accept(cases.Weighted(), weight, count);
   };
-  if (cases.Run(kTextReadingData, &pairs.Block(), &facts, accept) != kOk) return kFailed;
-  pairs.Flush();
+  const auto process = [&] { return pairs.ProcessBlock(); };
+  if (cases.Run(kTextReadingData, &pairs.Block(), &facts, accept, process) != kOk) return kFailed;
+  pairs.Finish();
   facts.casesValid = pairs.ValidCases();
   facts.weighted = cases.Weighted();
   settings.facts = facts;

@@ -8,7 +8,6 @@ namespace vlmfsl {
 
 void GroupMeans::Prepare(const FeatureSelectionSettings& settings, const SlotFinder& finder,
                          int dependentCount, std::size_t caseCapacity) {
-  spareTable_.resize(2 + kDirectCodes);
   std::size_t intervalRows = 0;
   for (std::size_t p = 0; p < finder.PredictorCount(); ++p) {
     if (finder.Keys(p).IsTabled()) intervalRows += finder.Keys(p).Rows();
@@ -20,7 +19,7 @@ void GroupMeans::Prepare(const FeatureSelectionSettings& settings, const SlotFin
     pairs.intervals.resize(intervalRows);
     pairs.codes.resize(finder.PredictorCount());
     pairs.tables.resize(finder.PredictorCount());
-    pairs.cases.resize(caseCapacity);
+    pairs.cases.reserve(caseCapacity);
     GroupMoments* next = pairs.intervals.data();
     for (std::size_t p = 0; p < finder.PredictorCount(); ++p) {
       if (!finder.Keys(p).IsTabled()) continue;
@@ -30,8 +29,9 @@ void GroupMeans::Prepare(const FeatureSelectionSettings& settings, const SlotFin
   }
 }
 
-void GroupMeans::StartBlock(std::size_t dependent, double* values, const std::uint8_t* takesPart, bool all,
-                            std::size_t cases, bool unitMass) {
+void GroupMeans::StartBlock(const LaneBlock& block, std::size_t dependent, double* values,
+                            const std::uint8_t* takesPart, bool all, bool unitMass) {
+  const auto cases = static_cast<std::size_t>(block.Cases());
   Pairs& pairs = pairs_[dependent];
   pairs.values = values;
   pairs.all = all;
@@ -43,8 +43,14 @@ void GroupMeans::StartBlock(std::size_t dependent, double* values, const std::ui
   if (!unitMass || !finite) KeepCounts(&pairs);
   if (all) return;
   pairs.cases.clear();
-  for (std::size_t i = 0; i < cases; ++i) {
-    if (takesPart[i] != 0) pairs.cases.push_back(static_cast<std::uint16_t>(i));
+  pairs.ends.clear();
+  for (std::size_t p = 0; p < block.Parts(); ++p) {
+    const BlockPart part = block.Part(p);
+    for (int i = 0; i < part.cases; ++i) {
+      if (takesPart[part.first + static_cast<std::size_t>(i)] != 0)
+        pairs.cases.push_back(static_cast<std::uint16_t>(i));
+    }
+    pairs.ends.push_back(pairs.cases.size());
   }
 }
 
@@ -70,10 +76,11 @@ void GroupMeans::FitTables(const SlotFinder& finder, std::size_t firstPredictor,
   }
 }
 
-void GroupMeans::Update(const SlotFinder& finder, const LaneBlock& block, std::size_t firstGroup,
-                        std::size_t count, const std::uint32_t* slots, std::size_t slotStride,
-                        const CaseMasses& masses) {
+void GroupMeans::Update(const SlotFinder& finder, const LaneBlock& block, std::size_t partNumber,
+                        std::size_t firstGroup, std::size_t count, const std::uint32_t* slots,
+                        std::size_t slotStride, const CaseMasses& masses, SpareTable& spare) {
   const VectorKernels& kernels = Kernels();
+  const BlockPart part = block.Part(partNumber);
   for (Pairs& pairs : pairs_) {
     GroupMoments* tables[kMostLaneGroups][kLanes];
     LaneSlots groups[kMostLaneGroups];
@@ -81,16 +88,18 @@ void GroupMeans::Update(const SlotFinder& finder, const LaneBlock& block, std::s
       const int lanes = block.Groups()[firstGroup + i].lanes;
       const std::size_t first = finder.PredictorAt(block, firstGroup + i, 0);
       FitTables(finder, first, static_cast<std::size_t>(lanes), &pairs);
-      std::fill(std::copy_n(&pairs.tables[first], lanes, tables[i]), std::end(tables[i]), spareTable_.data());
+      std::fill(std::copy_n(&pairs.tables[first], lanes, tables[i]), std::end(tables[i]), spare.data());
       groups[i] = {slots + i * slotStride, tables[i], lanes};
     }
-    const GroupInput input{.dependent = pairs.values,
-                           .cases = pairs.all ? nullptr : pairs.cases.data(),
-                           .caseCount = pairs.all ? block.Cases() : static_cast<int>(pairs.cases.size()),
-                           .mass = masses.mass,
-                           .relativeMass = masses.relativeMass,
-                           .count = masses.count,
-                           .totalWeight = masses.totalWeight};
+    const std::size_t begin = pairs.all || partNumber == 0 ? 0 : pairs.ends[partNumber - 1];
+    const GroupInput input{
+        .dependent = pairs.values + part.first,
+        .cases = pairs.all ? nullptr : pairs.cases.data() + begin,
+        .caseCount = pairs.all ? part.cases : static_cast<int>(pairs.ends[partNumber] - begin),
+        .mass = masses.mass,
+        .relativeMass = masses.relativeMass,
+        .count = masses.count,
+        .totalWeight = masses.totalWeight};
     // Exactly 1: dividing by it changes nothing.
     const GroupUpdate update = pairs.plain               ? kernels.groupsPlain
                                : masses.totalWeight == 1 ? kernels.groupsCounted

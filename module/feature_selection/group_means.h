@@ -30,13 +30,18 @@ class GroupMeans {
   // The block's values of a dependent, which are scaled in place and read by every Update until the
   // next block. takesPart: by case. all: every case takes part. unitMass: every case has weight and
   // count 1.
-  void StartBlock(std::size_t dependent, double* values, const std::uint8_t* takesPart, bool all,
-                  std::size_t cases, bool unitMass);
+  void StartBlock(const LaneBlock& block, std::size_t dependent, double* values,
+                  const std::uint8_t* takesPart, bool all, bool unitMass);
 
-  // Adds the block's cases to the groups of `count` groups of lanes. slots: of the first of them;
-  // those of the next one are slotStride entries further.
-  void Update(const SlotFinder& finder, const LaneBlock& block, std::size_t firstGroup, std::size_t count,
-              const std::uint32_t* slots, std::size_t slotStride, const CaseMasses& masses);
+  // Adds the cases of a part to the groups of `count` groups of lanes. slots: of the first of them;
+  // those of the next one are slotStride entries further. masses: of the part. spare: of one thread.
+  // Threads may work on different groups of lanes.
+  using SpareTable = std::vector<GroupMoments>;
+  void Update(const SlotFinder& finder, const LaneBlock& block, std::size_t part, std::size_t firstGroup,
+              std::size_t count, const std::uint32_t* slots, std::size_t slotStride, const CaseMasses& masses,
+              SpareTable& spare);
+  // The entries of lanes without a predictor.
+  static SpareTable MakeSpareTable() { return SpareTable(2 + kDirectCodes); }
 
   // To be called after the last block.
   void Finish();
@@ -54,16 +59,18 @@ class GroupMeans {
     DependentScale scale;
     bool plain = true;  // only unit masses and finite values so far: the counts are not kept
 
-    const double* values = nullptr;    // of the block
-    std::vector<std::uint16_t> cases;  // of the block, that take part
-    bool all = true;                   // every case of the block takes part
+    const double* values = nullptr;  // of the block
+    // Of the block: the cases of each part that take part, counted from its first, part after part,
+    // and where those of a part end.
+    std::vector<std::uint16_t> cases;
+    std::vector<std::size_t> ends;
+    bool all = true;  // every case of the block takes part
   };
 
   static void KeepCounts(Pairs* pairs);
   void FitTables(const SlotFinder& finder, std::size_t firstPredictor, std::size_t count, Pairs* pairs);
 
-  std::vector<Pairs> pairs_;              // by dependent
-  std::vector<GroupMoments> spareTable_;  // of a lane without a predictor
+  std::vector<Pairs> pairs_;  // by dependent
 };
 
 }  // namespace vlmfsl

@@ -22,14 +22,14 @@ void JointCounts::Prepare(std::size_t predictors, std::size_t caseCapacity, std:
 }
 
 void JointCounts::StartBlock(const std::vector<DependentClasses>& classes, const std::uint32_t* classOfCase,
-                             std::size_t cases) {
+                             std::size_t cases, std::size_t parts) {
   for (Set& set : sets_) {
     for (std::size_t m = 0; m < set.members.size(); ++m) {
       if (!set.counts.empty() && classes[set.members[m]].Columns() > set.columns[m]) Dissolve(&set);
     }
   }
-  if (blocks_ >= nextPlan_) Plan(classes);
-  ++blocks_;
+  if (parts_ >= nextPlan_) Plan(classes);
+  parts_ += parts;
   for (Set& set : sets_) {
     if (!set.IsCounting()) continue;
     std::fill(set.classOfCase.begin(), set.classOfCase.end(), 0u);
@@ -96,16 +96,16 @@ void JointCounts::Dissolve(Set* set) {
   set->members.clear();
 }
 
-void JointCounts::Count(const SlotFinder& finder, const LaneBlock& block, std::size_t group,
-                        const std::uint32_t* slots) {
+void JointCounts::Count(const SlotFinder& finder, const LaneBlock& block, const BlockPart& part,
+                        std::size_t group, const std::uint32_t* slots) {
   for (Set& set : sets_) {
-    if (set.IsCounting()) CountSet(&set, finder, block, group, slots);
+    if (set.IsCounting()) CountSet(&set, finder, block, part, group, slots);
   }
 }
 
 // Four predictors in turn, so that no increment waits for the one before it.
-void JointCounts::CountSet(Set* set, const SlotFinder& finder, const LaneBlock& block, std::size_t group,
-                           const std::uint32_t* slots) {
+void JointCounts::CountSet(Set* set, const SlotFinder& finder, const LaneBlock& block, const BlockPart& part,
+                           std::size_t group, const std::uint32_t* slots) {
   constexpr std::size_t kAtOnce = 4;
   std::uint32_t* cells[kLanes];
   const std::uint32_t* slotsOfLane[kLanes];
@@ -125,8 +125,8 @@ void JointCounts::CountSet(Set* set, const SlotFinder& finder, const LaneBlock& 
     cells[counted] = counts.data();
     slotsOfLane[counted++] = slots + lane;
   }
-  const auto cases = static_cast<std::size_t>(block.Cases());
-  const std::uint32_t* const classes = set->classOfCase.data();
+  const auto cases = static_cast<std::size_t>(part.cases);
+  const std::uint32_t* const classes = set->classOfCase.data() + part.first;
   std::size_t l = 0;
   for (; l + kAtOnce <= counted; l += kAtOnce) {
     for (std::size_t i = 0; i < cases; ++i) {

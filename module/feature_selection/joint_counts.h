@@ -39,9 +39,11 @@ class JointCounts {
   // classOfCase: [dependent][caseCapacity], of the block. Now and then decides which dependents are
   // counted together.
   void StartBlock(const std::vector<DependentClasses>& classes, const std::uint32_t* classOfCase,
-                  std::size_t cases);
-  // Counts the block's cases for the predictors of a group of lanes.
-  void Count(const SlotFinder& finder, const LaneBlock& block, std::size_t group, const std::uint32_t* slots);
+                  std::size_t cases, std::size_t parts);
+  // Counts the cases of a part for the predictors of a group of lanes. Threads may work on different
+  // groups.
+  void Count(const SlotFinder& finder, const LaneBlock& block, const BlockPart& part, std::size_t group,
+             const std::uint32_t* slots);
   // Whether Count has counted the pair. If not, the pair's own table has to.
   bool Has(std::size_t dependent, std::size_t predictor) const {
     const int set = setOf_[dependent];
@@ -68,16 +70,16 @@ class JointCounts {
   void Plan(const std::vector<DependentClasses>& classes);
   void Dissolve(Set* set);
   void FlushLane(Set* set, std::size_t predictor);
-  void CountSet(Set* set, const SlotFinder& finder, const LaneBlock& block, std::size_t group,
-                const std::uint32_t* slots);
+  void CountSet(Set* set, const SlotFinder& finder, const LaneBlock& block, const BlockPart& part,
+                std::size_t group, const std::uint32_t* slots);
 
   CrossTables* tables_ = nullptr;
   std::size_t predictors_ = 0;
   std::size_t caseCapacity_ = 0;
   std::vector<Set> sets_;
   std::vector<int> setOf_;  // by dependent: its set, or -1
-  int blocks_ = 0;
-  int nextPlan_ = 8;
+  std::size_t parts_ = 0;   // so far
+  std::size_t nextPlan_ = 8;
 };
 
 }  // namespace vlmfsl

@@ -13,16 +13,25 @@
 
 namespace vlmfsl {
 
-class LanePresence {
+// Masks of lanes of some groups, by case of a part; of one thread.
+class PresenceRows {
  public:
   // Most groups that are processed together.
   static constexpr std::size_t kRows = kMostMomentGroups;
+  static constexpr std::size_t kStride = kMostPartCases;
 
+  std::uint16_t* At(std::size_t i) { return rows_.data() + i * kStride; }
+
+ private:
+  std::vector<std::uint16_t> rows_ = std::vector<std::uint16_t>(kRows * kStride);
+};
+
+class LanePresence {
+ public:
   // codeOf(entry): missing-data code of an entry of the read list.
   template <class CodeOf>
   void Prepare(const LaneBlock& block, bool casewise, CodeOf&& codeOf) {
     casewise_ = casewise;
-    stride_ = static_cast<std::size_t>(block.Capacity());
     missing_.resize(block.Groups().size());
     for (std::size_t g = 0; g < missing_.size(); ++g) {
       const LaneGroup& group = block.Groups()[g];
@@ -33,8 +42,7 @@ class LanePresence {
         missing_[g].last[lane] = range.last;
       }
     }
-    rows_.resize(stride_ * kRows);
-    alive_.resize(stride_);
+    alive_.resize(static_cast<std::size_t>(block.Capacity()));
   }
 
   // complete: null, or for each case whether all its dependents are present. With casewise deletion
@@ -45,40 +53,26 @@ class LanePresence {
     if (casewise_) std::fill_n(alive_.begin(), cases, std::uint8_t{1});
   }
 
-  // Forms the rows of up to kRows groups; the groups of a block are requested in order. Returns
-  // true when all values take part; the rows are then undefined.
-  bool Find(const LaneBlock& block, std::size_t firstGroup, std::size_t groupCount) {
-    bool all = true;
-    bool whole[kRows];
-    for (std::size_t i = 0; i < groupCount; ++i) {
-      const std::size_t group = firstGroup + i;
-      whole[i] = Kernels().presentLanes(block.GroupValues(group), block.Cases(), missing_[group], RowAt(i));
-      if (casewise_) whole[i] = CutOff(RowAt(i), block.Cases(), group == 0, whole[i]);
-      all = all && whole[i];
-    }
-    for (std::size_t i = 0; i < groupCount && !all; ++i) {
-      if (whole[i]) std::fill_n(RowAt(i), block.Cases(), std::uint16_t{kAllLanes});
-    }
-    return all;
+  // Forms the row of a group's values of a part. Returns true when all of them take part; the row is
+  // then undefined. With casewise deletion the groups of a part are requested in order, by one
+  // thread; otherwise in any, by several.
+  bool Find(LaneValues values, const BlockPart& part, std::size_t group, std::uint16_t* row) {
+    const bool whole = Kernels().presentLanes(values, part.cases, missing_[group], row);
+    return casewise_ ? CutOff(row, part, group == 0, whole) : whole;
   }
-
-  const std::uint16_t* Row(std::size_t i) const { return rows_.data() + i * stride_; }
-  std::size_t Stride() const { return stride_; }
 
   // With casewise deletion, after the last group: the number of cases that were processed to the
   // end.
   int WholeCases(int cases) const { return cases - broken_; }
 
  private:
-  std::uint16_t* RowAt(std::size_t i) { return rows_.data() + i * stride_; }
-
   // Returns true, with the row as it is, when no case has been cut off so far.
-  bool CutOff(std::uint16_t* row, int cases, bool isFirstGroup, bool rowComplete) {
+  bool CutOff(std::uint16_t* row, const BlockPart& part, bool isFirstGroup, bool rowComplete) {
     const bool someIncomplete = isFirstGroup && complete_ != nullptr;
     if (rowComplete && broken_ == 0 && !someIncomplete) return true;
-    if (rowComplete) std::fill_n(row, cases, std::uint16_t{kAllLanes});
-    for (int i = 0; i < cases; ++i) {
-      const auto at = static_cast<std::size_t>(i);
+    if (rowComplete) std::fill_n(row, part.cases, std::uint16_t{kAllLanes});
+    for (int i = 0; i < part.cases; ++i) {
+      const std::size_t at = part.first + static_cast<std::size_t>(i);
       if (alive_[at] == 0) {
         row[i] = 0;
         continue;
@@ -97,10 +91,8 @@ class LanePresence {
   }
 
   std::vector<MissingLanes> missing_;
-  std::vector<std::uint16_t> rows_;
-  std::vector<std::uint8_t> alive_;
+  std::vector<std::uint8_t> alive_;  // by case of the block
   const std::uint8_t* complete_ = nullptr;
-  std::size_t stride_ = 0;
   int broken_ = 0;
   bool casewise_ = false;
 };

@@ -6,13 +6,16 @@
 namespace vlmfsl {
 
 int PairAccumulator::Prepare(const CasePass& cases) {
+  cases_ = &cases;
   casewise_ = settings_.casewiseDeletion != 0;
   const int dependentCount = settings_.DependentCount();
   std::vector<LaneGroup> groups;
   AppendLaneGroups(dependentCount, settings_.nContinuousPredictors, &groups);
   AppendLaneGroups(dependentCount + settings_.nContinuousPredictors, settings_.nCategoricalPredictors,
                    &groups);
-  if (block_.Allocate(settings_.nReadVariables, std::move(groups)) != kOk) return kFailed;
+  if (cases.Prepare(&block_, std::move(groups), kMostPartCases) != kOk) return kFailed;
+  bundles_ = Bundles(block_.Groups().size(), kGroupsAtOnce, cases.Workers());
+  for (int worker = 0; worker < cases.Workers(); ++worker) workers_.push_back(std::make_unique<Worker>());
   presence_.Prepare(block_, casewise_, [&](int entry) { return cases.MissingCode(entry); });
   finder_.Prepare(settings_, block_);
 
@@ -21,7 +24,6 @@ int PairAccumulator::Prepare(const CasePass& cases) {
   relativeMass_.resize(capacity);
   count_.resize(capacity);
   complete_.resize(capacity);
-  slots_.resize(capacity * kLanes * kGroupsAtOnce);
 
   dependents_.resize(static_cast<std::size_t>(dependentCount));
   for (int d = 0; d < dependentCount; ++d) {
@@ -53,23 +55,25 @@ void PairAccumulator::Accept(bool weighted, double weight, double count) {
   mass_[at] = count * weight;
   relativeMass_[at] = mass_[at] / settings_.totalWeight;
   count_[at] = count;
-  for (std::size_t d = 0; d < dependents_.size(); ++d) values_[d * Capacity() + at] = block_.Entries()[d];
+  for (std::size_t d = 0; d < dependents_.size(); ++d)
+    values_[d * Capacity() + at] = block_.Entry(static_cast<int>(d));
   block_.Append();
-  if (block_.Full()) ProcessBlock();
 }
 
-void PairAccumulator::Flush() {
-  if (block_.Cases() > 0) ProcessBlock();
-  means_.Finish();
-}
-
-void PairAccumulator::ProcessBlock() {
+bool PairAccumulator::ProcessBlock() {
   ProcessDependents();
-  for (std::size_t group = 0; group < block_.Groups().size(); group += kGroupsAtOnce) {
-    ProcessGroups(group, std::min(kGroupsAtOnce, block_.Groups().size() - group));
-  }
+  const auto processBundle = [&](int index, int worker) {
+    const auto [first, count] = bundles_[static_cast<std::size_t>(index)];
+    for (std::size_t part = 0; part < block_.Parts(); ++part)
+      ProcessGroups(first, count, part, *workers_[static_cast<std::size_t>(worker)]);
+  };
+  const int bundles = static_cast<int>(bundles_.size());
+  // Casewise deletion goes through the groups in order.
+  if (!(casewise_ ? cases_->ForEachInOrder(bundles, processBundle) : cases_->ForEach(bundles, processBundle)))
+    return false;
   validCases_ += casewise_ ? presence_.WholeCases(block_.Cases()) : block_.Cases();
   block_.Clear();
+  return true;
 }
 
 void PairAccumulator::ProcessDependents() {
@@ -81,14 +85,14 @@ void PairAccumulator::ProcessDependents() {
     double* const values = &values_[d * Capacity()];
     const std::uint8_t* const takesPart = &takesPart_[d * Capacity()];
     if (d < means_.DependentCount()) {
-      means_.StartBlock(d, values, takesPart, dependents_[d].all, cases, unitMass_);
+      means_.StartBlock(block_, d, values, takesPart, dependents_[d].all, unitMass_);
     } else {
       const std::size_t cross = d - means_.DependentCount();
       classes_[cross].Find(values, takesPart, block_.Cases(), &classOfCase_[cross * Capacity()]);
     }
   }
   presence_.StartBlock(casewise_ && !allComplete ? complete_.data() : nullptr, block_.Cases());
-  if (unitMass_) joint_.StartBlock(classes_, classOfCase_.data(), cases);
+  if (unitMass_) joint_.StartBlock(classes_, classOfCase_.data(), cases, block_.Parts());
 }
 
 // Finds the block's cases that take part with a dependent; casewise, a case ends at its first
@@ -115,46 +119,52 @@ bool PairAccumulator::FindCasesTakingPart(std::size_t dependent, bool earlierCom
   return false;
 }
 
-void PairAccumulator::ProcessGroups(std::size_t firstGroup, std::size_t count) {
-  const std::size_t slotStride = Capacity() * kLanes;
+void PairAccumulator::ProcessGroups(std::size_t firstGroup, std::size_t count, std::size_t partNumber,
+                                    Worker& worker) {
+  const BlockPart part = block_.Part(partNumber);
   for (std::size_t i = 0; i < kGroupsAtOnce; ++i) block_.Prefetch(firstGroup + kGroupsAtOnce + i);
-  const bool complete = presence_.Find(block_, firstGroup, count);
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint16_t* const present = complete ? nullptr : presence_.Row(i);
-    std::uint32_t* const slots = slots_.data() + i * slotStride;
-    finder_.Find(block_, firstGroup + i, present, slots);
-    if (!classes_.empty()) UpdateCrossTables(firstGroup + i, slots);
-    if (!unitMass_) CountPairCases(firstGroup + i, present);
+    const std::size_t group = firstGroup + i;
+    const LaneValues values = block_.GroupValues(group, part, worker.tiles.At(0));
+    const bool complete = presence_.Find(values, part, group, worker.rows.At(0));
+    const std::uint16_t* const present = complete ? nullptr : worker.rows.At(0);
+    std::uint32_t* const slots = worker.slots.data() + i * kSlotStride;
+    finder_.Find(block_, group, values, part.cases, present, worker.others.data(), slots);
+    if (!classes_.empty()) UpdateCrossTables(group, part, slots);
+    if (!unitMass_) CountPairCases(group, part, present);
   }
   if (means_.DependentCount() == 0) return;
-  const CaseMasses masses = {mass_.data(), relativeMass_.data(), count_.data(), settings_.totalWeight};
-  means_.Update(finder_, block_, firstGroup, count, slots_.data(), slotStride, masses);
+  const CaseMasses masses = {mass_.data() + part.first, relativeMass_.data() + part.first,
+                             count_.data() + part.first, settings_.totalWeight};
+  means_.Update(finder_, block_, partNumber, firstGroup, count, worker.slots.data(), kSlotStride, masses,
+                worker.spare);
 }
 
-void PairAccumulator::UpdateCrossTables(std::size_t group, const std::uint32_t* slots) {
-  joint_.Count(finder_, block_, group, slots);
+void PairAccumulator::UpdateCrossTables(std::size_t group, const BlockPart& part,
+                                        const std::uint32_t* slots) {
+  joint_.Count(finder_, block_, part, group, slots);
   for (std::size_t cross = 0; cross < classes_.size(); ++cross) {
     for (int lane = 0; lane < block_.Groups()[group].lanes; ++lane) {
       const std::size_t p = finder_.PredictorAt(block_, group, lane);
       if (joint_.Has(cross, p)) continue;
       CrossTable& table = tables_.At(cross, p);
       table.Fit(finder_.Keys(p).Rows(), classes_[cross].Columns());
-      table.Add(slots + lane, &classOfCase_[cross * Capacity()], unitMass_ ? nullptr : mass_.data(),
-                block_.Cases());
+      table.Add(slots + lane, &classOfCase_[cross * Capacity() + part.first],
+                unitMass_ ? nullptr : mass_.data() + part.first, part.cases);
     }
   }
 }
 
 // present: null when every value of the group takes part.
-void PairAccumulator::CountPairCases(std::size_t group, const std::uint16_t* present) {
-  const auto cases = static_cast<std::size_t>(block_.Cases());
+void PairAccumulator::CountPairCases(std::size_t group, const BlockPart& part, const std::uint16_t* present) {
+  const auto cases = static_cast<std::size_t>(part.cases);
   const std::size_t first = finder_.PredictorAt(block_, group, 0);
   const auto lanes = static_cast<std::size_t>(block_.Groups()[group].lanes);
   for (std::size_t d = 0; d < dependents_.size(); ++d) {
-    const std::uint8_t* const takesPart = &takesPart_[d * Capacity()];
+    const std::uint8_t* const takesPart = &takesPart_[d * Capacity() + part.first];
     std::uint16_t counts[kLanes] = {};
     if (present == nullptr) {
-      const int all = dependents_[d].all ? block_.Cases() : std::accumulate(takesPart, takesPart + cases, 0);
+      const int all = dependents_[d].all ? part.cases : std::accumulate(takesPart, takesPart + cases, 0);
       std::fill(std::begin(counts), std::end(counts), static_cast<std::uint16_t>(all));
     } else {
       for (std::size_t i = 0; i < cases; ++i) {

@@ -1,10 +1,10 @@
 // Everything that the second pass accumulates: for each pair of a dependent and a predictor its
 // groups or its cells.
 //
-// Cases are gathered into blocks. For each block, a few groups of predictors at a time, the slot of
-// each value's key is found once (SlotFinder) and shared by all dependents; each pair then takes
-// the block's cases in case order (GroupMeans, CrossTable, JointCounts), so that its sums are those
-// of a loop over single cases.
+// Cases are gathered into blocks. For each block, a few groups of predictors at a time, on a thread
+// each, the slot of each value's key is found once (SlotFinder) and shared by all dependents; each
+// pair then takes the block's cases in case order (GroupMeans, CrossTable, JointCounts), so that its
+// sums are those of a loop over single cases.
 #pragma once
 
 #include <cstdint>
@@ -24,25 +24,27 @@ class PairAccumulator {
   explicit PairAccumulator(const FeatureSelectionSettings& settings)
       : settings_(settings), block_(*settings.owner) {}
 
-  // cases: its missing-data codes are fetched. Returns kOk, or kFailed when the host's memory is
-  // short; throws bad_alloc like everything here.
+  // cases: its missing-data codes are fetched; it must outlive this. Returns kOk, or kFailed when the
+  // host's memory is short; throws bad_alloc like everything here.
   [[nodiscard]] int Prepare(const CasePass& cases);
 
   // Where cases are read.
   LaneBlock& Block() { return block_; }
   // Takes the case that was read there.
   void Accept(bool weighted, double weight, double count);
-  // Processes what is still in the block.
-  void Flush();
+  // Processes the cases of the block, which is empty then. Returns false when the run is cancelled.
+  [[nodiscard]] bool ProcessBlock();
+  // To be called after the last block.
+  void Finish() { means_.Finish(); }
 
-  // Accepted cases that casewise deletion did not drop; after Flush.
+  // Accepted cases that casewise deletion did not drop; after Finish.
   int ValidCases() const { return validCases_; }
-  // Accepted cases in which a dependent has a value; after Flush.
+  // Accepted cases in which a dependent has a value; after Finish.
   int DependentCases(int dependentIndex) const {
     return dependents_[static_cast<std::size_t>(dependentIndex)].cases;
   }
 
-  // The results of a predictor's pairs; after Flush. Predictors are requested in order, each with
+  // The results of a predictor's pairs; after Finish. Predictors are requested in order, each with
   // all its dependents.
   void StartPredictor(int predictorIndex);
   OneWayResult OneWay(int dependentIndex) const;
@@ -59,19 +61,31 @@ class PairAccumulator {
   };
 
   static constexpr std::size_t kGroupsAtOnce = kMostLaneGroups;
-  static_assert(kGroupsAtOnce <= LanePresence::kRows);
+  static constexpr std::size_t kSlotStride = std::size_t{kMostPartCases} * kLanes;
 
-  void ProcessBlock();
+  // Scratch memory of one thread.
+  struct Worker {
+    LaneTiles tiles{1};
+    PresenceRows rows;
+    std::vector<std::uint16_t> others = std::vector<std::uint16_t>(kMostPartCases);
+    std::vector<std::uint32_t> slots =
+        std::vector<std::uint32_t>(kGroupsAtOnce * kSlotStride);  // [current group][case][kLanes]
+    GroupMeans::SpareTable spare = GroupMeans::MakeSpareTable();
+  };
+
   void ProcessDependents();
   bool FindCasesTakingPart(std::size_t dependent, bool earlierComplete);
-  void ProcessGroups(std::size_t firstGroup, std::size_t count);
-  void UpdateCrossTables(std::size_t group, const std::uint32_t* slots);
-  void CountPairCases(std::size_t group, const std::uint16_t* present);
+  void ProcessGroups(std::size_t firstGroup, std::size_t count, std::size_t part, Worker& worker);
+  void UpdateCrossTables(std::size_t group, const BlockPart& part, const std::uint32_t* slots);
+  void CountPairCases(std::size_t group, const BlockPart& part, const std::uint16_t* present);
 
   std::size_t Capacity() const { return static_cast<std::size_t>(block_.Capacity()); }
 
   const FeatureSelectionSettings& settings_;
+  const CasePass* cases_ = nullptr;
   LaneBlock block_;
+  std::vector<std::pair<std::size_t, std::size_t>> bundles_;  // groups processed together
+  std::vector<std::unique_ptr<Worker>> workers_;
   LanePresence presence_;
   SlotFinder finder_;
   bool casewise_ = false;
@@ -82,7 +96,6 @@ class PairAccumulator {
   // By case of the block.
   std::vector<double> mass_, relativeMass_, count_;
   std::vector<std::uint8_t> complete_;  // all dependents so far have a value
-  std::vector<std::uint32_t> slots_;    // [current group][case][kLanes]
 
   // By dependent.
   std::vector<Dependent> dependents_;

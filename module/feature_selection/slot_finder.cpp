@@ -16,7 +16,6 @@ void SlotFinder::Prepare(const FeatureSelectionSettings& settings, const LaneBlo
     keys_.emplace_back(settings.predictorMoments[p], settings.cutsContinuousPredictor);
   }
   keys_.resize(predictors);
-  others_.resize(static_cast<std::size_t>(block.Capacity()));
   PrepareBounds(block);
 }
 
@@ -40,33 +39,34 @@ void SlotFinder::PrepareBounds(const LaneBlock& block) {
   }
 }
 
-void SlotFinder::Find(const LaneBlock& block, std::size_t group, const std::uint16_t* present,
-                      std::uint32_t* slots) {
-  if (FindByKernel(block, group, present, slots)) FindOthers(block, group, slots);
+void SlotFinder::Find(const LaneBlock& block, std::size_t group, LaneValues values, int cases,
+                      const std::uint16_t* present, std::uint16_t* others, std::uint32_t* slots) {
+  if (FindByKernel(block, group, values, cases, present, others, slots))
+    FindOthers(block, group, values, cases, others, slots);
 }
 
-// Returns true when some slots are left to FindOthers.
-bool SlotFinder::FindByKernel(const LaneBlock& block, std::size_t group, const std::uint16_t* present,
-                              std::uint32_t* slots) {
+// Returns true when some slots are left to FindOthers: others gets, by case, their lanes.
+bool SlotFinder::FindByKernel(const LaneBlock& block, std::size_t group, LaneValues values, int cases,
+                              const std::uint16_t* present, std::uint16_t* others,
+                              std::uint32_t* slots) const {
   const VectorKernels& kernels = Kernels();
-  const LaneValues values = block.GroupValues(group);
   const PredictorKeys& first = keys_[PredictorAt(block, group, 0)];
   if (first.IsTabled()) {
-    kernels.intervalSlots(values, block.Cases(), bounds_[group].data(),
+    kernels.intervalSlots(values, cases, bounds_[group].data(),
                           static_cast<int>(bounds_[group].size() / kLanes), present, slots);
     return false;
   }
-  if (first.IsCode()) return kernels.codeSlots(values, block.Cases(), present, slots, others_.data());
-  std::fill_n(slots, static_cast<std::size_t>(block.Cases()) * kLanes, 0u);
-  for (std::size_t i = 0; i < static_cast<std::size_t>(block.Cases()); ++i) {
-    others_[i] = present == nullptr ? std::uint16_t{kAllLanes} : present[i];
+  if (first.IsCode()) return kernels.codeSlots(values, cases, present, slots, others);
+  std::fill_n(slots, static_cast<std::size_t>(cases) * kLanes, 0u);
+  for (int i = 0; i < cases; ++i) {
+    others[i] = present == nullptr ? std::uint16_t{kAllLanes} : present[i];
   }
   return true;
 }
 
-void SlotFinder::FindOthers(const LaneBlock& block, std::size_t group, std::uint32_t* slots) {
-  const LaneValues values = block.GroupValues(group);
-  const auto cases = static_cast<std::size_t>(block.Cases());
+void SlotFinder::FindOthers(const LaneBlock& block, std::size_t group, LaneValues values, int caseCount,
+                            const std::uint16_t* others, std::uint32_t* slots) {
+  const auto cases = static_cast<std::size_t>(caseCount);
   for (int lane = 0; lane < block.Groups()[group].lanes; ++lane) {
     PredictorKeys& keys = keys_[PredictorAt(block, group, lane)];
     const auto at = static_cast<std::size_t>(lane);
@@ -74,11 +74,11 @@ void SlotFinder::FindOthers(const LaneBlock& block, std::size_t group, std::uint
     const unsigned bit = 1u << lane;
     if (keys.IsCode()) {
       for (std::size_t i = 0; i < cases; ++i) {
-        if ((others_[i] & bit) != 0) keys.Prefetch(ofLane[i * values.caseStride]);
+        if ((others[i] & bit) != 0) keys.Prefetch(ofLane[i * values.caseStride]);
       }
     }
     for (std::size_t i = 0; i < cases; ++i) {
-      if ((others_[i] & bit) != 0) slots[i * kLanes + at] = keys.SlotOfOther(ofLane[i * values.caseStride]);
+      if ((others[i] & bit) != 0) slots[i * kLanes + at] = keys.SlotOfOther(ofLane[i * values.caseStride]);
     }
   }
 }

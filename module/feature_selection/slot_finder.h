@@ -3,7 +3,7 @@
 //
 //   SlotFinder finder;
 //   finder.Prepare(settings, block);
-//   finder.Find(block, group, present, slots);   // group after group, block after block
+//   finder.Find(group, values, cases, present, others, slots);   // part after part of a group
 #pragma once
 
 #include <cstdint>
@@ -21,8 +21,10 @@ class SlotFinder {
   void Prepare(const FeatureSelectionSettings& settings, const LaneBlock& block);
 
   // slots: [case][kLanes], 0 where the value does not take part. present: a mask of lanes for each
-  // case, null when every value takes part.
-  void Find(const LaneBlock& block, std::size_t group, const std::uint16_t* present, std::uint32_t* slots);
+  // case, null when every value takes part. others: scratch, by case. Threads may work on different
+  // groups.
+  void Find(const LaneBlock& block, std::size_t group, LaneValues values, int cases,
+            const std::uint16_t* present, std::uint16_t* others, std::uint32_t* slots);
 
   std::size_t PredictorCount() const { return keys_.size(); }
   const PredictorKeys& Keys(std::size_t predictor) const { return keys_[predictor]; }
@@ -33,15 +35,15 @@ class SlotFinder {
 
  private:
   void PrepareBounds(const LaneBlock& block);
-  bool FindByKernel(const LaneBlock& block, std::size_t group, const std::uint16_t* present,
-                    std::uint32_t* slots);
-  void FindOthers(const LaneBlock& block, std::size_t group, std::uint32_t* slots);
+  bool FindByKernel(const LaneBlock& block, std::size_t group, LaneValues values, int cases,
+                    const std::uint16_t* present, std::uint16_t* others, std::uint32_t* slots) const;
+  void FindOthers(const LaneBlock& block, std::size_t group, LaneValues values, int caseCount,
+                  const std::uint16_t* others, std::uint32_t* slots);
 
   int firstEntry_ = 0;  // of the predictors in the read list
   std::vector<PredictorKeys> keys_;
   // By group: raised bounds, [bound][kLanes], when its predictors are cut by a table.
   std::vector<std::vector<double>> bounds_;
-  std::vector<std::uint16_t> others_;  // by case: lanes whose slot the kernel does not find
 };
 
 }  // namespace vlmfsl

@@ -53,6 +53,17 @@ struct Avx2 {
     return _mm256_cvtepu32_epi64(_mm_add_epi32(_mm256_cvttpd_epi32(v), _mm_set1_epi32(1)));
   }
 
+  // Cases i and i + 1 of four columns. A vector takes two cases of one column and two of the next
+  // but one, which leaves a single exchange.
+  static void TransposeTwo(const double* const* columns, int i, double* first, double* second) {
+    const D even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[0] + i)),
+                                        _mm_loadu_pd(columns[2] + i), 1);
+    const D odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(columns[1] + i)),
+                                       _mm_loadu_pd(columns[3] + i), 1);
+    _mm256_storeu_pd(first, _mm256_unpacklo_pd(even, odd));
+    _mm256_storeu_pd(second, _mm256_unpackhi_pd(even, odd));
+  }
+
   // The groups' rows turned, four entries of each.
   static D TwoHalves(const double* low, const double* high) {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_load_pd(low)), _mm_load_pd(high), 1);

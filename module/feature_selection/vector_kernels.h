@@ -11,6 +11,8 @@ namespace vlmfsl {
 // Variables that are processed side by side.
 inline constexpr int kLanes = 16;
 inline constexpr unsigned kAllLanes = 0xFFFFu;
+// Most cases of the kernels' blocks.
+inline constexpr int kMostPartCases = 128;
 
 // Their values, as in LaneBlock: first[case * caseStride + lane].
 struct LaneValues {
@@ -87,6 +89,11 @@ using GroupUpdate = void (*)(const GroupInput& input, const LaneSlots* groups, i
 
 struct VectorKernels {
   const char* name;
+
+  // tile[case * kLanes + lane] = columns[lane][first + case], for whole vectors of lanes. ahead: the
+  // values so many cases later are asked for soon; 0: none. columns: kLanes of them.
+  void (*transpose)(const double* const* columns, int lanes, std::uint64_t first, int cases, int ahead,
+                    double* tile);
 
   // present[case]: bit of each lane set where its value is not missing. Returns true, with nothing
   // written, when all are.

@@ -7,6 +7,28 @@
 // calls no function of the standard library, so that no code made for a wide unit can be taken by
 // the linker for use elsewhere.
 
+template <class V>
+void Transpose(const double* const* columns, int lanes, std::uint64_t first, int cases, int ahead,
+               double* tile) {
+  using R = typename V::Rows;
+  constexpr int kLine = 8;
+  for (int l = 0; l < lanes; l += R::kWidth) {
+    const double* next[R::kWidth];
+    for (int k = 0; k < R::kWidth; ++k) next[k] = columns[l + k] + first;
+    double* to = tile + l;
+    int i = 0;
+    for (; i + 2 <= cases; i += 2, to += 2 * kLanes) {
+      if (ahead > 0 && i % kLine == 0) {
+        for (int k = 0; k < R::kWidth; ++k) __builtin_prefetch(next[k] + i + ahead, 0, 2);
+      }
+      R::TransposeTwo(next, i, to, to + kLanes);
+    }
+    for (; i < cases; ++i, to += kLanes) {
+      for (int k = 0; k < R::kWidth; ++k) to[k] = next[k][i];
+    }
+  }
+}
+
 // Most blocks lack nothing: asking only that is half the work of telling which values are there.
 template <class V>
 bool AnyMissing(LaneValues values, int cases, const MissingLanes& missing) {
@@ -376,6 +398,7 @@ void ExpectedMasses(double rowTotal, const double* columnTotals, double total, i
 template <class V>
 constexpr VectorKernels KernelsOf(const char* name) {
   return {name,
+          &Transpose<V>,
           &PresentLanes<V>,
           &Moments<V>,
           &IntervalSlots<V>,

@@ -46,6 +46,11 @@ struct Sse2 {
   static I CodePlusOne(D v) {
     return _mm_unpacklo_epi32(_mm_add_epi32(_mm_cvttpd_epi32(v), _mm_set1_epi32(1)), _mm_setzero_si128());
   }
+  static void TransposeTwo(const double* const* columns, int i, double* first, double* second) {
+    const D a = _mm_loadu_pd(columns[0] + i), b = _mm_loadu_pd(columns[1] + i);
+    _mm_storeu_pd(first, _mm_unpacklo_pd(a, b));
+    _mm_storeu_pd(second, _mm_unpackhi_pd(a, b));
+  }
   static void LoadRows(const GroupMoments* const* rows, D* weight, D* mean, D* sum, D* count) {
     const D first0 = _mm_load_pd(&rows[0]->weight), first1 = _mm_load_pd(&rows[1]->weight);
     const D second0 = _mm_load_pd(&rows[0]->sumOfSquares), second1 = _mm_load_pd(&rows[1]->sumOfSquares);

@@ -262,6 +262,36 @@ struct Unit {
 constexpr Unit kUnits[] = {
     {VectorUnit::kSse2, "sse2"}, {VectorUnit::kAvx2, "avx2"}, {VectorUnit::kAvx512, "avx512"}};
 
+// How the host gives its cases, and the threads that it lends.
+struct Way {
+  const char* name;
+  int mostBlockCases, threads;
+};
+constexpr Way kWays[] = {{"single cases", 0, 0},           {"columns", 1000000, 0},
+                         {"columns, small blocks", 37, 0}, {"one thread", 1000000, 1},
+                         {"two threads", 1000000, 2},      {"three threads, small blocks", 150, 3},
+                         {"eight threads", 1000000, 8}};
+
+void Choose(const Way& way, ScriptedEngineHost* host) {
+  host->mostBlockCases = way.mostBlockCases;
+  host->threads = way.threads;
+}
+
+// Runs in every way and expects the bits of the reference.
+void ExpectSameInEveryWay(ScriptedEngineHost* host, Settings* settings, const ReferenceResult& want) {
+  for (const Way& way : kWays) {
+    SCOPED_TRACE(way.name);
+    Choose(way, host);
+    const int blocks = host->BlocksRead(), tasks = host->TasksRun();
+    ExpectSame(settings->record, RunFeatureSelection(settings->record), want);
+    EXPECT_EQ(host->BlocksRead() > blocks, way.mostBlockCases > 0);
+    if (want.result == kOk && (*settings)->PredictorCount() > 0 && (*settings)->casewiseDeletion == 0) {
+      EXPECT_EQ(host->TasksRun() > tasks, way.threads > 0);
+    }
+  }
+  Choose(kWays[0], host);
+}
+
 struct UnitScope {
   ~UnitScope() { ForceVectorUnit(VectorUnit::kBest); }
 };
@@ -282,7 +312,7 @@ TEST(Engine, GivesThePlainLoopsBitsOnEveryVectorUnit) {
       SCOPED_TRACE(unit.name);
       if (!ForceVectorUnit(unit.unit)) continue;
       ASSERT_STREQ(Kernels().name, unit.name);
-      ExpectSame(settings.record, RunFeatureSelection(settings.record), want);
+      ExpectSameInEveryWay(&host, &settings, want);
     }
     EXPECT_TRUE(host.Misuses().empty()) << host.Misuses().front();
   }
@@ -308,7 +338,7 @@ TEST(Engine, TakesAVariableInSeveralListsAndListsOfEveryLength) {
       Settings settings(host, lists);
       settings->casewiseDeletion = casewise;
       const ReferenceResult want = RunReference(host, settings.record);
-      ExpectSame(settings.record, RunFeatureSelection(settings.record), want);
+      ExpectSameInEveryWay(&host, &settings, want);
     }
   }
 }
@@ -394,7 +424,7 @@ TEST(Engine, AgreesWithThePlainLoopInRandomRuns) {
     RandomRun run(static_cast<unsigned>(seed));
     FeatureSelectionSettings& record = run.settings->record;
     const ReferenceResult want = RunReference(run.host, record);
-    ExpectSame(record, RunFeatureSelection(record), want);
+    ExpectSameInEveryWay(&run.host, &*run.settings, want);
     computed += want.result == kOk ? 1 : 0;
   }
   EXPECT_GT(computed, (last - first) / 2) << "too few runs had enough cases";
@@ -422,7 +452,7 @@ TEST(Engine, CountsLateClassesAndLateCodes) {
                                  add([&](int i) { return code(i, 20, 21); })};
   Settings settings(host, lists);
   const ReferenceResult want = RunReference(host, settings.record);
-  ExpectSame(settings.record, RunFeatureSelection(settings.record), want);
+  ExpectSameInEveryWay(&host, &settings, want);
 }
 
 // Runs into the faults, finds everything given back, and then runs as if nothing had been.
@@ -469,6 +499,18 @@ TEST(EngineFaults, GivesEverythingBackWhereverTheHostFails) {
       if (pass < 3) ExpectCleanFailure(&host, &settings, {.stopAtCase = step, .inPass = pass}, lists);
     }
   }
+  for (const Way& way : {kWays[2], kWays[5]}) {
+    Choose(way, &host);
+    for (int step = 1; step <= cases; step += 6) {
+      for (int pass = 1; pass <= 2; ++pass) {
+        SCOPED_TRACE(std::string(way.name) + ", pass " + std::to_string(pass) + ", case " +
+                     std::to_string(step));
+        ExpectCleanFailure(&host, &settings, {.cancelButtonAtStep = step, .inPass = pass}, lists);
+        ExpectCleanFailure(&host, &settings, {.stopAtCase = step, .inPass = pass}, lists);
+      }
+    }
+  }
+  Choose(kWays[0], &host);
   host.iterDisplayAttached = false;
   host.Fail({.iterDisplayAtStep = 1});
   ASSERT_EQ(RunFeatureSelection(settings.record), kOk);

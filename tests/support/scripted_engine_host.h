@@ -3,6 +3,8 @@
 // engine's side stands in Misuses().
 #pragma once
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -12,9 +14,11 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "contract/engine_services.h"
+#include "contract/worker_pool.h"
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl::testing {
@@ -37,7 +41,9 @@ struct Faults {
 
 class ScriptedEngineHost : public vlm::IEngineServices,
                            private vlm::IIterDisplay,
-                           private vlm::IChiSquareTail {
+                           private vlm::IChiSquareTail,
+                           private vlm::IBlockReader,
+                           private vlm::IWorkerPool {
  public:
   ~ScriptedEngineHost() {
     for (const auto& [block, size] : blocks_) std::free(block);
@@ -68,6 +74,8 @@ class ScriptedEngineHost : public vlm::IEngineServices,
 
   // Empty: the host does not offer the extension.
   std::function<double(double, double)> chiSquareAbove;
+  int mostBlockCases = 0;  // of a block of columns; 0: the host gives single cases
+  int threads = 0;         // lent to the engine; 0: none
 
   // --- What a test reads
   std::vector<std::string> log;  // display, notices and switches, in order; not the calls for each case
@@ -82,6 +90,8 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   int Allocations() const { return allocations_; }
   bool DisplayOpen() const { return displayOpen_; }
   int StepsShown() const { return stepsShown_; }
+  int BlocksRead() const { return blocksRead_; }
+  int TasksRun() const { return tasksRun_; }
 
   // --- The services
   int GetNbVars() override { return static_cast<int>(columns.size()); }
@@ -151,7 +161,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   void termom(int step) override {
     Expect(displayOpen_, "termom: no display is open");
     Expect(step >= 1 && step <= stepCount_, "termom: out of range");
-    Expect(step == step_ + 1, "termom: steps left out");
+    Expect(mostBlockCases > 0 ? step > step_ : step == step_ + 1, "termom: steps left out");
     step_ = step;
     ++stepsShown_;
   }
@@ -181,12 +191,68 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   double FDistributionUpperTail(double df1, double df2, double f) override { return fUpperTail(df1, df2, f); }
   double ChiSquareDistribution(double x, double df) override { return chiSquareBelow(x, df); }
   void* GetExtension(int extension) override {
-    const bool offered = extension == vlm::kChiSquareTailExtension && chiSquareAbove != nullptr;
-    return offered ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+    if (extension == vlm::kChiSquareTailExtension && chiSquareAbove != nullptr)
+      return static_cast<vlm::IChiSquareTail*>(this);
+    if (extension == vlm::kBlockReaderExtension && mostBlockCases > 0)
+      return static_cast<vlm::IBlockReader*>(this);
+    if (extension == vlm::kWorkerPoolExtension && threads > 0) return static_cast<vlm::IWorkerPool*>(this);
+    return nullptr;
   }
 
  private:
   double ChiSquareUpperTail(double x, double df) override { return chiSquareAbove(x, df); }
+  // Copies, gone with the next block.
+  short ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers, int variableCount,
+                  vlm::CaseBlock* block) override {
+    Expect(displayOpen_, "block reader: no display is open");
+    Expect(firstCaseNumber >= 1 && mostCases >= 1 && firstCaseNumber - 1 + mostCases <= GetNbCases(),
+           "block reader: no such cases");
+    // Blocks of changing size.
+    const int count = std::max(1, std::min(mostCases, mostBlockCases - blocksRead_++ % 3));
+    blockValues_.clear();
+    blockColumns_.clear();
+    for (int i = 0; i < variableCount; ++i) {
+      Expect(IsVariable(variableNumbers[i]), "block reader: no such variable");
+      const double* const from = Column(variableNumbers[i]).values.data() + firstCaseNumber - 1;
+      blockValues_.emplace_back(from, from + count);
+    }
+    blockUsed_.assign(static_cast<std::size_t>(count), 1);
+    blockWeights_.assign(weights.empty() ? 0 : static_cast<std::size_t>(count), 0.0);
+    for (std::size_t i = 0; i < blockUsed_.size(); ++i) {
+      const std::size_t at = static_cast<std::size_t>(firstCaseNumber - 1) + i;
+      if (!weights.empty()) blockWeights_[i] = weights[at];
+      if (excluded.empty() || excluded[at] == 0) continue;
+      // What an excluded case leaves behind must not matter.
+      blockUsed_[i] = 0;
+      for (std::vector<double>& values : blockValues_) values[i] = std::numeric_limits<double>::quiet_NaN();
+      if (!weights.empty()) blockWeights_[i] = 1e300;
+    }
+    for (const std::vector<double>& values : blockValues_) blockColumns_.push_back(values.data());
+    step_ = firstCaseNumber - 2 + count;  // so that the reader stops, and the display goes on, here
+    if (faults_.stopAtCase > 0 && displays_ == faults_.inPass && step_ + 1 >= faults_.stopAtCase)
+      return vlm::kCaseStop;
+    *block = {count, blockColumns_.data(), excluded.empty() ? nullptr : blockUsed_.data(),
+              weights.empty() ? nullptr : blockWeights_.data()};
+    return vlm::kCaseUse;
+  }
+
+  int GetThreadCount() override { return threads; }
+  int AllowsProcedures() override { return 0; }
+  int Run(vlm::IPoolTask* task, int count) override {
+    std::atomic<int> next = 0;
+    std::atomic<bool> stopped = false;
+    const auto work = [&](int worker) {
+      for (int index = next++; index < count && !stopped; index = next++) task->RunTask(index, worker);
+    };
+    std::vector<std::thread> others;
+    for (int worker = 1; worker < threads; ++worker) others.emplace_back(work, worker);
+    if (task->IsStopped() != 0) stopped = true;
+    work(0);
+    for (std::thread& other : others) other.join();
+    tasksRun_ += count;
+    return stopped ? 1 : 0;
+  }
+
   int WasCanceled() override { return Strikes(faults_.iterDisplayAtStep) ? 1 : 0; }
 
   static const std::map<int, std::string>& Texts() {
@@ -215,6 +281,12 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   int step_ = 0;
   int stepCount_ = 0;
   int stepsShown_ = 0;
+  int blocksRead_ = 0;
+  int tasksRun_ = 0;
+  std::vector<std::vector<double>> blockValues_;
+  std::vector<const double*> blockColumns_;
+  std::vector<unsigned char> blockUsed_;
+  std::vector<double> blockWeights_;
   bool displayOpen_ = false;
 };
 

@@ -45,6 +45,17 @@ short SessionServices::cstrtw_ex_Long(int /*mode*/, int caseNumber, const int* v
   }
 }
 
+short SessionServices::ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers,
+                                 int variableCount, vlm::CaseBlock* block) {
+  try {
+    if (readerVersion_ != core_.dataVersion) RenewReader();
+    return blocks_.Read(reader_.Source(), firstCaseNumber, mostCases, variableNumbers, variableCount, block);
+  } catch (...) {
+    core_.KeepCurrentException();
+    return vlm::kCaseStop;
+  }
+}
+
 void SessionServices::RenewReader() {
   const Table& table = core_.table;
   CaseSource source;
@@ -144,6 +155,7 @@ void SessionServices::dstop() { CloseProgress(); }
 void SessionServices::CloseProgress() {
   if (!progressOpen_) return;
   progressOpen_ = false;
+  core_.pool.Release();
   try {
     core_.frontend.ProgressClosed();
   } catch (...) {
@@ -170,6 +182,11 @@ void SessionServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 // Every notice is kept with the documents; whether it is shown as well is the module's to switch.
 void SessionServices::ShowNotice(const char* text, int length) {
   try {
+    if (LentPool::IsInTask()) {
+      return LentPool::Defer([this, notice = std::string(vlm::TextOf(text, length))] {
+        ShowNotice(notice.data(), vlm::LengthOf(notice));
+      });
+    }
     core_.home->workbook->AddNotice(vlm::TextOf(text, length));
     if (noticesOn_) core_.Notice(vlm::TextOf(text, length));
   } catch (...) {
@@ -189,7 +206,11 @@ double SessionServices::FDistributionUpperTail(double df1, double df2, double f)
 double SessionServices::ChiSquareDistribution(double x, double df) { return stats::ChiSquareCdf(x, df); }
 
 void* SessionServices::GetExtension(int extension) {
-  return extension == vlm::kChiSquareTailExtension ? static_cast<vlm::IChiSquareTail*>(this) : nullptr;
+  if (extension == vlm::kChiSquareTailExtension) return static_cast<vlm::IChiSquareTail*>(this);
+  if (extension == vlm::kWorkerPoolExtension && core_.pool.GetThreadCount() > 1)
+    return static_cast<vlm::IWorkerPool*>(&core_.pool);
+  if (extension == vlm::kBlockReaderExtension) return static_cast<vlm::IBlockReader*>(this);
+  return nullptr;
 }
 
 double SessionServices::ChiSquareUpperTail(double x, double df) { return stats::ChiSquareUpperTail(x, df); }

@@ -10,13 +10,16 @@
 
 #include "contract/engine_services.h"
 #include "contract/resources.h"
+#include "workbench/session/case_blocks.h"
 #include "workbench/session/case_reader.h"
 
 namespace velmora {
 
 class SessionCore;
 
-class SessionServices final : public vlm::IEngineServices, public vlm::IChiSquareTail {
+class SessionServices final : public vlm::IEngineServices,
+                              public vlm::IChiSquareTail,
+                              public vlm::IBlockReader {
  public:
   explicit SessionServices(SessionCore& core) : core_(core) {}
   virtual ~SessionServices() { FreeAllBlocks(); }
@@ -60,6 +63,8 @@ class SessionServices final : public vlm::IEngineServices, public vlm::IChiSquar
   double ChiSquareDistribution(double x, double df) override;
   void* GetExtension(int extension) override;
   double ChiSquareUpperTail(double x, double df) override;
+  short ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers, int variableCount,
+                  vlm::CaseBlock* block) override;
 
  private:
   // In front of every block of AllocMem, in a list of all of them.
@@ -75,6 +80,7 @@ class SessionServices final : public vlm::IEngineServices, public vlm::IChiSquar
   SessionCore& core_;
   vlm::IModuleResources* resources_ = nullptr;
   CaseReader reader_;
+  CaseBlocks blocks_;
   std::uint64_t readerVersion_ = 0;  // of the data that the reader looks at
   BlockHeader* firstBlock_ = nullptr;
   std::int64_t blocksInUse_ = 0;

@@ -1,0 +1,25 @@
+// Serves the cases of column-major data in blocks, without copying a value: the columns are where
+// they are.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "contract/engine_services.h"
+#include "workbench/session/case_reader.h"
+
+namespace velmora {
+
+class CaseBlocks {
+ public:
+  // The next block of a source, which must outlive it: IBlockReader::ReadBlock with its results and
+  // the cases and weights of CaseReader::Read. May throw bad_alloc.
+  short Read(const CaseSource& source, int firstCaseNumber, int mostCases, const int* variableNumbers,
+             int variableCount, vlm::CaseBlock* block);
+
+ private:
+  std::vector<const double*> columns_;
+  std::vector<std::uint8_t> used_;
+};
+
+}  // namespace velmora
