@@ -138,7 +138,14 @@ class Result:
 
     def _repr_html_(self) -> str:
         columns = _frames.columns_of(self._handle.table("ranking"))
-        return _html_table(columns, self._headings, self._caption(), self._bar(columns), _SHOWN_ROWS)
+        bar = self._bar(columns)
+        # The caption names a single outcome, and the bar is the score that counts.
+        outcome = next(iter(self._headings))
+        needless = {outcome} if len(set(columns[outcome])) == 1 else set()
+        if bar == "out_of_fold_information_value":
+            needless.add("out_of_fold_explained")
+        headings = {name: text for name, text in self._headings.items() if name not in needless}
+        return _html_table(columns, headings, self._caption(), bar, _SHOWN_ROWS)
 
     def __repr__(self) -> str:
         return self.text()
