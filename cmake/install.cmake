@@ -24,6 +24,14 @@ install(FILES README.md CHANGELOG.md NOTICE docs/json.md docs/scripting.md DESTI
         COMPONENT system)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright COMPONENT system)
 install(DIRECTORY samples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT system)
+# Manual pages are made of the help of the command that was built.
+find_package(Python3 COMPONENTS Interpreter REQUIRED)
+install(CODE "execute_process(COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/packaging/man_pages.py
+                                      $<TARGET_FILE:velmora> ${CMAKE_BINARY_DIR}/man COMMAND_ERROR_IS_FATAL ANY)"
+        COMPONENT system)
+install(DIRECTORY ${CMAKE_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/man/man1 COMPONENT system)
+install(FILES packaging/velmora.bash DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+        RENAME velmora COMPONENT system)
 set(links ${CMAKE_BINARY_DIR}/links)
 file(MAKE_DIRECTORY ${links})
 set(soname libvelmora.so.${PROJECT_VERSION_MAJOR})

@@ -16,6 +16,8 @@ add_custom_target(windows-zip
   COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
   COMMAND ${CMAKE_COMMAND} -E copy ${duckdb_licence} ${zip_folder}/duckdb_licence.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/LICENSE ${CMAKE_SOURCE_DIR}/NOTICE ${zip_folder}
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/packaging/windows/install.cmd
+          ${CMAKE_SOURCE_DIR}/packaging/windows/uninstall.cmd ${zip_folder}
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/docs/windows_readme.txt ${zip_folder}/README.txt
   COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/samples/german_credit.csv
           ${CMAKE_SOURCE_DIR}/samples/house_prices.csv ${CMAKE_SOURCE_DIR}/samples/feature_selection.vbs
