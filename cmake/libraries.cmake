@@ -12,9 +12,11 @@ endif()
 if(NOT DUCKDB_INCLUDE_DIR OR NOT DUCKDB_LIBRARY)
   message(FATAL_ERROR "DuckDB is missing: run tools/setup.sh")
 endif()
-add_library(velmora_duckdb SHARED IMPORTED)
-set_target_properties(velmora_duckdb PROPERTIES IMPORTED_LOCATION ${DUCKDB_LIBRARY}
-                                                INTERFACE_INCLUDE_DIRECTORIES ${DUCKDB_INCLUDE_DIR})
+# Its library is loaded when it is needed: only the header is used here, and the build tree says where the library is.
+add_library(velmora_duckdb INTERFACE)
+target_include_directories(velmora_duckdb SYSTEM INTERFACE ${DUCKDB_INCLUDE_DIR})
+get_filename_component(duckdb_folder ${DUCKDB_LIBRARY} DIRECTORY)
+set(CMAKE_BUILD_RPATH ${duckdb_folder})
 
 find_package(Threads REQUIRED)
 if(WIN32)

@@ -6,13 +6,12 @@
 //                [&](const char* const* texts) { names.push_back(texts[0]); });
 #pragma once
 
-#include <duckdb.h>
-
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
 
+#include "workbench/data/duckdb_functions.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/sql_text.h"
 
@@ -23,9 +22,6 @@ class DuckDbError : public std::runtime_error {
  public:
   explicit DuckDbError(const char* message);
 };
-
-// Throws DataError where the library is loaded at run time and cannot be. Every session calls it.
-void RequireDuckDb();
 
 class DuckDbSession {
  public:
