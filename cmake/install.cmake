@@ -12,6 +12,10 @@ get_filename_component(duckdb_folder ${DUCKDB_LIBRARY} DIRECTORY)
 install(FILES ${duckdb_folder}/LICENSE DESTINATION ${VELMORA_INSTALL_FOLDER} RENAME duckdb_licence.txt COMPONENT velmora
         OPTIONAL)
 
+# The workbench as a page is in the Debian package alone: a wheel would have to hold an HTTP library and what that loads.
+set_target_properties(velmora-server PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS velmora-server RUNTIME DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT system)
+
 # The Debian package, `make package`: links where the system looks, scripts in Python, the header.
 if(TARGET velmora_python)
   set_target_properties(velmora_python PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -35,6 +35,16 @@ else()
   find_package(nlohmann_json 3 REQUIRED)
   find_package(CLI11 2 REQUIRED)
   find_package(Boost 1.74 REQUIRED)
+  # HTTP. The definitions are those that Debian has built the library with.
+  find_path(HTTPLIB_INCLUDE_DIR httplib.h REQUIRED)
+  find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
+  add_library(velmora_httplib INTERFACE)
+  target_include_directories(velmora_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIR})
+  target_compile_definitions(velmora_httplib INTERFACE CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT
+                                                       CPPHTTPLIB_BROTLI_SUPPORT)
+  target_link_libraries(velmora_httplib INTERFACE ${HTTPLIB_LIBRARY} Threads::Threads)
+  # Vite, which makes the page of the workbench, runs in it.
+  find_program(NODE NAMES node nodejs REQUIRED)
 endif()
 
 # Python runs scripts; without it the command is built without them. Debian's comes first, because the packages that

@@ -47,7 +47,7 @@ const std::vector<std::vector<std::string>> kWorkbenchLayers = {
     {"workbench/bins"},       {"workbench/stats"},      {"workbench/binning"}, {"workbench/ranking"},
     {"workbench/documents"},  {"workbench/automation"}, {"workbench/dialogs"}, {"workbench/python"},
     {"workbench/procedures"}, {"workbench/session"},    {"workbench/windows"}, {"workbench/report"},
-    {"workbench/cli"},        {"workbench/api"},
+    {"workbench/cli"},        {"workbench/api"},        {"workbench/server"},
 };
 
 // Headers of the operating system that the COM objects and the platform part of the frame may use.

@@ -9,6 +9,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_command.h"
 #include "workbench/cli/help_page.h"
+#include "workbench/cli/open_command.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/run_command.h"
 #include "workbench/cli/screen/screen_command.h"
@@ -92,6 +93,8 @@ const std::vector<Command>& Commands() {
          RunBinsCommand},
         {"variables", "list the variables of a data file and how each will be treated", kVariablesHelp,
          RunVariablesCommand},
+        {"open", "the workbench as a page: look, rank, bin and correct the bins in a browser", kOpenHelp,
+         RunOpenCommand},
         {"settings", "show or change what dialogs and scripts start with", kSettingsHelp, RunSettingsCommand},
     };
     for (const Command& command : SystemCommands()) all.push_back(command);

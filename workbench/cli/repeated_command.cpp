@@ -36,9 +36,8 @@ std::string Quoted(const std::string& word) {
 
 }  // namespace
 
-Provenance ProvenanceOf(const std::string& command, const std::vector<std::string>& arguments,
-                        const std::string& dataPath) {
-  Provenance provenance{VELMORA_VERSION, Sha256OfFile(dataPath), "velmora " + command};
+std::string RepeatedCommand(const std::string& command, const std::vector<std::string>& arguments) {
+  std::string line = "velmora " + command;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& word = arguments[i];
     const auto is = [&](const char* option) { return word == option; };
@@ -49,9 +48,14 @@ Provenance ProvenanceOf(const std::string& command, const std::vector<std::strin
     }
     const auto begins = [&](const char* option) { return word.starts_with(std::string(option) + "="); };
     if (std::any_of(std::begin(kWithValue), std::end(kWithValue), begins)) continue;
-    provenance.command += " " + Quoted(WithoutPassword(word));
+    line += " " + Quoted(WithoutPassword(word));
   }
-  return provenance;
+  return line;
+}
+
+Provenance ProvenanceOf(const std::string& command, const std::vector<std::string>& arguments,
+                        const std::string& dataPath) {
+  return {VELMORA_VERSION, Sha256OfFile(dataPath), RepeatedCommand(command, arguments)};
 }
 
 }  // namespace velmora

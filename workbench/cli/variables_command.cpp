@@ -2,6 +2,7 @@
 #include "workbench/cli/variables_command.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 
 #include "workbench/cli/console.h"
@@ -117,30 +118,41 @@ std::string Csv(const Table& table, const std::vector<VariableProfile>& profiles
   return text;
 }
 
+using nlohmann::ordered_json;
+
+ordered_json JsonOf(const Table& table, const VariableProfile& profile, std::size_t mostLabels) {
+  const Column& column = table.Variable(profile.variableNumber);
+  const bool any = profile.validCount > 0;
+  ordered_json labels = ordered_json::array();
+  for (const ValueLabel& label : column.labels) {
+    if (labels.size() == mostLabels) break;
+    labels.push_back({{"value", label.value}, {"label", label.text}});
+  }
+  return {{"number", profile.variableNumber},
+          {"name", column.name},
+          {"longName", column.longName},
+          {"type", TypeName(profile.type)},
+          {"measurement", MeasurementName(profile.measurement)},
+          {"measurementReason", profile.measurementReason},
+          {"role", RoleName(profile.role)},
+          {"roleReason", profile.roleReason},
+          {"distinct", profile.distinctCount},
+          {"distinctIsLowerBound", profile.distinctIsLowerBound},
+          {"valid", profile.validCount},
+          {"missing", profile.missingCount},
+          {"minimum", any ? ordered_json(profile.minimum) : ordered_json(nullptr)},
+          {"maximum", any ? ordered_json(profile.maximum) : ordered_json(nullptr)},
+          {"labels", labels}};
+}
+
+std::string TextOf(const ordered_json& json, int indent) {
+  return json.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+}
+
 std::string Json(const Table& table, const std::vector<VariableProfile>& profiles) {
-  using nlohmann::ordered_json;
   ordered_json variables = ordered_json::array();
   for (const VariableProfile& profile : profiles) {
-    const Column& column = table.Variable(profile.variableNumber);
-    const bool any = profile.validCount > 0;
-    ordered_json labels = ordered_json::array();
-    for (const ValueLabel& label : column.labels)
-      labels.push_back({{"value", label.value}, {"label", label.text}});
-    variables.push_back({{"number", profile.variableNumber},
-                         {"name", column.name},
-                         {"longName", column.longName},
-                         {"type", TypeName(profile.type)},
-                         {"measurement", MeasurementName(profile.measurement)},
-                         {"measurementReason", profile.measurementReason},
-                         {"role", RoleName(profile.role)},
-                         {"roleReason", profile.roleReason},
-                         {"distinct", profile.distinctCount},
-                         {"distinctIsLowerBound", profile.distinctIsLowerBound},
-                         {"valid", profile.validCount},
-                         {"missing", profile.missingCount},
-                         {"minimum", any ? ordered_json(profile.minimum) : ordered_json(nullptr)},
-                         {"maximum", any ? ordered_json(profile.maximum) : ordered_json(nullptr)},
-                         {"labels", labels}});
+    variables.push_back(JsonOf(table, profile, SIZE_MAX));
   }
   ordered_json bundles = ordered_json::array();
   for (const VariableBundle& bundle : table.bundles) {
@@ -150,7 +162,7 @@ std::string Json(const Table& table, const std::vector<VariableProfile>& profile
                               {"cases", table.caseCount},
                               {"variables", variables},
                               {"bundles", bundles}};
-  return whole.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  return TextOf(whole, 2) + "\n";
 }
 
 std::vector<VariableProfile> Profiles(const Table& table) {
@@ -158,6 +170,10 @@ std::vector<VariableProfile> Profiles(const Table& table) {
 }
 
 }  // namespace
+
+std::string VariableJson(const Table& table, const VariableProfile& profile, std::size_t mostLabels) {
+  return TextOf(JsonOf(table, profile, mostLabels), -1);
+}
 
 std::string VariablesJson(const Table& table) { return Json(table, Profiles(table)); }
 

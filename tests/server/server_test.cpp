@@ -1,0 +1,324 @@
+// The parts of the page's server that need neither a browser nor a worker.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/support/paths.h"
+#include "workbench/bins/edit_bins.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/data/errors.h"
+#include "workbench/data/measurement.h"
+#include "workbench/report/json_text.h"
+#include "workbench/server/bins_panel.h"
+#include "workbench/server/channel.h"
+#include "workbench/server/event_hub.h"
+#include "workbench/server/file_places.h"
+#include "workbench/server/page_options.h"
+#include "workbench/server/table_view.h"
+
+namespace velmora {
+namespace {
+
+namespace fs = std::filesystem;
+
+// --- Messages
+
+TEST(Channel, MessagesOfAnySizeArriveWholeAndInOrder) {
+  const SocketPair ends = MakeSocketPair();
+  Channel sender(ends.ours), receiver(ends.theirs);
+  const std::string large(3'000'000, '\n'), binary("a\0b", 3);
+  std::thread sending([&] {
+    EXPECT_TRUE(sender.Send({"result", 7, large}));
+    EXPECT_TRUE(sender.Send({"line", 0, ""}));
+    EXPECT_TRUE(sender.Send({"report", ~std::uint64_t{0}, binary}));
+    sender.Shut();
+  });
+  std::vector<Frame> frames;
+  while (receiver.Fill()) {
+    while (std::optional<Frame> frame = receiver.Next()) frames.push_back(*frame);
+  }
+  sending.join();
+  ASSERT_EQ(frames.size(), 3u);
+  EXPECT_EQ(frames[0].payload, large);
+  EXPECT_EQ(frames[1].type, "line");
+  EXPECT_EQ(frames[2].id, ~std::uint64_t{0});
+  EXPECT_EQ(frames[2].payload, binary);
+}
+
+TEST(Channel, DamagedHeadersAreRefused) {
+  const std::string rows[] = {"\n",
+                              "result\n",
+                              "result 1\n",
+                              "result x 3\nabc",
+                              "result 1 -3\n",
+                              "result 1 3x\n",
+                              std::string(200, 'a'),
+                              "result 1 99999999999999999999999\n"};
+  for (const std::string& row : rows) {
+    const SocketPair ends = MakeSocketPair();
+    const Channel sender(ends.ours);
+    Channel receiver(ends.theirs);
+    ASSERT_EQ(send(sender.Socket(), row.data(), row.size(), 0), static_cast<ssize_t>(row.size()));
+    ASSERT_TRUE(receiver.Fill());
+    EXPECT_THROW(static_cast<void>(receiver.Next()), RunError) << row;
+  }
+}
+
+// --- Files
+
+class Places : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(folder_ / "data" / "inner");
+    fs::create_directories(folder_ / "database");
+    for (const char* name : {"data/a.csv", "data/.hidden.csv", "data/notes.docx", "data/p.csv.velmora",
+                             "database/b.csv", "secret.csv"})
+      std::ofstream(folder_ / name) << "x\n1\n";
+    fs::create_symlink(folder_ / "secret.csv", folder_ / "data" / "link.csv");
+    fs::create_symlink(folder_, folder_ / "data" / "up");
+    fs::create_symlink("a.csv", folder_ / "data" / "same.csv");
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  const fs::path folder_ = fs::temp_directory_path() / ("velmora-places-" + std::to_string(getpid()));
+};
+
+TEST_F(Places, NothingOutsideOfTheRootsIsReached) {
+  const FilePlaces places({(folder_ / "data").string()});
+  EXPECT_EQ(places.Resolve("a.csv"), fs::canonical(folder_ / "data" / "a.csv"));
+  EXPECT_EQ(places.Resolve("same.csv"), fs::canonical(folder_ / "data" / "a.csv"));
+  EXPECT_EQ(places.Resolve("inner/../a.csv"), fs::canonical(folder_ / "data" / "a.csv"));
+  const std::string outside[] = {"../secret.csv",
+                                 "link.csv",
+                                 "up/secret.csv",
+                                 "up",
+                                 "..",
+                                 "../database/b.csv",  // its name begins like the root's
+                                 (folder_ / "secret.csv").string(),
+                                 "/etc/passwd",
+                                 "/",
+                                 "no_such.csv",
+                                 std::string("a.csv\0/../../secret.csv", 23)};
+  std::string sentence;
+  for (const std::string& path : outside) {
+    try {
+      ADD_FAILURE() << path << " is " << places.Resolve(path);
+    } catch (const UsageError& error) {
+      EXPECT_NE(std::string(error.what()).find("There is no file "), std::string::npos) << path;
+    }
+  }
+}
+
+TEST_F(Places, AFolderListsWhatCanBeOpened) {
+  const FilePlaces places({(folder_ / "data").string()});
+  const Json roots = Json::parse(places.ListJson(""));
+  ASSERT_EQ(roots.at("folders").size(), 1u);
+  const Json listed = Json::parse(places.ListJson(roots.at("folders")[0].at("path").get<std::string>()));
+  std::vector<std::string> names;
+  for (const Json& file : listed.at("files")) names.push_back(file.at("name"));
+  EXPECT_EQ(names, (std::vector<std::string>{"a.csv", "p.csv.velmora", "same.csv"}));
+  ASSERT_EQ(listed.at("folders").size(), 1u);
+  EXPECT_EQ(listed.at("folders")[0].at("name"), "inner");
+  EXPECT_EQ(listed.at("parent"), "");
+  EXPECT_THROW(FilePlaces({(folder_ / "secret.csv").string()}), UsageError);
+}
+
+// --- Options
+
+TEST(PageOptions, OnlyAnalysesCanBeSetAndOnlyByWholeNames) {
+  EXPECT_EQ(WordsOfPage(
+                R"({"binary-response":"r","good":"g","casewise":true,"max-bins":5,"special":{"a":[-9,-8]}})"),
+            (std::vector<std::string>{"--binary-response=r", "--good=g", "--casewise", "--max-bins=5",
+                                      "--special=a=-9,-8"}));
+  for (const char* name : {"module", "modul", "mod", "log", "lo", "out", "bins", "sql", "coded", "cut-points",
+                           "cut-p", "cu", "recode", "format", "delimiter", "missing-text", "", "-module"}) {
+    const Json options = {{name, "/tmp/x"}};
+    EXPECT_THROW(WordsOfPage(options.dump()), UsageError) << name;
+  }
+}
+
+// --- Tables
+
+Table SmallTable() {
+  Table table;
+  table.caseCount = 4;
+  Column city, day, size;
+  city.name = "city";
+  city.fromText = true;
+  city.labels = {{1, "Bonn"}, {2, "<b>"}};
+  city.values = {1, 2, kMissing, 1};
+  city.measurement = Measurement::kCategorical;
+  day.name = "day";
+  day.dateUnit = DateUnit::kDays;
+  day.values = {0, 18262, -1, kMissing};
+  size.name = "size";
+  size.missingCode = -9;
+  size.values = {0.1, -9, 1e21, 0.1 + 0.2};
+  table.columns = {city, day, size};
+  return table;
+}
+
+TEST(TableView, CellsAreTheTextsOfTheValues) {
+  const Table table = SmallTable();
+  EXPECT_EQ(GridJson(table, {.row = 0, .rows = 10, .column = 0, .columns = 10}),
+            R"({"row":0,"column":0,"cells":[["Bonn","1970-01-01","0.1"],["<b>","2020-01-01",null],)"
+            R"([null,"1969-12-31","1e+21"],["Bonn",null,"0.30000000000000004"]]})");
+  EXPECT_EQ(GridJson(table, {.row = 3, .rows = 5, .column = 2, .columns = 1}),
+            R"({"row":3,"column":2,"cells":[["0.30000000000000004"]]})");
+  // Blocks outside of the table, and of absurd sizes.
+  const std::int64_t most = std::numeric_limits<std::int64_t>::max();
+  const int mostColumns = std::numeric_limits<int>::max();
+  const GridBlock outside[] = {{4, 10, 0, 3},
+                               {0, 10, 3, 3},
+                               {-5, -5, 0, 3},
+                               {most, most, 0, 1},
+                               {0, 0, 0, 0},
+                               {0, 10, 0, -1},
+                               {0, 4, mostColumns, mostColumns}};
+  for (const GridBlock& block : outside) {
+    const Json json = Json::parse(GridJson(table, block));
+    for (const Json& line : json.at("cells")) EXPECT_TRUE(line.empty());
+  }
+  EXPECT_EQ(Json::parse(GridJson(table, {-3, most, -3, mostColumns})).at("cells").size(), 4u);
+}
+
+TEST(TableView, DistributionsCountEveryValue) {
+  Table table = SmallTable();
+  InferMeasurements(table);
+  for (int number = 1; number <= 3; ++number) {
+    const Json json = Json::parse(VariableViewJson(table, ProfileVariable(table, number)));
+    std::int64_t sum = 0;
+    for (const Json& count : json.at("histogram").at("counts")) sum += count.get<std::int64_t>();
+    EXPECT_EQ(sum, 3) << number;
+  }
+  EXPECT_EQ(CaseCountJson(table, "", "", 0), R"({"cases":4,"selected":4})");
+  EXPECT_EQ(CaseCountJson(table, "city = 'Bonn'", "", 3), R"({"cases":4,"selected":2,"weight":0.4})");
+  EXPECT_THROW(CaseCountJson(table, "town = 'Bonn'", "", 0), UsageError);
+}
+
+// --- Bins
+
+// 2 AUC - 1 by all pairs of a bad and a good case, the bins in order of their bad rate.
+double GiniByPairs(const SavedPredictor& predictor) {
+  double wins = 0, pairs = 0;
+  const auto rate = [](const SavedBin& bin) { return bin.counts[0] / (bin.counts[0] + bin.counts[1]); };
+  for (const SavedBin& a : predictor.bins) {
+    for (const SavedBin& b : predictor.bins) {
+      const double weight = a.counts[0] * b.counts[1];
+      pairs += weight;
+      wins += weight * (rate(a) > rate(b) ? 1 : rate(a) == rate(b) ? 0.5 : 0);
+    }
+  }
+  return 2 * wins / pairs - 1;
+}
+
+SavedBins AgeBins() {
+  return ParseBinsJson(R"json({"format":"velmora bins","version":2,"dataFile":"x.csv","responses":[
+    {"name":"risk","kind":"binary","codes":["bad","good"],"predictors":[
+     {"name":"age","kind":"continuous","codedVariable":"c","figureVariables":["w"],"cutPoints":[25,40],
+      "missing":{"bin":3,"counts":[8,10]},
+      "preBins":[{"first":19,"last":21,"counts":[5,9]},{"first":22,"last":25,"counts":[75,101]},
+       {"first":26,"last":30,"counts":[60,80]},{"first":31,"last":40,"counts":[49,196]},
+       {"first":41,"last":75,"counts":[100,300]}],
+      "bins":[{"label":"(-Inf, 25]","woe":0,"counts":[80,110]},{"label":"(25, 40]","woe":0,"counts":[109,276]},
+       {"label":"(40, Inf)","woe":0,"counts":[100,300]},{"label":"missing","woe":0,"counts":[8,10]}]
+},
+     {"name":"other","kind":"categorical","codedVariable":"d","figureVariables":["v"],
+      "levels":[{"level":"a","bin":0,"counts":[1,2]}],"bins":[{"label":"a","woe":0,"counts":[1,2]}]}]
+}]
+})json",
+                       "x.json");
+}
+
+TEST(EditedBins, FiguresFollowEveryEditAndUndoAndRedoGoBackAndForth) {
+  EditedBins edited(AgeBins(), "risk", "age");
+  const std::string found = edited.PanelJson();
+  const char* const edits[] = {
+      R"({"operation":"move","cutPoint":25,"to":30})", R"({"operation":"split","cutPoint":21})",
+      R"({"operation":"merge","bins":[2,3]})", R"({"operation":"group","missing":true,"bins":[0]})",
+      R"({"operation":"label","bins":[0],"label":"<young>"})"};
+  std::vector<std::string> panels = {found};
+  for (const char* edit : edits) {
+    const std::string preview = edited.PreviewJson(edit);
+    EXPECT_EQ(edited.PanelJson(), panels.back()) << "a preview changes nothing";
+    edited.Apply(edit);
+    panels.push_back(edited.PanelJson());
+    EXPECT_EQ(Json::parse(preview).at("figures"), Json::parse(panels.back()).at("figures"));
+    const Json panel = Json::parse(panels.back());
+    const SavedPredictor& predictor = edited.Bins().responses[0].predictors[0];
+    EXPECT_NEAR(panel.at("after").at("gini").get<double>(), GiniByPairs(predictor), 1e-12) << edit;
+    EXPECT_EQ(panel.at("before"), Json::parse(found).at("before"));
+    double cases = 0;
+    for (const Json& bin : panel.at("figures")) cases += bin.at("cases").get<double>();
+    EXPECT_EQ(cases, 993) << edit;
+  }
+  const auto figuresOf = [](const std::string& panel) {
+    const Json json = Json::parse(panel);
+    return json.at("figures").dump() + json.at("predictor").at("bins").dump() + json.at("after").dump();
+  };
+  for (std::size_t i = panels.size() - 1; i > 1; --i) {
+    ASSERT_TRUE(edited.Undo());
+    EXPECT_EQ(figuresOf(edited.PanelJson()), figuresOf(panels[i - 1])) << i;
+  }
+  for (std::size_t i = 2; i < panels.size(); ++i) {
+    ASSERT_TRUE(edited.Redo());
+    EXPECT_EQ(figuresOf(edited.PanelJson()), figuresOf(panels[i])) << i;
+  }
+  EXPECT_FALSE(edited.Redo());
+  ASSERT_TRUE(edited.Undo());
+  edited.Apply(edits[4]);  // a new edit forgets what was undone
+  EXPECT_FALSE(edited.Redo());
+  while (edited.Undo()) continue;
+  EXPECT_FALSE(edited.Undo());
+}
+
+TEST(EditedBins, AnEditThatDoesNotFitChangesNothing) {
+  EditedBins edited(AgeBins(), "risk", "age");
+  const std::string found = edited.PanelJson();
+  for (const char* edit :
+       {R"({"operation":"move","cutPoint":25,"to":50})", R"({"operation":"merge","bins":[0,2]})",
+        R"({"operation":"split","cutPoint":23})", R"({"operation":"fly"})", "[]", "{",
+        // The page names no other predictor than the one that is open.
+        R"({"operation":"merge","bins":[0,9],"predictor":"other"})"}) {
+    EXPECT_THROW(edited.Apply(edit), DataError) << edit;
+    EXPECT_THROW(static_cast<void>(edited.PreviewJson(edit)), DataError) << edit;
+    EXPECT_EQ(edited.PanelJson(), found) << edit;
+  }
+  EXPECT_THROW(EditedBins(AgeBins(), "risk", "wage"), DataError);
+  EXPECT_THROW(EditedBins(AgeBins(), "hazard", "age"), DataError);
+}
+
+// --- Events
+
+TEST(EventHub, EachWindowGetsEveryEventAndASlowOneIsCutOff) {
+  EventHub hub;
+  EXPECT_EQ(hub.Deserted().count(), 0);
+  const auto one = hub.Listen(), two = hub.Listen();
+  hub.Publish("a");
+  hub.Publish("b");
+  const auto wait = std::chrono::milliseconds(1);
+  EXPECT_EQ(hub.Wait(*one, wait), "a");
+  EXPECT_EQ(hub.Wait(*one, wait), "b");
+  EXPECT_EQ(hub.Wait(*one, wait), "");
+  for (int i = 0; i < 5000; ++i) {
+    hub.Publish("c");
+    EXPECT_EQ(hub.Wait(*one, wait), "c");
+  }
+  EXPECT_EQ(hub.Wait(*two, wait), std::nullopt);
+  hub.Leave(two);
+  EXPECT_EQ(hub.Deserted().count(), 0);
+  hub.Leave(one);
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_GT(hub.Deserted().count(), 0);
+  const auto three = hub.Listen();
+  EXPECT_EQ(hub.Deserted().count(), 0);
+  hub.Close();
+  EXPECT_EQ(hub.Wait(*three, std::chrono::hours(1)), std::nullopt);
+}
+
+}  // namespace
+}  // namespace velmora

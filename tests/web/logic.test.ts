@@ -1,0 +1,176 @@
+import { describe, expect, it } from "vitest";
+import {
+  codesOf,
+  cutPlaces,
+  mergePatch,
+  namesMatching,
+  optionsOf,
+  parseNumber,
+  placeForDrag,
+  pythonCode,
+  roleOf,
+  searchNames,
+  sortedBy,
+  splitPlace,
+  wilsonInterval,
+  wordAtCaret,
+} from "../../workbench/web/logic";
+import type { BinsPanel, Choices, Variable } from "../../workbench/web/types";
+
+describe("numbers", () => {
+  it.each([
+    // text, with decimal points, with decimal commas
+    ["0.05", 0.05, 0.05],
+    ["0,05", 0.05, 0.05],
+    ["1,234.5", 1234.5, 1234.5],
+    ["1.234,5", 1234.5, 1234.5],
+    ["1,234", 1234, 1.234],
+    ["1.234", 1.234, 1234],
+    ["1,234,567", 1234567, 1234567],
+    ["1.234.567", 1234567, 1234567],
+    ["1 234", 1234, 1234],
+    ["0,125", 0.125, 0.125],
+    ["0.125", 0.125, 0.125],
+    ["12 %", 0.12, 0.12],
+    ["7 %", 0.07, 0.07],
+    ["2,5 %", 0.025, 0.025],
+    ["−3", -3, -3],
+    ["1e-3", 0.001, 0.001],
+    [".5", 0.5, 0.5],
+    ["", null, null],
+    ["five", null, null],
+    ["1,2,3", null, null],
+    ["1.2.3", null, null],
+    ["--1", null, null],
+    ["1e999", null, null],
+    ["Infinity", null, null],
+  ])("reads %s", (text, point, comma) => {
+    expect(parseNumber(text, false)).toBe(point);
+    expect(parseNumber(text, true)).toBe(comma);
+  });
+
+  it("gives the published score interval", () => {
+    // Newcombe 1998, table I: 81 of 263.
+    const [lower, upper] = wilsonInterval(81, 263);
+    expect(lower).toBeCloseTo(0.2553, 4);
+    expect(upper).toBeCloseTo(0.3662, 4);
+    expect(wilsonInterval(0, 10)[0]).toBe(0);
+    expect(wilsonInterval(0, 0)).toEqual([0, 1]);
+  });
+});
+
+describe("names", () => {
+  const names = ["age", "Age", "income_2020", "income_2021", "in.come", "outcome", "a*b"];
+  it("finds names and patterns", () => {
+    expect(namesMatching("income_*", names)).toEqual(["income_2020", "income_2021"]);
+    expect(namesMatching("income_202?", names)).toEqual(["income_2020", "income_2021"]);
+    expect(namesMatching("Age", names)).toEqual(["Age"]);
+    expect(namesMatching("a*b", names)).toEqual(["a*b"]); // a name is no pattern
+    expect(namesMatching("in.*", names)).toEqual(["in.come"]); // a point is a point
+    expect(namesMatching("  ", names)).toEqual([]);
+  });
+  it("lists what begins with the search first", () => {
+    expect(searchNames("come", names)).toEqual(["income_2020", "income_2021", "in.come", "outcome"]);
+    expect(searchNames("out", names)).toEqual(["outcome"]);
+    expect(searchNames("AGE", names)).toEqual(["age", "Age"]);
+  });
+  it("knows the word at the caret", () => {
+    expect(wordAtCaret("age > 3 And inc", 15)).toEqual({ start: 12, word: "inc" });
+    expect(wordAtCaret("age > 3", 7)).toEqual({ start: 7, word: "" });
+    expect(wordAtCaret("größe", 3)).toEqual({ start: 0, word: "grö" });
+  });
+});
+
+function variable(name: string, more: Partial<Variable> = {}): Variable {
+  return {
+    number: 1, name, longName: "", type: "number", measurement: "continuous", measurementReason: "", role: "usable",
+    roleReason: "", distinct: 50, distinctIsLowerBound: false, valid: 100, missing: 0, minimum: 0, maximum: 1,
+    labels: [], ...more,
+  };
+}
+
+describe("choices", () => {
+  const risk = variable("risk", {
+    type: "text", measurement: "categorical", distinct: 2, histogram: { counts: [700, 300], labels: ["good", "bad"] },
+  });
+  const table = [risk, variable("age"), variable("id", { role: "identifier" }), variable("w")];
+
+  it("takes the rarer code for the bad one", () => {
+    expect(codesOf(risk, {})).toEqual({ good: "good", bad: "bad" });
+    expect(codesOf(risk, { bad: "good" })).toEqual({ good: "bad", bad: "good" });
+    expect(codesOf(risk, { bad: "of another variable" })).toEqual({ good: "good", bad: "bad" });
+  });
+
+  it("gives the options of the command", () => {
+    expect(optionsOf("screen", table, {})).toBeNull();
+    const choices: Choices = {
+      outcomes: ["risk"], weight: "w", select: "age > 30", measurement: { age: "categorical" },
+      special: { age: "999; -1" }, missing: { w: "-9" }, screening: { "max-bins": 5, shape: null },
+    };
+    expect(optionsOf("screen", table, choices)).toEqual({
+      "binary-response": "risk", good: "good", bad: "bad", categorical: ["age"], missing: { w: ["-9"] },
+      select: "age > 30", weight: "w", special: { age: ["999", "-1"] }, "max-bins": 5,
+    });
+    expect(optionsOf("feature-selection", table, { outcomes: ["age", "risk"] })).toEqual({ dependents: ["age", "risk"] });
+    expect(optionsOf("screen", table, { outcomes: ["age"] })).toEqual({ "continuous-response": "age" });
+  });
+
+  it("names predictors only when the user has chosen them", () => {
+    const leftOut: Choices = { outcomes: ["risk"], leftOut: ["w"] };
+    expect(optionsOf("feature-selection", table, leftOut)?.["predictors"]).toEqual(["age"]);
+    expect(roleOf(table[2]!, {})).toBe("none");
+    expect(roleOf(table[2]!, { predictors: ["id"] })).toBe("predictor");
+    expect(roleOf(table[1]!, { predictors: ["id"] })).toBe("none");
+  });
+
+  it("merges patches as the server does", () => {
+    // From RFC 7396, appendix A.
+    expect(mergePatch({ a: "b" }, { a: null })).toEqual({});
+    expect(mergePatch({ a: { b: "c" } }, { a: { b: "d", c: null } })).toEqual({ a: { b: "d" } });
+    expect(mergePatch({ a: [1, 2] }, { a: { b: null, c: 1 } })).toEqual({ a: { c: 1 } });
+    expect(mergePatch({ e: null }, { a: 1 })).toEqual({ e: null, a: 1 });
+  });
+
+  it("writes the run in Python", () => {
+    expect(pythonCode("c.csv", "feature-selection", { dependents: ["risk"], casewise: true, "p-criterion": 0.01 })).toBe(
+      'import velmora\n\nresult = velmora.rank("c.csv", "risk",\n    casewise=True,\n    p_criterion=0.01)\n',
+    );
+    expect(pythonCode("c.csv", "screen", { "continuous-response": "price", missing: { age: ["-9"] } })).toBe(
+      'import velmora\n\nresult = velmora.screen("c.csv", "price",\n    missing={"age": ["-9"]},\n    kind="continuous")\n',
+    );
+  });
+
+  it("sorts with missing figures last", () => {
+    const rows = [{ v: 2 }, { v: null }, { v: 10 }, { v: 1 }];
+    expect(sortedBy(rows, (row) => row.v, false).map((row) => row.v)).toEqual([1, 2, 10, null]);
+    expect(sortedBy(rows, (row) => row.v, true).map((row) => row.v)).toEqual([10, 2, 1, null]);
+  });
+});
+
+describe("cut points", () => {
+  const run = (first: number, last: number, cases: number) => ({ first, last, counts: [cases, 0] });
+  const panel = {
+    kind: "binary",
+    predictor: {
+      cutPoints: [2.5, 5],
+      preBins: [run(1, 1, 10), run(2, 2.4, 10), run(3, 3, 5), run(4, 5, 60), run(6, 6, 10), run(7, 9, 30)],
+    },
+  } as unknown as BinsPanel;
+  it("can go to every value that leaves no bin empty", () => {
+    expect(cutPlaces(panel, 0)).toEqual([1, 2.5, 3]); // 2.5 is the place after 2.4
+    expect(cutPlaces(panel, 1)).toEqual([3, 5, 6]);
+  });
+  it("follow a drag and stay inside", () => {
+    const places = [1, 2.5, 3];
+    expect(placeForDrag(places, 2.5, 0)).toBe(2.5);
+    expect(placeForDrag(places, 2.5, -0.6)).toBe(1);
+    expect(placeForDrag(places, 2.5, 0.9)).toBe(3);
+    expect(placeForDrag(places, 2.5, 40)).toBe(3);
+    expect(placeForDrag(places, 7, 0.5)).toBe(7); // a place that is not known is left alone
+  });
+  it("divide a bin into halves", () => {
+    expect(splitPlace(panel, 2)).toBe(6);
+    expect(splitPlace(panel, 1)).toBe(3);
+    expect(splitPlace({ ...panel, predictor: { ...panel.predictor, cutPoints: [1] } } as BinsPanel, 0)).toBeNull();
+  });
+});

@@ -1,0 +1,413 @@
+// Whole jobs in a browser against the program of this build, and the doors of its server.
+//
+// VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
+import { type ChildProcess, execFileSync, spawn } from "node:child_process";
+import { copyFileSync, existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import http from "node:http";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { type Browser, chromium, type Page } from "playwright-core";
+import { afterAll, afterEach, beforeAll, describe, expect, it } from "vitest";
+
+const command = process.env["VELMORA_COMMAND"] ?? "build/dev/velmora";
+const source = join(import.meta.dirname, "../..");
+const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
+
+// --- The program
+
+interface Program {
+  process: ChildProcess;
+  address: string;
+  port: number;
+  ended: Promise<number | null>;
+}
+
+const running = new Set<ChildProcess>();
+
+async function open(data: string, ...options: string[]): Promise<Program> {
+  const child = spawn(command, ["open", data, "--no-browser", ...options], { stdio: ["ignore", "ignore", "pipe"] });
+  running.add(child);
+  const ended = new Promise<number | null>((resolve) => child.on("exit", (code) => (running.delete(child), resolve(code))));
+  const address = await new Promise<string>((resolve, reject) => {
+    let text = "";
+    child.stderr?.on("data", (bytes: Buffer) => {
+      text += bytes.toString();
+      const found = /http:\S+/.exec(text);
+      if (found) resolve(found[0]);
+    });
+    void ended.then(() => reject(new Error(`velmora open has ended: ${text}`)));
+  });
+  return { process: child, address, port: Number(new URL(address).port), ended };
+}
+
+interface Answer {
+  status: number;
+  headers: http.IncomingHttpHeaders;
+  text: string;
+}
+
+// A request as any program can make it, with any header.
+function ask(port: number, path: string, headers: http.OutgoingHttpHeaders = {}, method = "GET", body?: string): Promise<Answer> {
+  return new Promise((resolve, reject) => {
+    const request = http.request({ host: "127.0.0.1", port, path, method, headers, agent: false }, (response) => {
+      let text = "";
+      response.on("data", (bytes: Buffer) => (text += bytes.toString()));
+      response.on("end", () => resolve({ status: response.statusCode ?? 0, headers: response.headers, text }));
+    });
+    request.on("error", reject);
+    request.end(body);
+  });
+}
+
+async function signIn(program: Program): Promise<string> {
+  const url = new URL(program.address);
+  const answer = await ask(program.port, url.pathname + url.search);
+  expect(answer.status).toBe(303);
+  return (answer.headers["set-cookie"]?.[0] ?? "").split(";")[0] ?? "";
+}
+
+function cli(...words: string[]): string {
+  return execFileSync(command, words, { encoding: "utf8", stdio: ["ignore", "pipe", "ignore"], maxBuffer: 1 << 28 });
+}
+
+let folder = "";
+let data = "";
+let browser: Browser;
+
+beforeAll(async () => {
+  browser = await chromium.launch({
+    executablePath: process.env["VELMORA_BROWSER"] ?? "/usr/bin/chromium",
+    args: ["--no-sandbox"],
+  });
+});
+
+afterAll(async () => browser.close());
+
+function freshData(): void {
+  folder = mkdtempSync(join(tmpdir(), "velmora-page-"));
+  data = join(folder, "german_credit.csv");
+  copyFileSync(join(source, "samples/german_credit.csv"), data);
+}
+
+afterEach(() => {
+  for (const child of running) child.kill("SIGKILL");
+  if (folder) rmSync(folder, { recursive: true, force: true });
+});
+
+// --- The page
+
+const faults: string[] = [];
+
+async function window(address: string): Promise<Page> {
+  const context = await browser.newContext({ viewport: { width: 1366, height: 820 } });
+  const page = await context.newPage();
+  page.on("pageerror", (error) => faults.push(error.message));
+  page.on("console", (message) => {
+    if (message.type() === "error" && /Content Security|Uncaught/.test(message.text())) faults.push(message.text());
+  });
+  page.on("request", (request) => {
+    if (!request.url().startsWith("http://127.0.0.1:") && !request.url().startsWith("data:")) faults.push(request.url());
+  });
+  page.setDefaultTimeout(8000);
+  await page.goto(address);
+  return page;
+}
+
+async function chooseOutcome(page: Page, name: string): Promise<void> {
+  await page.getByRole("combobox").first().fill(name);
+  await page.keyboard.press("Enter");
+}
+
+async function findBins(page: Page): Promise<void> {
+  await page.getByRole("button", { name: "Bins", exact: true }).click();
+  await chooseOutcome(page, "risk");
+  await page.getByRole("button", { name: "Find bins" }).click();
+  await page.locator(".bins-chart").waitFor();
+}
+
+async function figure(page: Page, name: string): Promise<string> {
+  return page.locator(".figure", { hasText: name }).locator("b").innerText();
+}
+
+describe("the server", () => {
+  it("lets in the browser of the first address and nobody else", async () => {
+    freshData();
+    writeFileSync(join(folder, "..", "velmora-outside.csv"), "a,b\n1,2\n");
+    const program = await open(data);
+    const { port } = program;
+    const host = `127.0.0.1:${port}`;
+    const path = new URL(program.address).pathname + new URL(program.address).search;
+
+    expect((await ask(port, "/")).status).toBe(403);
+    expect((await ask(port, "/?token=")).status).toBe(403);
+    expect((await ask(port, `/?token=${"0".repeat(64)}`)).status).toBe(403);
+    expect((await ask(port, "/api/overview")).status).toBe(403);
+    // A wrong host does not use the token up.
+    expect((await ask(port, path, { host: `evil.example:${port}` })).status).toBe(403);
+    expect((await ask(port, path, { host: "127.0.0.1:1" })).status).toBe(403);
+    const cookie = await signIn(program);
+    expect((await ask(port, path)).status).toBe(403); // used
+    const me = { cookie, host };
+    const page = await ask(port, "/", me);
+    expect(page.status).toBe(200);
+    expect(page.headers["content-security-policy"]).toMatch(/^default-src 'none'; script-src 'self'; style-src 'self';/);
+    expect(page.text).not.toMatch(/<script>|<style|onload=/);
+
+    const foreign: http.OutgoingHttpHeaders[] = [
+      { ...me, origin: "http://evil.example" },
+      { ...me, origin: "null" },
+      { ...me, origin: `http://127.0.0.1:${port + 1}` },
+      { ...me, "sec-fetch-site": "cross-site" },
+      { ...me, "sec-fetch-site": "same-site" },
+      { ...me, host: `evil.example:${port}` },
+      { host, cookie: `${cookie}0` },
+      { host, cookie: cookie.replace(/=./, "=x") },
+    ];
+    for (const headers of foreign) {
+      expect((await ask(port, "/api/overview", headers)).status, JSON.stringify(headers)).toBe(403);
+      expect((await ask(port, "/api/sessions/1/runs", headers, "POST", "{}")).status).toBe(403);
+    }
+    // A form of another page can send no header of its own.
+    expect((await ask(port, "/api/stop", me, "POST", "")).status).toBe(403);
+    const change = { ...me, "x-velmora": "1" };
+
+    const outside = ["/etc", "/etc/passwd", "..", "../velmora-outside.csv", `${folder}/../velmora-outside.csv`, `${folder}x`, "a\0b", "~"];
+    for (const name of outside) {
+      expect((await ask(port, `/api/files?folder=${encodeURIComponent(name)}`, me)).status, name).toBe(400);
+      expect((await ask(port, "/api/open", change, "POST", JSON.stringify({ path: name }))).status, name).toBe(400);
+    }
+    expect((await ask(port, "/../../etc/passwd", me)).status).toBe(404);
+    expect((await ask(port, "/api/sessions/99", me)).status).toBe(400);
+
+    const refused = ["module", "modul", "log", "out", "bins", "cut-points", "cut-p", "format", "delimiter"];
+    for (const option of refused) {
+      const body = JSON.stringify({ analysis: "screen", options: { "binary-response": "risk", [option]: "/tmp/x" } });
+      const answer = await ask(port, "/api/sessions/1/runs", change, "POST", body);
+      expect([answer.status, answer.text], option).toEqual([400, JSON.stringify({ error: `The page cannot set the option ${option}.` })]);
+    }
+    for (const body of ["", "[]", "{", "null", '{"analysis":5}', '{"analysis":"screen"}', "\u0000"])
+      expect((await ask(port, "/api/sessions/1/runs", change, "POST", body)).status, body).toBe(400);
+    const large = await ask(port, "/api/sessions/1/count", change, "POST", "x".repeat(9 << 20)).catch(() => null);
+    expect(large === null || large.status === 413).toBe(true);
+    expect((await ask(port, "/api/sessions/1", me)).status).toBe(200);
+  });
+
+  it("answers two hundred requests at once, and lives on when its worker dies", async () => {
+    freshData();
+    const program = await open(data);
+    const cookie = await signIn(program);
+    const me = { cookie, host: `127.0.0.1:${program.port}` };
+    const grid = (row: number) => ask(program.port, `/api/sessions/1/grid?row=${row}&rows=50&column=0&columns=8`, me);
+    await expect.poll(async () => (await grid(0)).status).toBe(200);
+    for (let round = 0; round < 5; ++round) {
+      const answers = await Promise.all(Array.from({ length: 200 }, (_, row) => grid(row)));
+      answers.forEach((answer, row) => expect(JSON.parse(answer.text).row).toBe(row));
+    }
+    const child = execFileSync("pgrep", ["-P", String(program.process.pid)], { encoding: "utf8" }).trim();
+    process.kill(Number(child), "SIGKILL");
+    await expect.poll(async () => (await grid(3)).status, { timeout: 5000 }).toBe(200);
+  });
+});
+
+describe("the page", () => {
+  it("does a whole job: rank, bin, correct by mouse and keyboard, hand over", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    expect(new URL(page.url()).search).toBe("");
+
+    // The selection counts its cases, and completes names.
+    const selection = page.getByLabel("Only cases where");
+    await selection.fill("dura");
+    await selection.press("Tab");
+    await selection.pressSequentially(" > 12");
+    await page.getByText(/^\d{3} of 1\u202f000 cases/).waitFor();
+    const counted = await page.locator(".selection [role=status]").innerText();
+    await selection.fill("duration_months >");
+    await page.locator(".selection .problem").waitFor();
+    await selection.fill("");
+    await page.getByText("1\u202f000 of 1\u202f000 cases").waitFor();
+    const kept = JSON.parse(cli("screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--select", "duration_months > 12", "--format", "json"));
+    expect(counted.replace(/\u202f/g, "")).toBe(`${kept.run.selectedCases} of 1000 cases`);
+
+    await page.keyboard.press("Alt+2");
+    await chooseOutcome(page, "risk");
+    await page.getByRole("button", { name: "Rank predictors" }).click();
+    await page.locator("tbody tr").nth(19).waitFor();
+    const ranking = JSON.parse(cli("feature-selection", data, "--dependents", "risk", "--best", "10000", "--format", "json"));
+    const best = ranking.dependents[0].best as string[];
+    const shown = await page.locator("tbody th button").allInnerTexts();
+    expect(shown.slice(0, best.length)).toEqual(best);
+    const first = ranking.dependents[0].predictors.find((one: { name: string }) => one.name === best[0]);
+    expect(await page.locator("tbody tr").first().innerText()).toContain(first.effect.toFixed(3));
+
+    // A change of an option changes the result.
+    await page.getByLabel("How many").fill("4,0");
+    await page.keyboard.press("Tab");
+    const command4 = "velmora feature-selection german_credit.csv --dependents=risk --cuts=4";
+    await expect.poll(async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).runs[0].command).toBe(command4);
+
+    await page.getByRole("button", { name: "amount", exact: true }).click();
+    await page.locator(".bins-chart").waitFor();
+    const screened = JSON.parse(cli("screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--format", "json"));
+    const amount = screened.responses[0].predictors.find((one: { name: string }) => one.name === "amount");
+    expect(await figure(page, "information value")).toBe(amount.informationValue.toFixed(4));
+
+    // Drag the bound: the figures follow, and the bins are those of the command's own edit.
+    const box = (await page.locator(".bound .grip").first().boundingBox())!;
+    await page.mouse.move(box.x + 9, box.y + 60);
+    await page.mouse.down();
+    await page.mouse.move(box.x + 60, box.y + 60, { steps: 8 });
+    await page.getByText("was").first().waitFor();
+    await page.mouse.up();
+    await page.getByRole("button", { name: "Undo" }).and(page.locator(":enabled")).waitFor();
+    const moved = await figure(page, "information value");
+    const cut = Number(await page.getByRole("slider").first().getAttribute("aria-valuenow"));
+    const bins = join(folder, "bins.json");
+    cli("screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--bins", bins, "--quiet");
+    cli("bins", "edit", bins, "move", "amount", String(amount.cutPoints[0]), String(cut), "--quiet");
+    const download = page.waitForEvent("download");
+    await page.getByText("Take away").click();
+    await page.getByRole("link", { name: "Bins (JSON)" }).click();
+    const file = await (await download).path();
+    const predictorOf = (text: string) =>
+      JSON.parse(text).responses[0].predictors.find((one: { name: string }) => one.name === "amount").bins;
+    expect(predictorOf(readFileSync(file, "utf8"))).toEqual(predictorOf(readFileSync(bins, "utf8")));
+    await page.getByText("Take away").click();
+
+    await page.locator("body").press("Control+z");
+    await expect.poll(() => figure(page, "information value")).toBe(amount.informationValue.toFixed(4));
+    await page.locator("body").press("Control+y");
+    await expect.poll(() => figure(page, "information value")).toBe(moved);
+
+    // By keyboard alone: split, merge, move a bound, accept and go on.
+    await page.locator("body").press("1");
+    await page.locator("body").press("s");
+    await expect.poll(() => figure(page, "bins")).toBe("3");
+    await page.getByRole("slider").first().focus();
+    const before = await page.getByRole("slider").first().getAttribute("aria-valuenow");
+    await page.keyboard.press("ArrowLeft");
+    await expect.poll(() => page.getByRole("slider").first().getAttribute("aria-valuenow")).not.toBe(before);
+    await page.locator("body").press("1");
+    await page.locator("body").press("2");
+    await page.locator("body").press("m");
+    await expect.poll(() => figure(page, "bins")).toBe("2");
+    await page.locator("body").press("a");
+    await expect.poll(() => page.locator(".editor h2").innerText()).not.toBe("amount");
+    await page.getByTitle("accepted", { exact: true }).waitFor();
+
+    // Levels are grouped by choosing them.
+    await page.locator(".predictors").getByRole("button", { name: /^housing/ }).click();
+    await page.locator(".editor .chip", { hasText: "rent" }).click();
+    await page.getByLabel("Move 1 to").selectOption("new");
+    await expect.poll(() => figure(page, "bins")).toBe("3");
+
+    const report = page.context().waitForEvent("page");
+    await page.getByText("Take away").click();
+    await page.getByRole("link", { name: "Report", exact: true }).click();
+    const opened = await report;
+    await opened.getByText("Predictor screening").first().waitFor();
+    expect(await opened.evaluate(() => self.origin)).toBe("null"); // in a sandbox
+    for (const format of ["xlsx", "csv", "json", "python", "sql&dialect=postgresql"]) {
+      const answer = await page.request.get(new URL(`/api/sessions/1/runs/3/export?format=${format}`, page.url()).href);
+      expect([answer.status(), (await answer.body()).length > 200], format).toEqual([200, true]);
+    }
+    await page.context().close();
+    expect(await program.ended).toBe(0); // with its last window
+    expect(faults).toEqual([]);
+  });
+
+  it("loses nothing that was accepted, and shows two windows the same", async () => {
+    freshData();
+    let program = await open(data, "--grace", "60");
+    let page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    await findBins(page);
+    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await expect.poll(() => page.locator(".editor h2").innerText()).toBe("duration_months");
+    const bins = Number(await figure(page, "bins"));
+    const second = await page.context().newPage();
+    await second.goto(new URL("/#1/bins", page.url()).href);
+    await second.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await page.getByRole("button", { name: /^Choose bin 1/ }).click();
+    await page.getByRole("button", { name: "Merge", exact: true }).click();
+    await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
+    await expect.poll(() => figure(second, "bins")).toBe(String(bins - 1));
+    await page.locator("body").press("a");
+    await second.getByTitle("accepted", { exact: true }).waitFor();
+    await page.getByLabel("Comment").fill("looks <b>odd</b>");
+    await page.keyboard.press("Tab");
+    await page.reload(); // in the middle of the work
+    await page.getByTitle("accepted", { exact: true }).waitFor();
+
+    const exited = program.ended;
+    program.process.kill("SIGKILL");
+    await exited;
+    expect(existsSync(`${data}.velmora`)).toBe(true);
+    program = await open(`${data}.velmora`);
+    page = await window(program.address);
+    await page.getByRole("gridcell").first().waitFor();
+    await page.getByRole("button", { name: "Bins", exact: true }).click();
+    await page.getByTitle("accepted", { exact: true }).waitFor();
+    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
+    expect(await page.locator(".editor b", { hasText: "odd" }).count()).toBe(0);
+
+    // A new search keeps the bins of accepted predictors.
+    await page.getByRole("button", { name: "Search the others again" }).click();
+    await page.getByRole("button", { name: "Bins", exact: true }).click();
+    await expect.poll(async () => (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json().then((one) => one.runs.length)).toBe(2);
+    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
+  });
+
+  it("shows names with markup as they are", async () => {
+    freshData();
+    const nasty = join(folder, "<img src=x onerror=alert(1)>.csv");
+    const rows = Array.from({ length: 200 }, (_, i) => `${i % 3 ? "yes" : "<script>alert(2)</script>"},${i % 7},"${i % 2 ? "<b>x</b>" : "&amp;"}"`);
+    writeFileSync(nasty, ['"<script>alert(3)</script>","a""><img src=x onerror=alert(4)>","&lt;"', ...rows].join("\n"));
+    const program = await open(nasty);
+    const page = await window(program.address);
+    let alerts = 0;
+    page.on("dialog", (dialog) => (++alerts, void dialog.dismiss()));
+    await page.getByRole("gridcell", { name: "<b>x</b>" }).first().waitFor();
+    await page.getByRole("button", { name: "Ranking", exact: true }).click();
+    await chooseOutcome(page, "<script");
+    await page.getByRole("button", { name: "Rank predictors" }).click();
+    await page.getByRole("table").waitFor();
+    await page.getByRole("button", { name: "Find their bins" }).click();
+    await page.locator(".bins-chart, .failed").first().waitFor();
+    await page.getByRole("button", { name: "History", exact: true }).click();
+    await page.locator(".history .run").first().waitFor();
+    expect(await page.locator("img, #app script, #app b:text('x')").count()).toBe(0);
+    expect(alerts).toBe(0);
+    expect(faults).toEqual([]);
+  });
+
+  it("is usable with a screen reader, in light and dark", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    await findBins(page);
+    await page.getByRole("button", { name: "Ranking", exact: true }).click();
+    await page.getByRole("button", { name: "Rank predictors" }).click();
+    await page.getByRole("table").waitFor();
+    for (const scheme of ["light", "dark"] as const) {
+      await page.emulateMedia({ colorScheme: scheme });
+      for (const view of ["Data", "Ranking", "Bins", "History"]) {
+        await page.getByRole("button", { name: view, exact: true }).click();
+        if (view === "Bins") await page.locator(".bins-chart").waitFor();
+        // Through the browser's own door, since the page lets no foreign script in.
+        await page.evaluate(axe);
+        const found = await page.evaluate(async (options) => {
+          const result = await (globalThis as unknown as { axe: { run: (options: object) => Promise<{ violations: { id: string; nodes: { html: string }[] }[] }> } }).axe.run(options);
+          return result.violations.map((one) => `${one.id}: ${one.nodes[0]?.html.slice(0, 160)}`);
+        }, scheme === "dark" ? { runOnly: ["color-contrast"] } : {}); // all else is the same in the dark
+        expect(found, `${view}, ${scheme}`).toEqual([]);
+      }
+    }
+  });
+});

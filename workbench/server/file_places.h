@@ -1,0 +1,37 @@
+// The folders whose files the page may open, and nothing outside of them: links are followed before
+// a path is compared.
+//
+//   FilePlaces places({"data"});
+//   places.Resolve("credit.csv");      // "/home/ann/data/credit.csv"
+//   places.Resolve("../secret.csv");   // throws UsageError
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// The project of a data file is kept beside it, as NAME.velmora.
+inline constexpr char kProjectExtension[] = ".velmora";
+
+class FilePlaces {
+ public:
+  // Throws UsageError for a root that is no folder.
+  explicit FilePlaces(const std::vector<std::string>& roots);
+
+  // path: absolute, or relative to the first root. Throws UsageError for one that does not exist or
+  // is outside of the roots.
+  std::filesystem::path Resolve(const std::string& path) const;
+  // {"folder", "parent" (null for a root), "folders": [{"name","path"}], "files": [{"name","path","bytes"}]} of a
+  // folder; an empty path lists the roots. Files that the workbench does not read and hidden ones
+  // are left out.
+  std::string ListJson(const std::string& path) const;
+
+ private:
+  bool IsInside(const std::filesystem::path& path) const;
+
+  std::vector<std::filesystem::path> roots_;
+};
+
+}  // namespace velmora

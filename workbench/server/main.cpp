@@ -1,0 +1,71 @@
+// The program velmora-server, which 'velmora open' becomes: the workbench as a page.
+#include <filesystem>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/options.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/server/open_browser.h"
+#include "workbench/server/page_server.h"
+#include "workbench/server/worker.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+int RunOpen(const std::vector<std::string>& arguments) {
+  CommandParser parser;
+  DataOptions data;
+  data.AddReadingTo(parser);
+  parser.Positional("DATA", data.path);
+  PageServerOptions options;
+  int port = 0;
+  bool noBrowser = false;
+  constexpr int kHighestPort = 65535;
+  parser.WholeNumber("--port", port, 0, kHighestPort);
+  parser.Repeated("--root", options.roots);
+  parser.Flag("--no-browser", noBrowser);
+  parser.Flag("--keep", options.keep);
+  parser.WholeNumber("--grace", options.graceSeconds, 1, 86400);
+  parser.Parse(arguments);
+
+  std::error_code error;
+  if (!data.path.empty() && !std::filesystem::exists(PathOf(data.path), error))
+    throw UsageError("There is no file " + ShortenedText(data.path) + ".");
+  const bool isFolder = !data.path.empty() && std::filesystem::is_directory(PathOf(data.path), error);
+  const std::string file = data.path.empty() || isFolder ? "" : AbsolutePath(PathOf(data.path)).string();
+  // The folder of the data can always be reached; without data, the current one.
+  if (isFolder) options.roots.push_back(data.path);
+  if (!file.empty()) options.roots.push_back(PathOf(file).parent_path().string());
+  if (options.roots.empty()) options.roots.push_back(std::filesystem::current_path().string());
+  const auto add = [&](const char* option, const std::string& value) {
+    if (!value.empty()) options.readingWords.push_back(std::string(option) + "=" + value);
+  };
+  add("--delimiter", data.delimiter);
+  for (const std::string& text : data.missingTexts) add("--missing-text", text);
+  for (const std::string& code : data.missingCodes) add("--missing", code);
+
+  PageServer server(options);
+  server.Bind(port);
+  if (!file.empty()) server.Open(std::filesystem::canonical(PathOf(file)).string());
+  const bool shown = !noBrowser && OpenInBrowser(server.Address());
+  Report(
+      (shown ? "The workbench is open in your browser. If it is not: " : "Open this address in a browser: ") +
+      server.Address());
+  Report(options.keep ? "Ctrl-C ends it." : "It ends with its last window, or with Ctrl-C.");
+  server.Run();
+  return kExitDone;
+}
+
+}  // namespace
+}  // namespace velmora
+
+int main(int argumentCount, char** arguments) {
+  velmora::PrepareConsole();
+  std::vector<std::string> words = velmora::CommandLineArguments(argumentCount, arguments);
+  if (!words.empty() && words.front() == velmora::kWorkerSwitch) {
+    words.erase(words.begin());
+    return velmora::RunGuarded("velmora open", [&] { return velmora::RunWorker(words); });
+  }
+  return velmora::RunGuarded("velmora open", [&] { return velmora::RunOpen(words); });
+}

@@ -1,0 +1,40 @@
+#include "workbench/server/page_options.h"
+
+#include <algorithm>
+
+#include "workbench/api/options_json.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/documents/terminal_text.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::string_view kAllowed[] = {
+    // Both analyses
+    "predictors", "continuous", "categorical", "missing", "select", "exclude", "weight", "classic", "rank-by",
+    "best",
+    // Feature selection
+    "dependents", "strata", "clusters", "count", "casewise", "intervals", "cuts", "cut-dependents",
+    "dependent-cuts", "chi-square", "adjust", "adjust-across", "exact", "replicates", "seed", "alpha", "show",
+    "best-by-p", "p-criterion", "round-weights", "raw-weights",
+    // Screening
+    "binary-response", "good", "bad", "continuous-response", "categorical-response", "nominal", "ordinal",
+    "shape", "max-bins", "min-bins", "bin-count", "min-bin-share", "min-bin-cases", "min-bin-events",
+    "max-adjacent-p", "min-level-share", "criterion", "pre-bins", "special", "special-together",
+    "missing-bin", "pure-bin-correction", "binning", "no-prune", "sort-binary", "sort-continuous",
+    "sort-categorical"};
+
+}  // namespace
+
+std::vector<std::string> WordsOfPage(const std::string& options) {
+  std::vector<std::string> words = CommandWords(options);
+  for (const std::string& word : words) {
+    // Whole names only: the command line also takes the beginning of a name.
+    const std::string name = word.substr(2, word.find('=') - 2);
+    if (std::find(std::begin(kAllowed), std::end(kAllowed), name) == std::end(kAllowed))
+      throw UsageError("The page cannot set the option " + ShortenedText(name) + ".");
+  }
+  return words;
+}
+
+}  // namespace velmora

@@ -1,0 +1,14 @@
+// The options of the analyses that the page may set. Everything else of the command line, above all
+// what names files and libraries, cannot come from a browser.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// options: the JSON object of velmora_run. Returns the words of the command line. Throws UsageError
+// for an option that the page may not set.
+std::vector<std::string> WordsOfPage(const std::string& options);
+
+}  // namespace velmora

@@ -1,0 +1,385 @@
+#include "workbench/server/page_server.h"
+
+#include <httplib.h>
+
+#include <charconv>
+#include <random>
+#include <thread>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/data/errors.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/server/channel.h"
+#include "workbench/server/page_assets.h"
+
+#ifndef VELMORA_VERSION
+#error "the build names the version"
+#endif
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t kThreads = 64;         // each open window holds one
+constexpr int kMostWindows = 24;             // so that threads are left for requests
+constexpr std::size_t kMostBytes = 8 << 20;  // of a request
+constexpr auto kEventWait = std::chrono::seconds(2);
+constexpr auto kWatchInterval = std::chrono::milliseconds(200);
+
+constexpr char kPolicy[] =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+// A report has scripts of its own. In a sandbox it is of no origin: it reads nothing of the page.
+constexpr char kReportPolicy[] =
+    "sandbox allow-scripts allow-downloads; default-src 'none'; script-src 'unsafe-inline'; "
+    "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'none'";
+
+// 256 random bits as hexadecimal digits.
+std::string RandomToken() {
+  std::random_device device;
+  std::string text;
+  for (int i = 0; i < 8; ++i) {
+    char digits[9];
+    std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(device()));
+    text += digits;
+  }
+  return text;
+}
+
+// Takes as long for a wrong first character as for a wrong last one.
+bool SameText(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return false;
+  unsigned difference = 0;
+  for (std::size_t i = 0; i < a.size(); ++i)
+    difference |= static_cast<unsigned>(static_cast<unsigned char>(a[i]) ^ static_cast<unsigned char>(b[i]));
+  return difference == 0;
+}
+
+void GiveJson(httplib::Response& response, const std::string& json) {
+  response.set_content(json, "application/json");
+}
+
+void Refuse(httplib::Response& response, int status, const std::string& sentence) {
+  response.status = status;
+  GiveJson(response, JsonText({{"error", sentence}}));
+}
+
+// The one place where a failure becomes a status and a sentence.
+template <typename Work>
+void Guarded(httplib::Response& response, Work work) {
+  try {
+    work();
+  } catch (const UsageError& error) {
+    Refuse(response, 400, error.what());
+  } catch (const Json::exception&) {
+    Refuse(response, 400, "The request is damaged.");
+  } catch (const std::bad_alloc&) {
+    Refuse(response, 500, "There is not enough memory for this.");
+  } catch (const std::exception& error) {
+    Refuse(response, 422, error.what());
+  }
+}
+
+std::int64_t WholeNumber(const httplib::Request& request, const char* name) {
+  const std::string text = request.get_param_value(name);
+  std::int64_t number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (read.ec != std::errc() || read.ptr != text.data() + text.size())
+    throw UsageError(std::string(name) + " is a whole number, not " + ShortenedText(text) + ".");
+  return number;
+}
+
+int RunNumber(const httplib::Request& request) { return std::atoi(request.matches[2].str().c_str()); }
+
+// A file name for a header: what is not plain ASCII is percent-encoded (RFC 6266, RFC 5987).
+std::string Disposition(const std::string& fileName) {
+  std::string encoded;
+  for (const char c : fileName) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::isalnum(byte) != 0 || c == '.' || c == '_' || c == '-') {
+      encoded += c;
+    } else {
+      char digits[4];
+      std::snprintf(digits, sizeof digits, "%%%02X", byte);
+      encoded += digits;
+    }
+  }
+  return "attachment; filename*=UTF-8''" + encoded;
+}
+
+}  // namespace
+
+PageServer::PageServer(const PageServerOptions& options)
+    : options_(options),
+      places_(options.roots),
+      http_(std::make_unique<httplib::Server>()),
+      token_(RandomToken()),
+      cookie_(RandomToken()) {
+  http_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+  // A connection that waits for its next request would hold a thread.
+  http_->set_keep_alive_max_count(20);
+  http_->set_keep_alive_timeout(1);
+  http_->set_read_timeout(5);
+  http_->set_write_timeout(10);
+  http_->set_payload_max_length(kMostBytes);
+  http_->set_tcp_nodelay(true);
+  AddRoutes();
+}
+
+PageServer::~PageServer() = default;
+
+void PageServer::Bind(int port) {
+  int listening = -1;
+  http_->set_socket_options([&listening](int socket) { listening = socket; });
+  if (port == 0) {
+    port_ = http_->bind_to_any_port("127.0.0.1");
+  } else if (http_->bind_to_port("127.0.0.1", port)) {
+    port_ = port;
+  }
+  if (port_ <= 0)
+    throw RunError("The port " + std::to_string(port) +
+                   " of this machine is in use; name another with --port.");
+  LengthenQueue(listening);
+}
+
+std::string PageServer::Address() const {
+  return "http://127.0.0.1:" + std::to_string(port_) + "/?token=" + token_;
+}
+
+int PageServer::Open(const std::string& path) {
+  std::filesystem::path file = places_.Resolve(path);
+  if (std::filesystem::is_directory(file))
+    throw UsageError(ShortenedText(path) + " is a folder, not a data file.");
+  const std::lock_guard lock(mutex_);
+  for (const auto& [id, session] : sessions_) {
+    if (session->DataFile() == file) return id;
+  }
+  const int id = static_cast<int>(sessions_.size()) + 1;
+  auto session = std::make_unique<PageSession>(id, file, options_.readingWords, events_);
+  for (const auto& [other, open] : sessions_) {  // a project and its data are one session
+    if (open->DataFile() == session->DataFile()) return other;
+  }
+  sessions_[id] = std::move(session);
+  return id;
+}
+
+void PageServer::Run() {
+  std::thread watch([this] {
+    while (!stopping_) {
+      std::this_thread::sleep_for(kWatchInterval);
+      const bool deserted =
+          !options_.keep && events_.Deserted() > std::chrono::seconds(options_.graceSeconds);
+      if (WasInterrupted() || deserted) Stop();
+    }
+  });
+  http_->listen_after_bind();
+  Stop();
+  watch.join();
+}
+
+void PageServer::Stop() {
+  if (stopping_.exchange(true)) return;
+  events_.Close();
+  http_->stop();
+}
+
+// --- Who is let in
+
+bool PageServer::HasCookie(const httplib::Request& request) const {
+  const std::string name = "velmora_" + std::to_string(port_) + "=";
+  std::istringstream cookies(request.get_header_value("Cookie"));
+  for (std::string cookie; std::getline(cookies, cookie, ';');) {
+    cookie.erase(0, cookie.find_first_not_of(' '));
+    if (cookie.starts_with(name) && SameText(cookie.substr(name.size()), cookie_)) return true;
+  }
+  return false;
+}
+
+// True when the request may go on; otherwise the response is complete.
+bool PageServer::Admit(const httplib::Request& request, httplib::Response& response) {
+  response.set_header("Content-Security-Policy", kPolicy);
+  response.set_header("X-Content-Type-Options", "nosniff");
+  response.set_header("Referrer-Policy", "no-referrer");
+  response.set_header("Cross-Origin-Opener-Policy", "same-origin");
+  response.set_header("Cross-Origin-Resource-Policy", "same-origin");
+  response.set_header("Cache-Control", "no-store");
+  const std::string port = ":" + std::to_string(port_);
+  const std::string host = request.get_header_value("Host");
+  const auto refuse = [&](const char* sentence) {
+    Refuse(response, 403, sentence);
+    return false;
+  };
+  if (host != "127.0.0.1" + port && host != "localhost" + port) return refuse("This host is not served.");
+  const std::string origin = request.get_header_value("Origin");
+  if (!origin.empty() && origin != "http://" + host) return refuse("Requests of other pages are refused.");
+  const std::string site = request.get_header_value("Sec-Fetch-Site");
+  if (!site.empty() && site != "same-origin" && site != "none")
+    return refuse("Requests of other pages are refused.");
+  const bool changes = request.method != "GET" && request.method != "HEAD";
+  if (changes && request.get_header_value("X-Velmora") != "1")
+    return refuse("Requests of other pages are refused.");
+  if (HasCookie(request)) return true;
+  if (request.path == "/" && SameText(request.get_param_value("token"), token_) &&
+      !tokenUsed_.exchange(true)) {
+    response.set_header("Set-Cookie", "velmora_" + std::to_string(port_) + "=" + cookie_ +
+                                          "; Path=/; HttpOnly; SameSite=Strict");
+    response.set_redirect("/", 303);
+    return false;
+  }
+  if (request.path == "/") {
+    response.status = 403;
+    response.set_content("This address has been used or is not complete. Start velmora open again.\n",
+                         "text/plain");
+    return false;
+  }
+  return refuse("This window is not signed in. Start velmora open again.");
+}
+
+// --- What is served
+
+PageSession& PageServer::FindSession(const httplib::Request& request) {
+  const std::lock_guard lock(mutex_);
+  const auto at = sessions_.find(std::atoi(request.matches[1].str().c_str()));
+  if (at == sessions_.end()) throw UsageError("There is no session " + request.matches[1].str() + ".");
+  return *at->second;
+}
+
+std::string PageServer::OverviewJson() {
+  Json sessions = Json::array();
+  const std::lock_guard lock(mutex_);
+  for (const auto& [id, session] : sessions_)
+    sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
+  return JsonText({{"version", VELMORA_VERSION}, {"sessions", sessions}});
+}
+
+void PageServer::ServeEvents(httplib::Response& response) {
+  if (events_.ListenerCount() >= kMostWindows)
+    return Refuse(response, 503, "Too many windows are open; close some of them.");
+  const std::shared_ptr<EventHub::Listener> listener = events_.Listen();
+  response.set_header("X-Accel-Buffering", "no");
+  response.set_chunked_content_provider(
+      "text/event-stream",
+      [this, listener](std::size_t /*offset*/, httplib::DataSink& sink) {
+        const std::optional<std::string> event = events_.Wait(*listener, kEventWait);
+        if (!event) return false;
+        // A comment line shows whether the window is still there.
+        const std::string text = event->empty() ? ":\n\n" : "data: " + *event + "\n\n";
+        return sink.write(text.data(), text.size());
+      },
+      [this, listener](bool /*success*/) { events_.Leave(listener); });
+}
+
+void PageServer::AddRoutes() {
+  using Request = httplib::Request;
+  using Response = httplib::Response;
+  http_->set_pre_routing_handler([this](const Request& request, Response& response) {
+    return Admit(request, response) ? httplib::Server::HandlerResponse::Unhandled
+                                    : httplib::Server::HandlerResponse::Handled;
+  });
+  http_->set_error_handler([](const Request& /*request*/, Response& response) {
+    if (response.body.empty()) GiveJson(response, "{\"error\":\"There is no such page.\"}");
+  });
+  http_->set_exception_handler(
+      [](const Request& /*request*/, Response& response, std::exception_ptr /*failure*/) {
+        Refuse(response, 500, "The request failed.");
+      });
+
+  http_->Get(R"(/[a-z.]*)", [](const Request& request, Response& response) {
+    const PageAsset* const asset = FindPageAsset(request.path);
+    if (asset == nullptr) return Refuse(response, 404, "There is no such page.");
+    response.set_content(asset->bytes.data(), asset->bytes.size(), std::string(asset->contentType));
+  });
+  http_->Get("/api/events",
+             [this](const Request& /*request*/, Response& response) { ServeEvents(response); });
+  http_->Get("/api/overview",
+             [this](const Request& /*request*/, Response& response) { GiveJson(response, OverviewJson()); });
+  http_->Get("/api/files", [this](const Request& request, Response& response) {
+    Guarded(response, [&] { GiveJson(response, places_.ListJson(request.get_param_value("folder"))); });
+  });
+  http_->Post("/api/open", [this](const Request& request, Response& response) {
+    Guarded(response, [&] {
+      const int session = Open(Json::parse(request.body).at("path").get<std::string>());
+      GiveJson(response, JsonText({{"session", session}}));
+    });
+  });
+  http_->Post("/api/stop", [this](const Request& /*request*/, Response& response) {
+    GiveJson(response, "{}");
+    events_.Publish("{\"type\":\"stopped\"}");
+    std::thread([this] {
+      std::this_thread::sleep_for(kWatchInterval);
+      Stop();
+    }).detach();
+  });
+
+  const auto session = [this](auto answer) {
+    return [this, answer](const Request& request, Response& response) {
+      Guarded(response, [&] { answer(FindSession(request), request, response); });
+    };
+  };
+  const std::string base = R"(/api/sessions/(\d{1,6}))", run = base + R"(/runs/(\d{1,6}))";
+  http_->Get(base, session([](PageSession& one, const Request&, Response& response) {
+               GiveJson(response, one.Snapshot());
+             }));
+  http_->Get(base + "/grid", session([](PageSession& one, const Request& request, Response& response) {
+               GiveJson(response, one.Grid({{"row", WholeNumber(request, "row")},
+                                            {"rows", WholeNumber(request, "rows")},
+                                            {"column", static_cast<int>(WholeNumber(request, "column"))},
+                                            {"columns", static_cast<int>(WholeNumber(request, "columns"))}}));
+             }));
+  http_->Post(base + "/count", session([](PageSession& one, const Request& request, Response& response) {
+                GiveJson(response, one.Count(Json::parse(request.body)));
+              }));
+  http_->Patch(base + "/choices", session([](PageSession& one, const Request& request, Response& response) {
+                 one.PatchChoices(Json::parse(request.body), request.get_header_value("X-Velmora-Window"));
+                 GiveJson(response, "{}");
+               }));
+  http_->Get(base + "/project", session([](PageSession& one, const Request&, Response& response) {
+               const Download project = one.Project();
+               response.set_header("Content-Disposition", Disposition(project.fileName));
+               response.set_content(project.bytes, project.contentType);
+             }));
+  http_->Post(base + "/runs", session([](PageSession& one, const Request& request, Response& response) {
+                GiveJson(response, one.StartRun(Json::parse(request.body)));
+              }));
+  http_->Get(run, session([](PageSession& one, const Request& request, Response& response) {
+               GiveJson(response, one.Report(RunNumber(request)));
+             }));
+  http_->Patch(run, session([](PageSession& one, const Request& request, Response& response) {
+                 one.ChangeRun(RunNumber(request), Json::parse(request.body));
+                 GiveJson(response, "{}");
+               }));
+  http_->Delete(run, session([](PageSession& one, const Request& request, Response& response) {
+                  one.DeleteRun(RunNumber(request));
+                  GiveJson(response, "{}");
+                }));
+  http_->Post(run + "/cancel", session([](PageSession& one, const Request& request, Response& response) {
+                one.CancelRun(RunNumber(request));
+                GiveJson(response, "{}");
+              }));
+  http_->Post(run + "/repeat", session([](PageSession& one, const Request& request, Response& response) {
+                one.RepeatRun(RunNumber(request));
+                GiveJson(response, "{}");
+              }));
+  http_->Get(run + "/bins", session([](PageSession& one, const Request& request, Response& response) {
+               GiveJson(response, one.Bins(RunNumber(request), request.get_param_value("response"),
+                                           request.get_param_value("predictor")));
+             }));
+  http_->Post(run + "/bins", session([](PageSession& one, const Request& request, Response& response) {
+                GiveJson(response, one.EditBins(RunNumber(request), Json::parse(request.body)));
+              }));
+  http_->Get(run + "/export", session([](PageSession& one, const Request& request, Response& response) {
+               const Download download =
+                   one.Export(RunNumber(request),
+                              {request.get_param_value("format"), request.get_param_value("dialect"),
+                               request.get_param_value("response"), request.get_param_value("predictor")});
+               if (download.isPage && request.get_param_value("save") != "1") {
+                 response.headers.erase("Content-Security-Policy");
+                 response.set_header("Content-Security-Policy", kReportPolicy);
+               } else if (request.get_param_value("show") != "1") {
+                 response.set_header("Content-Disposition", Disposition(download.fileName));
+               }
+               response.set_content(download.bytes, download.contentType);
+             }));
+}
+
+}  // namespace velmora

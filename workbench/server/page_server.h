@@ -1,0 +1,76 @@
+// The workbench over HTTP, for browsers of this machine only.
+//
+//   PageServer server({.roots = {"data"}});
+//   server.Bind(0);
+//   server.Open("data/credit.csv");
+//   OpenInBrowser(server.Address());   // holds a token that is good for one window's cookie
+//   server.Run();                      // until Stop, Ctrl-C or the last window
+//
+// Who is let in: requests to 127.0.0.1 and localhost under that very port (a foreign name that
+// resolves to this machine is refused), from the page itself, with the cookie that the first
+// address is exchanged for. The page runs no script but its own and loads nothing from elsewhere.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "workbench/server/event_hub.h"
+#include "workbench/server/file_places.h"
+#include "workbench/server/page_session.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+namespace velmora {
+
+struct PageServerOptions {
+  std::vector<std::string> roots;
+  std::vector<std::string> readingWords;  // how data files are read
+  bool keep = false;                      // go on after the last window
+  int graceSeconds = 8;                   // between the last window and the end
+};
+
+class PageServer {
+ public:
+  explicit PageServer(const PageServerOptions& options);
+  ~PageServer();
+
+  // port 0: a free one. Throws RunError when it is in use.
+  void Bind(int port);
+  int Port() const { return port_; }
+  // The address for the first window.
+  std::string Address() const;
+  // Opens a data file or a project; returns the number of its session. A file that is open already
+  // keeps its session.
+  int Open(const std::string& path);
+  void Run();
+  void Stop();
+
+ private:
+  using Handler = void (PageServer::*)(const httplib::Request&, httplib::Response&);
+  bool Admit(const httplib::Request& request, httplib::Response& response);
+  bool HasCookie(const httplib::Request& request) const;
+  void AddRoutes();
+  void ServeEvents(httplib::Response& response);
+  PageSession& FindSession(const httplib::Request& request);
+  std::string OverviewJson();
+
+  PageServerOptions options_;
+  FilePlaces places_;
+  EventHub events_;
+  std::unique_ptr<httplib::Server> http_;
+  int port_ = 0;
+  std::string token_, cookie_;
+  std::atomic<bool> tokenUsed_ = false, stopping_ = false;
+  std::mutex mutex_;  // of the sessions
+  std::map<int, std::unique_ptr<PageSession>> sessions_;
+};
+
+}  // namespace velmora

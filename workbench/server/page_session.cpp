@@ -1,0 +1,569 @@
+#include "workbench/server/page_session.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+
+#include "workbench/bins/edit_bins.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/repeated_command.h"
+#include "workbench/cli/run_files.h"
+#include "workbench/data/atomic_file.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/server/file_places.h"
+#include "workbench/server/page_options.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kFormat[] = "velmora project";
+constexpr int kVersion = 1;
+constexpr int kMostRestarts = 3;  // of a worker that has ended by itself
+
+Json ParseOrFail(const std::string& text, const std::string& what) {
+  try {
+    return Json::parse(text);
+  } catch (const Json::exception&) {
+    throw DataError(what + " is damaged: it is not JSON.");
+  }
+}
+
+std::string Now() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  char text[32];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+double SecondsNow() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+PageSession::PageSession(int id, const fs::path& data, const std::vector<std::string>& readingWords,
+                         EventHub& events)
+    : id_(id), data_(data), readingWords_(readingWords), events_(events) {
+  const std::lock_guard lock(mutex_);
+  if (data_.extension() == kProjectExtension) {
+    LoadProject(data_);
+  } else {
+    project_ = fs::path(data_.native() + kProjectExtension);
+    if (fs::exists(project_)) LoadProject(project_);
+  }
+  StartWorker();
+}
+
+PageSession::~PageSession() {
+  std::unique_ptr<WorkerClient> worker;
+  std::vector<std::unique_ptr<WorkerClient>> ended;
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+    worker = std::move(worker_);
+    ended = std::move(endedWorkers_);
+  }
+}
+
+void PageSession::StartWorker() {
+  std::vector<std::string> words = readingWords_;
+  words.push_back(data_.string());
+  status_ = "loading";
+  variables_.clear();
+  worker_ = std::make_unique<WorkerClient>(words, [this](const Frame& frame) { TakeUnasked(frame); });
+}
+
+void PageSession::TakeUnasked(const Frame& frame) {
+  const std::lock_guard lock(mutex_);
+  if (ending_) return;
+  if (frame.type == "loading") {
+    Publish("loading", Json::parse(frame.payload));
+  } else if (frame.type == "loaded") {
+    status_ = "loaded";
+    about_ = Json::parse(frame.payload);
+    Publish("loaded", about_);
+    worker_->Send(R"({"op":"hash"})", [this](const Frame& answer) {
+      if (answer.type != "result") return;
+      const std::lock_guard inner(mutex_);
+      const std::string hash = Json::parse(answer.payload).at("sha256").get<std::string>();
+      hashChanged_ = !hash_.empty() && hash_ != hash;
+      hash_ = hash;
+      if (hashChanged_) Publish("dataChanged", {});
+    });
+  } else if (frame.type == "variables") {
+    for (const Json& variable : Json::parse(frame.payload)) variables_.push_back(variable.dump());
+    events_.Publish("{\"type\":\"variables\",\"session\":" + std::to_string(id_) +
+                    ",\"variables\":" + frame.payload + "}");
+  } else if (frame.type == "error") {
+    status_ = "failed";
+    error_ = Json::parse(frame.payload).value("error", "");
+    Publish("failed", {{"error", error_}});
+  } else if (frame.type == "ended" && status_ != "failed") {
+    // This runs on a thread of the worker's client, which therefore cannot be destroyed here.
+    endedWorkers_.push_back(std::move(worker_));
+    if (++restarts_ > kMostRestarts) {
+      status_ = "failed";
+      error_ = "The process that holds the data has ended several times.";
+      return Publish("failed", {{"error", error_}});
+    }
+    StartWorker();
+    Publish("restarted", {});
+  }
+}
+
+// --- What a window asks
+
+std::string PageSession::Snapshot() {
+  const std::lock_guard lock(mutex_);
+  Json runs = Json::array();
+  for (const auto& run : runs_) runs.push_back(RunJson(*run));
+  Json json = {{"session", id_},
+               {"file", data_.filename().string()},
+               {"path", data_.string()},
+               {"project", project_.filename().string()},
+               {"unsaved", unsaved_},
+               {"status", status_},
+               {"error", error_},
+               {"dataChanged", hashChanged_},
+               {"data", about_},
+               {"choices", choices_},
+               {"runs", runs}};
+  std::string text = JsonText(json);
+  text.pop_back();
+  text += ",\"variables\":[";
+  for (std::size_t i = 0; i < variables_.size(); ++i) text += (i == 0 ? "" : ",") + variables_[i];
+  return text + "]}";
+}
+
+std::string PageSession::Ask(const char* operation, Json request) {
+  request["op"] = operation;
+  WorkerClient* worker = nullptr;  // kept until the session ends, also when it is replaced
+  {
+    const std::lock_guard lock(mutex_);
+    worker = worker_.get();
+    if (worker == nullptr) throw RunError(error_);
+  }
+  return worker->Ask(JsonText(request));
+}
+
+std::string PageSession::Grid(const Json& block) { return Ask("grid", block); }
+
+std::string PageSession::Count(const Json& selection) { return Ask("count", selection); }
+
+void PageSession::PatchChoices(const Json& patch, const std::string& window) {
+  const std::lock_guard lock(mutex_);
+  choices_.merge_patch(patch);
+  Publish("choices", {{"window", window}, {"patch", patch}});
+  Save();
+}
+
+// --- Runs
+
+PageSession::Run* PageSession::FindRunOrNull(int run) {
+  const auto at = std::find_if(runs_.begin(), runs_.end(), [&](const auto& one) { return one->id == run; });
+  return at == runs_.end() ? nullptr : at->get();
+}
+
+PageSession::Run& PageSession::FindRun(int run) {
+  Run* const found = FindRunOrNull(run);
+  if (found == nullptr) throw UsageError("There is no run " + std::to_string(run) + ".");
+  return *found;
+}
+
+std::string PageSession::Command(const Run& run) const {
+  std::vector<std::string> words = {data_.filename().string()};
+  words.insert(words.end(), readingWords_.begin(), readingWords_.end());
+  words.insert(words.end(), run.shownWords.begin(), run.shownWords.end());
+  return RepeatedCommand(run.analysis, words);
+}
+
+Json PageSession::RunJson(const Run& run) const {
+  return {{"run", run.id},
+          {"analysis", run.analysis},
+          {"name", run.name},
+          {"note", run.note},
+          {"status", run.status},
+          {"error", run.error},
+          {"created", run.created},
+          {"seconds", run.seconds},
+          {"options", run.options},
+          {"command", Command(run)},
+          {"notices", run.notices},
+          {"kept", run.kept},
+          {"decisions", run.decisions},
+          {"edits", run.edits}};
+}
+
+void PageSession::PublishRun(const Run& run) { Publish("run", {{"value", RunJson(run)}}); }
+
+std::string PageSession::StartRun(const Json& request) {
+  const std::lock_guard lock(mutex_);
+  auto run = std::make_unique<Run>();
+  run->analysis = request.at("analysis").get<std::string>();
+  if (run->analysis != "feature-selection" && run->analysis != "screen")
+    throw UsageError("There is no analysis " + ShortenedText(run->analysis) + ".");
+  run->options = request.at("options");
+  run->words = WordsOfPage(JsonText(run->options));
+  run->shownWords = run->words;
+  run->id = ++lastRun_;
+  run->name = request.value("name", "");
+  run->created = Now();
+  if (request.contains("keepBinsOf")) {
+    Run& source = FindRun(request.at("keepBinsOf").get<int>());
+    const std::string file = WriteCutPoints(source, true);
+    run->cutPointsFile = PathOf(file).filename().string();
+    AddCutPoints(*run);
+    run->decisions = source.decisions;
+    run->kept = source.kept = true;
+  }
+  if (request.contains("replace")) {
+    Run* const old = FindRunOrNull(request.at("replace").get<int>());
+    if (old != nullptr && !old->kept && old->analysis == run->analysis) {
+      if (old->status == "running" && worker_)
+        worker_->Send(JsonText({{"op", "cancel"}, {"target", old->request}}), [](const Frame&) {});
+      Publish("runDeleted", {{"run", old->id}});
+      std::erase_if(runs_, [&](const auto& one) { return one.get() == old; });
+    }
+  }
+  Run& started = *run;
+  runs_.push_back(std::move(run));
+  Launch(started);
+  Save();
+  return JsonText({{"run", started.id}});
+}
+
+void PageSession::AddCutPoints(Run& run) const {
+  if (run.cutPointsFile.empty()) return;
+  run.words.push_back("--cut-points=" +
+                      (data_.parent_path() / PathOf(run.cutPointsFile).filename()).string());
+  run.shownWords.push_back("--cut-points=" + run.cutPointsFile);
+}
+
+void PageSession::Launch(Run& run) {
+  run.status = "running";
+  run.error.clear();
+  run.notices.clear();
+  run.seconds = SecondsNow();  // the start, until the run has ended
+  run.report.clear();
+  run.bins.reset();
+  run.binsText.clear();
+  run.edited.clear();
+  const Json request = {{"op", "run"}, {"analysis", run.analysis}, {"arguments", run.words}, {"bins", true}};
+  run.request = worker_ ? worker_->Send(JsonText(request),
+                                        [this, id = run.id](const Frame& frame) { TakeRunAnswer(id, frame); })
+                        : 0;
+  if (run.request == 0) {
+    run.status = "failed";
+    run.error = "The data are being read again; repeat the run in a moment.";
+    run.seconds = 0;
+  }
+  PublishRun(run);
+}
+
+void PageSession::TakeRunAnswer(int id, const Frame& frame) {
+  const std::lock_guard lock(mutex_);
+  Run* const run = FindRunOrNull(id);
+  if (run == nullptr || ending_) return;
+  if (run->request != 0 && run->request != frame.id) return;  // of an earlier start
+  if (frame.type == "progress") {
+    Json json = Json::parse(frame.payload);
+    json["run"] = id;
+    Publish("progress", json);
+  } else if (frame.type == "line") {
+    run->notices.push_back(Json::parse(frame.payload).get<std::string>());
+  } else if (frame.type == "report") {
+    run->report = frame.payload;
+    // The ranking is shown while the counts of the bins are still being made.
+    run->status = "done";
+    run->seconds = SecondsNow() - run->seconds;
+    PublishRun(*run);
+  } else if (frame.type == "bins") {
+    run->binsText = frame.payload;
+  } else if (frame.type == "error") {
+    run->error = Json::parse(frame.payload).value("error", "");
+    run->status = run->error == "Cancelled." ? "cancelled" : "failed";
+    run->seconds = 0;
+    PublishRun(*run);
+  } else if (frame.type == "result") {
+    Publish("binsReady", {{"run", id}});
+  }
+}
+
+void PageSession::CancelRun(int id) {
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
+  if (run.status == "running" && worker_)
+    worker_->Send(JsonText({{"op", "cancel"}, {"target", run.request}}), [](const Frame&) {});
+}
+
+void PageSession::RepeatRun(int id) {
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
+  if (run.status != "running") Launch(run);
+}
+
+void PageSession::ChangeRun(int id, const Json& change) {
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
+  if (change.contains("name")) run.name = change.at("name").get<std::string>();
+  if (change.contains("note")) run.note = change.at("note").get<std::string>();
+  if (change.contains("kept")) run.kept = change.at("kept").get<bool>();
+  if (change.contains("decisions")) run.decisions.merge_patch(change.at("decisions"));
+  if (change.contains("decisions") || !run.name.empty() || !run.note.empty()) run.kept = true;
+  PublishRun(run);
+  Save();
+}
+
+void PageSession::DeleteRun(int id) {
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
+  if (run.status == "running" && worker_)
+    worker_->Send(JsonText({{"op", "cancel"}, {"target", run.request}}), [](const Frame&) {});
+  std::erase_if(runs_, [&](const auto& one) { return one.get() == &run; });
+  Publish("runDeleted", {{"run", id}});
+  Save();
+}
+
+std::string PageSession::Report(int id) {
+  const std::lock_guard lock(mutex_);
+  const Run& run = FindRun(id);
+  if (run.report.empty()) throw RunError("The run has no result yet.");
+  return run.report;
+}
+
+// --- Bins
+
+SavedBins& PageSession::BinsOf(Run& run) {
+  if (run.analysis != "screen")
+    throw UsageError("A run of feature-selection has no bins; screen makes them.");
+  if (!run.bins) {
+    if (run.binsText.empty()) throw RunError("The counts of the bins are still being made.");
+    run.bins = std::make_unique<SavedBins>(ParseBinsJson(run.binsText, "the bins"));
+    run.binsText.clear();
+  }
+  return *run.bins;
+}
+
+EditedBins& PageSession::FindEdited(Run& run, const std::string& response, const std::string& predictor) {
+  const auto key = std::make_pair(response, predictor);
+  const auto at = run.edited.find(key);
+  if (at != run.edited.end()) return at->second;
+  EditedBins edited(BinsOf(run), response, predictor);
+  if (run.edits.contains(response) && run.edits.at(response).contains(predictor)) {
+    for (const Json& edit : run.edits.at(response).at(predictor)) {
+      try {
+        edited.Apply(edit.dump());
+      } catch (const DataError& error) {  // the data have changed since
+        run.notices.push_back("An edit of " + predictor + " no longer fits its bins: " + error.what());
+        break;
+      }
+    }
+  }
+  return run.edited.emplace(key, std::move(edited)).first->second;
+}
+
+std::string PageSession::Bins(int id, const std::string& response, const std::string& predictor) {
+  const std::lock_guard lock(mutex_);
+  return FindEdited(FindRun(id), response, predictor).PanelJson();
+}
+
+std::string PageSession::EditBins(int id, const Json& request) {
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
+  const std::string response = request.at("response").get<std::string>();
+  const std::string predictor = request.at("predictor").get<std::string>();
+  EditedBins& edited = FindEdited(run, response, predictor);
+  if (request.contains("preview")) return edited.PreviewJson(request.at("preview").dump());
+  const Json* decision = nullptr;
+  if (run.decisions.contains(response) && run.decisions.at(response).contains(predictor))
+    decision = &run.decisions.at(response).at(predictor);
+  if (decision != nullptr && decision->value("locked", false))
+    throw UsageError("The bins of " + predictor + " are locked; unlock them first.");
+  if (request.contains("edit")) {
+    edited.Apply(request.at("edit").dump());
+  } else if (request.contains("undo")) {
+    if (!edited.Undo()) throw UsageError("There is no edit to undo.");
+  } else if (!edited.Redo()) {
+    throw UsageError("There is no edit to redo.");
+  }
+  Json edits = Json::array();
+  for (const std::string& edit : edited.Edits()) edits.push_back(Json::parse(edit));
+  run.edits[response][predictor] = std::move(edits);
+  run.kept = true;
+  Publish("bins", {{"run", id}, {"response", response}, {"predictor", predictor}});
+  PublishRun(run);
+  Save();
+  return edited.PanelJson();
+}
+
+// The bins of a run with the edits of its predictors; acceptedOnly: of the accepted predictors.
+SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
+  SavedBins bins = BinsOf(run);
+  for (SavedResponse& response : bins.responses) {
+    const Json decisions = run.decisions.value(response.name, Json::object());
+    if (acceptedOnly) {
+      std::erase_if(response.predictors, [&](const SavedPredictor& predictor) {
+        return !decisions.value(predictor.name, Json::object()).value("accepted", false);
+      });
+    }
+    for (SavedPredictor& predictor : response.predictors) {
+      if (!run.edits.contains(response.name) || !run.edits.at(response.name).contains(predictor.name))
+        continue;
+      const EditedBins& edited = FindEdited(run, response.name, predictor.name);
+      const std::string name = predictor.name;
+      predictor = edited.Bins().responses.front().predictors.front();
+      bins.edits.insert(bins.edits.end(), edited.Bins().edits.begin(), edited.Bins().edits.end());
+    }
+  }
+  return bins;
+}
+
+// Writes the bins beside the data and returns the file, for --cut-points.
+std::string PageSession::WriteCutPoints(Run& run, bool acceptedOnly) {
+  const fs::path file =
+      data_.parent_path() / PathOf(data_.stem().string() + "_bins_" + std::to_string(run.id) + ".json");
+  WriteFileAtomically(file.string(), BinsJson(WithEdits(run, acceptedOnly)));
+  return file.string();
+}
+
+// --- Handing over
+
+Download PageSession::Export(int id, const ExportRequest& asked) {
+  std::unique_lock lock(mutex_);
+  Run& run = FindRun(id);
+  const std::string& format = asked.format;
+  const std::string stem =
+      data_.stem().string() + (run.analysis == "screen" ? "_screening" : "_feature_selection");
+  const auto bins = [&] {
+    return asked.predictor.empty() ? WithEdits(run, false)
+                                   : FindEdited(run, asked.response, asked.predictor).Bins();
+  };
+  if (format == "bins") return {BinsJson(bins()), stem + "_bins.json", "application/json"};
+  if (format == "python") return {BinsPython(bins()), stem + "_bins.py", "text/x-python"};
+  if (format == "sql") {
+    const std::vector<std::string>& names = SqlDialectNames();
+    const auto at =
+        std::find(names.begin(), names.end(), asked.dialect.empty() ? names.front() : asked.dialect);
+    if (at == names.end()) throw UsageError("There is no SQL dialect " + ShortenedText(asked.dialect) + ".");
+    std::vector<std::string> notices;
+    return {BinsSql(bins(), notices, static_cast<SqlDialect>(at - names.begin())), stem + "_bins.sql",
+            "text/plain"};
+  }
+  static const std::map<std::string, std::string> kTypes = {
+      {"html", "text/html"},
+      {"json", "application/json"},
+      {"csv", "text/csv"},
+      {"xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"}};
+  const auto type = kTypes.find(format);
+  if (type == kTypes.end()) throw UsageError("There is no format " + ShortenedText(format) + ".");
+  std::vector<std::string> words = run.words, shown = readingWords_;
+  shown.insert(shown.end(), run.shownWords.begin(), run.shownWords.end());
+  if (run.analysis == "screen" && !run.edits.empty()) {
+    const std::string option = "--cut-points=";
+    std::erase_if(words, [&](const std::string& word) { return word.starts_with(option); });
+    std::erase_if(shown, [&](const std::string& word) { return word.starts_with(option); });
+    const std::string file = WriteCutPoints(run, false);
+    words.push_back(option + file);
+    shown.push_back(option + PathOf(file).filename().string());
+  }
+  const std::string analysis = run.analysis;
+  WorkerClient* const worker = worker_.get();
+  lock.unlock();
+  if (worker == nullptr) throw RunError(error_);
+  const Json request = {
+      {"op", "export"}, {"analysis", analysis}, {"arguments", words}, {"shown", shown}, {"format", format}};
+  return {worker->Ask(JsonText(request)), stem + "." + format, type->second, format == "html"};
+}
+
+Download PageSession::Project() {
+  const std::lock_guard lock(mutex_);
+  return {JsonText(ProjectJson(), 1) + "\n", project_.filename().string(), "application/json"};
+}
+
+// --- Project file
+
+Json PageSession::ProjectJson() const {
+  Json runs = Json::array();
+  for (const auto& run : runs_) {
+    runs.push_back({{"run", run->id},
+                    {"analysis", run->analysis},
+                    {"name", run->name},
+                    {"note", run->note},
+                    {"created", run->created},
+                    {"kept", run->kept},
+                    {"options", run->options},
+                    {"cutPointsFile", run->cutPointsFile},
+                    {"command", Command(*run)},
+                    {"decisions", run->decisions},
+                    {"edits", run->edits}});
+  }
+  return {{"format", kFormat},
+          {"version", kVersion},
+          {"data", {{"file", data_.filename().string()}, {"sha256", hash_}, {"reading", readingWords_}}},
+          {"choices", choices_},
+          {"runs", runs}};
+}
+
+void PageSession::LoadProject(const fs::path& project) {
+  const std::string name = project.string();
+  const Json json = ParseOrFail(ReadWholeFile(name), name);
+  try {
+    if (json.at("format") != kFormat) throw DataError(name + " is not a project of this program.");
+    if (json.at("version").get<int>() > kVersion)
+      throw DataError(name + " comes from a newer version of this program.");
+    project_ = project;
+    const fs::path data =
+        project.parent_path() / PathOf(json.at("data").at("file").get<std::string>()).filename();
+    if (data_ == project) data_ = data;
+    if (!fs::exists(data_))
+      throw DataError("The data file " + data_.string() + " of the project " + name + " is missing.");
+    hash_ = json.at("data").value("sha256", "");
+    if (readingWords_.empty()) {
+      for (const Json& word : json.at("data").value("reading", Json::array()))
+        readingWords_.push_back(word.get<std::string>());
+    }
+    choices_ = json.at("choices");
+    for (const Json& one : json.at("runs")) {
+      auto run = std::make_unique<Run>();
+      run->id = one.at("run").get<int>();
+      lastRun_ = std::max(lastRun_, run->id);
+      run->analysis = one.at("analysis").get<std::string>();
+      run->name = one.value("name", "");
+      run->note = one.value("note", "");
+      run->created = one.value("created", "");
+      run->kept = one.value("kept", false);
+      run->options = one.at("options");
+      run->words = run->shownWords = WordsOfPage(JsonText(run->options));
+      run->cutPointsFile = PathOf(one.value("cutPointsFile", "")).filename().string();
+      AddCutPoints(*run);
+      run->decisions = one.value("decisions", Json::object());
+      run->edits = one.value("edits", Json::object());
+      run->status = "stale";
+      runs_.push_back(std::move(run));
+    }
+  } catch (const Json::exception&) {
+    throw DataError(name + " is damaged: a member is missing or has another type.");
+  }
+}
+
+void PageSession::Save() {
+  try {
+    WriteFileAtomically(project_.string(), JsonText(ProjectJson(), 1) + "\n");
+    unsaved_ = false;
+  } catch (const DataError& error) {
+    if (!unsaved_) Publish("unsaved", {{"error", error.what()}});
+    unsaved_ = true;
+  }
+}
+
+void PageSession::Publish(const char* type, Json members) {
+  members["type"] = type;
+  members["session"] = id_;
+  events_.Publish(JsonText(members));
+}
+
+}  // namespace velmora

@@ -1,0 +1,132 @@
+// One open table: its worker, what the user has chosen, the history of runs and the edited bins.
+// Everything that the user decides is kept in the project file NAME.velmora beside the data, so
+// that nothing accepted is lost when the program ends.
+//
+// Methods may be called on any thread. They return JSON texts and throw UsageError, RunError or
+// DataError with one sentence. What changes is published as events, JSON objects with "type",
+// "session" and more.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "workbench/bins/saved_bins.h"
+#include "workbench/report/json_text.h"
+#include "workbench/server/bins_panel.h"
+#include "workbench/server/event_hub.h"
+#include "workbench/server/worker_client.h"
+
+namespace velmora {
+
+struct Download {
+  std::string bytes, fileName, contentType;
+  bool isPage = false;  // to be shown in a sandbox, not saved
+};
+
+class PageSession {
+ public:
+  // data: the file, or its project file. readingWords: options that say how it is read.
+  PageSession(int id, const std::filesystem::path& data, const std::vector<std::string>& readingWords,
+              EventHub& events);
+  ~PageSession();
+
+  int Id() const { return id_; }
+  const std::filesystem::path& DataFile() const { return data_; }
+
+  // Everything that a window needs first: "data", "variables", "choices", "runs" without reports.
+  std::string Snapshot();
+  std::string Grid(const Json& block);
+  std::string Count(const Json& selection);
+
+  // patch: a JSON merge patch (RFC 7396) of the choices, which belong to the page. window: the one
+  // that has made the change, named in the event.
+  void PatchChoices(const Json& patch, const std::string& window);
+
+  // request: "analysis", "options", and optionally "replace": a run that this one replaces unless it
+  // is kept, "keepBinsOf": a run whose accepted predictors keep their bins. Returns {"run": number}.
+  std::string StartRun(const Json& request);
+  void CancelRun(int run);
+  // Computes a run of an earlier session of the program again.
+  void RepeatRun(int run);
+  // change: "name", "note", "kept", "decisions" (a merge patch: response -> predictor ->
+  // {"accepted", "locked", "comment"}).
+  void ChangeRun(int run, const Json& change);
+  void DeleteRun(int run);
+  // The JSON of the analysis.
+  std::string Report(int run);
+
+  std::string Bins(int run, const std::string& response, const std::string& predictor);
+  // request: "response", "predictor" and one of "edit", "preview" (an edit that is not kept), "undo"
+  // and "redo". Returns the panel of the bins.
+  std::string EditBins(int run, const Json& request);
+
+  struct ExportRequest {
+    std::string format;               // html, xlsx, json, csv; of a screening also bins, sql, python
+    std::string dialect;              // of SQL
+    std::string response, predictor;  // bins of this predictor alone; empty: of all
+  };
+  Download Export(int run, const ExportRequest& request);
+  Download Project();
+
+ private:
+  struct Run {
+    int id = 0;
+    std::string analysis, name, note, status, error, created;
+    std::string cutPointsFile;  // beside the data; the bins of predictors that were accepted before
+    Json options;
+    std::vector<std::string> words;       // of the options
+    std::vector<std::string> shownWords;  // of the command that repeats it
+    std::vector<std::string> notices;
+    Json decisions = Json::object();
+    Json edits = Json::object();  // response -> predictor -> list of edits
+    bool kept = false;
+    double seconds = 0;
+    std::uint64_t request = 0;  // of the worker
+    std::string report, binsText;
+    std::unique_ptr<SavedBins> bins;
+    std::map<std::pair<std::string, std::string>, EditedBins> edited;
+  };
+
+  // All private methods expect mutex_ to be held, but for those that say otherwise.
+  void StartWorker();
+  std::string Ask(const char* operation, Json request);  // locks
+  void AddCutPoints(Run& run) const;
+  void TakeUnasked(const Frame& frame);             // locks
+  void TakeRunAnswer(int run, const Frame& frame);  // locks
+  Run& FindRun(int run);
+  Run* FindRunOrNull(int run);
+  Json RunJson(const Run& run) const;
+  void Launch(Run& run);
+  EditedBins& FindEdited(Run& run, const std::string& response, const std::string& predictor);
+  SavedBins& BinsOf(Run& run);
+  SavedBins WithEdits(Run& run, bool acceptedOnly);
+  std::string WriteCutPoints(Run& run, bool acceptedOnly);
+  void Publish(const char* type, Json members);
+  void PublishRun(const Run& run);
+  void LoadProject(const std::filesystem::path& project);
+  Json ProjectJson() const;
+  void Save();
+  std::string Command(const Run& run) const;
+
+  int id_;
+  std::filesystem::path data_, project_;
+  std::vector<std::string> readingWords_;
+  EventHub& events_;
+  std::mutex mutex_;
+  std::string status_ = "loading", error_, hash_;
+  bool ending_ = false, hashChanged_ = false, unsaved_ = false;
+  int restarts_ = 0;
+  Json about_ = Json::object();  // "cases", "names", "notices"
+  std::vector<std::string> variables_;
+  Json choices_ = Json::object();
+  std::vector<std::unique_ptr<Run>> runs_;
+  int lastRun_ = 0;
+  std::unique_ptr<WorkerClient> worker_;
+  std::vector<std::unique_ptr<WorkerClient>> endedWorkers_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,31 @@
+// The process that holds a table: it reads the file, describes the variables while nothing else is
+// asked for, answers requests and forks a child for each analysis. The child shares the table's
+// memory until it writes to it, so nothing is copied, and a crash or the end of a cancelled
+// analysis touches neither the table nor other analyses.
+//
+// Requests carry a JSON object with "op":
+//   grid       row, rows, column, columns        -> GridJson
+//   count      select, exclude, weight           -> CaseCountJson
+//   hash                                         -> {"sha256"}
+//   run        analysis, arguments, bins         -> report, bins (of a screening, when asked for)
+//   export     analysis, arguments, format, shown -> the bytes of html, xlsx, csv or json; shown: the
+//              words of the command that the output says it was made by
+//   cancel     target                            ends the child of that request
+// Answers have the request's id and one of the types "result" (the last one), "error" (the last
+// one, a sentence), "report", "bins", "progress" and "line". Without a request come "loading",
+// "loaded", "failed" and "variables".
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// The words of the program that is to become a worker, before the reading options and the file.
+inline constexpr char kWorkerSwitch[] = "--worker-of-socket";
+
+// arguments: the socket's number, then the words that say how the file is read. Returns the exit
+// code.
+int RunWorker(const std::vector<std::string>& arguments);
+
+}  // namespace velmora

@@ -1,0 +1,325 @@
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/finished_run.h"
+#include "workbench/cli/repeated_command.h"
+#include "workbench/cli/run_monitor.h"
+#include "workbench/cli/screen/screen_counts.h"
+#include "workbench/cli/screen/screen_save.h"
+#include "workbench/data/measurement.h"
+#include "workbench/data/readers.h"
+#include "workbench/data/sha256.h"
+#include "workbench/documents/writers.h"
+#include "workbench/language/selection.h"
+#include "workbench/report/json_text.h"
+#include "workbench/server/channel.h"
+#include "workbench/server/table_view.h"
+#include "workbench/server/worker.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+constexpr auto kProgressInterval = std::chrono::milliseconds(60);
+constexpr int kVariablesPerMessage = 25;
+constexpr int kAllPredictors = 1 << 30;
+
+std::string SentenceJson(const std::string& sentence) { return JsonText({{"error", sentence}}); }
+
+// Sends what a thread reports to the server.
+class ChannelMonitor final : public RunMonitor {
+ public:
+  ChannelMonitor(const Channel& channel, std::uint64_t id) : channel_(channel), id_(id) {}
+  void Line(std::string_view text) override {
+    static_cast<void>(channel_.Send({"line", id_, JsonText(std::string(text))}));
+  }
+  void Progress(std::string_view caption, double fraction) override {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - last_ < kProgressInterval) return;
+    last_ = now;
+    const Json json = {{"stage", std::string(caption)}, {"fraction", fraction}};
+    static_cast<void>(channel_.Send({"progress", id_, JsonText(json)}));
+  }
+  bool IsStopped() override { return false; }  // the process of a cancelled analysis is ended
+
+ private:
+  const Channel& channel_;
+  std::uint64_t id_;
+  std::chrono::steady_clock::time_point last_;
+};
+
+// --- What children do
+
+std::unique_ptr<FinishedRun> RunRequested(const Json& request, Table table) {
+  const auto arguments = request.at("arguments").get<std::vector<std::string>>();
+  std::vector<std::string> words = arguments;
+  words.insert(words.begin(), table.fileName);
+  const std::string analysis = request.at("analysis").get<std::string>();
+  if (request.value("bins", false) && analysis == "screen") words.emplace_back("--save-chance");
+  return RunAnalysis(analysis, std::move(table), words);
+}
+
+void Analyze(const Channel& channel, const Frame& frame, const Json& request, Table table) {
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(table));
+  if (!channel.Send({"report", frame.id, run->Writers().json()})) return;
+  if (run->screening && request.value("bins", false)) {
+    const ScreenReport& report = *run->screening;
+    const Table& data = run->session.Data();
+    SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
+    AddCounts(data, SelectCases(data, {report.select, report.exclude}), run->session.WeightVariable(), bins);
+    if (!channel.Send({"bins", frame.id, BinsJson(bins)})) return;
+  }
+  static_cast<void>(channel.Send({"result", frame.id, "{}"}));
+}
+
+void Export(const Channel& channel, const Frame& frame, const Json& request, Table table) {
+  const std::string data = table.fileName;
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(table));
+  if (run->featureSelection) {
+    std::vector<std::string> words = request.at("shown").get<std::vector<std::string>>();
+    words.insert(words.begin(), PathOf(data).filename().string());
+    run->featureSelection->provenance = ProvenanceOf("feature-selection", words, data);
+  }
+  const OutputWriters writers = run->Writers();
+  const std::string format = request.at("format").get<std::string>();
+  std::string bytes, error;
+  if (format == "html") {
+    bytes = writers.page();
+  } else if (format == "json") {
+    bytes = writers.json();
+  } else if (format == "csv") {
+    bytes = writers.csv();
+  } else if (format == "xlsx") {
+    if (!WriteXlsx(writers.workbook(), bytes, error)) throw RunError(error);
+  } else {
+    throw UsageError("There is no format " + format + ".");
+  }
+  static_cast<void>(channel.Send({"result", frame.id, bytes}));
+}
+
+// Every failure becomes one sentence.
+void SendFailure(const Channel& channel, std::uint64_t id, const std::function<void()>& work) {
+  std::string sentence;
+  try {
+    return work();
+  } catch (const Cancelled&) {
+    sentence = "Cancelled.";
+  } catch (const std::bad_alloc&) {
+    sentence = "There is not enough memory for this.";
+  } catch (const Json::exception&) {
+    sentence = "The request is damaged.";
+  } catch (const std::exception& error) {
+    sentence = error.what();
+  }
+  static_cast<void>(channel.Send({"error", id, SentenceJson(sentence)}));
+}
+
+// --- The worker itself
+
+struct Child {
+  pid_t process = 0;
+  std::uint64_t request = 0;
+  Channel channel;
+  bool answered = false, cancelled = false;
+};
+
+class Worker {
+ public:
+  explicit Worker(int socket) : channel_(socket) {}
+
+  bool Load(const std::vector<std::string>& arguments) {
+    bool loaded = false;
+    const ChannelMonitor monitor(channel_, 0);
+    SendFailure(channel_, 0, [&] {
+      CommandParser parser;
+      DataOptions options;
+      options.AddTo(parser);
+      parser.Parse(arguments);
+      ReadOptions reading;
+      reading.delimiter = options.delimiter == "tab"  ? '\t'
+                          : options.delimiter.empty() ? 0
+                                                      : options.delimiter[0];
+      reading.missingTexts = SplitList(options.missingTexts);
+      reading.infer = false;  // variables are described one by one, while the page is already shown
+      reading.progress = [this, last = std::chrono::steady_clock::time_point()](double fraction) mutable {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - last < kProgressInterval) return true;
+        last = now;
+        return channel_.Send({"loading", 0, JsonText({{"fraction", fraction}})});
+      };
+      ReadReport report;
+      table_ = ReadTable(options.path, reading, &report);
+      for (const std::string& option : options.missingCodes) ApplyMissingOption(table_, option);
+      Json names = Json::array();
+      for (const Column& column : table_.columns) names.push_back(column.name);
+      loaded = channel_.Send(
+          {"loaded", 0,
+           JsonText({{"cases", table_.caseCount}, {"names", names}, {"notices", report.warnings}})});
+    });
+    return loaded;
+  }
+
+  // Until the server is gone.
+  int Serve() {
+    for (;;) {
+      std::vector<pollfd> waiting = {{channel_.Socket(), POLLIN, 0}};
+      for (const auto& [id, child] : children_) waiting.push_back({child.channel.Socket(), POLLIN, 0});
+      const bool idle = described_ == table_.VariableCount();
+      if (poll(waiting.data(), waiting.size(), idle ? -1 : 0) < 0) continue;
+      if (waiting[0].revents != 0 && !TakeRequests()) return EndChildren();
+      for (std::size_t i = 1; i < waiting.size(); ++i) {
+        if (waiting[i].revents != 0) TakeAnswers(waiting[i].fd);
+      }
+      if (!idle) DescribeSomeVariables();
+    }
+  }
+
+ private:
+  bool TakeRequests() {
+    if (!channel_.Fill()) return false;
+    while (std::optional<Frame> frame = channel_.Next()) {
+      SendFailure(channel_, frame->id, [&] { Answer(*frame); });
+    }
+    return true;
+  }
+
+  void Answer(const Frame& frame) {
+    const Json request = Json::parse(frame.payload);
+    const std::string op = request.at("op").get<std::string>();
+    const auto reply = [&](const std::string& json) {
+      static_cast<void>(channel_.Send({"result", frame.id, json}));
+    };
+    if (op == "grid") {
+      return reply(
+          GridJson(table_, {request.value("row", std::int64_t{0}), request.value("rows", std::int64_t{0}),
+                            request.value("column", 0), request.value("columns", 0)}));
+    }
+    if (op == "count") {
+      const std::string weight = request.value("weight", "");
+      return reply(CaseCountJson(table_, request.value("select", ""), request.value("exclude", ""),
+                                 weight.empty() ? 0 : NamedVariable(table_, "--weight", weight)));
+    }
+    if (op == "cancel") return Cancel(request.at("target").get<std::uint64_t>());
+    if (op == "hash") {
+      return Fork(frame, [this](const Channel& channel, const Frame& asked) {
+        static_cast<void>(
+            channel.Send({"result", asked.id, JsonText({{"sha256", Sha256OfFile(table_.fileName)}})}));
+      });
+    }
+    if (op == "run" || op == "export") {
+      return Fork(frame, [this, &request, &op](const Channel& channel, const Frame& asked) {
+        if (op == "run") return Analyze(channel, asked, request, std::move(table_));
+        Export(channel, asked, request, std::move(table_));
+      });
+    }
+    throw RunError("There is no operation " + op + ".");
+  }
+
+  // Runs work in a child that ends afterwards. This process has one thread, so the child starts in
+  // a sound state.
+  void Fork(const Frame& frame, const std::function<void(const Channel&, const Frame&)>& work) {
+    const SocketPair ends = MakeSocketPair();
+    const pid_t process = fork();
+    if (process == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      for (const auto& [id, child] : children_) close(child.channel.Socket());
+      close(channel_.Socket());
+      close(ends.ours);
+      const Channel channel(ends.theirs);
+      ChannelMonitor monitor(channel, frame.id);
+      const MonitoredThread monitored(monitor);
+      SendFailure(channel, frame.id, [&] { work(channel, frame); });
+      _exit(kExitDone);
+    }
+    close(ends.theirs);
+    Channel channel(ends.ours);
+    if (process < 0) throw RunError("The system starts no further process.");
+    children_.emplace(ends.ours, Child{process, frame.id, std::move(channel)});
+  }
+
+  void TakeAnswers(int socket) {
+    const auto at = children_.find(socket);
+    if (at == children_.end()) return;
+    Child& child = at->second;
+    if (child.channel.Fill()) {
+      while (std::optional<Frame> frame = child.channel.Next()) {
+        if (frame->type == "result" || frame->type == "error") child.answered = true;
+        static_cast<void>(channel_.Send(*frame));
+      }
+      return;
+    }
+    int status = 0;
+    while (waitpid(child.process, &status, 0) < 0 && errno == EINTR) continue;
+    if (!child.answered) {
+      const std::string sentence =
+          child.cancelled
+              ? "Cancelled."
+              : "The analysis ended unexpectedly" +
+                    (WIFSIGNALED(status) ? " (signal " + std::to_string(WTERMSIG(status)) + ")" : "") +
+                    ". The data and all other results are unchanged.";
+      static_cast<void>(channel_.Send({"error", child.request, SentenceJson(sentence)}));
+    }
+    children_.erase(at);
+  }
+
+  void Cancel(std::uint64_t request) {
+    for (auto& [socket, child] : children_) {
+      if (child.request != request || child.answered) continue;
+      child.cancelled = true;
+      kill(child.process, SIGKILL);
+    }
+  }
+
+  int EndChildren() {
+    for (auto& [socket, child] : children_) kill(child.process, SIGKILL);
+    return kExitDone;
+  }
+
+  void DescribeSomeVariables() {
+    const int last = std::min(described_ + kVariablesPerMessage, table_.VariableCount());
+    const auto start = std::chrono::steady_clock::now();
+    std::string list;
+    do {
+      const VariableProfile profile = ProfileVariable(table_, ++described_);
+      Column& column = table_.Variable(described_);
+      column.measurement = profile.measurement;
+      column.measurementReason = profile.measurementReason;
+      column.role = profile.role;
+      column.roleReason = profile.roleReason;
+      list += (list.empty() ? "" : ",") + VariableViewJson(table_, profile);
+    } while (described_ < last && std::chrono::steady_clock::now() - start < kProgressInterval);
+    static_cast<void>(channel_.Send({"variables", 0, "[" + list + "]"}));
+  }
+
+  Channel channel_;
+  Table table_;
+  int described_ = 0;              // variables, from the first
+  std::map<int, Child> children_;  // by the socket
+};
+
+}  // namespace
+
+int RunWorker(const std::vector<std::string>& arguments) {
+  // Ctrl-C of the terminal is for the server, which ends its workers.
+  signal(SIGINT, SIG_IGN);
+  signal(SIGHUP, SIG_IGN);
+  Worker worker(std::stoi(arguments.at(0)));
+  if (!worker.Load({arguments.begin() + 1, arguments.end()})) return kExitFailed;
+  return worker.Serve();
+}
+
+}  // namespace velmora

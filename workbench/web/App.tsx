@@ -1,0 +1,128 @@
+// The frame of the page: what is open, the four views, light and dark.
+import { useEffect, useState } from "preact/hooks";
+import { BinsView } from "./BinsView";
+import { Grid } from "./Grid";
+import { History } from "./History";
+import { formatCount } from "./logic";
+import { OptionsPanel, Selection } from "./OptionsPanel";
+import { Picker } from "./Picker";
+import { Ranking } from "./Ranking";
+import { openSession, setState, show, useStore, type View } from "./store";
+import { VariableList } from "./VariableList";
+
+const views: [View, string][] = [
+  ["data", "Data"],
+  ["rank", "Ranking"],
+  ["bins", "Bins"],
+  ["history", "History"],
+];
+
+function useTheme(): [string, () => void] {
+  const [theme, setTheme] = useState(localStorage.getItem("velmora-theme") ?? "");
+  useEffect(() => {
+    document.documentElement.dataset["theme"] = theme;
+    localStorage.setItem("velmora-theme", theme);
+  }, [theme]);
+  const isDark = theme === "dark" || (theme === "" && matchMedia("(prefers-color-scheme: dark)").matches);
+  return [isDark ? "dark" : "light", () => setTheme(isDark ? "light" : "dark")];
+}
+
+export function App() {
+  const { snapshot, view, message, connected, stopped, loading, sessions, session } = useStore();
+  const [theme, switchTheme] = useTheme();
+  useEffect(() => {
+    const onKey = (event: KeyboardEvent) => {
+      const number = ["1", "2", "3", "4"].indexOf(event.key);
+      if (event.altKey && number >= 0) {
+        event.preventDefault();
+        show(views[number]?.[0] ?? "data");
+      } else if ((event.ctrlKey || event.metaKey) && event.key === "o") {
+        event.preventDefault();
+        setState({ picker: true });
+      }
+    };
+    addEventListener("keydown", onKey);
+    return () => removeEventListener("keydown", onKey);
+  }, []);
+  return (
+    <>
+      <header class="top">
+        <h1>Velmora</h1>
+        {sessions.length > 1 && (
+          <select aria-label="Open data files" value={String(session)} onChange={(event) => void openSession(Number(event.currentTarget.value))}>
+            {sessions.map((one) => (
+              <option key={one.session} value={String(one.session)}>
+                {one.file}
+              </option>
+            ))}
+          </select>
+        )}
+        {sessions.length <= 1 && <strong>{snapshot?.file}</strong>}
+        {snapshot?.status === "loaded" && (
+          <span class="soft wide">
+            {formatCount(snapshot.data.cases)} cases, {formatCount(snapshot.data.names?.length)} variables
+          </span>
+        )}
+        <nav aria-label="Views">
+          {views.map(([name, title], index) => (
+            <button key={name} type="button" aria-current={view === name ? "page" : undefined} title={`Alt+${index + 1}`} onClick={() => show(name)}>
+              {title}
+            </button>
+          ))}
+        </nav>
+        <button type="button" onClick={() => setState({ picker: true })} title="Ctrl+O">
+          Open
+        </button>
+        <button type="button" onClick={switchTheme} aria-label={theme === "dark" ? "Light colours" : "Dark colours"}>
+          {theme === "dark" ? "☀" : "☾"}
+        </button>
+      </header>
+      <div class="message" role="alert">
+        {stopped
+          ? "The workbench has ended. What you decided is kept in the project beside the data."
+          : !connected && snapshot
+            ? "The connection to the workbench is lost; it is tried again."
+            : message}
+        {message && connected && !stopped && (
+          <button type="button" aria-label="Close the message" onClick={() => setState({ message: "" })}>
+            ×
+          </button>
+        )}
+      </div>
+      {snapshot?.status === "loading" && (
+        <div class="loading" role="status">
+          <progress aria-label="Reading the file" value={loading} max={1} /> Reading {snapshot.file}
+        </div>
+      )}
+      <main class={view}>
+        {snapshot?.status === "loaded" && (
+          <>
+            {(view === "data" || view === "rank") && <VariableList />}
+            {view === "data" && (
+              <div class="data-view">
+                <div class="above">
+                  <Selection />
+                </div>
+                <Grid />
+              </div>
+            )}
+            {view === "rank" && (
+              <>
+                <OptionsPanel analysis="feature-selection" />
+                <Ranking />
+              </>
+            )}
+            {view === "bins" && (
+              <>
+                <OptionsPanel analysis="screen" />
+                <BinsView />
+              </>
+            )}
+            {view === "history" && <History />}
+          </>
+        )}
+      </main>
+      <Picker />
+    </>
+  );
+}

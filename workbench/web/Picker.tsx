@@ -1,0 +1,72 @@
+// Chooses a data file among the folders that were opened.
+import { useEffect, useRef, useState } from "preact/hooks";
+import { get } from "./api";
+import { formatCount } from "./logic";
+import { fail, openFile, setState, useStore } from "./store";
+
+interface Listing {
+  folder: string | null;
+  parent: string | null;
+  folders: { name: string; path: string }[];
+  files: { name: string; path: string; bytes: number }[];
+}
+
+export function Picker() {
+  const { picker, snapshot } = useStore();
+  const [listing, setListing] = useState<Listing | null>(null);
+  const dialog = useRef<HTMLDialogElement>(null);
+  const go = async (folder: string) => {
+    try {
+      const found = await get<Listing>(`/api/files?folder=${encodeURIComponent(folder)}`);
+      const only = found.folders[0];
+      // A single root is opened at once.
+      if (found.folder === null && found.folders.length === 1 && only) return void (await go(only.path));
+      setListing(found);
+    } catch (error) {
+      fail(error);
+    }
+  };
+  useEffect(() => {
+    if (!picker) {
+      dialog.current?.close();
+    } else if (!dialog.current?.open) {
+      dialog.current?.showModal();
+      void go("");
+    }
+  }, [picker]);
+  return (
+    <dialog ref={dialog} aria-label="Open data" onClose={() => setState({ picker: false })}>
+      <h2>Open data</h2>
+      <p class="soft">{listing?.folder ?? "Folders"}</p>
+      <ul class="files">
+        {listing?.parent !== null && listing?.parent !== undefined && (
+          <li>
+            <button type="button" onClick={() => void go(listing.parent ?? "")}>
+              ‹ up
+            </button>
+          </li>
+        )}
+        {listing?.folders.map((one) => (
+          <li key={one.path}>
+            <button type="button" onClick={() => void go(one.path)}>
+              <b>{one.name}</b> ›
+            </button>
+          </li>
+        ))}
+        {listing?.files.map((one) => (
+          <li key={one.path}>
+            <button type="button" onClick={() => void openFile(one.path)}>
+              {one.name} <span class="soft">{formatCount(Math.ceil(one.bytes / 1024))} kB</span>
+            </button>
+          </li>
+        ))}
+      </ul>
+      {listing && listing.files.length === 0 && <p class="soft">This folder has no data files.</p>}
+      {snapshot && (
+        <button type="button" onClick={() => setState({ picker: false })}>
+          Cancel
+        </button>
+      )}
+    </dialog>
+  );
+}

@@ -1,0 +1,295 @@
+// The page's plain functions: numbers, names, options, code, places of cut points.
+import type { Analysis, BinsPanel, Choices, Options, Variable } from "./types";
+
+// --- Numbers
+
+// A number as people type it, in English or German: "1,234.5", "1.234,5", "0,05", "12 %" is 0.12.
+// decimalComma: what a single separator before exactly three digits means. Null: no number.
+export function parseNumber(text: string, decimalComma: boolean): number | null {
+  let digits = text.trim().replace(/[\s\u00a0\u202f']/g, "");
+  let scale = 1;
+  if (digits.endsWith("%")) {
+    digits = digits.slice(0, -1);
+    scale = 0.01;
+  }
+  digits = digits.replace(/^[\u2212\u2013]/, "-");
+  const comma = digits.lastIndexOf(",");
+  const point = digits.lastIndexOf(".");
+  if (comma >= 0 && point >= 0) {
+    digits = comma > point ? digits.replace(/\./g, "").replace(",", ".") : digits.replace(/,/g, "");
+  } else if (comma >= 0) {
+    const grouped = /^[-+]?[1-9]\d{0,2}(,\d{3})+$/.test(digits);
+    const several = digits.indexOf(",") !== comma;
+    digits = grouped && (several || !decimalComma) ? digits.replace(/,/g, "") : digits.replace(",", ".");
+  } else if (point >= 0 && /^[-+]?[1-9]\d{0,2}(\.\d{3})+$/.test(digits)) {
+    const several = digits.indexOf(".") !== point;
+    if (several || decimalComma) digits = digits.replace(/\./g, "");
+  }
+  if (!/^[-+]?(\d+\.?\d*|\.\d+)(e[-+]?\d+)?$/i.test(digits)) return null;
+  const value = Number(digits);
+  return Number.isFinite(value) ? (scale === 1 ? value : value / 100) : null;
+}
+
+export function usesDecimalComma(locale: string): boolean {
+  return new Intl.NumberFormat(locale).format(1.5).includes(",");
+}
+
+export function formatNumber(value: number | null | undefined, digits = 3): string {
+  if (value === null || value === undefined || !Number.isFinite(value)) return "–";
+  return value.toFixed(digits);
+}
+
+export function formatCount(value: number | null | undefined): string {
+  if (value === null || value === undefined) return "–";
+  const rounded = Number.isInteger(value) ? value : Math.round(value * 100) / 100;
+  return rounded.toLocaleString("en-US").replace(/,/g, "\u202f");
+}
+
+export function formatPercent(share: number | null | undefined, digits = 1): string {
+  return share === null || share === undefined ? "–" : `${(100 * share).toFixed(digits)}\u202f%`;
+}
+
+export function formatP(p: number | null | undefined): string {
+  if (p === null || p === undefined) return "–";
+  if (p < 1e-16) return "< 1e-16";
+  return p < 0.001 ? p.toExponential(1) : p.toFixed(3);
+}
+
+// Six significant digits at most, as short as possible.
+export function formatValue(value: number): string {
+  return String(Number(value.toPrecision(6)));
+}
+
+// The 95 % score interval of a rate (Wilson 1927, doi:10.2307/2276774).
+export function wilsonInterval(events: number, cases: number): [number, number] {
+  if (!(cases > 0)) return [0, 1];
+  const z = 1.959963984540054;
+  const rate = events / cases;
+  const denominator = 1 + (z * z) / cases;
+  const center = (rate + (z * z) / (2 * cases)) / denominator;
+  const half = (z * Math.sqrt((rate * (1 - rate)) / cases + (z * z) / (4 * cases * cases))) / denominator;
+  return [Math.max(0, center - half), Math.min(1, center + half)];
+}
+
+// --- Names
+
+// The names that a text means: a name, or a pattern with * and ?; letter case does not count.
+export function namesMatching(text: string, names: string[]): string[] {
+  const wanted = text.trim();
+  if (wanted === "") return [];
+  if (names.includes(wanted)) return [wanted];
+  const lower = wanted.toLowerCase();
+  if (!/[*?]/.test(wanted)) return names.filter((name) => name.toLowerCase() === lower);
+  const pattern = lower.replace(/[.+^${}()|[\]\\]/g, "\\$&").replace(/\*/g, ".*").replace(/\?/g, ".");
+  const expression = new RegExp(`^${pattern}$`, "s");
+  return names.filter((name) => expression.test(name.toLowerCase()));
+}
+
+// Names that contain the letters of a search, those that begin with it first.
+export function searchNames(text: string, names: string[]): string[] {
+  const lower = text.trim().toLowerCase();
+  if (lower === "") return names;
+  if (/[*?]/.test(lower)) return namesMatching(lower, names);
+  const found = names.filter((name) => name.toLowerCase().includes(lower));
+  return [
+    ...found.filter((name) => name.toLowerCase().startsWith(lower)),
+    ...found.filter((name) => !name.toLowerCase().startsWith(lower)),
+  ];
+}
+
+// The word of an expression that ends at the caret, for completing it.
+export function wordAtCaret(text: string, caret: number): { start: number; word: string } {
+  const word = /[\p{L}_][\p{L}\p{N}_.]*$/u.exec(text.slice(0, caret))?.[0] ?? "";
+  return { start: caret - word.length, word };
+}
+
+// A name as expressions take it.
+export function nameInExpression(name: string): string {
+  return /^[A-Za-z_]\w*$/.test(name) ? name : `"${name.replace(/"/g, '""')}"`;
+}
+
+// --- Choices
+
+export function measurementOf(variable: Variable, choices: Choices): string {
+  return choices.measurement?.[variable.name] ?? variable.measurement;
+}
+
+// What a variable is in the analyses.
+export function roleOf(variable: Variable, choices: Choices): "outcome" | "predictor" | "weight" | "none" {
+  if (choices.outcomes?.includes(variable.name)) return "outcome";
+  if (choices.weight === variable.name) return "weight";
+  if (choices.predictors) return choices.predictors.includes(variable.name) ? "predictor" : "none";
+  if (choices.leftOut?.includes(variable.name)) return "none";
+  return variable.role === "usable" ? "predictor" : "none";
+}
+
+// The predictors to name; null: the default of the command is meant.
+export function predictorsToName(variables: Variable[], choices: Choices): string[] | null {
+  if (!choices.predictors && !choices.leftOut?.length) return null;
+  return variables.filter((one) => roleOf(one, choices) === "predictor").map((one) => one.name);
+}
+
+export type ResponseKind = "binary" | "continuous" | "categorical";
+
+export function responseKind(variable: Variable, choices: Choices): ResponseKind {
+  if (measurementOf(variable, choices) === "continuous") return "continuous";
+  return variable.distinct === 2 && !variable.distinctIsLowerBound ? "binary" : "categorical";
+}
+
+// The codes of a binary response, as the command takes them; the bad one is the rarer one unless the user says so.
+export function codesOf(variable: Variable, choices: Choices): { good: string; bad: string } {
+  const levels = variable.histogram?.labels ?? [];
+  const common = levels[0] ?? "";
+  const rare = levels[1] ?? "";
+  const bad = choices.bad !== undefined && levels.includes(choices.bad) ? choices.bad : rare;
+  return { bad, good: bad === common ? rare : common };
+}
+
+function codeList(text: string): string[] {
+  return text.split(/[;\s]+/).filter((code) => code !== "");
+}
+
+function codesByVariable(codes: Record<string, string | null> | undefined): Record<string, string[]> | null {
+  const entries = Object.entries(codes ?? {})
+    .map(([name, text]) => [name, codeList(text ?? "")] as const)
+    .filter(([, list]) => list.length > 0);
+  return entries.length > 0 ? Object.fromEntries(entries) : null;
+}
+
+// The options of an analysis, those of the command line; null: an outcome is missing.
+export function optionsOf(analysis: Analysis, variables: Variable[], choices: Choices): Options | null {
+  const outcome = variables.find((one) => one.name === choices.outcomes?.[0]);
+  if (!outcome) return null;
+  const options: Options = {};
+  if (analysis === "feature-selection") {
+    options["dependents"] = choices.outcomes;
+  } else {
+    const kind = responseKind(outcome, choices);
+    options[`${kind}-response`] = outcome.name;
+    if (kind === "binary") {
+      const codes = codesOf(outcome, choices);
+      options["good"] = codes.good;
+      options["bad"] = codes.bad;
+    }
+  }
+  const predictors = predictorsToName(variables, choices);
+  if (predictors) options["predictors"] = predictors;
+  for (const measurement of ["continuous", "categorical"] as const) {
+    const names = Object.entries(choices.measurement ?? {}).filter(([, value]) => value === measurement);
+    if (names.length > 0) options[measurement] = names.map(([name]) => name);
+  }
+  const missing = codesByVariable(choices.missing);
+  if (missing) options["missing"] = missing;
+  if (choices.select) options["select"] = choices.select;
+  if (choices.exclude) options["exclude"] = choices.exclude;
+  if (choices.weight) options["weight"] = choices.weight;
+  const special = codesByVariable(choices.special);
+  if (special && analysis === "screen") options["special"] = special;
+  const own = analysis === "screen" ? choices.screening : choices.ranking;
+  for (const [name, value] of Object.entries(own ?? {})) {
+    if (value !== null && value !== "" && value !== false) options[name] = value;
+  }
+  return options;
+}
+
+// RFC 7396: null deletes a member.
+export function mergePatch<Target>(target: Target, patch: unknown): Target {
+  if (patch === null || typeof patch !== "object" || Array.isArray(patch)) return patch as Target;
+  const merged: Record<string, unknown> =
+    target !== null && typeof target === "object" && !Array.isArray(target) ? { ...target } : {};
+  for (const [name, value] of Object.entries(patch)) {
+    if (value === null) delete merged[name];
+    else merged[name] = mergePatch(merged[name], value);
+  }
+  return merged as Target;
+}
+
+// --- Code
+
+function pythonText(value: unknown): string {
+  if (value === true) return "True";
+  if (value === false || value === null) return value === null ? "None" : "False";
+  if (Array.isArray(value)) return `[${value.map(pythonText).join(", ")}]`;
+  if (typeof value === "object")
+    return `{${Object.entries(value as object).map(([key, one]) => `${JSON.stringify(key)}: ${pythonText(one)}`).join(", ")}}`;
+  return JSON.stringify(value);
+}
+
+// The run in the Python package.
+export function pythonCode(file: string, analysis: Analysis, options: Options): string {
+  const rest = { ...options };
+  const kinds = ["binary", "continuous", "categorical"];
+  let outcome: unknown = rest["dependents"];
+  delete rest["dependents"];
+  for (const kind of kinds) {
+    if (analysis !== "screen" || rest[`${kind}-response`] === undefined) continue;
+    outcome = rest[`${kind}-response`];
+    delete rest[`${kind}-response`];
+    if (kind !== "binary") rest["kind"] = kind;
+  }
+  const single = Array.isArray(outcome) && outcome.length === 1 ? outcome[0] : outcome;
+  const named = Object.entries(rest).map(([name, value]) => `,\n    ${name.replace(/-/g, "_")}=${pythonText(value)}`);
+  const call = analysis === "screen" ? "screen" : "rank";
+  return `import velmora\n\nresult = velmora.${call}(${pythonText(file)}, ${pythonText(single)}${named.join("")})\n`;
+}
+
+// --- Cut points
+
+// Where the cut point with this index may be moved to, ascending, with its own place among them: the last values of
+// runs of neighboring values, none of which leaves a bin empty.
+export function cutPlaces(panel: BinsPanel, index: number): number[] {
+  const cuts = panel.predictor.cutPoints ?? [];
+  const runs = panel.predictor.preBins ?? [];
+  const lower = index > 0 ? (cuts[index - 1] ?? -Infinity) : -Infinity;
+  const upper = cuts[index + 1] ?? Infinity;
+  const own = cuts[index];
+  const inside = runs.filter((run) => run.first > lower && run.last <= upper);
+  const places = inside.slice(0, -1).map((run) => run.last);
+  if (own === undefined) return places;
+  // The cut itself may have a shorter number than the value below it.
+  const below = Math.max(-Infinity, ...inside.filter((run) => run.last <= own).map((run) => run.last));
+  return places.map((place) => (place === below ? own : place));
+}
+
+// The place for a drag by a share of the width of a bar: the whole way to a neighboring bound is one bar.
+export function placeForDrag(places: number[], own: number, share: number): number {
+  const at = places.indexOf(own);
+  if (at < 0 || places.length === 0) return own;
+  const steps = share < 0 ? Math.round(share * (at + 1)) : Math.round(share * (places.length - at));
+  return places[Math.min(Math.max(at + steps, 0), places.length - 1)] ?? own;
+}
+
+// Where a bin of ordered values is best split for a look: so that both halves have about as many cases.
+export function splitPlace(panel: BinsPanel, bin: number): number | null {
+  const cuts = panel.predictor.cutPoints ?? [];
+  const lower = bin > 0 ? (cuts[bin - 1] ?? -Infinity) : -Infinity;
+  const upper = cuts[bin] ?? Infinity;
+  const inside = (panel.predictor.preBins ?? []).filter((run) => run.first > lower && run.last <= upper);
+  if (inside.length < 2) return null;
+  const casesIn = (counts: number[]) => (panel.kind === "continuous" ? (counts[0] ?? 0) : counts.reduce((a, b) => a + b, 0));
+  const total = inside.reduce((sum, run) => sum + casesIn(run.counts), 0);
+  let below = 0;
+  let best = inside[0]?.last ?? null;
+  let nearest = Infinity;
+  for (const run of inside.slice(0, -1)) {
+    below += casesIn(run.counts);
+    if (Math.abs(below - total / 2) >= nearest) continue;
+    nearest = Math.abs(below - total / 2);
+    best = run.last;
+  }
+  return best;
+}
+
+// --- Tables
+
+// Sorted copies: texts by the alphabet, numbers with those that are missing last.
+export function sortedBy<Row>(rows: Row[], key: (row: Row) => unknown, descending: boolean): Row[] {
+  const sign = descending ? -1 : 1;
+  return [...rows].sort((a, b) => {
+    const x = key(a) ?? null;
+    const y = key(b) ?? null;
+    if (x === null || y === null) return x === y ? 0 : x === null ? 1 : -1;
+    if (typeof x === "string" && typeof y === "string") return sign * x.localeCompare(y);
+    return sign * (Number(x) - Number(y));
+  });
+}

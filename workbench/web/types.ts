@@ -1,0 +1,203 @@
+// What the server sends, as its headers describe it.
+
+export interface Histogram {
+  counts: number[];
+  minimum?: number;
+  maximum?: number;
+  labels?: string[];
+  rest?: number;
+}
+
+export type Measurement = "continuous" | "categorical";
+
+export interface Variable {
+  number: number;
+  name: string;
+  longName: string;
+  type: string;
+  measurement: Measurement;
+  measurementReason: string;
+  role: string;
+  roleReason: string;
+  distinct: number;
+  distinctIsLowerBound: boolean;
+  valid: number;
+  missing: number;
+  minimum: number | null;
+  maximum: number | null;
+  labels: { value: number; label: string }[];
+  histogram?: Histogram;
+}
+
+export type Analysis = "feature-selection" | "screen";
+export type Options = Record<string, unknown>;
+
+export interface Decision {
+  accepted?: boolean;
+  locked?: boolean;
+  comment?: string;
+}
+
+export interface Run {
+  run: number;
+  analysis: Analysis;
+  name: string;
+  note: string;
+  status: "running" | "done" | "failed" | "cancelled" | "stale";
+  error: string;
+  created: string;
+  seconds: number;
+  options: Options;
+  command: string;
+  notices: string[];
+  kept: boolean;
+  decisions: Record<string, Record<string, Decision>>;
+  edits: Record<string, Record<string, unknown[]>>;
+}
+
+// What the user has chosen. It belongs to the page; the server keeps it.
+export interface Choices {
+  outcomes?: string[];
+  predictors?: string[] | null; // null: all usable variables
+  leftOut?: string[]; // usable variables that are no predictors
+  weight?: string;
+  select?: string;
+  exclude?: string;
+  measurement?: Record<string, Measurement | null>;
+  missing?: Record<string, string | null>;
+  special?: Record<string, string | null>;
+  good?: string;
+  bad?: string;
+  ranking?: Record<string, string | number | boolean | null>;
+  screening?: Record<string, string | number | boolean | null>;
+}
+
+export interface Snapshot {
+  session: number;
+  file: string;
+  path: string;
+  project: string;
+  unsaved: boolean;
+  status: "loading" | "loaded" | "failed";
+  error: string;
+  dataChanged: boolean;
+  data: { cases?: number; names?: string[]; notices?: string[] };
+  choices: Choices;
+  runs: Run[];
+  variables: Variable[];
+}
+
+export interface RankedPredictor {
+  name: string;
+  kind: string;
+  statistic: number;
+  pValue: number;
+  notComputable: boolean;
+  cases: number;
+  missingCases: number;
+  effect?: number | null;
+  effectLower?: number | null;
+  effectUpper?: number | null;
+  adjustedP?: number | null;
+  minusLog10P?: number | null;
+  betterThanChance?: boolean;
+  levels?: number;
+}
+
+export interface RankingReport {
+  run: { rankBy?: string; classic: boolean; notices: string[]; leftOut: { name: string; reason: string }[] };
+  dependents: {
+    name: string;
+    kind: string;
+    effectName?: string;
+    statisticName: string;
+    predictors: RankedPredictor[];
+    best: string[];
+    notices: string[];
+  }[];
+}
+
+export interface ScreenedPredictor {
+  name: string;
+  kind: string;
+  labels: string[];
+  informationValue: number | null;
+  outOfFoldInformationValue: number | null;
+  outOfFoldGini: number | null;
+  outOfFoldExplained: number | null;
+  cramersV: number | null;
+  rSquared: number | null;
+  pValue: number | null;
+  noBetterThanChance?: boolean | null;
+  shape?: string;
+}
+
+export interface ScreeningReport {
+  run: { notices: string[]; classic: boolean; leftOut: { name: string; reason: string }[] };
+  responses: {
+    name: string;
+    kind: "binary" | "continuous" | "categorical";
+    sortedBy: string;
+    codes: string[];
+    cases: { used: number };
+    order: string[];
+    predictors: ScreenedPredictor[];
+    failed: { name: string; reason: string }[];
+  }[];
+}
+
+export interface BinFigures {
+  cases: number;
+  share: number | null;
+  bad?: number;
+  badRate?: number | null;
+  woe?: number | null;
+  informationValue?: number | null;
+  mean?: number | null;
+  standardDeviation?: number;
+  shares?: (number | null)[];
+}
+
+export interface Level {
+  level: string | number;
+  label?: string;
+  bin: number;
+  counts?: number[];
+}
+
+export interface Worth {
+  bins: number;
+  informationValue?: number;
+  gini?: number | null;
+  explained?: number | null;
+}
+
+export interface BinsPanel {
+  response: string;
+  kind: "binary" | "continuous" | "categorical";
+  codes: string[];
+  predictor: {
+    name: string;
+    kind: "continuous" | "categorical";
+    cutPoints?: number[];
+    levels?: Level[];
+    specialCodes?: Level[];
+    missing?: { bin: number | null; counts?: number[] };
+    otherLevels?: { bin: number };
+    preBins?: { first: number; last: number; counts: number[] }[];
+    bins: { label: string; userLabel?: boolean; counts?: number[] }[];
+  };
+  figures: BinFigures[];
+  before: Worth;
+  after: Worth;
+  edits: number;
+  redo: number;
+}
+
+export type BinEdit =
+  | { operation: "merge"; bins: number[] }
+  | { operation: "split"; cutPoint: number }
+  | { operation: "move"; cutPoint: number; to: number }
+  | { operation: "group"; levels?: (string | number)[]; missing?: boolean; bins?: number[] }
+  | { operation: "label"; bins: number[]; label: string }
+  | { operation: "reset" };
