@@ -72,11 +72,7 @@ char Delimiter(const std::string& text) {
 }
 
 Table ReadFile(const DataOptions& options) {
-  ReadOptions reading;
-  reading.delimiter = Delimiter(options.delimiter);
-  reading.missingTexts = SplitList(options.missingTexts);
-  reading.part = options.part;
-  reading.infer = false;  // missing-data codes and overrides come first
+  ReadOptions reading = ReadingOptionsOf(options);
   ProgressBar bar;
   bar.Start("Reading " + (options.path.empty() ? "the query" : WithoutPassword(options.path)));
   reading.progress = [&bar](double fraction) {
@@ -109,6 +105,16 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
 }
 
 }  // namespace
+
+ReadOptions ReadingOptionsOf(const DataOptions& options) {
+  ReadOptions reading;
+  reading.threads = options.threads;
+  reading.delimiter = Delimiter(options.delimiter);
+  reading.missingTexts = SplitList(options.missingTexts);
+  reading.part = options.part;
+  reading.infer = false;  // missing-data codes and overrides come first
+  return reading;
+}
 
 Table LoadTable(const DataOptions& options) {
   options.RequireData(" after the command");

@@ -5,10 +5,14 @@
 #include <vector>
 
 #include "workbench/cli/options.h"
+#include "workbench/data/readers.h"
 #include "workbench/data/table.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
+
+// How the file is read, without inferring measurements. Throws UsageError.
+ReadOptions ReadingOptionsOf(const DataOptions& options);
 
 // The table with its missing-data codes, measurements and roles. Warnings go to standard error,
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,

@@ -30,6 +30,7 @@ Options
   --grace SECONDS       between the last window and the end (default 8)
   --missing NAME=CODE...   a number or a label that means missing in this variable
   --missing-text TEXT      a text that means missing in every variable of a text file, such as NA
+  --sheet NAME, --range A1:F99, --table NAME, --sql-from QUERY   of a workbook or a database
   --delimiter C            field separator of a text file (default: detected); tab for a tab
 )";
 

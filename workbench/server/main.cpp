@@ -42,6 +42,10 @@ int RunOpen(const std::vector<std::string>& arguments) {
     if (!value.empty()) options.readingWords.push_back(std::string(option) + "=" + value);
   };
   add("--delimiter", data.delimiter);
+  add("--sheet", data.part.sheet);
+  add("--range", data.part.range);
+  add("--table", data.part.table);
+  add("--sql-from", data.part.query);
   for (const std::string& text : data.missingTexts) add("--missing-text", text);
   for (const std::string& code : data.missingCodes) add("--missing", code);
 

@@ -31,6 +31,14 @@ Json ParseOrFail(const std::string& text, const std::string& what) {
   }
 }
 
+// Options that say how a file is read. A query could read other files, so none comes from a project.
+bool IsHarmless(const std::string& word) {
+  static constexpr std::string_view kOptions[] = {
+      "--delimiter=", "--missing-text=", "--missing=", "--sheet=", "--range=", "--table="};
+  return std::any_of(std::begin(kOptions), std::end(kOptions),
+                     [&](std::string_view option) { return word.starts_with(option); });
+}
+
 std::string Now() {
   const std::time_t now = std::time(nullptr);
   std::tm parts{};
@@ -523,8 +531,9 @@ void PageSession::LoadProject(const fs::path& project) {
       throw DataError("The data file " + data_.string() + " of the project " + name + " is missing.");
     hash_ = json.at("data").value("sha256", "");
     if (readingWords_.empty()) {
-      for (const Json& word : json.at("data").value("reading", Json::array()))
-        readingWords_.push_back(word.get<std::string>());
+      for (const Json& word : json.at("data").value("reading", Json::array())) {
+        if (IsHarmless(word.get<std::string>())) readingWords_.push_back(word.get<std::string>());
+      }
     }
     choices_ = json.at("choices");
     for (const Json& one : json.at("runs")) {

@@ -149,12 +149,8 @@ class Worker {
       DataOptions options;
       options.AddTo(parser);
       parser.Parse(arguments);
-      ReadOptions reading;
-      reading.delimiter = options.delimiter == "tab"  ? '\t'
-                          : options.delimiter.empty() ? 0
-                                                      : options.delimiter[0];
-      reading.missingTexts = SplitList(options.missingTexts);
-      reading.infer = false;  // variables are described one by one, while the page is already shown
+      // Measurements are inferred variable by variable, while the page is already shown.
+      ReadOptions reading = ReadingOptionsOf(options);
       reading.progress = [this, last = std::chrono::steady_clock::time_point()](double fraction) mutable {
         const auto now = std::chrono::steady_clock::now();
         if (now - last < kProgressInterval) return true;
