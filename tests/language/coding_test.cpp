@@ -50,6 +50,11 @@ std::string Coded(const std::string& content) {
   try {
     CodingProgram program(ParseCodingFile(content, "f"), table, notices);
     for (const Column& column : program.Run({})) text += (text.empty() ? "" : "; ") + Shown(column);
+    WorkerPool pool(3);
+    std::string shared;
+    for (const Column& column : program.Run({}, &pool))
+      shared += (shared.empty() ? "" : "; ") + Shown(column);
+    EXPECT_EQ(shared, text) << "on three threads";
   } catch (const DataError& error) {
     return error.what();
   }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <unordered_map>
 
 #include "workbench/bins/recode_file.h"
@@ -77,12 +78,38 @@ struct Level {
 
 }  // namespace
 
+namespace {
+
+std::set<std::size_t> TargetsOf(const Lookup& lookup) {
+  std::set<std::size_t> targets;
+  for (const std::vector<Assignment>& outcome : lookup.outcomes) {
+    for (const Assignment& assignment : outcome) targets.insert(assignment.target);
+  }
+  return targets;
+}
+
+}  // namespace
+
 struct CodingProgram::Compiled {
   const Table* table = nullptr;
   std::vector<Target> targets;
   std::vector<Statement> statements;
   std::vector<Level> levels;
   std::vector<double> results;  // of an expression over a block
+
+  // Every variable is made by one lookup alone.
+  bool IsIndependentLookups() const {
+    std::size_t made = 0;
+    std::set<std::size_t> all;
+    for (const Statement& statement : statements) {
+      const auto* const lookup = std::get_if<Lookup>(&statement.is);
+      if (lookup == nullptr) return false;
+      const std::set<std::size_t> own = TargetsOf(*lookup);
+      made += own.size();
+      all.insert(own.begin(), own.end());
+    }
+    return made == all.size() && made == targets.size();
+  }
 
   void RunBlock(std::vector<Statement>& body, const Mask& mask, std::size_t depth, std::int64_t first,
                 std::size_t count) {
@@ -667,18 +694,39 @@ std::vector<std::string> CodingProgram::TargetNames() const {
   return names;
 }
 
-std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progress) {
-  const std::int64_t caseCount = compiled_->table->caseCount;
-  for (Target& target : compiled_->targets)
-    target.values.assign(static_cast<std::size_t>(caseCount), kMissing);
+std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progress, WorkerPool* pool) {
+  std::vector<Target>& targets = compiled_->targets;
+  const auto clear = [&](Target& target) {
+    target.values.assign(static_cast<std::size_t>(compiled_->table->caseCount), kMissing);
+  };
   const Mask all(kBlock, 1);
-  for (std::int64_t first = 0; first < caseCount; first += static_cast<std::int64_t>(kBlock)) {
-    if (progress && !progress(static_cast<double>(first) / static_cast<double>(caseCount))) throw Cancelled();
-    const std::size_t count = std::min(kBlock, static_cast<std::size_t>(caseCount - first));
-    compiled_->RunBlock(compiled_->statements, all, 0, first, count);
+  // Calls run(first, count) for each block of cases.
+  const auto forBlocks = [&](auto run) {
+    const std::int64_t caseCount = compiled_->table->caseCount;
+    for (std::int64_t first = 0; first < caseCount; first += static_cast<std::int64_t>(kBlock))
+      run(first, std::min(kBlock, static_cast<std::size_t>(caseCount - first)));
+  };
+  std::vector<Column> columns(targets.size());
+  if (pool == nullptr || !compiled_->IsIndependentLookups()) {
+    for (Target& target : targets) clear(target);
+    forBlocks([&](std::int64_t first, std::size_t count) {
+      const double done = static_cast<double>(first) / static_cast<double>(compiled_->table->caseCount);
+      if (progress && !progress(done)) throw Cancelled();
+      compiled_->RunBlock(compiled_->statements, all, 0, first, count);
+    });
+    for (std::size_t i = 0; i < targets.size(); ++i) columns[i] = ColumnOf(targets[i]);
+    return columns;
   }
-  std::vector<Column> columns;
-  for (Target& target : compiled_->targets) columns.push_back(ColumnOf(target));
+  const auto lookUp = [&](std::size_t index, int) {
+    auto& lookup = std::get<Lookup>(compiled_->statements[index].is);
+    for (const std::size_t target : TargetsOf(lookup)) clear(targets[target]);
+    forBlocks([&](std::int64_t first, std::size_t count) {
+      if (!pool->IsStopping()) compiled_->RunLookup(lookup, all, first, count);
+    });
+    if (pool->IsStopping()) return;
+    for (const std::size_t target : TargetsOf(lookup)) columns[target] = ColumnOf(targets[target]);
+  };
+  if (!pool->Run(compiled_->statements.size(), lookUp, progress)) throw Cancelled();
   return columns;
 }
 

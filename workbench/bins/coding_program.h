@@ -27,6 +27,7 @@
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/table.h"
 #include "workbench/language/basic_program.h"
+#include "workbench/system/worker_pool.h"
 
 namespace velmora {
 
@@ -65,7 +66,9 @@ class CodingProgram {
   // A column of the table's length for each. A variable that is given texts gets codes in the byte
   // order of the texts, with the texts as labels. progress: called with the fraction done; false
   // ends the run, which then throws Cancelled.
-  std::vector<Column> Run(const std::function<bool(double)>& progress);
+  // pool: shares out the variables where each is a lookup of its own, as those of bins are; null: the
+  // calling thread does everything.
+  std::vector<Column> Run(const std::function<bool(double)>& progress, WorkerPool* pool = nullptr);
 
   // Cases of the last run with a value that the file does not cover. Missing values are counted
   // where the file is saved bins.

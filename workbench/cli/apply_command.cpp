@@ -175,13 +175,16 @@ void ReportUncovered(const CodingProgram::Uncovered& one, const CommandOptions& 
 void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& options, Table& table) {
   std::vector<Column> coded;
   std::set<std::string> reported;  // variables with values that are not covered
+  WorkerPool pool(options.data.threads);
   for (AppliedFile& file : files) {
     ProgressBar bar;
     bar.Start("Applying " + file.path);
-    std::vector<Column> columns = file.program.Run([&bar](double fraction) {
-      bar.Update(fraction);
-      return !WasInterrupted();
-    });
+    std::vector<Column> columns = file.program.Run(
+        [&bar](double fraction) {
+          bar.Update(fraction);
+          return !WasInterrupted();
+        },
+        &pool);
     bar.Finish();
     for (const CodingProgram::Uncovered& one : file.program.UncoveredCases()) {
       if (reported.insert(one.variable).second) ReportUncovered(one, options, table.fileName);

@@ -127,7 +127,8 @@ Table PrepareTable(Table table, const DataOptions& options) {
   }
   OverrideMeasurements(table, options);
   StopIfInterrupted();
-  InferMeasurements(table, [](double) { return !WasInterrupted(); });
+  InferMeasurements(
+      table, [](double) { return !WasInterrupted(); }, options.threads);
   StopIfInterrupted();
   return table;
 }

@@ -9,6 +9,7 @@
 #include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
 #include "workbench/data/unicode.h"
+#include "workbench/system/worker_pool.h"
 
 namespace velmora {
 
@@ -261,16 +262,18 @@ std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgr
   return profiles;
 }
 
-void InferMeasurements(Table& table, const ProfileProgress& progress) {
-  for (int number = 1; number <= table.VariableCount(); ++number) {
-    Check(progress, number, table);
+void InferMeasurements(Table& table, const ProfileProgress& progress, int threads) {
+  const auto infer = [&](std::size_t index, int) {
+    const int number = static_cast<int>(index) + 1;
     VariableProfile profile = Profile(table, number, false);
     Column& column = table.Variable(number);
     column.measurement = profile.measurement;
     column.measurementReason = std::move(profile.measurementReason);
     column.role = profile.role;
     column.roleReason = std::move(profile.roleReason);
-  }
+  };
+  WorkerPool pool(threads);
+  if (!pool.Run(table.columns.size(), infer, progress)) throw Cancelled();
 }
 
 namespace {

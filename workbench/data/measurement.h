@@ -62,8 +62,9 @@ using ProfileProgress = std::function<bool(double)>;
 // The profiles of all variables, in order.
 std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {});
 
-// Profiles every variable and writes measurement, role and their reasons into the columns.
-void InferMeasurements(Table& table, const ProfileProgress& progress = {});
+// Profiles every variable and writes measurement, role and their reasons into the columns. threads:
+// as of WorkerPool; each variable is one thread's.
+void InferMeasurements(Table& table, const ProfileProgress& progress = {}, int threads = 1);
 
 // Sets the measurement of the variables that texts name (names and patterns as in
 // ResolveVariables), which inference then keeps. Throws DataError for an unknown name and for a
