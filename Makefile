@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo bench test test-windows windows-zip wheel package asan clang fuzz tidy format clean setup setup-test
+.PHONY: all build demo bench bench-peers test test-windows windows-zip wheel package asan tsan clang fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 export CCACHE_SLOPPINESS := pch_defines,time_macros
@@ -23,6 +23,11 @@ demo: build
 # The benchmark program at build/bench_screen, which docs/benchmarks.md describes.
 bench: build
 	@cmake --build --preset release --target bench_screen
+
+# Ratios of one run: columns and cases, sizes, threads, and NumPy and scikit-learn where PYTHON has them.
+PYTHON ?= python3
+bench-peers: bench
+	@$(PYTHON) bench/compare.py build/bench_screen
 
 test: setup-test
 	@cmake --preset dev
@@ -56,6 +61,12 @@ asan: setup-test
 	@cmake --preset asan-ubsan
 	@cmake --build --preset asan-ubsan
 	@ctest --preset asan-ubsan
+
+# The thread sanitizer over what runs on several threads.
+tsan: setup-test
+	@cmake --preset tsan
+	@cmake --build --preset tsan
+	@for area in system ranking feature_selection screening; do build/tsan/tests/test_$$area --gtest_brief=1 || exit 1; done
 
 # A second compiler's warnings; nothing is run.
 clang: setup-test

@@ -219,7 +219,7 @@ nlohmann::json ScreeningFigures(vlm::IScreeningResults& results, int response) {
 class ScreeningJob {
  public:
   explicit ScreeningJob(const Job& job)
-      : shape_(job), withCategorical_(job.Varies("categorical")), session_(frontend_) {
+      : shape_(job), withCategorical_(job.Varies("categorical")), session_(frontend_, OptionsOf(job)) {
     const bool all = job.name == "screen_3";
     for (int i = 0; i < kDependents; ++i) wanted_[i] = all || ResponseOf(job.name) == &kResponses[i];
     Table table = ReadColumns(job, shape_, withCategorical_);
@@ -247,6 +247,12 @@ class ScreeningJob {
   }
 
  private:
+  static SessionOptions OptionsOf(const Job& job) {
+    SessionOptions options;
+    options.threads = job.threads;
+    return options;
+  }
+
   int CategoricalCount() const { return withCategorical_ ? shape_.categorical : 0; }
 
   void Screen() {
