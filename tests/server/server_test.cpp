@@ -316,7 +316,9 @@ TEST(EventHub, EachWindowGetsEveryEventAndASlowOneIsCutOff) {
   EXPECT_GT(hub.Deserted().count(), 0);
   const auto three = hub.Listen();
   EXPECT_EQ(hub.Deserted().count(), 0);
+  hub.Publish("last");
   hub.Close();
+  EXPECT_EQ(hub.Wait(*three, wait), "last");
   EXPECT_EQ(hub.Wait(*three, std::chrono::hours(1)), std::nullopt);
 }
 

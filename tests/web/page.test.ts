@@ -169,7 +169,7 @@ describe("the server", () => {
       expect((await ask(port, "/api/sessions/1/runs", headers, "POST", "{}")).status).toBe(403);
     }
     // A form of another page can send no header of its own.
-    expect((await ask(port, "/api/stop", me, "POST", "")).status).toBe(403);
+    expect((await ask(port, "/api/open", me, "POST", JSON.stringify({ path: data }))).status).toBe(403);
     const change = { ...me, "x-velmora": "1" };
 
     const outside = ["/etc", "/etc/passwd", "..", "../velmora-outside.csv", `${folder}/../velmora-outside.csv`, `${folder}x`, "a\0b", "~"];
@@ -343,7 +343,7 @@ describe("the page", () => {
     await page.getByTitle("accepted", { exact: true }).waitFor();
 
     const exited = program.ended;
-    program.process.kill("SIGKILL");
+    program.process.kill("SIGKILL"); // no chance to save anything
     await exited;
     expect(existsSync(`${data}.velmora`)).toBe(true);
     program = await open(`${data}.velmora`);
@@ -395,6 +395,7 @@ describe("the page", () => {
     await page.getByRole("button", { name: "Ranking", exact: true }).click();
     await page.getByRole("button", { name: "Rank predictors" }).click();
     await page.getByRole("table").waitFor();
+    expect(await page.evaluate(() => document.cookie)).toBe(""); // no script reads the cookie
     for (const scheme of ["light", "dark"] as const) {
       await page.emulateMedia({ colorScheme: scheme });
       for (const view of ["Data", "Ranking", "Bins", "History"]) {
@@ -409,5 +410,8 @@ describe("the page", () => {
         expect(found, `${view}, ${scheme}`).toEqual([]);
       }
     }
+    program.process.kill("SIGINT");
+    await page.getByText("The workbench has ended.").waitFor();
+    expect(await program.ended).toBe(0);
   });
 });

@@ -32,8 +32,8 @@ void EventHub::Publish(const std::string& event) {
 std::optional<std::string> EventHub::Wait(Listener& listener, std::chrono::milliseconds time) {
   std::unique_lock lock(mutex_);
   changed_.wait_for(lock, time, [&] { return closed_ || listener.cutOff || !listener.events.empty(); });
-  if (closed_ || listener.cutOff) return std::nullopt;
-  if (listener.events.empty()) return "";
+  if (listener.cutOff) return std::nullopt;
+  if (listener.events.empty()) return closed_ ? std::nullopt : std::optional<std::string>("");
   std::string event = std::move(listener.events.front());
   listener.events.pop_front();
   return event;

@@ -29,7 +29,7 @@ class EventHub {
   void Leave(const std::shared_ptr<Listener>& listener);
   void Publish(const std::string& event);
   // The next event; an empty text when none has come in time; nothing when the listener is cut off
-  // or the hub is closed.
+  // or has heard everything of a closed hub.
   std::optional<std::string> Wait(Listener& listener, std::chrono::milliseconds time);
   void Close();
 

@@ -179,7 +179,8 @@ void PageServer::Run() {
 
 void PageServer::Stop() {
   if (stopping_.exchange(true)) return;
-  events_.Close();
+  events_.Publish("{\"type\":\"stopped\"}");
+  events_.Close();  // once the windows have heard
   http_->stop();
 }
 
@@ -301,14 +302,6 @@ void PageServer::AddRoutes() {
       const int session = Open(Json::parse(request.body).at("path").get<std::string>());
       GiveJson(response, JsonText({{"session", session}}));
     });
-  });
-  http_->Post("/api/stop", [this](const Request& /*request*/, Response& response) {
-    GiveJson(response, "{}");
-    events_.Publish("{\"type\":\"stopped\"}");
-    std::thread([this] {
-      std::this_thread::sleep_for(kWatchInterval);
-      Stop();
-    }).detach();
   });
 
   const auto session = [this](auto answer) {

@@ -21,7 +21,8 @@ namespace {
 
 constexpr char kFormat[] = "velmora project";
 constexpr int kVersion = 1;
-constexpr int kMostRestarts = 3;  // of a worker that has ended by itself
+constexpr double kBinsInterval = 0.25;  // seconds between two events of new bins
+constexpr int kMostRestarts = 3;        // of a worker that has ended by itself
 
 Json ParseOrFail(const std::string& text, const std::string& what) {
   try {
@@ -257,8 +258,8 @@ void PageSession::Launch(Run& run) {
   run.notices.clear();
   run.seconds = SecondsNow();  // the start, until the run has ended
   run.report.clear();
-  run.bins.reset();
-  run.binsText.clear();
+  run.bins.clear();
+  run.hasAllBins = false;
   run.edited.clear();
   const Json request = {{"op", "run"}, {"analysis", run.analysis}, {"arguments", run.words}, {"bins", true}};
   run.request = worker_ ? worker_->Send(JsonText(request),
@@ -290,13 +291,14 @@ void PageSession::TakeRunAnswer(int id, const Frame& frame) {
     run->seconds = SecondsNow() - run->seconds;
     PublishRun(*run);
   } else if (frame.type == "bins") {
-    run->binsText = frame.payload;
+    TakeBins(*run, frame.payload);
   } else if (frame.type == "error") {
     run->error = Json::parse(frame.payload).value("error", "");
     run->status = run->error == "Cancelled." ? "cancelled" : "failed";
     run->seconds = 0;
     PublishRun(*run);
   } else if (frame.type == "result") {
+    run->hasAllBins = true;
     Publish("binsReady", {{"run", id}});
   }
 }
@@ -345,22 +347,43 @@ std::string PageSession::Report(int id) {
 
 // --- Bins
 
-SavedBins& PageSession::BinsOf(Run& run) {
+void PageSession::TakeBins(Run& run, const std::string& json) {
+  run.bins.push_back(ParseBinsJson(json, "the bins"));
+  if (run.bins.size() > 1 && SecondsNow() - binsTold_ < kBinsInterval) return;
+  binsTold_ = SecondsNow();
+  Publish("binsReady", {{"run", run.id}});
+}
+
+SavedBins PageSession::WholeBins(const Run& run) const {
   if (run.analysis != "screen")
     throw UsageError("A run of feature-selection has no bins; screen makes them.");
-  if (!run.bins) {
-    if (run.binsText.empty()) throw RunError("The counts of the bins are still being made.");
-    run.bins = std::make_unique<SavedBins>(ParseBinsJson(run.binsText, "the bins"));
-    run.binsText.clear();
+  if (!run.hasAllBins) throw RunError("The cases of the bins are still being counted.");
+  SavedBins whole;
+  for (const SavedBins& one : run.bins) {
+    const SavedResponse& response = one.responses.front();
+    whole.dataFile = one.dataFile;
+    if (whole.responses.empty() || whole.responses.back().name != response.name) {
+      whole.responses.push_back(response);
+    } else {
+      whole.responses.back().predictors.push_back(response.predictors.front());
+    }
   }
-  return *run.bins;
+  return whole;
 }
 
 EditedBins& PageSession::FindEdited(Run& run, const std::string& response, const std::string& predictor) {
   const auto key = std::make_pair(response, predictor);
   const auto at = run.edited.find(key);
   if (at != run.edited.end()) return at->second;
-  EditedBins edited(BinsOf(run), response, predictor);
+  const auto found = std::find_if(run.bins.begin(), run.bins.end(), [&](const SavedBins& one) {
+    return one.responses.front().name == response &&
+           one.responses.front().predictors.front().name == predictor;
+  });
+  if (found == run.bins.end())
+    throw RunError(run.hasAllBins ? "There are no bins of " + ShortenedText(predictor) + " for " +
+                                        ShortenedText(response) + "."
+                                  : "The cases of the bins are still being counted.");
+  EditedBins edited(*found, response, predictor);
   if (run.edits.contains(response) && run.edits.at(response).contains(predictor)) {
     for (const Json& edit : run.edits.at(response).at(predictor)) {
       try {
@@ -410,7 +433,7 @@ std::string PageSession::EditBins(int id, const Json& request) {
 
 // The bins of a run with the edits of its predictors; acceptedOnly: of the accepted predictors.
 SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
-  SavedBins bins = BinsOf(run);
+  SavedBins bins = WholeBins(run);
   for (SavedResponse& response : bins.responses) {
     const Json decisions = run.decisions.value(response.name, Json::object());
     if (acceptedOnly) {

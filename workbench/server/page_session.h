@@ -86,8 +86,9 @@ class PageSession {
     bool kept = false;
     double seconds = 0;
     std::uint64_t request = 0;  // of the worker
-    std::string report, binsText;
-    std::unique_ptr<SavedBins> bins;
+    std::string report;
+    std::vector<SavedBins> bins;  // of one predictor each, the best first; complete with the result
+    bool hasAllBins = false;
     std::map<std::pair<std::string, std::string>, EditedBins> edited;
   };
 
@@ -102,7 +103,8 @@ class PageSession {
   Json RunJson(const Run& run) const;
   void Launch(Run& run);
   EditedBins& FindEdited(Run& run, const std::string& response, const std::string& predictor);
-  SavedBins& BinsOf(Run& run);
+  SavedBins WholeBins(const Run& run) const;
+  void TakeBins(Run& run, const std::string& json);
   SavedBins WithEdits(Run& run, bool acceptedOnly);
   std::string WriteCutPoints(Run& run, bool acceptedOnly);
   void Publish(const char* type, Json members);
@@ -120,6 +122,7 @@ class PageSession {
   std::string status_ = "loading", error_, hash_;
   bool ending_ = false, hashChanged_ = false, unsaved_ = false;
   int restarts_ = 0;
+  double binsTold_ = 0;          // when windows last heard of new bins, in seconds
   Json about_ = Json::object();  // "cases", "names", "notices"
   std::vector<std::string> variables_;
   Json choices_ = Json::object();

@@ -7,7 +7,8 @@
 //   grid       row, rows, column, columns        -> GridJson
 //   count      select, exclude, weight           -> CaseCountJson
 //   hash                                         -> {"sha256"}
-//   run        analysis, arguments, bins         -> report, bins (of a screening, when asked for)
+//   run        analysis, arguments, bins         -> report; of a screening, when asked for, bins of
+//              each predictor, the best first
 //   export     analysis, arguments, format, shown -> the bytes of html, xlsx, csv or json; shown: the
 //              words of the command that the output says it was made by
 //   cancel     target                            ends the child of that request

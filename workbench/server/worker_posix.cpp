@@ -79,9 +79,18 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, Ta
   if (run->screening && request.value("bins", false)) {
     const ScreenReport& report = *run->screening;
     const Table& data = run->session.Data();
-    SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
-    AddCounts(data, SelectCases(data, {report.select, report.exclude}), run->session.WeightVariable(), bins);
-    if (!channel.Send({"bins", frame.id, BinsJson(bins)})) return;
+    const CaseBitmap selected = SelectCases(data, {report.select, report.exclude});
+    const SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
+    // One by one, the best first, so that the first can be edited while the others are counted.
+    for (const SavedResponse& response : bins.responses) {
+      for (const SavedPredictor& predictor : response.predictors) {
+        SavedResponse part = response;
+        part.predictors = {predictor};
+        SavedBins one{bins.dataFile, {std::move(part)}, {}};
+        AddCounts(data, selected, run->session.WeightVariable(), one);
+        if (!channel.Send({"bins", frame.id, BinsJson(one)})) return;
+      }
+    }
   }
   static_cast<void>(channel.Send({"result", frame.id, "{}"}));
 }
