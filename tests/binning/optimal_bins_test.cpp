@@ -9,6 +9,8 @@
 #include <random>
 #include <set>
 
+#include "workbench/binning/fold_interval.h"
+
 namespace velmora::binning {
 namespace {
 
@@ -270,6 +272,13 @@ TEST(CutBetween, IsShort) {
       {1e-300, 3e-300, 2e-300},
   };
   for (const Row& row : rows) EXPECT_EQ(CutBetween(row.last, row.first), row.cut) << row.last;
+}
+
+TEST(IntervalOfFolds, AllowsForSharedTrainingCases) {
+  // t = 2.262, (1/10 + 1/9) s^2 with s^2 = 0.1/9.
+  const Interval interval = IntervalOfFolds(0.2, {0.1, 0.3, 0.1, 0.3, 0.1, 0.3, 0.1, 0.3, 0.1, 0.3});
+  EXPECT_NEAR(interval.lower, 0.0904387, 1e-6);
+  EXPECT_NEAR(interval.upper, 0.3095613, 1e-6);
 }
 
 }  // namespace

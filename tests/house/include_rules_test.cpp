@@ -44,7 +44,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
 // base/. Layers of one row do not include each other.
 const std::vector<std::vector<std::string>> kWorkbenchLayers = {
     {"workbench/system"},     {"workbench/data"},       {"workbench/reader"},  {"workbench/language"},
-    {"workbench/bins"},       {"workbench/stats"},      {"workbench/binning"}, {"workbench/ranking"},
+    {"workbench/bins"},       {"workbench/stats"},      {"workbench/binning"}, {"workbench/evidence"}, {"workbench/ranking"},
     {"workbench/documents"},  {"workbench/automation"}, {"workbench/dialogs"}, {"workbench/python"},
     {"workbench/procedures"}, {"workbench/session"},    {"workbench/windows"}, {"workbench/report"},
     {"workbench/cli"},        {"workbench/api"},        {"workbench/server"},

@@ -7,6 +7,8 @@
 #include <limits>
 #include <numeric>
 
+#include "workbench/binning/fold_interval.h"
+
 namespace velmora::binning {
 namespace {
 
@@ -44,25 +46,6 @@ double WeightAt(const PreBinSums& sums, std::size_t bin) {
   return std::accumulate(from, from + sums.classCount, 0.0);
 }
 
-// A group for each level: those with enough weight have one each, the rare ones share the last.
-std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
-  const double least = minShare * sums.TotalWeight();
-  std::vector<int> groupOf(sums.Count(), -1);
-  groupCount = 0;
-  bool anyRare = false;
-  for (std::size_t level = 0; level < sums.Count(); ++level) {
-    if (WeightAt(sums, level) >= least) {
-      groupOf[level] = static_cast<int>(groupCount++);
-    } else {
-      anyRare = true;
-    }
-  }
-  if (!anyRare) return groupOf;
-  std::replace(groupOf.begin(), groupOf.end(), -1, static_cast<int>(groupCount));
-  ++groupCount;
-  return groupOf;
-}
-
 // Places of the groups in order of rate or mean; those without weight come first, equal ones in their order.
 std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
   std::vector<double> levels(sums.Count());
@@ -78,21 +61,37 @@ std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
   return order;
 }
 
-OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
-                      const std::function<bool()>& isCancelled) {
+// The partitions of groups in order of rate or mean, and the place of each group in that order.
+struct OrderedGroups {
+  PreBinSums sums;
+  std::vector<int> placeOf;
+  Partitions found;
+};
+
+OrderedGroups PartitionReordered(const PreBinSums& groups, const BinningRules& rules,
+                                 const std::function<bool()>& isCancelled) {
+  OrderedGroups ordered;
   const std::vector<std::size_t> order = OrderByLevel(groups);
-  std::vector<int> placeOf(order.size());
-  for (std::size_t i = 0; i < order.size(); ++i) placeOf[order[i]] = static_cast<int>(i);
-  const PreBinSums ordered = SumBins(groups, placeOf, order.size());
+  ordered.placeOf.resize(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i) ordered.placeOf[order[i]] = static_cast<int>(i);
+  ordered.sums = SumBins(groups, ordered.placeOf, order.size());
   PartitionRules partition = WithRoom(rules);
   partition.shape = Shape::kFree;  // the order makes it ascending
-  const Partitions found = FindPartitions(ordered, partition, isCancelled);
+  ordered.found = FindPartitions(ordered.sums, partition, isCancelled);
+  return ordered;
+}
+
+OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
+                      const std::function<bool()>& isCancelled) {
+  const OrderedGroups ordered = PartitionReordered(groups, rules, isCancelled);
+  const Partitions& found = ordered.found;
   if (found.byBinCount.empty()) return {};
-  const int count = ChosenCount(found, ordered, Ordering::kByResponse, rules);
+  const int count = ChosenCount(found, ordered.sums, Ordering::kByResponse, rules);
   const OptimalBins inOrder =
-      FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], order.size());
+      FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], groups.Count());
   OptimalBins bins = inOrder;
-  for (std::size_t i = 0; i < order.size(); ++i) bins.binOf[order[i]] = inOrder.binOf[i];
+  for (std::size_t g = 0; g < groups.Count(); ++g)
+    bins.binOf[g] = inOrder.binOf[static_cast<std::size_t>(ordered.placeOf[g])];
   return bins;
 }
 
@@ -185,12 +184,13 @@ class Merger {
   std::vector<int> groupOf_;
 };
 
-OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
-                           const std::function<bool()>& isCancelled) {
+// The partitions on the way from one group each to one bin. groupsAt: by number of bins.
+Partitions MergeGroups(const PreBinSums& groups, const BinningRules& rules,
+                       const std::function<bool()>& isCancelled, std::vector<std::vector<int>>& groupsAt) {
   const PartitionRules partition = WithRoom(rules);
   Merger merger(groups, partition);
   Partitions found;
-  std::vector<std::vector<int>> groupsAt(groups.Count() + 1);
+  groupsAt.resize(groups.Count() + 1);
   found.byBinCount.resize(std::min(groups.Count(), static_cast<std::size_t>(partition.maxBins)));
   while (true) {
     const std::size_t count = merger.GroupCount();
@@ -200,10 +200,17 @@ OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
       candidate.deviance = merger.Deviance();
       groupsAt[count] = merger.GroupOf();
     }
-    if (count == 1) break;
+    if (count == 1) return found;
     if (isCancelled && isCancelled()) return {};
     merger.MergeCheapest();
   }
+}
+
+OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
+                           const std::function<bool()>& isCancelled) {
+  std::vector<std::vector<int>> groupsAt;
+  const Partitions found = MergeGroups(groups, rules, isCancelled, groupsAt);
+  if (found.byBinCount.empty()) return {};
   OptimalBins bins;
   bins.count = ChosenCount(found, groups, Ordering::kByResponse, rules);
   bins.binOf = groupsAt[static_cast<std::size_t>(bins.count)];
@@ -247,8 +254,12 @@ double GiniOf(std::vector<Scored> bins) {
   return bads > 0 && goods > 0 ? 2 * concordance / (bads * goods) - 1 : 0;
 }
 
-// One fold of two classes: what the bins of the other folds are worth on its cases.
-void ValidateClasses(const PreBinSums& train, const PreBinSums& held, Validation& sum) {
+// What the bins of the other folds are worth on the cases of one.
+struct FoldFigures {
+  double informationValue = 0, gini = 0;
+};
+
+FoldFigures ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
   double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     bads += train.values[b * 2];
@@ -256,17 +267,19 @@ void ValidateClasses(const PreBinSums& train, const PreBinSums& held, Validation
     heldBads += held.values[b * 2];
     heldGoods += held.values[b * 2 + 1];
   }
-  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return;
+  FoldFigures figures;
+  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return figures;
   std::vector<Scored> scored;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
     const double half = bad > 0 && good > 0 ? 0 : 0.5;
     const double woe = bad > 0 || good > 0 ? std::log(((good + half) / goods) / ((bad + half) / bads)) : 0;
     const double heldBad = held.values[b * 2], heldGood = held.values[b * 2 + 1];
-    sum.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
+    figures.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
     scored.push_back({woe, heldBad, heldGood});
   }
-  sum.gini += GiniOf(std::move(scored));
+  figures.gini = GiniOf(std::move(scored));
+  return figures;
 }
 
 struct Errors {
@@ -330,7 +343,27 @@ void AddMissing(const MissingCases& missing, const PreBinSums& heldMissing, PreB
   AppendBin(held, heldMissing);
 }
 
+// A ratio of sums over folds; its interval is that of the linearised ratio.
+void SetExplained(const std::vector<Errors>& errors, Validation& result) {
+  Errors all;
+  for (const Errors& fold : errors) {
+    all.ofBins += fold.ofBins;
+    all.ofNone += fold.ofNone;
+  }
+  if (!(all.ofNone > 0)) return;
+  const double left = all.ofBins / all.ofNone, mean = all.ofNone / static_cast<double>(errors.size());
+  result.explained = 1 - left;
+  std::vector<double> deviations;
+  for (const Errors& fold : errors) deviations.push_back((fold.ofBins - left * fold.ofNone) / mean);
+  result.explainedInterval = IntervalOfFolds(result.explained, deviations);
+}
+
 }  // namespace
+
+BinCounts AllowedCounts(const BinningRules& rules) {
+  if (rules.exactBins > 0) return {rules.exactBins, rules.exactBins};
+  return {rules.minBins, std::max(rules.partition.maxBins, rules.minBins)};
+}
 
 PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount) {
   PreBinSums bins;
@@ -398,6 +431,74 @@ bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
   return two + std::log(2.0) < one;
 }
 
+std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
+  const double least = minShare * sums.TotalWeight();
+  std::vector<int> groupOf(sums.Count(), -1);
+  groupCount = 0;
+  bool anyRare = false;
+  for (std::size_t level = 0; level < sums.Count(); ++level) {
+    if (WeightAt(sums, level) >= least) {
+      groupOf[level] = static_cast<int>(groupCount++);
+    } else {
+      anyRare = true;
+    }
+  }
+  if (!anyRare) return groupOf;
+  std::replace(groupOf.begin(), groupOf.end(), -1, static_cast<int>(groupCount));
+  ++groupCount;
+  return groupOf;
+}
+
+double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
+                  bool categorical) {
+  Partitions found;
+  std::size_t count = values.Count();
+  if (!categorical) {
+    found = FindPartitions(values, WithRoom(rules));
+  } else {
+    const std::vector<int> groupOf = PoolRareLevels(values, rules.minLevelShare, count);
+    const PreBinSums groups = SumBins(values, groupOf, count);
+    std::vector<std::vector<int>> groupsAt;
+    found = values.classCount > 2 ? MergeGroups(groups, rules, {}, groupsAt)
+                                  : PartitionReordered(groups, rules, {}).found;
+  }
+  PreBinSums all = values;
+  all.values.insert(all.values.end(), separate.values.begin(), separate.values.end());
+  all.cases.insert(all.cases.end(), separate.cases.begin(), separate.cases.end());
+  all.squaredWeights += separate.squaredWeights;
+  const double weight = all.TotalWeight(), n = all.EffectiveCases();
+  if (!(weight > 0) || !(n > 0)) return -std::numeric_limits<double>::infinity();
+  const auto devianceOfOneBin = [](const PreBinSums& sums) {
+    PartitionRules oneBin;
+    oneBin.maxBins = 1;
+    return FindPartitions(sums, oneBin).byBinCount[0].deviance;
+  };
+  double apart = 0;  // deviance of the separate bins
+  for (std::size_t b = 0; b < separate.Count(); ++b) {
+    std::vector<int> only(separate.Count(), -1);
+    only[b] = 0;
+    apart += devianceOfOneBin(SumBins(separate, only, 1));
+  }
+  const double whole = devianceOfOneBin(all);
+  const auto fit = [&](double deviance) {
+    if (all.classCount > 0) return deviance / 2 * (n / weight);
+    return whole > 0 ? n / 2 * std::log(std::max(deviance, whole * 1e-14) / weight) : 0;
+  };
+  const double parameters = all.classCount == 0 ? 1 : all.classCount - 1;
+  const auto [least, most] = AllowedCounts(rules);
+  double best = -std::numeric_limits<double>::infinity();
+  for (std::size_t k = 1; k <= found.byBinCount.size(); ++k) {
+    const Partition& partition = found.byBinCount[k - 1];
+    const std::size_t bins = k + separate.Count();
+    if (partition.ends.empty() || bins < 2 || static_cast<int>(k) < least || static_cast<int>(k) > most)
+      continue;
+    const double choice = categorical ? LogStirling(count, k) : LogChoose(count - 1, k - 1);
+    best = std::max(best, fit(whole) - fit(partition.deviance + apart) -
+                              static_cast<double>(bins - 1) * parameters / 2 * std::log(n) - choice);
+  }
+  return best;
+}
+
 OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled) {
   const Partitions found = FindPartitions(sums, WithRoom(rules), isCancelled);
@@ -425,7 +526,8 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
 Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find,
                          const MissingCases& missing) {
   Validation result;
-  Errors errors;
+  std::vector<Errors> errors;
+  std::vector<double> informationValues, ginis;
   for (std::size_t f = 0; f < pre.folds.size(); ++f) {
     const PreBinSums& fold = pre.folds[f];
     const PreBinSums others = Without(pre.sums, fold);
@@ -435,17 +537,37 @@ Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int
     PreBinSums train = SumBins(others, binOf, count);
     PreBinSums held = SumBins(fold, binOf, count);
     if (missing.cases != nullptr) AddMissing(missing, missing.cases->folds[f], train, held);
-    if (pre.sums.classCount == 2) ValidateClasses(train, held, result);
+    if (pre.sums.classCount == 2) {
+      const FoldFigures figures = ValidateClasses(train, held);
+      informationValues.push_back(figures.informationValue);
+      ginis.push_back(figures.gini);
+      result.informationValue += figures.informationValue;
+      result.gini += figures.gini;
+    }
+    Errors& ofFold = errors.emplace_back();
     if (pre.sums.classCount == 0) {
-      AddSquaredErrors(train, held, errors);
+      AddSquaredErrors(train, held, ofFold);
     } else {
-      AddDeviances(train, held, errors);
+      AddDeviances(train, held, ofFold);
     }
   }
   result.informationValue /= kFoldCount;
   result.gini /= kFoldCount;
-  result.explained = errors.ofNone > 0 ? 1 - errors.ofBins / errors.ofNone : 0;
+  result.informationValueInterval = IntervalOfFolds(result.informationValue, informationValues);
+  result.giniInterval = IntervalOfFolds(result.gini, ginis);
+  SetExplained(errors, result);
   return result;
+}
+
+Interval IntervalOfFolds(double figure, const std::vector<double>& ofFolds) {
+  constexpr double kT = 2.2621571627409915;  // 97.5 % point of t with kFoldCount - 1 = 9 degrees of freedom
+  const auto folds = static_cast<double>(ofFolds.size());
+  if (folds < 2) return {figure, figure};
+  const double mean = std::accumulate(ofFolds.begin(), ofFolds.end(), 0.0) / folds;
+  double squares = 0;
+  for (const double value : ofFolds) squares += (value - mean) * (value - mean);
+  const double half = kT * std::sqrt((1 / folds + 1 / (folds - 1)) * squares / (folds - 1));
+  return {figure - half, figure + half};
 }
 
 double CutBetween(double last, double first) {

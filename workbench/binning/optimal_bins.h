@@ -24,6 +24,12 @@ struct BinningRules {
       0.01;  // categorical: levels below this share of the weight are pooled before the search
 };
 
+// The fewest and the most bins that the rules ask for.
+struct BinCounts {
+  int least, most;
+};
+BinCounts AllowedCounts(const BinningRules& rules);
+
 struct OptimalBins {
   std::vector<int> binOf;  // by pre-bin, from 0
   int count = 0;           // 1: no partition is better than chance; 0: cancelled
@@ -42,6 +48,22 @@ OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
 OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
                           const std::function<bool()>& isCancelled = {});
 
+// By how much the best partition that the rules allow shortens the description of the response against one bin of all
+// cases; below 0 where none does. One bin itself is not among the partitions, so random responses give all kinds of
+// gains. separate: pre-bins that are bins of their own in every partition; it may be empty. -infinity: no partition.
+double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
+                  bool categorical);
+
+// A group for each level: those with at least minShare of the weight have one each, the rare ones share the last.
+std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount);
+
+// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the 97.5 % point of t times
+// the standard error, which allows for the cases that training sets share: (1 / folds + 1 / (folds - 1)) times the
+// variance over folds (Nadeau and Bengio 2003, doi:10.1023/A:1024068626366).
+struct Interval {
+  double lower = 0, upper = 0;
+};
+
 // Figures on cases that had no part in finding the bins, by kFoldCount-fold cross-validation.
 struct Validation {
   // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the weight of evidence
@@ -51,6 +73,7 @@ struct Validation {
   // Measured response: 1 - squared error / squared error of the other folds' mean. Classes: the share of the held-out
   // deviance that the bins explain (McFadden 1974).
   double explained = 0;
+  Interval informationValueInterval, giniInterval, explainedInterval;
 };
 
 // The cases without a value of the predictor, as MakeMissingBin gives them, and the bin that they are in.

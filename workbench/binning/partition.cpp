@@ -31,6 +31,7 @@ class Runs {
     }
     total_.assign(&running_[count_ * (stride_ + 1)], &running_[count_ * (stride_ + 1)] + stride_);
     totalWeight_ = sums.TotalWeight();
+    if (totalWeight_ > 0) casesPerWeight_ = sums.EffectiveCases() / totalWeight_;
   }
 
   std::size_t Count() const { return count_; }
@@ -112,7 +113,8 @@ class Runs {
     return (goodShare - badShare) * std::log((goodCount / total_[1]) / (badCount / total_[0]));
   }
 
-  // Pearson's Chi-square of the two runs against the quantile of classes - 1 degrees of freedom.
+  // Pearson's Chi-square of the two runs, with weights that of as many effective cases, against the quantile of
+  // classes - 1 degrees of freedom.
   bool SharesDiffer(std::size_t first, std::size_t middle, std::size_t end) const {
     const double left = Weight(first, middle), right = Weight(middle, end);
     if (!(left > 0) || !(right > 0)) return false;
@@ -123,7 +125,7 @@ class Runs {
       const double difference = a * right - b * left;
       statistic += difference * difference / (left * right * (a + b));
     }
-    return statistic >= CriticalChiSquare();
+    return statistic * casesPerWeight_ >= CriticalChiSquare();
   }
 
   double CriticalChiSquare() const {
@@ -156,6 +158,7 @@ class Runs {
   std::vector<double> running_;  // (count + 1) rows of stride sums and the cases
   std::vector<double> total_;
   double totalWeight_ = 0;
+  double casesPerWeight_ = 1;  // effective cases, of all of them
   mutable double critical_ = -1;
 };
 

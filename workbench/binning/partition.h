@@ -24,7 +24,7 @@ struct PreBinSums {
   int classCount = 2;          // 0: measured response
   std::vector<double> values;  // pre-bin by pre-bin: classCount class weights, or the three moments
   std::vector<double> cases;   // unweighted cases of each pre-bin
-  double squaredWeights = 0;   // sum of w^2 over all cases; the number of cases without weights
+  double squaredWeights = 0;   // sum of w^2 over all cases; their number without weights
 
   std::size_t Stride() const { return classCount == 0 ? 3 : static_cast<std::size_t>(classCount); }
   std::size_t Count() const { return cases.size(); }

@@ -71,8 +71,9 @@ class Counter {
   }
 
   void AddTo(PreBinSums& sums, std::size_t bin, std::size_t index, double weight) const {
-    sums.cases[bin] += 1;
-    sums.squaredWeights += weight * weight;
+    const double cases = response_.weightsAreCounts ? weight : 1;
+    sums.cases[bin] += cases;
+    sums.squaredWeights += response_.weightsAreCounts ? weight : weight * weight;
     if (!response_.continuous) {
       sums.values[bin * sums.Stride() + response_.classOf[index]] += weight;
       return;

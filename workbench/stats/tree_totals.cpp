@@ -78,7 +78,9 @@ Totals MakeTotals(const TreeResponse& response, const SortedOrder& order, TreeSc
     double* squaredWeights = sortedWeights + count + 1;
     for (std::size_t i = 0; i < count; ++i) sortedWeights[i] = response.weights[cases[i]];
     RunningTotals(order, weights, [&](std::size_t i) { return sortedWeights[i]; });
-    RunningTotals(order, squaredWeights, [&](std::size_t i) { return sortedWeights[i] * sortedWeights[i]; });
+    RunningTotals(order, squaredWeights, [&](std::size_t i) {
+      return response.weightsAreCounts ? sortedWeights[i] : sortedWeights[i] * sortedWeights[i];
+    });
     totals.weights = weights;
     totals.sortedWeights = sortedWeights;
     totals.squaredWeights = squaredWeights;
