@@ -428,7 +428,7 @@ int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
       const Table& table = run.session.Data();
       SavedBins saved = SavedBinsOf(report, table, best == 0 ? kAll : best);
       AddCounts(table, SelectCases(table, {report.select, report.exclude}), run.session.WeightVariable(),
-                saved);
+                report.weights, saved);
       *bins = NewBins(result->state, std::move(saved));
     });
   });

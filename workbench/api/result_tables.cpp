@@ -43,6 +43,10 @@ Json RankingOfScreening(const Json& json) {
                   {"predictor", predictor["name"]},
                   {"bins", predictor["rows"].size()}};
       AppendFigures(predictor, row);
+      std::string warnings;
+      for (const Json& warning : predictor["warnings"])
+        warnings += (warnings.empty() ? "" : "; ") + warning["text"].get<std::string>();
+      row["warnings"] = TextOrNull(warnings);
       rows.push_back(std::move(row));
     }
   }

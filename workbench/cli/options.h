@@ -98,6 +98,7 @@ struct DataOptions {
 struct CaseOptions {
   std::string select, exclude;
   std::string weight;
+  std::string count;          // --count, of the commands that have it here
   bool roundWeights = false;  // --round-weights, of the commands that have it
   bool rawWeights = false;    // --raw-weights: as the file has them, not relative to their mean
 

@@ -72,17 +72,22 @@ int NumberVariable(const Table& table, const std::string& option, const std::str
   return number;
 }
 
-void CheckWeights(const Column& weights, bool any) {
+void CheckWeights(const Column& weights, const std::string& option, bool any) {
   const bool anyWeight = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
     return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
   });
-  if (!anyWeight) throw RunError("The weight variable " + weights.name + " is 0 or missing in every case.");
+  const bool isCount = option == "--count";
+  if (!anyWeight) {
+    throw RunError(std::string(isCount ? "The count" : "The weight") + " variable " + weights.name +
+                   " is 0 or missing in every case.");
+  }
   const auto negative = std::count_if(weights.values.begin(), weights.values.end(), [&](double value) {
     return value < 0 && !IsMissing(value, weights.missingCode);
   });
   if (negative > 0 && !any) {
-    throw UsageError("--weight: " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
-                     " a negative weight in " + weights.name + "; a weight is 0 or more.");
+    const std::string what = isCount ? "count" : "weight";
+    throw UsageError(option + ": " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
+                     " a negative " + what + " in " + weights.name + "; a " + what + " is 0 or more.");
   }
   if (negative > 0) {
     Warn(Counted(static_cast<std::size_t>(negative), "case has", "cases have") + " a negative weight in " +
@@ -154,8 +159,14 @@ int ChooseWeight(const Table& table, const std::string& name, bool any) {
     return 0;
   }
   const int weight = NumberVariable(table, "--weight", name);
-  CheckWeights(table.Variable(weight), any);
+  CheckWeights(table.Variable(weight), "--weight", any);
   return weight;
+}
+
+int ChooseCount(const Table& table, const std::string& name) {
+  const int count = NumberVariable(table, "--count", name);
+  CheckWeights(table.Variable(count), "--count", false);
+  return count;
 }
 
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,

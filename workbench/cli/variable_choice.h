@@ -25,6 +25,8 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
 // The variable of --weight, 0 when name is empty. any: weights below 0 are only warned of, as the
 // module takes them. Throws UsageError, and RunError when no case has a weight.
 int ChooseWeight(const Table& table, const std::string& name, bool any);
+// The variable of --count, likewise.
+int ChooseCount(const Table& table, const std::string& name);
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical);
 

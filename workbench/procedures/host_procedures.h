@@ -22,6 +22,7 @@
 #include "contract/procedures.h"
 #include "contract/screening_results.h"
 #include "workbench/binning/optimal_bins.h"
+#include "workbench/binning/search_record.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/sheet.h"
 
@@ -41,6 +42,13 @@ struct UserBins {
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 
+// What the weight variable of an analysis means.
+enum class WeightMeaning {
+  kAsGiven,   // the sum of the weights is the number of cases
+  kSampling,  // relative to their mean over the cases of a response, so that their unit does not matter
+  kCounts,    // a row stands for so many equal cases
+};
+
 // Optimal bins in place of trees, and what else an analysis asks of its bins.
 struct BinningPlan {
   bool optimal = true;  // false: trees
@@ -50,7 +58,9 @@ struct BinningPlan {
   int preBins = 100;
   // Codes that are not among the values of a predictor: those of each bin, by variable number.
   std::map<int, std::vector<std::vector<double>>> specialCodes;
+  WeightMeaning weights = WeightMeaning::kAsGiven;
   vlm::ScreeningSettings screening{};  // for the module
+  binning::SearchObserver observer;
 
   const binning::BinningRules& RulesFor(int variable) const {
     const auto own = rulesOf.find(variable);

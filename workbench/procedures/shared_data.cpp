@@ -5,6 +5,7 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "workbench/binning/pre_bins.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/selection.h"
@@ -36,6 +37,21 @@ std::vector<double> CodesThatOccur(const Column& column, const stats::SortedOrde
   return codes;
 }
 
+// Divides the weights by their mean over the cases that count, which is returned.
+double TakeMeanAsUnit(stats::TreeResponse& response) {
+  double sum = 0;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < response.weights.size(); ++i) {
+    if (!binning::CountsForResponse(response, i)) continue;
+    sum += response.weights[i];
+    ++count;
+  }
+  const double unit = sum / static_cast<double>(count);
+  if (count == 0 || !(unit > 0) || !std::isfinite(unit)) return 1;
+  for (double& weight : response.weights) weight /= unit;
+  return unit;
+}
+
 }  // namespace
 
 MaskPointer HostProcedures::Shared::Selected(const TablePointer& table, const CaseSettings& cases) {
@@ -62,10 +78,11 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
                                                    const CaseSettings& cases) {
   const std::lock_guard lock(mutex_);
   UseTable(table);
+  const WeightMeaning meaning = settings.binning ? settings.binning->weights : WeightMeaning::kAsGiven;
   for (auto known = responses_.begin(); known != responses_.end(); ++known) {
     const Response& response = **known;
     if (response.variable == variable && response.continuous == continuous && response.cases == cases &&
-        (continuous || response.codes == codes)) {
+        response.weights == meaning && (continuous || response.codes == codes)) {
       responses_.splice(responses_.begin(), responses_, known);
       return responses_.front();
     }
@@ -100,6 +117,9 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
     }
     response->tree = stats::MakeClassResponse(column.values, response->codes, selected, cleanWeights);
   }
+  response->weights = meaning;
+  response->tree.weightsAreCounts = meaning == WeightMeaning::kCounts;
+  if (meaning == WeightMeaning::kSampling) response->weightUnit = TakeMeanAsUnit(response->tree);
   KeepNewest(responses_, ResponsePointer(response), kKeptResponses);
   return response;
 }

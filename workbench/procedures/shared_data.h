@@ -63,6 +63,8 @@ struct Response {
   bool continuous = false;
   std::vector<double> codes;  // classes, in the order asked for
   CaseSettings cases;
+  WeightMeaning weights = WeightMeaning::kAsGiven;
+  double weightUnit = 1;  // the weight in the table that counts as one case
   stats::TreeResponse tree;
   MaskPointer selected;
 };

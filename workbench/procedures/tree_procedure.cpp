@@ -144,8 +144,13 @@ class TreeProcedure final : public Procedure {
   stats::Tree GrowUserBins(const stats::SortedOrder& order, const UserBins& own);
   stats::Tree GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan);
   std::vector<int> BinOfValues(const stats::SortedOrder& order) const;
-  void Validate(const binning::PreBins& pre,
-                const std::function<std::vector<int>(const binning::PreBinSums&)>& find);
+  binning::Validation Validate(const binning::PreBins& pre,
+                               const std::function<std::vector<int>(const binning::PreBinSums&)>& find);
+  void Report(const binning::PreBins& pre, const stats::SortedOrder& order,
+              const binning::BinningRules* rules, const binning::Validation& validation) const;
+  std::vector<std::uint16_t> PreBinOfCases(const stats::SortedOrder& order,
+                                           const std::vector<int>& preBinOfValue, std::size_t count) const;
+  std::vector<int> PreBinOfValues(const binning::PreBins& pre, const stats::SortedOrder& order) const;
   void PlaceMissingCases(const stats::SortedOrder& order);
   void ReportDropped(const std::vector<stats::DroppedCut>& dropped);
 
@@ -316,7 +321,7 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
     binning::PreBins bins =
         binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), *shared_->FoldsOf(grownOn_));
     SwapTwoClasses(bins);
-    Validate(bins, [&](const binning::PreBinSums&) { return each; });
+    Report(bins, order, nullptr, Validate(bins, [&](const binning::PreBinSums&) { return each; }));
     tree = std::move(tree_);
   }
   return tree;
@@ -341,10 +346,11 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
   const binning::OptimalBins found = find(pre.sums);
   fit_.mergedGreedily = found.greedy ? 1 : 0;
   fit_.shape = ShapeNumber(found.shape);
-  Validate(pre, [&](const binning::PreBinSums& sums) {
+  const binning::Validation validation = Validate(pre, [&](const binning::PreBinSums& sums) {
     shared_->Checkpoint();
     return find(sums).binOf;
   });
+  Report(pre, order, &rules, validation);
   std::vector<stats::DroppedCut> dropped;
   if (categorical_) {
     std::vector<std::vector<double>> groups(static_cast<std::size_t>(found.count));
@@ -363,8 +369,8 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
 }
 
 // What the bins are worth on other cases, and whether they say more than one bin of all cases.
-void TreeProcedure::Validate(const binning::PreBins& pre,
-                             const std::function<std::vector<int>(const binning::PreBinSums&)>& find) {
+binning::Validation TreeProcedure::Validate(
+    const binning::PreBins& pre, const std::function<std::vector<int>(const binning::PreBinSums&)>& find) {
   // Special codes are pre-bins that no search joins with others.
   binning::PreBins whole = pre;
   std::vector<binning::PreBins> specials;
@@ -401,6 +407,69 @@ void TreeProcedure::Validate(const binning::PreBins& pre,
                             return binning::MissingCasesDiffer(pre.sums, special.sums);
                           });
   fit_.noBetterThanChance = oneBin && !anyDiffers ? 1 : 0;
+  return validation;
+}
+
+// Gives the plan's observer what the search worked on. rules: null for the user's bins.
+void TreeProcedure::Report(const binning::PreBins& pre, const stats::SortedOrder& order,
+                           const binning::BinningRules* rules, const binning::Validation& validation) const {
+  const binning::SearchObserver& observer = shared_->settings.binning->observer;
+  if (!observer.take) return;
+  binning::SearchRecord record;
+  record.response = response_;
+  record.predictor = predictor_;
+  record.cases = {grownOn_, &grownOn_->tree};
+  record.categorical = categorical_;
+  record.given = rules == nullptr;
+  if (rules != nullptr) record.rules = *rules;
+  record.preBinCount = pre.Count();
+  record.separateCount = special_.size();
+  if (!missing_.empty() && MissingPlace() == vlm::kMissingOwnBin) ++record.separateCount;
+  const bool fits = record.preBinCount + record.separateCount < binning::SearchRecord::kNoPreBin;
+  if (observer.wantsPreBins && fits) {
+    const std::vector<int> ofValues = record.given ? BinOfValues(order) : PreBinOfValues(pre, order);
+    record.preBinOf = PreBinOfCases(order, ofValues, pre.Count());
+  }
+  record.validation = validation;
+  observer.take(std::move(record));
+}
+
+// preBinOfValue: of each distinct value of the order, -1 for none.
+std::vector<std::uint16_t> TreeProcedure::PreBinOfCases(const stats::SortedOrder& order,
+                                                        const std::vector<int>& preBinOfValue,
+                                                        std::size_t count) const {
+  std::vector<std::uint16_t> preBinOf(static_cast<std::size_t>(table_->caseCount),
+                                      binning::SearchRecord::kNoPreBin);
+  const auto put = [&](std::size_t index, std::size_t preBin) {
+    if (binning::CountsForResponse(grownOn_->tree, index))
+      preBinOf[index] = static_cast<std::uint16_t>(preBin);
+  };
+  for (std::size_t d = 0; d < order.DistinctCount(); ++d) {
+    if (preBinOfValue[d] < 0) continue;
+    for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at)
+      put(order.cases[static_cast<std::size_t>(at)], static_cast<std::size_t>(preBinOfValue[d]));
+  }
+  for (const SpecialBin& special : special_) {
+    for (const std::uint32_t index : special.cases) put(index, count);
+    ++count;
+  }
+  if (MissingPlace() == vlm::kMissingOwnBin) {
+    for (const std::uint32_t index : missing_) put(index, count);
+  }
+  return preBinOf;
+}
+
+// The pre-bin of each distinct value of the order, of pre-bins of neighbouring values.
+std::vector<int> TreeProcedure::PreBinOfValues(const binning::PreBins& pre,
+                                               const stats::SortedOrder& order) const {
+  std::vector<int> preBinOf(order.DistinctCount(), -1);
+  std::size_t preBin = 0;
+  for (std::size_t d = 0; d < preBinOf.size(); ++d) {
+    const double value = order.Value(Predictor().values, d);
+    while (preBin + 1 < pre.Count() && value > pre.last[preBin]) ++preBin;
+    preBinOf[d] = static_cast<int>(preBin);
+  }
+  return preBinOf;
 }
 
 // The bin of each distinct value of the order.

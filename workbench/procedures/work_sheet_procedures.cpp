@@ -90,9 +90,10 @@ class WorkSheetProcedure : public Procedure {
     if (cases_.weightVariable > 0) {
       const Column& column = table_->Variable(cases_.weightVariable);
       const MissingRange missing(column.missingCode);
+      const double unit = data_->ResponseData()->weightUnit;
       for (std::size_t i = 0; i < weights->size(); ++i) {
         const double weight = column.values[i];
-        (*weights)[i] = weight > 0 && std::isfinite(weight) && !missing.Contains(weight) ? weight : 0;
+        (*weights)[i] = weight > 0 && std::isfinite(weight) && !missing.Contains(weight) ? weight / unit : 0;
       }
     }
     for (std::size_t i = 0; mask && i < weights->size(); ++i) {

@@ -3,17 +3,20 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <set>
 
 #include "workbench/documents/page.h"
 #include "workbench/documents/page_charts.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/screen_columns.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
 
 constexpr std::size_t kMostDetail = 1600000;  // bytes of bins, roughly; the other formats hold the rest
+constexpr std::size_t kMostInHeatMap = 40;    // predictors
 constexpr int kPanelChartHeight = 330;        // pixels
 constexpr std::size_t kManyRows = 12;         // a longer table of remarks is folded away
 
@@ -114,6 +117,7 @@ class ResponseSection {
       parts.push_back(Ranking());
       section["response"] = Response();
       parts.push_back(Panels(panels, workbook, page));
+      if (response_.compared > 1) parts.push_back(HeatMap());
     } else {
       parts.push_back(PageTextPart("Ranking", "No predictor could be binned."));
     }
@@ -144,8 +148,6 @@ class ResponseSection {
   }
 
  private:
-  bool Weighted() const { return !report_.weightVariable.empty(); }
-
   std::string Kind() const {
     std::string text = std::string(ResponseKindName(response_.kind)) + " response";
     if (response_.kind == vlm::kBinaryResponse) {
@@ -187,6 +189,26 @@ class ResponseSection {
     return column;
   }
 
+  static PageJson BasisColumn(const RankingColumn& column) {
+    PageJson json = {{"title", column.title}, {"role", column.values.empty() ? "text" : "number"}};
+    if (column.kind == RankingColumn::kProbability) json["role"] = "smallest";
+    if (!column.summary.empty()) json["summary"] = column.summary;
+    const bool asText = column.kind == RankingColumn::kProbability;
+    if (!column.values.empty()) {
+      PageJson values = PageJson::array();
+      for (const double value : column.values)
+        values.push_back(std::isnan(value) ? PageJson() : Figure(value, asText ? "0.00E+00" : "0.0000"));
+      json["values"] = std::move(values);
+      if (!asText) json["decimals"] = column.kind == RankingColumn::kCount ? 0 : 4;
+    }
+    if (column.values.empty() || asText) {
+      PageJson texts = PageJson::array();
+      for (const std::string& text : column.texts) texts.push_back(Utf8Of(text));
+      json["texts"] = std::move(texts);
+    }
+    return json;
+  }
+
   PageJson Ranking() const {
     double strongest = 0;
     for (const ScreenedPredictor& predictor : response_.predictors)
@@ -219,27 +241,8 @@ class ResponseSection {
                             return PageJson(one.figures.noBetterThanChance != 0 ? "no better" : "better");
                           })}});
     }
-    columns.push_back(
-        {{"title", "Kind"},
-         {"role", "text"},
-         {"summary", "%"},
-         {"texts", Values([](const ScreenedPredictor& one) { return PageJson(PredictorKindName(one)); })}});
-    columns.push_back(
-        {{"title", "Bins"},
-         {"role", "number"},
-         {"summary", "% bins"},
-         {"values", Values([](const ScreenedPredictor& one) { return PageJson(one.bins.size()); })}});
-    columns.push_back(
-        {{"title", Weighted() ? "Weighted n" : "Cases"},
-         {"role", "number"},
-         {"summary", Weighted() ? "weighted n %" : "% cases"},
-         {"values", Values([](const ScreenedPredictor& one) { return PageJson(one.figures.validN); })}});
-    if (!Weighted()) {
-      columns.push_back(
-          {{"title", "Missing"}, {"role", "number"}, {"values", Values([&](const ScreenedPredictor& one) {
-                                                        return PageJson(std::max<std::int64_t>(
-                                                            response_.cases.used - one.figures.validN, 0));
-                                                      })}});
+    for (const RankingColumn& column : BasisColumns(report_, response_, response_.predictors.size())) {
+      if (!column.title.empty()) columns.push_back(BasisColumn(column));
     }
     return {{"type", "table"},
             {"id", id_ + "-ranking"},
@@ -247,6 +250,33 @@ class ResponseSection {
             {"look", "ranking"},
             {"rowCount", response_.predictors.size()},
             {"columns", std::move(columns)}};
+  }
+
+  // How alike the best predictors are, each against each.
+  PageJson HeatMap() const {
+    const std::size_t count = std::min(response_.compared, kMostInHeatMap);
+    PageJson names = PageJson::array(), cells = PageJson::array();
+    for (std::size_t i = 0; i < count; ++i) {
+      names.push_back(Utf8Of(DisplayLabel(response_.predictors[i].name)));
+      for (std::size_t j = 0; j < count; ++j)
+        cells.push_back(
+            PageJson::array({j, i, Figure(response_.associations[i * response_.compared + j], "0.00")}));
+    }
+    constexpr int kRowHeight = 18, kAxesHeight = 150;
+    return {{"type", "chart"},
+            {"id", id_ + "-alike"},
+            {"titles", PageJson::array({"Which predictors say the same"})},
+            {"description", "Association of the bins of each predictor with those of each other."},
+            {"height", kAxesHeight + kRowHeight * static_cast<int>(count)},
+            {"notes", PageJson::array({"Corrected Cramer's V of the bins, from 0 to 1."})},
+            {"chart",
+             {{"layout", "map"},
+              {"position", {{"title", ""}}},
+              {"depth", {{"title", ""}}},
+              {"value", {{"title", "corrected V"}}},
+              {"xTexts", names},
+              {"yTexts", names},
+              {"cells", std::move(cells)}}}};
   }
 
   bool HasClasses() const { return response_.kind == vlm::kCategoricalResponse; }
@@ -402,7 +432,7 @@ PageJson LeftOutSection(const ScreenReport& report) {
 
 PageJson Guide(const ScreenReport& report) {
   PageJson guide = PageJson::array();
-  const auto term = [&](const char* name, const char* meaning) {
+  const auto term = [&](const std::string& name, const std::string& meaning) {
     guide.push_back({{"term", name}, {"meaning", meaning}});
   };
   const auto has = [&](vlm::ResponseKind kind) {
@@ -423,6 +453,13 @@ PageJson Guide(const ScreenReport& report) {
   term("Strength",
        "The statistic that the ranking is sorted by, relative to the best predictor; for Gini, its decrease "
        "by the bins.");
+  std::set<std::string> explained;
+  for (const ScreenedResponse& response : report.responses) {
+    for (const RankingColumn& column : BasisColumns(report, response, response.predictors.size())) {
+      if (!column.title.empty() && !column.meaning.empty() && explained.insert(column.title).second)
+        term(column.title, column.meaning);
+    }
+  }
   if (has(vlm::kBinaryResponse) || has(vlm::kContinuousResponse))
     term("Shape",
          "The bins, as wide as their cases: upwards where the bad rate or the mean is above that of all "

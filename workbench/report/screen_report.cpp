@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "workbench/documents/presentation.h"
+#include "workbench/documents/texts.h"
 
 namespace velmora {
 
@@ -22,6 +23,16 @@ std::string CasesText(const ScreenedCases& cases) {
   add(cases.withoutResponse, "without a value");
   add(cases.otherCodes, "with other codes");
   return GroupedDigits(cases.used) + " used" + left;
+}
+
+std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases) {
+  const std::string used = GroupedDigits(cases.used) + (cases.used == 1 ? " case" : " cases");
+  if (!report.countVariable.empty()) return used + " count as " + ShownNumber(cases.totalWeight, "");
+  if (report.weightVariable.empty() || !(cases.effective > 0)) return "";
+  if (report.weights == WeightMeaning::kAsGiven)
+    return "weights as in the file: " + used + " count as " + ShownNumber(cases.totalWeight, "");
+  return used + " are worth " + ShownNumber(cases.effective, "0") + " (design effect " +
+         ShownNumber(static_cast<double>(cases.used) / cases.effective, "0.00") + ")";
 }
 
 const char* ResponseKindName(vlm::ResponseKind kind) {

@@ -3,12 +3,17 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "contract/screening_results.h"
+#include "workbench/binning/optimal_bins.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
+#include "workbench/procedures/host_procedures.h"
+#include "workbench/report/provenance.h"
 #include "workbench/session/analysis_notes.h"
 
 namespace velmora {
@@ -25,14 +30,38 @@ struct ScreenedBin {
   std::vector<double> counts;  // one per code of the response
 };
 
+// Why to look twice before a predictor is used.
+struct ScreenWarning {
+  const char* kind;  // in JSON: "leakage", "identifier"
+  std::string text;
+};
+
 struct ScreenedPredictor {
   std::string name;
   vlm::ScreeningPredictor figures{};
+  std::int64_t cases = 0, missing = 0;  // rows used for the response, with and without a value
   std::vector<double> cutPoints;
   std::vector<ScreenedBin> bins;
   bool missingHasOwnBin = false;      // the last of the bins holds the cases without a value alone
   ScreenedBin total;                  // all cases; its information value is the predictor's
   std::vector<ScreenedLevel> levels;  // of a categorical predictor, by rising value
+  // 95 % interval of the out-of-fold figure that the response's predictors are ranked by: information
+  // value, or share of variance or deviance explained.
+  std::optional<binning::Interval> heldOutInterval;
+  bool searched = false;  // the bins were searched for on these cases, so a test of them alone is none
+  // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
+  // tested.
+  double searchP = std::numeric_limits<double>::quiet_NaN();
+  double adjustedSearchP = std::numeric_limits<double>::quiet_NaN();
+  std::vector<ScreenWarning> warnings;
+  // Among the predictors that were compared with each other: the cluster, from 1 (0: not compared),
+  // the place of the better predictor that says the same (-1: none) with the association of their
+  // bins, and the place, from 1, in the order in which they add most, with the share that it adds.
+  int cluster = 0;
+  int sameAs = -1;
+  double sameAsV = 0;
+  int addsPlace = 0;
+  double addsShare = 0;
 
   // Whether a bin holds missing values or special codes alone: it has no place among the others.
   bool IsApart(std::size_t bin) const {
@@ -54,10 +83,19 @@ struct ScreenedCases {
   std::int64_t withoutWeight = 0;    // the weight is missing or not above 0
   std::int64_t withoutResponse = 0;  // missing
   std::int64_t otherCodes = 0;       // the response has a code that was not chosen
+  // Of the weights of those used: their sum as the file has them, and how many cases without
+  // weights the weighted ones are worth (Kish 1965, Survey Sampling, section 11.7).
+  double totalWeight = 0;
+  double effective = 0;
 };
 
 // "950 used; left out: 30 not selected, 20 without a value".
 std::string CasesText(const ScreenedCases& cases);
+
+struct ScreenReport;
+// What the weights make of the cases: "1,200 cases are worth 960 (design effect 1.25)"; empty without
+// weights.
+std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases);
 
 // The figure by which predictors are ranked.
 enum class RankBy {
@@ -84,6 +122,12 @@ struct ScreenedResponse {
   std::vector<std::string> codes;             // as outputs show them; binary: bad, good
   std::vector<ScreenedPredictor> predictors;  // best first
   std::vector<FailedPredictor> failed;
+  // The first so many predictors were compared with each other: corrected Cramer's V of their bins,
+  // row by row.
+  std::size_t compared = 0;
+  std::vector<double> associations;
+  // Those that say the same as a better one come after so many predictors and are not among the best.
+  std::optional<std::size_t> distinct;
 };
 
 // Predictors of the ranking that are better than chance, or of which that is not known; they come first.
@@ -96,13 +140,17 @@ struct ScreenReport {
   std::string dataFile;
   std::int64_t caseCount = 0;
   std::int64_t selectedCases = 0;
-  std::string weightVariable;  // empty when there is none
+  std::string weightVariable, countVariable;  // empty when there is none
+  WeightMeaning weights = WeightMeaning::kAsGiven;
+  Provenance provenance;  // empty for scripts
   std::string select, exclude;
   std::string cutPointsFile;
   bool classic = true;            // exactly as the dialogs make it
   bool optimal = false;           // optimal bins, not trees
   bool correctsPureBins = false;  // as vlm::ScreeningSettings::correctPureBins
   bool pruned = true;             // trees
+  int permutations = 0;           // of the response, for the p-values of the searches; 0: none
+  int seed = 1;                   // of their random numbers
   int best = -1;                  // predictors of each response whose bins are shown to people; -1: kBest...
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
@@ -110,6 +158,7 @@ struct ScreenReport {
 
   // How many of a response's predictors are among its best.
   static std::size_t BestOf(const ScreenedResponse& response) {
+    if (response.distinct) return *response.distinct;
     return response.savesChance ? response.predictors.size() : CountAboveChance(response);
   }
   // How many of a response's predictors are shown with their bins; otherwise: when the user gave no

@@ -1,10 +1,11 @@
 // A screening run as tables for an XLSX file: for every response the ranking, all bins, and the
 // bins of the best predictors on a sheet of their own.
 #include <algorithm>
+#include <cmath>
 
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
-#include "workbench/report/screen_report.h"
+#include "workbench/report/screen_columns.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -40,12 +41,15 @@ void Add(Workbook& workbook, std::shared_ptr<Sheet> sheet, int group, const std:
   workbook.SetName(workbook.Add(std::move(sheet), group), name);
 }
 
-void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weighted, int group) {
+void AddRanking(Workbook& workbook, const ScreenReport& report, const ScreenedResponse& response, int group) {
   const std::vector<ScreenStatistic> statistics = StatisticsOf(response);
+  const std::vector<RankingColumn> basis = BasisColumns(report, response, response.predictors.size());
+  const auto shownBasis = std::count_if(basis.begin(), basis.end(),
+                                        [](const RankingColumn& column) { return !column.title.empty(); });
   const bool anyChance = CountAboveChance(response) < response.predictors.size();
-  auto sheet =
-      std::make_shared<Sheet>(static_cast<int>(response.predictors.size()),
-                              static_cast<int>(statistics.size()) + (weighted ? 5 : 6) + (anyChance ? 1 : 0));
+  auto sheet = std::make_shared<Sheet>(
+      static_cast<int>(response.predictors.size()),
+      static_cast<int>(statistics.size()) + static_cast<int>(shownBasis) + 2 + (anyChance ? 1 : 0));
   sheet->SetTitle("Ranking of predictors: " + response.name);
   Columns columns(*sheet);
   const int rank = columns.Add("Rank", "0");
@@ -56,11 +60,23 @@ void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weigh
                            : columns.Add(statistic.header, statistic.format);
     if (firstStatistic == 0) firstStatistic = column;
   }
-  const int kind = columns.Add("Kind");
   const int chance = anyChance ? columns.Add("Better than chance") : 0;
-  const int bins = columns.Add("Bins", "0");
-  const int cases = columns.Add(weighted ? "Weighted n" : "Cases", "", NumberRole::kCount);
-  const int missing = weighted ? 0 : columns.Add("Missing", "", NumberRole::kCount);
+  for (const RankingColumn& column : basis) {
+    if (column.title.empty()) continue;
+    const int place = column.kind == RankingColumn::kCount ? columns.Add(column.title, "", NumberRole::kCount)
+                      : column.kind == RankingColumn::kNumber ? columns.Add(column.title, "0.0000")
+                      : column.kind == RankingColumn::kProbability
+                          ? columns.Add(column.title, "", NumberRole::kProbability)
+                          : columns.Add(column.title);
+    for (std::size_t i = 0; i < column.texts.size(); ++i) {
+      const int row = static_cast<int>(i) + 1;
+      if (column.values.empty()) {
+        sheet->SetText(row, place, column.texts[i]);
+      } else if (!std::isnan(column.values[i])) {
+        sheet->SetCell(row, place, column.values[i]);
+      }
+    }
+  }
   const int number = columns.Add("Variable number", "0");
   int row = 0;
   for (const ScreenedPredictor& predictor : response.predictors) {
@@ -69,13 +85,7 @@ void AddRanking(Workbook& workbook, const ScreenedResponse& response, bool weigh
     int column = firstStatistic;
     for (const ScreenStatistic& statistic : statistics)
       sheet->SetCell(row, column++, predictor.figures.*statistic.value);
-    sheet->SetText(row, kind, PredictorKindName(predictor));
     if (anyChance) sheet->SetText(row, chance, predictor.figures.noBetterThanChance != 0 ? "no" : "yes");
-    sheet->SetInteger(row, bins, static_cast<std::int64_t>(predictor.bins.size()));
-    sheet->SetInteger(row, cases, predictor.figures.validN);
-    if (missing > 0)
-      sheet->SetInteger(row, missing,
-                        std::max<std::int64_t>(response.cases.used - predictor.figures.validN, 0));
     sheet->SetInteger(row, number, predictor.figures.predictorNumber);
   }
   Add(workbook, std::move(sheet), group, "Ranking " + response.name);
@@ -209,8 +219,12 @@ std::vector<Fact> RunFacts(const ScreenReport& report) {
   if (!report.select.empty()) facts.push_back({"Only cases for which", report.select});
   if (!report.exclude.empty()) facts.push_back({"Without the cases for which", report.exclude});
   if (!report.weightVariable.empty()) facts.push_back({"Weighted by", report.weightVariable});
-  for (const ScreenedResponse& response : report.responses)
+  if (!report.countVariable.empty()) facts.push_back({"Counted by", report.countVariable});
+  for (const ScreenedResponse& response : report.responses) {
     facts.push_back({"Cases of " + response.name, CasesText(response.cases)});
+    if (std::string weights = WeightsText(report, response.cases); !weights.empty())
+      facts.push_back({"Weights of " + response.name, std::move(weights)});
+  }
   if (!report.responses.empty()) {
     const ScreenedResponse& first = report.responses.front();
     std::string text =
@@ -227,6 +241,7 @@ std::vector<Fact> RunFacts(const ScreenReport& report) {
                            : report.pruned ? "cut by trees, pruned"
                                            : "cut by trees, not pruned") +
                    (report.cutPointsFile.empty() ? "" : "; some given in " + report.cutPointsFile)});
+  AppendProvenance(report.provenance, facts);
   return facts;
 }
 
@@ -242,7 +257,7 @@ Workbook ScreenWorkbook(const ScreenReport& report) {
     if (response.kind == vlm::kBinaryResponse)
       description += ", bad: " + response.codes[0] + ", good: " + response.codes[1];
     const int group = workbook.GroupOfSubject(response.run.responseNumber, response.name, description);
-    if (!response.predictors.empty()) AddRanking(workbook, response, !report.weightVariable.empty(), group);
+    if (!response.predictors.empty()) AddRanking(workbook, report, response, group);
     AddAllBins(workbook, response, group);
     for (std::size_t i = 0; i < report.ShownOf(response, kBestInDocuments); ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];

@@ -16,8 +16,6 @@
 namespace velmora {
 namespace {
 
-constexpr int kWidestName = 48;
-
 // The meaning of a statistic after its name and a colon.
 std::string LowerFirst(std::string text) {
   text.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(text.front())));
@@ -66,29 +64,6 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   return text;
 }
 
-TextTable TableOf(const std::vector<RankingColumn>& columns, const std::vector<double>& shares,
-                  int leastImportant, bool utf8) {
-  std::vector<const RankingColumn*> shown;
-  std::vector<TextColumn> headers;
-  for (const RankingColumn& column : columns) {
-    if (column.importance > leastImportant || column.shortTitle.empty()) continue;
-    shown.push_back(&column);
-    headers.push_back({column.shortTitle, column.kind != RankingColumn::kName &&
-                                              (column.kind != RankingColumn::kText || column.title.empty())});
-  }
-  TextTable table(headers);
-  for (std::size_t row = 0; row < shares.size(); ++row) {
-    std::vector<std::string> cells;
-    for (const RankingColumn* column : shown) {
-      cells.push_back(column->kind == RankingColumn::kName
-                          ? CutToWidth(PrintableText(column->texts[row]), kWidestName, utf8 ? "…" : "~")
-                          : column->texts[row]);
-    }
-    table.AddRow(std::move(cells), shares[row]);
-  }
-  return table;
-}
-
 // The rows of the dependent that are shown, with as many columns as fit the width. Sets anyBars where
 // bars have room.
 std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
@@ -106,13 +81,12 @@ std::string DependentTable(const FeatureSelectionReport& report, const ReportedD
   std::vector<double> shares;
   for (const int index : rows) shares.push_back(largest > 0 ? strength(index) / largest : 0);
   const std::vector<RankingColumn> columns = RankingColumns(report, dependent, rows);
-  int leastImportant = kWideOnly - 1;
-  while (leastImportant > 3 && !TableOf(columns, shares, leastImportant, utf8).Fits(width)) --leastImportant;
+  int leastImportant = 0;
+  const TextTable table = TerminalTable(columns, shares, width, utf8, 3, leastImportant);
   for (const RankingColumn& column : columns) {
     if (column.importance <= leastImportant && !column.shortTitle.empty() && !column.meaning.empty())
       meanings.insert(column.shortTitle + ": " + LowerFirst(column.meaning));
   }
-  const TextTable table = TableOf(columns, shares, leastImportant, utf8);
   anyBars = anyBars || (largest > 0 && table.HasRoomForBars(width));
   return table.TextWithBars(width, utf8);
 }

@@ -47,7 +47,8 @@ constexpr NewOption kNewOptions[] = {{"--binning", false},       {"--criterion",
                                      {"--pre-bins", true},       {"--missing-bin", false},
                                      {"--special", false},       {"--pure-bin-correction", false},
                                      {"--ordinal", false},       {"--nominal", false},
-                                     {"--rank-by", false},       {"--save-chance", false}};
+                                     {"--rank-by", false},       {"--save-chance", false},
+                                     {"--count", false},         {"--permutations", true}};
 
 template <typename Pairs>
 std::vector<std::string> WordsOf(const Pairs& pairs) {
@@ -185,6 +186,7 @@ std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
   auto plan = std::make_shared<BinningPlan>();
   plan->optimal = search == 0;
   plan->preBins = preBins;
+  plan->weights = weights;
   binning::PartitionRules& partition = plan->rules.partition;
   partition.criterion = kCriteria[criterion].second;
   partition.maxBins = maxBins;

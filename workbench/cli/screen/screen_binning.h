@@ -31,6 +31,7 @@ struct BinningOptions {
   int pureBinCorrection = 0;  // 0 on, 1 off
   int rankBy = 0;             // place among the words of --rank-by
   bool saveChance = false;
+  WeightMeaning weights = WeightMeaning::kAsGiven;
 
   void AddTo(CommandParser& parser);
   // Throws UsageError for options that contradict each other or that no response of the run has.

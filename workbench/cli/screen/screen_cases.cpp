@@ -1,4 +1,5 @@
 // Counts the cases that a screening did not use, by reason.
+#include <algorithm>
 #include <cmath>
 
 #include "workbench/cli/screen/screen_run.h"
@@ -11,6 +12,25 @@ int ResponseNumber(const ScreenChoice& choice, vlm::ResponseKind kind) {
   return kind == vlm::kContinuousResponse ? choice.continuousResponse : choice.categoricalResponse;
 }
 
+// How many of the used cases have a value of each predictor. The module has counted them, too, unless
+// they have weights.
+void CountValues(const Table& table, const std::vector<std::uint8_t>& used, bool weighted,
+                 ScreenedResponse& response) {
+  for (ScreenedPredictor& predictor : response.predictors) {
+    predictor.cases = predictor.figures.validN;
+    if (weighted) {
+      const Column& column = table.Variable(predictor.figures.predictorNumber);
+      const MissingRange missing(column.missingCode);
+      predictor.cases = 0;
+      for (std::size_t i = 0; i < used.size(); ++i) {
+        const double value = column.values[i];
+        if (used[i] != 0 && !std::isnan(value) && !missing.Contains(value)) ++predictor.cases;
+      }
+    }
+    predictor.missing = std::max<std::int64_t>(response.cases.used - predictor.cases, 0);
+  }
+}
+
 }  // namespace
 
 void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
@@ -21,6 +41,8 @@ void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap
     const Column& column = table.Variable(ResponseNumber(choice, response.kind));
     const bool binary = response.kind == vlm::kBinaryResponse;
     ScreenedCases& cases = response.cases;
+    double squares = 0;
+    std::vector<std::uint8_t> used(column.values.size());
     for (std::size_t i = 0; i < column.values.size(); ++i) {
       const double value = column.values[i];
       if (!selected.Contains(static_cast<std::int64_t>(i))) {
@@ -35,8 +57,16 @@ void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap
         ++cases.otherCodes;
       } else {
         ++cases.used;
+        const double weight = weights == nullptr ? 1 : weights->values[i];
+        cases.totalWeight += weight;
+        squares += weight * weight;
+        used[i] = 1;
       }
     }
+    cases.effective = weights == nullptr || report.weights == WeightMeaning::kCounts
+                          ? cases.totalWeight
+                          : cases.totalWeight * cases.totalWeight / squares;
+    CountValues(table, used, weights != nullptr, response);
   }
 }
 

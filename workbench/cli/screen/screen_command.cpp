@@ -4,16 +4,21 @@
 #include <algorithm>
 #include <memory>
 #include <set>
+#include <tuple>
 
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/repeated_command.h"
 #include "workbench/cli/screen/screen_binning.h"
+#include "workbench/cli/screen/screen_evidence.h"
+#include "workbench/cli/screen/screen_redundancy.h"
 #include "workbench/cli/screen/screen_run.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/cli/screen/screen_special.h"
+#include "workbench/cli/screen/search_log.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/report/screen_page.h"
 #include "workbench/session/settings_script.h"
@@ -32,6 +37,8 @@ struct CommandOptions {
   SaveOptions save;
   BinningOptions binning;
   SpecialOptions special;
+  EvidenceOptions evidence;
+  RedundancyOptions redundancy;
   bool printScript = false;
 };
 
@@ -49,6 +56,22 @@ void CheckOptions(const CommandOptions& options) {
   }
 }
 
+WeightMeaning MeaningOfWeights(const CaseOptions& cases) {
+  if (!cases.count.empty() && !cases.weight.empty())
+    throw UsageError(
+        "--count and --weight: give one of them; a row stands for equal cases, or has a weight.");
+  if (cases.rawWeights && cases.weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
+  if (!cases.count.empty()) return WeightMeaning::kCounts;
+  return cases.rawWeights ? WeightMeaning::kAsGiven : WeightMeaning::kSampling;
+}
+
+// The variable of the weights or counts, 0 for none.
+int ChooseCaseWeight(const Table& table, const CommandOptions& options) {
+  const CaseOptions& cases = options.settings.cases;
+  if (!cases.count.empty()) return ChooseCount(table, cases.count);
+  return ChooseWeight(table, cases.weight, options.binning.classic || cases.rawWeights);
+}
+
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   CommandOptions options;
   CommandParser parser;
@@ -56,6 +79,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   options.data.AddTo(parser);
   settings.cases.AddTo(parser);
   options.output.AddTo(parser);
+  parser.Text("--count", settings.cases.count);
+  parser.Flag("--raw-weights", settings.cases.rawWeights);
   parser.Flag("--print-script", options.printScript);
   options.module.AddTo(parser);
   options.save.AddTo(parser);
@@ -75,10 +100,15 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.List("--nominal", options.request.nominal);
   options.binning.AddTo(parser);
   options.special.AddTo(parser);
+  options.evidence.AddTo(parser);
+  options.redundancy.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
   CheckOptions(options);
   options.binning.Check(parser, options.request);
+  options.evidence.Check(parser);
+  options.redundancy.Check(parser, options.binning.classic || options.binning.search == 1);
+  options.binning.weights = MeaningOfWeights(settings.cases);
   settings.rankBy = options.binning.Ranking(parser);
   settings.saveChance = options.binning.saveChance;
   options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
@@ -121,10 +151,12 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
     userBins = ReadCutPoints(options.settings.cutPointsFile, table, choice, notices);
 
   ScreenSettings settings = options.settings;
+  std::shared_ptr<SearchLog> log;
   settings.binning = options.binning.MakePlan(table, choice);
   if (settings.binning) {
     auto plan = std::make_shared<BinningPlan>(*settings.binning);
     options.special.AddTo(table, choice, userBins, *plan, notices);
+    std::tie(log, plan->observer) = SearchLog::Open(options.evidence.permutations > 0);
     settings.binning = std::move(plan);
   }
   for (const std::string& notice : notices) Report(notice);
@@ -135,6 +167,13 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
   std::set<int> binnedByUser;
   for (const auto& [number, bins] : userBins) binnedByUser.insert(number);
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
+  if (log) {
+    log->AddTo(report);
+    AddPermutations(options.evidence, options.data.threads, *log, report);
+    AddWarnings(run->session.Data(), SelectedCases(run->session.Data(), settings.cases), report);
+    AddRedundancy(options.redundancy, options.data.threads, *log, run->session, report);
+    log->Clear();
+  }
   for (const ScreenedResponse& response : report.responses) {
     for (const ScreenedPredictor& predictor : response.predictors) {
       if (predictor.bins.size() > 1 || !binnedByUser.contains(predictor.figures.predictorNumber)) continue;
@@ -186,7 +225,7 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
-  const int weight = ChooseWeight(table, options.settings.cases.weight, true);
+  const int weight = ChooseCaseWeight(table, options);
   const ScreenChoice choice =
       ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
   return Run(options, sessionOptions, std::move(table), choice, weight);
@@ -211,7 +250,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
       options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms, options.data.threads);
 
   Table table = LoadTable(options.data);
-  const int weight = ChooseWeight(table, cases.weight, true);
+  const int weight = ChooseCaseWeight(table, options);
   const CaseBitmap selected = SelectedCases(table, cases);
   const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
   if (options.printScript) {
@@ -219,6 +258,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     return kExitDone;
   }
   const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice, weight);
+  const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
+  if (std::any_of(formats.begin(), formats.end(), names))
+    run->screening->provenance = ProvenanceOf("screen", arguments, options.data.path);
   OutputWriters writers = run->Writers();
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& outputs) {

@@ -28,7 +28,8 @@ bool IsMissingIn(const Column& column, double value) {
 // What every case adds to the counts of its place.
 class ResponseSums {
  public:
-  ResponseSums(const Table& table, const CaseBitmap& selected, int weight, const SavedResponse& response)
+  ResponseSums(const Table& table, const CaseBitmap& selected, int weight, WeightMeaning meaning,
+               const SavedResponse& response)
       : column_(table.Variable(ResolveVariable(table, response.name))),
         weights_(weight == 0 ? nullptr : &table.Variable(weight)),
         isContinuous_(response.kind == "continuous"),
@@ -48,6 +49,7 @@ class ResponseSums {
         if (NearlyEqualDoubles(value, codes[code])) classOf_[i] = static_cast<int>(code);
       }
     }
+    if (meaning == WeightMeaning::kSampling) unit_ = MeanWeight();
   }
 
   bool Uses(std::size_t i) const { return classOf_[i] != kNotUsed; }
@@ -55,7 +57,7 @@ class ResponseSums {
   double Weight(std::size_t i) const {
     if (weights_ == nullptr) return 1;
     const double weight = weights_->values[i];
-    return IsMissingIn(*weights_, weight) ? 0 : weight;
+    return IsMissingIn(*weights_, weight) ? 0 : weight / unit_;
   }
   void Add(std::size_t i, SavedCounts& counts) const {
     const double weight = Weight(i);
@@ -71,10 +73,22 @@ class ResponseSums {
 
  private:
   static constexpr int kNotUsed = -1;
+
+  double MeanWeight() const {
+    double sum = 0, count = 0;
+    for (std::size_t i = 0; i < classOf_.size(); ++i) {
+      if (!Uses(i)) continue;
+      sum += Weight(i);
+      ++count;
+    }
+    return sum > 0 && std::isfinite(sum) ? sum / count : 1;
+  }
+
   const Column& column_;
   const Column* const weights_;
   const bool isContinuous_;
   const std::size_t size_;
+  double unit_ = 1;  // the weight in the table that counts as one case
   std::vector<int> classOf_;
 };
 
@@ -168,9 +182,10 @@ void AddCounts(const Column& column, const ResponseSums& sums, SavedPredictor& p
 
 }  // namespace
 
-void AddCounts(const Table& table, const CaseBitmap& selected, int weight, SavedBins& bins) {
+void AddCounts(const Table& table, const CaseBitmap& selected, int weight, WeightMeaning meaning,
+               SavedBins& bins) {
   for (SavedResponse& response : bins.responses) {
-    const ResponseSums sums(table, selected, weight, response);
+    const ResponseSums sums(table, selected, weight, meaning, response);
     for (SavedPredictor& predictor : response.predictors)
       AddCounts(table.Variable(ResolveVariable(table, predictor.name)), sums, predictor);
   }

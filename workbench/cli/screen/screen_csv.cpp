@@ -1,7 +1,9 @@
 // Screening results as rows for other programs.
+#include <cmath>
+
 #include "workbench/documents/csv_row.h"
 #include "workbench/documents/texts.h"
-#include "workbench/report/screen_report.h"
+#include "workbench/report/screen_columns.h"
 
 namespace velmora {
 namespace {
@@ -48,6 +50,25 @@ constexpr BinField kBinFields[] = {
     {"sse", &vlm::ScreeningBin::sumOfSquares},
 };
 
+void AddBasis(const ScreenedResponse& response, const ScreenedPredictor& predictor,
+              std::vector<std::string>& row) {
+  const auto add = [&](bool known, double value) { row.push_back(known ? ShortestNumber(value) : ""); };
+  const std::optional<binning::Interval>& interval = predictor.heldOutInterval;
+  const bool isSame = predictor.sameAs >= 0, adds = predictor.addsPlace > 0;
+  row.push_back(std::to_string(predictor.cases));
+  row.push_back(std::to_string(predictor.missing));
+  add(interval.has_value(), interval ? interval->lower : 0);
+  add(interval.has_value(), interval ? interval->upper : 0);
+  add(!std::isnan(predictor.searchP), predictor.searchP);
+  add(!std::isnan(predictor.adjustedSearchP), predictor.adjustedSearchP);
+  add(predictor.cluster > 0, predictor.cluster);
+  row.push_back(isSame ? response.predictors[static_cast<std::size_t>(predictor.sameAs)].name : "");
+  add(isSame, predictor.sameAsV);
+  add(adds, predictor.addsPlace);
+  add(adds, predictor.addsShare);
+  row.push_back(WarningText(predictor));
+}
+
 }  // namespace
 
 std::string ScreenImportanceCsv(const ScreenReport& report) {
@@ -55,6 +76,10 @@ std::string ScreenImportanceCsv(const ScreenReport& report) {
   std::vector<std::string> header = {"response", "response_kind", "rank",    "predictor", "predictor_number",
                                      "kind",     "bins",          "valid_n", "minimum",   "maximum"};
   for (const FigureField& figure : kFigures) header.emplace_back(figure.name);
+  for (const char* name :
+       {"cases", "missing", "out_of_fold_lower", "out_of_fold_upper", "search_p", "adjusted_search_p",
+        "cluster", "says_the_same_as", "association", "adds_place", "adds_share", "warnings"})
+    header.emplace_back(name);
   header.emplace_back("no_better_than_chance");
   header.emplace_back("failed");
   AppendCsvRow(text, header);
@@ -74,7 +99,11 @@ std::string ScreenImportanceCsv(const ScreenReport& report) {
                                       std::to_string(figures.validN),
                                       any ? Field(figures.minimum) : "",
                                       any ? Field(figures.maximum) : ""};
-      for (const FigureField& figure : kFigures) row.push_back(Field(figures.*figure.value));
+      for (const FigureField& figure : kFigures) {
+        const bool isNone = predictor.searched && figure.value == &vlm::ScreeningPredictor::chiSquareP;
+        row.push_back(isNone ? std::string() : Field(figures.*figure.value));
+      }
+      AddBasis(response, predictor, row);
       row.emplace_back(figures.noBetterThanChance != 0 ? "yes" : "no");
       row.emplace_back();
       AppendCsvRow(text, row);

@@ -58,7 +58,10 @@ Cases
   --select EXPR               keep only the cases for which EXPR is true, such as 'age > 30 And Not IsMD(income)'
   --exclude EXPR              drop the cases for which EXPR is true; with --classic they still take part in the search
                               for bins
-  --weight NAME               case weights; the variable is no predictor unless you name it as one
+  --weight NAME               sampling weights, taken relative to their mean; the variable is no predictor unless you
+                              name it as one
+  --raw-weights               take the weights as the file has them: their sum is the number of cases
+  --count NAME                a row stands for so many equal cases
   --missing NAME=CODE...      a number or a label that means missing in this variable
   --missing-text TEXT         a text that means missing in every variable of a text file, such as NA
   --delimiter C               field separator of a text file (default: detected); tab for a tab
@@ -104,6 +107,19 @@ Order
   --sort-binary gini|iv             the order of the dialogs: by Gini impurity, smallest first, or information value
   --sort-continuous r2|f            by R-squared or by F
   --sort-categorical p|chi-square   by p-value or by Chi-square
+
+Chance
+  --permutations N            deal the response out at random N times and repeat every search for bins: p-values of the
+                              search of each predictor, and of the best of all (step-down maximum)
+  --seed S                    of the random numbers (default 1)
+
+Redundancy
+  --compare N                 compare the bins of the N best predictors of each response, 0 to 2000 (default 50): which
+                              say the same as a better one, and a heat map in the page
+  --same-from V               corrected Cramer's V from which they do (default 0.6)
+  --distinct                  list and save only the best of those that say the same
+  --adds                      the order in which predictors add most, and the share of what each says that none before
+                              it says
 
 Files for scoring new data (all are written, or none)
   --save-best N               predictors of each response to save, best first, 1 to 100000 (default 10)

@@ -16,12 +16,17 @@ Json RunMembers(const ScreenReport& report) {
           {"cases", report.caseCount},
           {"selectedCases", report.selectedCases},
           {"weightVariable", TextOrNull(report.weightVariable)},
+          {"countVariable", TextOrNull(report.countVariable)},
+          {"rawWeights", !report.weightVariable.empty() && report.weights == WeightMeaning::kAsGiven},
           {"select", TextOrNull(report.select)},
           {"exclude", TextOrNull(report.exclude)},
           {"cutPointsFile", TextOrNull(report.cutPointsFile)},
           {"classic", report.classic},
           {"binning", report.optimal ? "optimal" : "tree"},
           {"pruned", report.optimal ? Json(nullptr) : Json(report.pruned)},
+          {"permutations", report.permutations > 0 ? Json(report.permutations) : Json()},
+          {"seed", report.permutations > 0 ? Json(report.seed) : Json()},
+          {"provenance", report.provenance.version.empty() ? Json() : ProvenanceJson(report.provenance)},
           {"leftOut", LeftOutJson(report.leftOut)},
           {"notices", report.notices}};
 }
@@ -52,15 +57,22 @@ Json Row(const ScreenedResponse& response, const std::vector<std::string>& count
   return row;
 }
 
-// The figures of a predictor as a whole, as members without the braces around them.
-std::string Figures(const vlm::ScreeningPredictor& figures) {
+// The members of an object without the braces around them.
+std::string Members(const Json& json) {
+  const std::string text = JsonText(json);
+  return text.substr(1, text.size() - 2);
+}
+
+// The figures of a predictor as a whole, as members.
+std::string Figures(const ScreenedPredictor& predictor) {
+  const vlm::ScreeningPredictor& figures = predictor.figures;
   // A minimum above the maximum means that there is no value.
   const bool any = figures.minimum <= figures.maximum;
   const Json json = {{"informationValue", NumberOrNull(figures.informationValue)},
                      {"giniBefore", NumberOrNull(figures.giniBefore)},
                      {"giniAfter", NumberOrNull(figures.giniAfter)},
                      {"chiSquare", NumberOrNull(figures.chiSquare)},
-                     {"pValue", NumberOrNull(figures.chiSquareP)},
+                     {"pValue", predictor.searched ? Json() : NumberOrNull(figures.chiSquareP)},
                      {"cramersV", NumberOrNull(figures.cramersV)},
                      {"rSquared", NumberOrNull(figures.rSquared)},
                      {"fStatistic", NumberOrNull(figures.fStatistic)},
@@ -75,8 +87,30 @@ std::string Figures(const vlm::ScreeningPredictor& figures) {
                      {"mean", NumberOrNull(figures.mean)},
                      {"standardDeviation", NumberOrNull(figures.standardDeviation)},
                      {"quartileRange", NumberOrNull(figures.quartileRange)}};
-  const std::string text = JsonText(json);
-  return text.substr(1, text.size() - 2);
+  return Members(json);
+}
+
+// What the predictor's line in the ranking rests on.
+Json Basis(const ScreenedResponse& response, const ScreenedPredictor& predictor) {
+  const auto orNull = [](double value) { return std::isnan(value) ? Json() : Json(value); };
+  Json warnings = Json::array();
+  for (const ScreenWarning& warning : predictor.warnings)
+    warnings.push_back({{"kind", warning.kind}, {"text", warning.text}});
+  const bool compared = predictor.cluster > 0;
+  return {{"cases", predictor.cases},
+          {"missing", predictor.missing},
+          {"outOfFoldLower", predictor.heldOutInterval ? Json(predictor.heldOutInterval->lower) : Json()},
+          {"outOfFoldUpper", predictor.heldOutInterval ? Json(predictor.heldOutInterval->upper) : Json()},
+          {"searchP", orNull(predictor.searchP)},
+          {"adjustedSearchP", orNull(predictor.adjustedSearchP)},
+          {"warnings", std::move(warnings)},
+          {"cluster", compared ? Json(predictor.cluster) : Json()},
+          {"saysTheSameAs", predictor.sameAs >= 0
+                                ? Json(response.predictors[static_cast<std::size_t>(predictor.sameAs)].name)
+                                : Json()},
+          {"association", predictor.sameAs >= 0 ? Json(predictor.sameAsV) : Json()},
+          {"addsPlace", predictor.addsPlace > 0 ? Json(predictor.addsPlace) : Json()},
+          {"addsShare", predictor.addsPlace > 0 ? Json(predictor.addsShare) : Json()}};
 }
 
 void AppendPredictor(const ScreenedResponse& response, const std::vector<std::string>& countNames,
@@ -103,7 +137,8 @@ void AppendPredictor(const ScreenedResponse& response, const std::vector<std::st
     text += "          " + JsonText(Row(response, countNames, bin));
   });
   text += ",\n         \"total\":" + JsonText(Row(response, countNames, predictor.total));
-  text += ",\n         " + Figures(predictor.figures) + "}";
+  text += ",\n         " + Members(Basis(response, predictor));
+  text += ",\n         " + Figures(predictor) + "}";
 }
 
 void AppendResponse(const ScreenedResponse& response, std::string& text) {
@@ -118,7 +153,9 @@ void AppendResponse(const ScreenedResponse& response, std::string& text) {
                                              {"notSelected", cases.notSelected},
                                              {"withoutWeight", cases.withoutWeight},
                                              {"withoutResponse", cases.withoutResponse},
-                                             {"otherCodes", cases.otherCodes}});
+                                             {"otherCodes", cases.otherCodes},
+                                             {"totalWeight", cases.totalWeight},
+                                             {"effective", cases.effective}});
   text += std::string(",\n      \"sortedBy\": \"") + RankingOf(response).name + "\"";
   text += ",\n      \"codes\": " + JsonText(countNames);
   text += ",\n      \"order\": " + JsonText(order) + ",\n      \"predictors\": ";

@@ -283,10 +283,14 @@ ScreenReport ReadScreening(Session& session) {
   report.dataFile = table.fileName;
   report.caseCount = table.caseCount;
   report.selectedCases = session.SelectedCaseCount();
-  if (session.WeightVariable() != 0) report.weightVariable = table.Variable(session.WeightVariable()).name;
   report.select = session.Selection().include;
   report.exclude = session.Selection().exclude;
   report.cutPointsFile = notes.cutPointsFile;
+  if (notes.binning != nullptr) report.weights = notes.binning->weights;
+  if (session.WeightVariable() != 0) {
+    const bool counts = report.weights == WeightMeaning::kCounts;
+    (counts ? report.countVariable : report.weightVariable) = table.Variable(session.WeightVariable()).name;
+  }
   report.classic = notes.binning == nullptr;
   report.optimal = notes.binning != nullptr && notes.binning->optimal;
   report.correctsPureBins = notes.binning != nullptr && notes.binning->screening.correctPureBins != 0;

@@ -321,7 +321,7 @@ void SaveBinsFiles(const SaveOptions& options, const ScreenReport& report, const
   if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
   if (!options.bins.empty()) {
     AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
-              session.WeightVariable(), undated);
+              session.WeightVariable(), report.weights, undated);
     files.AddAt(PathOf(options.bins), BinsJson(undated));
   }
 }

@@ -5,7 +5,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
-#include "workbench/report/screen_report.h"
+#include "workbench/report/screen_columns.h"
 
 namespace velmora {
 namespace {
@@ -33,16 +33,12 @@ std::string ChanceLine(const ScreenedResponse& response) {
   return text + "\n";
 }
 
-std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) {
+// The prescribed columns of a run as the dialogs make it.
+TextTable ClassicTable(const ScreenedResponse& response, const std::vector<double>& bars, bool utf8) {
   std::vector<TextColumn> columns = {{"rank", true}, {"predictor"}, {"kind"}, {"bins", true}};
   for (const ScreenStatistic& statistic : StatisticsOf(response)) columns.push_back({statistic.header, true});
-  const std::size_t ranked = CountAboveChance(response);
-  const std::size_t count = std::min(ranked, kMostRanked);
-  double largest = 0;
-  for (std::size_t i = 0; i < count; ++i)
-    largest = std::max(largest, StrengthOf(response, response.predictors[i].figures));
   TextTable table(std::move(columns));
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < bars.size(); ++i) {
     const ScreenedPredictor& predictor = response.predictors[i];
     std::vector<std::string> row = {std::to_string(i + 1),
                                     CutToWidth(PrintableText(predictor.name), kWidestName, utf8 ? "…" : "~"),
@@ -50,12 +46,38 @@ std::string RankedTable(const ScreenedResponse& response, int width, bool utf8) 
     for (const ScreenStatistic& statistic : StatisticsOf(response)) {
       row.push_back(Shown(predictor.figures.*statistic.value, statistic.format));
     }
-    table.AddRow(std::move(row), largest > 0 ? StrengthOf(response, predictor.figures) / largest : 0);
+    table.AddRow(std::move(row), bars[i]);
   }
-  std::string text = table.TextWithBars(width, utf8);
-  if (count == 0) text.clear();
+  return table;
+}
+
+std::string RankedTable(const ScreenReport& report, const ScreenedResponse& response, int width, bool utf8) {
+  const std::size_t ranked = response.distinct.value_or(CountAboveChance(response));
+  const std::size_t count = std::min(ranked, kMostRanked);
+  std::vector<double> bars;
+  for (std::size_t i = 0; i < count; ++i)
+    bars.push_back(StrengthOf(response, response.predictors[i].figures));
+  const double largest = bars.empty() ? 0 : *std::max_element(bars.begin(), bars.end());
+  for (double& bar : bars) bar = largest > 0 ? bar / largest : 0;
+  constexpr int kAlways = 3;
+  int leastImportant = 0;
+  std::string text;
+  if (count > 0) {
+    text = report.classic ? ClassicTable(response, bars, utf8).TextWithBars(width, utf8)
+                          : TerminalTable(TerminalColumns(report, response, count), bars, width, utf8,
+                                          kAlways, leastImportant)
+                                .TextWithBars(width, utf8);
+  }
   if (count < ranked)
     text += "... and " + std::to_string(ranked - count) + " more, which the other formats show\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    const ScreenedPredictor& predictor = response.predictors[i];
+    if (!predictor.warnings.empty())
+      text += "Check " + PrintableText(predictor.name) + ": " + PrintableText(WarningText(predictor)) + "\n";
+  }
+  if (response.distinct && *response.distinct < CountAboveChance(response))
+    text += Counted(CountAboveChance(response) - *response.distinct, "predictor says", "predictors say") +
+            " the same as a better one, which the other formats list\n";
   return text + ChanceLine(response);
 }
 
@@ -178,12 +200,15 @@ std::string CasesLine(const ScreenReport& report) {
   if (report.selectedCases < report.caseCount)
     text += ", " + std::to_string(report.selectedCases) + " selected";
   if (!report.weightVariable.empty()) text += "; weighted by " + PrintableText(report.weightVariable);
+  if (!report.countVariable.empty()) text += "; counted by " + PrintableText(report.countVariable);
   if (!report.optimal && !report.pruned) text += "; trees not pruned";
   text += "\n";
   for (const ScreenedResponse& response : report.responses) {
     const ScreenedCases& cases = response.cases;
     if (cases.withoutWeight + cases.withoutResponse + cases.otherCodes > 0)
       text += PrintableText(response.name) + ": " + CasesText(cases) + "\n";
+    if (const std::string weights = WeightsText(report, cases); !weights.empty())
+      text += PrintableText(response.name) + ": " + weights + "\n";
   }
   return text;
 }
@@ -194,7 +219,7 @@ std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
   std::string text = "Predictor screening: " + PrintableText(report.dataFile) + "\n" + CasesLine(report);
   for (const ScreenedResponse& response : report.responses) {
     text += "\n" + Heading(response);
-    if (!response.predictors.empty()) text += RankedTable(response, width, utf8);
+    if (!response.predictors.empty()) text += RankedTable(report, response, width, utf8);
     const std::size_t shown = report.ShownOf(response, kBestOnTerminal);
     for (std::size_t i = 0; i < shown; ++i) text += BinTable(response, response.predictors[i], width, utf8);
     text += FailedLines(response) + "\n" + Legend(response);

@@ -476,7 +476,7 @@ const pageCharts = (() => {
     return webGl;
   };
 
-  const options = { bars: barOption, xy: xyOption, columns: columnOption, bins: binsOption, signed: signedOption, panels: panelOption, cells: mapOption };
+  const options = { bars: barOption, xy: xyOption, columns: columnOption, bins: binsOption, signed: signedOption, panels: panelOption, cells: mapOption, map: mapOption };
   const drawn = [];
 
   function dispose(chart) {

@@ -1,0 +1,41 @@
+#include "workbench/cli/screen/search_log.h"
+
+#include <utility>
+
+namespace velmora {
+
+std::pair<std::shared_ptr<SearchLog>, binning::SearchObserver> SearchLog::Open(bool wantsPreBins) {
+  auto log = std::make_shared<SearchLog>();
+  binning::SearchObserver observer;
+  observer.wantsPreBins = wantsPreBins;
+  observer.take = [log](binning::SearchRecord record) {
+    const std::lock_guard<std::mutex> guard(log->lock_);
+    if (!log->open_) return;
+    const Key key{record.response, record.cases->classCount, record.predictor};
+    log->records_.insert_or_assign(key, std::move(record));
+  };
+  return {log, std::move(observer)};
+}
+
+void SearchLog::AddTo(ScreenReport& report) {
+  open_ = false;
+  for (ScreenedResponse& response : report.responses) {
+    for (ScreenedPredictor& predictor : response.predictors) {
+      const binning::SearchRecord* const record = Find(response, predictor);
+      if (record == nullptr) continue;
+      predictor.searched = !record->given;
+      const binning::Validation& validation = record->validation;
+      predictor.heldOutInterval = response.kind == vlm::kBinaryResponse ? validation.informationValueInterval
+                                                                        : validation.explainedInterval;
+    }
+  }
+}
+
+const binning::SearchRecord* SearchLog::Find(const ScreenedResponse& response,
+                                             const ScreenedPredictor& predictor) const {
+  const auto found = records_.find(
+      {response.run.responseNumber, response.run.classCount, predictor.figures.predictorNumber});
+  return found != records_.end() ? &found->second : nullptr;
+}
+
+}  // namespace velmora

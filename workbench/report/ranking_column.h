@@ -1,0 +1,34 @@
+// A column of a table that ranks predictors, made once for the terminal, the workbook and the page.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/documents/text_table.h"
+
+namespace velmora {
+
+struct RankingColumn {
+  enum Kind { kText, kName, kNumber, kCount, kProbability };
+
+  std::string title;       // of wide tables; empty: they do not have it
+  std::string shortTitle;  // of a terminal; empty: it does not have it
+  std::string meaning;     // for a guide; empty where the title says it
+  Kind kind = kNumber;
+  // A narrow terminal leaves the columns of the highest number out first; above kWideOnly never
+  // shown there.
+  int importance = 0;
+  std::vector<std::string> texts;  // one per row
+  std::vector<double> values;      // one per row, NaN for none; empty for texts
+  std::string summary = {};  // in the heading of a row's panel on a page, % for the cell; empty: not there
+};
+
+inline constexpr int kWideOnly = 100;
+
+// The table of a terminal with bars of these lengths, 0 to 1, one per row: as many columns as fit
+// the width, those up to `always` in any case. leastImportant: gets the highest importance that is
+// shown.
+TextTable TerminalTable(const std::vector<RankingColumn>& columns, const std::vector<double>& barShares,
+                        int width, bool utf8, int always, int& leastImportant);
+
+}  // namespace velmora

@@ -1,0 +1,23 @@
+// The columns of the ranking of a screening.
+#pragma once
+
+#include <vector>
+
+#include "workbench/report/ranking_column.h"
+#include "workbench/report/screen_report.h"
+
+namespace velmora {
+
+// After rank, name and statistics: what each line of the ranking rests on, and what to think of
+// before acting on it. count: of the response's predictors, from the first on.
+std::vector<RankingColumn> BasisColumns(const ScreenReport& report, const ScreenedResponse& response,
+                                        std::size_t count);
+
+// The columns of a terminal, rank, name and statistics among them.
+std::vector<RankingColumn> TerminalColumns(const ScreenReport& report, const ScreenedResponse& response,
+                                           std::size_t count);
+
+// What is to be thought of before acting on a predictor, in one line; empty for nothing.
+std::string WarningText(const ScreenedPredictor& predictor);
+
+}  // namespace velmora
