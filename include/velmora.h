@@ -185,6 +185,10 @@ VELMORA_API int velmora_bins_undo(velmora_bins* bins);
 /* Codes the table of the bins' session: one column for the label of each predictor's bin and one for
  * each figure, null where a case has no bin. The caller releases the stream. */
 VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream);
+/* The same. options: "unseen", what becomes of levels that the bins do not have: "missing" (the bin of missing
+ * values), "error" (VELMORA_BAD_USE), or the label of a bin. */
+VELMORA_API int velmora_bins_apply_with(velmora_bins* bins, const char* options,
+                                        struct ArrowArrayStream* stream);
 
 #ifdef __cplusplus
 }

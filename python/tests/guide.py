@@ -71,6 +71,7 @@ def execute(path: Path) -> Notebook:
     """The notebook with the outputs of its cells."""
     notebook: Notebook = json.loads(path.read_text(encoding="utf-8"))
     scope: dict[str, Any] = {"__name__": "__main__"}
+    plt.close("all")  # figures of others are none of the cells'
     before = Path.cwd()
     os.chdir(path.parent)
     try:

@@ -255,6 +255,33 @@ def test_tables_of_workbooks_and_databases(credit, tmp_path):
         velmora.rank(credit, "risk", table="loans")
 
 
+def test_arrow_files(credit, tmp_path):
+    expected = velmora.rank(credit, "risk").json["dependents"]
+    credit.to_feather(tmp_path / "credit.feather")
+    assert velmora.rank(tmp_path / "credit.feather", "risk").json["dependents"] == expected
+    table = pa.Table.from_pandas(credit)
+    with pa.OSFile(str(tmp_path / "credit.arrow"), "wb") as file, pa.ipc.new_file(file, table.schema) as out:
+        out.write_table(table)
+    assert velmora.rank(str(tmp_path / "credit.arrow"), "risk").json["dependents"] == expected
+    (tmp_path / "no.arrow").write_text("no table")
+    with pytest.raises(velmora.VelmoraError, match=r"Cannot read .*no\.arrow"):
+        velmora.rank(tmp_path / "no.arrow", "risk")
+
+
+def test_unseen_levels(credit):
+    bins = velmora.screen(credit, "risk", good="good", bad="bad", predictors=["housing"]).bins()
+    new = pd.DataFrame({"housing": ["own", "boat", None]})
+    labels = [p["label"] for p in bins.json["responses"][0]["predictors"][0]["bins"]]
+    assert bins.apply(new)["risk_housing_Coded"].isna().tolist() == [False, True, True]
+    assert bins.apply(new, unseen=labels[0])["risk_housing_Coded"][1] == labels[0]
+    with pytest.raises(ValueError, match=r'1 case of housing .* such as "boat"'):
+        bins.apply(new, unseen="error")
+    fitted = velmora.Binning(bad="bad", unseen="error").fit(credit[["housing"]], credit["risk"])
+    assert fitted.transform(new.head(1)).shape == (1, 1)
+    with pytest.raises(ValueError, match="boat"):
+        fitted.transform(new)
+
+
 def test_charts_show_the_figures(credit, schools):
     ranked = velmora.rank(credit, "risk")
     axes = ranked.plot(best=4)

@@ -228,6 +228,9 @@ class Binning(TransformerMixin, _Supervised):
         are None and -1.
     task : {"auto", "classification", "regression"}, default="auto"
         How y is treated; "auto" takes texts and up to 20 different whole numbers for classes.
+    unseen : str, optional
+        What transform makes of levels that fit has not seen: "missing" puts them into the bin of
+        missing values, "error" is a ValueError, another text the label of a bin.
 
     Attributes
     ----------
@@ -252,12 +255,19 @@ class Binning(TransformerMixin, _Supervised):
     """
 
     def __init__(
-        self, *, output: str = "auto", bad: Any = None, unbinned: str = "neutral", task: str = "auto"
+        self,
+        *,
+        output: str = "auto",
+        bad: Any = None,
+        unbinned: str = "neutral",
+        task: str = "auto",
+        unseen: str | None = None,
     ) -> None:
         self.output = output
         self.bad = bad
         self.unbinned = unbinned
         self.task = task
+        self.unseen = unseen
 
     def __sklearn_tags__(self) -> Any:
         tags = super().__sklearn_tags__()
@@ -380,7 +390,7 @@ class Binning(TransformerMixin, _Supervised):
             raise ValueError(f"unbinned is neutral or nan, not {self.unbinned!r}.")
         X = _validated(self, X, reset=False)
         saved = {p["name"]: p for p in self.bins_.json["responses"][0]["predictors"]}
-        coded = _frames.columns_of(self.bins_._apply(X)) if saved else {}
+        coded = _frames.columns_of(self.bins_._apply(X, self.unseen)) if saved else {}
         columns: list[Any] = []
         for name in self._names:
             columns += self._columns(coded, saved.get(name), len(X))

@@ -80,7 +80,7 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "velmora_bins_text": (ctypes.c_int, [_Bins, ctypes.c_char_p, _Text, _Length]),
     "velmora_bins_edit": (ctypes.c_int, [_Bins, ctypes.c_char_p]),
     "velmora_bins_undo": (ctypes.c_int, [_Bins]),
-    "velmora_bins_apply": (ctypes.c_int, [_Bins, _Stream]),
+    "velmora_bins_apply_with": (ctypes.c_int, [_Bins, ctypes.c_char_p, _Stream]),
 }
 
 
@@ -291,9 +291,10 @@ class BinsHandle(_Handle):
     def undo(self) -> None:
         self.session.check(_LIBRARY.velmora_bins_undo(self.handle))
 
-    def apply(self) -> ArrowStream:
+    def apply(self, unseen: str | None) -> ArrowStream:
         stream = ArrowArrayStream()
-        self.session.check(_LIBRARY.velmora_bins_apply(self.handle, ctypes.byref(stream)))
+        options = _options_text({"unseen": unseen})
+        self.session.check(_LIBRARY.velmora_bins_apply_with(self.handle, options, ctypes.byref(stream)))
         return ArrowStream(stream)
 
 

@@ -387,13 +387,17 @@ class Bins:
         """These bins without their last edit."""
         return self._edited(lambda bins: bins.undo())
 
-    def apply(self, data: Any, *, progress: Progress | bool | None = None) -> Any:
+    def apply(self, data: Any, *, unseen: str | None = None, progress: Progress | bool | None = None) -> Any:
         """Codes data.
 
         Parameters
         ----------
         data : path, frame, dict or array
             It has the columns of the predictors, by name, in any order.
+        unseen : str, optional
+            What becomes of levels that the bins do not have: "missing" (the bin of missing values),
+            "error" (a ValueError), or the label of a bin. Default: the bin of other levels, where
+            there is one, else none.
         progress : callable or bool, optional
             Called with the stage and a fraction; True shows a bar (tqdm).
 
@@ -403,14 +407,14 @@ class Bins:
             A column with the label of the bin and one per figure for each predictor, a row per case.
             A case without a bin has nothing in them.
         """
-        return _frames.frame_of(self._apply(data, progress), _frames.kind_of(data))
+        return _frames.frame_of(self._apply(data, unseen, progress), _frames.kind_of(data))
 
-    def _apply(self, data: Any, progress: Progress | bool | None = None) -> Any:
+    def _apply(self, data: Any, unseen: str | None = None, progress: Progress | bool | None = None) -> Any:
         session = Session()
         with _progress.shown(progress) as report, session.reporting(report):
             _frames.load(session, data)
             bins: BinsHandle = session.load_bins(self._text)
-            return bins.apply()
+            return bins.apply(unseen)
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Bins) and self.json["responses"] == other.json["responses"]

@@ -87,6 +87,8 @@ TEST_F(DatabaseTest, TablesAndQueries) {
     EXPECT_THAT(ErrorOf([&] { Shown(name, QueryPart("DELETE FROM loans")); }), HasSubstr("Cannot read"));
     EXPECT_THAT(ErrorOf([&] { Shown(name, TableOf("good", "SELECT 1")); }), HasSubstr("exclude"));
   }
+  std::filesystem::copy(Path("a.duckdb"), Path("duck.db"));
+  EXPECT_EQ(Shown("duck.db", TableOf("old.loans")), "w: 7");
   EXPECT_EQ(Shown("a.db", TableOf("loans")), "x: 1 2 3 | y: 1[a] 2[b] 1[a]");
   EXPECT_EQ(Shown("a.duckdb", TableOf("main.loans")), "x: 1 2 3 | y: 1[a] 2[b] 1[a]");
   EXPECT_EQ(Shown("a.duckdb", TableOf("old.loans")), "w: 7");

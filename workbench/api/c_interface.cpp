@@ -28,6 +28,7 @@
 #include "workbench/data/readers.h"
 #include "workbench/data/unicode.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/writers.h"
 #include "workbench/language/selection.h"
 #include "workbench/report/json_text.h"
@@ -240,11 +241,19 @@ int Run(velmora_session* session, const char* analysis, const char* options, boo
   });
 }
 
-ArrowTable Coded(const SavedBins& bins, SessionState& state) {
-  CodingProgram program({"the bins", bins}, state.table, state.notices);
+ArrowTable Coded(const SavedBins& bins, const UnseenLevels& unseen, SessionState& state) {
+  CodingProgram program({"the bins", bins}, state.table, state.notices, unseen);
   ArrowTable coded;
   for (const Column& column : program.Run([](double) { return !WasInterrupted(); }))
     coded.AddVariable(column);
+  for (const CodingProgram::Uncovered& one : program.UncoveredCases()) {
+    if (one.unseen == 0) continue;
+    const std::string text = Counted(static_cast<std::size_t>(one.unseen), "case", "cases") + " of " +
+                             one.variable + " with levels that the bins do not have, such as \"" +
+                             ShortenedText(one.levels.front().first) + "\".";
+    if (unseen.isError) throw UsageError(text);
+    state.notices.push_back(text);
+  }
   return coded;
 }
 
@@ -478,7 +487,19 @@ int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream) {
   return ForHandle(bins, "bins", [&](SessionState& state) {
     Required(stream, "stream");
     RequireData(state);
-    state.Work([&] { Coded(bins->bins, state).Export(*stream); });
+    state.Work([&] { Coded(bins->bins, {}, state).Export(*stream); });
+  });
+}
+
+int velmora_bins_apply_with(velmora_bins* bins, const char* options, struct ArrowArrayStream* stream) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    Required(stream, "stream");
+    CommandParser parser;
+    std::string unseen;
+    parser.Text("--unseen", unseen);
+    parser.Parse(CommandWords(OptionsText(options)));
+    RequireData(state);
+    state.Work([&] { Coded(bins->bins, ParseUnseenLevels(unseen), state).Export(*stream); });
   });
 }
 }

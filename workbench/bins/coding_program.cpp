@@ -761,6 +761,13 @@ std::vector<CodingProgram::Uncovered> CodingProgram::UncoveredCases() const {
   return found;
 }
 
+UnseenLevels ParseUnseenLevels(const std::string& text) {
+  using Rule = UnseenLevels::Rule;
+  if (text.empty() || text == "error") return {Rule::kAsSaved, {}, !text.empty()};
+  if (text == "missing") return {Rule::kAsMissing, {}, false};
+  return {Rule::kLabel, text, false};
+}
+
 CodingFile ParseCodingFile(std::string_view content, const std::string& file,
                            const std::string& recodeVariable) {
   // In another encoding its names and labels would be those of no data.

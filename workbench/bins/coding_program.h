@@ -48,7 +48,11 @@ struct UnseenLevels {
   enum class Rule { kAsSaved, kAsMissing, kLabel };
   Rule rule = Rule::kAsSaved;
   std::string label;
+  bool isError = false;  // the caller ends the run when UncoveredCases has any
 };
+
+// "missing", "error" or a label; empty: as saved.
+UnseenLevels ParseUnseenLevels(const std::string& text);
 
 class CodingProgram {
  public:

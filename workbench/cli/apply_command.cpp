@@ -84,12 +84,6 @@ void ReportWarnings(const std::vector<std::string>& warnings) {
   }
 }
 
-UnseenLevels UnseenOf(const CommandOptions& options) {
-  if (options.unseen.empty() || options.unseen == "error") return {};
-  if (options.unseen == "missing") return {UnseenLevels::Rule::kAsMissing, {}};
-  return {UnseenLevels::Rule::kLabel, options.unseen};
-}
-
 struct AppliedFile {
   std::string path;
   CodingProgram program;
@@ -103,7 +97,7 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& tab
   std::vector<std::string> notices;
   std::map<std::string, std::string> madeBy;
   for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
-  const UnseenLevels unseen = UnseenOf(options);
+  const UnseenLevels unseen = ParseUnseenLevels(options.unseen);
   for (const std::string& path : options.files) {
     const CodingFile file = ParseCodingFile(ReadWholeFile(path), path, RecodeVariableOf(path));
     if (unseen.rule != UnseenLevels::Rule::kAsSaved && !std::holds_alternative<SavedBins>(file.content))

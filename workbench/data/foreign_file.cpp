@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <string_view>
 
 #include "workbench/system/system.h"
@@ -12,6 +13,17 @@ namespace velmora {
 namespace {
 
 using Reader = void (*)(const ForeignFile& file, RowSink& sink);
+
+// Both SQLite's and DuckDB's files are called .db; the first bytes say whose a file is.
+void ReadDatabase(const ForeignFile& file, RowSink& sink) {
+  constexpr std::string_view kDuckDbMark = "DUCK";
+  constexpr std::size_t kMarkPlace = 8;
+  std::array<char, kMarkPlace + kDuckDbMark.size()> begin{};
+  std::ifstream(PathOf(file.openPath), std::ios::binary).read(begin.data(), begin.size());
+  if (std::string_view(begin.data(), begin.size()).substr(kMarkPlace) == kDuckDbMark)
+    return ReadDuckDb(file, sink);
+  ReadSqlite(file, sink);
+}
 
 enum class Parts { kNone, kSheets, kTables, kQuery };
 
@@ -37,7 +49,7 @@ constexpr auto kFormats = std::to_array<Format>({{"parquet", ReadParquet},
                                                  {"duckdb", ReadDuckDb, Parts::kTables},
                                                  {"sqlite", ReadSqlite, Parts::kTables},
                                                  {"sqlite3", ReadSqlite, Parts::kTables},
-                                                 {"db", ReadSqlite, Parts::kTables},
+                                                 {"db", ReadDatabase, Parts::kTables},
                                                  {kQuerySource, ReadQuery, Parts::kQuery},
                                                  {kPostgresSource, ReadPostgres, Parts::kTables},
                                                  {kMySqlSource, ReadMySql, Parts::kTables}});

@@ -27,7 +27,7 @@ namespace {
 
 constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
 
-constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".ods", ".sqlite", ".sqlite3", ".db"};
+constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".ods", ".sqlite", ".sqlite3"};
 
 std::string LowerExtension(const std::string& path) {
   std::string extension = PathOf(path).extension().string();
@@ -78,7 +78,7 @@ std::vector<std::string> ReadableExtensions() {
   if (ReadsStatisticalPackages())
     known.insert(known.end(), std::begin(kStatExtensions), std::end(kStatExtensions));
   if (ReadsWorkbooks()) known.insert(known.end(), std::begin(kTableExtensions), std::end(kTableExtensions));
-  known.emplace_back(".duckdb");
+  known.insert(known.end(), {".duckdb", ".db"});
   return known;
 }
 
