@@ -10,6 +10,8 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "workbench/system/log_gamma.h"
+
 namespace velmora::binning {
 namespace {
 
@@ -481,7 +483,7 @@ Partitions FindPartitions(const PreBinSums& sums, const PartitionRules& rules,
 }
 
 double LogChoose(std::size_t m, std::size_t k) {
-  const auto lgamma1 = [](std::size_t n) { return std::lgamma(static_cast<double>(n) + 1); };
+  const auto lgamma1 = [](std::size_t n) { return LogGamma(static_cast<double>(n) + 1); };
   return k > m ? -std::numeric_limits<double>::infinity() : lgamma1(m) - lgamma1(k) - lgamma1(m - k);
 }
 

@@ -8,6 +8,8 @@
 #include <limits>
 #include <numbers>
 
+#include "workbench/system/log_gamma.h"
+
 namespace velmora::stats {
 namespace {
 
@@ -43,7 +45,7 @@ double StirlingRemainder(double x) {
 // ln(Gamma(a) / Gamma(a + b)). Of large a, the two logarithms agree in their first digits: Stirling's
 // terms are subtracted before they are rounded.
 double LogGammaRatio(double a, double b) {
-  if (a < 16) return std::lgamma(a) - std::lgamma(a + b);
+  if (a < 16) return LogGamma(a) - LogGamma(a + b);
   return b - b * std::log(a + b) - (a - 0.5) * std::log1p(b / a) + StirlingRemainder(a) -
          StirlingRemainder(a + b);
 }
@@ -76,7 +78,7 @@ double ContinuedFraction(double b0, Term term) {
 double LogUpperGamma(double a, double z) {
   // ln(z^a exp(-z) / Gamma(a)), with a ln a - a taken out of both where a is large.
   const double excess = (z - a) / a;
-  const double density = a < 16 ? a * std::log(z) - z - std::lgamma(a)
+  const double density = a < 16 ? a * std::log(z) - z - LogGamma(a)
                                 : a * (std::log1p(excess) - excess) +
                                       0.5 * std::log(a / (2 * std::numbers::pi)) - StirlingRemainder(a);
   const double fraction = ContinuedFraction(z + 1 - a, [&](int m, double& numerator, double& denominator) {
@@ -95,7 +97,7 @@ double LogLowerBeta(double a, double b, double x, double logX, double logRest) {
     numerator = m % 2 == 0 ? half * (b - half) * x / ((a + m - 1) * (a + m))
                            : -(a + half) * (a + b + half) * x / ((a + m - 1) * (a + m));
   });
-  return a * logX + b * logRest - std::log(a) - LogGammaRatio(a, b) - std::lgamma(b) - std::log(fraction);
+  return a * logX + b * logRest - std::log(a) - LogGammaRatio(a, b) - LogGamma(b) - std::log(fraction);
 }
 
 }  // namespace

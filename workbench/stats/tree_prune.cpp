@@ -4,6 +4,7 @@
 
 #include "workbench/stats/distributions.h"
 #include "workbench/stats/tree_internal.h"
+#include "workbench/system/log_gamma.h"
 
 namespace velmora::stats {
 namespace {
@@ -176,8 +177,7 @@ double LogNoiseTail(int classCount, double cases, double splits, double explaine
 // there every placement differs.
 double LogPlacements(double cuts, double splits, double smallest) {
   if (cuts <= splits) return 0;
-  if (smallest < kTinyNode)
-    return std::lgamma(cuts + 1) - std::lgamma(splits + 1) - std::lgamma(cuts - splits + 1);
+  if (smallest < kTinyNode) return LogGamma(cuts + 1) - LogGamma(splits + 1) - LogGamma(cuts - splits + 1);
   return std::sqrt(std::log(cuts / splits)) * (kPlacementBase + kPlacementPerSplit * splits);
 }
 

@@ -1,0 +1,10 @@
+// Nobody reads the sign here.
+#include <cmath>
+
+#include "workbench/system/log_gamma.h"
+
+namespace velmora {
+
+double LogGamma(double x) { return std::lgamma(x); }
+
+}  // namespace velmora
