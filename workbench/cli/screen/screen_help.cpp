@@ -77,7 +77,7 @@ Bins
                               and 'velmora bins edit' has changed; the other predictors are still searched
   --shape SHAPE               of the bad rate or the mean over the bins: free (default), monotone, ascending,
                               descending, peak, valley or auto (monotone, peak or valley); NAME=SHAPE for some variables
-  --shapes FILE               shapes of single variables: a JSON file such as {"age": "ascending", "income*": "monotone"}
+  --shapes FILE               shapes of single variables: a JSON file, as in {"age": "ascending", "income*": "monotone"}
   --max-bins N                at most N bins (default 8)
   --min-bins N                at least N bins, where the other rules allow it (default 1: none if chance explains all)
   --bin-count N               exactly N bins, where the other rules allow it
