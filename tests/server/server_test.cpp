@@ -276,6 +276,28 @@ TEST(EditedBins, FiguresFollowEveryEditAndUndoAndRedoGoBackAndForth) {
   EXPECT_FALSE(edited.Undo());
 }
 
+TEST(EditedBins, TheShareExplainedIsThatOfTheCases) {
+  // Two bins of a measured outcome: 1, 2, 3 and 5, 7; and three classes in two bins.
+  const auto panelOf = [](const char* kind, const char* codes, const char* figure, const char* first,
+                          const char* second) {
+    const std::string text =
+        std::string(R"({"format":"velmora bins","version":2,"dataFile":"","responses":[{)") +
+        R"("name":"y","kind":")" + kind + R"(","codes":)" + codes +
+        R"(,"predictors":[{"name":"x","kind":"categorical","codedVariable":"coded",)" + R"("figureVariables":)" +
+        (codes[1] == ']' ? R"(["m"])" : R"(["a","b","c"])") + R"(,"levels":[{"level":"p","bin":0,"counts":)" +
+        first + R"(},{"level":"q","bin":1,"counts":)" + second + R"(}],"bins":[{"label":"p",)" + figure +
+        R"(,"counts":)" + first + R"(},{"label":"q",)" + figure + R"(,"counts":)" + second + "}]}]}]}";
+    return Json::parse(EditedBins(ParseBinsJson(text, "x.json"), "y", "x").PanelJson());
+  };
+  const Json measured = panelOf("continuous", "[]", R"("mean":0)", "[3,6,14]", "[2,12,74]");
+  // Total sum of squares about 3.6: 23.2; within: 2 + 2.
+  EXPECT_NEAR(measured.at("after").at("explained").get<double>(), 1 - 4 / 23.2, 1e-12);
+  const Json classes =
+      panelOf("categorical", R"(["a","b","c"])", R"("shares":[0,0,0])", "[4,0,0]", "[0,2,2]");
+  // Bits: 1.5 for each of the 8 cases, of which 1 is left for each of the 4 in the second bin.
+  EXPECT_NEAR(classes.at("after").at("explained").get<double>(), 1 - 4.0 / 12, 1e-12);
+}
+
 TEST(EditedBins, AnEditThatDoesNotFitChangesNothing) {
   EditedBins edited(AgeBins(), "risk", "age");
   const std::string found = edited.PanelJson();

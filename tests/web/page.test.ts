@@ -115,7 +115,7 @@ async function window(address: string): Promise<Page> {
 }
 
 async function chooseOutcome(page: Page, name: string): Promise<void> {
-  await page.getByRole("combobox").first().fill(name);
+  await page.locator("input[role=combobox]").first().fill(name);
   await page.keyboard.press("Enter");
 }
 
@@ -231,6 +231,15 @@ describe("the page", () => {
     await page.getByText("1\u202f000 of 1\u202f000 cases").waitFor();
     const kept = JSON.parse(cli("screen", data, "--binary-response", "risk", "--good", "good", "--bad", "bad", "--select", "duration_months > 12", "--format", "json"));
     expect(counted.replace(/\u202f/g, "")).toBe(`${kept.run.selectedCases} of 1000 cases`);
+
+    // A code that is made missing counts no longer.
+    await page.getByRole("option", { name: /^# ?duration_months/ }).click();
+    await page.getByLabel("Missing codes").fill("12");
+    await selection.fill("duration_months = 12");
+    await page.getByText("0 of 1\u202f000 cases", { exact: true }).waitFor();
+    await page.getByLabel("Missing codes").fill("");
+    await selection.fill("");
+    await page.getByText("1\u202f000 of 1\u202f000 cases").waitFor();
 
     await page.keyboard.press("Alt+2");
     await chooseOutcome(page, "risk");

@@ -55,6 +55,20 @@ double ExplainedVariance(const SavedPredictor& predictor) {
   return all > 0 ? 1 - within / all : kMissing;
 }
 
+// The share of the deviance of the classes that the bins explain (McFadden 1974).
+double ExplainedDeviance(const SavedPredictor& predictor) {
+  const auto deviance = [](const SavedCounts& counts) {
+    const double cases = Sum(counts);
+    double sum = 0;
+    for (const double count : counts) sum -= count > 0 ? 2 * count * std::log(count / cases) : 0;
+    return sum;
+  };
+  double within = 0;
+  for (const SavedBin& bin : predictor.bins) within += deviance(bin.counts);
+  const double all = deviance(TotalCounts(predictor));
+  return all > 0 ? 1 - within / all : kMissing;
+}
+
 Json WorthJson(const SavedResponse& response) {
   const SavedPredictor& predictor = response.predictors.front();
   Json json = {{"bins", predictor.bins.size()}};
@@ -69,6 +83,8 @@ Json WorthJson(const SavedResponse& response) {
     json["gini"] = NumberOrNull(Gini(predictor));
   } else if (response.kind == "continuous") {
     json["explained"] = NumberOrNull(ExplainedVariance(predictor));
+  } else {
+    json["explained"] = NumberOrNull(ExplainedDeviance(predictor));
   }
   return json;
 }

@@ -26,7 +26,7 @@ class EditedBins {
   // {"response", "predictor": as in the JSON of saved bins, "figures", "before", "edits", "redo"}.
   // figures: per bin "cases", "share", and by the kind of the response "bad", "badRate", "woe",
   // "informationValue", or "mean", or "shares"; before and after the edits "informationValue" and
-  // "gini" (2 AUC - 1) or "explained" (share of the variance).
+  // "gini" (2 AUC - 1), or "explained" (share of the variance or of the deviance).
   std::string PanelJson() const;
   // The same for the bins after an edit that is not kept.
   std::string PreviewJson(const std::string& edit) const;

@@ -24,6 +24,8 @@ constexpr std::size_t kThreads = 64;         // each open window holds one
 constexpr int kMostWindows = 24;             // so that threads are left for requests
 constexpr std::size_t kMostBytes = 8 << 20;  // of a request
 constexpr auto kEventWait = std::chrono::seconds(2);
+constexpr auto kFarewellWait = std::chrono::milliseconds(10);
+constexpr int kMostFarewellWaits = 100;
 constexpr auto kWatchInterval = std::chrono::milliseconds(200);
 
 constexpr char kPolicy[] =
@@ -180,7 +182,10 @@ void PageServer::Run() {
 void PageServer::Stop() {
   if (stopping_.exchange(true)) return;
   events_.Publish("{\"type\":\"stopped\"}");
-  events_.Close();  // once the windows have heard
+  events_.Close();
+  // The windows hear it before their connections end.
+  for (int i = 0; i < kMostFarewellWaits && events_.ListenerCount() > 0; ++i)
+    std::this_thread::sleep_for(kFarewellWait);
   http_->stop();
 }
 

@@ -5,7 +5,7 @@
 //
 // Requests carry a JSON object with "op":
 //   grid       row, rows, column, columns        -> GridJson
-//   count      select, exclude, weight           -> CaseCountJson
+//   count      select, exclude, weight, missing  -> CaseCountJson
 //   hash                                         -> {"sha256"}
 //   run        analysis, arguments, bins         -> report; of a screening, when asked for, bins of
 //              each predictor, the best first

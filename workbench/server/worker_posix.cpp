@@ -214,9 +214,13 @@ class Worker {
                             request.value("column", 0), request.value("columns", 0)}));
     }
     if (op == "count") {
-      const std::string weight = request.value("weight", "");
-      return reply(CaseCountJson(table_, request.value("select", ""), request.value("exclude", ""),
-                                 weight.empty() ? 0 : NamedVariable(table_, "--weight", weight)));
+      if (!request.contains("missing")) return reply(CountOf(request));
+      // Further missing codes change the table, so they are applied to that of a child.
+      return Fork(frame, [this, &request](const Channel& channel, const Frame& asked) {
+        for (const Json& option : request.at("missing"))
+          ApplyMissingOption(table_, option.get<std::string>());
+        static_cast<void>(channel.Send({"result", asked.id, CountOf(request)}));
+      });
     }
     if (op == "cancel") return Cancel(request.at("target").get<std::uint64_t>());
     if (op == "hash") {
@@ -232,6 +236,12 @@ class Worker {
       });
     }
     throw RunError("There is no operation " + op + ".");
+  }
+
+  std::string CountOf(const Json& request) const {
+    const std::string weight = request.value("weight", "");
+    return CaseCountJson(table_, request.value("select", ""), request.value("exclude", ""),
+                         weight.empty() ? 0 : NamedVariable(table_, "--weight", weight));
   }
 
   // Runs work in a child that ends afterwards. This process has one thread, so the child starts in

@@ -117,12 +117,12 @@ function Change({ name, before, after, digits }: { name: string; before: number 
   );
 }
 
-function Figures({ before, after }: { before: Worth; after: Worth }) {
+function Figures({ kind, before, after }: { kind: Response["kind"]; before: Worth; after: Worth }) {
   return (
     <div class="figures">
       <Change name="information value" before={before.informationValue} after={after.informationValue} digits={4} />
       <Change name="Gini" before={before.gini} after={after.gini} digits={4} />
-      <Change name="variance explained" before={before.explained} after={after.explained} digits={4} />
+      <Change name={kind === "continuous" ? "variance explained" : "deviance explained"} before={before.explained} after={after.explained} digits={4} />
       <Change name="bins" before={before.bins} after={after.bins} digits={0} />
     </div>
   );
@@ -280,7 +280,7 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
           </button>
         </span>
       </header>
-      <Figures before={shown.before} after={shown.after} />
+      <Figures kind={panel.kind} before={shown.before} after={shown.after} />
       <BinsChart
         panel={shown}
         width={width}
@@ -357,7 +357,12 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
                 </>
               )}
               {panel.kind === "continuous" && <th class="number">mean</th>}
-              {panel.kind === "categorical" && panel.codes.map((code) => <th class="number" key={code}>{code}</th>)}
+              {panel.kind === "categorical" && panel.codes.map((code, index) => (
+                <th class="number" key={code}>
+                  <span class={`swatch class${index % 8}`} />
+                  {code}
+                </th>
+              ))}
             </tr>
           </thead>
           <tbody>

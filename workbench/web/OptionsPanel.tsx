@@ -3,6 +3,7 @@
 import { useEffect, useId, useRef, useState } from "preact/hooks";
 import { send } from "./api";
 import {
+  codesByVariable,
   codesOf,
   formatCount,
   nameInExpression,
@@ -209,12 +210,15 @@ export function Selection() {
   const weight = snapshot?.choices.weight;
   const exclude = snapshot?.choices.exclude;
   const status = snapshot?.status;
+  const codes = Object.entries(codesByVariable(snapshot?.choices.missing) ?? {}).map(([name, list]) => `${name}=${list.join(",")}`);
+  const missing = codes.length > 0 ? JSON.stringify(codes) : "";
   useEffect(() => setText(stored), [stored]);
   useEffect(() => {
     if (status !== "loaded") return;
     let current = true;
     const timer = setTimeout(async () => {
-      const selection: Record<string, string> = { select: text };
+      const selection: Record<string, unknown> = { select: text };
+      if (missing !== "") selection["missing"] = JSON.parse(missing);
       if (exclude) selection["exclude"] = exclude;
       if (weight) selection["weight"] = weight;
       try {
@@ -224,14 +228,14 @@ export function Selection() {
         setError("");
         if (text !== stored) choose({ select: text === "" ? null : text });
       } catch (failure) {
-        if (current) setError((failure as Error).message.replace(/^--select(, --exclude)?: /, ""));
+        if (current) setError((failure as Error).message.replace(/^--(select|exclude|missing)(, --exclude)?: /, ""));
       }
     }, countDelay);
     return () => {
       current = false;
       clearTimeout(timer);
     };
-  }, [text, weight, exclude, status]);
+  }, [text, weight, exclude, missing, status]);
   const { start, word } = wordAtCaret(text, caret);
   const names = snapshot?.data.names ?? [];
   const found = word.length > 0 && !names.includes(word) ? searchNames(word, names).slice(0, 6) : [];

@@ -149,7 +149,7 @@ function codeList(text: string): string[] {
   return text.split(/[;\s]+/).filter((code) => code !== "");
 }
 
-function codesByVariable(codes: Record<string, string | null> | undefined): Record<string, string[]> | null {
+export function codesByVariable(codes: Record<string, string | null> | undefined): Record<string, string[]> | null {
   const entries = Object.entries(codes ?? {})
     .map(([name, text]) => [name, codeList(text ?? "")] as const)
     .filter(([, list]) => list.length > 0);

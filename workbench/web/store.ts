@@ -222,7 +222,7 @@ function listen(): void {
 
 // --- Choices
 
-const changeDelay = 250;
+const changeDelay = 120;
 let saving: ReturnType<typeof setTimeout> | undefined;
 let pending: Record<string, unknown> = {};
 
