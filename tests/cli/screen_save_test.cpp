@@ -388,7 +388,7 @@ INSTANTIATE_TEST_SUITE_P(
              "schools.csv",
              "awards",
              {"--binary-response", "awards", "--good", "yes", "--bad", "no", "--continuous-response",
-              "api2000", "--categorical-response", "school_type", "--weight", "weight"},
+              "api2000", "--categorical-response", "school_type", "--weight", "weight", "--raw-weights"},
              {},
              nullptr,
              {},
