@@ -87,7 +87,7 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, Ta
         SavedResponse part = response;
         part.predictors = {predictor};
         SavedBins one{bins.dataFile, {std::move(part)}, {}};
-        AddCounts(data, selected, run->session.WeightVariable(), one);
+        AddCounts(data, selected, run->session.WeightVariable(), report.weights, one);
         if (!channel.Send({"bins", frame.id, BinsJson(one)})) return;
       }
     }
