@@ -74,12 +74,19 @@ def _add_columns(session: Session, columns: Mapping[Any, Any]) -> None:
 
 
 def _pandas_to_session(session: Session, frame: Any, options: Mapping[str, Any]) -> None:
+    names = [str(name) for name in frame.columns]
+    is_plain = all(dtype == np.float64 for dtype in frame.dtypes) and len(set(names)) == len(names)
+    if names and is_plain and not options:
+        # Column by column: a frame made of an array would be copied as a whole to become Arrow's.
+        for i, name in enumerate(names):
+            add_array(session, name, frame.iloc[:, i].to_numpy())
+        return None
     try:
         import pyarrow
     except ImportError:
         # Numbers and texts need no other library; of other types to_numpy gives objects.
         return _add_columns(session, {name: frame[name].to_numpy() for name in frame.columns})
-    named = frame.set_axis([str(name) for name in frame.columns], axis=1)
+    named = frame.set_axis(names, axis=1)
     try:
         table = pyarrow.Table.from_pandas(named, preserve_index=False)
     except (pyarrow.ArrowInvalid, pyarrow.ArrowTypeError) as error:
