@@ -109,7 +109,7 @@ async function window(address: string): Promise<Page> {
   page.on("request", (request) => {
     if (!request.url().startsWith("http://127.0.0.1:") && !request.url().startsWith("data:")) faults.push(request.url());
   });
-  page.setDefaultTimeout(8000);
+  page.setDefaultTimeout(30_000);
   await page.goto(address);
   return page;
 }
