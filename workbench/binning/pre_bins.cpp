@@ -102,9 +102,9 @@ std::vector<double> ValueWeights(const stats::TreeResponse& response, const stat
   return weights;
 }
 
-// The pre-bin of each distinct value, -1 for those without cases: each value its own while there are at most limit,
-// else weighted quantiles.
-std::vector<int> Assign(const std::vector<double>& weights, std::size_t limit) {
+}  // namespace
+
+std::vector<int> AssignPreBins(const std::vector<double>& weights, std::size_t limit) {
   std::vector<int> binOf(weights.size(), -1);
   const auto used =
       static_cast<std::size_t>(std::count_if(weights.begin(), weights.end(), [](double w) { return w > 0; }));
@@ -125,8 +125,6 @@ std::vector<int> Assign(const std::vector<double>& weights, std::size_t limit) {
   }
   return binOf;
 }
-
-}  // namespace
 
 bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex) {
   if (!response.present.empty() && response.present[caseIndex] == 0) return false;
@@ -193,14 +191,14 @@ std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
 PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
                     const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds) {
   const std::vector<double> weights = ValueWeights(response, order);
-  return MakeBins(response, column, order, Assign(weights, static_cast<std::size_t>(std::max(limit, 2))),
-                  folds);
+  return MakeBins(response, column, order,
+                  AssignPreBins(weights, static_cast<std::size_t>(std::max(limit, 2))), folds);
 }
 
 PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
                    const stats::SortedOrder& order, std::span<const std::uint8_t> folds) {
   const std::vector<double> weights = ValueWeights(response, order);
-  return MakeBins(response, column, order, Assign(weights, weights.size() + 1), folds);
+  return MakeBins(response, column, order, AssignPreBins(weights, weights.size() + 1), folds);
 }
 
 void Append(const PreBins& more, PreBins& bins) {

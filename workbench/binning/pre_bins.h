@@ -57,6 +57,10 @@ PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);
 // Whether a case has a response and a weight.
 bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex);
 
+// The pre-bin of each distinct value by its weight, -1 for those without: each value its own while there are at most
+// limit, else weighted quantiles.
+std::vector<int> AssignPreBins(const std::vector<double>& weights, std::size_t limit);
+
 // One pre-bin per level that has cases, in order of code.
 PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> column,
                    const stats::SortedOrder& order, std::span<const std::uint8_t> folds = {});

@@ -86,6 +86,8 @@ Table ReadFile(const DataOptions& options) {
   return table;
 }
 
+}  // namespace
+
 void OverrideMeasurements(Table& table, const DataOptions& options) {
   const std::vector<int> continuous = NamedVariables(table, "--continuous", options.continuous);
   const std::vector<int> categorical = NamedVariables(table, "--categorical", options.categorical);
@@ -103,8 +105,6 @@ void OverrideMeasurements(Table& table, const DataOptions& options) {
   apply("--continuous", continuous, Measurement::kContinuous);
   apply("--categorical", categorical, Measurement::kCategorical);
 }
-
-}  // namespace
 
 ReadOptions ReadingOptionsOf(const DataOptions& options) {
   ReadOptions reading;

@@ -21,6 +21,9 @@ Table LoadTable(const DataOptions& options);
 // The same for a table in memory, whose measurements are not inferred yet.
 Table PrepareTable(Table table, const DataOptions& options);
 
+// The measurements that the options declare. Throws UsageError.
+void OverrideMeasurements(Table& table, const DataOptions& options);
+
 // The same as a record, for scripts that repeat the run.
 ImportOptions ImportOptionsOf(const DataOptions& options, const Table& table);
 

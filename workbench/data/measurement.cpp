@@ -142,7 +142,7 @@ bool NameSaysIdentifier(std::string_view name) {
   return isWord();
 }
 
-void SetMeasurement(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+void SetMeasurement(const Column& column, const ValueSurvey& facts, VariableProfile& profile) {
   const auto set = [&](Measurement measurement, std::string reason) {
     profile.measurement = measurement;
     profile.measurementReason = std::move(reason);
@@ -151,7 +151,7 @@ void SetMeasurement(const Column& column, const ColumnFacts& facts, VariableProf
   if (column.declaredMeasurement) return set(*column.declaredMeasurement, "declared");
   if (column.fromText) return set(Measurement::kCategorical, "text");
   if (column.dateUnit != DateUnit::kNone) return set(Measurement::kContinuous, "date");
-  if (distinct > 0 && distinct <= kMaxLabelledValues && EveryValueLabelled(column, facts.distinct))
+  if (distinct > 0 && distinct <= kMaxLabelledValues && facts.everyValueLabelled)
     return set(Measurement::kCategorical, "every value has a label");
   if (facts.whole && distinct > 0 && distinct <= 2)
     return set(Measurement::kCategorical, Count(distinct, "distinct whole number"));
@@ -185,7 +185,7 @@ void SetTextRole(const Column& column, VariableProfile& profile) {
   }
 }
 
-void SetNumberRole(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+void SetNumberRole(const Column& column, const ValueSurvey& facts, VariableProfile& profile) {
   if (!facts.whole || profile.validCount < kMinCasesForIdentifier ||
       profile.validCount != profile.distinctCount)
     return;
@@ -201,7 +201,7 @@ void SetNumberRole(const Column& column, const ColumnFacts& facts, VariableProfi
   }
 }
 
-void SetRole(const Column& column, const ColumnFacts& facts, VariableProfile& profile) {
+void SetRole(const Column& column, const ValueSurvey& facts, VariableProfile& profile) {
   if (profile.validCount == 0) {
     profile.role = Role::kAllMissing;
     profile.roleReason = "all values are missing";
@@ -216,6 +216,20 @@ void SetRole(const Column& column, const ColumnFacts& facts, VariableProfile& pr
   } else {
     SetNumberRole(column, facts, profile);
   }
+}
+
+void Infer(const Column& column, const ValueSurvey& survey, VariableProfile& profile) {
+  profile.validCount = survey.valid;
+  profile.distinctCount = survey.distinct;
+  SetMeasurement(column, survey, profile);
+  SetRole(column, survey, profile);
+}
+
+void TakeInference(VariableProfile profile, Column& column) {
+  column.measurement = profile.measurement;
+  column.measurementReason = std::move(profile.measurementReason);
+  column.role = profile.role;
+  column.roleReason = std::move(profile.roleReason);
 }
 
 ValueType TypeOf(const Column& column, const ColumnFacts& facts) {
@@ -238,8 +252,12 @@ VariableProfile Profile(const Table& table, int variableNumber, bool exact) {
   profile.distinctIsLowerBound = facts.distinct.Full();
   profile.minimum = facts.minimum;
   profile.maximum = facts.maximum;
-  SetMeasurement(column, facts, profile);
-  SetRole(column, facts, profile);
+  const bool labelled =
+      profile.distinctCount <= kMaxLabelledValues && EveryValueLabelled(column, facts.distinct);
+  Infer(column,
+        {facts.valid, profile.distinctCount, facts.minimum, facts.maximum, facts.whole, facts.ascending,
+         labelled},
+        profile);
   return profile;
 }
 
@@ -266,14 +284,16 @@ void InferMeasurements(Table& table, const ProfileProgress& progress, int thread
   const auto infer = [&](std::size_t index, int) {
     const int number = static_cast<int>(index) + 1;
     VariableProfile profile = Profile(table, number, false);
-    Column& column = table.Variable(number);
-    column.measurement = profile.measurement;
-    column.measurementReason = std::move(profile.measurementReason);
-    column.role = profile.role;
-    column.roleReason = std::move(profile.roleReason);
+    TakeInference(std::move(profile), table.Variable(number));
   };
   WorkerPool pool(threads);
   if (!pool.Run(table.columns.size(), infer, progress)) throw Cancelled();
+}
+
+void InferMeasurement(const ValueSurvey& survey, Column& column) {
+  VariableProfile profile;
+  Infer(column, survey, profile);
+  TakeInference(std::move(profile), column);
 }
 
 namespace {

@@ -62,6 +62,19 @@ using ProfileProgress = std::function<bool(double)>;
 // The profiles of all variables, in order.
 std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {});
 
+// What a pass over the values of a variable finds out.
+struct ValueSurvey {
+  std::int64_t valid = 0;
+  std::int64_t distinct = 0;
+  double minimum = 0, maximum = 0;  // of the valid values
+  bool whole = true;
+  bool ascending = false;  // strictly, in the order of the cases
+  bool everyValueLabelled = false;
+};
+// Writes measurement, role and their reasons into a column whose values have been surveyed elsewhere. The labels of a
+// text column are its texts.
+void InferMeasurement(const ValueSurvey& survey, Column& column);
+
 // Profiles every variable and writes measurement, role and their reasons into the columns. threads:
 // as of WorkerPool; each variable is one thread's.
 void InferMeasurements(Table& table, const ProfileProgress& progress = {}, int threads = 1);

@@ -14,6 +14,54 @@ constexpr double kCrowdedShare = 0.9;
 
 }  // namespace
 
+void Moments::Add(double value, double its) {
+  if (!(its > 0)) return;
+  mass += its;
+  const double step = value - mean;
+  mean += step * its / mass;
+  squares += its * step * (value - mean);
+}
+
+// Chan, Golub and LeVeque 1983, doi:10.1080/00031305.1983.10483115.
+void Moments::Merge(const Moments& other) {
+  if (!(other.mass > 0)) return;
+  if (!(mass > 0)) {
+    *this = other;
+    return;
+  }
+  const double step = other.mean - mean, both = mass + other.mass;
+  squares += other.squares + step * step * (mass / both) * other.mass;
+  mean += step * (other.mass / both);
+  mass = both;
+}
+
+// A bound is the smallest value that leaves at least its share of the mass at or below it.
+std::vector<double> QuantileBounds(std::span<const ValueMass> values, int intervals) {
+  double total = 0;
+  for (const ValueMass& value : values) total += value.mass;
+  std::vector<double> bounds;
+  double below = 0;
+  int next = 1;
+  for (std::size_t d = 0; d + 1 < values.size(); ++d) {
+    below += values[d].mass;
+    const int reached = static_cast<int>(std::floor(below / total * intervals * (1 + 1e-12)));
+    if (reached < next) continue;
+    bounds.push_back(values[d].highest);
+    next = reached + 1;
+  }
+  return bounds;
+}
+
+std::vector<double> EqualWidthBounds(double lowest, const Moments& moments, int intervals) {
+  const double variance =
+      vlm::NearlyEqual(moments.mass, 1.0) ? moments.squares : moments.squares / (moments.mass - 1);
+  const double lower = std::min(lowest, moments.mean - vlm::IntervalQuantile() * std::sqrt(variance));
+  const double width = vlm::IntervalWidth(variance, intervals);
+  std::vector<double> bounds;
+  for (int i = 0; i + 1 < intervals; ++i) bounds.push_back(lower + (i + 1.0) * width);
+  return bounds;
+}
+
 void CaseGrouper::Sort(const Column& column) {
   stats::SortColumn(column.values, column.missingCode, used_, scratch_, order_);
   groups_.distinctValues = order_.DistinctCount();
@@ -68,42 +116,21 @@ void CaseGrouper::Assign(const Column& column, const std::vector<double>& highes
   }
 }
 
-// A bound is the smallest value that leaves at least its share of the mass at or below it.
 std::vector<double> CaseGrouper::QuantileBounds(const Column& column, int intervals) const {
-  double total = 0;
-  for (std::size_t i = 0; i < order_.CaseCount(); ++i) total += MassOf(i);
-  std::vector<double> bounds;
-  double below = 0;
-  int next = 1;
-  for (std::size_t d = 0; d + 1 < order_.DistinctCount(); ++d) {
+  std::vector<ValueMass> values(order_.DistinctCount());
+  for (std::size_t d = 0; d < values.size(); ++d) {
+    values[d].highest = order_.HighestValue(column.values, d);
     for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
-      below += MassOf(static_cast<std::size_t>(at));
-    const int reached = static_cast<int>(std::floor(below / total * intervals * (1 + 1e-12)));
-    if (reached < next) continue;
-    bounds.push_back(order_.HighestValue(column.values, d));
-    next = reached + 1;
+      values[d].mass += MassOf(static_cast<std::size_t>(at));
   }
-  return bounds;
+  return ranking::QuantileBounds(values, intervals);
 }
 
 std::vector<double> CaseGrouper::EqualWidthBounds(const Column& column, int intervals) const {
-  const std::size_t distinct = order_.DistinctCount();
-  if (distinct == 0) return {};
-  double mass = 0, mean = 0, squares = 0;
-  for (std::size_t i = 0; i < order_.CaseCount(); ++i) {
-    const double m = MassOf(i), value = column.values[order_.cases[i]];
-    mass += m;
-    const double step = value - mean;
-    mean += step * m / mass;
-    squares += m * step * (value - mean);
-  }
-  const double variance = vlm::NearlyEqual(mass, 1.0) ? squares : squares / (mass - 1);
-  const double lower =
-      std::min(order_.Value(column.values, 0), mean - vlm::IntervalQuantile() * std::sqrt(variance));
-  const double width = vlm::IntervalWidth(variance, intervals);
-  std::vector<double> bounds;
-  for (int i = 0; i + 1 < intervals; ++i) bounds.push_back(lower + (i + 1.0) * width);
-  return bounds;
+  if (order_.DistinctCount() == 0) return {};
+  Moments moments;
+  for (std::size_t i = 0; i < order_.CaseCount(); ++i) moments.Add(column.values[order_.cases[i]], MassOf(i));
+  return ranking::EqualWidthBounds(order_.Value(column.values, 0), moments, intervals);
 }
 
 void CaseGrouper::FindCrowded(const Column& column) {

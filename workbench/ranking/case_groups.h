@@ -25,6 +25,24 @@ struct IntervalRule {
   int intervals = 10;  // at most
 };
 
+// Distinct values of a variable, ascending, with what the cases that have them count.
+struct ValueMass {
+  double highest = 0;  // of a run of values that are equal within the tolerance
+  double mass = 0;
+};
+
+// Weighted mean and sum of squares about it (Welford 1962, doi:10.2307/1266577).
+struct Moments {
+  double mass = 0, mean = 0, squares = 0;
+
+  void Add(double value, double its);
+  void Merge(const Moments& other);
+};
+
+// The highest value of each interval but the last. An interval may hold no value.
+std::vector<double> QuantileBounds(std::span<const ValueMass> values, int intervals);
+std::vector<double> EqualWidthBounds(double lowest, const Moments& moments, int intervals);
+
 // Why intervals of equal width say little: nearly all cases are in one of them.
 struct CrowdedIntervals {
   double share = 0;     // of the cases in the fullest interval

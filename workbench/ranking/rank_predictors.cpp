@@ -7,15 +7,12 @@
 #include <numeric>
 #include <optional>
 
-#include "workbench/binning/optimal_bins.h"
 #include "workbench/data/errors.h"
+#include "workbench/ranking/test_pairs.h"
 #include "workbench/stats/cluster_covariance.h"
-#include "workbench/stats/exact_tests.h"
 
 namespace velmora::ranking {
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool IsAbsent(const Column& column, std::size_t i) {
   return std::isnan(column.values[i]) || IsMissing(column.values[i], column.missingCode);
@@ -280,9 +277,7 @@ class PairPass {
                  RankedPair& pair) {
     const binning::PreBinSums sums = SumsOf(groups, outcome);
     if (sums.Count() < 2) return Run(groups, outcome, seed, pair);
-    binning::BinningRules rules;
-    rules.partition.maxBins = std::max(intervals, 2);
-    const binning::OptimalBins bins = binning::FindOrderedBins(sums, rules);
+    const binning::OptimalBins bins = JoinGroups(sums, intervals);
     joined_ = groups;
     joined_.count = static_cast<std::uint32_t>(bins.count);
     for (std::size_t i = 0; i < cases_.Count(); ++i) {
@@ -290,13 +285,7 @@ class PairPass {
       joined_.groupOf[i] = g < groups.count ? static_cast<std::uint32_t>(bins.binOf[g]) : joined_.count;
     }
     Run(joined_, outcome, seed, pair);
-    double largest = 0, partitions = 0;
-    const std::size_t most = std::min(static_cast<std::size_t>(rules.partition.maxBins), sums.Count());
-    for (std::size_t k = 2; k <= most; ++k)
-      largest = std::max(largest, binning::LogChoose(sums.Count() - 1, k - 1));
-    for (std::size_t k = 2; k <= most; ++k)
-      partitions += std::exp(binning::LogChoose(sums.Count() - 1, k - 1) - largest);
-    pair.association.logP = std::min(0.0, pair.association.logP + largest + std::log(partitions));
+    CorrectForSearch(sums.Count(), intervals, pair);
   }
 
  private:
@@ -329,15 +318,11 @@ class PairPass {
   bool IsWeighted() const { return !cases_.weight.empty(); }
   bool IsSampled() const { return !cases_.squares.empty(); }
 
-  // A table of more cells per case says nothing, and may not fit the memory.
-  static constexpr std::size_t kManyCells = 1000000;
-  static constexpr std::size_t kMostCellsPerCase = 16;
-
   // The last row and the last column collect the cases that take no part.
   void Tabulate(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, RankedPair& pair) {
     const std::size_t stride = std::size_t{outcome.classes} + 1;
     const std::size_t cells = stride * (std::size_t{groups.count} + 1);
-    pair.tooManyCells = cells > kManyCells && cells / kMostCellsPerCase > cases_.Count();
+    pair.tooManyCells = HasTooManyCells(cells, cases_.Count());
     if (pair.tooManyCells) return;
     counts_.assign(cells, 0);
     for (std::size_t i = 0; i < cases_.Count(); ++i)
@@ -362,9 +347,7 @@ class PairPass {
       sums.cases = pair.frequency;
       AddDesign(groups, outcome, sums);
     }
-    pair.association = stats::TableAssociation(sums);
-    if (plan_.exact && pair.association.computable && pair.association.smallCells > 0)
-      TestExactly(sums, seed, pair);
+    TestTable(sums, plan_, seed, pair);
   }
 
   // By the cell of each case, weights as shares of the table's.
@@ -385,30 +368,6 @@ class PairPass {
                 cases_.weight[i] / total);
         },
         shares);
-  }
-
-  // Only whole counts: of cases, or of a count variable that has no fractions.
-  void TestExactly(const stats::CellSums& sums, std::uint64_t seed, RankedPair& pair) const {
-    std::vector<double> counts;
-    std::vector<double> columnTotals(sums.columns);
-    for (std::size_t g = 0; g < sums.rows; ++g) {
-      for (std::size_t c = 0; c < sums.columns; ++c) columnTotals[c] += sums.weights[g * sums.columns + c];
-    }
-    for (std::size_t g = 0; g < sums.rows; ++g) {
-      const auto row = sums.weights.begin() + static_cast<std::ptrdiff_t>(g * sums.columns);
-      if (std::accumulate(row, row + static_cast<std::ptrdiff_t>(sums.columns), 0.0) == 0) continue;
-      for (std::size_t c = 0; c < sums.columns; ++c) {
-        if (columnTotals[c] == 0) continue;
-        if (row[static_cast<std::ptrdiff_t>(c)] != std::floor(row[static_cast<std::ptrdiff_t>(c)])) return;
-        counts.push_back(row[static_cast<std::ptrdiff_t>(c)]);
-      }
-    }
-    stats::Association& association = pair.association;
-    const double p = counts.size() == 4 ? stats::FisherP(counts[0], counts[1], counts[2], counts[3])
-                                        : stats::MonteCarloP(counts, association.levels, association.classes,
-                                                             plan_.replicates, seed);
-    association.logP = std::log(p);
-    pair.exact = true;
   }
 
   void AddUp(const std::vector<double>& mass, const CaseGroups& groups, const Outcome& outcome,
@@ -510,8 +469,9 @@ class RankingRun {
     for (std::size_t j = 0; j < predictors.size(); ++j) {
       if (crowded_[j]) ranking_.crowded.push_back({predictors[j].number, *crowded_[j]});
     }
-    AdjustAll();
-    for (std::size_t d = 0; d < ranking_.outcomes.size(); ++d) Order(ranking_.outcomes[d], d);
+    for (std::size_t d = 0; d < outcomes_.size(); ++d)
+      ranking_.outcomes[d].hasClasses = outcomes_[d].classes > 0;
+    AdjustAndOrder(plan_, ranking_);
     return std::move(ranking_);
   }
 
@@ -573,7 +533,6 @@ class RankingRun {
 
   void AddPredictor(const Variable& variable, std::size_t index, Worker& worker) {
     const Column& column = table_.Variable(variable.number);
-    constexpr int kFineIntervals = 50;
     const bool joins = variable.continuous && plan_.predictorIntervals.method == IntervalMethod::kTree;
     const IntervalRule fine = {IntervalMethod::kTree, kFineIntervals};
     const CaseGroups& groups = variable.continuous
@@ -583,8 +542,7 @@ class RankingRun {
     for (std::size_t d = 0; d < outcomes_.size(); ++d) {
       RankedPair& pair = ranking_.outcomes[d].pairs[index];
       pair.distinct = groups.distinctValues;
-      const std::uint64_t seed = plan_.seed * 1000003 + static_cast<std::uint64_t>(variable.number) * 1000 +
-                                 static_cast<std::uint64_t>(d);
+      const std::uint64_t seed = SeedOfPair(plan_, variable.number, d);
       if (joins && outcomes_[d].finite) {
         worker.pass.RunJoined(groups, outcomes_[d], seed, plan_.predictorIntervals.intervals, pair);
       } else {
@@ -593,64 +551,6 @@ class RankingRun {
       pair.missing = ranking_.usedCases - pair.cases;
       if (pool_.IsStopping()) return;
     }
-  }
-
-  static double LogP(const RankedPair& pair) {
-    return pair.association.computable ? pair.association.logP : kNaN;
-  }
-
-  void Adjust(std::span<RankedOutcome> outcomes) {
-    std::vector<double> logP;
-    for (const RankedOutcome& outcome : outcomes) {
-      for (const RankedPair& pair : outcome.pairs) logP.push_back(LogP(pair));
-    }
-    const std::vector<double> adjusted = stats::AdjustLogP(logP, plan_.adjustment);
-    std::size_t at = 0;
-    for (RankedOutcome& outcome : outcomes) {
-      for (RankedPair& pair : outcome.pairs) {
-        pair.logAdjustedP = adjusted[at++];
-        pair.better = pair.logAdjustedP <= std::log(plan_.alpha);
-      }
-    }
-  }
-
-  void AdjustAll() {
-    if (plan_.adjustAcrossDependents) return Adjust(ranking_.outcomes);
-    for (RankedOutcome& outcome : ranking_.outcomes) Adjust({&outcome, 1});
-  }
-
-  // What is no better than chance comes after what is, unless the user asks for another order; what
-  // cannot be tested comes last. Equal predictors keep their order.
-  void Order(RankedOutcome& outcome, std::size_t index) const {
-    const bool useV = outcomes_[index].classes > 0 && !plan_.chiSquare;
-    struct Key {
-      int place;
-      double first, second;
-      bool operator<(const Key& other) const {
-        if (place != other.place) return place < other.place;
-        if (first != other.first) return first < other.first;
-        return second < other.second;
-      }
-    };
-    std::vector<Key> keys;
-    for (const RankedPair& pair : outcome.pairs) {
-      const stats::Association& association = pair.association;
-      const double p = pair.logAdjustedP;
-      if (!association.computable || std::isnan(p)) {
-        keys.push_back({2, -association.rawEffect, 0});
-      } else if (plan_.key == RankKey::kStatistic) {
-        keys.push_back({0, -(useV ? association.rawEffect : association.statistic), association.logP});
-      } else if (plan_.key == RankKey::kP) {
-        keys.push_back({0, association.logP, -association.effect});
-      } else {
-        keys.push_back({pair.better ? 0 : 1, -association.effect, association.logP});
-      }
-    }
-    outcome.order.resize(outcome.pairs.size());
-    std::iota(outcome.order.begin(), outcome.order.end(), 0);
-    std::stable_sort(outcome.order.begin(), outcome.order.end(), [&](int a, int b) {
-      return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
-    });
   }
 
   const Table& table_;

@@ -61,6 +61,7 @@ struct RankedOutcome {
   std::vector<int> order;         // all predictors, best first
   std::int64_t cases = 0;         // with a value of the outcome
   std::int64_t missing = 0;
+  bool hasClasses = false;  // or intervals of a measured outcome
 };
 
 struct CrowdedPredictor {

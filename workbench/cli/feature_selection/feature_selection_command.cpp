@@ -25,15 +25,6 @@ namespace {
 constexpr int kMostBest = 10000;  // the limit of the results dialog
 constexpr int kMostCuts = 20;
 
-struct CommandOptions {
-  DataOptions data;
-  OutputOptions output;
-  ModuleOptions module;
-  VariableRequest variables;
-  FeatureSelectionSettings settings;
-  bool printScript = false;
-};
-
 // The options of the one way of ranking are not quietly ignored by the other.
 void CheckClassic(const CommandParser& parser, FeatureSelectionSettings& settings, bool printScript) {
   if (settings.cases.rawWeights) {
@@ -56,8 +47,96 @@ void CheckClassic(const CommandParser& parser, FeatureSelectionSettings& setting
   }
 }
 
-CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
-  CommandOptions options;
+// The file is beside the other outputs; its name differs from the data file's.
+std::string BundlesFile(const std::string& dataPath) {
+  const std::filesystem::path data = PathOf(dataPath);
+  return data.stem().string() + "_bundles" + (data.extension() == ".parquet" ? ".parquet" : ".csv");
+}
+
+std::string BundlesPath(const std::string& folder, const std::string& dataPath) {
+  return (PathOf(folder.empty() ? "." : folder) / PathOf(BundlesFile(dataPath))).string();
+}
+
+// The bundles that the results dialog makes of its own ranking: the best continuous and the best
+// categorical predictors of each dependent.
+void AddBundles(const FeatureSelectionReport& report, Session& session) {
+  for (const ReportedDependent& dependent : report.dependents) {
+    for (const Measurement kind : {Measurement::kContinuous, Measurement::kCategorical}) {
+      std::vector<int> numbers;
+      for (const int index : dependent.best) {
+        const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
+        if (predictor.kind == kind) numbers.push_back(predictor.number);
+      }
+      if (!numbers.empty())
+        session.AddBundle(dependent.name + " - best " + KindName(kind) + " predictors", numbers);
+    }
+  }
+}
+
+// Saves the data with its bundles as a file of the run.
+void SaveBundles(const FeatureSelectionReport& report, Session& session, const OutputOptions& options,
+                 OutputFiles& files) {
+  if (report.ranking) {
+    AddBundles(report, session);
+  } else {
+    const StrictCriterion strict(*session.FeatureSelectionResults());
+    session.ResultsDialog().Call("SavePredictorsToVariableBundle");
+  }
+  const std::string name = BundlesFile(session.Data().fileName);
+  SaveTableIn(files, session.Data(), BundlesPath(options.folder, session.Data().fileName), options);
+  // An earlier run's sidecar would be read with this table.
+  const std::string sidecar = SidecarPath(name);
+  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
+    files.Add(sidecar,
+              "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
+  }
+}
+
+void WriteResults(const FeatureSelectionOptions& options, const std::vector<Format>& formats,
+                  const FeatureSelectionReport& report, Session& session, const RunFiles& inputs) {
+  OutputWriters writers = WritersOf(report, session);
+  if (options.output.saveBundles)
+    writers.addFiles = [&](OutputFiles& files) { SaveBundles(report, session, options.output, files); };
+  WriteOutputs(options.output, formats, writers, inputs);
+}
+
+std::string ScriptOf(const FeatureSelectionOptions& options, const std::vector<Format>& formats,
+                     const Table& table, const VariableChoice& choice) {
+  ScriptedRun run{.table = table,
+                  .importOptions = ImportOptionsOf(options.data, table),
+                  .selection = {options.settings.cases.select, options.settings.cases.exclude},
+                  .weight = choice.weight,
+                  .analysis = kFeatureSelectionName,
+                  .useWeightsAsGiven = !options.settings.cases.roundWeights,
+                  .notes = {},
+                  .resultsSettings = DisplaySettings(options.settings),
+                  .outputs = ScriptedOutputs(options.output, formats)};
+  run.notes.startupSettings = StartupSettings(choice, options.settings);
+  run.notes.leftOut = choice.leftOut;
+  if (options.output.saveBundles) {
+    const std::filesystem::path folder = PathOf(options.output.folder);
+    run.outputs.emplace_back("results.SavePredictorsToVariableBundle()");
+    run.outputs.push_back("data.Save(" +
+                          PythonString((folder / PathOf(BundlesFile(table.fileName))).string()) + ")");
+  }
+  return WriteSettingsScript(run);
+}
+
+std::unique_ptr<FinishedRun> Run(const FeatureSelectionOptions& options, const SessionOptions& sessionOptions,
+                                 Table table, const VariableChoice& choice) {
+  auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
+  ImportOptions importOptions = ImportOptionsOf(options.data, table);
+  run->session.SetTable(std::move(table), std::move(importOptions));
+  ApplyCases(run->session, choice.weight, options.settings.cases);
+  if (!options.output.quiet) ReportLeftOut(choice.leftOut);
+  run->featureSelection = RunFeatureSelection(run->session, run->frontend, choice, options.settings);
+  return run;
+}
+
+}  // namespace
+
+FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& arguments) {
+  FeatureSelectionOptions options;
   CommandParser parser;
   options.data.AddTo(parser);
   options.settings.cases.AddTo(parser);
@@ -119,94 +198,6 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-// The file is beside the other outputs; its name differs from the data file's.
-std::string BundlesFile(const std::string& dataPath) {
-  const std::filesystem::path data = PathOf(dataPath);
-  return data.stem().string() + "_bundles" + (data.extension() == ".parquet" ? ".parquet" : ".csv");
-}
-
-std::string BundlesPath(const std::string& folder, const std::string& dataPath) {
-  return (PathOf(folder.empty() ? "." : folder) / PathOf(BundlesFile(dataPath))).string();
-}
-
-// The bundles that the results dialog makes of its own ranking: the best continuous and the best
-// categorical predictors of each dependent.
-void AddBundles(const FeatureSelectionReport& report, Session& session) {
-  for (const ReportedDependent& dependent : report.dependents) {
-    for (const Measurement kind : {Measurement::kContinuous, Measurement::kCategorical}) {
-      std::vector<int> numbers;
-      for (const int index : dependent.best) {
-        const ReportedPredictor& predictor = report.predictors[static_cast<std::size_t>(index)];
-        if (predictor.kind == kind) numbers.push_back(predictor.number);
-      }
-      if (!numbers.empty())
-        session.AddBundle(dependent.name + " - best " + KindName(kind) + " predictors", numbers);
-    }
-  }
-}
-
-// Saves the data with its bundles as a file of the run.
-void SaveBundles(const FeatureSelectionReport& report, Session& session, const OutputOptions& options,
-                 OutputFiles& files) {
-  if (report.ranking) {
-    AddBundles(report, session);
-  } else {
-    const StrictCriterion strict(*session.FeatureSelectionResults());
-    session.ResultsDialog().Call("SavePredictorsToVariableBundle");
-  }
-  const std::string name = BundlesFile(session.Data().fileName);
-  SaveTableIn(files, session.Data(), BundlesPath(options.folder, session.Data().fileName), options);
-  // An earlier run's sidecar would be read with this table.
-  const std::string sidecar = SidecarPath(name);
-  if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
-    files.Add(sidecar,
-              "{\"format\": \"velmora-table\", \"version\": 1, \"bundles\": [], \"variables\": []}\n");
-  }
-}
-
-void WriteResults(const CommandOptions& options, const std::vector<Format>& formats,
-                  const FeatureSelectionReport& report, Session& session, const RunFiles& inputs) {
-  OutputWriters writers = WritersOf(report, session);
-  if (options.output.saveBundles)
-    writers.addFiles = [&](OutputFiles& files) { SaveBundles(report, session, options.output, files); };
-  WriteOutputs(options.output, formats, writers, inputs);
-}
-
-std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
-                     const VariableChoice& choice) {
-  ScriptedRun run{.table = table,
-                  .importOptions = ImportOptionsOf(options.data, table),
-                  .selection = {options.settings.cases.select, options.settings.cases.exclude},
-                  .weight = choice.weight,
-                  .analysis = kFeatureSelectionName,
-                  .useWeightsAsGiven = !options.settings.cases.roundWeights,
-                  .notes = {},
-                  .resultsSettings = DisplaySettings(options.settings),
-                  .outputs = ScriptedOutputs(options.output, formats)};
-  run.notes.startupSettings = StartupSettings(choice, options.settings);
-  run.notes.leftOut = choice.leftOut;
-  if (options.output.saveBundles) {
-    const std::filesystem::path folder = PathOf(options.output.folder);
-    run.outputs.emplace_back("results.SavePredictorsToVariableBundle()");
-    run.outputs.push_back("data.Save(" +
-                          PythonString((folder / PathOf(BundlesFile(table.fileName))).string()) + ")");
-  }
-  return WriteSettingsScript(run);
-}
-
-std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
-                                 Table table, const VariableChoice& choice) {
-  auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
-  ImportOptions importOptions = ImportOptionsOf(options.data, table);
-  run->session.SetTable(std::move(table), std::move(importOptions));
-  ApplyCases(run->session, choice.weight, options.settings.cases);
-  if (!options.output.quiet) ReportLeftOut(choice.leftOut);
-  run->featureSelection = RunFeatureSelection(run->session, run->frontend, choice, options.settings);
-  return run;
-}
-
-}  // namespace
-
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session*/) {
   OutputWriters writers;
   writers.stem = "feature_selection";
@@ -227,7 +218,7 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
 }
 
 std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments) {
-  const CommandOptions options = ParseOptions(arguments);
+  const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
@@ -236,7 +227,7 @@ std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vecto
 }
 
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
-  const CommandOptions options = ParseOptions(arguments);
+  const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
   const std::vector<Format> formats = options.output.Formats();
   RunFiles files;
   files.ReadsTable("DATA", options.data.path);

@@ -6,13 +6,27 @@
 #include <vector>
 
 #include "workbench/cli/command_outputs.h"
+#include "workbench/cli/feature_selection/feature_selection_run.h"
 #include "workbench/cli/finished_run.h"
+#include "workbench/cli/options.h"
+#include "workbench/cli/variable_choice.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/session/session.h"
 
 namespace velmora {
 
 extern const char kFeatureSelectionHelp[];
+
+struct FeatureSelectionOptions {
+  DataOptions data;
+  OutputOptions output;
+  ModuleOptions module;
+  VariableRequest variables;
+  FeatureSelectionSettings settings;
+  bool printScript = false;
+};
+// Throws UsageError for options that are wrong or contradict each other.
+FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& arguments);
 
 // arguments: the words after the command's name. Returns the exit code; throws the exceptions that
 // RunGuarded handles.

@@ -115,31 +115,6 @@ std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& setting
 
 namespace {
 
-ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelectionSettings& settings) {
-  ranking::RankingPlan plan;
-  plan.continuousDependents = choice.continuousDependents;
-  plan.categoricalDependents = choice.categoricalDependents;
-  plan.continuousPredictors = choice.continuousPredictors;
-  plan.categoricalPredictors = choice.categoricalPredictors;
-  plan.weight = choice.weight;
-  plan.count = choice.count;
-  plan.strata = choice.strata;
-  plan.clusters = choice.clusters;
-  plan.exact = settings.exact;
-  plan.replicates = settings.replicates;
-  plan.seed = static_cast<std::uint64_t>(settings.seed);
-  plan.predictorIntervals = {settings.intervals, settings.cuts};
-  plan.dependentIntervals = {settings.intervals, settings.dependentCuts};
-  plan.cutDependents = settings.cutDependents;
-  plan.completeCases = settings.casewise;
-  plan.chiSquare = settings.chiSquare;
-  plan.key = settings.displayMode == DisplayMode::kBestByP ? ranking::RankKey::kP : settings.rankBy;
-  plan.adjustment = settings.adjustment;
-  plan.adjustAcrossDependents = settings.adjustAcross;
-  plan.alpha = settings.alpha;
-  return plan;
-}
-
 PairStatistic StatisticOf(Measurement kind, const FeatureSelectionSettings& settings) {
   if (kind == Measurement::kContinuous && !settings.cutDependents) return PairStatistic::kF;
   return settings.chiSquare ? PairStatistic::kChiSquare : PairStatistic::kCramersV;
@@ -287,19 +262,36 @@ void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& depend
       NamesWhere(report, [&](std::size_t j) { return pairOf(j).tooManyCells; }), ".");
 }
 
-FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
-                            const FeatureSelectionSettings& settings) {
-  const Table& table = session.Data();
+}  // namespace
+
+ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelectionSettings& settings) {
+  ranking::RankingPlan plan;
+  plan.continuousDependents = choice.continuousDependents;
+  plan.categoricalDependents = choice.categoricalDependents;
+  plan.continuousPredictors = choice.continuousPredictors;
+  plan.categoricalPredictors = choice.categoricalPredictors;
+  plan.weight = choice.weight;
+  plan.count = choice.count;
+  plan.strata = choice.strata;
+  plan.clusters = choice.clusters;
+  plan.exact = settings.exact;
+  plan.replicates = settings.replicates;
+  plan.seed = static_cast<std::uint64_t>(settings.seed);
+  plan.predictorIntervals = {settings.intervals, settings.cuts};
+  plan.dependentIntervals = {settings.intervals, settings.dependentCuts};
+  plan.cutDependents = settings.cutDependents;
+  plan.completeCases = settings.casewise;
+  plan.chiSquare = settings.chiSquare;
+  plan.key = settings.displayMode == DisplayMode::kBestByP ? ranking::RankKey::kP : settings.rankBy;
+  plan.adjustment = settings.adjustment;
+  plan.adjustAcrossDependents = settings.adjustAcross;
+  plan.alpha = settings.alpha;
+  return plan;
+}
+
+FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& choice,
+                                     const FeatureSelectionSettings& settings, ranking::Ranking ranked) {
   const ranking::RankingPlan plan = PlanOf(choice, settings);
-  ProgressBar bar;
-  bar.Start("Comparing predictors...");
-  WorkerPool pool(settings.threads);
-  ranking::Ranking ranked =
-      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, pool, [&](double fraction) {
-        bar.Update(fraction);
-        return !WasInterrupted();
-      });
-  bar.Finish();
   constexpr std::int64_t kFewestCases = 3;
   if (ranked.usedCases < kFewestCases)
     throw RunError("The feature selection failed: there are fewer than three valid cases" +
@@ -363,6 +355,24 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
     report.dependents.push_back(std::move(dependent));
   }
   return report;
+}
+
+namespace {
+
+FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
+                            const FeatureSelectionSettings& settings) {
+  const Table& table = session.Data();
+  const ranking::RankingPlan plan = PlanOf(choice, settings);
+  ProgressBar bar;
+  bar.Start("Comparing predictors...");
+  WorkerPool pool(settings.threads);
+  ranking::Ranking ranked =
+      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, pool, [&](double fraction) {
+        bar.Update(fraction);
+        return !WasInterrupted();
+      });
+  bar.Finish();
+  return ReportRanking(table, choice, settings, std::move(ranked));
 }
 
 }  // namespace

@@ -41,6 +41,12 @@ FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFrontend& f
                                            const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);
 
+// The settings of the workbench's own ranking, and the report of one that has been made.
+ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelectionSettings& settings);
+// table: names of the variables and the number of cases; its values are not read.
+FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& choice,
+                                     const FeatureSelectionSettings& settings, ranking::Ranking ranked);
+
 // What the analysis started last has found, with the settings of its results dialog, which must be open.
 FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFrontend& frontend);
 

@@ -28,21 +28,7 @@ namespace {
 
 constexpr int kMostBest = 10000;
 
-struct CommandOptions {
-  DataOptions data;
-  OutputOptions output;
-  ModuleOptions module;
-  ScreenRequest request;
-  ScreenSettings settings;
-  SaveOptions save;
-  BinningOptions binning;
-  SpecialOptions special;
-  EvidenceOptions evidence;
-  RedundancyOptions redundancy;
-  bool printScript = false;
-};
-
-void CheckOptions(const CommandOptions& options) {
+void CheckOptions(const ScreenOptions& options) {
   const ScreenRequest& request = options.request;
   options.data.RequireData(", as in velmora screen data.csv --binary-response NAME --good CODE --bad CODE");
   if (options.printScript) options.data.RequireScriptable();
@@ -66,57 +52,13 @@ WeightMeaning MeaningOfWeights(const CaseOptions& cases) {
 }
 
 // The variable of the weights or counts, 0 for none.
-int ChooseCaseWeight(const Table& table, const CommandOptions& options) {
+int ChooseCaseWeight(const Table& table, const ScreenOptions& options) {
   const CaseOptions& cases = options.settings.cases;
   if (!cases.count.empty()) return ChooseCount(table, cases.count);
   return ChooseWeight(table, cases.weight, options.binning.classic || cases.rawWeights);
 }
 
-CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
-  CommandOptions options;
-  CommandParser parser;
-  ScreenSettings& settings = options.settings;
-  options.data.AddTo(parser);
-  settings.cases.AddTo(parser);
-  options.output.AddTo(parser);
-  parser.Text("--count", settings.cases.count);
-  parser.Flag("--raw-weights", settings.cases.rawWeights);
-  parser.Flag("--print-script", options.printScript);
-  options.module.AddTo(parser);
-  options.save.AddTo(parser);
-  parser.Text("--binary-response", options.request.binary);
-  parser.Text("--good", options.request.good);
-  parser.Text("--bad", options.request.bad);
-  parser.Text("--continuous-response", options.request.continuous);
-  parser.Text("--categorical-response", options.request.categorical);
-  parser.List("--predictors", options.request.predictors);
-  parser.Text("--cut-points", settings.cutPointsFile);
-  parser.Flag("--no-prune", settings.noPruning);
-  parser.Choice("--sort-binary", settings.sortBinary, {"gini", "iv"});
-  parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
-  parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
-  parser.WholeNumber("--best", settings.best, 0, kMostBest);
-  parser.List("--ordinal", options.request.ordinal);
-  parser.List("--nominal", options.request.nominal);
-  options.binning.AddTo(parser);
-  options.special.AddTo(parser);
-  options.evidence.AddTo(parser);
-  options.redundancy.AddTo(parser);
-  parser.OutcomeOption("--binary-response NAME");
-  parser.Parse(arguments);
-  CheckOptions(options);
-  options.binning.Check(parser, options.request);
-  options.evidence.Check(parser);
-  options.redundancy.Check(parser, options.binning.classic || options.binning.search == 1);
-  options.binning.weights = MeaningOfWeights(settings.cases);
-  settings.rankBy = options.binning.Ranking(parser);
-  settings.saveChance = options.binning.saveChance;
-  options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
-  options.request.categories = options.data.categorical;
-  return options;
-}
-
-std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& formats, const Table& table,
+std::string ScriptOf(const ScreenOptions& options, const std::vector<Format>& formats, const Table& table,
                      const ScreenChoice& choice) {
   if (!options.binning.classic) {
     throw UsageError(
@@ -142,7 +84,7 @@ std::string ScriptOf(const CommandOptions& options, const std::vector<Format>& f
   return WriteSettingsScript(run);
 }
 
-std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOptions& sessionOptions,
+std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOptions& sessionOptions,
                                  Table table, const ScreenChoice& choice, int weight) {
   if (!options.output.quiet) ReportLeftOut(choice.leftOut);
   std::vector<std::string> notices;
@@ -189,6 +131,50 @@ std::unique_ptr<FinishedRun> Run(const CommandOptions& options, const SessionOpt
 
 }  // namespace
 
+ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
+  ScreenOptions options;
+  CommandParser parser;
+  ScreenSettings& settings = options.settings;
+  options.data.AddTo(parser);
+  settings.cases.AddTo(parser);
+  options.output.AddTo(parser);
+  parser.Text("--count", settings.cases.count);
+  parser.Flag("--raw-weights", settings.cases.rawWeights);
+  parser.Flag("--print-script", options.printScript);
+  options.module.AddTo(parser);
+  options.save.AddTo(parser);
+  parser.Text("--binary-response", options.request.binary);
+  parser.Text("--good", options.request.good);
+  parser.Text("--bad", options.request.bad);
+  parser.Text("--continuous-response", options.request.continuous);
+  parser.Text("--categorical-response", options.request.categorical);
+  parser.List("--predictors", options.request.predictors);
+  parser.Text("--cut-points", settings.cutPointsFile);
+  parser.Flag("--no-prune", settings.noPruning);
+  parser.Choice("--sort-binary", settings.sortBinary, {"gini", "iv"});
+  parser.Choice("--sort-continuous", settings.sortContinuous, {"r2", "f"});
+  parser.Choice("--sort-categorical", settings.sortCategorical, {"p", "chi-square"});
+  parser.WholeNumber("--best", settings.best, 0, kMostBest);
+  parser.List("--ordinal", options.request.ordinal);
+  parser.List("--nominal", options.request.nominal);
+  options.binning.AddTo(parser);
+  options.special.AddTo(parser);
+  options.evidence.AddTo(parser);
+  options.redundancy.AddTo(parser);
+  parser.OutcomeOption("--binary-response NAME");
+  parser.Parse(arguments);
+  CheckOptions(options);
+  options.binning.Check(parser, options.request);
+  options.evidence.Check(parser);
+  options.redundancy.Check(parser, options.binning.classic || options.binning.search == 1);
+  options.binning.weights = MeaningOfWeights(settings.cases);
+  settings.rankBy = options.binning.Ranking(parser);
+  settings.saveChance = options.binning.saveChance;
+  options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
+  options.request.categories = options.data.categorical;
+  return options;
+}
+
 OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   OutputWriters writers;
   writers.stem = "screening";
@@ -221,7 +207,7 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
 }
 
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments) {
-  const CommandOptions options = ParseOptions(arguments);
+  const ScreenOptions options = ParseScreen(arguments);
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
@@ -232,7 +218,7 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
 }
 
 int RunScreenCommand(const std::vector<std::string>& arguments) {
-  const CommandOptions options = ParseOptions(arguments);
+  const ScreenOptions options = ParseScreen(arguments);
   const std::vector<Format> formats = options.output.Formats();
   const CaseOptions& cases = options.settings.cases;
   RunFiles files;

@@ -7,12 +7,36 @@
 
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/finished_run.h"
+#include "workbench/cli/options.h"
+#include "workbench/cli/screen/screen_binning.h"
+#include "workbench/cli/screen/screen_choice.h"
+#include "workbench/cli/screen/screen_evidence.h"
+#include "workbench/cli/screen/screen_redundancy.h"
+#include "workbench/cli/screen/screen_run.h"
+#include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/screen/screen_special.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/session/session.h"
 
 namespace velmora {
 
 extern const char kScreenHelp[];
+
+struct ScreenOptions {
+  DataOptions data;
+  OutputOptions output;
+  ModuleOptions module;
+  ScreenRequest request;
+  ScreenSettings settings;
+  SaveOptions save;
+  BinningOptions binning;
+  SpecialOptions special;
+  EvidenceOptions evidence;
+  RedundancyOptions redundancy;
+  bool printScript = false;
+};
+// Throws UsageError for options that are wrong or contradict each other.
+ScreenOptions ParseScreen(const std::vector<std::string>& arguments);
 
 // arguments: the words after the command's name. Returns the exit code; throws what RunGuarded knows.
 int RunScreenCommand(const std::vector<std::string>& arguments);

@@ -1,0 +1,38 @@
+// What the bins that a search finds are worth: figures of cases held out, and whether they say more than one bin does.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "workbench/binning/optimal_bins.h"
+
+namespace velmora::binning {
+
+// A predictor as a search sees it. Folds must be there.
+struct SearchedPredictor {
+  PreBins values;                  // that the search joins
+  std::vector<PreBins> specials;   // special codes: each a bin of its own
+  std::optional<PreBins> missing;  // the cases without a value
+  vlm::MissingBin missingPlace = vlm::kMissingLeftOut;
+};
+
+struct Assessment {
+  Validation validation;
+  bool noBetterThanChance = false;
+};
+
+// find: the bin of each pre-bin from sums of values; called once more than there are folds.
+Assessment AssessBins(const SearchedPredictor& predictor,
+                      const std::function<std::vector<int>(const PreBinSums&)>& find);
+
+// The rules as far as the response has such a criterion and such a shape. classCount 0: measured.
+BinningRules RulesThatApply(BinningRules rules, int classCount);
+
+// The vlm::BinShape of a shape that was found.
+int ShapeNumber(Shape shape);
+
+// Of two classes the shape is that of the last one's rate, which the search has in the first place.
+void SwapTwoClasses(PreBins& bins);
+
+}  // namespace velmora::binning
