@@ -99,6 +99,7 @@ enum {
 typedef struct velmora_session velmora_session; /* a table and the module that analyses it */
 typedef struct velmora_result velmora_result;   /* an analysis that has run */
 typedef struct velmora_bins velmora_bins;       /* bins to code other data with */
+typedef struct velmora_state velmora_state;     /* what is known of a part of the data */
 
 /* "1.2.0" */
 VELMORA_API const char* velmora_version(void);
@@ -189,6 +190,43 @@ VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* 
  * values), "error" (VELMORA_BAD_USE), or the label of a bin. */
 VELMORA_API int velmora_bins_apply_with(velmora_bins* bins, const char* options,
                                         struct ArrowArrayStream* stream);
+
+/* --- Data in parts, on one computer or many
+ *
+ * Each part gives a state of the first pass; merged, they give the empty state of the second pass,
+ * which the parts fill again; merged, the two give the result. States travel as bytes, merge in any
+ * order, and are small however many cases there are:
+ *
+ *   velmora_state_new(session, "feature-selection", options, NULL, &survey);   each part:
+ *   velmora_state_update(survey, &part);
+ *   velmora_state_bytes(survey, &bytes, &length);                    elsewhere, in one place:
+ *   velmora_state_merge(survey, bytes, length);
+ *   velmora_state_next(survey, &bytes, &length);                     each part:
+ *   velmora_state_load(session, bytes, length, &sums);               ... update, bytes, merge
+ *   velmora_state_finish(survey, sums, &result);
+ *
+ * Computers of one run need the same version of this library.
+ */
+
+/* analysis, options: as of velmora_run, without what needs all cases in one place. settings: "cells"
+ * (different numbers of a variable that are kept apart, 6400), "levels" (different texts, 100000) and,
+ * of rows that have been counted elsewhere, "cases" and "squares" (columns: how many cases a row is,
+ * and the sum of their squared weights). The caller frees the state. */
+VELMORA_API int velmora_state_new(velmora_session* session, const char* analysis, const char* options,
+                                  const char* settings, velmora_state** state);
+/* From the bytes that the functions below give. */
+VELMORA_API int velmora_state_load(velmora_session* session, const char* bytes, size_t length,
+                                   velmora_state** state);
+VELMORA_API void velmora_state_free(velmora_state* state);
+/* Adds the cases of a stream, which is taken over and released. All parts have the same columns. */
+VELMORA_API int velmora_state_update(velmora_state* state, struct ArrowArrayStream* stream);
+/* Adds the state of other cases of the same run. */
+VELMORA_API int velmora_state_merge(velmora_state* state, const char* bytes, size_t length);
+VELMORA_API int velmora_state_bytes(velmora_state* state, const char** bytes, size_t* length);
+/* The bytes of the empty state of the second pass. */
+VELMORA_API int velmora_state_next(velmora_state* state, const char** bytes, size_t* length);
+/* first, second: of all cases. The caller frees the result. */
+VELMORA_API int velmora_state_finish(velmora_state* first, velmora_state* second, velmora_result** result);
 
 #ifdef __cplusplus
 }

@@ -410,6 +410,12 @@ void ArrowBatches::CheckSchema() const {
     throw DataError("The Arrow data are one column, not a table; pass record batches.");
 }
 
+std::int64_t ArrowBatches::RowCount() const {
+  std::int64_t rows = 0;
+  for (const ArrowArray& batch : batches_) rows += batch.length;
+  return rows;
+}
+
 Table ArrowBatches::MakeTable(const std::vector<std::string>& missingTexts,
                               std::vector<std::string>& notices) const {
   std::vector<std::string> names;

@@ -4,6 +4,7 @@
 //   Table table = batches.MakeTable(options, notices);
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ class ArrowBatches {
   ArrowBatches(const ArrowBatches&) = delete;
   ArrowBatches& operator=(const ArrowBatches&) = delete;
 
+  std::int64_t RowCount() const;
   // A variable per column, without measurements. missingTexts: as ReadOptions. Columns that no variable
   // can hold are left out, with a notice. Throws DataError that names the column.
   Table MakeTable(const std::vector<std::string>& missingTexts, std::vector<std::string>& notices) const;

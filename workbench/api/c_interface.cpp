@@ -23,6 +23,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/states/part_run.h"
 #include "workbench/cli/variables_command.h"
 #include "workbench/data/column_builder.h"
 #include "workbench/data/readers.h"
@@ -95,6 +96,12 @@ struct velmora_result {
   std::shared_ptr<velmora::SessionState> state;
   std::unique_ptr<velmora::ModuleImage> image;
   std::unique_ptr<velmora::FinishedRun> run;  // made and destroyed on the session's thread, before image
+  std::string handedOut;
+};
+
+struct velmora_state {
+  std::shared_ptr<velmora::SessionState> state;
+  std::unique_ptr<velmora::PartRun> run;
   std::string handedOut;
 };
 
@@ -239,6 +246,24 @@ int Run(velmora_session* session, const char* analysis, const char* options, boo
     });
     *result = made.release();
   });
+}
+
+PartSettings ReadPartSettings(const char* json) {
+  CommandParser parser;
+  int cells = 6400, levels = 100000;
+  PartSettings settings;
+  parser.WholeNumber("--cells", cells, 100, 1 << 20);
+  parser.WholeNumber("--levels", levels, 100, 1 << 24);
+  parser.Text("--cases", settings.cases);
+  parser.Text("--squares", settings.squares);
+  parser.Parse(CommandWords(OptionsText(json)));
+  settings.limits = {static_cast<std::size_t>(cells), static_cast<std::size_t>(levels)};
+  return settings;
+}
+
+// A stream without rows is an empty part.
+void TakePart(const ArrowBatches& batches, SessionState& state, PartRun& run) {
+  if (batches.RowCount() > 0) run.Take(batches.MakeTable(run.MissingTexts(), state.notices));
 }
 
 ArrowTable Coded(const SavedBins& bins, const UnseenLevels& unseen, SessionState& state) {
@@ -434,6 +459,15 @@ int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
     state.Work([&] {
       const FinishedRun& run = *result->run;
       const ScreenReport& report = *run.screening;
+      if (run.binsOfParts) {
+        SavedBins saved = *run.binsOfParts;
+        std::vector<SavedPredictor>& predictors = saved.responses[0].predictors;
+        const std::size_t wanted = std::min(ScreenReport::BestOf(report.responses[0]),
+                                            static_cast<std::size_t>(best == 0 ? kAll : best));
+        if (predictors.size() > wanted) predictors.resize(wanted);
+        *bins = NewBins(result->state, std::move(saved));
+        return;
+      }
       const Table& table = run.session.Data();
       SavedBins saved = SavedBinsOf(report, table, best == 0 ? kAll : best);
       AddCounts(table, SelectCases(table, {report.select, report.exclude}), run.session.WeightVariable(),
@@ -452,6 +486,80 @@ int velmora_load_bins(velmora_session* session, const char* json, size_t length,
 }
 
 void velmora_bins_free(velmora_bins* bins) { delete bins; }
+
+int velmora_state_new(velmora_session* session, const char* analysis, const char* options,
+                      const char* settings, velmora_state** state) {
+  return ForHandle(session, "session", [&](SessionState& shared) {
+    const std::string name = &Required(analysis, "analysis");
+    Required(state, "state");
+    *state = nullptr;
+    std::vector<std::string> words = CommandWords(OptionsText(options));
+    RefuseCommandOnly(words);
+    words.insert(words.begin(), kTableName);
+    const PartSettings parts = ReadPartSettings(settings);
+    auto made = std::make_unique<velmora_state>();
+    made->state = session->state;
+    shared.Work([&] { made->run = StartPartRun(name, words, parts); });
+    *state = made.release();
+  });
+}
+
+int velmora_state_load(velmora_session* session, const char* bytes, size_t length, velmora_state** state) {
+  return ForHandle(session, "session", [&](SessionState& shared) {
+    Required(bytes, "bytes");
+    Required(state, "state");
+    *state = nullptr;
+    auto made = std::make_unique<velmora_state>();
+    made->state = session->state;
+    shared.Work([&] { made->run = ReadPartRun({bytes, length}); });
+    *state = made.release();
+  });
+}
+
+void velmora_state_free(velmora_state* state) { delete state; }
+
+int velmora_state_update(velmora_state* state, struct ArrowArrayStream* stream) {
+  return ForHandle(state, "state", [&](SessionState& shared) {
+    const ArrowBatches batches(Required(stream, "stream"));
+    shared.Work([&] { TakePart(batches, shared, *state->run); });
+  });
+}
+
+int velmora_state_merge(velmora_state* state, const char* bytes, size_t length) {
+  return ForHandle(state, "state", [&](SessionState& shared) {
+    Required(bytes, "bytes");
+    shared.Work([&] { state->run->Merge({bytes, length}); });
+  });
+}
+
+int velmora_state_bytes(velmora_state* state, const char** bytes, size_t* length) {
+  return ForHandle(state, "state", [&](SessionState& shared) {
+    Required(bytes, "bytes");
+    Required(length, "length");
+    shared.Work([&] { GiveText(state->handedOut, state->run->Bytes(), bytes, length); });
+  });
+}
+
+int velmora_state_next(velmora_state* state, const char** bytes, size_t* length) {
+  return ForHandle(state, "state", [&](SessionState& shared) {
+    Required(bytes, "bytes");
+    Required(length, "length");
+    shared.Work([&] { GiveText(state->handedOut, state->run->SecondPass(), bytes, length); });
+  });
+}
+
+int velmora_state_finish(velmora_state* first, velmora_state* second, velmora_result** result) {
+  return ForHandle(first, "first", [&](SessionState& shared) {
+    const PartRun& sums = *Required(second, "second").run;
+    Required(result, "result");
+    *result = nullptr;
+    auto made = std::make_unique<velmora_result>();
+    made->state = first->state;
+    made->image = std::make_unique<ModuleImage>(shared.modulePath);
+    shared.Work([&] { made->run = first->run->Finish(sums, "--module=" + made->image->Path()); });
+    *result = made.release();
+  });
+}
 
 int velmora_bins_text(velmora_bins* bins, const char* format, const char** text, size_t* length) {
   return ForHandle(bins, "bins", [&](SessionState& state) {

@@ -8,6 +8,22 @@
 namespace velmora {
 
 OutputWriters FinishedRun::Writers() {
+  if (binsOfParts) {
+    OutputWriters writers = WritersOf(*screening, session);
+    const auto refuse = [] {
+      throw RunError(
+          "A page or workbook of a screening shows its cases, which are not here; use json or csv.");
+    };
+    writers.workbook = [refuse]() -> Workbook {
+      refuse();
+      return {};
+    };
+    writers.page = [refuse]() -> std::string {
+      refuse();
+      return {};
+    };
+    return writers;
+  }
   return screening ? WritersOf(*screening, session) : WritersOf(*featureSelection, session);
 }
 

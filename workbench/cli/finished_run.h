@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "workbench/bins/saved_bins.h"
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/terminal_frontend.h"
 #include "workbench/report/feature_selection_report.h"
@@ -29,6 +30,8 @@ struct FinishedRun {
   // The report of the analysis that has run, the other one is empty.
   std::optional<FeatureSelectionReport> featureSelection;
   std::optional<ScreenReport> screening;
+  // Of a screening of data in parts, whose session has no cases: all bins, with their counts.
+  std::optional<SavedBins> binsOfParts;
 };
 
 // Runs the command called name, "feature-selection" or "screen", on a table in memory. arguments:

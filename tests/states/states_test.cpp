@@ -1,0 +1,212 @@
+// States of parts: merging in any order, bytes that travel, bytes that are damaged on the way.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <numeric>
+
+#include "tests/stats/stats_testing.h"
+#include "workbench/data/errors.h"
+#include "workbench/states/pair_sums.h"
+#include "workbench/states/value_cells.h"
+#include "workbench/states/variable_survey.h"
+
+namespace velmora::states {
+namespace {
+
+using stats::Random;
+
+std::vector<double> Lognormal(std::size_t count, std::uint64_t seed) {
+  Random random(seed);
+  std::vector<double> values;
+  for (std::size_t i = 0; i < count; ++i)
+    values.push_back(std::exp(3 * (random.Uniform() + random.Uniform() + random.Uniform() - 1.5)) - 1);
+  return values;
+}
+
+bool AreSame(const ValueCells& a, const ValueCells& b) {
+  return std::equal(a.Cells().begin(), a.Cells().end(), b.Cells().begin(), b.Cells().end(),
+                    [](const ValueCell& x, const ValueCell& y) {
+                      return x.low == y.low && x.high == y.high && x.cases == y.cases;
+                    });
+}
+
+// Many values in 1, 7 and 200 parts, some of them empty, merged one by one and in pairs, through bytes.
+TEST(ValueCells, DependOnTheValuesAlone) {
+  constexpr std::size_t kCount = 60000, kMost = 1000;
+  std::vector<double> values = Lognormal(kCount, 7);
+  values[0] = INFINITY;
+  values[1] = -0.0;
+  ValueCells whole(kMost);
+  for (const double value : values) whole.Add(value, 1, 1);
+  ASSERT_FALSE(whole.IsExact());
+  EXPECT_LE(whole.Cells().size(), kMost);
+  EXPECT_GT(whole.Cells().size(), kMost / 3);
+
+  std::reverse(values.begin(), values.end());
+  for (const std::size_t parts : {1, 7, 200}) {
+    std::vector<ValueCells> cells(parts, ValueCells(kMost));
+    for (std::size_t i = 0; i < kCount; ++i) cells[(i * i) % parts].Add(values[i], 1, 1);
+    ValueCells chain(kMost);
+    for (const ValueCells& one : cells) chain.Merge(ValueCells::Unpack(Unsealed(Sealed(one.Pack()))));
+    EXPECT_TRUE(AreSame(chain, whole)) << parts;
+    for (std::size_t step = 1; step < parts; step *= 2) {
+      for (std::size_t i = 0; i + step < parts; i += 2 * step) cells[i].Merge(cells[i + step]);
+    }
+    EXPECT_TRUE(AreSame(cells[0], whole)) << parts << " parts, in pairs";
+  }
+
+  // A quantile from the cells is as near to the true one as the cells say.
+  std::sort(values.begin(), values.end());
+  EXPECT_LT(whole.RankError(), 0.02);
+  double below = 0;
+  for (const ValueCell& cell : whole.Cells()) {
+    below += cell.cases;
+    const auto rank = std::upper_bound(values.begin(), values.end(), cell.high) - values.begin();
+    ASSERT_EQ(static_cast<double>(rank), below);
+  }
+}
+
+TEST(ValueCells, FewValuesAreExact) {
+  ValueCells cells(100);
+  for (int i = 0; i < 10000; ++i) cells.Add(i % 100 * 0.1, 1, 0.5);
+  EXPECT_TRUE(cells.IsExact());
+  EXPECT_EQ(cells.Cells().size(), 100U);
+  EXPECT_EQ(cells.RankError(), 0);
+  EXPECT_EQ(cells.Cells()[3].cases, 100);
+  EXPECT_EQ(cells.Cells()[3].mass, 50);
+}
+
+Column Texts(const std::vector<std::string>& labels, const std::vector<double>& codes) {
+  Column column;
+  column.name = "town";
+  column.fromText = true;
+  for (const std::string& label : labels) column.labels.push_back({column.labels.size() + 1.0, label});
+  column.values = codes;
+  return column;
+}
+
+PartCases AllCases(std::size_t count) {
+  PartCases cases;
+  cases.used.assign(count, 1);
+  cases.cases = cases.frequency = cases.weight = cases.squares = std::vector<double>(count, 1);
+  return cases;
+}
+
+// Parts number their texts by themselves.
+TEST(VariableSurvey, TextsMeetByTheirBytes) {
+  VariableSurvey a("town", {}), b("town", {});
+  a.Take(Texts({"Bonn", "Kiel"}, {1, 2, 2}), AllCases(3), false);
+  b.Take(Texts({"Kiel", "Ulm"}, {1, 2, kMissing}), AllCases(3), false);
+  a.Merge(VariableSurvey::Unpack(Unsealed(Sealed(b.Pack()))));
+  ASSERT_EQ(a.Levels().size(), 3U);
+  EXPECT_EQ(a.Levels().at("Kiel").cases, 3);
+  EXPECT_EQ(a.UsedCases(), 5);
+  Column numbers;
+  numbers.name = "town";
+  numbers.values = {1, 2};
+  VariableSurvey c("town", {});
+  c.Take(numbers, AllCases(2), false);
+  EXPECT_THROW(a.Merge(c), DataError);
+}
+
+// A variable of too many texts stays small, whichever part meets the limit.
+TEST(VariableSurvey, TooManyTextsAreDropped) {
+  const SurveyLimits limits{100, 1000};
+  VariableSurvey whole("town", limits), merged("town", limits);
+  for (int part = 0; part < 4; ++part) {
+    std::vector<std::string> labels;
+    for (int i = 0; i < 400; ++i) labels.push_back(std::to_string(100000 + part * 400 + i));
+    std::vector<double> codes(400);
+    std::iota(codes.begin(), codes.end(), 1);
+    VariableSurvey one("town", limits);
+    one.Take(Texts(labels, codes), AllCases(400), false);
+    EXPECT_FALSE(one.HasTooManyLevels());
+    whole.Take(Texts(labels, codes), AllCases(400), false);
+    merged.Merge(one);
+  }
+  EXPECT_TRUE(whole.HasTooManyLevels());
+  EXPECT_TRUE(merged.HasTooManyLevels());
+  EXPECT_TRUE(merged.Levels().empty());
+  EXPECT_LT(Sealed(merged.Pack()).size(), 2000U);
+  EXPECT_NE(merged.Representative({}).role, Role::kUsable);
+}
+
+// Against sums over all cases at once; the weights have a mean of their own.
+TEST(PairSums, MergedMomentsAreThoseOfAllCases) {
+  constexpr std::size_t kCases = 5000;
+  Random random(3);
+  std::vector<double> values, weights;
+  std::vector<std::uint32_t> groupOf;
+  for (std::size_t i = 0; i < kCases; ++i) {
+    groupOf.push_back(static_cast<std::uint32_t>(3 * random.Uniform()));
+    weights.push_back(0.1 + random.Uniform());
+    values.push_back(100 * groupOf.back() + 1e-3 * random.Uniform());  // groups far apart, each narrow
+  }
+  PairSums merged(3, 0, 0);
+  for (std::size_t begin = 0; begin < kCases; begin += 700) {
+    const std::size_t end = std::min(begin + 700, kCases);
+    PartCases cases = AllCases(end - begin);
+    OutcomePart outcome;
+    std::vector<std::uint32_t> groups;
+    for (std::size_t i = begin; i < end; ++i) {
+      cases.weight[i - begin] = weights[i];
+      cases.squares[i - begin] = weights[i] * weights[i];
+      outcome.classOf.push_back(0);
+      outcome.values.push_back(values[i]);
+      groups.push_back(groupOf[i]);
+    }
+    PairSums part(3, 0, 0);
+    part.Take(groups, outcome, cases);
+    merged.Merge(PairSums::Unpack(Unsealed(Sealed(part.Pack()))));
+  }
+  for (std::uint32_t g = 0; g < 3; ++g) {
+    long double weight = 0, mean = 0, deviations = 0;
+    for (std::size_t i = 0; i < kCases; ++i) {
+      if (groupOf[i] != g) continue;
+      weight += weights[i];
+      mean += weights[i] * values[i];
+    }
+    mean /= weight;
+    for (std::size_t i = 0; i < kCases; ++i) {
+      if (groupOf[i] == g) deviations += weights[i] * (values[i] - mean) * (values[i] - mean);
+    }
+    const PairSums::Cell cell = merged.At(g, 0);
+    EXPECT_NEAR(cell.weight, static_cast<double>(weight), 1e-12 * cell.weight);
+    EXPECT_NEAR(cell.mean, static_cast<double>(mean), 1e-12 * std::fabs(cell.mean));
+    // Values of 200 have 3e-14 between them.
+    EXPECT_NEAR(cell.deviations, static_cast<double>(deviations), 1e-10 * cell.deviations);
+  }
+}
+
+TEST(Packed, DamageIsNoticed) {
+  ValueCells cells(100);
+  for (int i = 0; i < 50; ++i) cells.Add(i, 1, 2);
+  const std::string bytes = Sealed(cells.Pack());
+  EXPECT_EQ(ValueCells::Unpack(Unsealed(bytes)).Cells().size(), 50U);
+  const std::vector<std::pair<const char*, std::function<void(std::string&)>>> damages = {
+      {"one bit", [](std::string& b) { b[b.size() / 2] = static_cast<char>(b[b.size() / 2] ^ 4); }},
+      {"cut short", [](std::string& b) { b.resize(b.size() - 1); }},
+      {"longer", [](std::string& b) { b += 'x'; }},
+      {"another version", [](std::string& b) { b[8] = 9; }},
+      {"not a state", [](std::string& b) { b = "PAR1"; }},
+      {"empty", [](std::string& b) { b.clear(); }}};
+  for (const auto& [name, damage] : damages) {
+    std::string damaged = bytes;
+    damage(damaged);
+    EXPECT_THROW(Unsealed(damaged), DataError) << name;
+  }
+  // Whole, but not what it says it is.
+  Packed packed = cells.Pack();
+  packed["cases"] = PackCounts(std::vector<double>{1, 2});
+  EXPECT_THROW(ValueCells::Unpack(packed), DataError);
+  packed.erase("cases");
+  EXPECT_THROW(ValueCells::Unpack(packed), DataError);
+  Packed sums = PairSums(3, 2, 0).Pack();
+  sums["groups"] = 4000000000U;
+  EXPECT_THROW(PairSums::Unpack(sums), DataError);
+}
+
+}  // namespace
+}  // namespace velmora::states

@@ -1,0 +1,218 @@
+#include "workbench/states/pair_sums.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/data/errors.h"
+
+namespace velmora::states {
+
+std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCases& cases) const {
+  std::vector<std::uint32_t> groupOf(cases.Count(), kNoGroup);
+  std::vector<std::uint32_t> ofCode(column.labels.size() + 1, kNoGroup);
+  if (isText) {
+    for (std::size_t code = 1; code < ofCode.size(); ++code) {
+      const auto at = std::lower_bound(levels.begin(), levels.end(), column.labels[code - 1].text);
+      if (at != levels.end() && *at == column.labels[code - 1].text)
+        ofCode[code] = static_cast<std::uint32_t>(at - levels.begin());
+    }
+  }
+  for (std::size_t i = 0; i < cases.Count(); ++i) {
+    if (cases.used[i] == 0) continue;
+    if (IsAbsent(column, i)) {
+      groupOf[i] = Count();
+      continue;
+    }
+    const double value = column.values[i];
+    if (isText != column.fromText)
+      throw DataError("The column \"" + variable +
+                      "\" holds texts in one part of the data and numbers in another.");
+    if (isText) {
+      groupOf[i] = ofCode[static_cast<std::size_t>(value)];
+      continue;
+    }
+    const auto at = std::lower_bound(highest.begin(), highest.end(), value);
+    if (at != highest.end()) groupOf[i] = static_cast<std::uint32_t>(at - highest.begin());
+  }
+  return groupOf;
+}
+
+Packed Grouping::Pack() const {
+  return {{"variable", variable}, {"isText", isText}, {"highest", PackDoubles(highest)}, {"levels", levels}};
+}
+
+Grouping Grouping::Unpack(const Packed& packed) {
+  return {Get<std::string>(packed, "variable"), Get<bool>(packed, "isText"),
+          UnpackDoubles(Member(packed, "highest")), Get<std::vector<std::string>>(packed, "levels")};
+}
+
+MeasuredOutcome MeasuredOutcome::Of(const std::string& variable, double lowest, double highest, double mean) {
+  MeasuredOutcome outcome;
+  outcome.variable = variable;
+  const double largest = std::max(std::fabs(lowest), std::fabs(highest));
+  outcome.finite = std::isfinite(largest);
+  if (!outcome.finite || largest == 0) return outcome;
+  std::frexp(largest, &outcome.exponent);
+  outcome.centre = std::ldexp(mean, -outcome.exponent);
+  const double width = std::max(std::fabs(std::ldexp(lowest, -outcome.exponent) - outcome.centre),
+                                std::fabs(std::ldexp(highest, -outcome.exponent) - outcome.centre));
+  if (width > 0) std::frexp(width, &outcome.widthExponent);
+  return outcome;
+}
+
+double MeasuredOutcome::Scaled(double value) const {
+  return std::ldexp(std::ldexp(value, -exponent) - centre, -widthExponent);
+}
+
+double MeasuredOutcome::Unscaled(double scaled) const {
+  return std::ldexp(std::ldexp(scaled, widthExponent) + centre, exponent);
+}
+
+double MeasuredOutcome::SquareUnit() const { return std::ldexp(1.0, 2 * (widthExponent + exponent)); }
+
+Packed MeasuredOutcome::Pack() const {
+  return {{"variable", variable},
+          {"centre", PackDoubles(std::vector{centre})},
+          {"exponent", exponent},
+          {"widthExponent", widthExponent},
+          {"finite", finite}};
+}
+
+MeasuredOutcome MeasuredOutcome::Unpack(const Packed& packed) {
+  const std::vector<double> centre = UnpackDoubles(Member(packed, "centre"));
+  if (centre.size() != 1) FailDamaged();
+  return {Get<std::string>(packed, "variable"), centre[0], Get<int>(packed, "exponent"),
+          Get<int>(packed, "widthExponent"), Get<bool>(packed, "finite")};
+}
+
+PairSums::PairSums(std::uint32_t groups, std::uint32_t classes, std::uint32_t folds)
+    : groups_(groups), classes_(classes), folds_(std::max(folds, 1U)) {
+  cells_.resize(Place(0, 0, folds_));
+}
+
+// Chan, Golub and LeVeque 1983, doi:10.1080/00031305.1983.10483115.
+void PairSums::Cell::Merge(const Cell& other) {
+  if (!(other.weight > 0)) return;
+  if (!(weight > 0)) {
+    *this = other;
+    return;
+  }
+  const auto join = [](double& ours, double& ourDeviations, double ourWeight, double theirs,
+                       double theirDeviations, double theirWeight) {
+    const double step = theirs - ours, both = ourWeight + theirWeight;
+    ourDeviations += theirDeviations + step * step * (ourWeight / both) * theirWeight;
+    ours += step * (theirWeight / both);
+  };
+  join(mean, deviations, weight, other.mean, other.deviations, other.weight);
+  join(squaresMean, squaresDeviations, squares, other.squaresMean, other.squaresDeviations, other.squares);
+  cases += other.cases;
+  frequency += other.frequency;
+  weight += other.weight;
+  squares += other.squares;
+}
+
+void PairSums::Take(const std::vector<std::uint32_t>& groupOf, const OutcomePart& outcome,
+                    const PartCases& cases) {
+  std::vector<Cell> part(cells_.size());
+  const auto forEach = [&](auto visit) {
+    for (std::size_t i = 0; i < groupOf.size(); ++i) {
+      const std::uint32_t classIndex = outcome.classOf[i];
+      if (groupOf[i] == kNoGroup || classIndex == kNoGroup) continue;
+      visit(part[Place(groupOf[i], classIndex, outcome.folds.empty() ? 0 : outcome.folds[i])], i);
+    }
+  };
+  forEach([&](Cell& cell, std::size_t i) {
+    cell.cases += cases.cases[i];
+    cell.frequency += cases.frequency[i];
+    cell.weight += cases.weight[i];
+    cell.squares += cases.squares[i];
+    if (classes_ > 0) return;
+    cell.mean += cases.weight[i] * outcome.values[i];
+    cell.squaresMean += cases.squares[i] * outcome.values[i];
+  });
+  if (classes_ == 0) {
+    // Means first, then deviations from them, as over a table in memory.
+    for (Cell& cell : part) {
+      if (cell.weight > 0) cell.mean /= cell.weight;
+      if (cell.squares > 0) cell.squaresMean /= cell.squares;
+    }
+    forEach([&](Cell& cell, std::size_t i) {
+      const double deviation = outcome.values[i] - cell.mean, other = outcome.values[i] - cell.squaresMean;
+      cell.deviations += cases.weight[i] * deviation * deviation;
+      cell.squaresDeviations += cases.squares[i] * other * other;
+    });
+  }
+  for (std::size_t at = 0; at < part.size(); ++at) cells_[at].Merge(part[at]);
+}
+
+void PairSums::Merge(const PairSums& other) {
+  if (other.cells_.size() != cells_.size() || other.classes_ != classes_) FailDamaged();
+  for (std::size_t i = 0; i < cells_.size(); ++i) cells_[i].Merge(other.cells_[i]);
+}
+
+PairSums::Cell PairSums::At(std::uint32_t group, std::uint32_t classIndex, std::uint32_t fold) const {
+  if (fold != kNoGroup) return cells_[Place(group, classIndex, fold)];
+  Cell all;
+  for (std::uint32_t one = 0; one < folds_; ++one) all.Merge(cells_[Place(group, classIndex, one)]);
+  return all;
+}
+
+Packed PairSums::Pack() const {
+  const auto column = [&](double Cell::*member) {
+    std::vector<double> values;
+    for (const Cell& cell : cells_) values.push_back(cell.*member);
+    return values;
+  };
+  Packed packed = {{"groups", groups_},
+                   {"classes", classes_},
+                   {"folds", folds_},
+                   {"cases", PackCounts(column(&Cell::cases))}};
+  const auto same = [&](double Cell::*a, double Cell::*b) {
+    return std::all_of(cells_.begin(), cells_.end(), [&](const Cell& c) { return c.*a == c.*b; });
+  };
+  if (!same(&Cell::frequency, &Cell::cases)) packed["frequency"] = PackCounts(column(&Cell::frequency));
+  if (!same(&Cell::weight, &Cell::cases)) packed["weight"] = PackCounts(column(&Cell::weight));
+  if (!same(&Cell::squares, &Cell::weight)) packed["squares"] = PackCounts(column(&Cell::squares));
+  if (classes_ == 0) {
+    packed["means"] = PackDoubles(column(&Cell::mean));
+    packed["deviations"] = PackDoubles(column(&Cell::deviations));
+    if (packed.contains("squares")) {
+      packed["squaresMeans"] = PackDoubles(column(&Cell::squaresMean));
+      packed["squaresDeviations"] = PackDoubles(column(&Cell::squaresDeviations));
+    }
+  }
+  return packed;
+}
+
+PairSums PairSums::Unpack(const Packed& packed) {
+  const auto groups = Get<std::uint32_t>(packed, "groups"), classes = Get<std::uint32_t>(packed, "classes"),
+             folds = Get<std::uint32_t>(packed, "folds");
+  const std::vector<double> cases = UnpackCounts(Member(packed, "cases"));
+  // Before anything of that size is made.
+  const double cells = (static_cast<double>(groups) + 1) * std::max(classes, 1U) * std::max(folds, 1U);
+  if (static_cast<double>(cases.size()) != cells) FailDamaged();
+  PairSums sums(groups, classes, folds);
+  const auto take = [&](const char* name, double Cell::*member, const std::vector<double>& otherwise) {
+    std::vector<double> values = otherwise;
+    if (packed.contains(name)) {
+      const Packed& column = Member(packed, name);
+      values = UnpackCounts(column);
+    }
+    if (values.size() != sums.cells_.size()) FailDamaged();
+    for (std::size_t i = 0; i < values.size(); ++i) sums.cells_[i].*member = values[i];
+    return values;
+  };
+  const std::vector<double> zeros(cases.size());
+  take("cases", &Cell::cases, cases);
+  take("frequency", &Cell::frequency, cases);
+  const std::vector<double> weights = take("weight", &Cell::weight, cases);
+  take("squares", &Cell::squares, weights);
+  if (classes > 0) return sums;
+  const std::vector<double> means = take("means", &Cell::mean, zeros);
+  const std::vector<double> deviations = take("deviations", &Cell::deviations, zeros);
+  take("squaresMeans", &Cell::squaresMean, means);
+  take("squaresDeviations", &Cell::squaresDeviations, deviations);
+  return sums;
+}
+
+}  // namespace velmora::states
