@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo bench bench-peers test test-windows windows-zip wheel package asan tsan clang fuzz tidy format clean setup setup-test
+.PHONY: all build demo bench bench-peers test test-spark test-windows windows-zip wheel package asan tsan clang fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 export CCACHE_SLOPPINESS := pch_defines,time_macros
@@ -34,6 +34,13 @@ test: setup-test
 	@cmake --build --preset dev
 	@ctest --preset dev
 	@$(MAKE) --no-print-directory test-windows
+
+# Spark with executors of their own: some are killed, some parts are empty. Minutes, beside the short form in `test`.
+test-spark: setup-test
+	@cmake --preset dev
+	@cmake --build --preset dev --target velmora_shared
+	@VELMORA_LIBRARY=$(CURDIR)/build/dev/libvelmora.so PYTHONPATH=$(CURDIR)/python PYTHONDONTWRITEBYTECODE=1 \
+	  build/venv/bin/python -m pytest -q -p no:cacheprovider python/spark_tests
 
 # The build for 64-bit Windows, its tests under Wine. Compares its results with those of the preset dev.
 test-windows: setup-test

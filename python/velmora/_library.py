@@ -44,6 +44,7 @@ _PROGRESS = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, cty
 _Session = ctypes.c_void_p
 _Result = ctypes.c_void_p
 _Bins = ctypes.c_void_p
+_State = ctypes.c_void_p
 _Text = ctypes.POINTER(ctypes.c_void_p)
 _Length = ctypes.POINTER(ctypes.c_size_t)
 _Stream = ctypes.POINTER(ArrowArrayStream)
@@ -81,6 +82,20 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "velmora_bins_edit": (ctypes.c_int, [_Bins, ctypes.c_char_p]),
     "velmora_bins_undo": (ctypes.c_int, [_Bins]),
     "velmora_bins_apply_with": (ctypes.c_int, [_Bins, ctypes.c_char_p, _Stream]),
+    "velmora_state_new": (
+        ctypes.c_int,
+        [_Session, ctypes.c_char_p, ctypes.c_char_p, ctypes.c_char_p, ctypes.POINTER(_State)],
+    ),
+    "velmora_state_load": (
+        ctypes.c_int,
+        [_Session, ctypes.c_char_p, ctypes.c_size_t, ctypes.POINTER(_State)],
+    ),
+    "velmora_state_free": (None, [_State]),
+    "velmora_state_update": (ctypes.c_int, [_State, ctypes.c_void_p]),
+    "velmora_state_merge": (ctypes.c_int, [_State, ctypes.c_char_p, ctypes.c_size_t]),
+    "velmora_state_bytes": (ctypes.c_int, [_State, _Text, _Length]),
+    "velmora_state_next": (ctypes.c_int, [_State, _Text, _Length]),
+    "velmora_state_finish": (ctypes.c_int, [_State, _State, ctypes.POINTER(_Result)]),
 }
 
 
@@ -231,6 +246,25 @@ class Session:
         self.check(_LIBRARY.velmora_load_bins(self.handle, encoded, len(encoded), ctypes.byref(handle)))
         return BinsHandle(self, handle)
 
+    def new_state(
+        self, analysis: str, options: Mapping[str, Any], settings: Mapping[str, Any]
+    ) -> StateHandle:
+        handle = _State()
+        code = _LIBRARY.velmora_state_new(
+            self.handle,
+            analysis.encode(),
+            _options_text(options),
+            _options_text(settings),
+            ctypes.byref(handle),
+        )
+        self.check(code)
+        return StateHandle(self, handle)
+
+    def load_state(self, state: bytes) -> StateHandle:
+        handle = _State()
+        self.check(_LIBRARY.velmora_state_load(self.handle, state, len(state), ctypes.byref(handle)))
+        return StateHandle(self, handle)
+
 
 class _Handle:
     """A handle of the library with texts and tables."""
@@ -296,6 +330,39 @@ class BinsHandle(_Handle):
         options = _options_text({"unseen": unseen})
         self.session.check(_LIBRARY.velmora_bins_apply_with(self.handle, options, ctypes.byref(stream)))
         return ArrowStream(stream)
+
+
+class StateHandle(_Handle):
+    """What is known of a part of the data."""
+
+    def __init__(self, session: Session, handle: ctypes.c_void_p) -> None:
+        super().__init__(session, handle, _LIBRARY.velmora_state_free)
+
+    def update(self, part: Any) -> None:
+        """Adds the rows of anything with ``__arrow_c_stream__``."""
+        capsule = part.__arrow_c_stream__()
+        pointer = _capsule_pointer(capsule, _STREAM_NAME)
+        self.session.check(_LIBRARY.velmora_state_update(self.handle, pointer))
+
+    def merge(self, state: bytes) -> None:
+        self.session.check(_LIBRARY.velmora_state_merge(self.handle, state, len(state)))
+
+    def _bytes(self, function: Any) -> bytes:
+        text, length = ctypes.c_void_p(), ctypes.c_size_t()
+        self.session.check(function(self.handle, ctypes.byref(text), ctypes.byref(length)))
+        return ctypes.string_at(text.value or 0, length.value)
+
+    def to_bytes(self) -> bytes:
+        return self._bytes(_LIBRARY.velmora_state_bytes)
+
+    def second_pass(self) -> bytes:
+        """The empty state of the second pass."""
+        return self._bytes(_LIBRARY.velmora_state_next)
+
+    def finish(self, second: StateHandle) -> ResultHandle:
+        handle = _Result()
+        self.session.check(_LIBRARY.velmora_state_finish(self.handle, second.handle, ctypes.byref(handle)))
+        return ResultHandle(self.session, handle)
 
 
 # --- Capsules

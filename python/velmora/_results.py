@@ -327,7 +327,7 @@ class Bins:
         """Writes the JSON that ``velmora apply`` and :func:`velmora.load_bins` read."""
         Path(path).write_text(self._text, encoding="utf-8")
 
-    def to_sql(self, dialect: str = "standard") -> str:
+    def to_sql(self, dialect: str = "standard", *, table: str | None = None) -> str:
         """A query that adds the coded variables to a table.
 
         Parameters
@@ -335,8 +335,11 @@ class Bins:
         dialect : str
             Of SQL: "standard", "postgresql", "mysql", "sqlserver", "oracle", "bigquery", "spark",
             "duckdb" or "sqlite".
+        table : str, optional
+            The name of the table; default: that of the data.
         """
-        text: str = self._with(lambda bins: bins.text(f"sql:{dialect}"))
+        named = self if table is None else Bins(json.dumps({**self.json, "dataFile": table}))
+        text: str = named._with(lambda bins: bins.text(f"sql:{dialect}"))
         return text
 
     def to_python(self) -> str:
