@@ -23,6 +23,8 @@ if(WIN32)
   include(cmake/libraries_windows.cmake)
 else()
   find_library(READSTAT_LIBRARY readstat REQUIRED)
+  find_package(ZLIB REQUIRED)
+  find_library(ZSTD_LIBRARY zstd REQUIRED)
   find_library(XLSXWRITER_LIBRARY xlsxwriter REQUIRED)
   # Workbooks are XML in ZIP archives.
   find_package(EXPAT REQUIRED)
@@ -31,7 +33,8 @@ else()
   # Client libraries of database servers are loaded when a table of one is read; only their headers are used.
   find_path(POSTGRES_INCLUDE_DIR libpq-fe.h PATH_SUFFIXES postgresql REQUIRED)
   find_path(MARIADB_INCLUDE_DIR mysql.h PATH_SUFFIXES mariadb REQUIRED)
-  set(DATA_LIBRARIES ${READSTAT_LIBRARY} ${MINIZIP_LIBRARY} EXPAT::EXPAT SQLite::SQLite3)
+  set(DATA_LIBRARIES ${READSTAT_LIBRARY} ${MINIZIP_LIBRARY} EXPAT::EXPAT SQLite::SQLite3 ZLIB::ZLIB
+      ${ZSTD_LIBRARY})
   find_package(nlohmann_json 3 REQUIRED)
   find_package(CLI11 2 REQUIRED)
   find_package(Boost 1.74 REQUIRED)

@@ -125,8 +125,9 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 /* --- Data: a session has one table. Each function leaves the table as it was when it fails. */
 
 /* Replaces the table by that of a file or of a database server (postgresql://..., mysql://...); an empty
- * path reads the files that a query names. options: "delimiter", "missing-text", "missing", of a workbook
- * "sheet" and "range", of a database "table" and "sql-from". */
+ * path reads the files that a query names. options: "missing-text", "missing", "date-parts", "since"; of a
+ * text file "delimiter", "encoding", "no-header" and "ragged", of a workbook "sheet" and "range", of a
+ * database "table" and "sql-from". */
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
 /* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
  * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time

@@ -11,7 +11,19 @@ from velmora import _frames, _progress
 from velmora._library import Progress, Session
 from velmora._results import FeatureSelectionResult, ScreenResult
 
-_READING = ("delimiter", "missing_text", "sheet", "range", "table", "sql_from")
+_READING = (
+    "delimiter",
+    "encoding",
+    "no_header",
+    "ragged",
+    "date_parts",
+    "since",
+    "missing_text",
+    "sheet",
+    "range",
+    "table",
+    "sql_from",
+)
 
 
 def _load(session: Session, data: Any, options: dict[str, Any]) -> None:

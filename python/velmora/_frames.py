@@ -119,7 +119,8 @@ def load(session: Session, data: Any, options: Mapping[str, Any] | None = None) 
         A file; a frame of pandas, polars or pyarrow, or anything with ``__arrow_c_stream__``; a
         dict of columns; a NumPy array of shape (n_cases, n_variables), whose columns are x0, x1 ...
     options : dict
-        For reading: ``delimiter`` (files), ``missing_text``.
+        For reading: ``missing_text``; of text files ``delimiter``, ``encoding``, ``no_header``,
+        ``ragged``; of files ``date_parts``, ``since``.
     """
     if isinstance(data, (str, os.PathLike)):
         if os.fspath(data).lower().endswith(_ARROW_FILES):

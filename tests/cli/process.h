@@ -9,6 +9,7 @@
 namespace velmora::testing {
 
 struct ProcessOptions {
+  std::string inputFrom;                // standard input is this file; empty: nothing to read
   std::string outputTo;                 // standard output goes to this file instead of being kept
   std::filesystem::path folder;         // the process's current folder
   int interruptAfterMilliseconds = -1;  // SIGINT this long after the process handles it; -1: never

@@ -15,8 +15,8 @@ namespace {
                            int err) {
   if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(127);
   if (!options.outputTo.empty()) out = open(options.outputTo.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  const int nothing = open("/dev/null", O_RDONLY);
-  dup2(nothing, 0);
+  const char* const input = options.inputFrom.empty() ? "/dev/null" : options.inputFrom.c_str();
+  dup2(open(input, O_RDONLY), 0);
   dup2(out, 1);
   dup2(err, 2);
   std::vector<char*> words;

@@ -62,7 +62,7 @@ ProcessResult RunVelmora(const std::vector<std::string>& arguments, const Proces
   GetDesktopWindow();
   Handle in, out, err, readOut, readErr;
   if (!OpenPipe(readOut, out) || !OpenPipe(readErr, err)) return {};
-  OpenForChild(in, "NUL", GENERIC_READ, OPEN_EXISTING);
+  OpenForChild(in, options.inputFrom.empty() ? "NUL" : options.inputFrom, GENERIC_READ, OPEN_EXISTING);
   if (!options.outputTo.empty()) {
     out.Close();
     OpenForChild(out, options.outputTo, GENERIC_WRITE, CREATE_ALWAYS);

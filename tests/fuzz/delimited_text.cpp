@@ -26,7 +26,7 @@ void Run(std::string_view rest) {
                         return count;
                       },
                       [] { return 0; }},
-                     1U + choice / 5);
+                     {}, 1U + choice / 5);
   const std::vector<std::string> missingTexts = {"n/a"};
   const std::size_t columnCount = text.Names().size();
   std::vector<ColumnBuilder> builders;

@@ -159,6 +159,10 @@ void TakeTable(SessionState& state, const ArrowBatches& batches, const char* opt
   if (!data.delimiter.empty()) throw UsageError("--delimiter is for text files.");
   if (data.part.Any())
     throw UsageError("--sheet, --range, --table and --sql-from are for files and databases.");
+  if (data.encoding != 0 || data.noHeader || data.ragged != 0)
+    throw UsageError("--encoding, --no-header and --ragged are for text files.");
+  if (!data.dateParts.empty() || !data.since.empty())
+    throw UsageError("--date-parts and --since are for files.");
   state.Work([&] {
     std::vector<std::string> notices;
     Table table = batches.MakeTable(SplitList(data.missingTexts), notices);

@@ -7,6 +7,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
 #include "workbench/data/database_address.h"
+#include "workbench/data/date_parts.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
@@ -71,10 +72,30 @@ char Delimiter(const std::string& text) {
   return text.front();
 }
 
-Table ReadFile(const DataOptions& options) {
+// The columns that the values name.
+std::vector<bool> ColumnsFor(const std::vector<std::string>& values, const std::vector<std::string>& names) {
+  Table table;
+  table.columns.resize(names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) table.columns[i].name = names[i];
+  try {
+    std::vector<bool> wanted(names.size(), false);
+    for (const int number : NamedVariables(table, "", values))
+      wanted[static_cast<std::size_t>(number - 1)] = true;
+    return wanted;
+  } catch (const std::runtime_error&) {
+    // The sentence about a name comes later, when dates have got their parts.
+    return std::vector<bool>(names.size(), true);
+  }
+}
+
+Table ReadFile(const DataOptions& options, const std::vector<std::string>& names) {
   ReadOptions reading = ReadingOptionsOf(options);
+  if (!names.empty())
+    reading.choose = [&](const std::vector<std::string>& columns) { return ColumnsFor(names, columns); };
   ProgressBar bar;
-  bar.Start("Reading " + (options.path.empty() ? "the query" : WithoutPassword(options.path)));
+  bar.Start("Reading " + (options.path.empty()             ? "the query"
+                          : options.path == kStandardInput ? "standard input"
+                                                           : WithoutPassword(options.path)));
   reading.progress = [&bar](double fraction) {
     bar.Update(fraction);
     return !WasInterrupted();
@@ -110,20 +131,37 @@ ReadOptions ReadingOptionsOf(const DataOptions& options) {
   ReadOptions reading;
   reading.threads = options.threads;
   reading.delimiter = Delimiter(options.delimiter);
+  reading.text = {static_cast<TextEncoding>(options.encoding), !options.noHeader,
+                  static_cast<RaggedRecords>(options.ragged)};
   reading.missingTexts = SplitList(options.missingTexts);
   reading.part = options.part;
   reading.infer = false;  // missing-data codes and overrides come first
   return reading;
 }
 
-Table LoadTable(const DataOptions& options) {
+Table LoadTable(const DataOptions& options) { return LoadTable(options, {}); }
+
+Table LoadTable(const DataOptions& options, const std::vector<std::string>& names) {
   options.RequireData(" after the command");
-  return PrepareTable(ReadFile(options), options);
+  std::vector<std::string> needed = names;
+  if (!names.empty()) {
+    for (const auto* values : {&options.continuous, &options.categorical, &options.dateParts})
+      needed.insert(needed.end(), values->begin(), values->end());
+    for (const auto* values : {&options.missingCodes, &options.since})
+      for (const std::string& value : *values) needed.push_back(value.substr(0, value.rfind('=')));
+  }
+  return PrepareTable(ReadFile(options, needed), options);
 }
 
 Table PrepareTable(Table table, const DataOptions& options) {
   for (const std::string& option : options.missingCodes) {
     ForOption("--missing", [&] { ApplyMissingOption(table, option); });
+  }
+  for (const std::string& option : options.since) {
+    ForOption("--since", [&] { ApplySinceOption(table, option); });
+  }
+  for (const int number : NamedVariables(table, "--date-parts", options.dateParts)) {
+    ForOption("--date-parts", [&] { AddDateParts(table, number); });
   }
   OverrideMeasurements(table, options);
   StopIfInterrupted();
@@ -138,9 +176,9 @@ ImportOptions ImportOptionsOf(const DataOptions& options, const Table& table) {
   importOptions.delimiter = options.delimiter;
   importOptions.missingTexts = SplitList(options.missingTexts);
   for (const std::string& option : options.missingCodes) {
-    const std::size_t equals = option.rfind('=');
-    importOptions.missingCodes.emplace_back(
-        table.Variable(ResolveVariable(table, option.substr(0, equals))).name, option.substr(equals + 1));
+    const MissingOption parsed = ParseMissingOption(table, option);
+    for (const int number : parsed.variableNumbers)
+      importOptions.missingCodes.emplace_back(table.Variable(number).name, parsed.codes);
   }
   const auto add = [&](const char* option, const std::vector<std::string>& names, Measurement measurement) {
     for (const int number : NamedVariables(table, option, names))

@@ -18,6 +18,9 @@ ReadOptions ReadingOptionsOf(const DataOptions& options);
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
 // DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
+// The same for a run that uses only the variables that these values of options name. The cases of
+// others are missing where that saves time.
+Table LoadTable(const DataOptions& options, const std::vector<std::string>& names);
 // The same for a table in memory, whose measurements are not inferred yet.
 Table PrepareTable(Table table, const DataOptions& options);
 

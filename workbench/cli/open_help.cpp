@@ -32,6 +32,8 @@ Options
   --missing-text TEXT      a text that means missing in every variable of a text file, such as NA
   --sheet NAME, --range A1:F99, --table NAME, --sql-from QUERY   of a workbook or a database
   --delimiter C            field separator of a text file (default: detected); tab for a tab
+  --encoding E, --no-header, --ragged HOW   of a text file, and
+  --date-parts NAME, --since NAME=DATE      as 'velmora help variables' describes them
 )";
 
 }  // namespace velmora

@@ -8,6 +8,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/names.h"
+#include "workbench/data/readers.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/writers.h"
 #include "workbench/system/system.h"
@@ -59,6 +60,11 @@ void DataOptions::AddTo(CommandParser& parser) {
 
 void DataOptions::AddReadingTo(CommandParser& parser) {
   parser.Text("--delimiter", delimiter);
+  parser.Choice("--encoding", encoding, {std::begin(kEncodingWords), std::end(kEncodingWords)});
+  parser.Flag("--no-header", noHeader);
+  parser.Choice("--ragged", ragged, {std::begin(kRaggedWords), std::end(kRaggedWords)});
+  parser.Repeated("--date-parts", dateParts);
+  parser.Pairs("--since", since);
   parser.Repeated("--missing-text", missingTexts);
   parser.Pairs("--missing", missingCodes);
   parser.WholeNumber("--threads", threads, 1, kMostThreads);
@@ -73,6 +79,11 @@ void DataOptions::RequireScriptable() const {
     throw UsageError(
         "--print-script cannot repeat --sheet, --range, --table and --sql-from: save the data as a file "
         "first.");
+  if (path == kStandardInput || encoding != 0 || noHeader || ragged != 0 || !dateParts.empty() ||
+      !since.empty())
+    throw UsageError(
+        "--print-script cannot repeat standard input, --encoding, --no-header, --ragged, --date-parts and "
+        "--since: save the data as a file first.");
 }
 
 void DataOptions::RequireData(const std::string& example) const {

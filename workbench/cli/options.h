@@ -74,11 +74,20 @@ class CommandParser {
   std::vector<std::string> pairOptions_;
 };
 
+// The words of --encoding and --ragged, in the order of TextEncoding and RaggedRecords.
+inline constexpr const char* kEncodingWords[] = {"detect", "utf-8", "utf-16", "utf-16be", "windows-1252"};
+inline constexpr const char* kRaggedWords[] = {"error", "pad", "skip"};
+
 // The data file, and how its columns are treated.
 struct DataOptions {
   std::string path;
   std::string delimiter;
+  int encoding = 0;  // --encoding, in the order of TextEncoding
+  bool noHeader = false;
+  int ragged = 0;                         // --ragged, in the order of RaggedRecords
   std::vector<std::string> missingTexts;  // --missing-text
+  std::vector<std::string> dateParts;     // --date-parts NAME
+  std::vector<std::string> since;         // --since NAME=DATE
   std::vector<std::string> missingCodes;  // --missing NAME=CODE
   TablePart part;                         // --sheet, --range, --table, --sql-from
   std::vector<std::string> continuous, categorical;

@@ -184,7 +184,8 @@ bool ColumnBuilder::FinishLocalDates(Column& column) {
 
 bool ColumnBuilder::ParseStyle(NumberStyle style, std::vector<double>& numbers) const {
   numbers.assign(texts_.Size(), 0);
-  std::size_t grouped = 0, percents = 0, missing = 0;
+  std::size_t grouped = 0, percents = 0, units = 0, missing = 0;
+  std::string_view unit;
   for (std::uint32_t number = 0; number < texts_.Size(); ++number) {
     const std::string_view text = texts_.Text(number);
     if (IsMissingMark(text)) {
@@ -197,9 +198,14 @@ bool ColumnBuilder::ParseStyle(NumberStyle style, std::vector<double>& numbers) 
     numbers[number] = styled->value;
     grouped += styled->grouped;
     percents += styled->percent;
+    if (styled->unit.empty()) continue;
+    if (units++ == 0) unit = styled->unit;
+    if (styled->unit != unit) return false;
   }
-  // Without either they would be plain numbers, or lists such as 1,2.
-  return grouped + percents > 0 && (percents == 0 || percents + missing == texts_.Size());
+  // Without any they would be plain numbers, or lists such as 1,2. A percentage or a unit is one of
+  // all values.
+  const auto ofAllOrNone = [&](std::size_t count) { return count == 0 || count + missing == texts_.Size(); };
+  return grouped + percents + units > 0 && ofAllOrNone(percents) && ofAllOrNone(units);
 }
 
 bool ColumnBuilder::FinishStyledNumbers(Column& column) {
@@ -221,7 +227,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
   for (std::uint32_t number = 0; number < texts_.Size(); ++number) {
     const auto styled = ParseStyledNumber(texts_.Text(number), style);
     if (!styled && missingMark_.empty()) missingMark_ = texts_.Text(number);
-    if (styled && (styled->grouped || styled->percent) && styledField_.empty())
+    if (styled && (styled->grouped || styled->percent || !styled->unit.empty()) && styledField_.empty())
       styledField_ = texts_.Text(number);
   }
   const auto countMissing = [&] { return std::count(column.values.begin(), column.values.end(), kMissing); };

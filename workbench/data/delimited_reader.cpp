@@ -43,30 +43,75 @@ std::vector<double> NumbersAmong(const std::vector<std::string>& texts) {
 
 class DelimitedReader {
  public:
-  DelimitedReader(const std::string& path, const ReadOptions& options, char delimiter)
-      : path_(path), options_(options), progress_(options), delimiter_(delimiter), pool_(options.threads) {
+  DelimitedReader(const std::string& path, const std::string& name, const ReadOptions& options,
+                  char delimiter)
+      : path_(path),
+        name_(name),
+        options_(options),
+        progress_(options),
+        delimiter_(delimiter),
+        encoding_(options.text.encoding),
+        pool_(options.threads) {
     fileBytes_ = static_cast<double>(std::filesystem::file_size(PathOf(path)));
   }
 
   void Read(Table& table, std::vector<std::string>& warnings) {
-    DelimitedText text(path_, delimiter_, OpenText(path_));
+    std::vector<std::string> notices;
+    try {
+      ReadOnce(table, notices);
+    } catch (const NotUtf8&) {
+      if (options_.text.encoding != TextEncoding::kDetect || !CouldBeWindows1252(path_)) throw;
+      builders_.clear();
+      notices.clear();
+      encoding_ = TextEncoding::kWindows1252;
+      ReadOnce(table, notices);
+      warnings.push_back(name_ + " is not UTF-8 and is read as Windows-1252.");
+    }
+    if (options_.text.encoding == TextEncoding::kDetect &&
+        (encoding_ == TextEncoding::kUtf16Le || encoding_ == TextEncoding::kUtf16Be))
+      warnings.push_back(name_ + " is read as UTF-16.");
+    warnings.insert(warnings.end(), notices.begin(), notices.end());
+  }
+
+ private:
+  DelimitedText Open() {
+    TextSource source = OpenText(path_, encoding_);
+    return {name_, delimiter_, std::move(source), options_.text};
+  }
+
+  void ReadOnce(Table& table, std::vector<std::string>& warnings) {
+    DelimitedText text = Open();
     delimiter_ = text.Delimiter();
     std::vector<std::string> names = text.Names();
-    SettleNames(path_, names, warnings);
+    SettleNames(name_, names, warnings);
     builders_.reserve(names.size());
     for (std::size_t i = 0; i < names.size(); ++i)
       builders_.emplace_back(names[i], static_cast<int>(i) + 1, delimiter_ != ',', &options_.missingTexts);
     const std::optional<TableSidecar> sidecar = LoadSidecar(path_);
     if (sidecar) ForceTexts(*sidecar, builders_);
-    ReadColumns(text, std::vector<bool>(builders_.size(), true));
+    wanted_.assign(builders_.size(), true);
+    // Elsewhere the numbers of one column say how those of others are written (SettleMarks), and a
+    // sidecar may speak of any.
+    if (options_.choose && delimiter_ == ',' && !sidecar) wanted_ = options_.choose(names);
+    ReadColumns(text, wanted_);
     table.caseCount = text.RowCount();
+    if (text.RaggedCount() > 0) warnings.push_back(RaggedSentence(text));
     if (delimiter_ != ',') SettleMarks(builders_);
-    ReadAgain();
+    ReadAgain(table.caseCount);
     Finish(table, warnings);
     if (sidecar) ApplySidecar(*sidecar, table, warnings);
   }
 
- private:
+  std::string RaggedSentence(const DelimitedText& text) const {
+    const std::int64_t count = text.RaggedCount();
+    const bool one = count == 1;
+    const bool padded = options_.text.ragged == RaggedRecords::kPad;
+    return std::to_string(count) + (one ? " row of " : " rows of ") + name_ + (one ? " has" : " have") +
+           " not as many fields as there are columns (" + (one ? "" : "the first is ") + "row " +
+           std::to_string(text.FirstRaggedRow()) + ") and " + (one ? "is" : "are") +
+           (padded ? " filled with missing values or cut." : " left out.");
+  }
+
   // Blocks that are scanned side by side. failure: what has ended the reading after them.
   struct Batch {
     std::vector<TextBlock> blocks;
@@ -94,21 +139,21 @@ class DelimitedReader {
   }
 
   // Columns that turned out to be texts after the spelling of their numbers was gone.
-  void ReadAgain() {
+  void ReadAgain(std::int64_t caseCount) {
     std::vector<bool> again(builders_.size());
     for (std::size_t i = 0; i < again.size(); ++i) again[i] = builders_[i].NeedsTexts();
     if (std::find(again.begin(), again.end(), true) == again.end()) return;
     for (std::size_t i = 0; i < again.size(); ++i)
       if (again[i]) builders_[i].RestartAsText();
-    DelimitedText text(path_, delimiter_, OpenText(path_));
+    DelimitedText text = Open();
     if (text.Names().size() == builders_.size()) ReadColumns(text, again);
-    for (const ColumnBuilder& builder : builders_)
-      if (builder.CaseCount() != builders_.front().CaseCount())
-        throw DataError(path_ + " was changed while it was read.");
+    for (std::size_t i = 0; i < again.size(); ++i)
+      if (again[i] && builders_[i].CaseCount() != caseCount)
+        throw DataError(name_ + " was changed while it was read.");
   }
 
   void ReadColumns(DelimitedText& text, const std::vector<bool>& wanted) {
-    const RecordScanner scanner(delimiter_, builders_.size(), RaggedRecords::kError,
+    const RecordScanner scanner(delimiter_, builders_.size(), options_.text.ragged,
                                 NumbersAmong(options_.missingTexts));
     Batch now, next;
     FillBatch(text, now);
@@ -156,14 +201,16 @@ class DelimitedReader {
   }
 
   void MakePlans(const std::vector<bool>& wanted) {
-    plans_.assign(builders_.size(), {ColumnUse::kSkip, 0});
+    plans_.assign(builders_.size(), {});
     columnOfSlot_.clear();
     for (std::size_t i = 0; i < builders_.size(); ++i) {
+      plans_[i].use = ColumnUse::kSkip;
       if (!wanted[i] || builders_[i].NeedsTexts()) continue;
       plans_[i] = {builders_[i].HoldsTexts() ? ColumnUse::kTexts : ColumnUse::kNumbers,
-                   builders_[i].SettledMark()};
+                   builders_[i].SettledMark(), 0};
       columnOfSlot_.push_back(i);
     }
+    SetSkipRuns(plans_);
   }
 
   // As many cases as the file holds if the rest is like its begin.
@@ -221,11 +268,12 @@ class DelimitedReader {
     for (std::size_t slot = 0; slot < columnOfSlot_.size(); ++slot)
       if (unfinished_[slot] == kAgain) again.push_back(columnOfSlot_[slot]);
     if (again.empty()) return;
-    plans_.assign(builders_.size(), {ColumnUse::kSkip, 0});
+    for (ColumnPlan& plan : plans_) plan.use = ColumnUse::kSkip;
     for (const std::size_t column : again) {
       plans_[column].use = ColumnUse::kTexts;
       builders_[column].RestartAsText(casesBefore);
     }
+    SetSkipRuns(plans_);
     columnOfSlot_ = std::move(again);
     RunTasks(batch.count, done_, [&](std::size_t block) { scanner.Scan(batch.blocks[block], plans_); });
     AddCells(batch);
@@ -235,23 +283,34 @@ class DelimitedReader {
     std::vector<std::vector<ColumnNote>> notesOf(builders_.size());
     table.columns.resize(builders_.size());
     done_ = 1;
-    RunTasks(builders_.size(), 1, [&](std::size_t i) { table.columns[i] = builders_[i].Finish(notesOf[i]); });
+    RunTasks(builders_.size(), 1, [&](std::size_t i) {
+      if (wanted_[i]) {
+        table.columns[i] = builders_[i].Finish(notesOf[i]);
+        return;
+      }
+      // Keeps its place, so that variables keep their numbers.
+      table.columns[i].name = builders_[i].Name();
+      table.columns[i].values.assign(static_cast<std::size_t>(table.caseCount), kMissing);
+    });
     std::vector<ColumnNote> notes;
     for (std::vector<ColumnNote>& some : notesOf)
       notes.insert(notes.end(), std::make_move_iterator(some.begin()), std::make_move_iterator(some.end()));
-    AppendSentences(notes, path_, warnings);
+    AppendSentences(notes, name_, warnings);
   }
 
   static constexpr char kFinished = 0, kAgain = 1;
 
   const std::string& path_;
+  const std::string& name_;
   const ReadOptions& options_;
   ReadProgress progress_;
   char delimiter_;
+  TextEncoding encoding_;
   WorkerPool pool_;
   double fileBytes_ = 0;
   double done_ = 0;  // of the file
   std::vector<ColumnBuilder> builders_;
+  std::vector<bool> wanted_;
   std::vector<ColumnPlan> plans_;
   std::vector<std::size_t> columnOfSlot_;
   std::vector<char> unfinished_;  // per slot; no vector of bool, which threads cannot share
@@ -266,9 +325,9 @@ void ForceTexts(const TableSidecar& sidecar, std::vector<ColumnBuilder>& builder
   }
 }
 
-void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
-                   std::vector<std::string>& warnings) {
-  DelimitedReader(path, options, delimiter).Read(table, warnings);
+void ReadDelimited(const std::string& path, const std::string& name, const ReadOptions& options,
+                   char delimiter, Table& table, std::vector<std::string>& warnings) {
+  DelimitedReader(path, name, options, delimiter).Read(table, warnings);
 }
 
 }  // namespace velmora

@@ -91,19 +91,25 @@ std::size_t EndOfLines(std::string_view text) {
 
 }  // namespace
 
-DelimitedText::DelimitedText(std::string name, char delimiter, TextSource source, std::size_t blockBytes)
+DelimitedText::DelimitedText(std::string name, char delimiter, TextSource source, TextFormat format,
+                             std::size_t blockBytes)
     : name_(std::move(name)),
       delimiter_(delimiter),
       source_(std::move(source)),
+      format_(format),
       blockBytes_(blockBytes != 0 ? blockBytes : kBlockBytes) {
   ReadStart();
   ReadHeader();
 }
 
-void DelimitedText::Fail(TextPosition at, const std::string& problem) const {
+std::string DelimitedText::Sentence(TextPosition at, const std::string& problem) const {
   std::string place = name_ + ", row " + std::to_string(at.row);
   if (at.line != at.row) place += " (line " + std::to_string(at.line) + ")";
-  throw DataError(place + ": " + problem + ".");
+  return place + ": " + problem + ".";
+}
+
+void DelimitedText::Fail(TextPosition at, const std::string& problem) const {
+  throw DataError(Sentence(at, problem));
 }
 
 void DelimitedText::FailWith(const TextBlock& block) const {
@@ -116,10 +122,11 @@ void DelimitedText::FailWith(const TextBlock& block) const {
     case TextDamage::kTextAfterQuote:
       Fail(at, "text follows a closing quote");
     case TextDamage::kFieldCount:
-      Fail(at, Plural(block.damagedFieldCount, "field") + " where the first line names " +
-                   Plural(names_.size(), "column"));
+      Fail(at, Plural(block.damagedFieldCount, "field") + " where the first line " +
+                   (format_.hasHeader ? "names " + Plural(names_.size(), "column")
+                                      : "has " + std::to_string(names_.size())));
     case TextDamage::kEncoding:
-      Fail(at, "the bytes are not UTF-8; save the file with the encoding UTF-8");
+      throw NotUtf8(Sentence(at, "the bytes are not UTF-8; save the file with the encoding UTF-8"));
     case TextDamage::kTooLong:
     case TextDamage::kNone:
       break;
@@ -146,7 +153,7 @@ void DelimitedText::ReadStart() {
   std::string_view text(unread_.data(), unread_.size());
   if (text.empty()) throw DataError(name_ + " is empty.");
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
-    throw DataError(name_ + " is UTF-16; save the file with the encoding UTF-8.");
+    throw DataError(name_ + " is UTF-16; give --encoding utf-16.");
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   const char named = DelimiterLine(text);
   if (delimiter_ == 0)
@@ -175,12 +182,17 @@ void DelimitedText::ReadHeader() {
     if (tooLong_) Fail({1, before_.line + 1}, "a record is longer than 2 GB");
   }
   names_ = std::move(header->names);
+  blockBytes_ = std::max(blockBytes_, std::min(kRecordsPerBlock * header->end, kMostBlockBytes));
+  if (!format_.hasHeader) {
+    for (std::size_t i = 0; i < names_.size(); ++i) names_[i] = "v" + std::to_string(i + 1);
+    unread_ = std::move(block.bytes);
+    return;
+  }
   unread_.assign(block.bytes.begin() + static_cast<std::ptrdiff_t>(header->end), block.bytes.end());
   if (block.loneReturn.row > 0) loneReturn_ = {block.loneReturn.row, before_.line + block.loneReturn.line};
   lineFeeds_ = block.lineFeeds;
   before_.line += header->lineCount;
   ++before_.row;
-  blockBytes_ = std::max(blockBytes_, std::min(kRecordsPerBlock * header->end, kMostBlockBytes));
 }
 
 bool DelimitedText::NextBytes(TextBlock& block) {
@@ -218,6 +230,8 @@ void DelimitedText::Settle(TextBlock& block, const RecordScanner& scanner,
   if (block.loneReturn.row > 0 && loneReturn_.row == 0)
     loneReturn_ = {before_.row + block.loneReturn.row, before_.line + block.loneReturn.line};
   lineFeeds_ += block.lineFeeds;
+  if (block.raggedCount > 0 && raggedCount_ == 0) firstRaggedRow_ = before_.row + block.firstRagged.row;
+  raggedCount_ += block.raggedCount;
   rowCount_ += block.rowCount;
   before_.row += block.recordCount;
   before_.line += block.lineCount;
@@ -225,6 +239,8 @@ void DelimitedText::Settle(TextBlock& block, const RecordScanner& scanner,
 }
 
 void DelimitedText::CheckEnd() const {
+  if (rowCount_ == 0 && raggedCount_ > 0)
+    throw DataError("No row of " + name_ + " has as many fields as there are columns.");
   if (rowCount_ == 0) throw DataError(name_ + " has column names but no cases.");
   if (loneReturn_.row > 0 && lineFeeds_ > 0)
     Fail(loneReturn_, "a line ends in a lone carriage return while other lines end in line feeds");

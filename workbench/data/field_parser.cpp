@@ -3,6 +3,7 @@
 
 #include <fast_float/fast_float.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -86,20 +87,62 @@ std::size_t LeadingDigits(std::string_view text) {
   return count;
 }
 
+constexpr std::string_view kCurrencies[] = {"$",   "\xE2\x82\xAC", "\xC2\xA3", "\xC2\xA5", "USD",
+                                            "EUR", "GBP",          "CHF",      "JPY"};
+
+// The currency that the text begins (or ends) with; empty: none.
+std::string_view CurrencyOf(std::string_view text, bool atEnd) {
+  for (const std::string_view currency : kCurrencies)
+    if (atEnd ? text.ends_with(currency) : text.starts_with(currency))
+      return atEnd ? text.substr(text.size() - currency.size()) : text.substr(0, currency.size());
+  return {};
+}
+
+// The unit after the last blank, such as kg or km/h; empty: none.
+std::string_view UnitOf(std::string_view text) {
+  constexpr std::size_t kLongestUnit = 12;
+  const std::size_t blank = text.find_last_of(" \t");
+  if (blank == std::string_view::npos || text.size() - blank - 1 > kLongestUnit) return {};
+  const std::string_view unit = text.substr(blank + 1);
+  const auto fits = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '/' ||
+           static_cast<unsigned char>(c) >= 0x80;
+  };
+  return std::all_of(unit.begin(), unit.end(), fits) ? unit : std::string_view();
+}
+
+std::string TakeSign(std::string_view& text) {
+  if (text.empty() || (text[0] != '-' && text[0] != '+')) return {};
+  const std::string sign(1, text[0]);
+  text.remove_prefix(1);
+  return sign;
+}
+
+// Takes percent sign, currency and unit off the text.
+void TakeUnit(std::string_view& text, StyledNumber& number) {
+  if (text.ends_with('%')) {
+    number.percent = true;
+    text = WithoutBlanks(text.substr(0, text.size() - 1));
+    return;
+  }
+  number.unit = CurrencyOf(text, false);
+  if (!number.unit.empty()) {
+    text = WithoutBlanks(text.substr(number.unit.size()));
+    return;
+  }
+  number.unit = CurrencyOf(text, true);
+  if (number.unit.empty()) number.unit = UnitOf(text);
+  text = WithoutBlanks(text.substr(0, text.size() - number.unit.size()));
+}
+
 }  // namespace
 
 std::optional<StyledNumber> ParseStyledNumber(std::string_view text, NumberStyle style) {
   StyledNumber number;
   text = WithoutBlanks(text);
-  if (text.ends_with('%')) {
-    number.percent = true;
-    text = WithoutBlanks(text.substr(0, text.size() - 1));
-  }
-  std::string plain;
-  if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
-    plain = text[0];
-    text.remove_prefix(1);
-  }
+  std::string plain = TakeSign(text);
+  TakeUnit(text, number);
+  if (plain.empty()) plain = TakeSign(text);  // $-5
   std::size_t digits = LeadingDigits(text);
   if (digits == 0 || (digits > 1 && text[0] == '0')) return std::nullopt;
   plain += text.substr(0, digits);

@@ -31,7 +31,7 @@ struct Field {
 // nearest to the digits, as strtod's is.
 Field ParseField(std::string_view text, bool decimalComma);
 
-// The style of numbers in tables for people: 1,022.5 or 1.022,5 or 12 %.
+// The style of numbers in tables for people: 1,022.5 or 1.022,5, 12 %, $12 or 3 kg.
 struct NumberStyle {
   char groupMark = ',';
   char decimalMark = '.';
@@ -41,9 +41,11 @@ struct StyledNumber {
   double value = 0;  // of 12 % it is 12
   bool grouped = false;
   bool percent = false;
+  std::string_view unit;  // a currency or a unit, of the text
 };
 
-// Groups of exactly three digits, or no groups. Nothing for other texts, for codes with leading
+// Groups of exactly three digits, or no groups; a currency before or after the number, or a unit
+// after a blank. Nothing for other texts, for codes with leading
 // zeros and for numbers beyond the range of doubles.
 std::optional<StyledNumber> ParseStyledNumber(std::string_view text, NumberStyle style);
 

@@ -30,7 +30,7 @@ class ReadProgress {
   mutable double furthest_ = 0;
 };
 
-// Replaces empty names by VarN, with a warning, and refuses names that occur twice.
+// Replaces empty names by VarN and numbers those that occur again (a, a_2), with a warning each.
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings);
 
@@ -38,7 +38,8 @@ void SettleNames(const std::string& path, std::vector<std::string>& names,
 void ForceTexts(const TableSidecar& sidecar, std::vector<ColumnBuilder>& builders);
 
 // Fills columns, caseCount and bundles; the caller has made sure that path is a file that can be
-// opened.
-void ReadDelimited(const std::string& path, const ReadOptions& options, char delimiter, Table& table,
-                   std::vector<std::string>& warnings);
+// opened. name: of the file, for messages.
+void ReadDelimited(const std::string& path, const std::string& name, const ReadOptions& options,
+                   char delimiter, Table& table, std::vector<std::string>& warnings);
+
 }  // namespace velmora

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
+#include <span>
 #include <system_error>
 #include <unordered_map>
 #include <unordered_set>
@@ -19,6 +21,8 @@
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/data/reader_parts.h"
+#include "workbench/system/scratch.h"
+#include "workbench/system/standard_input.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -50,14 +54,29 @@ void RequireReadableFile(const std::string& path) {
   if (std::filesystem::file_size(PathOf(path), code) == 0) throw DataError(path + " is empty.");
 }
 
+bool IsDelimited(const std::string& extension) {
+  return extension == "csv" || extension == "txt" || extension == "tsv";
+}
+
+// Of credit.csv.gz it is csv.
+std::string ExtensionInside(const std::string& path) { return LowerExtension(PathOf(path).stem().string()); }
+
 void ReadByExtension(const std::string& path, const ReadOptions& options, Table& table,
                      std::vector<std::string>& warnings) {
-  const std::string extension = LowerExtension(path);
+  std::string extension = LowerExtension(path);
+  if (extension == "gz" || extension == "zst") {
+    extension = ExtensionInside(path);
+    if (!IsDelimited(extension))
+      throw DataError("Cannot read " + path +
+                      ": of packed files, those that end in .csv.gz, .tsv.gz, .txt.gz and " +
+                      "the like with .zst are read.");
+  }
   RequireFittingPart(path, extension, options.part);
-  if (extension == "csv" || extension == "txt")
-    return ReadDelimited(path, options, options.delimiter, table, warnings);
-  if (extension == "tsv")
-    return ReadDelimited(path, options, options.delimiter != 0 ? options.delimiter : '\t', table, warnings);
+  if (IsDelimited(extension)) {
+    const char usual = extension == "tsv" ? '\t' : '\0';
+    return ReadDelimited(path, path, options, options.delimiter != 0 ? options.delimiter : usual, table,
+                         warnings);
+  }
   if (IsForeignExtension(extension)) {
     const ForeignFile file{path, path, extension, options.threads, options.part};
     return ReadForeignFile(file, options, LimitsFor(file), table, warnings);
@@ -84,27 +103,41 @@ std::vector<std::string> ReadableExtensions() {
 
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings) {
-  std::unordered_map<std::string, std::size_t> places;
+  // Names that the file has once keep them.
+  std::unordered_set<std::string> taken(names.begin(), names.end());
+  std::unordered_set<std::string> seen;
+  std::unordered_map<std::string, std::size_t> uses;
+  std::size_t repeated = 0;
+  std::string firstRepeated;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    if (names[i].empty()) continue;
-    const auto [at, isNew] = places.emplace(names[i], i);
-    if (!isNew)
-      throw DataError("Column name \"" + names[i] + "\" occurs twice in " + path + ", in columns " +
-                      std::to_string(at->second + 1) + " and " + std::to_string(i + 1) + ".");
+    if (names[i].empty() || seen.insert(names[i]).second) continue;
+    std::size_t& use = uses.try_emplace(names[i], 1).first->second;
+    std::string name;
+    do {
+      name = names[i] + "_" + std::to_string(++use);
+    } while (!taken.insert(name).second);
+    if (repeated++ == 0)
+      firstRepeated = "Column name \"" + names[i] + "\" occurs again in " + path + "; column " +
+                      std::to_string(i + 1) + " is called " + name;
+    names[i] = std::move(name);
   }
+  const auto warn = [&](const std::string& sentence, std::size_t columns) {
+    if (columns > 0)
+      warnings.push_back(sentence +
+                         (columns == 1 ? "." : ", and " + std::to_string(columns - 1) + " more likewise."));
+  };
   std::size_t count = 0;
   std::string first;
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (!names[i].empty()) continue;
     std::string name = "Var" + std::to_string(i + 1);
-    while (places.count(name) > 0) name += '_';
-    places.emplace(name, i);
+    while (!taken.insert(name).second) name += '_';
     if (count++ == 0)
       first = "Column " + std::to_string(i + 1) + " of " + path + " has no name and is called " + name;
     names[i] = std::move(name);
   }
-  if (count > 0)
-    warnings.push_back(first + (count == 1 ? "." : ", and " + std::to_string(count - 1) + " more likewise."));
+  warn(first, count);
+  warn(firstRepeated, repeated);
 }
 
 namespace {
@@ -141,6 +174,38 @@ Table ReadSource(const DatabaseAddress& address, const ReadOptions& options,
   return table;
 }
 
+// Copies standard input into a scratch file, since a column may be read a second time.
+Table ReadStandardInput(const ReadOptions& options, std::vector<std::string>& warnings) {
+  RequireFittingPart("standard input", "csv", options.part);
+  static const std::string name = "standard input";
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  if (!error) RemoveStaleScratch(folder);
+  const Scratch scratch(folder, error);
+  if (error)
+    throw DataError("Cannot keep standard input in " + folder.string() + ": " + error.message() + ".");
+  const std::string path = (scratch.Path() / "input.txt").string();
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> copy(OpenFile(PathOf(path), "wb"), &std::fclose);
+  if (!copy)
+    throw DataError("Cannot keep standard input in " + folder.string() + ": " + std::strerror(errno) + ".");
+  std::vector<char> bytes(std::size_t{1} << 18);
+  bool any = false;
+  while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), StandardInput())) {
+    any = true;
+    if (std::fwrite(bytes.data(), 1, count, copy.get()) != count)
+      throw DataError("Cannot keep standard input in " + folder.string() + ": " + std::strerror(errno) + ".");
+    if (options.progress && !options.progress(0)) throw Cancelled();
+  }
+  if (std::ferror(StandardInput()) != 0) throw DataError("Cannot read standard input to its end.");
+  if (!any) throw DataError("Standard input is empty.");
+  if (std::fflush(copy.get()) != 0)
+    throw DataError("Cannot keep standard input in " + folder.string() + ": " + std::strerror(errno) + ".");
+  Table table;
+  table.fileName = name;
+  ReadDelimited(path, name, options, options.delimiter, table, warnings);
+  return table;
+}
+
 Table ReadFile(const std::string& path, const ReadOptions& options, std::vector<std::string>& warnings) {
   RequireReadableFile(path);
   Table table;
@@ -166,7 +231,9 @@ Table ReadTable(const std::string& path, const ReadOptions& options, ReadReport*
   const DatabaseAddress address = ParseDatabaseAddress(path);
   const bool isSource =
       address.server != DatabaseServer::kNone || (path.empty() && !options.part.query.empty());
-  Table table = isSource ? ReadSource(address, options, warnings) : ReadFile(path, options, warnings);
+  Table table = path == kStandardInput ? ReadStandardInput(options, warnings)
+                : isSource             ? ReadSource(address, options, warnings)
+                                       : ReadFile(path, options, warnings);
   if (options.infer)
     InferMeasurements(table, [&](double) { return !options.progress || options.progress(1); });
   if (report != nullptr) report->warnings.insert(report->warnings.end(), warnings.begin(), warnings.end());
@@ -205,18 +272,47 @@ double ParseMissingCode(const Column& column, std::string_view text) {
 
 }  // namespace
 
-std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
+MissingOption ParseMissingOption(const Table& table, std::string_view option) {
   const std::size_t equals = option.rfind('=');
   if (equals == std::string_view::npos || equals == 0 || equals + 1 == option.size())
     throw DataError("The missing-data code \"" + std::string(option) + "\" is not of the form NAME=CODE.");
-  const std::string_view name = option.substr(0, equals);
-  std::string_view codes = option.substr(equals + 1);
-  const Column& column = table.Variable(ResolveVariable(table, name));
-  if (const double* labelled = column.ValueOf(codes)) return SetMissingCode(table, name, *labelled);
+  const std::string name(option.substr(0, equals));
+  return {ResolveVariables(table, std::span(&name, 1)), std::string(option.substr(equals + 1))};
+}
+
+std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
+  const MissingOption parsed = ParseMissingOption(table, option);
   std::int64_t becameMissing = 0;
+  const auto apply = [&](std::string_view code) {
+    std::size_t fits = 0;
+    for (const int number : parsed.variableNumbers) {
+      const std::string name = table.Variable(number).name;
+      // Of several variables, a number is no code of those that hold texts.
+      if (parsed.variableNumbers.size() > 1 && table.Variable(number).fromText &&
+          table.Variable(number).ValueOf(code) == nullptr)
+        continue;
+      try {
+        becameMissing += SetMissingCode(table, name, ParseMissingCode(table.Variable(number), code));
+        ++fits;
+      } catch (const DataError&) {
+        if (parsed.variableNumbers.size() == 1) throw;
+      }
+    }
+    if (fits == 0)
+      throw DataError("The missing-data code \"" + std::string(code) +
+                      "\" is neither a number nor a value label of the " +
+                      std::to_string(parsed.variableNumbers.size()) + " variables of \"" +
+                      std::string(option.substr(0, option.rfind('='))) + "\".");
+  };
+  const auto isLabel = [&](int number) { return table.Variable(number).ValueOf(parsed.codes) != nullptr; };
+  if (std::any_of(parsed.variableNumbers.begin(), parsed.variableNumbers.end(), isLabel)) {
+    apply(parsed.codes);
+    return becameMissing;
+  }
+  std::string_view codes = parsed.codes;
   for (std::size_t comma = 0; comma != std::string_view::npos; codes.remove_prefix(comma + 1)) {
     comma = codes.find(',');
-    becameMissing += SetMissingCode(table, name, ParseMissingCode(column, codes.substr(0, comma)));
+    apply(codes.substr(0, comma));
     if (comma == std::string_view::npos) break;
   }
   return becameMissing;

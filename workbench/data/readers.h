@@ -1,6 +1,7 @@
 // Reads a data file into a Table.
 //
-//   .csv .tsv .txt                       delimited text
+//   .csv .tsv .txt                       delimited text, also packed as .csv.gz or .csv.zst
+//   -                                    delimited text from standard input
 //   .parquet .json .jsonl .ndjson        by DuckDB
 //   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat
 //   .xlsx .xlsm .ods                     a sheet of a workbook, or a range of it
@@ -28,13 +29,14 @@
 //   with a warning.
 //
 // Delimited text:
-// - UTF-8 with or without byte-order mark; the first line that is not blank names the columns.
-//   Blanks around a name are dropped. An empty name becomes VarN (N the column's number), with a
-//   warning; a name that occurs twice is refused.
+// - UTF-8 with or without byte-order mark, UTF-16 or Windows-1252, both with a warning unless they
+//   are asked for; the first line that is not blank names the columns. Blanks around a name are
+//   dropped. An empty name becomes VarN (N the column's number) and a name that occurs again gets a
+//   number (a, a_2), with a warning each.
 // - .tsv is separated by tabs; for .csv and .txt the delimiter is the one of , ; tab | that gives
 //   the first records equally many fields, the one with the most fields if several do. A first line
 //   "sep=;" names it.
-// - Every record has as many fields as the header. Blank lines are skipped, except in a file of one
+// - Every record has as many fields as the header, unless TextFormat::ragged takes others. Blank lines are skipped, except in a file of one
 //   column, where they are missing values.
 // - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not
 //   a number. nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a
@@ -45,7 +47,8 @@
 //   and decimal points occur elsewhere in the file; likewise a point where commas are the decimal
 //   marks.
 // - A column whose every field is a number with separated thousands (1,022.5 or 1.022,5), or a
-//   percentage (12 %, which becomes 12), holds numbers, with a warning.
+//   percentage (12 %, which becomes 12), or a number with one and the same currency or unit ($12,
+//   3 kg), holds numbers, with a warning.
 // - A column whose every text is a date (2024-05-31, 31.5.2024, 5/31/2024; 5/6/2024 if other cases
 //   distinguish day and month) or a point in time (2024-05-31 12:30:00) holds dates.
 //
@@ -61,16 +64,24 @@
 #include "workbench/data/errors.h"
 #include "workbench/data/table.h"
 #include "workbench/data/table_part.h"
+#include "workbench/data/text_format.h"
 
 namespace velmora {
+
+// The path that means standard input.
+inline constexpr std::string_view kStandardInput = "-";
 
 struct ReadOptions {
   int threads = 0;     // of DuckDB; 0 = one per processor
   char delimiter = 0;  // of delimited text; 0 = as described above
+  TextFormat text;     // of delimited text
   bool infer = true;   // fill measurement and role of every column (measurement.h)
   // Texts that mean a missing value in any column, e.g. {"NA", "n/a"}.
   std::vector<std::string> missingTexts;
   TablePart part;  // of a file with more than one table
+  // Of delimited text: which of the columns with these names are read, one at least; empty: all.
+  // Asked only where the others do not matter for how these are read.
+  std::function<std::vector<bool>(const std::vector<std::string>& names)> choose;
   // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
   // the reading, which throws Cancelled.
   std::function<bool(double)> progress;
@@ -92,8 +103,16 @@ Table ReadTable(const std::string& path, const ReadOptions& options = {}, ReadRe
 std::int64_t SetMissingCode(Table& table, std::string_view name, double code);
 
 // The option text NAME=CODE or NAME=CODE,CODE,... Each CODE is a number or a value label of the
-// variable.
+// variable. NAME may be a pattern (names.h): then each code is missing in the variables that have
+// it, and one that fits none of them is an error.
 std::int64_t ApplyMissingOption(Table& table, std::string_view option);
+
+// The variables that such an option names, and its codes.
+struct MissingOption {
+  std::vector<int> variableNumbers;
+  std::string codes;
+};
+MissingOption ParseMissingOption(const Table& table, std::string_view option);
 
 // Whether this build reads SPSS, SAS and Stata files.
 [[nodiscard]] bool ReadsStatisticalPackages();

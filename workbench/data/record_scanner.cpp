@@ -8,6 +8,10 @@
 #include <bit>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "workbench/data/table.h"
 #include "workbench/data/unicode.h"
 
@@ -54,7 +58,8 @@ std::string_view TextBlock::Text(FieldPlace place, std::string& scratch) const {
 
 RecordScanner::RecordScanner(char delimiter, std::size_t columnCount, RaggedRecords ragged,
                              std::vector<double> doubtful)
-    : columnCount_(columnCount),
+    : delimiter_(delimiter),
+      columnCount_(columnCount),
       ragged_(ragged),
       doubtful_(std::move(doubtful)),
       numbersAtOnce_(!CouldBePartOfNumber(delimiter)) {
@@ -159,6 +164,41 @@ bool RecordScanner::ScanField(Cursor& cursor, TextBlock& block, FieldPlace& plac
   return EndsField(text[at]) || fail(TextDamage::kTextAfterQuote, cursor.line);
 }
 
+// Skips up to count plain fields with the delimiters after them, a vector of bytes at a time, and
+// leaves the cursor on the begin of a field. Returns how many; what is special about the next, if
+// fewer, is left to ScanField.
+std::size_t RecordScanner::SkipFields(Cursor& cursor, [[maybe_unused]] std::size_t count) const {
+  std::size_t skipped = 0;
+#ifdef __SSE2__
+  const __m128i delimiter = _mm_set1_epi8(delimiter_);
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i lineFeed = _mm_set1_epi8('\n');
+  const __m128i carriageReturn = _mm_set1_epi8('\r');
+  for (std::size_t at = cursor.at; at + 16 <= cursor.end; at += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor.text + at));
+    const auto maskOf = [&](__m128i c) {
+      return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, c)));
+    };
+    unsigned ends = maskOf(delimiter);
+    const unsigned special =
+        (maskOf(quote) | maskOf(lineFeed) | maskOf(carriageReturn) | maskOf(_mm_setzero_si128())) & ~ends;
+    if (special != 0) ends &= (special & (~special + 1)) - 1;  // those before the first special byte
+    const auto found = static_cast<std::size_t>(std::popcount(ends));
+    if (skipped + found >= count) {
+      for (; skipped + 1 < count; ++skipped) ends &= ends - 1;
+      cursor.at = at + static_cast<std::size_t>(std::countr_zero(ends)) + 1;
+      return count;
+    }
+    skipped += found;
+    if (ends != 0) cursor.at = at + static_cast<std::size_t>(std::bit_width(ends));
+    if (special != 0) return skipped;
+  }
+#else
+  static_cast<void>(cursor);
+#endif
+  return skipped;
+}
+
 // Moves the cursor past the line end. False when its second half may belong to the next block.
 bool RecordScanner::ScanLineEnd(Cursor& cursor, TextBlock& block) const {
   if (cursor.at == cursor.end) return true;
@@ -189,6 +229,8 @@ bool RecordScanner::ScanRecord(Cursor& cursor, TextBlock& block, std::span<const
   std::size_t column = 0;
   std::uint32_t slot = 0;
   for (;; ++column, ++cursor.at) {
+    if (column < columnCount_ && plans[column].skipRun > 1)
+      column += SkipFields(cursor, plans[column].skipRun - 1);
     const ColumnUse use = column < columnCount_ ? plans[column].use : ColumnUse::kSkip;
     const char* next = nullptr;
     if (use == ColumnUse::kNumbers && numbersAtOnce_)
@@ -251,6 +293,14 @@ void RecordScanner::SettleFieldCount(const Cursor& cursor, TextBlock& block,
   ++block.rowCount;
 }
 
+void SetSkipRuns(std::span<ColumnPlan> plans) {
+  std::uint32_t run = 0;
+  for (std::size_t i = plans.size(); i-- > 0;) {
+    run = plans[i].use == ColumnUse::kSkip ? run + 1 : 0;
+    plans[i].skipRun = run;
+  }
+}
+
 void RecordScanner::Scan(TextBlock& block, std::span<const ColumnPlan> plans) const {
   const auto slots = static_cast<std::size_t>(std::count_if(
       plans.begin(), plans.end(), [](const ColumnPlan& plan) { return plan.use != ColumnUse::kSkip; }));
@@ -290,7 +340,7 @@ void RecordScanner::CheckEncoding(TextBlock& block) const {
   const std::size_t bad = FirstByteBeyondUtf8({block.bytes.data(), block.scanned});
   if (bad == std::string_view::npos) return;
   // The record that holds the byte, and the line.
-  const std::vector<ColumnPlan> plans(columnCount_, {ColumnUse::kSkip, 0});
+  const std::vector<ColumnPlan> plans(columnCount_, {ColumnUse::kSkip, 0, 0});
   Cursor cursor{block.bytes.data(), block.bytes.size(), block.isLast};
   block.rowCount = block.recordCount = block.raggedCount = 0;
   block.damage = TextDamage::kNone;

@@ -23,6 +23,8 @@
 #include <string_view>
 #include <vector>
 
+#include "workbench/data/text_format.h"
+
 namespace velmora {
 
 // What becomes of a column's fields: nothing, numbers at once, or their places.
@@ -30,12 +32,11 @@ enum class ColumnUse : std::uint8_t { kSkip, kNumbers, kTexts };
 
 struct ColumnPlan {
   ColumnUse use = ColumnUse::kNumbers;
-  char decimalMark = 0;  // of numbers that are read at once; 0: whole numbers only
+  char decimalMark = 0;       // of numbers that are read at once; 0: whole numbers only
+  std::uint32_t skipRun = 0;  // this and the following columns that are skipped; see SetSkipRuns
 };
-
-// What to do with a record whose number of fields differs from the number of columns: refuse the
-// file, add missing cells and drop what is beyond the columns, or leave the record out.
-enum class RaggedRecords : std::uint8_t { kError, kPad, kSkip };
+// Counts the runs of columns that are skipped, which the scanner passes over faster.
+void SetSkipRuns(std::span<ColumnPlan> plans);
 
 // Where a field lies in its block, without its quotes.
 struct FieldPlace {
@@ -128,6 +129,7 @@ class RecordScanner {
   enum Class : unsigned char { kPlain, kDelimiter, kQuote, kLineFeed, kReturn, kBlank, kNul };
   struct Cursor;
 
+  std::size_t SkipFields(Cursor& cursor, std::size_t count) const;
   bool ScanField(Cursor& cursor, TextBlock& block, FieldPlace& place) const;
   bool ScanLineEnd(Cursor& cursor, TextBlock& block) const;
   bool ScanRecord(Cursor& cursor, TextBlock& block, std::span<const ColumnPlan> plans) const;
@@ -143,6 +145,7 @@ class RecordScanner {
 
   std::array<unsigned char, 256> classes_{};
   std::array<bool, 256> endsField_{};  // the delimiter and line ends
+  char delimiter_;
   std::size_t columnCount_;
   RaggedRecords ragged_;
   std::vector<double> doubtful_;

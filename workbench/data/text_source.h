@@ -1,6 +1,8 @@
-// The bytes of a text file, from its begin to its end.
+// The bytes of a text file as UTF-8, from its begin to its end. Files packed by gzip or zstd are
+// unpacked on the way, known by their first bytes.
 //
-//   TextSource source = OpenText("credit.csv");
+//   TextEncoding encoding = TextEncoding::kDetect;
+//   TextSource source = OpenText("credit.csv.gz", encoding);
 //   const std::size_t count = source.read(buffer, size);
 #pragma once
 
@@ -8,6 +10,9 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
+
+#include "workbench/data/text_format.h"
 
 namespace velmora {
 
@@ -18,7 +23,16 @@ struct TextSource {
   std::function<std::int64_t()> fileBytes;
 };
 
-// Throws DataError, also while it is read, when the file cannot be read to its end.
-[[nodiscard]] TextSource OpenText(const std::string& path);
+// Throws DataError, also while it is read, when the file cannot be read to its end. An encoding
+// that is to be detected is set to UTF-16 or UTF-8; whether bytes are UTF-8 is not checked.
+[[nodiscard]] TextSource OpenText(const std::string& path, TextEncoding& encoding);
+
+// Whether a file that is not UTF-8 could be Windows-1252: more bytes are no UTF-8 than characters
+// beyond ASCII are, each is a character there, and the file does not end within a character.
+[[nodiscard]] bool CouldBeWindows1252(const std::string& path);
+
+// Unpacked bytes. start: the first bytes of the file. The source itself when they are of no known
+// archive. Throws DataError where this build cannot unpack them.
+[[nodiscard]] TextSource Unpacked(TextSource source, std::string_view start, const std::string& path);
 
 }  // namespace velmora

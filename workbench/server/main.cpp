@@ -46,6 +46,11 @@ int RunOpen(const std::vector<std::string>& arguments) {
   add("--range", data.part.range);
   add("--table", data.part.table);
   add("--sql-from", data.part.query);
+  if (data.encoding != 0) add("--encoding", kEncodingWords[static_cast<std::size_t>(data.encoding)]);
+  if (data.noHeader) options.readingWords.emplace_back("--no-header");
+  if (data.ragged != 0) add("--ragged", kRaggedWords[static_cast<std::size_t>(data.ragged)]);
+  for (const std::string& name : data.dateParts) add("--date-parts", name);
+  for (const std::string& since : data.since) add("--since", since);
   for (const std::string& text : data.missingTexts) add("--missing-text", text);
   for (const std::string& code : data.missingCodes) add("--missing", code);
 

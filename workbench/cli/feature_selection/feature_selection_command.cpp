@@ -226,6 +226,24 @@ std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vecto
   return Run(options, sessionOptions, std::move(table), choice);
 }
 
+namespace {
+
+// The values that name the variables of a run; none where it may use any variable of the table.
+std::vector<std::string> NeededVariables(const CommandOptions& options) {
+  const CaseOptions& cases = options.settings.cases;
+  if (options.variables.predictors.empty() || options.printScript || options.output.saveBundles ||
+      !(cases.select.empty() && cases.exclude.empty()))
+    return {};
+  std::vector<std::string> values = options.variables.predictors;
+  values.insert(values.end(), options.variables.dependents.begin(), options.variables.dependents.end());
+  for (const std::string& name : {options.variables.weight, options.variables.count, options.variables.strata,
+                                  options.variables.clusters})
+    if (!name.empty()) values.push_back(name);
+  return values;
+}
+
+}  // namespace
+
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
   const std::vector<Format> formats = options.output.Formats();
@@ -237,7 +255,7 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
 
-  Table table = LoadTable(options.data);
+  Table table = LoadTable(options.data, NeededVariables(options));
   const VariableChoice choice = ChooseVariables(table, options.variables);
   if (options.printScript) {
     WriteToStandardOutput(ScriptOf(options, formats, table, choice));

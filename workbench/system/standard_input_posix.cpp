@@ -1,0 +1,7 @@
+#include "workbench/system/standard_input.h"
+
+namespace velmora {
+
+std::FILE* StandardInput() { return stdin; }
+
+}  // namespace velmora
