@@ -93,6 +93,12 @@ TEST(ScreenWeights, CountsAreCasesAndRawWeightsAreWhatTheFileHas) {
     EXPECT_DOUBLE_EQ(one["searchP"].get<double>(), other["searchP"].get<double>()) << name;
   }
   EXPECT_EQ(a["cases"]["effective"], b["cases"]["used"]);
+  // The cases of a row are spread over the folds as single ones are.
+  EXPECT_NEAR(Named(a["predictors"], "x")["outOfFoldInformationValue"],
+              Named(b["predictors"], "x")["outOfFoldInformationValue"], 0.4);
+  const Json table = JsonFrom({"screen", Sample("housing_satisfaction.csv"), "--categorical-response",
+                               "satisfaction", "--count", "residents"})["responses"][0];
+  EXPECT_GT(Named(table["predictors"], "influence")["outOfFoldExplained"].get<double>(), 0.02);
 
   const std::string data = folder.Write("w.csv", WeightTable(300));
   const Words cut = With(kFlag, {"--predictors", "x", "--weight", "w", "--cut-points",

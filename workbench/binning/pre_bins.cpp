@@ -1,6 +1,7 @@
 #include "workbench/binning/pre_bins.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <numeric>
 
@@ -59,7 +60,19 @@ class Counter {
   void Add(std::size_t bin, std::size_t index) {
     const double weight = WeightOf(response_, index);
     AddTo(bins_.sums, bin, index, weight);
-    if (!folds_.empty()) AddTo(bins_.folds[folds_[index]], bin, index, weight);
+    if (folds_.empty()) return;
+    if (!response_.weightsAreCounts) return AddTo(bins_.folds[folds_[index]], bin, index, weight);
+    // The cases that a row stands for are dealt out one by one, at random like other cases; so many that chance hardly
+    // matters, and parts of one, go to all folds alike.
+    constexpr double kMostDealt = 10000;
+    double parts[kFoldCount] = {};
+    const double dealt = weight <= kMostDealt ? std::floor(weight) : 0;
+    for (std::uint64_t one = 0; one < static_cast<std::uint64_t>(dealt); ++one)
+      parts[SplitMix(SplitMix(index) + one) % kFoldCount] += 1;
+    for (std::size_t fold = 0; fold < kFoldCount; ++fold) {
+      const double part = parts[fold] + (weight - dealt) / kFoldCount;
+      if (part > 0) AddTo(bins_.folds[fold], bin, index, part);
+    }
   }
 
  private:
