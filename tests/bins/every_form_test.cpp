@@ -2,6 +2,7 @@
 // each the same bin, which is written down here. The text of the SQL in every dialect.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -21,7 +22,13 @@ using Json = nlohmann::json;
 // income: cut points, special codes, missing values, a code for missing. home: levels with special,
 // missing and other ones. grade: numbers that are levels. plain: as version 1 has it.
 const char kBins[] = R"({"format":"velmora bins","version":2,"dataFile":"data.csv","responses":[
-{"name":"risk","kind":"binary","codes":["bad","good"],"predictors":[
+{"name":"risk","kind":"binary","codes":["bad","good"],
+ "scorecard":{"version":1,"scoreVariable":"score","probabilityVariable":"probability","basePoints":11,"odds":4,
+  "pdo":20,"intercept":0,"terms":[
+  {"predictor":"in\"come","coefficient":-1,"points":[10,20,30,40,50.5],"neutralPoints":0},
+  {"predictor":"home","coefficient":-1,"points":[1,2,3],"neutralPoints":-5},
+  {"predictor":"plain","coefficient":-1,"points":[100],"neutralPoints":0}]},
+ "predictors":[
  {"name":"in\"come","kind":"continuous","codedVariable":"income_Coded","figureVariables":["income_WOE"],
   "missingCode":-7,"cutPoints":[10.5,20],"specialCodes":[{"level":-999,"bin":3},{"level":15,"bin":1},{"level":0,"bin":3}],
   "missing":{"bin":4},
@@ -39,20 +46,21 @@ const char kBins[] = R"({"format":"velmora bins","version":2,"dataFile":"data.cs
 struct Case {
   const char *income, *home, *grade, *plain;  // empty: missing
   const char *incomeBin, *homeBin, *gradeBin, *plainBin;
+  const char* score;
 };
 const Case kCases[] = {
-    {"10.5", "own", "1", "a", "lo", "own", "one", "A"},
-    {"10.500000000000002", "it's", "2", "b", "lo", "rest", "two", ""},
-    {"10.6", "7", "3", "", "mid", "rest", "", ""},
-    {"20.1", "tent", "1.5", "A", "hi", "rest", "", ""},
-    {"1e300", "OWN", "", "a ", "hi", "rest", "two", ""},
-    {"-1e300", "", "2.0000000000000004", "", "lo", "Missing", "two", ""},
-    {"-999", "own ", "1", "", "it's \\ special", "rest", "one", ""},
-    {"0", "own", "1", "", "it's \\ special", "own", "one", ""},
-    {"15", "own", "1", "", "mid", "own", "one", ""},
-    {"15.1", "own", "1", "", "mid", "own", "one", ""},
-    {"-7", "own", "1", "", "Missing", "own", "one", ""},
-    {"", "own", "1", "", "Missing", "own", "one", ""},
+    {"10.5", "own", "1", "a", "lo", "own", "one", "A", "111"},
+    {"10.500000000000002", "it's", "2", "b", "lo", "rest", "two", "", "12"},
+    {"10.6", "7", "3", "", "mid", "rest", "", "", "22"},
+    {"20.1", "tent", "1.5", "A", "hi", "rest", "", "", "32"},
+    {"1e300", "OWN", "", "a ", "hi", "rest", "two", "", "32"},
+    {"-1e300", "", "2.0000000000000004", "", "lo", "Missing", "two", "", "13"},
+    {"-999", "own ", "1", "", "it's \\ special", "rest", "one", "", "42"},
+    {"0", "own", "1", "", "it's \\ special", "own", "one", "", "41"},
+    {"15", "own", "1", "", "mid", "own", "one", "", "21"},
+    {"15.1", "own", "1", "", "mid", "own", "one", "", "21"},
+    {"-7", "own", "1", "", "Missing", "own", "one", "", "51.5"},
+    {"", "own", "1", "", "Missing", "own", "one", "", "51.5"},
 };
 
 std::string Line(const std::vector<std::string>& bins) {
@@ -61,9 +69,16 @@ std::string Line(const std::vector<std::string>& bins) {
   return line + "\n";
 }
 
+std::string ScoreText(double score) {
+  std::ostringstream text;
+  text << score;
+  return text.str();
+}
+
 std::string Expected() {
   std::string text;
-  for (const Case& one : kCases) text += Line({one.incomeBin, one.homeBin, one.gradeBin, one.plainBin});
+  for (const Case& one : kCases)
+    text += Line({one.incomeBin, one.homeBin, one.gradeBin, one.plainBin, one.score});
   return text;
 }
 
@@ -116,6 +131,7 @@ std::string Coded(const Table& table, const UnseenLevels& unseen, std::string* u
       const std::string* const label = column->LabelOf(column->values[i]);
       bins.push_back(label != nullptr ? *label : "");
     }
+    bins.push_back(ScoreText(columns[columns.size() - 2].values[i]));
     text += Line(bins);
   }
   if (uncovered == nullptr) return text;
@@ -143,7 +159,9 @@ TEST(EveryForm, UnseenLevelsGoWhereTheUserSays) {
     std::istringstream lines(Coded(Data(), unseen));
     std::string text, line;
     for (int row = 0; row < 3 && std::getline(lines, line); ++row)
-      text += line.substr(line.find(';', line.find(';') + 1) + 1) + " ";
+      text += line.substr(line.find(';', line.find(';') + 1) + 1,
+                          line.rfind(';', line.size() - 2) + 1 - line.find(';', line.find(';') + 1) - 1) +
+              " ";
     return text;
   };
   EXPECT_EQ(gradeAndPlain({}), "one;A; two;; ;; ");
@@ -159,7 +177,7 @@ TEST(EveryForm, OneBadTextCostsOneValue) {
   income.labels[2].text = "unknown";  // of case 3, was 10.6
   std::string uncovered, expected = Expected();
   const std::string coded = Coded(table, {}, &uncovered);
-  EXPECT_EQ(coded, expected.replace(expected.find("mid;rest"), 3, "Missing"));
+  EXPECT_EQ(coded, expected.replace(expected.find("mid;rest;;;22"), 13, "Missing;rest;;;52.5"));
   EXPECT_EQ(uncovered.substr(0, uncovered.find('\n')), "in\"come: 2 missing, 1 bad, first unknown in 3");
 }
 
@@ -185,7 +203,11 @@ std::string Query(SqlDialect dialect) {
   return BinsSql(ParseBinsJson(kBins, "f"), notices, dialect);
 }
 
-const char kCodedColumns[] = "SELECT income_Coded, home_Coded, grade_Coded, plain_Coded FROM (";
+const char kCodedColumns[] =
+    "SELECT income_Coded, home_Coded, grade_Coded, plain_Coded, score, probability FROM (";
+
+// The odds are 4 good to 1 bad at 11 points and double every 20 points.
+double ExpectedProbability(double score) { return 1 / (1 + 4 * std::exp2((score - 11) / 20)); }
 
 TEST(EveryForm, DuckDb) {
   for (const SqlDialect dialect : {SqlDialect::kDuckDb, SqlDialect::kStandard}) {
@@ -197,6 +219,9 @@ TEST(EveryForm, DuckDb) {
                  [&](const char* const* texts) {
                    std::vector<std::string> bins;
                    for (int i = 0; i < 4; ++i) bins.emplace_back(texts[i] == nullptr ? "" : texts[i]);
+                   const double score = std::stod(texts[4]);
+                   bins.push_back(ScoreText(score));
+                   EXPECT_NEAR(std::stod(texts[5]), ExpectedProbability(score), 1e-15);
                    text += Line(bins);
                  });
     EXPECT_EQ(text, Expected());
@@ -222,15 +247,19 @@ for case in task['cases']:
         number[name] = float(case[name]) if case[name] else float('nan')
     as_numbers, as_texts = bins.code_case(number), bins.code_case(case)
     assert as_numbers == as_texts, (case, as_numbers, as_texts)
-    print(line(as_texts[name] for name in names))
+    score = bins.score_case(case)
+    assert score == bins.score_case(number), case
+    assert abs(score['probability'] - 1 / (1 + 4 * 2 ** ((score['score'] - 11) / 20))) < 1e-15, score
+    print(line([as_texts[name] for name in names] + ['%g' % score['score']]))
 nothing = bins.code_case({})
 assert line(nothing[name] for name in names) == 'Missing;Missing;two;;', nothing
 assert bins.code_case({'in"come': float('inf')})['income_WOE'] == -0.30000000000000004
 print('--')
 base = sqlite3.connect(':memory:')
 base.executescript(task['table'])
-for row in base.execute(task['query']):
-    print(line(row))
+for *row, score, probability in base.execute(task['query']):
+    assert abs(probability - 1 / (1 + 4 * 2 ** ((score - 11) / 20))) < 1e-15, score
+    print(line(row + ['%g' % score]))
 )";
 
 TEST(EveryForm, PythonAndSqlite) {

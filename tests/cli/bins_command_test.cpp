@@ -100,7 +100,7 @@ TEST(Bins, RefusesWhatDoesNotFitAndKeepsTheFile) {
       {{"edit", "bins.json", "merge", "age", "1", "2", "--missing"}, 2, {"belong to group"}},
       {{"edit", "bins.json", "undo"}, 1, {"has no edit to undo"}},
       {{"edit", "bins.json", "reset", "--out", "bins.json"}, 2, {"--out", "bins.json"}},
-      {{"export", "bins.json"}, 2, {"--sql or --python"}},
+      {{"export", "bins.json"}, 2, {"--sql, --python or --pmml"}},
       {{"export", "bins.json", "--sql", "a.sql", "--sql-dialect", "db2"}, 2, {"bigquery"}},
   };
   const TemporaryFolder folder;

@@ -2,11 +2,12 @@
 // release them in any order and on any thread.
 #include "workbench/api/arrow_export.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <map>
 #include <new>
+
+#include "workbench/report/report_table.h"
 
 namespace velmora {
 namespace {
@@ -279,19 +280,6 @@ void ArrowTable::Export(ArrowArrayStream& stream) && {
 // --- Rows of a report
 
 namespace {
-
-// informationValue -> information_value, pctValidN -> pct_valid_n, SSE -> sse
-std::string SnakeCase(const std::string& name) {
-  std::string text;
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    const auto c = static_cast<unsigned char>(name[i]);
-    const bool startsWord =
-        i > 0 && std::isupper(c) != 0 && std::isupper(static_cast<unsigned char>(name[i - 1])) == 0;
-    if (startsWord) text += '_';
-    text += static_cast<char>(std::tolower(c));
-  }
-  return text;
-}
 
 // The columns of the rows, each with a place per row.
 class RowColumns {

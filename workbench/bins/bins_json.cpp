@@ -16,6 +16,7 @@ namespace {
 constexpr char kFormat[] = "velmora bins";
 // Version 1 has no counts, no bins of missing and other values, no special codes and no edits.
 constexpr int kOldestVersion = 1, kVersion = 2;
+constexpr int kScorecardVersion = 1;
 
 constexpr const char* kEditNames[] = {"merge", "split", "move", "group", "label", "reset"};
 
@@ -104,6 +105,27 @@ Json JsonOf(const BinEdit& edit) {
   return json;
 }
 
+Json JsonOf(const SavedScorecard& scorecard) {
+  Json json = {{"version", kScorecardVersion},
+               {"scoreVariable", scorecard.scoreVariable},
+               {"probabilityVariable", scorecard.probabilityVariable},
+               {"basePoints", scorecard.basePoints},
+               {"odds", scorecard.odds},
+               {"pdo", scorecard.pdo},
+               {"intercept", scorecard.intercept},
+               {"terms", Json::array()}};
+  for (const SavedScorecard::Term& term : scorecard.terms)
+    json["terms"].push_back({{"predictor", term.predictor},
+                             {"coefficient", term.coefficient},
+                             {"points", term.points},
+                             {"neutralPoints", term.neutralPoints}});
+  for (const SavedScorecard::Band& band : scorecard.bands)
+    json["bands"].push_back({{"upTo", band.upTo}, {"counts", band.counts}});
+  if (scorecard.areaUnderCurve != SavedScorecard::kUnknown) json["auc"] = scorecard.areaUnderCurve;
+  if (scorecard.ksDistance != SavedScorecard::kUnknown) json["ks"] = scorecard.ksDistance;
+  return json;
+}
+
 // The members of an object, the last one with one item per line.
 std::string WithItemLines(const Json& members, const std::string& name, const std::string& indent,
                           const std::vector<std::string>& items) {
@@ -155,6 +177,9 @@ class BinsReader {
         add(predictor.codedVariable);
         for (const std::string& name : predictor.figureVariables) add(name);
       }
+      if (!response.scorecard) continue;
+      add(response.scorecard->scoreVariable);
+      add(response.scorecard->probabilityVariable);
     }
   }
   [[noreturn]] void FailAt(const std::string& owner, const std::string& member, const char* what) const {
@@ -192,7 +217,62 @@ class BinsReader {
     response.correctsPureBins = Flag(json, "pureBinCorrection", owner);
     for (const Json& predictor : List(json, "predictors", owner))
       response.predictors.push_back(Predictor(predictor, response));
+    if (json.contains("scorecard")) response.scorecard = Scorecard(json.at("scorecard"), response);
     return response;
+  }
+
+  SavedScorecard Scorecard(const Json& json, const SavedResponse& response) const {
+    const std::string owner = "the scorecard of " + response.name;
+    if (response.kind != "binary") Fail("has a scorecard for " + response.name + ", which is not binary");
+    const Json& version = Member(json, "version", owner, "a number", &Json::is_number_unsigned);
+    if (version != kScorecardVersion) Fail("has a scorecard of a version that this program does not know");
+    SavedScorecard scorecard;
+    scorecard.scoreVariable = Text(json, "scoreVariable", owner);
+    scorecard.probabilityVariable = Text(json, "probabilityVariable", owner);
+    scorecard.basePoints = FiniteNumber(json, "basePoints", owner);
+    scorecard.odds = FiniteNumber(json, "odds", owner);
+    scorecard.pdo = FiniteNumber(json, "pdo", owner);
+    if (!(scorecard.odds > 0)) FailAt(owner, "odds", "a number above 0");
+    if (scorecard.pdo == 0) FailAt(owner, "pdo", "a number other than 0");
+    scorecard.intercept = FiniteNumber(json, "intercept", owner);
+    for (const Json& term : List(json, "terms", owner))
+      scorecard.terms.push_back(Term(term, response, scorecard, owner));
+    if (json.contains("bands")) {
+      for (const Json& item : List(json, "bands", owner)) {
+        SavedScorecard::Band& band = scorecard.bands.emplace_back();
+        band.upTo = FiniteNumber(item, "upTo", "a band of " + owner);
+        band.counts = Counts(item, response, "a band of " + owner);
+        const std::size_t count = scorecard.bands.size();
+        if (band.counts.empty() || (count > 1 && band.upTo <= scorecard.bands[count - 2].upTo))
+          FailAt(owner, "bands", "a list of rising scores with counts");
+      }
+    }
+    if (json.contains("auc")) scorecard.areaUnderCurve = FiniteNumber(json, "auc", owner);
+    if (json.contains("ks")) scorecard.ksDistance = FiniteNumber(json, "ks", owner);
+    return scorecard;
+  }
+
+  SavedScorecard::Term Term(const Json& json, const SavedResponse& response, const SavedScorecard& scorecard,
+                            const std::string& owner) const {
+    SavedScorecard::Term term;
+    term.predictor = Text(json, "predictor", "a term of " + owner);
+    const std::string at = "the term " + term.predictor + " of " + owner;
+    const auto predictor =
+        std::find_if(response.predictors.begin(), response.predictors.end(),
+                     [&](const SavedPredictor& one) { return one.name == term.predictor; });
+    if (predictor == response.predictors.end()) FailAt(at, "predictor", "a predictor of the response");
+    if (std::any_of(scorecard.terms.begin(), scorecard.terms.end(),
+                    [&](const SavedScorecard::Term& other) { return other.predictor == term.predictor; }))
+      FailAt(at, "predictor", "named once");
+    term.coefficient = FiniteNumber(json, "coefficient", at);
+    term.neutralPoints = FiniteNumber(json, "neutralPoints", at);
+    for (const Json& item : List(json, "points", at)) {
+      if (!item.is_number() || !std::isfinite(item.get<double>()))
+        FailAt(at, "points", "a list of finite numbers");
+      term.points.push_back(item.get<double>());
+    }
+    if (term.points.size() != predictor->bins.size()) FailAt(at, "points", "a list of one per bin");
+    return term;
   }
 
   bool Flag(const Json& json, const char* name, const std::string& owner) const {
@@ -403,6 +483,14 @@ std::size_t CountsPerBin(const SavedResponse& response) {
   return response.kind == "continuous" ? 3 : response.codes.size();
 }
 
+double SavedScorecard::LogitSlope() const { return std::log(2.0) / pdo; }
+
+double SavedScorecard::LogitStart() const { return std::log(odds) - LogitSlope() * basePoints; }
+
+double SavedScorecard::Probability(double score) const {
+  return 1 / (1 + std::exp(LogitStart() + LogitSlope() * score));
+}
+
 std::string BinsJson(const SavedBins& bins) {
   std::vector<std::string> responses;
   for (const SavedResponse& response : bins.responses) {
@@ -417,6 +505,7 @@ std::string BinsJson(const SavedBins& bins) {
     }
     Json members = {{"name", response.name}, {"kind", response.kind}, {"codes", response.codes}};
     if (response.correctsPureBins) members["pureBinCorrection"] = true;
+    if (response.scorecard) members["scorecard"] = JsonOf(*response.scorecard);
     responses.push_back(WithItemLines(members, "predictors", "  ", predictors));
   }
   Json members = {{"format", kFormat}, {"version", kVersion}, {"dataFile", bins.dataFile}};

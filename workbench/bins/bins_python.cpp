@@ -158,6 +158,56 @@ def code_case(values, _predictors=_PREDICTORS):
     return result
 )";
 
+// A scorecard: names of its variables, start and slope of the log odds of bad, and its terms: the
+// number of the predictor, the points of its bins, and those of a case without a bin.
+std::string EntryOf(const SavedResponse& response, std::size_t firstPredictor) {
+  const SavedScorecard& scorecard = *response.scorecard;
+  std::string text = "    (" + Literal(scorecard.scoreVariable) + ", " +
+                     Literal(scorecard.probabilityVariable) + ", " + Literal(scorecard.LogitStart()) + ", " +
+                     Literal(scorecard.LogitSlope()) + ", (\n";
+  for (const SavedScorecard::Term& term : scorecard.terms) {
+    std::size_t at = 0;
+    while (response.predictors[at].name != term.predictor) ++at;
+    std::vector<std::string> points;
+    for (const double value : term.points) points.push_back(Literal(value));
+    text += "        (" + std::to_string(firstPredictor + at) + ", " + Tuple(points) + ", " +
+            Literal(term.neutralPoints) + "),\n";
+  }
+  return text + "    )),\n";
+}
+
+constexpr char kScoreFunction[] = R"(
+
+def score_case(values, _predictors=_PREDICTORS, _scorecards=_SCORECARDS):
+    """The points of one case and its probability of bad, by the names of the variables; values as for code_case."""
+    result = {}
+    for score_name, probability_name, start, slope, terms in _scorecards:
+        score = 0.0
+        for number, points, neutral in terms:
+            name, _, *rules, _ = _predictors[number]
+            place = _bin(values.get(name), *rules)
+            score += neutral if place is None else points[place]
+        result[score_name] = score
+        logit = start + slope * score
+        result[probability_name] = 1 / (1 + math.exp(logit)) if logit < 700 else 0.0
+    return result
+)";
+
+std::string ScorecardsText(const SavedBins& bins) {
+  std::string entries;
+  std::size_t predictors = 0;
+  for (const SavedResponse& response : bins.responses) {
+    if (response.scorecard) entries += EntryOf(response, predictors);
+    predictors += response.predictors.size();
+  }
+  if (entries.empty()) return "";
+  return "\n# One entry per scorecard: names of its score and of the probability of bad, start and slope of "
+         "the "
+         "log odds of\n# good, and per term the number of the predictor, the points of its bins, and those "
+         "without a bin.\n_SCORECARDS = (\n" +
+         entries + ")\n" + kScoreFunction;
+}
+
 }  // namespace
 
 std::string BinsPython(const SavedBins& bins) {
@@ -177,7 +227,7 @@ std::string BinsPython(const SavedBins& bins) {
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) text += EntryOf(predictor);
   }
-  return text + ")\n" + kFunction;
+  return text + ")\n" + kFunction + ScorecardsText(bins);
 }
 
 }  // namespace velmora

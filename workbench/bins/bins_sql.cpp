@@ -175,13 +175,20 @@ class CaseWriter {
   CaseWriter(const SqlWriter& sql, const SavedPredictor& predictor)
       : sql_(sql), predictor_(predictor), name_(sql.Identifier(predictor.name)) {}
 
-  // give: the literal for a bin.
+  // A column. give: the literal for a bin.
   std::string Write(const std::string& variable,
                     const std::function<std::string(const SavedBin&)>& give) const {
+    const auto giveNumbered = [&](std::size_t bin) { return give(predictor_.bins[bin]); };
+    return ",\n  " + Expression(giveNumbered, "NULL") + " AS " + sql_.Identifier(variable);
+  }
+
+  // give: the literal for a bin by its number; otherwise: for a case without a bin.
+  std::string Expression(const std::function<std::string(std::size_t)>& give,
+                         const std::string& otherwise) const {
     const auto given = [&](std::optional<int> bin) {
-      return bin ? give(predictor_.bins[static_cast<std::size_t>(*bin)]) : std::string("NULL");
+      return bin ? give(static_cast<std::size_t>(*bin)) : otherwise;
     };
-    std::string text = ",\n  CASE\n    WHEN " + Missing() + " THEN " + given(predictor_.missingBin) + "\n";
+    std::string text = "CASE\n    WHEN " + Missing() + " THEN " + given(predictor_.missingBin) + "\n";
     const auto add = [&](const std::string& condition, int bin) {
       text += "    WHEN " + condition + " THEN " + given(bin) + "\n";
     };
@@ -198,7 +205,7 @@ class CaseWriter {
     const std::optional<int> last =
         predictor_.categorical ? predictor_.otherBin
                                : std::optional<int>(static_cast<int>(predictor_.IntervalCount()) - 1);
-    return text + "    ELSE " + given(last) + "\n  END AS " + sql_.Identifier(variable);
+    return text + "    ELSE " + given(last) + "\n  END";
   }
 
  private:
@@ -288,6 +295,25 @@ class QueryWriter {
     return text;
   }
 
+  // The score of a scorecard and the probability of bad.
+  std::string WriteScore(const SavedResponse& response) {
+    const SavedScorecard& scorecard = *response.scorecard;
+    std::string score;
+    for (const SavedScorecard::Term& term : scorecard.terms) {
+      const auto predictor = std::find_if(response.predictors.begin(), response.predictors.end(),
+                                          [&](const auto& one) { return one.name == term.predictor; });
+      score += std::string(score.empty() ? "(" : "\n  + ") +
+               CaseWriter(sql_, *predictor)
+                   .Expression([&](std::size_t bin) { return sql_.Figure(term.points[bin]); },
+                               sql_.Figure(term.neutralPoints));
+    }
+    score += score.empty() ? sql_.Figure(0) : ")";
+    return ",\n  " + score + " AS " + sql_.Identifier(NameInQuery(scorecard.scoreVariable)) +
+           ",\n  1 / (1 + EXP(" + sql_.Figure(scorecard.LogitStart()) + " + " +
+           sql_.Figure(scorecard.LogitSlope()) + " * " + score + ")) AS " +
+           sql_.Identifier(NameInQuery(scorecard.probabilityVariable));
+  }
+
  private:
   std::string NameInQuery(const std::string& variable) {
     std::string name = variables_.AddNumbered(variable);
@@ -361,6 +387,7 @@ std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, Sq
       columns += writer.Write(predictor);
       anyBackslash = anyBackslash || Holds(predictor, '\\');
     }
+    if (response.scorecard) columns += writer.WriteScore(response);
   }
   if (anyBackslash && dialect == SqlDialect::kStandard)
     notes.push_back(

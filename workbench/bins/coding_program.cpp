@@ -51,6 +51,10 @@ struct Lookup {
   // Of a column of texts that are to be numbers: the number of each code, NaN where a text is none.
   // Empty: values are looked up as they are.
   std::vector<double> numberOfCode = {};
+  // A target that gets the points of each outcome added, and those of none; -1: no such target.
+  int sumTarget = -1;
+  std::vector<double> points = {};
+  double neutralPoints = 0;
 
   // Of the run:
   std::int64_t missing = 0, unseen = 0, badTexts = 0;
@@ -67,6 +71,10 @@ struct Target {
   bool isText = false;
   std::vector<std::string> texts;  // in byte order, each once
   std::vector<double> values;      // one per case; unused while a program is compiled
+  double start = kMissing;         // of values
+  // Of the probability of a scorecard: the target of its score, and how it follows from the score.
+  int scoreTarget = -1;
+  SavedScorecard scale = {};
 };
 
 // Room that the blocks of one depth of Ifs share.
@@ -97,7 +105,7 @@ struct CodingProgram::Compiled {
   std::vector<Level> levels;
   std::vector<double> results;  // of an expression over a block
 
-  // Every variable is made by one lookup alone.
+  // Every variable is made by one lookup alone, which a score is not.
   bool IsIndependentLookups() const {
     std::size_t made = 0;
     std::set<std::size_t> all;
@@ -145,6 +153,9 @@ struct CodingProgram::Compiled {
       const double value = column.values[place];
       const bool isMissing = !std::isfinite(value) || missing.Contains(value);
       const int outcome = isMissing ? MissingOutcome(lookup) : OutcomeOf(lookup, value, place);
+      if (lookup.sumTarget >= 0)
+        targets[static_cast<std::size_t>(lookup.sumTarget)].values[place] +=
+            outcome < 0 ? lookup.neutralPoints : lookup.points[static_cast<std::size_t>(outcome)];
       if (outcome < 0) continue;
       for (const Assignment& one : lookup.outcomes[static_cast<std::size_t>(outcome)])
         targets[one.target].values[place] = one.number;
@@ -277,13 +288,17 @@ class BinsCompiler : public CodingCompiler {
   std::vector<Statement> Compile(const SavedBins& bins) {
     for (const SavedResponse& response : bins.responses) {
       for (const SavedPredictor& predictor : response.predictors) Collect(predictor);
+      if (response.scorecard) Collect(*response.scorecard);
     }
     if (targets_.empty()) throw DataError(file_ + " has no bins.");
     SortTexts();
     std::vector<Statement> statements;
     for (const SavedResponse& response : bins.responses) {
-      for (const SavedPredictor& predictor : response.predictors)
-        statements.push_back({LookupFor(predictor)});
+      for (const SavedPredictor& predictor : response.predictors) {
+        Lookup lookup = LookupFor(predictor);
+        if (response.scorecard) AddPoints(*response.scorecard, predictor, lookup);
+        statements.push_back({std::move(lookup)});
+      }
     }
     WarnOfLevels();
     return statements;
@@ -299,6 +314,23 @@ class BinsCompiler : public CodingCompiler {
     if (predictor.categorical && unseen_.rule == UnseenLevels::Rule::kLabel)
       coded.texts.push_back(unseen_.label);
     for (const std::string& name : predictor.figureVariables) TargetFor(name);
+  }
+
+  void Collect(const SavedScorecard& scorecard) {
+    TargetFor(scorecard.scoreVariable).start = 0;
+    Target& probability = TargetFor(scorecard.probabilityVariable);
+    probability.scoreTarget = static_cast<int>(numberOf_.at(scorecard.scoreVariable));
+    probability.scale = scorecard;
+  }
+
+  void AddPoints(const SavedScorecard& scorecard, const SavedPredictor& predictor, Lookup& lookup) const {
+    for (const SavedScorecard::Term& term : scorecard.terms) {
+      if (term.predictor != predictor.name) continue;
+      lookup.sumTarget = static_cast<int>(numberOf_.at(scorecard.scoreVariable));
+      lookup.points = term.points;
+      lookup.points.resize(lookup.outcomes.size(), term.neutralPoints);
+      lookup.neutralPoints = term.neutralPoints;
+    }
   }
 
   // Outcomes are the bins, then the label of unseen levels.
@@ -697,7 +729,7 @@ std::vector<std::string> CodingProgram::TargetNames() const {
 std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progress, WorkerPool* pool) {
   std::vector<Target>& targets = compiled_->targets;
   const auto clear = [&](Target& target) {
-    target.values.assign(static_cast<std::size_t>(compiled_->table->caseCount), kMissing);
+    target.values.assign(static_cast<std::size_t>(compiled_->table->caseCount), target.start);
   };
   const Mask all(kBlock, 1);
   // Calls run(first, count) for each block of cases.
@@ -714,6 +746,12 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
       if (progress && !progress(done)) throw Cancelled();
       compiled_->RunBlock(compiled_->statements, all, 0, first, count);
     });
+    for (Target& target : targets) {
+      if (target.scoreTarget < 0) continue;
+      const std::vector<double>& scores = targets[static_cast<std::size_t>(target.scoreTarget)].values;
+      std::transform(scores.begin(), scores.end(), target.values.begin(),
+                     [&](double score) { return target.scale.Probability(score); });
+    }
     for (std::size_t i = 0; i < targets.size(); ++i) columns[i] = ColumnOf(targets[i]);
     return columns;
   }

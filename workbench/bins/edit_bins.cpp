@@ -409,6 +409,15 @@ void ResetAll(SavedBins& bins) {
   }
 }
 
+// Points belong to the bins that they were found for.
+void RefuseScorecard(const SavedBins& bins) {
+  for (const SavedResponse& response : bins.responses) {
+    if (response.scorecard)
+      Fail("The bins have a scorecard for " + response.name +
+           ", whose points would no longer fit; edit the bins that it was made from and make it anew");
+  }
+}
+
 // An edit without its record.
 void Perform(const BinEdit& edit, SavedBins& bins) {
   if (edit.kind == Kind::kReset && edit.predictor.empty()) return ResetAll(bins);
@@ -427,12 +436,14 @@ void Perform(const BinEdit& edit, SavedBins& bins) {
 }  // namespace
 
 void ApplyEdit(const BinEdit& edit, SavedBins& bins) {
+  if (edit.kind != Kind::kLabel) RefuseScorecard(bins);
   Perform(edit, bins);
   bins.edits.push_back(edit);
 }
 
 bool UndoEdit(SavedBins& bins) {
   if (bins.edits.empty()) return false;
+  RefuseScorecard(bins);
   SavedBins undone = bins;
   undone.edits.pop_back();
   ResetAll(undone);

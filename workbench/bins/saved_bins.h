@@ -90,6 +90,34 @@ struct SavedPredictor {
 
 inline constexpr std::size_t kMostPreBins = 100;
 
+// Points for the bins of a binary response's predictors. The score of a case is the sum of its
+// points: basePoints at the odds of good to bad, pdo points more at twice these odds.
+struct SavedScorecard {
+  struct Term {
+    std::string predictor;
+    double coefficient = 0;      // of the weight of evidence / 100, in the log odds of bad
+    std::vector<double> points;  // one per bin
+    double neutralPoints = 0;    // of a case without a bin, whose weight of evidence counts as 0
+  };
+  // A class of scores of the cases that the scorecard was made from.
+  struct Band {
+    double upTo = 0;  // the highest score in it; the last band has no end
+    SavedCounts counts;
+  };
+  std::string scoreVariable, probabilityVariable;  // what it gives: the points, the probability of bad
+  double basePoints = 600, odds = 50, pdo = 20;
+  double intercept = 0;
+  std::vector<Term> terms;
+  std::vector<Band> bands;                                  // may be empty
+  double areaUnderCurve = kUnknown, ksDistance = kUnknown;  // of those cases
+  static constexpr double kUnknown = -1;
+
+  // Probability of bad = 1 / (1 + exp(logitStart + logitSlope * score)).
+  double LogitSlope() const;
+  double LogitStart() const;
+  double Probability(double score) const;
+};
+
 struct SavedResponse {
   std::string name;
   std::string kind;                // binary, continuous or categorical
@@ -98,6 +126,7 @@ struct SavedResponse {
   // evidence.
   bool correctsPureBins = false;
   std::vector<SavedPredictor> predictors;
+  std::optional<SavedScorecard> scorecard;  // of a binary response
 };
 
 struct SavedBins {
@@ -134,6 +163,10 @@ const std::vector<std::string>& SqlDialectNames();
 std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices,
                     SqlDialect dialect = SqlDialect::kStandard);
 // A module with one function, code_case(values), that needs only the standard library.
+// With scorecards, a second one, score_case(values).
 std::string BinsPython(const SavedBins& bins);
+// The only scorecard as PMML 4.4, with the cut points, levels and points of its predictors. Throws
+// DataError when the bins have no scorecard or several.
+std::string ScorecardPmml(const SavedBins& bins);
 
 }  // namespace velmora

@@ -27,7 +27,7 @@ using Kind = BinEdit::Kind;
 
 struct CommandOptions {
   std::vector<std::string> words;
-  std::string response, out, sql, python;
+  std::string response, out, sql, python, pmml;
   int dialect = 0, into = 0;
   bool missing = false, others = false, quiet = false;
 };
@@ -252,7 +252,8 @@ int RunEdit(const CommandOptions& options, const std::string& path, const SavedB
 int RunExport(const CommandOptions& options, const SavedBins& bins) {
   if (options.words.size() > 2)
     throw UsageError("Unexpected argument " + ShortenedText(options.words[2]) + ".");
-  if (options.sql.empty() && options.python.empty()) throw UsageError("Name a file with --sql or --python.");
+  if (options.sql.empty() && options.python.empty() && options.pmml.empty())
+    throw UsageError("Name a file with --sql, --python or --pmml.");
   OutputFiles files;
   if (!options.sql.empty()) {
     std::vector<std::string> notices;
@@ -260,6 +261,7 @@ int RunExport(const CommandOptions& options, const SavedBins& bins) {
     for (const std::string& notice : notices) Warn(notice);
   }
   if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
+  if (!options.pmml.empty()) files.AddAt(PathOf(options.pmml), ScorecardPmml(bins));
   for (const WrittenFile& file : files.Commit()) {
     if (!options.quiet) Report("Written: " + file.path.string());
   }
@@ -277,6 +279,7 @@ int RunBinsCommand(const std::vector<std::string>& arguments) {
   parser.Text("--sql", options.sql);
   parser.Choice("--sql-dialect", options.dialect, SqlDialectNames());
   parser.Text("--python", options.python);
+  parser.Text("--pmml", options.pmml);
   constexpr int kMostBins = 100000;
   parser.WholeNumber("--into", options.into, 1, kMostBins);
   parser.Flag("--missing", options.missing);
@@ -292,8 +295,10 @@ int RunBinsCommand(const std::vector<std::string>& arguments) {
   const std::string path = options.words[1];
   RunFiles files;
   files.Reads("FILE", path);
-  const std::pair<const char*, const std::string*> outputs[] = {
-      {"--out", &options.out}, {"--sql", &options.sql}, {"--python", &options.python}};
+  const std::pair<const char*, const std::string*> outputs[] = {{"--out", &options.out},
+                                                                {"--sql", &options.sql},
+                                                                {"--python", &options.python},
+                                                                {"--pmml", &options.pmml}};
   for (const auto& [option, name] : outputs) {
     if (!name->empty()) files.Writes(option, *name);
   }

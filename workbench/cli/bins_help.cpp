@@ -47,6 +47,7 @@ Of export
   --sql FILE              a query of CASE expressions
   --sql-dialect DIALECT   standard (default), postgresql, mysql, sqlserver, oracle, bigquery, spark, duckdb or sqlite
   --python FILE           a Python function that needs no library
+  --pmml FILE             a scorecard, where FILE has one, as PMML 4.4
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled. docs/json.md describes FILE.
 )";

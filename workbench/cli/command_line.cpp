@@ -12,6 +12,7 @@
 #include "workbench/cli/open_command.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/run_command.h"
+#include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/settings_command.h"
 #include "workbench/cli/system_commands.h"
@@ -91,6 +92,8 @@ const std::vector<Command>& Commands() {
         {"apply", "code new data with the bins of a screening run", kApplyHelp, RunApplyCommand},
         {"bins", "show saved bins, correct them by hand, write them as SQL or Python", kBinsHelp,
          RunBinsCommand},
+        {"scorecard", "turn saved bins into points by logistic regression", kScorecardHelp,
+         RunScorecardCommand},
         {"variables", "list the variables of a data file and how each will be treated", kVariablesHelp,
          RunVariablesCommand},
         {"open", "the workbench as a page: look, rank, bin and correct the bins in a browser", kOpenHelp,

@@ -18,7 +18,10 @@ class Cholesky {
       const double before = diagonal;
       for (std::size_t k = 0; k < j; ++k) diagonal -= At(j, k) * At(j, k);
       // What cancels to fewer than four digits is not told apart from a singular matrix.
-      if (!(diagonal > 1e-12 * before)) return;
+      if (!(diagonal > 1e-12 * before)) {
+        failedAt_ = j;
+        return;
+      }
       const double root = std::sqrt(diagonal);
       At(j, j) = root;
       for (std::size_t i = j + 1; i < size_; ++i) {
@@ -31,12 +34,22 @@ class Cholesky {
   }
 
   bool IsPositiveDefinite() const { return definite_; }
+  // The first row that is a linear combination of those before it, when it is not.
+  std::size_t FailedAt() const { return failedAt_; }
 
   // Replaces x by L^-1 x: the sum of its squares is then x' M^-1 x.
   void Solve(double* x) const {
     for (std::size_t i = 0; i < size_; ++i) {
       double sum = x[i];
       for (std::size_t k = 0; k < i; ++k) sum -= At(i, k) * x[k];
+      x[i] = sum / At(i, i);
+    }
+  }
+  // Replaces x by L'^-1 x: after Solve, x is M^-1 x.
+  void SolveTransposed(double* x) const {
+    for (std::size_t i = size_; i-- > 0;) {
+      double sum = x[i];
+      for (std::size_t k = i + 1; k < size_; ++k) sum -= At(k, i) * x[k];
       x[i] = sum / At(i, i);
     }
   }
@@ -48,6 +61,7 @@ class Cholesky {
   std::size_t size_;
   std::vector<double> factor_;
   bool definite_ = false;
+  std::size_t failedAt_ = 0;
 };
 
 }  // namespace velmora::stats

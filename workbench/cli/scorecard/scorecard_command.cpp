@@ -1,0 +1,170 @@
+#include "workbench/cli/scorecard/scorecard_command.h"
+
+#include <algorithm>
+
+#include "workbench/cli/console.h"
+#include "workbench/cli/data_input.h"
+#include "workbench/cli/exit_codes.h"
+#include "workbench/cli/repeated_command.h"
+#include "workbench/cli/scorecard/scorecard_run.h"
+#include "workbench/documents/terminal_text.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+namespace {
+
+constexpr char kStem[] = "scorecard";
+constexpr const char* kCsvFiles[] = {"scorecard.csv", "scorecard_coefficients.csv", "scorecard_quality.csv",
+                                     "scorecard_scores.csv"};
+
+struct CommandOptions {
+  DataOptions data;
+  OutputOptions output;
+  ScorecardRequest request;
+  std::string bins, test, save, sql, python, pmml;
+  int sqlDialect = 0;
+
+  std::vector<std::pair<const char*, const std::string*>> Files() const {
+    return {{"--save", &save}, {"--sql", &sql}, {"--python", &python}, {"--pmml", &pmml}};
+  }
+  bool SavesAny() const {
+    const auto files = Files();
+    return std::any_of(files.begin(), files.end(), [](const auto& file) { return !file.second->empty(); });
+  }
+};
+
+// inMemory: the data and the bins are there, no file is named.
+CommandOptions ParseOptions(const std::vector<std::string>& arguments, bool inMemory) {
+  constexpr double kMostPoints = 1e6;
+  constexpr int kMostFolds = 50, kLargestSeed = 2147483647;
+  CommandOptions options;
+  CommandParser parser;
+  ScorecardRequest& request = options.request;
+  ScorecardSettings& settings = request.settings;
+  request.cases.AddTo(parser);
+  parser.Flag("--raw-weights", request.cases.rawWeights);
+  parser.Text("--response", request.response);
+  parser.Text("--bad", request.bad);
+  parser.Text("--good", request.good);
+  parser.List("--predictors", request.predictors);
+  parser.Share("--holdout", request.holdout);
+  parser.Flag("--stepwise", settings.stepwise);
+  parser.Flag("--any-sign", settings.anySign);
+  parser.Flag("--shrink", settings.shrinks);
+  parser.WholeNumber("--folds", settings.folds, 2, kMostFolds);
+  parser.WholeNumber("--seed", settings.seed, 0, kLargestSeed);
+  parser.Number("--pdo", settings.pdo, 0, kMostPoints);
+  parser.Number("--odds", settings.odds, 0, kMostPoints);
+  parser.Number("--base-points", settings.basePoints, -kMostPoints, kMostPoints);
+  parser.Flag("--round-points", settings.roundPoints);
+  if (!inMemory) {
+    options.data.AddTo(parser);
+    options.output.AddTo(parser);
+    parser.Text("--bins", options.bins);
+    parser.Text("--test", options.test);
+    parser.Text("--save", options.save);
+    parser.Text("--sql", options.sql);
+    parser.Choice("--sql-dialect", options.sqlDialect, SqlDialectNames());
+    parser.Text("--python", options.python);
+    parser.Text("--pmml", options.pmml);
+  }
+  parser.Parse(arguments);
+  if (request.cases.rawWeights && request.cases.weight.empty())
+    throw UsageError("--raw-weights needs --weight NAME.");
+  if (settings.anySign && !settings.stepwise) throw UsageError("--any-sign needs --stepwise.");
+  if (inMemory) return options;
+  if (options.data.path.empty())
+    throw UsageError(
+        "DATA is missing: name the data file, as in velmora scorecard data.csv --bins bins.json.");
+  if (options.bins.empty())
+    throw UsageError("--bins is missing: name the bins that velmora screen --bins saved.");
+  if (!options.test.empty() && request.holdout > 0)
+    throw UsageError("--test and --holdout both name cases to measure the scorecard on; use one of them.");
+  return options;
+}
+
+RunFiles FilesOf(const CommandOptions& options, const std::vector<Format>& formats) {
+  RunFiles files;
+  files.ReadsTable("DATA", options.data.path);
+  files.Reads("--bins", options.bins);
+  if (!options.test.empty()) files.ReadsTable("--test", options.test);
+  AddOutputs(options.output, formats, kStem, {std::begin(kCsvFiles), std::end(kCsvFiles)}, files);
+  for (const auto& [option, name] : options.Files()) {
+    if (!name->empty()) files.Writes(option, *name);
+  }
+  return files;
+}
+
+void SaveFiles(const CommandOptions& options, const SavedBins& saved, OutputFiles& files) {
+  const auto add = [&](const std::string& name, const auto& make) {
+    if (!name.empty()) files.AddAt(PathOf(name), make());
+  };
+  add(options.save, [&] { return BinsJson(saved); });
+  add(options.sql, [&] {
+    std::vector<std::string> notices;
+    std::string sql = BinsSql(saved, notices, static_cast<SqlDialect>(options.sqlDialect));
+    for (const std::string& notice : notices) Warn(notice);
+    return sql;
+  });
+  add(options.python, [&] { return BinsPython(saved); });
+  add(options.pmml, [&] { return ScorecardPmml(saved); });
+}
+
+}  // namespace
+
+OutputWriters WritersOf(const ScorecardReport& report) {
+  OutputWriters writers;
+  writers.stem = kStem;
+  writers.text = [&](const Terminal& terminal) {
+    return PrintableText(ScorecardText(report, terminal.width, terminal.utf8), true);
+  };
+  writers.json = [&] { return ScorecardJson(report); };
+  writers.csv = [&] { return CsvText(TablesOf(report).points); };
+  writers.csvFiles = [&]() -> std::vector<std::pair<std::string, std::string>> {
+    const ScorecardTables tables = TablesOf(report);
+    return {{kCsvFiles[0], CsvText(tables.points)},
+            {kCsvFiles[1], CsvText(tables.coefficients)},
+            {kCsvFiles[2], CsvText(tables.quality)},
+            {kCsvFiles[3], CsvText(tables.scores)}};
+  };
+  writers.workbook = [&] { return ScorecardWorkbook(report); };
+  writers.page = [&] { return ScorecardPage(report); };
+  return writers;
+}
+
+ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments, true);
+  table = PrepareTable(std::move(table), {});
+  return MakeScorecard(table, bins, "the bins", options.request, std::nullopt);
+}
+
+int RunScorecardCommand(const std::vector<std::string>& arguments) {
+  const CommandOptions options = ParseOptions(arguments, false);
+  const std::vector<Format> formats = options.output.Formats();
+  const RunFiles files = FilesOf(options, formats);
+  const SavedBins bins = ParseBinsJson(ReadWholeFile(options.bins), options.bins);
+  BinaryResponseOf(bins, options.bins, options.request.response);  // before the data are read
+  const Table table = LoadTable(options.data);
+  std::optional<Table> test;
+  if (!options.test.empty()) {
+    DataOptions data = options.data;
+    data.path = options.test;
+    test = LoadTable(data);
+  }
+  ScorecardReport report = MakeScorecard(table, bins, options.bins, options.request, test);
+  report.provenance = ProvenanceOf("scorecard", arguments, options.data.path);
+  for (const std::string& notice : report.notices) Warn(notice);
+  if (!report.leftOut.empty() && !options.output.quiet)
+    Report("Left out by the stepwise choice: " + JoinWords(report.leftOut, " and ") + ".");
+  OutputWriters writers = WritersOf(report);
+  if (options.SavesAny())
+    writers.addFilesElsewhere = [&](OutputFiles& outputs) { SaveFiles(options, report.saved, outputs); };
+  WriteOutputs(options.output, formats, writers, files);
+  if (IsFirstLook(options.output) && !options.SavesAny())
+    Report(
+        "Next: --save FILE saves the scorecard for 'velmora apply', --sql, --python and --pmml write it as a "
+        "program.");
+  return kExitDone;
+}
+
+}  // namespace velmora

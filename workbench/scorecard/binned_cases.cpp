@@ -1,0 +1,87 @@
+#include "workbench/scorecard/binned_cases.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "workbench/data/names.h"
+
+namespace velmora {
+namespace {
+
+// The value that a code's text means: its label's, else the number it reads as.
+double ValueOfCode(const Column& column, const std::string& code) {
+  if (const double* labelled = column.ValueOf(code)) return *labelled;
+  double value = kMissing;
+  std::from_chars(code.data(), code.data() + code.size(), value);
+  return value;
+}
+
+bool IsMissingIn(const Column& column, double value) {
+  return !std::isfinite(value) || IsMissing(value, column.missingCode);
+}
+
+}  // namespace
+
+BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& file, const Table& table,
+                         std::vector<std::string>& notices, const std::function<bool(double)>& goesOn) {
+  // Coded with the number of the bin as its only figure.
+  SavedBins alone;
+  SavedResponse& response = alone.responses.emplace_back();
+  SavedPredictor& coded = response.predictors.emplace_back(predictor);
+  coded.figureVariables = {"bin"};
+  for (std::size_t bin = 0; bin < coded.bins.size(); ++bin) {
+    coded.bins[bin].label.clear();
+    coded.bins[bin].figures = {static_cast<double>(bin)};
+  }
+  CodingProgram program({file, std::move(alone)}, table, notices);
+  const std::vector<Column> columns = program.Run(goesOn);
+  BinnedPredictor cases;
+  cases.bins.reserve(columns.back().values.size());
+  for (const double bin : columns.back().values)
+    cases.bins.push_back(bin == kMissing ? BinnedPredictor::kNoBin : static_cast<std::int32_t>(bin));
+  for (CodingProgram::Uncovered& one : program.UncoveredCases()) cases.uncovered = std::move(one);
+  return cases;
+}
+
+ResponseCases::ResponseCases(const Table& table, const CaseBitmap& selected, int weight,
+                             const SavedResponse& response)
+    : column_(table.Variable(ResolveVariable(table, response.name))),
+      weights_(weight == 0 ? nullptr : &table.Variable(weight)),
+      isContinuous_(response.kind == "continuous"),
+      size_(CountsPerBin(response)),
+      classOf_(column_.values.size(), kNotUsed) {
+  std::vector<double> codes;
+  for (const std::string& code : response.codes) codes.push_back(ValueOfCode(column_, code));
+  for (std::size_t i = 0; i < classOf_.size(); ++i) {
+    const double value = column_.values[i];
+    if (!selected.Contains(static_cast<std::int64_t>(i)) || !(Weight(i) > 0) || IsMissingIn(column_, value))
+      continue;
+    if (isContinuous_) {
+      classOf_[i] = 0;
+      continue;
+    }
+    for (std::size_t code = 0; code < codes.size(); ++code) {
+      if (NearlyEqualDoubles(value, codes[code])) classOf_[i] = static_cast<int>(code);
+    }
+  }
+}
+
+double ResponseCases::Weight(std::size_t i) const {
+  if (weights_ == nullptr) return 1;
+  const double weight = weights_->values[i];
+  return IsMissingIn(*weights_, weight) ? 0 : weight;
+}
+
+void ResponseCases::Add(std::size_t i, SavedCounts& counts) const {
+  const double weight = Weight(i);
+  if (!isContinuous_) {
+    counts[static_cast<std::size_t>(classOf_[i])] += weight;
+    return;
+  }
+  const double y = column_.values[i];
+  counts[0] += weight;
+  counts[1] += weight * y;
+  counts[2] += weight * y * y;
+}
+
+}  // namespace velmora
