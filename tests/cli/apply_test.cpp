@@ -1,6 +1,8 @@
 // velmora apply as a process: saved files on other data, and what is said when they do not fit.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "tests/cli/command_checks.h"
 
 namespace velmora::testing {
@@ -23,10 +25,9 @@ TEST(Apply, WritesTheCodedTable) {
   const ProcessResult piped = RunVelmora(With(files, {"--keep", "id"}));
   EXPECT_EQ(piped.exitCode, 0) << piped.err;
   EXPECT_EQ(piped.out, kCoded);
-  EXPECT_EQ(
-      piped.err,
-      "Coded: age_Coded: 1 case has no value\nWarning: 1 case of home with a level that the bins do not "
-      "have: rent (1).\nCoded: risk_home_Coded: 2 cases have no value\n");
+  EXPECT_EQ(piped.err,
+            "Warning: 1 case of home with a level that the bins do not have: rent (1).\n"
+            "Coded: 2 variables; without a value: age_Coded (1 case), risk_home_Coded (2 cases).\n");
 
   const std::string out = (folder.Path() / "out.parquet").string();
   const ProcessResult written = RunVelmora(With(files, {"--out", out, "--quiet"}));
@@ -140,6 +141,78 @@ TEST(Apply, CountsMissingUnseenAndBadValuesApart) {
 }
 
 TEST(Apply, PageIsTrue) { ExpectPageIsTrue("apply", 6); }
+
+// 100 cases of the bins with an index of 0.4159 by hand: shares 0.5, 0.5 and now 0.2, 0.8.
+const char kMonitored[] = R"({"format":"velmora bins","version":2,"dataFile":"a.csv","responses":[
+{"name":"risk","kind":"binary","codes":["bad","good"],
+ "scorecard":{"version":1,"scoreVariable":"s","probabilityVariable":"p","basePoints":600,"odds":50,"pdo":20,
+  "intercept":0,"terms":[{"predictor":"home","coefficient":-1,"points":[20,10],"neutralPoints":15}],
+  "bands":[{"upTo":10,"counts":[20,30]},{"upTo":20,"counts":[10,40]}],"auc":0.6,"ks":0.2},
+ "predictors":[
+ {"name":"home","kind":"categorical","codedVariable":"c","figureVariables":["w"],
+  "levels":[{"level":"own","bin":0,"counts":[10,40]},{"level":"rent","bin":1,"counts":[20,30]}],
+  "bins":[{"label":"own","woe":53.9,"counts":[10,40]},{"label":"rent","woe":-44.18,"counts":[20,30]}]}]}]})";
+
+TEST(Apply, MonitorComparesWithTheCasesOfTheBins) {
+  const TemporaryFolder folder;
+  const std::string bins = folder.Write("bins.json", kMonitored);
+  std::string csv = "risk,outcome,home\n";
+  for (int i = 0; i < 20; ++i)  // bad: 2 of 4 owners, 4 of 16 tenants
+    csv += std::string(i % 4 < 1 || i == 1 ? "bad" : "good") + (i % 4 < 1 || i == 1 ? ",bad," : ",good,") +
+           (i < 4 ? "own\n" : "rent\n");
+  const std::string data = folder.Write("new.csv", csv);
+  const std::string report = (folder.Path() / "report.json").string();
+  const ProcessResult met = RunVelmora({"apply", bins, data, "--monitor", "--fail-on", "psi>0.25",
+                                        "--fail-on", "score-psi>=0.5", "--out", report});
+  EXPECT_EQ(met.exitCode, 3) << met.err;
+  ExpectSaid(met, {"Condition psi>0.25 is met: psi of s is 0.4159"});
+  const Json json = Json::parse(ReadFile(report));
+  ASSERT_EQ(json["groups"].size(), 4u);
+  const Json &score = json["groups"][1], &before = json["groups"][2], &now = json["groups"][3];
+  EXPECT_NEAR(score["psi"], 0.4158883083359672, 1e-12);
+  EXPECT_NEAR(now["psi"], 0.4158883083359672, 1e-12);
+  // Pairs: bad owners before good owners and after good tenants: (2 (2/2) + 4 (2 + 12/2)) / (6 14).
+  EXPECT_NEAR(score["auc"], (2 * 1 + 4 * (2 + 6)) / 84.0, 1e-12);
+  EXPECT_EQ(json["groups"][0]["auc"], 0.6);
+  EXPECT_NEAR(score["ks"], 4 / 6.0 - 12 / 14.0 < 0 ? 12 / 14.0 - 4 / 6.0 : 4 / 6.0 - 12 / 14.0, 1e-12);
+  EXPECT_NEAR(before["strength"],
+              (40 / 70.0 - 10 / 30.0) * std::log((40 / 70.0) / (10 / 30.0)) +
+                  (30 / 70.0 - 20 / 30.0) * std::log((30 / 70.0) / (20 / 30.0)),
+              1e-12);
+  EXPECT_NEAR(now["strength"],
+              (2 / 14.0 - 2 / 6.0) * std::log((2 / 14.0) / (2 / 6.0)) +
+                  (12 / 14.0 - 4 / 6.0) * std::log((12 / 14.0) / (4 / 6.0)),
+              1e-12);
+  EXPECT_EQ(now["crossings"], 1);  // owners are now the worse ones
+  EXPECT_EQ(json["conditions"][1]["met"], "no");
+
+  // The response may have another name, or be unknown; new levels are counted.
+  const Words run = {"apply", bins, folder.Write("later.csv", "state,home\ngood,own\nbad,tent\ngood,tent\n"),
+                     "--monitor"};
+  const ProcessResult unknown = RunVelmora(With(run, {"--fail-on", "auc<0.9"}));
+  EXPECT_EQ(unknown.exitCode, 0) << unknown.err;
+  ExpectSaid(unknown, {"later.csv has no risk"});
+  EXPECT_NE(unknown.out.find("tent"), std::string::npos);
+  EXPECT_EQ(RunVelmora(With(run, {"--response", "state", "--fail-on", "unbinned>0.5"})).exitCode, 3);
+
+  struct Row {
+    Words words;
+    std::vector<std::string> said;
+  };
+  const Row rows[] = {{{"--fail-on", "psi"}, {"--fail-on takes a condition such as psi>0.25"}},
+                      {{"--fail-on", "psy>1"}, {"no figure psy", "woe-psi"}},
+                      {{"--fail-on", "psi>x"}, {"--fail-on takes a condition"}},
+                      {{"--keep", "home"}, {"--keep is for coded data"}},
+                      {{"--out", "a.parquet"}, {"a report of --monitor ends with .html"}}};
+  for (const Row& row : rows) {
+    const ProcessResult result = RunVelmora(With(run, row.words));
+    EXPECT_EQ(result.exitCode, 2) << row.words.back();
+    ExpectSaid(result, row.said);
+  }
+  const ProcessResult alone = RunVelmora({"apply", bins, data, "--fail-on", "psi>1"});
+  EXPECT_EQ(alone.exitCode, 2);
+  ExpectSaid(alone, {"--fail-on needs --monitor"});
+}
 
 }  // namespace
 }  // namespace velmora::testing

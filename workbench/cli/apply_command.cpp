@@ -9,11 +9,14 @@
 
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/recode_names.h"
+#include "workbench/cli/apply_monitor.h"
+#include "workbench/cli/command_outputs.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/terminal_text.h"
@@ -30,11 +33,38 @@ struct CommandOptions {
   std::string out;
   std::string unseen;  // missing, error or a label; empty: as the bins say
   bool strict = false;
+  bool onlyScores = false;
+  MonitorOptions monitor;
   int csvFor = 0;
   bool quiet = false;
 
   bool UnseenIsError() const { return unseen == "error" || (unseen.empty() && strict); }
 };
+
+// The format that a name of a report ends with.
+Format ReportFormat(const std::string& name) {
+  const std::pair<const char*, Format> endings[] = {{".html", Format::kHtml},
+                                                    {".json", Format::kJson},
+                                                    {".csv", Format::kCsv},
+                                                    {".xlsx", Format::kXlsx},
+                                                    {".txt", Format::kTerminal}};
+  for (const auto& [ending, format] : endings) {
+    if (name.ends_with(ending)) return format;
+  }
+  throw UsageError("--out " + ShortenedText(name) +
+                   ": a report of --monitor ends with .html, .json, .csv, .xlsx or .txt.");
+}
+
+void CheckMonitor(const CommandOptions& options, const CommandParser& parser) {
+  options.monitor.Check(parser);
+  if (!options.monitor.monitor) return;
+  for (const char* option : {"--keep", "--unseen", "--strict", "--only-scores", "--csv-for"}) {
+    if (parser.Has(option))
+      throw UsageError(std::string(option) + " is for coded data, which --monitor does not write.");
+  }
+  if (options.files.size() > 1) throw UsageError("--monitor takes one file of bins.");
+  if (!options.out.empty()) ReportFormat(options.out);
+}
 
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   CommandOptions options;
@@ -45,6 +75,8 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Text("--out", options.out);
   parser.Text("--unseen", options.unseen);
   parser.Flag("--strict", options.strict);
+  parser.Flag("--only-scores", options.onlyScores);
+  options.monitor.AddTo(parser);
   AddCsvFor(parser, options.csvFor);
   parser.Flag("--quiet", options.quiet);
   parser.Parse(arguments);
@@ -57,10 +89,12 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   }
   options.data.path = options.files.back();
   options.files.pop_back();
+  CheckMonitor(options, parser);
   RunFiles files;
   for (const std::string& file : options.files) files.Reads("FILE", file);
   files.ReadsTable("DATA", options.data.path);
-  if (!options.out.empty()) files.WritesTable("--out", options.out);
+  if (!options.out.empty() && options.monitor.monitor) files.Writes("--out", options.out);
+  if (!options.out.empty() && !options.monitor.monitor) files.WritesTable("--out", options.out);
   return options;
 }
 
@@ -87,7 +121,19 @@ void ReportWarnings(const std::vector<std::string>& warnings) {
 struct AppliedFile {
   std::string path;
   CodingProgram program;
+  std::set<std::string> scores;  // variables of its scorecards
 };
+
+std::set<std::string> ScoreVariablesOf(const CodingFile& file) {
+  std::set<std::string> names;
+  const auto* const bins = std::get_if<SavedBins>(&file.content);
+  if (bins == nullptr) return names;
+  for (const SavedResponse& response : bins->responses) {
+    if (response.scorecard)
+      names.insert({response.scorecard->scoreVariable, response.scorecard->probabilityVariable});
+  }
+  return names;
+}
 
 // Everything is compiled before anything runs, so a faulty file costs no time. kept: the variables
 // that the result has besides the coded ones.
@@ -103,7 +149,9 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& tab
     if (unseen.rule != UnseenLevels::Rule::kAsSaved && !std::holds_alternative<SavedBins>(file.content))
       throw UsageError("--unseen " + options.unseen + " works with bins of --bins; " + path +
                        " holds rules, which give unseen levels no bin.");
-    files.push_back({path, CodingProgram(file, table, notices, unseen)});
+    files.push_back({path, CodingProgram(file, table, notices, unseen), ScoreVariablesOf(file)});
+    if (options.onlyScores && files.back().scores.empty())
+      throw UsageError("--only-scores: " + path + " has no scorecard; velmora scorecard --save makes one.");
     for (const std::string& name : files.back().program.TargetNames()) {
       const auto [other, isNew] = madeBy.try_emplace(name, path);
       if (!isNew) {
@@ -116,12 +164,20 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& tab
   return files;
 }
 
-void ReportCoded(const Column& column) {
-  const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
-  std::string text = column.name;
-  if (missing > 0)
-    text += ": " + Counted(static_cast<std::size_t>(missing), "case has", "cases have") + " no value";
-  Report("Coded: " + text);
+// "Coded: 12 variables; without a value: age_Coded (3 cases), home_Coded (1 case)."
+void ReportCoded(const std::vector<Column>& coded) {
+  constexpr std::size_t kMostNamed = 10;
+  std::string lacking;
+  std::size_t count = 0;
+  for (const Column& column : coded) {
+    const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
+    if (missing == 0 || ++count > kMostNamed) continue;
+    lacking += (lacking.empty() ? "" : ", ") + column.name + " (" +
+               Counted(static_cast<std::size_t>(missing), "case", "cases") + ")";
+  }
+  if (count > kMostNamed) lacking += " and " + Counted(count - kMostNamed, "other", "others");
+  Report("Coded: " + Counted(coded.size(), "variable", "variables") +
+         (lacking.empty() ? "." : "; without a value: " + lacking + "."));
 }
 
 // "houseboat (100), tent (2) and 3 others"
@@ -183,11 +239,11 @@ void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& op
     for (const CodingProgram::Uncovered& one : file.program.UncoveredCases()) {
       if (reported.insert(one.variable).second) ReportUncovered(one, options, table.fileName);
     }
-    for (Column& column : columns) {
-      if (!options.quiet) ReportCoded(column);
-      coded.push_back(std::move(column));
-    }
+    if (options.onlyScores)
+      std::erase_if(columns, [&](const Column& column) { return !file.scores.contains(column.name); });
+    std::move(columns.begin(), columns.end(), std::back_inserter(coded));
   }
+  if (!options.quiet) ReportCoded(coded);
   std::move(coded.begin(), coded.end(), std::back_inserter(table.columns));
 }
 
@@ -202,10 +258,37 @@ void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& ta
   table.bundles.clear();  // they count variables that may be gone
 }
 
+int RunMonitor(const CommandOptions& options, const std::vector<std::string>& arguments) {
+  const std::string& path = options.files.front();
+  const CodingFile file = ParseCodingFile(ReadWholeFile(path), path);
+  const auto* const bins = std::get_if<SavedBins>(&file.content);
+  if (bins == nullptr)
+    throw UsageError("--monitor needs bins of --bins or a scorecard; " + path + " holds rules.");
+  const Table table = LoadTable(options.data);
+  StabilityReport report = Monitor(*bins, path, table, options.monitor);
+  report.provenance = ProvenanceOf("apply", arguments, options.data.path);
+  for (const std::string& notice : report.notices) Warn(notice);
+  const OutputWriters writers = WritersOf(report);
+  if (options.out.empty()) {
+    WriteToStandardOutput(writers.text(StandardOutputTerminal()));
+  } else {
+    OutputFiles files;
+    files.AddAt(PathOf(options.out), FormattedText(ReportFormat(options.out), writers));
+    for (const WrittenFile& written : files.Commit()) {
+      if (!options.quiet) Report("Written: " + written.path.string());
+    }
+  }
+  for (const StabilityCondition& condition : report.conditions) {
+    if (condition.isMet) Report("Condition " + condition.text + " is met: " + condition.finding + ".");
+  }
+  return AnyConditionMet(report) ? kExitConditionMet : kExitDone;
+}
+
 }  // namespace
 
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
+  if (options.monitor.monitor) return RunMonitor(options, arguments);
   Table table = LoadTable(options.data);
   std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
   if (options.keep.empty()) {

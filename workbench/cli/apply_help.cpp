@@ -8,16 +8,19 @@ const char kApplyHelp[] =
 
 Usage: velmora apply FILE... DATA [OPTIONS]
 
-Each FILE was saved by 'velmora screen': a recode file (--recode), a rules script (--rules) or the bins (--bins). The
-kind of a file is recognized from its content. DATA, the last one, is any table that has the predictors under exactly
-the same names; the result is that table with one more variable for each coded predictor, which holds the label of
-the case's bin. Bins also give the bin's figures: the weight of evidence of a binary response, the mean of a
-continuous one, the shares of the classes of a categorical one.
+Each FILE was saved by 'velmora screen': a recode file (--recode), a rules script (--rules) or the bins (--bins); or by
+'velmora scorecard': a scorecard (--save). The kind of a file is recognized from its content. DATA, the last one, is
+any table that has the predictors under exactly the same names; the result is that table with one more variable for
+each coded predictor, which holds the label of the case's bin. Bins also give the bin's figures: the weight of evidence
+of a binary response, the mean of a continuous one, the shares of the classes of a categorical one. A scorecard gives
+the score and the probability of bad, too.
 
 Examples:
   Screen this month, code the next:
       velmora screen may.csv --binary-response risk --good good --bad bad --bins bins.json
       velmora apply bins.json june.csv --out june_coded.parquet
+  See whether next month's cases are still like those of the bins:
+      velmora apply bins.json june.csv --monitor --fail-on 'psi>0.25' --out june.html
   All recode files of a folder, with the key and the coded variables only, for the next program:
       velmora apply recodes/*.ini june.csv --keep id | head
 
@@ -34,6 +37,18 @@ New values
                           this label (the label without figures where no bin has it); default: no bin, or the bin of
                           other levels that the file has
   --strict                end the run at a text among numbers and at an unseen level
+
+New cases against those of the bins
+  --monitor               write no data, but a report: population stability index of every predictor and of the score,
+                          rates, weights of evidence, information values, AUC and KS then and now, unseen levels
+  --response NAME         the response in DATA, where it is called otherwise (default: as in FILE; not needed)
+  --select EXPR           use only the cases for which EXPR is true
+  --exclude EXPR          drop the cases for which EXPR is true
+  --weight NAME           case weights
+  --fail-on CONDITION     exit code 3 when this holds, such as 'psi>0.25'; again for another one. Figures: psi (of any
+                          predictor or the score), score-psi, woe-psi, iv, iv-change, auc, auc-change, gini, ks,
+                          rate-change, unbinned
+  --out FILE              the report as .html, .json, .csv, .xlsx or .txt (default: tables on standard output)
 
 Data
   --delimiter C           field separator of a text file (default: detected); tab for a tab
@@ -59,9 +74,10 @@ Output
   --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
                           'income_*' too
   --threads N             threads that work at once (default: one per processor); results do not depend on it
+  --only-scores           of what a scorecard makes, keep only the score and the probability of bad
   --quiet                 print only warnings and failures on standard error
 
-Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled.
+Exit codes: 0 done, 1 failed, 2 wrong usage, 3 a condition of --fail-on is met, 130 cancelled.
 )";
 
 }  // namespace velmora

@@ -42,22 +42,6 @@ void AddFile(Format format, const OutputOptions& options, const OutputWriters& w
   }
 }
 
-std::string Bytes(Format format, const OutputOptions& options, const OutputWriters& writers) {
-  switch (format) {
-    case Format::kJson:
-      return writers.json();
-    case Format::kCsv:
-      return CsvText(options, writers.csv());
-    case Format::kHtml:
-      return writers.page();
-    case Format::kXlsx:
-      return XlsxOf(writers);
-    case Format::kTerminal:
-      break;
-  }
-  return writers.text(StandardOutputTerminal());
-}
-
 // One line per file; a folder with many files gets one line.
 void ReportWritten(const std::vector<WrittenFile>& files) {
   constexpr std::size_t kMany = 12;
@@ -85,6 +69,22 @@ void ReportWritten(const std::vector<WrittenFile>& files) {
 
 }  // namespace
 
+std::string FormattedText(Format format, const OutputWriters& writers, const OutputOptions& options) {
+  switch (format) {
+    case Format::kJson:
+      return writers.json();
+    case Format::kCsv:
+      return CsvText(options, writers.csv());
+    case Format::kHtml:
+      return writers.page();
+    case Format::kXlsx:
+      return XlsxOf(writers);
+    case Format::kTerminal:
+      break;
+  }
+  return writers.text(StandardOutputTerminal());
+}
+
 void WriteOutputs(const OutputOptions& options, const std::vector<Format>& formats,
                   const OutputWriters& writers, const RunFiles& inputs) {
   const bool toFolder = !options.folder.empty();
@@ -99,7 +99,7 @@ void WriteOutputs(const OutputOptions& options, const std::vector<Format>& forma
     if (toFolder && format != Format::kTerminal) {
       AddFile(format, options, writers, *files);
     } else {
-      standardOutput = Bytes(format, options, writers);
+      standardOutput = FormattedText(format, writers, options);
     }
   }
   if (writers.addFiles) writers.addFiles(*files);

@@ -26,6 +26,9 @@ struct OutputWriters {
   std::function<void(OutputFiles&)> addFilesElsewhere;  // further files in other folders. May be empty
 };
 
+// One format as a text or as bytes.
+std::string FormattedText(Format format, const OutputWriters& writers, const OutputOptions& options = {});
+
 // Writes the files first, so that they appear even when the reader of standard output goes away.
 // Throws RunError and Cancelled, and then no file has appeared. inputs: the files that no output
 // may overwrite.

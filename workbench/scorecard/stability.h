@@ -1,0 +1,68 @@
+// How the bins of a predictor differ between groups of cases: periods, samples, regions, or the
+// cases that the bins were made from and later ones.
+//
+//   GroupedPredictor age{.name = "age", .labels = {"low", "high"}, .cases = {{50, 50}, {20, 80}}};
+//   StabilityOf(age, "binary").groups[1].shareIndex;   // 0.416: the population has shifted
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "workbench/bins/saved_bins.h"
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+struct GroupedPredictor {
+  std::string name;
+  std::vector<std::string> labels;               // of the bins
+  std::vector<double> values;                    // of the bins: weight of evidence or mean; higher is better
+  std::vector<std::vector<double>> cases;        // by group, by bin; weighted
+  std::vector<std::vector<SavedCounts>> counts;  // the same by response; empty for a group without it
+  std::vector<double> unbinned;                  // by group; cases without a bin
+};
+
+struct BinInGroup {
+  double cases = 0;
+  double share = 0;        // of the cases of the group, those without a bin included
+  double rate = kMissing;  // binary: share of bad; continuous: mean of the response
+  double woe = kMissing;   // binary: 100 ln(share of good / share of bad)
+};
+
+struct PredictorInGroup {
+  double cases = 0;  // those without a bin included
+  double unbinnedShare = 0;
+  // Population stability index of the shares of the bins against the reference.
+  double shareIndex = 0;
+  // Binary: how far the rates within the bins have moved against the reference, for equal shares of
+  // bins and an equal rate of all cases: sum of share (p' - p) (logit p' - logit p).
+  double woeIndex = kMissing;
+  // Information value (binary), share of the variance explained (continuous), Cramer's V.
+  double strength = kMissing;
+  double areaUnderCurve = kMissing;  // binary: of the values of the bins
+  // Pairs of bins whose rates are in the other order than in the reference, by more than one
+  // standard error of their difference in the group.
+  int crossings = 0;
+  std::vector<BinInGroup> bins;
+};
+
+struct PredictorStability {
+  std::string name;
+  std::vector<std::string> labels;  // of the bins, then of cases without one when there are any
+  std::vector<PredictorInGroup> groups;
+  PredictorInGroup reference;
+  double trend = kMissing;  // change of the strength per group, by least squares; of three groups or more
+
+  // The group with the largest index, other than the reference.
+  std::size_t WorstShare() const;
+  std::size_t WorstWoe() const;
+};
+
+inline constexpr int kAllGroups = -1;
+
+// kind: of the response. referenceGroup: from 0, or kAllGroups for the cases of all groups.
+PredictorStability StabilityOf(const GroupedPredictor& predictor, const std::string& kind,
+                               int referenceGroup = 0);
+
+}  // namespace velmora
