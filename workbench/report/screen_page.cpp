@@ -10,6 +10,7 @@
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
 #include "workbench/report/screen_columns.h"
+#include "workbench/report/stability_report.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -503,6 +504,10 @@ std::string ScreenPage(const ScreenReport& report, const ScreenDocuments& docume
     ResponseSection section(report, i, detailBytes);
     leads.push_back(section.Lead());
     sections.push_back(section.Make(documents.panels[i], workbook, page));
+  }
+  if (report.stability) {
+    for (PageJson& section : StabilitySections(*report.stability, page))
+      sections.push_back(std::move(section));
   }
   const Document* const rules = workbook.Find(documents.rules);
   if (rules != nullptr && rules->AsText() != nullptr) {

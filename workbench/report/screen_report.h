@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -136,6 +137,8 @@ std::size_t CountAboveChance(const ScreenedResponse& response);
 inline constexpr int kBestOnTerminal = 5;
 inline constexpr int kBestInDocuments = 20;
 
+struct StabilityReport;
+
 struct ScreenReport {
   std::string dataFile;
   std::int64_t caseCount = 0;
@@ -155,6 +158,7 @@ struct ScreenReport {
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;
+  std::shared_ptr<const StabilityReport> stability;  // of --by; may be null
 
   // How many of a response's predictors are among its best.
   static std::size_t BestOf(const ScreenedResponse& response) {

@@ -265,8 +265,9 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
   if (choice.continuousResponse != 0) CheckContinuousResponse(table, used, choice.continuousResponse);
   if (choice.categoricalResponse != 0) CheckCategoricalResponse(table, used, choice.categoricalResponse);
 
+  const int by = request.by.empty() ? 0 : NamedVariable(table, "--by", request.by);
   const std::vector<int> predictors =
-      ChoosePredictors(table, {request.predictors, responses, {weight}, "response"}, choice.leftOut);
+      ChoosePredictors(table, {request.predictors, responses, {weight, by}, "response"}, choice.leftOut);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
   if (request.ordersNumbers || !request.ordinal.empty() || !request.nominal.empty())
     TakeInOrder(table, request, used, choice);

@@ -20,6 +20,7 @@ struct ScreenRequest {
   // the user calls categories.
   bool ordersNumbers = false;
   std::vector<std::string> ordinal, nominal, categories;  // names
+  std::string by;  // a variable that makes groups of cases: a predictor only when named
 };
 
 struct ScreenChoice {

@@ -27,6 +27,8 @@ namespace velmora {
 namespace {
 
 constexpr int kMostBest = 10000;
+constexpr const char* kCsvFiles[] = {"screening.csv", "screening_bins.csv"};
+constexpr const char* kStabilityFiles[] = {"screening_stability.csv", "screening_stability_bins.csv"};
 
 void CheckOptions(const ScreenOptions& options) {
   const ScreenRequest& request = options.request;
@@ -125,6 +127,10 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
     }
   }
   report.notices.insert(report.notices.begin(), notices.begin(), notices.end());
+  report.stability = StabilityBy(options.by, report, run->session);
+  if (report.stability) {
+    for (const std::string& notice : report.stability->notices) Report(notice);
+  }
   run->screening = std::move(report);
   return run;
 }
@@ -161,6 +167,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.special.AddTo(parser);
   options.evidence.AddTo(parser);
   options.redundancy.AddTo(parser);
+  options.by.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
   CheckOptions(options);
@@ -172,6 +179,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   settings.saveChance = options.binning.saveChance;
   options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
   options.request.categories = options.data.categorical;
+  options.request.by = options.by.variable;
   return options;
 }
 
@@ -179,15 +187,24 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   OutputWriters writers;
   writers.stem = "screening";
   writers.text = [&](const Terminal& terminal) {
-    return PrintableText(ScreenText(report, terminal.width, terminal.utf8), true);
+    std::string text = ScreenText(report, terminal.width, terminal.utf8);
+    if (report.stability) text += "\n" + StabilityText(*report.stability, terminal.width, terminal.utf8);
+    return PrintableText(text, true);
   };
   writers.json = [&] { return ScreenJson(report); };
   writers.csv = [&] { return ScreenImportanceCsv(report); };
   writers.csvFiles = [&]() -> std::vector<std::pair<std::string, std::string>> {
-    return {{"screening.csv", ScreenImportanceCsv(report)}, {"screening_bins.csv", ScreenBinsCsv(report)}};
+    std::vector<std::pair<std::string, std::string>> files = {{kCsvFiles[0], ScreenImportanceCsv(report)},
+                                                              {kCsvFiles[1], ScreenBinsCsv(report)}};
+    if (!report.stability) return files;
+    const StabilityTables tables = TablesOf(*report.stability);
+    files.emplace_back(kStabilityFiles[0], CsvText(tables.groups));
+    files.emplace_back(kStabilityFiles[1], CsvText(tables.bins));
+    return files;
   };
   writers.workbook = [&report, &session] {
     Workbook workbook = ScreenWorkbook(report);
+    if (report.stability) AddStabilitySheets(*report.stability, workbook);
     session.WithFreshDocuments([&] {
       const Document* const rules = session.Documents().Find(MakeRules(session, report));
       if (rules != nullptr && rules->AsText() != nullptr)
@@ -225,7 +242,10 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   files.ReadsTable("DATA", options.data.path);
   if (!options.settings.cutPointsFile.empty()) files.Reads("--cut-points", options.settings.cutPointsFile);
   if (!options.binning.shapesFile.empty()) files.Reads("--shapes", options.binning.shapesFile);
-  AddOutputs(options.output, formats, "screening", {"screening.csv", "screening_bins.csv"}, files);
+  std::vector<std::string> csvFiles(std::begin(kCsvFiles), std::end(kCsvFiles));
+  if (!options.by.variable.empty())
+    csvFiles.insert(csvFiles.end(), std::begin(kStabilityFiles), std::end(kStabilityFiles));
+  AddOutputs(options.output, formats, "screening", csvFiles, files);
   options.save.AddFilesTo(files);
   // One run labels its bins once: with a point as soon as a program reads any of its files.
   const auto isForPeople = [](Format format) {

@@ -9,6 +9,7 @@
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/screen/screen_binning.h"
+#include "workbench/cli/screen/screen_by.h"
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/cli/screen/screen_evidence.h"
 #include "workbench/cli/screen/screen_redundancy.h"
@@ -33,6 +34,7 @@ struct ScreenOptions {
   SpecialOptions special;
   EvidenceOptions evidence;
   RedundancyOptions redundancy;
+  ByOptions by;
   bool printScript = false;
 };
 // Throws UsageError for options that are wrong or contradict each other.

@@ -107,6 +107,12 @@ Bins
   --classic                   exactly as the dialogs do it: trees, missing values left out, predictors in the order of
                               --sort-binary, --sort-continuous and --sort-categorical
 
+Groups of cases
+  --by NAME                   compare the bins between the groups that this variable makes, such as periods, samples or
+                              regions, 2 to 50: rates, shares, weights of evidence, population stability index, trend
+                              of the information value; it is no predictor unless named
+  --by-reference first|all    what the groups are compared with: the first one (default), or all together
+
 Order
   --rank-by FIGURE                  out-of-fold (default: information value, or share of variance or deviance
                                     explained, of cases held out), out-of-fold-gini, iv, gini (impurity), chi-square,

@@ -5,6 +5,7 @@
 #include "workbench/documents/page.h"
 #include "workbench/report/json_text.h"
 #include "workbench/report/screen_report.h"
+#include "workbench/report/stability_report.h"
 
 namespace velmora {
 namespace {
@@ -175,6 +176,7 @@ std::string ScreenJson(const ScreenReport& report) {
   std::string text = "{\n  \"run\": " + Indented(JsonText(RunMembers(report), 2)) + ",\n  \"responses\": ";
   AppendLines(text, report.responses, "  ",
               [&](const ScreenedResponse& response) { AppendResponse(response, text); });
+  if (report.stability) text += ",\n  \"stability\": " + Indented(StabilityJson(*report.stability));
   return text + "\n}\n";
 }
 

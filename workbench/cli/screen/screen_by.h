@@ -1,0 +1,29 @@
+// --by of velmora screen: how the bins differ between groups of cases.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "workbench/cli/options.h"
+#include "workbench/report/screen_report.h"
+#include "workbench/report/stability_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct ByOptions {
+  std::string variable;  // empty: no groups
+  int reference = 0;     // 0: the first group; 1: all together
+
+  void AddTo(CommandParser& parser);
+};
+
+inline constexpr std::size_t kMostGroups = 50;
+
+// Rates, shares, weights of evidence and indices of all predictors by group, from the bins of the
+// report and the selected cases of the session; null without a variable. Throws UsageError for a
+// variable that does not make 2 to kMostGroups groups, Cancelled.
+std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, const ScreenReport& report,
+                                                   const Session& session);
+
+}  // namespace velmora
