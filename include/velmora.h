@@ -171,13 +171,14 @@ VELMORA_API int velmora_result_write(velmora_result* result, const char* folder,
 
 /* --- Bins */
 
-/* The bins of the best predictors of each response of a screening; best 0: of all. */
+/* The bins of the best predictors of each response of a screening; best 0: of all. Of a scorecard: its own. */
 VELMORA_API int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins);
 /* From the JSON that velmora_bins_text gives and "velmora screen --bins" writes. */
 VELMORA_API int velmora_load_bins(velmora_session* session, const char* json, size_t length,
                                   velmora_bins** bins);
 VELMORA_API void velmora_bins_free(velmora_bins* bins);
-/* format: "json", "python", "sql", or "sql:DIALECT" with a value of --sql-dialect. */
+/* format: "json", "python", "sql", or "sql:DIALECT" with a value of --sql-dialect; of bins with a scorecard
+ * "pmml", too. */
 VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text, size_t* length);
 /* Corrects the bins by hand, by the counts that are saved with them. edit: a member of "edits" in the
  * JSON of saved bins (docs/json.md), {"operation": "merge", "predictor": "age", "bins": [0, 1]}. */
@@ -191,6 +192,14 @@ VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* 
  * values), "error" (VELMORA_BAD_USE), or the label of a bin. */
 VELMORA_API int velmora_bins_apply_with(velmora_bins* bins, const char* options,
                                         struct ArrowArrayStream* stream);
+/* Makes points of the bins by logistic regression on the table of their session. options: those of "velmora
+ * scorecard", except for the ones that read or write files. Tables of the result: "points", "coefficients",
+ * "quality", "scores"; velmora_result_bins gives the bins with the scorecard. The caller frees the result. */
+VELMORA_API int velmora_bins_scorecard(velmora_bins* bins, const char* options, velmora_result** result);
+/* Compares the table of the bins' session with the cases that the bins were made from. options: "response",
+ * "select", "exclude", "weight", "fail-on". Tables of the result: "ranking" (a row per predictor), "groups",
+ * "bins". The caller frees the result. */
+VELMORA_API int velmora_bins_monitor(velmora_bins* bins, const char* options, velmora_result** result);
 
 /* --- Data in parts, on one computer or many
  *

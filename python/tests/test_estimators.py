@@ -14,7 +14,7 @@ from sklearn.pipeline import make_pipeline
 from sklearn.utils.estimator_checks import parametrize_with_checks
 
 import velmora
-from velmora import Binning, FeatureSelection
+from velmora import Binning, FeatureSelection, Scorecard
 
 WEIGHTS = (
     "Weights are sampling weights: what is no better than chance is decided by the number of cases, which a "
@@ -27,7 +27,13 @@ def expected_failures(_estimator):
 
 
 @parametrize_with_checks(
-    [FeatureSelection(n_features=2), FeatureSelection(p_value=0.05), Binning(), Binning(output="code")],
+    [
+        FeatureSelection(n_features=2),
+        FeatureSelection(p_value=0.05),
+        Binning(),
+        Binning(output="code"),
+        Scorecard(),
+    ],
     expected_failed_checks=expected_failures,
 )
 def test_scikit_learn_conventions(estimator, check):

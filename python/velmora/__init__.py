@@ -6,17 +6,25 @@
 ['x']
 
 ``rank`` and ``screen`` take a file, a frame of pandas, polars or pyarrow, a dict or an array.
-``FeatureSelection`` and ``Binning`` do the same as estimators of scikit-learn, which they need.
+``FeatureSelection``, ``Binning`` and ``Scorecard`` do the same as estimators of scikit-learn, which
+they need; ``monitor`` compares new cases with those that bins were made from.
 """
 
 from typing import TYPE_CHECKING, Any
 
-from velmora._analyses import rank, screen
+from velmora._analyses import monitor, rank, screen
 from velmora._library import Cancelled, VelmoraError, library_version
-from velmora._results import Bins, FeatureSelectionResult, Result, ScreenResult, load_bins
+from velmora._results import (
+    Bins,
+    FeatureSelectionResult,
+    MonitorResult,
+    Result,
+    ScreenResult,
+    load_bins,
+)
 
 if TYPE_CHECKING:
-    from velmora._estimators import Binning, FeatureSelection
+    from velmora._estimators import Binning, FeatureSelection, Scorecard
 
 __version__ = library_version()
 
@@ -26,17 +34,20 @@ __all__ = [
     "Cancelled",
     "FeatureSelection",
     "FeatureSelectionResult",
+    "MonitorResult",
     "Result",
+    "Scorecard",
     "ScreenResult",
     "VelmoraError",
     "load_bins",
+    "monitor",
     "rank",
     "screen",
 ]
 
 
 def __getattr__(name: str) -> Any:
-    if name in ("Binning", "FeatureSelection"):
+    if name in ("Binning", "FeatureSelection", "Scorecard"):
         from velmora import _estimators
 
         return getattr(_estimators, name)

@@ -9,7 +9,7 @@ import numpy as np
 
 from velmora import _frames, _progress
 from velmora._library import Progress, Session
-from velmora._results import FeatureSelectionResult, ScreenResult
+from velmora._results import Bins, FeatureSelectionResult, MonitorResult, ScreenResult, load_bins
 
 _READING = (
     "delimiter",
@@ -175,6 +175,60 @@ def screen(
             options[code] = value if value is None or isinstance(value, str) else _code(value)
         handle = session.run("screen", options)
     return ScreenResult(handle, _frames.kind_of(data), session.notices())
+
+
+def monitor(
+    bins: Any,
+    data: Any,
+    *,
+    response: str | None = None,
+    fail_on: Sequence[str] | str | None = None,
+    weight: str | None = None,
+    select: str | None = None,
+    progress: Progress | bool | None = None,
+) -> MonitorResult:
+    """Compares new cases with those that bins were made from.
+
+    The population stability index of every predictor and of the score, rates, weights of evidence,
+    information values, AUC and KS then and now, and levels that the bins do not have.
+
+    Parameters
+    ----------
+    bins : Bins, Scorecard, Binning, or path
+        Bins with their counts; a scorecard's, too.
+    data : path, frame, dict or array
+        As for :func:`rank`, with the predictors by name.
+    response : str, optional
+        The column of the response where it is called otherwise. Without a response, shares are
+        compared and the rest is not known.
+    fail_on : str or list of str, optional
+        Conditions such as ``"psi>0.25"``; ``met`` of the result lists those that hold.
+    weight, select, progress
+        As for :func:`rank`.
+
+    Returns
+    -------
+    MonitorResult
+
+    Examples
+    --------
+    >>> import velmora
+    >>> data = {"size": [1, 2, 3, 4] * 25, "late": list("nnyy") * 25}
+    >>> bins = velmora.screen(data, "late", good="n", bad="y").bins()
+    >>> velmora.monitor(bins, {"size": [3, 4, 4, 3] * 25}, fail_on="psi>0.25").met
+    ['psi>0.25']
+    """
+    saved = getattr(bins, "bins_", bins)
+    if not isinstance(saved, Bins):
+        saved = load_bins(saved)
+    session = Session()
+    with _progress.shown(progress) as report, session.reporting(report):
+        _frames.load(session, data)
+        options = {"response": response, "fail-on": fail_on, "weight": weight, "select": select}
+        handle = session.load_bins(saved._text).monitor(options)
+    result = MonitorResult(handle, _frames.kind_of(data), session.notices())
+    result.notices += result.json["run"]["notices"]
+    return result
 
 
 def _code(value: Any) -> str:

@@ -9,14 +9,14 @@ from pathlib import Path
 from typing import Any
 
 import numpy as np
-from sklearn.base import BaseEstimator, TransformerMixin
+from sklearn.base import BaseEstimator, ClassifierMixin, TransformerMixin
 from sklearn.feature_selection import SelectorMixin
 from sklearn.utils.multiclass import check_classification_targets, type_of_target
 from sklearn.utils.validation import _check_sample_weight, check_is_fitted, column_or_1d, validate_data
 
 from velmora import _frames
 from velmora._library import ResultHandle, Session
-from velmora._results import Bins
+from velmora._results import Bins, load_bins
 
 _TASKS = ("auto", "classification", "regression")
 _MOST_CLASSES = 20  # of numbers, that "auto" takes for classes
@@ -82,7 +82,7 @@ class _Supervised(BaseEstimator):
         session = Session()
         with session.reporting(None):
             names = _loaded(session, X)
-            outcome = _frames.unused_name("y", names)
+            outcome = _frames.unused_name(self._outcome_name(), names)
             options: dict[str, Any] = {
                 "predictors": ["*"],
                 ("categorical" if classification else "continuous"): [outcome],
@@ -103,6 +103,20 @@ class _Supervised(BaseEstimator):
 
     def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
         raise NotImplementedError
+
+    def _outcome_name(self) -> str:
+        return "y"
+
+    def _binary_codes(self) -> tuple[str, str]:
+        """The codes of the bad and of the good class, by the parameter bad."""
+        bad = 1
+        if self.bad is not None:
+            if self.bad not in self.classes_:
+                raise ValueError(
+                    f"bad={self.bad!r} is not a class of y, whose classes are {list(self.classes_)}."
+                )
+            bad = int(np.flatnonzero(self.classes_ == self.bad)[0])
+        return str(bad), str(1 - bad)
 
 
 class FeatureSelection(SelectorMixin, _Supervised):
@@ -280,14 +294,8 @@ class Binning(TransformerMixin, _Supervised):
             return {"continuous-response": outcome}
         if len(self.classes_) > 2:
             return {"categorical-response": outcome}
-        bad = 1
-        if self.bad is not None:
-            if self.bad not in self.classes_:
-                raise ValueError(
-                    f"bad={self.bad!r} is not a class of y, whose classes are {list(self.classes_)}."
-                )
-            bad = int(np.flatnonzero(self.classes_ == self.bad)[0])
-        return {"binary-response": outcome, "bad": str(bad), "good": str(1 - bad)}
+        bad, good = self._binary_codes()
+        return {"binary-response": outcome, "bad": bad, "good": good}
 
     def fit(self, X: Any, y: Any, sample_weight: Any = None) -> Binning:
         """Finds the bins.
@@ -454,3 +462,263 @@ class Binning(TransformerMixin, _Supervised):
         """The bins as a Python module without dependencies."""
         check_is_fitted(self)
         return self.bins_.to_python()
+
+
+class Scorecard(ClassifierMixin, _Supervised):
+    """A scorecard: points for the bins of every feature, by logistic regression.
+
+    Features are binned as by :class:`Binning`; a logistic regression on the weights of evidence of
+    their bins gives the points, and the score of a case is their sum. Higher is better.
+
+    Parameters
+    ----------
+    base_points, odds, pdo : float, default=600, 50, 20
+        The score at these odds of good to bad, and the points more at twice the odds.
+    round_points : bool, default=False
+        Whole points.
+    stepwise : bool, default=False
+        Features come in one by one, as long as one lowers the out-of-fold deviance by more than its
+        standard error; otherwise all that are better than chance are in.
+    bad : object, optional
+        The class that counts as bad; default: the last one, the event.
+    separation : {"shrink", "error"}, default="shrink"
+        What happens where features separate the classes or determine each other: coefficients are
+        shrunk by a ridge penalty and ``notices_`` says so, or ``VelmoraError`` is raised.
+
+    Attributes
+    ----------
+    bins_ : Bins
+        The bins with the scorecard, to save, to apply and to write as SQL, Python and PMML.
+    coef_ : dict of str to float
+        Coefficients of the weights of evidence (as natural logarithms), for the log odds of bad.
+    intercept_ : float
+    classes_ : ndarray of shape (2,)
+    notices_ : list of str
+        Remarks on the fit.
+    n_features_in_ : int
+    feature_names_in_ : ndarray of str
+        Names of the features of a frame.
+
+    Notes
+    -----
+    When no feature is better than chance, every case has the same score, at the rate of ``y``.
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from velmora import Scorecard
+    >>> X = np.random.default_rng(0).normal(size=(500, 2))
+    >>> Scorecard(pdo=50).fit(X, X[:, 0] + X[:, 1] > 0).score(X, X[:, 0] + X[:, 1] > 0) > 0.8
+    True
+    """
+
+    _is_loaded = False
+
+    def __init__(
+        self,
+        *,
+        base_points: float = 600,
+        odds: float = 50,
+        pdo: float = 20,
+        round_points: bool = False,
+        stepwise: bool = False,
+        bad: Any = None,
+        separation: str = "shrink",
+    ) -> None:
+        self.base_points = base_points
+        self.odds = odds
+        self.pdo = pdo
+        self.round_points = round_points
+        self.stepwise = stepwise
+        self.bad = bad
+        self.separation = separation
+
+    def __sklearn_tags__(self) -> Any:
+        tags = super().__sklearn_tags__()
+        tags.classifier_tags.multi_class = False
+        return tags
+
+    def _is_classification(self, y: np.ndarray) -> bool:
+        check_classification_targets(y)
+        if len(np.unique(y)) > 2:
+            kind = type_of_target(y)
+            raise ValueError(f"Only binary classification is supported. The type of the target is {kind}.")
+        return True
+
+    def _options(self, outcome: str, classification: bool) -> dict[str, Any]:
+        bad, good = self._binary_codes()
+        return {"binary-response": outcome, "bad": bad, "good": good}
+
+    def _outcome_name(self) -> str:
+        return self._y_name
+
+    def fit(self, X: Any, y: Any, sample_weight: Any = None) -> Scorecard:
+        """Finds the bins and the points.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+        y : array of shape (n_samples,), of two classes
+        sample_weight : array of shape (n_samples,), optional
+
+        Returns
+        -------
+        self
+        """
+        if self.separation not in ("shrink", "error"):
+            raise ValueError(f"separation is 'shrink' or 'error', not {self.separation!r}.")
+        if y is not None and sample_weight is not None:
+            values, weights = np.asarray(y), np.asarray(sample_weight)
+            if values.shape == weights.shape and len(np.unique(values[weights > 0])) == 1:
+                raise ValueError("y has one class in the cases with a weight; two are needed.")
+        name = getattr(y, "name", None)
+        self._y_name = name if isinstance(name, str) and name else "y"
+        result, names = self._run(X, y, sample_weight, "screen")
+        self._names = names
+        text = result.bins().text("json")
+        saved = json.loads(text)
+        rates = np.asarray(column_or_1d(y) == self.classes_[int(self._binary_codes()[0])], dtype=np.float64)
+        case_weights = None if sample_weight is None else np.asarray(sample_weight, dtype=np.float64)
+        self.notices_: list[str] = []
+        self.coef_: dict[str, float] = {}
+        rate = float(np.average(rates, weights=case_weights))
+        self.intercept_ = float(np.log(rate / (1 - rate)))
+        self._report: bytes | None = None
+        if not any(response["predictors"] for response in saved["responses"]):
+            self.notices_.append("No feature is better than chance; every case has the same score.")
+            self.bins_ = None
+            return self
+        outcome = saved["responses"][0]["name"]
+        session = Session()
+        with session.reporting(None):
+            _loaded(session, X)
+            _frames.add_array(session, outcome, (column_or_1d(y) == self.classes_[1]).astype(np.float64))
+            options: dict[str, Any] = {
+                "base-points": self.base_points,
+                "odds": self.odds,
+                "pdo": self.pdo,
+                "round-points": self.round_points,
+                "stepwise": self.stepwise,
+                "shrink": self.separation == "shrink",
+            }
+            if sample_weight is not None:
+                options["weight"] = _frames.unused_name("sample_weight", [*names, outcome])
+                _frames.add_array(session, options["weight"], np.asarray(sample_weight, dtype=np.float64))
+            fitted = session.load_bins(text).scorecard(options)
+            self._report = fitted.text("json")
+            saved = json.loads(fitted.bins().text("json"))
+        found = json.loads(self._report)
+        self.notices_ = found["run"]["notices"]
+        self.intercept_ = found["coefficients"][0]["coefficient"]
+        self.coef_ = {row["predictor"]: row["coefficient"] for row in found["coefficients"][1:]}
+        # Other programs know the classes by their names.
+        saved["responses"][0]["codes"] = [
+            _class_text(self.classes_[int(code)]) for code in self._binary_codes()
+        ]
+        self.bins_ = Bins(json.dumps(saved, ensure_ascii=False))
+        return self
+
+    def _scored(self, X: Any) -> tuple[np.ndarray, np.ndarray]:
+        """Scores and probabilities of bad."""
+        check_is_fitted(self)
+        if self._is_loaded and _is_frame(X):
+            X = X[self._names]
+        X = _validated(self, X, reset=False)
+        if self.bins_ is None:
+            factor = self.pdo / np.log(2)
+            score = self.base_points - factor * (np.log(self.odds) + self.intercept_)
+            probability = 1 / (1 + np.exp(-self.intercept_))
+            return np.full(len(X), score), np.full(len(X), probability)
+        card = self.bins_.json["responses"][0]["scorecard"]
+        coded = _frames.columns_of(self.bins_._apply(X))
+        return coded[card["scoreVariable"]], coded[card["probabilityVariable"]]
+
+    def score_points(self, X: Any) -> np.ndarray:
+        """The points of each case.
+
+        Parameters
+        ----------
+        X : array or frame of shape (n_samples, n_features)
+
+        Returns
+        -------
+        ndarray of shape (n_samples,)
+        """
+        return self._scored(X)[0]
+
+    def predict_proba(self, X: Any) -> np.ndarray:
+        """Probabilities of the classes, in the order of ``classes_``; shape (n_samples, 2)."""
+        bad = self._scored(X)[1]
+        both = (1 - bad, bad) if self._binary_codes()[0] == "1" else (bad, 1 - bad)
+        return np.column_stack(both)
+
+    def decision_function(self, X: Any) -> np.ndarray:
+        """The log odds of the last class; shape (n_samples,)."""
+        probability = self.predict_proba(X)
+        return np.asarray(np.log(probability[:, 1]) - np.log(probability[:, 0]))
+
+    def predict(self, X: Any) -> np.ndarray:
+        """The more probable class; shape (n_samples,)."""
+        last = self.decision_function(X) > 0
+        return np.asarray(self.classes_[last.astype(int)])
+
+    @property
+    def table_(self) -> Any:
+        """Points, weight of evidence, cases and bad rate of every bin, as a pandas frame."""
+        check_is_fitted(self)
+        import pandas
+
+        return pandas.DataFrame([] if self._report is None else json.loads(self._report)["points"])
+
+    def _card(self) -> Bins:
+        check_is_fitted(self)
+        if self.bins_ is None:
+            raise ValueError("No feature is better than chance, so there is no scorecard to write.")
+        return self.bins_
+
+    def to_sql(self, dialect: str = "standard") -> str:
+        """A query that adds score and probability to a table; dialect as of :meth:`Bins.to_sql`."""
+        return self._card().to_sql(dialect)
+
+    def to_python(self) -> str:
+        """A Python module without dependencies, with ``score_case(values)``."""
+        return self._card().to_python()
+
+    def to_pmml(self) -> str:
+        """A PMML 4.4 document."""
+        return self._card().to_pmml()
+
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """Writes the JSON that ``velmora apply`` and :meth:`load` read."""
+        self._card().save(path)
+
+    @classmethod
+    def load(cls, path: str | os.PathLike[str]) -> Scorecard:
+        """A fitted scorecard from a file of :meth:`save` or ``velmora scorecard --save``.
+
+        ``classes_`` are the good and the bad code; features are those of the scorecard.
+        """
+        bins = load_bins(path)
+        response = next((r for r in bins.json["responses"] if "scorecard" in r), None)
+        if response is None:
+            raise ValueError(f"{os.fspath(path)} has no scorecard.")
+        card = response["scorecard"]
+        bad, good = response["codes"]
+        loaded = cls(base_points=card["basePoints"], odds=card["odds"], pdo=card["pdo"], bad=bad)
+        loaded.classes_ = np.array([good, bad])
+        loaded.bins_ = bins
+        loaded.intercept_ = card["intercept"]
+        loaded.coef_ = {term["predictor"]: term["coefficient"] for term in card["terms"]}
+        loaded.notices_ = []
+        loaded._report = None
+        loaded._is_loaded = True
+        loaded._names = list(loaded.coef_)
+        loaded.feature_names_in_ = np.array(loaded._names, dtype=object)
+        loaded.n_features_in_ = len(loaded._names)
+        return loaded
+
+
+def _class_text(value: Any) -> str:
+    if isinstance(value, (bool, np.bool_)):
+        return "true" if value else "false"
+    return str(value)

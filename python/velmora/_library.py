@@ -96,6 +96,8 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "velmora_state_bytes": (ctypes.c_int, [_State, _Text, _Length]),
     "velmora_state_next": (ctypes.c_int, [_State, _Text, _Length]),
     "velmora_state_finish": (ctypes.c_int, [_State, _State, ctypes.POINTER(_Result)]),
+    "velmora_bins_scorecard": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
+    "velmora_bins_monitor": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
 }
 
 
@@ -324,6 +326,19 @@ class BinsHandle(_Handle):
 
     def undo(self) -> None:
         self.session.check(_LIBRARY.velmora_bins_undo(self.handle))
+
+    def _compare(self, function: Any, options: Mapping[str, Any]) -> ResultHandle:
+        handle = _Result()
+        self.session.check(function(self.handle, _options_text(options), ctypes.byref(handle)))
+        return ResultHandle(self.session, handle)
+
+    def scorecard(self, options: Mapping[str, Any]) -> ResultHandle:
+        """Fits a scorecard to the table of the session."""
+        return self._compare(_LIBRARY.velmora_bins_scorecard, options)
+
+    def monitor(self, options: Mapping[str, Any]) -> ResultHandle:
+        """Compares the table of the session with the cases that the bins were made from."""
+        return self._compare(_LIBRARY.velmora_bins_monitor, options)
 
     def apply(self, unseen: str | None) -> ArrowStream:
         stream = ArrowArrayStream()

@@ -299,6 +299,40 @@ class ScreenResult(Result):
         return "Predictors of " + ", ".join(r["name"] for r in self.json["responses"])
 
 
+class MonitorResult(Result):
+    """Result of :func:`velmora.monitor`: new cases beside those that the bins were made from.
+
+    ``ranking`` has one row per predictor: population stability index, that of the rates, strengths
+    then and now, crossings.
+    """
+
+    @property
+    def groups(self) -> Any:
+        """A frame of the user's kind: one row per predictor and group, "saved" or "new"."""
+        return _frames.frame_of(self._handle.table("groups"), self._kind)
+
+    @property
+    def bin_table(self) -> Any:
+        """A frame of the user's kind: one row per bin and group, with share, rate and WOE."""
+        return _frames.frame_of(self._handle.table("bins"), self._kind)
+
+    @property
+    def unseen(self) -> dict[str, dict[str, int]]:
+        """Levels that the bins do not have, by predictor, with their cases."""
+        found: dict[str, dict[str, int]] = {}
+        for row in self.json["unseen"]:
+            found.setdefault(row["predictor"], {})[row["level"]] = int(row["cases"])
+        return found
+
+    @property
+    def met(self) -> list[str]:
+        """Those conditions of ``fail_on`` that hold."""
+        return [row["condition"] for row in self.json["conditions"] if row["met"] == "yes"]
+
+    def _caption(self) -> str:
+        return "New cases against those of the bins"
+
+
 class Bins:
     """Bins of screened predictors, apart from the data that they were found in.
 
@@ -345,6 +379,11 @@ class Bins:
     def to_python(self) -> str:
         """A module with one function, ``code_case(values)``, that needs nothing but Python."""
         text: str = self._with(lambda bins: bins.text("python"))
+        return text
+
+    def to_pmml(self) -> str:
+        """The scorecard of the bins as a PMML 4.4 document; without one, VelmoraError."""
+        text: str = self._with(lambda bins: bins.text("pmml"))
         return text
 
     def _edited(self, change: Any) -> Bins:

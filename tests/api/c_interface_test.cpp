@@ -323,6 +323,41 @@ TEST(CInterface, WrongUseIsOneSentence) {
             std::string::npos);
 }
 
+TEST(CInterface, ScorecardsAndMonitorsAreThoseOfTheCommand) {
+  const OpenSession session;
+  session.Read(Sample("german_credit.csv"));
+  velmora_result* screened = session.Run("screen", kScreenOptions);
+  velmora_bins *bins = nullptr, *card = nullptr;
+  ASSERT_EQ(velmora_result_bins(screened, 0, &bins), VELMORA_OK);
+  velmora_result_free(screened);
+  velmora_result* result = nullptr;
+  ASSERT_EQ(velmora_bins_scorecard(bins, R"({"stepwise": true, "pdo": 40})", &result), VELMORA_OK)
+      << velmora_last_error(session.Get());
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("bins.json", BinsText(bins, "json"));
+  const json found = json::parse(TextOf(result, "json"));
+  const json commands = json::parse(RunVelmora({"scorecard", Sample("german_credit.csv"), "--bins", file,
+                                                "--stepwise", "--pdo", "40", "--format", "json"})
+                                        .out);
+  for (const char* list : {"coefficients", "points", "quality"})
+    EXPECT_EQ(found[list], commands[list]) << list;
+  ASSERT_EQ(velmora_result_bins(result, 0, &card), VELMORA_OK);
+  velmora_result_free(result);
+  EXPECT_NE(BinsText(card, "pmml").find("<Scorecard"), std::string::npos);
+
+  ASSERT_EQ(velmora_bins_monitor(card, R"({"fail-on": ["psi>0.1", "auc>0.5"]})", &result), VELMORA_OK);
+  const json compared = json::parse(TextOf(result, "json"));
+  EXPECT_EQ(compared["conditions"][0]["met"], "no");
+  EXPECT_EQ(compared["conditions"][1]["met"], "yes");
+  velmora_result_free(result);
+  // Without a scorecard there is no PMML, and options are checked.
+  const char* text = nullptr;
+  EXPECT_EQ(velmora_bins_text(bins, "pmml", &text, nullptr), VELMORA_FAILED);
+  EXPECT_EQ(velmora_bins_scorecard(bins, R"({"pdo": 0})", &result), VELMORA_BAD_USE);
+  velmora_bins_free(bins);
+  velmora_bins_free(card);
+}
+
 TEST(CInterface, NoticesAreThoseOfTheLatestCall) {
   const OpenSession session;
   const TemporaryFolder folder;

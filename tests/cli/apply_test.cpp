@@ -183,7 +183,7 @@ TEST(Apply, MonitorComparesWithTheCasesOfTheBins) {
               (2 / 14.0 - 2 / 6.0) * std::log((2 / 14.0) / (2 / 6.0)) +
                   (12 / 14.0 - 4 / 6.0) * std::log((12 / 14.0) / (4 / 6.0)),
               1e-12);
-  EXPECT_EQ(now["crossings"], 1);  // owners are now the worse ones
+  EXPECT_EQ(now["crossings"], 0);  // owners are now the worse ones, but there are too few to tell
   EXPECT_EQ(json["conditions"][1]["met"], "no");
 
   // The response may have another name, or be unknown; new levels are counted.

@@ -94,9 +94,9 @@ TEST(Scorecard, SamplingWeightsHaveNoUnit) {
     for (double& weight : cases.weights) weight *= static_cast<double>(cases.Count()) / sum;
     return FitScorecard(cases, {});
   };
-  const FittedScorecard one = fitted(1), small = fitted(1e-6), large = fitted(1e6);
+  const FittedScorecard one = fitted(1), tiny = fitted(1e-6), large = fitted(1e6);
   for (std::size_t k = 0; k < one.terms.size(); ++k) {
-    EXPECT_NEAR(small.terms[k].likelihoodRatioP, one.terms[k].likelihoodRatioP, 1e-12);
+    EXPECT_NEAR(tiny.terms[k].likelihoodRatioP, one.terms[k].likelihoodRatioP, 1e-12);
     EXPECT_NEAR(large.terms[k].standardError, one.terms[k].standardError, 1e-12);
     EXPECT_GT(one.terms[k].designEffect, 1);
   }

@@ -18,9 +18,11 @@
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/edit_bins.h"
 #include "workbench/bins/saved_bins.h"
+#include "workbench/cli/apply_monitor.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/cli/states/part_run.h"
@@ -270,6 +272,28 @@ void TakePart(const ArrowBatches& batches, SessionState& state, PartRun& run) {
   if (batches.RowCount() > 0) run.Take(batches.MakeTable(run.MissingTexts(), state.notices));
 }
 
+// The body of velmora_bins_scorecard and velmora_bins_monitor. make: puts a report of the session's table into the
+// run.
+template <typename Make>
+int RunOfBins(velmora_bins* bins, const char* options, velmora_result** result, Make make) {
+  return ForHandle(bins, "bins", [&](SessionState& state) {
+    Required(result, "result");
+    *result = nullptr;
+    RequireData(state);
+    const std::vector<std::string> words = CommandWords(OptionsText(options));
+    RefuseCommandOnly(words);
+    auto made = std::make_unique<velmora_result>();
+    made->state = bins->state;
+    state.Work([&] {
+      SessionOptions sessionOptions;
+      sessionOptions.modulePath = state.modulePath;
+      made->run = std::make_unique<FinishedRun>(true, sessionOptions);
+      make(state.table, words, *made->run);
+    });
+    *result = made.release();
+  });
+}
+
 ArrowTable Coded(const SavedBins& bins, const UnseenLevels& unseen, SessionState& state) {
   CodingProgram program({"the bins", bins}, state.table, state.notices, unseen);
   ArrowTable coded;
@@ -456,8 +480,11 @@ int velmora_result_write(velmora_result* result, const char* folder, const char*
 int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
   return ForHandle(result, "result", [&](SessionState& state) {
     Required(bins, "bins");
-    if (!result->run->screening)
-      throw UsageError("A result of feature-selection has no bins; screen makes them.");
+    if (result->run->scorecard) {
+      state.Work([&] { *bins = NewBins(result->state, result->run->scorecard->saved); });
+      return;
+    }
+    if (!result->run->screening) throw UsageError("The result has no bins; screen makes them.");
     if (best < 0) throw UsageError("The number of predictors is negative.");
     constexpr int kAll = 1 << 30;
     state.Work([&] {
@@ -574,8 +601,9 @@ int velmora_bins_text(velmora_bins* bins, const char* format, const char** text,
       if (const std::optional<SqlDialect> dialect = DialectOf(name))
         return GiveText(bins->handedOut, BinsSql(bins->bins, state.notices, *dialect), text, length);
       if (name == "python") return GiveText(bins->handedOut, BinsPython(bins->bins), text, length);
+      if (name == "pmml") return GiveText(bins->handedOut, ScorecardPmml(bins->bins), text, length);
       throw UsageError("Bins are written as json, sql, sql:DIALECT (" + JoinWords(SqlDialectNames(), " or ") +
-                       ") or python, not " + ShortenedText(name) + ".");
+                       "), python or pmml, not " + ShortenedText(name) + ".");
     });
   });
 }
@@ -593,6 +621,20 @@ int velmora_bins_undo(velmora_bins* bins) {
       if (!UndoEdit(bins->bins)) throw UsageError("The bins have no edit to take back.");
     });
   });
+}
+
+int velmora_bins_scorecard(velmora_bins* bins, const char* options, velmora_result** result) {
+  return RunOfBins(bins, options, result,
+                   [&](const Table& table, const std::vector<std::string>& words, FinishedRun& run) {
+                     run.scorecard = RunScorecardOn(table, bins->bins, words);
+                   });
+}
+
+int velmora_bins_monitor(velmora_bins* bins, const char* options, velmora_result** result) {
+  return RunOfBins(bins, options, result,
+                   [&](const Table& table, const std::vector<std::string>& words, FinishedRun& run) {
+                     run.monitor = RunMonitorOn(table, bins->bins, words);
+                   });
 }
 
 int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream) {

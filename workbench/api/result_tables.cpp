@@ -3,6 +3,7 @@
 #include <map>
 
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/options.h"
 #include "workbench/documents/terminal_text.h"
 
 namespace velmora {
@@ -68,9 +69,32 @@ Json BinsOfScreening(const Json& json) {
   return rows;
 }
 
+ArrowTable NamedTable(const std::string& name,
+                      const std::vector<std::pair<std::string, const ReportTable*>>& tables) {
+  std::vector<std::string> names;
+  for (const auto& [known, table] : tables) {
+    if (name == known) return TableOfRows(RowsJson(*table));
+    names.push_back(known);
+  }
+  throw UsageError("The result has no table " + ShortenedText(name) + "; its tables are " +
+                   JoinWords(names, " and ") + ".");
+}
+
 }  // namespace
 
 ArrowTable ResultTable(FinishedRun& run, const std::string& name) {
+  if (run.scorecard) {
+    const ScorecardTables tables = TablesOf(*run.scorecard);
+    return NamedTable(name, {{"points", &tables.points},
+                             {"coefficients", &tables.coefficients},
+                             {"quality", &tables.quality},
+                             {"scores", &tables.scores}});
+  }
+  if (run.monitor) {
+    const StabilityTables tables = TablesOf(*run.monitor);
+    return NamedTable(name,
+                      {{"ranking", &tables.summary}, {"groups", &tables.groups}, {"bins", &tables.bins}});
+  }
   const bool ranking = name == "ranking";
   if (!ranking && (name != "bins" || !run.screening))
     throw UsageError("The result has no table " + ShortenedText(name) +

@@ -1,7 +1,9 @@
 #include "workbench/cli/finished_run.h"
 
+#include "workbench/cli/apply_monitor.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_command.h"
+#include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/documents/terminal_text.h"
 
@@ -24,6 +26,8 @@ OutputWriters FinishedRun::Writers() {
     };
     return writers;
   }
+  if (scorecard) return WritersOf(*scorecard);
+  if (monitor) return WritersOf(*monitor);
   return screening ? WritersOf(*screening, session) : WritersOf(*featureSelection, session);
 }
 

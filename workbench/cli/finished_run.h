@@ -14,7 +14,9 @@
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/terminal_frontend.h"
 #include "workbench/report/feature_selection_report.h"
+#include "workbench/report/scorecard_report.h"
 #include "workbench/report/screen_report.h"
+#include "workbench/report/stability_report.h"
 #include "workbench/session/session.h"
 
 namespace velmora {
@@ -27,11 +29,13 @@ struct FinishedRun {
 
   TerminalFrontend frontend;
   Session session;
-  // The report of the analysis that has run, the other one is empty.
+  // The report of the analysis that has run, the others are empty.
   std::optional<FeatureSelectionReport> featureSelection;
   std::optional<ScreenReport> screening;
   // Of a screening of data in parts, whose session has no cases: all bins, with their counts.
   std::optional<SavedBins> binsOfParts;
+  std::optional<ScorecardReport> scorecard;
+  std::optional<StabilityReport> monitor;
 };
 
 // Runs the command called name, "feature-selection" or "screen", on a table in memory. arguments:
