@@ -229,7 +229,7 @@ std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vecto
 namespace {
 
 // The values that name the variables of a run; none where it may use any variable of the table.
-std::vector<std::string> NeededVariables(const CommandOptions& options) {
+std::vector<std::string> NeededVariables(const FeatureSelectionOptions& options) {
   const CaseOptions& cases = options.settings.cases;
   if (options.variables.predictors.empty() || options.printScript || options.output.saveBundles ||
       !(cases.select.empty() && cases.exclude.empty()))
