@@ -232,6 +232,9 @@ class PredictorScreening {
     figures.shape = binning::ShapeNumber(found.shape);
     figures.noBetterThanChance = assessment.noBetterThanChance ? 1 : 0;
     figures.heldOutExplained = assessment.validation.explained;
+    const binning::Validation& validation = assessment.validation;
+    predictor_.heldOutInterval = response_.kind == vlm::kBinaryResponse ? validation.informationValueInterval
+                                                                        : validation.explainedInterval;
     if (!response_.IsMeasured() && response_.columns == 2) {
       figures.heldOutInformationValue = assessment.validation.informationValue;
       figures.heldOutGini = assessment.validation.gini;
@@ -319,6 +322,11 @@ class PredictorScreening {
         if (response_.IsMeasured()) cells[bin].Merge(cell);
       }
     }
+    for (std::uint32_t g = 0; g <= sums_.Groups(); ++g) {
+      std::int64_t& count = g < sums_.Groups() ? predictor_.cases : predictor_.missing;
+      for (std::size_t c = 0; c < response_.columns; ++c) count += static_cast<std::int64_t>(At(g, c).cases);
+    }
+    predictor_.searched = true;
     FillValueFigures();
     if (response_.IsMeasured()) return FillMeasured(cells);
     std::vector<double> total(response_.columns);
@@ -670,8 +678,13 @@ class ScreeningSurvey final : public SurveyRun {
     response.name = column.name;
     response.rankedBy = options_.settings.rankBy;
     response.savesChance = options_.settings.saveChance;
-    response.cases = {whole(totals.used), whole(totals.notSelected), whole(totals.withoutWeight),
-                      whole(totals.withoutResponse), whole(totals.otherCodes)};
+    response.cases = {whole(totals.used),
+                      whole(totals.notSelected),
+                      whole(totals.withoutWeight),
+                      whole(totals.withoutResponse),
+                      whole(totals.otherCodes),
+                      totals.weight,
+                      totals.weight * totals.weight / totals.squares};
     response.run.selected = 1;
     response.run.responseNumber = ResponseOf(choice);
     response.run.sortChoice = counts.kind == vlm::kBinaryResponse       ? options_.settings.sortBinary
