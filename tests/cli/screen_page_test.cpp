@@ -77,6 +77,8 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
             std::to_string(used) + " used; left out: " + std::to_string(notSelected) + " not selected, " +
                 std::to_string(missing) + " without a value, " + std::to_string(other) + " with other codes");
   EXPECT_EQ(results["responses"][0]["cases"], (Json{{"used", used},
+                                                    {"effective", used},
+                                                    {"totalWeight", used},
                                                     {"notSelected", notSelected},
                                                     {"withoutWeight", 0},
                                                     {"withoutResponse", missing},

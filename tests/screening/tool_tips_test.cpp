@@ -31,10 +31,12 @@ std::string General(double value, const char* separator) {
   return shown;
 }
 
-// The script of the graph that the member makes.
+// The script of the graph that the member makes, before any table.
 std::string ScriptOf(ScreeningSession& run, const char* member) {
+  const std::size_t before = run.session.Documents().Documents().size();
   run.session.ResultsDialog().Get(member);
-  const Graph* graph = run.session.Documents().Documents().back().AsGraph();
+  const auto& documents = run.session.Documents().Documents();
+  const Graph* graph = documents.size() > before ? documents[before].AsGraph() : nullptr;
   EXPECT_NE(graph, nullptr) << member;
   return graph == nullptr ? std::string() : graph->eventScript;
 }
