@@ -35,6 +35,6 @@ def test_bash_completes_commands_and_options():
         return set(subprocess.run(["bash", "-c", script], capture_output=True, text=True).stdout.split())
 
     velmora = os.environ["VELMORA_COMMAND"]
-    assert completed(velmora, "sc") == {"screen"}
+    assert completed(velmora, "scr") == {"screen"}
     assert completed(velmora, "screen", "--bi") >= {"--binary-response", "--bins"}
     assert completed(velmora, "screen", str(PACKAGING / "man_p")) == {str(PACKAGING / "man_pages.py")}
