@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "workbench/system/log_gamma.h"
+
 namespace velmora::binning {
 namespace {
 
@@ -23,9 +25,7 @@ class Uniforms {
   std::uint64_t state_ = 1;
 };
 
-double LogChooseReal(double n, double k) {
-  return std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1);
-}
+double LogChooseReal(double n, double k) { return LogGamma(n + 1) - LogGamma(k + 1) - LogGamma(n - k + 1); }
 
 // How many of `drawn` cases out of `all` are among `marked` of them: inversion, outwards from the mode, whose number of
 // steps is of the order of the standard deviation.
