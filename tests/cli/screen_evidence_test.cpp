@@ -163,7 +163,9 @@ TEST(ScreenEvidence, EveryLineSaysWhatItRestsOn) {
   Words words;
   for (std::size_t at = 8; at < command.size();) {
     const std::size_t end = std::min(command.find(' ', at), command.size());
-    words.push_back(command.substr(at, end - at));
+    std::string word = command.substr(at, end - at);
+    std::erase_if(word, [](char c) { return c == '\'' || c == '"'; });  // around a path of Windows
+    words.push_back(std::move(word));
     at = end + 1;
   }
   const std::string again = (folder.Path() / "again").string();
