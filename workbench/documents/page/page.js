@@ -17,6 +17,7 @@ const make = (tag, attributes, ...children) => {
 // --- Tables, by column: {title, role, texts, values, decimals}. Roles: "name" (heads its row), "text", "number"
 // (wanted largest first), "smallest" (numbers wanted smallest first), "bar" (values 0 to 1), "shape" (drawn by
 // the section). A column without texts shows its values with its decimals, or in groups of digits.
+const kLongText = 60;  // characters; a longer text gets a wide place
 const isNumeric = (column) => column.role === 'number' || column.role === 'smallest';
 
 function cellText(column, row) {
@@ -80,6 +81,7 @@ function makeTable(part, section) {
         const node = make(column.role === 'name' ? 'th' : 'td', column.role === 'name' ? { scope: 'row' } : {});
         if (isNumeric(column)) node.className = 'number';
         fillCell(node, part, section, column, row);
+        if (column.role === 'text' && node.textContent.length > kLongText) node.className = 'long';
         line.append(node);
       }
       return line;
@@ -195,7 +197,7 @@ const pageParts = { table: makeTable, chart: makeFigure, text: makeText };
 
 // --- The page around the parts.
 const makeFacts = (facts) => (facts && facts.length
-  ? make('dl', { class: 'facts' }, ...facts.map((fact) => make('div', {}, make('dt', {}, fact.key), make('dd', {}, fact.value)))) : null);
+  ? make('dl', { class: 'facts' }, ...facts.map((fact) => make('div', { class: fact.value.length > kLongText ? 'long' : null }, make('dt', {}, fact.key), make('dd', {}, fact.value)))) : null);
 
 const kManyNotices = 8;
 function noticeList(notices) {
