@@ -34,7 +34,8 @@ class CasePass {
         services_(*settings.owner),
         codes_(services_),
         columns_(static_cast<vlm::IBlockReader*>(services_.GetExtension(vlm::kBlockReaderExtension))),
-        pool_(columns_ == nullptr ? nullptr : WorkerPoolOf(services_)) {}
+        // Casewise deletion goes through the groups of lanes in order.
+        pool_(columns_ == nullptr || settings.casewiseDeletion != 0 ? nullptr : WorkerPoolOf(services_)) {}
 
   // Allocates the buffer of codes. Returns kOk or kFailed.
   [[nodiscard]] int Allocate() {
@@ -60,11 +61,6 @@ class CasePass {
   [[nodiscard]] bool ForEach(int count, const std::function<void(int index, int worker)>& body) const {
     const auto isStopped = [this] { return columns_ != nullptr && IsCancelled(services_, display_); };
     return ShareOut(pool_, count, body, isStopped);
-  }
-  // The same on this thread alone.
-  [[nodiscard]] bool ForEachInOrder(int count, const std::function<void(int index, int worker)>& body) const {
-    const auto isStopped = [this] { return columns_ != nullptr && IsCancelled(services_, display_); };
-    return ShareOut(nullptr, count, body, isStopped);
   }
 
   // Asks the host for the missing-data codes of the read list's entries first to last - 1.

@@ -137,10 +137,7 @@ bool MomentsPass::ProcessBlock() {
     for (std::size_t part = 0; part < block_.Parts(); ++part)
       ProcessPart(bundle, block_.Part(part), *workers_[static_cast<std::size_t>(worker)]);
   };
-  const int count = static_cast<int>(bundles_.size());
-  // Casewise deletion goes through the groups in order.
-  const bool done = settings_.casewiseDeletion != 0 ? cases_.ForEachInOrder(count, processBundle)
-                                                    : cases_.ForEach(count, processBundle);
+  const bool done = cases_.ForEach(static_cast<int>(bundles_.size()), processBundle);
   block_.Clear();
   return done;
 }

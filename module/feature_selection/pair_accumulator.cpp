@@ -67,10 +67,7 @@ bool PairAccumulator::ProcessBlock() {
     for (std::size_t part = 0; part < block_.Parts(); ++part)
       ProcessGroups(first, count, part, *workers_[static_cast<std::size_t>(worker)]);
   };
-  const int bundles = static_cast<int>(bundles_.size());
-  // Casewise deletion goes through the groups in order.
-  if (!(casewise_ ? cases_->ForEachInOrder(bundles, processBundle) : cases_->ForEach(bundles, processBundle)))
-    return false;
+  if (!cases_->ForEach(static_cast<int>(bundles_.size()), processBundle)) return false;
   validCases_ += casewise_ ? presence_.WholeCases(block_.Cases()) : block_.Cases();
   block_.Clear();
   return true;

@@ -112,8 +112,8 @@ struct PredSummary {
   int goodColumn = 0;
   int badRateColumn = 0;
   std::string conditionText;
-  std::string
-      recodeFileName;  // of the file with these conditions, without folders; empty until it is written
+  // Of the file with these conditions, without folders; empty until it is written.
+  std::string recodeFileName;
   std::string resultTexts[3];
 
   std::vector<int> binNodes;            // node number of each bin: its code in the coded predictor

@@ -114,7 +114,7 @@ TEST_F(DataTest, TheReaderHasLimits) {
   Table table;
   std::vector<std::string> warnings;
   const ReadOptions options;
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(VELMORA_SANITIZED)
   EXPECT_THAT(ErrorOf([&] {
                 ReadForeignFile({path, path, "parquet", options.threads, {}}, options,
                                 {std::uint64_t{24} << 20, 0}, table, warnings);

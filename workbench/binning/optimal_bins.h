@@ -20,8 +20,8 @@ struct BinningRules {
   PartitionRules partition;
   int minBins = 1;
   int exactBins = 0;  // 0: as many as the data support
-  double minLevelShare =
-      0.01;  // categorical: levels below this share of the weight are pooled before the search
+  // Categorical predictor: levels below this share of the weight are pooled before the search.
+  double minLevelShare = 0.01;
 };
 
 // The fewest and the most bins that the rules ask for.

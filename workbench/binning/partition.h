@@ -51,18 +51,18 @@ struct PartitionRules {
   double minShare = 0.05;  // of the predictor's weight, of each bin
   double minCases = 0;     // unweighted, of each bin
   double minEvents = 0;    // weight of each class in each bin
-  double maxAdjacentP =
-      1;  // neighbouring bins differ at this level: Chi-square of classes, Welch's test of means
-  bool correctPureBins =
-      true;  // information value: half a case added to both counts of a bin without goods or bads
+  // Neighbouring bins differ at this level: Chi-square of classes, Welch's test of means.
+  double maxAdjacentP = 1;
+  // Information value: half a case added to both counts of a bin without goods or bads.
+  bool correctPureBins = true;
 };
 
 struct Partition {
-  std::vector<int>
-      ends;  // one past the last pre-bin of each bin, ascending; empty: no partition meets the rules
+  // One past the last pre-bin of each bin, ascending; empty: no partition meets the rules.
+  std::vector<int> ends;
   double criterion = 0;  // of the whole partition: deviance, information value, impurity or sum of squares
-  double deviance =
-      0;  // whatever the criterion: -2 log likelihood, or the sum of squares of a measured response
+  // Whatever the criterion: -2 log likelihood, or the sum of squares of a measured response.
+  double deviance = 0;
   Shape shape = Shape::kFree;  // the one that was found, of kMonotone and kAuto
 };
 

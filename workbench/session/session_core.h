@@ -127,8 +127,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
 
   void ConnectProcedures();
-  bool procedureCancelled =
-      false;  // a procedure has ended since the progress display opened, by the user's cancel
+  // A procedure has ended since the progress display opened, by the user's cancel.
+  bool procedureCancelled = false;
 
   int callDepth = 0;
   int automationDepth = 0;    // script calls being served

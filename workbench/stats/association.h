@@ -23,8 +23,8 @@ struct DesignCovariance {
   // Of cell shares, or group means, as a full matrix in the order of the sums; empty: from the sums
   // of squared weights.
   std::vector<double> matrix;
-  bool isClustered =
-      false;  // with strata or clusters: the matrix is needed, and its absence means too many cells
+  // With strata or clusters: the matrix is needed, and its absence means too many cells.
+  bool isClustered = false;
   double degreesOfFreedom = 0;  // clusters - strata; without a design cases - 1
 };
 

@@ -61,8 +61,8 @@ struct SortedOrder {
       : cases(memory), starts(memory) {}
 
   OrderVector<std::uint32_t> cases;  // 0-based case indices
-  OrderVector<std::int32_t>
-      starts;  // DistinctCount() + 1 positions in cases: value d has [starts[d], starts[d + 1])
+  // DistinctCount() + 1 positions in cases: value d has [starts[d], starts[d + 1]).
+  OrderVector<std::int32_t> starts;
 
   std::size_t CaseCount() const { return cases.size(); }
   std::size_t DistinctCount() const { return starts.empty() ? 0 : starts.size() - 1; }

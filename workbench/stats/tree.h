@@ -53,12 +53,12 @@ inline constexpr int kMaxClasses = 0xFFFE;
 struct TreeResponse {
   bool continuous = false;
   int classCount = 0;  // 0 for a continuous response
-  std::vector<std::uint16_t>
-      classOf;  // classes: 0-based class of each case, kNoClass for a case that does not count
-  std::vector<double>
-      deviations;     // continuous: (value - centre) / scale of each case, 0 for a case that does not count
-  double centre = 0;  // near the mean, so that sums stay small
-  double scale = 1;   // a power of two, 1 unless the values are of extreme size
+  // Classes: 0-based class of each case, kNoClass for a case that does not count.
+  std::vector<std::uint16_t> classOf;
+  // Continuous: (value - centre) / scale of each case, 0 for a case that does not count.
+  std::vector<double> deviations;
+  double centre = 0;                  // near the mean, so that sums stay small
+  double scale = 1;                   // a power of two, 1 unless the values are of extreme size
   std::vector<double> weights;        // empty: every case weighs 1
   bool weightsAreCounts = false;      // a weight is the number of equal cases that a row stands for
   std::vector<std::uint8_t> present;  // 0 for a case that does not count; empty: every case counts

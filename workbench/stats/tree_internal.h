@@ -128,8 +128,8 @@ struct GrownNode {
   int right = -1;
   double gain = 0;      // weight x impurity that the split takes away
   double impurity = 0;  // weight x impurity of the node
-  double deviance =
-      0;  // classes: twice the log-likelihood that knowing every case's class would gain, per case
+  // Classes: twice the log-likelihood that knowing every case's class would gain, per case.
+  double deviance = 0;
   std::int64_t cases = 0;
   double effectiveCases = 0;
   double constant = std::numeric_limits<double>::quiet_NaN();  // of a split at a given point

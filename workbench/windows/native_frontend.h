@@ -86,8 +86,8 @@ class NativeFrontend : public Frontend {
   void DispatchOne(MSG& message);
 
   std::map<const DialogWindow*, std::unique_ptr<NativeDialog>> dialogs_;
-  std::vector<std::unique_ptr<NativeDialog>>
-      closed_;  // destroyed once none of their messages is being handled
+  // Destroyed once none of their messages is being handled.
+  std::vector<std::unique_ptr<NativeDialog>> closed_;
   HWND mainWindow_ = nullptr;
   int questions_ = 0;  // message boxes and file dialogs that are open
   std::string status_;
