@@ -1,6 +1,7 @@
 // Linux.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -56,9 +57,14 @@ std::filesystem::path ExecutableFolder() { return ExecutablePath().parent_path()
 
 std::filesystem::path LibraryFolder() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&LibraryFolder), &info) == 0 || info.dli_fname == nullptr) return {};
+  link_map* object = nullptr;
+  if (dladdr1(reinterpret_cast<void*>(&LibraryFolder), &info, reinterpret_cast<void**>(&object),
+              RTLD_DL_LINKMAP) == 0)
+    return {};
+  // The program itself has no name here, and info has its first argument, which may be any word.
+  if (object->l_name[0] == '\0') return ExecutableFolder();
   std::error_code error;
-  return std::filesystem::canonical(info.dli_fname, error).parent_path();
+  return std::filesystem::canonical(object->l_name, error).parent_path();
 }
 
 std::uint64_t AvailableMemory() {
