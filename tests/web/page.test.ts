@@ -109,7 +109,7 @@ async function window(address: string): Promise<Page> {
   page.on("request", (request) => {
     if (!request.url().startsWith("http://127.0.0.1:") && !request.url().startsWith("data:")) faults.push(request.url());
   });
-  page.setDefaultTimeout(30_000);
+  page.setDefaultTimeout(60_000);
   await page.goto(address);
   return page;
 }
@@ -206,7 +206,24 @@ describe("the server", () => {
     }
     const child = execFileSync("pgrep", ["-P", String(program.process.pid)], { encoding: "utf8" }).trim();
     process.kill(Number(child), "SIGKILL");
-    await expect.poll(async () => (await grid(3)).status, { timeout: 5000 }).toBe(200);
+    await expect.poll(async () => (await grid(3)).status).toBe(200);
+  });
+
+  it("takes leave of every window before it ends", async () => {
+    freshData();
+    const program = await open(data);
+    const cookie = await signIn(program);
+    const events = () =>
+      new Promise<http.IncomingMessage>((resolve, reject) => {
+        const headers = { cookie, host: `127.0.0.1:${program.port}` };
+        http.get({ host: "127.0.0.1", port: program.port, path: "/api/events", headers, agent: false }, resolve).on("error", reject);
+      });
+    const windows = await Promise.all([events(), events(), events()]);
+    // A response that breaks off is an error here; a browser drops the events of such a response that it has not read yet.
+    const read = windows.map(async (response) => (await response.toArray()).join(""));
+    program.process.kill("SIGINT");
+    for (const text of await Promise.all(read)) expect(text).toMatch(/data: {"type":"stopped"}\n\n$/);
+    expect(await program.ended).toBe(0);
   });
 });
 

@@ -267,7 +267,11 @@ void PageServer::ServeEvents(httplib::Response& response) {
       "text/event-stream",
       [this, listener](std::size_t /*offset*/, httplib::DataSink& sink) {
         const std::optional<std::string> event = events_.Wait(*listener, kEventWait);
-        if (!event) return false;
+        if (!event) {
+          // A proper end: a browser drops what it has not read yet of a response that breaks off.
+          sink.done();
+          return true;
+        }
         // A comment line shows whether the window is still there.
         const std::string text = event->empty() ? ":\n\n" : "data: " + *event + "\n\n";
         return sink.write(text.data(), text.size());

@@ -217,7 +217,10 @@ function listen(): void {
     dropped = true;
     setState({ connected: false });
   };
-  source.onmessage = (message) => takeEvent(JSON.parse(message.data as string) as Event);
+  source.onmessage = (message) => {
+    takeEvent(JSON.parse(message.data as string) as Event);
+    if (state.stopped) source.close();
+  };
 }
 
 // --- Choices
