@@ -137,25 +137,25 @@ TEST(Ranking, TinyProbabilitiesDoNotTie) {
 // A few cases per cell, a copy of the outcome, a level per case: named in every output with what to do about it.
 TEST(Ranking, WarnsOfWhatMisleads) {
   const TemporaryFolder folder;
-  std::string csv = "y,rare,copy,key,x\n";
+  std::string csv = "y,rare,copy,key,x,number\n";
   for (int i = 0; i < 60; ++i) {
     csv += std::string(i % 2 ? "yes" : "no") + "," +
            (i % 20 == 3   ? "r"
             : i % 20 == 5 ? "s"
                           : "t") +
            "," + (i % 2 ? "1" : "0") + ",k" + std::to_string(i / 3 * 2 + (i % 3 == 0)) + "," +
-           std::to_string(i % 7) + "\n";
+           std::to_string(i % 7) + "," + std::to_string(1000 + 3 * i) + "\n";
   }
   const std::string data = folder.Write("a.csv", csv);
   const std::string out = (folder.Path() / "out").string();
   const Words run = {
-      "feature-selection", data, "--dependents", "y", "--predictors", "rare", "copy", "key", "x"};
+      "feature-selection", data, "--dependents", "y", "--predictors", "rare", "copy", "key", "x", "number"};
   const ProcessResult result = RunVelmora(With(run, {"--out", out}));
   ASSERT_EQ(result.exitCode, 0) << result.err;
   const Json dependent = Json::parse(ReadFile(out + "/feature_selection.json"))["dependents"][0];
   const std::string page = ReadFile(out + "/feature_selection.html");
-  for (const char* sentence :
-       {"expected counts are below 5", "Nearly a level per case", "Close to determining y"}) {
+  for (const char* sentence : {"expected counts are below 5", "Nearly a level per case",
+                               "none occurs twice, as of an identifier: number", "Close to determining y"}) {
     EXPECT_NE(result.out.find(sentence), std::string::npos) << result.out;
     EXPECT_NE(dependent["notices"].dump().find(sentence), std::string::npos) << dependent["notices"];
     EXPECT_NE(page.find(sentence), std::string::npos) << sentence;

@@ -14,6 +14,7 @@
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/evidence/warning_signs.h"
 #include "workbench/language/selection.h"
 
 namespace velmora {
@@ -222,8 +223,7 @@ std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
 
 // What a reader should know before acting on the ranking: p-values that are approximate, predictors
 // that look like identifiers, and those too good to be known before the outcome.
-void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& dependent) {
-  constexpr double kGivesAway = 0.9;
+void AddWarnings(const Table& table, const FeatureSelectionReport& report, ReportedDependent& dependent) {
   const auto pairOf = [&](std::size_t j) -> const ranking::RankedPair& { return dependent.ranked->pairs[j]; };
   const auto add = [&](const std::string& what, const std::string& names, const std::string& rest) {
     if (!names.empty()) dependent.notices.push_back(what + ": " + names + rest);
@@ -241,15 +241,26 @@ void AddWarnings(const FeatureSelectionReport& report, ReportedDependent& depend
       NamesWhere(report,
                  [&](std::size_t j) {
                    const ranking::RankedPair& pair = pairOf(j);
-                   return report.predictors[j].kind == Measurement::kCategorical && pair.cases > 20 &&
-                          2 * static_cast<std::int64_t>(pair.association.levels) > pair.cases;
+                   return report.predictors[j].kind == Measurement::kCategorical &&
+                          evidence::HasNearlyALevelPerCase(static_cast<std::int64_t>(pair.association.levels),
+                                                           pair.cases);
+                 }),
+      ".");
+  add("Whole numbers of which none occurs twice, as of an identifier",
+      NamesWhere(report,
+                 [&](std::size_t j) {
+                   const ReportedPredictor& predictor = report.predictors[j];
+                   return predictor.kind == Measurement::kContinuous &&
+                          evidence::HasNoNumberTwice(table.Variable(predictor.number),
+                                                     static_cast<std::int64_t>(pairOf(j).distinct),
+                                                     pairOf(j).cases);
                  }),
       ".");
   add("Close to determining " + dependent.name,
       NamesWhere(report,
                  [&](std::size_t j) {
                    return pairOf(j).association.computable && pairOf(j).better &&
-                          pairOf(j).association.effect >= kGivesAway;
+                          pairOf(j).association.effect >= evidence::kGivesAway;
                  }),
       "; a predictor must be known before the outcome and must not be made from it.");
   add("Not tested, because there are too many groups, or too few clusters, for the design",
@@ -351,7 +362,7 @@ FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& c
       dependent.pairs.push_back(PairOf(pair, dependent.statistic));
     dependent.best = BestOf(outcome, settings);
     dependent.ranked = std::move(outcome);
-    AddWarnings(report, dependent);
+    AddWarnings(table, report, dependent);
     report.dependents.push_back(std::move(dependent));
   }
   return report;

@@ -13,6 +13,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/texts.h"
 #include "workbench/evidence/permutation_test.h"
+#include "workbench/evidence/warning_signs.h"
 
 namespace velmora {
 namespace {
@@ -20,11 +21,9 @@ namespace {
 // Siddiqi 2006, Credit Risk Scorecards: above this information value a predictor is suspected.
 constexpr double kSuspectInformationValue = 0.5;
 constexpr double kSuspectAuc = 0.95;
-constexpr double kSuspectExplained = 0.9;
 // A bin of one class gives the outcome away when chance alone would hardly make it so.
 constexpr double kLogChance = -13.815510557964274;  // ln 1e-6
 constexpr double kFewestCases = 20;                 // of one class only, for a warning
-constexpr std::int64_t kFewestForIdentifier = 50;
 
 bool IsKnown(double value) { return std::isfinite(value) && !IsMissing(value, kMissing); }
 
@@ -37,7 +36,7 @@ class Suspicion {
   void LookAtFigures() {
     const vlm::ScreeningPredictor& figures = predictor_.figures;
     if (response_.kind != vlm::kBinaryResponse) {
-      if (IsKnown(figures.heldOutExplained) && figures.heldOutExplained > kSuspectExplained)
+      if (IsKnown(figures.heldOutExplained) && figures.heldOutExplained > evidence::kGivesAway)
         Add("leakage", "explains " + ShownNumber(100 * figures.heldOutExplained, "0.0") + " % of " +
                            response_.name + ", as if it were made from it");
       return;
@@ -87,21 +86,23 @@ class Suspicion {
   void LookForIdentifier(const CaseBitmap& selected) {
     if (predictor_.figures.categorical != 0) {
       const auto levels = static_cast<std::int64_t>(predictor_.levels.size());
-      if (predictor_.cases > kFewestCases && 2 * levels > predictor_.cases)
+      if (evidence::HasNearlyALevelPerCase(levels, predictor_.cases))
         Add("identifier", GroupedDigits(levels) + " levels in " + GroupedDigits(predictor_.cases) +
                               " cases, nearly one each, as an identifier has");
       return;
     }
-    if (predictor_.cases < kFewestForIdentifier || column_.dateUnit != DateUnit::kNone) return;
     std::unordered_set<double> seen;
+    std::int64_t cases = 0;
     const MissingRange missing(column_.missingCode);
     for (std::size_t i = 0; i < column_.values.size(); ++i) {
       const double value = column_.values[i];
       if (!selected.Contains(static_cast<std::int64_t>(i)) || std::isnan(value) || missing.Contains(value))
         continue;
       if (value != std::floor(value) || !seen.insert(value).second) return;
+      ++cases;
     }
-    Add("identifier", "whole numbers of which none occurs twice, as of an identifier");
+    if (evidence::HasNoNumberTwice(column_, cases, cases))
+      Add("identifier", "whole numbers of which none occurs twice, as of an identifier");
   }
 
  private:
