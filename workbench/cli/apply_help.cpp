@@ -44,7 +44,9 @@ New cases against those of the bins
   --response NAME         the response in DATA, where it is called otherwise (default: as in FILE; not needed)
   --select EXPR           use only the cases for which EXPR is true
   --exclude EXPR          drop the cases for which EXPR is true
-  --weight NAME           case weights
+  --weight NAME           sampling weights: relative to their mean, so that their unit does not matter
+  --raw-weights           weights as they are
+  --count NAME            a row stands for so many equal cases
   --fail-on CONDITION     exit code 3 when this holds, such as 'psi>0.25'; again for another one. Figures: psi (of any
                           predictor or the score), score-psi, woe-psi, iv, iv-change, auc, auc-change, gini, ks,
                           rate-change, unbinned

@@ -16,6 +16,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/scorecard_report.h"
 #include "workbench/scorecard/binned_cases.h"
 #include "workbench/scorecard/scorecard.h"
 
@@ -208,36 +209,36 @@ class NewCases {
  public:
   NewCases(const Table& table, const MonitorOptions& options)
       : table_(table),
-        selected_(SelectedCases(table, options.cases)),
-        weight_(ChooseWeight(table, options.cases.weight, false)) {
-    if (selected_.IncludedCount() == 0)
-      throw RunError("The selection keeps none of the " + std::to_string(selected_.CaseCount()) + " cases.");
-  }
+        weights_(table, Selected(table, options.cases), ChooseCaseWeight(table, options.cases, false),
+                 options.cases.MeaningOfWeights()) {}
 
   const Table& Data() const { return table_; }
   // 0: the case is not used.
-  double Weight(std::size_t i) const {
-    if (!selected_.Contains(static_cast<std::int64_t>(i))) return 0;
-    if (weight_ == 0) return 1;
-    const Column& column = table_.Variable(weight_);
-    const double weight = column.values[i];
-    return !std::isfinite(weight) || IsMissing(weight, column.missingCode) ? 0 : std::max(weight, 0.0);
-  }
+  double Weight(std::size_t i) const { return weights_.Of(i); }
+  double Spread() const { return spread_; }
   // Nothing when the data have no such response.
   std::optional<ResponseCases> Outcomes(const SavedResponse& response) const {
     if (FindVariable(table_, response.name) == 0) return std::nullopt;
-    return ResponseCases(table_, selected_, weight_, response);
+    return ResponseCases(table_, weights_, response);
   }
 
  private:
+  static CaseBitmap Selected(const Table& table, const CaseOptions& options) {
+    CaseBitmap selected = SelectedCases(table, options);
+    if (selected.IncludedCount() == 0)
+      throw RunError("The selection keeps none of the " + std::to_string(selected.CaseCount()) + " cases.");
+    return selected;
+  }
+
   const Table& table_;
-  const CaseBitmap selected_;
-  const int weight_;
+  const CaseWeights weights_;
+  const double spread_ = weights_.Spread([](std::size_t) { return true; });
 };
 
 void AddNewGroup(const NewCases& cases, const std::optional<ResponseCases>& outcomes,
                  const std::vector<std::int32_t>& bins, GroupedPredictor& grouped) {
   if (outcomes) grouped.counts[kNew].assign(grouped.labels.size(), outcomes->None());
+  grouped.weightSpread = {1, cases.Spread()};
   for (std::size_t i = 0; i < bins.size(); ++i) {
     const double weight = cases.Weight(i);
     if (!(weight > 0)) continue;
@@ -260,16 +261,14 @@ void AddScore(const SavedScorecard& scorecard, const std::vector<double>& scores
   grouped.counts.resize(2);
   grouped.unbinned.resize(2);
   std::vector<double> ends;
-  for (std::size_t i = 0; i < scorecard.bands.size(); ++i) {
-    const SavedScorecard::Band& band = scorecard.bands[i];
-    const bool isLast = i + 1 == scorecard.bands.size();
-    grouped.labels.push_back(isLast ? (i == 0 ? "all" : "above " + ShownNumber(ends.back(), "0.0"))
-                                    : "up to " + ShownNumber(band.upTo, "0.0"));
+  for (const SavedScorecard::Band& band : scorecard.bands) ends.push_back(band.upTo);
+  for (const SavedScorecard::Band& band : scorecard.bands) {
+    grouped.labels.push_back(ScoreBandLabel(ends, grouped.labels.size()));
     grouped.values.push_back(band.upTo);
     grouped.cases[kSaved].push_back(CasesIn(band.counts, stability.kind));
     grouped.counts[kSaved].push_back(band.counts);
-    if (!isLast) ends.push_back(band.upTo);
   }
+  ends.pop_back();  // the last band has no end
   grouped.cases[kNew].resize(grouped.labels.size());
   std::vector<std::int32_t> bands;
   ScoredCases scored;
@@ -354,13 +353,16 @@ void MonitorOptions::AddTo(CommandParser& parser) {
   parser.Flag("--monitor", monitor);
   parser.Text("--response", response);
   cases.AddTo(parser);
+  cases.AddWeightsTo(parser);
   parser.Repeated("--fail-on", conditions);
 }
 
 void MonitorOptions::Check(const CommandParser& parser) const {
-  for (const char* option : {"--response", "--select", "--exclude", "--weight", "--fail-on"}) {
+  for (const char* option :
+       {"--response", "--select", "--exclude", "--weight", "--count", "--raw-weights", "--fail-on"}) {
     if (!monitor && parser.Has(option)) throw UsageError(std::string(option) + " needs --monitor.");
   }
+  static_cast<void>(cases.MeaningOfWeights());
   for (const std::string& text : SplitList(conditions)) ParseCondition(text);
 }
 

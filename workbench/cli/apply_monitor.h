@@ -31,7 +31,6 @@ StabilityReport Monitor(const SavedBins& bins, const std::string& binsFile, cons
 // options of the command line.
 StabilityReport RunMonitorOn(Table table, const SavedBins& bins, const std::vector<std::string>& arguments);
 
-inline constexpr int kExitConditionMet = 3;  // of --fail-on; everything was written
 // Whether a condition is met.
 bool AnyConditionMet(const StabilityReport& report);
 

@@ -12,6 +12,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/output_files.h"
+#include "workbench/cli/program_export.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/table.h"
@@ -27,8 +28,9 @@ using Kind = BinEdit::Kind;
 
 struct CommandOptions {
   std::vector<std::string> words;
-  std::string response, out, sql, python, pmml;
-  int dialect = 0, into = 0;
+  std::string response, out;
+  ProgramExport programs;
+  int into = 0;
   bool missing = false, others = false, quiet = false;
 };
 
@@ -252,16 +254,9 @@ int RunEdit(const CommandOptions& options, const std::string& path, const SavedB
 int RunExport(const CommandOptions& options, const SavedBins& bins) {
   if (options.words.size() > 2)
     throw UsageError("Unexpected argument " + ShortenedText(options.words[2]) + ".");
-  if (options.sql.empty() && options.python.empty() && options.pmml.empty())
-    throw UsageError("Name a file with --sql, --python or --pmml.");
+  if (!options.programs.Any()) throw UsageError("Name a file with --sql, --python or --pmml.");
   OutputFiles files;
-  if (!options.sql.empty()) {
-    std::vector<std::string> notices;
-    files.AddAt(PathOf(options.sql), BinsSql(bins, notices, static_cast<SqlDialect>(options.dialect)));
-    for (const std::string& notice : notices) Warn(notice);
-  }
-  if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(bins));
-  if (!options.pmml.empty()) files.AddAt(PathOf(options.pmml), ScorecardPmml(bins));
+  options.programs.AddPrograms(bins, files);
   for (const WrittenFile& file : files.Commit()) {
     if (!options.quiet) Report("Written: " + file.path.string());
   }
@@ -276,10 +271,7 @@ int RunBinsCommand(const std::vector<std::string>& arguments) {
   parser.Positionals("ACTION", options.words);
   parser.Text("--response", options.response);
   parser.Text("--out", options.out);
-  parser.Text("--sql", options.sql);
-  parser.Choice("--sql-dialect", options.dialect, SqlDialectNames());
-  parser.Text("--python", options.python);
-  parser.Text("--pmml", options.pmml);
+  options.programs.AddTo(parser);
   constexpr int kMostBins = 100000;
   parser.WholeNumber("--into", options.into, 1, kMostBins);
   parser.Flag("--missing", options.missing);
@@ -295,13 +287,8 @@ int RunBinsCommand(const std::vector<std::string>& arguments) {
   const std::string path = options.words[1];
   RunFiles files;
   files.Reads("FILE", path);
-  const std::pair<const char*, const std::string*> outputs[] = {{"--out", &options.out},
-                                                                {"--sql", &options.sql},
-                                                                {"--python", &options.python},
-                                                                {"--pmml", &options.pmml}};
-  for (const auto& [option, name] : outputs) {
-    if (!name->empty()) files.Writes(option, *name);
-  }
+  if (!options.out.empty()) files.Writes("--out", options.out);
+  options.programs.AddFilesTo(files);
   const SavedBins bins = ParseBinsJson(ReadWholeFile(path), path);
   if (action == "show") return RunShow(options, bins);
   return action == "edit" ? RunEdit(options, path, bins) : RunExport(options, bins);

@@ -8,8 +8,9 @@
 namespace velmora {
 
 inline constexpr int kExitDone = 0;
-inline constexpr int kExitFailed = 1;  // the data, a file or the run
-inline constexpr int kExitBadUse = 2;  // wrong usage: the command line
+inline constexpr int kExitFailed = 1;        // the data, a file or the run
+inline constexpr int kExitBadUse = 2;        // wrong usage: the command line
+inline constexpr int kExitConditionMet = 3;  // of --fail-on; everything was written
 inline constexpr int kExitCancelled = 130;
 inline constexpr int kExitBrokenPipe = 141;  // as a shell reports a command that SIGPIPE ended
 

@@ -97,6 +97,20 @@ void CaseOptions::AddTo(CommandParser& parser) {
   parser.Text("--weight", weight);
 }
 
+void CaseOptions::AddWeightsTo(CommandParser& parser) {
+  parser.Text("--count", count);
+  parser.Flag("--raw-weights", rawWeights);
+}
+
+WeightMeaning CaseOptions::MeaningOfWeights() const {
+  if (!count.empty() && !weight.empty())
+    throw UsageError(
+        "--count and --weight: give one of them; a row stands for equal cases, or has a weight.");
+  if (rawWeights && weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
+  if (!count.empty()) return WeightMeaning::kCounts;
+  return rawWeights ? WeightMeaning::kAsGiven : WeightMeaning::kSampling;
+}
+
 void AddCsvFor(CommandParser& parser, int& csvFor) {
   parser.Choice("--csv-for", csvFor, {"program", "spreadsheet"});
 }

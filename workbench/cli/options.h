@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "workbench/data/table_part.h"
+#include "workbench/data/weight_meaning.h"
 
 namespace velmora {
 
@@ -112,6 +113,10 @@ struct CaseOptions {
   bool rawWeights = false;    // --raw-weights: as the file has them, not relative to their mean
 
   void AddTo(CommandParser& parser);
+  // --count and --raw-weights.
+  void AddWeightsTo(CommandParser& parser);
+  // Throws UsageError for options that contradict each other.
+  [[nodiscard]] WeightMeaning MeaningOfWeights() const;
 };
 
 enum class Format { kTerminal, kJson, kCsv, kXlsx, kHtml };

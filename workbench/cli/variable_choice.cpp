@@ -169,6 +169,11 @@ int ChooseCount(const Table& table, const std::string& name) {
   return count;
 }
 
+int ChooseCaseWeight(const Table& table, const CaseOptions& cases, bool any) {
+  if (!cases.count.empty()) return ChooseCount(table, cases.count);
+  return ChooseWeight(table, cases.weight, any);
+}
+
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical) {
   for (const int number : numbers) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "workbench/cli/options.h"
 #include "workbench/data/table.h"
 #include "workbench/session/analysis_notes.h"
 
@@ -27,6 +28,8 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
 int ChooseWeight(const Table& table, const std::string& name, bool any);
 // The variable of --count, likewise.
 int ChooseCount(const Table& table, const std::string& name);
+// Whichever of the two the options name.
+int ChooseCaseWeight(const Table& table, const CaseOptions& cases, bool any);
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical);
 

@@ -24,6 +24,7 @@
 #include "workbench/binning/optimal_bins.h"
 #include "workbench/binning/search_record.h"
 #include "workbench/data/table.h"
+#include "workbench/data/weight_meaning.h"
 #include "workbench/documents/sheet.h"
 
 namespace velmora {
@@ -41,13 +42,6 @@ struct UserBins {
 };
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
-
-// What the weight variable of an analysis means.
-enum class WeightMeaning {
-  kAsGiven,   // the sum of the weights is the number of cases
-  kSampling,  // relative to their mean over the cases of a response, so that their unit does not matter
-  kCounts,    // a row stands for so many equal cases
-};
 
 // Optimal bins in place of trees, and what else an analysis asks of its bins.
 struct BinningPlan {

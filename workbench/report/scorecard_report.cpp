@@ -117,12 +117,11 @@ ReportTable ScoreTable(const ScorecardReport& report) {
                     {}};
   for (const ScorecardSample& sample : report.samples) {
     const std::vector<ScoreBand>& bands = sample.quality.bands;
+    std::vector<double> ends;
+    for (const ScoreBand& band : bands) ends.push_back(band.upTo);
     for (std::size_t i = 0; i < bands.size(); ++i) {
       const ScoreBand& band = bands[i];
-      const std::string label = i + 1 < bands.size() ? "up to " + ShownNumber(band.upTo, "0.0")
-                                : i > 0              ? "above " + ShownNumber(bands[i - 1].upTo, "0.0")
-                                                     : "all";
-      table.rows.push_back({sample.name, label, band.Total(), band.bad, band.good,
+      table.rows.push_back({sample.name, ScoreBandLabel(ends, i), band.Total(), band.bad, band.good,
                             band.Total() > 0 ? band.BadRate() : kMissing,
                             band.Total() > 0 ? band.meanProbability : kMissing,
                             i + 1 < bands.size() ? band.upTo : kMissing});
@@ -163,6 +162,7 @@ std::vector<Fact> Facts(const ScorecardReport& report) {
       {"Points", ShownNumber(scorecard.basePoints, "") + " at odds of " + ShownNumber(scorecard.odds, "") +
                      " : 1, " + ShownNumber(scorecard.pdo, "") + " more at twice the odds"},
       {"Choice of predictors", report.settings.stepwise ? "stepwise, by out-of-fold deviance" : "all"}};
+  if (!report.countVariable.empty()) facts.push_back({"Counts", report.countVariable});
   if (!report.weightVariable.empty())
     facts.push_back({"Weights", report.weightVariable + (report.rawWeights ? ", as they are" : "")});
   if (!report.select.empty()) facts.push_back({"Selected", report.select});
@@ -286,6 +286,11 @@ PageJson Guide() {
 
 }  // namespace
 
+std::string ScoreBandLabel(const std::vector<double>& upTo, std::size_t band) {
+  if (band + 1 < upTo.size()) return "up to " + ShownNumber(upTo[band], "0.0");
+  return band > 0 ? "above " + ShownNumber(upTo[band - 1], "0.0") : "all";
+}
+
 ScorecardTables TablesOf(const ScorecardReport& report) {
   return {QualityTable(report), CoefficientTable(report), PointsTable(report), ScoreTable(report),
           StepTable(report)};
@@ -300,6 +305,7 @@ std::string ScorecardJson(const ScorecardReport& report) {
                         {"binsFile", TextOrNull(report.binsFile)},
                         {"cases", report.caseCount},
                         {"weightVariable", TextOrNull(report.weightVariable)},
+                        {"countVariable", TextOrNull(report.countVariable)},
                         {"rawWeights", report.rawWeights},
                         {"select", TextOrNull(report.select)},
                         {"exclude", TextOrNull(report.exclude)},

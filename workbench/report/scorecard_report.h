@@ -23,7 +23,7 @@ struct ScorecardReport {
   Provenance provenance;
   std::string dataFile, binsFile;
   std::int64_t caseCount = 0;
-  std::string weightVariable;  // empty when there is none
+  std::string weightVariable, countVariable;  // empty when there is none
   bool rawWeights = false;
   std::string select, exclude;
   ScorecardSettings settings;
@@ -42,6 +42,9 @@ struct ScorecardReport {
 struct ScorecardTables {
   ReportTable quality, coefficients, points, scores, steps;
 };
+// upTo: the highest score of each band; that of the last one does not matter.
+std::string ScoreBandLabel(const std::vector<double>& upTo, std::size_t band);
+
 ScorecardTables TablesOf(const ScorecardReport& report);
 
 // The layout is documented in docs/json.md.

@@ -1,7 +1,8 @@
 #include "workbench/scorecard/binned_cases.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cmath>
+#include <utility>
 
 #include "workbench/data/names.h"
 
@@ -14,10 +15,6 @@ double ValueOfCode(const Column& column, const std::string& code) {
   double value = kMissing;
   std::from_chars(code.data(), code.data() + code.size(), value);
   return value;
-}
-
-bool IsMissingIn(const Column& column, double value) {
-  return !std::isfinite(value) || IsMissing(value, column.missingCode);
 }
 
 }  // namespace
@@ -43,10 +40,21 @@ BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& fil
   return cases;
 }
 
-ResponseCases::ResponseCases(const Table& table, const CaseBitmap& selected, int weight,
-                             const SavedResponse& response)
+CaseWeights::CaseWeights(const Table& table, const CaseBitmap& selected, int variable, WeightMeaning meaning)
+    : weights_(static_cast<std::size_t>(table.caseCount)),
+      isSample_(variable != 0 && meaning == WeightMeaning::kSampling) {
+  const Column* const column = variable == 0 ? nullptr : &table.Variable(variable);
+  for (std::size_t i = 0; i < weights_.size(); ++i) {
+    if (!selected.Contains(static_cast<std::int64_t>(i))) continue;
+    const double weight = column == nullptr ? 1 : column->values[i];
+    if (column == nullptr || !IsMissingIn(*column, weight)) weights_[i] = std::max(weight, 0.0);
+  }
+  MakeRelative([](std::size_t) { return true; });
+}
+
+ResponseCases::ResponseCases(const Table& table, CaseWeights weights, const SavedResponse& response)
     : column_(table.Variable(ResolveVariable(table, response.name))),
-      weights_(weight == 0 ? nullptr : &table.Variable(weight)),
+      weights_(std::move(weights)),
       isContinuous_(response.kind == "continuous"),
       size_(CountsPerBin(response)),
       classOf_(column_.values.size(), kNotUsed) {
@@ -54,8 +62,7 @@ ResponseCases::ResponseCases(const Table& table, const CaseBitmap& selected, int
   for (const std::string& code : response.codes) codes.push_back(ValueOfCode(column_, code));
   for (std::size_t i = 0; i < classOf_.size(); ++i) {
     const double value = column_.values[i];
-    if (!selected.Contains(static_cast<std::int64_t>(i)) || !(Weight(i) > 0) || IsMissingIn(column_, value))
-      continue;
+    if (!(Weight(i) > 0) || IsMissingIn(column_, value)) continue;
     if (isContinuous_) {
       classOf_[i] = 0;
       continue;
@@ -64,12 +71,7 @@ ResponseCases::ResponseCases(const Table& table, const CaseBitmap& selected, int
       if (NearlyEqualDoubles(value, codes[code])) classOf_[i] = static_cast<int>(code);
     }
   }
-}
-
-double ResponseCases::Weight(std::size_t i) const {
-  if (weights_ == nullptr) return 1;
-  const double weight = weights_->values[i];
-  return IsMissingIn(*weights_, weight) ? 0 : weight;
+  weights_.MakeRelative([&](std::size_t i) { return Uses(i); });
 }
 
 void ResponseCases::Add(std::size_t i, SavedCounts& counts) const {

@@ -5,6 +5,7 @@
 //   age.bins[0] == 2;   // the first case is in the third bin
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/table.h"
+#include "workbench/data/weight_meaning.h"
 #include "workbench/language/selection.h"
 
 namespace velmora {
@@ -29,28 +31,74 @@ struct BinnedPredictor {
 BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& file, const Table& table,
                          std::vector<std::string>& notices, const std::function<bool(double)>& goesOn = {});
 
+// What the cases of a table count: 1 each without weights.
+class CaseWeights {
+ public:
+  // variable: that of the weights, 0 for none.
+  CaseWeights(const Table& table, const CaseBitmap& selected, int variable, WeightMeaning meaning);
+
+  // Weights of a sample are relative to their mean over the selected cases, so that half a case is
+  // half a case in any unit. 0: not selected, or without a weight.
+  double Of(std::size_t i) const { return weights_[i]; }
+  // The sum of the squared weights of a sample over their sum, over the cases for which uses(i); 1 for
+  // weights of other kinds.
+  template <typename Uses>
+  double Spread(Uses uses) const {
+    double sum = 0, squares = 0;
+    for (std::size_t i = 0; isSample_ && i < weights_.size(); ++i) {
+      if (!uses(i)) continue;
+      sum += weights_[i];
+      squares += weights_[i] * weights_[i];
+    }
+    return squares > 0 ? squares / sum : 1;
+  }
+  // Makes the mean over the cases for which uses(i) 1, where the weights are those of a sample.
+  template <typename Uses>
+  void MakeRelative(Uses uses) {
+    if (!isSample_) return;
+    double sum = 0, count = 0;
+    for (std::size_t i = 0; i < weights_.size(); ++i) {
+      if (!(weights_[i] > 0) || !uses(i)) continue;
+      sum += weights_[i];
+      ++count;
+    }
+    if (!(sum > 0) || !std::isfinite(sum)) return;
+    for (double& weight : weights_) weight /= sum / count;
+  }
+
+ private:
+  std::vector<double> weights_;
+  const bool isSample_;
+};
+
 // What every case adds to the counts of its bin.
 class ResponseCases {
  public:
-  // weight: the variable of the weights, 0 for none. Throws DataError when the table has no such
-  // response.
-  ResponseCases(const Table& table, const CaseBitmap& selected, int weight, const SavedResponse& response);
+  // Weights of a sample become relative to their mean over the cases that are used. Throws DataError
+  // when the table has no such response.
+  ResponseCases(const Table& table, CaseWeights weights, const SavedResponse& response);
 
   // The case is selected, has a weight above 0 and the response with one of its codes.
   bool Uses(std::size_t i) const { return classOf_[i] != kNotUsed; }
   // Its place among the codes; 0 for a continuous response.
   int ClassOf(std::size_t i) const { return classOf_[i]; }
-  double Weight(std::size_t i) const;
+  double Weight(std::size_t i) const { return weights_.Of(i); }
+  const CaseWeights& Weights() const { return weights_; }
   SavedCounts None() const { return SavedCounts(size_); }
   void Add(std::size_t i, SavedCounts& counts) const;
 
  private:
   static constexpr int kNotUsed = -1;
   const Column& column_;
-  const Column* const weights_;
+  CaseWeights weights_;
   const bool isContinuous_;
   const std::size_t size_;
   std::vector<int> classOf_;
 };
+
+// Whether a case has no value.
+inline bool IsMissingIn(const Column& column, double value) {
+  return !std::isfinite(value) || IsMissing(value, column.missingCode);
+}
 
 }  // namespace velmora

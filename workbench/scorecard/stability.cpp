@@ -25,6 +25,7 @@ void AddTo(std::vector<double>& sums, const std::vector<double>& more) {
 struct Group {
   std::vector<double> cases;
   std::vector<SavedCounts> counts;  // of the bins; empty: not known
+  double weightSpread = 1;
 };
 
 double WeightOfEvidence(double bad, double good, double allBad, double allGood) {
@@ -116,14 +117,15 @@ PredictorInGroup FiguresOf(const Group& group, const GroupedPredictor& predictor
   return figures;
 }
 
-// The variance of the rate of a bin.
-double RateVariance(const SavedCounts& counts, const std::string& kind) {
+// The variance of the rate of a bin, whose cases are worth as many as Kish's effective number.
+double RateVariance(const SavedCounts& counts, const std::string& kind, double weightSpread) {
   if (kind == kBinary) {
-    const double n = counts[0] + counts[1], p = (counts[0] + 0.5) / (n + 1);
+    const double all = counts[0] + counts[1], n = all / weightSpread;
+    const double p = (counts[0] / weightSpread + 0.5) / (n + 1);
     return p * (1 - p) / n;
   }
-  const double n = counts[0], mean = counts[1] / n;
-  return n > 1 ? std::max(0.0, counts[2] / n - mean * mean) / (n - 1) : 0;
+  const double n = counts[0] / weightSpread, mean = counts[1] / counts[0];
+  return n > 1 ? std::max(0.0, counts[2] / counts[0] - mean * mean) / (n - 1) : 0;
 }
 
 int CrossingsOf(const PredictorInGroup& figures, const Group& group, const PredictorInGroup& reference,
@@ -137,8 +139,8 @@ int CrossingsOf(const PredictorInGroup& figures, const Group& group, const Predi
       const bool known = reference.bins[a].rate != kMissing && reference.bins[b].rate != kMissing &&
                          figures.bins[a].rate != kMissing && figures.bins[b].rate != kMissing;
       if (!known || !(before * now < 0)) continue;
-      const double error =
-          std::sqrt(RateVariance(group.counts[a], kind) + RateVariance(group.counts[b], kind));
+      const double error = std::sqrt(RateVariance(group.counts[a], kind, group.weightSpread) +
+                                     RateVariance(group.counts[b], kind, group.weightSpread));
       if (std::fabs(now) > error) ++crossings;
     }
   }
@@ -201,8 +203,9 @@ PredictorStability StabilityOf(const GroupedPredictor& predictor, const std::str
   std::vector<Group> groups;
   Group all;
   for (std::size_t g = 0; g < predictor.cases.size(); ++g) {
-    Group& group = groups.emplace_back(Group{predictor.cases[g], predictor.counts[g]});
+    Group& group = groups.emplace_back(Group{predictor.cases[g], predictor.counts[g], 1});
     if (anyUnbinned) group.cases.push_back(predictor.unbinned[g]);
+    if (!predictor.weightSpread.empty()) group.weightSpread = predictor.weightSpread[g];
     AddTo(all.cases, group.cases);
     if (group.counts.empty()) continue;
     all.counts.resize(group.counts.size());

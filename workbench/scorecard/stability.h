@@ -21,6 +21,9 @@ struct GroupedPredictor {
   std::vector<std::vector<double>> cases;        // by group, by bin; weighted
   std::vector<std::vector<SavedCounts>> counts;  // the same by response; empty for a group without it
   std::vector<double> unbinned;                  // by group; cases without a bin
+  // By group: the sum of the squared weights of a sample over the sum of the weights, by which fewer
+  // cases without weights say as much; empty: 1.
+  std::vector<double> weightSpread;
 };
 
 struct BinInGroup {

@@ -1,10 +1,9 @@
 #include "workbench/cli/scorecard/scorecard_command.h"
 
-#include <algorithm>
-
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/program_export.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/scorecard/scorecard_run.h"
 #include "workbench/documents/terminal_text.h"
@@ -21,16 +20,10 @@ struct CommandOptions {
   DataOptions data;
   OutputOptions output;
   ScorecardRequest request;
-  std::string bins, test, save, sql, python, pmml;
-  int sqlDialect = 0;
+  std::string bins, test, save;
+  ProgramExport programs;
 
-  std::vector<std::pair<const char*, const std::string*>> Files() const {
-    return {{"--save", &save}, {"--sql", &sql}, {"--python", &python}, {"--pmml", &pmml}};
-  }
-  bool SavesAny() const {
-    const auto files = Files();
-    return std::any_of(files.begin(), files.end(), [](const auto& file) { return !file.second->empty(); });
-  }
+  bool SavesAny() const { return !save.empty() || programs.Any(); }
 };
 
 // inMemory: the data and the bins are there, no file is named.
@@ -42,7 +35,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments, bool inMe
   ScorecardRequest& request = options.request;
   ScorecardSettings& settings = request.settings;
   request.cases.AddTo(parser);
-  parser.Flag("--raw-weights", request.cases.rawWeights);
+  request.cases.AddWeightsTo(parser);
   parser.Text("--response", request.response);
   parser.Text("--bad", request.bad);
   parser.Text("--good", request.good);
@@ -63,14 +56,10 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments, bool inMe
     parser.Text("--bins", options.bins);
     parser.Text("--test", options.test);
     parser.Text("--save", options.save);
-    parser.Text("--sql", options.sql);
-    parser.Choice("--sql-dialect", options.sqlDialect, SqlDialectNames());
-    parser.Text("--python", options.python);
-    parser.Text("--pmml", options.pmml);
+    options.programs.AddTo(parser);
   }
   parser.Parse(arguments);
-  if (request.cases.rawWeights && request.cases.weight.empty())
-    throw UsageError("--raw-weights needs --weight NAME.");
+  static_cast<void>(request.cases.MeaningOfWeights());
   if (settings.anySign && !settings.stepwise) throw UsageError("--any-sign needs --stepwise.");
   if (inMemory) return options;
   if (options.data.path.empty())
@@ -89,25 +78,14 @@ RunFiles FilesOf(const CommandOptions& options, const std::vector<Format>& forma
   files.Reads("--bins", options.bins);
   if (!options.test.empty()) files.ReadsTable("--test", options.test);
   AddOutputs(options.output, formats, kStem, {std::begin(kCsvFiles), std::end(kCsvFiles)}, files);
-  for (const auto& [option, name] : options.Files()) {
-    if (!name->empty()) files.Writes(option, *name);
-  }
+  if (!options.save.empty()) files.Writes("--save", options.save);
+  options.programs.AddFilesTo(files);
   return files;
 }
 
 void SaveFiles(const CommandOptions& options, const SavedBins& saved, OutputFiles& files) {
-  const auto add = [&](const std::string& name, const auto& make) {
-    if (!name.empty()) files.AddAt(PathOf(name), make());
-  };
-  add(options.save, [&] { return BinsJson(saved); });
-  add(options.sql, [&] {
-    std::vector<std::string> notices;
-    std::string sql = BinsSql(saved, notices, static_cast<SqlDialect>(options.sqlDialect));
-    for (const std::string& notice : notices) Warn(notice);
-    return sql;
-  });
-  add(options.python, [&] { return BinsPython(saved); });
-  add(options.pmml, [&] { return ScorecardPmml(saved); });
+  if (!options.save.empty()) files.AddAt(PathOf(options.save), BinsJson(saved));
+  options.programs.AddPrograms(saved, files);
 }
 
 }  // namespace

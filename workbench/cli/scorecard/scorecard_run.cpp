@@ -66,9 +66,10 @@ class SampleReader {
  public:
   SampleReader(const Table& table, const SavedResponse& response, const ScorecardRequest& request)
       : table_(table),
-        weight_(ChooseWeight(table, request.cases.weight, false)),
+        weight_(ChooseCaseWeight(table, request.cases, false)),
+        meaning_(request.cases.MeaningOfWeights()),
         response_(response),
-        cases_(table, SelectedCases(table, request.cases), weight_, response) {
+        cases_(table, CaseWeights(table, SelectedCases(table, request.cases), weight_, meaning_), response) {
     for (std::size_t i = 0; i < static_cast<std::size_t>(table.caseCount); ++i) {
       if (cases_.Uses(i)) used_.push_back(i);
     }
@@ -85,20 +86,14 @@ class SampleReader {
     return weight_ == 0 ? none : table_.Variable(weight_).name;
   }
 
-  // raw: weights as they are; else relative to their mean.
-  WoeCases Read(const std::vector<const SavedPredictor*>& predictors, const std::string& binsFile, bool raw,
+  WoeCases Read(const std::vector<const SavedPredictor*>& predictors, const std::string& binsFile,
                 std::vector<std::string>& notices) const {
     WoeCases cases;
-    double sum = 0;
     for (const std::size_t i : used_) {
       cases.isBad.push_back(cases_.ClassOf(i) == 0 ? 1 : 0);
       if (weight_ != 0) cases.weights.push_back(cases_.Weight(i));
-      sum += cases_.Weight(i);
     }
-    cases.sampled = weight_ != 0 && !raw;
-    if (cases.sampled) {
-      for (double& weight : cases.weights) weight *= static_cast<double>(used_.size()) / sum;
-    }
+    cases.sampled = weight_ != 0 && meaning_ == WeightMeaning::kSampling;
     ProgressBar bar;
     bar.Start("Binning " + table_.fileName);
     for (std::size_t k = 0; k < predictors.size(); ++k) {
@@ -131,6 +126,7 @@ class SampleReader {
 
   const Table& table_;
   const int weight_;
+  const WeightMeaning meaning_;
   const SavedResponse& response_;
   const ResponseCases cases_;
   std::vector<std::size_t> used_;
@@ -240,8 +236,8 @@ ScorecardReport MakeScorecard(const Table& table, const SavedBins& bins, const s
   report.settings = request.settings;
   const std::vector<const SavedPredictor*> predictors = ChosenPredictors(table, response, request, binsFile);
   const SampleReader reader(table, response, request);
-  report.weightVariable = reader.WeightName();
-  WoeCases training = reader.Read(predictors, binsFile, request.cases.rawWeights, report.notices);
+  (request.cases.count.empty() ? report.weightVariable : report.countVariable) = reader.WeightName();
+  WoeCases training = reader.Read(predictors, binsFile, report.notices);
   std::optional<WoeCases> heldOut, tested;
   if (request.holdout > 0) {
     if (bins.dataFile == table.fileName)
@@ -257,8 +253,7 @@ ScorecardReport MakeScorecard(const Table& table, const SavedBins& bins, const s
       throw RunError("--holdout leaves no bad or no good case in one of the samples.");
   }
   if (test) {
-    tested = SampleReader(*test, response, request)
-                 .Read(predictors, binsFile, request.cases.rawWeights, report.notices);
+    tested = SampleReader(*test, response, request).Read(predictors, binsFile, report.notices);
   }
   ProgressBar bar;
   bar.Start("Fitting the scorecard");

@@ -61,9 +61,12 @@ std::vector<int> GroupsOf(const Column& column, const CaseBitmap& selected, Stab
 }
 
 GroupedPredictor Grouped(const SavedPredictor& predictor, const std::vector<std::int32_t>& bins,
-                         const ResponseCases& cases, const std::vector<int>& groups, std::size_t groupCount) {
+                         const ResponseCases& cases, const std::vector<int>& groups,
+                         const std::vector<double>& weightSpread) {
+  const std::size_t groupCount = weightSpread.size();
   GroupedPredictor grouped;
   grouped.name = predictor.name;
+  grouped.weightSpread = weightSpread;
   for (const SavedBin& bin : predictor.bins) {
     grouped.labels.push_back(bin.label);
     grouped.values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
@@ -111,6 +114,7 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
         " in no group.");
   constexpr int kAll = 1 << 30;
   const SavedBins bins = SavedBinsOf(report, table, kAll);
+  const CaseWeights weights(table, selected, session.WeightVariable(), report.weights);
   ProgressBar bar;
   bar.Start("Comparing the groups of " + column.name);
   for (const SavedResponse& response : bins.responses) {
@@ -118,14 +122,18 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
     own.name = response.name;
     own.kind = response.kind;
     own.codes = response.codes;
-    const ResponseCases cases(table, selected, session.WeightVariable(), response);
+    const ResponseCases cases(table, weights, response);
+    std::vector<double> weightSpread;
+    for (int group = 0; group < static_cast<int>(stability->groups.size()); ++group)
+      weightSpread.push_back(
+          cases.Weights().Spread([&](std::size_t i) { return cases.Uses(i) && groups[i] == group; }));
     for (std::size_t k = 0; k < response.predictors.size(); ++k) {
       bar.Update(static_cast<double>(k) / static_cast<double>(response.predictors.size()));
       std::vector<std::string> notices;  // every level is in the data
       const BinnedPredictor binned = BinCases(response.predictors[k], "the bins", table, notices,
                                               [](double) { return !WasInterrupted(); });
       own.predictors.push_back(
-          StabilityOf(Grouped(response.predictors[k], binned.bins, cases, groups, stability->groups.size()),
+          StabilityOf(Grouped(response.predictors[k], binned.bins, cases, groups, weightSpread),
                       response.kind, stability->referenceIsAll ? kAllGroups : 0));
     }
   }

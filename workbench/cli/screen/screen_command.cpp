@@ -44,22 +44,6 @@ void CheckOptions(const ScreenOptions& options) {
   }
 }
 
-WeightMeaning MeaningOfWeights(const CaseOptions& cases) {
-  if (!cases.count.empty() && !cases.weight.empty())
-    throw UsageError(
-        "--count and --weight: give one of them; a row stands for equal cases, or has a weight.");
-  if (cases.rawWeights && cases.weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
-  if (!cases.count.empty()) return WeightMeaning::kCounts;
-  return cases.rawWeights ? WeightMeaning::kAsGiven : WeightMeaning::kSampling;
-}
-
-// The variable of the weights or counts, 0 for none.
-int ChooseCaseWeight(const Table& table, const ScreenOptions& options) {
-  const CaseOptions& cases = options.settings.cases;
-  if (!cases.count.empty()) return ChooseCount(table, cases.count);
-  return ChooseWeight(table, cases.weight, options.binning.classic || cases.rawWeights);
-}
-
 std::string ScriptOf(const ScreenOptions& options, const std::vector<Format>& formats, const Table& table,
                      const ScreenChoice& choice) {
   if (!options.binning.classic) {
@@ -144,8 +128,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.data.AddTo(parser);
   settings.cases.AddTo(parser);
   options.output.AddTo(parser);
-  parser.Text("--count", settings.cases.count);
-  parser.Flag("--raw-weights", settings.cases.rawWeights);
+  settings.cases.AddWeightsTo(parser);
   parser.Flag("--print-script", options.printScript);
   options.module.AddTo(parser);
   options.save.AddTo(parser);
@@ -174,7 +157,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.binning.Check(parser, options.request);
   options.evidence.Check(parser);
   options.redundancy.Check(parser, options.binning.classic || options.binning.search == 1);
-  options.binning.weights = MeaningOfWeights(settings.cases);
+  options.binning.weights = settings.cases.MeaningOfWeights();
   settings.rankBy = options.binning.Ranking(parser);
   settings.saveChance = options.binning.saveChance;
   options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
@@ -228,7 +211,8 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data);
-  const int weight = ChooseCaseWeight(table, options);
+  const int weight = ChooseCaseWeight(table, options.settings.cases,
+                                      options.binning.classic || options.settings.cases.rawWeights);
   const ScreenChoice choice =
       ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
   return Run(options, sessionOptions, std::move(table), choice, weight);
@@ -256,7 +240,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
       options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms, options.data.threads);
 
   Table table = LoadTable(options.data);
-  const int weight = ChooseCaseWeight(table, options);
+  const int weight = ChooseCaseWeight(table, cases, options.binning.classic || cases.rawWeights);
   const CaseBitmap selected = SelectedCases(table, cases);
   const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
   if (options.printScript) {

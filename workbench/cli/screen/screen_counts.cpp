@@ -1,96 +1,16 @@
 #include "workbench/cli/screen/screen_counts.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <map>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "workbench/data/names.h"
+#include "workbench/scorecard/binned_cases.h"
 
 namespace velmora {
 namespace {
-
-// The value that a code's text means: its label's, else the number it reads as.
-double ValueOfCode(const Column& column, const std::string& code) {
-  if (const double* labelled = column.ValueOf(code)) return *labelled;
-  double value = kMissing;
-  std::from_chars(code.data(), code.data() + code.size(), value);
-  return value;
-}
-
-bool IsMissingIn(const Column& column, double value) {
-  return !std::isfinite(value) || IsMissing(value, column.missingCode);
-}
-
-// What every case adds to the counts of its place.
-class ResponseSums {
- public:
-  ResponseSums(const Table& table, const CaseBitmap& selected, int weight, WeightMeaning meaning,
-               const SavedResponse& response)
-      : column_(table.Variable(ResolveVariable(table, response.name))),
-        weights_(weight == 0 ? nullptr : &table.Variable(weight)),
-        isContinuous_(response.kind == "continuous"),
-        size_(CountsPerBin(response)),
-        classOf_(column_.values.size(), kNotUsed) {
-    std::vector<double> codes;
-    for (const std::string& code : response.codes) codes.push_back(ValueOfCode(column_, code));
-    for (std::size_t i = 0; i < classOf_.size(); ++i) {
-      const double value = column_.values[i];
-      if (!selected.Contains(static_cast<std::int64_t>(i)) || !(Weight(i) > 0) || IsMissingIn(column_, value))
-        continue;
-      if (isContinuous_) {
-        classOf_[i] = 0;
-        continue;
-      }
-      for (std::size_t code = 0; code < codes.size(); ++code) {
-        if (NearlyEqualDoubles(value, codes[code])) classOf_[i] = static_cast<int>(code);
-      }
-    }
-    if (meaning == WeightMeaning::kSampling) unit_ = MeanWeight();
-  }
-
-  bool Uses(std::size_t i) const { return classOf_[i] != kNotUsed; }
-  SavedCounts None() const { return SavedCounts(size_); }
-  double Weight(std::size_t i) const {
-    if (weights_ == nullptr) return 1;
-    const double weight = weights_->values[i];
-    return IsMissingIn(*weights_, weight) ? 0 : weight / unit_;
-  }
-  void Add(std::size_t i, SavedCounts& counts) const {
-    const double weight = Weight(i);
-    if (!isContinuous_) {
-      counts[static_cast<std::size_t>(classOf_[i])] += weight;
-      return;
-    }
-    const double y = column_.values[i];
-    counts[0] += weight;
-    counts[1] += weight * y;
-    counts[2] += weight * y * y;
-  }
-
- private:
-  static constexpr int kNotUsed = -1;
-
-  double MeanWeight() const {
-    double sum = 0, count = 0;
-    for (std::size_t i = 0; i < classOf_.size(); ++i) {
-      if (!Uses(i)) continue;
-      sum += Weight(i);
-      ++count;
-    }
-    return sum > 0 && std::isfinite(sum) ? sum / count : 1;
-  }
-
-  const Column& column_;
-  const Column* const weights_;
-  const bool isContinuous_;
-  const std::size_t size_;
-  double unit_ = 1;  // the weight in the table that counts as one case
-  std::vector<int> classOf_;
-};
 
 void AddTo(SavedCounts& sums, const SavedCounts& more) {
   for (std::size_t i = 0; i < more.size(); ++i) sums[i] += more[i];
@@ -100,7 +20,7 @@ void AddTo(SavedCounts& sums, const SavedCounts& more) {
 // share of the cases. None reaches over a cut point, so that every bin is some of them.
 std::vector<SavedPreBin> PreBinsOf(const SavedPredictor& predictor,
                                    std::vector<std::pair<double, std::size_t>> cases,
-                                   const ResponseSums& sums) {
+                                   const ResponseCases& sums) {
   std::sort(cases.begin(), cases.end());
   std::size_t distinct = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) distinct += i == 0 || cases[i].first != cases[i - 1].first;
@@ -130,7 +50,7 @@ std::vector<SavedPreBin> PreBinsOf(const SavedPredictor& predictor,
   return preBins;
 }
 
-void AddCounts(const Column& column, const ResponseSums& sums, SavedPredictor& predictor) {
+void AddCounts(const Column& column, const ResponseCases& sums, SavedPredictor& predictor) {
   for (SavedBin& bin : predictor.bins) bin.counts = sums.None();
   for (SavedLevel& level : predictor.levels) level.counts = sums.None();
   predictor.missingCounts = sums.None();
@@ -184,10 +104,11 @@ void AddCounts(const Column& column, const ResponseSums& sums, SavedPredictor& p
 
 void AddCounts(const Table& table, const CaseBitmap& selected, int weight, WeightMeaning meaning,
                SavedBins& bins) {
+  const CaseWeights weights(table, selected, weight, meaning);
   for (SavedResponse& response : bins.responses) {
-    const ResponseSums sums(table, selected, weight, meaning, response);
+    const ResponseCases cases(table, weights, response);
     for (SavedPredictor& predictor : response.predictors)
-      AddCounts(table.Variable(ResolveVariable(table, predictor.name)), sums, predictor);
+      AddCounts(table.Variable(ResolveVariable(table, predictor.name)), cases, predictor);
   }
 }
 

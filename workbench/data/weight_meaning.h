@@ -1,0 +1,12 @@
+// What the weight variable of an analysis means.
+#pragma once
+
+namespace velmora {
+
+enum class WeightMeaning {
+  kAsGiven,   // the sum of the weights is the number of cases
+  kSampling,  // relative to their mean over the cases of a response, so that their unit does not matter
+  kCounts,    // a row stands for so many equal cases
+};
+
+}  // namespace velmora
