@@ -4,24 +4,23 @@
 
 namespace velmora::binning {
 
-Assessment AssessBins(const SearchedPredictor& predictor,
-                      const std::function<std::vector<int>(const PreBinSums&)>& find) {
+Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>& binOf,
+                      const BinFinder& find) {
   // Special codes are pre-bins that no search joins with others.
   PreBins whole = predictor.values;
   for (const PreBins& special : predictor.specials) Append(special, whole);
   const auto findAll = [&](const PreBinSums& sums) {
     if (predictor.specials.empty()) return find(sums);
-    std::vector<int> binOf = find(FirstPreBins(sums, predictor.values.Count()));
-    int count = *std::max_element(binOf.begin(), binOf.end()) + 1;
-    for (std::size_t i = 0; i < predictor.specials.size(); ++i) binOf.push_back(count++);
-    return binOf;
+    std::vector<int> all = find(FirstPreBins(sums, predictor.values.Count()));
+    int count = *std::max_element(all.begin(), all.end()) + 1;
+    for (std::size_t i = 0; i < predictor.specials.size(); ++i) all.push_back(count++);
+    return all;
   };
   MissingCases rule;
   if (predictor.missing) rule = {&*predictor.missing, predictor.missingPlace};
   Assessment assessment;
   assessment.validation = CrossValidate(whole, findAll, rule);
   const PreBinSums& values = predictor.values.sums;
-  const std::vector<int> binOf = find(values);
   const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
   const bool missingDiffer = predictor.missing && predictor.missingPlace == vlm::kMissingOwnBin &&
                              MissingCasesDiffer(values, predictor.missing->sums);

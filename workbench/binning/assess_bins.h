@@ -1,7 +1,6 @@
 // What the bins that a search finds are worth: figures of cases held out, and whether they say more than one bin does.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <vector>
 
@@ -22,9 +21,9 @@ struct Assessment {
   bool noBetterThanChance = false;
 };
 
-// find: the bin of each pre-bin from sums of values; called once more than there are folds.
-Assessment AssessBins(const SearchedPredictor& predictor,
-                      const std::function<std::vector<int>(const PreBinSums&)>& find);
+// binOf: the bins that the search gives the values; find: the search, repeated on the cases of all folds but one.
+Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>& binOf,
+                      const BinFinder& find);
 
 // The rules as far as the response has such a criterion and such a shape. classCount 0: measured.
 BinningRules RulesThatApply(BinningRules rules, int classCount);

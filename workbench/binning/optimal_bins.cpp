@@ -523,8 +523,7 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
   return bins;
 }
 
-Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find,
-                         const MissingCases& missing) {
+Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing) {
   Validation result;
   std::vector<Errors> errors;
   std::vector<double> informationValues, ginis;

@@ -82,11 +82,13 @@ struct MissingCases {
   vlm::MissingBin place = vlm::kMissingLeftOut;
 };
 
-// pre.folds must be there. find: the bin of each pre-bin from the sums of the other folds; called kFoldCount times.
+// A search for bins: the bin of each pre-bin, from 0.
+using BinFinder = std::function<std::vector<int>(const PreBinSums&)>;
+
+// pre.folds must be there. find: called kFoldCount times, with the sums of all folds but one.
 // Missing cases that are left out have no weight of evidence and the overall mean, so that predictors are compared on
 // all cases.
-Validation CrossValidate(const PreBins& pre, const std::function<std::vector<int>(const PreBinSums&)>& find,
-                         const MissingCases& missing = {});
+Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing = {});
 
 // The sums of each bin. binOf: the bin of each pre-bin, -1 for none.
 PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount);

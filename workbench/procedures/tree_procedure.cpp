@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "base/tolerant.h"
-#include "workbench/binning/optimal_bins.h"
+#include "workbench/binning/assess_bins.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/expression.h"
 #include "workbench/procedures/procedure.h"
@@ -35,44 +35,6 @@ std::vector<int> NumbersFromLeftToRight(const stats::Tree& tree) {
 
 constexpr vlm::TreeFit kNoFit = {
     -1, 0, 0, vlm::kAnyShape, vlm::kMissingValue, vlm::kMissingValue, vlm::kMissingValue};
-
-// Of two classes the shape is that of the last one's rate, which the search has in the first place.
-void SwapTwoClasses(binning::PreBins& pre) {
-  const auto swap = [](binning::PreBinSums& sums) {
-    for (std::size_t i = 0; i + 1 < sums.values.size(); i += 2) std::swap(sums.values[i], sums.values[i + 1]);
-  };
-  if (pre.sums.classCount != 2) return;
-  swap(pre.sums);
-  for (binning::PreBinSums& fold : pre.folds) swap(fold);
-}
-
-// The rules as far as the response has such a criterion and such a shape.
-binning::BinningRules RulesThatApply(binning::BinningRules rules, const stats::TreeResponse& response) {
-  using binning::Criterion;
-  const bool twoClasses = !response.continuous && response.classCount == 2;
-  Criterion& criterion = rules.partition.criterion;
-  if ((criterion == Criterion::kInformationValue && !twoClasses) ||
-      (criterion == Criterion::kGini && response.continuous) ||
-      (criterion == Criterion::kVariance && !response.continuous))
-    criterion = Criterion::kDeviance;
-  if (!twoClasses && !response.continuous) rules.partition.shape = binning::Shape::kFree;
-  return rules;
-}
-
-int ShapeNumber(binning::Shape shape) {
-  switch (shape) {
-    case binning::Shape::kAscending:
-      return vlm::kAscendingShape;
-    case binning::Shape::kDescending:
-      return vlm::kDescendingShape;
-    case binning::Shape::kPeak:
-      return vlm::kPeakShape;
-    case binning::Shape::kValley:
-      return vlm::kValleyShape;
-    default:
-      return vlm::kAnyShape;
-  }
-}
 
 class TreeData final : public vlm::ITree {
  public:
@@ -144,8 +106,9 @@ class TreeProcedure final : public Procedure {
   stats::Tree GrowUserBins(const stats::SortedOrder& order, const UserBins& own);
   stats::Tree GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan);
   std::vector<int> BinOfValues(const stats::SortedOrder& order) const;
-  binning::Validation Validate(const binning::PreBins& pre,
-                               const std::function<std::vector<int>(const binning::PreBinSums&)>& find);
+  binning::SearchedPredictor Searched(binning::PreBins values);
+  binning::Validation Assess(const binning::SearchedPredictor& searched, const std::vector<int>& binOf,
+                             const binning::BinFinder& find);
   void Report(const binning::PreBins& pre, const stats::SortedOrder& order,
               const binning::BinningRules* rules, const binning::Validation& validation) const;
   std::vector<std::uint16_t> PreBinOfCases(const stats::SortedOrder& order,
@@ -318,10 +281,10 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
     tree_ = std::move(tree);
     std::vector<int> each(tree_.bins.size());
     std::iota(each.begin(), each.end(), 0);
-    binning::PreBins bins =
-        binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), *shared_->FoldsOf(grownOn_));
-    SwapTwoClasses(bins);
-    Report(bins, order, nullptr, Validate(bins, [&](const binning::PreBinSums&) { return each; }));
+    const binning::SearchedPredictor searched = Searched(
+        binning::MakeBins(grownOn_->tree, column, order, BinOfValues(order), *shared_->FoldsOf(grownOn_)));
+    Report(searched.values, order, nullptr,
+           Assess(searched, each, [&](const binning::PreBinSums&) { return each; }));
     tree = std::move(tree_);
   }
   return tree;
@@ -329,24 +292,25 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
 
 stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan) {
   const std::vector<double>& column = Predictor().values;
-  const binning::BinningRules rules = RulesThatApply(plan.RulesFor(predictor_), grownOn_->tree);
-  const HostProcedures::Shared::FoldsPointer shared = shared_->FoldsOf(grownOn_);
-  const std::span<const std::uint8_t> folds = *shared;
-  binning::PreBins pre = categorical_
-                             ? binning::MakeLevels(grownOn_->tree, column, order, folds)
-                             : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, folds);
-  if (pre.Count() == 0) return {};
-  if (pre.Count() == 1 && missing_.empty() && special_.empty())
+  const binning::BinningRules rules = binning::RulesThatApply(
+      plan.RulesFor(predictor_), grownOn_->tree.continuous ? 0 : grownOn_->tree.classCount);
+  const HostProcedures::Shared::FoldsPointer folds = shared_->FoldsOf(grownOn_);
+  binning::PreBins values = categorical_
+                                ? binning::MakeLevels(grownOn_->tree, column, order, *folds)
+                                : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, *folds);
+  if (values.Count() == 0) return {};
+  if (values.Count() == 1 && missing_.empty() && special_.empty())
     throw DataError("It has one value in the cases used.");
-  SwapTwoClasses(pre);
+  const binning::SearchedPredictor searched = Searched(std::move(values));
+  const binning::PreBins& pre = searched.values;
   shared_->Checkpoint();
   const auto find = [&](const binning::PreBinSums& sums) {
     return categorical_ ? binning::FindLevelBins(sums, rules) : binning::FindOrderedBins(sums, rules);
   };
   const binning::OptimalBins found = find(pre.sums);
   fit_.mergedGreedily = found.greedy ? 1 : 0;
-  fit_.shape = ShapeNumber(found.shape);
-  const binning::Validation validation = Validate(pre, [&](const binning::PreBinSums& sums) {
+  fit_.shape = binning::ShapeNumber(found.shape);
+  const binning::Validation validation = Assess(searched, found.binOf, [&](const binning::PreBinSums& sums) {
     shared_->Checkpoint();
     return find(sums).binOf;
   });
@@ -368,45 +332,37 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
                                   dropped);
 }
 
-// What the bins are worth on other cases, and whether they say more than one bin of all cases.
-binning::Validation TreeProcedure::Validate(
-    const binning::PreBins& pre, const std::function<std::vector<int>(const binning::PreBinSums&)>& find) {
-  // Special codes are pre-bins that no search joins with others.
-  binning::PreBins whole = pre;
-  std::vector<binning::PreBins> specials;
-  for (const SpecialBin& special : special_) {
-    specials.push_back(binning::MakeMissingBin(grownOn_->tree, special.cases, *shared_->FoldsOf(grownOn_)));
-    SwapTwoClasses(specials.back());
-    binning::Append(specials.back(), whole);
-  }
-  const auto findAll = [&](const binning::PreBinSums& sums) {
-    if (specials.empty()) return find(sums);
-    std::vector<int> binOf = find(binning::FirstPreBins(sums, pre.Count()));
-    int count = *std::max_element(binOf.begin(), binOf.end()) + 1;
-    for (std::size_t i = 0; i < specials.size(); ++i) binOf.push_back(count++);
-    return binOf;
+// The predictor with its special codes and its missing cases, which count in the comparison with
+// other predictors even when they are left out of the bins.
+binning::SearchedPredictor TreeProcedure::Searched(binning::PreBins values) {
+  const HostProcedures::Shared::FoldsPointer folds = shared_->FoldsOf(grownOn_);
+  const auto preBinOf = [&](const std::vector<std::uint32_t>& cases) {
+    binning::PreBins bin = binning::MakeMissingBin(grownOn_->tree, cases, *folds);
+    binning::SwapTwoClasses(bin);
+    return bin;
   };
-  const bool dropped = MissingPlace() == vlm::kMissingLeftOut;
+  binning::SearchedPredictor searched;
+  searched.missingPlace = MissingPlace();
+  searched.values = std::move(values);
+  binning::SwapTwoClasses(searched.values);
+  for (const SpecialBin& special : special_) searched.specials.push_back(preBinOf(special.cases));
   const std::vector<std::uint32_t> without =
-      dropped ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
-  binning::PreBins missing = binning::MakeMissingBin(grownOn_->tree, without, *shared_->FoldsOf(grownOn_));
-  SwapTwoClasses(missing);
-  binning::MissingCases rule;
-  if (!without.empty()) rule = {&missing, MissingPlace()};
-  const binning::Validation validation = binning::CrossValidate(whole, findAll, rule);
+      MissingPlace() == vlm::kMissingLeftOut ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
+  if (!without.empty()) searched.missing = preBinOf(without);
+  return searched;
+}
+
+// What the bins are worth on other cases, and whether they say more than one bin of all cases.
+binning::Validation TreeProcedure::Assess(const binning::SearchedPredictor& searched,
+                                          const std::vector<int>& binOf, const binning::BinFinder& find) {
+  const binning::Assessment assessment = binning::AssessBins(searched, binOf, find);
+  const binning::Validation& validation = assessment.validation;
   if (!grownOn_->tree.continuous && grownOn_->tree.classCount == 2) {
     fit_.heldOutInformationValue = validation.informationValue;
     fit_.heldOutGini = validation.gini;
   }
   fit_.heldOutExplained = validation.explained;
-  const std::vector<int> binOf = find(pre.sums);
-  const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
-  const bool missingCount = !missing_.empty() && MissingPlace() == vlm::kMissingOwnBin;
-  const bool anyDiffers = (missingCount && binning::MissingCasesDiffer(pre.sums, missing.sums)) ||
-                          std::any_of(specials.begin(), specials.end(), [&](const binning::PreBins& special) {
-                            return binning::MissingCasesDiffer(pre.sums, special.sums);
-                          });
-  fit_.noBetterThanChance = oneBin && !anyDiffers ? 1 : 0;
+  fit_.noBetterThanChance = assessment.noBetterThanChance ? 1 : 0;
   return validation;
 }
 

@@ -226,7 +226,7 @@ class PredictorScreening {
     };
     const binning::OptimalBins found = find(searched_.values.sums);
     const binning::Assessment assessment =
-        binning::AssessBins(searched_, [&](const binning::PreBinSums& sums) { return find(sums).binOf; });
+        binning::AssessBins(searched_, found.binOf, [&](const binning::PreBinSums& sums) { return find(sums).binOf; });
     vlm::ScreeningPredictor& figures = predictor_.figures;
     figures.mergedGreedily = found.greedy ? 1 : 0;
     figures.shape = binning::ShapeNumber(found.shape);
