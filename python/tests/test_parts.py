@@ -169,6 +169,12 @@ def test_faults(credit):
     other = Run("feature-selection", {"dependents": "age"}, {}).state_of(parts[1].to_batches())
     with pytest.raises(velmora.VelmoraError, match="different runs"):
         run.merged(session, [state, other])
+    more = run.merged(session, [state, run.state_of(parts[1].to_batches())])
+    run.second = run.merged(session, [state]).second_pass()
+    sums = run.merged(session, [run.state_of(parts[0].to_batches())])
+    with pytest.raises(velmora.VelmoraError, match="not made from this state of the first pass"):
+        more.finish(sums)
+    run.second = None
     place = parts[1].column_names.index("amount")
     texts = parts[1].set_column(place, "amount", pa.array(["much"] * len(parts[1])))
     with pytest.raises(velmora.VelmoraError, match='"amount" holds numbers in one part'):

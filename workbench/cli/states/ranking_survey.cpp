@@ -6,6 +6,7 @@
 #include "workbench/cli/feature_selection/feature_selection_command.h"
 #include "workbench/cli/feature_selection/feature_selection_run.h"
 #include "workbench/cli/module_path.h"
+#include "workbench/cli/states/survey_groups.h"
 #include "workbench/cli/states/survey_run.h"
 #include "workbench/data/measurement.h"
 #include "workbench/ranking/test_pairs.h"
@@ -14,9 +15,6 @@ namespace velmora {
 namespace {
 
 using Cell = states::PairSums::Cell;
-
-// A table of more cells is not kept: states are small.
-constexpr double kMostCells = 4e6;
 
 // The cells of a pair without those of cases that have no predictor.
 struct Grid {
@@ -127,23 +125,15 @@ class RankingSurvey final : public SurveyRun {
   RankingSurvey(PartRunKey key, states::CaseRules rules, FeatureSelectionOptions options)
       : SurveyRun(std::move(key), std::move(rules), options.data), options_(std::move(options)) {}
 
-  std::string SecondPass() const override {
-    const Table table = Representatives();
-    return SumsRun(PlanFor(table, Choose(table))).Bytes();
-  }
-
-  std::unique_ptr<FinishedRun> Finish(const PartRun& sums, const std::string& moduleWord) const override {
-    const auto* const second = dynamic_cast<const SumsRun*>(&sums);
-    if (second == nullptr) throw UsageError("The second state is not one of a second pass.");
-    std::vector<std::string> words = Key().words;
-    words.push_back(moduleWord);
+ private:
+  std::unique_ptr<FinishedRun> FinishRun(Table table, const SumsRun& sums,
+                                         const std::vector<std::string>& words) const override {
     const FeatureSelectionOptions options = ParseFeatureSelection(words);
-    Table table = Representatives();
     const VariableChoice choice = Choose(table);
     auto run = std::make_unique<FinishedRun>(true, MakeSessionOptions(options.module, Readers::kPrograms, 1));
     run->session.SetTable(table);
     table.caseCount = static_cast<std::int64_t>(Totals().rows);
-    run->featureSelection = ReportRanking(table, choice, options_.settings, Rank(choice, *second));
+    run->featureSelection = ReportRanking(table, choice, options_.settings, Rank(choice, sums));
     std::vector<int> cut = choice.continuousPredictors;
     if (options_.settings.cutDependents)
       cut.insert(cut.end(), choice.continuousDependents.begin(), choice.continuousDependents.end());
@@ -152,20 +142,15 @@ class RankingSurvey final : public SurveyRun {
     return run;
   }
 
- private:
   VariableChoice Choose(const Table& table) const {
     VariableChoice choice = ChooseVariables(table, options_.variables);
-    const auto isUncounted = [&](int number) {
-      const states::VariableSurvey& survey = Survey(number);
-      return survey.HasTooManyLevels() || !survey.Cells().IsExact();
-    };
     for (const int number : choice.categoricalDependents) {
-      if (isUncounted(number))
+      if (IsUncounted(number))
         throw UsageError("--dependents: " + table.Variable(number).name +
                          " has too many different values to be an outcome of classes.");
     }
     std::erase_if(choice.categoricalPredictors, [&](int number) {
-      if (!isUncounted(number)) return false;
+      if (!IsUncounted(number)) return false;
       const auto most =
           Survey(number).HasTooManyLevels() ? Key().settings.limits.levels : Key().settings.limits.cells;
       choice.leftOut.push_back({number, table.Variable(number).name, RoleName(Role::kIdentifier),
@@ -184,13 +169,9 @@ class RankingSurvey final : public SurveyRun {
                        MassFactor());
   }
 
-  SumsRun::Plan PlanFor(const Table& table, const VariableChoice& choice) const {
+  void PlanSums(const Table& table, SumsRun::Plan& plan) const override {
+    const VariableChoice choice = Choose(table);
     const ranking::RankingPlan ranking = PlanOf(choice, options_.settings);
-    SumsRun::Plan plan;
-    plan.key = Key();
-    plan.rules = Rules();
-    plan.missingCodes = options_.data.missingCodes;
-    plan.missingTexts = MissingTexts();
     for (const int number : choice.continuousDependents) {
       SumsRun::Outcome& outcome = plan.outcomes.emplace_back();
       const states::VariableSurvey& survey = Survey(number);
@@ -203,17 +184,8 @@ class RankingSurvey final : public SurveyRun {
     }
     for (const int number : choice.categoricalDependents)
       plan.outcomes.emplace_back().classes = LevelsOf(Survey(number));
-    for (const int number : choice.continuousPredictors)
-      plan.predictors.push_back(GroupsOf(number, true, ranking));
-    for (const int number : choice.categoricalPredictors)
-      plan.predictors.push_back(GroupsOf(number, false, ranking));
-    for (const states::Grouping& predictor : plan.predictors) {
-      for (const SumsRun::Outcome& outcome : plan.outcomes) {
-        const double columns = outcome.IsMeasured() ? 1 : outcome.classes.Count();
-        plan.counted.push_back((predictor.Count() + 1.0) * columns <= kMostCells ? 1 : 0);
-      }
-    }
-    return plan;
+    for (const int number : choice.continuousPredictors) plan.AddPredictor(GroupsOf(number, true, ranking));
+    for (const int number : choice.categoricalPredictors) plan.AddPredictor(GroupsOf(number, false, ranking));
   }
 
   ranking::Ranking Rank(const VariableChoice& choice, const SumsRun& sums) const {
@@ -234,8 +206,6 @@ class RankingSurvey final : public SurveyRun {
     predictors.insert(predictors.end(), choice.categoricalPredictors.begin(),
                       choice.categoricalPredictors.end());
     const SumsRun::Plan& counted = sums.ThePlan();
-    if (counted.outcomes.size() != dependents.size() || counted.predictors.size() != predictors.size())
-      throw DataError("The states belong to different runs.");
     const PairTester tester(plan, MassFactor());
     for (std::size_t d = 0; d < dependents.size(); ++d) {
       ranking::RankedOutcome outcome;
