@@ -14,6 +14,52 @@ struct Place {
   const char* withoutXlsx;
 };
 
+// The options on reading data, the same in the help of every command.
+struct OptionText {
+  const char* option;
+  const char* text;
+};
+constexpr OptionText kDataOptions[] = {
+    {"--missing NAME=CODE...",
+     "a number or a label that means missing in this variable; NAME=CODE,CODE for several, a pattern such as "
+     "'q*=99' for several variables"},
+    {"--missing-text TEXT",
+     "a text that means missing in every variable of a text file, such as NA; A,B for several"},
+    {"--delimiter C", "field separator of a text file (default: detected); tab for a tab"},
+    {"--encoding E", "of a text file: utf-8, utf-16, utf-16be or windows-1252 (default: detected)"},
+    {"--no-header", "the first line of a text file is a case; variables are called v1, v2, ..."},
+    {"--ragged HOW",
+     "what to do with rows of a text file that have more or fewer fields than columns: error (default), pad "
+     "(with missing values; what is too much is cut) or skip"},
+    {"--date-parts NAME", "adds year, month, day and weekday of this date as variables"},
+    {"--since NAME=DATE", "adds the days since DATE (YYYY-MM-DD) as a variable"},
+    {"--sheet NAME", "sheet of a workbook, by name or number (default: the first that is visible)"},
+    {"--range CELLS", "cells of a sheet, such as B3:F200; the first row names the columns"},
+    {"--table NAME", "table of a database, where it has several"},
+    {"--sql-from QUERY",
+     "SELECT over a database, or without DATA over files: \"SELECT * FROM 'a.parquet'\""}};
+
+// Texts begin at a column; lines are shorter than 120 characters.
+std::string DataOptions(std::size_t column) {
+  constexpr std::size_t kMostColumns = 119;
+  std::string lines;
+  for (const OptionText& one : kDataOptions) {
+    std::string line = std::string("  ") + one.option;
+    line.resize(column - 1, ' ');
+    for (std::string_view rest = one.text; !rest.empty();) {
+      const std::size_t end = std::min(rest.find(' '), rest.size());
+      if (line.size() + 1 + end > kMostColumns) {
+        lines += line + "\n";
+        line.assign(column - 1, ' ');
+      }
+      line.append(" ").append(rest.substr(0, end));
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    lines += line + "\n";
+  }
+  return lines;
+}
+
 constexpr Place kPlaces[] = {
     {"@FORMATS@", "terminal, json, csv, xlsx or html", "terminal, json, csv or html"},
     {"@SCREEN_FILES@", "screening.html, .xlsx, .json, .csv and screening_bins.csv",
@@ -64,6 +110,8 @@ std::string HelpPage(std::string_view page) {
             "the\n"
             "address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
           : "a CSV, TSV, Parquet or JSON-lines file or a DuckDB database (.duckdb)");
+  ReplaceAll(text, "@DATA_OPTIONS@", DataOptions(30));
+  ReplaceAll(text, "@DATA_OPTIONS_26@", DataOptions(26));
   AdaptCommands(text);
   return text;
 }

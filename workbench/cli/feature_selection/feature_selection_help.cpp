@@ -45,23 +45,9 @@ Cases
   --strata NAME               strata of the sample, and
   --clusters NAME             clusters (primary sampling units) within them: p-values take the design into account
   --count NAME                the number of cases that each row represents; rows below 1 are left out
-  --missing NAME=CODE...      a number or a label that means missing in this variable; NAME=CODE,CODE for several, a
-                              pattern such as 'q*=99' for several variables
-  --missing-text TEXT         a text that means missing in every variable of a text file, such as NA; A,B for several
   --casewise                  use only cases without a missing value in the variables of the run (default: every case
                               that has both values of a pair)
-  --delimiter C               field separator of a text file (default: detected); tab for a tab
-  --encoding E                of a text file: utf-8, utf-16, utf-16be or windows-1252 (default: detected)
-  --no-header                 the first line of a text file is a case; variables are called v1, v2, ...
-  --ragged HOW                what to do with rows of a text file that have more or fewer fields than columns: error
-                              (default), pad (with missing values; what is too much is cut) or skip
-  --date-parts NAME           adds year, month, day and weekday of this date as variables
-  --since NAME=DATE           adds the days since DATE (YYYY-MM-DD) as a variable
-  --sheet NAME                sheet of a workbook, by name or number (default: the first that is visible)
-  --range CELLS               cells of a sheet, such as B3:F200; the first row names the columns
-  --table NAME                table of a database, where it has several
-  --sql-from QUERY            SELECT over a database, or without DATA over files: "SELECT * FROM 'a.parquet'"
-
+@DATA_OPTIONS@
   EXPR may use = == <> != < <= > >=, And Or Not, + - * / ^ and parentheses; IsMD(x) is true for a missing value; other
   functions are Abs Log Log10 Exp Sqrt Sin Cos Int Trunc Round Min Max; v0 is the number of the case. Texts need single
   quotes, as in region = 'north', names with spaces double quotes, as in "monthly income" > 1000. A comparison with a
