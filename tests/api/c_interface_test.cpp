@@ -131,6 +131,9 @@ TEST(CInterface, TakesArrowDataAsTheFile) {
   ASSERT_EQ(velmora_take_stream(session.Get(), &stream, nullptr), VELMORA_OK)
       << velmora_last_error(session.Get());
   EXPECT_EQ(stream.release, nullptr) << "the stream is taken";
+  velmora_result* const screened = session.Run("screen", kScreenOptions);
+  EXPECT_TRUE(TextOf(screened, "terminal").starts_with("Predictor screening: data in memory\n"));
+  velmora_result_free(screened);
   json made = json::parse(session.RunJson("screen", kScreenOptions));
   made["run"].erase("provenance");
   EXPECT_EQ(made.dump(), CommandJson({"screen", Sample("german_credit.csv"), "--binary-response", "risk",

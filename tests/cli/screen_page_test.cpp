@@ -64,7 +64,7 @@ TEST(ScreenPage, ShowsTheRunAndMakesPanelsOnDemand) {
     out.fetched = performance.getEntriesByType('resource').length;
   )");
   EXPECT_EQ(out["errors"], Json::array());
-  EXPECT_EQ(out["facts"]["Cases in the file"], "240");
+  EXPECT_EQ(out["facts"]["Cases in the data"], "240");
   int used = 0, notSelected = 0, missing = 0, other = 0;
   for (int i = 0; i < 240; ++i) {
     if ((i * 37) % 101 + (i % 4 == 0 ? 30 : 0) + 0.5 >= 125) {

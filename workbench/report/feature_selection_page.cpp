@@ -5,14 +5,13 @@
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/report/ranking_columns.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
-
-std::string FileName(const std::string& path) { return Utf8Of(PathOf(path).filename().string()); }
 
 // One dependent: all predictors, the best ones first, as columns of a table.
 class DependentSection {
@@ -134,8 +133,8 @@ PageJson Guide(const FeatureSelectionReport& report) {
   }
   if (report.ranking) {
     term("Strength", "The effect, from 0 to 1.");
-    term("n.s.",
-         "Not distinguishable from chance: the adjusted p is above " + ShownNumber(report.ranking->alpha, "") + ".");
+    term("n.s.", "Not distinguishable from chance: the adjusted p is above " +
+                     ShownNumber(report.ranking->alpha, "") + ".");
   } else {
     term("Strength", "The statistic relative to the largest one of the dependent.");
   }
@@ -155,7 +154,7 @@ std::string FeatureSelectionPage(const FeatureSelectionReport& report) {
   for (const std::string& notice : report.notices) notices.push_back(Utf8Of(notice));
   Page page;
   page.data = {{"eyebrow", "Feature selection"},
-               {"title", FileName(report.dataFile)},
+               {"title", Utf8Of(DataName(report.dataFile))},
                {"leads", std::move(leads)},
                {"factsTitle", "The run"},
                {"facts", PageFacts(RunFacts(report))},

@@ -6,8 +6,8 @@
 
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/ranking_columns.h"
-#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -193,8 +193,8 @@ void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>&
 
 std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   const vlm::FeatureSelectionRun& run = report.run;
-  std::vector<Fact> facts = {{"Data file", PathOf(report.dataFile).filename().string()},
-                             {"Cases in the file", GroupedDigits(run.caseCount)}};
+  std::vector<Fact> facts = {{"Data", DataName(report.dataFile)},
+                             {"Cases in the data", GroupedDigits(run.caseCount)}};
   const auto count = [&](const char* key, int value) {
     if (value > 0) facts.push_back({key, GroupedDigits(value)});
   };
@@ -245,7 +245,7 @@ void FillColumn(const RankingColumn& column, int number, Sheet& sheet) {
 Workbook FeatureSelectionWorkbook(const FeatureSelectionReport& report) {
   Workbook workbook;
   workbook.facts = RunFacts(report);
-  workbook.title = "Feature selection: " + PathOf(report.dataFile).filename().string();
+  workbook.title = "Feature selection: " + DataName(report.dataFile);
   for (const std::string& notice : report.notices) workbook.AddNotice(notice);
   for (const ReportedDependent& dependent : report.dependents) {
     const int group = workbook.GroupOfSubject(dependent.number, dependent.name,

@@ -9,6 +9,7 @@
 #include "workbench/documents/page_charts.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/screen_columns.h"
 #include "workbench/report/stability_report.h"
 #include "workbench/system/system.h"
@@ -53,8 +54,6 @@ PageJson DecimalsOf(const std::string& format) {
   const std::size_t point = format.find('.');
   return point == std::string::npos ? 0 : static_cast<int>(format.size() - point - 1);
 }
-
-std::string FileName(const std::string& path) { return Utf8Of(PathOf(path).filename().string()); }
 
 // One line per bin: the condition on the predictor's value, and the bin. Numbers read back to the
 // same double.
@@ -519,7 +518,7 @@ std::string ScreenPage(const ScreenReport& report, const ScreenDocuments& docume
   if (!report.leftOut.empty()) sections.push_back(LeftOutSection(report));
   for (const Notice& notice : workbook.notices) notices.push_back(Utf8Of(notice.text));
   page.data = {{"eyebrow", "Predictor screening"},
-               {"title", FileName(report.dataFile)},
+               {"title", Utf8Of(DataName(report.dataFile))},
                {"leads", std::move(leads)},
                {"factsTitle", "What was screened"},
                {"facts", PageFacts(RunFacts(report))},

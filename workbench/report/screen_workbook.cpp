@@ -5,8 +5,8 @@
 
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/screen_columns.h"
-#include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
@@ -214,8 +214,8 @@ void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) 
 }  // namespace
 
 std::vector<Fact> RunFacts(const ScreenReport& report) {
-  std::vector<Fact> facts = {{"Data file", PathOf(report.dataFile).filename().string()},
-                             {"Cases in the file", GroupedDigits(report.caseCount)}};
+  std::vector<Fact> facts = {{"Data", DataName(report.dataFile)},
+                             {"Cases in the data", GroupedDigits(report.caseCount)}};
   if (!report.select.empty()) facts.push_back({"Only cases for which", report.select});
   if (!report.exclude.empty()) facts.push_back({"Without the cases for which", report.exclude});
   if (!report.weightVariable.empty()) facts.push_back({"Weighted by", report.weightVariable});
@@ -247,7 +247,7 @@ std::vector<Fact> RunFacts(const ScreenReport& report) {
 
 Workbook ScreenWorkbook(const ScreenReport& report) {
   Workbook workbook;
-  workbook.title = "Predictor screening: " + PathOf(report.dataFile).filename().string();
+  workbook.title = "Predictor screening: " + DataName(report.dataFile);
   workbook.facts = RunFacts(report);
   for (const LeftOutVariable& variable : report.leftOut)
     workbook.SetFact("Not screened: " + variable.name, variable.role + ", " + variable.reason);

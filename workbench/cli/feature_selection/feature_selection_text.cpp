@@ -10,6 +10,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/report/ranking_columns.h"
 
@@ -115,7 +116,7 @@ std::string WeightNote(const FeatureSelectionReport& report) {
 }  // namespace
 
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
-  std::string text = "Feature selection: " + PrintableText(report.dataFile) + "\n" + CasesLine(report) + "\n";
+  std::string text = "Feature selection: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report) + "\n";
   for (const std::string& notice : report.notices) text += "Note: " + PrintableText(notice) + "\n";
   std::set<std::string> meanings;
   bool anyBars = false, anyNoBetter = false;

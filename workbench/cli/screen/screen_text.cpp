@@ -5,6 +5,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/report/data_name.h"
 #include "workbench/report/screen_columns.h"
 
 namespace velmora {
@@ -216,7 +217,7 @@ std::string CasesLine(const ScreenReport& report) {
 }  // namespace
 
 std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
-  std::string text = "Predictor screening: " + PrintableText(report.dataFile) + "\n" + CasesLine(report);
+  std::string text = "Predictor screening: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report);
   for (const ScreenedResponse& response : report.responses) {
     text += "\n" + Heading(response);
     if (!response.predictors.empty()) text += RankedTable(report, response, width, utf8);
