@@ -3,7 +3,7 @@ velmora_library(vlm_base base)
 velmora_library(vlm_resources module/resources)
 velmora_library(vlm_frame module/frame vlm_base vlm_resources)
 if(WIN32)
-  # COM frontends of automation objects, compiled into the module and into the workbench.
+  # Automation objects as COM objects, compiled into the module and into the workbench.
   velmora_library(vlm_com contract/com ole32 oleaut32 uuid)
   target_link_libraries(vlm_frame PUBLIC vlm_com ole32 oleaut32 shell32 uuid)
 endif()
