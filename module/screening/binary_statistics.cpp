@@ -49,8 +49,8 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     SetVariableList(*crosstab, " 3 | 2");
     SetResponseCodes(*crosstab, QuotedCode(record.badCodeText) + "|" + QuotedCode(record.goodCodeText));
     Run(*crosstab);
-    record.summaryCrosstab = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
-    vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+    record.crosstab.summary = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
+    vlm::ISpreadsheet& sheet = *record.crosstab.summary;
     const int totalsRow = sheet.GetRowCount();
     if (totalsRow - 1 < 1) return Fail(record, kTextNoSelectedCases);
     if (totalsRow - 1 < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
@@ -58,13 +58,13 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
           sheet.GetValue(totalsRow, kGoodCountColumn) > 0)) {
       return Fail(record, kTextConstantResponse);
     }
-    SetTitle(*record.summaryCrosstab,
+    SetTitle(*record.crosstab.summary,
              vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
-    ComputeAdditionalTemplateCrossTabStats(*record.summaryCrosstab, record);
+    ComputeAdditionalTemplateCrossTabStats(*record.crosstab.summary, record);
     // Not one less the distribution function, which has no digits left where p is small.
-    record.chiSquareP = PearsonPValue(*GetResult(*crosstab, vlm::kCrosstabStatisticsResult));
+    record.crosstab.chiSquareP = PearsonPValue(*GetResult(*crosstab, vlm::kCrosstabStatisticsResult));
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
-    record.giniBefore = ComputeGiniBeforeCategorization(record);
+    record.binary.giniBefore = ComputeGiniBeforeCategorization(record);
     return kOk;
   } catch (const HostCallError& error) {
     return FailAtHost(record, error);
@@ -76,8 +76,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
   const int totalsRow = crosstab.GetRowCount();
   const double bad = crosstab.GetValue(totalsRow, kBadCountColumn);
   const double good = crosstab.GetValue(totalsRow, kGoodCountColumn);
-  record.badShare = bad / (good + bad);
-  record.goodShare = good / (good + bad);
+  record.binary.badShare = bad / (good + bad);
+  record.binary.goodShare = good / (good + bad);
 
   // Totals enter the formulas with six digits on purpose. Two columns are inserted before the six
   // others at the end: the host rebinds the formulas, the numbers kept here are moved by hand.
@@ -102,17 +102,17 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateCrossTabStats(vlm::ISpr
   const int giniColumn = gini + kInsertedBefore;
   const int valueColumn = value + kInsertedBefore;
 
-  record.informationValue = 0;
-  record.giniAfter = 0;
+  record.binary.informationValue = 0;
+  record.binary.giniAfter = 0;
   UpdateCrosstabIndices(record);
   for (int row = 1; row < totalsRow; ++row) {
-    const double levelBad = crosstab.GetValue(row, record.badColumn);
+    const double levelBad = crosstab.GetValue(row, record.binary.badColumn);
     if (HasValue(levelBad)) {
-      const double levelGood = crosstab.GetValue(row, record.goodColumn);
-      record.giniAfter += (levelGood + levelBad) * crosstab.GetValue(row, giniColumn) / (bad + good);
+      const double levelGood = crosstab.GetValue(row, record.binary.goodColumn);
+      record.binary.giniAfter += (levelGood + levelBad) * crosstab.GetValue(row, giniColumn) / (bad + good);
     }
     const double levelValue = crosstab.GetValue(row, valueColumn);
-    if (HasValue(levelValue)) record.informationValue += levelValue;
+    if (HasValue(levelValue)) record.binary.informationValue += levelValue;
   }
 }
 
@@ -120,7 +120,7 @@ void CFeatureSelectionTemplate::UpdateCrosstabIndices(PredSummary& record) {
   const std::string badRate = TrimBlanks(Text(kTextBadRateColumn));
   const std::string badText = TrimBlanks(record.badCodeText);
   const std::string goodText = TrimBlanks(record.goodCodeText);
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   for (int column = 1; column <= sheet.GetColumnCount(); ++column) {
     const std::string name =
         vlm::WholeTextOf([&](vlm::ITextSink* sink) { sheet.GetColumnName(column, sink); });
@@ -130,11 +130,11 @@ void CFeatureSelectionTemplate::UpdateCrosstabIndices(PredSummary& record) {
       Services().StripFormatting(longName.data(), vlm::LengthOf(longName), sink);
     }));
     // The last column that fits wins.
-    if (TrimBlanks(name) == badRate) record.badRateColumn = column;
-    if (code == badText) record.badColumn = column;
-    if (code == goodText) record.goodColumn = column;
+    if (TrimBlanks(name) == badRate) record.binary.badRateColumn = column;
+    if (code == badText) record.binary.badColumn = column;
+    if (code == goodText) record.binary.goodColumn = column;
   }
-  if (record.badColumn == 0 || record.goodColumn == 0) {
+  if (record.binary.badColumn == 0 || record.binary.goodColumn == 0) {
     throw HostCallError("The cross-tabulation has no column for one of the codes.");
   }
 }

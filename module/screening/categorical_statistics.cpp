@@ -17,10 +17,10 @@ constexpr int kFirstCountColumn = 2;
 // The bins' labels as a code list; all codes when two labels are alike, which a list of texts
 // cannot tell apart.
 std::string LevelCodes(const PredSummary& record) {
-  const std::set<std::string> distinct(record.levelNames.begin(), record.levelNames.end());
-  if (distinct.size() != record.levelNames.size()) return "*";
+  const std::set<std::string> distinct(record.bins.names.begin(), record.bins.names.end());
+  if (distinct.size() != record.bins.names.size()) return "*";
   std::string codes;
-  for (const std::string& name : record.levelNames) codes += QuotedCode(name) + " ";
+  for (const std::string& name : record.bins.names) codes += QuotedCode(name) + " ";
   return codes;
 }
 
@@ -37,17 +37,17 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     SetResponseCodes(*crosstab, codes);
     Run(*crosstab);
     ComputeAdditionalTemplateMultiCrossTabStats(GetResult(*crosstab, vlm::kCrosstabSummaryResult), record);
-    const int levelRows = record.summaryCrosstab->GetRowCount() - 1;
+    const int levelRows = record.crosstab.summary->GetRowCount() - 1;
     if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
     if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
     if (CountClassesWithCases(record) < 2) return Fail(record, kTextConstantResponse);
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
 
-    record.crosstabStatistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
-    record.chiSquare = ParseMachineNumber(CellText(*record.crosstabStatistics, 1, 1));
-    record.chiSquareP = PearsonPValue(*record.crosstabStatistics);
+    record.crosstab.statistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
+    record.crosstab.chiSquare = ParseMachineNumber(CellText(*record.crosstab.statistics, 1, 1));
+    record.crosstab.chiSquareP = PearsonPValue(*record.crosstab.statistics);
     for (int i = 0; i < 3; ++i) {
-      record.furtherCrosstabs[i] = GetResult(*crosstab, vlm::kCrosstabFurtherResult, i + 1);
+      record.crosstab.further[i] = GetResult(*crosstab, vlm::kCrosstabFurtherResult, i + 1);
     }
     return kOk;
   } catch (const HostCallError& error) {
@@ -57,13 +57,13 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
 
 void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
     const vlm::Ref<vlm::ISpreadsheet>& crosstab, PredSummary& record) {
-  record.summaryCrosstab = crosstab;
+  record.crosstab.summary = crosstab;
   SetTitle(*crosstab,
            vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
 }
 
 int CFeatureSelectionTemplate::CountClassesWithCases(const PredSummary& record) const {
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   int classes = 0;
   for (std::size_t c = 0; c < responseCodes.size(); ++c) {
     classes += sheet.GetValue(sheet.GetRowCount(), kFirstCountColumn + static_cast<int>(c)) > 0 ? 1 : 0;
@@ -72,7 +72,7 @@ int CFeatureSelectionTemplate::CountClassesWithCases(const PredSummary& record) 
 }
 
 void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   const int totalsRow = sheet.GetRowCount();
   const int classCount =
       record.responseKind == vlm::kBinaryResponse ? 2 : static_cast<int>(responseCodes.size());
@@ -102,8 +102,8 @@ void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {
   }
   const int smaller = std::min(usedRows, usedColumns) - 1;
   if (smaller < 1 || !(all > 0)) return;
-  record.cramersV = std::sqrt(chiSquare / (all * smaller));
-  if (record.responseKind == vlm::kBinaryResponse) record.chiSquare = chiSquare;
+  record.crosstab.cramersV = std::sqrt(chiSquare / (all * smaller));
+  if (record.responseKind == vlm::kBinaryResponse) record.crosstab.chiSquare = chiSquare;
 }
 
 }  // namespace vlmfsl

@@ -59,11 +59,11 @@ int CFeatureSelectionTemplate::ContinuousSummaryAnalysis(vlm::IDialogWindow* /*p
                                                          PredSummary& record) {
   try {
     const auto breakdown = BreakdownResponseByCodedPredictor(record);
-    const int levelRows = record.breakdown->GetRowCount() - 1;
+    const int levelRows = record.continuous.breakdown->GetRowCount() - 1;
     if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
     if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
-    ComputeAdditionalBreakdownStats(*breakdown, *record.breakdown, record);
-    return std::isnan(record.rSquared) ? Fail(record, kTextConstantResponse) : kOk;
+    ComputeAdditionalBreakdownStats(*breakdown, *record.continuous.breakdown, record);
+    return std::isnan(record.continuous.rSquared) ? Fail(record, kTextConstantResponse) : kOk;
   } catch (const HostCallError& error) {
     return FailAtHost(record, error);
   }
@@ -77,7 +77,7 @@ vlm::Ref<vlm::IProcedure> CFeatureSelectionTemplate::BreakdownResponseByCodedPre
   auto breakdown = CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
   SetVariableList(*breakdown, "2 4 | 3");
   Run(*breakdown);
-  record.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
+  record.continuous.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
   return breakdown;
 }
 
@@ -101,8 +101,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure&
   const bool weighted = caseWeight != 0;
   const SumsOfSquares response = SumSquares(breakdown, sseColumn, kResponseVariance, weighted, sharesOf(1));
   const SumsOfSquares ranks = SumSquares(breakdown, sseRanksColumn, kRanksVariance, weighted, sharesOf(2));
-  record.rSquared = 1 - response.within / response.total;
-  record.rSquaredRanks = 1 - ranks.within / ranks.total;
+  record.continuous.rSquared = 1 - response.within / response.total;
+  record.continuous.rSquaredRanks = 1 - ranks.within / ranks.total;
 
   const int allRow = breakdown.GetRowCount();
   const int levels = allRow - 1;
@@ -110,11 +110,12 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure&
   const double meanSquareError = response.within / errorDf;
   const double between = std::max(response.total - response.within, 0.0);  // below 0 by rounding alone
   // With weights that sum to little there may be no degrees of freedom: F is then not computable.
-  record.fStatistic = !(errorDf > 0)                     ? std::numeric_limits<double>::quiet_NaN()
-                      : vlm::NearlyZero(meanSquareError) ? vlm::kMissingValue
-                                                         : (between / (levels - 1)) / meanSquareError;
+  record.continuous.fStatistic = !(errorDf > 0) ? std::numeric_limits<double>::quiet_NaN()
+                                 : vlm::NearlyZero(meanSquareError)
+                                     ? vlm::kMissingValue
+                                     : (between / (levels - 1)) / meanSquareError;
   record.resultTexts[kRSquaredText] =
-      vlm::FormatText(Text(kTextRSquaredLine), {record.rSquared, record.rSquaredRanks});
+      vlm::FormatText(Text(kTextRSquaredLine), {record.continuous.rSquared, record.continuous.rSquaredRanks});
 }
 
 void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& record) {
@@ -123,18 +124,18 @@ void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& recor
   Run(*descriptives);
   const auto sheet = GetResult(*descriptives, vlm::kDescriptivesResult);
   // Half away from zero; a sum of weights may be more than the record can hold.
-  record.validN = static_cast<int>(
+  record.values.validN = static_cast<int>(
       std::min(std::round(sheet->GetValue(1, 1)), static_cast<double>(std::numeric_limits<int>::max())));
-  record.mean = sheet->GetValue(1, 2);
+  record.values.mean = sheet->GetValue(1, 2);
   const double minimum = sheet->GetValue(1, 3);
   const double maximum = sheet->GetValue(1, 4);
   // otherwise the range still says that there are no values
   if (HasValue(minimum) && HasValue(maximum)) {
-    record.rangeMinimum = minimum;
-    record.rangeMaximum = maximum;
+    record.values.minimum = minimum;
+    record.values.maximum = maximum;
   }
-  record.quartileRange = sheet->GetValue(1, 5);
-  record.standardDeviation = sheet->GetValue(1, 6);
+  record.values.quartileRange = sheet->GetValue(1, 5);
+  record.values.standardDeviation = sheet->GetValue(1, 6);
 }
 
 }  // namespace vlmfsl

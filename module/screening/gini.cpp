@@ -38,9 +38,9 @@ void CFeatureSelectionTemplate::MakeUniqueValuesSpreadsheet(PredSummary& record)
   const auto maker = MakeUniqueValuesMaker(
       record.workSheet, badCodeText,
       {record.predictorName, Text(kTextUniqueDefaultRate), Text(kTextBad), Text(kTextGood)});
-  record.uniqueValues = vlm::Ref<vlm::IDeferredSpreadsheet>::Adopt(
+  record.binary.uniqueValues = vlm::Ref<vlm::IDeferredSpreadsheet>::Adopt(
       record.workSheet->CreateDeferredSpreadsheet(record.workSheet->GetRowCount(), 4, maker.Get()));
-  if (!record.uniqueValues) throw HostCallError("The host cannot make the sheet of unique values.");
+  if (!record.binary.uniqueValues) throw HostCallError("The host cannot make the sheet of unique values.");
 }
 
 double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& record) {
@@ -49,8 +49,8 @@ double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& r
 }
 
 double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
-  if (!record.uniqueValues || record.uniqueValues->GetRowCount() < 1) return 0;
-  vlm::ISpreadsheet& sheet = *record.uniqueValues;
+  if (!record.binary.uniqueValues || record.binary.uniqueValues->GetRowCount() < 1) return 0;
+  vlm::ISpreadsheet& sheet = *record.binary.uniqueValues;
   // The sheet has one row per case of the work sheet; the filled rows count each case once.
   const int rowCount = sheet.GetRowCount();
   WeightedGini gini(rowCount);

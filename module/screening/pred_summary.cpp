@@ -21,9 +21,9 @@ PredSummary::PredSummary(int kind, int variable, std::string name, int responseN
   goodCodeText = std::move(goodText);
 }
 
-int PredSummary::RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const {
-  if (static_cast<std::size_t>(binIndex) >= binNodes.size()) return 0;
-  const double code = binNodes[static_cast<std::size_t>(binIndex)];
+int PredictorBins::RowOf(vlm::ISpreadsheet& sheet, int binIndex) const {
+  if (static_cast<std::size_t>(binIndex) >= nodes.size()) return 0;
+  const double code = nodes[static_cast<std::size_t>(binIndex)];
   const int levelRows = sheet.GetRowCount() - 1;
   for (int row = 1; row <= levelRows; ++row) {
     if (sheet.GetValue(row, 1) == code) return row;  // node numbers: whole, exact
@@ -33,7 +33,7 @@ int PredSummary::RowOfBin(vlm::ISpreadsheet& sheet, int binIndex) const {
 
 void PredSummary::EvictSheets() {
   if (workSheet) workSheet->Evict();
-  if (uniqueValues) uniqueValues->Evict();
+  if (binary.uniqueValues) binary.uniqueValues->Evict();
 }
 
 }  // namespace vlmfsl

@@ -57,9 +57,9 @@ void FillContinuousBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin
 // The row of a bin in the record's sheet: of all cases for binIndex == number of bins, 0 for an
 // empty bin.
 int RowOf(const PredSummary& record, vlm::ISpreadsheet& sheet, int binIndex) {
-  const int binCount = static_cast<int>(record.binNodes.size());
+  const int binCount = static_cast<int>(record.bins.nodes.size());
   if (binIndex == binCount) return sheet.GetRowCount();
-  return binIndex >= 0 && binIndex < binCount ? record.RowOfBin(sheet, binIndex) : 0;
+  return binIndex >= 0 && binIndex < binCount ? record.bins.RowOf(sheet, binIndex) : 0;
 }
 
 }  // namespace
@@ -122,34 +122,34 @@ void ScreeningResultsView::GetPredictor(int response, int predictorIndex,
   const bool continuous = record->responseKind == vlm::kContinuousResponse;
   predictor->predictorNumber = record->predictorVariable;
   predictor->categorical = record->predictorKind == kCategoricalPredictor ? 1 : 0;
-  predictor->nodeCount = record->nodeCount;
-  predictor->cutPointCount = static_cast<int>(record->cutPoints.size());
-  predictor->binCount = static_cast<int>(record->binNodes.size());
-  predictor->missingBin = record->fit.missingBin;
-  predictor->validN = record->validN;
-  predictor->minimum = record->LowestValue();
-  predictor->maximum = record->HighestValue();
-  predictor->mean = OrMissing(record->mean);
-  predictor->standardDeviation = OrMissing(record->standardDeviation);
-  predictor->quartileRange = OrMissing(record->quartileRange);
-  predictor->badShare = binary ? OrMissing(record->badShare) : kNone;
-  predictor->goodShare = binary ? OrMissing(record->goodShare) : kNone;
-  predictor->informationValue = binary ? record->informationValue : kNone;
-  predictor->giniBefore = binary ? OrMissing(record->giniBefore) : kNone;
-  predictor->giniAfter = binary ? record->giniAfter : kNone;
-  predictor->chiSquare = continuous ? kNone : OrMissing(record->chiSquare);
-  predictor->chiSquareP = continuous ? kNone : OrMissing(record->chiSquareP);
-  predictor->cramersV = continuous ? kNone : OrMissing(record->cramersV);
-  predictor->rSquared = continuous ? OrMissing(record->rSquared) : kNone;
-  predictor->fStatistic = continuous ? OrMissing(record->fStatistic) : kNone;
-  predictor->rSquaredRanks = continuous ? OrMissing(record->rSquaredRanks) : kNone;
-  predictor->totalSumOfSquares = continuous ? OrMissing(record->totalSumOfSquares) : kNone;
-  predictor->noBetterThanChance = record->fit.noBetterThanChance;
-  predictor->mergedGreedily = record->fit.mergedGreedily;
-  predictor->shape = record->fit.shape;
-  predictor->heldOutInformationValue = record->fit.heldOutInformationValue;
-  predictor->heldOutGini = record->fit.heldOutGini;
-  predictor->heldOutExplained = record->fit.heldOutExplained;
+  predictor->nodeCount = record->bins.nodeCount;
+  predictor->cutPointCount = static_cast<int>(record->bins.cutPoints.size());
+  predictor->binCount = static_cast<int>(record->bins.nodes.size());
+  predictor->missingBin = record->bins.fit.missingBin;
+  predictor->validN = record->values.validN;
+  predictor->minimum = record->values.Lowest();
+  predictor->maximum = record->values.Highest();
+  predictor->mean = OrMissing(record->values.mean);
+  predictor->standardDeviation = OrMissing(record->values.standardDeviation);
+  predictor->quartileRange = OrMissing(record->values.quartileRange);
+  predictor->badShare = binary ? OrMissing(record->binary.badShare) : kNone;
+  predictor->goodShare = binary ? OrMissing(record->binary.goodShare) : kNone;
+  predictor->informationValue = binary ? record->binary.informationValue : kNone;
+  predictor->giniBefore = binary ? OrMissing(record->binary.giniBefore) : kNone;
+  predictor->giniAfter = binary ? record->binary.giniAfter : kNone;
+  predictor->chiSquare = continuous ? kNone : OrMissing(record->crosstab.chiSquare);
+  predictor->chiSquareP = continuous ? kNone : OrMissing(record->crosstab.chiSquareP);
+  predictor->cramersV = continuous ? kNone : OrMissing(record->crosstab.cramersV);
+  predictor->rSquared = continuous ? OrMissing(record->continuous.rSquared) : kNone;
+  predictor->fStatistic = continuous ? OrMissing(record->continuous.fStatistic) : kNone;
+  predictor->rSquaredRanks = continuous ? OrMissing(record->continuous.rSquaredRanks) : kNone;
+  predictor->totalSumOfSquares = continuous ? OrMissing(record->continuous.totalSumOfSquares) : kNone;
+  predictor->noBetterThanChance = record->bins.fit.noBetterThanChance;
+  predictor->mergedGreedily = record->bins.fit.mergedGreedily;
+  predictor->shape = record->bins.fit.shape;
+  predictor->heldOutInformationValue = record->bins.fit.heldOutInformationValue;
+  predictor->heldOutGini = record->bins.fit.heldOutGini;
+  predictor->heldOutExplained = record->bins.fit.heldOutExplained;
 }
 
 void ScreeningResultsView::SetOrder(int response, const int* predictorIndices, int count, int bestCount) {
@@ -165,15 +165,15 @@ void ScreeningResultsView::GetPredictorName(int response, int predictorIndex, vl
 
 void ScreeningResultsView::GetCutPoints(int response, int predictorIndex, double* cutPoints) {
   const PredSummary* record = Find(response, predictorIndex);
-  if (record != nullptr) std::copy(record->cutPoints.begin(), record->cutPoints.end(), cutPoints);
+  if (record != nullptr) std::copy(record->bins.cutPoints.begin(), record->bins.cutPoints.end(), cutPoints);
 }
 
 void ScreeningResultsView::GetBinLabel(int response, int predictorIndex, int binIndex,
                                        vlm::ITextSink* label) {
   const PredSummary* record = Find(response, predictorIndex);
   const bool exists =
-      record != nullptr && binIndex >= 0 && binIndex < static_cast<int>(record->levelNames.size());
-  Assign(label, exists ? std::string_view(record->levelNames[static_cast<std::size_t>(binIndex)])
+      record != nullptr && binIndex >= 0 && binIndex < static_cast<int>(record->bins.names.size());
+  Assign(label, exists ? std::string_view(record->bins.names[static_cast<std::size_t>(binIndex)])
                        : std::string_view());
 }
 
@@ -184,7 +184,8 @@ void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr) return;
   const bool continuous = record->responseKind == vlm::kContinuousResponse;
-  const vlm::Ref<vlm::ISpreadsheet>& sheet = continuous ? record->breakdown : record->summaryCrosstab;
+  const vlm::Ref<vlm::ISpreadsheet>& sheet =
+      continuous ? record->continuous.breakdown : record->crosstab.summary;
   if (!sheet) return;
   const int row = RowOf(*record, *sheet, binIndex);
   if (row == 0) return;
@@ -199,24 +200,24 @@ void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex
 
 void ScreeningResultsView::GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) {
   const PredSummary* record = Find(response, predictorIndex);
-  if (record == nullptr || !record->summaryCrosstab) return;
+  if (record == nullptr || !record->crosstab.summary) return;
   const int classCount =
       record->responseKind == vlm::kBinaryResponse ? 2 : static_cast<int>(analysis_.responseCodes.size());
-  const int row = RowOf(*record, *record->summaryCrosstab, binIndex);
+  const int row = RowOf(*record, *record->crosstab.summary, binIndex);
   for (int c = 0; c < classCount; ++c) {
-    counts[c] = row == 0 ? 0 : record->summaryCrosstab->GetValue(row, c + 2);
+    counts[c] = row == 0 ? 0 : record->crosstab.summary->GetValue(row, c + 2);
   }
 }
 
 int ScreeningResultsView::GetLevelCount(int response, int predictorIndex) {
   const PredSummary* record = Find(response, predictorIndex);
-  return record != nullptr ? static_cast<int>(record->levelOf.size()) : 0;
+  return record != nullptr ? static_cast<int>(record->bins.levelOf.size()) : 0;
 }
 
 void ScreeningResultsView::GetLevels(int response, int predictorIndex, double* values, int* binIndices) {
   const PredSummary* record = Find(response, predictorIndex);
   if (record == nullptr) return;
-  for (const auto& [value, bin] : record->levelOf) {
+  for (const auto& [value, bin] : record->bins.levelOf) {
     *values++ = value;
     *binIndices++ = bin;
   }

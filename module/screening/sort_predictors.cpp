@@ -14,22 +14,22 @@ namespace vlmfsl {
 namespace {
 
 struct SortKey {
-  double PredSummary::*key;  // null: every key is 0
+  RankingStatistic key;  // null: every key is 0
   bool smallestFirst;
 };
 
 SortKey KeyOf(const ScreeningState& state, int responseKind) {
   switch (responseKind) {
     case vlm::kBinaryResponse:
-      if (state.binarySort == kSortByGini) return {&PredSummary::giniAfter, true};
-      if (state.binarySort == kSortByInformationValue) return {&PredSummary::informationValue, false};
+      if (state.binarySort == kSortByGini) return {GiniAfter, true};
+      if (state.binarySort == kSortByInformationValue) return {InformationValue, false};
       return {nullptr, true};
     case vlm::kCategoricalResponse:
-      if (state.categoricalSort == kSortByChiSquareP) return {&PredSummary::chiSquareP, true};
-      return {&PredSummary::chiSquare, false};
+      if (state.categoricalSort == kSortByChiSquareP) return {ChiSquareP, true};
+      return {ChiSquare, false};
     default:
-      if (state.continuousSort == kSortByRSquared) return {&PredSummary::rSquared, false};
-      return {&PredSummary::fStatistic, false};
+      if (state.continuousSort == kSortByRSquared) return {RSquared, false};
+      return {FStatistic, false};
   }
 }
 
@@ -64,7 +64,7 @@ void CFeatureSelectionTemplate::SortPredictors() {
     // Figures that are not computable have no place in a heap: no comparison with them holds.
     std::vector<int> ranked, notComputable;
     for (std::size_t i = 0; i < count; ++i) {
-      const double key = sortKey.key != nullptr ? results[i].*sortKey.key : 0;
+      const double key = sortKey.key != nullptr ? sortKey.key(results[i]) : 0;
       if (!std::isnan(key)) keys[ranked.size()] = key;
       (std::isnan(key) ? notComputable : ranked).push_back(static_cast<int>(i));
     }

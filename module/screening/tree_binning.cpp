@@ -92,7 +92,7 @@ int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow,
     record.failureReason = vlm::TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
     return record.failureReason.empty() ? Fail(record, kTextNoCommonCases) : kFailed;
   }
-  record.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
+  record.continuous.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
   int nodeCount = CountNodes(summary);
   if (nodeCount == 1 && settings.acceptOneBin == 0) {
     int previous = 0;
@@ -102,7 +102,7 @@ int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow,
     } while (nodeCount < kEnoughNodes && nodeCount != previous);
   }
   if (nodeCount <= 1 && settings.acceptOneBin == 0) return Fail(record, kTextNoSplit);
-  record.nodeCount = nodeCount;
+  record.bins.nodeCount = nodeCount;
 
   CodePredictor(*tree, selection, record);
   // The tree does not see the exclusion of the user, the statistics do: no case may be left.
@@ -115,28 +115,28 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
                                               PredSummary& record) {
   const auto tree = vlm::Ref<vlm::ITree>::Adopt(procedure.CreateTree());
   if (!tree) throw HostCallError(ReasonOf(procedure));
-  record.binNodes.resize(static_cast<std::size_t>(tree->GetBinCount()));
-  record.extraBins = 0;
+  record.bins.nodes.resize(static_cast<std::size_t>(tree->GetBinCount()));
+  record.bins.extraCount = 0;
   for (int number = 1; number <= tree->GetNodeCount(); ++number) {
     vlm::TreeNode node{};
     tree->GetNode(number, &node);
     if (node.bin < 0) continue;
-    record.binNodes[static_cast<std::size_t>(node.bin)] = number;
-    if (number > 1 && node.parent == 0) ++record.extraBins;
+    record.bins.nodes[static_cast<std::size_t>(node.bin)] = number;
+    if (number > 1 && node.parent == 0) ++record.bins.extraCount;
   }
-  tree->GetFit(&record.fit);
+  tree->GetFit(&record.bins.fit);
   if (record.predictorKind == kContinuousPredictor) {
-    record.levelOf.clear();
-    record.cutPoints.resize(record.binNodes.size() - record.extraBins - 1);
-    tree->GetCutPoints(record.cutPoints.data());
-    IntervalTexts texts = MakeIntervalTexts(record.cutPoints, IntervalSeparator(), DecimalSeparator());
+    record.bins.levelOf.clear();
+    record.bins.cutPoints.resize(record.bins.nodes.size() - record.bins.extraCount - 1);
+    tree->GetCutPoints(record.bins.cutPoints.data());
+    IntervalTexts texts = MakeIntervalTexts(record.bins.cutPoints, IntervalSeparator(), DecimalSeparator());
     for (std::size_t bin = 0; bin < texts.labels.size(); ++bin) {
       const std::string text = LevelText(*tree, static_cast<int>(bin));
       if (!text.empty()) texts.labels[bin] = text;
     }
-    record.levelNames = DistinctLabels(std::move(texts.labels));
-    record.lowerTexts = std::move(texts.lower);
-    record.upperTexts = std::move(texts.upper);
+    record.bins.names = DistinctLabels(std::move(texts.labels));
+    record.bins.lowerTexts = std::move(texts.lower);
+    record.bins.upperTexts = std::move(texts.upper);
   } else {
     StoreAggregateLevelsForCategoricalPredictor(*tree, record);
   }
@@ -159,9 +159,9 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     label(badCode, record.badCodeText);
     label(goodCode, record.goodCodeText);
   }
-  for (std::size_t bin = 0; bin < record.binNodes.size(); ++bin) {
-    const std::string& binLabel = record.levelNames[bin];
-    record.workSheet->SetValueLabel(kCodedColumn, record.binNodes[bin], binLabel.data(),
+  for (std::size_t bin = 0; bin < record.bins.nodes.size(); ++bin) {
+    const std::string& binLabel = record.bins.names[bin];
+    record.workSheet->SetValueLabel(kCodedColumn, record.bins.nodes[bin], binLabel.data(),
                                     vlm::LengthOf(binLabel));
   }
 }
@@ -170,20 +170,21 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
 // from those of all other bins: outputs tell bins apart by their labels.
 void CFeatureSelectionTemplate::StoreExtraBins(vlm::ITree& tree, PredSummary& record) {
   std::vector<double> codes;
-  for (std::size_t bin = record.binNodes.size() - record.extraBins; bin < record.binNodes.size(); ++bin) {
+  for (std::size_t bin = record.bins.nodes.size() - record.bins.extraCount; bin < record.bins.nodes.size();
+       ++bin) {
     const int number = static_cast<int>(bin);
     codes.resize(static_cast<std::size_t>(tree.GetLevelCount(number)));
     tree.GetLevels(number, codes.data());
-    for (const double code : codes) record.levelOf[code] = number;
+    for (const double code : codes) record.bins.levelOf[code] = number;
     std::string label = LevelText(tree, number);
     if (label.empty()) label = Text(kTextMissingBin);
     const auto isTaken = [&] {
-      return std::find(record.levelNames.begin(), record.levelNames.end(), label) != record.levelNames.end();
+      return std::find(record.bins.names.begin(), record.bins.names.end(), label) != record.bins.names.end();
     };
     while (isTaken()) label = "(" + label + ")";
-    record.levelNames.push_back(label);
-    record.lowerTexts.emplace_back();
-    record.upperTexts.emplace_back();
+    record.bins.names.push_back(label);
+    record.bins.lowerTexts.emplace_back();
+    record.bins.upperTexts.emplace_back();
   }
 }
 
@@ -226,17 +227,17 @@ int CFeatureSelectionTemplate::FailAtHost(PredSummary& record, const HostCallErr
 // coded, and the label of the bin names them.
 void CFeatureSelectionTemplate::StoreAggregateLevelsForCategoricalPredictor(vlm::ITree& tree,
                                                                             PredSummary& record) {
-  record.levelOf.clear();
+  record.bins.levelOf.clear();
   std::vector<double> levels;
   std::vector<std::string> labels;
-  const int valueBins = static_cast<int>(record.binNodes.size() - record.extraBins);
+  const int valueBins = static_cast<int>(record.bins.nodes.size() - record.bins.extraCount);
   for (int bin = 0; bin < valueBins; ++bin) {
     levels.resize(static_cast<std::size_t>(tree.GetLevelCount(bin)));
     tree.GetLevels(bin, levels.data());
-    for (const double level : levels) record.levelOf[level] = bin;
+    for (const double level : levels) record.bins.levelOf[level] = bin;
     labels.push_back(LevelText(tree, bin));
   }
-  record.levelNames = DistinctLabels(std::move(labels));
+  record.bins.names = DistinctLabels(std::move(labels));
 }
 
 }  // namespace vlmfsl

@@ -58,26 +58,26 @@ std::string MissingCondition(const CFeatureSelectionTemplate& analysis, const Pr
 // In a recode file, where the conditions before it have failed.
 std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                              std::size_t bin) {
-  if (record.cutPoints.empty())
+  if (record.bins.cutPoints.empty())
     return Quoted(analysis, record.predictorName) + "<=" + vlm::FormatMachine(kAnyValue);
-  const bool last = bin == record.cutPoints.size();
-  const double bound = last ? record.cutPoints.back() : record.cutPoints[bin];
+  const bool last = bin == record.bins.cutPoints.size();
+  const double bound = last ? record.bins.cutPoints.back() : record.bins.cutPoints[bin];
   return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + vlm::FormatMachine(bound);
 }
 
 // In a rules script.
 std::string IntervalCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                               std::size_t bin) {
-  if (record.cutPoints.empty()) {
+  if (record.bins.cutPoints.empty()) {
     return Quoted(analysis, record.predictorName) + "<=" + Localized(analysis, vlm::FormatMachine(kAnyValue));
   }
   const std::string name = Quoted(analysis, record.predictorName);
   const auto bound = [&](std::size_t cut) {
-    return Localized(analysis, vlm::FormatMachine(record.cutPoints[cut]));
+    return Localized(analysis, vlm::FormatMachine(record.bins.cutPoints[cut]));
   };
   std::string condition = bin > 0 ? name + " > " + bound(bin - 1) : "";
-  if (bin > 0 && bin < record.cutPoints.size()) condition += " And ";
-  if (bin < record.cutPoints.size()) condition += name + "<=" + bound(bin);
+  if (bin > 0 && bin < record.bins.cutPoints.size()) condition += " And ";
+  if (bin < record.bins.cutPoints.size()) condition += name + "<=" + bound(bin);
   return condition;
 }
 
@@ -102,14 +102,14 @@ std::string RecodeConditions(CFeatureSelectionTemplate& analysis, const PredSumm
                 "]\nIgnore=0\nCondition=" + Quoted(analysis, condition) +
                 "\nValue=" + BinLabel(analysis, record, bin) + "\n";
   };
-  for (const auto& [code, bin] : record.levelOf)
+  for (const auto& [code, bin] : record.bins.levelOf)
     add(LevelCondition(analysis, record, code, NumberForm::kMachine), static_cast<std::size_t>(bin));
   if (record.predictorKind == kContinuousPredictor) {
-    for (std::size_t bin = 0; bin < record.ValueBinCount(); ++bin)
+    for (std::size_t bin = 0; bin < record.bins.ValueCount(); ++bin)
       add(OrderedCondition(analysis, record, bin), bin);
   }
-  if (record.fit.missingBin >= 0)
-    add(MissingCondition(analysis, record), static_cast<std::size_t>(record.fit.missingBin));
+  if (record.bins.fit.missingBin >= 0)
+    add(MissingCondition(analysis, record), static_cast<std::size_t>(record.bins.fit.missingBin));
   return "[SelectionConditions]\nConditionSize=" + std::to_string(sectionCount) + "\n" + sections + "\n";
 }
 
@@ -120,12 +120,12 @@ std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& 
     script += "If( EvalExpr(" + Quoted(analysis, condition) + ") )\n" + target + "=" +
               Quoted(analysis, BinLabel(analysis, record, bin)) + "\nEndIf\n";
   };
-  for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
-    if (static_cast<int>(bin) == record.fit.missingBin) add(MissingCondition(analysis, record), bin);
+  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin) {
+    if (static_cast<int>(bin) == record.bins.fit.missingBin) add(MissingCondition(analysis, record), bin);
     // Bins of special codes come after the intervals, and the last assignment holds.
-    if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin))
+    if (record.predictorKind == kContinuousPredictor && !record.bins.IsExtra(bin))
       add(IntervalCondition(analysis, record, bin), bin);
-    for (const auto& [code, binOfCode] : record.levelOf) {
+    for (const auto& [code, binOfCode] : record.bins.levelOf) {
       if (static_cast<std::size_t>(binOfCode) != bin) continue;
       add(LevelCondition(analysis, record, code, NumberForm::kLocale), bin);
     }

@@ -24,17 +24,17 @@ struct BinShare {
 };
 
 std::vector<BinShare> SharesOf(const PredSummary& record) {
-  if (!record.summaryCrosstab) throw HostCallError("The record has no cross-tabulation.");
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  if (!record.crosstab.summary) throw HostCallError("The record has no cross-tabulation.");
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   const auto count = [&](int row, int column) { return sheet.GetValue(row, column); };
   const int totalsRow = sheet.GetRowCount();
-  const double total = count(totalsRow, record.badColumn) + count(totalsRow, record.goodColumn);
-  std::vector<BinShare> shares(record.BinCount());
+  const double total = count(totalsRow, record.binary.badColumn) + count(totalsRow, record.binary.goodColumn);
+  std::vector<BinShare> shares(record.bins.Count());
   for (std::size_t bin = 0; bin < shares.size(); ++bin) {
-    const int row = record.RowOfBin(sheet, static_cast<int>(bin));
+    const int row = record.bins.RowOf(sheet, static_cast<int>(bin));
     if (row == 0) continue;
-    const double bad = count(row, record.badColumn);
-    const double cases = bad + count(row, record.goodColumn);
+    const double bad = count(row, record.binary.badColumn);
+    const double cases = bad + count(row, record.binary.goodColumn);
     shares[bin] = {bad / cases, cases / total};
   }
   return shares;
@@ -45,18 +45,18 @@ double Percent(double share) { return HasValue(share) ? 100 * share : share; }
 // n cut points: 4n + 4 rows. The segment of bin k (from 1) is in rows 3k - 2 and 3k - 1; every
 // third row is empty, so that no line joins two segments.
 GraphPoints DefaultRateSegments(const PredSummary& record, const std::vector<BinShare>& shares) {
-  const std::size_t cutCount = record.cutPoints.size();
+  const std::size_t cutCount = record.bins.cutPoints.size();
   GraphPoints points(4 * cutCount + 4);
   for (std::size_t bin = 0; bin <= cutCount; ++bin) {
     const double rate = Percent(shares[bin].defaultRate);
-    points.Set(3 * bin + 1, bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1], rate);
-    points.Set(3 * bin + 2, bin == cutCount ? record.HighestValue() : record.cutPoints[bin], rate);
+    points.Set(3 * bin + 1, bin == 0 ? record.values.Lowest() : record.bins.cutPoints[bin - 1], rate);
+    points.Set(3 * bin + 2, bin == cutCount ? record.values.Highest() : record.bins.cutPoints[bin], rate);
   }
   return points;
 }
 
 bool HasIntervals(const PredSummary& record) {
-  return record.predictorKind == kContinuousPredictor && !record.cutPoints.empty();
+  return record.predictorKind == kContinuousPredictor && !record.bins.cutPoints.empty();
 }
 
 void AddBars(GraphWriter& graph, std::string_view name, const std::vector<std::string>& labels,
@@ -85,10 +85,10 @@ class Distribution {
     const int count = static_cast<int>(end - all.begin());
     known_ = all.first(static_cast<std::size_t>(count));
     // Silverman 1986, Density Estimation for Statistics and Data Analysis, equation 3.31.
-    const double spread = std::min(record.standardDeviation, record.quartileRange / 1.34);
+    const double spread = std::min(record.values.standardDeviation, record.values.quartileRange / 1.34);
     const double bandwidth = 0.9 * spread * std::pow(count, -0.2);
-    if (analysis.Host().GetKernelDensity(values_.data(), count, record.LowestValue(), record.HighestValue(),
-                                         bandwidth, kDensityPoints, density.x.data(),
+    if (analysis.Host().GetKernelDensity(values_.data(), count, record.values.Lowest(),
+                                         record.values.Highest(), bandwidth, kDensityPoints, density.x.data(),
                                          density.y.data()) != 0) {
       throw HostCallError("The host cannot estimate the density.");
     }
@@ -130,9 +130,9 @@ double DensityScale(const GraphPoints& density, const GraphPoints& rates) {
 // The bin of the missing cases has no place on an axis of values.
 std::string MissingFootnote(CFeatureSelectionTemplate& analysis, const PredSummary& record,
                             const std::vector<BinShare>& shares) {
-  if (!record.MissingHasOwnBin() || !HasValue(shares.back().defaultRate)) return "";
-  const double cases = shares.back().cases *
-                       record.summaryCrosstab->GetValue(record.summaryCrosstab->GetRowCount(), kTotalColumn);
+  if (!record.bins.MissingHasOwn() || !HasValue(shares.back().defaultRate)) return "";
+  const double cases = shares.back().cases * record.crosstab.summary->GetValue(
+                                                 record.crosstab.summary->GetRowCount(), kTotalColumn);
   return "\n" + vlm::FormatText(
                     RequiredText(analysis, kTextMissingRate),
                     {vlm::FormatFixed(Percent(shares.back().defaultRate), 1), vlm::FormatGeneral(cases)});
@@ -143,7 +143,7 @@ std::string DistributionFootnote(CFeatureSelectionTemplate& analysis, const Pred
   std::string text;
   if (HasIntervals(record)) {
     text = RequiredText(analysis, kTextCutPoints);
-    for (const double cutPoint : record.cutPoints) text += " " + vlm::FormatGeneral(cutPoint) + " ";
+    for (const double cutPoint : record.bins.cutPoints) text += " " + vlm::FormatGeneral(cutPoint) + " ";
     text += "]";
   }
   text += RequiredText(analysis, kTextFrequencies);
@@ -163,9 +163,9 @@ vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(CFeatureSelectionTemplate& analysis
     GraphWriter graph(analysis, record, intervals ? vlm::kLineGraph : vlm::kGroupedBarGraph);
     graph.TitleLine(name);
     graph.AddRecordTitles();
-    graph.Footnote(
-        vlm::FormatText(RequiredText(analysis, kTextGiniBeforeAfter), {record.giniBefore, record.giniAfter}) +
-        (intervals ? MissingFootnote(analysis, record, shares) : ""));
+    graph.Footnote(vlm::FormatText(RequiredText(analysis, kTextGiniBeforeAfter),
+                                   {record.binary.giniBefore, record.binary.giniAfter}) +
+                   (intervals ? MissingFootnote(analysis, record, shares) : ""));
     graph.Axis(vlm::kCategoryAxis, record.predictorName);
     graph.Axis(vlm::kValueAxis, vlm::FormatText(RequiredText(analysis, kTextInPercent), {name}));
     if (!intervals) {

@@ -45,12 +45,12 @@ std::vector<std::size_t> ClassesWithLine(const ClassCounts& table) {
 
 ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
   constexpr int kFirstClassColumn = 2;
-  if (!record.summaryCrosstab || !record.furtherCrosstabs[0]) {
+  if (!record.crosstab.summary || !record.crosstab.further[0]) {
     throw HostCallError("The record has no cross-tabulation.");
   }
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   // The row percentages have one column per class after the levels, and nothing else.
-  const int classCount = record.furtherCrosstabs[0]->GetColumnCount() - 1;
+  const int classCount = record.crosstab.further[0]->GetColumnCount() - 1;
   ClassCounts table;
   table.bins = BinLabels(analysis, record);
   for (int c = 0; c < classCount; ++c) {
@@ -58,7 +58,7 @@ ClassCounts CountsOf(const CFeatureSelectionTemplate& analysis, const PredSummar
     table.classes.push_back(Stripped(analysis, vlm::WholeTextOf(fill)));
   }
   for (std::size_t bin = 0; bin < table.bins.size(); ++bin) {
-    const int row = record.RowOfBin(sheet, static_cast<int>(bin));
+    const int row = record.bins.RowOf(sheet, static_cast<int>(bin));
     for (int c = 0; c < classCount; ++c) {
       const double count = row == 0 ? 0 : sheet.GetValue(row, kFirstClassColumn + c);
       table.counts.push_back(HasValue(count) ? count : 0);

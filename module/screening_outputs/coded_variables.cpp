@@ -35,8 +35,8 @@ Addition CodeCases(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& 
       return Addition::kNotAdded;
     for (double& value : block) {
       const bool isMissing = value >= missing.first && value <= missing.last;
-      const int bin = isMissing || std::isnan(value) ? record.fit.missingBin : finder.BinOf(value);
-      value = bin < 0 ? vlm::kMissingValue : record.binNodes[static_cast<std::size_t>(bin)];
+      const int bin = isMissing || std::isnan(value) ? record.bins.fit.missingBin : finder.BinOf(value);
+      value = bin < 0 ? vlm::kMissingValue : record.bins.nodes[static_cast<std::size_t>(bin)];
     }
   }
   return Addition::kAdded;
@@ -50,9 +50,9 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
   const int variable = input.AddVariable(name.data(), vlm::LengthOf(name), description.data(),
                                          vlm::LengthOf(description), codes);
   if (variable == 0) return 0;
-  for (std::size_t bin = 0; bin < record.BinCount(); ++bin) {
+  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin) {
     const std::string label = BinLabel(analysis, record, bin);
-    const double code = record.binNodes[bin];
+    const double code = record.bins.nodes[bin];
     input.SetVariableValueLabel(variable, code, label.data(), vlm::LengthOf(label));
     // The host loses a label silently when it has no memory for it.
     const std::string kept =
@@ -65,10 +65,10 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
 }  // namespace
 
 BinFinder::BinFinder(const PredSummary& record) : levels_(record.predictorKind == kCategoricalPredictor) {
-  for (const double cut : record.cutPoints) {
+  for (const double cut : record.bins.cutPoints) {
     bounds_.push_back(vlm::RaisedByTolerance(ParseMachineNumber(vlm::FormatMachine(cut))));
   }
-  for (const auto& [code, bin] : record.levelOf) levelBins_.push_back({code, bin});
+  for (const auto& [code, bin] : record.bins.levelOf) levelBins_.push_back({code, bin});
 }
 
 int BinFinder::BinOf(double value) const {

@@ -61,9 +61,9 @@ GraphPoints SampleCases(const PredSummary& record) {
       if (!HasValue(x)) continue;
     } else {
       const double node = sheet.GetValue(row, 3);
-      const auto bin = std::find(record.binNodes.begin(), record.binNodes.end(), node);
-      if (bin == record.binNodes.end()) continue;
-      x = static_cast<double>(bin - record.binNodes.begin()) + 1 +
+      const auto bin = std::find(record.bins.nodes.begin(), record.bins.nodes.end(), node);
+      if (bin == record.bins.nodes.end()) continue;
+      x = static_cast<double>(bin - record.bins.nodes.begin()) + 1 +
           kJitter * (2 * MixedShare(static_cast<std::uint64_t>(row)) - 1);
     }
     cases.x.push_back(x);
@@ -87,9 +87,10 @@ vlm::GraphBox BoxOf(vlm::ISpreadsheet& statistics, int row, std::size_t bin, con
                        figure(kBinLowerLimit),
                        figure(kBinUpperLimit),
                        figure(kBinN)};
-  if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin)) {
-    box.intervalFrom = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
-    box.intervalTo = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
+  if (record.predictorKind == kContinuousPredictor && !record.bins.IsExtra(bin)) {
+    box.intervalFrom = bin == 0 ? record.values.Lowest() : record.bins.cutPoints[bin - 1];
+    box.intervalTo =
+        bin < record.bins.cutPoints.size() ? record.bins.cutPoints[bin] : record.values.Highest();
   }
   return box;
 }
@@ -99,12 +100,12 @@ void AddBoxes(GraphWriter& graph, int seriesKind, std::string_view name, vlm::IS
               const PredSummary& record, const std::vector<std::string>& labels) {
   const int series = graph.Series(seriesKind, name);
   for (std::size_t bin = 0; bin < labels.size(); ++bin) {
-    const int row = record.RowOfBin(statistics, static_cast<int>(bin));
+    const int row = record.bins.RowOf(statistics, static_cast<int>(bin));
     if (row == 0) continue;
     // Special and missing cases have no place on an axis of values.
     const bool onValueAxis =
         seriesKind == vlm::kDiamondSeries && record.predictorKind == kContinuousPredictor;
-    if (onValueAxis && record.IsExtraBin(bin)) continue;
+    if (onValueAxis && record.bins.IsExtra(bin)) continue;
     vlm::GraphBox box = BoxOf(statistics, row, bin, record);
     if (seriesKind == vlm::kDiamondSeries) box.position = (box.intervalFrom + box.intervalTo) / 2;
     graph.Document().AddBox(series, &box, labels[bin].data(), vlm::LengthOf(labels[bin]));

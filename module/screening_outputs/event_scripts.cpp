@@ -88,8 +88,9 @@ class ScriptNumbers {
     return HasValue(value) ? WithDecimalSeparator(vlm::FormatGeneral(value), decimalSeparator_) : "";
   }
   [[nodiscard]] BinBounds Bounds(const PredSummary& record, std::size_t bin) const {
-    const double lower = bin == 0 ? record.LowestValue() : record.cutPoints[bin - 1];
-    const double upper = bin < record.cutPoints.size() ? record.cutPoints[bin] : record.HighestValue();
+    const double lower = bin == 0 ? record.values.Lowest() : record.bins.cutPoints[bin - 1];
+    const double upper =
+        bin < record.bins.cutPoints.size() ? record.bins.cutPoints[bin] : record.values.Highest();
     const auto compared = [&](double bound) { return Localized(analysis_, vlm::FormatMachine(bound)); };
     return {Shown(lower), Shown(upper), compared(lower), compared(upper)};
   }
@@ -105,7 +106,7 @@ class ScriptNumbers {
 std::string Operand(double value) { return HasValue(value) ? vlm::FormatGeneral(value) : "\"\""; }
 
 bool IsBinnedContinuous(const PredSummary& record) {
-  return record.predictorKind == kContinuousPredictor && !record.cutPoints.empty();
+  return record.predictorKind == kContinuousPredictor && !record.bins.cutPoints.empty();
 }
 
 }  // namespace
@@ -137,25 +138,26 @@ std::string BoxPlotEventCode(CFeatureSelectionTemplate& analysis, PredSummary& r
 }
 
 std::string BinConditions(CFeatureSelectionTemplate& analysis, PredSummary& record) {
-  if (!IsBinnedContinuous(record) || !record.summaryCrosstab) return "";
+  if (!IsBinnedContinuous(record) || !record.crosstab.summary) return "";
   const ScriptNumbers numbers(analysis);
-  vlm::ISpreadsheet& sheet = *record.summaryCrosstab;
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
   const auto casesOf = [&](int row) {
-    return sheet.GetValue(row, record.badColumn) + sheet.GetValue(row, record.goodColumn);
+    return sheet.GetValue(row, record.binary.badColumn) + sheet.GetValue(row, record.binary.goodColumn);
   };
   const double totalCases = casesOf(sheet.GetRowCount());
-  const std::size_t binCount = record.ValueBinCount();
+  const std::size_t binCount = record.bins.ValueCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
-    const int row = record.RowOfBin(sheet, static_cast<int>(bin));
+    const int row = record.bins.RowOf(sheet, static_cast<int>(bin));
     if (row == 0) continue;
     const double cases = casesOf(row);
     const BinBounds bounds = numbers.Bounds(record, bin);
-    blocks += kNewLine + vlm::FormatText(kDefaultRateBlocks.Of(bin, binCount),
-                                         {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
-                                          numbers.IntervalSeparator(), bounds.upperShown,
-                                          numbers.Shown(sheet.GetValue(row, record.badColumn) / cases * 100),
-                                          numbers.Shown(cases / totalCases * 100)});
+    blocks +=
+        kNewLine + vlm::FormatText(kDefaultRateBlocks.Of(bin, binCount),
+                                   {bounds.lowerCompared, bounds.upperCompared, bounds.lowerShown,
+                                    numbers.IntervalSeparator(), bounds.upperShown,
+                                    numbers.Shown(sheet.GetValue(row, record.binary.badColumn) / cases * 100),
+                                    numbers.Shown(cases / totalCases * 100)});
   }
   return blocks;
 }
@@ -164,10 +166,10 @@ std::string BinConditionsForDiamond(CFeatureSelectionTemplate& analysis, PredSum
   if (!IsBinnedContinuous(record)) return "";
   const ScriptNumbers numbers(analysis);
   vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
-  const std::size_t binCount = record.ValueBinCount();
+  const std::size_t binCount = record.bins.ValueCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
-    const int row = record.RowOfBin(sheet, static_cast<int>(bin));
+    const int row = record.bins.RowOf(sheet, static_cast<int>(bin));
     if (row == 0) continue;
     const BinBounds bounds = numbers.Bounds(record, bin);
     const auto operand = [&](int column) { return Operand(sheet.GetValue(row, column)); };
@@ -184,10 +186,10 @@ std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary
   const ScriptNumbers numbers(analysis);
   vlm::ISpreadsheet& sheet = BinStatistics(analysis, record);
   const bool intervals = IsBinnedContinuous(record);
-  const std::size_t binCount = record.BinCount(), valueBins = record.ValueBinCount();
+  const std::size_t binCount = record.bins.Count(), valueBins = record.bins.ValueCount();
   std::string blocks;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
-    const int row = record.RowOfBin(sheet, static_cast<int>(bin));
+    const int row = record.bins.RowOf(sheet, static_cast<int>(bin));
     if (row == 0) continue;
     const auto position = static_cast<long long>(bin) + 1;
     const auto shown = [&](int column) { return numbers.Shown(sheet.GetValue(row, column)); };
@@ -210,7 +212,7 @@ std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary
 }
 
 vlm::ISpreadsheet& BinStatistics(CFeatureSelectionTemplate& analysis, PredSummary& record) {
-  if (record.binStatistics) return *record.binStatistics;
+  if (record.continuous.binStatistics) return *record.continuous.binStatistics;
   // On the run's cases, which are those of the work sheet, and its weights.
   const auto breakdown = CreateProcedure(*record.workSheet, vlm::kBreakdownProcedure);
   if (breakdown->SetCaseWeight(analysis.caseWeight) != 0) {
@@ -219,9 +221,9 @@ vlm::ISpreadsheet& BinStatistics(CFeatureSelectionTemplate& analysis, PredSummar
   SetOption(*breakdown, vlm::kBreakdownQuartilesOption, 1);
   SetVariableList(*breakdown, "2 | 3");
   Run(*breakdown);
-  record.binStatistics = GetResult(*breakdown, vlm::kBreakdownResult);
+  record.continuous.binStatistics = GetResult(*breakdown, vlm::kBreakdownResult);
   record.EvictSheets();
-  return *record.binStatistics;
+  return *record.continuous.binStatistics;
 }
 
 }  // namespace vlmfsl

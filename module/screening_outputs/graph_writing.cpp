@@ -62,7 +62,8 @@ vlm::Ref<vlm::IGraph> GraphWriter::Finish(std::string_view eventScript) {
 
 std::vector<std::string> BinLabels(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
   std::vector<std::string> labels;
-  for (std::size_t bin = 0; bin < record.BinCount(); ++bin) labels.push_back(BinLabel(analysis, record, bin));
+  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin)
+    labels.push_back(BinLabel(analysis, record, bin));
   return labels;
 }
 

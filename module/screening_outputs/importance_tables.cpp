@@ -16,21 +16,20 @@ constexpr int kLongestRowName = 40;
 
 // An F of 1.7e308 means that there is no error at all; its cell stays empty.
 bool IsWritten(const ImportanceColumn& column, double value) {
-  return column.statistic != &PredSummary::fStatistic || vlm::LessBeyondTolerance(value, vlm::kMissingValue);
+  return column.statistic != FStatistic || vlm::LessBeyondTolerance(value, vlm::kMissingValue);
 }
 
 }  // namespace
 
 std::span<const ImportanceColumn> ImportanceColumns(int responseKind) {
-  static constexpr std::array kBinary = {
-      ImportanceColumn{kTextGini, &PredSummary::giniAfter},
-      ImportanceColumn{kTextInformationValue, &PredSummary::informationValue},
-      ImportanceColumn{kTextCramersV, &PredSummary::cramersV}};
+  static constexpr std::array kBinary = {ImportanceColumn{kTextGini, GiniAfter},
+                                         ImportanceColumn{kTextInformationValue, InformationValue},
+                                         ImportanceColumn{kTextCramersV, CramersV}};
   static constexpr std::array kCategorical = {
-      ImportanceColumn{kTextChiSquare, &PredSummary::chiSquare},
-      ImportanceColumn{kTextPValue, &PredSummary::chiSquareP, vlm::kProbabilityColumn}};
-  static constexpr std::array kContinuous = {ImportanceColumn{kTextRSquared, &PredSummary::rSquared},
-                                             ImportanceColumn{kTextFStatistic, &PredSummary::fStatistic}};
+      ImportanceColumn{kTextChiSquare, ChiSquare},
+      ImportanceColumn{kTextPValue, ChiSquareP, vlm::kProbabilityColumn}};
+  static constexpr std::array kContinuous = {ImportanceColumn{kTextRSquared, RSquared},
+                                             ImportanceColumn{kTextFStatistic, FStatistic}};
   if (responseKind == vlm::kBinaryResponse) return kBinary;
   if (responseKind == vlm::kCategoricalResponse) return kCategorical;
   return kContinuous;
@@ -38,7 +37,7 @@ std::span<const ImportanceColumn> ImportanceColumns(int responseKind) {
 
 void WriteImportance(vlm::ISpreadsheet& sheet, int row, int firstColumn, const PredSummary& record) {
   for (const ImportanceColumn& column : ImportanceColumns(record.responseKind)) {
-    const double value = record.*column.statistic;
+    const double value = column.statistic(record);
     if (IsWritten(column, value)) sheet.SetValue(row, firstColumn, value);
     ++firstColumn;
   }

@@ -12,7 +12,7 @@ namespace vlmfsl {
 
 struct ImportanceColumn {
   int textId;
-  double PredSummary::*statistic;
+  RankingStatistic statistic;
   vlm::ColumnRole role = vlm::kPlainColumn;
 };
 [[nodiscard]] std::span<const ImportanceColumn> ImportanceColumns(int responseKind);

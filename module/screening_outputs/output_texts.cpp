@@ -8,7 +8,7 @@
 namespace vlmfsl {
 
 std::string BinLabel(const CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
-  return OnOneLine(Stripped(analysis, record.levelNames[bin]));
+  return OnOneLine(Stripped(analysis, record.bins.names[bin]));
 }
 
 std::string Stripped(const CFeatureSelectionTemplate& analysis, std::string_view text) {

@@ -61,7 +61,7 @@ std::vector<vlm::Ref<vlm::ISpreadsheet>> CopyFurtherCrosstabs(const PredSummary&
   constexpr std::string_view kFormat = "0.00";
   constexpr int kFirstClass = 2;
   std::vector<vlm::Ref<vlm::ISpreadsheet>> sheets;
-  for (const vlm::Ref<vlm::ISpreadsheet>& stored : record.furtherCrosstabs) {
+  for (const vlm::Ref<vlm::ISpreadsheet>& stored : record.crosstab.further) {
     if (!stored) continue;
     sheets.push_back(CopyOf(stored, record));
     vlm::ISpreadsheet& sheet = *sheets.back();
@@ -110,7 +110,8 @@ vlm::Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analys
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   const PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
   const bool breakdown = responseKind == vlm::kContinuousResponse;
-  const vlm::Ref<vlm::ISpreadsheet>& stored = breakdown ? record.breakdown : record.summaryCrosstab;
+  const vlm::Ref<vlm::ISpreadsheet>& stored =
+      breakdown ? record.continuous.breakdown : record.crosstab.summary;
   if (!stored) return {};
   try {
     // The user gets a copy: the record keeps its sheet as it is for the next press of the button.
@@ -142,8 +143,8 @@ vlm::Ref<vlm::ISpreadsheet> ShowDistributionTable(CFeatureSelectionTemplate& ana
   std::vector<PredSummary>& results = analysis.Results(vlm::kBinaryResponse);
   if (predictorIndex < 0 || predictorIndex >= static_cast<int>(results.size())) return {};
   PredSummary& record = results[static_cast<std::size_t>(predictorIndex)];
-  if (!record.uniqueValues) return {};
-  vlm::ISpreadsheet& values = *record.uniqueValues;
+  if (!record.binary.uniqueValues) return {};
+  vlm::ISpreadsheet& values = *record.binary.uniqueValues;
   const int rowCount = CountValues(values);  // 0 when the host could not make them
   auto table = rowCount == 0 ? vlm::Ref<vlm::ISpreadsheet>()
                              : vlm::Ref<vlm::ISpreadsheet>::Adopt(analysis.Host().CreateSpreadsheet(

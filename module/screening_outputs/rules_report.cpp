@@ -24,16 +24,16 @@ std::string Padded(std::string text, std::size_t width) {
 
 std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin,
                          const std::string& name) {
-  if (record.predictorKind == kContinuousPredictor && !record.IsExtraBin(bin)) {
-    if (record.cutPoints.empty()) return name + " has any value";
+  if (record.predictorKind == kContinuousPredictor && !record.bins.IsExtra(bin)) {
+    if (record.bins.cutPoints.empty()) return name + " has any value";
     const bool first = bin == 0;
-    const bool last = bin == record.cutPoints.size();
-    if (first) return name + " <= " + record.upperTexts[bin];
-    return last ? name + " > " + record.lowerTexts[bin]
-                : record.lowerTexts[bin] + " < " + name + " <= " + record.upperTexts[bin];
+    const bool last = bin == record.bins.cutPoints.size();
+    if (first) return name + " <= " + record.bins.upperTexts[bin];
+    return last ? name + " > " + record.bins.lowerTexts[bin]
+                : record.bins.lowerTexts[bin] + " < " + name + " <= " + record.bins.upperTexts[bin];
   }
   std::string levels;
-  for (const auto& [code, binOfCode] : record.levelOf) {
+  for (const auto& [code, binOfCode] : record.bins.levelOf) {
     if (static_cast<std::size_t>(binOfCode) != bin) continue;
     levels += (levels.empty() ? "" : ", ") + OnOneLine(analysis.DisplayText(record.predictorVariable, code));
   }
@@ -43,8 +43,8 @@ std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary&
 // The values of a bin as a reader writes them down, on one line.
 std::string RuleOf(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin) {
   const std::string name = OnOneLine(record.predictorName);
-  const bool takesMissing = static_cast<int>(bin) == record.fit.missingBin;
-  if (takesMissing && record.MissingHasOwnBin()) return name + " is missing";
+  const bool takesMissing = static_cast<int>(bin) == record.bins.fit.missingBin;
+  if (takesMissing && record.bins.MissingHasOwn()) return name + " is missing";
   return RuleOfValues(analysis, record, bin, name) + (takesMissing ? " or is missing" : "");
 }
 
@@ -70,7 +70,7 @@ std::string ReportOfGroup(CFeatureSelectionTemplate& analysis, const std::string
             OnOneLine(CodedVariableName(analysis, *record)) + "\n";
     std::vector<std::string> rules;
     std::size_t ruleWidth = 0;
-    for (std::size_t bin = 0; bin < record->BinCount(); ++bin) {
+    for (std::size_t bin = 0; bin < record->bins.Count(); ++bin) {
       rules.push_back(RuleOf(analysis, *record, bin));
       ruleWidth = std::max(ruleWidth, vlm::CharacterCount(rules.back()));
     }

@@ -26,8 +26,8 @@ using velmora::testing::ScratchFolder;
 PredSummary Intervals() {
   PredSummary record = ContinuousRecord("net \"x\"", vlm::kBinaryResponse, {-1.5, 1.0 / 3}, -9, 9,
                                         {"(-Inf, -1.5]", "(-1.5, 0.333333]", "(0.333333, Inf)"});
-  record.lowerTexts = {"-Inf", "-1.5", "0.333333"};
-  record.upperTexts = {"-1.5", "0.333333", "Inf"};
+  record.bins.lowerTexts = {"-Inf", "-1.5", "0.333333"};
+  record.bins.upperTexts = {"-1.5", "0.333333", "Inf"};
   return record;
 }
 
@@ -35,9 +35,9 @@ PredSummary Intervals() {
 PredSummary Levels(Analysis& analysis) {
   analysis.host.input.labels = {{1, "say \"a\", b"}, {2, "zwölf"}, {7, "say \"a\", b"}};
   PredSummary record(kCategoricalPredictor, 3, "group", vlm::kBinaryResponse, 1, "risk");
-  record.levelNames = {"low", "the \"rest\""};
-  record.binNodes = {2, 3};
-  record.levelOf = {{1, 1}, {2, 0}, {3.5, 0}, {7, 1}};
+  record.bins.names = {"low", "the \"rest\""};
+  record.bins.nodes = {2, 3};
+  record.bins.levelOf = {{1, 1}, {2, 0}, {3.5, 0}, {7, 1}};
   return record;
 }
 
@@ -88,7 +88,7 @@ TEST(BinConditions, RulesScripts) {
 
 TEST(BinConditions, ValuesOnAndAroundCutPoints) {
   PredSummary record = Intervals();
-  const double cut = record.cutPoints[1];
+  const double cut = record.bins.cutPoints[1];
   const auto ulpsAbove = [](double value, int ulps) {
     return vlm::FromOrderedBits(vlm::OrderedBits(value) + ulps);
   };
@@ -121,8 +121,8 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   PredSummary again = Intervals();
   again.responseKind = vlm::kContinuousResponse;
   again.responseName = "amount";
-  again.rSquared = 0.25;
-  again.fStatistic = vlm::kMissingValue;
+  again.continuous.rSquared = 0.25;
+  again.continuous.fStatistic = vlm::kMissingValue;
   screening.continuousResults = {again};
   screening.continuousOrder = {0};
   screening.continuousResponseName = "amount";

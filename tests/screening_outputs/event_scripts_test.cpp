@@ -24,9 +24,9 @@ PredSummary BinaryRecord(Analysis& analysis, std::vector<double> cutPoints,
   std::vector<std::string> labels(cutPoints.size() + 1, "label");
   PredSummary record =
       ContinuousRecord("x", vlm::kBinaryResponse, std::move(cutPoints), -2, 9.5, std::move(labels));
-  record.summaryCrosstab = analysis.Sheet(rows);
-  record.badColumn = 2;
-  record.goodColumn = 3;
+  record.crosstab.summary = analysis.Sheet(rows);
+  record.binary.badColumn = 2;
+  record.binary.goodColumn = 3;
   return record;
 }
 
@@ -73,7 +73,7 @@ const std::vector<std::vector<double>> kStatistics = {
 TEST(EventScripts, DiamondBlocksKeepNumbersThatTheScriptCanRead) {
   Analysis analysis(",");
   PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
-  record.binStatistics = analysis.Sheet(kStatistics);
+  record.continuous.binStatistics = analysis.Sheet(kStatistics);
   EXPECT_EQ(vlmfsl::BinConditionsForDiamond(analysis.screening, record),
             "\r\nIf(x>5,000000000000000e-01 And x<=1,000000000000000e+00) Then \r\n"
             "\t Text=\" Bin : [0,5; 1] \" \r\n\t Text=Text & vbCrLf \r\n"
@@ -95,7 +95,7 @@ TEST(EventScripts, DiamondBlocksKeepNumbersThatTheScriptCanRead) {
 TEST(EventScripts, BoxPlotScriptOfIntervals) {
   Analysis analysis;
   PredSummary record = ContinuousRecord("x", vlm::kContinuousResponse, {1, 2.5}, 0.5, 4, {"a", "b", "c"});
-  record.binStatistics = analysis.Sheet(kStatistics);
+  record.continuous.binStatistics = analysis.Sheet(kStatistics);
   const std::string script = vlmfsl::BoxPlotEventCode(analysis.screening, record);
   EXPECT_EQ(
       script,
@@ -129,9 +129,9 @@ TEST(EventScripts, BoxPlotScriptOfIntervals) {
 TEST(EventScripts, LevelsWithQuotesAndWithoutCases) {
   Analysis analysis;
   PredSummary record(kCategoricalPredictor, 3, "group", vlm::kContinuousResponse, 1, "risk");
-  record.levelNames = {"say \"a\", 5%s", "none", "zwölf\nzeilen"};
-  record.binNodes = {2, 9, 4};
-  record.binStatistics = analysis.Sheet(kStatistics);
+  record.bins.names = {"say \"a\", 5%s", "none", "zwölf\nzeilen"};
+  record.bins.nodes = {2, 9, 4};
+  record.continuous.binStatistics = analysis.Sheet(kStatistics);
   EXPECT_EQ(vlmfsl::BinConditionsForBox(analysis.screening, record),
             "\r\nIf(Abs(x-1))<0.1 Then \r\n\t Text=\" say \"\"a\"\", 5%s \" \r\n\t Text=Text & vbCrLf \r\n"
             "\t Text=Text & \" Mean:1.5\" \r\n\t Text=Text & vbCrLf & \"Lower 95 CI:1.25\" \r\n"
@@ -152,7 +152,7 @@ TEST(EventScripts, ShowTheBinThatIsPointedAt) {
     Analysis analysis(separator);
     PredSummary record =
         BinaryRecord(analysis, {0.5, 2.5}, {{2, 1, 3}, {3, 1, 7}, {4, 6, 2}, {kNone, 8, 12}});
-    record.binStatistics = analysis.Sheet(kStatistics);
+    record.continuous.binStatistics = analysis.Sheet(kStatistics);
     const std::string rates =
         FrameEventScript(ScriptTarget::kPlot, vlmfsl::BinConditions(analysis.screening, record));
     const std::string means =

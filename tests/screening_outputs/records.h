@@ -46,12 +46,12 @@ class Analysis {
 inline PredSummary ContinuousRecord(std::string name, int responseKind, std::vector<double> cutPoints,
                                     double minimum, double maximum, std::vector<std::string> labels) {
   PredSummary record(kContinuousPredictor, 2, std::move(name), responseKind, 1, "risk");
-  record.cutPoints = std::move(cutPoints);
-  record.levelNames = std::move(labels);
-  for (std::size_t bin = 0; bin < record.BinCount(); ++bin)
-    record.binNodes.push_back(static_cast<int>(bin) + 2);
-  record.rangeMinimum = minimum;
-  record.rangeMaximum = maximum;
+  record.bins.cutPoints = std::move(cutPoints);
+  record.bins.names = std::move(labels);
+  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin)
+    record.bins.nodes.push_back(static_cast<int>(bin) + 2);
+  record.values.minimum = minimum;
+  record.values.maximum = maximum;
   return record;
 }
 
