@@ -7,6 +7,7 @@ import { createRequire } from "node:module";
 import http from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
+import { choicesOptions, fieldGroups } from "../../workbench/web/fields";
 import { type Browser, chromium, type Page } from "playwright-core";
 import { afterAll, afterEach, beforeAll, describe, expect, it } from "vitest";
 
@@ -224,6 +225,131 @@ describe("the server", () => {
     program.process.kill("SIGINT");
     for (const text of await Promise.all(read)) expect(text).toMatch(/data: {"type":"stopped"}\n\n$/);
     expect(await program.ended).toBe(0);
+  });
+});
+
+describe("analyses", () => {
+  const flag = { "binary-response": "risk", good: "good", bad: "bad" };
+  const me = (program: Program, cookie: string) => ({ cookie, host: `127.0.0.1:${program.port}`, "x-velmora": "1" });
+  const start = async (program: Program, headers: http.OutgoingHttpHeaders, analysis: string, options: object) =>
+    JSON.parse((await ask(program.port, "/api/sessions/1/runs", headers, "POST", JSON.stringify({ analysis, options }))).text).run as number;
+  const runOf = async (program: Program, headers: http.OutgoingHttpHeaders, run: number) =>
+    JSON.parse((await ask(program.port, "/api/sessions/1", headers)).text).runs.find((one: { run: number }) => one.run === run);
+  const childrenOf = (process: number) => {
+    try {
+      return execFileSync("pgrep", ["-P", String(process)], { encoding: "utf8" }).split("\n").filter(Boolean).map(Number);
+    } catch {
+      return []; // pgrep found none
+    }
+  };
+  const loaded = async (program: Program, headers: http.OutgoingHttpHeaders) =>
+    expect.poll(async () => JSON.parse((await ask(program.port, "/api/sessions/1", headers)).text).variables.length, { timeout: 20_000 }).toBe(21);
+
+  it("end alone when they crash or are cancelled", async () => {
+    freshData();
+    const program = await open(data);
+    const headers = me(program, await signIn(program));
+    await loaded(program, headers);
+    const quick = await start(program, headers, "feature-selection", { dependents: ["risk"] });
+    await expect.poll(async () => (await runOf(program, headers, quick)).status, { timeout: 20_000 }).toBe("done");
+    const [worker] = childrenOf(program.process.pid ?? 0);
+    // So many permutations never end by themselves while the test looks on.
+    const endless = { ...flag, permutations: 1_000_000, predictors: ["age", "amount", "duration_months"] };
+    for (const [end, status, sentence] of [
+      ["crash", "failed", "The analysis ended unexpectedly (signal 11). The data and all other results are unchanged."],
+      ["cancel", "cancelled", "Cancelled."],
+    ] as const) {
+      const run = await start(program, headers, "screen", endless);
+      await expect.poll(() => childrenOf(worker ?? 0).length, { timeout: 20_000 }).toBe(1);
+      if (end === "crash") process.kill(childrenOf(worker ?? 0)[0] ?? 0, "SIGSEGV");
+      else expect((await ask(program.port, `/api/sessions/1/runs/${run}/cancel`, headers, "POST", "{}")).status).toBe(200);
+      await expect.poll(async () => (await runOf(program, headers, run)).status, { timeout: 20_000 }).toBe(status);
+      expect((await runOf(program, headers, run)).error).toBe(sentence);
+      expect(childrenOf(worker ?? 0)).toEqual([]);
+      expect((await ask(program.port, `/api/sessions/1/runs/${quick}`, headers)).status).toBe(200);
+      expect((await ask(program.port, "/api/sessions/1/grid?row=0&rows=5&column=0&columns=5", headers)).status).toBe(200);
+    }
+    expect(childrenOf(program.process.pid ?? 0)).toEqual([worker]);
+  });
+
+  it("give the figures of the command where options change what a variable is", async () => {
+    freshData();
+    const program = await open(data);
+    const headers = me(program, await signIn(program));
+    await loaded(program, headers);
+    const options = { dependents: ["risk"], categorical: ["age"], missing: { duration_months: [12, 24], housing: ["rent"] } };
+    const run = await start(program, headers, "feature-selection", options);
+    await expect.poll(async () => (await runOf(program, headers, run)).status, { timeout: 20_000 }).toBe("done");
+    const report = JSON.parse((await ask(program.port, `/api/sessions/1/runs/${run}`, headers)).text);
+    const words = ["--categorical", "age", "--missing", "duration_months=12,24", "housing=rent"];
+    const expected = JSON.parse(cli("feature-selection", data, "--dependents", "risk", ...words, "--format", "json"));
+    expect(report.dependents).toEqual(expected.dependents);
+    expect(report.run.leftOut).toEqual(expected.run.leftOut);
+  });
+
+  it("can be set by every option of the command that names no file", async () => {
+    freshData();
+    const program = await open(data);
+    const headers = me(program, await signIn(program));
+    const names = JSON.parse((await ask(program.port, "/api/overview", headers)).text).options as string[];
+    // How the file is read is said when it is opened; where results go, and which module runs, is no choice of a page.
+    const elsewhere = [
+      "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
+      "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",
+      "out", "format", "csv-for", "save-bundles", "print-script", "threads", "quiet", "module", "decimal-separator", "log",
+    ];
+    for (const analysis of ["screen", "feature-selection"] as const) {
+      const page = execFileSync(command, ["help", analysis], { encoding: "utf8" });
+      const options = [...new Set([...page.matchAll(/^ {2}--([a-z-]+)/gm)].map((match) => match[1] ?? ""))];
+      expect(options.length).toBeGreaterThan(30);
+      expect(options.filter((option) => !names.includes(option) && !elsewhere.includes(option)), analysis).toEqual([]);
+      const fields = fieldGroups[analysis].flatMap((group) => group.fields.map((field) => field.option));
+      const set = [...fields, ...choicesOptions[analysis]];
+      expect(options.filter((option) => names.includes(option) && !set.includes(option)), analysis).toEqual([]);
+      expect(set.filter((option) => !names.includes(option) || !options.includes(option)), analysis).toEqual([]);
+    }
+  });
+
+  it("have bins whose held-out figures and stability are those of the command after every edit", async () => {
+    freshData();
+    const program = await open(data);
+    const headers = me(program, await signIn(program));
+    await loaded(program, headers);
+    const rows = [
+      { options: flag, response: "risk", predictor: "amount" },
+      { options: { ...flag, special: { duration_months: [24, 12] }, missing: { duration_months: [18] } }, response: "risk", predictor: "duration_months" },
+      { options: { ...flag, "missing-bin": "drop", missing: { amount: ["1000"] } }, response: "risk", predictor: "amount" },
+      { options: { ...flag, weight: "age" }, response: "risk", predictor: "purpose" },
+      { options: { "continuous-response": "amount" }, response: "amount", predictor: "duration_months" },
+      { options: { "categorical-response": "housing" }, response: "housing", predictor: "age" },
+    ];
+    for (const { options, response, predictor } of rows) {
+      const run = await start(program, headers, "screen", { ...options, by: "job", predictors: [predictor] });
+      const address = `/api/sessions/1/runs/${run}`;
+      const panelNow = async () => ask(program.port, `${address}/bins?response=${response}&predictor=${predictor}`, headers);
+      await expect.poll(async () => (await panelNow()).status, { timeout: 20_000 }).toBe(200);
+      const panel = JSON.parse((await panelNow()).text);
+      // Joins the first two bins, so that the figures are not those of the search.
+      const body = JSON.stringify({ response, predictor, edit: { operation: "merge", bins: [0, 1] } });
+      const edited = panel.figures.length > 2 ? JSON.parse((await ask(program.port, `${address}/bins`, headers, "POST", body)).text) : panel;
+      const file = join(folder, `bins${run}.json`);
+      writeFileSync(file, (await ask(program.port, `${address}/export?format=bins`, headers)).text);
+      const words = Object.entries(options).flatMap(([name, value]) =>
+        typeof value === "object" ? Object.entries(value).map(([one, codes]) => `--${name}=${one}=${codes.join(",")}`) : [`--${name}=${value}`],
+      );
+      const report = JSON.parse(cli("screen", data, ...words, "--by", "job", "--predictors", predictor, "--cut-points", file, "--save-chance", "--format", "json"));
+      const own = report.responses[0].predictors[0];
+      const name = `${response}, ${predictor}, ${JSON.stringify(options)}`;
+      if (edited.kind === "binary") {
+        expect(edited.after.outOfFold.informationValue, name).toBeCloseTo(own.outOfFoldInformationValue, 12);
+        expect(edited.after.outOfFold.gini, name).toBeCloseTo(own.outOfFoldGini, 12);
+      }
+      expect(edited.after.outOfFold.explained, name).toBeCloseTo(own.outOfFoldExplained, 12);
+      const stable = report.stability.predictors[0];
+      const groups = edited.after.stability.groups as { name: string; psi: number }[];
+      expect(groups.map((group) => group.name), name).toEqual(report.stability.run.groups);
+      expect(groups.find((group) => group.name === stable.psiGroup)?.psi, name).toBeCloseTo(stable.psi, 12);
+    }
   });
 });
 

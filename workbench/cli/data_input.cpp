@@ -2,6 +2,7 @@
 #include "workbench/cli/data_input.h"
 
 #include <algorithm>
+#include <set>
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -153,9 +154,14 @@ Table LoadTable(const DataOptions& options, const std::vector<std::string>& name
   return PrepareTable(ReadFile(options, needed), options);
 }
 
-Table PrepareTable(Table table, const DataOptions& options) {
+Table PrepareTable(Table table, const DataOptions& options, int inferredCount) {
+  std::set<int> changed;
   for (const std::string& option : options.missingCodes) {
-    ForOption("--missing", [&] { ApplyMissingOption(table, option); });
+    ForOption("--missing", [&] {
+      const MissingOption parsed = ParseMissingOption(table, option);
+      changed.insert(parsed.variableNumbers.begin(), parsed.variableNumbers.end());
+      ApplyMissingOption(table, option);
+    });
   }
   for (const std::string& option : options.since) {
     ForOption("--since", [&] { ApplySinceOption(table, option); });
@@ -164,9 +170,16 @@ Table PrepareTable(Table table, const DataOptions& options) {
     ForOption("--date-parts", [&] { AddDateParts(table, number); });
   }
   OverrideMeasurements(table, options);
+  for (const auto& [option, names] :
+       {std::pair{"--continuous", &options.continuous}, std::pair{"--categorical", &options.categorical}}) {
+    const std::vector<int> numbers = NamedVariables(table, option, *names);
+    changed.insert(numbers.begin(), numbers.end());
+  }
+  for (int number = inferredCount + 1; number <= table.VariableCount(); ++number) changed.insert(number);
   StopIfInterrupted();
+  const std::vector<int> numbers(changed.begin(), changed.end());
   InferMeasurements(
-      table, [](double) { return !WasInterrupted(); }, options.threads);
+      table, numbers, [](double) { return !WasInterrupted(); }, options.threads);
   StopIfInterrupted();
   return table;
 }

@@ -32,9 +32,9 @@ OutputWriters FinishedRun::Writers() {
 }
 
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
-                                         const std::vector<std::string>& arguments) {
-  if (name == "feature-selection") return RunFeatureSelectionOn(std::move(table), arguments);
-  if (name == "screen") return RunScreenOn(std::move(table), arguments);
+                                         const std::vector<std::string>& arguments, int inferredCount) {
+  if (name == "feature-selection") return RunFeatureSelectionOn(std::move(table), arguments, inferredCount);
+  if (name == "screen") return RunScreenOn(std::move(table), arguments, inferredCount);
   throw UsageError("There is no analysis " + ShortenedText(name) +
                    "; the analyses are feature-selection and screen.");
 }

@@ -40,8 +40,9 @@ struct FinishedRun {
 
 // Runs the command called name, "feature-selection" or "screen", on a table in memory. arguments:
 // as on the command line, where DATA is only a name; those that say how a file is read or what is
-// written have no effect. Throws the exceptions that RunGuarded handles.
+// written have no effect. inferredCount: as of PrepareTable. Throws the exceptions that RunGuarded
+// handles.
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
-                                         const std::vector<std::string>& arguments);
+                                         const std::vector<std::string>& arguments, int inferredCount = 0);
 
 }  // namespace velmora

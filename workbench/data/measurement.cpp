@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <numeric>
 #include <string_view>
 
 #include "workbench/data/field_parser.h"
@@ -281,13 +282,20 @@ std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgr
 }
 
 void InferMeasurements(Table& table, const ProfileProgress& progress, int threads) {
+  std::vector<int> all(table.columns.size());
+  std::iota(all.begin(), all.end(), 1);
+  InferMeasurements(table, all, progress, threads);
+}
+
+void InferMeasurements(Table& table, std::span<const int> variableNumbers, const ProfileProgress& progress,
+                       int threads) {
   const auto infer = [&](std::size_t index, int) {
-    const int number = static_cast<int>(index) + 1;
+    const int number = variableNumbers[index];
     VariableProfile profile = Profile(table, number, false);
     TakeInference(std::move(profile), table.Variable(number));
   };
   WorkerPool pool(threads);
-  if (!pool.Run(table.columns.size(), infer, progress)) throw Cancelled();
+  if (!pool.Run(variableNumbers.size(), infer, progress)) throw Cancelled();
 }
 
 void InferMeasurement(const ValueSurvey& survey, Column& column) {

@@ -78,6 +78,9 @@ void InferMeasurement(const ValueSurvey& survey, Column& column);
 // Profiles every variable and writes measurement, role and their reasons into the columns. threads:
 // as of WorkerPool; each variable is one thread's.
 void InferMeasurements(Table& table, const ProfileProgress& progress = {}, int threads = 1);
+// The same for some variables.
+void InferMeasurements(Table& table, std::span<const int> variableNumbers,
+                       const ProfileProgress& progress = {}, int threads = 1);
 
 // Sets the measurement of the variables that texts name (names and patterns as in
 // ResolveVariables), which inference then keeps. Throws DataError for an unknown name and for a

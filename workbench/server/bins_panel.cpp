@@ -69,7 +69,7 @@ double ExplainedDeviance(const SavedPredictor& predictor) {
   return all > 0 ? 1 - within / all : kMissing;
 }
 
-Json WorthJson(const SavedResponse& response) {
+Json WorthOfCounts(const SavedResponse& response) {
   const SavedPredictor& predictor = response.predictors.front();
   Json json = {{"bins", predictor.bins.size()}};
   if (response.kind == "binary") {
@@ -119,7 +119,9 @@ Json FiguresJson(const SavedResponse& response) {
 
 }  // namespace
 
-EditedBins::EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor) {
+EditedBins::EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor,
+                       std::shared_ptr<const CasePieces> pieces)
+    : pieces_(std::move(pieces)) {
   const SavedPredictor& found = FindPredictor(bins, response, predictor);
   for (const SavedResponse& one : bins.responses) {
     if (one.name != response) continue;
@@ -157,6 +159,12 @@ bool EditedBins::Redo() {
   Apply(next);
   undone_ = std::move(later);
   return true;
+}
+
+Json EditedBins::WorthJson(const SavedResponse& response) const {
+  Json json = WorthOfCounts(response);
+  if (pieces_) json.update(WorthOfCases(*pieces_, response));
+  return json;
 }
 
 std::string EditedBins::PanelJson() const { return PanelJson(bins_); }

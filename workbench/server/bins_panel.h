@@ -5,17 +5,20 @@
 //   edited.PanelJson();   // bins, figures before and after
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "workbench/bins/saved_bins.h"
+#include "workbench/server/case_pieces.h"
 
 namespace velmora {
 
 class EditedBins {
  public:
-  // Throws DataError for a predictor that the bins do not have.
-  EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor);
+  // pieces: null: not known. Throws DataError for a predictor that the bins do not have.
+  EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor,
+             std::shared_ptr<const CasePieces> pieces = nullptr);
 
   // edit: as in the JSON of saved bins, without response and predictor. Throws DataError with one
   // sentence.
@@ -26,7 +29,8 @@ class EditedBins {
   // {"response", "predictor": as in the JSON of saved bins, "figures", "before", "edits", "redo"}.
   // figures: per bin "cases", "share", and by the kind of the response "bad", "badRate", "woe",
   // "informationValue", or "mean", or "shares"; before and after the edits "informationValue" and
-  // "gini" (2 AUC - 1), or "explained" (share of the variance or of the deviance).
+  // "gini" (2 AUC - 1), or "explained" (share of the variance or of the deviance), and what
+  // WorthOfCases gives.
   std::string PanelJson() const;
   // The same for the bins after an edit that is not kept.
   std::string PreviewJson(const std::string& edit) const;
@@ -37,7 +41,10 @@ class EditedBins {
  private:
   std::string PanelJson(const SavedBins& bins) const;
 
+  Json WorthJson(const SavedResponse& response) const;
+
   SavedBins found_, bins_;  // of the one predictor
+  std::shared_ptr<const CasePieces> pieces_;
   std::vector<std::string> edits_, undone_;
 };
 

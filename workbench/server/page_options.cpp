@@ -11,20 +11,22 @@ namespace {
 
 constexpr std::string_view kAllowed[] = {
     // Both analyses
-    "predictors", "continuous", "categorical", "missing", "select", "exclude", "weight", "classic", "rank-by",
-    "best",
+    "predictors", "continuous", "categorical", "missing", "select", "exclude", "weight", "raw-weights",
+    "count", "classic", "rank-by", "seed", "best",
     // Feature selection
-    "dependents", "strata", "clusters", "count", "casewise", "intervals", "cuts", "cut-dependents",
-    "dependent-cuts", "chi-square", "adjust", "adjust-across", "exact", "replicates", "seed", "alpha", "show",
-    "best-by-p", "p-criterion", "round-weights", "raw-weights",
+    "dependents", "strata", "clusters", "casewise", "intervals", "cuts", "cut-dependents", "dependent-cuts",
+    "chi-square", "adjust", "adjust-across", "exact", "replicates", "alpha", "show", "best-by-p",
+    "p-criterion", "round-weights",
     // Screening
     "binary-response", "good", "bad", "continuous-response", "categorical-response", "nominal", "ordinal",
     "shape", "max-bins", "min-bins", "bin-count", "min-bin-share", "min-bin-cases", "min-bin-events",
     "max-adjacent-p", "min-level-share", "criterion", "pre-bins", "special", "special-together",
     "missing-bin", "pure-bin-correction", "binning", "no-prune", "sort-binary", "sort-continuous",
-    "sort-categorical"};
+    "sort-categorical", "by", "by-reference", "permutations", "compare", "same-from", "distinct", "adds"};
 
 }  // namespace
+
+std::vector<std::string> PageOptionNames() { return {std::begin(kAllowed), std::end(kAllowed)}; }
 
 std::vector<std::string> WordsOfPage(const std::string& options) {
   std::vector<std::string> words = CommandWords(options);

@@ -7,6 +7,8 @@
 
 namespace velmora {
 
+std::vector<std::string> PageOptionNames();  // without "--"
+
 // options: the JSON object of velmora_run. Returns the words of the command line. Throws UsageError
 // for an option that the page may not set.
 std::vector<std::string> WordsOfPage(const std::string& options);

@@ -12,6 +12,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/page_assets.h"
+#include "workbench/server/page_options.h"
 
 #ifndef VELMORA_VERSION
 #error "the build names the version"
@@ -255,7 +256,7 @@ std::string PageServer::OverviewJson() {
   const std::lock_guard lock(mutex_);
   for (const auto& [id, session] : sessions_)
     sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
-  return JsonText({{"version", VELMORA_VERSION}, {"sessions", sessions}});
+  return JsonText({{"version", VELMORA_VERSION}, {"sessions", sessions}, {"options", PageOptionNames()}});
 }
 
 void PageServer::ServeEvents(httplib::Response& response) {

@@ -259,6 +259,8 @@ void PageSession::Launch(Run& run) {
   run.seconds = SecondsNow();  // the start, until the run has ended
   run.report.clear();
   run.bins.clear();
+  run.pieces.clear();
+  run.nextPieces.reset();
   run.hasAllBins = false;
   run.edited.clear();
   const Json request = {{"op", "run"}, {"analysis", run.analysis}, {"arguments", run.words}, {"bins", true}};
@@ -290,6 +292,8 @@ void PageSession::TakeRunAnswer(int id, const Frame& frame) {
     run->status = "done";
     run->seconds = SecondsNow() - run->seconds;
     PublishRun(*run);
+  } else if (frame.type == "pieces") {
+    run->nextPieces = std::make_shared<const CasePieces>(ParsePieces(frame.payload));
   } else if (frame.type == "bins") {
     TakeBins(*run, frame.payload);
   } else if (frame.type == "error") {
@@ -349,6 +353,7 @@ std::string PageSession::Report(int id) {
 
 void PageSession::TakeBins(Run& run, const std::string& json) {
   run.bins.push_back(ParseBinsJson(json, "the bins"));
+  run.pieces.push_back(std::move(run.nextPieces));
   if (run.bins.size() > 1 && SecondsNow() - binsTold_ < kBinsInterval) return;
   binsTold_ = SecondsNow();
   Publish("binsReady", {{"run", run.id}});
@@ -383,7 +388,8 @@ EditedBins& PageSession::FindEdited(Run& run, const std::string& response, const
     throw RunError(run.hasAllBins ? "There are no bins of " + ShortenedText(predictor) + " for " +
                                         ShortenedText(response) + "."
                                   : "The cases of the bins are still being counted.");
-  EditedBins edited(*found, response, predictor);
+  EditedBins edited(*found, response, predictor,
+                    run.pieces[static_cast<std::size_t>(found - run.bins.begin())]);
   if (run.edits.contains(response) && run.edits.at(response).contains(predictor)) {
     for (const Json& edit : run.edits.at(response).at(predictor)) {
       try {

@@ -88,6 +88,8 @@ class PageSession {
     std::uint64_t request = 0;  // of the worker
     std::string report;
     std::vector<SavedBins> bins;  // of one predictor each, the best first; complete with the result
+    std::vector<std::shared_ptr<const CasePieces>> pieces;  // of each of them; null: not known
+    std::shared_ptr<const CasePieces> nextPieces;
     bool hasAllBins = false;
     std::map<std::pair<std::string, std::string>, EditedBins> edited;
   };

@@ -8,12 +8,12 @@
 //   count      select, exclude, weight, missing  -> CaseCountJson
 //   hash                                         -> {"sha256"}
 //   run        analysis, arguments, bins         -> report; of a screening, when asked for, bins of
-//              each predictor, the best first
+//              each predictor, the best first, each after its pieces (case_pieces.h)
 //   export     analysis, arguments, format, shown -> the bytes of html, xlsx, csv or json; shown: the
 //              words of the command that the output says it was made by
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last
-// one, a sentence), "report", "bins", "progress" and "line". Without a request come "loading",
+// one, a sentence), "report", "pieces", "bins", "progress" and "line". Without a request come "loading",
 // "loaded", "failed" and "variables".
 #pragma once
 

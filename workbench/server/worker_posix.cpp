@@ -18,6 +18,7 @@
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_monitor.h"
+#include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/data/measurement.h"
@@ -26,6 +27,7 @@
 #include "workbench/documents/writers.h"
 #include "workbench/language/selection.h"
 #include "workbench/report/json_text.h"
+#include "workbench/server/case_pieces.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/table_view.h"
 #include "workbench/server/worker.h"
@@ -64,23 +66,33 @@ class ChannelMonitor final : public RunMonitor {
 
 // --- What children do
 
-std::unique_ptr<FinishedRun> RunRequested(const Json& request, Table table) {
+// A table whose first variables have been described, which other processes need not do again.
+struct DescribedTable {
+  Table table;
+  int described = 0;
+};
+
+// by, unless it is null: what a screening compares its groups with.
+std::unique_ptr<FinishedRun> RunRequested(const Json& request, DescribedTable data, ByOptions* by = nullptr) {
   const auto arguments = request.at("arguments").get<std::vector<std::string>>();
   std::vector<std::string> words = arguments;
-  words.insert(words.begin(), table.fileName);
+  words.insert(words.begin(), data.table.fileName);
   const std::string analysis = request.at("analysis").get<std::string>();
   if (request.value("bins", false) && analysis == "screen") words.emplace_back("--save-chance");
-  return RunAnalysis(analysis, std::move(table), words);
+  if (by != nullptr && analysis == "screen") *by = ParseScreen(words).by;
+  return RunAnalysis(analysis, std::move(data.table), words, data.described);
 }
 
-void Analyze(const Channel& channel, const Frame& frame, const Json& request, Table table) {
-  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(table));
+void Analyze(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
+  ByOptions by;
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described), &by);
   if (!channel.Send({"report", frame.id, run->Writers().json()})) return;
   if (run->screening && request.value("bins", false)) {
     const ScreenReport& report = *run->screening;
     const Table& data = run->session.Data();
     const CaseBitmap selected = SelectCases(data, {report.select, report.exclude});
     const SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
+    PieceCounter counter(*run, by);
     // One by one, the best first, so that the first can be edited while the others are counted.
     for (const SavedResponse& response : bins.responses) {
       for (const SavedPredictor& predictor : response.predictors) {
@@ -88,6 +100,8 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, Ta
         part.predictors = {predictor};
         SavedBins one{bins.dataFile, {std::move(part)}, {}};
         AddCounts(data, selected, run->session.WeightVariable(), report.weights, one);
+        if (const std::optional<CasePieces> pieces = counter.Count(one.responses.front()))
+          static_cast<void>(channel.Send({"pieces", frame.id, PiecesJson(*pieces)}));
         if (!channel.Send({"bins", frame.id, BinsJson(one)})) return;
       }
     }
@@ -95,9 +109,9 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, Ta
   static_cast<void>(channel.Send({"result", frame.id, "{}"}));
 }
 
-void Export(const Channel& channel, const Frame& frame, const Json& request, Table table) {
-  const std::string data = table.fileName;
-  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(table));
+void Export(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
+  const std::string data = described.table.fileName;
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described));
   if (run->featureSelection) {
     std::vector<std::string> words = request.at("shown").get<std::vector<std::string>>();
     words.insert(words.begin(), PathOf(data).filename().string());
@@ -231,8 +245,9 @@ class Worker {
     }
     if (op == "run" || op == "export") {
       return Fork(frame, [this, &request, &op](const Channel& channel, const Frame& asked) {
-        if (op == "run") return Analyze(channel, asked, request, std::move(table_));
-        Export(channel, asked, request, std::move(table_));
+        DescribedTable data{std::move(table_), described_};
+        if (op == "run") return Analyze(channel, asked, request, std::move(data));
+        Export(channel, asked, request, std::move(data));
       });
     }
     throw RunError("There is no operation " + op + ".");

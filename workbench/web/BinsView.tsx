@@ -3,9 +3,10 @@
 import { useEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
-import { formatCount, formatNumber, formatPercent, searchNames, splitPlace } from "./logic";
+import { shapeWords } from "./fields";
+import { formatCount, formatNumber, formatP, formatPercent, searchNames, splitPlace } from "./logic";
 import { copyText, Remarks, RunBar } from "./RunBar";
-import { base, changeRun, currentRun, fail, setState, useStore } from "./store";
+import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
 import type { BinEdit, BinsPanel, Decision, Run, ScreenedPredictor, ScreeningReport, Worth } from "./types";
 
 type Response = ScreeningReport["responses"][number];
@@ -40,6 +41,8 @@ export function BinsView() {
   const predictor = names.includes(store.predictor) ? store.predictor : (shown[0] ?? names[0]);
   const highest = response ? Math.max(1e-9, ...response.predictors.map((one) => strength(response, one) ?? 0)) : 1;
   const accepted = names.filter((name) => decisions[name]?.accepted).length;
+  const drifts = report?.stability?.predictors.filter((one) => one.response === response?.name && one.reading === "shifted") ?? [];
+  const shifted = new Map(drifts.map((one) => [one.predictor, one.psi]));
   const step = (by: number) => {
     const at = shown.indexOf(predictor ?? "");
     const next = shown[Math.min(Math.max(at + by, 0), shown.length - 1)];
@@ -76,6 +79,11 @@ export function BinsView() {
                         {decision?.locked && <span title="locked">🔒</span>}
                         {(run.edits[response.name]?.[name]?.length ?? 0) > 0 && <span title="edited">✎</span>}
                         {one?.noBetterThanChance && <span class="mark" title="No better than chance">chance</span>}
+                        {one?.saysTheSameAs && <span class="mark plain" title={`Says the same as ${one.saysTheSameAs}`}>same</span>}
+                        {(one?.warnings?.length ?? 0) > 0 && (
+                          <span class="mark" title={one?.warnings?.map((warning) => warning.text).join("\n")}>check</span>
+                        )}
+                        {shifted.has(name) && <span class="mark" title={`Shifted: PSI ${formatNumber(shifted.get(name), 2)}`}>drift</span>}
                       </span>
                       <span class="value">{formatNumber(value)}</span>
                       <span class="meter" style={{ width: `${(100 * Math.max(0, value ?? 0)) / highest}%` }} />
@@ -112,7 +120,7 @@ function Change({ name, before, after, digits }: { name: string; before: number 
     <span class="figure">
       <small>{name}</small>
       <b>{formatNumber(after, digits)}</b>
-      {!same && <small class={(after ?? 0) < (before ?? 0) ? "worse" : "better"}>was {formatNumber(before, digits)}</small>}
+      {!same && <small class={digits === 0 ? "soft" : (after ?? 0) < (before ?? 0) ? "worse" : "better"}>was {formatNumber(before, digits)}</small>}
     </span>
   );
 }
@@ -123,13 +131,53 @@ function Figures({ kind, before, after }: { kind: Response["kind"]; before: Wort
       <Change name="information value" before={before.informationValue} after={after.informationValue} digits={4} />
       <Change name="Gini" before={before.gini} after={after.gini} digits={4} />
       <Change name={kind === "continuous" ? "variance explained" : "deviance explained"} before={before.explained} after={after.explained} digits={4} />
+      <Change name="held-out information value" before={before.outOfFold?.informationValue} after={after.outOfFold?.informationValue} digits={4} />
+      <Change name="held-out Gini" before={before.outOfFold?.gini} after={after.outOfFold?.gini} digits={4} />
+      {kind !== "binary" && <Change name="explained, held out" before={before.outOfFold?.explained} after={after.outOfFold?.explained} digits={4} />}
       <Change name="bins" before={before.bins} after={after.bins} digits={0} />
     </div>
   );
 }
 
+// The stability of the bins over groups of cases, as the bins were found and as they are.
+function Stability({ before, after }: { before: Worth; after: Worth }) {
+  const now = after.stability;
+  if (!now) return null;
+  const found = new Map(before.stability?.groups.map((group) => [group.name, group]));
+  return (
+    <div class="scroll" tabIndex={0} role="region" aria-label="Stability over groups">
+      <table class="stability">
+        <thead>
+          <tr>
+            <th>{now.by}</th>
+            <th class="number">cases</th>
+            <th class="number">PSI</th>
+            <th class="number">as found</th>
+            <th class="number">strength</th>
+            <th class="number">as found</th>
+          </tr>
+        </thead>
+        <tbody>
+          {now.groups.map((group) => (
+            <tr key={group.name}>
+              <th scope="row">
+                {group.name} {group.isReference && <span class="mark plain">reference</span>}
+              </th>
+              <td class="number">{formatCount(group.cases)}</td>
+              <td class={`number ${(group.psi ?? 0) > 0.25 ? "worse" : ""}`}>{formatNumber(group.psi)}</td>
+              <td class="number soft">{formatNumber(found.get(group.name)?.psi)}</td>
+              <td class="number">{formatNumber(group.strength)}</td>
+              <td class="number soft">{formatNumber(found.get(group.name)?.strength)}</td>
+            </tr>
+          ))}
+        </tbody>
+      </table>
+    </div>
+  );
+}
+
 function Editor({ run, response, predictor, step }: { run: Run; response: Response; predictor: string; step: (by: number) => void }) {
-  const { binsVersion } = useStore();
+  const { binsVersion, snapshot } = useStore();
   const [panel, setPanel] = useState<BinsPanel | null>(null);
   const [preview, setPreview] = useState<BinsPanel | null>(null);
   const [chosen, setChosen] = useState<Set<number>>(new Set());
@@ -271,6 +319,25 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
         <h2>{predictor}</h2>
         {one?.noBetterThanChance && <span class="mark">no better than chance</span>}
         {one?.shape && one.shape !== "any" && <span class="mark plain">{one.shape}</span>}
+        {one?.saysTheSameAs && <span class="mark plain">says the same as {one.saysTheSameAs}</span>}
+        {one?.adjustedSearchP !== null && one?.adjustedSearchP !== undefined && <span class="mark plain">p of the search {formatP(one.adjustedSearchP)}</span>}
+        {one?.warnings?.map((warning) => <span class="mark" key={warning.text}>{warning.text}</span>)}
+        {panel.kind !== "categorical" && panel.predictor.kind === "continuous" && (
+          <label class="line">
+            Shape
+            <select
+              title="The next search for the bins of this predictor keeps to it"
+              value={snapshot?.choices.shapes?.[predictor] ?? ""}
+              onChange={(event) => choose({ shapes: { [predictor]: event.currentTarget.value || null } })}
+            >
+              {shapeWords.map(([word, text]) => (
+                <option key={word} value={word}>
+                  {word === "" ? "as all" : text}
+                </option>
+              ))}
+            </select>
+          </label>
+        )}
         <span class="buttons">
           <button type="button" onClick={() => step(-1)} title="p">
             ‹ Previous
@@ -425,6 +492,7 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
           </tbody>
         </table>
       </div>
+      <Stability before={shown.before} after={shown.after} />
       <Code run={run} response={response.name} predictor={predictor} />
     </section>
   );

@@ -16,8 +16,11 @@ import {
   usesDecimalComma,
   wordAtCaret,
 } from "./logic";
+import { type Field, fieldGroups } from "./fields";
 import { base, choose, currentRun, setRole, startRun, useStore } from "./store";
 import type { Analysis, Choices } from "./types";
+
+type Own = string | number | boolean | string[] | null; // the value of an option; null: its default
 
 const mostSuggestions = 12;
 const countDelay = 200;
@@ -267,6 +270,15 @@ export function Selection() {
           onBlur={() => setCaret(0)}
         />
       </label>
+      <label class="excluded">
+        Leave out cases where
+        <input
+          value={exclude ?? ""}
+          placeholder="IsMD(income)"
+          spellcheck={false}
+          onChange={(event) => choose({ exclude: event.currentTarget.value || null })}
+        />
+      </label>
       {found.length > 0 && caret > 0 && (
         <p class="completions" aria-label="Names">
           {found.map((name) => (
@@ -286,15 +298,40 @@ export function Selection() {
   );
 }
 
-const shapes: [string, string][] = [
-  ["", "free"],
-  ["monotone", "rising or falling"],
-  ["ascending", "rising"],
-  ["descending", "falling"],
-  ["peak", "one peak"],
-  ["valley", "one valley"],
-  ["auto", "the best of these"],
-];
+// One option, by its kind; nothing while it has no effect.
+function OptionField({ field, own, names, set }: { field: Field; own: Record<string, unknown>; names: string[]; set: (name: string, value: Own) => void }) {
+  if (field.when && !field.when(own)) return null;
+  const value = own[field.option];
+  const take = (next: Own) => set(field.option, next);
+  switch (field.kind) {
+    case "number":
+      return <NumberField label={field.label} value={value} standard={field.standard} hint={field.hint} take={take} />;
+    case "choice":
+      return <ChoiceField label={field.label} value={value} words={field.words} hint={field.hint} take={take} />;
+    case "flag":
+      return (
+        <label class="check" title={field.hint}>
+          <input type="checkbox" checked={value === true} onChange={(event) => take(event.currentTarget.checked || null)} />
+          {field.label}
+        </label>
+      );
+    default: {
+      const chosen = Array.isArray(value) ? (value as string[]) : typeof value === "string" ? [value] : [];
+      const several = field.kind === "variables";
+      const without = (name: string) => chosen.filter((one) => one !== name);
+      return (
+        <Box
+          title={field.label}
+          chosen={chosen}
+          empty={field.hint}
+          names={names}
+          drop={(added) => take(several ? [...new Set([...chosen, ...added])] : (added[0] ?? null))}
+          remove={(name) => take(several && without(name).length > 0 ? without(name) : null)}
+        />
+      );
+    }
+  }
+}
 
 export function OptionsPanel({ analysis }: { analysis: Analysis }) {
   const { snapshot } = useStore();
@@ -307,7 +344,7 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
   const usable = snapshot.variables.filter((one) => roleOf(one, choices) === "predictor").length;
   const member = analysis === "screen" ? "screening" : "ranking";
   const own = (analysis === "screen" ? choices.screening : choices.ranking) ?? {};
-  const set = (name: string) => (value: string | number | boolean | null) => choose({ [member]: { [name]: value } });
+  const set = (name: string, value: Own) => choose({ [member]: { [name]: value } });
   const run = currentRun(analysis);
   const kind = outcome ? responseKind(outcome, choices) : null;
   const codes = outcome && kind === "binary" ? codesOf(outcome, choices) : null;
@@ -356,98 +393,21 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
           remove={() => choose({ weight: null })}
         />
       </details>
-      {analysis === "screen" ? (
-        <details open>
-          <summary>Bins</summary>
-          <div class="fields">
-            <ChoiceField label="Shape" value={own["shape"]} words={shapes} hint="How the rate or mean runs over the bins." take={set("shape")} />
-            <NumberField label="Most bins" value={own["max-bins"]} standard="8" hint="Never more bins than this." take={set("max-bins")} />
-            <NumberField label="Least share" value={own["min-bin-share"]} standard="0.05" hint="Share of the cases in each bin." take={set("min-bin-share")} />
-            <NumberField label="Least events" value={own["min-bin-events"]} standard="none" hint="Cases of each class in each bin." take={set("min-bin-events")} />
-            <ChoiceField
-              label="Missing values"
-              value={own["missing-bin"]}
-              words={[
-                ["", "a bin of their own"],
-                ["most-alike", "with the bin most alike"],
-                ["lowest", "with the first bin"],
-                ["highest", "with the last bin"],
-                ["drop", "left out"],
-              ]}
-              hint="Where cases without a value go."
-              take={set("missing-bin")}
-            />
-            <ChoiceField
-              label="Best means"
-              value={own["criterion"]}
-              words={[
-                ["", "most deviance explained"],
-                ["iv", "information value"],
-                ["gini", "Gini impurity"],
-                ["variance", "variance"],
-              ]}
-              hint="What the search makes as large as it can."
-              take={set("criterion")}
-            />
-            <ChoiceField
-              label="Method"
-              value={own["binning"]}
-              words={[
-                ["", "optimal bins"],
-                ["tree", "decision trees"],
-              ]}
-              hint="Trees are quicker on very wide data."
-              take={set("binning")}
-            />
-          </div>
-        </details>
-      ) : (
-        <details open>
-          <summary>Ranking</summary>
-          <div class="fields">
-            <ChoiceField
-              label="Rank by"
-              value={own["rank-by"]}
-              words={[
-                ["", "size of the effect"],
-                ["p", "p-value"],
-                ["statistic", "statistic"],
-              ]}
-              hint="Effects are corrected for the number of levels."
-              take={set("rank-by")}
-            />
-            <ChoiceField
-              label="Intervals"
-              value={own["intervals"]}
-              words={[
-                ["", "equally many cases"],
-                ["equal-width", "equal width"],
-                ["tree", "searched for"],
-              ]}
-              hint="How measured predictors are cut for the test."
-              take={set("intervals")}
-            />
-            <NumberField label="How many" value={own["cuts"]} standard="10" hint="Intervals of a measured predictor, 1 to 20." take={set("cuts")} />
-            <ChoiceField
-              label="Adjust p-values"
-              value={own["adjust"]}
-              words={[
-                ["", "Benjamini–Hochberg"],
-                ["by", "Benjamini–Yekutieli"],
-                ["holm", "Holm"],
-                ["none", "not at all"],
-              ]}
-              hint="For the number of predictors that are tried."
-              take={set("adjust")}
-            />
-            <NumberField label="Chance above" value={own["alpha"]} standard="0.05" hint="An adjusted p-value above it is no more than chance." take={set("alpha")} />
-            <label class="check">
-              <input type="checkbox" checked={own["casewise"] === true} onChange={(event) => set("casewise")(event.currentTarget.checked || null)} />
-              Complete cases only
-            </label>
-          </div>
-        </details>
-      )}
+      {fieldGroups[analysis].map((group) => {
+        const shown = group.fields.filter((field) => !field.when || field.when(own));
+        if (shown.length === 0) return null;
+        const isSet = shown.some((field) => own[field.option] !== undefined);
+        return (
+          <details key={`${analysis}/${group.title}`} open={group.open === true || isSet}>
+            <summary>{group.title}</summary>
+            <div class="fields">
+              {shown.map((field) => (
+                <OptionField key={field.option} field={field} own={own} names={names} set={set} />
+              ))}
+            </div>
+          </details>
+        );
+      })}
       <button type="button" class="primary" disabled={outcomes.length === 0 || run?.status === "running"} onClick={() => void startRun(analysis)}>
         {analysis === "screen" ? "Find bins" : "Rank predictors"}
       </button>

@@ -1,4 +1,5 @@
 // The page's plain functions: numbers, names, options, code, places of cut points.
+import { fieldGroups } from "./fields";
 import type { Analysis, BinsPanel, Choices, Options, Variable } from "./types";
 
 // --- Numbers
@@ -186,9 +187,15 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
   const special = codesByVariable(choices.special);
   if (special && analysis === "screen") options["special"] = special;
   const own = analysis === "screen" ? choices.screening : choices.ranking;
+  // An option that has no effect beside the others is not given: the command would refuse it.
+  const fields = new Map(fieldGroups[analysis].flatMap((group) => group.fields.map((field) => [field.option, field])));
   for (const [name, value] of Object.entries(own ?? {})) {
-    if (value !== null && value !== "" && value !== false) options[name] = value;
+    const applies = fields.get(name)?.when?.(own ?? {}) ?? true;
+    if (applies && value !== null && value !== "" && value !== false) options[name] = value;
   }
+  const shapes = Object.entries(choices.shapes ?? {}).flatMap(([name, shape]) => (shape ? [`${name}=${shape}`] : []));
+  if (shapes.length > 0 && analysis === "screen")
+    options["shape"] = [...(typeof options["shape"] === "string" ? [options["shape"]] : []), ...shapes];
   return options;
 }
 

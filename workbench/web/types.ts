@@ -68,8 +68,9 @@ export interface Choices {
   special?: Record<string, string | null>;
   good?: string;
   bad?: string;
-  ranking?: Record<string, string | number | boolean | null>;
-  screening?: Record<string, string | number | boolean | null>;
+  ranking?: Record<string, unknown>; // options of the command; a missing one has its default
+  screening?: Record<string, unknown>;
+  shapes?: Record<string, string | null>; // of the bins of single predictors
 }
 
 export interface Snapshot {
@@ -130,6 +131,13 @@ export interface ScreenedPredictor {
   pValue: number | null;
   noBetterThanChance?: boolean | null;
   shape?: string;
+  searchP?: number | null;
+  adjustedSearchP?: number | null;
+  warnings?: { kind: string; text: string }[];
+  saysTheSameAs?: string | null;
+  association?: number | null;
+  addsPlace?: number | null;
+  addsShare?: number | null;
 }
 
 export interface ScreeningReport {
@@ -144,6 +152,7 @@ export interface ScreeningReport {
     predictors: ScreenedPredictor[];
     failed: { name: string; reason: string }[];
   }[];
+  stability?: { run: { by: string }; predictors: { predictor: string; response: string; psi: number; psiGroup: string; reading: string }[] };
 }
 
 export interface BinFigures {
@@ -170,6 +179,8 @@ export interface Worth {
   informationValue?: number;
   gini?: number | null;
   explained?: number | null;
+  outOfFold?: { informationValue?: number; gini?: number; explained: number };
+  stability?: { by: string; groups: { name: string; cases: number; psi: number | null; strength: number | null; isReference: boolean }[] };
 }
 
 export interface BinsPanel {

@@ -217,11 +217,12 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   return writers;
 }
 
-std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments) {
+std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments,
+                                                   int inferredCount) {
   const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
-  table = PrepareTable(std::move(table), options.data);
+  table = PrepareTable(std::move(table), options.data, inferredCount);
   const VariableChoice choice = ChooseVariables(table, options.variables);
   return Run(options, sessionOptions, std::move(table), choice);
 }

@@ -33,7 +33,8 @@ FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& ar
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments);
 
 // The analysis of a table in memory, as RunAnalysis describes.
-std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments);
+std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments,
+                                                   int inferredCount);
 
 // The report in each format. report and session must outlive the writers.
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session);

@@ -28,38 +28,6 @@ std::string GroupName(const Column& column, double value) {
   return ShortestNumber(value);
 }
 
-// The group of every case, in the order of the values.
-std::vector<int> GroupsOf(const Column& column, const CaseBitmap& selected, StabilityReport& report) {
-  std::map<double, int> groupOf;
-  const MissingRange missing(column.missingCode);
-  const auto isUsed = [&](std::size_t i) {
-    return selected.Contains(static_cast<std::int64_t>(i)) && std::isfinite(column.values[i]) &&
-           !missing.Contains(column.values[i]);
-  };
-  for (std::size_t i = 0; i < column.values.size() && groupOf.size() <= kMostGroups; ++i) {
-    if (isUsed(i)) groupOf.emplace(column.values[i], 0);
-  }
-  if (groupOf.size() < 2)
-    throw UsageError("--by: " + column.name + " has " + (groupOf.empty() ? "no value" : "one value") +
-                     " in the cases used; groups need two.");
-  if (groupOf.size() > kMostGroups)
-    throw UsageError("--by: " + column.name + " has more than " + std::to_string(kMostGroups) +
-                     " values; name a variable of fewer groups, such as months or regions.");
-  for (auto& [value, group] : groupOf) {
-    group = static_cast<int>(report.groups.size());
-    report.groups.push_back(GroupName(column, value));
-  }
-  std::vector<int> groups(column.values.size(), kNoGroup);
-  for (std::size_t i = 0; i < groups.size(); ++i) {
-    if (isUsed(i)) {
-      groups[i] = groupOf.at(column.values[i]);
-    } else if (selected.Contains(static_cast<std::int64_t>(i))) {
-      ++report.ungroupedCases;
-    }
-  }
-  return groups;
-}
-
 GroupedPredictor Grouped(const SavedPredictor& predictor, const std::vector<std::int32_t>& bins,
                          const ResponseCases& cases, const std::vector<int>& groups,
                          const std::vector<double>& weightSpread) {
@@ -91,6 +59,38 @@ GroupedPredictor Grouped(const SavedPredictor& predictor, const std::vector<std:
 
 }  // namespace
 
+CaseGroups GroupCases(const Column& column, const CaseBitmap& selected) {
+  std::map<double, int> groupOf;
+  const MissingRange missing(column.missingCode);
+  const auto isUsed = [&](std::size_t i) {
+    return selected.Contains(static_cast<std::int64_t>(i)) && std::isfinite(column.values[i]) &&
+           !missing.Contains(column.values[i]);
+  };
+  for (std::size_t i = 0; i < column.values.size() && groupOf.size() <= kMostGroups; ++i) {
+    if (isUsed(i)) groupOf.emplace(column.values[i], 0);
+  }
+  if (groupOf.size() < 2)
+    throw UsageError("--by: " + column.name + " has " + (groupOf.empty() ? "no value" : "one value") +
+                     " in the cases used; groups need two.");
+  if (groupOf.size() > kMostGroups)
+    throw UsageError("--by: " + column.name + " has more than " + std::to_string(kMostGroups) +
+                     " values; name a variable of fewer groups, such as months or regions.");
+  CaseGroups groups;
+  for (auto& [value, group] : groupOf) {
+    group = static_cast<int>(groups.names.size());
+    groups.names.push_back(GroupName(column, value));
+  }
+  groups.groupOf.assign(column.values.size(), kNoGroup);
+  for (std::size_t i = 0; i < groups.groupOf.size(); ++i) {
+    if (isUsed(i)) {
+      groups.groupOf[i] = groupOf.at(column.values[i]);
+    } else if (selected.Contains(static_cast<std::int64_t>(i))) {
+      ++groups.ungrouped;
+    }
+  }
+  return groups;
+}
+
 void ByOptions::AddTo(CommandParser& parser) {
   parser.Text("--by", variable);
   parser.Choice("--by-reference", reference, {"first", "all"});
@@ -106,7 +106,9 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
   stability->byVariable = column.name;
   stability->referenceIsAll = options.reference != 0;
   const CaseBitmap selected = SelectCases(table, {report.select, report.exclude});
-  const std::vector<int> groups = GroupsOf(column, selected, *stability);
+  const auto [names, groups, ungrouped] = GroupCases(column, selected);
+  stability->groups = names;
+  stability->ungroupedCases = ungrouped;
   if (stability->ungroupedCases > 0)
     stability->notices.push_back(
         Counted(static_cast<std::size_t>(stability->ungroupedCases), "case", "cases") +

@@ -3,8 +3,10 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "workbench/cli/options.h"
+#include "workbench/language/selection.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/report/stability_report.h"
 #include "workbench/session/session.h"
@@ -19,6 +21,15 @@ struct ByOptions {
 };
 
 inline constexpr std::size_t kMostGroups = 50;
+
+// The groups that the values of a variable make of the selected cases, in the order of the values.
+struct CaseGroups {
+  std::vector<std::string> names;
+  std::vector<int> groupOf;    // by case; -1 for a case in no group
+  std::int64_t ungrouped = 0;  // selected cases without a value
+};
+// Throws UsageError for a variable that does not make 2 to kMostGroups groups.
+CaseGroups GroupCases(const Column& column, const CaseBitmap& selected);
 
 // Rates, shares, weights of evidence and indices of all predictors by group, from the bins of the
 // report and the selected cases of the session; null without a variable. Throws UsageError for a

@@ -206,11 +206,12 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   return writers;
 }
 
-std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments) {
+std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
+                                         int inferredCount) {
   const ScreenOptions options = ParseScreen(arguments);
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
-  table = PrepareTable(std::move(table), options.data);
+  table = PrepareTable(std::move(table), options.data, inferredCount);
   const int weight = ChooseCaseWeight(table, options.settings.cases,
                                       options.binning.classic || options.settings.cases.rawWeights);
   const ScreenChoice choice =

@@ -44,7 +44,8 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments);
 int RunScreenCommand(const std::vector<std::string>& arguments);
 
 // The analysis of a table in memory, as RunAnalysis describes.
-std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments);
+std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
+                                         int inferredCount);
 
 // The report in each format. The report and the session outlive the writers.
 OutputWriters WritersOf(const ScreenReport& report, Session& session);

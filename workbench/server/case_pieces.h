@@ -1,0 +1,62 @@
+// The cases of a predictor in the smallest pieces that edits of its bins move: pre-bins, levels,
+// special codes, missing values. How the pieces fall into folds and into groups of cases gives the
+// figures of held-out cases and the stability over groups after every edit, without the data.
+//
+//   PieceCounter counter(run);                         // in the child that has run a screening
+//   CasePieces pieces = counter.Count(response);       // whose only predictor has its counts
+//   WorthOfCases(pieces, response)["outOfFold"];       // in the server, response with edited bins
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workbench/binning/pre_bins.h"
+#include "workbench/bins/saved_bins.h"
+#include "workbench/cli/finished_run.h"
+#include "workbench/cli/screen/screen_by.h"
+#include "workbench/report/json_text.h"
+
+namespace velmora {
+
+struct CasePieces {
+  // In the order: pre-bins, levels or special codes, missing values when there are any.
+  SavedPredictor predictor;  // its pieces, without counts
+  bool hasMissing = false;
+  std::vector<binning::PreBinSums> folds;
+  std::string by;  // variable of the groups; empty: there are none
+  std::vector<std::string> groups;
+  bool referenceIsAll = false;
+  std::vector<std::vector<SavedCounts>> counts;  // by group, by piece
+  std::vector<std::vector<double>> cases;
+};
+
+class PieceCounter {
+ public:
+  // run: a screening. options: of its --by. Both outlive the counter.
+  PieceCounter(const FinishedRun& run, const ByOptions& by);
+  // response: of the run, with one predictor and its counts. Nothing for a predictor of too many
+  // pieces.
+  std::optional<CasePieces> Count(const SavedResponse& response);
+
+ private:
+  struct Folds;
+  const Folds& FoldsOf(const SavedResponse& response);
+
+  const FinishedRun& run_;
+  CaseBitmap selected_;
+  CaseGroups groups_;
+  ByOptions by_;
+  std::map<std::string, std::shared_ptr<const Folds>> folds_;
+};
+
+std::string PiecesJson(const CasePieces& pieces);
+CasePieces ParsePieces(const std::string& json);
+
+// "outOfFold": information value and Gini, or the share explained, of the bins as they are, the mean
+// over folds whose cases had no part in their figures; with groups "stability": "by", and "psi" and
+// "strength" of each of the "groups". response: its one predictor is that of the pieces, edited.
+Json WorthOfCases(const CasePieces& pieces, const SavedResponse& response);
+
+}  // namespace velmora
