@@ -128,7 +128,7 @@ async function findBins(page: Page): Promise<void> {
 }
 
 async function figure(page: Page, name: string): Promise<string> {
-  return page.locator(".figure", { hasText: name }).locator("b").innerText();
+  return page.locator(".figure", { has: page.getByText(name, { exact: true }) }).locator("b").innerText();
 }
 
 describe("the server", () => {
