@@ -106,6 +106,7 @@ Json Stability(const CasePieces& pieces, const SavedResponse& response, const st
   const SavedPredictor& predictor = response.predictors.front();
   GroupedPredictor grouped;
   grouped.name = predictor.name;
+  grouped.weightSpread = pieces.weightSpread;
   for (const SavedBin& bin : predictor.bins) {
     grouped.labels.push_back(bin.label);
     grouped.values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
@@ -160,22 +161,13 @@ const PieceCounter::Folds& PieceCounter::FoldsOf(const SavedResponse& response) 
   if (known) return *known;
   const Table& data = run_.session.Data();
   const int weight = run_.session.WeightVariable();
-  const ResponseCases cases(data, selected_, weight, response);
+  const ResponseCases cases(data, {data, selected_, weight, run_.screening->weights}, response);
   const Column& column = data.Variable(ResolveVariable(data, response.name));
   std::vector<std::uint8_t> used(column.values.size());
-  double sum = 0, count = 0;
-  for (std::size_t i = 0; i < used.size(); ++i) {
-    used[i] = cases.Uses(i) ? 1 : 0;
-    if (used[i] == 0) continue;
-    sum += cases.Weight(i);
-    ++count;
-  }
-  const WeightMeaning meaning = run_.screening->weights;
-  const double unit = meaning == WeightMeaning::kSampling && sum > 0 ? sum / count : 1;
+  for (std::size_t i = 0; i < used.size(); ++i) used[i] = cases.Uses(i) ? 1 : 0;
   std::vector<double> weights;
   if (weight != 0) {
-    for (std::size_t i = 0; i < used.size(); ++i)
-      weights.push_back(used[i] == 0 ? 0 : cases.Weight(i) / unit);
+    for (std::size_t i = 0; i < used.size(); ++i) weights.push_back(used[i] == 0 ? 0 : cases.Weight(i));
   }
   auto folds = std::make_shared<Folds>();
   if (response.kind == "continuous") {
@@ -191,7 +183,7 @@ const PieceCounter::Folds& PieceCounter::FoldsOf(const SavedResponse& response) 
     }
     folds->cases = stats::MakeClassResponse(classes, codes, used, weights);
   }
-  folds->cases.weightsAreCounts = meaning == WeightMeaning::kCounts;
+  folds->cases.weightsAreCounts = run_.screening->weights == WeightMeaning::kCounts;
   folds->foldOf = binning::StratifiedFolds(folds->cases);
   known = std::move(folds);
   return *known;
@@ -229,7 +221,11 @@ std::optional<CasePieces> PieceCounter::Count(const SavedResponse& response) {
     pieces.by = by_.variable;
     pieces.groups = groups_.names;
     pieces.referenceIsAll = by_.reference != 0;
-    const ResponseCases sums(data, selected_, run_.session.WeightVariable(), response);
+    const CaseWeights weights(data, selected_, run_.session.WeightVariable(), run_.screening->weights);
+    const ResponseCases sums(data, weights, response);
+    for (int group = 0; group < static_cast<int>(groups_.names.size()); ++group)
+      pieces.weightSpread.push_back(
+          sums.Weights().Spread([&](std::size_t i) { return sums.Uses(i) && groups_.groupOf[i] == group; }));
     pieces.counts.assign(groups_.names.size(), std::vector<SavedCounts>(casesOf.size(), sums.None()));
     pieces.cases.assign(groups_.names.size(), std::vector<double>(casesOf.size()));
     for (std::size_t piece = 0; piece < casesOf.size(); ++piece) {
@@ -260,7 +256,8 @@ std::string PiecesJson(const CasePieces& pieces) {
                    {"groups", pieces.groups},
                    {"referenceIsAll", pieces.referenceIsAll},
                    {"counts", pieces.counts},
-                   {"casesOfGroups", pieces.cases}});
+                   {"casesOfGroups", pieces.cases},
+                   {"weightSpread", pieces.weightSpread}});
 }
 
 CasePieces ParsePieces(const std::string& text) {
@@ -286,6 +283,7 @@ CasePieces ParsePieces(const std::string& text) {
   pieces.referenceIsAll = json.at("referenceIsAll").get<bool>();
   pieces.counts = json.at("counts").get<std::vector<std::vector<SavedCounts>>>();
   pieces.cases = json.at("casesOfGroups").get<std::vector<std::vector<double>>>();
+  pieces.weightSpread = json.at("weightSpread").get<std::vector<double>>();
   return pieces;
 }
 

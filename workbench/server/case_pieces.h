@@ -30,6 +30,7 @@ struct CasePieces {
   bool referenceIsAll = false;
   std::vector<std::vector<SavedCounts>> counts;  // by group, by piece
   std::vector<std::vector<double>> cases;
+  std::vector<double> weightSpread;  // by group, as of GroupedPredictor
 };
 
 class PieceCounter {
