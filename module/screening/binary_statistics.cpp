@@ -6,6 +6,7 @@
 #include "base/number_text.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
+#include "module/screening/failed_predictor.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
@@ -52,11 +53,11 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     record.crosstab.summary = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
     vlm::ISpreadsheet& sheet = *record.crosstab.summary;
     const int totalsRow = sheet.GetRowCount();
-    if (totalsRow - 1 < 1) return Fail(record, kTextNoSelectedCases);
-    if (totalsRow - 1 < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
+    if (totalsRow - 1 < 1) return Fail(*this, record, kTextNoSelectedCases);
+    if (totalsRow - 1 < 2 && settings.acceptOneBin == 0) return Fail(*this, record, kTextOneBinLeft);
     if (!(sheet.GetValue(totalsRow, kBadCountColumn) > 0 &&
           sheet.GetValue(totalsRow, kGoodCountColumn) > 0)) {
-      return Fail(record, kTextConstantResponse);
+      return Fail(*this, record, kTextConstantResponse);
     }
     SetTitle(*record.crosstab.summary,
              vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
@@ -67,7 +68,7 @@ int CFeatureSelectionTemplate::BinarySummaryAnalysis(vlm::IDialogWindow* /*paren
     record.binary.giniBefore = ComputeGiniBeforeCategorization(record);
     return kOk;
   } catch (const HostCallError& error) {
-    return FailAtHost(record, error);
+    return FailAtHost(*this, record, error);
   }
 }
 

@@ -7,6 +7,7 @@
 #include "base/format_text.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
+#include "module/screening/failed_predictor.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
@@ -24,6 +25,15 @@ std::string LevelCodes(const PredSummary& record) {
   return codes;
 }
 
+int CountClassesWithCases(const PredSummary& record, std::size_t classCount) {
+  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
+  int classes = 0;
+  for (std::size_t c = 0; c < classCount; ++c) {
+    classes += sheet.GetValue(sheet.GetRowCount(), kFirstCountColumn + static_cast<int>(c)) > 0 ? 1 : 0;
+  }
+  return classes;
+}
+
 }  // namespace
 
 int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
@@ -38,9 +48,10 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     Run(*crosstab);
     ComputeAdditionalTemplateMultiCrossTabStats(GetResult(*crosstab, vlm::kCrosstabSummaryResult), record);
     const int levelRows = record.crosstab.summary->GetRowCount() - 1;
-    if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
-    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
-    if (CountClassesWithCases(record) < 2) return Fail(record, kTextConstantResponse);
+    if (levelRows < 1) return Fail(*this, record, kTextNoSelectedCases);
+    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(*this, record, kTextOneBinLeft);
+    if (CountClassesWithCases(record, responseCodes.size()) < 2)
+      return Fail(*this, record, kTextConstantResponse);
     if (record.predictorKind == kContinuousPredictor) MakeUniqueValuesSpreadsheet(record);
 
     record.crosstab.statistics = GetResult(*crosstab, vlm::kCrosstabStatisticsResult);
@@ -51,7 +62,7 @@ int CFeatureSelectionTemplate::CategoricalSummaryAnalysis(vlm::IDialogWindow* /*
     }
     return kOk;
   } catch (const HostCallError& error) {
-    return FailAtHost(record, error);
+    return FailAtHost(*this, record, error);
   }
 }
 
@@ -60,15 +71,6 @@ void CFeatureSelectionTemplate::ComputeAdditionalTemplateMultiCrossTabStats(
   record.crosstab.summary = crosstab;
   SetTitle(*crosstab,
            vlm::FormatText(Text(kTextSummaryCrosstabulation), {record.predictorName, record.responseName}));
-}
-
-int CFeatureSelectionTemplate::CountClassesWithCases(const PredSummary& record) const {
-  vlm::ISpreadsheet& sheet = *record.crosstab.summary;
-  int classes = 0;
-  for (std::size_t c = 0; c < responseCodes.size(); ++c) {
-    classes += sheet.GetValue(sheet.GetRowCount(), kFirstCountColumn + static_cast<int>(c)) > 0 ? 1 : 0;
-  }
-  return classes;
 }
 
 void CFeatureSelectionTemplate::ComputeAssociation(PredSummary& record) {

@@ -9,6 +9,7 @@
 #include "base/tolerant.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
+#include "module/screening/failed_predictor.h"
 #include "module/screening/feature_selection_template.h"
 
 namespace vlmfsl {
@@ -53,32 +54,33 @@ SumsOfSquares SumSquares(vlm::ISpreadsheet& breakdown, int sseColumn, int varian
   return inRange ? SumsOfSquares{within, total} : SumsOfSquares{shareWithin, 1};
 }
 
+// Returns the breakdown procedure, whose sheet the record has now.
+vlm::Ref<vlm::IProcedure> BreakdownResponseByCodedPredictor(CFeatureSelectionTemplate& analysis,
+                                                            PredSummary& record) {
+  const auto ranks = analysis.CreateStatisticsProcedure(record, vlm::kRanksProcedure);
+  SetVariableList(*ranks, "2");
+  Run(*ranks);
+  auto breakdown = analysis.CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
+  SetVariableList(*breakdown, "2 4 | 3");
+  Run(*breakdown);
+  record.continuous.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
+  return breakdown;
+}
+
 }  // namespace
 
 int CFeatureSelectionTemplate::ContinuousSummaryAnalysis(vlm::IDialogWindow* /*parentWindow*/,
                                                          PredSummary& record) {
   try {
-    const auto breakdown = BreakdownResponseByCodedPredictor(record);
+    const auto breakdown = BreakdownResponseByCodedPredictor(*this, record);
     const int levelRows = record.continuous.breakdown->GetRowCount() - 1;
-    if (levelRows < 1) return Fail(record, kTextNoSelectedCases);
-    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(record, kTextOneBinLeft);
+    if (levelRows < 1) return Fail(*this, record, kTextNoSelectedCases);
+    if (levelRows < 2 && settings.acceptOneBin == 0) return Fail(*this, record, kTextOneBinLeft);
     ComputeAdditionalBreakdownStats(*breakdown, *record.continuous.breakdown, record);
-    return std::isnan(record.continuous.rSquared) ? Fail(record, kTextConstantResponse) : kOk;
+    return std::isnan(record.continuous.rSquared) ? Fail(*this, record, kTextConstantResponse) : kOk;
   } catch (const HostCallError& error) {
-    return FailAtHost(record, error);
+    return FailAtHost(*this, record, error);
   }
-}
-
-// Returns the breakdown procedure, whose sheet the record has now.
-vlm::Ref<vlm::IProcedure> CFeatureSelectionTemplate::BreakdownResponseByCodedPredictor(PredSummary& record) {
-  const auto ranks = CreateStatisticsProcedure(record, vlm::kRanksProcedure);
-  SetVariableList(*ranks, "2");
-  Run(*ranks);
-  auto breakdown = CreateStatisticsProcedure(record, vlm::kBreakdownProcedure);
-  SetVariableList(*breakdown, "2 4 | 3");
-  Run(*breakdown);
-  record.continuous.breakdown = GetResult(*breakdown, vlm::kBreakdownResult);
-  return breakdown;
 }
 
 void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure& procedure,

@@ -1,11 +1,13 @@
-// Predictor screening: the selections, the run and its records. The steps that open dialogs are the
-// entry's; outputs of the records are functions of screening_outputs/.
+// Predictor screening: its choices, its results by kind of response, and the operations of a run by
+// their names. What an operation does in steps are functions in the file that defines it. The steps
+// that open dialogs are the entry's; outputs of the records are functions of screening_outputs/.
 //
 // One run: RunTemplateAnalysis -> for each response kind and predictor RunCARTAnalysis (bins, coded
 // predictor)
 //   -> Binary-, Categorical- or ContinuousSummaryAnalysis (statistics) -> SortPredictors.
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -34,22 +36,13 @@ struct ChosenCodes {
   bool all = false;
 };
 
-// The settings of a run and its results, with the members in the order in which outputs rely on
-// them.
-struct ScreeningState {
-  ScreeningState() noexcept;
-  ~ScreeningState();
-  ScreeningState(const ScreeningState&) = delete;
-  ScreeningState& operator=(const ScreeningState&) = delete;
-  ScreeningState& operator=(ScreeningState&&) noexcept;
-
+// What the startup dialog edits.
+struct ScreeningChoices {
   // Of each list only the first response is analysed.
   std::vector<int> binaryResponses, continuousResponses, categoricalResponses;
   std::vector<int> categoricalPredictors, continuousPredictors;
   std::vector<std::string> categoricalPredictorNames, continuousPredictorNames;
   std::string binaryResponseName, continuousResponseName, categoricalResponseName;
-  std::vector<PredSummary> binaryResults, continuousResults, categoricalResults;
-  std::vector<PredSummary> binaryFailed, continuousFailed, categoricalFailed;
   int categoricalResponseCount = 0;  // 0 or 1
   int binaryResponseCount = 0;
   int continuousResponseCount = 0;
@@ -58,10 +51,7 @@ struct ScreeningState {
   int binarySort = kSortByGini;
   int categoricalSort = kSortByChiSquareP;
   int continuousSort = kSortByRSquared;
-  std::vector<int> binaryOrder, categoricalOrder, continuousOrder;  // 0-based positions, best first
   std::string badCodeText, goodCodeText;
-  std::unique_ptr<CQvdProgressBar> progress;
-
   double goodCode = 0;
   double badCode = 0;
   std::vector<double> responseCodes;  // of the categorical response
@@ -69,11 +59,30 @@ struct ScreeningState {
   std::vector<int> factorCodeCounts;  // one per categorical predictor
   // The choice that those codes come from: one list per categorical response or predictor, or no list at all.
   std::vector<ChosenCodes> chosenResponseCodes, chosenFactorCodes;
-  int caseWeight = 0;                 // variable number of the run's case weights, 0: none
-  bool exclusionNoticeShown = false;  // in this run
-  vlm::ScreeningSettings settings{};  // of this run
-  // Of each response kind: outputs of the best predictors take no more.
-  int bestCounts[vlm::kResponseKindCount];
+};
+
+// The results of one response kind.
+struct ResultList {
+  std::vector<PredSummary> analysed;  // in the order of analysis
+  std::vector<PredSummary> failed;
+  std::vector<int> order;                           // 0-based positions, best first
+  int bestCount = std::numeric_limits<int>::max();  // outputs of the best predictors take no more
+};
+
+// What lasts as long as a run.
+struct RunMemory {
+  RunMemory() noexcept;
+  ~RunMemory();
+  RunMemory& operator=(RunMemory&&) noexcept;
+
+  std::unique_ptr<CQvdProgressBar> progress;
+  int caseWeight = 0;  // variable number of the run's case weights, 0: none
+  bool exclusionNoticeShown = false;
+  vlm::ScreeningSettings settings{};
+};
+
+struct ScreeningState : ScreeningChoices, RunMemory {
+  ResultList lists[vlm::kResponseKindCount];
 };
 
 class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState {
@@ -88,8 +97,9 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   virtual int StartAnalysis() = 0;
   virtual int ResultDialog() = 0;
 
-  // --- The run parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel,
-  // an exception or when no predictor gave a result. Tells the user how it ended.
+  // --- The run
+  // parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel, an exception
+  // or when no predictor gave a result. Shows the user how it ended.
   int RunTemplateAnalysis(vlm::IDialogWindow* parentWindow);
   // Rebuilds the order of each result list by its sort choice. Throws std::bad_alloc when the host
   // has no memory.
@@ -100,7 +110,7 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   // before there are bins.
   int RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
 
-  // --- Statistics, one operation a response kind. Return 0, or 1 after an error message.
+  // --- Statistics, one operation per response kind. Return 0, or 1 after an error message.
   int BinarySummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
   int CategoricalSummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
   int ContinuousSummaryAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record);
@@ -110,15 +120,12 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   void ComputeAdditionalTemplateMultiCrossTabStats(const vlm::Ref<vlm::ISpreadsheet>& crosstab,
                                                    PredSummary& record);
   void UpdateCrosstabIndices(PredSummary& record);
-  vlm::Ref<vlm::IProcedure> BreakdownResponseByCodedPredictor(PredSummary& record);
   void ComputeAdditionalBreakdownStats(vlm::IProcedure& procedure, vlm::ISpreadsheet& breakdown,
                                        PredSummary& record);
   void ComputeBasicStatsForCovariate(PredSummary& record);
   // Chi-square of the summary crosstab (binary response) and Cramer's V.
   void ComputeAssociation(PredSummary& record);
   double ComputeGiniBeforeCategorization(PredSummary& record);
-  double GiniBeforeCategorical(PredSummary& record);  // 0 after an error message
-  double GiniBeforeContinuous(PredSummary& record);
   void MakeUniqueValuesSpreadsheet(PredSummary& record);
   void StoreAggregateLevelsForCategoricalPredictor(vlm::ITree& tree, PredSummary& record);
 
@@ -139,15 +146,15 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   void ShowMessage(int textId);
   // The codes of the categorical predictor at this place of the list.
   [[nodiscard]] std::span<const double> FactorCodes(std::size_t predictorIndex) const;
-  [[nodiscard]] std::vector<PredSummary>& Results(int responseKind);
-  [[nodiscard]] std::vector<PredSummary>& Failed(int responseKind);
-  [[nodiscard]] std::vector<int>& Order(int responseKind);
+  [[nodiscard]] std::vector<PredSummary>& Results(int responseKind) { return lists[responseKind].analysed; }
+  [[nodiscard]] std::vector<PredSummary>& Failed(int responseKind) { return lists[responseKind].failed; }
+  [[nodiscard]] std::vector<int>& Order(int responseKind) { return lists[responseKind].order; }
   // 0 or 1, and the first response of the kind (0 when none is selected).
   [[nodiscard]] int ResponseCount(int responseKind) const;
   [[nodiscard]] int ResponseVariable(int responseKind) const;
   [[nodiscard]] const std::string& ResponseName(int responseKind) const;
   void ClearResults();
-  // Takes another order of all results of the kind; false when it is none.
+  // Takes another order of the kind's results; false unless it has each of their positions once.
   bool SetOrder(int responseKind, std::span<const int> positions, int bestCount);
   // Makes the lists the analysis's current results, or (false) says that there are none any more.
   void SetResultsAvailable(bool available);
@@ -158,20 +165,6 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   ~CFeatureSelectionTemplate() override;
 
  private:
-  int RunResponses(vlm::IDialogWindow* parentWindow);
-  bool LeavesOutExclusion();
-  bool RunPredictors(vlm::IDialogWindow* parentWindow, int responseKind, bool& anyFailed);
-  CaseSelection PrepareTree(vlm::IProcedure& tree, const PredSummary& record);
-  void CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection, PredSummary& record);
-  void StoreExtraBins(vlm::ITree& tree, PredSummary& record);
-  int ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record);
-  // The predictor fails for the reason of a text, or by a call of the host. Return kFailed.
-  int Fail(PredSummary& record, int textId);
-  int FailAtHost(PredSummary& record, const HostCallError& error);
-  void ReportFailures();
-  int CountClassesWithCases(const PredSummary& record) const;
-  PredSummary MakeRecord(int responseKind, int predictorKind, std::size_t predictorIndex) const;
-
   ScreeningResultsView resultsView_{*this};
   bool resultsAvailable_ = false;
 };

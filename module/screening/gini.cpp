@@ -32,23 +32,7 @@ bool IsFilled(double rate, vlm::MissingRange missing) { return rate < missing.fi
   return gini;
 }
 
-}  // namespace
-
-void CFeatureSelectionTemplate::MakeUniqueValuesSpreadsheet(PredSummary& record) {
-  const auto maker = MakeUniqueValuesMaker(
-      record.workSheet, badCodeText,
-      {record.predictorName, Text(kTextUniqueDefaultRate), Text(kTextBad), Text(kTextGood)});
-  record.binary.uniqueValues = vlm::Ref<vlm::IDeferredSpreadsheet>::Adopt(
-      record.workSheet->CreateDeferredSpreadsheet(record.workSheet->GetRowCount(), 4, maker.Get()));
-  if (!record.binary.uniqueValues) throw HostCallError("The host cannot make the sheet of unique values.");
-}
-
-double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& record) {
-  return record.predictorKind != kContinuousPredictor ? GiniBeforeCategorical(record)
-                                                      : GiniBeforeContinuous(record);
-}
-
-double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
+double GiniBeforeContinuous(const PredSummary& record) {
   if (!record.binary.uniqueValues || record.binary.uniqueValues->GetRowCount() < 1) return 0;
   vlm::ISpreadsheet& sheet = *record.binary.uniqueValues;
   // The sheet has one row per case of the work sheet; the filled rows count each case once.
@@ -70,11 +54,12 @@ double CFeatureSelectionTemplate::GiniBeforeContinuous(PredSummary& record) {
   return gini.Sum();
 }
 
-double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {
+// 0 after an error message.
+double GiniBeforeCategorical(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   try {
-    const auto crosstab = CreateStatisticsProcedure(record, vlm::kCrosstabProcedure);
+    const auto crosstab = analysis.CreateStatisticsProcedure(record, vlm::kCrosstabProcedure);
     SetVariableList(*crosstab, " 1 | 2");
-    SetResponseCodes(*crosstab, CodeText(badCode) + "|" + CodeText(goodCode));
+    SetResponseCodes(*crosstab, CodeText(analysis.badCode) + "|" + CodeText(analysis.goodCode));
     Run(*crosstab);
     const auto sheet = GetResult(*crosstab, vlm::kCrosstabSummaryResult);
     const int totalsRow = sheet->GetRowCount();
@@ -82,10 +67,26 @@ double CFeatureSelectionTemplate::GiniBeforeCategorical(PredSummary& record) {
     for (int row = 1; row < totalsRow; ++row) gini.Add(sheet->GetValue(row, 2), sheet->GetValue(row, 3));
     return gini.Sum();
   } catch (const HostCallError&) {
-    if (progress && progress->IsCancelled()) throw;  // no error: the run ends
-    ShowMessage(kTextFatalError);
+    if (analysis.progress && analysis.progress->IsCancelled()) throw;  // no error: the run ends
+    analysis.ShowMessage(kTextFatalError);
     return 0;
   }
+}
+
+}  // namespace
+
+void CFeatureSelectionTemplate::MakeUniqueValuesSpreadsheet(PredSummary& record) {
+  const auto maker = MakeUniqueValuesMaker(
+      record.workSheet, badCodeText,
+      {record.predictorName, Text(kTextUniqueDefaultRate), Text(kTextBad), Text(kTextGood)});
+  record.binary.uniqueValues = vlm::Ref<vlm::IDeferredSpreadsheet>::Adopt(
+      record.workSheet->CreateDeferredSpreadsheet(record.workSheet->GetRowCount(), 4, maker.Get()));
+  if (!record.binary.uniqueValues) throw HostCallError("The host cannot make the sheet of unique values.");
+}
+
+double CFeatureSelectionTemplate::ComputeGiniBeforeCategorization(PredSummary& record) {
+  return record.predictorKind != kContinuousPredictor ? GiniBeforeCategorical(*this, record)
+                                                      : GiniBeforeContinuous(record);
 }
 
 }  // namespace vlmfsl

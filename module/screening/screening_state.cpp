@@ -1,7 +1,4 @@
 // What the screening analysis holds, and small services over it.
-#include <algorithm>
-#include <iterator>
-#include <limits>
 #include <numeric>
 
 #include "module/resources/text_ids.h"
@@ -10,11 +7,9 @@
 
 namespace vlmfsl {
 
-ScreeningState::ScreeningState() noexcept {
-  std::fill(std::begin(bestCounts), std::end(bestCounts), std::numeric_limits<int>::max());
-}
-ScreeningState::~ScreeningState() = default;
-ScreeningState& ScreeningState::operator=(ScreeningState&&) noexcept = default;
+RunMemory::RunMemory() noexcept = default;
+RunMemory::~RunMemory() = default;
+RunMemory& RunMemory::operator=(RunMemory&&) noexcept = default;
 
 CFeatureSelectionTemplate::CFeatureSelectionTemplate(CAnalysisDoc* document) noexcept
     : CAnalysisSupport(document, nullptr) {}
@@ -39,21 +34,6 @@ int CFeatureSelectionTemplate::ResponseVariable(int responseKind) const {
 const std::string& CFeatureSelectionTemplate::ResponseName(int responseKind) const {
   if (responseKind == vlm::kBinaryResponse) return binaryResponseName;
   return responseKind == vlm::kCategoricalResponse ? categoricalResponseName : continuousResponseName;
-}
-
-std::vector<PredSummary>& CFeatureSelectionTemplate::Results(int responseKind) {
-  if (responseKind == vlm::kBinaryResponse) return binaryResults;
-  return responseKind == vlm::kCategoricalResponse ? categoricalResults : continuousResults;
-}
-
-std::vector<PredSummary>& CFeatureSelectionTemplate::Failed(int responseKind) {
-  if (responseKind == vlm::kBinaryResponse) return binaryFailed;
-  return responseKind == vlm::kCategoricalResponse ? categoricalFailed : continuousFailed;
-}
-
-std::vector<int>& CFeatureSelectionTemplate::Order(int responseKind) {
-  if (responseKind == vlm::kBinaryResponse) return binaryOrder;
-  return responseKind == vlm::kCategoricalResponse ? categoricalOrder : continuousOrder;
 }
 
 std::span<const double> CFeatureSelectionTemplate::FactorCodes(std::size_t predictorIndex) const {

@@ -2,7 +2,6 @@
 // order of the list.
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <limits>
 #include <new>
 
@@ -45,12 +44,12 @@ bool CFeatureSelectionTemplate::SetOrder(int responseKind, std::span<const int> 
   }
   if (positions.size() != count) return false;
   Order(responseKind).assign(positions.begin(), positions.end());
-  bestCounts[responseKind] = std::max(bestCount, 0);
+  lists[responseKind].bestCount = std::max(bestCount, 0);
   return true;
 }
 
 void CFeatureSelectionTemplate::SortPredictors() {
-  std::fill(std::begin(bestCounts), std::end(bestCounts), std::numeric_limits<int>::max());
+  for (ResultList& list : lists) list.bestCount = std::numeric_limits<int>::max();
   const auto sortKind = [this](int responseKind) {
     const std::vector<PredSummary>& results = Results(responseKind);
     std::vector<int>& order = Order(responseKind);

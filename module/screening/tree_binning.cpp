@@ -7,6 +7,7 @@
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
 #include "module/screening/bin_texts.h"
+#include "module/screening/failed_predictor.h"
 #include "module/screening/feature_selection_template.h"
 #include "module/screening/interval_labels.h"
 #include "module/screening/run_progress.h"
@@ -39,23 +40,22 @@ std::string LevelText(vlm::ITree& tree, int bin) {
   return OnOneLine(vlm::WholeTextOf([&](vlm::ITextSink* sink) { tree.GetLevelText(bin, sink); }));
 }
 
-}  // namespace
-
 // Sets up the tree: variables, codes, kind, and the case selection with the cases without the
 // predictor left out. Returns the selection of the screening itself.
-CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, const PredSummary& record) {
+CaseSelection PrepareTree(CFeatureSelectionTemplate& analysis, vlm::IProcedure& tree,
+                          const PredSummary& record) {
   const bool continuous = record.predictorKind == kContinuousPredictor;
   const std::string predictor = std::to_string(record.predictorVariable);
   const std::string response = std::to_string(record.responseVariable);
   SetVariableList(
       tree, continuous ? " " + response + " | | " + predictor : " " + response + " | " + predictor + " | ");
 
-  const auto own = CreateProcedure(Host(), vlm::kCallingAnalysis);
-  CopyAnalysisSelCondsAndWeights(*own, tree);
+  const auto own = CreateProcedure(analysis.Host(), vlm::kCallingAnalysis);
+  CFeatureSelectionTemplate::CopyAnalysisSelCondsAndWeights(*own, tree);
   CaseSelection selection = vlmfsl::GetCaseSelection(tree);
   CaseSelection treeSelection = selection;
   const std::string withoutPredictor = "IsMD(v" + predictor + ")";
-  if (settings.searchSelectedCases != 0) {
+  if (analysis.settings.searchSelectedCases != 0) {
     // The tree leaves out the cases without the predictor by itself.
   } else if (!selection.enabled) {
     treeSelection = {1, "", withoutPredictor};
@@ -67,52 +67,46 @@ CaseSelection CFeatureSelectionTemplate::PrepareTree(vlm::IProcedure& tree, cons
   }
   SetCaseSelection(tree, treeSelection);
 
-  SetOption(tree, vlm::kMissingBinOption, settings.missingBin);
+  SetOption(tree, vlm::kMissingBinOption, analysis.settings.missingBin);
   SetOption(tree, vlm::kRegressionTreeOption, record.responseKind == vlm::kContinuousResponse ? 1 : 0);
   if (record.responseKind == vlm::kBinaryResponse)
-    SetResponseCodes(tree, CodeText(goodCode) + " " + CodeText(badCode));
-  if (record.responseKind == vlm::kCategoricalResponse) SetResponseCodes(tree, CodeList(responseCodes));
+    SetResponseCodes(tree, CodeText(analysis.goodCode) + " " + CodeText(analysis.badCode));
+  if (record.responseKind == vlm::kCategoricalResponse)
+    SetResponseCodes(tree, CodeList(analysis.responseCodes));
   if (!continuous) {
-    const auto place =
-        std::find(categoricalPredictors.begin(), categoricalPredictors.end(), record.predictorVariable);
-    SetPredictorCodes(tree,
-                      CodeList(FactorCodes(static_cast<std::size_t>(place - categoricalPredictors.begin()))));
+    const auto place = std::find(analysis.categoricalPredictors.begin(), analysis.categoricalPredictors.end(),
+                                 record.predictorVariable);
+    SetPredictorCodes(tree, CodeList(analysis.FactorCodes(
+                                static_cast<std::size_t>(place - analysis.categoricalPredictors.begin()))));
   }
   return selection;
 }
 
-int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record) {
-  const auto tree = CreateProcedure(Host(), vlm::kTreeProcedure);
-  const CaseSelection selection = PrepareTree(*tree, record);
-  int leastCases = static_cast<int>(std::floor(kLeastShareOfCases * Services().GetNbCases()));
-  if (leastCases <= 1) leastCases = 1;
-
-  const vlm::Ref<vlm::ISpreadsheet> summary = RunTree(*tree, leastCases);
-  if (CountNodes(summary) == 0) {
-    record.failureReason = vlm::TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
-    return record.failureReason.empty() ? Fail(record, kTextNoCommonCases) : kFailed;
+// Bins of special codes, which the tree names, then that of the missing cases. Their labels differ
+// from those of all other bins: outputs tell bins apart by their labels.
+void StoreExtraBins(CFeatureSelectionTemplate& analysis, vlm::ITree& tree, PredSummary& record) {
+  std::vector<double> codes;
+  for (std::size_t bin = record.bins.nodes.size() - record.bins.extraCount; bin < record.bins.nodes.size();
+       ++bin) {
+    const int number = static_cast<int>(bin);
+    codes.resize(static_cast<std::size_t>(tree.GetLevelCount(number)));
+    tree.GetLevels(number, codes.data());
+    for (const double code : codes) record.bins.levelOf[code] = number;
+    std::string label = LevelText(tree, number);
+    if (label.empty()) label = analysis.Text(kTextMissingBin);
+    const auto isTaken = [&] {
+      return std::find(record.bins.names.begin(), record.bins.names.end(), label) != record.bins.names.end();
+    };
+    while (isTaken()) label = "(" + label + ")";
+    record.bins.names.push_back(label);
+    record.bins.lowerTexts.emplace_back();
+    record.bins.upperTexts.emplace_back();
   }
-  record.continuous.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
-  int nodeCount = CountNodes(summary);
-  if (nodeCount == 1 && settings.acceptOneBin == 0) {
-    int previous = 0;
-    do {
-      previous = nodeCount;
-      nodeCount = CountNodes(RunTree(*tree, 1));
-    } while (nodeCount < kEnoughNodes && nodeCount != previous);
-  }
-  if (nodeCount <= 1 && settings.acceptOneBin == 0) return Fail(record, kTextNoSplit);
-  record.bins.nodeCount = nodeCount;
-
-  CodePredictor(*tree, selection, record);
-  // The tree does not see the exclusion of the user, the statistics do: no case may be left.
-  if (record.workSheet->GetRowCount() == 0) return Fail(record, kTextNoSelectedCases);
-  return ComputeStatistics(parentWindow, record);
 }
 
 // Takes the bins of the tree, and makes the work sheet with the coded predictor.
-void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const CaseSelection& selection,
-                                              PredSummary& record) {
+void CodePredictor(CFeatureSelectionTemplate& analysis, vlm::IProcedure& procedure,
+                   const CaseSelection& selection, PredSummary& record) {
   const auto tree = vlm::Ref<vlm::ITree>::Adopt(procedure.CreateTree());
   if (!tree) throw HostCallError(ReasonOf(procedure));
   record.bins.nodes.resize(static_cast<std::size_t>(tree->GetBinCount()));
@@ -129,7 +123,8 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     record.bins.levelOf.clear();
     record.bins.cutPoints.resize(record.bins.nodes.size() - record.bins.extraCount - 1);
     tree->GetCutPoints(record.bins.cutPoints.data());
-    IntervalTexts texts = MakeIntervalTexts(record.bins.cutPoints, IntervalSeparator(), DecimalSeparator());
+    IntervalTexts texts =
+        MakeIntervalTexts(record.bins.cutPoints, analysis.IntervalSeparator(), analysis.DecimalSeparator());
     for (std::size_t bin = 0; bin < texts.labels.size(); ++bin) {
       const std::string text = LevelText(*tree, static_cast<int>(bin));
       if (!text.empty()) texts.labels[bin] = text;
@@ -138,16 +133,16 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     record.bins.lowerTexts = std::move(texts.lower);
     record.bins.upperTexts = std::move(texts.upper);
   } else {
-    StoreAggregateLevelsForCategoricalPredictor(*tree, record);
+    analysis.StoreAggregateLevelsForCategoricalPredictor(*tree, record);
   }
-  StoreExtraBins(*tree, record);
+  StoreExtraBins(analysis, *tree, record);
 
   SetCaseSelection(procedure, selection);
   record.workSheet = vlm::Ref<vlm::IWorkSheet>::Adopt(procedure.CreateWorkSheet());
   if (!record.workSheet) throw HostCallError(ReasonOf(procedure));
   constexpr int kCodedColumn = 3;
-  const std::string name = record.predictorName + Text(kTextCodedSuffix);
-  const std::string description = ResponseKindText(*this, record.responseKind);
+  const std::string name = record.predictorName + analysis.Text(kTextCodedSuffix);
+  const std::string description = ResponseKindText(analysis, record.responseKind);
   record.workSheet->SetColumnName(kCodedColumn, name.data(), vlm::LengthOf(name));
   record.workSheet->SetColumnLongName(kCodedColumn, description.data(), vlm::LengthOf(description));
   if (record.responseKind == vlm::kBinaryResponse) {
@@ -156,8 +151,8 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
     const auto label = [&](double code, const std::string& text) {
       record.workSheet->SetValueLabel(kResponseColumn, code, text.data(), vlm::LengthOf(text));
     };
-    label(badCode, record.badCodeText);
-    label(goodCode, record.goodCodeText);
+    label(analysis.badCode, record.badCodeText);
+    label(analysis.goodCode, record.goodCodeText);
   }
   for (std::size_t bin = 0; bin < record.bins.nodes.size(); ++bin) {
     const std::string& binLabel = record.bins.names[bin];
@@ -166,61 +161,59 @@ void CFeatureSelectionTemplate::CodePredictor(vlm::IProcedure& procedure, const 
   }
 }
 
-// Bins of special codes, which the tree names, then that of the missing cases. Their labels differ
-// from those of all other bins: outputs tell bins apart by their labels.
-void CFeatureSelectionTemplate::StoreExtraBins(vlm::ITree& tree, PredSummary& record) {
-  std::vector<double> codes;
-  for (std::size_t bin = record.bins.nodes.size() - record.bins.extraCount; bin < record.bins.nodes.size();
-       ++bin) {
-    const int number = static_cast<int>(bin);
-    codes.resize(static_cast<std::size_t>(tree.GetLevelCount(number)));
-    tree.GetLevels(number, codes.data());
-    for (const double code : codes) record.bins.levelOf[code] = number;
-    std::string label = LevelText(tree, number);
-    if (label.empty()) label = Text(kTextMissingBin);
-    const auto isTaken = [&] {
-      return std::find(record.bins.names.begin(), record.bins.names.end(), label) != record.bins.names.end();
-    };
-    while (isTaken()) label = "(" + label + ")";
-    record.bins.names.push_back(label);
-    record.bins.lowerTexts.emplace_back();
-    record.bins.upperTexts.emplace_back();
-  }
-}
-
-int CFeatureSelectionTemplate::ComputeStatistics(vlm::IDialogWindow* parentWindow, PredSummary& record) {
+int ComputeStatistics(CFeatureSelectionTemplate& analysis, vlm::IDialogWindow* parentWindow,
+                      PredSummary& record) {
   int status = kFailed;
   switch (record.responseKind) {
     case vlm::kBinaryResponse:
-      status = BinarySummaryAnalysis(parentWindow, record);
+      status = analysis.BinarySummaryAnalysis(parentWindow, record);
       break;
     case vlm::kCategoricalResponse:
-      status = CategoricalSummaryAnalysis(parentWindow, record);
+      status = analysis.CategoricalSummaryAnalysis(parentWindow, record);
       break;
     default:
-      status = ContinuousSummaryAnalysis(parentWindow, record);
+      status = analysis.ContinuousSummaryAnalysis(parentWindow, record);
       break;
   }
   if (status != kOk) return status;
   try {
-    if (record.responseKind != vlm::kContinuousResponse) ComputeAssociation(record);
-    ComputeBasicStatsForCovariate(record);
+    if (record.responseKind != vlm::kContinuousResponse) analysis.ComputeAssociation(record);
+    analysis.ComputeBasicStatsForCovariate(record);
     return kOk;
   } catch (const HostCallError& error) {
-    return FailAtHost(record, error);
+    return FailAtHost(analysis, record, error);
   }
 }
 
-int CFeatureSelectionTemplate::Fail(PredSummary& record, int textId) {
-  record.failureReason = Text(textId);
-  return kFailed;
-}
+}  // namespace
 
-int CFeatureSelectionTemplate::FailAtHost(PredSummary& record, const HostCallError& error) {
-  record.failureReason = error.what();
-  // A procedure that ends because the user has cancelled is no error.
-  if (!progress || !progress->IsCancelled()) ShowMessage(kTextFatalError);
-  return kFailed;
+int CFeatureSelectionTemplate::RunCARTAnalysis(vlm::IDialogWindow* parentWindow, PredSummary& record) {
+  const auto tree = CreateProcedure(Host(), vlm::kTreeProcedure);
+  const CaseSelection selection = PrepareTree(*this, *tree, record);
+  int leastCases = static_cast<int>(std::floor(kLeastShareOfCases * Services().GetNbCases()));
+  if (leastCases <= 1) leastCases = 1;
+
+  const vlm::Ref<vlm::ISpreadsheet> summary = RunTree(*tree, leastCases);
+  if (CountNodes(summary) == 0) {
+    record.failureReason = vlm::TextOf([&](vlm::ITextSink* sink) { tree->GetError(sink); });
+    return record.failureReason.empty() ? Fail(*this, record, kTextNoCommonCases) : kFailed;
+  }
+  record.continuous.totalSumOfSquares = summary->GetValue(1, 1) * summary->GetValue(1, 3);
+  int nodeCount = CountNodes(summary);
+  if (nodeCount == 1 && settings.acceptOneBin == 0) {
+    int previous = 0;
+    do {
+      previous = nodeCount;
+      nodeCount = CountNodes(RunTree(*tree, 1));
+    } while (nodeCount < kEnoughNodes && nodeCount != previous);
+  }
+  if (nodeCount <= 1 && settings.acceptOneBin == 0) return Fail(*this, record, kTextNoSplit);
+  record.bins.nodeCount = nodeCount;
+
+  CodePredictor(*this, *tree, selection, record);
+  // The tree does not see the exclusion of the user, the statistics do: no case may be left.
+  if (record.workSheet->GetRowCount() == 0) return Fail(*this, record, kTextNoSelectedCases);
+  return ComputeStatistics(*this, parentWindow, record);
 }
 
 // The levels of the tree, also those that only cases have which the user excludes: every case is

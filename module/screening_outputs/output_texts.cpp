@@ -49,7 +49,7 @@ std::vector<PredSummary*> RankedPredictors(CFeatureSelectionTemplate& analysis, 
 
 std::vector<PredSummary*> BestPredictors(CFeatureSelectionTemplate& analysis, int responseKind, int count) {
   std::vector<PredSummary*> best = RankedPredictors(analysis, responseKind);
-  const int most = std::max(std::min(count, analysis.bestCounts[responseKind]), 0);
+  const int most = std::max(std::min(count, analysis.lists[responseKind].bestCount), 0);
   best.resize(std::min(best.size(), static_cast<std::size_t>(most)));
   return best;
 }

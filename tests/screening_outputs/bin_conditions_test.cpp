@@ -113,9 +113,9 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   third.predictorVariable = 5;
   failed.predictorName = "failed";
   failed.predictorVariable = 6;
-  screening.binaryResults = {second, first, third};
-  screening.binaryOrder = {1, 0, 2};
-  screening.binaryFailed = {failed};
+  screening.Results(vlm::kBinaryResponse) = {second, first, third};
+  screening.Order(vlm::kBinaryResponse) = {1, 0, 2};
+  screening.Failed(vlm::kBinaryResponse) = {failed};
   screening.binaryResponseName = "risk";
   screening.binaryResponseCount = 1;
   PredSummary again = Intervals();
@@ -123,8 +123,8 @@ TEST(BinConditions, ReportAndTableOfAllPredictors) {
   again.responseName = "amount";
   again.continuous.rSquared = 0.25;
   again.continuous.fStatistic = vlm::kMissingValue;
-  screening.continuousResults = {again};
-  screening.continuousOrder = {0};
+  screening.Results(vlm::kContinuousResponse) = {again};
+  screening.Order(vlm::kContinuousResponse) = {0};
   screening.continuousResponseName = "amount";
   screening.continuousResponseCount = 1;
 
@@ -167,8 +167,8 @@ TEST(RecodeFiles, NamesAndWhatCannotBeWritten) {
   alike.predictorName = "A:b";
   second.predictorName = "größe";
   longName.predictorName = std::string(300, 'n');
-  analysis.screening.binaryResults = {first, alike, second, longName};
-  analysis.screening.binaryOrder = {0, 1, 2, 3};
+  analysis.screening.Results(vlm::kBinaryResponse) = {first, alike, second, longName};
+  analysis.screening.Order(vlm::kBinaryResponse) = {0, 1, 2, 3};
   // One of the names is taken by a folder: the others are written all the same.
   fs::create_directories(velmora::PathOf(folder.At("base - größe_risk__Coded.ini")));
   std::string refused;
