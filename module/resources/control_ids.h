@@ -19,7 +19,7 @@ enum TemplateId : int {
   kScreeningSavePage = 16063,
 };
 
-// The two dialogs of an analysis use one numbering; what a number means stands beside its template.
+// The two dialogs of an analysis use one numbering; the meaning of a number is beside its template.
 enum ControlId : int {
   // Every dialog.
   kControlOk = 1,

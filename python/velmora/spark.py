@@ -130,7 +130,7 @@ def _run(df: Any, columns: list[str], run: Run, title: str) -> tuple[Any, list[s
 
     chosen = df.select([functions.col("`" + name.replace("`", "``") + "`") for name in columns])
     session = Session()
-    run.empty(session)  # wrong options are told before any job
+    run.empty(session)  # wrong options are reported before any job
     survey = _pass(chosen, run, session, f"velmora: {title}, pass 1 of 2: values of {len(columns)} columns")
     run.second = survey.second_pass()
     sums = _pass(chosen, run, session, f"velmora: {title}, pass 2 of 2: cases by interval and level")

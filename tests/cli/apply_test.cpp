@@ -42,7 +42,7 @@ TEST(Apply, WritesTheCodedTable) {
 TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
   struct Row {
     const char* name;
-    Words words;  // behind apply; out.csv is where the result would go
+    Words words;  // after apply; out.csv is where the result would go
     int exitCode;
     std::vector<std::string> said;
   };

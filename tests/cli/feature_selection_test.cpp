@@ -215,7 +215,7 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
   std::size_t bundled = 0;
   for (const Json& bundle : bundles) bundled += bundle["variables"].size();
   EXPECT_EQ(bundled, 10u);
-  // A bundle stands for its variables, but never for the dependent among them.
+  // A bundle means its variables, but never for the dependent among them.
   const Json again = JsonFrom(Command(
       out + "/german_credit_bundles.csv",
       {"--dependents", "risk", "checking_account", "--predictors", bundles[0]["name"], bundles[1]["name"]}));
@@ -223,7 +223,7 @@ TEST(FeatureSelection, WritesEveryFormatIntoTheFolder) {
 }
 
 // No predictor reaches a criterion this small: programs get empty lists and a flag, and no bundle
-// is saved. With casewise deletion and missing values, the cases of each pair are told.
+// is saved. With casewise deletion and missing values, the cases of each pair are shown.
 TEST(FeatureSelection, NoPredictorMeetsTheCriterion) {
   const TemporaryFolder folder;
   std::string csv = "y,a,b\n";

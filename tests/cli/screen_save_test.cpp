@@ -58,7 +58,7 @@ struct SampleFiles {
   std::vector<std::size_t> heldCases;
 };
 
-// part is 1 for cases that screening sees. renamed: names and texts that stand for others.
+// part is 1 for cases that screening sees. renamed: names and texts that replace others.
 SampleFiles Prepare(const TemporaryFolder& folder, const std::string& sample, const std::string& response,
                     const std::map<std::string, std::string>& renamed) {
   std::ifstream file(Sample(sample));

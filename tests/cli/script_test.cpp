@@ -108,7 +108,7 @@ for i in range(2):
   EXPECT_EQ(result.err, reason + reason);
 }
 
-// What OK told the user, a script can read; and a failure's reason reaches it as the exception's
+// A script can read the messages that OK showed the user, and a failure's reason is the exception's
 // text.
 TEST_F(Script, LearnsWhatTheUserIsTold) {
   const ProcessResult result = Run(Credit() + R"py(
@@ -134,7 +134,7 @@ startup.GoodCode
   EXPECT_EQ(hints, 1U) << unknown.err;
 }
 
-// Each line fails alone, with the kind of exception and the text; what was set before stands.
+// Each line fails alone, with the kind of exception and the text; what was set before remains.
 TEST_F(Script, SaysWhatIsWrong) {
   const std::string text = Startup() + R"py(
 def fails(code, kind, words):

@@ -1,5 +1,5 @@
 // The dialog runtime with a small module side written here: templates, a client that does what a
-// row says, and an owner that keeps what it was told.
+// row says, and an owner that records its calls.
 #include "workbench/dialogs/dialog_window.h"
 
 #include <gtest/gtest.h>

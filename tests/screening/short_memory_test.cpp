@@ -125,7 +125,7 @@ TEST(ScreeningMemory, AFailureIsToldOrHasNoEffect) {
   EXPECT_GT(told, 100);
 }
 
-// What a save has left behind: variables with their labels, bundles, files with their texts.
+// The results of a save: variables with their labels, bundles, files with their texts.
 std::string Traces(ScreeningSession& run, const ScratchFolder& folder) {
   const Table& table = run.session.Data();
   std::string traces;
@@ -201,7 +201,7 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
   }
 }
 
-// What is short is told and leaves no document; otherwise the graph is the one that memory enough
+// Short memory is reported and leaves no document; otherwise the graph is the one that enough memory
 // gives.
 TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
   ScreeningSession run(MemoryTable());

@@ -1,4 +1,4 @@
-// The scripts of screening graphs, run: every place of a graph is told the bin it lies in.
+// The scripts of screening graphs, run: every place of a graph shows the bin it lies in.
 #include <gtest/gtest.h>
 
 #include <cmath>

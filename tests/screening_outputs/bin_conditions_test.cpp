@@ -42,7 +42,7 @@ PredSummary Levels(Analysis& analysis) {
 }
 
 TEST(BinConditions, RecodeFiles) {
-  Analysis analysis(",");  // a comma stands in no recode file
+  Analysis analysis(",");  // no recode file holds a comma
   EXPECT_EQ(RecodeConditions(analysis.screening, Intervals()),
             "[SelectionConditions]\nConditionSize=3\n"
             "[SelectionConditions\\Cond0]\nIgnore=0\n"

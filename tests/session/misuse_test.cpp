@@ -229,8 +229,7 @@ TEST_F(MisuseTest, NumbersOutsideTheirRangeAreSaid) {
   EXPECT_THAT(frontend.notices, Contains(HasSubstr("The p criterion is 5, which is not between 0 and 1;")));
 }
 
-// "*" stands for the codes of the cases that the run has, not of those selected when a script said
-// so.
+// "*" means the codes of the cases that the run has, not of those selected when a script chose it.
 TEST_F(MisuseTest, AllCodesAreThoseOfTheRun) {
   const AutomationClient startup = session.StartScreening();
   startup.Put("Variables", "| housing | risk | purpose housing | age");

@@ -1,6 +1,6 @@
 // An in-memory host for engine tests: columns of doubles behind the services, a log of what was
-// called, faults on demand, and checks of what the contract forbids. What went wrong on the
-// engine's side stands in Misuses().
+// called, faults on demand, and checks of what the contract forbids. Misuses() lists the
+// faults of the engine's side.
 #pragma once
 
 #include <algorithm>

@@ -23,7 +23,7 @@ using vlm::Property;
 template <typename Self>
 struct HostMember {
   vlm::AutomationMember description;
-  Variant (*get)(Self& self, const std::vector<Variant>& arguments);  // or the method
+  Variant (*get)(Self& self, const std::vector<Variant>& arguments);  // reads the property, or calls the method
   void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
 };
 

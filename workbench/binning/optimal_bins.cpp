@@ -573,7 +573,7 @@ double CutBetween(double last, double first) {
   if (last <= 0 && first > 0) return 0;
   const double middle = last / 2 + first / 2;
   for (int digits = 1; digits <= 17; ++digits) {
-    // Of all numbers with so many digits, those nearest to the middle are its rounding and the neighbours of that.
+    // Of all numbers with this many digits, the nearest to the middle are its rounding and that one's neighbours.
     char text[40];
     std::snprintf(text, sizeof text, "%.*e", digits - 1, middle);
     const double rounded = std::strtod(text, nullptr);

@@ -512,7 +512,7 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
   const auto bins = static_cast<double>(partition.ends.size());
   double fit = 0;
   if (sums.classCount == 0) {
-    // A fit without any error would make every other term nothing: the least that is told apart from none.
+    // Without any error, the fit would outweigh every other term: rounding alone is the least error.
     double whole = 0, mean = 0;
     for (std::size_t b = 0; b < sums.Count(); ++b) {
       whole += sums.values[b * 3 + 2];
@@ -546,7 +546,7 @@ int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Orderin
       shortest = length;
     }
   }
-  // Nothing in the range is possible: the nearest below it, of which one bin is always there.
+  // No number of bins in the range is possible: take the nearest below it. One bin always is.
   for (int bins = least; chosen == 0 && bins > 0; --bins) {
     if (bins <= found && !partitions.byBinCount[static_cast<std::size_t>(bins - 1)].ends.empty())
       chosen = bins;

@@ -16,7 +16,7 @@ std::string FindFunctions() {
   std::string failure;
   void* const library = LoadDuckDb(failure);
   if (library == nullptr) return failure;
-  // None may be missing: an older library lacks some.
+  // The first function that the library lacks, as older versions do.
   const char* missing = nullptr;
 #define VELMORA_DUCKDB_POINTER(name)                                        \
   name = reinterpret_cast<decltype(&::name)>(FindFunction(library, #name)); \

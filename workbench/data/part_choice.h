@@ -28,7 +28,7 @@ std::size_t ChooseSheet(const ForeignFile& file, const std::vector<SheetName>& s
 // table. Throws DataError that names the tables.
 std::size_t ChooseTable(const ForeignFile& file, const std::vector<TableName>& tables);
 
-// What a SELECT reads: the query of the part in parentheses, or the table that ChooseTable finds.
+// The source of a SELECT: the query of the part in parentheses, or the table of ChooseTable.
 // quote: makes an identifier of a name.
 std::string RowSource(const ForeignFile& file, const std::vector<TableName>& tables,
                       std::string (*quote)(std::string_view));

@@ -180,7 +180,7 @@ double GainSearch::OfMeans(std::span<const double> sums, double squares, Scratch
   const auto n = static_cast<double>(cases_);
   const double whole = std::max(0.0, squares - total * total / n);
   const auto fit = [&](double costs) {
-    // The least sum of squares that is told apart from none.
+    // Rounding alone is the least error.
     const double within = std::max(squares + costs, whole * 1e-14);
     return whole > 0 ? n / 2 * std::log(within / n) : 0;
   };

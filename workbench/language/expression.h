@@ -147,8 +147,8 @@ class Expression {
   std::vector<double> stack_;
 };
 
-// True for IsMD(variable) and nothing else, however the variable is written. A text that is no
-// condition is none.
+// True for IsMD(variable) and nothing else, however the variable is written; false for a text that
+// is no condition.
 bool IsMissingTest(std::string_view condition, const Table& table, int variable);
 
 // The sentence for a text that cannot be read: the text, the position in characters from 1, the

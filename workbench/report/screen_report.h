@@ -49,7 +49,7 @@ struct ScreenedPredictor {
   // 95 % interval of the out-of-fold figure that the response's predictors are ranked by: information
   // value, or share of variance or deviance explained.
   std::optional<binning::Interval> heldOutInterval;
-  bool searched = false;  // the bins were searched for on these cases, so a test of them alone is none
+  bool searched = false;  // on these cases, so a test of the bins that ignores the search is no test
   // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
   // tested.
   double searchP = std::numeric_limits<double>::quiet_NaN();
@@ -123,11 +123,11 @@ struct ScreenedResponse {
   std::vector<std::string> codes;             // as outputs show them; binary: bad, good
   std::vector<ScreenedPredictor> predictors;  // best first
   std::vector<FailedPredictor> failed;
-  // The first so many predictors were compared with each other: corrected Cramer's V of their bins,
-  // row by row.
+  // How many predictors, the first ones, were compared with each other; corrected Cramer's V of their
+  // bins, row by row.
   std::size_t compared = 0;
   std::vector<double> associations;
-  // Those that say the same as a better one come after so many predictors and are not among the best.
+  // How many predictors come before those that say the same as a better one; these are never among the best.
   std::optional<std::size_t> distinct;
 };
 

@@ -128,7 +128,7 @@ class VBScriptDialect final : public Dialect {
     }
     return literal + "\"";
   }
-  // A statement takes at most 24 broken lines there, so the lines of long lists are longer.
+  // A statement of Basic continues over at most 24 lines, so the lines of long lists are longer.
   std::string Array(const std::vector<std::string>& items, const std::string& indent) const override {
     std::size_t length = 0;
     for (const std::string& item : items) length += item.size() + 2;

@@ -17,7 +17,7 @@ class Cholesky {
       double diagonal = At(j, j);
       const double before = diagonal;
       for (std::size_t k = 0; k < j; ++k) diagonal -= At(j, k) * At(j, k);
-      // What cancels to fewer than four digits is not told apart from a singular matrix.
+      // A pivot that cancels to fewer than four digits counts as 0: the matrix is singular.
       if (!(diagonal > 1e-12 * before)) {
         failedAt_ = j;
         return;

@@ -1,4 +1,4 @@
-// Linux.
+// What the workbench asks of Linux.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>

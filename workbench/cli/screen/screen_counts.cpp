@@ -24,7 +24,7 @@ std::vector<SavedPreBin> PreBinsOf(const SavedPredictor& predictor,
   std::sort(cases.begin(), cases.end());
   std::size_t distinct = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) distinct += i == 0 || cases[i].first != cases[i - 1].first;
-  // Each cut point and each run of equal values may make one more than the shares do.
+  // Each cut point and each run of equal values may add a pre-bin to those that the shares make.
   const std::size_t limit =
       kMostPreBins > 2 * predictor.bins.size() ? kMostPreBins - predictor.bins.size() : predictor.bins.size();
   const std::size_t perPreBin = distinct <= kMostPreBins ? 1 : (cases.size() + limit - 1) / limit;

@@ -61,7 +61,7 @@ Cases
   --weight NAME               sampling weights, taken relative to their mean; the variable is no predictor unless you
                               name it as one
   --raw-weights               take the weights as the file has them: their sum is the number of cases
-  --count NAME                a row stands for so many equal cases
+  --count NAME                the number of equal cases that each row represents
 @DATA_OPTIONS@  'velmora help feature-selection' describes EXPR.
 
 Bins

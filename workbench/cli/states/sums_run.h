@@ -13,7 +13,7 @@ namespace velmora {
 class SumsRun final : public PartRun {
  public:
   struct Outcome {
-    states::Grouping classes;  // no variable: it is measured
+    states::Grouping classes;  // without a variable: the outcome is measured
     states::MeasuredOutcome measured;
     bool IsMeasured() const { return classes.variable.empty(); }
   };
