@@ -146,6 +146,29 @@ TEST(Descriptives, BreakDownAColumn) {
   EXPECT_EQ(breakdown.levels[1].squares, 50);
 }
 
+// Values whose sum and squares no double holds have a mean and quartiles all the same.
+TEST(Descriptives, LargeValuesHaveMeans) {
+  const std::vector<double> ascending = {0x1.4p1023, 0x1.8p1023, 0x1.8p1023, 0x1.cp1023};
+  const std::vector<std::size_t> ends = {2, 4};
+  for (const std::vector<double>& weights : {std::vector<double>{}, {1, 1, 1, 1}}) {
+    for (const bool quartiles : {false, true}) {
+      std::vector<double> values = ascending;
+      SummaryOptions options;
+      options.quartiles = options.ascending = quartiles;
+      const Breakdown breakdown = BreakDown(values, weights, ends, options);
+      EXPECT_EQ(breakdown.total.mean, 0x1.8p1023);
+      EXPECT_EQ(breakdown.levels[0].mean, 0x1.6p1023);
+      EXPECT_EQ(breakdown.levels[1].mean, 0x1.ap1023);
+      EXPECT_FALSE(std::isfinite(breakdown.total.variance));
+      if (!quartiles) continue;
+      EXPECT_EQ(breakdown.total.lowerQuartile, 0x1.6p1023);
+      EXPECT_EQ(breakdown.total.upperQuartile, 0x1.ap1023);
+    }
+  }
+  std::vector<double> symmetric = {-0x1.8p1023, -0x1.8p1023, 0x1.8p1023, 0x1.8p1023};
+  EXPECT_EQ(Summarize(symmetric, {}, {}).mean, 0);
+}
+
 TEST(Descriptives, RangesAreBrokenDownAsEachOfThemAlone) {
   Random random(4);
   std::vector<double> values;

@@ -32,7 +32,9 @@ double WeightedQuantile(std::span<const std::pair<double, double>> ascending, do
 double SortedQuantile(std::span<const double> ascending, std::size_t quarters) {
   const std::size_t count = ascending.size();
   const std::size_t place = count * quarters / 4;
-  return count * quarters % 4 == 0 ? (ascending[place - 1] + ascending[place]) / 2 : ascending[place];
+  if (count * quarters % 4 != 0) return ascending[place];
+  const double middle = (ascending[place - 1] + ascending[place]) / 2;
+  return std::isfinite(middle) ? middle : ascending[place - 1] / 2 + ascending[place] / 2;
 }
 
 void AddQuartiles(std::span<double> values, std::span<const double> weights, bool ascendingValues,
@@ -69,9 +71,19 @@ void AddLimits(double confidence, Summary& summary) {
   summary.upperLimit = summary.mean + reach;
 }
 
+// sum: of the weighted values. Where it is beyond all doubles, the mean need not be.
+double MeanFrom(double sum, double weight, std::span<const double> values, std::span<const double> weights) {
+  if (std::isfinite(sum)) return sum / weight;
+  double share = 0;
+  for (std::size_t i = 0; i < values.size(); ++i)
+    share += (weights.empty() ? 1 : weights[i]) / weight * values[i];
+  return share;
+}
+
 // From minimum, maximum, weight and the sum of squares about a first rounding of the mean. rest:
 // the sum of the deviations from it, which corrects both.
 void Finish(double mean, double rest, double confidence, Summary& summary) {
+  if (!std::isfinite(rest)) rest = 0;  // deviations beyond all doubles leave the mean as it is
   summary.squares -= rest * rest / summary.weight;
   if (summary.squares < 0) summary.squares = 0;  // rounding; not a number stays so
   summary.mean = summary.minimum == summary.maximum ? summary.minimum : mean + rest / summary.weight;
@@ -93,7 +105,7 @@ Summary Moments(std::span<const double> values, std::span<const double> weights,
     summary.weight += weightAt(i);
     sum += weightAt(i) * values[i];
   }
-  const double mean = sum / summary.weight;
+  const double mean = MeanFrom(sum, summary.weight, values, weights);
   double rest = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const double gap = values[i] - mean;
@@ -115,6 +127,7 @@ Breakdown BreakDownPlainly(std::span<const double> values, std::span<const std::
   double totalSum = 0;
   for (std::size_t level = 0, i = 0; level < ends.size(); ++level) {
     Summary& summary = breakdown.levels[level];
+    const std::size_t first = i;
     if (i == ends[level]) continue;
     summary.cases = static_cast<std::int64_t>(ends[level] - i);
     summary.weight = static_cast<double>(ends[level] - i);
@@ -130,11 +143,11 @@ Breakdown BreakDownPlainly(std::span<const double> values, std::span<const std::
     total.minimum = total.cases == 0 ? minimum : std::min(total.minimum, minimum);
     total.maximum = total.cases == 0 ? maximum : std::max(total.maximum, maximum);
     total.cases += summary.cases;
-    means[level] = sum / summary.weight;
+    means[level] = MeanFrom(sum, summary.weight, values.subspan(first, i - first), {});
   }
   if (total.cases == 0) return breakdown;
   total.weight = static_cast<double>(total.cases);
-  const double totalMean = totalSum / total.weight;
+  const double totalMean = MeanFrom(totalSum, total.weight, values.first(ends.back()), {});
   double totalRest = 0, totalSquares = 0;
   for (std::size_t level = 0, i = 0; level < ends.size(); ++level) {
     if (i == ends[level]) continue;
