@@ -116,6 +116,41 @@ TEST_F(DataTest, HeadersAndRaggedRows) {
   }
 }
 
+// Wide records whose other columns are passed over, with quotes, blanks and line ends among them.
+TEST_F(DataTest, ChosenColumnsAreThoseOfTheWholeFile) {
+  constexpr std::size_t kColumns = 61;
+  const char* const fields[] = {"1",       "",           "-2.5", "abcdefghijklmnopqrstuvw",
+                                "\"a,b\"", "\"x\r\ny\"", " 7 ",  "\"\"\"\""};
+  std::string bytes;
+  unsigned state = 1;
+  for (std::size_t row = 0; row < 200; ++row) {
+    for (std::size_t column = 0; column < kColumns; ++column) {
+      if (column > 0) bytes += ',';
+      state = state * 1664525U + 1013904223U;
+      bytes += row == 0 ? "c" + std::to_string(column) : fields[(state >> 16) % std::size(fields)];
+    }
+    bytes += row % 3 == 0 ? "\r\n" : "\n";
+  }
+  const std::string path = WriteFile("wide.csv", bytes);
+  const Table whole = ReadTable(path);
+  for (std::size_t wanted = 0; wanted < kColumns; wanted += 4) {
+    ReadOptions options;
+    options.choose = [&](const std::vector<std::string>& names) {
+      std::vector<bool> chosen(names.size());
+      chosen[wanted] = chosen[kColumns - 1] = true;
+      return chosen;
+    };
+    const Table some = ReadTable(path, options);
+    ASSERT_EQ(some.caseCount, whole.caseCount);
+    for (std::size_t column = 0; column < kColumns; ++column) {
+      const bool isChosen = column == wanted || column == kColumns - 1;
+      EXPECT_EQ(some.columns[column].name, whole.columns[column].name);
+      EXPECT_EQ(Show(some.columns[column]),
+                isChosen ? Show(whole.columns[column]) : some.columns[column].name + ":");
+    }
+  }
+}
+
 TEST_F(DataTest, CodesOfSeveralVariables) {
   Table table = ReadTable(WriteFile("a.csv", "q1,q2,q3,k\n99,1,99,99 b\n2,98,a,a\n3,99,b,a\n"));
   EXPECT_EQ(ApplyMissingOption(table, "q*=99,98"), 4);

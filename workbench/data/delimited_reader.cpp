@@ -288,9 +288,8 @@ class DelimitedReader {
         table.columns[i] = builders_[i].Finish(notesOf[i]);
         return;
       }
-      // Keeps its place, so that variables keep their numbers.
+      // Keeps its place, so that variables keep their numbers, and has no values.
       table.columns[i].name = builders_[i].Name();
-      table.columns[i].values.assign(static_cast<std::size_t>(table.caseCount), kMissing);
     });
     std::vector<ColumnNote> notes;
     for (std::vector<ColumnNote>& some : notesOf)

@@ -80,7 +80,7 @@ struct ReadOptions {
   std::vector<std::string> missingTexts;
   TablePart part;  // of a file with more than one table
   // Of delimited text: which of the columns with these names are read, one at least; empty: all.
-  // Asked only where the others do not matter for how these are read.
+  // Asked only where the others do not matter for how these are read. The others have no values.
   std::function<std::vector<bool>(const std::vector<std::string>& names)> choose;
   // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
   // the reading, which throws Cancelled.

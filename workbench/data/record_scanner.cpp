@@ -164,6 +164,18 @@ bool RecordScanner::ScanField(Cursor& cursor, TextBlock& block, FieldPlace& plac
   return EndsField(text[at]) || fail(TextDamage::kTextAfterQuote, cursor.line);
 }
 
+#ifdef __SSE2__
+// Without the instruction that counts bits, which not every processor has: std::popcount would call
+// a function.
+constexpr std::size_t CountBits16(unsigned bits) {
+  bits -= (bits >> 1) & 0x5555U;
+  bits = (bits & 0x3333U) + ((bits >> 2) & 0x3333U);
+  bits = (bits + (bits >> 4)) & 0x0F0FU;
+  return (bits + (bits >> 8)) & 0x1FU;
+}
+static_assert(CountBits16(0xFFFFU) == 16 && CountBits16(0xA001U) == 3 && CountBits16(0) == 0);
+#endif
+
 // Skips up to count plain fields with the delimiters after them, a vector of bytes at a time, and
 // leaves the cursor on the begin of a field. Returns how many; what is special about the next, if
 // fewer, is left to ScanField.
@@ -183,7 +195,7 @@ std::size_t RecordScanner::SkipFields(Cursor& cursor, [[maybe_unused]] std::size
     const unsigned special =
         (maskOf(quote) | maskOf(lineFeed) | maskOf(carriageReturn) | maskOf(_mm_setzero_si128())) & ~ends;
     if (special != 0) ends &= (special & (~special + 1)) - 1;  // those before the first special byte
-    const auto found = static_cast<std::size_t>(std::popcount(ends));
+    const std::size_t found = CountBits16(ends);
     if (skipped + found >= count) {
       for (; skipped + 1 < count; ++skipped) ends &= ends - 1;
       cursor.at = at + static_cast<std::size_t>(std::countr_zero(ends)) + 1;

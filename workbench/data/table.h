@@ -35,8 +35,8 @@ struct Column {
   std::string name;      // unique in its table (case-sensitive), UTF-8
   std::string longName;  // label or description, may be empty; a coded text column keeps none
   double missingCode = kMissing;
-  std::vector<double> values;      // one per case; a missing value is the missing-data code
-  std::vector<ValueLabel> labels;  // ascending by value, values unique
+  std::vector<double> values;      // one per case, missing ones the code; none if it was not read
+  std::vector<ValueLabel> labels;                      // ascending by value, values unique
   Measurement measurement = Measurement::kContinuous;  // inferred by the reader, may be overridden
   Role role = Role::kUsable;                           // inferred by the reader
   bool fromText = false;     // the values are codes 1..k in the byte order of the texts
@@ -61,7 +61,7 @@ struct VariableBundle {
 struct Table {
   std::string fileName;  // as given by the user; empty for a table made in memory
   std::int64_t caseCount = 0;
-  std::vector<Column> columns;  // every column has caseCount values
+  std::vector<Column> columns;  // every column that was read has caseCount values
   std::vector<VariableBundle> bundles;
   std::string declaredWeight;  // the variable that the file weights its cases by; empty: none
 
