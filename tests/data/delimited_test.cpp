@@ -94,6 +94,8 @@ TEST_F(DataTest, FieldsBecomeCells) {
       {"percentages", "a.csv", "p\n12%\n-0.5 %\n\n", "p: 12 -0.5 .", "\"12%\" are read as numbers"},
       {"no thousands", "a.csv", "a,b,c\n\"1,2\",\"1,0000\",\"01,234\"\n\"1,5\",\"1,000\",5%\n",
        "a: 1[1,2] 2[1,5] | b: 2[1,0000] 1[1,000] | c: 1[01,234] 2[5%]", ""},
+      {"no year 0", "a.csv", "d,u\n0000-01-01,1.1.0000\n0001-01-01,13.1.0001\n",
+       "d: 1[0000-01-01] 2[0001-01-01] | u: 1[1.1.0000] 2[13.1.0001]", ""},
       {"no such day", "a.csv", "d\n2023-02-29\n", "d: 1[2023-02-29]", ""},
       {"names that occur again", "a.csv", "a,b,a,a_2,a\n1,2,3,4,5\n",
        "a: 1 | b: 2 | a_3: 3 | a_2: 4 | a_4: 5", "column 3 is called a_3, and 1 more likewise."},
