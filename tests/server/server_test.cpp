@@ -134,6 +134,8 @@ TEST(PageOptions, OnlyAnalysesCanBeSetAndOnlyByWholeNames) {
                 R"({"binary-response":"r","good":"g","casewise":true,"max-bins":5,"special":{"a":[-9,-8]}})"),
             (std::vector<std::string>{"--binary-response=r", "--good=g", "--casewise", "--max-bins=5",
                                       "--special=a=-9,-8"}));
+  EXPECT_THROW(WordsOfPage("{\"best\":" + std::string(200000, '[') + std::string(200000, ']') + "}"),
+               UsageError);
   for (const char* name : {"module", "modul", "mod", "log", "lo", "out", "bins", "sql", "coded", "cut-points",
                            "cut-p", "cu", "recode", "format", "delimiter", "missing-text", "", "-module"}) {
     const Json options = {{name, "/tmp/x"}};
@@ -283,10 +285,11 @@ TEST(EditedBins, TheShareExplainedIsThatOfTheCases) {
     const std::string text =
         std::string(R"({"format":"velmora bins","version":2,"dataFile":"","responses":[{)") +
         R"("name":"y","kind":")" + kind + R"(","codes":)" + codes +
-        R"(,"predictors":[{"name":"x","kind":"categorical","codedVariable":"coded",)" + R"("figureVariables":)" +
-        (codes[1] == ']' ? R"(["m"])" : R"(["a","b","c"])") + R"(,"levels":[{"level":"p","bin":0,"counts":)" +
-        first + R"(},{"level":"q","bin":1,"counts":)" + second + R"(}],"bins":[{"label":"p",)" + figure +
-        R"(,"counts":)" + first + R"(},{"label":"q",)" + figure + R"(,"counts":)" + second + "}]}]}]}";
+        R"(,"predictors":[{"name":"x","kind":"categorical","codedVariable":"coded",)" +
+        R"("figureVariables":)" + (codes[1] == ']' ? R"(["m"])" : R"(["a","b","c"])") +
+        R"(,"levels":[{"level":"p","bin":0,"counts":)" + first + R"(},{"level":"q","bin":1,"counts":)" +
+        second + R"(}],"bins":[{"label":"p",)" + figure + R"(,"counts":)" + first + R"(},{"label":"q",)" +
+        figure + R"(,"counts":)" + second + "}]}]}]}";
     return Json::parse(EditedBins(ParseBinsJson(text, "x.json"), "y", "x").PanelJson());
   };
   const Json measured = panelOf("continuous", "[]", R"("mean":0)", "[3,6,14]", "[2,12,74]");

@@ -203,6 +203,44 @@ TEST(Packed, DamageIsNoticed) {
   EXPECT_THROW(ValueCells::Unpack(packed), DataError);
   packed.erase("cases");
   EXPECT_THROW(ValueCells::Unpack(packed), DataError);
+}
+
+// Bytes with a right checksum from someone who wants to bring the reader down.
+TEST(Packed, HostileContentsAreRefused) {
+  using namespace std::string_literals;
+  const std::pair<const char*, std::string> bodies[] = {
+      {"nested too deep", "\xA1\x61x" + std::string(1000000, '\x81') + "\x00"s},
+      {"more members than bytes", "\xA1\x61x\x9B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
+      {"a text longer than the bytes", "\xA1\x61x\x7B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
+      {"no object", "\x80"s}};
+  for (const auto& [name, body] : bodies) EXPECT_THROW(Unsealed(SealedBody(body)), DataError) << name;
+
+  VariableSurvey survey("town", {});
+  survey.Take(Texts({"Bonn"}, {1}), AllCases(1), false);
+  const Packed grouping = Grouping{"age", false, {1, 2, 3}, {}}.Pack();
+  const Packed outcome = MeasuredOutcome::Of("y", -3, 5, 1).Pack();
+  const auto changed = [](Packed packed, const char* member, const Packed& value) {
+    packed[member] = value;
+    return packed;
+  };
+  const std::pair<const char*, std::function<void()>> states[] = {
+      {"a kind beyond its type", [&] { VariableSurvey::Unpack(changed(survey.Pack(), "kind", 4294967296)); }},
+      {"a kind that is no whole number",
+       [&] { VariableSurvey::Unpack(changed(survey.Pack(), "kind", 1e300)); }},
+      {"more cases than can be counted",
+       [&] {
+         VariableSurvey::Unpack(
+             changed(survey.Pack(), "sums", PackDoubles(std::vector{1e300, 1.0, 1.0, 0.0, 0.0})));
+       }},
+      {"ends that do not ascend",
+       [&] {
+         Grouping::Unpack(changed(grouping, "highest", PackDoubles(std::vector{2.0, 1.0})));
+       }},
+      {"an exponent of no double",
+       [&] { MeasuredOutcome::Unpack(changed(outcome, "exponent", 2147483647)); }},
+      {"more sums than there are",
+       [&] { PairSums::Unpack(changed(PairSums(2, 2, 0).Pack(), "groups", 4294967295U)); }}};
+  for (const auto& [name, read] : states) EXPECT_THROW(read(), DataError) << name;
   Packed sums = PairSums(3, 2, 0).Pack();
   sums["groups"] = 4000000000U;
   EXPECT_THROW(PairSums::Unpack(sums), DataError);

@@ -1,15 +1,14 @@
 #include "workbench/api/options_json.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
+#include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/errors.h"
 #include "workbench/documents/terminal_text.h"
 
 namespace velmora {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // Options of the commands with what does their work in a call.
 struct CommandOnly {
@@ -64,9 +63,9 @@ std::vector<std::string> CommandWords(const std::string& json) {
   if (json.empty()) return {};
   Json options;
   try {
-    options = Json::parse(json);
-  } catch (const Json::exception& error) {
-    throw UsageError("The options are not valid JSON: " + ShortenedText(error.what()) + ".");
+    options = ParseJson(json, "The JSON of the options");
+  } catch (const DataError& error) {
+    throw UsageError(error.what());
   }
   if (!options.is_object())
     throw UsageError("The options are a JSON object such as {\"best\": 5}, not " +

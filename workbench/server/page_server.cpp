@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "workbench/bins/json_input.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/errors.h"
@@ -80,6 +81,14 @@ void Guarded(httplib::Response& response, Work work) {
     Refuse(response, 500, "There is not enough memory for this.");
   } catch (const std::exception& error) {
     Refuse(response, 422, error.what());
+  }
+}
+
+Json BodyOf(const httplib::Request& request) {
+  try {
+    return ParseJson(request.body, "The request");
+  } catch (const DataError& error) {
+    throw UsageError(error.what());
   }
 }
 
@@ -309,7 +318,7 @@ void PageServer::AddRoutes() {
   });
   http_->Post("/api/open", [this](const Request& request, Response& response) {
     Guarded(response, [&] {
-      const int session = Open(Json::parse(request.body).at("path").get<std::string>());
+      const int session = Open(BodyOf(request).at("path").get<std::string>());
       GiveJson(response, JsonText({{"session", session}}));
     });
   });
@@ -330,10 +339,10 @@ void PageServer::AddRoutes() {
                                             {"columns", static_cast<int>(WholeNumber(request, "columns"))}}));
              }));
   http_->Post(base + "/count", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.Count(Json::parse(request.body)));
+                GiveJson(response, one.Count(BodyOf(request)));
               }));
   http_->Patch(base + "/choices", session([](PageSession& one, const Request& request, Response& response) {
-                 one.PatchChoices(Json::parse(request.body), request.get_header_value("X-Velmora-Window"));
+                 one.PatchChoices(BodyOf(request), request.get_header_value("X-Velmora-Window"));
                  GiveJson(response, "{}");
                }));
   http_->Get(base + "/project", session([](PageSession& one, const Request&, Response& response) {
@@ -342,13 +351,13 @@ void PageServer::AddRoutes() {
                response.set_content(project.bytes, project.contentType);
              }));
   http_->Post(base + "/runs", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.StartRun(Json::parse(request.body)));
+                GiveJson(response, one.StartRun(BodyOf(request)));
               }));
   http_->Get(run, session([](PageSession& one, const Request& request, Response& response) {
                GiveJson(response, one.Report(RunNumber(request)));
              }));
   http_->Patch(run, session([](PageSession& one, const Request& request, Response& response) {
-                 one.ChangeRun(RunNumber(request), Json::parse(request.body));
+                 one.ChangeRun(RunNumber(request), BodyOf(request));
                  GiveJson(response, "{}");
                }));
   http_->Delete(run, session([](PageSession& one, const Request& request, Response& response) {
@@ -368,7 +377,7 @@ void PageServer::AddRoutes() {
                                            request.get_param_value("predictor")));
              }));
   http_->Post(run + "/bins", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.EditBins(RunNumber(request), Json::parse(request.body)));
+                GiveJson(response, one.EditBins(RunNumber(request), BodyOf(request)));
               }));
   http_->Get(run + "/export", session([](PageSession& one, const Request& request, Response& response) {
                const Download download =

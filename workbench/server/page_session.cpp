@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "workbench/bins/edit_bins.h"
+#include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_files.h"
@@ -23,14 +24,6 @@ constexpr char kFormat[] = "velmora project";
 constexpr int kVersion = 1;
 constexpr double kBinsInterval = 0.25;  // seconds between two events of new bins
 constexpr int kMostRestarts = 3;        // of a worker that has ended by itself
-
-Json ParseOrFail(const std::string& text, const std::string& what) {
-  try {
-    return Json::parse(text);
-  } catch (const Json::exception&) {
-    throw DataError(what + " is damaged: it is not JSON.");
-  }
-}
 
 // Options that say how a file is read. A query could read other files, so none comes from a project.
 bool IsHarmless(const std::string& word) {
@@ -547,7 +540,7 @@ Json PageSession::ProjectJson() const {
 
 void PageSession::LoadProject(const fs::path& project) {
   const std::string name = project.string();
-  const Json json = ParseOrFail(ReadWholeFile(name), name);
+  const Json json = ParseJson(ReadWholeFile(name), name);
   try {
     if (json.at("format") != kFormat) throw DataError(name + " is not a project of this program.");
     if (json.at("version").get<int>() > kVersion)

@@ -51,19 +51,59 @@ const std::vector<std::uint8_t>& BytesOf(const Packed& packed) {
   return packed.get_binary();
 }
 
+// Follows the bytes before they become a tree, so that none can exhaust the stack or ask for more memory than they have.
+class ShapeCheck final : public nlohmann::json_sax<Packed> {
+ public:
+  explicit ShapeCheck(std::size_t byteCount) : byteCount_(byteCount) {}
+
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t) override { return true; }
+  bool number_unsigned(number_unsigned_t) override { return true; }
+  bool number_float(number_float_t, const string_t&) override { return true; }
+  bool string(string_t&) override { return true; }
+  bool binary(binary_t&) override { return true; }
+  bool start_object(std::size_t count) override { return Open(count); }
+  bool key(string_t&) override { return true; }
+  bool end_object() override { return Close(); }
+  bool start_array(std::size_t count) override { return Open(count); }
+  bool end_array() override { return Close(); }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+    return false;
+  }
+
+ private:
+  static constexpr std::size_t kUnknown = static_cast<std::size_t>(-1);
+
+  bool Open(std::size_t count) {
+    constexpr int kDeepest = 64;
+    return ++depth_ <= kDeepest && (count == kUnknown || count <= byteCount_);
+  }
+  bool Close() {
+    --depth_;
+    return true;
+  }
+
+  std::size_t byteCount_;
+  int depth_ = 0;
+};
+
 }  // namespace
 
 void FailDamaged() { throw DataError("The state is damaged: its contents are not those of a state."); }
 
-std::string Sealed(const Packed& state) {
-  const std::vector<std::uint8_t> body = Packed::to_cbor(state);
+std::string SealedBody(std::string_view body) {
   std::string bytes(kMark);
   bytes.reserve(kHeader + body.size());
   Put(bytes, kVersion);
   Put(bytes, body.size());
-  const std::string_view view(reinterpret_cast<const char*>(body.data()), body.size());
-  Put(bytes, Checksum(view));
-  return bytes.append(view);
+  Put(bytes, Checksum(body));
+  return bytes.append(body);
+}
+
+std::string Sealed(const Packed& state) {
+  const std::vector<std::uint8_t> body = Packed::to_cbor(state);
+  return SealedBody({reinterpret_cast<const char*>(body.data()), body.size()});
 }
 
 Packed Unsealed(std::string_view bytes) {
@@ -77,6 +117,8 @@ Packed Unsealed(std::string_view bytes) {
     throw DataError("The state is damaged: it has " + std::to_string(body.size()) + " bytes, not " +
                     std::to_string(NumberAt(bytes, 16)) + ".");
   if (Checksum(body) != NumberAt(bytes, 24)) throw DataError("The state is damaged: its checksum is wrong.");
+  ShapeCheck check(body.size());
+  if (!Packed::sax_parse(body, &check, Packed::input_format_t::cbor)) FailDamaged();
   Packed state = Packed::from_cbor(body, true, false);
   if (state.is_discarded() || !state.is_object()) FailDamaged();
   return state;
@@ -127,6 +169,11 @@ std::vector<double> UnpackCounts(const Packed& packed) {
   }
   if (shift != 0) FailDamaged();
   return counts;
+}
+
+double CheckedCount(double count) {
+  if (!(count >= 0 && count <= kLargestCount)) FailDamaged();
+  return count;
 }
 
 const Packed& Member(const Packed& state, const char* name) {

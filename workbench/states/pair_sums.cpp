@@ -42,8 +42,15 @@ Packed Grouping::Pack() const {
 }
 
 Grouping Grouping::Unpack(const Packed& packed) {
-  return {Get<std::string>(packed, "variable"), Get<bool>(packed, "isText"),
-          UnpackDoubles(Member(packed, "highest")), Get<std::vector<std::string>>(packed, "levels")};
+  Grouping grouping{Get<std::string>(packed, "variable"), Get<bool>(packed, "isText"),
+                    UnpackDoubles(Member(packed, "highest")),
+                    Get<std::vector<std::string>>(packed, "levels")};
+  const auto ascends = [](const auto& list) {
+    return std::adjacent_find(list.begin(), list.end(),
+                              [](const auto& a, const auto& b) { return !(a < b); }) == list.end();
+  };
+  if (!ascends(grouping.highest) || !ascends(grouping.levels)) FailDamaged();
+  return grouping;
 }
 
 MeasuredOutcome MeasuredOutcome::Of(const std::string& variable, double lowest, double highest, double mean) {
@@ -80,9 +87,13 @@ Packed MeasuredOutcome::Pack() const {
 
 MeasuredOutcome MeasuredOutcome::Unpack(const Packed& packed) {
   const std::vector<double> centre = UnpackDoubles(Member(packed, "centre"));
-  if (centre.size() != 1) FailDamaged();
-  return {Get<std::string>(packed, "variable"), centre[0], Get<int>(packed, "exponent"),
-          Get<int>(packed, "widthExponent"), Get<bool>(packed, "finite")};
+  if (centre.size() != 1 || !std::isfinite(centre[0])) FailDamaged();
+  constexpr int kMost = 1100;  // beyond the exponent of any double
+  MeasuredOutcome outcome{Get<std::string>(packed, "variable"), centre[0], Get<int>(packed, "exponent"),
+                          Get<int>(packed, "widthExponent"), Get<bool>(packed, "finite")};
+  for (const int exponent : {outcome.exponent, outcome.widthExponent})
+    if (exponent < -kMost || exponent > kMost) FailDamaged();
+  return outcome;
 }
 
 PairSums::PairSums(std::uint32_t groups, std::uint32_t classes, std::uint32_t folds)

@@ -69,6 +69,7 @@ Packed CaseTotals::Pack() const {
 CaseTotals CaseTotals::Unpack(const Packed& packed) {
   const std::vector<double> sums = UnpackDoubles(packed);
   if (sums.size() != 11) FailDamaged();
+  for (std::size_t i = 0; i < 8; ++i) CheckedCount(sums[i]);
   return {sums[0], sums[1], sums[2], sums[3], sums[4], sums[5], sums[6], sums[7], sums[8], sums[9], sums[10]};
 }
 

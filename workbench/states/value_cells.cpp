@@ -119,7 +119,8 @@ ValueCells ValueCells::Unpack(const Packed& packed) {
     FailDamaged();
   for (std::size_t i = 0; i < low.size(); ++i) {
     const bool ascends = i == 0 || high[i - 1] < low[i];
-    if (!ascends || !(low[i] <= high[i]) || !(cases[i] >= 0)) FailDamaged();
+    if (!ascends || !(low[i] <= high[i]) || !(mass[i] >= 0)) FailDamaged();
+    CheckedCount(cases[i]);
     cells.cells_.push_back({low[i], high[i], cases[i], mass[i]});
   }
   return cells;

@@ -225,8 +225,8 @@ VariableSurvey VariableSurvey::Unpack(const Packed& packed) {
   survey.all_ = ValueCells::Unpack(Member(packed, "all"));
   survey.used_ = ValueCells::Unpack(Member(packed, "used"));
   survey.tooManyLevels_ = Get<bool>(packed, "tooManyLevels");
-  survey.valid_ = sums[0];
-  survey.usedCases_ = sums[1];
+  survey.valid_ = CheckedCount(sums[0]);
+  survey.usedCases_ = CheckedCount(sums[1]);
   survey.moments_ = {sums[2], sums[3], sums[4]};
   const Packed& levels = Member(packed, "levels");
   const auto texts = Get<std::vector<std::string>>(levels, "texts");

@@ -39,7 +39,7 @@ double Quantile(const std::vector<SurveyedValue>& values, double mass, double sh
   double below = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
     below += values[i].mass;
-    if (below == wanted && i + 1 < values.size()) return (values[i].high + values[i + 1].low) / 2;
+    if (below == wanted && i + 1 < values.size()) return values[i].high / 2 + values[i + 1].low / 2;
     if (below > wanted) return values[i].low;
   }
   return values.empty() ? kMissing : values.back().high;

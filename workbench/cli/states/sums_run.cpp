@@ -17,6 +17,8 @@ using states::PartCases;
 
 namespace {
 
+constexpr std::uint32_t kMostFolds = 255;  // a byte per case
+
 Packed PackRules(const CaseRules& rules) {
   return {{"select", rules.select},
           {"exclude", rules.exclude},
@@ -196,7 +198,16 @@ std::unique_ptr<SumsRun> SumsRun::Unpack(const Packed& packed) {
   }
   const Packed& sums = Member(packed, "sums");
   const std::size_t pairs = plan.predictors.size() * plan.outcomes.size();
-  if (plan.counted.size() != pairs || !sums.is_array() || sums.size() != pairs) states::FailDamaged();
+  if (plan.counted.size() != pairs || !sums.is_array() || sums.size() != pairs || plan.folds > kMostFolds)
+    states::FailDamaged();
+  for (std::size_t i = 0; i < pairs; ++i) {
+    // Before anything of the size that the plan asks for is made.
+    const PairSums one = PairSums::Unpack(sums[i]);
+    const Outcome& outcome = plan.outcomes[i % plan.outcomes.size()];
+    const std::uint32_t groups = plan.counted[i] != 0 ? plan.predictors[i / plan.outcomes.size()].Count() : 0;
+    if (one.Groups() != groups || one.Classes() != (outcome.IsMeasured() ? 0 : outcome.classes.Count()))
+      states::FailDamaged();
+  }
   auto run = std::make_unique<SumsRun>(std::move(plan));
   run->MergePacked(packed);
   return run;
