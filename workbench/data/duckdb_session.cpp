@@ -100,17 +100,26 @@ void DuckDbSession::Stream(const std::string& sql, const std::function<void(duck
   Pending pending;
   if (duckdb_pending_prepared_streaming(prepared.value, &pending.value) == DuckDBError)
     throw DuckDbError(duckdb_pending_error(pending.value));
-  const auto stop = [this] {
-    duckdb_interrupt(connection_);
-    throw Cancelled();
-  };
-  for (;;) {
+  // One of the query's tasks.
+  const auto work = [&pending] {
     const duckdb_pending_state state = duckdb_pending_execute_task(pending.value);
-    if (state == DUCKDB_PENDING_ERROR) throw DuckDbError(duckdb_pending_error(pending.value));
-    if (state == DUCKDB_PENDING_RESULT_READY) break;
-    if (!tick()) stop();
     // The workers have taken every task.
     if (state == DUCKDB_PENDING_NO_TASKS_AVAILABLE) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return state;
+  };
+  for (;;) {
+    const duckdb_pending_state state = work();
+    if (state == DUCKDB_PENDING_ERROR) throw DuckDbError(duckdb_pending_error(pending.value));
+    if (state == DUCKDB_PENDING_RESULT_READY) break;
+    if (tick()) continue;
+    duckdb_interrupt(connection_);
+    // The query ends, and lets go of its files and memory, when it meets the interruption.
+    constexpr int kMostSteps = 5000;
+    for (int step = 0; step < kMostSteps; ++step) {
+      const duckdb_pending_state end = work();
+      if (end == DUCKDB_PENDING_ERROR || end == DUCKDB_PENDING_RESULT_READY) break;
+    }
+    throw Cancelled();
   }
   Result result;
   if (duckdb_execute_pending(pending.value, &result.value) == DuckDBError)
@@ -120,7 +129,15 @@ void DuckDbSession::Stream(const std::string& sql, const std::function<void(duck
     chunk.value = duckdb_fetch_chunk(result.value);
     if (chunk.value == nullptr) break;
     if (duckdb_data_chunk_get_size(chunk.value) > 0) take(chunk.value);
-    if (!tick()) stop();
+    if (tick()) continue;
+    duckdb_interrupt(connection_);
+    // As above: what waits to be taken, then the end.
+    for (bool isMore = true; isMore;) {
+      Chunk rest;
+      rest.value = duckdb_fetch_chunk(result.value);
+      isMore = rest.value != nullptr;
+    }
+    throw Cancelled();
   }
   const char* message = duckdb_result_error(&result.value);
   if (message != nullptr && *message != 0) throw DuckDbError(message);
