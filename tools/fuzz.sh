@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for a while, two at a time, from its seeds; the corpus grows in build/fuzz/corpus. Fails when a
-# target falls, and leaves the input beside the corpus.
+# Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in build/fuzz/corpus.
+# Two at a time, or as many as FUZZ_JOBS says. Fails when a target falls, and leaves the input beside the corpus.
 # usage: tools/fuzz.sh SECONDS [TARGET ...]     (needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz)
+#        tools/fuzz.sh 10000000x [TARGET ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-seconds=${1:?usage: tools/fuzz.sh SECONDS [TARGET ...]}
+length=${1:?usage: tools/fuzz.sh SECONDS [TARGET ...]}
+limit=-max_total_time=$length
+[[ $length == *x ]] && limit=-runs=${length%x}
 shift
 build=build/fuzz/fuzz
 targets=("$@")
@@ -18,7 +21,7 @@ run_one() {
   dictionary=
   [ -f "tests/fuzz/$1.dict" ] && dictionary=-dict=tests/fuzz/$1.dict
   # shellcheck disable=SC2086
-  if ! "$build/fuzz_$1" -max_total_time="$2" -max_len=2000 -timeout=10 -rss_limit_mb=4000 -print_final_stats=1 $dictionary \
+  if ! "$build/fuzz_$1" "$2" -max_len=2000 -timeout=10 -rss_limit_mb=4000 -print_final_stats=1 $dictionary \
     -artifact_prefix="$corpus-" "$corpus" $seeds >"$corpus.log" 2>&1; then
     echo "fuzz: $1 fell: see $corpus.log"
     tail -n 20 "$corpus.log"
@@ -28,4 +31,4 @@ run_one() {
 }
 export -f run_one
 export build
-printf '%s\n' "${targets[@]}" | xargs -P 2 -I{} bash -c 'set -euo pipefail; run_one "$1" "$2"' _ {} "$seconds"
+printf '%s\n' "${targets[@]}" | xargs -P "${FUZZ_JOBS:-2}" -I{} bash -c 'set -euo pipefail; run_one "$1" "$2"' _ {} "$limit"
