@@ -30,13 +30,24 @@ std::string Contents(const fs::path& path) {
 
 struct ObjectModel : testing::Test {
   ObjectModel() : session(frontend, ModuleOptions()), application(session.Application()) {
+    frontend.session = &session;
     folder = fs::temp_directory_path() / ("object_model_" + std::to_string(::getpid()));
     fs::create_directories(folder);
   }
   ~ObjectModel() override { fs::remove_all(folder); }
   std::string File(const char* name) const { return (folder / name).string(); }
 
-  WindowFrontend frontend;
+  // Notes whether results are shown while an analysis works.
+  struct WorkingFrontend : WindowFrontend {
+    void ProgressOpened(std::string_view caption, int stepCount) override {
+      WindowFrontend::ProgressOpened(caption, stepCount);
+      updatedAtWork.push_back(session->UpdatesScreen());
+    }
+    const Session* session = nullptr;
+    std::vector<bool> updatedAtWork;
+  };
+
+  WorkingFrontend frontend;
   Session session;
   AutomationClient application;
   fs::path folder;
@@ -109,7 +120,12 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
   startup.Put("BadCode", "bad");
   startup.Put("FactorCodes", "* | *");
   startup.Put("ResponseCodes", "*");
+  frontend.updatedAtWork.clear();
+  EXPECT_EQ(application.Get("ScreenUpdating").AsInt(), 1);
   ASSERT_EQ(analysis.Call("Run").AsInt(), 1);
+  // The analysis holds results back while it runs.
+  EXPECT_THAT(frontend.updatedAtWork, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
+  EXPECT_TRUE(session.UpdatesScreen());
   const AutomationClient results = analysis.GetObject("Dialog");
   EXPECT_EQ(results.Get("Name").AsText(), "Predictor Screening result dialog");
   results.Put("ResultsSaveFileName", File("rules.txt"));

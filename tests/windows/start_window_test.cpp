@@ -24,6 +24,7 @@ class Commands final : public StartCommands {
   void OpenData(const std::string& path) override { called.push_back("open " + path); }
   void StartFeatureSelection() override { called.emplace_back("feature selection"); }
   void StartScreening() override { throw std::runtime_error("The module cannot be loaded."); }
+  void ChooseWeights() override { called.emplace_back("weights"); }
   void SaveData() override { called.emplace_back("save"); }
   void ShowResults() override { called.emplace_back("results"); }
   void ShowHelp() override { called.emplace_back("help"); }
@@ -48,7 +49,7 @@ TEST(StartWindowTest, OffersWhatCanBeDone) {
   Commands commands;
   StartWindow window(commands);
   const wchar_t* const needData[] = {L"&Feature selection...", L"&Predictor screening...",
-                                     L"&Save data as..."};
+                                     L"Case &weights...", L"&Save data as..."};
   for (const wchar_t* caption : needData) {
     ASSERT_NE(ButtonOf(window, caption), nullptr);
     EXPECT_FALSE(IsWindowEnabled(ButtonOf(window, caption)));
@@ -67,7 +68,7 @@ TEST(StartWindowTest, OffersWhatCanBeDone) {
   SendMessageW(window.Handle(), WM_COMMAND, MAKEWPARAM(GetDlgCtrlID(list), LBN_DBLCLK),
                reinterpret_cast<LPARAM>(list));
   EXPECT_THAT(commands.called, ElementsAre("feature selection", "failure: The module cannot be loaded.",
-                                           "save", "open", "results", "open C:\\b.csv"));
+                                           "weights", "save", "open", "results", "open C:\\b.csv"));
 
   // While a dialog is busy nothing but help can be had; then the window closes when its owner
   // agrees.

@@ -20,6 +20,7 @@
 #include "workbench/windows/apartment_windows.h"
 #include "workbench/windows/dialog_help.h"
 #include "workbench/windows/native_frontend.h"
+#include "workbench/windows/questions.h"
 #include "workbench/windows/recent_files.h"
 #include "workbench/windows/results_page.h"
 #include "workbench/windows/start_window.h"
@@ -158,6 +159,13 @@ class Workspace final : public StartCommands {
   }
   void StartFeatureSelection() override { session_.StartFeatureSelection(); }
   void StartScreening() override { session_.StartScreening(); }
+  // Of every analysis; the dialogs of screening have no button for them.
+  void ChooseWeights() override {
+    int variableNumber = session_.WeightVariable();
+    if (!AskCaseWeightNatively(start_->Handle(), session_.Data(), variableNumber)) return;
+    session_.WeightBy(variableNumber);
+    ShowState();
+  }
   void SaveData() override { Save(); }
   void ShowResults() override { page_.Open(); }
   void ShowHelp() override { ShowHelpPage(); }
@@ -206,7 +214,7 @@ class Workspace final : public StartCommands {
   void AfterMessage() {
     // A dialog's own button opens data too.
     if (session_.Data().fileName != openFile_) DataWereOpened();
-    if (page_.Update()) {
+    if (session_.UpdatesScreen() && page_.Update()) {
       ShowState();
       const std::size_t count = page_.DocumentCount();
       frontend_.ShowStatus(std::to_string(count) + (count == 1 ? " output" : " outputs") + " in " +
@@ -219,10 +227,12 @@ class Workspace final : public StartCommands {
     StartState state;
     const Table& table = session_.Data();
     savedShown_ = IsSaved();
+    const int weight = session_.WeightVariable();
     if (table.VariableCount() > 0) {
       state.data = PathOf(table.fileName).filename().string() + ": " + GroupedDigits(table.caseCount) +
                    (table.caseCount == 1 ? " case, " : " cases, ") + GroupedDigits(table.VariableCount()) +
                    (table.VariableCount() == 1 ? " variable" : " variables") +
+                   (weight == 0 ? "" : ", weighted by " + table.Variable(weight).name) +
                    (savedShown_ ? "" : " (changed, not saved)");
     }
     state.recentFiles = ReadRecentFiles();

@@ -15,6 +15,7 @@
 #include "workbench/cli/terminal_frontend.h"
 #include "workbench/session/session.h"
 #include "workbench/system/system.h"
+#include "workbench/windows/application_data.h"
 #include "workbench/windows/server_windows.h"
 
 namespace velmora {
@@ -80,6 +81,9 @@ struct Service {
 };
 
 int Serve(RegistrationScope /*scope*/) {
+  // The system starts servers in a folder of its own; a script means its user's documents.
+  std::error_code ignored;
+  std::filesystem::current_path(DocumentsFolder(), ignored);
   ServerFrontend frontend;
   std::optional<Service> service;
   ServeApplication([&] {

@@ -79,6 +79,7 @@ void Session::WeightBy(int variableNumber) {
 }
 
 int Session::WeightVariable() const { return state_->core->weightVariable; }
+bool Session::UpdatesScreen() const { return state_->core->updatesScreen; }
 const CaseSelectionText& Session::Selection() const { return state_->core->selectionText; }
 std::int64_t Session::SelectedCaseCount() const { return state_->core->SelectedCaseCount(); }
 

@@ -86,6 +86,8 @@ class Session {
   // Case weights of all analyses; 0: none.
   void WeightBy(int variableNumber);
   int WeightVariable() const;
+  // Whether results are shown as they are made; scripts may hold them back.
+  bool UpdatesScreen() const;
   const CaseSelectionText& Selection() const;
   std::int64_t SelectedCaseCount() const;
 

@@ -129,6 +129,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   void ConnectProcedures();
   // A procedure has ended since the progress display opened, by the user's cancel.
   bool procedureCancelled = false;
+  bool updatesScreen = true;  // frontends show results as they are made
 
   int callDepth = 0;
   int automationDepth = 0;    // script calls being served

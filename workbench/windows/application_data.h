@@ -1,5 +1,5 @@
-// The folder where the program keeps files of its own: the list of recent files, a registered type
-// library.
+// Folders of the system: where the program keeps files of its own (the list of recent files, a
+// registered type library), and the user's documents.
 #pragma once
 
 #include <filesystem>
@@ -10,5 +10,6 @@ enum class ApplicationData { kOfUser, kOfMachine };
 
 // Not necessarily made yet. Throws std::runtime_error when the system has no such folder.
 [[nodiscard]] std::filesystem::path ApplicationDataFolder(ApplicationData scope);
+[[nodiscard]] std::filesystem::path DocumentsFolder();
 
 }  // namespace velmora

@@ -21,6 +21,7 @@ enum : int {
   kOpen,
   kFeatureSelection,
   kScreening,
+  kWeights,
   kSave,
   kRecentFiles,
   kResults,
@@ -42,24 +43,25 @@ constexpr Item kItems[] = {
     {kOpen, L"BUTTON", L"&Open data...", kPushButton | WS_GROUP, {8, 24, 96, 15}},
     {kFeatureSelection, L"BUTTON", L"&Feature selection...", kPushButton, {8, 46, 96, 15}},
     {kScreening, L"BUTTON", L"&Predictor screening...", kPushButton, {8, 64, 96, 15}},
-    {kSave, L"BUTTON", L"&Save data as...", kPushButton, {8, 86, 96, 15}},
-    {kResults, L"BUTTON", L"Show &results", kPushButton, {8, 104, 96, 15}},
+    {kWeights, L"BUTTON", L"Case &weights...", kPushButton, {8, 86, 96, 15}},
+    {kSave, L"BUTTON", L"&Save data as...", kPushButton, {8, 104, 96, 15}},
+    {kResults, L"BUTTON", L"Show &results", kPushButton, {8, 122, 96, 15}},
     {-1, L"STATIC", L"Recent &files (double-click to open):", SS_LEFT | WS_VISIBLE, {114, 24, 178, 9}},
     {kRecentFiles,
      L"LISTBOX",
      L"",
      LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | WS_BORDER | WS_VSCROLL | WS_HSCROLL | WS_TABSTOP | WS_VISIBLE,
-     {114, 35, 178, 84}},
-    {kResultsText, L"STATIC", L"", kText, {8, 128, 164, 9}},
-    {kHelp, L"BUTTON", L"&Help", kPushButton, {178, 126, 54, 14}},
-    {IDCANCEL, L"BUTTON", L"Close", kPushButton, {238, 126, 54, 14}},
+     {114, 35, 178, 102}},
+    {kResultsText, L"STATIC", L"", kText, {8, 146, 164, 9}},
+    {kHelp, L"BUTTON", L"&Help", kPushButton, {178, 144, 54, 14}},
+    {IDCANCEL, L"BUTTON", L"Close", kPushButton, {238, 144, 54, 14}},
 };
 
 }  // namespace
 
 StartWindow::StartWindow(StartCommands& commands) : commands_(commands), icon_(MakeProgramIcon()) {
   NativeTemplate description(
-      L"Velmora", 300, 147, DS_CENTER | WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX, WS_EX_APPWINDOW);
+      L"Velmora", 300, 165, DS_CENTER | WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX, WS_EX_APPWINDOW);
   for (const Item& item : kItems)
     description.Add(item.id, item.windowClass, item.caption, item.style, item.place);
   handle_ = CreateDialogIndirectParamW(GetModuleHandleW(nullptr), description.Data(), nullptr, Procedure,
@@ -83,7 +85,7 @@ void StartWindow::Show(const StartState& state) {
       handle_, kDataText,
       state.data.empty() ? L"No data are open: open a file, or drop one here." : Utf16(state.data).c_str());
   const bool hasData = !state.data.empty();
-  for (const int id : {kFeatureSelection, kScreening, kSave}) EnableWindow(GetDlgItem(handle_, id), hasData);
+  for (const int id : {kFeatureSelection, kScreening, kWeights, kSave}) EnableWindow(GetDlgItem(handle_, id), hasData);
   EnableWindow(GetDlgItem(handle_, kResults), !state.resultsFile.empty());
   SetDlgItemTextW(handle_, kResultsText, Utf16(state.resultsFile).c_str());
   if (recentFiles_ == state.recentFiles) return;
@@ -154,6 +156,8 @@ void StartWindow::OnCommand(int controlId, int code) {
         return commands_.StartFeatureSelection();
       case kScreening:
         return commands_.StartScreening();
+      case kWeights:
+        return commands_.ChooseWeights();
       case kSave:
         return commands_.SaveData();
       case kResults:

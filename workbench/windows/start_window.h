@@ -26,6 +26,7 @@ class StartCommands {
   virtual void OpenData(const std::string& path) = 0;
   virtual void StartFeatureSelection() = 0;
   virtual void StartScreening() = 0;
+  virtual void ChooseWeights() = 0;
   virtual void SaveData() = 0;
   virtual void ShowResults() = 0;
   virtual void ShowHelp() = 0;
