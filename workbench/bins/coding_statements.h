@@ -1,0 +1,84 @@
+// What saved bins, recode files and rules scripts become before they run over a table: statements that
+// give values to targets, the variables that they make.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+#include "workbench/bins/coding_program.h"
+#include "workbench/bins/value_lookup.h"
+#include "workbench/language/expression.h"
+
+namespace velmora::coding {
+
+// A constant or an expression for a target. A text is its place among the texts of its target.
+struct Assignment {
+  std::size_t target = 0;
+  double number = 0;
+  std::unique_ptr<Expression> expression;
+};
+
+struct Statement;
+
+struct Branch {
+  std::unique_ptr<Expression> condition;  // null: Else
+  std::vector<Statement> body;
+};
+
+struct Choice {
+  std::vector<Branch> branches;
+};
+
+// Constants for the targets by the value of one variable.
+struct Lookup {
+  int variable = 0;
+  ValueLookup outcomeOf;
+  std::vector<std::vector<Assignment>> outcomes;
+  int missingOutcome = -1, otherOutcome = -1;  // -1: none
+  bool countsMissing = false;
+  // Of a column of texts that are to be numbers: the number of each code, NaN for a text that is none.
+  // Empty: values are looked up as they are.
+  std::vector<double> numberOfCode = {};
+  // A target that gets the points of each outcome added, and those of none; -1: no such target.
+  int sumTarget = -1;
+  std::vector<double> points = {};
+  double neutralPoints = 0;
+
+  // Of the run:
+  std::int64_t missing = 0, unseen = 0, badTexts = 0;
+  std::int64_t firstBadCase = 0;
+  std::unordered_map<double, std::int64_t> unseenCases = {};  // by value
+};
+
+struct Statement {
+  std::variant<Assignment, Choice, Lookup> is;
+};
+
+struct Target {
+  std::string name;
+  bool isText = false;
+  std::vector<std::string> texts;  // in byte order, each once
+  std::vector<double> values;      // one per case; unused while a program is compiled
+  double start = kMissing;         // of values
+  // Of the probability of a scorecard: the target of its score, and how it follows from the score.
+  int scoreTarget = -1;
+  SavedScorecard scale = {};
+};
+
+struct Program {
+  std::vector<Target> targets;
+  std::vector<Statement> statements;
+  std::size_t depth = 0;  // of Ifs inside Ifs
+};
+
+// Both throw DataError as CodingProgram does.
+Program CompileBins(const SavedBins& bins, const std::string& file, const Table& table,
+                    const UnseenLevels& unseen, std::vector<std::string>& notices);
+Program CompileRules(const BasicProgram& source, const std::string& file, const Table& table,
+                     std::vector<std::string>& notices);
+
+}  // namespace velmora::coding
