@@ -9,7 +9,7 @@
 #include <random>
 #include <set>
 
-#include "workbench/binning/fold_interval.h"
+#include "workbench/binning/cross_validate.h"
 
 namespace velmora::binning {
 namespace {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "workbench/binning/cross_validate.h"
 #include "workbench/binning/optimal_bins.h"
 
 namespace velmora::binning {

@@ -7,8 +7,6 @@
 #include <limits>
 #include <numeric>
 
-#include "workbench/binning/fold_interval.h"
-
 namespace velmora::binning {
 namespace {
 
@@ -40,17 +38,11 @@ OptimalBins FromPartition(const Partition& partition, std::size_t preBinCount) {
   return bins;
 }
 
-double WeightAt(const PreBinSums& sums, std::size_t bin) {
-  if (sums.classCount == 0) return sums.values[bin * 3];
-  const auto from = sums.values.begin() + static_cast<std::ptrdiff_t>(bin * sums.Stride());
-  return std::accumulate(from, from + sums.classCount, 0.0);
-}
-
 // Places of the groups in order of rate or mean; those without weight come first, equal ones in their order.
 std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
   std::vector<double> levels(sums.Count());
   for (std::size_t g = 0; g < sums.Count(); ++g) {
-    const double weight = WeightAt(sums, g);
+    const double weight = sums.WeightOf(g);
     levels[g] = weight > 0 ? sums.values[g * sums.Stride() + (sums.classCount == 0 ? 1 : 0)] / weight
                            : -std::numeric_limits<double>::infinity();
   }
@@ -218,146 +210,6 @@ OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
   return bins;
 }
 
-void AppendBin(PreBinSums& sums, const PreBinSums& bin) {
-  sums.values.insert(sums.values.end(), bin.values.begin(), bin.values.end());
-  sums.cases.insert(sums.cases.end(), bin.cases.begin(), bin.cases.end());
-}
-
-PreBinSums Without(const PreBinSums& all, const PreBinSums& part) {
-  PreBinSums rest = all;
-  for (std::size_t i = 0; i < rest.values.size(); ++i) rest.values[i] -= part.values[i];
-  for (std::size_t i = 0; i < rest.cases.size(); ++i) rest.cases[i] -= part.cases[i];
-  rest.squaredWeights -= part.squaredWeights;
-  return rest;
-}
-
-struct Scored {
-  double score, bad, good;
-};
-
-// 2 AUC - 1: the chance that a good case scores above a bad one, less that of the opposite.
-double GiniOf(std::vector<Scored> bins) {
-  std::sort(bins.begin(), bins.end(), [](const Scored& a, const Scored& b) { return a.score < b.score; });
-  double badBelow = 0, concordance = 0, bads = 0, goods = 0;
-  for (std::size_t i = 0; i < bins.size();) {
-    double bad = 0, good = 0;
-    const double score = bins[i].score;
-    for (; i < bins.size() && bins[i].score == score; ++i) {
-      bad += bins[i].bad;
-      good += bins[i].good;
-    }
-    concordance += good * (badBelow + bad / 2);
-    badBelow += bad;
-    bads += bad;
-    goods += good;
-  }
-  return bads > 0 && goods > 0 ? 2 * concordance / (bads * goods) - 1 : 0;
-}
-
-// What the bins of the other folds are worth on the cases of one.
-struct FoldFigures {
-  double informationValue = 0, gini = 0;
-};
-
-FoldFigures ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
-  double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
-  for (std::size_t b = 0; b < train.Count(); ++b) {
-    bads += train.values[b * 2];
-    goods += train.values[b * 2 + 1];
-    heldBads += held.values[b * 2];
-    heldGoods += held.values[b * 2 + 1];
-  }
-  FoldFigures figures;
-  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return figures;
-  std::vector<Scored> scored;
-  for (std::size_t b = 0; b < train.Count(); ++b) {
-    const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
-    const double half = bad > 0 && good > 0 ? 0 : 0.5;
-    const double woe = bad > 0 || good > 0 ? std::log(((good + half) / goods) / ((bad + half) / bads)) : 0;
-    const double heldBad = held.values[b * 2], heldGood = held.values[b * 2 + 1];
-    figures.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
-    scored.push_back({woe, heldBad, heldGood});
-  }
-  figures.gini = GiniOf(std::move(scored));
-  return figures;
-}
-
-struct Errors {
-  double ofBins = 0, ofNone = 0;
-};
-
-void AddSquaredErrors(const PreBinSums& train, const PreBinSums& held, Errors& errors) {
-  double weight = 0, total = 0;
-  for (std::size_t b = 0; b < train.Count(); ++b) {
-    weight += train.values[b * 3];
-    total += train.values[b * 3 + 1];
-  }
-  if (!(weight > 0)) return;
-  const double mean = total / weight;
-  const auto squared = [](const double* moments, double about) {
-    return moments[2] - 2 * about * moments[1] + about * about * moments[0];
-  };
-  for (std::size_t b = 0; b < train.Count(); ++b) {
-    const double* moments = &held.values[b * 3];
-    const double binMean = train.values[b * 3] > 0 ? train.values[b * 3 + 1] / train.values[b * 3] : mean;
-    errors.ofBins += squared(moments, binMean);
-    errors.ofNone += squared(moments, mean);
-  }
-}
-
-// Shares of the classes are taken as if half a case more had been seen of each, so that none is 0.
-void AddDeviances(const PreBinSums& train, const PreBinSums& held, Errors& errors) {
-  const std::size_t classes = train.Stride();
-  std::vector<double> totals(classes, 0.0);
-  for (std::size_t i = 0; i < train.values.size(); ++i) totals[i % classes] += train.values[i];
-  const double half = 0.5;
-  const double weight = std::accumulate(totals.begin(), totals.end(), half * static_cast<double>(classes));
-  for (std::size_t b = 0; b < train.Count(); ++b) {
-    const bool known = WeightAt(train, b) > 0;
-    const double binWeight = known ? WeightAt(train, b) + half * static_cast<double>(classes) : weight;
-    for (std::size_t c = 0; c < classes; ++c) {
-      const double cases = held.values[b * classes + c];
-      if (!(cases > 0)) continue;
-      const double seen = known ? train.values[b * classes + c] : totals[c];
-      errors.ofBins -= cases * std::log((seen + half) / binWeight);
-      errors.ofNone -= cases * std::log((totals[c] + half) / weight);
-    }
-  }
-}
-
-// One fold's missing cases, put where those of the other folds belong.
-void AddMissing(const MissingCases& missing, const PreBinSums& heldMissing, PreBinSums& train,
-                PreBinSums& held) {
-  PreBinSums trainMissing = Without(missing.cases->sums, heldMissing);
-  const int place = PlaceOfMissing(missing.place, train, trainMissing);
-  if (place >= 0 && static_cast<std::size_t>(place) < train.Count()) {
-    const auto from = static_cast<std::size_t>(place) * train.Stride();
-    for (std::size_t c = 0; c < train.Stride(); ++c) {
-      train.values[from + c] += trainMissing.values[c];
-      held.values[from + c] += heldMissing.values[c];
-    }
-    return;
-  }
-  if (place < 0) std::fill(trainMissing.values.begin(), trainMissing.values.end(), 0.0);
-  AppendBin(train, trainMissing);
-  AppendBin(held, heldMissing);
-}
-
-// A ratio of sums over folds; its interval is that of the linearised ratio.
-void SetExplained(const std::vector<Errors>& errors, Validation& result) {
-  Errors all;
-  for (const Errors& fold : errors) {
-    all.ofBins += fold.ofBins;
-    all.ofNone += fold.ofNone;
-  }
-  if (!(all.ofNone > 0)) return;
-  const double left = all.ofBins / all.ofNone, mean = all.ofNone / static_cast<double>(errors.size());
-  result.explained = 1 - left;
-  std::vector<double> deviations;
-  for (const Errors& fold : errors) deviations.push_back((fold.ofBins - left * fold.ofNone) / mean);
-  result.explainedInterval = IntervalOfFolds(result.explained, deviations);
-}
-
 }  // namespace
 
 BinCounts AllowedCounts(const BinningRules& rules) {
@@ -397,13 +249,13 @@ int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSu
       break;
   }
   const auto share = [](const PreBinSums& sums, std::size_t bin, std::size_t c) {
-    return sums.values[bin * sums.Stride() + c] / WeightAt(sums, bin);
+    return sums.values[bin * sums.Stride() + c] / sums.WeightOf(bin);
   };
   // The mean is place 1 of the moments; of classes every share counts.
   const std::size_t first = bins.classCount == 0 ? 1 : 0, last = bins.classCount == 0 ? 2 : bins.Stride();
   int nearest = 0;
   double least = std::numeric_limits<double>::infinity();
-  for (std::size_t bin = 0; bin < bins.Count() && WeightAt(missing, 0) > 0; ++bin) {
+  for (std::size_t bin = 0; bin < bins.Count() && missing.WeightOf(0) > 0; ++bin) {
     double distance = 0;
     for (std::size_t c = first; c < last; ++c) {
       const double difference = share(bins, bin, c) - share(missing, 0, c);
@@ -419,8 +271,7 @@ int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSu
 
 bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
   PreBinSums both = SumBins(values, std::vector<int>(values.Count(), 0), 1);
-  AppendBin(both, missing);
-  both.squaredWeights += missing.squaredWeights;
+  both.Append(missing);
   PartitionRules anyTwo;
   anyTwo.maxBins = 2;
   anyTwo.minShare = 0;
@@ -437,7 +288,7 @@ std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::si
   groupCount = 0;
   bool anyRare = false;
   for (std::size_t level = 0; level < sums.Count(); ++level) {
-    if (WeightAt(sums, level) >= least) {
+    if (sums.WeightOf(level) >= least) {
       groupOf[level] = static_cast<int>(groupCount++);
     } else {
       anyRare = true;
@@ -463,9 +314,7 @@ double SearchGain(const PreBinSums& values, const PreBinSums& separate, const Bi
                                   : PartitionReordered(groups, rules, {}).found;
   }
   PreBinSums all = values;
-  all.values.insert(all.values.end(), separate.values.begin(), separate.values.end());
-  all.cases.insert(all.cases.end(), separate.cases.begin(), separate.cases.end());
-  all.squaredWeights += separate.squaredWeights;
+  all.Append(separate);
   const double weight = all.TotalWeight(), n = all.EffectiveCases();
   if (!(weight > 0) || !(n > 0)) return -std::numeric_limits<double>::infinity();
   const auto devianceOfOneBin = [](const PreBinSums& sums) {
@@ -521,52 +370,6 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
   }
   bins.binOf = std::move(binOfLevel);
   return bins;
-}
-
-Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing) {
-  Validation result;
-  std::vector<Errors> errors;
-  std::vector<double> informationValues, ginis;
-  for (std::size_t f = 0; f < pre.folds.size(); ++f) {
-    const PreBinSums& fold = pre.folds[f];
-    const PreBinSums others = Without(pre.sums, fold);
-    const std::vector<int> binOf = find(others);
-    if (binOf.empty()) return {};
-    const auto count = static_cast<std::size_t>(*std::max_element(binOf.begin(), binOf.end()) + 1);
-    PreBinSums train = SumBins(others, binOf, count);
-    PreBinSums held = SumBins(fold, binOf, count);
-    if (missing.cases != nullptr) AddMissing(missing, missing.cases->folds[f], train, held);
-    if (pre.sums.classCount == 2) {
-      const FoldFigures figures = ValidateClasses(train, held);
-      informationValues.push_back(figures.informationValue);
-      ginis.push_back(figures.gini);
-      result.informationValue += figures.informationValue;
-      result.gini += figures.gini;
-    }
-    Errors& ofFold = errors.emplace_back();
-    if (pre.sums.classCount == 0) {
-      AddSquaredErrors(train, held, ofFold);
-    } else {
-      AddDeviances(train, held, ofFold);
-    }
-  }
-  result.informationValue /= kFoldCount;
-  result.gini /= kFoldCount;
-  result.informationValueInterval = IntervalOfFolds(result.informationValue, informationValues);
-  result.giniInterval = IntervalOfFolds(result.gini, ginis);
-  SetExplained(errors, result);
-  return result;
-}
-
-Interval IntervalOfFolds(double figure, const std::vector<double>& ofFolds) {
-  constexpr double kT = 2.2621571627409915;  // 97.5 % point of t with kFoldCount - 1 = 9 degrees of freedom
-  const auto folds = static_cast<double>(ofFolds.size());
-  if (folds < 2) return {figure, figure};
-  const double mean = std::accumulate(ofFolds.begin(), ofFolds.end(), 0.0) / folds;
-  double squares = 0;
-  for (const double value : ofFolds) squares += (value - mean) * (value - mean);
-  const double half = kT * std::sqrt((1 / folds + 1 / (folds - 1)) * squares / (folds - 1));
-  return {figure - half, figure + half};
 }
 
 double CutBetween(double last, double first) {

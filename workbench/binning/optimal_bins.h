@@ -1,10 +1,8 @@
-// The bins of one predictor: the best partition of its pre-bins, with as many bins as the data support, and what those
-// bins are worth on cases that had no part in finding them.
+// The bins of one predictor: the best partition of its pre-bins, with as many bins as the data support.
 //
-//   BinningRules rules;                                      // eight bins at most, 5 % of the cases in each
+//   BinningRules rules;                                          // eight bins at most, 5 % of the cases in each
 //   const PreBins pre = MakePreBins(response, column, order, 100, StratifiedFolds(response));
-//   const OptimalBins bins = FindOrderedBins(pre, rules);    // bins.binOf[i]: bin of pre-bin i
-//   const Validation honest = CrossValidate(pre, [&](const PreBinSums& sums) { return FindOrderedBins(sums, rules).binOf; });
+//   const OptimalBins bins = FindOrderedBins(pre.sums, rules);   // bins.binOf[i]: bin of pre-bin i
 #pragma once
 
 #include <functional>
@@ -56,39 +54,6 @@ double SearchGain(const PreBinSums& values, const PreBinSums& separate, const Bi
 
 // A group for each level: those with at least minShare of the weight have one each, the rare ones share the last.
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount);
-
-// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the 97.5 % point of t times
-// the standard error, which allows for the cases that training sets share: (1 / folds + 1 / (folds - 1)) times the
-// variance over folds (Nadeau and Bengio 2003, doi:10.1023/A:1024068626366).
-struct Interval {
-  double lower = 0, upper = 0;
-};
-
-// Figures on cases that had no part in finding the bins, by kFoldCount-fold cross-validation.
-struct Validation {
-  // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the weight of evidence
-  // that the other folds give the bin; the mean over folds. Near 0, or below, for noise.
-  double informationValue = 0;
-  double gini = 0;  // two classes: 2 AUC - 1 of that weight of evidence; the mean over folds
-  // Measured response: 1 - squared error / squared error of the other folds' mean. Classes: the share of the held-out
-  // deviance that the bins explain (McFadden 1974).
-  double explained = 0;
-  Interval informationValueInterval, giniInterval, explainedInterval;
-};
-
-// The cases without a value of the predictor, as MakeMissingBin gives them, and the bin that they are in.
-struct MissingCases {
-  const PreBins* cases = nullptr;  // null: there are none
-  vlm::MissingBin place = vlm::kMissingLeftOut;
-};
-
-// A search for bins: the bin of each pre-bin, from 0.
-using BinFinder = std::function<std::vector<int>(const PreBinSums&)>;
-
-// pre.folds must be there. find: called kFoldCount times, with the sums of all folds but one.
-// Missing cases that are left out have no weight of evidence and the overall mean, so that predictors are compared on
-// all cases.
-Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing = {});
 
 // The sums of each bin. binOf: the bin of each pre-bin, -1 for none.
 PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount);

@@ -452,6 +452,18 @@ double PreBinSums::TotalWeight() const {
   return weight;
 }
 
+double PreBinSums::WeightOf(std::size_t bin) const {
+  if (classCount == 0) return values[bin * 3];
+  const auto from = values.begin() + static_cast<std::ptrdiff_t>(bin * Stride());
+  return std::accumulate(from, from + classCount, 0.0);
+}
+
+void PreBinSums::Append(const PreBinSums& more) {
+  values.insert(values.end(), more.values.begin(), more.values.end());
+  cases.insert(cases.end(), more.cases.begin(), more.cases.end());
+  squaredWeights += more.squaredWeights;
+}
+
 double PreBinSums::EffectiveCases() const {
   const double weight = TotalWeight();
   return squaredWeights > 0 ? weight * weight / squaredWeights : 0;

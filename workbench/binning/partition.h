@@ -29,6 +29,9 @@ struct PreBinSums {
   std::size_t Stride() const { return classCount == 0 ? 3 : static_cast<std::size_t>(classCount); }
   std::size_t Count() const { return cases.size(); }
   double TotalWeight() const;
+  double WeightOf(std::size_t bin) const;
+  // Adds the bins of more, of other cases, after those here.
+  void Append(const PreBinSums& more);
   // Kish's effective number of cases, (sum w)^2 / sum w^2: the number without weights, and the same in every unit of the
   // weights (Kish 1965, Survey Sampling, section 11.7).
   double EffectiveCases() const;

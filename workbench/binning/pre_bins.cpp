@@ -215,15 +215,10 @@ PreBins MakeLevels(const stats::TreeResponse& response, std::span<const double> 
 }
 
 void Append(const PreBins& more, PreBins& bins) {
-  const auto append = [](const PreBinSums& from, PreBinSums& to) {
-    to.values.insert(to.values.end(), from.values.begin(), from.values.end());
-    to.cases.insert(to.cases.end(), from.cases.begin(), from.cases.end());
-    to.squaredWeights += from.squaredWeights;
-  };
   bins.first.insert(bins.first.end(), more.first.begin(), more.first.end());
   bins.last.insert(bins.last.end(), more.last.begin(), more.last.end());
-  append(more.sums, bins.sums);
-  for (std::size_t fold = 0; fold < bins.folds.size(); ++fold) append(more.folds[fold], bins.folds[fold]);
+  bins.sums.Append(more.sums);
+  for (std::size_t fold = 0; fold < bins.folds.size(); ++fold) bins.folds[fold].Append(more.folds[fold]);
 }
 
 PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "workbench/binning/cross_validate.h"
 #include "workbench/binning/optimal_bins.h"
 #include "workbench/stats/tree.h"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "contract/screening_results.h"
-#include "workbench/binning/optimal_bins.h"
+#include "workbench/binning/cross_validate.h"
 #include "workbench/data/table.h"
 #include "workbench/documents/workbook.h"
 #include "workbench/procedures/host_procedures.h"

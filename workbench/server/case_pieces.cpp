@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "workbench/binning/assess_bins.h"
+#include "workbench/binning/cross_validate.h"
 #include "workbench/binning/optimal_bins.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/data/names.h"
