@@ -1,6 +1,7 @@
 #include "workbench/cli/help_page.h"
 
 #include <algorithm>
+#include <span>
 
 #include "workbench/data/readers.h"
 #include "workbench/documents/writers.h"
@@ -14,7 +15,7 @@ struct Place {
   const char* withoutXlsx;
 };
 
-// The options on reading data, the same in the help of every command.
+// The options that are the same in the help of several commands: on reading data, and on a run.
 struct OptionText {
   const char* option;
   const char* text;
@@ -39,11 +40,20 @@ constexpr OptionText kDataOptions[] = {
     {"--sql-from QUERY",
      "SELECT over a database, or without DATA over files: \"SELECT * FROM 'a.parquet'\""}};
 
+constexpr OptionText kRunOptions[] = {
+    {"--threads N", "threads that work at once (default: one per processor); results do not depend on it"},
+    {"--quiet", "print only warnings and failures on standard error"},
+    {"--module PATH", "the module to load (default: beside the command, or VELMORA_MODULE)"},
+    {"--decimal-separator C",
+     "of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as a program "
+     "reads one of the outputs)"},
+    {"--log FILE", "append what the module logs to FILE (default: VELMORA_LOG)"}};
+
 // Texts begin at a column; lines are shorter than 120 characters.
-std::string DataOptions(std::size_t column) {
+std::string OptionLines(std::span<const OptionText> options, std::size_t column) {
   constexpr std::size_t kMostColumns = 119;
   std::string lines;
-  for (const OptionText& one : kDataOptions) {
+  for (const OptionText& one : options) {
     std::string line = std::string("  ") + one.option;
     line.resize(column - 1, ' ');
     for (std::string_view rest = one.text; !rest.empty();) {
@@ -110,8 +120,9 @@ std::string HelpPage(std::string_view page) {
             "the\n"
             "address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
           : "a CSV, TSV, Parquet or JSON-lines file or a DuckDB database (.duckdb)");
-  ReplaceAll(text, "@DATA_OPTIONS@", DataOptions(30));
-  ReplaceAll(text, "@DATA_OPTIONS_26@", DataOptions(26));
+  ReplaceAll(text, "@DATA_OPTIONS@", OptionLines(kDataOptions, 30));
+  ReplaceAll(text, "@DATA_OPTIONS_26@", OptionLines(kDataOptions, 26));
+  ReplaceAll(text, "@RUN_OPTIONS@", OptionLines(kRunOptions, 30));
   AdaptCommands(text);
   return text;
 }

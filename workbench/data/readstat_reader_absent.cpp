@@ -1,4 +1,4 @@
-// Takes the place of readstat_reader.cpp in builds without ReadStat.
+// Replaces readstat_reader_present.cpp in builds without ReadStat.
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/readers.h"
 

@@ -1,4 +1,4 @@
-// Takes the place of text_unpack.cpp in builds without zlib and libzstd.
+// Replaces text_unpack_present.cpp in builds without zlib and libzstd.
 #include "workbench/data/errors.h"
 #include "workbench/data/text_source.h"
 

@@ -1,5 +1,5 @@
-// Takes the place of the readers of workbooks, SQLite databases and database servers in builds
-// without their libraries.
+// Replaces the readers of workbooks, SQLite databases and database servers in builds without their
+// libraries.
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/readers.h"
 

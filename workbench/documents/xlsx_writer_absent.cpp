@@ -1,4 +1,4 @@
-// Replaces xlsx_writer.cpp in builds without libxlsxwriter.
+// Replaces xlsx_writer_present.cpp in builds without libxlsxwriter.
 #include "workbench/documents/writers.h"
 
 namespace velmora {

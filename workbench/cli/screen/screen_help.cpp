@@ -140,13 +140,7 @@ Output
   --format F,...              @FORMATS@; without --out, one of them to standard output
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --print-script              print the run as a script for velmora run, and do nothing else
-  --threads N                 threads that work at once (default: one per processor); results do not depend on it
-  --quiet                     print only warnings and failures on standard error
-  --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
-  --decimal-separator C       of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as
-                              a program reads one of the outputs)
-  --log FILE                  append what the module logs to FILE (default: VELMORA_LOG)
-
+@RUN_OPTIONS@
 Exit codes: 0 done, 1 failed, 2 wrong usage, 130 cancelled. docs/json.md describes the JSON.
 )";
 
