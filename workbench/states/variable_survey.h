@@ -1,10 +1,10 @@
-// What the first pass learns of a variable: what it holds, how often, and its values, so that the second pass knows its
-// intervals, levels or classes.
+// The survey of a variable in the first pass: its kind, its values and how often each occurs, from
+// which the second pass has intervals, levels or classes.
 //
 //   VariableSurvey survey("age", limits);
 //   survey.Take(column, cases);   // for every part
 //   survey.Merge(otherParts);
-//   Column column = survey.Representative();   // its values, each once, with the inferred measurement
+//   Column column = survey.Representative({});   // its values, each once, with the inferred measurement
 #pragma once
 
 #include <map>

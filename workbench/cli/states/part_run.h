@@ -8,9 +8,10 @@
 //   ...
 //   std::unique_ptr<FinishedRun> run = survey->Finish(*sums, moduleWord);
 //
-// Figures are those of the run in memory: to the bit where they come from counts alone, else within the rounding of
-// sums. Where a variable has more distinct values than the survey keeps, ends of intervals come from cells of values,
-// and a notice says by how much they can be off.
+// Figures are those of the run in memory: to the bit where they come from counts alone, else within
+// the rounding of sums; only out-of-fold figures differ, as the folds do. Where a variable has more
+// distinct values than the survey keeps, ends of intervals come from cells of values, and a notice
+// says by how much they can be off.
 #pragma once
 
 #include <memory>
