@@ -46,7 +46,7 @@ New cases against those of the bins
   --exclude EXPR          drop the cases for which EXPR is true
   --weight NAME           sampling weights: relative to their mean, so that their unit does not matter
   --raw-weights           weights as they are
-  --count NAME            a row stands for so many equal cases
+  --count NAME            the number of equal cases that each row represents
   --fail-on CONDITION     exit code 3 when this holds, such as 'psi>0.25'; again for another one. Figures: psi (of any
                           predictor or the score), score-psi, woe-psi, iv, iv-change, auc, auc-change, gini, ks,
                           rate-change, unbinned
