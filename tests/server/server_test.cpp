@@ -113,6 +113,23 @@ TEST_F(Places, NothingOutsideOfTheRootsIsReached) {
   }
 }
 
+TEST_F(Places, OfOtherFoldersOnlyKnownFilesAreReached) {
+  FilePlaces places({(folder_ / "data").string()});
+  places.AlsoAllow({folder_ / "database" / "b.csv", folder_ / "gone.csv", folder_ / "database"});
+  EXPECT_EQ(places.Resolve((folder_ / "database" / "b.csv").string()),
+            fs::canonical(folder_ / "database" / "b.csv"));
+  EXPECT_THROW(static_cast<void>(places.Resolve((folder_ / "database").string())), UsageError);
+  EXPECT_THROW(static_cast<void>(places.Resolve((folder_ / "secret.csv").string())), UsageError);
+
+  // Dropped files are known by name and size.
+  std::ofstream(folder_ / "data" / "inner" / "deep.csv") << "x,y\n1,2\n";
+  EXPECT_EQ(places.Find("deep.csv", 8), fs::canonical(folder_ / "data" / "inner" / "deep.csv"));
+  EXPECT_EQ(places.Find("b.csv", 4), fs::canonical(folder_ / "database" / "b.csv"));
+  for (const auto& [name, bytes] : {std::pair{"deep.csv", 9}, {"secret.csv", 4}, {"link.csv", 4}, {"", 8},
+                                    {"inner/deep.csv", 8}, {"../data/a.csv", 4}})
+    EXPECT_THROW(static_cast<void>(places.Find(name, static_cast<std::uintmax_t>(bytes))), UsageError) << name;
+}
+
 TEST_F(Places, AFolderListsWhatCanBeOpened) {
   const FilePlaces places({(folder_ / "data").string()});
   const Json roots = Json::parse(places.ListJson(""));

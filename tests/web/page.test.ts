@@ -2,7 +2,7 @@
 //
 // VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
 import { type ChildProcess, execFileSync, spawn } from "node:child_process";
-import { copyFileSync, existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { copyFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import http from "node:http";
 import { tmpdir } from "node:os";
@@ -27,7 +27,8 @@ interface Program {
 const running = new Set<ChildProcess>();
 
 async function open(data: string, ...options: string[]): Promise<Program> {
-  const child = spawn(command, ["open", data, "--no-browser", ...options], { stdio: ["ignore", "ignore", "pipe"] });
+  const env = { ...process.env, XDG_CONFIG_HOME: configuration };
+  const child = spawn(command, ["open", data, "--no-browser", ...options], { stdio: ["ignore", "ignore", "pipe"], env });
   running.add(child);
   const ended = new Promise<number | null>((resolve) => child.on("exit", (code) => (running.delete(child), resolve(code))));
   const address = await new Promise<string>((resolve, reject) => {
@@ -74,6 +75,7 @@ function cli(...words: string[]): string {
 
 let folder = "";
 let data = "";
+const configuration = mkdtempSync(join(tmpdir(), "velmora-configuration-"));
 let browser: Browser;
 
 beforeAll(async () => {
@@ -83,7 +85,10 @@ beforeAll(async () => {
   });
 });
 
-afterAll(async () => browser.close());
+afterAll(async () => {
+  await browser.close();
+  rmSync(configuration, { recursive: true, force: true });
+});
 
 function freshData(): void {
   folder = mkdtempSync(join(tmpdir(), "velmora-page-"));
@@ -515,6 +520,99 @@ describe("the page", () => {
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
   });
 
+  it("opens files that are dropped, and files that were opened before", async () => {
+    freshData();
+    const first = await open(data);
+    await signIn(first);
+    const elsewhere = mkdtempSync(join(tmpdir(), "velmora-elsewhere-"));
+    writeFileSync(join(elsewhere, "houses.csv"), "price,size\n1,2\n3,4\n");
+    const program = await open(elsewhere);
+    const page = await window(program.address);
+    const drop = async (name: string, text: string) => {
+      const file = await page.evaluateHandle(([title, content]) => {
+        const transfer = new DataTransfer();
+        transfer.items.add(new File([content ?? ""], title ?? ""));
+        return transfer;
+      }, [name, text]);
+      await page.dispatchEvent("body", "drop", { dataTransfer: file });
+    };
+    await page.getByRole("button", { name: "german_credit.csv" }).waitFor();
+    await drop("houses.csv", "price,size\n1,2\n3,5,6\n"); // another size
+    await page.getByText("There is no such file houses.csv in the folders that were opened").waitFor();
+    await drop("houses.csv", "price,size\n1,2\n3,4\n");
+    await page.getByText("2 cases, 2 variables").waitFor();
+    // The folder of the other file is not open, but the file has been named before.
+    await page.keyboard.press("Control+o");
+    await page.getByRole("button", { name: "german_credit.csv" }).click();
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    rmSync(elsewhere, { recursive: true });
+  });
+
+  it("shows the dialogs of the analyses, every control working", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    const results = () => page.frameLocator("iframe").locator("body");
+    const question = page.locator("dialog.question");
+    const press = (name: string | RegExp) => page.locator(".window").getByRole("button", { name }).click();
+    const choose = async (list: string, names: string[]) => {
+      await question.getByRole("listbox", { name: list }).selectOption(names);
+    };
+    await page.keyboard.press("Alt+5");
+    await page.getByRole("button", { name: "Feature selection" }).click();
+    await page.locator(".window").waitFor();
+    await press("OK"); // without variables
+    await question.getByRole("button", { name: "Cancel" }).click();
+    await expect.poll(() => question.count()).toBe(0);
+    await press("Variables");
+    await choose("Dependent; categorical:", ["risk"]);
+    await choose("Predictors; continuous:", ["amount", "age"]);
+    await choose("Predictors; categorical:", ["housing", "purpose"]);
+    await question.getByRole("button", { name: "OK" }).click();
+    await expect.poll(() => page.locator(".control.list").allInnerTexts()).toEqual(["none", "1", "6 14", "5 16", "none"]);
+    await page.getByRole("textbox", { name: "Number of cuts for continuous predictors:" }).fill("5");
+    await page.getByRole("tab", { name: "Advanced" }).click();
+    await page.getByRole("radio", { name: "Chi-square" }).click();
+    await press("OK");
+    await page.getByRole("button", { name: /Histogram of importance/ }).waitFor();
+    await press(/Summary: Best/);
+    await results().getByText("purpose").first().waitFor();
+    const words = ["--dependents", "risk", "--predictors", "amount", "age", "housing", "purpose", "--cuts", "5", "--chi-square", "--classic"];
+    const report = JSON.parse(cli("feature-selection", data, ...words, "--format", "json"));
+    const shown = (await results().textContent()) ?? "";
+    for (const one of report.dependents[0].predictors as { name: string; statistic: number }[])
+      expect(shown, one.name).toContain(`${one.name}${one.statistic.toFixed(4)}`);
+    await page.getByRole("button", { name: "End the dialogs" }).click();
+
+    await page.getByRole("button", { name: "Predictor screening" }).click();
+    await press("Variables");
+    await choose("Binary dep.:", ["risk"]);
+    await choose("Continuous predictors:", ["amount"]);
+    await question.getByRole("button", { name: "OK" }).click();
+    await expect.poll(() => question.count()).toBe(0);
+    await page.getByRole("combobox", { name: "Good code:" }).fill("good");
+    await page.getByRole("combobox", { name: "Bad code:" }).fill("bad");
+    await page.reload(); // the dialogs stay open
+    await page.locator(".window").waitFor();
+    await press("OK");
+    await press(/Distribution/);
+    await press(/Crosstabulation/);
+    await results().getByText("amount").first().waitFor();
+    await page.getByText("3 outputs").waitFor();
+    await page.getByRole("tab", { name: "Save" }).click();
+    await press("Save as rules");
+    await question.getByRole("textbox").fill("../mine");
+    await question.getByRole("button", { name: "OK" }).click();
+    await expect.poll(() => existsSync(join(folder, "mine.txt")) || readdirSync(folder).some((name) => name.startsWith("mine."))).toBe(true);
+    await press("Cancel"); // back to the choices
+    await page.getByRole("combobox", { name: "Good code:" }).waitFor();
+    await page.keyboard.press("Escape");
+    await press("Cancel");
+    await page.getByRole("heading", { name: "The dialogs of the analyses" }).waitFor();
+    expect(faults).toEqual([]);
+  });
+
   it("shows names with markup as they are", async () => {
     freshData();
     const nasty = join(folder, "<img src=x onerror=alert(1)>.csv");
@@ -550,9 +648,11 @@ describe("the page", () => {
     expect(await page.evaluate(() => document.cookie)).toBe(""); // no script reads the cookie
     for (const scheme of ["light", "dark"] as const) {
       await page.emulateMedia({ colorScheme: scheme });
-      for (const view of ["Data", "Ranking", "Bins", "History"]) {
+      for (const view of ["Data", "Ranking", "Bins", "History", "Dialogs"]) {
         await page.getByRole("button", { name: view, exact: true }).click();
         if (view === "Bins") await page.locator(".bins-chart").waitFor();
+        if (view === "Dialogs" && scheme === "light") await page.getByRole("button", { name: "Predictor screening" }).click();
+        if (view === "Dialogs") await page.locator(".window").waitFor();
         // Through the browser's own door, since the page lets no foreign script in.
         await page.evaluate(axe);
         const found = await page.evaluate(async (options) => {

@@ -33,11 +33,43 @@ fs::path FilePlaces::Resolve(const std::string& path) const {
   fs::path real;
   if (path.find('\0') == std::string::npos)
     real = fs::canonical(named.is_absolute() ? named : roots_.front() / named, error);
+  if (!error && std::find(files_.begin(), files_.end(), real) != files_.end()) return real;
   // One sentence for both, so that nobody learns what lies outside.
   if (error || real.empty() || !IsInside(real))
     throw UsageError("There is no file " + ShortenedText(path) +
                      " in the folders that were opened (--root).");
   return real;
+}
+
+void FilePlaces::AlsoAllow(const std::vector<fs::path>& files) {
+  for (const fs::path& file : files) {
+    std::error_code error;
+    const fs::path real = fs::canonical(file, error);
+    if (!error && fs::is_regular_file(real, error)) files_.push_back(real);
+  }
+}
+
+fs::path FilePlaces::Find(const std::string& name, std::uintmax_t bytes) const {
+  constexpr int kDeepest = 3, kMostFiles = 50000;
+  const auto fits = [&](const fs::path& file) {
+    std::error_code error;
+    return file.filename() == PathOf(name) && fs::is_regular_file(file, error) &&
+           fs::file_size(file, error) == bytes && !error;
+  };
+  for (const fs::path& file : files_) {
+    if (fits(file)) return file;
+  }
+  int looked = 0;
+  for (const fs::path& root : roots_) {
+    std::error_code error;  // folders that cannot be read are passed over; links are not followed
+    fs::recursive_directory_iterator at(root, fs::directory_options::skip_permission_denied, error), end;
+    for (; !error && at != end && ++looked < kMostFiles; at.increment(error)) {
+      if (at.depth() >= kDeepest) at.disable_recursion_pending();
+      if (fits(at->path())) return Resolve(at->path().string());
+    }
+  }
+  throw UsageError("There is no such file " + ShortenedText(name) +
+                   " in the folders that were opened; name its folder with --root.");
 }
 
 std::string FilePlaces::ListJson(const std::string& path) const {

@@ -6,6 +6,7 @@
 //   places.Resolve("../secret.csv");   // throws UsageError
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@ class FilePlaces {
   // Throws UsageError for a root that is no folder.
   explicit FilePlaces(const std::vector<std::string>& roots);
 
+  // Files that may be opened although their folders may not: those that the user has opened before.
+  void AlsoAllow(const std::vector<std::filesystem::path>& files);
+
   // path: absolute, or relative to the first root. Throws UsageError for one that does not exist or
   // is outside of the roots.
   std::filesystem::path Resolve(const std::string& path) const;
@@ -27,11 +31,14 @@ class FilePlaces {
   // folder; an empty path lists the roots. Files that the workbench does not read and hidden ones
   // are left out.
   std::string ListJson(const std::string& path) const;
+  // The file of this name and size in the folders, for a page that knows no more of a file that is
+  // dropped on it. Throws UsageError when there is none.
+  std::filesystem::path Find(const std::string& name, std::uintmax_t bytes) const;
 
  private:
   bool IsInside(const std::filesystem::path& path) const;
 
-  std::vector<std::filesystem::path> roots_;
+  std::vector<std::filesystem::path> roots_, files_;
 };
 
 }  // namespace velmora

@@ -14,6 +14,7 @@
 #include "workbench/server/channel.h"
 #include "workbench/server/page_assets.h"
 #include "workbench/server/page_options.h"
+#include "workbench/server/recent_files.h"
 
 #ifndef VELMORA_VERSION
 #error "the build names the version"
@@ -32,11 +33,11 @@ constexpr auto kWatchInterval = std::chrono::milliseconds(200);
 
 constexpr char kPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
-    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "frame-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 // A report has scripts of its own. In a sandbox it is of no origin: it reads nothing of the page.
 constexpr char kReportPolicy[] =
     "sandbox allow-scripts allow-downloads; default-src 'none'; script-src 'unsafe-inline'; "
-    "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'none'";
+    "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'self'";
 
 // 256 random bits as hexadecimal digits.
 std::string RandomToken() {
@@ -119,6 +120,17 @@ std::string Disposition(const std::string& fileName) {
   return "attachment; filename*=UTF-8''" + encoded;
 }
 
+// A page is shown in a sandbox, anything else saved, unless the address says otherwise.
+void GiveDownload(const Download& download, const httplib::Request& request, httplib::Response& response) {
+  if (download.isPage && request.get_param_value("save") != "1") {
+    response.headers.erase("Content-Security-Policy");
+    response.set_header("Content-Security-Policy", kReportPolicy);
+  } else if (request.get_param_value("show") != "1") {
+    response.set_header("Content-Disposition", Disposition(download.fileName));
+  }
+  response.set_content(download.bytes, download.contentType);
+}
+
 }  // namespace
 
 PageServer::PageServer(const PageServerOptions& options)
@@ -135,6 +147,7 @@ PageServer::PageServer(const PageServerOptions& options)
   http_->set_write_timeout(10);
   http_->set_payload_max_length(kMostBytes);
   http_->set_tcp_nodelay(true);
+  places_.AlsoAllow(ReadRecentFiles());
   AddRoutes();
 }
 
@@ -171,6 +184,7 @@ int PageServer::Open(const std::string& path) {
   for (const auto& [other, open] : sessions_) {  // a project and its data are one session
     if (open->DataFile() == session->DataFile()) return other;
   }
+  RememberRecentFile(session->DataFile());
   sessions_[id] = std::move(session);
   return id;
 }
@@ -263,9 +277,17 @@ PageSession& PageServer::FindSession(const httplib::Request& request) {
 std::string PageServer::OverviewJson() {
   Json sessions = Json::array();
   const std::lock_guard lock(mutex_);
+  Json recent = Json::array();
+  for (const std::filesystem::path& file : ReadRecentFiles()) {
+    std::error_code error;
+    if (std::filesystem::exists(file, error)) recent.push_back(file.string());
+  }
   for (const auto& [id, session] : sessions_)
     sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
-  return JsonText({{"version", VELMORA_VERSION}, {"sessions", sessions}, {"options", PageOptionNames()}});
+  return JsonText({{"version", VELMORA_VERSION},
+                   {"sessions", sessions},
+                   {"options", PageOptionNames()},
+                   {"recent", recent}});
 }
 
 void PageServer::ServeEvents(httplib::Response& response) {
@@ -315,6 +337,14 @@ void PageServer::AddRoutes() {
              [this](const Request& /*request*/, Response& response) { GiveJson(response, OverviewJson()); });
   http_->Get("/api/files", [this](const Request& request, Response& response) {
     Guarded(response, [&] { GiveJson(response, places_.ListJson(request.get_param_value("folder"))); });
+  });
+  http_->Post("/api/drop", [this](const Request& request, Response& response) {
+    Guarded(response, [&] {
+      const Json file = Json::parse(request.body);
+      const auto found =
+          places_.Find(file.at("name").get<std::string>(), file.at("bytes").get<std::uintmax_t>());
+      GiveJson(response, JsonText({{"session", Open(found.string())}}));
+    });
   });
   http_->Post("/api/open", [this](const Request& request, Response& response) {
     Guarded(response, [&] {
@@ -384,13 +414,27 @@ void PageServer::AddRoutes() {
                    one.Export(RunNumber(request),
                               {request.get_param_value("format"), request.get_param_value("dialect"),
                                request.get_param_value("response"), request.get_param_value("predictor")});
-               if (download.isPage && request.get_param_value("save") != "1") {
-                 response.headers.erase("Content-Security-Policy");
-                 response.set_header("Content-Security-Policy", kReportPolicy);
-               } else if (request.get_param_value("show") != "1") {
-                 response.set_header("Content-Disposition", Disposition(download.fileName));
-               }
-               response.set_content(download.bytes, download.contentType);
+               GiveDownload(download, request, response);
+             }));
+  http_->Post(base + "/dialogs", session([](PageSession& one, const Request& request, Response& response) {
+                one.StartDialogs(Json::parse(request.body));
+                GiveJson(response, "{}");
+              }));
+  http_->Delete(base + "/dialogs", session([](PageSession& one, const Request&, Response& response) {
+                  one.EndDialogs();
+                  GiveJson(response, "{}");
+                }));
+  http_->Post(base + "/dialogs/actions",
+              session([this](PageSession& one, const Request& request, Response& response) {
+                Json action = Json::parse(request.body);
+                if (action.contains("path"))
+                  action["path"] = places_.Resolve(action.at("path").get<std::string>()).string();
+                one.ActInDialogs(action);
+                GiveJson(response, "{}");
+              }));
+  http_->Get(base + "/dialogs/results",
+             session([](PageSession& one, const Request& request, Response& response) {
+               GiveDownload(one.DialogResults(request.get_param_value("format")), request, response);
              }));
 }
 

@@ -136,7 +136,7 @@ std::string PageSession::Snapshot() {
                {"runs", runs}};
   std::string text = JsonText(json);
   text.pop_back();
-  text += ",\"variables\":[";
+  text += ",\"dialogs\":" + dialogs_ + ",\"variables\":[";
   for (std::size_t i = 0; i < variables_.size(); ++i) text += (i == 0 ? "" : ",") + variables_[i];
   return text + "]}";
 }
@@ -512,6 +512,73 @@ Download PageSession::Export(int id, const ExportRequest& asked) {
 Download PageSession::Project() {
   const std::lock_guard lock(mutex_);
   return {JsonText(ProjectJson(), 1) + "\n", project_.filename().string(), "application/json"};
+}
+
+// --- Dialogs
+
+void PageSession::StartDialogs(const Json& request) {
+  const std::lock_guard lock(mutex_);
+  if (dialogsRequest_ != 0) throw UsageError("Dialogs are open already; close them first.");
+  if (!worker_) throw RunError(error_);
+  Json asked = {{"op", "dialogs"}, {"analysis", request.at("analysis").get<std::string>()}};
+  for (const char* name : {"select", "exclude", "weight"}) {
+    if (choices_.contains(name)) asked[name] = choices_.at(name);
+  }
+  // Answers come on another thread, which waits for the lock.
+  dialogsRequest_ = worker_->Send(JsonText(asked), [this](const Frame& frame) { TakeDialogsAnswer(frame); });
+  if (dialogsRequest_ == 0) throw RunError("The data are being read again; try again in a moment.");
+}
+
+void PageSession::TakeDialogsAnswer(const Frame& frame) {
+  const std::lock_guard lock(mutex_);
+  if (ending_ || frame.id != dialogsRequest_) return;
+  if (frame.type == "progress") {
+    Json progress = Json::parse(frame.payload);
+    return Publish("dialogsProgress", std::move(progress));
+  }
+  Json event = {{"error", ""}};
+  if (frame.type == "dialogs") {
+    dialogs_ = frame.payload;
+  } else if (frame.type == "result" || frame.type == "error") {
+    dialogs_ = "null";
+    dialogsRequest_ = 0;
+    if (frame.type == "error") event["error"] = Json::parse(frame.payload).value("error", "");
+  } else {
+    return;
+  }
+  event["state"] = Json::parse(dialogs_);
+  Publish("dialogs", std::move(event));
+}
+
+void PageSession::ActInDialogs(const Json& action) {
+  std::uint64_t target = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    target = dialogsRequest_;
+  }
+  if (target == 0) throw UsageError("No dialogs are open.");
+  static_cast<void>(Ask("act", {{"target", target}, {"action", action}}));
+}
+
+void PageSession::EndDialogs() {
+  const std::lock_guard lock(mutex_);
+  if (dialogsRequest_ != 0 && worker_)
+    worker_->Send(JsonText({{"op", "cancel"}, {"target", dialogsRequest_}}), [](const Frame&) {});
+}
+
+Download PageSession::DialogResults(const std::string& format) {
+  if (format != "html" && format != "xlsx")
+    throw UsageError("There is no format " + ShortenedText(format) + ".");
+  std::uint64_t target = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    target = dialogsRequest_;
+  }
+  if (target == 0) throw UsageError("No dialogs are open.");
+  const std::string bytes =
+      Ask("act", {{"target", target}, {"action", {{"do", "results"}, {"format", format}}}});
+  return {bytes, data_.stem().string() + "_results." + format,
+          format == "html" ? "text/html" : "application/octet-stream", format == "html"};
 }
 
 // --- Project file

@@ -72,6 +72,12 @@ class PageSession {
   Download Export(int run, const ExportRequest& request);
   Download Project();
 
+  // The module's own dialogs (page_dialogs.h). request: "analysis". One analysis at a time.
+  void StartDialogs(const Json& request);
+  void ActInDialogs(const Json& action);
+  void EndDialogs();
+  Download DialogResults(const std::string& format);
+
  private:
   struct Run {
     int id = 0;
@@ -96,6 +102,7 @@ class PageSession {
 
   // All private methods expect mutex_ to be held, but for those that say otherwise.
   void StartWorker();
+  void TakeDialogsAnswer(const Frame& frame);            // locks
   std::string Ask(const char* operation, Json request);  // locks
   void AddCutPoints(Run& run) const;
   void TakeUnasked(const Frame& frame);             // locks
@@ -130,6 +137,8 @@ class PageSession {
   Json choices_ = Json::object();
   std::vector<std::unique_ptr<Run>> runs_;
   int lastRun_ = 0;
+  std::uint64_t dialogsRequest_ = 0;  // of the worker; 0: no dialogs are open
+  std::string dialogs_ = "null";      // what they show, as JSON
   std::unique_ptr<WorkerClient> worker_;
   std::vector<std::unique_ptr<WorkerClient>> endedWorkers_;
 };

@@ -11,9 +11,12 @@
 //              each predictor, the best first, each after its pieces (case_pieces.h)
 //   export     analysis, arguments, format, shown -> the bytes of html, xlsx, csv or json; shown: the
 //              words of the command that the output says it was made by
+//   dialogs    analysis, select, exclude, weight -> as page_dialogs.h describes, until the last dialog is
+//              closed
+//   act        target, action                    gives an action to the dialogs of that request
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last
-// one, a sentence), "report", "pieces", "bins", "progress" and "line". Without a request come "loading",
+// one, a sentence), "report", "pieces", "bins", "dialogs", "progress" and "line". Without a request come "loading",
 // "loaded", "failed" and "variables".
 #pragma once
 

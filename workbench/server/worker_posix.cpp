@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "workbench/cli/console.h"
@@ -29,6 +30,7 @@
 #include "workbench/report/json_text.h"
 #include "workbench/server/case_pieces.h"
 #include "workbench/server/channel.h"
+#include "workbench/server/page_dialogs.h"
 #include "workbench/server/table_view.h"
 #include "workbench/server/worker.h"
 #include "workbench/system/system.h"
@@ -158,6 +160,7 @@ struct Child {
   std::uint64_t request = 0;
   Channel channel;
   bool answered = false, cancelled = false;
+  std::set<std::uint64_t> asked;  // requests that it has yet to answer beside its own
 };
 
 class Worker {
@@ -250,6 +253,13 @@ class Worker {
         Export(channel, asked, request, std::move(data));
       });
     }
+    if (op == "dialogs") {
+      return Fork(frame, [this, &request](Channel& channel, const Frame& asked) {
+        ServeDialogs(channel, asked.id, request, PrepareTable(std::move(table_), {}, described_));
+        static_cast<void>(channel.Send({"result", asked.id, "{}"}));
+      });
+    }
+    if (op == "act") return Act(frame, request);
     throw RunError("There is no operation " + op + ".");
   }
 
@@ -261,7 +271,7 @@ class Worker {
 
   // Runs work in a child that ends afterwards. This process has one thread, so the child starts in
   // a sound state.
-  void Fork(const Frame& frame, const std::function<void(const Channel&, const Frame&)>& work) {
+  void Fork(const Frame& frame, const std::function<void(Channel&, const Frame&)>& work) {
     const SocketPair ends = MakeSocketPair();
     const pid_t process = fork();
     if (process == 0) {
@@ -269,7 +279,7 @@ class Worker {
       for (const auto& [id, child] : children_) close(child.channel.Socket());
       close(channel_.Socket());
       close(ends.ours);
-      const Channel channel(ends.theirs);
+      Channel channel(ends.theirs);
       ChannelMonitor monitor(channel, frame.id);
       const MonitoredThread monitored(monitor);
       SendFailure(channel, frame.id, [&] { work(channel, frame); });
@@ -278,7 +288,7 @@ class Worker {
     close(ends.theirs);
     Channel channel(ends.ours);
     if (process < 0) throw RunError("The system starts no further process.");
-    children_.emplace(ends.ours, Child{process, frame.id, std::move(channel)});
+    children_.emplace(ends.ours, Child{process, frame.id, std::move(channel), false, false, {}});
   }
 
   void TakeAnswers(int socket) {
@@ -287,7 +297,10 @@ class Worker {
     Child& child = at->second;
     if (child.channel.Fill()) {
       while (std::optional<Frame> frame = child.channel.Next()) {
-        if (frame->type == "result" || frame->type == "error") child.answered = true;
+        if (frame->type == "result" || frame->type == "error") {
+          if (frame->id == child.request) child.answered = true;
+          child.asked.erase(frame->id);
+        }
         static_cast<void>(channel_.Send(*frame));
       }
       return;
@@ -303,7 +316,25 @@ class Worker {
                     ". The data and all other results are unchanged.";
       static_cast<void>(channel_.Send({"error", child.request, SentenceJson(sentence)}));
     }
+    for (const std::uint64_t id : child.asked)
+      static_cast<void>(channel_.Send({"error", id, SentenceJson("The dialogs have ended.")}));
     children_.erase(at);
+  }
+
+  // Gives an action to the child that serves dialogs; only "results" are answered by it.
+  void Act(const Frame& frame, const Json& request) {
+    const Json& action = request.at("action");
+    for (auto& [socket, child] : children_) {
+      if (child.request != request.at("target").get<std::uint64_t>()) continue;
+      if (action.value("do", "") == "results") {
+        child.asked.insert(frame.id);
+      } else {
+        static_cast<void>(channel_.Send({"result", frame.id, "{}"}));
+      }
+      static_cast<void>(child.channel.Send({"action", frame.id, JsonText(action)}));
+      return;
+    }
+    throw RunError("The dialogs have ended.");
   }
 
   void Cancel(std::uint64_t request) {

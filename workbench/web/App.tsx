@@ -1,13 +1,14 @@
 // The frame of the page: what is open, the four views, light and dark.
 import { useEffect, useState } from "preact/hooks";
 import { BinsView } from "./BinsView";
+import { DialogsView } from "./Dialogs";
 import { Grid } from "./Grid";
 import { History } from "./History";
 import { formatCount } from "./logic";
 import { OptionsPanel, Selection } from "./OptionsPanel";
 import { Picker } from "./Picker";
 import { Ranking } from "./Ranking";
-import { openSession, setState, show, useStore, type View } from "./store";
+import { openDropped, openSession, setState, show, useStore, type View } from "./store";
 import { VariableList } from "./VariableList";
 
 const views: [View, string][] = [
@@ -15,6 +16,7 @@ const views: [View, string][] = [
   ["rank", "Ranking"],
   ["bins", "Bins"],
   ["history", "History"],
+  ["dialogs", "Dialogs"],
 ];
 
 function useTheme(): [string, () => void] {
@@ -32,7 +34,7 @@ export function App() {
   const [theme, switchTheme] = useTheme();
   useEffect(() => {
     const onKey = (event: KeyboardEvent) => {
-      const number = ["1", "2", "3", "4"].indexOf(event.key);
+      const number = ["1", "2", "3", "4", "5"].indexOf(event.key);
       if (event.altKey && number >= 0) {
         event.preventDefault();
         show(views[number]?.[0] ?? "data");
@@ -41,8 +43,23 @@ export function App() {
         setState({ picker: true });
       }
     };
+    // A file may be dropped anywhere; what else is dropped concerns the boxes alone.
+    const hasFile = (event: DragEvent) => event.dataTransfer?.types.includes("Files") === true;
+    const onDragOver = (event: DragEvent) => hasFile(event) && event.preventDefault();
+    const onDrop = (event: DragEvent) => {
+      const file = event.dataTransfer?.files[0];
+      if (!hasFile(event) || !file) return;
+      event.preventDefault();
+      void openDropped(file);
+    };
     addEventListener("keydown", onKey);
-    return () => removeEventListener("keydown", onKey);
+    addEventListener("dragover", onDragOver);
+    addEventListener("drop", onDrop);
+    return () => {
+      removeEventListener("keydown", onKey);
+      removeEventListener("dragover", onDragOver);
+      removeEventListener("drop", onDrop);
+    };
   }, []);
   return (
     <>
@@ -119,6 +136,7 @@ export function App() {
               </>
             )}
             {view === "history" && <History />}
+            {view === "dialogs" && <DialogsView />}
           </>
         )}
       </main>

@@ -26,7 +26,7 @@ const mostSuggestions = 12;
 const countDelay = 200;
 
 // A text field that completes names of variables. take is called with one name, or those of a pattern.
-function NameField({ label, names, take }: { label: string; names: string[]; take: (names: string[]) => void }) {
+export function NameField({ label, names, take }: { label: string; names: string[]; take: (names: string[]) => void }) {
   const [text, setText] = useState("");
   const [at, setAt] = useState(0);
   const id = useId();

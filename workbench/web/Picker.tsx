@@ -11,10 +11,9 @@ interface Listing {
   files: { name: string; path: string; bytes: number }[];
 }
 
-export function Picker() {
-  const { picker, snapshot } = useStore();
+// The folders and files that may be opened.
+export function FileList({ choose }: { choose: (path: string) => void }) {
   const [listing, setListing] = useState<Listing | null>(null);
-  const dialog = useRef<HTMLDialogElement>(null);
   const go = async (folder: string) => {
     try {
       const found = await get<Listing>(`/api/files?folder=${encodeURIComponent(folder)}`);
@@ -26,17 +25,9 @@ export function Picker() {
       fail(error);
     }
   };
-  useEffect(() => {
-    if (!picker) {
-      dialog.current?.close();
-    } else if (!dialog.current?.open) {
-      dialog.current?.showModal();
-      void go("");
-    }
-  }, [picker]);
+  useEffect(() => void go(""), []);
   return (
-    <dialog ref={dialog} aria-label="Open data" onClose={() => setState({ picker: false })}>
-      <h2>Open data</h2>
+    <>
       <p class="soft">{listing?.folder ?? "Folders"}</p>
       <ul class="files">
         {listing?.parent !== null && listing?.parent !== undefined && (
@@ -55,13 +46,49 @@ export function Picker() {
         ))}
         {listing?.files.map((one) => (
           <li key={one.path}>
-            <button type="button" onClick={() => void openFile(one.path)}>
+            <button type="button" onClick={() => choose(one.path)}>
               {one.name} <span class="soft">{formatCount(Math.ceil(one.bytes / 1024))} kB</span>
             </button>
           </li>
         ))}
       </ul>
       {listing && listing.files.length === 0 && <p class="soft">This folder has no data files.</p>}
+    </>
+  );
+}
+
+// Files that were opened before, the newest first.
+export function RecentFiles() {
+  const { recent } = useStore();
+  if (recent.length === 0) return null;
+  return (
+    <>
+      <p class="soft">Opened before</p>
+      <ul class="files recent">
+        {recent.map((path) => (
+          <li key={path}>
+            <button type="button" title={path} onClick={() => void openFile(path)}>
+              {path.slice(path.lastIndexOf("/") + 1)} <span class="soft">{path.slice(0, path.lastIndexOf("/"))}</span>
+            </button>
+          </li>
+        ))}
+      </ul>
+    </>
+  );
+}
+
+export function Picker() {
+  const { picker, snapshot } = useStore();
+  const dialog = useRef<HTMLDialogElement>(null);
+  useEffect(() => {
+    if (!picker) dialog.current?.close();
+    else if (!dialog.current?.open) dialog.current?.showModal();
+  }, [picker]);
+  return (
+    <dialog ref={dialog} aria-label="Open data" onClose={() => setState({ picker: false })}>
+      <h2>Open data</h2>
+      {picker && <RecentFiles />}
+      {picker && <FileList choose={(path) => void openFile(path)} />}
       {snapshot && (
         <button type="button" onClick={() => setState({ picker: false })}>
           Cancel

@@ -5,7 +5,7 @@ import { get, send, windowName } from "./api";
 import { mergePatch, optionsOf } from "./logic";
 import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable } from "./types";
 
-export type View = "data" | "rank" | "bins" | "history";
+export type View = "data" | "rank" | "bins" | "history" | "dialogs";
 
 export interface State {
   session: number;
@@ -20,9 +20,11 @@ export interface State {
   progress: Record<number, { stage: string; fraction: number }>;
   binsVersion: number; // counts changes of bins
   predictor: string; // open in the bin editor
+  dialogsProgress: { stage: string; fraction: number } | null;
   message: string; // for the user, until the next one
   picker: boolean;
   sessions: { session: number; file: string }[];
+  recent: string[]; // files that were opened before
 }
 
 let state: State = {
@@ -38,9 +40,11 @@ let state: State = {
   progress: {},
   binsVersion: 0,
   predictor: "",
+  dialogsProgress: null,
   message: "",
   picker: false,
   sessions: [],
+  recent: [],
 };
 
 const listeners = new Set<() => void>();
@@ -116,9 +120,20 @@ export async function openFile(path: string): Promise<void> {
   }
 }
 
+// A browser gives the name and size of a dropped file, not its folder.
+export async function openDropped(file: File): Promise<void> {
+  try {
+    const { session } = await send<{ session: number }>("POST", "/api/drop", { name: file.name, bytes: file.size });
+    await openSession(session);
+    await loadOverview();
+  } catch (error) {
+    fail(error);
+  }
+}
+
 async function loadOverview(): Promise<void> {
-  const overview = await get<{ sessions: State["sessions"] }>("/api/overview");
-  setState({ sessions: overview.sessions });
+  const { sessions, recent } = await get<Pick<State, "sessions" | "recent">>("/api/overview");
+  setState({ sessions, recent });
 }
 
 export async function start(): Promise<void> {
@@ -128,7 +143,7 @@ export async function start(): Promise<void> {
   } catch (error) {
     return fail(error);
   }
-  const [, number, view] = /^#(\d+)\/(data|rank|bins|history)$/.exec(location.hash) ?? [];
+  const [, number, view] = /^#(\d+)\/(data|rank|bins|history|dialogs)$/.exec(location.hash) ?? [];
   if (view) setState({ view: view as View });
   const known = state.sessions.find((one) => one.session === Number(number)) ?? state.sessions[0];
   if (known) await openSession(known.session);
@@ -188,6 +203,12 @@ function takeEvent(event: Event): void {
           [event["run"] as number]: { stage: event["stage"] as string, fraction: event["fraction"] as number },
         },
       });
+    case "dialogs":
+      setState({ dialogsProgress: null });
+      setSnapshot({ dialogs: event["state"] as Snapshot["dialogs"] });
+      return event["error"] ? fail(event["error"]) : undefined;
+    case "dialogsProgress":
+      return setState({ dialogsProgress: { stage: event["stage"] as string, fraction: event["fraction"] as number } });
     case "bins":
     case "binsReady":
       return setState({ binsVersion: state.binsVersion + 1 });

@@ -73,6 +73,58 @@ export interface Choices {
   shapes?: Record<string, string | null>; // of the bins of single predictors
 }
 
+// The dialogs of the module (server/page_dialogs.h).
+export interface DialogControl {
+  id: number;
+  kind: "button" | "icon" | "check" | "radio" | "group" | "label" | "list" | "edit" | "value" | "dropDown" | "tabs";
+  page: number; // -1: on the dialog itself
+  text: string;
+  x: number;
+  y: number;
+  width: number;
+  height: number; // dialog units
+  enabled: boolean;
+  key?: number; // place of the accelerator in the text
+  isDefault?: boolean;
+  checked?: boolean;
+  items?: string[];
+  item?: number;
+  error?: string;
+}
+
+export interface DialogState {
+  dialog: number;
+  caption: string;
+  dataLine: string;
+  takesCommands: boolean;
+  pages: string[];
+  page: number;
+  controls: DialogControl[];
+}
+
+export interface DialogQuestion {
+  kind: "variables" | "codes" | "cases" | "weight" | "file" | "save" | "replace";
+  title?: string;
+  wrong?: string;
+  lists?: { caption: string; kind: number; most: number; set: number; names: string[] }[];
+  variables?: { name: string; text: string; values: string[] }[];
+  allNames?: string[]; // of data that are not those of the page
+  measurements?: string[];
+  include?: string;
+  exclude?: string;
+  name?: string;
+  extension?: string;
+  folder?: string;
+  files?: string[];
+}
+
+export interface DialogsState {
+  dialogs: DialogState[];
+  question: DialogQuestion | null;
+  messages: { number: number; text: string }[];
+  documents: { id: number; title: string }[];
+}
+
 export interface Snapshot {
   session: number;
   file: string;
@@ -86,6 +138,7 @@ export interface Snapshot {
   choices: Choices;
   runs: Run[];
   variables: Variable[];
+  dialogs: DialogsState | null;
 }
 
 export interface RankedPredictor {

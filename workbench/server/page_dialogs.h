@@ -1,0 +1,29 @@
+// The dialogs of the module in a page: a frontend of the dialog runtime that describes dialogs and
+// questions as JSON and takes from a channel what the user does. It runs in a child of the worker,
+// which holds the session.
+//
+// To the server go, with the id of the request:
+//   dialogs    {"dialogs", "question", "messages", "documents"}: everything that is to be shown, after
+//              every change
+//   progress   {"stage", "fraction"} of a command that takes long; fraction 1 at its end
+// From it come frames of the type "action" with one of
+//   {"do":"press","dialog":1,"control":17}        {"do":"page","dialog":1,"page":2}
+//   {"do":"type","dialog":1,"control":5,"text":"0.5"}
+//   {"do":"choose","dialog":1,"control":8,"item":2}
+//   {"do":"answer", ...}      to the question; with "cancel": true, or what AnswerOf... expect
+//   {"do":"interrupt"}        cancels the command that reports progress
+//   {"do":"results","format":"html"}   answered by a frame "result" with the bytes
+#pragma once
+
+#include "workbench/data/table.h"
+#include "workbench/report/json_text.h"
+#include "workbench/server/channel.h"
+
+namespace velmora {
+
+// Shows the startup dialog of request's "analysis" with its cases ("select", "exclude", "weight")
+// and serves until the last dialog is closed or the server is gone. table: its measurements are
+// inferred. Throws ModuleError, DataError, UsageError.
+void ServeDialogs(Channel& channel, std::uint64_t id, const Json& request, Table table);
+
+}  // namespace velmora
