@@ -340,7 +340,7 @@ void PageServer::AddRoutes() {
   });
   http_->Post("/api/drop", [this](const Request& request, Response& response) {
     Guarded(response, [&] {
-      const Json file = Json::parse(request.body);
+      const Json file = BodyOf(request);
       const auto found =
           places_.Find(file.at("name").get<std::string>(), file.at("bytes").get<std::uintmax_t>());
       GiveJson(response, JsonText({{"session", Open(found.string())}}));
@@ -417,7 +417,7 @@ void PageServer::AddRoutes() {
                GiveDownload(download, request, response);
              }));
   http_->Post(base + "/dialogs", session([](PageSession& one, const Request& request, Response& response) {
-                one.StartDialogs(Json::parse(request.body));
+                one.StartDialogs(BodyOf(request));
                 GiveJson(response, "{}");
               }));
   http_->Delete(base + "/dialogs", session([](PageSession& one, const Request&, Response& response) {
@@ -426,7 +426,7 @@ void PageServer::AddRoutes() {
                 }));
   http_->Post(base + "/dialogs/actions",
               session([this](PageSession& one, const Request& request, Response& response) {
-                Json action = Json::parse(request.body);
+                Json action = BodyOf(request);
                 if (action.contains("path"))
                   action["path"] = places_.Resolve(action.at("path").get<std::string>()).string();
                 one.ActInDialogs(action);
