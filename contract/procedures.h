@@ -137,7 +137,8 @@ struct ITree : ICounted {
   virtual void GetNode(int nodeNumber, TreeNode* node) = 0;
   virtual int GetBinCount() = 0;  // terminal nodes
   // Continuous predictor: the split constants, ascending: one less than there are bins of values.
-  // Bin b holds the values above cut point b - 1 and not above cut point b, both compared with the tolerance.
+  // Bin b holds the values above cut point b - 1 and not above cut point b, both compared with the
+  // tolerance.
   virtual void GetCutPoints(double* cutPoints) = 0;
   // Categorical predictor: the levels of a bin, ascending, and their texts as the branch text lists
   // them. Texts of different bins may be alike: a label can read like a list.

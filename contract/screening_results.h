@@ -14,7 +14,8 @@ struct ScreeningSettings {
   int missingBin;  // MissingBin of procedures.h
   // flag: a predictor without a split is a result of one bin; otherwise it fails
   int acceptOneBin;
-  // flag: half a case is added to both counts of a bin without bad or good cases, for its weight of evidence
+  // flag: half a case is added to both counts of a bin without bad or good cases, for its weight of
+  // evidence
   int correctPureBins;
   // flag: excluded cases take no part in the search for bins either
   int searchSelectedCases;

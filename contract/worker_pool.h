@@ -6,8 +6,8 @@ namespace vlm {
 
 // Implemented by the module.
 struct IPoolTask {
-  // Does one of the tasks, on any thread. No two tasks that run at once have the same worker, from 0
-  // to GetThreadCount() - 1. Lets no exception out.
+  // Does one of the tasks, on any thread. No two tasks that run at once have the same worker, from
+  // 0 to GetThreadCount() - 1. Lets no exception out.
   virtual void RunTask(int index, int worker) = 0;
   // Called now and then on the thread that called Run; not 0: no more tasks shall begin.
   virtual int IsStopped() = 0;
@@ -22,10 +22,11 @@ struct IWorkerPool {
   // Calls task->RunTask for 0 to count - 1, begun in this order, and returns when all that have
   // begun have ended. Called on the host's thread. Returns 0, or not 0 when the task was stopped.
   virtual int Run(IPoolTask* task, int count) = 0;
-  // Not 0: tasks may call, of the services, GetNbCases, LoadText, StripFormatting and ShowNotice, and
-  // of the host CreateProcedure, GetDecimalSeparator and MessageOutput. What procedures give is used
-  // by one task alone until Run has returned, then on the host's thread. Notices and messages are
-  // shown when Run returns, in the order of the tasks. A procedure fails once its task is stopped.
+  // Not 0: tasks may call, of the services, GetNbCases, LoadText, StripFormatting and ShowNotice,
+  // and of the host CreateProcedure, GetDecimalSeparator and MessageOutput. What procedures give is
+  // used by one task alone until Run has returned, then on the host's thread. Notices and messages
+  // are shown when Run returns, in the order of the tasks. A procedure fails once its task is
+  // stopped.
   virtual int AllowsProcedures() = 0;
 
  protected:

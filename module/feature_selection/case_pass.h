@@ -56,8 +56,8 @@ class CasePass {
 
   // Threads that work on different groups of lanes.
   int Workers() const { return pool_ == nullptr ? 1 : pool_->GetThreadCount(); }
-  // Calls body(index, worker) for 0 to count - 1, in order where one thread works. Returns false when
-  // the run is cancelled.
+  // Calls body(index, worker) for 0 to count - 1, in order where one thread works. Returns false
+  // when the run is cancelled.
   [[nodiscard]] bool ForEach(int count, const std::function<void(int index, int worker)>& body) const {
     const auto isStopped = [this] { return columns_ != nullptr && IsCancelled(services_, display_); };
     return ShareOut(pool_, count, body, isStopped);
@@ -75,10 +75,11 @@ class CasePass {
   // Known after the first case that is used.
   bool Weighted() const { return weighted_; }
 
-  // Calls accept(weight, count) for each case that is accepted, in order: its values are the block's
-  // entries, and accept appends it. process() empties the block; it is called when the block is full
-  // and when its values are about to go, and returns false when the run is cancelled. Closes the
-  // progress display at the end. Returns kOk, or kFailed on cancellation or when the reader stops.
+  // Calls accept(weight, count) for each case that is accepted, in order: its values are the
+  // block's entries, and accept appends it. process() empties the block; it is called when the
+  // block is full and when its values are about to go, and returns false when the run is cancelled.
+  // Closes the progress display at the end. Returns kOk, or kFailed on cancellation or when the
+  // reader stops.
   template <class Accept, class Process>
   [[nodiscard]] int Run(int captionText, LaneBlock* block, RunFacts* facts, Accept&& accept,
                         Process&& process) {

@@ -34,8 +34,8 @@ class GroupMeans {
                   const std::uint8_t* takesPart, bool all, bool unitMass);
 
   // Adds the cases of a part to the groups of `count` groups of lanes. slots: of the first of them;
-  // those of the next one are slotStride entries further. masses: of the part. spare: of one thread.
-  // Threads may work on different groups of lanes.
+  // those of the next one are slotStride entries further. masses: of the part. spare: of one
+  // thread. Threads may work on different groups of lanes.
   using SpareTable = std::vector<GroupMoments>;
   void Update(const SlotFinder& finder, const LaneBlock& block, std::size_t part, std::size_t firstGroup,
               std::size_t count, const std::uint32_t* slots, std::size_t slotStride, const CaseMasses& masses,

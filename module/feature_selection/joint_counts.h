@@ -40,8 +40,8 @@ class JointCounts {
   // counted together.
   void StartBlock(const std::vector<DependentClasses>& classes, const std::uint32_t* classOfCase,
                   std::size_t cases, std::size_t parts);
-  // Counts the cases of a part for the predictors of a group of lanes. Threads may work on different
-  // groups.
+  // Counts the cases of a part for the predictors of a group of lanes. Threads may work on
+  // different groups.
   void Count(const SlotFinder& finder, const LaneBlock& block, const BlockPart& part, std::size_t group,
              const std::uint32_t* slots);
   // Whether Count has counted the pair. If not, the pair's own table has to.

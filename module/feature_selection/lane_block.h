@@ -3,8 +3,8 @@
 //
 // A host that reads single cases writes them here: row after row, each with the values of the read
 // list. Of a host that has columns the block only keeps which of their cases are accepted; the
-// values of a group are transposed, a part of the cases at a time, when they are asked for, and stay
-// in the nearest caches.
+// values of a group are transposed, a part of the cases at a time, when they are asked for, and
+// stay in the nearest caches.
 #pragma once
 
 #include <algorithm>

@@ -53,8 +53,8 @@ class LanePresence {
     if (casewise_) std::fill_n(alive_.begin(), cases, std::uint8_t{1});
   }
 
-  // Forms the row of a group's values of a part. Returns true when all of them take part; the row is
-  // then undefined. With casewise deletion the groups of a part are requested in order, by one
+  // Forms the row of a group's values of a part. Returns true when all of them take part; the row
+  // is then undefined. With casewise deletion the groups of a part are requested in order, by one
   // thread; otherwise in any, by several.
   bool Find(LaneValues values, const BlockPart& part, std::size_t group, std::uint16_t* row) {
     const bool whole = Kernels().presentLanes(values, part.cases, missing_[group], row);

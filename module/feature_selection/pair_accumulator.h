@@ -3,8 +3,8 @@
 //
 // Cases are gathered into blocks. For each block, a few groups of predictors at a time, on a thread
 // each, the slot of each value's key is found once (SlotFinder) and shared by all dependents; each
-// pair then takes the block's cases in case order (GroupMeans, CrossTable, JointCounts), so that its
-// sums are those of a loop over single cases.
+// pair then takes the block's cases in case order (GroupMeans, CrossTable, JointCounts), so that
+// its sums are those of a loop over single cases.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,8 @@ class PairAccumulator {
   explicit PairAccumulator(const FeatureSelectionSettings& settings)
       : settings_(settings), block_(*settings.owner) {}
 
-  // cases: its missing-data codes are fetched; it must outlive this. Returns kOk, or kFailed when the
-  // host's memory is short; throws bad_alloc like everything here.
+  // cases: its missing-data codes are fetched; it must outlive this. Returns kOk, or kFailed when
+  // the host's memory is short; throws bad_alloc like everything here.
   [[nodiscard]] int Prepare(const CasePass& cases);
 
   // Where cases are read.

@@ -90,8 +90,8 @@ using GroupUpdate = void (*)(const GroupInput& input, const LaneSlots* groups, i
 struct VectorKernels {
   const char* name;
 
-  // tile[case * kLanes + lane] = columns[lane][first + case], for whole vectors of lanes. ahead: how
-  // many cases later the values to prefetch are; 0: no prefetch. columns: kLanes of them.
+  // tile[case * kLanes + lane] = columns[lane][first + case], for whole vectors of lanes. ahead:
+  // how many cases later the values to prefetch are; 0: no prefetch. columns: kLanes of them.
   void (*transpose)(const double* const* columns, int lanes, std::uint64_t first, int cases, int ahead,
                     double* tile);
 

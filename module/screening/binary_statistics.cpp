@@ -22,8 +22,8 @@ int AddCrossTabVariable(vlm::ISpreadsheet& sheet, int afterColumn, const std::st
   return InsertColumn(sheet, afterColumn, name, formula, "0.0000");
 }
 
-// Weights of evidence by the formula above, with half a case added to both counts of a bin that has no bad or no good
-// cases. The column holds values: a formula has no conditions.
+// Weights of evidence by the formula above, with half a case added to both counts of a bin that has
+// no bad or no good cases. The column holds values: a formula has no conditions.
 int AddCorrectedWoe(vlm::ISpreadsheet& sheet, int afterColumn, const std::string& name,
                     const std::string& badText, const std::string& goodText) {
   const std::string what = "100 log((v3/" + goodText + ")/(v2/" + badText +

@@ -30,7 +30,8 @@ enum BinarySort : int { kSortByGini = 0, kSortByInformationValue = 1, kSortByNot
 enum CategoricalSort : int { kSortByChiSquareP = 0, kSortByChiSquare = 1 };
 enum ContinuousSort : int { kSortByRSquared = 0, kSortByF = 1 };
 
-// Codes chosen for one variable. all: they stand for all values of the cases selected when a run starts.
+// Codes chosen for one variable. all: they stand for all values of the cases selected when a run
+// starts.
 struct ChosenCodes {
   std::vector<double> codes;
   bool all = false;
@@ -57,7 +58,8 @@ struct ScreeningChoices {
   std::vector<double> responseCodes;  // of the categorical response
   std::vector<double> factorCodes;    // of all categorical predictors, one after the other
   std::vector<int> factorCodeCounts;  // one per categorical predictor
-  // The choice that those codes come from: one list per categorical response or predictor, or no list at all.
+  // The choice that those codes come from: one list per categorical response or predictor, or no
+  // list at all.
   std::vector<ChosenCodes> chosenResponseCodes, chosenFactorCodes;
 };
 
@@ -98,8 +100,8 @@ class CFeatureSelectionTemplate : public CAnalysisSupport, public ScreeningState
   virtual int ResultDialog() = 0;
 
   // --- The run
-  // parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel, an exception
-  // or when no predictor gave a result. Shows the user how it ended.
+  // parentWindow: the dialog that started it, may be null. Returns 0; 1 after a cancel, an
+  // exception or when no predictor gave a result. Shows the user how it ended.
   int RunTemplateAnalysis(vlm::IDialogWindow* parentWindow);
   // Rebuilds the order of each result list by its sort choice. Throws std::bad_alloc when the host
   // has no memory.

@@ -38,8 +38,8 @@ enum BinStatisticsColumn : int {
 // Places in PredSummary::resultTexts.
 enum ResultText : int { kRSquaredText = 0, kEventScriptText = 1 };
 
-// The bins of a predictor: first those of its values, then one per special code, last the one that the
-// missing cases have for themselves.
+// The bins of a predictor: first those of its values, then one per special code, last the one that
+// the missing cases have for themselves.
 struct PredictorBins {
   [[nodiscard]] std::size_t Count() const { return names.size(); }
   [[nodiscard]] std::size_t ValueCount() const { return Count() - extraCount; }

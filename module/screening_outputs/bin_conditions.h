@@ -37,11 +37,12 @@ struct RecodeFile {
   std::string path;
   std::string text;
 };
-// The recode files of the best predictors of each response kind, at most count of each; no two have one name.
+// The recode files of the best predictors of each response kind, at most count of each; no two have
+// one name.
 [[nodiscard]] std::vector<RecodeFile> MakeRecodeFiles(CFeatureSelectionTemplate& analysis,
                                                       const std::string& basePath, int count);
-// Writes the files; one that cannot be written is passed over. Returns how many were written; firstRefused gets the
-// path of the first that was not.
+// Writes the files; one that cannot be written is passed over. Returns how many were written;
+// firstRefused gets the path of the first that was not.
 [[nodiscard]] int SaveRecodeFiles(const std::vector<RecodeFile>& files, std::string& firstRefused);
 
 // The scripts of the best predictors, one after the other.

@@ -33,9 +33,9 @@ enum class Addition { kAdded, kCancelled, kNotAdded };
 
 // Adds a coded variable to the input spreadsheet for each of the best predictors of each response
 // kind, at most count of each: node numbers of the bins, with the bins' labels; missing where the
-// predictor is missing and such cases have no bin, or its level has none. Every case is coded, selected or not. toBundle:
-// with a bundle of them for each response. Shows progress and can be cancelled. Unless kAdded, the
-// spreadsheet is as it was. Throws std::bad_alloc.
+// predictor is missing and such cases have no bin, or its level has none. Every case is coded,
+// selected or not. toBundle: with a bundle of them for each response. Shows progress and can be
+// cancelled. Unless kAdded, the spreadsheet is as it was. Throws std::bad_alloc.
 [[nodiscard]] Addition AddCodedVariables(CFeatureSelectionTemplate& analysis, int count, bool toBundle);
 
 // Adds two bundles for each response, the best continuous and the best categorical predictors among

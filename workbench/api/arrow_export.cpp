@@ -1,5 +1,5 @@
-// Every exported structure holds a reference to the data that its pointers lead to, so consumers may
-// release them in any order and on any thread.
+// Every exported structure holds a reference to the data that its pointers lead to, so consumers
+// may release them in any order and on any thread.
 #include "workbench/api/arrow_export.h"
 
 #include <cerrno>

@@ -25,8 +25,8 @@ class ArrowBatches {
   ArrowBatches& operator=(const ArrowBatches&) = delete;
 
   std::int64_t RowCount() const;
-  // A variable per column, without measurements. missingTexts: as ReadOptions. Columns that no variable
-  // can hold are left out, with a notice. Throws DataError that names the column.
+  // A variable per column, without measurements. missingTexts: as ReadOptions. Columns that no
+  // variable can hold are left out, with a notice. Throws DataError that names the column.
   Table MakeTable(const std::vector<std::string>& missingTexts, std::vector<std::string>& notices) const;
 
  private:

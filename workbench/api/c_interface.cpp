@@ -272,8 +272,8 @@ void TakePart(const ArrowBatches& batches, SessionState& state, PartRun& run) {
   if (batches.RowCount() > 0) run.Take(batches.MakeTable(run.MissingTexts(), state.notices));
 }
 
-// The body of velmora_bins_scorecard and velmora_bins_monitor. make: puts a report of the session's table into the
-// run.
+// The body of velmora_bins_scorecard and velmora_bins_monitor. make: puts a report of the session's
+// table into the run.
 template <typename Make>
 int RunOfBins(velmora_bins* bins, const char* options, velmora_result** result, Make make) {
   return ForHandle(bins, "bins", [&](SessionState& state) {

@@ -1,4 +1,5 @@
-// What the bins that a search finds are worth: figures of cases held out, and whether they say more than one bin does.
+// What the bins that a search finds are worth: figures of cases held out, and whether they say more
+// than one bin does.
 #pragma once
 
 #include <optional>
@@ -22,7 +23,8 @@ struct Assessment {
   bool noBetterThanChance = false;
 };
 
-// binOf: the bins that the search gives the values; find: the search, repeated on the cases of all folds but one.
+// binOf: the bins that the search gives the values; find: the search, repeated on the cases of all
+// folds but one.
 Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>& binOf,
                       const BinFinder& find);
 

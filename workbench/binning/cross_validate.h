@@ -12,26 +12,29 @@
 
 namespace velmora::binning {
 
-// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the 97.5 % point of t times
-// the standard error, which allows for the cases that training sets share: (1 / folds + 1 / (folds - 1)) times the
-// variance over folds (Nadeau and Bengio 2003, doi:10.1023/A:1024068626366).
+// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the 97.5
+// % point of t times the standard error, which allows for the cases that training sets share: (1 /
+// folds + 1 / (folds - 1)) times the variance over folds (Nadeau and Bengio 2003,
+// doi:10.1023/A:1024068626366).
 struct Interval {
   double lower = 0, upper = 0;
 };
 
 // Figures on cases that had no part in finding the bins, by kFoldCount-fold cross-validation.
 struct Validation {
-  // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the weight of evidence
-  // that the other folds give the bin; the mean over folds. Near 0, or below, for noise.
+  // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the
+  // weight of evidence that the other folds give the bin; the mean over folds. Near 0, or below,
+  // for noise.
   double informationValue = 0;
   double gini = 0;  // two classes: 2 AUC - 1 of that weight of evidence; the mean over folds
-  // Measured response: 1 - squared error / squared error of the other folds' mean. Classes: the share of the held-out
-  // deviance that the bins explain (McFadden 1974).
+  // Measured response: 1 - squared error / squared error of the other folds' mean. Classes: the
+  // share of the held-out deviance that the bins explain (McFadden 1974).
   double explained = 0;
   Interval informationValueInterval, giniInterval, explainedInterval;
 };
 
-// The cases without a value of the predictor, as MakeMissingBin gives them, and the bin that they are in.
+// The cases without a value of the predictor, as MakeMissingBin gives them, and the bin that they
+// are in.
 struct MissingCases {
   const PreBins* cases = nullptr;  // null: there are none
   vlm::MissingBin place = vlm::kMissingLeftOut;
@@ -41,11 +44,12 @@ struct MissingCases {
 using BinFinder = std::function<std::vector<int>(const PreBinSums&)>;
 
 // pre.folds must be there. find: called kFoldCount times, with the sums of all folds but one.
-// Missing cases that are left out have no weight of evidence and the overall mean, so that predictors are compared on
-// all cases.
+// Missing cases that are left out have no weight of evidence and the overall mean, so that
+// predictors are compared on all cases.
 Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing = {});
 
-// The interval of a figure whose values, or linearised deviations, are these in the kFoldCount folds.
+// The interval of a figure whose values, or linearised deviations, are these in the kFoldCount
+// folds.
 Interval IntervalOfFolds(double figure, const std::vector<double>& ofFolds);
 
 }  // namespace velmora::binning

@@ -27,8 +27,8 @@ class Uniforms {
 
 double LogChooseReal(double n, double k) { return LogGamma(n + 1) - LogGamma(k + 1) - LogGamma(n - k + 1); }
 
-// How many of `drawn` cases out of `all` are among `marked` of them: inversion, outwards from the mode, whose number of
-// steps is of the order of the standard deviation.
+// How many of `drawn` cases out of `all` are among `marked` of them: inversion, outwards from the
+// mode, whose number of steps is of the order of the standard deviation.
 double Hypergeometric(double all, double marked, double drawn, Uniforms& uniforms) {
   const double least = std::max(0.0, drawn + marked - all), most = std::min(drawn, marked);
   if (!(most > least)) return least;

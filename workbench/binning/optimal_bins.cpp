@@ -38,7 +38,8 @@ OptimalBins FromPartition(const Partition& partition, std::size_t preBinCount) {
   return bins;
 }
 
-// Places of the groups in order of rate or mean; those without weight come first, equal ones in their order.
+// Places of the groups in order of rate or mean; those without weight come first, equal ones in
+// their order.
 std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
   std::vector<double> levels(sums.Count());
   for (std::size_t g = 0; g < sums.Count(); ++g) {
@@ -376,7 +377,8 @@ double CutBetween(double last, double first) {
   if (last <= 0 && first > 0) return 0;
   const double middle = last / 2 + first / 2;
   for (int digits = 1; digits <= 17; ++digits) {
-    // Of all numbers with this many digits, the nearest to the middle are its rounding and that one's neighbours.
+    // Of all numbers with this many digits, the nearest to the middle are its rounding and that
+    // one's neighbours.
     char text[40];
     std::snprintf(text, sizeof text, "%.*e", digits - 1, middle);
     const double rounded = std::strtod(text, nullptr);

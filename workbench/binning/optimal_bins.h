@@ -1,4 +1,5 @@
-// The bins of one predictor: the best partition of its pre-bins, with as many bins as the data support.
+// The bins of one predictor: the best partition of its pre-bins, with as many bins as the data
+// support.
 //
 //   BinningRules rules;                                          // eight bins at most, 5 % of the cases in each
 //   const PreBins pre = MakePreBins(response, column, order, 100, StratifiedFolds(response));
@@ -39,34 +40,38 @@ struct OptimalBins {
 OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled = {});
 
-// Levels in any combination. Two classes or a measured response: levels in order of rate or mean, where the best
-// partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4). More classes: the two groups whose
-// merger costs least deviance are merged until one is left, and the best number is kept (Kass 1980,
-// doi:10.2307/2986296, without its tests).
+// Levels in any combination. Two classes or a measured response: levels in order of rate or mean,
+// where the best partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4).
+// More classes: the two groups whose merger costs least deviance are merged until one is left, and
+// the best number is kept (Kass 1980, doi:10.2307/2986296, without its tests).
 OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
                           const std::function<bool()>& isCancelled = {});
 
-// By how much the best partition that the rules allow shortens the description of the response against one bin of all
-// cases; below 0 where none does. One bin itself is not among the partitions, so random responses give all kinds of
-// gains. separate: pre-bins that are bins of their own in every partition; it may be empty. -infinity: no partition.
+// By how much the best partition that the rules allow shortens the description of the response
+// against one bin of all cases; below 0 where none does. One bin itself is not among the
+// partitions, so random responses give all kinds of gains. separate: pre-bins that are bins of
+// their own in every partition; it may be empty. -infinity: no partition.
 double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
                   bool categorical);
 
-// A group for each level: those with at least minShare of the weight have one each, the rare ones share the last.
+// A group for each level: those with at least minShare of the weight have one each, the rare ones
+// share the last.
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount);
 
 // The sums of each bin. binOf: the bin of each pre-bin, -1 for none.
 PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std::size_t binCount);
 
-// The bin of the missing cases: one more than there are for a bin of their own, -1 where they are left out.
+// The bin of the missing cases: one more than there are for a bin of their own, -1 where they are
+// left out.
 int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSums& missing);
 
-// Whether the missing cases differ from all others by more than it takes to say so (see DescriptionLength; one more bit
-// says that they do).
+// Whether the missing cases differ from all others by more than it takes to say so (see
+// DescriptionLength; one more bit says that they do).
 bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing);
 
-// The cut between two neighbouring pre-bins: the number with the fewest digits that is at least `last`, the highest
-// value below, and less than `first`, the lowest value above; the one nearest to their middle among those.
+// The cut between two neighbouring pre-bins: the number with the fewest digits that is at least
+// `last`, the highest value below, and less than `first`, the lowest value above; the one nearest
+// to their middle among those.
 double CutBetween(double last, double first);
 
 }  // namespace velmora::binning

@@ -56,7 +56,8 @@ class Runs {
   }
 
   bool IsAllowed(std::size_t first, std::size_t end) const {
-    // A share such as 0.05 of 100 cases is met by 5 of them, whatever rounding makes of the product.
+    // A share such as 0.05 of 100 cases is met by 5 of them, whatever rounding makes of the
+    // product.
     constexpr double kSlack = 1 - 1e-12;
     if (Weight(first, end) < rules_.minShare * totalWeight_ * kSlack) return false;
     if (Cases(first, end) < rules_.minCases * kSlack) return false;
@@ -115,8 +116,8 @@ class Runs {
     return (goodShare - badShare) * std::log((goodCount / total_[1]) / (badCount / total_[0]));
   }
 
-  // Pearson's Chi-square of the two runs, with weights that of as many effective cases, against the quantile of
-  // classes - 1 degrees of freedom.
+  // Pearson's Chi-square of the two runs, with weights that of as many effective cases, against the
+  // quantile of classes - 1 degrees of freedom.
   bool SharesDiffer(std::size_t first, std::size_t middle, std::size_t end) const {
     const double left = Weight(first, middle), right = Weight(middle, end);
     if (!(left > 0) || !(right > 0)) return false;
@@ -181,7 +182,8 @@ class Triangle {
   std::vector<T> values_;
 };
 
-// Which neighbours a bin may have: the level rises or falls from the left bin to the right one, or whatever it does.
+// Which neighbours a bin may have: the level rises or falls from the left bin to the right one, or
+// whatever it does.
 enum class Step { kAny, kUp, kDown };
 
 // A shape as steps before and after its turn.
@@ -227,7 +229,8 @@ class Search {
     }
   }
 
-  // The ends of the best partition of each number of bins along a course; empty where there is none.
+  // The ends of the best partition of each number of bins along a course; empty where there is
+  // none.
   std::vector<std::vector<int>> Best(const Course& course, int maxBins) {
     if (course.before == Step::kAny && rules_.maxAdjacentP >= 1) return BestFree(maxBins);
     return BestOfPairs(course, maxBins);
@@ -524,7 +527,8 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
   const auto bins = static_cast<double>(partition.ends.size());
   double fit = 0;
   if (sums.classCount == 0) {
-    // Without any error, the fit would outweigh every other term: rounding alone is the least error.
+    // Without any error, the fit would outweigh every other term: rounding alone is the least
+    // error.
     double whole = 0, mean = 0;
     for (std::size_t b = 0; b < sums.Count(); ++b) {
       whole += sums.values[b * 3 + 2];

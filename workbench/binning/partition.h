@@ -1,9 +1,11 @@
 // The best way to join neighbouring pre-bins into bins, exactly.
 //
-// A predictor comes as m pre-bins in order, each with the weights of the response's classes, or with the moments of a
-// measured response. Among all partitions of the pre-bins into k neighbouring bins that meet the constraints, the dynamic
-// program of Fisher (1958, doi:10.1080/01621459.1958.10501479) and Bellman finds the one that is best by a criterion that
-// adds up over bins. It does so for every k, and ChooseBinCount() says how many bins the data support.
+// A predictor comes as m pre-bins in order, each with the weights of the response's classes, or
+// with the moments of a measured response. Among all partitions of the pre-bins into k neighbouring
+// bins that meet the constraints, the dynamic program of Fisher (1958,
+// doi:10.1080/01621459.1958.10501479) and Bellman finds the one that is best by a criterion that
+// adds up over bins. It does so for every k, and ChooseBinCount() says how many bins the data
+// support.
 //
 //   const PreBinSums sums = ...;                      // 100 pre-bins of a good/bad response
 //   PartitionRules rules;
@@ -18,8 +20,8 @@
 
 namespace velmora::binning {
 
-// What is known of the cases of each pre-bin. Class weights, or for a measured response (classCount 0) the moments
-// sum w, sum w y, sum w y^2 about any origin near the mean.
+// What is known of the cases of each pre-bin. Class weights, or for a measured response (classCount
+// 0) the moments sum w, sum w y, sum w y^2 about any origin near the mean.
 struct PreBinSums {
   int classCount = 2;          // 0: measured response
   std::vector<double> values;  // pre-bin by pre-bin: classCount class weights, or the three moments
@@ -32,8 +34,8 @@ struct PreBinSums {
   double WeightOf(std::size_t bin) const;
   // Adds the bins of more, of other cases, after those here.
   void Append(const PreBinSums& more);
-  // Kish's effective number of cases, (sum w)^2 / sum w^2: the number without weights, and the same in every unit of the
-  // weights (Kish 1965, Survey Sampling, section 11.7).
+  // Kish's effective number of cases, (sum w)^2 / sum w^2: the number without weights, and the same
+  // in every unit of the weights (Kish 1965, Survey Sampling, section 11.7).
   double EffectiveCases() const;
 };
 
@@ -44,7 +46,8 @@ enum class Criterion {
   kVariance,          // measured response only: the sum of squares within bins
 };
 
-// How the rate of class 0 (the bad ones), or the mean, runs over the bins. Shapes need two classes or a measured response.
+// How the rate of class 0 (the bad ones), or the mean, runs over the bins. Shapes need two classes
+// or a measured response.
 enum class Shape { kFree, kAscending, kDescending, kMonotone, kPeak, kValley, kAuto };
 
 struct PartitionRules {
@@ -73,27 +76,30 @@ struct Partitions {
   std::vector<Partition> byBinCount;  // [k - 1]: the best of k bins
 };
 
-// The best partition for every number of bins up to rules.maxBins. One bin is always possible. isCancelled is asked
-// now and then; when it says yes the result is empty. Throws std::invalid_argument for a criterion or shape that the
-// response does not have, or for no pre-bins.
-// Time: O(maxBins m^2) free, O(maxBins m^2 log m) with a shape, O(maxBins m^3) with maxAdjacentP below 1.
+// The best partition for every number of bins up to rules.maxBins. One bin is always possible.
+// isCancelled is asked now and then; when it says yes the result is empty. Throws
+// std::invalid_argument for a criterion or shape that the response does not have, or for no
+// pre-bins. Time: O(maxBins m^2) free, O(maxBins m^2 log m) with a shape, O(maxBins m^3) with
+// maxAdjacentP below 1.
 Partitions FindPartitions(const PreBinSums& sums, const PartitionRules& rules,
                           const std::function<bool()>& isCancelled = {});
 
-// Where the order of the pre-bins comes from: it decides in how many ways the bins could have been chosen.
+// Where the order of the pre-bins comes from: it decides in how many ways the bins could have been
+// chosen.
 enum class Ordering {
   kGiven,       // by the predictor's own values: C(m - 1, k - 1) ways
   kByResponse,  // levels ordered by their rates: S(m, k) ways, Stirling's numbers of the second kind
 };
 
-// Half the deviance, plus the cost of describing which partition it is and its parameters (Rissanen 1978,
-// doi:10.1016/0005-1098(78)90005-5): with J classes and n effective cases
+// Half the deviance, plus the cost of describing which partition it is and its parameters (Rissanen
+// 1978, doi:10.1016/0005-1098(78)90005-5): with J classes and n effective cases
 //   deviance / 2 + (k - 1) (J - 1) / 2 ln n + ln(ways to choose k bins of m pre-bins),
 // where a measured response has n / 2 ln(sum of squares / n) in place of the first term and J = 2.
 double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ordering ordering);
 
-// The number of bins between least and most (0: all found) with the shortest description; fewer bins on equality. One
-// bin means that no partition is better than chance. When no count in the range is possible, the nearest possible one.
+// The number of bins between least and most (0: all found) with the shortest description; fewer
+// bins on equality. One bin means that no partition is better than chance. When no count in the
+// range is possible, the nearest possible one.
 int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering, int least = 1,
                    int most = 0);
 

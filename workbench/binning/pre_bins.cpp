@@ -62,8 +62,8 @@ class Counter {
     AddTo(bins_.sums, bin, index, weight);
     if (folds_.empty()) return;
     if (!response_.weightsAreCounts) return AddTo(bins_.folds[folds_[index]], bin, index, weight);
-    // The equal cases of a row are dealt out one by one, at random like other cases. Where they are so many that chance
-    // hardly matters, and for fractions of a case, all folds get the same.
+    // The equal cases of a row are dealt out one by one, at random like other cases. Where they are
+    // so many that chance hardly matters, and for fractions of a case, all folds get the same.
     constexpr double kMostDealt = 10000;
     double parts[kFoldCount] = {};
     const double dealt = weight <= kMostDealt ? std::floor(weight) : 0;

@@ -1,9 +1,9 @@
 // Pre-bins: what every search for bins works on instead of cases.
 //
-// An ordered predictor with few distinct values keeps them all; one with many is cut at weighted quantiles. A categorical
-// predictor has one pre-bin per level, the rare ones pooled. The response's sums are taken once, per fold too, and
-// everything after that (search, choice of the number of bins, cross-validation, corrections by hand) is independent
-// of the number of cases.
+// An ordered predictor with few distinct values keeps them all; one with many is cut at weighted
+// quantiles. A categorical predictor has one pre-bin per level, the rare ones pooled. The
+// response's sums are taken once, per fold too, and everything after that (search, choice of the
+// number of bins, cross-validation, corrections by hand) is independent of the number of cases.
 #pragma once
 
 #include <cstdint>
@@ -28,19 +28,21 @@ struct PreBins {
   std::size_t Count() const { return first.size(); }
 };
 
-// A fold for every case, 0 to kFoldCount - 1: each class, or each stretch of ten neighbouring values of a measured
-// response, is spread evenly over the folds, in an order that depends on the case numbers alone. So equal data give
-// equal folds, and a period in the order of the cases does not matter.
+// A fold for every case, 0 to kFoldCount - 1: each class, or each stretch of ten neighbouring
+// values of a measured response, is spread evenly over the folds, in an order that depends on the
+// case numbers alone. So equal data give equal folds, and a period in the order of the cases does
+// not matter.
 std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response);
 
-// The pre-bins of an ordered predictor: order is its sorted column, cases that do not count for the response are left
-// out. At most limit (>= 2) of them; a value that alone holds 1/limit of the weight is a pre-bin of its own.
+// The pre-bins of an ordered predictor: order is its sorted column, cases that do not count for the
+// response are left out. At most limit (>= 2) of them; a value that alone holds 1/limit of the
+// weight is a pre-bin of its own.
 // folds: of StratifiedFolds, or empty. Time: O(cases).
 PreBins MakePreBins(const stats::TreeResponse& response, std::span<const double> column,
                     const stats::SortedOrder& order, int limit, std::span<const std::uint8_t> folds = {});
 
-// The bins that binOf gives the distinct values of an order, -1 for a value in none of them; first and last are the
-// ends of the values in a bin.
+// The bins that binOf gives the distinct values of an order, -1 for a value in none of them; first
+// and last are the ends of the values in a bin.
 PreBins MakeBins(const stats::TreeResponse& response, std::span<const double> column,
                  const stats::SortedOrder& order, const std::vector<int>& binOf,
                  std::span<const std::uint8_t> folds = {});
@@ -57,8 +59,8 @@ PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);
 // Whether a case has a response and a weight.
 bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex);
 
-// The pre-bin of each distinct value by its weight, -1 for those without: each value its own while there are at most
-// limit, else weighted quantiles.
+// The pre-bin of each distinct value by its weight, -1 for those without: each value its own while
+// there are at most limit, else weighted quantiles.
 std::vector<int> AssignPreBins(const std::vector<double>& weights, std::size_t limit);
 
 // One pre-bin per level that has cases, in order of code.

@@ -22,11 +22,11 @@ struct SearchRecord {
   bool categorical = false;
   bool given = false;  // the user's bins: each pre-bin is one of them
   BinningRules rules;
-  // Pre-bins of values, which the search joins, and after them those that it does not: special codes,
-  // and missing cases with a bin of their own.
+  // Pre-bins of values, which the search joins, and after them those that it does not: special
+  // codes, and missing cases with a bin of their own.
   std::size_t preBinCount = 0, separateCount = 0;
-  // The pre-bin of each case, kNoPreBin for a case that has none; empty unless it was asked for, and
-  // where there are more pre-bins than numbers.
+  // The pre-bin of each case, kNoPreBin for a case that has none; empty unless it was asked for,
+  // and where there are more pre-bins than numbers.
   std::vector<std::uint16_t> preBinOf;
   Validation validation;
 };

@@ -1,5 +1,6 @@
 // Bins as CASE expressions. A number goes through the bins from the lowest up, and equals what lies
-// within 15 units in the last place of it. NaN and infinity, which some databases hold, are missing.
+// within 15 units in the last place of it. NaN and infinity, which some databases hold, are
+// missing.
 //
 // What a dialect needs besides standard SQL is in one table, kDialects. Sources: the manuals of the
 // databases, and runs of the queries on DuckDB, SQLite and PostgreSQL.
@@ -216,8 +217,9 @@ class CaseWriter {
 
   std::string Missing() const {
     if (!HoldsNumbers()) {
-      // An empty text is missing, which matters where anything else than NULL could be given. Texts such as yes and no
-      // may be truth values in the database, which do not compare with an empty text.
+      // An empty text is missing, which matters where anything else than NULL could be given. Texts
+      // such as yes and no may be truth values in the database, which do not compare with an empty
+      // text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
       const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
       return name_ + " IS NULL" + (differs ? " OR " + text + " = ''" : "");

@@ -70,8 +70,8 @@ class CodingProgram {
   // A column of the table's length for each. A variable that is given texts gets codes in the byte
   // order of the texts, with the texts as labels. progress: called with the fraction done; false
   // ends the run, which then throws Cancelled.
-  // pool: shares out the variables where each is a lookup of its own, as those of bins are; null: the
-  // calling thread does everything.
+  // pool: shares out the variables where each is a lookup of its own, as those of bins are; null:
+  // the calling thread does everything.
   std::vector<Column> Run(const std::function<bool(double)>& progress, WorkerPool* pool = nullptr);
 
   // Cases of the last run with a value that the file does not cover. Missing values are counted

@@ -1,5 +1,5 @@
-// What saved bins, recode files and rules scripts become before they run over a table: statements that
-// give values to targets, the variables that they make.
+// What saved bins, recode files and rules scripts become before they run over a table: statements
+// that give values to targets, the variables that they make.
 #pragma once
 
 #include <cstdint>
@@ -40,8 +40,8 @@ struct Lookup {
   std::vector<std::vector<Assignment>> outcomes;
   int missingOutcome = -1, otherOutcome = -1;  // -1: none
   bool countsMissing = false;
-  // Of a column of texts that are to be numbers: the number of each code, NaN for a text that is none.
-  // Empty: values are looked up as they are.
+  // Of a column of texts that are to be numbers: the number of each code, NaN for a text that is
+  // none. Empty: values are looked up as they are.
   std::vector<double> numberOfCode = {};
   // A target that gets the points of each outcome added, and those of none; -1: no such target.
   int sumTarget = -1;

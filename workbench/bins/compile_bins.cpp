@@ -115,8 +115,8 @@ class BinsCompiler : public CodingCompiler {
     return predictor.otherBin.value_or(-1);
   }
 
-  // A few texts that are no numbers make a whole column texts. With more of them than numbers, it is
-  // another variable.
+  // A few texts that are no numbers make a whole column texts. With more of them than numbers, it
+  // is another variable.
   std::vector<double> NumbersOfCodes(const SavedPredictor& predictor, const Column& column) const {
     std::size_t read = 0;
     double highest = 0;

@@ -1,5 +1,6 @@
-// What comes after the cases of a ranking: the tests of the sums of a pair, adjusted p-values, the order of the
-// predictors. The sums may come from a table in memory or from states that were merged.
+// What comes after the cases of a ranking: the tests of the sums of a pair, adjusted p-values, the
+// order of the predictors. The sums may come from a table in memory or from states that were
+// merged.
 #pragma once
 
 #include <cstddef>
@@ -16,15 +17,16 @@ inline constexpr int kFineIntervals = 50;
 // A table of more cells per case says nothing, and may not fit the memory.
 bool HasTooManyCells(std::size_t cells, std::size_t caseCount);
 
-// Association and p-value of a table, and an exact test where the plan asks for one. seed: of a Monte Carlo test.
+// Association and p-value of a table, and an exact test where the plan asks for one. seed: of a
+// Monte Carlo test.
 void TestTable(const stats::CellSums& sums, const RankingPlan& plan, std::uint64_t seed, RankedPair& pair);
 // predictor: variable number; dependent: index of the outcome.
 std::uint64_t SeedOfPair(const RankingPlan& plan, int predictor, std::size_t dependent);
 
 // Neighbouring fine intervals joined to at most `intervals` for an outcome.
 binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals);
-// Multiplies p by the number of partitions that JoinGroups compared (Bonferroni), so that the search alone does not
-// make it small.
+// Multiplies p by the number of partitions that JoinGroups compared (Bonferroni), so that the
+// search alone does not make it small.
 void CorrectForSearch(std::size_t fineGroups, int intervals, RankedPair& pair);
 
 // Adjusted p-values and the order of every outcome, whose pairs have been tested.

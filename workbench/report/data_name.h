@@ -1,4 +1,5 @@
-// How reports name the data: by the path of their file or by its name, "data in memory" without one.
+// How reports name the data: by the path of their file or by its name, "data in memory" without
+// one.
 #pragma once
 
 #include <string>

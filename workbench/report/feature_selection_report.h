@@ -36,7 +36,8 @@ struct ReportedDependent {
   std::vector<vlm::FeatureSelectionPair> pairs;  // one per predictor, in the order of the report's predictors
   std::vector<int> best;                         // predictor indices, best first
   std::vector<std::string> notices;
-  // Empty where the module's figures are all there is: the runs of dialogs and scripts, and --classic.
+  // Empty where the module's figures are all there is: the runs of dialogs and scripts, and
+  // --classic.
   std::optional<ranking::RankedOutcome> ranked = std::nullopt;
 };
 

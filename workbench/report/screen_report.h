@@ -46,8 +46,8 @@ struct ScreenedPredictor {
   bool missingHasOwnBin = false;      // the last of the bins holds the cases without a value alone
   ScreenedBin total;                  // all cases; its information value is the predictor's
   std::vector<ScreenedLevel> levels;  // of a categorical predictor, by rising value
-  // 95 % interval of the out-of-fold figure that the response's predictors are ranked by: information
-  // value, or share of variance or deviance explained.
+  // 95 % interval of the out-of-fold figure that the response's predictors are ranked by:
+  // information value, or share of variance or deviance explained.
   std::optional<binning::Interval> heldOutInterval;
   bool searched = false;  // on these cases, so a test of the bins that ignores the search is no test
   // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
@@ -94,8 +94,8 @@ struct ScreenedCases {
 std::string CasesText(const ScreenedCases& cases);
 
 struct ScreenReport;
-// What the weights make of the cases: "1,200 cases are worth 960 (design effect 1.25)"; empty without
-// weights.
+// What the weights make of the cases: "1,200 cases are worth 960 (design effect 1.25)"; empty
+// without weights.
 std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases);
 
 // The figure by which predictors are ranked.
@@ -123,15 +123,17 @@ struct ScreenedResponse {
   std::vector<std::string> codes;             // as outputs show them; binary: bad, good
   std::vector<ScreenedPredictor> predictors;  // best first
   std::vector<FailedPredictor> failed;
-  // How many predictors, the first ones, were compared with each other; corrected Cramer's V of their
-  // bins, row by row.
+  // How many predictors, the first ones, were compared with each other; corrected Cramer's V of
+  // their bins, row by row.
   std::size_t compared = 0;
   std::vector<double> associations;
-  // How many predictors come before those that say the same as a better one; these are never among the best.
+  // How many predictors come before those that say the same as a better one; these are never among
+  // the best.
   std::optional<std::size_t> distinct;
 };
 
-// Predictors of the ranking that are better than chance, or of which that is not known; they come first.
+// Predictors of the ranking that are better than chance, or of which that is not known; they come
+// first.
 std::size_t CountAboveChance(const ScreenedResponse& response);
 
 inline constexpr int kBestOnTerminal = 5;
@@ -190,8 +192,8 @@ struct ScreenRanking {
   bool smallestFirst;
 };
 const std::vector<ScreenRanking>& ScreenRankings();
-// That of RankBy for the response kind. kPrescribed, and a figure that the kind does not have, give the sort choice
-// of the dialog.
+// That of RankBy for the response kind. kPrescribed, and a figure that the kind does not have, give
+// the sort choice of the dialog.
 const ScreenRanking& RankingOf(vlm::ResponseKind kind, RankBy by, int sortChoice);
 const ScreenRanking& RankingOf(const ScreenedResponse& response);
 

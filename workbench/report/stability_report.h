@@ -57,8 +57,8 @@ struct StabilityTables {
 };
 StabilityTables TablesOf(const StabilityReport& report);
 
-// "stability" of the JSON of a screening, and the whole of a monitor's; docs/json.md has the layout.
-// Without a line end.
+// "stability" of the JSON of a screening, and the whole of a monitor's; docs/json.md has the
+// layout. Without a line end.
 std::string StabilityJson(const StabilityReport& report);
 // Tables for people, the summary first.
 std::string StabilityText(const StabilityReport& report, int width, bool utf8);

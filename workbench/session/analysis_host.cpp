@@ -66,7 +66,8 @@ vlm::IAutomationObject* AnalysisHost::GetApplication() { return core_.applicatio
 
 // --- Data, texts and documents
 
-// Selection and weights belong to the session, so all analyses share them whatever blocks they pass.
+// Selection and weights belong to the session, so all analyses share them whatever blocks they
+// pass.
 void AnalysisHost::InitCommons(vlm::SharedBlock* dataSelectionTags, vlm::SharedBlock* extendedTags,
                                vlm::SharedBlock* selectionConditions, vlm::SharedBlock* caseWeights) {
   if (dataSelectionTags == nullptr || extendedTags == nullptr || selectionConditions == nullptr ||

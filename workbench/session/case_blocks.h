@@ -12,8 +12,8 @@ namespace velmora {
 
 class CaseBlocks {
  public:
-  // Reads the next block of a source, which must outlive the block. As IBlockReader::ReadBlock; cases
-  // and weights are those of CaseReader::Read. May throw bad_alloc.
+  // Reads the next block of a source, which must outlive the block. As IBlockReader::ReadBlock;
+  // cases and weights are those of CaseReader::Read. May throw bad_alloc.
   short Read(const CaseSource& source, int firstCaseNumber, int mostCases, const int* variableNumbers,
              int variableCount, vlm::CaseBlock* block);
 

@@ -29,8 +29,8 @@ class LentPool final : public vlm::IWorkerPool {
 
   // Whether a task of any pool runs on the calling thread.
   static bool IsInTask();
-  // Keeps action until the run of the calling thread's task has ended: actions are done in the order
-  // of the tasks, on the thread that called Run.
+  // Keeps action until the run of the calling thread's task has ended: actions are done in the
+  // order of the tasks, on the thread that called Run.
   static void Defer(std::function<void()> action);
   // Whether the calling thread's task shall end.
   static bool IsStopping();

@@ -51,7 +51,8 @@ const std::vector<std::uint8_t>& BytesOf(const Packed& packed) {
   return packed.get_binary();
 }
 
-// Follows the bytes before they become a tree, so that none can exhaust the stack or ask for more memory than they have.
+// Follows the bytes before they become a tree, so that none can exhaust the stack or ask for more
+// memory than they have.
 class ShapeCheck final : public nlohmann::json_sax<Packed> {
  public:
   explicit ShapeCheck(std::size_t byteCount) : byteCount_(byteCount) {}

@@ -1,5 +1,5 @@
-// States as bytes: a header with a version, the length and a checksum around one CBOR value (RFC 8949). Whole columns
-// are byte strings inside it.
+// States as bytes: a header with a version, the length and a checksum around one CBOR value (RFC
+// 8949). Whole columns are byte strings inside it.
 //
 //   Packed state = {{"kind", "survey"}, {"means", PackDoubles(means)}};
 //   const std::string bytes = Sealed(state);

@@ -1,5 +1,5 @@
-// What the second pass knows of one predictor and one outcome: sums of the cases in each group of the predictor, by
-// class of the outcome or with the moments of a measured one.
+// What the second pass knows of one predictor and one outcome: sums of the cases in each group of
+// the predictor, by class of the outcome or with the moments of a measured one.
 //
 //   Grouping age = ...;                       // intervals, by the first pass
 //   std::vector<std::uint32_t> groupOf = age.Assign(column, cases);
@@ -27,15 +27,16 @@ struct Grouping {
   std::vector<std::string> levels;  // of texts, ascending by bytes
 
   std::uint32_t Count() const { return static_cast<std::uint32_t>(isText ? levels.size() : highest.size()); }
-  // The group of each case: Count() without a value, kNoGroup when the case is not used or its value is in no group,
-  // which happens when the data have changed since the first pass.
+  // The group of each case: Count() without a value, kNoGroup when the case is not used or its
+  // value is in no group, which happens when the data have changed since the first pass.
   std::vector<std::uint32_t> Assign(const Column& column, const PartCases& cases) const;
 
   Packed Pack() const;
   static Grouping Unpack(const Packed& packed);
 };
 
-// A measured outcome, centred and scaled to values between -1 and 1 by powers of two, which changes no figure.
+// A measured outcome, centred and scaled to values between -1 and 1 by powers of two, which changes
+// no figure.
 struct MeasuredOutcome {
   std::string variable;
   double centre = 0;
@@ -72,7 +73,8 @@ class PairSums {
   std::uint32_t Groups() const { return groups_; }
   std::uint32_t Classes() const { return classes_; }
 
-  // Cells are group x class (classes 1 for a measured outcome); group Groups() holds the cases without the predictor.
+  // Cells are group x class (classes 1 for a measured outcome); group Groups() holds the cases
+  // without the predictor.
   struct Cell {
     double cases = 0, frequency = 0, weight = 0, squares = 0;
     double mean = 0, deviations = 0;                // of a measured outcome: weighted, about the mean

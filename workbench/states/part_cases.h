@@ -17,9 +17,10 @@ struct CaseRules {
   std::vector<std::string> complete;    // variables that a case must have values of
   std::string response;                 // a case needs a value of it; empty: none
   std::vector<std::string> codes;       // one of these, as texts; empty: any
-  // Of data that have been counted already, by a database: how many cases a row is, and the sum of their squared
-  // weights, where the weight is the sum of theirs. Empty: each row is a case. Counted parts have the columns of one
-  // variable, or of a predictor and an outcome, or none of them.
+  // Of data that have been counted already, by a database: how many cases a row is, and the sum of
+  // their squared weights, where the weight is the sum of theirs. Empty: each row is a case.
+  // Counted parts have the columns of one variable, or of a predictor and an outcome, or none of
+  // them.
   std::string cases, squares;
 
   bool LeavesOut() const {
@@ -51,7 +52,8 @@ struct PartCases {
   std::size_t Count() const { return used.size(); }
 };
 
-// Throws DataError for a wrong expression, a variable that is missing, and a weight below 0 where it is refused.
+// Throws DataError for a wrong expression, a variable that is missing, and a weight below 0 where
+// it is refused.
 PartCases CollectCases(const Table& table, const CaseRules& rules);
 
 // Null where there is none.

@@ -5,11 +5,12 @@
 //   cells.Merge(others);
 //   for (const ValueCell& cell : cells.Cells()) ...   // ascending
 //
-// Up to `most` distinct values every cell is one value. Beyond that a cell holds the values whose positions among all
-// doubles (vlm::OrderedBits) share their leading bits, as many bits as leave at most `most` cells. The number of bits is
-// the largest that the values allow, so cells depend on the values alone: not on how cases were cut into parts, nor on
-// the order in which parts were merged. Every cell knows its lowest and highest value, and RankError() says how far a
-// quantile that is taken from the cells can be from the true one.
+// Up to `most` distinct values every cell is one value. Beyond that a cell holds the values whose
+// positions among all doubles (vlm::OrderedBits) share their leading bits, as many bits as leave at
+// most `most` cells. The number of bits is the largest that the values allow, so cells depend on
+// the values alone: not on how cases were cut into parts, nor on the order in which parts were
+// merged. Every cell knows its lowest and highest value, and RankError() says how far a quantile
+// that is taken from the cells can be from the true one.
 #pragma once
 
 #include <cstddef>

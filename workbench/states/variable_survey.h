@@ -33,8 +33,8 @@ class VariableSurvey {
   VariableSurvey() = default;
   VariableSurvey(std::string name, const SurveyLimits& limits);
 
-  // keepAll: the data have cases that are not used, whose values are surveyed beside those of the others. Throws
-  // DataError when the column holds texts in one part and numbers in another.
+  // keepAll: the data have cases that are not used, whose values are surveyed beside those of the
+  // others. Throws DataError when the column holds texts in one part and numbers in another.
   void Take(const Column& column, const PartCases& cases, bool keepAll);
   void Merge(const VariableSurvey& other);
 
@@ -51,8 +51,8 @@ class VariableSurvey {
   // Different values of the used cases; a lower bound when the cells are not exact.
   std::size_t Distinct() const;
 
-  // The variable with each of its used values once, labels of all its texts, and measurement and role as they are
-  // inferred from all cases. declared: what the user calls it.
+  // The variable with each of its used values once, labels of all its texts, and measurement and
+  // role as they are inferred from all cases. declared: what the user calls it.
   Column Representative(std::optional<Measurement> declared) const;
 
   Packed Pack() const;

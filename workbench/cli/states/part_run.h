@@ -1,5 +1,6 @@
-// An analysis of data in parts, on one computer or many. The first pass surveys the variables, the second one counts
-// the cases of every predictor and outcome; the states of parts merge in any order, as bytes.
+// An analysis of data in parts, on one computer or many. The first pass surveys the variables, the
+// second one counts the cases of every predictor and outcome; the states of parts merge in any
+// order, as bytes.
 //
 //   std::unique_ptr<PartRun> survey = StartPartRun("feature-selection", words, {});   // on every computer
 //   survey->Take(part);                          // for each of its parts
@@ -44,7 +45,8 @@ class PartRun {
 
   // Of a first pass: the empty state of the second one. Throws UsageError as the command does.
   virtual std::string SecondPass() const = 0;
-  // Of a first pass: the results. sums: the second one. moduleWord: the option --module of the session.
+  // Of a first pass: the results. sums: the second one. moduleWord: the option --module of the
+  // session.
   virtual std::unique_ptr<FinishedRun> Finish(const PartRun& sums, const std::string& moduleWord) const = 0;
   // Texts of the parts that mean a missing value.
   virtual std::vector<std::string> MissingTexts() const = 0;
@@ -54,7 +56,8 @@ class PartRun {
   virtual void MergePacked(const states::Packed& packed) = 0;
 };
 
-// analysis, words: as of RunAnalysis. Throws UsageError for options that need all cases in one place.
+// analysis, words: as of RunAnalysis. Throws UsageError for options that need all cases in one
+// place.
 std::unique_ptr<PartRun> StartPartRun(const std::string& analysis, const std::vector<std::string>& words,
                                       const PartSettings& settings);
 std::unique_ptr<PartRun> ReadPartRun(std::string_view bytes);

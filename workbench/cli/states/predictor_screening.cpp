@@ -238,8 +238,9 @@ void PredictorScreening::FillMeasured() {
   FillMeasuredFigures(cells, all, measured, predictor_.figures);
 }
 
-// Gini index before binning, where every group is one value and missing ones are another: by cases of a continuous
-// predictor, by their weights of a categorical one. Missing where a group holds several values.
+// Gini index before binning, where every group is one value and missing ones are another: by cases
+// of a continuous predictor, by their weights of a categorical one. Missing where a group holds
+// several values.
 double PredictorScreening::GiniOfValues() const {
   const bool byWeight = predictor_.figures.categorical != 0;
   double all = 0, sum = 0;

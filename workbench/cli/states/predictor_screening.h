@@ -22,7 +22,8 @@ class PredictorScreening {
                      const binning::BinningRules& rules, const states::VariableSurvey& survey, double unit)
       : sums_(response, sums, unit), plan_(plan), rules_(rules), survey_(survey), unit_(unit) {}
 
-  // Throws DataError with the reason why it has no bins. number: of the variable; column: its representative.
+  // Throws DataError with the reason why it has no bins. number: of the variable; column: its
+  // representative.
   ScreenedPredictor Screen(int number, const Column& column, bool categorical, const GroupEnds& ends);
 
   // Adds the counts of each pre-bin and level, for editing by hand.

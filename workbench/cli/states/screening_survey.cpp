@@ -1,4 +1,5 @@
-// Screening of data in parts: the pre-bins that the second pass counts, and the report from its sums.
+// Screening of data in parts: the pre-bins that the second pass counts, and the report from its
+// sums.
 #include <algorithm>
 #include <cmath>
 #include <limits>

@@ -29,7 +29,8 @@ class SumsRun final : public PartRun {
 
     // After all outcomes.
     void AddPredictor(states::Grouping groups);
-    // Whether the other was made from a first pass over as many cases, with as many groups and classes.
+    // Whether the other was made from a first pass over as many cases, with as many groups and
+    // classes.
     bool CountsAs(const Plan& other) const;
   };
 

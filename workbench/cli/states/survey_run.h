@@ -38,12 +38,13 @@ class SurveyRun : public PartRun {
   bool IsUncounted(int variableNumber) const {
     return Survey(variableNumber).HasTooManyLevels() || !Survey(variableNumber).Cells().IsExact();
   }
-  // The variables whose intervals come from cells of more than one value, as a sentence; empty when there are none.
+  // The variables whose intervals come from cells of more than one value, as a sentence; empty when
+  // there are none.
   std::string PrecisionNotice(const std::vector<int>& variables) const;
 
  private:
-  // table: has every used value of each variable once, with measurements and roles of all cases: options choose
-  // variables from it as from the data.
+  // table: has every used value of each variable once, with measurements and roles of all cases:
+  // options choose variables from it as from the data.
   virtual void PlanSums(const Table& table, SumsRun::Plan& plan) const = 0;
   virtual std::unique_ptr<FinishedRun> FinishRun(Table table, const SumsRun& sums,
                                                  const std::vector<std::string>& words) const = 0;
