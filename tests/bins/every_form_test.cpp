@@ -328,6 +328,13 @@ TEST(EveryForm, DialectsWriteNamesTextsAndNumbersTheirOwnWay) {
       EXPECT_NE(query.find(part), std::string::npos) << name << ": " << part;
     for (const char* const part : row.hasNot)
       EXPECT_EQ(query.find(part), std::string::npos) << name << ": " << part;
+    // Numbers next to zero are out of the range of some databases.
+    SavedBins bins = ParseBinsJson(kBins, "f");
+    bins.responses.front().predictors.front().cutPoints.front() = 0;
+    std::vector<std::string> notices;
+    const std::string atZero = BinsSql(bins, notices, row.dialect);
+    EXPECT_NE(atZero.find(" <= 0E00"), std::string::npos) << name;
+    EXPECT_EQ(atZero.find("E-3"), std::string::npos) << name;
   }
 }
 

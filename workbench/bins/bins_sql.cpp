@@ -133,11 +133,15 @@ class SqlWriter {
     return identifier + dialect_.close;
   }
 
-  // Zero exactly: not every database reads the numbers nearest to it.
+  // Zero exactly, here and below: not every database reads the numbers nearest to it.
   std::string Equals(const std::string& name, double number) const {
     if (number == 0) return name + " = " + Number(number);
     const MissingRange equal(number);
     return name + " BETWEEN " + Number(equal.low) + " AND " + Number(equal.high);
+  }
+
+  std::string AtMost(const std::string& name, double bound) const {
+    return name + " <= " + Number(bound == 0 ? 0 : MissingRange(bound).high);
   }
 
   // Neither NULL nor NaN nor infinite.
@@ -202,7 +206,7 @@ class CaseWriter {
       }
     }
     for (std::size_t bin = 0; bin + 1 < predictor_.IntervalCount(); ++bin)
-      add(name_ + " <= " + sql_.Number(MissingRange(predictor_.cutPoints[bin]).high), static_cast<int>(bin));
+      add(sql_.AtMost(name_, predictor_.cutPoints[bin]), static_cast<int>(bin));
     const std::optional<int> last =
         predictor_.categorical ? predictor_.otherBin
                                : std::optional<int>(static_cast<int>(predictor_.IntervalCount()) - 1);
