@@ -391,7 +391,10 @@ const pageCharts = (() => {
     const texts = textsBelow(chart.categories, (width - 60) / across - 12);
     const leftmost = texts.bottom > 30 ? 62 : 42;
     const cell = (width - leftmost - 4) / across;
-    const highest = Math.max(...panels.flatMap((series) => series.points.map((value) => value || 0)), 0);
+    // The axis ends at a number of two digits, which has room beside the first panel.
+    const largest = Math.max(...panels.flatMap((series) => series.points.map((value) => value || 0)), 0);
+    const unit = 10 ** (Math.floor(Math.log10(largest || 1)) - 1);
+    const highest = Number((Math.ceil(largest / unit - 1e-9) * unit).toPrecision(2));
     const colour = (panel, bar) => c.series[(bars <= c.series.length && panels.length > 1 ? bar : panel) % c.series.length];
     const grid = [], xAxis = [], yAxis = [], series = [], title = [];
     panels.forEach((one, i) => {
