@@ -127,5 +127,76 @@ TEST_F(DataTest, FilesOfStatisticsPrograms) {
   }
 }
 
+// Numbers with declared missing values: 96 and the range 97 to 99 of SPSS, .a and .r of Stata.
+TEST_F(DataTest, UserMissingValuesComeBesideTheTable) {
+  const struct {
+    const char* file;
+    BeginWriting begin;
+    bool lettered;
+  } rows[] = {{"u.sav", readstat_begin_writing_sav, false},
+              {"u.zsav", readstat_begin_writing_sav, false},
+              {"u.dta", readstat_begin_writing_dta, true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.file);
+    std::string bytes;
+    readstat_writer_t* writer = readstat_writer_init();
+    readstat_set_data_writer(writer, AppendBytes);
+    if (std::string(row.file) == "u.zsav") readstat_writer_set_compression(writer, READSTAT_COMPRESS_BINARY);
+    readstat_label_set_t* labels = readstat_add_label_set(writer, READSTAT_TYPE_DOUBLE, "labels");
+    if (row.lettered) readstat_label_tagged_value(labels, 'r', "refused");
+    if (!row.lettered) readstat_label_double_value(labels, 98, "refused");
+    readstat_variable_t* plain = readstat_add_variable(writer, "plain", READSTAT_TYPE_DOUBLE, 0);
+    readstat_variable_t* income = readstat_add_variable(writer, "income", READSTAT_TYPE_DOUBLE, 0);
+    readstat_variable_set_label_set(income, labels);
+    if (!row.lettered) {
+      readstat_variable_add_missing_double_value(income, 96);
+      readstat_variable_add_missing_double_range(income, 97, 99);
+    }
+    ASSERT_EQ(row.begin(writer, &bytes, 5), READSTAT_OK);
+    for (int i = 0; i < 5; ++i) {
+      readstat_begin_row(writer);
+      readstat_insert_double_value(writer, plain, 97);
+      if (i == 2) {
+        readstat_insert_missing_value(writer, income);
+      } else if (row.lettered && (i == 1 || i == 4)) {
+        readstat_insert_tagged_missing_value(writer, income, i == 1 ? 'a' : 'r');
+      } else {
+        const double values[] = {10, 96, 0, 30, 98};
+        readstat_insert_double_value(writer, income, values[i]);
+      }
+      readstat_end_row(writer);
+    }
+    ASSERT_EQ(readstat_end_writing(writer), READSTAT_OK);
+    readstat_writer_free(writer);
+
+    const std::string path = WriteFile(row.file, bytes);
+    EXPECT_EQ(Show(ReadTable(path).Variable(2)), "income: 10 . . 30 .");
+    UserMissing missing;
+    ReadOptions options;
+    options.userMissing = &missing;
+    Table table = ReadTable(path, options);
+    Column& income2 = table.Variable(2);
+    EXPECT_EQ(Show(income2), "income: 10 . . 30 .");
+    ASSERT_EQ(missing.size(), 1u);
+    const double first = row.lettered ? LetteredMissing('a') : 96,
+                 second = row.lettered ? LetteredMissing('r') : 98;
+    const std::vector<double> codes = RestoreUserMissing(missing["income"], income2);
+    EXPECT_THAT(codes, ::testing::UnorderedElementsAre(first, second));
+    EXPECT_THAT(income2.values, ElementsAre(10, first, kMissing, 30, second));
+    ASSERT_NE(income2.LabelOf(second), nullptr);
+    EXPECT_EQ(*income2.LabelOf(second), "refused");
+    if (row.lettered) {
+      ASSERT_NE(income2.LabelOf(first), nullptr);
+      EXPECT_EQ(*income2.LabelOf(first), ".a");
+    }
+    RemoveUserMissing(missing["income"], income2);
+    EXPECT_EQ(Show(income2), "income: 10 . . 30 .");
+    // Codes that the user calls missing stay so.
+    if (row.lettered) continue;
+    SetMissingCode(table, "income", 98);
+    EXPECT_THAT(RestoreUserMissing(missing["income"], income2), ElementsAre(96));
+  }
+}
+
 }  // namespace
 }  // namespace velmora

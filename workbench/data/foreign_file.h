@@ -24,6 +24,7 @@ struct ForeignFile {
   std::string extension;  // lower case, without the dot
   int threads = 0;        // of DuckDB; 0 = one per processor
   TablePart part;
+  bool keepsUserMissing = false;  // hands them over beside the rows
 
   bool IsFile() const { return extension.empty() || extension.front() != '/'; }
 };

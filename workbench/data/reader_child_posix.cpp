@@ -234,8 +234,9 @@ class ChannelSink : public RowSink {
 
 void Serve(const ReaderRequest& request) {
   // By its descriptor, so that no library sees a path with characters that it takes for a pattern.
-  ForeignFile file{request.path, "/proc/self/fd/" + std::to_string(kFileDescriptor), request.extension,
-                   request.threads, request.part};
+  ForeignFile file{request.path,      "/proc/self/fd/" + std::to_string(kFileDescriptor),
+                   request.extension, request.threads,
+                   request.part,      request.keepsUserMissing};
   if (!file.IsFile()) file.openPath = request.address;
   ChannelSink sink(request.limits.idleCpuSeconds);
   RunForeignReader(file, sink);

@@ -117,8 +117,9 @@ class ReaderProcess {
       const Descriptor other(ends[1]);
       Start(program, other, file);
     }
-    const std::string request = Pack(
-        ReaderRequest{source.path, source.openPath, source.extension, source.threads, limits, source.part});
+    const std::string request =
+        Pack(ReaderRequest{source.path, source.openPath, source.extension, source.threads, limits,
+                           source.part, source.keepsUserMissing});
     Message message;
     message.type = MessageType::kRequest;
     Send(message, request);

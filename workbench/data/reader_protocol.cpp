@@ -29,6 +29,7 @@ std::string Pack(const ReaderRequest& request) {
   out.Put(request.threads);
   out.Put(request.limits);
   for (const std::string* text : PartsOf(request.part)) out.Put(*text);
+  out.Put(static_cast<std::uint8_t>(request.keepsUserMissing));
   return out.Bytes();
 }
 
@@ -41,6 +42,7 @@ ReaderRequest UnpackRequest(std::string_view bytes) {
   request.threads = in.Take<int>();
   request.limits = in.Take<ReaderLimits>();
   for (std::string* text : PartsOf(request.part)) *text = in.TakeText();
+  request.keepsUserMissing = in.Take<std::uint8_t>() != 0;
   return request;
 }
 
@@ -102,6 +104,15 @@ std::string Pack(const ForeignDetails& details) {
   }
   out.Put(static_cast<std::uint64_t>(details.warnings.size()));
   for (const std::string& warning : details.warnings) out.Put(warning);
+  out.Put(static_cast<std::uint64_t>(details.userMissing.size()));
+  for (const auto& [column, cells] : details.userMissing) {
+    out.Put(column);
+    out.Put(static_cast<std::uint64_t>(cells.rows.size()));
+    for (std::size_t k = 0; k < cells.rows.size(); ++k) {
+      out.Put(cells.rows[k]);
+      out.Put(cells.values[k]);
+    }
+  }
   return out.Bytes();
 }
 
@@ -125,6 +136,15 @@ ForeignDetails UnpackDetails(std::string_view bytes) {
   }
   const auto warnings = in.Take<std::uint64_t>();
   for (std::uint64_t i = 0; i < warnings; ++i) details.warnings.push_back(in.TakeText());
+  const auto variables = in.Take<std::uint64_t>();
+  for (std::uint64_t i = 0; i < variables; ++i) {
+    UserMissingCells& cells = details.userMissing[in.Take<std::uint64_t>()];
+    const auto count = in.Take<std::uint64_t>();
+    for (std::uint64_t k = 0; k < count; ++k) {
+      cells.rows.push_back(in.Take<std::uint32_t>());
+      cells.values.push_back(in.Take<double>());
+    }
+  }
   return details;
 }
 

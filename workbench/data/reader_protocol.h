@@ -57,6 +57,7 @@ struct ReaderRequest {
   int threads = 0;
   ReaderLimits limits;
   TablePart part;
+  bool keepsUserMissing = false;
 };
 
 // Values end to end; texts and lists with their length first.

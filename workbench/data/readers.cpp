@@ -78,7 +78,8 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
                          warnings);
   }
   if (IsForeignExtension(extension)) {
-    const ForeignFile file{path, path, extension, options.threads, options.part};
+    const ForeignFile file{
+        path, path, extension, options.threads, options.part, options.userMissing != nullptr};
     return ReadForeignFile(file, options, LimitsFor(file), table, warnings);
   }
   if (extension == "xls")

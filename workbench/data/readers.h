@@ -65,6 +65,7 @@
 #include "workbench/data/table.h"
 #include "workbench/data/table_part.h"
 #include "workbench/data/text_format.h"
+#include "workbench/data/user_missing.h"
 
 namespace velmora {
 
@@ -79,6 +80,8 @@ struct ReadOptions {
   // Texts that mean a missing value in any column, e.g. {"NA", "n/a"}.
   std::vector<std::string> missingTexts;
   TablePart part;  // of a file with more than one table
+  // Gets the values that the file declares missing, which are missing in the table; null: not wanted.
+  UserMissing* userMissing = nullptr;
   // Of delimited text: which of the columns with these names are read, one at least; empty: all.
   // Asked only where the others do not matter for how these are read. The others have no values.
   std::function<std::vector<bool>(const std::vector<std::string>& names)> choose;

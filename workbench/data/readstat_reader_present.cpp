@@ -137,7 +137,9 @@ class StatReader {
       if (readstat_value_type_class(value) == READSTAT_TYPE_CLASS_STRING) {
         const char* text = readstat_string_value(value);
         set.texts[text != nullptr ? text : ""] = label;
-      } else if (!readstat_value_is_tagged_missing(value) && !readstat_value_is_system_missing(value)) {
+      } else if (readstat_value_is_tagged_missing(value) != 0) {
+        if (reader.file_.keepsUserMissing) set.numbers[LetteredMissing(readstat_value_tag(value))] = label;
+      } else if (readstat_value_is_system_missing(value) == 0) {
         set.numbers[readstat_double_value(value)] = label;
       }
     });
@@ -185,7 +187,10 @@ class StatReader {
       EndRow();
     }
     const bool isText = header_.columns.at(index).kind == CellKind::kText;
-    if (readstat_value_is_missing(value, variable) != 0) return rows_->AddMissing(index);
+    if (readstat_value_is_missing(value, variable) != 0) {
+      if (file_.keepsUserMissing && !isText) KeepUserMissing(index, variable, value);
+      return rows_->AddMissing(index);
+    }
     if (isText) {
       const char* text = readstat_string_value(value);
       // SPSS and SAS pad texts with blanks on the right.
@@ -197,6 +202,17 @@ class StatReader {
       rows_->AddNumber(index,
                        dates_[index].unit == DateUnit::kNone ? number : FromFileTime(dates_[index], number));
     }
+  }
+
+  void KeepUserMissing(std::size_t index, readstat_variable_t* variable, readstat_value_t value) {
+    const bool isLettered = readstat_value_is_tagged_missing(value) != 0;
+    if (!isLettered && readstat_value_is_defined_missing(value, variable) == 0) return;
+    UserMissingCells& cells = details_.userMissing[index];
+    cells.rows.push_back(static_cast<std::uint32_t>(endedRows_));
+    const double number =
+        isLettered ? LetteredMissing(readstat_value_tag(value)) : readstat_double_value(value);
+    const bool isDate = !isLettered && dates_[index].unit != DateUnit::kNone;
+    cells.values.push_back(isDate ? FromFileTime(dates_[index], number) : number);
   }
 
   // All variables are known.

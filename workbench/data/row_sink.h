@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "workbench/data/table.h"
+#include "workbench/data/user_missing.h"
 
 namespace velmora {
 
@@ -55,8 +56,9 @@ struct LabelSet {
 // What is known only after the last row.
 struct ForeignDetails {
   std::map<std::string, LabelSet> labelSets;
-  std::int64_t weightColumn = -1;     // the column that the file weights its cases by
-  std::vector<std::string> warnings;  // a sentence each
+  std::int64_t weightColumn = -1;                         // the column that the file weights its cases by
+  std::vector<std::string> warnings;                      // a sentence each
+  std::map<std::uint64_t, UserMissingCells> userMissing;  // by column; empty unless asked for
 };
 
 inline constexpr std::uint64_t kNoBitmap = ~std::uint64_t{0};

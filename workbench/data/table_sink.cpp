@@ -173,6 +173,13 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
     }
     ApplyLabels(source, column);
     if (details_.weightColumn == static_cast<std::int64_t>(i)) table.declaredWeight = column.name;
+    if (const auto cells = details_.userMissing.find(i);
+        cells != details_.userMissing.end() && options_.userMissing != nullptr) {
+      const auto known = [&](std::uint32_t row) { return row < column.values.size(); };
+      if (!std::all_of(cells->second.rows.begin(), cells->second.rows.end(), known))
+        throw DataError("Cannot read " + path_ + ": a case of " + column.name + " is unknown.");
+      options_.userMissing->insert_or_assign(column.name, cells->second);
+    }
     table.columns.push_back(std::move(column));
   }
   AppendSentences(notes, path_, warnings);
