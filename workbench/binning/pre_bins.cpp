@@ -61,7 +61,8 @@ class Counter {
     const double weight = WeightOf(response_, index);
     AddTo(bins_.sums, bin, index, weight);
     if (folds_.empty()) return;
-    if (!response_.weightsAreCounts) return AddTo(bins_.folds[folds_[index]], bin, index, weight);
+    if (!response_.weightsAreCounts || response_.isClustered)
+      return AddTo(bins_.folds[folds_[index]], bin, index, weight);
     // The equal cases of a row are dealt out one by one, at random like other cases. Where they are
     // so many that chance hardly matters, and for fractions of a case, all folds get the same.
     constexpr double kMostDealt = 10000;
@@ -86,7 +87,7 @@ class Counter {
   void AddTo(PreBinSums& sums, std::size_t bin, std::size_t index, double weight) const {
     const double cases = response_.weightsAreCounts ? weight : 1;
     sums.cases[bin] += cases;
-    sums.squaredWeights += response_.weightsAreCounts ? weight : weight * weight;
+    sums.squaredWeights += response_.clusterEffect * (response_.weightsAreCounts ? weight : weight * weight);
     if (!response_.continuous) {
       sums.values[bin * sums.Stride() + response_.classOf[index]] += weight;
       return;
@@ -198,6 +199,39 @@ std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response) {
   });
   Dealer dealer(0);
   for (const std::uint32_t index : cases) folds[index] = dealer.Next();
+  return folds;
+}
+
+std::vector<std::uint8_t> ClusterFolds(const stats::TreeResponse& response,
+                                       const stats::SurveyDesign& design) {
+  std::vector<std::uint8_t> folds(response.caseCount, 0);
+  struct Cluster {
+    std::size_t number;
+    double mean;
+  };
+  std::vector<Cluster> clusters;  // of a stratum, with cases that count
+  Dealer dealer(0);
+  for (const stats::SurveyDesign::Range& stratum : design.strata) {
+    clusters.clear();
+    for (std::size_t k = stratum.begin; k < stratum.end; ++k) {
+      double sum = 0, weights = 0;
+      for (std::size_t at = design.clusters[k].begin; at < design.clusters[k].end; ++at) {
+        const std::size_t index = design.cases[at];
+        if (!CountsForResponse(response, index)) continue;
+        const double weight = WeightOf(response, index);
+        weights += weight;
+        sum += weight * (response.continuous ? response.deviations[index] : response.classOf[index]);
+      }
+      if (weights > 0) clusters.push_back({k, sum / weights});
+    }
+    std::stable_sort(clusters.begin(), clusters.end(),
+                     [](const Cluster& a, const Cluster& b) { return a.mean < b.mean; });
+    for (const Cluster& cluster : clusters) {
+      const std::uint8_t fold = dealer.Next();
+      const stats::SurveyDesign::Range& range = design.clusters[cluster.number];
+      for (std::size_t at = range.begin; at < range.end; ++at) folds[design.cases[at]] = fold;
+    }
+  }
   return folds;
 }
 

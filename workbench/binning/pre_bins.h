@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "workbench/binning/partition.h"
+#include "workbench/stats/cluster_covariance.h"
 #include "workbench/stats/sorted_order.h"
 #include "workbench/stats/tree.h"
 
@@ -33,6 +34,11 @@ struct PreBins {
 // case numbers alone. So equal data give equal folds, and a period in the order of the cases does
 // not matter.
 std::vector<std::uint8_t> StratifiedFolds(const stats::TreeResponse& response);
+
+// The same for a sample of clusters within strata: whole clusters, each ten of a stratum with
+// neighbouring means of the response spread over the folds.
+std::vector<std::uint8_t> ClusterFolds(const stats::TreeResponse& response,
+                                       const stats::SurveyDesign& design);
 
 // The pre-bins of an ordered predictor: order is its sorted column, cases that do not count for the
 // response are left out. At most limit (>= 2) of them; a value that alone holds 1/limit of the

@@ -6,8 +6,10 @@
 #include <memory>
 #include <numeric>
 #include <optional>
+#include <utility>
 
 #include "workbench/data/errors.h"
+#include "workbench/ranking/survey_design.h"
 #include "workbench/ranking/test_pairs.h"
 #include "workbench/stats/cluster_covariance.h"
 
@@ -93,73 +95,12 @@ class CaseCollector {
     }
   }
 
-  // All cases with a weight are of the sample, whatever is selected: a selection is a part of the
-  // population. Clusters are numbered within their strata.
   void TakeDesign(Cases& cases) {
-    const Column* const strata = plan_.strata == 0 ? nullptr : &table_.Variable(plan_.strata);
-    const Column* const clusters = plan_.clusters == 0 ? nullptr : &table_.Variable(plan_.clusters);
-    const auto valueOf = [&](const Column* column, std::uint32_t i, double otherwise) {
-      return column == nullptr ? otherwise : column->values[i];
-    };
-    std::vector<std::uint32_t>& order = cases.design.cases;
-    for (std::uint32_t i = 0; i < cases.Count(); ++i) {
-      const bool weighted =
-          plan_.weight == 0 || (!IsAbsent(table_.Variable(plan_.weight), i) &&
-                                !NearlyEqualDoubles(table_.Variable(plan_.weight).values[i], 0));
-      if (!weighted) continue;
-      bool known = true;
-      for (const Column* column : {strata, clusters}) {
-        if (column == nullptr || !IsAbsent(*column, i)) continue;
-        known = false;
-        if (cases.used[i] != 0)
-          throw DataError(std::string(column == strata ? "The stratum " : "The cluster ") + column->name +
-                          " of case " + std::to_string(i + 1) + " is missing.");
-      }
-      if (known) order.push_back(i);
-    }
-    const auto key = [&](std::uint32_t i) {
-      return std::pair(valueOf(strata, i, 0), valueOf(clusters, i, static_cast<double>(i)));
-    };
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::uint32_t a, std::uint32_t b) { return key(a) < key(b); });
-    AddRanges(cases, key);
-  }
-
-  template <typename Key>
-  void AddRanges(Cases& cases, Key key) {
-    stats::SurveyDesign& design = cases.design;
-    bool clusterUsed = false, stratumUsed = false;
-    const auto closeCluster = [&](std::size_t end) {
-      design.clusters.back().end = end;
-      ranking_.clusters += clusterUsed ? 1 : 0;
-      clusterUsed = false;
-    };
-    const auto closeStratum = [&] {
-      design.strata.back().end = design.clusters.size();
-      if (!stratumUsed) return;
-      ++ranking_.strata;
-      stratumUsed = false;
-      if (design.strata.back().end - design.strata.back().begin == 1) ++ranking_.lonelyStrata;
-    };
-    for (std::size_t at = 0; at < design.cases.size(); ++at) {
-      const auto now = key(design.cases[at]);
-      const bool isFirst = at == 0;
-      const auto before = isFirst ? now : key(design.cases[at - 1]);
-      if (!isFirst && now != before) closeCluster(at);
-      if (!isFirst && now.first != before.first) closeStratum();
-      if (isFirst || now.first != before.first) design.strata.push_back({design.clusters.size(), 0});
-      if (isFirst || now != before) design.clusters.push_back({at, 0});
-      const bool used = cases.used[design.cases[at]] != 0;
-      clusterUsed = clusterUsed || used;
-      stratumUsed = stratumUsed || used;
-    }
-    if (design.cases.empty()) return;
-    closeCluster(design.cases.size());
-    closeStratum();
-    design.degreesOfFreedom = static_cast<double>(ranking_.clusters) - static_cast<double>(ranking_.strata);
-    if (!(design.degreesOfFreedom > 0))
-      throw DataError("The design has as many strata as clusters (" + std::to_string(ranking_.strata) +
-                      "), which leaves no variance to compare.");
+    SurveySample sample = MakeSurveySample(table_, cases.used, {plan_.strata, plan_.clusters, plan_.weight});
+    cases.design = std::move(sample.design);
+    ranking_.strata = sample.strata;
+    ranking_.clusters = sample.clusters;
+    ranking_.lonelyStrata = sample.lonelyStrata;
   }
 
   void TakeCounts(Cases& cases) {
@@ -285,7 +226,7 @@ class PairPass {
       joined_.groupOf[i] = g < groups.count ? static_cast<std::uint32_t>(bins.binOf[g]) : joined_.count;
     }
     Run(joined_, outcome, seed, pair);
-    CorrectForSearch(sums.Count(), intervals, pair);
+    CorrectForSearch(sums.Count(), pair.association.levels, intervals, true, pair.association);
   }
 
  private:

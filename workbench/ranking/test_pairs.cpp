@@ -88,6 +88,22 @@ void Order(RankedOutcome& outcome, const RankingPlan& plan) {
   });
 }
 
+// Logarithm of the number of ways to divide n things into k groups (Stirling number of the second
+// kind): S(n, k) = k S(n - 1, k) + S(n - 1, k - 1).
+double LogPartitionsOfSet(std::size_t n, std::size_t k) {
+  std::vector<double> logs(k + 1, -std::numeric_limits<double>::infinity());
+  logs[0] = 0;
+  for (std::size_t things = 1; things <= n; ++things) {
+    for (std::size_t groups = std::min(things, k); groups >= 1; --groups) {
+      const double joined = std::log(static_cast<double>(groups)) + logs[groups], alone = logs[groups - 1];
+      const double larger = std::max(joined, alone), smaller = std::min(joined, alone);
+      logs[groups] = std::isinf(larger) ? larger : larger + std::log1p(std::exp(smaller - larger));
+    }
+    logs[0] = -std::numeric_limits<double>::infinity();
+  }
+  return logs[k];
+}
+
 }  // namespace
 
 bool HasTooManyCells(std::size_t cells, std::size_t caseCount) {
@@ -112,14 +128,13 @@ binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals) 
   return binning::FindOrderedBins(sums, rules);
 }
 
-void CorrectForSearch(std::size_t fineGroups, int intervals, RankedPair& pair) {
-  double largest = 0, partitions = 0;
-  const std::size_t most = std::min(static_cast<std::size_t>(std::max(intervals, 2)), fineGroups);
-  for (std::size_t k = 2; k <= most; ++k)
-    largest = std::max(largest, binning::LogChoose(fineGroups - 1, k - 1));
-  for (std::size_t k = 2; k <= most; ++k)
-    partitions += std::exp(binning::LogChoose(fineGroups - 1, k - 1) - largest);
-  pair.association.logP = std::min(0.0, pair.association.logP + largest + std::log(partitions));
+void CorrectForSearch(std::size_t fineGroups, std::size_t found, int most, bool ordered,
+                      stats::Association& association) {
+  if (found < 1 || found > fineGroups) return;
+  const auto numbers = std::min(static_cast<double>(most), static_cast<double>(fineGroups));
+  const double partitions =
+      ordered ? binning::LogChoose(fineGroups - 1, found - 1) : LogPartitionsOfSet(fineGroups, found);
+  association.logP = std::min(0.0, association.logP + std::log(std::max(numbers, 1.0)) + partitions);
 }
 
 void AdjustAndOrder(const RankingPlan& plan, Ranking& ranking) {

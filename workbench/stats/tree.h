@@ -63,6 +63,9 @@ struct TreeResponse {
   bool weightsAreCounts = false;      // a weight is the number of equal cases that a row stands for
   std::vector<std::uint8_t> present;  // 0 for a case that does not count; empty: every case counts
   std::size_t caseCount = 0;
+  // Of a sample of clusters: each is in one fold, and so many of its cases are worth an independent one.
+  bool isClustered = false;
+  double clusterEffect = 1;
 };
 
 // A case counts when it is selected (empty: all are), its weight is finite and above 0 (empty: no

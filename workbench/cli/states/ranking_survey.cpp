@@ -74,7 +74,7 @@ class PairTester {
   void TestJoined(const Grid& grid, std::uint64_t seed, int intervals, ranking::RankedPair& pair) const {
     if (grid.groups < 2) return Test(grid, seed, pair);
     Test(Joined(grid, ranking::JoinGroups(PreBinsOf(grid), intervals)), seed, pair);
-    ranking::CorrectForSearch(grid.groups, intervals, pair);
+    ranking::CorrectForSearch(grid.groups, pair.association.levels, intervals, true, pair.association);
   }
 
  private:
