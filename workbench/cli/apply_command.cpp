@@ -21,6 +21,7 @@
 #include "workbench/data/save.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
+#include "workbench/scorecard/binned_cases.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -121,7 +122,25 @@ void ReportWarnings(const std::vector<std::string>& warnings) {
 struct AppliedFile {
   std::string path;
   CodingProgram program;
-  std::set<std::string> scores;  // variables of its scorecards
+  std::set<std::string> scores;             // variables of its scorecards
+  std::map<int, UserMissingCells> special;  // of the data, that it has bins for
+};
+
+// Puts values that the data declare missing into the table for as long as it lives.
+class RestoredCells {
+ public:
+  RestoredCells(const std::map<int, UserMissingCells>& cells, Table& table) : cells_(cells), table_(table) {
+    for (const auto& [number, own] : cells_) RestoreUserMissing(own, table_.Variable(number));
+  }
+  ~RestoredCells() {
+    for (const auto& [number, own] : cells_) RemoveUserMissing(own, table_.Variable(number));
+  }
+  RestoredCells(const RestoredCells&) = delete;
+  RestoredCells& operator=(const RestoredCells&) = delete;
+
+ private:
+  const std::map<int, UserMissingCells>& cells_;
+  Table& table_;
 };
 
 std::set<std::string> ScoreVariablesOf(const CodingFile& file) {
@@ -137,8 +156,8 @@ std::set<std::string> ScoreVariablesOf(const CodingFile& file) {
 
 // Everything is compiled before anything runs, so a faulty file costs no time. kept: the variables
 // that the result has besides the coded ones.
-std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& table,
-                                 const std::vector<int>& kept) {
+std::vector<AppliedFile> Compile(const CommandOptions& options, const UserMissing& userMissing,
+                                 const std::vector<int>& kept, Table& table) {
   std::vector<AppliedFile> files;
   std::vector<std::string> notices;
   std::map<std::string, std::string> madeBy;
@@ -149,7 +168,11 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const Table& tab
     if (unseen.rule != UnseenLevels::Rule::kAsSaved && !std::holds_alternative<SavedBins>(file.content))
       throw UsageError("--unseen " + options.unseen + " works with bins of --bins; " + path +
                        " holds rules, which give unseen levels no bin.");
-    files.push_back({path, CodingProgram(file, table, notices, unseen), ScoreVariablesOf(file)});
+    std::map<int, UserMissingCells> special;
+    if (const auto* const bins = std::get_if<SavedBins>(&file.content))
+      special = CoveredUserMissing(*bins, userMissing, table);
+    const RestoredCells restored(special, table);
+    files.push_back({path, CodingProgram(file, table, notices, unseen), ScoreVariablesOf(file), special});
     if (options.onlyScores && files.back().scores.empty())
       throw UsageError("--only-scores: " + path + " has no scorecard; velmora scorecard --save makes one.");
     for (const std::string& name : files.back().program.TargetNames()) {
@@ -227,6 +250,7 @@ void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& op
   std::set<std::string> reported;  // variables with values that are not covered
   WorkerPool pool(options.data.threads);
   for (AppliedFile& file : files) {
+    const RestoredCells restored(file.special, table);
     ProgressBar bar;
     bar.Start("Applying " + file.path);
     std::vector<Column> columns = file.program.Run(
@@ -264,7 +288,9 @@ int RunMonitor(const CommandOptions& options, const std::vector<std::string>& ar
   const auto* const bins = std::get_if<SavedBins>(&file.content);
   if (bins == nullptr)
     throw UsageError("--monitor needs bins of --bins or a scorecard; " + path + " holds rules.");
-  const Table table = LoadTable(options.data);
+  UserMissing userMissing;
+  Table table = LoadTable(options.data, userMissing);
+  RestoreCovered(*bins, userMissing, table);
   StabilityReport report = Monitor(*bins, path, table, options.monitor);
   report.provenance = ProvenanceOf("apply", arguments, options.data.path);
   for (const std::string& notice : report.notices) Warn(notice);
@@ -289,14 +315,15 @@ int RunMonitor(const CommandOptions& options, const std::vector<std::string>& ar
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   if (options.monitor.monitor) return RunMonitor(options, arguments);
-  Table table = LoadTable(options.data);
+  UserMissing userMissing;
+  Table table = LoadTable(options.data, userMissing);
   std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
   if (options.keep.empty()) {
     kept.resize(table.columns.size());
     std::iota(kept.begin(), kept.end(), 1);
   }
   const std::size_t firstCoded = table.columns.size();
-  std::vector<AppliedFile> files = Compile(options, table, kept);
+  std::vector<AppliedFile> files = Compile(options, userMissing, kept, table);
   AddCodedVariables(files, options, table);
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);

@@ -25,11 +25,11 @@ Examples:
       velmora apply recodes/*.ini june.csv --keep id | head
 
 A case has no value where the predictor is missing or has a level that screening has not seen, unless the saved bins
-have a bin for it. Cases with a missing value and cases with an unseen level are counted apart, the latter with the
-names of the levels; there is a warning when DATA has none of the levels that a file names. A text in a column of
-numbers costs that one value, which counts as missing, and the case is named. A recode file names only its predictor;
-the file recode_names.json beside it, which --recode writes, has the name of the variable, which is otherwise
-PREDICTOR_Coded.
+have a bin for it; values that an SPSS, Stata or SAS file declares missing go to the bins of their codes. Cases with a
+missing value and cases with an unseen level are counted apart, the latter with the names of the levels; there is a
+warning when DATA has none of the levels that a file names. A text in a column of numbers costs that one value, which
+counts as missing, and the case is named. A recode file names only its predictor; the file recode_names.json beside
+it, which --recode writes, has the name of the variable, which is otherwise PREDICTOR_Coded.
 
 New values
   --unseen missing|error|LABEL

@@ -89,8 +89,9 @@ std::vector<bool> ColumnsFor(const std::vector<std::string>& values, const std::
   }
 }
 
-Table ReadFile(const DataOptions& options, const std::vector<std::string>& names) {
+Table ReadFile(const DataOptions& options, const std::vector<std::string>& names, UserMissing* userMissing) {
   ReadOptions reading = ReadingOptionsOf(options);
+  reading.userMissing = userMissing;
   if (!names.empty())
     reading.choose = [&](const std::vector<std::string>& columns) { return ColumnsFor(names, columns); };
   ProgressBar bar;
@@ -140,7 +141,12 @@ ReadOptions ReadingOptionsOf(const DataOptions& options) {
   return reading;
 }
 
-Table LoadTable(const DataOptions& options) { return LoadTable(options, {}); }
+Table LoadTable(const DataOptions& options) { return LoadTable(options, std::vector<std::string>()); }
+
+Table LoadTable(const DataOptions& options, UserMissing& userMissing) {
+  options.RequireData(" after the command");
+  return PrepareTable(ReadFile(options, {}, &userMissing), options);
+}
 
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names) {
   options.RequireData(" after the command");
@@ -151,7 +157,7 @@ Table LoadTable(const DataOptions& options, const std::vector<std::string>& name
     for (const auto* values : {&options.missingCodes, &options.since})
       for (const std::string& value : *values) needed.push_back(value.substr(0, value.rfind('=')));
   }
-  return PrepareTable(ReadFile(options, needed), options);
+  return PrepareTable(ReadFile(options, needed, nullptr), options);
 }
 
 Table PrepareTable(Table table, const DataOptions& options, int inferredCount) {

@@ -18,6 +18,8 @@ ReadOptions ReadingOptionsOf(const DataOptions& options);
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
 // DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
+// The same, with the values that the file declares missing.
+Table LoadTable(const DataOptions& options, UserMissing& userMissing);
 // The same for a run that uses only the variables that these values of options name. The cases of
 // others are missing where that saves time.
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names);

@@ -19,6 +19,38 @@ double ValueOfCode(const Column& column, const std::string& code) {
 
 }  // namespace
 
+std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const UserMissing& userMissing,
+                                                   const Table& table) {
+  std::map<int, UserMissingCells> covered;
+  for (const SavedResponse& response : bins.responses) {
+    for (const SavedPredictor& predictor : response.predictors) {
+      const int number = FindVariable(table, predictor.name);
+      const auto cells = number == 0 ? userMissing.end() : userMissing.find(table.Variable(number).name);
+      if (cells == userMissing.end() || covered.contains(number)) continue;
+      std::vector<double> levels;
+      for (const SavedLevel& level : predictor.levels) {
+        if (level.number) levels.push_back(*level.number);
+      }
+      UserMissingCells kept;
+      for (std::size_t k = 0; k < cells->second.rows.size(); ++k) {
+        const double value = cells->second.values[k];
+        if (std::none_of(levels.begin(), levels.end(),
+                         [value](double level) { return NearlyEqualDoubles(level, value); }))
+          continue;
+        kept.rows.push_back(cells->second.rows[k]);
+        kept.values.push_back(value);
+      }
+      if (!kept.rows.empty()) covered.emplace(number, std::move(kept));
+    }
+  }
+  return covered;
+}
+
+void RestoreCovered(const SavedBins& bins, const UserMissing& userMissing, Table& table) {
+  for (const auto& [number, cells] : CoveredUserMissing(bins, userMissing, table))
+    RestoreUserMissing(cells, table.Variable(number));
+}
+
 BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& file, const Table& table,
                          std::vector<std::string>& notices, const std::function<bool(double)>& goesOn) {
   // Coded with the number of the bin as its only figure.

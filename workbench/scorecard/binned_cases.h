@@ -8,16 +8,25 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/table.h"
+#include "workbench/data/user_missing.h"
 #include "workbench/data/weight_meaning.h"
 #include "workbench/language/selection.h"
 
 namespace velmora {
+
+// The values that a file declares missing and that the bins have a place for, by variable number of the
+// table: special codes of the run that made the bins.
+std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const UserMissing& userMissing,
+                                                   const Table& table);
+// The same, put back into the table.
+void RestoreCovered(const SavedBins& bins, const UserMissing& userMissing, Table& table);
 
 struct BinnedPredictor {
   static constexpr std::int32_t kNoBin = -1;

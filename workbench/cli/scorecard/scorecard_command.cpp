@@ -7,6 +7,7 @@
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/scorecard/scorecard_run.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/scorecard/binned_cases.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -122,12 +123,18 @@ int RunScorecardCommand(const std::vector<std::string>& arguments) {
   const RunFiles files = FilesOf(options, formats);
   const SavedBins bins = ParseBinsJson(ReadWholeFile(options.bins), options.bins);
   BinaryResponseOf(bins, options.bins, options.request.response);  // before the data are read
-  const Table table = LoadTable(options.data);
+  const auto load = [&](const DataOptions& data) {
+    UserMissing userMissing;
+    Table table = LoadTable(data, userMissing);
+    RestoreCovered(bins, userMissing, table);
+    return table;
+  };
+  const Table table = load(options.data);
   std::optional<Table> test;
   if (!options.test.empty()) {
     DataOptions data = options.data;
     data.path = options.test;
-    test = LoadTable(data);
+    test = load(data);
   }
   ScorecardReport report = MakeScorecard(table, bins, options.bins, options.request, test);
   report.provenance = ProvenanceOf("scorecard", arguments, options.data.path);
