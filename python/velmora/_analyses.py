@@ -184,6 +184,8 @@ def monitor(
     response: str | None = None,
     fail_on: Sequence[str] | str | None = None,
     weight: str | None = None,
+    count: str | None = None,
+    raw_weights: bool = False,
     select: str | None = None,
     progress: Progress | bool | None = None,
 ) -> MonitorResult:
@@ -205,6 +207,10 @@ def monitor(
         Conditions such as ``"psi>0.25"``; ``met`` of the result lists those that hold.
     weight, select, progress
         As for :func:`rank`.
+    count : str, optional
+        The column of the number of equal cases that a row stands for.
+    raw_weights : bool, default=False
+        Weights as they are instead of relative to their mean.
 
     Returns
     -------
@@ -225,6 +231,7 @@ def monitor(
     with _progress.shown(progress) as report, session.reporting(report):
         _frames.load(session, data)
         options = {"response": response, "fail-on": fail_on, "weight": weight, "select": select}
+        options |= {"count": count, "raw-weights": raw_weights}
         handle = session.load_bins(saved._text).monitor(options)
     result = MonitorResult(handle, _frames.kind_of(data), session.notices())
     result.notices += result.json["run"]["notices"]

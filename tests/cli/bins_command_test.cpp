@@ -226,7 +226,7 @@ TEST(Bins, SpecialCodesThatDoNotFitAreRefused) {
     const char* said;
   };
   const Row rows[] = {
-      {{"--special", "income"}, 2, "--special takes NAME=CODE,..., not income"},
+      {{"--special", "income"}, 2, "--special takes NAME=CODE,... or user-missing, not income"},
       {{"--special", "incom=-999"}, 2, "did you mean \"income\"?"},
       {{"--special", "income="}, 2, "write codes after income=, such as -999,-998"},
       {{"--special", "income=x"}, 2, "--special: "},

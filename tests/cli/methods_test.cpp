@@ -44,10 +44,18 @@ TEST(Methods, ExamplesOfTheDocument) {
   EXPECT_NEAR(copy["addsShare"], 0, 1e-12);
   EXPECT_GE(copy["searchP"], 0.05 - 1e-12);
 
+  std::string clusters = "y,g,c\n";
+  for (int i = 0; i < 200; ++i)
+    clusters +=
+        std::string(i / 10 % 2 == 0 ? "yes," : "no,") + "ab"[i % 2] + "," + std::to_string(i / 10) + "\n";
+  const Json sample = JsonFrom({"screen", folder.Write("c.csv", clusters), "--binary-response", "y", "--good",
+                                "yes", "--bad", "no", "--clusters", "c"})["responses"][0]["cases"];
+  EXPECT_NEAR(200 / sample["effective"].get<double>(), 199.0 / 19, 1e-9);
+
   const std::string text = ReadFile(SourceDir() + "/docs/methods.md");
   for (const char* figure :
        {"X² = 4, p = 0.0455, V = 0.2", "= 0.174", "= 1.25", "q = 0.04, 0.0533, 0.0533, 0.2",
-        "n = 200²/500 = 80", "p = 1/20 = 0.05", "adds 0 %"})
+        "n = 200²/500 = 80", "p = 1/20 = 0.05", "adds 0 %", "199/19 = 10.47"})
     EXPECT_NE(text.find(figure), std::string::npos) << figure;
 }
 

@@ -57,6 +57,9 @@ TEST(ScreenBy, GroupsOfCasesAreCompared) {
                                          "--good", "good", "--bad", "bad", "--by", "amount"});
   EXPECT_EQ(many.exitCode, 2);
   ExpectSaid(many, {"--by: amount has more than 50 values"});
+  const ProcessResult response = RunVelmora(With(run, {"--by", "risk"}));
+  EXPECT_EQ(response.exitCode, 2);
+  ExpectSaid(response, {"--by: risk is the response"});
   const ProcessResult one = RunVelmora(With(run, {"--by", "year", "--select", "year = 2023"}));
   EXPECT_EQ(one.exitCode, 2);
   ExpectSaid(one, {"--by: year has one value"});

@@ -212,6 +212,8 @@ TEST(ScreenEvidence, PermutationsJudgeTheWholeSearch) {
   EXPECT_EQ(below, 0);
   const ProcessResult text = RunVelmora(With({"screen", data}, run));
   ExpectSaid({0, "", text.out}, {"adj. p"});
+  ExpectSaid(RunVelmora(With({"screen", data}, With(kFlag, {"--predictors", "strong", "--rank-by", "p"}))),
+             {"--rank-by p: these are the p-values of bins that were searched for"});
 }
 
 TEST(ScreenEvidence, WarnsOfLeakageAndIdentifiers) {
@@ -239,7 +241,7 @@ TEST(ScreenEvidence, WarnsOfLeakageAndIdentifiers) {
     return text;
   };
   EXPECT_NE(warningsOf("closed").find("leakage: known only where y is bad"), std::string::npos);
-  EXPECT_NE(warningsOf("status").find("cases of written off are bad"), std::string::npos);
+  EXPECT_NE(warningsOf("status").find("is bad in all "), std::string::npos);
   EXPECT_NE(warningsOf("score").find("leakage: AUC 0.9"), std::string::npos) << warningsOf("score");
   EXPECT_EQ(warningsOf("fine"), "");
   EXPECT_NE(warningsOf("phone").find("identifier: "), std::string::npos);

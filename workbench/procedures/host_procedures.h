@@ -53,6 +53,7 @@ struct BinningPlan {
   // Codes that are not among the values of a predictor: those of each bin, by variable number.
   std::map<int, std::vector<std::vector<double>>> specialCodes;
   WeightMeaning weights = WeightMeaning::kAsGiven;
+  int strata = 0, clusters = 0;        // variables of the design of a sample; 0: none
   vlm::ScreeningSettings screening{};  // for the module
   binning::SearchObserver observer;
 

@@ -79,10 +79,12 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
   const std::lock_guard lock(mutex_);
   UseTable(table);
   const WeightMeaning meaning = settings.binning ? settings.binning->weights : WeightMeaning::kAsGiven;
+  ranking::DesignVariables design;
+  if (settings.binning) design = {settings.binning->strata, settings.binning->clusters, cases.weightVariable};
   for (auto known = responses_.begin(); known != responses_.end(); ++known) {
     const Response& response = **known;
     if (response.variable == variable && response.continuous == continuous && response.cases == cases &&
-        response.weights == meaning && (continuous || response.codes == codes)) {
+        response.weights == meaning && response.design == design && (continuous || response.codes == codes)) {
       responses_.splice(responses_.begin(), responses_, known);
       return responses_.front();
     }
@@ -120,6 +122,15 @@ ResponsePointer HostProcedures::Shared::ResponseOf(const TablePointer& table, in
   response->weights = meaning;
   response->tree.weightsAreCounts = meaning == WeightMeaning::kCounts;
   if (meaning == WeightMeaning::kSampling) response->weightUnit = TakeMeanAsUnit(response->tree);
+  response->design = design;
+  if (design.Any()) {
+    std::vector<std::uint8_t> used(response->tree.caseCount);
+    for (std::size_t i = 0; i < used.size(); ++i)
+      used[i] = binning::CountsForResponse(response->tree, i) ? 1 : 0;
+    response->clusters = ranking::MakeSurveySample(*table, used, design).design;
+    response->tree.isClustered = true;
+    response->tree.clusterEffect = ranking::ClusterEffect(response->tree, response->clusters);
+  }
   KeepNewest(responses_, ResponsePointer(response), kKeptResponses);
   return response;
 }
@@ -171,9 +182,12 @@ std::shared_ptr<const stats::CaseRanks> HostProcedures::Shared::Ranks(const Tabl
 
 HostProcedures::Shared::FoldsPointer HostProcedures::Shared::FoldsOf(const ResponsePointer& response) {
   const std::lock_guard lock(mutex_);
-  if (folds_.response != response)
-    folds_ = {response,
-              std::make_shared<const std::vector<std::uint8_t>>(binning::StratifiedFolds(response->tree))};
+  if (folds_.response != response) {
+    std::vector<std::uint8_t> folds = response->tree.isClustered
+                                          ? binning::ClusterFolds(response->tree, response->clusters)
+                                          : binning::StratifiedFolds(response->tree);
+    folds_ = {response, std::make_shared<const std::vector<std::uint8_t>>(std::move(folds))};
+  }
   return folds_.folds;
 }
 

@@ -13,6 +13,7 @@
 #include "workbench/data/table.h"
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/procedures/order_cache.h"
+#include "workbench/ranking/survey_design.h"
 #include "workbench/stats/ranks.h"
 #include "workbench/stats/sorted_order.h"
 #include "workbench/stats/tree.h"
@@ -67,6 +68,8 @@ struct Response {
   double weightUnit = 1;  // the weight in the table that counts as one case
   stats::TreeResponse tree;
   MaskPointer selected;
+  ranking::DesignVariables design;  // of a sample; its weight counts where it has strata or clusters
+  stats::SurveyDesign clusters;     // empty without one
 };
 using ResponsePointer = std::shared_ptr<const Response>;
 
@@ -88,7 +91,7 @@ struct HostProcedures::Shared {
   // Ranks of a response over these cases, a subset of those that count for it, with its weights.
   std::shared_ptr<const stats::CaseRanks> Ranks(const TablePointer& table, const ResponsePointer& response,
                                                 const stats::SortedOrder& cases);
-  // Folds of the cases for cross-validation, by the response alone.
+  // Folds of the cases for cross-validation, by the response and the design of the sample alone.
   using FoldsPointer = std::shared_ptr<const std::vector<std::uint8_t>>;
   FoldsPointer FoldsOf(const ResponsePointer& response);
   // Scratch memory of one tree.

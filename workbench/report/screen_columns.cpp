@@ -51,6 +51,7 @@ class ColumnMaker {
   void AddBasis() {
     if (AnyOf([](const ScreenedPredictor& one) { return one.heldOutInterval.has_value(); })) AddInterval();
     if (report_.permutations > 0) AddProbabilities();
+    if (AnyOf([](const ScreenedPredictor& one) { return one.association.has_value(); })) AddDesign();
     Add({"Kind", "kind", "", RankingColumn::kText, 12, {}, {}}, [](const ScreenedPredictor& one) {
       return Cell{PredictorKindName(one), kNaN};
     });
@@ -147,6 +148,35 @@ class ColumnMaker {
          {},
          {}},
         probability(&ScreenedPredictor::adjustedSearchP));
+  }
+
+  void AddDesign() {
+    if (report_.permutations == 0) {
+      Add({"p",
+           "p",
+           "Of the bins and the outcome, as the weights and the design of the sample give it, times the "
+           "number of partitions that the search has compared.",
+           RankingColumn::kProbability,
+           5,
+           {},
+           {}},
+          [](const ScreenedPredictor& one) {
+            if (!one.association || std::isnan(one.association->logP)) return Cell{};
+            const double p = std::exp(one.association->logP);
+            return Cell{ShownProbability(p), p};
+          });
+    }
+    Add({"Design effect",
+         "deff",
+         "Variance of the figures of the bins relative to as many independent cases without weights.",
+         RankingColumn::kNumber,
+         6,
+         {},
+         {}},
+        [](const ScreenedPredictor& one) {
+          if (!one.association) return Cell{};
+          return Cell{ShownNumber(one.association->designEffect, "0.00"), one.association->designEffect};
+        });
   }
 
   void AddSameAs() {

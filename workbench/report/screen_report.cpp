@@ -27,9 +27,15 @@ std::string CasesText(const ScreenedCases& cases) {
 
 std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases) {
   const std::string used = GroupedDigits(cases.used) + (cases.used == 1 ? " case" : " cases");
-  if (!report.countVariable.empty()) return used + " count as " + ShownNumber(cases.totalWeight, "");
-  if (report.weightVariable.empty() || !(cases.effective > 0)) return "";
-  if (report.weights == WeightMeaning::kAsGiven)
+  if (!report.countVariable.empty()) {
+    const std::string counted = used + " count as " + ShownNumber(cases.totalWeight, "");
+    if (report.clusterVariable.empty() && report.strataVariable.empty()) return counted;
+    return counted + ", worth " + ShownNumber(cases.effective, "0") + " (design effect " +
+           ShownNumber(cases.totalWeight / cases.effective, "0.00") + ")";
+  }
+  const bool designed = !report.strataVariable.empty() || !report.clusterVariable.empty();
+  if ((report.weightVariable.empty() && !designed) || !(cases.effective > 0)) return "";
+  if (!designed && report.weights == WeightMeaning::kAsGiven)
     return "weights as in the file: " + used + " count as " + ShownNumber(cases.totalWeight, "");
   return used + " are worth " + ShownNumber(cases.effective, "0") + " (design effect " +
          ShownNumber(static_cast<double>(cases.used) / cases.effective, "0.00") + ")";

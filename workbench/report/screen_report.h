@@ -16,6 +16,7 @@
 #include "workbench/procedures/host_procedures.h"
 #include "workbench/report/provenance.h"
 #include "workbench/session/analysis_notes.h"
+#include "workbench/stats/association.h"
 
 namespace velmora {
 
@@ -54,6 +55,9 @@ struct ScreenedPredictor {
   // tested.
   double searchP = std::numeric_limits<double>::quiet_NaN();
   double adjustedSearchP = std::numeric_limits<double>::quiet_NaN();
+  // With sampling weights, strata or clusters: the association of the bins with the response, its test
+  // and design effect. p is multiplied by the number of partitions that a search has compared.
+  std::optional<stats::Association> association;
   std::vector<ScreenWarning> warnings;
   // Among the predictors that were compared with each other: the cluster, from 1 (0: not compared),
   // the place of the better predictor that says the same (-1: none) with the association of their
@@ -84,8 +88,9 @@ struct ScreenedCases {
   std::int64_t withoutWeight = 0;    // the weight is missing or not above 0
   std::int64_t withoutResponse = 0;  // missing
   std::int64_t otherCodes = 0;       // the response has a code that was not chosen
-  // Of the weights of those used: their sum as the file has them, and how many cases without
-  // weights the weighted ones are worth (Kish 1965, Survey Sampling, section 11.7).
+  // Of the weights of those used: their sum as the file has them, and how many independent cases
+  // without weights they are worth (Kish 1965, Survey Sampling, section 11.7; of a sample of clusters
+  // for the response).
   double totalWeight = 0;
   double effective = 0;
 };
@@ -94,8 +99,8 @@ struct ScreenedCases {
 std::string CasesText(const ScreenedCases& cases);
 
 struct ScreenReport;
-// What the weights make of the cases: "1,200 cases are worth 960 (design effect 1.25)"; empty
-// without weights.
+// What weights, strata and clusters make of the cases: "1,200 cases are worth 960 (design effect
+// 1.25)"; empty without them.
 std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases);
 
 // The figure by which predictors are ranked.
@@ -145,7 +150,8 @@ struct ScreenReport {
   std::string dataFile;
   std::int64_t caseCount = 0;
   std::int64_t selectedCases = 0;
-  std::string weightVariable, countVariable;  // empty when there is none
+  std::string weightVariable, countVariable;    // empty when there is none
+  std::string strataVariable, clusterVariable;  // of a sample's design; empty when there is none
   WeightMeaning weights = WeightMeaning::kAsGiven;
   Provenance provenance;  // empty for scripts
   std::string select, exclude;

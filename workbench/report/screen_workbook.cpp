@@ -220,10 +220,12 @@ std::vector<Fact> RunFacts(const ScreenReport& report) {
   if (!report.exclude.empty()) facts.push_back({"Without the cases for which", report.exclude});
   if (!report.weightVariable.empty()) facts.push_back({"Weighted by", report.weightVariable});
   if (!report.countVariable.empty()) facts.push_back({"Counted by", report.countVariable});
+  if (!report.strataVariable.empty()) facts.push_back({"Strata", report.strataVariable});
+  if (!report.clusterVariable.empty()) facts.push_back({"Clusters", report.clusterVariable});
   for (const ScreenedResponse& response : report.responses) {
     facts.push_back({"Cases of " + response.name, CasesText(response.cases)});
     if (std::string weights = WeightsText(report, response.cases); !weights.empty())
-      facts.push_back({"Weights of " + response.name, std::move(weights)});
+      facts.push_back({"Worth of the cases of " + response.name, std::move(weights)});
   }
   if (!report.responses.empty()) {
     const ScreenedResponse& first = report.responses.front();

@@ -58,6 +58,11 @@ export const shapeWords: [string, string][] = [
   ["auto", "the best of these"],
 ];
 
+const sample: Field[] = [
+  { kind: "variable", option: "strata", label: "Strata", hint: "Of the sample.", when: isSearched },
+  { kind: "variable", option: "clusters", label: "Clusters", hint: "Primary sampling units.", when: isSearched },
+];
+
 const weights: Field[] = [
   flag("raw-weights", "Weights as they are", "Not relative to their mean: their sum is the number of cases."),
   { kind: "variable", option: "count", label: "Counts", hint: "Each row stands for so many equal cases." },
@@ -144,7 +149,7 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
         flag("adds", "What each adds", "The order in which predictors add most.", isSearched),
       ],
     },
-    { title: "Weights", fields: weights },
+    { title: "Sample and weights", fields: [...sample, ...weights] },
     {
       title: "The run of the dialogs",
       fields: [
@@ -197,8 +202,7 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
     {
       title: "Sample and weights",
       fields: [
-        { kind: "variable", option: "strata", label: "Strata", hint: "Of the sample.", when: isNew },
-        { kind: "variable", option: "clusters", label: "Clusters", hint: "Primary sampling units.", when: isNew },
+        ...sample,
         ...weights,
         flag("round-weights", "Round the weights", "To whole numbers.", isClassic),
       ],

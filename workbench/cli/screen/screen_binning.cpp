@@ -48,7 +48,8 @@ constexpr NewOption kNewOptions[] = {{"--binning", false},       {"--criterion",
                                      {"--special", false},       {"--pure-bin-correction", false},
                                      {"--ordinal", false},       {"--nominal", false},
                                      {"--rank-by", false},       {"--save-chance", false},
-                                     {"--count", false},         {"--permutations", true}};
+                                     {"--count", false},         {"--permutations", true},
+                                     {"--strata", true},         {"--clusters", true}};
 
 template <typename Pairs>
 std::vector<std::string> WordsOf(const Pairs& pairs) {
@@ -95,14 +96,6 @@ std::vector<std::string> ReadShapes(const std::string& path) {
   return shapes;
 }
 
-// Bins that hold values other than special codes and missing ones.
-std::size_t ValueBinCount(const ScreenedPredictor& predictor) {
-  if (predictor.figures.categorical == 0) return predictor.cutPoints.size() + 1;
-  std::set<int> bins;
-  for (const ScreenedLevel& level : predictor.levels) bins.insert(level.bin);
-  return bins.size();
-}
-
 // "default", then the name of every figure once.
 std::vector<std::string> RankingWords() {
   std::vector<std::string> words = {"default"};
@@ -113,6 +106,13 @@ std::vector<std::string> RankingWords() {
 }
 
 }  // namespace
+
+std::size_t ValueBinCount(const ScreenedPredictor& predictor) {
+  if (predictor.figures.categorical == 0) return predictor.cutPoints.size() + 1;
+  std::set<int> bins;
+  for (const ScreenedLevel& level : predictor.levels) bins.insert(level.bin);
+  return bins.size();
+}
 
 void BinningOptions::AddTo(CommandParser& parser) {
   parser.Flag("--classic", classic);

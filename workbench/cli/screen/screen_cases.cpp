@@ -12,13 +12,13 @@ int ResponseNumber(const ScreenChoice& choice, vlm::ResponseKind kind) {
   return kind == vlm::kContinuousResponse ? choice.continuousResponse : choice.categoricalResponse;
 }
 
-// How many of the used cases have a value of each predictor. The module has counted them, too, unless
-// they have weights.
-void CountValues(const Table& table, const std::vector<std::uint8_t>& used, bool weighted,
+// How many of the used cases have a value of each predictor. The module has counted them, too: their
+// weights, and without special codes.
+void CountValues(const Table& table, const std::vector<std::uint8_t>& used, bool asModule,
                  ScreenedResponse& response) {
   for (ScreenedPredictor& predictor : response.predictors) {
     predictor.cases = predictor.figures.validN;
-    if (weighted) {
+    if (!asModule) {
       const Column& column = table.Variable(predictor.figures.predictorNumber);
       const MissingRange missing(column.missingCode);
       predictor.cases = 0;
@@ -66,7 +66,7 @@ void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap
     cases.effective = weights == nullptr || report.weights == WeightMeaning::kCounts
                           ? cases.totalWeight
                           : cases.totalWeight * cases.totalWeight / squares;
-    CountValues(table, used, weights != nullptr, response);
+    CountValues(table, used, weights == nullptr && report.classic, response);
   }
 }
 

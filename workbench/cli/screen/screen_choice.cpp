@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
@@ -265,9 +266,19 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
   if (choice.continuousResponse != 0) CheckContinuousResponse(table, used, choice.continuousResponse);
   if (choice.categoricalResponse != 0) CheckCategoricalResponse(table, used, choice.categoricalResponse);
 
-  const int by = request.by.empty() ? 0 : NamedVariable(table, "--by", request.by);
+  std::vector<int> taken = {weight};
+  for (const auto& [option, variable] :
+       {std::pair("--by", &request.by), std::pair("--strata", &request.strata),
+        std::pair("--clusters", &request.clusters)}) {
+    if (variable->empty()) continue;
+    taken.push_back(NamedVariable(table, option, *variable));
+    if (variable == &request.by &&
+        std::find(responses.begin(), responses.end(), taken.back()) != responses.end())
+      throw UsageError("--by: " + table.Variable(taken.back()).name +
+                       " is the response; name a variable that makes groups of cases.");
+  }
   const std::vector<int> predictors =
-      ChoosePredictors(table, {request.predictors, responses, {weight, by}, "response"}, choice.leftOut);
+      ChoosePredictors(table, {request.predictors, responses, std::move(taken), "response"}, choice.leftOut);
   SplitByKind(table, predictors, choice.continuousPredictors, choice.categoricalPredictors);
   if (request.ordersNumbers || !request.ordinal.empty() || !request.nominal.empty())
     TakeInOrder(table, request, used, choice);

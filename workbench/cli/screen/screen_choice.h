@@ -20,7 +20,8 @@ struct ScreenRequest {
   // the user calls categories.
   bool ordersNumbers = false;
   std::vector<std::string> ordinal, nominal, categories;  // names
-  std::string by;  // a variable that makes groups of cases: a predictor only when named
+  // Variables that make groups of cases or are the design of a sample: predictors only when named.
+  std::string by, strata, clusters;
 };
 
 struct ScreenChoice {

@@ -70,8 +70,15 @@ std::string ScriptOf(const ScreenOptions& options, const std::vector<Format>& fo
   return WriteSettingsScript(run);
 }
 
+bool HasSearched(const ScreenedResponse& response) {
+  return response.kind != vlm::kContinuousResponse &&
+         std::any_of(response.predictors.begin(), response.predictors.end(),
+                     [](const ScreenedPredictor& one) { return one.searched; });
+}
+
 std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOptions& sessionOptions,
-                                 Table table, const ScreenChoice& choice, int weight) {
+                                 Table table, const ScreenChoice& choice, int weight,
+                                 const std::map<int, std::vector<double>>& fileCodes) {
   if (!options.output.quiet) ReportLeftOut(choice.leftOut);
   std::vector<std::string> notices;
   std::map<int, UserBins> userBins;
@@ -81,9 +88,13 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   ScreenSettings settings = options.settings;
   std::shared_ptr<SearchLog> log;
   settings.binning = options.binning.MakePlan(table, choice);
+  const ranking::DesignVariables design = options.design.VariablesOf(table, weight);
+  CheckDesign(table, SelectedCases(table, settings.cases), design, notices);
   if (settings.binning) {
     auto plan = std::make_shared<BinningPlan>(*settings.binning);
-    options.special.AddTo(table, choice, userBins, *plan, notices);
+    options.special.AddTo(table, choice, userBins, fileCodes, *plan, notices);
+    plan->strata = design.strata;
+    plan->clusters = design.clusters;
     std::tie(log, plan->observer) = SearchLog::Open(options.evidence.permutations > 0);
     settings.binning = std::move(plan);
   }
@@ -97,6 +108,15 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
   if (log) {
     log->AddTo(report);
+    const bool byP = settings.rankBy == RankBy::kP;
+    if (byP && std::any_of(report.responses.begin(), report.responses.end(), HasSearched)) {
+      notices.emplace_back(
+          "--rank-by p: these are the p-values of bins that were searched for on the same cases, smaller "
+          "than "
+          "chance makes them; --permutations N gives those of the whole search.");
+      Report(notices.back());
+    }
+    AddDesign(design, choice, *log, run->session, options.data.threads, report);
     AddPermutations(options.evidence, options.data.threads, *log, report);
     AddWarnings(run->session.Data(), SelectedCases(run->session.Data(), settings.cases), report);
     AddRedundancy(options.redundancy, options.data.threads, *log, run->session, report);
@@ -149,6 +169,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.binning.AddTo(parser);
   options.special.AddTo(parser);
   options.evidence.AddTo(parser);
+  options.design.AddTo(parser);
   options.redundancy.AddTo(parser);
   options.by.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
@@ -156,6 +177,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   CheckOptions(options);
   options.binning.Check(parser, options.request);
   options.evidence.Check(parser);
+  options.design.Check(parser, settings.cases);
   options.redundancy.Check(parser, options.binning.classic || options.binning.search == 1);
   options.binning.weights = settings.cases.MeaningOfWeights();
   settings.rankBy = options.binning.Ranking(parser);
@@ -163,6 +185,8 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.request.ordersNumbers = !options.binning.classic && options.binning.search == 0;
   options.request.categories = options.data.categorical;
   options.request.by = options.by.variable;
+  options.request.strata = options.design.strata;
+  options.request.clusters = options.design.clusters;
   return options;
 }
 
@@ -209,6 +233,9 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
                                          int inferredCount) {
   const ScreenOptions options = ParseScreen(arguments);
+  if (options.special.TakesUserMissing())
+    throw UsageError(
+        "--special user-missing is for a data file that the command reads, not for a table in memory.");
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data, inferredCount);
@@ -216,7 +243,7 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
                                       options.binning.classic || options.settings.cases.rawWeights);
   const ScreenChoice choice =
       ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
-  return Run(options, sessionOptions, std::move(table), choice, weight);
+  return Run(options, sessionOptions, std::move(table), choice, weight, {});
 }
 
 int RunScreenCommand(const std::vector<std::string>& arguments) {
@@ -240,7 +267,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   const SessionOptions sessionOptions = MakeSessionOptions(
       options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms, options.data.threads);
 
-  Table table = LoadTable(options.data);
+  UserMissing userMissing;
+  Table table =
+      options.special.TakesUserMissing() ? LoadTable(options.data, userMissing) : LoadTable(options.data);
   const int weight = ChooseCaseWeight(table, cases, options.binning.classic || cases.rawWeights);
   const CaseBitmap selected = SelectedCases(table, cases);
   const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
@@ -248,7 +277,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     WriteToStandardOutput(ScriptOf(options, formats, table, choice));
     return kExitDone;
   }
-  const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice, weight);
+  const std::map<int, std::vector<double>> fileCodes = options.special.Restore(userMissing, choice, table);
+  const std::unique_ptr<FinishedRun> run =
+      Run(options, sessionOptions, std::move(table), choice, weight, fileCodes);
   const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
   if (std::any_of(formats.begin(), formats.end(), names))
     run->screening->provenance = ProvenanceOf("screen", arguments, options.data.path);

@@ -11,6 +11,7 @@
 #include "workbench/cli/screen/screen_binning.h"
 #include "workbench/cli/screen/screen_by.h"
 #include "workbench/cli/screen/screen_choice.h"
+#include "workbench/cli/screen/screen_design.h"
 #include "workbench/cli/screen/screen_evidence.h"
 #include "workbench/cli/screen/screen_redundancy.h"
 #include "workbench/cli/screen/screen_run.h"
@@ -33,6 +34,7 @@ struct ScreenOptions {
   BinningOptions binning;
   SpecialOptions special;
   EvidenceOptions evidence;
+  DesignOptions design;
   RedundancyOptions redundancy;
   ByOptions by;
   bool printScript = false;

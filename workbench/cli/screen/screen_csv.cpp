@@ -61,6 +61,11 @@ void AddBasis(const ScreenedResponse& response, const ScreenedPredictor& predict
   add(interval.has_value(), interval ? interval->upper : 0);
   add(!std::isnan(predictor.searchP), predictor.searchP);
   add(!std::isnan(predictor.adjustedSearchP), predictor.adjustedSearchP);
+  const stats::Association sample = predictor.association.value_or(stats::Association{});
+  const bool tested = predictor.association && !std::isnan(sample.logP);
+  add(predictor.association.has_value(), sample.designEffect);
+  for (const double figure : {sample.testStatistic, sample.testDf1, sample.testDf2, std::exp(sample.logP)})
+    add(tested, figure);
   add(predictor.cluster > 0, predictor.cluster);
   row.push_back(isSame ? response.predictors[static_cast<std::size_t>(predictor.sameAs)].name : "");
   add(isSame, predictor.sameAsV);
@@ -78,7 +83,8 @@ std::string ScreenImportanceCsv(const ScreenReport& report) {
   for (const FigureField& figure : kFigures) header.emplace_back(figure.name);
   for (const char* name :
        {"cases", "missing", "out_of_fold_lower", "out_of_fold_upper", "search_p", "adjusted_search_p",
-        "cluster", "says_the_same_as", "association", "adds_place", "adds_share", "warnings"})
+        "design_effect", "test_statistic", "test_df1", "test_df2", "test_p", "cluster", "says_the_same_as",
+        "association", "adds_place", "adds_share", "warnings"})
     header.emplace_back(name);
   header.emplace_back("no_better_than_chance");
   header.emplace_back("failed");

@@ -78,8 +78,8 @@ class Suspicion {
       const double share = (bad > 0 ? bads : goods) / (bads + goods);
       if ((bad + good) * std::log(share) > kLogChance) continue;
       const std::string label = ShortenedText(DisplayLabel(predictor_.bins[b].label));
-      Add("leakage", "all " + ShownNumber(bad + good, "0") + " cases of " + label + " are " +
-                         DisplayLabel(response_.codes[bad > 0 ? 0 : 1]));
+      Add("leakage", response_.name + " is " + DisplayLabel(response_.codes[bad > 0 ? 0 : 1]) + " in all " +
+                         ShownNumber(bad + good, "0") + " cases of " + label);
     }
   }
 

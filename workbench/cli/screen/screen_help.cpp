@@ -62,6 +62,10 @@ Cases
                               name it as one
   --raw-weights               take the weights as the file has them: their sum is the number of cases
   --count NAME                the number of equal cases that each row represents
+  --strata NAME               strata of the sample, and
+  --clusters NAME             clusters (primary sampling units) within them, such as schools or customers: design
+                              effects and p-values take them into account, bins are found with the cases' worth, and
+                              out-of-fold figures are those of other clusters
 @DATA_OPTIONS@  'velmora help feature-selection' describes EXPR.
 
 Bins
@@ -82,6 +86,7 @@ Bins
   --criterion NAME            what is best: deviance (default), iv (information value), gini (impurity) or variance
   --pre-bins N                the search joins this many quantiles or distinct values, 2 to 1000 (default 100)
   --special NAME=CODE,...     codes that are no values, such as income=-999,-998 or 'q*=99': a bin for each code
+  --special user-missing      the same of the values that an SPSS, Stata or SAS file declares missing
   --special-together          one bin for all special codes of a variable
   --missing-bin WHERE         cases without a value: own (a bin of their own, the default), lowest or highest (with the
                               first or last bin), most-alike (with the bin nearest in rate), drop (the default of

@@ -10,6 +10,7 @@
 namespace velmora {
 namespace {
 
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* kShapeNames[] = {"any", "ascending", "descending", "peak", "valley"};
 
 Json RunMembers(const ScreenReport& report) {
@@ -18,6 +19,8 @@ Json RunMembers(const ScreenReport& report) {
           {"selectedCases", report.selectedCases},
           {"weightVariable", TextOrNull(report.weightVariable)},
           {"countVariable", TextOrNull(report.countVariable)},
+          {"strataVariable", TextOrNull(report.strataVariable)},
+          {"clusterVariable", TextOrNull(report.clusterVariable)},
           {"rawWeights", !report.weightVariable.empty() && report.weights == WeightMeaning::kAsGiven},
           {"select", TextOrNull(report.select)},
           {"exclude", TextOrNull(report.exclude)},
@@ -98,12 +101,22 @@ Json Basis(const ScreenedResponse& response, const ScreenedPredictor& predictor)
   for (const ScreenWarning& warning : predictor.warnings)
     warnings.push_back({{"kind", warning.kind}, {"text", warning.text}});
   const bool compared = predictor.cluster > 0;
+  const auto ofSample = [&](double stats::Association::*figure) {
+    return predictor.association ? orNull((*predictor.association).*figure) : Json();
+  };
+  const double logP = predictor.association ? predictor.association->logP : kNaN;
   return {{"cases", predictor.cases},
           {"missing", predictor.missing},
           {"outOfFoldLower", predictor.heldOutInterval ? Json(predictor.heldOutInterval->lower) : Json()},
           {"outOfFoldUpper", predictor.heldOutInterval ? Json(predictor.heldOutInterval->upper) : Json()},
           {"searchP", orNull(predictor.searchP)},
           {"adjustedSearchP", orNull(predictor.adjustedSearchP)},
+          {"designEffect", ofSample(&stats::Association::designEffect)},
+          {"testStatistic", ofSample(&stats::Association::testStatistic)},
+          {"testDf1", ofSample(&stats::Association::testDf1)},
+          {"testDf2", ofSample(&stats::Association::testDf2)},
+          {"testP", orNull(std::exp(logP))},
+          {"minusLog10TestP", orNull(-logP / std::log(10.0))},
           {"warnings", std::move(warnings)},
           {"cluster", compared ? Json(predictor.cluster) : Json()},
           {"saysTheSameAs", predictor.sameAs >= 0

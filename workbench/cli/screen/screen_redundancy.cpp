@@ -51,8 +51,9 @@ std::vector<std::uint8_t> ClassesOf(const stats::TreeResponse& response, std::si
   return classOf;
 }
 
-// The bin of each case of the table.
-std::vector<std::uint8_t> BinsOf(const Column& column, const ScreenedPredictor& predictor) {
+}  // namespace
+
+std::vector<std::uint8_t> BinOfCases(const Column& column, const ScreenedPredictor& predictor) {
   const MissingRange missing(column.missingCode);
   const auto code = [](int bin) { return bin < 0 ? BinTables::kNone : static_cast<std::uint8_t>(bin); };
   std::unordered_map<double, int> levels;
@@ -74,6 +75,8 @@ std::vector<std::uint8_t> BinsOf(const Column& column, const ScreenedPredictor& 
   }
   return binOf;
 }
+
+namespace {
 
 // Moves the predictors that say the same as a better one after those that do not.
 void PutDistinctFirst(vlm::IScreeningResults& results, ScreenedResponse& response) {
@@ -153,7 +156,8 @@ void AddRedundancy(const RedundancyOptions& options, int threads, const SearchLo
     BinTables tables(classOf, classCount);
     for (std::size_t i = 0; i < count; ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];
-      tables.Add(BinsOf(table.Variable(predictor.figures.predictorNumber), predictor), predictor.bins.size());
+      tables.Add(BinOfCases(table.Variable(predictor.figures.predictorNumber), predictor),
+                 predictor.bins.size());
       StopIfInterrupted();
     }
     ProgressBar bar;

@@ -3,6 +3,9 @@
 //   --compare 100 --same-from 0.7 --distinct --adds
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "workbench/cli/options.h"
 #include "workbench/cli/screen/search_log.h"
 #include "workbench/report/screen_report.h"
@@ -20,6 +23,10 @@ struct RedundancyOptions {
   // Throws UsageError for options that contradict each other.
   void Check(const CommandParser& parser, bool classic) const;
 };
+
+inline constexpr std::uint8_t kNoBinOfCase = 255;
+// The bin of each case of the table, from 0.
+std::vector<std::uint8_t> BinOfCases(const Column& column, const ScreenedPredictor& predictor);
 
 // Compares the bins of the best predictors of each response, over the cases of the response. With
 // `distinct` the module's order of the predictors changes like the report's. Throws Cancelled.

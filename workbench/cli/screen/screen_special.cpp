@@ -6,10 +6,13 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/code_lists.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
 namespace {
+
+constexpr char kUserMissing[] = "user-missing";
 
 bool Occurs(const Column& column, double code) {
   return std::any_of(column.values.begin(), column.values.end(),
@@ -58,15 +61,36 @@ void SpecialOptions::AddTo(CommandParser& parser) {
   parser.Flag("--special-together", together);
 }
 
+bool SpecialOptions::TakesUserMissing() const {
+  return std::find(codes.begin(), codes.end(), kUserMissing) != codes.end();
+}
+
+std::map<int, std::vector<double>> SpecialOptions::Restore(const UserMissing& userMissing,
+                                                           const ScreenChoice& choice, Table& table) const {
+  std::map<int, std::vector<double>> codesOf;
+  for (const auto& [name, cells] : userMissing) {
+    const int number = FindVariable(table, name);
+    if (number == 0 || !choice.IsPredictor(number)) continue;
+    std::vector<double> restored = RestoreUserMissing(cells, table.Variable(number));
+    if (!restored.empty()) codesOf[number] = std::move(restored);
+  }
+  return codesOf;
+}
+
 void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
-                           const std::map<int, UserBins>& userBins, BinningPlan& plan,
+                           const std::map<int, UserBins>& userBins,
+                           const std::map<int, std::vector<double>>& fileCodes, BinningPlan& plan,
                            std::vector<std::string>& notices) const {
   if (together && codes.empty()) throw UsageError("--special-together needs --special.");
-  std::map<int, std::vector<double>> codesOf;
+  if (TakesUserMissing() && fileCodes.empty())
+    notices.push_back("--special user-missing: " + table.fileName +
+                      " has no predictor with values that it declares missing.");
+  std::map<int, std::vector<double>> codesOf = fileCodes;
   for (const std::string& option : codes) {
+    if (option == kUserMissing) continue;
     const std::size_t equals = option.find('=');
     if (equals == std::string::npos || equals == 0)
-      throw UsageError("--special takes NAME=CODE,..., not " + option + ".");
+      throw UsageError("--special takes NAME=CODE,... or user-missing, not " + option + ".");
     // A pattern may also match variables that cannot have the codes.
     const bool isPattern = option.find_first_of("*?") < equals;
     for (const int number : NamedVariables(table, "--special", {option.substr(0, equals)})) {

@@ -202,6 +202,8 @@ std::string CasesLine(const ScreenReport& report) {
     text += ", " + std::to_string(report.selectedCases) + " selected";
   if (!report.weightVariable.empty()) text += "; weighted by " + PrintableText(report.weightVariable);
   if (!report.countVariable.empty()) text += "; counted by " + PrintableText(report.countVariable);
+  if (!report.strataVariable.empty()) text += "; strata " + PrintableText(report.strataVariable);
+  if (!report.clusterVariable.empty()) text += "; clusters " + PrintableText(report.clusterVariable);
   if (!report.optimal && !report.pruned) text += "; trees not pruned";
   text += "\n";
   for (const ScreenedResponse& response : report.responses) {

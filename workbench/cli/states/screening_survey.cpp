@@ -280,6 +280,9 @@ std::unique_ptr<PartRun> StartScreeningSurvey(const PartRunKey& key) {
   refuse(!options.settings.cases.count.empty(), "--count");
   refuse(options.evidence.permutations > 0, "--permutations");
   refuse(options.redundancy.distinct, "--distinct");
+  refuse(!options.design.strata.empty(), "--strata");
+  refuse(!options.design.clusters.empty(), "--clusters");
+  refuse(!options.by.variable.empty(), "--by");
   if ((request.binary.empty() ? 0 : 1) + (request.continuous.empty() ? 0 : 1) +
           (request.categorical.empty() ? 0 : 1) !=
       1)

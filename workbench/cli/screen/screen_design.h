@@ -1,0 +1,38 @@
+// Samples of clusters within strata, and weights: what they leave of the cases, and the association of
+// each predictor's bins with the response as such a sample gives it.
+//
+//   --weight w --strata region --clusters school
+#pragma once
+
+#include <string>
+
+#include "workbench/cli/options.h"
+#include "workbench/cli/screen/screen_choice.h"
+#include "workbench/cli/screen/search_log.h"
+#include "workbench/ranking/survey_design.h"
+#include "workbench/report/screen_report.h"
+#include "workbench/session/session.h"
+
+namespace velmora {
+
+struct DesignOptions {
+  std::string strata, clusters;  // names; empty: none
+
+  bool Any() const { return !strata.empty() || !clusters.empty(); }
+  void AddTo(CommandParser& parser);
+  // Throws UsageError for options that do not go together.
+  void Check(const CommandParser& parser, const CaseOptions& cases) const;
+  // Throws UsageError for a wrong name, and for one that is a response or the weight.
+  ranking::DesignVariables VariablesOf(const Table& table, int weight) const;
+};
+
+// Throws DataError for a design that the cases do not fit. Strata of one cluster become a notice.
+void CheckDesign(const Table& table, const CaseBitmap& selected, const ranking::DesignVariables& design,
+                 std::vector<std::string>& notices);
+
+// Of runs with sampling weights, strata or clusters: design effect, test and p of each predictor, and
+// what the cases of each response are worth. Throws Cancelled.
+void AddDesign(const ranking::DesignVariables& design, const ScreenChoice& choice, const SearchLog& log,
+               const Session& session, int threads, ScreenReport& report);
+
+}  // namespace velmora
