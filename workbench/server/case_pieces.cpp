@@ -217,7 +217,9 @@ std::optional<CasePieces> PieceCounter::Count(const SavedResponse& response) {
     }
   }
   if (folds.swaps) binning::SwapTwoClasses(all);
-  pieces.folds = std::move(all.folds);
+  // The folds of a sample are made of its clusters, which the pieces do not know.
+  const bool hasDesign = !run_.screening->clusterVariable.empty() || !run_.screening->strataVariable.empty();
+  if (!hasDesign) pieces.folds = std::move(all.folds);
   if (!groups_.names.empty()) {
     pieces.by = by_.variable;
     pieces.groups = groups_.names;
@@ -291,8 +293,8 @@ CasePieces ParsePieces(const std::string& text) {
 Json WorthOfCases(const CasePieces& pieces, const SavedResponse& response) {
   const std::vector<int> binOf = BinsOfPieces(pieces, response.predictors.front());
   Json json = Json::object();
-  if (PieceCount(pieces) == 0 || pieces.folds.empty()) return json;
-  json["outOfFold"] = OutOfFold(pieces, binOf);
+  if (PieceCount(pieces) == 0) return json;
+  if (!pieces.folds.empty()) json["outOfFold"] = OutOfFold(pieces, binOf);
   if (!pieces.groups.empty()) json["stability"] = Stability(pieces, response, binOf);
   return json;
 }
