@@ -145,18 +145,26 @@ std::string PrintSidecar(const Table& table, bool keepsTypes) {
   return whole.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-TableSidecar ParseSidecar(const std::string& json, const std::string& origin) {
+TableSidecar ParseSidecar(const std::string& text, const std::string& origin) {
   TableSidecar sidecar;
   try {
-    const Json whole = Json::parse(json);
+    const Json whole = Json::parse(text);
     if (whole.at("format") != "velmora-table") throw DataError(origin + " does not describe a table.");
     if (whole.at("version") != 1)
       throw DataError(origin + " was written by a newer version of this program.");
     for (const Json& bundle : whole.at("bundles"))
       sidecar.bundles.push_back(
           {bundle.at("name").get<std::string>(), bundle.at("variables").get<std::vector<std::string>>()});
-    for (const Json& variable : whole.at("variables"))
-      sidecar.variables.emplace(variable.at("name").get<std::string>(), ParseVariable(variable));
+    for (const Json& json : whole.at("variables")) {
+      VariableSidecar variable = ParseVariable(json);
+      const auto name = json.at("name").get<std::string>();
+      const auto twice =
+          std::adjacent_find(variable.labels.begin(), variable.labels.end(),
+                             [](const ValueLabel& a, const ValueLabel& b) { return !(a.value < b.value); });
+      if (twice != variable.labels.end())
+        throw DataError(origin + " is damaged: a value of " + name + " has two labels.");
+      sidecar.variables.emplace(name, std::move(variable));
+    }
   } catch (const nlohmann::json::exception&) {
     throw DataError(origin + " is damaged: it is not the description of a table.");
   }
