@@ -55,9 +55,10 @@ Table ReadColumns(const Job& job, const DataShape& shape, bool withCategorical) 
   const auto read = [&](int column, std::string name) {
     Column& added = table.columns.emplace_back();
     added.name = std::move(name);
-    added.values.resize(static_cast<std::size_t>(shape.caseCount));
+    std::vector<double>& values = added.values.Own();
+    values.resize(static_cast<std::size_t>(shape.caseCount));
     file.seekg(static_cast<std::streamoff>(shape.headerBytes) + column * columnBytes);
-    file.read(reinterpret_cast<char*>(added.values.data()), columnBytes);
+    file.read(reinterpret_cast<char*>(values.data()), columnBytes);
     if (!file) throw std::runtime_error("cannot read " + job.stem + ".npy");
   };
   for (int i = 0; i < kDependents; ++i) read(i, std::string("y_") + kResponses[i].word);

@@ -131,7 +131,9 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
 /* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
  * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time
- * and decimals become variables; columns of lists and structures are left out with a notice.
+ * and decimals become variables; columns of lists and structures are left out with a notice. Doubles
+ * without nulls in a stream of one batch are not copied: they must not change until the batch is released,
+ * which is when neither the session nor a result needs them, on any thread.
  * options: "missing-text", "missing". */
 VELMORA_API int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream,
                                     const char* options);

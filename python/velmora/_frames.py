@@ -73,14 +73,26 @@ def _add_columns(session: Session, columns: Mapping[Any, Any]) -> None:
         add_array(session, str(name), values)
 
 
+def _add_numbers(session: Session, names: Sequence[str], columns: Sequence[np.ndarray]) -> None:
+    """Adds float64 columns: lent where each is contiguous and pyarrow is there, otherwise copied."""
+    if all(column.flags.c_contiguous for column in columns):
+        try:
+            import pyarrow
+        except ImportError:
+            pass
+        else:
+            arrays = [pyarrow.array(column) for column in columns]
+            return session.take_stream(pyarrow.table(arrays, names=names).__arrow_c_stream__(), {})
+    for name, column in zip(names, columns, strict=True):
+        add_array(session, name, column)
+
+
 def _pandas_to_session(session: Session, frame: Any, options: Mapping[str, Any]) -> None:
     names = [str(name) for name in frame.columns]
     is_plain = all(dtype == np.float64 for dtype in frame.dtypes) and len(set(names)) == len(names)
     if names and is_plain and not options:
-        # Column by column: a frame made of an array would be copied as a whole to become Arrow's.
-        for i, name in enumerate(names):
-            add_array(session, name, frame.iloc[:, i].to_numpy())
-        return None
+        # A frame made of an array in row order would be copied as a whole to become Arrow's.
+        return _add_numbers(session, names, [frame.iloc[:, i].to_numpy() for i in range(len(names))])
     try:
         import pyarrow
     except ImportError:
@@ -141,7 +153,10 @@ def load(session: Session, data: Any, options: Mapping[str, Any] | None = None) 
         raise ValueError(
             f"The data are {type(data).__name__} of {array.ndim} dimensions; a table has rows and columns."
         )
-    for name, values in zip(column_names(array), array.T, strict=True):
+    names = column_names(array)
+    if array.dtype == np.float64 and names:
+        return _add_numbers(session, names, list(array.T))
+    for name, values in zip(names, array.T, strict=True):
         add_array(session, name, values)
 
 

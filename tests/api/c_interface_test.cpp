@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cmath>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -139,6 +141,92 @@ TEST(CInterface, TakesArrowDataAsTheFile) {
   EXPECT_EQ(made.dump(), CommandJson({"screen", Sample("german_credit.csv"), "--binary-response", "risk",
                                       "--good", "good", "--bad", "bad"},
                                      false));
+}
+
+// A batch of columns of numbers in the test's own memory.
+class OwnBatch {
+ public:
+  explicit OwnBatch(std::vector<std::vector<double>>& columns) {
+    array_.length = static_cast<std::int64_t>(columns.front().size());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      names_.push_back("x" + std::to_string(i));
+      buffers_.push_back({nullptr, columns[i].data()});
+    }
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      schemas_.push_back({"g", names_[i].c_str(), nullptr, 0, 0, nullptr, nullptr, ReleaseSchema, this});
+      arrays_.push_back(
+          {array_.length, 0, 0, 2, 0, buffers_[i].data(), nullptr, nullptr, ReleaseArray, this});
+    }
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      schemaChildren_.push_back(&schemas_[i]);
+      arrayChildren_.push_back(&arrays_[i]);
+    }
+    const auto count = static_cast<std::int64_t>(columns.size());
+    schema_ = {"+s", "", nullptr, 0, count, schemaChildren_.data(), nullptr, ReleaseSchema, this};
+    array_ = {array_.length, 0, 0, 1, count, &noBuffer_, arrayChildren_.data(), nullptr, ReleaseArray, this};
+  }
+  int GiveTo(velmora_session* session, const char* options = nullptr) {
+    return velmora_take_batch(session, &schema_, &array_, options);
+  }
+  bool IsReleased() const { return released_ == 2; }
+
+ private:
+  static void ReleaseSchema(ArrowSchema* schema) {
+    ++static_cast<OwnBatch*>(schema->private_data)->released_;
+    schema->release = nullptr;
+  }
+  static void ReleaseArray(ArrowArray* array) {
+    ++static_cast<OwnBatch*>(array->private_data)->released_;
+    array->release = nullptr;
+  }
+
+  std::vector<std::string> names_;
+  std::vector<std::array<const void*, 2>> buffers_;
+  std::vector<ArrowSchema> schemas_;
+  std::vector<ArrowArray> arrays_;
+  std::vector<ArrowSchema*> schemaChildren_;
+  std::vector<ArrowArray*> arrayChildren_;
+  const void* noBuffer_ = nullptr;
+  ArrowSchema schema_{};
+  ArrowArray array_{};
+  int released_ = 0;
+};
+
+TEST(CInterface, PlainNumbersOfArrowStayWhereTheyAreAndAsTheyAre) {
+  std::vector<std::vector<double>> columns(3);
+  for (int i = 0; i < 400; ++i) {
+    columns[0].push_back(i % 7 + 0.25 * (i % 3));
+    columns[1].push_back(i % 5 == 0 ? std::nan("") : i % 11);
+    columns[2].push_back(i % 2);
+  }
+  const std::vector<std::vector<double>> before = columns;
+  const char options[] = R"({"dependents": "x2", "threads": 1})";
+  std::string copied;
+  {
+    const OpenSession session;
+    for (std::size_t i = 0; i < columns.size(); ++i)
+      ASSERT_EQ(velmora_add_numbers(session.Get(), ("x" + std::to_string(i)).c_str(), columns[i].data(), 400),
+                VELMORA_OK);
+    copied = session.RunJson("feature-selection", options);
+  }
+  OwnBatch plain(columns), recoded(columns);
+  velmora_result* result = nullptr;
+  {
+    const OpenSession session;
+    ASSERT_EQ(plain.GiveTo(session.Get()), VELMORA_OK) << velmora_last_error(session.Get());
+    EXPECT_FALSE(plain.IsReleased());
+    EXPECT_EQ(session.RunJson("feature-selection", options), copied);
+    EXPECT_EQ(session.RunJson("feature-selection", options), copied);
+    result = session.Run("screen", R"({"binary-response": "x2", "good": "0", "bad": "1"})");
+    ASSERT_EQ(recoded.GiveTo(session.Get(), R"({"missing": {"x0": [0, 6.5], "x2": [5]}})"), VELMORA_OK);
+    const char* text = nullptr;
+    ASSERT_EQ(velmora_variables(session.Get(), &text), VELMORA_OK);
+    EXPECT_LT(json::parse(text)["variables"][0]["valid"], 400);
+  }
+  EXPECT_TRUE(recoded.IsReleased());
+  velmora_result_free(result);
+  EXPECT_TRUE(plain.IsReleased());
+  for (const std::size_t i : {0, 2}) EXPECT_EQ(columns[i], before[i]);
 }
 
 TEST(CInterface, TablesHoldTheNumbersOfTheJson) {

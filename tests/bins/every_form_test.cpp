@@ -90,11 +90,11 @@ Column TextColumn(const char* name, const char* Case::*member) {
     const std::string text = one.*member;
     const double* const known = column.ValueOf(text);
     if (text.empty() || known != nullptr) {
-      column.values.push_back(text.empty() ? kMissing : *known);
+      column.values.Own().push_back(text.empty() ? kMissing : *known);
       continue;
     }
     column.labels.push_back({static_cast<double>(column.labels.size()) + 1, text});
-    column.values.push_back(column.labels.back().value);
+    column.values.Own().push_back(column.labels.back().value);
   }
   return column;
 }
@@ -103,7 +103,7 @@ Column NumberColumn(const char* name, const char* Case::*member) {
   Column column;
   column.name = name;
   for (const Case& one : kCases)
-    column.values.push_back(*(one.*member) == 0 ? kMissing : std::strtod(one.*member, nullptr));
+    column.values.Own().push_back(*(one.*member) == 0 ? kMissing : std::strtod(one.*member, nullptr));
   return column;
 }
 

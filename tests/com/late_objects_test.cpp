@@ -30,7 +30,7 @@ struct LateObjects : ::testing::Test {
       Column column;
       column.name = name;
       for (int row = 0; row < 6; ++row)
-        column.values.push_back(row * static_cast<double>(std::string_view(name).size() % 4 + 1) + row % 2);
+        column.values.Own().push_back(row * static_cast<double>(std::string_view(name).size() % 4 + 1) + row % 2);
       column.measurement = Measurement::kContinuous;
       table.columns.push_back(std::move(column));
     }

@@ -50,7 +50,7 @@ TEST_F(DataTest, AFullDiskLeavesTheOldFileAndNothingElse) {
   table.caseCount = 100000;
   table.columns.push_back(Make("x", std::vector<double>(100000)));
   std::mt19937_64 random(3);
-  for (double& value : table.columns[0].values) value = static_cast<double>(random());
+  for (double& value : table.columns[0].values.Own()) value = static_cast<double>(random());
   for (const char* name : {"x.csv", "x.tsv", "x.parquet"}) {
     const std::string path = WriteFile(name, "old");
     std::string error;

@@ -123,8 +123,8 @@ TEST(Profile, CountsDistinctValuesExactlyUpToTheBound) {
   table.caseCount = 3 << 20;
   table.columns.resize(2);
   for (int i = 0; i < (3 << 20); ++i) {
-    table.columns[0].values.push_back(i % 700001 + 0.5);
-    table.columns[1].values.push_back(i);
+    table.columns[0].values.Own().push_back(i % 700001 + 0.5);
+    table.columns[1].values.Own().push_back(i);
   }
   EXPECT_EQ(ProfileVariable(table, 1).distinctCount, 700001);
   EXPECT_FALSE(ProfileVariable(table, 1).distinctIsLowerBound);

@@ -26,7 +26,7 @@ Table Numbers(std::int64_t cases) {
     table.columns.emplace_back();
     table.columns.back().name = name;
     for (std::int64_t i = 0; i < cases; ++i)
-      table.columns.back().values.push_back(static_cast<double>(i * 7919 % 100003) + 0.25);
+      table.columns.back().values.Own().push_back(static_cast<double>(i * 7919 % 100003) + 0.25);
   }
   return table;
 }

@@ -101,7 +101,7 @@ TEST_F(DataTest, AnyDoubleSurvives) {
     const std::uint64_t bits = random();
     double value;
     std::memcpy(&value, &bits, sizeof value);
-    if (value > -1.6e308 && value < 1.6e308) table.columns[0].values.push_back(value);
+    if (value > -1.6e308 && value < 1.6e308) table.columns[0].values.Own().push_back(value);
   }
   for (const char* name : {"x.csv", "x.parquet"}) {
     SaveTable(table, Path(name));

@@ -306,13 +306,13 @@ TEST(Bins, AgreeWithRulesAroundACutPoint) {
   Column& x = table.columns.emplace_back();
   x.name = "x";
   for (int ulps = -20; ulps <= 20; ++ulps)
-    x.values.push_back(vlm::FromOrderedBits(vlm::OrderedBits(cut) + ulps));
+    x.values.Own().push_back(vlm::FromOrderedBits(vlm::OrderedBits(cut) + ulps));
   table.caseCount = static_cast<std::int64_t>(x.values.size());
   const auto coded = [&](const std::string& content) {
     std::vector<std::string> notices;
     return CodingProgram(ParseCodingFile(content, "f"), table, notices).Run({}).front().values;
   };
-  const std::vector<double> bins = coded(Bins(R"("name":"x","kind":"continuous","cutPoints":[0.3],)"));
+  const ColumnValues bins = coded(Bins(R"("name":"x","kind":"continuous","cutPoints":[0.3],)"));
   EXPECT_EQ(bins, coded("If( EvalExpr(\"\"\"x\"\"<=3e-01\") )\n\"c\"=\"lo\"\nEndIf\n"
                         "If( EvalExpr(\"\"\"x\"\" > 3e-01\") )\n\"c\"=\"hi\"\nEndIf\n"));
   const auto low = static_cast<std::size_t>(std::count(bins.begin(), bins.end(), 2.0));
@@ -326,7 +326,7 @@ TEST(Bins, CostLittleMoreForManyLevels) {
     table.caseCount = 200'000;
     Column& x = table.columns.emplace_back();
     x.name = "x";
-    for (int i = 0; i < table.caseCount; ++i) x.values.push_back(i * 7919LL % levels);
+    for (int i = 0; i < table.caseCount; ++i) x.values.Own().push_back(i * 7919LL % levels);
     std::string list, script;
     for (int i = 0; i < levels; ++i) {
       const std::string number = std::to_string(i);
@@ -357,7 +357,7 @@ TEST(Rules, WorkOnManyCases) {
   table.caseCount = 100'001;
   Column& column = table.columns.emplace_back();
   column.name = "x";
-  for (int i = 0; i < table.caseCount; ++i) column.values.push_back(i % 7 == 0 ? kMissing : i);
+  for (int i = 0; i < table.caseCount; ++i) column.values.Own().push_back(i % 7 == 0 ? kMissing : i);
   std::vector<std::string> notices;
   CodingProgram program(
       ParseCodingFile("If EvalExpr(\"x<50000\") Then \"y\"=\"low\" Else \"y\"=\"high\"", "f"), table,

@@ -21,7 +21,7 @@ class TableMaker {
   int Add(const std::string& name, const std::function<double(int)>& valueOf) {
     Column column;
     column.name = name;
-    for (int i = 0; i < table_.caseCount; ++i) column.values.push_back(valueOf(i));
+    for (int i = 0; i < table_.caseCount; ++i) column.values.Own().push_back(valueOf(i));
     table_.columns.push_back(std::move(column));
     return table_.VariableCount();
   }

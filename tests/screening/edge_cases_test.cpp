@@ -146,7 +146,7 @@ TEST(ScreeningData, KeptOrdersChangeNoFigure) {
       double value = noise + trend;
       if (c == 0 || c == 2) value = std::floor(value * (c == 0 ? 1 : 1.5));
       if ((c == 1 && i % 50 == 7) || (c == 4 && i % 30 == 5)) value = kMissing;
-      columns[c].values.push_back(c == 0 ? std::min(value, 1.0) : value);
+      columns[c].values.Own().push_back(c == 0 ? std::min(value, 1.0) : value);
     }
   }
   const Wanted wanted{.continuousResponse = "2",
@@ -238,9 +238,9 @@ TEST(ScreeningSelection, PredictorsOfAConstantResponseFail) {
   Table table = InTwoParts();
   for (const std::size_t response : {0, 1, 2}) {
     for (std::size_t i = 60; i < 120; ++i)
-      if (i % 2 == 0) table.columns[response].values[i] = 1;
+      if (i % 2 == 0) table.columns[response].values.Own()[i] = 1;
   }
-  for (std::size_t i = 61; i < 120; i += 2) table.columns[5].values[i] = kMissing;
+  for (std::size_t i = 61; i < 120; i += 2) table.columns[5].values.Own()[i] = kMissing;
   ScreeningSession run(std::move(table));
   run.session.SelectCases("", "part = 1");
   ASSERT_TRUE(run.Run(
@@ -314,8 +314,8 @@ TEST(ScreeningStatistics, RSquaredHasNoUnit) {
   table.columns.push_back(MakeColumn("w", weights));
   const auto figures = [&](double responseUnit, double weightUnit) {
     Table scaled = table;
-    for (double& value : scaled.columns[1].values) value *= responseUnit;
-    for (double& value : scaled.columns[7].values) value *= weightUnit;
+    for (double& value : scaled.columns[1].values.Own()) value *= responseUnit;
+    for (double& value : scaled.columns[7].values.Own()) value *= weightUnit;
     ScreeningSession run(std::move(scaled));
     run.session.WeightBy(8);
     EXPECT_TRUE(run.Run({.continuousResponse = "2", .continuous = "6 7"}));
@@ -345,13 +345,13 @@ TEST(ScreeningStatistics, RSquaredHasNoUnit) {
 TEST(ScreeningWeights, FrequenciesAreCasesWrittenOut) {
   Table table = InTwoParts();
   Table longTable = table;
-  for (Column& column : longTable.columns) column.values.clear();
+  for (Column& column : longTable.columns) column.values = {};
   std::vector<double> weights;
   for (std::size_t i = 0; i < 120; ++i) {
     weights.push_back(static_cast<double>(i * 5 % 4));
     for (int k = 0; k < weights.back(); ++k)
       for (std::size_t c = 0; c < table.columns.size(); ++c)
-        longTable.columns[c].values.push_back(table.columns[c].values[i]);
+        longTable.columns[c].values.Own().push_back(table.columns[c].values[i]);
   }
   longTable.caseCount = static_cast<std::int64_t>(longTable.columns[0].values.size());
   table.columns.push_back(MakeColumn("w", weights));
@@ -376,11 +376,11 @@ TEST(ScreeningStatistics, NotComputableComesLast) {
   constexpr int kPredictors = 11;
   for (int p = 0; p < kPredictors; ++p) columns.push_back(MakeColumn("p" + std::to_string(p), {}));
   for (int i = 0; i < 300; ++i) {
-    columns[0].values.push_back(i % 10 + 0.1 * (i % 7));
-    columns[1].values.push_back(0.05);  // 15 in all
+    columns[0].values.Own().push_back(i % 10 + 0.1 * (i % 7));
+    columns[1].values.Own().push_back(0.05);  // 15 in all
     for (std::size_t p = 0; p < kPredictors; ++p) {
       const double value = i % 10 + (i * 31 % 17) * 0.4 * static_cast<double>(p);
-      columns[p + 2].values.push_back(value);
+      columns[p + 2].values.Own().push_back(value);
     }
   }
   ScreeningSession run(MakeTable(std::move(columns)));

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <random>
 #include <set>
+#include <span>
 
 #include "tests/screening/screening_session.h"
 #include "tests/support/paths.h"
@@ -65,7 +66,7 @@ double Gini(const std::map<double, std::pair<double, double>>& groups, double to
 }
 
 // bins[i]: bin of each case; bad[i]; weights.
-BinaryFigures BinaryReference(const std::vector<double>& x, const std::vector<int>& bins,
+BinaryFigures BinaryReference(std::span<const double> x, const std::vector<int>& bins,
                               const std::vector<bool>& bad, int binCount) {
   BinaryFigures figures;
   std::vector<std::vector<double>> counts(static_cast<std::size_t>(binCount), {0, 0});
@@ -123,7 +124,7 @@ TEST(Screening, BinaryFiguresFollowFromTheCutPoints) {
   for (const double code : columns[0].values) bad.push_back(code == 0);
   for (int index = 0; index < 4; ++index) {
     const vlm::ScreeningPredictor p = run.Predictor(kBinary, index);
-    const std::vector<double>& x = columns[static_cast<std::size_t>(p.predictorNumber - 1)].values;
+    const ColumnValues& x = columns[static_cast<std::size_t>(p.predictorNumber - 1)].values;
     SCOPED_TRACE(columns[static_cast<std::size_t>(p.predictorNumber - 1)].name);
     std::vector<int> bins;
     if (p.categorical) {
@@ -165,9 +166,9 @@ TEST(Screening, ContinuousAndCategoricalFiguresFollowFromTheBins) {
   const std::vector<Column> columns = table.columns;
   ScreeningSession run(std::move(table));
   ASSERT_TRUE(run.Run({.continuousResponse = "2", .categoricalResponse = "3", .continuous = "4 5"}));
-  const std::vector<double>& y = columns[1].values;
+  const ColumnValues& y = columns[1].values;
   for (int index = 0; index < 2; ++index) {
-    const std::vector<double>& x = columns[static_cast<std::size_t>(3 + index)].values;
+    const ColumnValues& x = columns[static_cast<std::size_t>(3 + index)].values;
     const std::vector<double> cuts = run.CutPoints(kContinuous, index);
     const auto k = cuts.size() + 1;
     std::vector<double> n(k), sum(k);

@@ -203,7 +203,7 @@ TEST(ScreeningGraphs, DistributionDrawsDensityRatesAndCumulativeShare) {
   EXPECT_EQ(density.name, "x smoothed pdf");
   ASSERT_EQ(density.x.size(), 256u);
 
-  std::vector<double> x = table.columns[1].values;
+  std::vector<double> x(table.columns[1].values.begin(), table.columns[1].values.end());
   std::sort(x.begin(), x.end());
   const auto n = static_cast<double>(x.size());
   double mean = 0, squares = 0;
@@ -390,7 +390,7 @@ TEST(ScreeningGraphs, ClassCountsAreLinesPanelsAndBarsInSpace) {
     SCOPED_TRACE(std::to_string(classCount) + " classes");
     Table table = Cases(900);
     Noise noise;
-    for (double& kind : table.columns[4].values) kind = std::floor(noise() * classCount);
+    for (double& kind : table.columns[4].values.Own()) kind = std::floor(noise() * classCount);
     ScreeningSession run(table);
     run.session.WeightBy(6);
     run.session.SelectCases("", kMiddle);

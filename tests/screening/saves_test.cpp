@@ -146,7 +146,7 @@ TEST(Saves, OneCodingInEveryForm) {
     EXPECT_EQ(coded->longName, "binary response");
     EXPECT_EQ(coded->measurement, Measurement::kCategorical);
     const std::vector<std::string> codedLabels = LabelsOf(*coded);
-    const std::vector<double>& x = table.Variable(4).values;
+    const ColumnValues& x = table.Variable(4).values;
     for (std::size_t i = 0; i < x.size(); ++i) {
       std::size_t bin = 0;
       while (bin < own.size() && x[i] > std::nextafter(own[bin], 1e9)) ++bin;

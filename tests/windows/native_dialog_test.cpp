@@ -35,7 +35,7 @@ Table ProcessTable() {
     Column column;
     column.name = name;
     column.measurement = measurement;
-    for (int i = 0; i < 24; ++i) column.values.push_back(value(i));
+    for (int i = 0; i < 24; ++i) column.values.Own().push_back(value(i));
     table.columns.push_back(std::move(column));
   };
   add("yield", Measurement::kContinuous, [](int i) { return i; });

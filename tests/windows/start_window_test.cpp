@@ -95,7 +95,7 @@ TEST(ResultsPageTest, GrowsInOneFile) {
   table.caseCount = 1234;
   Column column;
   column.name = "yield";
-  column.values.resize(1234);
+  column.values.Own().resize(1234);
   table.columns.push_back(column);
   session.SetTable(std::move(table));
   const std::filesystem::path folder = std::filesystem::temp_directory_path() / "velmora_page_test";

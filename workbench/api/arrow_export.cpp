@@ -216,9 +216,9 @@ ArrowTable::ArrowTable() : data_(std::make_shared<Data>()) {}
 ArrowTable::~ArrowTable() = default;
 ArrowTable::ArrowTable(ArrowTable&&) noexcept = default;
 
-void ArrowTable::AddNumbers(const std::string& name, const std::vector<double>& values) {
+void ArrowTable::AddNumbers(const std::string& name, std::span<const double> values) {
   Cells cells = CellsOf("g", values.size(), [&](std::size_t i) { return values[i] != kMissing; });
-  cells.numbers = values;
+  cells.numbers.assign(values.begin(), values.end());
   data_->Add(name, std::move(cells));
 }
 

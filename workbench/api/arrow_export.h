@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,7 @@ class ArrowTable {
   ArrowTable(ArrowTable&&) noexcept;
 
   // Columns have the same length. kMissing and nothing become null.
-  void AddNumbers(const std::string& name, const std::vector<double>& values);
+  void AddNumbers(const std::string& name, std::span<const double> values);
   void AddIntegers(const std::string& name, const std::vector<std::optional<std::int64_t>>& values);
   void AddFlags(const std::string& name, const std::vector<std::optional<bool>>& values);
   void AddTexts(const std::string& name, const std::vector<std::optional<std::string>>& values);

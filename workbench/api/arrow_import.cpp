@@ -1,10 +1,12 @@
-// Each column is read over all batches in turn, a second time where its numbers turn out to need
-// the digits of texts.
+// Plain numbers stay where they are. Each other column is read over all batches in turn, a second
+// time where its numbers turn out to need the digits of texts.
 #include "workbench/api/arrow_import.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "workbench/cli/console.h"
@@ -311,6 +313,20 @@ class ColumnSource {
     ReadAll(batches, true, builder);
   }
 
+  // The cells where they lie, when nothing about them needs to change; otherwise none.
+  std::span<const double> PlainNumbers(const std::vector<ArrowArray>& batches) const {
+    if (isDictionary_ || type_.cells != Cells::kDouble || batches.size() != 1) return {};
+    const ArrowArray& array = *batches.front().children[index_];
+    if (array.null_count != 0 && BufferOf<std::uint8_t>(array, 0) != nullptr) return {};
+    const auto* const buffer = BufferOf<double>(array, 1);
+    if (reinterpret_cast<std::uintptr_t>(buffer) % alignof(double) != 0) return {};
+    const std::span<const double> cells(buffer + array.offset + batches.front().offset,
+                                        static_cast<std::size_t>(batches.front().length));
+    const MissingRange missing(kMissing);
+    const auto isPlain = [&](double cell) { return std::isfinite(cell) && !missing.Contains(cell); };
+    return std::all_of(cells.begin(), cells.end(), isPlain) ? cells : std::span<const double>();
+  }
+
   void Describe(Column& column) const {
     if (!column.fromText && type_.dateUnit != DateUnit::kNone) column.dateUnit = type_.dateUnit;
     if (isDictionary_) column.declaredMeasurement = Measurement::kCategorical;
@@ -352,7 +368,22 @@ class ColumnSource {
 
 }  // namespace
 
-ArrowBatches::ArrowBatches(ArrowArrayStream& stream) {
+struct ArrowBatches::Held {
+  Held() = default;
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
+  ~Held() {
+    for (ArrowArray& batch : batches) {
+      if (batch.release != nullptr) batch.release(&batch);
+    }
+    if (schema.release != nullptr) schema.release(&schema);
+  }
+
+  ArrowSchema schema{};
+  std::vector<ArrowArray> batches;
+};
+
+ArrowBatches::ArrowBatches(ArrowArrayStream& stream) : held_(std::make_shared<Held>()) {
   if (stream.release == nullptr) throw DataError("The Arrow stream has been released already.");
   ArrowArrayStream taken = stream;
   stream.release = nullptr;
@@ -363,75 +394,60 @@ ArrowBatches::ArrowBatches(ArrowArrayStream& stream) {
       throw DataError("The Arrow stream cannot be read: " +
                       std::string(text != nullptr ? text : "it gives no reason") + ".");
     };
-    check(taken.get_schema(&taken, &schema_));
+    check(taken.get_schema(&taken, &held_->schema));
     CheckSchema();
     for (;;) {
       // In its place from the start, so that a failure releases it.
-      ArrowArray& batch = batches_.emplace_back();
+      ArrowArray& batch = held_->batches.emplace_back();
       check(taken.get_next(&taken, &batch));
       if (batch.release == nullptr) break;
     }
-    batches_.pop_back();  // the stream's end
+    held_->batches.pop_back();  // the stream's end
   } catch (...) {
     taken.release(&taken);
-    Release();
     throw;
   }
   taken.release(&taken);
 }
 
-ArrowBatches::ArrowBatches(ArrowSchema& schema, ArrowArray& batch) {
+ArrowBatches::ArrowBatches(ArrowSchema& schema, ArrowArray& batch) : held_(std::make_shared<Held>()) {
   if (schema.release == nullptr || batch.release == nullptr)
     throw DataError("The Arrow schema or the batch has been released already.");
-  schema_ = schema;
+  held_->batches.reserve(1);
+  held_->schema = schema;
   schema.release = nullptr;
-  batches_.push_back(batch);
+  held_->batches.push_back(batch);
   batch.release = nullptr;
-  try {
-    CheckSchema();
-  } catch (...) {
-    Release();
-    throw;
-  }
-}
-
-ArrowBatches::~ArrowBatches() { Release(); }
-
-void ArrowBatches::Release() {
-  for (ArrowArray& batch : batches_) {
-    if (batch.release != nullptr) batch.release(&batch);
-  }
-  batches_.clear();
-  if (schema_.release != nullptr) schema_.release(&schema_);
+  CheckSchema();
 }
 
 void ArrowBatches::CheckSchema() const {
-  if (schema_.format == nullptr || std::string_view(schema_.format) != "+s")
+  if (held_->schema.format == nullptr || std::string_view(held_->schema.format) != "+s")
     throw DataError("The Arrow data are one column, not a table; pass record batches.");
 }
 
 std::int64_t ArrowBatches::RowCount() const {
   std::int64_t rows = 0;
-  for (const ArrowArray& batch : batches_) rows += batch.length;
+  for (const ArrowArray& batch : held_->batches) rows += batch.length;
   return rows;
 }
 
 Table ArrowBatches::MakeTable(const std::vector<std::string>& missingTexts,
                               std::vector<std::string>& notices) const {
   std::vector<std::string> names;
-  for (std::int64_t i = 0; i < schema_.n_children; ++i) {
-    const char* const name = schema_.children[i]->name;
+  for (std::int64_t i = 0; i < held_->schema.n_children; ++i) {
+    const char* const name = held_->schema.children[i]->name;
     names.push_back(CleanText(name == nullptr ? "" : name));
   }
   if (names.empty()) throw DataError("The table has no columns.");
   SettleNames(kTableName, names, notices);
   Table table;
-  for (const ArrowArray& batch : batches_) {
+  for (const ArrowArray& batch : held_->batches) {
     if (batch.null_count != 0 && BufferOf<std::uint8_t>(batch, 0) != nullptr)
       throw DataError("The Arrow data hold rows that are null as a whole.");
-    if (batch.n_children != schema_.n_children)
+    if (batch.n_children != held_->schema.n_children)
       throw DataError("A batch of the Arrow data has " + std::to_string(batch.n_children) +
-                      " columns where the schema has " + std::to_string(schema_.n_children) + ".");
+                      " columns where the schema has " + std::to_string(held_->schema.n_children) + ".");
     table.caseCount += batch.length;
   }
   if (table.caseCount == 0) throw DataError("The table has columns but no rows.");
@@ -442,16 +458,22 @@ Table ArrowBatches::MakeTable(const std::vector<std::string>& missingTexts,
     StopIfInterrupted();
     bar.Update(static_cast<double>(i) / static_cast<double>(names.size()));
     const auto index = static_cast<int>(i);
-    const ColumnSource source(*schema_.children[i], index);
+    const ColumnSource source(*held_->schema.children[i], index);
     if (source.IsLeftOut()) {
       notes.push_back(
           {ColumnNoteKind::kLeftOut, names[i], "Columns that no variable can hold are left out", ""});
       continue;
     }
-    ColumnBuilder builder(names[i], index + 1, false, &missingTexts);
-    builder.Reserve(table.caseCount);
-    source.Read(batches_, builder);
-    Column column = builder.Finish(notes);
+    Column column;
+    if (const std::span<const double> numbers = source.PlainNumbers(held_->batches); !numbers.empty()) {
+      column.name = names[i];
+      column.values = ColumnValues(numbers, held_);
+    } else {
+      ColumnBuilder builder(names[i], index + 1, false, &missingTexts);
+      builder.Reserve(table.caseCount);
+      source.Read(held_->batches, builder);
+      column = builder.Finish(notes);
+    }
     source.Describe(column);
     table.columns.push_back(std::move(column));
   }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,16 +14,14 @@
 
 namespace velmora {
 
-// Owns a schema and its batches and releases them.
+// Owns a schema and its batches. They are released with the last column that is made of them without
+// a copy: numbers of 64 bits in one batch of which none is missing.
 class ArrowBatches {
  public:
   // Takes the stream and reads it to its end. Throws DataError with the stream's own sentence.
   explicit ArrowBatches(ArrowArrayStream& stream);
   // Takes both. Throws DataError when one of them is released already.
   ArrowBatches(ArrowSchema& schema, ArrowArray& batch);
-  ~ArrowBatches();
-  ArrowBatches(const ArrowBatches&) = delete;
-  ArrowBatches& operator=(const ArrowBatches&) = delete;
 
   std::int64_t RowCount() const;
   // A variable per column, without measurements. missingTexts: as ReadOptions. Columns that no
@@ -30,11 +29,10 @@ class ArrowBatches {
   Table MakeTable(const std::vector<std::string>& missingTexts, std::vector<std::string>& notices) const;
 
  private:
+  struct Held;
   void CheckSchema() const;
-  void Release();
 
-  ArrowSchema schema_{};
-  std::vector<ArrowArray> batches_;
+  std::shared_ptr<Held> held_;
 };
 
 }  // namespace velmora

@@ -132,7 +132,7 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
 }
 
 void ColumnBuilder::SetValues(Column& column, const std::vector<double>& valueOfText) const {
-  for (double& value : column.values)
+  for (double& value : column.values.Own())
     if (value != kMissing) value = valueOfText[static_cast<std::size_t>(value)];
 }
 
@@ -240,7 +240,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
 void ColumnBuilder::FinishTexts(Column& column) {
   if (!forcedText_ && texts_.Size() > 0 && (FinishDates(column) || FinishStyledNumbers(column))) return;
   const std::vector<std::uint32_t> places = texts_.SortedPlaces();
-  for (double& value : column.values)
+  for (double& value : column.values.Own())
     if (value != kMissing) value = places[static_cast<std::size_t>(value)] + 1.0;
   column.labels.resize(places.size());
   for (std::uint32_t number = 0; number < places.size(); ++number)

@@ -35,9 +35,10 @@ Column& AddColumn(Table& table, int variableNumber, const char* ending, Part par
     throw DataError("The table has a variable \"" + made.name + "\" already.");
   const MissingRange missing(dates.missingCode);
   const double unit = dates.dateUnit == DateUnit::kSeconds ? kSecondsPerDay : 1;
-  made.values.reserve(dates.values.size());
+  std::vector<double>& values = made.values.Own();
+  values.reserve(dates.values.size());
   for (const double value : dates.values)
-    made.values.push_back(missing.Contains(value) ? kMissing : part(value / unit));
+    values.push_back(missing.Contains(value) ? kMissing : part(value / unit));
   table.columns.push_back(std::move(made));
   return table.columns.back();
 }

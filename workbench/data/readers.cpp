@@ -248,7 +248,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
   const MissingRange before(column.missingCode);
   const MissingRange after(code);
   std::int64_t becameMissing = 0;
-  for (double& value : column.values) {
+  for (double& value : column.values.Own()) {
     if (before.Contains(value)) {
       value = code;
     } else if (after.Contains(value)) {

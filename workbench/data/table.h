@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "workbench/data/column_values.h"
+
 namespace velmora {
 
 // The general missing value of the host; the default missing-data code of a column.
@@ -35,8 +37,8 @@ struct Column {
   std::string name;      // unique in its table (case-sensitive), UTF-8
   std::string longName;  // label or description, may be empty; a coded text column keeps none
   double missingCode = kMissing;
-  std::vector<double> values;      // one per case, missing ones the code; none if it was not read
-  std::vector<ValueLabel> labels;                      // ascending by value, values unique
+  ColumnValues values;             // one per case, missing ones the code; none if it was not read
+  std::vector<ValueLabel> labels;  // ascending by value, values unique
   Measurement measurement = Measurement::kContinuous;  // inferred by the reader, may be overridden
   Role role = Role::kUsable;                           // inferred by the reader
   bool fromText = false;     // the values are codes 1..k in the byte order of the texts

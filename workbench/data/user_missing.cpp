@@ -29,8 +29,9 @@ double LetteredMissing(char letter) { return kLetterStep * static_cast<unsigned 
 
 std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& column) {
   std::set<double> codes;
+  std::vector<double>& values = column.values.Own();
   for (std::size_t k = 0; k < cells.rows.size(); ++k) {
-    double& value = column.values[cells.rows[k]];
+    double& value = values[cells.rows[k]];
     if (!IsMissing(value, column.missingCode) || IsMissing(cells.values[k], column.missingCode)) continue;
     value = cells.values[k];
     codes.insert(value);
@@ -43,8 +44,9 @@ std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& co
 }
 
 void RemoveUserMissing(const UserMissingCells& cells, Column& column) {
+  std::vector<double>& values = column.values.Own();
   for (std::size_t k = 0; k < cells.rows.size(); ++k) {
-    double& value = column.values[cells.rows[k]];
+    double& value = values[cells.rows[k]];
     if (NearlyEqualDoubles(value, cells.values[k])) value = column.missingCode;
   }
 }

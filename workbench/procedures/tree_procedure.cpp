@@ -270,7 +270,7 @@ stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
 }
 
 stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const UserBins& own) {
-  const std::vector<double>& column = Predictor().values;
+  const std::span<const double> column = Predictor().values;
   std::vector<stats::DroppedCut> dropped;
   stats::Tree tree = categorical_ ? stats::TreeFromGroups(grownOn_->tree, column, order, own.groups,
                                                           *shared_->BorrowTreeScratch(), dropped)
@@ -291,7 +291,7 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
 }
 
 stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const BinningPlan& plan) {
-  const std::vector<double>& column = Predictor().values;
+  const std::span<const double> column = Predictor().values;
   const binning::BinningRules rules = binning::RulesThatApply(
       plan.RulesFor(predictor_), grownOn_->tree.continuous ? 0 : grownOn_->tree.classCount);
   const HostProcedures::Shared::FoldsPointer folds = shared_->FoldsOf(grownOn_);

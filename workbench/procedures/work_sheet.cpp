@@ -96,7 +96,7 @@ void WorkData::Evict() {
 }
 
 void WorkData::MakeRows() {
-  const std::vector<double>& column = PredictorColumn().values;
+  const std::span<const double> column = PredictorColumn().values;
   auto rows = std::make_unique<WorkRows>();
   rows->order =
       RestrictOrder(shared_->OrderOf(table_, predictor_), column, response_->tree.present, predictorCodes_);
@@ -431,7 +431,7 @@ class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
       for (std::size_t i = 0; i < count; ++i) values[i] = ranks[cases[i]];
       return;
     }
-    const std::vector<double>& column1or2 =
+    const std::span<const double> column1or2 =
         (column == 1 ? data_->PredictorColumn() : data_->ResponseColumn()).values;
     for (std::size_t i = 0; i < count; ++i) values[i] = column1or2[cases[i]];
     if (column == 1 && first + count > rows.valueCount) {

@@ -104,7 +104,8 @@ class CaseCollector {
   }
 
   void TakeCounts(Cases& cases) {
-    cases.frequency = table_.Variable(plan_.count).values;
+    const ColumnValues& counts = table_.Variable(plan_.count).values;
+    cases.frequency.assign(counts.begin(), counts.end());
     for (std::size_t i = 0; i < cases.Count(); ++i) {
       if (cases.used[i] == 0) cases.frequency[i] = 0;
     }
@@ -122,7 +123,8 @@ class CaseCollector {
                                  : std::accumulate(cases.frequency.begin(), cases.frequency.end(), 0.0);
       return;
     }
-    cases.weight = table_.Variable(plan_.weight).values;
+    const ColumnValues& weights = table_.Variable(plan_.weight).values;
+    cases.weight.assign(weights.begin(), weights.end());
     cases.squares.resize(cases.Count());
     double number = 0, total = 0, squares = 0;
     for (std::size_t i = 0; i < cases.Count(); ++i) {

@@ -176,7 +176,7 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
     column.name = core_.UnusedVariableName(
         wanted.empty() ? "Var" + std::to_string(core_.table.VariableCount() + 1) : wanted);
     column.longName = vlm::TextOf(description, descriptionLength);
-    column.values.assign(values, values + core_.table.caseCount);
+    column.values.Own().assign(values, values + core_.table.caseCount);
     core_.table.columns.push_back(std::move(column));
     core_.DataChanged();
     return core_.table.VariableCount();

@@ -152,7 +152,7 @@ Column VariableSurvey::Representative(std::optional<Measurement> declared) const
     double code = 0;
     for (const auto& [text, count] : levels_) {
       column.labels.push_back({++code, text});
-      if (count.cases > 0) column.values.push_back(code);
+      if (count.cases > 0) column.values.Own().push_back(code);
     }
     survey.distinct = static_cast<std::int64_t>(levels_.size());
     if (tooManyLevels_) survey.distinct = static_cast<std::int64_t>(limits_.levels) + 1;
@@ -161,7 +161,7 @@ Column VariableSurvey::Representative(std::optional<Measurement> declared) const
     if (column.fromBoolean) column.labels = {{0, "false"}, {1, "true"}};
     if (kind_ == Kind::kDays) column.dateUnit = DateUnit::kDays;
     if (kind_ == Kind::kSeconds) column.dateUnit = DateUnit::kSeconds;
-    for (const ValueCell& cell : used_.Cells()) column.values.push_back(cell.low);
+    for (const ValueCell& cell : used_.Cells()) column.values.Own().push_back(cell.low);
     const ValueCells& all = keepsAll_ ? all_ : used_;
     survey.whole = whole_;
     survey.everyValueLabelled = column.fromBoolean;

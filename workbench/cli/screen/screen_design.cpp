@@ -35,7 +35,7 @@ class BinTable {
     const int number = Take(ResponseNumber(choice, response.kind));
     if (response.kind == vlm::kBinaryResponse) {
       Column& column = bins_.Variable(number);
-      for (double& value : column.values) {
+      for (double& value : column.values.Own()) {
         if (!NearlyEqualDoubles(value, choice.good) && !NearlyEqualDoubles(value, choice.bad))
           value = column.missingCode;
       }
@@ -59,7 +59,7 @@ class BinTable {
       column.measurement = Measurement::kCategorical;
       for (const std::uint8_t bin :
            BinOfCases(table_.Variable(predictor->figures.predictorNumber), *predictor))
-        column.values.push_back(bin == kNoBinOfCase ? column.missingCode : bin);
+        column.values.Own().push_back(bin == kNoBinOfCase ? column.missingCode : bin);
       plan_.categoricalPredictors.push_back(static_cast<int>(bins_.columns.size()));
     }
     const ranking::Ranking ranking =

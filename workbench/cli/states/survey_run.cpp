@@ -118,7 +118,7 @@ Table SurveyRun::Representatives() const {
   }
   std::size_t most = 1;
   for (const Column& column : table.columns) most = std::max(most, column.values.size());
-  for (Column& column : table.columns) column.values.resize(most, kMissing);
+  for (Column& column : table.columns) column.values.Own().resize(most, kMissing);
   table.caseCount = static_cast<std::int64_t>(most);
   OverrideMeasurements(table, data_);
   return table;
