@@ -13,9 +13,19 @@ import {
   sortedBy,
   splitPlace,
   wilsonInterval,
+  withVariables,
   wordAtCaret,
 } from "../../workbench/web/logic";
 import type { BinsPanel, Choices, Variable } from "../../workbench/web/types";
+
+describe("variables", () => {
+  it("arrive once, also when a snapshot has some of them", () => {
+    const named = (...numbers: number[]) => numbers.map((number) => ({ number }) as Variable);
+    expect(withVariables(named(1, 2, 3), named(2, 3, 4, 5))).toEqual(named(1, 2, 3, 4, 5));
+    expect(withVariables([], named(1, 2))).toEqual(named(1, 2));
+    expect(withVariables(named(1, 2), named(1))).toEqual(named(1, 2));
+  });
+});
 
 describe("numbers", () => {
   it.each([

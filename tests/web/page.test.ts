@@ -539,6 +539,12 @@ describe("the page", () => {
     await page.getByRole("button", { name: "german_credit.csv" }).waitFor();
     await drop("houses.csv", "price,size\n1,2\n3,5,6\n"); // another size
     await page.getByText("There is no such file houses.csv in the folders that were opened").waitFor();
+    // The snapshot comes late: that the file has been read is heard before.
+    await page.route(/\/api\/sessions\/\d+$/, async (route) => {
+      const response = await route.fetch();
+      await new Promise((resolve) => setTimeout(resolve, 1000));
+      await route.fulfill({ response });
+    });
     await drop("houses.csv", "price,size\n1,2\n3,4\n");
     await page.getByText("2 cases, 2 variables").waitFor();
     // The folder of the other file is not open, but the file has been named before.

@@ -199,6 +199,12 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
   return options;
 }
 
+// The variables with those that are not among them yet; both ascend by number.
+export function withVariables(known: Variable[], more: Variable[]): Variable[] {
+  const last = known.at(-1)?.number ?? 0;
+  return [...known, ...more.filter((one) => one.number > last)];
+}
+
 // RFC 7396: null deletes a member.
 export function mergePatch<Target>(target: Target, patch: unknown): Target {
   if (patch === null || typeof patch !== "object" || Array.isArray(patch)) return patch as Target;

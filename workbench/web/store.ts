@@ -2,7 +2,7 @@
 // to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
-import { mergePatch, optionsOf } from "./logic";
+import { mergePatch, optionsOf, withVariables } from "./logic";
 import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable } from "./types";
 
 export type View = "data" | "rank" | "bins" | "history" | "dialogs";
@@ -96,12 +96,15 @@ export function show(view: View): void {
 }
 
 export async function openSession(session: number): Promise<void> {
+  early = [];
   setState({ session, snapshot: null, reports: {}, current: {}, progress: {}, picker: false, loading: 0, message: "" });
   try {
     const snapshot = await get<Snapshot>(base());
     const current: State["current"] = {};
+    if (state.session !== session) return; // another one has been opened meanwhile
     for (const run of snapshot.runs) current[run.analysis] = run.run;
     setState({ snapshot, current, message: snapshot.status === "failed" ? snapshot.error : "" });
+    for (const event of early.splice(0)) takeEvent(event);
     document.title = `${snapshot.file} – Velmora`;
     writeAddress();
     for (const analysis of ["feature-selection", "screen"] as const) void showRun(analysis, current[analysis]);
@@ -154,9 +157,16 @@ export async function start(): Promise<void> {
 
 type Event = { type: string; session?: number } & Record<string, unknown>;
 
+// What happens after the server has made a snapshot, and before it is here. Each event may be in the snapshot already.
+let early: Event[] = [];
+
 function takeEvent(event: Event): void {
   if (event.type === "stopped") return setState({ stopped: true });
-  if (event.session !== state.session || !state.snapshot) return;
+  if (event.session !== state.session) return;
+  if (!state.snapshot) {
+    early.push(event);
+    return;
+  }
   const snapshot = state.snapshot;
   switch (event.type) {
     case "loading":
@@ -167,7 +177,7 @@ function takeEvent(event: Event): void {
       setSnapshot({ status: "failed", error: event["error"] as string });
       return fail(event["error"]);
     case "variables":
-      return setSnapshot({ variables: [...snapshot.variables, ...(event["variables"] as Variable[])] });
+      return setSnapshot({ variables: withVariables(snapshot.variables, event["variables"] as Variable[]) });
     case "choices":
       if (event["window"] !== windowName) setSnapshot({ choices: mergePatch(snapshot.choices, event["patch"]) });
       return;
