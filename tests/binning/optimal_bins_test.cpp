@@ -136,6 +136,19 @@ TEST(OptimalBins, GroupLevelsByRate) {
   EXPECT_NE(bins.binOf[0], bins.binOf[1]);
 }
 
+// Each of 150 levels has fewer than one case in a hundred.
+TEST(OptimalBins, FindGroupsAmongManyRareLevels) {
+  Column data;
+  for (int i = 0; i < 6000; ++i) {
+    const int level = i % 150;
+    data.x.push_back(level);
+    data.y.push_back((i / 150) % 10 < 3 * (level % 3) + 1 ? 0 : 1);
+  }
+  const OptimalBins bins = FindLevelBins(Prepare(data, false, true).sums, {});
+  ASSERT_EQ(bins.count, 3);
+  for (std::size_t level = 3; level < 150; ++level) EXPECT_EQ(bins.binOf[level], bins.binOf[level % 3]);
+}
+
 TEST(OptimalBins, MergeLevelsOfManyClasses) {
   PreBinSums sums;
   sums.classCount = 3;

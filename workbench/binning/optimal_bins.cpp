@@ -284,7 +284,9 @@ bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
 }
 
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
-  const double least = minShare * sums.TotalWeight();
+  // Where every level is rare, as postcodes are, the pool must not take them all.
+  const double halfOfMean = 0.5 / static_cast<double>(std::max<std::size_t>(sums.Count(), 1));
+  const double least = std::min(minShare, halfOfMean) * sums.TotalWeight();
   std::vector<int> groupOf(sums.Count(), -1);
   groupCount = 0;
   bool anyRare = false;

@@ -54,8 +54,8 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
 double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
                   bool categorical);
 
-// A group for each level: those with at least minShare of the weight have one each, the rare ones
-// share the last.
+// A group for each level, but the last group for all that have less than minShare of the weight and
+// less than half of what a level has on average.
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount);
 
 // The sums of each bin. binOf: the bin of each pre-bin, -1 for none.

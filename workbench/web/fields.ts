@@ -100,7 +100,7 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
         number("min-bins", "At least", "1", "So many bins, where the other rules allow it.", isSearched),
         number("min-bin-cases", "Least cases", "none", "Cases in each bin.", isSearched),
         number("max-adjacent-p", "Neighbours differ at", "1", "p-value of the test of neighbouring bins.", isSearched),
-        number("min-level-share", "Rare below", "0.01", "Rarer levels share a bin.", isSearched),
+        number("min-level-share", "Rare below", "0.01", "Levels that are rarer than this and than half the average level share a bin.", isSearched),
         number("pre-bins", "Pre-bins", "100", "Quantiles or values that the search joins, 2 to 1000.", isSearched),
         choice("pure-bin-correction", "Pure bins", [
           ["", "half a case more in each class"],

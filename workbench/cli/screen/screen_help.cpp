@@ -82,7 +82,8 @@ Bins
   --min-bin-cases N           cases in each bin
   --min-bin-events N          cases of each class in each bin
   --max-adjacent-p P          neighbouring bins differ at this level (Chi-square; Welch's t test of means)
-  --min-level-share S         rarer levels of a categorical variable share a bin (default 0.01)
+  --min-level-share S         levels of a categorical variable that are rarer than S, and than half
+                              the average level, share a bin (default 0.01)
   --criterion NAME            what is best: deviance (default), iv (information value), gini (impurity) or variance
   --pre-bins N                the search joins this many quantiles or distinct values, 2 to 1000 (default 100)
   --special NAME=CODE,...     codes that are no values, such as income=-999,-998 or 'q*=99': a bin for each code
