@@ -75,7 +75,7 @@ class RulesCompiler : public CodingCompiler {
     std::vector<Statement> statements;
     std::optional<OpenLookup> open;
     const auto close = [&] {
-      if (open) statements.push_back({std::move(*open).Close()});
+      if (open) statements.emplace_back().is = std::move(*open).Close();
       open.reset();
     };
     for (const BasicStatement& statement : body) {
@@ -86,7 +86,7 @@ class RulesCompiler : public CodingCompiler {
           Fail(statement.line, "Exit Sub has no meaning in a program that codes cases");
         case BasicStatement::Kind::kAssignment:
           close();
-          statements.push_back({CompileAssignment(statement)});
+          statements.emplace_back().is = CompileAssignment(statement);
           continue;
         case BasicStatement::Kind::kIf:
           break;
@@ -101,7 +101,7 @@ class RulesCompiler : public CodingCompiler {
       if (lookup) {
         open = std::move(lookup);
       } else {
-        statements.push_back({CompileChoice(statement, conditions, depth)});
+        statements.emplace_back().is = CompileChoice(statement, conditions, depth);
       }
     }
     close();
