@@ -52,7 +52,9 @@ def frame() -> pd.DataFrame:
 
 def executors() -> list[int]:
     """Those of this test's own session."""
-    listed = subprocess.run(["ps", "-ww", "-eo", "pid,ppid,args"], capture_output=True, text=True, check=True).stdout
+    listed = subprocess.run(
+        ["ps", "-ww", "-eo", "pid,ppid,args"], capture_output=True, text=True, check=True
+    ).stdout
     parents, found = {}, []
     for line in listed.splitlines()[1:]:
         pid, parent, words = line.split(None, 2)

@@ -45,6 +45,18 @@ class FullDisk {
   void (*handler_)(int) = nullptr;
 };
 
+TEST_F(DataTest, ACancelledSaveClosesItsFiles) {
+  Table table;
+  table.caseCount = 400000;
+  table.columns.push_back(Make("x", std::vector<double>(400000, 0.1)));
+  SaveTable(table, Path("warm.parquet"));  // what is opened once for all
+  for (const char* name : {"x.csv", "x.parquet"}) {
+    const std::size_t before = FileCount("/proc/self/fd");
+    EXPECT_THROW(SaveTable(table, Path(name), {.progress = [](double) { return false; }}), Cancelled) << name;
+    EXPECT_EQ(FileCount("/proc/self/fd"), before) << name;
+  }
+}
+
 TEST_F(DataTest, AFullDiskLeavesTheOldFileAndNothingElse) {
   Table table;
   table.caseCount = 100000;
