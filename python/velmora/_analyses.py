@@ -230,8 +230,8 @@ def monitor(
     session = Session()
     with _progress.shown(progress) as report, session.reporting(report):
         _frames.load(session, data)
-        options = {"response": response, "fail-on": fail_on, "weight": weight, "count": count}
-        options |= {"raw-weights": raw_weights, "select": select}
+        options: dict[str, Any] = {"response": response, "fail-on": fail_on, "select": select}
+        options |= {"weight": weight, "count": count, "raw-weights": raw_weights}
         handle = session.load_bins(saved._text).monitor(options)
     result = MonitorResult(handle, _frames.kind_of(data), session.notices())
     result.notices += result.json["run"]["notices"]
