@@ -11,7 +11,7 @@ build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libread
   libcli11-dev libutfcpp-dev libfast-float-dev libxlsxwriter-dev libminizip-dev libexpat1-dev libsqlite3-dev libpq-dev
   libmariadb-dev libcpp-httplib-dev zlib1g-dev libzstd-dev python3-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium python3
-  python3-openpyxl python3-venv googletest openjdk-17-jre-headless
+  python3-openpyxl python3-venv googletest openjdk-17-jre-headless postgresql mariadb-server-core mariadb-client-core
   g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev xvfb xauth)
 
 packages=("${build_packages[@]}")

@@ -2,6 +2,7 @@
 
 import os
 import subprocess
+import sys
 from pathlib import Path
 
 import matplotlib
@@ -32,3 +33,24 @@ def command():
         return subprocess.run(line, check=True, capture_output=True, text=True).stdout
 
     return run
+
+
+@pytest.fixture(scope="session")
+def session():
+    """Spark in this process; one small session serves all tests."""
+    from pyspark.sql import SparkSession
+
+    os.environ["PYSPARK_PYTHON"] = sys.executable
+    built = (
+        SparkSession.builder.master("local[2]")
+        .appName("velmora")
+        .config("spark.ui.enabled", "false")
+        .config("spark.driver.bindAddress", "127.0.0.1")
+        .config("spark.driver.host", "127.0.0.1")
+        .config("spark.sql.shuffle.partitions", "4")
+        .config("spark.sql.execution.arrow.maxRecordsPerBatch", "200")
+        .getOrCreate()
+    )
+    built.sparkContext.setLogLevel("OFF")
+    yield built
+    built.stop()

@@ -1,14 +1,13 @@
 """The analyses in DuckDB and PostgreSQL against those in memory."""
 
-import os
-import shutil
-import subprocess
 import sys
 from pathlib import Path
 
 import numpy as np
 import pandas as pd
+import psycopg
 import pytest
+from servers import postgres_server
 from test_parts import check_frames
 
 import velmora
@@ -41,42 +40,10 @@ def duck(many):
 @pytest.fixture(scope="module")
 def postgres(many, tmp_path_factory):
     """A server of its own: a partitioned table, and a table of another server's."""
-    psycopg = pytest.importorskip("psycopg")
-    folders = sorted(Path("/usr/lib/postgresql").glob("*/bin"))
-    if not folders:
-        pytest.skip("PostgreSQL is not installed.")
     place = tmp_path_factory.mktemp("postgres")
-    # The server refuses to run as root.
-    as_user = ["runuser", "-u", "postgres", "--"] if os.getuid() == 0 else []
-    if as_user:
-        for folder in (place, *place.parents[:2]):
-            folder.chmod(0o755)
-        shutil.chown(place, "postgres")
-    data = place / "data"
-
-    def run(program: str, *words: str) -> None:
-        command = [*as_user, str(folders[-1] / program), *words]
-        subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=place)
-
-    run("initdb", "-D", str(data), "-A", "trust", "-U", "postgres", "--no-sync")
-    run(
-        "pg_ctl",
-        "-D",
-        str(data),
-        "-w",
-        "-l",
-        str(place / "log"),
-        "-o",
-        f"-k {place} -c listen_addresses=",
-        "start",
-    )
-    try:
-        address = f"postgresql://postgres@/postgres?host={place}"
-        with psycopg.connect(address, autocommit=True) as connection:
-            _fill(connection, many, place)
-            yield connection, address
-    finally:
-        run("pg_ctl", "-D", str(data), "-m", "immediate", "stop")
+    with postgres_server(place) as address, psycopg.connect(address, autocommit=True) as connection:
+        _fill(connection, many, place)
+        yield connection, address
 
 
 def _fill(connection, frame: pd.DataFrame, place: Path) -> None:

@@ -1,7 +1,4 @@
-"""The analyses on Spark against those in memory. One small session serves all tests."""
-
-import os
-import sys
+"""The analyses on Spark against those in memory."""
 
 import pandas as pd
 import pytest
@@ -10,28 +7,10 @@ import velmora
 
 pyspark = pytest.importorskip("pyspark")
 
-from pyspark.sql import SparkSession, functions  # noqa: E402
+from pyspark.sql import functions  # noqa: E402
 from test_parts import check_frames  # noqa: E402
 
 from velmora import spark  # noqa: E402
-
-
-@pytest.fixture(scope="module")
-def session():
-    os.environ["PYSPARK_PYTHON"] = sys.executable
-    built = (
-        SparkSession.builder.master("local[2]")
-        .appName("velmora")
-        .config("spark.ui.enabled", "false")
-        .config("spark.driver.bindAddress", "127.0.0.1")
-        .config("spark.driver.host", "127.0.0.1")
-        .config("spark.sql.shuffle.partitions", "4")
-        .config("spark.sql.execution.arrow.maxRecordsPerBatch", "200")
-        .getOrCreate()
-    )
-    built.sparkContext.setLogLevel("OFF")
-    yield built
-    built.stop()
 
 
 @pytest.fixture(scope="module")

@@ -310,10 +310,13 @@ TEST(EveryForm, DialectsWriteNamesTextsAndNumbersTheirOwnWay) {
         "[home] COLLATE Latin1_General_100_BIN2 IN (N'own')"},
        {largest}},
       {SqlDialect::kOracle,
-       {"BETWEEN -1.7976931348623157E308d AND 1.7976931348623157E308d", "THEN 1E-01d", "FROM \"data\" cases",
-        "has quotation marks, which oracle does not take in names"},
-       {" AS cases"}},
-      {SqlDialect::kBigQuery, {"`in\"come`", R"('it\'s \\ special')", largest}, {}},
+       {R"(OR NOT ("in""come" > -BINARY_DOUBLE_INFINITY AND "in""come" < BINARY_DOUBLE_INFINITY))",
+        "THEN CAST(1E-01 AS BINARY_DOUBLE)", "FROM \"data\" cases",
+        "the name in\"come has quotation marks, which oracle does not take in names"},
+       {" AS cases", "E01d"}},
+      {SqlDialect::kBigQuery,
+       {"`in\"come`", R"('it\'s \\ special')", largest, "has quotation marks, which bigquery does not take"},
+       {}},
       {SqlDialect::kSpark,
        {"`in\"come`", R"('it\'s \\ special')", "1.7976931348623157E308D", "THEN 1E-01D"},
        {}},
@@ -336,6 +339,24 @@ TEST(EveryForm, DialectsWriteNamesTextsAndNumbersTheirOwnWay) {
     EXPECT_NE(atZero.find(" <= 0E00"), std::string::npos) << name;
     EXPECT_EQ(atZero.find("E-3"), std::string::npos) << name;
   }
+}
+
+TEST(EveryForm, DialectsSayWhatTheyDoNotHold) {
+  SavedBins bins = ParseBinsJson(kBins, "f");
+  bins.responses.front().scorecard.reset();
+  SavedPredictor& income = bins.responses.front().predictors.front();
+  income.name = "income \xF0\x9F\x98\x80";
+  income.cutPoints = {1e-200, 1e200};
+  std::vector<std::string> notices;
+  const std::string oracle = BinsSql(bins, notices, SqlDialect::kOracle);
+  EXPECT_EQ(notices, std::vector<std::string>());
+  EXPECT_NE(oracle.find("E200d THEN"), std::string::npos);
+  EXPECT_NE(oracle.find("E-200d THEN"), std::string::npos);
+  BinsSql(bins, notices, SqlDialect::kMysql);
+  EXPECT_EQ(notices, (std::vector<std::string>{"SQL: the name " + income.name + " has the character " +
+                                               income.name.substr(7) +
+                                               ", which mysql does not take in names; change it in the "
+                                               "query."}));
 }
 
 }  // namespace

@@ -3,9 +3,10 @@
 // missing.
 //
 // What a dialect needs besides standard SQL is in one table, kDialects. Sources: the manuals of the
-// databases, and runs of the queries on DuckDB, SQLite and PostgreSQL.
+// databases, and runs of the queries on DuckDB, SQLite, PostgreSQL, MariaDB and Spark.
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <functional>
 #include <map>
 #include <set>
@@ -25,6 +26,7 @@ struct Dialect {
   bool escapesInNames = false;   // in quoted names, too
   const char* textStart = "'";
   const char* doubleEnd = "";  // after a number that is a double
+  double largestDecimal = 0;   // only those beyond it and its inverse get doubleEnd; 0: all
   const char* castStart = "";  // around a figure, where literals are decimals
   const char* castEnd = "";
   const char* compareStart = "";  // around a column of texts, so that letter case and blanks count
@@ -32,9 +34,11 @@ struct Dialect {
   const char* textType = "VARCHAR";
   bool hasTruth = true;  // TRUE and FALSE
   bool hasNan = true;
+  const char* infinity = nullptr;  // its name; null: none, the largest double bounds all others
   const char* tableAs = " AS ";
   std::size_t longestName = 0;  // bytes or characters; 0: no limit that a name is likely to meet
-  bool quotesInNames = true;
+  const char* notInNames = "";  // characters
+  bool fourByteNames = true;    // characters beyond U+FFFF in names
 };
 
 // In the order of SqlDialect.
@@ -54,7 +58,8 @@ constexpr Dialect kDialects[] = {
      .compareEnd = " USING utf8mb4) AS BINARY)",
      .textType = "CHAR",
      .hasNan = false,
-     .longestName = 64},
+     .longestName = 64,
+     .fourByteNames = false},
     {.name = "sqlserver",
      .open = '[',
      .close = ']',
@@ -64,21 +69,26 @@ constexpr Dialect kDialects[] = {
      .hasTruth = false,
      .hasNan = false,
      .longestName = 128},
-    // Its decimals end at 1E126.
+    // Its decimals end at 1E126 and 1E-130, and have more digits than doubles.
     {.name = "oracle",
      .doubleEnd = "d",
+     .largestDecimal = 1E125,
+     .castStart = "CAST(",
+     .castEnd = " AS BINARY_DOUBLE)",
      .textType = "VARCHAR2(4000)",
      .hasTruth = false,
+     .infinity = "BINARY_DOUBLE_INFINITY",
      .tableAs = " ",
      .longestName = 128,
-     .quotesInNames = false},
+     .notInNames = "\""},
     {.name = "bigquery",
      .open = '`',
      .close = '`',
      .escapes = true,
      .escapesInNames = true,
      .textType = "STRING",
-     .longestName = 300},
+     .longestName = 300,
+     .notInNames = "!\"$()*,./;?@[\\]^`{}~"},
     {.name = "spark", .open = '`', .close = '`', .escapes = true, .doubleEnd = "D", .textType = "STRING"},
     {.name = "duckdb"},
     {.name = "sqlite", .textType = "TEXT"},
@@ -117,7 +127,7 @@ class SqlWriter {
     const std::size_t exponent = text.find('e');
     text[exponent] = 'E';
     if (text[exponent + 1] == '+') text.erase(exponent + 1, 1);
-    return text + dialect_.doubleEnd;
+    return text + (IsDecimal(value) ? "" : dialect_.doubleEnd);
   }
 
   std::string Figure(double value) const {
@@ -148,11 +158,20 @@ class SqlWriter {
   std::string NotFinite(const std::string& name) const {
     const std::string null = name + " IS NULL";
     if (!dialect_.hasNan) return null;
+    if (dialect_.infinity != nullptr)
+      return null + " OR NOT (" + name + " > -" + dialect_.infinity + " AND " + name + " < " +
+             dialect_.infinity + ")";
     const std::string largest = std::string(kLargest) + dialect_.doubleEnd;
     return null + " OR NOT (" + name + " BETWEEN -" + largest + " AND " + largest + ")";
   }
 
  private:
+  bool IsDecimal(double value) const {
+    if (dialect_.largestDecimal == 0) return false;
+    const double size = std::abs(value);
+    return size == 0 || (size <= dialect_.largestDecimal && size >= 1 / dialect_.largestDecimal);
+  }
+
   const Dialect& dialect_;
 };
 
@@ -331,17 +350,28 @@ class QueryWriter {
     return name;
   }
 
-  // What the dialect does not take in a name.
   void NoteName(const std::string& name) {
     const Dialect& dialect = sql_.Its();
+    const std::string refused = RefusedIn(name, dialect);
     const bool isLong = dialect.longestName > 0 && name.size() > dialect.longestName;
-    const bool isQuoted = !dialect.quotesInNames && name.find(dialect.close) != std::string::npos;
-    if ((!isLong && !isQuoted) || !notedNames_.insert(name).second) return;
-    notices_.push_back(isLong ? "the name " + name + " is longer than the " +
-                                    std::to_string(dialect.longestName) + " bytes that " + dialect.name +
-                                    " takes; shorten it in the query"
-                              : "the name " + name + " has quotation marks, which " + dialect.name +
-                                    " does not take in names; change it in the query");
+    if ((refused.empty() && !isLong) || !notedNames_.insert(name).second) return;
+    if (!refused.empty())
+      notices_.push_back("the name " + name + " has " + refused + ", which " + dialect.name +
+                         " does not take in names; change it in the query");
+    if (isLong)
+      notices_.push_back("the name " + name + " is longer than the " + std::to_string(dialect.longestName) +
+                         " bytes that " + dialect.name + " takes; shorten it in the query");
+  }
+
+  // The first character of a name that the dialect does not take in one; empty: it takes all.
+  static std::string RefusedIn(const std::string& name, const Dialect& dialect) {
+    for (std::size_t i = 0; i < name.size(); ++i) {
+      if (std::string_view(dialect.notInNames).find(name[i]) != std::string_view::npos)
+        return name[i] == '"' ? "quotation marks" : "the character " + name.substr(i, 1);
+      const bool isFourBytes = static_cast<unsigned char>(name[i]) >= 0xF0;  // of UTF-8
+      if (isFourBytes && !dialect.fourByteNames) return "the character " + name.substr(i, 4);
+    }
+    return "";
   }
 
   // Another response has the same predictors.
