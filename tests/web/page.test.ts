@@ -8,6 +8,7 @@ import http from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { choicesOptions, fieldGroups } from "../../workbench/web/fields";
+import type { DialogQuestion, DialogsState } from "../../workbench/web/types";
 import { type Browser, chromium, type Page } from "playwright-core";
 import { afterAll, afterEach, beforeAll, describe, expect, it } from "vitest";
 
@@ -355,6 +356,70 @@ describe("analyses", () => {
       expect(groups.map((group) => group.name), name).toEqual(report.stability.run.groups);
       expect(groups.find((group) => group.name === stable.psiGroup)?.psi, name).toBeCloseTo(stable.psi, 12);
     }
+  });
+});
+
+// The dialogs of a program without a browser: what a page sends, and what it is sent.
+class Dialogs {
+  private constructor(private readonly port: number, private readonly headers: http.OutgoingHttpHeaders) {}
+
+  static async of(program: Program, analysis: string): Promise<Dialogs> {
+    const headers = { cookie: await signIn(program), host: `127.0.0.1:${program.port}`, "x-velmora": "1" };
+    const dialogs = new Dialogs(program.port, headers);
+    await expect.poll(async () => (await dialogs.send("POST", "", { analysis })).status).toBe(200);
+    await expect.poll(async () => (await dialogs.state())?.dialogs.length).toBe(1);
+    return dialogs;
+  }
+
+  send(method: string, path: string, body: object = {}): Promise<Answer> {
+    return ask(this.port, `/api/sessions/1/dialogs${path}`, this.headers, method, JSON.stringify(body));
+  }
+  async act(action: object): Promise<void> {
+    expect((await this.send("POST", "/actions", action)).status).toBe(200);
+  }
+  async state(): Promise<DialogsState | null> {
+    return JSON.parse((await ask(this.port, "/api/sessions/1", this.headers)).text).dialogs;
+  }
+  async control(text: RegExp): Promise<{ dialog: number; control: number }> {
+    const dialog = (await this.state())?.dialogs.at(-1);
+    return { dialog: dialog?.dialog ?? 0, control: dialog?.controls.find((one) => text.test(one.text))?.id ?? 0 };
+  }
+  async press(text: RegExp): Promise<void> {
+    await this.act({ do: "press", ...(await this.control(text)) });
+  }
+  async question(kind: string | undefined): Promise<DialogQuestion> {
+    await expect.poll(async () => (await this.state())?.question?.kind).toBe(kind);
+    return (await this.state())?.question as DialogQuestion;
+  }
+  // Everything that the page is sent from now on, until done says so.
+  async eventsUntil(done: (event: Record<string, unknown>) => boolean, work: () => Promise<unknown>): Promise<void> {
+    const response = await new Promise<http.IncomingMessage>((resolve, reject) => {
+      const address = { host: "127.0.0.1", port: this.port, path: "/api/events", headers: this.headers, agent: false };
+      http.get(address, resolve).on("error", reject);
+    });
+    await work();
+    let text = "";
+    for await (const bytes of response) {
+      text += (bytes as Buffer).toString();
+      const lines = text.split("\n\n");
+      text = lines.pop() ?? "";
+      if (lines.some((line) => line.startsWith("data: ") && done(JSON.parse(line.slice(6))))) return void response.destroy();
+    }
+    throw new Error("the stream of events has ended");
+  }
+}
+
+describe("the dialogs", () => {
+  it("end without an error when the user ends them", async () => {
+    freshData();
+    const dialogs = await Dialogs.of(await open(data), "screen");
+    let error: unknown = "no event";
+    const isEnd = (event: Record<string, unknown>) => {
+      if (event["type"] === "dialogs" && event["state"] === null) error = event["error"];
+      return error !== "no event";
+    };
+    await dialogs.eventsUntil(isEnd, () => dialogs.send("DELETE", ""));
+    expect(error).toBe("");
   });
 });
 

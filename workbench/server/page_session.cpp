@@ -290,8 +290,9 @@ void PageSession::TakeRunAnswer(int id, const Frame& frame) {
   } else if (frame.type == "bins") {
     TakeBins(*run, frame.payload);
   } else if (frame.type == "error") {
-    run->error = Json::parse(frame.payload).value("error", "");
-    run->status = run->error == "Cancelled." ? "cancelled" : "failed";
+    const Json failure = Json::parse(frame.payload);
+    run->error = failure.value("error", "");
+    run->status = failure.value("cancelled", false) ? "cancelled" : "failed";
     run->seconds = 0;
     PublishRun(*run);
   } else if (frame.type == "result") {
@@ -542,7 +543,9 @@ void PageSession::TakeDialogsAnswer(const Frame& frame) {
   } else if (frame.type == "result" || frame.type == "error") {
     dialogs_ = "null";
     dialogsRequest_ = 0;
-    if (frame.type == "error") event["error"] = Json::parse(frame.payload).value("error", "");
+    const Json answer = Json::parse(frame.payload);
+    // Who ends the dialogs need not be told that they have ended.
+    if (frame.type == "error" && !answer.value("cancelled", false)) event["error"] = answer.value("error", "");
   } else {
     return;
   }

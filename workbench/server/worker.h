@@ -16,8 +16,9 @@
 //   act        target, action                    gives an action to the dialogs of that request
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last
-// one, a sentence), "report", "pieces", "bins", "dialogs", "progress" and "line". Without a request come "loading",
-// "loaded", "failed" and "variables".
+// one: a sentence, and "cancelled": true where the user has ended it), "report", "pieces", "bins",
+// "dialogs", "progress" and "line". Without a request come "loading", "loaded", "failed" and
+// "variables".
 #pragma once
 
 #include <string>

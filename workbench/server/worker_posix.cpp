@@ -44,6 +44,9 @@ constexpr int kAllPredictors = 1 << 30;
 
 std::string SentenceJson(const std::string& sentence) { return JsonText({{"error", sentence}}); }
 
+// The error of what the user has cancelled.
+std::string CancelledJson() { return JsonText({{"error", "Cancelled."}, {"cancelled", true}}); }
+
 // Sends what a thread reports to the server.
 class ChannelMonitor final : public RunMonitor {
  public:
@@ -142,7 +145,8 @@ void SendFailure(const Channel& channel, std::uint64_t id, const std::function<v
   try {
     return work();
   } catch (const Cancelled&) {
-    sentence = "Cancelled.";
+    static_cast<void>(channel.Send({"error", id, CancelledJson()}));
+    return;
   } catch (const std::bad_alloc&) {
     sentence = "There is not enough memory for this.";
   } catch (const Json::exception&) {
@@ -308,13 +312,13 @@ class Worker {
     int status = 0;
     while (waitpid(child.process, &status, 0) < 0 && errno == EINTR) continue;
     if (!child.answered) {
-      const std::string sentence =
-          child.cancelled
-              ? "Cancelled."
-              : "The analysis ended unexpectedly" +
-                    (WIFSIGNALED(status) ? " (signal " + std::to_string(WTERMSIG(status)) + ")" : "") +
-                    ". The data and all other results are unchanged.";
-      static_cast<void>(channel_.Send({"error", child.request, SentenceJson(sentence)}));
+      const std::string signal =
+          WIFSIGNALED(status) ? " (signal " + std::to_string(WTERMSIG(status)) + ")" : "";
+      const std::string error =
+          child.cancelled ? CancelledJson()
+                          : SentenceJson("The analysis ended unexpectedly" + signal +
+                                         ". The data and all other results are unchanged.");
+      static_cast<void>(channel_.Send({"error", child.request, error}));
     }
     for (const std::uint64_t id : child.asked)
       static_cast<void>(channel_.Send({"error", id, SentenceJson("The dialogs have ended.")}));
