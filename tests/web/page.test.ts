@@ -421,6 +421,22 @@ describe("the dialogs", () => {
     await dialogs.eventsUntil(isEnd, () => dialogs.send("DELETE", ""));
     expect(error).toBe("");
   });
+
+  it("pass over what comes late", async () => {
+    freshData();
+    const dialogs = await Dialogs.of(await open(data), "screen");
+    await dialogs.act({ do: "interrupt" });
+    await dialogs.act({ do: "answer", lists: [] });
+    await dialogs.press(/^Variables/);
+    const { lists } = await dialogs.question("variables");
+    await dialogs.act({ do: "answer", lists: lists?.map(() => []) });
+    await dialogs.act({ do: "answer", lists: lists?.map(() => []) });
+    await dialogs.question(undefined);
+    // Actions are done in their order: the next question shows that the others have been done.
+    await dialogs.press(/^Variables/);
+    await dialogs.question("variables");
+    expect((await dialogs.state())?.messages).toEqual([]);
+  });
 });
 
 describe("the page", () => {

@@ -389,10 +389,12 @@ class PageDialogs final : public Frontend {
   }
 
   void Perform(const Json& action) {
+    const std::string what = action.at("do").get<std::string>();
+    // They come late: the question has been answered, the command has ended.
+    if (what == "answer" || what == "interrupt") return;
     const auto at = windows_.find(action.at("dialog").get<int>());
     if (at == windows_.end()) return;  // it has just been closed
     DialogWindow& window = *at->second;
-    const std::string what = action.at("do").get<std::string>();
     if (what == "page") {
       window.SelectPage(action.at("page").get<int>());
       return;
