@@ -426,16 +426,50 @@ describe("the dialogs", () => {
     freshData();
     const dialogs = await Dialogs.of(await open(data), "screen");
     await dialogs.act({ do: "interrupt" });
-    await dialogs.act({ do: "answer", lists: [] });
+    await dialogs.act({ do: "answer", question: 1, lists: [] });
     await dialogs.press(/^Variables/);
-    const { lists } = await dialogs.question("variables");
-    await dialogs.act({ do: "answer", lists: lists?.map(() => []) });
-    await dialogs.act({ do: "answer", lists: lists?.map(() => []) });
+    const { lists, number } = await dialogs.question("variables");
+    await dialogs.act({ do: "answer", question: number, lists: lists?.map(() => []) });
+    await dialogs.act({ do: "answer", question: number, lists: lists?.map(() => []) });
     await dialogs.question(undefined);
     // Actions are done in their order: the next question shows that the others have been done.
     await dialogs.press(/^Variables/);
     await dialogs.question("variables");
     expect((await dialogs.state())?.messages).toEqual([]);
+  });
+
+  it("replace a file only after the user has seen the question", async () => {
+    freshData();
+    const kept = join(folder, "kept.txt");
+    writeFileSync(kept, "precious");
+    const dialogs = await Dialogs.of(await open(data), "screen");
+    await dialogs.press(/^Variables/);
+    const { lists, number } = await dialogs.question("variables");
+    const chosen: Record<string, string[]> = { "Binary dep.:": ["risk"], "Continuous predictors:": ["amount"] };
+    await dialogs.act({ do: "answer", question: number, lists: lists?.map((list) => chosen[list.caption] ?? []) });
+    await dialogs.question(undefined);
+    const edits = (await dialogs.state())?.dialogs[0]?.controls.filter((one) => one.kind === "value") ?? [];
+    for (const [place, text] of ["good", "bad"].entries())
+      await dialogs.act({ do: "type", dialog: 1, control: edits[place]?.id, text });
+    await dialogs.press(/^OK$/);
+    await expect.poll(async () => (await dialogs.state())?.dialogs.at(-1)?.pages.length).toBeGreaterThan(1);
+    const { dialog } = await dialogs.control(/./);
+    const pages = (await dialogs.state())?.dialogs.at(-1)?.pages ?? [];
+    await dialogs.act({ do: "page", dialog, page: pages.indexOf("Save") });
+    await expect.poll(async () => (await dialogs.control(/^Save as rules/)).control).not.toBe(0);
+    const save = async () => {
+      await dialogs.press(/^Save as rules/);
+      const asked = (await dialogs.question("save")).number;
+      // A double click answers twice.
+      for (let click = 0; click < 2; ++click) await dialogs.act({ do: "answer", question: asked, file: "kept" });
+      return (await dialogs.question("replace")).number;
+    };
+    await dialogs.act({ do: "answer", question: await save() }); // not a word of replacing
+    await dialogs.question(undefined);
+    const asked = await save();
+    expect(readFileSync(kept, "utf8")).toBe("precious");
+    await dialogs.act({ do: "answer", question: asked, replace: true });
+    await expect.poll(() => readFileSync(kept, "utf8")).toContain("amount");
   });
 });
 

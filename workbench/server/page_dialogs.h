@@ -10,7 +10,9 @@
 //   {"do":"press","dialog":1,"control":17}        {"do":"page","dialog":1,"page":2}
 //   {"do":"type","dialog":1,"control":5,"text":"0.5"}
 //   {"do":"choose","dialog":1,"control":8,"item":2}
-//   {"do":"answer", ...}      to the question; with "cancel": true, or what AnswerOf... expect
+//   {"do":"answer","question":3, ...}   to the question of that number; with "cancel": true, or by its
+//                             kind "lists" (of names), "texts", "include" and "exclude", "name", "path",
+//                             "file", or "replace": true
 //   {"do":"interrupt"}        cancels the command that reports progress
 //   {"do":"results","format":"html"}   answered by a frame "result" with the bytes
 #pragma once

@@ -259,7 +259,8 @@ class PageDialogs final : public Frontend {
   }
 
   bool AskReplaceFiles(DialogWindow& window, const std::vector<std::string>& paths) override {
-    return Ask(window, {{"kind", "replace"}, {"files", paths}}).has_value();
+    const std::optional<Json> answer = Ask(window, {{"kind", "replace"}, {"files", paths}});
+    return answer && answer->value("replace", false);
   }
 
  private:
@@ -376,11 +377,13 @@ class PageDialogs final : public Frontend {
     for (const auto& [number, one] : windows_) {
       if (one == &window) question["dialog"] = number;
     }
+    question["number"] = ++lastQuestion_;
     question_ = std::move(question);
     SendState();
     for (;;) {
       Json action = NextAction();
-      if (action.value("do", "") != "answer") continue;
+      // The answer to an earlier question may be given twice, by a double click.
+      if (action.value("do", "") != "answer" || action.value("question", 0) != lastQuestion_) continue;
       question_ = nullptr;
       SendState();
       if (action.value("cancel", false)) return std::nullopt;
@@ -413,7 +416,7 @@ class PageDialogs final : public Frontend {
   std::uint64_t id_;
   Session* session_ = nullptr;
   std::map<int, DialogWindow*> windows_;
-  int lastWindow_ = 0, lastMessage_ = 0, steps_ = 1;
+  int lastWindow_ = 0, lastMessage_ = 0, lastQuestion_ = 0, steps_ = 1;
   std::string stage_, knownFile_;  // file and variables of the page's data
   int knownVariables_ = 0;
   bool interrupted_ = false;

@@ -84,7 +84,7 @@ export function DialogsView() {
           <iframe title="Outputs of the dialogs" sandbox="allow-scripts allow-downloads" src={`${results}?format=html&until=${newest}`} />
         </div>
       )}
-      {shown.question && <Question key={JSON.stringify(shown.question)} question={shown.question} messages={shown.messages} snapshot={snapshot} />}
+      {shown.question && <Question key={shown.question.number} question={shown.question} messages={shown.messages} snapshot={snapshot} />}
     </section>
   );
 }
@@ -275,7 +275,7 @@ function Question({ question, messages, snapshot }: { question: DialogQuestion; 
   useEffect(() => {
     dialog.current?.showModal();
   }, []);
-  const reply = (what: Record<string, unknown>) => act({ do: "answer", ...what });
+  const reply = (what: Record<string, unknown>) => act({ do: "answer", question: question.number, ...what });
   const wrong = question.wrong || (before.current > 0 && question.kind === "variables" ? messages.at(-1)?.text : "");
   const names = question.allNames ?? snapshot.data.names ?? [];
   return (
@@ -377,6 +377,8 @@ function firstAnswer(question: DialogQuestion): Record<string, unknown> {
       return { name: question.name ?? "" };
     case "save":
       return { file: "" };
+    case "replace":
+      return { replace: true };
     default:
       return {};
   }

@@ -103,6 +103,7 @@ export interface DialogState {
 }
 
 export interface DialogQuestion {
+  number: number; // which the answer names
   kind: "variables" | "codes" | "cases" | "weight" | "file" | "save" | "replace";
   title?: string;
   wrong?: string;
