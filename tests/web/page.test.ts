@@ -391,6 +391,10 @@ class Dialogs {
     await expect.poll(async () => (await this.state())?.question?.kind).toBe(kind);
     return (await this.state())?.question as DialogQuestion;
   }
+  async chooseVariables(asked: DialogQuestion): Promise<void> {
+    const chosen: Record<string, string[]> = { "Binary dep.:": ["risk"], "Continuous predictors:": ["amount"] };
+    await this.act({ do: "answer", question: asked.number, lists: asked.lists?.map((list) => chosen[list.caption] ?? []) });
+  }
   // Everything that the page is sent from now on, until done says so.
   async eventsUntil(done: (event: Record<string, unknown>) => boolean, work: () => Promise<unknown>): Promise<void> {
     const response = await new Promise<http.IncomingMessage>((resolve, reject) => {
@@ -428,9 +432,8 @@ describe("the dialogs", () => {
     await dialogs.act({ do: "interrupt" });
     await dialogs.act({ do: "answer", question: 1, lists: [] });
     await dialogs.press(/^Variables/);
-    const { lists, number } = await dialogs.question("variables");
-    await dialogs.act({ do: "answer", question: number, lists: lists?.map(() => []) });
-    await dialogs.act({ do: "answer", question: number, lists: lists?.map(() => []) });
+    const asked = await dialogs.question("variables");
+    for (let click = 0; click < 2; ++click) await dialogs.chooseVariables(asked);
     await dialogs.question(undefined);
     // Actions are done in their order: the next question shows that the others have been done.
     await dialogs.press(/^Variables/);
@@ -444,9 +447,7 @@ describe("the dialogs", () => {
     writeFileSync(kept, "precious");
     const dialogs = await Dialogs.of(await open(data), "screen");
     await dialogs.press(/^Variables/);
-    const { lists, number } = await dialogs.question("variables");
-    const chosen: Record<string, string[]> = { "Binary dep.:": ["risk"], "Continuous predictors:": ["amount"] };
-    await dialogs.act({ do: "answer", question: number, lists: lists?.map((list) => chosen[list.caption] ?? []) });
+    await dialogs.chooseVariables(await dialogs.question("variables"));
     await dialogs.question(undefined);
     const edits = (await dialogs.state())?.dialogs[0]?.controls.filter((one) => one.kind === "value") ?? [];
     for (const [place, text] of ["good", "bad"].entries())
@@ -470,6 +471,29 @@ describe("the dialogs", () => {
     expect(readFileSync(kept, "utf8")).toBe("precious");
     await dialogs.act({ do: "answer", question: asked, replace: true });
     await expect.poll(() => readFileSync(kept, "utf8")).toContain("amount");
+  });
+
+  it("say in the question why it is asked again, and nowhere else", async () => {
+    freshData();
+    writeFileSync(join(folder, "broken.parquet"), "no table");
+    const dialogs = await Dialogs.of(await open(data), "feature-selection");
+    const rows = [
+      ["Open Data", "file", { path: join(folder, "broken.parquet") }, /broken\.parquet/],
+      ["Select cases", "cases", { include: "age >", exclude: "" }, /age >/],
+      ["Case weights", "weight", { name: "shoe size" }, /shoe size/],
+      ["Variables", "variables", { lists: [["shoe size"], [], [], [], []] }, /shoe size/],
+    ] as const;
+    for (const [button, kind, answer, wrong] of rows) {
+      await dialogs.press(new RegExp(`^${button}`));
+      const first = await dialogs.question(kind);
+      expect([button, first.wrong]).toEqual([button, ""]);
+      await dialogs.act({ do: "answer", question: first.number, ...answer });
+      await expect.poll(async () => (await dialogs.state())?.question?.number, { message: button }).toBe(first.number + 1);
+      expect((await dialogs.question(kind)).wrong).toMatch(wrong);
+      await dialogs.act({ do: "answer", question: first.number + 1, cancel: true });
+      await dialogs.question(undefined);
+    }
+    expect((await dialogs.state())?.messages).toEqual([]);
   });
 });
 

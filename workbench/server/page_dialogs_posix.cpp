@@ -4,6 +4,7 @@
 #include <chrono>
 #include <filesystem>
 #include <map>
+#include <utility>
 
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/module_path.h"
@@ -131,6 +132,8 @@ class PageDialogs final : public Frontend {
     while (!windows_.empty()) {
       const Json action = NextAction();
       Guard([&] { Perform(action); });
+      // A command may also end with what is wrong instead of asking again.
+      if (!wrong_.empty()) AddMessage(std::exchange(wrong_, ""));
       Guard([&] { session.ThrowKept(); });
       SendState();
     }
@@ -165,7 +168,8 @@ class PageDialogs final : public Frontend {
   void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view text) override {
     AddMessage(text);
   }
-  void ShowInstructionError(DialogWindow& /*window*/, std::string_view text) override { AddMessage(text); }
+  // What is wrong with an answer is shown in the question, which is asked again.
+  void ShowInstructionError(DialogWindow& /*window*/, std::string_view text) override { wrong_ = text; }
 
   bool AskVariableLists(DialogWindow& window, std::string_view title,
                         std::vector<VariableListQuestion>& lists) override {
@@ -196,15 +200,15 @@ class PageDialogs final : public Frontend {
       const CodeChoice& choice = question.choices[i];
       texts.push_back(choice.all ? "*" : PrintCodes(ColumnOf(window, question, i), choice.codes));
     }
-    for (std::string wrong;;) {
+    for (;;) {
       Json variables = Json::array();
       for (std::size_t i = 0; i < texts.size(); ++i) {
         variables.push_back({{"name", ColumnOf(window, question, i).name},
                              {"text", texts[i]},
                              {"values", ValuesOf(window, question.variables[i])}});
       }
-      const std::optional<Json> answer = Ask(
-          window, {{"kind", "codes"}, {"title", question.title}, {"variables", variables}, {"wrong", wrong}});
+      const std::optional<Json> answer =
+          Ask(window, {{"kind", "codes"}, {"title", question.title}, {"variables", variables}});
       if (!answer) return false;
       texts = answer->at("texts").get<std::vector<std::string>>();
       texts.resize(question.variables.size());
@@ -215,7 +219,7 @@ class PageDialogs final : public Frontend {
         }
         return true;
       } catch (const DataError& error) {
-        wrong = error.what();
+        wrong_ = error.what();
       }
     }
   }
@@ -378,6 +382,7 @@ class PageDialogs final : public Frontend {
       if (one == &window) question["dialog"] = number;
     }
     question["number"] = ++lastQuestion_;
+    question["wrong"] = std::exchange(wrong_, "");
     question_ = std::move(question);
     SendState();
     for (;;) {
@@ -417,6 +422,7 @@ class PageDialogs final : public Frontend {
   Session* session_ = nullptr;
   std::map<int, DialogWindow*> windows_;
   int lastWindow_ = 0, lastMessage_ = 0, lastQuestion_ = 0, steps_ = 1;
+  std::string wrong_;              // with the last answer; for the next question
   std::string stage_, knownFile_;  // file and variables of the page's data
   int knownVariables_ = 0;
   bool interrupted_ = false;

@@ -84,7 +84,7 @@ export function DialogsView() {
           <iframe title="Outputs of the dialogs" sandbox="allow-scripts allow-downloads" src={`${results}?format=html&until=${newest}`} />
         </div>
       )}
-      {shown.question && <Question key={shown.question.number} question={shown.question} messages={shown.messages} snapshot={snapshot} />}
+      {shown.question && <Question key={shown.question.number} question={shown.question} snapshot={snapshot} />}
     </section>
   );
 }
@@ -268,15 +268,13 @@ function TextFace({ control, dialog, label, disabled }: { control: DialogControl
 
 // --- Questions
 
-function Question({ question, messages, snapshot }: { question: DialogQuestion; messages: DialogsState["messages"]; snapshot: Snapshot }) {
+function Question({ question, snapshot }: { question: DialogQuestion; snapshot: Snapshot }) {
   const dialog = useRef<HTMLDialogElement>(null);
   const [answer, setAnswer] = useState<Record<string, unknown>>(() => firstAnswer(question));
-  const before = useRef(messages.at(-1)?.number ?? 0);
   useEffect(() => {
     dialog.current?.showModal();
   }, []);
   const reply = (what: Record<string, unknown>) => act({ do: "answer", question: question.number, ...what });
-  const wrong = question.wrong || (before.current > 0 && question.kind === "variables" ? messages.at(-1)?.text : "");
   const names = question.allNames ?? snapshot.data.names ?? [];
   return (
     <dialog
@@ -295,9 +293,9 @@ function Question({ question, messages, snapshot }: { question: DialogQuestion; 
         }}
       >
         <h2>{question.title ?? titles[question.kind]}</h2>
-        {wrong && (
+        {question.wrong && (
           <p class="problem" role="alert">
-            {wrong}
+            {question.wrong}
           </p>
         )}
         {question.kind === "variables" && <VariableLists question={question} snapshot={snapshot} answer={answer as { lists: string[][] }} take={setAnswer} />}

@@ -106,7 +106,7 @@ export interface DialogQuestion {
   number: number; // which the answer names
   kind: "variables" | "codes" | "cases" | "weight" | "file" | "save" | "replace";
   title?: string;
-  wrong?: string;
+  wrong: string; // with the last answer; empty: nothing
   lists?: { caption: string; kind: number; most: number; set: number; names: string[] }[];
   variables?: { name: string; text: string; values: string[] }[];
   allNames?: string[]; // of data that are not those of the page
