@@ -151,6 +151,28 @@ TEST_F(ServicesTest, DistinctValuesLeaveOutMissingAndUnselectedOnes) {
   EXPECT_EQ(input.GetDistinctValues(9, values, 1), 0);
 }
 
+TEST_F(ServicesTest, DistinctValuesAreSoughtOnceUntilTheDataChange) {
+  Table table;
+  table.caseCount = 20000;
+  for (const int distinct : {3, 20000, 15000}) {
+    Column column;
+    column.name = "modulo" + std::to_string(distinct);
+    for (int i = 0; i < table.caseCount; ++i) column.values.Own().push_back(i % distinct);
+    table.columns.push_back(column);
+  }
+  core->ReplaceTable(std::move(table));
+  for (const int variable : {1, 2, 3}) {
+    const double* const found = input.SelectedValues(variable).data();
+    EXPECT_EQ(input.SelectedValues(variable).data(), found) << variable;
+    EXPECT_EQ(input.SelectedValues(1).size(), 3U);
+    EXPECT_EQ(input.SelectedValues(variable).data(), found) << variable << ", after another one";
+  }
+  EXPECT_EQ(input.SelectedValues(2).size(), 20000U);
+  core->SelectCases({"modulo20000 < 12000", ""});
+  EXPECT_EQ(input.SelectedValues(2).size(), 12000U);
+  EXPECT_EQ(input.SelectedValues(3).size(), 12000U);
+}
+
 TEST_F(ServicesTest, BundlesTakeWideNamesOnce) {
   const std::u16string name = u"Pr\u00E4dikator \U0001F600";
   EXPECT_EQ(input.AddBundle(name.data(), static_cast<int>(name.size()), "1 3", 3), 0);

@@ -545,7 +545,8 @@ void PageSession::TakeDialogsAnswer(const Frame& frame) {
     dialogsRequest_ = 0;
     const Json answer = Json::parse(frame.payload);
     // Who ends the dialogs need not be told that they have ended.
-    if (frame.type == "error" && !answer.value("cancelled", false)) event["error"] = answer.value("error", "");
+    if (frame.type == "error" && !answer.value("cancelled", false))
+      event["error"] = answer.value("error", "");
   } else {
     return;
   }

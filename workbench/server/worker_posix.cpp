@@ -314,10 +314,10 @@ class Worker {
     if (!child.answered) {
       const std::string signal =
           WIFSIGNALED(status) ? " (signal " + std::to_string(WTERMSIG(status)) + ")" : "";
-      const std::string error =
-          child.cancelled ? CancelledJson()
-                          : SentenceJson("The analysis ended unexpectedly" + signal +
-                                         ". The data and all other results are unchanged.");
+      const std::string error = child.cancelled
+                                    ? CancelledJson()
+                                    : SentenceJson("The analysis ended unexpectedly" + signal +
+                                                   ". The data and all other results are unchanged.");
       static_cast<void>(channel_.Send({"error", child.request, error}));
     }
     for (const std::uint64_t id : child.asked)

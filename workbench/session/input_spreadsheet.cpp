@@ -64,7 +64,7 @@ int InputSpreadsheet::AddBundle(const char16_t* name, int nameLength, const char
   }
 }
 
-std::vector<double> InputSpreadsheet::SelectedValues(int variableNumber) const {
+std::vector<double> InputSpreadsheet::FindSelectedValues(int variableNumber) const {
   const Column& column = core_.table.Variable(variableNumber);
   const MissingRange missing(column.missingCode);
   std::vector<double> distinct;
@@ -77,26 +77,29 @@ std::vector<double> InputSpreadsheet::SelectedValues(int variableNumber) const {
   }
   std::sort(distinct.begin(), distinct.end());
   distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+  distinct.shrink_to_fit();  // it had room for every case
   return distinct;
 }
 
+const std::vector<double>& InputSpreadsheet::SelectedValues(int variableNumber) const {
+  constexpr std::size_t kMostKept = 10000;  // more are hardly codes
+  if (distinct_.dataVersion != core_.dataVersion) distinct_ = {core_.dataVersion, {}, 0, {}};
+  if (const auto known = distinct_.values.find(variableNumber); known != distinct_.values.end())
+    return known->second;
+  if (distinct_.longVariable == variableNumber) return distinct_.longList;
+  std::vector<double> found = FindSelectedValues(variableNumber);
+  if (found.size() <= kMostKept) return distinct_.values[variableNumber] = std::move(found);
+  distinct_.longVariable = variableNumber;
+  return distinct_.longList = std::move(found);
+}
+
 int InputSpreadsheet::GetDistinctValues(int variableNumber, double* values, int capacity) {
-  constexpr std::size_t kMostKept = 10000;  // of a variable; more are hardly codes
   if (!HasVariable(variableNumber)) return 0;
   try {
-    if (distinct_.dataVersion != core_.dataVersion) distinct_ = {core_.dataVersion, {}};
-    std::vector<double> made;
-    const std::vector<double>* distinct = &made;
-    if (const auto known = distinct_.values.find(variableNumber); known != distinct_.values.end()) {
-      distinct = &known->second;
-    } else {
-      made = SelectedValues(variableNumber);
-      made.shrink_to_fit();  // it had room for every case
-      if (made.size() <= kMostKept) distinct = &(distinct_.values[variableNumber] = std::move(made));
-    }
-    const std::size_t filled = std::min(distinct->size(), static_cast<std::size_t>(std::max(capacity, 0)));
-    std::copy_n(distinct->begin(), filled, values);
-    return static_cast<int>(distinct->size());
+    const std::vector<double>& distinct = SelectedValues(variableNumber);
+    const std::size_t filled = std::min(distinct.size(), static_cast<std::size_t>(std::max(capacity, 0)));
+    std::copy_n(distinct.begin(), filled, values);
+    return static_cast<int>(distinct.size());
   } catch (...) {
     core_.KeepCurrentException();
     return 0;

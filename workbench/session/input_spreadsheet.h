@@ -32,17 +32,21 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) override;
   vlm::IAutomationObject* GetAutomationObject() override;
 
-  // The distinct values of the selected cases, ascending, missing left out.
-  std::vector<double> SelectedValues(int variableNumber) const;
+  // The distinct values of the selected cases, ascending, missing left out. Valid until the next call.
+  const std::vector<double>& SelectedValues(int variableNumber) const;
 
  private:
+  std::vector<double> FindSelectedValues(int variableNumber) const;
   bool HasVariable(int variableNumber) const;
 
   SessionCore& core_;
-  // The module asks for the codes of categorical variables more than once.
-  struct {
+  // The module asks for the codes of categorical variables more than once, and a page for those of an
+  // edit at every key.
+  mutable struct {
     std::uint64_t dataVersion = 0;  // none yet
     std::unordered_map<int, std::vector<double>> values;
+    int longVariable = 0;  // whose values are many; only the last one's are kept
+    std::vector<double> longList;
   } distinct_;
   std::size_t variablesBefore_ = 0;  // when adding began
   std::size_t bundlesBefore_ = 0;
