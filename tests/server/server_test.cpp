@@ -125,9 +125,35 @@ TEST_F(Places, OfOtherFoldersOnlyKnownFilesAreReached) {
   std::ofstream(folder_ / "data" / "inner" / "deep.csv") << "x,y\n1,2\n";
   EXPECT_EQ(places.Find("deep.csv", 8), fs::canonical(folder_ / "data" / "inner" / "deep.csv"));
   EXPECT_EQ(places.Find("b.csv", 4), fs::canonical(folder_ / "database" / "b.csv"));
-  for (const auto& [name, bytes] : {std::pair{"deep.csv", 9}, {"secret.csv", 4}, {"link.csv", 4}, {"", 8},
-                                    {"inner/deep.csv", 8}, {"../data/a.csv", 4}})
-    EXPECT_THROW(static_cast<void>(places.Find(name, static_cast<std::uintmax_t>(bytes))), UsageError) << name;
+  for (const auto& [name, bytes] : {std::pair{"deep.csv", 9},
+                                    {"secret.csv", 4},
+                                    {"link.csv", 4},
+                                    {"", 8},
+                                    {"inner/deep.csv", 8},
+                                    {"../data/a.csv", 4}})
+    EXPECT_THROW(static_cast<void>(places.Find(name, static_cast<std::uintmax_t>(bytes))), UsageError)
+        << name;
+}
+
+TEST_F(Places, ADroppedFileIsSoughtInVisibleFoldersAndIsTheOnlyOne) {
+  const fs::path root = folder_ / "data";
+  for (const char* name : {".git", "inner/.git"}) {
+    fs::create_directories(root / name);
+    std::ofstream(root / name / "hidden.csv") << "x\n";
+  }
+  const FilePlaces places({root.string()});
+  // Neither a copy in a hidden folder nor a hidden file is meant.
+  EXPECT_THROW(static_cast<void>(places.Find("hidden.csv", 2)), UsageError);
+  EXPECT_THROW(static_cast<void>(places.Find(".hidden.csv", 4)), UsageError);
+  EXPECT_EQ(places.Find("p.csv.velmora", 4), fs::canonical(root / "p.csv.velmora"));
+  std::ofstream(root / "inner" / "p.csv.velmora") << "y\n2\n";
+  try {
+    ADD_FAILURE() << places.Find("p.csv.velmora", 4);
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(), "Several files are called p.csv.velmora; open it from the list.");
+  }
+  EXPECT_TRUE(places.MayOpen("inner/p.csv.velmora"));
+  for (const char* path : {"inner", "../secret.csv", "gone.csv"}) EXPECT_FALSE(places.MayOpen(path)) << path;
 }
 
 TEST_F(Places, AFolderListsWhatCanBeOpened) {

@@ -216,6 +216,28 @@ describe("the server", () => {
     await expect.poll(async () => (await grid(3)).status).toBe(200);
   });
 
+  it("lists of the files that were opened before those that it may open, the last one first", async () => {
+    freshData();
+    const first = await open(data);
+    const elsewhere = mkdtempSync(join(tmpdir(), "velmora-elsewhere-"));
+    const houses = join(elsewhere, "houses.csv");
+    writeFileSync(houses, "price,size\n1,2\n3,4\n");
+    const second = await open(houses);
+    const headersOf = async (program: Program) => ({ cookie: await signIn(program), host: `127.0.0.1:${program.port}`, "x-velmora": "1" });
+    const recentOf = async (program: Program, headers: http.OutgoingHttpHeaders) =>
+      (JSON.parse((await ask(program.port, "/api/overview", headers)).text).recent as string[]).filter((file) => file === data || file === houses);
+    // What another program has opened since is not this one's to open.
+    expect(await recentOf(first, await headersOf(first))).toEqual([data]);
+    const headers = await headersOf(second);
+    expect(await recentOf(second, headers)).toEqual([houses, data]);
+    for (const path of [data, houses]) {
+      // The second one is open already.
+      expect((await ask(second.port, "/api/open", headers, "POST", JSON.stringify({ path }))).status).toBe(200);
+      expect((await recentOf(second, headers))[0]).toBe(path);
+    }
+    rmSync(elsewhere, { recursive: true });
+  });
+
   it("takes leave of every window before it ends", async () => {
     freshData();
     const program = await open(data);

@@ -1,6 +1,8 @@
 #include "workbench/server/file_places.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/file_kinds.h"
@@ -27,18 +29,29 @@ bool FilePlaces::IsInside(const fs::path& path) const {
   });
 }
 
-fs::path FilePlaces::Resolve(const std::string& path) const {
-  const fs::path named = PathOf(path);
+std::optional<fs::path> FilePlaces::ResolveOrNull(const fs::path& path) const {
+  if (path.native().find('\0') != fs::path::string_type::npos) return std::nullopt;
   std::error_code error;
-  fs::path real;
-  if (path.find('\0') == std::string::npos)
-    real = fs::canonical(named.is_absolute() ? named : roots_.front() / named, error);
-  if (!error && std::find(files_.begin(), files_.end(), real) != files_.end()) return real;
-  // One sentence for both, so that nobody learns what lies outside.
-  if (error || real.empty() || !IsInside(real))
+  fs::path real = fs::canonical(path.is_absolute() ? path : roots_.front() / path, error);
+  if (error) return std::nullopt;
+  const bool isKnown = std::find(files_.begin(), files_.end(), real) != files_.end();
+  if (!isKnown && !IsInside(real)) return std::nullopt;
+  return real;
+}
+
+fs::path FilePlaces::Resolve(const std::string& path) const {
+  std::optional<fs::path> real = ResolveOrNull(PathOf(path));
+  // One sentence for what is not there and what is outside, so that nobody learns what lies there.
+  if (!real)
     throw UsageError("There is no file " + ShortenedText(path) +
                      " in the folders that were opened (--root).");
-  return real;
+  return *std::move(real);
+}
+
+bool FilePlaces::MayOpen(const fs::path& path) const {
+  const std::optional<fs::path> real = ResolveOrNull(path);
+  std::error_code error;
+  return real && fs::is_regular_file(*real, error);
 }
 
 void FilePlaces::AlsoAllow(const std::vector<fs::path>& files) {
@@ -50,26 +63,40 @@ void FilePlaces::AlsoAllow(const std::vector<fs::path>& files) {
 }
 
 fs::path FilePlaces::Find(const std::string& name, std::uintmax_t bytes) const {
-  constexpr int kDeepest = 3, kMostFiles = 50000;
+  constexpr int kDeepest = 4, kMostEntries = 50000;
   const auto fits = [&](const fs::path& file) {
     std::error_code error;
     return file.filename() == PathOf(name) && fs::is_regular_file(file, error) &&
            fs::file_size(file, error) == bytes && !error;
   };
-  for (const fs::path& file : files_) {
-    if (fits(file)) return file;
-  }
+  std::set<fs::path> found;
+  std::copy_if(files_.begin(), files_.end(), std::inserter(found, found.end()), fits);
+  std::vector<fs::path> folders = roots_;
   int looked = 0;
-  for (const fs::path& root : roots_) {
-    std::error_code error;  // folders that cannot be read are passed over; links are not followed
-    fs::recursive_directory_iterator at(root, fs::directory_options::skip_permission_denied, error), end;
-    for (; !error && at != end && ++looked < kMostFiles; at.increment(error)) {
-      if (at.depth() >= kDeepest) at.disable_recursion_pending();
-      if (fits(at->path())) return Resolve(at->path().string());
+  // Level by level, so that a large folder hides nothing that lies above it.
+  for (int depth = 0; depth < kDeepest && looked < kMostEntries; ++depth) {
+    std::vector<fs::path> inner;
+    for (const fs::path& folder : folders) {
+      std::error_code error;  // folders that cannot be read are passed over
+      for (fs::directory_iterator at(folder, error), end; !error && at != end && ++looked < kMostEntries;
+           at.increment(error)) {
+        const fs::path& entry = at->path();
+        if (entry.filename().native().starts_with('.')) continue;
+        std::error_code unknown;
+        if (at->is_directory(unknown) && !at->is_symlink(unknown)) inner.push_back(entry);
+        if (!fits(entry)) continue;
+        // A link may lead outside.
+        if (const std::optional<fs::path> real = ResolveOrNull(entry)) found.insert(*real);
+      }
     }
+    folders = std::move(inner);
   }
-  throw UsageError("There is no such file " + ShortenedText(name) +
-                   " in the folders that were opened; name its folder with --root.");
+  if (found.size() > 1)
+    throw UsageError("Several files are called " + ShortenedText(name) + "; open it from the list.");
+  if (found.empty())
+    throw UsageError("There is no such file " + ShortenedText(name) +
+                     " in the folders that were opened; name its folder with --root.");
+  return *found.begin();
 }
 
 std::string FilePlaces::ListJson(const std::string& path) const {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,16 +28,21 @@ class FilePlaces {
   // path: absolute, or relative to the first root. Throws UsageError for one that does not exist or
   // is outside of the roots.
   std::filesystem::path Resolve(const std::string& path) const;
+  // Whether Resolve finds it, and it is a file.
+  bool MayOpen(const std::filesystem::path& path) const;
   // {"folder", "parent" (null for a root), "folders": [{"name","path"}], "files": [{"name","path","bytes"}]} of a
   // folder; an empty path lists the roots. Files that the workbench does not read and hidden ones
   // are left out.
   std::string ListJson(const std::string& path) const;
   // The file of this name and size in the folders, for a page that knows no more of a file that is
-  // dropped on it. Throws UsageError when there is none.
+  // dropped on it. Hidden files and folders are passed over. Throws UsageError when there is none,
+  // or more than one.
   std::filesystem::path Find(const std::string& name, std::uintmax_t bytes) const;
 
  private:
   bool IsInside(const std::filesystem::path& path) const;
+  // Null for a path that does not exist or may not be opened.
+  std::optional<std::filesystem::path> ResolveOrNull(const std::filesystem::path& path) const;
 
   std::vector<std::filesystem::path> roots_, files_;
 };

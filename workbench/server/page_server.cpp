@@ -177,14 +177,16 @@ int PageServer::Open(const std::string& path) {
     throw UsageError(ShortenedText(path) + " is a folder, not a data file.");
   const std::lock_guard lock(mutex_);
   for (const auto& [id, session] : sessions_) {
-    if (session->DataFile() == file) return id;
+    if (session->DataFile() != file) continue;
+    RememberRecentFile(file);
+    return id;
   }
   const int id = static_cast<int>(sessions_.size()) + 1;
   auto session = std::make_unique<PageSession>(id, file, options_.readingWords, events_);
+  RememberRecentFile(session->DataFile());
   for (const auto& [other, open] : sessions_) {  // a project and its data are one session
     if (open->DataFile() == session->DataFile()) return other;
   }
-  RememberRecentFile(session->DataFile());
   sessions_[id] = std::move(session);
   return id;
 }
@@ -278,9 +280,9 @@ std::string PageServer::OverviewJson() {
   Json sessions = Json::array();
   const std::lock_guard lock(mutex_);
   Json recent = Json::array();
+  // Another program may have opened files since that this one does not open.
   for (const std::filesystem::path& file : ReadRecentFiles()) {
-    std::error_code error;
-    if (std::filesystem::exists(file, error)) recent.push_back(file.string());
+    if (places_.MayOpen(file)) recent.push_back(file.string());
   }
   for (const auto& [id, session] : sessions_)
     sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
