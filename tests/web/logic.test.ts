@@ -125,6 +125,40 @@ describe("choices", () => {
     expect(optionsOf("screen", table, { outcomes: ["age"] })).toEqual({ "continuous-response": "age" });
   });
 
+  it("gives no option that the command would refuse beside the others", () => {
+    const classes = variable("class", { type: "text", measurement: "categorical", distinct: 3 });
+    const all = [...table, classes];
+    const risky: Choices = { outcomes: ["risk"], shapes: { age: "peak", w: "valley", gone: "peak", id: null } };
+    const shapeRows: [string, Choices, unknown][] = [
+      ["of predictors", risky, ["age=peak", "w=valley"]],
+      ["after that of all", { ...risky, screening: { shape: "monotone" } }, ["monotone", "age=peak", "w=valley"]],
+      ["of all alone", { ...risky, shapes: { gone: "peak" }, screening: { shape: "monotone" } }, "monotone"],
+      ["with trees", { ...risky, screening: { binning: "tree" } }, undefined],
+      ["as the dialogs", { ...risky, screening: { classic: true } }, undefined],
+      ["of classes", { ...risky, outcomes: ["class"] }, undefined],
+      ["of the outcome", { ...risky, outcomes: ["age"] }, ["w=valley"]],
+      ["of the weight", { ...risky, weight: "w" }, ["age=peak"]],
+      ["of groups", { ...risky, screening: { by: "age" } }, ["w=valley"]],
+      ["of chosen predictors", { ...risky, predictors: ["w"] }, ["w=valley"]],
+      ["of what is left out", { ...risky, leftOut: ["w"] }, ["age=peak"]],
+    ];
+    for (const [name, choices, expected] of shapeRows) expect(optionsOf("screen", all, choices)?.["shape"], name).toEqual(expected);
+    expect(optionsOf("feature-selection", all, risky)?.["shape"]).toBeUndefined();
+
+    const given = (analysis: "screen" | "feature-selection", own: Record<string, unknown>, more: Choices = {}) => {
+      const options = optionsOf(analysis, all, { outcomes: ["risk"], ...more, [analysis === "screen" ? "screening" : "ranking"]: own });
+      return Object.keys(own).filter((name) => options?.[name] !== undefined);
+    };
+    expect(given("screen", { count: "w", classic: true })).toEqual(["classic"]);
+    expect(given("feature-selection", { count: "w", classic: true })).toEqual(["count", "classic"]);
+    for (const analysis of ["screen", "feature-selection"] as const) {
+      expect(given(analysis, { "raw-weights": true })).toEqual([]);
+      expect(given(analysis, { "raw-weights": true, strata: "id" })).toEqual(["strata"]);
+      expect(given(analysis, { "raw-weights": true, strata: "id" }, { weight: "w" })).toEqual(["raw-weights"]);
+    }
+    expect(given("feature-selection", { "raw-weights": true, "rank-by": "p", alpha: 0.1, cuts: 5 }, { weight: "w" })).toEqual(["raw-weights", "cuts"]);
+  });
+
   it("names predictors only when the user has chosen them", () => {
     const leftOut: Choices = { outcomes: ["risk"], leftOut: ["w"] };
     expect(optionsOf("feature-selection", table, leftOut)?.["predictors"]).toEqual(["age"]);

@@ -16,7 +16,7 @@ import {
   usesDecimalComma,
   wordAtCaret,
 } from "./logic";
-import { type Field, fieldGroups } from "./fields";
+import { type Field, fieldGroups, shapeWords } from "./fields";
 import { base, choose, currentRun, setRole, startRun, useStore } from "./store";
 import type { Analysis, Choices } from "./types";
 
@@ -298,9 +298,8 @@ export function Selection() {
   );
 }
 
-// One option, by its kind; nothing while it has no effect.
+// One option, by its kind.
 function OptionField({ field, own, names, set }: { field: Field; own: Record<string, unknown>; names: string[]; set: (name: string, value: Own) => void }) {
-  if (field.when && !field.when(own)) return null;
   const value = own[field.option];
   const take = (next: Own) => set(field.option, next);
   switch (field.kind) {
@@ -331,6 +330,27 @@ function OptionField({ field, own, names, set }: { field: Field; own: Record<str
       );
     }
   }
+}
+
+// The shapes that the editor of the bins has set for single predictors.
+function SingleShapes({ choices }: { choices: Choices }) {
+  const shapes = Object.entries(choices.shapes ?? {}).filter(([, shape]) => shape);
+  if (shapes.length === 0) return null;
+  return (
+    <div role="group" aria-label="Shapes of single predictors">
+      <small>Of single predictors</small>
+      <div class="chips">
+        {shapes.map(([name, shape]) => (
+          <span class="chip" key={name}>
+            {name}: {shapeWords.find(([word]) => word === shape)?.[1] ?? shape}
+            <button type="button" aria-label={`Any shape of ${name}`} onClick={() => choose({ shapes: { [name]: null } })}>
+              ×
+            </button>
+          </span>
+        ))}
+      </div>
+    </div>
+  );
 }
 
 export function OptionsPanel({ analysis }: { analysis: Analysis }) {
@@ -394,7 +414,7 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
         />
       </details>
       {fieldGroups[analysis].map((group) => {
-        const shown = group.fields.filter((field) => !field.when || field.when(own));
+        const shown = group.fields.filter((field) => !field.when || field.when(own, choices));
         if (shown.length === 0) return null;
         const isSet = shown.some((field) => own[field.option] !== undefined);
         return (
@@ -404,6 +424,7 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
               {shown.map((field) => (
                 <OptionField key={field.option} field={field} own={own} names={names} set={set} />
               ))}
+              {shown.some((field) => field.option === "shape") && <SingleShapes choices={choices} />}
             </div>
           </details>
         );

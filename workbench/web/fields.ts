@@ -1,14 +1,15 @@
 // The options of the analyses that have a field of their own: those of the command line, under the same names. What
 // names variables, codes and cases is set by the boxes above them (choicesOptions).
-import type { Analysis } from "./types";
+import type { Analysis, Choices } from "./types";
 
 type Own = Record<string, unknown>;
+type When = (own: Own, choices: Choices) => boolean;
 
 interface FieldBase {
   option: string;
   label: string;
   hint: string;
-  when?: (own: Own) => boolean; // shown only then
+  when?: When; // shown, and given, only then
 }
 
 export type Field = FieldBase &
@@ -34,19 +35,22 @@ export const choicesOptions: Record<Analysis, string[]> = {
   ],
 };
 
-const number = (option: string, label: string, standard: string, hint: string, when?: FieldBase["when"]): Field => ({
+const number = (option: string, label: string, standard: string, hint: string, when?: When): Field => ({
   kind: "number", option, label, standard, hint, ...(when ? { when } : {}),
 });
-const choice = (option: string, label: string, words: [string, string][], hint: string, when?: FieldBase["when"]): Field => ({
+const choice = (option: string, label: string, words: [string, string][], hint: string, when?: When): Field => ({
   kind: "choice", option, label, words, hint, ...(when ? { when } : {}),
 });
-const flag = (option: string, label: string, hint: string, when?: FieldBase["when"]): Field => ({
+const flag = (option: string, label: string, hint: string, when?: When): Field => ({
   kind: "flag", option, label, hint, ...(when ? { when } : {}),
 });
 
 const isClassic = (own: Own) => own["classic"] === true;
 const isNew = (own: Own) => own["classic"] !== true;
-const isSearched = (own: Own) => isNew(own) && own["binning"] !== "tree";
+export const isSearched = (own: Own) => isNew(own) && own["binning"] !== "tree";
+const takesRawWeights = (own: Own, choices: Choices) => Boolean(choices.weight) && own["raw-weights"] === true;
+// Weights as they are have the ranking of the dialogs.
+const isNewRanking = (own: Own, choices: Choices) => isNew(own) && !takesRawWeights(own, choices);
 
 export const shapeWords: [string, string][] = [
   ["", "free"],
@@ -58,14 +62,14 @@ export const shapeWords: [string, string][] = [
   ["auto", "the best of these"],
 ];
 
-const sample: Field[] = [
-  { kind: "variable", option: "strata", label: "Strata", hint: "Of the sample.", when: isSearched },
-  { kind: "variable", option: "clusters", label: "Clusters", hint: "Primary sampling units.", when: isSearched },
+const sample = (when: When): Field[] => [
+  { kind: "variable", option: "strata", label: "Strata", hint: "Of the sample.", when },
+  { kind: "variable", option: "clusters", label: "Clusters", hint: "Primary sampling units.", when },
 ];
 
-const weights: Field[] = [
-  flag("raw-weights", "Weights as they are", "Not relative to their mean: their sum is the number of cases."),
-  { kind: "variable", option: "count", label: "Counts", hint: "Each row stands for so many equal cases." },
+const weights = (takesCounts: When): Field[] => [
+  flag("raw-weights", "Weights as they are", "Not relative to their mean: their sum is the number of cases.", (_own, choices) => Boolean(choices.weight)),
+  { kind: "variable", option: "count", label: "Counts", hint: "Each row stands for so many equal cases.", when: takesCounts },
 ];
 
 export const fieldGroups: Record<Analysis, FieldGroup[]> = {
@@ -149,7 +153,10 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
         flag("adds", "What each adds", "The order in which predictors add most.", isSearched),
       ],
     },
-    { title: "Sample and weights", fields: [...sample, ...weights] },
+    {
+      title: "Sample and weights",
+      fields: [...sample((own, choices) => isSearched(own) && !takesRawWeights(own, choices)), ...weights(isNew)],
+    },
     {
       title: "The run of the dialogs",
       fields: [
@@ -170,30 +177,30 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
           ["", "size of the effect"],
           ["p", "p-value"],
           ["statistic", "statistic"],
-        ], "Effects are corrected for the number of levels.", isNew),
+        ], "Effects are corrected for the number of levels.", isNewRanking),
         choice("intervals", "Intervals", [
           ["", "equally many cases"],
           ["equal-width", "equal width"],
           ["tree", "searched for"],
-        ], "How measured predictors are cut for the test.", isNew),
+        ], "How measured predictors are cut for the test.", isNewRanking),
         number("cuts", "How many", "10", "Intervals of a measured predictor, 1 to 20."),
         choice("adjust", "Adjust p-values", [
           ["", "Benjamini–Hochberg"],
           ["by", "Benjamini–Yekutieli"],
           ["holm", "Holm"],
           ["none", "not at all"],
-        ], "For the number of predictors that are tried.", isNew),
-        number("alpha", "Chance above", "0.05", "An adjusted p-value above it is no more than chance.", isNew),
+        ], "For the number of predictors that are tried.", isNewRanking),
+        number("alpha", "Chance above", "0.05", "An adjusted p-value above it is no more than chance.", isNewRanking),
         flag("casewise", "Complete cases only", "Cases without a missing value in the variables of the run."),
       ],
     },
     {
       title: "More about the tests",
       fields: [
-        flag("adjust-across", "Adjust over all outcomes", "Over the predictors of all outcomes together.", isNew),
-        flag("exact", "Exact tests", "Where expected counts are small: Fisher's or a Monte Carlo test.", isNew),
-        number("replicates", "Tables", "9999", "Of a Monte Carlo test.", (own) => isNew(own) && own["exact"] === true),
-        number("seed", "Seed", "1", "Of its random numbers.", (own) => isNew(own) && own["exact"] === true),
+        flag("adjust-across", "Adjust over all outcomes", "Over the predictors of all outcomes together.", isNewRanking),
+        flag("exact", "Exact tests", "Where expected counts are small: Fisher's or a Monte Carlo test.", isNewRanking),
+        number("replicates", "Tables", "9999", "Of a Monte Carlo test.", (own, choices) => isNewRanking(own, choices) && own["exact"] === true),
+        number("seed", "Seed", "1", "Of its random numbers.", (own, choices) => isNewRanking(own, choices) && own["exact"] === true),
         flag("cut-dependents", "Cut outcomes too", "Measured outcomes become categories."),
         number("dependent-cuts", "Into", "10", "Intervals of a measured outcome, 1 to 20.", (own) => own["cut-dependents"] === true),
         flag("chi-square", "Show Chi-square", "Instead of Cramer's V."),
@@ -202,8 +209,8 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
     {
       title: "Sample and weights",
       fields: [
-        ...sample,
-        ...weights,
+        ...sample(isNewRanking),
+        ...weights(() => true),
         flag("round-weights", "Round the weights", "To whole numbers.", isClassic),
       ],
     },

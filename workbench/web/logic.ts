@@ -1,5 +1,5 @@
 // The page's plain functions: numbers, names, options, code, places of cut points.
-import { fieldGroups } from "./fields";
+import { fieldGroups, isSearched } from "./fields";
 import type { Analysis, BinsPanel, Choices, Options, Variable } from "./types";
 
 // --- Numbers
@@ -190,13 +190,25 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
   // An option that has no effect beside the others is not given: the command would refuse it.
   const fields = new Map(fieldGroups[analysis].flatMap((group) => group.fields.map((field) => [field.option, field])));
   for (const [name, value] of Object.entries(own ?? {})) {
-    const applies = fields.get(name)?.when?.(own ?? {}) ?? true;
+    const applies = fields.get(name)?.when?.(own ?? {}, choices) ?? true;
     if (applies && value !== null && value !== "" && value !== false) options[name] = value;
   }
-  const shapes = Object.entries(choices.shapes ?? {}).flatMap(([name, shape]) => (shape ? [`${name}=${shape}`] : []));
-  if (shapes.length > 0 && analysis === "screen")
-    options["shape"] = [...(typeof options["shape"] === "string" ? [options["shape"]] : []), ...shapes];
+  const shapes = analysis === "screen" ? shapesThatApply(variables, choices) : [];
+  if (shapes.length > 0) options["shape"] = [...(typeof options["shape"] === "string" ? [options["shape"]] : []), ...shapes];
   return options;
+}
+
+// The shapes of single predictors that the command takes: of a search, for a rate or mean, of predictors of the run.
+function shapesThatApply(variables: Variable[], choices: Choices): string[] {
+  const own = choices.screening ?? {};
+  const outcome = variables.find((one) => one.name === choices.outcomes?.[0]);
+  if (!isSearched(own) || !outcome || responseKind(outcome, choices) === "categorical") return [];
+  const elsewhere = [own["by"], own["strata"], own["clusters"], own["count"]];
+  return Object.entries(choices.shapes ?? {}).flatMap(([name, shape]) => {
+    const variable = variables.find((one) => one.name === name);
+    const applies = variable && roleOf(variable, choices) === "predictor" && !elsewhere.includes(name);
+    return shape && applies ? [`${name}=${shape}`] : [];
+  });
 }
 
 // The variables with those that are not among them yet; both ascend by number.
