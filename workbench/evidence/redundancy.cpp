@@ -7,6 +7,10 @@
 
 #include "base/vector_dispatch.h"
 
+#if VELMORA_VECTOR_DISPATCH
+#include <immintrin.h>
+#endif
+
 namespace velmora::evidence {
 namespace {
 
@@ -33,8 +37,29 @@ __attribute__((target("popcnt"))) std::size_t CommonBitsByInstruction(const std:
   return count;
 }
 
-// Every processor with wide vectors has the instruction.
-const auto commonBits = vlm::WidestVector() >= vlm::VectorWidth::kAvx2 ? CommonBitsByInstruction : CommonBits;
+__attribute__((target("avx512f,avx512vpopcntdq"))) std::size_t CommonBitsOfVectors(const std::uint64_t* a,
+                                                                                   const std::uint64_t* b,
+                                                                                   std::size_t words) {
+  constexpr std::size_t kWords = 8;
+  __m512i sums = _mm512_setzero_si512();
+  for (; words >= kWords; words -= kWords, a += kWords, b += kWords)
+    sums = _mm512_add_epi64(
+        sums, _mm512_popcnt_epi64(_mm512_and_si512(_mm512_loadu_si512(a), _mm512_loadu_si512(b))));
+  const auto rest = static_cast<__mmask8>((1U << words) - 1);
+  sums = _mm512_add_epi64(sums, _mm512_popcnt_epi64(_mm512_and_si512(_mm512_maskz_loadu_epi64(rest, a),
+                                                                     _mm512_maskz_loadu_epi64(rest, b))));
+  std::size_t counts[kWords];
+  _mm512_storeu_si512(counts, sums);
+  return std::accumulate(std::begin(counts), std::end(counts), std::size_t{0});
+}
+
+// Every processor with wide vectors counts the bits of a word by an instruction, some those of eight.
+const auto commonBits = [] {
+  const vlm::VectorWidth widest = vlm::WidestVector();
+  if (widest == vlm::VectorWidth::kAvx512 && __builtin_cpu_supports("avx512vpopcntdq"))
+    return CommonBitsOfVectors;
+  return widest >= vlm::VectorWidth::kAvx2 ? CommonBitsByInstruction : CommonBits;
+}();
 #else
 const auto commonBits = CommonBits;
 #endif
