@@ -113,10 +113,41 @@ TEST(OptimalBins, KeepWhatIsThere) {
     for (std::size_t i = 0; i < outside.sums.values.size(); ++i)
       outside.sums.values[i] += both.sums.values[i];
     const double actual =
-        CrossValidate(outside, [&](const PreBinSums&) { return bins.binOf; }).informationValue * kFoldCount;
+        CrossValidate(outside, [&](const PreBinSums&) { return bins.binOf; }).informationValue;
     EXPECT_NEAR(honest.informationValue, actual, 0.15 * actual) << "weighted: " << weighted;
     EXPECT_GT(honest.gini, 0.4);
   }
+}
+
+// A sample of few clusters leaves folds empty, and rare cases leave some without one of the classes.
+TEST(OptimalBins, FoldsWithoutBothClassesDiluteNoFigure) {
+  PreBinSums fold;
+  fold.classCount = 2;
+  fold.values = {30, 10, 12, 20};  // bads and goods of two pre-bins
+  fold.cases = {40, 32};
+  PreBinSums none = fold, badsOnly = fold;
+  none.values = {0, 0, 0, 0};
+  none.cases = {0, 0};
+  badsOnly.values = {1, 0, 1, 0};
+  badsOnly.cases = {1, 1};
+  PreBins pre;
+  pre.folds = {fold, none, fold, none, badsOnly, fold};
+  pre.sums = none;
+  for (const PreBinSums& one : pre.folds) {
+    for (std::size_t i = 0; i < 4; ++i) pre.sums.values[i] += one.values[i];
+    for (std::size_t i = 0; i < 2; ++i) pre.sums.cases[i] += one.cases[i];
+  }
+  const auto twoBins = [](const PreBinSums&) { return std::vector<int>{0, 1}; };
+  const Validation mixed = CrossValidate(pre, twoBins);
+  // The folds are alike, so each is worth what the cases that it was not seen with are worth.
+  const auto share = [](double a, double b) { return a / (a + b); };
+  const double bad = share(61, 25), good = share(20, 40);
+  const double expected = (share(10, 20) - share(30, 12)) * std::log(good / bad) +
+                          (share(20, 10) - share(12, 30)) * std::log((1 - good) / (1 - bad));
+  EXPECT_NEAR(mixed.informationValue, expected, 1e-12);
+  EXPECT_NEAR(mixed.gini, share(30, 12) - share(10, 20), 1e-12);
+  EXPECT_NEAR(mixed.giniInterval.lower, mixed.giniInterval.upper, 1e-12);
+  EXPECT_GT(mixed.explained, 0.05);
 }
 
 TEST(OptimalBins, GroupLevelsByRate) {

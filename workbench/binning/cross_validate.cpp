@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 #include "workbench/binning/optimal_bins.h"
+#include "workbench/stats/distributions.h"
 
 namespace velmora::binning {
 namespace {
@@ -15,6 +17,11 @@ PreBinSums Without(const PreBinSums& all, const PreBinSums& part) {
   for (std::size_t i = 0; i < rest.cases.size(); ++i) rest.cases[i] -= part.cases[i];
   rest.squaredWeights -= part.squaredWeights;
   return rest;
+}
+
+double Mean(const std::vector<double>& values) {
+  if (values.empty()) return 0;
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
 struct Scored {
@@ -45,7 +52,8 @@ struct FoldFigures {
   double informationValue = 0, gini = 0;
 };
 
-FoldFigures ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
+// Nothing where the fold, or the rest, has cases of one class only: clusters fill few folds, or unevenly.
+std::optional<FoldFigures> ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
   double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     bads += train.values[b * 2];
@@ -53,8 +61,8 @@ FoldFigures ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
     heldBads += held.values[b * 2];
     heldGoods += held.values[b * 2 + 1];
   }
+  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return std::nullopt;
   FoldFigures figures;
-  if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return figures;
   std::vector<Scored> scored;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
@@ -136,7 +144,7 @@ void SetExplained(const std::vector<Errors>& errors, Validation& result) {
     all.ofBins += fold.ofBins;
     all.ofNone += fold.ofNone;
   }
-  if (!(all.ofNone > 0)) return;
+  if (errors.empty()) return;
   const double left = all.ofBins / all.ofNone, mean = all.ofNone / static_cast<double>(errors.size());
   result.explained = 1 - left;
   std::vector<double> deviations;
@@ -147,13 +155,13 @@ void SetExplained(const std::vector<Errors>& errors, Validation& result) {
 }  // namespace
 
 Interval IntervalOfFolds(double figure, const std::vector<double>& ofFolds) {
-  constexpr double kT = 2.2621571627409915;  // 97.5 % point of t with kFoldCount - 1 = 9 degrees of freedom
   const auto folds = static_cast<double>(ofFolds.size());
   if (folds < 2) return {figure, figure};
-  const double mean = std::accumulate(ofFolds.begin(), ofFolds.end(), 0.0) / folds;
+  const double mean = Mean(ofFolds);
   double squares = 0;
   for (const double value : ofFolds) squares += (value - mean) * (value - mean);
-  const double half = kT * std::sqrt((1 / folds + 1 / (folds - 1)) * squares / (folds - 1));
+  const double half = stats::StudentQuantile(0.975, folds - 1) *
+                      std::sqrt((1 / folds + 1 / (folds - 1)) * squares / (folds - 1));
   return {figure - half, figure + half};
 }
 
@@ -171,21 +179,21 @@ Validation CrossValidate(const PreBins& pre, const BinFinder& find, const Missin
     PreBinSums held = SumBins(fold, binOf, count);
     if (missing.cases != nullptr) AddMissing(missing, missing.cases->folds[f], train, held);
     if (pre.sums.classCount == 2) {
-      const FoldFigures figures = ValidateClasses(train, held);
-      informationValues.push_back(figures.informationValue);
-      ginis.push_back(figures.gini);
-      result.informationValue += figures.informationValue;
-      result.gini += figures.gini;
+      if (const std::optional<FoldFigures> figures = ValidateClasses(train, held)) {
+        informationValues.push_back(figures->informationValue);
+        ginis.push_back(figures->gini);
+      }
     }
-    Errors& ofFold = errors.emplace_back();
+    Errors ofFold;
     if (pre.sums.classCount == 0) {
       AddSquaredErrors(train, held, ofFold);
     } else {
       AddDeviances(train, held, ofFold);
     }
+    if (ofFold.ofNone > 0) errors.push_back(ofFold);
   }
-  result.informationValue /= kFoldCount;
-  result.gini /= kFoldCount;
+  result.informationValue = Mean(informationValues);
+  result.gini = Mean(ginis);
   result.informationValueInterval = IntervalOfFolds(result.informationValue, informationValues);
   result.giniInterval = IntervalOfFolds(result.gini, ginis);
   SetExplained(errors, result);
