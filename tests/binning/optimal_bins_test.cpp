@@ -150,6 +150,61 @@ TEST(OptimalBins, FoldsWithoutBothClassesDiluteNoFigure) {
   EXPECT_GT(mixed.explained, 0.05);
 }
 
+// All pairs of this many levels would neither fit into memory nor into a day.
+TEST(OptimalBins, TakeAnyNumberOfLevels) {
+  struct Row {
+    const char* name;
+    std::size_t levels;
+    int classCount;
+    bool isNoise;
+  };
+  const Row rows[] = {
+      {"noise", 50000, 2, true},
+      {"signal", 50000, 2, false},
+      {"measured", 50000, 0, false},
+      {"three classes", 5000, 3, false},
+      {"noise of three classes", 5000, 3, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::mt19937 random(21);
+    PreBinSums sums;
+    sums.classCount = row.classCount;
+    sums.cases.assign(row.levels, 4);
+    sums.squaredWeights = 4 * static_cast<double>(row.levels);
+    sums.values.assign(row.levels * sums.Stride(), 0.0);
+    for (std::size_t level = 0; level < row.levels; ++level) {
+      for (int i = 0; i < 4; ++i) {
+        const bool isHigh = random() % 100 < (row.isNoise ? 50U : level % 2 == 0 ? 5U : 95U);
+        double* const own = &sums.values[level * sums.Stride()];
+        if (row.classCount == 0) {
+          const double y = isHigh ? 1 : 0;
+          own[0] += 1;
+          own[1] += y;
+          own[2] += y * y;
+        } else {
+          own[isHigh ? 1 : (row.classCount == 3 && random() % 2 == 0 ? 2 : 0)] += 1;
+        }
+      }
+    }
+    const OptimalBins bins = FindLevelBins(sums, {});
+    if (row.isNoise) {
+      EXPECT_EQ(bins.count, 1);
+      continue;
+    }
+    ASSERT_GE(bins.count, 2);
+    // Bins of the levels that are high hold few of the others.
+    std::vector<double> high(static_cast<std::size_t>(bins.count)), all(high.size());
+    for (std::size_t level = 0; level < row.levels; ++level) {
+      all[static_cast<std::size_t>(bins.binOf[level])] += 1;
+      high[static_cast<std::size_t>(bins.binOf[level])] += level % 2 == 0 ? 0 : 1;
+    }
+    double wrong = 0;
+    for (std::size_t bin = 0; bin < all.size(); ++bin) wrong += std::min(high[bin], all[bin] - high[bin]);
+    EXPECT_LT(wrong, 0.1 * static_cast<double>(row.levels));
+  }
+}
+
 TEST(OptimalBins, GroupLevelsByRate) {
   // Levels 0 and 3 are bad in 60 % of the cases, the others in 20 %; level 5 is rare.
   Column data;

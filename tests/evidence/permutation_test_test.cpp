@@ -81,6 +81,8 @@ TEST(GainSearch, FindsTheGainOfTheThoroughSearch) {
       {"three classes", 3, 25, false, 0, 1},
       {"mean", 0, 60, false, 0, 0.5},
       {"mean of levels", 0, 15, true, 1, 0.5},
+      {"more levels than are partitioned", 2, 2000, true, 1, 1},
+      {"mean of that many", 0, 2000, true, 0, 0.5},
       {"at least four bins", 2, 30, false, 0, 0, 4},
       {"exactly three bins", 0, 30, false, 0, 1, 1, 3},
   };

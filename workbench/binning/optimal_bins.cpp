@@ -11,10 +11,10 @@ namespace velmora::binning {
 namespace {
 
 int ChosenCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering,
-                const BinningRules& rules) {
+                const BinningRules& rules, std::size_t chosenFrom) {
   const int least = rules.exactBins > 0 ? rules.exactBins : rules.minBins;
   const int most = rules.exactBins > 0 ? rules.exactBins : 0;
-  return ChooseBinCount(partitions, sums, ordering, least, most);
+  return ChooseBinCount(partitions, sums, ordering, least, most, chosenFrom);
 }
 
 PartitionRules WithRoom(const BinningRules& rules) {
@@ -38,20 +38,91 @@ OptimalBins FromPartition(const Partition& partition, std::size_t preBinCount) {
   return bins;
 }
 
-// Places of the groups in order of rate or mean; those without weight come first, equal ones in
-// their order.
-std::vector<std::size_t> OrderByLevel(const PreBinSums& sums) {
-  std::vector<double> levels(sums.Count());
+constexpr double kNoLevel = -std::numeric_limits<double>::infinity();
+
+// The rate or mean of each group; of those without weight kNoLevel.
+std::vector<double> Levels(const PreBinSums& sums) {
+  std::vector<double> levels(sums.Count(), kNoLevel);
   for (std::size_t g = 0; g < sums.Count(); ++g) {
     const double weight = sums.WeightOf(g);
-    levels[g] = weight > 0 ? sums.values[g * sums.Stride() + (sums.classCount == 0 ? 1 : 0)] / weight
-                           : -std::numeric_limits<double>::infinity();
+    if (weight > 0) levels[g] = sums.values[g * sums.Stride() + (sums.classCount == 0 ? 1 : 0)] / weight;
   }
-  std::vector<std::size_t> order(sums.Count());
+  return levels;
+}
+
+// The shares of more than two classes in each group as one number: their first principal component
+// over the groups, in which neighbours are alike (Coppersmith, Hong and Hosking 1999,
+// doi:10.1023/A:1009869804967).
+std::vector<double> FirstComponent(const PreBinSums& sums) {
+  const std::size_t classes = sums.Stride();
+  const double total = sums.TotalWeight();
+  std::vector<double> mean(classes, 0.0), covariance(classes * classes, 0.0);
+  for (std::size_t i = 0; i < sums.values.size(); ++i) mean[i % classes] += sums.values[i] / total;
+  const auto deviation = [&](std::size_t g, std::size_t c) {
+    return sums.values[g * classes + c] / sums.WeightOf(g) - mean[c];
+  };
+  for (std::size_t g = 0; g < sums.Count(); ++g) {
+    const double weight = sums.WeightOf(g) / total;
+    for (std::size_t a = 0; weight > 0 && a < classes; ++a) {
+      for (std::size_t b = 0; b < classes; ++b)
+        covariance[a * classes + b] += weight * deviation(g, a) * deviation(g, b);
+    }
+  }
+  // Power iteration; an order needs few digits.
+  constexpr int kSteps = 60;
+  std::vector<double> axis(classes), next(classes);
+  for (std::size_t c = 0; c < classes; ++c) axis[c] = c % 2 == 0 ? 1 : -1 / (1 + static_cast<double>(c));
+  for (int step = 0; step < kSteps; ++step) {
+    double length = 0;
+    for (std::size_t a = 0; a < classes; ++a) {
+      next[a] = std::inner_product(axis.begin(), axis.end(),
+                                   covariance.begin() + static_cast<std::ptrdiff_t>(a * classes), 0.0);
+      length += next[a] * next[a];
+    }
+    if (!(length > 0)) break;
+    for (std::size_t a = 0; a < classes; ++a) axis[a] = next[a] / std::sqrt(length);
+  }
+  std::vector<double> levels(sums.Count(), kNoLevel);
+  for (std::size_t g = 0; g < sums.Count(); ++g) {
+    if (!(sums.WeightOf(g) > 0)) continue;
+    levels[g] = 0;
+    for (std::size_t c = 0; c < classes; ++c) levels[g] += axis[c] * deviation(g, c);
+  }
+  return levels;
+}
+
+// Places of the groups by rising level; those without weight come first, equal ones in their order.
+std::vector<std::size_t> OrderBy(const std::vector<double>& levels) {
+  std::vector<std::size_t> order(levels.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return levels[a] < levels[b]; });
   return order;
+}
+
+// Levels as the search takes them: the rare ones pooled, and where there are still too many,
+// neighbours in order of rate joined.
+struct LevelGroups {
+  PreBinSums sums;
+  std::vector<int> groupOf;  // of each level
+  std::size_t chosenFrom;    // groups before neighbours were joined, which the response has ordered
+};
+
+LevelGroups GroupLevels(const PreBinSums& levels, const BinningRules& rules) {
+  LevelGroups groups;
+  groups.groupOf = PoolRareLevels(levels, rules.minLevelShare, groups.chosenFrom);
+  groups.sums = SumBins(levels, groups.groupOf, groups.chosenFrom);
+  if (groups.chosenFrom <= kMostGroups) return groups;
+  const std::vector<std::size_t> order =
+      OrderBy(levels.classCount > 2 ? FirstComponent(groups.sums) : Levels(groups.sums));
+  std::vector<double> weights;
+  for (const std::size_t group : order) weights.push_back(groups.sums.WeightOf(group));
+  const std::vector<int> joined = JoinNeighbours(weights);
+  std::vector<int> joinedOf(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i) joinedOf[order[i]] = joined[i];
+  groups.sums = SumBins(groups.sums, joinedOf, static_cast<std::size_t>(joined.back()) + 1);
+  for (int& group : groups.groupOf) group = joinedOf[static_cast<std::size_t>(group)];
+  return groups;
 }
 
 // The partitions of groups in order of rate or mean, and the place of each group in that order.
@@ -64,7 +135,7 @@ struct OrderedGroups {
 OrderedGroups PartitionReordered(const PreBinSums& groups, const BinningRules& rules,
                                  const std::function<bool()>& isCancelled) {
   OrderedGroups ordered;
-  const std::vector<std::size_t> order = OrderByLevel(groups);
+  const std::vector<std::size_t> order = OrderBy(Levels(groups));
   ordered.placeOf.resize(order.size());
   for (std::size_t i = 0; i < order.size(); ++i) ordered.placeOf[order[i]] = static_cast<int>(i);
   ordered.sums = SumBins(groups, ordered.placeOf, order.size());
@@ -74,12 +145,13 @@ OrderedGroups PartitionReordered(const PreBinSums& groups, const BinningRules& r
   return ordered;
 }
 
-OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
+OptimalBins Reordered(const LevelGroups& levels, const BinningRules& rules,
                       const std::function<bool()>& isCancelled) {
+  const PreBinSums& groups = levels.sums;
   const OrderedGroups ordered = PartitionReordered(groups, rules, isCancelled);
   const Partitions& found = ordered.found;
   if (found.byBinCount.empty()) return {};
-  const int count = ChosenCount(found, ordered.sums, Ordering::kByResponse, rules);
+  const int count = ChosenCount(found, ordered.sums, Ordering::kByResponse, rules, levels.chosenFrom);
   const OptimalBins inOrder =
       FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], groups.Count());
   OptimalBins bins = inOrder;
@@ -88,93 +160,122 @@ OptimalBins Reordered(const PreBinSums& groups, const BinningRules& rules,
   return bins;
 }
 
-// Merges groups of classes pair by pair.
+// Merges groups of classes pair by pair. Time: O(m^2) for the first merger, then O(m^2) comparisons
+// and O(m) costs for each.
 class Merger {
  public:
-  Merger(const PreBinSums& sums, const PartitionRules& rules) : sums_(sums), rules_(rules) {
-    groupOf_.resize(sums.Count());
-    std::iota(groupOf_.begin(), groupOf_.end(), 0);
-    rows_.resize(sums.Count());
-    for (std::size_t g = 0; g < sums.Count(); ++g) {
-      rows_[g] = {sums.values.begin() + static_cast<std::ptrdiff_t>(g * sums.Stride()),
-                  sums.values.begin() + static_cast<std::ptrdiff_t>((g + 1) * sums.Stride())};
-      rows_[g].push_back(sums.cases[g]);
+  Merger(const PreBinSums& sums, const PartitionRules& rules)
+      : sums_(sums), rules_(rules), count_(sums.Count()), costs_(count_ * count_) {
+    groupOf_.resize(count_);
+    std::iota(groupOf_.begin(), groupOf_.end(), std::size_t{0});
+    left_ = groupOf_;
+    rows_.resize(count_);
+    for (std::size_t g = 0; g < count_; ++g) {
+      rows_[g].values.assign(sums.values.begin() + static_cast<std::ptrdiff_t>(g * sums.Stride()),
+                             sums.values.begin() + static_cast<std::ptrdiff_t>((g + 1) * sums.Stride()));
+      rows_[g].cases = sums.cases[g];
+      Complete(rows_[g]);
+    }
+    for (std::size_t a = 0; a < count_; ++a) {
+      for (std::size_t b = a + 1; b < count_; ++b) costs_[a * count_ + b] = CostOfMerging(a, b);
     }
   }
 
-  std::size_t GroupCount() const { return rows_.size(); }
-  const std::vector<int>& GroupOf() const { return groupOf_; }
+  std::size_t GroupCount() const { return left_.size(); }
+
+  // The group of each of the first ones, from 0.
+  std::vector<int> Groups() const {
+    std::vector<int> place(count_);
+    for (std::size_t i = 0; i < left_.size(); ++i) place[left_[i]] = static_cast<int>(i);
+    std::vector<int> groups(count_);
+    for (std::size_t g = 0; g < count_; ++g) groups[g] = place[groupOf_[g]];
+    return groups;
+  }
 
   double Deviance() const {
     double sum = 0;
-    for (const auto& row : rows_) sum += DevianceOf(row);
+    for (const std::size_t g : left_) sum += rows_[g].deviance;
     return sum;
   }
 
   bool MeetsRules() const {
-    return std::all_of(rows_.begin(), rows_.end(), [&](const auto& row) { return IsAllowed(row); });
+    return std::all_of(left_.begin(), left_.end(), [&](std::size_t g) { return rows_[g].isAllowed; });
   }
 
   // Merges the pair that costs least; a group that breaks the rules is merged before any other.
   void MergeCheapest() {
-    std::size_t left = 0, right = 1;
+    std::size_t into = left_[0], gone = left_[1];
     double least = std::numeric_limits<double>::infinity();
     const bool allAllowed = MeetsRules();
-    for (std::size_t a = 0; a < rows_.size(); ++a) {
-      for (std::size_t b = a + 1; b < rows_.size(); ++b) {
-        if (!allAllowed && IsAllowed(rows_[a]) && IsAllowed(rows_[b])) continue;
-        const double cost = DevianceOf(Sum(rows_[a], rows_[b])) - DevianceOf(rows_[a]) - DevianceOf(rows_[b]);
-        if (cost < least) {
+    for (std::size_t i = 0; i < left_.size(); ++i) {
+      const std::size_t a = left_[i];
+      const bool takesAny = allAllowed || !rows_[a].isAllowed;
+      for (std::size_t j = i + 1; j < left_.size(); ++j) {
+        const std::size_t b = left_[j];
+        const double cost = costs_[a * count_ + b];
+        if (cost < least && (takesAny || !rows_[b].isAllowed)) {
           least = cost;
-          left = a;
-          right = b;
+          into = a;
+          gone = b;
         }
       }
     }
-    rows_[left] = Sum(rows_[left], rows_[right]);
-    rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(right));
-    for (int& group : groupOf_) {
-      if (group == static_cast<int>(right)) {
-        group = static_cast<int>(left);
-      } else if (group > static_cast<int>(right)) {
-        --group;
-      }
+    AddTo(rows_[into], rows_[gone]);
+    Complete(rows_[into]);
+    left_.erase(std::find(left_.begin(), left_.end(), gone));
+    std::replace(groupOf_.begin(), groupOf_.end(), gone, into);
+    for (const std::size_t g : left_) {
+      if (g != into) costs_[std::min(g, into) * count_ + std::max(g, into)] = CostOfMerging(g, into);
     }
   }
 
  private:
-  using Row = std::vector<double>;  // class weights, then the cases
+  struct Row {
+    std::vector<double> values;  // class weights
+    double cases = 0;
+    double deviance = 0;
+    bool isAllowed = false;
+  };
 
-  static Row Sum(const Row& a, const Row& b) {
-    Row sum = a;
-    for (std::size_t c = 0; c < sum.size(); ++c) sum[c] += b[c];
-    return sum;
+  static void AddTo(Row& row, const Row& more) {
+    for (std::size_t c = 0; c < row.values.size(); ++c) row.values[c] += more.values[c];
+    row.cases += more.cases;
   }
 
-  static double DevianceOf(const Row& row) {
+  void Complete(Row& row) const {
+    row.deviance = DevianceOf([&](std::size_t c) { return row.values[c]; });
+    const double weight = std::accumulate(row.values.begin(), row.values.end(), 0.0);
+    const bool events = std::all_of(row.values.begin(), row.values.end(),
+                                    [&](double value) { return value >= rules_.minEvents; });
+    row.isAllowed = weight >= rules_.minShare * totalWeight_ && row.cases >= rules_.minCases &&
+                    (rules_.minEvents <= 0 || events);
+  }
+
+  template <typename Value>
+  double DevianceOf(Value valueOf) const {
     double weight = 0, sum = 0;
-    for (std::size_t c = 0; c + 1 < row.size(); ++c) {
-      weight += row[c];
-      if (row[c] > 0) sum -= row[c] * std::log(row[c]);
+    for (std::size_t c = 0; c < sums_.Stride(); ++c) {
+      const double value = valueOf(c);
+      weight += value;
+      if (value > 0) sum -= value * std::log(value);
     }
     return weight > 0 ? 2 * (sum + weight * std::log(weight)) : 0;
   }
 
-  bool IsAllowed(const Row& row) const {
-    double weight = 0;
-    bool events = true;
-    for (std::size_t c = 0; c + 1 < row.size(); ++c) {
-      weight += row[c];
-      events = events && row[c] >= rules_.minEvents;
-    }
-    return weight >= rules_.minShare * sums_.TotalWeight() && row.back() >= rules_.minCases &&
-           (rules_.minEvents <= 0 || events);
+  double CostOfMerging(std::size_t a, std::size_t b) const {
+    const Row &one = rows_[a], &other = rows_[b];
+    const double merged = DevianceOf([&](std::size_t c) { return one.values[c] + other.values[c]; });
+    return merged - one.deviance - other.deviance;
   }
 
   const PreBinSums& sums_;
   const PartitionRules& rules_;
+  const double totalWeight_ = sums_.TotalWeight();
+  const std::size_t count_;
   std::vector<Row> rows_;
-  std::vector<int> groupOf_;
+  std::vector<std::size_t> left_;     // groups that are left, ascending
+  std::vector<std::size_t> groupOf_;  // of each of the first ones
+  std::vector<double> costs_;         // of merging a with b > a, at a * count_ + b
 };
 
 // The partitions on the way from one group each to one bin. groupsAt: by number of bins.
@@ -191,7 +292,7 @@ Partitions MergeGroups(const PreBinSums& groups, const BinningRules& rules,
       Partition& candidate = found.byBinCount[count - 1];
       candidate.ends.assign(count, 0);  // only their number matters to the description
       candidate.deviance = merger.Deviance();
-      groupsAt[count] = merger.GroupOf();
+      groupsAt[count] = merger.Groups();
     }
     if (count == 1) return found;
     if (isCancelled && isCancelled()) return {};
@@ -199,13 +300,13 @@ Partitions MergeGroups(const PreBinSums& groups, const BinningRules& rules,
   }
 }
 
-OptimalBins MergedGreedily(const PreBinSums& groups, const BinningRules& rules,
+OptimalBins MergedGreedily(const LevelGroups& levels, const BinningRules& rules,
                            const std::function<bool()>& isCancelled) {
   std::vector<std::vector<int>> groupsAt;
-  const Partitions found = MergeGroups(groups, rules, isCancelled, groupsAt);
+  const Partitions found = MergeGroups(levels.sums, rules, isCancelled, groupsAt);
   if (found.byBinCount.empty()) return {};
   OptimalBins bins;
-  bins.count = ChosenCount(found, groups, Ordering::kByResponse, rules);
+  bins.count = ChosenCount(found, levels.sums, Ordering::kByResponse, rules, levels.chosenFrom);
   bins.binOf = groupsAt[static_cast<std::size_t>(bins.count)];
   bins.greedy = true;
   return bins;
@@ -303,6 +404,14 @@ std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::si
   return groupOf;
 }
 
+std::vector<int> JoinNeighbours(const std::vector<double>& weights) {
+  std::vector<int> joined = AssignPreBins(weights, kMostGroups);
+  // What has no weight goes with its neighbour.
+  int last = 0;
+  for (int& group : joined) group = last = group < 0 ? last : group;
+  return joined;
+}
+
 double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
                   bool categorical) {
   Partitions found;
@@ -310,11 +419,11 @@ double SearchGain(const PreBinSums& values, const PreBinSums& separate, const Bi
   if (!categorical) {
     found = FindPartitions(values, WithRoom(rules));
   } else {
-    const std::vector<int> groupOf = PoolRareLevels(values, rules.minLevelShare, count);
-    const PreBinSums groups = SumBins(values, groupOf, count);
+    const LevelGroups groups = GroupLevels(values, rules);
+    count = groups.chosenFrom;
     std::vector<std::vector<int>> groupsAt;
-    found = values.classCount > 2 ? MergeGroups(groups, rules, {}, groupsAt)
-                                  : PartitionReordered(groups, rules, {}).found;
+    found = values.classCount > 2 ? MergeGroups(groups.sums, rules, {}, groupsAt)
+                                  : PartitionReordered(groups.sums, rules, {}).found;
   }
   PreBinSums all = values;
   all.Append(separate);
@@ -355,21 +464,19 @@ OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled) {
   const Partitions found = FindPartitions(sums, WithRoom(rules), isCancelled);
   if (found.byBinCount.empty()) return {};
-  const int count = ChosenCount(found, sums, Ordering::kGiven, rules);
+  const int count = ChosenCount(found, sums, Ordering::kGiven, rules, sums.Count());
   return FromPartition(found.byBinCount[static_cast<std::size_t>(count - 1)], sums.Count());
 }
 
 OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
                           const std::function<bool()>& isCancelled) {
-  std::size_t groupCount = 0;
-  const std::vector<int> groupOf = PoolRareLevels(sums, rules.minLevelShare, groupCount);
-  const PreBinSums groups = SumBins(sums, groupOf, groupCount);
+  const LevelGroups groups = GroupLevels(sums, rules);
   OptimalBins bins = sums.classCount > 2 ? MergedGreedily(groups, rules, isCancelled)
                                          : Reordered(groups, rules, isCancelled);
   if (bins.count == 0) return bins;
   std::vector<int> binOfLevel(sums.Count());
   for (std::size_t level = 0; level < sums.Count(); ++level) {
-    binOfLevel[level] = bins.binOf[static_cast<std::size_t>(groupOf[level])];
+    binOfLevel[level] = bins.binOf[static_cast<std::size_t>(groups.groupOf[level])];
   }
   bins.binOf = std::move(binOfLevel);
   return bins;

@@ -41,7 +41,8 @@ OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled = {});
 
 // Levels in any combination. Two classes or a measured response: levels in order of rate or mean,
-// where the best partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4).
+// where the best partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4); more
+// than kMostGroups of them are joined before.
 // More classes: the two groups whose merger costs least deviance are merged until one is left, and
 // the best number is kept (Kass 1980, doi:10.2307/2986296, without its tests).
 OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
@@ -53,6 +54,13 @@ OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,
 // their own in every partition; it may be empty. -infinity: no partition.
 double SearchGain(const PreBinSums& values, const PreBinSums& separate, const BinningRules& rules,
                   bool categorical);
+
+// More groups of levels than this are joined, neighbours in order of rate or mean (of more than two
+// classes: of the first principal component of their shares), so that none but a single large one
+// has more than this part of the weight. The number of bins is chosen as from all of them.
+inline constexpr std::size_t kMostGroups = 500;
+// The joined group of each group in order, from 0.
+std::vector<int> JoinNeighbours(const std::vector<double>& weights);
 
 // A group for each level, but the last group for all that have less than minShare of the weight and
 // less than half of what a level has on average.

@@ -520,7 +520,8 @@ double LogStirling(std::size_t m, std::size_t k) {
   return row[k];
 }
 
-double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ordering ordering) {
+double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ordering ordering,
+                         std::size_t chosenFrom) {
   const double weight = sums.TotalWeight();
   const double n = sums.EffectiveCases();
   if (!(weight > 0) || !(n > 0)) return 0;
@@ -541,13 +542,14 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
     fit = partition.deviance / 2 * (n / weight);
   }
   const double parameters = sums.classCount == 0 ? 1 : sums.classCount - 1;
-  const double choice = ordering == Ordering::kGiven ? LogChoose(sums.Count() - 1, partition.ends.size() - 1)
-                                                     : LogStirling(sums.Count(), partition.ends.size());
+  const std::size_t preBins = chosenFrom > 0 ? chosenFrom : sums.Count();
+  const double choice = ordering == Ordering::kGiven ? LogChoose(preBins - 1, partition.ends.size() - 1)
+                                                     : LogStirling(preBins, partition.ends.size());
   return fit + (bins - 1) * parameters / 2 * std::log(n) + choice;
 }
 
 int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering, int least,
-                   int most) {
+                   int most, std::size_t chosenFrom) {
   const int found = static_cast<int>(partitions.byBinCount.size());
   if (most <= 0 || most > found) most = found;
   least = std::clamp(least, 1, std::max(most, 1));
@@ -556,7 +558,7 @@ int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Orderin
   for (int bins = least; bins <= most; ++bins) {
     const Partition& partition = partitions.byBinCount[static_cast<std::size_t>(bins - 1)];
     if (partition.ends.empty()) continue;
-    const double length = DescriptionLength(partition, sums, ordering);
+    const double length = DescriptionLength(partition, sums, ordering, chosenFrom);
     if (chosen == 0 || length < shortest) {
       chosen = bins;
       shortest = length;

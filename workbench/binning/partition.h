@@ -95,13 +95,15 @@ enum class Ordering {
 // 1978, doi:10.1016/0005-1098(78)90005-5): with J classes and n effective cases
 //   deviance / 2 + (k - 1) (J - 1) / 2 ln n + ln(ways to choose k bins of m pre-bins),
 // where a measured response has n / 2 ln(sum of squares / n) in place of the first term and J = 2.
-double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ordering ordering);
+// m: chosenFrom, where sums are of pre-bins that were joined beforehand; 0: as many as sums has.
+double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ordering ordering,
+                         std::size_t chosenFrom = 0);
 
 // The number of bins between least and most (0: all found) with the shortest description; fewer
 // bins on equality. One bin means that no partition is better than chance. When no count in the
 // range is possible, the nearest possible one.
 int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering, int least = 1,
-                   int most = 0);
+                   int most = 0, std::size_t chosenFrom = 0);
 
 // ln S(m, k).
 double LogStirling(std::size_t m, std::size_t k);

@@ -70,35 +70,45 @@ GainSearch::GainSearch(const binning::SearchRecord& record, std::span<const std:
   }
 }
 
-// Puts the groups into the order of their first value per case: a rate, or a mean.
-void GainSearch::OrderGroups(std::size_t stride, Scratch& scratch) const {
+// Puts the groups into the order of their first value per case, a rate or a mean, and joins neighbours
+// where there are too many. Returns how many are left.
+std::size_t GainSearch::OrderGroups(std::size_t stride, Scratch& scratch) const {
   scratch.order.resize(groupCount_);
   std::iota(scratch.order.begin(), scratch.order.end(), std::size_t{0});
   scratch.weights = groupCases_;
-  if (!reorders_) return;
+  scratch.joined.clear();
+  if (!reorders_) return groupCount_;
   const auto level = [&](std::size_t g) {
     return groupCases_[g] > 0 ? scratch.groups[g * stride] / static_cast<double>(groupCases_[g]) : kNone;
   };
   std::stable_sort(scratch.order.begin(), scratch.order.end(),
                    [&](std::size_t a, std::size_t b) { return level(a) < level(b); });
   for (std::size_t i = 0; i < groupCount_; ++i) scratch.weights[i] = groupCases_[scratch.order[i]];
+  if (groupCount_ <= binning::kMostGroups) return groupCount_;
+  scratch.joined =
+      binning::JoinNeighbours(std::vector<double>(scratch.weights.begin(), scratch.weights.end()));
+  return static_cast<std::size_t>(scratch.joined.back()) + 1;
 }
 
 template <typename Cost, typename Fit>
 double GainSearch::Best(std::size_t stride, double separateCost, double wholeFit, double parameters,
                         Cost costOf, Fit fitOf, Scratch& scratch) const {
-  const std::size_t m = groupCount_, width = m + 1;
   if (most_ < least_ || cases_ == 0) return kNone;
-  OrderGroups(stride, scratch);
+  const std::size_t m = OrderGroups(stride, scratch), width = m + 1;
   // Running sums of the groups in their order.
   scratch.sums.assign(width * stride, 0.0);
   std::vector<std::size_t>& running = scratch.running;
   running.assign(width, 0);
-  for (std::size_t i = 0; i < m; ++i) {
+  std::size_t last = 0;
+  for (std::size_t i = 0; i < groupCount_; ++i) {
+    if (i == 0 || scratch.joined.empty() || scratch.joined[i] != scratch.joined[i - 1]) {
+      ++last;
+      running[last] = running[last - 1];
+      std::copy_n(&scratch.sums[(last - 1) * stride], stride, &scratch.sums[last * stride]);
+    }
     const double* from = &scratch.groups[scratch.order[i] * stride];
-    for (std::size_t c = 0; c < stride; ++c)
-      scratch.sums[(i + 1) * stride + c] = scratch.sums[i * stride + c] + from[c];
-    running[i + 1] = running[i] + scratch.weights[i];
+    for (std::size_t c = 0; c < stride; ++c) scratch.sums[last * stride + c] += from[c];
+    running[last] += scratch.weights[i];
   }
   scratch.costs.resize(width * width);
   for (std::size_t first = 0; first < m; ++first) {

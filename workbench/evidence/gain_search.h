@@ -33,6 +33,7 @@ class GainSearch {
     std::vector<double> costs, last, next, groups, sums;
     std::vector<std::size_t> order, weights, running;
     std::vector<std::uint32_t> counts;
+    std::vector<int> joined;  // the joined group of each group in order; empty: each is alone
   };
 
   // counts: of each pre-bin, classCount of them.
@@ -47,7 +48,7 @@ class GainSearch {
   template <typename Cost, typename Fit>
   double Best(std::size_t stride, double separateCost, double wholeFit, double parameters, Cost costOf,
               Fit fitOf, Scratch& scratch) const;
-  void OrderGroups(std::size_t stride, Scratch& scratch) const;
+  std::size_t OrderGroups(std::size_t stride, Scratch& scratch) const;
 
   bool reorders_;
   std::size_t groupCount_ = 0, separateCount_;
