@@ -108,7 +108,7 @@ VELMORA_API const char* velmora_version(void);
 
 /* options: "module" (the file of the analysis module; default: beside this library). */
 VELMORA_API int velmora_open(velmora_session** session, const char* options);
-/* Null is ignored, here and in the functions that free. */
+/* Drops the session's table. Null is ignored, here and in the functions that free. */
 VELMORA_API void velmora_close(velmora_session* session);
 /* Of the latest call that failed; never null. A null session: of this thread's latest failure without one. */
 VELMORA_API const char* velmora_last_error(const velmora_session* session);
@@ -131,9 +131,10 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
 /* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
  * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time
- * and decimals become variables; columns of lists and structures are left out with a notice. Doubles
- * without nulls in a stream of one batch are not copied: they must not change until the batch is released,
- * which is when neither the session nor a result needs them, on any thread.
+ * and decimals become variables; columns of lists and structures are left out with a notice. Columns
+ * of doubles that are all finite, without nulls, in a stream of one batch are not copied: they must not
+ * change before the batch is released, which is when the session has another table or none. Results do not
+ * need it.
  * options: "missing-text", "missing". */
 VELMORA_API int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream,
                                     const char* options);

@@ -210,6 +210,7 @@ TEST(CInterface, PlainNumbersOfArrowStayWhereTheyAreAndAsTheyAre) {
     copied = session.RunJson("feature-selection", options);
   }
   OwnBatch plain(columns), recoded(columns);
+  std::string page, binsBefore;
   velmora_result* result = nullptr;
   {
     const OpenSession session;
@@ -217,16 +218,35 @@ TEST(CInterface, PlainNumbersOfArrowStayWhereTheyAreAndAsTheyAre) {
     EXPECT_FALSE(plain.IsReleased());
     EXPECT_EQ(session.RunJson("feature-selection", options), copied);
     EXPECT_EQ(session.RunJson("feature-selection", options), copied);
-    result = session.Run("screen", R"({"binary-response": "x2", "good": "0", "bad": "1"})");
+    const char screening[] = R"({"binary-response": "x2", "good": "0", "bad": "1", "save-chance": true})";
+    result = session.Run("screen", screening);
+    velmora_result* const twin = session.Run("screen", screening);
+    page = TextOf(twin, "html");
+    velmora_bins* bins = nullptr;
+    ASSERT_EQ(velmora_result_bins(twin, 0, &bins), VELMORA_OK);
+    const char* saved = nullptr;
+    ASSERT_EQ(velmora_bins_text(bins, "json", &saved, nullptr), VELMORA_OK);
+    binsBefore = saved;
+    velmora_bins_free(bins);
+    velmora_result_free(twin);
     ASSERT_EQ(recoded.GiveTo(session.Get(), R"({"missing": {"x0": [0, 6.5], "x2": [5]}})"), VELMORA_OK);
     const char* text = nullptr;
     ASSERT_EQ(velmora_variables(session.Get(), &text), VELMORA_OK);
     EXPECT_LT(json::parse(text)["variables"][0]["valid"], 400);
   }
+  // The session is closed. What its result still has to say does not come from the caller's memory.
   EXPECT_TRUE(recoded.IsReleased());
-  velmora_result_free(result);
   EXPECT_TRUE(plain.IsReleased());
   for (const std::size_t i : {0, 2}) EXPECT_EQ(columns[i], before[i]);
+  for (std::vector<double>& column : columns) std::fill(column.begin(), column.end(), 0.0);
+  EXPECT_EQ(TextOf(result, "html"), page);
+  velmora_bins* bins = nullptr;
+  ASSERT_EQ(velmora_result_bins(result, 0, &bins), VELMORA_OK);
+  const char* saved = nullptr;
+  ASSERT_EQ(velmora_bins_text(bins, "json", &saved, nullptr), VELMORA_OK);
+  EXPECT_EQ(json::parse(saved), json::parse(binsBefore));
+  velmora_bins_free(bins);
+  velmora_result_free(result);
 }
 
 TEST(CInterface, TablesHoldTheNumbersOfTheJson) {

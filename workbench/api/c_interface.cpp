@@ -249,6 +249,7 @@ int Run(velmora_session* session, const char* analysis, const char* options, boo
     state.Work([&] {
       Table table = keepData ? state.table : std::exchange(state.table, {});
       made->run = RunAnalysis(analysis, std::move(table), words);
+      made->run->ReleaseData();
     });
     *result = made.release();
   });
@@ -334,7 +335,10 @@ int velmora_open(velmora_session** session, const char* options) {
   });
 }
 
-void velmora_close(velmora_session* session) { delete session; }
+void velmora_close(velmora_session* session) {
+  static_cast<void>(velmora_clear_data(session));
+  delete session;
+}
 
 const char* velmora_last_error(const velmora_session* session) {
   return session == nullptr ? ErrorOfThread().Text() : session->state->error.Text();
@@ -486,23 +490,14 @@ int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins) {
     }
     if (!result->run->screening) throw UsageError("The result has no bins; screen makes them.");
     if (best < 0) throw UsageError("The number of predictors is negative.");
-    constexpr int kAll = 1 << 30;
     state.Work([&] {
-      const FinishedRun& run = *result->run;
-      const ScreenReport& report = *run.screening;
-      if (run.binsOfParts) {
-        SavedBins saved = *run.binsOfParts;
-        std::vector<SavedPredictor>& predictors = saved.responses[0].predictors;
-        const std::size_t wanted = std::min(ScreenReport::BestOf(report.responses[0]),
-                                            static_cast<std::size_t>(best == 0 ? kAll : best));
+      SavedBins saved = *result->run->bins;
+      for (std::size_t k = 0; k < saved.responses.size(); ++k) {
+        std::size_t wanted = ScreenReport::BestOf(result->run->screening->responses[k]);
+        if (best > 0) wanted = std::min(wanted, static_cast<std::size_t>(best));
+        std::vector<SavedPredictor>& predictors = saved.responses[k].predictors;
         if (predictors.size() > wanted) predictors.resize(wanted);
-        *bins = NewBins(result->state, std::move(saved));
-        return;
       }
-      const Table& table = run.session.Data();
-      SavedBins saved = SavedBinsOf(report, table, best == 0 ? kAll : best);
-      AddCounts(table, SelectCases(table, {report.select, report.exclude}), run.session.WeightVariable(),
-                report.weights, saved);
       *bins = NewBins(result->state, std::move(saved));
     });
   });

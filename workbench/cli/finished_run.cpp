@@ -1,16 +1,21 @@
 #include "workbench/cli/finished_run.h"
 
+#include <limits>
+#include <set>
+
 #include "workbench/cli/apply_monitor.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_command.h"
 #include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_command.h"
+#include "workbench/cli/screen/screen_counts.h"
+#include "workbench/cli/screen/screen_save.h"
 #include "workbench/documents/terminal_text.h"
 
 namespace velmora {
 
 OutputWriters FinishedRun::Writers() {
-  if (binsOfParts) {
+  if (hasNoCases) {
     OutputWriters writers = WritersOf(*screening, session);
     const auto refuse = [] {
       throw RunError(
@@ -29,6 +34,19 @@ OutputWriters FinishedRun::Writers() {
   if (scorecard) return WritersOf(*scorecard);
   if (monitor) return WritersOf(*monitor);
   return screening ? WritersOf(*screening, session) : WritersOf(*featureSelection, session);
+}
+
+void FinishedRun::ReleaseData() {
+  std::set<int> kept;
+  if (screening) {
+    const Table& table = session.Data();
+    constexpr int kAll = std::numeric_limits<int>::max();
+    bins = SavedBinsOf(*screening, table, kAll);
+    AddCounts(table, SelectCases(table, {screening->select, screening->exclude}), session.WeightVariable(),
+              screening->weights, *bins);
+    kept = VariablesOfDocuments(session, *screening);
+  }
+  session.KeepCellsOf(kept);
 }
 
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,

@@ -26,14 +26,17 @@ struct FinishedRun {
 
   // They refer to this object.
   OutputWriters Writers();
+  // Takes from the data what outputs may still ask for and drops all other cells, so that memory that
+  // was lent to the run may change or end. Throws Cancelled.
+  void ReleaseData();
 
   TerminalFrontend frontend;
   Session session;
   // The report of the analysis that has run, the others are empty.
   std::optional<FeatureSelectionReport> featureSelection;
   std::optional<ScreenReport> screening;
-  // Of a screening of data in parts, whose session has no cases: all bins, with their counts.
-  std::optional<SavedBins> binsOfParts;
+  std::optional<SavedBins> bins;  // of a screening that has released its data: all, with their counts
+  bool hasNoCases = false;        // a screening of data in parts, whose session never had them
   std::optional<ScorecardReport> scorecard;
   std::optional<StabilityReport> monitor;
 };

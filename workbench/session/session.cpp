@@ -44,6 +44,20 @@ void Session::SetTable(Table table, ImportOptions importOptions) {
 
 const Table& Session::Data() const { return state_->core->table; }
 
+void Session::KeepCellsOf(const std::set<int>& variableNumbers) {
+  state_->core->RequireThread();
+  state_->core->RequireNoPass();
+  Table& table = state_->core->table;
+  for (int number = 1; number <= table.VariableCount(); ++number) {
+    ColumnValues& values = table.Variable(number).values;
+    if (variableNumbers.contains(number)) {
+      values.Own();
+    } else {
+      values = {};
+    }
+  }
+}
+
 void Session::TakeLabelsAsTexts(int variableNumber) {
   state_->core->RequireThread();
   state_->core->table.Variable(variableNumber).fromText = true;

@@ -23,6 +23,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -73,6 +74,9 @@ class Session {
   // while an analysis reads the cases.
   void SetTable(Table table, ImportOptions importOptions = {});
   const Table& Data() const;
+  // Drops the cells of all other variables, which keep their names and labels, and makes those of
+  // these the session's own.
+  void KeepCellsOf(const std::set<int>& variableNumbers);
   // From now on the variable, whose values all have labels, holds the labels as texts and is saved
   // with them.
   void TakeLabelsAsTexts(int variableNumber);

@@ -128,12 +128,6 @@ class ResponseReader {
   vlm::ResponseKind kind_;
 };
 
-void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more) {
-  for (const std::string& text : more) {
-    if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
-  }
-}
-
 // The documents that a member of the dialog makes.
 std::vector<int> DocumentsOf(Session& session, const AutomationClient& dialog, const char* member) {
   return session.DocumentsShownBy([&] { dialog.Get(member); });
@@ -273,6 +267,12 @@ ScreenChoice ChoiceOf(const Session& session, const AnalysisNotes& notes, const 
 
 }  // namespace
 
+void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more) {
+  for (const std::string& text : more) {
+    if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+  }
+}
+
 ScreenReport ReadScreening(Session& session) {
   const Table& table = session.Data();
   const AnalysisNotes& notes = session.Notes();
@@ -302,7 +302,6 @@ ScreenReport ReadScreening(Session& session) {
     results->GetRun(members.kind, &run);
     if (run.selected) report.responses.push_back(ResponseReader(*results, table, members.kind).Read());
   }
-  if (notes.binning != nullptr) AppendOnce(report.notices, UnmetBinCounts(report, *notes.binning));
   CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}),
              report);
   return report;
@@ -322,6 +321,24 @@ int MakeRules(Session& session, const ScreenReport& report) {
   }
   dialog.Put("NumberOfPredictorsToSave", before);
   return rules;
+}
+
+std::set<int> VariablesOfDocuments(const Session& session, const ScreenReport& report) {
+  const Table& table = session.Data();
+  std::set<int> variables = {session.WeightVariable()};
+  const bool selects = !report.select.empty() || !report.exclude.empty();
+  std::size_t most = 0;
+  for (const ScreenedResponse& response : report.responses)
+    most = std::max(most, report.ShownOf(response, kBestInDocuments));
+  for (const ScreenedResponse& response : report.responses) {
+    variables.insert(response.run.responseNumber);
+    for (std::size_t i = 0; i < std::min(most, response.predictors.size()); ++i)
+      variables.insert(response.predictors[i].figures.predictorNumber);
+  }
+  // The selection may name any variable.
+  for (int number = 1; selects && number <= table.VariableCount(); ++number) variables.insert(number);
+  variables.erase(0);
+  return variables;
 }
 
 ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 
 #include "workbench/cli/screen/screen_choice.h"
 #include "workbench/cli/terminal_frontend.h"
@@ -29,11 +30,16 @@ struct ScreenSettings {
 ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins);
 
+// Adds the texts that are not there yet.
+void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more);
+
 // Puts into the report how many cases every response used, and why not the others. selected: of the session's
 // table.
 void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
                 ScreenReport& report);
 
+// The variables whose cells those documents are made of.
+std::set<int> VariablesOfDocuments(const Session& session, const ScreenReport& report);
 // The graphs of each response's best predictors and the rules, in the session's workbook. Throws Cancelled.
 ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report);
 // The rules of the best predictors, in the session's workbook: the document's id, 0 for none.

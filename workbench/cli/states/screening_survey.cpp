@@ -30,8 +30,8 @@ class ScreeningSurvey final : public SurveyRun {
     auto run = std::make_unique<FinishedRun>(
         true, MakeSessionOptions(ParseScreen(words).module, Readers::kPrograms));
     run->session.SetTable(table);
-    run->binsOfParts.emplace();
-    run->screening = Report(table, choice, sums, *run->binsOfParts);
+    run->hasNoCases = true;
+    run->screening = Report(table, choice, sums, run->bins.emplace());
     return run;
   }
 
