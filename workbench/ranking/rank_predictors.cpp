@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 #include "workbench/ranking/survey_design.h"
 #include "workbench/ranking/test_pairs.h"
@@ -15,10 +16,6 @@
 
 namespace velmora::ranking {
 namespace {
-
-bool IsAbsent(const Column& column, std::size_t i) {
-  return std::isnan(column.values[i]) || IsMissing(column.values[i], column.missingCode);
-}
 
 // The cases of a run and what each of them counts.
 struct Cases {

@@ -7,14 +7,11 @@
 #include <vector>
 
 #include "workbench/binning/pre_bins.h"
+#include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 
 namespace velmora::ranking {
 namespace {
-
-bool IsAbsent(const Column& column, std::size_t i) {
-  return std::isnan(column.values[i]) || IsMissing(column.values[i], column.missingCode);
-}
 
 template <typename Key>
 void AddRanges(std::span<const std::uint8_t> used, Key key, SurveySample& sample) {

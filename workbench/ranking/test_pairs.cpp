@@ -88,22 +88,6 @@ void Order(RankedOutcome& outcome, const RankingPlan& plan) {
   });
 }
 
-// Logarithm of the number of ways to divide n things into k groups (Stirling number of the second
-// kind): S(n, k) = k S(n - 1, k) + S(n - 1, k - 1).
-double LogPartitionsOfSet(std::size_t n, std::size_t k) {
-  std::vector<double> logs(k + 1, -std::numeric_limits<double>::infinity());
-  logs[0] = 0;
-  for (std::size_t things = 1; things <= n; ++things) {
-    for (std::size_t groups = std::min(things, k); groups >= 1; --groups) {
-      const double joined = std::log(static_cast<double>(groups)) + logs[groups], alone = logs[groups - 1];
-      const double larger = std::max(joined, alone), smaller = std::min(joined, alone);
-      logs[groups] = std::isinf(larger) ? larger : larger + std::log1p(std::exp(smaller - larger));
-    }
-    logs[0] = -std::numeric_limits<double>::infinity();
-  }
-  return logs[k];
-}
-
 }  // namespace
 
 bool HasTooManyCells(std::size_t cells, std::size_t caseCount) {
@@ -133,7 +117,7 @@ void CorrectForSearch(std::size_t fineGroups, std::size_t found, int most, bool 
   if (found < 1 || found > fineGroups) return;
   const auto numbers = std::min(static_cast<double>(most), static_cast<double>(fineGroups));
   const double partitions =
-      ordered ? binning::LogChoose(fineGroups - 1, found - 1) : LogPartitionsOfSet(fineGroups, found);
+      ordered ? binning::LogChoose(fineGroups - 1, found - 1) : binning::LogStirling(fineGroups, found);
   association.logP = std::min(0.0, association.logP + std::log(std::max(numbers, 1.0)) + partitions);
 }
 

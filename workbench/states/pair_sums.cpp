@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 
 namespace velmora::states {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 #include "workbench/language/selection.h"
 
@@ -41,10 +42,6 @@ const Column* FindColumn(const Table& table, const std::string& name) {
 const Column& ColumnNamed(const Table& table, const std::string& name) {
   if (const Column* const column = FindColumn(table, name)) return *column;
   throw DataError("A part of the data has no column \"" + name + "\".");
-}
-
-bool IsAbsent(const Column& column, std::size_t index) {
-  return std::isnan(column.values[index]) || IsMissing(column.values[index], column.missingCode);
 }
 
 void CaseTotals::Merge(const CaseTotals& other) {

@@ -60,6 +60,5 @@ PartCases CollectCases(const Table& table, const CaseRules& rules);
 const Column* FindColumn(const Table& table, const std::string& name);
 // The column of that name, which must be in the data: names only, no patterns. Throws DataError.
 const Column& ColumnNamed(const Table& table, const std::string& name);
-bool IsAbsent(const Column& column, std::size_t index);
 
 }  // namespace velmora::states

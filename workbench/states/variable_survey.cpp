@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/tolerant.h"
+#include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/measurement.h"
 

@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/absent_value.h"
 
 namespace velmora {
 
@@ -66,7 +67,7 @@ std::vector<std::uint8_t> FoldsOf(const Table& table, std::uint32_t folds) {
     for (const ValueLabel& label : column.labels) ofLabel.push_back(TextBits(label.text));
     for (std::size_t i = 0; i < bits.size(); ++i) {
       const double value = column.values[i];
-      const bool isText = column.fromText && !states::IsAbsent(column, i);
+      const bool isText = column.fromText && !IsAbsent(column, i);
       const std::uint64_t its =
           isText ? ofLabel[static_cast<std::size_t>(value) - 1] : std::bit_cast<std::uint64_t>(value + 0.0);
       bits[i] = Mix(bits[i] + 0x9E3779B97F4A7C15u) ^ its;
@@ -130,7 +131,7 @@ states::OutcomePart SumsRun::PartOf(const Outcome& outcome, const Table& table,
   part.classOf.assign(cases.Count(), states::kNoGroup);
   part.values.assign(cases.Count(), 0);
   for (std::size_t i = 0; i < cases.Count(); ++i) {
-    if (cases.used[i] == 0 || states::IsAbsent(column, i) || !outcome.measured.finite) continue;
+    if (cases.used[i] == 0 || IsAbsent(column, i) || !outcome.measured.finite) continue;
     part.classOf[i] = 0;
     part.values[i] = outcome.measured.Scaled(column.values[i]);
   }

@@ -1,0 +1,16 @@
+// Whether a cell of a table holds no value: the one rule of rankings and of their sums.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+#include "workbench/data/table.h"
+
+namespace velmora {
+
+// index: of the case, from 0. Infinite values are values.
+inline bool IsAbsent(const Column& column, std::size_t index) {
+  return std::isnan(column.values[index]) || IsMissing(column.values[index], column.missingCode);
+}
+
+}  // namespace velmora
