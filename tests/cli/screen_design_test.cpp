@@ -102,6 +102,34 @@ TEST(ScreenDesign, CasesOfAClusterAreNoEvidenceOfTheirOwn) {
     EXPECT_NE(page.find(part), std::string::npos) << part;
 }
 
+// Two predictors with more bins than a byte has numbers, and with levels that are bins of their own.
+TEST(ScreenDesign, TestsEveryBinThatThereIs) {
+  const TemporaryFolder folder;
+  std::mt19937 random(8);
+  std::string csv = "y,x,w,c,d\n";
+  for (int i = 0; i < 3000; ++i) {
+    const auto x = static_cast<int>(random() % 300);
+    const auto c = static_cast<int>(random() % 5);
+    const std::string code = c == 0 ? "none" : std::string(1, static_cast<char>('a' + c));
+    csv += std::to_string(x * x % 97 + static_cast<int>(random() % 40) + c * 20) + "," + std::to_string(x) +
+           ",1," + code + "," + (c == 0 ? "" : code) + "\n";
+  }
+  const std::string data = folder.Write("a.csv", csv);
+  std::string cuts;
+  for (int x = 0; x < 299; ++x) cuts += (x == 0 ? "" : ", ") + std::to_string(x) + ".5";
+  const Words run = {"screen", data, "--continuous-response", "y", "--weight", "w", "--predictors"};
+  const Json response =
+      ResponseOf(With(run, {"x", "--cut-points", folder.Write("x.json", "{\"x\": [" + cuts + "]}")}));
+  const Json& x = response["predictors"].at(0);
+  ASSERT_EQ(x["rows"].size(), 300u);
+  EXPECT_NEAR(x["testDf1"].get<double>(), 299, 1);
+
+  const Json special = ResponseOf(With(run, {"c", "--special", "c=none"}))["predictors"].at(0);
+  const Json missing = ResponseOf(With(run, {"d"}))["predictors"].at(0);
+  ASSERT_EQ(special["rows"].size(), missing["rows"].size());
+  EXPECT_DOUBLE_EQ(special["testP"].get<double>(), missing["testP"].get<double>());
+}
+
 TEST(ScreenDesign, RefusesWhatASampleCannotHave) {
   const TemporaryFolder folder;
   const std::string data =
@@ -118,6 +146,8 @@ TEST(ScreenDesign, RefusesWhatASampleCannotHave) {
       {{"--strata", "s", "--classic"}, 2, "--classic runs exactly as the dialogs do and takes no --strata"},
       {{"--clusters", "c", "--binning", "tree"}, 2, "--clusters is about optimal bins"},
       {{"--clusters", "none"}, 2, "none"},
+      {{"--clusters", "y"}, 2, "--clusters: y is the response"},
+      {{"--strata", "c", "--count", "w"}, 2, "--strata with --count needs --clusters"},
       {{"--strata", "s"}, 1, "The stratum s of case 4 is missing."},
       {{"--strata", "c", "--clusters", "c"}, 1, "as many strata as clusters"},
   };

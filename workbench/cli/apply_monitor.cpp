@@ -215,7 +215,6 @@ class NewCases {
   const Table& Data() const { return table_; }
   // 0: the case is not used.
   double Weight(std::size_t i) const { return weights_.Of(i); }
-  double Spread() const { return spread_; }
   // Nothing when the data have no such response.
   std::optional<ResponseCases> Outcomes(const SavedResponse& response) const {
     if (FindVariable(table_, response.name) == 0) return std::nullopt;
@@ -232,13 +231,13 @@ class NewCases {
 
   const Table& table_;
   const CaseWeights weights_;
-  const double spread_ = weights_.Spread([](std::size_t) { return true; });
 };
 
 void AddNewGroup(const NewCases& cases, const std::optional<ResponseCases>& outcomes,
                  const std::vector<std::int32_t>& bins, GroupedPredictor& grouped) {
   if (outcomes) grouped.counts[kNew].assign(grouped.labels.size(), outcomes->None());
-  grouped.weightSpread = {1, cases.Spread()};
+  if (outcomes)
+    grouped.weightSpread = {1, outcomes->Weights().Spread([&](std::size_t i) { return outcomes->Uses(i); })};
   for (std::size_t i = 0; i < bins.size(); ++i) {
     const double weight = cases.Weight(i);
     if (!(weight > 0)) continue;

@@ -27,8 +27,8 @@ struct MonitorOptions {
 StabilityReport Monitor(const SavedBins& bins, const std::string& binsFile, const Table& table,
                         const MonitorOptions& options);
 
-// The same for a table in memory. arguments: response, select, exclude, weight and fail-on as
-// options of the command line.
+// The same for a table in memory. arguments: response, select, exclude, weight, count,
+// raw-weights and fail-on as options of the command line.
 StabilityReport RunMonitorOn(Table table, const SavedBins& bins, const std::vector<std::string>& arguments);
 
 // Whether a condition is met.

@@ -182,14 +182,27 @@ void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vecto
   }
 }
 
+void CheckStrataOfCounts(const std::string& strata, const std::string& clusters, const std::string& count) {
+  if (!strata.empty() && clusters.empty() && !count.empty())
+    throw UsageError("--strata with --count needs --clusters: a row of several cases is not one cluster.");
+}
+
 VariableChoice ChooseVariables(const Table& table, const VariableRequest& request) {
   VariableChoice choice;
   const std::vector<int> dependents = NamedVariables(table, "--dependents", request.dependents);
   if (dependents.empty()) throw UsageError("--dependents names no variable.");
   choice.weight = ChooseWeight(table, request.weight, request.anyWeights);
   if (!request.count.empty()) choice.count = NumberVariable(table, "--count", request.count);
-  if (!request.strata.empty()) choice.strata = NamedVariable(table, "--strata", request.strata);
-  if (!request.clusters.empty()) choice.clusters = NamedVariable(table, "--clusters", request.clusters);
+  const auto groups = [&](const char* option, const std::string& name) {
+    if (name.empty()) return 0;
+    const int number = NamedVariable(table, option, name);
+    if (std::find(dependents.begin(), dependents.end(), number) != dependents.end())
+      throw UsageError(std::string(option) + ": " + table.Variable(number).name +
+                       " is the dependent variable; name a variable that makes groups of cases.");
+    return number;
+  };
+  choice.strata = groups("--strata", request.strata);
+  choice.clusters = groups("--clusters", request.clusters);
   const std::vector<int> predictors =
       ChoosePredictors(table,
                        {request.predictors,

@@ -47,6 +47,10 @@ struct VariableRequest {
   bool anyWeights = false;  // as for ChooseWeight
 };
 
+// Throws UsageError for strata of rows that are several cases each: without --clusters each row of the
+// sample is one cluster.
+void CheckStrataOfCounts(const std::string& strata, const std::string& clusters, const std::string& count);
+
 // Without names of predictors, every usable variable other than the dependents, the weight and the
 // count is one. Throws UsageError for a wrong name, for a variable that is both a dependent and a
 // predictor, and when nothing is left to screen.

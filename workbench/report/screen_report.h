@@ -50,6 +50,8 @@ struct ScreenedPredictor {
   // 95 % interval of the out-of-fold figure that the response's predictors are ranked by:
   // information value, or share of variance or deviance explained.
   std::optional<binning::Interval> heldOutInterval;
+  // The last of the bins, which a search does not join: of special codes, and of missing values alone.
+  std::size_t separateBins = 0;
   bool searched = false;  // on these cases, so a test of the bins that ignores the search is no test
   // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
   // tested.
@@ -70,6 +72,7 @@ struct ScreenedPredictor {
 
   // Whether a bin holds missing values or special codes alone: it has no place among the others.
   bool IsApart(std::size_t bin) const {
+    if (bin + separateBins >= bins.size()) return true;
     const bool interval = figures.categorical != 0 || bin <= cutPoints.size();
     return !interval || (missingHasOwnBin && bin + 1 == bins.size());
   }

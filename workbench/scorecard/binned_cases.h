@@ -49,8 +49,8 @@ class CaseWeights {
   // Weights of a sample are relative to their mean over the selected cases, so that half a case is
   // half a case in any unit. 0: not selected, or without a weight.
   double Of(std::size_t i) const { return weights_[i]; }
-  // The sum of the squared weights of a sample over their sum, over the cases for which uses(i); 1 for
-  // weights of other kinds.
+  // The sum of the squared weights of a sample over the sum of the weights, of the cases for which
+  // uses(i); 1 for weights of other kinds.
   template <typename Uses>
   double Spread(Uses uses) const {
     double sum = 0, squares = 0;

@@ -193,6 +193,7 @@ FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& ar
                         !options.variables.clusters.empty();
   if (settings.exact && isSurvey)
     throw UsageError("--exact tests counts of cases, not weights, strata or clusters.");
+  CheckStrataOfCounts(options.variables.strata, options.variables.clusters, options.variables.count);
   if (!settings.exact && (parser.Has("--replicates") || parser.Has("--seed")))
     throw UsageError("--replicates and --seed need --exact.");
   return options;

@@ -1,7 +1,6 @@
 #include "workbench/cli/screen/screen_binning.h"
 
 #include <algorithm>
-#include <set>
 #include <utility>
 
 #include "workbench/bins/json_input.h"
@@ -109,9 +108,7 @@ std::vector<std::string> RankingWords() {
 
 std::size_t ValueBinCount(const ScreenedPredictor& predictor) {
   if (predictor.figures.categorical == 0) return predictor.cutPoints.size() + 1;
-  std::set<int> bins;
-  for (const ScreenedLevel& level : predictor.levels) bins.insert(level.bin);
-  return bins.size();
+  return predictor.bins.size() - predictor.separateBins;
 }
 
 void BinningOptions::AddTo(CommandParser& parser) {

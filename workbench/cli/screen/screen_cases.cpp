@@ -7,11 +7,6 @@
 namespace velmora {
 namespace {
 
-int ResponseNumber(const ScreenChoice& choice, vlm::ResponseKind kind) {
-  if (kind == vlm::kBinaryResponse) return choice.binaryResponse;
-  return kind == vlm::kContinuousResponse ? choice.continuousResponse : choice.categoricalResponse;
-}
-
 // How many of the used cases have a value of each predictor. The module has counted them, too: their
 // weights, and without special codes.
 void CountValues(const Table& table, const std::vector<std::uint8_t>& used, bool asModule,
@@ -38,7 +33,7 @@ void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap
   report.selectedCases = selected.IncludedCount();
   const Column* const weights = choice.weight == 0 ? nullptr : &table.Variable(choice.weight);
   for (ScreenedResponse& response : report.responses) {
-    const Column& column = table.Variable(ResponseNumber(choice, response.kind));
+    const Column& column = table.Variable(choice.Response(response.kind));
     const bool binary = response.kind == vlm::kBinaryResponse;
     ScreenedCases& cases = response.cases;
     double squares = 0;

@@ -237,6 +237,11 @@ void TakeInOrder(const Table& table, const ScreenRequest& request, const UsedCas
 
 }  // namespace
 
+int ScreenChoice::Response(vlm::ResponseKind kind) const {
+  if (kind == vlm::kBinaryResponse) return binaryResponse;
+  return kind == vlm::kContinuousResponse ? continuousResponse : categoricalResponse;
+}
+
 bool ScreenChoice::IsPredictor(int variableNumber) const {
   const auto holds = [&](const std::vector<int>& numbers) {
     return std::find(numbers.begin(), numbers.end(), variableNumber) != numbers.end();
@@ -272,9 +277,8 @@ ScreenChoice ChooseForScreening(const Table& table, const ScreenRequest& request
         std::pair("--clusters", &request.clusters)}) {
     if (variable->empty()) continue;
     taken.push_back(NamedVariable(table, option, *variable));
-    if (variable == &request.by &&
-        std::find(responses.begin(), responses.end(), taken.back()) != responses.end())
-      throw UsageError("--by: " + table.Variable(taken.back()).name +
+    if (std::find(responses.begin(), responses.end(), taken.back()) != responses.end())
+      throw UsageError(std::string(option) + ": " + table.Variable(taken.back()).name +
                        " is the response; name a variable that makes groups of cases.");
   }
   const std::vector<int> predictors =

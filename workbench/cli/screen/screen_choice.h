@@ -33,6 +33,8 @@ struct ScreenChoice {
   std::vector<LeftOutVariable> leftOut;
 
   bool IsPredictor(int variableNumber) const;
+  // The response of that kind; 0: none.
+  int Response(vlm::ResponseKind kind) const;
 };
 
 // selected: the selected cases. weight: variable of the weights, 0: none. Throws UsageError for a

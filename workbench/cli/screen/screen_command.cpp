@@ -108,6 +108,7 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
   if (log) {
     log->AddTo(report);
+    AppendOnce(report.notices, UnmetBinCounts(report, *settings.binning));
     const bool byP = settings.rankBy == RankBy::kP;
     if (byP && std::any_of(report.responses.begin(), report.responses.end(), HasSearched)) {
       notices.emplace_back(

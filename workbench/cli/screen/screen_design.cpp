@@ -20,11 +20,6 @@ namespace {
 // Predictors whose bins are in memory at once.
 constexpr std::size_t kAtOnce = 64;
 
-int ResponseNumber(const ScreenChoice& choice, vlm::ResponseKind kind) {
-  if (kind == vlm::kBinaryResponse) return choice.binaryResponse;
-  return kind == vlm::kContinuousResponse ? choice.continuousResponse : choice.categoricalResponse;
-}
-
 // The response, the variables of the sample and the bins of some predictors, as a table of its own.
 class BinTable {
  public:
@@ -32,7 +27,7 @@ class BinTable {
            const ranking::DesignVariables& design, bool weightsAreCounts)
       : table_(table) {
     bins_.caseCount = table.caseCount;
-    const int number = Take(ResponseNumber(choice, response.kind));
+    const int number = Take(choice.Response(response.kind));
     if (response.kind == vlm::kBinaryResponse) {
       Column& column = bins_.Variable(number);
       for (double& value : column.values.Own()) {
@@ -57,9 +52,12 @@ class BinTable {
       Column& column = bins_.columns.emplace_back();
       column.name = predictor->name;
       column.measurement = Measurement::kCategorical;
-      for (const std::uint8_t bin :
-           BinOfCases(table_.Variable(predictor->figures.predictorNumber), *predictor))
-        column.values.Own().push_back(bin == kNoBinOfCase ? column.missingCode : bin);
+      const std::vector<int> binOf =
+          BinOfCases(table_.Variable(predictor->figures.predictorNumber), *predictor);
+      std::vector<double>& values = column.values.Own();
+      values.resize(binOf.size());
+      std::transform(binOf.begin(), binOf.end(), values.begin(),
+                     [&](int bin) { return bin < 0 ? column.missingCode : bin; });
       plan_.categoricalPredictors.push_back(static_cast<int>(bins_.columns.size()));
     }
     const ranking::Ranking ranking =
@@ -95,6 +93,7 @@ void DesignOptions::Check(const CommandParser& parser, const CaseOptions& cases)
   const std::string option = strata.empty() ? "--clusters" : "--strata";
   if (cases.rawWeights)
     throw UsageError(option + " is about a sample, whose weights --raw-weights takes as numbers of cases.");
+  CheckStrataOfCounts(strata, clusters, cases.count);
   if (parser.Has("--permutations"))
     throw UsageError("--permutations deals the response out to cases drawn independently; leave out " +
                      option + ".");
@@ -138,7 +137,8 @@ void AddDesign(const ranking::DesignVariables& design, const ScreenChoice& choic
     bar.Start("Testing the predictors of " + response.name + "...");
     BinTable bins(table, choice, response, design, report.weights == WeightMeaning::kCounts);
     std::vector<ScreenedPredictor>& predictors = response.predictors;
-    bool known = false;
+    if (const binning::SearchRecord* const record = log.FindAny(response))
+      response.cases.effective /= record->cases->clusterEffect;
     for (std::size_t first = 0; first < predictors.size(); first += kAtOnce) {
       std::vector<const ScreenedPredictor*> some;
       for (std::size_t k = first; k < std::min(first + kAtOnce, predictors.size()); ++k)
@@ -147,10 +147,6 @@ void AddDesign(const ranking::DesignVariables& design, const ScreenChoice& choic
       for (std::size_t k = 0; k < some.size(); ++k) {
         ScreenedPredictor& predictor = predictors[first + k];
         const binning::SearchRecord* const record = log.Find(response, predictor);
-        if (record != nullptr && !known) {
-          response.cases.effective /= record->cases->clusterEffect;
-          known = true;
-        }
         if (!associations[k].computable) continue;
         predictor.association = associations[k];
         if (record != nullptr && predictor.searched)

@@ -22,7 +22,7 @@ struct DesignOptions {
   void AddTo(CommandParser& parser);
   // Throws UsageError for options that do not go together.
   void Check(const CommandParser& parser, const CaseOptions& cases) const;
-  // Throws UsageError for a wrong name, and for one that is a response or the weight.
+  // Throws UsageError for a wrong name.
   ranking::DesignVariables VariablesOf(const Table& table, int weight) const;
 };
 

@@ -53,24 +53,23 @@ std::vector<std::uint8_t> ClassesOf(const stats::TreeResponse& response, std::si
 
 }  // namespace
 
-std::vector<std::uint8_t> BinOfCases(const Column& column, const ScreenedPredictor& predictor) {
+std::vector<int> BinOfCases(const Column& column, const ScreenedPredictor& predictor) {
   const MissingRange missing(column.missingCode);
-  const auto code = [](int bin) { return bin < 0 ? BinTables::kNone : static_cast<std::uint8_t>(bin); };
   std::unordered_map<double, int> levels;
   for (const ScreenedLevel& level : predictor.levels) levels.emplace(level.value, level.bin);
   std::vector<double> ends;
   for (const double cutPoint : predictor.cutPoints) ends.push_back(MissingRange(cutPoint).high);
-  std::vector<std::uint8_t> binOf(column.values.size());
+  std::vector<int> binOf(column.values.size());
   for (std::size_t i = 0; i < binOf.size(); ++i) {
     const double value = column.values[i];
     if (std::isnan(value) || missing.Contains(value)) {
-      binOf[i] = code(predictor.figures.missingBin);
+      binOf[i] = predictor.figures.missingBin;
     } else if (const auto level = levels.find(value); level != levels.end()) {
-      binOf[i] = code(level->second);
+      binOf[i] = level->second;
     } else if (predictor.figures.categorical != 0) {
-      binOf[i] = BinTables::kNone;
+      binOf[i] = -1;
     } else {
-      binOf[i] = code(static_cast<int>(std::lower_bound(ends.begin(), ends.end(), value) - ends.begin()));
+      binOf[i] = static_cast<int>(std::lower_bound(ends.begin(), ends.end(), value) - ends.begin());
     }
   }
   return binOf;
@@ -142,10 +141,7 @@ void AddRedundancy(const RedundancyOptions& options, int threads, const SearchLo
   WorkerPool pool(threads);
   for (ScreenedResponse& response : report.responses) {
     const std::size_t count = std::min(CountAboveChance(response), static_cast<std::size_t>(options.compare));
-    const binning::SearchRecord* record = nullptr;
-    for (const ScreenedPredictor& predictor : response.predictors) {
-      if (record == nullptr) record = log.Find(response, predictor);
-    }
+    const binning::SearchRecord* const record = log.FindAny(response);
     if (count < 2 || record == nullptr) continue;
     std::size_t classCount = 0;
     const std::vector<std::uint8_t> classOf = ClassesOf(*record->cases, classCount);
@@ -156,8 +152,11 @@ void AddRedundancy(const RedundancyOptions& options, int threads, const SearchLo
     BinTables tables(classOf, classCount);
     for (std::size_t i = 0; i < count; ++i) {
       const ScreenedPredictor& predictor = response.predictors[i];
-      tables.Add(BinOfCases(table.Variable(predictor.figures.predictorNumber), predictor),
-                 predictor.bins.size());
+      const std::vector<int> binOf = BinOfCases(table.Variable(predictor.figures.predictorNumber), predictor);
+      std::vector<std::uint8_t> narrow(binOf.size());
+      std::transform(binOf.begin(), binOf.end(), narrow.begin(),
+                     [](int bin) { return bin < 0 ? BinTables::kNone : static_cast<std::uint8_t>(bin); });
+      tables.Add(narrow, predictor.bins.size());
       StopIfInterrupted();
     }
     ProgressBar bar;

@@ -24,9 +24,8 @@ struct RedundancyOptions {
   void Check(const CommandParser& parser, bool classic) const;
 };
 
-inline constexpr std::uint8_t kNoBinOfCase = 255;
-// The bin of each case of the table, from 0.
-std::vector<std::uint8_t> BinOfCases(const Column& column, const ScreenedPredictor& predictor);
+// The bin of each case of the table, from 0; -1 for a case in none.
+std::vector<int> BinOfCases(const Column& column, const ScreenedPredictor& predictor);
 
 // Compares the bins of the best predictors of each response, over the cases of the response. With
 // `distinct` the module's order of the predictors changes like the report's. Throws Cancelled.

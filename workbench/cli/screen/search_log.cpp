@@ -24,6 +24,7 @@ void SearchLog::AddTo(ScreenReport& report) {
       const binning::SearchRecord* const record = Find(response, predictor);
       if (record == nullptr) continue;
       predictor.searched = !record->given;
+      predictor.separateBins = record->separateCount;
       const binning::Validation& validation = record->validation;
       predictor.heldOutInterval = response.kind == vlm::kBinaryResponse ? validation.informationValueInterval
                                                                         : validation.explainedInterval;
@@ -36,6 +37,14 @@ const binning::SearchRecord* SearchLog::Find(const ScreenedResponse& response,
   const auto found = records_.find(
       {response.run.responseNumber, response.run.classCount, predictor.figures.predictorNumber});
   return found != records_.end() ? &found->second : nullptr;
+}
+
+const binning::SearchRecord* SearchLog::FindAny(const ScreenedResponse& response) const {
+  const int number = response.run.responseNumber, classes = response.run.classCount;
+  const auto found = records_.lower_bound({number, classes, 0});
+  const bool ofResponse =
+      found != records_.end() && std::get<0>(found->first) == number && std::get<1>(found->first) == classes;
+  return ofResponse ? &found->second : nullptr;
 }
 
 }  // namespace velmora

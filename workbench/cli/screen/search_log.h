@@ -29,6 +29,8 @@ class SearchLog {
   // Null: it was not searched for.
   const binning::SearchRecord* Find(const ScreenedResponse& response,
                                     const ScreenedPredictor& predictor) const;
+  // The record of one of its predictors, whose cases are those of all. Null: none was searched for.
+  const binning::SearchRecord* FindAny(const ScreenedResponse& response) const;
 
  private:
   // Variable of the response, its classes (0: measured), and the predictor.
