@@ -1,6 +1,5 @@
 // The resources behind the module's instance handle where there is no resource section: texts by
-// number,
-// dialog templates and automation interfaces, from the tables of this folder.
+// number, dialog templates and automation interfaces, from the tables of this folder.
 #pragma once
 
 #include <span>

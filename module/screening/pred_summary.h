@@ -125,11 +125,9 @@ struct PredSummary {
   std::string predictorName;
   int responseKind;
   int responseVariable;  // variable number
-  int levelIndex = -1;   // until a level or bin is chosen
   std::string responseName;
   std::string badCodeText;  // of a binary response
   std::string goodCodeText;
-  std::string labelTexts[3];
 
   PredictorBins bins;
   PredictorValues values;

@@ -95,11 +95,10 @@ TEST(WorkerPool, ProgressGrowsOnTheCallersThreadAndStops) {
     EXPECT_FALSE(pool.Run(
         1000000,
         [&](std::size_t, int) {
-          ++calls;
+          if (++calls == 100000) ADD_FAILURE() << threads << " threads go on";
           std::this_thread::sleep_for(std::chrono::milliseconds(1));
         },
         [&](double) { return calls < 5; }));
-    EXPECT_LT(calls, 1000000) << threads << " threads";
 
     EXPECT_THROW((void)pool.Run(
                      4, [](std::size_t, int) {},

@@ -67,7 +67,7 @@ std::optional<int> ParseDigits(std::string_view text, std::size_t at, std::size_
   return value;
 }
 
-// Years from 1 to 9999, as everything that writes dates has them.
+// There is no year 0 in the calendar that files use.
 std::optional<double> DaysOf(int year, int month, int day) {
   if (year < 1) return std::nullopt;
   const std::chrono::year_month_day date{std::chrono::year(year),

@@ -178,7 +178,7 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
       const auto known = [&](std::uint32_t row) { return row < column.values.size(); };
       if (!std::all_of(cells->second.rows.begin(), cells->second.rows.end(), known))
         throw DataError("Cannot read " + path_ + ": a case of " + column.name + " is unknown.");
-      options_.userMissing->insert_or_assign(column.name, cells->second);
+      options_.userMissing->insert_or_assign(column.name, std::move(cells->second));
     }
     table.columns.push_back(std::move(column));
   }

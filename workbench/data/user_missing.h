@@ -30,6 +30,7 @@ double LetteredMissing(char letter);
 // Puts the values back where the column has none; lettered ones get their letter as label where the
 // file has none. Returns the values that the column has now, ascending.
 std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& column);
+// Takes the values back: the cells become missing again; labels stay.
 void RemoveUserMissing(const UserMissingCells& cells, Column& column);
 
 }  // namespace velmora

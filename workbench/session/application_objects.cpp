@@ -423,7 +423,8 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
           LockedCore(s.core_)->procedures->Settings().pruneTrees = a[0].AsInt() != 0;
         }},
        {Property(12, "ScreenUpdating", vlm::kAutomationInt,
-                 "0: results that are made are not shown before it is 1 again; a screening ends with 1"),
+                 "0: on Windows, the page of results is not renewed before it is 1 again; a screening ends "
+                 "with 1"),
         [](Self& s, const Arguments&) { return Variant(LockedCore(s.core_)->updatesScreen); },
         [](Self& s, const Arguments& a) { LockedCore(s.core_)->updatesScreen = a[0].AsInt() != 0; }}});
   return table;

@@ -83,9 +83,8 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   // The analysis started last that has not ended; null for none.
   RunningAnalysis* Latest();
 
-  // Reads as OpenDataFile does, but as the import options say. missingTexts and delimiter of other
-  // files
-  // are passed over.
+  // Reads as OpenDataFile does, but as the import options say. missingTexts and delimiter do not
+  // apply to other files.
   void OpenDataFile(const std::string& path, const ImportOptions& how, const RunningAnalysis* caller);
   // Changes that scripts make to the input table. Each throws DataError; then nothing has changed.
   void SetMissingCode(int variableNumber, const std::string& code);
