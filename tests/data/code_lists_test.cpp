@@ -34,9 +34,10 @@ TEST(CodeLists, ReadLabelsNumbersRangesAndAll) {
                       {"say \"so\"", {{4}, false}},
                       {"\"say \"\"so\"\"\" \"a|b\"", {{4, 5}, false}},
                       {"3 1 3;1", {{3, 1}, false}},
+                      {"*", {{1, 2, 3.5}, true}},
+                      {"\"*\"", {{6}, false}},  // the label
                       {"9 * ", {{9, 1, 2, 3.5}, true}}};
   for (const Row& row : rows) EXPECT_EQ(Parsed(row.text), row.expected) << row.text;
-  EXPECT_EQ(Parsed("*"), (CodeChoice{{6}, false})) << "a label all the same";
 }
 
 TEST(CodeLists, NameThePartAtFault) {

@@ -62,7 +62,7 @@ class CodeReader {
 
   void ReadText(std::string_view text) {
     text = vlm::TrimmedListText(text);
-    if (AppendLabel(text)) return;
+    if (text != kAllValues && AppendLabel(text)) return;
     for (std::size_t at = text.find_first_not_of(kSeparators); at != std::string_view::npos;
          at = text.find_first_not_of(kSeparators, at)) {
       if (text[at] == '"') {

@@ -31,8 +31,8 @@ using CodeValues = std::function<std::vector<double>()>;
 
 // Value labels, numbers, ranges of whole numbers ("1-4") and "*", separated by blanks, tabs, commas
 // or semicolons. A label that holds a separator is put in double quotation marks, those inside it
-// doubled; a text that is one label as a whole needs none. A label comes before a number. Throws
-// DataError naming the part at fault.
+// doubled; a text that is one label as a whole needs none. A label comes before a number, but "*"
+// without quotation marks is always all values. Throws DataError naming the part at fault.
 CodeChoice ParseCodes(const Column& column, std::string_view text, const CodeValues& values);
 
 // The same for what a script gives: such a text, a number, or an array of these. Throws DataError
