@@ -162,7 +162,8 @@ for number, row in enumerate(csv.DictReader(open(sys.argv[2], encoding='utf-8', 
     assert result == other, {name: (x, other[name]) for name, x in result.items() if x != other[name]}
     print(json.dumps(result))
 assert bins.code_case({}) == bins.code_case({name: None for name in typed})
-assert bins.code_case({}) == bins.code_case({name: '' for name in row})
+for blank in ('', ' \t'):
+    assert bins.code_case({}) == bins.code_case({name: blank for name in row})
 )";
 
 bool HasPython() { return std::system("python3 -c 0 > /dev/null 2>&1") == 0; }
@@ -233,21 +234,18 @@ struct Case {
   std::size_t leastPredictors;
 };
 
-class SavedForms : public ::testing::TestWithParam<Case> {};
-
-TEST_P(SavedForms, SayTheSameOfEveryCase) {
-  const Case& row = GetParam();
-  const TemporaryFolder folder;
-  const SampleFiles data = Prepare(folder, row.sample, row.response, row.renamed);
+// Screens the cases whose part is 1, saves every form and compares what each says of all cases.
+void ExpectFormsAgree(const TemporaryFolder& folder, const SampleFiles& data, const Words& options,
+                      const Words& missing, std::size_t leastPredictors) {
   const fs::path saved = folder.Path() / "saved";
   const auto path = [&](const char* name) { return (saved / name).string(); };
-  Words words = With({"screen", data.whole, "--select", "part = 1", "--save-best", "100", "--save-chance",
-                      "--format", "json"},
-                     With(row.options, row.missing));
-  if (row.cutPoints != nullptr)
-    words = With(words, {"--cut-points", folder.Write("cuts.json", row.cutPoints)});
-  words = With(words, {"--coded", path("coded.csv"), "--recode", path("recode"), "--rules", path("rules.bas"),
-                       "--sql", path("bins.sql"), "--python", path("bins.py"), "--bins", path("bins.json")});
+  const Words words = With({"screen",         data.whole, "--select",        "part = 1",
+                            "--save-best",    "100",      "--save-chance",   "--format",
+                            "json",           "--coded",  path("coded.csv"), "--recode",
+                            path("recode"),   "--rules",  path("rules.bas"), "--sql",
+                            path("bins.sql"), "--python", path("bins.py"),   "--bins",
+                            path("bins.json")},
+                           With(options, missing));
   const ProcessResult screened = RunVelmora(words);
   ASSERT_EQ(screened.exitCode, 0) << screened.err;
 
@@ -256,7 +254,7 @@ TEST_P(SavedForms, SayTheSameOfEveryCase) {
   for (const auto& [name, fields] : whole) {
     if (name.ends_with("_Coded")) coded.push_back(name);
   }
-  EXPECT_GE(coded.size(), row.leastPredictors);
+  EXPECT_GE(coded.size(), leastPredictors);
   Words all = coded;
   ExpectFigures(Json::parse(ReadFile(saved / "bins.json")), whole, all);
   Coded held;
@@ -272,12 +270,63 @@ TEST_P(SavedForms, SayTheSameOfEveryCase) {
   // Other data may number the same texts in another way.
   for (const auto& [file, expected] : {std::pair(data.whole, whole), std::pair(data.held, held)}) {
     SCOPED_TRACE(file);
-    ExpectSame("recode files", expected, coded, Applied(folder, With(recodes, {file}), row.missing));
-    ExpectSame("rules", expected, coded, Applied(folder, {path("rules.bas"), file}, row.missing));
+    ExpectSame("recode files", expected, coded, Applied(folder, With(recodes, {file}), missing));
+    ExpectSame("rules", expected, coded, Applied(folder, {path("rules.bas"), file}, missing));
     ExpectSame("JSON", expected, all, Applied(folder, {path("bins.json"), file}, {}));
   }
   ExpectSame("SQL", whole, all, FromSql(ReadFile(saved / "bins.sql"), data.whole, all));
   if (HasPython()) ExpectSame("Python", whole, all, FromPython(folder, data.whole));
+}
+
+class SavedForms : public ::testing::TestWithParam<Case> {};
+
+TEST_P(SavedForms, SayTheSameOfEveryCase) {
+  const Case& row = GetParam();
+  const TemporaryFolder folder;
+  const SampleFiles data = Prepare(folder, row.sample, row.response, row.renamed);
+  Words options = row.options;
+  if (row.cutPoints != nullptr)
+    options = With(options, {"--cut-points", folder.Write("cuts.json", row.cutPoints)});
+  ExpectFormsAgree(folder, data, options, row.missing, row.leastPredictors);
+}
+
+// Names of eight characters each, and a level of every character alone and between letters.
+TEST(ScreenSave, EveryCharacterSurvivesInNamesAndLevels) {
+  std::vector<std::string> characters;
+  for (char c = 1; c > 0 && c < 0x7F; ++c) characters.emplace_back(1, c);
+  for (const char* other :
+       {"\x7F", "\xC2\x80", "\xC2\x85", "\xC2\x9B", "\xC2\xA0", "\xC2\xAD", "\xCC\x81", "\xE2\x80\x8B",
+        "\xE2\x80\xA8", "\xE2\x80\xAE", "\xEF\xBB\xBF", "\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xF0\x9F\x98\x80"})
+    characters.emplace_back(other);
+  Fields names = {"y", "alone", "between"};
+  for (std::size_t i = 0; i < characters.size(); i += 8) {
+    names.push_back("n" + std::to_string(i));
+    for (std::size_t k = i; k < std::min(i + 8, characters.size()); ++k) names.back() += characters[k];
+    names.back() += "e";
+  }
+  names.emplace_back("part");
+  const TemporaryFolder folder;
+  SampleFiles data;
+  std::string whole = Joined(names), held = whole;
+  const std::size_t cases = 6 * characters.size();
+  for (std::size_t row = 0; row < cases; ++row) {
+    const std::string& character = characters[row % characters.size()];
+    const bool isBlank = character == " " || character == "\t";  // a missing value where it is alone
+    const std::size_t value = row * 7919 % 101;
+    Fields fields = {(row % characters.size() + row / 7) % 3 == 0 ? "bad" : "good", isBlank ? "" : character,
+                     "a" + character + "b"};
+    while (fields.size() + 1 < names.size())
+      fields.push_back(std::to_string((value * fields.size() + row) % 101));
+    const bool isHeld = row >= cases / 2 && row % 3 == 0;
+    fields.emplace_back(isHeld ? "0" : "1");
+    whole += Joined(fields);
+    if (isHeld) held += Joined(fields);
+    if (isHeld) data.heldCases.push_back(row);
+  }
+  data.whole = folder.Write("whole.csv", whole);
+  data.held = folder.Write("held.csv", held);
+  const Words response = {"--binary-response", "y", "--good", "good", "--bad", "bad"};
+  ExpectFormsAgree(folder, data, response, {}, names.size() - 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(

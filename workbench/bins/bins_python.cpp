@@ -130,10 +130,10 @@ def _bin(value, missing, missing_bin, other_bin, texts, levels, numbers, bounds)
         if value in levels:
             return levels[value]
         if texts:
-            return other_bin if value else missing_bin
+            return other_bin if value.strip(" \t") else missing_bin
     number = _number(value)
     if number is None:
-        unseen = levels is not None and isinstance(value, str) and value.strip()
+        unseen = levels is not None and isinstance(value, str) and value.strip(" \t")
         return other_bin if unseen else missing_bin
     if missing is not None and missing[0] <= number <= missing[1]:
         return missing_bin
@@ -146,7 +146,7 @@ def _bin(value, missing, missing_bin, other_bin, texts, levels, numbers, bounds)
 def code_case(values, _predictors=_PREDICTORS):
     """The bins of one case.
 
-    values: a mapping from predictors to their values. None, NaN, an empty text and an absent predictor mean missing, and
+    values: a mapping from predictors to their values. None, NaN, a blank text and an absent predictor mean missing, and
     so does a text that is not a number where numbers are expected; numbers may be given as texts. Returns a dictionary of
     the coded variables; None where the value has no bin: a missing one or a level that screening has not seen, unless the
     predictor has a bin for it.
