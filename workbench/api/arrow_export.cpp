@@ -13,7 +13,7 @@ namespace velmora {
 namespace {
 
 // The cells of a column, or of a dictionary, in Arrow's layout.
-struct Cells {
+struct ColumnBuffers {
   std::string format;
   std::int64_t length = 0, nullCount = 0;
   std::vector<std::uint8_t> valid;     // a bit per cell; empty: all are valid
@@ -23,7 +23,7 @@ struct Cells {
   std::vector<std::int32_t> codes;     // i
   std::vector<std::int64_t> offsets;   // U
   std::string bytes;                   // U
-  std::unique_ptr<Cells> dictionary;
+  std::unique_ptr<ColumnBuffers> dictionary;
 
   std::vector<const void*> Buffers() const {
     const void* const validity = valid.empty() ? nullptr : valid.data();
@@ -40,8 +40,8 @@ void SetBit(std::vector<std::uint8_t>& bits, std::size_t index) {
 
 // isValid(i): whether cell i holds a value.
 template <typename IsValid>
-Cells CellsOf(const char* format, std::size_t length, IsValid isValid) {
-  Cells cells;
+ColumnBuffers BuffersOf(const char* format, std::size_t length, IsValid isValid) {
+  ColumnBuffers cells;
   cells.format = format;
   cells.length = static_cast<std::int64_t>(length);
   std::vector<std::uint8_t> valid((length + 7) / 8);
@@ -56,22 +56,22 @@ Cells CellsOf(const char* format, std::size_t length, IsValid isValid) {
   return cells;
 }
 
-void AppendText(Cells& cells, const std::string& text) {
+void AppendText(ColumnBuffers& cells, const std::string& text) {
   cells.bytes += text;
   cells.offsets.push_back(static_cast<std::int64_t>(cells.bytes.size()));
 }
 
-struct NamedCells {
+struct NamedBuffers {
   std::string name;
-  Cells cells;
+  ColumnBuffers cells;
 };
 
 }  // namespace
 
 struct ArrowTable::Data {
-  std::vector<NamedCells> columns;
+  std::vector<NamedBuffers> columns;
 
-  void Add(const std::string& name, Cells cells) { columns.push_back({name, std::move(cells)}); }
+  void Add(const std::string& name, ColumnBuffers cells) { columns.push_back({name, std::move(cells)}); }
 };
 
 namespace {
@@ -137,9 +137,9 @@ void FillArray(ArrowArray& array, const std::shared_ptr<const void>& data, std::
 // A structure of the columns of data: for each, and for its dictionary, fill is called with the
 // structure, the cells, their name and a holder for what is below.
 template <typename Structure, typename Fill>
-std::unique_ptr<Holder<Structure>> HolderOf(const std::vector<NamedCells>& columns, Fill fill) {
+std::unique_ptr<Holder<Structure>> HolderOf(const std::vector<NamedBuffers>& columns, Fill fill) {
   auto holder = std::make_unique<Holder<Structure>>();
-  for (const NamedCells& column : columns) {
+  for (const NamedBuffers& column : columns) {
     auto below = std::make_unique<Holder<Structure>>();
     if (column.cells.dictionary != nullptr) {
       Structure& dictionary = AddOwned(*below);
@@ -181,7 +181,7 @@ void FillStream(ArrowArrayStream& stream, std::shared_ptr<const Data> data) {
   stream.get_schema = [](ArrowArrayStream* self, ArrowSchema* out) {
     return WithoutException([&] {
       const auto& state = StateOf<Data>(self);
-      const auto fill = [&](ArrowSchema& schema, const Cells& cells, const char* name,
+      const auto fill = [&](ArrowSchema& schema, const ColumnBuffers& cells, const char* name,
                             std::unique_ptr<Holder<ArrowSchema>> holder) {
         FillSchema(schema, state.data, cells.format.c_str(), name, std::move(holder));
       };
@@ -193,7 +193,7 @@ void FillStream(ArrowArrayStream& stream, std::shared_ptr<const Data> data) {
       auto& state = StateOf<Data>(self);
       *out = {};
       if (state.done) return;
-      const auto fill = [&](ArrowArray& array, const Cells& cells, const char* /*name*/,
+      const auto fill = [&](ArrowArray& array, const ColumnBuffers& cells, const char* /*name*/,
                             std::unique_ptr<Holder<ArrowArray>> holder) {
         FillArray(array, state.data, cells.length, cells.nullCount, cells.Buffers(), std::move(holder));
       };
@@ -217,20 +217,20 @@ ArrowTable::~ArrowTable() = default;
 ArrowTable::ArrowTable(ArrowTable&&) noexcept = default;
 
 void ArrowTable::AddNumbers(const std::string& name, std::span<const double> values) {
-  Cells cells = CellsOf("g", values.size(), [&](std::size_t i) { return values[i] != kMissing; });
+  ColumnBuffers cells = BuffersOf("g", values.size(), [&](std::size_t i) { return values[i] != kMissing; });
   cells.numbers.assign(values.begin(), values.end());
   data_->Add(name, std::move(cells));
 }
 
 void ArrowTable::AddIntegers(const std::string& name,
                              const std::vector<std::optional<std::int64_t>>& values) {
-  Cells cells = CellsOf("l", values.size(), [&](std::size_t i) { return values[i].has_value(); });
+  ColumnBuffers cells = BuffersOf("l", values.size(), [&](std::size_t i) { return values[i].has_value(); });
   for (const std::optional<std::int64_t>& value : values) cells.integers.push_back(value.value_or(0));
   data_->Add(name, std::move(cells));
 }
 
 void ArrowTable::AddFlags(const std::string& name, const std::vector<std::optional<bool>>& values) {
-  Cells cells = CellsOf("b", values.size(), [&](std::size_t i) { return values[i].has_value(); });
+  ColumnBuffers cells = BuffersOf("b", values.size(), [&](std::size_t i) { return values[i].has_value(); });
   cells.bits.resize((values.size() + 7) / 8);
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (values[i].value_or(false)) SetBit(cells.bits, i);
@@ -239,7 +239,7 @@ void ArrowTable::AddFlags(const std::string& name, const std::vector<std::option
 }
 
 void ArrowTable::AddTexts(const std::string& name, const std::vector<std::optional<std::string>>& values) {
-  Cells cells = CellsOf("U", values.size(), [&](std::size_t i) { return values[i].has_value(); });
+  ColumnBuffers cells = BuffersOf("U", values.size(), [&](std::size_t i) { return values[i].has_value(); });
   cells.offsets.push_back(0);
   for (const std::optional<std::string>& value : values) AppendText(cells, value.value_or(""));
   data_->Add(name, std::move(cells));
@@ -247,10 +247,11 @@ void ArrowTable::AddTexts(const std::string& name, const std::vector<std::option
 
 void ArrowTable::AddCategories(const std::string& name, const std::vector<std::int32_t>& codes,
                                const std::vector<std::string>& texts) {
-  Cells cells = CellsOf("i", codes.size(), [&](std::size_t i) { return codes[i] >= 0; });
+  ColumnBuffers cells = BuffersOf("i", codes.size(), [&](std::size_t i) { return codes[i] >= 0; });
   cells.codes = codes;
   for (std::int32_t& code : cells.codes) code = code < 0 ? 0 : code;
-  cells.dictionary = std::make_unique<Cells>(CellsOf("U", texts.size(), [](std::size_t) { return true; }));
+  cells.dictionary =
+      std::make_unique<ColumnBuffers>(BuffersOf("U", texts.size(), [](std::size_t) { return true; }));
   cells.dictionary->offsets.push_back(0);
   for (const std::string& text : texts) AppendText(*cells.dictionary, text);
   data_->Add(name, std::move(cells));

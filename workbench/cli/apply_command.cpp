@@ -282,7 +282,7 @@ void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& ta
   table.bundles.clear();  // they count variables that may be gone
 }
 
-int RunMonitor(const CommandOptions& options, const std::vector<std::string>& arguments) {
+int MonitorCases(const CommandOptions& options, const std::vector<std::string>& arguments) {
   const std::string& path = options.files.front();
   const CodingFile file = ParseCodingFile(ReadWholeFile(path), path);
   const auto* const bins = std::get_if<SavedBins>(&file.content);
@@ -314,7 +314,7 @@ int RunMonitor(const CommandOptions& options, const std::vector<std::string>& ar
 
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
-  if (options.monitor.monitor) return RunMonitor(options, arguments);
+  if (options.monitor.monitor) return MonitorCases(options, arguments);
   UserMissing userMissing;
   Table table = LoadTable(options.data, userMissing);
   std::vector<int> kept = NamedVariables(table, "--keep", options.keep);

@@ -26,7 +26,7 @@ namespace {
 
 using Kind = BinEdit::Kind;
 
-struct CommandOptions {
+struct BinsOptions {
   std::vector<std::string> words;
   std::string response, out;
   ProgramExport programs;
@@ -118,7 +118,7 @@ std::string PredictorText(const SavedBins& bins, const SavedPredictor& predictor
   return text + when + "\n" + TableText(response, predictor) + "\n";
 }
 
-int RunShow(const CommandOptions& options, const SavedBins& bins) {
+int RunShow(const BinsOptions& options, const SavedBins& bins) {
   std::string text;
   for (std::size_t i = 2; i < options.words.size(); ++i)
     text += PredictorText(bins, FindPredictor(bins, options.response, options.words[i]), "");
@@ -181,8 +181,7 @@ const Operation& FindOperation(const std::string& name) {
 }
 
 // words: those after the name of the operation.
-BinEdit EditFrom(const CommandOptions& options, const std::string& name,
-                 const std::vector<std::string>& words) {
+BinEdit EditFrom(const BinsOptions& options, const std::string& name, const std::vector<std::string>& words) {
   const Operation& operation = FindOperation(name);
   if (words.size() < operation.fewest || words.size() > operation.most)
     throw UsageError("Write " + std::string(operation.usage) + ".");
@@ -219,7 +218,7 @@ BinEdit EditFrom(const CommandOptions& options, const std::string& name,
   return edit;
 }
 
-int RunEdit(const CommandOptions& options, const std::string& path, const SavedBins& before) {
+int RunEdit(const BinsOptions& options, const std::string& path, const SavedBins& before) {
   const std::string& name = options.words.size() > 2 ? options.words[2] : std::string();
   if (name.empty())
     throw UsageError(
@@ -251,7 +250,7 @@ int RunEdit(const CommandOptions& options, const std::string& path, const SavedB
   return kExitDone;
 }
 
-int RunExport(const CommandOptions& options, const SavedBins& bins) {
+int RunExport(const BinsOptions& options, const SavedBins& bins) {
   if (options.words.size() > 2)
     throw UsageError("Unexpected argument " + ShortenedText(options.words[2]) + ".");
   if (!options.programs.Any()) throw UsageError("Name a file with --sql, --python or --pmml.");
@@ -266,7 +265,7 @@ int RunExport(const CommandOptions& options, const SavedBins& bins) {
 }  // namespace
 
 int RunBinsCommand(const std::vector<std::string>& arguments) {
-  CommandOptions options;
+  BinsOptions options;
   CommandParser parser;
   parser.Positionals("ACTION", options.words);
   parser.Text("--response", options.response);

@@ -28,12 +28,6 @@ void RemoveMade(const std::vector<fs::path>& folders) {
 
 std::error_code LastError() { return {errno != 0 ? errno : EIO, std::generic_category()}; }
 
-bool IsDevice(const fs::path& path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
-}
-
 fs::path FolderOf(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }

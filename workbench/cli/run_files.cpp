@@ -17,13 +17,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+}  // namespace
+
 bool IsDevice(const fs::path& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
-
-}  // namespace
 
 void RunFiles::Reads(const std::string& name, const std::string& path) {
   if (IsDevice(PathOf(path))) return;

@@ -6,6 +6,7 @@
 //   files.Writes("--bins", "./credit.csv");  // throws: --bins ./credit.csv would overwrite DATA.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -36,6 +37,9 @@ class RunFiles {
   };
   std::map<FileIdentity, Use> uses_;
 };
+
+// Whether a path leads to something that is neither a file nor a folder, such as /dev/stdout or a pipe.
+bool IsDevice(const std::filesystem::path& path);
 
 // The content of a small file. Throws RunError with one sentence.
 std::string ReadWholeFile(const std::string& path);

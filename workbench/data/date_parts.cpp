@@ -1,4 +1,5 @@
 #include "workbench/data/date_parts.h"
+#include "workbench/data/date_text.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,7 +13,6 @@ namespace velmora {
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400;
 constexpr const char* kMonths[] = {"January", "February", "March",     "April",   "May",      "June",
                                    "July",    "August",   "September", "October", "November", "December"};
 constexpr const char* kWeekdays[] = {"Monday", "Tuesday",  "Wednesday", "Thursday",

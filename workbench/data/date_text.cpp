@@ -9,7 +9,6 @@ namespace velmora {
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400;
 // 0001-01-01 and 9999-12-31.
 constexpr double kFirstDay = -719162;
 constexpr double kLastDay = 2932896;

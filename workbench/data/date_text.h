@@ -9,6 +9,8 @@
 
 namespace velmora {
 
+inline constexpr double kSecondsPerDay = 86400;
+
 // True for a value whose year has at most four digits, as the other two functions require.
 bool InCalendar(double value, DateUnit unit);
 

@@ -36,13 +36,13 @@ int FindExact(const Table& table, std::string_view name) {
   return 0;
 }
 
-std::string TableName(const Table& table) {
+std::string NameOfTable(const Table& table) {
   return table.fileName.empty() ? std::string("the table") : table.fileName;
 }
 
 int CheckedNumber(const Table& table, int number, std::string_view text) {
   if (number >= 1 && number <= table.VariableCount()) return number;
-  throw DataError("There is no variable " + std::string(text) + ": " + TableName(table) + " has " +
+  throw DataError("There is no variable " + std::string(text) + ": " + NameOfTable(table) + " has " +
                   std::to_string(table.VariableCount()) +
                   (table.VariableCount() == 1 ? " variable." : " variables."));
 }
@@ -50,7 +50,7 @@ int CheckedNumber(const Table& table, int number, std::string_view text) {
 [[noreturn]] void ThrowUnknown(const Table& table, std::string_view text) {
   std::vector<std::string_view> names;
   for (const Column& column : table.columns) names.push_back(column.name);
-  std::string message = "There is no variable \"" + std::string(text) + "\" in " + TableName(table);
+  std::string message = "There is no variable \"" + std::string(text) + "\" in " + NameOfTable(table);
   const int nearest = NearestText(text, names);
   if (nearest >= 0) {
     message += "; did you mean \"" + std::string(names[static_cast<std::size_t>(nearest)]) + "\"?";
@@ -197,7 +197,7 @@ int FindVariable(const Table& table, std::string_view text) {
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     if (!SameIgnoringCase(table.columns[i].name, text)) continue;
     if (found != 0)
-      throw DataError("The name \"" + std::string(text) + "\" is ambiguous in " + TableName(table) +
+      throw DataError("The name \"" + std::string(text) + "\" is ambiguous in " + NameOfTable(table) +
                       ": it could be \"" + table.Variable(found).name + "\" or \"" + table.columns[i].name +
                       "\".");
     found = static_cast<int>(i) + 1;
@@ -238,7 +238,7 @@ std::vector<int> ResolveVariables(const Table& table, std::span<const std::strin
       any = true;
       add(static_cast<int>(i) + 1);
     }
-    if (!any) throw DataError("No variable of " + TableName(table) + " matches \"" + text + "\".");
+    if (!any) throw DataError("No variable of " + NameOfTable(table) + " matches \"" + text + "\".");
   }
   return numbers;
 }

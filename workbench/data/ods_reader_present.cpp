@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "workbench/data/date_text.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/office_archive.h"
@@ -83,7 +84,6 @@ class Content : public XmlHandler {
     if (type_ == "string" || type_ == "time") return cells_.AddText(row, column, text_);
     if (type_ == "boolean") return cells_.AddBoolean(row, column, value_ == "true");
     if (type_ == "date") {
-      constexpr double kSecondsPerDay = 86400;
       if (const auto day = ParseIsoDate(value_))
         cells_.AddMoment(row, column, *day * kSecondsPerDay, true);
       else if (const auto moment = ParseIsoDateTime(value_))

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "workbench/data/date_text.h"
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/readers.h"
 #include "workbench/data/row_blocks.h"
@@ -27,7 +28,6 @@ struct DateForm {
 
 constexpr double kSpssEpochDays = 141428;    // 1582-10-14
 constexpr double kSasStataEpochDays = 3653;  // 1960-01-01
-constexpr double kSecondsPerDay = 86400;
 
 bool StartsWith(std::string_view text, std::string_view start) {
   return text.substr(0, start.size()) == start;

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::size_t kMostRows = 1048576;  // of a sheet
 constexpr std::size_t kMostColumns = 16384;
-constexpr double kSecondsPerDay = 86400;
 
 // Takes the letters of a column from the front of text; no letters leave column alone.
 bool TakeColumn(std::string_view& text, std::size_t& column) {

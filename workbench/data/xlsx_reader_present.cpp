@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "workbench/data/date_text.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/office_archive.h"
@@ -17,8 +18,6 @@
 namespace velmora {
 
 namespace {
-
-constexpr double kSecondsPerDay = 86400;
 
 std::optional<double> ParseDouble(std::string_view text) {
   double value = 0;

@@ -8,7 +8,6 @@
 namespace velmora::evidence {
 namespace {
 
-constexpr double kNone = -std::numeric_limits<double>::infinity();
 constexpr double kImpossible = std::numeric_limits<double>::infinity();
 
 }  // namespace
@@ -79,7 +78,7 @@ std::size_t GainSearch::OrderGroups(std::size_t stride, Scratch& scratch) const 
   scratch.joined.clear();
   if (!reorders_) return groupCount_;
   const auto level = [&](std::size_t g) {
-    return groupCases_[g] > 0 ? scratch.groups[g * stride] / static_cast<double>(groupCases_[g]) : kNone;
+    return groupCases_[g] > 0 ? scratch.groups[g * stride] / static_cast<double>(groupCases_[g]) : kNoGain;
   };
   std::stable_sort(scratch.order.begin(), scratch.order.end(),
                    [&](std::size_t a, std::size_t b) { return level(a) < level(b); });
@@ -93,7 +92,7 @@ std::size_t GainSearch::OrderGroups(std::size_t stride, Scratch& scratch) const 
 template <typename Cost, typename Fit>
 double GainSearch::Best(std::size_t stride, double separateCost, double wholeFit, double parameters,
                         Cost costOf, Fit fitOf, Scratch& scratch) const {
-  if (most_ < least_ || cases_ == 0) return kNone;
+  if (most_ < least_ || cases_ == 0) return kNoGain;
   const std::size_t m = OrderGroups(stride, scratch), width = m + 1;
   // Running sums of the groups in their order.
   scratch.sums.assign(width * stride, 0.0);
@@ -125,7 +124,7 @@ double GainSearch::Best(std::size_t stride, double separateCost, double wholeFit
   scratch.last[0] = kImpossible;
   // One bin is possible whatever the rules ask of a bin.
   const double oneBin = costOf(&scratch.sums[0], &scratch.sums[m * stride], running[m]);
-  double best = kNone;
+  double best = kNoGain;
   for (int bins = 1; bins <= most_; ++bins) {
     if (bins > 1) {
       scratch.next.assign(width, kImpossible);

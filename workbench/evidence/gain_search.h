@@ -4,12 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
 #include "workbench/binning/search_record.h"
 
 namespace velmora::evidence {
+
+// Of a search without a partition that its rules allow.
+inline constexpr double kNoGain = -std::numeric_limits<double>::infinity();
 
 // n ln n for whole n, shared by all searches of a response.
 class LogTable {

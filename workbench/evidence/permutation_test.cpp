@@ -15,7 +15,6 @@ namespace {
 using binning::SearchRecord;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kNone = -std::numeric_limits<double>::infinity();
 constexpr double kMostCases = 268435456;  // 2^28
 
 // SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2714064.2660195).
@@ -249,7 +248,7 @@ class Standardiser {
   }
 
   double operator()(double gain) const {
-    if (!std::isfinite(gain)) return kNone;
+    if (!std::isfinite(gain)) return kNoGain;
     if (!(deviation_ > 0)) return gain > mean_ ? std::numeric_limits<double>::max() : 0;
     return (gain - mean_) / deviation_;
   }
@@ -286,7 +285,7 @@ void FillProbabilities(const std::vector<std::size_t>& tested, std::vector<std::
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return gains[a].back() > gains[b].back(); });
   // From the smallest gain up, the maximum over those that are no larger.
-  std::vector<double> maxima(permutations, kNone);
+  std::vector<double> maxima(permutations, kNoGain);
   std::vector<double> adjusted(tested.size());
   for (std::size_t i = order.size(); i-- > 0;) {
     const std::vector<double>& own = gains[order[i]];

@@ -1,12 +1,16 @@
 // A column of a table that ranks predictors, made once for the terminal, the workbook and the page.
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "workbench/documents/text_table.h"
 
 namespace velmora {
+
+// In a cell of a column of numbers: there is none.
+inline constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 struct RankingColumn {
   enum Kind { kText, kName, kNumber, kCount, kProbability };
@@ -19,7 +23,7 @@ struct RankingColumn {
   // shown there.
   int importance = 0;
   std::vector<std::string> texts;  // one per row
-  std::vector<double> values;      // one per row, NaN for none; empty for texts
+  std::vector<double> values;      // one per row, kNoNumber for none; empty for texts
   std::string summary = {};  // in the heading of a row's panel on a page, % for the cell; empty: not there
 };
 

@@ -1,7 +1,6 @@
 #include "workbench/report/ranking_columns.h"
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <utility>
 
@@ -11,21 +10,19 @@
 namespace velmora {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-class ColumnMaker {
+class RankingColumnMaker {
  public:
-  ColumnMaker(const FeatureSelectionReport& report, const ReportedDependent& dependent,
-              const std::vector<int>& rows)
+  RankingColumnMaker(const FeatureSelectionReport& report, const ReportedDependent& dependent,
+                     const std::vector<int>& rows)
       : report_(report), dependent_(dependent), rows_(rows) {}
 
   std::vector<RankingColumn> Make() {
     Add({"Rank", "rank", "", RankingColumn::kCount, 0, {}, {}}, [&](std::size_t position) {
       if (position < dependent_.best.size()) return Cell{std::to_string(position + 1), position + 1.0};
-      return Cell{IsNoBetter(position) ? "n.s." : "", kNaN};
+      return Cell{IsNoBetter(position) ? "n.s." : "", kNoNumber};
     });
     Add({"Predictor", "predictor", "", RankingColumn::kName, 0, {}, {}}, [&](std::size_t position) {
-      return Cell{Predictor(position).name, kNaN};
+      return Cell{Predictor(position).name, kNoNumber};
     });
     if (dependent_.ranked) AddEffect();
     Add({dependent_.statisticName,
@@ -70,7 +67,7 @@ class ColumnMaker {
     }
     Add({"Kind", "kind", "", RankingColumn::kText, dependent_.ranked ? 10 : 1, {}, {}},
         [&](std::size_t position) {
-          return Cell{KindName(Predictor(position).kind), kNaN};
+          return Cell{KindName(Predictor(position).kind), kNoNumber};
         });
     Add({"N", "N", "Cases that entered the statistic.", RankingColumn::kCount, 3, {}, {}},
         [&](std::size_t position) {
@@ -92,10 +89,10 @@ class ColumnMaker {
  private:
   struct Cell {
     std::string text = "-";
-    double value = kNaN;
+    double value = kNoNumber;
   };
 
-  static double Finite(double value) { return std::isfinite(value) ? value : kNaN; }
+  static double Finite(double value) { return std::isfinite(value) ? value : kNoNumber; }
   static Cell CountCell(double count) { return {ShownNumber(count, "0"), count}; }
 
   const ReportedPredictor& Predictor(std::size_t position) const {
@@ -147,7 +144,7 @@ class ColumnMaker {
     Add({"", "95 % interval", "", RankingColumn::kText, 2, {}, {}}, [&](std::size_t position) {
       const Association& a = Ranked(position).association;
       return IsComputed(position)
-                 ? Cell{ShownNumber(a.lower, "0.000") + "-" + ShownNumber(a.upper, "0.000"), kNaN}
+                 ? Cell{ShownNumber(a.lower, "0.000") + "-" + ShownNumber(a.upper, "0.000"), kNoNumber}
                  : Cell{};
     });
   }
@@ -219,7 +216,7 @@ class ColumnMaker {
 
 std::vector<RankingColumn> RankingColumns(const FeatureSelectionReport& report,
                                           const ReportedDependent& dependent, const std::vector<int>& rows) {
-  return ColumnMaker(report, dependent, rows).Make();
+  return RankingColumnMaker(report, dependent, rows).Make();
 }
 
 }  // namespace velmora

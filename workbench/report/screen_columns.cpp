@@ -1,7 +1,6 @@
 #include "workbench/report/screen_columns.h"
 
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "workbench/documents/presentation.h"
@@ -10,16 +9,14 @@
 namespace velmora {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 struct Cell {
   std::string text = "-";
-  double value = kNaN;
+  double value = kNoNumber;
 };
 
-class ColumnMaker {
+class ScreenColumnMaker {
  public:
-  ColumnMaker(const ScreenReport& report, const ScreenedResponse& response, std::size_t count)
+  ScreenColumnMaker(const ScreenReport& report, const ScreenedResponse& response, std::size_t count)
       : report_(report), response_(response), count_(count) {}
 
   // Importance as of RankingColumn: 0 to 3 is always shown.
@@ -29,7 +26,7 @@ class ColumnMaker {
       return Cell{std::to_string(++rank), static_cast<double>(rank)};
     });
     Add({"Predictor", "predictor", "", RankingColumn::kName, 0, {}, {}}, [](const ScreenedPredictor& one) {
-      return Cell{one.name, kNaN};
+      return Cell{one.name, kNoNumber};
     });
   }
 
@@ -53,7 +50,7 @@ class ColumnMaker {
     if (report_.permutations > 0) AddProbabilities();
     if (AnyOf([](const ScreenedPredictor& one) { return one.association.has_value(); })) AddDesign();
     Add({"Kind", "kind", "", RankingColumn::kText, 12, {}, {}}, [](const ScreenedPredictor& one) {
-      return Cell{PredictorKindName(one), kNaN};
+      return Cell{PredictorKindName(one), kNoNumber};
     });
     columns_.back().summary = "%";
     Add({"Bins", "bins", "", RankingColumn::kCount, 2, {}, {}},
@@ -74,7 +71,7 @@ class ColumnMaker {
            {},
            {}},
           [](const ScreenedPredictor& one) {
-            return Cell{WarningText(one), kNaN};
+            return Cell{WarningText(one), kNoNumber};
           });
     }
   }
@@ -121,7 +118,7 @@ class ColumnMaker {
       if (!one.heldOutInterval) return Cell{};
       return Cell{ShownNumber(one.heldOutInterval->lower, "0.000") + " to " +
                       ShownNumber(one.heldOutInterval->upper, "0.000"),
-                  kNaN};
+                  kNoNumber};
     });
   }
 
@@ -188,10 +185,10 @@ class ColumnMaker {
          {},
          {}},
         [&](const ScreenedPredictor& one) {
-          if (one.sameAs < 0) return Cell{"", kNaN};
+          if (one.sameAs < 0) return Cell{"", kNoNumber};
           return Cell{response_.predictors[static_cast<std::size_t>(one.sameAs)].name + " (V " +
                           ShownNumber(one.sameAsV, "0.00") + ")",
-                      kNaN};
+                      kNoNumber};
         });
   }
 
@@ -237,14 +234,14 @@ class ColumnMaker {
 
 std::vector<RankingColumn> BasisColumns(const ScreenReport& report, const ScreenedResponse& response,
                                         std::size_t count) {
-  ColumnMaker maker(report, response, count);
+  ScreenColumnMaker maker(report, response, count);
   maker.AddBasis();
   return maker.Take();
 }
 
 std::vector<RankingColumn> TerminalColumns(const ScreenReport& report, const ScreenedResponse& response,
                                            std::size_t count) {
-  ColumnMaker maker(report, response, count);
+  ScreenColumnMaker maker(report, response, count);
   maker.AddNames();
   maker.AddStatistics();
   maker.AddBasis();

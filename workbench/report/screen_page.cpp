@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kMostDetail = 1600000;  // bytes of bins, roughly; the other formats hold the rest
 constexpr std::size_t kMostInHeatMap = 40;    // predictors
 constexpr int kPanelChartHeight = 330;        // pixels
-constexpr std::size_t kManyRows = 12;         // a longer table of remarks is folded away
+constexpr std::size_t kManyRemarks = 12;      // a longer table of remarks is folded away
 
 // Large numbers are shown without decimals, their digits in groups.
 bool IsLarge(double value, const char* format) {
@@ -397,7 +397,7 @@ class ResponseSection {
             {"id", id_ + "-failed"},
             {"title", "Not binned: " + Counted(static_cast<std::int64_t>(count), "predictor", "predictors")},
             {"rowCount", count},
-            {"folded", count > kManyRows},
+            {"folded", count > kManyRemarks},
             {"columns",
              {{{"title", "Predictor"}, {"role", "name"}, {"texts", std::move(names)}},
               {{"title", "Reason"}, {"role", "text"}, {"texts", std::move(reasons)}}}}};
@@ -422,7 +422,7 @@ PageJson LeftOutSection(const ScreenReport& report) {
       {"id", "left-out"},
       {"title", "Not screened: " + Counted(static_cast<std::int64_t>(count), "variable", "variables")},
       {"rowCount", count},
-      {"folded", count > kManyRows},
+      {"folded", count > kManyRemarks},
       {"columns",
        {{{"title", "Variable"}, {"role", "name"}, {"texts", std::move(names)}},
         {{"title", "Treated as"}, {"role", "text"}, {"texts", std::move(roles)}},

@@ -18,8 +18,6 @@ constexpr double kHighInflation = 5;   // of a variance, worth a remark
 constexpr double kRidge = 1;
 constexpr double kFewestPerPredictor = 10;  // cases of the rarer outcome
 
-double Sum(const std::vector<double>& values) { return std::accumulate(values.begin(), values.end(), 0.0); }
-
 struct Gain {
   double gain = 0, error = 0;
 };
@@ -274,9 +272,10 @@ FittedScorecard FitScorecard(const WoeCases& cases, const ScorecardSettings& set
   }
   card.interceptError = card.fit.StandardError(0);
   card.nullDeviance = model.NullDeviance();
-  card.heldOutDeviance =
-      Sum(model.HeldOutDeviance(card.fit, FoldsOf(cases.isBad, settings.folds, settings.seed),
-                                static_cast<std::size_t>(settings.folds)));
+  const std::vector<double> heldOut =
+      model.HeldOutDeviance(card.fit, FoldsOf(cases.isBad, settings.folds, settings.seed),
+                            static_cast<std::size_t>(settings.folds));
+  card.heldOutDeviance = std::accumulate(heldOut.begin(), heldOut.end(), 0.0);
   const std::vector<double> inflation = model.VarianceInflation(card.fit.predictors);
   for (std::size_t k = 0; k < card.fit.predictors.size(); ++k) {
     card.terms.push_back(TermOf(cases, model, card.fit, k));

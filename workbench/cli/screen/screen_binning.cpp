@@ -13,7 +13,7 @@
 namespace velmora {
 namespace {
 
-constexpr int kMostPreBins = 1000;
+constexpr int kPreBinLimit = 1000;
 constexpr int kMostBins = 100;
 constexpr int kMostCases = 1000000000;
 
@@ -125,7 +125,7 @@ void BinningOptions::AddTo(CommandParser& parser) {
   parser.WholeNumber("--min-bin-events", minEvents, 0, kMostCases);
   parser.Share("--max-adjacent-p", maxAdjacentP, true);
   parser.Share("--min-level-share", minLevelShare);
-  parser.WholeNumber("--pre-bins", preBins, 2, kMostPreBins);
+  parser.WholeNumber("--pre-bins", preBins, 2, kPreBinLimit);
   parser.Choice("--missing-bin", missingBin, {"drop", "own", "lowest", "highest", "most-alike"});
   parser.Choice("--pure-bin-correction", pureBinCorrection, {"on", "off"});
   parser.Choice("--rank-by", rankBy, RankingWords());

@@ -27,7 +27,7 @@ namespace velmora {
 namespace {
 
 constexpr int kMostBest = 10000;
-constexpr const char* kCsvFiles[] = {"screening.csv", "screening_bins.csv"};
+constexpr const char* kTableFiles[] = {"screening.csv", "screening_bins.csv"};
 constexpr const char* kStabilityFiles[] = {"screening_stability.csv", "screening_stability_bins.csv"};
 
 void CheckOptions(const ScreenOptions& options) {
@@ -202,8 +202,8 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   writers.json = [&] { return ScreenJson(report); };
   writers.csv = [&] { return ScreenImportanceCsv(report); };
   writers.csvFiles = [&]() -> std::vector<std::pair<std::string, std::string>> {
-    std::vector<std::pair<std::string, std::string>> files = {{kCsvFiles[0], ScreenImportanceCsv(report)},
-                                                              {kCsvFiles[1], ScreenBinsCsv(report)}};
+    std::vector<std::pair<std::string, std::string>> files = {{kTableFiles[0], ScreenImportanceCsv(report)},
+                                                              {kTableFiles[1], ScreenBinsCsv(report)}};
     if (!report.stability) return files;
     const StabilityTables tables = TablesOf(*report.stability);
     files.emplace_back(kStabilityFiles[0], CsvText(tables.groups));
@@ -255,7 +255,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
   files.ReadsTable("DATA", options.data.path);
   if (!options.settings.cutPointsFile.empty()) files.Reads("--cut-points", options.settings.cutPointsFile);
   if (!options.binning.shapesFile.empty()) files.Reads("--shapes", options.binning.shapesFile);
-  std::vector<std::string> csvFiles(std::begin(kCsvFiles), std::end(kCsvFiles));
+  std::vector<std::string> csvFiles(std::begin(kTableFiles), std::end(kTableFiles));
   if (!options.by.variable.empty())
     csvFiles.insert(csvFiles.end(), std::begin(kStabilityFiles), std::end(kStabilityFiles));
   AddOutputs(options.output, formats, "screening", csvFiles, files);

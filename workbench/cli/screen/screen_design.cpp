@@ -21,10 +21,10 @@ namespace {
 constexpr std::size_t kAtOnce = 64;
 
 // The response, the variables of the sample and the bins of some predictors, as a table of its own.
-class BinTable {
+class DesignTable {
  public:
-  BinTable(const Table& table, const ScreenChoice& choice, const ScreenedResponse& response,
-           const ranking::DesignVariables& design, bool weightsAreCounts)
+  DesignTable(const Table& table, const ScreenChoice& choice, const ScreenedResponse& response,
+              const ranking::DesignVariables& design, bool weightsAreCounts)
       : table_(table) {
     bins_.caseCount = table.caseCount;
     const int number = Take(choice.Response(response.kind));
@@ -135,7 +135,7 @@ void AddDesign(const ranking::DesignVariables& design, const ScreenChoice& choic
   for (ScreenedResponse& response : report.responses) {
     ProgressBar bar;
     bar.Start("Testing the predictors of " + response.name + "...");
-    BinTable bins(table, choice, response, design, report.weights == WeightMeaning::kCounts);
+    DesignTable bins(table, choice, response, design, report.weights == WeightMeaning::kCounts);
     std::vector<ScreenedPredictor>& predictors = response.predictors;
     if (const binning::SearchRecord* const record = log.FindAny(response))
       response.cases.effective /= record->cases->clusterEffect;

@@ -219,7 +219,8 @@ std::string CasesLine(const ScreenReport& report) {
 }  // namespace
 
 std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
-  std::string text = "Predictor screening: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report);
+  std::string text =
+      "Predictor screening: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report);
   for (const ScreenedResponse& response : report.responses) {
     text += "\n" + Heading(response);
     if (!response.predictors.empty()) text += RankedTable(report, response, width, utf8);
