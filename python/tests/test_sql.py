@@ -37,6 +37,7 @@ LEVELS = [
 # Letter case, blanks and accents count.
 OTHER_LEVELS = ["OWN", "own ", " own", "own\n", "Zurich", "zürich", "e\u0301", "NULL", ";"]
 OTHER_LEVELS += ["'", '"', "\\", "a\\\\b"]
+BLANKS = ["", " ", "\t", " \t "]  # missing
 
 
 def predictor(name: str, labels: list[str], **members: object) -> dict[str, object]:
@@ -120,7 +121,7 @@ def measured_values(cuts: list[float]) -> list[float | None]:
 def cases() -> list[tuple[object, ...]]:
     """Every kind of value of each predictor, beside some of the others; a number for each case."""
     measured = measured_values(CUTS)
-    texts = [*itertools.chain(*LEVELS), *OTHER_LEVELS, "", None]
+    texts = [*itertools.chain(*LEVELS), *OTHER_LEVELS, *BLANKS, None]
     columns = [measured, texts, [1, 2, -3, 0, 7, None], [True, False, None]]
     count = max(len(column) for column in columns)
     return [(i, *(column[i % len(column)] for column in columns)) for i in range(count)]
@@ -240,6 +241,12 @@ def for_duckdb(node: expressions.Expression) -> expressions.Expression:
         return node.this
     if isinstance(node, expressions.DataType) and node.is_type("nvarchar"):  # of any length
         return expressions.DataType.build("text")
+    if isinstance(node, expressions.Is) and isinstance(node.this, expressions.Trim):
+        # An empty text is NULL in Oracle.
+        return expressions.Is(
+            this=expressions.Nullif(this=node.this, expression=expressions.Literal.string("")),
+            expression=node.expression,
+        )
     if isinstance(node, expressions.Column) and node.name == "BINARY_DOUBLE_INFINITY":
         return sqlglot.parse_one("CAST('Infinity' AS DOUBLE)", read="duckdb")
     return node

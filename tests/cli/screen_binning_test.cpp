@@ -118,6 +118,20 @@ TEST(ScreenBinning, ConstraintsHold) {
       Json{
           "--bin-count 4: 1 predictor has another number of bins for risk, because their values or the other "
           "rules allow no more: telephone (2)."});
+  // Each is said on the terminal, too.
+  const struct {
+    Words options;
+    const char* sentence;
+  } said[] = {{{"--bin-count", "8", "--min-bin-events", "60"}, "--bin-count 8: 2 predictors have another"},
+              {{"--min-bin-events", "151"},
+               "--min-bin-events 151 allows no second bin of 2 of 2 predictors for risk; 150 or less does."},
+              {{"--min-bin-cases", "501"},
+               "--min-bin-cases 501 allows no second bin of 2 of 2 predictors for risk; 500 or less does."}};
+  for (const auto& row : said) {
+    const ProcessResult result = RunVelmora(With(
+        {"screen", Sample("german_credit.csv"), "--predictors", "age", "amount"}, With(kRisk, row.options)));
+    EXPECT_NE(result.err.find(row.sentence), std::string::npos) << result.err;
+  }
   const Row rows[] = {
       {"monotone", {"--shape", "monotone", "--bin-count", "4"}, kMonotone},
       {"descending", {"--shape", "descending", "--min-bins", "2"}, kDescending},
@@ -333,6 +347,7 @@ TEST(ScreenBinning, WrongOptionsAreNamed) {
       {With(kRisk, {"--shape", "age=peak", "--predictors", "amount"}), "age is not a predictor"},
       {With(kRisk, {"--criterion", "variance"}), "needs a --continuous-response"},
       {With(kRisk, {"--min-bin-share", "5"}), "a share from 0 to 1"},
+      {With(kRisk, {"--min-bin-share", "0.6"}), "no predictor a second bin; 0.5 or less does"},
       {With(kRisk, {"--ordinal", "housing"}), "housing holds texts"},
       {With(kRisk, {"--print-script"}), "add --classic"},
       {{"--categorical-response", "risk", "--shape", "monotone"}, "needs a --binary-response or"},

@@ -32,7 +32,8 @@ struct Dialect {
   const char* compareStart = "";  // around a column of texts, so that letter case and blanks count
   const char* compareEnd = "";
   const char* textType = "VARCHAR";
-  bool hasTruth = true;  // TRUE and FALSE
+  const char* isEmpty = " = ''";  // after a text
+  bool hasTruth = true;           // TRUE and FALSE
   bool hasNan = true;
   const char* infinity = nullptr;  // its name; null: none, the largest double bounds all others
   const char* tableAs = " AS ";
@@ -76,6 +77,7 @@ constexpr Dialect kDialects[] = {
      .castStart = "CAST(",
      .castEnd = " AS BINARY_DOUBLE)",
      .textType = "VARCHAR2(4000)",
+     .isEmpty = " IS NULL",
      .hasTruth = false,
      .infinity = "BINARY_DOUBLE_INFINITY",
      .tableAs = " ",
@@ -240,12 +242,13 @@ class CaseWriter {
 
   std::string Missing() const {
     if (!HoldsNumbers()) {
-      // An empty text is missing, which matters where anything else than NULL could be given. Texts
-      // such as yes and no may be truth values in the database, which do not compare with an empty
-      // text.
+      // A text of blanks and tabs is missing, which matters where anything else than NULL could be
+      // given. Texts such as yes and no may be truth values in the database, which do not compare with
+      // an empty text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
       const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
-      return name_ + " IS NULL" + (differs ? " OR " + text + " = ''" : "");
+      return name_ + " IS NULL" +
+             (differs ? " OR LTRIM(REPLACE(" + text + ", '\t', ' '))" + sql_.Its().isEmpty : "");
     }
     return sql_.NotFinite(name_) +
            (predictor_.missingCode ? " OR " + sql_.Equals(name_, *predictor_.missingCode) : "");

@@ -1,6 +1,9 @@
 #include "workbench/cli/screen/screen_binning.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
 #include <utility>
 
 #include "workbench/bins/json_input.h"
@@ -9,6 +12,7 @@
 #include "workbench/cli/run_files.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/text_table.h"
+#include "workbench/documents/texts.h"
 
 namespace velmora {
 namespace {
@@ -104,11 +108,32 @@ std::vector<std::string> RankingWords() {
   return words;
 }
 
+// option: a least number that each bin holds; held: of a predictor, what two bins would share.
+template <typename Held>
+void AddIfNoSecondBin(const char* option, double least, const ScreenedResponse& response, Held held,
+                      std::vector<std::string>& notices) {
+  std::size_t count = 0;
+  double most = 0;
+  for (const ScreenedPredictor& predictor : response.predictors) {
+    const double cases = held(predictor);
+    if (2 * least <= cases) continue;
+    ++count;
+    most = std::max(most, cases);
+  }
+  if (count == 0) return;
+  notices.push_back(std::string(option) + " " + ShortestNumber(least) + " allows no second bin of " +
+                    std::to_string(count) + " of " +
+                    Counted(response.predictors.size(), "predictor", "predictors") + " for " + response.name +
+                    "; " + ShortestNumber(std::floor(most / 2)) + " or less does.");
+}
+
 }  // namespace
 
 std::size_t ValueBinCount(const ScreenedPredictor& predictor) {
   if (predictor.figures.categorical == 0) return predictor.cutPoints.size() + 1;
-  return predictor.bins.size() - predictor.separateBins;
+  std::set<int> bins;
+  for (const ScreenedLevel& level : predictor.levels) bins.insert(level.bin);
+  return bins.size();
 }
 
 void BinningOptions::AddTo(CommandParser& parser) {
@@ -156,6 +181,9 @@ void BinningOptions::Check(const CommandParser& parser, const ScreenRequest& req
     throw UsageError(std::to_string(least) + " bins cannot each hold the --min-bin-share of the cases; " +
                      std::to_string(static_cast<int>(1 / minShare + 1e-9)) + " can.");
   }
+  if (minShare > 0.5 + 1e-9)
+    throw UsageError("--min-bin-share " + ShortestNumber(minShare) +
+                     " allows no predictor a second bin; 0.5 or less does.");
   if (least > preBins) {
     throw UsageError(std::to_string(least) + " bins cannot be made of " + std::to_string(preBins) +
                      " pre-bins; raise --pre-bins.");
@@ -239,6 +267,20 @@ std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const Binnin
   const binning::BinningRules& rules = plan.rules;
   const auto least = static_cast<std::size_t>(rules.exactBins > 0 ? rules.exactBins : rules.minBins);
   for (const ScreenedResponse& response : report.responses) {
+    AddIfNoSecondBin(
+        "--min-bin-cases", rules.partition.minCases, response,
+        [](const ScreenedPredictor& predictor) {
+          return std::max(predictor.total.figures.total, static_cast<double>(predictor.cases));
+        },
+        notices);
+    AddIfNoSecondBin(
+        "--min-bin-events", rules.partition.minEvents, response,
+        [](const ScreenedPredictor& predictor) {
+          const std::vector<double>& counts = predictor.total.counts;
+          return counts.empty() ? std::numeric_limits<double>::infinity()
+                                : *std::min_element(counts.begin(), counts.end());
+        },
+        notices);
     std::size_t count = 0;
     std::string names;
     for (const ScreenedPredictor& predictor : response.predictors) {

@@ -106,6 +106,9 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   std::set<int> binnedByUser;
   for (const auto& [number, bins] : userBins) binnedByUser.insert(number);
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
+  if (settings.binning) {
+    for (const std::string& notice : UnmetBinCounts(report, *settings.binning)) Report(notice);
+  }
   if (log) {
     log->AddTo(report);
     AppendOnce(report.notices, UnmetBinCounts(report, *settings.binning));
