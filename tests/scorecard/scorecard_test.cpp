@@ -7,6 +7,7 @@
 #include <random>
 
 #include "workbench/scorecard/score_quality.h"
+#include "workbench/stats/area_under_curve.h"
 
 namespace velmora::testing {
 namespace {
@@ -150,7 +151,7 @@ TEST(ScoreQuality, IsThatOfAllPairs) {
 
 // docs/methods.md has these figures.
 TEST(ScoreQuality, ExamplesOfTheDocument) {
-  EXPECT_EQ(AreaUnderCurve({{1, 1, 0}, {2, 0, 1}, {3, 1, 1}, {4, 0, 1}}), 0.75);
+  EXPECT_EQ(stats::AreaUnderCurve({{1, 1, 0}, {2, 0, 1}, {3, 1, 1}, {4, 0, 1}}), 0.75);
   EXPECT_NEAR(SavedScorecard().Probability(600), 0.0196, 5e-5);
   EXPECT_NEAR(SavedScorecard().Probability(620), 0.0099, 5e-5);
   EXPECT_NEAR(StabilityIndex({50, 50}, {20, 80}), 0.4159, 5e-5);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "workbench/binning/optimal_bins.h"
+#include "workbench/stats/area_under_curve.h"
 #include "workbench/stats/distributions.h"
 
 namespace velmora::binning {
@@ -24,29 +25,6 @@ double Mean(const std::vector<double>& values) {
   return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
-struct Scored {
-  double score, bad, good;
-};
-
-// 2 AUC - 1: the chance that a good case scores above a bad one, less that of the opposite.
-double GiniOf(std::vector<Scored> bins) {
-  std::sort(bins.begin(), bins.end(), [](const Scored& a, const Scored& b) { return a.score < b.score; });
-  double badBelow = 0, concordance = 0, bads = 0, goods = 0;
-  for (std::size_t i = 0; i < bins.size();) {
-    double bad = 0, good = 0;
-    const double score = bins[i].score;
-    for (; i < bins.size() && bins[i].score == score; ++i) {
-      bad += bins[i].bad;
-      good += bins[i].good;
-    }
-    concordance += good * (badBelow + bad / 2);
-    badBelow += bad;
-    bads += bad;
-    goods += good;
-  }
-  return bads > 0 && goods > 0 ? 2 * concordance / (bads * goods) - 1 : 0;
-}
-
 // What the bins of the other folds are worth on the cases of one.
 struct FoldFigures {
   double informationValue = 0, gini = 0;
@@ -63,7 +41,7 @@ std::optional<FoldFigures> ValidateClasses(const PreBinSums& train, const PreBin
   }
   if (!(bads > 0) || !(goods > 0) || !(heldBads > 0) || !(heldGoods > 0)) return std::nullopt;
   FoldFigures figures;
-  std::vector<Scored> scored;
+  std::vector<stats::CountedValue> scored;
   for (std::size_t b = 0; b < train.Count(); ++b) {
     const double bad = train.values[b * 2], good = train.values[b * 2 + 1];
     const double half = bad > 0 && good > 0 ? 0 : 0.5;
@@ -72,7 +50,7 @@ std::optional<FoldFigures> ValidateClasses(const PreBinSums& train, const PreBin
     figures.informationValue += (heldGood / heldGoods - heldBad / heldBads) * woe;
     scored.push_back({woe, heldBad, heldGood});
   }
-  figures.gini = GiniOf(std::move(scored));
+  figures.gini = 2 * stats::AreaUnderCurve(std::move(scored)) - 1;
   return figures;
 }
 

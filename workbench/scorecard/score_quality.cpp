@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
+#include "workbench/stats/area_under_curve.h"
+
 namespace velmora {
+
+using stats::CountedValue;
+
 namespace {
 
 // The ends of bands of about equal weight. Equal scores are in one band.
@@ -43,24 +47,6 @@ std::vector<RocPoint> CurveOf(const std::vector<CountedValue>& distinct, double 
 
 }  // namespace
 
-double AreaUnderCurve(std::vector<CountedValue> values) {
-  std::sort(values.begin(), values.end(),
-            [](const CountedValue& a, const CountedValue& b) { return a.value < b.value; });
-  double badBelow = 0, good = 0, pairs = 0;
-  for (std::size_t i = 0; i < values.size();) {
-    double badHere = 0, goodHere = 0;
-    const double value = values[i].value;
-    for (; i < values.size() && values[i].value == value; ++i) {
-      badHere += values[i].bad;
-      goodHere += values[i].good;
-    }
-    pairs += goodHere * (badBelow + badHere / 2);
-    badBelow += badHere;
-    good += goodHere;
-  }
-  return badBelow > 0 && good > 0 ? pairs / (badBelow * good) : std::numeric_limits<double>::quiet_NaN();
-}
-
 ScoreQuality MeasureScores(const ScoredCases& cases, const std::vector<double>& bandEnds) {
   ScoreQuality quality;
   quality.cases = static_cast<std::int64_t>(cases.scores.size());
@@ -78,7 +64,7 @@ ScoreQuality MeasureScores(const ScoredCases& cases, const std::vector<double>& 
     (cases.isBad[i] ? quality.bad : quality.good) += weightOf(i);
   }
   const double total = quality.bad + quality.good;
-  quality.areaUnderCurve = AreaUnderCurve(distinct);
+  quality.areaUnderCurve = stats::AreaUnderCurve(distinct);
   double badBelow = 0, goodBelow = 0;
   for (const CountedValue& one : distinct) {
     badBelow += one.bad;

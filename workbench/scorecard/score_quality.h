@@ -55,13 +55,6 @@ inline constexpr std::size_t kScoreBands = 10;
 // bandEnds: the ends of all bands but the last; empty: kScoreBands bands of about as many cases.
 ScoreQuality MeasureScores(const ScoredCases& cases, const std::vector<double>& bandEnds = {});
 
-// The area under the curve of counted values, such as the weights of evidence of bins: cases with a
-// higher value are better.
-struct CountedValue {
-  double value, bad, good;
-};
-double AreaUnderCurve(std::vector<CountedValue> values);
-
 // Population stability index: sum of (a - e) ln(a / e) over the shares of two counts; half a case is
 // added to the counts of a place that one of them lacks. 0 when either has no case.
 double StabilityIndex(const std::vector<double>& expected, const std::vector<double>& actual);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "workbench/scorecard/score_quality.h"
+#include "workbench/stats/area_under_curve.h"
 
 namespace velmora {
 namespace {
@@ -94,7 +95,7 @@ PredictorInGroup FiguresOf(const Group& group, const GroupedPredictor& predictor
   }
   if (group.counts.empty()) return figures;
   const SavedCounts total = TotalOf(group);
-  std::vector<CountedValue> values;
+  std::vector<stats::CountedValue> values;
   for (std::size_t bin = 0; bin < binCount; ++bin) {
     const SavedCounts& counts = group.counts[bin];
     BinInGroup& one = figures.bins[bin];
@@ -110,7 +111,7 @@ PredictorInGroup FiguresOf(const Group& group, const GroupedPredictor& predictor
   if (kind == kBinary) {
     if (!(total[0] > 0 && total[1] > 0)) return figures;
     figures.strength = InformationValueOf(figures, group, total);
-    figures.areaUnderCurve = AreaUnderCurve(std::move(values));
+    figures.areaUnderCurve = stats::AreaUnderCurve(std::move(values));
   } else {
     figures.strength = kind == kContinuous ? ExplainedVariance(group, total) : CramersV(group, total);
   }
