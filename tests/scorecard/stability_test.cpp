@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+#include "workbench/scorecard/binned_cases.h"
+
 namespace velmora::testing {
 namespace {
 
@@ -85,6 +87,33 @@ TEST(Stability, MeansAndClassesHaveAStrength) {
   predictor.cases = {{50, 50}};
   predictor.counts = {{{30, 20}, {20, 30}}};
   EXPECT_NEAR(StabilityOf(predictor, "categorical").groups[0].strength, 0.2, 1e-14);
+}
+
+// In a text column of new data, other texts have the codes of a saved class that is not there.
+TEST(ResponseCases, AClassThatNewDataLackIsNoOtherText) {
+  Table table;
+  table.caseCount = 3;
+  Column& column = table.columns.emplace_back();
+  column.name = "outcome";
+  column.values = {1, 2, 1};
+  column.labels = {{1, "0"}, {2, "unknown"}};
+  column.fromText = true;
+  SavedResponse response;
+  response.name = "outcome";
+  response.kind = "binary";
+  response.codes = {"1", "0"};
+  const auto classes = [&] {
+    const CaseBitmap all(table.caseCount);
+    const ResponseCases cases(table, CaseWeights(table, all, 0, {}), response);
+    std::vector<int> found;
+    for (std::size_t i = 0; i < 3; ++i) found.push_back(cases.Uses(i) ? cases.ClassOf(i) : -1);
+    return found;
+  };
+  EXPECT_EQ(classes(), (std::vector<int>{1, -1, 1}));
+  column.fromText = false;
+  column.labels.clear();
+  column.values = {1, 2, 0};
+  EXPECT_EQ(classes(), (std::vector<int>{0, -1, 1}));
 }
 
 }  // namespace

@@ -141,6 +141,11 @@ class CodeReader {
 
 }  // namespace
 
+std::optional<double> CodeNamed(const Column& column, std::string_view text) {
+  if (const double* const labelled = column.ValueOf(text)) return *labelled;
+  return column.fromText ? std::nullopt : NumberOf(text);
+}
+
 CodeChoice ParseCodes(const Column& column, std::string_view text, const CodeValues& values) {
   CodeReader reader(column, values);
   reader.ReadText(text);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,6 +39,9 @@ CodeChoice ParseCodes(const Column& column, std::string_view text, const CodeVal
 // The same for what a script gives: such a text, a number, or an array of these. Throws DataError
 // also for a value that is neither.
 CodeChoice ReadCodes(const Column& column, const vlm::AutomationValue& value, const CodeValues& values);
+
+// The value with this label or, where the values are no texts, this number; nothing otherwise.
+std::optional<double> CodeNamed(const Column& column, std::string_view text);
 
 // A text that ParseCodes reads back: the codes as numbers, or all as labels where a number is the
 // label of another value.

@@ -1,23 +1,12 @@
 #include "workbench/scorecard/binned_cases.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
+#include "workbench/data/code_lists.h"
 #include "workbench/data/names.h"
 
 namespace velmora {
-namespace {
-
-// The value that a code's text means: its label's, else the number it reads as.
-double ValueOfCode(const Column& column, const std::string& code) {
-  if (const double* labelled = column.ValueOf(code)) return *labelled;
-  double value = kMissing;
-  std::from_chars(code.data(), code.data() + code.size(), value);
-  return value;
-}
-
-}  // namespace
 
 std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const UserMissing& userMissing,
                                                    const Table& table) {
@@ -91,7 +80,7 @@ ResponseCases::ResponseCases(const Table& table, CaseWeights weights, const Save
       size_(CountsPerBin(response)),
       classOf_(column_.values.size(), kNotUsed) {
   std::vector<double> codes;
-  for (const std::string& code : response.codes) codes.push_back(ValueOfCode(column_, code));
+  for (const std::string& code : response.codes) codes.push_back(CodeNamed(column_, code).value_or(kMissing));
   for (std::size_t i = 0; i < classOf_.size(); ++i) {
     const double value = column_.values[i];
     if (!(Weight(i) > 0) || IsMissingIn(column_, value)) continue;

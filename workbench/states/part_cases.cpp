@@ -1,10 +1,10 @@
 #include "workbench/states/part_cases.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 #include "workbench/data/absent_value.h"
+#include "workbench/data/code_lists.h"
 #include "workbench/data/errors.h"
 #include "workbench/language/selection.h"
 
@@ -19,14 +19,7 @@ const Column* NamedOrNull(const Table& table, const std::string& name) {
 std::vector<double> CodesOf(const Column& column, const std::vector<std::string>& texts) {
   std::vector<double> codes;
   for (const std::string& text : texts) {
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, number);
-    if (const double* const labelled = column.ValueOf(text)) {
-      codes.push_back(*labelled);
-    } else if (!column.fromText && read.ec == std::errc() && read.ptr == end) {
-      codes.push_back(number);
-    }
+    if (const auto code = CodeNamed(column, text)) codes.push_back(*code);
   }
   return codes;
 }
