@@ -5,31 +5,17 @@
 #include <cmath>
 #include <numeric>
 
+#include "base/split_mix.h"
 #include "workbench/system/log_gamma.h"
 
 namespace velmora::binning {
 namespace {
 
-// Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195.
-class Uniforms {
- public:
-  double Next() {
-    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    z ^= z >> 31;
-    return static_cast<double>(z >> 11) * 0x1p-53;
-  }
-
- private:
-  std::uint64_t state_ = 1;
-};
-
 double LogChooseReal(double n, double k) { return LogGamma(n + 1) - LogGamma(k + 1) - LogGamma(n - k + 1); }
 
 // How many of `drawn` cases out of `all` are among `marked` of them: inversion, outwards from the
 // mode, whose number of steps is of the order of the standard deviation.
-double Hypergeometric(double all, double marked, double drawn, Uniforms& uniforms) {
+double Hypergeometric(double all, double marked, double drawn, vlm::SplitMix& random) {
   const double least = std::max(0.0, drawn + marked - all), most = std::min(drawn, marked);
   if (!(most > least)) return least;
   const double mode = std::clamp(std::floor((drawn + 1) * (marked + 1) / (all + 2)), least, most);
@@ -38,7 +24,7 @@ double Hypergeometric(double all, double marked, double drawn, Uniforms& uniform
   const auto upper = [&](double k) {  // p(k + 1) / p(k)
     return (marked - k) * (drawn - k) / ((k + 1) * (all - marked - drawn + k + 1));
   };
-  double rest = uniforms.Next() - atMode;
+  double rest = random.Share() - atMode;
   double low = mode, high = mode, lowP = atMode, highP = atMode;
   while (rest > 0 && (low > least || high < most)) {
     if (high < most) {
@@ -64,7 +50,7 @@ struct Place {
 };
 
 void DealClass(const std::vector<Place>& places, const std::vector<std::vector<double>>& cases, std::size_t c,
-               Uniforms& uniforms) {
+               vlm::SplitMix& random) {
   double total = 0;
   for (const std::vector<double>& of : cases) total += of[c];
   std::array<double, kFoldCount> room{};
@@ -78,7 +64,7 @@ void DealClass(const std::vector<Place>& places, const std::vector<std::vector<d
     const double each = left > 0 ? bins.sums.values[at] / left : 0;
     for (int f = 0; f < kFoldCount; ++f) {
       double& its = room[static_cast<std::size_t>(f)];
-      const double dealt = f + 1 == kFoldCount ? left : Hypergeometric(open, its, left, uniforms);
+      const double dealt = f + 1 == kFoldCount ? left : Hypergeometric(open, its, left, random);
       open -= its;
       its -= dealt;
       left -= dealt;
@@ -100,9 +86,9 @@ void DealFolds(std::span<PreBins* const> groups, const std::vector<std::vector<d
     group->folds.assign(kFoldCount, empty);
     for (std::size_t bin = 0; bin < group->sums.Count(); ++bin) places.push_back({group, bin});
   }
-  Uniforms uniforms;
+  vlm::SplitMix random(1);
   const std::size_t classes = groups.empty() ? 0 : static_cast<std::size_t>(groups[0]->sums.classCount);
-  for (std::size_t c = 0; c < classes; ++c) DealClass(places, cases, c, uniforms);
+  for (std::size_t c = 0; c < classes; ++c) DealClass(places, cases, c, random);
   for (PreBins* const group : groups) {
     const double all = std::accumulate(group->sums.cases.begin(), group->sums.cases.end(), 0.0);
     for (PreBinSums& fold : group->folds) {

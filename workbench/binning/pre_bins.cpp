@@ -5,21 +5,15 @@
 #include <cstddef>
 #include <numeric>
 
+#include "base/split_mix.h"
+
 namespace velmora::binning {
 namespace {
-
-// Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195: a well mixed number from a counter.
-std::uint64_t SplitMix(std::uint64_t counter) {
-  std::uint64_t z = counter + 0x9E3779B97F4A7C15u;
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-  return z ^ (z >> 31);
-}
 
 // Deals cases out to the folds: each ten in a row get the ten folds, in an order of their own.
 class Dealer {
  public:
-  explicit Dealer(std::uint64_t stratum) : state_(SplitMix(stratum)) {
+  explicit Dealer(std::uint64_t stratum) : state_(vlm::RandomBits(stratum)) {
     std::iota(deck_, deck_ + kFoldCount, 0);
   }
 
@@ -33,7 +27,7 @@ class Dealer {
  private:
   void Shuffle() {
     for (std::size_t i = kFoldCount - 1; i > 0; --i) {
-      std::swap(deck_[i], deck_[SplitMix(state_++) % (i + 1)]);
+      std::swap(deck_[i], deck_[vlm::RandomBits(state_++) % (i + 1)]);
     }
   }
 
@@ -69,7 +63,7 @@ class Counter {
     double parts[kFoldCount] = {};
     const double dealt = weight <= kMostDealt ? std::floor(weight) : 0;
     for (std::uint64_t one = 0; one < static_cast<std::uint64_t>(dealt); ++one)
-      parts[SplitMix(SplitMix(index) + one) % kFoldCount] += 1;
+      parts[vlm::RandomBits(vlm::RandomBits(index) + one) % kFoldCount] += 1;
     for (std::size_t fold = 0; fold < kFoldCount; ++fold) {
       const double part = parts[fold] + (weight - dealt) / kFoldCount;
       if (part > 0) AddTo(bins_.folds[fold], bin, index, part);

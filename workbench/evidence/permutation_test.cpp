@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "base/split_mix.h"
 #include "workbench/evidence/gain_search.h"
 
 namespace velmora::evidence {
@@ -17,29 +18,15 @@ using binning::SearchRecord;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kMostCases = 268435456;  // 2^28
 
-// SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2714064.2660195).
-class Random {
- public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
-  std::uint64_t Next() {
-    std::uint64_t z = state_ += 0x9E3779B97F4A7C15u;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return z ^ (z >> 31);
-  }
-  // 0 to bound - 1, for bounds far below 2^32.
-  std::uint32_t Below(std::uint32_t bound) {
-    return static_cast<std::uint32_t>(((Next() >> 32) * bound) >> 32);
-  }
-
- private:
-  std::uint64_t state_;
-};
+// 0 to bound - 1, for bounds far below 2^32.
+std::uint32_t Below(std::uint32_t bound, vlm::SplitMix& random) {
+  return static_cast<std::uint32_t>(((random.Next() >> 32) * bound) >> 32);
+}
 
 template <typename T>
-void Shuffle(std::vector<T>& values, Random& random) {
+void Shuffle(std::vector<T>& values, vlm::SplitMix& random) {
   for (std::size_t i = values.size(); i > 1; --i)
-    std::swap(values[i - 1], values[random.Below(static_cast<std::uint32_t>(i))]);
+    std::swap(values[i - 1], values[Below(static_cast<std::uint32_t>(i), random)]);
 }
 
 // The cases of a response, one row per case.
@@ -196,7 +183,7 @@ class Search {
 };
 
 // Deals the responses, with their weights, out to the cases. random: null for the actual order.
-void Deal(const Cases& cases, Random* random, Scratch& scratch) {
+void Deal(const Cases& cases, vlm::SplitMix* random, Scratch& scratch) {
   Dealt& dealt = scratch.dealt;
   const std::size_t n = cases.Count();
   if (cases.weights.empty()) {
@@ -329,8 +316,8 @@ SearchTest TestSearches(std::span<const SearchRecord* const> records, const Perm
       [&](std::size_t b, int worker) {
         Scratch& scratch = scratches[static_cast<std::size_t>(worker)];
         // Each permutation has random numbers of its own, whoever computes it.
-        Random seeds(options.seed);
-        Random random(seeds.Next() ^ Random(b).Next());
+        vlm::SplitMix seeds(options.seed);
+        vlm::SplitMix random(seeds.Next() ^ vlm::SplitMix(b).Next());
         Deal(cases, b < permutations ? &random : nullptr, scratch);
         for (std::size_t t = 0; t < searches.size(); ++t) {
           if (pool.IsStopping()) return;

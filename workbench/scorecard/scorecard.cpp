@@ -5,6 +5,7 @@
 #include <numeric>
 #include <optional>
 
+#include "base/split_mix.h"
 #include "workbench/data/errors.h"
 #include "workbench/stats/distributions.h"
 
@@ -207,34 +208,25 @@ void AddRemarks(const WoeCases& cases, const ScorecardSettings& settings, Fitted
   }
 }
 
-// The next number of the generator SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195),
-// which is the same on all systems.
-std::uint64_t NextRandom(std::uint64_t& state) {
-  std::uint64_t z = (state += 0x9E3779B97F4A7C15U);
-  z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;
-  z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
-  return z ^ (z >> 31U);
-}
-
 // The cases of an outcome in a random order (Fisher and Yates).
 std::vector<std::size_t> ShuffledCases(const std::vector<std::uint8_t>& isBad, std::uint8_t outcome,
-                                       std::uint64_t& state) {
+                                       vlm::SplitMix& random) {
   std::vector<std::size_t> cases;
   for (std::size_t i = 0; i < isBad.size(); ++i) {
     if (isBad[i] == outcome) cases.push_back(i);
   }
   for (std::size_t i = cases.size(); i > 1; --i)
-    std::swap(cases[i - 1], cases[static_cast<std::size_t>(NextRandom(state) % i)]);
+    std::swap(cases[i - 1], cases[static_cast<std::size_t>(random.Next() % i)]);
   return cases;
 }
 
 }  // namespace
 
 std::vector<std::uint8_t> FoldsOf(const std::vector<std::uint8_t>& isBad, int folds, int seed) {
-  auto state = static_cast<std::uint64_t>(seed);
+  vlm::SplitMix random(static_cast<std::uint64_t>(seed));
   std::vector<std::uint8_t> foldOf(isBad.size());
   for (const std::uint8_t outcome : {std::uint8_t{0}, std::uint8_t{1}}) {
-    const std::vector<std::size_t> cases = ShuffledCases(isBad, outcome, state);
+    const std::vector<std::size_t> cases = ShuffledCases(isBad, outcome, random);
     for (std::size_t i = 0; i < cases.size(); ++i)
       foldOf[cases[i]] = static_cast<std::uint8_t>(i % static_cast<std::size_t>(folds));
   }
@@ -242,10 +234,10 @@ std::vector<std::uint8_t> FoldsOf(const std::vector<std::uint8_t>& isBad, int fo
 }
 
 std::vector<bool> HeldOutCases(const std::vector<std::uint8_t>& isBad, double share, int seed) {
-  auto state = static_cast<std::uint64_t>(seed);
+  vlm::SplitMix random(static_cast<std::uint64_t>(seed));
   std::vector<bool> heldOut(isBad.size());
   for (const std::uint8_t outcome : {std::uint8_t{0}, std::uint8_t{1}}) {
-    const std::vector<std::size_t> cases = ShuffledCases(isBad, outcome, state);
+    const std::vector<std::size_t> cases = ShuffledCases(isBad, outcome, random);
     const auto count = static_cast<std::size_t>(std::round(share * static_cast<double>(cases.size())));
     for (std::size_t i = 0; i < count; ++i) heldOut[cases[i]] = true;
   }

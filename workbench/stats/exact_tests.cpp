@@ -4,27 +4,14 @@
 #include <cmath>
 #include <vector>
 
+#include "base/split_mix.h"
+
 namespace velmora::stats {
 namespace {
 
 // Probabilities this close to that of the table count as equal to it: they differ by rounding
 // alone.
 constexpr double kEqual = 1 + 1e-7;
-
-// SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2714064.2660195).
-class Random {
- public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
-  double Uniform() {
-    std::uint64_t z = state_ += 0x9E3779B97F4A7C15u;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1p-53;
-  }
-
- private:
-  std::uint64_t state_;
-};
 
 class LogFactorials {
  public:
@@ -40,7 +27,7 @@ class LogFactorials {
 // The number of marked ones among `draws` of `population`, of which `marked` are marked: inversion
 // from the mode outwards, in about as many steps as the standard deviation.
 std::int64_t DrawHypergeometric(const LogFactorials& logs, std::int64_t population, std::int64_t marked,
-                                std::int64_t draws, Random& random) {
+                                std::int64_t draws, vlm::SplitMix& random) {
   const std::int64_t least = std::max<std::int64_t>(0, draws + marked - population);
   const std::int64_t most = std::min(draws, marked);
   if (least == most) return least;
@@ -52,7 +39,7 @@ std::int64_t DrawHypergeometric(const LogFactorials& logs, std::int64_t populati
   const double atStart =
       std::exp(logs(marked) - logs(start) - logs(marked - start) + logs(others) - logs(draws - start) -
                logs(others - draws + start) - logs(population) + logs(draws) + logs(population - draws));
-  double left = random.Uniform() - atStart;
+  double left = random.Share() - atStart;
   double below = atStart, above = atStart;
   std::int64_t low = start, high = start;
   while (left > 0 && (low > least || high < most)) {
@@ -115,7 +102,7 @@ double MonteCarloP(std::span<const double> counts, std::size_t rows, std::size_t
     for (std::size_t j = 0; j < columns; ++j) observed += part(i, j, counts[i * columns + j]);
   }
   const LogFactorials logs(static_cast<std::size_t>(total));
-  Random random(seed);
+  vlm::SplitMix random(seed);
   std::vector<std::int64_t> left(columns);
   int extreme = 0;
   for (int replicate = 0; replicate < replicates; ++replicate) {
