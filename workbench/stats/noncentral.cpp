@@ -8,18 +8,11 @@
 #include <limits>
 #include <numbers>
 
+#include "workbench/stats/boost_policy.h"
 #include "workbench/stats/distributions.h"
 
 namespace velmora::stats {
 namespace {
-
-namespace bm = boost::math;
-using Policy = bm::policies::policy<bm::policies::domain_error<bm::policies::ignore_error>,
-                                    bm::policies::overflow_error<bm::policies::ignore_error>,
-                                    bm::policies::underflow_error<bm::policies::ignore_error>,
-                                    bm::policies::denorm_error<bm::policies::ignore_error>,
-                                    bm::policies::evaluation_error<bm::policies::ignore_error>,
-                                    bm::policies::promote_double<false>>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
