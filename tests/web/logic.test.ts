@@ -175,12 +175,21 @@ describe("choices", () => {
     expect(mergePatch({ e: null }, { a: 1 })).toEqual({ e: null, a: 1 });
   });
 
-  it("writes the run in Python", () => {
-    expect(pythonCode("c.csv", "feature-selection", { dependents: ["risk"], casewise: true, "p-criterion": 0.01 })).toBe(
+  it("writes the run in Python, with the edits of its bins", () => {
+    const run = { analysis: "screen", options: {}, cutPoints: "", binsFile: "c_bins_2.json", edits: {} } as const;
+    expect(pythonCode("c.csv", { ...run, analysis: "feature-selection", options: { dependents: ["risk"], casewise: true, "p-criterion": 0.01 } })).toBe(
       'import velmora\n\nresult = velmora.rank("c.csv", "risk",\n    casewise=True,\n    p_criterion=0.01)\n',
     );
-    expect(pythonCode("c.csv", "screen", { "continuous-response": "price", missing: { age: ["-9"] } })).toBe(
-      'import velmora\n\nresult = velmora.screen("c.csv", "price",\n    missing={"age": ["-9"]},\n    kind="continuous")\n',
+    const options = { "continuous-response": "price", missing: { age: ["-9"] } };
+    const start = '"c.csv", "price",\n    missing={"age": ["-9"]},\n    kind="continuous"';
+    expect(pythonCode("c.csv", { ...run, options, cutPoints: "old.json" })).toBe(
+      `import velmora\n\nresult = velmora.screen(${start},\n    cut_points="old.json")\n`,
+    );
+    const edits = { price: { age: [{ operation: "group", missing: true, levels: ["it's"], bins: [1] }] } };
+    expect(pythonCode("c.csv", { ...run, options, edits })).toBe(
+      `import velmora\n\nfound = velmora.screen(${start},\n    save_chance=True)\nbins = found.bins(best=100000)\n` +
+        `bins = bins.edit("group", "age", missing=True, levels=["it's"], bins=[1])\nbins.save("c_bins_2.json")\n` +
+        `result = velmora.screen(${start},\n    cut_points="c_bins_2.json")\n`,
     );
   });
 

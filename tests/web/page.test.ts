@@ -6,13 +6,13 @@ import { copyFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmSyn
 import { createRequire } from "node:module";
 import http from "node:http";
 import { tmpdir } from "node:os";
-import { join } from "node:path";
+import { delimiter, dirname, join, resolve as resolvePath } from "node:path";
 import { choicesOptions, fieldGroups } from "../../workbench/web/fields";
 import type { DialogQuestion, DialogsState } from "../../workbench/web/types";
 import { type Browser, chromium, type Page } from "playwright-core";
 import { afterAll, afterEach, beforeAll, describe, expect, it } from "vitest";
 
-const command = process.env["VELMORA_COMMAND"] ?? "build/dev/velmora";
+const command = resolvePath(process.env["VELMORA_COMMAND"] ?? "build/dev/velmora");
 const source = join(import.meta.dirname, "../..");
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
@@ -28,18 +28,22 @@ interface Program {
 const running = new Set<ChildProcess>();
 
 async function open(data: string, ...options: string[]): Promise<Program> {
+  return launch("open", data, "--no-browser", ...options);
+}
+
+async function launch(...words: string[]): Promise<Program> {
   const env = { ...process.env, XDG_CONFIG_HOME: configuration };
-  const child = spawn(command, ["open", data, "--no-browser", ...options], { stdio: ["ignore", "ignore", "pipe"], env });
+  const child = spawn(command, words, { stdio: ["ignore", "ignore", "pipe"], env });
   running.add(child);
   const ended = new Promise<number | null>((resolve) => child.on("exit", (code) => (running.delete(child), resolve(code))));
   const address = await new Promise<string>((resolve, reject) => {
     let text = "";
     child.stderr?.on("data", (bytes: Buffer) => {
       text += bytes.toString();
-      const found = /http:\S+/.exec(text);
+      const found = /https?:\S+/.exec(text);
       if (found) resolve(found[0]);
     });
-    void ended.then(() => reject(new Error(`velmora open has ended: ${text}`)));
+    void ended.then(() => reject(new Error(`velmora ${words[0]} has ended: ${text}`)));
   });
   return { process: child, address, port: Number(new URL(address).port), ended };
 }
@@ -107,14 +111,14 @@ afterEach(() => {
 const faults: string[] = [];
 
 async function window(address: string): Promise<Page> {
-  const context = await browser.newContext({ viewport: { width: 1366, height: 820 } });
+  const context = await browser.newContext({ viewport: { width: 1366, height: 820 }, ignoreHTTPSErrors: true });
   const page = await context.newPage();
   page.on("pageerror", (error) => faults.push(error.message));
   page.on("console", (message) => {
     if (message.type() === "error" && /Content Security|Uncaught/.test(message.text())) faults.push(message.text());
   });
   page.on("request", (request) => {
-    if (!request.url().startsWith("http://127.0.0.1:") && !request.url().startsWith("data:")) faults.push(request.url());
+    if (!/^https?:\/\/127\.0\.0\.1:/.test(request.url()) && !request.url().startsWith("data:")) faults.push(request.url());
   });
   page.setDefaultTimeout(60_000);
   await page.goto(address);
@@ -336,6 +340,117 @@ describe("analyses", () => {
       expect(options.filter((option) => names.includes(option) && !set.includes(option)), analysis).toEqual([]);
       expect(set.filter((option) => !names.includes(option) || !options.includes(option)), analysis).toEqual([]);
     }
+  });
+
+  it("hand over the files that the command writes, byte for byte", async () => {
+    freshData();
+    const program = await open(data);
+    const headers = me(program, await signIn(program));
+    await loaded(program, headers);
+    const fetched = async (path: string) => {
+      const answer = await fetch(`http://127.0.0.1:${program.port}/api/sessions/1/runs/${path}`, { headers: { cookie: String(headers["cookie"]) } });
+      const bytes = Buffer.from(await answer.arrayBuffer());
+      expect(answer.status, `${path}: ${bytes.toString("utf8", 0, 300)}`).toBe(200);
+      return bytes;
+    };
+    const same = async (path: string, file: string) => {
+      const bytes = await fetched(path);
+      const expected = readFileSync(join(folder, file));
+      expect(bytes.equals(expected), `${path} is ${file}`).toBe(true);
+    };
+    const sameFiles = async (path: string, names: string[], from: string) => {
+      writeFileSync(join(folder, "files.zip"), await fetched(path));
+      const unpacked = join(folder, `unpacked${++archives}`);
+      execFileSync("python3", ["-m", "zipfile", "-e", join(folder, "files.zip"), unpacked]);
+      expect(readdirSync(unpacked).sort(), path).toEqual([...names].sort());
+      for (const name of names) expect(readFileSync(join(unpacked, name), "utf8"), `${path}: ${name}`).toBe(readFileSync(join(folder, from, name), "utf8"));
+    };
+    // A workbook holds the second in which it was made.
+    const sameWorkbook = async (path: string, file: string) => {
+      writeFileSync(join(folder, "files.zip"), await fetched(path));
+      const parts = [join(folder, "files.zip"), join(folder, file)].map((archive) =>
+        execFileSync("python3", ["-c", "import sys, zipfile\nwith zipfile.ZipFile(sys.argv[1]) as z:\n for n in z.namelist():\n  if n != 'docProps/core.xml': print(n, z.read(n))", archive], { encoding: "utf8", maxBuffer: 1 << 28 }),
+      );
+      expect(parts[0] === parts[1], `${path} is ${file}`).toBe(true);
+    };
+    let archives = 0;
+    const path = `${dirname(command)}${delimiter}${process.env["PATH"] ?? ""}`;
+    const shell = (line: string) => execFileSync("sh", ["-ec", line], { cwd: folder, env: { ...process.env, PATH: path }, stdio: ["ignore", "ignore", "inherit"] });
+    const done = async (run: number) => expect.poll(async () => (await runOf(program, headers, run)).status).toBe("done");
+    const commandsOf = async (run: number) => (await runOf(program, headers, run)).commands as string[];
+
+    const ranking = await start(program, headers, "feature-selection", { dependents: ["risk"], select: "age > 20" });
+    await done(ranking);
+    shell(`${(await commandsOf(ranking))[0]} --out rank --quiet`);
+    for (const format of ["html", "json", "csv"]) await same(`${ranking}/export?format=${format}`, `rank/feature_selection.${format}`);
+    await sameWorkbook(`${ranking}/export?format=xlsx`, "rank/feature_selection.xlsx");
+
+    const screening = await start(program, headers, "screen", { ...flag, special: { age: [30] }, by: "job", select: "age > 20" });
+    await expect.poll(async () => (await ask(program.port, `/api/sessions/1/runs/${screening}/export?format=bins`, headers)).status).toBe(200);
+    const [found] = await commandsOf(screening);
+    shell(`${found} --out screen --quiet`);
+    shell(`${found} --save-best 100000 --bins b.json --sql b.sql --sql-dialect postgresql --python b.py --rules b.txt --recode recode --quiet`);
+    const exported = `${screening}/export?predictors=best&format=`;
+    for (const format of ["html", "json"]) await same(exported + format, `screen/screening.${format}`);
+    await sameWorkbook(`${exported}xlsx`, "screen/screening.xlsx");
+    await sameFiles(`${exported}tables`, readdirSync(join(folder, "screen")).filter((name) => name.endsWith(".csv")), "screen");
+    for (const [format, file] of [["bins", "b.json"], ["sql&dialect=postgresql", "b.sql"], ["python", "b.py"], ["rules", "b.txt"]]) await same(exported + format, file ?? "");
+    await sameFiles(`${exported}recode`, readdirSync(join(folder, "recode")), "recode");
+
+    // A scorecard of these bins.
+    const name = "german_credit_screening_bins.json";
+    copyFileSync(join(folder, "b.json"), join(folder, name));
+    const options = { stepwise: true, pdo: 30, "round-points": true };
+    const scorecard = `velmora scorecard german_credit.csv --bins=${name} '--select=age > 20' --stepwise --pdo=30 --round-points --quiet`;
+    shell(`${scorecard} --out card`);
+    shell(`${scorecard} --save c.json --sql c.sql --python c.py --pmml c.pmml`);
+    const card = `${screening}/scorecard?predictors=best&options=${encodeURIComponent(JSON.stringify(options))}&format=`;
+    for (const format of ["html", "json"]) await same(card + format, `card/scorecard.${format}`);
+    await sameWorkbook(`${card}xlsx`, "card/scorecard.xlsx");
+    await sameFiles(`${card}tables`, readdirSync(join(folder, "card")).filter((one) => one.endsWith(".csv")), "card");
+    for (const [format, file] of [["card", "c.json"], ["sql", "c.sql"], ["python", "c.py"], ["pmml", "c.pmml"]]) await same(card + format, file ?? "");
+
+    // Edited bins: the commands repeat the edits.
+    const edit = async (predictor: string, one: object) => {
+      const body = JSON.stringify({ response: "risk", predictor, edit: one });
+      expect((await ask(program.port, `/api/sessions/1/runs/${screening}/bins`, headers, "POST", body)).status, JSON.stringify(one)).toBe(200);
+    };
+    const purpose = JSON.parse((await ask(program.port, `/api/sessions/1/runs/${screening}/bins?response=risk&predictor=purpose`, headers)).text).predictor;
+    await edit("purpose", { operation: "group", levels: [purpose.levels[0].level], bins: [purpose.levels.find((one: { bin: number }) => one.bin !== purpose.levels[0].bin).bin] });
+    await edit("age", { operation: "group", levels: [30], bins: [0] });
+    await edit("age", { operation: "label", bins: [0], label: "it's -young-" });
+    await edit("duration_months", { operation: "merge", bins: [0, 1] });
+    await edit("telephone", { operation: "label", bins: [0], label: "$HOME" }); // no better than chance
+    rmSync(join(folder, "german_credit_bins_2.json"), { force: true });
+    const lines = await commandsOf(screening);
+    expect(lines.length).toBe(7);
+    for (const line of lines.slice(0, -1)) shell(line);
+    // The command line has the level 30 as a text.
+    const textLevels = (bytes: Buffer) => {
+      const bins = JSON.parse(bytes.toString());
+      return { ...bins, edits: bins.edits.map((one: { levels?: unknown[] }) => ({ ...one, levels: one.levels?.map(String) })) };
+    };
+    const made = await fetched(`${screening}/export?format=bins&predictors=all`);
+    expect(textLevels(made)).toEqual(textLevels(readFileSync(join(folder, "german_credit_bins_2.json"))));
+    shell("velmora bins export german_credit_bins_2.json --sql e.sql --python e.py --quiet");
+    await same(`${screening}/export?format=sql&predictors=all`, "e.sql");
+    await same(`${screening}/export?format=python&predictors=all`, "e.py");
+    shell(`${lines.at(-1)} --out edited --quiet`);
+    shell(`${lines.at(-1)} --save-best 100000 --save-chance --rules e.txt --recode recoded --quiet`);
+    for (const format of ["html", "json"]) await same(`${screening}/export?format=${format}`, `edited/screening.${format}`);
+    await sameWorkbook(`${screening}/export?format=xlsx`, "edited/screening.xlsx");
+    await same(`${screening}/export?format=rules&predictors=all`, "e.txt");
+    await sameFiles(`${screening}/export?format=recode&predictors=all`, readdirSync(join(folder, "recoded")), "recoded");
+    // The accepted predictors alone.
+    const refused = await ask(program.port, `/api/sessions/1/runs/${screening}/export?format=rules&predictors=accepted`, headers);
+    expect([refused.status, refused.text]).toEqual([422, '{"error":"No predictor has been accepted yet."}']);
+    const decisions = JSON.stringify({ decisions: { risk: { age: { accepted: true }, telephone: { accepted: true } } } });
+    await ask(program.port, `/api/sessions/1/runs/${screening}`, headers, "PATCH", decisions);
+    const accepted = JSON.parse((await fetched(`${screening}/export?format=bins&predictors=accepted`)).toString());
+    expect(accepted.responses[0].predictors.map((one: { name: string }) => one.name).sort()).toEqual(["age", "telephone"]);
+    const rules = (await fetched(`${screening}/export?format=rules&predictors=accepted`)).toString();
+    expect(rules).toMatch(/age/);
+    expect(rules).not.toMatch(/duration_months/);
   });
 
   it("have bins whose held-out figures and stability are those of the command after every edit", async () => {
@@ -565,7 +680,7 @@ describe("the page", () => {
     await page.getByLabel("How many").fill("4,0");
     await page.keyboard.press("Tab");
     const command4 = "velmora feature-selection german_credit.csv --dependents=risk --cuts=4";
-    await expect.poll(async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).runs[0].command).toBe(command4);
+    await expect.poll(async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).runs[0].commands).toEqual([command4]);
 
     await page.getByRole("button", { name: "amount", exact: true }).click();
     await page.locator(".bins-chart").waitFor();

@@ -24,19 +24,29 @@ constexpr std::string_view kAllowed[] = {
     "missing-bin", "pure-bin-correction", "binning", "no-prune", "sort-binary", "sort-continuous",
     "sort-categorical", "by", "by-reference", "permutations", "compare", "same-from", "distinct", "adds"};
 
-}  // namespace
+constexpr std::string_view kOfScorecards[] = {"stepwise", "any-sign", "shrink",      "folds", "seed",
+                                              "holdout",  "odds",     "base-points", "pdo",   "round-points"};
 
-std::vector<std::string> PageOptionNames() { return {std::begin(kAllowed), std::end(kAllowed)}; }
-
-std::vector<std::string> WordsOfPage(const std::string& options) {
+template <std::size_t kCount>
+std::vector<std::string> AllowedWords(const std::string& options, const std::string_view (&allowed)[kCount]) {
   std::vector<std::string> words = CommandWords(options);
   for (const std::string& word : words) {
     // Whole names only: the command line also takes the beginning of a name.
     const std::string name = word.substr(2, word.find('=') - 2);
-    if (std::find(std::begin(kAllowed), std::end(kAllowed), name) == std::end(kAllowed))
+    if (std::find(std::begin(allowed), std::end(allowed), name) == std::end(allowed))
       throw UsageError("The page cannot set the option " + ShortenedText(name) + ".");
   }
   return words;
+}
+
+}  // namespace
+
+std::vector<std::string> PageOptionNames() { return {std::begin(kAllowed), std::end(kAllowed)}; }
+
+std::vector<std::string> WordsOfPage(const std::string& options) { return AllowedWords(options, kAllowed); }
+
+std::vector<std::string> WordsOfScorecard(const std::string& options) {
+  return AllowedWords(options, kOfScorecards);
 }
 
 }  // namespace velmora

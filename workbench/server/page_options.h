@@ -12,5 +12,7 @@ std::vector<std::string> PageOptionNames();  // without "--"
 // options: the JSON object of velmora_run. Returns the words of the command line. Throws UsageError
 // for an option that the page may not set.
 std::vector<std::string> WordsOfPage(const std::string& options);
+// The same for options of velmora scorecard.
+std::vector<std::string> WordsOfScorecard(const std::string& options);
 
 }  // namespace velmora

@@ -104,10 +104,10 @@ std::int64_t WholeNumber(const httplib::Request& request, const char* name) {
 
 int RunNumber(const httplib::Request& request) { return std::atoi(request.matches[2].str().c_str()); }
 
-// A file name for a header: what is not plain ASCII is percent-encoded (RFC 6266, RFC 5987).
-std::string Disposition(const std::string& fileName) {
+// A text for a header: what is not plain ASCII is percent-encoded (RFC 6266, RFC 5987).
+std::string PercentEncoded(const std::string& text) {
   std::string encoded;
-  for (const char c : fileName) {
+  for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (std::isalnum(byte) != 0 || c == '.' || c == '_' || c == '-') {
       encoded += c;
@@ -117,7 +117,11 @@ std::string Disposition(const std::string& fileName) {
       encoded += digits;
     }
   }
-  return "attachment; filename*=UTF-8''" + encoded;
+  return encoded;
+}
+
+std::string Disposition(const std::string& fileName) {
+  return "attachment; filename*=UTF-8''" + PercentEncoded(fileName);
 }
 
 // A page is shown in a sandbox, anything else saved, unless the address says otherwise.
@@ -128,7 +132,19 @@ void GiveDownload(const Download& download, const httplib::Request& request, htt
   } else if (request.get_param_value("show") != "1") {
     response.set_header("Content-Disposition", Disposition(download.fileName));
   }
+  if (!download.notices.empty()) {
+    const std::size_t more = download.notices.size() - 1;
+    response.set_header("X-Velmora-Notice",
+                        PercentEncoded(download.notices.front() +
+                                       (more > 0 ? " (and " + std::to_string(more) + " more)" : "")));
+  }
   response.set_content(download.bytes, download.contentType);
+}
+
+PageSession::ExportRequest ExportOf(const httplib::Request& request) {
+  return {request.get_param_value("format"), request.get_param_value("dialect"),
+          request.get_param_value("predictors"), request.get_param_value("response"),
+          request.get_param_value("predictor")};
 }
 
 }  // namespace
@@ -412,11 +428,12 @@ void PageServer::AddRoutes() {
                 GiveJson(response, one.EditBins(RunNumber(request), BodyOf(request)));
               }));
   http_->Get(run + "/export", session([](PageSession& one, const Request& request, Response& response) {
-               const Download download =
-                   one.Export(RunNumber(request),
-                              {request.get_param_value("format"), request.get_param_value("dialect"),
-                               request.get_param_value("response"), request.get_param_value("predictor")});
-               GiveDownload(download, request, response);
+               GiveDownload(one.Export(RunNumber(request), ExportOf(request)), request, response);
+             }));
+  http_->Get(run + "/scorecard", session([](PageSession& one, const Request& request, Response& response) {
+               GiveDownload(
+                   one.Scorecard(RunNumber(request), ExportOf(request), request.get_param_value("options")),
+                   request, response);
              }));
   http_->Post(base + "/dialogs", session([](PageSession& one, const Request& request, Response& response) {
                 one.StartDialogs(BodyOf(request));

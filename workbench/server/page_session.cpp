@@ -3,16 +3,18 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <set>
 
 #include "workbench/bins/edit_bins.h"
 #include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
-#include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/atomic_file.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/file_places.h"
+#include "workbench/server/output_file.h"
 #include "workbench/server/page_options.h"
+#include "workbench/server/run_steps.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -39,6 +41,48 @@ std::string Now() {
   gmtime_r(&now, &parts);
   char text[32];
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+// Which predictors an export takes.
+constexpr char kAccepted[] = "accepted", kAll[] = "all";
+constexpr int kMostSaved = 100000;
+// Options of a screening that say which cases count, and how much.
+constexpr std::string_view kCaseOptions[] = {"--select", "--exclude", "--weight", "--raw-weights", "--count"};
+
+// The responses and predictors of a report that are no better than chance.
+std::set<std::pair<std::string, std::string>> ChanceIn(const std::string& report) {
+  std::set<std::pair<std::string, std::string>> chance;
+  const Json json = Json::parse(report);
+  for (const Json& response : json.at("responses")) {
+    for (const Json& predictor : response.at("predictors")) {
+      if (predictor.value("noBetterThanChance", false))
+        chance.emplace(response.at("name"), predictor.at("name"));
+    }
+  }
+  return chance;
+}
+
+// A file of a format: how it is called after stem, and what a browser takes it for.
+Download EmptyDownload(const std::string& stem, const std::string& format) {
+  struct Kind {
+    const char *ending, *type;
+  };
+  static const std::map<std::string, Kind> kKinds = {
+      {"html", {".html", "text/html"}},
+      {"json", {".json", "application/json"}},
+      {"csv", {".csv", "text/csv"}},
+      {"xlsx", {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"}},
+      {"tables", {"_tables.zip", "application/zip"}},
+      {"bins", {"_bins.json", "application/json"}},
+      {"python", {".py", "text/x-python"}},
+      {"sql", {".sql", "text/plain"}},
+      {"rules", {"_rules.txt", "text/plain"}},
+      {"recode", {"_recode.zip", "application/zip"}},
+      {"card", {"_card.json", "application/json"}},
+      {"pmml", {".pmml", "application/xml"}}};
+  const auto kind = kKinds.find(format);
+  if (kind == kKinds.end()) throw UsageError("There is no format " + ShortenedText(format) + ".");
+  return {"", stem + kind->second.ending, kind->second.type, format == "html", {}};
 }
 
 double SecondsNow() {
@@ -176,11 +220,16 @@ PageSession::Run& PageSession::FindRun(int run) {
   return *found;
 }
 
-std::string PageSession::Command(const Run& run) const {
-  std::vector<std::string> words = {data_.filename().string()};
-  words.insert(words.end(), readingWords_.begin(), readingWords_.end());
-  words.insert(words.end(), run.shownWords.begin(), run.shownWords.end());
-  return RepeatedCommand(run.analysis, words);
+std::vector<std::string> PageSession::Commands(const Run& run) const {
+  RunSteps steps{run.analysis, {data_.filename().string()}, run.edits, BinsFile(run)};
+  steps.words.insert(steps.words.end(), readingWords_.begin(), readingWords_.end());
+  steps.words.insert(steps.words.end(), run.shownWords.begin(), run.shownWords.end());
+  return CommandsOf(steps);
+}
+
+// Of the bins with their edits, beside the data.
+std::string PageSession::BinsFile(const Run& run) const {
+  return data_.stem().string() + "_bins_" + std::to_string(run.id) + ".json";
 }
 
 Json PageSession::RunJson(const Run& run) const {
@@ -193,7 +242,9 @@ Json PageSession::RunJson(const Run& run) const {
           {"created", run.created},
           {"seconds", run.seconds},
           {"options", run.options},
-          {"command", Command(run)},
+          {"commands", Commands(run)},
+          {"cutPoints", run.cutPointsFile},
+          {"binsFile", BinsFile(run)},
           {"notices", run.notices},
           {"kept", run.kept},
           {"decisions", run.decisions},
@@ -216,8 +267,8 @@ std::string PageSession::StartRun(const Json& request) {
   run->created = Now();
   if (request.contains("keepBinsOf")) {
     Run& source = FindRun(request.at("keepBinsOf").get<int>());
-    const std::string file = WriteCutPoints(source, true);
-    run->cutPointsFile = PathOf(file).filename().string();
+    run->cutPointsFile = data_.stem().string() + "_accepted_" + std::to_string(run->id) + ".json";
+    WriteBins(WithEdits(source, true), run->cutPointsFile);
     AddCutPoints(*run);
     run->decisions = source.decisions;
     run->kept = source.kept = true;
@@ -434,6 +485,7 @@ std::string PageSession::EditBins(int id, const Json& request) {
 // The bins of a run with the edits of its predictors; acceptedOnly: of the accepted predictors.
 SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
   SavedBins bins = WholeBins(run);
+  std::set<std::pair<std::string, std::string>> taken;
   for (SavedResponse& response : bins.responses) {
     const Json decisions = run.decisions.value(response.name, Json::object());
     if (acceptedOnly) {
@@ -445,74 +497,145 @@ SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
       if (!run.edits.contains(response.name) || !run.edits.at(response.name).contains(predictor.name))
         continue;
       const EditedBins& edited = FindEdited(run, response.name, predictor.name);
-      const std::string name = predictor.name;
       predictor = edited.Bins().responses.front().predictors.front();
-      bins.edits.insert(bins.edits.end(), edited.Bins().edits.begin(), edited.Bins().edits.end());
+      taken.emplace(response.name, predictor.name);
+    }
+  }
+  // In the order of the commands that repeat them.
+  for (const auto& [response, predictors] : run.edits.items()) {
+    for (const auto& [predictor, edits] : predictors.items()) {
+      if (!taken.contains({response, predictor})) continue;
+      const std::vector<BinEdit>& more = FindEdited(run, response, predictor).Bins().edits;
+      bins.edits.insert(bins.edits.end(), more.begin(), more.end());
     }
   }
   return bins;
 }
 
-// Writes the bins beside the data and returns the file, for --cut-points.
-std::string PageSession::WriteCutPoints(Run& run, bool acceptedOnly) {
-  const fs::path file =
-      data_.parent_path() / PathOf(data_.stem().string() + "_bins_" + std::to_string(run.id) + ".json");
-  WriteFileAtomically(file.string(), BinsJson(WithEdits(run, acceptedOnly)));
-  return file.string();
+// Beside the data, for --cut-points.
+void PageSession::WriteBins(const SavedBins& bins, const std::string& fileName) const {
+  WriteFileAtomically((data_.parent_path() / PathOf(fileName)).string(), BinsJson(bins));
 }
 
 // --- Handing over
+
+std::string PageSession::Stem(const Run& run) const {
+  return data_.stem().string() + (run.analysis == "screen" ? "_screening" : "_feature_selection");
+}
+
+SavedBins PageSession::BinsToExport(Run& run, const ExportRequest& asked, std::vector<std::string>& notices) {
+  SavedBins bins = asked.predictor.empty() ? WithEdits(run, asked.predictors == kAccepted)
+                                           : FindEdited(run, asked.response, asked.predictor).Bins();
+  std::set<std::pair<std::string, std::string>> left;
+  if (asked.predictor.empty() && asked.predictors != kAccepted && asked.predictors != kAll)
+    left = ChanceIn(run.report);
+  const Json dates = about_.value("dates", Json::array());
+  std::size_t count = 0;
+  for (SavedResponse& response : bins.responses) {
+    std::erase_if(response.predictors, [&](const SavedPredictor& one) {
+      if (left.contains({response.name, one.name})) return true;
+      const bool isDate = std::find(dates.begin(), dates.end(), Json(one.name)) != dates.end();
+      if (isDate) notices.push_back("SQL, Python and JSON leave out " + one.name + ", which holds dates.");
+      return isDate;
+    });
+    std::erase_if(bins.edits, [&](const BinEdit& edit) {
+      return edit.response == response.name &&
+             std::none_of(response.predictors.begin(), response.predictors.end(),
+                          [&](const SavedPredictor& one) { return one.name == edit.predictor; });
+    });
+    count += response.predictors.size();
+  }
+  if (count == 0)
+    throw RunError(asked.predictors == kAccepted
+                       ? "No predictor has been accepted yet."
+                       : "No predictor is better than chance; take all of them instead.");
+  return bins;
+}
+
+// The words of the command that makes the file, without those that say how the data are read.
+std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportRequest& asked) {
+  std::vector<std::string> words = run.shownWords;
+  if (run.analysis == "screen" && !run.edits.empty()) {
+    WriteBins(WithEdits(run, false), BinsFile(run));
+    words = WithOption(words, "--cut-points", {BinsFile(run)});
+  }
+  if (asked.format != "rules" && asked.format != "recode") return words;
+  if (asked.predictors == kAccepted) {
+    std::vector<std::string> names;
+    for (const SavedResponse& response : WithEdits(run, true).responses) {
+      for (const SavedPredictor& predictor : response.predictors) names.push_back(predictor.name);
+    }
+    if (names.empty()) throw RunError("No predictor has been accepted yet.");
+    words = WithOption(words, "--predictors", names);
+  }
+  words.push_back("--save-best=" + std::to_string(kMostSaved));
+  if (asked.predictors == kAccepted || asked.predictors == kAll) words.emplace_back("--save-chance");
+  return words;
+}
 
 Download PageSession::Export(int id, const ExportRequest& asked) {
   std::unique_lock lock(mutex_);
   Run& run = FindRun(id);
   const std::string& format = asked.format;
-  const std::string stem =
-      data_.stem().string() + (run.analysis == "screen" ? "_screening" : "_feature_selection");
-  const auto bins = [&] {
-    return asked.predictor.empty() ? WithEdits(run, false)
-                                   : FindEdited(run, asked.response, asked.predictor).Bins();
-  };
-  if (format == "bins") return {BinsJson(bins()), stem + "_bins.json", "application/json"};
-  if (format == "python") return {BinsPython(bins()), stem + "_bins.py", "text/x-python"};
-  if (format == "sql") {
-    const std::vector<std::string>& names = SqlDialectNames();
-    const auto at =
-        std::find(names.begin(), names.end(), asked.dialect.empty() ? names.front() : asked.dialect);
-    if (at == names.end()) throw UsageError("There is no SQL dialect " + ShortenedText(asked.dialect) + ".");
-    std::vector<std::string> notices;
-    return {BinsSql(bins(), notices, static_cast<SqlDialect>(at - names.begin())), stem + "_bins.sql",
-            "text/plain"};
+  Download download = EmptyDownload(Stem(run), format);
+  if (format == "bins" || format == "python" || format == "sql") {
+    const SavedBins bins = BinsToExport(run, asked, download.notices);
+    if (format == "bins") {
+      download.bytes = BinsJson(bins);
+    } else if (format == "python") {
+      download.bytes = BinsPython(bins);
+    } else {
+      download.bytes = BinsSql(bins, download.notices, SqlDialectNamed(asked.dialect));
+    }
+  } else {
+    const std::vector<std::string> words = WordsForExport(run, asked);
+    std::vector<std::string> shown = readingWords_;
+    shown.insert(shown.end(), words.begin(), words.end());
+    const Json request = {{"op", "export"},
+                          {"analysis", run.analysis},
+                          {"arguments", words},
+                          {"shown", shown},
+                          {"format", format}};
+    WorkerClient* const worker = worker_.get();
+    lock.unlock();
+    if (worker == nullptr) throw RunError(error_);
+    download.bytes = worker->Ask(JsonText(request), &download.notices);
   }
-  static const std::map<std::string, std::string> kTypes = {
-      {"html", "text/html"},
-      {"json", "application/json"},
-      {"csv", "text/csv"},
-      {"xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"}};
-  const auto type = kTypes.find(format);
-  if (type == kTypes.end()) throw UsageError("There is no format " + ShortenedText(format) + ".");
-  std::vector<std::string> words = run.words, shown = readingWords_;
-  shown.insert(shown.end(), run.shownWords.begin(), run.shownWords.end());
-  if (run.analysis == "screen" && !run.edits.empty()) {
-    const std::string option = "--cut-points=";
-    std::erase_if(words, [&](const std::string& word) { return word.starts_with(option); });
-    std::erase_if(shown, [&](const std::string& word) { return word.starts_with(option); });
-    const std::string file = WriteCutPoints(run, false);
-    words.push_back(option + file);
-    shown.push_back(option + PathOf(file).filename().string());
+  return download;
+}
+
+Download PageSession::Scorecard(int id, const ExportRequest& asked, const std::string& options) {
+  std::unique_lock lock(mutex_);
+  Run& run = FindRun(id);
+  Download download = EmptyDownload(data_.stem().string() + "_scorecard", asked.format);
+  const std::string binsFile = Stem(run) + "_bins.json";
+  const std::string bins =
+      BinsJson(BinsToExport(run, {"bins", "", asked.predictors, "", ""}, download.notices));
+  // The cases are those of the screening.
+  std::vector<std::string> words, shown = readingWords_, missing;
+  for (const std::string& word : run.shownWords) {
+    const std::string option = word.substr(0, word.find('='));
+    if (option == "--missing") missing.push_back(word.substr(option.size() + 1));
+    if (std::find(std::begin(kCaseOptions), std::end(kCaseOptions), option) != std::end(kCaseOptions))
+      words.push_back(word);
   }
-  const std::string analysis = run.analysis;
+  for (const std::string& word : WordsOfScorecard(options)) words.push_back(word);
+  shown.push_back("--bins=" + binsFile);
+  for (const std::string& code : missing) shown.push_back("--missing=" + code);
+  shown.insert(shown.end(), words.begin(), words.end());
+  const Json request = {
+      {"op", "scorecard"},  {"bins", bins},   {"binsFile", binsFile},   {"missing", missing},
+      {"arguments", words}, {"shown", shown}, {"format", asked.format}, {"dialect", asked.dialect}};
   WorkerClient* const worker = worker_.get();
   lock.unlock();
   if (worker == nullptr) throw RunError(error_);
-  const Json request = {
-      {"op", "export"}, {"analysis", analysis}, {"arguments", words}, {"shown", shown}, {"format", format}};
-  return {worker->Ask(JsonText(request)), stem + "." + format, type->second, format == "html"};
+  download.bytes = worker->Ask(JsonText(request), &download.notices);
+  return download;
 }
 
 Download PageSession::Project() {
   const std::lock_guard lock(mutex_);
-  return {JsonText(ProjectJson(), 1) + "\n", project_.filename().string(), "application/json"};
+  return {JsonText(ProjectJson(), 1) + "\n", project_.filename().string(), "application/json", false, {}};
 }
 
 // --- Dialogs
@@ -581,8 +704,11 @@ Download PageSession::DialogResults(const std::string& format) {
   if (target == 0) throw UsageError("No dialogs are open.");
   const std::string bytes =
       Ask("act", {{"target", target}, {"action", {{"do", "results"}, {"format", format}}}});
-  return {bytes, data_.stem().string() + "_results." + format,
-          format == "html" ? "text/html" : "application/octet-stream", format == "html"};
+  return {bytes,
+          data_.stem().string() + "_results." + format,
+          format == "html" ? "text/html" : "application/octet-stream",
+          format == "html",
+          {}};
 }
 
 // --- Project file
@@ -598,7 +724,7 @@ Json PageSession::ProjectJson() const {
                     {"kept", run->kept},
                     {"options", run->options},
                     {"cutPointsFile", run->cutPointsFile},
-                    {"command", Command(*run)},
+                    {"commands", Commands(*run)},
                     {"decisions", run->decisions},
                     {"edits", run->edits}});
   }

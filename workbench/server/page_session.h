@@ -24,7 +24,8 @@ namespace velmora {
 
 struct Download {
   std::string bytes, fileName, contentType;
-  bool isPage = false;  // to be shown in a sandbox, not saved
+  bool isPage = false;               // to be shown in a sandbox, not saved
+  std::vector<std::string> notices;  // for the user, a sentence each
 };
 
 class PageSession {
@@ -65,11 +66,18 @@ class PageSession {
   std::string EditBins(int run, const Json& request);
 
   struct ExportRequest {
-    std::string format;               // html, xlsx, json, csv; of a screening also bins, sql, python
-    std::string dialect;              // of SQL
-    std::string response, predictor;  // bins of this predictor alone; empty: of all
+    std::string format;   // as of AnalysisFile; of a screening also bins, sql and python
+    std::string dialect;  // of SQL
+    // Of bins, sql, python, rules and recode: "accepted", "all", or those better than chance.
+    std::string predictors;
+    std::string response, predictor;  // bins of this predictor alone; empty: as predictors says
   };
+  // The file that the command writes. With edits: after the edits as operations of velmora bins, or
+  // from the edited bins as --cut-points, which are written beside the data.
   Download Export(int run, const ExportRequest& request);
+  // A scorecard of the bins that Export gives as "bins". options: of the command, as JSON. format: as
+  // of ScorecardFile.
+  Download Scorecard(int run, const ExportRequest& request, const std::string& options);
   Download Project();
 
   // The module's own dialogs (page_dialogs.h). request: "analysis". One analysis at a time.
@@ -115,13 +123,17 @@ class PageSession {
   SavedBins WholeBins(const Run& run) const;
   void TakeBins(Run& run, const std::string& json);
   SavedBins WithEdits(Run& run, bool acceptedOnly);
-  std::string WriteCutPoints(Run& run, bool acceptedOnly);
+  SavedBins BinsToExport(Run& run, const ExportRequest& asked, std::vector<std::string>& notices);
+  std::vector<std::string> WordsForExport(Run& run, const ExportRequest& asked);
+  std::string Stem(const Run& run) const;
+  void WriteBins(const SavedBins& bins, const std::string& fileName) const;
   void Publish(const char* type, Json members);
   void PublishRun(const Run& run);
   void LoadProject(const std::filesystem::path& project);
   Json ProjectJson() const;
   void Save();
-  std::string Command(const Run& run) const;
+  std::vector<std::string> Commands(const Run& run) const;
+  std::string BinsFile(const Run& run) const;
 
   int id_;
   std::filesystem::path data_, project_;

@@ -32,8 +32,9 @@ class WorkerClient {
   // "result" or "error". Returns the request's id; 0 when the worker is gone, and handler is not
   // called then.
   std::uint64_t Send(const std::string& json, Handler handler);
-  // Sends a request and waits for the result. Throws RunError with the worker's sentence.
-  std::string Ask(const std::string& json);
+  // Sends a request and waits for the result. lines: gets the warnings on the way, unless it is
+  // null. Throws RunError with the worker's sentence.
+  std::string Ask(const std::string& json, std::vector<std::string>* lines = nullptr);
 
  private:
   void ReadAnswers();

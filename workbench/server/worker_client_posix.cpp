@@ -76,10 +76,12 @@ std::uint64_t WorkerClient::Send(const std::string& json, Handler handler) {
   return id;
 }
 
-std::string WorkerClient::Ask(const std::string& json) {
+std::string WorkerClient::Ask(const std::string& json, std::vector<std::string>* lines) {
   const auto answer = std::make_shared<std::promise<std::string>>();
   std::future<std::string> result = answer->get_future();
-  const std::uint64_t id = Send(json, [answer](const Frame& frame) {
+  const std::uint64_t id = Send(json, [answer, lines](const Frame& frame) {
+    if (frame.type == "line" && lines != nullptr)
+      lines->push_back(nlohmann::json::parse(frame.payload).get<std::string>());
     if (frame.type == "result") answer->set_value(frame.payload);
     if (frame.type != "error") return;
     const std::string sentence = nlohmann::json::parse(frame.payload).value("error", "");

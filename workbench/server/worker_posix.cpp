@@ -19,17 +19,18 @@
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_monitor.h"
+#include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/readers.h"
 #include "workbench/data/sha256.h"
-#include "workbench/documents/writers.h"
 #include "workbench/language/selection.h"
 #include "workbench/report/json_text.h"
 #include "workbench/server/case_pieces.h"
 #include "workbench/server/channel.h"
+#include "workbench/server/output_file.h"
 #include "workbench/server/page_dialogs.h"
 #include "workbench/server/table_view.h"
 #include "workbench/server/worker.h"
@@ -97,13 +98,14 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, De
     const Table& data = run->session.Data();
     const CaseBitmap selected = SelectCases(data, {report.select, report.exclude});
     const SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
+    const std::string fileName = PathOf(bins.dataFile).filename().string();
     PieceCounter counter(*run, by);
     // One by one, the best first, so that the first can be edited while the others are counted.
     for (const SavedResponse& response : bins.responses) {
       for (const SavedPredictor& predictor : response.predictors) {
         SavedResponse part = response;
         part.predictors = {predictor};
-        SavedBins one{bins.dataFile, {std::move(part)}, {}};
+        SavedBins one{fileName, {std::move(part)}, {}};
         AddCounts(data, selected, run->session.WeightVariable(), report.weights, one);
         if (const std::optional<CasePieces> pieces = counter.Count(one.responses.front()))
           static_cast<void>(channel.Send({"pieces", frame.id, PiecesJson(*pieces)}));
@@ -114,28 +116,48 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, De
   static_cast<void>(channel.Send({"result", frame.id, "{}"}));
 }
 
+// Files name files as the command does that runs in the folder of the data.
+void EnterFolderOf(Table& table) {
+  const std::filesystem::path file = PathOf(table.fileName);
+  std::error_code unreachable;  // then the whole path is named
+  std::filesystem::current_path(file.parent_path(), unreachable);
+  if (!unreachable) table.fileName = file.filename().string();
+}
+
+Provenance ProvenanceOfPage(const std::string& command, const std::string& data, const Json& request) {
+  auto words = request.at("shown").get<std::vector<std::string>>();
+  words.insert(words.begin(), data);
+  return ProvenanceOf(command, words, data);
+}
+
 void Export(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
+  EnterFolderOf(described.table);
   const std::string data = described.table.fileName;
   const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described));
-  if (run->featureSelection) {
-    std::vector<std::string> words = request.at("shown").get<std::vector<std::string>>();
-    words.insert(words.begin(), PathOf(data).filename().string());
-    run->featureSelection->provenance = ProvenanceOf("feature-selection", words, data);
+  const std::string analysis = request.at("analysis").get<std::string>();
+  Provenance provenance = ProvenanceOfPage(analysis, data, request);
+  (run->screening ? run->screening->provenance : run->featureSelection->provenance) = std::move(provenance);
+  SaveOptions save;
+  if (run->screening) {
+    auto words = request.at("arguments").get<std::vector<std::string>>();
+    words.insert(words.begin(), data);
+    save = ParseScreen(words).save;
   }
-  const OutputWriters writers = run->Writers();
-  const std::string format = request.at("format").get<std::string>();
-  std::string bytes, error;
-  if (format == "html") {
-    bytes = writers.page();
-  } else if (format == "json") {
-    bytes = writers.json();
-  } else if (format == "csv") {
-    bytes = writers.csv();
-  } else if (format == "xlsx") {
-    if (!WriteXlsx(writers.workbook(), bytes, error)) throw RunError(error);
-  } else {
-    throw UsageError("There is no format " + format + ".");
-  }
+  const std::string bytes = AnalysisFile(*run, request.at("format").get<std::string>(), save);
+  static_cast<void>(channel.Send({"result", frame.id, bytes}));
+}
+
+void ExportScorecard(const Channel& channel, const Frame& frame, const Json& request, Table table) {
+  EnterFolderOf(table);
+  const std::string data = table.fileName, binsFile = request.at("binsFile").get<std::string>();
+  for (const Json& option : request.at("missing")) ApplyMissingOption(table, option.get<std::string>());
+  ScorecardReport report =
+      RunScorecardOn(std::move(table), ParseBinsJson(request.at("bins").get<std::string>(), binsFile),
+                     request.at("arguments").get<std::vector<std::string>>(), binsFile);
+  report.provenance = ProvenanceOfPage("scorecard", data, request);
+  for (const std::string& notice : report.notices) Warn(notice);
+  const std::string bytes = ScorecardFile(report, request.at("format").get<std::string>(),
+                                          request.at("dialect").get<std::string>());
   static_cast<void>(channel.Send({"result", frame.id, bytes}));
 }
 
@@ -191,10 +213,16 @@ class Worker {
       table_ = ReadTable(options.path, reading, &report);
       for (const std::string& option : options.missingCodes) ApplyMissingOption(table_, option);
       Json names = Json::array();
-      for (const Column& column : table_.columns) names.push_back(column.name);
-      loaded = channel_.Send(
-          {"loaded", 0,
-           JsonText({{"cases", table_.caseCount}, {"names", names}, {"notices", report.warnings}})});
+      Json dates = Json::array();
+      for (const Column& column : table_.columns) {
+        names.push_back(column.name);
+        if (column.dateUnit != DateUnit::kNone) dates.push_back(column.name);
+      }
+      loaded = channel_.Send({"loaded", 0,
+                              JsonText({{"cases", table_.caseCount},
+                                        {"names", names},
+                                        {"dates", dates},
+                                        {"notices", report.warnings}})});
     });
     return loaded;
   }
@@ -255,6 +283,11 @@ class Worker {
         DescribedTable data{std::move(table_), described_};
         if (op == "run") return Analyze(channel, asked, request, std::move(data));
         Export(channel, asked, request, std::move(data));
+      });
+    }
+    if (op == "scorecard") {
+      return Fork(frame, [this, &request](const Channel& channel, const Frame& asked) {
+        ExportScorecard(channel, asked, request, std::move(table_));
       });
     }
     if (op == "dialogs") {

@@ -5,7 +5,8 @@ import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
 import { formatCount, formatNumber, formatP, formatPercent, searchNames, splitPlace } from "./logic";
-import { copyText, Remarks, RunBar } from "./RunBar";
+import { Remarks, RunBar } from "./RunBar";
+import { copyText } from "./TakeAway";
 import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
 import type { BinEdit, BinsPanel, Decision, Run, ScreenedPredictor, ScreeningReport, Worth } from "./types";
 

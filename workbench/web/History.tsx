@@ -1,6 +1,6 @@
 // Every run that was kept: compare, repeat, rename, annotate, delete.
 import { formatNumber } from "./logic";
-import { copyText } from "./RunBar";
+import { CopyCommands, CopyPython } from "./TakeAway";
 import { changeRun, deleteRun, repeatRun, show, showRun, useStore } from "./store";
 import type { RankingReport, ScreeningReport } from "./types";
 
@@ -52,10 +52,11 @@ export function History() {
               </span>
             </header>
             {names && <p>Best: {names}</p>}
-            <code>{run.command}</code>
-            <button type="button" class="link" onClick={() => void copyText(run.command, "The command line")}>
-              copy
-            </button>
+            <code>{run.commands.join("\n")}</code>
+            <span class="line">
+              <CopyCommands run={run} />
+              <CopyPython run={run} />
+            </span>
             <input
               aria-label="Note"
               class="note"

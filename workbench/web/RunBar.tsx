@@ -1,19 +1,8 @@
-// The state of a run, and what can be taken away from it.
-import { useState } from "preact/hooks";
-import { formatNumber, pythonCode } from "./logic";
-import { base, cancelRun, changeRun, fail, repeatRun, setState, startRun, useStore } from "./store";
+// The state of a run.
+import { formatNumber } from "./logic";
+import { cancelRun, changeRun, repeatRun, startRun, useStore } from "./store";
+import { TakeAway } from "./TakeAway";
 import type { Run } from "./types";
-
-const dialects = ["standard", "postgresql", "mysql", "sqlserver", "oracle", "bigquery", "spark", "duckdb", "sqlite"];
-
-export async function copyText(text: string, what: string): Promise<void> {
-  try {
-    await navigator.clipboard.writeText(text);
-    setState({ message: `${what} is copied.` });
-  } catch {
-    fail(new Error("The browser does not let the page copy."));
-  }
-}
 
 export function Remarks({ texts }: { texts: string[] }) {
   if (texts.length === 0) return null;
@@ -30,10 +19,8 @@ export function Remarks({ texts }: { texts: string[] }) {
 }
 
 export function RunBar({ run }: { run: Run }) {
-  const { progress, snapshot } = useStore();
-  const [dialect, setDialect] = useState("standard");
+  const { progress } = useStore();
   const now = progress[run.run];
-  const address = (format: string, more = "") => `${base()}/runs/${run.run}/export?format=${format}${more}`;
   const done = run.status === "done";
   const accepted = Object.values(run.decisions).some((ones) => Object.values(ones).some((one) => one.accepted));
   return (
@@ -66,42 +53,7 @@ export function RunBar({ run }: { run: Run }) {
               Search the others again
             </button>
           )}
-          <details class="menu">
-            <summary>Take away</summary>
-            <div>
-              <a href={address("html")} target="_blank" rel="noopener">
-                Report
-              </a>
-              <a href={address("html", "&save=1")}>Report as a file</a>
-              <a href={address("xlsx")}>Workbook (XLSX)</a>
-              <a href={address("csv")}>Table (CSV)</a>
-              <a href={address("json")}>JSON</a>
-              {run.analysis === "screen" && (
-                <>
-                  <a href={address("bins")}>Bins (JSON)</a>
-                  <a href={address("python")}>Bins as Python</a>
-                  <span class="line">
-                    <a href={address("sql", `&dialect=${dialect}`)}>Bins as SQL</a>
-                    <select aria-label="SQL dialect" value={dialect} onChange={(event) => setDialect(event.currentTarget.value)}>
-                      {dialects.map((one) => (
-                        <option key={one}>{one}</option>
-                      ))}
-                    </select>
-                  </span>
-                </>
-              )}
-              <a href={`${base()}/project`}>Project</a>
-              <button type="button" onClick={() => void copyText(run.command, "The command line")}>
-                Copy the command line
-              </button>
-              <button
-                type="button"
-                onClick={() => void copyText(pythonCode(snapshot?.file ?? "", run.analysis, run.options), "The Python code")}
-              >
-                Copy as Python
-              </button>
-            </div>
-          </details>
+          <TakeAway run={run} />
         </>
       )}
       {run.notices.length > 0 && (

@@ -33,6 +33,22 @@ export async function getText(path: string): Promise<string> {
   return (await request("GET", path)).text();
 }
 
+export interface ReceivedFile {
+  name: string;
+  bytes: Blob;
+  notice: string;
+}
+
+export async function getFile(path: string): Promise<ReceivedFile> {
+  const response = await request("GET", path);
+  const name = /filename\*=UTF-8''(.*)$/.exec(response.headers.get("Content-Disposition") ?? "")?.[1] ?? "file";
+  return {
+    name: decodeURIComponent(name),
+    bytes: await response.blob(),
+    notice: decodeURIComponent(response.headers.get("X-Velmora-Notice") ?? ""),
+  };
+}
+
 export async function send<Answer>(method: "POST" | "PATCH" | "DELETE", path: string, body: unknown = {}): Promise<Answer> {
   return (await (await request(method, path, body)).json()) as Answer;
 }

@@ -1,6 +1,6 @@
 // The page's plain functions: numbers, names, options, code, places of cut points.
 import { fieldGroups, isSearched } from "./fields";
-import type { Analysis, BinsPanel, Choices, Options, Variable } from "./types";
+import type { Analysis, BinsPanel, Choices, Options, Run, Variable } from "./types";
 
 // --- Numbers
 
@@ -240,22 +240,37 @@ function pythonText(value: unknown): string {
   return JSON.stringify(value);
 }
 
-// The run in the Python package.
-export function pythonCode(file: string, analysis: Analysis, options: Options): string {
-  const rest = { ...options };
+// The run in the Python package, with the edits of its bins.
+export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" | "cutPoints" | "binsFile" | "edits">): string {
+  const rest = { ...run.options };
   const kinds = ["binary", "continuous", "categorical"];
   let outcome: unknown = rest["dependents"];
   delete rest["dependents"];
   for (const kind of kinds) {
-    if (analysis !== "screen" || rest[`${kind}-response`] === undefined) continue;
+    if (run.analysis !== "screen" || rest[`${kind}-response`] === undefined) continue;
     outcome = rest[`${kind}-response`];
     delete rest[`${kind}-response`];
     if (kind !== "binary") rest["kind"] = kind;
   }
   const single = Array.isArray(outcome) && outcome.length === 1 ? outcome[0] : outcome;
-  const named = Object.entries(rest).map(([name, value]) => `,\n    ${name.replace(/-/g, "_")}=${pythonText(value)}`);
-  const call = analysis === "screen" ? "screen" : "rank";
-  return `import velmora\n\nresult = velmora.${call}(${pythonText(file)}, ${pythonText(single)}${named.join("")})\n`;
+  const call = (result: string, more: Options) => {
+    const named = Object.entries({ ...rest, ...more }).map(([name, value]) => `,\n    ${name.replace(/-/g, "_")}=${pythonText(value)}`);
+    return `${result} = velmora.${run.analysis === "screen" ? "screen" : "rank"}(${pythonText(file)}, ${pythonText(single)}${named.join("")})\n`;
+  };
+  const given: Options = run.cutPoints ? { "cut-points": run.cutPoints } : {};
+  const edits = Object.values(run.edits).flatMap((predictors) =>
+    Object.entries(predictors).flatMap(([predictor, list]) =>
+      list.map(({ operation, ...members }) => {
+        const named = Object.entries(members).map(([name, value]) => `, ${name}=${pythonText(value)}`);
+        return `bins = bins.edit(${pythonText(operation)}, ${pythonText(predictor)}${named.join("")})\n`;
+      }),
+    ),
+  );
+  if (edits.length === 0) return `import velmora\n\n${call("result", given)}`;
+  return (
+    `import velmora\n\n${call("found", { ...given, "save-chance": true })}bins = found.bins(best=100000)\n${edits.join("")}` +
+    `bins.save(${pythonText(run.binsFile)})\n${call("result", { "cut-points": run.binsFile })}`
+  );
 }
 
 // --- Cut points

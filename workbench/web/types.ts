@@ -48,11 +48,13 @@ export interface Run {
   created: string;
   seconds: number;
   options: Options;
-  command: string;
+  commands: string[]; // that repeat the run with its edits; the last one makes the outputs
+  cutPoints: string; // file of the bins that were given
+  binsFile: string; // of the edited bins
   notices: string[];
   kept: boolean;
   decisions: Record<string, Record<string, Decision>>;
-  edits: Record<string, Record<string, unknown[]>>;
+  edits: Record<string, Record<string, Record<string, unknown>[]>>;
 }
 
 // What the user has chosen. It belongs to the page; the server keeps it.

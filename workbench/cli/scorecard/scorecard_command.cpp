@@ -111,10 +111,11 @@ OutputWriters WritersOf(const ScorecardReport& report) {
   return writers;
 }
 
-ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments) {
+ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments,
+                               const std::string& binsFile) {
   const CommandOptions options = ParseOptions(arguments, true);
   table = PrepareTable(std::move(table), {});
-  return MakeScorecard(table, bins, "the bins", options.request, std::nullopt);
+  return MakeScorecard(table, bins, binsFile, options.request, std::nullopt);
 }
 
 int RunScorecardCommand(const std::vector<std::string>& arguments) {

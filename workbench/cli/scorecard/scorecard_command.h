@@ -17,8 +17,10 @@ extern const char kScorecardHelp[];
 int RunScorecardCommand(const std::vector<std::string>& arguments);
 
 // A scorecard of a table in memory by bins in memory. arguments: as on the command line, without
-// DATA and the options that name files. Throws the exceptions that RunGuarded handles.
-ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments);
+// DATA and the options that name files. binsFile: where the report says that the bins are from.
+// Throws the exceptions that RunGuarded handles.
+ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments,
+                               const std::string& binsFile = "the bins");
 
 // The report must outlive the writers.
 OutputWriters WritersOf(const ScorecardReport& report);

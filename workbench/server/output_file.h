@@ -1,0 +1,27 @@
+// Single files of what an analysis or a scorecard gives, each as the command writes it.
+//
+//   std::string rules = AnalysisFile(*run, "rules", ParseScreen(words).save);
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/bins/saved_bins.h"
+#include "workbench/cli/finished_run.h"
+#include "workbench/cli/screen/screen_save.h"
+
+namespace velmora {
+
+// format: html, xlsx, json, csv (the first table) or tables (all of them in a ZIP archive); of a
+// screening also rules and recode (a ZIP archive), of the predictors that save names. Throws
+// UsageError and RunError.
+std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save);
+
+// format: html, xlsx, json, csv, tables, or card (for velmora apply), python, pmml or sql.
+std::string ScorecardFile(const ScorecardReport& report, const std::string& format,
+                          const std::string& dialect);
+
+// Empty: the first dialect. Throws UsageError.
+SqlDialect SqlDialectNamed(const std::string& name);
+
+}  // namespace velmora

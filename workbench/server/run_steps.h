@@ -1,0 +1,29 @@
+// The commands that repeat a run of the page, one per line, with what the user has done since.
+//
+//   velmora screen credit.csv --binary-response=risk ... --bins=credit_bins_3.json
+//   velmora bins edit credit_bins_3.json merge age 2 3
+//   velmora screen credit.csv --binary-response=risk ... --cut-points=credit_bins_3.json
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "workbench/report/json_text.h"
+
+namespace velmora {
+
+struct RunSteps {
+  std::string analysis;
+  std::vector<std::string> words;  // of the command, with the data file
+  Json edits = Json::object();     // response -> predictor -> list of edits
+  std::string binsFile;            // of the edited bins
+};
+
+// The last one makes the outputs.
+std::vector<std::string> CommandsOf(const RunSteps& steps);
+
+// words with another value of an option, or several, and without those that it had.
+std::vector<std::string> WithOption(std::vector<std::string> words, const std::string& option,
+                                    const std::vector<std::string>& values);
+
+}  // namespace velmora

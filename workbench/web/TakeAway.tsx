@@ -1,0 +1,226 @@
+// What can be taken away from a run: files as the command writes them, and the steps as commands and as Python.
+import { useEffect, useRef, useState } from "preact/hooks";
+import { getFile } from "./api";
+import { parseNumber, pythonCode, usesDecimalComma } from "./logic";
+import { base, fail, setState, useStore } from "./store";
+import type { Run } from "./types";
+
+const dialects = ["standard", "postgresql", "mysql", "sqlserver", "oracle", "bigquery", "spark", "duckdb", "sqlite"];
+
+export async function copyText(text: string, title: string): Promise<void> {
+  try {
+    await navigator.clipboard.writeText(text);
+    setState({ message: `${title} copied.` });
+  } catch {
+    fail(new Error("The browser does not let the page copy."));
+  }
+}
+
+export function CopyCommands({ run }: { run: Run }) {
+  const several = run.commands.length > 1;
+  return (
+    <button
+      type="button"
+      onClick={() => void copyText(`${run.commands.join("\n")}\n`, several ? "The command lines are" : "The command line is")}
+    >
+      {several ? "Copy the command lines" : "Copy the command line"}
+    </button>
+  );
+}
+
+export function CopyPython({ run }: { run: Run }) {
+  const { snapshot } = useStore();
+  return (
+    <button type="button" onClick={() => void copyText(pythonCode(snapshot?.file ?? "", run), "The Python code is")}>
+      Copy as Python
+    </button>
+  );
+}
+
+// A link to a file. A failure is a message of this page, not a page of its own.
+function FileLink({ address, title }: { address: string; title: string }) {
+  const [busy, setBusy] = useState(false);
+  const save = async () => {
+    setBusy(true);
+    setState({ message: "" });
+    try {
+      const file = await getFile(address);
+      const link = document.createElement("a");
+      link.href = URL.createObjectURL(file.bytes);
+      link.download = file.name;
+      link.click();
+      setTimeout(() => URL.revokeObjectURL(link.href), 60_000);
+      if (file.notice) setState({ message: file.notice });
+    } catch (error) {
+      fail(error);
+    }
+    setBusy(false);
+  };
+  return (
+    <a
+      href={address}
+      aria-busy={busy}
+      onClick={(event) => {
+        event.preventDefault();
+        if (!busy) void save();
+      }}
+    >
+      {title}
+      {busy && " …"}
+    </a>
+  );
+}
+
+function Dialect({ value, change }: { value: string; change: (dialect: string) => void }) {
+  return (
+    <select aria-label="SQL dialect" value={value} onChange={(event) => change(event.currentTarget.value)}>
+      {dialects.map((one) => (
+        <option key={one}>{one}</option>
+      ))}
+    </select>
+  );
+}
+
+export function TakeAway({ run }: { run: Run }) {
+  const [dialect, setDialect] = useState("standard");
+  const [predictors, setPredictors] = useState<string | null>(null);
+  const [card, setCard] = useState(false);
+  const accepted = Object.values(run.decisions).flatMap((ones) => Object.values(ones).filter((one) => one.accepted)).length;
+  const which = predictors ?? (accepted > 0 ? "accepted" : "best");
+  const address = (format: string, more = "") => `${base()}/runs/${run.run}/export?format=${format}${more}`;
+  const ofBins = (format: string, more = "") => address(format, `&predictors=${which}${more}`);
+  const binary = run.options["binary-response"] !== undefined;
+  return (
+    <>
+      <details class="menu">
+        <summary>Take away</summary>
+        <div>
+          <a href={address("html")} target="_blank" rel="noopener">
+            Report
+          </a>
+          <FileLink address={address("html", "&save=1")} title="Report as a file" />
+          <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
+          <FileLink address={address("csv")} title="Table (CSV)" />
+          {run.analysis === "screen" && <FileLink address={address("tables")} title="All tables (CSV in ZIP)" />}
+          <FileLink address={address("json")} title="JSON" />
+          {run.analysis === "screen" && (
+            <fieldset>
+              <legend>For new data</legend>
+              <label class="line">
+                Predictors
+                <select value={which} onChange={(event) => setPredictors(event.currentTarget.value)}>
+                  <option value="accepted" disabled={accepted === 0}>
+                    accepted ({accepted})
+                  </option>
+                  <option value="best">better than chance</option>
+                  <option value="all">all</option>
+                </select>
+              </label>
+              <FileLink address={ofBins("bins")} title="Bins (JSON)" />
+              <span class="line">
+                <FileLink address={ofBins("sql", `&dialect=${dialect}`)} title="Bins as SQL" />
+                <Dialect value={dialect} change={setDialect} />
+              </span>
+              <FileLink address={ofBins("python")} title="Bins as Python" />
+              <FileLink address={ofBins("recode")} title="Recode files (ZIP)" />
+              <FileLink address={ofBins("rules")} title="Rules" />
+              {binary && (
+                <button type="button" onClick={() => setCard(true)}>
+                  Scorecard …
+                </button>
+              )}
+            </fieldset>
+          )}
+          <FileLink address={`${base()}/project`} title="Project" />
+          <CopyCommands run={run} />
+          <CopyPython run={run} />
+        </div>
+      </details>
+      {card && <Scorecard run={run} predictors={which} close={() => setCard(false)} />}
+    </>
+  );
+}
+
+const cardNumbers: [option: string, label: string, standard: string, hint: string][] = [
+  ["base-points", "Score at the odds beside", "600", "The score of a case whose odds are those of the next field"],
+  ["odds", "Good cases per bad case", "50", "The odds at which a case has the score of the field before"],
+  ["pdo", "Points more at twice the odds", "20", "Points to double the odds"],
+  ["holdout", "Share of cases held out", "none", "The scorecard is measured on cases that it was not made from"],
+];
+const cardFlags: [option: string, label: string][] = [
+  ["stepwise", "let predictors in one by one, as long as one helps"],
+  ["shrink", "shrink the coefficients of predictors that determine each other"],
+  ["round-points", "whole points"],
+];
+
+function Scorecard({ run, predictors, close }: { run: Run; predictors: string; close: () => void }) {
+  const [dialect, setDialect] = useState("standard");
+  const [texts, setTexts] = useState<Record<string, string>>({});
+  const [flags, setFlags] = useState<Record<string, boolean>>({});
+  const { message } = useStore();
+  const dialog = useRef<HTMLDialogElement>(null);
+  useEffect(() => dialog.current?.showModal(), []);
+  const comma = usesDecimalComma(navigator.language);
+  const options: Record<string, unknown> = {};
+  for (const [option] of cardNumbers) {
+    const number = parseNumber(texts[option] ?? "", comma);
+    if (number !== null) options[option] = number;
+  }
+  for (const [option] of cardFlags) if (flags[option]) options[option] = true;
+  const query = `predictors=${predictors}&options=${encodeURIComponent(JSON.stringify(options))}`;
+  const address = (format: string, more = "") => `${base()}/runs/${run.run}/scorecard?format=${format}&${query}${more}`;
+  const names = { accepted: "the accepted predictors", best: "the predictors better than chance", all: "all predictors" };
+  return (
+    <dialog class="scorecard" ref={dialog} onClose={close} aria-label="Scorecard">
+      <form method="dialog">
+        <h2>Scorecard</h2>
+        <p class="soft">
+          A logistic regression gives each bin of {names[predictors as keyof typeof names]} its points; the score of a case is their sum.
+        </p>
+        <div class="fields">
+          {cardNumbers.map(([option, label, standard, hint]) => {
+            const text = texts[option] ?? "";
+            return (
+              <label key={option} title={hint}>
+                {label}
+                <input
+                  inputMode="decimal"
+                  placeholder={standard}
+                  value={text}
+                  class={text !== "" && parseNumber(text, comma) === null ? "wrong" : ""}
+                  aria-invalid={text !== "" && parseNumber(text, comma) === null}
+                  onInput={(event) => setTexts({ ...texts, [option]: event.currentTarget.value })}
+                />
+              </label>
+            );
+          })}
+          {cardFlags.map(([option, label]) => (
+            <label class="check" key={option}>
+              <input type="checkbox" checked={flags[option] === true} onChange={(event) => setFlags({ ...flags, [option]: event.currentTarget.checked })} />
+              {label}
+            </label>
+          ))}
+        </div>
+        <div class="card-files">
+          <a href={address("html")} target="_blank" rel="noopener">
+            Report
+          </a>
+          <FileLink address={address("html", "&save=1")} title="Report as a file" />
+          <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
+          <FileLink address={address("tables")} title="Tables (CSV in ZIP)" />
+          <FileLink address={address("card")} title="Scorecard (JSON)" />
+          <span class="line">
+            <FileLink address={address("sql", `&dialect=${dialect}`)} title="SQL" />
+            <Dialect value={dialect} change={setDialect} />
+          </span>
+          <FileLink address={address("python")} title="Python" />
+          <FileLink address={address("pmml")} title="PMML" />
+        </div>
+        <p role="alert">{message}</p>
+        <div class="buttons">
+          <button type="submit">Close</button>
+        </div>
+      </form>
+    </dialog>
+  );
+}
