@@ -45,7 +45,8 @@ else()
   target_include_directories(velmora_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIR})
   target_compile_definitions(velmora_httplib INTERFACE CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT
                                                        CPPHTTPLIB_BROTLI_SUPPORT)
-  target_link_libraries(velmora_httplib INTERFACE ${HTTPLIB_LIBRARY} Threads::Threads)
+  find_package(OpenSSL REQUIRED)  # TLS, and hashing of passwords
+  target_link_libraries(velmora_httplib INTERFACE ${HTTPLIB_LIBRARY} OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
   # Vite, which makes the page of the workbench, runs in it.
   find_program(NODE NAMES node nodejs REQUIRED)
 endif()

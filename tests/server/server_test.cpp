@@ -1,6 +1,8 @@
 // The parts of the page's server that need neither a browser nor a worker.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -15,9 +17,11 @@
 #include "workbench/report/json_text.h"
 #include "workbench/server/bins_panel.h"
 #include "workbench/server/channel.h"
+#include "workbench/server/connection_guard.h"
 #include "workbench/server/event_hub.h"
 #include "workbench/server/file_places.h"
 #include "workbench/server/page_options.h"
+#include "workbench/server/sign_in.h"
 #include "workbench/server/table_view.h"
 
 namespace velmora {
@@ -168,6 +172,126 @@ TEST_F(Places, AFolderListsWhatCanBeOpened) {
   EXPECT_EQ(listed.at("folders")[0].at("name"), "inner");
   EXPECT_EQ(listed.at("parent"), "");
   EXPECT_THROW(FilePlaces({(folder_ / "secret.csv").string()}), UsageError);
+}
+
+// --- Connections
+
+TEST(ConnectionGuard, ConnectionsThatSendWithoutEndAreEnded) {
+  const int listening = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  ASSERT_EQ(bind(listening, any, sizeof address), 0);
+  ASSERT_EQ(listen(listening, 4), 0);
+  ASSERT_EQ(getsockname(listening, any, &size), 0);
+  struct Ends {
+    int client, server;
+    // Sends count bytes and takes them; false when the connection has ended.
+    bool Pass(std::size_t count) const {
+      std::string bytes(count, 'x');
+      std::thread sending([&] { static_cast<void>(send(client, bytes.data(), count, MSG_NOSIGNAL)); });
+      std::string taken(count, ' ');
+      const bool whole = recv(server, taken.data(), count, MSG_WAITALL) == static_cast<ssize_t>(count);
+      if (!whole) shutdown(client, SHUT_RDWR);
+      sending.join();
+      return whole;
+    }
+  };
+  const auto connected = [&] {
+    const int client = socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_EQ(connect(client, any, sizeof address), 0);
+    return Ends{client, accept(listening, nullptr, nullptr)};
+  };
+  const Ends large = connected(), slow = connected(), quiet = connected();
+  ConnectionGuard guard(ntohs(address.sin_port), 100'000, std::chrono::seconds(30));
+  const ConnectionGuard::Time start;
+  const auto at = [&](int seconds) { return start + std::chrono::seconds(seconds); };
+  EXPECT_TRUE(large.Pass(90'000));
+  EXPECT_TRUE(quiet.Pass(10));
+  for (int second = 0; second <= 30; second += 10) {
+    EXPECT_TRUE(slow.Pass(1)) << second;
+    guard.Look(at(second));
+  }
+  EXPECT_TRUE(large.Pass(9'000));
+  EXPECT_TRUE(large.Pass(2'000)) << "more than it may, but nobody has looked";
+  EXPECT_TRUE(slow.Pass(1));
+  guard.Look(at(31));
+  EXPECT_FALSE(large.Pass(1));
+  EXPECT_FALSE(slow.Pass(1));
+  guard.Look(at(1000));
+  EXPECT_TRUE(quiet.Pass(1)) << "it has waited for its answer";
+  for (const Ends& ends : {large, slow, quiet}) {
+    close(ends.client);
+    close(ends.server);
+  }
+  // A new connection that has the number of an old one starts anew.
+  const Ends fresh = connected();
+  EXPECT_TRUE(fresh.Pass(1));
+  guard.Look(at(2000));
+  EXPECT_TRUE(fresh.Pass(1));
+  close(fresh.client);
+  close(fresh.server);
+  close(listening);
+}
+
+// --- Passwords
+
+TEST(SignIn, OnlyThePasswordLetsInAndWrongOnesMakeWait) {
+  EXPECT_THROW(SignIn("short"), UsageError);
+  SignIn door("correct horse");
+  const SignIn::Time start;
+  const auto at = [&](int seconds) { return start + std::chrono::seconds(seconds); };
+  EXPECT_FALSE(door.Knows("", start));
+  const std::optional<std::string> cookie = door.Try("correct horse", "a", start);
+  ASSERT_TRUE(cookie);
+  EXPECT_EQ(cookie->size(), 64u);
+  EXPECT_TRUE(door.Knows(*cookie, at(60)));
+  EXPECT_FALSE(door.Knows(*cookie + "0", at(60)));
+
+  for (const char* wrong : {"correct hors", "correct horse ", "Correct horse"})
+    EXPECT_FALSE(door.Try(wrong, "a", at(100))) << wrong;
+  EXPECT_EQ(door.Wait("a", at(100)).count(), 1);
+  EXPECT_FALSE(door.Try("correct horse", "a", at(100))) << "while it has to wait";
+  EXPECT_TRUE(door.Try("correct horse", "b", at(100))) << "others need not wait";
+  EXPECT_FALSE(door.Try("", "a", at(101)));
+  EXPECT_EQ(door.Wait("a", at(101)).count(), 2);
+  int now = 101;
+  for (int i = 0; i < 8; ++i) {
+    now += static_cast<int>(door.Wait("a", at(now)).count());
+    EXPECT_FALSE(door.Try("guess", "a", at(now)));
+  }
+  EXPECT_EQ(door.Wait("a", at(now)).count(), 256) << "the longest wait";
+  now += 256;
+  EXPECT_TRUE(door.Try("correct horse", "a", at(now)));
+  EXPECT_EQ(door.Wait("a", at(now)).count(), 0);
+
+  const std::optional<std::string> later = door.Try("correct horse", "a", at(now));
+  ASSERT_TRUE(later);
+  constexpr int kHour = 3600;
+  EXPECT_TRUE(door.Knows(*later, at(now + 11 * kHour)));
+  EXPECT_TRUE(door.Knows(*later, at(now + 22 * kHour))) << "half a day after the last use";
+  EXPECT_FALSE(door.Knows(*later, at(now + 35 * kHour)));
+  const std::optional<std::string> last = door.Try("correct horse", "a", at(now));
+  ASSERT_TRUE(last);
+  door.Forget(*last);
+  EXPECT_FALSE(door.Knows(*last, at(now)));
+}
+
+TEST(SignIn, APasswordFileIsForItsOwnerAlone) {
+  const fs::path file = fs::temp_directory_path() / ("velmora-password-" + std::to_string(getpid()));
+  std::ofstream(file) << "correct horse\r\nsecond line\n";
+  fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
+  EXPECT_THROW(static_cast<void>(ReadPassword(file.string())), UsageError);
+  fs::permissions(file, fs::perms::owner_read);
+  EXPECT_EQ(ReadPassword(file.string()), "correct horse");
+  fs::remove(file);
+  EXPECT_THROW(static_cast<void>(ReadPassword(file.string())), RunError);
+  setenv("VELMORA_PASSWORD", "battery staple", 1);
+  EXPECT_EQ(ReadPassword(""), "battery staple");
+  EXPECT_EQ(getenv("VELMORA_PASSWORD"), nullptr);  // no process that is started inherits it
+  EXPECT_THROW(static_cast<void>(ReadPassword("")), UsageError);
 }
 
 // --- Options

@@ -1,10 +1,12 @@
 // Whole jobs in a browser against the program of this build, and the doors of its server.
 //
 // VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
-import { type ChildProcess, execFileSync, spawn } from "node:child_process";
+import { type ChildProcess, execFileSync, spawn, spawnSync } from "node:child_process";
 import { copyFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import http from "node:http";
+import https from "node:https";
+import { connect } from "node:net";
 import { tmpdir } from "node:os";
 import { delimiter, dirname, join, resolve as resolvePath } from "node:path";
 import { choicesOptions, fieldGroups } from "../../workbench/web/fields";
@@ -242,6 +244,28 @@ describe("the server", () => {
     rmSync(elsewhere, { recursive: true });
   });
 
+  it("ends requests without end", async () => {
+    freshData();
+    const program = await open(data);
+    const cookie = await signIn(program);
+    const host = `127.0.0.1:${program.port}`;
+    const chunks = { host, cookie, "x-velmora": "1", "transfer-encoding": "chunked" };
+    expect((await ask(program.port, "/api/sessions/1/count", chunks, "POST", "{}")).status).toBe(411);
+    const block = Buffer.from("X-Header: ".padEnd(4000, "y") + "\r\n");
+    const sent = await new Promise<number>((resolve) => {
+      const socket = connect(program.port, "127.0.0.1");
+      socket.write(`GET / HTTP/1.1\r\nHost: ${host}\r\n`);
+      const more = () => void (socket.writable && socket.write(block, more));
+      socket.on("connect", more);
+      socket.on("error", () => undefined);
+      socket.on("close", () => resolve(socket.bytesWritten));
+    });
+    expect(sent).toBeGreaterThan(1 << 20);
+    const memory = Number(/VmHWM:\s+(\d+)/.exec(readFileSync(`/proc/${program.process.pid}/status`, "utf8"))?.[1]);
+    expect(memory).toBeLessThan(2 << 20); // KB: even with sanitizers, far from what a browser can send
+    expect((await ask(program.port, "/api/sessions/1", { host, cookie })).status).toBe(200);
+  });
+
   it("takes leave of every window before it ends", async () => {
     freshData();
     const program = await open(data);
@@ -257,6 +281,82 @@ describe("the server", () => {
     program.process.kill("SIGINT");
     for (const text of await Promise.all(read)) expect(text).toMatch(/data: {"type":"stopped"}\n\n$/);
     expect(await program.ended).toBe(0);
+  });
+});
+
+describe("a workbench for other machines", () => {
+  it("speaks TLS and lets in who knows the password", async () => {
+    freshData();
+    const [key, certificate, password] = ["key.pem", "cert.pem", "password.txt"].map((name) => join(folder, name)) as [string, string, string];
+    const curve = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1"];
+    execFileSync("openssl", ["req", "-x509", ...curve, "-nodes", "-days", "2", "-subj", "/CN=localhost", "-keyout", key, "-out", certificate], { stdio: "ignore" });
+    writeFileSync(password, "correct horse\n", { mode: 0o600 });
+    const tls = ["--tls-cert", certificate, "--tls-key", key];
+    const secret = ["--password-file", password];
+    const refused: [string[], RegExp][] = [
+      [["--host", "0.0.0.0", "--name", "here", ...secret], /Without TLS/],
+      [["--host", "0.0.0.0", ...tls, ...secret], /needs --name/],
+      [["--tls-cert", certificate, ...secret], /belong together/],
+      [tls, /password is missing/],
+      [["--password-file", certificate, ...tls], /others can read/],
+    ];
+    for (const [words, sentence] of refused) {
+      const ended = spawnSync(command, ["serve", data, ...words], { encoding: "utf8" });
+      expect([ended.status, sentence.test(ended.stderr)], `${words.join(" ")}: ${ended.stderr}`).toEqual([2, true]);
+    }
+    expect(spawnSync(command, ["serve", data, "--port", "0", "--tls-cert", certificate, "--tls-key", certificate, ...secret], { encoding: "utf8" }).status).toBe(1);
+
+    const program = await launch("serve", data, "--port", "0", ...tls, ...secret);
+    const { port } = program;
+    expect(program.address).toBe(`https://127.0.0.1:${port}/`);
+    const host = `127.0.0.1:${port}`;
+    const askSafely = (path: string, headers: http.OutgoingHttpHeaders = {}, method = "GET", body?: string) =>
+      new Promise<Answer>((resolve, reject) => {
+        const request = https.request({ host: "127.0.0.1", port, path, method, headers: { host, ...headers }, rejectUnauthorized: false, agent: false }, (response) => {
+          let text = "";
+          response.on("data", (bytes: Buffer) => (text += bytes.toString()));
+          response.on("end", () => resolve({ status: response.statusCode ?? 0, headers: response.headers, text }));
+        });
+        request.on("error", reject);
+        request.end(body);
+      });
+    await expect(ask(port, "/")).rejects.toThrow(); // without TLS
+    const door = await askSafely("/?token=");
+    expect([door.status, /type="password"/.test(door.text), /<script|app\.js/.test(door.text)]).toEqual([200, true, false]);
+    for (const path of ["/app.js", "/api/overview", "/api/sessions/1", "/api/events"]) expect((await askSafely(path)).status, path).toBe(401);
+    expect((await askSafely("/", { host: `evil.example:${port}` })).status).toBe(403);
+    const form = { origin: `https://${host}`, "content-type": "application/x-www-form-urlencoded" };
+    const signIn = (headers: http.OutgoingHttpHeaders, body: string) => askSafely("/sign-in", headers, "POST", body);
+    expect((await signIn({ ...form, origin: "https://evil.example" }, "password=correct+horse")).status).toBe(403);
+    expect((await signIn({ "content-type": form["content-type"] }, "password=correct+horse")).status).toBe(403);
+    for (const wrong of ["", "password=", "password=correct+hors"]) {
+      const answer = await signIn(form, wrong);
+      expect([answer.status === 403 || answer.status === 429, answer.headers["set-cookie"]], wrong).toEqual([true, undefined]);
+    }
+    program.process.kill("SIGINT");
+    expect(await program.ended).toBe(0);
+
+    const again = await launch("serve", data, "--port", "0", ...tls, ...secret);
+    const page = await window(again.address);
+    await page.getByLabel("Password").fill("wrong horse");
+    await page.keyboard.press("Enter");
+    await page.getByText("The password is wrong.").waitFor();
+    await page.evaluate(axe);
+    const found = await page.evaluate(async () => {
+      const result = await (globalThis as unknown as { axe: { run: () => Promise<{ violations: { id: string }[] }> } }).axe.run();
+      return result.violations.map((one) => one.id);
+    });
+    expect(found).toEqual([]);
+    await page.getByLabel("Password").fill("correct horse");
+    await page.keyboard.press("Enter");
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    const [cookie] = await page.context().cookies();
+    expect([cookie?.httpOnly, cookie?.secure, cookie?.sameSite]).toEqual([true, true, "Strict"]);
+    await page.getByRole("button", { name: "Sign out" }).click();
+    await page.getByLabel("Password").waitFor();
+    await page.goto(again.address);
+    await page.getByLabel("Password").waitFor();
+    expect(faults).toEqual([]);
   });
 });
 

@@ -12,9 +12,7 @@ namespace {
 
 constexpr char kServerFile[] = "velmora-server";
 
-}  // namespace
-
-int RunOpenCommand(const std::vector<std::string>& arguments) {
+int BecomeServer(const std::vector<std::string>& arguments) {
   const std::filesystem::path program = ExecutableFolder() / kServerFile;
   std::vector<std::string> words = {program.string()};
   words.insert(words.end(), arguments.begin(), arguments.end());
@@ -27,6 +25,16 @@ int RunOpenCommand(const std::vector<std::string>& arguments) {
                    ", which serves the page, is missing beside velmora.");
   throw RunError("The program " + program.string() +
                  " cannot be started: " + std::error_code(errno, std::generic_category()).message() + ".");
+}
+
+}  // namespace
+
+int RunOpenCommand(const std::vector<std::string>& arguments) { return BecomeServer(arguments); }
+
+int RunServeCommand(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = arguments;
+  words.insert(words.begin(), kServeSwitch);
+  return BecomeServer(words);
 }
 
 }  // namespace velmora

@@ -1,33 +1,87 @@
-// The program velmora-server, which 'velmora open' becomes: the workbench as a page.
+// The program velmora-server, which 'velmora open' and 'velmora serve' become: the workbench as a
+// page.
 #include <filesystem>
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/open_command.h"
 #include "workbench/cli/options.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/open_browser.h"
 #include "workbench/server/page_server.h"
+#include "workbench/server/sign_in.h"
 #include "workbench/server/worker.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
 namespace {
 
-int RunOpen(const std::vector<std::string>& arguments) {
+constexpr int kServedPort = 8443;
+
+bool IsOfThisMachine(const std::string& host) { return host == "127.0.0.1" || host == "localhost"; }
+
+// What only a workbench for other machines has.
+struct ServeOptions {
+  std::string passwordFile;
+  bool withoutTls = false;
+
+  void AddTo(CommandParser& parser, PageServerOptions& options) {
+    parser.Text("--host", options.host);
+    parser.Repeated("--name", options.hostNames);
+    parser.Text("--tls-cert", options.certificate);
+    parser.Text("--tls-key", options.key);
+    parser.Flag("--without-tls", withoutTls);
+    parser.Text("--password-file", passwordFile);
+  }
+
+  void Check(const PageServerOptions& options) const {
+    if (options.certificate.empty() != options.key.empty())
+      throw UsageError("--tls-cert and --tls-key belong together.");
+    if (options.certificate.empty() && !withoutTls && !IsOfThisMachine(options.host))
+      throw UsageError(
+          "Without TLS, everybody on the way reads the password and the data: give --tls-cert and --tls-key, "
+          "or --without-tls before a proxy that has a certificate.");
+    const bool isEvery = options.host == "0.0.0.0" || options.host == "::";
+    if (isEvery && options.hostNames.empty())
+      throw UsageError("--host " + options.host +
+                       " needs --name NAME, the name under which browsers reach this machine.");
+  }
+};
+
+void WarnOfOthers(const PageServerOptions& options) {
+  std::string folders;
+  for (const std::string& root : options.roots) folders += (folders.empty() ? "" : ", ") + root;
+  Warn("whoever reaches " + options.host + " and knows the password reads the data files under " + folders +
+       ", runs analyses on this machine and writes projects and bins beside the data.");
+  if (options.certificate.empty())
+    Warn("there is no TLS: everybody on the way to this machine reads the password and the data.");
+}
+
+int RunPage(const std::vector<std::string>& arguments, bool isForOthers) {
   CommandParser parser;
   DataOptions data;
   data.AddReadingTo(parser);
   parser.Positional("DATA", data.path);
   PageServerOptions options;
-  int port = 0;
-  bool noBrowser = false;
+  ServeOptions serve;
+  int port = isForOthers ? kServedPort : 0;
+  bool noBrowser = isForOthers;
   constexpr int kHighestPort = 65535;
   parser.WholeNumber("--port", port, 0, kHighestPort);
   parser.Repeated("--root", options.roots);
-  parser.Flag("--no-browser", noBrowser);
-  parser.Flag("--keep", options.keep);
-  parser.WholeNumber("--grace", options.graceSeconds, 1, 86400);
+  if (isForOthers) {
+    serve.AddTo(parser, options);
+  } else {
+    parser.Flag("--no-browser", noBrowser);
+    parser.Flag("--keep", options.keep);
+    parser.WholeNumber("--grace", options.graceSeconds, 1, 86400);
+  }
   parser.Parse(arguments);
+  if (isForOthers) {
+    serve.Check(options);
+    options.password = ReadPassword(serve.passwordFile);
+    options.keep = true;
+  }
 
   std::error_code error;
   if (!data.path.empty() && !std::filesystem::exists(PathOf(data.path), error))
@@ -57,6 +111,7 @@ int RunOpen(const std::vector<std::string>& arguments) {
   PageServer server(options);
   server.Bind(port);
   if (!file.empty()) server.Open(std::filesystem::canonical(PathOf(file)).string());
+  if (isForOthers) WarnOfOthers(options);
   const bool shown = !noBrowser && OpenInBrowser(server.Address());
   Report(
       (shown ? "The workbench is open in your browser. If it is not: " : "Open this address in a browser: ") +
@@ -76,5 +131,8 @@ int main(int argumentCount, char** arguments) {
     words.erase(words.begin());
     return velmora::RunGuarded("velmora open", [&] { return velmora::RunWorker(words); });
   }
-  return velmora::RunGuarded("velmora open", [&] { return velmora::RunOpen(words); });
+  const bool isForOthers = !words.empty() && words.front() == velmora::kServeSwitch;
+  if (isForOthers) words.erase(words.begin());
+  return velmora::RunGuarded(isForOthers ? "velmora serve" : "velmora open",
+                             [&] { return velmora::RunPage(words, isForOthers); });
 }

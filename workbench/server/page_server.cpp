@@ -2,8 +2,8 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <charconv>
-#include <random>
 #include <thread>
 
 #include "workbench/bins/json_input.h"
@@ -12,6 +12,7 @@
 #include "workbench/data/errors.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/channel.h"
+#include "workbench/server/connection_guard.h"
 #include "workbench/server/page_assets.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/recent_files.h"
@@ -29,7 +30,10 @@ constexpr std::size_t kMostBytes = 8 << 20;  // of a request
 constexpr auto kEventWait = std::chrono::seconds(2);
 constexpr auto kFarewellWait = std::chrono::milliseconds(10);
 constexpr int kMostFarewellWaits = 100;
-constexpr auto kWatchInterval = std::chrono::milliseconds(200);
+constexpr auto kWatchInterval = std::chrono::milliseconds(50);
+// Of a connection: one request, and the time that it takes to send it.
+constexpr std::uint64_t kMostReceived = kMostBytes + (1 << 20);
+constexpr auto kLongestReceiving = std::chrono::seconds(30);
 
 constexpr char kPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
@@ -39,25 +43,59 @@ constexpr char kReportPolicy[] =
     "sandbox allow-scripts allow-downloads; default-src 'none'; script-src 'unsafe-inline'; "
     "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'self'";
 
-// 256 random bits as hexadecimal digits.
-std::string RandomToken() {
-  std::random_device device;
-  std::string text;
-  for (int i = 0; i < 8; ++i) {
-    char digits[9];
-    std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(device()));
-    text += digits;
-  }
-  return text;
+// The page for the password; it has no script.
+constexpr char kSignInPolicy[] =
+    "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; base-uri 'none'; "
+    "frame-ancestors 'none'";
+
+// sentence: why there is no way in yet; no markup.
+std::string SignInPage(const std::string& sentence) {
+  return R"(<!doctype html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>Velmora: sign in</title>
+<link rel="icon" href="/icon.svg">
+<link rel="stylesheet" href="/app.css">
+</head>
+<body>
+<main class="sign-in">
+<form method="post" action="/sign-in">
+<h1>Velmora</h1>
+<p class="problem" role="alert">)" +
+         sentence + R"(</p>
+<label>Password <input type="password" name="password" autocomplete="current-password" required autofocus></label>
+<button type="submit" class="primary">Sign in</button>
+</form>
+</main>
+</body>
+</html>
+)";
 }
 
-// Takes as long for a wrong first character as for a wrong last one.
-bool SameText(const std::string& a, const std::string& b) {
-  if (a.size() != b.size()) return false;
-  unsigned difference = 0;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    difference |= static_cast<unsigned>(static_cast<unsigned char>(a[i]) ^ static_cast<unsigned char>(b[i]));
-  return difference == 0;
+void GiveSignInPage(httplib::Response& response, int status, const std::string& sentence) {
+  response.headers.erase("Content-Security-Policy");
+  response.set_header("Content-Security-Policy", kSignInPolicy);
+  // Without a referrer, a browser does not name the origin of a form either.
+  response.headers.erase("Referrer-Policy");
+  response.set_header("Referrer-Policy", "same-origin");
+  response.status = status;
+  response.set_content(SignInPage(sentence), "text/html; charset=utf-8");
+}
+
+std::unique_ptr<httplib::Server> MakeServer(const PageServerOptions& options) {
+  if (options.certificate.empty()) return std::make_unique<httplib::Server>();
+  auto server = std::make_unique<httplib::SSLServer>([&](SSL_CTX& context) {
+    return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
+           SSL_CTX_use_certificate_chain_file(&context, options.certificate.c_str()) == 1 &&
+           SSL_CTX_use_PrivateKey_file(&context, options.key.c_str(), SSL_FILETYPE_PEM) == 1 &&
+           SSL_CTX_check_private_key(&context) == 1;
+  });
+  if (!server->is_valid())
+    throw RunError("TLS cannot use the certificate " + ShortenedText(options.certificate) + " with the key " +
+                   ShortenedText(options.key) + "; both are PEM files, and they belong together.");
+  return server;
 }
 
 void GiveJson(httplib::Response& response, const std::string& json) {
@@ -152,18 +190,21 @@ PageSession::ExportRequest ExportOf(const httplib::Request& request) {
 PageServer::PageServer(const PageServerOptions& options)
     : options_(options),
       places_(options.roots),
-      http_(std::make_unique<httplib::Server>()),
+      http_(MakeServer(options)),
+      signIn_(options.password.empty() ? nullptr : std::make_unique<SignIn>(options.password)),
       token_(RandomToken()),
       cookie_(RandomToken()) {
   http_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-  // A connection that waits for its next request would hold a thread.
-  http_->set_keep_alive_max_count(20);
-  http_->set_keep_alive_timeout(1);
+  // One request per connection: one that waits for its next request would hold a thread, and the
+  // body of a refused request, which is not read, would be taken for the next one.
+  http_->set_keep_alive_max_count(1);
+  http_->set_keep_alive_timeout(5);
   http_->set_read_timeout(5);
   http_->set_write_timeout(10);
   http_->set_payload_max_length(kMostBytes);
   http_->set_tcp_nodelay(true);
-  places_.AlsoAllow(ReadRecentFiles());
+  options_.password.clear();
+  if (!signIn_) places_.AlsoAllow(ReadRecentFiles());
   AddRoutes();
 }
 
@@ -173,18 +214,24 @@ void PageServer::Bind(int port) {
   int listening = -1;
   http_->set_socket_options([&listening](int socket) { listening = socket; });
   if (port == 0) {
-    port_ = http_->bind_to_any_port("127.0.0.1");
-  } else if (http_->bind_to_port("127.0.0.1", port)) {
+    port_ = http_->bind_to_any_port(options_.host);
+  } else if (http_->bind_to_port(options_.host, port)) {
     port_ = port;
   }
-  if (port_ <= 0)
-    throw RunError("The port " + std::to_string(port) +
-                   " of this machine is in use; name another with --port.");
+  if (port_ <= 0) {
+    const std::string place = signIn_ ? options_.host : "this machine";
+    throw RunError("The port " + std::to_string(port) + " of " + place +
+                   (signIn_ ? " is in use, or is not of this machine; name another with --port or --host."
+                            : " is in use; name another with --port."));
+  }
   LengthenQueue(listening);
 }
 
 std::string PageServer::Address() const {
-  return "http://127.0.0.1:" + std::to_string(port_) + "/?token=" + token_;
+  const std::string port = std::to_string(port_);
+  if (!signIn_) return "http://127.0.0.1:" + port + "/?token=" + token_;
+  const std::string& name = options_.hostNames.empty() ? options_.host : options_.hostNames.front();
+  return (options_.certificate.empty() ? "http://" : "https://") + name + ":" + port + "/";
 }
 
 int PageServer::Open(const std::string& path) {
@@ -209,8 +256,10 @@ int PageServer::Open(const std::string& path) {
 
 void PageServer::Run() {
   std::thread watch([this] {
+    ConnectionGuard guard(port_, kMostReceived, kLongestReceiving);
     while (!stopping_) {
       std::this_thread::sleep_for(kWatchInterval);
+      guard.Look(std::chrono::steady_clock::now());
       const bool deserted =
           !options_.keep && events_.Deserted() > std::chrono::seconds(options_.graceSeconds);
       if (WasInterrupted() || deserted) Stop();
@@ -233,14 +282,86 @@ void PageServer::Stop() {
 
 // --- Who is let in
 
-bool PageServer::HasCookie(const httplib::Request& request) const {
+bool PageServer::IsServedHost(const std::string& host) const {
+  const std::string port = ":" + std::to_string(port_);
+  const auto is = [&](const std::string& name) {
+    // A proxy before this server may pass on a name without the port.
+    return host == name + port || (signIn_ && host == name);
+  };
+  return is("127.0.0.1") || is("localhost") || (signIn_ && is(options_.host)) ||
+         std::any_of(options_.hostNames.begin(), options_.hostNames.end(), is);
+}
+
+bool PageServer::IsOwnOrigin(const std::string& origin, const std::string& host) const {
+  const bool isPlain = options_.certificate.empty();
+  // A proxy that has the certificate speaks TLS to the browser.
+  return (isPlain && origin == "http://" + host) || (signIn_ && origin == "https://" + host);
+}
+
+std::string PageServer::CookieOf(const httplib::Request& request) const {
   const std::string name = "velmora_" + std::to_string(port_) + "=";
   std::istringstream cookies(request.get_header_value("Cookie"));
   for (std::string cookie; std::getline(cookies, cookie, ';');) {
     cookie.erase(0, cookie.find_first_not_of(' '));
-    if (cookie.starts_with(name) && SameText(cookie.substr(name.size()), cookie_)) return true;
+    if (cookie.starts_with(name)) return cookie.substr(name.size());
   }
+  return "";
+}
+
+void PageServer::SetCookie(const std::string& cookie, httplib::Response& response) const {
+  response.set_header("Set-Cookie", "velmora_" + std::to_string(port_) + "=" + cookie +
+                                        "; Path=/; HttpOnly; SameSite=Strict" +
+                                        (options_.certificate.empty() ? "" : "; Secure"));
+}
+
+bool PageServer::IsSignedIn(const httplib::Request& request) {
+  const std::string cookie = CookieOf(request);
+  return signIn_ ? signIn_->Knows(cookie, std::chrono::steady_clock::now()) : SameText(cookie, cookie_);
+}
+
+// A browser that has no cookie yet.
+bool PageServer::AdmitStranger(const httplib::Request& request, httplib::Response& response) {
+  if (signIn_) {
+    if (request.path == "/sign-in" || request.path == "/app.css" || request.path == "/icon.svg") return true;
+    if (request.path == "/") {
+      GiveSignInPage(response, 200, "");
+      return false;
+    }
+    Refuse(response, 401, "This window is not signed in, or has not been used for long.");
+    return false;
+  }
+  if (request.path == "/" && SameText(request.get_param_value("token"), token_) &&
+      !tokenUsed_.exchange(true)) {
+    SetCookie(cookie_, response);
+    response.set_redirect("/", 303);
+    return false;
+  }
+  if (request.path == "/") {
+    response.status = 403;
+    response.set_content("This address has been used or is not complete. Start velmora open again.\n",
+                         "text/plain");
+    return false;
+  }
+  Refuse(response, 403, "This window is not signed in. Start velmora open again.");
   return false;
+}
+
+void PageServer::TakePassword(const httplib::Request& request, httplib::Response& response) {
+  if (!signIn_) return Refuse(response, 404, "There is no such page.");
+  const auto now = std::chrono::steady_clock::now();
+  const std::string client = request.remote_addr;
+  if (const auto wait = signIn_->Wait(client, now); wait.count() > 0) {
+    response.set_header("Retry-After", std::to_string(wait.count()));
+    return GiveSignInPage(response, 429,
+                          "Too many wrong passwords. Try again in " + std::to_string(wait.count()) + " s.");
+  }
+  const std::optional<std::string> cookie = signIn_->Try(request.get_param_value("password"), client, now);
+  if (!cookie) {
+    Warn("a wrong password was tried from " + client + ".");
+    return GiveSignInPage(response, 403, "The password is wrong.");
+  }
+  SetCookie(*cookie, response);
+  response.set_redirect("/", 303);
 }
 
 // True when the request may go on; otherwise the response is complete.
@@ -251,36 +372,28 @@ bool PageServer::Admit(const httplib::Request& request, httplib::Response& respo
   response.set_header("Cross-Origin-Opener-Policy", "same-origin");
   response.set_header("Cross-Origin-Resource-Policy", "same-origin");
   response.set_header("Cache-Control", "no-store");
-  const std::string port = ":" + std::to_string(port_);
   const std::string host = request.get_header_value("Host");
   const auto refuse = [&](const char* sentence) {
     Refuse(response, 403, sentence);
     return false;
   };
-  if (host != "127.0.0.1" + port && host != "localhost" + port) return refuse("This host is not served.");
+  // The library reads a body in chunks to its end, however long it is.
+  if (!request.get_header_value("Transfer-Encoding").empty()) {
+    Refuse(response, 411, "A request names its length.");
+    return false;
+  }
+  if (!IsServedHost(host)) return refuse("This host is not served.");
   const std::string origin = request.get_header_value("Origin");
-  if (!origin.empty() && origin != "http://" + host) return refuse("Requests of other pages are refused.");
+  if (!origin.empty() && !IsOwnOrigin(origin, host)) return refuse("Requests of other pages are refused.");
   const std::string site = request.get_header_value("Sec-Fetch-Site");
   if (!site.empty() && site != "same-origin" && site != "none")
     return refuse("Requests of other pages are refused.");
   const bool changes = request.method != "GET" && request.method != "HEAD";
-  if (changes && request.get_header_value("X-Velmora") != "1")
+  // A form sends no header of its own, but names its origin.
+  const bool signsIn = request.path == "/sign-in" && !origin.empty();
+  if (changes && !signsIn && request.get_header_value("X-Velmora") != "1")
     return refuse("Requests of other pages are refused.");
-  if (HasCookie(request)) return true;
-  if (request.path == "/" && SameText(request.get_param_value("token"), token_) &&
-      !tokenUsed_.exchange(true)) {
-    response.set_header("Set-Cookie", "velmora_" + std::to_string(port_) + "=" + cookie_ +
-                                          "; Path=/; HttpOnly; SameSite=Strict");
-    response.set_redirect("/", 303);
-    return false;
-  }
-  if (request.path == "/") {
-    response.status = 403;
-    response.set_content("This address has been used or is not complete. Start velmora open again.\n",
-                         "text/plain");
-    return false;
-  }
-  return refuse("This window is not signed in. Start velmora open again.");
+  return IsSignedIn(request) || AdmitStranger(request, response);
 }
 
 // --- What is served
@@ -303,6 +416,7 @@ std::string PageServer::OverviewJson() {
   for (const auto& [id, session] : sessions_)
     sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
   return JsonText({{"version", VELMORA_VERSION},
+                   {"hasPassword", signIn_ != nullptr},
                    {"sessions", sessions},
                    {"options", PageOptionNames()},
                    {"recent", recent}});
@@ -348,6 +462,13 @@ void PageServer::AddRoutes() {
     const PageAsset* const asset = FindPageAsset(request.path);
     if (asset == nullptr) return Refuse(response, 404, "There is no such page.");
     response.set_content(asset->bytes.data(), asset->bytes.size(), std::string(asset->contentType));
+  });
+  http_->Post("/sign-in", [this](const Request& request, Response& response) {
+    Guarded(response, [&] { TakePassword(request, response); });
+  });
+  http_->Post("/api/sign-out", [this](const Request& request, Response& response) {
+    if (signIn_) signIn_->Forget(CookieOf(request));
+    GiveJson(response, "{}");
   });
   http_->Get("/api/events",
              [this](const Request& /*request*/, Response& response) { ServeEvents(response); });

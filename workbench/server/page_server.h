@@ -1,4 +1,4 @@
-// The workbench over HTTP, for browsers of this machine only.
+// The workbench over HTTP, for browsers of this machine, or with a password over TLS for others.
 //
 //   PageServer server({.roots = {"data"}});
 //   server.Bind(0);
@@ -8,7 +8,8 @@
 //
 // Who is let in: requests to 127.0.0.1 and localhost under that very port (a foreign name that
 // resolves to this machine is refused), from the page itself, with the cookie that the first
-// address is exchanged for. The page runs no script but its own and loads nothing from elsewhere.
+// address is exchanged for. With a password it is exchanged for the cookie instead, under the host
+// names that the options give. The page runs no script but its own and loads nothing from elsewhere.
 #pragma once
 
 #include <atomic>
@@ -21,6 +22,7 @@
 #include "workbench/server/event_hub.h"
 #include "workbench/server/file_places.h"
 #include "workbench/server/page_session.h"
+#include "workbench/server/sign_in.h"
 
 namespace httplib {
 class Server;
@@ -35,6 +37,11 @@ struct PageServerOptions {
   std::vector<std::string> readingWords;  // how data files are read
   bool keep = false;                      // go on after the last window
   int graceSeconds = 8;                   // between the last window and the end
+  // Of a workbench for other machines.
+  std::string password;                // empty: it is for this machine alone
+  std::string host = "127.0.0.1";      // the address to listen on
+  std::vector<std::string> hostNames;  // under which browsers reach it
+  std::string certificate, key;        // PEM files; empty: no TLS
 };
 
 class PageServer {
@@ -42,7 +49,7 @@ class PageServer {
   explicit PageServer(const PageServerOptions& options);
   ~PageServer();
 
-  // port 0: a free one. Throws RunError when it is in use.
+  // port 0: a free one. Throws RunError when it cannot be used.
   void Bind(int port);
   int Port() const { return port_; }
   // The address for the first window.
@@ -56,7 +63,13 @@ class PageServer {
  private:
   using Handler = void (PageServer::*)(const httplib::Request&, httplib::Response&);
   bool Admit(const httplib::Request& request, httplib::Response& response);
-  bool HasCookie(const httplib::Request& request) const;
+  bool IsServedHost(const std::string& host) const;
+  bool IsOwnOrigin(const std::string& origin, const std::string& host) const;
+  std::string CookieOf(const httplib::Request& request) const;
+  void SetCookie(const std::string& cookie, httplib::Response& response) const;
+  bool IsSignedIn(const httplib::Request& request);
+  bool AdmitStranger(const httplib::Request& request, httplib::Response& response);
+  void TakePassword(const httplib::Request& request, httplib::Response& response);
   void AddRoutes();
   void ServeEvents(httplib::Response& response);
   PageSession& FindSession(const httplib::Request& request);
@@ -67,6 +80,7 @@ class PageServer {
   EventHub events_;
   std::unique_ptr<httplib::Server> http_;
   int port_ = 0;
+  std::unique_ptr<SignIn> signIn_;  // null: the token of the first address lets in
   std::string token_, cookie_;
   std::atomic<bool> tokenUsed_ = false, stopping_ = false;
   std::mutex mutex_;  // of the sessions

@@ -8,7 +8,7 @@ import { formatCount } from "./logic";
 import { OptionsPanel, Selection } from "./OptionsPanel";
 import { Picker } from "./Picker";
 import { Ranking } from "./Ranking";
-import { openDropped, openSession, setState, show, useStore, type View } from "./store";
+import { openDropped, openSession, setState, show, signOut, useStore, type View } from "./store";
 import { VariableList } from "./VariableList";
 
 const views: [View, string][] = [
@@ -30,7 +30,7 @@ function useTheme(): [string, () => void] {
 }
 
 export function App() {
-  const { snapshot, view, message, connected, stopped, loading, sessions, session } = useStore();
+  const { snapshot, view, message, connected, stopped, loading, sessions, session, hasPassword } = useStore();
   const [theme, switchTheme] = useTheme();
   useEffect(() => {
     const onKey = (event: KeyboardEvent) => {
@@ -41,8 +41,17 @@ export function App() {
       } else if ((event.ctrlKey || event.metaKey) && event.key === "o") {
         event.preventDefault();
         setState({ picker: true });
+      } else if (event.key === "Escape") {
+        closeMenus(null);
       }
     };
+    // A menu closes with a click elsewhere, or with Esc.
+    const closeMenus = (except: EventTarget | null) => {
+      for (const menu of document.querySelectorAll<HTMLDetailsElement>("details.menu[open]")) {
+        if (!(except instanceof Node) || !menu.contains(except)) menu.open = false;
+      }
+    };
+    const onPress = (event: PointerEvent) => !document.querySelector("dialog[open]") && closeMenus(event.target);
     // A file may be dropped anywhere; what else is dropped concerns the boxes alone.
     const hasFile = (event: DragEvent) => event.dataTransfer?.types.includes("Files") === true;
     const onDragOver = (event: DragEvent) => hasFile(event) && event.preventDefault();
@@ -53,10 +62,12 @@ export function App() {
       void openDropped(file);
     };
     addEventListener("keydown", onKey);
+    addEventListener("pointerdown", onPress);
     addEventListener("dragover", onDragOver);
     addEventListener("drop", onDrop);
     return () => {
       removeEventListener("keydown", onKey);
+      removeEventListener("pointerdown", onPress);
       removeEventListener("dragover", onDragOver);
       removeEventListener("drop", onDrop);
     };
@@ -90,6 +101,11 @@ export function App() {
         <button type="button" onClick={() => setState({ picker: true })} title="Ctrl+O">
           Open
         </button>
+        {hasPassword && (
+          <button type="button" onClick={() => void signOut()}>
+            Sign out
+          </button>
+        )}
         <button type="button" onClick={switchTheme} aria-label={theme === "dark" ? "Light colours" : "Dark colours"}>
           {theme === "dark" ? "☀" : "☾"}
         </button>

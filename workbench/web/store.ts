@@ -25,6 +25,7 @@ export interface State {
   picker: boolean;
   sessions: { session: number; file: string }[];
   recent: string[]; // files that were opened before
+  hasPassword: boolean; // the page is served to other machines
 }
 
 let state: State = {
@@ -45,6 +46,7 @@ let state: State = {
   picker: false,
   sessions: [],
   recent: [],
+  hasPassword: false,
 };
 
 const listeners = new Set<() => void>();
@@ -135,8 +137,17 @@ export async function openDropped(file: File): Promise<void> {
 }
 
 async function loadOverview(): Promise<void> {
-  const { sessions, recent } = await get<Pick<State, "sessions" | "recent">>("/api/overview");
-  setState({ sessions, recent });
+  const { sessions, recent, hasPassword } = await get<Pick<State, "sessions" | "recent" | "hasPassword">>("/api/overview");
+  setState({ sessions, recent, hasPassword });
+}
+
+export async function signOut(): Promise<void> {
+  try {
+    await send("POST", "/api/sign-out");
+    location.assign("/");
+  } catch (error) {
+    fail(error);
+  }
 }
 
 export async function start(): Promise<void> {
@@ -256,7 +267,7 @@ function listen(): void {
 
 // --- Choices
 
-const changeDelay = 120;
+const changeDelay = 20; // ms, in which changes made together are collected
 let saving: ReturnType<typeof setTimeout> | undefined;
 let pending: Record<string, unknown> = {};
 
@@ -284,9 +295,9 @@ async function flush(): Promise<void> {
   const patch = pending;
   pending = {};
   try {
-    await send("PATCH", `${base()}/choices`, patch);
     const analysis = state.view === "rank" ? "feature-selection" : state.view === "bins" ? "screen" : null;
-    if (analysis && state.current[analysis] !== undefined) await startRun(analysis);
+    const computes = analysis && state.current[analysis] !== undefined;
+    await Promise.all([send("PATCH", `${base()}/choices`, patch), computes ? startRun(analysis) : null]);
   } catch (error) {
     fail(error);
   }

@@ -1,0 +1,38 @@
+// Ends connections that send without end: headers or bodies of any length, or a byte now and then.
+// The HTTP library limits what it knows of, the length that a request names and each line of its
+// headers; the guard limits what a connection sends in all, and for how long.
+//
+//   ConnectionGuard guard(port, 10 << 20, std::chrono::seconds(30));
+//   guard.Look(std::chrono::steady_clock::now());   // several times a second
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+
+namespace velmora {
+
+class ConnectionGuard {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  // Of the connections of this process to port: mostBytes that one may send, and longest that it may
+  // go on sending.
+  ConnectionGuard(int port, std::uint64_t mostBytes, std::chrono::seconds longest)
+      : port_(port), mostBytes_(mostBytes), longest_(longest) {}
+
+  void Look(Time now);
+
+ private:
+  struct Seen {
+    Time first, lastReceived;
+    std::uint64_t received = 0;
+  };
+
+  int port_;
+  std::uint64_t mostBytes_;
+  std::chrono::seconds longest_;
+  std::map<int, std::pair<std::uint64_t, Seen>> seen_;  // by the socket, with what names its connection
+};
+
+}  // namespace velmora
