@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in build/fuzz/corpus.
-# Two at a time, or as many as FUZZ_JOBS says. Fails when a target falls, and leaves the input beside the corpus.
+# Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives the same inputs every time, as many of
+# them as there is time for. Fails when a target falls, and leaves the input beside the corpus. No input is too slow for a
+# loaded machine: one that takes ten minutes has hung.
 # usage: tools/fuzz.sh SECONDS [TARGET ...]     (needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz)
 #        tools/fuzz.sh 10000000x [TARGET ...]
 set -euo pipefail
@@ -15,13 +17,19 @@ targets=("$@")
 
 run_one() {
   corpus=build/fuzz/corpus/$1
+  repeat=
+  if [ -n "${FUZZ_SEED:-}" ]; then
+    corpus=build/fuzz/repeated/$1
+    repeat="-seed=$FUZZ_SEED -entropic=0 -use_cmp=0"  # the rest depends on addresses
+    rm -rf "$corpus"
+  fi
   mkdir -p "$corpus"
   seeds=tests/fuzz/seeds/$1
   [ -d "$seeds" ] || seeds=
   dictionary=
   [ -f "tests/fuzz/$1.dict" ] && dictionary=-dict=tests/fuzz/$1.dict
   # shellcheck disable=SC2086
-  if ! "$build/fuzz_$1" "$2" -max_len=2000 -timeout=10 -rss_limit_mb=4000 -print_final_stats=1 $dictionary \
+  if ! "$build/fuzz_$1" "$2" $repeat -max_len=2000 -timeout=600 -rss_limit_mb=4000 -print_final_stats=1 $dictionary \
     -artifact_prefix="$corpus-" "$corpus" $seeds >"$corpus.log" 2>&1; then
     echo "fuzz: $1 fell: see $corpus.log"
     tail -n 20 "$corpus.log"
