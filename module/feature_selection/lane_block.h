@@ -98,7 +98,6 @@ class LaneBlock {
     places_.resize(static_cast<std::size_t>(capacity));
     takesColumns_ = true;
   }
-  bool TakesColumns() const { return takesColumns_; }
 
   // --- Rows
   // Where the next case is read: the value of the read list's entry i goes to Reading()[i + 1], as
@@ -132,7 +131,6 @@ class LaneBlock {
   bool Full() const { return cases_ == capacity_; }
   const std::vector<LaneGroup>& Groups() const { return groups_; }
 
-  int PartCapacity() const { return partCases_; }
   std::size_t Parts() const { return static_cast<std::size_t>((cases_ + partCases_ - 1) / partCases_); }
   BlockPart Part(std::size_t part) const {
     const int first = static_cast<int>(part) * partCases_;

@@ -66,8 +66,8 @@ class DialogOwner {
 
 class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_from_this<DialogWindow> {
  public:
-  // Owner, frontend, resources and client outlive the window's open time; the client is counted while
-  // it is open.
+  // Owner, frontend, resources and client outlive the window's open time; the client is
+  // counted while it is open.
   DialogWindow(DialogOwner& owner, DialogFrontend& frontend, vlm::IModuleResources& resources,
                vlm::IDialogClient* client, int templateId);
   virtual ~DialogWindow() = default;
@@ -110,7 +110,6 @@ class DialogWindow final : public vlm::IDialogWindow, public std::enable_shared_
   // show an edit's error so that the user reads it before the run starts, since the dialog closes
   // after the run.
   int RunningCommand() const { return runningCommands_.empty() ? 0 : runningCommands_.front(); }
-  bool IsLocked() const { return locked_; }
   void SetLocked(bool locked);
 
   // User actions. Each returns false, and does nothing, when the dialog takes no commands or has no

@@ -90,7 +90,6 @@ class Procedure : public vlm::IProcedure {
 
   // Field i of the variable list, which must have as many numbers.
   const std::vector<int>& Field(std::size_t i) const;
-  const std::vector<std::vector<int>>& Fields() const { return fields_; }
   int Option(int option) const { return options_[static_cast<std::size_t>(option)]; }
 
   std::shared_ptr<HostProcedures::Shared> shared_;

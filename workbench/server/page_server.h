@@ -51,7 +51,6 @@ class PageServer {
 
   // port 0: a free one. Throws RunError when it cannot be used.
   void Bind(int port);
-  int Port() const { return port_; }
   // The address for the first window.
   std::string Address() const;
   // Opens a data file or a project; returns the number of its session. A file that is open already

@@ -145,7 +145,6 @@ void RunningAnalysis::StartAfresh() {
   const ModuleCall call(core_);
   if (ended_) return;
   CloseDialogs();
-  resultsAvailable_ = false;
   if (analysis_->InitializeAfterFileChanged() == 0 || !GoTo(kStartupStep)) ended_ = true;
 }
 
@@ -184,7 +183,6 @@ std::optional<AutomationError> RunningAnalysis::TakeAutomationError() {
 }
 
 void RunningAnalysis::ResultsChanged(bool available) {
-  resultsAvailable_ = available;
   if (available) DescribeSubjects();
 }
 
@@ -248,10 +246,7 @@ void RunningAnalysis::LockResults(bool lock) {
 }
 
 // Open results belong to the old data.
-void RunningAnalysis::RestoreResults() {
-  LockResults(false);
-  resultsAvailable_ = false;
-}
+void RunningAnalysis::RestoreResults() { LockResults(false); }
 
 void RunningAnalysis::FrameworkCommand(int /*command*/) {
   // Each framework command means that the input spreadsheet has new bundles or variables.

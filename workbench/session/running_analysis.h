@@ -55,7 +55,6 @@ class RunningAnalysis final : public DialogOwner {
   void UseWeightsAsGiven(bool asGiven);  // throws AutomationError
   // The properties of an open dialog that can be read and put, in the interface's order.
   std::vector<MemberValue> SettingsOf(int step) const;
-  bool ResultsAvailable() const { return resultsAvailable_; }
   const SessionServices& Services() const { return host_.Services(); }
 
   // --- For AnalysisHost
@@ -102,14 +101,14 @@ class RunningAnalysis final : public DialogOwner {
   };
 
   SessionCore& core_;
-  std::shared_ptr<ModuleLibrary> library_;  // the module's code stays loaded as long as its objects live
+  // The module's code stays loaded as long as its objects live.
+  std::shared_ptr<ModuleLibrary> library_;
   vlm::IAnalysis* analysis_;
   AnalysisHost host_;
   std::shared_ptr<vlm::IModuleResources> resources_;
   std::vector<OpenDialog> dialogs_;
   int currentStep_ = 0;
   bool ended_ = false;
-  bool resultsAvailable_ = false;
   AnalysisNotes notes_;
   std::optional<AutomationError> automationError_;
   ObjectReference analysisObject_;

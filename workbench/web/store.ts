@@ -1,5 +1,5 @@
-// The state of the page: a copy of what the server holds of one table, and what this window shows. Every change goes
-// to the server, which tells the other windows.
+// The state of the page: a copy of what the server holds of one table, and what this window shows.
+// Every change goes to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
 import { mergePatch, optionsOf, withVariables } from "./logic";
@@ -50,10 +50,6 @@ let state: State = {
 };
 
 const listeners = new Set<() => void>();
-
-export function getState(): State {
-  return state;
-}
 
 export function setState(change: Partial<State>): void {
   state = { ...state, ...change };
@@ -168,7 +164,7 @@ export async function start(): Promise<void> {
 
 type Event = { type: string; session?: number } & Record<string, unknown>;
 
-// What happens after the server has made a snapshot, and before it is here. Each event may be in the snapshot already.
+// Events that arrive while a snapshot is on its way; the snapshot may include them already.
 let early: Event[] = [];
 
 function takeEvent(event: Event): void {

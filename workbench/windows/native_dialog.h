@@ -32,7 +32,7 @@ class NativeDialog {
   HWND ControlHandle(std::size_t controlIndex) const { return controls_[controlIndex]; }
   HWND PageHandle(std::size_t pageIndex) const { return pages_[pageIndex]; }
 
-  // What the runtime reports.
+  // Called when the runtime reports a change.
   void ShowControl(int controlId);
   void ShowSelectedPage();
   void ShowDataLine();
@@ -64,7 +64,6 @@ class NativeDialog {
   void TakeValue(std::size_t controlIndex);
   void HideBalloon();
   HWND MakeTooltip(DWORD style) const;
-  std::string TextOfWindow(HWND handle) const;
 
   DialogWindow* dialog_;  // null once it has closed
   std::function<void()> showHelp_;
