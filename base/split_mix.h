@@ -1,5 +1,5 @@
-// The generator SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195): the same numbers
-// on every system, from any seed, 0 included.
+// The generator SplitMix64 (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195): the same
+// numbers on every system, from any seed, 0 included.
 //
 //   vlm::SplitMix random(seed);
 //   random.Next();    // 64 bits

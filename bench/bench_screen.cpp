@@ -4,7 +4,7 @@
 // the contract.
 //
 // Jobs: fs1 (continuous dependent), fs1c (five classes), fs3 (both and a binary one); those with
-// trees are in tree_jobs.cpp. The line also tells the peak resident memory and the size of the
+// trees are in tree_jobs.cpp. The line also gives the peak resident memory and the size of the
 // data, in MiB. A word before the five names variations, joined by commas: reference (the plain
 // loop with ordered maps), rows (single cases across the contract, not columns), weights, counts,
 // sse2, avx2, avx512.

@@ -1,5 +1,6 @@
-// The best partitions of pre-bins that another program gives, and the processor time they take. Beside
-// bench/partition_beside_optbinning.py, which makes the input and runs a solver-based program on the same pre-bins.
+// The best partitions of pre-bins that another program gives, and the processor time they take.
+// Beside bench/partition_beside_optbinning.py, which makes the input and runs a solver-based
+// program on the same pre-bins.
 //
 // Standard input, one line per predictor: SHAPE MAX_BINS MIN_SHARE M, then M times "bads goods".
 // Standard output, one line per predictor: seconds, information value, ends of the bins.

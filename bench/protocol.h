@@ -43,7 +43,7 @@ inline double WallSeconds() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// Seconds of each go at the work.
+// Seconds of each repetition of the work.
 class Stopwatch {
  public:
   void Start() {

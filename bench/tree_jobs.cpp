@@ -1,13 +1,15 @@
 // The jobs with trees, on the continuous predictors.
 //
-//   tree_bin, tree_cont, tree_cls   the tree of each predictor for one response: the host's tree analysis is set up, run
-//                                   and read through the contract as the module does it, up to the cut points
-//   screen_bin, screen_cont,        a whole run of the module in a session, from its startup dialog to the importance
-//   screen_cls, screen_3            tables: trees, coding and statistics, for one response or all three
+//   tree_bin, tree_cont, tree_cls   the tree of each predictor for one response: the host's tree
+//                                   analysis is set up, run and read through the contract, as the
+//                                   module does it, up to the cut points
+//   screen_bin, screen_cont,        a whole run of the module in a session, from its startup dialog
+//   screen_cls, screen_3            to the importance tables: trees, coding and statistics, for one
+//                                   response or all three
 //
 // A leaf keeps 5 % of the cases. No tree is pruned, as the peers' are not; variation "prune" does.
-// Every go begins without anything made from the data. Variation "categorical" adds the categorical
-// predictors to a whole run.
+// Every repetition begins without anything made from the data. Variation "categorical" adds the
+// categorical predictors to a whole run.
 #include <algorithm>
 #include <cmath>
 #include <fstream>

@@ -1,5 +1,5 @@
-# What an installation holds: one folder with the command, the library, the module and what they load, found by each
-# other through it, and the header. The wheel has the folder inside its package.
+# What an installation holds: one folder with the command, the library, the module and what they
+# load, found by each other through it, and the header. The wheel has the folder inside its package.
 set(VELMORA_INSTALL_FOLDER lib/velmora CACHE STRING "The folder of the programs and libraries, below the prefix")
 set(programs velmora velmora-read velmora_shared vlmfsl)
 # The second place is for a library that is loaded through a link beside that folder.
@@ -12,7 +12,8 @@ get_filename_component(duckdb_folder ${DUCKDB_LIBRARY} DIRECTORY)
 install(FILES ${duckdb_folder}/LICENSE DESTINATION ${VELMORA_INSTALL_FOLDER} RENAME duckdb_licence.txt COMPONENT velmora
         OPTIONAL)
 
-# The workbench as a page is in the Debian package alone: a wheel would have to hold an HTTP library and what that loads.
+# The workbench as a page is in the Debian package alone: a wheel would have to hold an HTTP
+# library and what that loads.
 set_target_properties(velmora-server PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS velmora-server RUNTIME DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT system)
 

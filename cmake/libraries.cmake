@@ -12,7 +12,8 @@ endif()
 if(NOT DUCKDB_INCLUDE_DIR OR NOT DUCKDB_LIBRARY)
   message(FATAL_ERROR "DuckDB is missing: run tools/setup.sh")
 endif()
-# Its library is loaded when it is needed: only the header is used here, and the build tree says where the library is.
+# Its library is loaded when it is needed: only the header is used here, and the build tree
+# says where the library is.
 add_library(velmora_duckdb INTERFACE)
 target_include_directories(velmora_duckdb SYSTEM INTERFACE ${DUCKDB_INCLUDE_DIR})
 get_filename_component(duckdb_folder ${DUCKDB_LIBRARY} DIRECTORY)
@@ -30,7 +31,8 @@ else()
   find_package(EXPAT REQUIRED)
   find_library(MINIZIP_LIBRARY minizip REQUIRED)
   find_package(SQLite3 REQUIRED)
-  # Client libraries of database servers are loaded when a table of one is read; only their headers are used.
+  # Client libraries of database servers are loaded when a table of one is read;
+  # only their headers are used.
   find_path(POSTGRES_INCLUDE_DIR libpq-fe.h PATH_SUFFIXES postgresql REQUIRED)
   find_path(MARIADB_INCLUDE_DIR mysql.h PATH_SUFFIXES mariadb REQUIRED)
   set(DATA_LIBRARIES ${READSTAT_LIBRARY} ${MINIZIP_LIBRARY} EXPAT::EXPAT SQLite::SQLite3 ZLIB::ZLIB
@@ -51,8 +53,8 @@ else()
   find_program(NODE NAMES node nodejs REQUIRED)
 endif()
 
-# Python runs scripts; without it the command is built without them. Debian's comes first, because the packages that
-# scripts import are usually Debian's.
+# Python runs scripts; without it the command is built without them. Debian's comes first, because
+# the packages that scripts import are usually Debian's.
 if(NOT CMAKE_CROSSCOMPILING)
   if(NOT Python3_ROOT_DIR AND EXISTS /usr/include/python3.11)
     set(Python3_ROOT_DIR /usr)

@@ -1,6 +1,7 @@
-# Libraries of the Windows build. Debian has no packages made for Windows, so header-only libraries are linked into a
-# folder of their own, which hides every other header of the build machine. ReadStat, libxlsxwriter and the libraries
-# of workbooks, databases and packed files are absent: READSTAT_LIBRARY, XLSXWRITER_LIBRARY and DATA_LIBRARIES stay unset.
+# Libraries of the Windows build. Debian has no packages made for Windows, so header-only libraries
+# are linked into a folder of their own, which hides every other header of the build machine.
+# ReadStat, libxlsxwriter and the libraries of workbooks, databases and packed files are absent:
+# READSTAT_LIBRARY, XLSXWRITER_LIBRARY and DATA_LIBRARIES stay unset.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
 foreach(folder boost CLI nlohmann utf8cpp fast_float)

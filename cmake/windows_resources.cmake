@@ -1,5 +1,6 @@
-# The Windows forms of the tables in module/resources/: vlmfsl.rc, vlmfsl.idl and vlmfsl_dual.h. A generator writes them
-# during the build; target windows_sources makes them in the folder VELMORA_WINDOWS_SOURCES.
+# The Windows forms of the tables in module/resources/: vlmfsl.rc, vlmfsl.idl and
+# vlmfsl_dual.h. A generator writes them during the build; target windows_sources makes them in
+# the folder VELMORA_WINDOWS_SOURCES.
 set(VELMORA_WINDOWS_SOURCES ${CMAKE_BINARY_DIR}/windows_sources)
 file(MAKE_DIRECTORY ${VELMORA_WINDOWS_SOURCES})
 file(GLOB generator_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/module/resources/tools/*.cpp)
@@ -27,8 +28,8 @@ add_custom_command(OUTPUT ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS
 set(windows_files ${VELMORA_WINDOWS_SOURCES}/vlmfsl.rc ${VELMORA_WINDOWS_SOURCES}/vlmfsl.idl
                   ${VELMORA_WINDOWS_SOURCES}/vlmfsl_dual.h)
 
-# The type library and the compiled resources, if the tools for them are installed (Debian: mingw-w64-tools,
-# libwine-dev).
+# The type library and the compiled resources, if the tools for them are installed (Debian:
+# mingw-w64-tools, libwine-dev).
 find_program(VELMORA_WIDL NAMES x86_64-w64-mingw32-widl widl NO_CMAKE_FIND_ROOT_PATH)
 find_program(VELMORA_WINDRES NAMES x86_64-w64-mingw32-windres NO_CMAKE_FIND_ROOT_PATH)
 find_path(VELMORA_IDL_FOLDER oaidl.idl PATHS /usr/include/wine/wine/windows NO_CMAKE_FIND_ROOT_PATH)

@@ -16,7 +16,7 @@ struct IProcedure;
 struct IScreeningResults;
 struct ScreeningSettings;
 
-// The operation of a step. Returns not 0 for success.
+// The operation of a step. Nonzero means success.
 using SequenceOperation = int (*)(IAnalysis* analysis);
 
 struct SequenceStep {
@@ -36,7 +36,8 @@ struct IAnalysisHost {
                            SharedBlock* selectionConditions, SharedBlock* caseWeights) = 0;
   // The host's default step handling.
   virtual int ForwardSequence(IAnalysis* analysis, int step, int option) = 0;
-  // Returns 0, or not 0 when the host has no such mode of weighted moments; it has told the user.
+  // Returns 0, or nonzero when the host has no such mode of weighted moments, which it
+  // reports to the user itself.
   virtual int PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) = 0;
   virtual int HasCaseWeight() = 0;
   virtual int IsOleAutomation() = 0;  // not 0 while a script's call is being served

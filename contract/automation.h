@@ -62,7 +62,8 @@ enum DispatchStatus : int {
   kDispatchBadParameterCount = 2,
   kDispatchTypeMismatch = 3,
   kDispatchException = 4,  // the result holds code and description
-  kDispatchFailed = 5,     // a closed dialog, an unexpected error: logged; the result may hold the reason
+  // A closed dialog, an unexpected error: logged; the result may hold the reason.
+  kDispatchFailed = 5,
 };
 
 // Description of one member, for type libraries, help and late binding.

@@ -49,7 +49,8 @@ struct ISpreadsheet : IDocument {
   virtual void SetColumnLongName(int columnNumber, const char* text, int length) = 0;
   virtual void GetColumnLongName(int columnNumber, ITextSink* text) = 0;
   virtual void SetColumnFormat(int columnNumber, const char* format, int length) = 0;  // "0.0000"
-  virtual void SetColumnRole(int columnNumber, int role) = 0;                          // a ColumnRole
+  // A ColumnRole.
+  virtual void SetColumnRole(int columnNumber, int role) = 0;
   virtual void SetRowName(int rowNumber, const char* text, int length) = 0;
   virtual void GetRowName(int rowNumber, ITextSink* text) = 0;
 
@@ -120,7 +121,8 @@ struct IGraph : IDocument {
   virtual void AddTitleLine(const char* text, int length) = 0;
   virtual void SetFootnote(const char* text, int length) = 0;
   virtual void SetAxisTitle(int axis, const char* text, int length) = 0;
-  virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;  // step 0: the host's
+  // Step 0: the host's.
+  virtual void SetAxisRange(int axis, double minimum, double maximum, double step) = 0;
   // A text at a position; an axis with such texts shows no numbers.
   virtual void AddAxisTick(int axis, double position, const char* text, int length) = 0;
   // Return the series' index, or -1 when the host cannot add it. A series is a block of the graph's

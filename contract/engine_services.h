@@ -91,11 +91,14 @@ struct IEngineServices {
   // --- Progress and cancellation ---
   virtual void d_pbar(const char* caption, int length) = 0;  // caption of the progress display
   virtual void dstart(int stepCount) = 0;                    // opens the display; one at a time
-  virtual void termom(int step) = 0;                         // 1 to stepCount; cheap enough for every case
-  virtual void dstop() = 0;                                  // closes it
-  virtual int pcancel() = 0;                                 // not 0: the cancel button was pressed
-  virtual int IsExternallyCancelled() = 0;                   // not 0: the host asks all analyses to stop
-  virtual IIterDisplay* GetIterDisplay() = 0;                // null: none attached; valid during a pass
+  // 1 to stepCount; cheap enough for every case.
+  virtual void termom(int step) = 0;
+  virtual void dstop() = 0;   // closes it
+  virtual int pcancel() = 0;  // not 0: the cancel button was pressed
+  // Not 0: the host asks all analyses to stop.
+  virtual int IsExternallyCancelled() = 0;
+  // Null: none attached; valid during a pass.
+  virtual IIterDisplay* GetIterDisplay() = 0;
 
   // --- Texts and notices ---
   // Text of the module's string table by its number; 65536 more than the number is taken as the

@@ -61,32 +61,35 @@ enum ProcedureResult : int {
   // Tree, one row per node, in the order of the node numbers; the row header is the node number.
   // Nodes are numbered from 1, the root, so that a node's left branch comes before its right
   // branch: terminal nodes from left to right have rising numbers. k: number of response codes.
-  //   summary          1 number of cases (sum of the weights), 2 mean or most frequent class,
-  //                    3 variance (divided by the sum of the weights) or Gini impurity
-  //   structure        regression     1 to 3 as above, 4 number of cases without weights, 5 predictor of the
-  //                                   split, 6 left-branch text, 7 right-branch text, 8 left node, 9 right
-  //                                   node
-  //                    classification 1 number of cases, 2 to k + 1 cases of each response code, in the order
-  //                                   of the codes, k + 2 most frequent class, k + 3 Gini impurity, k + 4
-  //                                   predictor of the split, k + 5 left-branch text, k + 6 right-branch
-  //                                   text,
-  //                                   k + 7 left node, k + 8 right node
-  //                    The cells from the predictor of the split on are empty for a terminal node. A branch
-  //                    text is "<=c" or ">c", or the list of the levels' texts that go there.
-  //   node             index: the node number. One row: 1 predictor of the split, 2 split constant (empty for
-  //                    a categorical predictor), 3 decrease of the impurity. All empty for a terminal node.
+  //   summary       1 number of cases (sum of the weights), 2 mean or most frequent class,
+  //                 3 variance (divided by the sum of the weights) or Gini impurity
+  //   structure     regression:
+  //                   1 to 3 as above, 4 number of cases without weights, 5 predictor of the split,
+  //                   6 left-branch text, 7 right-branch text, 8 left node, 9 right node
+  //                 classification:
+  //                   1 number of cases, 2 to k + 1 cases of each response code, in the order of
+  //                   the codes, k + 2 most frequent class, k + 3 Gini impurity, k + 4 predictor of
+  //                   the split, k + 5 left-branch text, k + 6 right-branch text, k + 7 left node,
+  //                   k + 8 right node
+  //                 The cells from the predictor of the split on are empty for a terminal node. A
+  //                 branch text is "<=c" or ">c", or the list of the levels' texts that go there.
+  //   node          index: the node number. One row: 1 predictor of the split, 2 split constant
+  //                 (empty for a categorical predictor), 3 decrease of the impurity. All empty for
+  //                 a terminal node.
   kTreeSummaryResult = 1,
   kTreeStructureResult = 2,
   kTreeNodeResult = 3,
 
   // Cross-tabulation, rows by columns, weighted counts.
-  //   summary          one row per level that has cases, by rising code, then the totals; column 1 the level's
-  //                    code (its label is the row header), one column per code of the response, in the order
-  //                    asked for (its long name is the code's text), then the row totals
-  //   statistics       row 1 Pearson chi-square: 1 the statistic, 2 degrees of freedom, 3 "p=" and the
-  //                    p-value; row 2 Cramer's V. The texts carry full precision and a point whatever the
-  //                    locale. Empty cells where a table has fewer than two rows or columns with cases.
-  //   further          index 1 to 3: percent of the row, percent of the column, expected counts
+  //   summary       one row per level that has cases, by rising code, then the totals; column 1 the
+  //                 level's code (its label is the row header), one column per code of the
+  //                 response, in the order asked for (its long name is the code's text), then the
+  //                 row totals
+  //   statistics    row 1 Pearson chi-square: 1 the statistic, 2 degrees of freedom, 3 "p=" and the
+  //                 p-value; row 2 Cramer's V. Texts have full precision and a decimal point in
+  //                 every locale. Cells are empty where a table has fewer than two rows or columns
+  //                 with cases.
+  //   further       index 1 to 3: percent of the row, percent of the column, expected counts
   kCrosstabSummaryResult = 11,
   kCrosstabStatisticsResult = 12,
   kCrosstabFurtherResult = 13,
@@ -160,7 +163,7 @@ struct IProcedure : ICounted {
   virtual void GetError(ITextSink* text) = 0;
 
   // Fields of variable numbers separated by '|', numbers by blanks.
-  //   tree         "response | categorical predictor | continuous predictor", one of the two predictors empty
+  //   tree         "response | categorical predictor | continuous predictor", one predictor empty
   //   crosstab     "rows | columns"
   //   breakdown    "analysed variables | grouping variable"
   //   others       "variables"

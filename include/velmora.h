@@ -1,11 +1,12 @@
-/* Velmora as a library: ranks and bins the predictors of a table from any language that can call C.
+/* Velmora as a library: ranks and bins the predictors of a table, from any language that calls C.
  *
  *   velmora_session* session;
  *   velmora_result* result;
+ *   const char* options = "{\"dependents\": [\"risk\"]}";
  *   const char* json;
  *   if (velmora_open(&session, NULL) != VELMORA_OK) return 1;
  *   if (velmora_read_file(session, "credit.csv", NULL) == VELMORA_OK &&
- *       velmora_run(session, "feature-selection", "{\"dependents\": [\"risk\"]}", &result) == VELMORA_OK) {
+ *       velmora_run(session, "feature-selection", options, &result) == VELMORA_OK) {
  *     if (velmora_result_text(result, "json", &json, NULL) == VELMORA_OK) puts(json);
  *     velmora_result_free(result);
  *   } else {
@@ -14,8 +15,8 @@
  *   velmora_close(session);
  *
  * Rules of every function
- * - It returns VELMORA_OK or another code below; velmora_last_error then gives one sentence. Outputs
- *   are written only on success.
+ * - It returns VELMORA_OK or another code below; velmora_last_error then gives one sentence.
+ *   Outputs are written only on success.
  * - Texts are UTF-8 and end with a null character. A text that a function hands out belongs to the
  *   object that it was asked of and is valid until the next call that takes this object.
  * - One call at a time per session, from any thread; sessions run side by side. Results and bins
@@ -23,7 +24,8 @@
  *   cannot use the sessions of its parent.
  * - Options are a JSON object whose members are the long options of the command line without the
  *   dashes: {"dependents": ["risk"], "casewise": true, "p-criterion": 0.001}. A null or empty text
- *   means no options. A list repeats the option; {"missing": {"age": [-9, -8]}} is --missing age=-9,-8.
+ *   means no options. A list repeats the option; {"missing": {"age": [-9, -8]}} is
+ *   --missing age=-9,-8.
  *
  * The binary interface grows; nothing in it is removed or changes within one major version.
  */
@@ -110,9 +112,10 @@ VELMORA_API const char* velmora_version(void);
 VELMORA_API int velmora_open(velmora_session** session, const char* options);
 /* Drops the session's table. Null is ignored, here and in the functions that free. */
 VELMORA_API void velmora_close(velmora_session* session);
-/* Of the latest call that failed; never null. A null session: of this thread's latest failure without one. */
+/* Of the latest call that failed; never null. A null session: of this thread's latest failure
+ * without one. */
 VELMORA_API const char* velmora_last_error(const velmora_session* session);
-/* What the latest call of the session remarked, such as variables left out: a JSON array of texts. */
+/* Notices of the session's latest call, such as variables left out: a JSON array of texts. */
 VELMORA_API const char* velmora_notices(const velmora_session* session);
 
 /* Called about twenty times a second on the thread whose call is working. stage: what is being
@@ -124,24 +127,25 @@ VELMORA_API void velmora_cancel(velmora_session* session);
 
 /* --- Data: a session has one table. Each function leaves the table as it was when it fails. */
 
-/* Replaces the table by that of a file or of a database server (postgresql://..., mysql://...); an empty
- * path reads the files that a query names. options: "missing-text", "missing", "date-parts", "since"; of a
- * text file "delimiter", "encoding", "no-header" and "ragged", of a workbook "sheet" and "range", of a
- * database "table" and "sql-from". */
+/* Replaces the table by that of a file or of a database server (postgresql://..., mysql://...); an
+ * empty path reads the files that a query names. options: "missing-text", "missing", "date-parts",
+ * "since"; of a text file "delimiter", "encoding", "no-header" and "ragged", of a workbook "sheet"
+ * and "range", of a database "table" and "sql-from". */
 VELMORA_API int velmora_read_file(velmora_session* session, const char* path, const char* options);
-/* Replaces the table by the rows of a stream of record batches, which is taken over and released, also
- * after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates, points in time
- * and decimals become variables; columns of lists and structures are left out with a notice. Columns
- * of doubles that are all finite, without nulls, in a stream of one batch are not copied: they must not
- * change before the batch is released, which is when the session has another table or none. Results do not
- * need it.
+/* Replaces the table by the rows of a stream of record batches, which is taken over and released,
+ * also after a failure unless session is null. Numbers, booleans, texts, dictionaries, dates,
+ * points in time and decimals become variables; columns of lists and structures are left out with
+ * a notice. Columns of doubles that are all finite, without nulls, in a stream of one batch are not
+ * copied: they must not change before the batch is released, which is when the session has another
+ * table or none. Results do not need it.
  * options: "missing-text", "missing". */
 VELMORA_API int velmora_take_stream(velmora_session* session, struct ArrowArrayStream* stream,
                                     const char* options);
 /* The same for one record batch. */
 VELMORA_API int velmora_take_batch(velmora_session* session, struct ArrowSchema* schema,
                                    struct ArrowArray* batch, const char* options);
-/* Adds a variable, copied, to the table, which must have count cases or no variable yet. NaN is missing. */
+/* Adds a variable, copied, to the table, which must have count cases or no variable yet. NaN is
+ * missing. */
 VELMORA_API int velmora_add_numbers(velmora_session* session, const char* name, const double* values,
                                     int64_t count);
 /* Null and empty texts are missing. */
@@ -153,20 +157,20 @@ VELMORA_API int velmora_variables(velmora_session* session, const char** json);
 
 /* --- Analyses */
 
-/* analysis: "feature-selection" or "screen". options: those of the command, except for the ones that
- * read or write files. The session's table stays. The caller frees the result. */
+/* analysis: "feature-selection" or "screen". options: those of the command, except for the ones
+ * that read or write files. The session's table stays. The caller frees the result. */
 VELMORA_API int velmora_run(velmora_session* session, const char* analysis, const char* options,
                             velmora_result** result);
-/* The same, and the session has no data afterwards, even when it fails: the run takes the table over,
- * which would be copied otherwise. */
+/* The same, and the session has no data afterwards, even when it fails: the run takes the table
+ * over, which would be copied otherwise. */
 VELMORA_API int velmora_run_once(velmora_session* session, const char* analysis, const char* options,
                                  velmora_result** result);
 VELMORA_API void velmora_result_free(velmora_result* result);
 /* format: "json", "csv", "terminal", "html", or "xlsx" (bytes). length may be null. */
 VELMORA_API int velmora_result_text(velmora_result* result, const char* format, const char** text,
                                     size_t* length);
-/* table: "ranking" (a row per outcome and predictor, best first) or, of a screening, "bins" (a row per
- * bin). Columns are the members of the JSON in snake case. The caller releases the stream. */
+/* table: "ranking" (a row per outcome and predictor, best first) or, of a screening, "bins" (a row
+ * per bin). Columns are the members of the JSON in snake case. The caller releases the stream. */
 VELMORA_API int velmora_result_table(velmora_result* result, const char* table,
                                      struct ArrowArrayStream* stream);
 /* Writes the files of --out DIR, all or none. formats: names between commas; null for all. */
@@ -174,34 +178,37 @@ VELMORA_API int velmora_result_write(velmora_result* result, const char* folder,
 
 /* --- Bins */
 
-/* The bins of the best predictors of each response of a screening; best 0: of all. Of a scorecard: its own. */
+/* The bins of the best predictors of each response of a screening; best 0: of all. Of a scorecard:
+ * its own. */
 VELMORA_API int velmora_result_bins(velmora_result* result, int best, velmora_bins** bins);
 /* From the JSON that velmora_bins_text gives and "velmora screen --bins" writes. */
 VELMORA_API int velmora_load_bins(velmora_session* session, const char* json, size_t length,
                                   velmora_bins** bins);
 VELMORA_API void velmora_bins_free(velmora_bins* bins);
-/* format: "json", "python", "sql", or "sql:DIALECT" with a value of --sql-dialect; of bins with a scorecard
- * "pmml", too. */
+/* format: "json", "python", "sql", or "sql:DIALECT" with a value of --sql-dialect; of bins with a
+ * scorecard "pmml", too. */
 VELMORA_API int velmora_bins_text(velmora_bins* bins, const char* format, const char** text, size_t* length);
-/* Corrects the bins by hand, by the counts that are saved with them. edit: a member of "edits" in the
- * JSON of saved bins (docs/json.md), {"operation": "merge", "predictor": "age", "bins": [0, 1]}. */
+/* Corrects the bins by hand, by the counts that are saved with them. edit: a member of "edits" in
+ * the JSON of saved bins (docs/json.md), such as
+ * {"operation": "merge", "predictor": "age", "bins": [0, 1]}. */
 VELMORA_API int velmora_bins_edit(velmora_bins* bins, const char* edit);
 /* Takes the last edit back; without one it fails. */
 VELMORA_API int velmora_bins_undo(velmora_bins* bins);
-/* Codes the table of the bins' session: one column for the label of each predictor's bin and one for
- * each figure, null where a case has no bin. The caller releases the stream. */
+/* Codes the table of the bins' session: one column for the label of each predictor's bin and one
+ * for each figure, null where a case has no bin. The caller releases the stream. */
 VELMORA_API int velmora_bins_apply(velmora_bins* bins, struct ArrowArrayStream* stream);
-/* The same. options: "unseen", what becomes of levels that the bins do not have: "missing" (the bin of missing
- * values), "error" (VELMORA_BAD_USE), or the label of a bin. */
+/* The same. options: "unseen", what becomes of levels that the bins do not have: "missing" (the
+ * bin of missing values), "error" (VELMORA_BAD_USE), or the label of a bin. */
 VELMORA_API int velmora_bins_apply_with(velmora_bins* bins, const char* options,
                                         struct ArrowArrayStream* stream);
-/* Makes points of the bins by logistic regression on the table of their session. options: those of "velmora
- * scorecard", except for the ones that read or write files. Tables of the result: "points", "coefficients",
- * "quality", "scores"; velmora_result_bins gives the bins with the scorecard. The caller frees the result. */
+/* Makes points of the bins by logistic regression on the table of their session. options: those of
+ * "velmora scorecard", except for the ones that read or write files. Tables of the result:
+ * "points", "coefficients", "quality", "scores"; velmora_result_bins gives the bins with the
+ * scorecard. The caller frees the result. */
 VELMORA_API int velmora_bins_scorecard(velmora_bins* bins, const char* options, velmora_result** result);
-/* Compares the table of the bins' session with the cases that the bins were made from. options: "response",
- * "select", "exclude", "weight", "fail-on". Tables of the result: "ranking" (a row per predictor), "groups",
- * "bins". The caller frees the result. */
+/* Compares the table of the bins' session with the cases that the bins were made from. options:
+ * "response", "select", "exclude", "weight", "fail-on". Tables of the result: "ranking" (a row per
+ * predictor), "groups", "bins". The caller frees the result. */
 VELMORA_API int velmora_bins_monitor(velmora_bins* bins, const char* options, velmora_result** result);
 
 /* --- Data in parts, on one computer or many
@@ -221,10 +228,10 @@ VELMORA_API int velmora_bins_monitor(velmora_bins* bins, const char* options, ve
  * Computers of one run need the same version of this library.
  */
 
-/* analysis, options: as of velmora_run, without what needs all cases in one place. settings: "cells"
- * (different numbers of a variable that are kept apart, 6400), "levels" (different texts, 100000) and,
- * of rows that have been counted elsewhere, "cases" and "squares" (columns: how many cases a row is,
- * and the sum of their squared weights). The caller frees the state. */
+/* analysis, options: as of velmora_run, without what needs all cases in one place. settings:
+ * "cells" (different numbers of a variable that are kept apart, 6400), "levels" (different texts,
+ * 100000) and, of rows that have been counted elsewhere, "cases" and "squares" (columns: how many
+ * cases a row is, and the sum of their squared weights). The caller frees the state. */
 VELMORA_API int velmora_state_new(velmora_session* session, const char* analysis, const char* options,
                                   const char* settings, velmora_state** state);
 /* From the bytes that the functions below give. */

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Ranks the variables that separate good loans from bad ones, bins them and writes both reports. Run by `make demo`.
+# Ranks the variables that separate good loans from bad ones, bins them and writes both
+# reports. Run by `make demo`.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=out/demo

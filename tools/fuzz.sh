@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in build/fuzz/corpus.
-# Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives the same inputs every time, as many of
-# them as there is time for. Fails when a target falls, and leaves the input beside the corpus. No input is too slow for a
-# loaded machine: one that takes ten minutes has hung.
-# usage: tools/fuzz.sh SECONDS [TARGET ...]     (needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz)
+# Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in
+# build/fuzz/corpus. Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives
+# the same inputs every time, as many of them as there is time for. Fails when a target falls, and
+# leaves the input beside the corpus. No input is too slow for a loaded machine: one that takes ten
+# minutes has hung.
+# Needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz
+# usage: tools/fuzz.sh SECONDS [TARGET ...]
 #        tools/fuzz.sh 10000000x [TARGET ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."

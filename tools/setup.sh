@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need on Debian 12: Debian packages by name, the pinned npm packages of
-# package-lock.json, DuckDB's C header from a pinned npm package, and for the tests the pinned Python
-# packages of python/requirements.txt. Skips what is installed already.
+# Installs what the build and the tests need on Debian 12: Debian packages by name, the pinned npm
+# packages of package-lock.json, DuckDB's C header from a pinned npm package, and for the tests the
+# pinned Python packages of python/requirements.txt. Skips what is installed already.
 # usage: tools/setup.sh [build|test]      (as root, or with sudo)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -49,7 +49,8 @@ if ! cmp -s package-lock.json "$stamp"; then
   cp package-lock.json "$stamp"
 fi
 
-# DuckDB's header: one file of the npm package that carries DuckDB's sources (its dependencies are not needed).
+# DuckDB's header: one file of the npm package that carries DuckDB's sources (its
+# dependencies are not needed).
 header=node_modules/.velmora-duckdb/duckdb.h
 if [ ! -f "$header" ]; then
   version=1.4.4
@@ -63,8 +64,8 @@ if [ ! -f "$header" ]; then
   mv "$scratch/package/src/duckdb/src/include/duckdb.h" "$header"
 fi
 
-# DuckDB's DLL for Windows: an optional package of package.json, which npm passes over on another system, so it is
-# taken by itself; version and checksum are those of package-lock.json.
+# DuckDB's DLL for Windows: an optional package of package.json, which npm passes over on another
+# system, so it is taken by itself; version and checksum are those of package-lock.json.
 library=node_modules/.velmora-duckdb/windows/duckdb.dll
 if [ "$what" = test ] && [ ! -f "$library" ]; then
   name=@duckdb/node-bindings-win32-x64

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian package on a bare Debian 12 in a scratch folder and runs it there. By hand, as root; needs
-# debootstrap.
-# usage: tools/try_package.sh dist/velmora_VERSION_amd64.deb MIRROR      MIRROR: where packages of Debian 12 are
+# Installs the Debian package on a bare Debian 12 in a scratch folder and runs it there. By hand,
+# as root; needs debootstrap.
+# usage: tools/try_package.sh dist/velmora_VERSION_amd64.deb MIRROR
+#        MIRROR: where packages of Debian 12 are
 set -euo pipefail
 package=$(realpath "$1")
 mirror=$2

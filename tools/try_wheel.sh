@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the wheel into a fresh virtual environment and uses it there: first with NumPy alone, then with the libraries
-# that it works with. By hand; takes a minute.
+# Installs the wheel into a fresh virtual environment and uses it there: first with NumPy alone,
+# then with the libraries that it works with. By hand; takes a minute.
 # usage: tools/try_wheel.sh dist/velmora-VERSION-py3-none-manylinux*.whl [PYTHON]
 set -euo pipefail
 wheel=$(realpath "$1")

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine, with its own Windows in a folder of the build tree.
 # usage: tools/wine.sh PREFIX PROGRAM ARGUMENT...
-# Standard streams and the exit code are those of the program. The first call creates the prefix, which takes a while.
+# Standard streams and the exit code are those of the program. The first call creates the
+# prefix, which takes a while.
 set -euo pipefail
 prefix=$1
 shift

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Like wine.sh, for a program that starts servers: after it has ended, everything that it left running in the prefix is
-# ended too. The output goes through a file, because a server may keep the pipe open. Nothing else may run in the prefix.
+# Like wine.sh, for a program that starts servers: after it has ended, everything that it left
+# running in the prefix is ended too. The output goes through a file, because a server may keep the
+# pipe open. Nothing else may run in the prefix.
 # usage: tools/wine_alone.sh PREFIX PROGRAM ARGUMENT...
 set -uo pipefail
 output=$(mktemp)

@@ -1,6 +1,6 @@
 // The late-bound COM object over an automation object: IDispatch on top of the portable calls.
 //
-//   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> result, or EXCEPINFO with the description
+//   script -> IDispatch::Invoke -> IAutomationObject::Invoke -> result or EXCEPINFO with the reason
 //
 // A live object keeps the process that serves it alive (CoAddRefServerProcess): the server ends
 // with the last one.

@@ -2,7 +2,7 @@
 // GetTypeInfo returns, and the type library that object browsers and early-bound clients read.
 //
 //   member table -> DescribeInterface -> ITypeInfo of a dispinterface
-//                -> WriteTypeLibrary  -> a .tlb file, one dispinterface per table and one creatable class
+//                -> WriteTypeLibrary  -> a .tlb file: a dispinterface per table, and a class
 #pragma once
 
 #include <windows.h>
@@ -31,7 +31,8 @@ struct TypeLibraryDescription {
   const wchar_t* help;       // shown in lists of type libraries
   GUID classId;              // of the creatable class
   const wchar_t* className;  // its name; differs from the names of the interfaces
-  const vlm::AutomationInterface* classInterface;               // the default interface of the class
+  // The default interface of the class.
+  const vlm::AutomationInterface* classInterface;
   std::span<const vlm::AutomationInterface* const> interfaces;  // classInterface among them
 };
 

@@ -59,9 +59,12 @@ enum class VariableRole {
 
 struct FeatureSelectionSettings {
   vlm::IEngineServices* owner;
-  ContinuousVarMoments* predictorMoments;  // continuous + categorical predictors + 1 records, or null
-  ContinuousVarMoments* dependentMoments;  // continuous dependents + 1 records when these are cut, else null
-  DependentRange* dependentRanges;   // continuous dependents + 1 records when these are not cut, else null
+  // Continuous + categorical predictors + 1 records, or null.
+  ContinuousVarMoments* predictorMoments;
+  // Continuous dependents + 1 records when these are cut, else null.
+  ContinuousVarMoments* dependentMoments;
+  // Continuous dependents + 1 records when these are not cut, else null.
+  DependentRange* dependentRanges;
   std::int16_t useWeightsAsGiven;    // 0: weights are rounded to whole numbers
   std::int16_t weightedMomentsMode;  // the host's; not read here
   int numberOfVariables;

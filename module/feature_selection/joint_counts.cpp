@@ -6,9 +6,9 @@ namespace vlmfsl {
 
 namespace {
 
-// Dependents are counted together while they have at most this many joint classes,
+// Most joint classes of dependents that are counted together.
 constexpr std::uint32_t kMostJointClasses = 64;
-// and while the predictor has at most this many keys.
+// Most keys of a predictor whose dependents are counted together.
 constexpr std::uint32_t kMostJointRows = 256;
 
 }  // namespace

@@ -80,7 +80,8 @@ class LanePresence {
       const bool reachesAll = !(someIncomplete && complete_[at] == 0);
       const unsigned missing = static_cast<unsigned>(row[i]) ^ kAllLanes;
       if (missing != 0)
-        row[i] = static_cast<std::uint16_t>((missing & (0u - missing)) - 1u);  // lanes before the first
+        // Lanes before the first.
+        row[i] = static_cast<std::uint16_t>((missing & (0u - missing)) - 1u);
       if (!reachesAll) row[i] &= 1;
       if (missing != 0 || !reachesAll) {
         alive_[at] = 0;

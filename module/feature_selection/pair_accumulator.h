@@ -30,7 +30,7 @@ class PairAccumulator {
 
   // Where cases are read.
   LaneBlock& Block() { return block_; }
-  // Takes the case that was read there.
+  // Adds the case that was read into the block.
   void Accept(bool weighted, double weight, double count);
   // Processes the cases of the block, which is empty then. Returns false when the run is cancelled.
   [[nodiscard]] bool ProcessBlock();
@@ -101,7 +101,8 @@ class PairAccumulator {
   std::vector<Dependent> dependents_;
   std::vector<double> values_;           // [dependent][case]
   std::vector<std::uint8_t> takesPart_;  // [dependent][case]
-  std::vector<int> pairCases_;           // [dependent][predictor]; empty while every case has mass 1
+  // [dependent][predictor]; empty while every case has mass 1.
+  std::vector<int> pairCases_;
 
   GroupMeans means_;  // of the first dependents
 

@@ -64,7 +64,7 @@ struct Avx2 {
     _mm256_storeu_pd(second, _mm256_unpackhi_pd(even, odd));
   }
 
-  // The groups' rows turned, four entries of each.
+  // The rows of groups, transposed, four entries of each.
   static D TwoHalves(const double* low, const double* high) {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_load_pd(low)), _mm_load_pd(high), 1);
   }

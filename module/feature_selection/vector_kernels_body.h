@@ -1,7 +1,8 @@
 // The kernels, written once over a vector type V and included by one source file for each vector
 // unit. V names:
-//   kWidth   doubles in a vector;  D: the vector;  M: result of a comparison;  I: as many 64-bit counters
-//   Rows     the type that turns as many groups' rows as it has doubles
+//   kWidth   doubles in a vector
+//   D        the vector;  M: result of a comparison;  I: as many 64-bit counters
+//   Rows     the type that transposes as many groups' rows as it has doubles
 //   kDividesByWhole   whether it has DivideByWhole
 // The including file has included the intrinsics' header. Everything is in an unnamed namespace and
 // calls no function of the standard library, so that no code made for a wide unit can be taken by

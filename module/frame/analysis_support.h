@@ -12,7 +12,7 @@ namespace vlmfsl {
 
 class CAnalysisContext;
 class CAnalysisModelessDialog;
-// A document of the host's that an analysis is opened on. No factory gives one.
+// A document of the host that an analysis may be opened on; the factories pass none.
 struct CAnalysisDoc;
 
 class CAnalysisSupport : public vlm::IAnalysis {

@@ -1,6 +1,6 @@
 // The portable dispatch layer: member table of resources/ + handlers = an automation object.
 //
-//   script -> Invoke(id, kind, arguments) -> member found in the table, arguments counted and converted
+//   script -> Invoke(id, kind, arguments) -> member found, arguments counted and converted
 //          -> Guarded("CDefineTask::put_CountVariable", ...) -> handler
 #pragma once
 
@@ -26,7 +26,8 @@ namespace vlmfsl {
 struct AutomationCall {
   const vlm::AutomationMember& member;
   vlm::InvokeKind kind;
-  std::span<const vlm::AutomationValue> arguments;  // in declaration order; of a put the value is the last
+  // In declaration order; of a put the value is the last.
+  std::span<const vlm::AutomationValue> arguments;
   vlm::IAutomationResult& result;
 
   const vlm::AutomationValue& Value() const { return arguments.back(); }

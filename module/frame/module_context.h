@@ -30,8 +30,8 @@ void DetachModule() noexcept;
 // Text of the module by number, without the host. Empty for an unknown one.
 [[nodiscard]] std::string LoadResString(int number);
 
-// The blocks that the analyses of this module share: case selection and weights follow from one to
-// the other.
+// Blocks that the analyses of this module share, so that case selection and weights carry over from
+// one analysis to the next.
 struct ModuleSharedBlocks {
   vlm::SharedBlock dataSelectionTags;
   vlm::SharedBlock extendedTags;

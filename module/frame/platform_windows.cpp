@@ -1,5 +1,5 @@
 #include <windows.h>
-// After windows.h, which they build on.
+// These headers need windows.h before them.
 #include <psapi.h>
 #include <shlobj.h>
 
@@ -61,8 +61,8 @@ void* FindHostFunction(const char* name) {
 // name.
 RuntimeLibrary::RuntimeLibrary(const char* name) {
   const std::wstring file = Utf16(name) + L".dll";
-  // What the host has loaded already; else of the program's folder, the system's, and those that
-  // the host has added.
+  // Taken from what the host has loaded already, else from the folders of the program, of the
+  // system, and those that the host has added.
   handle_ = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
   if (handle_) return;
   const std::wstring own = FileOf(OwnModule());
@@ -81,7 +81,8 @@ void* RuntimeLibrary::Find(const char* function) const {
 }
 
 void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
-  constexpr DWORD kExceptionOfTheLanguage = 0xE0000001;  // the customer bit: no code of the system's
+  // The customer bit: no code of the system's.
+  constexpr DWORD kExceptionOfTheLanguage = 0xE0000001;
   CONTEXT context = {};
   RtlCaptureContext(&context);
   EXCEPTION_RECORD record = {};

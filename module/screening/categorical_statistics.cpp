@@ -1,5 +1,5 @@
 // Statistics of a categorical response: the crosstab of the coded predictor with Pearson's
-// chi-square, and the association figures that a crosstab of either kind of response gives.
+// chi-square, and the measures of association of any crosstab.
 #include <algorithm>
 #include <cmath>
 #include <set>

@@ -110,7 +110,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure&
   const int levels = allRow - 1;
   const double errorDf = breakdown.GetValue(allRow, kResponseN) - levels;
   const double meanSquareError = response.within / errorDf;
-  const double between = std::max(response.total - response.within, 0.0);  // below 0 by rounding alone
+  // Below 0 by rounding alone.
+  const double between = std::max(response.total - response.within, 0.0);
   // With weights that sum to little there may be no degrees of freedom: F is then not computable.
   record.continuous.fStatistic = !(errorDf > 0) ? std::numeric_limits<double>::quiet_NaN()
                                  : vlm::NearlyZero(meanSquareError)

@@ -1,4 +1,4 @@
-// The run's progress display: one step a (response, predictor) pair.
+// The run's progress display: one step per (response, predictor) pair.
 #pragma once
 
 #include <atomic>

@@ -1,13 +1,13 @@
 // The bins of screened predictors as conditions of the host on the predictor: recode files and
 // rules scripts. Both give every case the bin that CodedVariables gives it.
 //
-//   recode file (INI)                              rules script
-//   [SelectionConditions]                          If( EvalExpr("""age""<=2.500000000000000e+01") )
-//   ConditionSize=2                                "risk_age_Coded"="(-Inf, 25]"
-//   [SelectionConditions\Cond0]                    EndIf
-//   Ignore=0                                       If( EvalExpr("""age"" > 2.500000000000000e+01") )
-//   Condition="""age""<=2.500000000000000e+01"     "risk_age_Coded"="(25, Inf)"
-//   Value=(-Inf, 25]                               EndIf
+//   recode file (INI)                            rules script
+//   [SelectionConditions]                        If( EvalExpr("""age""<=2.500000000000000e+01") )
+//   ConditionSize=2                              "risk_age_Coded"="(-Inf, 25]"
+//   [SelectionConditions\Cond0]                  EndIf
+//   Ignore=0                                     If( EvalExpr("""age"" > 2.500000000000000e+01") )
+//   Condition="""age""<=2.500000000000000e+01"   "risk_age_Coded"="(25, Inf)"
+//   Value=(-Inf, 25]                             EndIf
 //   ...
 //
 // Conditions of a recode file are tested in order and its numbers have a point; those of a script

@@ -45,7 +45,8 @@ void WriteImportance(vlm::ISpreadsheet& sheet, int row, int firstColumn, const P
 
 void NameColumn(vlm::ISpreadsheet& sheet, int column, const std::string& name, const std::string& longName) {
   sheet.SetColumnName(column, name.data(), vlm::LengthOf(name));
-  sheet.SetColumnLongName(column, longName.data(), vlm::LengthOf(longName));  // the name itself may be cut
+  // The name itself may be cut.
+  sheet.SetColumnLongName(column, longName.data(), vlm::LengthOf(longName));
 }
 
 void NameRow(CFeatureSelectionTemplate& analysis, vlm::ISpreadsheet& sheet, int row,

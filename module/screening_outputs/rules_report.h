@@ -1,5 +1,5 @@
-// The bins of a screening for a person: the rules of the best predictors as a text, and the table
-// of all predictors with their ranks.
+// The bins of a screening for readers: the rules of the best predictors as a text, and the table of
+// all predictors with their ranks.
 #pragma once
 
 #include "contract/ref.h"

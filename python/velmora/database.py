@@ -234,7 +234,7 @@ class _Counter:
             for i, column in enumerate(columns):
                 column.valid, column.distinct = int(counts[2 * i]), int(counts[2 * i + 1])
         self.columns = [c for c in self.columns if c.name in self.outcomes or not self._is_left_out(c)]
-        # The columns in their order, before any of them is counted.
+        # Registers the columns in order before any is counted.
         self._feed({column: [None] for column in self.columns}, [(0, 0, 0)])
         wide = [c for c in self.columns if c.kind == "number" and c.distinct > self.cells]
         for columns in _slices(wide):

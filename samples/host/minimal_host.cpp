@@ -1,5 +1,5 @@
 // The smallest host: loads the analysis module, makes its two analyses, says what they are, and
-// lets all go again. A real host attaches itself (an IAnalysisHost of its own: data, dialogs,
+// releases everything. A real host attaches itself (an IAnalysisHost of its own: data, dialogs,
 // documents) before the first step.
 //
 //   minimal_host MODULE            MODULE: the path of vlmfsl.dll or libvlmfsl.so
@@ -43,7 +43,8 @@ int Show(void* module, const char* factoryName) {
   Text name;
   analysis->GetAnalysisName(&name);
   std::printf("%s makes analysis %d:%s\n", factoryName, analysis->GetAnalysisID(), name.text.c_str());
-  // analysis->AttachHost(&yourHost);  from here on the analysis asks it for data, memory, dialogs and documents
+  // Next comes analysis->AttachHost(&yourHost): from then on the analysis asks your host for data,
+  // memory, dialogs and documents.
   int count = 0;
   const vlm::SequenceStep* const steps = analysis->GetSequenceTable(&count);
   for (int i = 0; i < count; ++i) std::printf("  step %d, then %d\n", steps[i].step, steps[i].followingStep);

@@ -76,7 +76,8 @@ std::string CommandJson(std::vector<std::string> words, bool ofFile) {
   json made = json::parse(RunVelmora(words).out);
   made["run"].erase("provenance");
   if (!ofFile) made["run"]["dataFile"] = nullptr;
-  if (made["run"].contains("provenance")) made["run"]["provenance"] = nullptr;  // only a command has one
+  // Only a command has one.
+  if (made["run"].contains("provenance")) made["run"]["provenance"] = nullptr;
   return made.dump();
 }
 
@@ -254,7 +255,7 @@ TEST(CInterface, TablesHoldTheNumbersOfTheJson) {
   session.Read(Sample("german_credit.csv"));
   velmora_result* const result = session.Run("screen", kScreenOptions);
   const json whole = json::parse(TextOf(result, "json"));
-  // A table's way back in shows that other programs can read it.
+  // Reading the table back shows that other programs can read it.
   const auto back = [&](const char* name) {
     ArrowArrayStream stream;
     EXPECT_EQ(velmora_result_table(result, name, &stream), VELMORA_OK);

@@ -1,4 +1,5 @@
-// Bins of whole columns: noise gets none, structure keeps its own, and the figures on held-out cases are honest.
+// Bins of whole columns: noise gets none, structure keeps its own, and the figures on
+// held-out cases are honest.
 #include "workbench/binning/optimal_bins.h"
 
 #include <gtest/gtest.h>
@@ -119,7 +120,8 @@ TEST(OptimalBins, KeepWhatIsThere) {
   }
 }
 
-// A sample of few clusters leaves folds empty, and rare cases leave some without one of the classes.
+// A sample of few clusters leaves folds empty, and rare cases leave some without one of the
+// classes.
 TEST(OptimalBins, FoldsWithoutBothClassesDiluteNoFigure) {
   PreBinSums fold;
   fold.classCount = 2;
@@ -281,8 +283,8 @@ TEST(MissingCases, GoToTheBinThatIsAskedFor) {
   EXPECT_TRUE(MissingCasesDiffer(bins, OnePreBin(70, 30).sums));
 }
 
-// A predictor that is known for few cases is worth little on all of them; a bin of missing cases that differ is worth
-// something even where the values are noise.
+// A predictor that is known for few cases is worth little on all of them; a bin of missing cases
+// that differ is worth something even where the values are noise.
 TEST(MissingCases, CountInTheValidation) {
   std::mt19937 random(8);
   const Column data = MakeColumn(random, 3000, 1.2);

@@ -33,8 +33,10 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   const std::filesystem::path& Path() const { return path_; }
-  std::string Write(const std::string& name, std::string_view content) const;  // returns the file's path
-  std::vector<std::string> Names() const;                                      // of everything in it, sorted
+  // Returns the file's path.
+  std::string Write(const std::string& name, std::string_view content) const;
+  // Of everything in it, sorted.
+  std::vector<std::string> Names() const;
 
  private:
   std::filesystem::path path_;

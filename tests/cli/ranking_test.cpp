@@ -1,5 +1,5 @@
-// The ranking of velmora feature-selection as a process: against the run of the dialogs, under other units of the
-// weights, in every output.
+// The ranking of velmora feature-selection as a process: against the run of the dialogs, under
+// other units of the weights, in every output.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,7 +14,8 @@ Json JsonOf(const std::string& data, const Words& rest) {
   return JsonFrom(With({"feature-selection", data}, rest));
 }
 
-// Two programs for one figure: the module's kernels and the workbench's, on data without missing values.
+// Two programs for one figure: the module's kernels and the workbench's, on
+// data without missing values.
 TEST(Ranking, AgreesWithTheRunOfTheDialogs) {
   struct Row {
     const char* file;
@@ -134,7 +135,8 @@ TEST(Ranking, TinyProbabilitiesDoNotTie) {
   EXPECT_GT(b["minusLog10P"], 308);
 }
 
-// A few cases per cell, a copy of the outcome, a level per case: named in every output with what to do about it.
+// A few cases per cell, a copy of the outcome, a level per case: named in every output
+// with what to do about it.
 TEST(Ranking, WarnsOfWhatMisleads) {
   const TemporaryFolder folder;
   std::string csv = "y,rare,copy,key,x,number\n";
@@ -184,7 +186,8 @@ TEST(Ranking, SaysHowManyCasesCount) {
   EXPECT_EQ(run["incompleteCases"].get<int>() + run["validCases"].get<int>(), 200);
 }
 
-// R: svychisq(~school_wide_met + awards) and regTermTest of svyglm(api2000 ~ awards) for counties within types.
+// R: svychisq(~school_wide_met + awards) and regTermTest of svyglm(api2000 ~ awards)
+// for counties within types.
 TEST(Ranking, TakesTheDesignOfASurvey) {
   const Words design = {"--weight",   "weight", "--strata",     "school_type",
                         "--clusters", "county", "--predictors", "awards"};

@@ -1,5 +1,5 @@
-// velmora screen's optimal bins, from the command line to the figures: honest about noise, in the shape asked for,
-// and with --classic the run that the dialogs make.
+// velmora screen's optimal bins, from the command line to the figures: honest about noise, in the
+// shape asked for, and with --classic the run that the dialogs make.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -35,7 +35,8 @@ std::string NoiseTable(int cases, int columns) {
     for (int c = 0; c < columns; ++c) {
       const bool levels = c % 2 == 1;
       csv += ",";
-      if (c % 5 == 4 && random() % 3 == 0) continue;  // a third is missing, of good and bad cases alike
+      // A third is missing, of good and bad cases alike.
+      if (c % 5 == 4 && random() % 3 == 0) continue;
       csv += levels ? "L" + std::to_string(random() % 40) : std::to_string(normal(random));
     }
     csv += "\n";
@@ -255,7 +256,8 @@ TEST(ScreenBinning, MissingValuesGoWhereTheyAreSent) {
   }
 }
 
-// A predictor that is mostly missing is judged on all cases, so it does not win by leaving out the others.
+// A predictor that is mostly missing is judged on all cases, so it does not win
+// by leaving out the others.
 TEST(ScreenBinning, MissingnessDoesNotDecideTheRank) {
   std::mt19937 random(3);
   std::normal_distribution<double> normal;

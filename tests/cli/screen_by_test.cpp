@@ -65,8 +65,8 @@ TEST(ScreenBy, GroupsOfCasesAreCompared) {
   ExpectSaid(one, {"--by: year has one value"});
 }
 
-// Two periods of cases with weights in three units and with counts; the second period has no bad case
-// of level c and no case of level d, so that half cases matter.
+// Two periods of cases with weights in three units and with counts; the second period has no bad
+// case of level c and no case of level d, so that half cases matter.
 std::string WeightedPeriod(bool later, bool asCases) {
   std::string csv = asCases ? "risk,x\n" : "risk,x,w,small,large,n\n";
   for (int i = 0; i < 600; ++i) {

@@ -102,7 +102,8 @@ TEST(ScreenDesign, CasesOfAClusterAreNoEvidenceOfTheirOwn) {
     EXPECT_NE(page.find(part), std::string::npos) << part;
 }
 
-// Two predictors with more bins than a byte has numbers, and with levels that are bins of their own.
+// Two predictors with more bins than a byte has numbers, and with levels that are bins of their
+// own.
 TEST(ScreenDesign, TestsEveryBinThatThereIs) {
   const TemporaryFolder folder;
   std::mt19937 random(8);

@@ -1,5 +1,5 @@
-// What the ranking of velmora screen rests on: the meaning of weights, the cases and the interval of every line,
-// p-values of the search, and warnings before a predictor is used.
+// What the ranking of velmora screen rests on: the meaning of weights, the cases and the interval
+// of every line, p-values of the search, and warnings before a predictor is used.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,7 +17,8 @@ Json ResponseOf(const std::string& data, const Words& options) {
   return json.is_object() ? json["responses"][0] : Json::object();
 }
 
-// A flag, two predictors that matter and one that does not; weights in three units, counts, and gaps.
+// A flag, two predictors that matter and one that does not; weights in
+// three units, counts, and gaps.
 std::string WeightTable(int cases) {
   std::mt19937 random(8);
   std::normal_distribution<double> normal;

@@ -311,7 +311,8 @@ TEST(ScreenSave, EveryCharacterSurvivesInNamesAndLevels) {
   const std::size_t cases = 6 * characters.size();
   for (std::size_t row = 0; row < cases; ++row) {
     const std::string& character = characters[row % characters.size()];
-    const bool isBlank = character == " " || character == "\t";  // a missing value where it is alone
+    // A missing value where it is alone.
+    const bool isBlank = character == " " || character == "\t";
     const std::size_t value = row * 7919 % 101;
     Fields fields = {(row % characters.size() + row / 7) % 3 == 0 ? "bad" : "good", isBlank ? "" : character,
                      "a" + character + "b"};

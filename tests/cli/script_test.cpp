@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Scripts stand in a folder of their own, where they may also write.
+// Scripts are in a folder of their own, where they may also write.
 struct Script : ::testing::Test {
   void SetUp() override {
     if (!fs::exists(fs::path(BinaryDir()) / "libvelmora_python.so")) GTEST_SKIP() << "built without Python";

@@ -55,14 +55,14 @@ TEST(Signals, TheSecondLeavesNoScratch) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(number);
     const TemporaryFolder folder;
-    const int ended = EndedBySignal(
-        [&](const auto& isReady) { HoldScratch(folder.Path(), isReady); },
-        [&](pid_t child) {
-          EXPECT_EQ(folder.Names().size(), 304u);  // report, its scratch, 300 files, table in its scratch
-          kill(child, number);
-          usleep(100000);
-          kill(child, number);
-        });
+    const int ended = EndedBySignal([&](const auto& isReady) { HoldScratch(folder.Path(), isReady); },
+                                    [&](pid_t child) {
+                                      // Report, its scratch, 300 files, table in its scratch.
+                                      EXPECT_EQ(folder.Names().size(), 304u);
+                                      kill(child, number);
+                                      usleep(100000);
+                                      kill(child, number);
+                                    });
     EXPECT_EQ(ended, number);
     EXPECT_EQ(folder.Names(), (Names{"report"}));
   }

@@ -1,5 +1,5 @@
-// Values that a file of a statistics program declares missing, as special codes of screen and in what
-// follows it.
+// Values that a file of a statistics program declares missing, as special codes of
+// screen and in what follows it.
 #include <gtest/gtest.h>
 #include <readstat.h>
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
-// After windows.h, which it builds on.
+// Needs windows.h before it.
 #include <tlhelp32.h>
 
 #include <filesystem>

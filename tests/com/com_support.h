@@ -2,7 +2,7 @@
 #pragma once
 
 #include <windows.h>
-// After windows.h, which it builds on.
+// Needs windows.h before it.
 #include <oleauto.h>
 
 #include <stdexcept>

@@ -30,7 +30,8 @@ TEST(CodeLists, ReadLabelsNumbersRangesAndAll) {
   const Row rows[] = {{"", {}},
                       {"north, \"far west\" 7 -2--1 4-6", {{1, 2, 7, -2, -1, 4, 5, 6}, false}},
                       {"12 \"12\" 1.5", {{3, 1.5}, false}},  // a label comes before a number
-                      {" far west\n", {{2}, false}},         // one label as a whole needs no quotation marks
+                      // One label as a whole needs no quotation marks.
+                      {" far west\n", {{2}, false}},
                       {"say \"so\"", {{4}, false}},
                       {"\"say \"\"so\"\"\" \"a|b\"", {{4, 5}, false}},
                       {"3 1 3;1", {{3, 1}, false}},

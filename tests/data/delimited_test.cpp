@@ -241,8 +241,8 @@ TEST_F(DataTest, NumbersReadBackToTheSameBits) {
         << "column " << j;
 }
 
-// Where blocks end makes no difference: every split of a text gives the fields of the whole, or finds
-// the same damage.
+// Where blocks end makes no difference: every split of a text gives the fields of the whole,
+// or finds the same damage.
 TEST(DelimitedText, BlocksMayEndAnywhere) {
   const auto split = [](std::string_view rest, std::size_t blockBytes) {
     std::string shown;

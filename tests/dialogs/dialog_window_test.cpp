@@ -228,8 +228,8 @@ TEST_F(DialogTest, CaptionsReadPlain) {
   EXPECT_EQ(IconMark("index"), "");
 }
 
-// A frontend sees when there is something to show, and what a person does while a command runs has no
-// effect.
+// A frontend sees when there is something to show, and what a person does while a
+// command runs has no effect.
 TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
   const vlm::ControlTemplate edit[] = {{kControlPredictorCuts, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
   resources.second = {201, "Advanced", 200, 100, edit, 1};

@@ -1,5 +1,5 @@
-// p-values of whole searches for bins: the quick search finds the gain of the thorough one, noise gives
-// every p-value equally often, and the best of many predictors is judged as such.
+// p-values of whole searches for bins: the quick search finds the gain of the thorough one, noise
+// gives every p-value equally often, and the best of many predictors is judged as such.
 #include "workbench/evidence/permutation_test.h"
 
 #include <gtest/gtest.h>
@@ -136,8 +136,8 @@ TEST(GainSearch, FindsTheGainOfTheThoroughSearch) {
   }
 }
 
-// How far an empirical distribution is from the uniform one, times the root of n: everywhere, and where there are too
-// many small values.
+// How far an empirical distribution is from the uniform one, times the root of n: everywhere, and
+// where there are too many small values.
 struct Distance {
   double any = 0, above = 0;
 };
@@ -184,7 +184,8 @@ TEST(TestSearches, NoiseGivesEveryPEquallyOften) {
       single.push_back(test.p[0]);
       best.push_back(*std::min_element(test.adjustedP.begin(), test.adjustedP.end()));
     }
-    // Each is passed once in a hundred times. Few levels have few gains, and those that tie count as reached.
+    // Each is passed once in a hundred times. Few levels have few gains, and those
+    // that tie count as reached.
     EXPECT_LT(DistanceFromUniform(single).above, 1.52);
     EXPECT_LT(DistanceFromUniform(best).above, 1.52);
     if (!row.categorical) {

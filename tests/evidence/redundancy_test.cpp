@@ -1,4 +1,5 @@
-// The cross tables of packed bins against counting case by case, and what clusters and orders are made of them.
+// The cross tables of packed bins against counting case by case, and what clusters
+// and orders are made of them.
 #include "workbench/evidence/redundancy.h"
 
 #include <gtest/gtest.h>
@@ -79,7 +80,7 @@ TEST(Cluster, EachIsLikeTheBestOfItsCluster) {
   EXPECT_EQ(alike[3].v, 0.7);
 }
 
-// What a copy says is said; two halves of what decides the class both add.
+// A copy adds nothing; two predictors that decide the class together both add.
 TEST(OrderOfAdding, PutsCopiesLast) {
   std::mt19937 random(4);
   std::vector<std::uint8_t> classOf, strong, copy, noisyCopy, weak, noise;

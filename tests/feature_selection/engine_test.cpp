@@ -455,7 +455,7 @@ TEST(Engine, CountsLateClassesAndLateCodes) {
   ExpectSameInEveryWay(&host, &settings, want);
 }
 
-// Runs into the faults, finds everything given back, and then runs as if nothing had been.
+// Meets each fault, expects everything to be released, and then runs as if nothing had happened.
 void ExpectCleanFailure(ScriptedEngineHost* host, Settings* settings, const Faults& faults,
                         std::size_t blocksBefore) {
   host->Fail(faults);

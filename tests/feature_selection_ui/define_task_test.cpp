@@ -246,7 +246,8 @@ TEST(DefineTask, OkWithoutAPredictorAsksOrRefuses) {
 TEST(DefineTask, AMillionVariablesAreTheMost) {
   for (const int extra : {0, 1}) {
     Session session;
-    session.host.engine.Fail({.failAllocation = 0, .stopAtCase = 1});  // the run itself is not wanted
+    // The run itself is not wanted.
+    session.host.engine.Fail({.failAllocation = 0, .stopAtCase = 1});
     session.host.engine.columns.resize(500000, {{}, vlm::kMissingValue, "v"});
     session.analysis->InitializeAfterFileChanged();
     ScriptedWindow& window = session.Open(101);

@@ -28,7 +28,8 @@ class Session {
   Session() : analysis(module_.Make(vlm::kFeatureSelectionFactory), host) {
     host.engine.AddColumn({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, "yield");
     host.engine.AddColumn({0, 0, 0, 1, 0, 0, 1, 1, 1, 0, 1, 1}, "grade");
-    host.engine.AddColumn({11, 12, 13, 21, 22, 23, 31, 32, 33, 41, 42, 43}, "temperature");  // follows yield
+    // Follows yield.
+    host.engine.AddColumn({11, 12, 13, 21, 22, 23, 31, 32, 33, 41, 42, 43}, "temperature");
     host.engine.AddColumn({5, 1, 4, 2, 3, 6, 5, 2, 4, 1, 6, 3}, "pressure");    // follows nothing
     host.engine.AddColumn(std::vector<double>(12, 7.0), "constant_predictor");  // not computable
     host.engine.AddColumn({1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3}, "machine");

@@ -255,7 +255,8 @@ TEST(Dispatch, CallsByNameConvertAndCount) {
       {"Square", vlm::kInvokeGet | vlm::kInvokeMethod, {IntValue(4)}, vlm::kDispatchOk, "16", ""},
       {"Square", vlm::kInvokeGet, {}, vlm::kDispatchBadParameterCount, "", ""},
       {"Reset", vlm::kInvokeMethod, {}, vlm::kDispatchOk, "", "reset"},
-      {"Name", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},  // inherited, and nobody serves it
+      // Inherited, and nobody serves it.
+      {"Name", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
       {"Levels", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
   };
   for (const Row& row : rows) {

@@ -17,7 +17,7 @@ using vlm::AutomationMember;
 using vlm::ControlTemplate;
 using vlm::DialogTemplate;
 
-// One line a control: number, kind, caption. What the host draws by itself has no caption.
+// One line per control: number, kind, caption. What the host draws by itself has no caption.
 struct Page {
   const char* caption;
   const char* controls;
@@ -231,8 +231,8 @@ TEST(PublishedTables, DialogsHaveTheirControls) {
   }
 }
 
-// One line a member: number, "get" and "put" or "method", type got or answered, type put, argument,
-// name, help. "-": none.
+// One line per member: number, "get" and "put" or "method", type got or answered, type put,
+// argument, name, help. "-": none.
 const char* const kInterfaces[] = {
     R"(VlmAnalysisDialog: Velmora Dialog
 0 get text - - Name -

@@ -1,5 +1,5 @@
-// Up to four edits of saved bins, one per line: each keeps the counts of all cases or changes nothing, undoing
-// all of them gives the bins as they were found.
+// Up to four edits of saved bins, one per line: each keeps the counts of all cases or changes
+// nothing, undoing all of them gives the bins as they were found.
 #include <cmath>
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
-// Every fuzz target over its seeds, and over each of them cut short, without a fuzzer. A target that
-// falls ends the program.
+// Every fuzz target over its seeds, and over each of them cut short, without a fuzzer. A target
+// that fails ends the program.
 #include <gtest/gtest.h>
 
 #include <cstdint>

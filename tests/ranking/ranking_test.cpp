@@ -117,8 +117,8 @@ TEST(Ranking, QuantilesDoNotDependOnFarValues) {
   EXPECT_EQ(equalWidth.crowded[2].intervals.farCases, 100);
 }
 
-// A step at one place is two intervals, whose p survives the correction for the search; of 200 columns of noise next to
-// none has p below 0.05.
+// A step at one place is two intervals, whose p survives the correction for the search; of 200
+// columns of noise next to none has p below 0.05.
 TEST(Ranking, SearchedIntervalsFindAStepAndPayForTheSearch) {
   constexpr int kCases = 1000;
   Random random(8);
@@ -199,8 +199,8 @@ TEST(Ranking, CasesLeftOutAreCountedByReason) {
   EXPECT_EQ(ranking.usedCases + ranking.incompleteCases, 91);
 }
 
-// A class per case against a level per case would need a table of the square of the cases; an outcome without values has
-// no classes at all.
+// A class per case against a level per case would need a table of the square of the cases; an
+// outcome without values has no classes at all.
 TEST(Ranking, OutcomesThatCannotBeTabulated) {
   TableMaker maker(20000);
   RankingPlan plan;

@@ -10,7 +10,8 @@
 namespace velmora::testing {
 namespace {
 
-// Two bins of 100 cases each with bad rates 0.1 and 0.3; in each later group something else changes.
+// Two bins of 100 cases each with bad rates 0.1 and 0.3; in each later
+// group something else changes.
 GroupedPredictor Binary() {
   GroupedPredictor predictor;
   predictor.name = "x";
@@ -36,7 +37,8 @@ TEST(Stability, IndicesSeparateSharesFromRates) {
   // (0.25 - 0.5) ln(0.25 / 0.5) + (0.75 - 0.5) ln(0.75 / 0.5)
   EXPECT_NEAR(groups[1].shareIndex, 0.25 * std::log(2) + 0.25 * std::log(1.5), 1e-14);
   EXPECT_NEAR(groups[2].shareIndex, 0, 1e-14);
-  EXPECT_NEAR(groups[1].woeIndex, 0, 0.02);  // the rate of all cases has changed, the odds ratio has not
+  // The rate of all cases has changed, the odds ratio has not.
+  EXPECT_NEAR(groups[1].woeIndex, 0, 0.02);
   EXPECT_GT(groups[2].woeIndex, 0.2);
   // By hand for the third group: logits of the bins at the reference's odds of 40 to 160.
   const auto logit = [](double bad, double good, double allBad, double allGood) {

@@ -286,7 +286,8 @@ TEST(ScreeningData, ValuesWithinTheToleranceAreOneValueEverywhere) {
   for (int i = 0; i < 660; ++i) {
     x.push_back(values[static_cast<std::size_t>(i) % values.size()]);
     flag.push_back(
-        (i * 37 % 101 < 50) == (x.back() < 0.3 || x.back() == 0.6) ? 1 : 0);  // separates 0.3 from 0.1 * 3
+        // Separates 0.3 from 0.1 * 3.
+        (i * 37 % 101 < 50) == (x.back() < 0.3 || x.back() == 0.6) ? 1 : 0);
     amount.push_back(flag.back() * 5 + i % 17);
   }
   ScreeningSession run(

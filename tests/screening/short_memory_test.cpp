@@ -201,8 +201,8 @@ TEST(ScreeningMemory, ASaveIsWholeOrNothing) {
   }
 }
 
-// Short memory is reported and leaves no document; otherwise the graph is the one that enough memory
-// gives.
+// Short memory is reported and leaves no document; otherwise the graph is the one
+// that enough memory gives.
 TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
   ScreeningSession run(MemoryTable());
   ASSERT_TRUE(run.Run(WantedOfMemory()));

@@ -147,7 +147,7 @@ TEST_F(FeatureSelectionRunTest, MakesItsDocuments) {
       workbook.Documents()[4].AsText()->text,
       HasSubstr("Best predictors for continuous dependent var: amount\n\nBest continuous predictors: 3 14\n"
                 "Best categorical predictors: 20 5 4 2 7\n\n\n"));
-  // One group a dependent holds its table and its graph; the report belongs to the whole run.
+  // One group per dependent holds its table and its graph; the report belongs to the whole run.
   ASSERT_EQ(workbook.Groups().size(), 3U);
   EXPECT_EQ(workbook.Documents()[0].group, workbook.Documents()[2].group);
   EXPECT_EQ(workbook.Group(workbook.Documents()[1].group)->name, "risk");

@@ -38,7 +38,7 @@ struct ServicesTest : testing::Test {
   }
   ~ServicesTest() override { core.reset(); }
 
-  // "use a b w" or "skip" or "stop", one a case.
+  // "use a b w" or "skip" or "stop", one per case.
   std::vector<std::string> ReadAll(std::vector<int> list, int firstCase = 1, int lastCase = 6) {
     std::vector<std::string> read;
     for (int caseNumber = firstCase; caseNumber <= lastCase; ++caseNumber) {

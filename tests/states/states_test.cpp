@@ -32,7 +32,8 @@ bool AreSame(const ValueCells& a, const ValueCells& b) {
                     });
 }
 
-// Many values in 1, 7 and 200 parts, some of them empty, merged one by one and in pairs, through bytes.
+// Many values in 1, 7 and 200 parts, some of them empty, merged one by one
+// and in pairs, through bytes.
 TEST(ValueCells, DependOnTheValuesAlone) {
   constexpr std::size_t kCount = 60000, kMost = 1000;
   std::vector<double> values = Lognormal(kCount, 7);
@@ -142,7 +143,8 @@ TEST(PairSums, MergedMomentsAreThoseOfAllCases) {
   for (std::size_t i = 0; i < kCases; ++i) {
     groupOf.push_back(static_cast<std::uint32_t>(3 * random.Uniform()));
     weights.push_back(0.1 + random.Uniform());
-    values.push_back(100 * groupOf.back() + 1e-3 * random.Uniform());  // groups far apart, each narrow
+    // Groups far apart, each narrow.
+    values.push_back(100 * groupOf.back() + 1e-3 * random.Uniform());
   }
   PairSums merged(3, 0, 0);
   for (std::size_t begin = 0; begin < kCases; begin += 700) {

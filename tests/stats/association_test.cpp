@@ -105,8 +105,8 @@ TEST(Association, WeightedTestsAreThoseOfTheSurveyPackage) {
   }
 }
 
-// schools.csv as a sample of counties within types of school, of schools within types, of counties: svydesign(nest =
-// TRUE), svychisq and regTermTest.
+// schools.csv as a sample of counties within types of school, of schools within types, of counties:
+// svydesign(nest = TRUE), svychisq and regTermTest.
 TEST(Association, ClusteredTestsAreThoseOfTheSurveyPackage) {
   const std::vector<double> type = Schools("school_type"), county = Schools("county"),
                             weights = Schools("weight"), met = Schools("school_wide_met"),
@@ -243,7 +243,8 @@ TEST(Association, WeightedPIsUniformForNoise) {
   }
 }
 
-// Noise has a raw V that grows with its levels, and a corrected effect around 0 whatever its levels.
+// Noise has a raw V that grows with its levels, and a corrected effect
+// around 0 whatever its levels.
 TEST(Association, EffectsOfNoiseDoNotGrowWithLevels) {
   Random random(3);
   for (const int levels : {2, 20, 200}) {

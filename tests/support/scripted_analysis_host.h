@@ -1,5 +1,5 @@
-// A host in memory for whole analyses: engine services, documents, dialogs without a frontend. It keeps
-// what it was given, answers what a test has prepared, and counts what is still referred to.
+// A host in memory for whole analyses: engine services, documents, dialogs without a frontend. It
+// keeps what it was given, answers what a test has prepared, and counts what is still referred to.
 #pragma once
 
 #include <algorithm>
@@ -457,8 +457,9 @@ class ScriptedAnalysisHost final : public vlm::IAnalysisHost {
   std::string weightFlags, automationError, decimalSeparator = ".";
   std::vector<int> resultsChanges;
   int sheetRowNameWidth = 20, sheetColumnNameWidth = 8;
-  std::function<vlm::IProcedure*(int)> procedures;  // makes the host's own analyses; empty: it has none
-  vlm::IAutomationObject* application = nullptr;    // borrowed; null: the host has none
+  // Makes the host's own analyses; empty: it has none.
+  std::function<vlm::IProcedure*(int)> procedures;
+  vlm::IAutomationObject* application = nullptr;  // borrowed; null: the host has none
   bool hasWeight = false, weightAfterDialog = false, underAutomation = false, refuseDialogs = false;
   int refuseDocument = 0;  // the document with this number, counted from 1, cannot be made
 

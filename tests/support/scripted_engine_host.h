@@ -78,7 +78,8 @@ class ScriptedEngineHost : public vlm::IEngineServices,
   int threads = 0;         // lent to the engine; 0: none
 
   // --- What a test reads
-  std::vector<std::string> log;  // display, notices and switches, in order; not the calls for each case
+  // Display, notices and switches, in order; not the calls for each case.
+  std::vector<std::string> log;
   std::vector<std::string> notices;
   const std::vector<std::string>& Misuses() const { return misuses_; }
   std::size_t BlocksHeld() const { return blocks_.size(); }

@@ -276,7 +276,8 @@ describe("the server", () => {
         http.get({ host: "127.0.0.1", port: program.port, path: "/api/events", headers, agent: false }, resolve).on("error", reject);
       });
     const windows = await Promise.all([events(), events(), events()]);
-    // A response that breaks off is an error here; a browser drops the events of such a response that it has not read yet.
+    // A response that breaks off is an error here; a browser drops the events of such a response
+    // that it has not read yet.
     const read = windows.map(async (response) => (await response.toArray()).join(""));
     program.process.kill("SIGINT");
     for (const text of await Promise.all(read)) expect(text).toMatch(/data: {"type":"stopped"}\n\n$/);
@@ -424,7 +425,8 @@ describe("analyses", () => {
     const program = await open(data);
     const headers = me(program, await signIn(program));
     const names = JSON.parse((await ask(program.port, "/api/overview", headers)).text).options as string[];
-    // How the file is read is said when it is opened; where results go, and which module runs, is no choice of a page.
+    // How the file is read is said when it is opened; where results go, and which module
+    // runs, is no choice of a page.
     const elsewhere = [
       "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
       "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",

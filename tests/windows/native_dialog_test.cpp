@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
-// After windows.h, which it builds on.
+// Needs windows.h before it.
 #include <commctrl.h>
 
 #include <algorithm>

@@ -118,7 +118,8 @@ def main():
                 found += differences(json.loads(a), json.loads(b), place)
             else:
                 found += text_differences(a, b, place)
-    # Letters beyond ASCII in every name, files of all kinds that Windows writes, and a data file it wrote itself.
+    # Letters beyond ASCII in every name, files of all kinds that Windows writes, and a
+    # data file it wrote itself.
     with tempfile.TemporaryDirectory(prefix="velmora größe Ω ") as folder:
         data = os.path.join(folder, "käse Ж.csv")
         with open("german_credit.csv", encoding="utf-8") as source, open(data, "w", encoding="utf-8") as copy:

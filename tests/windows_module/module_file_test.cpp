@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
-// After windows.h, which they build on.
+// These headers need windows.h before them.
 #include <oleauto.h>
 #include <psapi.h>
 #include <shlobj.h>

@@ -14,8 +14,8 @@
 
 namespace velmora {
 
-// Owns a schema and its batches. They are released with the last column that is made of them without
-// a copy: numbers of 64 bits in one batch of which none is missing.
+// Owns a schema and its batches. They are released with the last column that is made of them
+// without a copy: numbers of 64 bits in one batch of which none is missing.
 class ArrowBatches {
  public:
   // Takes the stream and reads it to its end. Throws DataError with the stream's own sentence.

@@ -73,7 +73,7 @@ struct SessionState {
   }
 };
 
-// Of calls without a session.
+// The last error of calls without a session.
 LastError& ErrorOfThread() {
   thread_local LastError error;
   return error;
@@ -97,7 +97,8 @@ struct velmora_session {
 struct velmora_result {
   std::shared_ptr<velmora::SessionState> state;
   std::unique_ptr<velmora::ModuleImage> image;
-  std::unique_ptr<velmora::FinishedRun> run;  // made and destroyed on the session's thread, before image
+  // Made and destroyed on the session's thread, before image.
+  std::unique_ptr<velmora::FinishedRun> run;
   std::string handedOut;
 };
 

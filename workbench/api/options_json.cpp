@@ -10,7 +10,7 @@
 namespace velmora {
 namespace {
 
-// Options of the commands with what does their work in a call.
+// Options of the commands, and what takes their place in a call.
 struct CommandOnly {
   const char* option;
   const char* instead;

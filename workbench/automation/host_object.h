@@ -23,8 +23,10 @@ using vlm::Property;
 template <typename Self>
 struct HostMember {
   vlm::AutomationMember description;
-  Variant (*get)(Self& self, const std::vector<Variant>& arguments);  // reads the property, or calls the method
-  void (*put)(Self& self, const std::vector<Variant>& arguments);     // the value put is the last one
+  // Reads the property, or calls the method.
+  Variant (*get)(Self& self, const std::vector<Variant>& arguments);
+  // The value put is the last one.
+  void (*put)(Self& self, const std::vector<Variant>& arguments);
 };
 
 // The argument as a number from 1 to count. Throws AutomationError naming what does not exist.

@@ -34,7 +34,7 @@ BinningRules RulesThatApply(BinningRules rules, int classCount);
 // The vlm::BinShape of a shape that was found.
 int ShapeNumber(Shape shape);
 
-// Of two classes the shape is that of the last one's rate, which the search has in the first place.
+// Swaps two classes: a shape is about the rate of the last one, which a search takes first.
 void SwapTwoClasses(PreBins& bins);
 
 }  // namespace velmora::binning

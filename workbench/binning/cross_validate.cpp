@@ -30,7 +30,8 @@ struct FoldFigures {
   double informationValue = 0, gini = 0;
 };
 
-// Nothing where the fold, or the rest, has cases of one class only: clusters fill few folds, or unevenly.
+// Nothing where the fold, or the rest, has cases of one class only: clusters fill few folds, or
+// unevenly.
 std::optional<FoldFigures> ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
   double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
   for (std::size_t b = 0; b < train.Count(); ++b) {

@@ -12,16 +12,17 @@
 
 namespace velmora::binning {
 
-// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the 97.5 %
-// point of t (folds - 1 degrees of freedom) times the standard error. Its square, the variance over
-// folds times (1/folds + 1/(folds - 1)), allows for the cases that training sets share (Nadeau and
-// Bengio 2003, doi:10.1023/A:1024068626366).
+// A figure of cross-validation with its 95 % interval: the mean over folds plus and minus the
+// 97.5 % point of t (folds - 1 degrees of freedom) times the standard error. Its square, the
+// variance over folds times (1/folds + 1/(folds - 1)), allows for the cases that training sets
+// share (Nadeau and Bengio 2003, doi:10.1023/A:1024068626366).
 struct Interval {
   double lower = 0, upper = 0;
 };
 
 // Figures on cases that had no part in finding the bins, by kFoldCount-fold cross-validation. Folds
-// without cases of both classes, or without any variation, take no part: clusters may fill few folds.
+// without cases of both classes, or without any variation, take no part: clusters may fill few
+// folds.
 struct Validation {
   // Two classes: sum over bins of (share of goods - share of bads) of the held-out cases, times the
   // weight of evidence that the other folds give the bin; the mean over folds. Near 0, or below,

@@ -1,9 +1,10 @@
 // The bins of one predictor: the best partition of its pre-bins, with as many bins as the data
 // support.
 //
-//   BinningRules rules;                                          // eight bins at most, 5 % of the cases in each
+//   BinningRules rules;   // eight bins at most, 5 % of the cases in each
 //   const PreBins pre = MakePreBins(response, column, order, 100, StratifiedFolds(response));
-//   const OptimalBins bins = FindOrderedBins(pre.sums, rules);   // bins.binOf[i]: bin of pre-bin i
+//   const OptimalBins bins = FindOrderedBins(pre.sums, rules);
+//   bins.binOf[i];        // bin of pre-bin i
 #pragma once
 
 #include <functional>
@@ -33,7 +34,9 @@ struct OptimalBins {
   std::vector<int> binOf;  // by pre-bin, from 0
   int count = 0;           // 1: no partition is better than chance; 0: cancelled
   Shape shape = Shape::kFree;
-  bool greedy = false;  // levels of more than two classes: merged step by step, not all partitions compared
+  // Levels with a response of more than two classes are merged step by step; not all partitions
+  // are compared.
+  bool greedy = false;
 };
 
 // Neighbouring pre-bins, all partitions compared.
@@ -41,8 +44,8 @@ OptimalBins FindOrderedBins(const PreBinSums& sums, const BinningRules& rules,
                             const std::function<bool()>& isCancelled = {});
 
 // Levels in any combination. Two classes or a measured response: levels in order of rate or mean,
-// where the best partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4); more
-// than kMostGroups of them are joined before.
+// where the best partition is one of neighbours (Fisher 1958; Breiman et al. 1984, section 9.4);
+// more than kMostGroups of them are joined before.
 // More classes: the two groups whose merger costs least deviance are merged until one is left, and
 // the best number is kept (Kass 1980, doi:10.2307/2986296, without its tests).
 OptimalBins FindLevelBins(const PreBinSums& sums, const BinningRules& rules,

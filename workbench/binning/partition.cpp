@@ -81,7 +81,7 @@ class Runs {
     return 2 * std::max(sum, 0.0);
   }
 
-  // What the program makes small: the criterion, an information value with its sign turned.
+  // What the program makes small: the criterion, or the information value negated.
   double Cost(std::size_t first, std::size_t end) const {
     switch (rules_.criterion) {
       case Criterion::kInformationValue:
@@ -175,7 +175,8 @@ class Triangle {
 
  private:
   std::size_t Place(std::size_t first, std::size_t end) const {
-    return first * count_ - first * (first - 1) / 2 + (end - first - 1);  // row r has count - r runs
+    // Row r has count - r runs.
+    return first * count_ - first * (first - 1) / 2 + (end - first - 1);
   }
 
   std::size_t count_;
@@ -528,8 +529,8 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
   const auto bins = static_cast<double>(partition.ends.size());
   double fit = 0;
   if (sums.classCount == 0) {
-    // Without any error, the fit would outweigh every other term: rounding alone is the least
-    // error.
+    // Without any error the fit would outweigh every other term, so no error is
+    // smaller than that of rounding.
     double whole = 0, mean = 0;
     for (std::size_t b = 0; b < sums.Count(); ++b) {
       whole += sums.values[b * 3 + 2];

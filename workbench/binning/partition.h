@@ -40,10 +40,11 @@ struct PreBinSums {
 };
 
 enum class Criterion {
-  kDeviance,          // -2 log likelihood of the classes; the sum of squares of a measured response
-  kInformationValue,  // two classes only: sum of (good share - bad share) ln(good share / bad share)
-  kGini,              // classes only: weight times Gini impurity
-  kVariance,          // measured response only: the sum of squares within bins
+  kDeviance,  // -2 log likelihood of the classes; the sum of squares of a measured response
+  // Two classes only: sum of (good share - bad share) ln(good share / bad share).
+  kInformationValue,
+  kGini,      // classes only: weight times Gini impurity
+  kVariance,  // measured response only: the sum of squares within bins
 };
 
 // How the rate of class 0 (the bad ones), or the mean, runs over the bins. Shapes need two classes
@@ -66,7 +67,8 @@ struct PartitionRules {
 struct Partition {
   // One past the last pre-bin of each bin, ascending; empty: no partition meets the rules.
   std::vector<int> ends;
-  double criterion = 0;  // of the whole partition: deviance, information value, impurity or sum of squares
+  // Of the whole partition: deviance, information value, impurity or sum of squares.
+  double criterion = 0;
   // Whatever the criterion: -2 log likelihood, or the sum of squares of a measured response.
   double deviance = 0;
   Shape shape = Shape::kFree;  // the one that was found, of kMonotone and kAuto
@@ -87,8 +89,9 @@ Partitions FindPartitions(const PreBinSums& sums, const PartitionRules& rules,
 // Where the order of the pre-bins comes from: it decides in how many ways the bins could have been
 // chosen.
 enum class Ordering {
-  kGiven,       // by the predictor's own values: C(m - 1, k - 1) ways
-  kByResponse,  // levels ordered by their rates: S(m, k) ways, Stirling's numbers of the second kind
+  kGiven,  // by the predictor's own values: C(m - 1, k - 1) ways
+  // Levels ordered by their rates: S(m, k) ways, Stirling's numbers of the second kind.
+  kByResponse,
 };
 
 // Half the deviance, plus the cost of describing which partition it is and its parameters (Rissanen

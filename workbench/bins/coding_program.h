@@ -79,8 +79,9 @@ class CodingProgram {
   struct Uncovered {
     std::string variable;
     std::int64_t missing = 0;
-    std::int64_t unseen = 0;                                   // levels that the file does not have
-    std::vector<std::pair<std::string, std::int64_t>> levels;  // with their cases, the most frequent first
+    std::int64_t unseen = 0;  // levels that the file does not have
+    // With their cases, the most frequent first.
+    std::vector<std::pair<std::string, std::int64_t>> levels;
     bool hasMoreLevels = false;  // levels has the first kMostLevels that occurred
     // Texts where numbers are expected, which count as missing, too.
     std::int64_t badTexts = 0;

@@ -48,7 +48,7 @@ class RecodeReader {
     if (const auto beyond = entries_.lower_bound(size_); beyond != entries_.end())
       Fail(beyond->second.line, "the section [" + NameOf(beyond->first) +
                                     "] is one too many for ConditionSize=" + std::to_string(size_));
-    // Before any list of that length is walked: the number may be anything.
+    // Checked before any list of that length is walked, because the number may be anything.
     if (static_cast<int>(entries_.size()) < size_) {
       int missing = 0;
       while (entries_.contains(missing)) ++missing;

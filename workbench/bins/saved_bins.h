@@ -55,7 +55,8 @@ struct BinEdit {
   };
   Kind kind = Kind::kMerge;
   std::string response, predictor;
-  std::vector<int> bins;        // merge: two or more; label: one; group: the target, or none for a new one
+  // Merge: two or more; label: one; group: the target, or none for a new one.
+  std::vector<int> bins;
   std::vector<Value> values;    // group
   bool missing = false;         // group: the missing values too
   bool others = false;          // group: levels that are not listed too
@@ -82,7 +83,8 @@ struct SavedPredictor {
   // Of a continuous predictor, ascending, at most kMostPreBins.
   std::vector<SavedPreBin> preBins;
   SavedCounts missingCounts;
-  std::shared_ptr<const SavedPredictor> original;  // as it was before the first edit; null: unedited
+  // As it was before the first edit; null: unedited.
+  std::shared_ptr<const SavedPredictor> original;
 
   // Bins of ordered values, which come before all others: those of a continuous predictor.
   std::size_t IntervalCount() const { return categorical ? 0 : cutPoints.size() + 1; }
@@ -104,7 +106,8 @@ struct SavedScorecard {
     double upTo = 0;  // the highest score in it; the last band has no end
     SavedCounts counts;
   };
-  std::string scoreVariable, probabilityVariable;  // what it gives: the points, the probability of bad
+  // Variables that it adds: the points, the probability of bad.
+  std::string scoreVariable, probabilityVariable;
   double basePoints = 600, odds = 50, pdo = 20;
   double intercept = 0;
   std::vector<Term> terms;

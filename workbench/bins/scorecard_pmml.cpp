@@ -126,7 +126,8 @@ class CharacteristicWriter {
       other = Equals(*predictor_.missingCode);
     } else {
       if (predictor_.isTruth) return missing;
-      other = "<SimplePredicate field=" + field_ + " operator=\"equal\" value=\"\"/>";  // an empty text
+      // An empty text.
+      other = "<SimplePredicate field=" + field_ + " operator=\"equal\" value=\"\"/>";
     }
     return R"(<CompoundPredicate booleanOperator="or">)" + missing + other + "</CompoundPredicate>";
   }

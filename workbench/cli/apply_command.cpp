@@ -42,7 +42,7 @@ struct CommandOptions {
   bool UnseenIsError() const { return unseen == "error" || (unseen.empty() && strict); }
 };
 
-// The format that a name of a report ends with.
+// The format of a report, by the ending of its name.
 Format ReportFormat(const std::string& name) {
   const std::pair<const char*, Format> endings[] = {{".html", Format::kHtml},
                                                     {".json", Format::kJson},
@@ -99,7 +99,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-// The variable that a recode file makes, where the folder says so; empty otherwise.
+// The variable that the list of names in a folder gives to a recode file; empty without one.
 std::string RecodeVariableOf(const std::string& path) {
   const std::filesystem::path file = PathOf(path);
   const std::filesystem::path names = file.parent_path() / kRecodeNamesFile;
@@ -110,7 +110,7 @@ std::string RecodeVariableOf(const std::string& path) {
   return found == variables.end() ? std::string() : found->second;
 }
 
-// Data of another place may lack hundreds of levels.
+// Data from another source may lack hundreds of levels.
 void ReportWarnings(const std::vector<std::string>& warnings) {
   constexpr std::size_t kMostShown = 20;
   for (std::size_t i = 0; i < std::min(warnings.size(), kMostShown); ++i) Warn(warnings[i]);
@@ -126,7 +126,7 @@ struct AppliedFile {
   std::map<int, UserMissingCells> special;  // of the data, that it has bins for
 };
 
-// Puts values that the data declare missing into the table for as long as it lives.
+// While it lives, the table has the values that the data declare missing.
 class RestoredCells {
  public:
   RestoredCells(const std::map<int, UserMissingCells>& cells, Table& table) : cells_(cells), table_(table) {

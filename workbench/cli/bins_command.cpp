@@ -39,7 +39,7 @@ std::string Shown(double value, const char* format) {
   return value == kMissing ? "-" : ShownNumber(value, format);
 }
 
-// A number of cases, which weights may make broken.
+// A number of cases, which need not be whole when cases have weights.
 std::string ShownCount(double count) { return ShownNumber(count, count == std::floor(count) ? "0" : "0.00"); }
 
 double CasesIn(const SavedResponse& response, const SavedCounts& counts) {

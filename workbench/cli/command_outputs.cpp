@@ -21,7 +21,7 @@ std::string XlsxOf(const OutputWriters& writers) {
   return bytes;
 }
 
-// As --csv-for asks.
+// The text in the form that --csv-for asks for.
 std::string CsvText(const OutputOptions& options, std::string text) {
   return options.csvFor == 0 ? text : SpreadsheetCsv(text);
 }

@@ -17,13 +17,15 @@ struct OutputWriters {
   std::string stem;  // of the file names: "feature_selection"
   std::function<std::string(const Terminal&)> text;
   std::function<std::string()> json;
-  std::function<std::vector<std::pair<std::string, std::string>>()> csvFiles;  // of a folder: names and texts
-  std::function<std::string()> csv;                                            // on standard output
-  std::function<Workbook()> workbook;                                          // for XLSX
-  std::function<std::string()> page;                                           // HTML
+  // Of a folder: names and texts.
+  std::function<std::vector<std::pair<std::string, std::string>>()> csvFiles;
+  std::function<std::string()> csv;    // on standard output
+  std::function<Workbook()> workbook;  // for XLSX
+  std::function<std::string()> page;   // HTML
   std::function<void(OutputFiles&)>
       addFiles;  // further files; without --out in the current folder. May be empty
-  std::function<void(OutputFiles&)> addFilesElsewhere;  // further files in other folders. May be empty
+  // Further files in other folders. May be empty.
+  std::function<void(OutputFiles&)> addFilesElsewhere;
 };
 
 // One format as a text or as bytes.

@@ -176,7 +176,7 @@ void CommandParser::CompleteOptions(std::vector<std::string>& words) const {
   }
 }
 
-// The library takes a negative number without an option for an option.
+// The library would take a negative number for an option.
 void CommandParser::MarkNegativeNumbers(std::vector<std::string>& words) {
   for (std::string& word : words) {
     double number = 0;

@@ -46,7 +46,8 @@ void Report(std::string_view line) {
 void Warn(const std::string& text) { Report("Warning: " + text); }
 
 void WriteToStandardError(std::string_view text) {
-  static_cast<void>(WriteAll(StandardStream::kError, text));  // there is nowhere to report a failure
+  // There is nowhere to report a failure.
+  static_cast<void>(WriteAll(StandardStream::kError, text));
 }
 
 void WriteToStandardOutput(std::string_view text) {

@@ -84,7 +84,7 @@ std::vector<bool> ColumnsFor(const std::vector<std::string>& values, const std::
       wanted[static_cast<std::size_t>(number - 1)] = true;
     return wanted;
   } catch (const std::runtime_error&) {
-    // The sentence about a name comes later, when dates have got their parts.
+    // An unknown name is reported later, once dates have their parts.
     return std::vector<bool>(names.size(), true);
   }
 }

@@ -20,11 +20,11 @@ ReadOptions ReadingOptionsOf(const DataOptions& options);
 Table LoadTable(const DataOptions& options);
 // The same, with the values that the file declares missing.
 Table LoadTable(const DataOptions& options, UserMissing& userMissing);
-// The same for a run that uses only the variables that these values of options name. The cases of
-// others are missing where that saves time.
+// The same for a run that uses only the variables that these values of options name. Other
+// variables come without values where that saves time.
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names);
-// The same for a table in memory. The measurements of its first inferredCount variables are inferred
-// already: of these, only the ones that the options change are inferred anew.
+// The same for a table in memory. The measurements of its first inferredCount variables are
+// inferred already: of these, only the ones that the options change are inferred anew.
 Table PrepareTable(Table table, const DataOptions& options, int inferredCount = 0);
 
 // The measurements that the options declare. Throws UsageError.

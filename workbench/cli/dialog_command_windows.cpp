@@ -117,7 +117,7 @@ class WorkspaceFrontend final : public NativeFrontend {
   void ShowHelp() override;
 };
 
-// The session behind the start window: its data, what of them is not saved, its results.
+// The session behind the start window: its data, changes that are not saved, and results.
 class Workspace final : public StartCommands {
  public:
   Workspace(const CommandOptions& options, const SessionOptions& sessionOptions)
@@ -159,7 +159,7 @@ class Workspace final : public StartCommands {
   }
   void StartFeatureSelection() override { session_.StartFeatureSelection(); }
   void StartScreening() override { session_.StartScreening(); }
-  // Of every analysis; the dialogs of screening have no button for them.
+  // The weights of every analysis; the dialogs of screening have no button for them.
   void ChooseWeights() override {
     int variableNumber = session_.WeightVariable();
     if (!AskCaseWeightNatively(start_->Handle(), session_.Data(), variableNumber)) return;
@@ -272,7 +272,8 @@ int RunDialogCommand(const std::vector<std::string>& arguments) {
   std::optional<Table> table;
   if (!options.data.path.empty()) table = LoadTable(options.data);
 
-  const ComApartment apartment;  // the system's file dialogs and the opening of the browser are built on COM
+  // The system's file dialogs and the opening of the browser are built on COM.
+  const ComApartment apartment;
   Workspace workspace(options, sessionOptions);
   if (table) workspace.TakeData(std::move(*table), options);
   if (options.analysis == "screen") {

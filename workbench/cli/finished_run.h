@@ -1,7 +1,8 @@
 // An analysis that has run, with all that its outputs are made of: the command writes some of them
 // and ends, a program keeps it and asks for more.
 //
-//   std::unique_ptr<FinishedRun> run = RunAnalysis("screen", std::move(table), {"data", "--best=5", ...});
+//   const std::vector<std::string> words = {"data", "--response=risk", "--best=5"};
+//   std::unique_ptr<FinishedRun> run = RunAnalysis("screen", std::move(table), words);
 //   std::string json = run->Writers().json();
 #pragma once
 
@@ -26,8 +27,8 @@ struct FinishedRun {
 
   // They refer to this object.
   OutputWriters Writers();
-  // Takes from the data what outputs may still ask for and drops all other cells, so that memory that
-  // was lent to the run may change or end. Throws Cancelled.
+  // Takes from the data what outputs may still ask for and drops all other cells, so that memory
+  // that was lent to the run may change or end. Throws Cancelled.
   void ReleaseData();
 
   TerminalFrontend frontend;
@@ -35,8 +36,9 @@ struct FinishedRun {
   // The report of the analysis that has run, the others are empty.
   std::optional<FeatureSelectionReport> featureSelection;
   std::optional<ScreenReport> screening;
-  std::optional<SavedBins> bins;  // of a screening that has released its data: all, with their counts
-  bool hasNoCases = false;        // a screening of data in parts, whose session never had them
+  // Of a screening that has released its data: all bins with their counts.
+  std::optional<SavedBins> bins;
+  bool hasNoCases = false;  // a screening of data in parts, whose session never had them
   std::optional<ScorecardReport> scorecard;
   std::optional<StabilityReport> monitor;
 };

@@ -1,7 +1,7 @@
 // Help pages as this build needs them: without the formats that it cannot write, and with the
 // quoting of the system's shell.
 //
-//   HelpPage("--format F  @FORMATS@")   is "--format F  terminal, json, csv, xlsx or html" where XLSX is written
+//   HelpPage("--format F  @FORMATS@")   // "--format F  terminal, json, csv, xlsx or html"
 #pragma once
 
 #include <string>

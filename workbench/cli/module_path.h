@@ -17,10 +17,10 @@ std::string FindModule(const std::string& option);
 // programs a point.
 enum class Readers { kPeople, kPrograms };
 
-// The module, the log (--log, else VELMORA_LOG), the decimal separator (--decimal-separator, else
-// by the readers) and the user's profile. Throws what FindModule does, UsageError for a wrong
-// separator, and DataError for a log or a settings file that cannot be used. threads: 0: one for each
-// processor.
+// The module, the log (--log, else VELMORA_LOG), the decimal separator (--decimal-separator,
+// else by the readers) and the user's profile. Throws what FindModule does, UsageError for a
+// wrong separator, and DataError for a log or a settings file that cannot be used. threads:
+// 0: one for each processor.
 SessionOptions MakeSessionOptions(const ModuleOptions& options, Readers readers, int threads = 0);
 
 }  // namespace velmora

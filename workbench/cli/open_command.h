@@ -1,5 +1,5 @@
-// velmora open and velmora serve: hand over to the program velmora-server, which serves the workbench
-// as a page.
+// velmora open and velmora serve: hand over to the program velmora-server, which serves the
+// workbench as a page.
 #pragma once
 
 #include <string>

@@ -19,7 +19,8 @@ int BecomeServer(const std::vector<std::string>& arguments) {
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
-  execv(pointers.front(), pointers.data());  // the same process, so Ctrl-C and exit codes are its own
+  // The same process, so Ctrl-C and exit codes are its own.
+  execv(pointers.front(), pointers.data());
   if (errno == ENOENT)
     throw RunError("The program " + std::string(kServerFile) +
                    ", which serves the page, is missing beside velmora.");

@@ -124,7 +124,8 @@ void OutputFiles::AddTo(const Stage& stage, const std::string& fileName, std::st
   errno = 0;
   std::FILE* file = OpenFile(path, "wb");
   if (file == nullptr) FailWriting(finalPath, LastError());
-  constexpr std::size_t kPiece = std::size_t{1} << 20;  // small enough that Ctrl-C is noticed in time
+  // Small enough that Ctrl-C is noticed in time.
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
   for (std::size_t at = 0; at < bytes.size(); at += kPiece) {
     if (WasInterrupted()) {
       std::fclose(file);

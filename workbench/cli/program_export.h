@@ -25,7 +25,7 @@ struct ProgramExport {
   void AddTo(CommandParser& parser);
   void AddFilesTo(RunFiles& files) const;
   bool Any() const { return !sql.empty() || !python.empty() || !pmml.empty(); }
-  // Warns of what SQL does not say. Throws RunError for PMML without a scorecard.
+  // Warns of what SQL cannot express. Throws RunError for PMML without a scorecard.
   void AddPrograms(const SavedBins& bins, OutputFiles& files) const;
 };
 

@@ -31,7 +31,8 @@ void RunFiles::Reads(const std::string& name, const std::string& path) {
 }
 
 void RunFiles::ReadsTable(const std::string& name, const std::string& path) {
-  if (path.empty() || ParseDatabaseAddress(path).server != DatabaseServer::kNone) return;  // no file
+  // No file.
+  if (path.empty() || ParseDatabaseAddress(path).server != DatabaseServer::kNone) return;
   Reads(name, path);
   Reads("the sidecar file of " + name, SidecarPath(path));
 }

@@ -38,7 +38,8 @@ class RunFiles {
   std::map<FileIdentity, Use> uses_;
 };
 
-// Whether a path leads to something that is neither a file nor a folder, such as /dev/stdout or a pipe.
+// Whether a path leads to something that is neither a file nor a folder, such as /dev/stdout or a
+// pipe.
 bool IsDevice(const std::filesystem::path& path);
 
 // The content of a small file. Throws RunError with one sentence.

@@ -46,7 +46,8 @@ class TerminalFrontend : public Frontend {
   bool holding_ = false;
   std::set<std::string> reported_;
   std::vector<std::string> notices_, held_;
-  std::vector<std::string> unreported_;  // since OK was called: shown before, or suppressed by --quiet
+  // Since OK was called: shown before, or suppressed by --quiet.
+  std::vector<std::string> unreported_;
   DialogWindow* openDialog_ = nullptr;
   ProgressBar bar_;
   int stepCount_ = 0;

@@ -52,8 +52,8 @@ std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& r
     }
   }
   if (!predictors.empty()) return predictors;
-  // A consecutive series of numbers may be one of measurements where there is nothing else to look
-  // at.
+  // Consecutive numbers look like an identifier, but may be measurements where
+  // no other predictor is left.
   std::erase_if(leftOut, [&](const LeftOutVariable& variable) {
     const Column& column = table.Variable(variable.number);
     if (column.role != Role::kIdentifier || column.fromText) return false;
@@ -95,7 +95,7 @@ void CheckWeights(const Column& weights, const std::string& option, bool any) {
   }
 }
 
-// Such a dependent gives an empty ranking, whose reason would otherwise be a guess.
+// Such a dependent has an empty ranking; the warning gives the reason.
 void WarnOfUselessDependents(const Table& table, const std::vector<int>& dependents) {
   for (const int number : dependents) {
     const Column& column = table.Variable(number);

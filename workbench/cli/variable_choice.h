@@ -47,8 +47,8 @@ struct VariableRequest {
   bool anyWeights = false;  // as for ChooseWeight
 };
 
-// Throws UsageError for strata of rows that are several cases each: without --clusters each row of the
-// sample is one cluster.
+// Throws UsageError for strata of rows that are several cases each: without --clusters each row of
+// the sample is one cluster.
 void CheckStrataOfCounts(const std::string& strata, const std::string& clusters, const std::string& count);
 
 // Without names of predictors, every usable variable other than the dependents, the weight and the

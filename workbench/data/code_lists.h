@@ -1,7 +1,7 @@
 // Codes of one variable as people and scripts write them, and back:
 //
-//   ParseCodes(purpose, "\"new car\" 3-5 9", values)   -> 3 codes of the range, 9, and the label's code
-//   ParseCodes(purpose, "*", values)                    -> whatever values() gives, marked as all
+//   ParseCodes(purpose, "\"new car\" 3-5 9", values)   -> the label's code, 3, 4, 5 and 9
+//   ParseCodes(purpose, "*", values)                   -> whatever values() gives, marked as all
 //
 // The dialogs, their answers by script and the properties of their automation objects all read
 // codes here.

@@ -202,8 +202,8 @@ bool ColumnBuilder::ParseStyle(NumberStyle style, std::vector<double>& numbers) 
     if (units++ == 0) unit = styled->unit;
     if (styled->unit != unit) return false;
   }
-  // Without any they would be plain numbers, or lists such as 1,2. A percentage or a unit is one of
-  // all values.
+  // Without a separator, percent sign or unit they would be plain numbers, or lists such as 1,2. A
+  // percent sign or a unit belongs to all values or to none.
   const auto ofAllOrNone = [&](std::size_t count) { return count == 0 || count + missing == texts_.Size(); };
   return grouped + percents + units > 0 && ofAllOrNone(percents) && ofAllOrNone(units);
 }
@@ -296,7 +296,7 @@ void ColumnBuilder::AddNotes(const Column& column, std::vector<ColumnNote>& note
 Column ColumnBuilder::Finish(std::vector<ColumnNote>& notes) {
   Column column;
   column.name = name_;
-  // A guess at the number of cases is a few hundredths too high; more than that is worth a copy.
+  // The estimated number of cases is a few percent too high; a larger excess is worth a copy.
   if (values_.capacity() > values_.size() + values_.size() / 8) values_.shrink_to_fit();
   column.values = std::move(values_);
   if (mode_ == Mode::kTexts) FinishTexts(column);

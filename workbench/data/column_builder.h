@@ -71,7 +71,8 @@ class ColumnBuilder {
   bool IsBlank() const { return mode_ == Mode::kUndecided && missingMarks_ == 0 && !needsTexts_; }
   // Begins again with the first cells missing.
   void RestartAsText(std::int64_t missingCells = 0);
-  // The decimal mark of numbers that tell the builder nothing new; 0: each number with a mark does.
+  // The decimal mark that numbers may have without changing what the builder
+  // knows; 0 while any mark would.
   char SettledMark() const;
   // The column is text whatever its fields look like.
   void ForceText() {

@@ -1,6 +1,6 @@
-// Parquet and JSON files, DuckDB's databases and queries through DuckDB. The types of the columns are known before the first cell, so
-// every column has one way of copying a vector of DuckDB's into a block; a column of whole numbers
-// that doubles cannot hold is delivered a second time, as text.
+// Parquet and JSON files, DuckDB's databases and queries through DuckDB. The types of the columns
+// are known before the first cell, so every column has one way of copying a vector of DuckDB's into
+// a block; a column of whole numbers that doubles cannot hold is delivered a second time, as text.
 #include <algorithm>
 #include <cmath>
 #include <cstring>

@@ -24,7 +24,7 @@ const Column& DatesOf(const Table& table, int variableNumber) {
   return column;
 }
 
-// Adds a variable with what part makes of each date in days.
+// Adds a variable whose values are part(date in days).
 template <class Part>
 Column& AddColumn(Table& table, int variableNumber, const char* ending, Part part) {
   const Column& dates = DatesOf(table, variableNumber);

@@ -1,6 +1,6 @@
-// Delimited text in one pass: blocks are read, scanned on all threads, and joined in the order of the
-// file. A column that turns out to be text after numbers have lost their spelling is read a second
-// time, alone.
+// Delimited text in one pass: blocks are read, scanned on all threads, and joined in the order
+// of the file. A column that turns out to be text after numbers have lost their spelling is
+// read a second time, alone.
 #include <algorithm>
 #include <bit>
 #include <exception>
@@ -90,8 +90,9 @@ class DelimitedReader {
     const std::optional<TableSidecar> sidecar = LoadSidecar(path_);
     if (sidecar) ForceTexts(*sidecar, builders_);
     wanted_.assign(builders_.size(), true);
-    // Elsewhere the numbers of one column say how those of others are written (SettleMarks), and a
-    // sidecar may speak of any.
+    // Columns are skipped only where each is read by itself: without a comma as delimiter
+    // the numbers of one column say how those of others are written (SettleMarks), and a
+    // sidecar may describe any column.
     if (options_.choose && delimiter_ == ',' && !sidecar) wanted_ = options_.choose(names);
     ReadColumns(text, wanted_);
     table.caseCount = text.RowCount();

@@ -217,7 +217,7 @@ void DelimitedText::Settle(TextBlock& block, const RecordScanner& scanner,
     block.bytes.insert(block.bytes.begin(), open_.begin(), open_.end());
     if (block.bytes.size() > kLongestBlock) block.damage = TextDamage::kTooLong;
     if (!block.isLast && added < open_.size() && block.damage != TextDamage::kTooLong) {
-      // Not worth a scan before there is twice as much.
+      // Too short for a scan: the next one waits until there is twice as much.
       open_.swap(block.bytes);
       block.bytes.clear();
       block.rowCount = 0;

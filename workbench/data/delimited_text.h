@@ -31,14 +31,15 @@ class NotUtf8 : public DataError {
 
 class DelimitedText {
  public:
-  // Reads the first record, which names the columns (or, without a header, counts them). name: of the file, for messages. delimiter 0:
-  // the one of , ; tab | that a first line such as "sep=;" names, else the one that gives the first
-  // records equally many fields, the most fields if several do. blockBytes: how much is read at a
-  // time, unless a record is longer.
+  // Reads the first record, which names the columns (or, without a header, counts them). name: of
+  // the file, for messages. delimiter 0: the one of , ; tab | that a first line such as "sep=;"
+  // names, else the one that gives the first records equally many fields, the most fields if
+  // several do. blockBytes: how much is read at a time, unless a record is longer.
   //
-  // All throw DataError for text that is empty, has no records, has a record whose number of fields
-  // differs from the header's (unless the format takes those), a quote that is never closed or is followed by text, bytes that are
-  // not UTF-8, a NUL, or lone carriage returns among other line ends.
+  // All throw DataError for text that is empty, has no records, has a record whose number
+  // of fields differs from the header's (unless the format takes those), a quote that is
+  // never closed or is followed by text, bytes that are not UTF-8, a NUL, or lone carriage
+  // returns among other line ends.
   DelimitedText(std::string name, char delimiter, TextSource source, TextFormat format = {},
                 std::size_t blockBytes = 0);
 

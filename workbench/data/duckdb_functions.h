@@ -1,5 +1,5 @@
-// The functions of DuckDB that are called, as pointers of the same names: DuckDB's library is large,
-// and most runs do not need it, so it is loaded by the first session (RequireDuckDb).
+// The functions of DuckDB that are called, as pointers of the same names: DuckDB's library is
+// large, and most runs do not need it, so it is loaded by the first session (RequireDuckDb).
 #pragma once
 
 #include <duckdb.h>

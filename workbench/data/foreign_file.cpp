@@ -87,8 +87,9 @@ std::uint64_t FileBytes(const ForeignFile& file) {
 }
 
 ReaderLimits LimitsFor(const ForeignFile& file) {
-  // DuckDB keeps about one row group per thread, ReadStat one row; a file of any size is read in a
-  // fixed multiple of its own. What is beyond that, or beyond the machine, is damage.
+  // DuckDB keeps about one row group per thread, ReadStat one row, so reading takes at most a fixed
+  // multiple of the file's size. A reader that needs more than that, or more than the machine has,
+  // is reading a damaged file.
   constexpr std::uint64_t kSmallest = std::uint64_t{4} << 30;
   constexpr std::uint64_t kPerByte = 16;
   constexpr std::uint64_t kIdleSeconds = 60;

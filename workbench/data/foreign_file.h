@@ -1,7 +1,7 @@
 // Everything that is no delimited text: Parquet and JSON, SPSS, SAS and Stata files, workbooks,
-// databases and queries. Each is read in a process of its own where the system allows it. Their libraries are large and damaged files bring them down, so velmora
-// lets the program velmora-read run them under limits of memory and processor time; a crash there
-// is one sentence here.
+// databases and queries. Each is read in a process of its own where the system allows it. Their
+// libraries are large and damaged files bring them down, so velmora lets the program velmora-read
+// run them under limits of memory and processor time; a crash there is one sentence here.
 #pragma once
 
 #include <string>
@@ -35,7 +35,7 @@ struct ReaderLimits {
   std::uint64_t idleCpuSeconds = 0;  // processor time without any progress
 };
 
-// The size of a file; 0 for what is none.
+// The size of a file; 0 for a source that is not a file.
 std::uint64_t FileBytes(const ForeignFile& file);
 
 // The limits for reading it on this machine.

@@ -71,8 +71,8 @@ struct ValueSurvey {
   bool ascending = false;  // strictly, in the order of the cases
   bool everyValueLabelled = false;
 };
-// Writes measurement, role and their reasons into a column whose values have been surveyed elsewhere. The labels of a
-// text column are its texts.
+// Writes measurement, role and their reasons into a column whose values have been surveyed
+// elsewhere. The labels of a text column are its texts.
 void InferMeasurement(const ValueSurvey& survey, Column& column);
 
 // Profiles every variable and writes measurement, role and their reasons into the columns. threads:

@@ -1,5 +1,5 @@
-// Tables and queries of a MySQL or MariaDB server, through MariaDB's client library, which is loaded
-// when it is needed. The server sends texts; the time zone of the connection is UTC.
+// Tables and queries of a MySQL or MariaDB server, through MariaDB's client library, which is
+// loaded when it is needed. The server sends texts; the time zone of the connection is UTC.
 #include <mysql.h>
 
 #include <memory>

@@ -90,7 +90,8 @@ void LimitMemory([[maybe_unused]] std::uint64_t bytes) {
 #endif
 }
 
-// Moves the point at which the system ends this process for using the processor without getting on.
+// Sets the processor time at which the system ends this process: so many seconds from now,
+// unless progress moves it again.
 void GrantProcessorTime(std::uint64_t seconds) {
   if (seconds == 0) return;
   timespec used{};

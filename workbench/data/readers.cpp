@@ -104,7 +104,7 @@ std::vector<std::string> ReadableExtensions() {
 
 void SettleNames(const std::string& path, std::vector<std::string>& names,
                  std::vector<std::string>& warnings) {
-  // Names that the file has once keep them.
+  // Names that occur once in the file stay as they are.
   std::unordered_set<std::string> taken(names.begin(), names.end());
   std::unordered_set<std::string> seen;
   std::unordered_map<std::string, std::size_t> uses;
@@ -288,7 +288,8 @@ std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
     std::size_t fits = 0;
     for (const int number : parsed.variableNumbers) {
       const std::string name = table.Variable(number).name;
-      // Of several variables, a number is no code of those that hold texts.
+      // Where several variables are named, a number is not taken for a code of those that hold
+      // texts.
       if (parsed.variableNumbers.size() > 1 && table.Variable(number).fromText &&
           table.Variable(number).ValueOf(code) == nullptr)
         continue;

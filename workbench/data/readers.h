@@ -36,8 +36,8 @@
 // - .tsv is separated by tabs; for .csv and .txt the delimiter is the one of , ; tab | that gives
 //   the first records equally many fields, the one with the most fields if several do. A first line
 //   "sep=;" names it.
-// - Every record has as many fields as the header, unless TextFormat::ragged takes others. Blank lines are skipped, except in a file of one
-//   column, where they are missing values.
+// - Every record has as many fields as the header, unless TextFormat::ragged takes others. Blank
+//   lines are skipped, except in a file of one column, where they are missing values.
 // - A column holds numbers only if every field that is not empty is a number. 00123 is a code, not
 //   a number. nan and inf in any spelling count as numbers; so do NA, N/A, NULL, . and ? in a
 //   column that otherwise holds numbers: they are missing there, with a warning. In a text column
@@ -80,10 +80,12 @@ struct ReadOptions {
   // Texts that mean a missing value in any column, e.g. {"NA", "n/a"}.
   std::vector<std::string> missingTexts;
   TablePart part;  // of a file with more than one table
-  // Gets the values that the file declares missing, which are missing in the table; null: not wanted.
+  // Receives the values that the file declares missing; they are missing in the table. Null: not
+  // wanted.
   UserMissing* userMissing = nullptr;
-  // Of delimited text: which of the columns with these names are read, one at least; empty: all.
-  // Asked only where the others do not matter for how these are read. The others have no values.
+  // Delimited text: chooses which of the columns with these names are read, at least one;
+  // empty: all. Called only where no column affects how others are read. Columns that are
+  // not chosen have no values.
   std::function<std::vector<bool>(const std::vector<std::string>& names)> choose;
   // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
   // the reading, which throws Cancelled.

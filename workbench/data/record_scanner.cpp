@@ -165,8 +165,8 @@ bool RecordScanner::ScanField(Cursor& cursor, TextBlock& block, FieldPlace& plac
 }
 
 #ifdef __SSE2__
-// Without the instruction that counts bits, which not every processor has: std::popcount would call
-// a function.
+// Counts bits without the instruction for it, which not every processor has:
+// std::popcount would call a function.
 constexpr std::size_t CountBits16(unsigned bits) {
   bits -= (bits >> 1) & 0x5555U;
   bits = (bits & 0x3333U) + ((bits >> 2) & 0x3333U);
@@ -194,7 +194,8 @@ std::size_t RecordScanner::SkipFields(Cursor& cursor, [[maybe_unused]] std::size
     unsigned ends = maskOf(delimiter);
     const unsigned special =
         (maskOf(quote) | maskOf(lineFeed) | maskOf(carriageReturn) | maskOf(_mm_setzero_si128())) & ~ends;
-    if (special != 0) ends &= (special & (~special + 1)) - 1;  // those before the first special byte
+    // Those before the first special byte.
+    if (special != 0) ends &= (special & (~special + 1)) - 1;
     const std::size_t found = CountBits16(ends);
     if (skipped + found >= count) {
       for (; skipped + 1 < count; ++skipped) ends &= ends - 1;

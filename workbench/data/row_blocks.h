@@ -44,7 +44,8 @@ class RowBlocks {
     CellKind kind = CellKind::kLeftOut;
     std::vector<std::uint8_t> bitmap;  // a bit per row
     bool anyMissing = false;
-    std::vector<std::uint64_t> words;  // doubles or whole numbers by their bits, or ends of texts after a 0
+    // Doubles or whole numbers by their bits, or ends of texts after a 0.
+    std::vector<std::uint64_t> words;
     std::string bytes;
     std::int64_t rowCount = 0;
 

@@ -56,7 +56,8 @@ struct LabelSet {
 // What is known only after the last row.
 struct ForeignDetails {
   std::map<std::string, LabelSet> labelSets;
-  std::int64_t weightColumn = -1;                         // the column that the file weights its cases by
+  // The column that the file weights its cases by.
+  std::int64_t weightColumn = -1;
   std::vector<std::string> warnings;                      // a sentence each
   std::map<std::uint64_t, UserMissingCells> userMissing;  // by column; empty unless asked for
 };

@@ -4,7 +4,7 @@ namespace velmora {
 
 namespace {
 
-// Between quotation marks, those inside doubled.
+// The text in quotation marks; marks inside it are doubled.
 std::string Quoted(std::string_view text, char mark) {
   std::string quoted(1, mark);
   for (const char c : text) {

@@ -1,4 +1,5 @@
-// How a text file is written, as far as the user says so: options of every reader of delimited text.
+// How a text file is written, as far as the user says so: options of every
+// reader of delimited text.
 #pragma once
 
 #include <cstdint>

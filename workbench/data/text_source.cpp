@@ -26,7 +26,8 @@ struct CloseFile {
 TextSource ReadFile(const std::string& path) {
   const std::shared_ptr<std::FILE> file(OpenFile(PathOf(path), "rb"), CloseFile());
   if (!file) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // blocks are read, so a buffer would only copy them
+  // Blocks are read, so a buffer would only copy them.
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
   const auto count = std::make_shared<std::int64_t>(0);
   return {[file, path, count](char* buffer, std::size_t size) {
             const std::size_t got = std::fread(buffer, 1, size, file.get());
@@ -74,7 +75,8 @@ void AppendUtf8(char32_t code, std::string& out) {
   }
 }
 
-// Unicode of the bytes 0x80 to 0x9F; 0: no character. https://encoding.spec.whatwg.org/#windows-1252
+// Unicode of the bytes 0x80 to 0x9F; 0: no character.
+// https://encoding.spec.whatwg.org/#windows-1252
 constexpr std::array<char16_t, 32> kWindows1252 = {
     0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
     0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,

@@ -1,6 +1,6 @@
-// Values that a file declares missing: SPSS's user-missing values, the lettered missing values of Stata
-// (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; who asks for them gets them beside
-// it and may put them back, as special codes.
+// Values that a file declares missing: SPSS's user-missing values, the lettered missing values of
+// Stata (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; who asks for them gets
+// them beside it and may put them back, as special codes.
 //
 //   UserMissing userMissing;
 //   Table table = ReadTable("survey.sav", {.userMissing = &userMissing});

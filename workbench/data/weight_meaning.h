@@ -4,9 +4,10 @@
 namespace velmora {
 
 enum class WeightMeaning {
-  kAsGiven,   // the sum of the weights is the number of cases
-  kSampling,  // relative to their mean over the cases of a response, so that their unit does not matter
-  kCounts,    // a row stands for so many equal cases
+  kAsGiven,  // the sum of the weights is the number of cases
+  // Relative to their mean over the cases of a response, so that their unit does not matter.
+  kSampling,
+  kCounts,  // a row stands for so many equal cases
 };
 
 }  // namespace velmora

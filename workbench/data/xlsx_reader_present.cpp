@@ -35,7 +35,7 @@ std::size_t ParseIndex(std::string_view text) {
 // What a number in a cell shows.
 enum class Shown : std::uint8_t { kNumber, kDay, kMoment };
 
-// The formats 0 to 163 are the program's own.
+// Number formats 0 to 163 are built in.
 Shown ShownByBuiltIn(std::size_t format) {
   if (format == 22) return Shown::kMoment;
   const bool isDay = (format >= 14 && format <= 17) || (format >= 27 && format <= 31) || format == 36 ||
@@ -188,7 +188,7 @@ class StylesPart : public XmlHandler {
   bool inCellFormats_ = false;
 };
 
-// Texts in pieces of formatting, without the readings of Asian characters.
+// A text in pieces with formats of their own; phonetic hints are left out.
 class RichText {
  public:
   void Start(std::string_view name) {

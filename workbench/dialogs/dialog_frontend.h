@@ -3,7 +3,7 @@
 // module; a frontend shows that state and passes user actions on. It changes no control itself and
 // never calls the module.
 //
-//   module -> DialogWindow -> frontend   DialogOpened, then ControlChanged, PageSelected, AvailabilityChanged ...
+//   module -> DialogWindow -> frontend   DialogOpened, then ControlChanged, PageSelected ...
 //   user -> frontend -> DialogWindow     Press, TypeText, ChooseItem, SelectPage
 //
 // A frontend must:

@@ -7,7 +7,8 @@ namespace velmora {
 
 std::string_view ChartLibrary();    // ECharts, minified, with its licence notice at its head
 std::string_view ChartLibrary3d();  // its 3-D companion
-std::string_view ChartLicence3d();  // the licence of the 3-D companion, which does not hold it itself
+// The licence of the 3-D companion, which does not hold it itself.
+std::string_view ChartLicence3d();
 std::string_view PageStyle();
 std::string_view PageScript();   // the shell of every page: header, sections, tables
 std::string_view ChartScript();  // draws charts

@@ -15,12 +15,13 @@ namespace velmora {
 
 // The kind of a series, and the arrays that it uses.
 enum class SeriesKind {
-  kBars,      // x positions, y lengths, labels
-  kLine,      // x, y; a missing x or y breaks the line
-  kScatter,   // x, y, labels
-  kBoxes,     // boxes, labels
-  kDiamonds,  // boxes: the mean with its limits, from x to y on the position axis; a box, an x and a y each
-  kBars3D,    // x on the position axis, y on the depth axis, z heights
+  kBars,     // x positions, y lengths, labels
+  kLine,     // x, y; a missing x or y breaks the line
+  kScatter,  // x, y, labels
+  kBoxes,    // boxes, labels
+  // Boxes: the mean with its limits, from x to y on the position axis; a box, an x and a y each.
+  kDiamonds,
+  kBars3D,  // x on the position axis, y on the depth axis, z heights
 };
 
 struct BoxSummary {

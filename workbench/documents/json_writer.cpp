@@ -7,16 +7,19 @@
 //    "documents": [                                           in order of creation
 //      {"id", "group", "kind": "sheet", "title",
 //       "rowNames": [texts],                                  absent without row names
-//       "columns": [{"name", "longName", "formula", "format", "role": "plain" | "count" | "probability",
-//                    "labels": [{"value", "text"}],           texts of values; absent when there are none
-//                    "texts": [texts or null],                shown instead of the values; absent when none
+//       "columns": [{"name", "longName", "formula", "format",
+//                    "role": "plain" | "count" | "probability",
+//                    "labels": [{"value", "text"}],           texts of values; absent without any
+//                    "texts": [texts or null],                shown in place of values; the same
 //                    "values": [numbers or null]}]},
 //      {"id", "group", "kind": "graph", "title", "titleLines": [texts], "layout": text,
 //       "positionAxis", "valueAxis", "rightAxis", "depthAxis":
-//          {"title", "minimum", "maximum", "step": number or null, "ticks": [{"position", "label"}]},
-//       "series": [{"kind": text, "name", "onRightAxis", "x", "y", "z": [numbers or null], "labels": [texts],
-//                   "boxes": [{"position", "minimum", "lowerQuartile", "median", "upperQuartile", "maximum",
-//                              "mean", "lowerLimit", "upperLimit", "count"}]}],    empty arrays are absent
+//          {"title", "minimum", "maximum", "step": number or null,
+//           "ticks": [{"position", "label"}]},
+//       "series": [{"kind": text, "name", "onRightAxis",      empty arrays are absent
+//                   "x", "y", "z": [numbers or null], "labels": [texts],
+//                   "boxes": [{"position", "minimum", "lowerQuartile", "median", "upperQuartile",
+//                              "maximum", "mean", "lowerLimit", "upperLimit", "count"}]}],
 //       "footnote", "eventScript"},
 //      {"id", "group", "kind": "text", "title", "text"}]}
 //

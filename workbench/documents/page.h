@@ -3,7 +3,9 @@
 // sections and of their parts.
 //
 //   Page page;
-//   page.data = {{"title", "credit.csv"}, {"notices", PageJson::array()}, {"sections", std::move(sections)}};
+//   page.data = {{"title", "credit.csv"},
+//                {"notices", PageJson::array()},
+//                {"sections", std::move(sections)}};
 //   std::string html = PageText(page);
 //
 // Texts of the data reach the page only inside the JSON block, which contains no "<", and from

@@ -12,10 +12,11 @@
 namespace velmora {
 namespace {
 
-constexpr int kChartHeight = 380;               // pixels; the script may take another one
-constexpr std::size_t kMostPointsDrawn = 2000;  // of a scatter series; more only add to the size of the page
-constexpr std::size_t kMostBars = 6000;         // of a chart; more could not be told apart
-constexpr std::size_t kMostRankedBars = 50;     // of a horizontal bar chart
+constexpr int kChartHeight = 380;  // pixels; the script may take another one
+// Of a scatter series; more only add to the size of the page.
+constexpr std::size_t kMostPointsDrawn = 2000;
+constexpr std::size_t kMostBars = 6000;      // of a chart; more could not be told apart
+constexpr std::size_t kMostRankedBars = 50;  // of a horizontal bar chart
 
 bool IsShown(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 

@@ -89,7 +89,8 @@ class Sheet {
 
   // Labels of a column's values: shown in place of a value that equals one exactly.
   const std::vector<ValueLabel>& Labels(int column) const;
-  bool SetLabels(int column, std::vector<ValueLabel> labels);  // any order, the first of equal values counts
+  // Any order, the first of equal values counts.
+  bool SetLabels(int column, std::vector<ValueLabel> labels);
   // Null when the value has no label.
   const std::string* LabelOf(int column, double value) const;
   // The text that is shown for the cell: its own, else its value's label, else null (its number is

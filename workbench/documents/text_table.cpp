@@ -16,7 +16,7 @@ constexpr int kNarrowest = 10;
 constexpr int kLeastBar = 8;
 constexpr int kWidestBar = 40;
 
-// share, 0 to 1, as a bar of at most cells cells, an eighth of a cell at a time.
+// A bar for a share from 0 to 1, at most this many cells wide, in steps of an eighth of a cell.
 std::string Bar(double share, int cells, bool utf8) {
   static constexpr const char* kEighths[] = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
   const int eighths = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * cells * 8));

@@ -64,7 +64,8 @@ class Workbook {
   std::vector<Notice> notices;  // in the order they came
   ShortNames shortNames;        // what the short names of the documents stand for
 
-  void SetFact(std::string_view key, std::string_view value);  // replaces the value of a key that is there
+  // Replaces the value of a key that is there.
+  void SetFact(std::string_view key, std::string_view value);
   void AddNotice(std::string_view text, int group = 0);
 
   // The group of a dependent or response, made when there is none yet; its id. A description

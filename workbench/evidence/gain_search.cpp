@@ -69,8 +69,8 @@ GainSearch::GainSearch(const binning::SearchRecord& record, std::span<const std:
   }
 }
 
-// Puts the groups into the order of their first value per case, a rate or a mean, and joins neighbours
-// where there are too many. Returns how many are left.
+// Puts the groups into the order of their first value per case, a rate or a mean, and joins
+// neighbours where there are too many. Returns how many are left.
 std::size_t GainSearch::OrderGroups(std::size_t stride, Scratch& scratch) const {
   scratch.order.resize(groupCount_);
   std::iota(scratch.order.begin(), scratch.order.end(), std::size_t{0});
@@ -189,7 +189,7 @@ double GainSearch::OfMeans(std::span<const double> sums, double squares, Scratch
   const auto n = static_cast<double>(cases_);
   const double whole = std::max(0.0, squares - total * total / n);
   const auto fit = [&](double costs) {
-    // Rounding alone is the least error.
+    // No error is smaller than that of rounding.
     const double within = std::max(squares + costs, whole * 1e-14);
     return whole > 0 ? n / 2 * std::log(within / n) : 0;
   };

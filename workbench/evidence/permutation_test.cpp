@@ -61,7 +61,7 @@ Cases CasesOf(const stats::TreeResponse& response) {
     if (cases.classCount == 0) {
       cases.values.push_back(response.deviations[row]);
     } else {
-      // Of two classes the search has the last one first, whose rate a shape is about.
+      // Of two classes the search takes the last one first, because shapes are about its rate.
       const auto c = response.classOf[row];
       cases.classOf.push_back(cases.classCount == 2 ? static_cast<std::uint16_t>(1 - c) : c);
     }
@@ -285,7 +285,8 @@ void FillProbabilities(const std::vector<std::size_t>& tested, std::vector<std::
   }
   double largest = 0;
   for (const std::size_t t : order) {
-    // Not below its own p, from which it differs where equal gains are not equally far from chance.
+    // An adjusted p is not below the predictor's own p: equal gains of different predictors need
+    // not be equally far from chance.
     largest = std::max({largest, adjusted[t], test.p[tested[t]]});
     test.adjustedP[tested[t]] = largest;
   }

@@ -3,9 +3,9 @@
 //
 // The response is dealt out to the cases again and again at random. Each time every search is
 // repeated, on counts by pre-bin alone, and its gain noted: by how much the best partition shortens
-// the description of the response (see binning::DescriptionLength) against one bin. The p-value of a
-// predictor is the share of random responses with at least its gain, the actual one among them. Over
-// all predictors the step-down maximum of Westfall and Young (1993, Resampling-Based Multiple
+// the description of the response (see binning::DescriptionLength) against one bin. The p-value of
+// a predictor is the share of random responses with at least its gain, the actual one among them.
+// Over all predictors the step-down maximum of Westfall and Young (1993, Resampling-Based Multiple
 // Testing, algorithm 4.1) keeps the dependence between them; gains are compared in standard
 // deviations of the random ones, so that each predictor has the same chance of being the maximum.
 //
@@ -33,9 +33,9 @@ struct SearchTest {
   std::vector<double> gains, p, adjustedP;
 };
 
-// records: of one response, with preBinOf. A case keeps its weight with its response; rows that stand
-// for several equal cases (counts) are dealt out case by case. Equal for any number of threads.
-// Throws std::invalid_argument for counts that are not whole or make more than 2^28 cases.
+// records: of one response, with preBinOf. A case keeps its weight with its response; rows that
+// stand for several equal cases (counts) are dealt out case by case. Equal for any number of
+// threads. Throws std::invalid_argument for counts that are not whole or make more than 2^28 cases.
 SearchTest TestSearches(std::span<const binning::SearchRecord* const> records,
                         const PermutationOptions& options, WorkerPool& pool,
                         const WorkerPool::Progress& progress = {});

@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::uint32_t kNoPlace = 0xFFFFFFFF;
 constexpr std::size_t kWordBits = 64;
-// Words of a bin that are counted at a time, so that those of two predictors stay in the nearest cache.
+// Words of a bin that are counted at a time, so that those of two predictors
+// stay in the nearest cache.
 constexpr std::size_t kBlockWords = 256;
 // A table of more cells than this is counted case by case.
 constexpr std::size_t kMostPackedCells = 80;
@@ -53,7 +54,8 @@ __attribute__((target("avx512f,avx512vpopcntdq"))) std::size_t CommonBitsOfVecto
   return std::accumulate(std::begin(counts), std::end(counts), std::size_t{0});
 }
 
-// Every processor with wide vectors counts the bits of a word by an instruction, some those of eight.
+// Every processor with wide vectors has an instruction that counts the bits of a word; some have
+// one for eight words.
 const auto commonBits = [] {
   const vlm::VectorWidth widest = vlm::WidestVector();
   if (widest == vlm::VectorWidth::kAvx512 && __builtin_cpu_supports("avx512vpopcntdq"))

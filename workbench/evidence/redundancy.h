@@ -1,4 +1,5 @@
-// Which of many predictors say the same, and what each adds to others, from the bins of their cases.
+// Which of many predictors say the same, and what each adds to others,
+// from the bins of their cases.
 //
 //   BinTables tables(classOf, 2);                        // good and bad cases
 //   for (const auto& one : coded) tables.Add(one.binOf, one.binCount);
@@ -17,9 +18,9 @@
 
 namespace velmora::evidence {
 
-// The cross tables of the bins of every two predictors, for each class of the cases. Cases are put in
-// order of class and bins are packed as bits, one bit per case, so that a cell is the number of bits
-// that two words share: a million cases take 16,000 steps per cell.
+// The cross tables of the bins of every two predictors, for each class of the cases. Cases are put
+// in order of class and bins are packed as bits, one bit per case, so that a cell is the number of
+// bits that two words share: a million cases take 16,000 steps per cell.
 class BinTables {
  public:
   static constexpr std::uint8_t kNone = 255;  // no class, or no bin
@@ -85,11 +86,12 @@ struct Step {
   // Of what the predictor says about the classes, the share that no predictor before it says.
   double share = 1;
 };
-// All predictors in the order in which they add most: greedy, maximal relevance and minimal redundancy
-// (Peng, Long and Ding 2005, doi:10.1109/TPAMI.2005.159), where redundancy counts as far as it is about
-// the classes: the next is the one with the largest minimum, over those before it, of the information
-// about the class that it adds to one of them (Fleuret 2004, J. Mach. Learn. Res. 5, 1531). The
-// information is corrected for the numbers of bins (Miller 1955), and not below 0.
+// All predictors in the order in which they add most: greedy, maximal relevance and minimal
+// redundancy (Peng, Long and Ding 2005, doi:10.1109/TPAMI.2005.159), where redundancy counts
+// as far as it is about the classes: the next is the one with the largest minimum, over
+// those before it, of the information about the class that it adds to one of them (Fleuret
+// 2004, J. Mach. Learn. Res. 5, 1531). The information is corrected for the numbers of bins
+// (Miller 1955), and not below 0.
 std::vector<Step> OrderOfAdding(const BinTables& tables);
 
 }  // namespace velmora::evidence

@@ -1,5 +1,5 @@
-// Signs that a predictor should be looked at before it is used: it names cases instead of describing
-// them, or follows from the outcome. The limits are those of practice, not of a test.
+// Signs that a predictor should be looked at before it is used: it names cases instead of
+// describing them, or follows from the outcome. The limits are those of practice, not of a test.
 //
 //   HasNearlyALevelPerCase(990, 1000);   // true: as an identifier has
 #pragma once

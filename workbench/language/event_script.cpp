@@ -90,7 +90,7 @@ class Machine {
         return NumberOf(Evaluate(value.parts.front()), value) == 0;
       case SyntaxKind::kNegate:
         return -NumberOf(Evaluate(value.parts.front()), value);
-      // A side that settles these leaves the others unevaluated.
+      // The other side is not evaluated once one side settles the result.
       case SyntaxKind::kAnd:
         return std::all_of(value.parts.begin(), value.parts.end(),
                            [this](const Syntax& part) { return IsTrue(part); });

@@ -21,7 +21,7 @@ constexpr std::size_t kSlice = 512;  // cases; a few slices stay in the first-le
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kSecondsOfDay = 86400;
 
-// A result that may be no finite number.
+// NaN for a result that is not finite.
 double Checked(double value) { return value - value == 0 ? value : kNan; }
 
 // Both are finite.
@@ -271,7 +271,7 @@ class ExpressionBinder {
     Fail(literal, Shown(literal) + " is not a date; write one such as '2024-06-01' or '2024-06-01 12:30'");
   }
 
-  // housing = own, where a text is meant.
+  // Refuses a name such as own in housing = own, where a text is meant.
   void NameUnknownText(const Syntax& side, const Syntax& other) const {
     if (side.kind != SyntaxKind::kName || VariableIn(side) != 0) return;
     const int variable = VariableIn(other);
@@ -381,7 +381,7 @@ void Expression::EvaluateSlice(const ExpressionColumns& columns, std::int64_t fi
         Binary(below, top, count, [](double a, double b) { return Checked(a / b); });
         break;
       case Op::kPower:
-        // pow(1, NaN) and pow(NaN, 0) are numbers; a missing operand is stronger here.
+        // pow(1, NaN) and pow(NaN, 0) are numbers; here a missing operand makes the result missing.
         Binary(below, top, count,
                [](double a, double b) { return EitherMissing(a, b) ? kNan : Checked(std::pow(a, b)); });
         break;

@@ -18,7 +18,7 @@ struct CaseSelection {
   bool enabled = true;
 };
 
-// One bit a case.
+// One bit per case.
 class CaseBitmap {
  public:
   explicit CaseBitmap(std::int64_t caseCount = 0, bool included = true);

@@ -153,8 +153,8 @@ Syntax ParseExpression(std::string_view text, Dialect dialect = kExpressionDiale
 // Makes one text of each join of constant texts: "a" & Chr(10) & "b" is a text of two lines.
 void FoldTexts(Syntax& tree);
 
-// The way back of FoldTexts: in double quotation marks, those inside doubled, control characters as
-// Chr(n).
+// The inverse of FoldTexts: the text in double quotation marks, marks inside it doubled,
+// control characters as Chr(n).
 std::string QuotedText(std::string_view text);
 
 std::string LowerText(std::string_view text);  // ASCII letters only

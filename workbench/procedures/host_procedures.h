@@ -46,7 +46,7 @@ using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 // Optimal bins in place of trees, and what else an analysis asks of its bins.
 struct BinningPlan {
   bool optimal = true;  // false: trees
-  // A criterion or shape that a response does not have gives way to deviance or any shape.
+  // Deviance and any shape replace a criterion or a shape that a response does not have.
   binning::BinningRules rules;
   std::map<int, binning::BinningRules> rulesOf;  // of single predictors, by variable number
   int preBins = 100;

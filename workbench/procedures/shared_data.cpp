@@ -233,7 +233,7 @@ void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept 
     if (spareColumns_.size() >= kSpareColumns) return;
     spareColumns_.push_back(std::move(column));
   } catch (...) {
-    // Its memory is freed, as that of a column too many.
+    // There is no memory to keep the column, so it is freed.
   }
 }
 

@@ -68,8 +68,9 @@ struct Response {
   double weightUnit = 1;  // the weight in the table that counts as one case
   stats::TreeResponse tree;
   MaskPointer selected;
-  ranking::DesignVariables design;  // of a sample; its weight counts where it has strata or clusters
-  stats::SurveyDesign clusters;     // empty without one
+  // Of a sample; its weight counts where it has strata or clusters.
+  ranking::DesignVariables design;
+  stats::SurveyDesign clusters;  // empty without one
 };
 using ResponsePointer = std::shared_ptr<const Response>;
 

@@ -54,7 +54,7 @@ class Spares {
       const std::lock_guard lock(mutex_);
       free_.push_back(std::move(object));
     } catch (...) {
-      // Its memory is freed, as that of one too many.
+      // There is no memory to keep the object, so it is freed.
     }
   }
 

@@ -21,7 +21,8 @@ struct Bins {
   // categorical predictor: code and bin index, by rising code
   std::vector<std::pair<double, int>> levels;
   bool categorical = false;
-  int missingBin = -1;                               // of the cases without a value; -1: they have none
+  // Of the cases without a value; -1: they have none.
+  int missingBin = -1;
   std::vector<std::pair<double, int>> specialCodes;  // ascending, with their bins
 
   // The bin of a level within the tolerance, -1 for one that the tree has not seen.

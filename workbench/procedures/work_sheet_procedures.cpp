@@ -29,7 +29,7 @@ using LabelsOf = std::function<std::vector<ValueLabel>(int column)>;
 
 using stats::CodedRange;
 
-// Texts of codes by the labels of a column, of labels for one code the first.
+// Texts of codes by the labels of a column; of several labels for one code, the first.
 class CodeTexts {
  public:
   explicit CodeTexts(const std::vector<ValueLabel>& labels) {
@@ -300,7 +300,7 @@ class Gatherer {
   Gatherer(const Gatherer&) = delete;
   Gatherer& operator=(const Gatherer&) = delete;
 
-  // Of the predictor, rows without a value are passed over.
+  // Rows without a value of the predictor are passed over.
   void Add(std::size_t begin, std::size_t end) {
     if (column_ == kPredictorColumn) end = std::max(begin, std::min(end, data_.Rows().valueCount));
     const std::uint32_t* cases = data_.Rows().order->cases.data();

@@ -151,7 +151,8 @@ bool StartInterpreter() {
   if (PyStatus_Exception(status) == 0) return true;
   const std::string sentence = std::string("velmora: Python cannot start: ") +
                                (status.err_msg != nullptr ? status.err_msg : "no reason given") + ".\n";
-  if (write(STDERR_FILENO, sentence.data(), sentence.size()) < 0) return false;  // standard error is closed
+  // Standard error is closed.
+  if (write(STDERR_FILENO, sentence.data(), sentence.size()) < 0) return false;
   return false;
 }
 

@@ -27,7 +27,7 @@ inline constexpr int kPythonCancelled = 130;
 inline constexpr int kPythonBrokenPipe = 141;
 
 // Runs the script on the calling thread, which is the only one that may use automation objects.
-// Once a process. Returns the exit code: that of sys.exit, 0 at the end of the script, 1 after an
+// Once per process. Returns the exit code: that of sys.exit, 0 at the end of the script, 1 after an
 // exception (its traceback is on standard error), kPythonCancelled, or kPythonBrokenPipe when
 // standard output is no longer read.
 extern "C" __attribute__((visibility("default"))) int VelmoraRunPythonScript(const PythonScript* script);

@@ -5,7 +5,7 @@
 //   real       float; an int beyond 32 bits too, where a double holds it
 //   text       str; a path becomes its text
 //   object     velmora.Object
-//   array      list; tuples, ranges, other sequences and objects with tolist() (NumPy arrays) are accepted
+//   array      list; tuples, ranges, other sequences and NumPy arrays are accepted
 #pragma once
 
 // Types and calls that every later Python 3 has too.

@@ -4,7 +4,7 @@
 //   plan.continuousPredictors = {2, 3}, plan.categoricalDependents = {1};
 //   WorkerPool pool;
 //   const Ranking ranking = RankPredictors(table, selected, plan, pool);
-//   const int best = ranking.outcomes[0].order[0];   // index of a predictor, the continuous ones first
+//   const int best = ranking.outcomes[0].order[0];   // of a predictor, continuous ones first
 #pragma once
 
 #include <functional>
@@ -37,7 +37,8 @@ struct RankingPlan {
   RankKey key = RankKey::kEffect;
   stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
   bool adjustAcrossDependents = false;
-  bool exact = false;  // Fisher's or a Monte Carlo test where an expected count is below 5; not with weights
+  // Fisher's or a Monte Carlo test where an expected count is below 5; not with weights.
+  bool exact = false;
   int replicates = 9999;
   std::uint64_t seed = 1;
   double alpha = 0.05;  // above it an adjusted p is what chance gives

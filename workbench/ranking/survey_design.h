@@ -1,6 +1,7 @@
 // The design of a sample: clusters within strata, from the variables that name them.
 //
-//   const SurveySample sample = MakeSurveySample(table, used, {.strata = 3, .clusters = 4, .weight = 5});
+//   const DesignVariables design = {.strata = 3, .clusters = 4, .weight = 5};
+//   const SurveySample sample = MakeSurveySample(table, used, design);
 //   sample.design.degreesOfFreedom;   // clusters - strata
 #pragma once
 
@@ -29,16 +30,16 @@ struct SurveySample {
   std::size_t lonelyStrata = 0;          // of one cluster
 };
 
-// used: one per case. All cases with a weight belong to the sample, whatever is used: a selection is
-// a part of the population. Clusters are numbered within their strata; without clusters every case is
-// one. Throws DataError for a used case without a stratum or cluster, and when there are not more
-// clusters than strata.
+// used: one per case. All cases with a weight belong to the sample, whatever is used: a selection
+// is a part of the population. Clusters are numbered within their strata; without clusters every
+// case is one. Throws DataError for a used case without a stratum or cluster, and when there are
+// not more clusters than strata.
 SurveySample MakeSurveySample(const Table& table, std::span<const std::uint8_t> used,
                               const DesignVariables& variables);
 
-// How many cases drawn independently, with these weights, are worth one of the sample for the shares
-// of the classes, or the mean, of the response: at least 1, since what strata gain for the response
-// they need not gain for its predictors.
+// How many cases drawn independently, with these weights, are worth one of the sample for the
+// shares of the classes, or the mean, of the response: at least 1, since what strata gain for the
+// response they need not gain for its predictors.
 double ClusterEffect(const stats::TreeResponse& response, const stats::SurveyDesign& design);
 
 }  // namespace velmora::ranking

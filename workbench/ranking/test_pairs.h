@@ -25,10 +25,10 @@ std::uint64_t SeedOfPair(const RankingPlan& plan, int predictor, std::size_t dep
 
 // Neighbouring fine intervals joined to at most `intervals` for an outcome.
 binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals);
-// Multiplies p by the number of partitions of the groups into `found` parts, and by the `most` numbers
-// of parts that were compared (Bonferroni, with weights that are the same for every number of parts),
-// so that a search among them does not make it small. ordered: only neighbours are joined; otherwise
-// any groups, as of categories.
+// Multiplies p by the number of partitions of the groups into `found` parts, and by the `most`
+// numbers of parts that were compared (Bonferroni, with weights that are the same for every number
+// of parts), so that a search among them does not make it small. ordered: only neighbours are
+// joined; otherwise any groups, as of categories.
 void CorrectForSearch(std::size_t fineGroups, std::size_t found, int most, bool ordered,
                       stats::Association& association);
 

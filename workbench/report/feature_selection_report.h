@@ -32,9 +32,10 @@ struct ReportedDependent {
   Measurement kind = Measurement::kContinuous;
   PairStatistic statistic = PairStatistic::kF;
   std::string statisticName;
-  vlm::FeatureSelectionDependent cases{};        // accepted cases with and without a value
-  std::vector<vlm::FeatureSelectionPair> pairs;  // one per predictor, in the order of the report's predictors
-  std::vector<int> best;                         // predictor indices, best first
+  vlm::FeatureSelectionDependent cases{};  // accepted cases with and without a value
+  // One per predictor, in the order of the report's predictors.
+  std::vector<vlm::FeatureSelectionPair> pairs;
+  std::vector<int> best;  // predictor indices, best first
   std::vector<std::string> notices;
   // Empty where the module's figures are all there is: the runs of dialogs and scripts, and
   // --classic.

@@ -20,7 +20,7 @@ std::string Indented(const std::string& text);
 // A list with one item per line: append(item) adds an item's text, which it indents itself. indent:
 // of the line with the closing bracket. An empty list is "[]".
 //
-//   AppendLines(text, report.responses, "  ", [&](const ScreenedResponse& one) { text += "    " + Member(one); });
+//   AppendLines(text, names, "  ", [&](const auto& name) { text += "    " + JsonText(name); });
 template <typename Items, typename Append>
 void AppendLines(std::string& text, const Items& items, const std::string& indent, Append append) {
   text += "[";

@@ -19,12 +19,13 @@ struct RankingColumn {
   std::string shortTitle;  // of a terminal; empty: it does not have it
   std::string meaning;     // for a guide; empty where the title says it
   Kind kind = kNumber;
-  // A narrow terminal leaves the columns of the highest number out first; above kWideOnly never
-  // shown there.
+  // A narrow terminal leaves out the columns with the highest number first; those above
+  // kWideOnly are never shown there.
   int importance = 0;
   std::vector<std::string> texts;  // one per row
   std::vector<double> values;      // one per row, kNoNumber for none; empty for texts
-  std::string summary = {};  // in the heading of a row's panel on a page, % for the cell; empty: not there
+  // Text in the heading of a row's panel on a page, with % for the cell; empty: none.
+  std::string summary = {};
 };
 
 inline constexpr int kWideOnly = 100;

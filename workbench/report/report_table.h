@@ -1,7 +1,8 @@
 // A table of a report as plain data, made once for the terminal, JSON, CSV, the workbook and the
 // page.
 //
-//   ReportTable table{"points", "Points", {{"Predictor", "predictor"}, {"Points", "points", "0.0"}}};
+//   ReportTable table{"points", "Points", {}, {}};
+//   table.columns = {{"Predictor", "predictor", ReportTable::kText}, {"Points", "points", "0.0"}};
 //   table.rows.push_back({"age", 12.5});
 //   std::string csv = CsvText(table);   // predictor,points\nage,12.5\n
 #pragma once

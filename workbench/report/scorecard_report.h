@@ -31,7 +31,8 @@ struct ScorecardReport {
   SavedBins saved;  // the response alone, with its scorecard and the predictors in it
   std::vector<std::vector<SavedCounts>> counts;  // of the training cases: by term, by bin
   std::vector<ScorecardSample> samples;          // the first is the training sample
-  std::vector<std::string> leftOut;              // predictors of the bins that are not in the scorecard
+  // Predictors of the bins that are not in the scorecard.
+  std::vector<std::string> leftOut;
   std::vector<std::string> notices;
 
   const SavedResponse& Response() const { return saved.responses.front(); }

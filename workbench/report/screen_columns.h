@@ -8,8 +8,8 @@
 
 namespace velmora {
 
-// After rank, name and statistics: what each line of the ranking rests on, and what to think of
-// before acting on it. count: of the response's predictors, from the first on.
+// After rank, name and statistics: the basis of each line of the ranking, and its warnings. count:
+// of the response's predictors, from the first on.
 std::vector<RankingColumn> BasisColumns(const ScreenReport& report, const ScreenedResponse& response,
                                         std::size_t count);
 
@@ -17,7 +17,7 @@ std::vector<RankingColumn> BasisColumns(const ScreenReport& report, const Screen
 std::vector<RankingColumn> TerminalColumns(const ScreenReport& report, const ScreenedResponse& response,
                                            std::size_t count);
 
-// What is to be thought of before acting on a predictor, in one line; empty for nothing.
+// The warnings about a predictor in one line; empty without any.
 std::string WarningText(const ScreenedPredictor& predictor);
 
 }  // namespace velmora

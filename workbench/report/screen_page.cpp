@@ -17,10 +17,11 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kMostDetail = 1600000;  // bytes of bins, roughly; the other formats hold the rest
-constexpr std::size_t kMostInHeatMap = 40;    // predictors
-constexpr int kPanelChartHeight = 330;        // pixels
-constexpr std::size_t kManyRemarks = 12;      // a longer table of remarks is folded away
+// Bytes of bins, roughly; the other formats hold the rest.
+constexpr std::size_t kMostDetail = 1600000;
+constexpr std::size_t kMostInHeatMap = 40;  // predictors
+constexpr int kPanelChartHeight = 330;      // pixels
+constexpr std::size_t kManyRemarks = 12;    // a longer table of remarks is folded away
 
 // Large numbers are shown without decimals, their digits in groups.
 bool IsLarge(double value, const char* format) {

@@ -32,7 +32,7 @@ struct ScreenedBin {
   std::vector<double> counts;  // one per code of the response
 };
 
-// Why to look twice before a predictor is used.
+// A reason to be careful with a predictor.
 struct ScreenWarning {
   const char* kind;  // in JSON: "leakage", "identifier"
   std::string text;
@@ -50,15 +50,17 @@ struct ScreenedPredictor {
   // 95 % interval of the out-of-fold figure that the response's predictors are ranked by:
   // information value, or share of variance or deviance explained.
   std::optional<binning::Interval> heldOutInterval;
-  // The last of the bins, which a search does not join: of special codes, and of missing values alone.
+  // The last of the bins, which a search does not join: of special codes, and of missing values
+  // alone.
   std::size_t separateBins = 0;
-  bool searched = false;  // on these cases, so a test of the bins that ignores the search is no test
+  // The bins were searched on these cases, so a test that ignores the search is no test.
+  bool searched = false;
   // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
   // tested.
   double searchP = std::numeric_limits<double>::quiet_NaN();
   double adjustedSearchP = std::numeric_limits<double>::quiet_NaN();
-  // With sampling weights, strata or clusters: the association of the bins with the response, its test
-  // and design effect. p is multiplied by the number of partitions that a search has compared.
+  // With sampling weights, strata or clusters: the association of the bins with the response, its
+  // test and design effect. p is multiplied by the number of partitions that a search has compared.
   std::optional<stats::Association> association;
   std::vector<ScreenWarning> warnings;
   // Among the predictors that were compared with each other: the cluster, from 1 (0: not compared),
@@ -92,8 +94,8 @@ struct ScreenedCases {
   std::int64_t withoutResponse = 0;  // missing
   std::int64_t otherCodes = 0;       // the response has a code that was not chosen
   // Of the weights of those used: their sum as the file has them, and how many independent cases
-  // without weights they are worth (Kish 1965, Survey Sampling, section 11.7; of a sample of clusters
-  // for the response).
+  // without weights they are worth (Kish 1965, Survey Sampling, section 11.7; of a sample of
+  // clusters for the response).
   double totalWeight = 0;
   double effective = 0;
 };
@@ -165,7 +167,9 @@ struct ScreenReport {
   bool pruned = true;             // trees
   int permutations = 0;           // of the response, for the p-values of the searches; 0: none
   int seed = 1;                   // of their random numbers
-  int best = -1;                  // predictors of each response whose bins are shown to people; -1: kBest...
+  // Predictors of each response whose bins are shown to people; -1: as many as the output has by
+  // default.
+  int best = -1;
   std::vector<ScreenedResponse> responses;
   std::vector<LeftOutVariable> leftOut;
   std::vector<std::string> notices;

@@ -11,9 +11,10 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kMostBinRows = 1000000;          // of a worksheet
-constexpr std::size_t kMostCellsWithShares = 1000000;  // class counts that get their percentages beside them
-constexpr char kProbabilityFormat[] = "0.0000";        // of columns without a format
+constexpr std::size_t kMostBinRows = 1000000;  // of a worksheet
+// Class counts that get their percentages beside them.
+constexpr std::size_t kMostCellsWithShares = 1000000;
+constexpr char kProbabilityFormat[] = "0.0000";  // of columns without a format
 
 // Columns that are set up one after the other.
 class Columns {

@@ -21,8 +21,8 @@
 
 namespace velmora {
 
-// The values that a file declares missing and that the bins have a place for, by variable number of the
-// table: special codes of the run that made the bins.
+// Values that the file declares missing and that are special codes of the bins, by
+// variable number of the table.
 std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const UserMissing& userMissing,
                                                    const Table& table);
 // The same, put back into the table.
@@ -61,7 +61,8 @@ class CaseWeights {
     }
     return squares > 0 ? squares / sum : 1;
   }
-  // Makes the mean over the cases for which uses(i) 1, where the weights are those of a sample.
+  // Scales weights of a sample so that their mean over the cases for which uses(i) holds is 1;
+  // other weights stay as they are.
   template <typename Uses>
   void MakeRelative(Uses uses) {
     if (!isSample_) return;
@@ -80,11 +81,11 @@ class CaseWeights {
   const bool isSample_;
 };
 
-// What every case adds to the counts of its bin.
+// Adds the cases of a table to the counts of bins.
 class ResponseCases {
  public:
-  // Weights of a sample become relative to their mean over the cases that are used. Throws DataError
-  // when the table has no such response.
+  // Weights of a sample become relative to their mean over the cases that are used. Throws
+  // DataError when the table has no such response.
   ResponseCases(const Table& table, CaseWeights weights, const SavedResponse& response);
 
   // The case is selected, has a weight above 0 and the response with one of its codes.

@@ -15,10 +15,10 @@ using stats::Cholesky;
 
 constexpr int kMostIterations = 60;
 constexpr int kMostHalvings = 30;
-// Largest change of a log odds, over coefficients times the spread of their predictors, at which the
-// coefficients are final. Newton's method doubles the digits in each step, so the next change would
-// be far below the rounding of doubles. Where predictors separate the outcomes, every step changes
-// the log odds by about 1.
+// Largest change of a log odds, over coefficients times the spread of their predictors, at which
+// the coefficients are final. Newton's method doubles the digits in each step, so the next change
+// would be far below the rounding of doubles. Where predictors separate the outcomes, every step
+// changes the log odds by about 1.
 constexpr double kFinalChange = 1e-9;
 
 // log(1 + exp(x)) without overflow.
@@ -249,8 +249,8 @@ std::vector<double> LogisticModel::HeldOutDeviance(const LogisticFit& fit,
   return deviances;
 }
 
-// Rao's score test: with the residuals r = y - p and the spread s = p (1 - p) of the model, a candidate z has
-// U = sum w r z and the variance sum w s z^2 - c' A^-1 c, c = sum w s z x.
+// Rao's score test: with the residuals r = y - p and the spread s = p (1 - p) of the model, a
+// candidate z has U = sum w r z and the variance sum w s z^2 - c' A^-1 c, c = sum w s z x.
 std::vector<double> LogisticModel::SignedScores(const LogisticFit& fit,
                                                 const std::vector<std::size_t>& candidates) const {
   StopIfAsked();

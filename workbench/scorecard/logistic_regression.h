@@ -1,5 +1,5 @@
-// Logistic regression of a bad outcome on weights of evidence: maximum likelihood by Newton's method
-// (iteratively reweighted least squares), with tests of each coefficient.
+// Logistic regression of a bad outcome on weights of evidence: maximum likelihood by Newton's
+// method (iteratively reweighted least squares), with tests of each coefficient.
 //
 //   LogisticModel model(cases);
 //   LogisticFit fit = model.Fit({0, 2});   // of the first and the third predictor
@@ -26,7 +26,8 @@ struct WoeCases {
   };
   std::vector<std::uint8_t> isBad;  // one per case
   std::vector<double> weights;      // one per case, or empty: all 1
-  // The weights say how many cases of the population a case stands for; standard errors allow for it.
+  // The weights say how many cases of the population a case stands for;
+  // standard errors allow for it.
   bool sampled = false;
   std::vector<Predictor> predictors;
 
@@ -42,7 +43,8 @@ class NoEstimate : public DataError {
 
 struct LogisticFit {
   std::vector<std::size_t> predictors;  // in their order in the model
-  std::vector<double> coefficients;     // of the log odds of bad: the intercept, then one per predictor
+  // Of the log odds of bad: the intercept, then one per predictor.
+  std::vector<double> coefficients;
   std::vector<double> information;      // of the likelihood: square, row by row
   std::vector<double> covariance;       // of the coefficients; of sampled cases by linearisation
   std::vector<double> modelCovariance;  // the inverse of information

@@ -30,7 +30,8 @@ struct ScoreBand {
 };
 
 struct RocPoint {
-  double goodShare = 0, badShare = 0;  // of all good and all bad cases, with this score or a lower one
+  // Of all good and all bad cases, with this score or a lower one.
+  double goodShare = 0, badShare = 0;
   double score = 0;
 };
 
@@ -55,8 +56,8 @@ inline constexpr std::size_t kScoreBands = 10;
 // bandEnds: the ends of all bands but the last; empty: kScoreBands bands of about as many cases.
 ScoreQuality MeasureScores(const ScoredCases& cases, const std::vector<double>& bandEnds = {});
 
-// Population stability index: sum of (a - e) ln(a / e) over the shares of two counts; half a case is
-// added to the counts of a place that one of them lacks. 0 when either has no case.
+// Population stability index: sum of (a - e) ln(a / e) over the shares of two counts; half a case
+// is added to the counts of a place that one of them lacks. 0 when either has no case.
 double StabilityIndex(const std::vector<double>& expected, const std::vector<double>& actual);
 
 }  // namespace velmora

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kMostTried = 5;  // candidates of a step, the most promising first
 constexpr double kDoubtfulP = 0.05;    // a predictor that has become doubtful is tried without
 constexpr double kHighInflation = 5;   // of a variance, worth a remark
-// A weak one: as strong as four cases with a weight of evidence of 1 and even odds.
+// A weak penalty: as strong as four cases with a weight of evidence of 1 and even odds.
 constexpr double kRidge = 1;
 constexpr double kFewestPerPredictor = 10;  // cases of the rarer outcome
 
@@ -112,7 +112,7 @@ class Chooser {
     return true;
   }
 
-  // Predictors that later ones made superfluous.
+  // Removes predictors that later ones have made superfluous.
   void RemoveDoubtful() {
     for (std::size_t k = 0; k + 1 < fit_.predictors.size(); ++k) {
       const double wald = std::pow(fit_.coefficients[k + 1] / fit_.StandardError(k + 1), 2);

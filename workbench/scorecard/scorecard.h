@@ -19,10 +19,11 @@ namespace velmora {
 struct ScorecardSettings {
   double basePoints = 600, odds = 50, pdo = 20;  // as of SavedScorecard
   bool roundPoints = false;                      // to whole points
-  // Predictors come in one by one, as long as each lowers the out-of-fold deviance by more than one
-  // standard error; else all are in.
+  // Predictors enter one by one, as long as each lowers the out-of-fold deviance by more than one
+  // standard error; otherwise all are in.
   bool stepwise = false;
-  bool anySign = false;  // stepwise: coefficients above 0, against the weight of evidence, are allowed
+  // Stepwise: coefficients above 0, against the weight of evidence, are allowed.
+  bool anySign = false;
   // Where there is no estimate, a ridge penalty shrinks the coefficients, with a notice.
   bool shrinks = false;
   int folds = 10;

@@ -16,13 +16,15 @@ namespace velmora {
 
 struct GroupedPredictor {
   std::string name;
-  std::vector<std::string> labels;               // of the bins
-  std::vector<double> values;                    // of the bins: weight of evidence or mean; higher is better
-  std::vector<std::vector<double>> cases;        // by group, by bin; weighted
-  std::vector<std::vector<SavedCounts>> counts;  // the same by response; empty for a group without it
-  std::vector<double> unbinned;                  // by group; cases without a bin
-  // By group: the sum of the squared weights of a sample over the sum of the weights, by which fewer
-  // cases without weights say as much; empty: 1.
+  std::vector<std::string> labels;  // of the bins
+  // Of the bins: weight of evidence or mean; higher is better.
+  std::vector<double> values;
+  std::vector<std::vector<double>> cases;  // by group, by bin; weighted
+  // The same by response; empty for a group without it.
+  std::vector<std::vector<SavedCounts>> counts;
+  std::vector<double> unbinned;  // by group; cases without a bin
+  // By group: the sum of the squared weights over the sum of the weights of a sample. A weighted
+  // count divided by it is worth that many cases without weights. Empty: 1.
   std::vector<double> weightSpread;
 };
 
@@ -55,7 +57,8 @@ struct PredictorStability {
   std::vector<std::string> labels;  // of the bins, then of cases without one when there are any
   std::vector<PredictorInGroup> groups;
   PredictorInGroup reference;
-  double trend = kMissing;  // change of the strength per group, by least squares; of three groups or more
+  // Change of the strength per group, by least squares; of three groups or more.
+  double trend = kMissing;
 
   // The group with the largest index, other than the reference.
   std::size_t WorstShare() const;

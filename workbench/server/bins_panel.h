@@ -16,7 +16,8 @@ namespace velmora {
 
 class EditedBins {
  public:
-  // pieces: null: not known. Throws DataError for a predictor that the bins do not have.
+  // pieces: null when they are not known. Throws DataError for a predictor that the bins do not
+  // have.
   EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor,
              std::shared_ptr<const CasePieces> pieces = nullptr);
 

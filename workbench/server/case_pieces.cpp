@@ -90,7 +90,7 @@ Json OutOfFold(const CasePieces& pieces, const std::vector<int>& binOf) {
   all.first.resize(binOf.size());
   all.last.resize(binOf.size());
   std::vector<int> each = binOf;
-  // Missing cases that are in no bin are held out all the same: without a weight of evidence.
+  // Missing cases that are in no bin are held out, too; they have no weight of evidence.
   std::optional<binning::PreBins> leftOut;
   binning::MissingCases rule;
   if (pieces.hasMissing && binOf.back() < 0) {

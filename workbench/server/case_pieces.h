@@ -55,9 +55,10 @@ class PieceCounter {
 std::string PiecesJson(const CasePieces& pieces);
 CasePieces ParsePieces(const std::string& json);
 
-// "outOfFold": information value and Gini, or the share explained, of the bins as they are, the mean
-// over folds whose cases had no part in their figures; with groups "stability": "by", and "psi" and
-// "strength" of each of the "groups". response: its one predictor is that of the pieces, edited.
+// "outOfFold": information value and Gini, or the share explained, of the bins as they are,
+// the mean over folds whose cases had no part in their figures; with groups "stability":
+// "by", and "psi" and "strength" of each of the "groups". response: its one predictor is
+// that of the pieces, edited.
 Json WorthOfCases(const CasePieces& pieces, const SavedResponse& response);
 
 }  // namespace velmora

@@ -18,7 +18,7 @@ struct Frame {
   std::string payload;
 };
 
-// Owns the socket. Send and the reading calls may run on two threads; each of them on one at a time.
+// Owns the socket. One thread may send while another one reads; no two threads may do the same.
 class Channel {
  public:
   explicit Channel(int socket) : socket_(socket) {}
@@ -42,7 +42,8 @@ class Channel {
   std::size_t read_ = 0;  // bytes of bytes_ that Next has given out
 };
 
-// Lets many connections wait to be accepted; an HTTP library may be content with few.
+// Lengthens the queue of connections that wait to be accepted; that of an HTTP library may be
+// short.
 void LengthenQueue(int listeningSocket);
 
 // Two connected sockets, closed in programs that this process starts.

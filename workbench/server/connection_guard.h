@@ -16,8 +16,8 @@ class ConnectionGuard {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // Of the connections of this process to port: mostBytes that one may send, and longest that it may
-  // go on sending.
+  // Of the connections of this process to port: mostBytes that one may send, and longest that it
+  // may go on sending.
   ConnectionGuard(int port, std::uint64_t mostBytes, std::chrono::seconds longest)
       : port_(port), mostBytes_(mostBytes), longest_(longest) {}
 

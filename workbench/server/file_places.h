@@ -30,9 +30,9 @@ class FilePlaces {
   std::filesystem::path Resolve(const std::string& path) const;
   // Whether Resolve finds it, and it is a file.
   bool MayOpen(const std::filesystem::path& path) const;
-  // {"folder", "parent" (null for a root), "folders": [{"name","path"}], "files": [{"name","path","bytes"}]} of a
-  // folder; an empty path lists the roots. Files that the workbench does not read and hidden ones
-  // are left out.
+  // {"folder", "parent" (null for a root), "folders": [{"name","path"}], "files":
+  // [{"name","path","bytes"}]} of a folder; an empty path lists the roots. Files that the workbench
+  // does not read and hidden ones are left out.
   std::string ListJson(const std::string& path) const;
   // The file of this name and size in the folders, for a page that knows no more of a file that is
   // dropped on it. Hidden files and folders are passed over. Throws UsageError when there is none,

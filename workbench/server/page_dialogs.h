@@ -3,18 +3,19 @@
 // which holds the session.
 //
 // To the server go, with the id of the request:
-//   dialogs    {"dialogs", "question", "messages", "documents"}: everything that is to be shown, after
-//              every change
+//   dialogs    {"dialogs", "question", "messages", "documents"}: what is shown, when it changes
 //   progress   {"stage", "fraction"} of a command that takes long; fraction 1 at its end
 // From it come frames of the type "action" with one of
 //   {"do":"press","dialog":1,"control":17}        {"do":"page","dialog":1,"page":2}
 //   {"do":"type","dialog":1,"control":5,"text":"0.5"}
 //   {"do":"choose","dialog":1,"control":8,"item":2}
-//   {"do":"answer","question":3, ...}   to the question of that number; with "cancel": true, or by its
-//                             kind "lists" (of names), "texts", "include" and "exclude", "name", "path",
+//   {"do":"answer","question":3, ...}
+//                             answers the question with that number: "cancel": true, or by its kind
+//                             "lists" (of names), "texts", "include" and "exclude", "name", "path",
 //                             "file", or "replace": true
 //   {"do":"interrupt"}        cancels the command that reports progress
-//   {"do":"results","format":"html"}   answered by a frame "result" with the bytes
+//   {"do":"results","format":"html"}
+//                             is answered by a frame "result" with the bytes
 #pragma once
 
 #include "workbench/data/table.h"

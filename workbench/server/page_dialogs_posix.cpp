@@ -242,7 +242,7 @@ class PageDialogs final : public Frontend {
     return true;
   }
 
-  // The server lets only files of the folders pass that were opened.
+  // The server passes on only files in the folders that the page may open.
   std::optional<std::string> AskDataFile(DialogWindow& window) override {
     const std::optional<Json> answer = Ask(window, {{"kind", "file"}});
     if (!answer) return std::nullopt;
@@ -255,7 +255,7 @@ class PageDialogs final : public Frontend {
     const std::optional<Json> answer = Ask(
         window, {{"kind", "save"}, {"title", title}, {"extension", extension}, {"folder", folder.string()}});
     if (!answer) return std::nullopt;
-    // Beside the data and nowhere else.
+    // The file goes beside the data and nowhere else.
     std::filesystem::path name = PathOf(answer->at("file").get<std::string>()).filename();
     if (name.empty() || name.string().starts_with('.')) return std::nullopt;
     if (!name.has_extension()) name += PathOf(std::string(extension));
@@ -278,8 +278,8 @@ class PageDialogs final : public Frontend {
     return names;
   }
 
-  // With all variables, where the dialogs have other data than the page: a file that was opened from
-  // them, or variables that they have added.
+  // With all variables, where the dialogs have other data than the page: a file that was opened
+  // from them, or variables that they have added.
   Json WithNames(const DialogWindow& window, Json question) const {
     const Table& table = window.Data();
     if (table.fileName == knownFile_ && table.VariableCount() == knownVariables_) return question;
@@ -293,7 +293,7 @@ class PageDialogs final : public Frontend {
     return question;
   }
 
-  // As they can be typed.
+  // The values of a variable as a user can type them.
   static Json ValuesOf(const DialogWindow& window, int variable) {
     const Column& column = window.Data().Variable(variable);
     Json values = Json::array();

@@ -9,7 +9,8 @@
 // Who is let in: requests to 127.0.0.1 and localhost under that very port (a foreign name that
 // resolves to this machine is refused), from the page itself, with the cookie that the first
 // address is exchanged for. With a password it is exchanged for the cookie instead, under the host
-// names that the options give. The page runs no script but its own and loads nothing from elsewhere.
+// names that the options give. The page runs no script but its own and loads nothing from
+// elsewhere.
 #pragma once
 
 #include <atomic>

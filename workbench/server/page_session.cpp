@@ -27,7 +27,8 @@ constexpr int kVersion = 1;
 constexpr double kBinsInterval = 0.25;  // seconds between two events of new bins
 constexpr int kMostRestarts = 3;        // of a worker that has ended by itself
 
-// Options that say how a file is read. A query could read other files, so none comes from a project.
+// Options that say how a file is read. A query could read other files, so
+// none comes from a project.
 bool IsHarmless(const std::string& word) {
   static constexpr std::string_view kOptions[] = {
       "--delimiter=", "--missing-text=", "--missing=", "--sheet=", "--range=", "--table="};

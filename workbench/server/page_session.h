@@ -47,8 +47,9 @@ class PageSession {
   // that has made the change, named in the event.
   void PatchChoices(const Json& patch, const std::string& window);
 
-  // request: "analysis", "options", and optionally "replace": a run that this one replaces unless it
-  // is kept, "keepBinsOf": a run whose accepted predictors keep their bins. Returns {"run": number}.
+  // request: "analysis", "options", and optionally "replace": a run that this one
+  // replaces unless it is kept, "keepBinsOf": a run whose accepted predictors keep their
+  // bins. Returns {"run": number}.
   std::string StartRun(const Json& request);
   void CancelRun(int run);
   // Computes a run of an earlier session of the program again.
@@ -61,8 +62,8 @@ class PageSession {
   std::string Report(int run);
 
   std::string Bins(int run, const std::string& response, const std::string& predictor);
-  // request: "response", "predictor" and one of "edit", "preview" (an edit that is not kept), "undo"
-  // and "redo". Returns the panel of the bins.
+  // request: "response", "predictor" and one of "edit", "preview" (an edit that is not kept),
+  // "undo" and "redo". Returns the panel of the bins.
   std::string EditBins(int run, const Json& request);
 
   struct ExportRequest {
@@ -75,8 +76,8 @@ class PageSession {
   // The file that the command writes. With edits: after the edits as operations of velmora bins, or
   // from the edited bins as --cut-points, which are written beside the data.
   Download Export(int run, const ExportRequest& request);
-  // A scorecard of the bins that Export gives as "bins". options: of the command, as JSON. format: as
-  // of ScorecardFile.
+  // A scorecard of the bins that Export gives as "bins". options: of the command, as JSON. format:
+  // as of ScorecardFile.
   Download Scorecard(int run, const ExportRequest& request, const std::string& options);
   Download Project();
 
@@ -108,7 +109,7 @@ class PageSession {
     std::map<std::pair<std::string, std::string>, EditedBins> edited;
   };
 
-  // All private methods expect mutex_ to be held, but for those that say otherwise.
+  // Private methods expect mutex_ to be held unless they say otherwise.
   void StartWorker();
   void TakeDialogsAnswer(const Frame& frame);            // locks
   std::string Ask(const char* operation, Json request);  // locks

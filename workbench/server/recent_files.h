@@ -1,4 +1,5 @@
-// The data files that the user has opened in the page, in a list in the user's configuration folder.
+// The data files that the user has opened in the page, in a list in the
+// user's configuration folder.
 #pragma once
 
 #include <filesystem>

@@ -9,11 +9,11 @@
 //   hash                                         -> {"sha256"}
 //   run        analysis, arguments, bins         -> report; of a screening, when asked for, bins of
 //              each predictor, the best first, each after its pieces (case_pieces.h)
-//   export     analysis, arguments, format, shown -> the bytes of a file (output_file.h); shown: the
-//              words of the command that the file says it was made by
+//   export     analysis, arguments, format, shown -> the bytes of a file (output_file.h); shown:
+//              the words of the command that the file says it was made by
 //   scorecard  bins, binsFile, missing, arguments, format, dialect, shown -> the bytes of a file
-//   dialogs    analysis, select, exclude, weight -> as page_dialogs.h describes, until the last dialog is
-//              closed
+//   dialogs    analysis, select, exclude, weight -> as page_dialogs.h describes, until the last
+//              dialog is closed
 //   act        target, action                    gives an action to the dialogs of that request
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last

@@ -72,7 +72,8 @@ std::uint64_t WorkerClient::Send(const std::string& json, Handler handler) {
     handlers_.emplace(id, std::move(handler));
   }
   const std::lock_guard lock(sendMutex_);
-  static_cast<void>(channel_.Send({"request", id, json}));  // a worker that is gone is noticed by the reader
+  // A worker that is gone is noticed by the reader.
+  static_cast<void>(channel_.Send({"request", id, json}));
   return id;
 }
 

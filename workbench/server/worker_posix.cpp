@@ -78,7 +78,7 @@ struct DescribedTable {
   int described = 0;
 };
 
-// by, unless it is null: what a screening compares its groups with.
+// by: null, or gets the groups that a screening compares.
 std::unique_ptr<FinishedRun> RunRequested(const Json& request, DescribedTable data, ByOptions* by = nullptr) {
   const auto arguments = request.at("arguments").get<std::vector<std::string>>();
   std::vector<std::string> words = arguments;

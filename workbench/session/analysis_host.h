@@ -1,7 +1,7 @@
 // The host as one analysis of the module sees it: texts, lists, documents, statistics and services
-// over the session's data. What concerns the analysis's steps and dialogs goes on to RunningAnalysis.
-// Nothing is thrown into the module: the session keeps an exception until the outermost call has
-// returned.
+// over the session's data. What concerns the analysis's steps and dialogs goes on to
+// RunningAnalysis. Nothing is thrown into the module: the session keeps an exception until the
+// outermost call has returned.
 #pragma once
 
 #include "contract/analysis.h"

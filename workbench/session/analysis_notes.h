@@ -44,10 +44,13 @@ struct AnalysisNotes {
   std::shared_ptr<const std::map<int, UserBins>>
       userBins;                                // read from it; null: those of the session, if any
   std::shared_ptr<const BinningPlan> binning;  // null: trees, and exactly what the dialogs say
-  int shownPredictors = -1;  // of each response of a screening, whose bins are shown; below 0: as many as fit
+  // How many predictors of each response of a screening have their bins shown; below 0: as many as
+  // fit.
+  int shownPredictors = -1;
   std::vector<std::string> cutPointNotices;
-  std::vector<std::string> notices;          // and messages of the run
-  std::vector<MemberValue> startupSettings;  // with which the run was started, in the interface's order
+  std::vector<std::string> notices;  // and messages of the run
+  // The settings that the run was started with, in the interface's order.
+  std::vector<MemberValue> startupSettings;
 };
 
 // Makes the results that scripts ask an analysis for, as texts and files. During a call that
@@ -57,7 +60,8 @@ class AnalysisReporter {
   virtual ~AnalysisReporter() = default;
   // format: terminal, json, csv or html.
   virtual std::string ResultsText(const std::string& format) = 0;
-  // The files of a run in a folder, all or none; formats: names between commas, empty for all.
+  // Writes the files of a run into a folder, all or none. formats:
+  // comma-separated names, empty for all.
   virtual void WriteResults(const std::string& folder, const std::string& formats) = 0;
   // Saves the bins of the best predictors of a screening, as many as its results dialog says, for
   // other data; format: json, sql or python.

@@ -1,10 +1,12 @@
 // The object model that scripts start from:
 //
-//   Application -- Spreadsheets -- Open(FileName) --> InputSpreadsheet: variables, case selection, weights, Save
-//               \- Analyses -- Add(AnalysisID) --> Analysis -- Dialog: the settings, then the outputs
-//               |                                        |---- Window: the same dialog by its controls
-//               |                                        \---- Run: OK of the startup dialog
-//               \- Outputs: every document that was made, Save
+//   Application
+//     Spreadsheets -- Open(FileName) --> InputSpreadsheet: variables, case selection, weights, Save
+//     Analyses -- Add(AnalysisID) --> Analysis
+//                                       Dialog: the settings, then the outputs
+//                                       Window: the same dialog by its controls
+//                                       Run: OK of the startup dialog
+//     Outputs: every document that was made, Save
 //
 // One table is open at a time: opening another one replaces it, and every analysis starts again
 // with it.

@@ -1,5 +1,4 @@
-// Serves the cases of column-major data in blocks, without copying a value: the columns are where
-// they are.
+// Serves the cases of column-major data in blocks of column pointers, so no value is copied.
 #pragma once
 
 #include <cstdint>

@@ -333,7 +333,8 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
     });
     return seriesIndex;
   }
-  // Labels belong to points or boxes one to one, from the first one that has a label on.
+  // A series has labels for all of its points or boxes or for none, so the first label
+  // adds empty ones before it.
   static void AddLabel(GraphSeries& series, std::size_t count, const char* label, int length) {
     if (length == 0 && series.labels.empty()) return;
     series.labels.resize(count - 1);

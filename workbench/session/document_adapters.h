@@ -21,10 +21,12 @@ struct DocumentHome {
   // The name of a variable of the input table; empty when there is no such variable.
   std::function<std::string(int variableNumber)> variableName;
   std::map<int, std::string> descriptions;  // of the dependents and responses of the latest results
-  std::vector<int>* recorded = nullptr;     // receives the ids of the documents shown while it is set
-  std::string decimalSeparator = ".";       // of the texts that the module writes for users
-  std::exception_ptr failure;               // of a call that the module made; reported after its command
-  std::mutex failureMutex;                  // tasks on other threads make sheets, too
+  // Receives the ids of the documents shown while it is set.
+  std::vector<int>* recorded = nullptr;
+  std::string decimalSeparator = ".";  // of the texts that the module writes for users
+  // Thrown during a call that the module made; reported after its command.
+  std::exception_ptr failure;
+  std::mutex failureMutex;  // tasks on other threads make sheets, too
 
   // The workbook's group of a dependent or response; 0, the run's, for 0 and for unknown variables.
   int GroupOfSubject(int variableNumber);

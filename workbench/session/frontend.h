@@ -14,7 +14,7 @@ class Frontend : public DialogFrontend {
  public:
   virtual void Notice(std::string_view /*text*/) {}   // of an analysis about its results
   virtual void Message(std::string_view /*text*/) {}  // of the message output
-  // A step is reported some two hundred times a display at most.
+  // Steps are reported at most some two hundred times per display.
   virtual void ProgressOpened(std::string_view /*caption*/, int /*stepCount*/) {}
   virtual void ProgressStep(int /*step*/) {}
   virtual void ProgressClosed() {}

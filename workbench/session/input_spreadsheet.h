@@ -32,7 +32,8 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   void SetVariableValueLabel(int variableNumber, double value, const char* text, int length) override;
   vlm::IAutomationObject* GetAutomationObject() override;
 
-  // The distinct values of the selected cases, ascending, missing left out. Valid until the next call.
+  // The distinct values of the selected cases, ascending, missing left out. Valid until the next
+  // call.
   const std::vector<double>& SelectedValues(int variableNumber) const;
 
  private:
@@ -40,8 +41,8 @@ class InputSpreadsheet final : public vlm::IInputSpreadsheet {
   bool HasVariable(int variableNumber) const;
 
   SessionCore& core_;
-  // The module asks for the codes of categorical variables more than once, and a page for those of an
-  // edit at every key.
+  // The module asks for the codes of categorical variables more than once, and a page for those of
+  // an edit at every key.
   mutable struct {
     std::uint64_t dataVersion = 0;  // none yet
     std::unordered_map<int, std::vector<double>> values;

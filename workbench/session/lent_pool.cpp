@@ -7,7 +7,7 @@
 namespace velmora {
 namespace {
 
-// The user is asked no more often.
+// The frontend is asked for a cancel at most this often.
 constexpr auto kPollInterval = std::chrono::milliseconds(20);
 
 struct RunningTask {

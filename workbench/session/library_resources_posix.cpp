@@ -3,7 +3,8 @@
 namespace velmora {
 
 std::shared_ptr<vlm::IModuleResources> ModuleResourcesOf(void* instance) {
-  return {static_cast<vlm::IModuleResources*>(instance), [](vlm::IModuleResources*) {}};  // the module's own
+  // The module's own.
+  return {static_cast<vlm::IModuleResources*>(instance), [](vlm::IModuleResources*) {}};
 }
 
 }  // namespace velmora

@@ -77,7 +77,8 @@ vlm::IAnalysis* ModuleLibrary::Make(vlm::AnalysisFactory factory, const char* wh
   }
   const int version = analysis->GetContractVersion();
   if (version != vlm::kContractVersion) {
-    // Let go, not destroyed: in another version the call to destroy it may stand elsewhere.
+    // Abandoned, not destroyed: in another version the function that destroys it may be in
+    // another place of the vtable.
     throw ModuleError("The module " + path_ + " speaks version " + std::to_string(version) +
                       " of the host contract; this workbench speaks version " +
                       std::to_string(vlm::kContractVersion) + ".");

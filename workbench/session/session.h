@@ -6,9 +6,9 @@
 //   session.SetTable(ReadTable(...));
 //   AutomationClient startup = session.StartFeatureSelection();  // the startup dialog is open
 //   startup.Put("Variables", "1 | | 2-5 | 6");
-//   startup.Call("OK");                                          // runs; 0, or AutomationError, when it did not
-//   AutomationClient results = session.ResultsDialog();          // empty when the run failed
-//   results.Get("Summary");                                      // documents arrive in session.Documents()
+//   startup.Call("OK");                                  // 0, or AutomationError, when it fails
+//   AutomationClient results = session.ResultsDialog();  // empty when the run failed
+//   results.Get("Summary");                              // documents are in session.Documents()
 //
 // Who owns what: SessionCore holds the data, the workbook and the list of analyses; a
 // RunningAnalysis the steps and the dialogs of one of them, with AnalysisHost as the host that its

@@ -49,7 +49,7 @@ SessionCore::~SessionCore() {
 void SessionCore::ConnectProcedures() {
   const std::weak_ptr<SessionCore> self = weak_from_this();
   ProcedureEnvironment environment;
-  // The first three are called while an analysis of this session asks, the others also later.
+  // The first three are called only during a call of an analysis, the others later as well.
   environment.table = [this]() -> const Table& { return table; };
   environment.selection = [this](std::string& inclusion, std::string& exclusion) {
     inclusion = selectionText.include;

@@ -127,7 +127,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::vector<std::unique_ptr<RunningAnalysis>> analyses;  // in the order they were started
 
   void ConnectProcedures();
-  // A procedure has ended since the progress display opened, by the user's cancel.
+  // The user's cancel has ended a procedure since the progress display opened.
   bool procedureCancelled = false;
   bool updatesScreen = true;  // frontends show results as they are made
 

@@ -67,7 +67,7 @@ class SessionServices final : public vlm::IEngineServices,
                   vlm::CaseBlock* block) override;
 
  private:
-  // In front of every block of AllocMem, in a list of all of them.
+  // Before every block of AllocMem, in a list of all of them.
   struct alignas(std::max_align_t) BlockHeader {
     BlockHeader* previous;
     BlockHeader* next;

@@ -30,7 +30,8 @@ struct ScriptedRun {
   bool pruneTrees = true;
   AnalysisNotes notes;                       // with the startup dialog's settings
   std::vector<MemberValue> resultsSettings;  // of the results dialog; empty: as they come
-  std::vector<std::string> outputs;          // the last lines of a Python script; empty: print the results
+  // The last lines of a Python script; empty: print the results.
+  std::vector<std::string> outputs;
   ScriptLanguage language = ScriptLanguage::kPython;
 };
 

@@ -200,7 +200,7 @@ PairSums PairSums::Unpack(const Packed& packed) {
   const auto groups = Get<std::uint32_t>(packed, "groups"), classes = Get<std::uint32_t>(packed, "classes"),
              folds = Get<std::uint32_t>(packed, "folds");
   const std::vector<double> cases = UnpackCounts(Member(packed, "cases"));
-  // Before anything of that size is made.
+  // Checked before anything of that size is allocated.
   const double cells = (static_cast<double>(groups) + 1) * std::max(classes, 1U) * std::max(folds, 1U);
   if (static_cast<double>(cases.size()) != cells) FailDamaged();
   PairSums sums(groups, classes, folds);

@@ -64,7 +64,7 @@ struct OutcomePart {
 class PairSums {
  public:
   PairSums() = default;
-  // folds: 0 or the number of parts that held-out figures come from, kept apart.
+  // folds: the number of folds whose sums are kept apart for held-out figures; 0: none.
   PairSums(std::uint32_t groups, std::uint32_t classes, std::uint32_t folds);
 
   void Take(const std::vector<std::uint32_t>& groupOf, const OutcomePart& outcome, const PartCases& cases);
@@ -77,7 +77,8 @@ class PairSums {
   // without the predictor.
   struct Cell {
     double cases = 0, frequency = 0, weight = 0, squares = 0;
-    double mean = 0, deviations = 0;                // of a measured outcome: weighted, about the mean
+    // Of a measured outcome: weighted, about the mean.
+    double mean = 0, deviations = 0;
     double squaresMean = 0, squaresDeviations = 0;  // weighted by the squared weights
 
     void Merge(const Cell& other);

@@ -4,7 +4,7 @@
 //   VariableSurvey survey("age", limits);
 //   survey.Take(column, cases);   // for every part
 //   survey.Merge(otherParts);
-//   Column column = survey.Representative({});   // its values, each once, with the inferred measurement
+//   Column column = survey.Representative({});   // its values, each once; measurement inferred
 #pragma once
 
 #include <map>

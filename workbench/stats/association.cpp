@@ -381,7 +381,8 @@ void TestWeightedMeans(const GroupSums& sums, double cases, Association& result)
       factor.Solve(difference.data());
       for (const double entry : difference) wald += entry * entry;
     } else {
-      wald = result.statistic * result.df1 / result.designEffect;  // as where a group shows no variance
+      // As where a group shows no variance.
+      wald = result.statistic * result.df1 / result.designEffect;
     }
   }
   result.testStatistic = wald / result.df1;

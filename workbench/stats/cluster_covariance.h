@@ -2,8 +2,8 @@
 // the clusters of a stratum are taken as drawn with replacement (Wolter 2007, Introduction to
 // Variance Estimation, chapter 6; the default of R's survey package).
 //
-//   const std::vector<double> v = ClusterCovariance(
-//       design, cells, [&](std::uint32_t i, auto add) { add(cellOf[i], weight[i] / total); }, shares);
+//   const auto addCase = [&](std::uint32_t i, auto add) { add(cellOf[i], weight[i] / total); };
+//   const std::vector<double> v = ClusterCovariance(design, cells, addCase, shares);
 #pragma once
 
 #include <algorithm>

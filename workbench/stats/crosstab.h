@@ -39,8 +39,8 @@ struct ClassColumns {
 };
 
 // rows: in the order of the table's rows, ranges of one code next to each other. cases: case
-// indices, which the ranges are positions of. classOf: class of each case. weights: of each case, 0
-// or more; empty: every case counts once.
+// indices; the ranges are positions in it. classOf: class of each case. weights: of each case, 0 or
+// more; empty: every case counts once.
 Crosstab CountClasses(std::span<const CodedRange> rows, std::span<const std::uint32_t> cases,
                       std::span<const std::uint16_t> classOf, const ClassColumns& columns,
                       std::span<const double> weights);

@@ -198,8 +198,8 @@ Breakdown BreakDown(std::span<double> values, std::span<const double> weights,
   if (weights.empty() && !options.quartiles) return BreakDownPlainly(values, ends, options.confidence);
   Breakdown breakdown;
   breakdown.levels.resize(ends.size());
-  // Sums first, quartiles last: those of a level rearrange the level, those of the total all
-  // values.
+  // Quartiles come last because they rearrange values: those of a level within the level,
+  // those of the total everywhere.
   breakdown.total = Moments(values, weights, options.confidence);
   VisitLevels(ends, [&](std::size_t level, std::size_t first, std::size_t count) {
     breakdown.levels[level] = Summarize(values.subspan(first, count),

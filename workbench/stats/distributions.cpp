@@ -32,8 +32,8 @@ double StirlingRemainder(double x) {
          (1.0 / 12 + square * (-1.0 / 360 + square * (1.0 / 1260 + square * (-1.0 / 1680 + square / 1188))));
 }
 
-// ln(Gamma(a) / Gamma(a + b)). Of large a, the two logarithms agree in their first digits: Stirling's
-// terms are subtracted before they are rounded.
+// ln(Gamma(a) / Gamma(a + b)). Of large a, the two logarithms agree in their first digits:
+// Stirling's terms are subtracted before they are rounded.
 double LogGammaRatio(double a, double b) {
   if (a < 16) return LogGamma(a) - LogGamma(a + b);
   return b - b * std::log(a + b) - (a - 0.5) * std::log1p(b / a) + StirlingRemainder(a) -

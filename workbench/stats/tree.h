@@ -3,7 +3,8 @@
 //
 //   TreeResponse response = MakeClassResponse(flag, codes);
 //   SortColumn(predictor, missingCode, {}, sortScratch, order);
-//   const Tree tree = GrowTree(response, predictor, order, PredictorKind::kContinuous, options, scratch);
+//   const Tree tree =
+//       GrowTree(response, predictor, order, PredictorKind::kContinuous, options, scratch);
 //   for (const double cut : tree.CutPoints()) ...
 //
 // The splits lower the Gini impurity of a response of classes, or the variance of a continuous one,
@@ -11,16 +12,17 @@
 // tolerance, see SortedOrder), with running totals of the response at each: after one pass over the
 // sorted cases no node looks at a case again.
 //
-//   continuous predictor   value <= split constant goes left. The constant is the midpoint of the neighbouring
-//                          distinct values, or a lower point where the midpoint is not below the upper value by
-//                          more than the tolerance.
-//   categorical predictor  a list of levels goes left. Two classes or a continuous response: the best grouping
-//                          is a cut in the order of the levels' rates or means (Fisher 1958,
-//                          doi:10.1080/01621459.1958.10501479), equal ones by code. More classes: every
-//                          grouping is tried for up to 12 levels in the node; above that the levels are
-//                          ordered along the first principal component of their class shares (Coppersmith,
-//                          Hong and Hosking 1999, doi:10.1023/A:1009869804967), and the best cut of that
-//                          order is improved by moving single levels, the best move first, until none helps.
+//   continuous predictor   value <= split constant goes left. The constant is the midpoint of the
+//                          neighbouring distinct values, or a lower point where the midpoint is not
+//                          below the upper value by more than the tolerance.
+//   categorical predictor  a list of levels goes left. Two classes or a continuous response: the
+//                          best grouping is a cut in the order of the levels' rates or means
+//                          (Fisher 1958, doi:10.1080/01621459.1958.10501479), equal ones by code.
+//                          More classes: every grouping is tried for up to 12 levels in the node;
+//                          above that the levels are ordered along the first principal component of
+//                          their class shares (Coppersmith, Hong and Hosking 1999,
+//                          doi:10.1023/A:1009869804967), and the best cut of that order is improved
+//                          by moving single levels, the best move first, until none helps.
 //
 // Of equally good cuts the first is taken: the lowest constant, the fewest levels in order of rate,
 // or the grouping whose left list comes first when the lists are read as binary numbers over the
@@ -63,7 +65,8 @@ struct TreeResponse {
   bool weightsAreCounts = false;      // a weight is the number of equal cases that a row stands for
   std::vector<std::uint8_t> present;  // 0 for a case that does not count; empty: every case counts
   std::size_t caseCount = 0;
-  // Of a sample of clusters: each is in one fold, and so many of its cases are worth an independent one.
+  // Of a sample of clusters: each is in one fold, and so many of its cases are
+  // worth an independent one.
   bool isClustered = false;
   double clusterEffect = 1;
 };
@@ -90,10 +93,11 @@ TreeResponse MakeContinuousResponse(std::span<const double> values, double missi
 // which the cuts could have been placed, as a Bonferroni adjustment would; neighbouring cuts are
 // nearly equivalent, so that number is an effective one, fitted to trees grown on pure noise (see
 // LogPlacements in tree_prune.cpp). Above 0.01 the subtree is no better than chance.
-//   1. Where the whole tree or its first split alone is better than chance, subtrees that are not are collapsed, the
-//      weakest (least gain per split) first, while the total loss stays below maxLoss of the tree's gain.
-//   2. Where neither is, or where a terminal node holds fewer than 10 cases and so may follow single ones, every
-//      subtree is collapsed that is no better than chance and holds none that is.
+//   1. Where the whole tree or its first split alone is better than chance, subtrees that are not
+//      are collapsed, the weakest (least gain per split) first, while the total loss stays below
+//      maxLoss of the tree's gain.
+//   2. Where neither is, or where a terminal node holds fewer than 10 cases and so may follow
+//      single ones, every subtree that is no better than chance and holds none that is collapses.
 // The first split always stays.
 //
 // Observed with 5 % of the cases as the least number, 15 % bad: on noise of 100 000 cases the

@@ -2,8 +2,8 @@
 // and the nodes of the tree as it grows. A node is a range of places; the items of a categorical
 // predictor are rearranged so that this holds.
 //
-//   TreeItems (tree_items.cpp) -> GrowNodes (tree_grow.cpp) or a chain (tree_bins.cpp) -> PruneTree (tree_prune.cpp)
-//     -> FinishTree (tree_finish.cpp)
+//   TreeItems (tree_items.cpp) -> GrowNodes (tree_grow.cpp) or a chain (tree_bins.cpp)
+//     -> PruneTree (tree_prune.cpp) -> FinishTree (tree_finish.cpp)
 #pragma once
 
 #include <cstdint>

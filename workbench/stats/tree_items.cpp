@@ -9,7 +9,7 @@ namespace velmora::stats {
 namespace {
 
 constexpr std::size_t kLanes = 8;
-// Means that are closer than this share of the largest are equal but for rounding.
+// Means that differ by less than this share of the largest one differ by rounding alone.
 constexpr double kEqualMeans = 1e-12;
 
 // The sum of f(0) .. f(count - 1) in a fixed order of eight interleaved parts.

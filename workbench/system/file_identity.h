@@ -1,7 +1,7 @@
 // Which file a path names, however it is spelled: the same file has one identity through relative
 // and absolute paths, symbolic links and hard links.
 //
-//   if (IdentityOf(PathOf(out)) == IdentityOf(PathOf(data))) ...  // the output would overwrite the data
+//   if (IdentityOf(PathOf(out)) == IdentityOf(PathOf(data))) ...  // would be overwritten
 #pragma once
 
 #include <compare>

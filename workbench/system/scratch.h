@@ -4,7 +4,7 @@
 //
 //   RemoveStaleScratch(folder);
 //   Scratch scratch(folder, error);
-//   ... write files into scratch.Path(), move them away ...       // the destructor removes what is left
+//   ... write files into scratch.Path(), move them away ...   // the destructor removes the rest
 #pragma once
 
 #include <filesystem>

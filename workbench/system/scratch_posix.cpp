@@ -54,7 +54,8 @@ void RemoveScratchInHandler(const char* path, ScratchLock lock) noexcept {
   };
   const int folder = static_cast<int>(lock);
   alignas(Entry) char buffer[4096];
-  constexpr int kMostPasses = 1000;  // each removes what fits the buffer, unless it cannot be removed
+  // Each removes what fits the buffer, unless it cannot be removed.
+  constexpr int kMostPasses = 1000;
   for (int pass = 0; lock != kNoLock && pass < kMostPasses && lseek(folder, 0, SEEK_SET) == 0; ++pass) {
     const long size = syscall(SYS_getdents64, folder, buffer, sizeof buffer);
     for (long at = 0; at < size;) {

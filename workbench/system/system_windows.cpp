@@ -2,7 +2,7 @@
 #include "workbench/system/system.h"
 
 #include <windows.h>
-// After windows.h, which they build on.
+// These headers need windows.h before them.
 #include <io.h>
 #include <malloc.h>
 #include <shellapi.h>

@@ -97,7 +97,7 @@ void WorkerPool::State::Work(int worker) {
   runningWorker = before;
 }
 
-// In a handler of the exception.
+// To be called in a handler of the exception.
 void WorkerPool::State::Fail(std::size_t index) {
   const std::lock_guard lock(mutex);
   stopping = true;

@@ -1,5 +1,6 @@
-// The bins of a predictor as a chart that is worked on: bars of equal width for the cases, a line for the rate or the
-// mean with its 95 % interval, and the bounds between bins of ordered values, which are dragged or moved by arrow keys.
+// The bins of a predictor as a chart that is worked on: bars of equal width for the cases, a line
+// for the rate or the mean with its 95 % interval, and the bounds between bins of ordered values,
+// which are dragged or moved by arrow keys.
 import { useRef, useState } from "preact/hooks";
 import { cutPlaces, formatCount, formatNumber, formatPercent, formatValue, placeForDrag, wilsonInterval } from "./logic";
 import type { BinsPanel } from "./types";

@@ -1,5 +1,5 @@
-// The binned predictors of an outcome, and the editor of the bins of one of them. Every figure comes from the server,
-// which computes it from counts.
+// The binned predictors of an outcome, and the editor of the bins of one of them. Every figure
+// comes from the server, which computes it from counts.
 import { useEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
@@ -499,7 +499,8 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
   );
 }
 
-// The levels, special codes and missing values in a bin: chosen with a click, dragged to another bin.
+// The levels, special codes and missing values in a bin: chosen with a
+// click, dragged to another bin.
 function Levels({
   panel,
   bin,

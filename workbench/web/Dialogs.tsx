@@ -1,6 +1,6 @@
-// The module's own dialogs, as its templates describe them: every control in its place, the questions that commands
-// ask, and the page of results that they fill. The server's runtime decides; the page shows its state and passes on
-// what the user does.
+// The module's own dialogs, as its templates describe them: every control in its place, the
+// questions that commands ask, and the page of results that they fill. The server's runtime
+// decides; the page shows its state and passes on what the user does.
 import { useEffect, useRef, useState } from "preact/hooks";
 import { send } from "./api";
 import { formatCount, namesMatching, searchNames } from "./logic";

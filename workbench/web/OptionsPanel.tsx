@@ -1,5 +1,5 @@
-// What an analysis works on and how: boxes for variables, selection, weight, options with short explanations. Results
-// follow every change.
+// What an analysis works on and how: boxes for variables, selection, weight, options with short
+// explanations. Results follow every change.
 import { useEffect, useId, useRef, useState } from "preact/hooks";
 import { send } from "./api";
 import {
@@ -25,7 +25,8 @@ type Own = string | number | boolean | string[] | null; // the value of an optio
 const mostSuggestions = 12;
 const countDelay = 200;
 
-// A text field that completes names of variables. take is called with one name, or those of a pattern.
+// A text field that completes names of variables. take is called with one
+// name, or those of a pattern.
 export function NameField({ label, names, take }: { label: string; names: string[]; take: (names: string[]) => void }) {
   const [text, setText] = useState("");
   const [at, setAt] = useState(0);

@@ -1,4 +1,5 @@
-// The predictors of an outcome, best first: search, order, what no more than chance explains, effects with intervals.
+// The predictors of an outcome, best first: search, order, what no more than chance
+// explains, effects with intervals.
 import { useState } from "preact/hooks";
 import { formatCount, formatNumber, formatP, searchNames, sortedBy } from "./logic";
 import { Remarks, RunBar } from "./RunBar";

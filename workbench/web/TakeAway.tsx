@@ -1,4 +1,5 @@
-// What can be taken away from a run: files as the command writes them, and the steps as commands and as Python.
+// What can be taken away from a run: files as the command writes them, and the steps as commands
+// and as Python.
 import { useEffect, useRef, useState } from "preact/hooks";
 import { getFile } from "./api";
 import { parseNumber, pythonCode, usesDecimalComma } from "./logic";

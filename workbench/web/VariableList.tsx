@@ -1,5 +1,5 @@
-// The variables: search, distribution, missing share and role of each. A virtual list: thousands of variables draw as
-// fast as twenty.
+// The variables: search, distribution, missing share and role of each. A virtual list: thousands of
+// variables draw as fast as twenty.
 import { useEffect, useRef, useState } from "preact/hooks";
 import { formatCount, formatPercent, formatValue, measurementOf, roleOf, searchNames } from "./logic";
 import { choose, setRole, setState, useStore } from "./store";

@@ -1,5 +1,5 @@
-// The options of the analyses that have a field of their own: those of the command line, under the same names. What
-// names variables, codes and cases is set by the boxes above them (choicesOptions).
+// The options of the analyses that have a field of their own, under the names of the command line.
+// Options that name variables, codes and cases are set by the boxes above them (choicesOptions).
 import type { Analysis, Choices } from "./types";
 
 type Own = Record<string, unknown>;

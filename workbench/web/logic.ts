@@ -137,7 +137,8 @@ export function responseKind(variable: Variable, choices: Choices): ResponseKind
   return variable.distinct === 2 && !variable.distinctIsLowerBound ? "binary" : "categorical";
 }
 
-// The codes of a binary response, as the command takes them; the bad one is the rarer one unless the user says so.
+// The codes of a binary response, as the command takes them; the bad one is the rarer
+// one unless the user says so.
 export function codesOf(variable: Variable, choices: Choices): { good: string; bad: string } {
   const levels = variable.histogram?.labels ?? [];
   const common = levels[0] ?? "";
@@ -198,7 +199,8 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
   return options;
 }
 
-// The shapes of single predictors that the command takes: of a search, for a rate or mean, of predictors of the run.
+// The shapes of single predictors that the command takes: those of predictors of the run, where
+// bins are searched for a rate or a mean.
 function shapesThatApply(variables: Variable[], choices: Choices): string[] {
   const own = choices.screening ?? {};
   const outcome = variables.find((one) => one.name === choices.outcomes?.[0]);
@@ -275,8 +277,8 @@ export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" |
 
 // --- Cut points
 
-// Where the cut point with this index may be moved to, ascending, with its own place among them: the last values of
-// runs of neighboring values, none of which leaves a bin empty.
+// Where the cut point with this index may be moved to, ascending, with its own place among them:
+// the last values of runs of neighboring values, none of which leaves a bin empty.
 export function cutPlaces(panel: BinsPanel, index: number): number[] {
   const cuts = panel.predictor.cutPoints ?? [];
   const runs = panel.predictor.preBins ?? [];
@@ -291,7 +293,8 @@ export function cutPlaces(panel: BinsPanel, index: number): number[] {
   return places.map((place) => (place === below ? own : place));
 }
 
-// The place for a drag by a share of the width of a bar: the whole way to a neighboring bound is one bar.
+// The place for a drag by a share of the width of a bar: the whole way to a
+// neighboring bound is one bar.
 export function placeForDrag(places: number[], own: number, share: number): number {
   const at = places.indexOf(own);
   if (at < 0 || places.length === 0) return own;
@@ -299,7 +302,7 @@ export function placeForDrag(places: number[], own: number, share: number): numb
   return places[Math.min(Math.max(at + steps, 0), places.length - 1)] ?? own;
 }
 
-// Where a bin of ordered values is best split for a look: so that both halves have about as many cases.
+// The first proposal for splitting a bin of ordered values: halves of about equally many cases.
 export function splitPlace(panel: BinsPanel, bin: number): number | null {
   const cuts = panel.predictor.cutPoints ?? [];
   const lower = bin > 0 ? (cuts[bin - 1] ?? -Infinity) : -Infinity;

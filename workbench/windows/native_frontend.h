@@ -2,7 +2,10 @@
 // progress as windows of the system. Everything happens on the thread that made it, which runs its
 // loop:
 //
-//   NativeFrontend frontend; Session session(frontend); ... session.StartFeatureSelection(); frontend.Run();
+//   NativeFrontend frontend;
+//   Session session(frontend);
+//   session.StartFeatureSelection();
+//   frontend.Run();
 #pragma once
 
 #include <windows.h>

@@ -1,8 +1,8 @@
 // The workbench as an automation server: registration, the class "Velmora.Application", and the
 // life of the process that serves it.
 //
-//   CreateObject("Velmora.Application") -> the system starts "velmora.exe /automation" -> one application object
-//   -> its last object is released -> the process ends
+//   CreateObject("Velmora.Application") -> the system starts "velmora.exe /automation"
+//   -> one application object -> its last object is released -> the process ends
 //
 // Every application object has a process of its own, and with it its own data and documents.
 #pragma once
@@ -19,7 +19,7 @@ inline constexpr char kApplicationProgId[] = "Velmora.Application";
 inline constexpr char kApplicationClassId[] = "{5B3D0C6A-6C0B-4E0B-9C2B-0A4C7C1B7F52}";
 inline constexpr char kObjectLibraryId[] = "{C6F0A1D4-8B1E-4D57-A3F2-51B7E0D94C26}";
 
-// Whose programs find the server.
+// For whom the server is registered: this user, or everybody on the machine.
 enum class RegistrationScope { kUser, kMachine };
 
 struct ServerFiles {

@@ -207,7 +207,8 @@ class VariableListsDialog final : public ModalDialog {
   const Table& table_;
   std::vector<VariableListQuestion>& lists_;
   std::vector<std::wstring> texts_, lowerNames_;  // of the variables
-  std::vector<std::vector<int>> shown_;           // per list the numbers of the variables that its box shows
+  // Per list the numbers of the variables that its box shows.
+  std::vector<std::vector<int>> shown_;
 };
 
 }  // namespace

@@ -2,8 +2,8 @@
 // portable calls.
 //
 //   early bound: FSLStartup::put_CountVariable(VARIANT) --.
-//                                                          -> through->Invoke -> the dialog's handler
-//   late bound:  IDispatch::Invoke(0x60030002, ...) ------
+//                                                         |-> through->Invoke -> dialog's handler
+//   late bound:  IDispatch::Invoke(0x60030002, ...) ------'
 //
 // The classes are generated from the member tables (vlmfsl_dual.h).
 #pragma once

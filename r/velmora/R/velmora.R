@@ -1,4 +1,5 @@
-# Ranking and screening of data frames. The figures are those of the command velmora, to the last bit.
+# Ranking and screening of data frames. The figures are those of the command
+# velmora, to the last bit.
 
 # A value as JSON: NULL, logicals, numbers, texts, vectors and named lists of them.
 as_json <- function(value) {

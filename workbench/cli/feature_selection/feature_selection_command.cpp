@@ -25,7 +25,7 @@ namespace {
 constexpr int kMostBest = 10000;  // the limit of the results dialog
 constexpr int kMostCuts = 20;
 
-// The options of the one way of ranking are not quietly ignored by the other.
+// Refuses options that the chosen way of ranking would ignore.
 void CheckClassic(const CommandParser& parser, FeatureSelectionSettings& settings, bool printScript) {
   if (settings.cases.rawWeights) {
     if (settings.cases.weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
@@ -203,7 +203,7 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   OutputWriters writers;
   writers.stem = "feature_selection";
   writers.text = [&](const Terminal& terminal) {
-    // What is not read on a terminal may be wider than one.
+    // Files and pipes may be wider than a terminal.
     constexpr int kFileWidth = 132;
     const int width = terminal.isTerminal ? terminal.width : std::max(terminal.width, kFileWidth);
     return PrintableText(FeatureSelectionText(report, width, terminal.utf8), true);

@@ -1,5 +1,5 @@
-// Runs one feature selection. The classic run is driven the way a script would: settings go in through
-// the automation interfaces and the dialogs, results come out of the module's view of them.
+// Runs one feature selection. The classic run is driven the way a script would: settings go in
+// through the automation interfaces and the dialogs, results come out of the module's view of them.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@
 namespace velmora {
 
 struct FeatureSelectionSettings {
-  // The run of the module's dialogs: its order, intervals of equal width, weights as they are. Without
-  // it the workbench ranks, by the settings below.
+  // The run of the module's dialogs: its order, intervals of equal width, weights as they are.
+  // Without it the workbench ranks, by the settings below.
   bool classic = false;
   ranking::RankKey rankBy = ranking::RankKey::kEffect;
   stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;
@@ -34,9 +34,9 @@ struct FeatureSelectionSettings {
   int threads = 0;  // 0: one for each processor
 };
 
-// Runs the analysis on the session's table and reads everything that it found. After a classic run the
-// results dialog stays open for bundles. Throws RunError when the run fails, Cancelled when the user stopped it,
-// UsageError for a wrong selection expression.
+// Runs the analysis on the session's table and reads everything that it found. After a classic run
+// the results dialog stays open for bundles. Throws RunError when the run fails, Cancelled when the
+// user stopped it, UsageError for a wrong selection expression.
 FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFrontend& frontend,
                                            const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);
@@ -47,16 +47,17 @@ ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelection
 FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& choice,
                                      const FeatureSelectionSettings& settings, ranking::Ranking ranked);
 
-// What the analysis started last has found, with the settings of its results dialog, which must be open.
+// What the analysis started last has found, with the settings of its results
+// dialog, which must be open.
 FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFrontend& frontend);
 
-// Members of the two dialogs and what RunFeatureSelection puts them, in its order.
+// The settings that RunFeatureSelection puts into the two dialogs, in its order.
 std::vector<MemberValue> StartupSettings(const VariableChoice& choice,
                                          const FeatureSelectionSettings& settings);
 std::vector<MemberValue> DisplaySettings(const FeatureSelectionSettings& settings);
 
-// While it lives, a dependent whose predictors all miss the p criterion lists none of them, in results and bundles.
-// Dialogs list all of them instead.
+// While it lives, a dependent whose predictors all miss the p criterion lists none of them, in
+// results and bundles. Dialogs list all of them instead.
 class StrictCriterion {
  public:
   explicit StrictCriterion(vlm::IFeatureSelectionResults& results) : results_(results) {

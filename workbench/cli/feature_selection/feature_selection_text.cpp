@@ -65,8 +65,8 @@ std::string CasesLine(const FeatureSelectionReport& report) {
   return text;
 }
 
-// The rows of the dependent that are shown, with as many columns as fit the width. Sets anyBars where
-// bars have room.
+// The rows of the dependent that are shown, with as many columns as fit the width. Sets
+// anyBars where bars have room.
 std::string DependentTable(const FeatureSelectionReport& report, const ReportedDependent& dependent,
                            int width, bool utf8, bool& anyBars, std::set<std::string>& meanings) {
   std::vector<int> rows = OrderedPredictors(report, dependent);
@@ -116,7 +116,8 @@ std::string WeightNote(const FeatureSelectionReport& report) {
 }  // namespace
 
 std::string FeatureSelectionText(const FeatureSelectionReport& report, int width, bool utf8) {
-  std::string text = "Feature selection: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report) + "\n";
+  std::string text =
+      "Feature selection: " + PrintableText(DataPath(report.dataFile)) + "\n" + CasesLine(report) + "\n";
   for (const std::string& notice : report.notices) text += "Note: " + PrintableText(notice) + "\n";
   std::set<std::string> meanings;
   bool anyBars = false, anyNoBetter = false;

@@ -27,7 +27,7 @@ struct CommandOptions {
   bool SavesAny() const { return !save.empty() || programs.Any(); }
 };
 
-// inMemory: the data and the bins are there, no file is named.
+// inMemory: data and bins are given, so no file is named.
 CommandOptions ParseOptions(const std::vector<std::string>& arguments, bool inMemory) {
   constexpr double kMostPoints = 1e6;
   constexpr int kMostFolds = 50, kLargestSeed = 2147483647;

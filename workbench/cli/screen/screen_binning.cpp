@@ -36,7 +36,7 @@ constexpr std::pair<const char*, Shape> kShapes[] = {{"free", Shape::kFree},
                                                      {"valley", Shape::kValley},
                                                      {"auto", Shape::kAuto}};
 
-// Options that --classic, and with treesToo --binning tree, leaves no choice about.
+// Options without effect under --classic and, where treesToo, under --binning tree.
 struct NewOption {
   const char* name;
   bool treesToo;

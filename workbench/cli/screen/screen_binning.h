@@ -45,8 +45,9 @@ struct BinningOptions {
 // Bins that hold values other than special codes and missing ones.
 std::size_t ValueBinCount(const ScreenedPredictor& predictor);
 
-// A sentence for each response that has predictors with fewer or more bins than the plan asks for: the
-// other rules, or the predictor's values, allow no others; and for each rule that allows one bin alone.
+// A sentence for each response that has predictors with fewer or more bins than the plan asks for:
+// the other rules, or the predictor's values, allow no others; and for each rule that allows one
+// bin alone.
 std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan);
 
 }  // namespace velmora

@@ -194,7 +194,7 @@ void LeaveOutOneLevel(const Table& table, const ScreenRequest& request, const Us
   choice.categoricalPredictors = std::move(kept);
 }
 
-// Whether the values of a categorical variable come in an order: numbers that are not names of something.
+// Whether the values of a categorical variable have an order: numbers that are more than names.
 bool HasOrder(const Table& table, const UsedCases& used, int number) {
   constexpr std::size_t kFewestToOrder = 3;
   const Column& column = table.Variable(number);

@@ -42,7 +42,8 @@ struct ScreenOptions {
 // Throws UsageError for options that are wrong or contradict each other.
 ScreenOptions ParseScreen(const std::vector<std::string>& arguments);
 
-// arguments: the words after the command's name. Returns the exit code; throws what RunGuarded knows.
+// arguments: the words after the command's name. Returns the exit code;
+// throws what RunGuarded knows.
 int RunScreenCommand(const std::vector<std::string>& arguments);
 
 // The analysis of a table in memory, as RunAnalysis describes.

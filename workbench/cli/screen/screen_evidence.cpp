@@ -53,8 +53,8 @@ class Suspicion {
     }
   }
 
-  // Bins of one class alone, where a class is more than a number is far: levels, dates, codes and
-  // missing values.
+  // Bins with cases of one class alone, among those that stand for more than a range of numbers:
+  // levels, dates, special codes and missing values.
   void LookAtBins() {
     if (response_.kind != vlm::kBinaryResponse) return;
     const double bads = predictor_.total.figures.bad, goods = predictor_.total.figures.good;

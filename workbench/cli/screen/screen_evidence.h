@@ -24,8 +24,8 @@ struct EvidenceOptions {
 // Cancelled.
 void AddPermutations(const EvidenceOptions& options, int threads, const SearchLog& log, ScreenReport& report);
 
-// Why to look twice: predictors that look as if they were made from the outcome, or that name cases.
-// selected: of the table's cases.
+// Warns of predictors that look as if they were made from the outcome, and of those that identify
+// cases. selected: of the table's cases.
 void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& report);
 
 }  // namespace velmora

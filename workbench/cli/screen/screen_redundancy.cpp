@@ -19,8 +19,8 @@ using evidence::BinTables;
 
 constexpr std::size_t kMeasuredClasses = 10;
 
-// The class of each case: of a measured response, its tenth of the cases. Empty where there are more
-// classes than a table has.
+// The class of each case; for a continuous response, the tenth of the cases that it is in. Empty
+// where there are more classes than a table holds.
 std::vector<std::uint8_t> ClassesOf(const stats::TreeResponse& response, std::size_t& classCount) {
   std::vector<std::uint8_t> classOf(response.caseCount, BinTables::kNone);
   if (!response.continuous) {

@@ -172,8 +172,8 @@ std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const Scree
 
 namespace {
 
-// Puts the predictors in order of a figure, those that are no better than chance after the others, and those without
-// the figure last. Equal ones keep the order of the dialog's sort choice.
+// Puts the predictors in order of a figure, those that are no better than chance after the others,
+// and those without the figure last. Equal ones keep the order of the dialog's sort choice.
 void RankPredictors(vlm::IScreeningResults& results, vlm::ResponseKind kind, RankBy by, bool saveChance) {
   vlm::ScreeningRun run{};
   results.GetRun(kind, &run);

@@ -1,5 +1,5 @@
-// Drives one screening the way a script would: settings go in through the startup dialog's automation
-// interface, results come out of the module's view of them.
+// Drives one screening the way a script would: settings go in through the startup dialog's
+// automation interface, results come out of the module's view of them.
 #pragma once
 
 #include <memory>
@@ -24,23 +24,24 @@ struct ScreenSettings {
   CaseOptions cases;
 };
 
-// Runs the analysis on the session's table and reads everything that it found. The results dialog stays open
-// for documents. userBins: of --cut-points. Throws RunError when the run fails, Cancelled when the user stopped
-// it.
+// Runs the analysis on the session's table and reads everything that it found. The results dialog
+// stays open for documents. userBins: of --cut-points. Throws RunError when the run fails,
+// Cancelled when the user stopped it.
 ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins);
 
 // Adds the texts that are not there yet.
 void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more);
 
-// Puts into the report how many cases every response used, and why not the others. selected: of the session's
-// table.
+// Puts into the report how many cases every response used, and why not the others. selected: of the
+// session's table.
 void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
                 ScreenReport& report);
 
 // The variables whose cells those documents are made of.
 std::set<int> VariablesOfDocuments(const Session& session, const ScreenReport& report);
-// The graphs of each response's best predictors and the rules, in the session's workbook. Throws Cancelled.
+// The graphs of each response's best predictors and the rules, in the session's workbook. Throws
+// Cancelled.
 ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report);
 // The rules of the best predictors, in the session's workbook: the document's id, 0 for none.
 int MakeRules(Session& session, const ScreenReport& report);
@@ -48,7 +49,7 @@ int MakeRules(Session& session, const ScreenReport& report);
 // What the analysis started last has found; its results dialog must be open.
 ScreenReport ReadScreening(Session& session);
 
-// Members of the startup dialog and what RunScreening puts them, in its order.
+// The settings that RunScreening puts into the startup dialog, in its order.
 std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings);
 
 }  // namespace velmora

@@ -126,7 +126,8 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
   return saved;
 }
 
-// SQL, Python and JSON keep dates otherwise than as numbers of days.
+// Predictors that are dates are left out, since SQL, Python and JSON do not hold
+// dates as numbers of days.
 SavedBins WithoutDates(const SavedBins& bins, const Table& table, std::vector<std::string>& notices) {
   SavedBins kept = bins;
   for (SavedResponse& response : kept.responses) {

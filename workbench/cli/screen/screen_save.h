@@ -19,7 +19,8 @@ struct SaveOptions {
   int sqlDialect = 0;  // an SqlDialect
 
   void AddTo(CommandParser& parser);
-  // Adds what the options name to the files of the run. Throws UsageError for a file that is in use.
+  // Adds what the options name to the files of the run. Throws UsageError
+  // for a file that is in use.
   void AddFilesTo(RunFiles& files) const;
   bool Any() const;
 };

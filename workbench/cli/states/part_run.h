@@ -2,11 +2,11 @@
 // second one counts the cases of every predictor and outcome; the states of parts merge in any
 // order, as bytes.
 //
-//   std::unique_ptr<PartRun> survey = StartPartRun("feature-selection", words, {});   // on every computer
-//   survey->Take(part);                          // for each of its parts
-//   survey->Merge(bytesOfAnother);               // in one place
-//   std::unique_ptr<PartRun> sums = ReadPartRun(survey->SecondPass());   // empty; its bytes go to every computer
-//   ...
+//   std::unique_ptr<PartRun> survey = StartPartRun("feature-selection", words, {});
+//   survey->Take(part);              // on every computer, for each of its parts
+//   survey->Merge(bytesOfAnother);   // in one place
+//   std::unique_ptr<PartRun> sums = ReadPartRun(survey->SecondPass());
+//   ...                              // the empty sums go to every computer, which takes its parts
 //   std::unique_ptr<FinishedRun> run = survey->Finish(*sums, moduleWord);
 //
 // Figures are those of the run in memory: to the bit where they come from counts alone, else within

@@ -34,8 +34,8 @@ class PredictorSums {
                             std::uint32_t fold = states::kNoGroup) const;
   SavedCounts CountsOf(std::uint32_t group) const;
 
-  // The groups as pre-bins without their ends. Of a measured response with folds; those of classes
-  // are dealt.
+  // The groups as pre-bins without their ends. Those of a measured response have folds; those of
+  // classes get them from DealFolds.
   binning::PreBins Values() const { return PreBinsOf(0, Groups()); }
   binning::PreBins Missing() const { return PreBinsOf(Groups(), Groups() + 1); }
   void DealFolds(binning::PreBins& values, binning::PreBins& missing) const;

@@ -202,7 +202,7 @@ std::unique_ptr<SumsRun> SumsRun::Unpack(const Packed& packed) {
   if (plan.counted.size() != pairs || !sums.is_array() || sums.size() != pairs || plan.folds > kMostFolds)
     states::FailDamaged();
   for (std::size_t i = 0; i < pairs; ++i) {
-    // Before anything of the size that the plan asks for is made.
+    // Checked before anything of the size that the plan asks for is allocated.
     const PairSums one = PairSums::Unpack(sums[i]);
     const Outcome& outcome = plan.outcomes[i % plan.outcomes.size()];
     const std::uint32_t groups = plan.counted[i] != 0 ? plan.predictors[i / plan.outcomes.size()].Count() : 0;

@@ -25,9 +25,10 @@ class SumsRun final : public PartRun {
     std::vector<std::string> missingCodes, missingTexts;  // of DataOptions
     double rows = 0;                                      // of the first pass
     std::uint32_t folds = 0;                              // of measured outcomes
-    std::vector<std::uint8_t> counted;                    // by predictor x outcome; 0: too many cells
+    // By predictor x outcome; 0: too many cells.
+    std::vector<std::uint8_t> counted;
 
-    // After all outcomes.
+    // To be called after all outcomes have been added.
     void AddPredictor(states::Grouping groups);
     // Whether the other was made from a first pass over as many cases, with as many groups and
     // classes.

@@ -1,12 +1,13 @@
-// Parts of a page for predictors that were cut into bins: the shape of the bins in a ranking's row, and a panel
-// per predictor with its charts and its bins. Panels that the report did not prepare are made when their address,
-// #p0-12 for rank 12 of the first response, is asked for.
+// Parts of a page for predictors that were cut into bins: the shape of the bins in a ranking's row,
+// and a panel per predictor with its charts and its bins. Panels that the report did not prepare
+// are made when their address, #p0-12 for rank 12 of the first response, is asked for.
 //
-// section.response describes the response: kind, name, codes, figures (columns of the bin tables: {name, title,
-// decimals}), size (the figure that counts cases), level (the figure that shapes and charts show, null for a
-// categorical response) and details, one per predictor in order of rank: minimum, maximum, cuts, labels, figures
-// by name, and counts (one list per code), each list with the total last, and apart, the bins of missing values and
-// special codes. The last details may be missing. classic: the charts of the report come first.
+// section.response describes the response: kind, name, codes, figures (columns of the bin tables:
+// {name, title, decimals}), size (the figure that counts cases), level (the figure that shapes and
+// charts show, null for a categorical response) and details, one per predictor in order of rank:
+// minimum, maximum, cuts, labels, figures by name, and counts (one list per code), each list with
+// the total last, and apart, the bins of missing values and special codes. The last details may be
+// missing. classic: the charts of the report come first.
 const pageShapes = (() => {
   const kMostClassesDrawn = 12, kMostClassesInShape = 24, kMostClassColumns = 60;
 
@@ -18,7 +19,8 @@ const pageShapes = (() => {
   const sizesOf = (response, detail) => detail.figures[response.size];
   const binCount = (detail) => detail.labels.length - 1;
 
-  // --- The shape of the bins, as wide as their cases: above and below the whole's level, or the shares of classes.
+  // --- The shape of the bins, as wide as their cases: above and below the whole's level,
+  // or the shares of classes.
   const svg = (tag, attributes) => {
     const node = document.createElementNS('http://www.w3.org/2000/svg', tag);
     for (const [name, value] of Object.entries(attributes)) node.setAttribute(name, value);
@@ -81,7 +83,8 @@ const pageShapes = (() => {
     return [Math.max(middle - reach, 0), Math.min(middle + reach, 1)];
   }
 
-  // The interval of a mean of n cases by Student's t, whose quantile is expanded about the normal one.
+  // The interval of a mean of n cases by Student's t, whose quantile is
+  // expanded about the normal one.
   function meanInterval(mean, variance, n) {
     if (mean === null || variance === null || !(n > 1)) return [null, null];
     const z = kNormal, df = n - 1;
@@ -91,8 +94,8 @@ const pageShapes = (() => {
     return [mean - reach, mean + reach];
   }
 
-  // [title of the figure, chart] of a predictor: cases with the level of the response, and the weights of evidence
-  // of a flag or the shares of classes.
+  // [title of the figure, chart] of a predictor: cases with the level of the response, and the
+  // weights of evidence of a flag or the shares of classes.
   function chartsOf(response, name, detail) {
     const bins = binCount(detail);
     const labels = detail.labels.slice(0, bins);
@@ -124,7 +127,8 @@ const pageShapes = (() => {
     titles: [title], description: `Chart of ${title.toLowerCase()} by bin of ${name}.`, height: 330, table: undefined, chart,
     notes: chart.layout === 'bins' ? ['Bars: cases. Points: 95 % intervals. Dashed: all cases.'] : [] }));
 
-  // --- Bin tables. The bins of a categorical response show counts, percentages or expected counts of its classes.
+  // --- Bin tables. The bins of a categorical response show counts, percentages or
+  // expected counts of its classes.
   const kClassFigures = [
     ['Number of cases', null],
     ['Percent of the bin', (count, bin) => 100 * count / bin],
@@ -178,7 +182,8 @@ const pageShapes = (() => {
     return make('p', { class: 'hint choice' }, make('label', {}, 'The tables of the bins show ', choice));
   }
 
-  // --- Panels. prepared: {charts, rules} of the report; undefined for a panel that is made on demand.
+  // --- Panels. prepared: {charts, rules} of the report; undefined for a
+  // panel that is made on demand.
   function makePanel(section, rank, prepared) {
     const response = section.response;
     const detail = response.details[rank];

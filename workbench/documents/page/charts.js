@@ -1,6 +1,7 @@
-// Charts of the page: bars, lines and points over numeric axes, columns, box plots, diamonds of means and 3-D
-// histograms, drawn by ECharts from plain data, in the colours of the page, when they come into view.
-// Texts reach the page as text nodes or through the library's own text drawing, never as markup.
+// Charts of the page: bars, lines and points over numeric axes, columns, box plots, diamonds of
+// means and 3-D histograms, drawn by ECharts from plain data, in the colours of the page, when
+// they come into view. Texts reach the page as text nodes or through the library's own text
+// drawing, never as markup.
 const pageCharts = (() => {
   const light = { ink: '#1c2430', soft: '#5a6675', line: '#dde2e8', paper: '#ffffff', bar: '#3b82b0', shade: '#22638f',
     series: ['#3b82b0', '#c8642b', '#3f8f5b', '#8a5fb0', '#b08a1e', '#5a6675', '#b8476b', '#2b9a9a'] };
@@ -45,7 +46,8 @@ const pageCharts = (() => {
     axisLine: { lineStyle: { color: c.line } },
   }, extra);
 
-  // Texts below an axis: level when they fit, slanted and cut when not. bottom: what they take below the axis.
+  // Texts below an axis: level when they fit, slanted and cut when not. bottom: what
+  // they take below the axis.
   const kLetter = 6.6;
   function textsBelow(labels, width) {
     const longest = Math.max(...labels.map((label) => label.length), 1);
@@ -61,7 +63,7 @@ const pageCharts = (() => {
     return { bottom: Math.round(room), label: { rotate: level ? 0 : slant, interval: 0, fontSize: 11.5, hideOverlap: false }, text };
   }
 
-  // Slanted labels do not take their room from the drawing.
+  // Room for slanted labels is added to the height, not taken from the drawing.
   const roomFor = (chart, bottom) => chart.baseHeight + Math.max(0, bottom - 60);
 
   function barOption(chart, width, c) {
@@ -172,7 +174,8 @@ const pageCharts = (() => {
     return list;
   }
 
-  // Over every stretch of the position axis that has a text of its own: pointing anywhere in it shows the text.
+  // Over every stretch of the position axis that has a text of its own: pointing
+  // anywhere in it shows the text.
   function bandSeries(chart, c) {
     return {
       type: 'custom', data: chart.tips.map((stretch) => [stretch[0], stretch[1]]), z: 9, clip: true,
@@ -316,8 +319,9 @@ const pageCharts = (() => {
     });
   }
 
-  // Bins side by side, equally wide: a bar for the share of the cases, a point with its interval for the level of the
-  // response, joined by a line where the bins have an order, and the level of all cases.
+  // Bins side by side, equally wide: a bar for the share of the cases, a point with its
+  // interval for the level of the response, joined by a line where the bins have an order,
+  // and the level of all cases.
   function binsOption(chart, width, c) {
     const beside = 42, right = numbersBeside([{ points: [...chart.low, ...chart.high] }]) + 20;
     const texts = textsBelow(chart.categories, width - beside - right - 24);
@@ -379,8 +383,9 @@ const pageCharts = (() => {
     });
   }
 
-  // One histogram a series, all on the same scale, side by side as far as their bars stay apart. The bars have the
-  // colours of their categories where those are few: they are the lines of the other charts.
+  // One histogram per series, all on the same scale, side by side as far as their bars stay
+  // apart. The bars have the colours of their categories where those are few: they are the
+  // lines of the other charts.
   const kMostPanels = 24;
   function panelOption(chart, width, c) {
     const panels = chart.series.slice(0, kMostPanels);
@@ -489,8 +494,8 @@ const pageCharts = (() => {
 
   function paint(chart) {
     const node = chart.node;
-    // Paper is narrower than the window that the page is laid out in when printing begins, and two panels of a
-    // screening go on a sheet.
+    // Paper is narrower than the window that the page is laid out in when printing begins, and two
+    // panels of a screening go on a sheet.
     const beside = node.closest('.graphs');
     const ofTwo = beside && beside.children.length > 1;
     node.style.width = printing ? `${ofTwo ? kPaper / 2 - 14 : kPaper}px` : '';

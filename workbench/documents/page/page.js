@@ -1,7 +1,9 @@
-// The page shell of every report: draws header, facts, notices, sections, tables and charts from the JSON in the
-// element "data". Texts of the data enter the page as text nodes and attributes only, never as markup.
+// The page shell of every report: draws header, facts, notices, sections, tables and charts
+// from the JSON in the element "data". Texts of the data enter the page as text nodes and
+// attributes only, never as markup.
 //
-// A section holds parts; pageParts has a function for each type of part, which returns the part's element.
+// A section holds parts; pageParts has a function for each type of part, which
+// returns the part's element.
 'use strict';
 const pageData = JSON.parse(document.getElementById('data').textContent);
 const grouped = (n) => String(n).replace(/\B(?=(\d{3})+$)/g, ',');
@@ -14,9 +16,10 @@ const make = (tag, attributes, ...children) => {
   return node;
 };
 
-// --- Tables, by column: {title, role, texts, values, decimals}. Roles: "name" (heads its row), "text", "number"
-// (wanted largest first), "smallest" (numbers wanted smallest first), "bar" (values 0 to 1), "shape" (drawn by
-// the section). A column without texts shows its values with its decimals, or in groups of digits.
+// --- Tables, by column: {title, role, texts, values, decimals}. Roles: "name" (heads its row),
+// "text", "number" (wanted largest first), "smallest" (numbers wanted smallest first), "bar"
+// (values 0 to 1), "shape" (drawn by the section). A column without texts shows its values with its
+// decimals, or in groups of digits.
 const kLongText = 60;  // characters; a longer text gets a wide place
 const isNumeric = (column) => column.role === 'number' || column.role === 'smallest';
 
@@ -252,7 +255,8 @@ function drawPage() {
   }
   page.append(main);
   document.body.prepend(make('a', { class: 'skip', href: '#results' }, 'Skip to the results'), page);
-  // The first charts are drawn at once, for a program that takes a picture of the page as soon as it has loaded.
+  // The first charts are drawn at once, for a program that takes a picture of the page
+  // as soon as it has loaded.
   pendingCharts.forEach(([chart, place], i) => {
     chart.node = place;
     if (i < 6 && chart.layout !== 'cells') pageCharts.draw(chart);
