@@ -20,6 +20,7 @@ struct ProcessResult {
   int exitCode = -1;  // 128 + number when a signal ended it
   std::string out;
   std::string err;
+  long long peakBytes = 0;  // of resident memory, of this process before it began, too; 0: not known
 };
 
 std::string CommandPath();  // of the built velmora

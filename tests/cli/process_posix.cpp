@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,7 +82,10 @@ ProcessResult RunVelmora(const std::vector<std::string>& arguments, const Proces
   if (!options.readerGone) close(out[0]);
   close(err[0]);
   int status = 0;
-  waitpid(child, &status, 0);
+  rusage usage{};
+  wait4(child, &status, 0, &usage);
+  constexpr long long kKilobyte = 1024;
+  result.peakBytes = usage.ru_maxrss * kKilobyte;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return result;
 }

@@ -430,7 +430,7 @@ describe("analyses", () => {
     const elsewhere = [
       "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
       "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",
-      "out", "format", "csv-for", "save-bundles", "print-script", "threads", "quiet", "module", "decimal-separator", "log",
+      "out", "format", "csv-for", "save-bundles", "print-script", "threads", "memory", "quiet", "module", "decimal-separator", "log",
     ];
     for (const analysis of ["screen", "feature-selection"] as const) {
       const page = execFileSync(command, ["help", analysis], { encoding: "utf8" });

@@ -20,6 +20,7 @@ constexpr CommandOnly kCommandOnly[] = {
     {"--format", "velmora_result_text names the format"},
     {"--csv-for", "velmora_result_text gives CSV for programs"},
     {"--quiet", "notices are returned, not printed"},
+    {"--memory", "it belongs to the command line"},
     {"--print-script", "it belongs to the command line"},
     {"--module", "velmora_open takes it"},
     {"--log", "it belongs to the command line"},

@@ -42,6 +42,9 @@ constexpr OptionText kDataOptions[] = {
 
 constexpr OptionText kRunOptions[] = {
     {"--threads N", "threads that work at once (default: one per processor); results do not depend on it"},
+    {"--memory LIMIT",
+     "memory that the run may take, such as 2G (default: three quarters of what there is); a table that does "
+     "not fit is kept in scratch files in TMPDIR or /var/tmp"},
     {"--quiet", "print only warnings and failures on standard error"},
     {"--module PATH", "the module to load (default: beside the command, or VELMORA_MODULE)"},
     {"--decimal-separator C",

@@ -54,7 +54,30 @@ bool ColumnBuilder::IsMissingText(std::string_view text) const {
 
 void ColumnBuilder::SetNeedsTexts() {
   needsTexts_ = true;
+  ForgetCells();
+}
+
+void ColumnBuilder::ForgetCells() {
   std::vector<double>().swap(values_);
+  if (stored_ > 0) store_->Clear(static_cast<std::size_t>(number_));
+  stored_ = 0;
+}
+
+void ColumnBuilder::StoreIn(std::shared_ptr<ColumnStore> store, std::size_t mostWaiting) {
+  store_ = std::move(store);
+  mostWaiting_ = mostWaiting;
+  StoreCells();
+  values_.shrink_to_fit();
+}
+
+void ColumnBuilder::Flush() {
+  if (store_ && values_.size() >= mostWaiting_) StoreCells();
+}
+
+void ColumnBuilder::StoreCells() {
+  store_->Append(static_cast<std::size_t>(number_), values_);
+  stored_ += values_.size();
+  values_.clear();
 }
 
 void ColumnBuilder::AddNumbers(std::span<const double> cells) {
@@ -74,7 +97,13 @@ void ColumnBuilder::RestartAsText(std::int64_t missingCells) {
   infinite_ = 0;
   missingMarks_ = 0;
   equalToCode_ = 0;
-  values_.assign(static_cast<std::size_t>(missingCells), kMissing);
+  ForgetCells();
+  for (auto left = static_cast<std::size_t>(missingCells); left > 0;) {
+    const std::size_t some = store_ ? std::min(left, mostWaiting_) : left;
+    values_.insert(values_.end(), some, kMissing);
+    Flush();
+    left -= some;
+  }
 }
 
 void ColumnBuilder::AddText(std::string_view text) {
@@ -132,7 +161,7 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
 }
 
 void ColumnBuilder::SetValues(Column& column, const std::vector<double>& valueOfText) const {
-  for (double& value : column.values.Own())
+  for (double& value : Writable(column.values))
     if (value != kMissing) value = valueOfText[static_cast<std::size_t>(value)];
 }
 
@@ -240,7 +269,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
 void ColumnBuilder::FinishTexts(Column& column) {
   if (!forcedText_ && texts_.Size() > 0 && (FinishDates(column) || FinishStyledNumbers(column))) return;
   const std::vector<std::uint32_t> places = texts_.SortedPlaces();
-  for (double& value : column.values.Own())
+  for (double& value : Writable(column.values))
     if (value != kMissing) value = places[static_cast<std::size_t>(value)] + 1.0;
   column.labels.resize(places.size());
   for (std::uint32_t number = 0; number < places.size(); ++number)
@@ -296,11 +325,18 @@ void ColumnBuilder::AddNotes(const Column& column, std::vector<ColumnNote>& note
 Column ColumnBuilder::Finish(std::vector<ColumnNote>& notes) {
   Column column;
   column.name = name_;
-  // The estimated number of cases is a few percent too high; a larger excess is worth a copy.
-  if (values_.capacity() > values_.size() + values_.size() / 8) values_.shrink_to_fit();
-  column.values = std::move(values_);
+  if (store_ && CaseCount() > 0) {
+    StoreCells();
+    std::vector<double>().swap(values_);
+    column.values = store_->Finish(static_cast<std::size_t>(number_));
+  } else {
+    // The estimated number of cases is a few percent too high; a larger excess is worth a copy.
+    if (values_.capacity() > values_.size() + values_.size() / 8) values_.shrink_to_fit();
+    column.values = std::move(values_);
+  }
   if (mode_ == Mode::kTexts) FinishTexts(column);
   AddNotes(column, notes);
+  ReleaseValues(column.values);
   texts_ = TextDictionary();
   return column;
 }

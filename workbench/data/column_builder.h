@@ -7,11 +7,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/table.h"
@@ -55,7 +57,12 @@ class ColumnBuilder {
       : name_(std::move(name)), number_(number), decimalComma_(decimalComma), missingTexts_(missingTexts) {}
 
   // Reserves room for caseCount cells.
-  void Reserve(std::int64_t caseCount) { values_.reserve(static_cast<std::size_t>(caseCount)); }
+  void Reserve(std::int64_t caseCount) {
+    if (!store_) values_.reserve(static_cast<std::size_t>(caseCount));
+  }
+  // From now on cells go to the store whenever so many of them wait at a Flush.
+  void StoreIn(std::shared_ptr<ColumnStore> store, std::size_t mostWaiting);
+  void Flush();
 
   void AddMissing() { values_.push_back(kMissing); }
   void AddNumber(double value);
@@ -102,7 +109,7 @@ class ColumnBuilder {
   // Nothing says whether the column's commas are decimal ones: they are taken so, with a note.
   void WarnOfCommas() { doubtfulCommas_ = true; }
 
-  std::int64_t CaseCount() const { return static_cast<std::int64_t>(values_.size()); }
+  std::int64_t CaseCount() const { return static_cast<std::int64_t>(stored_ + values_.size()); }
   const std::string& Name() const { return name_; }
   int Number() const { return number_; }
 
@@ -114,6 +121,8 @@ class ColumnBuilder {
 
   void AddParsed(const Field& field, std::string_view text);
   void SetNeedsTexts();
+  void ForgetCells();
+  void StoreCells();
   bool IsMissingText(std::string_view text) const;
   void FinishTexts(Column& column);
   bool FinishDates(Column& column);
@@ -140,8 +149,11 @@ class ColumnBuilder {
   bool pointIsDecimal_ = false;
   bool commaIsDecimal_ = false;
   bool doubtfulCommas_ = false;
-  char groupMark_ = 0;          // of the file; 0: unknown
-  std::string styledField_;     // the first field of a column of such numbers
+  char groupMark_ = 0;                  // of the file; 0: unknown
+  std::string styledField_;             // the first field of a column of such numbers
+  std::shared_ptr<ColumnStore> store_;  // null: all cells are in memory
+  std::size_t mostWaiting_ = 0;
+  std::size_t stored_ = 0;      // cells in the store, before those in memory
   std::vector<double> values_;  // in text mode the dictionary's numbers
   TextDictionary texts_;
   std::int64_t infinite_ = 0;

@@ -62,6 +62,8 @@ class DelimitedReader {
     } catch (const NotUtf8&) {
       if (options_.text.encoding != TextEncoding::kDetect || !CouldBeWindows1252(path_)) throw;
       builders_.clear();
+      memory_ = {};  // its files hold cells of the old ones
+      isStored_ = false;
       notices.clear();
       encoding_ = TextEncoding::kWindows1252;
       ReadOnce(table, notices);
@@ -173,6 +175,7 @@ class DelimitedReader {
       first = false;
       AddCells(now);
       TakeBack(now, scanner, casesBefore);
+      StoreWhereLarge(text.RowCount());
       if (now.failure) std::rethrow_exception(now.failure);
       std::swap(now, next);
     }
@@ -191,9 +194,14 @@ class DelimitedReader {
   void FillBatch(DelimitedText& text, Batch& batch) const {
     constexpr std::size_t kBlocksPerThread = 4;
     constexpr std::size_t kMostBlocks = 64;
+    // Of what the columns may take, for the text and the cells of a block in each of two batches.
+    constexpr std::uint64_t kBytesPerBlock = std::uint64_t{8} << 20;
+    std::uint64_t fitting = kMostBlocks;
+    if (ColumnMemoryLimit() > 0)
+      fitting = std::clamp<std::uint64_t>(ColumnMemoryLimit() / kBytesPerBlock, 2, kMostBlocks);
     batch.count = 0;
-    batch.blocks.resize(
-        std::min(kMostBlocks, kBlocksPerThread * static_cast<std::size_t>(pool_.ThreadCount())));
+    batch.blocks.resize(std::min(static_cast<std::size_t>(fitting),
+                                 kBlocksPerThread * static_cast<std::size_t>(pool_.ThreadCount())));
     try {
       while (batch.count < batch.blocks.size() && text.NextBytes(batch.blocks[batch.count])) ++batch.count;
     } catch (...) {
@@ -214,12 +222,21 @@ class DelimitedReader {
     SetSkipRuns(plans_);
   }
 
+  void StoreWhereLarge(std::int64_t rowCount) {
+    const auto columns = static_cast<std::uint64_t>(std::count(wanted_.begin(), wanted_.end(), true));
+    if (isStored_ || !memory_.StoreFor(columns * static_cast<std::uint64_t>(rowCount))) return;
+    isStored_ = true;
+    for (ColumnBuilder& builder : builders_)
+      builder.StoreIn(memory_.StoreFor(0), memory_.WaitingCells(columns));
+  }
+
   // As many cases as the file holds if the rest is like its begin.
   void Reserve(Batch& batch, std::int64_t rowCount) {
     if (batch.count == 0 || batch.Blocks().back().fileBytes == 0) return;
     const double rowsPerByte =
         static_cast<double>(rowCount) / static_cast<double>(batch.Blocks().back().fileBytes);
     const auto expected = static_cast<std::int64_t>(1.02 * rowsPerByte * fileBytes_) + 16;
+    StoreWhereLarge(expected);
     for (const std::size_t column : columnOfSlot_) builders_[column].Reserve(expected);
   }
 
@@ -237,6 +254,7 @@ class DelimitedReader {
         else if (!AddNumbers(block, slot, builder, scratch))
           break;
       }
+      builder.Flush();
       if (!asTexts && wasBlank && (builder.HoldsTexts() || builder.NeedsTexts())) unfinished_[slot] = kAgain;
     });
   }
@@ -306,6 +324,8 @@ class DelimitedReader {
   ReadProgress progress_;
   char delimiter_;
   TextEncoding encoding_;
+  ColumnMemory memory_;
+  bool isStored_ = false;
   WorkerPool pool_;
   double fileBytes_ = 0;
   double done_ = 0;  // of the file

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <string_view>
 
+#include "workbench/data/column_store.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
 #include "workbench/data/unicode.h"
@@ -276,6 +277,7 @@ std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgr
   std::vector<VariableProfile> profiles;
   for (int number = 1; number <= table.VariableCount(); ++number) {
     profiles.push_back(ProfileVariable(table, number));
+    ReleaseValues(table.Variable(number).values);
     Check(progress, number, table);
   }
   return profiles;
@@ -293,6 +295,7 @@ void InferMeasurements(Table& table, std::span<const int> variableNumbers, const
     const int number = variableNumbers[index];
     VariableProfile profile = Profile(table, number, false);
     TakeInference(std::move(profile), table.Variable(number));
+    ReleaseValues(table.Variable(number).values);
   };
   WorkerPool pool(threads);
   if (!pool.Run(variableNumbers.size(), infer, progress)) throw Cancelled();

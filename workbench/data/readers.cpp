@@ -14,6 +14,7 @@
 #include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/database_address.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/file_kinds.h"
@@ -248,7 +249,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
   const MissingRange before(column.missingCode);
   const MissingRange after(code);
   std::int64_t becameMissing = 0;
-  for (double& value : column.values.Own()) {
+  for (double& value : Writable(column.values)) {
     if (before.Contains(value)) {
       value = code;
     } else if (after.Contains(value)) {
@@ -256,6 +257,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
       ++becameMissing;
     }
   }
+  ReleaseValues(column.values);
   column.missingCode = code;
   return becameMissing;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "workbench/data/column_store.h"
 #include "workbench/data/field_parser.h"
 
 namespace velmora {
@@ -91,7 +92,7 @@ bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
     recoded[i] = found->second;
   }
   const MissingRange missing(column.missingCode);
-  for (double& value : column.values.Own())
+  for (double& value : Writable(column.values))
     if (!missing.Contains(value)) value = recoded[static_cast<std::size_t>(value) - 1];
   column.labels = labels;
   return true;
@@ -115,7 +116,7 @@ void ApplyVariable(const VariableSidecar& sidecar, const std::string& fileName, 
   }
   if (sidecar.missingCode != column.missingCode) {
     const MissingRange missing(column.missingCode);
-    for (double& value : column.values.Own())
+    for (double& value : Writable(column.values))
       if (missing.Contains(value)) value = sidecar.missingCode;
     column.missingCode = sidecar.missingCode;
   }

@@ -59,8 +59,19 @@ void TableSink::Begin(const ForeignHeader& header) {
       std::max<std::uint64_t>(65536, 8 * fileBytes_ / static_cast<std::uint64_t>(names_.size())));
   const std::int64_t expected = std::min(header_.caseCount, most);
   if (expected <= 0) return;
+  const auto read =
+      std::count_if(header_.columns.begin(), header_.columns.end(),
+                    [](const ForeignColumn& column) { return column.kind != CellKind::kLeftOut; });
+  StoreWhereLarge(static_cast<std::uint64_t>(expected) * static_cast<std::uint64_t>(read));
   for (std::size_t i = 0; i < builders_.size(); ++i)
     if (header_.columns[i].kind != CellKind::kLeftOut) builders_[i].Reserve(expected);
+}
+
+void TableSink::StoreWhereLarge(std::uint64_t cells) {
+  if (isStored_ || !memory_.StoreFor(cells)) return;
+  isStored_ = true;
+  for (ColumnBuilder& builder : builders_)
+    builder.StoreIn(memory_.StoreFor(cells), memory_.WaitingCells(builders_.size()));
 }
 
 std::byte* TableSink::Buffer(std::uint64_t byteCount) {
@@ -78,7 +89,10 @@ void TableSink::Take(std::span<const std::byte> block, std::span<const ColumnSli
   for (const ColumnSlice& slice : slices) {
     if (slice.column >= builders_.size()) throw DataError("Cannot read " + path_ + ": a column is unknown.");
     TakeSlice(block, slice, rowCount);
+    builders_[slice.column].Flush();
   }
+  cells_ += slices.size() * static_cast<std::uint64_t>(rowCount);
+  StoreWhereLarge(cells_);
 }
 
 void TableSink::TakeSlice(std::span<const std::byte> block, const ColumnSlice& slice, std::int64_t rowCount) {

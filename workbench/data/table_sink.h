@@ -29,6 +29,7 @@ class TableSink : public RowSink {
   void MoveInto(Table& table, std::vector<std::string>& warnings);
 
  private:
+  void StoreWhereLarge(std::uint64_t cells);
   void TakeSlice(std::span<const std::byte> block, const ColumnSlice& slice, std::int64_t rowCount);
   void ApplyLabels(const ForeignColumn& source, Column& column) const;
 
@@ -36,6 +37,9 @@ class TableSink : public RowSink {
   const ReadOptions& options_;
   ReadProgress progress_;
   std::uint64_t fileBytes_;
+  ColumnMemory memory_;
+  bool isStored_ = false;
+  std::uint64_t cells_ = 0;  // of all columns so far
   ForeignHeader header_;
   ForeignDetails details_;
   TableSidecar sidecar_;

@@ -5,6 +5,7 @@
 #include "base/tolerant.h"
 
 #include "contract/text.h"
+#include "workbench/data/column_store.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -93,6 +94,7 @@ const WorkRows& WorkData::Rows() {
 void WorkData::Evict() {
   rows_.reset();
   ranks_.reset();
+  ReleaseValues(PredictorColumn().values);
 }
 
 void WorkData::MakeRows() {

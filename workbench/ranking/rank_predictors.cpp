@@ -9,7 +9,9 @@
 #include <utility>
 
 #include "workbench/data/absent_value.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
+#include "workbench/ranking/ranking_memory.h"
 #include "workbench/ranking/survey_design.h"
 #include "workbench/ranking/test_pairs.h"
 #include "workbench/stats/cluster_covariance.h"
@@ -88,6 +90,7 @@ class CaseCollector {
           cases.used[i] = 0;
           ++ranking_.incompleteCases;
         }
+        ReleaseValues(column.values);
       }
     }
   }
@@ -444,6 +447,7 @@ class RankingRun {
       std::unique_ptr<Worker>& worker = workers_[static_cast<std::size_t>(workerIndex)];
       if (!worker) worker = std::make_unique<Worker>(cases_, plan_);
       (this->*add)(variables[index], index, *worker);
+      ReleaseValues(table_.Variable(variables[index].number).values);
     };
     const double count = static_cast<double>(variables.size());
     const auto progress = [&](double fraction) {
@@ -506,6 +510,20 @@ class RankingRun {
 };
 
 }  // namespace
+
+RankingMemory MemoryOf(const RankingPlan& plan, std::int64_t caseCount) {
+  // Bytes per case. A continuous outcome that is cut has classes, too.
+  constexpr std::uint64_t kUsed = 2, kMeasured = sizeof(double) + 1, kClass = sizeof(std::uint32_t);
+  // Sorting, quantiles of as many values as cases, groups, and the predictor itself.
+  constexpr std::uint64_t kPredictor = 80;
+  const auto cases = static_cast<std::uint64_t>(caseCount);
+  std::uint64_t shared =
+      kUsed + kMeasured * plan.continuousDependents.size() + kClass * plan.categoricalDependents.size();
+  if (plan.weight != 0) shared += 2 * sizeof(double);
+  if (plan.count != 0) shared += 2 * sizeof(double);
+  if (plan.strata != 0 || plan.clusters != 0) shared += 4 * sizeof(double);
+  return {cases * shared, cases * kPredictor};
+}
 
 Ranking RankPredictors(const Table& table, const CaseBitmap& selected, const RankingPlan& plan,
                        WorkerPool& pool, const RankingProgress& progress) {

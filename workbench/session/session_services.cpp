@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "contract/text.h"
+#include "workbench/data/column_store.h"
 #include "workbench/session/session_core.h"
 #include "workbench/stats/distributions.h"
 
@@ -49,11 +50,23 @@ short SessionServices::ReadBlock(int firstCaseNumber, int mostCases, const int* 
                                  int variableCount, vlm::CaseBlock* block) {
   try {
     if (readerVersion_ != core_.dataVersion) RenewReader();
-    return blocks_.Read(reader_.Source(), firstCaseNumber, mostCases, variableNumbers, variableCount, block);
+    const short result =
+        blocks_.Read(reader_.Source(), firstCaseNumber, mostCases, variableNumbers, variableCount, block);
+    if (result == vlm::kCaseUse) ReleaseRead(block->caseCount, variableNumbers, variableCount);
+    return result;
   } catch (...) {
     core_.KeepCurrentException();
     return vlm::kCaseStop;
   }
+}
+
+// A pass over a table that is larger than memory gives back what it has read.
+void SessionServices::ReleaseRead(int cases, const int* variableNumbers, int variableCount) {
+  constexpr std::size_t kMostCells = std::size_t{1} << 23;  // 64 megabytes
+  cellsRead_ += static_cast<std::size_t>(cases) * static_cast<std::size_t>(variableCount);
+  if (cellsRead_ < kMostCells) return;
+  cellsRead_ = 0;
+  for (int i = 0; i < variableCount; ++i) ReleaseValues(core_.table.Variable(variableNumbers[i]).values);
 }
 
 void SessionServices::RenewReader() {

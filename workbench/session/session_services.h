@@ -76,12 +76,14 @@ class SessionServices final : public vlm::IEngineServices,
 
   void ShowStep(int step);
   void RenewReader();
+  void ReleaseRead(int cases, const int* variableNumbers, int variableCount);
 
   SessionCore& core_;
   vlm::IModuleResources* resources_ = nullptr;
   CaseReader reader_;
   CaseBlocks blocks_;
   std::uint64_t readerVersion_ = 0;  // of the data that the reader looks at
+  std::size_t cellsRead_ = 0;        // since read columns were released
   BlockHeader* firstBlock_ = nullptr;
   std::int64_t blocksInUse_ = 0;
   std::uint64_t bytesInUse_ = 0;

@@ -27,6 +27,9 @@ class Scratch {
   int slot_ = -1;  // in the table of what this process holds
 };
 
+// Where scratch may be larger than memory: TMPDIR, or the system's folder for large temporary files.
+[[nodiscard]] std::filesystem::path LargeScratchFolder();
+
 // Removes the scratch of processes that are gone from folder. Leaves alone what another machine
 // made, what is locked, and everything with another name.
 void RemoveStaleScratch(const std::filesystem::path& folder);

@@ -8,9 +8,21 @@
 #include <functional>
 #include <string_view>
 
+#include "workbench/system/scratch.h"
 #include "workbench/system/scratch_system.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
+
+std::filesystem::path LargeScratchFolder() {
+  const std::filesystem::path named = PathOf(EnvironmentVariable("TMPDIR"));
+  if (!named.empty()) return named;
+  // /tmp is memory on many systems.
+  std::error_code error;
+  const std::filesystem::path large = "/var/tmp";
+  if (std::filesystem::is_directory(large, error)) return large;
+  return std::filesystem::temp_directory_path(error);
+}
 
 bool MakeScratch(const std::filesystem::path& path, std::error_code& error) {
   if (mkdir(path.c_str(), 0777) == 0) return true;

@@ -3,9 +3,15 @@
 #include <functional>
 #include <string_view>
 
+#include "workbench/system/scratch.h"
 #include "workbench/system/scratch_system.h"
 
 namespace velmora {
+
+std::filesystem::path LargeScratchFolder() {
+  std::error_code error;
+  return std::filesystem::temp_directory_path(error);
+}
 
 bool MakeScratch(const std::filesystem::path& path, std::error_code& error) {
   if (CreateDirectoryW(path.c_str(), nullptr)) return true;

@@ -5,10 +5,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
 
+#include "workbench/system/control_groups.h"
 #include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
@@ -72,7 +74,8 @@ std::uint64_t AvailableMemory() {
   std::string name;
   std::string unit;
   for (std::uint64_t kilobytes = 0; file >> name >> kilobytes && std::getline(file, unit);)
-    if (name == "MemAvailable:") return kilobytes * 1024;
+    if (name == "MemAvailable:")
+      return std::min(kilobytes * 1024, MemoryOfControlGroups("/proc/self/cgroup", "/sys/fs/cgroup"));
   return 0;
 }
 

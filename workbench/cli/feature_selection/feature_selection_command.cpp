@@ -10,12 +10,16 @@
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/feature_selection/feature_selection_run.h"
+#include "workbench/cli/memory_limit.h"
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/repeated_command.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
+#include "workbench/documents/presentation.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/ranking/ranking_memory.h"
 #include "workbench/session/settings_script.h"
 #include "workbench/system/system.h"
 
@@ -122,6 +126,15 @@ std::string ScriptOf(const FeatureSelectionOptions& options, const std::vector<F
   return WriteSettingsScript(run);
 }
 
+// As many threads as the memory allows.
+int ThreadsWithin(const MemoryLimit& limit, const FeatureSelectionOptions& options, const Table& table,
+                  const VariableChoice& choice) {
+  if (options.settings.classic) return options.settings.threads;
+  const ranking::RankingMemory need = ranking::MemoryOf(PlanOf(choice, options.settings), table.caseCount);
+  return limit.Threads(options.settings.threads, need.shared, need.perThread,
+                       "a ranking of " + GroupedDigits(table.caseCount) + " cases");
+}
+
 std::unique_ptr<FinishedRun> Run(const FeatureSelectionOptions& options, const SessionOptions& sessionOptions,
                                  Table table, const VariableChoice& choice) {
   auto run = std::make_unique<FinishedRun>(options.output.quiet, sessionOptions);
@@ -144,6 +157,7 @@ FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& ar
   options.output.AddTo(parser);
   parser.Flag("--save-bundles", options.output.saveBundles);
   parser.Flag("--print-script", options.printScript);
+  parser.Text("--memory", options.memory);
   options.module.AddTo(parser);
   parser.List("--dependents", options.variables.dependents);
   parser.List("--predictors", options.variables.predictors);
@@ -247,7 +261,7 @@ std::vector<std::string> NeededVariables(const FeatureSelectionOptions& options)
 }  // namespace
 
 int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
-  const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
+  FeatureSelectionOptions options = ParseFeatureSelection(arguments);
   const std::vector<Format> formats = options.output.Formats();
   RunFiles files;
   files.ReadsTable("DATA", options.data.path);
@@ -257,6 +271,8 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
 
+  const MemoryLimit limit(options.memory);
+  LimitColumnMemory(limit.ColumnBytes());
   Table table = LoadTable(options.data, NeededVariables(options));
   const VariableChoice choice = ChooseVariables(table, options.variables);
   if (options.printScript) {
@@ -264,6 +280,7 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
     return kExitDone;
   }
 
+  options.settings.threads = ThreadsWithin(limit, options, table, choice);
   const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice);
   const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
   if (std::any_of(formats.begin(), formats.end(), names))

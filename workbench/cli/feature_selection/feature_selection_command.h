@@ -24,6 +24,7 @@ struct FeatureSelectionOptions {
   VariableRequest variables;
   FeatureSelectionSettings settings;
   bool printScript = false;
+  std::string memory;  // --memory, as of MemoryLimit
 };
 // Throws UsageError for options that are wrong or contradict each other.
 FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& arguments);

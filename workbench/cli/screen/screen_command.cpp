@@ -10,6 +10,7 @@
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/memory_limit.h"
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/screen/screen_binning.h"
@@ -19,6 +20,8 @@
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/cli/screen/screen_special.h"
 #include "workbench/cli/screen/search_log.h"
+#include "workbench/data/column_store.h"
+#include "workbench/documents/presentation.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/report/screen_page.h"
 #include "workbench/session/settings_script.h"
@@ -74,6 +77,24 @@ bool HasSearched(const ScreenedResponse& response) {
   return response.kind != vlm::kContinuousResponse &&
          std::any_of(response.predictors.begin(), response.predictors.end(),
                      [](const ScreenedPredictor& one) { return one.searched; });
+}
+
+// As many threads as the memory allows.
+int ThreadsWithin(const MemoryLimit& limit, const ScreenOptions& options, const Table& table,
+                  const ScreenChoice& choice) {
+  // Bytes per case. Once: the cases of a response, their folds, and what is compared at the end: a bin
+  // of each predictor with its bits.
+  std::uint64_t shared = 48;
+  if (options.binning.search == 0 && !options.binning.classic)
+    shared += 2 * static_cast<std::uint64_t>(options.redundancy.compare);
+  if (options.evidence.permutations > 0)
+    shared +=
+        sizeof(std::uint16_t) * (choice.continuousPredictors.size() + choice.categoricalPredictors.size());
+  // Sorting a predictor, its orders, pre-bins, work sheet and statistics.
+  constexpr std::uint64_t kPredictor = 160;
+  const auto cases = static_cast<std::uint64_t>(table.caseCount);
+  return limit.Threads(options.data.threads, cases * shared, cases * kPredictor,
+                       "a screening of " + GroupedDigits(table.caseCount) + " cases");
 }
 
 std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOptions& sessionOptions,
@@ -154,6 +175,7 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.output.AddTo(parser);
   settings.cases.AddWeightsTo(parser);
   parser.Flag("--print-script", options.printScript);
+  parser.Text("--memory", options.memory);
   options.module.AddTo(parser);
   options.save.AddTo(parser);
   parser.Text("--binary-response", options.request.binary);
@@ -251,7 +273,7 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
 }
 
 int RunScreenCommand(const std::vector<std::string>& arguments) {
-  const ScreenOptions options = ParseScreen(arguments);
+  ScreenOptions options = ParseScreen(arguments);
   const std::vector<Format> formats = options.output.Formats();
   const CaseOptions& cases = options.settings.cases;
   RunFiles files;
@@ -268,9 +290,11 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     return format == Format::kTerminal || format == Format::kHtml || format == Format::kXlsx;
   };
   const bool onlyPeople = std::all_of(formats.begin(), formats.end(), isForPeople) && !options.save.Any();
-  const SessionOptions sessionOptions = MakeSessionOptions(
+  SessionOptions sessionOptions = MakeSessionOptions(
       options.module, onlyPeople ? Readers::kPeople : Readers::kPrograms, options.data.threads);
 
+  const MemoryLimit limit(options.memory);
+  LimitColumnMemory(limit.ColumnBytes());
   UserMissing userMissing;
   Table table =
       options.special.TakesUserMissing() ? LoadTable(options.data, userMissing) : LoadTable(options.data);
@@ -281,6 +305,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     WriteToStandardOutput(ScriptOf(options, formats, table, choice));
     return kExitDone;
   }
+  options.data.threads = sessionOptions.threads = ThreadsWithin(limit, options, table, choice);
   const std::map<int, std::vector<double>> fileCodes = options.special.Restore(userMissing, choice, table);
   const std::unique_ptr<FinishedRun> run =
       Run(options, sessionOptions, std::move(table), choice, weight, fileCodes);

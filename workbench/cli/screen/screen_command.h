@@ -38,6 +38,7 @@ struct ScreenOptions {
   RedundancyOptions redundancy;
   ByOptions by;
   bool printScript = false;
+  std::string memory;  // --memory, as of MemoryLimit
 };
 // Throws UsageError for options that are wrong or contradict each other.
 ScreenOptions ParseScreen(const std::vector<std::string>& arguments);

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "workbench/data/column_store.h"
 #include "workbench/data/names.h"
 #include "workbench/scorecard/binned_cases.h"
 
@@ -107,8 +108,11 @@ void AddCounts(const Table& table, const CaseBitmap& selected, int weight, Weigh
   const CaseWeights weights(table, selected, weight, meaning);
   for (SavedResponse& response : bins.responses) {
     const ResponseCases cases(table, weights, response);
-    for (SavedPredictor& predictor : response.predictors)
-      AddCounts(table.Variable(ResolveVariable(table, predictor.name)), cases, predictor);
+    for (SavedPredictor& predictor : response.predictors) {
+      const Column& column = table.Variable(ResolveVariable(table, predictor.name));
+      AddCounts(column, cases, predictor);
+      ReleaseValues(column.values);
+    }
   }
 }
 

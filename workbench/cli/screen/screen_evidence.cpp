@@ -7,6 +7,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
@@ -177,6 +178,7 @@ void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& r
         suspicion.LookAtFigures();
       }
       suspicion.LookForIdentifier(selected);
+      ReleaseValues(table.Variable(predictor.figures.predictorNumber).values);
     }
   }
 }

@@ -1,0 +1,151 @@
+#include "workbench/data/column_store.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <system_error>
+#include <unordered_map>
+
+#include "workbench/data/errors.h"
+#include "workbench/system/mapped_file.h"
+#include "workbench/system/system.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::size_t kMostWaiting = std::size_t{1} << 17;  // cells: one megabyte
+constexpr std::size_t kFewestWaiting = 512;                 // a page
+
+DataError CannotStore(const std::filesystem::path& folder, const std::string& reason) {
+  return DataError("The table is larger than the memory it may take and cannot be kept in " +
+                   folder.string() + ": " + reason +
+                   ". TMPDIR names another folder, --memory another limit.");
+}
+
+struct StoredColumn {
+  StoredColumn(std::shared_ptr<ColumnStore> owner, const std::filesystem::path& path, std::error_code& error)
+      : store(std::move(owner)), file(path, error) {}
+  StoredColumn(const StoredColumn&) = delete;
+  StoredColumn& operator=(const StoredColumn&) = delete;
+  ~StoredColumn();
+
+  std::shared_ptr<ColumnStore> store;  // outlives the mapping
+  MappedFile file;
+};
+
+// The stored columns of the process by their first value: a column does not know whose its values are.
+class StoredColumns {
+ public:
+  void Add(const std::shared_ptr<StoredColumn>& column) {
+    const std::lock_guard lock(mutex_);
+    columns_[column->file.Values().data()] = {column.get(), column};
+  }
+  void Remove(const StoredColumn& column) {
+    const std::lock_guard lock(mutex_);
+    columns_.erase(column.file.Values().data());
+  }
+  // Calls use with the column that values are and the number of its owners; false: they are not stored.
+  template <typename Use>
+  bool With(const ColumnValues& values, Use use) {
+    const std::lock_guard lock(mutex_);
+    if (columns_.empty() || values.empty()) return false;
+    const auto found = columns_.find(values.data());
+    if (found == columns_.end()) return false;
+    use(*found->second.column, found->second.owners.use_count());
+    return true;
+  }
+
+ private:
+  struct Entry {
+    const StoredColumn* column = nullptr;
+    std::weak_ptr<const StoredColumn> owners;
+  };
+  std::mutex mutex_;
+  std::unordered_map<const double*, Entry> columns_;
+};
+
+StoredColumns& AllStored() {
+  static auto* const columns = new StoredColumns;  // columns may live until the process ends
+  return *columns;
+}
+
+StoredColumn::~StoredColumn() { AllStored().Remove(*this); }
+
+std::atomic<std::uint64_t> columnMemoryLimit = 0;
+
+}  // namespace
+
+void LimitColumnMemory(std::uint64_t bytes) { columnMemoryLimit = bytes; }
+
+std::uint64_t ColumnMemoryLimit() { return columnMemoryLimit; }
+
+bool IsStored(const ColumnValues& values) {
+  return AllStored().With(values, [](const StoredColumn&, long) {});
+}
+
+void ReleaseValues(const ColumnValues& values) noexcept {
+  AllStored().With(values, [](const StoredColumn& column, long) { column.file.Release(); });
+}
+
+std::span<double> Writable(ColumnValues& values) {
+  std::span<double> alone;
+  AllStored().With(values, [&](const StoredColumn& column, long owners) {
+    if (owners == 1) alone = column.file.Values();
+  });
+  return alone.empty() ? std::span<double>(values.Own()) : alone;
+}
+
+std::shared_ptr<ColumnStore> ColumnStore::Open() {
+  const std::filesystem::path folder = LargeScratchFolder();
+  RemoveStaleScratch(folder);
+  std::error_code error;
+  std::shared_ptr<ColumnStore> store(new ColumnStore(folder, error));
+  if (error) throw CannotStore(folder, error.message());
+  return store;
+}
+
+std::filesystem::path ColumnStore::PathOfColumn(std::size_t column) const {
+  return scratch_.Path() / std::to_string(column);
+}
+
+void ColumnStore::Append(std::size_t column, std::span<const double> cells) const {
+  if (cells.empty()) return;
+  const std::filesystem::path path = PathOfColumn(column);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFile(path, "ab"), &std::fclose);
+  const auto fail = [&] { throw CannotStore(path.parent_path().parent_path(), std::strerror(errno)); };
+  if (!file) fail();
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  if (std::fwrite(cells.data(), sizeof(double), cells.size(), file.get()) != cells.size()) fail();
+}
+
+void ColumnStore::Clear(std::size_t column) const noexcept {
+  std::error_code ignored;
+  std::filesystem::remove(PathOfColumn(column), ignored);
+}
+
+ColumnValues ColumnStore::Finish(std::size_t column) {
+  const std::filesystem::path path = PathOfColumn(column);
+  std::error_code error;
+  auto stored = std::make_shared<StoredColumn>(shared_from_this(), path, error);
+  if (error) throw CannotStore(path.parent_path().parent_path(), error.message());
+  // A system that keeps the content while it is mapped needs the name no more.
+  std::filesystem::remove(path, error);
+  AllStored().Add(stored);
+  const std::span<const double> values = stored->file.Values();
+  return {values, std::move(stored)};
+}
+
+const std::shared_ptr<ColumnStore>& ColumnMemory::StoreFor(std::uint64_t cells) {
+  if (!store_ && mostBytes_ > 0 && cells > mostBytes_ / sizeof(double)) store_ = ColumnStore::Open();
+  return store_;
+}
+
+std::size_t ColumnMemory::WaitingCells(std::size_t columns) const {
+  const std::uint64_t share = mostBytes_ / 8 / sizeof(double) / std::max<std::size_t>(columns, 1);
+  return static_cast<std::size_t>(std::clamp<std::uint64_t>(share, kFewestWaiting, kMostWaiting));
+}
+
+}  // namespace velmora

@@ -1,0 +1,69 @@
+// Columns of a table that is larger than the memory it may take: each is a file in a scratch folder,
+// mapped into memory once it is complete. The files go when the last column does; what a killed
+// process leaves is removed when the next table is stored.
+//
+//   const std::shared_ptr<ColumnStore> store = ColumnStore::Open();
+//   store->Append(7, cells);                              // again and again
+//   column.values = store->Finish(7);
+//   ReleaseValues(column.values);                         // they have been used; their memory goes
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+
+#include "workbench/data/column_values.h"
+#include "workbench/system/scratch.h"
+
+namespace velmora {
+
+// What the columns of a table that is read may take in memory, in this process; 0, as at the begin: no
+// limit. Columns of larger tables are stored.
+void LimitColumnMemory(std::uint64_t bytes);
+std::uint64_t ColumnMemoryLimit();
+
+// Whether the values are in a file.
+bool IsStored(const ColumnValues& values);
+// Says that values are not looked at for a while: stored ones give their memory back. Any thread may
+// say so, also while another reads them. Others stay as they are.
+void ReleaseValues(const ColumnValues& values) noexcept;
+// The values, to be changed: stored ones in their file unless they are shared, all others in memory.
+std::span<double> Writable(ColumnValues& values);
+
+class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
+ public:
+  // In TMPDIR, or where the system keeps large temporary files. Throws DataError.
+  static std::shared_ptr<ColumnStore> Open();
+
+  // Adds cells to the end of a column. Threads may work on different columns at once. Throws
+  // DataError.
+  void Append(std::size_t column, std::span<const double> cells) const;
+  // Forgets its cells.
+  void Clear(std::size_t column) const noexcept;
+  // The cells of a column, none is added afterwards. Throws DataError.
+  ColumnValues Finish(std::size_t column);
+
+ private:
+  ColumnStore(const std::filesystem::path& folder, std::error_code& error) : scratch_(folder, error) {}
+  std::filesystem::path PathOfColumn(std::size_t column) const;
+
+  Scratch scratch_;
+};
+
+// When the columns that a reader fills go to files.
+class ColumnMemory {
+ public:
+  // The store for columns with so many cells in all, null while they may stay in memory. The same
+  // store from then on.
+  const std::shared_ptr<ColumnStore>& StoreFor(std::uint64_t cells);
+  // The cells of one of so many columns that wait in memory for the file.
+  std::size_t WaitingCells(std::size_t columns) const;
+
+ private:
+  std::uint64_t mostBytes_ = ColumnMemoryLimit();
+  std::shared_ptr<ColumnStore> store_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,33 @@
+// A file whose bytes are memory: what is read comes from the file, what is changed goes to it, and the
+// system may take the memory back at any time.
+//
+//   std::error_code error;
+//   MappedFile file(folder / "values", error);
+//   if (!error) std::ranges::sort(file.Values());
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <span>
+#include <system_error>
+
+namespace velmora {
+
+class MappedFile {
+ public:
+  // Maps all of an existing file of doubles. error says why not; the object then has no values.
+  MappedFile(const std::filesystem::path& path, std::error_code& error);
+  ~MappedFile();
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+
+  [[nodiscard]] std::span<double> Values() const { return values_; }
+  // Gives the memory back at once. Values keep their place and content; the next look at them reads
+  // the file again, from the system's cache while that has it. Any thread may do so at any time.
+  void Release() const noexcept;
+
+ private:
+  std::span<double> values_;
+};
+
+}  // namespace velmora
