@@ -9,7 +9,10 @@ MappedFile::MappedFile(const std::filesystem::path& path, std::error_code& error
   const auto fail = [&] { error.assign(static_cast<int>(GetLastError()), std::system_category()); };
   const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_TEMPORARY, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return fail();
+  if (file == INVALID_HANDLE_VALUE) {
+    fail();
+    return;
+  }
   LARGE_INTEGER size{};
   HANDLE mapping = nullptr;
   void* memory = nullptr;
