@@ -253,6 +253,21 @@ TEST(ScreenBinning, MissingValuesGoWhereTheyAreSent) {
     EXPECT_EQ(predictor["validN"], 500);
     EXPECT_NEAR(information, predictor["informationValue"].get<double>(), 1e-12);
     EXPECT_EQ(predictor["labels"].back() == "Missing", std::string(row.place) == "own");
+    if (row.bin.is_null() || std::string(row.place) == "own") continue;
+    // Bins that are given say where missing values are, and all figures of the bins follow.
+    const std::string saved = (folder.Path() / "bins.json").string();
+    const Words save = {"screen",        data,     "--quiet", "--bins", saved, "--save-chance",
+                        "--missing-bin", row.place};
+    ASSERT_EQ(RunVelmora(With(save, options)).exitCode, 0);
+    Json first;
+    for (const char* other : {"own", "lowest", "highest", "most-alike"}) {
+      const Json given = ResponseOf(data, {"--binary-response", "y", "--good", "0", "--bad", "1",
+                                           "--cut-points", saved, "--missing-bin", other})["predictors"][0];
+      EXPECT_EQ(given["missingBin"], row.bin) << other;
+      if (first.is_null()) first = given;
+      for (const char* figure : {"outOfFoldInformationValue", "outOfFoldGini", "outOfFoldExplained"})
+        EXPECT_EQ(given[figure], first[figure]) << other << " " << figure;
+    }
   }
 }
 

@@ -9,20 +9,24 @@ Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>
   // Special codes are pre-bins that no search joins with others.
   PreBins whole = predictor.values;
   for (const PreBins& special : predictor.specials) Append(special, whole);
+  const bool missingIsFixed = predictor.missing && predictor.missingBin >= 0;
+  if (missingIsFixed) Append(*predictor.missing, whole);
   const auto findAll = [&](const PreBinSums& sums) {
-    if (predictor.specials.empty()) return find(sums);
+    if (predictor.specials.empty() && !missingIsFixed) return find(sums);
     std::vector<int> all = find(FirstPreBins(sums, predictor.values.Count()));
     int count = *std::max_element(all.begin(), all.end()) + 1;
     for (std::size_t i = 0; i < predictor.specials.size(); ++i) all.push_back(count++);
+    if (missingIsFixed) all.push_back(predictor.missingBin);
     return all;
   };
   MissingCases rule;
-  if (predictor.missing) rule = {&*predictor.missing, predictor.missingPlace};
+  if (predictor.missing && !missingIsFixed) rule = {&*predictor.missing, predictor.missingPlace};
   Assessment assessment;
   assessment.validation = CrossValidate(whole, findAll, rule);
   const PreBinSums& values = predictor.values.sums;
   const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
-  const bool missingDiffer = predictor.missing && predictor.missingPlace == vlm::kMissingOwnBin &&
+  const bool missingDiffer = predictor.missing && !missingIsFixed &&
+                             predictor.missingPlace == vlm::kMissingOwnBin &&
                              MissingCasesDiffer(values, predictor.missing->sums);
   const bool anyDiffers =
       missingDiffer || std::any_of(predictor.specials.begin(), predictor.specials.end(),

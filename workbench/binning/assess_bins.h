@@ -16,6 +16,9 @@ struct SearchedPredictor {
   std::vector<PreBins> specials;   // special codes: each a bin of its own
   std::optional<PreBins> missing;  // the cases without a value
   vlm::MissingBin missingPlace = vlm::kMissingLeftOut;
+  // The bin of the missing cases where the user gives it with the bins: they are in it whatever their
+  // response; -1: by missingPlace.
+  int missingBin = -1;
 };
 
 struct Assessment {

@@ -132,6 +132,7 @@ class TreeProcedure final : public Procedure {
   vlm::MissingBin MissingPlace() const {
     return static_cast<vlm::MissingBin>(Option(vlm::kMissingBinOption));
   }
+  int UserMissingBin() const;
   const Column& Predictor() const { return table_->Variable(predictor_); }
   bool IsRegression() const { return Option(vlm::kRegressionTreeOption) != 0; }
 
@@ -233,6 +234,17 @@ int TreeProcedure::UserBinOf(const UserBins& own, std::size_t bin) const {
   for (std::size_t interval = 0; interval <= wanted.size(); ++interval) {
     const bool lowerEnds = bin == 0 || interval == 0 ? bin == interval : isSameEnd(bin - 1, interval - 1);
     if (lowerEnds && isSameEnd(bin, interval)) return static_cast<int>(interval);
+  }
+  return -1;
+}
+
+// The bin of the tree that the user's bins put the missing cases into; -1 where they do not, or where
+// the run leaves them out.
+int TreeProcedure::UserMissingBin() const {
+  const UserBins* const own = OwnBins();
+  if (own == nullptr || own->missingBin < 0 || MissingPlace() == vlm::kMissingLeftOut) return -1;
+  for (std::size_t bin = 0; bin < tree_.bins.size(); ++bin) {
+    if (UserBinOf(*own, bin) == own->missingBin) return static_cast<int>(bin);
   }
   return -1;
 }
@@ -343,6 +355,7 @@ binning::SearchedPredictor TreeProcedure::Searched(binning::PreBins values) {
   };
   binning::SearchedPredictor searched;
   searched.missingPlace = MissingPlace();
+  searched.missingBin = UserMissingBin();
   searched.values = std::move(values);
   binning::SwapTwoClasses(searched.values);
   for (const SpecialBin& special : special_) searched.specials.push_back(preBinOf(special.cases));
@@ -447,15 +460,15 @@ std::vector<int> TreeProcedure::BinOfValues(const stats::SortedOrder& order) con
 
 void TreeProcedure::PlaceMissingCases(const stats::SortedOrder& order) {
   if (missing_.empty() || tree_.nodes.empty()) return;
+  if (const int bin = UserMissingBin(); bin >= 0) {
+    fit_.missingBin = bin;
+    return;
+  }
   const binning::PreBins bins =
       binning::MakeBins(grownOn_->tree, Predictor().values, order, BinOfValues(order));
   fit_.missingBin = binning::PlaceOfMissing(MissingPlace(), bins.sums,
                                             binning::MakeMissingBin(grownOn_->tree, missing_).sums);
   if (MissingPlace() == vlm::kMissingOwnBin) fit_.missingBin += static_cast<int>(special_.size());
-  const UserBins* const own = OwnBins();
-  for (std::size_t bin = 0; own != nullptr && own->missingBin >= 0 && bin < tree_.bins.size(); ++bin) {
-    if (UserBinOf(*own, bin) == own->missingBin) fit_.missingBin = static_cast<int>(bin);
-  }
 }
 
 void TreeProcedure::ReportDropped(const std::vector<stats::DroppedCut>& dropped) {
