@@ -119,9 +119,7 @@ Json FiguresJson(const SavedResponse& response) {
 
 }  // namespace
 
-EditedBins::EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor,
-                       std::shared_ptr<const CasePieces> pieces)
-    : pieces_(std::move(pieces)) {
+EditedBins::EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor) {
   const SavedPredictor& found = FindPredictor(bins, response, predictor);
   for (const SavedResponse& one : bins.responses) {
     if (one.name != response) continue;
@@ -133,6 +131,11 @@ EditedBins::EditedBins(const SavedBins& bins, const std::string& response, const
   }
   if (found_.responses.empty()) throw DataError("There is no response " + response + ".");
   bins_ = found_;
+}
+
+void EditedBins::SetPieces(std::shared_ptr<const CasePieces> pieces) {
+  knowsPieces_ = true;
+  pieces_ = std::move(pieces);
 }
 
 void EditedBins::Apply(const std::string& edit) {

@@ -16,10 +16,12 @@ namespace velmora {
 
 class EditedBins {
  public:
-  // pieces: null when they are not known. Throws DataError for a predictor that the bins do not
-  // have.
-  EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor,
-             std::shared_ptr<const CasePieces> pieces = nullptr);
+  // Throws DataError for a predictor that the bins do not have.
+  EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor);
+
+  // Of the cases: adds the figures of WorthOfCases. Null where there are none.
+  void SetPieces(std::shared_ptr<const CasePieces> pieces);
+  bool KnowsPieces() const { return knowsPieces_; }
 
   // edit: as in the JSON of saved bins, without response and predictor. Throws DataError with one
   // sentence.
@@ -36,6 +38,7 @@ class EditedBins {
   // The same for the bins after an edit that is not kept.
   std::string PreviewJson(const std::string& edit) const;
 
+  const SavedBins& Found() const { return found_; }  // before the edits
   const SavedBins& Bins() const { return bins_; }
   const std::vector<std::string>& Edits() const { return edits_; }
 
@@ -45,6 +48,7 @@ class EditedBins {
   Json WorthJson(const SavedResponse& response) const;
 
   SavedBins found_, bins_;  // of the one predictor
+  bool knowsPieces_ = false;
   std::shared_ptr<const CasePieces> pieces_;
   std::vector<std::string> edits_, undone_;
 };

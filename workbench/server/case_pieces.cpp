@@ -142,104 +142,97 @@ Json Stability(const CasePieces& pieces, const SavedResponse& response, const st
   return {{"by", pieces.by}, {"groups", groups}};
 }
 
-}  // namespace
-
-struct PieceCounter::Folds {
-  stats::TreeResponse cases;
+// The cases of a response as a search for bins sees them.
+struct SearchedCases {
+  stats::TreeResponse response;
   std::vector<std::uint8_t> foldOf;
-  bool swaps = false;  // class 0 of the cases is the good one
+  bool swaps = false;  // class 0 is the good one
 };
 
-PieceCounter::PieceCounter(const FinishedRun& run, const ByOptions& by) : run_(run), by_(by) {
-  const Table& data = run.session.Data();
-  selected_ = SelectCases(data, {run.screening->select, run.screening->exclude});
-  if (!by.variable.empty())
-    groups_ = GroupCases(data.Variable(NamedVariable(data, "--by", by.variable)), selected_);
-}
-
-const PieceCounter::Folds& PieceCounter::FoldsOf(const SavedResponse& response) {
-  std::shared_ptr<const Folds>& known = folds_[response.name + "\n" + response.kind];
-  if (known) return *known;
-  const Table& data = run_.session.Data();
-  const int weight = run_.session.WeightVariable();
-  const ResponseCases cases(data, {data, selected_, weight, run_.screening->weights}, response);
-  const Column& column = data.Variable(ResolveVariable(data, response.name));
+SearchedCases CasesOfSearch(const ScreeningCases& screened, const ResponseCases& cases,
+                            const SavedResponse& response) {
+  const Column& column = screened.table.Variable(ResolveVariable(screened.table, response.name));
   std::vector<std::uint8_t> used(column.values.size());
   for (std::size_t i = 0; i < used.size(); ++i) used[i] = cases.Uses(i) ? 1 : 0;
   std::vector<double> weights;
-  if (weight != 0) {
+  if (screened.weight != 0) {
     for (std::size_t i = 0; i < used.size(); ++i) weights.push_back(used[i] == 0 ? 0 : cases.Weight(i));
   }
-  auto folds = std::make_shared<Folds>();
+  SearchedCases searched;
   if (response.kind == "continuous") {
-    folds->cases = stats::MakeContinuousResponse(column.values, column.missingCode, used, weights);
+    searched.response = stats::MakeContinuousResponse(column.values, column.missingCode, used, weights);
   } else {
     // Searches see a flag with its good code first; the folds depend on the order of the classes.
-    folds->swaps = response.kind == "binary";
+    searched.swaps = response.kind == "binary";
     std::vector<double> classes(used.size(), kMissing), codes;
     const auto codeCount = static_cast<int>(response.codes.size());
     for (int code = 0; code < codeCount; ++code) codes.push_back(code);
     for (std::size_t i = 0; i < used.size(); ++i) {
-      if (used[i] != 0) classes[i] = folds->swaps ? codeCount - 1 - cases.ClassOf(i) : cases.ClassOf(i);
+      if (used[i] != 0) classes[i] = searched.swaps ? codeCount - 1 - cases.ClassOf(i) : cases.ClassOf(i);
     }
-    folds->cases = stats::MakeClassResponse(classes, codes, used, weights);
+    searched.response = stats::MakeClassResponse(classes, codes, used, weights);
   }
-  folds->cases.weightsAreCounts = run_.screening->weights == WeightMeaning::kCounts;
-  folds->foldOf = binning::StratifiedFolds(folds->cases);
-  known = std::move(folds);
-  return *known;
+  searched.response.weightsAreCounts = screened.meaning == WeightMeaning::kCounts;
+  searched.foldOf = binning::StratifiedFolds(searched.response);
+  return searched;
 }
 
-std::optional<CasePieces> PieceCounter::Count(const SavedResponse& response) {
-  const SavedPredictor& predictor = response.predictors.front();
+// casesOf: by piece.
+void CountGroups(const ScreeningCases& screened, const ResponseCases& sums,
+                 const std::vector<std::vector<std::uint32_t>>& casesOf, CasePieces& pieces) {
+  const Table& data = screened.table;
+  const CaseGroups groups =
+      GroupCases(data.Variable(NamedVariable(data, "--by", screened.by.variable)), screened.selected);
+  pieces.by = screened.by.variable;
+  pieces.groups = groups.names;
+  pieces.referenceIsAll = screened.by.reference != 0;
+  for (int group = 0; group < static_cast<int>(groups.names.size()); ++group)
+    pieces.weightSpread.push_back(
+        sums.Weights().Spread([&](std::size_t i) { return sums.Uses(i) && groups.groupOf[i] == group; }));
+  pieces.counts.assign(groups.names.size(), std::vector<SavedCounts>(casesOf.size(), sums.None()));
+  pieces.cases.assign(groups.names.size(), std::vector<double>(casesOf.size()));
+  for (std::size_t piece = 0; piece < casesOf.size(); ++piece) {
+    for (const std::uint32_t i : casesOf[piece]) {
+      if (groups.groupOf[i] < 0) continue;
+      const auto group = static_cast<std::size_t>(groups.groupOf[i]);
+      pieces.cases[group][piece] += sums.Weight(i);
+      sums.Add(i, pieces.counts[group][piece]);
+    }
+  }
+}
+
+}  // namespace
+
+std::optional<CasePieces> CountPieces(const ScreeningCases& screened, const SavedResponse& response) {
   CasePieces pieces;
-  pieces.predictor = InPieces(predictor);
+  pieces.predictor = InPieces(response.predictors.front());
   const std::size_t places = pieces.predictor.bins.size();
   if (places > kMostPieces) return std::nullopt;
-  const Table& data = run_.session.Data();
-  const Folds& folds = FoldsOf(response);
+  const Table& data = screened.table;
+  const ResponseCases sums(data, {data, screened.selected, screened.weight, screened.meaning}, response);
+  const SearchedCases searched = CasesOfSearch(screened, sums, response);
   std::vector<std::string> notices;
   const BinnedPredictor cases = BinCases(pieces.predictor, "the bins", data, notices);
   std::vector<std::vector<std::uint32_t>> casesOf(places);
   for (std::size_t i = 0; i < cases.bins.size(); ++i) {
-    if (cases.bins[i] >= 0 && binning::CountsForResponse(folds.cases, i))
+    if (cases.bins[i] >= 0 && binning::CountsForResponse(searched.response, i))
       casesOf[static_cast<std::size_t>(cases.bins[i])].push_back(static_cast<std::uint32_t>(i));
   }
   pieces.hasMissing = !casesOf.back().empty();
   if (!pieces.hasMissing) casesOf.pop_back();
   binning::PreBins all;
   for (const std::vector<std::uint32_t>& ones : casesOf) {
-    binning::PreBins one = binning::MakeMissingBin(folds.cases, ones, folds.foldOf);
+    binning::PreBins one = binning::MakeMissingBin(searched.response, ones, searched.foldOf);
     if (&ones == &casesOf.front()) {
       all = std::move(one);
     } else {
       binning::Append(one, all);
     }
   }
-  if (folds.swaps) binning::SwapTwoClasses(all);
+  if (searched.swaps) binning::SwapTwoClasses(all);
   // The folds of a sample are made of its clusters, which the pieces do not know.
-  const bool hasDesign = !run_.screening->clusterVariable.empty() || !run_.screening->strataVariable.empty();
-  if (!hasDesign) pieces.folds = std::move(all.folds);
-  if (!groups_.names.empty()) {
-    pieces.by = by_.variable;
-    pieces.groups = groups_.names;
-    pieces.referenceIsAll = by_.reference != 0;
-    const CaseWeights weights(data, selected_, run_.session.WeightVariable(), run_.screening->weights);
-    const ResponseCases sums(data, weights, response);
-    for (int group = 0; group < static_cast<int>(groups_.names.size()); ++group)
-      pieces.weightSpread.push_back(
-          sums.Weights().Spread([&](std::size_t i) { return sums.Uses(i) && groups_.groupOf[i] == group; }));
-    pieces.counts.assign(groups_.names.size(), std::vector<SavedCounts>(casesOf.size(), sums.None()));
-    pieces.cases.assign(groups_.names.size(), std::vector<double>(casesOf.size()));
-    for (std::size_t piece = 0; piece < casesOf.size(); ++piece) {
-      for (const std::uint32_t i : casesOf[piece]) {
-        if (groups_.groupOf[i] < 0) continue;
-        const auto group = static_cast<std::size_t>(groups_.groupOf[i]);
-        pieces.cases[group][piece] += sums.Weight(i);
-        sums.Add(i, pieces.counts[group][piece]);
-      }
-    }
-  }
+  if (!screened.hasDesign) pieces.folds = std::move(all.folds);
+  if (!screened.by.variable.empty()) CountGroups(screened, sums, casesOf, pieces);
   return pieces;
 }
 

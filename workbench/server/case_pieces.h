@@ -2,20 +2,17 @@
 // special codes, missing values. How the pieces fall into folds and into groups of cases gives the
 // figures of held-out cases and the stability over groups after every edit, without the data.
 //
-//   PieceCounter counter(run);                         // in the child that has run a screening
-//   CasePieces pieces = counter.Count(response);       // whose only predictor has its counts
-//   WorthOfCases(pieces, response)["outOfFold"];       // in the server, response with edited bins
+//   const std::optional<CasePieces> pieces = CountPieces(cases, response);  // a child of the worker
+//   if (pieces) WorthOfCases(*pieces, edited)["outOfFold"];                 // the server, after an edit
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "workbench/binning/pre_bins.h"
 #include "workbench/bins/saved_bins.h"
-#include "workbench/cli/finished_run.h"
-#include "workbench/cli/screen/screen_by.h"
+#include "workbench/cli/screen/screening_cases.h"
 #include "workbench/report/json_text.h"
 
 namespace velmora {
@@ -33,24 +30,9 @@ struct CasePieces {
   std::vector<double> weightSpread;  // by group, as of GroupedPredictor
 };
 
-class PieceCounter {
- public:
-  // run: a screening. options: of its --by. Both outlive the counter.
-  PieceCounter(const FinishedRun& run, const ByOptions& by);
-  // response: of the run, with one predictor and its counts. Nothing for a predictor of too many
-  // pieces.
-  std::optional<CasePieces> Count(const SavedResponse& response);
-
- private:
-  struct Folds;
-  const Folds& FoldsOf(const SavedResponse& response);
-
-  const FinishedRun& run_;
-  CaseBitmap selected_;
-  CaseGroups groups_;
-  ByOptions by_;
-  std::map<std::string, std::shared_ptr<const Folds>> folds_;
-};
+// response: of the screening of these cases, with one predictor and its counts. Nothing for a
+// predictor of too many pieces. Throws DataError for a response that the cases do not have.
+std::optional<CasePieces> CountPieces(const ScreeningCases& cases, const SavedResponse& response);
 
 std::string PiecesJson(const CasePieces& pieces);
 CasePieces ParsePieces(const std::string& json);

@@ -304,8 +304,6 @@ void PageSession::Launch(Run& run) {
   run.seconds = SecondsNow();  // the start, until the run has ended
   run.report.clear();
   run.bins.clear();
-  run.pieces.clear();
-  run.nextPieces.reset();
   run.hasAllBins = false;
   run.edited.clear();
   const Json request = {{"op", "run"}, {"analysis", run.analysis}, {"arguments", run.words}, {"bins", true}};
@@ -337,8 +335,6 @@ void PageSession::TakeRunAnswer(int id, const Frame& frame) {
     run->status = "done";
     run->seconds = SecondsNow() - run->seconds;
     PublishRun(*run);
-  } else if (frame.type == "pieces") {
-    run->nextPieces = std::make_shared<const CasePieces>(ParsePieces(frame.payload));
   } else if (frame.type == "bins") {
     TakeBins(*run, frame.payload);
   } else if (frame.type == "error") {
@@ -399,7 +395,6 @@ std::string PageSession::Report(int id) {
 
 void PageSession::TakeBins(Run& run, const std::string& json) {
   run.bins.push_back(ParseBinsJson(json, "the bins"));
-  run.pieces.push_back(std::move(run.nextPieces));
   if (run.bins.size() > 1 && SecondsNow() - binsTold_ < kBinsInterval) return;
   binsTold_ = SecondsNow();
   Publish("binsReady", {{"run", run.id}});
@@ -434,8 +429,7 @@ EditedBins& PageSession::FindEdited(Run& run, const std::string& response, const
     throw RunError(run.hasAllBins ? "There are no bins of " + ShortenedText(predictor) + " for " +
                                         ShortenedText(response) + "."
                                   : "The cases of the bins are still being counted.");
-  EditedBins edited(*found, response, predictor,
-                    run.pieces[static_cast<std::size_t>(found - run.bins.begin())]);
+  EditedBins edited(*found, response, predictor);
   if (run.edits.contains(response) && run.edits.at(response).contains(predictor)) {
     for (const Json& edit : run.edits.at(response).at(predictor)) {
       try {
@@ -449,16 +443,41 @@ EditedBins& PageSession::FindEdited(Run& run, const std::string& response, const
   return run.edited.emplace(key, std::move(edited)).first->second;
 }
 
+void PageSession::FetchPieces(int id, const std::string& response, const std::string& predictor) {
+  Json request;
+  std::uint64_t launch = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    Run& run = FindRun(id);
+    const EditedBins& edited = FindEdited(run, response, predictor);
+    if (edited.KnowsPieces()) return;
+    request = {{"arguments", run.words}, {"bins", BinsJson(edited.Found())}};
+    launch = run.request;
+  }
+  std::shared_ptr<const CasePieces> pieces;
+  try {
+    const std::string answer = Ask("pieces", std::move(request));
+    if (answer != "null") pieces = std::make_shared<const CasePieces>(ParsePieces(answer));
+  } catch (const RunError&) {
+    return;  // the bins are shown without; the next request tries again
+  }
+  const std::lock_guard lock(mutex_);
+  Run* const run = FindRunOrNull(id);
+  if (run != nullptr && run->request == launch) FindEdited(*run, response, predictor).SetPieces(pieces);
+}
+
 std::string PageSession::Bins(int id, const std::string& response, const std::string& predictor) {
+  FetchPieces(id, response, predictor);
   const std::lock_guard lock(mutex_);
   return FindEdited(FindRun(id), response, predictor).PanelJson();
 }
 
 std::string PageSession::EditBins(int id, const Json& request) {
-  const std::lock_guard lock(mutex_);
-  Run& run = FindRun(id);
   const std::string response = request.at("response").get<std::string>();
   const std::string predictor = request.at("predictor").get<std::string>();
+  if (!request.contains("preview")) FetchPieces(id, response, predictor);
+  const std::lock_guard lock(mutex_);
+  Run& run = FindRun(id);
   EditedBins& edited = FindEdited(run, response, predictor);
   if (request.contains("preview")) return edited.PreviewJson(request.at("preview").dump());
   const Json* decision = nullptr;

@@ -103,8 +103,6 @@ class PageSession {
     std::uint64_t request = 0;  // of the worker
     std::string report;
     std::vector<SavedBins> bins;  // of one predictor each, the best first; complete with the result
-    std::vector<std::shared_ptr<const CasePieces>> pieces;  // of each of them; null: not known
-    std::shared_ptr<const CasePieces> nextPieces;
     bool hasAllBins = false;
     std::map<std::pair<std::string, std::string>, EditedBins> edited;
   };
@@ -121,6 +119,8 @@ class PageSession {
   Json RunJson(const Run& run) const;
   void Launch(Run& run);
   EditedBins& FindEdited(Run& run, const std::string& response, const std::string& predictor);
+  // Has the cases of a predictor counted that the editor has not shown yet.
+  void FetchPieces(int run, const std::string& response, const std::string& predictor);  // locks
   SavedBins WholeBins(const Run& run) const;
   void TakeBins(Run& run, const std::string& json);
   SavedBins WithEdits(Run& run, bool acceptedOnly);

@@ -8,7 +8,9 @@
 //   count      select, exclude, weight, missing  -> CaseCountJson
 //   hash                                         -> {"sha256"}
 //   run        analysis, arguments, bins         -> report; of a screening, when asked for, bins of
-//              each predictor, the best first, each after its pieces (case_pieces.h)
+//              each predictor, the best first
+//   pieces     arguments, bins                   -> PiecesJson; arguments: of the screening, bins: of
+//              one predictor, as JSON
 //   export     analysis, arguments, format, shown -> the bytes of a file (output_file.h); shown:
 //              the words of the command that the file says it was made by
 //   scorecard  bins, binsFile, missing, arguments, format, dialect, shown -> the bytes of a file
@@ -17,9 +19,8 @@
 //   act        target, action                    gives an action to the dialogs of that request
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last
-// one: a sentence, and "cancelled": true where the user has ended it), "report", "pieces", "bins",
-// "dialogs", "progress" and "line". Without a request come "loading", "loaded", "failed" and
-// "variables".
+// one: a sentence, and "cancelled": true where the user has ended it), "report", "bins", "dialogs",
+// "progress" and "line". Without a request come "loading", "loaded", "failed" and "variables".
 #pragma once
 
 #include <string>

@@ -23,6 +23,7 @@
 #include "workbench/cli/screen/screen_command.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/screen/screening_cases.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/readers.h"
 #include "workbench/data/sha256.h"
@@ -78,20 +79,22 @@ struct DescribedTable {
   int described = 0;
 };
 
-// by: null, or gets the groups that a screening compares.
-std::unique_ptr<FinishedRun> RunRequested(const Json& request, DescribedTable data, ByOptions* by = nullptr) {
-  const auto arguments = request.at("arguments").get<std::vector<std::string>>();
-  std::vector<std::string> words = arguments;
-  words.insert(words.begin(), data.table.fileName);
+std::vector<std::string> WordsOf(const Json& request, const Table& table) {
+  auto words = request.at("arguments").get<std::vector<std::string>>();
+  words.insert(words.begin(), table.fileName);
+  return words;
+}
+
+std::unique_ptr<FinishedRun> RunRequested(const Json& request, DescribedTable data) {
   const std::string analysis = request.at("analysis").get<std::string>();
-  if (request.value("bins", false) && analysis == "screen") words.emplace_back("--save-chance");
-  if (by != nullptr && analysis == "screen") *by = ParseScreen(words).by;
+  const std::vector<std::string> words = WordsOf(request, data.table);
+  if (analysis == "screen" && request.value("bins", false))
+    return RunScreenOn(std::move(data.table), words, data.described, true);
   return RunAnalysis(analysis, std::move(data.table), words, data.described);
 }
 
 void Analyze(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
-  ByOptions by;
-  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described), &by);
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described));
   if (!channel.Send({"report", frame.id, run->Writers().json()})) return;
   if (run->screening && request.value("bins", false)) {
     const ScreenReport& report = *run->screening;
@@ -99,7 +102,6 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, De
     const CaseBitmap selected = SelectCases(data, {report.select, report.exclude});
     const SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
     const std::string fileName = PathOf(bins.dataFile).filename().string();
-    PieceCounter counter(*run, by);
     // One by one, the best first, so that the first can be edited while the others are counted.
     for (const SavedResponse& response : bins.responses) {
       for (const SavedPredictor& predictor : response.predictors) {
@@ -107,13 +109,19 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, De
         part.predictors = {predictor};
         SavedBins one{fileName, {std::move(part)}, {}};
         AddCounts(data, selected, run->session.WeightVariable(), report.weights, one);
-        if (const std::optional<CasePieces> pieces = counter.Count(one.responses.front()))
-          static_cast<void>(channel.Send({"pieces", frame.id, PiecesJson(*pieces)}));
         if (!channel.Send({"bins", frame.id, BinsJson(one)})) return;
       }
     }
   }
   static_cast<void>(channel.Send({"result", frame.id, "{}"}));
+}
+
+void SendPieces(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
+  const std::vector<std::string> words = WordsOf(request, described.table);
+  const SavedBins bins = ParseBinsJson(request.at("bins").get<std::string>(), "the bins");
+  const ScreeningCases cases = CasesOfScreening(std::move(described.table), words, described.described);
+  const std::optional<CasePieces> pieces = CountPieces(cases, bins.responses.at(0));
+  static_cast<void>(channel.Send({"result", frame.id, pieces ? PiecesJson(*pieces) : "null"}));
 }
 
 // Files name files as the command does that runs in the folder of the data.
@@ -278,10 +286,11 @@ class Worker {
             channel.Send({"result", asked.id, JsonText({{"sha256", Sha256OfFile(table_.fileName)}})}));
       });
     }
-    if (op == "run" || op == "export") {
+    if (op == "run" || op == "pieces" || op == "export") {
       return Fork(frame, [this, &request, &op](const Channel& channel, const Frame& asked) {
         DescribedTable data{std::move(table_), described_};
         if (op == "run") return Analyze(channel, asked, request, std::move(data));
+        if (op == "pieces") return SendPieces(channel, asked, request, std::move(data));
         Export(channel, asked, request, std::move(data));
       });
     }

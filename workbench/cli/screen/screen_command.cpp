@@ -257,8 +257,9 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
 }
 
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
-                                         int inferredCount) {
-  const ScreenOptions options = ParseScreen(arguments);
+                                         int inferredCount, bool takesChance) {
+  ScreenOptions options = ParseScreen(arguments);
+  options.settings.saveChance = options.settings.saveChance || takesChance;
   if (options.special.TakesUserMissing())
     throw UsageError(
         "--special user-missing is for a data file that the command reads, not for a table in memory.");

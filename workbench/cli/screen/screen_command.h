@@ -47,9 +47,10 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments);
 // throws what RunGuarded knows.
 int RunScreenCommand(const std::vector<std::string>& arguments);
 
-// The analysis of a table in memory, as RunAnalysis describes.
+// The analysis of a table in memory, as RunAnalysis describes. takesChance: for a program that keeps
+// the bins of all predictors: those no better than chance may be among the best, too.
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
-                                         int inferredCount);
+                                         int inferredCount, bool takesChance = false);
 
 // The report in each format. The report and the session outlive the writers.
 OutputWriters WritersOf(const ScreenReport& report, Session& session);
