@@ -243,12 +243,12 @@ class CaseWriter {
   std::string Missing() const {
     if (!HoldsNumbers()) {
       // A text of blanks and tabs is missing, which matters where anything else than NULL could be
-      // given. Texts such as yes and no may be truth values in the database, which do not compare
+      // given. Trimming would take other blanks away, too, in some databases. Texts such as yes and no may be truth values in the database, which do not compare
       // with an empty text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
       const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
       return name_ + " IS NULL" +
-             (differs ? " OR LTRIM(REPLACE(" + text + ", '\t', ' '))" + sql_.Its().isEmpty : "");
+             (differs ? " OR REPLACE(REPLACE(" + text + ", '\t', ''), ' ', '')" + sql_.Its().isEmpty : "");
     }
     return sql_.NotFinite(name_) +
            (predictor_.missingCode ? " OR " + sql_.Equals(name_, *predictor_.missingCode) : "");
