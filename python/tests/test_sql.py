@@ -241,7 +241,7 @@ def for_duckdb(node: expressions.Expression) -> expressions.Expression:
         return node.this
     if isinstance(node, expressions.DataType) and node.is_type("nvarchar"):  # of any length
         return expressions.DataType.build("text")
-    if isinstance(node, expressions.Is) and isinstance(node.this, expressions.Trim):
+    if isinstance(node, expressions.Is) and isinstance(node.this, expressions.Replace):
         # An empty text is NULL in Oracle.
         return expressions.Is(
             this=expressions.Nullif(this=node.this, expression=expressions.Literal.string("")),

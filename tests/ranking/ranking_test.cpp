@@ -77,6 +77,17 @@ TEST(Ranking, WhatIsNoBetterThanChanceComesLast) {
   EXPECT_NE(Rank(maker.Made(), plan).outcomes[0].order[0], 2);
 }
 
+// 0.3 and 0.1 * 3 by group: the largest effect there could be, were they two values.
+TEST(Ranking, AnOutcomeThatVariesByRoundingIsConstant) {
+  TableMaker maker(200);
+  RankingPlan plan;
+  plan.continuousDependents = {maker.Add("y", [](int i) { return i % 2 == 0 ? 0.3 : 0.1 * 3; })};
+  plan.categoricalPredictors = {maker.Add("g", [](int i) { return i % 2; })};
+  const Ranking ranking = Rank(maker.Made(), plan);
+  EXPECT_FALSE(ranking.outcomes[0].pairs[0].association.computable);
+  EXPECT_FALSE(ranking.outcomes[0].pairs[0].better);
+}
+
 // The intervals of quantiles see only the order of the values; those of equal width lose everything
 // to one far value, and say so.
 TEST(Ranking, QuantilesDoNotDependOnFarValues) {

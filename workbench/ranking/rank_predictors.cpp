@@ -169,16 +169,17 @@ struct Outcome {
 void Standardize(const Column& column, const Cases& cases, Outcome& outcome) {
   outcome.values.assign(cases.Count(), 0.0);
   outcome.present.assign(cases.Count(), 0);
-  double largest = 0;
-  std::int64_t count = 0;
+  double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
   for (std::size_t i = 0; i < cases.Count(); ++i) {
     if (cases.used[i] == 0 || IsAbsent(column, i)) continue;
     outcome.present[i] = 1;
-    ++count;
-    largest = std::max(largest, std::fabs(column.values[i]));
+    lowest = std::min(lowest, column.values[i]);
+    highest = std::max(highest, column.values[i]);
   }
-  outcome.finite = std::isfinite(largest);
-  if (!outcome.finite || largest == 0) return;
+  const double largest = std::max(std::fabs(lowest), std::fabs(highest));
+  outcome.finite = std::isfinite(largest) || lowest > highest;
+  // Values that differ by rounding only, such as 0.3 and 0.1 * 3, are one value.
+  if (!outcome.finite || !(lowest < highest) || NearlyEqualDoubles(lowest, highest)) return;
   // A power of two leaves the digits as they are.
   int exponent = 0;
   std::frexp(largest, &exponent);

@@ -30,7 +30,8 @@ class UsedCases {
            (!IsMissing(weights_->values[index], weights_->missingCode) && weights_->values[index] > 0);
   }
 
-  // The distinct values of a variable, ascending; at most limit of them unless limit is 0.
+  // The distinct values of a variable, ascending; at most limit of them unless limit is 0, and then
+  // none that differs from another by rounding only.
   std::vector<double> Distinct(int variableNumber, std::size_t limit = 0) const {
     const Column& column = table_.Variable(variableNumber);
     const MissingRange missing(column.missingCode);
@@ -41,7 +42,9 @@ class UsedCases {
       if (!values.empty() && values.back() == value) continue;  // files are often sorted
       if (limit == 0) {
         values.push_back(value);
-      } else if (std::find(values.begin(), values.end(), value) == values.end()) {
+      } else if (std::none_of(values.begin(), values.end(), [&](double seen) {
+                   return seen == value || NearlyEqualDoubles(seen, value);
+                 })) {
         values.push_back(value);
         if (values.size() == limit) break;
       }
