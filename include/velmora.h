@@ -102,6 +102,7 @@ typedef struct velmora_session velmora_session; /* a table and the module that a
 typedef struct velmora_result velmora_result;   /* an analysis that has run */
 typedef struct velmora_bins velmora_bins;       /* bins to code other data with */
 typedef struct velmora_state velmora_state;     /* what is known of a part of the data */
+typedef struct velmora_rows velmora_rows;       /* the rows that a database answers with */
 
 /* "1.2.0" */
 VELMORA_API const char* velmora_version(void);
@@ -247,6 +248,21 @@ VELMORA_API int velmora_state_bytes(velmora_state* state, const char** bytes, si
 VELMORA_API int velmora_state_next(velmora_state* state, const char** bytes, size_t* length);
 /* first, second: of all cases. The caller frees the result. */
 VELMORA_API int velmora_state_finish(velmora_state* first, velmora_state* second, velmora_result** result);
+
+/* --- Inside a database: it counts the cases, and only counts, sums, moments and quantiles leave it */
+
+/* Runs a statement of SQL and gives its rows to velmora_rows_add, in order. Called one at a time, on
+ * the session's own thread. A result other than VELMORA_OK ends the analysis with VELMORA_FAILED. */
+typedef int (*velmora_query)(void* user, const char* sql, velmora_rows* rows);
+/* One row; each cell as a text that reads back to the same value, null for null. */
+VELMORA_API int velmora_rows_add(velmora_rows* rows, const char* const* cells, size_t count);
+/* analysis, options: as of velmora_run, without what needs cases; also "where" (a condition in SQL) and
+ * "cells" (different numbers of a column that are counted one by one, 400; beyond it the database cuts at
+ * as many quantiles). database: "dialect" (postgresql or duckdb) and "table" (NAME or SCHEMA.NAME).
+ * The table must not change meanwhile. The caller frees the result. */
+VELMORA_API int velmora_run_in_database(velmora_session* session, const char* analysis, const char* options,
+                                        const char* database, velmora_query query, void* user,
+                                        velmora_result** result);
 
 #ifdef __cplusplus
 }

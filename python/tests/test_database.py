@@ -1,5 +1,6 @@
 """The analyses in DuckDB and PostgreSQL against those in memory."""
 
+import json
 import sys
 from pathlib import Path
 
@@ -39,28 +40,37 @@ def duck(many):
 
 @pytest.fixture(scope="module")
 def postgres(many, tmp_path_factory):
-    """A server of its own: a partitioned table, and a table of another server's."""
-    place = tmp_path_factory.mktemp("postgres")
-    with postgres_server(place) as address, psycopg.connect(address, autocommit=True) as connection:
-        _fill(connection, many, place)
-        yield connection, address
+    """A partitioned table, one part of which is on a second server."""
+    far_place = tmp_path_factory.mktemp("postgres_far")
+    with (
+        postgres_server(tmp_path_factory.mktemp("postgres")) as address,
+        postgres_server(far_place) as far_address,
+        psycopg.connect(address, autocommit=True) as near,
+        psycopg.connect(far_address, autocommit=True) as far,
+    ):
+        _fill(near, far, many, far_place)
+        yield near, address
 
 
-def _fill(connection, frame: pd.DataFrame, place: Path) -> None:
+def _fill(near, far, frame: pd.DataFrame, far_place: Path) -> None:
     types = {"f": "double precision", "i": "bigint"}
     columns = ", ".join(f'"{name}" {types.get(frame[name].dtype.kind, "text")}' for name in frame)
-    connection.execute(f"CREATE TABLE loans ({columns}) PARTITION BY LIST (housing)")
+    far.execute(f"CREATE TABLE loans_far ({columns})")
+    near.execute(f"CREATE TABLE loans ({columns}) PARTITION BY LIST (housing)")
+    near.execute("CREATE EXTENSION postgres_fdw")
+    near.execute(
+        "CREATE SERVER other FOREIGN DATA WRAPPER postgres_fdw "
+        f"OPTIONS (host '{far_place}', dbname 'postgres')"
+    )
+    near.execute("CREATE USER MAPPING FOR postgres SERVER other OPTIONS (user 'postgres')")
     for i, housing in enumerate(frame.housing.unique()):
-        connection.execute(f"CREATE TABLE loans_{i} PARTITION OF loans FOR VALUES IN ('{housing}')")
-    with connection.cursor().copy("COPY loans FROM STDIN") as copy:
+        kind, where = ("FOREIGN TABLE", "SERVER other OPTIONS (table_name 'loans_far')")
+        if i > 0:
+            kind, where = ("TABLE", "")
+        near.execute(f"CREATE {kind} loans_{i} PARTITION OF loans FOR VALUES IN ('{housing}') {where}")
+    with near.cursor().copy("COPY loans FROM STDIN") as copy:
         for row in frame.itertuples(index=False):
             copy.write_row([None if value != value else value for value in row])
-    connection.execute("CREATE EXTENSION postgres_fdw")
-    connection.execute(
-        f"CREATE SERVER other FOREIGN DATA WRAPPER postgres_fdw OPTIONS (host '{place}', dbname 'postgres')"
-    )
-    connection.execute("CREATE USER MAPPING FOR postgres SERVER other OPTIONS (user 'postgres')")
-    connection.execute(f"CREATE FOREIGN TABLE far ({columns}) SERVER other OPTIONS (table_name 'loans')")
 
 
 def by_predictor(frame: pd.DataFrame) -> pd.DataFrame:
@@ -80,7 +90,9 @@ def check_rankings(connection, table: str, many: pd.DataFrame) -> None:
     # Ends of intervals between quantiles of the database.
     whole = velmora.rank(many, "risk", weight="w")
     ours = database.rank(connection, table, "risk", weight="w", cells=1000)
-    assert ours.notices == ["id is left out: consecutive numbers, one per case."]
+    assert "more than 1000 different values" in ours.json["run"]["notices"][0]
+    left_out = [(one["name"], one["reason"]) for one in ours.json["run"]["leftOut"]]
+    assert left_out == [("id", "looks like an identifier: consecutive numbers, one per case")]
     a, b = by_predictor(ours.ranking), by_predictor(whole.ranking)
     assert a.predictor.tolist() == b.predictor.tolist()
     np.testing.assert_allclose(a.effect, b.effect, atol=0.01)
@@ -130,20 +142,50 @@ def test_postgresql(postgres, many):
     connection, address = postgres
     check_rankings(connection, "loans", many)
     check_screening(connection, "loans", many)
-    ours = database.rank(address + "&table=far", outcome="risk", predictors=["age", "purpose"])
-    whole = velmora.rank(many[["risk", "age", "purpose"]], "risk")
+    assert 0 < connection.execute("SELECT count(*) FROM loans_0").fetchone()[0] < len(many)
+    ours = database.rank(address + "&table=loans_0", outcome="risk", predictors=["age", "purpose"])
+    part = many[many.housing == many.housing.unique()[0]]
+    whole = velmora.rank(part[["risk", "age", "purpose"]], "risk")
     check_frames(by_predictor(ours.ranking), by_predictor(whole.ranking))
+
+
+def test_command(postgres, many, command, tmp_path):
+    """The command gives the figures of this package, and makes a view of its bins."""
+    connection, address = postgres
+    table, bins = address + "&table=loans", tmp_path / "bins.json"
+    words = ("--dependents", "risk", "--predictors", "age", "purpose", "income")
+    ranked = json.loads(
+        command("feature-selection", table, *words, "--push-down", "--cells", "5000", "--format", "json")
+    )
+    whole = velmora.rank(many[["risk", "age", "purpose", "income"]], "risk").ranking
+    effects = {one["name"]: one["effect"] for one in ranked["dependents"][0]["predictors"]}
+    assert ranked["dependents"][0]["best"] == whole.predictor.tolist()
+    np.testing.assert_allclose([effects[name] for name in whole.predictor], whole.effect, rtol=1e-9)
+    risk = ("--binary-response", "risk", "--good", "good", "--bad", "bad")
+    command("screen", table, *risk, "--push-down", "--where", "age > 25", "--bins", bins)
+    command("apply", bins, table, "--create-view", "coded_by_command")
+    applied = tmp_path / "coded.csv"
+    command("apply", bins, table, "--out", applied)
+    expected = pd.read_csv(applied)["risk_income_Coded"].value_counts().to_dict()
+    rows = connection.execute('SELECT "risk_income_Coded", count(*) FROM coded_by_command GROUP BY 1')
+    assert dict(rows.fetchall()) == expected
 
 
 def test_wrong_calls(duck):
     for call, sentence in (
-        (lambda: database.rank(duck, "loans", "risq"), "There is no column 'risq'"),
+        (lambda: database.rank(duck, "loans", "risq"), "risq"),
         (lambda: database.rank(duck, "loans"), "outcome is missing"),
         (lambda: database.rank("duckdb:///x.duckdb", outcome="risk"), "names no table"),
         (lambda: database.rank("mysql://host/db?table=t", outcome="y"), "begins with postgresql"),
         (lambda: database.rank(sys, "loans", "risk"), "psycopg and duckdb are supported"),
-        (lambda: database.rank(duck, "loans", "amount", weight="w"), "Weights with a measured outcome"),
-        (lambda: database.rank(duck, "loans", "risk", where="age > 1000"), "no cases"),
+        (
+            lambda: database.rank(duck, "loans", "amount", weight="w"),
+            "Weights and counts with the measured outcome",
+        ),
     ):
         with pytest.raises(ValueError, match=sentence):
             call()
+    with pytest.raises(velmora.VelmoraError, match="No case is used"):
+        database.rank(duck, "loans", "risk", where="age > 1000")
+    with pytest.raises(duckdb.Error, match="agee"):
+        database.rank(duck, "loans", "risk", where="agee > 1000")

@@ -10,13 +10,14 @@ import signal
 import sys
 import threading
 import weakref
-from collections.abc import Callable, Iterator, Mapping
+from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from pathlib import Path
 from typing import Any
 
 _OK, _FAILED, _BAD_USE, _CANCELLED, _NO_MEMORY = range(5)
 
 Progress = Callable[[str, float], Any]
+Query = Callable[[str], Iterable[Sequence[Any]]]
 
 
 class VelmoraError(RuntimeError):
@@ -39,6 +40,7 @@ ArrowArrayStream._fields_ = [
     ("private_data", ctypes.c_void_p),
 ]
 
+_QUERY = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p)
 _PROGRESS = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_double)
 
 _Session = ctypes.c_void_p
@@ -96,6 +98,22 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "velmora_state_bytes": (ctypes.c_int, [_State, _Text, _Length]),
     "velmora_state_next": (ctypes.c_int, [_State, _Text, _Length]),
     "velmora_state_finish": (ctypes.c_int, [_State, _State, ctypes.POINTER(_Result)]),
+    "velmora_rows_add": (
+        ctypes.c_int,
+        [ctypes.c_void_p, ctypes.POINTER(ctypes.c_char_p), ctypes.c_size_t],
+    ),
+    "velmora_run_in_database": (
+        ctypes.c_int,
+        [
+            _Session,
+            ctypes.c_char_p,
+            ctypes.c_char_p,
+            ctypes.c_char_p,
+            _QUERY,
+            ctypes.c_void_p,
+            ctypes.POINTER(_Result),
+        ],
+    ),
     "velmora_bins_scorecard": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
     "velmora_bins_monitor": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
 }
@@ -240,6 +258,40 @@ class Session:
             self.handle, analysis.encode(), _options_text(options), ctypes.byref(handle)
         )
         self.check(code)
+        return ResultHandle(self, handle)
+
+    def run_in_database(
+        self, analysis: str, options: Mapping[str, Any], database: Mapping[str, str], query: Query
+    ) -> ResultHandle:
+        """Runs an analysis whose statements query answers; an exception of query is raised again."""
+        raised: list[BaseException] = []
+
+        def answer(_user: int | None, sql: bytes, rows: int) -> int:
+            try:
+                for row in query(sql.decode()):
+                    cells = [None if cell is None else str(cell).encode() for cell in row]
+                    array = (ctypes.c_char_p * len(cells))(*cells)
+                    if _LIBRARY.velmora_rows_add(rows, array, len(cells)) != _OK:
+                        return _FAILED
+            except BaseException as error:
+                raised.append(error)
+                return _FAILED
+            return _OK
+
+        handle = _Result()
+        with self.reporting(None):
+            code = _LIBRARY.velmora_run_in_database(
+                self.handle,
+                analysis.encode(),
+                _options_text(options),
+                _options_text(database),
+                _QUERY(answer),
+                None,
+                ctypes.byref(handle),
+            )
+            if raised:
+                raise raised[0]
+            self.check(code)
         return ResultHandle(self, handle)
 
     def load_bins(self, text: str) -> BinsHandle:

@@ -45,7 +45,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
 const std::vector<std::vector<std::string>> kWorkbenchLayers = {
     {"workbench/system"},     {"workbench/data"},    {"workbench/reader"},    {"workbench/language"},
     {"workbench/bins"},       {"workbench/stats"},   {"workbench/binning"},   {"workbench/evidence"},
-    {"workbench/ranking"},    {"workbench/states"},  {"workbench/scorecard"}, {"workbench/documents"},
+    {"workbench/ranking"},    {"workbench/states"},  {"workbench/push_down"}, {"workbench/scorecard"},
+    {"workbench/documents"},
     {"workbench/automation"}, {"workbench/dialogs"}, {"workbench/python"},    {"workbench/procedures"},
     {"workbench/session"},    {"workbench/windows"}, {"workbench/report"},    {"workbench/cli"},
     {"workbench/api"},        {"workbench/server"},

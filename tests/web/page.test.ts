@@ -427,11 +427,12 @@ describe("analyses", () => {
     const program = await open(data);
     const headers = me(program, await signIn(program));
     const names = JSON.parse((await ask(program.port, "/api/overview", headers)).text).options as string[];
-    // How the file is read is said when it is opened; where results go, and which module
+    // How the file is read is said when it is opened, and it is read, not counted by a database; where results go, and which module
     // runs, is no choice of a page.
     const elsewhere = [
       "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
       "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",
+      "push-down", "where", "cells",
       "out", "format", "csv-for", "save-bundles", "print-script", "threads", "memory", "quiet", "module", "decimal-separator", "log",
     ];
     for (const analysis of ["screen", "feature-selection"] as const) {

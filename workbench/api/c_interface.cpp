@@ -25,10 +25,12 @@
 #include "workbench/cli/scorecard/scorecard_command.h"
 #include "workbench/cli/screen/screen_counts.h"
 #include "workbench/cli/screen/screen_save.h"
+#include "workbench/cli/states/database_run.h"
 #include "workbench/cli/states/part_run.h"
 #include "workbench/cli/variables_command.h"
 #include "workbench/data/column_builder.h"
 #include "workbench/data/readers.h"
+#include "workbench/data/sql_text.h"
 #include "workbench/data/unicode.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
@@ -106,6 +108,10 @@ struct velmora_state {
   std::shared_ptr<velmora::SessionState> state;
   std::unique_ptr<velmora::PartRun> run;
   std::string handedOut;
+};
+
+struct velmora_rows {
+  std::vector<velmora::SqlRow> rows;
 };
 
 struct velmora_bins {
@@ -272,6 +278,23 @@ PartSettings ReadPartSettings(const char* json) {
 // A stream without rows is an empty part.
 void TakePart(const ArrowBatches& batches, SessionState& state, PartRun& run) {
   if (batches.RowCount() > 0) run.Take(batches.MakeTable(run.MissingTexts(), state.notices));
+}
+
+struct DatabaseSettings {
+  DatabaseKind kind = DatabaseKind::kDuckDb;
+  std::string table;
+};
+
+DatabaseSettings ReadDatabaseSettings(const char* json) {
+  CommandParser parser;
+  int dialect = 0;
+  DatabaseSettings settings;
+  parser.Choice("--dialect", dialect, {"postgresql", "duckdb"});
+  parser.Text("--table", settings.table);
+  parser.Parse(CommandWords(OptionsText(json)));
+  if (settings.table.empty()) throw UsageError("The name of the table is missing.");
+  settings.kind = static_cast<DatabaseKind>(dialect);
+  return settings;
 }
 
 // The body of velmora_bins_scorecard and velmora_bins_monitor. make: puts a report of the session's
@@ -585,6 +608,40 @@ int velmora_state_finish(velmora_state* first, velmora_state* second, velmora_re
     made->image = std::make_unique<ModuleImage>(shared.modulePath);
     shared.Work([&] { made->run = first->run->Finish(sums, "--module=" + made->image->Path()); });
     *result = made.release();
+  });
+}
+
+int velmora_run_in_database(velmora_session* session, const char* analysis, const char* options,
+                            const char* database, velmora_query query, void* user, velmora_result** result) {
+  return ForHandle(session, "session", [&](SessionState& state) {
+    const std::string name = &Required(analysis, "analysis");
+    Required(result, "result");
+    *result = nullptr;
+    if (query == nullptr) throw UsageError("The argument query is null.");
+    const DatabaseSettings settings = ReadDatabaseSettings(database);
+    auto made = std::make_unique<velmora_result>();
+    made->state = session->state;
+    made->image = std::make_unique<ModuleImage>(state.modulePath);
+    std::vector<std::string> words = ArgumentsOf(options, made->image->Path());
+    words.emplace_back("--push-down");
+    const auto run = [&](const std::string& sql) {
+      velmora_rows rows;
+      if (query(user, sql.c_str(), &rows) != VELMORA_OK)
+        throw DataError("A statement of the analysis failed.");
+      return std::move(rows.rows);
+    };
+    const push_down::SqlTable table{settings.kind, QualifiedName(settings.table), run};
+    state.Work([&] { made->run = RunInDatabase(name, words, table, settings.table); });
+    *result = made.release();
+  });
+}
+
+int velmora_rows_add(velmora_rows* rows, const char* const* cells, size_t count) {
+  return Guarded(ErrorOfThread(), [&] {
+    Required(cells, "cells");
+    SqlRow& row = Required(rows, "rows").rows.emplace_back(count);
+    for (std::size_t i = 0; i < count; ++i)
+      if (cells[i] != nullptr) row[i] = cells[i];
   });
 }
 

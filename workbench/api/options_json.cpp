@@ -43,6 +43,7 @@ constexpr CommandOnly kCommandOnly[] = {
     {"--coded", "velmora_bins_apply codes the table"},
     {"--recode", "it belongs to the command line"},
     {"--rules", "it belongs to the command line"},
+    {"--push-down", "velmora_run_in_database does it"},
 };
 
 std::string ValueText(const std::string& option, const Json& value) {

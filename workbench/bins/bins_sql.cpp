@@ -11,6 +11,7 @@
 #include <map>
 #include <set>
 
+#include "workbench/bins/bins_view.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/table.h"
 
@@ -391,18 +392,9 @@ class QueryWriter {
   std::vector<std::string>& notices_;
 };
 
-}  // namespace
-
-const std::vector<std::string>& SqlDialectNames() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> all;
-    for (const Dialect& dialect : kDialects) all.emplace_back(dialect.name);
-    return all;
-  }();
-  return names;
-}
-
-std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, SqlDialect dialect) {
+// source: empty: by the name of the data file, which the user replaces.
+std::string WriteQuery(const std::string& source, const SavedBins& bins, std::vector<std::string>& notices,
+                       SqlDialect dialect) {
   const SqlWriter sql(dialect);
   const std::string table = TableNameOf(bins.dataFile);
   std::string head = "-- Bins of predictors as velmora screen found them" +
@@ -410,7 +402,7 @@ std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, Sq
   if (dialect != SqlDialect::kStandard) head += std::string("-- SQL of ") + sql.Its().name + ".\n";
   for (const SavedResponse& response : bins.responses)
     head += "-- Response: " + OneLine(response.name) + " (" + response.kind + ").\n";
-  head += "-- Put the name of your table in place of " + OneLine(table) + ".\n";
+  if (source.empty()) head += "-- Put the name of your table in place of " + OneLine(table) + ".\n";
 
   std::vector<std::string> notes;
   QueryWriter writer(sql, notes);
@@ -436,8 +428,28 @@ std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, Sq
     head += "-- Note: " + OneLine(note) + ".\n";
     notices.push_back("SQL: " + note + ".");
   }
-  return head + "SELECT\n  cases.*" + columns + "\nFROM " + sql.Identifier(table) + sql.Its().tableAs +
-         "cases;\n";
+  return head + "SELECT\n  cases.*" + columns + "\nFROM " +
+         (source.empty() ? sql.Identifier(table) : source) + sql.Its().tableAs + "cases;\n";
+}
+
+}  // namespace
+
+const std::vector<std::string>& SqlDialectNames() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> all;
+    for (const Dialect& dialect : kDialects) all.emplace_back(dialect.name);
+    return all;
+  }();
+  return names;
+}
+
+std::string BinsSql(const SavedBins& bins, std::vector<std::string>& notices, SqlDialect dialect) {
+  return WriteQuery({}, bins, notices, dialect);
+}
+
+std::string BinsSqlOver(const std::string& source, const SavedBins& bins, std::vector<std::string>& notices,
+                        SqlDialect dialect) {
+  return WriteQuery(source, bins, notices, dialect);
 }
 
 }  // namespace velmora

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <set>
 
+#include "workbench/bins/bins_view.h"
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/recode_names.h"
 #include "workbench/cli/apply_monitor.h"
@@ -18,7 +19,9 @@
 #include "workbench/cli/progress_bar.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_files.h"
+#include "workbench/data/database_connection.h"
 #include "workbench/data/save.h"
+#include "workbench/data/sql_text.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/scorecard/binned_cases.h"
@@ -35,6 +38,7 @@ struct CommandOptions {
   std::string unseen;  // missing, error or a label; empty: as the bins say
   bool strict = false;
   bool onlyScores = false;
+  std::string view;  // --create-view
   MonitorOptions monitor;
   int csvFor = 0;
   bool quiet = false;
@@ -67,6 +71,17 @@ void CheckMonitor(const CommandOptions& options, const CommandParser& parser) {
   if (!options.out.empty()) ReportFormat(options.out);
 }
 
+void CheckView(const CommandOptions& options, const CommandParser& parser) {
+  if (options.view.empty()) return;
+  for (const char* option : {"--out", "--keep", "--unseen", "--strict", "--only-scores", "--csv-for",
+                             "--monitor", "--missing", "--missing-text", "--date-parts", "--since"}) {
+    if (parser.Has(option))
+      throw UsageError(std::string(option) +
+                       " has no effect on --create-view, which leaves the cases alone.");
+  }
+  if (options.files.size() > 1) throw UsageError("--create-view takes one file of bins.");
+}
+
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   CommandOptions options;
   CommandParser parser;
@@ -77,6 +92,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Text("--unseen", options.unseen);
   parser.Flag("--strict", options.strict);
   parser.Flag("--only-scores", options.onlyScores);
+  parser.Text("--create-view", options.view);
   options.monitor.AddTo(parser);
   AddCsvFor(parser, options.csvFor);
   parser.Flag("--quiet", options.quiet);
@@ -91,6 +107,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   options.data.path = options.files.back();
   options.files.pop_back();
   CheckMonitor(options, parser);
+  CheckView(options, parser);
   RunFiles files;
   for (const std::string& file : options.files) files.Reads("FILE", file);
   files.ReadsTable("DATA", options.data.path);
@@ -310,10 +327,29 @@ int MonitorCases(const CommandOptions& options, const std::vector<std::string>& 
   return AnyConditionMet(report) ? kExitConditionMet : kExitDone;
 }
 
+int CreateView(const CommandOptions& options) {
+  const std::string& path = options.files.front();
+  const CodingFile file = ParseCodingFile(ReadWholeFile(path), path);
+  const auto* const bins = std::get_if<SavedBins>(&file.content);
+  if (bins == nullptr)
+    throw UsageError("--create-view needs bins of --bins or a scorecard; " + path + " holds rules.");
+  const DatabaseTable table =
+      OpenDatabaseTable(options.data.path, options.data.part, options.data.threads, DatabaseAccess::kChange);
+  const bool isPostgres = table.kind == DatabaseKind::kPostgres;
+  std::vector<std::string> notices;
+  const std::string query =
+      BinsSqlOver(table.source, *bins, notices, isPostgres ? SqlDialect::kPostgresql : SqlDialect::kDuckDb);
+  for (const std::string& notice : notices) Warn(notice);
+  table.connection->Change("CREATE OR REPLACE VIEW " + QualifiedName(options.view) + " AS\n" + query);
+  if (!options.quiet) Report("The view " + options.view + " of " + table.name + " has the coded variables.");
+  return kExitDone;
+}
+
 }  // namespace
 
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
+  if (!options.view.empty()) return CreateView(options);
   if (options.monitor.monitor) return MonitorCases(options, arguments);
   UserMissing userMissing;
   Table table = LoadTable(options.data, userMissing);

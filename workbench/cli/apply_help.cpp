@@ -21,6 +21,8 @@ Examples:
       velmora apply bins.json june.csv --out june_coded.parquet
   See whether next month's cases are still like those of the bins:
       velmora apply bins.json june.csv --monitor --fail-on 'psi>0.25' --out june.html
+  Code a table of a server, where it is:
+      velmora apply bins.json 'postgresql://host/bank?table=loans' --create-view loans_coded
   All recode files of a folder, with the key and the coded variables only, for the next program:
       velmora apply recodes/*.ini june.csv --keep id | head
 
@@ -30,6 +32,10 @@ missing value and cases with an unseen level are counted apart, the latter with 
 warning when DATA has none of the levels that a file names. A text in a column of numbers costs that one value, which
 counts as missing, and the case is named. A recode file names only its predictor; the file recode_names.json beside
 it, which --recode writes, has the name of the variable, which is otherwise PREDICTOR_Coded.
+
+In a database
+  --create-view NAME      make a view of DATA, a table of PostgreSQL or DuckDB, that has its columns and the coded
+                          ones; no case leaves the database. A view of that name is replaced
 
 New values
   --unseen missing|error|LABEL

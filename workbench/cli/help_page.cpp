@@ -40,6 +40,15 @@ constexpr OptionText kDataOptions[] = {
     {"--sql-from QUERY",
      "SELECT over a database, or without DATA over files: \"SELECT * FROM 'a.parquet'\""}};
 
+constexpr OptionText kDatabaseOptions[] = {
+    {"--push-down",
+     "count inside the database: PostgreSQL, DuckDB, or a .parquet file by DuckDB; only counts, sums and quantiles "
+     "leave it, no case does. docs/scale.md says what is the same and what is not"},
+    {"--where CONDITION", "only the cases for which this condition in SQL is true, such as \"age > 30\""},
+    {"--cells N",
+     "different numbers of a column that are counted one by one (default 400, 20 to 10000); columns that have more "
+     "are cut at as many quantiles first"}};
+
 constexpr OptionText kRunOptions[] = {
     {"--threads N", "threads that work at once (default: one per processor); results do not depend on it"},
     {"--memory LIMIT",
@@ -125,6 +134,7 @@ std::string HelpPage(std::string_view page) {
           : "a CSV, TSV, Parquet or JSON-lines file or a DuckDB database (.duckdb)");
   ReplaceAll(text, "@DATA_OPTIONS@", OptionLines(kDataOptions, 30));
   ReplaceAll(text, "@DATA_OPTIONS_26@", OptionLines(kDataOptions, 26));
+  ReplaceAll(text, "@DATABASE_OPTIONS@", OptionLines(kDatabaseOptions, 30));
   ReplaceAll(text, "@RUN_OPTIONS@", OptionLines(kRunOptions, 30));
   AdaptCommands(text);
   return text;

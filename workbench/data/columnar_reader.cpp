@@ -9,9 +9,8 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "workbench/data/duckdb_session.h"
+#include "workbench/data/duckdb_file.h"
 #include "workbench/data/foreign_file.h"
-#include "workbench/data/part_choice.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -321,13 +320,8 @@ std::int64_t FirstBadJsonLine(const std::string& path) {
   return 0;
 }
 
-// What DuckDB says, about the file that the user named.
 DataError CannotRead(const ForeignFile& file, std::string_view reason) {
-  std::string text(reason);
-  for (std::size_t at = text.find(file.openPath); at != std::string::npos && !file.openPath.empty();
-       at = text.find(file.openPath, at + file.path.size()))
-    text.replace(at, file.openPath.size(), file.path);
-  return DataError("Cannot read " + file.path + ": " + text + ".");
+  return DuckDbCannotRead(file.openPath, file.path, reason);
 }
 
 }  // namespace
@@ -379,23 +373,9 @@ void ReadJson(const ForeignFile& file, RowSink& sink) {
 }
 
 void ReadDuckDb(const ForeignFile& file, RowSink& sink) {
-  std::error_code error;
-  const std::string log = file.path + ".wal";
-  if (std::filesystem::file_size(PathOf(log), error) > 0 && !error)
-    throw DataError("Cannot read " + file.path + ": " + log +
-                    " holds changes that are not in it yet; close the program that writes to it first.");
   try {
     ColumnarReader reader(file, "", sink);
-    reader.Session().Run("ATTACH " + SqlText(file.openPath) + " AS data (READ_ONLY, TYPE duckdb)");
-    reader.Session().Run("USE data");
-    std::vector<TableName> tables;
-    reader.Session().Rows(
-        "SELECT schema_name, table_name FROM duckdb_tables() WHERE database_name = 'data' UNION ALL "
-        "SELECT schema_name, view_name FROM duckdb_views() WHERE database_name = 'data' AND NOT internal "
-        "ORDER BY 1, 2",
-        [&](const char* const* texts) {
-          tables.push_back({texts[0], texts[1]});
-        });
+    const std::vector<TableName> tables = AttachDuckDbFile(reader.Session(), file.openPath, file.path, false);
     reader.SetSource(RowSource(file, tables, SqlName));
     reader.Read(-1, {}, "");
   } catch (const DuckDbError& failure) {

@@ -20,6 +20,7 @@
   FUNCTION(duckdb_create_config)                           \
   FUNCTION(duckdb_create_logical_type)                     \
   FUNCTION(duckdb_create_table_function)                   \
+  FUNCTION(duckdb_data_chunk_get_column_count)             \
   FUNCTION(duckdb_data_chunk_get_size)                     \
   FUNCTION(duckdb_data_chunk_get_vector)                   \
   FUNCTION(duckdb_data_chunk_set_size)                     \

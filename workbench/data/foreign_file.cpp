@@ -10,18 +10,20 @@
 
 namespace velmora {
 
+bool IsDuckDbFile(const std::string& path) {
+  constexpr std::string_view kDuckDbMark = "DUCK";
+  constexpr std::size_t kMarkPlace = 8;
+  std::array<char, kMarkPlace + kDuckDbMark.size()> begin{};
+  std::ifstream(PathOf(path), std::ios::binary).read(begin.data(), begin.size());
+  return std::string_view(begin.data(), begin.size()).substr(kMarkPlace) == kDuckDbMark;
+}
+
 namespace {
 
 using Reader = void (*)(const ForeignFile& file, RowSink& sink);
 
-// Both SQLite's and DuckDB's files are called .db; the first bytes say whose a file is.
 void ReadDatabase(const ForeignFile& file, RowSink& sink) {
-  constexpr std::string_view kDuckDbMark = "DUCK";
-  constexpr std::size_t kMarkPlace = 8;
-  std::array<char, kMarkPlace + kDuckDbMark.size()> begin{};
-  std::ifstream(PathOf(file.openPath), std::ios::binary).read(begin.data(), begin.size());
-  if (std::string_view(begin.data(), begin.size()).substr(kMarkPlace) == kDuckDbMark)
-    return ReadDuckDb(file, sink);
+  if (IsDuckDbFile(file.openPath)) return ReadDuckDb(file, sink);
   ReadSqlite(file, sink);
 }
 

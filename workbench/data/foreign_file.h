@@ -44,6 +44,9 @@ ReaderLimits LimitsFor(const ForeignFile& file);
 // True for the endings of the files that this header is about.
 bool IsForeignExtension(const std::string& extension);
 
+// Both SQLite's and DuckDB's files are called .db; the first bytes say whose a file is.
+bool IsDuckDbFile(const std::string& path);
+
 // Throws DataError for a part that this kind of file does not have.
 void RequireFittingPart(const std::string& path, const std::string& extension, const TablePart& part);
 

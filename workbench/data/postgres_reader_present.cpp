@@ -1,15 +1,9 @@
-// Tables and queries of a PostgreSQL server, through its client library, which is loaded when it is
-// needed. The server gives every column as a text that reads back to the same value: dates as days
+// Tables and queries of a PostgreSQL server, through its client library. The server gives every column as a text that reads back to the same value: dates as days
 // and points in time as seconds since 1970, both counted by the server.
-#include <libpq-fe.h>
-
-#include <memory>
 #include <vector>
 
-#include "workbench/data/database_address.h"
 #include "workbench/data/foreign_file.h"
-#include "workbench/data/part_choice.h"
-#include "workbench/data/server_rows.h"
+#include "workbench/data/postgres_session.h"
 #include "workbench/data/sql_text.h"
 
 namespace velmora {
@@ -17,35 +11,6 @@ namespace velmora {
 namespace {
 
 constexpr int kRowsPerTick = 1024;
-
-// The functions of libpq that are called.
-struct Library {
-  void* handle = ServerLibrary("libpq.so.5", "tables of PostgreSQL");
-  template <class Function>
-  Function* Find(const char* name) const {
-    return reinterpret_cast<Function*>(ServerFunction(handle, name));
-  }
-#define VELMORA_FUNCTION(name) decltype(&::name) name = Find<decltype(::name)>(#name)
-  VELMORA_FUNCTION(PQconnectdb);
-  VELMORA_FUNCTION(PQstatus);
-  VELMORA_FUNCTION(PQerrorMessage);
-  VELMORA_FUNCTION(PQfinish);
-  VELMORA_FUNCTION(PQsetClientEncoding);
-  VELMORA_FUNCTION(PQexec);
-  VELMORA_FUNCTION(PQresultStatus);
-  VELMORA_FUNCTION(PQclear);
-  VELMORA_FUNCTION(PQnfields);
-  VELMORA_FUNCTION(PQntuples);
-  VELMORA_FUNCTION(PQfname);
-  VELMORA_FUNCTION(PQftype);
-  VELMORA_FUNCTION(PQgetvalue);
-  VELMORA_FUNCTION(PQgetlength);
-  VELMORA_FUNCTION(PQgetisnull);
-  VELMORA_FUNCTION(PQsendQuery);
-  VELMORA_FUNCTION(PQsetSingleRowMode);
-  VELMORA_FUNCTION(PQgetResult);
-#undef VELMORA_FUNCTION
-};
 
 // How a column is selected, with $ for its name, and what its texts are.
 struct SourceColumn {
@@ -85,19 +50,17 @@ SourceColumn ColumnOfType(Oid type) {
 class PostgresReader {
  public:
   PostgresReader(const ForeignFile& file, RowSink& sink)
-      : file_(file), sink_(sink), connection_(nullptr, library_.PQfinish) {
-    connection_.reset(library_.PQconnectdb(ParseDatabaseAddress(file.openPath).withoutTable.c_str()));
-    if (library_.PQstatus(connection_.get()) != CONNECTION_OK) Fail();
-    library_.PQsetClientEncoding(connection_.get(), "UTF8");
-    // All queries see the same rows, and none changes any.
-    Query("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
-    Query("SET LOCAL extra_float_digits = 3");
+      : file_(file),
+        sink_(sink),
+        session_(ParseDatabaseAddress(file.openPath).withoutTable, file.path),
+        library_(session_.Library()) {
+    session_.BeginReading();
   }
 
   void Read() {
     const std::string source =
-        RowSource(file_, file_.part.query.empty() ? Tables() : std::vector<TableName>(), SqlName);
-    const Result empty = Query("SELECT * FROM " + source + " AS t LIMIT 0");
+        RowSource(file_, file_.part.query.empty() ? session_.Tables() : std::vector<TableName>(), SqlName);
+    const PostgresResult empty = session_.Query("SELECT * FROM " + source + " AS t LIMIT 0");
     ForeignHeader header;
     std::vector<std::size_t> wanted;
     for (int i = 0; i < library_.PQnfields(empty.get()); ++i) {
@@ -118,33 +81,6 @@ class PostgresReader {
   }
 
  private:
-  using Result = std::unique_ptr<PGresult, decltype(&::PQclear)>;
-
-  [[noreturn]] void Fail() const {
-    std::string reason = library_.PQerrorMessage(connection_.get());
-    reason = reason.substr(0, reason.find('\n'));
-    if (reason.starts_with("ERROR:")) reason.erase(0, reason.find_first_not_of(' ', 6));
-    while (!reason.empty() && (reason.back() == '.' || reason.back() == ' ')) reason.pop_back();
-    throw DataError("Cannot read " + file_.path + ": " + reason + ".");
-  }
-
-  Result Query(const std::string& sql) const {
-    Result result(library_.PQexec(connection_.get(), sql.c_str()), library_.PQclear);
-    const ExecStatusType status = library_.PQresultStatus(result.get());
-    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) Fail();
-    return result;
-  }
-
-  std::vector<TableName> Tables() const {
-    const Result names = Query(
-        "SELECT table_schema, table_name FROM information_schema.tables WHERE table_schema NOT IN "
-        "('pg_catalog', 'information_schema') ORDER BY 1, 2");
-    std::vector<TableName> tables;
-    for (int i = 0; i < library_.PQntuples(names.get()); ++i)
-      tables.push_back({library_.PQgetvalue(names.get(), i, 0), library_.PQgetvalue(names.get(), i, 1)});
-    return tables;
-  }
-
   std::string Selected(std::size_t index) const {
     std::string selected;
     for (const char c : columns_[index].expression) {
@@ -161,14 +97,14 @@ class PostgresReader {
     std::string sql = "SELECT ";
     for (const std::size_t i : wanted) sql += (i == wanted.front() ? "" : ",") + Selected(i);
     sql += " FROM " + source + " AS t(" + alias_ + ")";
-    if (library_.PQsendQuery(connection_.get(), sql.c_str()) == 0) Fail();
-    library_.PQsetSingleRowMode(connection_.get());
+    if (library_.PQsendQuery(session_.Connection(), sql.c_str()) == 0) session_.Fail();
+    library_.PQsetSingleRowMode(session_.Connection());
     std::int64_t row = 0;
     for (;;) {
-      const Result result(library_.PQgetResult(connection_.get()), library_.PQclear);
+      const PostgresResult result(library_.PQgetResult(session_.Connection()), library_.PQclear);
       if (result == nullptr) break;
       const ExecStatusType status = library_.PQresultStatus(result.get());
-      if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK) Fail();
+      if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK) session_.Fail();
       for (int r = 0; r < library_.PQntuples(result.get()); ++r) {
         for (std::size_t k = 0; k < wanted.size(); ++k) {
           const auto field = static_cast<int>(k);
@@ -187,10 +123,10 @@ class PostgresReader {
     blocks.Flush(1);
   }
 
-  Library library_;
   const ForeignFile& file_;
   RowSink& sink_;
-  std::unique_ptr<PGconn, decltype(&::PQfinish)> connection_;
+  PostgresSession session_;
+  const PostgresLibrary& library_;
   std::vector<SourceColumn> columns_;
   std::string alias_;  // numbers the columns, whose names may be equal
 };

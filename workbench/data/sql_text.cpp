@@ -20,6 +20,12 @@ std::string SqlText(std::string_view text) { return Quoted(text, '\''); }
 
 std::string SqlName(std::string_view name) { return Quoted(name, '"'); }
 
+std::string QualifiedName(std::string_view name) {
+  const std::size_t point = name.find('.');
+  if (point == std::string_view::npos) return SqlName(name);
+  return SqlName(name.substr(0, point)) + "." + QualifiedName(name.substr(point + 1));
+}
+
 std::string MySqlName(std::string_view name) { return Quoted(name, '`'); }
 
 }  // namespace velmora

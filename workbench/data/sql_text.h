@@ -10,6 +10,8 @@ namespace velmora {
 std::string SqlText(std::string_view text);
 // "name" as an identifier. The name has no NUL.
 std::string SqlName(std::string_view name);
+// "schema"."name" of SCHEMA.NAME, or "name".
+std::string QualifiedName(std::string_view name);
 // `name` as an identifier of MySQL.
 std::string MySqlName(std::string_view name);
 

@@ -68,13 +68,15 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
   const Column* const weights = NamedOrNull(table, rules.weight);
   const Column* const counts = NamedOrNull(table, rules.count);
   const Column* const rowCases = NamedOrNull(table, rules.cases);
-  // Rows that have been counted are those of cases with a response.
+  // Rows that have been counted are those of complete cases with a response.
   const Column* const response = rules.cases.empty() ? NamedOrNull(table, rules.response) : nullptr;
   const std::vector<double> codes =
       response == nullptr ? std::vector<double>() : CodesOf(*response, rules.codes);
   const Column* const rowSquares = NamedOrNull(table, rules.squares);
   std::vector<const Column*> complete;
-  for (const std::string& name : rules.complete) complete.push_back(&ColumnNamed(table, name));
+  if (rowCases == nullptr) {
+    for (const std::string& name : rules.complete) complete.push_back(&ColumnNamed(table, name));
+  }
   PartCases cases;
   const auto size = static_cast<std::size_t>(table.caseCount);
   cases.used.assign(size, 0);
@@ -124,7 +126,7 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
       cases.totals.incomplete += here;
       continue;
     }
-    const double times = counts == nullptr ? 1 : frequency;
+    const double times = counts == nullptr || rowCases != nullptr ? 1 : frequency;
     cases.used[i] = 1;
     cases.frequency[i] = frequency;
     cases.weight[i] = weights == nullptr ? frequency : times * weight;

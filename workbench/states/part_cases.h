@@ -17,10 +17,10 @@ struct CaseRules {
   std::vector<std::string> complete;    // variables that a case must have values of
   std::string response;                 // a case needs a value of it; empty: none
   std::vector<std::string> codes;       // one of these, as texts; empty: any
-  // Columns of data that a database has counted already: the number of cases of each row, and the
-  // sum of their squared weights; the weight of such a row is the sum of its cases' weights. Empty:
-  // each row is a case. Counted parts have the columns of one variable, or of a predictor and an
-  // outcome, or none of them.
+  // Of data that have been counted already, by a database: how many cases a row is, and the sum of
+  // their squared weights, where weight and count are the sums of theirs. Empty: each row is a case.
+  // Counted parts have the columns of one variable, or of a predictor and an outcome, or none of
+  // them.
   std::string cases, squares;
 
   bool LeavesOut() const {

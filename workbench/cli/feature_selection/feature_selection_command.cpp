@@ -14,6 +14,7 @@
 #include "workbench/cli/module_path.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/repeated_command.h"
+#include "workbench/cli/states/database_run.h"
 #include "workbench/data/column_store.h"
 #include "workbench/data/save.h"
 #include "workbench/data/table_sidecar.h"
@@ -186,6 +187,7 @@ FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& ar
   parser.WholeNumber("--best", settings.best, 1, kMostBest);
   parser.WholeNumber("--best-by-p", settings.bestByP, 1, kMostBest);
   parser.Number("--p-criterion", settings.pCriterion, 0, 1);
+  options.pushDown.AddTo(parser);
   parser.OutcomeOption("--dependents NAME");
   parser.Parse(arguments);
 
@@ -201,6 +203,7 @@ FeatureSelectionOptions ParseFeatureSelection(const std::vector<std::string>& ar
     throw UsageError("--dependents is missing: name the outcome, as in --dependents risk.");
   if (settings.cases.roundWeights && settings.cases.weight.empty())
     throw UsageError("--round-weights needs --weight NAME.");
+  options.pushDown.Check(parser);
   CheckClassic(parser, settings, options.printScript);
   options.variables.anyWeights = settings.classic;
   const bool isSurvey = !options.variables.weight.empty() || !options.variables.strata.empty() ||
@@ -273,15 +276,20 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments) {
 
   const MemoryLimit limit(options.memory);
   LimitColumnMemory(limit.ColumnBytes());
-  Table table = LoadTable(options.data, NeededVariables(options));
-  const VariableChoice choice = ChooseVariables(table, options.variables);
-  if (options.printScript) {
-    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
-    return kExitDone;
+  std::unique_ptr<FinishedRun> run;
+  if (options.pushDown.pushDown) {
+    run = RunPushedDown("feature-selection", arguments, options.data);
+    if (!options.output.quiet) ReportLeftOut(run->featureSelection->leftOut);
+  } else {
+    Table table = LoadTable(options.data, NeededVariables(options));
+    const VariableChoice choice = ChooseVariables(table, options.variables);
+    if (options.printScript) {
+      WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+      return kExitDone;
+    }
+    options.settings.threads = ThreadsWithin(limit, options, table, choice);
+    run = Run(options, sessionOptions, std::move(table), choice);
   }
-
-  options.settings.threads = ThreadsWithin(limit, options, table, choice);
-  const std::unique_ptr<FinishedRun> run = Run(options, sessionOptions, std::move(table), choice);
   const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
   if (std::any_of(formats.begin(), formats.end(), names))
     run->featureSelection->provenance = ProvenanceOf("feature-selection", arguments, options.data.path);

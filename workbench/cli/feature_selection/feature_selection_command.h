@@ -9,6 +9,7 @@
 #include "workbench/cli/feature_selection/feature_selection_run.h"
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/options.h"
+#include "workbench/cli/push_down_options.h"
 #include "workbench/cli/variable_choice.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/session/session.h"
@@ -23,6 +24,7 @@ struct FeatureSelectionOptions {
   ModuleOptions module;
   VariableRequest variables;
   FeatureSelectionSettings settings;
+  PushDownOptions pushDown;
   bool printScript = false;
   std::string memory;  // --memory, as of MemoryLimit
 };

@@ -24,6 +24,8 @@ Examples:
       velmora feature-selection survey.csv --dependents vote --weight w --select 'age >= 18' --missing income=-9
   A report to open in a browser@AND_COLLEAGUE@:
       velmora feature-selection credit.csv --dependents risk --out report --format @PAGE_FORMATS@
+  A table of a server, where it is:
+      velmora feature-selection 'postgresql://host/bank?table=loans' --dependents risk --push-down
   The name of the best predictor, for another program:
       velmora feature-selection credit.csv --dependents risk --format json | jq -r '.dependents[0].best[0]'
 
@@ -53,6 +55,8 @@ Cases
   quotes, as in region = 'north', names with spaces double quotes, as in "monthly income" > 1000. A comparison with a
   missing value is not true.
 
+In a database
+@DATABASE_OPTIONS@
 Ranking
   --rank-by effect            by effect, p-values second (default); or by statistic, or by p
   --intervals quantiles       about as many cases in each interval of a continuous predictor (default); or equal-width;

@@ -20,6 +20,7 @@
 #include "workbench/cli/screen/screen_save.h"
 #include "workbench/cli/screen/screen_special.h"
 #include "workbench/cli/screen/search_log.h"
+#include "workbench/cli/states/database_run.h"
 #include "workbench/data/column_store.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/terminal_text.h"
@@ -198,9 +199,11 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments) {
   options.design.AddTo(parser);
   options.redundancy.AddTo(parser);
   options.by.AddTo(parser);
+  options.pushDown.AddTo(parser);
   parser.OutcomeOption("--binary-response NAME");
   parser.Parse(arguments);
   CheckOptions(options);
+  options.pushDown.Check(parser);
   options.binning.Check(parser, options.request);
   options.evidence.Check(parser);
   options.design.Check(parser, settings.cases);
@@ -273,10 +276,48 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
   return Run(options, sessionOptions, std::move(table), choice, weight, {});
 }
 
+namespace {
+
+// A page and a workbook show cases, which a database keeps.
+std::vector<Format> FormatsOf(const ScreenOptions& options) {
+  std::vector<Format> formats = options.output.Formats();
+  if (options.pushDown.pushDown && options.output.formatNames.empty())
+    std::erase_if(formats, [](Format format) { return format == Format::kHtml || format == Format::kXlsx; });
+  return formats;
+}
+
+std::unique_ptr<FinishedRun> RunScreenInDatabase(const ScreenOptions& options,
+                                                 const std::vector<std::string>& arguments) {
+  std::unique_ptr<FinishedRun> run = RunPushedDown("screen", arguments, options.data);
+  if (!options.output.quiet) ReportLeftOut(run->screening->leftOut);
+  for (const std::string& notice : run->screening->notices) Report(notice);
+  return run;
+}
+
+// Null when the run is only printed as a script. Sets the threads of the options.
+std::unique_ptr<FinishedRun> RunScreenOnData(const MemoryLimit& limit, const std::vector<Format>& formats,
+                                             ScreenOptions& options, SessionOptions& sessionOptions) {
+  const CaseOptions& cases = options.settings.cases;
+  UserMissing userMissing;
+  Table table =
+      options.special.TakesUserMissing() ? LoadTable(options.data, userMissing) : LoadTable(options.data);
+  const int weight = ChooseCaseWeight(table, cases, options.binning.classic || cases.rawWeights);
+  const CaseBitmap selected = SelectedCases(table, cases);
+  const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
+  if (options.printScript) {
+    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
+    return nullptr;
+  }
+  options.data.threads = sessionOptions.threads = ThreadsWithin(limit, options, table, choice);
+  const std::map<int, std::vector<double>> fileCodes = options.special.Restore(userMissing, choice, table);
+  return Run(options, sessionOptions, std::move(table), choice, weight, fileCodes);
+}
+
+}  // namespace
+
 int RunScreenCommand(const std::vector<std::string>& arguments) {
   ScreenOptions options = ParseScreen(arguments);
-  const std::vector<Format> formats = options.output.Formats();
-  const CaseOptions& cases = options.settings.cases;
+  const std::vector<Format> formats = FormatsOf(options);
   RunFiles files;
   files.ReadsTable("DATA", options.data.path);
   if (!options.settings.cutPointsFile.empty()) files.Reads("--cut-points", options.settings.cutPointsFile);
@@ -296,27 +337,21 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
 
   const MemoryLimit limit(options.memory);
   LimitColumnMemory(limit.ColumnBytes());
-  UserMissing userMissing;
-  Table table =
-      options.special.TakesUserMissing() ? LoadTable(options.data, userMissing) : LoadTable(options.data);
-  const int weight = ChooseCaseWeight(table, cases, options.binning.classic || cases.rawWeights);
-  const CaseBitmap selected = SelectedCases(table, cases);
-  const ScreenChoice choice = ChooseForScreening(table, options.request, selected, weight);
-  if (options.printScript) {
-    WriteToStandardOutput(ScriptOf(options, formats, table, choice));
-    return kExitDone;
-  }
-  options.data.threads = sessionOptions.threads = ThreadsWithin(limit, options, table, choice);
-  const std::map<int, std::vector<double>> fileCodes = options.special.Restore(userMissing, choice, table);
-  const std::unique_ptr<FinishedRun> run =
-      Run(options, sessionOptions, std::move(table), choice, weight, fileCodes);
+  const std::unique_ptr<FinishedRun> run = options.pushDown.pushDown
+                                               ? RunScreenInDatabase(options, arguments)
+                                               : RunScreenOnData(limit, formats, options, sessionOptions);
+  if (run == nullptr) return kExitDone;
   const auto names = [](Format format) { return format != Format::kTerminal && format != Format::kCsv; };
   if (std::any_of(formats.begin(), formats.end(), names))
     run->screening->provenance = ProvenanceOf("screen", arguments, options.data.path);
   OutputWriters writers = run->Writers();
   if (options.save.Any()) {
     writers.addFilesElsewhere = [&](OutputFiles& outputs) {
-      SaveScreening(options.save, options.output, *run->screening, run->session, run->frontend, outputs);
+      if (run->hasNoCases) {
+        SaveBinsOfParts(options.save, *run->screening, *run->bins, run->session, outputs);
+      } else {
+        SaveScreening(options.save, options.output, *run->screening, run->session, run->frontend, outputs);
+      }
     };
   }
   WriteOutputs(options.output, formats, writers, files);

@@ -8,6 +8,7 @@
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/finished_run.h"
 #include "workbench/cli/options.h"
+#include "workbench/cli/push_down_options.h"
 #include "workbench/cli/screen/screen_binning.h"
 #include "workbench/cli/screen/screen_by.h"
 #include "workbench/cli/screen/screen_choice.h"
@@ -37,6 +38,7 @@ struct ScreenOptions {
   DesignOptions design;
   RedundancyOptions redundancy;
   ByOptions by;
+  PushDownOptions pushDown;
   bool printScript = false;
   std::string memory;  // --memory, as of MemoryLimit
 };

@@ -68,6 +68,8 @@ Cases
                               out-of-fold figures are those of other clusters
 @DATA_OPTIONS@  'velmora help feature-selection' describes EXPR.
 
+In a database
+@DATABASE_OPTIONS@
 Bins
   --cut-points FILE           a JSON file with your own bins: cut points of measured variables (a cut point belongs
                               to the bin below it), groups of levels of categorical ones, or what --bins has written

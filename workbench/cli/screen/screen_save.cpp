@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 
@@ -310,9 +311,19 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best) 
 
 namespace {
 
+// Adds counts to bins that have none.
+using CountBins = std::function<void(SavedBins& bins)>;
+
+CountBins CountsInData(const ScreenReport& report, const Session& session) {
+  return [&](SavedBins& bins) {
+    AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
+              session.WeightVariable(), report.weights, bins);
+  };
+}
+
 // The files that hold bins without the module's help.
-void SaveBinsFiles(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,
-                   const Session& session, OutputFiles& files) {
+void SaveBinsFiles(const SaveOptions& options, const SavedBins& bins, const Session& session,
+                   const CountBins& count, OutputFiles& files) {
   if (options.sql.empty() && options.python.empty() && options.bins.empty()) return;
   std::vector<std::string> notices;
   SavedBins undated = WithoutDates(bins, session.Data(), notices);
@@ -321,8 +332,7 @@ void SaveBinsFiles(const SaveOptions& options, const ScreenReport& report, const
   for (const std::string& notice : notices) Warn(notice);
   if (!options.python.empty()) files.AddAt(PathOf(options.python), BinsPython(undated));
   if (!options.bins.empty()) {
-    AddCounts(session.Data(), SelectCases(session.Data(), {report.select, report.exclude}),
-              session.WeightVariable(), report.weights, undated);
+    count(undated);
     files.AddAt(PathOf(options.bins), BinsJson(undated));
   }
 }
@@ -351,15 +361,25 @@ std::vector<std::string> ScriptedSaves(const SaveOptions& options) {
 
 void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
                 OutputFiles& files) {
-  SaveBinsFiles(options, report, SavedBinsOf(report, session.Data(), NumberToSave(options, report)), session,
-                files);
+  SaveBinsFiles(options, SavedBinsOf(report, session.Data(), NumberToSave(options, report)), session,
+                CountsInData(report, session), files);
+}
+
+void SaveBinsOfParts(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,
+                     const Session& session, OutputFiles& files) {
+  SavedBins best = bins;
+  const auto count = static_cast<std::size_t>(NumberToSave(options, report));
+  for (SavedResponse& response : best.responses)
+    if (response.predictors.size() > count) response.predictors.resize(count);
+  SaveBinsFiles(
+      options, best, session, [](SavedBins&) {}, files);
 }
 
 void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
                    Session& session, TerminalFrontend& frontend, OutputFiles& files) {
   const int count = NumberToSave(options, report);
   const SavedBins bins = SavedBinsOf(report, session.Data(), count);
-  SaveBinsFiles(options, report, bins, session, files);
+  SaveBinsFiles(options, bins, session, CountsInData(report, session), files);
   if (!options.recodeFolder.empty() || !options.rules.empty()) WarnOfMissingCodes(bins);
   const AutomationClient dialog = session.ResultsDialog();
   dialog.Put("NumberOfPredictorsToSave", count);

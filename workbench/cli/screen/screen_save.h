@@ -36,6 +36,10 @@ std::vector<std::string> ScriptedSaves(const SaveOptions& options);
 void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
                 OutputFiles& files);
 
+// The same of a screening of data in parts, whose bins have their counts.
+void SaveBinsOfParts(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,
+                     const Session& session, OutputFiles& files);
+
 // Makes the files that the options name. Coded variables and the figures of their bins are added to
 // the session's table. Throws RunError and DataError with one sentence, Cancelled.
 void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,

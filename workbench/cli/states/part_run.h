@@ -46,7 +46,7 @@ class PartRun {
   // Of a first pass: the empty state of the second one. Throws UsageError as the command does.
   virtual std::string SecondPass() const = 0;
   // Of a first pass: the results. sums: the second one. moduleWord: the option --module of the
-  // session.
+  // session; empty: as the words of the run say.
   virtual std::unique_ptr<FinishedRun> Finish(const PartRun& sums, const std::string& moduleWord) const = 0;
   // Texts of the parts that mean a missing value.
   virtual std::vector<std::string> MissingTexts() const = 0;

@@ -39,7 +39,8 @@ class ScreeningSurvey final : public SurveyRun {
     // Weighted cases only have been surveyed.
     Table weighted = table;
     const int weight = ChooseWeight(table, Rules().weight, true);
-    if (weight != 0) weighted.Variable(weight).values = std::vector(static_cast<std::size_t>(table.caseCount), 1.0);
+    if (weight != 0)
+      weighted.Variable(weight).values = std::vector(static_cast<std::size_t>(table.caseCount), 1.0);
     ScreenChoice choice = ChooseForScreening(weighted, options_.request, CaseBitmap(table.caseCount), weight);
     std::erase_if(choice.categoricalPredictors, [&](int number) {
       if (!IsUncounted(number)) return false;

@@ -140,9 +140,9 @@ states::OutcomePart SumsRun::PartOf(const Outcome& outcome, const Table& table,
 }
 
 void SumsRun::Take(Table part) {
-  PreparePart(part, plan_.missingCodes);
-  const PartCases cases = states::CollectCases(part, plan_.rules);
   const bool isCounted = !plan_.rules.cases.empty();
+  if (!isCounted) PreparePart(part, plan_.missingCodes);
+  const PartCases cases = states::CollectCases(part, plan_.rules);
   std::vector<states::OutcomePart> outcomes;
   for (const Outcome& outcome : plan_.outcomes) {
     const std::string& name = outcome.IsMeasured() ? outcome.measured.variable : outcome.classes.variable;

@@ -20,9 +20,10 @@ SurveyRun::SurveyRun(PartRunKey key, CaseRules rules, DataOptions data)
     : key_(std::move(key)), rules_(std::move(rules)), data_(std::move(data)) {}
 
 void SurveyRun::Take(Table part) {
-  PreparePart(part, data_.missingCodes);
+  const bool isCounted = !rules_.cases.empty();
+  if (!isCounted) PreparePart(part, data_.missingCodes);
   const PartCases cases = states::CollectCases(part, rules_);
-  if (!rules_.cases.empty()) return TakeCounted(part, cases);
+  if (isCounted) return TakeCounted(part, cases);
   if (surveys_.empty()) {
     for (const Column& column : part.columns) surveys_.emplace_back(column.name, key_.settings.limits);
   }
@@ -34,7 +35,8 @@ void SurveyRun::Take(Table part) {
 void SurveyRun::TakeCounted(const Table& part, const PartCases& cases) {
   bool anyVariable = false;
   for (const Column& column : part.columns) {
-    if (column.name == rules_.cases || column.name == rules_.squares || column.name == rules_.weight)
+    const std::string& name = column.name;
+    if (name == rules_.cases || name == rules_.squares || name == rules_.weight || name == rules_.count)
       continue;
     anyVariable = true;
     auto survey = std::find_if(surveys_.begin(), surveys_.end(),
@@ -44,6 +46,11 @@ void SurveyRun::TakeCounted(const Table& part, const PartCases& cases) {
     survey->Take(column, cases, false);
   }
   if (!anyVariable) totals_.Merge(cases.totals);
+}
+
+void SurveyRun::StartCounted(const std::vector<std::string>& columns, const states::CaseTotals& totals) {
+  for (const std::string& name : columns) surveys_.emplace_back(name, key_.settings.limits);
+  totals_.Merge(totals);
 }
 
 Packed SurveyRun::Pack() const {
@@ -86,7 +93,7 @@ std::unique_ptr<FinishedRun> SurveyRun::Finish(const PartRun& sums, const std::s
   if (!PlanFor(table).CountsAs(second->ThePlan()))
     throw DataError("The state of the second pass was not made from this state of the first pass.");
   std::vector<std::string> words = key_.words;
-  words.push_back(moduleWord);
+  if (!moduleWord.empty()) words.push_back(moduleWord);
   return FinishRun(std::move(table), *second, words);
 }
 
@@ -110,11 +117,14 @@ Table SurveyRun::Representatives() const {
                    std::to_string(static_cast<std::int64_t>(totals_.notSelected)) + ".");
   Table table;
   for (const VariableSurvey& survey : surveys_) table.columns.push_back(survey.Representative({}));
-  // Counted parts have sums of weights, not the variable itself.
-  if (!rules_.cases.empty() && !rules_.weight.empty()) {
-    Column& weight = table.columns.emplace_back();
-    weight.name = rules_.weight;
-    weight.values = {1};
+  // Counted parts have sums of weights and counts, not the variables themselves.
+  for (const std::string* const name : {&rules_.weight, &rules_.count}) {
+    if (rules_.cases.empty() || name->empty()) continue;
+    const auto found = std::find_if(table.columns.begin(), table.columns.end(),
+                                    [&](const Column& column) { return column.name == *name; });
+    Column& column = found == table.columns.end() ? table.columns.emplace_back() : *found;
+    column.name = *name;
+    column.values = {1};
   }
   std::size_t most = 1;
   for (const Column& column : table.columns) most = std::max(most, column.values.size());
@@ -133,9 +143,11 @@ std::string SurveyRun::PrecisionNotice(const std::vector<int>& variables) const 
     ++count;
     error = std::max(error, cells.RankError());
   }
-  if (count == 0) return {};
-  return Counted(count, "variable has", "variables have") + " more than " +
-         std::to_string(key_.settings.limits.cells) +
+  return count == 0 ? std::string() : PrecisionSentence(count, key_.settings.limits.cells, error);
+}
+
+std::string PrecisionSentence(std::size_t count, std::size_t cells, double error) {
+  return Counted(count, "variable has", "variables have") + " more than " + std::to_string(cells) +
          " different values, so ends of intervals are off by up to " + ShownNumber(100 * error, "0.0000") +
          " % of the cases.";
 }

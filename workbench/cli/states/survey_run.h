@@ -13,12 +13,20 @@
 
 namespace velmora {
 
+// count: variables that have more than cells values; error: the largest share of the cases in a cell.
+std::string PrecisionSentence(std::size_t count, std::size_t cells, double error);
+
 class SurveyRun : public PartRun {
  public:
   void Take(Table part) final;
+  // Of cases that a database has counted, before any part: the columns of its table, in order, and
+  // what the cases are.
+  void StartCounted(const std::vector<std::string>& columns, const states::CaseTotals& totals);
   std::string SecondPass() const final;
   std::unique_ptr<FinishedRun> Finish(const PartRun& sums, const std::string& moduleWord) const final;
   std::vector<std::string> MissingTexts() const final { return SplitList(data_.missingTexts); }
+  const states::CaseRules& Rules() const { return rules_; }
+  const DataOptions& Data() const { return data_; }
 
  protected:
   SurveyRun(PartRunKey key, states::CaseRules rules, DataOptions data);
@@ -27,7 +35,6 @@ class SurveyRun : public PartRun {
   void MergePacked(const states::Packed& packed) final;
 
   const PartRunKey& Key() const { return key_; }
-  const states::CaseRules& Rules() const { return rules_; }
   const states::CaseTotals& Totals() const { return totals_; }
   const states::VariableSurvey& Survey(int variableNumber) const {
     return surveys_[static_cast<std::size_t>(variableNumber - 1)];

@@ -1,0 +1,58 @@
+// A database that answers statements with small results, for what is computed inside it: only the
+// answers leave it.
+//
+//   DatabaseTable table = OpenDatabaseTable("postgresql://host/bank?table=loans", {}, 0);
+//   for (const SqlRow& row : table.connection->Rows("SELECT count(*) FROM " + table.source, tick)) ...
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "workbench/data/errors.h"
+#include "workbench/data/table_part.h"
+
+namespace velmora {
+
+enum class DatabaseKind { kPostgres, kDuckDb };
+
+// Each cell as a text that reads back to the same value; nothing: null.
+using SqlRow = std::vector<std::optional<std::string>>;
+
+class DatabaseConnection {
+ public:
+  virtual ~DatabaseConnection() = default;
+  // The columns of sql have names of their own. tick: called between the steps; when it returns
+  // false the statement is interrupted and Cancelled thrown. Throws DataError with the database's
+  // own sentence.
+  virtual std::vector<SqlRow> Rows(const std::string& sql, const std::function<bool()>& tick) = 0;
+  // A statement that changes the database, on a connection that was opened for it.
+  virtual void Change(const std::string& sql) = 0;
+};
+
+struct DatabaseTable {
+  std::unique_ptr<DatabaseConnection> connection;
+  DatabaseKind kind = DatabaseKind::kDuckDb;
+  std::string source;  // the table as FROM names it
+  std::string name;    // what messages call it: the path, or the address without its password
+};
+
+enum class DatabaseAccess {
+  kRead,   // PostgreSQL: all statements see the same rows, and none changes any
+  kChange  // each statement by itself
+};
+
+// path, part: an address of PostgreSQL, a DuckDB file, a Parquet file, or a query over files, which
+// DuckDB runs. threads: of DuckDB, 0: one per processor. Throws DataError for anything else, and as
+// ReadTable does.
+DatabaseTable OpenDatabaseTable(const std::string& path, const TablePart& part, int threads,
+                                DatabaseAccess access = DatabaseAccess::kRead);
+
+// What OpenDatabaseTable does for one kind. shown: what messages call the database.
+DatabaseTable OpenPostgresTable(std::string_view address, const std::string& shown, const TablePart& part,
+                                DatabaseAccess access);
+
+}  // namespace velmora
