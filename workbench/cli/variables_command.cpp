@@ -149,7 +149,7 @@ std::string TextOf(const ordered_json& json, int indent) {
   return json.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
 }
 
-std::string Json(const Table& table, const std::vector<VariableProfile>& profiles) {
+std::string ProfilesJson(const Table& table, const std::vector<VariableProfile>& profiles) {
   ordered_json variables = ordered_json::array();
   for (const VariableProfile& profile : profiles) {
     variables.push_back(JsonOf(table, profile, SIZE_MAX));
@@ -175,7 +175,7 @@ std::string VariableJson(const Table& table, const VariableProfile& profile, std
   return TextOf(JsonOf(table, profile, mostLabels), -1);
 }
 
-std::string VariablesJson(const Table& table) { return Json(table, Profiles(table)); }
+std::string VariablesJson(const Table& table) { return ProfilesJson(table, Profiles(table)); }
 
 int RunVariablesCommand(const std::vector<std::string>& arguments) {
   DataOptions data;
@@ -189,7 +189,7 @@ int RunVariablesCommand(const std::vector<std::string>& arguments) {
   const Table table = LoadTable(data);
   const std::vector<VariableProfile> profiles = Profiles(table);
   if (format == 1) {
-    WriteToStandardOutput(Json(table, profiles));
+    WriteToStandardOutput(ProfilesJson(table, profiles));
   } else if (format == 2) {
     const std::string csv = Csv(table, profiles);
     WriteToStandardOutput(csvFor == 0 ? csv : SpreadsheetCsv(csv));
