@@ -1,6 +1,6 @@
 // The binned predictors of an outcome, and the editor of the bins of one of them. Every figure
 // comes from the server, which computes it from counts.
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
@@ -284,7 +284,8 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
       toggle(Number(key) - 1);
     }
   };
-  useEffect(() => {
+  // Before the next key can come: an effect after painting would answer it with the state before this one.
+  useLayoutEffect(() => {
     addEventListener("keydown", onKey);
     return () => removeEventListener("keydown", onKey);
   });
