@@ -39,8 +39,9 @@ struct ServeOptions {
       throw UsageError("--tls-cert and --tls-key belong together.");
     if (options.certificate.empty() && !withoutTls && !IsOfThisMachine(options.host))
       throw UsageError(
-          "Without TLS, everybody on the way reads the password and the data: give --tls-cert and --tls-key, "
-          "or --without-tls before a proxy that has a certificate.");
+          "Without TLS, anyone on the network path can read the password and the data: give --tls-cert and "
+          "--tls-key, "
+          "or --without-tls behind a proxy that has a certificate.");
     const bool isEvery = options.host == "0.0.0.0" || options.host == "::";
     if (isEvery && options.hostNames.empty())
       throw UsageError("--host " + options.host +
@@ -54,7 +55,7 @@ void WarnOfOthers(const PageServerOptions& options) {
   Warn("whoever reaches " + options.host + " and knows the password reads the data files under " + folders +
        ", runs analyses on this machine and writes projects and bins beside the data.");
   if (options.certificate.empty())
-    Warn("there is no TLS: everybody on the way to this machine reads the password and the data.");
+    Warn("there is no TLS: anyone on the network path can read the password and the data.");
 }
 
 int RunPage(const std::vector<std::string>& arguments, bool isForOthers) {
