@@ -47,7 +47,7 @@ class PushDown : public ::testing::Test {
     // Weights, counts, missing values, many numbers, and columns that no analysis takes.
     session.Run(
         "CREATE TABLE loans AS SELECT * EXCLUDE (place), 0.5 + (place * 37 % 100) / 64.0 AS w, "
-        "1 + place % 3 AS n, CASE WHEN place % 7 = 0 THEN NULL ELSE purpose END AS aim, "
+        "1 + place % 3 AS n, CASE place % 7 WHEN 0 THEN NULL WHEN 1 THEN ' ' ELSE purpose END AS aim, "
         "CASE WHEN place % 5 = 0 THEN -9 ELSE age * 1.25 END AS worth, "
         "amount * 1000 + place AS many, place % 11 < 4 AS flag, place AS id, "
         "9007199254740992 + place AS account, DATE '2024-01-01' + CAST(place % 300 AS INTEGER) AS day, "

@@ -244,8 +244,8 @@ class CaseWriter {
   std::string Missing() const {
     if (!HoldsNumbers()) {
       // A text of blanks and tabs is missing, which matters where anything else than NULL could be
-      // given. Trimming would take other blanks away, too, in some databases. Texts such as yes and no may be truth values in the database, which do not compare
-      // with an empty text.
+      // given. Trimming would take other blanks away, too, in some databases. Texts such as yes and
+      // no may be truth values in the database, which do not compare with an empty text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
       const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
       return name_ + " IS NULL" +

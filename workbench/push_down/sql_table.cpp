@@ -93,7 +93,9 @@ std::string ValueExpression(const SqlColumn& column, DatabaseKind database) {
     case ValueKind::kText:
       break;
   }
-  return "NULLIF(CAST(" + name + " AS TEXT), '')";
+  // Texts of blanks and tabs are missing, as in files.
+  const std::string text = "CAST(" + name + " AS TEXT)";
+  return "CASE WHEN REPLACE(REPLACE(" + text + ", '\t', ''), ' ', '') <> '' THEN " + text + " END";
 }
 
 std::string NumberLiteral(double value) {

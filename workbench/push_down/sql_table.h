@@ -29,8 +29,8 @@ struct SqlColumn {
 // In the order of the table. Throws what run throws.
 std::vector<SqlColumn> ReadColumns(const SqlTable& table);
 
-// The value of a column that has a kind. Null where it is missing: infinities, NaN and empty texts
-// are.
+// The value of a column that has a kind. Null where it is missing: infinities, NaN, and texts of
+// blanks and tabs are.
 std::string ValueExpression(const SqlColumn& column, DatabaseKind database);
 
 // A double as a literal that reads back to it, also where literals without an exponent are decimals.

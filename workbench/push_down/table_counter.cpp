@@ -279,11 +279,11 @@ states::CaseTotals TableCounter::CountCases() const {
   const std::vector<std::string> conditions = Conditions();
   const bool isWeighted = !rules_.cases.weight.empty();
   std::string selected = "count(*) AS r0";
-  std::vector<std::string> so_far;
+  std::vector<std::string> soFar;
   std::size_t answers = 1;
   for (const std::string& condition : conditions) {
-    so_far.push_back(condition);
-    selected += ", count(*) FILTER (WHERE " + And(so_far) + ") AS " + Answer(answers++);
+    soFar.push_back(condition);
+    selected += ", count(*) FILTER (WHERE " + And(soFar) + ") AS " + Answer(answers++);
   }
   if (isWeighted) {
     const std::vector<std::string> negative = {rules_.where.empty() ? "TRUE" : conditions.front(),
