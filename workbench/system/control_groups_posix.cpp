@@ -29,16 +29,21 @@ std::uint64_t NumberAfter(const std::filesystem::path& path, const std::string& 
 }
 
 struct FileNames {
-  const char *limit, *used, *ofFiles;
+  const char *limit, *used, *ofFiles, *ofFilesInMemory;
 };
-constexpr FileNames kVersion1 = {"memory.limit_in_bytes", "memory.usage_in_bytes", "total_cache"};
-constexpr FileNames kVersion2 = {"memory.max", "memory.current", "file"};
+constexpr FileNames kVersion1 = {"memory.limit_in_bytes", "memory.usage_in_bytes", "total_cache",
+                                 "total_shmem"};
+constexpr FileNames kVersion2 = {"memory.max", "memory.current", "file", "shmem"};
 
 std::uint64_t LeftByGroup(const std::filesystem::path& group, const FileNames& names) {
   const auto limit = NumberIn(group / names.limit);
   const auto used = NumberIn(group / names.used);
   if (!limit || !used) return kNoLimit;
-  const std::uint64_t kept = *used - std::min(*used, NumberAfter(group / "memory.stat", names.ofFiles));
+  // The pages of files on disk are given back when memory is short; those of a tmpfs cannot be.
+  const std::filesystem::path statistics = group / "memory.stat";
+  const std::uint64_t ofFiles = NumberAfter(statistics, names.ofFiles);
+  const std::uint64_t onDisk = ofFiles - std::min(ofFiles, NumberAfter(statistics, names.ofFilesInMemory));
+  const std::uint64_t kept = *used - std::min(*used, onDisk);
   return *limit - std::min(*limit, kept);
 }
 
