@@ -7,6 +7,7 @@
 
 #include "tests/data/data_test_support.h"
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/save.h"
 
 namespace velmora {
@@ -75,6 +76,20 @@ TEST_F(DataTest, AFullDiskLeavesTheOldFileAndNothingElse) {
     std::filesystem::remove(path);
     EXPECT_EQ(FileCount(folder_), 0U) << name;
   }
+}
+
+TEST_F(DataTest, AFullDiskThatCannotTakeAStoredTableIsNamed) {
+  std::string text = "x\n";
+  for (int i = 0; i < 100000; ++i) text += std::to_string(i) + "\n";
+  const std::string path = WriteFile("a.csv", text);
+  std::string error;
+  {
+    const FullDisk full(100000);
+    LimitColumnMemory(1);
+    error = ErrorOf([&] { ReadTable(path); });
+    LimitColumnMemory(0);
+  }
+  EXPECT_THAT(error, HasSubstr("The table is larger than the memory it may take and cannot be kept in "));
 }
 
 TEST_F(DataTest, FilesAreWrittenWholeOrNotAtAll) {

@@ -114,11 +114,13 @@ std::filesystem::path ColumnStore::PathOfColumn(std::size_t column) const {
 void ColumnStore::Append(std::size_t column, std::span<const double> cells) const {
   if (cells.empty()) return;
   const std::filesystem::path path = PathOfColumn(column);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFile(path, "ab"), &std::fclose);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFile(path, "ab"), &std::fclose);
   const auto fail = [&] { throw CannotStore(path.parent_path().parent_path(), std::strerror(errno)); };
   if (!file) fail();
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   if (std::fwrite(cells.data(), sizeof(double), cells.size(), file.get()) != cells.size()) fail();
+  // Some file systems find out at the end that the disk is full.
+  if (std::fclose(file.release()) != 0) fail();
 }
 
 void ColumnStore::Clear(std::size_t column) const noexcept {
