@@ -128,18 +128,16 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   std::set<int> binnedByUser;
   for (const auto& [number, bins] : userBins) binnedByUser.insert(number);
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
-  if (settings.binning) {
-    for (const std::string& notice : UnmetBinCounts(report, *settings.binning)) Report(notice);
-  }
   if (log) {
     log->AddTo(report);
-    AppendOnce(report.notices, UnmetBinCounts(report, *settings.binning));
+    const std::vector<std::string> unmet = UnmetBinCounts(report, *settings.binning);
+    for (const std::string& notice : unmet) Report(notice);
+    AppendOnce(report.notices, unmet);
     const bool byP = settings.rankBy == RankBy::kP;
     if (byP && std::any_of(report.responses.begin(), report.responses.end(), HasSearched)) {
       notices.emplace_back(
-          "--rank-by p: these are the p-values of bins that were searched for on the same cases, smaller "
-          "than "
-          "chance makes them; --permutations N gives those of the whole search.");
+          "--rank-by p: these are the p-values of bins that were searched for on the same cases, "
+          "smaller than chance makes them; --permutations N gives those of the whole search.");
       Report(notices.back());
     }
     AddDesign(design, choice, *log, run->session, options.data.threads, report);
