@@ -1,6 +1,7 @@
 """The analyses in DuckDB and PostgreSQL against those in memory."""
 
 import json
+import subprocess
 import sys
 from pathlib import Path
 
@@ -169,6 +170,11 @@ def test_command(postgres, many, command, tmp_path):
     expected = pd.read_csv(applied)["risk_income_Coded"].value_counts().to_dict()
     rows = connection.execute('SELECT "risk_income_Coded", count(*) FROM coded_by_command GROUP BY 1')
     assert dict(rows.fetchall()) == expected
+    # A view of itself is refused, and the one before is kept.
+    with pytest.raises(subprocess.CalledProcessError) as failed:
+        command("apply", bins, address + "&table=coded_by_command", "--create-view", "coded_by_command")
+    assert failed.value.stderr.startswith("velmora: Cannot change postgresql://")
+    assert connection.execute("SELECT count(*) FROM coded_by_command").fetchone()[0] == len(many)
 
 
 def test_wrong_calls(duck):

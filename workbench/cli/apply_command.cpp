@@ -340,7 +340,10 @@ int CreateView(const CommandOptions& options) {
   const std::string query =
       BinsSqlOver(table.source, *bins, notices, isPostgres ? SqlDialect::kPostgresql : SqlDialect::kDuckDb);
   for (const std::string& notice : notices) Warn(notice);
-  table.connection->Change("CREATE OR REPLACE VIEW " + QualifiedName(options.view) + " AS\n" + query);
+  // The second statement fails for a view of itself, and so keeps the old one.
+  const std::string view = QualifiedName(options.view);
+  table.connection->Change(
+      {"CREATE OR REPLACE VIEW " + view + " AS\n" + query, "SELECT * FROM " + view + " LIMIT 0"});
   if (!options.quiet) Report("The view " + options.view + " of " + table.name + " has the coded variables.");
   return kExitDone;
 }

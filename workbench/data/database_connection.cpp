@@ -45,15 +45,27 @@ class DuckDbConnection final : public DatabaseConnection {
     return rows;
   }
 
-  void Change(const std::string& sql) override {
+  void Change(const std::vector<std::string>& statements) override {
     try {
-      session_.Run(sql);
+      session_.Run("BEGIN");
+      for (const std::string& sql : statements) session_.Run(sql);
+      session_.Run("COMMIT");
     } catch (const DuckDbError& error) {
-      throw DataError("Cannot change " + shown_ + ": " + error.what() + ".");
+      const DataError failure("Cannot change " + shown_ + ": " + error.what() + ".");
+      Rollback();
+      throw failure;
     }
   }
 
  private:
+  void Rollback() {
+    try {
+      session_.Run("ROLLBACK");
+    } catch (const DuckDbError&) {
+      // A failed COMMIT has rolled back.
+    }
+  }
+
   std::string path_, shown_;
   DuckDbSession session_;
 };
@@ -108,6 +120,9 @@ DatabaseTable OpenDatabaseTable(const std::string& path, const TablePart& part, 
         "A database that computes is PostgreSQL (postgresql://...) or DuckDB (a .duckdb or "
         ".parquet file, or --sql-from without DATA), unlike " +
         (address.server == DatabaseServer::kNone ? path : address.shown) + ".");
+  if (access == DatabaseAccess::kChange && !isDuckDb)
+    throw DataError("Only PostgreSQL and .duckdb files can be changed, unlike " +
+                    (path.empty() ? "a query over files" : path) + ".");
   if (isFile && !std::filesystem::exists(PathOf(path))) throw DataError("There is no file " + path + ".");
   if (isFile && !isDuckDb) RequireFittingPart(path, "parquet", part);
   return OpenDuckDbTable(path, part, threads, access);

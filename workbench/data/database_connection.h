@@ -29,8 +29,9 @@ class DatabaseConnection {
   // false the statement is interrupted and Cancelled thrown. Throws DataError with the database's
   // own sentence.
   virtual std::vector<SqlRow> Rows(const std::string& sql, const std::function<bool()>& tick) = 0;
-  // A statement that changes the database, on a connection that was opened for it.
-  virtual void Change(const std::string& sql) = 0;
+  // Statements that may change the database, on a connection that was opened for it: all of them, or
+  // none. Throws DataError with the database's own sentence.
+  virtual void Change(const std::vector<std::string>& statements) = 0;
 };
 
 struct DatabaseTable {
@@ -42,7 +43,7 @@ struct DatabaseTable {
 
 enum class DatabaseAccess {
   kRead,   // PostgreSQL: all statements see the same rows, and none changes any
-  kChange  // each statement by itself
+  kChange  // statements may change the database, which a file of Parquet and a query do not allow
 };
 
 // path, part: an address of PostgreSQL, a DuckDB file, a Parquet file, or a query over files, which

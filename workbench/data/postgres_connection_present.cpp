@@ -38,7 +38,12 @@ class PostgresConnection final : public DatabaseConnection {
     }
   }
 
-  void Change(const std::string& sql) override { session_.Query(sql); }
+  // The server ends an open transaction that failed when the connection ends.
+  void Change(const std::vector<std::string>& statements) override {
+    session_.Query("BEGIN", "change");
+    for (const std::string& sql : statements) session_.Query(sql, "change");
+    session_.Query("COMMIT", "change");
+  }
 
  private:
   // Until the server has answered.

@@ -57,11 +57,12 @@ class PostgresSession {
 
   // From here on all statements see the same rows, and none changes any.
   void BeginReading() const;
-  PostgresResult Query(const std::string& sql) const;
+  // purpose: what a message says cannot be done when the statement fails.
+  PostgresResult Query(const std::string& sql, const char* purpose = "read") const;
   // Of all schemas but the server's own, in order.
   std::vector<TableName> Tables() const;
   // Throws DataError with the reason of the latest failure.
-  [[noreturn]] void Fail() const;
+  [[noreturn]] void Fail(const char* purpose = "read") const;
 
   const PostgresLibrary& Library() const { return library_; }
   PGconn* Connection() const { return connection_.get(); }

@@ -16,18 +16,18 @@ void PostgresSession::BeginReading() const {
   Query("SET LOCAL extra_float_digits = 3");
 }
 
-void PostgresSession::Fail() const {
+void PostgresSession::Fail(const char* purpose) const {
   std::string reason = library_.PQerrorMessage(connection_.get());
   reason = reason.substr(0, reason.find('\n'));
   if (reason.starts_with("ERROR:")) reason.erase(0, reason.find_first_not_of(' ', 6));
   while (!reason.empty() && (reason.back() == '.' || reason.back() == ' ')) reason.pop_back();
-  throw DataError("Cannot read " + shown_ + ": " + reason + ".");
+  throw DataError("Cannot " + std::string(purpose) + " " + shown_ + ": " + reason + ".");
 }
 
-PostgresResult PostgresSession::Query(const std::string& sql) const {
+PostgresResult PostgresSession::Query(const std::string& sql, const char* purpose) const {
   PostgresResult result(library_.PQexec(connection_.get(), sql.c_str()), library_.PQclear);
   const ExecStatusType status = library_.PQresultStatus(result.get());
-  if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) Fail();
+  if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) Fail(purpose);
   return result;
 }
 
