@@ -47,7 +47,8 @@ class PushDown : public ::testing::Test {
     // Weights, counts, missing values, many numbers, and columns that no analysis takes.
     session.Run(
         "CREATE TABLE loans AS SELECT * EXCLUDE (place), 0.5 + (place * 37 % 100) / 64.0 AS w, "
-        "1 + place % 3 AS n, CASE place % 7 WHEN 0 THEN NULL WHEN 1 THEN ' ' ELSE purpose END AS aim, "
+        "place - 10.5 AS less, 1 + place % 3 AS n, CASE place % 7 WHEN 0 THEN NULL WHEN 1 THEN ' ' ELSE "
+        "purpose END AS aim, "
         "CASE WHEN place % 5 = 0 THEN -9 ELSE age * 1.25 END AS worth, "
         "amount * 1000 + place AS many, place % 11 < 4 AS flag, place AS id, "
         "9007199254740992 + place AS account, DATE '2024-01-01' + CAST(place % 300 AS INTEGER) AS day, "
@@ -114,6 +115,7 @@ TEST_F(PushDown, RankingsAreThoseOfTheCases) {
          {"cases", "excludedCases", "zeroWeightCases", "badCountCases", "incompleteCases", "acceptedCases",
           "validCases", "totalWeight", "weightDesignEffect"})
       EXPECT_EQ(Difference(ours["run"][name], whole["run"][name]), "") << name;
+    EXPECT_EQ(ours["run"]["select"], row.pushed.empty() ? Json() : Json(row.pushed.back()));
   }
 }
 
@@ -162,6 +164,9 @@ TEST_F(PushDown, BinsAreThoseOfTheCasesAndBecomeAView) {
   EXPECT_NE(RunVelmora({"apply", bins, Database(), "--create-view", "coded"}).exitCode, 0);
   EXPECT_EQ(RunVelmora({"apply", bins, Database(), "--table", "loans", "--create-view", "coded"}).exitCode,
             0);
+  // A view of itself: the one from before is kept.
+  EXPECT_NE(RunVelmora({"apply", bins, Database(), "--table", "coded", "--create-view", "coded"}).exitCode,
+            0);
   ASSERT_EQ(RunVelmora({"apply", bins, Database(), "--table", "loans", "--out", coded}).exitCode, 0);
   DuckDbSession session(1);
   session.Run("ATTACH " + SqlText(Database()) + " AS made (READ_ONLY)");
@@ -180,6 +185,11 @@ TEST_F(PushDown, OtherSourcesOfDuckDb) {
   session.Run("ATTACH " + SqlText(Database()) + " AS made (READ_ONLY)");
   session.Run("COPY made.loans TO " + SqlText(parquet) + " (FORMAT parquet)");
   session.Run("DETACH made");
+  const std::string bins = (folder_.Path() / "bins.json").string();
+  RunVelmora({"screen", parquet, "--binary-response", "risk", "--good", "good", "--bad", "bad",
+              "--predictors", "age", "--quiet", "--bins", bins});
+  EXPECT_THAT(RunVelmora({"apply", bins, parquet, "--create-view", "v"}).err,
+              HasSubstr("Only PostgreSQL and .duckdb files can be changed, unlike " + parquet));
   const Words words = {"--dependents", "risk", "--predictors", "age",        "aim",
                        "--format",     "csv",  "--quiet",      "--push-down"};
   const std::string ours = RunVelmora(With({"feature-selection", Database()}, words)).out;
@@ -199,6 +209,8 @@ TEST_F(PushDown, BadInputIsOneSentence) {
       {With({"feature-selection", Database(), "--select", "age > 30"}, ranking), "use --where"},
       {With({"feature-selection", Database(), "--where", "agee > 30"}, ranking), "agee"},
       {With({"feature-selection", Database(), "--where", "age > 3000"}, ranking), "No case is used"},
+      {With({"feature-selection", Database(), "--weight", "less"}, ranking),
+       "--weight: 10 cases have a negative weight in less; a weight is 0 or more."},
       {With({"feature-selection", Database(), "--weight", "wight"}, ranking), "There is no column \"wight\""},
       {With({"feature-selection", Database(), "--weight", "purpose"}, ranking),
        "purpose holds varchar, not numbers"},

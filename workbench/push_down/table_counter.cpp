@@ -291,9 +291,11 @@ states::CaseTotals TableCounter::CountCases() const {
     selected += ", count(*) FILTER (WHERE " + And(negative) + ") AS " + Answer(answers++);
   }
   const SqlRow counts = table_.run("SELECT " + selected + " FROM " + table_.source).at(0);
-  if (isWeighted && rules_.cases.refusesNegativeWeights && NumberOf(counts.back()) > 0)
-    throw ColumnError("The weight variable " + rules_.cases.weight + " is negative in " +
-                      WholeText(NumberOf(counts.back())) + " cases; weights are 0 or more.");
+  const double negativeWeights = isWeighted ? NumberOf(counts.back()) : 0;
+  if (rules_.cases.refusesNegativeWeights && negativeWeights > 0)
+    throw ColumnError("--weight: " + WholeText(negativeWeights) +
+                      (negativeWeights == 1 ? " case has" : " cases have") + " a negative weight in " +
+                      rules_.cases.weight + "; a weight is 0 or more.");
   states::CaseTotals totals;
   totals.rows = NumberOf(counts.at(0));
   std::size_t at = 0;

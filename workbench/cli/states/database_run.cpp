@@ -41,8 +41,7 @@ ColumnRequest RequestOf(const std::string& analysis, const std::vector<std::stri
   if (!request.continuous.empty())
     throw UsageError(
         "--continuous-response needs the cases, which stay in the database with --push-down; "
-        "feature-selection "
-        "ranks the predictors of a measured outcome there.");
+        "feature-selection ranks the predictors of a measured outcome there.");
   const bool isBinary = !request.binary.empty();
   return {isBinary ? "--binary-response" : "--categorical-response",
           {isBinary ? request.binary : request.categorical},
@@ -201,6 +200,7 @@ class DatabaseRun {
   template <typename Report>
   void Complete(const std::string& dataName, const TableCounter& counter, Report& report) const {
     report.dataFile = dataName;
+    report.select = request_.pushDown.where;
     const auto isOurs = [&](const LeftOutVariable& variable) {
       return std::any_of(leftOut_.begin(), leftOut_.end(),
                          [&](const LeftOutVariable& ours) { return ours.number == variable.number; });
