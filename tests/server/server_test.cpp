@@ -20,6 +20,7 @@
 #include "workbench/server/connection_guard.h"
 #include "workbench/server/event_hub.h"
 #include "workbench/server/file_places.h"
+#include "workbench/server/host_name.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/sign_in.h"
 #include "workbench/server/table_view.h"
@@ -240,6 +241,7 @@ TEST(ConnectionGuard, ConnectionsThatSendWithoutEndAreEnded) {
 
 TEST(SignIn, OnlyThePasswordLetsInAndWrongOnesMakeWait) {
   EXPECT_THROW(SignIn("short"), UsageError);
+  EXPECT_THROW(SignIn(std::string(1001, 'x')), UsageError);  // which no form could send
   SignIn door("correct horse");
   const SignIn::Time start;
   const auto at = [&](int seconds) { return start + std::chrono::seconds(seconds); };
@@ -272,11 +274,15 @@ TEST(SignIn, OnlyThePasswordLetsInAndWrongOnesMakeWait) {
   constexpr int kHour = 3600;
   EXPECT_TRUE(door.Knows(*later, at(now + 11 * kHour)));
   EXPECT_TRUE(door.Knows(*later, at(now + 22 * kHour))) << "half a day after the last use";
+  // A stream of events that is still open is no use of the cookie.
+  EXPECT_TRUE(door.IsOpen(*later, at(now + 33 * kHour)));
+  EXPECT_FALSE(door.IsOpen(*later, at(now + 35 * kHour)));
   EXPECT_FALSE(door.Knows(*later, at(now + 35 * kHour)));
   const std::optional<std::string> last = door.Try("correct horse", "a", at(now));
   ASSERT_TRUE(last);
   door.Forget(*last);
   EXPECT_FALSE(door.Knows(*last, at(now)));
+  EXPECT_FALSE(door.IsOpen(*last, at(now)));
 }
 
 TEST(SignIn, APasswordFileIsForItsOwnerAlone) {
@@ -285,13 +291,35 @@ TEST(SignIn, APasswordFileIsForItsOwnerAlone) {
   fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
   EXPECT_THROW(static_cast<void>(ReadPassword(file.string())), UsageError);
   fs::permissions(file, fs::perms::owner_read);
-  EXPECT_EQ(ReadPassword(file.string()), "correct horse");
+  EXPECT_EQ(ReadPassword(file.string()).Text(), "correct horse");
   fs::remove(file);
   EXPECT_THROW(static_cast<void>(ReadPassword(file.string())), RunError);
   setenv("VELMORA_PASSWORD", "battery staple", 1);
-  EXPECT_EQ(ReadPassword(""), "battery staple");
+  const char* const inEnvironment = getenv("VELMORA_PASSWORD");
+  EXPECT_EQ(ReadPassword("").Text(), "battery staple");
   EXPECT_EQ(getenv("VELMORA_PASSWORD"), nullptr);  // no process that is started inherits it
+  EXPECT_STREQ(inEnvironment, "") << "and nobody reads it in /proc";
   EXPECT_THROW(static_cast<void>(ReadPassword("")), UsageError);
+}
+
+TEST(HostNames, AreThoseThatBrowsersSend) {
+  struct Row {
+    const char *host, *inAddress, *toBind;
+    bool isOfThisMachine;
+  };
+  const Row rows[] = {{"Stats.Example.ORG", "stats.example.org", "Stats.Example.ORG", false},
+                      {"::1", "[::1]", "::1", true},
+                      {"[::1]", "[::1]", "::1", true},
+                      {"2001:DB8::7", "[2001:db8::7]", "2001:DB8::7", false},
+                      {"::", "[::]", "::", false},
+                      {"LOCALHOST", "localhost", "LOCALHOST", true},
+                      {"127.0.0.1", "127.0.0.1", "127.0.0.1", true},
+                      {"10.0.0.1", "10.0.0.1", "10.0.0.1", false}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(HostInAddress(row.host), row.inAddress);
+    EXPECT_EQ(HostToBind(row.host), row.toBind);
+    EXPECT_EQ(IsOfThisMachine(row.host), row.isOfThisMachine) << row.host;
+  }
 }
 
 // --- Options

@@ -2,12 +2,13 @@
 //
 // VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
 import { type ChildProcess, execFileSync, spawn, spawnSync } from "node:child_process";
-import { copyFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { randomBytes } from "node:crypto";
+import { closeSync, copyFileSync, existsSync, mkdtempSync, openSync, readdirSync, readFileSync, readSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import http from "node:http";
 import https from "node:https";
-import { connect } from "node:net";
-import { tmpdir } from "node:os";
+import { type AddressInfo, connect } from "node:net";
+import { networkInterfaces, tmpdir } from "node:os";
 import { delimiter, dirname, join, resolve as resolvePath } from "node:path";
 import { choicesOptions, fieldGroups } from "../../workbench/web/fields";
 import type { DialogQuestion, DialogsState } from "../../workbench/web/types";
@@ -34,7 +35,11 @@ async function open(data: string, ...options: string[]): Promise<Program> {
 }
 
 async function launch(...words: string[]): Promise<Program> {
-  const env = { ...process.env, XDG_CONFIG_HOME: configuration };
+  return launchWith({}, ...words);
+}
+
+async function launchWith(environment: Record<string, string>, ...words: string[]): Promise<Program> {
+  const env = { ...process.env, XDG_CONFIG_HOME: configuration, ...environment };
   const child = spawn(command, words, { stdio: ["ignore", "ignore", "pipe"], env });
   running.add(child);
   const ended = new Promise<number | null>((resolve) => child.on("exit", (code) => (running.delete(child), resolve(code))));
@@ -79,6 +84,28 @@ async function signIn(program: Program): Promise<string> {
 function cli(...words: string[]): string {
   return execFileSync(command, words, { encoding: "utf8", stdio: ["ignore", "pipe", "ignore"], maxBuffer: 1 << 28 });
 }
+
+// What a process has in its heap, its stacks and its variables.
+function writableMemoryOf(process: number): Buffer[] {
+  const largest = 1 << 28; // what a sanitizer keeps for itself is larger
+  const memory = openSync(`/proc/${process}/mem`, "r");
+  const blocks = readFileSync(`/proc/${process}/maps`, "utf8").split("\n").flatMap((line) => {
+    const [, first, end] = /^([0-9a-f]+)-([0-9a-f]+) rw/.exec(line) ?? [];
+    const bytes = Number.parseInt(end ?? "0", 16) - Number.parseInt(first ?? "0", 16);
+    if (!first || bytes > largest) return [];
+    const block = Buffer.alloc(bytes);
+    try {
+      return [block.subarray(0, readSync(memory, block, 0, bytes, BigInt(`0x${first}`)))];
+    } catch {
+      return []; // it has gone meanwhile
+    }
+  });
+  closeSync(memory);
+  expect(blocks.some((block) => block.includes("XDG_CONFIG_HOME="))).toBe(true); // of the environment
+  return blocks;
+}
+
+const hasLoopback6 = Object.values(networkInterfaces()).some((ones) => ones?.some((one) => one.address === "::1"));
 
 let folder = "";
 let data = "";
@@ -307,9 +334,9 @@ describe("a workbench for other machines", () => {
     }
     expect(spawnSync(command, ["serve", data, "--port", "0", "--tls-cert", certificate, "--tls-key", certificate, ...secret], { encoding: "utf8" }).status).toBe(1);
 
-    const program = await launch("serve", data, "--port", "0", ...tls, ...secret);
+    const program = await launch("serve", data, "--port", "0", "--name", "Stats.Example.org", ...tls, ...secret);
     const { port } = program;
-    expect(program.address).toBe(`https://127.0.0.1:${port}/`);
+    expect(program.address).toBe(`https://stats.example.org:${port}/`);
     const host = `127.0.0.1:${port}`;
     const askSafely = (path: string, headers: http.OutgoingHttpHeaders = {}, method = "GET", body?: string) =>
       new Promise<Answer>((resolve, reject) => {
@@ -326,6 +353,20 @@ describe("a workbench for other machines", () => {
     expect([door.status, /type="password"/.test(door.text), /<script|app\.js/.test(door.text)]).toEqual([200, true, false]);
     for (const path of ["/app.js", "/api/overview", "/api/sessions/1", "/api/events"]) expect((await askSafely(path)).status, path).toBe(401);
     expect((await askSafely("/", { host: `evil.example:${port}` })).status).toBe(403);
+    for (const name of ["stats.example.org", `STATS.example.org:${port}`]) expect((await askSafely("/", { host: name })).status, name).toBe(200);
+    // A link in another page leads to the door, and nothing else of another page leads anywhere.
+    const link = { "sec-fetch-site": "cross-site", "sec-fetch-mode": "navigate", "sec-fetch-dest": "document" };
+    const linked = await askSafely("/", link);
+    expect([linked.status, /type="password"/.test(linked.text), /Continue/.test(linked.text)]).toEqual([200, true, true]);
+    expect(door.text).not.toMatch(/Continue/);
+    for (const [path, headers] of [
+      ["/", { ...link, "sec-fetch-dest": "iframe" }],
+      ["/", { ...link, "sec-fetch-mode": "no-cors", "sec-fetch-dest": "image" }],
+      ["/app.css", link],
+      ["/api/overview", link],
+    ] as const)
+      expect((await askSafely(path, headers)).status, path).toBe(403);
+    expect((await askSafely("/", link, "POST", "")).status).toBe(403);
     const form = { origin: `https://${host}`, "content-type": "application/x-www-form-urlencoded" };
     const signIn = (headers: http.OutgoingHttpHeaders, body: string) => askSafely("/sign-in", headers, "POST", body);
     expect((await signIn({ ...form, origin: "https://evil.example" }, "password=correct+horse")).status).toBe(403);
@@ -338,7 +379,11 @@ describe("a workbench for other machines", () => {
     expect(await program.ended).toBe(0);
 
     const again = await launch("serve", data, "--port", "0", ...tls, ...secret);
-    const page = await window(again.address);
+    const elsewhere = http.createServer((_, response) => response.setHeader("content-type", "text/html").end(`<a href="${again.address}">here</a>`));
+    await new Promise<void>((resolve) => elsewhere.listen(0, "127.0.0.1", resolve));
+    const page = await window(`http://127.0.0.1:${(elsewhere.address() as AddressInfo).port}/`);
+    await page.getByRole("link", { name: "here" }).click();
+    elsewhere.close();
     await page.getByLabel("Password").fill("wrong horse");
     await page.keyboard.press("Enter");
     await page.getByText("The password is wrong.").waitFor();
@@ -353,11 +398,47 @@ describe("a workbench for other machines", () => {
     await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
     const [cookie] = await page.context().cookies();
     expect([cookie?.httpOnly, cookie?.secure, cookie?.sameSite]).toEqual([true, true, "Strict"]);
+    const second = await page.context().newPage();
+    await second.goto(again.address);
+    await second.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    const events = await new Promise<http.IncomingMessage>((resolve, reject) => {
+      const headers = { host: new URL(again.address).host, cookie: `${cookie?.name}=${cookie?.value}` };
+      https.get({ host: "127.0.0.1", port: again.port, path: "/api/events", headers, rejectUnauthorized: false, agent: false }, resolve).on("error", reject);
+    });
     await page.getByRole("button", { name: "Sign out" }).click();
     await page.getByLabel("Password").waitFor();
+    await events.toArray(); // the stream ends, and with it what other windows see
+    await second.getByLabel("Password").waitFor();
     await page.goto(again.address);
     await page.getByLabel("Password").waitFor();
     expect(faults).toEqual([]);
+  });
+
+  it("forgets the password", async () => {
+    freshData();
+    // A text that neither this test nor the program has in itself.
+    const password = randomBytes(24).toString("hex");
+    const file = join(folder, "password.txt");
+    writeFileSync(file, `${password}\n`, { mode: 0o600 });
+    for (const [words, env] of [
+      [["--password-file", file], {}],
+      [[], { VELMORA_PASSWORD: password }],
+    ] as const) {
+      const program = await launchWith(env, "serve", data, "--port", "0", ...words);
+      expect(writableMemoryOf(program.process.pid ?? 0).some((bytes) => bytes.includes(password))).toBe(false);
+      expect(readFileSync(`/proc/${program.process.pid}/environ`, "utf8")).not.toContain(password);
+      program.process.kill("SIGINT");
+      expect(await program.ended).toBe(0);
+    }
+  });
+
+  it.skipIf(!hasLoopback6)("is reached under an address of IPv6", async () => {
+    freshData();
+    const file = join(folder, "password.txt");
+    writeFileSync(file, "correct horse\n", { mode: 0o600 });
+    const program = await launch("serve", data, "--host", "::1", "--port", "0", "--password-file", file);
+    expect(program.address).toBe(`http://[::1]:${program.port}/`);
+    expect((await fetch(program.address)).status).toBe(200);
   });
 });
 

@@ -18,7 +18,7 @@ Examples:
       velmora serve data/ --host 0.0.0.0 --name stats.example.org --tls-cert cert.pem --tls-key key.pem
           --password-file password.txt
   Behind a proxy on this machine that has a certificate:
-      VELMORA_PASSWORD=... velmora serve data/ --host 127.0.0.1 --name stats.example.org
+      velmora serve data/ --host 127.0.0.1 --name stats.example.org --password-file password.txt
 
 Options
   --host ADDRESS        the address of this machine to listen on (default: 127.0.0.1, this machine alone)
@@ -28,7 +28,7 @@ Options
   --tls-key FILE        its key, PEM
   --without-tls         serve other machines without TLS: anyone on the network path can read the password and the data
   --password-file FILE  with the password in its first line, at least 8 characters; nobody else may read it (default:
-                        the variable VELMORA_PASSWORD)
+                        the variable VELMORA_PASSWORD, which others may see while the program starts)
   --root DIR            a folder whose files the page may open; may be repeated (the folder of DATA always is one)
 
 After three wrong passwords, an address has to wait before the next try, up to about four minutes. A window that has not

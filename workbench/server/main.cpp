@@ -7,6 +7,7 @@
 #include "workbench/cli/open_command.h"
 #include "workbench/cli/options.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/server/host_name.h"
 #include "workbench/server/open_browser.h"
 #include "workbench/server/page_server.h"
 #include "workbench/server/sign_in.h"
@@ -17,8 +18,6 @@ namespace velmora {
 namespace {
 
 constexpr int kServedPort = 8443;
-
-bool IsOfThisMachine(const std::string& host) { return host == "127.0.0.1" || host == "localhost"; }
 
 // What only a workbench for other machines has.
 struct ServeOptions {
@@ -42,7 +41,8 @@ struct ServeOptions {
           "Without TLS, anyone on the network path can read the password and the data: give --tls-cert and "
           "--tls-key, "
           "or --without-tls behind a proxy that has a certificate.");
-    const bool isEvery = options.host == "0.0.0.0" || options.host == "::";
+    const std::string host = HostToBind(options.host);
+    const bool isEvery = host == "0.0.0.0" || host == "::";
     if (isEvery && options.hostNames.empty())
       throw UsageError("--host " + options.host +
                        " needs --name NAME, the name under which browsers reach this machine.");
@@ -80,7 +80,7 @@ int RunPage(const std::vector<std::string>& arguments, bool isForOthers) {
   parser.Parse(arguments);
   if (isForOthers) {
     serve.Check(options);
-    options.password = ReadPassword(serve.passwordFile);
+    options.signIn = std::make_shared<SignIn>(ReadPassword(serve.passwordFile).Text());
     options.keep = true;
   }
 

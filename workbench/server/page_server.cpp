@@ -13,6 +13,7 @@
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/connection_guard.h"
+#include "workbench/server/host_name.h"
 #include "workbench/server/page_assets.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/recent_files.h"
@@ -48,8 +49,9 @@ constexpr char kSignInPolicy[] =
     "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; base-uri 'none'; "
     "frame-ancestors 'none'";
 
-// sentence: why there is no way in yet; no markup.
-std::string SignInPage(const std::string& sentence) {
+// sentence: why there is no way in yet; no markup. Through a link in another page, the cookie of a
+// browser that is signed in does not come along, but through a link in this page it does.
+std::string SignInPage(const std::string& sentence, bool fromElsewhere) {
   return R"(<!doctype html>
 <html lang="en">
 <head>
@@ -64,8 +66,9 @@ std::string SignInPage(const std::string& sentence) {
 <form method="post" action="/sign-in">
 <h1>Velmora</h1>
 <p class="problem" role="alert">)" +
-         sentence + R"(</p>
-<label>Password <input type="password" name="password" autocomplete="current-password" required autofocus></label>
+         sentence + "</p>\n" +
+         (fromElsewhere ? "<p>Signed in already? <a href=\"/\">Continue</a></p>\n" : "") +
+         R"(<label>Password <input type="password" name="password" autocomplete="current-password" required autofocus></label>
 <button type="submit" class="primary">Sign in</button>
 </form>
 </main>
@@ -74,14 +77,15 @@ std::string SignInPage(const std::string& sentence) {
 )";
 }
 
-void GiveSignInPage(httplib::Response& response, int status, const std::string& sentence) {
+void GiveSignInPage(httplib::Response& response, int status, const std::string& sentence,
+                    bool fromElsewhere = false) {
   response.headers.erase("Content-Security-Policy");
   response.set_header("Content-Security-Policy", kSignInPolicy);
   // Without a referrer, a browser does not name the origin of a form either.
   response.headers.erase("Referrer-Policy");
   response.set_header("Referrer-Policy", "same-origin");
   response.status = status;
-  response.set_content(SignInPage(sentence), "text/html; charset=utf-8");
+  response.set_content(SignInPage(sentence, fromElsewhere), "text/html; charset=utf-8");
 }
 
 std::unique_ptr<httplib::Server> MakeServer(const PageServerOptions& options) {
@@ -191,7 +195,8 @@ PageServer::PageServer(const PageServerOptions& options)
     : options_(options),
       places_(options.roots),
       http_(MakeServer(options)),
-      signIn_(options.password.empty() ? nullptr : std::make_unique<SignIn>(options.password)),
+      signIn_(options.signIn),
+      servedHosts_({"127.0.0.1", "localhost"}),
       token_(RandomToken()),
       cookie_(RandomToken()) {
   http_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
@@ -203,8 +208,12 @@ PageServer::PageServer(const PageServerOptions& options)
   http_->set_write_timeout(10);
   http_->set_payload_max_length(kMostBytes);
   http_->set_tcp_nodelay(true);
-  options_.password.clear();
-  if (!signIn_) places_.AlsoAllow(ReadRecentFiles());
+  if (signIn_) {
+    servedHosts_.push_back(HostInAddress(options.host));
+    for (const std::string& name : options.hostNames) servedHosts_.push_back(HostInAddress(name));
+  } else {
+    places_.AlsoAllow(ReadRecentFiles());
+  }
   AddRoutes();
 }
 
@@ -213,9 +222,10 @@ PageServer::~PageServer() = default;
 void PageServer::Bind(int port) {
   int listening = -1;
   http_->set_socket_options([&listening](int socket) { listening = socket; });
+  const std::string host = HostToBind(options_.host);
   if (port == 0) {
-    port_ = http_->bind_to_any_port(options_.host);
-  } else if (http_->bind_to_port(options_.host, port)) {
+    port_ = http_->bind_to_any_port(host);
+  } else if (http_->bind_to_port(host, port)) {
     port_ = port;
   }
   if (port_ <= 0) {
@@ -231,7 +241,7 @@ std::string PageServer::Address() const {
   const std::string port = std::to_string(port_);
   if (!signIn_) return "http://127.0.0.1:" + port + "/?token=" + token_;
   const std::string& name = options_.hostNames.empty() ? options_.host : options_.hostNames.front();
-  return (options_.certificate.empty() ? "http://" : "https://") + name + ":" + port + "/";
+  return (options_.certificate.empty() ? "http://" : "https://") + HostInAddress(name) + ":" + port + "/";
 }
 
 int PageServer::Open(const std::string& path) {
@@ -284,12 +294,16 @@ void PageServer::Stop() {
 
 bool PageServer::IsServedHost(const std::string& host) const {
   const std::string port = ":" + std::to_string(port_);
-  const auto is = [&](const std::string& name) {
+  return std::any_of(servedHosts_.begin(), servedHosts_.end(), [&](const std::string& name) {
     // A proxy before this server may pass on a name without the port.
     return host == name + port || (signIn_ && host == name);
-  };
-  return is("127.0.0.1") || is("localhost") || (signIn_ && is(options_.host)) ||
-         std::any_of(options_.hostNames.begin(), options_.hostNames.end(), is);
+  });
+}
+
+bool PageServer::IsFollowedLink(const httplib::Request& request) {
+  return request.method == "GET" && request.path == "/" &&
+         request.get_header_value("Sec-Fetch-Mode") == "navigate" &&
+         request.get_header_value("Sec-Fetch-Dest") == "document";
 }
 
 bool PageServer::IsOwnOrigin(const std::string& origin, const std::string& host) const {
@@ -324,7 +338,8 @@ bool PageServer::AdmitStranger(const httplib::Request& request, httplib::Respons
   if (signIn_) {
     if (request.path == "/sign-in" || request.path == "/app.css" || request.path == "/icon.svg") return true;
     if (request.path == "/") {
-      GiveSignInPage(response, 200, "");
+      const std::string site = request.get_header_value("Sec-Fetch-Site");
+      GiveSignInPage(response, 200, "", site == "cross-site" || site == "same-site");
       return false;
     }
     Refuse(response, 401, "This window is not signed in, or has not been used for long.");
@@ -372,7 +387,9 @@ bool PageServer::Admit(const httplib::Request& request, httplib::Response& respo
   response.set_header("Cross-Origin-Opener-Policy", "same-origin");
   response.set_header("Cross-Origin-Resource-Policy", "same-origin");
   response.set_header("Cache-Control", "no-store");
-  const std::string host = request.get_header_value("Host");
+  std::string host = request.get_header_value("Host");
+  std::transform(host.begin(), host.end(), host.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   const auto refuse = [&](const char* sentence) {
     Refuse(response, 403, sentence);
     return false;
@@ -386,7 +403,7 @@ bool PageServer::Admit(const httplib::Request& request, httplib::Response& respo
   const std::string origin = request.get_header_value("Origin");
   if (!origin.empty() && !IsOwnOrigin(origin, host)) return refuse("Requests of other pages are refused.");
   const std::string site = request.get_header_value("Sec-Fetch-Site");
-  if (!site.empty() && site != "same-origin" && site != "none")
+  if (!site.empty() && site != "same-origin" && site != "none" && !IsFollowedLink(request))
     return refuse("Requests of other pages are refused.");
   const bool changes = request.method != "GET" && request.method != "HEAD";
   // A form sends no header of its own, but names its origin.
@@ -422,16 +439,17 @@ std::string PageServer::OverviewJson() {
                    {"recent", recent}});
 }
 
-void PageServer::ServeEvents(httplib::Response& response) {
+void PageServer::ServeEvents(const httplib::Request& request, httplib::Response& response) {
   if (events_.ListenerCount() >= kMostWindows)
     return Refuse(response, 503, "Too many windows are open; close some of them.");
   const std::shared_ptr<EventHub::Listener> listener = events_.Listen();
   response.set_header("X-Accel-Buffering", "no");
   response.set_chunked_content_provider(
       "text/event-stream",
-      [this, listener](std::size_t /*offset*/, httplib::DataSink& sink) {
+      [this, listener, cookie = CookieOf(request)](std::size_t /*offset*/, httplib::DataSink& sink) {
         const std::optional<std::string> event = events_.Wait(*listener, kEventWait);
-        if (!event) {
+        const bool isOpen = !signIn_ || signIn_->IsOpen(cookie, std::chrono::steady_clock::now());
+        if (!event || !isOpen) {
           // A proper end: a browser drops what it has not read yet of a response that breaks off.
           sink.done();
           return true;
@@ -471,7 +489,7 @@ void PageServer::AddRoutes() {
     GiveJson(response, "{}");
   });
   http_->Get("/api/events",
-             [this](const Request& /*request*/, Response& response) { ServeEvents(response); });
+             [this](const Request& request, Response& response) { ServeEvents(request, response); });
   http_->Get("/api/overview",
              [this](const Request& /*request*/, Response& response) { GiveJson(response, OverviewJson()); });
   http_->Get("/api/files", [this](const Request& request, Response& response) {

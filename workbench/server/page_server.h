@@ -39,7 +39,7 @@ struct PageServerOptions {
   bool keep = false;                      // go on after the last window
   int graceSeconds = 8;                   // between the last window and the end
   // Of a workbench for other machines.
-  std::string password;                // empty: it is for this machine alone
+  std::shared_ptr<SignIn> signIn;      // null: it is for this machine alone
   std::string host = "127.0.0.1";      // the address to listen on
   std::vector<std::string> hostNames;  // under which browsers reach it
   std::string certificate, key;        // PEM files; empty: no TLS
@@ -64,6 +64,8 @@ class PageServer {
   using Handler = void (PageServer::*)(const httplib::Request&, httplib::Response&);
   bool Admit(const httplib::Request& request, httplib::Response& response);
   bool IsServedHost(const std::string& host) const;
+  // A link in another page that a user has followed to the first page.
+  static bool IsFollowedLink(const httplib::Request& request);
   bool IsOwnOrigin(const std::string& origin, const std::string& host) const;
   std::string CookieOf(const httplib::Request& request) const;
   void SetCookie(const std::string& cookie, httplib::Response& response) const;
@@ -71,7 +73,7 @@ class PageServer {
   bool AdmitStranger(const httplib::Request& request, httplib::Response& response);
   void TakePassword(const httplib::Request& request, httplib::Response& response);
   void AddRoutes();
-  void ServeEvents(httplib::Response& response);
+  void ServeEvents(const httplib::Request& request, httplib::Response& response);
   PageSession& FindSession(const httplib::Request& request);
   std::string OverviewJson();
 
@@ -80,7 +82,8 @@ class PageServer {
   EventHub events_;
   std::unique_ptr<httplib::Server> http_;
   int port_ = 0;
-  std::unique_ptr<SignIn> signIn_;  // null: the token of the first address lets in
+  std::shared_ptr<SignIn> signIn_;  // null: the token of the first address lets in
+  std::vector<std::string> servedHosts_;
   std::string token_, cookie_;
   std::atomic<bool> tokenUsed_ = false, stopping_ = false;
   std::mutex mutex_;  // of the sessions

@@ -1,14 +1,18 @@
 #include "workbench/server/sign_in.h"
 
+#include <fcntl.h>
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "workbench/cli/exit_codes.h"
-#include "workbench/cli/run_files.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/system/system.h"
 
@@ -28,16 +32,21 @@ void FillRandom(unsigned char* bytes, std::size_t size) {
 
 }  // namespace
 
-SignIn::SignIn(const std::string& password) : salt_{}, hash_{} {
+Secret::~Secret() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
+
+SignIn::SignIn(std::string_view password) : salt_{}, hash_{} {
   if (password.size() < kFewestCharacters)
     throw UsageError("The password is too short; it needs at least " + std::to_string(kFewestCharacters) +
+                     " characters.");
+  if (password.size() > kMostCharacters)
+    throw UsageError("The password is too long; it has at most " + std::to_string(kMostCharacters) +
                      " characters.");
   FillRandom(salt_.data(), salt_.size());
   hash_ = HashOf(password);
 }
 
 // PBKDF2 (RFC 8018), so that a guess costs as much as possible.
-SignIn::Hash SignIn::HashOf(const std::string& password) const {
+SignIn::Hash SignIn::HashOf(std::string_view password) const {
   Hash hash{};
   if (PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), salt_.data(),
                         static_cast<int>(salt_.size()), kRounds, EVP_sha256(), static_cast<int>(hash.size()),
@@ -46,7 +55,7 @@ SignIn::Hash SignIn::HashOf(const std::string& password) const {
   return hash;
 }
 
-std::optional<std::string> SignIn::Try(const std::string& password, const std::string& client, Time now) {
+std::optional<std::string> SignIn::Try(std::string_view password, const std::string& client, Time now) {
   const std::lock_guard oneByOne(tries_);
   const auto failed = failures_.find(client);
   if (failed != failures_.end() && now < failed->second.next) return std::nullopt;
@@ -83,15 +92,24 @@ std::chrono::seconds SignIn::Wait(const std::string& client, Time now) {
   return std::chrono::ceil<std::chrono::seconds>(failed->second.next - now);
 }
 
+SignIn::Time* SignIn::LastUseOf(const std::string& cookie, Time now) {
+  Time* found = nullptr;
+  for (auto& [one, lastUse] : cookies_) {
+    if (SameText(one, cookie) && now - lastUse <= kCookieLife) found = &lastUse;
+  }
+  return found;
+}
+
 bool SignIn::Knows(const std::string& cookie, Time now) {
   const std::lock_guard lock(mutex_);
-  bool known = false;
-  for (auto& [one, lastUse] : cookies_) {
-    if (!SameText(one, cookie) || now - lastUse > kCookieLife) continue;
-    lastUse = now;
-    known = true;
-  }
-  return known;
+  Time* const lastUse = LastUseOf(cookie, now);
+  if (lastUse != nullptr) *lastUse = now;
+  return lastUse != nullptr;
+}
+
+bool SignIn::IsOpen(const std::string& cookie, Time now) {
+  const std::lock_guard lock(mutex_);
+  return LastUseOf(cookie, now) != nullptr;
 }
 
 void SignIn::Forget(const std::string& cookie) {
@@ -99,13 +117,14 @@ void SignIn::Forget(const std::string& cookie) {
   cookies_.erase(cookie);
 }
 
-std::string ReadPassword(const std::string& file) {
+Secret ReadPassword(const std::string& file) {
   constexpr char kVariable[] = "VELMORA_PASSWORD";
   if (file.empty()) {
-    const char* const text = std::getenv(kVariable);
+    char* const text = std::getenv(kVariable);
     if (text == nullptr)
       throw UsageError("A password is missing: name its file with --password-file, or set VELMORA_PASSWORD.");
-    std::string password = text;
+    Secret password(text);
+    OPENSSL_cleanse(text, std::strlen(text));  // which others could read in /proc
     unsetenv(kVariable);
     return password;
   }
@@ -114,8 +133,17 @@ std::string ReadPassword(const std::string& file) {
   using std::filesystem::perms;
   if (!error && (rights & (perms::group_all | perms::others_all)) != perms::none)
     throw UsageError("--password-file: others can read " + ShortenedText(file) + "; chmod 600 prevents it.");
-  const std::string text = ReadWholeFile(file);
-  return text.substr(0, text.find_first_of("\r\n"));
+  // Without a stream, whose buffer nobody would wipe.
+  const int opened = open(PathOf(file).c_str(), O_RDONLY | O_CLOEXEC);
+  char buffer[kMostCharacters + 1];
+  const ssize_t count = opened < 0 ? -1 : read(opened, buffer, sizeof buffer);
+  const int failure = errno;
+  if (opened >= 0) close(opened);
+  if (count < 0) throw RunError(file + " cannot be read: " + std::strerror(failure) + ".");
+  const std::string_view text(buffer, static_cast<std::size_t>(count));
+  Secret password(text.substr(0, text.find_first_of("\r\n")));
+  OPENSSL_cleanse(buffer, sizeof buffer);
+  return password;
 }
 
 std::string RandomToken() {

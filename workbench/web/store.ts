@@ -253,6 +253,8 @@ function listen(): void {
   };
   source.onerror = () => {
     dropped = true;
+    // After a sign-out, or when the cookie has expired, the server refuses a new stream.
+    if (source.readyState === EventSource.CLOSED && state.hasPassword && !state.stopped) return location.assign("/");
     setState({ connected: false });
   };
   source.onmessage = (message) => {
