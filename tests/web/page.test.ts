@@ -690,7 +690,8 @@ describe("analyses", () => {
       }
       expect(edited.after.outOfFold.explained, name).toBeCloseTo(own.outOfFoldExplained, 12);
       const stable = report.stability.predictors[0];
-      const groups = edited.after.stability.groups as { name: string; psi: number }[];
+      const groups = edited.after.stability.groups as { name: string; psi: number; reading: string }[];
+      expect(groups.find((group) => group.name === stable.psiGroup)?.reading, name).toBe(stable.reading);
       expect(groups.map((group) => group.name), name).toEqual(report.stability.run.groups);
       expect(groups.find((group) => group.name === stable.psiGroup)?.psi, name).toBeCloseTo(stable.psi, 12);
     }

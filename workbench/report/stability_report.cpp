@@ -22,10 +22,6 @@ const char* StrengthTitle(const std::string& kind) {
   return kind == "continuous" ? "R-squared" : "Cramer's V";
 }
 
-const char* ReadingOf(double index) {
-  return index > kMuchShift ? "shifted" : index > kSomeShift ? "watch" : "stable";
-}
-
 template <typename Use>
 void ForEachPredictor(const StabilityReport& report, Use use) {
   for (const ResponseStability& response : report.responses) {
@@ -220,6 +216,10 @@ PageJson Guide() {
 }
 
 }  // namespace
+
+const char* ReadingOf(double index) {
+  return index > kMuchShift ? "shifted" : index > kSomeShift ? "watch" : "stable";
+}
 
 StabilityTables TablesOf(const StabilityReport& report) {
   return {SummaryTable(report), GroupTable(report), BinTable(report), UnseenTable(report),

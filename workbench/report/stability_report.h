@@ -51,6 +51,9 @@ struct StabilityReport {
   std::vector<std::string> notices;
 };
 
+// How a population stability index is commonly read: "stable", "watch" or "shifted".
+const char* ReadingOf(double index);
+
 // The tables of all outputs.
 struct StabilityTables {
   ReportTable summary, groups, bins, unseen, conditions;

@@ -136,6 +136,7 @@ Json Stability(const CasePieces& pieces, const SavedResponse& response, const st
     groups.push_back({{"name", pieces.groups[group]},
                       {"cases", own.cases},
                       {"psi", NumberOrNull(own.shareIndex)},
+                      {"reading", own.shareIndex == kMissing ? Json() : Json(ReadingOf(own.shareIndex))},
                       {"strength", NumberOrNull(own.strength)},
                       {"isReference", !pieces.referenceIsAll && group == 0}});
   }

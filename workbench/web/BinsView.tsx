@@ -165,7 +165,9 @@ function Stability({ before, after }: { before: Worth; after: Worth }) {
                 {group.name} {group.isReference && <span class="mark plain">reference</span>}
               </th>
               <td class="number">{formatCount(group.cases)}</td>
-              <td class={`number ${(group.psi ?? 0) > 0.25 ? "worse" : ""}`}>{formatNumber(group.psi)}</td>
+              <td class={`number ${group.reading === "shifted" ? "worse" : ""}`} title={group.reading ?? ""}>
+                {formatNumber(group.psi)}
+              </td>
               <td class="number soft">{formatNumber(found.get(group.name)?.psi)}</td>
               <td class="number">{formatNumber(group.strength)}</td>
               <td class="number soft">{formatNumber(found.get(group.name)?.strength)}</td>

@@ -236,7 +236,7 @@ export interface Worth {
   gini?: number | null;
   explained?: number | null;
   outOfFold?: { informationValue?: number; gini?: number; explained: number };
-  stability?: { by: string; groups: { name: string; cases: number; psi: number | null; strength: number | null; isReference: boolean }[] };
+  stability?: { by: string; groups: { name: string; cases: number; psi: number | null; reading: string | null; strength: number | null; isReference: boolean }[] };
 }
 
 export interface BinsPanel {
