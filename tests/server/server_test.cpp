@@ -22,6 +22,7 @@
 #include "workbench/server/file_places.h"
 #include "workbench/server/host_name.h"
 #include "workbench/server/page_options.h"
+#include "workbench/server/run_steps.h"
 #include "workbench/server/sign_in.h"
 #include "workbench/server/table_view.h"
 
@@ -320,6 +321,34 @@ TEST(HostNames, AreThoseThatBrowsersSend) {
     EXPECT_EQ(HostToBind(row.host), row.toBind);
     EXPECT_EQ(IsOfThisMachine(row.host), row.isOfThisMachine) << row.host;
   }
+}
+
+// --- Steps
+
+TEST(RunSteps, ScreeningsOfAllPredictorsHaveNoOptionThatClassicRefuses) {
+  for (const bool classic : {false, true}) {
+    RunSteps steps{"screen", {"a.csv", "--continuous-response=y"}, {}, "b.json"};
+    if (classic) steps.words.emplace_back("--classic");
+    steps.edits["y"]["x"] = Json::array({{{"operation", "merge"}, {"bins", {0, 1}}}});
+    const std::vector<std::string> commands = CommandsOf(steps);
+    ASSERT_EQ(commands.size(), 3u);
+    EXPECT_EQ(commands[0],
+              std::string("velmora screen a.csv --continuous-response=y") +
+                  (classic ? " --classic --save-best=100000" : " --save-best=100000 --save-chance") +
+                  " --bins=b.json");
+  }
+}
+
+TEST(RunSteps, OptionsOfOtherPredictorsGo) {
+  using Words = std::vector<std::string>;
+  const std::pair<Words, Words> rows[] = {
+      {{"--special=a=1,2", "--special=b=3", "--special=q*=9", "--special-together"},
+       {"--special=b=3", "--special=q*=9", "--special-together", "--predictors=b"}},
+      {{"--special=a=1", "--special-together", "--max-bins=3"}, {"--max-bins=3", "--predictors=b"}},
+      {{"--shape=monotone", "--shape=a=peak", "--shape=b=valley", "--shape=b=c=free"},
+       {"--shape=monotone", "--shape=b=valley", "--predictors=b"}},
+      {{"--predictors=a", "--predictors=b", "--missing=a=5"}, {"--missing=a=5", "--predictors=b"}}};
+  for (const auto& [words, expected] : rows) EXPECT_EQ(WithPredictors(words, {"b"}), expected);
 }
 
 // --- Options

@@ -191,6 +191,7 @@ describe("choices", () => {
         `bins = bins.edit("group", "age", missing=True, levels=["it's"], bins=[1])\nbins.save("c_bins_2.json")\n` +
         `result = velmora.screen(${start},\n    cut_points="c_bins_2.json")\n`,
     );
+    expect(pythonCode("c.csv", { ...run, options: { ...options, classic: true }, edits })).not.toMatch("save_chance");
   });
 
   it("sorts with missing figures last", () => {

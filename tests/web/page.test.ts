@@ -637,6 +637,44 @@ describe("analyses", () => {
     const rules = (await fetched(`${screening}/export?format=rules&predictors=accepted`)).toString();
     expect(rules).toMatch(/age/);
     expect(rules).not.toMatch(/duration_months/);
+
+    // Options of predictors that are not accepted are none of the run that makes the rules.
+    const shaped = await start(program, headers, "screen", { ...flag, special: { age: [30] }, shape: ["duration_months=ascending"] });
+    await done(shaped);
+    await expect.poll(async () => (await ask(program.port, `/api/sessions/1/runs/${shaped}/export?format=bins`, headers)).status).toBe(200);
+    await ask(program.port, `/api/sessions/1/runs/${shaped}`, headers, "PATCH", JSON.stringify({ decisions: { risk: { purpose: { accepted: true } } } }));
+    shell("velmora screen german_credit.csv --binary-response=risk --good=good --bad=bad --predictors purpose --save-best 1 --rules p.txt --quiet");
+    await same(`${shaped}/export?format=rules&predictors=accepted`, "p.txt");
+
+    // The run of the dialogs, with an edit.
+    const classic = await start(program, headers, "screen", { ...flag, classic: true });
+    await expect.poll(async () => (await ask(program.port, `/api/sessions/1/runs/${classic}/export?format=bins`, headers)).status).toBe(200);
+    const merge = JSON.stringify({ response: "risk", predictor: "amount", edit: { operation: "merge", bins: [0, 1] } });
+    expect((await ask(program.port, `/api/sessions/1/runs/${classic}/bins`, headers, "POST", merge)).status).toBe(200);
+    const steps = await commandsOf(classic);
+    for (const line of steps.slice(0, -1)) shell(line);
+    shell(`${steps.at(-1)} --save-best 100000 --rules k.txt --recode dialogs --quiet`);
+    await same(`${classic}/export?format=rules&predictors=all`, "k.txt");
+    await sameFiles(`${classic}/export?format=recode&predictors=all`, readdirSync(join(folder, "dialogs")), "dialogs");
+  });
+
+  it("say that files of bins hold no dates", async () => {
+    freshData();
+    const dated = join(folder, "dated.csv");
+    const rows = Array.from({ length: 400 }, (_, i) => `${i % 4 === 0 || i < 60 ? "bad" : "good"},2025-${String((i % 12) + 1).padStart(2, "0")}-0${(i % 7) + 1}`);
+    writeFileSync(dated, ["flag,opened", ...rows].join("\n"));
+    const program = await open(dated, "--encoding", "utf-8");
+    const headers = me(program, await signIn(program));
+    await expect.poll(async () => JSON.parse((await ask(program.port, "/api/sessions/1", headers)).text).variables.length).toBe(2);
+    const run = await start(program, headers, "screen", { "binary-response": "flag", good: "good", bad: "bad", predictors: ["opened"] });
+    const bins = async () => ask(program.port, `/api/sessions/1/runs/${run}/export?format=bins&predictors=all`, headers);
+    await expect.poll(async () => (await bins()).text).toBe('{"error":"SQL, Python and JSON leave out opened, which holds dates."}');
+    program.process.kill("SIGKILL");
+    await program.ended;
+    // The project says how the file is read.
+    const again = await open(`${dated}.velmora`);
+    const me2 = me(again, await signIn(again));
+    await expect.poll(async () => (await runOf(again, me2, run)).commands[0]).toContain("--encoding=utf-8");
   });
 
   it("have bins whose held-out figures and stability are those of the command after every edit", async () => {

@@ -31,7 +31,8 @@ constexpr int kMostRestarts = 3;        // of a worker that has ended by itself
 // none comes from a project.
 bool IsHarmless(const std::string& word) {
   static constexpr std::string_view kOptions[] = {
-      "--delimiter=", "--missing-text=", "--missing=", "--sheet=", "--range=", "--table="};
+      "--delimiter=", "--missing-text=", "--missing=", "--sheet=", "--range=",     "--table=",
+      "--encoding=",  "--no-header",     "--ragged=",  "--since=", "--date-parts="};
   return std::any_of(std::begin(kOptions), std::end(kOptions),
                      [&](std::string_view option) { return word.starts_with(option); });
 }
@@ -46,7 +47,6 @@ std::string Now() {
 
 // Which predictors an export takes.
 constexpr char kAccepted[] = "accepted", kAll[] = "all";
-constexpr int kMostSaved = 100000;
 // Options of a screening that say which cases count, and how much.
 constexpr std::string_view kCaseOptions[] = {"--select", "--exclude", "--weight", "--raw-weights", "--count"};
 
@@ -565,6 +565,8 @@ SavedBins PageSession::BinsToExport(Run& run, const ExportRequest& asked, std::v
     });
     count += response.predictors.size();
   }
+  // Dates alone were asked for.
+  if (count == 0 && !notices.empty()) throw RunError(notices.back());
   if (count == 0)
     throw RunError(asked.predictors == kAccepted
                        ? "No predictor has been accepted yet."
@@ -586,10 +588,9 @@ std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportReque
       for (const SavedPredictor& predictor : response.predictors) names.push_back(predictor.name);
     }
     if (names.empty()) throw RunError("No predictor has been accepted yet.");
-    words = WithOption(words, "--predictors", names);
+    words = WithPredictors(words, names);
   }
-  words.push_back("--save-best=" + std::to_string(kMostSaved));
-  if (asked.predictors == kAccepted || asked.predictors == kAll) words.emplace_back("--save-chance");
+  AddSaveAll(words, asked.predictors == kAccepted || asked.predictors == kAll);
   return words;
 }
 

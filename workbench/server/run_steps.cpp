@@ -1,9 +1,31 @@
 #include "workbench/server/run_steps.h"
 
+#include <algorithm>
+
 #include "workbench/cli/repeated_command.h"
 
 namespace velmora {
 namespace {
+
+constexpr char kSpecial[] = "--special", kTogether[] = "--special-together", kShape[] = "--shape";
+
+bool HasOption(const std::vector<std::string>& words, const std::string& option) {
+  return std::any_of(words.begin(), words.end(),
+                     [&](const std::string& word) { return word.starts_with(option + "="); });
+}
+
+// The predictor that a word of such an option is for; empty: for more than one.
+std::string PredictorOf(const std::string& word) {
+  for (const std::string option : {kSpecial, kShape}) {
+    if (!word.starts_with(option + "=")) continue;
+    const std::string value = word.substr(option.size() + 1);
+    // Codes may hold "=", the words for shapes do not.
+    const std::size_t equals = option == kShape ? value.rfind('=') : value.find('=');
+    const std::string name = equals == std::string::npos ? "" : value.substr(0, equals);
+    return name.find_first_of("*?") == std::string::npos ? name : "";
+  }
+  return "";
+}
 
 std::string WordOf(const Json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
 
@@ -42,10 +64,29 @@ std::vector<std::string> WithOption(std::vector<std::string> words, const std::s
   return words;
 }
 
+void AddSaveAll(std::vector<std::string>& words, bool chanceToo) {
+  words.emplace_back("--save-best=100000");
+  // The run of the dialogs marks no predictor as chance.
+  if (chanceToo && std::find(words.begin(), words.end(), "--classic") == words.end())
+    words.emplace_back("--save-chance");
+}
+
+std::vector<std::string> WithPredictors(std::vector<std::string> words,
+                                        const std::vector<std::string>& names) {
+  words = WithOption(std::move(words), "--predictors", names);
+  std::erase_if(words, [&](const std::string& word) {
+    const std::string name = PredictorOf(word);
+    return !name.empty() && std::find(names.begin(), names.end(), name) == names.end();
+  });
+  if (!HasOption(words, kSpecial)) std::erase(words, kTogether);
+  return words;
+}
+
 std::vector<std::string> CommandsOf(const RunSteps& steps) {
   if (steps.edits.empty()) return {RepeatedCommand(steps.analysis, steps.words)};
   std::vector<std::string> found = steps.words;
-  found.insert(found.end(), {"--save-best=100000", "--save-chance", "--bins=" + steps.binsFile});
+  AddSaveAll(found);
+  found.push_back("--bins=" + steps.binsFile);
   std::vector<std::string> commands = {RepeatedCommand(steps.analysis, found)};
   for (const auto& [response, predictors] : steps.edits.items()) {
     for (const auto& [predictor, edits] : predictors.items()) {

@@ -26,4 +26,12 @@ std::vector<std::string> CommandsOf(const RunSteps& steps);
 std::vector<std::string> WithOption(std::vector<std::string> words, const std::string& option,
                                     const std::vector<std::string>& values);
 
+// Adds the options of a screening that save every predictor, or every one that is better than
+// chance.
+void AddSaveAll(std::vector<std::string>& words, bool chanceToo = true);
+// The words of a screening of these predictors alone, without the options of other ones, which the
+// command would refuse.
+std::vector<std::string> WithPredictors(std::vector<std::string> words,
+                                        const std::vector<std::string>& names);
+
 }  // namespace velmora

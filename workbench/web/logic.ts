@@ -268,9 +268,11 @@ export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" |
       }),
     ),
   );
+  // The run of the dialogs marks no predictor as chance.
+  const saved: Options = rest["classic"] === true ? {} : { "save-chance": true };
   if (edits.length === 0) return `import velmora\n\n${call("result", given)}`;
   return (
-    `import velmora\n\n${call("found", { ...given, "save-chance": true })}bins = found.bins(best=100000)\n${edits.join("")}` +
+    `import velmora\n\n${call("found", { ...given, ...saved })}bins = found.bins(best=100000)\n${edits.join("")}` +
     `bins.save(${pythonText(run.binsFile)})\n${call("result", { "cut-points": run.binsFile })}`
   );
 }
