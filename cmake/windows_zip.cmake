@@ -13,6 +13,7 @@ add_custom_target(windows-zip
   COMMAND ${CMAKE_COMMAND} -E make_directory ${zip_folder}/samples ${zip_folder}/docs
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmora.exe $<TARGET_FILE:velmora>
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmoraw.exe $<TARGET_FILE:velmoraw>
+  COMMAND ${CMAKE_STRIP} -o ${zip_folder}/velmora-read.exe $<TARGET_FILE:velmora-read>
   COMMAND ${CMAKE_STRIP} -o ${zip_folder}/vlmfsl.dll $<TARGET_FILE:vlmfsl>
   COMMAND ${CMAKE_COMMAND} -E copy ${DUCKDB_LIBRARY} ${zip_folder}/duckdb.dll
   COMMAND ${CMAKE_COMMAND} -E copy ${duckdb_licence} ${zip_folder}/duckdb_licence.txt
@@ -27,4 +28,4 @@ add_custom_target(windows-zip
           ${zip_folder}/docs
   COMMAND ${CMAKE_COMMAND} -E tar cf ${CMAKE_SOURCE_DIR}/build/${zip_name}.zip --format=zip ${zip_name}
   WORKING_DIRECTORY ${CMAKE_BINARY_DIR} VERBATIM)
-add_dependencies(windows-zip velmora velmoraw vlmfsl)
+add_dependencies(windows-zip velmora velmoraw velmora-read vlmfsl)

@@ -32,7 +32,7 @@ Table Numbers(std::int64_t cases) {
 }
 
 std::string Nested(const char* open, const char* close, int depth) {
-  std::string text = "{\"x\":";
+  std::string text = R"({"t":"a \"[[[","x":)";
   for (int i = 0; i < depth; ++i) text += open;
   text += "1";
   for (int i = 0; i < depth; ++i) text += close;
@@ -43,10 +43,11 @@ TEST_F(DataTest, DamagedForeignFilesAreOneSentence) {
   const struct {
     const char* file;
     std::string bytes;
+    const char* reason = "";
   } rows[] = {
-      {"lists.jsonl", Nested("[", "]", 100000)},
-      {"objects.jsonl", Nested("{\"a\":", "}", 8000)},
-      {"lists.json", Nested("[", "]", 100000)},
+      {"lists.jsonl", Nested("[", "]", 100000),
+       ": its values are nested 100001 deep, more than can be read."},
+      {"lists.json", Nested("[", "]", 100000), ": its values are nested 100001 deep, more than can be read."},
       {"junk.sav", "$FL2" + std::string(5000, '\x7f')},
       {"junk.dta", std::string("\x75\x01\x01\x00\xff\xff\xff\xff\xff\x7f", 10) + std::string(2000, 'a')},
       {"junk.sas7bdat", std::string(5000, '\xc2')},
@@ -54,9 +55,11 @@ TEST_F(DataTest, DamagedForeignFilesAreOneSentence) {
   };
   for (const auto& row : rows) {
     const std::string path = WriteFile(row.file, row.bytes);
-    EXPECT_THAT(ErrorOf([&] { ReadTable(path); }), HasSubstr(path)) << row.file;
+    EXPECT_THAT(ErrorOf([&] { ReadTable(path); }), HasSubstr(path + row.reason)) << row.file;
     EXPECT_FALSE(HasChildren()) << row.file;
   }
+  const Table table = ReadTable(WriteFile("objects.jsonl", Nested("{\"a\":", "}", 8000)));
+  EXPECT_EQ(table.columns.at(0).name, "t") << "values that are no cells are left out";
 }
 
 // ReadStat reports what the header claims before it finds that there are no such rows.

@@ -1,6 +1,6 @@
 // What velmora and velmora-read, the program that reads foreign files for it, say to each other.
 //
-// They share a socket that keeps message boundaries and a few blocks of memory. velmora sends one
+// They share a connection that keeps message boundaries and a few blocks of memory. velmora sends one
 // request, then answers; velmora-read sends everything else. A block belongs to velmora-read until
 // it is named in a message, and again after kFree. A block's begin holds its slices, the rest what
 // the slices describe (row_sink.h).
@@ -21,12 +21,17 @@
 
 namespace velmora {
 
+// Of velmora-read on POSIX systems.
 inline constexpr int kSocketDescriptor = 3;
 inline constexpr int kFileDescriptor = 4;
 inline constexpr int kFirstBlockDescriptor = 5;
 inline constexpr std::uint32_t kBlockCount = 4;
 inline constexpr std::size_t kLongestMessage = 16384;
+#ifdef _WIN32
+inline constexpr char kReaderFile[] = "velmora-read.exe";
+#else
 inline constexpr char kReaderFile[] = "velmora-read";
+#endif
 
 enum class MessageType : std::uint32_t {
   kRequest,     // the text is a packed ReaderRequest
@@ -48,6 +53,8 @@ struct Message {
   std::uint64_t sliceCount = 0;
   std::int64_t rowCount = 0;
   double fraction = 0;
+  // Windows, of an answer: the handle of a block in velmora-read that it has not got yet, or 0.
+  std::uint64_t memory = 0;
 };
 
 struct ReaderRequest {
@@ -107,8 +114,7 @@ ReaderRequest UnpackRequest(std::string_view bytes);
 ForeignHeader UnpackHeader(std::string_view bytes);
 ForeignDetails UnpackDetails(std::string_view bytes);
 
-// velmora-read itself: serves the one request that comes over kSocketDescriptor. Returns the exit
-// code.
+// velmora-read itself: serves the one request that comes. Returns the exit code.
 int RunReaderProcess();
 
 }  // namespace velmora
