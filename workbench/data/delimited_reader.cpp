@@ -77,8 +77,11 @@ class DelimitedReader {
 
  private:
   DelimitedText Open() {
+    // A small file needs no large buffer; packed, it may hold many times its bytes.
+    constexpr double kUnpacked = 16, kSmallest = 1 << 16, kLargest = DelimitedText::kBlockBytes;
+    const double blockBytes = std::clamp(kUnpacked * fileBytes_, kSmallest, kLargest);
     TextSource source = OpenText(path_, encoding_);
-    return {name_, delimiter_, std::move(source), options_.text};
+    return {name_, delimiter_, std::move(source), options_.text, static_cast<std::size_t>(blockBytes)};
   }
 
   void ReadOnce(Table& table, std::vector<std::string>& warnings) {

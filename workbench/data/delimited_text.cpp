@@ -11,8 +11,6 @@ namespace {
 constexpr std::size_t kStartBytes = 16;  // enough for a byte-order mark and a line "sep=;"
 constexpr std::size_t kSampleBytes = std::size_t{1} << 18;
 constexpr std::size_t kLongestBlock = 0x7FFFFFF0U;  // places of fields have 31 bits
-// Small enough for a block and its cells to stay in a core's cache, large enough for wide records.
-constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
 constexpr std::size_t kMostBlockBytes = std::size_t{1} << 24;
 constexpr std::size_t kRecordsPerBlock = 32;
 constexpr std::string_view kDelimiters = ",;\t|";
@@ -97,7 +95,7 @@ DelimitedText::DelimitedText(std::string name, char delimiter, TextSource source
       delimiter_(delimiter),
       source_(std::move(source)),
       format_(format),
-      blockBytes_(blockBytes != 0 ? blockBytes : kBlockBytes) {
+      blockBytes_(blockBytes) {
   ReadStart();
   ReadHeader();
 }

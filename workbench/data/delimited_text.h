@@ -31,6 +31,9 @@ class NotUtf8 : public DataError {
 
 class DelimitedText {
  public:
+  // Small enough for a block and its cells to stay in a core's cache, large enough for wide records.
+  static constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
+
   // Reads the first record, which names the columns (or, without a header, counts them). name: of
   // the file, for messages. delimiter 0: the one of , ; tab | that a first line such as "sep=;"
   // names, else the one that gives the first records equally many fields, the most fields if
@@ -41,7 +44,7 @@ class DelimitedText {
   // never closed or is followed by text, bytes that are not UTF-8, a NUL, or lone carriage
   // returns among other line ends.
   DelimitedText(std::string name, char delimiter, TextSource source, TextFormat format = {},
-                std::size_t blockBytes = 0);
+                std::size_t blockBytes = kBlockBytes);
 
   char Delimiter() const { return delimiter_; }
   // As they are in the file, where they may be empty or repeated; v1, v2, ... without a header.
