@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "tests/cli/command_checks.h"
 
@@ -50,7 +51,7 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
       {"nothing", {}, 2, {"FILE and DATA are missing"}},
       {"no data", {"a.ini"}, 2, {"DATA is missing", "a.ini"}},
       {"no such file", {"none.ini", "data.csv"}, 1, {"none.ini cannot be read: No such file"}},
-      {"a folder", {".", "data.csv"}, 1, {". cannot be read: Is a directory."}},
+      {"a folder", {".", "data.csv"}, 1, {". is a folder without recode_names.json; name the recode files"}},
       {"nothing in it", {"empty.ini", "data.csv"}, 1, {"empty.ini is empty."}},
       {"missing section",
        {"section.ini", "data.csv"},
@@ -94,6 +95,40 @@ TEST(Apply, SaysWhatDoesNotFitAndWritesNothing) {
     EXPECT_EQ(folder.Names(), before);
     EXPECT_EQ(ReadFile(folder.Path() / "data.csv"), kData);
   }
+}
+
+// A folder, and a pattern that takes in its list of names, are the recode files in it.
+TEST(Apply, TakesAFolderOfRecodeFiles) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.Path() / "recodes");
+  folder.Write("recodes/a.ini", kAges);
+  folder.Write("recodes/b.ini", kAges);
+  folder.Write("recodes/c.ini", kAges);
+  folder.Write("recodes/recode_names.json",
+               R"({"format":"velmora recode names","version":1,"variables":{"a.ini":"A","c.ini":"C"}})");
+  folder.Write("data.csv", kData);
+  ProcessOptions options;
+  options.folder = folder.Path();
+  const auto apply = [&](const Words& files) {
+    return RunVelmora(With(With({"apply"}, files), {"data.csv", "--keep", "id", "--quiet"}), options);
+  };
+  const std::string names = "recodes/recode_names.json";
+  const std::pair<Words, std::string> rows[] = {
+      {{"recodes"}, "id,A,C"},
+      {{"recodes/"}, "id,A,C"},
+      {{names}, "id,A,C"},
+      {{"recodes/a.ini", "recodes/b.ini", "recodes/c.ini", names}, "id,A,age_Coded,C"},
+      {{"recodes/c.ini", names}, "id,C"},
+      {{"recodes/b.ini"}, "id,age_Coded"}};
+  for (const auto& [files, header] : rows) {
+    const ProcessResult result = apply(files);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), header);
+  }
+  std::filesystem::remove(folder.Path() / "recodes" / "c.ini");
+  ExpectSaid(apply({"recodes"}), {"c.ini cannot be read: No such file"});
+  folder.Write(names, "[]");
+  ExpectSaid(apply({"recodes"}), {"recode_names.json does not name the variables of recode files."});
 }
 
 // One text among numbers, levels that screening has not seen, missing values: counted apart, and

@@ -131,26 +131,28 @@ TEST(Recode, CodesEveryForm) {
 TEST(Recode, NamesFileLineAndReason) {
   struct Row {
     const char* from;
-    const char* to;
-    const char* expected;
+    std::string to;
+    std::string expected;
   };
   const Row rows[] = {
       {"[SelectionConditions]\n", "",
-       "f, line 1: the section [SelectionConditions] is missing before ConditionSize."},
+       "f, line 1: the section [SelectionConditions] is missing before \"ConditionSize\"."},
       {"Size=3", "Size=4",
        "f, line 2: ConditionSize is 4, but the section [SelectionConditions\\Cond3] is missing."},
       {"Size=3", "Size=2",
        "f, line 11: the section [SelectionConditions\\Cond2] is one too many for ConditionSize=2."},
-      {"Size=3", "Size=x", "f, line 2: ConditionSize is not a number of conditions: x."},
+      {"Size=3", "Size=x", "f, line 2: ConditionSize is not a number of conditions: \"x\"."},
+      {"\\Cond1]", "\\" + std::string(100000, '[') + "]",
+       "f, line 7: the section \"SelectionConditions\\" + std::string(20, '[') + "...\" is unknown."},
       {"Size=3", "Size=9999999",
        "f, line 2: ConditionSize is 9999999, but the section "
        "[SelectionConditions\\Cond3] is missing."},
       {"ConditionSize=3\n", "", "f, line 1: ConditionSize is missing."},
       {"\\Cond1]", "\\Cond0]", "f, line 7: the section [SelectionConditions\\Cond0] occurs twice."},
-      {"\\Cond1]", "\\Cand1]", "f, line 7: the section [SelectionConditions\\Cand1] is unknown."},
+      {"\\Cond1]", "\\Cand1]", "f, line 7: the section \"SelectionConditions\\Cand1\" is unknown."},
       {"\\Cond1]", "\\Cond1", "f, line 7: ] is missing at the end of the section's name."},
       {"Value=(40", "Value=\xFC (40", "f, line 14: the text is not in UTF-8; save it in that encoding."},
-      {"Value=(40", "Vale=(40", "f, line 14: the key Vale is unknown in a condition."},
+      {"Value=(40", "Vale=(40", "f, line 14: the key \"Vale\" is unknown in a condition."},
       {"Value=(40, Inf)\n", "", "f, line 11: Value is missing in [SelectionConditions\\Cond2]."},
       {"Value=(40, Inf)", "(40, Inf)", "f, line 14: the line is neither a section nor KEY=VALUE."},
       {"4.000000000000000e+01\"\nValue= ", "4\nValue= ",

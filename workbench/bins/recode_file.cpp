@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "workbench/data/unicode.h"
 #include "workbench/language/expression.h"
 
 namespace velmora {
@@ -94,7 +95,7 @@ class RecodeReader {
     }
     const auto number =
         name.starts_with(kEntryStart) ? WholeNumber(name.substr(kEntryStart.size())) : std::nullopt;
-    if (!number) Fail(line_, "the section [" + std::string(name) + "] is unknown");
+    if (!number) Fail(line_, "the section " + QuotedExcerpt(name) + " is unknown");
     if (headLine_ == 0) Fail(line_, "the section [SelectionConditions] is missing");
     const auto [place, isNew] = entries_.try_emplace(*number);
     if (!isNew) Fail(line_, "the section [" + std::string(name) + "] occurs twice");
@@ -103,9 +104,11 @@ class RecodeReader {
   }
 
   void ReadKey(const std::string& key, std::string_view value) {
-    if (headLine_ == 0) Fail(line_, "the section [SelectionConditions] is missing before " + key);
+    if (headLine_ == 0)
+      Fail(line_, "the section [SelectionConditions] is missing before " + QuotedExcerpt(key));
     if (current_ == nullptr) {
-      if (key != "ConditionSize") Fail(line_, "the key " + key + " is unknown in [SelectionConditions]");
+      if (key != "ConditionSize")
+        Fail(line_, "the key " + QuotedExcerpt(key) + " is unknown in [SelectionConditions]");
       return ReadSize(value);
     }
     if (key == "Ignore") return Put(current_->ignore, key, Trimmed(value));
@@ -113,7 +116,7 @@ class RecodeReader {
       current_->conditionLine = line_;
       return Put(current_->condition, key, Trimmed(value));
     }
-    if (key != "Value") Fail(line_, "the key " + key + " is unknown in a condition");
+    if (key != "Value") Fail(line_, "the key " + QuotedExcerpt(key) + " is unknown in a condition");
     current_->valueLine = line_;
     Put(current_->value, key, value);
   }
@@ -129,7 +132,7 @@ class RecodeReader {
     const std::string_view number = Trimmed(value.substr(0, section));
     const auto size = WholeNumber(number);
     if (!size || *size < 1 || *size > kMostConditions)
-      Fail(line_, "ConditionSize is not a number of conditions: " + std::string(number));
+      Fail(line_, "ConditionSize is not a number of conditions: " + QuotedExcerpt(number));
     size_ = *size;
     sizeLine_ = line_;
     if (section < value.size()) ReadSection(Trimmed(value.substr(section)));

@@ -9,7 +9,7 @@
 
 #include "workbench/bins/bins_view.h"
 #include "workbench/bins/coding_program.h"
-#include "workbench/bins/recode_names.h"
+#include "workbench/cli/apply_files.h"
 #include "workbench/cli/apply_monitor.h"
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/console.h"
@@ -31,7 +31,7 @@ namespace velmora {
 namespace {
 
 struct CommandOptions {
-  std::vector<std::string> files;
+  std::vector<SavedFile> files;
   DataOptions data;
   std::vector<std::string> keep;
   std::string out;
@@ -85,7 +85,8 @@ void CheckView(const CommandOptions& options, const CommandParser& parser) {
 CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   CommandOptions options;
   CommandParser parser;
-  parser.Positionals("FILE", options.files);
+  std::vector<std::string> given;
+  parser.Positionals("FILE", given);
   options.data.AddReadingTo(parser);
   parser.List("--keep", options.keep);
   parser.Text("--out", options.out);
@@ -98,33 +99,22 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Flag("--quiet", options.quiet);
   parser.Parse(arguments);
   const bool hasQuery = !options.data.part.query.empty();
-  if (hasQuery && options.files.size() == 1) options.files.emplace_back();  // the query is the data
-  if (options.files.size() < 2) {
-    throw UsageError(options.files.empty()
-                         ? "FILE and DATA are missing: name what was saved, then the data file."
-                         : "DATA is missing: name the data file after " + options.files.front() + ".");
+  if (hasQuery && given.size() == 1) given.emplace_back();  // the query is the data
+  if (given.size() < 2) {
+    throw UsageError(given.empty() ? "FILE and DATA are missing: name what was saved, then the data file."
+                                   : "DATA is missing: name the data file after " + given.front() + ".");
   }
-  options.data.path = options.files.back();
-  options.files.pop_back();
+  options.data.path = given.back();
+  given.pop_back();
+  options.files = ExpandSavedFiles(given);
   CheckMonitor(options, parser);
   CheckView(options, parser);
   RunFiles files;
-  for (const std::string& file : options.files) files.Reads("FILE", file);
+  for (const SavedFile& file : options.files) files.Reads("FILE", file.path);
   files.ReadsTable("DATA", options.data.path);
   if (!options.out.empty() && options.monitor.monitor) files.Writes("--out", options.out);
   if (!options.out.empty() && !options.monitor.monitor) files.WritesTable("--out", options.out);
   return options;
-}
-
-// The variable that the list of names in a folder gives to a recode file; empty without one.
-std::string RecodeVariableOf(const std::string& path) {
-  const std::filesystem::path file = PathOf(path);
-  const std::filesystem::path names = file.parent_path() / kRecodeNamesFile;
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(names, error)) return {};
-  const RecodeNames variables = ParseRecodeNames(ReadWholeFile(names.string()), names.string());
-  const auto found = variables.find(file.filename().string());
-  return found == variables.end() ? std::string() : found->second;
 }
 
 // Data from another source may lack hundreds of levels.
@@ -180,8 +170,8 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const UserMissin
   std::map<std::string, std::string> madeBy;
   for (const int number : kept) madeBy[table.Variable(number).name] = table.fileName;
   const UnseenLevels unseen = ParseUnseenLevels(options.unseen);
-  for (const std::string& path : options.files) {
-    const CodingFile file = ParseCodingFile(ReadWholeFile(path), path, RecodeVariableOf(path));
+  for (const auto& [path, variable] : options.files) {
+    const CodingFile file = ParseCodingFile(ReadWholeFile(path), path, variable);
     if (unseen.rule != UnseenLevels::Rule::kAsSaved && !std::holds_alternative<SavedBins>(file.content))
       throw UsageError("--unseen " + options.unseen + " works with bins of --bins; " + path +
                        " holds rules, which give unseen levels no bin.");
@@ -300,7 +290,7 @@ void KeepOnly(const std::vector<int>& numbers, std::size_t firstCoded, Table& ta
 }
 
 int MonitorCases(const CommandOptions& options, const std::vector<std::string>& arguments) {
-  const std::string& path = options.files.front();
+  const std::string& path = options.files.front().path;
   const CodingFile file = ParseCodingFile(ReadWholeFile(path), path);
   const auto* const bins = std::get_if<SavedBins>(&file.content);
   if (bins == nullptr)
@@ -328,7 +318,7 @@ int MonitorCases(const CommandOptions& options, const std::vector<std::string>& 
 }
 
 int CreateView(const CommandOptions& options) {
-  const std::string& path = options.files.front();
+  const std::string& path = options.files.front().path;
   const CodingFile file = ParseCodingFile(ReadWholeFile(path), path);
   const auto* const bins = std::get_if<SavedBins>(&file.content);
   if (bins == nullptr)

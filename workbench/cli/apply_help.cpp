@@ -24,14 +24,15 @@ Examples:
   Code a table of a server, where it is:
       velmora apply bins.json 'postgresql://host/bank?table=loans' --create-view loans_coded
   All recode files of a folder, with the key and the coded variables only, for the next program:
-      velmora apply recodes/*.ini june.csv --keep id | head
+      velmora apply recodes june.csv --keep id | head
 
 A case has no value where the predictor is missing or has a level that screening has not seen, unless the saved bins
 have a bin for it; values that an SPSS, Stata or SAS file declares missing go to the bins of their codes. Cases with a
 missing value and cases with an unseen level are counted apart, the latter with the names of the levels; there is a
 warning when DATA has none of the levels that a file names. A text in a column of numbers costs that one value, which
 counts as missing, and the case is named. A recode file names only its predictor; the file recode_names.json beside
-it, which --recode writes, has the name of the variable, which is otherwise PREDICTOR_Coded.
+it, which --recode writes, has the name of the variable, which is otherwise PREDICTOR_Coded. A folder as FILE is all
+recode files that its recode_names.json lists.
 
 In a database
   --create-view NAME      make a view of DATA, a table of PostgreSQL or DuckDB, that has its columns and the coded
