@@ -1,6 +1,7 @@
 // Saving and reading back, the sidecar, files that are written completely or not at all.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 
@@ -89,6 +90,26 @@ TEST_F(DataTest, EverythingSurvivesSavingAndReading) {
     const std::string bytes = Slurp(path);
     SaveTable(back, path);
     EXPECT_EQ(Slurp(path), bytes);
+  }
+}
+
+// Numbers of one and two bytes for the levels in a Parquet file, and more levels than those have.
+TEST_F(DataTest, AnyNumberOfLevelsSurvives) {
+  for (const int levels : {255, 256, 65535, 65536}) {
+    SCOPED_TRACE(levels);
+    std::vector<std::string> texts;
+    for (int i = 0; i < levels; ++i) texts.push_back("level " + std::to_string(i));
+    std::sort(texts.begin(), texts.end());
+    Table table;
+    table.caseCount = 2 * levels + 1;
+    Column& column = table.columns.emplace_back(Make("x", {kMissing}));
+    column.fromText = true;
+    for (int i = 0; i < levels; ++i) {
+      column.labels.push_back({i + 1.0, texts[static_cast<std::size_t>(i)]});
+      column.values.Own().insert(column.values.Own().end(), {levels - i + 0.0, i + 1.0});
+    }
+    SaveTable(table, Path("levels.parquet"));
+    EXPECT_TRUE(ShowAll(ReadTable(Path("levels.parquet"))) == ShowAll(table));
   }
 }
 

@@ -18,6 +18,7 @@
   FUNCTION(duckdb_column_type)                             \
   FUNCTION(duckdb_connect)                                 \
   FUNCTION(duckdb_create_config)                           \
+  FUNCTION(duckdb_create_enum_type)                        \
   FUNCTION(duckdb_create_logical_type)                     \
   FUNCTION(duckdb_create_table_function)                   \
   FUNCTION(duckdb_data_chunk_get_column_count)             \

@@ -4,9 +4,12 @@
 #include <atomic>
 #include <cmath>
 #include <filesystem>
+#include <span>
 #include <thread>
+#include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/csv_text.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/duckdb_session.h"
@@ -20,8 +23,11 @@ namespace velmora {
 
 namespace {
 
-// How the cells of a column are written.
-enum class CellForm { kNumber, kText, kBoolean, kDate, kDateTime };
+// How the cells of a column are written. kLevel: as texts that are all among the labels.
+enum class CellForm { kNumber, kText, kLevel, kBoolean, kDate, kDateTime };
+
+// Enough for every list of levels, and few enough for a number of two bytes.
+constexpr std::size_t kMostLevels = 65535;
 
 bool ReadsBack(double value, DateUnit unit) {
   if (!InCalendar(value, unit)) return false;
@@ -52,9 +58,27 @@ const std::string* TextOfCode(const Column& column, double value) {
   return column.LabelOf(value);
 }
 
+// A column of texts that a dictionary can hold.
+bool IsOfLevels(const Column& column) {
+  if (column.labels.size() > kMostLevels) return false;
+  std::unordered_set<std::string_view> texts;
+  for (std::size_t i = 0; i < column.labels.size(); ++i) {
+    const std::string& text = column.labels[i].text;
+    if (column.labels[i].value != static_cast<double>(i) + 1 || !texts.insert(text).second ||
+        text.find('\0') != std::string::npos)
+      return false;
+  }
+  const MissingRange missing(column.missingCode);
+  const auto most = static_cast<double>(column.labels.size());
+  return std::all_of(column.values.begin(), column.values.end(), [&](double value) {
+    return missing.Contains(value) || (value >= 1 && value <= most && value == std::floor(value));
+  });
+}
+
 void AppendCell(const Column& column, CellForm form, double value, char delimiter, std::string& out) {
   switch (form) {
     case CellForm::kText:
+    case CellForm::kLevel:
       if (const std::string* text = TextOfCode(column, value)) return AppendCsvField(*text, delimiter, out);
       return AppendShortestNumber(value, out);
     case CellForm::kDate:
@@ -68,6 +92,32 @@ void AppendCell(const Column& column, CellForm form, double value, char delimite
       return AppendShortestNumber(value, out);
   }
 }
+
+// Gives back the memory of stored columns while their rows are written.
+class WrittenRows {
+ public:
+  explicit WrittenRows(const Table& table) : table_(table) { Release(); }
+  ~WrittenRows() { Release(); }
+  WrittenRows(const WrittenRows&) = delete;
+  WrittenRows& operator=(const WrittenRows&) = delete;
+
+  void UpTo(std::int64_t row) {
+    if (row < next_) return;
+    Release();
+    next_ = row + rows_;
+  }
+
+ private:
+  static constexpr std::size_t kCells = std::size_t{1} << 22;
+
+  void Release() const {
+    for (const Column& column : table_.columns) ReleaseValues(column.values);
+  }
+
+  const Table& table_;
+  std::int64_t rows_ = static_cast<std::int64_t>(kCells / table_.columns.size()) + 1;
+  std::int64_t next_ = rows_;
+};
 
 // write gets the fraction of the cases that its piece ends with.
 using WritePiece = std::function<void(std::string_view bytes, double fraction)>;
@@ -88,7 +138,9 @@ void WriteDelimited(const Table& table, char delimiter, bool forSpreadsheet, con
   for (const Column& column : table.columns) {
     forms.push_back(FormOf(column));
     missing.emplace_back(column.missingCode);
+    ReleaseValues(column.values);
   }
+  WrittenRows release(table);
   for (std::int64_t row = 0; row < table.caseCount; ++row) {
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
       if (i > 0) out += delimiter;
@@ -99,6 +151,7 @@ void WriteDelimited(const Table& table, char delimiter, bool forSpreadsheet, con
     if (out.size() < kPieceBytes) continue;
     writeRows(out, static_cast<double>(row + 1) / static_cast<double>(table.caseCount));
     out.clear();
+    release.UpTo(row);
   }
   writeRows(out, 1);
 }
@@ -135,36 +188,45 @@ void SaveDelimited(const Table& table, const std::string& path, char delimiter,
 // DuckDB pulls the table through a table function, chunk by chunk, so there is never a second copy
 // of it.
 struct ParquetSource {
+  ParquetSource(const Table& saved, const SaveTableOptions& saveOptions)
+      : table(&saved), options(&saveOptions), written(saved) {}
+
   const Table* table;
   std::vector<CellForm> forms;
   const SaveTableOptions* options;
-  std::thread::id owner;  // the only thread that progress is reported on
+  std::thread::id owner = std::this_thread::get_id();  // the only one that progress is reported on
+  WrittenRows written;
   std::atomic<std::int64_t> nextCase = 0;
   bool cancelled = false;
 
   double Fraction() const { return static_cast<double>(nextCase) / static_cast<double>(table->caseCount); }
 };
 
-duckdb_type ParquetType(CellForm form) {
+duckdb_logical_type ParquetType(CellForm form, const Column& column) {
   switch (form) {
+    case CellForm::kLevel: {
+      std::vector<const char*> texts;
+      for (const ValueLabel& label : column.labels) texts.push_back(label.text.c_str());
+      return duckdb_create_enum_type(texts.data(), texts.size());
+    }
     case CellForm::kText:
-      return DUCKDB_TYPE_VARCHAR;
+      return duckdb_create_logical_type(DUCKDB_TYPE_VARCHAR);
     case CellForm::kBoolean:
-      return DUCKDB_TYPE_BOOLEAN;
+      return duckdb_create_logical_type(DUCKDB_TYPE_BOOLEAN);
     case CellForm::kDate:
-      return DUCKDB_TYPE_DATE;
+      return duckdb_create_logical_type(DUCKDB_TYPE_DATE);
     case CellForm::kDateTime:
-      return DUCKDB_TYPE_TIMESTAMP;
+      return duckdb_create_logical_type(DUCKDB_TYPE_TIMESTAMP);
     case CellForm::kNumber:
       break;
   }
-  return DUCKDB_TYPE_DOUBLE;
+  return duckdb_create_logical_type(DUCKDB_TYPE_DOUBLE);
 }
 
 void BindSource(duckdb_bind_info info) {
   const auto& source = *static_cast<ParquetSource*>(duckdb_bind_get_extra_info(info));
   for (std::size_t i = 0; i < source.forms.size(); ++i) {
-    duckdb_logical_type type = duckdb_create_logical_type(ParquetType(source.forms[i]));
+    duckdb_logical_type type = ParquetType(source.forms[i], source.table->columns[i]);
     duckdb_bind_add_result_column(info, ("c" + std::to_string(i)).c_str(), type);
     duckdb_destroy_logical_type(&type);
   }
@@ -173,30 +235,69 @@ void BindSource(duckdb_bind_info info) {
 
 void InitSource(duckdb_init_info info) { duckdb_init_set_max_threads(info, 1); }
 
-void WriteCell(const Column& column, CellForm form, double value, duckdb_vector vector, idx_t row) {
-  void* data = duckdb_vector_get_data(vector);
-  switch (form) {
-    case CellForm::kNumber:
-      static_cast<double*>(data)[row] = value;
-      return;
-    case CellForm::kBoolean:
-      static_cast<bool*>(data)[row] = value != 0;
-      return;
-    case CellForm::kDate:
-      static_cast<duckdb_date*>(data)[row].days = static_cast<std::int32_t>(value);
-      return;
-    case CellForm::kDateTime:
-      static_cast<duckdb_timestamp*>(data)[row].micros = std::llround(value * 1e6);
-      return;
-    case CellForm::kText:
-      break;
-  }
+void WriteText(const Column& column, double value, duckdb_vector vector, idx_t row) {
   if (const std::string* text = TextOfCode(column, value)) {
     duckdb_vector_assign_string_element_len(vector, row, text->data(), text->size());
   } else {
     std::string number;
     AppendShortestNumber(value, number);
     duckdb_vector_assign_string_element_len(vector, row, number.data(), number.size());
+  }
+}
+
+// Calls write(row, value) for the values that are not missing, and marks the others.
+template <class Write>
+void FillValues(const Column& column, std::span<const double> values, duckdb_vector vector, Write write) {
+  const MissingRange missing(column.missingCode);
+  std::uint64_t* validity = nullptr;
+  for (std::size_t row = 0; row < values.size(); ++row) {
+    if (!missing.Contains(values[row])) {
+      write(row, values[row]);
+      continue;
+    }
+    if (validity == nullptr) {
+      duckdb_vector_ensure_validity_writable(vector);
+      validity = duckdb_vector_get_validity(vector);
+    }
+    duckdb_validity_set_row_invalid(validity, row);
+  }
+}
+
+template <class Cell>
+void FillLevels(const Column& column, std::span<const double> values, duckdb_vector vector) {
+  auto* const cells = static_cast<Cell*>(duckdb_vector_get_data(vector));
+  FillValues(column, values, vector,
+             [cells](std::size_t row, double value) { cells[row] = static_cast<Cell>(value - 1); });
+}
+
+void FillVector(const Column& column, CellForm form, std::span<const double> values, duckdb_vector vector) {
+  void* const data = duckdb_vector_get_data(vector);
+  switch (form) {
+    case CellForm::kNumber:
+      return FillValues(
+          column, values, vector,
+          [cells = static_cast<double*>(data)](std::size_t row, double value) { cells[row] = value; });
+    case CellForm::kLevel:
+      // DuckDB's own choice of the width.
+      if (column.labels.size() <= 255) return FillLevels<std::uint8_t>(column, values, vector);
+      return FillLevels<std::uint16_t>(column, values, vector);
+    case CellForm::kText:
+      return FillValues(column, values, vector,
+                        [&](std::size_t row, double value) { WriteText(column, value, vector, row); });
+    case CellForm::kBoolean:
+      return FillValues(
+          column, values, vector,
+          [cells = static_cast<bool*>(data)](std::size_t row, double value) { cells[row] = value != 0; });
+    case CellForm::kDate:
+      return FillValues(column, values, vector,
+                        [cells = static_cast<duckdb_date*>(data)](std::size_t row, double value) {
+                          cells[row].days = static_cast<std::int32_t>(value);
+                        });
+    case CellForm::kDateTime:
+      return FillValues(column, values, vector,
+                        [cells = static_cast<duckdb_timestamp*>(data)](std::size_t row, double value) {
+                          cells[row].micros = std::llround(value * 1e6);
+                        });
   }
 }
 
@@ -211,22 +312,11 @@ void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
                                                     source.table->caseCount - source.nextCase);
   for (std::size_t i = 0; i < source.forms.size(); ++i) {
     const Column& column = source.table->columns[i];
-    const MissingRange missing(column.missingCode);
-    duckdb_vector vector = duckdb_data_chunk_get_vector(chunk, i);
-    std::uint64_t* validity = nullptr;
-    for (std::int64_t row = 0; row < count; ++row) {
-      const double value = column.values[static_cast<std::size_t>(source.nextCase + row)];
-      if (!missing.Contains(value)) {
-        WriteCell(column, source.forms[i], value, vector, static_cast<idx_t>(row));
-        continue;
-      }
-      if (validity == nullptr) {
-        duckdb_vector_ensure_validity_writable(vector);
-        validity = duckdb_vector_get_validity(vector);
-      }
-      duckdb_validity_set_row_invalid(validity, static_cast<idx_t>(row));
-    }
+    const std::span<const double> values(column.values.data() + source.nextCase,
+                                         static_cast<std::size_t>(count));
+    FillVector(column, source.forms[i], values, duckdb_data_chunk_get_vector(chunk, i));
   }
+  source.written.UpTo(source.nextCase);
   duckdb_data_chunk_set_size(chunk, static_cast<idx_t>(count));
   source.nextCase += count;
 }
@@ -255,11 +345,19 @@ class WritablePath {
   std::string name_;
 };
 
+// DuckDB holds the rows of a group in memory until all are there: its own number of rows, and fewer for
+// wide tables.
+std::size_t RowsPerGroup(std::size_t columns) {
+  constexpr std::size_t kMostRows = 122880, kFewestRows = 2048, kMostCells = std::size_t{1} << 22;
+  return std::clamp(kMostCells / columns, kFewestRows, kMostRows);
+}
+
 std::string CopySql(const Table& table, const std::string& target) {
   std::string sql = "COPY (SELECT ";
   for (std::size_t i = 0; i < table.columns.size(); ++i)
     sql += (i ? ",c" : "c") + std::to_string(i) + " AS " + SqlName(table.columns[i].name);
   sql += " FROM table_to_save()) TO " + SqlText(target) + " (FORMAT parquet, USE_TMP_FILE false";
+  sql += ", ROW_GROUP_SIZE " + std::to_string(RowsPerGroup(table.columns.size()));
   const std::string sidecar = PrintSidecar(table, true);
   if (!sidecar.empty()) sql += ", KV_METADATA {velmora: " + SqlText(sidecar) + "}";
   return sql + ")";
@@ -278,8 +376,12 @@ void RegisterSource(DuckDbSession& session, ParquetSource& source) {
 }
 
 void SaveParquet(const Table& table, const std::string& path, const SaveTableOptions& options) {
-  ParquetSource source{&table, {}, &options, std::this_thread::get_id()};
-  for (const Column& column : table.columns) source.forms.push_back(FormOf(column));
+  ParquetSource source(table, options);
+  for (const Column& column : table.columns) {
+    const CellForm form = FormOf(column);
+    source.forms.push_back(form == CellForm::kText && IsOfLevels(column) ? CellForm::kLevel : form);
+    ReleaseValues(column.values);
+  }
   AtomicFile file(path, options.shownPath);
   file.Close();
   {
