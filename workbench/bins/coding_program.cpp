@@ -7,6 +7,7 @@
 #include "workbench/bins/coding_statements.h"
 #include "workbench/bins/recode_file.h"
 #include "workbench/bins/saved_condition.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/unicode.h"
 #include "workbench/language/expression.h"
 
@@ -22,6 +23,8 @@ using coding::Target;
 namespace {
 
 constexpr std::size_t kBlock = 4096;
+// Cells of stored columns that are looked at before their memory is given back: 32 megabytes.
+constexpr std::size_t kCellsHeld = std::size_t{1} << 22;
 
 using Mask = std::vector<std::uint8_t>;  // one per case of a block
 
@@ -43,7 +46,7 @@ std::set<std::size_t> TargetsOf(const Lookup& lookup) {
 Column ColumnOf(Target& target) {
   Column column;
   column.name = target.name;
-  column.values = std::move(target.values);
+  column.values = std::move(target.column);
   if (!target.isText) return column;
   column.fromText = true;
   column.measurement = Measurement::kCategorical;
@@ -116,6 +119,21 @@ struct CodingProgram::Compiled {
       for (const Assignment& one : lookup.outcomes[static_cast<std::size_t>(outcome)])
         targets[one.target].values[place] = one.number;
     }
+  }
+
+  void SetProbabilities(std::int64_t first, std::size_t count) {
+    const auto begin = static_cast<std::size_t>(first);
+    for (Target& target : targets) {
+      if (target.scoreTarget < 0) continue;
+      const auto scores = targets[static_cast<std::size_t>(target.scoreTarget)].values.subspan(begin, count);
+      std::transform(scores.begin(), scores.end(), target.values.subspan(begin, count).begin(),
+                     [&](double score) { return target.scale.Probability(score); });
+    }
+  }
+
+  void Release() const {
+    for (const Column& column : table->columns) ReleaseValues(column.values);
+    for (const Target& target : targets) ReleaseValues(target.column);
   }
 
   static int MissingOutcome(Lookup& lookup) {
@@ -193,41 +211,56 @@ std::vector<std::string> CodingProgram::TargetNames() const {
 
 std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progress, WorkerPool* pool) {
   std::vector<Target>& targets = compiled_->targets;
+  const auto caseCount = static_cast<std::size_t>(compiled_->table->caseCount);
+  ColumnMemory memory;
+  const std::shared_ptr<ColumnStore> store =
+      memory.StoreFor((compiled_->table->columns.size() + targets.size()) * caseCount);
   const auto clear = [&](Target& target) {
-    target.values.assign(static_cast<std::size_t>(compiled_->table->caseCount), target.start);
+    target.column =
+        store ? store->Filled(static_cast<std::size_t>(&target - targets.data()), caseCount, target.start)
+              : ColumnValues(std::vector<double>(caseCount, target.start));
+    target.values = Writable(target.column);
   };
   const Mask all(kBlock, 1);
   // Calls run(first, count) for each block of cases.
   const auto forBlocks = [&](auto run) {
-    const std::int64_t caseCount = compiled_->table->caseCount;
-    for (std::int64_t first = 0; first < caseCount; first += static_cast<std::int64_t>(kBlock))
-      run(first, std::min(kBlock, static_cast<std::size_t>(caseCount - first)));
+    for (std::size_t first = 0; first < caseCount; first += kBlock)
+      run(static_cast<std::int64_t>(first), std::min(kBlock, caseCount - first));
   };
   std::vector<Column> columns(targets.size());
   if (pool == nullptr || !compiled_->IsIndependentLookups()) {
     for (Target& target : targets) clear(target);
+    const std::size_t columnCount = compiled_->table->columns.size() + targets.size();
+    const std::size_t blocksHeld = kCellsHeld / kBlock / columnCount + 1;
+    std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
-      const double done = static_cast<double>(first) / static_cast<double>(compiled_->table->caseCount);
+      const double done = static_cast<double>(first) / static_cast<double>(caseCount);
       if (progress && !progress(done)) throw Cancelled();
       compiled_->RunBlock(compiled_->statements, all, 0, first, count);
+      compiled_->SetProbabilities(first, count);
+      if (++blocks % blocksHeld == 0) compiled_->Release();
     });
-    for (Target& target : targets) {
-      if (target.scoreTarget < 0) continue;
-      const std::vector<double>& scores = targets[static_cast<std::size_t>(target.scoreTarget)].values;
-      std::transform(scores.begin(), scores.end(), target.values.begin(),
-                     [&](double score) { return target.scale.Probability(score); });
-    }
+    compiled_->Release();
     for (std::size_t i = 0; i < targets.size(); ++i) columns[i] = ColumnOf(targets[i]);
     return columns;
   }
   const auto lookUp = [&](std::size_t index, int) {
     auto& lookup = std::get<Lookup>(compiled_->statements[index].is);
-    for (const std::size_t target : TargetsOf(lookup)) clear(targets[target]);
+    const std::set<std::size_t> own = TargetsOf(lookup);
+    for (const std::size_t target : own) clear(targets[target]);
+    const auto release = [&] {
+      ReleaseValues(compiled_->table->Variable(lookup.variable).values);
+      for (const std::size_t target : own) ReleaseValues(targets[target].column);
+    };
+    const std::size_t blocksHeld = kCellsHeld / kBlock / (own.size() + 1) / pool->ThreadCount() + 1;
+    std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
       if (!pool->IsStopping()) compiled_->RunLookup(lookup, all, first, count);
+      if (++blocks % blocksHeld == 0) release();
     });
+    release();
     if (pool->IsStopping()) return;
-    for (const std::size_t target : TargetsOf(lookup)) columns[target] = ColumnOf(targets[target]);
+    for (const std::size_t target : own) columns[target] = ColumnOf(targets[target]);
   };
   if (!pool->Run(compiled_->statements.size(), lookUp, progress)) throw Cancelled();
   return columns;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <variant>
@@ -62,7 +63,8 @@ struct Target {
   std::string name;
   bool isText = false;
   std::vector<std::string> texts;  // in byte order, each once
-  std::vector<double> values;      // one per case; unused while a program is compiled
+  ColumnValues column;             // one per case; unused while a program is compiled
+  std::span<double> values;        // of column, to be written
   double start = kMissing;         // of values
   // Of the probability of a scorecard: the target of its score, and how it follows from the score.
   int scoreTarget = -1;

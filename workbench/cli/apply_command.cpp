@@ -15,10 +15,12 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/memory_limit.h"
 #include "workbench/cli/options.h"
 #include "workbench/cli/progress_bar.h"
 #include "workbench/cli/repeated_command.h"
 #include "workbench/cli/run_files.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/database_connection.h"
 #include "workbench/data/save.h"
 #include "workbench/data/sql_text.h"
@@ -38,7 +40,8 @@ struct CommandOptions {
   std::string unseen;  // missing, error or a label; empty: as the bins say
   bool strict = false;
   bool onlyScores = false;
-  std::string view;  // --create-view
+  std::string view;    // --create-view
+  std::string memory;  // --memory, as of MemoryLimit
   MonitorOptions monitor;
   int csvFor = 0;
   bool quiet = false;
@@ -73,8 +76,9 @@ void CheckMonitor(const CommandOptions& options, const CommandParser& parser) {
 
 void CheckView(const CommandOptions& options, const CommandParser& parser) {
   if (options.view.empty()) return;
-  for (const char* option : {"--out", "--keep", "--unseen", "--strict", "--only-scores", "--csv-for",
-                             "--monitor", "--missing", "--missing-text", "--date-parts", "--since"}) {
+  for (const char* option :
+       {"--out", "--keep", "--unseen", "--strict", "--only-scores", "--csv-for", "--memory", "--monitor",
+        "--missing", "--missing-text", "--date-parts", "--since"}) {
     if (parser.Has(option))
       throw UsageError(std::string(option) +
                        " has no effect on --create-view, which leaves the cases alone.");
@@ -94,6 +98,7 @@ CommandOptions ParseOptions(const std::vector<std::string>& arguments) {
   parser.Flag("--strict", options.strict);
   parser.Flag("--only-scores", options.onlyScores);
   parser.Text("--create-view", options.view);
+  parser.Text("--memory", options.memory);
   options.monitor.AddTo(parser);
   AddCsvFor(parser, options.csvFor);
   parser.Flag("--quiet", options.quiet);
@@ -201,6 +206,7 @@ void ReportCoded(const std::vector<Column>& coded) {
   std::size_t count = 0;
   for (const Column& column : coded) {
     const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
+    ReleaseValues(column.values);
     if (missing == 0 || ++count > kMostNamed) continue;
     lacking += (lacking.empty() ? "" : ", ") + column.name + " (" +
                Counted(static_cast<std::size_t>(missing), "case", "cases") + ")";
@@ -343,6 +349,7 @@ int CreateView(const CommandOptions& options) {
 int RunApplyCommand(const std::vector<std::string>& arguments) {
   const CommandOptions options = ParseOptions(arguments);
   if (!options.view.empty()) return CreateView(options);
+  LimitColumnMemory(MemoryLimit(options.memory).ColumnBytes());
   if (options.monitor.monitor) return MonitorCases(options, arguments);
   UserMissing userMissing;
   Table table = LoadTable(options.data, userMissing);

@@ -69,6 +69,8 @@ Output
   --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
                           'income_*' too
   --threads N             threads that work at once (default: one per processor); results do not depend on it
+  --memory LIMIT          memory that the run may take, such as 2G (default: three quarters of what there is); a table
+                          that does not fit is kept in scratch files in TMPDIR or /var/tmp
   --only-scores           of what a scorecard makes, keep only the score and the probability of bad
   --quiet                 print only warnings and failures on standard error
 

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <system_error>
 #include <unordered_map>
+#include <vector>
 
 #include "workbench/data/errors.h"
 #include "workbench/system/mapped_file.h"
@@ -121,6 +122,13 @@ void ColumnStore::Append(std::size_t column, std::span<const double> cells) cons
   if (std::fwrite(cells.data(), sizeof(double), cells.size(), file.get()) != cells.size()) fail();
   // Some file systems find out at the end that the disk is full.
   if (std::fclose(file.release()) != 0) fail();
+}
+
+ColumnValues ColumnStore::Filled(std::size_t column, std::size_t cells, double value) {
+  const std::vector<double> block(std::min(cells, kMostWaiting), value);
+  for (std::size_t done = 0; done < cells; done += block.size())
+    Append(column, std::span(block).first(std::min(block.size(), cells - done)));
+  return Finish(column);
 }
 
 void ColumnStore::Clear(std::size_t column) const noexcept {

@@ -40,6 +40,8 @@ class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
   // Adds cells to the end of a column. Threads may work on different columns at once. Throws
   // DataError.
   void Append(std::size_t column, std::span<const double> cells) const;
+  // A column of so many equal cells, to be changed (Writable). Throws DataError.
+  ColumnValues Filled(std::size_t column, std::size_t cells, double value);
   // Forgets its cells.
   void Clear(std::size_t column) const noexcept;
   // The cells of a column, none is added afterwards. Throws DataError.

@@ -136,6 +136,7 @@ std::string PrintSidecar(const Table& table, bool keepsTypes) {
   Json variables = Json::array();
   for (const Column& column : table.columns) {
     Json variable = PrintVariable(column, keepsTypes);
+    ReleaseValues(column.values);
     if (variable.size() > 1) variables.push_back(std::move(variable));
   }
   if (bundles.empty() && variables.empty()) return {};
