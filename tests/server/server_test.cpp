@@ -14,12 +14,14 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/measurement.h"
+#include "workbench/data/save.h"
 #include "workbench/report/json_text.h"
 #include "workbench/server/bins_panel.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/connection_guard.h"
 #include "workbench/server/event_hub.h"
 #include "workbench/server/file_places.h"
+#include "workbench/server/first_rows.h"
 #include "workbench/server/host_name.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/run_steps.h"
@@ -424,6 +426,57 @@ TEST(TableView, DistributionsCountEveryValue) {
   EXPECT_EQ(CaseCountJson(table, "", "", 0), R"({"cases":4,"selected":4})");
   EXPECT_EQ(CaseCountJson(table, "city = 'Bonn'", "", 3), R"({"cases":4,"selected":2,"weight":0.4})");
   EXPECT_THROW(CaseCountJson(table, "town = 'Bonn'", "", 0), UsageError);
+}
+
+TEST(FirstRows, OfLargeFilesAreReadAlone) {
+  const fs::path folder = fs::temp_directory_path() / ("velmora-first-" + std::to_string(getpid()));
+  fs::create_directories(folder);
+  Table table;
+  table.caseCount = 400'000;
+  for (const char* name : {"id", "half"}) {
+    Column column;
+    column.name = name;
+    std::vector<double> values;
+    for (std::int64_t i = 0; i < table.caseCount; ++i)
+      values.push_back(*name == 'i' ? static_cast<double>(i * 7919 % 1'000'003)
+                                    : std::sqrt(static_cast<double>(i)));
+    column.values = std::move(values);
+    table.columns.push_back(std::move(column));
+  }
+  const auto file = [&](const char* name) { return (folder / name).string(); };
+  ReadOptions reading, parts;
+  reading.infer = parts.infer = false;
+  parts.part.query = "SELECT 1";
+  for (const char* name : {"large.csv", "large.parquet", "large.tsv"}) SaveTable(table, file(name), {});
+  for (const char* name : {"large.csv", "large.parquet", "large.tsv"}) {
+    const std::optional<Table> rows = ReadFirstRows(file(name), reading);
+    ASSERT_TRUE(rows) << name;
+    ASSERT_GE(rows->caseCount, 200) << name;
+    EXPECT_LT(rows->caseCount, 50'000) << name;
+    const std::string json = FirstRowsJson(*rows);
+    EXPECT_EQ(Json::parse(json).at("names"), Json({"id", "half"})) << name;
+    EXPECT_EQ(GridOfFirstRows(json, {.row = 2, .rows = 2, .column = 0, .columns = 9}),
+              GridJson(table, {.row = 2, .rows = 2, .column = 0, .columns = 9}))
+        << name;
+    // Beyond the rows that are known, and of absurd sizes.
+    const std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    for (const GridBlock& block :
+         {GridBlock{500, 10, 0, 2}, {most, most, 0, 2}, {-5, -5, -1, -1}, {0, 0, 0, 2}})
+      EXPECT_TRUE(Json::parse(GridOfFirstRows(json, block)).at("cells").empty()) << name;
+  }
+  // A line break in quotes at the end, text of two bytes per character, files that are small, parts.
+  std::string text = "a,b\n";
+  while (text.size() < (5 << 20)) text += "1,\"x\ny\"\n";
+  std::ofstream(folder / "quoted.csv") << text;
+  const std::optional<Table> quoted = ReadFirstRows(file("quoted.csv"), reading);
+  EXPECT_TRUE(!quoted || *quoted->Variable(2).LabelOf(1) == "x\ny");
+  std::ofstream(folder / "wide.csv") << std::string(5 << 20, '\0');
+  std::ofstream(folder / "small.csv") << "a\n1\n";
+  for (const char* name : {"wide.csv", "small.csv", "no_such.csv"})
+    EXPECT_FALSE(ReadFirstRows(file(name), reading)) << name;
+  EXPECT_FALSE(ReadFirstRows(file("large.parquet"), parts));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 6);
+  fs::remove_all(folder);
 }
 
 // --- Bins

@@ -520,10 +520,10 @@ void PageServer::AddRoutes() {
                GiveJson(response, one.Snapshot());
              }));
   http_->Get(base + "/grid", session([](PageSession& one, const Request& request, Response& response) {
-               GiveJson(response, one.Grid({{"row", WholeNumber(request, "row")},
-                                            {"rows", WholeNumber(request, "rows")},
-                                            {"column", static_cast<int>(WholeNumber(request, "column"))},
-                                            {"columns", static_cast<int>(WholeNumber(request, "columns"))}}));
+               GiveJson(response, one.Grid({.row = WholeNumber(request, "row"),
+                                            .rows = WholeNumber(request, "rows"),
+                                            .column = static_cast<int>(WholeNumber(request, "column")),
+                                            .columns = static_cast<int>(WholeNumber(request, "columns"))}));
              }));
   http_->Post(base + "/count", session([](PageSession& one, const Request& request, Response& response) {
                 GiveJson(response, one.Count(BodyOf(request)));

@@ -12,6 +12,7 @@
 #include "workbench/data/atomic_file.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/file_places.h"
+#include "workbench/server/first_rows.h"
 #include "workbench/server/output_file.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/run_steps.h"
@@ -121,6 +122,7 @@ void PageSession::StartWorker() {
   words.push_back(data_.string());
   status_ = "loading";
   variables_.clear();
+  firstRows_.clear();
   worker_ = std::make_unique<WorkerClient>(words, [this](const Frame& frame) { TakeUnasked(frame); });
 }
 
@@ -129,8 +131,12 @@ void PageSession::TakeUnasked(const Frame& frame) {
   if (ending_) return;
   if (frame.type == "loading") {
     Publish("loading", Json::parse(frame.payload));
+  } else if (frame.type == "firstRows") {
+    firstRows_ = frame.payload;
+    Publish("firstRows", {{"value", FirstRowsView()}});
   } else if (frame.type == "loaded") {
     status_ = "loaded";
+    firstRows_.clear();
     about_ = Json::parse(frame.payload);
     Publish("loaded", about_);
     worker_->Send(R"({"op":"hash"})", [this](const Frame& answer) {
@@ -176,6 +182,7 @@ std::string PageSession::Snapshot() {
                {"status", status_},
                {"error", error_},
                {"dataChanged", hashChanged_},
+               {"firstRows", FirstRowsView()},
                {"data", about_},
                {"choices", choices_},
                {"runs", runs}};
@@ -197,7 +204,23 @@ std::string PageSession::Ask(const char* operation, Json request) {
   return worker->Ask(JsonText(request));
 }
 
-std::string PageSession::Grid(const Json& block) { return Ask("grid", block); }
+std::string PageSession::Grid(const GridBlock& block) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!firstRows_.empty()) return GridOfFirstRows(firstRows_, block);
+  }
+  return Ask(
+      "grid",
+      {{"row", block.row}, {"rows", block.rows}, {"column", block.column}, {"columns", block.columns}});
+}
+
+// What windows need to know of them: the cells come by block.
+Json PageSession::FirstRowsView() const {
+  if (firstRows_.empty()) return nullptr;
+  Json view = Json::parse(firstRows_);
+  view.erase("cells");
+  return view;
+}
 
 std::string PageSession::Count(const Json& selection) { return Ask("count", selection); }
 

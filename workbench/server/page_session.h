@@ -18,6 +18,7 @@
 #include "workbench/report/json_text.h"
 #include "workbench/server/bins_panel.h"
 #include "workbench/server/event_hub.h"
+#include "workbench/server/table_view.h"
 #include "workbench/server/worker_client.h"
 
 namespace velmora {
@@ -40,7 +41,8 @@ class PageSession {
 
   // Everything that a window needs first: "data", "variables", "choices", "runs" without reports.
   std::string Snapshot();
-  std::string Grid(const Json& block);
+  // While the file is being read, of its first rows.
+  std::string Grid(const GridBlock& block);
   std::string Count(const Json& selection);
 
   // patch: a JSON merge patch (RFC 7396) of the choices, which belong to the page. window: the one
@@ -109,6 +111,7 @@ class PageSession {
 
   // Private methods expect mutex_ to be held unless they say otherwise.
   void StartWorker();
+  Json FirstRowsView() const;
   void TakeDialogsAnswer(const Frame& frame);            // locks
   std::string Ask(const char* operation, Json request);  // locks
   void AddCutPoints(Run& run) const;
@@ -145,6 +148,7 @@ class PageSession {
   bool ending_ = false, hashChanged_ = false, unsaved_ = false;
   int restarts_ = 0;
   double binsTold_ = 0;          // when windows last heard of new bins, in seconds
+  std::string firstRows_;        // while the file is being read: FirstRowsJson, or nothing yet
   Json about_ = Json::object();  // "cases", "names", "notices"
   std::vector<std::string> variables_;
   Json choices_ = Json::object();

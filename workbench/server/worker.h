@@ -20,7 +20,8 @@
 //   cancel     target                            ends the child of that request
 // Answers have the request's id and one of the types "result" (the last one), "error" (the last
 // one: a sentence, and "cancelled": true where the user has ended it), "report", "bins", "dialogs",
-// "progress" and "line". Without a request come "loading", "loaded", "failed" and "variables".
+// "progress" and "line". Without a request come "loading", "firstRows" (FirstRowsJson, of a large file
+// before "loaded"), "loaded", "failed" and "variables".
 #pragma once
 
 #include <string>

@@ -31,6 +31,7 @@
 #include "workbench/report/json_text.h"
 #include "workbench/server/case_pieces.h"
 #include "workbench/server/channel.h"
+#include "workbench/server/first_rows.h"
 #include "workbench/server/output_file.h"
 #include "workbench/server/page_dialogs.h"
 #include "workbench/server/table_view.h"
@@ -187,6 +188,58 @@ void SendFailure(const Channel& channel, std::uint64_t id, const std::function<v
   static_cast<void>(channel.Send({"error", id, SentenceJson(sentence)}));
 }
 
+// A child that reads the first rows of the file, while this process reads the whole of it.
+class FirstRowsReader {
+ public:
+  FirstRowsReader(const std::string& path, const ReadOptions& reading) {
+    const SocketPair ends = MakeSocketPair();
+    process_ = fork();
+    if (process_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      close(ends.ours);
+      SendFirstRows(Channel(ends.theirs), path, reading);
+      _exit(kExitDone);
+    }
+    close(ends.theirs);
+    channel_ = Channel(ends.ours);
+  }
+  ~FirstRowsReader() {
+    if (process_ <= 0) return;
+    channel_.Shut();  // which the child notices, and removes its files
+    while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) continue;
+  }
+  FirstRowsReader(const FirstRowsReader&) = delete;
+  FirstRowsReader& operator=(const FirstRowsReader&) = delete;
+
+  // The rows, once, as soon as they are there.
+  std::optional<Frame> Take() {
+    pollfd waiting = {channel_.Socket(), POLLIN, 0};
+    if (hasEnded_ || poll(&waiting, 1, 0) <= 0) return std::nullopt;
+    hasEnded_ = !channel_.Fill();
+    std::optional<Frame> frame = channel_.Next();
+    hasEnded_ = hasEnded_ || frame;
+    return frame;
+  }
+
+ private:
+  static void SendFirstRows(const Channel& channel, const std::string& path, ReadOptions reading) {
+    reading.progress = [&channel](double) {
+      pollfd waiting = {channel.Socket(), POLLIN, 0};
+      return poll(&waiting, 1, 0) == 0;
+    };
+    try {
+      if (const std::optional<Table> table = ReadFirstRows(path, reading))
+        static_cast<void>(channel.Send({"firstRows", 0, FirstRowsJson(*table)}));
+    } catch (const std::exception&) {
+      return;  // what is wrong with the file is said by who reads the whole of it
+    }
+  }
+
+  Channel channel_{-1};
+  pid_t process_ = -1;
+  bool hasEnded_ = false;
+};
+
 // --- The worker itself
 
 struct Child {
@@ -211,10 +264,13 @@ class Worker {
       parser.Parse(arguments);
       // Measurements are inferred variable by variable, while the page is already shown.
       ReadOptions reading = ReadingOptionsOf(options);
-      reading.progress = [this, last = std::chrono::steady_clock::time_point()](double fraction) mutable {
+      FirstRowsReader firstRows(options.path, reading);
+      reading.progress = [this, &firstRows,
+                          last = std::chrono::steady_clock::time_point()](double fraction) mutable {
         const auto now = std::chrono::steady_clock::now();
         if (now - last < kProgressInterval) return true;
         last = now;
+        if (const std::optional<Frame> rows = firstRows.Take(); rows && !channel_.Send(*rows)) return false;
         return channel_.Send({"loading", 0, JsonText({{"fraction", fraction}})});
       };
       ReadReport report;

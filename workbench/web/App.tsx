@@ -128,6 +128,15 @@ export function App() {
         </div>
       )}
       <main class={view}>
+        {snapshot?.status === "loading" && snapshot.firstRows && view === "data" && (
+          <>
+            <section class="variables" aria-label="Variables" />
+            <div class="data-view">
+              <p class="above soft">The first cases; the others are being read.</p>
+              <Grid />
+            </div>
+          </>
+        )}
         {snapshot?.status === "loaded" && (
           <>
             {(view === "data" || view === "rank") && <VariableList />}

@@ -76,7 +76,7 @@ export function Grid() {
     observer.observe(element);
     return () => observer.disconnect();
   }, []);
-  const names = snapshot?.data.names ?? [];
+  const names = snapshot?.data.names ?? snapshot?.firstRows?.names ?? [];
   useEffect(() => {
     const at = names.indexOf(variable);
     const element = view.current;
@@ -87,7 +87,7 @@ export function Grid() {
   }, [variable]);
   if (!snapshot) return null;
 
-  const cases = snapshot.data.cases ?? 0;
+  const cases = snapshot.data.cases ?? snapshot.firstRows?.rows ?? 0;
   const fullHeight = cases * rowHeight;
   const shownHeight = Math.min(fullHeight, tallest);
   const bodyHeight = place.height - rowHeight;

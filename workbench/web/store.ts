@@ -178,8 +178,10 @@ function takeEvent(event: Event): void {
   switch (event.type) {
     case "loading":
       return setState({ loading: event["fraction"] as number });
+    case "firstRows":
+      return setSnapshot({ firstRows: event["value"] as Snapshot["firstRows"] });
     case "loaded":
-      return setSnapshot({ status: "loaded", data: event as unknown as Snapshot["data"] });
+      return setSnapshot({ status: "loaded", firstRows: null, data: event as unknown as Snapshot["data"] });
     case "failed":
       setSnapshot({ status: "failed", error: event["error"] as string });
       return fail(event["error"]);

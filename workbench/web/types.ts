@@ -138,6 +138,7 @@ export interface Snapshot {
   error: string;
   dataChanged: boolean;
   data: { cases?: number; names?: string[]; notices?: string[] };
+  firstRows: { names: string[]; rows: number } | null; // while the file is being read
   choices: Choices;
   runs: Run[];
   variables: Variable[];
