@@ -1,6 +1,8 @@
 import { describe, expect, it } from "vitest";
 import {
   codesOf,
+  compareOptions,
+  compareRankings,
   cutPlaces,
   mergePatch,
   namesMatching,
@@ -8,6 +10,8 @@ import {
   parseNumber,
   placeForDrag,
   pythonCode,
+  quickMatches,
+  rankingOf,
   roleOf,
   searchNames,
   sortedBy,
@@ -16,7 +20,7 @@ import {
   withVariables,
   wordAtCaret,
 } from "../../workbench/web/logic";
-import type { BinsPanel, Choices, Variable } from "../../workbench/web/types";
+import type { BinsPanel, Choices, RankingReport, Variable } from "../../workbench/web/types";
 
 describe("variables", () => {
   it("arrive once, also when a snapshot has some of them", () => {
@@ -83,6 +87,22 @@ describe("names", () => {
     expect(searchNames("come", names)).toEqual(["income_2020", "income_2021", "in.come", "outcome"]);
     expect(searchNames("out", names)).toEqual(["outcome"]);
     expect(searchNames("AGE", names)).toEqual(["age", "Age"]);
+  });
+  it("goes to names by a few letters, the closest first", () => {
+    const names = ["duration_of_credit", "credit_duration", "amount", "code", "Open another file", "count", "Data"];
+    const rows: [string, string[]][] = [
+      ["", names],
+      ["code", ["code"]],
+      ["cd", ["credit_duration", "code", "duration_of_credit"]],
+      ["CRE", ["credit_duration", "duration_of_credit"]],
+      ["dur cre", ["duration_of_credit"]],
+      ["open a", ["Open another file"]],
+      ["ount", ["count", "amount"]],
+      ["doc", ["duration_of_credit"]],
+      ["zz", []],
+      ["(.", []],
+    ];
+    for (const [text, expected] of rows) expect(quickMatches(text, names), text).toEqual(expected);
   });
   it("knows the word at the caret", () => {
     expect(wordAtCaret("age > 3 And inc", 15)).toEqual({ start: 12, word: "inc" });
@@ -192,6 +212,27 @@ describe("choices", () => {
         `result = velmora.screen(${start},\n    cut_points="c_bins_2.json")\n`,
     );
     expect(pythonCode("c.csv", { ...run, options: { ...options, classic: true }, edits })).not.toMatch("save_chance");
+  });
+
+  it("compares two runs", () => {
+    const ranked = (...ones: [string, number | null, boolean?][]) =>
+      ({ run: { rankBy: "effect" }, dependents: [{ predictors: ones.map(([name, effect, chance]) => ({ name, effect, statistic: 1, betterThanChance: !chance })) }] }) as unknown as RankingReport;
+    // Chance comes last, whatever its effect.
+    const before = rankingOf(ranked(["a", 0.5], ["b", 0.9, true], ["c", 0.7], ["gone", null]));
+    expect(before.map((one) => [one.name, one.rank])).toEqual([["c", 1], ["a", 2], ["gone", 3], ["b", 4]]);
+    const after = rankingOf(ranked(["a", 0.75], ["b", 0.9], ["new", 0.1]));
+    expect(compareRankings(before, after).map((one) => [one.name, one.before?.rank, one.after?.rank, one.difference])).toEqual([
+      ["b", 4, 1, 0],
+      ["a", 2, 2, 0.25],
+      ["new", undefined, 3, null],
+      ["c", 1, undefined, null],
+      ["gone", 3, undefined, null],
+    ]);
+    expect(compareOptions({ cuts: 5, select: "x > 1", casewise: true }, { select: "x > 2", casewise: true, predictors: ["a"] })).toEqual([
+      { name: "cuts", before: "5", after: "–" },
+      { name: "predictors", before: "–", after: '["a"]' },
+      { name: "select", before: "x > 1", after: "x > 2" },
+    ]);
   });
 
   it("sorts with missing figures last", () => {

@@ -1037,6 +1037,57 @@ describe("the page", () => {
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
   });
 
+  it("goes anywhere by a few letters, and compares two runs", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    const go = async (text: string) => {
+      await page.keyboard.press("Control+p");
+      await page.getByRole("combobox", { name: "Go to" }).fill(text);
+      await page.keyboard.press("Enter");
+    };
+    await go("forwork"); // foreign_worker, which has no bins yet
+    await page.getByRole("columnheader", { name: "foreign_worker" }).waitFor();
+    await go("bins");
+    await chooseOutcome(page, "risk");
+    await page.getByRole("button", { name: "Find bins" }).click();
+    await page.locator(".bins-chart").waitFor();
+    await go("durmo");
+    await expect.poll(() => page.locator(".editor h2").innerText()).toBe("duration_months");
+    await go("rank pre");
+    await page.getByRole("table").waitFor();
+    await page.keyboard.press("Control+k");
+    await page.getByRole("option", { name: "Open another file" }).waitFor();
+    await page.evaluate(axe);
+    const found = await page.evaluate(async () => {
+      const result = await (globalThis as unknown as { axe: { run: (where: string) => Promise<{ violations: { id: string }[] }> } }).axe.run(".quick-open");
+      return result.violations.map((one) => one.id);
+    });
+    expect(found).toEqual([]);
+    await page.keyboard.press("Escape");
+
+    // A second ranking, beside the first.
+    await page.getByLabel("keep in the history").check();
+    await page.getByLabel("How many").fill("3");
+    await page.keyboard.press("Tab");
+    await page.getByLabel("keep in the history").and(page.locator(":not(:checked)")).waitFor();
+    await page.keyboard.press("Alt+4");
+    await page.getByLabel("Compare Ranking 2").check();
+    await page.getByText("Choose another ranking to compare it with Ranking 2.").waitFor();
+    await page.getByLabel("Compare Ranking 3").check();
+    await page.getByRole("row", { name: "cuts – 3" }).waitFor();
+    const compared = page.getByRole("region", { name: "Predictors in both runs" });
+    const figures = (cuts: string[]) => {
+      const report = JSON.parse(cli("feature-selection", data, "--dependents", "risk", ...cuts, "--format", "json"));
+      return report.dependents[0].predictors.find((one: { name: string }) => one.name === "duration_months").effect as number;
+    };
+    const [before, after] = [figures([]), figures(["--cuts", "3"])];
+    const cells = await compared.getByRole("row", { name: /^duration_months/ }).getByRole("cell").allInnerTexts();
+    expect(cells.slice(3)).toEqual([before.toFixed(3), after.toFixed(3), (after - before).toFixed(3)]);
+    expect(faults).toEqual([]);
+  });
+
   it("opens files that are dropped, and files that were opened before", async () => {
     freshData();
     const first = await open(data);

@@ -7,6 +7,7 @@ import { History } from "./History";
 import { formatCount } from "./logic";
 import { OptionsPanel, Selection } from "./OptionsPanel";
 import { Picker } from "./Picker";
+import { QuickOpen } from "./QuickOpen";
 import { Ranking } from "./Ranking";
 import { openDropped, openSession, setState, show, signOut, useStore, type View } from "./store";
 import { VariableList } from "./VariableList";
@@ -41,6 +42,9 @@ export function App() {
       } else if ((event.ctrlKey || event.metaKey) && event.key === "o") {
         event.preventDefault();
         setState({ picker: true });
+      } else if ((event.ctrlKey || event.metaKey) && (event.key === "p" || event.key === "k")) {
+        event.preventDefault();
+        if (!document.querySelector("dialog[open]")) setState({ quickOpen: true });
       } else if (event.key === "Escape") {
         closeMenus(null);
       }
@@ -98,6 +102,9 @@ export function App() {
             </button>
           ))}
         </nav>
+        <button type="button" onClick={() => setState({ quickOpen: true })} title="Ctrl+P: a variable, a view or an action by a few letters">
+          Go to
+        </button>
         <button type="button" onClick={() => setState({ picker: true })} title="Ctrl+O">
           Open
         </button>
@@ -166,6 +173,7 @@ export function App() {
         )}
       </main>
       <Picker />
+      <QuickOpen views={views} />
     </>
   );
 }

@@ -4,18 +4,13 @@ import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
-import { formatCount, formatNumber, formatP, formatPercent, searchNames, splitPlace } from "./logic";
+import { formatCount, formatNumber, formatP, formatPercent, searchNames, splitPlace, strengthOf } from "./logic";
 import { Remarks, RunBar } from "./RunBar";
 import { copyText } from "./TakeAway";
 import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
-import type { BinEdit, BinsPanel, Decision, Run, ScreenedPredictor, ScreeningReport, Worth } from "./types";
+import type { BinEdit, BinsPanel, Decision, Run, ScreeningReport, Worth } from "./types";
 
 type Response = ScreeningReport["responses"][number];
-
-function strength(response: Response, one: ScreenedPredictor): number | null {
-  if (response.kind === "binary") return one.outOfFoldInformationValue ?? one.informationValue;
-  return one.outOfFoldExplained ?? one.rSquared ?? one.cramersV;
-}
 
 const strengthNames = { binary: "information value of held-out cases", continuous: "variance explained, held out", categorical: "deviance explained, held out" };
 
@@ -40,7 +35,7 @@ export function BinsView() {
   if (search === "") shown = names;
   if (onlyOpen) shown = shown.filter((name) => !decisions[name]?.accepted);
   const predictor = names.includes(store.predictor) ? store.predictor : (shown[0] ?? names[0]);
-  const highest = response ? Math.max(1e-9, ...response.predictors.map((one) => strength(response, one) ?? 0)) : 1;
+  const highest = response ? Math.max(1e-9, ...response.predictors.map((one) => strengthOf(response.kind, one) ?? 0)) : 1;
   const accepted = names.filter((name) => decisions[name]?.accepted).length;
   const drifts = report?.stability?.predictors.filter((one) => one.response === response?.name && one.reading === "shifted") ?? [];
   const shifted = new Map(drifts.map((one) => [one.predictor, one.psi]));
@@ -64,7 +59,7 @@ export function BinsView() {
             <ul>
               {shown.map((name) => {
                 const one = byName.get(name);
-                const value = one ? strength(response, one) : null;
+                const value = one ? strengthOf(response.kind, one) : null;
                 const decision = decisions[name];
                 return (
                   <li key={name}>

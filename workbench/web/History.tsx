@@ -1,8 +1,10 @@
 // Every run that was kept: compare, repeat, rename, annotate, delete.
+import { useState } from "preact/hooks";
+import { CompareRuns, nameOfRun } from "./CompareRuns";
 import { formatNumber } from "./logic";
 import { CopyCommands, CopyPython } from "./TakeAway";
-import { changeRun, deleteRun, repeatRun, show, showRun, useStore } from "./store";
-import type { RankingReport, ScreeningReport } from "./types";
+import { changeRun, deleteRun, loadReports, repeatRun, show, showRun, useStore } from "./store";
+import type { RankingReport, Run, ScreeningReport } from "./types";
 
 const statusNames = { running: "computing", done: "done", failed: "failed", cancelled: "cancelled", stale: "not computed yet" };
 
@@ -14,10 +16,21 @@ function best(report: RankingReport | ScreeningReport | undefined): string {
 
 export function History() {
   const { snapshot, reports } = useStore();
+  const [compared, setCompared] = useState<number[]>([]);
   const runs = [...(snapshot?.runs ?? [])].reverse();
+  // The last two that were chosen, the older one first.
+  const pair = runs.filter((run) => compared.includes(run.run)).reverse();
+  const [first, second] = pair;
+  const compare = (run: Run, take: boolean) => {
+    const others = compared.filter((one) => one !== run.run && runs.find((other) => other.run === one)?.analysis === run.analysis);
+    setCompared(take ? [...others.slice(-1), run.run] : others);
+    if (take) void loadReports(run);
+  };
   return (
     <section class="results history" aria-label="History">
       <h2>History</h2>
+      {first && !second && <p class="soft">Choose another {first.analysis === "screen" ? "screening" : "ranking"} to compare it with {nameOfRun(first)}.</p>}
+      {first && second && <CompareRuns first={first} second={second} />}
       {runs.length === 0 && <p class="soft">No analysis has run yet.</p>}
       {runs.map((run) => {
         const names = best(reports[run.run]);
@@ -32,7 +45,7 @@ export function History() {
                 class="title"
                 aria-label="Name of the run"
                 value={run.name}
-                placeholder={`${run.analysis === "screen" ? "Bins" : "Ranking"} ${run.run}`}
+                placeholder={nameOfRun({ ...run, name: "" })}
                 onChange={(event) => void changeRun(run.run, { name: event.currentTarget.value })}
               />
               <span class="soft">
@@ -40,6 +53,15 @@ export function History() {
                 {run.status === "done" && `, ${formatNumber(run.seconds, 2)} s`}, {run.created.replace("T", " ").replace("Z", " UTC")}
               </span>
               <span class="buttons">
+                <label class="check">
+                  <input
+                    type="checkbox"
+                    aria-label={`Compare ${nameOfRun(run)}`}
+                    checked={compared.includes(run.run)}
+                    onChange={(event) => compare(run, event.currentTarget.checked)}
+                  />
+                  compare
+                </label>
                 <button type="button" onClick={open}>
                   Show
                 </button>

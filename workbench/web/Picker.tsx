@@ -1,7 +1,8 @@
 // Chooses a data file among the folders that were opened.
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useState } from "preact/hooks";
 import { get } from "./api";
 import { formatCount } from "./logic";
+import { useModal } from "./modal";
 import { fail, openFile, setState, useStore } from "./store";
 
 interface Listing {
@@ -79,11 +80,7 @@ export function RecentFiles() {
 
 export function Picker() {
   const { picker, snapshot } = useStore();
-  const dialog = useRef<HTMLDialogElement>(null);
-  useEffect(() => {
-    if (!picker) dialog.current?.close();
-    else if (!dialog.current?.open) dialog.current?.showModal();
-  }, [picker]);
+  const dialog = useModal(picker);
   return (
     <dialog ref={dialog} aria-label="Open data" onClose={() => setState({ picker: false })}>
       <h2>Open data</h2>

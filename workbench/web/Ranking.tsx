@@ -1,7 +1,7 @@
 // The predictors of an outcome, best first: search, order, what no more than chance
 // explains, effects with intervals.
 import { useState } from "preact/hooks";
-import { formatCount, formatNumber, formatP, searchNames, sortedBy } from "./logic";
+import { formatCount, formatNumber, formatP, rankedPredictors, searchNames, sortedBy } from "./logic";
 import { Remarks, RunBar } from "./RunBar";
 import { choose, currentRun, setState, show, startRun, useStore } from "./store";
 import type { RankedPredictor, RankingReport } from "./types";
@@ -56,12 +56,7 @@ export function Ranking() {
   if (column) {
     rows = sortedBy(rows, column.key, order?.descending ?? false);
   } else {
-    const keys: Record<string, (one: RankedPredictor) => unknown> = {
-      p: (one) => one.minusLog10P ?? 0,
-      statistic: (one) => one.statistic,
-    };
-    rows = sortedBy(rows, keys[rankBy] ?? ((one) => one.effect), true);
-    rows = sortedBy(rows, (one) => (one.betterThanChance === false ? 1 : 0), false);
+    rows = dependent ? rankedPredictors(dependent, rankBy) : [];
   }
   if (hideChance) rows = rows.filter((one) => one.betterThanChance !== false);
   const wanted = new Set(searchNames(search, rows.map((one) => one.name)));

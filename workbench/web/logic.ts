@@ -1,6 +1,6 @@
 // The page's plain functions: numbers, names, options, code, places of cut points.
 import { fieldGroups, isSearched } from "./fields";
-import type { Analysis, BinsPanel, Choices, Options, Run, Variable } from "./types";
+import type { Analysis, BinsPanel, Choices, Options, RankedPredictor, RankingReport, Run, ScreenedPredictor, ScreeningReport, Variable } from "./types";
 
 // --- Numbers
 
@@ -96,6 +96,39 @@ export function searchNames(text: string, names: string[]): string[] {
     ...found.filter((name) => name.toLowerCase().startsWith(lower)),
     ...found.filter((name) => !name.toLowerCase().startsWith(lower)),
   ];
+}
+
+// Names that hold the letters of a search in this order, the closest first: whole names, then
+// beginnings, parts, beginnings of words ("cd" of "credit_duration"), and scattered letters.
+export function quickMatches(text: string, names: string[]): string[] {
+  const letters = text.toLowerCase().replace(/\s+/g, "");
+  if (letters === "") return names;
+  const found: { name: string; cost: number }[] = [];
+  for (const name of names) {
+    const cost = matchCost(letters, name);
+    if (cost !== null) found.push({ name, cost });
+  }
+  return found.sort((a, b) => a.cost - b.cost || a.name.length - b.name.length).map((one) => one.name);
+}
+
+// Null: the name does not hold the letters in this order.
+function matchCost(letters: string, name: string): number | null {
+  const lower = name.toLowerCase();
+  if (lower === letters) return 0;
+  const at = lower.replace(/\s+/g, "").indexOf(letters);
+  if (at === 0) return 1;
+  const words = lower.split(/[^\p{L}\p{N}]+/u);
+  if (words.some((word) => word.startsWith(letters))) return 2;
+  if (at > 0) return 3;
+  if (words.map((word) => word[0] ?? "").join("").includes(letters)) return 4;
+  let from = 0;
+  let first = -1;
+  for (const letter of letters) {
+    from = lower.indexOf(letter, from) + 1;
+    if (from === 0) return null;
+    if (first < 0) first = from;
+  }
+  return 5 + (from - first + 1 - letters.length);
 }
 
 // The word of an expression that ends at the caret, for completing it.
@@ -275,6 +308,72 @@ export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" |
     `import velmora\n\n${call("found", { ...given, ...saved })}bins = found.bins(best=100000)\n${edits.join("")}` +
     `bins.save(${pythonText(run.binsFile)})\n${call("result", { "cut-points": run.binsFile })}`
   );
+}
+
+// --- Rankings
+
+// What a bin's worth is measured by, on cases that had no part in finding it where that is known.
+export function strengthOf(kind: string, one: ScreenedPredictor): number | null {
+  if (kind === "binary") return one.outOfFoldInformationValue ?? one.informationValue;
+  return one.outOfFoldExplained ?? one.rSquared ?? one.cramersV;
+}
+
+// The predictors of an outcome in the order of its ranking.
+export function rankedPredictors(dependent: RankingReport["dependents"][number], rankBy: string): RankedPredictor[] {
+  const keys: Record<string, (one: RankedPredictor) => unknown> = {
+    p: (one) => one.minusLog10P ?? 0,
+    statistic: (one) => one.statistic,
+  };
+  const ranked = sortedBy(dependent.predictors, keys[rankBy] ?? ((one) => one.effect), true);
+  return sortedBy(ranked, (one) => (one.betterThanChance === false ? 1 : 0), false);
+}
+
+export interface Ranked {
+  name: string;
+  rank: number;
+  figure: number | null;
+}
+
+// The predictors of the first outcome of a run, best first.
+export function rankingOf(report: RankingReport | ScreeningReport): Ranked[] {
+  if ("responses" in report) {
+    const response = report.responses[0];
+    return (response?.predictors ?? []).map((one, index) => ({ name: one.name, rank: index + 1, figure: strengthOf(response?.kind ?? "", one) }));
+  }
+  const dependent = report.dependents[0];
+  if (!dependent) return [];
+  const rankBy = report.run.rankBy ?? "effect";
+  const figure = (one: RankedPredictor) => (rankBy === "effect" ? one.effect : one.statistic) ?? null;
+  return rankedPredictors(dependent, rankBy).map((one, index) => ({ name: one.name, rank: index + 1, figure: figure(one) }));
+}
+
+export interface ComparedPredictor {
+  name: string;
+  before: Ranked | null;
+  after: Ranked | null;
+  difference: number | null;
+}
+
+// By the rank in the second run, then those that it lacks.
+export function compareRankings(before: Ranked[], after: Ranked[]): ComparedPredictor[] {
+  const old = new Map(before.map((one) => [one.name, one]));
+  const now = new Set(after.map((one) => one.name));
+  const both = after.map((one) => {
+    const was = old.get(one.name) ?? null;
+    const difference = one.figure === null || was?.figure === null || was === null ? null : one.figure - was.figure;
+    return { name: one.name, before: was, after: one, difference };
+  });
+  const gone = before.filter((one) => !now.has(one.name));
+  return [...both, ...gone.map((one) => ({ name: one.name, before: one, after: null, difference: null }))];
+}
+
+// The options that two runs do not share.
+export function compareOptions(before: Options, after: Options): { name: string; before: string; after: string }[] {
+  const text = (value: unknown) => (value === undefined ? "–" : typeof value === "string" ? value : JSON.stringify(value));
+  const names = [...new Set([...Object.keys(before), ...Object.keys(after)])].sort();
+  return names
+    .map((name) => ({ name, before: text(before[name]), after: text(after[name]) }))
+    .filter((one) => one.before !== one.after);
 }
 
 // --- Cut points

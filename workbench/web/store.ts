@@ -23,6 +23,7 @@ export interface State {
   dialogsProgress: { stage: string; fraction: number } | null;
   message: string; // for the user, until the next one
   picker: boolean;
+  quickOpen: boolean;
   sessions: { session: number; file: string }[];
   recent: string[]; // files that were opened before
   hasPassword: boolean; // the page is served to other machines
@@ -44,6 +45,7 @@ let state: State = {
   dialogsProgress: null,
   message: "",
   picker: false,
+  quickOpen: false,
   sessions: [],
   recent: [],
   hasPassword: false,
@@ -335,6 +337,11 @@ async function loadReport(run: number): Promise<void> {
   } catch (error) {
     fail(error);
   }
+}
+
+// Fetches the result of a run that is compared.
+export async function loadReports(run: Run): Promise<void> {
+  if (run.status === "done" && !state.reports[run.run]) await loadReport(run.run);
 }
 
 // Shows a run of the history; one of an earlier start of the program is computed again.
