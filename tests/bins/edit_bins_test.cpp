@@ -154,8 +154,7 @@ TEST(EditBins, ChangesBinsCountsAndFigures) {
        "The bins of \"age\" are numbered from 1 to 5, and there is no bin 6."},
       {"a cut within a pre-bin", with(of(Kind::kSplit, "age"), [](BinEdit& e) { e.cutPoint = 35; }),
        "The saved counts do not say how many cases of \"age\" are up to 35; cut at 30 or 40, or search again "
-       "with "
-       "velmora screen --cut-points."},
+       "with velmora screen --cut-points."},
       {"a cut that leaves nothing", with(of(Kind::kSplit, "age"), [](BinEdit& e) { e.cutPoint = 40; }),
        "A cut of \"age\" at 40 would leave a bin without cases."},
       {"cutting levels", with(of(Kind::kSplit, "home"), [](BinEdit& e) { e.cutPoint = 1; }),

@@ -48,8 +48,7 @@ class PushDown : public ::testing::Test {
     session.Run(
         "CREATE TABLE loans AS SELECT * EXCLUDE (place), 0.5 + (place * 37 % 100) / 64.0 AS w, "
         "place - 10.5 AS less, 1 + place % 3 AS n, CASE place % 7 WHEN 0 THEN NULL WHEN 1 THEN ' ' ELSE "
-        "purpose END AS aim, "
-        "CASE WHEN place % 5 = 0 THEN -9 ELSE age * 1.25 END AS worth, "
+        "purpose END AS aim, CASE WHEN place % 5 = 0 THEN -9 ELSE age * 1.25 END AS worth, "
         "amount * 1000 + place AS many, place % 11 < 4 AS flag, place AS id, "
         "9007199254740992 + place AS account, DATE '2024-01-01' + CAST(place % 300 AS INTEGER) AS day, "
         "[place] AS list, CASE WHEN place % 13 = 0 THEN 'NaN'::DOUBLE WHEN place % 17 = 0 THEN "

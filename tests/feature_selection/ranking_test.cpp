@@ -14,8 +14,7 @@ constexpr const char* kNone =
     "predictors will be selected and shown instead.";
 constexpr const char* kTooMany =
     "The number of predictor variables for dependent variable income are more than 5000. the first 5000 "
-    "predictors "
-    "will be displayed.";
+    "predictors will be displayed.";
 
 struct Row {
   const char* name;

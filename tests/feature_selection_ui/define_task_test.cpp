@@ -16,8 +16,7 @@ constexpr char kTooFew[] =
     "Too few variables selected; select at least one dependent variable and two predictors.";
 constexpr char kTooMany[] =
     "More than 1,000,000 variables selected. Please reduce the number of selected variables in order to "
-    "avoid "
-    "memory allocation error.";
+    "avoid memory allocation error.";
 constexpr char kBadInteger[] = "Invalid integer entered in edit field";
 constexpr char kAllVariables[] = "1 | 2 | 3 4 5 | 6";
 

@@ -267,8 +267,7 @@ TEST(Bins, CodeEveryForm) {
       {"a text that is a number and the label of another",
        R"("name":"home","kind":"categorical","levels":[{"level":7,"bin":1},{"level":4,"label":"7","bin":0}],)",
        "f: \"7\" of \"home\" in people.csv can be either of two levels with different bins, a number and the "
-       "label "
-       "of another."},
+       "label of another."},
       {"cut points of texts", R"("name":"home","kind":"continuous","cutPoints":[30],)",
        "f: \"home\" has cut points, but holds texts in people.csv."},
   };

@@ -201,11 +201,12 @@ std::string ScorecardsText(const SavedBins& bins) {
     predictors += response.predictors.size();
   }
   if (entries.empty()) return "";
-  return "\n# One entry per scorecard: names of its score and of the probability of bad, start and slope of "
-         "the "
-         "log odds of\n# good, and per term the number of the predictor, the points of its bins, and those "
-         "without a bin.\n_SCORECARDS = (\n" +
-         entries + ")\n" + kScoreFunction;
+  return R"(
+# One entry per scorecard: names of its score and of the probability of bad, start and slope of the log odds of
+# good, and per term the number of the predictor, the points of its bins, and those without a bin.
+_SCORECARDS = (
+)" + entries +
+         ")\n" + kScoreFunction;
 }
 
 }  // namespace
@@ -215,15 +216,15 @@ std::string BinsPython(const SavedBins& bins) {
                      (bins.dataFile.empty() ? "" : " in " + Literal(bins.dataFile)) + ".\n";
   for (const SavedResponse& response : bins.responses)
     text += "# Response: " + Literal(response.name) + " (" + response.kind + ").\n";
-  text +=
-      "\nimport math\nfrom bisect import bisect_left, bisect_right\n"
-      "\n# One entry per predictor: name, coded variables, lowest and highest number that mean missing, bins "
-      "of "
-      "missing and"
-      "\n# other values, whether it holds texts, bins of its texts, (lowest, highest, bin) of single "
-      "numbers, "
-      "cut points,"
-      "\n# bins. Bounds include what equals them within 15 units in the last place.\n_PREDICTORS = (\n";
+  text += R"(
+import math
+from bisect import bisect_left, bisect_right
+
+# One entry per predictor: name, coded variables, lowest and highest number that mean missing, bins of missing and
+# other values, whether it holds texts, bins of its texts, (lowest, highest, bin) of single numbers, cut points,
+# bins. Bounds include what equals them within 15 units in the last place.
+_PREDICTORS = (
+)";
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) text += EntryOf(predictor);
   }

@@ -69,8 +69,7 @@ std::string PageText(const Page& page) {
   text += PageStyle();
   text +=
       "</style>\n</head>\n<body>\n<noscript>This report is drawn by the scripts inside it; allow scripts to "
-      "see "
-      "it.</noscript>\n<script type=\"application/json\" id=\"data\">";
+      "see it.</noscript>\n<script type=\"application/json\" id=\"data\">";
   text += EmbeddedJson(page.data);
   text += "</script>\n";
   if (page.charts) text.append("<script>").append(ChartLibrary()).append("</script>\n");

@@ -482,8 +482,7 @@ PageJson Guide(const ScreenReport& report) {
   if (has(vlm::kCategoricalResponse)) {
     term("p-value",
          "Probability of a Chi-square at least this large if predictor and response were unrelated (one "
-         "test, not "
-         "adjusted).");
+         "test, not adjusted).");
     term("Chi-square",
          "Distance of the counts from those expected if predictor and response were unrelated.");
   }

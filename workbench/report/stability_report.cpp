@@ -206,8 +206,7 @@ PageJson Guide() {
       "stable, above 0.25 shifted.");
   term("PSI of WOE",
        "The same for the rates within the bins, for equal shares of bins and an equal overall rate: whether "
-       "the "
-       "predictor still says the same.");
+       "the predictor still says the same.");
   term("Crossings",
        "Pairs of bins whose rates are in the other order than in the reference, by more than one standard "
        "error.");

@@ -39,8 +39,7 @@ struct ServeOptions {
     if (options.certificate.empty() && !withoutTls && !IsOfThisMachine(options.host))
       throw UsageError(
           "Without TLS, anyone on the network path can read the password and the data: give --tls-cert and "
-          "--tls-key, "
-          "or --without-tls behind a proxy that has a certificate.");
+          "--tls-key, or --without-tls behind a proxy that has a certificate.");
     const std::string host = HostToBind(options.host);
     const bool isEvery = host == "0.0.0.0" || host == "::";
     if (isEvery && options.hostNames.empty())

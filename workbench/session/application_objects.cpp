@@ -403,8 +403,7 @@ const HostMemberTable<ApplicationObject>& ApplicationObject::Members() {
         [](Self& s, const Arguments&) { return s.Outputs(); }, nullptr},
        {Method(10, "OpenText",
                "Opens a text file. Delimiter: one character, \"tab\", or empty to detect it; MissingTexts: "
-               "texts that "
-               "mean missing",
+               "texts that mean missing",
                3, vlm::kAutomationVariant, "FileName, Delimiter, MissingTexts", kAutomationObject),
         [](Self& s, const Arguments& a) {
           const auto core = LockedCore(s.core_);
