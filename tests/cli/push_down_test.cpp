@@ -52,7 +52,8 @@ class PushDown : public ::testing::Test {
         "amount * 1000 + place AS many, place % 11 < 4 AS flag, place AS id, "
         "9007199254740992 + place AS account, DATE '2024-01-01' + CAST(place % 300 AS INTEGER) AS day, "
         "[place] AS list, CASE WHEN place % 13 = 0 THEN 'NaN'::DOUBLE WHEN place % 17 = 0 THEN "
-        "'Infinity'::DOUBLE ELSE age / 3 END AS odd FROM cases");
+        "'Infinity'::DOUBLE ELSE age / 3 END AS odd, "
+        "1e9 + amount / 2800.0 + place % 97 / 97.0 AS far FROM cases");
     session.Run("DROP TABLE cases");
     session.Run("USE memory");
     session.Run("DETACH made");
@@ -77,6 +78,10 @@ TEST_F(PushDown, RankingsAreThoseOfTheCases) {
       {"classes", {"--dependents", "risk"}, {}, {}},
       {"a measured outcome",
        {"--dependents", "amount", "--predictors", "age", "purpose", "flag", "odd"},
+       {},
+       {}},
+      {"an outcome far from zero",
+       {"--dependents", "far", "--predictors", "age", "purpose", "flag", "w", "many"},
        {},
        {}},
       {"two outcomes",

@@ -1,6 +1,7 @@
 #include "workbench/push_down/table_counter.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <set>
@@ -49,6 +50,27 @@ std::optional<std::string> CodeLiteral(const SqlColumn& column, const std::strin
   const std::optional<double> number = NumberIn(code);
   if (!number) return std::nullopt;
   return NumberLiteral(*number);
+}
+
+struct EqualCases {
+  double value = 0, count = 0;
+};
+
+// Cases of three values that have the mean, centre + shift, and the variance of count ones. The values
+// are rounded, and their numbers, multiples of unit, make up for it.
+std::array<EqualCases, 3> CasesOfMoments(double count, double centre, double shift, double variance,
+                                         double unit) {
+  const double middle = centre + shift;
+  if (!(variance > 0)) return {{{middle, count}}};
+  const double step = 2 * std::sqrt(variance), finest = std::ldexp(std::fabs(middle), -52);
+  const double low = middle - std::max(step, finest), high = middle + std::max(step, finest);
+  const double below = middle - low, above = high - middle;
+  const double off = shift - (middle - centre);  // what the rounding of middle takes away
+  const double square = variance + off * off;
+  const auto rounded = [&](double part) { return std::max(std::round(count * part / unit) * unit, 0.0); };
+  const double lows = rounded((square - off * above) / (below * (below + above)));
+  const double highs = rounded((square + off * below) / (above * (below + above)));
+  return {{{low, lows}, {middle, count - lows - highs}, {high, highs}}};
 }
 
 template <class Columns, class Use>
@@ -524,7 +546,10 @@ void TableCounter::CountClasses(const Group& columns, Counted& outcome, const Ta
     take(PartOf({ColumnOf(*columns[i], rows[i].keys), ColumnOf(outcome, rows[i].outcomes)}, rows[i].sums));
 }
 
-void TableCounter::CountMoments(const Group& columns, const Counted& outcome, const TakePart& take) {
+// The mean and variance are of differences from the mean of all cases, so that they keep the digits of
+// an outcome far from zero.
+void TableCounter::CountMoments(const Group& columns, const Counted& outcome, const Centre& centre,
+                                const TakePart& take) {
   struct Rows {
     std::vector<std::optional<std::string>> keys;
     std::vector<double> outcomes;
@@ -536,16 +561,20 @@ void TableCounter::CountMoments(const Group& columns, const Counted& outcome, co
   plain.bounds.clear();
   sources.push_back(&plain);
   const std::size_t first = columns.size() + 1 + SumCount();
-  const std::string moments = ", avg(" + outcome.alias + ") AS " + Answer(first) + ", var_pop(" +
-                              outcome.alias + ") AS " + Answer(first + 1);
+  const std::string difference = "(" + outcome.alias + " - (" + NumberLiteral(centre.mean) + "))";
+  const std::string moments =
+      ", avg" + difference + " AS " + Answer(first) + ", var_pop" + difference + " AS " + Answer(first + 1);
+  // A digit that all sums of cases have, so that they are exact.
+  const double unit = std::ldexp(1.0, std::ilogb(std::max(centre.cases, 1.0)) - 52);
   EachGroup(columns, "", moments, Source(sources) + " WHERE " + outcome.alias + " IS NOT NULL",
             [&](std::size_t i, const SqlRow& row, std::size_t next) {
-              const double count = NumberOf(row.at(next)), mean = NumberOf(row.at(first));
-              const double deviation = std::sqrt(std::max(NumberOf(row.at(first + 1)), 0.0));
-              for (const double value : {mean - deviation, mean + deviation}) {
+              const auto equal = CasesOfMoments(NumberOf(row.at(next)), centre.mean, NumberOf(row.at(first)),
+                                                std::max(NumberOf(row.at(first + 1)), 0.0), unit);
+              for (const auto& [value, count] : equal) {
+                if (!(count > 0)) continue;
                 rows[i].keys.push_back(row.at(1 + i));
                 rows[i].outcomes.push_back(value);
-                rows[i].sums.push_back({count / 2, count / 2, count / 2, count / 2});
+                rows[i].sums.push_back({count, count, count, count});
               }
             });
   for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -553,6 +582,17 @@ void TableCounter::CountMoments(const Group& columns, const Counted& outcome, co
     values.values.Own() = std::move(rows[i].outcomes);
     take(PartOf({ColumnOf(*columns[i], rows[i].keys), std::move(values)}, rows[i].sums));
   }
+}
+
+TableCounter::Centre TableCounter::CentreOf(const Counted& outcome) const {
+  Counted plain = outcome;
+  plain.bounds.clear();
+  const SqlRow row = table_
+                         .run("SELECT avg(" + plain.alias + ") AS r0, count(" + plain.alias +
+                              ") AS r1 FROM " + Source({&plain}))
+                         .at(0);
+  const double mean = NumberOf(row.at(0));
+  return {std::isfinite(mean) ? mean : 0, NumberOf(row.at(1))};
 }
 
 void TableCounter::CountPairs(const std::vector<std::string>& predictors, const std::string& outcome,
@@ -566,10 +606,11 @@ void TableCounter::CountPairs(const std::vector<std::string>& predictors, const 
   Counted& classes = counted(outcome);
   Group all;
   for (const std::string& name : predictors) all.push_back(&counted(name));
+  const Centre centre = isMeasured ? CentreOf(classes) : Centre();
   InSlices(all, [&](const Group& columns, double done) {
     Progress(done);
     if (isMeasured) {
-      CountMoments(columns, classes, take);
+      CountMoments(columns, classes, centre, take);
     } else {
       CountClasses(columns, classes, take);
     }

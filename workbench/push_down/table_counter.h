@@ -67,8 +67,8 @@ class TableCounter {
   void Survey(const std::vector<Chosen>& chosen, const TakePart& take);
   const std::vector<LeftOutColumn>& LeftOut() const { return leftOut_; }
   const push_down::CutColumns& CutColumns() const { return cut_; }
-  // The cases by predictor and outcome, both surveyed; of a measured outcome as two cases in each
-  // group that have its mean and variance, which takes no weights and counts.
+  // The cases by predictor and outcome, both surveyed; of a measured outcome as cases of three
+  // values in each group that have its mean and variance, which takes no weights and counts.
   void CountPairs(const std::vector<std::string>& predictors, const std::string& outcome, bool isMeasured,
                   const TakePart& take);
 
@@ -88,6 +88,9 @@ class TableCounter {
     const std::string& Key() const { return bounds.empty() ? alias : bucket; }
   };
   using Group = std::vector<Counted*>;
+  struct Centre {
+    double mean = 0, cases = 0;
+  };
 
   const SqlColumn& Find(const std::string& name) const;
   std::string ExpressionOf(const SqlColumn& column) const;
@@ -115,7 +118,8 @@ class TableCounter {
       const Group& columns, const std::string& others, const std::string& more, const std::string& source,
       const std::function<void(std::size_t column, const SqlRow& row, std::size_t next)>& each) const;
   void CountClasses(const Group& columns, Counted& outcome, const TakePart& take);
-  void CountMoments(const Group& columns, const Counted& outcome, const TakePart& take);
+  void CountMoments(const Group& columns, const Counted& outcome, const Centre& centre, const TakePart& take);
+  Centre CentreOf(const Counted& outcome) const;
   void Progress(double fraction) const;
 
   SqlTable table_;
