@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/data/data_test_support.h"
 #include "workbench/data/database_address.h"
 #include "workbench/data/duckdb_session.h"
@@ -11,6 +14,8 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::Not;
 
 class DatabaseTest : public DataTest {
  protected:
@@ -98,6 +103,18 @@ TEST_F(DatabaseTest, TablesAndQueries) {
               HasSubstr("not a database"));
   EXPECT_THAT(ErrorOf([&] { ReadTable(WriteFile("no.duckdb", "this is no database at all")); }),
               HasSubstr("Cannot read"));
+}
+
+TEST_F(DatabaseTest, AFileOfANewerDuckDbIsRefusedWithWhatToDo) {
+  MakeDuckDb("new.duckdb", {"CREATE TABLE t AS SELECT 1 AS x"});
+  std::fstream file(Path("new.duckdb"), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(52).write("v99.1.0", 8);  // the DuckDB that wrote it
+  file.close();
+  EXPECT_THAT(ErrorOf([&] { Shown("new.duckdb"); }),
+              MatchesRegex("Cannot read .*new.duckdb: .*; DuckDB v99.1.0 wrote it, and DuckDB v[0-9.]+ reads "
+                           "it here: .* Parquet files .*STORAGE_VERSION 'v[0-9]+.[0-9]+.0'.*"));
+  std::filesystem::resize_file(Path("new.duckdb"), 40);
+  EXPECT_THAT(ErrorOf([&] { Shown("new.duckdb"); }), Not(HasSubstr("wrote it")));
 }
 
 // Changes that another program has not copied into the file yet would be missing without a word.
