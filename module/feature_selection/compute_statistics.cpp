@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "base/format_text.h"
 #include "base/tolerant.h"
@@ -111,17 +112,19 @@ int FormResults(FeatureSelectionSettings& settings, PairAccumulator& pairs) {
   vlm::IEngineServices& services = *settings.owner;
   ProgressScope progress(services, kTextPreparingResults, settings.PredictorCount());
   vlm::IIterDisplay* const display = services.GetIterDisplay();
+  const auto isStopped = [&] { return IsCancelled(services, display); };
   for (int p = 0; p < settings.PredictorCount(); ++p) {
     services.termom(p + 1);
-    if (IsCancelled(services, display)) return kFailed;
+    if (isStopped()) return kFailed;
     pairs.StartPredictor(p);
     for (int d = 0; d < settings.DependentCount(); ++d) {
       const std::size_t at = settings.MatrixIndex(d, p);
       PairResult result;
       if (settings.IsCrossTabulated(d)) {
-        const ChiSquareResult table = pairs.Cross(d);
-        result = ScoreCross(services, table, settings.useCramersV);
-        settings.basis[at] = BasisOf(table, pairs.UsedCases(d, table.total));
+        const std::optional<ChiSquareResult> table = pairs.Cross(d, isStopped);
+        if (!table) return kFailed;
+        result = ScoreCross(services, *table, settings.useCramersV);
+        settings.basis[at] = BasisOf(*table, pairs.UsedCases(d, table->total));
       } else {
         const OneWayResult groups = pairs.OneWay(d);
         result = ScoreOneWay(services, groups);

@@ -134,8 +134,11 @@ void CrossTable::AddSparse(const std::uint32_t* rows, const std::uint32_t* colum
   }
 }
 
-ChiSquareResult ChiSquareSum::Form(const CrossTable& table, const std::vector<std::uint32_t>& rowRanks,
-                                   const std::vector<std::uint32_t>& columnRanks) {
+std::optional<ChiSquareResult> ChiSquareSum::Form(const CrossTable& table,
+                                                  const std::vector<std::uint32_t>& rowRanks,
+                                                  const std::vector<std::uint32_t>& columnRanks,
+                                                  const std::function<bool()>& isStopped) {
+  constexpr std::size_t kTermsBetweenChecks = std::size_t{1} << 22;  // some milliseconds
   cells_.clear();
   table.ForEachCell([&](std::uint32_t row, std::uint32_t column, double mass) {
     cells_.push_back({rowRanks[row], columnRanks[column], mass});
@@ -143,10 +146,16 @@ ChiSquareResult ChiSquareSum::Form(const CrossTable& table, const std::vector<st
   SortCells(rowRanks.size());
   ChiSquareResult result;
   FormTotals(columnRanks.size(), &result);
+  std::size_t terms = 0;
   for (std::size_t row = 0; row + 1 < rowStarts_.size(); ++row) {
     const Cell* const begin = sorted_.data() + rowStarts_[row];
     const Cell* const end = sorted_.data() + rowStarts_[row + 1];
-    if (begin != end) result.chiSquare = AddRow(result.chiSquare, begin, end, rowTotals_[row], result.total);
+    if (begin == end) continue;
+    result.chiSquare = AddRow(result.chiSquare, begin, end, rowTotals_[row], result.total);
+    terms += columnTotals_.size();
+    if (terms < kTermsBetweenChecks) continue;
+    if (isStopped()) return std::nullopt;
+    terms = 0;
   }
   return result;
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -92,9 +94,12 @@ struct ChiSquareResult {
 // Forms Chi-square from the cells of a pair. Keeps its memory from one pair to the next.
 class ChiSquareSum {
  public:
-  // rowRanks, columnRanks: place of each row and column in ascending key order, from 0.
-  ChiSquareResult Form(const CrossTable& table, const std::vector<std::uint32_t>& rowRanks,
-                       const std::vector<std::uint32_t>& columnRanks);
+  // rowRanks, columnRanks: place of each row and column in ascending key order, from 0. isStopped
+  // is asked now and then, because a table may have as many cells as the square of its cases;
+  // nothing is returned when it says so.
+  std::optional<ChiSquareResult> Form(const CrossTable& table, const std::vector<std::uint32_t>& rowRanks,
+                                      const std::vector<std::uint32_t>& columnRanks,
+                                      const std::function<bool()>& isStopped);
 
  private:
   struct Cell {

@@ -187,9 +187,11 @@ OneWayResult PairAccumulator::OneWay(int dependentIndex) const {
   return means_.Merge(static_cast<std::size_t>(dependentIndex), predictor_, finder_, *rowOrder_);
 }
 
-ChiSquareResult PairAccumulator::Cross(int dependentIndex) {
+std::optional<ChiSquareResult> PairAccumulator::Cross(int dependentIndex,
+                                                      const std::function<bool()>& isStopped) {
   const auto cross = static_cast<std::size_t>(dependentIndex - firstCross_);
-  return chiSquare_.Form(tables_.At(cross, predictor_), rowOrder_->ranks, columnOrders_[cross].ranks);
+  return chiSquare_.Form(tables_.At(cross, predictor_), rowOrder_->ranks, columnOrders_[cross].ranks,
+                         isStopped);
 }
 
 int PairAccumulator::UsedCases(int dependentIndex, double mass) const {

@@ -8,7 +8,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "module/feature_selection/case_pass.h"
@@ -48,7 +50,8 @@ class PairAccumulator {
   // all its dependents.
   void StartPredictor(int predictorIndex);
   OneWayResult OneWay(int dependentIndex) const;
-  ChiSquareResult Cross(int dependentIndex);
+  // Nothing when isStopped, which is asked now and then, says so.
+  std::optional<ChiSquareResult> Cross(int dependentIndex, const std::function<bool()>& isStopped);
   // Cases that entered the pair, whatever their weights and counts. mass: that of the pair, which
   // is the answer where every case has mass 1.
   int UsedCases(int dependentIndex, double mass) const;

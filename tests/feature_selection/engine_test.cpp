@@ -13,6 +13,7 @@
 #include "base/tolerant.h"
 #include "module/feature_selection/compute_moments.h"
 #include "module/feature_selection/compute_statistics.h"
+#include "module/feature_selection/cross_table.h"
 #include "module/feature_selection/feature_selection_settings.h"
 #include "module/feature_selection/interval_rule.h"
 #include "module/feature_selection/vector_kernels.h"
@@ -523,6 +524,26 @@ TEST(EngineFaults, GivesEverythingBackWhereverTheHostFails) {
   EXPECT_EQ(host.BlocksHeld(), held);
   settings->ReleaseAll();
   EXPECT_EQ(host.BlocksHeld(), 0u);
+}
+
+// Chi-square adds a term for each cell of a table, also for those without a case.
+TEST(EngineFaults, ALargeTableCanBeCancelled) {
+  constexpr std::uint32_t kLevels = 5000;
+  CrossTable table;
+  table.Start(true);
+  table.Fit(kLevels + 1, kLevels + 1);
+  std::vector<std::uint32_t> ranks(kLevels + 1);
+  for (std::uint32_t level = 1; level <= kLevels; ++level) {
+    table.AddCount(level, level, 1);
+    ranks[level] = level - 1;
+  }
+  ChiSquareSum sum;
+  int asked = 0;
+  EXPECT_FALSE(sum.Form(table, ranks, ranks, [&] { return ++asked == 2; }).has_value());
+  EXPECT_EQ(asked, 2);
+  const auto result = sum.Form(table, ranks, ranks, [] { return false; });
+  ASSERT_TRUE(result.has_value());
+  EXPECT_NEAR(result->chiSquare / (double{kLevels} * (kLevels - 1)), 1, 1e-9);
 }
 
 TEST(EngineFaults, CreatesNothingWithoutMemory) {

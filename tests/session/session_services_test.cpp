@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <limits>
 
@@ -139,6 +140,23 @@ TEST_F(ServicesTest, CancelIsSeenAtTheNextShownStep) {
   EXPECT_EQ(step, 51);
   cancelled.dstop();
   EXPECT_FALSE(cancelled.pcancel()) << "the next run starts without it";
+}
+
+TEST_F(ServicesTest, CancelIsSeenWithinALongStep) {
+  struct PressedFrontend final : RecordingFrontend {
+    bool CancelPressed() override { return isPressed; }
+    bool isPressed = false;
+  } pressed;
+  const auto other = std::make_shared<SessionCore>(pressed, SessionOptions{});
+  SessionServices cancelled(*other);
+  cancelled.dstart(1);
+  cancelled.termom(1);
+  EXPECT_FALSE(cancelled.pcancel());
+  pressed.isPressed = true;
+  const auto latest = std::chrono::steady_clock::now() + std::chrono::minutes(5);
+  while (!cancelled.pcancel() && std::chrono::steady_clock::now() < latest) {
+  }
+  EXPECT_TRUE(cancelled.pcancel());
 }
 
 TEST_F(ServicesTest, DistinctValuesLeaveOutMissingAndUnselectedOnes) {

@@ -156,6 +156,16 @@ void SessionServices::ShowStep(int step) {
   nextShownStep_ = step + std::max(1, stepCount_ / kShownSteps);
   try {
     core_.frontend.ProgressStep(step);
+  } catch (...) {
+    core_.KeepCurrentException();
+    cancelPressed_ = true;
+  }
+  AskWhetherCancelled();
+}
+
+void SessionServices::AskWhetherCancelled() {
+  lastAsked_ = std::chrono::steady_clock::now();
+  try {
     if (core_.frontend.CancelPressed()) cancelPressed_ = true;
   } catch (...) {
     core_.KeepCurrentException();
@@ -176,7 +186,15 @@ void SessionServices::CloseProgress() {
   }
 }
 
-int SessionServices::pcancel() { return progressOpen_ && (cancelPressed_ || core_.procedureCancelled); }
+// One step may take minutes, such as the Chi-square of two variables with many levels.
+int SessionServices::pcancel() {
+  constexpr std::chrono::milliseconds kInterval(50);
+  if (!progressOpen_) return 0;
+  const bool isInStep = nextShownStep_ > 1;
+  if (isInStep && !cancelPressed_ && std::chrono::steady_clock::now() - lastAsked_ >= kInterval)
+    AskWhetherCancelled();
+  return cancelPressed_ || core_.procedureCancelled;
+}
 
 // Nobody but the progress display cancels a run.
 int SessionServices::IsExternallyCancelled() { return 0; }

@@ -2,6 +2,7 @@
 // functions.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -75,6 +76,7 @@ class SessionServices final : public vlm::IEngineServices,
   };
 
   void ShowStep(int step);
+  void AskWhetherCancelled();
   void RenewReader();
   void ReleaseRead(int cases, const int* variableNumbers, int variableCount);
 
@@ -92,7 +94,8 @@ class SessionServices final : public vlm::IEngineServices,
   bool cancelPressed_ = false;
   bool noticesOn_ = true;
   int stepCount_ = 0;
-  int nextShownStep_ = 0;  // steps below it are not shown
+  int nextShownStep_ = 0;                            // steps below it are not shown
+  std::chrono::steady_clock::time_point lastAsked_;  // whether the user has cancelled
 };
 
 }  // namespace velmora
