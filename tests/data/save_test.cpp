@@ -173,8 +173,12 @@ TEST_F(DataTest, SavingCanBeCancelledAndLeavesNothing) {
               }});
     ASSERT_GT(reports, 3) << name;
     std::filesystem::remove(Path(name));
-    EXPECT_THROW(SaveTable(table, Path(name), {.progress = [](double) { return false; }}), Cancelled) << name;
-    EXPECT_TRUE(std::filesystem::is_empty(folder_)) << name;
+    // At once, and where groups of rows are on the disk.
+    for (const double stopAt : {0.0, 0.7}) {
+      const auto goesOn = [&](double fraction) { return fraction < stopAt; };
+      EXPECT_THROW(SaveTable(table, Path(name), {.progress = goesOn}), Cancelled) << name << stopAt;
+      EXPECT_TRUE(std::filesystem::is_empty(folder_)) << name << stopAt;
+    }
   }
 }
 
