@@ -3,7 +3,7 @@
 // VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
 import { type ChildProcess, execFileSync, spawn, spawnSync } from "node:child_process";
 import { randomBytes } from "node:crypto";
-import { closeSync, copyFileSync, existsSync, mkdtempSync, openSync, readdirSync, readFileSync, readSync, rmSync, writeFileSync } from "node:fs";
+import { closeSync, copyFileSync, existsSync, mkdirSync, mkdtempSync, openSync, readdirSync, readFileSync, readSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import http from "node:http";
 import https from "node:https";
@@ -32,6 +32,10 @@ const running = new Set<ChildProcess>();
 
 async function open(data: string, ...options: string[]): Promise<Program> {
   return launch("open", data, "--no-browser", ...options);
+}
+
+async function openWith(environment: Record<string, string>, data: string): Promise<Program> {
+  return launchWith(environment, "open", data, "--no-browser");
 }
 
 async function launch(...words: string[]): Promise<Program> {
@@ -85,24 +89,30 @@ function cli(...words: string[]): string {
   return execFileSync(command, words, { encoding: "utf8", stdio: ["ignore", "pipe", "ignore"], maxBuffer: 1 << 28 });
 }
 
-// What a process has in its heap, its stacks and its variables.
-function writableMemoryOf(process: number): Buffer[] {
+// Whether a text is in the heap, the stacks or the variables of a process.
+function memoryHolds(process: number, text: string): boolean {
   const largest = 1 << 28; // what a sanitizer keeps for itself is larger
+  const block = Buffer.alloc(1 << 22);
   const memory = openSync(`/proc/${process}/mem`, "r");
-  const blocks = readFileSync(`/proc/${process}/maps`, "utf8").split("\n").flatMap((line) => {
-    const [, first, end] = /^([0-9a-f]+)-([0-9a-f]+) rw/.exec(line) ?? [];
-    const bytes = Number.parseInt(end ?? "0", 16) - Number.parseInt(first ?? "0", 16);
-    if (!first || bytes > largest) return [];
-    const block = Buffer.alloc(bytes);
-    try {
-      return [block.subarray(0, readSync(memory, block, 0, bytes, BigInt(`0x${first}`)))];
-    } catch {
-      return []; // it has gone meanwhile
+  try {
+    for (const line of readFileSync(`/proc/${process}/maps`, "utf8").split("\n")) {
+      const [, first, last] = /^([0-9a-f]+)-([0-9a-f]+) rw/.exec(line) ?? [];
+      const [begin, end] = [BigInt(`0x${first ?? 0}`), BigInt(`0x${last ?? 0}`)];
+      if (end - begin > largest) continue;
+      // Blocks overlap, for a text at the edge of one.
+      for (let at = begin; at < end; at += BigInt(block.length - text.length)) {
+        const count = Number(end - at < block.length ? end - at : block.length);
+        try {
+          if (block.subarray(0, readSync(memory, block, 0, count, at)).includes(text)) return true;
+        } catch {
+          break; // it has gone meanwhile
+        }
+      }
     }
-  });
-  closeSync(memory);
-  expect(blocks.some((block) => block.includes("XDG_CONFIG_HOME="))).toBe(true); // of the environment
-  return blocks;
+    return false;
+  } finally {
+    closeSync(memory);
+  }
 }
 
 const hasLoopback6 = Object.values(networkInterfaces()).some((ones) => ones?.some((one) => one.address === "::1"));
@@ -425,7 +435,8 @@ describe("a workbench for other machines", () => {
       [[], { VELMORA_PASSWORD: password }],
     ] as const) {
       const program = await launchWith(env, "serve", data, "--port", "0", ...words);
-      expect(writableMemoryOf(program.process.pid ?? 0).some((bytes) => bytes.includes(password))).toBe(false);
+      const process = program.process.pid ?? 0;
+      expect([memoryHolds(process, configuration), memoryHolds(process, password)]).toEqual([true, false]);
       expect(readFileSync(`/proc/${program.process.pid}/environ`, "utf8")).not.toContain(password);
       program.process.kill("SIGINT");
       expect(await program.ended).toBe(0);
@@ -509,7 +520,7 @@ describe("analyses", () => {
     const headers = me(program, await signIn(program));
     const names = JSON.parse((await ask(program.port, "/api/overview", headers)).text).options as string[];
     // How the file is read is said when it is opened, and it is read, not counted by a database; where results go, and which module
-    // runs, is no choice of a page.
+    // runs, is no choice of a page. Files are taken away after the run.
     const elsewhere = [
       "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
       "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",
@@ -530,7 +541,9 @@ describe("analyses", () => {
 
   it("hand over the files that the command writes, byte for byte", async () => {
     freshData();
-    const program = await open(data);
+    const scratch = join(folder, "scratch");
+    mkdirSync(scratch);
+    const program = await openWith({ TMPDIR: scratch }, data);
     const headers = me(program, await signIn(program));
     await loaded(program, headers);
     const fetched = async (path: string) => {
@@ -570,17 +583,27 @@ describe("analyses", () => {
     shell(`${(await commandsOf(ranking))[0]} --out rank --quiet`);
     for (const format of ["html", "json", "csv"]) await same(`${ranking}/export?format=${format}`, `rank/feature_selection.${format}`);
     await sameWorkbook(`${ranking}/export?format=xlsx`, "rank/feature_selection.xlsx");
+    writeFileSync(join(folder, "page_bundles.parquet"), await fetched(`${ranking}/export?format=bundles`));
+    shell(`${(await commandsOf(ranking))[0]} --save-bundles --quiet`);
+    const bundlesOf = (file: string) => JSON.parse(cli("variables", join(folder, file), "--format", "json")).bundles;
+    expect(bundlesOf("page_bundles.parquet")).toEqual(bundlesOf("german_credit_bundles.csv"));
+    expect(bundlesOf("page_bundles.parquet").length).toBe(2);
+    expect((await ask(program.port, `/api/sessions/1/runs/${ranking}/export?format=coded-csv`, headers)).status).toBe(400);
+    expect((await ask(program.port, `/api/sessions/1/runs/${ranking}/export?format=script`, headers)).text).toMatch(/--print-script needs --classic/);
 
     const screening = await start(program, headers, "screen", { ...flag, special: { age: [30] }, by: "job", select: "age > 20" });
     await expect.poll(async () => (await ask(program.port, `/api/sessions/1/runs/${screening}/export?format=bins`, headers)).status).toBe(200);
     const [found] = await commandsOf(screening);
     shell(`${found} --out screen --quiet`);
-    shell(`${found} --save-best 100000 --bins b.json --sql b.sql --sql-dialect postgresql --python b.py --rules b.txt --recode recode --quiet`);
+    shell(`${found} --save-best 100000 --bins b.json --sql b.sql --sql-dialect postgresql --python b.py --rules b.txt --recode recode --coded b.csv --quiet`);
+    shell(`${found} --save-best 100000 --coded b.parquet --quiet`);
+    shell(`${found} --csv-for spreadsheet --format csv --quiet > formulas.csv`);
+    await same(`${screening}/export?format=csv&reader=spreadsheet`, "formulas.csv");
     const exported = `${screening}/export?predictors=best&format=`;
     for (const format of ["html", "json"]) await same(exported + format, `screen/screening.${format}`);
     await sameWorkbook(`${exported}xlsx`, "screen/screening.xlsx");
     await sameFiles(`${exported}tables`, readdirSync(join(folder, "screen")).filter((name) => name.endsWith(".csv")), "screen");
-    for (const [format, file] of [["bins", "b.json"], ["sql&dialect=postgresql", "b.sql"], ["python", "b.py"], ["rules", "b.txt"]]) await same(exported + format, file ?? "");
+    for (const [format, file] of [["bins", "b.json"], ["sql&dialect=postgresql", "b.sql"], ["python", "b.py"], ["rules", "b.txt"], ["coded-csv", "b.csv"], ["coded-parquet", "b.parquet"]]) await same(exported + format, file ?? "");
     await sameFiles(`${exported}recode`, readdirSync(join(folder, "recode")), "recode");
 
     // A scorecard of these bins.
@@ -656,6 +679,10 @@ describe("analyses", () => {
     shell(`${steps.at(-1)} --save-best 100000 --rules k.txt --recode dialogs --quiet`);
     await same(`${classic}/export?format=rules&predictors=all`, "k.txt");
     await sameFiles(`${classic}/export?format=recode&predictors=all`, readdirSync(join(folder, "dialogs")), "dialogs");
+    shell(`${steps.at(-1)} --print-script > dialogs.py`);
+    await same(`${classic}/export?format=script`, "dialogs.py");
+    // What is sent as a file does not stay.
+    await expect.poll(() => readdirSync(scratch)).toEqual([]);
   });
 
   it("say that files of bins hold no dates", async () => {
@@ -967,6 +994,13 @@ describe("the page", () => {
     await page.locator("body").press("1");
     await page.locator("body").press("2");
     await page.locator("body").press("m");
+    await expect.poll(() => figure(page, "bins")).toBe("2");
+    // A typed bound, as a German writes it.
+    await page.getByLabel("Cut at").fill("1.000,4");
+    await page.keyboard.press("Enter");
+    await expect.poll(() => figure(page, "bins")).toBe("3");
+    await page.getByText(/The counts know no cut at 1000\.4; \d+(\.\d)? is the nearest\./).waitFor();
+    await page.locator("body").press("Control+z");
     await expect.poll(() => figure(page, "bins")).toBe("2");
     await page.locator("body").press("a");
     await expect.poll(() => page.locator(".editor h2").innerText()).not.toBe("amount");

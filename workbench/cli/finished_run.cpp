@@ -57,4 +57,11 @@ std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
                    "; the analyses are feature-selection and screen.");
 }
 
+std::string AnalysisScript(const std::string& name, Table table, std::vector<std::string> arguments,
+                           int inferredCount) {
+  arguments.emplace_back("--print-script");
+  return name == "screen" ? ScreenScriptOn(std::move(table), arguments, inferredCount)
+                          : FeatureSelectionScriptOn(std::move(table), arguments, inferredCount);
+}
+
 }  // namespace velmora

@@ -50,4 +50,9 @@ struct FinishedRun {
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
                                          const std::vector<std::string>& arguments, int inferredCount = 0);
 
+// The run as a script for velmora run, which --print-script prints. arguments: those that say how
+// the file is read are in the script, too. Throws as RunAnalysis does.
+std::string AnalysisScript(const std::string& name, Table table, std::vector<std::string> arguments,
+                           int inferredCount = 0);
+
 }  // namespace velmora

@@ -7,7 +7,9 @@
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/feature_selection/feature_selection_command.h"
 #include "workbench/cli/scorecard/scorecard_command.h"
+#include "workbench/data/spreadsheet_csv.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/zip_archive.h"
 #include "workbench/system/file_content.h"
@@ -20,12 +22,18 @@ namespace fs = std::filesystem;
 namespace {
 
 // Nothing for a format that other functions make.
-std::optional<std::string> WrittenFormat(const OutputWriters& writers, const std::string& format) {
+std::optional<std::string> WrittenFormat(const OutputWriters& writers, const std::string& format,
+                                         const OutputOptions& output = {}) {
   static const std::map<std::string, Format> kFormats = {
       {"html", Format::kHtml}, {"json", Format::kJson}, {"csv", Format::kCsv}, {"xlsx", Format::kXlsx}};
-  if (const auto at = kFormats.find(format); at != kFormats.end()) return FormattedText(at->second, writers);
-  if (format == "tables") return ZipArchive(writers.csvFiles());
-  return std::nullopt;
+  if (const auto at = kFormats.find(format); at != kFormats.end())
+    return FormattedText(at->second, writers, output);
+  if (format != "tables") return std::nullopt;
+  auto files = writers.csvFiles();
+  if (output.csvFor != 0) {
+    for (auto& [name, text] : files) text = SpreadsheetCsv(text);
+  }
+  return ZipArchive(files);
 }
 
 [[noreturn]] void RefuseFormat(const std::string& format) {
@@ -37,7 +45,8 @@ std::string SavedFile(FinishedRun& run, SaveOptions save, const std::string& for
   std::error_code error;
   const Scratch scratch(fs::temp_directory_path(), error);
   if (error) throw RunError("The files cannot be written: " + error.message() + ".");
-  const fs::path folder = scratch.Path() / "recode", rules = scratch.Path() / "rules.txt";
+  // A scratch folder is removed with its files, not with folders in it.
+  const fs::path folder = scratch.Path(), rules = scratch.Path() / "rules.txt";
   (format == "rules" ? save.rules : save.recodeFolder) = (format == "rules" ? rules : folder).string();
   {
     OutputFiles files;
@@ -56,10 +65,26 @@ std::string SavedFile(FinishedRun& run, SaveOptions save, const std::string& for
 
 }  // namespace
 
-std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save) {
-  if (std::optional<std::string> written = WrittenFormat(run.Writers(), format)) return *std::move(written);
+std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save,
+                         const OutputOptions& output) {
+  if (std::optional<std::string> written = WrittenFormat(run.Writers(), format, output))
+    return *std::move(written);
   if (!run.screening || (format != "rules" && format != "recode")) RefuseFormat(format);
   return SavedFile(run, save, format);
+}
+
+void WriteTableFile(FinishedRun& run, const SaveOptions& save, const OutputOptions& output,
+                    const std::string& file) {
+  OutputFiles files;
+  if (run.screening) {
+    SaveOptions coded = save;
+    coded.coded = file;
+    SaveScreening(coded, output, *run.screening, run.session, run.frontend, files);
+  } else {
+    AddBundles(*run.featureSelection, run.session);
+    SaveTableIn(files, run.session.Data(), file, output);
+  }
+  files.Commit();
 }
 
 std::string ScorecardFile(const ScorecardReport& report, const std::string& format,

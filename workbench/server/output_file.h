@@ -1,6 +1,6 @@
 // Single files of what an analysis or a scorecard gives, each as the command writes it.
 //
-//   std::string rules = AnalysisFile(*run, "rules", ParseScreen(words).save);
+//   std::string rules = AnalysisFile(*run, "rules", ParseScreen(words).save, {});
 #pragma once
 
 #include <string>
@@ -15,7 +15,14 @@ namespace velmora {
 // format: html, xlsx, json, csv (the first table) or tables (all of them in a ZIP archive); of a
 // screening also rules and recode (a ZIP archive), of the predictors that save names. Throws
 // UsageError and RunError.
-std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save);
+std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save,
+                         const OutputOptions& output);
+
+// Writes the data to file, whose ending says how: of a screening with the coded variables of the
+// predictors that save names, of a feature selection with the best predictors as bundles. Throws
+// RunError and DataError.
+void WriteTableFile(FinishedRun& run, const SaveOptions& save, const OutputOptions& output,
+                    const std::string& file);
 
 // format: html, xlsx, json, csv, tables, or card (for velmora apply), python, pmml or sql.
 std::string ScorecardFile(const ScorecardReport& report, const std::string& format,

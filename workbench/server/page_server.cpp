@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <fstream>
 #include <thread>
 
 #include "workbench/bins/json_input.h"
@@ -17,6 +18,7 @@
 #include "workbench/server/page_assets.h"
 #include "workbench/server/page_options.h"
 #include "workbench/server/recent_files.h"
+#include "workbench/system/system.h"
 
 #ifndef VELMORA_VERSION
 #error "the build names the version"
@@ -28,6 +30,7 @@ namespace {
 constexpr std::size_t kThreads = 64;         // each open window holds one
 constexpr int kMostWindows = 24;             // so that threads are left for requests
 constexpr std::size_t kMostBytes = 8 << 20;  // of a request
+constexpr std::size_t kFileBlock = 1 << 20;  // of a file that is sent
 constexpr auto kEventWait = std::chrono::seconds(2);
 constexpr auto kFarewellWait = std::chrono::milliseconds(10);
 constexpr int kMostFarewellWaits = 100;
@@ -166,6 +169,20 @@ std::string Disposition(const std::string& fileName) {
   return "attachment; filename*=UTF-8''" + PercentEncoded(fileName);
 }
 
+// The file of a download, which is removed when it has been sent.
+void GiveFile(const Download& download, httplib::Response& response) {
+  const std::filesystem::path path = download.folder->Path() / PathOf(download.fileName);
+  const auto stream = std::make_shared<std::ifstream>(path, std::ios::binary);
+  response.set_content_provider(
+      std::filesystem::file_size(path), download.contentType,
+      [folder = download.folder, stream](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+        std::string block(std::min(length, kFileBlock), '\0');
+        stream->seekg(static_cast<std::streamoff>(offset));
+        stream->read(block.data(), static_cast<std::streamsize>(block.size()));
+        return stream->gcount() > 0 && sink.write(block.data(), static_cast<std::size_t>(stream->gcount()));
+      });
+}
+
 // A page is shown in a sandbox, anything else saved, unless the address says otherwise.
 void GiveDownload(const Download& download, const httplib::Request& request, httplib::Response& response) {
   if (download.isPage && request.get_param_value("save") != "1") {
@@ -180,13 +197,14 @@ void GiveDownload(const Download& download, const httplib::Request& request, htt
                         PercentEncoded(download.notices.front() +
                                        (more > 0 ? " (and " + std::to_string(more) + " more)" : "")));
   }
+  if (download.folder) return GiveFile(download, response);
   response.set_content(download.bytes, download.contentType);
 }
 
 PageSession::ExportRequest ExportOf(const httplib::Request& request) {
-  return {request.get_param_value("format"), request.get_param_value("dialect"),
+  return {request.get_param_value("format"),     request.get_param_value("dialect"),
           request.get_param_value("predictors"), request.get_param_value("response"),
-          request.get_param_value("predictor")};
+          request.get_param_value("predictor"),  request.get_param_value("reader") == "spreadsheet"};
 }
 
 }  // namespace

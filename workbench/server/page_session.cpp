@@ -48,6 +48,9 @@ std::string Now() {
 
 // Which predictors an export takes.
 constexpr char kAccepted[] = "accepted", kAll[] = "all";
+// Formats of tables, which are files of their own until they have been sent.
+constexpr char kBundles[] = "bundles";
+bool IsCoded(const std::string& format) { return format.starts_with("coded-"); }
 // Options of a screening that say which cases count, and how much.
 constexpr std::string_view kCaseOptions[] = {"--select", "--exclude", "--weight", "--raw-weights", "--count"};
 
@@ -80,6 +83,10 @@ Download EmptyDownload(const std::string& stem, const std::string& format) {
       {"sql", {".sql", "text/plain"}},
       {"rules", {"_rules.txt", "text/plain"}},
       {"recode", {"_recode.zip", "application/zip"}},
+      {"coded-csv", {"_coded.csv", "text/csv"}},
+      {"coded-parquet", {"_coded.parquet", "application/vnd.apache.parquet"}},
+      {"bundles", {"_bundles.parquet", "application/vnd.apache.parquet"}},
+      {"script", {"_script.py", "text/x-python"}},
       {"card", {"_card.json", "application/json"}},
       {"pmml", {".pmml", "application/xml"}}};
   const auto kind = kKinds.find(format);
@@ -604,7 +611,7 @@ std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportReque
     WriteBins(WithEdits(run, false), BinsFile(run));
     words = WithOption(words, "--cut-points", {BinsFile(run)});
   }
-  if (asked.format != "rules" && asked.format != "recode") return words;
+  if (asked.format != "rules" && asked.format != "recode" && !IsCoded(asked.format)) return words;
   if (asked.predictors == kAccepted) {
     std::vector<std::string> names;
     for (const SavedResponse& response : WithEdits(run, true).responses) {
@@ -635,11 +642,19 @@ Download PageSession::Export(int id, const ExportRequest& asked) {
     const std::vector<std::string> words = WordsForExport(run, asked);
     std::vector<std::string> shown = readingWords_;
     shown.insert(shown.end(), words.begin(), words.end());
-    const Json request = {{"op", "export"},
-                          {"analysis", run.analysis},
-                          {"arguments", words},
-                          {"shown", shown},
-                          {"format", format}};
+    if ((IsCoded(format) && run.analysis != "screen") || (format == kBundles && run.analysis == "screen"))
+      throw UsageError("A run of " + run.analysis + " has no " + format + ".");
+    std::string file;
+    if (IsCoded(format) || format == kBundles) {
+      std::error_code error;
+      download.folder = std::make_shared<Scratch>(LargeScratchFolder(), error);
+      if (error) throw RunError("The file cannot be written: " + error.message() + ".");
+      file = (download.folder->Path() / PathOf(download.fileName)).string();
+    }
+    const Json request = {{"op", "export"},     {"analysis", run.analysis},
+                          {"arguments", words}, {"shown", shown},
+                          {"format", format},   {"forSpreadsheet", asked.forSpreadsheet},
+                          {"file", file}};
     WorkerClient* const worker = worker_.get();
     lock.unlock();
     if (worker == nullptr) throw RunError(error_);

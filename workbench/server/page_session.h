@@ -20,6 +20,7 @@
 #include "workbench/server/event_hub.h"
 #include "workbench/server/table_view.h"
 #include "workbench/server/worker_client.h"
+#include "workbench/system/scratch.h"
 
 namespace velmora {
 
@@ -27,6 +28,8 @@ struct Download {
   std::string bytes, fileName, contentType;
   bool isPage = false;               // to be shown in a sandbox, not saved
   std::vector<std::string> notices;  // for the user, a sentence each
+  // Of a table, which may be large: a folder with one file, instead of bytes.
+  std::shared_ptr<const Scratch> folder = nullptr;
 };
 
 class PageSession {
@@ -69,11 +72,14 @@ class PageSession {
   std::string EditBins(int run, const Json& request);
 
   struct ExportRequest {
-    std::string format;   // as of AnalysisFile; of a screening also bins, sql and python
+    // As of AnalysisFile; of a screening also bins, sql and python; the data as coded-csv or
+    // coded-parquet, of a feature selection as bundles; the run of the dialogs as a script.
+    std::string format;
     std::string dialect;  // of SQL
-    // Of bins, sql, python, rules and recode: "accepted", "all", or those better than chance.
+    // Of bins, sql, python, rules, recode and coded data: "accepted", "all", or those better than chance.
     std::string predictors;
     std::string response, predictor;  // bins of this predictor alone; empty: as predictors says
+    bool forSpreadsheet = false;      // of CSV: as --csv-for spreadsheet
   };
   // The file that the command writes. With edits: after the edits as operations of velmora bins, or
   // from the edited bins as --cut-points, which are written beside the data.

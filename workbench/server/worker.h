@@ -11,8 +11,9 @@
 //              each predictor, the best first
 //   pieces     arguments, bins                   -> PiecesJson; arguments: of the screening, bins: of
 //              one predictor, as JSON
-//   export     analysis, arguments, format, shown -> the bytes of a file (output_file.h); shown:
-//              the words of the command that the file says it was made by
+//   export     analysis, arguments, format, shown, forSpreadsheet, file -> the bytes of a file
+//              (output_file.h), or with "file" a table in that file and {}; shown: the words of the
+//              command that the file says it was made by
 //   scorecard  bins, binsFile, missing, arguments, format, dialect, shown -> the bytes of a file
 //   dialogs    analysis, select, exclude, weight -> as page_dialogs.h describes, until the last
 //              dialog is closed

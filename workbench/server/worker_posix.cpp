@@ -142,8 +142,17 @@ Provenance ProvenanceOfPage(const std::string& command, const std::string& data,
 void Export(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
   EnterFolderOf(described.table);
   const std::string data = described.table.fileName;
-  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described));
   const std::string analysis = request.at("analysis").get<std::string>();
+  const std::string format = request.at("format").get<std::string>();
+  if (format == "script") {
+    auto words = request.at("shown").get<std::vector<std::string>>();
+    words.insert(words.begin(), data);
+    const std::string script =
+        AnalysisScript(analysis, std::move(described.table), words, described.described);
+    static_cast<void>(channel.Send({"result", frame.id, script}));
+    return;
+  }
+  const std::unique_ptr<FinishedRun> run = RunRequested(request, std::move(described));
   Provenance provenance = ProvenanceOfPage(analysis, data, request);
   (run->screening ? run->screening->provenance : run->featureSelection->provenance) = std::move(provenance);
   SaveOptions save;
@@ -152,8 +161,15 @@ void Export(const Channel& channel, const Frame& frame, const Json& request, Des
     words.insert(words.begin(), data);
     save = ParseScreen(words).save;
   }
-  const std::string bytes = AnalysisFile(*run, request.at("format").get<std::string>(), save);
-  static_cast<void>(channel.Send({"result", frame.id, bytes}));
+  OutputOptions output;
+  output.csvFor = request.at("forSpreadsheet").get<bool>() ? 1 : 0;
+  std::string answer = "{}";
+  if (const std::string file = request.at("file").get<std::string>(); !file.empty()) {
+    WriteTableFile(*run, save, output, file);
+  } else {
+    answer = AnalysisFile(*run, format, save, output);
+  }
+  static_cast<void>(channel.Send({"result", frame.id, answer}));
 }
 
 void ExportScorecard(const Channel& channel, const Frame& frame, const Json& request, Table table) {

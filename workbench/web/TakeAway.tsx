@@ -86,10 +86,13 @@ export function TakeAway({ run }: { run: Run }) {
   const [dialect, setDialect] = useState("standard");
   const [predictors, setPredictors] = useState<string | null>(null);
   const [card, setCard] = useState(false);
+  const [coded, setCoded] = useState("csv");
+  const [spreadsheet, setSpreadsheet] = useState(false);
   const accepted = Object.values(run.decisions).flatMap((ones) => Object.values(ones).filter((one) => one.accepted)).length;
   const which = predictors ?? (accepted > 0 ? "accepted" : "best");
   const address = (format: string, more = "") => `${base()}/runs/${run.run}/export?format=${format}${more}`;
   const ofBins = (format: string, more = "") => address(format, `&predictors=${which}${more}`);
+  const reader = spreadsheet ? "&reader=spreadsheet" : "";
   const binary = run.options["binary-response"] !== undefined;
   return (
     <>
@@ -101,9 +104,15 @@ export function TakeAway({ run }: { run: Run }) {
           </a>
           <FileLink address={address("html", "&save=1")} title="Report as a file" />
           <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
-          <FileLink address={address("csv")} title="Table (CSV)" />
-          {run.analysis === "screen" && <FileLink address={address("tables")} title="All tables (CSV in ZIP)" />}
+          <FileLink address={address("csv", reader)} title="Table (CSV)" />
+          {run.analysis === "screen" && <FileLink address={address("tables", reader)} title="All tables (CSV in ZIP)" />}
+          <label class="check" title="Texts that begin with =, +, - or @ get an apostrophe, so that no program takes them for formulas">
+            <input type="checkbox" checked={spreadsheet} onChange={(event) => setSpreadsheet(event.currentTarget.checked)} />
+            CSV for a spreadsheet
+          </label>
           <FileLink address={address("json")} title="JSON" />
+          {run.analysis === "feature-selection" && <FileLink address={address("bundles")} title="Data with the best as bundles (Parquet)" />}
+          {run.options["classic"] === true && <FileLink address={address("script")} title="Script of the dialogs" />}
           {run.analysis === "screen" && (
             <fieldset>
               <legend>For new data</legend>
@@ -125,6 +134,13 @@ export function TakeAway({ run }: { run: Run }) {
               <FileLink address={ofBins("python")} title="Bins as Python" />
               <FileLink address={ofBins("recode")} title="Recode files (ZIP)" />
               <FileLink address={ofBins("rules")} title="Rules" />
+              <span class="line">
+                <FileLink address={ofBins(`coded-${coded}`, reader)} title="Data with coded variables" />
+                <select aria-label="Format of the data" value={coded} onChange={(event) => setCoded(event.currentTarget.value)}>
+                  <option value="csv">CSV</option>
+                  <option value="parquet">Parquet</option>
+                </select>
+              </span>
               {binary && (
                 <button type="button" onClick={() => setCard(true)}>
                   Scorecard …

@@ -64,7 +64,7 @@ std::string BundlesPath(const std::string& folder, const std::string& dataPath) 
 
 // The bundles that the results dialog makes of its own ranking: the best continuous and the best
 // categorical predictors of each dependent.
-void AddBundles(const FeatureSelectionReport& report, Session& session) {
+void AddRankedBundles(const FeatureSelectionReport& report, Session& session) {
   for (const ReportedDependent& dependent : report.dependents) {
     for (const Measurement kind : {Measurement::kContinuous, Measurement::kCategorical}) {
       std::vector<int> numbers;
@@ -81,12 +81,7 @@ void AddBundles(const FeatureSelectionReport& report, Session& session) {
 // Saves the data with its bundles as a file of the run.
 void SaveBundles(const FeatureSelectionReport& report, Session& session, const OutputOptions& options,
                  OutputFiles& files) {
-  if (report.ranking) {
-    AddBundles(report, session);
-  } else {
-    const StrictCriterion strict(*session.FeatureSelectionResults());
-    session.ResultsDialog().Call("SavePredictorsToVariableBundle");
-  }
+  AddBundles(report, session);
   const std::string name = BundlesFile(session.Data().fileName);
   SaveTableIn(files, session.Data(), BundlesPath(options.folder, session.Data().fileName), options);
   // An earlier run's sidecar would be read with this table.
@@ -233,6 +228,20 @@ OutputWriters WritersOf(const FeatureSelectionReport& report, Session& /*session
   writers.workbook = [&] { return FeatureSelectionWorkbook(report); };
   writers.page = [&] { return FeatureSelectionPage(report); };
   return writers;
+}
+
+void AddBundles(const FeatureSelectionReport& report, Session& session) {
+  if (report.ranking) return AddRankedBundles(report, session);
+  const StrictCriterion strict(*session.FeatureSelectionResults());
+  session.ResultsDialog().Call("SavePredictorsToVariableBundle");
+}
+
+std::string FeatureSelectionScriptOn(Table table, const std::vector<std::string>& arguments,
+                                     int inferredCount) {
+  const FeatureSelectionOptions options = ParseFeatureSelection(arguments);
+  table = PrepareTable(std::move(table), options.data, inferredCount);
+  const VariableChoice choice = ChooseVariables(table, options.variables);
+  return ScriptOf(options, options.output.Formats(), table, choice);
 }
 
 std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments,

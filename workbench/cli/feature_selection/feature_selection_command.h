@@ -39,6 +39,14 @@ int RunFeatureSelectionCommand(const std::vector<std::string>& arguments);
 std::unique_ptr<FinishedRun> RunFeatureSelectionOn(Table table, const std::vector<std::string>& arguments,
                                                    int inferredCount);
 
+// The run as a script, as AnalysisScript describes.
+std::string FeatureSelectionScriptOn(Table table, const std::vector<std::string>& arguments,
+                                     int inferredCount);
+
+// Adds the best predictors of each dependent to the session's data as bundles, as --save-bundles
+// saves them.
+void AddBundles(const FeatureSelectionReport& report, Session& session);
+
 // The report in each format. report and session must outlive the writers.
 OutputWriters WritersOf(const FeatureSelectionReport& report, Session& session);
 

@@ -257,6 +257,15 @@ OutputWriters WritersOf(const ScreenReport& report, Session& session) {
   return writers;
 }
 
+std::string ScreenScriptOn(Table table, const std::vector<std::string>& arguments, int inferredCount) {
+  const ScreenOptions options = ParseScreen(arguments);
+  table = PrepareTable(std::move(table), options.data, inferredCount);
+  const CaseOptions& cases = options.settings.cases;
+  const int weight = ChooseCaseWeight(table, cases, options.binning.classic || cases.rawWeights);
+  const ScreenChoice choice = ChooseForScreening(table, options.request, SelectedCases(table, cases), weight);
+  return ScriptOf(options, options.output.Formats(), table, choice);
+}
+
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
                                          int inferredCount, bool takesChance) {
   ScreenOptions options = ParseScreen(arguments);

@@ -54,6 +54,9 @@ int RunScreenCommand(const std::vector<std::string>& arguments);
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
                                          int inferredCount, bool takesChance = false);
 
+// The run as a script, as AnalysisScript describes.
+std::string ScreenScriptOn(Table table, const std::vector<std::string>& arguments, int inferredCount);
+
 // The report in each format. The report and the session outlive the writers.
 OutputWriters WritersOf(const ScreenReport& report, Session& session);
 
