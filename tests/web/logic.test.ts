@@ -6,6 +6,7 @@ import {
   cutPlaces,
   mergePatch,
   namesMatching,
+  nearestCut,
   optionsOf,
   parseNumber,
   placeForDrag,
@@ -254,6 +255,11 @@ describe("cut points", () => {
   it("can go to every value that leaves no bin empty", () => {
     expect(cutPlaces(panel, 0)).toEqual([1, 2.5, 3]); // 2.5 is the place after 2.4
     expect(cutPlaces(panel, 1)).toEqual([3, 5, 6]);
+  });
+  it("come at the nearest value that is not a cut yet", () => {
+    const rows: [number, number][] = [[-5, 1], [1.4, 1], [1.9, 1], [2.3, 3], [3, 3], [5.1, 6], [1e9, 6]];
+    for (const [value, place] of rows) expect(nearestCut(panel, value), String(value)).toBe(place);
+    expect(nearestCut({ ...panel, predictor: { ...panel.predictor, cutPoints: [1, 2.5, 3, 5, 6] } } as BinsPanel, 4)).toBeNull();
   });
   it("follow a drag and stay inside", () => {
     const places = [1, 2.5, 3];

@@ -4,7 +4,7 @@ import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
-import { formatCount, formatNumber, formatP, formatPercent, searchNames, splitPlace, strengthOf } from "./logic";
+import { formatCount, formatNumber, formatP, formatPercent, formatValue, nearestCut, parseNumber, searchNames, splitPlace, strengthOf, usesDecimalComma } from "./logic";
 import { Remarks, RunBar } from "./RunBar";
 import { copyText } from "./TakeAway";
 import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
@@ -254,6 +254,18 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
     edit({ operation: "split", cutPoint: place });
   };
 
+  const cutAt = (input: HTMLInputElement) => {
+    const value = parseNumber(input.value, usesDecimalComma(navigator.language));
+    const place = panel && value !== null ? nearestCut(panel, value) : null;
+    if (value === null) return fail(new Error(`${input.value} is not a number.`));
+    if (place === null) return fail(new Error("The values of these bins cannot be divided further."));
+    input.value = "";
+    input.blur(); // the keys of the editor are meant next
+    // The counts are known at some values only.
+    setState({ message: place === value ? "" : `The counts know no cut at ${formatValue(value)}; ${formatValue(place)} is the nearest.` });
+    edit({ operation: "split", cutPoint: place });
+  };
+
   const onKey = (event: KeyboardEvent) => {
     const target = event.target as HTMLElement;
     if (target.matches("input, select, textarea") || event.altKey) return;
@@ -377,6 +389,16 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
         <button type="button" disabled={chosen.size !== 1 || locked || panel.predictor.kind !== "continuous"} onClick={split} title="s: the chosen bin in two">
           Split
         </button>
+        {panel.predictor.kind === "continuous" && !locked && (
+          <label class="line" title="A new bound at this value, or at the nearest one that the counts know; Enter cuts">
+            Cut at
+            <input
+              class="cut"
+              inputMode="decimal"
+              onKeyDown={(event) => event.key === "Enter" && event.currentTarget.value.trim() !== "" && cutAt(event.currentTarget)}
+            />
+          </label>
+        )}
         {levels.size > 0 && (
           <label class="line">
             Move {levels.size} to

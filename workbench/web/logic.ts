@@ -394,6 +394,19 @@ export function cutPlaces(panel: BinsPanel, index: number): number[] {
   return places.map((place) => (place === below ? own : place));
 }
 
+// The place nearest to a value where a new cut leaves no bin empty; null: there is none.
+export function nearestCut(panel: BinsPanel, value: number): number | null {
+  const runs = panel.predictor.preBins ?? [];
+  const cuts = panel.predictor.cutPoints ?? [];
+  let nearest: number | null = null;
+  runs.slice(0, -1).forEach((run, index) => {
+    const next = runs[index + 1]?.first ?? Infinity;
+    if (cuts.some((cut) => cut >= run.last && cut < next)) return;
+    if (nearest === null || Math.abs(run.last - value) < Math.abs(nearest - value)) nearest = run.last;
+  });
+  return nearest;
+}
+
 // The place for a drag by a share of the width of a bar: the whole way to a
 // neighboring bound is one bar.
 export function placeForDrag(places: number[], own: number, share: number): number {
