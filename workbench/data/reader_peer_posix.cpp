@@ -18,7 +18,8 @@
 
 namespace velmora {
 
-namespace {
+// Not anonymous, because members of State have these types.
+namespace peer {
 
 constexpr int kWaitMilliseconds = 50;  // between two looks at whether the user has cancelled
 // Above the numbers that the child uses, so that giving it one descriptor never overwrites another.
@@ -87,7 +88,7 @@ class SharedMemory {
   std::uint64_t size_ = 0;
 };
 
-}  // namespace
+}  // namespace peer
 
 struct ReaderPeer::State {
   explicit State(const std::string& filePath) : path(filePath) {}
@@ -99,7 +100,8 @@ struct ReaderPeer::State {
     WaitForEnd();
   }
 
-  void Start(const std::filesystem::path& program, const Descriptor& connection, const Descriptor& file) {
+  void Start(const std::filesystem::path& program, const peer::Descriptor& connection,
+             const peer::Descriptor& file) {
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
@@ -158,8 +160,8 @@ struct ReaderPeer::State {
   }
 
   std::string path;
-  std::array<SharedMemory, kBlockCount> blocks;
-  Descriptor socket;
+  std::array<peer::SharedMemory, kBlockCount> blocks;
+  peer::Descriptor socket;
   pid_t process = 0;
   std::array<char, kLongestMessage> buffer{};
 };
@@ -171,11 +173,12 @@ ReaderPeer::ReaderPeer(const ForeignFile& source, const ReaderLimits&)
     throw DataError("Cannot read " + source.path + ": the program " + kReaderFile +
                     ", which reads such files, is missing beside velmora.");
   const std::filesystem::path path = source.IsFile() ? PathOf(source.openPath) : "/dev/null";
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const peer::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::array<int, 2> ends{};
-  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) Descriptor::ThrowSystemError();
-  state_->socket = Descriptor(ends[0]);
-  const Descriptor other(ends[1]);
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+    peer::Descriptor::ThrowSystemError();
+  state_->socket = peer::Descriptor(ends[0]);
+  const peer::Descriptor other(ends[1]);
   state_->Start(program, other, file);
 }
 
@@ -183,7 +186,7 @@ ReaderPeer::~ReaderPeer() = default;
 
 bool ReaderPeer::Wait() {
   pollfd waiting{state_->socket.Number(), POLLIN, 0};
-  return poll(&waiting, 1, kWaitMilliseconds) > 0;
+  return poll(&waiting, 1, peer::kWaitMilliseconds) > 0;
 }
 
 Message ReaderPeer::Receive(std::string& text) {
