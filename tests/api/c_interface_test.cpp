@@ -15,6 +15,7 @@
 
 #include "tests/cli/process.h"
 #include "tests/support/paths.h"
+#include "tests/support/survey_file.h"
 #include "workbench/api/arrow_export.h"
 #include "workbench/data/readers.h"
 
@@ -24,6 +25,7 @@ namespace {
 using nlohmann::json;
 using velmora::testing::RunVelmora;
 using velmora::testing::Sample;
+using velmora::testing::SurveyFile;
 using velmora::testing::TemporaryFolder;
 
 constexpr char kScreenOptions[] = R"({"binary-response": "risk", "good": "good", "bad": "bad"})";
@@ -349,6 +351,51 @@ TEST(CInterface, BinsCodeNewDataAsApplyDoes) {
   expected.Read(byCommand);
   EXPECT_EQ(variablesOf(coded.Get()), variablesOf(expected.Get()));
   EXPECT_EQ(variablesOf(coded.Get()).size(), 6u);
+}
+
+TEST(CInterface, ValuesThatAFileDeclaresMissingAreSpecialCodes) {
+  const TemporaryFolder folder;
+  const std::string may = folder.Write("may.sav", SurveyFile(0, 2000));
+  const std::string june = folder.Write("june.sav", SurveyFile(2000, 3000));
+  const OpenSession session;
+  session.Read(may);
+  const std::string options =
+      R"({"binary-response": "risk", "good": "0", "bad": "1", "predictors": ["income", "job"],
+          "special": "user-missing"})";
+  velmora_result* const result = session.Run("screen", options);
+  const json predictors = json::parse(TextOf(result, "json"))["responses"][0]["predictors"];
+  EXPECT_EQ(predictors.size(), 2u);
+  for (const json& predictor : predictors)
+    EXPECT_EQ(predictor["missing"], predictor["name"] == "income" ? 200 : 0) << predictor;
+  velmora_bins* bins = nullptr;
+  ASSERT_EQ(velmora_result_bins(result, 0, &bins), VELMORA_OK) << velmora_last_error(session.Get());
+  velmora_result_free(result);
+
+  // New cases of another file: the codes count in a comparison with those of the bins.
+  session.Read(june);
+  velmora_result* monitor = nullptr;
+  ASSERT_EQ(velmora_bins_monitor(bins, nullptr, &monitor), VELMORA_OK) << velmora_last_error(session.Get());
+  for (const json& group : json::parse(TextOf(monitor, "json"))["groups"])
+    EXPECT_LT(group.value("psi", 0.0), 0.01) << group;
+  velmora_result_free(monitor);
+  ArrowArrayStream stream;
+  ASSERT_EQ(velmora_bins_apply(bins, &stream), VELMORA_OK) << velmora_last_error(session.Get());
+  const OpenSession coded;
+  ASSERT_EQ(velmora_take_stream(coded.Get(), &stream, nullptr), VELMORA_OK);
+  const char* variables = nullptr;
+  ASSERT_EQ(velmora_variables(coded.Get(), &variables), VELMORA_OK);
+  for (const json& variable : json::parse(variables)["variables"])
+    EXPECT_EQ(variable["missing"], 0) << variable;  // every case has a bin
+  velmora_bins_free(bins);
+
+  // They are of the file; data in memory have none.
+  ASSERT_EQ(velmora_clear_data(session.Get()), VELMORA_OK);
+  const double numbers[] = {0, 1, 0, 1};
+  ASSERT_EQ(velmora_add_numbers(session.Get(), "risk", numbers, 4), VELMORA_OK);
+  velmora_result* refused = nullptr;
+  EXPECT_NE(velmora_run(session.Get(), "screen", options.c_str(), &refused), VELMORA_OK);
+  EXPECT_NE(std::string(velmora_last_error(session.Get())).find("not for a table in memory"),
+            std::string::npos);
 }
 
 TEST(CInterface, BinsAreCorrectedByHand) {

@@ -1,55 +1,19 @@
 // Values that a file of a statistics program declares missing, as special codes of
 // screen and in what follows it.
 #include <gtest/gtest.h>
-#include <readstat.h>
 
 #include <cmath>
 
 #include "tests/cli/command_checks.h"
+#include "tests/support/survey_file.h"
 
 namespace velmora::testing {
 namespace {
 
-ssize_t AppendBytes(const void* data, size_t length, void* context) {
-  static_cast<std::string*>(context)->append(static_cast<const char*>(data), length);
-  return static_cast<ssize_t>(length);
-}
-
-// Income decides the risk; who refuses (98) is risky, who was not asked (99) is not. Both codes are
-// user-missing, and some incomes are missing without a code.
-std::string Survey(int first, int last) {
-  std::string bytes;
-  readstat_writer_t* writer = readstat_writer_init();
-  readstat_set_data_writer(writer, AppendBytes);
-  readstat_label_set_t* labels = readstat_add_label_set(writer, READSTAT_TYPE_DOUBLE, "labels");
-  readstat_label_double_value(labels, 98, "refused");
-  readstat_variable_t* risk = readstat_add_variable(writer, "risk", READSTAT_TYPE_DOUBLE, 0);
-  readstat_variable_t* income = readstat_add_variable(writer, "income", READSTAT_TYPE_DOUBLE, 0);
-  readstat_variable_set_label_set(income, labels);
-  readstat_variable_add_missing_double_range(income, 98, 99);
-  EXPECT_EQ(readstat_begin_writing_sav(writer, &bytes, last - first), READSTAT_OK);
-  for (int i = first; i < last; ++i) {
-    readstat_begin_row(writer);
-    const int kind = i % 10;
-    const double value = kind == 0 ? 98 : kind == 1 ? 99 : (i * 7) % 60;
-    const int badPercent = kind == 0 ? 80 : kind == 1 ? 5 : value > 30 ? 10 : 40;
-    readstat_insert_double_value(writer, risk, (i / 10 * 37) % 100 < badPercent ? 1 : 0);
-    if (kind == 2) {
-      readstat_insert_missing_value(writer, income);
-    } else {
-      readstat_insert_double_value(writer, income, value);
-    }
-    readstat_end_row(writer);
-  }
-  EXPECT_EQ(readstat_end_writing(writer), READSTAT_OK);
-  readstat_writer_free(writer);
-  return bytes;
-}
-
 TEST(UserMissing, AreSpecialCodesFromScreeningToScores) {
   const TemporaryFolder folder;
-  const std::string data = folder.Write("may.sav", Survey(0, 2000));
-  const std::string june = folder.Write("june.sav", Survey(2000, 3000));
+  const std::string data = folder.Write("may.sav", SurveyFile(0, 2000));
+  const std::string june = folder.Write("june.sav", SurveyFile(2000, 3000));
   const std::string bins = (folder.Path() / "bins.json").string();
   const Words run = {"screen", data, "--binary-response", "risk",  "--good", "0",
                      "--bad",  "1",  "--predictors",      "income"};
@@ -85,6 +49,21 @@ TEST(UserMissing, AreSpecialCodesFromScreeningToScores) {
   double cases = 0;
   for (const Json& row : card["points"]) cases += row["bin"] == "refused" ? row["cases"].get<double>() : 0;
   EXPECT_EQ(cases, 200);
+
+  // Of a text variable, too.
+  const Words jobs = With(run, {"--predictors", "job", "--special", "user-missing"});
+  const Json found = JsonFrom(jobs);
+  const Json& job = Named(found["responses"][0]["predictors"], "job");
+  EXPECT_EQ(job["missing"], 0) << job;
+  double secret = 0;
+  for (const Json& row : job["rows"]) secret += row["label"] == "secret" ? row["total"].get<double>() : 0;
+  EXPECT_EQ(secret, 200) << job["rows"];
+  ASSERT_EQ(RunVelmora(With(jobs, {"--bins", bins, "--quiet"})).exitCode, 0);
+  const ProcessResult coded = RunVelmora({"apply", bins, june, "--keep", "job", "--quiet"});
+  ASSERT_EQ(coded.exitCode, 0) << coded.err;
+  EXPECT_TRUE(
+      coded.out.starts_with("job,risk_income_Coded,risk_income_WOE,risk_job_Coded,risk_job_WOE\n,refused,"));
+  EXPECT_NE(coded.out.find(",secret,"), std::string::npos) << coded.out.substr(0, 200);
 
   const ProcessResult none = RunVelmora({"screen", Sample("german_credit.csv"), "--binary-response", "risk",
                                          "--good", "good", "--bad", "bad", "--special", "user-missing"});

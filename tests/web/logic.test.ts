@@ -142,6 +142,11 @@ describe("choices", () => {
       "binary-response": "risk", good: "good", bad: "bad", categorical: ["age"], missing: { w: ["-9"] },
       select: "age > 30", weight: "w", special: { age: ["999", "-1"] }, "max-bins": 5,
     });
+    const declared = { ...choices, screening: { "user-missing": true } };
+    expect(optionsOf("screen", table, declared)).toMatchObject({ special: ["age=999,-1", "user-missing"] });
+    const alone = optionsOf("screen", table, { ...declared, special: {} });
+    expect(alone).toMatchObject({ special: ["user-missing"] });
+    expect(alone).not.toHaveProperty("user-missing");
     expect(optionsOf("feature-selection", table, { outcomes: ["age", "risk"] })).toEqual({ dependents: ["age", "risk"] });
     expect(optionsOf("screen", table, { outcomes: ["age"] })).toEqual({ "continuous-response": "age" });
   });

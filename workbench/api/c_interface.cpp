@@ -37,6 +37,7 @@
 #include "workbench/documents/writers.h"
 #include "workbench/language/selection.h"
 #include "workbench/report/json_text.h"
+#include "workbench/scorecard/binned_cases.h"
 
 #ifndef VELMORA_VERSION
 #error "the build names the version"
@@ -54,6 +55,7 @@ struct SessionState {
   LastError error;
   std::string modulePath;
   Table table;
+  std::optional<UserMissing> userMissing;  // of the file that the table was read from
   velmora_progress progress = nullptr;
   void* progressUser = nullptr;
   std::string handedOut;             // the text that a function of the session gave last
@@ -177,6 +179,7 @@ void TakeTable(SessionState& state, const ArrowBatches& batches, const char* opt
     Table table = batches.MakeTable(SplitList(data.missingTexts), notices);
     ApplyMissingCodes(table, data);
     state.table = std::move(table);
+    state.userMissing.reset();
     state.notices = std::move(notices);
   });
 }
@@ -254,8 +257,10 @@ int Run(velmora_session* session, const char* analysis, const char* options, boo
     made->image = std::make_unique<ModuleImage>(state.modulePath);
     const std::vector<std::string> words = ArgumentsOf(options, made->image->Path());
     state.Work([&] {
+      std::optional<UserMissing> userMissing = state.userMissing;
       Table table = keepData ? state.table : std::exchange(state.table, {});
-      made->run = RunAnalysis(analysis, std::move(table), words);
+      if (!keepData) state.userMissing.reset();
+      made->run = RunAnalysis(analysis, std::move(table), words, 0, userMissing ? &*userMissing : nullptr);
       made->run->ReleaseData();
     });
     *result = made.release();
@@ -297,6 +302,12 @@ DatabaseSettings ReadDatabaseSettings(const char* json) {
   return settings;
 }
 
+// Values that the file of the table declares missing and that the bins have a place for.
+std::map<int, UserMissingCells> CoveredIn(const SessionState& state, const SavedBins& bins) {
+  return state.userMissing ? CoveredUserMissing(bins, *state.userMissing, state.table)
+                           : std::map<int, UserMissingCells>();
+}
+
 // The body of velmora_bins_scorecard and velmora_bins_monitor. make: puts a report of the session's
 // table into the run.
 template <typename Make>
@@ -313,6 +324,8 @@ int RunOfBins(velmora_bins* bins, const char* options, velmora_result** result, 
       SessionOptions sessionOptions;
       sessionOptions.modulePath = state.modulePath;
       made->run = std::make_unique<FinishedRun>(true, sessionOptions);
+      const std::map<int, UserMissingCells> covered = CoveredIn(state, bins->bins);
+      const RestoredCells restored(covered, state.table);
       make(state.table, words, *made->run);
     });
     *result = made.release();
@@ -320,6 +333,8 @@ int RunOfBins(velmora_bins* bins, const char* options, velmora_result** result, 
 }
 
 ArrowTable Coded(const SavedBins& bins, const UnseenLevels& unseen, SessionState& state) {
+  const std::map<int, UserMissingCells> covered = CoveredIn(state, bins);
+  const RestoredCells restored(covered, state.table);
   CodingProgram program({"the bins", bins}, state.table, state.notices, unseen);
   ArrowTable coded;
   for (const Column& column : program.Run([](double) { return !WasInterrupted(); }))
@@ -396,8 +411,9 @@ int velmora_read_file(velmora_session* session, const char* path, const char* op
     DataOptions data = ReadingOptions(options);
     data.path = path;
     state.Work([&] {
-      Table table = LoadTable(data);
-      state.table = std::move(table);
+      UserMissing userMissing;
+      state.table = LoadTable(data, userMissing);
+      state.userMissing = std::move(userMissing);
     });
   });
 }
@@ -442,7 +458,12 @@ int velmora_add_texts(velmora_session* session, const char* name, const char* co
 }
 
 int velmora_clear_data(velmora_session* session) {
-  return ForHandle(session, "session", [](SessionState& state) { state.Work([&] { state.table = {}; }); });
+  return ForHandle(session, "session", [](SessionState& state) {
+    state.Work([&] {
+      state.table = {};
+      state.userMissing.reset();
+    });
+  });
 }
 
 int velmora_variables(velmora_session* session, const char** json) {

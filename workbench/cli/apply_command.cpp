@@ -138,23 +138,6 @@ struct AppliedFile {
   std::map<int, UserMissingCells> special;  // of the data, that it has bins for
 };
 
-// While it lives, the table has the values that the data declare missing.
-class RestoredCells {
- public:
-  RestoredCells(const std::map<int, UserMissingCells>& cells, Table& table) : cells_(cells), table_(table) {
-    for (const auto& [number, own] : cells_) RestoreUserMissing(own, table_.Variable(number));
-  }
-  ~RestoredCells() {
-    for (const auto& [number, own] : cells_) RemoveUserMissing(own, table_.Variable(number));
-  }
-  RestoredCells(const RestoredCells&) = delete;
-  RestoredCells& operator=(const RestoredCells&) = delete;
-
- private:
-  const std::map<int, UserMissingCells>& cells_;
-  Table& table_;
-};
-
 std::set<std::string> ScoreVariablesOf(const CodingFile& file) {
   std::set<std::string> names;
   const auto* const bins = std::get_if<SavedBins>(&file.content);

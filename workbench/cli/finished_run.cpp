@@ -50,9 +50,10 @@ void FinishedRun::ReleaseData() {
 }
 
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
-                                         const std::vector<std::string>& arguments, int inferredCount) {
+                                         const std::vector<std::string>& arguments, int inferredCount,
+                                         const UserMissing* userMissing) {
   if (name == "feature-selection") return RunFeatureSelectionOn(std::move(table), arguments, inferredCount);
-  if (name == "screen") return RunScreenOn(std::move(table), arguments, inferredCount);
+  if (name == "screen") return RunScreenOn(std::move(table), arguments, inferredCount, userMissing);
   throw UsageError("There is no analysis " + ShortenedText(name) +
                    "; the analyses are feature-selection and screen.");
 }

@@ -14,6 +14,7 @@
 #include "workbench/bins/saved_bins.h"
 #include "workbench/cli/command_outputs.h"
 #include "workbench/cli/terminal_frontend.h"
+#include "workbench/data/user_missing.h"
 #include "workbench/report/feature_selection_report.h"
 #include "workbench/report/scorecard_report.h"
 #include "workbench/report/screen_report.h"
@@ -45,10 +46,11 @@ struct FinishedRun {
 
 // Runs the command called name, "feature-selection" or "screen", on a table in memory. arguments:
 // as on the command line, where DATA is only a name; those that say how a file is read or what is
-// written have no effect. inferredCount: as of PrepareTable. Throws the exceptions that RunGuarded
-// handles.
+// written have no effect. inferredCount: as of PrepareTable. userMissing: of the file that the table
+// was read from; null: none. Throws the exceptions that RunGuarded handles.
 std::unique_ptr<FinishedRun> RunAnalysis(const std::string& name, Table table,
-                                         const std::vector<std::string>& arguments, int inferredCount = 0);
+                                         const std::vector<std::string>& arguments, int inferredCount = 0,
+                                         const UserMissing* userMissing = nullptr);
 
 // The run as a script for velmora run, which --print-script prints. arguments: those that say how
 // the file is read are in the script, too. Throws as RunAnalysis does.

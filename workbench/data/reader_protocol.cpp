@@ -112,6 +112,8 @@ std::string Pack(const ForeignDetails& details) {
       out.Put(cells.rows[k]);
       out.Put(cells.values[k]);
     }
+    out.Put(static_cast<std::uint64_t>(cells.texts.size()));
+    for (const std::string& text : cells.texts) out.Put(text);
   }
   return out.Bytes();
 }
@@ -144,6 +146,8 @@ ForeignDetails UnpackDetails(std::string_view bytes) {
       cells.rows.push_back(in.Take<std::uint32_t>());
       cells.values.push_back(in.Take<double>());
     }
+    const auto texts = in.Take<std::uint64_t>();
+    for (std::uint64_t k = 0; k < texts; ++k) cells.texts.push_back(in.TakeText());
   }
   return details;
 }

@@ -188,15 +188,11 @@ class StatReader {
     }
     const bool isText = header_.columns.at(index).kind == CellKind::kText;
     if (readstat_value_is_missing(value, variable) != 0) {
-      if (file_.keepsUserMissing && !isText) KeepUserMissing(index, variable, value);
+      if (file_.keepsUserMissing) KeepUserMissing(index, variable, value);
       return rows_->AddMissing(index);
     }
     if (isText) {
-      const char* text = readstat_string_value(value);
-      // SPSS and SAS pad texts with blanks on the right.
-      std::string_view trimmed = text != nullptr ? text : "";
-      while (!trimmed.empty() && trimmed.back() == ' ') trimmed.remove_suffix(1);
-      rows_->AddText(index, trimmed);
+      rows_->AddText(index, Trimmed(value));
     } else {
       const double number = readstat_double_value(value);
       rows_->AddNumber(index,
@@ -204,11 +200,26 @@ class StatReader {
     }
   }
 
+  // SPSS and SAS pad texts with blanks on the right.
+  static std::string_view Trimmed(readstat_value_t value) {
+    const char* text = readstat_string_value(value);
+    std::string_view trimmed = text != nullptr ? text : "";
+    while (!trimmed.empty() && trimmed.back() == ' ') trimmed.remove_suffix(1);
+    return trimmed;
+  }
+
   void KeepUserMissing(std::size_t index, readstat_variable_t* variable, readstat_value_t value) {
     const bool isLettered = readstat_value_is_tagged_missing(value) != 0;
     if (!isLettered && readstat_value_is_defined_missing(value, variable) == 0) return;
     UserMissingCells& cells = details_.userMissing[index];
     cells.rows.push_back(static_cast<std::uint32_t>(endedRows_));
+    if (readstat_value_type(value) == READSTAT_TYPE_STRING) {
+      const auto [place, isNew] =
+          userMissingTexts_[index].try_emplace(std::string(Trimmed(value)), cells.texts.size());
+      if (isNew) cells.texts.push_back(place->first);
+      cells.values.push_back(static_cast<double>(place->second));
+      return;
+    }
     const double number =
         isLettered ? LetteredMissing(readstat_value_tag(value)) : readstat_double_value(value);
     const bool isDate = !isLettered && dates_[index].unit != DateUnit::kNone;
@@ -233,6 +244,8 @@ class StatReader {
   const std::string& extension_;
   ForeignHeader header_;
   ForeignDetails details_;
+  // Of the columns, the places of the texts in details_.
+  std::map<std::uint64_t, std::map<std::string, std::size_t>> userMissingTexts_;
   std::vector<DateForm> dates_;  // of the columns
   std::optional<RowBlocks> rows_;
   std::int64_t endedRows_ = 0;

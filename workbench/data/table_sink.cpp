@@ -185,14 +185,19 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
       column.fromBoolean = true;
       column.labels = {{0, "false"}, {1, "true"}};
     }
-    ApplyLabels(source, column);
+    UserMissingCells& missing = details_.userMissing[i];
+    ApplyLabels(source, column, missing);
     if (details_.weightColumn == static_cast<std::int64_t>(i)) table.declaredWeight = column.name;
-    if (const auto cells = details_.userMissing.find(i);
-        cells != details_.userMissing.end() && options_.userMissing != nullptr) {
-      const auto known = [&](std::uint32_t row) { return row < column.values.size(); };
-      if (!std::all_of(cells->second.rows.begin(), cells->second.rows.end(), known))
-        throw DataError("Cannot read " + path_ + ": a case of " + column.name + " is unknown.");
-      options_.userMissing->insert_or_assign(column.name, std::move(cells->second));
+    if (!missing.rows.empty() && options_.userMissing != nullptr) {
+      const auto isRow = [&](std::uint32_t row) { return row < column.values.size(); };
+      const auto isPlace = [&](double place) {
+        return place >= 0 && place < static_cast<double>(missing.texts.size());
+      };
+      const bool isKnown =
+          std::all_of(missing.rows.begin(), missing.rows.end(), isRow) &&
+          (!column.fromText || std::all_of(missing.values.begin(), missing.values.end(), isPlace));
+      if (!isKnown) throw DataError("Cannot read " + path_ + ": a case of " + column.name + " is unknown.");
+      options_.userMissing->insert_or_assign(column.name, std::move(missing));
     }
     table.columns.push_back(std::move(column));
   }
@@ -202,7 +207,8 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
 
 // Labels of numbers stay as they are, those of missing values too. A text column shows the labels
 // of its texts when they are all different.
-void TableSink::ApplyLabels(const ForeignColumn& source, Column& column) const {
+void TableSink::ApplyLabels(const ForeignColumn& source, Column& column, UserMissingCells& missing) const {
+  for (std::string& text : missing.texts) text = CleanText(text);
   const auto found = details_.labelSets.find(source.labelSet);
   if (source.labelSet.empty() || found == details_.labelSets.end()) return;
   const LabelSet& set = found->second;
@@ -212,17 +218,21 @@ void TableSink::ApplyLabels(const ForeignColumn& source, Column& column) const {
     return;
   }
   std::vector<ValueLabel> shown = column.labels;
+  std::vector<std::string> shownMissing = missing.texts;
   std::map<std::string, int> uses;
-  for (ValueLabel& label : shown) {
-    std::string key = label.text;
+  const auto show = [&](std::string& shownText) {
+    std::string key = shownText;
     auto text = set.texts.find(key);
     // The keys of the set may be padded with blanks like the values.
     for (; text == set.texts.end() && key.size() < 8; text = set.texts.find(key)) key += ' ';
-    if (text != set.texts.end()) label.text = CleanText(text->second);
-    ++uses[label.text];
-  }
-  if (std::all_of(uses.begin(), uses.end(), [](const auto& use) { return use.second == 1; }))
-    column.labels = std::move(shown);
+    if (text != set.texts.end()) shownText = CleanText(text->second);
+    ++uses[shownText];
+  };
+  for (ValueLabel& label : shown) show(label.text);
+  for (std::string& text : shownMissing) show(text);
+  if (std::any_of(uses.begin(), uses.end(), [](const auto& use) { return use.second > 1; })) return;
+  column.labels = std::move(shown);
+  missing.texts = std::move(shownMissing);
 }
 
 }  // namespace velmora

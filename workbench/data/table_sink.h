@@ -31,7 +31,8 @@ class TableSink : public RowSink {
  private:
   void StoreWhereLarge(std::uint64_t cells);
   void TakeSlice(std::span<const std::byte> block, const ColumnSlice& slice, std::int64_t rowCount);
-  void ApplyLabels(const ForeignColumn& source, Column& column) const;
+  // missing: of the column; its texts get their labels where the column's do.
+  void ApplyLabels(const ForeignColumn& source, Column& column, UserMissingCells& missing) const;
 
   std::string path_;
   const ReadOptions& options_;

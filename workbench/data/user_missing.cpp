@@ -23,32 +23,58 @@ void AddLabel(double value, const std::string& text, Column& column) {
   column.labels.insert(place, {value, text});
 }
 
+// The code of each text in a column of texts; of those that have none yet, only with addTexts.
+std::vector<double> CodesOfTexts(const std::vector<std::string>& texts, bool addTexts, Column& column) {
+  std::vector<double> codes;
+  for (const std::string& text : texts) {
+    const double* const known = column.ValueOf(text);
+    if (known == nullptr && addTexts)
+      column.labels.push_back({column.labels.empty() ? 1 : column.labels.back().value + 1, text});
+    codes.push_back(known != nullptr ? *known : addTexts ? column.labels.back().value : kMissing);
+  }
+  return codes;
+}
+
+// The number of each cell in the column.
+std::vector<double> NumbersOf(const UserMissingCells& cells, bool addTexts, Column& column) {
+  if (!column.fromText) return cells.values;
+  const std::vector<double> codes = CodesOfTexts(cells.texts, addTexts, column);
+  std::vector<double> numbers;
+  for (const double place : cells.values) numbers.push_back(codes[static_cast<std::size_t>(place)]);
+  return numbers;
+}
+
 }  // namespace
 
 double LetteredMissing(char letter) { return kLetterStep * static_cast<unsigned char>(letter); }
 
 std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& column) {
   std::set<double> codes;
+  const std::vector<double> numbers = NumbersOf(cells, true, column);
   std::vector<double>& values = column.values.Own();
   for (std::size_t k = 0; k < cells.rows.size(); ++k) {
     double& value = values[cells.rows[k]];
-    if (!IsMissing(value, column.missingCode) || IsMissing(cells.values[k], column.missingCode)) continue;
-    value = cells.values[k];
+    if (!IsMissing(value, column.missingCode) || IsMissing(numbers[k], column.missingCode)) continue;
+    value = numbers[k];
     codes.insert(value);
   }
   for (const double code : codes) {
-    const std::optional<std::string> letter = LetterOf(code);
+    const std::optional<std::string> letter = column.fromText ? std::nullopt : LetterOf(code);
     if (letter && column.LabelOf(code) == nullptr) AddLabel(code, *letter, column);
   }
   return {codes.begin(), codes.end()};
 }
 
 void RemoveUserMissing(const UserMissingCells& cells, Column& column) {
+  const std::vector<double> numbers = NumbersOf(cells, false, column);
   std::vector<double>& values = column.values.Own();
   for (std::size_t k = 0; k < cells.rows.size(); ++k) {
     double& value = values[cells.rows[k]];
-    if (NearlyEqualDoubles(value, cells.values[k])) value = column.missingCode;
+    if (NearlyEqualDoubles(value, numbers[k])) value = column.missingCode;
   }
+  if (!column.fromText) return;
+  const std::set<double> gone(numbers.begin(), numbers.end());
+  std::erase_if(column.labels, [&](const ValueLabel& label) { return gone.contains(label.value); });
 }
 
 }  // namespace velmora

@@ -1,6 +1,6 @@
-// Values that a file declares missing: SPSS's user-missing values, the lettered missing values of
-// Stata (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; who asks for them gets
-// them beside it and may put them back, as special codes.
+// Values that a file declares missing: SPSS's user-missing numbers and texts, the lettered missing
+// values of Stata (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; who asks for
+// them gets them beside it and may put them back, as special codes.
 //
 //   UserMissing userMissing;
 //   Table table = ReadTable("survey.sav", {.userMissing = &userMissing});
@@ -19,7 +19,8 @@ namespace velmora {
 
 struct UserMissingCells {
   std::vector<std::uint32_t> rows;  // from 0
-  std::vector<double> values;       // as many
+  std::vector<double> values;       // as many; of a column of texts: places among texts
+  std::vector<std::string> texts = {};
 };
 
 using UserMissing = std::map<std::string, UserMissingCells>;  // by variable name
@@ -28,9 +29,10 @@ using UserMissing = std::map<std::string, UserMissingCells>;  // by variable nam
 double LetteredMissing(char letter);
 
 // Puts the values back where the column has none; lettered ones get their letter as label where the
-// file has none. Returns the values that the column has now, ascending.
+// file has none, texts the codes after those of the column. Returns the values that the column has
+// now, ascending.
 std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& column);
-// Takes the values back: the cells become missing again; labels stay.
+// Takes the values back: the cells become missing again; labels of numbers stay.
 void RemoveUserMissing(const UserMissingCells& cells, Column& column);
 
 }  // namespace velmora

@@ -16,16 +16,16 @@ std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const 
       const int number = FindVariable(table, predictor.name);
       const auto cells = number == 0 ? userMissing.end() : userMissing.find(table.Variable(number).name);
       if (cells == userMissing.end() || covered.contains(number)) continue;
-      std::vector<double> levels;
-      for (const SavedLevel& level : predictor.levels) {
-        if (level.number) levels.push_back(*level.number);
-      }
-      UserMissingCells kept;
+      const std::vector<std::string>& texts = cells->second.texts;
+      const bool isText = table.Variable(number).fromText;
+      UserMissingCells kept{{}, {}, texts};
       for (std::size_t k = 0; k < cells->second.rows.size(); ++k) {
         const double value = cells->second.values[k];
-        if (std::none_of(levels.begin(), levels.end(),
-                         [value](double level) { return NearlyEqualDoubles(level, value); }))
-          continue;
+        const auto isIt = [&](const SavedLevel& level) {
+          if (isText) return !level.number && level.text == texts[static_cast<std::size_t>(value)];
+          return level.number && NearlyEqualDoubles(*level.number, value);
+        };
+        if (std::none_of(predictor.levels.begin(), predictor.levels.end(), isIt)) continue;
         kept.rows.push_back(cells->second.rows[k]);
         kept.values.push_back(value);
       }

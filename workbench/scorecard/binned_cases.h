@@ -27,6 +27,22 @@ std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const 
                                                    const Table& table);
 // The same, put back into the table.
 void RestoreCovered(const SavedBins& bins, const UserMissing& userMissing, Table& table);
+// The same for as long as it lives; cells and table outlive it.
+class RestoredCells {
+ public:
+  RestoredCells(const std::map<int, UserMissingCells>& cells, Table& table) : cells_(cells), table_(table) {
+    for (const auto& [number, own] : cells_) RestoreUserMissing(own, table_.Variable(number));
+  }
+  ~RestoredCells() {
+    for (const auto& [number, own] : cells_) RemoveUserMissing(own, table_.Variable(number));
+  }
+  RestoredCells(const RestoredCells&) = delete;
+  RestoredCells& operator=(const RestoredCells&) = delete;
+
+ private:
+  const std::map<int, UserMissingCells>& cells_;
+  Table& table_;
+};
 
 struct BinnedPredictor {
   static constexpr std::int32_t kNoBin = -1;

@@ -78,6 +78,7 @@ class ChannelMonitor final : public RunMonitor {
 struct DescribedTable {
   Table table;
   int described = 0;
+  const UserMissing& userMissing;  // of its file
 };
 
 std::vector<std::string> WordsOf(const Json& request, const Table& table) {
@@ -90,8 +91,8 @@ std::unique_ptr<FinishedRun> RunRequested(const Json& request, DescribedTable da
   const std::string analysis = request.at("analysis").get<std::string>();
   const std::vector<std::string> words = WordsOf(request, data.table);
   if (analysis == "screen" && request.value("bins", false))
-    return RunScreenOn(std::move(data.table), words, data.described, true);
-  return RunAnalysis(analysis, std::move(data.table), words, data.described);
+    return RunScreenOn(std::move(data.table), words, data.described, &data.userMissing, true);
+  return RunAnalysis(analysis, std::move(data.table), words, data.described, &data.userMissing);
 }
 
 void Analyze(const Channel& channel, const Frame& frame, const Json& request, DescribedTable described) {
@@ -290,6 +291,7 @@ class Worker {
         return channel_.Send({"loading", 0, JsonText({{"fraction", fraction}})});
       };
       ReadReport report;
+      reading.userMissing = &userMissing_;
       table_ = ReadTable(options.path, reading, &report);
       for (const std::string& option : options.missingCodes) ApplyMissingOption(table_, option);
       Json names = Json::array();
@@ -360,7 +362,7 @@ class Worker {
     }
     if (op == "run" || op == "pieces" || op == "export") {
       return Fork(frame, [this, &request, &op](const Channel& channel, const Frame& asked) {
-        DescribedTable data{std::move(table_), described_};
+        DescribedTable data{std::move(table_), described_, userMissing_};
         if (op == "run") return Analyze(channel, asked, request, std::move(data));
         if (op == "pieces") return SendPieces(channel, asked, request, std::move(data));
         Export(channel, asked, request, std::move(data));
@@ -486,6 +488,7 @@ class Worker {
 
   Channel channel_;
   Table table_;
+  UserMissing userMissing_;
   int described_ = 0;              // variables, from the first
   std::map<int, Child> children_;  // by the socket
 };

@@ -115,6 +115,7 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
           ["tree", "decision trees"],
         ], "Trees are quicker on very wide data.", isNew),
         flag("no-prune", "Keep chance splits", "Trees keep splits that do no better than chance.", (own) => !isSearched(own)),
+        flag("user-missing", "Declared missing apart", "Values that an SPSS, Stata or SAS file declares missing have bins of their own.", isNew),
         flag("special-together", "Special codes together", "One bin for all special codes of a variable.", isNew),
         { kind: "variables", option: "ordinal", label: "Ordered values", hint: "Their values have an order, also where they have labels.", when: isNew },
         { kind: "variables", option: "nominal", label: "Names, not numbers", hint: "Their numbers are names of categories.", when: isNew },

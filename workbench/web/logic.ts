@@ -227,6 +227,11 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
     const applies = fields.get(name)?.when?.(own ?? {}, choices) ?? true;
     if (applies && value !== null && value !== "" && value !== false) options[name] = value;
   }
+  if (options["user-missing"]) {
+    delete options["user-missing"];
+    const codes = Object.entries(special ?? {}).map(([name, list]) => `${name}=${list.join(",")}`);
+    options["special"] = [...codes, "user-missing"];
+  }
   const shapes = analysis === "screen" ? shapesThatApply(variables, choices) : [];
   if (shapes.length > 0) options["shape"] = [...(typeof options["shape"] === "string" ? [options["shape"]] : []), ...shapes];
   return options;

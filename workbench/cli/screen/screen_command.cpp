@@ -267,12 +267,12 @@ std::string ScreenScriptOn(Table table, const std::vector<std::string>& argument
 }
 
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
-                                         int inferredCount, bool takesChance) {
+                                         int inferredCount, const UserMissing* userMissing,
+                                         bool takesChance) {
   ScreenOptions options = ParseScreen(arguments);
   options.settings.saveChance = options.settings.saveChance || takesChance;
-  if (options.special.TakesUserMissing())
-    throw UsageError(
-        "--special user-missing is for a data file that the command reads, not for a table in memory.");
+  if (options.special.TakesUserMissing() && userMissing == nullptr)
+    throw UsageError("--special user-missing is for a data file, not for a table in memory.");
   const SessionOptions sessionOptions =
       MakeSessionOptions(options.module, Readers::kPrograms, options.data.threads);
   table = PrepareTable(std::move(table), options.data, inferredCount);
@@ -280,7 +280,9 @@ std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::str
                                       options.binning.classic || options.settings.cases.rawWeights);
   const ScreenChoice choice =
       ChooseForScreening(table, options.request, SelectedCases(table, options.settings.cases), weight);
-  return Run(options, sessionOptions, std::move(table), choice, weight, {});
+  std::map<int, std::vector<double>> fileCodes;
+  if (options.special.TakesUserMissing()) fileCodes = options.special.Restore(*userMissing, choice, table);
+  return Run(options, sessionOptions, std::move(table), choice, weight, fileCodes);
 }
 
 namespace {

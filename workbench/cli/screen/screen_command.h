@@ -52,7 +52,8 @@ int RunScreenCommand(const std::vector<std::string>& arguments);
 // The analysis of a table in memory, as RunAnalysis describes. takesChance: for a program that keeps
 // the bins of all predictors: those no better than chance may be among the best, too.
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
-                                         int inferredCount, bool takesChance = false);
+                                         int inferredCount, const UserMissing* userMissing,
+                                         bool takesChance = false);
 
 // The run as a script, as AnalysisScript describes.
 std::string ScreenScriptOn(Table table, const std::vector<std::string>& arguments, int inferredCount);
