@@ -160,11 +160,15 @@ TEST(TestSearches, NoiseGivesEveryPEquallyOften) {
     int classes;
     bool categorical, weighted;
     std::size_t separate;
+    std::size_t preBins = 10;
   };
+  // The last ones have few gains: many tie, those of a code or missing values apart above all.
   const Row rows[] = {{"flag", 2, false, false, 0},
-                      {"levels", 2, true, false, 1},
                       {"mean", 0, false, false, 0},
-                      {"weights", 2, false, true, 0}};
+                      {"weights", 2, false, true, 0},
+                      {"levels and a code", 2, true, false, 1},
+                      {"missing values apart", 2, false, false, 1, 40},
+                      {"two values", 2, false, false, 0, 2}};
   WorkerPool pool;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -178,19 +182,16 @@ TEST(TestSearches, NoiseGivesEveryPEquallyOften) {
       const auto cases = ResponseOf(data);
       std::vector<SearchRecord> records;
       for (int p = 0; p < 3; ++p)
-        records.push_back(RecordOf(cases, data.y, random, 10, 0, row.categorical, row.separate));
+        records.push_back(RecordOf(cases, data.y, random, row.preBins, 0, row.categorical, row.separate));
       const SearchRecord* const pointers[] = {&records[0], &records[1], &records[2]};
       const SearchTest test = TestSearches(pointers, {99, static_cast<std::uint64_t>(run)}, pool);
       single.push_back(test.p[0]);
       best.push_back(*std::min_element(test.adjustedP.begin(), test.adjustedP.end()));
     }
-    // Each is passed once in a hundred times. Few levels have few gains, and those
-    // that tie count as reached.
-    EXPECT_LT(DistanceFromUniform(single).above, 1.52);
-    EXPECT_LT(DistanceFromUniform(best).above, 1.52);
-    if (!row.categorical) {
-      EXPECT_LT(DistanceFromUniform(single).any, 1.63);
-      EXPECT_LT(DistanceFromUniform(best).any, 1.63);
+    // Each is passed once in a hundred times.
+    for (const std::vector<double>* p : {&single, &best}) {
+      EXPECT_LT(DistanceFromUniform(*p).above, 1.52);
+      EXPECT_LT(DistanceFromUniform(*p).any, 1.63);
     }
   }
 }

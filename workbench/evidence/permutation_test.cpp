@@ -244,14 +244,32 @@ class Standardiser {
   double count_ = 0, mean_ = 0, deviation_ = 0;
 };
 
-// Gains that differ by rounding alone are equal.
-bool ReachesGain(double random, double actual) {
-  return random >= actual - 1e-9 * std::max(1.0, std::fabs(actual));
-}
+// A random number for each response, the actual one last, which ranks those whose gains tie: with
+// it p is uniform under the null hypothesis also where a search has few different gains (Dufour
+// 2006, doi:10.1016/j.jeconom.2005.06.007). Searches share it, so equal ones have equal p-values.
+class TieBreaker {
+ public:
+  TieBreaker(std::uint64_t seed, std::size_t permutations) {
+    vlm::SplitMix random(vlm::RandomBits(~seed));
+    for (std::size_t b = 0; b <= permutations; ++b) ranks_.push_back(random.Next());
+  }
+
+  // Whether the gain of random response b counts as at least the actual one. Gains that differ by
+  // rounding alone are equal; no search reaches less than one without any partition.
+  bool Reaches(std::size_t b, double random, double actual) const {
+    if (!std::isfinite(actual)) return true;
+    const double rounding = 1e-9 * std::max(1.0, std::fabs(actual));
+    if (std::fabs(random - actual) <= rounding) return ranks_[b] >= ranks_.back();
+    return random > actual;
+  }
+
+ private:
+  std::vector<std::uint64_t> ranks_;
+};
 
 // gains: of each tested search, the actual one last.
-void FillProbabilities(const std::vector<std::size_t>& tested, std::vector<std::vector<double>>& gains,
-                       SearchTest& test) {
+void FillProbabilities(const std::vector<std::size_t>& tested, const TieBreaker& ties,
+                       std::vector<std::vector<double>>& gains, SearchTest& test) {
   const std::size_t permutations = gains.empty() ? 0 : gains.front().size() - 1;
   const auto shareOf = [&](std::size_t reached) {
     return (1.0 + static_cast<double>(reached)) / (1.0 + static_cast<double>(permutations));
@@ -260,9 +278,9 @@ void FillProbabilities(const std::vector<std::size_t>& tested, std::vector<std::
     const double actual = gains[t].back();
     gains[t].pop_back();
     test.gains[tested[t]] = actual;
-    const auto reached = std::count_if(gains[t].begin(), gains[t].end(),
-                                       [&](double gain) { return ReachesGain(gain, actual); });
-    test.p[tested[t]] = shareOf(static_cast<std::size_t>(reached));
+    std::size_t reached = 0;
+    for (std::size_t b = 0; b < permutations; ++b) reached += ties.Reaches(b, gains[t][b], actual) ? 1 : 0;
+    test.p[tested[t]] = shareOf(reached);
     const Standardiser standardise(gains[t]);
     for (double& gain : gains[t]) gain = standardise(gain);
     gains[t].push_back(standardise(actual));
@@ -279,7 +297,7 @@ void FillProbabilities(const std::vector<std::size_t>& tested, std::vector<std::
     std::size_t reached = 0;
     for (std::size_t b = 0; b < permutations; ++b) {
       maxima[b] = std::max(maxima[b], own[b]);
-      reached += ReachesGain(maxima[b], own.back()) ? 1 : 0;
+      reached += ties.Reaches(b, maxima[b], own.back()) ? 1 : 0;
     }
     adjusted[order[i]] = shareOf(reached);
   }
@@ -330,7 +348,7 @@ SearchTest TestSearches(std::span<const SearchRecord* const> records, const Perm
     test.cancelled = true;
     return test;
   }
-  FillProbabilities(tested, gains, test);
+  FillProbabilities(tested, TieBreaker(options.seed, permutations), gains, test);
   return test;
 }
 

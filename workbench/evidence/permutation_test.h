@@ -4,7 +4,8 @@
 // The response is dealt out to the cases again and again at random. Each time every search is
 // repeated, on counts by pre-bin alone, and its gain noted: by how much the best partition shortens
 // the description of the response (see binning::DescriptionLength) against one bin. The p-value of
-// a predictor is the share of random responses with at least its gain, the actual one among them.
+// a predictor is the share of random responses with at least its gain, the actual one among them;
+// random numbers rank equal gains, so that it is uniform where there is nothing to find.
 // Over all predictors the step-down maximum of Westfall and Young (1993, Resampling-Based Multiple
 // Testing, algorithm 4.1) keeps the dependence between them; gains are compared in standard
 // deviations of the random ones, so that each predictor has the same chance of being the maximum.
