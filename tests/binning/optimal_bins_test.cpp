@@ -283,6 +283,28 @@ TEST(MissingCases, GoToTheBinThatIsAskedFor) {
   EXPECT_TRUE(MissingCasesDiffer(bins, OnePreBin(70, 30).sums));
 }
 
+// Of many predictors, one must describe the response better than the best of noise does.
+TEST(Candidates, RaiseWhatASecondBinTakes) {
+  const auto binsOf = [](std::size_t candidates, int exactBins, double bad) {
+    PreBinSums sums = OnePreBin(50, 50).sums;
+    sums.Append(OnePreBin(bad, 100 - bad).sums);
+    BinningRules rules;
+    rules.candidates = candidates;
+    rules.exactBins = exactBins;
+    return FindOrderedBins(sums, rules).count;
+  };
+  // 68 of 100 against 50: half the decrease of the deviance, 3.37, less ln(200) / 2 is 0.72.
+  EXPECT_EQ(binsOf(1, 0, 68), 2);
+  EXPECT_EQ(binsOf(20, 0, 68), 2);
+  EXPECT_EQ(binsOf(40, 0, 68), 2);
+  EXPECT_EQ(binsOf(43, 0, 68), 1);
+  EXPECT_EQ(binsOf(43, 2, 68), 2);  // as asked for
+  EXPECT_EQ(binsOf(3000, 0, 85), 2);
+  const PreBinSums values = OnePreBin(50, 50).sums, missing = OnePreBin(72, 28).sums;
+  EXPECT_TRUE(MissingCasesDiffer(values, missing));
+  EXPECT_FALSE(MissingCasesDiffer(values, missing, std::log(3000 / 20.0)));
+}
+
 // A predictor that is known for few cases is worth little on all of them; a bin of missing cases
 // that differ is worth something even where the values are noise.
 TEST(MissingCases, CountInTheValidation) {

@@ -78,6 +78,22 @@ TEST(ScreenBinning, NoiseIsNoBetterThanChance) {
   }
 }
 
+// The best of many columns of noise over few cases is not a strong predictor: no second bin is
+// found in it, neither in all cases nor in those of nine folds.
+TEST(ScreenBinning, TheBestOfManyNoiseColumnsIsNotStrong) {
+  const TemporaryFolder folder;
+  const std::string data = folder.Write("noise.csv", NoiseTable(200, 600));
+  for (const Words& weight : {Words{}, Words{"--weight", "w"}}) {
+    const Words run = {"--binary-response", "y", "--good", "good", "--bad", "bad", "--predictors", "n*"};
+    int above = 0;
+    for (const Json& predictor : ResponseOf(data, With(run, weight))["predictors"]) {
+      above += predictor["noBetterThanChance"] == false ? 1 : 0;
+      EXPECT_LT(predictor["outOfFoldInformationValue"].get<double>(), 0.3) << predictor["name"];
+    }
+    EXPECT_LE(above, 1);
+  }
+}
+
 // What is no better than chance is neither shown as best nor saved, unless asked for.
 TEST(ScreenBinning, ChanceIsNotSaved) {
   const TemporaryFolder folder;

@@ -27,10 +27,12 @@ Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>
   const bool oneBin = std::all_of(binOf.begin(), binOf.end(), [&](int bin) { return bin == binOf.front(); });
   const bool missingDiffer = predictor.missing && !missingIsFixed &&
                              predictor.missingPlace == vlm::kMissingOwnBin &&
-                             MissingCasesDiffer(values, predictor.missing->sums);
+                             MissingCasesDiffer(values, predictor.missing->sums, predictor.selectionCost);
   const bool anyDiffers =
-      missingDiffer || std::any_of(predictor.specials.begin(), predictor.specials.end(),
-                                   [&](const PreBins& one) { return MissingCasesDiffer(values, one.sums); });
+      missingDiffer ||
+      std::any_of(predictor.specials.begin(), predictor.specials.end(), [&](const PreBins& one) {
+        return MissingCasesDiffer(values, one.sums, predictor.selectionCost);
+      });
   assessment.noBetterThanChance = oneBin && !anyDiffers;
   return assessment;
 }

@@ -19,6 +19,7 @@ struct SearchedPredictor {
   // The bin of the missing cases where the user gives it with the bins: they are in it whatever their
   // response; -1: by missingPlace.
   int missingBin = -1;
+  double selectionCost = 0;  // of the rules of the search
 };
 
 struct Assessment {

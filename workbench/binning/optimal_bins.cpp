@@ -14,7 +14,7 @@ int ChosenCount(const Partitions& partitions, const PreBinSums& sums, Ordering o
                 const BinningRules& rules, std::size_t chosenFrom) {
   const int least = rules.exactBins > 0 ? rules.exactBins : rules.minBins;
   const int most = rules.exactBins > 0 ? rules.exactBins : 0;
-  return ChooseBinCount(partitions, sums, ordering, least, most, chosenFrom);
+  return ChooseBinCount(partitions, sums, ordering, least, most, chosenFrom, SelectionCost(rules));
 }
 
 PartitionRules WithRoom(const BinningRules& rules) {
@@ -314,6 +314,11 @@ OptimalBins MergedGreedily(const LevelGroups& levels, const BinningRules& rules,
 
 }  // namespace
 
+double SelectionCost(const BinningRules& rules) {
+  constexpr double kChosenByHand = 20;
+  return std::max(0.0, std::log(static_cast<double>(rules.candidates) / kChosenByHand));
+}
+
 BinCounts AllowedCounts(const BinningRules& rules) {
   if (rules.exactBins > 0) return {rules.exactBins, rules.exactBins};
   return {rules.minBins, std::max(rules.partition.maxBins, rules.minBins)};
@@ -371,7 +376,7 @@ int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSu
   return nearest;
 }
 
-bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
+bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing, double selectionCost) {
   PreBinSums both = SumBins(values, std::vector<int>(values.Count(), 0), 1);
   both.Append(missing);
   PartitionRules anyTwo;
@@ -381,7 +386,7 @@ bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing) {
   if (found.byBinCount.size() < 2 || found.byBinCount[1].ends.empty()) return false;
   const double one = DescriptionLength(found.byBinCount[0], both, Ordering::kGiven);
   const double two = DescriptionLength(found.byBinCount[1], both, Ordering::kGiven);
-  return two + std::log(2.0) < one;
+  return two + std::log(2.0) + selectionCost < one;
 }
 
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {

@@ -22,7 +22,13 @@ struct BinningRules {
   int exactBins = 0;  // 0: as many as the data support
   // Categorical predictor: levels below this share of the weight are pooled before the search.
   double minLevelShare = 0.01;
+  std::size_t candidates = 1;  // predictors that are searched for the same response
 };
+
+// What it costs to say that one of so many predictors has more than one bin: ln(candidates / 20),
+// not below 0. The more predictors of noise are searched, the more the best of their searches would
+// otherwise gain by chance alone.
+double SelectionCost(const BinningRules& rules);
 
 // The fewest and the most bins that the rules ask for.
 struct BinCounts {
@@ -78,7 +84,7 @@ int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSu
 
 // Whether the missing cases differ from all others by more than it takes to say so (see
 // DescriptionLength; one more bit says that they do).
-bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing);
+bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing, double selectionCost = 0);
 
 // The cut between two neighbouring pre-bins: the number with the fewest digits that is at least
 // `last`, the highest value below, and less than `first`, the lowest value above; the one nearest

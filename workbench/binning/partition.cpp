@@ -550,7 +550,7 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
 }
 
 int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering, int least,
-                   int most, std::size_t chosenFrom) {
+                   int most, std::size_t chosenFrom, double selectionCost) {
   const int found = static_cast<int>(partitions.byBinCount.size());
   if (most <= 0 || most > found) most = found;
   least = std::clamp(least, 1, std::max(most, 1));
@@ -559,7 +559,8 @@ int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Orderin
   for (int bins = least; bins <= most; ++bins) {
     const Partition& partition = partitions.byBinCount[static_cast<std::size_t>(bins - 1)];
     if (partition.ends.empty()) continue;
-    const double length = DescriptionLength(partition, sums, ordering, chosenFrom);
+    const double length =
+        DescriptionLength(partition, sums, ordering, chosenFrom) + (bins > 1 ? selectionCost : 0);
     if (chosen == 0 || length < shortest) {
       chosen = bins;
       shortest = length;

@@ -103,10 +103,11 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
                          std::size_t chosenFrom = 0);
 
 // The number of bins between least and most (0: all found) with the shortest description; fewer
-// bins on equality. One bin means that no partition is better than chance. When no count in the
-// range is possible, the nearest possible one.
+// bins on equality. One bin means that no partition is better than chance; selectionCost is added
+// to every other length (see SelectionCost). When no count in the range is possible, the nearest
+// possible one.
 int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Ordering ordering, int least = 1,
-                   int most = 0, std::size_t chosenFrom = 0);
+                   int most = 0, std::size_t chosenFrom = 0, double selectionCost = 0);
 
 // ln S(m, k).
 double LogStirling(std::size_t m, std::size_t k);

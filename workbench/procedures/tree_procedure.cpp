@@ -313,7 +313,8 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
   if (values.Count() == 0) return {};
   if (values.Count() == 1 && missing_.empty() && special_.empty())
     throw DataError("It has one value in the cases used.");
-  const binning::SearchedPredictor searched = Searched(std::move(values));
+  binning::SearchedPredictor searched = Searched(std::move(values));
+  searched.selectionCost = binning::SelectionCost(rules);
   const binning::PreBins& pre = searched.values;
   shared_->Checkpoint();
   const auto find = [&](const binning::PreBinSums& sums) {

@@ -223,6 +223,7 @@ std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
   plan->rules.minBins = minBins;
   plan->rules.exactBins = binCount;
   plan->rules.minLevelShare = minLevelShare;
+  plan->rules.candidates = choice.continuousPredictors.size() + choice.categoricalPredictors.size();
   for (const std::string& text : shapes) {
     if (const auto [name, word] = SplitShape(text); name.empty()) partition.shape = ShapeOf(word);
   }

@@ -73,6 +73,7 @@ ScreenedPredictor PredictorScreening::Screen(int number, const Column& column, b
     binning::SwapTwoClasses(missing);
   }
   if (anyMissing) searched_.missing = std::move(missing);
+  searched_.selectionCost = binning::SelectionCost(rules_);
   FindBins(categorical);
   MakeBins(categorical, column);
   CountCases();
