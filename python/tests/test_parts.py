@@ -181,10 +181,14 @@ def test_faults(credit):
     texts = parts[1].set_column(place, "amount", pa.array(["much"] * len(parts[1])))
     with pytest.raises(velmora.VelmoraError, match='"amount" holds numbers in one part'):
         run.merged(session, [state, run.state_of(texts.to_batches())])
-    for wrong, sentence in (
-        ({"dependents": "risk", "classic": True}, "needs all cases in one place"),
-        ({"dependents": "risk", "strata": "age"}, "need all cases in one place"),
-        ({}, "--dependents is missing"),
+    flag = {"binary-response": "risk", "good": "good", "bad": "bad"}
+    for analysis, wrong, sentence in (
+        ("feature-selection", {"dependents": "risk", "classic": True}, "needs all cases in one place"),
+        ("feature-selection", {"dependents": "risk", "strata": "age"}, "--strata and --clusters need all cases"),
+        ("feature-selection", {}, "--dependents is missing"),
+        ("screen", {**flag, "strata": "age"}, "--strata needs all cases in one place"),
+        ("screen", {**flag, "clusters": "age"}, "--clusters needs all cases in one place"),
+        ("screen", {**flag, "special": "user-missing"}, "--special needs all cases in one place"),
     ):
         with pytest.raises(ValueError, match=sentence):
-            Run("feature-selection", wrong, {}).empty(session)
+            Run(analysis, wrong, {}).empty(session)
