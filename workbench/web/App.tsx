@@ -76,6 +76,8 @@ export function App() {
       removeEventListener("drop", onDrop);
     };
   }, []);
+  const loaded = snapshot?.status === "loaded";
+  const firstRows = snapshot?.status === "loading" && snapshot.firstRows !== null && view === "data";
   return (
     <>
       <header class="top">
@@ -90,7 +92,7 @@ export function App() {
           </select>
         )}
         {sessions.length <= 1 && <strong>{snapshot?.file}</strong>}
-        {snapshot?.status === "loaded" && (
+        {loaded && (
           <span class="soft wide">
             {formatCount(snapshot.data.cases)} cases, {formatCount(snapshot.data.names?.length)} variables
           </span>
@@ -135,26 +137,16 @@ export function App() {
         </div>
       )}
       <main class={view}>
-        {snapshot?.status === "loading" && snapshot.firstRows && view === "data" && (
-          <>
-            <section class="variables" aria-label="Variables" />
-            <div class="data-view">
-              <p class="above soft">The first cases; the others are being read.</p>
-              <Grid />
-            </div>
-          </>
+        {!loaded && firstRows && <section class="variables" aria-label="Variables" />}
+        {loaded && (view === "data" || view === "rank") && <VariableList />}
+        {(firstRows || (loaded && view === "data")) && (
+          <div class="data-view">
+            <div class="above">{loaded ? <Selection /> : <p class="soft">The first cases; the others are being read.</p>}</div>
+            <Grid />
+          </div>
         )}
-        {snapshot?.status === "loaded" && (
+        {loaded && (
           <>
-            {(view === "data" || view === "rank") && <VariableList />}
-            {view === "data" && (
-              <div class="data-view">
-                <div class="above">
-                  <Selection />
-                </div>
-                <Grid />
-              </div>
-            )}
             {view === "rank" && (
               <>
                 <OptionsPanel analysis="feature-selection" />

@@ -17,17 +17,23 @@ type Block = (string | null)[][];
 
 class Blocks {
   private blocks = new Map<string, Block | null>();
+  private before: Blocks | null;
+  // before: of the same table; its cells are shown until those of this object come.
   constructor(
     private readonly path: string,
     private readonly changed: () => void,
-  ) {}
+    before: Blocks | null,
+  ) {
+    this.before = before?.path === path ? before : null;
+    if (this.before) this.before.before = null;
+  }
 
   // Undefined while the block is being fetched.
   cell(row: number, column: number): string | null | undefined {
     const key = `${Math.floor(row / blockRows)}/${Math.floor(column / blockColumns)}`;
     const block = this.blocks.get(key);
     if (block === undefined) void this.fetch(key);
-    return block?.[row % blockRows]?.[column % blockColumns];
+    return (block ?? this.before?.blocks.get(key))?.[row % blockRows]?.[column % blockColumns];
   }
 
   private async fetch(key: string): Promise<void> {
@@ -55,7 +61,7 @@ export function Grid() {
   const scheduled = useRef(false);
   const path = base();
   useEffect(() => {
-    blocks.current = new Blocks(path, () => redraw((count) => count + 1));
+    blocks.current = new Blocks(path, () => redraw((count) => count + 1), blocks.current);
     redraw((count) => count + 1);
   }, [path, snapshot?.status]);
   const measure = () => {
