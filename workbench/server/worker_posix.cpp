@@ -230,11 +230,13 @@ class FirstRowsReader {
 
   // The rows, once, as soon as they are there.
   std::optional<Frame> Take() {
+    std::optional<Frame> frame;
     pollfd waiting = {channel_.Socket(), POLLIN, 0};
-    if (hasEnded_ || poll(&waiting, 1, 0) <= 0) return std::nullopt;
-    hasEnded_ = !channel_.Fill();
-    std::optional<Frame> frame = channel_.Next();
-    hasEnded_ = hasEnded_ || frame;
+    while (!hasEnded_ && poll(&waiting, 1, 0) > 0) {
+      hasEnded_ = !channel_.Fill();
+      frame = channel_.Next();
+      hasEnded_ = hasEnded_ || frame;
+    }
     return frame;
   }
 
