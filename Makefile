@@ -35,12 +35,12 @@ test: setup-test
 	@ctest --preset dev
 	@$(MAKE) --no-print-directory test-windows
 
-# Spark with executors of their own: some are killed, some parts are empty. Minutes, beside the short form in `test`.
+# Spark 3.5 and 4 with executors of their own: some are killed, some parts are empty. Minutes, beside the short form in
+# `test`.
 test-spark: setup-test
 	@cmake --preset dev
 	@cmake --build --preset dev --target velmora_shared
-	@VELMORA_LIBRARY=$(CURDIR)/build/dev/libvelmora.so PYTHONPATH=$(CURDIR)/python PYTHONDONTWRITEBYTECODE=1 \
-	  build/venv/bin/python -m pytest -q -p no:cacheprovider python/spark_tests
+	@tools/test_spark.sh
 
 # The build for 64-bit Windows, its tests under Wine. Compares its results with those of the preset dev.
 test-windows: setup-test

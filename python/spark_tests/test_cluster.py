@@ -1,19 +1,22 @@
-"""Spark with executors of their own: killed ones, many partitions, a million levels: `make test-spark`."""
+"""Spark with executors of its own: killed ones, damaged states, ten million levels: `make test-spark`."""
 
 import os
 import signal
-import subprocess
 import sys
-import threading
-import time
+from pathlib import Path
 
 import numpy as np
 import pandas as pd
+import pyarrow as pa
 import pytest
+from pyspark import cloudpickle
 from pyspark.sql import SparkSession, functions
 
 import velmora
 from velmora import spark
+
+# Executors get the functions of this file by value: they cannot import it.
+cloudpickle.register_pickle_by_value(sys.modules[__name__])
 
 
 @pytest.fixture(scope="module")
@@ -50,57 +53,109 @@ def frame() -> pd.DataFrame:
     return frame
 
 
-def executors() -> list[int]:
-    """Those of this test's own session."""
-    listed = subprocess.run(
-        ["ps", "-ww", "-eo", "pid,ppid,args"], capture_output=True, text=True, check=True
-    ).stdout
-    parents, found = {}, []
-    for line in listed.splitlines()[1:]:
-        pid, parent, words = line.split(None, 2)
-        parents[int(pid)] = int(parent)
-        if "CoarseGrainedExecutorBackend" in words:
-            found.append(int(pid))
-
-    def is_ours(pid: int) -> bool:
-        while pid in parents and pid != os.getpid():
-            pid = parents[pid]
-        return pid == os.getpid()
-
-    return [pid for pid in found if is_ours(pid)]
-
-
 @pytest.mark.parametrize("partitions", [1, 7, 200])
 def test_partitions(session, frame, partitions):
-    df = session.createDataFrame(frame).repartition(partitions).sortWithinPartitions(functions.rand(3))
+    # Rows in random order, partitions of all sizes.
+    df = session.createDataFrame(frame).repartition(partitions, functions.rand(3))
     ours, whole = spark.rank(df, "y"), velmora.rank(frame, "y")
     pd.testing.assert_frame_equal(ours.ranking, whole.ranking, check_exact=False, rtol=1e-9)
 
 
-def test_killed_executors(session, frame):
-    """An executor dies in each pass; Spark runs its tasks again."""
+def test_skewed_and_empty_partitions(session, frame):
+    """Nearly all rows in one of 40 partitions, most of which have none."""
+    rows = session.createDataFrame(frame).withColumn("at", functions.expr("IF(x1 < 99, 0, CAST(x1 AS INT))"))
+    df = rows.repartition(40, "at").drop("at")
+    sizes = df.groupBy(functions.spark_partition_id()).count().toPandas()["count"]
+    assert len(sizes) < 5 and sizes.max() > 0.9 * len(frame)
+    ours, whole = spark.rank(df, "y"), velmora.rank(frame, "y")
+    pd.testing.assert_frame_equal(ours.ranking, whole.ranking, check_exact=False, rtol=1e-9)
+
+
+def kill_own_executor(mark: Path) -> None:
+    """Kills the executor of this task, unless that has been done."""
+    try:
+        mark.touch(exist_ok=False)
+    except FileExistsError:
+        return
+    pid = os.getppid()
+    while b"CoarseGrainedExecutorBackend" not in Path(f"/proc/{pid}/cmdline").read_bytes():
+        pid = int(Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[1])
+    os.kill(pid, signal.SIGKILL)
+
+
+def around(make_task, before, after):
+    """A task of velmora.spark with something done before it, and to each state that it sends."""
+
+    def make(run):
+        work = make_task(run)
+        name = "first" if run.second is None else "second"
+
+        def task(batches):
+            before(name)
+            for batch in work(batches):
+                yield after(batch)
+
+        return task
+
+    return make
+
+
+@pytest.mark.parametrize("stage", ["_partition_task", "_merge_task"])
+def test_killed_executors(session, frame, tmp_path, monkeypatch, stage):
+    """An executor dies in that stage of each pass; Spark runs its tasks again."""
     whole = velmora.rank(frame, "y")
-    df = session.createDataFrame(frame).repartition(60)
-    for delay in (0.5, 4):
-        killed = []
+    place = str(tmp_path)
 
-        def kill(wait: float, victims: list[int] = killed) -> None:
-            time.sleep(wait)
-            victims.extend(executors()[:1])
-            for pid in victims:
-                os.kill(pid, signal.SIGKILL)
+    def kill(name: str) -> None:
+        kill_own_executor(Path(place) / name)
 
-        thread = threading.Thread(target=kill, args=(delay,))
-        thread.start()
-        ours = spark.rank(df, "y")
-        thread.join()
-        assert killed
-        pd.testing.assert_frame_equal(ours.ranking, whole.ranking, check_exact=False, rtol=1e-9)
+    monkeypatch.setattr(spark, stage, around(getattr(spark, stage), kill, lambda batch: batch))
+    ours = spark.rank(session.createDataFrame(frame).repartition(60), "y")
+    assert {path.name for path in tmp_path.iterdir()} == {"first", "second"}
+    pd.testing.assert_frame_equal(ours.ranking, whole.ranking, check_exact=False, rtol=1e-9)
 
 
-def test_a_million_levels(session):
-    rows = session.range(0, 2_000_000, 1, 16).selectExpr(
-        "concat('u', id % 1000000) AS user",
+def damaged(batch):
+    state = bytearray(batch.column(0)[0].as_py())
+    state[len(state) // 2] ^= 1
+    return pa.RecordBatch.from_arrays(
+        [pa.array([bytes(state)], pa.binary()), batch.column(1)], batch.schema.names
+    )
+
+
+@pytest.mark.parametrize("stage", ["_partition_task", "_merge_task"])
+def test_a_corrupt_state_is_one_sentence(session, frame, monkeypatch, stage):
+    """Met by the executors that merge, and by the driver."""
+    monkeypatch.setattr(spark, stage, around(getattr(spark, stage), lambda name: None, damaged))
+    with pytest.raises(velmora.VelmoraError, match=r"^[^\n]*damaged[^\n]*$"):
+        spark.rank(session.createDataFrame(frame).repartition(60), "y")
+
+
+def test_a_driver_without_room(session, frame):
+    """Spark's sentence names its limit, and the session goes on."""
+    conf, limit = session.sparkContext._jsc.sc().conf(), "spark.driver.maxResultSize"
+    df = session.createDataFrame(frame)
+    conf.set(limit, "1k")
+    try:
+        with pytest.raises(velmora.VelmoraError, match=r"^Spark gave up[^\n]*maxResultSize[^\n]*$"):
+            spark.rank(df, "y")
+    finally:
+        conf.remove(limit)
+    assert spark.rank(df, "y").best
+
+
+def test_types_by_partition(session, frame, tmp_path):
+    """Files of one folder whose columns have different types: Spark's sentence names the column."""
+    for i, values in enumerate((frame.x0, frame.x0.astype(str))):
+        frame.assign(x0=values).to_parquet(tmp_path / f"{i}.parquet")
+    df = session.read.parquet(str(tmp_path))
+    with pytest.raises(Exception, match="x0"):
+        spark.rank(df, "y")
+
+
+def test_ten_million_levels(session):
+    rows = session.range(0, 10_000_000, 1, 16).selectExpr(
+        "concat('u', id) AS user",
         "id % 7 AS day",
         "CASE WHEN id % 7 < 3 THEN 'a' ELSE 'b' END AS y",
     )

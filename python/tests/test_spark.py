@@ -1,5 +1,7 @@
 """The analyses on Spark against those in memory."""
 
+import itertools
+
 import pandas as pd
 import pytest
 
@@ -18,9 +20,10 @@ def df(session, credit):
     return session.createDataFrame(credit).cache()
 
 
-@pytest.mark.parametrize("partitions", [1, 30])
+@pytest.mark.parametrize("partitions", [1, 20])
 def test_rank(df, credit, partitions):
-    ours = spark.rank(df.repartition(partitions).orderBy(functions.rand(1)), "risk", best=5)
+    # Partitions of all sizes, of rows in random order.
+    ours = spark.rank(df.repartition(partitions, functions.rand(1)), "risk", best=5)
     whole = velmora.rank(credit, "risk", best=5)
     check_frames(ours.ranking, whole.ranking)
     assert ours.best == whole.best
@@ -73,8 +76,32 @@ def test_jobs_and_failures(session, df):
     with pytest.raises(ValueError, match="needs --good CODE"):
         spark.screen(df, "risk", good="good")
     empty = df.where("age > 1000")
+    # The sentence of a task, not its trace, with and without merging on the executors.
+    for partitions in (2, 9):
+        negative = df.withColumn("w", functions.expr("age - 30")).repartition(partitions)
+        with pytest.raises(velmora.VelmoraError, match=r"^The weight variable w is negative in a case"):
+            spark.rank(negative, "risk", weight="w")
     with pytest.raises(velmora.VelmoraError, match="no cases"):
         spark.rank(empty, "risk")
+
+
+@pytest.mark.parametrize("state_bytes", [1000, 22_000_000, 110_000_000, 2_000_000_000])
+def test_merges_fit_into_tasks(state_bytes):
+    for partitions in (0, 1, 8, 9, 200, 10_000):
+        left = [partitions, *spark._merges(partitions, state_bytes)]
+        at_once = [-(-before // after) for before, after in itertools.pairwise(left)]
+        assert all(count == 2 or count * state_bytes <= 2**29 for count in at_once)
+        assert left[-1] <= 8
+        assert left[-1] <= 1 or left[-1] * state_bytes <= 2**29
+        assert len(at_once) <= (2 if state_bytes == 1000 else 14)
+
+
+def test_a_state_that_spark_cannot_carry(monkeypatch):
+    monkeypatch.setattr(spark, "_MOST_BYTES", 10)
+    (sent,) = spark._answer(lambda: b"x" * 11)
+    state, failure = (column[0].as_py() for column in sent.columns)
+    assert state is None
+    assert failure.endswith("name fewer predictors, or give a lower number of cells.")
 
 
 def test_many_levels(session):

@@ -7,26 +7,32 @@
 
 No row leaves the executors. Every partition becomes a state of a few kilobytes to megabytes, states
 merge in a tree, and the driver makes the result. There are two Spark jobs, however many predictors
-there are. Executors need this package and pyarrow.
+there are. Executors need this package and pyarrow. PySpark 3.5 and 4, also by Spark Connect.
 """
 
 from __future__ import annotations
 
 import contextlib
+import math
 import uuid
-from collections.abc import Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from typing import Any
 
 from velmora._analyses import _code
-from velmora._library import Session
+from velmora._library import Session, VelmoraError
 from velmora._parts import Run, cells_for
 from velmora._results import Bins, FeatureSelectionResult, ScreenResult
 
 __all__ = ["Binning", "rank", "screen"]
 
-_FEW_STATES = 8  # merged by the driver alone
+_FEW_STATES = 8  # merged by the driver alone, unless they are large
 _USUAL_STATES = 200  # where Spark does not say how many partitions there are
-_STATE_SCHEMA = "state binary"
+_TASK_BYTES = 1 << 29  # of the states that a task or the driver merges: Spark hands them over in one piece
+_CELL_BYTES = 17  # of a different number in a state, or nearly so
+_MOST_BYTES = 1 << 30  # of a state: Spark carries no value of 2 GB
+# A state, or the sentence that says why there is none: an exception would come back as the trace of a
+# task that Spark has run four times.
+_STATE_SCHEMA = "state binary, failure string"
 _USABLE = ("string", "boolean", "tinyint", "smallint", "int", "bigint", "float", "double", "date")
 
 
@@ -54,27 +60,52 @@ def _columns(df: Any, needed: list[str], predictors: list[str]) -> list[str]:
     return kept
 
 
-def _write(state: bytes | None) -> Iterator[Any]:
+def _answer(state: Callable[[], bytes | None]) -> Iterator[Any]:
+    """What a task sends: its state, if it has any cases, or why it failed."""
     import pyarrow
 
-    if state is not None:
-        yield pyarrow.RecordBatch.from_pydict({"state": pyarrow.array([state], pyarrow.binary())})
+    made, failure = None, None
+    try:
+        made = state()
+        if made is not None and len(made) > _MOST_BYTES:
+            failure = (
+                f"The state of a part of the data takes {len(made) / 1e9:.1f} GB, more than Spark carries "
+                "from task to task; name fewer predictors, or give a lower number of cells."
+            )
+            made = None
+    except (VelmoraError, ValueError) as error:
+        failure = str(error)
+    if made is not None or failure is not None:
+        row = [pyarrow.array([made], pyarrow.binary()), pyarrow.array([failure], pyarrow.string())]
+        yield pyarrow.RecordBatch.from_arrays(row, ["state", "failure"])
 
 
 def _partition_task(run: Run) -> Any:
     def task(batches: Iterable[Any]) -> Iterator[Any]:
-        yield from _write(run.state_of(batches))
+        yield from _answer(lambda: run.state_of(batches))
 
     return task
 
 
 def _merge_task(run: Run) -> Any:
     def task(batches: Iterable[Any]) -> Iterator[Any]:
-        states = [state for batch in batches for state in batch.column(0).to_pylist()]
-        if states:
-            yield from _write(run.merged(Session(), states).to_bytes())
+        rows = [row for batch in batches for row in batch.to_pylist()]
+        if rows:
+            yield from _answer(lambda: _merged(run, Session(), rows).to_bytes())
 
     return task
+
+
+def _merged(run: Run, session: Session, rows: Sequence[Any]) -> Any:
+    """One state of the rows that tasks sent. Raises what the first failure says."""
+    for row in rows:
+        if row["failure"] is not None:
+            raise VelmoraError(row["failure"])
+    return run.merged(session, (bytes(row["state"]) for row in rows))
+
+
+def _is_connect(df: Any) -> bool:
+    return getattr(df.sparkSession, "_sc", None) is None
 
 
 @contextlib.contextmanager
@@ -82,8 +113,7 @@ def _job_group(df: Any, description: str) -> Iterator[None]:
     """Names the jobs in Spark's UI; an interrupt of the program cancels them."""
     session = df.sparkSession
     group = f"velmora-{uuid.uuid4()}"
-    context = getattr(session, "_sc", None)
-    if context is None:  # Spark Connect
+    if _is_connect(df):
         session.addTag(group)
         try:
             yield
@@ -93,6 +123,7 @@ def _job_group(df: Any, description: str) -> Iterator[None]:
         finally:
             session.removeTag(group)
         return
+    context = session.sparkContext
     properties = ("spark.jobGroup.id", "spark.job.description", "spark.job.interruptOnCancel")
     before = {name: context.getLocalProperty(name) for name in properties}
     context.setJobGroup(group, description, interruptOnCancel=True)
@@ -107,22 +138,36 @@ def _job_group(df: Any, description: str) -> Iterator[None]:
 
 
 def _partitions(df: Any) -> int:
-    if getattr(df.sparkSession, "_sc", None) is None:
+    if _is_connect(df):
         return _USUAL_STATES
     return int(df.rdd.getNumPartitions())
 
 
-def _pass(df: Any, run: Run, session: Session, description: str) -> Any:
+def _merges(partitions: int, state_bytes: int) -> list[int]:
+    """How many states are left after each merge on the executors; the driver gets the last ones."""
+    left = []
+    at_once = max(2, min(max(2 * _FEW_STATES, math.isqrt(partitions)), _TASK_BYTES // max(state_bytes, 1)))
+    while partitions > _FEW_STATES or (partitions > 1 and partitions * state_bytes > _TASK_BYTES):
+        partitions = math.ceil(partitions / at_once)
+        left.append(partitions)
+    return left
+
+
+def _pass(df: Any, run: Run, session: Session, state_bytes: int, description: str) -> Any:
     """One pass over the rows: the merged state."""
     states = df.mapInArrow(_partition_task(run), _STATE_SCHEMA)
-    partitions = _partitions(df)
-    if partitions > _FEW_STATES:
-        states = states.repartition(max(2, round(partitions**0.5))).mapInArrow(
-            _merge_task(run), _STATE_SCHEMA
-        )
+    for count in _merges(_partitions(df), state_bytes):
+        states = states.repartition(count).mapInArrow(_merge_task(run), _STATE_SCHEMA)
     with _job_group(df, description):
-        rows = states.collect()
-    return run.merged(session, (bytes(row.state) for row in rows))
+        try:
+            rows = states.collect()
+        except Exception as error:
+            failure = getattr(error, "java_exception", None)
+            if failure is None:  # of PySpark, which speaks for itself
+                raise
+            reason = str(failure.getMessage()).partition("\n")[0].rstrip(". ")
+            raise VelmoraError(f"Spark gave up {description}: {reason}.") from error
+    return _merged(run, session, rows)
 
 
 def _run(df: Any, columns: list[str], run: Run, title: str) -> tuple[Any, list[str]]:
@@ -131,9 +176,11 @@ def _run(df: Any, columns: list[str], run: Run, title: str) -> tuple[Any, list[s
     chosen = df.select([functions.col("`" + name.replace("`", "``") + "`") for name in columns])
     session = Session()
     run.empty(session)  # wrong options are reported before any job
-    survey = _pass(chosen, run, session, f"velmora: {title}, pass 1 of 2: values of {len(columns)} columns")
+    values = f"velmora: {title}, pass 1 of 2: values of {len(columns)} columns"
+    survey = _pass(chosen, run, session, run.settings["cells"] * len(columns) * _CELL_BYTES, values)
     run.second = survey.second_pass()
-    sums = _pass(chosen, run, session, f"velmora: {title}, pass 2 of 2: cases by interval and level")
+    counts = f"velmora: {title}, pass 2 of 2: cases by interval and level"
+    sums = _pass(chosen, run, session, 4 * len(run.second), counts)
     return survey.finish(sums), session.notices()
 
 
@@ -294,4 +341,6 @@ def transform(df: Any, bins: Bins) -> Any:
     try:
         return df.sparkSession.sql(bins.to_sql("spark", table=view))
     finally:
-        df.sparkSession.catalog.dropTempView(view)
+        # Spark Connect looks the view up whenever the frame is used: there it lasts as the session does.
+        if not _is_connect(df):
+            df.sparkSession.catalog.dropTempView(view)
