@@ -401,6 +401,8 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
       throw DataError("Cannot write " + file.ShownPath() + ": " + reason + ".");
     }
   }
+  // DuckDB's threads may have written the rest while this one waited.
+  if (!Continues(options, 1)) throw Cancelled();
   file.Commit();
 }
 
