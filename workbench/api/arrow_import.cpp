@@ -18,8 +18,6 @@
 namespace velmora {
 namespace {
 
-constexpr char kTableName[] = "the table";
-
 template <typename Value>
 const Value* BufferOf(const ArrowArray& array, int index) {
   return index < array.n_buffers ? static_cast<const Value*>(array.buffers[index]) : nullptr;
@@ -368,11 +366,8 @@ class ColumnSource {
 
 }  // namespace
 
-struct ArrowBatches::Held {
-  Held() = default;
-  Held(const Held&) = delete;
-  Held& operator=(const Held&) = delete;
-  ~Held() {
+struct ArrowBatches::Held final : ValuesOwner {
+  ~Held() override {
     for (ArrowArray& batch : batches) {
       if (batch.release != nullptr) batch.release(&batch);
     }

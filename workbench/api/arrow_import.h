@@ -14,6 +14,8 @@
 
 namespace velmora {
 
+inline constexpr char kTableName[] = "the table";  // what sentences call a table that is no file
+
 // Owns a schema and its batches. They are released with the last column that is made of them
 // without a copy: numbers of 64 bits in one batch of which none is missing.
 class ArrowBatches {

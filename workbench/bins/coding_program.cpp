@@ -132,8 +132,8 @@ struct CodingProgram::Compiled {
   }
 
   void Release() const {
-    for (const Column& column : table->columns) ReleaseValues(column.values);
-    for (const Target& target : targets) ReleaseValues(target.column);
+    for (const Column& column : table->columns) column.values.Release();
+    for (const Target& target : targets) target.column.Release();
   }
 
   static int MissingOutcome(Lookup& lookup) {
@@ -219,7 +219,7 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
     target.column =
         store ? store->Filled(static_cast<std::size_t>(&target - targets.data()), caseCount, target.start)
               : ColumnValues(std::vector<double>(caseCount, target.start));
-    target.values = Writable(target.column);
+    target.values = target.column.Writable();
   };
   const Mask all(kBlock, 1);
   // Calls run(first, count) for each block of cases.
@@ -249,8 +249,8 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
     const std::set<std::size_t> own = TargetsOf(lookup);
     for (const std::size_t target : own) clear(targets[target]);
     const auto release = [&] {
-      ReleaseValues(compiled_->table->Variable(lookup.variable).values);
-      for (const std::size_t target : own) ReleaseValues(targets[target].column);
+      compiled_->table->Variable(lookup.variable).values.Release();
+      for (const std::size_t target : own) targets[target].column.Release();
     };
     const std::size_t blocksHeld = kCellsHeld / kBlock / (own.size() + 1) / pool->ThreadCount() + 1;
     std::size_t blocks = 0;

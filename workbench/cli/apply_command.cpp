@@ -189,7 +189,7 @@ void ReportCoded(const std::vector<Column>& coded) {
   std::size_t count = 0;
   for (const Column& column : coded) {
     const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
-    ReleaseValues(column.values);
+    column.values.Release();
     if (missing == 0 || ++count > kMostNamed) continue;
     lacking += (lacking.empty() ? "" : ", ") + column.name + " (" +
                Counted(static_cast<std::size_t>(missing), "case", "cases") + ")";

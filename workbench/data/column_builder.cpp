@@ -161,7 +161,7 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
 }
 
 void ColumnBuilder::SetValues(Column& column, const std::vector<double>& valueOfText) const {
-  for (double& value : Writable(column.values))
+  for (double& value : column.values.Writable())
     if (value != kMissing) value = valueOfText[static_cast<std::size_t>(value)];
 }
 
@@ -269,7 +269,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
 void ColumnBuilder::FinishTexts(Column& column) {
   if (!forcedText_ && texts_.Size() > 0 && (FinishDates(column) || FinishStyledNumbers(column))) return;
   const std::vector<std::uint32_t> places = texts_.SortedPlaces();
-  for (double& value : Writable(column.values))
+  for (double& value : column.values.Writable())
     if (value != kMissing) value = places[static_cast<std::size_t>(value)] + 1.0;
   column.labels.resize(places.size());
   for (std::uint32_t number = 0; number < places.size(); ++number)
@@ -336,7 +336,7 @@ Column ColumnBuilder::Finish(std::vector<ColumnNote>& notes) {
   }
   if (mode_ == Mode::kTexts) FinishTexts(column);
   AddNotes(column, notes);
-  ReleaseValues(column.values);
+  column.values.Release();
   texts_ = TextDictionary();
   return column;
 }

@@ -4,9 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <system_error>
-#include <unordered_map>
 #include <vector>
 
 #include "workbench/data/errors.h"
@@ -26,54 +24,19 @@ DataError CannotStore(const std::filesystem::path& folder, const std::string& re
                    ". TMPDIR names another folder, --memory another limit.");
 }
 
-struct StoredColumn {
-  StoredColumn(std::shared_ptr<ColumnStore> owner, const std::filesystem::path& path, std::error_code& error)
-      : store(std::move(owner)), file(path, error) {}
-  StoredColumn(const StoredColumn&) = delete;
-  StoredColumn& operator=(const StoredColumn&) = delete;
-  ~StoredColumn();
-
-  std::shared_ptr<ColumnStore> store;  // outlives the mapping
-  MappedFile file;
-};
-
-// The stored columns of the process by their first value: a column does not know whose its values are.
-class StoredColumns {
+class StoredColumn final : public ValuesOwner {
  public:
-  void Add(const std::shared_ptr<StoredColumn>& column) {
-    const std::lock_guard lock(mutex_);
-    columns_[column->file.Values().data()] = {column.get(), column};
-  }
-  void Remove(const StoredColumn& column) {
-    const std::lock_guard lock(mutex_);
-    columns_.erase(column.file.Values().data());
-  }
-  // Calls use with the column that values are and the number of its owners; false: they are not stored.
-  template <typename Use>
-  bool With(const ColumnValues& values, Use use) {
-    const std::lock_guard lock(mutex_);
-    if (columns_.empty() || values.empty()) return false;
-    const auto found = columns_.find(values.data());
-    if (found == columns_.end()) return false;
-    use(*found->second.column, found->second.owners.use_count());
-    return true;
-  }
+  StoredColumn(std::shared_ptr<ColumnStore> store, const std::filesystem::path& path, std::error_code& error)
+      : store_(std::move(store)), file_(path, error) {}
+
+  std::span<const double> Values() const { return file_.Values(); }
+  void Release() const noexcept override { file_.Release(); }
+  std::span<double> Writable() override { return file_.Values(); }
 
  private:
-  struct Entry {
-    const StoredColumn* column = nullptr;
-    std::weak_ptr<const StoredColumn> owners;
-  };
-  std::mutex mutex_;
-  std::unordered_map<const double*, Entry> columns_;
+  std::shared_ptr<ColumnStore> store_;  // outlives the mapping
+  MappedFile file_;
 };
-
-StoredColumns& AllStored() {
-  static auto* const columns = new StoredColumns;  // columns may live until the process ends
-  return *columns;
-}
-
-StoredColumn::~StoredColumn() { AllStored().Remove(*this); }
 
 std::atomic<std::uint64_t> columnMemoryLimit = 0;
 
@@ -82,22 +45,6 @@ std::atomic<std::uint64_t> columnMemoryLimit = 0;
 void LimitColumnMemory(std::uint64_t bytes) { columnMemoryLimit = bytes; }
 
 std::uint64_t ColumnMemoryLimit() { return columnMemoryLimit; }
-
-bool IsStored(const ColumnValues& values) {
-  return AllStored().With(values, [](const StoredColumn&, long) {});
-}
-
-void ReleaseValues(const ColumnValues& values) noexcept {
-  AllStored().With(values, [](const StoredColumn& column, long) { column.file.Release(); });
-}
-
-std::span<double> Writable(ColumnValues& values) {
-  std::span<double> alone;
-  AllStored().With(values, [&](const StoredColumn& column, long owners) {
-    if (owners == 1) alone = column.file.Values();
-  });
-  return alone.empty() ? std::span<double>(values.Own()) : alone;
-}
 
 std::shared_ptr<ColumnStore> ColumnStore::Open() {
   const std::filesystem::path folder = LargeScratchFolder();
@@ -143,8 +90,7 @@ ColumnValues ColumnStore::Finish(std::size_t column) {
   if (error) throw CannotStore(path.parent_path().parent_path(), error.message());
   // A system that keeps the content while it is mapped needs the name no more.
   std::filesystem::remove(path, error);
-  AllStored().Add(stored);
-  const std::span<const double> values = stored->file.Values();
+  const std::span<const double> values = stored->Values();
   return {values, std::move(stored)};
 }
 

@@ -5,7 +5,7 @@
 //   const std::shared_ptr<ColumnStore> store = ColumnStore::Open();
 //   store->Append(7, cells);                              // again and again
 //   column.values = store->Finish(7);
-//   ReleaseValues(column.values);                         // they have been used; their memory goes
+//   column.values.Release();                              // they have been used; their memory goes
 #pragma once
 
 #include <cstddef>
@@ -19,18 +19,10 @@
 
 namespace velmora {
 
-// What the columns of a table that is read may take in memory, in this process; 0, as at the begin: no
-// limit. Columns of larger tables are stored.
+// How much memory the columns of a table that this process reads may take; 0, as at the start: no
+// limit. The columns of larger tables are stored.
 void LimitColumnMemory(std::uint64_t bytes);
 std::uint64_t ColumnMemoryLimit();
-
-// Whether the values are in a file.
-bool IsStored(const ColumnValues& values);
-// Says that values are not looked at for a while: stored ones give their memory back. Any thread may
-// say so, also while another reads them. Others stay as they are.
-void ReleaseValues(const ColumnValues& values) noexcept;
-// The values, to be changed: stored ones in their file unless they are shared, all others in memory.
-std::span<double> Writable(ColumnValues& values);
 
 class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
  public:
@@ -40,7 +32,7 @@ class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
   // Adds cells to the end of a column. Threads may work on different columns at once. Throws
   // DataError.
   void Append(std::size_t column, std::span<const double> cells) const;
-  // A column of so many equal cells, to be changed (Writable). Throws DataError.
+  // A column of so many equal cells, which can be changed. Throws DataError.
   ColumnValues Filled(std::size_t column, std::size_t cells, double value);
   // Forgets its cells.
   void Clear(std::size_t column) const noexcept;

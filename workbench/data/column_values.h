@@ -1,7 +1,9 @@
-// The numbers of a column: of its own, or lent by whoever made the table, as a buffer of another
-// program is. Copies share what is lent; whoever changes values makes them the column's own first.
+// The numbers of a column: of its own, or lent by an owner, such as a buffer of another program or a
+// mapped file. Copies share what is lent.
 //
 //   for (const double value : column.values) sum += value;
+//   column.values.Release();                                    // not needed for a while
+//   for (double& value : column.values.Writable()) value += 1;
 //   column.values.Own().push_back(3);
 #pragma once
 
@@ -14,6 +16,21 @@
 
 namespace velmora {
 
+// Keeps lent values in memory, alive and unchanged, until the last column that has them is gone.
+class ValuesOwner {
+ public:
+  ValuesOwner() = default;
+  ValuesOwner(const ValuesOwner&) = delete;
+  ValuesOwner& operator=(const ValuesOwner&) = delete;
+  virtual ~ValuesOwner() = default;
+
+  // May give their memory back until they are looked at again. Any thread may call it, also while
+  // another reads the values.
+  virtual void Release() const noexcept {}
+  // Where a column that shares the values with no other may change them; empty: nowhere.
+  virtual std::span<double> Writable() { return {}; }
+};
+
 class ColumnValues {
  public:
   using value_type = double;
@@ -21,8 +38,7 @@ class ColumnValues {
   ColumnValues() = default;
   ColumnValues(std::vector<double> values) : own_(std::move(values)) {}
   ColumnValues(std::initializer_list<double> values) : own_(values) {}
-  // owner keeps the memory of values alive and unchanged.
-  ColumnValues(std::span<const double> values, std::shared_ptr<const void> owner)
+  ColumnValues(std::span<const double> values, std::shared_ptr<ValuesOwner> owner)
       : lent_(values), owner_(std::move(owner)) {}
 
   const double* data() const { return owner_ ? lent_.data() : own_.data(); }
@@ -34,7 +50,18 @@ class ColumnValues {
   const double& front() const { return data()[0]; }
   const double& back() const { return data()[size() - 1]; }
 
-  // The values, to be changed; lent ones are copied once.
+  // Says that the values are not looked at for a while.
+  void Release() const noexcept {
+    if (owner_) owner_->Release();
+  }
+  // The values, to be changed in place: in the owner's memory where that is possible, else as Own().
+  std::span<double> Writable() {
+    if (owner_ && owner_.use_count() == 1) {
+      if (const std::span<double> values = owner_->Writable(); !values.empty()) return values;
+    }
+    return Own();
+  }
+  // The values, to be changed in number too; lent ones are copied once.
   std::vector<double>& Own() {
     if (owner_) {
       own_.assign(lent_.begin(), lent_.end());
@@ -51,7 +78,7 @@ class ColumnValues {
  private:
   std::vector<double> own_;
   std::span<const double> lent_;
-  std::shared_ptr<const void> owner_;  // null: own_ has the values
+  std::shared_ptr<ValuesOwner> owner_;  // null: own_ has the values
 };
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 
 #include "workbench/data/database_address.h"
 #include "workbench/data/duckdb_file.h"
+#include "workbench/data/file_kinds.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -70,12 +71,6 @@ class DuckDbConnection final : public DatabaseConnection {
   DuckDbSession session_;
 };
 
-bool EndsWith(const std::string& path, const char* ending) {
-  std::string extension = PathOf(path).extension().string();
-  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  return extension == ending;
-}
-
 DatabaseTable OpenDuckDbTable(const std::string& path, const TablePart& part, int threads,
                               DatabaseAccess access) {
   DatabaseTable table;
@@ -87,7 +82,7 @@ DatabaseTable OpenDuckDbTable(const std::string& path, const TablePart& part, in
   try {
     if (path.empty()) {
       table.source = RowSource(file, {}, SqlName);
-    } else if (EndsWith(path, ".parquet")) {
+    } else if (LowerExtension(path) == "parquet") {
       table.source = "read_parquet(" + SqlPath(path) + ", hive_partitioning=false)";
     } else {
       const std::vector<TableName> tables =
@@ -113,9 +108,9 @@ DatabaseTable OpenDatabaseTable(const std::string& path, const TablePart& part, 
   }
   const bool isFile = address.server == DatabaseServer::kNone && !path.empty();
   const bool isDuckDb =
-      isFile && (EndsWith(path, ".duckdb") || (EndsWith(path, ".db") && IsDuckDbFile(path)));
+      isFile && (LowerExtension(path) == "duckdb" || (LowerExtension(path) == "db" && IsDuckDbFile(path)));
   const bool isQuery = path.empty() && !part.query.empty();
-  if (!isDuckDb && !isQuery && !(isFile && EndsWith(path, ".parquet")))
+  if (!isDuckDb && !isQuery && !(isFile && LowerExtension(path) == "parquet"))
     throw DataError(
         "A database that computes is PostgreSQL (postgresql://...) or DuckDB (a .duckdb or "
         ".parquet file, or --sql-from without DATA), unlike " +

@@ -12,4 +12,7 @@ namespace velmora {
 // The endings that SaveTable writes, each with its dot, the usual one first.
 [[nodiscard]] std::vector<std::string> WritableExtensions();
 
+// The ending of a name in lower case, without its dot: "gz" of "Credit.CSV.GZ".
+[[nodiscard]] std::string LowerExtension(const std::string& path);
+
 }  // namespace velmora

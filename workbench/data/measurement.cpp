@@ -7,7 +7,6 @@
 #include <numeric>
 #include <string_view>
 
-#include "workbench/data/column_store.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
 #include "workbench/data/unicode.h"
@@ -277,7 +276,7 @@ std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgr
   std::vector<VariableProfile> profiles;
   for (int number = 1; number <= table.VariableCount(); ++number) {
     profiles.push_back(ProfileVariable(table, number));
-    ReleaseValues(table.Variable(number).values);
+    table.Variable(number).values.Release();
     Check(progress, number, table);
   }
   return profiles;
@@ -295,7 +294,7 @@ void InferMeasurements(Table& table, std::span<const int> variableNumbers, const
     const int number = variableNumbers[index];
     VariableProfile profile = Profile(table, number, false);
     TakeInference(std::move(profile), table.Variable(number));
-    ReleaseValues(table.Variable(number).values);
+    table.Variable(number).values.Release();
   };
   WorkerPool pool(threads);
   if (!pool.Run(variableNumbers.size(), infer, progress)) throw Cancelled();

@@ -14,7 +14,6 @@
 #include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
-#include "workbench/data/column_store.h"
 #include "workbench/data/database_address.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/file_kinds.h"
@@ -33,14 +32,6 @@ namespace {
 constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
 
 constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".ods", ".sqlite", ".sqlite3"};
-
-std::string LowerExtension(const std::string& path) {
-  std::string extension = PathOf(path).extension().string();
-  if (!extension.empty()) extension.erase(0, 1);
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return extension;
-}
 
 void RequireReadableFile(const std::string& path) {
   RequirePath(path);
@@ -249,7 +240,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
   const MissingRange before(column.missingCode);
   const MissingRange after(code);
   std::int64_t becameMissing = 0;
-  for (double& value : Writable(column.values)) {
+  for (double& value : column.values.Writable()) {
     if (before.Contains(value)) {
       value = code;
     } else if (after.Contains(value)) {
@@ -257,7 +248,7 @@ std::int64_t SetMissingCode(Table& table, std::string_view name, double code) {
       ++becameMissing;
     }
   }
-  ReleaseValues(column.values);
+  column.values.Release();
   column.missingCode = code;
   return becameMissing;
 }

@@ -9,7 +9,6 @@
 #include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
-#include "workbench/data/column_store.h"
 #include "workbench/data/csv_text.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/duckdb_session.h"
@@ -111,7 +110,7 @@ class WrittenRows {
   static constexpr std::size_t kCells = std::size_t{1} << 22;
 
   void Release() const {
-    for (const Column& column : table_.columns) ReleaseValues(column.values);
+    for (const Column& column : table_.columns) column.values.Release();
   }
 
   const Table& table_;
@@ -138,7 +137,7 @@ void WriteDelimited(const Table& table, char delimiter, bool forSpreadsheet, con
   for (const Column& column : table.columns) {
     forms.push_back(FormOf(column));
     missing.emplace_back(column.missingCode);
-    ReleaseValues(column.values);
+    column.values.Release();
   }
   WrittenRows release(table);
   for (std::int64_t row = 0; row < table.caseCount; ++row) {
@@ -380,7 +379,7 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
   for (const Column& column : table.columns) {
     const CellForm form = FormOf(column);
     source.forms.push_back(form == CellForm::kText && IsOfLevels(column) ? CellForm::kLevel : form);
-    ReleaseValues(column.values);
+    column.values.Release();
   }
   AtomicFile file(path, options.shownPath);
   file.Close();
@@ -409,11 +408,10 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
 enum class SaveFormat { kNone, kCsv, kTsv, kParquet };
 
 SaveFormat FormatOfName(const std::string& path) {
-  std::string extension = PathOf(path).extension().string();
-  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  if (extension == ".csv") return SaveFormat::kCsv;
-  if (extension == ".tsv") return SaveFormat::kTsv;
-  return extension == ".parquet" ? SaveFormat::kParquet : SaveFormat::kNone;
+  const std::string extension = LowerExtension(path);
+  if (extension == "csv") return SaveFormat::kCsv;
+  if (extension == "tsv") return SaveFormat::kTsv;
+  return extension == "parquet" ? SaveFormat::kParquet : SaveFormat::kNone;
 }
 
 }  // namespace

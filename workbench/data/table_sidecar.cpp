@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "workbench/data/column_store.h"
 #include "workbench/data/field_parser.h"
 
 namespace velmora {
@@ -92,7 +91,7 @@ bool RecodeTexts(const std::vector<ValueLabel>& labels, Column& column) {
     recoded[i] = found->second;
   }
   const MissingRange missing(column.missingCode);
-  for (double& value : Writable(column.values))
+  for (double& value : column.values.Writable())
     if (!missing.Contains(value)) value = recoded[static_cast<std::size_t>(value) - 1];
   column.labels = labels;
   return true;
@@ -116,7 +115,7 @@ void ApplyVariable(const VariableSidecar& sidecar, const std::string& fileName, 
   }
   if (sidecar.missingCode != column.missingCode) {
     const MissingRange missing(column.missingCode);
-    for (double& value : Writable(column.values))
+    for (double& value : column.values.Writable())
       if (missing.Contains(value)) value = sidecar.missingCode;
     column.missingCode = sidecar.missingCode;
   }
@@ -136,7 +135,7 @@ std::string PrintSidecar(const Table& table, bool keepsTypes) {
   Json variables = Json::array();
   for (const Column& column : table.columns) {
     Json variable = PrintVariable(column, keepsTypes);
-    ReleaseValues(column.values);
+    column.values.Release();
     if (variable.size() > 1) variables.push_back(std::move(variable));
   }
   if (bundles.empty() && variables.empty()) return {};

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "workbench/data/absent_value.h"
-#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
 #include "workbench/ranking/ranking_memory.h"
 #include "workbench/ranking/survey_design.h"
@@ -90,7 +89,7 @@ class CaseCollector {
           cases.used[i] = 0;
           ++ranking_.incompleteCases;
         }
-        ReleaseValues(column.values);
+        column.values.Release();
       }
     }
   }
@@ -448,7 +447,7 @@ class RankingRun {
       std::unique_ptr<Worker>& worker = workers_[static_cast<std::size_t>(workerIndex)];
       if (!worker) worker = std::make_unique<Worker>(cases_, plan_);
       (this->*add)(variables[index], index, *worker);
-      ReleaseValues(table_.Variable(variables[index].number).values);
+      table_.Variable(variables[index].number).values.Release();
     };
     const double count = static_cast<double>(variables.size());
     const auto progress = [&](double fraction) {

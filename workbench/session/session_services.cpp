@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "contract/text.h"
-#include "workbench/data/column_store.h"
 #include "workbench/session/session_core.h"
 #include "workbench/stats/distributions.h"
 
@@ -66,7 +65,7 @@ void SessionServices::ReleaseRead(int cases, const int* variableNumbers, int var
   cellsRead_ += static_cast<std::size_t>(cases) * static_cast<std::size_t>(variableCount);
   if (cellsRead_ < kMostCells) return;
   cellsRead_ = 0;
-  for (int i = 0; i < variableCount; ++i) ReleaseValues(core_.table.Variable(variableNumbers[i]).values);
+  for (int i = 0; i < variableCount; ++i) core_.table.Variable(variableNumbers[i]).values.Release();
 }
 
 void SessionServices::RenewReader() {

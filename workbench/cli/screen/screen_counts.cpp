@@ -6,7 +6,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include "workbench/data/column_store.h"
 #include "workbench/data/names.h"
 #include "workbench/scorecard/binned_cases.h"
 
@@ -111,7 +110,7 @@ void AddCounts(const Table& table, const CaseBitmap& selected, int weight, Weigh
     for (SavedPredictor& predictor : response.predictors) {
       const Column& column = table.Variable(ResolveVariable(table, predictor.name));
       AddCounts(column, cases, predictor);
-      ReleaseValues(column.values);
+      column.values.Release();
     }
   }
 }

@@ -7,7 +7,6 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
-#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
@@ -178,7 +177,7 @@ void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& r
         suspicion.LookAtFigures();
       }
       suspicion.LookForIdentifier(selected);
-      ReleaseValues(table.Variable(predictor.figures.predictorNumber).values);
+      table.Variable(predictor.figures.predictorNumber).values.Release();
     }
   }
 }

@@ -9,7 +9,6 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
-#include "workbench/data/column_store.h"
 #include "workbench/data/errors.h"
 #include "workbench/evidence/redundancy.h"
 
@@ -158,7 +157,7 @@ void AddRedundancy(const RedundancyOptions& options, int threads, const SearchLo
       std::transform(binOf.begin(), binOf.end(), narrow.begin(),
                      [](int bin) { return bin < 0 ? BinTables::kNone : static_cast<std::uint8_t>(bin); });
       tables.Add(narrow, predictor.bins.size());
-      ReleaseValues(table.Variable(predictor.figures.predictorNumber).values);
+      table.Variable(predictor.figures.predictorNumber).values.Release();
       StopIfInterrupted();
     }
     ProgressBar bar;
