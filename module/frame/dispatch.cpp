@@ -4,9 +4,11 @@
 #include <cmath>
 #include <limits>
 
+#include "base/parse_number.h"
 #include "contract/automation_members.h"
 #include "contract/ref.h"
 #include "contract/text.h"
+#include "module/frame/ignored_result.h"
 #include "module/frame/module_context.h"
 #include "module/resources/text_ids.h"
 
@@ -28,13 +30,9 @@ int KindOfCall(const AutomationMember& member, int kind) {
 std::string_view TextOfValue(const AutomationValue& value) { return vlm::TextOf(value.text, value.length); }
 
 double NumberOfText(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) throw TypeMismatchException();
-  return number;
+  const auto number = vlm::ParseTypedNumber<double>(text);
+  if (!number) throw TypeMismatchException();
+  return *number;
 }
 
 template <typename Number>
@@ -43,19 +41,6 @@ std::string TextOfNumber(Number number) {
   const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, number);
   return error == std::errc() ? std::string(buffer, end) : std::string();
 }
-
-// Takes an answer that the caller does not want.
-class NoResult final : public vlm::IAutomationResult {
- public:
-  void SetEmpty() override {}
-  void SetInt(int) override {}
-  void SetReal(double) override {}
-  void SetText(const char*, int) override {}
-  void SetIntArray(const int*, int) override {}
-  void SetObject(vlm::IAutomationObject*) override {}
-  void SetArray(const AutomationValue*, int) override {}
-  void SetError(int, const char*, int) override {}
-};
 
 }  // namespace
 
@@ -106,7 +91,7 @@ int AutomationDispatch::Invoke(int dispatchId, int kind, const AutomationValue* 
                                vlm::IAutomationResult* result) {
   // An OK that closes the dialog may drop the last other reference.
   const vlm::Ref<vlm::IAutomationObject> keep(this);
-  NoResult nobody;
+  IgnoredResult nobody;
   vlm::IAutomationResult& answer = result ? *result : nobody;
   const std::span<const AutomationValue> given(
       arguments, arguments && argumentCount > 0 ? static_cast<std::size_t>(argumentCount) : 0);

@@ -1,12 +1,12 @@
 #include "module/screening_outputs/bin_conditions.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <set>
 #include <utility>
 
 #include "base/number_text.h"
+#include "base/parse_number.h"
 #include "module/resources/text_ids.h"
 #include "module/screening_outputs/output_texts.h"
 #include "module/screening_outputs/text_file.h"
@@ -22,9 +22,8 @@ constexpr double kAnyValue = 1.6e308;
 // Whether a label reads as a number other than the code: where the labels are not known, it would
 // be that number.
 bool ReadsAsAnother(const std::string& label, double code) {
-  double number = 0;
-  const auto read = std::from_chars(label.data(), label.data() + label.size(), number);
-  return read.ec == std::errc() && read.ptr == label.data() + label.size() && number != code;
+  const auto number = vlm::ParseNumber<double>(label);
+  return number && *number != code;
 }
 
 // The label of a level in quotation marks, empty where a condition names the level's code instead.

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/format_text.h"
+#include "base/split_mix.h"
 #include "module/screening_outputs/event_scripts.h"
 #include "module/screening_outputs/graph_writing.h"
 #include "module/screening_outputs/output_texts.h"
@@ -17,17 +18,8 @@ constexpr int kMostPoints = 2000;        // more could not be told apart
 constexpr double kLevelHalfWidth = 0.4;  // of a level's diamond; its place is the number of its bin
 constexpr double kJitter = 0.2;          // on either side of that place
 
-// Bits that look random, the same for the same number (Steele, Lea and Flood 2014,
-// doi:10.1145/2660193.2660195).
-std::uint64_t Mixed(std::uint64_t number) {
-  number += 0x9E3779B97F4A7C15u;
-  number = (number ^ (number >> 30)) * 0xBF58476D1CE4E5B9u;
-  number = (number ^ (number >> 27)) * 0x94D049BB133111EBu;
-  return number ^ (number >> 31);
-}
-
-// Uniform over 0 <= share < 1.
-double MixedShare(std::uint64_t number) { return static_cast<double>(Mixed(number) >> 11) * 0x1p-53; }
+// Uniform over 0 <= share < 1, the same for the same number.
+double RandomShare(std::uint64_t number) { return vlm::ShareFromBits(vlm::RandomBits(number)); }
 
 // Row numbers of the work sheet, ascending: all, or a random one from each of kMostPoints parts of
 // equal length. The rows are sorted by the predictor, so the sample covers its whole range; the
@@ -38,7 +30,7 @@ std::vector<int> SampleRows(int rowCount) {
   const auto begin = [&](int part) { return static_cast<std::int64_t>(rowCount) * part / count; };
   for (int part = 0; part < count; ++part) {
     const std::int64_t length = begin(part + 1) - begin(part);
-    const auto step = static_cast<std::int64_t>(Mixed(static_cast<std::uint64_t>(part)) %
+    const auto step = static_cast<std::int64_t>(vlm::RandomBits(static_cast<std::uint64_t>(part)) %
                                                 static_cast<std::uint64_t>(length));
     rows[static_cast<std::size_t>(part)] = static_cast<int>(begin(part) + step) + 1;
   }
@@ -64,7 +56,7 @@ GraphPoints SampleCases(const PredSummary& record) {
       const auto bin = std::find(record.bins.nodes.begin(), record.bins.nodes.end(), node);
       if (bin == record.bins.nodes.end()) continue;
       x = static_cast<double>(bin - record.bins.nodes.begin()) + 1 +
-          kJitter * (2 * MixedShare(static_cast<std::uint64_t>(row)) - 1);
+          kJitter * (2 * RandomShare(static_cast<std::uint64_t>(row)) - 1);
     }
     cases.x.push_back(x);
     cases.y.push_back(sheet.GetValue(row, 2));

@@ -1,10 +1,10 @@
 // Values, results and calls by name of the automation layer.
 #include "workbench/automation/automation_client.h"
 
-#include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "base/parse_number.h"
 #include "contract/text.h"
 #include "workbench/documents/texts.h"
 
@@ -19,23 +19,14 @@ struct Overloaded : Functions... {
 template <typename... Functions>
 Overloaded(Functions...) -> Overloaded<Functions...>;
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
-
 [[noreturn]] void CannotBe(const char* what) {
   throw AutomationError(0, std::string("The value is not ") + what + ".");
 }
 
 double ParseReal(std::string_view text) {
-  text = Trimmed(text);
-  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) CannotBe("a number");
-  return value;
+  const auto value = vlm::ParseTypedNumber<double>(text);
+  if (!value) CannotBe("a number");
+  return *value;
 }
 
 int WholeOf(double value) {

@@ -1,10 +1,11 @@
 #include "workbench/bins/recode_file.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <optional>
 
+#include "base/parse_number.h"
+#include "base/trim_blanks.h"
 #include "workbench/data/unicode.h"
 #include "workbench/language/expression.h"
 
@@ -16,16 +17,8 @@ constexpr std::string_view kEntryStart = "SelectionConditions\\Cond";
 constexpr int kMostConditions = 10'000'000;
 
 std::optional<int> WholeNumber(std::string_view text) {
-  int number = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (read.ec != std::errc() || read.ptr != text.data() + text.size() || number < 0) return std::nullopt;
-  return number;
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+  const auto number = vlm::ParseNumber<int>(text);
+  return number && *number >= 0 ? number : std::nullopt;
 }
 
 struct Entry {
@@ -75,12 +68,12 @@ class RecodeReader {
   }
 
   void ReadLine(std::string_view line) {
-    const std::string_view text = Trimmed(line);
+    const std::string_view text = vlm::TrimBlanks(line);
     if (text.empty() || text.front() == ';') return;
     if (text.front() == '[') return ReadSection(text);
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) Fail(line_, "the line is neither a section nor KEY=VALUE");
-    const std::string_view key = Trimmed(line.substr(0, equals));
+    const std::string_view key = vlm::TrimBlanks(line.substr(0, equals));
     ReadKey(std::string(key), line.substr(equals + 1));
   }
 
@@ -111,10 +104,10 @@ class RecodeReader {
         Fail(line_, "the key " + QuotedExcerpt(key) + " is unknown in [SelectionConditions]");
       return ReadSize(value);
     }
-    if (key == "Ignore") return Put(current_->ignore, key, Trimmed(value));
+    if (key == "Ignore") return Put(current_->ignore, key, vlm::TrimBlanks(value));
     if (key == "Condition") {
       current_->conditionLine = line_;
-      return Put(current_->condition, key, Trimmed(value));
+      return Put(current_->condition, key, vlm::TrimBlanks(value));
     }
     if (key != "Value") Fail(line_, "the key " + QuotedExcerpt(key) + " is unknown in a condition");
     current_->valueLine = line_;
@@ -129,13 +122,13 @@ class RecodeReader {
   void ReadSize(std::string_view value) {
     if (size_ >= 0) Fail(line_, "ConditionSize occurs twice");
     const std::size_t section = std::min(value.find('['), value.size());
-    const std::string_view number = Trimmed(value.substr(0, section));
+    const std::string_view number = vlm::TrimBlanks(value.substr(0, section));
     const auto size = WholeNumber(number);
     if (!size || *size < 1 || *size > kMostConditions)
       Fail(line_, "ConditionSize is not a number of conditions: " + QuotedExcerpt(number));
     size_ = *size;
     sizeLine_ = line_;
-    if (section < value.size()) ReadSection(Trimmed(value.substr(section)));
+    if (section < value.size()) ReadSection(vlm::TrimBlanks(value.substr(section)));
   }
 
   BasicProgram Program() {

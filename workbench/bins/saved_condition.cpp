@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/parse_number.h"
 #include "workbench/data/names.h"
 
 namespace velmora {
@@ -155,11 +156,8 @@ std::string NumberText(double value) {
 }
 
 std::optional<double> NumberIn(std::string_view text) {
-  double value = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (read.ec != std::errc() || read.ptr != text.data() + text.size() || !std::isfinite(value))
-    return std::nullopt;
-  return value;
+  const auto value = vlm::ParseNumber<double>(text);
+  return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
 SavedNames::SavedNames(const Table& table) : table_(table) {

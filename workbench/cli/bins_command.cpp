@@ -3,10 +3,10 @@
 #include "workbench/cli/bins_command.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "workbench/bins/edit_bins.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
@@ -136,19 +136,16 @@ int RunShow(const BinsOptions& options, const SavedBins& bins) {
 
 // --- Edits
 double NumberFrom(const std::string& word, const char* what) {
-  double number = 0;
-  const auto read = std::from_chars(word.data(), word.data() + word.size(), number);
-  if (read.ec != std::errc() || read.ptr != word.data() + word.size())
-    throw UsageError(std::string(what) + " is a number, not " + ShortenedText(word) + ".");
-  return number;
+  const auto number = vlm::ParseNumber<double>(word);
+  if (!number) throw UsageError(std::string(what) + " is a number, not " + ShortenedText(word) + ".");
+  return *number;
 }
 
 int BinFrom(const std::string& word) {
-  int number = 0;
-  const auto read = std::from_chars(word.data(), word.data() + word.size(), number);
-  if (read.ec != std::errc() || read.ptr != word.data() + word.size() || number < 1)
+  const auto number = vlm::ParseNumber<int>(word);
+  if (!number || *number < 1)
     throw UsageError("A bin is named by its number, from 1, not " + ShortenedText(word) + ".");
-  return number - 1;
+  return *number - 1;
 }
 
 struct Operation {

@@ -1,10 +1,10 @@
 // The only file that includes the parsing library, whose header takes ten seconds to compile.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/options.h"
 #include "workbench/documents/terminal_text.h"
@@ -15,13 +15,6 @@ namespace {
 
 constexpr char kOptionsEnd[] = "--";
 constexpr char kNumberMark = '\x1F';
-
-template <typename Value>
-bool ParseWhole(const std::string& text, Value& value) {
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value);
-  return result.ec == std::errc() && result.ptr == end;
-}
 
 }  // namespace
 
@@ -69,37 +62,37 @@ void CommandParser::Repeated(const std::string& name, std::vector<std::string>& 
 
 void CommandParser::WholeNumber(const std::string& name, int& target, int minimum, int maximum) {
   library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
-    int value = 0;
-    if (!ParseWhole(text, value) || value < minimum || value > maximum) {
+    const auto value = vlm::ParseNumber<int>(text);
+    if (!value || *value < minimum || *value > maximum) {
       throw UsageError(name + " takes a whole number from " + std::to_string(minimum) + " to " +
                        std::to_string(maximum) + ", not " +
                        (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
     }
-    target = value;
+    target = *value;
   });
 }
 
 void CommandParser::Number(const std::string& name, double& target, double minimum, double maximum) {
   library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
-    double value = 0;
-    if (!ParseWhole(text, value) || !(value > minimum && value < maximum)) {
+    const auto value = vlm::ParseNumber<double>(text);
+    if (!value || !(*value > minimum && *value < maximum)) {
       char range[64];
       std::snprintf(range, sizeof range, "above %g and below %g", minimum, maximum);
       throw UsageError(name + " takes a number " + range + ", not " +
                        (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
     }
-    target = value;
+    target = *value;
   });
 }
 
 void CommandParser::Share(const std::string& name, double& target, bool oneToo) {
   library_->app.add_option_function<std::string>(name, [=, &target](const std::string& text) {
-    double value = 0;
-    if (!ParseWhole(text, value) || !(value >= 0 && (value < 1 || (oneToo && value == 1)))) {
+    const auto value = vlm::ParseNumber<double>(text);
+    if (!value || !(*value >= 0 && (*value < 1 || (oneToo && *value == 1)))) {
       throw UsageError(name + " takes a share from 0 to 1, such as 0.05, not " +
                        (text.empty() ? "an empty text" : ShortenedText(text)) + ".");
     }
-    target = value;
+    target = *value;
   });
 }
 
@@ -179,8 +172,7 @@ void CommandParser::CompleteOptions(std::vector<std::string>& words) const {
 // The library would take a negative number for an option.
 void CommandParser::MarkNegativeNumbers(std::vector<std::string>& words) {
   for (std::string& word : words) {
-    double number = 0;
-    if (word.starts_with('-') && ParseWhole(word, number)) word.insert(0, 1, kNumberMark);
+    if (word.starts_with('-') && vlm::ParseNumber<double>(word)) word.insert(0, 1, kNumberMark);
   }
 }
 

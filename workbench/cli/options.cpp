@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "base/trim_blanks.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/names.h"
@@ -40,11 +41,8 @@ std::vector<std::string> SplitList(const std::vector<std::string>& values) {
   for (const std::string& value : values) {
     for (std::size_t begin = 0; begin <= value.size();) {
       const std::size_t end = std::min(value.find(',', begin), value.size());
-      const std::size_t first = value.find_first_not_of(" \t", begin);
-      if (first < end) {
-        const std::size_t last = value.find_last_not_of(" \t", end - 1);
-        parts.push_back(value.substr(first, last - first + 1));
-      }
+      const std::string_view part = vlm::TrimBlanks(std::string_view(value).substr(begin, end - begin));
+      if (!part.empty()) parts.emplace_back(part);
       begin = end + 1;
     }
   }

@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "contract/list_values.h"
 #include "workbench/data/errors.h"
 
@@ -20,10 +21,8 @@ constexpr std::string_view kAllValues = "*";
 constexpr double kLongestRange = 100'000;
 
 std::optional<double> NumberOf(std::string_view text) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number)) return std::nullopt;
-  return number;
+  const auto number = vlm::ParseNumber<double>(text);
+  return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
 // First and last code of "1-4", also of negative numbers.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/parse_number.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/foreign_file.h"
@@ -90,9 +91,7 @@ class Content : public XmlHandler {
         cells_.AddMoment(row, column, *moment, false);
       return;
     }
-    double number = 0;
-    const auto [end, error] = std::from_chars(value_.data(), value_.data() + value_.size(), number);
-    if (error == std::errc() && end == value_.data() + value_.size()) cells_.AddNumber(row, column, number);
+    if (const auto number = vlm::ParseNumber<double>(value_)) cells_.AddNumber(row, column, *number);
   }
 
   std::size_t sheet_;

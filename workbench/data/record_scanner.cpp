@@ -12,6 +12,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "base/trim_blanks.h"
 #include "workbench/data/table.h"
 #include "workbench/data/unicode.h"
 
@@ -384,11 +385,7 @@ std::optional<HeaderRecord> RecordScanner::ScanHeader(TextBlock& block) const {
     std::string scratch;
     std::string_view name = block.Text(place, scratch);
     const bool quoted = place.begin > start && block.bytes[place.begin - 1] == '"';
-    if (!quoted) {
-      const std::size_t first = name.find_first_not_of(" \t");
-      name =
-          first == std::string_view::npos ? "" : name.substr(first, name.find_last_not_of(" \t") + 1 - first);
-    }
+    if (!quoted) name = vlm::TrimBlanks(name);
     header.names.emplace_back(name);
     if (cursor.at == cursor.end || ClassOf(cursor.text[cursor.at]) != kDelimiter) break;
   }

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "base/trim_blanks.h"
 #include "workbench/data/csv_text.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/errors.h"
@@ -107,9 +108,8 @@ void SheetCells::AddMoment(std::size_t row, std::size_t column, double seconds, 
 }
 
 void SheetCells::AddText(std::size_t row, std::size_t column, std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos || !range_.Contains(row, column)) return;
-  text = text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+  text = vlm::TrimBlanks(text, " \t\r\n");
+  if (text.empty() || !range_.Contains(row, column)) return;
   Add(row, column, kText, texts_.Intern(text));
 }
 

@@ -1,17 +1,16 @@
 #include "workbench/data/spreadsheet_csv.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "base/parse_number.h"
 
 namespace velmora {
 namespace {
 
 bool IsNumber(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
-  double value = 0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
   // Infinities and NaN are names to a spreadsheet.
-  return result.ec == std::errc() && result.ptr == text.data() + text.size() &&
+  return vlm::ParseNumber<double>(text) &&
          text.find_first_not_of("+-.0123456789eE") == std::string_view::npos;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "base/parse_number.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/foreign_file.h"
@@ -18,13 +19,6 @@
 namespace velmora {
 
 namespace {
-
-std::optional<double> ParseDouble(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
 
 std::size_t ParseIndex(std::string_view text) {
   std::size_t value = ~std::size_t{0};
@@ -287,7 +281,7 @@ class SheetPart : public XmlHandler {
       ++errors;
     } else if (type_ == "d") {
       AddIsoDate();
-    } else if (const auto number = ParseDouble(value_)) {
+    } else if (const auto number = vlm::ParseNumber<double>(value_)) {
       AddNumber(*number);
     }
   }

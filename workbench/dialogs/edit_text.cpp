@@ -3,39 +3,20 @@
 #include <charconv>
 #include <cmath>
 
+#include "base/parse_number.h"
+#include "base/trim_blanks.h"
+
 namespace velmora {
 
-namespace {
-
-std::string_view Trimmed(std::string_view text) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-template <typename Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  text = Trimmed(text);
-  // One sign is allowed.
-  if (text.size() > 1 && text.front() == '+' && text[1] != '-') text.remove_prefix(1);
-  Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
-}  // namespace
-
-std::optional<int> ParseWholeText(std::string_view text) { return ParseNumber<int>(text); }
+std::optional<int> ParseWholeText(std::string_view text) { return vlm::ParseTypedNumber<int>(text); }
 
 std::optional<double> ParseRealText(std::string_view text, std::string_view separator) {
-  std::string plain(Trimmed(text));
+  std::string plain(vlm::TrimBlanks(text));
   if (!separator.empty() && separator != ".") {
     const std::size_t position = plain.find(separator);
     if (position != std::string::npos) plain.replace(position, separator.size(), ".");
   }
-  const std::optional<double> value = ParseNumber<double>(plain);
+  const std::optional<double> value = vlm::ParseTypedNumber<double>(plain);
   return value && std::isfinite(*value) ? value : std::nullopt;
 }
 

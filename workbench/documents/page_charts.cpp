@@ -1,10 +1,10 @@
 #include "workbench/documents/page_charts.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <map>
 
+#include "base/parse_number.h"
 #include "workbench/documents/graph_tips.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
@@ -30,9 +30,7 @@ PageJson Drawn(double value) {
   if (!IsShown(value)) return {};
   if (value == std::trunc(value) && std::fabs(value) < 1e9) return value;
   const std::string text = ShownNumber(value, "0.00000E+00");
-  double rounded = value;
-  std::from_chars(text.data(), text.data() + text.size(), rounded);
-  return rounded;
+  return vlm::ParseNumber<double>(text).value_or(value);
 }
 
 PageJson AxisOf(const GraphAxis& axis, const ShortNames& shortNames) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "base/fnv_hash.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -20,8 +21,7 @@ const std::string& ShortNames::ShortFormOf(std::string_view name) {
     position = next;
   }
 
-  std::uint64_t hash = 14695981039346656037u;
-  for (const char c : full) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+  std::uint64_t hash = vlm::FnvHash(full);
   hash ^= hash >> 32;  // the low digits alone see little of the last characters
   std::string form;
   while (true) {

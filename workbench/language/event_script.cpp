@@ -2,19 +2,19 @@
 #include "workbench/language/event_script.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <map>
 #include <optional>
 #include <variant>
 
+#include "base/parse_number.h"
 #include "workbench/data/names.h"
 
 namespace velmora {
 namespace {
 
-// The content of a name while a script runs.
+// The value of a variable while a script runs.
 struct Nothing {};
 struct Array {
   std::span<const double> elements;  // the first has the number 1
@@ -34,10 +34,7 @@ std::optional<double> ReadNumber(std::string text, char mark) {
     if (text.find('.') != std::string::npos) return std::nullopt;
     std::replace(text.begin(), text.end(), mark, '.');
   }
-  double number = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (read.ec != std::errc() || read.ptr != text.data() + text.size()) return std::nullopt;
-  return number;
+  return vlm::ParseNumber<double>(text);
 }
 
 class Machine {

@@ -1,19 +1,18 @@
 #include "workbench/language/formula.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
+
+#include "base/parse_number.h"
 
 namespace velmora {
 namespace {
 
 // The number of the column that vN names, 0 for any other name and for numbers beyond int.
 int ColumnIn(std::string_view name) {
-  int column = 0;
   if (name.size() < 2 || (name[0] != 'v' && name[0] != 'V')) return 0;
-  const auto read = std::from_chars(name.data() + 1, name.data() + name.size(), column);
-  return read.ec == std::errc() && read.ptr == name.data() + name.size() && column > 0 ? column : 0;
+  return std::max(vlm::ParseNumber<int>(name.substr(1)).value_or(0), 0);
 }
 
 class ColumnNames final : public ExpressionNames {

@@ -1,10 +1,10 @@
 #include "workbench/procedures/shared_data.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <unordered_map>
 
+#include "base/parse_number.h"
 #include "workbench/binning/pre_bins.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/texts.h"
@@ -280,12 +280,9 @@ CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels
         continue;
       }
     }
-    double code = 0;
-    const auto read = std::from_chars(word.data(), word.data() + word.size(), code);
-    if (read.ec != std::errc() || read.ptr != word.data() + word.size()) {
-      throw DataError("The code list has \"" + word + "\", which is neither a number nor a label.");
-    }
-    list.codes.push_back(code);
+    const auto code = vlm::ParseNumber<double>(word);
+    if (!code) throw DataError("The code list has \"" + word + "\", which is neither a number nor a label.");
+    list.codes.push_back(*code);
   }
   return list;
 }

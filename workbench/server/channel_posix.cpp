@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <system_error>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/server/channel.h"
 
@@ -25,13 +25,6 @@ bool SendAll(int socket, const char* bytes, std::size_t size) {
     size -= static_cast<std::size_t>(sent);
   }
   return true;
-}
-
-template <typename Number>
-bool ParseNumber(const std::string& text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto read = std::from_chars(text.data(), end, number);
-  return read.ec == std::errc() && read.ptr == end;
 }
 
 }  // namespace
@@ -78,14 +71,14 @@ std::optional<Frame> Channel::Next() {
   const std::string header = bytes_.substr(read_, end - read_);
   const std::size_t first = header.find(' '), second = header.rfind(' ');
   Frame frame;
-  std::size_t size = 0;
-  if (first == second || !ParseNumber(header.substr(first + 1, second - first - 1), frame.id) ||
-      !ParseNumber(header.substr(second + 1), size))
-    throw RunError("A message of the worker has a damaged header.");
-  if (bytes_.size() - end - 1 < size) return std::nullopt;
+  const auto id = vlm::ParseNumber<std::uint64_t>(header.substr(first + 1, second - first - 1));
+  const auto size = vlm::ParseNumber<std::size_t>(header.substr(second + 1));
+  if (first == second || !id || !size) throw RunError("A message of the worker has a damaged header.");
+  if (bytes_.size() - end - 1 < *size) return std::nullopt;
+  frame.id = *id;
   frame.type = header.substr(0, first);
-  frame.payload = bytes_.substr(end + 1, size);
-  read_ = end + 1 + size;
+  frame.payload = bytes_.substr(end + 1, *size);
+  read_ = end + 1 + *size;
   return frame;
 }
 

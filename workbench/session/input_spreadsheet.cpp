@@ -2,11 +2,11 @@
 #include "workbench/session/input_spreadsheet.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "base/tolerant.h"
 #include "contract/text.h"
 #include "workbench/data/errors.h"
@@ -134,10 +134,9 @@ int InputSpreadsheet::FindValue(int variableNumber, const char* text, int length
     *value = *labelled;
     return 0;
   }
-  double number = 0;
-  const auto [end, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
-  if (error != std::errc() || end != wanted.data() + wanted.size() || !std::isfinite(number)) return 1;
-  *value = number;
+  const auto number = vlm::ParseNumber<double>(wanted);
+  if (!number || !std::isfinite(*number)) return 1;
+  *value = *number;
   return 0;
 }
 

@@ -1,8 +1,8 @@
 #include "workbench/session/settings_script.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "base/parse_number.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
 #include "workbench/session/running_analysis.h"
@@ -15,12 +15,7 @@ constexpr std::size_t kLongestLine = 100;
 constexpr char kVariables[] = "Variables";
 constexpr char kCountVariable[] = "CountVariable";
 
-bool IsNumber(const std::string& text) {
-  double number = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  return result.ec == std::errc() && result.ptr == end;
-}
+bool IsNumber(const std::string& text) { return vlm::ParseNumber<double>(text).has_value(); }
 
 // How the statements of a settings script read in one language. Lines come without their ends.
 class Dialect {

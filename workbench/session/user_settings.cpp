@@ -1,12 +1,12 @@
 #include "workbench/session/user_settings.h"
 
-#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "base/parse_number.h"
 #include "workbench/data/atomic_file.h"
 #include "workbench/data/errors.h"
 #include "workbench/system/user_places.h"
@@ -43,13 +43,11 @@ std::map<int, int> ReadProfile(const std::filesystem::path& file) {
   if (found == settings.end()) return profile;
   if (!found->is_object()) Refuse(file, "has a \"profile\" that is not a JSON object");
   for (const auto& [name, value] : found->items()) {
-    int entry = 0;
-    const auto [end, failure] = std::from_chars(name.data(), name.data() + name.size(), entry);
-    const bool isEntry = failure == std::errc() && end == name.data() + name.size();
+    const auto entry = vlm::ParseNumber<int>(name);
     const bool isNumber = value.is_number_integer() && value >= std::numeric_limits<int>::min() &&
                           value <= std::numeric_limits<int>::max();
-    if (!isEntry || !isNumber) Refuse(file, "has \"" + name + "\", which is not a numbered whole number");
-    profile[entry] = value.get<int>();
+    if (!entry || !isNumber) Refuse(file, "has \"" + name + "\", which is not a numbered whole number");
+    profile[*entry] = value.get<int>();
   }
   return profile;
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/parse_number.h"
 #include "workbench/stats/missing.h"
 #include "workbench/stats/tree_internal.h"
 
@@ -15,9 +16,7 @@ namespace {
 double InFifteenDigits(double value) {
   char digits[32];
   const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 15);
-  double rounded = value;
-  std::from_chars(digits, end.ptr, rounded);
-  return rounded;
+  return vlm::ParseNumber<double>({digits, end.ptr}).value_or(value);
 }
 
 // <= goes left, so the constant must not reach the upper value. Midway between decimals lies a
@@ -37,9 +36,7 @@ double MidPoint(double lower, double upper) {
 double AsPrinted(double value) {
   char digits[40];
   const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific, 15);
-  double printed = value;
-  std::from_chars(digits, end.ptr, printed);
-  return printed;
+  return vlm::ParseNumber<double>({digits, end.ptr}).value_or(value);
 }
 
 // True when a comparison with the tolerance finds the value above the cut point, and above its

@@ -1,14 +1,14 @@
 // The user's own bins, read from a JSON file.
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <set>
 
-#include "workbench/bins/json_input.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/cli/screen/screen_choice.h"
+#include "workbench/data/code_lists.h"
+#include "workbench/data/json_input.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
@@ -210,27 +210,12 @@ class CutPointsFile {
 
   void AddLevel(const Column& column, const Json& level, std::vector<double>& levels) const {
     const std::string text = level.is_string() ? level.get<std::string>() : level.dump();
-    double value = 0;
-    if (FindLevel(column, level, text, value)) {
-      levels.push_back(value);
+    if (const auto value = CodeNamed(column, text)) {
+      levels.push_back(*value);
     } else {
       notices_.push_back("Level " + text + " of \"" + column.name +
                          "\" is not used: it is not a level of the data" + Suggestion(column, text));
     }
-  }
-
-  static bool FindLevel(const Column& column, const Json& level, const std::string& text, double& value) {
-    if (const double* labelled = column.ValueOf(text)) {
-      value = *labelled;
-      return true;
-    }
-    if (column.fromText) return false;
-    if (level.is_number()) {
-      value = level.get<double>();
-      return true;
-    }
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
-    return read.ec == std::errc() && read.ptr == text.data() + text.size();
   }
 
   static std::string Suggestion(const Column& column, const std::string& text) {

@@ -2,13 +2,13 @@
 #include "workbench/cli/screen/screen_save.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
 
 #include "base/number_text.h"
+#include "base/parse_number.h"
 #include "contract/text.h"
 #include "workbench/bins/coding_program.h"
 #include "workbench/bins/recode_names.h"
@@ -56,11 +56,8 @@ std::vector<std::string> FigureNamesOf(const ScreenedResponse& response, const s
 // numbers.
 std::vector<double> PrintedCutPoints(const std::vector<double>& cutPoints) {
   std::vector<double> printed;
-  for (const double cutPoint : cutPoints) {
-    const std::string text = vlm::FormatMachine(cutPoint);
-    double& value = printed.emplace_back();
-    std::from_chars(text.data(), text.data() + text.size(), value);
-  }
+  for (const double cutPoint : cutPoints)
+    printed.push_back(vlm::ParseNumber<double>(vlm::FormatMachine(cutPoint)).value_or(cutPoint));
   return printed;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "base/fnv_hash.h"
+#include "base/split_mix.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/absent_value.h"
 
@@ -46,35 +48,22 @@ CaseRules UnpackRules(const Packed& packed) {
   return rules;
 }
 
-// Well mixed bits of a number (Steele, Lea and Flood 2014, doi:10.1145/2660193.2660195).
-std::uint64_t Mix(std::uint64_t z) {
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-  return z ^ (z >> 31);
-}
-
-std::uint64_t TextBits(const std::string& text) {
-  std::uint64_t bits = 0xcbf29ce484222325u;
-  for (const char c : text) bits = (bits ^ static_cast<unsigned char>(c)) * 0x100000001b3u;
-  return bits;
-}
-
 // A fold for every case by what is in it, so that it does not matter in which part the case is.
 std::vector<std::uint8_t> FoldsOf(const Table& table, std::uint32_t folds) {
-  std::vector<std::uint64_t> bits(static_cast<std::size_t>(table.caseCount), 0x9E3779B97F4A7C15u);
+  std::vector<std::uint64_t> bits(static_cast<std::size_t>(table.caseCount), vlm::kSplitMixStep);
   for (const Column& column : table.columns) {
     std::vector<std::uint64_t> ofLabel;
-    for (const ValueLabel& label : column.labels) ofLabel.push_back(TextBits(label.text));
+    for (const ValueLabel& label : column.labels) ofLabel.push_back(vlm::FnvHash(label.text));
     for (std::size_t i = 0; i < bits.size(); ++i) {
       const double value = column.values[i];
       const bool isText = column.fromText && !IsAbsent(column, i);
       const std::uint64_t its =
           isText ? ofLabel[static_cast<std::size_t>(value) - 1] : std::bit_cast<std::uint64_t>(value + 0.0);
-      bits[i] = Mix(bits[i] + 0x9E3779B97F4A7C15u) ^ its;
+      bits[i] = vlm::RandomBits(bits[i]) ^ its;
     }
   }
   std::vector<std::uint8_t> foldOf;
-  for (const std::uint64_t b : bits) foldOf.push_back(static_cast<std::uint8_t>(Mix(b) % folds));
+  for (const std::uint64_t b : bits) foldOf.push_back(static_cast<std::uint8_t>(vlm::MixBits(b) % folds));
   return foldOf;
 }
 

@@ -1,0 +1,15 @@
+// A text without the blanks around it.
+#pragma once
+
+#include <string_view>
+
+namespace vlm {
+
+// blanks: the characters that count as such.
+constexpr std::string_view TrimBlanks(std::string_view text, std::string_view blanks = " \t") {
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+}  // namespace vlm
