@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/format_text.h"
+#include "contract/counted.h"
 #include "module/frame/dispatch.h"
 #include "module/frame/module_context.h"
 #include "module/resources/automation_tables.h"
@@ -11,16 +12,10 @@
 namespace vlmfsl {
 namespace {
 
-class OutputCollection final : public AutomationDispatch {
+class OutputCollection final : public vlm::Counted<OutputCollection, AutomationDispatch> {
  public:
   explicit OutputCollection(std::vector<vlm::Ref<vlm::IDocument>> documents)
-      : AutomationDispatch(kOutputCollection, kOutputCollection.name), documents_(std::move(documents)) {}
-  virtual ~OutputCollection() = default;
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete this;
-  }
+      : Counted(kOutputCollection, kOutputCollection.name), documents_(std::move(documents)) {}
 
  private:
   void Call(const AutomationCall& call) override {
@@ -43,8 +38,10 @@ class OutputCollection final : public AutomationDispatch {
     call.result.SetObject(documents_[static_cast<std::size_t>(number - 1)]->GetAutomationObject());
   }
 
+  friend Counted;
+  ~OutputCollection() = default;
+
   std::vector<vlm::Ref<vlm::IDocument>> documents_;
-  int references_ = 1;
 };
 
 }  // namespace

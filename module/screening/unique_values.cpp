@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/tolerant.h"
+#include "contract/counted.h"
 #include "contract/text.h"
 #include "module/screening/host_calls.h"
 
@@ -154,15 +155,10 @@ class RowBlock {
   int firstRow_ = 1;
 };
 
-class UniqueValuesMaker final : public vlm::ISheetMaker {
+class UniqueValuesMaker final : public vlm::Counted<UniqueValuesMaker, vlm::ISheetMaker> {
  public:
   UniqueValuesMaker(const vlm::Ref<vlm::IWorkSheet>& workSheet, std::string badText, UniqueValueNames names)
       : workSheet_(workSheet), badText_(std::move(badText)), names_(std::move(names)) {}
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete this;
-  }
 
   int MakeCells(vlm::ISpreadsheet* sheet) override {
     try {
@@ -175,6 +171,7 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
   }
 
  private:
+  friend Counted;
   ~UniqueValuesMaker() = default;
 
   void Name(vlm::ISpreadsheet& sheet) const {
@@ -209,7 +206,6 @@ class UniqueValuesMaker final : public vlm::ISheetMaker {
     rows.Flush(true);
   }
 
-  int references_ = 1;
   vlm::Ref<vlm::IWorkSheet> workSheet_;
   std::string badText_;
   UniqueValueNames names_;

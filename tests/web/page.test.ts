@@ -1178,7 +1178,7 @@ describe("the page", () => {
     await choose("Predictors; continuous:", ["amount", "age"]);
     await choose("Predictors; categorical:", ["housing", "purpose"]);
     await question.getByRole("button", { name: "OK" }).click();
-    await expect.poll(() => page.locator(".control.list").allInnerTexts()).toEqual(["none", "1", "6 14", "5 16", "none"]);
+    await expect.poll(() => page.locator(".control[data-kind=list]").allInnerTexts()).toEqual(["none", "1", "6 14", "5 16", "none"]);
     await page.getByRole("textbox", { name: "Number of cuts for continuous predictors:" }).fill("5");
     await page.getByRole("tab", { name: "Advanced" }).click();
     await page.getByRole("radio", { name: "Chi-square" }).click();

@@ -24,6 +24,7 @@ class SpreadsheetObject final : public HostObject<SpreadsheetObject> {
 
  private:
   friend class HostObject<SpreadsheetObject>;
+  friend Counted;
   ~SpreadsheetObject() = default;
   int Row(const Variant& argument) const { return InRange(argument, sheet_->RowCount(), "row"); }
   int Column(const Variant& argument) const { return InRange(argument, sheet_->ColumnCount(), "column"); }
@@ -125,6 +126,7 @@ class GraphObject final : public HostObject<GraphObject> {
 
  private:
   friend class HostObject<GraphObject>;
+  friend Counted;
   ~GraphObject() = default;
   const GraphSeries& Series(const Variant& argument) const {
     const auto count = static_cast<std::int64_t>(graph_->series.size());
@@ -230,6 +232,7 @@ class ReportObject final : public HostObject<ReportObject> {
 
  private:
   friend class HostObject<ReportObject>;
+  friend Counted;
   ~ReportObject() = default;
   std::shared_ptr<TextDocument> report_;
 };
@@ -258,6 +261,7 @@ class WorkbookObject final : public HostObject<WorkbookObject> {
 
  private:
   friend class HostObject<WorkbookObject>;
+  friend Counted;
   ~WorkbookObject() = default;
   std::shared_ptr<Workbook> workbook_;
 };
@@ -321,6 +325,7 @@ class InputSpreadsheetObject final : public HostObject<InputSpreadsheetObject> {
 
  private:
   friend class HostObject<InputSpreadsheetObject>;
+  friend Counted;
   ~InputSpreadsheetObject() = default;
   Table& Data() const { return access_->Data(); }
   Column& Variable(const Variant& argument) const {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "contract/automation_members.h"
+#include "contract/counted.h"
 #include "contract/text.h"
 #include "workbench/automation/automation_client.h"
 #include "workbench/automation/com_wrapper.h"
@@ -40,9 +41,6 @@ inline int InRange(const Variant& argument, std::int64_t count, const char* what
   return number;
 }
 
-// A class Self derives from HostObject<Self> and has
-//   static const HostMemberTable<Self>& Members();
-// Counted: deletes itself with the last reference. A new object has one reference, its maker's.
 template <typename Self>
 class HostMemberTable {
  public:
@@ -68,16 +66,12 @@ class HostMemberTable {
   vlm::AutomationInterface description_;
 };
 
+// A class Self derives from HostObject<Self> and has
+//   static const HostMemberTable<Self>& Members();
+// A new object has one reference, its maker's.
 template <typename Self>
-class HostObject : public vlm::IAutomationObject {
+class HostObject : public vlm::Counted<Self, vlm::IAutomationObject> {
  public:
-  HostObject(const HostObject&) = delete;
-  HostObject& operator=(const HostObject&) = delete;
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete static_cast<Self*>(this);
-  }
   const vlm::AutomationInterface* GetInterface() override { return Self::Members().Description(); }
 
   void* MakeComObject(vlm::IAutomationObject* through) override { return MakeComWrapper(through); }
@@ -148,8 +142,6 @@ class HostObject : public vlm::IAutomationObject {
     result->SetError(code, description.data(), vlm::LengthOf(description));
     return vlm::kDispatchException;
   }
-
-  int references_ = 1;
 };
 
 }  // namespace velmora

@@ -40,6 +40,7 @@ class VariableObject final : public HostObject<VariableObject> {
 
  private:
   friend class HostObject<VariableObject>;
+  friend Counted;
   ~VariableObject() = default;
   Column& Data() const {
     Table& table = access_->Data();
@@ -141,6 +142,7 @@ class VariablesObject final : public HostObject<VariablesObject> {
 
  private:
   friend class HostObject<VariablesObject>;
+  friend Counted;
   ~VariablesObject() = default;
   std::shared_ptr<const InputTable> access_;
 };

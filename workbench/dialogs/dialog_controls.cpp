@@ -6,6 +6,30 @@
 
 namespace velmora {
 
+const char* ControlKind(vlm::ControlClass controlClass) {
+  switch (controlClass) {
+    case vlm::kButton:
+    case vlm::kIconButton:
+      return "button";
+    case vlm::kCheckBox:
+      return "check box";
+    case vlm::kRadioButton:
+      return "radio button";
+    case vlm::kGroupBox:
+      return "group";
+    case vlm::kLabel:
+      return "label";
+    case vlm::kListCaption:
+      return "list";
+    case vlm::kDropDown:
+      return "drop-down list";
+    case vlm::kTab:
+      return "tabs";
+    default:
+      return "edit";
+  }
+}
+
 std::string Control::RangeError(std::string_view decimalSeparator) const {
   if (!minimum || !maximum) return {};
   const bool whole = controlClass == vlm::kIntegerEdit;

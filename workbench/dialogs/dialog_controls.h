@@ -52,6 +52,9 @@ struct Control {
   std::string RangeError(std::string_view decimalSeparator) const;
 };
 
+// "button", "check box" and so on, as scripts and the page read it.
+const char* ControlKind(vlm::ControlClass controlClass);
+
 struct DialogPage {
   int templateId = 0;
   int tabControlId = 0;

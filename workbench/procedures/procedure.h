@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "contract/counted.h"
 #include "contract/text.h"
 #include "workbench/data/errors.h"
 #include "workbench/procedures/shared_data.h"
@@ -18,15 +19,8 @@ namespace velmora {
 // numbers.
 std::vector<std::vector<int>> ParseVariableFields(std::string_view text);
 
-class Procedure : public vlm::IProcedure {
+class Procedure : public vlm::Counted<Procedure, vlm::IProcedure> {
  public:
-  Procedure(const Procedure&) = delete;
-  Procedure& operator=(const Procedure&) = delete;
-
-  void AddReference() final { ++references_; }
-  void ReleaseReference() final {
-    if (--references_ == 0) delete this;
-  }
   int GetAnalysisID() final { return analysisId_; }
   void GetError(vlm::ITextSink* text) final { text->Assign(error_.data(), vlm::LengthOf(error_)); }
   int SetVariableList(const char* text, int length) final {
@@ -80,6 +74,7 @@ class Procedure : public vlm::IProcedure {
  protected:
   Procedure(int analysisId, std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)
       : shared_(std::move(shared)), table_(std::move(table)), analysisId_(analysisId) {}
+  friend Counted;
   virtual ~Procedure() = default;
 
   // These throw; GetError returns what().
@@ -124,7 +119,6 @@ class Procedure : public vlm::IProcedure {
   std::array<int, kOptionCount> options_{0, 0, 5, 1, 0, 0};  // by ProcedureOption
   std::string error_;
   int analysisId_;
-  int references_ = 1;
 };
 
 // A new tree analysis on the table; its one reference is the caller's. (tree_procedure.cpp)

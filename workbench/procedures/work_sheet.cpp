@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include "base/tolerant.h"
 
+#include "base/tolerant.h"
+#include "contract/counted.h"
 #include "contract/text.h"
-#include "workbench/data/column_store.h"
 #include "workbench/documents/texts.h"
 
 namespace velmora {
@@ -94,7 +94,7 @@ const WorkRows& WorkData::Rows() {
 void WorkData::Evict() {
   rows_.reset();
   ranks_.reset();
-  ReleaseValues(PredictorColumn().values);
+  PredictorColumn().values.Release();
 }
 
 void WorkData::MakeRows() {
@@ -195,19 +195,11 @@ struct ColumnNames {
 
 void Assign(vlm::ITextSink* sink, std::string_view text) { sink->Assign(text.data(), vlm::LengthOf(text)); }
 
-// Names, reference count and documents of a sheet whose cells Self makes: Self has RowCount(),
-// Cell(row, column) and FillColumn(column, firstRow, rowCount, values), all called with valid
-// numbers.
+// Names and documents of a sheet whose cells Self makes: Self has RowCount(), Cell(row, column) and
+// FillColumn(column, firstRow, rowCount, values), all called with valid numbers.
 template <typename Self, typename Interface>
-class LazySheet : public Interface {
+class LazySheet : public vlm::Counted<Self, Interface> {
  public:
-  LazySheet(const LazySheet&) = delete;
-  LazySheet& operator=(const LazySheet&) = delete;
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete static_cast<Self*>(this);
-  }
   vlm::IAutomationObject* GetAutomationObject() override {
     vlm::ISpreadsheet* document = AsDocument();
     return document != nullptr ? document->GetAutomationObject() : nullptr;
@@ -325,7 +317,6 @@ class LazySheet : public Interface {
   std::vector<ColumnNames> columns_;
   std::string title_;
   vlm::ISpreadsheet* document_ = nullptr;
-  int references_ = 1;
 };
 
 // A sheet that the module fills. Cells never written are empty: each column keeps the rows up to
@@ -384,6 +375,7 @@ class DeferredSheet final : public LazySheet<DeferredSheet, vlm::IDeferredSpread
 
  private:
   friend class LazySheet<DeferredSheet, vlm::IDeferredSpreadsheet>;
+  friend Counted;
   ~DeferredSheet() = default;
 
   void Make() {
@@ -465,6 +457,7 @@ class WorkSheet final : public LazySheet<WorkSheet, vlm::IWorkSheet> {
 
  private:
   friend class LazySheet<WorkSheet, vlm::IWorkSheet>;
+  friend Counted;
   ~WorkSheet() = default;
 
   static void NameAfter(ColumnNames& column, const Column& source) {

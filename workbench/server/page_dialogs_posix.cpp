@@ -27,34 +27,6 @@ constexpr auto kProgressInterval = std::chrono::milliseconds(80);
 // The server is gone, or has ended the dialogs.
 struct ServerGone {};
 
-const char* ClassName(vlm::ControlClass controlClass) {
-  switch (controlClass) {
-    case vlm::kCheckBox:
-      return "check";
-    case vlm::kRadioButton:
-      return "radio";
-    case vlm::kGroupBox:
-      return "group";
-    case vlm::kLabel:
-      return "label";
-    case vlm::kListCaption:
-      return "list";
-    case vlm::kIntegerEdit:
-    case vlm::kRealEdit:
-      return "edit";
-    case vlm::kValueEdit:
-      return "value";
-    case vlm::kDropDown:
-      return "dropDown";
-    case vlm::kTab:
-      return "tabs";
-    case vlm::kIconButton:
-      return "icon";
-    default:
-      return "button";
-  }
-}
-
 // The place of the accelerator's letter in the plain caption; -1 when there is none.
 int AcceleratorPlace(std::string_view caption) {
   caption = CaptionWithoutIcon(caption);
@@ -70,7 +42,7 @@ int AcceleratorPlace(std::string_view caption) {
 Json ControlJson(const Control& control) {
   const bool isCaption = control.text.empty() && !control.IsEdit();
   Json json = {{"id", control.id},
-               {"kind", ClassName(control.controlClass)},
+               {"kind", ControlKind(control.controlClass)},
                {"page", control.pageIndex},
                {"text", isCaption ? PlainCaption(control.caption) : control.text},
                {"x", control.x},
@@ -155,7 +127,7 @@ class PageDialogs final : public Frontend {
   }
   void ProgressClosed() override { SendProgress(1); }
   bool CancelPressed() override {
-    // What is done to dialogs while they take no commands has no effect.
+    // Dialogs that take no commands now ignore every action but an interruption.
     while (const std::optional<Json> action = Receive(false))
       interrupted_ = interrupted_ || action->value("do", "") == "interrupt";
     return interrupted_;

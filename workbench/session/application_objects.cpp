@@ -83,6 +83,7 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
 
  private:
   friend class HostObject<AnalysisObject>;
+  friend Counted;
   ~AnalysisObject() = default;
 
   // The analysis while it runs, or null.
@@ -268,6 +269,7 @@ class AnalysesObject final : public HostObject<AnalysesObject> {
 
  private:
   friend class HostObject<AnalysesObject>;
+  friend Counted;
   ~AnalysesObject() = default;
   static Variant ObjectOf(RunningAnalysis& analysis) {
     return Variant(ObjectReference(analysis.AnalysisObject()));
@@ -315,6 +317,7 @@ class SpreadsheetsObject final : public HostObject<SpreadsheetsObject> {
 
  private:
   friend class HostObject<SpreadsheetsObject>;
+  friend Counted;
   ~SpreadsheetsObject() = default;
   std::weak_ptr<SessionCore> core_;
 };
@@ -358,6 +361,7 @@ class ApplicationObject final : public HostObject<ApplicationObject> {
 
  private:
   friend class HostObject<ApplicationObject>;
+  friend Counted;
   ~ApplicationObject() = default;
   Variant Outputs() const {
     return Variant(ObjectReference::Adopt(MakeWorkbookObject(LockedCore(core_)->home->workbook)));

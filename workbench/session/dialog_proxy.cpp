@@ -2,6 +2,7 @@
 // call into the module, and fails after the session has ended.
 #include <utility>
 
+#include "contract/counted.h"
 #include "contract/text.h"
 #include "workbench/session/running_analysis.h"
 #include "workbench/session/session_core.h"
@@ -12,18 +13,11 @@ namespace {
 
 // Counts the calls, so that the dialog knows that a script drives it, and keeps the module loaded
 // while a reference is held.
-class DialogProxy final : public vlm::IAutomationObject {
+class DialogProxy final : public vlm::Counted<DialogProxy, vlm::IAutomationObject> {
  public:
   DialogProxy(const std::shared_ptr<SessionCore>& core, vlm::IAutomationObject* inner,
               std::shared_ptr<ModuleLibrary> library)
       : library_(std::move(library)), core_(core), inner_(inner) {}
-  DialogProxy(const DialogProxy&) = delete;
-  DialogProxy& operator=(const DialogProxy&) = delete;
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete this;
-  }
   const vlm::AutomationInterface* GetInterface() override { return inner_->GetInterface(); }
   int GetIdOfName(const char* name, int length, int* dispatchId) override {
     return inner_->GetIdOfName(name, length, dispatchId);
@@ -56,12 +50,12 @@ class DialogProxy final : public vlm::IAutomationObject {
   }
 
  private:
+  friend Counted;
   ~DialogProxy() {
     inner_ = {};
     // The last reference may be released by a COM object, whose code belongs to the module.
     if (releasedByModule_) ModuleLibrary::ReleaseLater(std::move(library_));
   }
-  int references_ = 1;
   bool releasedByModule_ = false;
   std::shared_ptr<ModuleLibrary> library_;  // released after the module's object
   std::weak_ptr<SessionCore> core_;

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "contract/counted.h"
 #include "contract/text.h"
 #include "workbench/automation/document_objects.h"
 #include "workbench/data/table.h"
@@ -16,18 +17,11 @@ namespace velmora {
 
 namespace {
 
-// Reference count, home, subject and automation object of any document. Interface is the
-// contract's, Body the workbench's.
+// Home, subject and automation object of any document. Interface is the contract's, Body the
+// workbench's.
 template <typename Self, typename Interface, typename Body>
-class DocumentAdapter : public Interface {
+class DocumentAdapter : public vlm::Counted<Self, Interface> {
  public:
-  DocumentAdapter(const DocumentAdapter&) = delete;
-  DocumentAdapter& operator=(const DocumentAdapter&) = delete;
-
-  void AddReference() override { ++references_; }
-  void ReleaseReference() override {
-    if (--references_ == 0) delete static_cast<Self*>(this);
-  }
   void Show() override {
     Try([&] {
       if (shown_ || failed_) return;
@@ -65,7 +59,6 @@ class DocumentAdapter : public Interface {
  private:
   ObjectReference object_;
   int subjectNumber_;
-  int references_ = 1;
   bool shown_ = false;
   bool failed_ = false;  // part of it is lost
 };
@@ -185,6 +178,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
 
  private:
   friend class DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet>;
+  friend Counted;
   ~SpreadsheetAdapter() = default;
   static void Assign(vlm::ITextSink* sink, const std::string& text) {
     sink->Assign(text.data(), vlm::LengthOf(text));
@@ -316,6 +310,7 @@ class GraphAdapter final : public DocumentAdapter<GraphAdapter, vlm::IGraph, Gra
 
  private:
   friend class DocumentAdapter<GraphAdapter, vlm::IGraph, Graph>;
+  friend Counted;
   ~GraphAdapter() = default;
   velmora::GraphAxis& Axis(int axis) {
     if (axis == vlm::kValueAxis) return body_->valueAxis;
@@ -356,6 +351,7 @@ class TextAdapter final : public DocumentAdapter<TextAdapter, vlm::IDocument, Te
 
  private:
   friend class DocumentAdapter<TextAdapter, vlm::IDocument, TextDocument>;
+  friend Counted;
   ~TextAdapter() = default;
 };
 

@@ -14,30 +14,6 @@ namespace {
 
 using Arguments = std::vector<Variant>;
 
-const char* KindName(vlm::ControlClass controlClass) {
-  switch (controlClass) {
-    case vlm::kButton:
-    case vlm::kIconButton:
-      return "button";
-    case vlm::kCheckBox:
-      return "check box";
-    case vlm::kRadioButton:
-      return "radio button";
-    case vlm::kGroupBox:
-      return "group";
-    case vlm::kLabel:
-      return "label";
-    case vlm::kListCaption:
-      return "list";
-    case vlm::kDropDown:
-      return "drop-down list";
-    case vlm::kTab:
-      return "tabs";
-    default:
-      return "edit";
-  }
-}
-
 // Why a script cannot press a button that asks the user, and what it does instead. Empty for other
 // controls.
 std::string WayOfScripts(int controlId) {
@@ -62,6 +38,7 @@ class WindowObject final : public HostObject<WindowObject> {
 
  private:
   friend class HostObject<WindowObject>;
+  friend Counted;
   ~WindowObject() = default;
 
   [[noreturn]] static void Refuse(const std::string& sentence) {
@@ -124,7 +101,7 @@ class WindowObject final : public HostObject<WindowObject> {
     core->ThrowKept();
     if (raised) throw *raised;
     if (!done)
-      Refuse("Control " + number.AsText() + " is a " + KindName(control.controlClass) +
+      Refuse("Control " + number.AsText() + " is a " + ControlKind(control.controlClass) +
              ", which cannot be used in this way.");
     return {};
   }
@@ -169,7 +146,7 @@ const HostMemberTable<WindowObject>& WindowObject::Members() {
           if (!s.Require()->SelectPage(a[0].AsInt() - 1)) Refuse("There is no page " + a[0].AsText() + ".");
         }},
        {ofControl(7, "Kind", kAutomationText, "What a control is: button, edit, check box ..."),
-        [](Self& s, const Arguments& a) { return Variant(KindName(s.ControlOf(a[0]).controlClass)); },
+        [](Self& s, const Arguments& a) { return Variant(ControlKind(s.ControlOf(a[0]).controlClass)); },
         nullptr},
        {ofControl(8, "ControlCaption", kAutomationText, "Caption of a control"),
         [](Self& s, const Arguments& a) { return Variant(PlainCaption(s.ControlOf(a[0]).caption)); },

@@ -139,7 +139,7 @@ function Dialog({ dialog, blocked }: { dialog: DialogState; blocked: boolean }) 
     const meant = controls.find(
       (control) => control.enabled && control.key !== undefined && control.key >= 0 && control.text[control.key]?.toLowerCase() === event.key.toLowerCase(),
     );
-    if (!meant || !["button", "icon", "check", "radio"].includes(meant.kind)) return;
+    if (!meant || !["button", "check box", "radio button"].includes(meant.kind)) return;
     event.preventDefault();
     press(meant);
   };
@@ -150,11 +150,11 @@ function Dialog({ dialog, blocked }: { dialog: DialogState; blocked: boolean }) 
       <h2>{dialog.caption}</h2>
       <div class="controls" style={{ height: `${height * scaleY}px` }}>
         {controls.map((control, index) => {
-          if (control.kind === "label" || control.kind === "check") label = control.text;
+          if (control.kind === "label" || control.kind === "check box") label = control.text;
           const { x, y } = placeOf(control);
           const style = { left: `${x * scaleX}px`, top: `${y * scaleY}px`, width: `${control.width * scaleX}px`, height: `${control.height * scaleY}px` };
           return (
-            <div key={`${control.page}/${control.id}/${index}`} class={`control ${control.kind}`} style={style}>
+            <div key={`${control.page}/${control.id}/${index}`} class="control" data-kind={control.kind} style={style}>
               <ControlFace control={control} dialog={dialog} label={label} takes={takes} press={() => press(control)} />
             </div>
           );
@@ -169,26 +169,24 @@ function ControlFace({ control, dialog, label, takes, press }: { control: Dialog
   const disabled = !takes || !control.enabled;
   switch (control.kind) {
     case "button":
-    case "icon":
       return (
         <button type="button" class={control.isDefault ? "primary" : ""} disabled={disabled} title={control.text} onClick={press}>
           <Caption control={control} />
         </button>
       );
-    case "check":
-    case "radio":
+    case "check box":
+    case "radio button":
       return (
         <label class="check" title={control.text}>
-          <input type={control.kind === "check" ? "checkbox" : "radio"} checked={control.checked === true} disabled={disabled} onClick={press} />
+          <input type={control.kind === "check box" ? "checkbox" : "radio"} checked={control.checked === true} disabled={disabled} onClick={press} />
           <span>
             <Caption control={control} />
           </span>
         </label>
       );
     case "edit":
-    case "value":
       return <TextFace control={control} dialog={dialog.dialog} label={label} disabled={disabled} />;
-    case "dropDown":
+    case "drop-down list":
       return (
         <select
           aria-label={label || control.text}

@@ -78,7 +78,7 @@ export interface Choices {
 // The dialogs of the module (server/page_dialogs.h).
 export interface DialogControl {
   id: number;
-  kind: "button" | "icon" | "check" | "radio" | "group" | "label" | "list" | "edit" | "value" | "dropDown" | "tabs";
+  kind: "button" | "check box" | "radio button" | "group" | "label" | "list" | "edit" | "drop-down list" | "tabs";
   page: number; // -1: on the dialog itself
   text: string;
   x: number;
