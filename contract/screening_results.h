@@ -26,10 +26,11 @@ struct ScreeningRun {
   int responseNumber;  // variable number
   int predictorCount;  // analysed
   int failedCount;
-  // binary 0 Gini, 1 information value; categorical 0 p, 1 chi-square; continuous 0
+  // binary 0 Gini, 1 information value; categorical 0 p, 1 chi-square; continuous 0 R-squared, 1 F
   int sortChoice;
-  // R-squared, 1 F
   int classCount;  // response codes: binary 2 (bad, good), categorical those chosen, continuous 0
+  // of a binary response
+  double badCode, goodCode;
 };
 
 // Statistics of one predictor. A figure that a response kind does not have is kMissingValue; so is

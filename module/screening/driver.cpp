@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "module/frame/ignored_result.h"
 #include "module/frame/shared_work.h"
 #include "module/frame/step_result.h"
 #include "module/resources/text_ids.h"
@@ -25,19 +26,6 @@ class ScreenUpdatingScope {
   ScreenUpdatingScope& operator=(const ScreenUpdatingScope&) = delete;
 
  private:
-  class IgnoredResult final : public vlm::IAutomationResult {
-   public:
-    virtual ~IgnoredResult() = default;
-    void SetEmpty() override {}
-    void SetInt(int) override {}
-    void SetReal(double) override {}
-    void SetText(const char*, int) override {}
-    void SetIntArray(const int*, int) override {}
-    void SetObject(vlm::IAutomationObject*) override {}
-    void SetArray(const vlm::AutomationValue*, int) override {}
-    void SetError(int, const char*, int) override {}
-  };
-
   void Put(int on) {
     constexpr std::string_view kName = "ScreenUpdating";
     int id = 0;
@@ -67,30 +55,17 @@ PredSummary MakeRecord(const ScreeningChoices& choices, int responseKind, int pr
       (categorical ? choices.categoricalPredictors : choices.continuousPredictors)[predictorIndex];
   const std::string& name =
       (categorical ? choices.categoricalPredictorNames : choices.continuousPredictorNames)[predictorIndex];
-  switch (responseKind) {
-    case vlm::kBinaryResponse:
-      return {predictorKind,
-              variable,
-              name,
-              choices.binaryResponses.front(),
-              choices.binaryResponseName,
-              choices.badCodeText,
-              choices.goodCodeText};
-    case vlm::kCategoricalResponse:
-      return {predictorKind,
-              variable,
-              name,
-              vlm::kCategoricalResponse,
-              choices.categoricalResponses.front(),
-              choices.categoricalResponseName};
-    default:
-      return {predictorKind,
-              variable,
-              name,
-              vlm::kContinuousResponse,
-              choices.continuousResponses.front(),
-              choices.continuousResponseName};
-  }
+  const auto record = [&](const std::vector<int>& responses, const std::string& responseName) {
+    return PredSummary(predictorKind, variable, name, responseKind, responses.front(), responseName);
+  };
+  if (responseKind == vlm::kCategoricalResponse)
+    return record(choices.categoricalResponses, choices.categoricalResponseName);
+  if (responseKind == vlm::kContinuousResponse)
+    return record(choices.continuousResponses, choices.continuousResponseName);
+  PredSummary binary = record(choices.binaryResponses, choices.binaryResponseName);
+  binary.badCodeText = choices.badCodeText;
+  binary.goodCodeText = choices.goodCodeText;
+  return binary;
 }
 
 // Whether the trees keep no exclusion of the user's, see PrepareTree.

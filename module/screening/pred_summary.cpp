@@ -13,14 +13,6 @@ PredSummary::PredSummary(int kind, int variable, std::string name, int response,
       responseVariable(responseNumber),
       responseName(std::move(responseVariableName)) {}
 
-PredSummary::PredSummary(int kind, int variable, std::string name, int responseNumber,
-                         std::string responseVariableName, std::string badText, std::string goodText)
-    : PredSummary(kind, variable, std::move(name), vlm::kBinaryResponse, responseNumber,
-                  std::move(responseVariableName)) {
-  badCodeText = std::move(badText);
-  goodCodeText = std::move(goodText);
-}
-
 int PredictorBins::RowOf(vlm::ISpreadsheet& sheet, int binIndex) const {
   if (static_cast<std::size_t>(binIndex) >= nodes.size()) return 0;
   const double code = nodes[static_cast<std::size_t>(binIndex)];

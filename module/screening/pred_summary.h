@@ -113,9 +113,6 @@ struct ContinuousStatistics {
 struct PredSummary {
   PredSummary(int kind, int variable, std::string name, int response, int responseNumber,
               std::string responseVariableName);
-  // Of a binary response. The code texts are those that outputs show.
-  PredSummary(int kind, int variable, std::string name, int responseNumber, std::string responseVariableName,
-              std::string badText, std::string goodText);
 
   // Drops the cells of the sheets that can be made again.
   void EvictSheets();
@@ -126,7 +123,7 @@ struct PredSummary {
   int responseKind;
   int responseVariable;  // variable number
   std::string responseName;
-  std::string badCodeText;  // of a binary response
+  std::string badCodeText;  // of a binary response, as outputs show it
   std::string goodCodeText;
 
   PredictorBins bins;

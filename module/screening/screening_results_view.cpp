@@ -87,7 +87,11 @@ void ScreeningResultsView::GetRun(int response, vlm::ScreeningRun* run) {
   run->sortChoice = kind == vlm::kBinaryResponse        ? analysis_.binarySort
                     : kind == vlm::kCategoricalResponse ? analysis_.categoricalSort
                                                         : analysis_.continuousSort;
-  if (kind == vlm::kBinaryResponse) run->classCount = 2;
+  if (kind == vlm::kBinaryResponse) {
+    run->classCount = 2;
+    run->badCode = analysis_.badCode;
+    run->goodCode = analysis_.goodCode;
+  }
   if (kind == vlm::kCategoricalResponse) run->classCount = static_cast<int>(analysis_.responseCodes.size());
 }
 

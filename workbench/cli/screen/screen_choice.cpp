@@ -1,10 +1,10 @@
 #include "workbench/cli/screen/screen_choice.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <utility>
 
+#include "base/parse_number.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/measurement.h"
@@ -84,12 +84,6 @@ std::string CodesShown(const Column& column, const std::vector<double>& codes) {
   return text;
 }
 
-bool ReadNumber(const std::string& text, double& value) {
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value);
-  return result.ec == std::errc() && result.ptr == end;
-}
-
 // The code with this label or, where the values are numbers, this number.
 double FindCode(const Column& column, const std::vector<double>& codes, const std::string& option,
                 const std::string& text) {
@@ -97,11 +91,10 @@ double FindCode(const Column& column, const std::vector<double>& codes, const st
     return std::find_if(codes.begin(), codes.end(),
                         [&](double code) { return NearlyEqualDoubles(code, value); });
   };
-  if (const double* labelled = column.ValueOf(text); labelled != nullptr && among(*labelled) != codes.end()) {
+  if (const double* labelled = column.ValueOf(text); labelled != nullptr && among(*labelled) != codes.end())
     return *among(*labelled);
-  }
-  double number = 0;
-  if (!column.fromText && ReadNumber(text, number) && among(number) != codes.end()) return *among(number);
+  const auto number = column.fromText ? std::nullopt : vlm::ParseNumber<double>(text);
+  if (number && among(*number) != codes.end()) return *among(*number);
   std::vector<std::string> words;
   for (const double code : codes) {
     const std::string* label = column.LabelOf(code);
@@ -111,19 +104,6 @@ double FindCode(const Column& column, const std::vector<double>& codes, const st
   throw UsageError(option + ": " + ShortenedText(text) + " is not a value of " + column.name +
                    ", whose values are " + CodesShown(column, codes) +
                    (nearest.empty() ? "." : "; did you mean " + nearest + "?"));
-}
-
-// The code in a form that the startup dialog, which searches the labels first, reads back as the
-// same value.
-std::string CodeForDialog(const Column& column, double code) {
-  const std::string* label = column.LabelOf(code);
-  const bool blankEnds = label != nullptr && !label->empty() &&
-                         (label->front() == ' ' || label->back() == ' ' || label->find('\t') != label->npos);
-  if (label != nullptr && !label->empty() && !blankEnds) {
-    const double* value = column.ValueOf(*label);
-    if (value != nullptr && NearlyEqualDoubles(*value, code)) return *label;
-  }
-  return ShortestNumber(code);
 }
 
 void ChooseCodes(const Table& table, const ScreenRequest& request, const UsedCases& used,
@@ -147,8 +127,6 @@ void ChooseCodes(const Table& table, const ScreenRequest& request, const UsedCas
   }
   choice.good = good;
   choice.bad = bad;
-  choice.goodCode = CodeForDialog(column, good);
-  choice.badCode = CodeForDialog(column, bad);
 }
 
 void CheckContinuousResponse(const Table& table, const UsedCases& used, int response) {

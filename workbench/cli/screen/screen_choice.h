@@ -26,8 +26,7 @@ struct ScreenRequest {
 
 struct ScreenChoice {
   int binaryResponse = 0, continuousResponse = 0, categoricalResponse = 0;  // 0: none
-  std::string goodCode, badCode;  // in the form that the startup dialog reads
-  double good = 0, bad = 0;       // their values
+  double good = 0, bad = 0;                                                 // codes of the binary response
   std::vector<int> continuousPredictors, categoricalPredictors;
   int weight = 0;  // 0: none
   std::vector<LeftOutVariable> leftOut;

@@ -65,7 +65,7 @@ std::string ScriptOf(const ScreenOptions& options, const std::vector<Format>& fo
                   .notes = {},
                   .resultsSettings = {},
                   .outputs = ScriptedOutputs(options.output, formats)};
-  run.notes.startupSettings = StartupSettings(choice, settings);
+  run.notes.startupSettings = StartupSettings(table, choice, settings);
   run.notes.leftOut = choice.leftOut;
   run.notes.cutPointsFile = settings.cutPointsFile;
   run.notes.shownPredictors = settings.best;

@@ -128,6 +128,19 @@ class ResponseReader {
   vlm::ResponseKind kind_;
 };
 
+// The code in a form that the startup dialog, which searches the labels first, reads back as the
+// same value.
+std::string CodeForDialog(const Column& column, double code) {
+  const std::string* label = column.LabelOf(code);
+  const bool blankEnds = label != nullptr && !label->empty() &&
+                         (label->front() == ' ' || label->back() == ' ' || label->find('\t') != label->npos);
+  if (label != nullptr && !label->empty() && !blankEnds) {
+    const double* value = column.ValueOf(*label);
+    if (value != nullptr && NearlyEqualDoubles(*value, code)) return *label;
+  }
+  return ShortestNumber(code);
+}
+
 // The documents that a member of the dialog makes.
 std::vector<int> DocumentsOf(Session& session, const AutomationClient& dialog, const char* member) {
   return session.DocumentsShownBy([&] { dialog.Get(member); });
@@ -151,7 +164,8 @@ std::vector<int> GraphsOf(Session& session, const AutomationClient& dialog, cons
 
 }  // namespace
 
-std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings) {
+std::vector<MemberValue> StartupSettings(const Table& table, const ScreenChoice& choice,
+                                         const ScreenSettings& settings) {
   std::vector<MemberValue> put = {
       {"Variables", Variant::Array{ListOf(choice.continuousResponse), ListOf(choice.categoricalResponse),
                                    ListOf(choice.binaryResponse), choice.categoricalPredictors,
@@ -161,8 +175,9 @@ std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const Scree
   if (!allLevels.empty()) put.push_back({"FactorCodes", allLevels});
   if (choice.categoricalResponse != 0) put.push_back({"ResponseCodes", "*"});
   if (choice.binaryResponse != 0) {
-    put.push_back({"GoodCode", choice.goodCode});
-    put.push_back({"BadCode", choice.badCode});
+    const Column& response = table.Variable(choice.binaryResponse);
+    put.push_back({"GoodCode", CodeForDialog(response, choice.good)});
+    put.push_back({"BadCode", CodeForDialog(response, choice.bad)});
   }
   put.push_back({settings.sortBinary == 0 ? "SortByGiniCoefficient" : "SortByInfoValue", true});
   put.push_back({settings.sortContinuous == 0 ? "SortByRSqrdPValue" : "SortByFStatistic", true});
@@ -215,7 +230,7 @@ ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const Sc
   session.AnalysisSettings().pruneTrees = !settings.noPruning;
   const AutomationClient startup = session.StartScreening();
   session.AnalysisSettings().userBins = std::move(userBins);
-  for (const MemberValue& setting : StartupSettings(choice, settings))
+  for (const MemberValue& setting : StartupSettings(session.Data(), choice, settings))
     startup.Put(setting.member, setting.value);
   AnalysisNotes& notes = session.Notes();
   notes.leftOut = choice.leftOut;
@@ -238,19 +253,8 @@ ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const Sc
 
 namespace {
 
-// The value that a code of the startup dialog stands for.
-double CodeValue(const Column& column, const AnalysisNotes& notes, std::string_view member) {
-  for (const MemberValue& setting : notes.startupSettings) {
-    if (setting.member != member) continue;
-    const std::string text = setting.value.AsText();
-    const double* const labelled = column.ValueOf(text);
-    return labelled != nullptr ? *labelled : Variant(text).AsReal();
-  }
-  return kMissing;
-}
-
 // What the session ran with.
-ScreenChoice ChoiceOf(const Session& session, const AnalysisNotes& notes, const ScreenReport& report) {
+ScreenChoice ChoiceOf(const Session& session, const ScreenReport& report) {
   ScreenChoice choice;
   choice.weight = session.WeightVariable();
   for (const ScreenedResponse& response : report.responses) {
@@ -259,8 +263,8 @@ ScreenChoice ChoiceOf(const Session& session, const AnalysisNotes& notes, const 
     if (response.kind == vlm::kCategoricalResponse) choice.categoricalResponse = number;
     if (response.kind != vlm::kBinaryResponse) continue;
     choice.binaryResponse = number;
-    choice.good = CodeValue(session.Data().Variable(number), notes, "GoodCode");
-    choice.bad = CodeValue(session.Data().Variable(number), notes, "BadCode");
+    choice.good = response.run.goodCode;
+    choice.bad = response.run.badCode;
   }
   return choice;
 }
@@ -302,8 +306,7 @@ ScreenReport ReadScreening(Session& session) {
     results->GetRun(members.kind, &run);
     if (run.selected) report.responses.push_back(ResponseReader(*results, table, members.kind).Read());
   }
-  CountCases(table, ChoiceOf(session, notes, report), SelectCases(table, {report.select, report.exclude}),
-             report);
+  CountCases(table, ChoiceOf(session, report), SelectCases(table, {report.select, report.exclude}), report);
   return report;
 }
 

@@ -50,6 +50,7 @@ int MakeRules(Session& session, const ScreenReport& report);
 ScreenReport ReadScreening(Session& session);
 
 // The settings that RunScreening puts into the startup dialog, in its order.
-std::vector<MemberValue> StartupSettings(const ScreenChoice& choice, const ScreenSettings& settings);
+std::vector<MemberValue> StartupSettings(const Table& table, const ScreenChoice& choice,
+                                         const ScreenSettings& settings);
 
 }  // namespace velmora
