@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 #include "workbench/documents/terminal_text.h"
 
 namespace velmora {

@@ -5,9 +5,9 @@
 #include <set>
 
 #include "workbench/bins/edit_bins.h"
-#include "workbench/bins/json_input.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 #include "workbench/data/table.h"
 
 namespace velmora {

@@ -1,7 +1,7 @@
 #include "workbench/bins/recode_names.h"
 
-#include "workbench/bins/json_input.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 
 namespace velmora {
 namespace {

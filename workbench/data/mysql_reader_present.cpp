@@ -19,27 +19,21 @@ constexpr int kRowsPerTick = 1024;
 constexpr unsigned kBytes = 63;  // the character set of columns that hold no texts
 
 // The functions of the client library that are called.
-struct Library {
-  void* handle = ServerLibrary("libmariadb.so.3", "tables of MySQL and MariaDB");
-  template <class Function>
-  Function* Find(const char* name) const {
-    return reinterpret_cast<Function*>(ServerFunction(handle, name));
-  }
-#define VELMORA_FUNCTION(name) decltype(&::name) name = Find<decltype(::name)>(#name)
-  VELMORA_FUNCTION(mysql_init);
-  VELMORA_FUNCTION(mysql_options);
-  VELMORA_FUNCTION(mysql_real_connect);
-  VELMORA_FUNCTION(mysql_error);
-  VELMORA_FUNCTION(mysql_errno);
-  VELMORA_FUNCTION(mysql_close);
-  VELMORA_FUNCTION(mysql_query);
-  VELMORA_FUNCTION(mysql_use_result);
-  VELMORA_FUNCTION(mysql_free_result);
-  VELMORA_FUNCTION(mysql_num_fields);
-  VELMORA_FUNCTION(mysql_fetch_fields);
-  VELMORA_FUNCTION(mysql_fetch_row);
-  VELMORA_FUNCTION(mysql_fetch_lengths);
-#undef VELMORA_FUNCTION
+struct Library : ServerLibrary {
+  Library() : ServerLibrary("libmariadb.so.3", "tables of MySQL and MariaDB") {}
+  VELMORA_SERVER_FUNCTION(mysql_init);
+  VELMORA_SERVER_FUNCTION(mysql_options);
+  VELMORA_SERVER_FUNCTION(mysql_real_connect);
+  VELMORA_SERVER_FUNCTION(mysql_error);
+  VELMORA_SERVER_FUNCTION(mysql_errno);
+  VELMORA_SERVER_FUNCTION(mysql_close);
+  VELMORA_SERVER_FUNCTION(mysql_query);
+  VELMORA_SERVER_FUNCTION(mysql_use_result);
+  VELMORA_SERVER_FUNCTION(mysql_free_result);
+  VELMORA_SERVER_FUNCTION(mysql_num_fields);
+  VELMORA_SERVER_FUNCTION(mysql_fetch_fields);
+  VELMORA_SERVER_FUNCTION(mysql_fetch_row);
+  VELMORA_SERVER_FUNCTION(mysql_fetch_lengths);
 };
 
 ForeignColumn DescribeField(const MYSQL_FIELD& field) {

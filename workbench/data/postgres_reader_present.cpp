@@ -1,5 +1,6 @@
-// Tables and queries of a PostgreSQL server, through its client library. The server gives every column as a text that reads back to the same value: dates as days
-// and points in time as seconds since 1970, both counted by the server.
+// Tables and queries of a PostgreSQL server, through its client library. The server gives every
+// column as a text that reads back to the same value: dates as days and points in time as seconds
+// since 1970, both counted by the server.
 #include <vector>
 
 #include "workbench/data/foreign_file.h"

@@ -15,37 +15,31 @@
 namespace velmora {
 
 // The functions of libpq that are called.
-struct PostgresLibrary {
-  void* handle = ServerLibrary("libpq.so.5", "tables of PostgreSQL");
-  template <class Function>
-  Function* Find(const char* name) const {
-    return reinterpret_cast<Function*>(ServerFunction(handle, name));
-  }
-#define VELMORA_FUNCTION(name) decltype(&::name) name = Find<decltype(::name)>(#name)
-  VELMORA_FUNCTION(PQconnectdb);
-  VELMORA_FUNCTION(PQstatus);
-  VELMORA_FUNCTION(PQerrorMessage);
-  VELMORA_FUNCTION(PQfinish);
-  VELMORA_FUNCTION(PQsetClientEncoding);
-  VELMORA_FUNCTION(PQexec);
-  VELMORA_FUNCTION(PQresultStatus);
-  VELMORA_FUNCTION(PQclear);
-  VELMORA_FUNCTION(PQnfields);
-  VELMORA_FUNCTION(PQntuples);
-  VELMORA_FUNCTION(PQfname);
-  VELMORA_FUNCTION(PQftype);
-  VELMORA_FUNCTION(PQgetvalue);
-  VELMORA_FUNCTION(PQgetlength);
-  VELMORA_FUNCTION(PQgetisnull);
-  VELMORA_FUNCTION(PQsendQuery);
-  VELMORA_FUNCTION(PQsetSingleRowMode);
-  VELMORA_FUNCTION(PQgetResult);
-  VELMORA_FUNCTION(PQconsumeInput);
-  VELMORA_FUNCTION(PQisBusy);
-  VELMORA_FUNCTION(PQgetCancel);
-  VELMORA_FUNCTION(PQcancel);
-  VELMORA_FUNCTION(PQfreeCancel);
-#undef VELMORA_FUNCTION
+struct PostgresLibrary : ServerLibrary {
+  PostgresLibrary() : ServerLibrary("libpq.so.5", "tables of PostgreSQL") {}
+  VELMORA_SERVER_FUNCTION(PQconnectdb);
+  VELMORA_SERVER_FUNCTION(PQstatus);
+  VELMORA_SERVER_FUNCTION(PQerrorMessage);
+  VELMORA_SERVER_FUNCTION(PQfinish);
+  VELMORA_SERVER_FUNCTION(PQsetClientEncoding);
+  VELMORA_SERVER_FUNCTION(PQexec);
+  VELMORA_SERVER_FUNCTION(PQresultStatus);
+  VELMORA_SERVER_FUNCTION(PQclear);
+  VELMORA_SERVER_FUNCTION(PQnfields);
+  VELMORA_SERVER_FUNCTION(PQntuples);
+  VELMORA_SERVER_FUNCTION(PQfname);
+  VELMORA_SERVER_FUNCTION(PQftype);
+  VELMORA_SERVER_FUNCTION(PQgetvalue);
+  VELMORA_SERVER_FUNCTION(PQgetlength);
+  VELMORA_SERVER_FUNCTION(PQgetisnull);
+  VELMORA_SERVER_FUNCTION(PQsendQuery);
+  VELMORA_SERVER_FUNCTION(PQsetSingleRowMode);
+  VELMORA_SERVER_FUNCTION(PQgetResult);
+  VELMORA_SERVER_FUNCTION(PQconsumeInput);
+  VELMORA_SERVER_FUNCTION(PQisBusy);
+  VELMORA_SERVER_FUNCTION(PQgetCancel);
+  VELMORA_SERVER_FUNCTION(PQcancel);
+  VELMORA_SERVER_FUNCTION(PQfreeCancel);
 };
 
 using PostgresResult = std::unique_ptr<PGresult, decltype(&::PQclear)>;

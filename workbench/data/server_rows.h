@@ -12,10 +12,30 @@ namespace velmora {
 void AddServerCell(const ForeignColumn& column, bool asText, std::size_t index, std::string_view text,
                    RowBlocks& blocks);
 
-// A library of Debian or another system, by the name that programs are linked with, such as
-// libpq.so.5. Throws DataError that says what to install.
-void* ServerLibrary(const char* fileName, const char* whatFor);
-// A function of it. Throws DataError.
-void* ServerFunction(void* library, const char* name);
+// The client library of a server, loaded when it is asked for. A reader derives a struct with one
+// member per function that it calls:
+//
+//   struct Library : ServerLibrary {
+//     Library() : ServerLibrary("libpq.so.5", "tables of PostgreSQL") {}
+//     VELMORA_SERVER_FUNCTION(PQexec);
+//   };
+class ServerLibrary {
+ public:
+  // fileName: the one that programs are linked with. Throws DataError that says what to install.
+  ServerLibrary(const char* fileName, const char* whatFor);
+
+  // Throws DataError when the library lacks the function.
+  template <typename Function>
+  Function* Find(const char* name) const {
+    return reinterpret_cast<Function*>(Address(name));
+  }
+
+ private:
+  void* Address(const char* name) const;
+
+  void* library_ = nullptr;
+};
+
+#define VELMORA_SERVER_FUNCTION(name) decltype(&::name) name = Find<decltype(::name)>(#name)
 
 }  // namespace velmora

@@ -27,17 +27,16 @@ void AddServerCell(const ForeignColumn& column, bool asText, std::size_t index, 
   blocks.AddMissing(index);
 }
 
-void* ServerLibrary(const char* fileName, const char* whatFor) {
+ServerLibrary::ServerLibrary(const char* fileName, const char* whatFor) {
   std::string reason;
-  void* const library = LoadSharedLibrary(fileName, reason);
-  if (library == nullptr)
+  library_ = LoadSharedLibrary(fileName, reason);
+  if (library_ == nullptr)
     throw DataError(std::string("The library ") + fileName + ", which reads " + whatFor +
                     ", cannot be loaded: install it (" + reason + ").");
-  return library;
 }
 
-void* ServerFunction(void* library, const char* name) {
-  void* const function = FindFunction(library, name);
+void* ServerLibrary::Address(const char* name) const {
+  void* const function = FindFunction(library_, name);
   if (function == nullptr)
     throw DataError(std::string("A library for a database server lacks ") + name + ".");
   return function;

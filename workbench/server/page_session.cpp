@@ -6,10 +6,10 @@
 #include <set>
 
 #include "workbench/bins/edit_bins.h"
-#include "workbench/bins/json_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/json_input.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/file_places.h"
 #include "workbench/server/first_rows.h"

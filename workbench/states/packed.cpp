@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/fnv_hash.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 
 namespace velmora::states {
 namespace {
@@ -19,9 +21,9 @@ constexpr double kLargestCount = 9007199254740992.0;
 
 // FNV-1a over words of eight bytes.
 std::uint64_t Checksum(std::string_view bytes) {
-  std::uint64_t sum = 0xcbf29ce484222325u;
+  std::uint64_t sum = vlm::kFnvStart;
   const auto add = [&](std::uint64_t word) {
-    sum = (sum ^ word) * 0x100000001b3u;
+    sum = vlm::FnvStep(sum, word);
     sum ^= sum >> 32;
   };
   std::size_t at = 0;
@@ -51,42 +53,17 @@ const std::vector<std::uint8_t>& BytesOf(const Packed& packed) {
   return packed.get_binary();
 }
 
-// Follows the bytes before they become a tree, so that none can exhaust the stack or ask for more
-// memory than they have.
-class ShapeCheck final : public nlohmann::json_sax<Packed> {
+// Refuses bytes that would exhaust the stack or ask for more memory than they have.
+class ShapeCheck final : public JsonCheck<Packed> {
  public:
   explicit ShapeCheck(std::size_t byteCount) : byteCount_(byteCount) {}
 
-  bool null() override { return true; }
-  bool boolean(bool) override { return true; }
-  bool number_integer(number_integer_t) override { return true; }
-  bool number_unsigned(number_unsigned_t) override { return true; }
-  bool number_float(number_float_t, const string_t&) override { return true; }
-  bool string(string_t&) override { return true; }
-  bool binary(binary_t&) override { return true; }
-  bool start_object(std::size_t count) override { return Open(count); }
-  bool key(string_t&) override { return true; }
-  bool end_object() override { return Close(); }
-  bool start_array(std::size_t count) override { return Open(count); }
-  bool end_array() override { return Close(); }
-  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
-    return false;
-  }
-
  private:
-  static constexpr std::size_t kUnknown = static_cast<std::size_t>(-1);
-
-  bool Open(std::size_t count) {
-    constexpr int kDeepest = 64;
-    return ++depth_ <= kDeepest && (count == kUnknown || count <= byteCount_);
-  }
-  bool Close() {
-    --depth_;
-    return true;
+  bool Opened(std::size_t size, std::size_t depth) override {
+    return depth <= kDeepestJson && (size == kUnknownSize || size <= byteCount_);
   }
 
   std::size_t byteCount_;
-  int depth_ = 0;
 };
 
 }  // namespace

@@ -6,11 +6,11 @@
 #include <set>
 #include <utility>
 
-#include "workbench/bins/json_input.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 
