@@ -1,5 +1,5 @@
 // Exceptions become codes and sentences; options become words.
-#include "workbench/api/guarded.h"
+#include "workbench/api/last_error.h"
 
 #include <gtest/gtest.h>
 
