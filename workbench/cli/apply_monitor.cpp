@@ -1,11 +1,11 @@
 #include "workbench/cli/apply_monitor.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
 
+#include "base/parse_number.h"
 #include "workbench/cli/analysis_run.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
@@ -131,10 +131,9 @@ Condition ParseCondition(const std::string& text) {
                      "; the figures are " + JoinWords(names, " and ") + ".");
   condition.above = words[at] == '>';
   condition.orEqual = at + 1 < words.size() && words[at + 1] == '=';
-  const char* const begin = words.data() + at + (condition.orEqual ? 2 : 1);
-  const char* const end = words.data() + words.size();
-  const auto read = std::from_chars(begin, end, condition.limit);
-  if (read.ec != std::errc() || read.ptr != end || begin == end) throw UsageError(form + ".");
+  const auto limit = vlm::ParseNumber<double>(words.substr(at + (condition.orEqual ? 2 : 1)));
+  if (!limit) throw UsageError(form + ".");
+  condition.limit = *limit;
   return condition;
 }
 
@@ -168,13 +167,6 @@ StabilityCondition Judged(const Condition& condition, const StabilityReport& rep
 }
 
 // --- Groups
-std::vector<double> ValuesOf(const SavedPredictor& predictor) {
-  std::vector<double> values;
-  for (const SavedBin& bin : predictor.bins)
-    values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
-  return values;
-}
-
 double CasesIn(const SavedCounts& counts, const std::string& kind) {
   if (kind == "continuous") return counts.empty() ? 0 : counts.front();
   double cases = 0;
@@ -185,22 +177,17 @@ double CasesIn(const SavedCounts& counts, const std::string& kind) {
 // The cases that the bins were made from.
 GroupedPredictor SavedGroup(const SavedPredictor& predictor, const SavedResponse& response,
                             const std::string& binsFile) {
-  GroupedPredictor grouped;
-  grouped.name = predictor.name;
-  grouped.values = ValuesOf(predictor);
-  grouped.cases.resize(2);
-  grouped.counts.resize(2);
-  grouped.unbinned.resize(2);
-  for (const SavedBin& bin : predictor.bins) {
-    if (bin.counts.empty())
+  GroupedPredictor grouped = EmptyGroups(predictor, 2, {});
+  grouped.counts[kNew].clear();  // until the outcomes of the new cases are known
+  for (std::size_t bin = 0; bin < predictor.bins.size(); ++bin) {
+    const SavedCounts& counts = predictor.bins[bin].counts;
+    if (counts.empty())
       throw RunError(binsFile + " has no counts of the bins of " + predictor.name +
                      "; velmora screen --bins saves them.");
-    grouped.labels.push_back(bin.label);
-    grouped.cases[kSaved].push_back(CasesIn(bin.counts, response.kind));
-    grouped.counts[kSaved].push_back(bin.counts);
+    grouped.cases[kSaved][bin] = CasesIn(counts, response.kind);
+    grouped.counts[kSaved][bin] = counts;
   }
   if (!predictor.missingBin) grouped.unbinned[kSaved] = CasesIn(predictor.missingCounts, response.kind);
-  grouped.cases[kNew].resize(predictor.bins.size());
   return grouped;
 }
 
@@ -241,13 +228,9 @@ void AddNewGroup(const NewCases& cases, const std::optional<ResponseCases>& outc
   for (std::size_t i = 0; i < bins.size(); ++i) {
     const double weight = cases.Weight(i);
     if (!(weight > 0)) continue;
-    if (bins[i] < 0) {
-      grouped.unbinned[kNew] += weight;
-      continue;
-    }
-    const auto bin = static_cast<std::size_t>(bins[i]);
-    grouped.cases[kNew][bin] += weight;
-    if (outcomes && outcomes->Uses(i)) outcomes->Add(i, grouped.counts[kNew][bin]);
+    grouped.AddCases(kNew, bins[i], weight);
+    if (bins[i] >= 0 && outcomes && outcomes->Uses(i))
+      outcomes->Add(i, grouped.counts[kNew][static_cast<std::size_t>(bins[i])]);
   }
 }
 

@@ -1,5 +1,4 @@
-// Fields of comma-separated values as RFC 4180 quotes them
-// (https://www.rfc-editor.org/rfc/rfc4180).
+// Rows of comma-separated values (RFC 4180, https://www.rfc-editor.org/rfc/rfc4180).
 //
 //   std::string text;
 //   AppendCsvRow(text, {"name", "say \"hi\""});   // name,"say ""hi"""\n
@@ -11,9 +10,7 @@
 
 namespace velmora {
 
-// A field is quoted when it holds a comma, a quote or a line break, or begins or ends with a blank,
-// which some readers would drop.
-void AppendCsvField(std::string& text, std::string_view field);
+// Fields are quoted as in data/csv_text.h, except that an empty field is written as nothing.
 // lineEnd: "\n" for the tools of a pipeline, "\r\n" for spreadsheet programs.
 void AppendCsvRow(std::string& text, const std::vector<std::string>& fields, std::string_view lineEnd = "\n");
 

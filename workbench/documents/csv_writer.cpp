@@ -1,4 +1,5 @@
 // Tables as comma-separated values with the line ends of RFC 4180.
+#include "workbench/data/csv_text.h"
 #include "workbench/documents/csv_row.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/texts.h"
@@ -6,27 +7,12 @@
 
 namespace velmora {
 
-void AppendCsvField(std::string& text, std::string_view field) {
-  const bool quoted = field.find_first_of(",\"\r\n") != std::string_view::npos ||
-                      (!field.empty() && (field.front() == ' ' || field.back() == ' '));
-  if (!quoted) {
-    text += field;
-    return;
-  }
-  text += '"';
-  for (const char c : field) {
-    if (c == '"') text += '"';
-    text += c;
-  }
-  text += '"';
-}
-
 void AppendCsvRow(std::string& text, const std::vector<std::string>& fields, std::string_view lineEnd) {
   // A line with a single empty field would read as no row at all.
   if (fields.size() == 1 && fields.front().empty()) text += "\"\"";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i > 0) text += ',';
-    AppendCsvField(text, fields[i]);
+    if (!fields[i].empty()) AppendCsvField(fields[i], ',', text);
   }
   text += lineEnd;
 }

@@ -113,21 +113,17 @@ PageJson SectionOf(const Workbook& workbook, const DocumentGroup& group, Page& p
 
 std::string WriteHtml(const Workbook& workbook) {
   Page page;
-  PageJson sections = PageJson::array();
+  page.title = workbook.title.empty() ? "Results" : workbook.title;
+  page.factsTitle = "The run";
+  page.facts = PageFacts(workbook.facts);
+  for (const Notice& notice : workbook.notices) {
+    if (notice.group == 0) page.notices.push_back(notice.text);
+  }
   for (const DocumentGroup& group : workbook.Groups()) {
-    if (group.id != 0) sections.push_back(SectionOf(workbook, group, page));
+    if (group.id != 0) page.sections.push_back(SectionOf(workbook, group, page));
   }
   PageJson run = SectionOf(workbook, workbook.Groups().front(), page);
-  if (!run["parts"].empty()) sections.push_back(std::move(run));
-  PageJson notices = PageJson::array();
-  for (const Notice& notice : workbook.notices) {
-    if (notice.group == 0) notices.push_back(Utf8Of(notice.text));
-  }
-  page.data = {{"title", workbook.title.empty() ? "Results" : Utf8Of(workbook.title)},
-               {"factsTitle", "The run"},
-               {"facts", PageFacts(workbook.facts)},
-               {"notices", std::move(notices)},
-               {"sections", std::move(sections)}};
+  if (!run["parts"].empty()) page.sections.push_back(std::move(run));
   return PageText(page);
 }
 

@@ -50,10 +50,26 @@ std::string EmbeddedJson(const PageJson& data) {
   return safe;
 }
 
+// Members that a report has none of are left out.
+PageJson DataOf(const Page& page) {
+  PageJson data = PageJson::object();
+  if (!page.eyebrow.empty()) data["eyebrow"] = page.eyebrow;
+  data["title"] = Utf8Of(page.title);
+  if (!page.leads.empty()) data["leads"] = page.leads;
+  data["factsTitle"] = page.factsTitle;
+  data["facts"] = page.facts;
+  PageJson notices = PageJson::array();
+  for (const std::string& notice : page.notices) notices.push_back(Utf8Of(notice));
+  data["notices"] = std::move(notices);
+  data["sections"] = page.sections;
+  if (!page.guide.empty()) data["guide"] = page.guide;
+  return data;
+}
+
 }  // namespace
 
 std::string PageText(const Page& page) {
-  const std::string title = page.data.value("title", "");
+  const std::string title = Utf8Of(page.title);
   std::string text =
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -70,7 +86,7 @@ std::string PageText(const Page& page) {
   text +=
       "</style>\n</head>\n<body>\n<noscript>This report is drawn by the scripts inside it; allow scripts to "
       "see it.</noscript>\n<script type=\"application/json\" id=\"data\">";
-  text += EmbeddedJson(page.data);
+  text += EmbeddedJson(DataOf(page));
   text += "</script>\n";
   if (page.charts) text.append("<script>").append(ChartLibrary()).append("</script>\n");
   if (page.threeDimensions) {

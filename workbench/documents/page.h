@@ -3,9 +3,8 @@
 // sections and of their parts.
 //
 //   Page page;
-//   page.data = {{"title", "credit.csv"},
-//                {"notices", PageJson::array()},
-//                {"sections", std::move(sections)}};
+//   page.title = "credit.csv";
+//   page.sections.push_back(std::move(section));
 //   std::string html = PageText(page);
 //
 // Texts of the data reach the page only inside the JSON block, which contains no "<", and from
@@ -24,9 +23,16 @@ namespace velmora {
 using PageJson = nlohmann::ordered_json;
 
 struct Page {
-  PageJson data;
-  bool charts = false;           // the chart library is needed
-  bool threeDimensions = false;  // and its 3-D companion
+  std::string eyebrow;  // above the title
+  std::string title;
+  PageJson leads = PageJson::array();  // one sentence per outcome
+  std::string factsTitle;
+  PageJson facts = PageJson::array();  // see PageFacts
+  std::vector<std::string> notices;
+  PageJson sections = PageJson::array();
+  PageJson guide = PageJson::array();  // what the columns mean
+  bool charts = false;                 // the chart library is needed
+  bool threeDimensions = false;        // and its 3-D companion
 };
 
 // The whole file. No address in it is fetched.

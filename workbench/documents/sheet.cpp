@@ -228,17 +228,6 @@ std::string Sheet::InsertColumn(int after, std::string_view name, std::string_vi
   return {};
 }
 
-void Sheet::SetRowCount(int rowCount) {
-  const int old = rowCount_;
-  rowCount_ = std::max(rowCount, 0);
-  if (!rowNames_.empty()) rowNames_.resize(static_cast<std::size_t>(rowCount_));
-  for (SheetColumn& column : columns_) {
-    column.values.resize(static_cast<std::size_t>(rowCount_), kNeverWritten);
-    std::erase_if(column.texts, [&](const auto& entry) { return entry.first >= rowCount_; });
-  }
-  if (rowCount_ > old) CellsChanged(static_cast<std::size_t>(old), static_cast<std::size_t>(rowCount_));
-}
-
 // Depth first from each formula column in turn; false when a formula reaches itself.
 bool Sheet::OrderFormulas(std::vector<int>& order) const {
   enum class Mark : unsigned char { kNew, kOpen, kDone };

@@ -111,8 +111,6 @@ class Sheet {
   // inserts nothing.
   [[nodiscard]] std::string InsertColumn(int after, std::string_view name, std::string_view longName,
                                          std::string_view format);
-  // Removes the last rows or adds unwritten ones.
-  void SetRowCount(int rowCount);
 
  private:
   struct SheetColumn {

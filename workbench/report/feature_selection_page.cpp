@@ -144,23 +144,18 @@ PageJson Guide(const FeatureSelectionReport& report) {
 }  // namespace
 
 std::string FeatureSelectionPage(const FeatureSelectionReport& report) {
-  PageJson leads = PageJson::array(), sections = PageJson::array();
+  Page page;
+  page.eyebrow = "Feature selection";
+  page.title = DataName(report.dataFile);
+  page.factsTitle = "The run";
+  page.facts = PageFacts(RunFacts(report));
+  page.notices = report.notices;
   for (std::size_t i = 0; i < report.dependents.size(); ++i) {
     const DependentSection section(report, i);
-    if (report.dependents.size() <= 3) leads.push_back(section.Lead());
-    sections.push_back(section.Make());
+    if (report.dependents.size() <= 3) page.leads.push_back(section.Lead());
+    page.sections.push_back(section.Make());
   }
-  PageJson notices = PageJson::array();
-  for (const std::string& notice : report.notices) notices.push_back(Utf8Of(notice));
-  Page page;
-  page.data = {{"eyebrow", "Feature selection"},
-               {"title", Utf8Of(DataName(report.dataFile))},
-               {"leads", std::move(leads)},
-               {"factsTitle", "The run"},
-               {"facts", PageFacts(RunFacts(report))},
-               {"notices", std::move(notices)},
-               {"sections", std::move(sections)},
-               {"guide", Guide(report)}};
+  page.guide = Guide(report);
   return PageText(page);
 }
 

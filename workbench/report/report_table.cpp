@@ -92,6 +92,11 @@ Json RowsJson(const ReportTable& table) {
   return rows;
 }
 
+void AppendTableJson(std::string& text, const char* name, const ReportTable& table) {
+  text += std::string(",\n  \"") + name + "\": ";
+  AppendLines(text, RowsJson(table), "  ", [&](const Json& row) { text += "    " + JsonText(row); });
+}
+
 void AddSheet(const ReportTable& table, Workbook& workbook, int group) {
   std::set<std::string> names;
   for (const ReportTable::Row& row : table.rows) {

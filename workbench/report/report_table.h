@@ -44,6 +44,8 @@ std::string CsvText(const ReportTable& table);
 std::string SnakeCase(const std::string& name);
 // A list of objects.
 Json RowsJson(const ReportTable& table);
+// Appends ",\n  name: " and that list to the text of an object, one row per line.
+void AppendTableJson(std::string& text, const char* name, const ReportTable& table);
 // Adds the table to a workbook. The first column of texts names the rows when no two are equal.
 void AddSheet(const ReportTable& table, Workbook& workbook, int group = 0);
 PageJson PageTablePart(const ReportTable& table);

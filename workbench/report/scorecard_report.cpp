@@ -327,15 +327,11 @@ std::string ScorecardJson(const ScorecardReport& report) {
   text += ",\n  \"response\": " +
           JsonText({{"name", response.name}, {"bad", response.codes[0]}, {"good", response.codes[1]}});
   text += ",\n  \"scale\": " + JsonText(scale) + ",\n  \"fit\": " + JsonText(fit);
-  const auto add = [&](const char* name, const ReportTable& table) {
-    text += std::string(",\n  \"") + name + "\": ";
-    AppendLines(text, RowsJson(table), "  ", [&](const Json& row) { text += "    " + JsonText(row); });
-  };
-  add("coefficients", tables.coefficients);
-  add("points", tables.points);
-  add("quality", tables.quality);
-  add("scores", tables.scores);
-  add("steps", tables.steps);
+  AppendTableJson(text, "coefficients", tables.coefficients);
+  AppendTableJson(text, "points", tables.points);
+  AppendTableJson(text, "quality", tables.quality);
+  AppendTableJson(text, "scores", tables.scores);
+  AppendTableJson(text, "steps", tables.steps);
   Json curves = Json::array();
   for (const ScorecardSample& sample : report.samples) {
     for (const RocPoint& point : sample.quality.curve)
@@ -380,7 +376,7 @@ std::string ScorecardPage(const ScorecardReport& report) {
   page.charts = true;
   const ScorecardTables tables = TablesOf(report);
   const ShortNames noShortNames;
-  PageJson quality = PageJson::array(), points = PageJson::array(), notices = PageJson::array();
+  PageJson quality = PageJson::array(), points = PageJson::array();
   quality.push_back(PageTablePart(tables.quality));
   int number = 0;
   for (const Graph& graph :
@@ -392,21 +388,16 @@ std::string ScorecardPage(const ScorecardReport& report) {
   points.push_back(PageTablePart(tables.points));
   points.push_back(PageTablePart(tables.coefficients));
   if (!tables.steps.rows.empty()) points.push_back(PageTablePart(tables.steps));
-  for (const std::string& notice : report.notices) notices.push_back(Utf8Of(notice));
-  page.data = {
-      {"eyebrow", "Scorecard"},
-      {"title", Utf8Of(report.Response().name)},
-      {"factsTitle", "What the scorecard was made from"},
-      {"facts", PageFacts(Facts(report))},
-      {"notices", std::move(notices)},
-      {"sections",
-       PageJson::array(
-           {{{"id", "points-section"}, {"title", "Points"}, {"listed", true}, {"parts", std::move(points)}},
-            {{"id", "quality-section"},
-             {"title", "Quality"},
-             {"listed", true},
-             {"parts", std::move(quality)}}})},
-      {"guide", Guide()}};
+  page.eyebrow = "Scorecard";
+  page.title = report.Response().name;
+  page.factsTitle = "What the scorecard was made from";
+  page.facts = PageFacts(Facts(report));
+  page.notices = report.notices;
+  page.sections.push_back(
+      {{"id", "points-section"}, {"title", "Points"}, {"listed", true}, {"parts", std::move(points)}});
+  page.sections.push_back(
+      {{"id", "quality-section"}, {"title", "Quality"}, {"listed", true}, {"parts", std::move(quality)}});
+  page.guide = Guide();
   return PageText(page);
 }
 

@@ -1,10 +1,10 @@
 #include "workbench/report/screen_page.h"
 
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <set>
 
+#include "base/parse_number.h"
 #include "workbench/documents/page.h"
 #include "workbench/documents/page_charts.h"
 #include "workbench/documents/presentation.h"
@@ -44,9 +44,7 @@ std::string Counted(std::int64_t count, const char* one, const char* many) {
 PageJson Figure(double value, const char* format) {
   if (!HasFigure(value)) return {};
   const std::string text = ShownNumber(value, IsLarge(value, format) ? "0" : format);
-  double rounded = value;
-  std::from_chars(text.data(), text.data() + text.size(), rounded);
-  return rounded;
+  return vlm::ParseNumber<double>(text).value_or(value);
 }
 
 // Decimals of a number format; null for as many as the number has.
@@ -497,34 +495,31 @@ std::string ScreenPage(const ScreenReport& report, const ScreenDocuments& docume
                        const Workbook& workbook) {
   Page page;
   page.charts = true;  // panels that are made on demand have charts
+  page.eyebrow = "Predictor screening";
+  page.title = DataName(report.dataFile);
+  page.factsTitle = "What was screened";
+  page.facts = PageFacts(RunFacts(report));
+  page.guide = Guide(report);
   std::size_t detailBytes = 0;
-  PageJson leads = PageJson::array(), sections = PageJson::array(), notices = PageJson::array();
   for (std::size_t i = 0; i < report.responses.size(); ++i) {
     ResponseSection section(report, i, detailBytes);
-    leads.push_back(section.Lead());
-    sections.push_back(section.Make(documents.panels[i], workbook, page));
+    page.leads.push_back(section.Lead());
+    page.sections.push_back(section.Make(documents.panels[i], workbook, page));
   }
   if (report.stability) {
     for (PageJson& section : StabilitySections(*report.stability, page))
-      sections.push_back(std::move(section));
+      page.sections.push_back(std::move(section));
   }
   const Document* const rules = workbook.Find(documents.rules);
   if (rules != nullptr && rules->AsText() != nullptr) {
     const TextDocument& text = *rules->AsText();
-    sections.push_back({{"id", "rules"},
-                        {"parts", PageJson::array({PageTextPart(
-                                      text.title, text.text, "The bins of the best predictors as rules")})}});
+    page.sections.push_back(
+        {{"id", "rules"},
+         {"parts", PageJson::array(
+                       {PageTextPart(text.title, text.text, "The bins of the best predictors as rules")})}});
   }
-  if (!report.leftOut.empty()) sections.push_back(LeftOutSection(report));
-  for (const Notice& notice : workbook.notices) notices.push_back(Utf8Of(notice.text));
-  page.data = {{"eyebrow", "Predictor screening"},
-               {"title", Utf8Of(DataName(report.dataFile))},
-               {"leads", std::move(leads)},
-               {"factsTitle", "What was screened"},
-               {"facts", PageFacts(RunFacts(report))},
-               {"notices", std::move(notices)},
-               {"sections", std::move(sections)},
-               {"guide", Guide(report)}};
+  if (!report.leftOut.empty()) page.sections.push_back(LeftOutSection(report));
+  for (const Notice& notice : workbook.notices) page.notices.push_back(notice.text);
   return PageText(page);
 }
 

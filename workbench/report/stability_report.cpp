@@ -237,15 +237,11 @@ std::string StabilityJson(const StabilityReport& report) {
                         {"notices", report.notices}};
   run.update(members);
   std::string text = "{\n  \"run\": " + Indented(JsonText(run, 2));
-  const auto add = [&](const char* name, const ReportTable& table) {
-    text += std::string(",\n  \"") + name + "\": ";
-    AppendLines(text, RowsJson(table), "  ", [&](const Json& row) { text += "    " + JsonText(row); });
-  };
-  add("predictors", tables.summary);
-  add("groups", tables.groups);
-  add("bins", tables.bins);
-  add("unseen", tables.unseen);
-  add("conditions", tables.conditions);
+  AppendTableJson(text, "predictors", tables.summary);
+  AppendTableJson(text, "groups", tables.groups);
+  AppendTableJson(text, "bins", tables.bins);
+  AppendTableJson(text, "unseen", tables.unseen);
+  AppendTableJson(text, "conditions", tables.conditions);
   return text + "\n}";
 }
 
@@ -317,16 +313,13 @@ PageJson StabilitySections(const StabilityReport& report, Page& page) {
 std::string StabilityPage(const StabilityReport& report) {
   Page page;
   page.charts = true;
-  PageJson notices = PageJson::array();
-  for (const std::string& notice : report.notices) notices.push_back(Utf8Of(notice));
-  PageJson sections = StabilitySections(report, page);
-  page.data = {{"eyebrow", "Monitor"},
-               {"title", Utf8Of(report.dataFile)},
-               {"factsTitle", "What was compared"},
-               {"facts", PageFacts(Facts(report))},
-               {"notices", std::move(notices)},
-               {"sections", std::move(sections)},
-               {"guide", Guide()}};
+  page.eyebrow = "Monitor";
+  page.title = report.dataFile;
+  page.factsTitle = "What was compared";
+  page.facts = PageFacts(Facts(report));
+  page.notices = report.notices;
+  page.sections = StabilitySections(report, page);
+  page.guide = Guide();
   return PageText(page);
 }
 

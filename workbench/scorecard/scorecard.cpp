@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMostTried = 5;  // candidates of a step, the most promising first
 constexpr double kDoubtfulP = 0.05;    // a predictor that has become doubtful is tried without
-constexpr double kHighInflation = 5;   // of a variance, worth a remark
+constexpr double kHighInflation = 5;   // of a variance; from here on a notice says so
 // A weak penalty: as strong as four cases with a weight of evidence of 1 and even odds.
 constexpr double kRidge = 1;
 constexpr double kFewestPerPredictor = 10;  // cases of the rarer outcome

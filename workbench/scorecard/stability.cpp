@@ -191,6 +191,25 @@ std::size_t WorstBy(const std::vector<PredictorInGroup>& groups, Member member) 
 
 }  // namespace
 
+void GroupedPredictor::AddCases(std::size_t group, int bin, double weight) {
+  (bin < 0 ? unbinned[group] : cases[group][static_cast<std::size_t>(bin)]) += weight;
+}
+
+GroupedPredictor EmptyGroups(const SavedPredictor& predictor, std::size_t groupCount,
+                             const SavedCounts& none) {
+  GroupedPredictor grouped;
+  grouped.name = predictor.name;
+  for (const SavedBin& bin : predictor.bins) {
+    grouped.labels.push_back(bin.label);
+    grouped.values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
+  }
+  const std::size_t binCount = predictor.bins.size();
+  grouped.cases.assign(groupCount, std::vector<double>(binCount));
+  grouped.counts.assign(groupCount, std::vector<SavedCounts>(binCount, none));
+  grouped.unbinned.assign(groupCount, 0);
+  return grouped;
+}
+
 std::size_t PredictorStability::WorstShare() const { return WorstBy(groups, &PredictorInGroup::shareIndex); }
 std::size_t PredictorStability::WorstWoe() const { return WorstBy(groups, &PredictorInGroup::woeIndex); }
 

@@ -15,6 +15,9 @@
 namespace velmora {
 
 struct GroupedPredictor {
+  // Counts weighted cases of a bin; bin < 0: without one.
+  void AddCases(std::size_t group, int bin, double weight);
+
   std::string name;
   std::vector<std::string> labels;  // of the bins
   // Of the bins: weight of evidence or mean; higher is better.
@@ -27,6 +30,10 @@ struct GroupedPredictor {
   // count divided by it is worth that many cases without weights. Empty: 1.
   std::vector<double> weightSpread;
 };
+
+// The bins of a predictor, and groups that have no case yet.
+GroupedPredictor EmptyGroups(const SavedPredictor& predictor, std::size_t groupCount,
+                             const SavedCounts& none);
 
 struct BinInGroup {
   double cases = 0;

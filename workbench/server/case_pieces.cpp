@@ -105,27 +105,15 @@ Json OutOfFold(const CasePieces& pieces, const std::vector<int>& binOf) {
 
 Json Stability(const CasePieces& pieces, const SavedResponse& response, const std::vector<int>& binOf) {
   const SavedPredictor& predictor = response.predictors.front();
-  GroupedPredictor grouped;
-  grouped.name = predictor.name;
+  GroupedPredictor grouped =
+      EmptyGroups(predictor, pieces.groups.size(), SavedCounts(CountsPerBin(response)));
   grouped.weightSpread = pieces.weightSpread;
-  for (const SavedBin& bin : predictor.bins) {
-    grouped.labels.push_back(bin.label);
-    grouped.values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
-  }
-  const std::size_t binCount = predictor.bins.size();
   for (std::size_t group = 0; group < pieces.groups.size(); ++group) {
-    std::vector<double>& cases = grouped.cases.emplace_back(binCount);
-    std::vector<SavedCounts>& counts =
-        grouped.counts.emplace_back(binCount, SavedCounts(CountsPerBin(response)));
-    double& unbinned = grouped.unbinned.emplace_back(0);
     for (std::size_t piece = 0; piece < binOf.size(); ++piece) {
-      if (binOf[piece] < 0) {
-        unbinned += pieces.cases[group][piece];
-        continue;
-      }
-      const auto bin = static_cast<std::size_t>(binOf[piece]);
-      cases[bin] += pieces.cases[group][piece];
-      for (std::size_t i = 0; i < counts[bin].size(); ++i) counts[bin][i] += pieces.counts[group][piece][i];
+      grouped.AddCases(group, binOf[piece], pieces.cases[group][piece]);
+      if (binOf[piece] < 0) continue;
+      SavedCounts& counts = grouped.counts[group][static_cast<std::size_t>(binOf[piece])];
+      for (std::size_t i = 0; i < counts.size(); ++i) counts[i] += pieces.counts[group][piece][i];
     }
   }
   const PredictorStability stability =

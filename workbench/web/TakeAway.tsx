@@ -72,26 +72,43 @@ function FileLink({ address, title }: { address: string; title: string }) {
   );
 }
 
-function Dialect({ value, change }: { value: string; change: (dialect: string) => void }) {
+type AddressOf = (format: string, more?: string) => string;
+
+function ReportLinks({ address }: { address: AddressOf }) {
   return (
-    <select aria-label="SQL dialect" value={value} onChange={(event) => change(event.currentTarget.value)}>
-      {dialects.map((one) => (
-        <option key={one}>{one}</option>
-      ))}
-    </select>
+    <>
+      <a href={address("html")} target="_blank" rel="noopener">
+        Report
+      </a>
+      <FileLink address={address("html", "&save=1")} title="Report as a file" />
+      <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
+    </>
+  );
+}
+
+function SqlLink({ address, title }: { address: AddressOf; title: string }) {
+  const [dialect, setDialect] = useState("standard");
+  return (
+    <span class="line">
+      <FileLink address={address("sql", `&dialect=${dialect}`)} title={title} />
+      <select aria-label="SQL dialect" value={dialect} onChange={(event) => setDialect(event.currentTarget.value)}>
+        {dialects.map((one) => (
+          <option key={one}>{one}</option>
+        ))}
+      </select>
+    </span>
   );
 }
 
 export function TakeAway({ run }: { run: Run }) {
-  const [dialect, setDialect] = useState("standard");
   const [predictors, setPredictors] = useState<string | null>(null);
   const [card, setCard] = useState(false);
   const [coded, setCoded] = useState("csv");
   const [spreadsheet, setSpreadsheet] = useState(false);
   const accepted = Object.values(run.decisions).flatMap((ones) => Object.values(ones).filter((one) => one.accepted)).length;
   const which = predictors ?? (accepted > 0 ? "accepted" : "best");
-  const address = (format: string, more = "") => `${base()}/runs/${run.run}/export?format=${format}${more}`;
-  const ofBins = (format: string, more = "") => address(format, `&predictors=${which}${more}`);
+  const address: AddressOf = (format, more = "") => `${base()}/runs/${run.run}/export?format=${format}${more}`;
+  const ofBins: AddressOf = (format, more = "") => address(format, `&predictors=${which}${more}`);
   const reader = spreadsheet ? "&reader=spreadsheet" : "";
   const binary = run.options["binary-response"] !== undefined;
   return (
@@ -99,11 +116,7 @@ export function TakeAway({ run }: { run: Run }) {
       <details class="menu">
         <summary>Take away</summary>
         <div>
-          <a href={address("html")} target="_blank" rel="noopener">
-            Report
-          </a>
-          <FileLink address={address("html", "&save=1")} title="Report as a file" />
-          <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
+          <ReportLinks address={address} />
           <FileLink address={address("csv", reader)} title="Table (CSV)" />
           {run.analysis === "screen" && <FileLink address={address("tables", reader)} title="All tables (CSV in ZIP)" />}
           <label class="check" title="Texts that begin with =, +, - or @ get an apostrophe, so that no program takes them for formulas">
@@ -127,10 +140,7 @@ export function TakeAway({ run }: { run: Run }) {
                 </select>
               </label>
               <FileLink address={ofBins("bins")} title="Bins (JSON)" />
-              <span class="line">
-                <FileLink address={ofBins("sql", `&dialect=${dialect}`)} title="Bins as SQL" />
-                <Dialect value={dialect} change={setDialect} />
-              </span>
+              <SqlLink address={ofBins} title="Bins as SQL" />
               <FileLink address={ofBins("python")} title="Bins as Python" />
               <FileLink address={ofBins("recode")} title="Recode files (ZIP)" />
               <FileLink address={ofBins("rules")} title="Rules" />
@@ -171,7 +181,6 @@ const cardFlags: [option: string, label: string][] = [
 ];
 
 function Scorecard({ run, predictors, close }: { run: Run; predictors: string; close: () => void }) {
-  const [dialect, setDialect] = useState("standard");
   const [texts, setTexts] = useState<Record<string, string>>({});
   const [flags, setFlags] = useState<Record<string, boolean>>({});
   const { message } = useStore();
@@ -185,7 +194,7 @@ function Scorecard({ run, predictors, close }: { run: Run; predictors: string; c
   }
   for (const [option] of cardFlags) if (flags[option]) options[option] = true;
   const query = `predictors=${predictors}&options=${encodeURIComponent(JSON.stringify(options))}`;
-  const address = (format: string, more = "") => `${base()}/runs/${run.run}/scorecard?format=${format}&${query}${more}`;
+  const address: AddressOf = (format, more = "") => `${base()}/runs/${run.run}/scorecard?format=${format}&${query}${more}`;
   const names = { accepted: "the accepted predictors", best: "the predictors better than chance", all: "all predictors" };
   return (
     <dialog class="scorecard" ref={dialog} onClose={close} aria-label="Scorecard">
@@ -219,17 +228,10 @@ function Scorecard({ run, predictors, close }: { run: Run; predictors: string; c
           ))}
         </div>
         <div class="card-files">
-          <a href={address("html")} target="_blank" rel="noopener">
-            Report
-          </a>
-          <FileLink address={address("html", "&save=1")} title="Report as a file" />
-          <FileLink address={address("xlsx")} title="Workbook (XLSX)" />
+          <ReportLinks address={address} />
           <FileLink address={address("tables")} title="Tables (CSV in ZIP)" />
           <FileLink address={address("card")} title="Scorecard (JSON)" />
-          <span class="line">
-            <FileLink address={address("sql", `&dialect=${dialect}`)} title="SQL" />
-            <Dialect value={dialect} change={setDialect} />
-          </span>
+          <SqlLink address={address} title="SQL" />
           <FileLink address={address("python")} title="Python" />
           <FileLink address={address("pmml")} title="PMML" />
         </div>

@@ -14,7 +14,6 @@
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
 #include "workbench/language/selection.h"
-#include "workbench/scorecard/binned_cases.h"
 
 namespace velmora {
 namespace {
@@ -31,28 +30,13 @@ std::string GroupName(const Column& column, double value) {
 GroupedPredictor Grouped(const SavedPredictor& predictor, const std::vector<std::int32_t>& bins,
                          const ResponseCases& cases, const std::vector<int>& groups,
                          const std::vector<double>& weightSpread) {
-  const std::size_t groupCount = weightSpread.size();
-  GroupedPredictor grouped;
-  grouped.name = predictor.name;
+  GroupedPredictor grouped = EmptyGroups(predictor, weightSpread.size(), cases.None());
   grouped.weightSpread = weightSpread;
-  for (const SavedBin& bin : predictor.bins) {
-    grouped.labels.push_back(bin.label);
-    grouped.values.push_back(bin.figures.front() == kMissing ? 0 : bin.figures.front());
-  }
-  const std::size_t binCount = predictor.bins.size();
-  grouped.cases.assign(groupCount, std::vector<double>(binCount));
-  grouped.counts.assign(groupCount, std::vector<SavedCounts>(binCount, cases.None()));
-  grouped.unbinned.assign(groupCount, 0);
   for (std::size_t i = 0; i < bins.size(); ++i) {
     if (groups[i] == kNoGroup || !cases.Uses(i)) continue;
     const auto group = static_cast<std::size_t>(groups[i]);
-    if (bins[i] < 0) {
-      grouped.unbinned[group] += cases.Weight(i);
-      continue;
-    }
-    const auto bin = static_cast<std::size_t>(bins[i]);
-    grouped.cases[group][bin] += cases.Weight(i);
-    cases.Add(i, grouped.counts[group][bin]);
+    grouped.AddCases(group, bins[i], cases.Weight(i));
+    if (bins[i] >= 0) cases.Add(i, grouped.counts[group][static_cast<std::size_t>(bins[i])]);
   }
   return grouped;
 }
@@ -91,6 +75,14 @@ CaseGroups GroupCases(const Column& column, const CaseBitmap& selected) {
   return groups;
 }
 
+std::vector<double> WeightSpreads(const ResponseCases& cases, const CaseGroups& groups) {
+  std::vector<double> spreads;
+  for (int group = 0; group < static_cast<int>(groups.names.size()); ++group)
+    spreads.push_back(
+        cases.Weights().Spread([&](std::size_t i) { return cases.Uses(i) && groups.groupOf[i] == group; }));
+  return spreads;
+}
+
 void ByOptions::AddTo(CommandParser& parser) {
   parser.Text("--by", variable);
   parser.Choice("--by-reference", reference, {"first", "all"});
@@ -106,9 +98,9 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
   stability->byVariable = column.name;
   stability->referenceIsAll = options.reference != 0;
   const CaseBitmap selected = SelectCases(table, {report.select, report.exclude});
-  const auto [names, groups, ungrouped] = GroupCases(column, selected);
-  stability->groups = names;
-  stability->ungroupedCases = ungrouped;
+  const CaseGroups groups = GroupCases(column, selected);
+  stability->groups = groups.names;
+  stability->ungroupedCases = groups.ungrouped;
   if (stability->ungroupedCases > 0)
     stability->notices.push_back(
         Counted(static_cast<std::size_t>(stability->ungroupedCases), "case", "cases") +
@@ -125,17 +117,14 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
     own.kind = response.kind;
     own.codes = response.codes;
     const ResponseCases cases(table, weights, response);
-    std::vector<double> weightSpread;
-    for (int group = 0; group < static_cast<int>(stability->groups.size()); ++group)
-      weightSpread.push_back(
-          cases.Weights().Spread([&](std::size_t i) { return cases.Uses(i) && groups[i] == group; }));
+    const std::vector<double> weightSpread = WeightSpreads(cases, groups);
     for (std::size_t k = 0; k < response.predictors.size(); ++k) {
       bar.Update(static_cast<double>(k) / static_cast<double>(response.predictors.size()));
       std::vector<std::string> notices;  // every level is in the data
       const BinnedPredictor binned = BinCases(response.predictors[k], "the bins", table, notices,
                                               [](double) { return !WasInterrupted(); });
       own.predictors.push_back(
-          StabilityOf(Grouped(response.predictors[k], binned.bins, cases, groups, weightSpread),
+          StabilityOf(Grouped(response.predictors[k], binned.bins, cases, groups.groupOf, weightSpread),
                       response.kind, stability->referenceIsAll ? kAllGroups : 0));
     }
   }

@@ -9,6 +9,7 @@
 #include "workbench/language/selection.h"
 #include "workbench/report/screen_report.h"
 #include "workbench/report/stability_report.h"
+#include "workbench/scorecard/binned_cases.h"
 #include "workbench/session/session.h"
 
 namespace velmora {
@@ -30,6 +31,8 @@ struct CaseGroups {
 };
 // Throws UsageError for a variable that does not make 2 to kMostGroups groups.
 CaseGroups GroupCases(const Column& column, const CaseBitmap& selected);
+// By group, as in GroupedPredictor, over the cases that have the response.
+std::vector<double> WeightSpreads(const ResponseCases& cases, const CaseGroups& groups);
 
 // Rates, shares, weights of evidence and indices of all predictors by group, from the bins of the
 // report and the selected cases of the session; null without a variable. Throws UsageError for a

@@ -518,7 +518,7 @@ const pageCharts = (() => {
         return;
       } catch (failure) {
         if (!in3d) throw failure;
-        webGl = false;  // what the browser promised it cannot keep
+        webGl = false;  // the browser reports it but cannot draw with it
         in3d = false;
         dispose(chart);
       }
