@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "contract/engine_services.h"
-#include "contract/worker_pool.h"
+#include "contract/lent_threads.h"
 
 namespace vlmfsl {
 

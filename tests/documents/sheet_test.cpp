@@ -179,7 +179,7 @@ TEST(Sheet, CrosstabColumns) {
 }
 
 TEST(Sheet, FormulasComputeInOrderOfDependence) {
-  Sheet sheet(2, 5);
+  Sheet sheet(3, 5);
   ASSERT_EQ("", sheet.SetFormula(2, "=v4+1"));  // reads a column that becomes a formula later
   ASSERT_EQ("", sheet.SetFormula(4, "=v5*2"));
   ASSERT_EQ("", sheet.SetFormula(1, "=v2+v4"));
@@ -187,7 +187,6 @@ TEST(Sheet, FormulasComputeInOrderOfDependence) {
   EXPECT_EQ(13, sheet.Cell(1, 1));
   EXPECT_EQ(17, sheet.Cell(2, 1));
   EXPECT_NE("", sheet.SetFormula(5, "=v1"));
-  sheet.SetRowCount(3);
   sheet.SetCell(3, 5, 1);
   EXPECT_EQ(5, sheet.Cell(3, 1));
   // A formula that becomes a plain column keeps its values, and others go on reading them.

@@ -64,7 +64,7 @@ struct FoolishFrontend final : WindowFrontend {
 
   std::vector<std::vector<int>> answer;
   std::optional<std::string> file;
-  std::function<void()> foolish;  // once
+  std::function<void()> foolish;  // done once, inside the next call
 };
 
 struct MisuseTest : testing::Test {

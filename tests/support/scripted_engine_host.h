@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "contract/engine_services.h"
-#include "contract/worker_pool.h"
+#include "contract/lent_threads.h"
 #include "module/resources/text_ids.h"
 
 namespace vlmfsl::testing {

@@ -191,15 +191,28 @@ struct NativeDialogs : ::testing::Test {
 
   DialogWindow& Dialog() { return *frontend.open.at(0); }
   NativeDialog& Window() { return *frontend.WindowOf(Dialog()); }
-  HWND Control(int id) {
-    const auto& all = Dialog().Controls();
-    for (std::size_t index = 0; index < all.size(); ++index) {
-      // Of the two with one id the one on a page is asked for.
-      if (all[index].id == id && (all[index].pageIndex >= 0 || index + 1 == all.size()))
-        return Window().ControlHandle(index);
+  // The child window that has the controls of a page, in their order.
+  HWND Page(int page) {
+    std::vector<int> wanted;
+    for (const velmora::Control& control : Dialog().Controls())
+      if (control.pageIndex == page) wanted.push_back(control.id);
+    for (HWND child = GetWindow(Window().Handle(), GW_CHILD); child != nullptr;
+         child = GetWindow(child, GW_HWNDNEXT)) {
+      if (ClassOf(child) != L"#32770") continue;
+      std::vector<int> found;
+      for (HWND control = GetWindow(child, GW_CHILD); control != nullptr;
+           control = GetWindow(control, GW_HWNDNEXT))
+        found.push_back(GetDlgCtrlID(control));
+      if (found == wanted) return child;
     }
-    const auto found = std::ranges::find(all, id, &velmora::Control::id);
-    return Window().ControlHandle(static_cast<std::size_t>(found - all.begin()));
+    throw std::runtime_error("no window of page " + std::to_string(page));
+  }
+  // Of two controls with one id the one on a page.
+  HWND Control(int id) {
+    int page = -1;
+    for (const velmora::Control& control : Dialog().Controls())
+      if (control.id == id) page = std::max(page, control.pageIndex);
+    return GetDlgItem(page < 0 ? Window().Handle() : Page(page), id);
   }
   void Click(int id) { SendMessageW(Control(id), BM_CLICK, 0, 0); }
   void Type(int id, const wchar_t* text) {
@@ -219,9 +232,8 @@ struct NativeDialogs : ::testing::Test {
       SendMessageW(Control(vlmfsl::kControlTabs), TCM_GETITEMW, static_cast<WPARAM>(page),
                    reinterpret_cast<LPARAM>(&item));
       EXPECT_EQ(Utf8(caption), TemplateOf(id).caption);
-      ExpectControlsOf(TemplateOf(id), Window().PageHandle(static_cast<std::size_t>(page)), Dialog(), page);
-      EXPECT_EQ(IsWindowVisible(Window().PageHandle(static_cast<std::size_t>(page))) != FALSE,
-                page == Dialog().SelectedPage());
+      ExpectControlsOf(TemplateOf(id), Page(page), Dialog(), page);
+      EXPECT_EQ(IsWindowVisible(Page(page)) != FALSE, page == Dialog().SelectedPage());
       ++page;
     }
     EXPECT_EQ(SendMessageW(Control(vlmfsl::kControlTabs), TCM_GETITEMCOUNT, 0, 0), page);
@@ -296,8 +308,8 @@ TEST_F(NativeDialogs, AreTheHeadlessDialogsToTheLastState) {
   SendMessageW(Control(vlmfsl::kControlTabs), TCM_SETCURFOCUS, 1, 0);
   headless.open.at(0)->SelectPage(1);
   expectSame("the page");
-  EXPECT_TRUE(IsWindowVisible(Window().PageHandle(1)));
-  EXPECT_FALSE(IsWindowVisible(Window().PageHandle(0)));
+  EXPECT_TRUE(IsWindowVisible(Page(1)));
+  EXPECT_FALSE(IsWindowVisible(Page(0)));
   Click(vlmfsl::kControlChiSquare);
   headless.open.at(0)->Press(vlmfsl::kControlChiSquare);
   expectSame("Chi-square");

@@ -16,12 +16,13 @@
 #include "workbench/cli/variable_choice.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/presentation.h"
+#include "workbench/session/recent_files.h"
 #include "workbench/system/system.h"
 #include "workbench/windows/apartment_windows.h"
+#include "workbench/windows/application_data.h"
 #include "workbench/windows/dialog_help.h"
 #include "workbench/windows/native_frontend.h"
 #include "workbench/windows/questions.h"
-#include "workbench/windows/recent_files.h"
 #include "workbench/windows/results_page.h"
 #include "workbench/windows/start_window.h"
 
@@ -196,7 +197,7 @@ class Workspace final : public StartCommands {
   void DataWereOpened() {
     openFile_ = session_.Data().fileName;
     saved_ = TableState(session_.Data());
-    RememberRecentFile(openFile_);
+    recent_.Remember(AbsolutePath(PathOf(openFile_)));
     ShowState();
   }
 
@@ -206,7 +207,7 @@ class Workspace final : public StartCommands {
     if (!path) return false;
     SaveTable(session_.Data(), *path);
     saved_ = TableState(session_.Data());
-    RememberRecentFile(*path);
+    recent_.Remember(AbsolutePath(PathOf(*path)));
     ShowState();
     return true;
   }
@@ -235,7 +236,7 @@ class Workspace final : public StartCommands {
                    (weight == 0 ? "" : ", weighted by " + table.Variable(weight).name) +
                    (savedShown_ ? "" : " (changed, not saved)");
     }
-    state.recentFiles = ReadRecentFiles();
+    for (const std::filesystem::path& file : recent_.Read()) state.recentFiles.push_back(file.string());
     state.resultsFile = page_.File();
     start_->Show(state);
   }
@@ -243,6 +244,7 @@ class Workspace final : public StartCommands {
   WorkspaceFrontend frontend_;
   Session session_;
   ResultsPage page_;
+  const RecentFiles recent_{ApplicationDataFolder(ApplicationData::kOfUser) / "recent.txt"};
   std::unique_ptr<StartWindow> start_;
   TableState saved_;
   bool savedShown_ = true;

@@ -7,17 +7,18 @@
 #include <fstream>
 #include <thread>
 
-#include "workbench/bins/json_input.h"
+#include "base/parse_number.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/json_input.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/connection_guard.h"
 #include "workbench/server/host_name.h"
 #include "workbench/server/page_assets.h"
 #include "workbench/server/page_options.h"
-#include "workbench/server/recent_files.h"
+#include "workbench/session/user_settings.h"
 #include "workbench/system/system.h"
 
 #ifndef VELMORA_VERSION
@@ -140,11 +141,9 @@ Json BodyOf(const httplib::Request& request) {
 
 std::int64_t WholeNumber(const httplib::Request& request, const char* name) {
   const std::string text = request.get_param_value(name);
-  std::int64_t number = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (read.ec != std::errc() || read.ptr != text.data() + text.size())
-    throw UsageError(std::string(name) + " is a whole number, not " + ShortenedText(text) + ".");
-  return number;
+  const auto number = vlm::ParseNumber<std::int64_t>(text);
+  if (!number) throw UsageError(std::string(name) + " is a whole number, not " + ShortenedText(text) + ".");
+  return *number;
 }
 
 int RunNumber(const httplib::Request& request) { return std::atoi(request.matches[2].str().c_str()); }
@@ -207,11 +206,17 @@ PageSession::ExportRequest ExportOf(const httplib::Request& request) {
           request.get_param_value("predictor"),  request.get_param_value("reader") == "spreadsheet"};
 }
 
+std::filesystem::path RecentFilesList() {
+  const std::filesystem::path settings = UserSettingsFile();
+  return settings.empty() ? settings : settings.parent_path() / "recent.txt";
+}
+
 }  // namespace
 
 PageServer::PageServer(const PageServerOptions& options)
     : options_(options),
       places_(options.roots),
+      recent_(RecentFilesList()),
       http_(MakeServer(options)),
       signIn_(options.signIn),
       servedHosts_({"127.0.0.1", "localhost"}),
@@ -230,7 +235,7 @@ PageServer::PageServer(const PageServerOptions& options)
     servedHosts_.push_back(HostInAddress(options.host));
     for (const std::string& name : options.hostNames) servedHosts_.push_back(HostInAddress(name));
   } else {
-    places_.AlsoAllow(ReadRecentFiles());
+    places_.AlsoAllow(recent_.Read());
   }
   AddRoutes();
 }
@@ -269,12 +274,12 @@ int PageServer::Open(const std::string& path) {
   const std::lock_guard lock(mutex_);
   for (const auto& [id, session] : sessions_) {
     if (session->DataFile() != file) continue;
-    RememberRecentFile(file);
+    recent_.Remember(file);
     return id;
   }
   const int id = static_cast<int>(sessions_.size()) + 1;
   auto session = std::make_unique<PageSession>(id, file, options_.readingWords, events_);
-  RememberRecentFile(session->DataFile());
+  recent_.Remember(session->DataFile());
   for (const auto& [other, open] : sessions_) {  // a project and its data are one session
     if (open->DataFile() == session->DataFile()) return other;
   }
@@ -445,7 +450,7 @@ std::string PageServer::OverviewJson() {
   const std::lock_guard lock(mutex_);
   Json recent = Json::array();
   // Another program may have opened files since that this one does not open.
-  for (const std::filesystem::path& file : ReadRecentFiles()) {
+  for (const std::filesystem::path& file : recent_.Read()) {
     if (places_.MayOpen(file)) recent.push_back(file.string());
   }
   for (const auto& [id, session] : sessions_)

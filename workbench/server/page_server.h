@@ -24,6 +24,7 @@
 #include "workbench/server/file_places.h"
 #include "workbench/server/page_session.h"
 #include "workbench/server/sign_in.h"
+#include "workbench/session/recent_files.h"
 
 namespace httplib {
 class Server;
@@ -79,6 +80,7 @@ class PageServer {
 
   PageServerOptions options_;
   FilePlaces places_;
+  const RecentFiles recent_;
   EventHub events_;
   std::unique_ptr<httplib::Server> http_;
   int port_ = 0;

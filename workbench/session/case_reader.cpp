@@ -37,7 +37,7 @@ constexpr std::int64_t kMostFarCases = 256;
 // time.
 struct Tile {
   const double* const* columns;
-  std::size_t first;  // the first case
+  std::size_t first;  // case, from 0
   const double* const* prefetched;
   std::size_t firstPrefetched;
   double* rows;  // kTile values per case

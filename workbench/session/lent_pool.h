@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "contract/worker_pool.h"
+#include "contract/lent_threads.h"
 #include "workbench/system/worker_pool.h"
 
 namespace velmora {

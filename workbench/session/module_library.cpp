@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "workbench/session/process_exports.h"
 #include "workbench/session/session.h"
 #include "workbench/system/system.h"
 
@@ -58,7 +57,6 @@ std::shared_ptr<ModuleLibrary> ModuleLibrary::Load(const std::string& path) {
   }
   library->featureSelection_ = FindFactory(library->handle_, vlm::kFeatureSelectionFactory, library->path_);
   library->screening_ = FindFactory(library->handle_, vlm::kScreeningFactory, library->path_);
-  ActOnQueuedRegistrations(library->path_);
   return library;
 }
 

@@ -1,7 +1,6 @@
 // The exported functions. Nothing here throws: a module calls them from its loader code.
 #include "workbench/session/process_exports.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -24,17 +23,6 @@ namespace velmora {
 namespace {
 
 std::atomic<HostLog*> applicationLog{nullptr};
-
-struct Registrations {
-  std::mutex mutex;
-  std::vector<TypeLibraryRegistration> queued, done;
-};
-
-// Never destroyed: a module that is unloaded at the end of the process may still call.
-Registrations& AllRegistrations() {
-  static auto* const registrations = new Registrations;
-  return *registrations;
-}
 
 // The log file of the process, if any. Never closed: a module may log until the end.
 struct LogFile {
@@ -107,44 +95,15 @@ HostLog& LogCache() {
 
 void SetApplicationLog(HostLog* log) { applicationLog = log; }
 
-void ActOnQueuedRegistrations(const std::string& moduleFile) {
-  Registrations& all = AllRegistrations();
-  const std::lock_guard lock(all.mutex);
-  for (TypeLibraryRegistration& registration : all.queued) {
-    registration.moduleFile = moduleFile;
-    // A library registered again takes the place of its older registration.
-    std::erase_if(all.done, [&](const TypeLibraryRegistration& other) {
-      return other.libraryId == registration.libraryId;
-    });
-    all.done.push_back(std::move(registration));
-  }
-  all.queued.clear();
-}
-
-std::vector<TypeLibraryRegistration> RegisteredTypeLibraries() {
-  Registrations& all = AllRegistrations();
-  const std::lock_guard lock(all.mutex);
-  return all.done;
-}
-
 }  // namespace velmora
 
 extern "C" {
 
-VELMORA_EXPORT int QvdOleRegisterTypeLib(void* moduleInstance, const char* libraryId, const char* subPath,
-                                         const char* helpFolder) {
-  if (libraryId == nullptr || *libraryId == '\0') return 1;
-  try {
-    const auto textOf = [](const char* text) { return std::string(text == nullptr ? "" : text); };
-    velmora::TypeLibraryRegistration registration{
-        moduleInstance, textOf(libraryId), textOf(subPath), textOf(helpFolder), {}};
-    velmora::Registrations& all = velmora::AllRegistrations();
-    const std::lock_guard lock(all.mutex);
-    all.queued.push_back(std::move(registration));
-    return 0;
-  } catch (...) {
-    return 1;
-  }
+// The system's registry stays as it is: a user who runs an analysis has asked for no registration.
+// The automation server's registration writes the library there (windows/server_windows.h).
+VELMORA_EXPORT int QvdOleRegisterTypeLib(void* /*moduleInstance*/, const char* libraryId,
+                                         const char* /*subPath*/, const char* /*helpFolder*/) {
+  return libraryId == nullptr || *libraryId == '\0' ? 1 : 0;
 }
 
 VELMORA_EXPORT vlm::ILog* QvdGetApplicationLog() { return velmora::applicationLog.load(); }

@@ -1,5 +1,5 @@
 // The functions that a module looks up in the host's process by name, and what they feed: the
-// application's log, the log cache, and the list of registered type libraries.
+// application's log and the log cache.
 #pragma once
 
 #include <cstdint>
@@ -41,19 +41,6 @@ HostLog& LogCache();
 void WriteLogTo(const std::string& path);
 // The log that QvdGetApplicationLog answers; null for none.
 void SetApplicationLog(HostLog* log);
-
-struct TypeLibraryRegistration {
-  void* moduleInstance = nullptr;
-  std::string libraryId, subPath, helpFolder;
-  std::string moduleFile;  // filled in once the module has been loaded
-};
-
-// Registrations queue while a module is being loaded, inside the loader's lock, and are listed
-// afterwards. The system's registry is left alone: a user who runs an analysis has asked for no
-// registration. The automation server's registration writes the library there
-// (workbench/windows/server_windows.h).
-void ActOnQueuedRegistrations(const std::string& moduleFile);
-std::vector<TypeLibraryRegistration> RegisteredTypeLibraries();
 
 }  // namespace velmora
 

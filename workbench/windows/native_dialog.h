@@ -28,9 +28,6 @@ class NativeDialog {
   NativeDialog& operator=(const NativeDialog&) = delete;
 
   HWND Handle() const { return handle_; }
-  // The window of the control at this place of the runtime's list.
-  HWND ControlHandle(std::size_t controlIndex) const { return controls_[controlIndex]; }
-  HWND PageHandle(std::size_t pageIndex) const { return pages_[pageIndex]; }
 
   // Called when the runtime reports a change.
   void ShowControl(int controlId);

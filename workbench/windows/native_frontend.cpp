@@ -20,13 +20,13 @@ using vlmcom::Utf16;
 using vlmcom::Utf8;
 
 constexpr wchar_t kProduct[] = L"Velmora";
-// Counts one more while it lives.
-class Counted {
+// Raises a count by one as long as it lives.
+class CountScope {
  public:
-  explicit Counted(int& count) : count_(count) { ++count_; }
-  ~Counted() { --count_; }
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
+  explicit CountScope(int& count) : count_(count) { ++count_; }
+  ~CountScope() { --count_; }
+  CountScope(const CountScope&) = delete;
+  CountScope& operator=(const CountScope&) = delete;
 
  private:
   int& count_;
@@ -147,7 +147,7 @@ void NativeFrontend::BlockDialogs() {
 
 int NativeFrontend::ShowMessage(std::string_view sentence, UINT style) {
   BlockDialogs();
-  const Counted question(questions_);
+  const CountScope question(questions_);
   return MessageBoxW(FrontWindow(), Utf16(sentence).c_str(), kProduct, style);
 }
 
@@ -299,7 +299,7 @@ std::wstring FilterOf(std::wstring caption, const std::vector<std::string>& exte
 }  // namespace
 
 std::optional<std::string> NativeFrontend::ChooseDataFile(HWND owner) {
-  const Counted question(questions_);
+  const CountScope question(questions_);
   return FileQuestion(owner, L"Open data",
                       FilterOf(L"Data files", ReadableExtensions()) + FilterOf(L"All files", {".*"}))
       .AskOpen();
@@ -309,7 +309,7 @@ std::optional<std::string> NativeFrontend::ChooseTableFile(HWND owner, const std
   std::wstring filter;
   for (const std::string& extension : WritableExtensions())
     filter += FilterOf(Utf16("Table (*" + extension + ")"), {extension});
-  const Counted question(questions_);
+  const CountScope question(questions_);
   const std::string stem = PathOf(present).stem().string();
   return FileQuestion(owner, L"Save data as", std::move(filter))
       .AskSave(stem + WritableExtensions().front(), WritableExtensions().front(), OFN_OVERWRITEPROMPT);

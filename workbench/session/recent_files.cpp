@@ -1,4 +1,4 @@
-#include "workbench/server/recent_files.h"
+#include "workbench/session/recent_files.h"
 
 #include <algorithm>
 #include <fstream>
@@ -6,7 +6,6 @@
 
 #include "workbench/data/atomic_file.h"
 #include "workbench/data/errors.h"
-#include "workbench/session/user_settings.h"
 #include "workbench/system/folders.h"
 #include "workbench/system/system.h"
 
@@ -17,34 +16,28 @@ namespace {
 
 constexpr std::size_t kMostFiles = 10;
 
-fs::path ListFile() {
-  const fs::path settings = UserSettingsFile();
-  return settings.empty() ? settings : settings.parent_path() / "recent.txt";
-}
-
 }  // namespace
 
-std::vector<fs::path> ReadRecentFiles() {
+std::vector<fs::path> RecentFiles::Read() const {
   std::vector<fs::path> files;
-  std::ifstream list(ListFile(), std::ios::binary);
+  std::ifstream list(list_, std::ios::binary);
   for (std::string line; files.size() < kMostFiles && std::getline(list, line);) {
     if (!line.empty()) files.push_back(PathOf(line));
   }
   return files;
 }
 
-void RememberRecentFile(const fs::path& file) {
-  const fs::path list = ListFile();
-  if (list.empty() || file.string().find('\n') != std::string::npos) return;
-  std::vector<fs::path> files = ReadRecentFiles();
+void RecentFiles::Remember(const fs::path& file) const {
+  if (list_.empty() || file.string().find('\n') != std::string::npos) return;
+  std::vector<fs::path> files = Read();
   std::erase(files, file);
   files.insert(files.begin(), file);
   files.resize(std::min(files.size(), kMostFiles));
   std::string text;
   for (const fs::path& one : files) text += one.string() + "\n";
-  if (!MakeFolders(list.parent_path()).empty()) return;
+  if (!MakeFolders(list_.parent_path()).empty()) return;
   try {
-    WriteFileAtomically(list.string(), text);
+    WriteFileAtomically(list_.string(), text);
   } catch (const DataError&) {
     return;
   }
