@@ -20,8 +20,8 @@ struct ILog {
   ~ILog() = default;
 };
 
-// Functions of the host's process, each optional: Registers a type library. Called while the
-// library is being loaded: the host queues it and acts after the load. libraryId: the identifier in
+// Functions of the host's process, each optional. Registers a type library; called inside the load
+// of the module, where a host can do little more than take note. libraryId: the identifier in
 // braces. Returns 0 on success; a failure does not stop the load.
 using RegisterTypeLibrary = int (*)(void* moduleInstance, const char* libraryId, const char* subPath,
                                     const char* helpFolder);

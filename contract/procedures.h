@@ -195,8 +195,8 @@ struct IProcedure : ICounted {
   // are appended to the work sheet, a column for each variable: 1 the smallest, ties share their
   // mean rank.
   virtual int Run() = 0;
-  // Null when there is no such result. The caller releases it; it stays what it is when the
-  // analysis goes.
+  // Null when there is no such result. The caller releases it; it keeps its content when the
+  // procedure runs again or ends.
   virtual ISpreadsheet* GetResult(int result, int index) = 0;
   // Of a tree that has run: the cases that the present case selection and weights let through, that
   // have a predictor value (one of its codes) and a response (one of its codes), by rising

@@ -33,8 +33,8 @@ void __freeres();
 
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
   if (reason == DLL_PROCESS_ATTACH) vlmfsl::AttachModule(instance);
-  // At the end of the process the other threads are gone already, perhaps with the heap's lock: its
-  // memory goes with it.
+  // When the process ends, its other threads have ended already, perhaps while one held the heap's
+  // lock: nothing is freed then.
   if (reason == DLL_PROCESS_DETACH && !processEnds) {
     vlmfsl::DetachModule();
     __gnu_cxx::__freeres();

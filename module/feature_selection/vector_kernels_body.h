@@ -290,8 +290,8 @@ struct GroupCase {
   typename R::D y, mass, relativeMass, count, totalWeight;
 };
 
-// The update of one group in each of some lanes by a case, in two steps: the second waits for a
-// division, so that the next lanes can begin meanwhile.
+// Adds a case to one group per lane, in two steps: while the second waits for a division, the first
+// step of the next lanes can run.
 template <class R, GroupRule kRule>
 struct RowUpdate {
   using D = typename R::D;

@@ -237,7 +237,7 @@ TEST(CInterface, PlainNumbersOfArrowStayWhereTheyAreAndAsTheyAre) {
     ASSERT_EQ(velmora_variables(session.Get(), &text), VELMORA_OK);
     EXPECT_LT(json::parse(text)["variables"][0]["valid"], 400);
   }
-  // The session is closed. What its result still has to say does not come from the caller's memory.
+  // After the session is closed, its result no longer reads the caller's memory.
   EXPECT_TRUE(recoded.IsReleased());
   EXPECT_TRUE(plain.IsReleased());
   for (const std::size_t i : {0, 2}) EXPECT_EQ(columns[i], before[i]);
@@ -477,7 +477,7 @@ TEST(CInterface, WrongUseIsOneSentence) {
   EXPECT_EQ(result, nullptr);
   EXPECT_EQ(velmora_clear_data(nullptr), VELMORA_BAD_USE);
   EXPECT_STREQ(velmora_last_error(nullptr), "The argument session is null.");
-  // The table is the one before the failures.
+  // The failures left the table as it was.
   EXPECT_NE(session.RunJson("feature-selection", R"({"dependents": "risk"})").find("\"cases\": 1000"),
             std::string::npos);
 }

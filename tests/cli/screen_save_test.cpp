@@ -93,7 +93,7 @@ SampleFiles Prepare(const TemporaryFolder& folder, const std::string& sample, co
   return files;
 }
 
-// --- What the forms say
+// --- The coded variables of each form
 Coded FromTable(const std::string& path) {
   Coded coded;
   const Table table = ReadTable(path);
@@ -199,8 +199,8 @@ void ExpectSame(const std::string& form, const Coded& expected, const Words& var
   }
 }
 
-// The figures of the bins beside the module's coded variables: those of the case's label.
-// variables: gets their names.
+// Each case has the figures of the bin whose label its coded variable has. Adds the names of the
+// figures' variables to variables.
 void ExpectFigures(const Json& bins, const Coded& coded, Words& variables) {
   for (const Json& response : bins["responses"]) {
     for (const Json& predictor : response["predictors"]) {

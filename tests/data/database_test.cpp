@@ -117,7 +117,7 @@ TEST_F(DatabaseTest, AFileOfANewerDuckDbIsRefusedWithWhatToDo) {
   EXPECT_THAT(ErrorOf([&] { Shown("new.duckdb"); }), Not(HasSubstr("wrote it")));
 }
 
-// Changes that another program has not copied into the file yet would be missing without a word.
+// Changes that another program has not copied into the file yet would be lost silently.
 TEST_F(DatabaseTest, ChangesBesideTheFileAreNotOverlooked) {
   sqlite3* database = nullptr;
   ASSERT_EQ(sqlite3_open(Path("live.sqlite").c_str(), &database), SQLITE_OK);

@@ -287,8 +287,8 @@ TEST(DelimitedText, BlocksMayEndAnywhere) {
   }
 }
 
-// Cells and sentences are the same for every number of threads, whichever columns change their mind
-// on the way.
+// Cells and notices are the same for every number of threads, also when a column of numbers turns
+// out to hold texts.
 TEST_F(DataTest, ThreadsMakeNoDifference) {
   std::mt19937_64 random(5);
   const char* const rare[] = {

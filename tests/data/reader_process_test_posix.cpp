@@ -167,7 +167,7 @@ TEST_F(DataTest, AnyFileNameCanBeRead) {
   }
 }
 
-// Wide files: DuckDB plans a query in time with the square of its columns.
+// The time in which DuckDB plans a query grows with the square of the number of columns.
 TEST_F(DataTest, WideParquetFilesAreReadInSlices) {
   constexpr int kColumns = 1203;
   std::string select;

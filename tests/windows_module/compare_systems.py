@@ -82,7 +82,7 @@ def run(command, words):
     return done.stdout.decode("utf-8")
 
 
-# What the build for Windows lacks the library for, refused by name.
+# The Windows build refuses what it has no library for, and says what that is.
 def refusals_of_what_is_left_out(windows):
     with tempfile.TemporaryDirectory() as folder:
         cases = [

@@ -278,7 +278,8 @@ class Merger {
   std::vector<double> costs_;         // of merging a with b > a, at a * count_ + b
 };
 
-// The partitions on the way from one group each to one bin. groupsAt: by number of bins.
+// Joins groups step by step, from one group per bin to one bin, and returns the partitions in
+// between. groupsAt: the bin of each group, by number of bins.
 Partitions MergeGroups(const PreBinSums& groups, const BinningRules& rules,
                        const std::function<bool()>& isCancelled, std::vector<std::vector<int>>& groupsAt) {
   const PartitionRules partition = WithRoom(rules);

@@ -10,7 +10,7 @@
 namespace velmora::binning {
 namespace {
 
-// Deals cases out to the folds: each ten in a row get the ten folds, in an order of their own.
+// Deals cases to the folds: every ten in a row get the ten folds, shuffled anew.
 class Dealer {
  public:
   explicit Dealer(std::uint64_t stratum) : state_(vlm::RandomBits(stratum)) {

@@ -59,7 +59,7 @@ PreBins MakeMissingBin(const stats::TreeResponse& response, std::span<const std:
 
 // Adds the pre-bins of more after those of bins, which may be of other cases only.
 void Append(const PreBins& more, PreBins& bins);
-// The sums of the first pre-bins. The squared weights are taken as if they were alike everywhere.
+// The sums of the first pre-bins, which get their share by weight of the squared weights.
 PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);
 
 // Whether a case has a response and a weight.

@@ -14,7 +14,7 @@ namespace velmora {
 std::vector<TableName> AttachDuckDbFile(DuckDbSession& session, const std::string& path,
                                         const std::string& shown, bool changes);
 
-// What DuckDB says, about the file that the user named.
+// DuckDB's reason, in a sentence about the file as the user named it.
 DataError DuckDbCannotRead(const std::string& path, const std::string& shown, std::string_view reason);
 
 }  // namespace velmora

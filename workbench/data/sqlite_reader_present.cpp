@@ -24,7 +24,7 @@ class SqliteReader {
   SqliteReader(const ForeignFile& file, RowSink& sink) : file_(file), sink_(sink) {
     RequireWholeFile();
     sqlite3* database = nullptr;
-    // Nothing beside the file is looked at, and nothing is written.
+    // Reads this file alone, without a journal beside it, and writes nothing.
     const int code =
         sqlite3_open_v2(Uri().c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     database_.reset(database);

@@ -67,8 +67,9 @@ class TableCounter {
   void Survey(const std::vector<Chosen>& chosen, const TakePart& take);
   const std::vector<LeftOutColumn>& LeftOut() const { return leftOut_; }
   const push_down::CutColumns& CutColumns() const { return cut_; }
-  // The cases by predictor and outcome, both surveyed; of a measured outcome as cases of three
-  // values in each group that have its mean and variance, which takes no weights and counts.
+  // Counts the cases by predictor and outcome, which have been surveyed. For a measured outcome, cases
+  // of three values with the mean and the variance of a group represent it; weights and counts are
+  // refused.
   void CountPairs(const std::vector<std::string>& predictors, const std::string& outcome, bool isMeasured,
                   const TakePart& take);
 

@@ -146,8 +146,8 @@ double GiniWeight(std::span<const double> classes);
 // Searches the best split of every node, level by level.
 std::vector<GrownNode> GrowNodes(TreeItems& items, const TreeOptions& options, TreeScratch& scratch);
 
-// The logarithm of the probability that a tree of so many splits at fixed places explains as much
-// of noise. explained: its share of the impurity; likelihood: its likelihood-ratio chi-square. A
+// The logarithm of the probability that a tree with so many splits at fixed places explains as much
+// of a response that is noise. explained: its share of the impurity; likelihood: its likelihood-ratio chi-square. A
 // continuous response has classCount 0.
 double LogNoiseTail(int classCount, double cases, double splits, double explained, double likelihood);
 // The logarithm of the effective number of ways to place splits among cuts. smallest: cases of the

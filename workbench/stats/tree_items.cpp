@@ -1,4 +1,4 @@
-// The distinct values of a predictor, in the order in which nodes are ranges of them.
+// The distinct values of a predictor, ordered so that every node is a range of them.
 #include <algorithm>
 #include <cmath>
 #include <numeric>

@@ -1,5 +1,5 @@
-// A file whose bytes are memory: what is read comes from the file, what is changed goes to it, and the
-// system may take the memory back at any time.
+// A file mapped into memory as doubles: reads come from the file, changes go to it, and the system
+// may reclaim the memory at any time.
 //
 //   std::error_code error;
 //   MappedFile file(folder / "values", error);

@@ -49,7 +49,7 @@ const isClassic = (own: Own) => own["classic"] === true;
 const isNew = (own: Own) => own["classic"] !== true;
 export const isSearched = (own: Own) => isNew(own) && own["binning"] !== "tree";
 const takesRawWeights = (own: Own, choices: Choices) => Boolean(choices.weight) && own["raw-weights"] === true;
-// Weights as they are have the ranking of the dialogs.
+// Raw weights are ranked as the dialogs rank them.
 const isNewRanking = (own: Own, choices: Choices) => isNew(own) && !takesRawWeights(own, choices);
 
 export const shapeWords: [string, string][] = [
