@@ -105,6 +105,23 @@ TEST(Association, WeightedTestsAreThoseOfTheSurveyPackage) {
   }
 }
 
+TEST(Association, EqualValuesWhoseMeansAreRoundedAreConstant) {
+  GroupSums sums(3);
+  const double value = 0.1;
+  for (const std::size_t g : {0U, 1U, 2U}) {
+    const int count = 300 + 700 * static_cast<int>(g);
+    double sum = 0;
+    for (int i = 0; i < count; ++i) sum += value;
+    sums.weights[g] = count;
+    sums.means[g] = sum / count;
+    sums.sumsOfSquares[g] = count * (value - sums.means[g]) * (value - sums.means[g]);
+  }
+  ASSERT_NE(sums.means[0], sums.means[1]);
+  EXPECT_FALSE(MeanAssociation(sums).computable);
+  sums.means[2] += 1e-9;
+  EXPECT_TRUE(MeanAssociation(sums).computable);
+}
+
 // schools.csv as a sample of counties within types of school, of schools within types, of counties:
 // svydesign(nest = TRUE), svychisq and regTermTest.
 TEST(Association, ClusteredTestsAreThoseOfTheSurveyPackage) {

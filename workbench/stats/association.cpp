@@ -433,7 +433,10 @@ Association MeanAssociation(const GroupSums& sums) {
   const double groups = static_cast<double>(totals.groups);
   result.df1 = groups - 1;
   result.df2 = cases - groups;
-  if (totals.groups < 2 || !(result.df2 > 0) || !(totals.between + totals.within > 0)) return result;
+  // The means of equal values differ by as much as their sums are rounded.
+  const double rounding = std::numeric_limits<double>::epsilon() * cases * totals.mean;
+  const bool varies = totals.between + totals.within > totals.weight * rounding * rounding;
+  if (totals.groups < 2 || !(result.df2 > 0) || !varies) return result;
   result.computable = true;
   result.statistic = totals.between / result.df1 / (totals.within / result.df2);
   result.rawEffect = totals.between / (totals.between + totals.within);
