@@ -236,7 +236,11 @@ TEST(Bins, SpecialCodesThatDoNotFitAreRefused) {
       {{"--special", "income=-999", "--cut-points", "cuts.json"}, 2, "-999 of income is also a cut point"},
       {{"--special", "income=-999", "--classic"}, 2, "--classic"},
       {{"--special-together"}, 2, "--special-together needs --special"},
-      {{"--special", "income=-5"}, 0, "No case of income has a code of --special"},
+      {{"--special", "income=-5,-6"},
+       0,
+       "No case of income has the special code -6 or -5, so it has no bin: new cases that have it are binned "
+       "as any other value."},
+      {{"--special", "income=-999,-5"}, 0, "No case of income has the special code -5, so it has no bin"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(::testing::PrintToString(row.options));

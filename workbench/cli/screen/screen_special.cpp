@@ -1,6 +1,7 @@
 #include "workbench/cli/screen/screen_special.h"
 
 #include <algorithm>
+#include <set>
 
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
@@ -17,6 +18,17 @@ constexpr char kUserMissing[] = "user-missing";
 bool Occurs(const Column& column, double code) {
   return std::any_of(column.values.begin(), column.values.end(),
                      [code](double value) { return NearlyEqualDoubles(value, code); });
+}
+
+// Codes that no case has.
+std::vector<std::string> AbsentCodes(const Column& column, const std::vector<double>& codes) {
+  std::vector<std::string> absent;
+  for (const double code : codes) {
+    if (Occurs(column, code)) continue;
+    const std::string* const level = column.fromText ? column.LabelOf(code) : nullptr;
+    absent.push_back(level != nullptr ? *level : ShortestNumber(code));
+  }
+  return absent;
 }
 
 // A text column has its levels by their texts alone, because its codes are ours.
@@ -86,6 +98,7 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
     notices.push_back("--special user-missing: " + table.fileName +
                       " has no predictor with values that it declares missing.");
   std::map<int, std::vector<double>> codesOf = fileCodes;
+  std::set<int> namedByItself;
   for (const std::string& option : codes) {
     if (option == kUserMissing) continue;
     const std::size_t equals = option.find('=');
@@ -102,6 +115,7 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
       try {
         for (const double code : CodesFrom(column, option.substr(equals + 1)))
           codesOf[number].push_back(code);
+        if (!isPattern) namedByItself.insert(number);
       } catch (const DataError& error) {
         if (!isPattern) throw UsageError("--special: " + std::string(error.what()));
       }
@@ -113,8 +127,11 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
     list.erase(std::unique(list.begin(), list.end(), NearlyEqualDoubles), list.end());
     if (const auto own = userBins.find(number); own != userBins.end())
       RefuseCutPoints(column, list, own->second);
-    if (std::none_of(list.begin(), list.end(), [&](double code) { return Occurs(column, code); }))
-      notices.push_back("No case of " + column.name + " has a code of --special.");
+    const std::vector<std::string> absent = AbsentCodes(column, list);
+    // Of many variables, each usually has some of the codes.
+    if (!absent.empty() && (namedByItself.contains(number) || absent.size() == list.size()))
+      notices.push_back("No case of " + column.name + " has the special code " + JoinWords(absent, " or ") +
+                        ", so it has no bin: new cases that have it are binned as any other value.");
     std::vector<std::vector<double>>& groups = plan.specialCodes[number];
     if (together) {
       groups.push_back(list);
