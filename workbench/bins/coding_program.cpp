@@ -23,8 +23,6 @@ using coding::Target;
 namespace {
 
 constexpr std::size_t kBlock = 4096;
-// Cells of stored columns that are looked at before their memory is given back: 32 megabytes.
-constexpr std::size_t kCellsHeld = std::size_t{1} << 22;
 
 using Mask = std::vector<std::uint8_t>;  // one per case of a block
 

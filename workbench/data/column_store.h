@@ -24,6 +24,9 @@ namespace velmora {
 void LimitColumnMemory(std::uint64_t bytes);
 std::uint64_t ColumnMemoryLimit();
 
+// Cells of stored columns that are looked at before their memory is given back: 32 megabytes.
+inline constexpr std::size_t kCellsHeld = std::size_t{1} << 22;
+
 class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
  public:
   // In TMPDIR, or where the system keeps large temporary files. Throws DataError.

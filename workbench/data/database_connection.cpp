@@ -107,10 +107,10 @@ DatabaseTable OpenDatabaseTable(const std::string& path, const TablePart& part, 
     return OpenPostgresTable(address.withoutTable, address.shown, named, access);
   }
   const bool isFile = address.server == DatabaseServer::kNone && !path.empty();
-  const bool isDuckDb =
-      isFile && (LowerExtension(path) == "duckdb" || (LowerExtension(path) == "db" && IsDuckDbFile(path)));
+  const std::string extension = isFile ? LowerExtension(path) : "";
+  const bool isDuckDb = extension == "duckdb" || (extension == "db" && IsDuckDbFile(path));
   const bool isQuery = path.empty() && !part.query.empty();
-  if (!isDuckDb && !isQuery && !(isFile && LowerExtension(path) == "parquet"))
+  if (!isDuckDb && !isQuery && extension != "parquet")
     throw DataError(
         "A database that computes is PostgreSQL (postgresql://...) or DuckDB (a .duckdb or "
         ".parquet file, or --sql-from without DATA), unlike " +

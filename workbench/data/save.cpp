@@ -9,6 +9,7 @@
 #include <unordered_set>
 
 #include "workbench/data/atomic_file.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/csv_text.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/duckdb_session.h"
@@ -107,14 +108,12 @@ class WrittenRows {
   }
 
  private:
-  static constexpr std::size_t kCells = std::size_t{1} << 22;
-
   void Release() const {
     for (const Column& column : table_.columns) column.values.Release();
   }
 
   const Table& table_;
-  std::int64_t rows_ = static_cast<std::int64_t>(kCells / table_.columns.size()) + 1;
+  std::int64_t rows_ = static_cast<std::int64_t>(kCellsHeld / table_.columns.size()) + 1;
   std::int64_t next_ = rows_;
 };
 

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t kMostMessages = 20;
 constexpr std::size_t kMostValuesShown = 200;
-constexpr auto kProgressInterval = std::chrono::milliseconds(80);
+constexpr auto kDialogProgressInterval = std::chrono::milliseconds(80);
 
 // The server is gone, or has ended the dialogs.
 struct ServerGone {};
@@ -121,7 +121,7 @@ class PageDialogs final : public Frontend {
   }
   void ProgressStep(int step) override {
     const auto now = std::chrono::steady_clock::now();
-    if (now - lastProgress_ < kProgressInterval) return;
+    if (now - lastProgress_ < kDialogProgressInterval) return;
     lastProgress_ = now;
     SendProgress(static_cast<double>(step) / steps_);
   }

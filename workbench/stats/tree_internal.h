@@ -147,8 +147,8 @@ double GiniWeight(std::span<const double> classes);
 std::vector<GrownNode> GrowNodes(TreeItems& items, const TreeOptions& options, TreeScratch& scratch);
 
 // The logarithm of the probability that a tree with so many splits at fixed places explains as much
-// of a response that is noise. explained: its share of the impurity; likelihood: its likelihood-ratio chi-square. A
-// continuous response has classCount 0.
+// of a response that is noise. explained: its share of the impurity; likelihood: its likelihood-ratio
+// chi-square. A continuous response has classCount 0.
 double LogNoiseTail(int classCount, double cases, double splits, double explained, double likelihood);
 // The logarithm of the effective number of ways to place splits among cuts. smallest: cases of the
 // smallest terminal node.
