@@ -184,7 +184,11 @@ def test_faults(credit):
     flag = {"binary-response": "risk", "good": "good", "bad": "bad"}
     for analysis, wrong, sentence in (
         ("feature-selection", {"dependents": "risk", "classic": True}, "needs all cases in one place"),
-        ("feature-selection", {"dependents": "risk", "strata": "age"}, "--strata and --clusters need all cases"),
+        (
+            "feature-selection",
+            {"dependents": "risk", "strata": "age"},
+            "--strata and --clusters need all cases",
+        ),
         ("feature-selection", {}, "--dependents is missing"),
         ("screen", {**flag, "strata": "age"}, "--strata needs all cases in one place"),
         ("screen", {**flag, "clusters": "age"}, "--clusters needs all cases in one place"),
