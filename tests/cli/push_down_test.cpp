@@ -53,7 +53,9 @@ class PushDown : public ::testing::Test {
         "9007199254740992 + place AS account, DATE '2024-01-01' + CAST(place % 300 AS INTEGER) AS day, "
         "[place] AS list, CASE WHEN place % 13 = 0 THEN 'NaN'::DOUBLE WHEN place % 17 = 0 THEN "
         "'Infinity'::DOUBLE ELSE age / 3 END AS odd, "
-        "1e9 + amount / 2800.0 + place % 97 / 97.0 AS far FROM cases");
+        "1e9 + amount / 2800.0 + place % 97 / 97.0 AS far, "
+        "CASE WHEN place % 7 < 2 THEN 0 ELSE 1e6 + amount / 2800.0 END AS partly, "
+        "CASE WHEN place % 7 < 2 THEN 0 ELSE 0.1 END AS level FROM cases");
     session.Run("DROP TABLE cases");
     session.Run("USE memory");
     session.Run("DETACH made");
@@ -82,6 +84,14 @@ TEST_F(PushDown, RankingsAreThoseOfTheCases) {
        {}},
       {"an outcome far from zero",
        {"--dependents", "far", "--predictors", "age", "purpose", "flag", "w", "many"},
+       {},
+       {}},
+      {"an outcome far from zero where the predictor has values",
+       {"--dependents", "partly", "--predictors", "aim", "--categorical", "aim"},
+       {},
+       {}},
+      {"an outcome that is constant where the predictor has values",
+       {"--dependents", "level", "--continuous", "level", "--predictors", "aim"},
        {},
        {}},
       {"two outcomes",

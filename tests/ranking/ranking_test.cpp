@@ -88,6 +88,48 @@ TEST(Ranking, AnOutcomeThatVariesByRoundingIsConstant) {
   EXPECT_FALSE(ranking.outcomes[0].pairs[0].better);
 }
 
+// An outcome is 0 where predictors are missing and far from it elsewhere, or nearly constant there.
+TEST(Ranking, FiguresAreThoseOfTheCasesThatHaveThePredictor) {
+  constexpr int kCases = 4000;
+  const std::vector<double> a = Uniforms(kCases, 5), b = Uniforms(kCases, 6);
+  const auto at = [](const std::vector<double>& values, int i) {
+    return values[static_cast<std::size_t>(i)];
+  };
+  const auto near = [&](int i) { return std::floor(9 * at(a, i)) + (at(b, i) < 0.5 ? 2 : 0); };
+  const auto rankingOf = [&](const std::function<double(int)>& outcome, bool isWeighted,
+                             IntervalMethod method) {
+    TableMaker maker(kCases);
+    RankingPlan plan;
+    plan.predictorIntervals = {method, 5};
+    plan.continuousDependents = {maker.Add("y", [&](int i) { return i % 4 == 0 ? 0 : outcome(i); })};
+    plan.continuousPredictors = {maker.Add("x", [&](int i) { return i % 4 == 0 ? kMissing : at(b, i); })};
+    plan.categoricalPredictors = {
+        maker.Add("g", [&](int i) { return i % 4 == 0 ? kMissing : std::floor(8 * at(b, i)); })};
+    if (isWeighted) plan.weight = maker.Add("w", [](int i) { return 1 + i % 5; });
+    return Rank(maker.Made(), plan);
+  };
+  for (const bool isWeighted : {false, true}) {
+    for (const IntervalMethod method : {IntervalMethod::kQuantiles, IntervalMethod::kTree}) {
+      SCOPED_TRACE(std::to_string(isWeighted) + " " + std::to_string(static_cast<int>(method)));
+      const Ranking ours = rankingOf(near, isWeighted, method);
+      const Ranking far = rankingOf([&](int i) { return 1e13 + near(i); }, isWeighted, method);
+      const Ranking constant =
+          rankingOf([](int i) { return i % 3 == 0 ? 0.3 : 0.1 * 3; }, isWeighted, method);
+      for (std::size_t p = 0; p < 2; ++p) {
+        const stats::Association& one = ours.outcomes[0].pairs[p].association;
+        const stats::Association& other = far.outcomes[0].pairs[p].association;
+        ASSERT_TRUE(one.computable && other.computable) << p;
+        EXPECT_EQ(other.levels, one.levels);
+        for (const auto figure :
+             {&stats::Association::statistic, &stats::Association::rawEffect, &stats::Association::effect,
+              &stats::Association::logP, &stats::Association::designEffect})
+          EXPECT_NEAR(other.*figure / (one.*figure), 1, 1e-11) << p;
+        EXPECT_FALSE(constant.outcomes[0].pairs[p].association.computable) << p;
+      }
+    }
+  }
+}
+
 // The intervals of quantiles see only the order of the values; those of equal width lose everything
 // to one far value, and say so.
 TEST(Ranking, QuantilesDoNotDependOnFarValues) {

@@ -1,6 +1,7 @@
 // Effects, tests and adjusted p-values against R (chisq.test, oneway.test, p.adjust, the survey
 // package), SciPy and direct computation.
 #include "workbench/stats/association.h"
+#include "workbench/stats/group_moments.h"
 
 #include <gtest/gtest.h>
 
@@ -105,21 +106,51 @@ TEST(Association, WeightedTestsAreThoseOfTheSurveyPackage) {
   }
 }
 
-TEST(Association, EqualValuesWhoseMeansAreRoundedAreConstant) {
+TEST(Association, AnOutcomeThatVariesLessThanItIsRoundedIsConstant) {
   GroupSums sums(3);
-  const double value = 0.1;
-  for (const std::size_t g : {0U, 1U, 2U}) {
-    const int count = 300 + 700 * static_cast<int>(g);
-    double sum = 0;
-    for (int i = 0; i < count; ++i) sum += value;
-    sums.weights[g] = count;
-    sums.means[g] = sum / count;
-    sums.sumsOfSquares[g] = count * (value - sums.means[g]) * (value - sums.means[g]);
-  }
-  ASSERT_NE(sums.means[0], sums.means[1]);
-  EXPECT_FALSE(MeanAssociation(sums).computable);
-  sums.means[2] += 1e-9;
+  sums.weights = {300, 1000, 1700};
+  sums.means = {0.3, 0.1 * 3, 0.3};
   EXPECT_TRUE(MeanAssociation(sums).computable);
+  sums.rounding = 1e-15;
+  EXPECT_FALSE(MeanAssociation(sums).computable);
+  sums.sumsOfSquares[2] = 1e-26;
+  EXPECT_TRUE(MeanAssociation(sums).computable);
+}
+
+// Values that are nearly the same everywhere, and those of a group exactly; the first case of a group
+// is one of its extremes.
+TEST(GroupMoments, AreThoseOfTheSpreadHoweverFarTheValues) {
+  constexpr std::size_t kCases = 3000;
+  for (const double origin : {0.0, 1.0, 1e9, -1e13}) {
+    for (const bool isWeighted : {false, true}) {
+      const auto massOf = [&](std::size_t i) {
+        CaseMass mass;
+        if (isWeighted)
+          mass.weight = 0.5 + static_cast<double>(i % 7), mass.squares = mass.weight * mass.weight;
+        return mass;
+      };
+      const auto valueOf = [](std::size_t i) { return i % 3 == 2 ? 7.0 : static_cast<double>(i * i % 1009); };
+      const auto forEach = [&](auto visit) {
+        for (std::size_t i = 0; i < kCases; ++i) visit(i % 3, origin + valueOf(i), massOf(i));
+      };
+      const std::vector<GroupMoments> groups =
+          isWeighted ? CollectMoments<true>(3, origin, forEach) : CollectMoments<false>(3, origin, forEach);
+      EXPECT_EQ(groups[2].mean, 7);
+      EXPECT_EQ(groups[2].deviations, 0);
+      for (const std::size_t g : {0U, 1U}) {
+        long double weight = 0, mean = 0, deviations = 0;
+        for (std::size_t i = g; i < kCases; i += 3) {
+          weight += massOf(i).weight;
+          mean += massOf(i).weight * valueOf(i);
+        }
+        mean /= weight;
+        for (std::size_t i = g; i < kCases; i += 3)
+          deviations += massOf(i).weight * (valueOf(i) - mean) * (valueOf(i) - mean);
+        EXPECT_NEAR(groups[g].mean / static_cast<double>(mean), 1, 1e-14) << origin;
+        EXPECT_NEAR(groups[g].deviations / static_cast<double>(deviations), 1, 1e-13) << origin;
+      }
+    }
+  }
 }
 
 // schools.csv as a sample of counties within types of school, of schools within types, of counties:

@@ -157,15 +157,15 @@ struct Outcome {
   // Classes.
   std::vector<std::uint32_t> classOf;  // by case; classes: without one
   std::uint32_t classes = 0;           // 0: measured
-  // Measured: centred and scaled, which changes no figure; 0 where absent.
+  // Measured: times a power of two, which changes no figure; 0 where absent, and everywhere when the
+  // outcome is constant.
   std::vector<double> values;
   std::vector<std::uint8_t> present;  // used, with a value
   bool finite = true;
 };
 
-// Values between -1 and 1 around their mean, so that no square overflows or loses the deviations
-// around a large offset.
-void Standardize(const Column& column, const Cases& cases, Outcome& outcome) {
+// Values that differ by less than 1, so that no square of a difference overflows or vanishes.
+void TakeValues(const Column& column, const Cases& cases, Outcome& outcome) {
   outcome.values.assign(cases.Count(), 0.0);
   outcome.present.assign(cases.Count(), 0);
   double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
@@ -179,24 +179,11 @@ void Standardize(const Column& column, const Cases& cases, Outcome& outcome) {
   outcome.finite = std::isfinite(largest) || lowest > highest;
   // Values that differ by rounding only, such as 0.3 and 0.1 * 3, are one value.
   if (!outcome.finite || !(lowest < highest) || NearlyEqualDoubles(lowest, highest)) return;
-  // A power of two leaves the digits as they are.
   int exponent = 0;
-  std::frexp(largest, &exponent);
-  double mean = 0, seen = 0;
+  std::frexp(highest / 2 - lowest / 2, &exponent);
   for (std::size_t i = 0; i < cases.Count(); ++i) {
-    if (outcome.present[i] == 0) continue;
-    outcome.values[i] = std::ldexp(column.values[i], -exponent);
-    mean += (outcome.values[i] - mean) / ++seen;
+    if (outcome.present[i] != 0) outcome.values[i] = std::ldexp(column.values[i], -exponent - 1);
   }
-  double width = 0;
-  for (std::size_t i = 0; i < cases.Count(); ++i) {
-    if (outcome.present[i] == 0) continue;
-    outcome.values[i] -= mean;
-    width = std::max(width, std::fabs(outcome.values[i]));
-  }
-  if (width == 0) return;
-  std::frexp(width, &exponent);
-  for (double& value : outcome.values) value = std::ldexp(value, -exponent);
 }
 
 // The pass over the cases of one pair.
@@ -209,7 +196,9 @@ class PairPass {
     if (outcome.classes > 0) {
       Tabulate(groups, outcome, seed, pair);
     } else if (outcome.finite) {
-      Compare(groups, outcome, pair);
+      const auto groupAt = [&](std::size_t i) { return groups.groupOf[i]; };
+      const double origin = OriginOf(groups, outcome);
+      Compare(MomentsOf(groups, outcome, origin), groupAt, outcome, origin, pair);
     }
   }
 
@@ -218,21 +207,39 @@ class PairPass {
   // make it small.
   void RunJoined(const CaseGroups& groups, const Outcome& outcome, std::uint64_t seed, int intervals,
                  RankedPair& pair) {
-    const binning::PreBinSums sums = SumsOf(groups, outcome);
+    if (outcome.classes == 0 && !outcome.finite) return;
+    const double origin = OriginOf(groups, outcome);
+    std::vector<stats::GroupMoments> moments;
+    binning::PreBinSums sums;
+    if (outcome.classes > 0) {
+      sums = ClassSums(groups, outcome);
+    } else {
+      moments = MomentsOf(groups, outcome, origin);
+      sums = PreBinsOf(moments, 1, IsSampled());
+    }
     if (sums.Count() < 2) return Run(groups, outcome, seed, pair);
     const binning::OptimalBins bins = JoinGroups(sums, intervals);
-    joined_ = groups;
-    joined_.count = static_cast<std::uint32_t>(bins.count);
-    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+    const auto joinedAt = [&](std::size_t i) {
       const std::uint32_t g = groups.groupOf[i];
-      joined_.groupOf[i] = g < groups.count ? static_cast<std::uint32_t>(bins.binOf[g]) : joined_.count;
+      return g < groups.count ? static_cast<std::uint32_t>(bins.binOf[g])
+                              : static_cast<std::uint32_t>(bins.count);
+    };
+    if (outcome.classes > 0) {
+      joined_ = groups;
+      joined_.count = static_cast<std::uint32_t>(bins.count);
+      for (std::size_t i = 0; i < cases_.Count(); ++i) joined_.groupOf[i] = joinedAt(i);
+      Tabulate(joined_, outcome, seed, pair);
+    } else {
+      std::vector<stats::GroupMoments> joined(static_cast<std::size_t>(bins.count));
+      for (std::size_t g = 0; g < moments.size(); ++g)
+        joined[static_cast<std::size_t>(bins.binOf[g])].Merge(moments[g]);
+      Compare(joined, joinedAt, outcome, origin, pair);
     }
-    Run(joined_, outcome, seed, pair);
     CorrectForSearch(sums.Count(), pair.association.levels, intervals, true, pair.association);
   }
 
  private:
-  binning::PreBinSums SumsOf(const CaseGroups& groups, const Outcome& outcome) const {
+  binning::PreBinSums ClassSums(const CaseGroups& groups, const Outcome& outcome) const {
     binning::PreBinSums sums;
     sums.classCount = static_cast<int>(outcome.classes);
     const std::size_t stride = sums.Stride();
@@ -240,22 +247,41 @@ class PairPass {
     sums.cases.resize(groups.count);
     for (std::size_t i = 0; i < cases_.Count(); ++i) {
       const std::uint32_t g = groups.groupOf[i];
-      const bool has = outcome.classes > 0 ? outcome.classOf[i] < outcome.classes : outcome.present[i] != 0;
-      if (g >= groups.count || !has) continue;
+      if (g >= groups.count || outcome.classOf[i] >= outcome.classes) continue;
       const double weight = IsWeighted() ? cases_.weight[i] : 1;
-      double* const entry = &sums.values[g * stride];
-      if (outcome.classes > 0) {
-        entry[outcome.classOf[i]] += weight;
-      } else {
-        const double value = outcome.values[i];
-        entry[0] += weight;
-        entry[1] += weight * value;
-        entry[2] += weight * value * value;
-      }
+      sums.values[g * stride + outcome.classOf[i]] += weight;
       sums.cases[g] += 1;
       sums.squaredWeights += IsSampled() ? cases_.squares[i] : weight;
     }
     return sums;
+  }
+
+  // Any value of the outcome where the predictor has one.
+  double OriginOf(const CaseGroups& groups, const Outcome& outcome) const {
+    if (outcome.classes > 0) return 0;
+    for (std::size_t i = 0; i < cases_.Count(); ++i) {
+      if (outcome.present[i] != 0 && groups.groupOf[i] < groups.count) return outcome.values[i];
+    }
+    return 0;
+  }
+
+  std::vector<stats::GroupMoments> MomentsOf(const CaseGroups& groups, const Outcome& outcome,
+                                             double origin) const {
+    const auto forEach = [&](auto visit) {
+      for (std::size_t i = 0; i < cases_.Count(); ++i) {
+        const std::uint32_t g = groups.groupOf[i];
+        if (outcome.present[i] == 0 || g >= groups.count) continue;
+        stats::CaseMass mass;
+        if (IsWeighted()) {
+          mass.frequency = cases_.frequency.empty() ? 1 : cases_.frequency[i];
+          mass.weight = cases_.weight[i];
+          mass.squares = IsSampled() ? cases_.squares[i] : mass.weight;
+        }
+        visit(g, outcome.values[i], mass);
+      }
+    };
+    return IsWeighted() ? stats::CollectMoments<true>(groups.count, origin, forEach)
+                        : stats::CollectMoments<false>(groups.count, origin, forEach);
   }
 
   bool IsWeighted() const { return !cases_.weight.empty(); }
@@ -320,51 +346,23 @@ class PairPass {
       sums_[groups.groupOf[i] * stride + outcome.classOf[i]] += mass[i];
   }
 
-  // Means first, then deviations from them.
-  void Compare(const CaseGroups& groups, const Outcome& outcome, RankedPair& pair) {
-    const std::uint32_t last = groups.count;
-    const auto groupAt = [&](std::size_t i) { return outcome.present[i] != 0 ? groups.groupOf[i] : last; };
-    stats::GroupSums sums(std::size_t{last} + 1);
-    counts_.assign(std::size_t{last} + 1, 0);
-    for (std::size_t i = 0; i < cases_.Count(); ++i) {
-      const std::uint32_t g = groupAt(i);
-      const double weight = IsWeighted() ? cases_.weight[i] : 1.0;
-      ++counts_[g];
-      sums.weights[g] += weight;
-      sums.means[g] += weight * outcome.values[i];
-    }
-    for (std::size_t g = 0; g < last; ++g) {
-      pair.cases += static_cast<std::int64_t>(counts_[g]);
-      if (sums.weights[g] > 0) sums.means[g] /= sums.weights[g];
-    }
-    pair.frequency = PairFrequency(groups, pair, [&](std::size_t i) { return outcome.present[i] != 0; });
-    if (IsSampled()) {
-      sums.squaredWeights.resize(sums.weights.size());
-      sums.squaredWeightsSquares.resize(sums.weights.size());
-      sums.cases = pair.frequency;
-    }
-    for (std::size_t i = 0; i < cases_.Count(); ++i) {
-      const std::uint32_t g = groupAt(i);
-      const double deviation = outcome.values[i] - sums.means[g];
-      const double square = deviation * deviation;
-      sums.sumsOfSquares[g] += IsWeighted() ? cases_.weight[i] * square : square;
-      if (!IsSampled()) continue;
-      sums.squaredWeights[g] += cases_.squares[i];
-      sums.squaredWeightsSquares[g] += cases_.squares[i] * square;
-    }
+  // groupAt: of each case, from the number of groups on: none.
+  template <typename GroupAt>
+  void Compare(const std::vector<stats::GroupMoments>& groups, const GroupAt& groupAt, const Outcome& outcome,
+               double origin, RankedPair& pair) const {
+    stats::GroupSums sums = CountGroups(groups, 1, IsSampled(), pair);
+    sums.rounding = RoundingAt(std::fabs(origin));
     if (!cases_.design.IsPlain()) {
       sums.design.isClustered = true;
       sums.design.degreesOfFreedom = cases_.design.degreesOfFreedom;
-      if (last <= stats::kMostObservedInteractions + 1)
-        sums.design.matrix = stats::ClusterCovariance(cases_.design, last, [&](std::uint32_t i, auto add) {
-          const std::uint32_t g = groupAt(i);
-          if (g < last) add(g, cases_.weight[i] * (outcome.values[i] - sums.means[g]) / sums.weights[g]);
-        });
-    }
-    // The group of the cases that take no part.
-    for (std::vector<double>* column : {&sums.weights, &sums.means, &sums.sumsOfSquares, &sums.squaredWeights,
-                                        &sums.squaredWeightsSquares}) {
-      if (!column->empty()) column->pop_back();
+      if (groups.size() <= stats::kMostObservedInteractions + 1)
+        sums.design.matrix =
+            stats::ClusterCovariance(cases_.design, groups.size(), [&](std::uint32_t i, auto add) {
+              const std::uint32_t g = groupAt(i);
+              if (outcome.present[i] == 0 || g >= groups.size()) return;
+              const double deviation = outcome.values[i] - origin - sums.means[g];
+              add(g, cases_.weight[i] * deviation / sums.weights[g]);
+            });
     }
     pair.association = stats::MeanAssociation(sums);
   }
@@ -462,7 +460,7 @@ class RankingRun {
     Outcome& outcome = outcomes_[index];
     RankedOutcome& ranked = ranking_.outcomes[index];
     if (variable.continuous && !plan_.cutDependents) {
-      Standardize(column, cases_, outcome);
+      TakeValues(column, cases_, outcome);
       ranked.cases = std::count(outcome.present.begin(), outcome.present.end(), std::uint8_t{1});
     } else {
       const CaseGroups& groups = variable.continuous ? worker.grouper.Group(column, plan_.dependentIntervals)

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <span>
 
+#include "base/tolerant.h"
 #include "workbench/stats/exact_tests.h"
 
 namespace velmora::ranking {
@@ -104,6 +105,48 @@ void TestTable(const stats::CellSums& sums, const RankingPlan& plan, std::uint64
 
 std::uint64_t SeedOfPair(const RankingPlan& plan, int predictor, std::size_t dependent) {
   return plan.seed * 1000003 + static_cast<std::uint64_t>(predictor) * 1000 + std::uint64_t{dependent};
+}
+
+stats::GroupSums CountGroups(std::span<const stats::GroupMoments> groups, double factor, bool isSampled,
+                             RankedPair& pair) {
+  stats::GroupSums sums(groups.size());
+  pair.cases = 0;
+  pair.frequency = 0;
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    const stats::GroupMoments& group = groups[g];
+    pair.cases += static_cast<std::int64_t>(group.cases);
+    pair.frequency += group.frequency;
+    sums.weights[g] = factor * group.weight;
+    sums.means[g] = group.mean;
+    sums.sumsOfSquares[g] = factor * group.deviations;
+    if (!isSampled) continue;
+    const double apart = group.squaresMean - group.mean;
+    sums.squaredWeights.push_back(factor * factor * group.squares);
+    sums.squaredWeightsSquares.push_back(factor * factor *
+                                         (group.squaresDeviations + group.squares * apart * apart));
+  }
+  if (isSampled) sums.cases = pair.frequency;
+  return sums;
+}
+
+double RoundingAt(double distance) {
+  return static_cast<double>(vlm::kToleranceUlps) * std::numeric_limits<double>::epsilon() * distance;
+}
+
+// About the mean of the pair, so that the squares do not hide the spread of values far from zero.
+binning::PreBinSums PreBinsOf(std::span<const stats::GroupMoments> groups, double factor, bool isSampled) {
+  stats::GroupMoments all;
+  for (const stats::GroupMoments& group : groups) all.Merge(group);
+  binning::PreBinSums sums;
+  sums.classCount = 0;
+  for (const stats::GroupMoments& group : groups) {
+    const double weight = factor * group.weight, mean = group.weight > 0 ? group.mean - all.mean : 0;
+    sums.values.insert(sums.values.end(),
+                       {weight, weight * mean, factor * group.deviations + weight * mean * mean});
+    sums.cases.push_back(group.cases);
+    sums.squaredWeights += isSampled ? factor * factor * group.squares : weight;
+  }
+  return sums;
 }
 
 binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals) {

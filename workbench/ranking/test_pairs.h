@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "workbench/binning/optimal_bins.h"
 #include "workbench/ranking/rank_predictors.h"
+#include "workbench/stats/group_moments.h"
 
 namespace velmora::ranking {
 
@@ -22,6 +24,15 @@ bool HasTooManyCells(std::size_t cells, std::size_t caseCount);
 void TestTable(const stats::CellSums& sums, const RankingPlan& plan, std::uint64_t seed, RankedPair& pair);
 // predictor: variable number; dependent: index of the outcome.
 std::uint64_t SeedOfPair(const RankingPlan& plan, int predictor, std::size_t dependent);
+
+// Sets the numbers of cases of a pair, and the sums of its groups, of which isSampled wants those of
+// the squared weights. factor: of the weights.
+stats::GroupSums CountGroups(std::span<const stats::GroupMoments> groups, double factor, bool isSampled,
+                             RankedPair& pair);
+// The differences between values at this distance from zero that are those of rounding.
+double RoundingAt(double distance);
+// What JoinGroups reads of a measured outcome.
+binning::PreBinSums PreBinsOf(std::span<const stats::GroupMoments> groups, double factor, bool isSampled);
 
 // Neighbouring fine intervals joined to at most `intervals` for an outcome.
 binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals);

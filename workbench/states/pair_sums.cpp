@@ -76,6 +76,10 @@ double MeasuredOutcome::Unscaled(double scaled) const {
   return std::ldexp(std::ldexp(scaled, widthExponent) + centre, exponent);
 }
 
+double MeasuredOutcome::DistanceFromZero(double scaled) const {
+  return std::fabs(scaled + std::ldexp(centre, -widthExponent));
+}
+
 double MeasuredOutcome::SquareUnit() const { return std::ldexp(1.0, 2 * (widthExponent + exponent)); }
 
 Packed MeasuredOutcome::Pack() const {
@@ -102,56 +106,27 @@ PairSums::PairSums(std::uint32_t groups, std::uint32_t classes, std::uint32_t fo
   cells_.resize(Place(0, 0, folds_));
 }
 
-// Chan, Golub and LeVeque 1983, doi:10.1080/00031305.1983.10483115.
-void PairSums::Cell::Merge(const Cell& other) {
-  if (!(other.weight > 0)) return;
-  if (!(weight > 0)) {
-    *this = other;
-    return;
-  }
-  const auto join = [](double& ours, double& ourDeviations, double ourWeight, double theirs,
-                       double theirDeviations, double theirWeight) {
-    const double step = theirs - ours, both = ourWeight + theirWeight;
-    ourDeviations += theirDeviations + step * step * (ourWeight / both) * theirWeight;
-    ours += step * (theirWeight / both);
-  };
-  join(mean, deviations, weight, other.mean, other.deviations, other.weight);
-  join(squaresMean, squaresDeviations, squares, other.squaresMean, other.squaresDeviations, other.squares);
-  cases += other.cases;
-  frequency += other.frequency;
-  weight += other.weight;
-  squares += other.squares;
-}
-
 void PairSums::Take(const std::vector<std::uint32_t>& groupOf, const OutcomePart& outcome,
                     const PartCases& cases) {
-  std::vector<Cell> part(cells_.size());
   const auto forEach = [&](auto visit) {
     for (std::size_t i = 0; i < groupOf.size(); ++i) {
       const std::uint32_t classIndex = outcome.classOf[i];
       if (groupOf[i] == kNoGroup || classIndex == kNoGroup) continue;
-      visit(part[Place(groupOf[i], classIndex, outcome.folds.empty() ? 0 : outcome.folds[i])], i);
+      visit(Place(groupOf[i], classIndex, outcome.folds.empty() ? 0 : outcome.folds[i]),
+            classes_ == 0 ? outcome.values[i] : 0,
+            stats::CaseMass{cases.cases[i], cases.frequency[i], cases.weight[i], cases.squares[i]});
     }
   };
-  forEach([&](Cell& cell, std::size_t i) {
-    cell.cases += cases.cases[i];
-    cell.frequency += cases.frequency[i];
-    cell.weight += cases.weight[i];
-    cell.squares += cases.squares[i];
-    if (classes_ > 0) return;
-    cell.mean += cases.weight[i] * outcome.values[i];
-    cell.squaresMean += cases.squares[i] * outcome.values[i];
-  });
+  std::vector<Cell> part;
   if (classes_ == 0) {
-    // Means first, then deviations from them, as over a table in memory.
-    for (Cell& cell : part) {
-      if (cell.weight > 0) cell.mean /= cell.weight;
-      if (cell.squares > 0) cell.squaresMean /= cell.squares;
-    }
-    forEach([&](Cell& cell, std::size_t i) {
-      const double deviation = outcome.values[i] - cell.mean, other = outcome.values[i] - cell.squaresMean;
-      cell.deviations += cases.weight[i] * deviation * deviation;
-      cell.squaresDeviations += cases.squares[i] * other * other;
+    part = stats::CollectMoments<true>(cells_.size(), 0, forEach);
+  } else {
+    part.resize(cells_.size());
+    forEach([&](std::size_t place, double, const stats::CaseMass& mass) {
+      part[place].cases += mass.cases;
+      part[place].frequency += mass.frequency;
+      part[place].weight += mass.weight;
+      part[place].squares += mass.squares;
     });
   }
   for (std::size_t at = 0; at < part.size(); ++at) cells_[at].Merge(part[at]);

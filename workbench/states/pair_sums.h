@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "workbench/states/part_cases.h"
+#include "workbench/stats/group_moments.h"
 
 namespace velmora::states {
 
@@ -48,6 +49,8 @@ struct MeasuredOutcome {
   // Value and square in the outcome's own unit.
   double Unscaled(double scaled) const;
   double SquareUnit() const;
+  // How far from 0 a scaled value was before it was centred.
+  double DistanceFromZero(double scaled) const;
 
   Packed Pack() const;
   static MeasuredOutcome Unpack(const Packed& packed);
@@ -75,14 +78,7 @@ class PairSums {
 
   // Cells are group x class (classes 1 for a measured outcome); group Groups() holds the cases
   // without the predictor.
-  struct Cell {
-    double cases = 0, frequency = 0, weight = 0, squares = 0;
-    // Of a measured outcome: weighted, about the mean.
-    double mean = 0, deviations = 0;
-    double squaresMean = 0, squaresDeviations = 0;  // weighted by the squared weights
-
-    void Merge(const Cell& other);
-  };
+  using Cell = stats::GroupMoments;
   // fold: kNoGroup for all cases.
   Cell At(std::uint32_t group, std::uint32_t classIndex, std::uint32_t fold = kNoGroup) const;
 

@@ -433,9 +433,7 @@ Association MeanAssociation(const GroupSums& sums) {
   const double groups = static_cast<double>(totals.groups);
   result.df1 = groups - 1;
   result.df2 = cases - groups;
-  // The means of equal values differ by as much as their sums are rounded.
-  const double rounding = std::numeric_limits<double>::epsilon() * cases * totals.mean;
-  const bool varies = totals.between + totals.within > totals.weight * rounding * rounding;
+  const bool varies = totals.between + totals.within > totals.weight * sums.rounding * sums.rounding;
   if (totals.groups < 2 || !(result.df2 > 0) || !varies) return result;
   result.computable = true;
   result.statistic = totals.between / result.df1 / (totals.within / result.df2);

@@ -46,11 +46,12 @@ struct GroupSums {
       : weights(groupCount), means(groupCount), sumsOfSquares(groupCount) {}
 
   std::vector<double> weights;
-  std::vector<double> means;                  // weighted
+  std::vector<double> means;                  // weighted, relative to any origin
   std::vector<double> sumsOfSquares;          // weighted, about the group's mean
   std::vector<double> squaredWeights;         // empty: every weight is 1
   std::vector<double> squaredWeightsSquares;  // sums of w^2 (y - mean)^2; as long as squaredWeights
   double cases = 0;                           // with weights: how many cases were drawn
+  double rounding = 0;                        // of one value: an outcome that varies less is constant
   DesignCovariance design;
 };
 

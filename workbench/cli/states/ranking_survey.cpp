@@ -19,17 +19,17 @@ using Cell = states::PairSums::Cell;
 // The cells of a pair without those of cases that have no predictor.
 struct Grid {
   std::size_t groups = 0, columns = 1;
-  bool isMeasured = false;
+  const states::MeasuredOutcome* measured = nullptr;  // the outcome, unless it has classes
   std::vector<Cell> cells;
 
   const Cell& At(std::size_t group, std::size_t column) const { return cells[group * columns + column]; }
 };
 
-Grid GridOf(const states::PairSums& sums) {
+Grid GridOf(const states::PairSums& sums, const SumsRun::Outcome& outcome) {
   Grid grid;
   grid.groups = sums.Groups();
-  grid.isMeasured = sums.Classes() == 0;
-  grid.columns = grid.isMeasured ? 1 : sums.Classes();
+  if (outcome.IsMeasured()) grid.measured = &outcome.measured;
+  grid.columns = outcome.IsMeasured() ? 1 : sums.Classes();
   for (std::uint32_t g = 0; g < grid.groups; ++g) {
     for (std::uint32_t c = 0; c < grid.columns; ++c) grid.cells.push_back(sums.At(g, c));
   }
@@ -55,13 +55,13 @@ class PairTester {
       : plan_(plan), factor_(massFactor), isSampled_(plan.weight != 0) {}
 
   void Test(const Grid& grid, std::uint64_t seed, ranking::RankedPair& pair) const {
+    if (grid.measured != nullptr) return TestMeans(grid, *grid.measured, pair);
     pair.cases = 0;
     pair.frequency = 0;
     for (const Cell& cell : grid.cells) {
       pair.cases += static_cast<std::int64_t>(cell.cases);
       pair.frequency += cell.frequency;
     }
-    if (grid.isMeasured) return TestMeans(grid, pair);
     stats::CellSums sums(grid.groups, grid.columns);
     for (std::size_t i = 0; i < grid.cells.size(); ++i) sums.weights[i] = factor_ * grid.cells[i].weight;
     if (isSampled_) {
@@ -78,26 +78,18 @@ class PairTester {
   }
 
  private:
-  void TestMeans(const Grid& grid, ranking::RankedPair& pair) const {
-    stats::GroupSums sums(grid.groups);
-    for (std::size_t g = 0; g < grid.groups; ++g) {
-      const Cell& cell = grid.cells[g];
-      sums.weights[g] = factor_ * cell.weight;
-      sums.means[g] = cell.mean;
-      sums.sumsOfSquares[g] = factor_ * cell.deviations;
-      if (!isSampled_) continue;
-      const double apart = cell.squaresMean - cell.mean;
-      sums.squaredWeights.push_back(factor_ * factor_ * cell.squares);
-      sums.squaredWeightsSquares.push_back(factor_ * factor_ *
-                                           (cell.squaresDeviations + cell.squares * apart * apart));
-    }
-    if (isSampled_) sums.cases = pair.frequency;
+  void TestMeans(const Grid& grid, const states::MeasuredOutcome& measured, ranking::RankedPair& pair) const {
+    stats::GroupSums sums = ranking::CountGroups(grid.cells, factor_, isSampled_, pair);
+    Cell all;
+    for (const Cell& cell : grid.cells) all.Merge(cell);
+    sums.rounding = ranking::RoundingAt(measured.DistanceFromZero(all.mean));
     pair.association = stats::MeanAssociation(sums);
   }
 
   binning::PreBinSums PreBinsOf(const Grid& grid) const {
+    if (grid.measured != nullptr) return ranking::PreBinsOf(grid.cells, factor_, isSampled_);
     binning::PreBinSums sums;
-    sums.classCount = grid.isMeasured ? 0 : static_cast<int>(grid.columns);
+    sums.classCount = static_cast<int>(grid.columns);
     for (std::size_t g = 0; g < grid.groups; ++g) {
       double cases = 0;
       for (std::size_t c = 0; c < grid.columns; ++c) {
@@ -106,9 +98,6 @@ class PairTester {
         cases += cell.cases;
         sums.squaredWeights += isSampled_ ? factor_ * factor_ * cell.squares : weight;
         sums.values.push_back(weight);
-        if (!grid.isMeasured) continue;
-        sums.values.push_back(weight * cell.mean);
-        sums.values.push_back(factor_ * cell.deviations + weight * cell.mean * cell.mean);
       }
       sums.cases.push_back(cases);
     }
@@ -236,7 +225,7 @@ class RankingSurvey final : public SurveyRun {
                         ranking::HasTooManyCells((counted.predictors[p].Count() + std::size_t{1}) * columns,
                                                  static_cast<std::size_t>(Totals().rows));
     if (pair.tooManyCells || (outcome.IsMeasured() && !outcome.measured.finite)) return;
-    const Grid grid = GridOf(sums.Sums(p, d));
+    const Grid grid = GridOf(sums.Sums(p, d), outcome);
     const bool joins = isContinuous && plan.predictorIntervals.method == ranking::IntervalMethod::kTree;
     if (joins) {
       tester.TestJoined(grid, seed, plan.predictorIntervals.intervals, pair);
