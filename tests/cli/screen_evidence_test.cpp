@@ -254,6 +254,26 @@ TEST(ScreenEvidence, WarnsOfLeakageAndIdentifiers) {
              {"Check closed: known only where y is bad"});
 }
 
+TEST(ScreenEvidence, JoinsAWarningThatManyPredictorsHave) {
+  const TemporaryFolder folder;
+  std::mt19937 random(5);
+  std::normal_distribution<double> normal;
+  std::string csv = "y,a,b,c,d,e\n";
+  for (int i = 0; i < 1000; ++i) {
+    const bool bad = i % 2 == 0;
+    csv += bad ? "bad" : "good";
+    for (int p = 0; p < 5; ++p) csv += "," + std::to_string(normal(random) + (bad ? 1.2 : 0));
+    csv += "\n";
+  }
+  const Words words = With({"screen", folder.Write("many.csv", csv)}, kFlag);
+  const std::string text = RunVelmora(words).out;
+  ExpectSaid({0, "", text}, {"Check 5 predictors: information value above 0.5; are they known before y? "});
+  EXPECT_EQ(text.find("Check a:"), std::string::npos);
+  // Three have a line each.
+  const std::string few = RunVelmora(With(words, {"--predictors", "a,b,c"})).out;
+  EXPECT_NE(few.find("Check a: information value "), std::string::npos) << few;
+}
+
 TEST(ScreenEvidence, SaysWhichPredictorsSayTheSame) {
   const TemporaryFolder folder;
   std::mt19937 random(12);
@@ -297,6 +317,8 @@ TEST(ScreenEvidence, SaysWhichPredictorsSayTheSame) {
   const std::string page = ReadFile(out + "/screening.html");
   EXPECT_NE(page.find("Which predictors say the same"), std::string::npos);
   EXPECT_NE(page.find("Says the same as"), std::string::npos);
+  ExpectSaid({0, "", RunVelmora(With({"screen", data}, kFlag)).out},
+             {"1 (V 0.", "same as: rank of a better predictor"});
   ExpectSaid({0, "", RunVelmora(With(With({"screen", data}, kFlag), {"--distinct"})).out},
              {"2 predictors say the same as a better one"});
   EXPECT_TRUE(Named(ResponseOf(data, With(kFlag, {"--compare", "0"}))["predictors"], "town")["saysTheSameAs"]

@@ -14,19 +14,13 @@ TableView::TableView(const Sheet& sheet, const ShortNames& shortNames)
     hasRowNames_ = !sheet.RowName(row).empty();
   for (int column = 1; column <= sheet.ColumnCount(); ++column) {
     ColumnStyle style;
-    double largest = 0;
     for (int row = 1; row <= sheet.RowCount(); ++row) {
       if (sheet.ShownText(row, column)) {
         style.numeric = false;
         continue;
       }
-      const double value = sheet.Cell(row, column);
-      if (IsEmptyCell(value) || !std::isfinite(value)) continue;
-      style.integers = style.integers && value == std::trunc(value);
-      if (std::fabs(value) < 1e12) largest = std::max(largest, std::fabs(value));
+      style.numbers.Add(sheet.Cell(row, column));
     }
-    const int whole = largest >= 1 ? static_cast<int>(std::floor(std::log10(largest))) + 1 : 0;
-    style.decimals = std::clamp(6 - whole, 2, 4);
     styles_.push_back(style);
   }
 }
@@ -44,23 +38,18 @@ std::string TableView::Cell(int row, int column) const {
   if (IsEmptyCell(value)) return {};
   if (sheet_->Role(column) == NumberRole::kProbability) return ShownProbability(value);
   const std::string& format = sheet_->Format(column);
-  const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
-  if (!format.empty() || style.integers || !std::isfinite(value)) return ShownNumber(value, format);
-  // Fixed decimals align a column, unless they would cut off a value's digits.
-  const double size = std::fabs(value);
-  if (size >= 1e12 || (value != 0 && size < std::pow(10.0, 1 - style.decimals)))
-    return ShownNumber(value, "");
-  return ShownNumber(value, "0." + std::string(static_cast<std::size_t>(style.decimals), '0'));
+  if (!format.empty()) return ShownNumber(value, format);
+  return styles_[static_cast<std::size_t>(column - 1)].numbers.Text(value);
 }
 
 std::string TableView::SpreadsheetFormat(int column) const {
   if (sheet_->Role(column) == NumberRole::kProbability) return "[<0.001]0.00E+00;[<0.01]0.00000;0.0000";
   const std::string& format = sheet_->Format(column);
-  const ColumnStyle& style = styles_[static_cast<std::size_t>(column - 1)];
-  if (sheet_->Role(column) == NumberRole::kCount) return style.integers ? "#,##0" : "#,##0.00";
+  const AlignedNumbers& numbers = styles_[static_cast<std::size_t>(column - 1)].numbers;
+  if (sheet_->Role(column) == NumberRole::kCount) return numbers.AreWhole() ? "#,##0" : "#,##0.00";
   if (!format.empty() && format.find_first_not_of("0.Ee+-#,%") == std::string::npos) return format;
-  if (style.integers) return "General";
-  return "0." + std::string(static_cast<std::size_t>(style.decimals), '0');
+  if (numbers.AreWhole()) return "General";
+  return "0." + std::string(static_cast<std::size_t>(numbers.Decimals()), '0');
 }
 
 std::string FullColumnName(const Sheet& sheet, int column, const ShortNames& shortNames) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "workbench/documents/aligned_numbers.h"
 #include "workbench/documents/workbook.h"
 
 namespace velmora {
@@ -30,8 +31,7 @@ class TableView {
  private:
   struct ColumnStyle {
     bool numeric = true;
-    bool integers = true;  // every number is whole
-    int decimals = 0;
+    AlignedNumbers numbers;
   };
 
   const Sheet* sheet_;

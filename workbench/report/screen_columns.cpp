@@ -177,19 +177,23 @@ class ScreenColumnMaker {
   }
 
   void AddSameAs() {
-    Add({"Says the same as",
-         "same as",
-         "A better predictor whose bins are associated with these (corrected Cramer's V).",
-         RankingColumn::kText,
-         6,
-         {},
-         {}},
-        [&](const ScreenedPredictor& one) {
-          if (one.sameAs < 0) return Cell{"", kNoNumber};
-          return Cell{response_.predictors[static_cast<std::size_t>(one.sameAs)].name + " (V " +
-                          ShownNumber(one.sameAsV, "0.00") + ")",
-                      kNoNumber};
-        });
+    const auto add = [&](const char* header, const char* terminalHeader, int importance, auto nameOf) {
+      Add({header,
+           terminalHeader,
+           "A better predictor whose bins are associated with these (corrected Cramer's V).",
+           RankingColumn::kText,
+           importance,
+           {},
+           {}},
+          [&](const ScreenedPredictor& one) {
+            if (one.sameAs < 0) return Cell{"", kNoNumber};
+            return Cell{nameOf(one.sameAs) + " (V " + ShownNumber(one.sameAsV, "0.00") + ")", kNoNumber};
+          });
+    };
+    add("Says the same as", "", kWideOnly,
+        [&](int index) { return response_.predictors[static_cast<std::size_t>(index)].name; });
+    // A terminal has room for its rank.
+    add("", "same as", 3, [](int index) { return std::to_string(index + 1); });
   }
 
   void AddRedundancy() {

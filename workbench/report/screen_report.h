@@ -33,9 +33,14 @@ struct ScreenedBin {
 };
 
 // A reason to be careful with a predictor.
+// A warning that many predictors of a response can get, each with its figure.
+enum class CommonWarning { kNone, kInformationValue, kAuc };
+
 struct ScreenWarning {
   const char* kind;  // in JSON: "leakage", "identifier"
   std::string text;
+  CommonWarning common = CommonWarning::kNone;
+  double figure = 0;  // of a common warning
 };
 
 struct ScreenedPredictor {

@@ -45,11 +45,15 @@ class Suspicion {
     const double value =
         IsKnown(figures.heldOutInformationValue) ? figures.heldOutInformationValue : figures.informationValue;
     if (auc > kSuspectAuc) {
-      Add("leakage", "AUC " + ShownNumber(auc, "0.000") +
-                         " on cases held out is above 0.95, as if it were made from " + response_.name);
+      Add("leakage",
+          "AUC " + ShownNumber(auc, "0.000") + " on cases held out is above 0.95, as if it were made from " +
+              response_.name,
+          CommonWarning::kAuc, auc);
     } else if (IsKnown(value) && value > kSuspectInformationValue) {
-      Add("leakage", "information value " + ShownNumber(value, "0.00") +
-                         " is above 0.5; is it known before " + response_.name + "?");
+      Add("leakage",
+          "information value " + ShownNumber(value, "0.00") + " is above 0.5; is it known before " +
+              response_.name + "?",
+          CommonWarning::kInformationValue, value);
     }
   }
 
@@ -106,7 +110,10 @@ class Suspicion {
   }
 
  private:
-  void Add(const char* kind, std::string text) { predictor_.warnings.push_back({kind, std::move(text)}); }
+  void Add(const char* kind, std::string text, CommonWarning common = CommonWarning::kNone,
+           double figure = 0) {
+    predictor_.warnings.push_back({kind, std::move(text), common, figure});
+  }
   static bool IsOneClass(double bad, double good) {
     return (bad > 0) != (good > 0) && bad + good >= kFewestCases;
   }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "workbench/documents/aligned_numbers.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
@@ -15,23 +16,70 @@ constexpr int kWidestName = 48;
 constexpr std::size_t kMostRanked = 40;  // a screen or two; the other formats have them all
 constexpr std::size_t kMostFailed = 20;
 constexpr std::size_t kMostCodes = 8;
-constexpr std::size_t kMostChanceNamed = 12;
+constexpr std::size_t kMostNamed = 12;
+constexpr std::size_t kMostWarnedSingly = 3;
 
 std::string Shown(double value, const char* format) {
   if (IsMissing(value, kMissing)) return "-";
   return format == nullptr ? ShownProbability(value) : ShownNumber(value, format);
 }
 
+std::string FirstNames(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i) text += (i > 0 ? ", " : "") + names[i];
+  if (names.size() > kMostNamed) text += " and " + std::to_string(names.size() - kMostNamed) + " more";
+  return text;
+}
+
 // The predictors after those of the ranking, by name.
 std::string ChanceLine(const ScreenedResponse& response) {
-  const std::size_t ranked = CountAboveChance(response);
-  const std::size_t count = response.predictors.size() - ranked;
-  if (count == 0) return "";
-  std::string text = "No better than chance: ";
-  for (std::size_t i = 0; i < std::min(count, kMostChanceNamed); ++i)
-    text += (i > 0 ? ", " : "") + PrintableText(response.predictors[ranked + i].name);
-  if (count > kMostChanceNamed) text += " and " + std::to_string(count - kMostChanceNamed) + " more";
-  return text + "\n";
+  std::vector<std::string> names;
+  for (std::size_t i = CountAboveChance(response); i < response.predictors.size(); ++i)
+    names.push_back(PrintableText(response.predictors[i].name));
+  return names.empty() ? "" : "No better than chance: " + FirstNames(names) + "\n";
+}
+
+// The first predictors of the ranking that have this warning, with its figure.
+std::vector<std::string> NamesWith(CommonWarning common, const ScreenedResponse& response,
+                                   std::size_t count) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < count; ++i) {
+    for (const ScreenWarning& warning : response.predictors[i].warnings) {
+      if (warning.common != common) continue;
+      names.push_back(PrintableText(response.predictors[i].name) + " (" +
+                      ShownNumber(warning.figure, common == CommonWarning::kAuc ? "0.000" : "0.00") + ")");
+    }
+  }
+  return names;
+}
+
+// A warning that many of the first predictors have is one line for all of them.
+std::string WarningLines(const ScreenedResponse& response, std::size_t count) {
+  std::string text;
+  const auto areOneLine = [&](CommonWarning common, const std::string& sentence) {
+    const std::vector<std::string> names = NamesWith(common, response, count);
+    if (names.size() <= kMostWarnedSingly) return false;
+    text +=
+        "Check " + std::to_string(names.size()) + " predictors: " + sentence + " " + FirstNames(names) + "\n";
+    return true;
+  };
+  const std::string outcome = PrintableText(response.name);
+  const bool aucs = areOneLine(
+      CommonWarning::kAuc, "AUC on cases held out above 0.95, as if they were made from " + outcome + ":");
+  const bool values = areOneLine(CommonWarning::kInformationValue,
+                                 "information value above 0.5; are they known before " + outcome + "?");
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string warnings;
+    for (const ScreenWarning& warning : response.predictors[i].warnings) {
+      if ((warning.common == CommonWarning::kAuc && aucs) ||
+          (warning.common == CommonWarning::kInformationValue && values))
+        continue;
+      warnings += (warnings.empty() ? "" : "; ") + warning.text;
+    }
+    if (!warnings.empty())
+      text += "Check " + PrintableText(response.predictors[i].name) + ": " + PrintableText(warnings) + "\n";
+  }
+  return text;
 }
 
 // The prescribed columns of a run as the dialogs make it.
@@ -71,11 +119,7 @@ std::string RankedTable(const ScreenReport& report, const ScreenedResponse& resp
   }
   if (count < ranked)
     text += "... and " + std::to_string(ranked - count) + " more, which the other formats show\n";
-  for (std::size_t i = 0; i < count; ++i) {
-    const ScreenedPredictor& predictor = response.predictors[i];
-    if (!predictor.warnings.empty())
-      text += "Check " + PrintableText(predictor.name) + ": " + PrintableText(WarningText(predictor)) + "\n";
-  }
+  text += WarningLines(response, count);
   if (response.distinct && *response.distinct < CountAboveChance(response))
     text += Counted(CountAboveChance(response) - *response.distinct, "predictor says", "predictors say") +
             " the same as a better one, which the other formats list\n";
@@ -125,13 +169,20 @@ std::string BinTable(const ScreenedResponse& response, const ScreenedPredictor& 
   for (const ScreenBinColumn& column : BinColumnsOf(response.kind)) {
     if (column.format != nullptr) shown.push_back(column);
   }
-  for (const ScreenBinColumn& column : shown) columns.push_back({column.header, true});
+  std::vector<AlignedNumbers> numbers(shown.size());
+  for (std::size_t c = 0; c < shown.size(); ++c) {
+    columns.push_back({shown[c].header, true});
+    for (const ScreenedBin& bin : predictor.bins) numbers[c].Add(bin.figures.*shown[c].value);
+    numbers[c].Add(predictor.total.figures.*shown[c].value);
+  }
   if (response.kind == vlm::kCategoricalResponse) AddCountColumns(response, predictor, columns, shownCodes);
   TextTable table(std::move(columns));
   const auto add = [&](const ScreenedBin& bin) {
     std::vector<std::string> row = {bin.label};
-    for (const ScreenBinColumn& column : shown) {
-      row.push_back(Shown(bin.figures.*column.value, column.format));
+    for (std::size_t c = 0; c < shown.size(); ++c) {
+      const double value = bin.figures.*shown[c].value;
+      const bool aligned = *shown[c].format == '\0' && !IsMissing(value, kMissing);
+      row.push_back(aligned ? numbers[c].Text(value) : Shown(value, shown[c].format));
     }
     if (response.kind == vlm::kCategoricalResponse) AddCounts(response, bin, shownCodes, row);
     table.AddRow(std::move(row));
@@ -196,6 +247,13 @@ const char* Legend(const ScreenedResponse& response) {
   return "";
 }
 
+bool NamesTheSame(const ScreenedResponse& response) {
+  const std::size_t count = std::min(response.distinct.value_or(CountAboveChance(response)), kMostRanked);
+  return std::any_of(response.predictors.begin(),
+                     response.predictors.begin() + static_cast<std::ptrdiff_t>(count),
+                     [](const ScreenedPredictor& predictor) { return predictor.sameAs >= 0; });
+}
+
 std::string CasesLine(const ScreenReport& report) {
   std::string text = Counted(static_cast<std::size_t>(report.caseCount), "case", "cases");
   if (report.selectedCases < report.caseCount)
@@ -227,6 +285,10 @@ std::string ScreenText(const ScreenReport& report, int width, bool utf8) {
     const std::size_t shown = report.ShownOf(response, kBestOnTerminal);
     for (std::size_t i = 0; i < shown; ++i) text += BinTable(response, response.predictors[i], width, utf8);
     text += FailedLines(response) + "\n" + Legend(response);
+    if (NamesTheSame(response))
+      text +=
+          "same as: rank of a better predictor whose bins are associated with these (V: corrected Cramer's "
+          "V).\n";
   }
   return text;
 }
