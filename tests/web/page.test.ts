@@ -526,7 +526,7 @@ describe("analyses", () => {
       "missing-text", "delimiter", "encoding", "no-header", "ragged", "date-parts", "since", "sheet", "range", "table", "sql-from",
       "cut-points", "shapes", "save-best", "save-chance", "bins", "recode", "rules", "sql", "sql-dialect", "python", "coded",
       "push-down", "where", "cells",
-      "out", "format", "csv-for", "save-bundles", "print-script", "threads", "memory", "quiet", "module", "decimal-separator", "log",
+      "out", "format", "csv-for", "save-bundles", "print-script", "threads", "memory", "quiet", "module", "log",
     ];
     for (const analysis of ["screen", "feature-selection"] as const) {
       const page = execFileSync(command, ["help", analysis], { encoding: "utf8" });
@@ -602,6 +602,8 @@ describe("analyses", () => {
     shell(`${found} --save-best 100000 --coded b.parquet --quiet`);
     shell(`${found} --csv-for spreadsheet --format csv --quiet > formulas.csv`);
     await same(`${screening}/export?format=csv&reader=spreadsheet`, "formulas.csv");
+    shell(`LC_ALL=C.UTF-8 ${found} --quiet > text.txt`);
+    await same(`${screening}/export?format=text`, "text.txt");
     const exported = `${screening}/export?predictors=best&format=`;
     for (const format of ["html", "json"]) await same(exported + format, `screen/screening.${format}`);
     await sameWorkbook(`${exported}xlsx`, "screen/screening.xlsx");
@@ -686,6 +688,46 @@ describe("analyses", () => {
     await same(`${classic}/export?format=script`, "dialogs.py");
     // What is sent as a file does not stay.
     await expect.poll(() => readdirSync(scratch)).toEqual([]);
+  });
+
+  it("hand over accepted predictors with the bins that are shown, which a search among fewer would not find", async () => {
+    freshData();
+    const [cases, count] = [400, 150];
+    let seed = 7;
+    const random = () => (seed = (seed * 48271) % 2147483647) / 2147483647;
+    const shares = [0.08, 0.1, 0.12, 0.14, 0.16, 0.18, 0.2, 0.22];
+    const rows = Array.from({ length: cases }, () => {
+      const values = Array.from({ length: count }, () => Math.round(random() * 100) / 10);
+      const share = shares.reduce((sum, one, i) => sum + ((values[i] ?? 0) > 5 ? 0.6 * one : 0), 0.1);
+      return [random() < share ? "bad" : "good", ...values].join(",");
+    });
+    const wide = join(folder, "wide.csv");
+    writeFileSync(wide, [["y", ...Array.from({ length: count }, (_, i) => `x${i}`)].join(","), ...rows].join("\n"));
+    const program = await open(wide);
+    const headers = me(program, await signIn(program));
+    await expect.poll(async () => JSON.parse((await ask(program.port, "/api/sessions/1", headers)).text).variables.length).toBe(count + 1);
+    const options = { "binary-response": "y", good: "good", bad: "bad" };
+    const cutsOf = async (more: object) => {
+      const run = await start(program, headers, "screen", { ...options, ...more });
+      const address = `/api/sessions/1/runs/${run}`;
+      const panel = () => ask(program.port, `${address}/bins?response=y&predictor=x4`, headers);
+      await expect.poll(async () => (await ask(program.port, `${address}/export?format=bins&predictors=all`, headers)).status).toBe(200);
+      return { address, cuts: JSON.parse((await panel()).text).predictor.cutPoints as number[] };
+    };
+    const shown = await cutsOf({});
+    expect(shown.cuts).not.toEqual((await cutsOf({ predictors: ["x4"] })).cuts);
+    await ask(program.port, shown.address, headers, "PATCH", JSON.stringify({ decisions: { y: { x4: { accepted: true } } } }));
+    const coded = (await ask(program.port, `${shown.address}/export?format=coded-csv&predictors=accepted`, headers)).text.split("\n");
+    const column = coded[0]?.split(",").indexOf("y_x4_Coded") ?? -1;
+    expect(column).toBe(count + 1);
+    const codes = new Set(coded.slice(1).filter(Boolean).map((line) => line.split(",")[column]));
+    expect(codes.size).toBe(shown.cuts.length + 1);
+    expect(readdirSync(folder).filter((name) => /bins|accepted/.test(name))).toEqual([]);
+    // Labels with a decimal comma, as the command writes them.
+    const comma = await cutsOf({ predictors: ["x4"], "decimal-separator": "," });
+    const text = (await ask(program.port, `${comma.address}/export?format=text`, headers)).text;
+    expect(text).toContain(`(-Inf; ${String(comma.cuts[0]).replace(".", ",")}]`);
+    expect(comma.cuts[0]).not.toBe(Math.round(comma.cuts[0] ?? 0));
   });
 
   it("say that files of bins hold no dates", async () => {

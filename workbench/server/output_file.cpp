@@ -21,6 +21,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr int kTextWidth = 100;  // of the command's text in a file
+
 // Nothing for a format that other functions make.
 std::optional<std::string> WrittenFormat(const OutputWriters& writers, const std::string& format,
                                          const OutputOptions& output = {}) {
@@ -28,6 +30,7 @@ std::optional<std::string> WrittenFormat(const OutputWriters& writers, const std
       {"html", Format::kHtml}, {"json", Format::kJson}, {"csv", Format::kCsv}, {"xlsx", Format::kXlsx}};
   if (const auto at = kFormats.find(format); at != kFormats.end())
     return FormattedText(at->second, writers, output);
+  if (format == "text") return writers.text({.isTerminal = false, .width = kTextWidth});
   if (format != "tables") return std::nullopt;
   auto files = writers.csvFiles();
   if (output.csvFor != 0) {

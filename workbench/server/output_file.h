@@ -12,8 +12,8 @@
 
 namespace velmora {
 
-// format: html, xlsx, json, csv (the first table) or tables (all of them in a ZIP archive); of a
-// screening also rules and recode (a ZIP archive), of the predictors that save names. Throws
+// format: html, xlsx, json, csv (the first table), tables (all of them in a ZIP archive) or text (as
+// the terminal shows it); of a screening also rules and recode (a ZIP archive), of the predictors that save names. Throws
 // UsageError and RunError.
 std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save,
                          const OutputOptions& output);
@@ -24,7 +24,7 @@ std::string AnalysisFile(FinishedRun& run, const std::string& format, const Save
 void WriteTableFile(FinishedRun& run, const SaveOptions& save, const OutputOptions& output,
                     const std::string& file);
 
-// format: html, xlsx, json, csv, tables, or card (for velmora apply), python, pmml or sql.
+// format: html, xlsx, json, csv, tables, text, or card (for velmora apply), python, pmml or sql.
 std::string ScorecardFile(const ScorecardReport& report, const std::string& format,
                           const std::string& dialect);
 

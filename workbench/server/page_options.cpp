@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kAllowed[] = {
     // Both analyses
     "predictors", "continuous", "categorical", "missing", "select", "exclude", "weight", "raw-weights",
-    "count", "classic", "rank-by", "seed", "best",
+    "count", "classic", "rank-by", "seed", "best", "decimal-separator",
     // Feature selection
     "dependents", "strata", "clusters", "casewise", "intervals", "cuts", "cut-dependents", "dependent-cuts",
     "chi-square", "adjust", "adjust-across", "exact", "replicates", "alpha", "show", "best-by-p",

@@ -67,6 +67,14 @@ std::set<std::pair<std::string, std::string>> ChanceIn(const std::string& report
   return chance;
 }
 
+bool HasPredictor(const SavedBins& bins, const BinEdit& edit) {
+  return std::any_of(bins.responses.begin(), bins.responses.end(), [&](const SavedResponse& response) {
+    const auto& all = response.predictors;
+    return response.name == edit.response &&
+           std::any_of(all.begin(), all.end(), [&](const auto& one) { return one.name == edit.predictor; });
+  });
+}
+
 // A file of a format: how it is called after stem, and what a browser takes it for.
 Download EmptyDownload(const std::string& stem, const std::string& format) {
   struct Kind {
@@ -76,6 +84,7 @@ Download EmptyDownload(const std::string& stem, const std::string& format) {
       {"html", {".html", "text/html"}},
       {"json", {".json", "application/json"}},
       {"csv", {".csv", "text/csv"}},
+      {"text", {".txt", "text/plain; charset=utf-8"}},
       {"xlsx", {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"}},
       {"tables", {"_tables.zip", "application/zip"}},
       {"bins", {"_bins.json", "application/json"}},
@@ -573,54 +582,69 @@ std::string PageSession::Stem(const Run& run) const {
   return data_.stem().string() + (run.analysis == "screen" ? "_screening" : "_feature_selection");
 }
 
-SavedBins PageSession::BinsToExport(Run& run, const ExportRequest& asked, std::vector<std::string>& notices) {
-  SavedBins bins = asked.predictor.empty() ? WithEdits(run, asked.predictors == kAccepted)
-                                           : FindEdited(run, asked.response, asked.predictor).Bins();
+// The bins that an export takes, with their edits.
+SavedBins PageSession::ChosenBins(Run& run, const ExportRequest& asked) {
+  if (!asked.predictor.empty()) return FindEdited(run, asked.response, asked.predictor).Bins();
+  const bool accepted = asked.predictors == kAccepted;
+  SavedBins bins = WithEdits(run, accepted);
   std::set<std::pair<std::string, std::string>> left;
-  if (asked.predictor.empty() && asked.predictors != kAccepted && asked.predictors != kAll)
-    left = ChanceIn(run.report);
+  if (!accepted && asked.predictors != kAll) left = ChanceIn(run.report);
+  std::size_t count = 0;
+  for (SavedResponse& response : bins.responses) {
+    std::erase_if(response.predictors, [&](const SavedPredictor& one) {
+      return left.contains({response.name, one.name});
+    });
+    count += response.predictors.size();
+  }
+  if (count == 0)
+    throw RunError(accepted ? "No predictor has been accepted yet."
+                            : "No predictor is better than chance; take all of them instead.");
+  std::erase_if(bins.edits, [&](const BinEdit& edit) { return !HasPredictor(bins, edit); });
+  return bins;
+}
+
+// SQL, Python and JSON hold no dates.
+SavedBins PageSession::BinsToExport(Run& run, const ExportRequest& asked, std::vector<std::string>& notices) {
+  SavedBins bins = ChosenBins(run, asked);
   const Json dates = about_.value("dates", Json::array());
   std::size_t count = 0;
   for (SavedResponse& response : bins.responses) {
     std::erase_if(response.predictors, [&](const SavedPredictor& one) {
-      if (left.contains({response.name, one.name})) return true;
       const bool isDate = std::find(dates.begin(), dates.end(), Json(one.name)) != dates.end();
       if (isDate) notices.push_back("SQL, Python and JSON leave out " + one.name + ", which holds dates.");
       return isDate;
     });
-    std::erase_if(bins.edits, [&](const BinEdit& edit) {
-      return edit.response == response.name &&
-             std::none_of(response.predictors.begin(), response.predictors.end(),
-                          [&](const SavedPredictor& one) { return one.name == edit.predictor; });
-    });
     count += response.predictors.size();
   }
-  // Dates alone were asked for.
-  if (count == 0 && !notices.empty()) throw RunError(notices.back());
-  if (count == 0)
-    throw RunError(asked.predictors == kAccepted
-                       ? "No predictor has been accepted yet."
-                       : "No predictor is better than chance; take all of them instead.");
+  if (count == 0) throw RunError(notices.back());
+  std::erase_if(bins.edits, [&](const BinEdit& edit) { return !HasPredictor(bins, edit); });
   return bins;
 }
 
 // The words of the command that makes the file, without those that say how the data are read.
-std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportRequest& asked) {
+// scratch: for a file that they name.
+std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportRequest& asked,
+                                                     const fs::path& scratch) {
   std::vector<std::string> words = run.shownWords;
+  const bool coding = asked.format == "rules" || asked.format == "recode" || IsCoded(asked.format);
+  if (coding && asked.predictors == kAccepted) {
+    // A search among fewer predictors could find other bins, so these are given.
+    const SavedBins bins = ChosenBins(run, asked);
+    std::vector<std::string> names;
+    for (const SavedResponse& response : bins.responses) {
+      for (const SavedPredictor& predictor : response.predictors) names.push_back(predictor.name);
+    }
+    const fs::path file = scratch / "bins.json";
+    WriteFileAtomically(file.string(), BinsJson(bins));
+    words = WithOption(WithPredictors(std::move(words), names), "--cut-points", {file.string()});
+    AddSaveAll(words);
+    return words;
+  }
   if (run.analysis == "screen" && !run.edits.empty()) {
     WriteBins(WithEdits(run, false), BinsFile(run));
     words = WithOption(words, "--cut-points", {BinsFile(run)});
   }
-  if (asked.format != "rules" && asked.format != "recode" && !IsCoded(asked.format)) return words;
-  if (asked.predictors == kAccepted) {
-    std::vector<std::string> names;
-    for (const SavedResponse& response : WithEdits(run, true).responses) {
-      for (const SavedPredictor& predictor : response.predictors) names.push_back(predictor.name);
-    }
-    if (names.empty()) throw RunError("No predictor has been accepted yet.");
-    words = WithPredictors(words, names);
-  }
-  AddSaveAll(words, asked.predictors == kAccepted || asked.predictors == kAll);
+  if (coding) AddSaveAll(words, asked.predictors == kAll);
   return words;
 }
 
@@ -639,14 +663,16 @@ Download PageSession::Export(int id, const ExportRequest& asked) {
       download.bytes = BinsSql(bins, download.notices, SqlDialectNamed(asked.dialect));
     }
   } else {
-    const std::vector<std::string> words = WordsForExport(run, asked);
+    std::error_code error;
+    const Scratch scratch(fs::temp_directory_path(), error);
+    if (error) throw RunError("The files cannot be written: " + error.message() + ".");
+    const std::vector<std::string> words = WordsForExport(run, asked, scratch.Path());
     std::vector<std::string> shown = readingWords_;
     shown.insert(shown.end(), words.begin(), words.end());
     if ((IsCoded(format) && run.analysis != "screen") || (format == kBundles && run.analysis == "screen"))
       throw UsageError("A run of " + run.analysis + " has no " + format + ".");
     std::string file;
     if (IsCoded(format) || format == kBundles) {
-      std::error_code error;
       download.folder = std::make_shared<Scratch>(LargeScratchFolder(), error);
       if (error) throw RunError("The file cannot be written: " + error.message() + ".");
       file = (download.folder->Path() / PathOf(download.fileName)).string();

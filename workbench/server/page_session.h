@@ -79,7 +79,7 @@ class PageSession {
     // Of bins, sql, python, rules, recode and coded data: "accepted", "all", or those better than chance.
     std::string predictors;
     std::string response, predictor;  // bins of this predictor alone; empty: as predictors says
-    bool forSpreadsheet = false;      // of CSV: as --csv-for spreadsheet
+    bool forSpreadsheet = false;  // of CSV: as --csv-for spreadsheet
   };
   // The file that the command writes. With edits: after the edits as operations of velmora bins, or
   // from the edited bins as --cut-points, which are written beside the data.
@@ -133,8 +133,10 @@ class PageSession {
   SavedBins WholeBins(const Run& run) const;
   void TakeBins(Run& run, const std::string& json);
   SavedBins WithEdits(Run& run, bool acceptedOnly);
+  SavedBins ChosenBins(Run& run, const ExportRequest& asked);
   SavedBins BinsToExport(Run& run, const ExportRequest& asked, std::vector<std::string>& notices);
-  std::vector<std::string> WordsForExport(Run& run, const ExportRequest& asked);
+  std::vector<std::string> WordsForExport(Run& run, const ExportRequest& asked,
+                                          const std::filesystem::path& scratch);
   std::string Stem(const Run& run) const;
   void WriteBins(const SavedBins& bins, const std::string& fileName) const;
   void Publish(const char* type, Json members);

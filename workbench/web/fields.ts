@@ -72,6 +72,11 @@ const weights = (takesCounts: When): Field[] => [
   { kind: "variable", option: "count", label: "Counts", hint: "Each row stands for so many equal cases.", when: takesCounts },
 ];
 
+const decimalSeparator = choice("decimal-separator", "Decimals in labels", [
+  ["", "with a point: 0.5"],
+  [",", "with a comma: 0,5"],
+], "Of bins and intervals, in every output.");
+
 export const fieldGroups: Record<Analysis, FieldGroup[]> = {
   screen: [
     {
@@ -165,8 +170,11 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
         choice("sort-binary", "Order, flag", [["", "Gini impurity"], ["iv", "information value"]], "Of predictors of a flag.", isClassic),
         choice("sort-continuous", "Order, measured", [["", "R-squared"], ["f", "F"]], "Of predictors of a measured outcome.", isClassic),
         choice("sort-categorical", "Order, classes", [["", "p-value"], ["chi-square", "Chi-square"]], "Of predictors of classes.", isClassic),
-        number("best", "Bins shown", "20", "Predictors whose bins the report shows."),
       ],
+    },
+    {
+      title: "Report",
+      fields: [number("best", "Bins shown", "20", "Predictors whose bins the report shows."), decimalSeparator],
     },
   ],
   "feature-selection": [
@@ -227,6 +235,7 @@ export const fieldGroups: Record<Analysis, FieldGroup[]> = {
         number("best", "Best listed", "10", "In the report."),
         number("best-by-p", "Best by p", "10", "In the report.", (own) => own["show"] === "best-by-p"),
         number("p-criterion", "Up to p", "0.01", "Above 0 and below 1.", (own) => own["show"] === "p"),
+        decimalSeparator,
       ],
     },
   ],
