@@ -8,6 +8,7 @@ import {
   namesMatching,
   nearestCut,
   optionsOf,
+  outcomeOf,
   parseNumber,
   placeForDrag,
   pythonCode,
@@ -151,6 +152,20 @@ describe("choices", () => {
     expect(optionsOf("screen", table, { outcomes: ["age"] })).toEqual({ "continuous-response": "age" });
   });
 
+  it("screens one outcome at a time, and no other outcome predicts it", () => {
+    const both: Choices = { outcomes: ["risk", "age"], screening: { by: "id2" } };
+    const all = [...table, variable("id2")];
+    expect(optionsOf("screen", all, both)).toEqual({ "binary-response": "risk", good: "good", bad: "bad", predictors: ["w"], by: "id2" });
+    expect(optionsOf("screen", all, { ...both, screened: "age" })).toEqual({ "continuous-response": "age", predictors: ["w"], by: "id2" });
+    expect(optionsOf("screen", all, { ...both, screened: "gone" })).toMatchObject({ "binary-response": "risk" });
+    expect(optionsOf("screen", all, { ...both, predictors: ["id2"] })).toMatchObject({ predictors: ["id2"] });
+    expect(optionsOf("feature-selection", all, { ...both, screened: "age" })).toEqual({ dependents: ["risk", "age"] });
+    expect(outcomeOf({ "continuous-response": "age" })).toBe("age");
+    // Flags whose levels have the same names.
+    expect(codesOf({ ...risk, name: "other" }, { badCodes: { risk: "good" } })).toEqual({ good: "good", bad: "bad" });
+    expect(codesOf(risk, { badCodes: { risk: "good" } })).toEqual({ good: "bad", bad: "good" });
+  });
+
   it("gives no option that the command would refuse beside the others", () => {
     const classes = variable("class", { type: "text", measurement: "categorical", distinct: 3 });
     const all = [...table, classes];
@@ -222,11 +237,12 @@ describe("choices", () => {
 
   it("compares two runs", () => {
     const ranked = (...ones: [string, number | null, boolean?][]) =>
-      ({ run: { rankBy: "effect" }, dependents: [{ predictors: ones.map(([name, effect, chance]) => ({ name, effect, statistic: 1, betterThanChance: !chance })) }] }) as unknown as RankingReport;
+      ({ run: { rankBy: "effect" }, dependents: [{ name: "risk", predictors: ones.map(([name, effect, chance]) => ({ name, effect, statistic: 1, betterThanChance: !chance })) }, { name: "other", predictors: [{ name: "z", effect: 1 }] }] }) as unknown as RankingReport;
     // Chance comes last, whatever its effect.
     const before = rankingOf(ranked(["a", 0.5], ["b", 0.9, true], ["c", 0.7], ["gone", null]));
     expect(before.map((one) => [one.name, one.rank])).toEqual([["c", 1], ["a", 2], ["gone", 3], ["b", 4]]);
-    const after = rankingOf(ranked(["a", 0.75], ["b", 0.9], ["new", 0.1]));
+    const after = rankingOf(ranked(["a", 0.75], ["b", 0.9], ["new", 0.1]), "risk");
+    expect(rankingOf(ranked(["a", 0.75]), "other")).toEqual([{ name: "z", rank: 1, figure: 1 }]);
     expect(compareRankings(before, after).map((one) => [one.name, one.before?.rank, one.after?.rank, one.difference])).toEqual([
       ["b", 4, 1, 0],
       ["a", 2, 2, 0.25],

@@ -1052,7 +1052,7 @@ describe("the page", () => {
     await page.getByTitle("accepted", { exact: true }).waitFor();
 
     // Levels are grouped by choosing them.
-    await page.locator(".predictors").getByRole("button", { name: /^housing/ }).click();
+    await page.locator(".predictors").getByRole("option", { name: /^housing/ }).click();
     await page.locator(".editor .chip", { hasText: "rent" }).click();
     await page.getByLabel("Move 1 to").selectOption("new");
     await expect.poll(() => figure(page, "bins")).toBe("3");
@@ -1078,12 +1078,12 @@ describe("the page", () => {
     let page = await window(program.address);
     await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
     await findBins(page);
-    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await expect.poll(() => page.locator(".editor h2").innerText()).toBe("duration_months");
     const bins = Number(await figure(page, "bins"));
     const second = await page.context().newPage();
     await second.goto(new URL("/#1/bins", page.url()).href);
-    await second.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await second.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await page.getByRole("button", { name: /^Choose bin 1/ }).click();
     await page.getByRole("button", { name: "Merge", exact: true }).click();
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
@@ -1104,7 +1104,7 @@ describe("the page", () => {
     await page.getByRole("gridcell").first().waitFor();
     await page.getByRole("button", { name: "Bins", exact: true }).click();
     await page.getByTitle("accepted", { exact: true }).waitFor();
-    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
     expect(await page.locator(".editor b", { hasText: "odd" }).count()).toBe(0);
 
@@ -1112,8 +1112,111 @@ describe("the page", () => {
     await page.getByRole("button", { name: "Search the others again" }).click();
     await page.getByRole("button", { name: "Bins", exact: true }).click();
     await expect.poll(async () => (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json().then((one) => one.runs.length)).toBe(2);
-    await page.locator(".predictors").getByRole("button", { name: /^duration_months/ }).click();
+    await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
+  });
+
+  it("screens several outcomes one after the other, each with figures, edits and files of its own", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    await findBins(page);
+    const outcome = page.locator(".predictors").getByLabel("Outcome");
+    expect(await outcome.count()).toBe(0);
+    await chooseOutcome(page, "amount");
+    await expect.poll(() => outcome.inputValue()).toBe("amount");
+    await outcome.selectOption("risk");
+    await expect.poll(() => outcome.inputValue()).toBe("risk");
+    // Neither outcome predicts the other.
+    await page.getByRole("searchbox", { name: "Search predictors" }).fill("amount");
+    await expect.poll(() => page.getByRole("listbox", { name: "Binned predictors" }).getByRole("option").count()).toBe(0);
+    await page.getByRole("searchbox", { name: "Search predictors" }).fill("duration");
+    await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
+    const runs = async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).runs as { run: number; commands: string[]; options: Record<string, string[]> }[];
+    const responses = ["--binary-response=risk --good=good --bad=bad", "--continuous-response=amount"];
+    const commandOf = async (response: string) => (await runs()).find((run) => run.commands.at(-1)?.includes(response))?.commands ?? [];
+    const predictors = (await runs())[0]?.options["predictors"] ?? [];
+    expect(predictors.filter((name) => name === "risk" || name === "amount")).toEqual([]);
+    await page.getByRole("button", { name: /^Choose bin 1/ }).click();
+    await page.getByRole("button", { name: "Merge", exact: true }).click();
+    await page.getByRole("button", { name: "Undo" }).and(page.locator(":enabled")).waitFor();
+    const ofRisk = await figure(page, "information value");
+
+    await outcome.selectOption("amount");
+    await page.locator(".figure", { hasText: "variance explained" }).first().waitFor();
+    await expect.poll(() => page.locator(".editor h2").innerText()).toBe("duration_months");
+    await page.getByRole("button", { name: "Undo" }).and(page.locator(":disabled")).waitFor();
+    const report = JSON.parse(cli("screen", data, "--continuous-response", "amount", "--predictors", ...predictors, "--format", "json"));
+    const alone = report.responses[0].predictors.find((one: { name: string }) => one.name === "duration_months");
+    expect(await figure(page, "variance explained")).toBe(alone.rSquared.toFixed(4));
+    await page.getByText("Take away").click();
+    const download = page.waitForEvent("download");
+    await page.getByRole("link", { name: "Bins (JSON)" }).click();
+    expect(JSON.parse(readFileSync(await (await download).path(), "utf8")).responses.map((one: { name: string }) => one.name)).toEqual(["amount"]);
+    // The result as the terminal shows it.
+    await page.getByRole("button", { name: "Text to copy" }).click();
+    const text = cli("screen", data, "--continuous-response", "amount", "--predictors", ...predictors, "--quiet");
+    const lines = text.split("\n").slice(1).join("\n").trim(); // without the name of the file, which differs
+    await expect.poll(async () => (await page.locator("dialog.text pre").textContent()) ?? "").toContain(lines);
+    await page.getByRole("button", { name: "Close", exact: true }).click();
+    await page.getByText("Take away").click();
+
+    // The other one is where it was, with its edit, and is not searched again.
+    const before = (await runs()).map((run) => run.run);
+    await outcome.selectOption("risk");
+    await expect.poll(() => figure(page, "information value")).toBe(ofRisk);
+    expect((await runs()).map((run) => run.run)).toEqual(before);
+    for (const response of responses) expect((await commandOf(response)).length, response).toBe(response.includes("risk") ? 3 : 1);
+    await page.reload();
+    await expect.poll(() => outcome.count()).toBe(1);
+    expect(faults).toEqual([]);
+  });
+
+  it("lists any number of binned predictors, reached by keyboard", async () => {
+    freshData();
+    const count = 1200;
+    let seed = 11;
+    const random = () => (seed = (seed * 48271) % 2147483647) / 2147483647;
+    const names = Array.from({ length: count }, (_, i) => `x${String(i).padStart(4, "0")}`);
+    const rows = Array.from({ length: 40 }, (_, i) => [i % 2 ? "yes" : "no", ...names.map(() => Math.round(random() * 9))].join(","));
+    const wide = join(folder, "wide.csv");
+    writeFileSync(wide, [["y", ...names].join(","), ...rows].join("\n"));
+    const program = await open(wide);
+    const page = await window(program.address);
+    await page.getByText("40 cases, 1\u202f201 variables").waitFor();
+    await page.getByRole("button", { name: "Bins", exact: true }).click();
+    await chooseOutcome(page, "y");
+    await page.getByRole("button", { name: "Find bins" }).click();
+    const list = page.getByRole("listbox", { name: "Binned predictors" });
+    await list.waitFor();
+    const options = list.getByRole("option");
+    expect(await options.count()).toBeLessThan(60);
+    expect(await options.first().getAttribute("aria-setsize")).toBe(String(count));
+    const order = JSON.parse(await (await page.request.get(new URL("/api/sessions/1/runs/1", page.url()).href)).text()).responses[0].predictors.map((one: { name: string }) => one.name) as string[];
+    await list.focus();
+    await page.keyboard.press("End");
+    const last = list.locator(`[aria-selected=true]`);
+    await expect.poll(() => last.locator(".name").innerText()).toBe(order.at(-1));
+    expect(await list.getAttribute("aria-activedescendant")).toBe(await last.getAttribute("id"));
+    await page.keyboard.press("ArrowUp");
+    await expect.poll(() => last.locator(".name").innerText()).toBe(order.at(-2));
+    await page.keyboard.press("n"); // of the editor
+    await expect.poll(() => last.locator(".name").innerText()).toBe(order.at(-1));
+    await page.keyboard.press("Home");
+    await expect.poll(() => last.locator(".name").innerText()).toBe(order[0]);
+    await page.getByRole("searchbox", { name: "Search predictors" }).fill(order[700] ?? "");
+    await options.first().click();
+    await page.getByRole("searchbox", { name: "Search predictors" }).fill("");
+    // It stays in view among all.
+    await expect.poll(() => last.locator(".name").innerText()).toBe(order[700]);
+    await page.evaluate(axe);
+    const found = await page.evaluate(async () => {
+      const result = await (globalThis as unknown as { axe: { run: (where: string) => Promise<{ violations: { id: string }[] }> } }).axe.run(".bins-view");
+      return result.violations.map((one) => one.id);
+    });
+    expect(found).toEqual([]);
+    expect(faults).toEqual([]);
   });
 
   it("goes anywhere by a few letters, and compares two runs", async () => {

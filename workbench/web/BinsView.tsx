@@ -5,12 +5,16 @@ import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
 import { formatCount, formatNumber, formatP, formatPercent, formatValue, nearestCut, parseNumber, searchNames, splitPlace, strengthOf, usesDecimalComma } from "./logic";
+import { OutcomeChoice } from "./OutcomeChoice";
 import { Remarks, RunBar } from "./RunBar";
 import { copyText } from "./TakeAway";
 import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
 import type { BinEdit, BinsPanel, Decision, Run, ScreeningReport, Worth } from "./types";
+import { VirtualList } from "./VirtualList";
 
 type Response = ScreeningReport["responses"][number];
+
+const rowHeight = 34; // pixels, of a predictor
 
 const strengthNames = { binary: "information value of held-out cases", continuous: "variance explained, held out", categorical: "deviance explained, held out" };
 
@@ -21,6 +25,7 @@ export function BinsView() {
   const run = currentRun("screen");
   const report = run ? (store.reports[run.run] as ScreeningReport | undefined) : undefined;
   const response = report?.responses[0];
+  const outcomes = store.snapshot?.choices.outcomes ?? [];
   if (!run)
     return (
       <div class="empty">
@@ -50,44 +55,40 @@ export function BinsView() {
       {response && report && (
         <div class="columns">
           <div class="predictors" role="region" aria-label="Predictors">
+            {(outcomes.length > 1 || !outcomes.includes(response.name)) && (
+              <OutcomeChoice title="Outcome" outcomes={[...new Set([...outcomes, response.name])]} outcome={response.name} choose={(screened) => choose({ screened })} />
+            )}
             <input type="search" placeholder="Search predictors" aria-label="Search predictors" value={search} onInput={(event) => setSearch(event.currentTarget.value)} />
             <label class="check">
               <input type="checkbox" checked={onlyOpen} onChange={(event) => setOnlyOpen(event.currentTarget.checked)} />
               not accepted yet ({formatCount(names.length - accepted)})
             </label>
             <p class="soft">By {strengthNames[response.kind]}</p>
-            <ul>
-              {shown.map((name) => {
+            <VirtualList names={shown} chosen={predictor ?? ""} rowHeight={rowHeight} label="Binned predictors" choose={(name) => setState({ predictor: name, variable: name })}>
+              {(name) => {
                 const one = byName.get(name);
                 const value = one ? strengthOf(response.kind, one) : null;
                 const decision = decisions[name];
                 return (
-                  <li key={name}>
-                    <button
-                      type="button"
-                      class={name === predictor ? "chosen" : ""}
-                      aria-current={name === predictor ? "true" : undefined}
-                      onClick={() => setState({ predictor: name, variable: name })}
-                    >
-                      <span class="name">{name}</span>
-                      <span class="marks">
-                        {decision?.accepted && <span title="accepted">✓</span>}
-                        {decision?.locked && <span title="locked">🔒</span>}
-                        {(run.edits[response.name]?.[name]?.length ?? 0) > 0 && <span title="edited">✎</span>}
-                        {one?.noBetterThanChance && <span class="mark" title="No better than chance">chance</span>}
-                        {one?.saysTheSameAs && <span class="mark plain" title={`Says the same as ${one.saysTheSameAs}`}>same</span>}
-                        {(one?.warnings?.length ?? 0) > 0 && (
-                          <span class="mark" title={one?.warnings?.map((warning) => warning.text).join("\n")}>check</span>
-                        )}
-                        {shifted.has(name) && <span class="mark" title={`Shifted: PSI ${formatNumber(shifted.get(name), 2)}`}>drift</span>}
-                      </span>
-                      <span class="value">{formatNumber(value)}</span>
-                      <span class="meter" style={{ width: `${(100 * Math.max(0, value ?? 0)) / highest}%` }} />
-                    </button>
-                  </li>
+                  <>
+                    <span class="name">{name}</span>
+                    <span class="marks">
+                      {decision?.accepted && <span title="accepted">✓</span>}
+                      {decision?.locked && <span title="locked">🔒</span>}
+                      {(run.edits[response.name]?.[name]?.length ?? 0) > 0 && <span title="edited">✎</span>}
+                      {one?.noBetterThanChance && <span class="mark" title="No better than chance">chance</span>}
+                      {one?.saysTheSameAs && <span class="mark plain" title={`Says the same as ${one.saysTheSameAs}`}>same</span>}
+                      {(one?.warnings?.length ?? 0) > 0 && (
+                        <span class="mark" title={one?.warnings?.map((warning) => warning.text).join("\n")}>check</span>
+                      )}
+                      {shifted.has(name) && <span class="mark" title={`Shifted: PSI ${formatNumber(shifted.get(name), 2)}`}>drift</span>}
+                    </span>
+                    <span class="value">{formatNumber(value)}</span>
+                    <span class="meter" style={{ width: `${(100 * Math.max(0, value ?? 0)) / highest}%` }} />
+                  </>
                 );
-              })}
-            </ul>
+              }}
+            </VirtualList>
             {response.failed.length > 0 && (
               <details>
                 <summary>{response.failed.length} without bins</summary>

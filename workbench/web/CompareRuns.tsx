@@ -1,7 +1,8 @@
 // Two runs of an analysis side by side: the options that differ, and each predictor's place and
 // figure in both.
 import { useState } from "preact/hooks";
-import { compareOptions, compareRankings, formatNumber, rankingOf, searchNames } from "./logic";
+import { compareOptions, compareRankings, formatNumber, outcomesIn, rankingOf, searchNames } from "./logic";
+import { OutcomeChoice } from "./OutcomeChoice";
 import { useStore } from "./store";
 import type { Run } from "./types";
 
@@ -20,6 +21,7 @@ function Step({ before, after }: { before: number | null; after: number | null }
 export function CompareRuns({ first, second }: { first: Run; second: Run }) {
   const { reports } = useStore();
   const [search, setSearch] = useState("");
+  const [chosen, setChosen] = useState("");
   const [a, b] = [reports[first.run], reports[second.run]];
   if (!a || !b)
     return (
@@ -28,7 +30,9 @@ export function CompareRuns({ first, second }: { first: Run; second: Run }) {
       </p>
     );
   const options = compareOptions(first.options, second.options);
-  const rows = compareRankings(rankingOf(a), rankingOf(b));
+  const outcomes = outcomesIn(a).filter((one) => outcomesIn(b).includes(one));
+  const outcome = outcomes.find((one) => one === chosen) ?? outcomes[0];
+  const rows = compareRankings(rankingOf(a, outcome), rankingOf(b, outcome));
   const wanted = new Set(searchNames(search, rows.map((row) => row.name)));
   const shown = rows.filter((row) => wanted.has(row.name));
   const [nameA, nameB] = [nameOfRun(first), nameOfRun(second)];
@@ -58,6 +62,7 @@ export function CompareRuns({ first, second }: { first: Run; second: Run }) {
           </tbody>
         </table>
       )}
+      {outcome !== undefined && outcomes.length > 1 && <OutcomeChoice title="Outcome" outcomes={outcomes} outcome={outcome} choose={setChosen} />}
       <input type="search" placeholder="Search predictors" aria-label="Search compared predictors" value={search} onInput={(event) => setSearch(event.currentTarget.value)} />
       <div class="scroll" tabIndex={0} role="region" aria-label="Predictors in both runs">
         <table>

@@ -8,10 +8,14 @@ import type { RankingReport, Run, ScreeningReport } from "./types";
 
 const statusNames = { running: "computing", done: "done", failed: "failed", cancelled: "cancelled", stale: "not computed yet" };
 
-function best(report: RankingReport | ScreeningReport | undefined): string {
-  if (!report) return "";
-  const names = "dependents" in report ? (report.dependents[0]?.best ?? []) : (report.responses[0]?.order ?? []);
-  return names.slice(0, 4).join(", ");
+// The best predictors of each outcome.
+function best(report: RankingReport | ScreeningReport | undefined): { outcome: string; names: string }[] {
+  if (!report) return [];
+  const outcomes =
+    "dependents" in report
+      ? report.dependents.map((one) => ({ outcome: one.name, names: one.best }))
+      : report.responses.map((one) => ({ outcome: one.name, names: one.order }));
+  return outcomes.filter((one) => one.names.length > 0).map((one) => ({ ...one, names: one.names.slice(0, 4).join(", ") }));
 }
 
 export function History() {
@@ -33,7 +37,7 @@ export function History() {
       {first && second && <CompareRuns first={first} second={second} />}
       {runs.length === 0 && <p class="soft">No analysis has run yet.</p>}
       {runs.map((run) => {
-        const names = best(reports[run.run]);
+        const outcomes = best(reports[run.run]);
         const open = () => {
           show(run.analysis === "screen" ? "bins" : "rank");
           void showRun(run.analysis, run.run);
@@ -73,7 +77,11 @@ export function History() {
                 </button>
               </span>
             </header>
-            {names && <p>Best: {names}</p>}
+            {outcomes.map(({ outcome, names }) => (
+              <p key={outcome}>
+                Best{outcomes.length > 1 && ` for ${outcome}`}: {names}
+              </p>
+            ))}
             <code>{run.commands.join("\n")}</code>
             <span class="line">
               <CopyCommands run={run} />

@@ -12,6 +12,7 @@ import {
   predictorsToName,
   responseKind,
   roleOf,
+  screenedOutcome,
   searchNames,
   usesDecimalComma,
   wordAtCaret,
@@ -360,8 +361,8 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
   const choices: Choices = snapshot.choices;
   const names = snapshot.data.names ?? [];
   const outcomes = choices.outcomes ?? [];
-  const outcome = snapshot.variables.find((one) => one.name === outcomes[0]);
-  const predictors = predictorsToName(snapshot.variables, choices);
+  const outcome = screenedOutcome(snapshot.variables, choices);
+  const predictors = predictorsToName(analysis, snapshot.variables, choices);
   const usable = snapshot.variables.filter((one) => roleOf(one, choices) === "predictor").length;
   const member = analysis === "screen" ? "screening" : "ranking";
   const own = (analysis === "screen" ? choices.screening : choices.ranking) ?? {};
@@ -372,19 +373,19 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
   return (
     <section class="options" aria-label="Options">
       <Box
-        title={analysis === "screen" ? "Outcome" : "Outcomes"}
-        chosen={analysis === "screen" ? outcomes.slice(0, 1) : outcomes}
+        title="Outcomes"
+        chosen={outcomes}
         empty="Drag a variable here, double click it in the list, or type its name."
         names={names}
         drop={(added) =>
-          choose({ outcomes: analysis === "screen" ? added.slice(0, 1) : [...new Set([...outcomes, ...added])], bad: null })
+          choose({ outcomes: [...new Set([...outcomes, ...added])], ...(analysis === "screen" ? { screened: added[0] ?? null } : {}) })
         }
         remove={(name) => choose({ outcomes: outcomes.filter((one) => one !== name) })}
       />
-      {analysis === "screen" && codes && (
+      {analysis === "screen" && outcome && codes && (
         <label class="line">
-          Bad is
-          <select value={codes.bad} onChange={(event) => choose({ bad: event.currentTarget.value })}>
+          {outcomes.length > 1 ? `Bad of ${outcome.name} is` : "Bad is"}
+          <select value={codes.bad} onChange={(event) => choose({ badCodes: { [outcome.name]: event.currentTarget.value } })}>
             {[codes.bad, codes.good].sort().map((code) => (
               <option key={code}>{code}</option>
             ))}
@@ -431,7 +432,7 @@ export function OptionsPanel({ analysis }: { analysis: Analysis }) {
         );
       })}
       <button type="button" class="primary" disabled={outcomes.length === 0 || run?.status === "running"} onClick={() => void startRun(analysis)}>
-        {analysis === "screen" ? "Find bins" : "Rank predictors"}
+        {analysis !== "screen" ? "Rank predictors" : outcome && outcomes.length > 1 ? `Find bins for ${outcome.name}` : "Find bins"}
       </button>
     </section>
   );

@@ -1,7 +1,8 @@
 // The predictors of an outcome, best first: search, order, what no more than chance
 // explains, effects with intervals.
 import { useState } from "preact/hooks";
-import { formatCount, formatNumber, formatP, rankedPredictors, searchNames, sortedBy } from "./logic";
+import { formatCount, formatNumber, formatP, outcomesIn, rankedPredictors, searchNames, sortedBy } from "./logic";
+import { OutcomeChoice } from "./OutcomeChoice";
 import { Remarks, RunBar } from "./RunBar";
 import { choose, currentRun, setState, show, startRun, useStore } from "./store";
 import type { RankedPredictor, RankingReport } from "./types";
@@ -20,6 +21,12 @@ function EffectBar({ one, highest }: { one: RankedPredictor; highest: number }) 
       )}
     </svg>
   );
+}
+
+function openBins(outcome: string): void {
+  choose({ screened: outcome });
+  show("bins");
+  void startRun("screen");
 }
 
 type Column = { title: string; hint: string; key: (one: RankedPredictor) => unknown; descending: boolean };
@@ -70,11 +77,7 @@ export function Ranking() {
           <div class="tools">
             <h2>{dependent.name}</h2>
             {report && report.dependents.length > 1 && (
-              <select aria-label="Outcome" value={dependent.name} onChange={(event) => setOutcome(event.currentTarget.value)}>
-                {report.dependents.map((one) => (
-                  <option key={one.name}>{one.name}</option>
-                ))}
-              </select>
+              <OutcomeChoice title="Outcome" outcomes={outcomesIn(report)} outcome={dependent.name} choose={setOutcome} />
             )}
             <input type="search" placeholder="Search predictors" aria-label="Search predictors" value={search} onInput={(event) => setSearch(event.currentTarget.value)} />
             <label class="check">
@@ -84,11 +87,7 @@ export function Ranking() {
             <span class="soft">{formatCount(rows.length)} predictors</span>
             <button
               type="button"
-              onClick={() => {
-                choose({ outcomes: [dependent.name, ...(store.snapshot?.choices.outcomes ?? []).filter((one) => one !== dependent.name)] });
-                show("bins");
-                void startRun("screen");
-              }}
+              onClick={() => openBins(dependent.name)}
             >
               Find their bins
             </button>
@@ -127,8 +126,7 @@ export function Ranking() {
                         title="Open its bins"
                         onClick={() => {
                           setState({ predictor: one.name, variable: one.name });
-                          show("bins");
-                          void startRun("screen");
+                          openBins(dependent.name);
                         }}
                       >
                         {one.name}

@@ -1,7 +1,7 @@
 // What can be taken away from a run: files as the command writes them, and the steps as commands
 // and as Python.
 import { useEffect, useRef, useState } from "preact/hooks";
-import { getFile } from "./api";
+import { getFile, getText } from "./api";
 import { parseNumber, pythonCode, usesDecimalComma } from "./logic";
 import { base, fail, setState, useStore } from "./store";
 import type { Run } from "./types";
@@ -69,6 +69,42 @@ function FileLink({ address, title }: { address: string; title: string }) {
       {title}
       {busy && " …"}
     </a>
+  );
+}
+
+// The result as the terminal shows it, to read and to copy.
+function TextButton({ address }: { address: string }) {
+  const [open, setOpen] = useState(false);
+  const [text, setText] = useState("");
+  const { message } = useStore();
+  const dialog = useRef<HTMLDialogElement>(null);
+  useEffect(() => {
+    if (!open) return;
+    setText("");
+    dialog.current?.showModal();
+    getText(address).then(setText).catch((error: unknown) => (setOpen(false), fail(error)));
+  }, [open, address]);
+  return (
+    <>
+      <button type="button" onClick={() => setOpen(true)}>
+        Text to copy …
+      </button>
+      {open && (
+        <dialog class="text" ref={dialog} onClose={(event) => (event.stopPropagation(), setOpen(false))} aria-label="The result as text">
+          {text === "" && <p role="status">Computing …</p>}
+          {text !== "" && <pre tabIndex={0}>{text}</pre>}
+          <p role="status">{message}</p>
+          <div class="buttons">
+            <button type="button" class="primary" disabled={text === ""} onClick={() => void copyText(text, "The text is")}>
+              Copy
+            </button>
+            <button type="button" onClick={() => dialog.current?.close()}>
+              Close
+            </button>
+          </div>
+        </dialog>
+      )}
+    </>
   );
 }
 
@@ -161,6 +197,7 @@ export function TakeAway({ run }: { run: Run }) {
           <FileLink address={`${base()}/project`} title="Project" />
           <CopyCommands run={run} />
           <CopyPython run={run} />
+          <TextButton address={address("text", "&show=1")} />
         </div>
       </details>
       {card && <Scorecard run={run} predictors={which} close={() => setCard(false)} />}
@@ -234,6 +271,7 @@ function Scorecard({ run, predictors, close }: { run: Run; predictors: string; c
           <SqlLink address={address} title="SQL" />
           <FileLink address={address("python")} title="Python" />
           <FileLink address={address("pmml")} title="PMML" />
+          <TextButton address={address("text", "&show=1")} />
         </div>
         <p role="alert">{message}</p>
         <div class="buttons">

@@ -1,11 +1,11 @@
-// The variables: search, distribution, missing share and role of each. A virtual list: thousands of
-// variables draw as fast as twenty.
-import { useEffect, useRef, useState } from "preact/hooks";
+// The variables: search, distribution, missing share and role of each.
+import { useState } from "preact/hooks";
 import { formatCount, formatPercent, formatValue, measurementOf, roleOf, searchNames } from "./logic";
 import { choose, setRole, setState, useStore } from "./store";
 import type { Histogram, Variable } from "./types";
+import { VirtualList } from "./VirtualList";
 
-const rowHeight = 46;
+const rowHeight = 46; // pixels
 
 export function HistogramBars({ histogram, width, height }: { histogram: Histogram; width: number; height: number }) {
   const counts = histogram.counts;
@@ -37,46 +37,23 @@ function typeSign(variable: Variable, measurement: string): string {
 export function VariableList() {
   const { snapshot, variable: chosen } = useStore();
   const [search, setSearch] = useState("");
-  const [top, setTop] = useState(0);
-  const [height, setHeight] = useState(600);
-  const list = useRef<HTMLDivElement>(null);
-  useEffect(() => {
-    const element = list.current;
-    if (!element) return;
-    const observer = new ResizeObserver(() => setHeight(element.clientHeight));
-    observer.observe(element);
-    return () => observer.disconnect();
-  }, []);
   if (!snapshot) return null;
   const byName = new Map(snapshot.variables.map((one) => [one.name, one]));
   const names = searchNames(search, snapshot.data.names ?? []);
-  const first = Math.max(0, Math.floor(top / rowHeight) - 3);
-  const last = Math.min(names.length, Math.ceil((top + height) / rowHeight) + 3);
   const cases = snapshot.data.cases ?? 0;
-
-  const select = (name: string) => setState({ variable: name });
+  const roleNow = (name: string) => {
+    const one = byName.get(name);
+    return one ? roleOf(one, snapshot.choices) : "none";
+  };
   const onKey = (event: KeyboardEvent) => {
-    const at = names.indexOf(chosen);
-    const step = event.key === "ArrowDown" ? 1 : event.key === "ArrowUp" ? -1 : 0;
     const roles: Record<string, "outcome" | "predictor" | "weight" | "none"> = {
       o: "outcome",
       p: "predictor",
       w: "weight",
       Delete: "none",
     };
-    if (step !== 0) {
-      event.preventDefault();
-      const next = Math.min(Math.max(at + step, 0), names.length - 1);
-      const name = names[next];
-      if (name === undefined) return;
-      select(name);
-      const element = list.current;
-      if (!element) return;
-      if (next * rowHeight < element.scrollTop) element.scrollTop = next * rowHeight;
-      if ((next + 1) * rowHeight > element.scrollTop + height) element.scrollTop = (next + 1) * rowHeight - height;
-    } else if (chosen && roles[event.key] !== undefined && !event.ctrlKey && !event.metaKey) {
-      setRole(chosen, roles[event.key] ?? "none");
-    }
+    const role = roles[event.key];
+    if (chosen && role !== undefined && !event.ctrlKey && !event.metaKey) setRole(chosen, role);
   };
 
   return (
@@ -105,53 +82,41 @@ export function VariableList() {
           </button>
         </div>
       )}
-      <div
-        class="list"
-        ref={list}
-        role="listbox"
-        tabIndex={0}
-        aria-label="Variables: arrow keys move, o makes the outcome, p a predictor, w the weight, Delete leaves out"
-        aria-activedescendant={chosen && names.includes(chosen) ? `variable-${names.indexOf(chosen)}` : undefined}
-        onScroll={(event) => setTop(event.currentTarget.scrollTop)}
-        onKeyDown={onKey}
+      <VirtualList
+        names={names}
+        chosen={chosen}
+        rowHeight={rowHeight}
+        label="Variables: arrow keys move, o makes the outcome, p a predictor, w the weight, Delete leaves out"
+        choose={(name) => setState({ variable: name })}
+        onKey={onKey}
+        row={(name) => ({
+          class: `variable ${roleNow(name)}`,
+          draggable: true,
+          title: "Double click makes it the outcome; drag it to a box",
+          onDragStart: (event) => event.dataTransfer?.setData("text/plain", name),
+          onDblClick: () => setRole(name, roleNow(name) === "outcome" ? "predictor" : "outcome"),
+        })}
       >
-        <div style={{ height: `${names.length * rowHeight}px`, position: "relative" }} role="presentation">
-          {names.slice(first, last).map((name, index) => {
-            const one = byName.get(name);
-            const role = one ? roleOf(one, snapshot.choices) : "none";
-            const measurement = one ? measurementOf(one, snapshot.choices) : "";
-            return (
-              <div
-                key={name}
-                id={`variable-${first + index}`}
-                class={`variable ${role} ${name === chosen ? "chosen" : ""}`}
-                style={{ top: `${(first + index) * rowHeight}px` }}
-                role="option"
-                aria-selected={name === chosen}
-                aria-posinset={first + index + 1}
-                aria-setsize={names.length}
-                draggable
-                onDragStart={(event) => event.dataTransfer?.setData("text/plain", name)}
-                onClick={() => select(name)}
-                onDblClick={() => setRole(name, role === "outcome" ? "predictor" : "outcome")}
-                title="Double click makes it the outcome; drag it to a box"
-              >
-                <span class="sign" title={measurement}>
-                  {one ? typeSign(one, measurement) : "…"}
-                </span>
-                <span class="name">
-                  {name}
-                  <small>
-                    {one ? roleNames[role] : "…"}
-                    {one && one.missing > 0 && cases > 0 && ` · ${formatPercent(one.missing / cases)} missing`}
-                  </small>
-                </span>
-                {one?.histogram && <HistogramBars histogram={one.histogram} width={64} height={26} />}
-              </div>
-            );
-          })}
-        </div>
-      </div>
+        {(name) => {
+          const one = byName.get(name);
+          const measurement = one ? measurementOf(one, snapshot.choices) : "";
+          return (
+            <>
+              <span class="sign" title={measurement}>
+                {one ? typeSign(one, measurement) : "…"}
+              </span>
+              <span class="name">
+                {name}
+                <small>
+                  {one ? roleNames[roleNow(name)] : "…"}
+                  {one && one.missing > 0 && cases > 0 && ` · ${formatPercent(one.missing / cases)} missing`}
+                </small>
+              </span>
+              {one?.histogram && <HistogramBars histogram={one.histogram} width={64} height={26} />}
+            </>
+          );
+        }}
+      </VirtualList>
       <VariableDetail />
     </section>
   );

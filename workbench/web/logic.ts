@@ -157,10 +157,15 @@ export function roleOf(variable: Variable, choices: Choices): "outcome" | "predi
   return variable.role === "usable" ? "predictor" : "none";
 }
 
-// The predictors to name; null: the default of the command is meant.
-export function predictorsToName(variables: Variable[], choices: Choices): string[] | null {
-  if (!choices.predictors && !choices.leftOut?.length) return null;
-  return variables.filter((one) => roleOf(one, choices) === "predictor").map((one) => one.name);
+// The predictors to name; null: the default of the command is meant, which knows the outcomes of its
+// own run alone.
+export function predictorsToName(analysis: Analysis, variables: Variable[], choices: Choices): string[] | null {
+  const hasOthers = analysis === "screen" && (choices.outcomes?.length ?? 0) > 1;
+  if (!choices.predictors && !choices.leftOut?.length && !hasOthers) return null;
+  const own = (analysis === "screen" ? choices.screening : choices.ranking) ?? {};
+  // What says something else about the cases predicts only if the user names it.
+  const elsewhere = choices.predictors ? [] : [own["by"], own["strata"], own["clusters"], own["count"]];
+  return variables.filter((one) => roleOf(one, choices) === "predictor" && !elsewhere.includes(one.name)).map((one) => one.name);
 }
 
 export type ResponseKind = "binary" | "continuous" | "categorical";
@@ -170,13 +175,28 @@ export function responseKind(variable: Variable, choices: Choices): ResponseKind
   return variable.distinct === 2 && !variable.distinctIsLowerBound ? "binary" : "categorical";
 }
 
+// The outcome whose bins are searched: the chosen one, else the first. A screening has one, so that its
+// bins can be edited and given to the command.
+export function screenedOutcome(variables: Variable[], choices: Choices): Variable | undefined {
+  const outcomes = choices.outcomes ?? [];
+  const name = outcomes.find((one) => one === choices.screened) ?? outcomes[0];
+  return variables.find((one) => one.name === name);
+}
+
+// The outcome in the options of a screening.
+export function outcomeOf(options: Options): string {
+  const kinds: ResponseKind[] = ["binary", "continuous", "categorical"];
+  return String(kinds.map((kind) => options[`${kind}-response`]).find((name) => name !== undefined) ?? "");
+}
+
 // The codes of a binary response, as the command takes them; the bad one is the rarer
 // one unless the user says so.
 export function codesOf(variable: Variable, choices: Choices): { good: string; bad: string } {
   const levels = variable.histogram?.labels ?? [];
   const common = levels[0] ?? "";
   const rare = levels[1] ?? "";
-  const bad = choices.bad !== undefined && levels.includes(choices.bad) ? choices.bad : rare;
+  const chosen = choices.badCodes?.[variable.name] ?? choices.bad;
+  const bad = typeof chosen === "string" && levels.includes(chosen) ? chosen : rare;
   return { bad, good: bad === common ? rare : common };
 }
 
@@ -193,7 +213,7 @@ export function codesByVariable(codes: Record<string, string | null> | undefined
 
 // The options of an analysis, those of the command line; null: an outcome is missing.
 export function optionsOf(analysis: Analysis, variables: Variable[], choices: Choices): Options | null {
-  const outcome = variables.find((one) => one.name === choices.outcomes?.[0]);
+  const outcome = analysis === "screen" ? screenedOutcome(variables, choices) : variables.find((one) => one.name === choices.outcomes?.[0]);
   if (!outcome) return null;
   const options: Options = {};
   if (analysis === "feature-selection") {
@@ -207,7 +227,7 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
       options["bad"] = codes.bad;
     }
   }
-  const predictors = predictorsToName(variables, choices);
+  const predictors = predictorsToName(analysis, variables, choices);
   if (predictors) options["predictors"] = predictors;
   for (const measurement of ["continuous", "categorical"] as const) {
     const names = Object.entries(choices.measurement ?? {}).filter(([, value]) => value === measurement);
@@ -241,7 +261,7 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
 // bins are searched for a rate or a mean.
 function shapesThatApply(variables: Variable[], choices: Choices): string[] {
   const own = choices.screening ?? {};
-  const outcome = variables.find((one) => one.name === choices.outcomes?.[0]);
+  const outcome = screenedOutcome(variables, choices);
   if (!isSearched(own) || !outcome || responseKind(outcome, choices) === "categorical") return [];
   const elsewhere = [own["by"], own["strata"], own["clusters"], own["count"]];
   return Object.entries(choices.shapes ?? {}).flatMap(([name, shape]) => {
@@ -339,13 +359,17 @@ export interface Ranked {
   figure: number | null;
 }
 
-// The predictors of the first outcome of a run, best first.
-export function rankingOf(report: RankingReport | ScreeningReport): Ranked[] {
+export function outcomesIn(report: RankingReport | ScreeningReport): string[] {
+  return ("responses" in report ? report.responses : report.dependents).map((one) => one.name);
+}
+
+// The predictors of an outcome of a run, best first; of the first where the run lacks this one.
+export function rankingOf(report: RankingReport | ScreeningReport, outcome = ""): Ranked[] {
   if ("responses" in report) {
     const response = report.responses[0];
     return (response?.predictors ?? []).map((one, index) => ({ name: one.name, rank: index + 1, figure: strengthOf(response?.kind ?? "", one) }));
   }
-  const dependent = report.dependents[0];
+  const dependent = report.dependents.find((one) => one.name === outcome) ?? report.dependents[0];
   if (!dependent) return [];
   const rankBy = report.run.rankBy ?? "effect";
   const figure = (one: RankedPredictor) => (rankBy === "effect" ? one.effect : one.statistic) ?? null;

@@ -2,7 +2,7 @@
 // Every change goes to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
-import { mergePatch, optionsOf, withVariables } from "./logic";
+import { mergePatch, optionsOf, outcomeOf, withVariables } from "./logic";
 import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable } from "./types";
 
 export type View = "data" | "rank" | "bins" | "history" | "dialogs";
@@ -315,8 +315,12 @@ export async function startRun(analysis: Analysis, keepBinsOf?: number): Promise
   const snapshot = state.snapshot;
   const options = snapshot && optionsOf(analysis, snapshot.variables, snapshot.choices);
   if (!options) return;
-  const current = currentRun(analysis);
+  // Each outcome has screenings of its own.
+  const shown = currentRun(analysis);
+  const isOfOutcome = (run: Run) => run.analysis === analysis && (analysis !== "screen" || outcomeOf(run.options) === outcomeOf(options));
+  const current = shown && isOfOutcome(shown) ? shown : snapshot.runs.filter(isOfOutcome).at(-1);
   const same = current && !keepBinsOf && JSON.stringify(current.options) === JSON.stringify(options);
+  if (same && current !== shown && current.status !== "failed" && current.status !== "cancelled") return showRun(analysis, current.run);
   if (same && (current.status === "running" || current.status === "done")) return;
   const request: Record<string, unknown> = { analysis, options };
   if (keepBinsOf) request["keepBinsOf"] = keepBinsOf;

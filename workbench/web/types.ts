@@ -60,6 +60,7 @@ export interface Run {
 // What the user has chosen. It belongs to the page; the server keeps it.
 export interface Choices {
   outcomes?: string[];
+  screened?: string | null; // the outcome whose bins are searched; the first by default
   predictors?: string[] | null; // null: all usable variables
   leftOut?: string[]; // usable variables that are no predictors
   weight?: string;
@@ -68,8 +69,8 @@ export interface Choices {
   measurement?: Record<string, Measurement | null>;
   missing?: Record<string, string | null>;
   special?: Record<string, string | null>;
-  good?: string;
-  bad?: string;
+  badCodes?: Record<string, string | null>; // of flags
+  bad?: string; // of all flags, in projects of earlier versions
   ranking?: Record<string, unknown>; // options of the command; a missing one has its default
   screening?: Record<string, unknown>;
   shapes?: Record<string, string | null>; // of the bins of single predictors
