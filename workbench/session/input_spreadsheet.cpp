@@ -9,6 +9,7 @@
 #include "base/parse_number.h"
 #include "base/tolerant.h"
 #include "contract/text.h"
+#include "workbench/data/distinct_values.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/texts.h"
@@ -67,18 +68,14 @@ int InputSpreadsheet::AddBundle(const char16_t* name, int nameLength, const char
 std::vector<double> InputSpreadsheet::FindSelectedValues(int variableNumber) const {
   const Column& column = core_.table.Variable(variableNumber);
   const MissingRange missing(column.missingCode);
-  std::vector<double> distinct;
+  DistinctValues distinct;
   for (std::size_t index = 0; index < column.values.size(); ++index) {
     const double value = column.values[index];
     if (std::isnan(value) || missing.Contains(value) || !core_.IsSelected(static_cast<std::int64_t>(index)))
       continue;
-    // Runs of one value are common: sorted files, and codes.
-    if (distinct.empty() || distinct.back() != value) distinct.push_back(value);
+    distinct.Add(value);
   }
-  std::sort(distinct.begin(), distinct.end());
-  distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-  distinct.shrink_to_fit();  // it had room for every case
-  return distinct;
+  return std::move(distinct).Ascending();
 }
 
 const std::vector<double>& InputSpreadsheet::SelectedValues(int variableNumber) const {

@@ -7,6 +7,7 @@
 #include "base/parse_number.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/data/distinct_values.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/names.h"
 #include "workbench/documents/terminal_text.h"
@@ -30,31 +31,43 @@ class UsedCases {
            (!IsMissing(weights_->values[index], weights_->missingCode) && weights_->values[index] > 0);
   }
 
-  // The distinct values of a variable, ascending; at most limit of them unless limit is 0, and then
-  // none that differs from another by rounding only.
-  std::vector<double> Distinct(int variableNumber, std::size_t limit = 0) const {
-    const Column& column = table_.Variable(variableNumber);
-    const MissingRange missing(column.missingCode);
+  // The distinct values of a variable, ascending.
+  std::vector<double> Distinct(int variableNumber) const {
+    DistinctValues values;
+    ForValues(variableNumber, [&](double value) {
+      values.Add(value);
+      return true;
+    });
+    return std::move(values).Ascending();
+  }
+
+  // At most limit of them, of which none differs from another by rounding only.
+  std::vector<double> Distinct(int variableNumber, std::size_t limit) const {
     std::vector<double> values;
-    for (std::size_t index = 0; index < column.values.size(); ++index) {
-      const double value = column.values[index];
-      if (std::isnan(value) || missing.Contains(value) || !Contains(index)) continue;
-      if (!values.empty() && values.back() == value) continue;  // files are often sorted
-      if (limit == 0) {
+    ForValues(variableNumber, [&](double value) {
+      if (!values.empty() && values.back() == value) return true;  // files are often sorted
+      if (std::none_of(values.begin(), values.end(),
+                       [&](double seen) { return seen == value || NearlyEqualDoubles(seen, value); }))
         values.push_back(value);
-      } else if (std::none_of(values.begin(), values.end(), [&](double seen) {
-                   return seen == value || NearlyEqualDoubles(seen, value);
-                 })) {
-        values.push_back(value);
-        if (values.size() == limit) break;
-      }
-    }
+      return values.size() < limit;
+    });
     std::sort(values.begin(), values.end());
-    values.erase(std::unique(values.begin(), values.end()), values.end());
     return values;
   }
 
  private:
+  // Until use(value) is false.
+  template <typename Use>
+  void ForValues(int variableNumber, Use use) const {
+    const Column& column = table_.Variable(variableNumber);
+    const MissingRange missing(column.missingCode);
+    for (std::size_t index = 0; index < column.values.size(); ++index) {
+      const double value = column.values[index];
+      if (std::isnan(value) || missing.Contains(value) || !Contains(index)) continue;
+      if (!use(value)) return;
+    }
+  }
+
   const Table& table_;
   const CaseBitmap& selected_;
   const Column* weights_ = nullptr;
