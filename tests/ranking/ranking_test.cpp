@@ -1,6 +1,7 @@
 // The order of predictors and what it rests on, over tables in memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -196,6 +197,47 @@ TEST(Ranking, SearchedIntervalsFindAStepAndPayForTheSearch) {
     for (std::size_t p = 1; p <= 200; ++p)
       below += outcome.pairs[p].association.computable && std::exp(outcome.pairs[p].association.logP) <= 0.05;
     EXPECT_LE(below, 6);
+  }
+}
+
+// A group is a stretch of the ascending values, in whatever way the cases are looked up: few groups
+// and many, values that differ by rounding, missing codes, NaN, infinities, cases that are not used.
+TEST(CaseGroups, AreStretchesOfTheOrder) {
+  constexpr int kCases = 5000;
+  const std::vector<double> a = Uniforms(kCases, 8);
+  TableMaker maker(kCases);
+  const int number = maker.Add("x", [&](int i) {
+    const double value = std::floor(a[static_cast<std::size_t>(i)] * 400) / 10;
+    if (i % 11 == 0) return kMissing;
+    if (i % 13 == 0) return std::nan("");
+    if (i % 501 == 0) return i % 2 == 0 ? -HUGE_VAL : HUGE_VAL;
+    return i % 3 == 0 ? std::nextafter(value, 100) : value;
+  });
+  const Column& column = maker.Made().Variable(number);
+  std::vector<std::uint8_t> used(kCases, 1);
+  for (std::size_t i = 0; i < used.size(); i += 7) used[i] = 0;
+  CaseGrouper grouper(used, {});
+  for (const int intervals : {1, 2, 10, 50, 300}) {
+    const CaseGroups& groups = grouper.Group(column, {IntervalMethod::kQuantiles, intervals});
+    ASSERT_GE(groups.count, std::min(intervals, 200) * 3 / 4);
+    std::vector<std::size_t> order;
+    for (std::size_t i = 0; i < used.size(); ++i) {
+      const bool takesPart = used[i] != 0 && !std::isnan(column.values[i]) && column.values[i] != kMissing;
+      EXPECT_EQ(groups.groupOf[i] < groups.count, takesPart) << i;
+      if (takesPart) order.push_back(i);
+    }
+    EXPECT_EQ(groups.cases, static_cast<std::int64_t>(order.size()));
+    std::sort(order.begin(), order.end(),
+              [&](std::size_t i, std::size_t j) { return column.values[i] < column.values[j]; });
+    EXPECT_EQ(groups.groupOf[order.front()], 0U);
+    EXPECT_EQ(groups.groupOf[order.back()] + 1, groups.count);
+    for (std::size_t k = 1; k < order.size(); ++k) {
+      const std::uint32_t before = groups.groupOf[order[k - 1]], here = groups.groupOf[order[k]];
+      EXPECT_TRUE(here == before || here == before + 1) << k;
+      if (NearlyEqualDoubles(column.values[order[k - 1]], column.values[order[k]])) {
+        EXPECT_EQ(here, before) << k;
+      }
+    }
   }
 }
 

@@ -106,6 +106,12 @@ void ColumnBuilder::RestartAsText(std::int64_t missingCells) {
   }
 }
 
+bool ColumnBuilder::AddKnownText(std::string_view text) {
+  const std::optional<std::uint32_t> number = texts_.Find(text);
+  if (number) values_.push_back(*number);
+  return number.has_value();
+}
+
 void ColumnBuilder::AddText(std::string_view text) {
   if (IsBlankText(text) || (!missingTexts_->empty() && IsMissingText(text))) return AddMissing();
   mode_ = Mode::kTexts;

@@ -67,6 +67,8 @@ class ColumnBuilder {
   void AddMissing() { values_.push_back(kMissing); }
   void AddNumber(double value);
   void AddText(std::string_view text);
+  // Adds a text that AddText has taken before, which needs no further look; false: it has not.
+  bool AddKnownText(std::string_view text);
   void AddField(std::string_view text);
 
   // Cells that a scanner has read already (record_scanner.h): plain numbers and kMissing.

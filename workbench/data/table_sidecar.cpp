@@ -21,15 +21,20 @@ const char* KindOf(const Column& column) {
 // True when a reader that codes the texts assigns the same codes.
 bool CodesFollowTexts(const Column& column) {
   std::vector<bool> used(column.labels.size());
+  std::size_t unused = used.size();
   for (std::size_t i = 0; i < column.labels.size(); ++i) {
     if (column.labels[i].value != static_cast<double>(i + 1)) return false;
     if (i > 0 && column.labels[i - 1].text >= column.labels[i].text) return false;
   }
   const MissingRange missing(column.missingCode);
-  for (double value : column.values)
-    if (!missing.Contains(value) && value >= 1 && value <= static_cast<double>(used.size()))
-      used[static_cast<std::size_t>(value) - 1] = true;
-  return std::all_of(used.begin(), used.end(), [](bool one) { return one; });
+  for (std::size_t i = 0; i < column.values.size() && unused > 0; ++i) {
+    const double value = column.values[i];
+    if (missing.Contains(value) || !(value >= 1 && value <= static_cast<double>(used.size()))) continue;
+    const auto level = static_cast<std::size_t>(value) - 1;
+    if (!used[level]) --unused;
+    used[level] = true;
+  }
+  return unused == 0;
 }
 
 bool IsDateText(const std::string& text) { return ParseIsoDate(text) || ParseIsoDateTime(text); }

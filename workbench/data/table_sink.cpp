@@ -118,6 +118,7 @@ void TableSink::TakeSlice(std::span<const std::byte> block, const ColumnSlice& s
         throw DataError("Cannot read " + path_ + ": a text of its rows is damaged.");
       const std::string_view text(bytes + begin, end - begin);
       if (digits) return builder.AddField(text);
+      if (builder.AddKnownText(text)) return;
       if (IsCleanText(text)) return builder.AddText(text);
       builder.AddText(CleanText(text));
       cleaned_[slice.column] = true;

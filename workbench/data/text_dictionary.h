@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,8 @@ class TextDictionary {
  public:
   // The number of text, from 0 in order of first appearance.
   std::uint32_t Intern(std::string_view text);
+  // Nothing when it has not been interned.
+  std::optional<std::uint32_t> Find(std::string_view text) const;
   std::size_t Size() const { return starts_.size() - 1; }
   std::string_view Text(std::uint32_t number) const {
     return std::string_view(bytes_).substr(starts_[number], starts_[number + 1] - starts_[number]);
@@ -26,6 +29,8 @@ class TextDictionary {
 
  private:
   void Grow();
+  // Of the text, or the free one where it belongs. There are slots.
+  std::size_t SlotOf(std::string_view text, std::uint32_t hash) const;
 
   std::string bytes_;
   std::vector<std::size_t> starts_{0};

@@ -5,12 +5,33 @@
 
 #include "base/interval_width.h"
 #include "base/tolerant.h"
+#include "base/vector_dispatch.h"
+#include "workbench/data/absent_value.h"
 
 namespace velmora::ranking {
 namespace {
 
 // Above this share of the cases in one interval, the others hold too few to show a relation.
 constexpr double kCrowdedShare = 0.9;
+
+// How many of the limits are below each value. A pass for each limit, over values that stay in the
+// nearest cache, has no branch that depends on them.
+VELMORA_INLINE void CountBelowBody(const double* limits, std::size_t limitCount, const double* values,
+                                   std::size_t count, std::uint32_t* below) {
+  constexpr std::size_t kBlock = 1024;
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    const std::size_t end = std::min(count, first + kBlock);
+    std::fill(below + first, below + end, 0U);
+    for (std::size_t k = 0; k < limitCount; ++k) {
+      const double limit = limits[k];
+      for (std::size_t i = first; i < end; ++i) below[i] += values[i] > limit ? 1 : 0;
+    }
+  }
+}
+VELMORA_DISPATCH(void, CountBelow,
+                 (const double* limits, std::size_t limitCount, const double* values, std::size_t count,
+                  std::uint32_t* below),
+                 CountBelowBody, (limits, limitCount, values, count, below))
 
 }  // namespace
 
@@ -94,25 +115,35 @@ const CaseGroups& CaseGrouper::Group(const Column& column, const IntervalRule& r
 }
 
 void CaseGrouper::Assign(const Column& column, const std::vector<double>& highest) {
+  std::vector<double> limits;  // the largest value of each group but the last
   std::uint32_t group = 0;
   bool any = false;  // the group has cases
   std::size_t bound = 0;
-  std::vector<std::uint32_t> groupOfValue(order_.DistinctCount());
   for (std::size_t d = 0; d < order_.DistinctCount(); ++d) {
     const double value = order_.Value(column.values, d);
     while (bound < highest.size() && vlm::GreaterBeyondTolerance(value, highest[bound])) {
       ++bound;
+      if (any) limits.push_back(order_.HighestValue(column.values, d - 1));
       if (any) ++group;
       any = false;
     }
-    groupOfValue[d] = group;
     any = true;
   }
   groups_.count = order_.DistinctCount() == 0 ? 0 : group + 1;
-  groups_.groupOf.assign(column.values.size(), groups_.count);
-  for (std::size_t d = 0; d < groupOfValue.size(); ++d) {
-    for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
-      groups_.groupOf[order_.cases[static_cast<std::size_t>(at)]] = groupOfValue[d];
+  groups_.groupOf.resize(column.values.size());
+  constexpr std::size_t kMostCounted = 64;  // from here on a search has fewer steps
+  if (limits.size() <= kMostCounted) {
+    CountBelow(limits.data(), limits.size(), column.values.data(), column.values.size(),
+               groups_.groupOf.data());
+  } else {
+    std::transform(column.values.begin(), column.values.end(), groups_.groupOf.begin(), [&](double value) {
+      return static_cast<std::uint32_t>(std::lower_bound(limits.begin(), limits.end(), value) -
+                                        limits.begin());
+    });
+  }
+  if (order_.CaseCount() == column.values.size()) return;
+  for (std::size_t i = 0; i < column.values.size(); ++i) {
+    if (used_[i] == 0 || IsAbsent(column, i)) groups_.groupOf[i] = groups_.count;
   }
 }
 
@@ -120,7 +151,8 @@ std::vector<double> CaseGrouper::QuantileBounds(const Column& column, int interv
   std::vector<ValueMass> values(order_.DistinctCount());
   for (std::size_t d = 0; d < values.size(); ++d) {
     values[d].highest = order_.HighestValue(column.values, d);
-    for (auto at = order_.starts[d]; at < order_.starts[d + 1]; ++at)
+    if (mass_.empty()) values[d].mass = static_cast<double>(order_.starts[d + 1] - order_.starts[d]);
+    for (auto at = order_.starts[d]; !mass_.empty() && at < order_.starts[d + 1]; ++at)
       values[d].mass += MassOf(static_cast<std::size_t>(at));
   }
   return ranking::QuantileBounds(values, intervals);
