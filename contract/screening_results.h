@@ -79,7 +79,8 @@ struct IScreeningResults {
   // cutPointCount doubles, ascending.
   virtual void GetCutPoints(int response, int predictorIndex, double* cutPoints) = 0;
   virtual void GetBinLabel(int response, int predictorIndex, int binIndex, ITextSink* label) = 0;
-  // binIndex == binCount: all cases.
+  // binIndex == binCount: all cases. The bin of a special code that no case has is an average case:
+  // weight of evidence 0, the mean of all cases.
   virtual void GetBin(int response, int predictorIndex, int binIndex, ScreeningBin* bin) = 0;
   // classCount weighted counts of the bin; binary: bad, good.
   virtual void GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) = 0;

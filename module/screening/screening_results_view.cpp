@@ -54,6 +54,16 @@ void FillContinuousBin(vlm::ISpreadsheet& sheet, int row, vlm::ScreeningBin& bin
   bin.sumOfSquaresRanks = sheet.GetValue(row, kSseRanks);
 }
 
+// A special code that no case has: new cases that have it count as an average case.
+void FillBinWithoutCases(vlm::ISpreadsheet& sheet, const PredSummary& record, vlm::ScreeningBin& bin) {
+  bin.total = 0;
+  if (record.responseKind == vlm::kContinuousResponse) bin.mean = sheet.GetValue(sheet.GetRowCount(), kMean);
+  if (record.responseKind != vlm::kBinaryResponse) return;
+  bin.bad = bin.good = bin.percentValidN = bin.badRateColumn = bin.goodRateColumn = 0;
+  bin.badRateRow = bin.gini = bin.odds = vlm::kMissingValue;
+  bin.woe = bin.informationValue = 0;
+}
+
 // The row of a bin in the record's sheet: of all cases for binIndex == number of bins, 0 for an
 // empty bin.
 int RowOf(const PredSummary& record, vlm::ISpreadsheet& sheet, int binIndex) {
@@ -192,14 +202,18 @@ void ScreeningResultsView::GetBin(int response, int predictorIndex, int binIndex
       continuous ? record->continuous.breakdown : record->crosstab.summary;
   if (!sheet) return;
   const int row = RowOf(*record, *sheet, binIndex);
-  if (row == 0) return;
-  if (continuous) {
-    FillContinuousBin(*sheet, row, *bin);
-  } else if (record->responseKind == vlm::kBinaryResponse) {
-    FillBinaryBin(*sheet, row, *bin);
-  } else {
-    bin->total = sheet->GetValue(row, static_cast<int>(analysis_.responseCodes.size()) + 2);
+  if (row > 0) {
+    if (continuous) {
+      FillContinuousBin(*sheet, row, *bin);
+    } else if (record->responseKind == vlm::kBinaryResponse) {
+      FillBinaryBin(*sheet, row, *bin);
+    } else {
+      bin->total = sheet->GetValue(row, static_cast<int>(analysis_.responseCodes.size()) + 2);
+    }
   }
+  const bool isExtra = binIndex >= 0 && binIndex < static_cast<int>(record->bins.Count()) &&
+                       record->bins.IsExtra(static_cast<std::size_t>(binIndex));
+  if (isExtra && !(bin->total > 0)) FillBinWithoutCases(*sheet, *record, *bin);
 }
 
 void ScreeningResultsView::GetClassCounts(int response, int predictorIndex, int binIndex, double* counts) {

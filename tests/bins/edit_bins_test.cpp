@@ -203,6 +203,35 @@ std::vector<SavedCounts> CountsFromParts(const SavedPredictor& predictor) {
 }
 
 // Whatever is done, the counts add up, the file reads back, and undo goes back step by step.
+// A special code that the data lacked counts as an average case, alone; in another bin, as that.
+TEST(EditBins, BinWithoutCasesIsAnAverageCase) {
+  std::string text = kBins;
+  for (std::size_t at = 0; (at = text.find("[5,20]", at)) != std::string::npos;) text.replace(at, 6, "[0,0]");
+  SavedBins bins = ParseBinsJson(text, "f");
+  BinEdit edit;
+  edit.kind = Kind::kGroup, edit.response = "risk", edit.predictor = "age";
+  edit.values = {{-9.0, ""}}, edit.bins = {4};
+  ApplyEdit(edit, bins);
+  const std::string rest = "(-Inf, 25] 30/70 1 | (25, 40] 20/150 2 | (40, Inf) 30/150 3 | ";
+  EXPECT_EQ(Shown(bins.responses[0].predictors[0]),
+            rest + "-9, Missing 15/10 " + Number(Woe(15, 10, 95, 380)));
+  edit.bins = {};
+  ApplyEdit(edit, bins);
+  EXPECT_EQ(Shown(bins.responses[0].predictors[0]),
+            rest + "Missing 15/10 " + Number(Woe(15, 10, 95, 380)) + " | -9 0/0 0");
+  EXPECT_EQ(BinsJson(ParseBinsJson(BinsJson(bins), "f")), BinsJson(bins));
+
+  SavedResponse& price = bins.responses[1];
+  SavedPredictor& age = price.predictors[0];
+  age.levels.push_back({-9.0, "", 2, {0, 0, 0}});
+  age.bins.push_back({"-9", {0}, {0, 0, 0}});
+  edit.kind = Kind::kMerge, edit.response = "price", edit.bins = {0, 1};
+  ApplyEdit(edit, bins);
+  edit.kind = Kind::kGroup, edit.bins = {};
+  ApplyEdit(edit, bins);
+  EXPECT_EQ(age.bins.back().figures, std::vector<double>{5}) << "20 / 4";
+}
+
 TEST(EditBins, UndoTakesEveryStepBack) {
   std::mt19937 random(7);
   const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };

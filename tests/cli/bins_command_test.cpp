@@ -216,6 +216,34 @@ TEST(Bins, SpecialCodesAreBinsOfTheirOwn) {
   }
 }
 
+// Labels of bins of special codes and of missing values, and codes that no case has, in two runs one
+// after the other; a code that only the options name joins those of the file.
+TEST(Bins, SpecialCodesAndTheirLabelsAreThoseOfTheNextRun) {
+  const TemporaryFolder folder;
+  folder.Write("data.csv", DataWithCodes());
+  const Words screen = With(kScreen, {"--predictors", "income"});
+  ASSERT_EQ(RunIn(folder, With(screen, {"--special", "income=-999,-998,-7", "--bins", "a.json"})).exitCode,
+            0);
+  const auto binsOf = [&](const char* file) {
+    return PredictorIn(Json::parse(ReadFile(folder.Path() / file)), "income")["bins"];
+  };
+  const std::size_t intervals = binsOf("a.json").size() - 4;
+  const Words label = {"bins", "edit", "a.json", "label", "income"};
+  const auto number = [&](std::size_t place) { return std::to_string(intervals + place); };
+  ASSERT_EQ(RunIn(folder, With(label, {number(1), "refused"})).exitCode, 0);
+  ASSERT_EQ(RunIn(folder, With(label, {number(3), "not asked"})).exitCode, 0);
+  ASSERT_EQ(RunIn(folder, With(label, {number(4), "no answer"})).exitCode, 0);
+  const Words again = With(screen, {"--special", "income=-5", "--bins"});
+  ASSERT_EQ(RunIn(folder, With(again, {"b.json", "--cut-points", "a.json"})).exitCode, 0);
+  ASSERT_EQ(RunIn(folder, With(again, {"c.json", "--cut-points", "b.json"})).exitCode, 0);
+  const Json bins = binsOf("c.json"), wanted = binsOf("a.json");
+  ASSERT_EQ(bins.size(), intervals + 5) << bins;
+  Json found = Json::object();
+  for (const Json& bin : bins) found[bin["label"].get<std::string>()] = bin["counts"];
+  EXPECT_EQ(found["-5"], Json({0, 0}));
+  for (const Json& bin : wanted) EXPECT_EQ(found[bin["label"].get<std::string>()], bin["counts"]) << bin;
+}
+
 TEST(Bins, SpecialCodesThatDoNotFitAreRefused) {
   const TemporaryFolder folder;
   folder.Write("data.csv", DataWithCodes());
@@ -238,9 +266,8 @@ TEST(Bins, SpecialCodesThatDoNotFitAreRefused) {
       {{"--special-together"}, 2, "--special-together needs --special"},
       {{"--special", "income=-5,-6"},
        0,
-       "No case of income has the special code -6 or -5, so it has no bin: new cases that have it are binned "
-       "as any other value."},
-      {{"--special", "income=-999,-5"}, 0, "No case of income has the special code -5, so it has no bin"},
+       "No case of income has the special code -6 or -5; new cases that have it get its bin."},
+      {{"--special", "income=-999,-5"}, 0, "No case of income has the special code -5; new cases"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(::testing::PrintToString(row.options));

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <numeric>
 #include <set>
 #include <sstream>
 
@@ -288,6 +289,81 @@ TEST_P(SavedForms, SayTheSameOfEveryCase) {
   if (row.cutPoints != nullptr)
     options = With(options, {"--cut-points", folder.Write("cuts.json", row.cutPoints)});
   ExpectFormsAgree(folder, data, options, row.missing, row.leastPredictors);
+}
+
+// The codes -999 and -998 of x: both in cases that screening does not see, -998 in others, too.
+SampleFiles DataWithNewCodes(const TemporaryFolder& folder) {
+  std::string whole = "x,risk,amount,kind,part\n", held = whole;
+  SampleFiles files;
+  for (std::size_t i = 0; i < 800; ++i) {
+    const bool isHeld = i % 4 == 0;
+    const std::size_t x = i * 37 % 100;
+    const bool isBad = i * 31 % 100 < (x < 40 ? 70 : 20);
+    const std::string value = i % 40 == 4                  ? ""
+                              : i % 20 == 7 || i % 40 == 8 ? "-998"
+                              : isHeld && i % 40 == 0      ? "-999"
+                                                           : std::to_string(x);
+    const std::string line = value + (isBad ? ",bad," : ",good,") + std::to_string(x + i % 7) +
+                             (isBad        ? ",a,"
+                              : i % 3 == 0 ? ",b,"
+                                           : ",c,") +
+                             (isHeld ? "0\n" : "1\n");
+    whole += line;
+    if (isHeld) held += line;
+    if (isHeld) files.heldCases.push_back(i);
+  }
+  files.whole = folder.Write("whole.csv", whole);
+  files.held = folder.Write("held.csv", held);
+  return files;
+}
+
+// Such a case is in the bin of its code, without training cases, and counts as an average case.
+TEST(ScreenSave, SpecialCodesThatOnlyNewCasesHaveAreBinsInEveryForm) {
+  const struct {
+    const char* name;
+    Words options;
+    const char* label;  // of the bin of -999
+  } rows[] = {
+      {"two classes", {"--binary-response", "risk", "--special", "x=-999,-998"}, "-999"},
+      {"trees", {"--binary-response", "risk", "--special", "x=-999,-998", "--binning", "tree"}, "-999"},
+      {"one bin",
+       {"--binary-response", "risk", "--special", "x=-999,-998", "--special-together"},
+       "-999, -998"},
+      {"no missing bin",
+       {"--binary-response", "risk", "--special", "x=-999", "--missing-bin", "drop"},
+       "-999"},
+      {"measured", {"--continuous-response", "amount", "--special", "x=-999,-998"}, "-999"},
+      {"three classes", {"--categorical-response", "kind", "--special", "x=-999,-998"}, "-999"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const TemporaryFolder folder;
+    const SampleFiles data = DataWithNewCodes(folder);
+    const bool isBinary = row.options.front() == "--binary-response";
+    const bool isMeasured = row.options.front() == "--continuous-response";
+    const Words codes = isBinary ? Words{"--good", "good", "--bad", "bad"} : Words();
+    ExpectFormsAgree(folder, data, With(With(row.options, codes), {"--predictors", "x"}), {}, 1);
+    const Coded coded = FromTable((folder.Path() / "saved" / "coded.csv").string());
+    const Json bins = Json::parse(ReadFile(folder.Path() / "saved" / "bins.json"));
+    const Json& predictor = bins["responses"][0]["predictors"][0];
+    std::vector<double> total(predictor["bins"][0]["counts"].size());
+    for (const Json& bin : predictor["bins"]) {
+      for (std::size_t c = 0; c < total.size(); ++c) total[c] += bin["counts"][c].get<double>();
+    }
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < coded.at("x").size(); ++i) {
+      if (coded.at("x")[i] != "-999") continue;
+      ++found;
+      EXPECT_EQ(coded.at(predictor["codedVariable"])[i], row.label);
+      if (row.label != std::string("-999")) continue;
+      for (std::size_t v = 0; v < predictor["figureVariables"].size(); ++v) {
+        const double all = std::accumulate(total.begin(), total.end(), 0.0);
+        const double average = isBinary ? 0 : isMeasured ? total[1] / total[0] : total[v] / all;
+        EXPECT_NEAR(std::stod(coded.at(predictor["figureVariables"][v])[i]), average, 1e-12);
+      }
+    }
+    EXPECT_EQ(found, 20u);
+  }
 }
 
 // Names of eight characters each, and a level of every character alone and between letters.

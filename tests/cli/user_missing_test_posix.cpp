@@ -21,12 +21,18 @@ TEST(UserMissing, AreSpecialCodesFromScreeningToScores) {
   EXPECT_EQ(plain["missing"], 600);
   const Json json = JsonFrom(With(run, {"--special", "user-missing"}))["responses"][0]["predictors"][0];
   EXPECT_EQ(json["missing"], 200);
-  ASSERT_EQ(json["levels"].size(), 2u) << json["levels"];
-  EXPECT_EQ(json["levels"][0]["value"], 98);
-  EXPECT_EQ(json["levels"][0]["label"], "refused");
-  EXPECT_NE(json["levels"][0]["bin"], json["levels"][1]["bin"]);
-  EXPECT_EQ(json["rows"][json["levels"][0]["bin"].get<std::size_t>()]["total"], 200);
-  EXPECT_LT(json["rows"][json["levels"][0]["bin"].get<std::size_t>()]["woe"], -100);
+  ASSERT_EQ(json["levels"].size(), 3u) << json["levels"];
+  const auto rowOf = [&](std::size_t level) -> const Json& {
+    return json["rows"][json["levels"][level]["bin"].get<std::size_t>()];
+  };
+  EXPECT_EQ(json["levels"][0]["value"], -7);
+  EXPECT_EQ(rowOf(0)["total"], 0);
+  EXPECT_EQ(rowOf(0)["woe"], 0);
+  EXPECT_EQ(json["levels"][1]["value"], 98);
+  EXPECT_EQ(json["levels"][1]["label"], "refused");
+  EXPECT_NE(json["levels"][1]["bin"], json["levels"][2]["bin"]);
+  EXPECT_EQ(rowOf(1)["total"], 200);
+  EXPECT_LT(rowOf(1)["woe"], -100);
   for (const Json& cut : json["cutPoints"]) EXPECT_LT(cut.get<double>(), 60);
   const Json together = JsonFrom(With(run, {"--special", "user-missing", "--special-together"}));
   EXPECT_EQ(together["responses"][0]["predictors"][0]["levels"][0]["bin"],
@@ -39,6 +45,11 @@ TEST(UserMissing, AreSpecialCodesFromScreeningToScores) {
   ASSERT_EQ(applied.exitCode, 0) << applied.err;
   EXPECT_NE(applied.out.find(",,refused,"), std::string::npos) << applied.out.substr(0, 600);
   EXPECT_EQ(applied.out.find(",98,"), std::string::npos);
+  // A file that declares nothing: -7 is declared missing in the one that the bins are from.
+  const std::string plainFile = folder.Write("july.csv", "income\n-7\n98\n");
+  const ProcessResult other = RunVelmora({"apply", bins, plainFile, "--quiet"});
+  ASSERT_EQ(other.exitCode, 0) << other.err;
+  EXPECT_NE(other.out.find("\n-7,-7,0\n98,refused,"), std::string::npos) << other.out;
   ExpectSaid(applied, {"Missing: income in 100 cases"});
   const std::string out = (folder.Path() / "monitor.json").string();
   const ProcessResult monitor = RunVelmora({"apply", bins, june, "--monitor", "--out", out});

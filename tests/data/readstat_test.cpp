@@ -182,6 +182,7 @@ TEST_F(DataTest, UserMissingValuesComeBesideTheTable) {
                  second = row.lettered ? LetteredMissing('r') : 98;
     const std::vector<double> codes = RestoreUserMissing(missing["income"], income2);
     EXPECT_THAT(codes, ::testing::UnorderedElementsAre(first, second));
+    EXPECT_THAT(missing["income"].declared, std::vector<double>(row.lettered ? 0 : 1, 96));
     EXPECT_THAT(income2.values, ElementsAre(10, first, kMissing, 30, second));
     ASSERT_NE(income2.LabelOf(second), nullptr);
     EXPECT_EQ(*income2.LabelOf(second), "refused");

@@ -14,8 +14,8 @@ inline ssize_t AppendBytes(const void* data, size_t length, void* context) {
 }
 
 // Cases first to last - 1 as a file of SPSS. Income decides the risk; who refuses (98) is risky, who
-// was not asked (99) is not. Both codes are user-missing, and some incomes are missing without a
-// code. The job, a text, is missing by "x", labelled "secret", where the income is refused.
+// was not asked (99) is not. Both codes are user-missing, as is -7, which no case has, and some
+// incomes are missing without a code. The job, a text, is missing by "x", labelled "secret", where the income is refused.
 inline std::string SurveyFile(int first, int last) {
   std::string bytes;
   readstat_writer_t* writer = readstat_writer_init();
@@ -26,6 +26,7 @@ inline std::string SurveyFile(int first, int last) {
   readstat_variable_t* income = readstat_add_variable(writer, "income", READSTAT_TYPE_DOUBLE, 0);
   readstat_variable_set_label_set(income, labels);
   readstat_variable_add_missing_double_range(income, 98, 99);
+  readstat_variable_add_missing_double_value(income, -7);
   readstat_label_set_t* jobs = readstat_add_label_set(writer, READSTAT_TYPE_STRING, "jobs");
   readstat_label_string_value(jobs, "x", "secret");
   readstat_variable_t* job = readstat_add_variable(writer, "job", READSTAT_TYPE_STRING, 8);

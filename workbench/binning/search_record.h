@@ -25,6 +25,8 @@ struct SearchRecord {
   // Pre-bins of values, which the search joins, and after them those that it does not: special
   // codes, and missing cases with a bin of their own.
   std::size_t preBinCount = 0, separateCount = 0;
+  // The bins of the latter, and of special codes that no case has.
+  std::size_t separateBins = 0;
   // The pre-bin of each case, kNoPreBin for a case that has none; empty unless it was asked for,
   // and where there are more pre-bins than numbers.
   std::vector<std::uint16_t> preBinOf;

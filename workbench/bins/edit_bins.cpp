@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -40,8 +41,12 @@ SavedCounts Without(SavedCounts sums, const SavedCounts& part) {
 }
 
 // --- Figures
+// A bin without cases, such as one of a special code or of other levels that the data lacked, has the
+// figures of all cases together.
+//
 // 100 ln((good / all good) / (bad / all bad)), with half a case more of each where asked for.
 double WeightOfEvidence(double bad, double good, const SavedCounts& total, bool corrects) {
+  if (!(bad > 0 || good > 0)) return 0;
   if (!(bad > 0 && good > 0)) {
     if (!corrects) return kMissing;
     bad += 0.5;
@@ -54,11 +59,15 @@ std::vector<double> FiguresOf(const SavedResponse& response, const SavedCounts& 
                               const SavedCounts& total) {
   if (response.kind == "binary")
     return {WeightOfEvidence(counts[0], counts[1], total, response.correctsPureBins)};
-  if (response.kind == "continuous") return {counts[0] > 0 ? counts[1] / counts[0] : kMissing};
-  double all = 0;
-  for (const double count : counts) all += count;
+  if (response.kind == "continuous") {
+    const SavedCounts& source = counts[0] > 0 ? counts : total;
+    return {source[0] > 0 ? source[1] / source[0] : kMissing};
+  }
+  const auto sum = [](const SavedCounts& one) { return std::accumulate(one.begin(), one.end(), 0.0); };
+  const SavedCounts& source = sum(counts) > 0 ? counts : total;
+  const double all = sum(source);
   std::vector<double> shares;
-  for (const double count : counts) shares.push_back(all > 0 ? count / all : kMissing);
+  for (const double count : source) shares.push_back(all > 0 ? count / all : kMissing);
   return shares;
 }
 

@@ -41,7 +41,7 @@ void FinishedRun::ReleaseData() {
   if (screening) {
     const Table& table = session.Data();
     constexpr int kAll = std::numeric_limits<int>::max();
-    bins = SavedBinsOf(*screening, table, kAll);
+    bins = SavedBinsOf(*screening, session, kAll);
     AddCounts(table, SelectCases(table, {screening->select, screening->exclude}), session.WeightVariable(),
               screening->weights, *bins);
     kept = VariablesOfDocuments(session, *screening);

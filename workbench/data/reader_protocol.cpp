@@ -114,6 +114,8 @@ std::string Pack(const ForeignDetails& details) {
     }
     out.Put(static_cast<std::uint64_t>(cells.texts.size()));
     for (const std::string& text : cells.texts) out.Put(text);
+    out.Put(static_cast<std::uint64_t>(cells.declared.size()));
+    for (const double number : cells.declared) out.Put(number);
   }
   return out.Bytes();
 }
@@ -148,6 +150,8 @@ ForeignDetails UnpackDetails(std::string_view bytes) {
     }
     const auto texts = in.Take<std::uint64_t>();
     for (std::uint64_t k = 0; k < texts; ++k) cells.texts.push_back(in.TakeText());
+    const auto declared = in.Take<std::uint64_t>();
+    for (std::uint64_t k = 0; k < declared; ++k) cells.declared.push_back(in.Take<double>());
   }
   return details;
 }

@@ -178,6 +178,19 @@ class StatReader {
     else if (measure == READSTAT_MEASURE_SCALE && !isText)
       column.declared = Measurement::kContinuous;
     header_.columns.push_back(std::move(column));
+    if (!isText && file_.keepsUserMissing) KeepDeclaredMissing(dates_.size() - 1, variable);
+  }
+
+  // Of a range, only the numbers that cells have are known.
+  void KeepDeclaredMissing(std::size_t index, readstat_variable_t* variable) {
+    for (int i = 0; i < readstat_variable_get_missing_ranges_count(variable); ++i) {
+      const double low = readstat_double_value(readstat_variable_get_missing_range_lo(variable, i));
+      const double high = readstat_double_value(readstat_variable_get_missing_range_hi(variable, i));
+      if (!std::isfinite(low) || low != high) continue;
+      const DateForm& form = dates_[index];
+      details_.userMissing[index].declared.push_back(form.unit == DateUnit::kNone ? low
+                                                                                  : FromFileTime(form, low));
+    }
   }
 
   void AddValue(readstat_variable_t* variable, readstat_value_t value) {

@@ -189,7 +189,8 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
     UserMissingCells& missing = details_.userMissing[i];
     ApplyLabels(source, column, missing);
     if (details_.weightColumn == static_cast<std::int64_t>(i)) table.declaredWeight = column.name;
-    if (!missing.rows.empty() && options_.userMissing != nullptr) {
+    const bool anyMissing = !missing.rows.empty() || !missing.declared.empty();
+    if (anyMissing && options_.userMissing != nullptr) {
       const auto isRow = [&](std::uint32_t row) { return row < column.values.size(); };
       const auto isPlace = [&](double place) {
         return place >= 0 && place < static_cast<double>(missing.texts.size());

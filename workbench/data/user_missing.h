@@ -21,6 +21,7 @@ struct UserMissingCells {
   std::vector<std::uint32_t> rows;  // from 0
   std::vector<double> values;       // as many; of a column of texts: places among texts
   std::vector<std::string> texts = {};
+  std::vector<double> declared = {};  // single numbers that are missing, whether cells have them or not
 };
 
 using UserMissing = std::map<std::string, UserMissingCells>;  // by variable name

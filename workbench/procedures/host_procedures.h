@@ -39,6 +39,9 @@ struct UserBins {
   int missingBin =
       -1;  // the group or interval of the missing cases, where they have a bin; -1: as the run does
   std::vector<std::vector<double>> specialCodes;  // as BinningPlan::specialCodes
+  // The user's labels of the bins of special codes, empty as above, and of the missing cases alone.
+  std::vector<std::string> specialLabels;
+  std::string missingLabel;
 };
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number

@@ -127,8 +127,8 @@ int TreeProcedure::UserMissingBin() const {
   return -1;
 }
 
-// The order without the special codes, whose cases go to special_: one bin for each group of codes
-// that has cases.
+// The order without the special codes, whose cases go to special_: one bin for each group of codes,
+// with cases or, for new data, without.
 OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
   special_.clear();
   const BinningPlan* const plan = shared_->settings.binning.get();
@@ -140,9 +140,14 @@ OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
     for (const std::uint32_t index : split.codes->cases) {
       if (binning::CountsForResponse(grownOn_->tree, index)) bin.cases.push_back(index);
     }
-    if (!bin.cases.empty()) special_.push_back(std::move(bin));
+    special_.push_back(std::move(bin));
   }
   return order;
+}
+
+std::size_t TreeProcedure::SpecialBinsWithCases() const {
+  return static_cast<std::size_t>(std::count_if(
+      special_.begin(), special_.end(), [](const SpecialBin& special) { return !special.cases.empty(); }));
 }
 
 stats::Tree TreeProcedure::Grow(const stats::SortedOrder& order) {
@@ -189,7 +194,7 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
                                 ? binning::MakeLevels(grownOn_->tree, column, order, *folds)
                                 : binning::MakePreBins(grownOn_->tree, column, order, plan.preBins, *folds);
   if (values.Count() == 0) return {};
-  if (values.Count() == 1 && missing_.empty() && special_.empty())
+  if (values.Count() == 1 && missing_.empty() && SpecialBinsWithCases() == 0)
     throw DataError("It has one value in the cases used.");
   binning::SearchedPredictor searched = Searched(std::move(values));
   searched.selectionCost = binning::SelectionCost(rules);

@@ -55,6 +55,7 @@ class TreeProcedure final : public Procedure {
   void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
   std::string BranchText(const stats::TreeNode& parent, bool left) const;
   std::string LevelList(int node) const;
+  std::string SpecialBinText(const std::vector<double>& codes) const;
   bool MissingHasOwnBin() const;
   Bins BinsOfValues() const;
   const BinsPointer& TreeBins();
@@ -77,8 +78,10 @@ class TreeProcedure final : public Procedure {
   std::vector<std::uint32_t> missing_;  // cases without the predictor that get a bin
   struct SpecialBin {
     std::vector<double> codes;
-    std::vector<std::uint32_t> cases;
+    std::vector<std::uint32_t> cases;  // may be empty: the bin is for new data
   };
+  std::size_t SpecialBinsWithCases() const;
+
   std::vector<SpecialBin> special_;
   vlm::TreeFit fit_{};
   std::vector<int> numbers_;  // shown number of each node

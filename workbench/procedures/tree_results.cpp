@@ -174,6 +174,20 @@ const BinsPointer& TreeProcedure::TreeBins() {
   return bins_ = std::move(bins);
 }
 
+// The user's label, or the codes.
+std::string TreeProcedure::SpecialBinText(const std::vector<double>& codes) const {
+  if (const UserBins* const own = OwnBins(); own != nullptr && !own->specialLabels.empty()) {
+    const auto group = std::find(own->specialCodes.begin(), own->specialCodes.end(), codes);
+    if (group != own->specialCodes.end()) {
+      const auto place = static_cast<std::size_t>(group - own->specialCodes.begin());
+      if (!own->specialLabels[place].empty()) return own->specialLabels[place];
+    }
+  }
+  std::string text;
+  for (const double code : codes) text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), code);
+  return text;
+}
+
 // Without the numbers of their nodes.
 Bins TreeProcedure::BinsOfValues() const {
   Bins bins;
@@ -219,15 +233,12 @@ vlm::ITree* TreeProcedure::MakeTree() {
   for (std::size_t i = 0; i < special_.size(); ++i) {
     nodes.push_back({0, 0, 0, static_cast<int>(tree_.bins.size() + i), vlm::kMissingValue});
     levels.push_back(special_[i].codes);
-    std::string text;
-    for (const double code : special_[i].codes)
-      text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), code);
-    levelTexts.push_back(std::move(text));
+    levelTexts.push_back(SpecialBinText(special_[i].codes));
   }
   if (MissingHasOwnBin()) {
     nodes.push_back({0, 0, 0, fit_.missingBin, vlm::kMissingValue});
     levels.emplace_back();
-    levelTexts.emplace_back();
+    levelTexts.push_back(own != nullptr ? own->missingLabel : std::string());
   }
   return new TreeData(std::move(nodes), TreeBins(), std::move(levels), std::move(levelTexts), fit_);
 }

@@ -17,7 +17,9 @@ binning::SearchedPredictor TreeProcedure::Searched(binning::PreBins values) {
   searched.missingBin = UserMissingBin();
   searched.values = std::move(values);
   binning::SwapTwoClasses(searched.values);
-  for (const SpecialBin& special : special_) searched.specials.push_back(preBinOf(special.cases));
+  for (const SpecialBin& special : special_) {
+    if (!special.cases.empty()) searched.specials.push_back(preBinOf(special.cases));
+  }
   const std::vector<std::uint32_t> without =
       MissingPlace() == vlm::kMissingLeftOut ? CasesWithoutValue(Predictor(), grownOn_->tree) : missing_;
   if (!without.empty()) searched.missing = preBinOf(without);
@@ -51,8 +53,12 @@ void TreeProcedure::Report(const binning::PreBins& pre, const stats::SortedOrder
   record.given = rules == nullptr;
   if (rules != nullptr) record.rules = *rules;
   record.preBinCount = pre.Count();
-  record.separateCount = special_.size();
-  if (!missing_.empty() && MissingPlace() == vlm::kMissingOwnBin) ++record.separateCount;
+  record.separateCount = SpecialBinsWithCases();
+  record.separateBins = special_.size();
+  if (!missing_.empty() && MissingPlace() == vlm::kMissingOwnBin) {
+    ++record.separateCount;
+    ++record.separateBins;
+  }
   const bool fits = record.preBinCount + record.separateCount < binning::SearchRecord::kNoPreBin;
   if (observer.wantsPreBins && fits) {
     const std::vector<int> ofValues = record.given ? BinOfValues(order) : PreBinOfValues(pre, order);
@@ -78,6 +84,7 @@ std::vector<std::uint16_t> TreeProcedure::PreBinOfCases(const stats::SortedOrder
       put(order.cases[static_cast<std::size_t>(at)], static_cast<std::size_t>(preBinOfValue[d]));
   }
   for (const SpecialBin& special : special_) {
+    if (special.cases.empty()) continue;
     for (const std::uint32_t index : special.cases) put(index, count);
     ++count;
   }

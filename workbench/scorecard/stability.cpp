@@ -31,6 +31,7 @@ struct Group {
 
 double WeightOfEvidence(double bad, double good, double allBad, double allGood) {
   if (!(allBad > 0 && allGood > 0)) return kMissing;
+  if (!(bad > 0 || good > 0)) return 0;
   if (!(bad > 0 && good > 0)) {
     bad += 0.5;
     good += 0.5;

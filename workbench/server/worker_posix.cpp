@@ -102,7 +102,7 @@ void Analyze(const Channel& channel, const Frame& frame, const Json& request, De
     const ScreenReport& report = *run->screening;
     const Table& data = run->session.Data();
     const CaseBitmap selected = SelectCases(data, {report.select, report.exclude});
-    const SavedBins bins = SavedBinsOf(report, data, kAllPredictors);
+    const SavedBins bins = SavedBinsOf(report, run->session, kAllPredictors);
     const std::string fileName = PathOf(bins.dataFile).filename().string();
     // One by one, the best first, so that the first can be edited while the others are counted.
     for (const SavedResponse& response : bins.responses) {

@@ -110,7 +110,14 @@ class CutPointsFile {
       bins.cutPoints = predictor.cutPoints;
       std::map<int, std::vector<double>> codesOf;
       for (const SavedLevel& code : predictor.levels) codesOf[code.bin].push_back(*code.number);
-      for (auto& [bin, codes] : codesOf) bins.specialCodes.push_back(std::move(codes));
+      for (const auto& [bin, codes] : codesOf) {
+        const bool isApart = static_cast<std::size_t>(bin) >= predictor.IntervalCount();
+        bins.specialLabels.push_back(isApart ? bins.labels[static_cast<std::size_t>(bin)] : std::string());
+        bins.specialCodes.push_back(codes);
+      }
+      const auto missing = static_cast<std::size_t>(bins.missingBin);
+      if (predictor.missingBin && missing >= predictor.IntervalCount() && !codesOf.contains(bins.missingBin))
+        bins.missingLabel = bins.labels[missing];
       bins.labels.resize(predictor.IntervalCount());
       return bins;
     }
@@ -127,6 +134,7 @@ class CutPointsFile {
     for (std::size_t bin = bins.groups.size(); bin-- > 0;) {
       if (!bins.groups[bin].empty()) continue;
       const auto place = static_cast<std::ptrdiff_t>(bin);
+      if (bins.missingBin == static_cast<int>(bin)) bins.missingLabel = bins.labels[bin];
       bins.groups.erase(bins.groups.begin() + place);
       bins.labels.erase(bins.labels.begin() + place);
       if (bins.missingBin == static_cast<int>(bin)) bins.missingBin = -1;

@@ -35,12 +35,15 @@ std::size_t SavedCount(const ScreenedResponse& response, int best) {
 }
 
 // --- Bins
-std::vector<double> FiguresOf(const ScreenedResponse& response, const ScreenedBin& bin) {
+// all: all cases, whose shares a bin without cases takes.
+std::vector<double> FiguresOf(const ScreenedResponse& response, const ScreenedBin& bin,
+                              const ScreenedBin& all) {
   if (response.kind == vlm::kBinaryResponse) return {bin.figures.woe};
   if (response.kind == vlm::kContinuousResponse) return {bin.figures.mean};
+  const ScreenedBin& source = bin.figures.total > 0 ? bin : all;
   std::vector<double> shares;
-  for (const double count : bin.counts)
-    shares.push_back(bin.figures.total > 0 ? count / bin.figures.total : kMissing);
+  for (const double count : source.counts)
+    shares.push_back(source.figures.total > 0 ? count / source.figures.total : kMissing);
   return shares;
 }
 
@@ -120,7 +123,8 @@ SavedPredictor SavedPredictorOf(const ScreenedResponse& response, const Screened
     if (label != nullptr) item.text = *label;
     item.bin = level.bin;
   }
-  for (const ScreenedBin& bin : predictor.bins) saved.bins.push_back({bin.label, FiguresOf(response, bin)});
+  for (const ScreenedBin& bin : predictor.bins)
+    saved.bins.push_back({bin.label, FiguresOf(response, bin, predictor.total)});
   return saved;
 }
 
@@ -306,6 +310,24 @@ SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best) 
   return bins;
 }
 
+// Labels that the user gave the bins of --cut-points stay the user's.
+SavedBins SavedBinsOf(const ScreenReport& report, Session& session, int best) {
+  SavedBins bins = SavedBinsOf(report, session.Data(), best);
+  const UserBinsByVariable& userBins = session.AnalysisSettings().userBins;
+  for (SavedResponse& response : bins.responses) {
+    for (SavedPredictor& predictor : response.predictors) {
+      const auto own = userBins.find(ResolveVariable(session.Data(), predictor.name));
+      if (own == userBins.end()) continue;
+      std::set<std::string> labels(own->second.labels.begin(), own->second.labels.end());
+      labels.insert(own->second.specialLabels.begin(), own->second.specialLabels.end());
+      labels.insert(own->second.missingLabel);
+      labels.erase("");
+      for (SavedBin& bin : predictor.bins) bin.hasUserLabel = labels.contains(bin.label);
+    }
+  }
+  return bins;
+}
+
 namespace {
 
 // Adds counts to bins that have none.
@@ -356,9 +378,9 @@ std::vector<std::string> ScriptedSaves(const SaveOptions& options) {
   return lines;
 }
 
-void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
+void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, Session& session,
                 OutputFiles& files) {
-  SaveBinsFiles(options, SavedBinsOf(report, session.Data(), NumberToSave(options, report)), session,
+  SaveBinsFiles(options, SavedBinsOf(report, session, NumberToSave(options, report)), session,
                 CountsInData(report, session), files);
 }
 
@@ -375,7 +397,7 @@ void SaveBinsOfParts(const SaveOptions& options, const ScreenReport& report, con
 void SaveScreening(const SaveOptions& options, const OutputOptions& output, const ScreenReport& report,
                    Session& session, TerminalFrontend& frontend, OutputFiles& files) {
   const int count = NumberToSave(options, report);
-  const SavedBins bins = SavedBinsOf(report, session.Data(), count);
+  const SavedBins bins = SavedBinsOf(report, session, count);
   SaveBinsFiles(options, bins, session, CountsInData(report, session), files);
   if (!options.recodeFolder.empty() || !options.rules.empty()) WarnOfMissingCodes(bins);
   const AutomationClient dialog = session.ResultsDialog();

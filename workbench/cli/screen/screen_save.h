@@ -27,14 +27,15 @@ struct SaveOptions {
 
 // The bins of the best predictors of each response.
 SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best);
+// The same, with what the session knows of the bins: labels that are the user's.
+SavedBins SavedBinsOf(const ScreenReport& report, Session& session, int best);
 
 // The lines of a script that save bins as the options name them; the script's variable analysis
 // holds the object. Throws UsageError for files that a script does not save.
 std::vector<std::string> ScriptedSaves(const SaveOptions& options);
 
 // Makes the files of bins alone: JSON, SQL, Python. Throws as SaveScreening does.
-void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, const Session& session,
-                OutputFiles& files);
+void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, Session& session, OutputFiles& files);
 
 // The same of a screening of data in parts, whose bins have their counts.
 void SaveBinsOfParts(const SaveOptions& options, const ScreenReport& report, const SavedBins& bins,

@@ -1,6 +1,7 @@
 #include "workbench/cli/screen/screen_special.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "workbench/cli/data_input.h"
@@ -66,6 +67,21 @@ void RefuseCutPoints(const Column& column, const std::vector<double>& codes, con
   }
 }
 
+// Codes of the user's bins that the options do not name.
+void AddUserCodes(const std::vector<std::vector<double>>& userCodes,
+                  std::vector<std::vector<double>>& groups) {
+  const auto isNamed = [named = groups](double code) {
+    return std::any_of(named.begin(), named.end(), [code](const std::vector<double>& group) {
+      return std::any_of(group.begin(), group.end(),
+                         [code](double other) { return NearlyEqualDoubles(code, other); });
+    });
+  };
+  for (std::vector<double> codes : userCodes) {
+    std::erase_if(codes, isNamed);
+    if (!codes.empty()) groups.push_back(std::move(codes));
+  }
+}
+
 }  // namespace
 
 void SpecialOptions::AddTo(CommandParser& parser) {
@@ -83,7 +99,12 @@ std::map<int, std::vector<double>> SpecialOptions::Restore(const UserMissing& us
   for (const auto& [name, cells] : userMissing) {
     const int number = FindVariable(table, name);
     if (number == 0 || !choice.IsPredictor(number)) continue;
+    const Column& column = table.Variable(number);
     std::vector<double> restored = RestoreUserMissing(cells, table.Variable(number));
+    for (const double code : cells.declared) {
+      const bool isCode = std::isfinite(code) && !IsMissing(code, column.missingCode);
+      if (isCode && !column.fromText) restored.push_back(code);
+    }
     if (!restored.empty()) codesOf[number] = std::move(restored);
   }
   return codesOf;
@@ -131,7 +152,7 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
     // Of many variables, each usually has some of the codes.
     if (!absent.empty() && (namedByItself.contains(number) || absent.size() == list.size()))
       notices.push_back("No case of " + column.name + " has the special code " + JoinWords(absent, " or ") +
-                        ", so it has no bin: new cases that have it are binned as any other value.");
+                        "; new cases that have it get its bin.");
     std::vector<std::vector<double>>& groups = plan.specialCodes[number];
     if (together) {
       groups.push_back(list);
@@ -139,9 +160,7 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
       for (const double code : list) groups.push_back({code});
     }
   }
-  for (const auto& [number, bins] : userBins) {
-    if (!bins.specialCodes.empty()) plan.specialCodes.try_emplace(number, bins.specialCodes);
-  }
+  for (const auto& [number, bins] : userBins) AddUserCodes(bins.specialCodes, plan.specialCodes[number]);
 }
 
 }  // namespace velmora

@@ -24,7 +24,7 @@ void SearchLog::AddTo(ScreenReport& report) {
       const binning::SearchRecord* const record = Find(response, predictor);
       if (record == nullptr) continue;
       predictor.searched = !record->given;
-      predictor.separateBins = record->separateCount;
+      predictor.separateBins = record->separateBins;
       const binning::Validation& validation = record->validation;
       predictor.heldOutInterval = response.kind == vlm::kBinaryResponse ? validation.informationValueInterval
                                                                         : validation.explainedInterval;

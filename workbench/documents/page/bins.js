@@ -117,7 +117,7 @@ const pageShapes = (() => {
       : meanInterval(levels[bin], detail.figures.variance[bin], sizes[bin])));
     const scaled = (value) => (value === null || !flag ? value : value * 100);
     const charts = [[flag ? 'Cases and bad rate' : `Cases and mean of ${response.name}`, { ...common, layout: 'bins', fromZero: flag, apart: detail.apart,
-      sizeTitle: '% of cases', levelTitle: flag ? 'bad rate in %' : `mean of ${response.name}`, size, level: levels.slice(0, bins).map(scaled),
+      sizeTitle: '% of cases', levelTitle: flag ? 'bad rate in %' : `mean of ${response.name}`, size, level: levels.slice(0, bins).map((level, bin) => (sizes[bin] > 0 ? scaled(level) : null)),
       low: intervals.map(([low]) => scaled(low)), high: intervals.map(([, high]) => scaled(high)), whole: scaled(levels[bins]) }]];
     if (flag) charts.push(['Weight of evidence', { ...common, layout: 'signed', value: { title: 'WOE' }, points: detail.figures.woe.slice(0, bins) }]);
     return charts;
