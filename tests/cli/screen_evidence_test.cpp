@@ -254,6 +254,35 @@ TEST(ScreenEvidence, WarnsOfLeakageAndIdentifiers) {
              {"Check closed: known only where y is bad"});
 }
 
+TEST(ScreenEvidence, NamesNumbersThatLookLikeCodes) {
+  const TemporaryFolder folder;
+  std::mt19937 random(8);
+  std::string csv = "y,income,months\n";
+  for (int i = 0; i < 900; ++i) {
+    const bool bad = random() % 3 == 0;
+    csv += std::string(bad ? "bad" : "good") + "," +
+           std::to_string(random() % 12 == 0 ? -999
+                                             : static_cast<int>(1000 + random() % 5000 + (bad ? 0 : 1500))) +
+           "," + std::to_string(random() % 72) + "\n";
+  }
+  const std::string data = folder.Write("codes.csv", csv);
+  const auto isNamed = [&](const Words& words) {
+    const Json income = Named(ResponseOf(data, With(kFlag, words))["predictors"], "income");
+    std::string kinds;
+    for (const Json& warning : income["warnings"]) kinds += warning["kind"].get<std::string>() + " ";
+    return kinds.find("code") != std::string::npos;
+  };
+  EXPECT_TRUE(isNamed({}));
+  EXPECT_FALSE(isNamed({"--special", "income=-999"}));
+  EXPECT_FALSE(isNamed({"--missing", "income=-999"}));
+  const std::string hint = "apart from all other values; if it is a code, use --special income=-999";
+  ExpectSaid({0, "", RunVelmora(With({"screen", data}, kFlag)).out}, {hint});
+  const Words ranking = {"feature-selection", data, "--dependents", "y"};
+  ExpectSaid({0, "", RunVelmora(ranking).out}, {"-999 in income", "use --missing income=-999."});
+  EXPECT_EQ(RunVelmora(With(ranking, {"--missing", "income=-999"})).out.find("-999 in income"),
+            std::string::npos);
+}
+
 TEST(ScreenEvidence, JoinsAWarningThatManyPredictorsHave) {
   const TemporaryFolder folder;
   std::mt19937 random(5);

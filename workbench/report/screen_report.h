@@ -32,12 +32,12 @@ struct ScreenedBin {
   std::vector<double> counts;  // one per code of the response
 };
 
-// A reason to be careful with a predictor.
 // A warning that many predictors of a response can get, each with its figure.
 enum class CommonWarning { kNone, kInformationValue, kAuc };
 
+// A reason to be careful with a predictor.
 struct ScreenWarning {
-  const char* kind;  // in JSON: "leakage", "identifier"
+  const char* kind;  // in JSON: "leakage", "identifier", "code"
   std::string text;
   CommonWarning common = CommonWarning::kNone;
   double figure = 0;  // of a common warning

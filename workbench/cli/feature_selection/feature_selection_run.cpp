@@ -14,6 +14,7 @@
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/evidence/likely_codes.h"
 #include "workbench/evidence/warning_signs.h"
 #include "workbench/language/selection.h"
 
@@ -205,6 +206,42 @@ std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& p
   return text + "; --intervals quantiles puts as many cases in each interval.";
 }
 
+// Adds the first sentences of one kind, one for each predictor, and how many there are besides.
+void AddFirst(std::vector<std::string> sentences, std::vector<std::string>& notices) {
+  constexpr std::size_t kMost = 10;
+  const std::size_t count = sentences.size();
+  if (count > kMost) {
+    sentences.resize(kMost);
+    sentences.push_back("The same holds for " +
+                        Counted(count - kMost, "more predictor.", "more predictors."));
+  }
+  notices.insert(notices.end(), sentences.begin(), sentences.end());
+}
+
+// Continuous predictors with numbers that look like codes for missing, unless a notice on crowded
+// intervals names them.
+std::vector<std::string> CodeNotices(const Table& table, const std::vector<ReportedPredictor>& predictors,
+                                     const std::vector<ranking::CrowdedPredictor>& crowded) {
+  std::vector<std::string> notices;
+  for (const ReportedPredictor& predictor : predictors) {
+    if (predictor.kind != Measurement::kContinuous) continue;
+    if (std::any_of(crowded.begin(), crowded.end(), [&](const ranking::CrowdedPredictor& one) {
+          return one.number == predictor.number && one.intervals.farCases > 1;
+        }))
+      continue;
+    const Column& column = table.Variable(predictor.number);
+    for (const evidence::LikelyCode& code : evidence::LikelyCodes(column)) {
+      const std::string value = ShownNumber(code.value, "");
+      notices.push_back(Counted(static_cast<std::size_t>(code.cases), "case holds", "cases hold") + " " +
+                        value + " in " + column.name +
+                        ", apart from all other values; if that is a code for missing, use --missing " +
+                        column.name + "=" + value + ".");
+    }
+    column.values.Release();
+  }
+  return notices;
+}
+
 // The names of the predictors for which holds(predictorIndex), the first few of them.
 template <typename Holds>
 std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
@@ -340,12 +377,11 @@ FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& c
   if (ranked.lonelyStrata > 0)
     report.notices.push_back(Counted(ranked.lonelyStrata, "stratum has", "strata have") +
                              " one cluster only, which counts with its distance from the overall mean.");
-  constexpr std::size_t kMostCrowded = 10;
-  for (std::size_t i = 0; i < std::min(ranked.crowded.size(), kMostCrowded); ++i)
-    report.notices.push_back(CrowdedNotice(table, ranked.crowded[i]));
-  if (ranked.crowded.size() > kMostCrowded)
-    report.notices.push_back("The same holds for " + Counted(ranked.crowded.size() - kMostCrowded,
-                                                             "more predictor.", "more predictors."));
+  std::vector<std::string> crowded;
+  for (const ranking::CrowdedPredictor& predictor : ranked.crowded)
+    crowded.push_back(CrowdedNotice(table, predictor));
+  AddFirst(std::move(crowded), report.notices);
+  AddFirst(CodeNotices(table, report.predictors, ranked.crowded), report.notices);
 
   for (std::size_t d = 0; d < ranked.outcomes.size(); ++d) {
     ranking::RankedOutcome& outcome = ranked.outcomes[d];

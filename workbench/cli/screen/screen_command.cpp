@@ -142,7 +142,8 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
     }
     AddDesign(design, choice, *log, run->session, options.data.threads, report);
     AddPermutations(options.evidence, options.data.threads, *log, report);
-    AddWarnings(run->session.Data(), SelectedCases(run->session.Data(), settings.cases), report);
+    AddWarnings(run->session.Data(), SelectedCases(run->session.Data(), settings.cases), *settings.binning,
+                report);
     AddRedundancy(options.redundancy, options.data.threads, *log, run->session, report);
     log->Clear();
   }

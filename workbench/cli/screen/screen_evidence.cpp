@@ -1,5 +1,6 @@
 #include "workbench/cli/screen/screen_evidence.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <unordered_set>
@@ -11,7 +12,9 @@
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
 #include "workbench/documents/terminal_text.h"
+#include "workbench/documents/text_table.h"
 #include "workbench/documents/texts.h"
+#include "workbench/evidence/likely_codes.h"
 #include "workbench/evidence/permutation_test.h"
 #include "workbench/evidence/warning_signs.h"
 
@@ -109,6 +112,22 @@ class Suspicion {
       Add("identifier", "whole numbers of which none occurs twice, as of an identifier");
   }
 
+  void LookForCodes(const BinningPlan& plan) {
+    if (predictor_.figures.categorical != 0) return;
+    const auto special = plan.specialCodes.find(predictor_.figures.predictorNumber);
+    for (const evidence::LikelyCode& code : evidence::LikelyCodes(column_)) {
+      const bool known = special != plan.specialCodes.end() &&
+                         std::any_of(special->second.begin(), special->second.end(), [&](const auto& codes) {
+                           return std::find(codes.begin(), codes.end(), code.value) != codes.end();
+                         });
+      if (known) continue;
+      const std::string value = ShownNumber(code.value, "");
+      Add("code", Counted(static_cast<std::size_t>(code.cases), "case holds", "cases hold") + " " + value +
+                      ", apart from all other values; if it is a code, use --special " + column_.name + "=" +
+                      value);
+    }
+  }
+
  private:
   void Add(const char* kind, std::string text, CommonWarning common = CommonWarning::kNone,
            double figure = 0) {
@@ -174,7 +193,8 @@ void AddPermutations(const EvidenceOptions& options, int threads, const SearchLo
   }
 }
 
-void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& report) {
+void AddWarnings(const Table& table, const CaseBitmap& selected, const BinningPlan& plan,
+                 ScreenReport& report) {
   for (ScreenedResponse& response : report.responses) {
     for (ScreenedPredictor& predictor : response.predictors) {
       const bool isChance = predictor.figures.noBetterThanChance != 0;
@@ -184,6 +204,7 @@ void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& r
         suspicion.LookAtFigures();
       }
       suspicion.LookForIdentifier(selected);
+      suspicion.LookForCodes(plan);
       table.Variable(predictor.figures.predictorNumber).values.Release();
     }
   }

@@ -24,8 +24,10 @@ struct EvidenceOptions {
 // Cancelled.
 void AddPermutations(const EvidenceOptions& options, int threads, const SearchLog& log, ScreenReport& report);
 
-// Warns of predictors that look as if they were made from the outcome, and of those that identify
-// cases. selected: of the table's cases.
-void AddWarnings(const Table& table, const CaseBitmap& selected, ScreenReport& report);
+// Warns of predictors that look as if they were made from the outcome, of those that identify
+// cases, and of numbers that look like codes and that the plan does not name. selected: of the
+// table's cases.
+void AddWarnings(const Table& table, const CaseBitmap& selected, const BinningPlan& plan,
+                 ScreenReport& report);
 
 }  // namespace velmora

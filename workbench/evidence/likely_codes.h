@@ -1,0 +1,26 @@
+// Numbers that look like codes for "no value" among those of a variable: -999 for an income that
+// nobody gave, 99 on a scale from 1 to 7.
+//
+//   const std::vector<evidence::LikelyCode> codes = evidence::LikelyCodes(table.Variable(number));
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "workbench/data/table.h"
+
+namespace velmora::evidence {
+
+struct LikelyCode {
+  double value = 0;
+  std::int64_t cases = 0;  // of the table
+};
+
+// Those that at least five cases have and that are among the customary codes (nines, the same with
+// 8, 7 or 6 at their end, repeated eights or sevens, and -1), ascending: negative ones where no
+// other value is negative, positive ones further above the largest other value than the others are
+// apart. None of dates and texts. Looks at a sample of the cases first, so a code that fewer than
+// one case in a thousand has can be missed.
+std::vector<LikelyCode> LikelyCodes(const Column& column);
+
+}  // namespace velmora::evidence
