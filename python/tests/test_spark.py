@@ -79,7 +79,7 @@ def test_jobs_and_failures(session, df):
     # The sentence of a task, not its trace, with and without merging on the executors.
     for partitions in (2, 9):
         negative = df.withColumn("w", functions.expr("age - 30")).repartition(partitions)
-        with pytest.raises(velmora.VelmoraError, match=r"^The weight variable w is negative in a case"):
+        with pytest.raises(velmora.VelmoraError, match=r"^--weight: at least one case has a negative weight"):
             spark.rank(negative, "risk", weight="w")
     with pytest.raises(velmora.VelmoraError, match="no cases"):
         spark.rank(empty, "risk")

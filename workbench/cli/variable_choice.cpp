@@ -7,6 +7,7 @@
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/data/measurement.h"
+#include "workbench/data/negative_weights.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
 
@@ -84,11 +85,8 @@ void CheckWeights(const Column& weights, const std::string& option, bool any) {
   const auto negative = std::count_if(weights.values.begin(), weights.values.end(), [&](double value) {
     return value < 0 && !IsMissing(value, weights.missingCode);
   });
-  if (negative > 0 && !any) {
-    const std::string what = isCount ? "count" : "weight";
-    throw UsageError(option + ": " + Counted(static_cast<std::size_t>(negative), "case has", "cases have") +
-                     " a negative " + what + " in " + weights.name + "; a " + what + " is 0 or more.");
-  }
+  if (negative > 0 && !any)
+    throw UsageError(NegativeWeights(isCount ? "count" : "weight", negative, weights.name));
   if (negative > 0) {
     Warn(Counted(static_cast<std::size_t>(negative), "case has", "cases have") + " a negative weight in " +
          weights.name + "; negative weights are not valid.");

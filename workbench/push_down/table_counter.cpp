@@ -9,6 +9,7 @@
 
 #include "workbench/data/errors.h"
 #include "workbench/data/measurement.h"
+#include "workbench/data/negative_weights.h"
 #include "workbench/data/sql_text.h"
 
 namespace velmora::push_down {
@@ -313,11 +314,9 @@ states::CaseTotals TableCounter::CountCases() const {
     selected += ", count(*) FILTER (WHERE " + And(negative) + ") AS " + Answer(answers++);
   }
   const SqlRow counts = table_.run("SELECT " + selected + " FROM " + table_.source).at(0);
-  const double negativeWeights = isWeighted ? NumberOf(counts.back()) : 0;
-  if (rules_.cases.refusesNegativeWeights && negativeWeights > 0)
-    throw ColumnError("--weight: " + WholeText(negativeWeights) +
-                      (negativeWeights == 1 ? " case has" : " cases have") + " a negative weight in " +
-                      rules_.cases.weight + "; a weight is 0 or more.");
+  const auto negative = isWeighted ? static_cast<std::int64_t>(NumberOf(counts.back())) : 0;
+  if (rules_.cases.refusesNegativeWeights && negative > 0)
+    throw ColumnError(NegativeWeights("weight", negative, rules_.cases.weight));
   states::CaseTotals totals;
   totals.rows = NumberOf(counts.at(0));
   std::size_t at = 0;

@@ -6,6 +6,7 @@
 #include "workbench/data/absent_value.h"
 #include "workbench/data/code_lists.h"
 #include "workbench/data/errors.h"
+#include "workbench/data/negative_weights.h"
 #include "workbench/language/selection.h"
 
 namespace velmora::states {
@@ -100,8 +101,7 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
     if (weights != nullptr) {
       weight = weights->values[i];
       if (rules.refusesNegativeWeights && !IsAbsent(*weights, i) && weight < 0)
-        throw DataError("The weight variable " + weights->name +
-                        " is negative in a case; weights are 0 or more.");
+        throw DataError(NegativeWeights("weight", 0, weights->name));
       if (IsAbsent(*weights, i) || !std::isfinite(weight) || NearlyEqualDoubles(weight, 0) || weight < 0) {
         cases.totals.withoutWeight += here;
         continue;
