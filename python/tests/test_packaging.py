@@ -38,3 +38,19 @@ def test_bash_completes_commands_and_options():
     assert completed(velmora, "scr") == {"screen"}
     assert completed(velmora, "screen", "--bi") >= {"--binary-response", "--bins"}
     assert completed(velmora, "screen", str(PACKAGING / "man_p")) == {str(PACKAGING / "man_pages.py")}
+
+
+def test_libraries_of_other_versions_are_one_sentence(tmp_path):
+    def message(*functions: str) -> str:
+        library = tmp_path / "libvelmora.so.1"
+        code = "\n".join(f'extern "C" const char* {name}() {{ return "0.9.0"; }}' for name in functions)
+        compiler = ["g++", "-shared", "-fPIC", "-o", library, "-x", "c++", "-"]
+        subprocess.run(compiler, input=code, text=True, check=True)
+        run = [sys.executable, "-c", "import velmora"]
+        environment = {**os.environ, "VELMORA_LIBRARY": str(library)}
+        return subprocess.run(run, env=environment, capture_output=True, text=True).stderr.splitlines()[-1]
+
+    place = re.escape(str(tmp_path / "libvelmora.so.1"))
+    old = rf"^ImportError: .* needs a newer library than {place}, which is 0\.9\.0: it has no velmora_open\.$"
+    assert re.match(old, message("velmora_version"))
+    assert re.match(rf"^ImportError: {place} is no library of velmora", message("velmora_open"))

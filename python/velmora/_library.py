@@ -11,6 +11,7 @@ import sys
 import threading
 import weakref
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
+from importlib import metadata
 from pathlib import Path
 from typing import Any
 
@@ -127,6 +128,19 @@ def _find_library() -> Path:
     return Path(__file__).parent / "lib" / name
 
 
+def _too_old(library: ctypes.CDLL, path: Path, missing: str) -> str:
+    """The sentence on a library that does not fit this package."""
+    try:
+        package = f"velmora {metadata.version('velmora')}"
+    except metadata.PackageNotFoundError:
+        package = "this velmora"
+    version = getattr(library, "velmora_version", None)
+    if version is None:
+        return f"{path} is no library of velmora: it has no velmora_version."
+    version.restype = ctypes.c_char_p
+    return f"{package} needs a newer library than {path}, which is {version().decode()}: it has no {missing}."
+
+
 def _load() -> ctypes.CDLL:
     path = _find_library()
     try:
@@ -134,7 +148,9 @@ def _load() -> ctypes.CDLL:
     except OSError as error:
         raise ImportError(f"The library of velmora cannot be loaded: {error}.") from error
     for name, (result, arguments) in _FUNCTIONS.items():
-        function = getattr(library, name)
+        function = getattr(library, name, None)
+        if function is None:
+            raise ImportError(_too_old(library, path, name))
         function.restype = result
         function.argtypes = arguments
     return library
