@@ -10,7 +10,7 @@ from typing import Any
 
 import numpy as np
 
-from velmora._library import ArrowStream, Session, VelmoraError, stream_of_capsule
+from velmora._library import ArrowStream, Session, stream_of_capsule
 
 # --- In
 
@@ -106,22 +106,6 @@ def _pandas_to_session(session: Session, frame: Any, options: Mapping[str, Any])
     session.take_stream(table.__arrow_c_stream__(), options)
 
 
-_ARROW_FILES = (".arrow", ".feather", ".ipc")
-
-
-def _arrow_table(path: str | os.PathLike[str]) -> Any:
-    """The table of an Arrow IPC file, by pyarrow."""
-    try:
-        import pyarrow
-        import pyarrow.feather
-    except ImportError as error:
-        raise ImportError(f"Reading {os.fspath(path)} needs pyarrow: install it.") from error
-    try:
-        return pyarrow.feather.read_table(path, memory_map=True)
-    except (pyarrow.ArrowInvalid, OSError) as error:
-        raise VelmoraError(f"Cannot read {os.fspath(path)}: {error}.") from error
-
-
 def load(session: Session, data: Any, options: Mapping[str, Any] | None = None) -> None:
     """Makes data the table of a session.
 
@@ -135,8 +119,6 @@ def load(session: Session, data: Any, options: Mapping[str, Any] | None = None) 
         ``ragged``; of files ``date_parts``, ``since``.
     """
     if isinstance(data, (str, os.PathLike)):
-        if os.fspath(data).lower().endswith(_ARROW_FILES):
-            return session.take_stream(_arrow_table(data).__arrow_c_stream__(), options)
         return session.read_file(data, options)
     if _module_of(data) == "pandas":
         return _pandas_to_session(session, data, options or {})

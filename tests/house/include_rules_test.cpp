@@ -85,7 +85,8 @@ bool MayInclude(const std::string& from, const std::string& to) {
   if (from == to) return true;
   if (!from.starts_with("workbench/")) return kMayInclude.contains(from) && kMayInclude.at(from).contains(to);
   if (to == "base" || to == "contract" || to == "contract/com") return true;
-  if (to == "include") return from == "workbench/api";
+  // workbench/data for the structures of the Arrow C data interface.
+  if (to == "include") return from == "workbench/api" || from == "workbench/data";
   return LayerOf(to) < LayerOf(from);
 }
 

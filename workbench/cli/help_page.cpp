@@ -127,11 +127,10 @@ std::string HelpPage(std::string_view page) {
   ReplaceAll(
       text, "@DATA_FILES@",
       ReadsStatisticalPackages()
-          ? "a CSV, TSV, Parquet, JSON-lines, Excel (.xlsx), OpenDocument (.ods), SPSS (.sav .por), SAS\n"
-            "(.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb, .sqlite, .db), or "
-            "the\n"
-            "address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
-          : "a CSV, TSV, Parquet or JSON-lines file or a DuckDB database (.duckdb)");
+          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx), OpenDocument (.ods), SPSS\n"
+            "(.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb,\n"
+            ".sqlite, .db), or the address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
+          : "a CSV, TSV, Parquet, JSON-lines or Arrow (.arrow .feather) file or a DuckDB database (.duckdb)");
   ReplaceAll(text, "@DATA_OPTIONS@", OptionLines(kDataOptions, 30));
   ReplaceAll(text, "@DATA_OPTIONS_26@", OptionLines(kDataOptions, 26));
   ReplaceAll(text, "@DATABASE_OPTIONS@", OptionLines(kDatabaseOptions, 30));

@@ -1,4 +1,4 @@
-// Everything that is no delimited text: Parquet and JSON, SPSS, SAS and Stata files, workbooks,
+// Everything that is no delimited text: Parquet, JSON and Arrow, SPSS, SAS and Stata files, workbooks,
 // databases and queries. Each is read in a process of its own where the system allows it. Their
 // libraries are large and damaged files bring them down, so velmora lets the program velmora-read
 // run them under limits of memory and processor time; a crash there is one sentence here.
@@ -62,6 +62,7 @@ void RunForeignReader(const ForeignFile& file, RowSink& sink);
 // Each reads one family of formats; RunForeignReader chooses.
 void ReadParquet(const ForeignFile& file, RowSink& sink);
 void ReadJson(const ForeignFile& file, RowSink& sink);
+void ReadArrow(const ForeignFile& file, RowSink& sink);
 void ReadStatFile(const ForeignFile& file, RowSink& sink);
 void ReadXlsx(const ForeignFile& file, RowSink& sink);
 void ReadOds(const ForeignFile& file, RowSink& sink);

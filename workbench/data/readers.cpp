@@ -86,7 +86,8 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
 }  // namespace
 
 std::vector<std::string> ReadableExtensions() {
-  std::vector<std::string> known = {".csv", ".tsv", ".txt", ".parquet", ".json", ".jsonl", ".ndjson"};
+  std::vector<std::string> known = {".csv",    ".tsv",   ".txt",     ".parquet", ".json", ".jsonl",
+                                    ".ndjson", ".arrow", ".feather", ".arrows",  ".ipc"};
   if (ReadsStatisticalPackages())
     known.insert(known.end(), std::begin(kStatExtensions), std::end(kStatExtensions));
   if (ReadsWorkbooks()) known.insert(known.end(), std::begin(kTableExtensions), std::end(kTableExtensions));

@@ -2,7 +2,7 @@
 //
 //   .csv .tsv .txt                       delimited text, also packed as .csv.gz or .csv.zst
 //   -                                    delimited text from standard input
-//   .parquet .json .jsonl .ndjson        by DuckDB
+//   .parquet .json .jsonl .ndjson        by DuckDB; .arrow .feather .arrows .ipc by our own reader
 //   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat
 //   .xlsx .xlsm .ods                     a sheet of a workbook, or a range of it
 //   .duckdb .sqlite .sqlite3 .db         a table of a database, or a query over it

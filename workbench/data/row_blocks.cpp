@@ -78,8 +78,11 @@ void RowBlocks::AddText(std::size_t column, std::string_view text) {
   pending.Mark(true);
 }
 
-void RowBlocks::EndRow(double fraction) {
-  if (++rowCount_ == rowsPerBlock_) Flush(fraction);
+void RowBlocks::EndRow(double fraction) { EndRows(1, fraction); }
+
+void RowBlocks::EndRows(std::int64_t count, double fraction) {
+  rowCount_ += count;
+  if (rowCount_ == rowsPerBlock_) Flush(fraction);
 }
 
 void RowBlocks::Flush(double fraction) {

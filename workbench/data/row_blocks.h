@@ -28,11 +28,15 @@ class RowBlocks {
 
   void AddMissing(std::size_t column);
   void AddNumber(std::size_t column, double value);         // of kNumber
-  void AddWhole(std::size_t column, std::int64_t value);    // of kWhole
+  void AddWhole(std::size_t column, std::int64_t value);    // of kWhole, and by its bits of kUnsigned
   void AddText(std::size_t column, std::string_view text);  // of kText and kDigits
 
   // Throws DataError when a column has no cell in a row or two, Cancelled.
   void EndRow(double fraction);
+  // Of rows that came column by column, at most RowsLeft() of them.
+  void EndRows(std::int64_t count, double fraction);
+  // Before a block is full; at least 1.
+  std::int64_t RowsLeft() const { return rowsPerBlock_ - rowCount_; }
   void Flush(double fraction);
 
   // Cells of the column so far, delivered or not.

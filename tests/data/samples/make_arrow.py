@@ -1,0 +1,41 @@
+"""Writes the samples of arrow_test.cpp into the current folder, with pyarrow and polars."""
+
+import datetime
+import decimal
+
+import polars
+import pyarrow as pa
+import pyarrow.feather
+import pyarrow.parquet
+
+DAY = datetime.date(1970, 1, 3)
+TABLE = pa.table(
+    {
+        "whole": pa.array([-100, None, 7] * 4, pa.int8()),
+        "long": pa.array([2**53 + 1, 4, None] * 4, pa.int64()),
+        "unsigned": pa.array([2**64 - 1, 0, 1] * 4, pa.uint64()),
+        "half": pa.array([0.5, -2.0, None] * 4, pa.float16()),
+        "single": pa.array([0.1, None, -3.0] * 4, pa.float32()),
+        "number": pa.array([0.1, -1e300, 2.5] * 4, pa.float64()),
+        "flag": pa.array([True, False, None] * 4),
+        "text": pa.array(["a", "a text of more than twelve bytes", ""] * 4),
+        "large": pa.array(["b", None, "bé"] * 4, pa.large_string()),
+        "day": pa.array([DAY, None, DAY] * 4),
+        "moment": pa.array([1_500_000_001, -1, None] * 4, pa.timestamp("us", "UTC")),
+        "fine": pa.array([1_500_000_001_999, -1_999, None] * 4, pa.timestamp("ns")),
+        "decimal": pa.array([decimal.Decimal("-0.07"), None, decimal.Decimal("12.30")] * 4),
+        "digits": pa.array([decimal.Decimal(10**30 + 1), None, decimal.Decimal(-4)] * 4, pa.decimal128(38, 0)),
+        "nothing": pa.nulls(12),
+        "list": pa.array([[1], None, [2, 3]] * 4),
+        "colour": pa.array(["red", None, "green"] * 4),
+    }
+)
+CODED = TABLE.set_column(16, "colour", TABLE["colour"].dictionary_encode())
+
+pa.parquet.write_table(TABLE, "types.parquet")
+pa.feather.write_feather(CODED, "types.feather", compression="lz4", chunksize=5)
+with pa.ipc.new_stream("types.arrows", CODED.schema) as stream:
+    for batch in CODED.to_batches(max_chunksize=7):
+        stream.write_batch(batch)
+frame = polars.from_arrow(CODED.drop_columns(["nothing", "half"]))
+frame.write_ipc("views.arrow", compression="zstd")
