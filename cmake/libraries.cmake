@@ -31,12 +31,13 @@ else()
   # Workbooks are XML in ZIP archives.
   find_package(EXPAT REQUIRED)
   find_library(MINIZIP_LIBRARY minizip REQUIRED)
+  find_library(FREEXL_LIBRARY freexl REQUIRED)
   find_package(SQLite3 REQUIRED)
   # Client libraries of database servers are loaded when a table of one is read;
   # only their headers are used.
   find_path(POSTGRES_INCLUDE_DIR libpq-fe.h PATH_SUFFIXES postgresql REQUIRED)
   find_path(MARIADB_INCLUDE_DIR mysql.h PATH_SUFFIXES mariadb REQUIRED)
-  set(DATA_LIBRARIES ${READSTAT_LIBRARY} ${MINIZIP_LIBRARY} EXPAT::EXPAT SQLite::SQLite3 ZLIB::ZLIB
+  set(DATA_LIBRARIES ${READSTAT_LIBRARY} ${MINIZIP_LIBRARY} ${FREEXL_LIBRARY} EXPAT::EXPAT SQLite::SQLite3 ZLIB::ZLIB
       ${ZSTD_LIBRARY} ${LZ4_LIBRARY})
   find_package(nlohmann_json 3 REQUIRED)
   find_package(CLI11 2 REQUIRED)

@@ -3,6 +3,7 @@
 #include <minizip/zip.h>
 
 #include "tests/data/data_test_support.h"
+#include "tests/support/paths.h"
 
 namespace velmora {
 namespace {
@@ -205,6 +206,32 @@ TEST_F(WorkbookTest, DamagedWorkbooks) {
               HasSubstr("save the workbook as .xlsx"));
   EXPECT_THAT(ErrorOf([&] { ReadPart(WriteFile("a.csv", "x\n1\n"), SheetPart("1")); }),
               HasSubstr("--sheet is for workbooks"));
+}
+
+// Written by xlwt 1.3: cells begin at B2, and there is a second sheet.
+TEST_F(WorkbookTest, WorkbooksBefore2007) {
+  const std::string path = SourceDir() + "/tests/data/samples/old.xls";
+  ReadReport report;
+  const Table table = ReadTable(path, {}, &report);
+  EXPECT_EQ(
+      Show(table),
+      "amount: 1250.5 . -3 | age: 31 45 . | town: 1[Köln] 2[Łódź] . | paid: 1 0 1 | opened: 19782 10956 . | "
+      "seen: 1.70921e+09 . 1 | mixed: 1 . 2.5");
+  EXPECT_EQ(table.columns[4].dateUnit, DateUnit::kDays);
+  EXPECT_EQ(table.columns[5].dateUnit, DateUnit::kSeconds);
+  EXPECT_THAT(report.warnings, Contains(HasSubstr("Texts that formulas of " + path)));
+  EXPECT_EQ(Show(ReadPart(path, SheetPart("Other"))), "x: 7");
+  EXPECT_EQ(Show(ReadPart(path, SheetPart("Loans", "C2:C4"))), "age: 31 45");
+  // Cut short, or with bytes changed: a sentence or a table.
+  const std::string whole = Slurp(path);
+  for (std::size_t i = 0; i < whole.size(); i += 197) {
+    std::string damaged = whole;
+    damaged[i] = static_cast<char>(damaged[i] ^ 0x55);
+    WriteFile("damaged.xls", damaged);
+    ErrorOf([&] { ReadTable(Path("damaged.xls")); });
+  }
+  WriteFile("damaged.xls", whole.substr(0, whole.size() / 2));
+  ErrorOf([&] { ReadTable(Path("damaged.xls")); });
 }
 
 TEST_F(WorkbookTest, OpenDocument) {

@@ -127,7 +127,7 @@ std::string HelpPage(std::string_view page) {
   ReplaceAll(
       text, "@DATA_FILES@",
       ReadsStatisticalPackages()
-          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx), OpenDocument (.ods), SPSS\n"
+          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx .xls), OpenDocument (.ods), SPSS\n"
             "(.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb,\n"
             ".sqlite, .db), or the address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
           : "a CSV, TSV, Parquet, JSON-lines or Arrow (.arrow .feather) file or a DuckDB database (.duckdb)");

@@ -65,6 +65,7 @@ void ReadJson(const ForeignFile& file, RowSink& sink);
 void ReadArrow(const ForeignFile& file, RowSink& sink);
 void ReadStatFile(const ForeignFile& file, RowSink& sink);
 void ReadXlsx(const ForeignFile& file, RowSink& sink);
+void ReadXls(const ForeignFile& file, RowSink& sink);
 void ReadOds(const ForeignFile& file, RowSink& sink);
 void ReadSqlite(const ForeignFile& file, RowSink& sink);
 void ReadDuckDb(const ForeignFile& file, RowSink& sink);

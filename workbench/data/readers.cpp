@@ -31,7 +31,7 @@ namespace {
 
 constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
 
-constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".ods", ".sqlite", ".sqlite3"};
+constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".xls", ".ods", ".sqlite", ".sqlite3"};
 
 void RequireReadableFile(const std::string& path) {
   RequirePath(path);
@@ -74,9 +74,6 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
         path, path, extension, options.threads, options.part, options.userMissing != nullptr};
     return ReadForeignFile(file, options, LimitsFor(file), table, warnings);
   }
-  if (extension == "xls")
-    throw DataError("Cannot read " + path +
-                    ": .xls is the format of Excel before 2007; save the workbook as .xlsx.");
   std::string known;
   for (const std::string& ending : ReadableExtensions()) known += " " + ending;
   throw DataError("The ending of " + path + " does not say what kind of file it is; known endings are" +

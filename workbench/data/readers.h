@@ -4,7 +4,7 @@
 //   -                                    delimited text from standard input
 //   .parquet .json .jsonl .ndjson        by DuckDB; .arrow .feather .arrows .ipc by our own reader
 //   .sav .zsav .por .sas7bdat .xpt .dta  SPSS, SAS and Stata, by ReadStat
-//   .xlsx .xlsm .ods                     a sheet of a workbook, or a range of it
+//   .xlsx .xlsm .xls .ods                a sheet of a workbook, or a range of it
 //   .duckdb .sqlite .sqlite3 .db         a table of a database, or a query over it
 //   postgresql:// mysql:// mariadb://    a table of a server, or a query (database_address.h)
 //   nothing                              a query over the files that it names, by DuckDB

@@ -15,6 +15,7 @@ namespace {
 }  // namespace
 
 void ReadXlsx(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
+void ReadXls(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
 void ReadOds(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
 void ReadSqlite(const ForeignFile& file, RowSink&) { Refuse(file, "SQLite databases"); }
 void ReadPostgres(const ForeignFile& file, RowSink&) { Refuse(file, "tables of database servers"); }
