@@ -335,7 +335,7 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   LimitColumnMemory(MemoryLimit(options.memory).ColumnBytes());
   if (options.monitor.monitor) return MonitorCases(options, arguments);
   UserMissing userMissing;
-  Table table = LoadTable(options.data, userMissing);
+  Table table = LoadTable(options.data, userMissing, false);
   std::vector<int> kept = NamedVariables(table, "--keep", options.keep);
   if (options.keep.empty()) {
     kept.resize(table.columns.size());

@@ -143,9 +143,11 @@ ReadOptions ReadingOptionsOf(const DataOptions& options) {
 
 Table LoadTable(const DataOptions& options) { return LoadTable(options, std::vector<std::string>()); }
 
-Table LoadTable(const DataOptions& options, UserMissing& userMissing) {
+Table LoadTable(const DataOptions& options, UserMissing& userMissing, bool infers) {
   options.RequireData(" after the command");
-  return PrepareTable(ReadFile(options, {}, &userMissing), options);
+  Table table = ReadFile(options, {}, &userMissing);
+  const int inferredCount = infers ? 0 : table.VariableCount();
+  return PrepareTable(std::move(table), options, inferredCount);
 }
 
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names) {

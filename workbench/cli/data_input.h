@@ -18,8 +18,9 @@ ReadOptions ReadingOptionsOf(const DataOptions& options);
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
 // DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
-// The same, with the values that the file declares missing.
-Table LoadTable(const DataOptions& options, UserMissing& userMissing);
+// The same, with the values that the file declares missing. infers: otherwise measurements and roles
+// are left open, for work that asks for none.
+Table LoadTable(const DataOptions& options, UserMissing& userMissing, bool infers = true);
 // The same for a run that uses only the variables that these values of options name. Other
 // variables come without values where that saves time.
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names);

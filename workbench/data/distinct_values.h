@@ -7,47 +7,84 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
-#include "base/split_mix.h"
-
 namespace velmora {
+
+// A set of doubles, up to a bound. Open addressing; a NaN marks a free slot, since no column holds
+// one.
+class ValueSet {
+ public:
+  explicit ValueSet(std::int64_t most) : slots_(64, std::bit_cast<double>(kFree)), most_(most) {}
+
+  void Add(double value) {
+    if (full_) return;
+    if (value == 0) value = 0;  // both zeros are one value
+    if (!Insert(value)) return;
+    if (++count_ == most_) full_ = true;
+    if (2 * static_cast<std::size_t>(count_) > slots_.size() && !full_) Grow();
+  }
+  std::int64_t Count() const { return count_; }
+  bool Full() const { return full_; }
+
+  template <class Visit>
+  void ForEach(Visit visit) const {
+    for (double value : slots_)
+      if (std::bit_cast<std::uint64_t>(value) != kFree) visit(value);
+  }
+
+ private:
+  static constexpr std::uint64_t kFree = 0x7ff8dead00000000U;
+
+  bool Insert(double value) {
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    // Multiplicative hash; the high bits are the mixed ones.
+    std::size_t slot = (bits * 0x9E3779B97F4A7C15U) >> (64 - std::countr_zero(slots_.size()));
+    for (;; slot = (slot + 1) & (slots_.size() - 1)) {
+      const auto held = std::bit_cast<std::uint64_t>(slots_[slot]);
+      if (held == bits) return false;
+      if (held == kFree) break;
+    }
+    slots_[slot] = value;
+    return true;
+  }
+  void Grow() {
+    std::vector<double> old(slots_.size() * 2, std::bit_cast<double>(kFree));
+    old.swap(slots_);
+    for (double value : old)
+      if (std::bit_cast<std::uint64_t>(value) != kFree) Insert(value);
+  }
+
+  std::vector<double> slots_;
+  std::int64_t most_;
+  std::int64_t count_ = 0;
+  bool full_ = false;
+};
 
 class DistinctValues {
  public:
   // value: a number. Both zeros are 0.
   void Add(double value) {
-    value += 0.0;
-    // Runs of one value are common: sorted files, and codes.
-    if (!values_.empty() && values_.back() == value) return;
-    if (isTable_) {
-      std::size_t slot = vlm::MixBits(std::bit_cast<std::uint64_t>(value)) % kSlots;
-      for (; slots_[slot] != 0; slot = (slot + 1) % kSlots) {
-        if (values_[slots_[slot] - 1] == value) return;
-      }
-      isTable_ = values_.size() < kMostInTable;
-      slots_[slot] = static_cast<std::uint16_t>(values_.size() + 1);
-    }
-    values_.push_back(value);
+    if (!few_.Full()) return few_.Add(value);
+    // Runs of one value are common in sorted files.
+    if (more_.empty() || more_.back() != value) more_.push_back(value + 0.0);
   }
 
   std::vector<double> Ascending() && {
-    std::sort(values_.begin(), values_.end());
-    values_.erase(std::unique(values_.begin(), values_.end()), values_.end());
-    values_.shrink_to_fit();  // it may have had room for every cell
-    return std::move(values_);
+    few_.ForEach([&](double value) { more_.push_back(value); });
+    std::sort(more_.begin(), more_.end());
+    more_.erase(std::unique(more_.begin(), more_.end()), more_.end());
+    more_.shrink_to_fit();  // it may have had room for every cell
+    return std::move(more_);
   }
 
  private:
-  static constexpr std::size_t kSlots = 4096, kMostInTable = 1024;
-
-  std::vector<double> values_;
-  std::array<std::uint16_t, kSlots> slots_{};  // place in values_ + 1; 0: free
-  bool isTable_ = true;
+  ValueSet few_{1024};
+  std::vector<double> more_;
 };
 
 }  // namespace velmora

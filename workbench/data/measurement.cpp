@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <numeric>
 #include <string_view>
 
+#include "workbench/data/distinct_values.h"
 #include "workbench/data/field_parser.h"
 #include "workbench/data/names.h"
 #include "workbench/data/unicode.h"
@@ -25,55 +25,6 @@ constexpr double kLongText = 40;  // bytes on average
 constexpr double kFirstYear = 1500;
 constexpr double kLastYear = 2200;
 
-// The distinct doubles of a column, up to a bound. Open addressing; a NaN marks a free slot, since
-// no column holds one.
-class DistinctValues {
- public:
-  DistinctValues() : slots_(64, std::bit_cast<double>(kFree)) {}
-
-  void Add(double value) {
-    if (full_) return;
-    if (value == 0) value = 0;  // both zeros are one value
-    if (!Insert(value)) return;
-    if (++count_ == kMaxDistinctCounted) full_ = true;
-    if (2 * static_cast<std::size_t>(count_) > slots_.size() && !full_) Grow();
-  }
-  std::int64_t Count() const { return count_; }
-  bool Full() const { return full_; }
-
-  template <class Visit>
-  void ForEach(Visit visit) const {
-    for (double value : slots_)
-      if (std::bit_cast<std::uint64_t>(value) != kFree) visit(value);
-  }
-
- private:
-  static constexpr std::uint64_t kFree = 0x7ff8dead00000000U;
-
-  bool Insert(double value) {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    // Multiplicative hash; the high bits are the mixed ones.
-    std::size_t slot = (bits * 0x9E3779B97F4A7C15U) >> (64 - std::countr_zero(slots_.size()));
-    for (;; slot = (slot + 1) & (slots_.size() - 1)) {
-      const auto held = std::bit_cast<std::uint64_t>(slots_[slot]);
-      if (held == bits) return false;
-      if (held == kFree) break;
-    }
-    slots_[slot] = value;
-    return true;
-  }
-  void Grow() {
-    std::vector<double> old(slots_.size() * 2, std::bit_cast<double>(kFree));
-    old.swap(slots_);
-    for (double value : old)
-      if (std::bit_cast<std::uint64_t>(value) != kFree) Insert(value);
-  }
-
-  std::vector<double> slots_;
-  std::int64_t count_ = 0;
-  bool full_ = false;
-};
-
 // The findings of one pass over a column.
 struct ColumnFacts {
   std::int64_t valid = 0;
@@ -81,7 +32,7 @@ struct ColumnFacts {
   double maximum = 0;
   bool whole = true;
   bool ascending = true;  // strictly, in case order
-  DistinctValues distinct;
+  ValueSet distinct{kMaxDistinctCounted};
 };
 
 // exact: count all distinct values; otherwise stop once no rule depends on the number any more,
@@ -119,7 +70,7 @@ std::string Count(std::int64_t count, const char* thing) {
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
-bool EveryValueLabelled(const Column& column, const DistinctValues& distinct) {
+bool EveryValueLabelled(const Column& column, const ValueSet& distinct) {
   bool every = !column.labels.empty();
   distinct.ForEach([&](double value) { every = every && column.LabelOf(value) != nullptr; });
   return every;
