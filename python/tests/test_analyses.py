@@ -263,6 +263,11 @@ def test_arrow_files(credit, tmp_path):
     with pa.OSFile(str(tmp_path / "credit.arrow"), "wb") as file, pa.ipc.new_file(file, table.schema) as out:
         out.write_table(table)
     assert velmora.rank(str(tmp_path / "credit.arrow"), "risk").json["dependents"] == expected
+    frame = pl.from_pandas(credit)
+    frame.write_ipc(tmp_path / "views.ipc", compression="zstd")
+    frame.write_ipc_stream(tmp_path / "credit.arrows")
+    for name in ("views.ipc", "credit.arrows"):
+        assert velmora.rank(tmp_path / name, "risk").json["dependents"] == expected
     (tmp_path / "no.arrow").write_text("no table")
     with pytest.raises(velmora.VelmoraError, match=r"Cannot read .*no\.arrow"):
         velmora.rank(tmp_path / "no.arrow", "risk")
