@@ -59,6 +59,19 @@ TEST_F(DataTest, ArrowFilesGiveTheBitsOfParquet) {
     EXPECT_THAT(ErrorOf([] { ReadTable(Sample("views.arrow")); }), HasSubstr("buffers are compressed"));
 }
 
+TEST_F(DataTest, ArrowColumnsAmongNestedOnes) {
+  ReadReport report;
+  EXPECT_EQ(
+      Show(ReadTable(Sample("nested.arrow"), {}, &report)),
+      "first: 1 . 3 4 | texts: . 1[a text of more than twelve bytes] 2[b] 2[b] | wide: . -1.25 . -1.25 | "
+      "entries: 1.5 2.5 . 2.5 | duration: 1.5 . 1.5 . | last: 2[y] . . 1[x]");
+  EXPECT_THAT(report.warnings, ElementsAre(HasSubstr("\"structure\", \"map\"")));
+  EXPECT_EQ(Show(ReadTable(Sample("replaced.arrows"))), "c: 2[x] 3[y] 2[x] 1[w] 3[y] .");
+  EXPECT_EQ(ErrorOf([] { ReadTable(Sample("grown.arrows")); }),
+            "Cannot read " + Sample("grown.arrows") +
+                ": one of its dictionaries comes in parts, which are not read.");
+}
+
 TEST_F(DataTest, ArrowFilesThatAreNotWhole) {
   const std::string feather = Slurp(Sample("types.feather"));
   const std::string stream = Slurp(Sample("types.arrows"));

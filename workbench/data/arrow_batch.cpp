@@ -388,7 +388,7 @@ void TakeArrowDictionary(const ArrowSchemaInfo& schema, const FlatTable& batch, 
   const bool isMore = batch.Scalar<std::uint8_t>(2, 0) != 0;
   const auto before = dictionaries.find(id);
   if (isMore && before != dictionaries.end() && before->second->Array().length > 0)
-    throw ArrowError("a dictionary of its comes in parts, which are not read");
+    throw ArrowError("one of its dictionaries comes in parts, which are not read");
   dictionaries[id] = ArrowBatchReader(batch.Table(1), body).Read(*field, field->format);
 }
 

@@ -24,7 +24,9 @@ TABLE = pa.table(
         "moment": pa.array([1_500_000_001, -1, None] * 4, pa.timestamp("us", "UTC")),
         "fine": pa.array([1_500_000_001_999, -1_999, None] * 4, pa.timestamp("ns")),
         "decimal": pa.array([decimal.Decimal("-0.07"), None, decimal.Decimal("12.30")] * 4),
-        "digits": pa.array([decimal.Decimal(10**30 + 1), None, decimal.Decimal(-4)] * 4, pa.decimal128(38, 0)),
+        "digits": pa.array(
+            [decimal.Decimal(10**30 + 1), None, decimal.Decimal(-4)] * 4, pa.decimal128(38, 0)
+        ),
         "nothing": pa.nulls(12),
         "list": pa.array([[1], None, [2, 3]] * 4),
         "colour": pa.array(["red", None, "green"] * 4),
@@ -39,3 +41,40 @@ with pa.ipc.new_stream("types.arrows", CODED.schema) as stream:
         stream.write_batch(batch)
 frame = polars.from_arrow(CODED.drop_columns(["nothing", "half"]))
 frame.write_ipc("views.arrow", compression="zstd")
+
+# Columns that no variable can hold, between some that one can.
+NESTED = pa.table(
+    {
+        "first": pa.array([1, None, 3, 4]),
+        "structure": pa.array([{"p": 1, "q": [1, 2], "r": "x"}] * 4),
+        "map": pa.array([[("k", 1)]] * 4, pa.map_(pa.string(), pa.int32())),
+        "pairs": pa.array([[1, 2]] * 4, pa.list_(pa.int8(), 2)),
+        "view": pa.array([[1], [2]] * 2, pa.list_view(pa.int8())),
+        "runs": pa.RunEndEncodedArray.from_arrays(pa.array([1, 4], pa.int32()), pa.array([1, 2])),
+        "sparse": pa.UnionArray.from_sparse(
+            pa.array([0, 1] * 2, pa.int8()), [pa.array(range(4)), pa.array(["v"] * 4)]
+        ),
+        "texts": pa.array([None, "a text of more than twelve bytes", "b", "b"], pa.string_view()),
+        "coded": pa.array([{"c": "x"}] * 4, pa.struct([("c", pa.dictionary(pa.int8(), pa.string()))])),
+        "wide": pa.array([None, decimal.Decimal("-1.25")] * 2, pa.decimal256(40, 2)),
+        "entries": pa.DictionaryArray.from_arrays(pa.array([0, 1, None, 1], pa.int8()), pa.array([1.5, 2.5])),
+        "duration": pa.array([1500, None] * 2, pa.duration("ms")),
+        "last": pa.array(["y", "", None, "x"], pa.binary()),
+    }
+)
+with pa.ipc.new_file("nested.arrow", NESTED.schema) as file:
+    file.write_table(NESTED, max_chunksize=3)
+
+
+def coded(cells: list[int | None], entries: list[str]) -> pa.RecordBatch:
+    """A batch of one column."""
+    return pa.record_batch(
+        {"c": pa.DictionaryArray.from_arrays(pa.array(cells, pa.int8()), pa.array(entries))}
+    )
+
+
+for name, deltas in (("replaced.arrows", False), ("grown.arrows", True)):
+    options = pa.ipc.IpcWriteOptions(emit_dictionary_deltas=deltas)
+    with pa.ipc.new_stream(name, coded([0], ["x"]).schema, options=options) as stream:
+        stream.write_batch(coded([0, 1, 0], ["x", "y"]))
+        stream.write_batch(coded([2, 1, None], ["x", "y", "w"]))
