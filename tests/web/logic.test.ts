@@ -7,6 +7,7 @@ import {
   mergePatch,
   namesMatching,
   nearestCut,
+  hasWork,
   optionsOf,
   outcomeOf,
   parseNumber,
@@ -206,6 +207,13 @@ describe("choices", () => {
     expect(roleOf(table[2]!, {})).toBe("none");
     expect(roleOf(table[2]!, { predictors: ["id"] })).toBe("predictor");
     expect(roleOf(table[1]!, { predictors: ["id"] })).toBe("none");
+  });
+
+  it("knows whether a run has work in it", () => {
+    expect(hasWork({ edits: {}, decisions: {} })).toBe(false);
+    expect(hasWork({ edits: { risk: { age: [] } }, decisions: { risk: { age: {} } } })).toBe(false); // undone
+    expect(hasWork({ edits: {}, decisions: { risk: { age: {}, w: { comment: "odd" } } } })).toBe(true);
+    expect(hasWork({ edits: { risk: { age: [{ operation: "reset" }] } }, decisions: {} })).toBe(true);
   });
 
   it("merges patches as the server does", () => {

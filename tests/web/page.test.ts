@@ -1108,12 +1108,24 @@ describe("the page", () => {
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
     expect(await page.locator(".editor b", { hasText: "odd" }).count()).toBe(0);
 
-    // A new search keeps the bins of accepted predictors.
+    // Another option does not take away what has been accepted: the user asks for a new search, which
+    // keeps the bins of accepted predictors.
+    const changed = page.getByText("The options are others now.");
+    expect(await changed.count()).toBe(0);
+    await page.getByLabel("Most bins").fill("2");
+    await page.keyboard.press("Tab");
+    await changed.waitFor();
+    await page.getByTitle("accepted", { exact: true }).waitFor();
+    const choices = async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()) as { runs: unknown[]; choices: { screening: object } };
+    await expect.poll(async () => (await choices()).choices.screening).toEqual({ "max-bins": 2 });
+    expect((await choices()).runs.length).toBe(1);
     await page.getByRole("button", { name: "Search the others again" }).click();
-    await page.getByRole("button", { name: "Bins", exact: true }).click();
-    await expect.poll(async () => (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json().then((one) => one.runs.length)).toBe(2);
+    await expect.poll(async () => (await choices()).runs.length).toBe(2);
+    await expect.poll(() => changed.count()).toBe(0);
     await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
+    await page.locator(".predictors").getByRole("option", { name: /^purpose/ }).click();
+    await expect.poll(() => figure(page, "bins")).toBe("2");
   });
 
   it("screens several outcomes one after the other, each with figures, edits and files of its own", async () => {
@@ -1249,11 +1261,17 @@ describe("the page", () => {
     expect(found).toEqual([]);
     await page.keyboard.press("Escape");
 
-    // A second ranking, beside the first.
+    // A second ranking, beside the first, which is shown until the second is there.
     await page.getByLabel("keep in the history").check();
+    let release = () => {};
+    const held = new Promise<void>((resolve) => (release = resolve));
+    await page.route(/\/api\/sessions\/1\/runs\/3$/, async (route) => (await held, await route.continue()));
     await page.getByLabel("How many").fill("3");
     await page.keyboard.press("Tab");
     await page.getByLabel("keep in the history").and(page.locator(":not(:checked)")).waitFor();
+    await page.locator(".result[aria-busy=true] tbody tr").first().waitFor();
+    release();
+    await page.locator(".result[aria-busy=false] tbody tr").first().waitFor();
     await page.keyboard.press("Alt+4");
     await page.getByLabel("Compare Ranking 2").check();
     await page.getByText("Choose another ranking to compare it with Ranking 2.").waitFor();

@@ -9,6 +9,7 @@ import { OutcomeChoice } from "./OutcomeChoice";
 import { Remarks, RunBar } from "./RunBar";
 import { copyText } from "./TakeAway";
 import { base, changeRun, choose, currentRun, fail, setState, useStore } from "./store";
+import { useShownReport } from "./shownReport";
 import type { BinEdit, BinsPanel, Decision, Run, ScreeningReport, Worth } from "./types";
 import { VirtualList } from "./VirtualList";
 
@@ -22,11 +23,14 @@ export function BinsView() {
   const store = useStore();
   const [search, setSearch] = useState("");
   const [onlyOpen, setOnlyOpen] = useState(false);
-  const run = currentRun("screen");
-  const report = run ? (store.reports[run.run] as ScreeningReport | undefined) : undefined;
+  const current = currentRun("screen");
+  const shownReport = useShownReport<ScreeningReport>(current);
+  const report = shownReport?.report;
+  const isOld = shownReport?.isOld === true;
+  const run = shownReport?.run ?? current;
   const response = report?.responses[0];
   const outcomes = store.snapshot?.choices.outcomes ?? [];
-  if (!run)
+  if (!run || !current)
     return (
       <div class="empty">
         <h2>Bins that describe the outcome</h2>
@@ -51,9 +55,9 @@ export function BinsView() {
   };
   return (
     <section class="results bins-view" aria-label="Bins">
-      <RunBar run={run} />
+      <RunBar run={current} />
       {response && report && (
-        <div class="columns">
+        <div class={`columns ${isOld ? "old" : ""}`} aria-busy={isOld} inert={isOld}>
           <div class="predictors" role="region" aria-label="Predictors">
             {(outcomes.length > 1 || !outcomes.includes(response.name)) && (
               <OutcomeChoice title="Outcome" outcomes={[...new Set([...outcomes, response.name])]} outcome={response.name} choose={(screened) => choose({ screened })} />
@@ -74,7 +78,7 @@ export function BinsView() {
                     <span class="name">{name}</span>
                     <span class="marks">
                       {decision?.accepted && <span title="accepted">✓</span>}
-                      {decision?.locked && <span title="locked">🔒</span>}
+                      {decision?.locked && <LockSign />}
                       {(run.edits[response.name]?.[name]?.length ?? 0) > 0 && <span title="edited">✎</span>}
                       {one?.noBetterThanChance && <span class="mark" title="No better than chance">chance</span>}
                       {one?.saysTheSameAs && <span class="mark plain" title={`Says the same as ${one.saysTheSameAs}`}>same</span>}
@@ -103,18 +107,39 @@ export function BinsView() {
             )}
             <Remarks texts={report.run.notices} />
           </div>
-          {predictor && <Editor key={`${run.run}/${predictor}`} run={run} response={response} predictor={predictor} step={step} />}
+          {predictor && <Editor key={`${run.run}/${predictor}`} run={run} response={response} predictor={predictor} isOld={isOld} step={step} />}
         </div>
       )}
     </section>
   );
 }
 
-function Change({ name, before, after, digits }: { name: string; before: number | null | undefined; after: number | null | undefined; digits: number }) {
+// Fonts have no sign for it everywhere.
+function LockSign() {
+  return (
+    <svg class="lock" width={12} height={14} viewBox="0 0 12 14" role="img" aria-label="locked">
+      <title>locked</title>
+      <path d="M3 6V4a3 3 0 0 1 6 0v2" fill="none" stroke="currentColor" stroke-width={1.6} />
+      <rect x={1} y={6} width={10} height={7} rx={1.5} fill="currentColor" />
+    </svg>
+  );
+}
+
+const heldOutHint = "Each fold is judged by the figures that the others give these bins. In the list, the search for bins is repeated in each fold.";
+
+interface ChangeProps {
+  name: string;
+  before: number | null | undefined;
+  after: number | null | undefined;
+  digits: number;
+  hint?: string;
+}
+
+function Change({ name, before, after, digits, hint }: ChangeProps) {
   if (after === undefined) return null;
   const same = formatNumber(before, digits) === formatNumber(after, digits);
   return (
-    <span class="figure">
+    <span class="figure" title={hint}>
       <small>{name}</small>
       <b>{formatNumber(after, digits)}</b>
       {!same && <small class={digits === 0 ? "soft" : (after ?? 0) < (before ?? 0) ? "worse" : "better"}>was {formatNumber(before, digits)}</small>}
@@ -128,9 +153,9 @@ function Figures({ kind, before, after }: { kind: Response["kind"]; before: Wort
       <Change name="information value" before={before.informationValue} after={after.informationValue} digits={4} />
       <Change name="Gini" before={before.gini} after={after.gini} digits={4} />
       <Change name={kind === "continuous" ? "variance explained" : "deviance explained"} before={before.explained} after={after.explained} digits={4} />
-      <Change name="held-out information value" before={before.outOfFold?.informationValue} after={after.outOfFold?.informationValue} digits={4} />
-      <Change name="held-out Gini" before={before.outOfFold?.gini} after={after.outOfFold?.gini} digits={4} />
-      {kind !== "binary" && <Change name="explained, held out" before={before.outOfFold?.explained} after={after.outOfFold?.explained} digits={4} />}
+      <Change name="held-out information value" before={before.outOfFold?.informationValue} after={after.outOfFold?.informationValue} digits={4} hint={heldOutHint} />
+      <Change name="held-out Gini" before={before.outOfFold?.gini} after={after.outOfFold?.gini} digits={4} hint={heldOutHint} />
+      {kind !== "binary" && <Change name="explained, held out" before={before.outOfFold?.explained} after={after.outOfFold?.explained} digits={4} hint={heldOutHint} />}
       <Change name="bins" before={before.bins} after={after.bins} digits={0} />
     </div>
   );
@@ -175,7 +200,15 @@ function Stability({ before, after }: { before: Worth; after: Worth }) {
   );
 }
 
-function Editor({ run, response, predictor, step }: { run: Run; response: Response; predictor: string; step: (by: number) => void }) {
+interface EditorProps {
+  run: Run;
+  response: Response;
+  predictor: string;
+  isOld: boolean; // shown until the next run has a result
+  step: (by: number) => void;
+}
+
+function Editor({ run, response, predictor, isOld, step }: EditorProps) {
   const { binsVersion, snapshot } = useStore();
   const [panel, setPanel] = useState<BinsPanel | null>(null);
   const [preview, setPreview] = useState<BinsPanel | null>(null);
@@ -190,6 +223,7 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
   const locked = decision.locked === true;
 
   useEffect(() => {
+    if (isOld) return;
     let current = true;
     const query = `response=${encodeURIComponent(response.name)}&predictor=${encodeURIComponent(predictor)}`;
     get<BinsPanel>(`${address}?${query}`)
@@ -198,7 +232,7 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
     return () => {
       current = false;
     };
-  }, [address, predictor, binsVersion]);
+  }, [address, predictor, binsVersion, isOld]);
   useEffect(() => {
     const element = section.current;
     if (!element) return;
@@ -269,7 +303,7 @@ function Editor({ run, response, predictor, step }: { run: Run; response: Respon
 
   const onKey = (event: KeyboardEvent) => {
     const target = event.target as HTMLElement;
-    if (target.matches("input, select, textarea") || event.altKey) return;
+    if (isOld || target.matches("input, select, textarea") || event.altKey) return;
     const key = event.key.toLowerCase();
     if (event.ctrlKey || event.metaKey) {
       if (key === "z") void act(event.shiftKey ? { redo: true } : { undo: true });

@@ -5,6 +5,7 @@ import { formatCount, formatNumber, formatP, outcomesIn, rankedPredictors, searc
 import { OutcomeChoice } from "./OutcomeChoice";
 import { Remarks, RunBar } from "./RunBar";
 import { choose, currentRun, setState, show, startRun, useStore } from "./store";
+import { useShownReport } from "./shownReport";
 import type { RankedPredictor, RankingReport } from "./types";
 
 const rowsAtOnce = 200;
@@ -39,7 +40,8 @@ export function Ranking() {
   const [shown, setShown] = useState(rowsAtOnce);
   const [outcome, setOutcome] = useState("");
   const run = currentRun("feature-selection");
-  const report = run ? (store.reports[run.run] as RankingReport | undefined) : undefined;
+  const shownReport = useShownReport<RankingReport>(run);
+  const report = shownReport?.report;
   if (!run)
     return (
       <div class="empty">
@@ -73,7 +75,7 @@ export function Ranking() {
     <section class="results" aria-label="Ranking">
       <RunBar run={run} />
       {dependent && (
-        <>
+        <div class={`result ${shownReport?.isOld ? "old" : ""}`} aria-busy={shownReport?.isOld} inert={shownReport?.isOld}>
           <div class="tools">
             <h2>{dependent.name}</h2>
             {report && report.dependents.length > 1 && (
@@ -154,7 +156,7 @@ export function Ranking() {
               Show more
             </button>
           )}
-        </>
+        </div>
       )}
     </section>
   );

@@ -1,6 +1,6 @@
 // The state of a run.
-import { formatNumber } from "./logic";
-import { cancelRun, changeRun, repeatRun, startRun, useStore } from "./store";
+import { formatNumber, hasWork } from "./logic";
+import { cancelRun, changeRun, isOutdated, repeatRun, startRun, useStore } from "./store";
 import { TakeAway } from "./TakeAway";
 import type { Run } from "./types";
 
@@ -54,6 +54,11 @@ export function RunBar({ run }: { run: Run }) {
             </button>
           )}
           <TakeAway run={run} />
+          {run.analysis === "screen" && hasWork(run) && isOutdated(run) && (
+            <span class="changed">
+              The options are others now. {accepted ? "Search the others again keeps what is accepted" : "Find bins searches anew"}; this run stays in the history.
+            </span>
+          )}
         </>
       )}
       {run.notices.length > 0 && (

@@ -189,6 +189,12 @@ export function outcomeOf(options: Options): string {
   return String(kinds.map((kind) => options[`${kind}-response`]).find((name) => name !== undefined) ?? "");
 }
 
+// Whether bins of the run have been edited, accepted, locked or commented.
+export function hasWork(run: Pick<Run, "edits" | "decisions">): boolean {
+  const work: Record<string, Record<string, object>>[] = [run.edits, run.decisions];
+  return work.some((ones) => Object.values(ones).some((predictors) => Object.values(predictors).some((one) => Object.keys(one).length > 0)));
+}
+
 // The codes of a binary response, as the command takes them; the bad one is the rarer
 // one unless the user says so.
 export function codesOf(variable: Variable, choices: Choices): { good: string; bad: string } {

@@ -2,7 +2,7 @@
 // Every change goes to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
-import { mergePatch, optionsOf, outcomeOf, withVariables } from "./logic";
+import { hasWork, mergePatch, optionsOf, outcomeOf, withVariables } from "./logic";
 import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable } from "./types";
 
 export type View = "data" | "rank" | "bins" | "history" | "dialogs";
@@ -298,7 +298,7 @@ async function flush(): Promise<void> {
   pending = {};
   try {
     const analysis = state.view === "rank" ? "feature-selection" : state.view === "bins" ? "screen" : null;
-    const computes = analysis && state.current[analysis] !== undefined;
+    const computes = analysis && state.current[analysis] !== undefined && !keepsWork(analysis);
     await Promise.all([send("PATCH", `${base()}/choices`, patch), computes ? startRun(analysis) : null]);
   } catch (error) {
     fail(error);
@@ -309,6 +309,18 @@ async function flush(): Promise<void> {
 
 export function currentRun(analysis: Analysis): Run | undefined {
   return state.snapshot?.runs.find((run) => run.run === state.current[analysis]);
+}
+
+// Whether another search would put work on the bins out of sight: the user asks for that one.
+function keepsWork(analysis: Analysis): boolean {
+  const run = currentRun(analysis);
+  return run !== undefined && hasWork(run) && isOutdated(run);
+}
+
+// Whether the present options would give another run of the same outcome.
+export function isOutdated(run: Run): boolean {
+  const options = state.snapshot && optionsOf(run.analysis, state.snapshot.variables, state.snapshot.choices);
+  return !!options && outcomeOf(options) === outcomeOf(run.options) && JSON.stringify(options) !== JSON.stringify(run.options);
 }
 
 export async function startRun(analysis: Analysis, keepBinsOf?: number): Promise<void> {
