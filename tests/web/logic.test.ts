@@ -12,6 +12,7 @@ import {
   outcomeOf,
   parseNumber,
   placeForDrag,
+  placeOf,
   pythonCode,
   quickMatches,
   rankingOf,
@@ -207,6 +208,12 @@ describe("choices", () => {
     expect(roleOf(table[2]!, {})).toBe("none");
     expect(roleOf(table[2]!, { predictors: ["id"] })).toBe("predictor");
     expect(roleOf(table[1]!, { predictors: ["id"] })).toBe("none");
+  });
+
+  it("takes from a project what a place can be", () => {
+    const place = (stored: unknown) => placeOf({ place: stored } as Choices);
+    expect(place({ view: "bins", variable: "age", predictor: "w", more: 1 })).toEqual({ view: "bins", variable: "age", predictor: "w" });
+    for (const stored of [undefined, null, 5, "bins", [], { view: "constructor", variable: 5, predictor: null }]) expect(place(stored)).toEqual({});
   });
 
   it("knows whether a run has work in it", () => {

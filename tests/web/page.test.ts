@@ -1092,6 +1092,9 @@ describe("the page", () => {
     await second.getByTitle("accepted", { exact: true }).waitFor();
     await page.getByLabel("Comment").fill("looks <b>odd</b>");
     await page.keyboard.press("Tab");
+    const predictor = await page.locator(".editor h2").innerText();
+    const placeNow = async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).choices.place;
+    await expect.poll(placeNow).toEqual({ view: "bins", variable: predictor, predictor });
     await page.reload(); // in the middle of the work
     await page.getByTitle("accepted", { exact: true }).waitFor();
 
@@ -1101,9 +1104,10 @@ describe("the page", () => {
     expect(existsSync(`${data}.velmora`)).toBe(true);
     program = await open(`${data}.velmora`);
     page = await window(program.address);
-    await page.getByRole("gridcell").first().waitFor();
-    await page.getByRole("button", { name: "Bins", exact: true }).click();
+    // The project reopens where one was.
     await page.getByTitle("accepted", { exact: true }).waitFor();
+    await expect.poll(() => page.locator(".editor h2").innerText()).toBe(predictor);
+    expect(await page.locator(".message").innerText()).toBe("");
     await page.locator(".predictors").getByRole("option", { name: /^duration_months/ }).click();
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
     expect(await page.locator(".editor b", { hasText: "odd" }).count()).toBe(0);
@@ -1229,6 +1233,32 @@ describe("the page", () => {
     });
     expect(found).toEqual([]);
     expect(faults).toEqual([]);
+  });
+
+  it("says that the data have changed since the project was saved, also in a window that comes late", async () => {
+    freshData();
+    let program = await open(data, "--grace", "60");
+    let page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    await page.keyboard.press("ArrowRight");
+    expect(existsSync(`${data}.velmora`)).toBe(false); // looking at data leaves no trace
+    await findBins(page);
+    const project = () => JSON.parse(readFileSync(`${data}.velmora`, "utf8")).data.sha256 as string;
+    await expect.poll(project).toMatch(/^[0-9a-f]{64}$/);
+    program.process.kill("SIGKILL");
+    await program.ended;
+    const lines = readFileSync(data, "utf8").trimEnd().split("\n");
+    writeFileSync(data, [...lines, lines[1]].join("\n"));
+    program = await open(data, "--grace", "60");
+    const headers = { cookie: await signIn(program), host: `127.0.0.1:${program.port}` };
+    await expect.poll(async () => JSON.parse((await ask(program.port, "/api/sessions/1", headers)).text).dataChanged).toBe(true);
+    const context = await browser.newContext();
+    const [name, value] = headers.cookie.split("=") as [string, string];
+    await context.addCookies([{ name, value, domain: "127.0.0.1", path: "/" }]);
+    page = await context.newPage();
+    await page.goto(`http://127.0.0.1:${program.port}/`);
+    await page.getByText("The data file has changed since the project was saved.").waitFor();
+    await page.locator("header .mark", { hasText: "changed" }).waitFor();
   });
 
   it("goes anywhere by a few letters, and compares two runs", async () => {

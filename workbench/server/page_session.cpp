@@ -159,8 +159,10 @@ void PageSession::TakeUnasked(const Frame& frame) {
       if (answer.type != "result") return;
       const std::lock_guard inner(mutex_);
       const std::string hash = Json::parse(answer.payload).at("sha256").get<std::string>();
-      hashChanged_ = !hash_.empty() && hash_ != hash;
+      const bool isFirst = hash_.empty();
+      hashChanged_ = !isFirst && hash_ != hash;
       hash_ = hash;
+      if (isFirst && !runs_.empty()) Save();  // a project that was saved meanwhile lacks it
       if (hashChanged_) Publish("dataChanged", {});
     });
   } else if (frame.type == "variables") {

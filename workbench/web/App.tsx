@@ -9,7 +9,8 @@ import { OptionsPanel, Selection } from "./OptionsPanel";
 import { Picker } from "./Picker";
 import { QuickOpen } from "./QuickOpen";
 import { Ranking } from "./Ranking";
-import { openDropped, openSession, setState, show, signOut, useStore, type View } from "./store";
+import { openDropped, openSession, setState, show, signOut, useStore } from "./store";
+import type { View } from "./types";
 import { VariableList } from "./VariableList";
 
 const views: [View, string][] = [
@@ -97,6 +98,7 @@ export function App() {
             {formatCount(snapshot.data.cases)} cases, {formatCount(snapshot.data.names?.length)} variables
           </span>
         )}
+        {snapshot?.dataChanged && <span class="mark" title="The data file has changed since the project was saved">changed</span>}
         <nav aria-label="Views">
           {views.map(([name, title], index) => (
             <button key={name} type="button" aria-current={view === name ? "page" : undefined} title={`Alt+${index + 1}`} onClick={() => show(name)}>

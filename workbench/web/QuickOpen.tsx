@@ -2,8 +2,8 @@
 import { useEffect, useState } from "preact/hooks";
 import { quickMatches } from "./logic";
 import { useModal } from "./modal";
-import { currentRun, setState, show, startRun, useStore, type View } from "./store";
-import type { ScreeningReport } from "./types";
+import { currentRun, setState, show, startRun, useStore } from "./store";
+import type { ScreeningReport, View } from "./types";
 
 interface Entry {
   name: string;

@@ -1,6 +1,6 @@
 // The page's plain functions: numbers, names, options, code, places of cut points.
 import { fieldGroups, isSearched } from "./fields";
-import type { Analysis, BinsPanel, Choices, Options, RankedPredictor, RankingReport, Run, ScreenedPredictor, ScreeningReport, Variable } from "./types";
+import type { Analysis, BinsPanel, Choices, Options, Place, RankedPredictor, RankingReport, Run, ScreenedPredictor, ScreeningReport, Variable, View } from "./types";
 
 // --- Numbers
 
@@ -187,6 +187,24 @@ export function screenedOutcome(variables: Variable[], choices: Choices): Variab
 export function outcomeOf(options: Options): string {
   const kinds: ResponseKind[] = ["binary", "continuous", "categorical"];
   return String(kinds.map((kind) => options[`${kind}-response`]).find((name) => name !== undefined) ?? "");
+}
+
+export function viewNamed(name: unknown): View | undefined {
+  const views: View[] = ["data", "rank", "bins", "history", "dialogs"];
+  return views.find((one) => one === name);
+}
+
+// The place in choices, which may come from any file.
+export function placeOf(choices: Choices): Place {
+  const stored: Record<string, unknown> = { ...choices.place };
+  const place: Place = {};
+  const view = viewNamed(stored["view"]);
+  if (view) place.view = view;
+  for (const name of ["variable", "predictor"] as const) {
+    const value = stored[name];
+    if (typeof value === "string") place[name] = value;
+  }
+  return place;
 }
 
 // Whether bins of the run have been edited, accepted, locked or commented.

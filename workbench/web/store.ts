@@ -2,10 +2,8 @@
 // Every change goes to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
-import { hasWork, mergePatch, optionsOf, outcomeOf, withVariables } from "./logic";
-import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable } from "./types";
-
-export type View = "data" | "rank" | "bins" | "history" | "dialogs";
+import { hasWork, mergePatch, optionsOf, outcomeOf, placeOf, viewNamed, withVariables } from "./logic";
+import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable, View } from "./types";
 
 export interface State {
   session: number;
@@ -54,8 +52,24 @@ let state: State = {
 const listeners = new Set<() => void>();
 
 export function setState(change: Partial<State>): void {
+  const hasMoved = (["view", "variable", "predictor"] as const).some((name) => change[name] !== undefined && change[name] !== state[name]);
   state = { ...state, ...change };
+  if (hasMoved) rememberPlace();
   for (const listener of [...listeners]) listener();
+}
+
+const placeDelay = 500; // ms
+let leaving: ReturnType<typeof setTimeout> | undefined;
+
+// Keeps the place in the project, which reopens there. Windows do not follow each other.
+function rememberPlace(): void {
+  clearTimeout(leaving);
+  const { session, view, variable, predictor } = state;
+  if (!state.snapshot?.runs.length) return; // looking at data makes no project
+  const place = { view, variable, predictor };
+  leaving = setTimeout(() => {
+    send("PATCH", `/api/sessions/${session}/choices`, { place }).catch(() => undefined); // the next place is kept
+  }, placeDelay);
 }
 
 export function useStore(): State {
@@ -95,7 +109,17 @@ export function show(view: View): void {
   writeAddress();
 }
 
-export async function openSession(session: number): Promise<void> {
+const changedData = "The data file has changed since the project was saved. Repeat the runs to see the present figures.";
+const unsavedProject = "The project cannot be saved beside the data: what you decide is lost when the program ends.";
+
+// What a window that comes late has not been told.
+function stateOf(snapshot: Snapshot): string {
+  if (snapshot.status === "failed") return snapshot.error;
+  return snapshot.dataChanged ? changedData : snapshot.unsaved ? unsavedProject : "";
+}
+
+// isPlaced: the view stays; otherwise it is where the project was left.
+export async function openSession(session: number, isPlaced = false): Promise<void> {
   early = [];
   setState({ session, snapshot: null, reports: {}, current: {}, progress: {}, picker: false, loading: 0, message: "" });
   try {
@@ -103,7 +127,7 @@ export async function openSession(session: number): Promise<void> {
     const current: State["current"] = {};
     if (state.session !== session) return; // another one has been opened meanwhile
     for (const run of snapshot.runs) current[run.analysis] = run.run;
-    setState({ snapshot, current, message: snapshot.status === "failed" ? snapshot.error : "" });
+    setState({ ...(isPlaced ? {} : placeOf(snapshot.choices)), snapshot, current, message: stateOf(snapshot) });
     for (const event of early.splice(0)) takeEvent(event);
     document.title = `${snapshot.file} – Velmora`;
     writeAddress();
@@ -155,10 +179,11 @@ export async function start(): Promise<void> {
   } catch (error) {
     return fail(error);
   }
-  const [, number, view] = /^#(\d+)\/(data|rank|bins|history|dialogs)$/.exec(location.hash) ?? [];
-  if (view) setState({ view: view as View });
+  const [, number, name] = /^#(\d+)\/(\w+)$/.exec(location.hash) ?? [];
+  const view = viewNamed(name);
+  if (view) setState({ view });
   const known = state.sessions.find((one) => one.session === Number(number)) ?? state.sessions[0];
-  if (known) await openSession(known.session);
+  if (known) await openSession(known.session, view !== undefined);
   else setState({ picker: true });
 }
 
@@ -235,9 +260,9 @@ function takeEvent(event: Event): void {
       return setState({ binsVersion: state.binsVersion + 1 });
     case "dataChanged":
       setSnapshot({ dataChanged: true });
-      return fail("The data file has changed since the project was saved. Repeat the runs to see the present figures.");
+      return fail(changedData);
     case "restarted":
-      void openSession(state.session);
+      void openSession(state.session, true);
       return fail("The process that held the data ended unexpectedly; the data are being read again.");
     case "unsaved":
       setSnapshot({ unsaved: true });
@@ -252,7 +277,7 @@ function listen(): void {
   source.onopen = () => {
     setState({ connected: true });
     // Events may have been missed in between.
-    if (dropped && state.session > 0) void openSession(state.session);
+    if (dropped && state.session > 0) void openSession(state.session, true);
     dropped = false;
   };
   source.onerror = () => {

@@ -57,6 +57,14 @@ export interface Run {
   edits: Record<string, Record<string, Record<string, unknown>[]>>;
 }
 
+export type View = "data" | "rank" | "bins" | "history" | "dialogs";
+
+export interface Place {
+  view?: View;
+  variable?: string;
+  predictor?: string;
+}
+
 // What the user has chosen. It belongs to the page; the server keeps it.
 export interface Choices {
   outcomes?: string[];
@@ -74,6 +82,7 @@ export interface Choices {
   ranking?: Record<string, unknown>; // options of the command; a missing one has its default
   screening?: Record<string, unknown>;
   shapes?: Record<string, string | null>; // of the bins of single predictors
+  place?: Place; // where the last window was
 }
 
 // The dialogs of the module (server/page_dialogs.h).
