@@ -1097,6 +1097,7 @@ describe("the page", () => {
     await expect.poll(placeNow).toEqual({ view: "bins", variable: predictor, predictor });
     await page.reload(); // in the middle of the work
     await page.getByTitle("accepted", { exact: true }).waitFor();
+    await expect.poll(() => page.locator(".editor h2").innerText()).toBe(predictor);
 
     const exited = program.ended;
     program.process.kill("SIGKILL"); // no chance to save anything

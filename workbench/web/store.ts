@@ -3,7 +3,7 @@
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
 import { hasWork, mergePatch, optionsOf, outcomeOf, placeOf, viewNamed, withVariables } from "./logic";
-import type { Analysis, Choices, RankingReport, Run, ScreeningReport, Snapshot, Variable, View } from "./types";
+import type { Analysis, Choices, Place, RankingReport, Run, ScreeningReport, Snapshot, Variable, View } from "./types";
 
 export interface State {
   session: number;
@@ -61,12 +61,16 @@ export function setState(change: Partial<State>): void {
 const placeDelay = 500; // ms
 let leaving: ReturnType<typeof setTimeout> | undefined;
 
+function placeNow(): Place {
+  return { view: state.view, variable: state.variable, predictor: state.predictor };
+}
+
 // Keeps the place in the project, which reopens there. Windows do not follow each other.
 function rememberPlace(): void {
   clearTimeout(leaving);
-  const { session, view, variable, predictor } = state;
   if (!state.snapshot?.runs.length) return; // looking at data makes no project
-  const place = { view, variable, predictor };
+  const session = state.session;
+  const place = placeNow();
   leaving = setTimeout(() => {
     send("PATCH", `/api/sessions/${session}/choices`, { place }).catch(() => undefined); // the next place is kept
   }, placeDelay);
@@ -118,8 +122,8 @@ function stateOf(snapshot: Snapshot): string {
   return snapshot.dataChanged ? changedData : snapshot.unsaved ? unsavedProject : "";
 }
 
-// isPlaced: the view stays; otherwise it is where the project was left.
-export async function openSession(session: number, isPlaced = false): Promise<void> {
+// Goes where the project was left, but for what is kept.
+export async function openSession(session: number, kept: Place = {}): Promise<void> {
   early = [];
   setState({ session, snapshot: null, reports: {}, current: {}, progress: {}, picker: false, loading: 0, message: "" });
   try {
@@ -127,7 +131,7 @@ export async function openSession(session: number, isPlaced = false): Promise<vo
     const current: State["current"] = {};
     if (state.session !== session) return; // another one has been opened meanwhile
     for (const run of snapshot.runs) current[run.analysis] = run.run;
-    setState({ ...(isPlaced ? {} : placeOf(snapshot.choices)), snapshot, current, message: stateOf(snapshot) });
+    setState({ ...placeOf(snapshot.choices), ...kept, snapshot, current, message: stateOf(snapshot) });
     for (const event of early.splice(0)) takeEvent(event);
     document.title = `${snapshot.file} – Velmora`;
     writeAddress();
@@ -183,7 +187,7 @@ export async function start(): Promise<void> {
   const view = viewNamed(name);
   if (view) setState({ view });
   const known = state.sessions.find((one) => one.session === Number(number)) ?? state.sessions[0];
-  if (known) await openSession(known.session, view !== undefined);
+  if (known) await openSession(known.session, view ? { view } : {});
   else setState({ picker: true });
 }
 
@@ -262,7 +266,7 @@ function takeEvent(event: Event): void {
       setSnapshot({ dataChanged: true });
       return fail(changedData);
     case "restarted":
-      void openSession(state.session, true);
+      void openSession(state.session, placeNow());
       return fail("The process that held the data ended unexpectedly; the data are being read again.");
     case "unsaved":
       setSnapshot({ unsaved: true });
@@ -277,7 +281,7 @@ function listen(): void {
   source.onopen = () => {
     setState({ connected: true });
     // Events may have been missed in between.
-    if (dropped && state.session > 0) void openSession(state.session, true);
+    if (dropped && state.session > 0) void openSession(state.session, placeNow());
     dropped = false;
   };
   source.onerror = () => {
