@@ -89,7 +89,21 @@ TEST_F(DataTest, AFullDiskThatCannotTakeAStoredTableIsNamed) {
     error = ErrorOf([&] { ReadTable(path); });
     LimitColumnMemory(0);
   }
-  EXPECT_THAT(error, HasSubstr("The table is larger than the memory it may take and cannot be kept in "));
+  const std::string expected = "The table is larger than the memory it may take and cannot be kept in ";
+  EXPECT_THAT(error, HasSubstr(expected));
+
+  // Of a column that is written later the room is asked for at once.
+  const std::shared_ptr<ColumnStore> store = ColumnStore::Open();
+  {
+    const FullDisk full(100000);
+    error = ErrorOf([&] { store->Reserved(0, 100000); });
+  }
+  EXPECT_THAT(error, HasSubstr(expected));
+  ColumnValues reserved = store->Reserved(1, 100000);
+  ASSERT_EQ(reserved.size(), 100000U);
+  reserved.Writable().back() = 7;
+  reserved.Release();
+  EXPECT_EQ(reserved[99999], 7);
 }
 
 TEST_F(DataTest, FilesAreWrittenWholeOrNotAtAll) {

@@ -213,11 +213,14 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   ColumnMemory memory;
   const std::shared_ptr<ColumnStore> store =
       memory.StoreFor((compiled_->table->columns.size() + targets.size()) * caseCount);
-  const auto clear = [&](Target& target) {
-    target.column =
-        store ? store->Filled(static_cast<std::size_t>(&target - targets.data()), caseCount, target.start)
-              : ColumnValues(std::vector<double>(caseCount, target.start));
+  const auto open = [&](Target& target) {
+    target.column = store ? store->Reserved(static_cast<std::size_t>(&target - targets.data()), caseCount)
+                          : ColumnValues(std::vector<double>(caseCount, target.start));
     target.values = target.column.Writable();
+  };
+  // What is stored is written once: a block is cleared right before it is coded.
+  const auto clear = [&](const Target& target, std::int64_t first, std::size_t count) {
+    if (store) std::fill_n(target.values.begin() + first, count, target.start);
   };
   const Mask all(kBlock, 1);
   // Calls run(first, count) for each block of cases.
@@ -227,13 +230,14 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   };
   std::vector<Column> columns(targets.size());
   if (pool == nullptr || !compiled_->IsIndependentLookups()) {
-    for (Target& target : targets) clear(target);
+    for (Target& target : targets) open(target);
     const std::size_t columnCount = compiled_->table->columns.size() + targets.size();
     const std::size_t blocksHeld = kCellsHeld / kBlock / columnCount + 1;
     std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
       const double done = static_cast<double>(first) / static_cast<double>(caseCount);
       if (progress && !progress(done)) throw Cancelled();
+      for (const Target& target : targets) clear(target, first, count);
       compiled_->RunBlock(compiled_->statements, all, 0, first, count);
       compiled_->SetProbabilities(first, count);
       if (++blocks % blocksHeld == 0) compiled_->Release();
@@ -245,7 +249,7 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   const auto lookUp = [&](std::size_t index, int) {
     auto& lookup = std::get<Lookup>(compiled_->statements[index].is);
     const std::set<std::size_t> own = TargetsOf(lookup);
-    for (const std::size_t target : own) clear(targets[target]);
+    for (const std::size_t target : own) open(targets[target]);
     const auto release = [&] {
       compiled_->table->Variable(lookup.variable).values.Release();
       for (const std::size_t target : own) targets[target].column.Release();
@@ -253,7 +257,9 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
     const std::size_t blocksHeld = kCellsHeld / kBlock / (own.size() + 1) / pool->ThreadCount() + 1;
     std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
-      if (!pool->IsStopping()) compiled_->RunLookup(lookup, all, first, count);
+      if (pool->IsStopping()) return;
+      for (const std::size_t target : own) clear(targets[target], first, count);
+      compiled_->RunLookup(lookup, all, first, count);
       if (++blocks % blocksHeld == 0) release();
     });
     release();

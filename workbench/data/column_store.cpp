@@ -71,10 +71,11 @@ void ColumnStore::Append(std::size_t column, std::span<const double> cells) cons
   if (std::fclose(file.release()) != 0) fail();
 }
 
-ColumnValues ColumnStore::Filled(std::size_t column, std::size_t cells, double value) {
-  const std::vector<double> block(std::min(cells, kMostWaiting), value);
-  for (std::size_t done = 0; done < cells; done += block.size())
-    Append(column, std::span(block).first(std::min(block.size(), cells - done)));
+ColumnValues ColumnStore::Reserved(std::size_t column, std::size_t cells) {
+  const std::filesystem::path path = PathOfColumn(column);
+  std::error_code error;
+  ReserveFile(path, cells * sizeof(double), error);
+  if (error) throw CannotStore(path.parent_path().parent_path(), error.message());
   return Finish(column);
 }
 

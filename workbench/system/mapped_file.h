@@ -7,11 +7,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <span>
 #include <system_error>
 
 namespace velmora {
+
+// Makes a file that has room on the disk for so many bytes, whose content is open. error says why
+// not.
+void ReserveFile(const std::filesystem::path& path, std::uint64_t bytes, std::error_code& error);
 
 class MappedFile {
  public:

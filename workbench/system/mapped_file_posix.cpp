@@ -9,6 +9,19 @@
 
 namespace velmora {
 
+void ReserveFile(const std::filesystem::path& path, std::uint64_t bytes, std::error_code& error) {
+  constexpr mode_t kOwnOnly = 0600;
+  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnOnly);
+  int code = descriptor < 0 ? errno : 0;
+  if (code == 0) {
+    do {
+      code = posix_fallocate(descriptor, 0, static_cast<off_t>(bytes));
+    } while (code == EINTR);
+    if (close(descriptor) != 0 && code == 0) code = errno;
+  }
+  error.assign(code, std::generic_category());
+}
+
 MappedFile::MappedFile(const std::filesystem::path& path, std::error_code& error) {
   error.clear();
   const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);

@@ -4,6 +4,18 @@
 
 namespace velmora {
 
+void ReserveFile(const std::filesystem::path& path, std::uint64_t bytes, std::error_code& error) {
+  error.clear();
+  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                  CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+  LARGE_INTEGER size{};
+  size.QuadPart = static_cast<LONGLONG>(bytes);
+  if (file == INVALID_HANDLE_VALUE || SetFilePointerEx(file, size, nullptr, FILE_BEGIN) == 0 ||
+      SetEndOfFile(file) == 0)
+    error.assign(static_cast<int>(GetLastError()), std::system_category());
+  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+}
+
 MappedFile::MappedFile(const std::filesystem::path& path, std::error_code& error) {
   error.clear();
   const auto fail = [&] { error.assign(static_cast<int>(GetLastError()), std::system_category()); };
