@@ -3,6 +3,7 @@
 // copies share the sheets.
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -44,8 +45,13 @@ struct PredictorBins {
   [[nodiscard]] std::size_t Count() const { return names.size(); }
   [[nodiscard]] std::size_t ValueCount() const { return Count() - extraCount; }
   [[nodiscard]] bool IsExtra(std::size_t binIndex) const { return binIndex >= ValueCount(); }
+  [[nodiscard]] bool HasLevels(int binIndex) const {
+    return std::any_of(levelOf.begin(), levelOf.end(),
+                       [binIndex](const auto& level) { return level.second == binIndex; });
+  }
   [[nodiscard]] bool MissingHasOwn() const {
-    return fit.missingBin >= 0 && IsExtra(static_cast<std::size_t>(fit.missingBin));
+    return fit.missingBin >= 0 && IsExtra(static_cast<std::size_t>(fit.missingBin)) &&
+           !HasLevels(fit.missingBin);
   }
   // Row of a bin in a sheet whose first column holds node numbers; 0 when the bin has no cases
   // there.

@@ -129,6 +129,13 @@ void CodePredictor(CFeatureSelectionTemplate& analysis, vlm::IProcedure& procedu
       const std::string text = LevelText(*tree, static_cast<int>(bin));
       if (!text.empty()) texts.labels[bin] = text;
     }
+    // Special codes may be in an interval, by hand.
+    std::vector<double> codes;
+    for (int bin = 0; bin < static_cast<int>(texts.labels.size()); ++bin) {
+      codes.resize(static_cast<std::size_t>(tree->GetLevelCount(bin)));
+      tree->GetLevels(bin, codes.data());
+      for (const double code : codes) record.bins.levelOf[code] = bin;
+    }
     record.bins.names = DistinctLabels(std::move(texts.labels));
     record.bins.lowerTexts = std::move(texts.lower);
     record.bins.upperTexts = std::move(texts.upper);

@@ -119,16 +119,25 @@ std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& 
     script += "If( EvalExpr(" + Quoted(analysis, condition) + ") )\n" + target + "=" +
               Quoted(analysis, BinLabel(analysis, record, bin)) + "\nEndIf\n";
   };
-  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin) {
+  const bool continuous = record.predictorKind == kContinuousPredictor;
+  const auto addMissing = [&](std::size_t bin) {
     if (static_cast<int>(bin) == record.bins.fit.missingBin) add(MissingCondition(analysis, record), bin);
-    // Bins of special codes come after the intervals, and the last assignment holds.
-    if (record.predictorKind == kContinuousPredictor && !record.bins.IsExtra(bin))
-      add(IntervalCondition(analysis, record, bin), bin);
+  };
+  // The last assignment holds: special codes, of whatever bin, come after the intervals.
+  for (std::size_t bin = 0; continuous && bin < record.bins.ValueCount(); ++bin) {
+    addMissing(bin);
+    add(IntervalCondition(analysis, record, bin), bin);
+  }
+  for (std::size_t bin = 0; bin < record.bins.Count(); ++bin) {
+    if (!continuous) addMissing(bin);
     for (const auto& [code, binOfCode] : record.bins.levelOf) {
-      if (static_cast<std::size_t>(binOfCode) != bin) continue;
-      add(LevelCondition(analysis, record, code, NumberForm::kLocale), bin);
+      if (static_cast<std::size_t>(binOfCode) == bin)
+        add(LevelCondition(analysis, record, code, NumberForm::kLocale), bin);
     }
   }
+  // The codes stay together.
+  for (std::size_t bin = record.bins.ValueCount(); continuous && bin < record.bins.Count(); ++bin)
+    addMissing(bin);
   return script;
 }
 

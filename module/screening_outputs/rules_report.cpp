@@ -22,22 +22,25 @@ std::string Padded(std::string text, std::size_t width) {
   return text;
 }
 
+std::string RuleOfInterval(const PredSummary& record, std::size_t bin, const std::string& name) {
+  if (record.bins.cutPoints.empty()) return name + " has any value";
+  const bool first = bin == 0;
+  const bool last = bin == record.bins.cutPoints.size();
+  if (first) return name + " <= " + record.bins.upperTexts[bin];
+  return last ? name + " > " + record.bins.lowerTexts[bin]
+              : record.bins.lowerTexts[bin] + " < " + name + " <= " + record.bins.upperTexts[bin];
+}
+
+// Of the interval, and of the levels or special codes in the bin.
 std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin,
                          const std::string& name) {
-  if (record.predictorKind == kContinuousPredictor && !record.bins.IsExtra(bin)) {
-    if (record.bins.cutPoints.empty()) return name + " has any value";
-    const bool first = bin == 0;
-    const bool last = bin == record.bins.cutPoints.size();
-    if (first) return name + " <= " + record.bins.upperTexts[bin];
-    return last ? name + " > " + record.bins.lowerTexts[bin]
-                : record.bins.lowerTexts[bin] + " < " + name + " <= " + record.bins.upperTexts[bin];
-  }
   std::string levels;
   for (const auto& [code, binOfCode] : record.bins.levelOf) {
     if (static_cast<std::size_t>(binOfCode) != bin) continue;
     levels += (levels.empty() ? "" : ", ") + OnOneLine(analysis.DisplayText(record.predictorVariable, code));
   }
-  return name + " = " + levels;
+  if (record.predictorKind != kContinuousPredictor || record.bins.IsExtra(bin)) return name + " = " + levels;
+  return RuleOfInterval(record, bin, name) + (levels.empty() ? "" : " or " + name + " = " + levels);
 }
 
 // The values of a bin as a reader writes them down, on one line.

@@ -299,7 +299,7 @@ SampleFiles DataWithNewCodes(const TemporaryFolder& folder) {
     const bool isHeld = i % 4 == 0;
     const std::size_t x = i * 37 % 100;
     const bool isBad = i * 31 % 100 < (x < 40 ? 70 : 20);
-    const std::string value = i % 40 == 4                  ? ""
+    const std::string value = i % 20 == 4 || i % 20 == 9   ? ""
                               : i % 20 == 7 || i % 40 == 8 ? "-998"
                               : isHeld && i % 40 == 0      ? "-999"
                                                            : std::to_string(x);
@@ -363,6 +363,54 @@ TEST(ScreenSave, SpecialCodesThatOnlyNewCasesHaveAreBinsInEveryForm) {
       }
     }
     EXPECT_EQ(found, 20u);
+  }
+}
+
+// Edited bins that have a special code in an interval, or with the missing values, are those of the
+// next run and of all its forms.
+TEST(ScreenSave, SpecialCodesInOtherBinsByHandStayThere) {
+  const struct {
+    const char* name;
+    Words edit;
+    const char* response;
+  } rows[] = {
+      {"in the first interval", {"group", "x", "-998", "--into", "1"}, "--binary-response"},
+      {"in the last interval", {"group", "x", "-998", "--into", "2"}, "--binary-response"},
+      {"means", {"group", "x", "-998", "--into", "2"}, "--continuous-response"},
+      {"with the missing values", {"group", "x", "-998", "--missing"}, "--binary-response"},
+      {"a code without cases, too", {"group", "x", "-998", "-999", "--missing"}, "--binary-response"},
+      {"in the interval of missing values",
+       {"group", "x", "-998", "--missing", "--into", "1"},
+       "--binary-response"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const TemporaryFolder folder;
+    const SampleFiles data = DataWithNewCodes(folder);
+    const std::string edited = (folder.Path() / "edited.json").string();
+    const bool isBinary = row.response == std::string("--binary-response");
+    const Words run = isBinary ? Words{row.response, "risk", "--good", "good", "--bad", "bad"}
+                               : Words{row.response, "amount"};
+    const ProcessResult first =
+        RunVelmora(With({"screen", data.whole, "--select", "part = 1", "--predictors", "x", "--max-bins", "2",
+                         "--special", "x=-998,-999", "--bins", edited, "--quiet"},
+                        run));
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    const ProcessResult edit = RunVelmora(With({"bins", "edit", edited}, row.edit));
+    ASSERT_EQ(edit.exitCode, 0) << edit.err;
+    ExpectFormsAgree(folder, data,
+                     With(run, {"--predictors", "x", "--special", "x=-998,-999", "--cut-points", edited}), {},
+                     1);
+    const auto predictor = [](const std::string& text) {
+      return Json::parse(text)["responses"][0]["predictors"][0];
+    };
+    const Json wanted = predictor(ReadFile(edited));
+    const Json found = predictor(ReadFile(folder.Path() / "saved" / "bins.json"));
+    ASSERT_EQ(found["bins"].size(), wanted["bins"].size()) << found["bins"];
+    for (std::size_t bin = 0; bin < found["bins"].size(); ++bin)
+      EXPECT_EQ(found["bins"][bin]["counts"], wanted["bins"][bin]["counts"]) << found["bins"][bin];
+    EXPECT_EQ(found["specialCodes"], wanted["specialCodes"]);
+    EXPECT_EQ(found["missing"], wanted["missing"]);
   }
 }
 

@@ -31,6 +31,9 @@ struct SearchRecord {
   // and where there are more pre-bins than numbers.
   std::vector<std::uint16_t> preBinOf;
   Validation validation;
+  // The best other shape where the demanded one allows a single bin, and more of this one are better
+  // than chance; else kFree.
+  Shape otherShape = Shape::kFree;
 };
 
 // Takes the records of a run, from any of the threads that search and in no order.

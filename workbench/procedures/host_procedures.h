@@ -36,9 +36,11 @@ struct UserBins {
   // The user's labels of the groups, or of the intervals of the ascending cut points; empty where
   // a bin has none, or for all of them.
   std::vector<std::string> labels;
-  int missingBin =
-      -1;  // the group or interval of the missing cases, where they have a bin; -1: as the run does
+  // The group or interval of the missing cases, or the number of intervals plus the place among
+  // specialCodes, where they have a bin; -1: as the run does.
+  int missingBin = -1;
   std::vector<std::vector<double>> specialCodes;  // as BinningPlan::specialCodes
+  std::vector<int> specialBins;  // the interval that holds each of these; -1: a bin of their own
   // The user's labels of the bins of special codes, empty as above, and of the missing cases alone.
   std::vector<std::string> specialLabels;
   std::string missingLabel;

@@ -72,6 +72,7 @@ void TreeProcedure::Compute() {
   const vlm::MissingBin place = MissingPlace();
   missing_ = place == vlm::kMissingLeftOut ? std::vector<std::uint32_t>()
                                            : CasesWithoutValue(Predictor(), grownOn_->tree);
+  ShareBinWithMissing();
   fit_ = kNoFit;
   tree_ = Grow(*order);
   PlaceMissingCases(*order);
@@ -131,6 +132,8 @@ int TreeProcedure::UserMissingBin() const {
 // with cases or, for new data, without.
 OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
   special_.clear();
+  placed_.clear();
+  const UserBins* const own = OwnBins();
   const BinningPlan* const plan = shared_->settings.binning.get();
   if (plan == nullptr || !plan->specialCodes.contains(predictor_)) return order;
   for (const std::vector<double>& codes : plan->specialCodes.at(predictor_)) {
@@ -140,9 +143,47 @@ OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
     for (const std::uint32_t index : split.codes->cases) {
       if (binning::CountsForResponse(grownOn_->tree, index)) bin.cases.push_back(index);
     }
-    special_.push_back(std::move(bin));
+    int userBin = -1;
+    for (std::size_t i = 0; own != nullptr && i < own->specialBins.size(); ++i) {
+      if (own->specialCodes[i] == codes) userBin = own->specialBins[i];
+    }
+    if (userBin < 0) {
+      special_.push_back(std::move(bin));
+    } else {
+      placed_.push_back({std::move(bin), userBin});
+    }
   }
   return order;
+}
+
+// Finds the bins of the tree for codes in intervals. Where the interval is none of them, because a
+// cut point was dropped, they have a bin of their own.
+void TreeProcedure::PlaceCodes() {
+  const UserBins* const own = OwnBins();
+  for (PlacedCodes& placed : placed_) {
+    for (std::size_t bin = 0; bin < tree_.bins.size() && placed.bin < 0; ++bin) {
+      if (UserBinOf(*own, bin) == placed.userBin) placed.bin = static_cast<int>(bin);
+    }
+    if (placed.bin < 0) special_.push_back(placed.special);
+  }
+  std::erase_if(placed_, [](const PlacedCodes& placed) { return placed.bin < 0; });
+}
+
+// Adds the missing cases to the special codes that the user's bins have them with.
+void TreeProcedure::ShareBinWithMissing() {
+  missingSpecial_ = -1;
+  const UserBins* const own = OwnBins();
+  const std::size_t intervals = own == nullptr ? 0 : own->cutPoints.size() + 1;
+  if (categorical_ || own == nullptr || own->missingBin < 0 || missing_.empty()) return;
+  const std::size_t group = static_cast<std::size_t>(own->missingBin) - intervals;
+  if (static_cast<std::size_t>(own->missingBin) < intervals || group >= own->specialCodes.size()) return;
+  for (std::size_t i = 0; i < special_.size(); ++i) {
+    if (special_[i].codes != own->specialCodes[group]) continue;
+    missingSpecial_ = static_cast<int>(i);
+    special_[i].cases.insert(special_[i].cases.end(), missing_.begin(), missing_.end());
+    missing_.clear();
+    return;
+  }
 }
 
 std::size_t TreeProcedure::SpecialBinsWithCases() const {
@@ -174,6 +215,7 @@ stats::Tree TreeProcedure::GrowUserBins(const stats::SortedOrder& order, const U
   ReportDropped(dropped);
   if (shared_->settings.binning && !tree.nodes.empty()) {
     tree_ = std::move(tree);
+    PlaceCodes();
     std::vector<int> each(tree_.bins.size());
     std::iota(each.begin(), each.end(), 0);
     const binning::SearchedPredictor searched = Searched(
@@ -210,7 +252,14 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
     shared_->Checkpoint();
     return find(sums).binOf;
   });
-  Report(pre, order, &rules, validation);
+  binning::Shape otherShape = binning::Shape::kFree;
+  if (found.count == 1 && !categorical_ && rules.partition.shape != binning::Shape::kFree) {
+    binning::BinningRules other = rules;
+    other.partition.shape = binning::Shape::kAuto;
+    const binning::OptimalBins best = binning::FindOrderedBins(pre.sums, other);
+    if (best.count > 1) otherShape = best.shape;
+  }
+  Report(pre, order, &rules, validation, otherShape);
   std::vector<stats::DroppedCut> dropped;
   if (categorical_) {
     std::vector<std::vector<double>> groups(static_cast<std::size_t>(found.count));
@@ -229,6 +278,10 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
 }
 
 void TreeProcedure::PlaceMissingCases(const stats::SortedOrder& order) {
+  if (missingSpecial_ >= 0) {
+    fit_.missingBin = static_cast<int>(tree_.bins.size()) + missingSpecial_;
+    return;
+  }
   if (missing_.empty() || tree_.nodes.empty()) return;
   if (const int bin = UserMissingBin(); bin >= 0) {
     fit_.missingBin = bin;

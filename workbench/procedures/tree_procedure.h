@@ -42,7 +42,8 @@ class TreeProcedure final : public Procedure {
   binning::Validation Assess(const binning::SearchedPredictor& searched, const std::vector<int>& binOf,
                              const binning::BinFinder& find);
   void Report(const binning::PreBins& pre, const stats::SortedOrder& order,
-              const binning::BinningRules* rules, const binning::Validation& validation) const;
+              const binning::BinningRules* rules, const binning::Validation& validation,
+              binning::Shape otherShape = binning::Shape::kFree) const;
   std::vector<std::uint16_t> PreBinOfCases(const stats::SortedOrder& order,
                                            const std::vector<int>& preBinOfValue, std::size_t count) const;
   std::vector<int> PreBinOfValues(const binning::PreBins& pre, const stats::SortedOrder& order) const;
@@ -55,7 +56,7 @@ class TreeProcedure final : public Procedure {
   void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
   std::string BranchText(const stats::TreeNode& parent, bool left) const;
   std::string LevelList(int node) const;
-  std::string SpecialBinText(const std::vector<double>& codes) const;
+  std::string SpecialBinText(const std::vector<double>& codes, bool withMissing) const;
   bool MissingHasOwnBin() const;
   Bins BinsOfValues() const;
   const BinsPointer& TreeBins();
@@ -81,8 +82,18 @@ class TreeProcedure final : public Procedure {
     std::vector<std::uint32_t> cases;  // may be empty: the bin is for new data
   };
   std::size_t SpecialBinsWithCases() const;
+  // Codes that the user's bins put into an interval.
+  struct PlacedCodes {
+    SpecialBin special;
+    int userBin = 0;  // the interval of the user's bins
+    int bin = -1;     // the bin of the tree
+  };
+  void PlaceCodes();
+  void ShareBinWithMissing();
 
   std::vector<SpecialBin> special_;
+  std::vector<PlacedCodes> placed_;
+  int missingSpecial_ = -1;  // the place among special_ that the missing cases share; -1: none
   vlm::TreeFit fit_{};
   std::vector<int> numbers_;  // shown number of each node
   std::vector<int> nodeAt_;   // node of each shown number

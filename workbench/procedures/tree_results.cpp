@@ -169,13 +169,16 @@ const BinsPointer& TreeProcedure::TreeBins() {
     bins->nodes.push_back(static_cast<int>(tree_.nodes.size() + i) + 1);
     for (const double code : special_[i].codes) bins->specialCodes.emplace_back(code, bin);
   }
+  for (const PlacedCodes& placed : placed_) {
+    for (const double code : placed.special.codes) bins->specialCodes.emplace_back(code, placed.bin);
+  }
   std::sort(bins->specialCodes.begin(), bins->specialCodes.end());
   if (MissingHasOwnBin()) bins->nodes.push_back(static_cast<int>(tree_.nodes.size() + special_.size()) + 1);
   return bins_ = std::move(bins);
 }
 
 // The user's label, or the codes.
-std::string TreeProcedure::SpecialBinText(const std::vector<double>& codes) const {
+std::string TreeProcedure::SpecialBinText(const std::vector<double>& codes, bool withMissing) const {
   if (const UserBins* const own = OwnBins(); own != nullptr && !own->specialLabels.empty()) {
     const auto group = std::find(own->specialCodes.begin(), own->specialCodes.end(), codes);
     if (group != own->specialCodes.end()) {
@@ -185,7 +188,7 @@ std::string TreeProcedure::SpecialBinText(const std::vector<double>& codes) cons
   }
   std::string text;
   for (const double code : codes) text += (text.empty() ? "" : ", ") + CodeTextOf(Predictor(), code);
-  return text;
+  return withMissing ? text + ", Missing" : text;
 }
 
 // Without the numbers of their nodes.
@@ -230,10 +233,14 @@ vlm::ITree* TreeProcedure::MakeTree() {
     const std::string label = userBin < 0 ? std::string() : own->labels[static_cast<std::size_t>(userBin)];
     levelTexts.push_back(!label.empty() ? label : categorical_ ? LevelList(node) : std::string());
   }
+  for (const PlacedCodes& placed : placed_) {
+    std::vector<double>& codes = levels[static_cast<std::size_t>(placed.bin)];
+    codes.insert(codes.end(), placed.special.codes.begin(), placed.special.codes.end());
+  }
   for (std::size_t i = 0; i < special_.size(); ++i) {
     nodes.push_back({0, 0, 0, static_cast<int>(tree_.bins.size() + i), vlm::kMissingValue});
     levels.push_back(special_[i].codes);
-    levelTexts.push_back(SpecialBinText(special_[i].codes));
+    levelTexts.push_back(SpecialBinText(special_[i].codes, static_cast<int>(i) == missingSpecial_));
   }
   if (MissingHasOwnBin()) {
     nodes.push_back({0, 0, 0, fit_.missingBin, vlm::kMissingValue});

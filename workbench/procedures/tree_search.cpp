@@ -2,6 +2,21 @@
 #include "workbench/procedures/tree_procedure.h"
 
 namespace velmora {
+namespace {
+
+void AddToBin(const binning::PreBinSums& one, std::size_t bin, binning::PreBinSums& sums) {
+  for (std::size_t c = 0; c < sums.Stride(); ++c) sums.values[bin * sums.Stride() + c] += one.values[c];
+  sums.cases[bin] += one.cases[0];
+  sums.squaredWeights += one.squaredWeights;
+}
+
+void AddToBin(const binning::PreBins& one, std::size_t bin, binning::PreBins& bins) {
+  AddToBin(one.sums, bin, bins.sums);
+  for (std::size_t fold = 0; fold < bins.folds.size(); ++fold)
+    AddToBin(one.folds[fold], bin, bins.folds[fold]);
+}
+
+}  // namespace
 
 // The predictor with its special codes and its missing cases, which count in the comparison with
 // other predictors even when they are left out of the bins.
@@ -17,6 +32,10 @@ binning::SearchedPredictor TreeProcedure::Searched(binning::PreBins values) {
   searched.missingBin = UserMissingBin();
   searched.values = std::move(values);
   binning::SwapTwoClasses(searched.values);
+  for (const PlacedCodes& placed : placed_) {
+    if (!placed.special.cases.empty())
+      AddToBin(preBinOf(placed.special.cases), static_cast<std::size_t>(placed.bin), searched.values);
+  }
   for (const SpecialBin& special : special_) {
     if (!special.cases.empty()) searched.specials.push_back(preBinOf(special.cases));
   }
@@ -42,7 +61,8 @@ binning::Validation TreeProcedure::Assess(const binning::SearchedPredictor& sear
 
 // Gives the plan's observer what the search worked on. rules: null for the user's bins.
 void TreeProcedure::Report(const binning::PreBins& pre, const stats::SortedOrder& order,
-                           const binning::BinningRules* rules, const binning::Validation& validation) const {
+                           const binning::BinningRules* rules, const binning::Validation& validation,
+                           binning::Shape otherShape) const {
   const binning::SearchObserver& observer = shared_->settings.binning->observer;
   if (!observer.take) return;
   binning::SearchRecord record;
@@ -65,6 +85,7 @@ void TreeProcedure::Report(const binning::PreBins& pre, const stats::SortedOrder
     record.preBinOf = PreBinOfCases(order, ofValues, pre.Count());
   }
   record.validation = validation;
+  record.otherShape = otherShape;
   observer.take(std::move(record));
 }
 
@@ -82,6 +103,9 @@ std::vector<std::uint16_t> TreeProcedure::PreBinOfCases(const stats::SortedOrder
     if (preBinOfValue[d] < 0) continue;
     for (auto at = order.starts[d]; at < order.starts[d + 1]; ++at)
       put(order.cases[static_cast<std::size_t>(at)], static_cast<std::size_t>(preBinOfValue[d]));
+  }
+  for (const PlacedCodes& placed : placed_) {
+    for (const std::uint32_t index : placed.special.cases) put(index, static_cast<std::size_t>(placed.bin));
   }
   for (const SpecialBin& special : special_) {
     if (special.cases.empty()) continue;

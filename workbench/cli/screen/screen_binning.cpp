@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <set>
 #include <utility>
 
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/run_files.h"
+#include "workbench/cli/screen/search_log.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/json_input.h"
 #include "workbench/documents/text_table.h"
@@ -297,6 +299,39 @@ std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const Binnin
                       (rules.exactBins > 0 ? " another number of bins" : " fewer bins") + " for " +
                       response.name + ", because their values or the other rules allow no more: " + names +
                       ".");
+  }
+  return notices;
+}
+
+namespace {
+
+std::string ShapeWord(Shape shape) {
+  const auto* const known = std::find_if(std::begin(kShapes), std::end(kShapes),
+                                         [shape](const auto& one) { return one.second == shape; });
+  return known->first;
+}
+
+}  // namespace
+
+std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog& log) {
+  constexpr std::size_t kMostNamed = 5;
+  std::vector<std::string> notices;
+  for (const ScreenedResponse& response : report.responses) {
+    std::map<Shape, std::vector<std::string>> unmet;  // by the demanded shape
+    for (const ScreenedPredictor& predictor : response.predictors) {
+      const binning::SearchRecord* const record = log.Find(response, predictor);
+      if (record == nullptr || record->otherShape == Shape::kFree) continue;
+      unmet[record->rules.partition.shape].push_back(predictor.name + " (" + ShapeWord(record->otherShape) +
+                                                     ")");
+    }
+    for (auto& [shape, names] : unmet) {
+      const std::size_t more = names.size() - std::min(names.size(), kMostNamed);
+      names.resize(names.size() - more);
+      std::string list = JoinWords(names, more > 0 ? ", " : " and ");
+      if (more > 0) list += " and " + Counted(more, "other", "others");
+      notices.push_back("--shape " + ShapeWord(shape) + ": no bins of this shape describe " + response.name +
+                        " better than one bin does; of another shape they do: " + list + ".");
+    }
   }
   return notices;
 }

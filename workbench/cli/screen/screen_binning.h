@@ -19,6 +19,8 @@
 
 namespace velmora {
 
+class SearchLog;
+
 struct BinningOptions {
   bool classic = false;  // the run exactly as the dialogs make it
   int search = 0;        // --binning: 0 optimal, 1 tree
@@ -49,5 +51,7 @@ std::size_t ValueBinCount(const ScreenedPredictor& predictor);
 // the other rules, or the predictor's values, allow no others; and for each rule that allows one
 // bin alone.
 std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan);
+// A sentence for each response and shape that some predictors do not have, with those that they have.
+std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog& log);
 
 }  // namespace velmora

@@ -130,9 +130,11 @@ std::unique_ptr<FinishedRun> Run(const ScreenOptions& options, const SessionOpti
   ScreenReport report = RunScreening(run->session, run->frontend, choice, settings, std::move(userBins));
   if (log) {
     log->AddTo(report);
-    const std::vector<std::string> unmet = UnmetBinCounts(report, *settings.binning);
-    for (const std::string& notice : unmet) Report(notice);
-    AppendOnce(report.notices, unmet);
+    for (const std::vector<std::string>& unmet :
+         {UnmetBinCounts(report, *settings.binning), UnmetShapes(report, *log)}) {
+      for (const std::string& notice : unmet) Report(notice);
+      AppendOnce(report.notices, unmet);
+    }
     const bool byP = settings.rankBy == RankBy::kP;
     if (byP && std::any_of(report.responses.begin(), report.responses.end(), HasSearched)) {
       notices.emplace_back(

@@ -93,7 +93,8 @@ class CutPointsFile {
   }
 
   static bool IsSame(const UserBins& a, const UserBins& b) {
-    return a.cutPoints == b.cutPoints && a.groups == b.groups;
+    return a.cutPoints == b.cutPoints && a.groups == b.groups && a.specialCodes == b.specialCodes &&
+           a.specialBins == b.specialBins;
   }
 
   UserBins BinsOf(const Column& column, const SavedPredictor& predictor) const {
@@ -113,11 +114,18 @@ class CutPointsFile {
       for (const auto& [bin, codes] : codesOf) {
         const bool isApart = static_cast<std::size_t>(bin) >= predictor.IntervalCount();
         bins.specialLabels.push_back(isApart ? bins.labels[static_cast<std::size_t>(bin)] : std::string());
+        bins.specialBins.push_back(isApart ? -1 : bin);
+        if (isApart && predictor.missingBin == bin)
+          bins.missingBin = static_cast<int>(predictor.IntervalCount() + bins.specialCodes.size());
         bins.specialCodes.push_back(codes);
       }
-      const auto missing = static_cast<std::size_t>(bins.missingBin);
-      if (predictor.missingBin && missing >= predictor.IntervalCount() && !codesOf.contains(bins.missingBin))
-        bins.missingLabel = bins.labels[missing];
+      const bool isMissingAlone = predictor.missingBin &&
+                                  *predictor.missingBin >= static_cast<int>(predictor.IntervalCount()) &&
+                                  !codesOf.contains(*predictor.missingBin);
+      if (isMissingAlone) {
+        bins.missingLabel = bins.labels[static_cast<std::size_t>(*predictor.missingBin)];
+        bins.missingBin = -1;
+      }
       bins.labels.resize(predictor.IntervalCount());
       return bins;
     }

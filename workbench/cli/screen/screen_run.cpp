@@ -107,10 +107,9 @@ class ResponseReader {
     const int missingBin = predictor.figures.missingBin;
     predictor.missingHasOwnBin =
         missingBin >= 0 &&
-        (predictor.figures.categorical == 0
-             ? missingBin > predictor.figures.cutPointCount
-             : std::none_of(predictor.levels.begin(), predictor.levels.end(),
-                            [&](const ScreenedLevel& level) { return level.bin == missingBin; }));
+        (predictor.figures.categorical != 0 || missingBin > predictor.figures.cutPointCount) &&
+        std::none_of(predictor.levels.begin(), predictor.levels.end(),
+                     [&](const ScreenedLevel& level) { return level.bin == missingBin; });
     return predictor;
   }
 

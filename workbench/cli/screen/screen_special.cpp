@@ -67,19 +67,12 @@ void RefuseCutPoints(const Column& column, const std::vector<double>& codes, con
   }
 }
 
-// Codes of the user's bins that the options do not name.
-void AddUserCodes(const std::vector<std::vector<double>>& userCodes,
-                  std::vector<std::vector<double>>& groups) {
-  const auto isNamed = [named = groups](double code) {
-    return std::any_of(named.begin(), named.end(), [code](const std::vector<double>& group) {
-      return std::any_of(group.begin(), group.end(),
-                         [code](double other) { return NearlyEqualDoubles(code, other); });
-    });
-  };
-  for (std::vector<double> codes : userCodes) {
-    std::erase_if(codes, isNamed);
-    if (!codes.empty()) groups.push_back(std::move(codes));
-  }
+// Whether the user's bins say where the code belongs.
+bool HasUserBin(const std::vector<std::vector<double>>& groups, double code) {
+  return std::any_of(groups.begin(), groups.end(), [code](const std::vector<double>& codes) {
+    return std::any_of(codes.begin(), codes.end(),
+                       [code](double other) { return NearlyEqualDoubles(code, other); });
+  });
 }
 
 }  // namespace
@@ -142,6 +135,9 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
       }
     }
   }
+  for (const auto& [number, bins] : userBins) {
+    if (!bins.specialCodes.empty()) plan.specialCodes[number] = bins.specialCodes;
+  }
   for (auto& [number, list] : codesOf) {
     const Column& column = table.Variable(number);
     std::sort(list.begin(), list.end());
@@ -154,13 +150,14 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
       notices.push_back("No case of " + column.name + " has the special code " + JoinWords(absent, " or ") +
                         "; new cases that have it get its bin.");
     std::vector<std::vector<double>>& groups = plan.specialCodes[number];
+    std::erase_if(list, [&groups](double code) { return HasUserBin(groups, code); });
+    if (list.empty()) continue;
     if (together) {
       groups.push_back(list);
     } else {
       for (const double code : list) groups.push_back({code});
     }
   }
-  for (const auto& [number, bins] : userBins) AddUserCodes(bins.specialCodes, plan.specialCodes[number]);
 }
 
 }  // namespace velmora

@@ -25,8 +25,8 @@ struct SpecialOptions {
   // Puts them back into the predictors. Returns them by variable number.
   std::map<int, std::vector<double>> Restore(const UserMissing& userMissing, const ScreenChoice& choice,
                                              Table& table) const;
-  // Gives the plan the special codes of the options, those of the file and, for other variables,
-  // those of the user's bins. notices: gets a sentence for each variable that has none of its
+  // Gives the plan the special codes of the user's bins and, where these do not have them, those of
+  // the options and of the file. notices: gets a sentence for each variable that has none of its
   // codes. Throws UsageError for a wrong name or code, and for a code that is a cut point, too.
   void AddTo(const Table& table, const ScreenChoice& choice, const std::map<int, UserBins>& userBins,
              const std::map<int, std::vector<double>>& fileCodes, BinningPlan& plan,
