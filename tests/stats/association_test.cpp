@@ -109,7 +109,7 @@ TEST(Association, WeightedTestsAreThoseOfTheSurveyPackage) {
 TEST(Association, AnOutcomeThatVariesLessThanItIsRoundedIsConstant) {
   GroupSums sums(3);
   sums.weights = {300, 1000, 1700};
-  sums.means = {0.3, 0.1 * 3, 0.3};
+  sums.means = {0.3, 0.3 + 4e-16, 0.3};
   EXPECT_TRUE(MeanAssociation(sums).computable);
   sums.rounding = 1e-15;
   EXPECT_FALSE(MeanAssociation(sums).computable);
