@@ -365,15 +365,14 @@ TEST(ScreenBinning, ClassicIsTheRunOfTheDialogs) {
 }
 
 // Not only "no better than chance": the shape is what leaves one bin.
-TEST(ScreenBinning, ShapesThatPredictorsDoNotHaveAreToldWithTheNearest) {
+TEST(ScreenBinning, ShapesThatPredictorsDoNotHaveAreNamedWithTheBestOther) {
   const Words words = With(
       {"screen", Sample("german_credit.csv"), "--format", "json", "--predictors", "duration_months", "job"},
       kRisk);
   for (const auto& [shape, said] :
-       {std::pair(
-            "descending",
-            "--shape descending: no bins of this shape describe risk better than one bin does; of another "
-            "shape they do: duration_months (ascending)."),
+       {std::pair("descending",
+                  "--shape descending: no bins of this shape describe risk better than one bin does; bins of "
+                  "another shape do: duration_months (ascending)."),
         std::pair("ascending", "")}) {
     const ProcessResult result = RunVelmora(With(words, {"--shape", shape}));
     ASSERT_EQ(result.exitCode, 0) << result.err;

@@ -70,6 +70,9 @@ TEST_F(DataTest, ArrowColumnsAmongNestedOnes) {
   EXPECT_EQ(ErrorOf([] { ReadTable(Sample("grown.arrows")); }),
             "Cannot read " + Sample("grown.arrows") +
                 ": one of its dictionaries comes in parts, which are not read.");
+  EXPECT_EQ(ErrorOf([] { ReadTable(Sample("shared.arrows")); }),
+            "Cannot read " + Sample("shared.arrows") +
+                ": two of its columns use one dictionary as different types.");
 }
 
 TEST_F(DataTest, ArrowFilesThatAreNotWhole) {

@@ -1115,7 +1115,7 @@ describe("the page", () => {
 
     // Another option does not take away what has been accepted: the user asks for a new search, which
     // keeps the bins of accepted predictors.
-    const changed = page.getByText("The options are others now.");
+    const changed = page.getByText("The options have changed.");
     expect(await changed.count()).toBe(0);
     await page.getByLabel("Most bins").fill("2");
     await page.keyboard.press("Tab");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
 
 #include "workbench/data/arrow_cells.h"
 
@@ -204,6 +205,12 @@ ArrowSchemaInfo::ArrowSchemaInfo(const FlatTable& schema, int metadataVersion) {
   const FlatVector fields = schema.Vector(1);
   for (std::size_t i = 0; i < fields.Size(); ++i)
     fields_.push_back(ReadField(fields.Table(i), metadataVersion, 0));
+  std::map<std::int64_t, std::string> entries;  // the format of those of each dictionary
+  for (const ArrowField& field : fields_) {
+    if (!field.IsDictionary() || field.format.empty()) continue;
+    if (entries.emplace(field.dictionary, field.format).first->second != field.format)
+      throw ArrowError("two of its columns use one dictionary as different types");
+  }
 }
 
 // Takes the nodes and buffers of a batch in their order, field by field.

@@ -1,4 +1,4 @@
-// What Arrow IPC says of a table, and the columns of its record batches as arrays of the Arrow C
+// The schema of an Arrow IPC table, and the columns of its record batches as arrays of the Arrow C
 // data interface. Every function throws ArrowError and FlatBufferError for damaged bytes.
 //
 //   const ArrowSchemaInfo schema(message.Table(2), version);

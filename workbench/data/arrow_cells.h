@@ -1,4 +1,4 @@
-// The cells of arrays of the Arrow C data interface, each handed over as what a variable can hold.
+// The cells of arrays of the Arrow C data interface, each as a value that a variable can hold.
 //
 //   const ArrowColumn column(*schema.children[i]);  // or (name, format, format of indices)
 //   column.Read(*batch.children[i], first, count, cells);  // cells.AddNumber(1.5), ...

@@ -166,7 +166,7 @@ class ArrowReader {
     Deliver(schema, wanted, false, blocks);
     ForeignDetails details;
     if (!hasEnd_)
-      details.warnings.push_back(file_.path + " ends without the mark of an end: rows may be missing.");
+      details.warnings.push_back(file_.path + " has no end-of-stream marker: rows may be missing.");
     const std::vector<std::size_t> again = sink_.ColumnsToRepeat();
     blocks.Repeat(again);
     std::fill(wanted.begin(), wanted.end(), false);

@@ -20,7 +20,7 @@ constexpr std::size_t kFewestValuesBesideMinusOne = 10;
 bool IsCustomary(double value) {
   const double size = std::fabs(value);
   if (!(size >= 1 && size < 1e9) || size != std::floor(size)) return false;
-  if (size == 1) return value < 0;
+  if (size < 10) return value < 0 ? size == 1 || size == 9 : size == 9;
   const std::string digits = std::to_string(static_cast<std::int64_t>(size));
   const std::string_view all = digits, head = all.substr(0, all.size() - 1);
   const char last = digits.back();
@@ -45,7 +45,7 @@ struct Others {
   }
 };
 
-bool StandsApart(const LikelyCode& code, const Others& others) {
+bool IsApart(const LikelyCode& code, const Others& others) {
   if (code.cases < kFewestCases || others.distinct.size() < 2) return false;
   if (code.value < 0) {
     return others.lowest >= 0 && (code.value != -1 || others.distinct.size() == kFewestValuesBesideMinusOne);
@@ -84,7 +84,7 @@ std::vector<LikelyCode> LikelyCodes(const Column& column) {
     else
       others.Add(value);
   }
-  std::erase_if(codes, [&](const LikelyCode& code) { return !StandsApart(code, others); });
+  std::erase_if(codes, [&](const LikelyCode& code) { return !IsApart(code, others); });
   std::sort(codes.begin(), codes.end(),
             [](const LikelyCode& a, const LikelyCode& b) { return a.value < b.value; });
   return codes;

@@ -253,7 +253,8 @@ stats::Tree TreeProcedure::GrowOptimal(const stats::SortedOrder& order, const Bi
     return find(sums).binOf;
   });
   binning::Shape otherShape = binning::Shape::kFree;
-  if (found.count == 1 && !categorical_ && rules.partition.shape != binning::Shape::kFree) {
+  if (found.count == 1 && !categorical_ && rules.partition.shape != binning::Shape::kFree &&
+      rules.partition.shape != binning::Shape::kAuto) {
     binning::BinningRules other = rules;
     other.partition.shape = binning::Shape::kAuto;
     const binning::OptimalBins best = binning::FindOrderedBins(pre.sums, other);

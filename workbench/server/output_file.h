@@ -13,8 +13,8 @@
 namespace velmora {
 
 // format: html, xlsx, json, csv (the first table), tables (all of them in a ZIP archive) or text (as
-// the terminal shows it); of a screening also rules and recode (a ZIP archive), of the predictors that save names. Throws
-// UsageError and RunError.
+// the terminal shows it); of a screening also rules and recode (a ZIP archive), of the predictors
+// that save names. Throws UsageError and RunError.
 std::string AnalysisFile(FinishedRun& run, const std::string& format, const SaveOptions& save,
                          const OutputOptions& output);
 

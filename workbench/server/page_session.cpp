@@ -159,10 +159,12 @@ void PageSession::TakeUnasked(const Frame& frame) {
       if (answer.type != "result") return;
       const std::lock_guard inner(mutex_);
       const std::string hash = Json::parse(answer.payload).at("sha256").get<std::string>();
-      const bool isFirst = hash_.empty();
-      hashChanged_ = !isFirst && hash_ != hash;
-      hash_ = hash;
-      if (isFirst && !runs_.empty()) Save();  // a project that was saved meanwhile lacks it
+      readHash_ = hash;
+      hashChanged_ = !hash_.empty() && hash_ != hash;
+      if (hash_.empty()) {
+        hash_ = hash;
+        if (!runs_.empty()) Save();  // a project that was saved meanwhile lacks it
+      }
       if (hashChanged_) Publish("dataChanged", {});
     });
   } else if (frame.type == "variables") {
@@ -301,6 +303,10 @@ std::string PageSession::StartRun(const Json& request) {
   run->analysis = request.at("analysis").get<std::string>();
   if (run->analysis != "feature-selection" && run->analysis != "screen")
     throw UsageError("There is no analysis " + ShortenedText(run->analysis) + ".");
+  if (hashChanged_) {  // the project goes on with the data as they are now
+    hash_ = readHash_;
+    hashChanged_ = false;
+  }
   run->options = request.at("options");
   run->words = WordsOfPage(JsonText(run->options));
   run->shownWords = run->words;

@@ -79,7 +79,7 @@ class PageSession {
     // Of bins, sql, python, rules, recode and coded data: "accepted", "all", or those better than chance.
     std::string predictors;
     std::string response, predictor;  // bins of this predictor alone; empty: as predictors says
-    bool forSpreadsheet = false;  // of CSV: as --csv-for spreadsheet
+    bool forSpreadsheet = false;      // of CSV: as --csv-for spreadsheet
   };
   // The file that the command writes. With edits: after the edits as operations of velmora bins, or
   // from the edited bins as --cut-points, which are written beside the data.
@@ -152,7 +152,8 @@ class PageSession {
   std::vector<std::string> readingWords_;
   EventHub& events_;
   std::mutex mutex_;
-  std::string status_ = "loading", error_, hash_;
+  std::string status_ = "loading", error_;
+  std::string hash_, readHash_;  // SHA-256 of the data: as the project has it, and as they were read
   bool ending_ = false, hashChanged_ = false, unsaved_ = false;
   int restarts_ = 0;
   double binsTold_ = 0;          // when windows last heard of new bins, in seconds

@@ -114,7 +114,7 @@ export function BinsView() {
   );
 }
 
-// Fonts have no sign for it everywhere.
+// Not every font has a padlock.
 function LockSign() {
   return (
     <svg class="lock" width={12} height={14} viewBox="0 0 12 14" role="img" aria-label="locked">

@@ -25,9 +25,10 @@ function EffectBar({ one, highest }: { one: RankedPredictor; highest: number }) 
 }
 
 function openBins(outcome: string): void {
+  const follows = currentRun("screen") !== undefined;  // the choice starts the run then
   choose({ screened: outcome });
   show("bins");
-  void startRun("screen");
+  if (!follows) void startRun("screen");
 }
 
 type Column = { title: string; hint: string; key: (one: RankedPredictor) => unknown; descending: boolean };

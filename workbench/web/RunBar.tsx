@@ -49,14 +49,14 @@ export function RunBar({ run }: { run: Run }) {
             keep in the history
           </label>
           {accepted && (
-            <button type="button" title="A new run with the present options; accepted predictors keep their bins" onClick={() => void startRun("screen", run.run)}>
+            <button type="button" title="A new run with the present options; accepted predictors keep their bins" onClick={() => void startRun("screen", { keepBinsOf: run.run })}>
               Search the others again
             </button>
           )}
           <TakeAway run={run} />
           {run.analysis === "screen" && hasWork(run) && isOutdated(run) && (
             <span class="changed">
-              The options are others now. {accepted ? "Search the others again keeps what is accepted" : "Find bins searches anew"}; this run stays in the history.
+              The options have changed. {accepted ? "Search the others again keeps what is accepted" : "Find bins searches anew"}; this run stays in the history.
             </span>
           )}
         </>

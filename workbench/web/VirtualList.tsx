@@ -1,5 +1,5 @@
-// A list of names that draws the rows in view alone: thousands of them draw as fast as twenty. Arrow
-// keys choose; what is chosen elsewhere comes into view.
+// A list of names that draws only the rows in view: thousands of them draw as fast as twenty. Arrow
+// keys choose; a row chosen elsewhere scrolls into view.
 import type { ComponentChildren, JSX } from "preact";
 import { useEffect, useId, useLayoutEffect, useRef, useState } from "preact/hooks";
 

@@ -116,13 +116,13 @@ export function show(view: View): void {
 const changedData = "The data file has changed since the project was saved. Repeat the runs to see the present figures.";
 const unsavedProject = "The project cannot be saved beside the data: what you decide is lost when the program ends.";
 
-// What a window that comes late has not been told.
+// News that a window opened later has missed.
 function stateOf(snapshot: Snapshot): string {
   if (snapshot.status === "failed") return snapshot.error;
   return snapshot.dataChanged ? changedData : snapshot.unsaved ? unsavedProject : "";
 }
 
-// Goes where the project was left, but for what is kept.
+// Restores the saved view and predictor, except those in kept.
 export async function openSession(session: number, kept: Place = {}): Promise<void> {
   early = [];
   setState({ session, snapshot: null, reports: {}, current: {}, progress: {}, picker: false, loading: 0, message: "" });
@@ -327,8 +327,8 @@ async function flush(): Promise<void> {
   pending = {};
   try {
     const analysis = state.view === "rank" ? "feature-selection" : state.view === "bins" ? "screen" : null;
-    const computes = analysis && state.current[analysis] !== undefined && !keepsWork(analysis);
-    await Promise.all([send("PATCH", `${base()}/choices`, patch), computes ? startRun(analysis) : null]);
+    const follows = analysis && state.current[analysis] !== undefined;
+    await Promise.all([send("PATCH", `${base()}/choices`, patch), follows ? startRun(analysis, { asked: false }) : null]);
   } catch (error) {
     fail(error);
   }
@@ -340,19 +340,15 @@ export function currentRun(analysis: Analysis): Run | undefined {
   return state.snapshot?.runs.find((run) => run.run === state.current[analysis]);
 }
 
-// Whether another search would put work on the bins out of sight: the user asks for that one.
-function keepsWork(analysis: Analysis): boolean {
-  const run = currentRun(analysis);
-  return run !== undefined && hasWork(run) && isOutdated(run);
-}
-
 // Whether the present options would give another run of the same outcome.
 export function isOutdated(run: Run): boolean {
   const options = state.snapshot && optionsOf(run.analysis, state.snapshot.variables, state.snapshot.choices);
   return !!options && outcomeOf(options) === outcomeOf(run.options) && JSON.stringify(options) !== JSON.stringify(run.options);
 }
 
-export async function startRun(analysis: Analysis, keepBinsOf?: number): Promise<void> {
+// Shows the run of the present choices, and makes it where there is none. Unless the user asks for it,
+// no search puts work on the bins out of sight.
+export async function startRun(analysis: Analysis, { keepBinsOf, asked = true }: { keepBinsOf?: number; asked?: boolean } = {}): Promise<void> {
   const snapshot = state.snapshot;
   const options = snapshot && optionsOf(analysis, snapshot.variables, snapshot.choices);
   if (!options) return;
@@ -363,6 +359,7 @@ export async function startRun(analysis: Analysis, keepBinsOf?: number): Promise
   const same = current && !keepBinsOf && JSON.stringify(current.options) === JSON.stringify(options);
   if (same && current !== shown && current.status !== "failed" && current.status !== "cancelled") return showRun(analysis, current.run);
   if (same && (current.status === "running" || current.status === "done")) return;
+  if (!asked && current && hasWork(current)) return current === shown ? undefined : showRun(analysis, current.run);
   const request: Record<string, unknown> = { analysis, options };
   if (keepBinsOf) request["keepBinsOf"] = keepBinsOf;
   else if (current) request["replace"] = current.run;

@@ -78,3 +78,19 @@ for name, deltas in (("replaced.arrows", False), ("grown.arrows", True)):
     with pa.ipc.new_stream(name, coded([0], ["x"]).schema, options=options) as stream:
         stream.write_batch(coded([0, 1, 0], ["x", "y"]))
         stream.write_batch(coded([2, 1, None], ["x", "y", "w"]))
+
+# Damaged: the dictionary of numbers and that of texts get one number.
+CODES = pa.array([0, 1, 2] * 4, pa.int8())
+TWO = pa.record_batch(
+    {
+        "a": pa.DictionaryArray.from_arrays(CODES, pa.array([100, 101, 127], pa.int8())),
+        "b": pa.DictionaryArray.from_arrays(CODES, pa.array(["x", "y", "z"])),
+    }
+)
+with pa.ipc.new_stream("shared.arrows", TWO.schema) as stream:
+    stream.write_batch(TWO)
+with open("shared.arrows", "r+b") as file:
+    file.seek(112)  # the number of the dictionary of b
+    assert file.read(1) == b"\1"
+    file.seek(112)
+    file.write(b"\0")

@@ -330,7 +330,7 @@ std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog
       std::string list = JoinWords(names, more > 0 ? ", " : " and ");
       if (more > 0) list += " and " + Counted(more, "other", "others");
       notices.push_back("--shape " + ShapeWord(shape) + ": no bins of this shape describe " + response.name +
-                        " better than one bin does; of another shape they do: " + list + ".");
+                        " better than one bin does; bins of another shape do: " + list + ".");
     }
   }
   return notices;

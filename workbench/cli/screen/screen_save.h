@@ -27,7 +27,7 @@ struct SaveOptions {
 
 // The bins of the best predictors of each response.
 SavedBins SavedBinsOf(const ScreenReport& report, const Table& table, int best);
-// The same, with what the session knows of the bins: labels that are the user's.
+// The same, and marks the labels that the user gave.
 SavedBins SavedBinsOf(const ScreenReport& report, Session& session, int best);
 
 // The lines of a script that save bins as the options name them; the script's variable analysis
