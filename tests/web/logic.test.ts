@@ -7,10 +7,12 @@ import {
   mergePatch,
   namesMatching,
   nearestCut,
+  formatRate,
   hasWork,
   optionsOf,
   outcomeOf,
   parseNumber,
+  parseTargets,
   placeForDrag,
   placeOf,
   pythonCode,
@@ -20,6 +22,7 @@ import {
   searchNames,
   sortedBy,
   splitPlace,
+  targetsOf,
   wilsonInterval,
   withVariables,
   wordAtCaret,
@@ -65,6 +68,28 @@ describe("numbers", () => {
   ])("reads %s", (text, point, comma) => {
     expect(parseNumber(text, false)).toBe(point);
     expect(parseNumber(text, true)).toBe(comma);
+  });
+
+  it.each([
+    // text, with decimal points, with decimal commas, of a rate and of a mean
+    ["0.05", [0.05], [0.05]],
+    ["0,05", [0.05], [0.05]],
+    ["5 %; 10%", [0.05, 0.1], [0.05, 0.1]],
+    ["0 %;100 %;", [0, 1], [0, 1]],
+    ["5", null, [5]],
+    ["5 %; 5", null, [0.05, 5]],
+    ["-1 %", null, [-0.01]],
+    ["5 % 10 %", null, null],
+    ["five", null, null],
+  ])("reads the targets %s", (text, rates, means) => {
+    for (const comma of [false, true]) {
+      expect(parseTargets(text, true, comma)).toEqual(rates);
+      expect(parseTargets(text, false, comma)).toEqual(means);
+    }
+  });
+
+  it("writes rates with the digits that they have", () => {
+    expect([0.05, 0.07, 0.125, 1 / 3].map(formatRate)).toEqual(["5\u202f%", "7\u202f%", "12.5\u202f%", "33.3333\u202f%"]);
   });
 
   it("gives the published score interval", () => {
@@ -214,6 +239,13 @@ describe("choices", () => {
     const place = (stored: unknown) => placeOf({ place: stored } as Choices);
     expect(place({ view: "bins", variable: "age", predictor: "w", more: 1 })).toEqual({ view: "bins", variable: "age", predictor: "w" });
     for (const stored of [undefined, null, 5, "bins", [], { view: "constructor", variable: 5, predictor: null }]) expect(place(stored)).toEqual({});
+  });
+
+  it("takes from a project what targets can be", () => {
+    const targets = (stored: unknown) => targetsOf({ targets: stored } as Choices, "risk");
+    expect(targets({ risk: [0.1, 0.05, 0.1, null, "0.2"], age: [30] })).toEqual([0.05, 0.1]);
+    for (const stored of [undefined, null, 5, "risk", [], { risk: null }, { risk: 5 }, { risk: { 0: 5 } }]) expect(targets(stored)).toEqual([]);
+    expect(targetsOf({ targets: {} }, "constructor")).toEqual([]);
   });
 
   it("knows whether a run has work in it", () => {

@@ -1190,6 +1190,67 @@ describe("the page", () => {
     expect(faults).toEqual([]);
   });
 
+  it("draws the targets of each outcome across the bins of its predictors, and keeps them", async () => {
+    freshData();
+    const program = await open(data);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "below 0 DM" }).first().waitFor();
+    await findBins(page);
+    const described = async () => (await page.locator(".bins-chart > desc").allTextContents()).join();
+    const labels = () => page.locator(".bins-chart .target text").allTextContents();
+    const runs = async () => (await (await page.request.get(new URL("/api/sessions/1", page.url()).href)).json()).runs as { run: number; status: string }[];
+    const kept = () => (existsSync(`${data}.velmora`) ? (JSON.parse(readFileSync(`${data}.velmora`, "utf8")).choices.targets ?? null) : null);
+    expect(await labels()).toEqual([]);
+    const rate = page.getByLabel("Target rate");
+    await rate.fill("0,5");
+    await rate.press("Enter");
+    await expect.poll(labels).toEqual(["50\u202f%"]);
+    await rate.fill("20 %; 0.22");
+    await rate.press("Enter");
+    await expect.poll(labels).toEqual(["20\u202f%", "22\u202f%", "50\u202f%"]);
+    expect(await described()).toBe("Target lines at 20\u202f%, 22\u202f%, 50\u202f%");
+    // Each line is as high on the scale as its value, and no text covers another.
+    const places = await page.locator(".bins-chart .target line").evaluateAll((lines) => lines.map((line) => Number(line.getAttribute("y1"))));
+    const ground = await page.locator(".bins-chart .ground").getAttribute("y1");
+    const perRate = places.map((at, index) => (Number(ground) - at) / ([0.2, 0.22, 0.5][index] ?? 1));
+    for (const one of perRate) expect(one).toBeCloseTo(perRate[0] ?? 0, 3);
+    const boxes = await page.locator(".bins-chart .target text").evaluateAll((texts) => texts.map((text) => text.getBoundingClientRect().toJSON() as DOMRect));
+    boxes.forEach((a, i) => boxes.slice(i + 1).forEach((b) => expect(a.x + a.width <= b.x || a.y >= b.y + b.height || b.y >= a.y + a.height).toBe(true)));
+    await page.evaluate(axe);
+    for (const scheme of ["light", "dark"] as const) {
+      await page.emulateMedia({ colorScheme: scheme });
+      const found = await page.evaluate(async () => {
+        const result = await (globalThis as unknown as { axe: { run: (where: string) => Promise<{ violations: { id: string }[] }> } }).axe.run(".bins-view");
+        return result.violations.map((one) => one.id);
+      });
+      expect(found, scheme).toEqual([]);
+    }
+    await rate.fill("5");
+    await rate.press("Enter");
+    await page.getByText("5 is no target").waitFor();
+    await rate.fill("");
+    await page.getByRole("button", { name: "Remove the target 22\u202f%" }).click();
+    await page.getByRole("button", { name: "Next ›" }).click();
+    await expect.poll(described).toBe("Target lines at 20\u202f%, 50\u202f%");
+
+    // An outcome with a mean has its own.
+    await chooseOutcome(page, "amount");
+    const mean = page.getByLabel("Target mean");
+    await mean.fill("2500");
+    await mean.press("Enter");
+    await expect.poll(described).toBe("Target lines at 2500");
+    await expect.poll(kept).toEqual({ risk: [0.2, 0.5], amount: [2500] });
+    expect((await runs()).map((run) => run.status)).toEqual(["done", "done"]); // no line is a reason for another search
+    await page.reload();
+    await expect.poll(described).toBe("Target lines at 2500");
+    await page.getByRole("button", { name: "Remove the target 2500" }).click();
+    await expect.poll(described).toBe("");
+    await page.locator(".predictors").getByLabel("Outcome").selectOption("risk");
+    await expect.poll(described).toBe("Target lines at 20\u202f%, 50\u202f%");
+    await expect.poll(kept).toEqual({ risk: [0.2, 0.5] });
+    expect(faults).toEqual([]);
+  });
+
   it("lists any number of binned predictors, reached by keyboard", async () => {
     freshData();
     const count = 1200;

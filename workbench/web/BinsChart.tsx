@@ -1,8 +1,8 @@
 // The bins of a predictor as a chart that is worked on: bars of equal width for the cases, a line
-// for the rate or the mean with its 95 % interval, and the bounds between bins of ordered values,
-// which are dragged or moved by arrow keys.
+// for the rate or the mean with its 95 % interval, broken lines for its targets, and the bounds
+// between bins of ordered values, which are dragged or moved by arrow keys.
 import { useRef, useState } from "preact/hooks";
-import { cutPlaces, formatCount, formatNumber, formatPercent, formatValue, placeForDrag, wilsonInterval } from "./logic";
+import { cutPlaces, formatCount, formatNumber, formatPercent, formatRate, formatValue, placeForDrag, wilsonInterval } from "./logic";
 import type { BinsPanel } from "./types";
 
 const height = 250;
@@ -48,17 +48,29 @@ function scaleOf(values: number[], fromZero: boolean): { low: number; high: numb
   const step = [1, 2, 2.5, 5, 10].map((one) => one * power).find((one) => one >= raw) ?? raw;
   low = Math.floor(low / step) * step;
   high = Math.ceil(high / step) * step;
-  const ticks: number[] = [];
-  for (let tick = low; tick <= high + step / 2; tick += step) ticks.push(tick);
-  return { low, high, ticks };
+  // Counted, since a step may be too small to change a large number.
+  const count = Math.min(Math.round((high - low) / step), 10);
+  return { low, high, ticks: Array.from({ length: count + 1 }, (_, index) => low + index * step) };
 }
 
 function shortened(text: string, characters: number): string {
   return text.length > characters ? `${text.slice(0, Math.max(1, characters - 1))}…` : text;
 }
 
+// The columns of texts at these heights, each below the next: beside the one before when they are
+// too close for one above the other.
+function columnsOf(heights: number[]): number[] {
+  const columns: number[] = [];
+  heights.forEach((at, index) => {
+    const before = heights[index - 1];
+    columns.push(before !== undefined && Math.abs(before - at) < 13 ? (columns[index - 1] ?? 0) + 1 : 0);
+  });
+  return columns;
+}
+
 export function BinsChart({
   panel,
+  targets,
   width,
   chosen,
   locked,
@@ -67,6 +79,7 @@ export function BinsChart({
   move,
 }: {
   panel: BinsPanel; // as previewed while a bound is dragged
+  targets: number[]; // of the rate or mean, ascending
   width: number;
   chosen: Set<number>;
   locked: boolean;
@@ -85,9 +98,15 @@ export function BinsChart({
   const points = panel.kind === "categorical" ? [] : pointsOf(panel);
   const known = points.filter((point) => point.value !== null);
   const scale =
-    known.length > 0 ? scaleOf(known.flatMap((point) => [point.lower, point.upper]), panel.kind === "binary") : null;
+    known.length > 0
+      ? scaleOf([...known.flatMap((point) => [point.lower, point.upper]), ...targets], panel.kind === "binary")
+      : null;
+  const lines = scale ? targets : [];
   const x = (bin: number) => left + (bin + 0.5) * step;
   const y = (value: number) => (scale ? top + plot * (1 - (value - scale.low) / (scale.high - scale.low)) : 0);
+  const targetText = panel.kind === "binary" ? formatRate : formatValue;
+  const textHeights = lines.map((target) => (y(target) < top + 16 ? y(target) + 13 : y(target) - 4));
+  const columns = columnsOf(textHeights);
   const average = overall(panel);
   const barWidth = Math.min(step * 0.72, 120);
   const preBins = panel.predictor.preBins ?? [];
@@ -125,6 +144,7 @@ export function BinsChart({
 
   return (
     <svg ref={svg} class="bins-chart" width={width} height={height} role="group" aria-label={`Bins of ${panel.predictor.name}`}>
+      {lines.length > 0 && <desc>{`Target lines at ${lines.map(targetText).join(", ")}`}</desc>}
       {scale?.ticks.map((tick) => (
         <g key={tick} class="tick">
           <line x1={left} x2={width - right} y1={y(tick)} y2={y(tick)} />
@@ -212,6 +232,14 @@ export function BinsChart({
           <title>all cases</title>
         </line>
       )}
+      {lines.map((target, index) => (
+        <g key={target} class="target">
+          <line x1={left} x2={width - right} y1={y(target)} y2={y(target)} />
+          <text x={left + 4 + 64 * (columns[index] ?? 0)} y={textHeights[index]}>
+            {targetText(target)}
+          </text>
+        </g>
+      ))}
       {scale && (
         <g class="rate">
           <path

@@ -4,7 +4,7 @@ import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { get, getText, send } from "./api";
 import { BinsChart } from "./BinsChart";
 import { shapeWords } from "./fields";
-import { formatCount, formatNumber, formatP, formatPercent, formatValue, nearestCut, parseNumber, searchNames, splitPlace, strengthOf, usesDecimalComma } from "./logic";
+import { formatCount, formatNumber, formatP, formatPercent, formatRate, formatValue, nearestCut, parseNumber, parseTargets, searchNames, splitPlace, strengthOf, targetsOf, usesDecimalComma } from "./logic";
 import { OutcomeChoice } from "./OutcomeChoice";
 import { Remarks, RunBar } from "./RunBar";
 import { copyText } from "./TakeAway";
@@ -301,6 +301,19 @@ function Editor({ run, response, predictor, isOld, step }: EditorProps) {
     edit({ operation: "split", cutPoint: place });
   };
 
+  const targets = targetsOf(snapshot?.choices ?? {}, response.name);
+  const setTargets = (changed: number[]) => choose({ targets: { [response.name]: changed.length > 0 ? changed : null } });
+  const addTargets = (input: HTMLInputElement) => {
+    const isRate = response.kind === "binary";
+    const more = parseTargets(input.value, isRate, usesDecimalComma(navigator.language));
+    if (more === null)
+      return fail(new Error(`${input.value} is no target: ${isRate ? "a rate is from 0 to 1, or in percent as 5 %" : "it is not a number"}.`));
+    input.value = "";
+    input.blur();
+    setState({ message: "" });
+    setTargets([...targets, ...more]);
+  };
+
   const onKey = (event: KeyboardEvent) => {
     const target = event.target as HTMLElement;
     if (isOld || target.matches("input, select, textarea") || event.altKey) return;
@@ -394,8 +407,29 @@ function Editor({ run, response, predictor, isOld, step }: EditorProps) {
         </span>
       </header>
       <Figures kind={panel.kind} before={shown.before} after={shown.after} />
+      {panel.kind !== "categorical" && (
+        <div class="targets">
+          <label class="line" title="Lines across the bins of every predictor of this outcome; Enter draws, semicolons part several">
+            {binary ? "Target rate" : "Target mean"}
+            <input
+              inputMode="text"
+              placeholder={binary ? "5 %; 10 %" : ""}
+              onKeyDown={(event) => event.key === "Enter" && event.currentTarget.value.trim() !== "" && addTargets(event.currentTarget)}
+            />
+          </label>
+          {targets.map((one) => {
+            const text = binary ? formatRate(one) : formatValue(one);
+            return (
+              <button type="button" class="chip" key={one} aria-label={`Remove the target ${text}`} title="Remove" onClick={() => setTargets(targets.filter((other) => other !== one))}>
+                {text} ×
+              </button>
+            );
+          })}
+        </div>
+      )}
       <BinsChart
         panel={shown}
+        targets={targets}
         width={width}
         chosen={chosen}
         locked={locked}

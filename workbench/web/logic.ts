@@ -61,6 +61,11 @@ export function formatValue(value: number): string {
   return String(Number(value.toPrecision(6)));
 }
 
+// A rate in percent, with the digits that it has.
+export function formatRate(rate: number): string {
+  return `${formatValue(100 * rate)}\u202f%`;
+}
+
 // The 95 % score interval of a rate (Wilson 1927, doi:10.2307/2276774).
 export function wilsonInterval(events: number, cases: number): [number, number] {
   if (!(cases > 0)) return [0, 1];
@@ -205,6 +210,24 @@ export function placeOf(choices: Choices): Place {
     if (typeof value === "string") place[name] = value;
   }
   return place;
+}
+
+// The targets of an outcome, ascending. A project may hold anything in their place.
+export function targetsOf(choices: Choices, outcome: string): number[] {
+  const stored: unknown = Object.entries(choices.targets ?? {}).find(([name]) => name === outcome)?.[1];
+  const numbers = Array.isArray(stored) ? stored.filter((one): one is number => Number.isFinite(one)) : [];
+  return [...new Set(numbers)].sort((a, b) => a - b);
+}
+
+// Targets as people type them, with semicolons between several; null: one of them is none.
+export function parseTargets(text: string, isRate: boolean, decimalComma: boolean): number[] | null {
+  const targets: number[] = [];
+  for (const word of text.split(";").filter((one) => one.trim() !== "")) {
+    const value = parseNumber(word, decimalComma);
+    if (value === null || (isRate && (value < 0 || value > 1))) return null;
+    targets.push(value);
+  }
+  return targets;
 }
 
 // Whether bins of the run have been edited, accepted, locked or commented.

@@ -82,6 +82,7 @@ export interface Choices {
   ranking?: Record<string, unknown>; // options of the command; a missing one has its default
   screening?: Record<string, unknown>;
   shapes?: Record<string, string | null>; // of the bins of single predictors
+  targets?: Record<string, number[] | null>; // of the rate or mean of outcomes, drawn across their bins
   place?: Place; // where the last window was
 }
 
