@@ -1131,6 +1131,19 @@ describe("the page", () => {
     await expect.poll(() => figure(page, "bins")).toBe(String(bins - 1));
     await page.locator(".predictors").getByRole("option", { name: /^purpose/ }).click();
     await expect.poll(() => figure(page, "bins")).toBe("2");
+
+    // Nor does a single click.
+    await page.getByRole("button", { name: "History", exact: true }).click();
+    const deletion = page.getByRole("button", { name: "Delete run 1", exact: true });
+    const question = page.getByRole("button", { name: "Delete run 1 with its edits and decisions?" });
+    await deletion.click();
+    await question.waitFor();
+    await page.keyboard.press("Tab");
+    await deletion.click();
+    expect((await choices()).runs.length).toBe(2);
+    await question.click();
+    await expect.poll(async () => (await choices()).runs.length).toBe(1);
+    await expect.poll(() => page.locator("article.run").count()).toBe(1);
   });
 
   it("screens several outcomes one after the other, each with figures, edits and files of its own", async () => {

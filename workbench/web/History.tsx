@@ -1,7 +1,7 @@
 // Every run that was kept: compare, repeat, rename, annotate, delete.
 import { useState } from "preact/hooks";
 import { CompareRuns, nameOfRun } from "./CompareRuns";
-import { formatNumber } from "./logic";
+import { formatNumber, hasWork } from "./logic";
 import { CopyCommands, CopyPython } from "./TakeAway";
 import { changeRun, deleteRun, loadReports, repeatRun, show, showRun, useStore } from "./store";
 import type { RankingReport, Run, ScreeningReport } from "./types";
@@ -21,6 +21,7 @@ function best(report: RankingReport | ScreeningReport | undefined): { outcome: s
 export function History() {
   const { snapshot, reports } = useStore();
   const [compared, setCompared] = useState<number[]>([]);
+  const [asked, setAsked] = useState(0); // the run whose work is lost by another click
   const runs = [...(snapshot?.runs ?? [])].reverse();
   // The last two that were chosen, the older one first.
   const pair = runs.filter((run) => compared.includes(run.run)).reverse();
@@ -72,8 +73,13 @@ export function History() {
                 <button type="button" onClick={() => void repeatRun(run)}>
                   Repeat
                 </button>
-                <button type="button" onClick={() => void deleteRun(run.run)} aria-label={`Delete run ${run.run}`}>
-                  Delete
+                <button
+                  type="button"
+                  onClick={() => (hasWork(run) && asked !== run.run ? setAsked(run.run) : void deleteRun(run.run))}
+                  onBlur={() => setAsked(0)}
+                  aria-label={asked === run.run ? `Delete run ${run.run} with its edits and decisions?` : `Delete run ${run.run}`}
+                >
+                  {asked === run.run ? "Delete with its edits and decisions?" : "Delete"}
                 </button>
               </span>
             </header>
