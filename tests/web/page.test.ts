@@ -295,6 +295,9 @@ describe("the server", () => {
       const more = () => void (socket.writable && socket.write(block, more));
       socket.on("connect", more);
       socket.on("error", () => undefined);
+      // Without a reader the end is seen only when the kernel next asks for room, minutes later.
+      socket.on("end", () => socket.destroy());
+      socket.resume();
       socket.on("close", () => resolve(socket.bytesWritten));
     });
     expect(sent).toBeGreaterThan(1 << 20);
@@ -1471,7 +1474,9 @@ describe("the page", () => {
     await question.getByRole("button", { name: "OK" }).click();
     await expect.poll(() => question.count()).toBe(0);
     await page.getByRole("combobox", { name: "Good code:" }).fill("good");
+    const taken = page.waitForResponse((response) => response.request().postData()?.includes('"bad"') ?? false);
     await page.getByRole("combobox", { name: "Bad code:" }).fill("bad");
+    await taken;
     await page.reload(); // the dialogs stay open
     await page.locator(".window").waitFor();
     await press("OK");
