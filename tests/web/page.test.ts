@@ -1267,6 +1267,39 @@ describe("the page", () => {
     expect(faults).toEqual([]);
   });
 
+  it("fetches the cells in view first, and not those that a fast scroll has left behind", async () => {
+    freshData();
+    const large = join(folder, "large.csv");
+    const names = Array.from({ length: 60 }, (_, i) => `x${i}`);
+    writeFileSync(large, [names.join(","), ...Array.from({ length: 20000 }, (_, row) => names.map((_, i) => row + i / 100).join(","))].join("\n"));
+    const program = await open(large);
+    const page = await window(program.address);
+    await page.getByRole("gridcell", { name: "0.01", exact: true }).waitFor();
+    await page.locator(".variable .name").first().waitFor();
+    let fetched = 0;
+    let go: () => void = () => undefined;
+    const held = new Promise<void>((resolve) => (go = resolve));
+    await page.route(/\/grid\?/, async (route) => {
+      ++fetched;
+      await held;
+      await route.continue();
+    });
+    await page.getByRole("grid").evaluate(async (grid) => {
+      for (let i = 0; i < 50; ++i) {
+        grid.scrollTop = (grid.scrollHeight * i) / 50;
+        await new Promise((resolve) => requestAnimationFrame(resolve));
+      }
+      grid.scrollTop = grid.scrollHeight;
+      grid.scrollLeft = grid.scrollWidth;
+    });
+    await page.getByRole("columnheader", { name: "x59" }).waitFor();
+    expect(fetched).toBeLessThan(5);
+    go();
+    await page.getByRole("gridcell", { name: "19999.59", exact: true }).waitFor();
+    expect(fetched).toBeLessThan(30);
+    expect(faults).toEqual([]);
+  });
+
   it("lists any number of binned predictors, reached by keyboard", async () => {
     freshData();
     const count = 1200;

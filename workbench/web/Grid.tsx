@@ -10,6 +10,8 @@ const numberWidth = 76;
 const blockRows = 200;
 const blockColumns = 20;
 const mostBlocks = 120;
+const mostFetches = 4; // at once
+const mostWaiting = 12; // more than any screen shows
 const tallest = 8_000_000; // pixels; browsers draw no taller element
 const wheelRows = 3;
 
@@ -17,6 +19,8 @@ type Block = (string | null)[][];
 
 class Blocks {
   private blocks = new Map<string, Block | null>();
+  private waiting: string[] = []; // the newest last
+  private fetches = 0;
   private before: Blocks | null;
   // before: of the same table; its cells are shown until those of this object come.
   constructor(
@@ -32,13 +36,27 @@ class Blocks {
   cell(row: number, column: number): string | null | undefined {
     const key = `${Math.floor(row / blockRows)}/${Math.floor(column / blockColumns)}`;
     const block = this.blocks.get(key);
-    if (block === undefined) void this.fetch(key);
+    if (block === undefined) this.ask(key);
     return (block ?? this.before?.blocks.get(key))?.[row % blockRows]?.[column % blockColumns];
+  }
+
+  // What came into view last comes first; what a fast scroll has left behind is not fetched.
+  private ask(key: string): void {
+    this.blocks.set(key, null);
+    this.waiting.push(key);
+    const left = this.waiting.length > mostWaiting ? this.waiting.shift() : undefined;
+    if (left !== undefined) this.blocks.delete(left);
+    this.fetchNext();
+  }
+
+  private fetchNext(): void {
+    const key = this.fetches < mostFetches ? this.waiting.pop() : undefined;
+    if (key !== undefined) void this.fetch(key);
   }
 
   private async fetch(key: string): Promise<void> {
     const [row, column] = key.split("/").map(Number) as [number, number];
-    this.blocks.set(key, null);
+    ++this.fetches;
     try {
       const query = `row=${row * blockRows}&rows=${blockRows}&column=${column * blockColumns}&columns=${blockColumns}`;
       const answer = await get<{ cells: Block }>(`${this.path}/grid?${query}`);
@@ -48,6 +66,8 @@ class Blocks {
     } catch {
       this.blocks.delete(key); // asked for again when it is next in view
     }
+    --this.fetches;
+    this.fetchNext();
     this.changed();
   }
 }
