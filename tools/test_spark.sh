@@ -17,9 +17,12 @@ if ! cmp -s <(echo "$packages") "$four/.velmora-stamp"; then
   echo "$packages" >"$four/.velmora-stamp"
 fi
 
+# A process has one kind of session: local, of executors, or over Connect.
 run() {
-  "$1/bin/python" -m pytest -q -p no:cacheprovider -W ignore "${@:2}"
+  "$1/bin/python" -m pytest -q -p no:cacheprovider -W ignore "$2"
 }
-run build/venv python/tests/test_spark.py python/spark_tests/test_cluster.py
-run "$four" python/tests/test_spark.py python/spark_tests/test_cluster.py
-run "$four" python/spark_tests/test_connect.py  # a process has sessions of one kind
+for python in build/venv "$four"; do
+  run "$python" python/tests/test_spark.py
+  run "$python" python/spark_tests/test_cluster.py
+done
+run "$four" python/spark_tests/test_connect.py

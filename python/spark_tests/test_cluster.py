@@ -38,6 +38,7 @@ def session():
     for name, value in executor.items():
         builder = builder.config(f"spark.executorEnv.{name}", value)
     built = builder.getOrCreate()
+    assert built.sparkContext.master.startswith("local-cluster"), "another session of this process is in use"
     built.sparkContext.setLogLevel("OFF")
     yield built
     built.stop()
