@@ -18,8 +18,8 @@ ReadOptions ReadingOptionsOf(const DataOptions& options);
 // with a progress bar on a terminal. Throws UsageError for an option that does not fit the data,
 // DataError for the file, Cancelled.
 Table LoadTable(const DataOptions& options);
-// The same, with the values that the file declares missing. infers: otherwise measurements and roles
-// are left open, for work that asks for none.
+// The same, with the values that the file declares missing. infers: whether to infer measurements and
+// roles, which some commands do not need.
 Table LoadTable(const DataOptions& options, UserMissing& userMissing, bool infers = true);
 // The same for a run that uses only the variables that these values of options name. Other
 // variables come without values where that saves time.

@@ -67,7 +67,8 @@ class ColumnBuilder {
   void AddMissing() { values_.push_back(kMissing); }
   void AddNumber(double value);
   void AddText(std::string_view text);
-  // Adds a text that AddText has taken before, which needs no further look; false: it has not.
+  // Adds a text that AddText has added before, without checking it again; returns false for any
+  // other.
   bool AddKnownText(std::string_view text);
   void AddField(std::string_view text);
 

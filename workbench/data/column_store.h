@@ -35,8 +35,8 @@ class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
   // Adds cells to the end of a column. Threads may work on different columns at once. Throws
   // DataError.
   void Append(std::size_t column, std::span<const double> cells) const;
-  // A column with room for so many cells, which are to be written. Throws DataError, also where the
-  // disk has no room for them.
+  // A column of this many cells, not yet written. Throws DataError, also when the disk has no room
+  // for them.
   ColumnValues Reserved(std::size_t column, std::size_t cells);
   // Forgets its cells.
   void Clear(std::size_t column) const noexcept;

@@ -14,8 +14,8 @@
 
 namespace velmora {
 
-// Makes a file that has room on the disk for so many bytes, whose content is open. error says why
-// not.
+// Makes a file of this many bytes and reserves the disk space for them. Their content is undefined.
+// Sets error on failure.
 void ReserveFile(const std::filesystem::path& path, std::uint64_t bytes, std::error_code& error);
 
 class MappedFile {

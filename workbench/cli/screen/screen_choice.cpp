@@ -41,7 +41,7 @@ class UsedCases {
     return std::move(values).Ascending();
   }
 
-  // At most limit of them, of which none differs from another by rounding only.
+  // The same, at most limit of them; values that differ only by rounding are one.
   std::vector<double> Distinct(int variableNumber, std::size_t limit) const {
     std::vector<double> values;
     ForValues(variableNumber, [&](double value) {
