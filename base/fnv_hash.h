@@ -1,5 +1,5 @@
-// The hash FNV-1a of 64 bits (https://datatracker.ietf.org/doc/html/draft-eastlake-fnv): fast, the
-// same on every system, and no protection against a text that is made to collide.
+// The hash FNV-1a of 64 bits (https://datatracker.ietf.org/doc/html/draft-eastlake-fnv): fast and
+// the same on every system. It does not protect against texts that are made to collide.
 //
 //   vlm::FnvHash("a") == 0xaf63dc4c8601ec8c
 #pragma once

@@ -14,7 +14,7 @@ namespace vlm {
 namespace heap_detail {
 
 // Sifts the element at position `top` down within positions 1 to `size`. comesLater(a, b): a
-// belongs nearer to the root than b, which is: later in the sorted order.
+// belongs nearer to the root than b, that is, later in the sorted order.
 template <class Key, class ComesLater>
 void SiftDown(std::span<const Key> keys, std::span<int> order, std::size_t top, std::size_t size,
               ComesLater comesLater) {

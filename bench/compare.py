@@ -18,7 +18,7 @@ import sys
 import tempfile
 import time
 
-# Before NumPy is loaded: one thread, as ours.
+# Set before NumPy is loaded, so that it uses one thread, like ours.
 for variable in ("OMP_NUM_THREADS", "OPENBLAS_NUM_THREADS", "MKL_NUM_THREADS"):
     os.environ[variable] = "1"
 
@@ -162,7 +162,7 @@ def compare(program, folder):
         for name, call in peers(stems[size]):
             ours, slow = run(size), name != "NumPy"
             row(f"{size}, fs1: {name} / ours", ratio(call, ours, pairs=3 if slow else PAIRS))
-            # scikit-learn cuts from minimum to maximum, so its figures are others.
+            # scikit-learn cuts from minimum to maximum, so its figures differ.
             if not slow and any(abs(a - b[0]) > 1e-9 * a for a, b in zip(call.figures, ours.check)):
                 sys.exit("NumPy and we give different figures")
     one, two = (run("S", "screen_bin", threads=threads, clock="wall_s") for threads in (1, 2))

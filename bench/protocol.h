@@ -1,4 +1,4 @@
-// What the jobs of the side-by-side protocol share: the words that name a job, the data file,
+// Shared by the jobs of the side-by-side protocol: the words that name a job, the data file,
 // clocks, and the line that is printed.
 #pragma once
 

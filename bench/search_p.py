@@ -48,7 +48,8 @@ def main() -> None:
                 found.setdefault(one["name"], []).append(one["searchP"])
             found.setdefault("smallest adjusted", []).append(min(one["adjustedSearchP"] for one in predictors))
     for name, values in found.items():
-        # p takes the values 1/(N + 1) to 1; spread over the steps between them it is continuous.
+        # p takes the values 1/(N + 1) to 1; spread over the steps between these values it is
+        # continuous.
         steps = np.array(values) - rng.uniform(size=len(values)) / (given.permutations + 1)
         test = kstest(steps, "uniform")
         print(f"{name:18} p <= 0.05: {np.mean(np.array(values) <= 0.05 + 1e-12):6.1%}   "

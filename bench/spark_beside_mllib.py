@@ -133,7 +133,7 @@ def main() -> None:
     session.sparkContext.setLogLevel("OFF")
     print(f"Spark {session.version}, {options.master}")
     names = [f"x{i}" for i in range(options.predictors)]
-    # Once over a few rows, so that no side pays for starting workers and compiling.
+    # Run once over a few rows, so that neither side pays for starting workers and compiling.
     few = make_frames(session, 2000 * options.partitions, names, options.partitions)
     compare(*few, names, 0, shown=False)
     for frame in few:

@@ -1,5 +1,5 @@
-// The kernels of one binned predictor: its order, a tree per kind of response, and what follows the
-// tree. Items per second are cases; 1e9 / items per second is ns per case.
+// The kernels of one binned predictor: its order, a tree per kind of response, and the steps after
+// the tree. Items per second are cases; 1e9 / items per second is ns per case.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

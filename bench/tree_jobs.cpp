@@ -235,7 +235,7 @@ class ScreeningJob {
     Stopwatch watch;
     for (int go = 0; go < inner; ++go) {
       session_.EndAnalysis();
-      // as after a change of the data: nothing made from them is kept
+      // as after a change of the data: drops everything made from them
       session_.SelectCases("", "");
       watch.Start();
       Screen();

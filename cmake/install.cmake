@@ -1,5 +1,6 @@
-# What an installation holds: one folder with the command, the library, the module and what they
-# load, found by each other through it, and the header. The wheel has the folder inside its package.
+# The content of an installation: the header, and one folder with the command, the library, the
+# module and everything that they load, where they find each other. The wheel has the folder inside
+# its package.
 set(VELMORA_INSTALL_FOLDER lib/velmora CACHE STRING "The folder of the programs and libraries, below the prefix")
 set(programs velmora velmora-read velmora_shared vlmfsl)
 # The second place is for a library that is loaded through a link beside that folder.
@@ -29,7 +30,7 @@ install(FILES README.md CHANGELOG.md NOTICE docs/json.md docs/scripting.md DESTI
         COMPONENT system)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright COMPONENT system)
 install(DIRECTORY samples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT system)
-# Manual pages are made of the help of the command that was built.
+# Manual pages are made from the help of the command that was built.
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 install(CODE "execute_process(COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/packaging/man_pages.py
                                       $<TARGET_FILE:velmora> ${CMAKE_BINARY_DIR}/man COMMAND_ERROR_IS_FATAL ANY)"
@@ -46,7 +47,7 @@ file(CREATE_LINK ${soname} ${links}/libvelmora.so SYMBOLIC)
 install(FILES ${links}/velmora DESTINATION bin COMPONENT system)
 install(FILES ${links}/${soname} ${links}/libvelmora.so DESTINATION lib/${CMAKE_LIBRARY_ARCHITECTURE} COMPONENT system)
 
-set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # packing builds no benchmarks and tests
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # packing builds neither benchmarks nor tests
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME velmora)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})

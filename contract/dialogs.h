@@ -72,8 +72,8 @@ struct IDialogWindow {
   // entries.
   virtual int VariableListsDialog(const char* title, int titleLength, const VariableListRequest* lists,
                                   int listCount) = 0;
-  // The codes of each variable, shown as chosen before; with OK the sink receives the new choice of
-  // all of them. Values outside minimum..maximum are refused.
+  // Shows the codes of each variable with the present choice; on OK the sink receives the new
+  // choice for every variable. Values outside minimum..maximum are refused.
   virtual int CodesListDialog(const char* title, int titleLength, const CodesRequest* variables,
                               int variableCount, int shownAtOnce, double minimum, double maximum,
                               ICodesSink* codes) = 0;

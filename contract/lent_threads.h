@@ -6,8 +6,8 @@ namespace vlm {
 
 // Implemented by the module.
 struct IPoolTask {
-  // Does one of the tasks, on any thread. No two tasks that run at once have the same worker, from
-  // 0 to GetThreadCount() - 1. Lets no exception out.
+  // Runs one of the tasks, on any thread. worker: 0 to GetThreadCount() - 1, different for tasks
+  // that run at the same time. Lets no exception out.
   virtual void RunTask(int index, int worker) = 0;
   // Called now and then on the thread that called Run; not 0: no more tasks shall begin.
   virtual int IsStopped() = 0;
@@ -19,8 +19,9 @@ struct IPoolTask {
 // kWorkerPoolExtension of IEngineServices. A module whose host has none works alone.
 struct IWorkerPool {
   virtual int GetThreadCount() = 0;
-  // Calls task->RunTask for 0 to count - 1, begun in this order, and returns when all that have
-  // begun have ended. Called on the host's thread. Returns 0, or not 0 when the task was stopped.
+  // Calls task->RunTask for 0 to count - 1, starting the tasks in this order, and returns when all
+  // that were started have ended. Called on the host's thread. Returns 0, or not 0 when the task
+  // was stopped.
   virtual int Run(IPoolTask* task, int count) = 0;
   // Not 0: tasks may call, of the services, GetNbCases, LoadText, StripFormatting and ShowNotice,
   // and of the host CreateProcedure, GetDecimalSeparator and MessageOutput. What procedures give is

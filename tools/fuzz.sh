@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in
 # build/fuzz/corpus. Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives
-# the same inputs every time, as many of them as there is time for. Fails when a target falls, and
-# leaves the input beside the corpus. No input is too slow for a loaded machine: one that takes ten
-# minutes has hung. Leaks are looked for in runs by time, not in the long ones by number.
+# the same inputs every time, as many of them as there is time for. Fails when a target fails, and
+# leaves the input beside the corpus. The time limit allows for a loaded machine: an input that
+# takes ten minutes hangs. Leaks are looked for in runs by time, not in the long ones by number.
 # Needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz
 # usage: tools/fuzz.sh SECONDS [TARGET ...]
 #        tools/fuzz.sh 10000000x [TARGET ...]
@@ -13,8 +13,8 @@ length=${1:?usage: tools/fuzz.sh SECONDS [TARGET ...]}
 limit=-max_total_time=$length
 leaks=1
 [[ $length == *x ]] && limit=-runs=${length%x} && leaks=0
-# Weighing the corpus and keeping the stack of every allocation take most of the time otherwise; an
-# input that falls shows its stacks when it is run alone.
+# Without these, weighing the corpus and keeping the stack of every allocation take most of the
+# time; an input that fails shows its stacks when it is run alone.
 speed="-entropic=0 -print_funcs=0 -detect_leaks=$leaks"
 export ASAN_OPTIONS="quarantine_size_mb=4:malloc_context_size=0:detect_leaks=$leaks"
 shift

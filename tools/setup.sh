@@ -65,8 +65,8 @@ if [ ! -f "$header" ]; then
   mv "$scratch/package/src/duckdb/src/include/duckdb.h" "$header"
 fi
 
-# DuckDB's DLL for Windows: an optional package of package.json, which npm passes over on another
-# system, so it is taken by itself; version and checksum are those of package-lock.json.
+# DuckDB's DLL for Windows: an optional package of package.json, which npm skips on another system,
+# so it is downloaded separately; version and checksum are those of package-lock.json.
 library=node_modules/.velmora-duckdb/windows/duckdb.dll
 if [ "$what" = test ] && [ ! -f "$library" ]; then
   name=@duckdb/node-bindings-win32-x64

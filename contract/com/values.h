@@ -33,8 +33,8 @@ class ArgumentViews {
   //
   // An array of two dimensions holds the cells of a spreadsheet. One row or one column becomes a
   // plain array; several columns become an array of columns, each without the empty cells at its
-  // end. An object becomes the array that it is (an Array of JScript, which has a length) or the
-  // value of its default property (a Range).
+  // end. An object becomes an array if it is one (an Array of JScript, which has a length), else
+  // the value of its default property (a Range).
   [[nodiscard]] HRESULT Add(const VARIANT& value);
   const vlm::AutomationValue* Data() const { return views_.data(); }
   int Count() const { return static_cast<int>(views_.size()); }

@@ -33,7 +33,8 @@ int OpenDialog(CFeatureSelection& analysis) {
 
 }  // namespace
 
-// In ordinary memory, its arrays in the host's; lives from Init to the end of the analysis.
+// The record is in ordinary memory, its arrays are in the host's. It lives from Init to the end of
+// the analysis.
 struct CFeatureSelection::Record {
   FeatureSelectionSettings settings;
   FeatureSelectionResultsView view{settings};
@@ -76,7 +77,8 @@ int CFeatureSelection::Init() {
   current_ = new (std::nothrow) Record{.settings = {}, .earlier = records_};
   if (!current_) return 1;
   records_ = current_;
-  // Without memory for its lists a record stays, with null lists; the dialog says so.
+  // When there is no memory for its lists, the record remains with null lists, and the dialog says
+  // so.
   (void)current_->settings.Create(&Services());
   return 1;
 }

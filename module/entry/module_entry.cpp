@@ -14,7 +14,7 @@
 #define VLM_EXPORT extern "C" __attribute__((visibility("default")))
 #endif
 
-// A class whose constructor throws gives its storage back before the exception goes on.
+// When a constructor throws, the storage is freed before the exception propagates.
 VLM_EXPORT vlm::IAnalysis* Qvd6NewAnalysis() {
   return new (std::nothrow) vlmfsl::CFeatureSelection(nullptr, nullptr);
 }
@@ -25,8 +25,8 @@ VLM_EXPORT vlm::IAnalysis* Qvd6FeatureSelectionTemplate() {
 
 #ifdef _WIN32
 
-// Part of the C++ runtime that is linked in, declared by none of its headers: gives back the memory
-// that it keeps for exceptions in times of need, which is otherwise lost with each unload.
+// Part of the C++ runtime that is linked in, declared by none of its headers: frees the emergency
+// memory that it keeps for exceptions, which would otherwise leak with each unload.
 namespace __gnu_cxx {
 void __freeres();
 }

@@ -1,6 +1,6 @@
 // One pass over the host's cases: progress, cancellation, reading, and the rules by which a case is
-// accepted. Both passes of a run read through this. Of a host that has columns, blocks of them are
-// read, and the host's threads share out the variables of each.
+// accepted. Both passes of a run read through this. A host that has columns gives blocks of them,
+// and its threads divide the variables of each block among themselves.
 #pragma once
 
 #include <algorithm>
@@ -42,11 +42,12 @@ class CasePass {
     return codes_.Allocate(static_cast<std::uint64_t>(settings_.nReadVariables));
   }
 
-  // Makes the block for the way in which the host gives its cases. partCases: of columns.
+  // Prepares the block for rows or for columns, whichever the host gives. partCases: cases per part
+  // of the columns.
   [[nodiscard]] int Prepare(LaneBlock* block, std::vector<LaneGroup> groups, int partCases) const {
     if (columns_ == nullptr) return block->AllocateRows(settings_.nReadVariables, std::move(groups));
-    // A few thousand cases suit the prefetchers of the processor; threads wait for each other after
-    // every block, and a cancelled run for the block's end.
+    // A few thousand cases suit the prefetchers of the processor. Threads wait for each other at
+    // the end of a block, and so does a cancelled run.
     constexpr int kMostCells = 1 << 20, kFewestCases = 1024, kMostCases = 4096, kMostSharedCases = 16384;
     const int most = pool_ == nullptr ? kMostCases : kMostSharedCases;
     const int cases = std::clamp(kMostCells / std::max(settings_.nReadVariables, 1), kFewestCases, most);
@@ -77,9 +78,9 @@ class CasePass {
 
   // Calls accept(weight, count) for each case that is accepted, in order: its values are the
   // block's entries, and accept appends it. process() empties the block; it is called when the
-  // block is full and when its values are about to go, and returns false when the run is cancelled.
-  // Closes the progress display at the end. Returns kOk, or kFailed on cancellation or when the
-  // reader stops.
+  // block is full and before its values become invalid, and returns false when the run is
+  // cancelled. Closes the progress display at the end. Returns kOk, or kFailed on cancellation or
+  // when the reader stops.
   template <class Accept, class Process>
   [[nodiscard]] int Run(int captionText, LaneBlock* block, RunFacts* facts, Accept&& accept,
                         Process&& process) {

@@ -35,7 +35,7 @@ class MomentsPass {
   void Finish();
   static constexpr std::size_t kAtOnce = PresenceRows::kRows;
   static constexpr int kBlocksToDivide = 16;
-  // Of columns: the values of kAtOnce groups stay in the nearest cache.
+  // Cases per part of the columns: the values of kAtOnce groups stay in the nearest cache.
   static constexpr int kPartCases = 32;
 
   // Scratch memory of one thread.

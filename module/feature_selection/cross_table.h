@@ -10,8 +10,8 @@
 namespace vlmfsl {
 
 // Masses by (row, column), both counted from 0; row 0 and column 0 collect cases that do not take
-// part and are never reported. Dense while that is small, else one entry for each cell that occurs,
-// so that memory follows the cells.
+// part and are never reported. Dense while the table is small, else one entry for each cell that
+// occurs, so that memory grows with these cells alone.
 class CrossTable {
  public:
   // counting: every mass is 1, and cells are whole counters.
@@ -95,8 +95,8 @@ struct ChiSquareResult {
 class ChiSquareSum {
  public:
   // rowRanks, columnRanks: place of each row and column in ascending key order, from 0. isStopped
-  // is asked now and then, because a table may have as many cells as the square of its cases;
-  // nothing is returned when it says so.
+  // is called now and then, because a table may have as many cells as the square of its cases; when
+  // it returns true, Form returns nothing.
   std::optional<ChiSquareResult> Form(const CrossTable& table, const std::vector<std::uint32_t>& rowRanks,
                                       const std::vector<std::uint32_t>& columnRanks,
                                       const std::function<bool()>& isStopped);

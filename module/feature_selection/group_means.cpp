@@ -54,7 +54,7 @@ void GroupMeans::StartBlock(const LaneBlock& block, std::size_t dependent, doubl
   }
 }
 
-// From here on the entries' counts are kept.
+// From now on the kernels keep the counts of the entries.
 void GroupMeans::KeepCounts(Pairs* pairs) {
   if (!pairs->plain) return;
   pairs->plain = false;

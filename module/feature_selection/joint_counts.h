@@ -36,15 +36,15 @@ class JointCounts {
   // tables: receives the counts when a predictor or a dependent leaves the joint tables.
   void Prepare(std::size_t predictors, std::size_t caseCapacity, std::size_t dependents, CrossTables* tables);
 
-  // classOfCase: [dependent][caseCapacity], of the block. Now and then decides which dependents are
-  // counted together.
+  // classOfCase: [dependent][caseCapacity], of the block. From time to time it decides which
+  // dependents are counted together.
   void StartBlock(const std::vector<DependentClasses>& classes, const std::uint32_t* classOfCase,
                   std::size_t cases, std::size_t parts);
   // Counts the cases of a part for the predictors of a group of lanes. Threads may work on
   // different groups.
   void Count(const SlotFinder& finder, const LaneBlock& block, const BlockPart& part, std::size_t group,
              const std::uint32_t* slots);
-  // Whether Count has counted the pair. If not, the pair's own table has to.
+  // Whether Count has counted the pair. If not, it is counted in the pair's own table.
   bool Has(std::size_t dependent, std::size_t predictor) const {
     const int set = setOf_[dependent];
     return set >= 0 && sets_[static_cast<std::size_t>(set)].leftOut[predictor] == 0;

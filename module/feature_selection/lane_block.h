@@ -2,9 +2,9 @@
 // sees its cases in order, so the values of a group of variables are given case by case.
 //
 // A host that reads single cases writes them here: row after row, each with the values of the read
-// list. Of a host that has columns the block only keeps which of their cases are accepted; the
-// values of a group are transposed, a part of the cases at a time, when they are asked for, and
-// stay in the nearest caches.
+// list. When the host gives columns, the block only keeps which of their cases are accepted; the
+// values of a group are transposed on request, a part of the cases at a time, and stay in the
+// nearest caches.
 #pragma once
 
 #include <algorithm>

@@ -13,7 +13,7 @@
 
 namespace vlmfsl {
 
-// Masks of lanes of some groups, by case of a part; of one thread.
+// Masks of the lanes of some groups, one per case of a part. Each thread has its own.
 class PresenceRows {
  public:
   // Most groups that are processed together.

@@ -34,7 +34,7 @@ class PairAccumulator {
   LaneBlock& Block() { return block_; }
   // Adds the case that was read into the block.
   void Accept(bool weighted, double weight, double count);
-  // Processes the cases of the block, which is empty then. Returns false when the run is cancelled.
+  // Processes the cases of the block and empties it. Returns false when the run is cancelled.
   [[nodiscard]] bool ProcessBlock();
   // To be called after the last block.
   void Finish() { means_.Finish(); }
@@ -50,10 +50,10 @@ class PairAccumulator {
   // all its dependents.
   void StartPredictor(int predictorIndex);
   OneWayResult OneWay(int dependentIndex) const;
-  // Nothing when isStopped, which is asked now and then, says so.
+  // Returns nothing when isStopped, which is called now and then, returns true.
   std::optional<ChiSquareResult> Cross(int dependentIndex, const std::function<bool()>& isStopped);
   // Cases that entered the pair, whatever their weights and counts. mass: that of the pair, which
-  // is the answer where every case has mass 1.
+  // is returned where every case has mass 1.
   int UsedCases(int dependentIndex, double mass) const;
 
  private:

@@ -77,7 +77,7 @@ int BestPredictors::Select(const FeatureSelectionSettings& settings, int depende
   }
   if (m == 0) {
     m = ranked.Computable(limit);
-    // The wording about the p-value appears in the other modes too.
+    // This text mentions the p-value, and appears in the other modes too.
     if (m == 0 && predictors > limit) {
       notice(kTextNoneMeetsCriterion);
       m = ranked.Computable(predictors);

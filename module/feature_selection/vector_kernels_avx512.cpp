@@ -12,7 +12,7 @@
 #else
 #pragma GCC push_options
 #pragma GCC target("avx512f,avx2,fma")
-// GCC 12 takes the undefined source operand of its own conversion intrinsics for a mistake.
+// GCC 12 warns about the undefined source operand of its own conversion intrinsics.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
@@ -24,7 +24,7 @@ namespace {
 #include "module/feature_selection/vector_avx2_body.h"
 
 struct Avx512 {
-  using Rows = Avx2;  // four rows fit; eight would be turned for longer than is won
+  using Rows = Avx2;  // four rows fit; transposing eight takes longer than it saves
   static constexpr int kWidth = 8;
   using D = __m512d;
   using M = __mmask8;
@@ -38,7 +38,7 @@ struct Avx512 {
   static D Mul(D a, D b) { return _mm512_mul_pd(a, b); }
   static D Div(D a, D b) { return _mm512_div_pd(a, b); }
   static constexpr bool kDividesByWhole = true;
-  // As that of Avx2.
+  // See Avx2::DivideByWhole.
   static D DivideByWhole(D a, D whole, D reciprocal) {
     const D estimate = _mm512_mul_pd(a, reciprocal);
     return _mm512_fmadd_pd(_mm512_fnmadd_pd(estimate, whole, a), reciprocal, estimate);

@@ -30,7 +30,8 @@ void Transpose(const double* const* columns, int lanes, std::uint64_t first, int
   }
 }
 
-// Most blocks lack nothing: asking only that is half the work of telling which values are there.
+// Most blocks have no missing value: testing for that alone is half the work of finding which
+// values are present.
 template <class V>
 bool AnyMissing(LaneValues values, int cases, const MissingLanes& missing) {
   bool any = false;

@@ -69,7 +69,7 @@ void CDefineTask::ShowWeights() {
   FeatureSelectionSettings* settings = Settings();
   if (!settings) return;
   const int asGiven = settings->useWeightsAsGiven;
-  // A host that has one way of weighted moments keeps it.
+  // A host that has only one mode of weighted moments keeps it.
   if (!Analysis().PutWeightedMomentsFlags(asGiven, settings->weightedMomentsMode)) {
     settings->weightedMomentsMode = 0;
     (void)Analysis().PutWeightedMomentsFlags(asGiven, 0);
@@ -215,7 +215,7 @@ void CDefineTask::ChooseVariables() {
                                       static_cast<int>(requests.size())) == 0) {
       return;
     }
-    // The lists are the record's own: with OK they are others than those of the last run.
+    // The lists belong to the record: after OK they differ from those of the last run.
     DropResults();
     if (!Window()) return;
     if (settings->DependentCount() >= 1 && settings->PredictorCount() >= kFewestPredictorsOfChoice) {

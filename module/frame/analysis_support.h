@@ -65,7 +65,7 @@ class CAnalysisSupport : public vlm::IAnalysis {
   void RemoveOpenDialog(CAnalysisModelessDialog& dialog);
 
  protected:
-  // Both may be null; a null context stands for the module's own. Cannot fail.
+  // Both may be null; a null context means the module's own. Cannot fail.
   CAnalysisSupport(CAnalysisDoc* document, CAnalysisContext* context) noexcept
       : document_(document), context_(context) {}
   virtual ~CAnalysisSupport() = default;

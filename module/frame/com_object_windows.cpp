@@ -72,7 +72,7 @@ HRESULT OwnTypeLibrary::GetTypeInfo(REFGUID interfaceId, ITypeInfo** information
   }
   return sharedLibrary->GetTypeInfoOfGuid(interfaceId, information);
 } catch (...) {
-  return E_OUTOFMEMORY;  // for the file's name
+  return E_OUTOFMEMORY;  // no memory for the file's name
 }
 
 HRESULT RaiseException(REFGUID interfaceId, EXCEPINFO& exception) noexcept {

@@ -42,7 +42,7 @@ void LogMessage(int level, int code, const char* format, ...) noexcept {
     vlm::ILog* log = ApplicationLogThatIsOn();
     if (!log) log = FindLog(vlm::kGetLogCache);
     if (log) log->LogEntry(text.data(), vlm::LengthOf(text), ProcessId(), ThreadId(), level, code);
-  } catch (...) {  // no memory for the text: there is nobody left to tell
+  } catch (...) {  // no memory for the text, so nothing can be reported
   }
   va_end(arguments);
 }

@@ -10,7 +10,7 @@
 
 namespace vlmfsl {
 
-// An error that a script is to see: number and description go to the caller.
+// An error for the script: number and description go to the caller.
 class AutomationException : public std::exception {
  public:
   explicit AutomationException(std::string description, int code = vlm::kAutomationErrorCode)
@@ -60,8 +60,8 @@ Body BodyOf() {
 //
 // Every exception is logged at level 1 as "Exception in automation method [name]: message". Returns
 // a vlm::DispatchStatus: kDispatchException for an AutomationException, kDispatchTypeMismatch, or
-// kDispatchFailed; the result holds the message. An exception that is no deliberate answer to the
-// script also leaves a crash report.
+// kDispatchFailed; the result holds the message. An exception that is not meant for the script also
+// leaves a crash report.
 template <typename Callable>
 int Guarded(const char* qualifiedName, vlm::IAutomationResult* result, Callable&& body) {
   return guarded_detail::RunAutomation(qualifiedName, result,

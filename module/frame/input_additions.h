@@ -28,7 +28,7 @@ struct PredictorBundle {
 };
 
 // Adds the bundles, each under the first of NAME, NAME_01, NAME_02 ... that is free. Returns kOk,
-// or kFailed when the host refuses one: the caller's InputAdditions takes the others back.
+// or kFailed when the host refuses one: the caller's InputAdditions then removes the others.
 [[nodiscard]] int AddBundles(vlm::IInputSpreadsheet& input, const std::vector<PredictorBundle>& bundles);
 
 // The same for lists of best predictors, all or none, with a message to the user; an empty list

@@ -34,7 +34,7 @@ void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
 
 std::string ApplicationDataFolder() {
   const char* dataHome = std::getenv("XDG_DATA_HOME");
-  // A path that is not absolute is to be passed over (XDG Base Directory Specification).
+  // A relative path is ignored (XDG Base Directory Specification).
   std::string folder;
   if (dataHome && dataHome[0] == '/') {
     folder = dataHome;

@@ -22,7 +22,7 @@ void* FunctionOf(HMODULE library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(library, name));
 }
 
-// What this code has been linked into.
+// The program or library that this code is linked into.
 HMODULE OwnModule() {
   static constexpr char kWithin = 0;
   HMODULE module = nullptr;
@@ -81,7 +81,7 @@ void* RuntimeLibrary::Find(const char* function) const {
 }
 
 void WithThreadState(const std::function<void(ExceptionInformation*)>& use) {
-  // The customer bit: no code of the system's.
+  // The customer bit is set, so this is not one of the system's codes.
   constexpr DWORD kExceptionOfTheLanguage = 0xE0000001;
   CONTEXT context = {};
   RtlCaptureContext(&context);

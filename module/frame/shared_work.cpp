@@ -35,7 +35,7 @@ class SharedTask final : public vlm::IPoolTask {
     return stopped_ ? 1 : 0;
   }
 
-  // Of the whole run: whether it was stopped by isStopped.
+  // Ends the run. Returns false when isStopped has stopped it.
   bool Finish() {
     if (failure_) std::rethrow_exception(failure_);
     return stopped_;

@@ -35,7 +35,7 @@ class NumberSink final : public vlm::IIntegerSink {
   bool failed_ = false;
 };
 
-// Numbers of the data, each once, in the order of their first place.
+// The valid variable numbers, each once, in the order of their first occurrence.
 std::vector<int> EachOnce(const std::vector<int>& numbers, int variableCount) {
   std::vector<int> checked;
   checked.reserve(numbers.size());

@@ -54,7 +54,7 @@ SumsOfSquares SumSquares(vlm::ISpreadsheet& breakdown, int sseColumn, int varian
   return inRange ? SumsOfSquares{within, total} : SumsOfSquares{shareWithin, 1};
 }
 
-// Returns the breakdown procedure, whose sheet the record has now.
+// Stores the sheet of the breakdown in the record and returns the procedure.
 vlm::Ref<vlm::IProcedure> BreakdownResponseByCodedPredictor(CFeatureSelectionTemplate& analysis,
                                                             PredSummary& record) {
   const auto ranks = analysis.CreateStatisticsProcedure(record, vlm::kRanksProcedure);
@@ -112,7 +112,8 @@ void CFeatureSelectionTemplate::ComputeAdditionalBreakdownStats(vlm::IProcedure&
   const double meanSquareError = response.within / errorDf;
   // Below 0 by rounding alone.
   const double between = std::max(response.total - response.within, 0.0);
-  // With weights that sum to little there may be no degrees of freedom: F is then not computable.
+  // When the weights have a small sum, there may be no degrees of freedom: F is then not
+  // computable.
   record.continuous.fStatistic = !(errorDf > 0) ? std::numeric_limits<double>::quiet_NaN()
                                  : vlm::NearlyZero(meanSquareError)
                                      ? vlm::kMissingValue
@@ -132,7 +133,7 @@ void CFeatureSelectionTemplate::ComputeBasicStatsForCovariate(PredSummary& recor
   record.values.mean = sheet->GetValue(1, 2);
   const double minimum = sheet->GetValue(1, 3);
   const double maximum = sheet->GetValue(1, 4);
-  // otherwise the range still says that there are no values
+  // otherwise the range keeps saying that there are no values
   if (HasValue(minimum) && HasValue(maximum)) {
     record.values.minimum = minimum;
     record.values.maximum = maximum;

@@ -68,7 +68,7 @@ PredSummary MakeRecord(const ScreeningChoices& choices, int responseKind, int pr
   return binary;
 }
 
-// Whether the trees keep no exclusion of the user's, see PrepareTree.
+// Whether the trees ignore an exclusion of the user, see PrepareTree.
 bool LeavesOutExclusion(CFeatureSelectionTemplate& analysis) {
   if (analysis.settings.searchSelectedCases != 0) return false;
   const CaseSelection selection =
@@ -76,7 +76,7 @@ bool LeavesOutExclusion(CFeatureSelectionTemplate& analysis) {
   return selection.enabled != 0 && !selection.exclusion.empty();
 }
 
-// Each predictor is one thread's. Returns false when the user has cancelled.
+// Each predictor is processed by one thread. Returns false when the user has cancelled.
 bool RunPredictors(CFeatureSelectionTemplate& analysis, vlm::IDialogWindow* parentWindow, int responseKind,
                    bool& anyFailed) {
   vlm::IWorkerPool* const pool = WorkerPoolOf(analysis.Services());
@@ -107,7 +107,8 @@ bool RunPredictors(CFeatureSelectionTemplate& analysis, vlm::IDialogWindow* pare
     done[static_cast<std::size_t>(index)] = std::move(one);
     ++finished;
   };
-  // One step for each predictor that has begun: the display is as far as the work of one thread.
+  // One step for each predictor that has begun, so that the display advances as it does with one
+  // thread.
   int shown = 0;
   const auto isStopped = [&] {
     for (const int begun = std::min(finished + 1, count); shown < begun; ++shown)

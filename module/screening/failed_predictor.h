@@ -7,11 +7,12 @@
 
 namespace vlmfsl {
 
-// For the reason of a text. Returns kFailed.
+// The reason is a text of the module. Returns kFailed.
 int Fail(CFeatureSelectionTemplate& analysis, PredSummary& record, int textId);
-// By a call of the host. Returns kFailed.
+// The reason is a failed call of the host. Returns kFailed.
 int FailAtHost(CFeatureSelectionTemplate& analysis, PredSummary& record, const HostCallError& error);
-// Without results the failed lists are not shown: their reasons become notices.
+// When there are no results, the lists of failed predictors are not shown, so the reasons become
+// notices.
 void ReportFailures(CFeatureSelectionTemplate& analysis);
 
 }  // namespace vlmfsl

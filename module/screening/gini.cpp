@@ -23,7 +23,8 @@ struct UniqueRows {
 
 bool IsFilled(double rate, vlm::MissingRange missing) { return rate < missing.first || rate > missing.last; }
 
-// Adds each filled row, in order. By value and on its own, so that the sum stays in a register.
+// Adds each filled row, in order. Takes the sum by value and is not inlined, so that the sum stays
+// in a register.
 [[gnu::noinline]] WeightedGini AddRows(const UniqueRows& rows, std::size_t count, vlm::MissingRange missing,
                                        WeightedGini gini) {
   for (std::size_t i = 0; i < count; ++i) {

@@ -39,8 +39,8 @@ enum BinStatisticsColumn : int {
 // Places in PredSummary::resultTexts.
 enum ResultText : int { kRSquaredText = 0, kEventScriptText = 1 };
 
-// The bins of a predictor: first those of its values, then one per special code, last the one that
-// the missing cases have for themselves.
+// The bins of a predictor: first those of its values, then one per special code, and last the bin
+// of the missing cases, if they have their own.
 struct PredictorBins {
   [[nodiscard]] std::size_t Count() const { return names.size(); }
   [[nodiscard]] std::size_t ValueCount() const { return Count() - extraCount; }
@@ -142,7 +142,7 @@ struct PredSummary {
   // 1 predictor, 2 response, 3 coded predictor, 4 ranked response
   vlm::Ref<vlm::IWorkSheet> workSheet;
   std::string conditionText;
-  // Of the file with these conditions, without folders; empty until it is written.
+  // The name, without folders, of the file with these conditions; empty until it is written.
   std::string recodeFileName;
   std::string resultTexts[3];
   std::string failureReason;  // of a failed predictor, one sentence

@@ -19,8 +19,8 @@ class CQvdProgressBar {
     services_.d_pbar(text.data(), static_cast<int>(text.size()));
     scope_.Advance(++step_);
   }
-  // While tasks of other threads ask, they get what Poll has seen: the display is the host's
-  // thread's.
+  // While other threads run tasks, they get what Poll has seen: only the host's thread may use the
+  // display.
   [[nodiscard]] bool IsCancelled() const { return isShared_ ? cancelled_.load() : scope_.IsCancelled(); }
   void Share(bool isShared) { isShared_ = isShared; }
   bool Poll() {

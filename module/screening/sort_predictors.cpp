@@ -60,7 +60,8 @@ void CFeatureSelectionTemplate::SortPredictors() {
     HostArray<int> positions(Services());
     if (keys.AllocateZeroed(count) != 0 || positions.Allocate(count) != 0) throw std::bad_alloc();
     const SortKey sortKey = KeyOf(*this, responseKind);
-    // Figures that are not computable have no place in a heap: no comparison with them holds.
+    // Figures that are not computable cannot be sorted by a heap: every comparison with them is
+    // false.
     std::vector<int> ranked, notComputable;
     for (std::size_t i = 0; i < count; ++i) {
       const double key = sortKey.key != nullptr ? sortKey.key(results[i]) : 0;

@@ -56,7 +56,7 @@ CaseSelection PrepareTree(CFeatureSelectionTemplate& analysis, vlm::IProcedure& 
   CaseSelection treeSelection = selection;
   const std::string withoutPredictor = "IsMD(v" + predictor + ")";
   if (analysis.settings.searchSelectedCases != 0) {
-    // The tree leaves out the cases without the predictor by itself.
+    // The tree itself leaves out the cases without the predictor.
   } else if (!selection.enabled) {
     treeSelection = {1, "", withoutPredictor};
   } else if (selection.exclusion.empty()) {
@@ -129,7 +129,7 @@ void CodePredictor(CFeatureSelectionTemplate& analysis, vlm::IProcedure& procedu
       const std::string text = LevelText(*tree, static_cast<int>(bin));
       if (!text.empty()) texts.labels[bin] = text;
     }
-    // Special codes may be in an interval, by hand.
+    // An edit by hand may have put special codes into an interval.
     std::vector<double> codes;
     for (int bin = 0; bin < static_cast<int>(texts.labels.size()); ++bin) {
       codes.resize(static_cast<std::size_t>(tree->GetLevelCount(bin)));

@@ -82,11 +82,12 @@ void MarkOthers(std::span<const double> values, std::uint8_t* isAnother) {
   auto last = static_cast<std::uint64_t>(vlm::OrderedBits(values[0]));
   for (std::size_t i = 0; i < count; ++i) {
     const auto image = static_cast<std::uint64_t>(vlm::OrderedBits(values[i + 1]));
-    isAnother[i] = image - last + kUlps > 2 * kUlps ? 1 : 0;  // the distance, whichever comes first
+    isAnother[i] = image - last + kUlps > 2 * kUlps ? 1 : 0;  // the distance, whichever of the two is greater
     last = image;
   }
   if (!std::isinf(values.front()) && !std::isinf(values.back())) return;
-  // The images of the largest doubles are next to those of the infinities; the values are not near.
+  // The ordered bits of the largest doubles are next to those of the infinities, but the values are
+  // not close.
   for (std::size_t i = 0; i < count; ++i) {
     if (std::isinf(values[i]) != std::isinf(values[i + 1])) isAnother[i] = 1;
   }
@@ -107,7 +108,7 @@ class RowBlock {
     std::int32_t* const casesOf = cases_.data();
     std::int32_t* const badOf = bad_.data();
     for (std::size_t i = 0; i < values.size(); ++i) {
-      const std::int32_t kept = isAnother[i] - 1;  // all bits of the running counts, or none
+      const std::int32_t kept = isAnother[i] - 1;  // a mask: keeps the running counts, or clears them
       row += isAnother[i];
       cases = (cases & kept) + 1;
       bad = (bad & kept) + isBad[i];

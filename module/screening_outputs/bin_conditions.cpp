@@ -16,11 +16,11 @@ namespace {
 
 // Bytes: 255 on common file systems, less a number and the ending of the temporary file.
 constexpr std::size_t kLongestFileName = 240;
-// Every value but the missing ones is below it: the condition of an only bin.
+// Every value that is not missing is below it: the condition when there is only one bin.
 constexpr double kAnyValue = 1.6e308;
 
-// Whether a label reads as a number other than the code: where the labels are not known, it would
-// be that number.
+// Whether a label reads as a number other than the code: a host that does not know the labels would
+// take it for that number.
 bool ReadsAsAnother(const std::string& label, double code) {
   const auto number = vlm::ParseNumber<double>(label);
   return number && *number != code;
@@ -49,12 +49,13 @@ std::string LevelCondition(const CFeatureSelectionTemplate& analysis, const Pred
   return Quoted(analysis, record.predictorName) + "=" + operand;
 }
 
-// The cases without the predictor, alone or besides the values of a bin.
+// The condition of cases without the predictor, in a bin of their own or together with other
+// values.
 std::string MissingCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record) {
   return "IsMD(" + Quoted(analysis, record.predictorName) + ")";
 }
 
-// In a recode file, where the conditions before it have failed.
+// The condition of a bin in a recode file, which is tested where those before it have failed.
 std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                              std::size_t bin) {
   if (record.bins.cutPoints.empty())
@@ -64,7 +65,7 @@ std::string OrderedCondition(const CFeatureSelectionTemplate& analysis, const Pr
   return Quoted(analysis, record.predictorName) + (last ? ">" : "<=") + vlm::FormatMachine(bound);
 }
 
-// In a rules script.
+// The condition of a bin in a rules script.
 std::string IntervalCondition(const CFeatureSelectionTemplate& analysis, const PredSummary& record,
                               std::size_t bin) {
   if (record.bins.cutPoints.empty()) {
@@ -123,7 +124,7 @@ std::string RulesScript(CFeatureSelectionTemplate& analysis, const PredSummary& 
   const auto addMissing = [&](std::size_t bin) {
     if (static_cast<int>(bin) == record.bins.fit.missingBin) add(MissingCondition(analysis, record), bin);
   };
-  // The last assignment holds: special codes, of whatever bin, come after the intervals.
+  // The last assignment counts, so special codes of any bin come after the intervals.
   for (std::size_t bin = 0; continuous && bin < record.bins.ValueCount(); ++bin) {
     addMissing(bin);
     add(IntervalCondition(analysis, record, bin), bin);

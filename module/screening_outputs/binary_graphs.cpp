@@ -116,8 +116,8 @@ class Distribution {
   GraphPoints density;
 };
 
-// The density and the rates share no unit: the density is scaled so that its peak is as high as the
-// highest rate.
+// The density and the rates have no common unit: the density is scaled so that its peak is as high
+// as the highest rate.
 double DensityScale(const GraphPoints& density, const GraphPoints& rates) {
   double highestRate = 0;
   for (const double rate : rates.y) {

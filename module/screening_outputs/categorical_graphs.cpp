@@ -11,7 +11,7 @@
 namespace vlmfsl {
 namespace {
 
-constexpr std::size_t kMostLines = 12;  // more could not be told apart
+constexpr std::size_t kMostLines = 12;  // more would be indistinguishable
 
 // Bins by classes; a bin without cases has zeros.
 struct ClassCounts {

@@ -54,7 +54,7 @@ int AddVariable(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& inp
     const std::string label = BinLabel(analysis, record, bin);
     const double code = record.bins.nodes[bin];
     input.SetVariableValueLabel(variable, code, label.data(), vlm::LengthOf(label));
-    // The host loses a label silently when it has no memory for it.
+    // The host silently drops a label that it has no memory for.
     const std::string kept =
         vlm::WholeTextOf([&](vlm::ITextSink* sink) { input.GetValueLabel(variable, code, sink); });
     if (kept != label) return 0;

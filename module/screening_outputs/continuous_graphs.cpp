@@ -14,7 +14,7 @@
 namespace vlmfsl {
 namespace {
 
-constexpr int kMostPoints = 2000;        // more could not be told apart
+constexpr int kMostPoints = 2000;        // more would be indistinguishable
 constexpr double kLevelHalfWidth = 0.4;  // of a level's diamond; its place is the number of its bin
 constexpr double kJitter = 0.2;          // on either side of that place
 

@@ -213,7 +213,7 @@ std::string BinConditionsForBox(CFeatureSelectionTemplate& analysis, PredSummary
 
 vlm::ISpreadsheet& BinStatistics(CFeatureSelectionTemplate& analysis, PredSummary& record) {
   if (record.continuous.binStatistics) return *record.continuous.binStatistics;
-  // On the run's cases, which are those of the work sheet, and its weights.
+  // Uses the cases of the run, which are those of the work sheet, and its weights.
   const auto breakdown = CreateProcedure(*record.workSheet, vlm::kBreakdownProcedure);
   if (breakdown->SetCaseWeight(analysis.caseWeight) != 0) {
     throw HostCallError(vlm::TextOf([&](vlm::ITextSink* sink) { breakdown->GetError(sink); }));

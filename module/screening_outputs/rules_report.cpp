@@ -31,7 +31,7 @@ std::string RuleOfInterval(const PredSummary& record, std::size_t bin, const std
               : record.bins.lowerTexts[bin] + " < " + name + " <= " + record.bins.upperTexts[bin];
 }
 
-// Of the interval, and of the levels or special codes in the bin.
+// The condition of the interval, or of the levels or special codes in the bin.
 std::string RuleOfValues(CFeatureSelectionTemplate& analysis, const PredSummary& record, std::size_t bin,
                          const std::string& name) {
   std::string levels;

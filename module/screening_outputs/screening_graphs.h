@@ -13,7 +13,7 @@ namespace vlmfsl {
 vlm::Ref<vlm::IGraph> BinaryDefaultRateGraph(CFeatureSelectionTemplate& analysis, PredSummary& record);
 vlm::Ref<vlm::IGraph> BinaryCDFGraph(CFeatureSelectionTemplate& analysis, PredSummary& record);
 vlm::Ref<vlm::IGraph> ContinuousBoxPlot(CFeatureSelectionTemplate& analysis, PredSummary& record);
-// Of at most 2000 cases, with mean diamonds.
+// Shows at most 2000 cases, with mean diamonds.
 vlm::Ref<vlm::IGraph> ContinuousOverlaidScatter(CFeatureSelectionTemplate& analysis, PredSummary& record);
 vlm::Ref<vlm::IGraph> CategoricalInteractionPlot(CFeatureSelectionTemplate& analysis, PredSummary& record);
 vlm::Ref<vlm::IGraph> CategoricalHistograms(CFeatureSelectionTemplate& analysis,

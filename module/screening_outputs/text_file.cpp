@@ -48,7 +48,7 @@ bool TextFiles::Add(const std::string& path, std::string_view text) {
     if (fs::exists(temporaryStatus) && !fs::is_regular_file(temporaryStatus)) return false;
     files_.push_back({temporary, std::move(target)});
     std::ofstream file = Open(temporary);
-    files_.back().inPlace = !file;  // a file that was not opened is not ours to remove
+    files_.back().inPlace = !file;  // a file that was not opened must not be removed
     if (file && WriteAndClose(file, text)) return true;
     if (!files_.back().inPlace) {
       std::error_code ignored;

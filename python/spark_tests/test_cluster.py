@@ -85,7 +85,7 @@ def kill_own_executor(mark: Path) -> None:
 
 
 def around(make_task, before, after):
-    """A task of velmora.spark with something done before it, and to each state that it sends."""
+    """A task of velmora.spark with an action before it and one on each state that it sends."""
 
     def make(run):
         work = make_task(run)
@@ -126,7 +126,7 @@ def damaged(batch):
 
 @pytest.mark.parametrize("stage", ["_partition_task", "_merge_task"])
 def test_a_corrupt_state_is_one_sentence(session, frame, monkeypatch, stage):
-    """Met by the executors that merge, and by the driver."""
+    """Damage is found by the executors that merge, and by the driver."""
     monkeypatch.setattr(spark, stage, around(getattr(spark, stage), lambda name: None, damaged))
     with pytest.raises(velmora.VelmoraError, match=r"^[^\n]*damaged[^\n]*$"):
         spark.rank(session.createDataFrame(frame).repartition(60), "y")

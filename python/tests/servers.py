@@ -1,4 +1,4 @@
-"""Database servers for tests: each in a folder of its own, reached by a socket in it, gone afterwards."""
+"""Database servers for tests: each in its own folder, reached by a socket in it, removed afterwards."""
 
 import os
 import shutil

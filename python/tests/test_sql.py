@@ -149,7 +149,7 @@ def check(bins: velmora.Bins, cases: list[tuple[object, ...]], rows: list[tuple[
         for value, right in zip(given[case[0]], expected, strict=True):
             same = value == right
             if not same and isinstance(right, float) and value is not None:
-                # Some sum decimals; some have one more rounding in the exponential.
+                # Some databases sum decimals; some round once more in the exponential.
                 same = math.isclose(float(value), right, rel_tol=1e-14, abs_tol=1e-13)
             if not same:
                 wrong.append(f"{case}: {value!r} instead of {right!r}")
@@ -236,7 +236,7 @@ def test_spark(session, bins, cases):
 
 
 def for_duckdb(node: expressions.Expression) -> expressions.Expression:
-    """What other databases have and sqlglot does not translate."""
+    """Functions of other databases that sqlglot does not translate."""
     if isinstance(node, expressions.Collate):  # DuckDB compares bytes
         return node.this
     if isinstance(node, expressions.DataType) and node.is_type("nvarchar"):  # of any length

@@ -229,17 +229,17 @@ class Binning(TransformerMixin, _Supervised):
     Parameters
     ----------
     output : {"auto", "woe", "mean", "shares", "label", "code"}, default="auto"
-        What stands for a feature: the weight of evidence of its bin (100 times the natural
-        logarithm of share of goods over share of bads; y with two classes), the mean of y
-        (regression), the share of each class (more classes; a column per class), the label of the
-        bin as a text, or its number from 0. "auto" is the first of these that y has. In a bin of
-        one class alone the weight of evidence counts half a case more of each class.
+        What replaces a feature: the weight of evidence of its bin (100 times the natural logarithm
+        of share of goods over share of bads; y with two classes), the mean of y (regression), the
+        share of each class (more classes; a column per class), the label of the bin as a text, or
+        its number from 0. "auto" is the first of these that y has. In a bin of one class alone the
+        weight of evidence counts half a case more of each class.
     bad : object, optional
         The class of a binary y that counts as bad; default: the last one, the event.
     unbinned : {"neutral", "nan"}, default="neutral"
-        What stands for a case without a bin, such as a level that fit has not seen: the figure of
-        all cases (a weight of evidence of 0, the overall mean or shares), or NaN. Labels and codes
-        are None and -1.
+        What replaces a case without a bin, such as a level that fit has not seen: the figure of all
+        cases (a weight of evidence of 0, the overall mean or shares), or NaN. Labels and codes are
+        None and -1.
     task : {"auto", "classification", "regression"}, default="auto"
         How y is treated; "auto" takes texts and up to 20 different whole numbers for classes.
     unseen : str, optional

@@ -1,4 +1,4 @@
-"""Tables of the user's kind: into a session, and out of the library."""
+"""Tables of the user's kind: into a session and out of the library."""
 
 from __future__ import annotations
 

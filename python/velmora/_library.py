@@ -217,7 +217,7 @@ class Session:
                 raised.append(error)
             return 1 if raised else 0
 
-        # An exception of Python's own handler could come up outside of report's try.
+        # Python's own handler could raise its exception outside of report's try.
         def interrupted(_number: int, _frame: object) -> None:
             raised.append(KeyboardInterrupt())
 
@@ -416,7 +416,7 @@ class BinsHandle(_Handle):
 
 
 class StateHandle(_Handle):
-    """What is known of a part of the data."""
+    """The state of a part of the data."""
 
     def __init__(self, session: Session, handle: ctypes.c_void_p) -> None:
         super().__init__(session, handle, _LIBRARY.velmora_state_free)

@@ -19,7 +19,7 @@ def cells_for(columns: int) -> int:
 
 
 class Run:
-    """An analysis whose cases are in parts. Executors get it by value."""
+    """An analysis whose cases are in parts. Executors receive a copy."""
 
     def __init__(self, analysis: str, options: Mapping[str, Any], settings: Mapping[str, Any]) -> None:
         self.analysis = analysis

@@ -341,6 +341,7 @@ def transform(df: Any, bins: Bins) -> Any:
     try:
         return df.sparkSession.sql(bins.to_sql("spark", table=view))
     finally:
-        # Spark Connect looks the view up whenever the frame is used: there it lasts as the session does.
+        # Spark Connect looks the view up whenever the frame is used, so there the view lasts as
+        # long as the session.
         if not _is_connect(df):
             df.sparkSession.catalog.dropTempView(view)

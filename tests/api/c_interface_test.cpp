@@ -78,7 +78,7 @@ std::string CommandJson(std::vector<std::string> words, bool ofFile) {
   json made = json::parse(RunVelmora(words).out);
   made["run"].erase("provenance");
   if (!ofFile) made["run"]["dataFile"] = nullptr;
-  // Only a command has one.
+  // Only a command has provenance.
   if (made["run"].contains("provenance")) made["run"]["provenance"] = nullptr;
   return made.dump();
 }
@@ -388,7 +388,7 @@ TEST(CInterface, ValuesThatAFileDeclaresMissingAreSpecialCodes) {
     EXPECT_EQ(variable["missing"], 0) << variable;  // every case has a bin
   velmora_bins_free(bins);
 
-  // They are of the file; data in memory have none.
+  // The codes belong to the file; data in memory have none.
   ASSERT_EQ(velmora_clear_data(session.Get()), VELMORA_OK);
   const double numbers[] = {0, 1, 0, 1};
   ASSERT_EQ(velmora_add_numbers(session.Get(), "risk", numbers, 4), VELMORA_OK);
@@ -578,7 +578,7 @@ TEST(CInterface, SessionsAndResultsDoNotMeet) {
   EXPECT_EQ(TextOf(first, "json"), expectedSome);
   velmora_result_free(first);
   velmora_result_free(second);
-  // Sessions of several threads at once.
+  // Sessions on several threads at once.
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {

@@ -98,7 +98,7 @@ TEST(OptimalBins, KeepWhatIsThere) {
     const OptimalBins bins = FindOrderedBins(pre.sums, rules);
     EXPECT_GE(bins.count, 4);
     EXPECT_EQ(bins.shape, Shape::kAscending);
-    // What cross-validation promises is what other cases give.
+    // The figures of cross-validation are those of other cases.
     const Validation honest =
         CrossValidate(pre, [&](const PreBinSums& sums) { return FindOrderedBins(sums, rules).binOf; });
     PreBins both = pre;
@@ -108,7 +108,7 @@ TEST(OptimalBins, KeepWhatIsThere) {
       both.sums.values[static_cast<std::size_t>(at) * 2 + static_cast<std::size_t>(unseen.y[i])] +=
           weighted ? unseen.weights[i] : 1;
     }
-    // One "fold": trained on what was seen, held out: what was not.
+    // One "fold": trained on the cases that were seen, with the others held out.
     PreBins outside = pre;
     outside.folds = {both.sums};
     for (std::size_t i = 0; i < outside.sums.values.size(); ++i)
@@ -141,7 +141,7 @@ TEST(OptimalBins, FoldsWithoutBothClassesDiluteNoFigure) {
   }
   const auto twoBins = [](const PreBinSums&) { return std::vector<int>{0, 1}; };
   const Validation mixed = CrossValidate(pre, twoBins);
-  // The folds are alike, so each is worth what the cases that it was not seen with are worth.
+  // The folds are alike, so each has the figures of the other folds' cases.
   const auto share = [](double a, double b) { return a / (a + b); };
   const double bad = share(61, 25), good = share(20, 40);
   const double expected = (share(10, 20) - share(30, 12)) * std::log(good / bad) +
@@ -283,7 +283,7 @@ TEST(MissingCases, GoToTheBinThatIsAskedFor) {
   EXPECT_TRUE(MissingCasesDiffer(bins, OnePreBin(70, 30).sums));
 }
 
-// Of many predictors, one must describe the response better than the best of noise does.
+// Of many predictors, one must describe the response better than the best noise does.
 TEST(Candidates, RaiseWhatASecondBinTakes) {
   const auto binsOf = [](std::size_t candidates, int exactBins, double bad) {
     PreBinSums sums = OnePreBin(50, 50).sums;
@@ -305,8 +305,8 @@ TEST(Candidates, RaiseWhatASecondBinTakes) {
   EXPECT_FALSE(MissingCasesDiffer(values, missing, std::log(3000 / 20.0)));
 }
 
-// A predictor that is known for few cases is worth little on all of them; a bin of missing cases
-// that differ is worth something even where the values are noise.
+// A predictor that is known for few cases has a small figure over all cases; a bin of missing cases
+// that differ counts even when the values are noise.
 TEST(MissingCases, CountInTheValidation) {
   std::mt19937 random(8);
   const Column data = MakeColumn(random, 3000, 1.2);

@@ -1,5 +1,5 @@
-// Corrections of saved bins by hand: what each does to bins, counts and figures, what is refused,
-// and that undo brings every step back to the byte.
+// Corrections of saved bins by hand: the effect of each on bins, counts and figures, refusals, and
+// undo of every step to the byte.
 #include "workbench/bins/edit_bins.h"
 
 #include <gtest/gtest.h>
@@ -202,8 +202,9 @@ std::vector<SavedCounts> CountsFromParts(const SavedPredictor& predictor) {
   return counts;
 }
 
-// Whatever is done, the counts add up, the file reads back, and undo goes back step by step.
-// A special code that the data lacked counts as an average case, alone; in another bin, as that.
+// After any edit the counts add up, the file reads back, and undo goes back step by step.
+// Alone, a special code that the data lacked counts as an average case; in another bin, it counts
+// as that bin.
 TEST(EditBins, BinWithoutCasesIsAnAverageCase) {
   std::string text = kBins;
   for (std::size_t at = 0; (at = text.find("[5,20]", at)) != std::string::npos;) text.replace(at, 6, "[0,0]");

@@ -1,5 +1,5 @@
 // Missing, special, unseen and broken values: the coding program, Python, DuckDB and SQLite give
-// each the same bin, which is written down here. The text of the SQL in every dialect.
+// each the bin that is stated here. The text of the SQL in every dialect.
 #include <gtest/gtest.h>
 
 #include <cmath>

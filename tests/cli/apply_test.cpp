@@ -1,4 +1,4 @@
-// velmora apply as a process: saved files on other data, and what is said when they do not fit.
+// velmora apply as a process: saved files on other data, and the messages when they do not fit.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -131,8 +131,8 @@ TEST(Apply, TakesAFolderOfRecodeFiles) {
   ExpectSaid(apply({"recodes"}), {"recode_names.json does not name the variables of recode files."});
 }
 
-// One text among numbers, levels that screening has not seen, missing values: counted apart, and
-// what becomes of them is the user's choice.
+// One text among numbers, levels that screening has not seen, missing values: counted separately,
+// and the user chooses how to treat them.
 TEST(Apply, CountsMissingUnseenAndBadValuesApart) {
   const TemporaryFolder folder;
   const std::string bins = folder.Write(

@@ -1,5 +1,5 @@
-// velmora bins as a process: a screening's bins corrected by hand, screened again with
-// --cut-points, and what is refused.
+// velmora bins as a process: a screening's bins corrected by hand and screened again with
+// --cut-points, and refused edits.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -12,7 +12,7 @@ namespace velmora::testing {
 using Words = std::vector<std::string>;
 using Json = nlohmann::json;
 
-Words With(Words words, const Words& more);  // one after the other
+Words With(Words words, const Words& more);  // both, in this order
 // The JSON that the command writes; null, and a failure of the test, when it fails.
 Json JsonFrom(const Words& words);
 // The object of the list with this name; null, and a failure of the test, when there is none.

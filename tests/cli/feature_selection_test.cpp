@@ -72,7 +72,7 @@ TEST(FeatureSelection, TakesTheRestAsPredictorsAndRanksThem) {
   EXPECT_EQ(result["run"]["validCases"], 1000);
 }
 
-// Every option, seen in what the module says that it ran with, or in what came out.
+// Every option, checked by the settings that the module reports or by the results.
 TEST(FeatureSelection, OptionsReachTheRun) {
   struct Row {
     const char* name;
@@ -370,7 +370,7 @@ TEST(FeatureSelection, SaysWhatIsWrong) {
   }
 }
 
-// grade = 2 means the text "2" to whoever writes it, and the second text to the table.
+// To the user, grade = 2 means the text "2"; to the table, it means the second text.
 TEST(FeatureSelection, TellsOfTextsComparedWithNumbers) {
   const TemporaryFolder folder;
   std::string csv = "grade,x,y\n";
@@ -401,7 +401,7 @@ TEST(FeatureSelection, TellsCasesWithoutWeightFromTheSelection) {
   EXPECT_EQ(run["zeroWeightCases"], 4);
 }
 
-// Odd values that are data all the same: the run goes through and says so where it has to.
+// Odd values that are valid data: the run succeeds, with a warning where one is needed.
 TEST(FeatureSelection, LivesWithOddColumns) {
   const TemporaryFolder folder;
   std::string csv = "inf,nan,huge,tiny,x,y\n";

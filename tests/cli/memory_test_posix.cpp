@@ -46,7 +46,7 @@ class MemoryTest : public ::testing::Test {
   TemporaryFolder folder_;
 };
 
-// Of a report: what the analysis found, without how the command was called.
+// The findings of a report, without the command that made it.
 std::string Results(const ProcessResult& result) {
   Json report = Json::parse(result.out, nullptr, false);
   EXPECT_FALSE(report.is_discarded()) << result.err;
@@ -59,7 +59,7 @@ TEST_F(MemoryTest, KeepsResultsAndItsLimit) {
   struct Row {
     const char* name;
     Words words;
-    int megabytes;  // half of it is less than the columns take
+    int megabytes;  // half of it is less than the columns need
   };
   const std::vector<Row> rows = {
       {"ranking", {"feature-selection", table, "--dependents", "risk", "amount"}, 120},

@@ -1,5 +1,5 @@
-// No output overwrites what its run reads, or another output, whatever path names the file; the run
-// ends before anything is computed.
+// No output overwrites an input of its run or another output, by whatever path the file is named;
+// the run ends before anything is computed.
 #include <gtest/gtest.h>
 
 #include <filesystem>

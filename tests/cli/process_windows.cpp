@@ -77,7 +77,7 @@ ProcessResult RunVelmora(const std::vector<std::string>& arguments, const Proces
   startup.hStdError = err.handle;
   std::string line = Quoted(CommandPath());
   for (const std::string& word : arguments) line += " " + Quoted(word);
-  std::wstring wide = Utf16Of(line);  // the system writes into it
+  std::wstring wide = Utf16Of(line);  // the system may write into it
   PROCESS_INFORMATION process = {};
   if (!CreateProcessW(nullptr, wide.data(), nullptr, nullptr, TRUE, 0, nullptr,
                       options.folder.empty() ? nullptr : options.folder.c_str(), &startup, &process)) {

@@ -51,7 +51,7 @@ TEST(Ranking, AgreesWithTheRunOfTheDialogs) {
   }
 }
 
-// Every figure but the sum of the weights, at any scale of theirs.
+// Every figure except the sum of the weights is the same for weights of any scale.
 TEST(Ranking, NoFigureDependsOnTheUnitOfTheWeights) {
   const TemporaryFolder folder;
   const auto data = [&](const char* name, double unit) {

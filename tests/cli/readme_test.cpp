@@ -1,4 +1,4 @@
-// Runs every command of the README as it is written there.
+// Runs every command of the README.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// velmora scorecard as a process: the same score in every form, outputs, and what it refuses.
+// velmora scorecard as a process: the same score in every form, outputs, and refusals.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -74,7 +74,7 @@ TEST(Scorecard, SavedScorecardScoresAsItWasMeasured) {
   const ProcessResult edited = RunVelmora({"bins", "edit", card, "merge", "checking_account", "1", "2"});
   EXPECT_EQ(edited.exitCode, 1);
   ExpectSaid(edited, {"scorecard for risk", "make it anew"});
-  // The page and the workbook are there and hold the points.
+  // The page and the workbook exist and hold the points.
   EXPECT_NE(ReadFile(folder.Path() / "out" / "scorecard.html").find("ROC curve"), std::string::npos);
   if (WritesXlsx()) {
     EXPECT_GT(ReadFile(folder.Path() / "out" / "scorecard.xlsx").size(), 5000u);

@@ -94,7 +94,7 @@ TEST(ScreenBinning, TheBestOfManyNoiseColumnsIsNotStrong) {
   }
 }
 
-// What is no better than chance is neither shown as best nor saved, unless asked for.
+// Predictors no better than chance are neither shown as best nor saved, unless asked for.
 TEST(ScreenBinning, ChanceIsNotSaved) {
   const TemporaryFolder folder;
   const std::string data = folder.Write("noise.csv", NoiseTable(400, 10));
@@ -135,7 +135,7 @@ TEST(ScreenBinning, ConstraintsHold) {
       Json{
           "--bin-count 4: 1 predictor has another number of bins for risk, because their values or the other "
           "rules allow no more: telephone (2)."});
-  // Each is said on the terminal, too.
+  // Each is reported on the terminal, too.
   const struct {
     Words options;
     const char* sentence;

@@ -1,5 +1,5 @@
 // velmora screen --strata --clusters as a process: against R's survey package, and on clusters that
-// look like a finding to who takes their cases for independent ones.
+// look like a finding if their cases are taken as independent.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -90,7 +90,7 @@ TEST(ScreenDesign, CasesOfAClusterAreNoEvidenceOfTheirOwn) {
   EXPECT_EQ(clustered["cases"]["used"], 2400);
   EXPECT_EQ(clustered["order"].size(), 2u);
 
-  // Stated in every output.
+  // The design is stated in every output.
   const std::string out = (folder.Path() / "out").string();
   const ProcessResult written = RunVelmora(With(With(run, design), {"--out", out}));
   ASSERT_EQ(written.exitCode, 0) << written.err;
@@ -102,8 +102,7 @@ TEST(ScreenDesign, CasesOfAClusterAreNoEvidenceOfTheirOwn) {
     EXPECT_NE(page.find(part), std::string::npos) << part;
 }
 
-// Two predictors with more bins than a byte has numbers, and with levels that are bins of their
-// own.
+// Two predictors with more bins than a byte can number, and with levels that are bins of their own.
 TEST(ScreenDesign, TestsEveryBinThatThereIs) {
   const TemporaryFolder folder;
   std::mt19937 random(8);

@@ -1,5 +1,5 @@
-// What the ranking of velmora screen rests on: the meaning of weights, the cases and the interval
-// of every line, p-values of the search, and warnings before a predictor is used.
+// The basis of the ranking of velmora screen: the meaning of weights, the cases and the interval of
+// every line, p-values of the search, and warnings before a predictor is used.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -94,7 +94,7 @@ TEST(ScreenWeights, CountsAreCasesAndRawWeightsAreWhatTheFileHas) {
     EXPECT_DOUBLE_EQ(one["searchP"].get<double>(), other["searchP"].get<double>()) << name;
   }
   EXPECT_EQ(a["cases"]["effective"], b["cases"]["used"]);
-  // The cases of a row are spread over the folds as single ones are.
+  // The cases of a row are spread over the folds like single cases.
   EXPECT_NEAR(Named(a["predictors"], "x")["outOfFoldInformationValue"],
               Named(b["predictors"], "x")["outOfFoldInformationValue"], 0.4);
   const Json table = JsonFrom({"screen", Sample("housing_satisfaction.csv"), "--categorical-response",
@@ -298,7 +298,7 @@ TEST(ScreenEvidence, JoinsAWarningThatManyPredictorsHave) {
   const std::string text = RunVelmora(words).out;
   ExpectSaid({0, "", text}, {"Check 5 predictors: information value above 0.5; are they known before y? "});
   EXPECT_EQ(text.find("Check a:"), std::string::npos);
-  // Three have a line each.
+  // Three predictors have a line each.
   const std::string few = RunVelmora(With(words, {"--predictors", "a,b,c"})).out;
   EXPECT_NE(few.find("Check a: information value "), std::string::npos) << few;
 }

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 using Fields = std::vector<std::string>;
 using Coded = std::map<std::string, Fields>;  // by variable; an empty text: no value
 
-// Numbers in one spelling.
+// The text with numbers in one spelling.
 std::string Plain(std::string text) {
   double number = 0;
   const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -141,7 +141,7 @@ Coded FromSql(const std::string& query, const std::string& data, const Words& va
   return coded;
 }
 
-// Every case as texts and as numbers, which must come to the same.
+// Every case as texts and as numbers, which must give the same result.
 constexpr char kDriver[] = R"(
 import csv, importlib.util, json, math, sys
 spec = importlib.util.spec_from_file_location('bins', sys.argv[1])
@@ -435,7 +435,7 @@ TEST(ScreenSave, EveryCharacterSurvivesInNamesAndLevels) {
   const std::size_t cases = 6 * characters.size();
   for (std::size_t row = 0; row < cases; ++row) {
     const std::string& character = characters[row % characters.size()];
-    // A missing value where it is alone.
+    // Alone, it is a missing value.
     const bool isBlank = character == " " || character == "\t";
     const std::size_t value = row * 7919 % 101;
     Fields fields = {(row % characters.size() + row / 7) % 3 == 0 ? "bad" : "good", isBlank ? "" : character,
@@ -621,7 +621,7 @@ TEST(ScreenSave, WritesAllOrNothingAndSaysWhatDoesNotFit) {
   }
 }
 
-// risk follows size; what is renamed leaves the figures alone.
+// risk follows size; renaming does not change the figures.
 std::string RiskData(const std::string& header, const std::function<std::string(int)>& further) {
   std::string data = header + "\n";
   for (int i = 0; i < 300; ++i)

@@ -108,8 +108,8 @@ for i in range(2):
   EXPECT_EQ(result.err, reason + reason);
 }
 
-// A script can read the messages that OK showed the user, and a failure's reason is the exception's
-// text.
+// A script can read the messages that OK showed to the user, and the reason of a failure is the
+// text of the exception.
 TEST_F(Script, LearnsWhatTheUserIsTold) {
   const ProcessResult result = Run(Credit() + R"py(
 analysis = app.Analyses.Add(4871)
@@ -254,7 +254,7 @@ except ImportError:
   }
 }
 
-// Only a command knows its command line.
+// The report without the command line, which only a command has.
 std::string WithoutProvenance(const std::string& report) {
   Json json = Json::parse(report);
   json["run"]["provenance"] = nullptr;
@@ -379,8 +379,8 @@ TEST_F(Script, SavesTheBinsThatTheCommandSaves) {
              {"Analysis.SaveBins: Only predictor screening has bins to save."});
 }
 
-// Names and labels that look like other notations stand for themselves, alone in a list or printed
-// and read again.
+// Names and labels that look like other notations mean themselves, alone in a list or printed and
+// read again.
 TEST_F(Script, TakesNamesAndLabelsAsTheyAre) {
   std::string csv = "risk,my grade,1-3,home,amount\n";
   for (int i = 0; i < 120; ++i) {
@@ -513,7 +513,8 @@ analysis.WriteResults("part", "json, pdf")
       << result.out;
 }
 
-// Ctrl-C while an analysis runs: the run is cancelled, the script hears of it and may go on.
+// Ctrl-C while an analysis runs: the run is cancelled, the script gets an exception and may
+// continue.
 TEST_F(Script, HearsOfInterruptions) {
   const std::string text = R"py(
 import os, signal, sys, threading, random

@@ -40,7 +40,7 @@ int EndedBySignal(const std::function<void(const std::function<void()>&)>& work,
   return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
 }
 
-// Everything that a run can have in the making, then a wait for signals.
+// Makes everything that a run may be writing, then waits for signals.
 void HoldScratch(const std::filesystem::path& folder, const std::function<void()>& isReady) {
   PrepareConsole();
   OutputFiles files(folder / "report");

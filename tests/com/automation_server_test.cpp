@@ -247,8 +247,8 @@ TEST_F(AutomationServer, SampleScriptsRun) {
     EXPECT_TRUE(fs::exists(report)) << row.arguments;
   }
   fs::remove(report);
-  // Whether the servers end is not asked here: the script host of Wine now and then ends without
-  // its last Release.
+  // Does not check that the servers end: the script host of Wine sometimes ends without its last
+  // Release.
 }
 
 }  // namespace

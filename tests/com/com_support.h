@@ -1,4 +1,4 @@
-// What tests of COM objects need: references, late-bound calls by name, texts.
+// Helpers for tests of COM objects: references, late-bound calls by name, texts.
 #pragma once
 
 #include <windows.h>
@@ -64,7 +64,7 @@ inline std::string Narrow(BSTR text) {
   return narrow;
 }
 
-// Takes the text over.
+// Takes ownership of the text.
 inline std::string Taken(BSTR text) {
   std::string narrow = Narrow(text);
   SysFreeString(text);
@@ -100,7 +100,7 @@ class Value {
     V_DISPATCH(&variant_)->AddRef();
     return ComReference<IDispatch>(V_DISPATCH(&variant_));
   }
-  // Of an array of VARIANTs that hold whole numbers, as script hosts take it.
+  // The whole numbers of an array of VARIANTs, the kind that script hosts take.
   std::vector<int> Numbers() const {
     std::vector<int> numbers;
     if (V_VT(&variant_) != (VT_ARRAY | VT_VARIANT)) throw std::runtime_error("no array of VARIANTs");

@@ -93,7 +93,7 @@ TEST_F(DualInterfaces, EarlyAndLateCallsReachTheSameMembers) {
   EXPECT_EQ(late->GetIDsOfNames(IID_NULL, names, 1, 0, &called), S_OK);
   EXPECT_EQ(typed, called);
 
-  // Of the base interface.
+  // A member of the base interface.
   BSTR name = nullptr;
   EXPECT_EQ(startup->get_Name(&name), S_OK);
   EXPECT_EQ(Taken(name), "Feature Selection startup dialog");
@@ -146,7 +146,7 @@ TEST_F(DualInterfaces, ErrorsCarryCodeAndDescription) {
   EXPECT_TRUE(results.As<ISupportErrorInfo>());
   EXPECT_EQ(results.As<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(__uuidof(FSLResults)), S_OK);
 
-  // What is wrong with a call itself.
+  // Errors of the call itself.
   EXPECT_EQ(Get(results.get(), "NoSuchMember").result, DISP_E_UNKNOWNNAME);
   EXPECT_EQ(Get(results.get(), "BestContinuousPredictors").result, DISP_E_BADPARAMCOUNT);
   EXPECT_EQ(Put(results.get(), "Summary", 1).result, DISP_E_MEMBERNOTFOUND);
@@ -160,7 +160,7 @@ TEST_F(DualInterfaces, ErrorsCarryCodeAndDescription) {
   EXPECT_EQ(Put(results.get(), "FixedNumberOfBestPredictors", object).result, DISP_E_TYPEMISMATCH);
 }
 
-// What script hosts hand over for one and the same list.
+// The forms in which script hosts pass the same list.
 TEST_F(DualInterfaces, ValuesComeAsScriptsMakeThem) {
   const ComReference<FSLStartup> startup = Startup();
   const auto expect = [&](const char* what, const VARIANT& value) {

@@ -13,7 +13,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-// The build for Windows has no libraries that unpack.
+// The build for Windows has no libraries for unpacking.
 #ifdef _WIN32
 constexpr bool kUnpacks = false;
 #else
@@ -94,7 +94,7 @@ TEST_F(DataTest, ArrowFilesThatAreNotWhole) {
     const std::string path = WriteFile(row.file, row.bytes);
     EXPECT_THAT(ErrorOf([&] { ReadTable(path); }), HasSubstr("Cannot read " + path + ": " + row.reason));
   }
-  // Without its last eight bytes a stream is one that may have been cut off between two messages.
+  // A stream without its last eight bytes may have been cut off between two messages.
   ReadReport report;
   const std::string unended = WriteFile("unended.arrows", stream.substr(0, stream.size() - 8));
   EXPECT_EQ(ReadTable(unended, {}, &report).caseCount, 12);

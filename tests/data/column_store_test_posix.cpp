@@ -1,4 +1,5 @@
-// Tables whose columns do not fit the memory they may take: the same tables, mapped from files.
+// Tables whose columns do not fit into the memory they may take: the same tables, mapped from
+// files.
 #include "workbench/data/column_store.h"
 
 #include <sys/wait.h>

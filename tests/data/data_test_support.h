@@ -84,7 +84,7 @@ inline Table ReadPart(const std::string& path, const TablePart& part, ReadReport
   return ReadTable(path, options, report);
 }
 
-// What work throws as DataError, or "no error".
+// The text of the DataError that work throws, or "no error".
 template <class Work>
 std::string ErrorOf(Work work) {
   try {

@@ -108,7 +108,7 @@ TEST_F(DatabaseTest, TablesAndQueries) {
 TEST_F(DatabaseTest, AFileOfANewerDuckDbIsRefusedWithWhatToDo) {
   MakeDuckDb("new.duckdb", {"CREATE TABLE t AS SELECT 1 AS x"});
   std::fstream file(Path("new.duckdb"), std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(52).write("v99.1.0", 8);  // the DuckDB that wrote it
+  file.seekp(52).write("v99.1.0", 8);  // the version of DuckDB that wrote it
   file.close();
   EXPECT_THAT(ErrorOf([&] { Shown("new.duckdb"); }),
               MatchesRegex("Cannot read .*new.duckdb: .*; DuckDB v99.1.0 wrote it, and DuckDB v[0-9.]+ reads "

@@ -50,7 +50,7 @@ TEST_F(DataTest, ACancelledSaveClosesItsFiles) {
   Table table;
   table.caseCount = 400000;
   table.columns.push_back(Make("x", std::vector<double>(400000, 0.1)));
-  SaveTable(table, Path("warm.parquet"));  // what is opened once for all
+  SaveTable(table, Path("warm.parquet"));  // opens files that stay open
   for (const char* name : {"x.csv", "x.parquet"}) {
     const std::size_t before = FileCount("/proc/self/fd");
     EXPECT_THROW(SaveTable(table, Path(name), {.progress = [](double) { return false; }}), Cancelled) << name;

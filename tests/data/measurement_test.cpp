@@ -1,4 +1,4 @@
-// What a variable is taken for.
+// The types, measurements and roles that are inferred for variables.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -9,7 +9,7 @@
 namespace velmora {
 namespace {
 
-// A column file of count cases made by cell(i).
+// A file with a column of count cases, made by cell(i).
 template <class Cell>
 std::string Cells(int count, Cell cell) {
   std::string text;
@@ -109,7 +109,7 @@ TEST_F(DataTest, ProfilesCount) {
   }
   const std::vector<std::string> x = {"x", "y"};
   OverrideMeasurement(table, x, Measurement::kCategorical);
-  InferMeasurements(table);  // the user's word outlasts a second look
+  InferMeasurements(table);  // the user's choice survives a second inference
   EXPECT_EQ(table.columns[0].measurement, Measurement::kCategorical);
   EXPECT_EQ(table.columns[2].measurement, Measurement::kCategorical);
   const std::vector<std::string> all = {"*"};

@@ -1,4 +1,4 @@
-// Packed text files, and what damages them.
+// Packed text files, intact and damaged.
 #include <gmock/gmock.h>
 #include <zlib.h>
 #include <zstd.h>
@@ -34,7 +34,7 @@ std::string Zstd(const std::string& text) {
 }
 
 TEST_F(DataTest, PackedTextIsUnpacked) {
-  // A column that changes its mind at the end, so that the file is unpacked twice.
+  // A column that becomes text at the end, so that the file is unpacked twice.
   std::string text = "x,k\n";
   for (int i = 0; i < 300000; ++i) text += std::to_string(i) + ",1.5\n";
   text += "7,late\n";

@@ -145,7 +145,7 @@ TEST_F(DataTest, CancellingEndsTheReader) {
   };
   EXPECT_EQ(ReadTable(path, options).columns[1].values, numbers.columns[1].values);
   ASSERT_GT(reports, 10);
-  // How many reports there are beyond those of the rows depends on the load.
+  // The number of reports besides those of the rows depends on the load.
   for (const int stopAt : {0, 1, 5}) {
     int seen = 0;
     options.progress = [&](double) { return seen++ < stopAt; };

@@ -173,7 +173,7 @@ TEST_F(DataTest, SavingCanBeCancelledAndLeavesNothing) {
               }});
     ASSERT_GT(reports, 3) << name;
     std::filesystem::remove(Path(name));
-    // At once, and where groups of rows are on the disk.
+    // At once, and when some groups of rows are on the disk.
     for (const double stopAt : {0.0, 0.7}) {
       const auto goesOn = [&](double fraction) { return fraction < stopAt; };
       EXPECT_THROW(SaveTable(table, Path(name), {.progress = goesOn}), Cancelled) << name << stopAt;

@@ -116,7 +116,7 @@ TEST_F(DataTest, HeadersAndRaggedRows) {
   }
 }
 
-// Wide records whose other columns are passed over, with quotes, blanks and line ends among them.
+// Wide records whose other columns are skipped, with quotes, blanks and line ends among them.
 TEST_F(DataTest, ChosenColumnsAreThoseOfTheWholeFile) {
   constexpr std::size_t kColumns = 61;
   const char* const fields[] = {"1",       "",           "-2.5", "abcdefghijklmnopqrstuvw",

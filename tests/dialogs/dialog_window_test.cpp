@@ -228,9 +228,8 @@ TEST_F(DialogTest, CaptionsReadPlain) {
   EXPECT_EQ(IconMark("index"), "");
 }
 
-// A frontend sees when there is something to show, and what a person does while a
-// command runs has no effect.
-TEST_F(DialogTest, OneCommandAtATimeWhateverTheFaceLetsThrough) {
+// A frontend is notified of every change, and user actions while a command runs have no effect.
+TEST_F(DialogTest, OneCommandAtATimeWhateverTheFrontendLetsThrough) {
   const vlm::ControlTemplate edit[] = {{kControlPredictorCuts, vlm::kIntegerEdit, "", 0, 0, 1, 1, 0}};
   resources.second = {201, "Advanced", 200, 100, edit, 1};
   client.onInit = [](vlm::IDialogWindow& opened) {
@@ -414,7 +413,7 @@ TEST_F(DialogTest, VariableListsAreCheckedBeforeTheModuleSeesThem) {
   EXPECT_EQ(firstCount, 2);
 }
 
-// A person who makes a mistake again keeps what was typed; a script's answer is given once.
+// A user who makes a mistake again keeps the typed text; a script's answer is used once.
 TEST_F(DialogTest, QuestionsAreAskedUntilTheAnswerIsRight) {
   ASSERT_TRUE(window->Open());
   frontend.selections = {"wrong", "wrong", "v1 > 3"};
@@ -553,7 +552,7 @@ TEST_F(DialogTest, InheritedMembersAreCheckedByKindAndCount) {
     EXPECT_EQ(window->InvokeInherited(row.id, row.kind, &name, row.count, &result), row.status)
         << row.id << " by kind " << row.kind;
   }
-  // What the script put answers the dialog that a command opens, but only for the script.
+  // The value that the script put answers the dialog that a command opens, but only for the script.
   vlm::StringSink path;
   EXPECT_EQ(window->SaveFileDialog("Save", 4, ".txt", 4, &path), 0);
   owner.automation = true;

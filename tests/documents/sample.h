@@ -18,8 +18,8 @@ inline const std::string kLong =
 inline const std::vector<double> kNumbers = {
     0.1, 1.0 / 3, 5e-324, 1.7976931348623157e308, -0.0, 123456789.123456789, 1e22, 42};
 
-// Row i holds kNumbers[i] and a p-value; then a row that nobody wrote, a row of missing values, an
-// infinity and a NaN.
+// Row i holds kNumbers[i] and a p-value; then come a row that was never written, a row of missing
+// values, an infinity and a NaN.
 Sheet Table(ShortNames& shortNames);
 // Groups "price" and kHostile; table and importance graph each, a text report, a table with
 // formulas, notices.

@@ -1,4 +1,4 @@
-// Formula columns as an analysis makes them, and what the sheet does at its edges.
+// Formula columns as an analysis makes them, and the sheet's behaviour at its edges.
 #include "workbench/documents/sheet.h"
 
 #include <gtest/gtest.h>
@@ -131,7 +131,7 @@ TEST(Formula, ReferencesFollowInsertedColumns) {
     const int moved = 11 + row.count;
     EXPECT_EQ(row.expected, sheet.ColumnLongName(moved)) << row.before;
     EXPECT_EQ(value, sheet.Cell(1, moved)) << row.before;
-    // The text says what is computed: evaluated anew it gives the same.
+    // The text is the formula that is computed: evaluated again it gives the same.
     Sheet copy = sheet;
     ASSERT_EQ("", copy.SetFormula(moved, copy.ColumnLongName(moved)));
     EXPECT_EQ(value, copy.Cell(1, moved)) << row.before;

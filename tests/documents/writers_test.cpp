@@ -1,4 +1,4 @@
-// Each writer's bytes, read back by something that is not the writer.
+// Each writer's bytes, read back by an independent reader.
 #include "workbench/documents/writers.h"
 #include "tests/support/paths.h"
 
@@ -296,7 +296,7 @@ Json DataOf(const std::string& page) {
 
 TEST(Html, EscapedAndSelfContained) {
   const std::string page = WriteHtml(sample::Everything());
-  // Ours alone: the data, the chart library, the page's script. A text that got through would add
+  // Only ours: the data, the chart library, the page's script. A text that became markup would add
   // one.
   EXPECT_EQ(3, Count(page, "<script"));
   EXPECT_EQ(3, Count(page, "</script"));

@@ -1,5 +1,5 @@
-// The cross tables of packed bins against counting case by case, and what clusters
-// and orders are made of them.
+// The cross tables of packed bins against counting case by case, and the clusters and orders that
+// follow from them.
 #include "workbench/evidence/redundancy.h"
 
 #include <gtest/gtest.h>

@@ -18,7 +18,7 @@ long allocationsLeft = -1;
 
 }  // namespace
 
-// Not inlined, so that no compiler takes one half of a pair for a mistake.
+// Not inlined, so that no compiler warns about one half of a pair.
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
   if (allocationsLeft == 0) throw std::bad_alloc();
   if (allocationsLeft > 0) --allocationsLeft;

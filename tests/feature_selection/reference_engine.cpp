@@ -161,8 +161,8 @@ class Reference {
     }
   }
 
-  // A dependent's value less its minimum where it lies far from zero, in units of its size where
-  // squares would not do.
+  // A dependent's value, minus its minimum where it lies far from zero, in units of its size where
+  // squares would overflow or vanish.
   double Carried(int d) const {
     const auto [smallest, largest] = ranges_[static_cast<std::size_t>(d)];
     if (!(smallest < largest)) return Value(d);

@@ -1,5 +1,5 @@
 // The two passes as a plain loop: one case after the other, one ordered map for each pair. Slow,
-// and written without a look at the fast engine, whose every bit it decides.
+// and written independently of the fast engine, whose every bit it decides.
 #pragma once
 
 #include <vector>

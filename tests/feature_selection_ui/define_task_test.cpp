@@ -168,7 +168,7 @@ TEST(DefineTask, TheCountVariableIsChosenAndCleared) {
   EXPECT_EQ(window.texts[kControlCountVariableCaption], "none");
 }
 
-// OK: what is said, whether the run starts, and which cuts it takes.
+// OK: the messages, whether the run starts, and which cuts it takes.
 TEST(DefineTask, OkChecksInOrder) {
   struct Row {
     const char* name;
@@ -245,7 +245,7 @@ TEST(DefineTask, OkWithoutAPredictorAsksOrRefuses) {
 TEST(DefineTask, AMillionVariablesAreTheMost) {
   for (const int extra : {0, 1}) {
     Session session;
-    // The run itself is not wanted.
+    // The run itself is not needed.
     session.host.engine.Fail({.failAllocation = 0, .stopAtCase = 1});
     session.host.engine.columns.resize(500000, {{}, vlm::kMissingValue, "v"});
     session.analysis->InitializeAfterFileChanged();
@@ -446,7 +446,7 @@ TEST(FslStartup, AHeldObjectOutlivesItsDialogAndFails) {
   object.ReleaseReference();
 }
 
-// Every member that the table describes has a handler: nothing answers with silence.
+// Every member that the table describes has a handler.
 TEST(FslStartup, EveryMemberOfTheTableIsServed) {
   Session session;
   ScriptedWindow& startup = session.Open(101);

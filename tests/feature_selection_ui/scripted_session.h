@@ -52,7 +52,7 @@ class Session {
     return Open(102);
   }
 
-  // Each returns what the call answered, or "status N" or the error of one that failed.
+  // Each returns the result of the call, or "status N" or the error of a call that failed.
   static std::string Get(ScriptedWindow& window, std::string_view name,
                          const std::vector<vlm::AutomationValue>& arguments = {}) {
     return Call(window, name, vlm::kInvokeGet, arguments);

@@ -1,5 +1,5 @@
-// A place of the test's own for error reports, where the environment names it; Windows has one for
-// all users.
+// A folder for the test's error reports, where the environment names it; Windows has one for all
+// users.
 #pragma once
 
 #include <unistd.h>

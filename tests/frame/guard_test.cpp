@@ -255,7 +255,7 @@ TEST(Dispatch, CallsByNameConvertAndCount) {
       {"Square", vlm::kInvokeGet | vlm::kInvokeMethod, {IntValue(4)}, vlm::kDispatchOk, "16", ""},
       {"Square", vlm::kInvokeGet, {}, vlm::kDispatchBadParameterCount, "", ""},
       {"Reset", vlm::kInvokeMethod, {}, vlm::kDispatchOk, "", "reset"},
-      // Inherited, and nobody serves it.
+      // Inherited, and not served.
       {"Name", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
       {"Levels", vlm::kInvokeGet, {}, vlm::kDispatchMemberNotFound, "", ""},
   };

@@ -1,6 +1,6 @@
-// What the module publishes to hosts and scripts, once more and by itself: a number, a caption or a
-// help string that changes here breaks scripts and dialogs that exist. Read through the module's
-// instance handle, as a host does.
+// The module's published interface, stated a second time: changing a number, a caption or a help
+// string breaks existing scripts and dialogs. Read through the module's instance handle, as a host
+// does.
 #include <gtest/gtest.h>
 
 #include <map>

@@ -1,4 +1,4 @@
-// What holds for every row of the tables, whoever added it.
+// Properties of every row of the tables.
 #include <gtest/gtest.h>
 
 #include <set>

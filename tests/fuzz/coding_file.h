@@ -1,4 +1,4 @@
-// What the fuzz targets of coding files share: the file is parsed, compiled for a table and run.
+// Shared by the fuzz targets of coding files: the file is parsed, compiled for a table and run.
 #pragma once
 
 #include <string>

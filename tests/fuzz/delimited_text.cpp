@@ -70,7 +70,7 @@ void Run(std::string_view rest) {
   text.CheckEnd();
   std::vector<ColumnNote> notes;
   for (std::size_t i = 0; i < columnCount; ++i) {
-    // A column of numbers that met a text would be read again.
+    // A column of numbers that contains a text would be read again.
     const bool isBroken = plans[i].use == ColumnUse::kNumbers && builders[i].HoldsTexts();
     if (isBroken || builders[i].NeedsTexts()) continue;
     const Column column = builders[i].Finish(notes);

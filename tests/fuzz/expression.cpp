@@ -1,4 +1,4 @@
-// Expressions that select cases: a block of cases gives each case what it gives alone.
+// Expressions that select cases: evaluated in a block, each case has the same result as alone.
 #include <array>
 #include <bit>
 

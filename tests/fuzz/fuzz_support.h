@@ -1,6 +1,6 @@
-// What the fuzz targets share: a target is LLVMFuzzerTestOneInput, which must return for every
-// input. A DataError is an answer like any other; everything else that goes wrong ends the program,
-// which libFuzzer reports.
+// Shared by the fuzz targets: a target is LLVMFuzzerTestOneInput, which must return for every
+// input. A DataError is a valid result; any other failure ends the program, which libFuzzer
+// reports.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
 namespace velmora::fuzz {
 
-// An assertion of a target: what must hold for every input.
+// An assertion of a target, which must hold for every input.
 inline void Require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "does not hold: %s\n", what);

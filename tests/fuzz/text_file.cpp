@@ -1,5 +1,5 @@
 // A whole text file, as people have them: the first bytes choose the format. A column that is read
-// alone is the column that it is beside the others.
+// alone is the same as when read with the others.
 #include <unistd.h>
 
 #include <bit>

@@ -352,7 +352,7 @@ TEST(Bins, CostLittleMoreForManyLevels) {
     EXPECT_LT(seconds(16'000, rules), 30 * seconds(20, rules) + 0.02) << rules;
 }
 
-// Blocks hang together: many cases, each coded by its own value.
+// Many cases in several blocks, each coded by its own value.
 TEST(Rules, WorkOnManyCases) {
   Table table;
   table.caseCount = 100'001;

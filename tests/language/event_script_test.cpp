@@ -77,7 +77,7 @@ TEST(EventScript, TellsTheBoxOfAPlace) {
   }
 }
 
-// What the language has besides: every row makes Text from x = 5.
+// The rest of the language: every row makes Text from x = 5.
 TEST(EventScript, RunsTheLanguage) {
   struct Row {
     const char* body;

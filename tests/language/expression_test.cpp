@@ -216,7 +216,7 @@ TEST(Syntax, QuotedTextsReadBack) {
   }
 }
 
-// Blocks that begin and end anywhere give what case by case gives.
+// Blocks that begin and end anywhere agree with evaluation case by case.
 TEST(Expression, BlocksAgreeWithSingleCases) {
   Table table;
   table.caseCount = 2000;

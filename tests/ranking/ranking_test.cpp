@@ -1,4 +1,4 @@
-// The order of predictors and what it rests on, over tables in memory.
+// The order of predictors and the figures behind it, over tables in memory.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -78,7 +78,7 @@ TEST(Ranking, WhatIsNoBetterThanChanceComesLast) {
   EXPECT_NE(Rank(maker.Made(), plan).outcomes[0].order[0], 2);
 }
 
-// 0.3 and 0.1 * 3 by group: the largest effect there could be, were they two values.
+// 0.3 and 0.1 * 3 by group: if they were two values, the effect would be the largest possible.
 TEST(Ranking, AnOutcomeThatVariesByRoundingIsConstant) {
   TableMaker maker(200);
   RankingPlan plan;

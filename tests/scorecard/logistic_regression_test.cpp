@@ -1,4 +1,4 @@
-// Logistic regression against R, what it rejects, and its shortcuts against the long way.
+// Logistic regression against R, its refusals, and its shortcuts against full computation.
 #include "workbench/scorecard/logistic_regression.h"
 
 #include <gtest/gtest.h>

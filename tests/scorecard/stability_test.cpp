@@ -91,7 +91,8 @@ TEST(Stability, MeansAndClassesHaveAStrength) {
   EXPECT_NEAR(StabilityOf(predictor, "categorical").groups[0].strength, 0.2, 1e-14);
 }
 
-// In a text column of new data, other texts have the codes of a saved class that is not there.
+// In a text column of new data, the codes of a saved class that the data lack belong to other
+// texts.
 TEST(ResponseCases, AClassThatNewDataLackIsNoOtherText) {
   Table table;
   table.caseCount = 3;

@@ -173,8 +173,8 @@ TEST(ScreeningDriver, RunsEndAsTheirPredictorsDo) {
   }
 }
 
-// The framework is notified after each save, whatever comes of it; for rules only when the number
-// is valid.
+// The framework is notified after each save, whatever its result; for rules only when the number is
+// valid.
 TEST(ScreeningDriver, SavesNotifyTheFramework) {
   struct Row {
     const char* number;
@@ -310,8 +310,8 @@ TEST(ScreeningDriver, AHostWithoutTreesEndsTheRunWithAMessage) {
   EXPECT_EQ(driver.Outcome(vlm::kContinuousResponse), "no results");
 }
 
-// Whatever sheet cannot be made: the predictor fails or the run does, with a message, and the next
-// run works.
+// When any sheet cannot be made, the predictor or the run fails with a message, and the next run
+// works.
 TEST(ScreeningDriver, EverySheetMayFail) {
   constexpr char kVariables[] = "2||| 6 | 3";
   Driver whole;
@@ -348,12 +348,12 @@ TEST(ScreeningDriver, AllocationFailureEndsTheRun) {
   EXPECT_EQ(driver.host.engine.BlocksHeld(), 0u);
 }
 
-// Whatever a graph needs and does not get: a message, no document, nothing held. Then the button
-// works again.
+// When any call of a graph fails: a message, no document, no reference kept. Then the button works
+// again.
 TEST(ScreeningDriver, EveryCallOfAGraphMayBeRefused) {
   struct Button {
     int control;
-    int fewestFaults;  // that there is something to refuse
+    int fewestFaults;  // so that there is something to refuse
     std::size_t documents = 1;
   };
   // The distribution comes with its table.

@@ -36,7 +36,7 @@ TEST(ScreeningLabels, FollowTheLocaleAndTheNeighbours) {
   };
   const double base = 1;
   const std::vector<double> close = {1, 1, 1, 1, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 1 + 2e-7, 2, 2, 2, 2};
-  const double next = base + 0x1p-47;  // 32 units in the last place: told apart
+  const double next = base + 0x1p-47;  // 32 units in the last place apart: different values
   const Row rows[] = {
       {"point", ".", kRising, {2.5, 8}, {"(-Inf, 2.5]", "(2.5, 8]", "(8, Inf)"}},
       {"comma", ",", kRising, {2.5, 8}, {"(-Inf; 2,5]", "(2,5; 8]", "(8; Inf)"}},
@@ -133,8 +133,7 @@ TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
   EXPECT_NEAR(run.Predictor(kBinary, 0).giniBefore, expected, 1e-12);
 }
 
-// Whatever number of sorted predictors is kept for further responses, and with missing values or
-// not.
+// For any number of sorted predictors kept for further responses, with missing values or without.
 TEST(ScreeningData, KeptOrdersChangeNoFigure) {
   constexpr std::size_t kCases = 400;
   std::vector<Column> columns{MakeColumn("flag", {}), MakeColumn("amount", {}), MakeColumn("kind", {})};

@@ -61,12 +61,11 @@ struct Tally {
   double Rate() const { return 100 * bad / (bad + good); }
 };
 
-// The tree is cut on these cases and nothing is counted for them: the bin between 30 and 60 stays
-// without cases.
+// The tree is cut on these cases, but they are not counted: the bin between 30 and 60 has no cases.
 const char* const kMiddle = "x > 30 and x <= 60";
 bool IsMiddle(double x) { return x > 30 && x <= 60; }
 
-// Of each interval, closed above.
+// The tallies of the intervals, which are closed above.
 std::vector<Tally> TallyBins(const Table& table, const std::vector<double>& cuts, bool weighted = false,
                              bool withoutMiddle = false) {
   std::vector<Tally> bins(cuts.size() + 1);
@@ -312,7 +311,7 @@ TEST(ScreeningGraphs, BoxesAndDiamondsHoldTheOrderStatisticsOfTheirBins) {
   EXPECT_THAT(boxPlot->eventScript, HasSubstr("PlotBoxWhisker"));
   EXPECT_THAT(boxPlot->positionAxis.ticks, ::testing::SizeIs(4));
   run.session.WeightBy(0);
-  run.session.SelectCases("", "");  // what a graph shows is what was screened
+  run.session.SelectCases("", "");  // a graph shows the cases that were screened
   const Graph* overlay = Make(run, "ContinuousResponseOverlaidScatterWithMeans");
   ASSERT_NE(overlay, nullptr);
   const GraphSeries& diamonds = overlay->series.at(1);

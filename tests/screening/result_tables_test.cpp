@@ -1,4 +1,4 @@
-// The result tables of the best predictors: each press of a button makes them anew from the stored
+// The result tables of the best predictors: each press of a button makes them again from the stored
 // results.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// The "Save" page in a session: what is written, that it says the same in every form, and how it
-// fails.
+// The "Save" page in a session: the files, that all forms agree, and failures.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -30,7 +29,7 @@ std::vector<std::string> LabelsOf(const Column& column) {
   return labels;
 }
 
-// What a saved file makes of the table, by variable.
+// The variables that a saved file gives the table.
 std::vector<Column> Applied(const ScratchFolder& folder, const std::string& name, const Table& table) {
   std::vector<std::string> notices;
   CodingProgram program(ParseCodingFile(folder.Content(name), name), table, notices);

@@ -16,7 +16,7 @@ long allocationsLeft = -1;
 
 }  // namespace
 
-// Not inlined, so that no compiler takes one half of a pair for a mistake.
+// Not inlined, so that no compiler warns about one half of a pair.
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
   void* const block = velmora::AllocateAligned(static_cast<std::size_t>(alignment), size > 0 ? size : 1);
@@ -228,8 +228,8 @@ TEST(ScreeningMemory, AGraphIsWholeOrNotThere) {
       results.Get(graph);
       const std::string whole = last();
       int refused = 0, made = 0;
-      // Past the graph itself the session sorts its documents, with more allocations the more there
-      // are.
+      // After the graph itself the session sorts its documents, which takes more allocations the
+      // more there are.
       for (long allocations = 0; made < 20; ++allocations) {
         SCOPED_TRACE(graph + " of " + predictor + ": " + std::to_string(allocations) +
                      " allocations succeed");

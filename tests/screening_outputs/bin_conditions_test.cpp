@@ -1,5 +1,5 @@
-// Recode files, rules scripts and the report against texts that stand here in full, and the files
-// that hold them.
+// Recode files, rules scripts and the report against the full expected texts, and the files that
+// hold them.
 #include "module/screening_outputs/bin_conditions.h"
 
 #include <gmock/gmock.h>

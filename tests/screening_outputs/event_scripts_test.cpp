@@ -1,4 +1,4 @@
-// Event scripts against texts that stand here in full.
+// Event scripts against the full expected texts.
 #include "module/screening_outputs/event_scripts.h"
 
 #include <gmock/gmock.h>

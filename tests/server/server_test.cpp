@@ -277,7 +277,7 @@ TEST(SignIn, OnlyThePasswordLetsInAndWrongOnesMakeWait) {
   constexpr int kHour = 3600;
   EXPECT_TRUE(door.Knows(*later, at(now + 11 * kHour)));
   EXPECT_TRUE(door.Knows(*later, at(now + 22 * kHour))) << "half a day after the last use";
-  // A stream of events that is still open is no use of the cookie.
+  // A stream of events that is still open does not count as a use of the cookie.
   EXPECT_TRUE(door.IsOpen(*later, at(now + 33 * kHour)));
   EXPECT_FALSE(door.IsOpen(*later, at(now + 35 * kHour)));
   EXPECT_FALSE(door.Knows(*later, at(now + 35 * kHour)));

@@ -64,7 +64,7 @@ TEST(CaseReader, ServesAnyOrderOfCasesAndLists) {
     std::vector<int> other = list;
     other.back() = other.back() % 41 + 1;
     for (int i = 310; i < 320; ++i) ExpectCase(&reader, i, other);
-    // A list that is changed in place is looked at again where its cases begin again.
+    // A list that is changed in place is compared again when its cases start again.
     other.front() = other.front() % 41 + 1;
     for (int i = 305; i < 330; ++i) ExpectCase(&reader, i, other);
   }
@@ -100,7 +100,7 @@ TEST(CaseReader, SkipsAndWeighsAndStops) {
   EXPECT_EQ(reader.Read(1, list, 2, values, &weighted, &weight), kUse);
 }
 
-// A pass begins anew: what a changed column holds is seen once the source has been set again.
+// The values of a changed column are read once the source has been set again.
 TEST(CaseReader, SeesChangedDataAfterANewSource) {
   Data data(3, 600);
   CaseReader reader;

@@ -1,6 +1,5 @@
-// What people and scripts do that they should not, against the module itself: pressing OK too
-// early, typing half a number, pulling data, dialogs and whole analyses away while something works
-// on them.
+// Wrong use by people and scripts, with the module itself: pressing OK too early, typing half a
+// number, removing data, dialogs and whole analyses while they are in use.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,7 +27,7 @@ const std::string kCredit = SourceDir() + "/samples/german_credit.csv";
 const std::string kHouses = SourceDir() + "/samples/house_prices.csv";
 constexpr char kNone[] = "No predictor variables have been selected.";
 
-// A person who answers as the test says and may do something foolish at any moment.
+// A user who answers as the test says and may do something foolish at any time.
 struct FoolishFrontend final : WindowFrontend {
   bool AskVariableLists(DialogWindow&, std::string_view, std::vector<VariableListQuestion>& lists) override {
     Do();
@@ -176,8 +175,7 @@ TEST_F(MisuseTest, BinaryCodesGoWithTheirResponse) {
   EXPECT_EQ(fresh.Get("GoodCode").AsText(), "");
 }
 
-// A code that no selected case has is still a code of the data; what the run makes of it is said by
-// the run.
+// A code that no selected case has is still a code of the data; the run reports how it treats it.
 TEST_F(MisuseTest, BinaryCodesAreThoseOfTheData) {
   const AutomationClient startup = session.StartScreening();
   startup.Put("Variables", "| | risk | | age");
@@ -215,7 +213,7 @@ TEST_F(MisuseTest, OpenDialogsFollowTheSelectionAndTheWeights) {
   EXPECT_FALSE(frontend.window->Find(kControlWeightedMomentsMode1)->enabled);
 }
 
-// Numbers that a script sets are used as they are, and the run says what comes of them.
+// Numbers that a script sets are used as they are, and the run reports the consequences.
 TEST_F(MisuseTest, NumbersOutsideTheirRangeAreSaid) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kFeatureLists);
@@ -378,7 +376,7 @@ TEST_F(MisuseTest, DataStayWhatTheyAreWhileTheyAreRead) {
   }
 }
 
-// Results of the old data must not be read through documents that are made while the data go.
+// Results of the old data must not be read for documents that are made while the data are replaced.
 TEST_F(MisuseTest, ResultsGoWhileTheirOutputIsMade) {
   const AutomationClient startup = session.StartFeatureSelection();
   startup.Put("Variables", kFeatureLists);

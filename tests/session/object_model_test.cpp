@@ -37,7 +37,7 @@ struct ObjectModel : testing::Test {
   ~ObjectModel() override { fs::remove_all(folder); }
   std::string File(const char* name) const { return (folder / name).string(); }
 
-  // Notes whether results are shown while an analysis works.
+  // Records whether results are shown while an analysis runs.
   struct WorkingFrontend : WindowFrontend {
     void ProgressOpened(std::string_view caption, int stepCount) override {
       WindowFrontend::ProgressOpened(caption, stepCount);
@@ -60,7 +60,7 @@ TEST_F(ObjectModel, AFeatureSelectionFromDataToFiles) {
   EXPECT_EQ(spreadsheets.GetObject("Item", {1}).Get("CaseCount").AsInt(), 1000);
   EXPECT_EQ(data.Get("Measurement", {data.Get("VariableNumber", {"risk"})}).AsText(), "categorical");
   EXPECT_EQ(data.Get("Measurement", {data.Get("VariableNumber", {"amount"})}).AsText(), "continuous");
-  // The two conditions leave each other alone.
+  // The two conditions are independent.
   data.Call("IncludeCases", {"age > 30"});
   data.Call("ExcludeCases", {"amount > 10000"});
   EXPECT_EQ(data.Get("IncludeCondition").AsText(), "age > 30");
@@ -123,7 +123,7 @@ TEST_F(ObjectModel, AScreeningByButtonsAndByMembers) {
   frontend.updatedAtWork.clear();
   EXPECT_EQ(application.Get("ScreenUpdating").AsInt(), 1);
   ASSERT_EQ(analysis.Call("Run").AsInt(), 1);
-  // The analysis holds results back while it runs.
+  // The analysis does not show results while it runs.
   EXPECT_THAT(frontend.updatedAtWork, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
   EXPECT_TRUE(session.UpdatesScreen());
   const AutomationClient results = analysis.GetObject("Dialog");

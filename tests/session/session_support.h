@@ -1,4 +1,4 @@
-// What the tests of sessions share.
+// Shared by the tests of sessions.
 #pragma once
 
 #include <exception>

@@ -1,5 +1,5 @@
 // Sessions over small modules that behave and misbehave on demand: the step machine, lives of
-// dialogs and of the module's file, documents, and what the log tells.
+// dialogs and of the module's file, documents, and the entries of the log.
 #include "workbench/session/session.h"
 
 #include <dlfcn.h>

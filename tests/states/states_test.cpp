@@ -58,7 +58,7 @@ TEST(ValueCells, DependOnTheValuesAlone) {
     EXPECT_TRUE(AreSame(cells[0], whole)) << parts << " parts, in pairs";
   }
 
-  // A quantile from the cells is as near to the true one as the cells say.
+  // A quantile from the cells is as close to the true one as RankError says.
   std::sort(values.begin(), values.end());
   EXPECT_LT(whole.RankError(), 0.02);
   double below = 0;
@@ -95,7 +95,7 @@ PartCases AllCases(std::size_t count) {
   return cases;
 }
 
-// Parts number their texts by themselves.
+// Each part numbers its own texts.
 TEST(VariableSurvey, TextsMeetByTheirBytes) {
   VariableSurvey a("town", {}), b("town", {});
   a.Take(Texts({"Bonn", "Kiel"}, {1, 2, 2}), AllCases(3), false);
@@ -199,7 +199,7 @@ TEST(Packed, DamageIsNoticed) {
     damage(damaged);
     EXPECT_THROW(Unsealed(damaged), DataError) << name;
   }
-  // Whole, but not what it says it is.
+  // Complete, but of another kind than it claims.
   Packed packed = cells.Pack();
   packed["cases"] = PackCounts(std::vector<double>{1, 2});
   EXPECT_THROW(ValueCells::Unpack(packed), DataError);
@@ -207,7 +207,7 @@ TEST(Packed, DamageIsNoticed) {
   EXPECT_THROW(ValueCells::Unpack(packed), DataError);
 }
 
-// Bytes with a right checksum from someone who wants to bring the reader down.
+// Malicious bytes with a valid checksum.
 TEST(Packed, HostileContentsAreRefused) {
   using namespace std::string_literals;
   const std::pair<const char*, std::string> bodies[] = {

@@ -1,5 +1,5 @@
 // The tree against one that reads every row again at every node, against another program's trees on
-// the sample files, and against what must not change it.
+// the sample files, and under changes that must not affect it.
 #include "workbench/stats/tree.h"
 
 #include <gtest/gtest.h>
@@ -254,7 +254,7 @@ TEST(Tree, IsNumberedLevelByLevelAndEveryNodeAddsUp) {
       EXPECT_GT(node.improvement, 0);
       EXPECT_GE(std::min(left.cases, right.cases), 60);
     }
-    // Terminal nodes as binning the rows themselves gives them.
+    // The terminal nodes, found by binning the rows themselves.
     const std::vector<int> bins = BinsOf(tree, data.x);
     for (std::size_t b = 0; b < tree.bins.size(); ++b) {
       const TreeNode& node = tree.Node(tree.bins[b]);
@@ -336,8 +336,8 @@ double UnitsAbove(double value, int units) {
   return value;
 }
 
-// Whoever compares with the tolerance, with the cut point itself or with its 16 printed digits,
-// finds the bins of the tree.
+// Comparing with the tolerance, with the cut point itself or with its 16 printed digits, gives the
+// bins of the tree.
 TEST(Tree, CutsOnlyWhereTheToleranceTellsValuesApart) {
   for (const double base : {0.3, 1.0, -1.0, 1e15, 9007199254740991.0, 0.1 * 7, 1e-300}) {
     for (const int units : {1, 15, 16, 17, 18, 19, 25, 31, 32, 33, 40, 1000}) {

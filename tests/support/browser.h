@@ -1,4 +1,4 @@
-// Pages in headless Chromium, which set-up installs for the tests.
+// Pages in headless Chromium, which tools/setup.sh installs for the tests.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// A crash-report library that writes down its calls instead of a report.
+// A crash-report library that records its calls instead of writing reports.
 #include <string>
 
 #ifdef _WIN32

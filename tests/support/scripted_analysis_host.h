@@ -1,5 +1,5 @@
 // A host in memory for whole analyses: engine services, documents, dialogs without a frontend. It
-// keeps what it was given, answers what a test has prepared, and counts what is still referred to.
+// records its input, answers as a test has prepared, and counts references.
 #pragma once
 
 #include <algorithm>
@@ -47,7 +47,7 @@ struct DocumentShelf {
   bool RefusesGraphCall() { return ++graphCalls == refuseGraphCall; }
 };
 
-// The automation object of a document; only its life and its identity matter.
+// The automation object of a document; only its lifetime and its identity matter.
 template <typename Interface>
 class ScriptedDocument : public Interface {
  public:
@@ -276,7 +276,7 @@ class ScriptedInput final : public vlm::IInputSpreadsheet {
 
 class ScriptedAnalysisHost;
 
-// What a test has prepared as the answer to one variables dialog: its lists, or Cancel.
+// The answer that a test has prepared for a variables dialog: its lists, or Cancel.
 struct ListsAnswer {
   bool ok = true;
   std::vector<std::vector<int>> lists;

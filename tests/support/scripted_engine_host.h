@@ -29,7 +29,7 @@ struct ScriptedColumn {
   std::string name;
 };
 
-// What is to go wrong; 0 or negative: nothing.
+// The faults to inject; 0 or negative: none.
 struct Faults {
   int failAllocation = 0;      // the allocation with this number, counted from 1
   int stopAtCase = 0;          // the reader stops at this case
@@ -109,7 +109,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
     if (Strikes(faults_.stopAtCase)) return vlm::kCaseStop;
     const auto at = static_cast<std::size_t>(caseNumber - 1);
     if (!excluded.empty() && excluded[at] != 0) {
-      // What an excluded case leaves behind must not matter.
+      // The values of an excluded case must not matter.
       for (int i = 1; i <= variableCount; ++i) values[i] = std::numeric_limits<double>::quiet_NaN();
       *weight = 1e300;
       return vlm::kCaseSkip;
@@ -136,7 +136,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
     if (++allocations_ == faults_.failAllocation) return 1;
     void* const taken = std::malloc(byteCount == 0 ? 1 : byteCount);
     if (taken == nullptr) return 1;
-    std::memset(taken, 0xFF, byteCount);  // not-a-number, if anybody reads it before writing
+    std::memset(taken, 0xFF, byteCount);  // a read before the first write gives not-a-number
     blocks_[taken] = byteCount;
     *block = taken;
     return 0;
@@ -202,7 +202,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
 
  private:
   double ChiSquareUpperTail(double x, double df) override { return chiSquareAbove(x, df); }
-  // Copies, gone with the next block.
+  // Copies, which are invalid after the next block.
   short ReadBlock(int firstCaseNumber, int mostCases, const int* variableNumbers, int variableCount,
                   vlm::CaseBlock* block) override {
     Expect(displayOpen_, "block reader: no display is open");
@@ -223,7 +223,7 @@ class ScriptedEngineHost : public vlm::IEngineServices,
       const std::size_t at = static_cast<std::size_t>(firstCaseNumber - 1) + i;
       if (!weights.empty()) blockWeights_[i] = weights[at];
       if (excluded.empty() || excluded[at] == 0) continue;
-      // What an excluded case leaves behind must not matter.
+      // The values of an excluded case must not matter.
       blockUsed_[i] = 0;
       for (std::vector<double>& values : blockValues_) values[i] = std::numeric_limits<double>::quiet_NaN();
       if (!weights.empty()) blockWeights_[i] = 1e300;

@@ -53,7 +53,7 @@ TEST(WorkerPool, TasksRunAtTheSameTime) {
   EXPECT_LT(std::chrono::steady_clock::now(), deadline);
 }
 
-// Whichever thread comes first.
+// Whichever thread is first.
 TEST(WorkerPool, TheExceptionOfTheLowestIndexIsThrown) {
   for (const int threads : kThreadCounts) {
     WorkerPool pool(threads);
@@ -107,7 +107,7 @@ TEST(WorkerPool, ProgressGrowsOnTheCallersThreadAndStops) {
   }
 }
 
-// A task that would run for ever otherwise.
+// A task that would otherwise run for ever.
 TEST(WorkerPool, LongTasksHearThatTheyStop) {
   for (const int threads : kThreadCounts) {
     WorkerPool pool(threads);

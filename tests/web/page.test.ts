@@ -1,4 +1,4 @@
-// Whole jobs in a browser against the program of this build, and the doors of its server.
+// Whole jobs in a browser against the program of this build, and access to its server.
 //
 // VELMORA_COMMAND names the program, VELMORA_BROWSER a Chromium.
 import { type ChildProcess, execFileSync, spawn, spawnSync } from "node:child_process";
@@ -269,7 +269,7 @@ describe("the server", () => {
     const headersOf = async (program: Program) => ({ cookie: await signIn(program), host: `127.0.0.1:${program.port}`, "x-velmora": "1" });
     const recentOf = async (program: Program, headers: http.OutgoingHttpHeaders) =>
       (JSON.parse((await ask(program.port, "/api/overview", headers)).text).recent as string[]).filter((file) => file === data || file === houses);
-    // What another program has opened since is not this one's to open.
+    // This program must not open files that another one has opened meanwhile.
     expect(await recentOf(first, await headersOf(first))).toEqual([data]);
     const headers = await headersOf(second);
     expect(await recentOf(second, headers)).toEqual([houses, data]);
@@ -367,7 +367,8 @@ describe("a workbench for other machines", () => {
     for (const path of ["/app.js", "/api/overview", "/api/sessions/1", "/api/events"]) expect((await askSafely(path)).status, path).toBe(401);
     expect((await askSafely("/", { host: `evil.example:${port}` })).status).toBe(403);
     for (const name of ["stats.example.org", `STATS.example.org:${port}`]) expect((await askSafely("/", { host: name })).status, name).toBe(200);
-    // A link in another page leads to the door, and nothing else of another page leads anywhere.
+    // A link in another page leads to the sign-in page; any other request from another page is
+    // refused.
     const link = { "sec-fetch-site": "cross-site", "sec-fetch-mode": "navigate", "sec-fetch-dest": "document" };
     const linked = await askSafely("/", link);
     expect([linked.status, /type="password"/.test(linked.text), /Continue/.test(linked.text)]).toEqual([200, true, true]);
@@ -429,7 +430,7 @@ describe("a workbench for other machines", () => {
 
   it("forgets the password", async () => {
     freshData();
-    // A text that neither this test nor the program has in itself.
+    // A text that occurs neither in this test nor in the program.
     const password = randomBytes(24).toString("hex");
     const file = join(folder, "password.txt");
     writeFileSync(file, `${password}\n`, { mode: 0o600 });
@@ -669,7 +670,7 @@ describe("analyses", () => {
     expect(rules).toMatch(/age/);
     expect(rules).not.toMatch(/duration_months/);
 
-    // Options of predictors that are not accepted are none of the run that makes the rules.
+    // The run that makes the rules has no options for predictors that are not accepted.
     const shaped = await start(program, headers, "screen", { ...flag, special: { age: [30] }, shape: ["duration_months=ascending"] });
     await done(shaped);
     await expect.poll(async () => (await ask(program.port, `/api/sessions/1/runs/${shaped}/export?format=bins`, headers)).status).toBe(200);
@@ -689,7 +690,7 @@ describe("analyses", () => {
     await sameFiles(`${classic}/export?format=recode&predictors=all`, readdirSync(join(folder, "dialogs")), "dialogs");
     shell(`${steps.at(-1)} --print-script > dialogs.py`);
     await same(`${classic}/export?format=script`, "dialogs.py");
-    // What is sent as a file does not stay.
+    // A file that has been sent is removed.
     await expect.poll(() => readdirSync(scratch)).toEqual([]);
   });
 
@@ -1195,7 +1196,7 @@ describe("the page", () => {
     await page.getByRole("button", { name: "Close", exact: true }).click();
     await page.getByText("Take away").click();
 
-    // The other one is where it was, with its edit, and is not searched again.
+    // The other outcome keeps its run and its edit, and is not searched again.
     const before = (await runs()).map((run) => run.run);
     await outcome.selectOption("risk");
     await expect.poll(() => figure(page, "information value")).toBe(ofRisk);
@@ -1571,7 +1572,7 @@ describe("the page", () => {
         if (view === "Bins") await page.locator(".bins-chart").waitFor();
         if (view === "Dialogs" && scheme === "light") await page.getByRole("button", { name: "Predictor screening" }).click();
         if (view === "Dialogs") await page.locator(".window").waitFor();
-        // Through the browser's own door, since the page lets no foreign script in.
+        // Evaluated by the browser, since the page admits no foreign script.
         await page.evaluate(axe);
         const found = await page.evaluate(async (options) => {
           const result = await (globalThis as unknown as { axe: { run: (options: object) => Promise<{ violations: { id: string; nodes: { html: string }[] }[] }> } }).axe.run(options);

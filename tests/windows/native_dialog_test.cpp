@@ -1,5 +1,5 @@
-// The module's dialogs as windows of the system: every control against the templates, what a person
-// does through the windows against the headless frontend, and a whole run by mouse and keyboard.
+// The module's dialogs as windows of the system: every control against the templates, user actions
+// in the windows against the headless frontend, and a whole run by mouse and keyboard.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -488,7 +488,7 @@ TEST(VariableLists, ThousandsOfVariablesTypedAsARangeAreSelectedAtOnce) {
     SetDlgItemTextW(modal, 301, L"2-5001");
     EXPECT_LT(listMessages, 20);
     EXPECT_EQ(SendMessageW(box, LB_GETSELCOUNT, 0, 0), kCount - 1);
-    // Names are found by a part of them, in any case of letters, and what is chosen stays chosen.
+    // Names are found by a part of them, whatever the case of letters, and the choice is kept.
     SetDlgItemTextW(modal, 401, L"NAME_4999");
     EXPECT_EQ(SendMessageW(box, LB_GETCOUNT, 0, 0), 1);
     EXPECT_EQ(SendMessageW(box, LB_GETSELCOUNT, 0, 0), 1);

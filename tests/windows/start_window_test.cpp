@@ -70,8 +70,7 @@ TEST(StartWindowTest, OffersWhatCanBeDone) {
   EXPECT_THAT(commands.called, ElementsAre("feature selection", "failure: The module cannot be loaded.",
                                            "weights", "save", "open", "results", "open C:\\b.csv"));
 
-  // While a dialog is busy nothing but help can be had; then the window closes when its owner
-  // agrees.
+  // While a dialog is busy only help is available; then the window closes when its owner agrees.
   commands.called.clear();
   commands.ready = false;
   click(L"&Open data...");

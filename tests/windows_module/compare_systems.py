@@ -82,7 +82,7 @@ def run(command, words):
     return done.stdout.decode("utf-8")
 
 
-# The Windows build refuses what it has no library for, and says what that is.
+# The Windows build refuses formats for which it has no library, and names the library.
 def refusals_of_what_is_left_out(windows):
     with tempfile.TemporaryDirectory() as folder:
         cases = [

@@ -1,5 +1,5 @@
-// The module's file as Windows loads it: exports and imports, resources, registration, and nothing
-// left after it is unloaded.
+// The module's file as Windows loads it: exports and imports, resources, registration, and that
+// nothing is left after it is unloaded.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>

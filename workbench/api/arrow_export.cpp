@@ -76,7 +76,7 @@ struct ArrowTable::Data {
 
 namespace {
 
-// What the private data of an exported structure hold: the data, and the structures below it.
+// The private data of an exported structure: the data and the structures below it.
 template <typename Structure>
 struct Holder {
   std::shared_ptr<const void> data;
@@ -134,8 +134,8 @@ void FillArray(ArrowArray& array, const std::shared_ptr<const void>& data, std::
   array.private_data = holder.release();
 }
 
-// A structure of the columns of data: for each, and for its dictionary, fill is called with the
-// structure, the cells, their name and a holder for what is below.
+// A structure of the columns of data. For each column, and for its dictionary, fill is called with
+// the structure, the cells, their name and a holder of the structures below.
 template <typename Structure, typename Fill>
 std::unique_ptr<Holder<Structure>> HolderOf(const std::vector<NamedBuffers>& columns, Fill fill) {
   auto holder = std::make_unique<Holder<Structure>>();
@@ -159,7 +159,7 @@ struct StreamState {
   bool done = false;
 };
 
-// Out of memory is all that can fail, which the stream's codes say.
+// Only a lack of memory can make it fail, for which the stream has a code.
 template <typename Work>
 int WithoutException(Work work) noexcept {
   try {
@@ -282,7 +282,7 @@ void ArrowTable::Export(ArrowArrayStream& stream) && {
 
 namespace {
 
-// The columns of the rows, each with a place per row.
+// The columns of the rows; each column has an entry for every row.
 class RowColumns {
  public:
   explicit RowColumns(const Json& rows) : rowCount_(rows.size()) {

@@ -35,7 +35,7 @@ class ArrowTable {
   // Numbers, or the labels of a text column as categories.
   void AddVariable(const Column& column);
 
-  // Hands the columns over. stream holds nothing before.
+  // Hands the columns over to stream, which must be empty.
   void Export(ArrowArrayStream& stream) &&;
 
  private:
@@ -44,8 +44,7 @@ class ArrowTable {
 };
 
 // The JSON of a report as a table: a column per member of the rows, in the order in which members
-// first occur. Names become snake case; the members of a member that is an object get its name in
-// front.
+// first occur. Names become snake case; the members of an object are prefixed with its name.
 ArrowTable TableOfRows(const Json& rows);
 
 }  // namespace velmora

@@ -1,5 +1,5 @@
-// Plain numbers stay where they are. Each other column is read over all batches in turn, a second
-// time where its numbers turn out to need the digits of texts.
+// Plain numbers are used in place. Every other column is read across all batches, and a second
+// time, as texts, when its numbers do not fit into doubles.
 #include "workbench/api/arrow_import.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ class BuilderCells {
   void AddText(std::string_view text) {
     IsCleanText(text) ? builder_.AddText(text) : builder_.AddText(CleanText(text));
   }
-  // Beyond 2^53 a double must hold the very number, otherwise the column becomes text.
+  // A number beyond 2^53 must be exact as a double, otherwise the column becomes text.
   template <typename Whole>
   void AddWhole(Whole cell) {
     if (asTexts_) return builder_.AddText(std::to_string(cell));
@@ -58,7 +58,7 @@ class ColumnSource {
     ReadAll(batches, true, builder);
   }
 
-  // The cells where they lie, when nothing about them needs to change; otherwise none.
+  // The cells in place when they can be used unchanged; otherwise nothing.
   std::span<const double> PlainNumbers(const std::vector<ArrowArray>& batches) const {
     if (column_.IsDictionary() || column_.Type().cells != ArrowCells::kDouble || batches.size() != 1)
       return {};

@@ -14,7 +14,7 @@
 
 namespace velmora {
 
-inline constexpr char kTableName[] = "the table";  // what sentences call a table that is no file
+inline constexpr char kTableName[] = "the table";  // the name in messages of a table that is not a file
 
 // Owns a schema and its batches. They are released with the last column that is made of them
 // without a copy: numbers of 64 bits in one batch of which none is missing.
@@ -22,7 +22,7 @@ class ArrowBatches {
  public:
   // Takes the stream and reads it to its end. Throws DataError with the stream's own sentence.
   explicit ArrowBatches(ArrowArrayStream& stream);
-  // Takes both. Throws DataError when one of them is released already.
+  // Takes both. Throws DataError when one of them has already been released.
   ArrowBatches(ArrowSchema& schema, ArrowArray& batch);
 
   std::int64_t RowCount() const;

@@ -26,7 +26,7 @@ std::optional<SqlDialect> DialectOf(const std::string& format) {
   return std::nullopt;
 }
 
-// Values that the file of the table declares missing and that the bins have a place for.
+// Values that the file of the table declares missing and for which there is a bin.
 std::map<int, UserMissingCells> CoveredIn(const SessionState& state, const SavedBins& bins) {
   return state.userMissing ? CoveredUserMissing(bins, *state.userMissing, state.table)
                            : std::map<int, UserMissingCells>();

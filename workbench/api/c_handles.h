@@ -30,7 +30,7 @@
 
 namespace velmora {
 
-// What a session is; its handle, results and bins share it.
+// The state of a session, shared by its handle, its results and its bins.
 struct SessionState {
   WorkThread thread;
   LastError error;

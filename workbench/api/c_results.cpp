@@ -82,7 +82,7 @@ void velmora_result_free(velmora_result* result) {
   if (result == nullptr) return;
   const int code =
       ForHandle(result, "result", [&](SessionState& state) { state.Work([&] { result->run.reset(); }); });
-  // A child process has no thread on which a run of its parent could end.
+  // A child process does not have the thread on which a run of its parent must end.
   if (code != VELMORA_OK) static_cast<void>(result->run.release());
   delete result;
 }

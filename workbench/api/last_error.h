@@ -10,8 +10,8 @@
 
 namespace velmora {
 
-// Where the sentence of a failure goes. Its room is reserved, so that a failure for want of memory
-// has one, too.
+// Holds the sentence of a failure. Its memory is reserved, so that a lack of memory can be
+// reported, too.
 class LastError {
  public:
   LastError() { text_.reserve(kRoom); }

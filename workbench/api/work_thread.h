@@ -24,7 +24,7 @@ class WorkThread final : private RunMonitor {
   using Report = std::function<bool(const std::string& stage, double fraction)>;
 
   WorkThread();
-  // Ends the thread. In a child process of the one that made it there is none to end.
+  // Ends the thread. In a child process there is no thread to end.
   ~WorkThread();
   WorkThread(const WorkThread&) = delete;
   WorkThread& operator=(const WorkThread&) = delete;

@@ -97,7 +97,7 @@ class AutomationClient {
   Variant Get(std::string_view name, const std::vector<Variant>& arguments = {}) const;
   void Put(std::string_view name, Variant value) const;
   Variant Call(std::string_view name, const std::vector<Variant>& arguments = {}) const;
-  // A property or a method that answers an object.
+  // A property or a method that returns an object.
   AutomationClient GetObject(std::string_view name, const std::vector<Variant>& arguments = {}) const;
 
  private:

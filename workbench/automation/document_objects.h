@@ -15,7 +15,7 @@
 
 namespace velmora {
 
-// shortNames: what the documents' short names stand for; full names are answered beside them.
+// shortNames: the full names for the documents' short names; objects give both.
 vlm::IAutomationObject* MakeSpreadsheetObject(std::shared_ptr<Sheet> sheet,
                                               std::shared_ptr<const ShortNames> shortNames);
 vlm::IAutomationObject* MakeGraphObject(std::shared_ptr<Graph> graph,
@@ -23,7 +23,7 @@ vlm::IAutomationObject* MakeGraphObject(std::shared_ptr<Graph> graph,
 vlm::IAutomationObject* MakeReportObject(std::shared_ptr<TextDocument> report);
 // The object of a workbook's document, of the kind that it is.
 ObjectReference MakeDocumentObject(const std::shared_ptr<Workbook>& workbook, const Document& document);
-// Documents of a workbook in order of creation; counts what is there when asked.
+// The documents of a workbook in order of creation, counted at each call.
 vlm::IAutomationObject* MakeWorkbookObject(std::shared_ptr<Workbook> workbook);
 
 // The input table of a session as scripts read and change it. Every call throws when the session

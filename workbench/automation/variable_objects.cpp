@@ -30,8 +30,8 @@ std::string ShownCell(const Column& column, double value) {
   return IsMissing(value, column.missingCode) ? std::string() : Variant(value).AsText();
 }
 
-// One variable of the input table, by its number and name. Calls fail after other data are opened
-// that have another variable in its place.
+// One variable of the input table, by its number and name. Calls fail when other data have been
+// opened that have a different variable at this number.
 class VariableObject final : public HostObject<VariableObject> {
  public:
   VariableObject(std::shared_ptr<const InputTable> access, int number)

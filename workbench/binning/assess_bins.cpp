@@ -6,7 +6,7 @@ namespace velmora::binning {
 
 Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>& binOf,
                       const BinFinder& find) {
-  // Special codes are pre-bins that no search joins with others.
+  // Special codes are pre-bins that the search never joins with others.
   PreBins whole = predictor.values;
   for (const PreBins& special : predictor.specials) Append(special, whole);
   const bool missingIsFixed = predictor.missing && predictor.missingBin >= 0;

@@ -1,5 +1,5 @@
-// What the bins that a search finds are worth: figures of cases held out, and whether they say more
-// than one bin does.
+// Assesses the bins that a search finds: figures on held-out cases, and whether the bins describe
+// the response better than one bin does.
 #pragma once
 
 #include <optional>
@@ -10,16 +10,16 @@
 
 namespace velmora::binning {
 
-// A predictor as a search sees it. Folds must be there.
+// A predictor as a search sees it. Its pre-bins must have folds.
 struct SearchedPredictor {
   PreBins values;                  // that the search joins
   std::vector<PreBins> specials;   // special codes: each a bin of its own
   std::optional<PreBins> missing;  // the cases without a value
   vlm::MissingBin missingPlace = vlm::kMissingLeftOut;
-  // The bin of the missing cases where the user gives it with the bins: they are in it whatever their
-  // response; -1: by missingPlace.
+  // The bin of the missing cases when the user gives it with the bins: they are in it whatever
+  // their response. -1: missingPlace decides.
   int missingBin = -1;
-  double selectionCost = 0;  // of the rules of the search
+  double selectionCost = 0;  // see SelectionCost
 };
 
 struct Assessment {
@@ -32,13 +32,14 @@ struct Assessment {
 Assessment AssessBins(const SearchedPredictor& predictor, const std::vector<int>& binOf,
                       const BinFinder& find);
 
-// The rules as far as the response has such a criterion and such a shape. classCount 0: measured.
+// The rules, with a criterion and a shape that the response has. classCount 0: measured.
 BinningRules RulesThatApply(BinningRules rules, int classCount);
 
 // The vlm::BinShape of a shape that was found.
 int ShapeNumber(Shape shape);
 
-// Swaps two classes: a shape is about the rate of the last one, which a search takes first.
+// Swaps the two classes: a shape describes the rate of the last class, but a search uses that of
+// the first.
 void SwapTwoClasses(PreBins& bins);
 
 }  // namespace velmora::binning

@@ -25,13 +25,13 @@ double Mean(const std::vector<double>& values) {
   return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
-// What the bins of the other folds are worth on the cases of one.
+// Figures of the other folds' bins on the cases of one fold.
 struct FoldFigures {
   double informationValue = 0, gini = 0;
 };
 
-// Nothing where the fold, or the rest, has cases of one class only: clusters fill few folds, or
-// unevenly.
+// Nothing when the fold, or the others together, have cases of only one class: clusters may fill
+// few folds, or fill them unevenly.
 std::optional<FoldFigures> ValidateClasses(const PreBinSums& train, const PreBinSums& held) {
   double bads = 0, goods = 0, heldBads = 0, heldGoods = 0;
   for (std::size_t b = 0; b < train.Count(); ++b) {
@@ -78,7 +78,7 @@ void AddSquaredErrors(const PreBinSums& train, const PreBinSums& held, Errors& e
   }
 }
 
-// Shares of the classes are taken as if half a case more had been seen of each, so that none is 0.
+// Half a case is added to each class before its share is computed, so that no share is 0.
 void AddDeviances(const PreBinSums& train, const PreBinSums& held, Errors& errors) {
   const std::size_t classes = train.Stride();
   std::vector<double> totals(classes, 0.0);
@@ -98,7 +98,7 @@ void AddDeviances(const PreBinSums& train, const PreBinSums& held, Errors& error
   }
 }
 
-// One fold's missing cases, put where those of the other folds belong.
+// Puts the missing cases of one fold into the bin of those of the other folds.
 void AddMissing(const MissingCases& missing, const PreBinSums& heldMissing, PreBinSums& train,
                 PreBinSums& held) {
   PreBinSums trainMissing = Without(missing.cases->sums, heldMissing);

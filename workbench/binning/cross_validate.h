@@ -1,4 +1,4 @@
-// What bins are worth on cases that had no part in finding them.
+// Figures of bins on cases that had no part in finding them.
 //
 //   const Validation honest = CrossValidate(
 //       pre, [&](const PreBinSums& sums) { return FindOrderedBins(sums, rules).binOf; });
@@ -45,9 +45,9 @@ struct MissingCases {
 // A search for bins: the bin of each pre-bin, from 0.
 using BinFinder = std::function<std::vector<int>(const PreBinSums&)>;
 
-// pre.folds must be there. find: called kFoldCount times, with the sums of all folds but one.
-// Missing cases that are left out have no weight of evidence and the overall mean, so that
-// predictors are compared on all cases.
+// pre must have folds. find: called kFoldCount times, with the sums of all folds but one. Missing
+// cases that are left out have no weight of evidence and the overall mean, so that predictors are
+// compared on all cases.
 Validation CrossValidate(const PreBins& pre, const BinFinder& find, const MissingCases& missing = {});
 
 // The interval of a figure whose values, or linearised deviations, are these in the folds.

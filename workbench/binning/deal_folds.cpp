@@ -39,7 +39,7 @@ double Hypergeometric(double all, double marked, double drawn, vlm::SplitMix& ra
       if (!(rest > 0)) return low - 1;
       --low;
     }
-    if (lowP < 1e-300 && highP < 1e-300) break;  // what rounding has left over
+    if (lowP < 1e-300 && highP < 1e-300) break;  // a remainder left by rounding
   }
   return mode;
 }

@@ -91,7 +91,8 @@ std::vector<double> FirstComponent(const PreBinSums& sums) {
   return levels;
 }
 
-// Places of the groups by rising level; those without weight come first, equal ones in their order.
+// Indices of the groups in ascending order of level; those without weight come first, equal ones
+// keep their order.
 std::vector<std::size_t> OrderBy(const std::vector<double>& levels) {
   std::vector<std::size_t> order(levels.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -100,8 +101,8 @@ std::vector<std::size_t> OrderBy(const std::vector<double>& levels) {
   return order;
 }
 
-// Levels as the search takes them: the rare ones pooled, and where there are still too many,
-// neighbours in order of rate joined.
+// Levels as the search takes them: rare ones are pooled, and if there are still too many,
+// neighbours in order of rate are joined.
 struct LevelGroups {
   PreBinSums sums;
   std::vector<int> groupOf;  // of each level
@@ -275,7 +276,7 @@ class Merger {
   std::vector<Row> rows_;
   std::vector<std::size_t> left_;     // groups that are left, ascending
   std::vector<std::size_t> groupOf_;  // of each of the first ones
-  std::vector<double> costs_;         // of merging a with b > a, at a * count_ + b
+  std::vector<double> costs_;         // [a * count_ + b]: of merging a with b > a
 };
 
 // Joins groups step by step, from one group per bin to one bin, and returns the partitions in
@@ -391,7 +392,7 @@ bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing, dou
 }
 
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount) {
-  // Where every level is rare, as postcodes are, the pool must not take them all.
+  // When every level is rare, as with postcodes, the pool must not take all of them.
   const double halfOfMean = 0.5 / static_cast<double>(std::max<std::size_t>(sums.Count(), 1));
   const double least = std::min(minShare, halfOfMean) * sums.TotalWeight();
   std::vector<int> groupOf(sums.Count(), -1);
@@ -412,7 +413,7 @@ std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::si
 
 std::vector<int> JoinNeighbours(const std::vector<double>& weights) {
   std::vector<int> joined = AssignPreBins(weights, kMostGroups);
-  // What has no weight goes with its neighbour.
+  // A level without weight goes with its neighbour.
   int last = 0;
   for (int& group : joined) group = last = group < 0 ? last : group;
   return joined;
@@ -492,8 +493,8 @@ double CutBetween(double last, double first) {
   if (last <= 0 && first > 0) return 0;
   const double middle = last / 2 + first / 2;
   for (int digits = 1; digits <= 17; ++digits) {
-    // Of all numbers with this many digits, the nearest to the middle are its rounding and that
-    // one's neighbours.
+    // Of all numbers with this many digits, the nearest to the middle are the middle rounded to
+    // them and the two neighbours of that.
     char text[40];
     std::snprintf(text, sizeof text, "%.*e", digits - 1, middle);
     const double rounded = std::strtod(text, nullptr);

@@ -25,9 +25,8 @@ struct BinningRules {
   std::size_t candidates = 1;  // predictors that are searched for the same response
 };
 
-// What it costs to say that one of so many predictors has more than one bin: ln(candidates / 20),
-// not below 0. The more predictors of noise are searched, the more the best of their searches would
-// otherwise gain by chance alone.
+// The cost of choosing one of so many predictors to have more than one bin: ln(candidates / 20),
+// but not below 0. Without it, the best of many searches would gain from chance alone.
 double SelectionCost(const BinningRules& rules);
 
 // The fewest and the most bins that the rules ask for.
@@ -82,8 +81,8 @@ PreBinSums SumBins(const PreBinSums& preBins, const std::vector<int>& binOf, std
 // left out.
 int PlaceOfMissing(vlm::MissingBin place, const PreBinSums& bins, const PreBinSums& missing);
 
-// Whether the missing cases differ from all others by more than it takes to say so (see
-// DescriptionLength; one more bit says that they do).
+// Whether describing the missing cases apart from all others shortens the description (see
+// DescriptionLength), although it takes one more bit.
 bool MissingCasesDiffer(const PreBinSums& values, const PreBinSums& missing, double selectionCost = 0);
 
 // The cut between two neighbouring pre-bins: the number with the fewest digits that is at least

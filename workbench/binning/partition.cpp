@@ -19,7 +19,7 @@ constexpr double kImpossible = std::numeric_limits<double>::infinity();
 
 double XLogX(double x) { return x > 0 ? x * std::log(x) : 0; }
 
-// Everything that the program asks of a run of pre-bins [first, end), from running sums.
+// Figures of any run of pre-bins [first, end), from running sums.
 class Runs {
  public:
   Runs(const PreBinSums& sums, const PartitionRules& rules)
@@ -56,8 +56,7 @@ class Runs {
   }
 
   bool IsAllowed(std::size_t first, std::size_t end) const {
-    // A share such as 0.05 of 100 cases is met by 5 of them, whatever rounding makes of the
-    // product.
+    // 5 of 100 cases meet a share of 0.05, however the product is rounded.
     constexpr double kSlack = 1 - 1e-12;
     if (Weight(first, end) < rules_.minShare * totalWeight_ * kSlack) return false;
     if (Cases(first, end) < rules_.minCases * kSlack) return false;
@@ -81,7 +80,7 @@ class Runs {
     return 2 * std::max(sum, 0.0);
   }
 
-  // What the program makes small: the criterion, or the information value negated.
+  // The cost to be minimised: the criterion, or the negated information value.
   double Cost(std::size_t first, std::size_t end) const {
     switch (rules_.criterion) {
       case Criterion::kInformationValue:
@@ -99,7 +98,7 @@ class Runs {
     return Deviance(first, end);
   }
 
-  // Whether two neighbouring runs differ at the level that is asked for.
+  // Whether two neighbouring runs differ at the required level.
   bool Differ(std::size_t first, std::size_t middle, std::size_t end) const {
     return classCount_ == 0 ? MeansDiffer(first, middle, end) : SharesDiffer(first, middle, end);
   }
@@ -116,8 +115,8 @@ class Runs {
     return (goodShare - badShare) * std::log((goodCount / total_[1]) / (badCount / total_[0]));
   }
 
-  // Pearson's Chi-square of the two runs, with weights that of as many effective cases, against the
-  // quantile of classes - 1 degrees of freedom.
+  // Pearson's Chi-square of the two runs (of weighted cases: scaled to the effective number of
+  // cases) against the quantile for classes - 1 degrees of freedom.
   bool SharesDiffer(std::size_t first, std::size_t middle, std::size_t end) const {
     const double left = Weight(first, middle), right = Weight(middle, end);
     if (!(left > 0) || !(right > 0)) return false;
@@ -161,7 +160,7 @@ class Runs {
   std::vector<double> running_;  // (count + 1) rows of stride sums and the cases
   std::vector<double> total_;
   double totalWeight_ = 0;
-  double casesPerWeight_ = 1;  // effective cases, of all of them
+  double casesPerWeight_ = 1;  // effective cases / weight, over all cases
   mutable double critical_ = -1;
 };
 
@@ -183,11 +182,10 @@ class Triangle {
   std::vector<T> values_;
 };
 
-// Which neighbours a bin may have: the level rises or falls from the left bin to the right one, or
-// whatever it does.
+// How the level may change from a bin to its right neighbour: in any way, or only up, or only down.
 enum class Step { kAny, kUp, kDown };
 
-// A shape as steps before and after its turn.
+// A shape: the steps allowed before and after its turning point.
 struct Course {
   Step before = Step::kAny;
   Step after = Step::kAny;
@@ -245,7 +243,7 @@ class Search {
     return cancelled_;
   }
 
-  // Nothing links a bin to its neighbour: the state is where the last bin ends.
+  // Bins do not depend on their neighbours, so the state is where the last bin ends.
   std::vector<std::vector<int>> BestFree(int maxBins) {
     const std::size_t m = runs_.Count();
     std::vector<std::vector<int>> found;
@@ -334,7 +332,8 @@ class Search {
     }
     if (lefts_.empty()) return;
     if (rules_.maxAdjacentP < 1) return ConnectDiffering(turned, to, middle, step);
-    // The best of all left bins up to a level is a running minimum over the bins in order of level.
+    // The best of all left bins up to a level is a running minimum over those bins, sorted by
+    // level.
     const double sign = step == Step::kDown ? -1 : 1;
     std::sort(lefts_.begin(), lefts_.end(), [&](const Left& a, const Left& b) {
       return a.level != b.level ? sign * a.level < sign * b.level : a.first < b.first;
@@ -503,7 +502,7 @@ double LogChoose(std::size_t m, std::size_t k) {
   return k > m ? -std::numeric_limits<double>::infinity() : lgamma1(m) - lgamma1(k) - lgamma1(m - k);
 }
 
-// By S(m, k) = k S(m - 1, k) + S(m - 1, k - 1), in logarithms.
+// The recurrence S(m, k) = k S(m - 1, k) + S(m - 1, k - 1), in logarithms.
 double LogStirling(std::size_t m, std::size_t k) {
   constexpr double kNone = -std::numeric_limits<double>::infinity();
   if (k > m || k == 0) return m == k ? 0 : kNone;
@@ -529,8 +528,8 @@ double DescriptionLength(const Partition& partition, const PreBinSums& sums, Ord
   const auto bins = static_cast<double>(partition.ends.size());
   double fit = 0;
   if (sums.classCount == 0) {
-    // Without any error the fit would outweigh every other term, so no error is
-    // smaller than that of rounding.
+    // With no error at all the fit would outweigh every other term, so the error is at least that
+    // of rounding.
     double whole = 0, mean = 0;
     for (std::size_t b = 0; b < sums.Count(); ++b) {
       whole += sums.values[b * 3 + 2];
@@ -566,7 +565,8 @@ int ChooseBinCount(const Partitions& partitions, const PreBinSums& sums, Orderin
       shortest = length;
     }
   }
-  // No number of bins in the range is possible: take the nearest below it. One bin always is.
+  // No number of bins in the range is possible: take the nearest below it. One bin is always
+  // possible.
   for (int bins = least; chosen == 0 && bins > 0; --bins) {
     if (bins <= found && !partitions.byBinCount[static_cast<std::size_t>(bins - 1)].ends.empty())
       chosen = bins;

@@ -20,8 +20,8 @@
 
 namespace velmora::binning {
 
-// What is known of the cases of each pre-bin. Class weights, or for a measured response (classCount
-// 0) the moments sum w, sum w y, sum w y^2 about any origin near the mean.
+// Sums over the cases of each pre-bin. Class weights, or for a measured response (classCount 0) the
+// moments sum w, sum w y, sum w y^2 about any origin near the mean.
 struct PreBinSums {
   int classCount = 2;          // 0: measured response
   std::vector<double> values;  // pre-bin by pre-bin: classCount class weights, or the three moments
@@ -32,7 +32,7 @@ struct PreBinSums {
   std::size_t Count() const { return cases.size(); }
   double TotalWeight() const;
   double WeightOf(std::size_t bin) const;
-  // Adds the bins of more, of other cases, after those here.
+  // Appends the bins of more, which holds other cases.
   void Append(const PreBinSums& more);
   // Kish's effective number of cases, (sum w)^2 / sum w^2: the number without weights, and the same
   // in every unit of the weights (Kish 1965, Survey Sampling, section 11.7).
@@ -71,7 +71,7 @@ struct Partition {
   double criterion = 0;
   // Whatever the criterion: -2 log likelihood, or the sum of squares of a measured response.
   double deviance = 0;
-  Shape shape = Shape::kFree;  // the one that was found, of kMonotone and kAuto
+  Shape shape = Shape::kFree;  // for kMonotone and kAuto, the one that was found
 };
 
 struct Partitions {
@@ -79,7 +79,7 @@ struct Partitions {
 };
 
 // The best partition for every number of bins up to rules.maxBins. One bin is always possible.
-// isCancelled is asked now and then; when it says yes the result is empty. Throws
+// isCancelled is called now and then; when it returns true, the result is empty. Throws
 // std::invalid_argument for a criterion or shape that the response does not have, or for no
 // pre-bins. Time: O(maxBins m^2) free, O(maxBins m^2 log m) with a shape, O(maxBins m^3) with
 // maxAdjacentP below 1.

@@ -10,7 +10,7 @@
 namespace velmora::binning {
 namespace {
 
-// Deals cases to the folds: every ten in a row get the ten folds, shuffled anew.
+// Deals cases to the folds: each ten consecutive cases get the ten folds in a new random order.
 class Dealer {
  public:
   explicit Dealer(std::uint64_t stratum) : state_(vlm::RandomBits(stratum)) {
@@ -57,8 +57,8 @@ class Counter {
     if (folds_.empty()) return;
     if (!response_.weightsAreCounts || response_.isClustered)
       return AddTo(bins_.folds[folds_[index]], bin, index, weight);
-    // The equal cases of a row are dealt out one by one, at random like other cases. Where they are
-    // so many that chance hardly matters, and for fractions of a case, all folds get the same.
+    // The equal cases of a row are dealt one by one, at random like other cases. When they are so
+    // many that chance hardly matters, and for fractions of a case, every fold gets the same share.
     constexpr double kMostDealt = 10000;
     double parts[kFoldCount] = {};
     const double dealt = weight <= kMostDealt ? std::floor(weight) : 0;

@@ -57,7 +57,7 @@ PreBins MakeBins(const stats::TreeResponse& response, std::span<const double> co
 PreBins MakeMissingBin(const stats::TreeResponse& response, std::span<const std::uint32_t> cases,
                        std::span<const std::uint8_t> folds = {});
 
-// Adds the pre-bins of more after those of bins, which may be of other cases only.
+// Appends the pre-bins of more to those of bins. The two must hold different cases.
 void Append(const PreBins& more, PreBins& bins);
 // The sums of the first pre-bins, which get their share by weight of the squared weights.
 PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);

@@ -1,5 +1,5 @@
-// What a search for the bins of one predictor worked on and found, for figures that are about many
-// predictors at once or that repeat the search on other responses.
+// The input and the result of a search for the bins of one predictor, kept for figures about many
+// predictors at once and for searches repeated on other responses.
 #pragma once
 
 #include <cstddef>
@@ -31,14 +31,14 @@ struct SearchRecord {
   // and where there are more pre-bins than numbers.
   std::vector<std::uint16_t> preBinOf;
   Validation validation;
-  // The best other shape where the demanded one allows a single bin, and more of this one are better
-  // than chance; else kFree.
+  // Where the demanded shape allows a single bin: the best other shape with more bins that are
+  // better than chance; else kFree.
   Shape otherShape = Shape::kFree;
 };
 
 // Takes the records of a run, from any of the threads that search and in no order.
 struct SearchObserver {
-  std::function<void(SearchRecord)> take;  // empty: nobody asks
+  std::function<void(SearchRecord)> take;  // empty: records are not needed
   bool wantsPreBins = false;               // preBinOf
 };
 

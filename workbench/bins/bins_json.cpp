@@ -54,7 +54,7 @@ Json LevelsJson(const std::vector<SavedLevel>& levels) {
   return list;
 }
 
-// All but the bins.
+// Everything except the bins.
 Json JsonOf(const SavedPredictor& predictor) {
   Json json = {{"name", predictor.name},
                {"kind", predictor.categorical ? "categorical" : "continuous"},
@@ -285,7 +285,7 @@ class BinsReader {
     return number;
   }
 
-  // Counts that a member may have; they are as many as the response's sums.
+  // The counts of an optional member, as many as the response has sums.
   SavedCounts Counts(const Json& json, const SavedResponse& response, const std::string& owner) const {
     SavedCounts counts;
     if (!json.contains("counts")) return counts;
@@ -342,7 +342,8 @@ class BinsReader {
     return predictor;
   }
 
-  // Bins after the intervals hold special codes or missing values; bins of levels some level.
+  // Every bin after the intervals must hold special codes or missing values, and every bin of
+  // levels some level.
   void RefuseEmptyBins(const std::string& owner, const SavedPredictor& predictor) const {
     if (predictor.categorical && version_ == kOldestVersion) return;
     std::set<int> used;

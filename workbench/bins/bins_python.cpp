@@ -18,7 +18,7 @@ std::string Literal(double value) {
   return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
-// Bytes beyond ASCII stay: the file is UTF-8.
+// Bytes beyond ASCII are kept: the file is UTF-8.
 std::string Literal(std::string_view text) {
   std::string literal = "\"";
   for (const char c : text) {

@@ -1,5 +1,5 @@
-// Bins as CASE expressions. A number goes through the bins from the lowest up, and equals what lies
-// within 15 units in the last place of it. NaN and infinity, which some databases hold, are
+// Bins as CASE expressions. A number is compared with the bins from the lowest up, and equals every
+// number within 15 units in the last place of it. NaN and infinity, which some databases hold, are
 // missing.
 //
 // What a dialect needs besides standard SQL is in one table, kDialects. Sources: the manuals of the
@@ -46,7 +46,7 @@ struct Dialect {
 // In the order of SqlDialect.
 constexpr Dialect kDialects[] = {
     {.name = "standard"},
-    // A literal with an exponent is a decimal there.
+    // There a literal with an exponent is a decimal.
     {.name = "postgresql",
      .castStart = "CAST(",
      .castEnd = " AS DOUBLE PRECISION)",
@@ -243,9 +243,9 @@ class CaseWriter {
 
   std::string Missing() const {
     if (!HoldsNumbers()) {
-      // A text of blanks and tabs is missing, which matters where anything else than NULL could be
-      // given. Trimming would take other blanks away, too, in some databases. Texts such as yes and
-      // no may be truth values in the database, which do not compare with an empty text.
+      // A text of blanks and tabs is missing, which matters where the result could be other than
+      // NULL. In some databases, trimming would remove other characters, too. Texts such as yes and
+      // no may be truth values in the database, which cannot be compared with an empty text.
       const bool differs = !predictor_.isTruth && (predictor_.missingBin || predictor_.otherBin);
       const std::string text = "CAST(" + name_ + " AS " + sql_.Its().textType + ")";
       return name_ + " IS NULL" +
@@ -285,17 +285,18 @@ std::string TableNameOf(const std::string& dataFile) {
   return name.empty() ? "data" : name;
 }
 
-// Names as a database knows them that ignores the case of letters.
+// Names in a database that ignores the case of letters.
 class NamesWithoutCase {
  public:
-  // The name that has name's letters in any case already; null, and name is added, when none has.
+  // Returns the earlier name that differs from this one at most by case; when there is none, adds
+  // the name and returns null.
   const std::string* Add(const std::string& name) {
     std::string key = name;
     for (char& c : key) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     const auto [place, isNew] = names_.try_emplace(std::move(key), name);
     return isNew ? nullptr : &place->second;
   }
-  // name, with a number after it when another one has its letters.
+  // Returns the name, followed by a number when an earlier one differs from it at most by case.
   std::string AddNumbered(const std::string& name) {
     std::string numbered = name;
     for (int number = 2; Add(numbered) != nullptr; ++number) numbered = name + "_" + std::to_string(number);

@@ -168,7 +168,7 @@ struct CodingProgram::Compiled {
       if (branch.condition) {
         branch.condition->EvaluateBlock(*table, first, count, results.data());
         for (std::size_t i = 0; i < count; ++i) {
-          const bool isMissing = results[i] == kMissing;  // this very number is what it writes
+          const bool isMissing = results[i] == kMissing;  // exactly the number that it writes
           level.taken[i] = static_cast<std::uint8_t>(!isMissing & (results[i] != 0)) & level.open[i];
           level.open[i] ^= level.taken[i];
           level.unknown[i] |= static_cast<std::uint8_t>(isMissing);
@@ -218,7 +218,7 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
                           : ColumnValues(std::vector<double>(caseCount, target.start));
     target.values = target.column.Writable();
   };
-  // What is stored is written once: a block is cleared right before it is coded.
+  // Each cell is written while it is in the cache: a block is cleared right before it is coded.
   const auto clear = [&](const Target& target, std::int64_t first, std::size_t count) {
     if (store) std::fill_n(target.values.begin() + first, count, target.start);
   };
@@ -310,7 +310,7 @@ UnseenLevels ParseUnseenLevels(const std::string& text) {
 
 CodingFile ParseCodingFile(std::string_view content, const std::string& file,
                            const std::string& recodeVariable) {
-  // In another encoding its names and labels would be those of no data.
+  // In another encoding its names and labels would match no data.
   if (const std::size_t end = FirstByteBeyondUtf8(content); end != std::string_view::npos) {
     const auto line =
         1 + std::count(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(end), '\n');

@@ -41,10 +41,10 @@ struct CodingFile {
 CodingFile ParseCodingFile(std::string_view content, const std::string& file,
                            const std::string& recodeVariable = {});
 
-// What saved bins make of levels that they do not have.
+// How saved bins treat levels that they do not have.
 struct UnseenLevels {
   // kAsSaved: the predictor's bin of other levels, where it has one, else no bin.
-  // kLabel: the bin with the label; where there is none, the label without figures.
+  // kLabel: the bin with the label; if there is no such bin, the label without figures.
   enum class Rule { kAsSaved, kAsMissing, kLabel };
   Rule rule = Rule::kAsSaved;
   std::string label;

@@ -1,5 +1,5 @@
-// What saved bins, recode files and rules scripts become before they run over a table: statements
-// that give values to targets, the variables that they make.
+// Saved bins, recode files and rules scripts, compiled to run over a table: statements that give
+// values to targets, the variables that they make.
 #pragma once
 
 #include <cstdint>
@@ -41,15 +41,16 @@ struct Lookup {
   std::vector<std::vector<Assignment>> outcomes;
   int missingOutcome = -1, otherOutcome = -1;  // -1: none
   bool countsMissing = false;
-  // Of a column of texts that are to be numbers: the number of each code, NaN for a text that is
-  // none. Empty: values are looked up as they are.
+  // For a column of texts that should be numbers: the number of each code, NaN for a text that is
+  // not a number. Empty: values are looked up as they are.
   std::vector<double> numberOfCode = {};
-  // A target that gets the points of each outcome added, and those of none; -1: no such target.
+  // A target to which the points of the outcome are added, also those of a case without one; -1: no
+  // such target.
   int sumTarget = -1;
   std::vector<double> points = {};
   double neutralPoints = 0;
 
-  // Of the run:
+  // Counted by the run:
   std::int64_t missing = 0, unseen = 0, badTexts = 0;
   std::int64_t firstBadCase = 0;
   std::unordered_map<double, std::int64_t> unseenCases = {};  // by value
@@ -66,7 +67,7 @@ struct Target {
   ColumnValues column;             // one per case; unused while a program is compiled
   std::span<double> values;        // of column, to be written
   double start = kMissing;         // of values
-  // Of the probability of a scorecard: the target of its score, and how it follows from the score.
+  // For the probability of a scorecard: the target of its score, and the formula from the score.
   int scoreTarget = -1;
   SavedScorecard scale = {};
 };

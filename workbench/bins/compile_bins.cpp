@@ -115,8 +115,8 @@ class BinsCompiler : public CodingCompiler {
     return predictor.otherBin.value_or(-1);
   }
 
-  // A few texts that are no numbers make a whole column texts. With more of them than numbers, it
-  // is another variable.
+  // A few texts that are not numbers make the whole column a text column. With more of them than
+  // numbers, it is a different variable.
   std::vector<double> NumbersOfCodes(const SavedPredictor& predictor, const Column& column) const {
     std::size_t read = 0;
     double highest = 0;
@@ -154,7 +154,7 @@ class BinsCompiler : public CodingCompiler {
     for (const SavedLevel& level : predictor.levels) {
       std::vector<double> values = level.number ? names_.ValuesOfLevel(variable, *level.number)
                                                 : names_.ValuesOfLevel(variable, level.text);
-      // A number is also known by its label, as a file of texts has it.
+      // A number is also found by its label, which a file of texts may have instead.
       const bool isText = names_.Data().Variable(variable).fromText;
       const double* const labelled =
           level.number && isText && !level.text.empty() ? names_.ValueOfText(variable, level.text) : nullptr;

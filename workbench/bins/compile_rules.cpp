@@ -30,7 +30,7 @@ class RulesCompiler : public CodingCompiler {
  private:
   [[noreturn]] void Fail(int line, const std::string& reason) const { FailInScript(file_, line, reason); }
 
-  // A failure of work is one of the line.
+  // A failure of work is reported with the line.
   template <class Work>
   auto AtLine(int line, Work work) const {
     try {
@@ -108,8 +108,9 @@ class RulesCompiler : public CodingCompiler {
     return statements;
   }
 
-  // Ifs that together look one variable up: the branches of one, of which the first that holds is
-  // taken, or single Ifs of one target in a row, of which the last that holds has its way.
+  // Ifs that together look one variable up: either the branches of one If, of which the first that
+  // is true counts, or consecutive Ifs that set the same target, of which the last that is true
+  // counts.
   struct OpenLookup {
     int variable = 0;
     bool isSingle = false;
@@ -131,7 +132,7 @@ class RulesCompiler : public CodingCompiler {
     }
   };
 
-  // Nothing when the If does more than give constants by the value of one variable.
+  // Returns nothing unless the If only assigns constants by the value of one variable.
   std::optional<OpenLookup> LookupFor(const BasicStatement& statement,
                                       const std::vector<Syntax>& conditions) {
     OpenLookup lookup;

@@ -255,7 +255,7 @@ class PredictorEditor {
     const SavedBin low = Bin(lower), high = Bin(lower + 1);
     Merge({lower, lower + 1});
     Split(to);
-    // The two keep the labels that a user gave them.
+    // Both bins keep the labels that the user gave them.
     for (const auto& [bin, old] : {std::pair(lower, &low), std::pair(lower + 1, &high)}) {
       if (old->hasUserLabel) Label(bin, old->label);
     }
@@ -283,7 +283,7 @@ class PredictorEditor {
       SavedBin& added = predictor_.bins.emplace_back();
       added.counts.assign(CountsPerBin(response_), 0);
     }
-    // With the missing values in no bin before, the totals change.
+    // If the missing values were in no bin before, the totals change.
     const bool allChange = edit.missing && !predictor_.missingBin;
     const auto touch = [&](SavedBin& bin) {
       if (!bin.hasUserLabel) bin.label.clear();
@@ -427,7 +427,7 @@ void RefuseScorecard(const SavedBins& bins) {
   }
 }
 
-// An edit without its record.
+// Applies an edit without recording it.
 void Perform(const BinEdit& edit, SavedBins& bins) {
   if (edit.kind == Kind::kReset && edit.predictor.empty()) return ResetAll(bins);
   const SavedResponse* response = nullptr;

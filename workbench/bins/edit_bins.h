@@ -19,8 +19,8 @@ namespace velmora {
 // Merge: bins of ordered values must be neighbors; any bin takes levels, special codes and missing
 // values. Split: a bin of ordered values in two at a cut point that the saved pre-bins resolve.
 // Move: a cut point to another place between its neighbors. Group: levels, special codes, missing
-// values or other levels into one bin, an existing one or a new one; a bin left empty goes. Label:
-// a bin's own text. Reset: the predictor, or without one all of them, as they were found.
+// values or other levels into one bin, an existing one or a new one; a bin left empty is removed.
+// Label: a bin's own text. Reset: the predictor, or without one all of them, as they were found.
 //
 // An empty response means the one that has the predictor. Throws DataError with one sentence and
 // leaves the bins as they were.

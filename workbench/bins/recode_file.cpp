@@ -209,7 +209,7 @@ class RecodeReader {
 
   std::string_view text_;
   const std::string& file_;
-  const std::string& variable_;  // that is given the values; empty: named after the predictor
+  const std::string& variable_;  // the variable to assign; empty: named after the predictor
   int line_ = 1;
   int headLine_ = 0;
   int size_ = -1;

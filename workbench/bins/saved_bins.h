@@ -26,7 +26,7 @@ namespace velmora {
 using SavedCounts = std::vector<double>;
 
 struct SavedLevel {
-  std::optional<double> number;  // nothing: the column holds texts
+  std::optional<double> number;  // none: the column holds texts
   std::string text;              // of a text column, or the label of the number; may be empty
   int bin = 0;
   SavedCounts counts = {};
@@ -77,13 +77,13 @@ struct SavedPredictor {
   // Of a categorical predictor: its levels. Of a continuous one: its special codes, which the cut
   // points do not apply to.
   std::vector<SavedLevel> levels;
-  std::optional<int> missingBin;  // the bin of missing values; nothing: they are in none
+  std::optional<int> missingBin;  // the bin of missing values; none: they are in no bin
   std::optional<int> otherBin;    // categorical: the bin of levels that are not among levels
   std::vector<SavedBin> bins;
   // Of a continuous predictor, ascending, at most kMostPreBins.
   std::vector<SavedPreBin> preBins;
   SavedCounts missingCounts;
-  // As it was before the first edit; null: unedited.
+  // The predictor before the first edit; null: not edited.
   std::shared_ptr<const SavedPredictor> original;
 
   // Bins of ordered values, which come before all others: those of a continuous predictor.
@@ -93,7 +93,8 @@ struct SavedPredictor {
 inline constexpr std::size_t kMostPreBins = 100;
 
 // Points for the bins of a binary response's predictors. The score of a case is the sum of its
-// points: basePoints at the odds of good to bad, pdo points more at twice these odds.
+// points: basePoints where the odds of good to bad are baseOdds, and pdo points more where they are
+// twice as high.
 struct SavedScorecard {
   struct Term {
     std::string predictor;
@@ -106,7 +107,7 @@ struct SavedScorecard {
     double upTo = 0;  // the highest score in it; the last band has no end
     SavedCounts counts;
   };
-  // Variables that it adds: the points, the probability of bad.
+  // The variables that it adds: the score and the probability of bad.
   std::string scoreVariable, probabilityVariable;
   double basePoints = 600, odds = 50, pdo = 20;
   double intercept = 0;

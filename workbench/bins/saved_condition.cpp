@@ -35,7 +35,7 @@ bool IsName(const Syntax& value) {
   return value.kind == SyntaxKind::kName || (value.kind == SyntaxKind::kText && value.quote == '"');
 }
 
-// The comparison seen from its other side.
+// The same comparison with its two sides exchanged.
 SyntaxKind Mirrored(SyntaxKind kind) {
   switch (kind) {
     case SyntaxKind::kLess:
@@ -130,7 +130,7 @@ class SavedResolver {
   std::vector<ReferencedLevel>& levels_;
 };
 
-// What is equal within the tolerance is neither less nor greater.
+// Values that are equal within the tolerance are neither less nor greater.
 std::pair<double, double> RangeOf(SyntaxKind comparison, double operand) {
   const MissingRange equal(operand);
   switch (comparison) {

@@ -4,10 +4,10 @@
 // joined by And:
 //   "age" > 2.5e+01 And "age"<=4e+01     "home"="own"
 // Names are exact: neither another letter case nor v3 finds a variable. A text that a variable is
-// compared with is always a label, even if a variable has that name. A number meets a column of
-// texts as the texts that read as it, and a text meets a column of numbers as the number it reads
-// as. A label that the data do not have makes the comparison false. Dates are the numbers they are
-// held as.
+// compared with is always a label, even if a variable has that name. In a column of texts, a number
+// means the texts that read as it; in a column of numbers, a text means the number it reads as. A
+// label that the data do not have makes the comparison false. Dates are the numbers they are held
+// as.
 #pragma once
 
 #include <map>
@@ -83,8 +83,8 @@ struct VariableRanges {
   std::vector<std::pair<double, double>> ranges;  // both ends included
 };
 
-// Of a condition that ResolveSaved has resolved; nothing when it does more than compare one
-// variable with numbers.
+// The ranges of a condition that ResolveSaved has resolved; nothing when it does more than compare
+// one variable with numbers.
 std::optional<VariableRanges> RangesOf(const Syntax& condition, const SavedNames& names);
 
 }  // namespace velmora

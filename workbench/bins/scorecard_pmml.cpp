@@ -112,7 +112,7 @@ class CharacteristicWriter {
     return "<SimplePredicate field=" + field_ + " operator=\"" + comparison + "\" value=\"" + Number(value) +
            "\"/>";
   }
-  // What counts as the number: see MissingRange.
+  // The values that count as the number, see MissingRange.
   std::string Equals(double number) const {
     const MissingRange equal(number);
     return R"(<CompoundPredicate booleanOperator="and">)" + Compare("greaterOrEqual", equal.low) +

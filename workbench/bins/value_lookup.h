@@ -25,7 +25,7 @@ class ValueLookup {
   int Find(double value) const;
 
  private:
-  std::vector<double> starts_;  // of the pieces that the ranges cut the numbers into, ascending
+  std::vector<double> starts_;  // of the pieces into which the ranges divide the numbers, ascending
   std::vector<int> outcomes_;   // of each piece
 };
 

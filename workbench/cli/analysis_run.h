@@ -1,4 +1,4 @@
-// What the commands that run an analysis of the module share: the selection of cases, pressing OK,
+// Shared by the commands that run an analysis of the module: the selection of cases, pressing OK,
 // and the sentence of a failure.
 #pragma once
 

@@ -135,7 +135,7 @@ struct AppliedFile {
   std::string path;
   CodingProgram program;
   std::set<std::string> scores;             // variables of its scorecards
-  std::map<int, UserMissingCells> special;  // of the data, that it has bins for
+  std::map<int, UserMissingCells> special;  // of the data, for which there are bins
 };
 
 std::set<std::string> ScoreVariablesOf(const CodingFile& file) {
@@ -319,7 +319,7 @@ int CreateView(const CommandOptions& options) {
   const std::string query =
       BinsSqlOver(table.source, *bins, notices, isPostgres ? SqlDialect::kPostgresql : SqlDialect::kDuckDb);
   for (const std::string& notice : notices) Warn(notice);
-  // The second statement fails for a view of itself, and so keeps the old one.
+  // A view of itself makes the second statement fail, and so the old view is kept.
   const std::string view = QualifiedName(options.view);
   table.connection->Change(
       {"CREATE OR REPLACE VIEW " + view + " AS\n" + query, "SELECT * FROM " + view + " LIMIT 0"});

@@ -19,7 +19,7 @@ std::string PathText(const fs::path& path) {
   return {text.begin(), text.end()};
 }
 
-// The lists of recode files in folders, each read once.
+// The lists of recode files of several folders, each read once.
 class RecodeLists {
  public:
   // The variable that the list of a folder gives to a file in it; empty without one.

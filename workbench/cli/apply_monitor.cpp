@@ -26,8 +26,8 @@ namespace {
 constexpr std::size_t kSaved = 0, kNew = 1;  // the groups
 
 // --- Conditions
-// A figure that --fail-on compares. Of those that many predictors have, any one may meet a
-// condition.
+// A figure that --fail-on compares. When every predictor has it, one that meets the condition
+// suffices.
 struct Figure {
   const char* name;
   const char* meaning;

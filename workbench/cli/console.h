@@ -12,7 +12,8 @@ namespace velmora {
 // run's scratch files and ends the process at once.
 void PrepareConsole();
 bool WasInterrupted();  // or the thread's monitor says so (run_monitor.h)
-// The request was passed on to a script, which may go on: the next Ctrl-C is a first one again.
+// To be called when the request has been passed on to a script, which may continue: the next Ctrl-C
+// counts as the first again.
 void ForgetInterruption();
 // The signal handlers call function at each request; null: none.
 void CallOnInterruption(void (*function)());

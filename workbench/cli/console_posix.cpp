@@ -89,8 +89,8 @@ void PrepareConsole() {
   action.sa_flags = SA_RESTART;
   for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction former {};
-    // A shell starts background jobs with interrupts ignored, and nohup ignores SIGHUP: that stays
-    // so.
+    // A shell starts background jobs with interrupts ignored, and nohup ignores SIGHUP: leave them
+    // ignored.
     if (sigaction(signalNumber, nullptr, &former) == 0 && former.sa_handler == SIG_IGN) continue;
     sigaction(signalNumber, &action, nullptr);
   }

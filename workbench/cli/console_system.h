@@ -11,7 +11,7 @@ enum class StandardStream { kOutput, kError };
 
 // Writes all bytes; returns 0 or an errno number, EPIPE when the reader is gone.
 [[nodiscard]] int WriteAll(StandardStream stream, std::string_view bytes);
-// Without regard to the environment's wishes about colour.
+// Ignores what the environment says about colour.
 [[nodiscard]] Terminal DescribeTerminal(StandardStream stream);
 
 // Whether a request to stop has come by a signal or a key.

@@ -10,7 +10,7 @@ namespace velmora {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;        // the data, a file or the run
 inline constexpr int kExitBadUse = 2;        // wrong usage: the command line
-inline constexpr int kExitConditionMet = 3;  // of --fail-on; everything was written
+inline constexpr int kExitConditionMet = 3;  // of --fail-on; all outputs were written
 inline constexpr int kExitCancelled = 130;
 inline constexpr int kExitBrokenPipe = 141;  // as a shell reports a command that SIGPIPE ended
 
@@ -26,7 +26,7 @@ class RunError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The reader of standard output went away, which is no failure.
+// The reader of standard output has gone away, which is not a failure.
 class BrokenPipe : public std::runtime_error {
  public:
   BrokenPipe() : std::runtime_error("broken pipe") {}

@@ -1,5 +1,5 @@
-// An analysis that has run, with all that its outputs are made of: the command writes some of them
-// and ends, a program keeps it and asks for more.
+// A finished analysis with everything that its outputs are made from. A command writes some of them
+// and ends; a program keeps it and may ask for more.
 //
 //   const std::vector<std::string> words = {"data", "--response=risk", "--best=5"};
 //   std::unique_ptr<FinishedRun> run = RunAnalysis("screen", std::move(table), words);
@@ -28,8 +28,8 @@ struct FinishedRun {
 
   // They refer to this object.
   OutputWriters Writers();
-  // Takes from the data what outputs may still ask for and drops all other cells, so that memory
-  // that was lent to the run may change or end. Throws Cancelled.
+  // Keeps the parts of the data that outputs may still need and drops all other cells, so that
+  // memory lent to the run may be changed or freed. Throws Cancelled.
   void ReleaseData();
 
   TerminalFrontend frontend;

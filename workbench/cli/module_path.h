@@ -13,8 +13,8 @@ namespace velmora {
 // user named) or RunError with one sentence that names the places.
 std::string FindModule(const std::string& option);
 
-// Who reads the labels that a session makes: people get the decimal separator of their locale,
-// programs a point.
+// The readers of a session's labels: people get the decimal separator of their locale, programs a
+// point.
 enum class Readers { kPeople, kPrograms };
 
 // The module, the log (--log, else VELMORA_LOG), the decimal separator (--decimal-separator,

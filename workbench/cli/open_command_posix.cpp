@@ -19,7 +19,7 @@ int BecomeServer(const std::vector<std::string>& arguments) {
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
-  // The same process, so Ctrl-C and exit codes are its own.
+  // The program replaces this process, so it receives Ctrl-C and sets the exit code.
   execv(pointers.front(), pointers.data());
   if (errno == ENOENT)
     throw RunError("The program " + std::string(kServerFile) +

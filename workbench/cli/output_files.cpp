@@ -146,8 +146,8 @@ struct OutputFiles::Move {
   bool toDevice, replaces;
 };
 
-// A file whose name is a symbolic link moves on to the scratch folder beside the file that the link
-// leads to.
+// A file whose name is a symbolic link is moved to the scratch folder beside the target of the
+// link.
 void OutputFiles::SettleLinks() {
   for (std::size_t s = 0; s < stages_.size(); ++s) {
     if (stages_[s].ofDevices) continue;
@@ -211,8 +211,8 @@ std::vector<WrittenFile> OutputFiles::Commit(const RunFiles& inputs) {
         CopyToDevice(move.from, move.to);
         continue;
       }
-      // A second name keeps the old content for takeBack; a file system without hard links has no
-      // way back.
+      // A second name keeps the old content for takeBack; on a file system without hard links it
+      // cannot be restored.
       std::error_code error, noBackup;
       fs::create_hard_link(move.to, move.backup, noBackup);
       fs::rename(move.from, move.to, error);

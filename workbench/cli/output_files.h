@@ -57,7 +57,7 @@ class OutputFiles {
   struct Stage {
     std::filesystem::path folder;  // where its files go
     FileIdentity identity;         // of folder
-    // The folder takes no scratch of ours; it is in the system's temporary folder.
+    // The folder cannot hold scratch files, which are in the system's temporary folder instead.
     bool ofDevices = false;
     std::unique_ptr<Scratch> scratch;
     std::vector<std::filesystem::path> madeFolders;  // outermost first

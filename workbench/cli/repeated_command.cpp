@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kWithValue[] = {"--out", "--format", "--csv-for", "--log", "--module"};
 constexpr const char* kWithoutValue[] = {"--quiet", "--save-bundles"};
 
-// As a POSIX shell reads the word back.
+// Quotes the word for a POSIX shell.
 std::string Quoted(const std::string& word) {
   const auto isPlain = [](unsigned char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c >= 0x80 ||

@@ -8,8 +8,8 @@
 
 namespace velmora {
 
-// arguments: the words after the command's name. The line for a POSIX shell leaves out what decides
-// where results go, so that equal runs name equal commands.
+// arguments: the words after the command's name. The command for a POSIX shell, without the options
+// that say where results go, so that equal runs have equal commands.
 std::string RepeatedCommand(const std::string& command, const std::vector<std::string>& arguments);
 // dataPath: the file whose hash is part of the result.
 Provenance ProvenanceOf(const std::string& command, const std::vector<std::string>& arguments,

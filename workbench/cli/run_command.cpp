@@ -69,7 +69,7 @@ void CheckScript(const std::string& path, const std::string& text) {
   if (text.find('\0') != std::string::npos) throw RunError("The script " + path + " is not a text file.");
 }
 
-// Loaded for good: an interpreter cannot be taken out of a process again.
+// Loaded for good: an interpreter cannot be unloaded from a process.
 RunPythonScriptFunction LoadPython() {
   const std::filesystem::path beside = ExecutableFolder();
   for (const std::filesystem::path& place :

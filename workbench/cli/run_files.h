@@ -1,5 +1,5 @@
-// The files that a run reads and writes, each recognised whatever path names it, so that no output
-// overwrites an input or another output.
+// The files that a run reads and writes, each recognised by whatever path it is named, so that no
+// output overwrites an input or another output.
 //
 //   RunFiles files;
 //   files.Reads("DATA", "credit.csv");

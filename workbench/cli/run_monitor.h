@@ -1,5 +1,5 @@
-// Watches the work of one thread in place of the console: takes its lines and its progress, and may
-// stop it. A call of the library has a monitor, a command has none.
+// Takes the place of the console for the work of one thread: receives its lines and its progress,
+// and may stop it. Calls of the library have a monitor, commands do not.
 //
 //   const MonitoredThread monitored(monitor);
 //   Table table = LoadTable(options);   // warnings go to monitor.Line, not to standard error
@@ -16,7 +16,7 @@ class RunMonitor {
   virtual void Line(std::string_view text) = 0;
   // fraction: 0 to 1 of the stage that caption names. Called often, so it must be cheap.
   virtual void Progress(std::string_view caption, double fraction) = 0;
-  // Whether the work shall end, which it does by throwing Cancelled. Called often.
+  // Whether to stop the work, which then throws Cancelled. Called often.
   virtual bool IsStopped() = 0;
 };
 
@@ -29,7 +29,7 @@ class MonitoredThread {
   MonitoredThread& operator=(const MonitoredThread&) = delete;
 };
 
-// Of the calling thread; null: the console.
+// The monitor of the calling thread; null: the console.
 RunMonitor* CurrentMonitor();
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// velmora settings: shows and changes what the user keeps for all sessions.
+// velmora settings: shows and changes the user's settings for all sessions.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Commands that exist on one system only, and switches by which the system itself starts the
+// Commands that exist on one system only, and switches with which the system itself starts the
 // program.
 #pragma once
 

@@ -42,8 +42,8 @@ int Unregister(RegistrationScope scope) {
   return kExitDone;
 }
 
-// Nobody sees what a server would show: messages become notices among the outputs of the script,
-// and the lines for standard error are held back for good.
+// Nobody would see the messages of a server: they become notices among the outputs of the script,
+// and the lines for standard error are never shown.
 class ServerFrontend final : public TerminalFrontend {
  public:
   ServerFrontend() : TerminalFrontend(true) { HoldNotices(true); }
@@ -69,7 +69,7 @@ SessionOptions ServerOptions() {
   return options;
 }
 
-// What serves one client, made in this order.
+// The objects that serve one client, made in this order.
 struct Service {
   explicit Service(ServerFrontend& frontend)
       : session(frontend, ServerOptions()), reports(session, frontend, true) {

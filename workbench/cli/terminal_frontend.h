@@ -36,7 +36,7 @@ class TerminalFrontend : public Frontend {
   std::vector<std::string> TakeNotices();
   // Holds lines back (for the sentence of a failure), or shows them at once, which is the default.
   void HoldNotices(bool hold);
-  // Drops the lines held back, which are reported elsewhere.
+  // Drops the lines that were held back because they are reported elsewhere.
   void DropHeld() { held_.clear(); }
 
  private:
@@ -46,7 +46,7 @@ class TerminalFrontend : public Frontend {
   bool holding_ = false;
   std::set<std::string> reported_;
   std::vector<std::string> notices_, held_;
-  // Since OK was called: shown before, or suppressed by --quiet.
+  // Messages since OK was called that are not shown: repeated ones, or all under --quiet.
   std::vector<std::string> unreported_;
   DialogWindow* openDialog_ = nullptr;
   ProgressBar bar_;

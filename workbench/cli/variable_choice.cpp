@@ -53,8 +53,8 @@ std::vector<int> DefaultPredictors(const Table& table, const PredictorRequest& r
     }
   }
   if (!predictors.empty()) return predictors;
-  // Consecutive numbers look like an identifier, but may be measurements where
-  // no other predictor is left.
+  // Consecutive numbers look like an identifier, but are taken as measurements when no other
+  // predictor is left.
   std::erase_if(leftOut, [&](const LeftOutVariable& variable) {
     const Column& column = table.Variable(variable.number);
     if (column.role != Role::kIdentifier || column.fromText) return false;

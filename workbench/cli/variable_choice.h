@@ -28,7 +28,7 @@ std::vector<int> ChoosePredictors(const Table& table, const PredictorRequest& re
 int ChooseWeight(const Table& table, const std::string& name, bool any);
 // The variable of --count, likewise.
 int ChooseCount(const Table& table, const std::string& name);
-// Whichever of the two the options name.
+// The one of the two that the options name.
 int ChooseCaseWeight(const Table& table, const CaseOptions& cases, bool any);
 void SplitByKind(const Table& table, const std::vector<int>& numbers, std::vector<int>& continuous,
                  std::vector<int>& categorical);

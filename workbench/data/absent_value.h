@@ -1,4 +1,4 @@
-// Whether a cell of a table holds no value: the one rule of rankings and of their sums.
+// Whether a cell of a table is without a value: one rule for rankings and for their sums.
 #pragma once
 
 #include <cmath>

@@ -111,7 +111,7 @@ std::string FormatOf(TypeId id, const FlatTable& type) {
 // The buffers of a field in a batch, as "Buffer listing for each layout" of Arrow's columnar format
 // counts them.
 int BufferCount(TypeId id, const FlatTable& type, int metadataVersion) {
-  constexpr int kUnionsWithValidity = 3;  // V4, and older
+  constexpr int kUnionsWithValidity = 3;  // V4 and older
   switch (id) {
     case TypeId::kNull:
     case TypeId::kRunEndEncoded:
@@ -157,7 +157,7 @@ ArrowField ReadField(const FlatTable& field, int metadataVersion, int depth) {
   return read;
 }
 
-// Bytes of a cell of fixed width; of texts of their offset or view. 0: less than one.
+// Bytes per cell: of its value, or for texts of its offset or view. 0: less than one byte.
 std::int64_t CellBytes(const ArrowCellType& type) {
   switch (type.cells) {
     case ArrowCells::kNull:
@@ -205,7 +205,7 @@ ArrowSchemaInfo::ArrowSchemaInfo(const FlatTable& schema, int metadataVersion) {
   const FlatVector fields = schema.Vector(1);
   for (std::size_t i = 0; i < fields.Size(); ++i)
     fields_.push_back(ReadField(fields.Table(i), metadataVersion, 0));
-  std::map<std::int64_t, std::string> entries;  // the format of those of each dictionary
+  std::map<std::int64_t, std::string> entries;  // the format of the entries of each dictionary
   for (const ArrowField& field : fields_) {
     if (!field.IsDictionary() || field.format.empty()) continue;
     if (entries.emplace(field.dictionary, field.format).first->second != field.format)
@@ -310,7 +310,7 @@ class ArrowBatchReader {
     column.buffers_.push_back(column.sizes_.data());
   }
 
-  // The next buffer, unpacked and at a place where numbers may be.
+  // The next buffer, unpacked and aligned for numbers.
   std::span<const std::byte> TakeBuffer(ArrowColumnArray& column) {
     const auto place = buffers_.Part<std::int64_t>(buffer_, kBufferBytes, 0);
     const auto length = buffers_.Part<std::int64_t>(buffer_++, kBufferBytes, kNullsPlace);
@@ -323,7 +323,7 @@ class ArrowBatchReader {
     bytes = bytes.subspan(sizeof unpackedBytes);
     constexpr std::int64_t kNotPacked = -1;
     if (unpackedBytes == kNotPacked) return Aligned(bytes, column);
-    // A block of zstd gives at most 2^17 bytes for its four or more; LZ4 far fewer.
+    // A zstd block of four bytes or more unpacks to at most 2^17 bytes; LZ4 unpacks to far fewer.
     constexpr std::int64_t kMostPerByte = std::int64_t{1} << 16;
     if (unpackedBytes < 0 || unpackedBytes / kMostPerByte > static_cast<std::int64_t>(bytes.size())) Fail();
     const std::span<std::byte> unpacked = Own(static_cast<std::size_t>(unpackedBytes), column);
@@ -355,7 +355,7 @@ class ArrowBatchReader {
 
 namespace {
 
-// The field whose entries are in a dictionary; null where no variable can hold them.
+// The field whose entries are in the dictionary; null when no variable can hold them.
 const ArrowField* FieldOfDictionary(const ArrowSchemaInfo& schema, std::int64_t dictionary) {
   const auto isIt = [&](const ArrowField& field) {
     return field.IsDictionary() && field.dictionary == dictionary && !field.format.empty();

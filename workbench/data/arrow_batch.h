@@ -26,14 +26,14 @@ class ArrowError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// A field of a schema: what a column is, or a part of one.
+// A field of a schema: a column, or a part of one.
 struct ArrowField {
   std::string name;
-  std::string format;       // of the C data interface; empty: of no kind that a variable can hold
-  std::string indexFormat;  // where the cells are entries of a dictionary
+  std::string format;       // of the C data interface; empty: a type that no variable can hold
+  std::string indexFormat;  // of the indices, where the cells are entries of a dictionary
   std::int64_t dictionary = -1;
   int bufferCount = 0;  // in a batch, without those of views
-  bool isView = false;  // has buffers as many as the batch says
+  bool isView = false;  // the batch says how many buffers it has
   std::vector<ArrowField> children;
 
   bool IsDictionary() const { return !indexFormat.empty(); }
@@ -55,7 +55,7 @@ struct ArrowBody {
   std::size_t size = 0;
 };
 
-// An array and what it refers to.
+// An array and the memory that it refers to.
 class ArrowColumnArray {
  public:
   ArrowColumnArray() = default;

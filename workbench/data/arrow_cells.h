@@ -30,7 +30,7 @@ inline bool BitAt(const std::uint8_t* bits, std::int64_t index) {
   return ((static_cast<unsigned>(bits[index / 8]) >> (index % 8)) & 1U) != 0;
 }
 
-// The bits of the cells that are not null; null where every cell is one.
+// The validity bits of the cells; null when no cell is null.
 inline const std::uint8_t* ValidityOf(const ArrowArray& array) {
   return array.null_count == 0 ? nullptr : BufferOf<std::uint8_t>(array, 0);
 }
@@ -61,7 +61,7 @@ struct ArrowCellType {
   ArrowCells cells = ArrowCells::kLeftOut;
   DateUnit dateUnit = DateUnit::kNone;
   double divisor = 1;        // of whole numbers that count parts of a unit
-  bool nanoseconds = false;  // cut to whole microseconds, as Parquet's are
+  bool nanoseconds = false;  // truncated to microseconds, as for Parquet
   int decimals = 0;          // of kDecimal
   int bytes = 0;             // of a kDecimal value
 
@@ -80,7 +80,7 @@ double HalfValue(std::uint16_t bits);
 // A two's complement number of as many bytes, with a decimal point.
 std::string DecimalText(const std::byte* bytes, int byteCount, int decimals);
 
-// A column of a table: what its cells are, and the cells of its arrays.
+// A column of a table: the type of its cells, and the cells of its arrays.
 class ArrowColumn {
  public:
   // indexFormat: where the cells are entries of a dictionary.
@@ -96,7 +96,7 @@ class ArrowColumn {
 
   const std::string& Name() const { return name_; }
   bool IsDictionary() const { return isDictionary_; }
-  // Of the cells, which are a dictionary's entries where there is one.
+  // The type of the cells, or of the dictionary's entries if there is one.
   const ArrowCellType& Type() const { return type_; }
   bool IsLeftOut() const {
     return type_.cells == ArrowCells::kLeftOut || (isDictionary_ && indexType_.cells == ArrowCells::kLeftOut);

@@ -23,7 +23,7 @@ constexpr std::string_view kFileMark = "ARROW1";
 // The members of the union MessageHeader in Arrow's Message.fbs.
 enum class MessageKind : std::uint8_t { kNone, kSchema, kDictionary, kBatch };
 
-// A message: its description, and where its body is.
+// A message: its description and the place of its body.
 struct ArrowMessage {
   std::vector<std::byte> description;
   std::int64_t body = 0;
@@ -56,7 +56,7 @@ class ArrowBytes {
     if (file_.gcount() != count) throw ArrowError("it cannot be read to its end");
   }
 
-  // False at the end of a stream; marked: the stream says so itself.
+  // Returns false at the end of a stream. marked: whether an end marker was read.
   bool ReadMessage(std::int64_t place, ArrowMessage& message, bool& marked) {
     constexpr std::int32_t kContinuation = -1;
     marked = false;
@@ -116,7 +116,7 @@ class ArrowFooter {
 
   int Version() const { return Root().Scalar<std::int16_t>(0, 0); }
   FlatTable Schema() const { return Root().Table(1); }
-  // Dictionaries first.
+  // The places of the messages, those of dictionaries first.
   std::vector<std::int64_t> Messages() const {
     constexpr std::size_t kBlockBytes = 24;
     std::vector<std::int64_t> places;
@@ -266,7 +266,7 @@ class ArrowReader {
   std::vector<ArrowColumn> columns_;
   bool isFile_ = false;
   std::vector<std::int64_t> places_;  // of a file's messages
-  std::int64_t begin_ = 0;            // of a stream's messages after the schema
+  std::int64_t begin_ = 0;            // where a stream's messages after the schema begin
   bool hasEnd_ = true;
 };
 

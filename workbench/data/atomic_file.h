@@ -26,8 +26,8 @@ void WriteFileAtomically(const std::string& path, std::string_view bytes);
 // Throws DataError when path is empty or holds a NUL, which the system would take for its end.
 void RequirePath(std::string_view path);
 
-// The same in pieces. Legal order: Write any number of times, or another writer at TemporaryPath
-// after Close; then Commit.
+// The same in pieces. Order of calls: Write any number of times, or Close and another writer at
+// TemporaryPath; then Commit.
 class AtomicFile {
  public:
   // shownPath: what messages call the file, where path is in a folder that only serves until the
@@ -41,7 +41,7 @@ class AtomicFile {
   // Flushes to the disk and closes; no Write may follow. Commit calls it if it has not been called.
   void Close();
   void Commit();
-  // Where the bytes are until Commit; the path itself for a device.
+  // The path of the bytes until Commit; for a device its own path.
   const std::string& TemporaryPath() const { return temporary_; }
   const std::string& ShownPath() const { return shown_; }
 

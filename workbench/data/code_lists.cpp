@@ -55,7 +55,7 @@ std::string Quoted(std::string_view text) {
 class CodeReader {
  public:
   CodeReader(const Column& column, const CodeValues& values) : column_(column), values_(values) {
-    // The first value that has a label is meant by it.
+    // A label means the first value that has it.
     for (const ValueLabel& label : column.labels) labels_.emplace(label.text, label.value);
   }
 

@@ -40,7 +40,7 @@ CodeChoice ParseCodes(const Column& column, std::string_view text, const CodeVal
 // also for a value that is neither.
 CodeChoice ReadCodes(const Column& column, const vlm::AutomationValue& value, const CodeValues& values);
 
-// The value with this label or, where the values are no texts, this number; nothing otherwise.
+// The value with this label or, if the values are not texts, this number; otherwise nothing.
 std::optional<double> CodeNamed(const Column& column, std::string_view text);
 
 // A text that ParseCodes reads back: the codes as numbers, or all as labels where a number is the

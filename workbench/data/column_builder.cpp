@@ -116,8 +116,8 @@ void ColumnBuilder::AddText(std::string_view text) {
   if (IsBlankText(text) || (!missingTexts_->empty() && IsMissingText(text))) return AddMissing();
   mode_ = Mode::kTexts;
   if (fromFields_ && !bigWhole_) {
-    // Counted for the note only. Most text columns have few distinct texts, so the test runs once
-    // for each.
+    // Counted for the note only. The test runs once per distinct text, of which most text columns
+    // have few.
     const std::size_t before = texts_.Size();
     const std::uint32_t number = texts_.Intern(text);
     if (texts_.Size() != before) {
@@ -160,7 +160,7 @@ void ColumnBuilder::AddParsed(const Field& field, std::string_view text) {
     case FieldKind::kBigWhole:
       return AddBigWhole();
     case FieldKind::kText:
-      // NaN, infinities and marks before the first text have lost their spelling.
+      // The spelling of NaN, infinities and missing marks before the first text is lost.
       if (mode_ == Mode::kNumbers || missingMarks_ > 0) return SetNeedsTexts();
       return AddText(text);
   }
@@ -189,8 +189,8 @@ bool ColumnBuilder::FinishDates(Column& column) {
   return true;
 }
 
-// A number above 12 distinguishes days from months around a slash; without one the texts stay
-// texts.
+// A number above 12 tells days from months in dates with slashes; without one the column stays
+// text.
 bool ColumnBuilder::FinishLocalDates(Column& column) {
   const auto parse = [&](char mark, bool monthFirst) {
     std::vector<double> days;
@@ -237,8 +237,8 @@ bool ColumnBuilder::ParseStyle(NumberStyle style, std::vector<double>& numbers) 
     if (units++ == 0) unit = styled->unit;
     if (styled->unit != unit) return false;
   }
-  // Without a separator, percent sign or unit they would be plain numbers, or lists such as 1,2. A
-  // percent sign or a unit belongs to all values or to none.
+  // Requires a separator, percent sign or unit, without which they would be plain numbers, or lists
+  // such as 1,2. A percent sign or a unit must belong to all values or to none.
   const auto ofAllOrNone = [&](std::size_t count) { return count == 0 || count + missing == texts_.Size(); };
   return grouped + percents + units > 0 && ofAllOrNone(percents) && ofAllOrNone(units);
 }
@@ -250,7 +250,7 @@ bool ColumnBuilder::FinishStyledNumbers(Column& column) {
   const bool fits = ParseStyle(style, numbers);
   const NumberStyle other{'.', ','};
   if (ParseStyle(other, others)) {
-    // Both fit 12 % and 1,022 %. What the file's other numbers say decides, then the delimiter.
+    // Both styles fit 12 % and 1,022 %. The file's other numbers decide, then the delimiter.
     if (fits && numbers != others && groupMark_ == 0 && decimalComma_) return false;
     if (!fits || groupMark_ == '.') {
       style = other;

@@ -77,14 +77,14 @@ class ColumnBuilder {
 
   bool NeedsTexts() const { return needsTexts_; }
   bool HoldsTexts() const { return mode_ == Mode::kTexts; }
-  // Only empty cells so far, so that a text would lose nothing.
+  // True when all cells so far are empty, so that becoming text would lose nothing.
   bool IsBlank() const { return mode_ == Mode::kUndecided && missingMarks_ == 0 && !needsTexts_; }
   // Begins again with the first cells missing.
   void RestartAsText(std::int64_t missingCells = 0);
   // The decimal mark that numbers may have without changing what the builder
   // knows; 0 while any mark would.
   char SettledMark() const;
-  // The column is text whatever its fields look like.
+  // Makes the column text, whatever its fields look like.
   void ForceText() {
     mode_ = Mode::kTexts;
     forcedText_ = true;
@@ -96,20 +96,21 @@ class ColumnBuilder {
     bigWhole_ = true;
   }
 
-  // What the marks of the column's numbers say about the whole file: some of them can only be
-  // decimal marks, or every one of them could separate thousands as well.
+  // What the column's numbers show about the whole file: that some of their marks can only be
+  // decimal marks, or that each of them could also separate thousands.
   bool ShowsDecimal(char mark) const { return mark == '.' ? pointIsDecimal_ : commaIsDecimal_; }
   bool CouldGroup(char mark) const {
     return mode_ == Mode::kNumbers && !needsTexts_ && !ShowsDecimal(mark) &&
            (mark == '.' ? sawPoint_ : sawComma_);
   }
-  // The file separates thousands with mark; a column of numbers that could all be read so is
-  // delivered again.
+  // Says that the file separates thousands with mark; a column whose numbers could all be read that
+  // way is delivered again.
   void SetGroupMark(char mark) {
     groupMark_ = mark;
     if (CouldGroup(mark)) SetNeedsTexts();
   }
-  // Nothing says whether the column's commas are decimal ones: they are taken so, with a note.
+  // Says that the column's commas may or may not be decimal marks: they are taken as such, with a
+  // note.
   void WarnOfCommas() { doubtfulCommas_ = true; }
 
   std::int64_t CaseCount() const { return static_cast<std::int64_t>(stored_ + values_.size()); }
@@ -157,7 +158,7 @@ class ColumnBuilder {
   std::shared_ptr<ColumnStore> store_;  // null: all cells are in memory
   std::size_t mostWaiting_ = 0;
   std::size_t stored_ = 0;      // cells in the store, before those in memory
-  std::vector<double> values_;  // in text mode the dictionary's numbers
+  std::vector<double> values_;  // in text mode: numbers of the dictionary
   TextDictionary texts_;
   std::int64_t infinite_ = 0;
   std::int64_t firstInfinite_ = 0;  // case number
@@ -165,7 +166,7 @@ class ColumnBuilder {
   std::string missingMark_;
   std::int64_t equalToCode_ = 0;
   std::int64_t numberFields_ = 0;  // in text mode: distinct texts that are numbers
-  std::int64_t firstText_ = 0;     // case number of the first field that is no number
+  std::int64_t firstText_ = 0;     // case number of the first field that is not a number
   std::string firstTextSeen_;
   MissingRange missingRange_{kMissing};
 };

@@ -67,7 +67,7 @@ void ColumnStore::Append(std::size_t column, std::span<const double> cells) cons
   if (!file) fail();
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   if (std::fwrite(cells.data(), sizeof(double), cells.size(), file.get()) != cells.size()) fail();
-  // Some file systems find out at the end that the disk is full.
+  // Some file systems report a full disk only here.
   if (std::fclose(file.release()) != 0) fail();
 }
 
@@ -89,7 +89,7 @@ ColumnValues ColumnStore::Finish(std::size_t column) {
   std::error_code error;
   auto stored = std::make_shared<StoredColumn>(shared_from_this(), path, error);
   if (error) throw CannotStore(path.parent_path().parent_path(), error.message());
-  // A system that keeps the content while it is mapped needs the name no more.
+  // Where the system keeps the content of a mapped file, the name can go.
   std::filesystem::remove(path, error);
   const std::span<const double> values = stored->Values();
   return {values, std::move(stored)};

@@ -1,6 +1,6 @@
-// Columns of a table that is larger than the memory it may take: each is a file in a scratch folder,
-// mapped into memory once it is complete. The files go when the last column does; what a killed
-// process leaves is removed when the next table is stored.
+// Columns of a table that is larger than the memory it may take: each is a file in a scratch
+// folder, mapped into memory once it is complete. The files are removed with the last column; those
+// that a killed process leaves are removed when the next table is stored.
 //
 //   const std::shared_ptr<ColumnStore> store = ColumnStore::Open();
 //   store->Append(7, cells);                              // again and again
@@ -24,7 +24,7 @@ namespace velmora {
 void LimitColumnMemory(std::uint64_t bytes);
 std::uint64_t ColumnMemoryLimit();
 
-// Cells of stored columns that are looked at before their memory is given back: 32 megabytes.
+// Cells of stored columns that are read before their memory is given back: 32 megabytes.
 inline constexpr std::size_t kCellsHeld = std::size_t{1} << 22;
 
 class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
@@ -40,7 +40,7 @@ class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
   ColumnValues Reserved(std::size_t column, std::size_t cells);
   // Forgets its cells.
   void Clear(std::size_t column) const noexcept;
-  // The cells of a column, none is added afterwards. Throws DataError.
+  // Returns the cells of a column, which is then complete. Throws DataError.
   ColumnValues Finish(std::size_t column);
 
  private:
@@ -50,13 +50,14 @@ class ColumnStore : public std::enable_shared_from_this<ColumnStore> {
   Scratch scratch_;
 };
 
-// When the columns that a reader fills go to files.
+// Decides whether and when the columns that a reader fills are moved to files.
 class ColumnMemory {
  public:
   // The store for columns with so many cells in all, null while they may stay in memory. The same
   // store from then on.
   const std::shared_ptr<ColumnStore>& StoreFor(std::uint64_t cells);
-  // The cells of one of so many columns that wait in memory for the file.
+  // How many cells of a column wait in memory before they are written, when there are so many
+  // columns.
   std::size_t WaitingCells(std::size_t columns) const;
 
  private:

@@ -27,7 +27,8 @@ class ValuesOwner {
   // May give their memory back until they are looked at again. Any thread may call it, also while
   // another reads the values.
   virtual void Release() const noexcept {}
-  // Where a column that shares the values with no other may change them; empty: nowhere.
+  // The values, for a column that shares them with no other and may change them; empty: they are
+  // read-only.
   virtual std::span<double> Writable() { return {}; }
 };
 
@@ -50,18 +51,18 @@ class ColumnValues {
   const double& front() const { return data()[0]; }
   const double& back() const { return data()[size() - 1]; }
 
-  // Says that the values are not looked at for a while.
+  // Says that the values are not needed for a while.
   void Release() const noexcept {
     if (owner_) owner_->Release();
   }
-  // The values, to be changed in place: in the owner's memory where that is possible, else as Own().
+  // The values, to be changed in place: in the owner's memory if possible, else as with Own().
   std::span<double> Writable() {
     if (owner_ && owner_.use_count() == 1) {
       if (const std::span<double> values = owner_->Writable(); !values.empty()) return values;
     }
     return Own();
   }
-  // The values, to be changed in number too; lent ones are copied once.
+  // The values, whose number may be changed, too; lent ones are copied first.
   std::vector<double>& Own() {
     if (owner_) {
       own_.assign(lent_.begin(), lent_.end());

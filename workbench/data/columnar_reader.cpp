@@ -20,7 +20,8 @@ namespace {
 // DuckDB's planner takes time with the square of the columns of a query, so wide files are read in
 // slices of columns.
 constexpr std::size_t kColumnsPerQuery = 500;
-// Fields of records: lists and objects below them are left out, so nothing deeper is worth a type.
+// Only the fields of records become columns: lists and objects in them are left out, so deeper
+// levels need no type.
 constexpr int kJsonDepth = 3;
 constexpr std::uintmax_t kSmallestJsonObject = std::uintmax_t{1} << 20;
 constexpr std::uintmax_t kLargestJsonObject = std::uintmax_t{1} << 28;
@@ -96,7 +97,7 @@ SourceColumn ChooseColumn(duckdb_type type, bool isJson) {
       return {"$", CellKind::kNumber, CopyNumbers<float>};
     case DUCKDB_TYPE_DOUBLE:
       return {"$", CellKind::kNumber, CopyNumbers<double>};
-    // As digits, so that each becomes its nearest double.
+    // Read as digits, so that each becomes its nearest double.
     case DUCKDB_TYPE_HUGEINT:
     case DUCKDB_TYPE_UHUGEINT:
     case DUCKDB_TYPE_DECIMAL:
@@ -140,7 +141,7 @@ class ColumnarReader {
   DuckDbSession& Session() { return session_; }
   void SetSource(std::string source) { source_ = std::move(source); }
 
-  // trueNames: as the file has them, where DuckDB renames columns; empty when it does not.
+  // trueNames: the names in the file, when DuckDB renames columns; otherwise empty.
   void Read(std::int64_t caseCount, const std::vector<std::string>& trueNames, std::string sidecar) {
     ForeignHeader header;
     header.caseCount = caseCount;
@@ -360,8 +361,8 @@ void ReadJson(const ForeignFile& file, RowSink& sink) {
     reader.Read(-1, {}, "");
   } catch (const DuckDbError& error) {
     const std::string_view message = error.what();
-    // A transform error names the line and the value that no number holds; the lines are objects
-    // then.
+    // A transform error already names the line and the value that does not fit into a number; the
+    // lines are then objects.
     if (newlineDelimited && message.find("transform error") == std::string_view::npos)
       if (const std::int64_t line = FirstBadJsonLine(file.openPath); line > 0)
         throw DataError("Cannot read " + file.path + ": line " + std::to_string(line) +

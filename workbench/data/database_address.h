@@ -22,7 +22,7 @@ struct DatabaseAddress {
   int port = 0;
 };
 
-// server is kNone for everything that is no such address, such as the path of a file.
+// server is kNone for anything else, such as the path of a file.
 DatabaseAddress ParseDatabaseAddress(std::string_view text);
 
 // A word of a command line, without the password where it is an address.

@@ -1,4 +1,4 @@
-// Chooses the database of a table, and answers from DuckDB.
+// Chooses the database of a table, and runs statements in DuckDB.
 #include "workbench/data/database_connection.h"
 
 #include <filesystem>
@@ -63,7 +63,7 @@ class DuckDbConnection final : public DatabaseConnection {
     try {
       session_.Run("ROLLBACK");
     } catch (const DuckDbError&) {
-      // A failed COMMIT has rolled back.
+      // A failed COMMIT rolls back.
     }
   }
 

@@ -1,5 +1,5 @@
-// A database that answers statements with small results, for what is computed inside it: only the
-// answers leave it.
+// A database that runs statements with small results, for computations inside it: only the results
+// leave it.
 //
 //   DatabaseTable table = OpenDatabaseTable("postgresql://host/bank?table=loans", {}, 0);
 //   for (const SqlRow& row : table.connection->Rows("SELECT count(*) FROM " + table.source, tick)) ...
@@ -19,13 +19,13 @@ namespace velmora {
 
 enum class DatabaseKind { kPostgres, kDuckDb };
 
-// Each cell as a text that reads back to the same value; nothing: null.
+// Each cell is a text that reads back to the same value; none: null.
 using SqlRow = std::vector<std::optional<std::string>>;
 
 class DatabaseConnection {
  public:
   virtual ~DatabaseConnection() = default;
-  // The columns of sql have names of their own. tick: called between the steps; when it returns
+  // The columns of sql must have different names. tick: called between the steps; when it returns
   // false the statement is interrupted and Cancelled thrown. Throws DataError with the database's
   // own sentence.
   virtual std::vector<SqlRow> Rows(const std::string& sql, const std::function<bool()>& tick) = 0;
@@ -52,7 +52,7 @@ enum class DatabaseAccess {
 DatabaseTable OpenDatabaseTable(const std::string& path, const TablePart& part, int threads,
                                 DatabaseAccess access = DatabaseAccess::kRead);
 
-// What OpenDatabaseTable does for one kind. shown: what messages call the database.
+// OpenDatabaseTable for one kind of database. shown: the name of the database in messages.
 DatabaseTable OpenPostgresTable(std::string_view address, const std::string& shown, const TablePart& part,
                                 DatabaseAccess access);
 

@@ -1,4 +1,4 @@
-// Variables made of dates, to be predictors: parts of the calendar and days since a fixed day.
+// Predictors made from dates: year, month, day and weekday, and days since a fixed day.
 //
 //   AddDateParts(table, ResolveVariable(table, "opened"));  // opened_year, opened_month, ...
 //   AddDaysSince(table, ResolveVariable(table, "opened"), *ParseIsoDate("2020-01-01"));

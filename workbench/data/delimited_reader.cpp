@@ -31,7 +31,7 @@ std::optional<TableSidecar> LoadSidecar(const std::string& path) {
   return ParseSidecar(text.str(), sidecarPath);
 }
 
-// Numbers that --missing-text may mean, in either decimal mark.
+// The numbers that --missing-text may mean, with either decimal mark.
 std::vector<double> NumbersAmong(const std::vector<std::string>& texts) {
   std::vector<double> numbers;
   for (const std::string& text : texts)
@@ -62,7 +62,7 @@ class DelimitedReader {
     } catch (const NotUtf8&) {
       if (options_.text.encoding != TextEncoding::kDetect || !CouldBeWindows1252(path_)) throw;
       builders_.clear();
-      memory_ = {};  // its files hold cells of the old ones
+      memory_ = {};  // its files hold cells of the previous builders
       isStored_ = false;
       notices.clear();
       encoding_ = TextEncoding::kWindows1252;
@@ -77,7 +77,7 @@ class DelimitedReader {
 
  private:
   DelimitedText Open() {
-    // A small file needs no large buffer; packed, it may hold many times its bytes.
+    // A small file needs no large buffer, but a packed one unpacks to many times its size.
     constexpr double kUnpacked = 16, kSmallest = 1 << 16, kLargest = DelimitedText::kBlockBytes;
     const double blockBytes = std::clamp(kUnpacked * fileBytes_, kSmallest, kLargest);
     TextSource source = OpenText(path_, encoding_);
@@ -95,9 +95,9 @@ class DelimitedReader {
     const std::optional<TableSidecar> sidecar = LoadSidecar(path_);
     if (sidecar) ForceTexts(*sidecar, builders_);
     wanted_.assign(builders_.size(), true);
-    // Columns are skipped only where each is read by itself: without a comma as delimiter
-    // the numbers of one column say how those of others are written (SettleMarks), and a
-    // sidecar may describe any column.
+    // Columns are skipped only if each is read independently: unless the delimiter is a comma, the
+    // numbers of one column show how those of others are written (SettleMarks), and a sidecar may
+    // describe any column.
     if (options_.choose && delimiter_ == ',' && !sidecar) wanted_ = options_.choose(names);
     ReadColumns(text, wanted_);
     table.caseCount = text.RowCount();
@@ -144,7 +144,8 @@ class DelimitedReader {
     }
   }
 
-  // Columns that turned out to be texts after the spelling of their numbers was gone.
+  // Reads the columns again that turned out to be text after the spelling of their numbers was
+  // lost.
   void ReadAgain(std::int64_t caseCount) {
     std::vector<bool> again(builders_.size());
     for (std::size_t i = 0; i < again.size(); ++i) again[i] = builders_[i].NeedsTexts();
@@ -185,7 +186,7 @@ class DelimitedReader {
     text.CheckEnd();
   }
 
-  // begun: the progress before the tasks; the file is read as far as done_ after them.
+  // begun: the progress before the tasks; done_: the progress after them.
   template <class Task>
   void RunTasks(std::size_t count, double begun, const Task& task) {
     const auto report = [&](double fraction) { return progress_.Report(begun + fraction * (done_ - begun)); };
@@ -197,7 +198,8 @@ class DelimitedReader {
   void FillBatch(DelimitedText& text, Batch& batch) const {
     constexpr std::size_t kBlocksPerThread = 4;
     constexpr std::size_t kMostBlocks = 64;
-    // Of what the columns may take, for the text and the cells of a block in each of two batches.
+    // Memory for the text and the cells of a block in each of two batches, out of what the columns
+    // may take.
     constexpr std::uint64_t kBytesPerBlock = std::uint64_t{8} << 20;
     std::uint64_t fitting = kMostBlocks;
     if (ColumnMemoryLimit() > 0)
@@ -233,7 +235,7 @@ class DelimitedReader {
       builder.StoreIn(memory_.StoreFor(0), memory_.WaitingCells(columns));
   }
 
-  // As many cases as the file holds if the rest is like its begin.
+  // Estimates the number of cases from the beginning of the file.
   void Reserve(Batch& batch, std::int64_t rowCount) {
     if (batch.count == 0 || batch.Blocks().back().fileBytes == 0) return;
     const double rowsPerByte =
@@ -310,7 +312,7 @@ class DelimitedReader {
         table.columns[i] = builders_[i].Finish(notesOf[i]);
         return;
       }
-      // Keeps its place, so that variables keep their numbers, and has no values.
+      // The column stays without values, so that variables keep their numbers.
       table.columns[i].name = builders_[i].Name();
     });
     std::vector<ColumnNote> notes;

@@ -19,8 +19,8 @@ std::string Plural(std::size_t count, const char* thing) {
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
-// How many fields each of the first records has under a delimiter: the header's number, and whether
-// all agree.
+// How many fields the first records have with a delimiter: the header's number, and whether all
+// others have as many.
 struct SampleCount {
   std::size_t fields = 0;
   bool agree = true;
@@ -79,7 +79,8 @@ char DelimiterLine(std::string_view text) {
   return named && kDelimiters.find(text[4]) != std::string_view::npos ? text[4] : '\0';
 }
 
-// Where the last line ends; 0 when none ends for certain, since a CR at the end may be half of one.
+// The end of the last whole line; 0 when there is none for certain, since a CR at the end may be
+// half of a line end.
 std::size_t EndOfLines(std::string_view text) {
   const std::size_t lineFeed = text.rfind('\n');
   if (lineFeed != std::string_view::npos) return lineFeed + 1;

@@ -47,7 +47,7 @@ class DelimitedText {
                 std::size_t blockBytes = kBlockBytes);
 
   char Delimiter() const { return delimiter_; }
-  // As they are in the file, where they may be empty or repeated; v1, v2, ... without a header.
+  // The names as in the file, where they may be empty or repeated; v1, v2, ... without a header.
   const std::vector<std::string>& Names() const { return names_; }
   std::int64_t RowCount() const { return rowCount_; }
   // Records with more or fewer fields than columns, and the row of the first.
@@ -75,9 +75,9 @@ class DelimitedText {
   std::size_t blockBytes_;
   std::vector<std::string> names_;
   std::vector<char> unread_;  // bytes after the last whole line
-  bool ended_ = false;        // the source has
+  bool ended_ = false;        // the source has ended
   bool tooLong_ = false;      // a record is
-  bool delivered_ = false;    // the last block
+  bool delivered_ = false;    // the last block has been delivered
   std::vector<char> open_;    // of a record that goes on in the next block to be settled
   std::int64_t rowCount_ = 0;
   TextPosition before_;  // rows and lines before the next block

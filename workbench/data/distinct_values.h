@@ -1,5 +1,6 @@
-// The distinct values of many cells. While there are few of them, as of codes, a case costs one
-// look-up and nothing is kept of it; many are kept as they come and sorted at the end.
+// The distinct values of many cells. While there are few of them, as with codes, a case costs one
+// look-up and nothing is stored for it; if there are many, they are stored as they come and sorted
+// at the end.
 //
 //   DistinctValues distinct;
 //   for (const double value : column) distinct.Add(value);

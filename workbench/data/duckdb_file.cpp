@@ -20,7 +20,8 @@ std::optional<Version> VersionIn(const std::string& text) {
   return version;
 }
 
-// The DuckDB that wrote a file, as its header says; files of DuckDB before 0.8 do not.
+// The version of DuckDB that wrote a file, from its header; files of DuckDB before 0.8 do not have
+// it.
 std::string WriterOf(const std::string& path) {
   constexpr std::streamoff kPlace = 52;
   std::array<char, 32> text{};
@@ -29,8 +30,8 @@ std::string WriterOf(const std::string& path) {
   return text.data();
 }
 
-// What to do about a file that a newer DuckDB wrote, which is the likely reason of a failure; empty:
-// none did.
+// Advice on a file that a newer DuckDB wrote, the likely reason of a failure; empty for other
+// files.
 std::string NewerFileAdvice(DuckDbSession& session, const std::string& path) {
   const std::string writer = WriterOf(path);
   std::string own;

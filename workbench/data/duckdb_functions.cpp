@@ -11,12 +11,12 @@ VELMORA_DUCKDB_FUNCTIONS(VELMORA_DUCKDB_POINTER)
 
 namespace {
 
-// Empty, or why there is no DuckDB.
+// Empty, or the reason why there is no DuckDB.
 std::string FindFunctions() {
   std::string failure;
   void* const library = LoadDuckDb(failure);
   if (library == nullptr) return failure;
-  // The first function that the library lacks, as older versions do.
+  // The first function that the library lacks, as an older version may.
   const char* missing = nullptr;
 #define VELMORA_DUCKDB_POINTER(name)                                        \
   name = reinterpret_cast<decltype(&::name)>(FindFunction(library, #name)); \

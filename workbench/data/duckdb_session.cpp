@@ -14,7 +14,7 @@ namespace {
 std::string FirstLine(const char* message) {
   std::string text = message != nullptr ? message : "unknown failure";
   text = text.substr(0, text.find('\n'));
-  // "Invalid Input Error: " and its like say nothing to a user.
+  // A prefix such as "Invalid Input Error: " means nothing to a user.
   const std::size_t colon = text.find(" Error: ");
   if (colon != std::string::npos && text.find(':') == colon + 6) text.erase(0, colon + 8);
   while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
@@ -131,7 +131,7 @@ void DuckDbSession::Stream(const std::string& sql, const std::function<void(duck
     if (duckdb_data_chunk_get_size(chunk.value) > 0) take(chunk.value);
     if (tick()) continue;
     duckdb_interrupt(connection_);
-    // As above: what waits to be taken, then the end.
+    // As above: take what is waiting, then wait for the end.
     for (bool isMore = true; isMore;) {
       Chunk rest;
       rest.value = duckdb_fetch_chunk(result.value);

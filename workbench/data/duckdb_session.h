@@ -1,4 +1,4 @@
-// Owners for what DuckDB's C interface hands out, and the few calls that readers and writers make.
+// Owners of the objects of DuckDB's C interface, and the few calls that readers and writers make.
 // Everything is in memory: no database file, no temporary folder, and no extension is ever fetched.
 //
 //   DuckDbSession session(0);

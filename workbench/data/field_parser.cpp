@@ -67,7 +67,7 @@ std::optional<int> ParseDigits(std::string_view text, std::size_t at, std::size_
   return value;
 }
 
-// There is no year 0 in the calendar that files use.
+// The calendar of files has no year 0.
 std::optional<double> DaysOf(int year, int month, int day) {
   if (year < 1) return std::nullopt;
   const std::chrono::year_month_day date{std::chrono::year(year),
@@ -120,7 +120,7 @@ std::string TakeSign(std::string_view& text) {
   return sign;
 }
 
-// Takes percent sign, currency and unit off the text.
+// Removes percent sign, currency and unit from the text.
 void TakeUnit(std::string_view& text, StyledNumber& number) {
   if (text.ends_with('%')) {
     number.percent = true;
@@ -197,7 +197,7 @@ Field ParseField(std::string_view text, bool decimalComma) {
   const char* const first = p;
   std::uint64_t whole = 0;
   int digitCount = 0;     // significant digits gathered in whole
-  bool overflow = false;  // there are more than whole can take
+  bool overflow = false;  // there are more than whole can hold
   char decimalMark = 0;
   int seen = 0;
   for (; p != end; ++p) {
@@ -266,7 +266,7 @@ std::optional<double> ParseIsoDateTime(std::string_view text) {
       for (char c : text.substr(20))
         if (!IsDigit(c)) return std::nullopt;
       const Field fraction = ParseField(text.substr(17), false);
-      // 05.25 has a leading zero but a decimal mark, so it is a number.
+      // 05.25 has a leading zero, but also a decimal mark, so it is a number.
       seconds = fraction.value;
     }
   }

@@ -101,7 +101,7 @@ ReaderLimits LimitsFor(const ForeignFile& file) {
   constexpr std::uint64_t kPerByte = 16;
   constexpr std::uint64_t kIdleSeconds = 60;
   constexpr std::uint64_t kBytesPerSecond = std::uint64_t{4} << 20;
-  // Nobody knows how much a query or a server gives.
+  // The size of the answer of a query or a server is unknown.
   constexpr std::uint64_t kBytesOfQuery = std::uint64_t{1} << 36;
   const std::uint64_t fileBytes = file.part.query.empty() && file.IsFile() ? FileBytes(file) : kBytesOfQuery;
   ReaderLimits limits;

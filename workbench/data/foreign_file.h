@@ -1,7 +1,8 @@
-// Everything that is no delimited text: Parquet, JSON and Arrow, SPSS, SAS and Stata files, workbooks,
-// databases and queries. Each is read in a process of its own where the system allows it. Their
-// libraries are large and damaged files bring them down, so velmora lets the program velmora-read
-// run them under limits of memory and processor time; a crash there is one sentence here.
+// Every format except delimited text: Parquet, JSON and Arrow, SPSS, SAS and Stata files,
+// workbooks, databases and queries. Each is read in a process of its own where the system allows
+// it. Their libraries are large and damaged files bring them down, so velmora lets the program
+// velmora-read run them under limits of memory and processor time; a crash there is one sentence
+// here.
 #pragma once
 
 #include <string>
@@ -13,7 +14,7 @@
 
 namespace velmora {
 
-// In place of an ending, for what is not a file. No file's ending has a slash.
+// Takes the place of an ending for a source that is not a file. No file's ending has a slash.
 inline constexpr char kQuerySource[] = "/query";
 inline constexpr char kPostgresSource[] = "/postgresql";
 inline constexpr char kMySqlSource[] = "/mysql";
@@ -44,10 +45,10 @@ ReaderLimits LimitsFor(const ForeignFile& file);
 // True for the endings of the files that this header is about.
 bool IsForeignExtension(const std::string& extension);
 
-// Both SQLite's and DuckDB's files are called .db; the first bytes say whose a file is.
+// Files of SQLite and of DuckDB are both called .db; the first bytes tell them apart.
 bool IsDuckDbFile(const std::string& path);
 
-// Throws DataError for a part that this kind of file does not have.
+// Throws DataError when this kind of file has no such part.
 void RequireFittingPart(const std::string& path, const std::string& extension, const TablePart& part);
 
 // Reads the whole file into a table, in another process where the system has them; there openPath

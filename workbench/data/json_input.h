@@ -1,5 +1,5 @@
-// JSON that comes from outside: bins, cut points, options, requests of the page. A text is read twice,
-// first by a check that keeps no tree, so that no input exhausts the stack or the memory.
+// JSON from outside: bins, cut points, options, requests of the page. A text is read twice, first
+// by a check that builds no tree, so that no input can exhaust the stack or the memory.
 //
 //   const Json options = ParseJson(text, "The options");
 #pragma once
@@ -49,7 +49,8 @@ class JsonCheck : public nlohmann::json_sax<Tree> {
  protected:
   static constexpr std::size_t kUnknownSize = static_cast<std::size_t>(-1);
 
-  // size: kUnknownSize where the format does not say it. depth: 1 for the outermost. False refuses.
+  // size: kUnknownSize when the format does not give it. depth: 1 for the outermost. Returns false
+  // to refuse.
   virtual bool Opened(std::size_t size, std::size_t depth) = 0;
   virtual void Closed() {}
 

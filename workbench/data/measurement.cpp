@@ -21,7 +21,7 @@ constexpr std::int64_t kMaxFewValues = 10;
 constexpr std::int64_t kCasesPerValue = 5;
 constexpr std::int64_t kMinCasesForIdentifier = 10;
 constexpr double kLongText = 40;  // bytes on average
-// A series of these is one of years, not of row numbers.
+// A series that begins here or later is taken for years, not for row numbers.
 constexpr double kFirstYear = 1500;
 constexpr double kLastYear = 2200;
 
@@ -50,7 +50,7 @@ ColumnFacts Survey(const Column& column, bool exact) {
       facts.minimum = std::min(facts.minimum, value);
       facts.maximum = std::max(facts.maximum, value);
       facts.ascending &= value > previous;
-      // Runs of one value are common.
+      // Runs of equal values are common.
       if (value == previous) {
         ++facts.valid;
         continue;

@@ -62,7 +62,7 @@ using ProfileProgress = std::function<bool(double)>;
 // The profiles of all variables, in order.
 std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {});
 
-// What a pass over the values of a variable finds out.
+// The findings of a pass over the values of a variable.
 struct ValueSurvey {
   std::int64_t valid = 0;
   std::int64_t distinct = 0;

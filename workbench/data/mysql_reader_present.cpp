@@ -94,7 +94,7 @@ class MySqlReader {
                                     static_cast<unsigned>(address.port), nullptr, 0) == nullptr)
       Fail();
     Execute("SET time_zone = '+00:00'");
-    // Both passes over the rows see the same ones, and none changes any.
+    // Both passes see the same rows, and neither changes any.
     Execute("SET TRANSACTION ISOLATION LEVEL REPEATABLE READ");
     Execute("START TRANSACTION READ ONLY");
   }

@@ -16,7 +16,8 @@ bool SameIgnoringCase(std::string_view a, std::string_view b) {
          std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
-// The digits as a number, or -1 when text is anything else. Beyond int it answers the largest int.
+// The digits as a number, or -1 when text is anything else. Returns the largest int for a number
+// beyond it.
 int WholeNumber(std::string_view text) {
   if (text.empty() || !std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }))
     return -1;
@@ -99,7 +100,7 @@ bool MatchesPattern(std::string_view name, std::string_view pattern) {
   return p == pattern.size();
 }
 
-// Optimal string alignment distance, given up (answer bound + 1) once it must exceed bound.
+// Optimal string alignment distance; returns bound + 1 as soon as it must exceed bound.
 int EditDistance(std::string_view a, std::string_view b, int bound) {
   const auto rows = static_cast<int>(a.size());
   const auto columns = static_cast<int>(b.size());
@@ -215,7 +216,7 @@ int ResolveVariable(const Table& table, std::string_view text) {
 std::vector<int> ResolveVariables(const Table& table, std::span<const std::string> texts) {
   std::vector<int> numbers;
   std::vector<bool> taken(table.columns.size() + 1);
-  // Wide tables are named by many names.
+  // A list for a wide table may hold many names.
   std::unordered_map<std::string_view, int> exact;
   for (int number = 1; number <= table.VariableCount(); ++number)
     exact.emplace(table.Variable(number).name, number);
@@ -244,7 +245,7 @@ std::vector<int> ResolveVariables(const Table& table, std::span<const std::strin
 }
 
 std::vector<int> ParseVariableList(const Table& table, std::string_view text) {
-  // One name needs no quotes, whatever blanks and signs it has.
+  // A single name needs no quotes, whatever blanks and signs it has.
   if (WholeNumber(text) < 0 && !IsRangeOfNumbers(text)) {
     if (const int whole = FindExact(table, text); whole != 0) return {whole};
   }
@@ -295,7 +296,7 @@ int NearestText(std::string_view text, std::span<const std::string_view> candida
   // A third of the letters may be wrong, at least two of a word of four.
   int bound = std::max<int>(text.size() >= 4 ? 2 : 1, static_cast<int>(text.size() / 3));
   int nearest = -1;
-  bool begun = false;  // of candidates equally near, one that text is the beginning of is meant
+  bool begun = false;  // among equally near candidates, one that begins with text is preferred
   for (std::size_t i = 0; i < candidates.size(); ++i) {
     const int distance = EditDistance(text, candidates[i], bound);
     const bool begins = candidates[i].starts_with(text);

@@ -96,7 +96,7 @@ class Content : public XmlHandler {
 
   std::size_t sheet_;
   SheetCells& cells_;
-  std::size_t tables_ = 0;  // begun so far, and ended ones that were read
+  std::size_t tables_ = 0;  // begun so far; the ended ones have been read
   std::size_t row_ = 0, rowRepeats_ = 0, column_ = 0, repeats_ = 1;
   std::string type_, value_, text_;
   bool isWholeText_ = false;

@@ -38,7 +38,7 @@ class PostgresConnection final : public DatabaseConnection {
     }
   }
 
-  // The server ends an open transaction that failed when the connection ends.
+  // A transaction that failed ends with the connection.
   void Change(const std::vector<std::string>& statements) override {
     session_.Query("BEGIN", "change");
     for (const std::string& sql : statements) session_.Query(sql, "change");
@@ -46,7 +46,7 @@ class PostgresConnection final : public DatabaseConnection {
   }
 
  private:
-  // Until the server has answered.
+  // Waits until the server has answered.
   void Wait(const std::function<bool()>& tick) {
     std::chrono::microseconds pause(100);
     constexpr std::chrono::microseconds kLongest(20000);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kRowsPerTick = 1024;
 
-// How a column is selected, with $ for its name, and what its texts are.
+// How a column is selected, with $ for its name, and how its texts are read.
 struct SourceColumn {
   std::string expression = "$::text";
   CellKind kind = CellKind::kText;

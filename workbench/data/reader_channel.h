@@ -21,7 +21,7 @@ void Open();
 void Send(const Message& message, std::string_view text = {});
 Message Receive(std::string* text = nullptr);
 
-// Gives up what a reader does not need, such as writing files, and limits its memory.
+// Gives up rights that a reader does not need, such as writing files, and limits its memory.
 void Confine(const ReaderLimits& limits);
 
 // Sets the processor time at which the system ends this process: so many seconds from now,
@@ -31,7 +31,7 @@ void GrantProcessorTime(std::uint64_t seconds);
 // How to open the file of a request.
 std::string PathOfFile(const ReaderRequest& request);
 
-// A block of shared memory, as the last answer about it says.
+// A block of shared memory, as described by the last answer about it.
 class SharedBlock {
  public:
   SharedBlock() = default;

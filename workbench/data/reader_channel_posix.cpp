@@ -27,8 +27,8 @@ namespace velmora::channel {
 
 namespace {
 
-// No file can be made, written, renamed or removed any more. Where the kernel lacks Landlock, files
-// can at least not grow.
+// From now on no file can be made, written, renamed or removed. If the kernel lacks Landlock, files
+// at least cannot grow.
 void GiveUpWriting() {
   const rlimit nothing{0, 0};
   setrlimit(RLIMIT_FSIZE, &nothing);
@@ -59,7 +59,7 @@ void LimitMemory([[maybe_unused]] std::uint64_t bytes) {
 
 }  // namespace
 
-// It ends with the process that it reads for.
+// This process ends with the one that it reads for.
 void Open() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
 
 void Send(const Message& message, std::string_view text) {
@@ -103,7 +103,8 @@ void GrantProcessorTime(std::uint64_t seconds) {
   setrlimit(RLIMIT_CPU, &limit);
 }
 
-// By its descriptor, so that no library sees a path with characters that it takes for a pattern.
+// The file is opened by its descriptor, so that no library takes characters of its path for a
+// pattern.
 std::string PathOfFile(const ReaderRequest&) { return "/proc/self/fd/" + std::to_string(kFileDescriptor); }
 
 void SharedBlock::Map(const Message& answer, std::uint64_t size) {

@@ -14,7 +14,7 @@ namespace {
 
 HANDLE Pipe() { return GetStdHandle(STD_INPUT_HANDLE); }
 
-// A thread whose stack is full has no room to end the process in the usual way.
+// A thread whose stack is full has no room to end the process normally.
 LONG CALLBACK EndAtFullStack(EXCEPTION_POINTERS* exception) {
   if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_STACK_OVERFLOW)
     TerminateProcess(GetCurrentProcess(), EXCEPTION_STACK_OVERFLOW);

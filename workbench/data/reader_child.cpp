@@ -43,7 +43,7 @@ class ChannelSink : public RowSink {
     GrantProcessorTime(idleCpuSeconds_);
   }
 
-  // Readers call this far more often than anybody looks.
+  // Readers call this far more often than the display changes.
   bool Progress(double fraction) override {
     const auto now = std::chrono::steady_clock::now();
     if (now - lastProgress_ < std::chrono::milliseconds(50)) return true;
@@ -51,7 +51,7 @@ class ChannelSink : public RowSink {
     Message message;
     message.fraction = fraction;
     Send(message);
-    // The same fraction again is no progress.
+    // The same fraction again does not count as progress.
     if (fraction > furthest_) GrantProcessorTime(idleCpuSeconds_);
     furthest_ = std::max(furthest_, fraction);
     return true;
@@ -87,7 +87,7 @@ class ChannelSink : public RowSink {
     Send(message);
   }
 
-  // Waits for a free block and has it grown where it is too small.
+  // Waits for a free block and has it enlarged when it is too small.
   std::byte* TakeBlock(std::uint64_t byteCount) {
     current_ = kBlockCount;
     while (current_ == kBlockCount) {

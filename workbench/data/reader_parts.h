@@ -1,4 +1,4 @@
-// What the readers of the data layer share among themselves.
+// Shared by the readers of the data layer.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,11 @@
 
 namespace velmora {
 
-// Tells the caller's progress function how far the reading is and throws Cancelled when it says
-// stop.
+// Calls the caller's progress function and throws Cancelled when it returns false.
 class ReadProgress {
  public:
   explicit ReadProgress(const ReadOptions& options) : options_(options) {}
-  // A column that is read a second time does not take the bar back.
+  // Reading a column a second time does not move the bar back.
   bool Report(double fraction) const {
     furthest_ = fraction > furthest_ ? fraction : furthest_;
     return !options_.progress || options_.progress(furthest_ > 1 ? 1 : furthest_);

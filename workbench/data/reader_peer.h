@@ -1,4 +1,4 @@
-// The running velmora-read as velmora sees it: what each system does in its own way. The process
+// A running velmora-read, as velmora sees it: the part that differs between systems. The process
 // ends with the object, which owns the blocks of memory that both share.
 //
 //   ReaderPeer peer(file, limits);
@@ -36,13 +36,13 @@ class ReaderPeer {
   ReaderPeer& operator=(const ReaderPeer&) = delete;
   ~ReaderPeer();
 
-  // Waits for a message, but no longer than the user may wait for a cancellation. Throws DataError
-  // when the process is beyond its limits, ReaderCrashed when it has ended.
+  // Waits for a message, but only as long as a cancellation may take. Throws DataError when the
+  // process is beyond its limits, ReaderCrashed when it has ended.
   bool Wait();
   // Takes the next message with its text. Throws ReaderCrashed or another DataError when the
   // process has ended.
   Message Receive(std::string& text);
-  // A process that has ended may have sent everything before, so a failure to send is none.
+  // Ignores a failure to send: a process that has ended may have sent everything before.
   void Send(Message message, std::string_view text = {});
 
   std::span<std::byte> Block(std::uint32_t block) const;

@@ -18,10 +18,10 @@
 
 namespace velmora {
 
-// Not anonymous, because members of State have these types.
+// A named namespace, because members of State have these types.
 namespace peer {
 
-constexpr int kWaitMilliseconds = 50;  // between two looks at whether the user has cancelled
+constexpr int kWaitMilliseconds = 50;  // between two checks for a cancellation
 // Above the numbers that the child uses, so that giving it one descriptor never overwrites another.
 constexpr int kLowestDescriptor = 32;
 
@@ -56,7 +56,8 @@ class Descriptor {
 class SharedMemory {
  public:
   SharedMemory() : file_(memfd_create("velmora rows", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
-    // A page that has gone would end this process, so the child cannot take any away.
+    // A page that disappears would end this process, so the child must not be able to shrink the
+    // block.
     if (fcntl(file_.Number(), F_ADD_SEALS, F_SEAL_SHRINK) != 0) Descriptor::ThrowSystemError();
   }
   SharedMemory(const SharedMemory&) = delete;
@@ -106,7 +107,7 @@ struct ReaderPeer::State {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
     posix_spawnattr_init(&attributes);
-    // What a library prints when it crashes is no message for a user.
+    // Output of a crashing library is not a message for the user.
     for (const int stream : {0, 1, 2})
       posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", stream == 0 ? O_RDONLY : O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, connection.Number(), kSocketDescriptor);
@@ -199,7 +200,7 @@ Message ReaderPeer::Receive(std::string& text) {
     header.msg_iovlen = parts.size();
     const ssize_t count = recvmsg(state_->socket.Number(), &header, 0);
     // A process that ends before it has read everything resets the connection once; what it sent
-    // is still there.
+    // can still be received.
     if (count < 0 && (errno == EINTR || errno == ECONNRESET)) continue;
     if (count < static_cast<ssize_t>(sizeof message)) state_->ThrowDeath();
     text.assign(state_->buffer.data(), static_cast<std::size_t>(count) - sizeof message);

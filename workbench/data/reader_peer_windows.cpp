@@ -1,6 +1,6 @@
 // velmora-read inherits one end of a pipe of messages as its standard input; it opens the file
 // itself. Blocks of memory are duplicated into it as they grow. A job limits its memory and ends it
-// with this process, which also watches how long it uses the processor without getting on.
+// with this process, which also watches how long it uses the processor without progress.
 #include <windows.h>
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace velmora {
 
 namespace {
 
-constexpr DWORD kWaitMilliseconds = 50;  // between two looks at whether the user has cancelled
+constexpr DWORD kWaitMilliseconds = 50;  // between two checks for a cancellation
 constexpr DWORD kPipeBytes = 1 << 17;    // more than all answers that velmora-read may leave unread
 
 [[noreturn]] void ThrowSystemError() {
@@ -69,7 +69,7 @@ class SharedMemory {
     if (memory_ == nullptr) throw std::bad_alloc();
     size_ = size;
   }
-  // A handle of the mapping in another process that has not got it yet; 0 where it has.
+  // A new handle of the mapping for the other process; 0 when that process already has one.
   std::uint64_t HandleFor(HANDLE process) {
     HANDLE handle = nullptr;
     if (std::exchange(isNew_, false) &&
@@ -172,7 +172,7 @@ struct ReaderPeer::State {
     startup.lpAttributeList = attributes.List();
     PROCESS_INFORMATION started{};
     std::wstring commandLine = L"velmora-read";
-    // Without a console of the user's, it does not hear of Ctrl-C; this program decides what it means.
+    // Without the user's console it does not receive Ctrl-C, which this program handles.
     if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                         CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
                         &startup.StartupInfo, &started))
@@ -202,7 +202,7 @@ struct ReaderPeer::State {
   }
 
   [[noreturn]] void ThrowDeath() {
-    TerminateProcess(process.Get(), 1);  // where it has only closed the connection
+    TerminateProcess(process.Get(), 1);  // in case it has only closed the connection
     WaitForSingleObject(process.Get(), INFINITE);
     if (madeNoProgress)
       throw DataError("Cannot read " + path + ": its reader makes no progress, so the file may be damaged.");
@@ -265,7 +265,7 @@ Message ReaderPeer::Receive(std::string& text) {
     state.ThrowDeath();
   std::memcpy(&message, state.buffer.data(), sizeof message);
   text.assign(state.buffer.data() + sizeof message, count - sizeof message);
-  // The same fraction again is no progress.
+  // The same fraction again does not count as progress.
   if (message.type != MessageType::kProgress || message.fraction > state.furthest)
     state.secondsAtProgress = state.ProcessorSeconds();
   state.furthest = message.type == MessageType::kAskColumns ? 0 : std::max(state.furthest, message.fraction);

@@ -114,7 +114,7 @@ class ReaderProcess {
   ReaderPeer peer_;
 };
 
-// How deep the lists and objects of JSON text lie in each other.
+// How deeply the lists and objects of a JSON text are nested.
 std::uint64_t NestingDepth(const std::string& path) {
   std::ifstream file(PathOf(path), std::ios::binary);
   std::vector<char> bytes(std::size_t{1} << 16);
@@ -137,7 +137,7 @@ std::uint64_t NestingDepth(const std::string& path) {
   return deepest;
 }
 
-// Why the reader may have crashed at a file.
+// Throws when the reader probably crashed because the file is nested too deeply.
 void RefuseDeepNesting(const ForeignFile& file) {
   constexpr std::uint64_t kDeepest = 1000;  // far below what a stack holds
   if (file.extension != "json" && file.extension != "jsonl" && file.extension != "ndjson") return;

@@ -1,9 +1,9 @@
-// What velmora and velmora-read, the program that reads foreign files for it, say to each other.
+// The protocol between velmora and velmora-read, the program that reads foreign files for it.
 //
-// They share a connection that keeps message boundaries and a few blocks of memory. velmora sends one
-// request, then answers; velmora-read sends everything else. A block belongs to velmora-read until
-// it is named in a message, and again after kFree. A block's begin holds its slices, the rest what
-// the slices describe (row_sink.h).
+// They share a connection that keeps message boundaries and a few blocks of memory. velmora sends
+// one request, then answers; velmora-read sends everything else. A block belongs to velmora-read
+// until it is named in a message, and again after kFree. A block begins with its slices; the rest
+// is the data that they describe (row_sink.h).
 //
 //   velmora       kRequest                       kFree ...              kColumns
 //   velmora-read            kBegin kGrow kRows ...         kAskColumns          kRows ... kEnd
@@ -53,13 +53,14 @@ struct Message {
   std::uint64_t sliceCount = 0;
   std::int64_t rowCount = 0;
   double fraction = 0;
-  // Windows, of an answer: the handle of a block in velmora-read that it has not got yet, or 0.
+  // Windows, in an answer: a new handle of the block for velmora-read, or 0 when it already has
+  // one.
   std::uint64_t memory = 0;
 };
 
 struct ReaderRequest {
   std::string path;
-  std::string address;  // of what is not a file
+  std::string address;  // of a source that is not a file
   std::string extension;
   int threads = 0;
   ReaderLimits limits;

@@ -1,4 +1,5 @@
-// Chooses the reader by the file's extension and does what all of them need before and after.
+// Chooses the reader by the file's extension, with the steps before and after that all readers
+// need.
 #include "workbench/data/readers.h"
 
 #include <algorithm>
@@ -50,7 +51,7 @@ bool IsDelimited(const std::string& extension) {
   return extension == "csv" || extension == "txt" || extension == "tsv";
 }
 
-// Of credit.csv.gz it is csv.
+// The extension of credit.csv.gz is csv.
 std::string ExtensionInside(const std::string& path) { return LowerExtension(PathOf(path).stem().string()); }
 
 void ReadByExtension(const std::string& path, const ReadOptions& options, Table& table,
@@ -149,7 +150,7 @@ struct FileStamp {
 
 namespace {
 
-// What is not a file: a table of a server, or a query over files.
+// Reads a source that is not a file: a table of a server, or a query over files.
 Table ReadSource(const DatabaseAddress& address, const ReadOptions& options,
                  std::vector<std::string>& warnings) {
   const bool isQuery = address.server == DatabaseServer::kNone;
@@ -208,7 +209,7 @@ Table ReadFile(const std::string& path, const ReadOptions& options, std::vector<
   try {
     ReadByExtension(path, options, table, warnings);
   } catch (const DataError&) {
-    requireUnchanged();  // or else the sentence would be about neither the old nor the new content
+    requireUnchanged();  // otherwise the sentence might fit neither the old nor the new content
     throw;
   }
   requireUnchanged();
@@ -279,8 +280,7 @@ std::int64_t ApplyMissingOption(Table& table, std::string_view option) {
     std::size_t fits = 0;
     for (const int number : parsed.variableNumbers) {
       const std::string name = table.Variable(number).name;
-      // Where several variables are named, a number is not taken for a code of those that hold
-      // texts.
+      // When several variables are named, a number is not a code of those that hold texts.
       if (parsed.variableNumbers.size() > 1 && table.Variable(number).fromText &&
           table.Variable(number).ValueOf(code) == nullptr)
         continue;

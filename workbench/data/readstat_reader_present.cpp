@@ -181,7 +181,7 @@ class StatReader {
     if (!isText && file_.keepsUserMissing) KeepDeclaredMissing(dates_.size() - 1, variable);
   }
 
-  // Of a range, only the numbers that cells have are known.
+  // Of a declared range, only the numbers that occur in cells are kept.
   void KeepDeclaredMissing(std::size_t index, readstat_variable_t* variable) {
     for (int i = 0; i < readstat_variable_get_missing_ranges_count(variable); ++i) {
       const double low = readstat_double_value(readstat_variable_get_missing_range_lo(variable, i));
@@ -244,7 +244,7 @@ class StatReader {
     if (!rows_) rows_.emplace(file_.path, header_, sink_);
   }
 
-  // Ends the row whose cells have come, if any have.
+  // Ends the row whose cells have been received, if any.
   void EndRow() {
     if (header_.columns.empty() || rows_->CellCount(0) == endedRows_) return;
     ++endedRows_;
@@ -257,7 +257,7 @@ class StatReader {
   const std::string& extension_;
   ForeignHeader header_;
   ForeignDetails details_;
-  // Of the columns, the places of the texts in details_.
+  // By column: the places of the texts in details_.
   std::map<std::uint64_t, std::map<std::string, std::size_t>> userMissingTexts_;
   std::vector<DateForm> dates_;  // of the columns
   std::optional<RowBlocks> rows_;

@@ -1,5 +1,5 @@
-// A field of a column of numbers is read once, from its first digit to the delimiter. Whatever is
-// no plain number is found again by the general way, ScanField, and left to the column's builder.
+// A field of a column of numbers is read once, from its first digit to the delimiter. Anything else
+// is scanned again by ScanField, the general way, and left to the column's builder.
 #include "workbench/data/record_scanner.h"
 
 #include <fast_float/fast_float.h>
@@ -73,8 +73,8 @@ RecordScanner::RecordScanner(char delimiter, std::size_t columnCount, RaggedReco
   for (const char c : {'\n', '\r', delimiter}) endsField_[static_cast<unsigned char>(c)] = true;
 }
 
-// The place after a field that is empty or a plain number; null for any other, which ScanField and
-// ParseField take care of.
+// The place after a field that is empty or a plain number; null for any other field, which is left
+// to ScanField and ParseField.
 inline const char* RecordScanner::ReadNumber(const char* at, const char* end, bool isLast, char decimalMark,
                                              double& value) const {
   if (at == end) return nullptr;
@@ -178,8 +178,8 @@ static_assert(CountBits16(0xFFFFU) == 16 && CountBits16(0xA001U) == 3 && CountBi
 #endif
 
 // Skips up to count plain fields with the delimiters after them, a vector of bytes at a time, and
-// leaves the cursor on the begin of a field. Returns how many; what is special about the next, if
-// fewer, is left to ScanField.
+// leaves the cursor at the beginning of a field. Returns how many; if there are fewer than count,
+// the next field is left to ScanField.
 std::size_t RecordScanner::SkipFields(Cursor& cursor, [[maybe_unused]] std::size_t count) const {
   std::size_t skipped = 0;
 #ifdef __SSE2__
@@ -195,7 +195,7 @@ std::size_t RecordScanner::SkipFields(Cursor& cursor, [[maybe_unused]] std::size
     unsigned ends = maskOf(delimiter);
     const unsigned special =
         (maskOf(quote) | maskOf(lineFeed) | maskOf(carriageReturn) | maskOf(_mm_setzero_si128())) & ~ends;
-    // Those before the first special byte.
+    // Only those before the first special byte.
     if (special != 0) ends &= (special & (~special + 1)) - 1;
     const std::size_t found = CountBits16(ends);
     if (skipped + found >= count) {
@@ -319,7 +319,7 @@ void RecordScanner::Scan(TextBlock& block, std::span<const ColumnPlan> plans) co
   const auto slots = static_cast<std::size_t>(std::count_if(
       plans.begin(), plans.end(), [](const ColumnPlan& plan) { return plan.use != ColumnUse::kSkip; }));
   const auto isLineEnd = [](char c) { return c == '\n' || c == '\r'; };
-  // At least one line end per record, but for the last of the file.
+  // Every record but the last of the file has at least one line end.
   block.stride =
       static_cast<std::size_t>(std::count_if(block.bytes.begin(), block.bytes.end(), isLineEnd)) + 1;
   if (block.cellCapacity < slots * block.stride) {
@@ -338,7 +338,7 @@ void RecordScanner::Scan(TextBlock& block, std::span<const ColumnPlan> plans) co
   }
   CheckEncoding(block);
   if (block.damage != TextDamage::kNone) return;
-  // By slot; within a slot they are in the order of the rows already.
+  // Sorts by slot; within a slot they are already in the order of the rows.
   block.otherBegin.assign(slots + 1, 0);
   for (const TextBlock::OtherField& other : block.others) ++block.otherBegin[other.slot + 1];
   for (std::size_t slot = 0; slot < slots; ++slot) block.otherBegin[slot + 1] += block.otherBegin[slot];
@@ -349,7 +349,7 @@ void RecordScanner::Scan(TextBlock& block, std::span<const ColumnPlan> plans) co
   block.others.swap(sorted);
 }
 
-// What precedes other damage is reported first, wherever blocks begin.
+// Damage that comes first in the file is reported first, wherever blocks begin.
 void RecordScanner::CheckEncoding(TextBlock& block) const {
   const std::size_t bad = FirstByteBeyondUtf8({block.bytes.data(), block.scanned});
   if (bad == std::string_view::npos) return;

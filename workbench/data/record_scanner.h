@@ -27,7 +27,7 @@
 
 namespace velmora {
 
-// What becomes of a column's fields: nothing, numbers at once, or their places.
+// How a column's fields are scanned: skipped, read as numbers, or kept as places.
 enum class ColumnUse : std::uint8_t { kSkip, kNumbers, kTexts };
 
 struct ColumnPlan {

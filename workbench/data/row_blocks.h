@@ -23,7 +23,7 @@ class RowBlocks {
   // path is for messages; all three outlive the object.
   RowBlocks(const std::string& path, const ForeignHeader& header, RowSink& sink);
 
-  // A second delivery: only these columns, as texts.
+  // Starts a second delivery, of these columns only, as texts.
   void Repeat(const std::vector<std::size_t>& columns);
 
   void AddMissing(std::size_t column);
@@ -33,9 +33,9 @@ class RowBlocks {
 
   // Throws DataError when a column has no cell in a row or two, Cancelled.
   void EndRow(double fraction);
-  // Of rows that came column by column, at most RowsLeft() of them.
+  // Ends rows that were added column by column, at most RowsLeft() of them.
   void EndRows(std::int64_t count, double fraction);
-  // Before a block is full; at least 1.
+  // How many rows fit before the block is full; at least 1.
   std::int64_t RowsLeft() const { return rowsPerBlock_ - rowCount_; }
   void Flush(double fraction);
 

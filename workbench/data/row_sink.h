@@ -1,7 +1,6 @@
-// How the rows of a file that is no delimited text travel from its reader to the table. A
-// reader fills blocks of rows in the column layout of Apache Arrow (validity bitmap, values,
-// offsets and UTF-8 bytes); a sink takes them, in the same process or on the other side of a
-// process boundary.
+// The way of rows from a reader to the table, for every format except delimited text. A reader
+// fills blocks of rows in the column layout of Apache Arrow (validity bitmap, values, offsets and
+// UTF-8 bytes); a sink takes them, in the same process or on the other side of a process boundary.
 //
 //   sink.Begin({columns, caseCount, sidecar});
 //   while (there are rows) {
@@ -26,8 +25,8 @@
 
 namespace velmora {
 
-// What the cells of a column are. kWhole and kUnsigned are 64-bit integers, which a double may not
-// hold exactly; kDigits are numbers as texts, each to become its nearest double. Columns of
+// The type of the cells of a column. kWhole and kUnsigned are 64-bit integers, which a double may
+// not hold exactly; kDigits are numbers as texts, each to become its nearest double. Columns of
 // kLeftOut have no cells.
 enum class CellKind : std::uint8_t { kLeftOut, kNumber, kWhole, kUnsigned, kText, kDigits };
 
@@ -53,7 +52,7 @@ struct LabelSet {
   std::map<std::string, std::string> texts;
 };
 
-// What is known only after the last row.
+// Facts that are known only after the last row.
 struct ForeignDetails {
   std::map<std::string, LabelSet> labelSets;
   // The column that the file weights its cases by.

@@ -58,7 +58,7 @@ const std::string* TextOfCode(const Column& column, double value) {
   return column.LabelOf(value);
 }
 
-// A column of texts that a dictionary can hold.
+// Whether the column holds texts that fit into a dictionary.
 bool IsOfLevels(const Column& column) {
   if (column.labels.size() > kMostLevels) return false;
   std::unordered_set<std::string_view> texts;
@@ -192,7 +192,7 @@ struct ParquetSource {
   const Table* table;
   std::vector<CellForm> forms;
   const SaveTableOptions* options;
-  std::thread::id owner = std::this_thread::get_id();  // the only one that progress is reported on
+  std::thread::id owner = std::this_thread::get_id();  // progress is reported only on this thread
   WrittenRows written;
   std::atomic<std::int64_t> nextCase = 0;
   bool cancelled = false;
@@ -276,7 +276,7 @@ void FillVector(const Column& column, CellForm form, std::span<const double> val
           column, values, vector,
           [cells = static_cast<double*>(data)](std::size_t row, double value) { cells[row] = value; });
     case CellForm::kLevel:
-      // DuckDB's own choice of the width.
+      // DuckDB chooses the width like this.
       if (column.labels.size() <= 255) return FillLevels<std::uint8_t>(column, values, vector);
       return FillLevels<std::uint16_t>(column, values, vector);
     case CellForm::kText:
@@ -319,14 +319,14 @@ void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
   source.nextCase += count;
 }
 
-// DuckDB takes only UTF-8 for a path, which a file's name need not be: it gets another name for the
-// open file, where the system has one.
+// DuckDB takes only UTF-8 paths, but a file's name need not be UTF-8: DuckDB gets another name of
+// the open file, if the system has one.
 class WritablePath {
  public:
   explicit WritablePath(const std::string& path) : file_(OpenFile(PathOf(path), "r+b")) {
     if (file_ != nullptr) name_ = NameOfOpenFile(file_);
     if (!name_.empty()) return;
-    // DuckDB opens it by its path, and some systems let nobody else have it open then.
+    // DuckDB opens the file by its path, which some systems refuse while it is open here.
     if (file_ != nullptr) std::fclose(file_);
     file_ = nullptr;
     name_ = AbsolutePath(PathOf(path)).string();
@@ -343,8 +343,8 @@ class WritablePath {
   std::string name_;
 };
 
-// DuckDB holds the rows of a group in memory until all are there: its own number of rows, and fewer for
-// wide tables.
+// DuckDB holds the rows of a group in memory until the group is complete: its default number of
+// rows, but fewer for wide tables.
 std::size_t RowsPerGroup(std::size_t columns) {
   constexpr std::size_t kMostRows = 122880, kFewestRows = 2048, kMostCells = std::size_t{1} << 22;
   return std::clamp(kMostCells / columns, kFewestRows, kMostRows);
@@ -395,7 +395,7 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
       std::string reason = error.what();
       if (const std::size_t at = reason.find(target.Name()); at != std::string::npos)
         reason.replace(at, target.Name().size(), file.ShownPath());
-      reason.erase(reason.find_last_not_of(".\r\n ") + 1);  // ends of the system's own sentence
+      reason.erase(reason.find_last_not_of(".\r\n ") + 1);  // the end of the system's sentence
       throw DataError("Cannot write " + file.ShownPath() + ": " + reason + ".");
     }
   }

@@ -7,13 +7,13 @@
 
 namespace velmora {
 
-// Adds the cell that the text says: a number, a whole number, or the text itself. A text that is no
-// number is missing, such as MySQL's date 0000-00-00.
+// Adds the cell that the text says: a number, a whole number, or the text itself. A text that is
+// not a number, such as MySQL's date 0000-00-00, becomes missing.
 void AddServerCell(const ForeignColumn& column, bool asText, std::size_t index, std::string_view text,
                    RowBlocks& blocks);
 
-// The client library of a server, loaded when it is asked for. A reader derives a struct with one
-// member per function that it calls:
+// The client library of a server, loaded on demand. A reader derives a struct with one member per
+// function that it calls:
 //
 //   struct Library : ServerLibrary {
 //     Library() : ServerLibrary("libpq.so.5", "tables of PostgreSQL") {}

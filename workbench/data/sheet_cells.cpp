@@ -118,7 +118,7 @@ SheetCells::Kind SheetCells::KindAt(std::size_t row, std::size_t column) const {
   return row < kinds.size() ? kinds[row] : kEmpty;
 }
 
-// As a field of a text file has it.
+// The text of the cell as a field of a text file would have it.
 std::string SheetCells::TextAt(std::size_t row, std::size_t column) const {
   const Kind kind = KindAt(row, column);
   if (kind == kEmpty) return {};

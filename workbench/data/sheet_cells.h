@@ -6,9 +6,9 @@
 //   cells.AddNumber(3, 1, 42);
 //   cells.Deliver(details, sink);
 //
-// The first row with a cell names the columns; rows and columns without any are passed over. A
-// column of numbers and texts is read as fields of a text file are: NA, NULL and the like are
-// missing, and one real text makes all of it text.
+// The first row with a cell names the columns; rows and columns without any are skipped. A column
+// of numbers and texts is read as fields of a text file are: NA, NULL and the like are missing, and
+// one real text makes all of it text.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@ namespace {
 
 bool IsNumber(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
-  // Infinities and NaN are names to a spreadsheet.
+  // To a spreadsheet, infinities and NaN are names.
   return vlm::ParseNumber<double>(text) &&
          text.find_first_not_of("+-.0123456789eE") == std::string_view::npos;
 }

@@ -24,7 +24,7 @@ class SqliteReader {
   SqliteReader(const ForeignFile& file, RowSink& sink) : file_(file), sink_(sink) {
     RequireWholeFile();
     sqlite3* database = nullptr;
-    // Reads this file alone, without a journal beside it, and writes nothing.
+    // Reads only this file, without a journal beside it, and writes nothing.
     const int code =
         sqlite3_open_v2(Uri().c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     database_.reset(database);
@@ -57,7 +57,7 @@ class SqliteReader {
   };
   using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 
-  // Changes that a program has not yet copied into the file are in a second one.
+  // A second file holds changes that a program has not yet copied into this one.
   void RequireWholeFile() const {
     std::error_code error;
     const std::string log = file_.path + "-wal";

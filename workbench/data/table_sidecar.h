@@ -1,5 +1,5 @@
-// What a table has beyond names and cells, as JSON: a sidecar file of a saved CSV, a metadata entry
-// inside a saved Parquet file.
+// The properties of a table beyond names and cells, as JSON: in the sidecar file of a saved CSV, or
+// in a metadata entry of a saved Parquet file.
 //
 //   {"format": "velmora-table", "version": 1,
 //    "bundles": [{"name": "best", "variables": ["age", "amount"]}],
@@ -39,7 +39,7 @@ struct TableSidecar {
 // The sidecar of path: path + ".bundles.json".
 std::string SidecarPath(const std::string& path);
 
-// The JSON of what a reader of the saved cells would not infer; empty when there is nothing.
+// The facts that a reader of the saved cells would not infer, as JSON; empty when there are none.
 // keepsTypes: the file's format distinguishes texts, booleans and dates (Parquet does, CSV only
 // some).
 std::string PrintSidecar(const Table& table, bool keepsTypes);
@@ -47,8 +47,8 @@ std::string PrintSidecar(const Table& table, bool keepsTypes);
 // origin names the file in errors. Throws DataError for text that is not a sidecar.
 TableSidecar ParseSidecar(const std::string& json, const std::string& origin);
 
-// Applies the sidecar to a table that has just been read. What no longer fits is left out, with a
-// warning.
+// Applies the sidecar to a table that has just been read. Facts that no longer fit are left out,
+// with a warning.
 void ApplySidecar(const TableSidecar& sidecar, Table& table, std::vector<std::string>& warnings);
 
 }  // namespace velmora

@@ -28,8 +28,7 @@ void ForCells(const std::byte* bitmap, std::int64_t rowCount, ColumnBuilder& bui
   }
 }
 
-// Whole numbers beyond 2^53: the double must hold the very number, otherwise the column becomes
-// text.
+// A whole number beyond 2^53 must be exact as a double, otherwise the column becomes text.
 template <class Whole>
 void AddWhole(Whole cell, ColumnBuilder& builder) {
   const auto value = static_cast<double>(cell);
@@ -207,8 +206,8 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
   ApplySidecar(sidecar_, table, warnings);
 }
 
-// Labels of numbers stay as they are, those of missing values too. A text column shows the labels
-// of its texts when they are all different.
+// Labels of numbers are kept, also those of missing values. A text column shows the labels of its
+// texts when these are all different.
 void TableSink::ApplyLabels(const ForeignColumn& source, Column& column, UserMissingCells& missing) const {
   for (std::string& text : missing.texts) text = CleanText(text);
   const auto found = details_.labelSets.find(source.labelSet);

@@ -1,5 +1,5 @@
-// The sink that makes a table of the rows: a ColumnBuilder per column, checked against what the
-// blocks claim.
+// The sink that makes a table of the rows, with a ColumnBuilder per column. Everything that blocks
+// claim is checked.
 #pragma once
 
 #include "workbench/data/column_builder.h"
@@ -21,8 +21,8 @@ class TableSink : public RowSink {
   std::vector<std::size_t> ColumnsToRepeat() override;
   void End(const ForeignDetails& details) override { details_ = details; }
 
-  // Deliver for rows in memory that somebody else owns and may be changing. Throws DataError for a
-  // slice that does not lie within the block.
+  // Like Deliver, for rows in memory that another process owns and may be changing. Throws
+  // DataError for a slice that does not lie within the block.
   void Take(std::span<const std::byte> block, std::span<const ColumnSlice> slices, std::int64_t rowCount);
 
   // After End: fills columns, caseCount, bundles and the declared weight.

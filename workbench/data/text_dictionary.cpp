@@ -13,7 +13,7 @@ namespace velmora {
 
 namespace {
 
-// Short texts, which most are, by their first and last eight bytes.
+// Hashes short texts, which most are, by their first and last eight bytes.
 std::uint32_t HashOf(std::string_view text) {
   constexpr std::size_t kWord = sizeof(std::uint64_t);
   std::uint64_t full = 0;

@@ -18,7 +18,7 @@ class TextDictionary {
  public:
   // The number of text, from 0 in order of first appearance.
   std::uint32_t Intern(std::string_view text);
-  // Nothing when it has not been interned.
+  // The number of text; nothing when it has not been interned.
   std::optional<std::uint32_t> Find(std::string_view text) const;
   std::size_t Size() const { return starts_.size() - 1; }
   std::string_view Text(std::uint32_t number) const {
@@ -29,7 +29,7 @@ class TextDictionary {
 
  private:
   void Grow();
-  // Of the text, or the free one where it belongs. There are slots.
+  // The slot of the text, or the free one where it belongs. The table must not be empty.
   std::size_t SlotOf(std::string_view text, std::uint32_t hash) const;
 
   std::string bytes_;

@@ -1,5 +1,4 @@
-// How a text file is written, as far as the user says so: options of every
-// reader of delimited text.
+// How a text file is written, as specified by the user: options of every reader of delimited text.
 #pragma once
 
 #include <cstdint>

@@ -26,7 +26,7 @@ struct CloseFile {
 TextSource ReadFile(const std::string& path) {
   const std::shared_ptr<std::FILE> file(OpenFile(PathOf(path), "rb"), CloseFile());
   if (!file) throw DataError("Cannot open " + path + " for reading: " + std::strerror(errno) + ".");
-  // Blocks are read, so a buffer would only copy them.
+  // Whole blocks are read, so a buffer would only add a copy.
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   const auto count = std::make_shared<std::int64_t>(0);
   return {[file, path, count](char* buffer, std::size_t size) {
@@ -38,7 +38,7 @@ TextSource ReadFile(const std::string& path) {
           [count] { return *count; }};
 }
 
-// Takes the first bytes of a source; WithStart gives them back.
+// Takes the first bytes of a source; WithStart puts them back.
 std::string TakeStart(const TextSource& source, std::size_t size) {
   std::string start(size, '\0');
   start.resize(source.read(start.data(), size));
@@ -86,7 +86,7 @@ char32_t CharacterOf(unsigned char byte) {
   return byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80U] : char32_t{byte};
 }
 
-// Converts pieces of bytes; what a piece leaves belongs to the next one.
+// Converts the bytes piece by piece; an incomplete character at the end is left to the next piece.
 class Decoder {
  public:
   Decoder(TextSource source, TextEncoding encoding, std::string path)
@@ -195,7 +195,7 @@ TextSource OpenText(const std::string& path, TextEncoding& encoding) {
   if (encoding == TextEncoding::kUtf8) return bytes;
   std::string start = TakeStart(bytes, kSampleBytes);
   if (encoding == TextEncoding::kDetect) encoding = DetectEncoding(start);
-  // A byte-order mark tells the two forms of UTF-16 apart, whichever was asked for.
+  // A byte-order mark overrides the form of UTF-16 that was asked for.
   if (encoding == TextEncoding::kUtf16Le && start.starts_with("\xFE\xFF")) encoding = TextEncoding::kUtf16Be;
   if (encoding == TextEncoding::kUtf16Be && start.starts_with("\xFF\xFE")) encoding = TextEncoding::kUtf16Le;
   bytes = WithStart(std::move(bytes), std::move(start));
@@ -221,7 +221,7 @@ bool CouldBeWindows1252(const std::string& path) {
       characters += std::count_if(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(bad),
                                   [](char c) { return static_cast<unsigned char>(c) >= 0xC0; });
       rest.remove_prefix(bad);
-      // Perhaps the begin of a character, which the next bytes continue.
+      // It may be the beginning of a character that continues in the next bytes.
       if (rest.empty() || (rest.size() < 4 && !ended)) break;
       const auto byte = static_cast<unsigned char>(rest.front());
       if (CharacterOf(byte) == 0) return false;

@@ -1,4 +1,4 @@
-// The bytes of a text file as UTF-8, from its begin to its end. Files packed by gzip or zstd are
+// The bytes of a text file as UTF-8, from beginning to end. Files packed by gzip or zstd are
 // unpacked on the way, known by their first bytes.
 //
 //   TextEncoding encoding = TextEncoding::kDetect;
@@ -27,12 +27,13 @@ struct TextSource {
 // that is to be detected is set to UTF-16 or UTF-8; whether bytes are UTF-8 is not checked.
 [[nodiscard]] TextSource OpenText(const std::string& path, TextEncoding& encoding);
 
-// Whether a file that is not UTF-8 could be Windows-1252: more bytes are no UTF-8 than characters
-// beyond ASCII are, each is a character there, and the file does not end within a character.
+// Whether a file that is not UTF-8 could be Windows-1252: more bytes are not UTF-8 than belong to
+// valid characters beyond ASCII, each of them is a character in Windows-1252, and the file does not
+// end within a character.
 [[nodiscard]] bool CouldBeWindows1252(const std::string& path);
 
-// Unpacked bytes. start: the first bytes of the file. The source itself when they are of no known
-// archive. Throws DataError where this build cannot unpack them.
+// Unpacked bytes. start: the first bytes of the file. Returns the source itself when it is not a
+// known archive. Throws DataError where this build cannot unpack them.
 [[nodiscard]] TextSource Unpacked(TextSource source, std::string_view start, const std::string& path);
 
 }  // namespace velmora

@@ -9,7 +9,7 @@
 namespace velmora {
 
 std::size_t FirstByteBeyondUtf8(std::string_view text) {
-  // Eight ASCII characters at a time: most texts are nothing else.
+  // Eight ASCII characters at a time, since most texts hold no others.
   constexpr std::uint64_t kHighBits = 0x8080808080808080U;
   std::size_t at = 0;
   for (; at + 8 <= text.size(); at += 8) {
@@ -46,7 +46,7 @@ std::string CleanText(std::string_view text) {
 std::string QuotedExcerpt(std::string_view text) {
   constexpr std::size_t kMaxShown = 40;
   std::string shown(text.substr(0, kMaxShown));
-  // Do not end inside a UTF-8 sequence.
+  // Never cut a UTF-8 sequence in two.
   if (text.size() > kMaxShown) {
     while (!shown.empty() && (static_cast<unsigned char>(shown.back()) & 0xC0U) == 0x80U) shown.pop_back();
     if (!shown.empty() && static_cast<unsigned char>(shown.back()) >= 0xC0U) shown.pop_back();

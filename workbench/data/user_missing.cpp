@@ -23,7 +23,7 @@ void AddLabel(double value, const std::string& text, Column& column) {
   column.labels.insert(place, {value, text});
 }
 
-// The code of each text in a column of texts; of those that have none yet, only with addTexts.
+// The code of each text in a text column; texts without a code get one if addTexts is set.
 std::vector<double> CodesOfTexts(const std::vector<std::string>& texts, bool addTexts, Column& column) {
   std::vector<double> codes;
   for (const std::string& text : texts) {
@@ -35,7 +35,7 @@ std::vector<double> CodesOfTexts(const std::vector<std::string>& texts, bool add
   return codes;
 }
 
-// The number of each cell in the column.
+// The number that each cell has in the column.
 std::vector<double> NumbersOf(const UserMissingCells& cells, bool addTexts, Column& column) {
   if (!column.fromText) return cells.values;
   const std::vector<double> codes = CodesOfTexts(cells.texts, addTexts, column);

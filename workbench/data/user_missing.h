@@ -1,6 +1,6 @@
 // Values that a file declares missing: SPSS's user-missing numbers and texts, the lettered missing
-// values of Stata (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; who asks for
-// them gets them beside it and may put them back, as special codes.
+// values of Stata (.a to .z) and SAS (.A to .Z, ._). They are missing in the table; on request a
+// reader returns them separately, to be put back as special codes.
 //
 //   UserMissing userMissing;
 //   Table table = ReadTable("survey.sav", {.userMissing = &userMissing});
@@ -26,12 +26,12 @@ struct UserMissingCells {
 
 using UserMissing = std::map<std::string, UserMissingCells>;  // by variable name
 
-// The number that a lettered missing value becomes: far from all data.
+// The number for a lettered missing value, far from all data.
 double LetteredMissing(char letter);
 
-// Puts the values back where the column has none; lettered ones get their letter as label where the
-// file has none, texts the codes after those of the column. Returns the values that the column has
-// now, ascending.
+// Puts the values back into cells that are missing. Lettered values get their letter as label if
+// the file has none; texts get the codes after those of the column. Returns the values that the
+// column has now, ascending.
 std::vector<double> RestoreUserMissing(const UserMissingCells& cells, Column& column);
 // Takes the values back: the cells become missing again; labels of numbers stay.
 void RemoveUserMissing(const UserMissingCells& cells, Column& column);

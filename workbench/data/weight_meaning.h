@@ -7,7 +7,7 @@ enum class WeightMeaning {
   kAsGiven,  // the sum of the weights is the number of cases
   // Relative to their mean over the cases of a response, so that their unit does not matter.
   kSampling,
-  kCounts,  // a row stands for so many equal cases
+  kCounts,  // a row represents so many equal cases
 };
 
 }  // namespace velmora

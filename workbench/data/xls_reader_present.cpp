@@ -1,5 +1,5 @@
-// Workbooks of Excel before 2007 (.xls), by FreeXL. It hands booleans over as 1 and 0, and what a
-// formula gives only where it is a number.
+// Workbooks of Excel before 2007 (.xls), by FreeXL. It gives booleans as 1 and 0, and the result of
+// a formula only if it is a number.
 #include <freexl.h>
 
 #include <memory>

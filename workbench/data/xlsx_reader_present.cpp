@@ -82,7 +82,7 @@ Shown ShownByFormat(std::string_view code) {
   return month && !time ? Shown::kDay : Shown::kNumber;
 }
 
-// _x000D_ is how a text holds a character that XML cannot.
+// A text writes a character that XML cannot hold as, for example, _x000D_.
 std::string Unescaped(std::string_view text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -124,7 +124,7 @@ class Relationships : public XmlHandler {
   void End(std::string_view) override {}
   void Text(std::string_view) override {}
 
-  // The part of this type, or usual.
+  // The part of this type, or usual if there is none.
   std::string PartOf(std::string_view type, const std::string& usual) const {
     for (const auto& [id, target] : targets)
       if (target.type == type) return target.part;
@@ -294,9 +294,9 @@ class SheetPart : public XmlHandler {
 
   void AddNumber(double number) {
     if (cellShown_ == Shown::kNumber) return cells_.AddNumber(row_, column_, number);
-    // The program takes 1900 for a leap year, so its days before March of that year are one late.
+    // Excel takes 1900 for a leap year, so its days before March of that year are off by one.
     const double days = number - epochDays_ + (epochDays_ > 25000 && number < 60 ? 1 : 0);
-    // To the millisecond, since a fraction of a day is rarely exact.
+    // Rounded to milliseconds, since a fraction of a day is rarely exact.
     const double seconds = std::round(days * kSecondsPerDay * 1000) / 1000;
     cells_.AddMoment(row_, column_, seconds, cellShown_ == Shown::kDay);
   }

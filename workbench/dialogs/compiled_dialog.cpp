@@ -150,7 +150,7 @@ vlm::ControlTemplate ReadControl(Reader& reader, std::deque<std::string>& captio
   control.controlClass = *controlClass;
   captions.push_back(reader.TextOrNumber(number));
   control.caption = captions.back().c_str();
-  reader.Skip(reader.Word());  // data of the control's own
+  reader.Skip(reader.Word());  // the control's own data
   if (control.controlClass == vlm::kDropDown) {
     control.height = static_cast<short>(control.height - vlm::kDropDownListHeight);
   }
@@ -158,7 +158,7 @@ vlm::ControlTemplate ReadControl(Reader& reader, std::deque<std::string>& captio
   if ((style & kVisible) == 0) control.flags |= vlm::kControlHidden;
   if (isPushButton && (style & kButtonKind) == kDefaultPush) control.flags |= vlm::kControlDefault;
   if ((style & kGroup) != 0) control.flags |= vlm::kControlGroupStart;
-  // Nobody stops at a frame, so that a table need not say so.
+  // The tab key never stops at a frame, so tables do not have to say so.
   if ((style & kTabStop) == 0 && control.controlClass != vlm::kGroupBox)
     control.flags |= vlm::kControlNoTabStop;
   return control;

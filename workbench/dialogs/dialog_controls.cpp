@@ -59,7 +59,7 @@ void DialogControls::LoadControls(const vlm::DialogTemplate& dialogTemplate, int
     control.height = source.height;
     control.isDefault = (source.flags & vlm::kControlDefault) != 0;
     control.tabStop = (source.flags & vlm::kControlNoTabStop) == 0;
-    // A group never reaches over the border of a template.
+    // A group never extends beyond its template.
     control.groupStart = index == 0 || (source.flags & vlm::kControlGroupStart) != 0;
     control.shown = (source.flags & vlm::kControlHidden) == 0 && source.id != kOptionsButton &&
                     source.id != kByGroupButton;

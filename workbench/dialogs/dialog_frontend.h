@@ -74,8 +74,8 @@ class DialogFrontend {
   virtual void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view /*text*/) {}
   virtual void ShowInstructionError(DialogWindow& /*window*/, std::string_view /*text*/) {}
 
-  // Before a script's OK, and after one that started no run; the messages in between give the
-  // reason.
+  // OkCalled: before a script's OK; OkRefused: after one that started no run, for the reason given
+  // by the messages in between.
   virtual void OkCalled(DialogWindow& /*window*/) {}
   virtual void OkRefused(DialogWindow& /*window*/) {}
 

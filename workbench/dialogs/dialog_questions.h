@@ -18,12 +18,12 @@ namespace velmora {
 
 class DialogOwner;
 
-// Answers that a script has put in advance; empty: none.
+// Answers that a script has given in advance; empty: none.
 struct ScriptedAnswers {
   Variant variables, codes, saveFileName;
 };
 
-// Functions pass on what the frontend and the owner throw, except DataError, which is shown to the
+// Exceptions of the frontend and the owner pass through, except DataError, which is shown to the
 // user.
 class DialogQuestions {
  public:

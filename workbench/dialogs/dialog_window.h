@@ -1,5 +1,5 @@
-// One open dialog of a module: the way of commands between a frontend, the module and scripts. Its
-// controls are kept by DialogControls, the host's questions are asked by DialogQuestions; the
+// One open dialog of a module, which routes commands between a frontend, the module and scripts.
+// Its controls are kept by DialogControls, the host's questions are asked by DialogQuestions; the
 // window is the same whatever frontend shows it.
 //
 // A command runs inside the owner's call scope: what it defers (leaving the dialog) happens when

@@ -7,7 +7,8 @@
 
 namespace velmora {
 
-// A whole number, blanks around it and one sign allowed; nothing for half a number ("1e", "-", "").
+// A whole number, with blanks around it and one sign allowed; nothing for an incomplete number
+// ("1e", "-", "").
 std::optional<int> ParseWholeText(std::string_view text);
 // Takes the point and the user's separator for the decimal mark; "inf" and "nan" are not numbers.
 std::optional<double> ParseRealText(std::string_view text, std::string_view separator);

@@ -11,13 +11,13 @@ namespace velmora {
 
 class AlignedNumbers {
  public:
-  // Empty cells, infinities and not-a-number have no part in the number of decimals.
+  // Empty cells, infinities and not-a-number do not affect the number of decimals.
   void Add(double value);
 
   bool AreWhole() const { return whole_; }
   // Enough for six digits of the largest number: 2 to 4.
   int Decimals() const;
-  // More decimals where these would cut off a number's digits; whole numbers as they are.
+  // Shows more decimals when these would cut off digits of the number; whole numbers get none.
   std::string Text(double value) const;
 
  private:

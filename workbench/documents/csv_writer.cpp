@@ -8,7 +8,7 @@
 namespace velmora {
 
 void AppendCsvRow(std::string& text, const std::vector<std::string>& fields, std::string_view lineEnd) {
-  // A line with a single empty field would read as no row at all.
+  // A line with a single empty field would be read as no row at all.
   if (fields.size() == 1 && fields.front().empty()) text += "\"\"";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i > 0) text += ',';

@@ -1,5 +1,5 @@
-// Puts a file into the program: the assembler includes it as it is. CMake names the file and makes
-// the source file depend on it.
+// Puts a file into the program, unchanged, by the assembler. CMake names the file and makes the
+// source file depend on it.
 //
 //   VELMORA_EMBED(velmora_page_style, VELMORA_PAGE_FOLDER "/page.css");
 //   std::string_view style = VELMORA_EMBEDDED(velmora_page_style);

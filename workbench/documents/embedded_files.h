@@ -7,7 +7,7 @@ namespace velmora {
 
 std::string_view ChartLibrary();    // ECharts, minified, with its licence notice at its head
 std::string_view ChartLibrary3d();  // its 3-D companion
-// The licence of the 3-D companion, which does not hold it itself.
+// The licence of the 3-D companion, whose file does not contain it.
 std::string_view ChartLicence3d();
 std::string_view PageStyle();
 std::string_view PageScript();   // the shell of every page: header, sections, tables

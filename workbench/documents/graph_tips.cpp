@@ -17,7 +17,7 @@ constexpr char kBoxPlot[] = "PlotBoxWhisker";
 
 bool IsPlaced(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
 
-// The horizontal pieces of a line with gaps; none of a line without.
+// The horizontal pieces of a line with gaps; nothing for a line without gaps.
 std::vector<std::array<double, 3>> PiecesOf(const GraphSeries& series) {
   std::vector<std::array<double, 3>> pieces;
   bool anyGap = false;

@@ -50,7 +50,7 @@ std::string EmbeddedJson(const PageJson& data) {
   return safe;
 }
 
-// Members that a report has none of are left out.
+// Members that the report does not have are left out.
 PageJson DataOf(const Page& page) {
   PageJson data = PageJson::object();
   if (!page.eyebrow.empty()) data["eyebrow"] = page.eyebrow;
@@ -77,7 +77,7 @@ std::string PageText(const Page& page) {
       // Nothing is fetched, whatever a text of the data contains.
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
       "script-src 'unsafe-inline'";
-  // The 3-D library compiles expressions of its own.
+  // The 3-D library compiles expressions at run time.
   if (page.threeDimensions) text += " 'unsafe-eval'";
   text += "; img-src data:; base-uri 'none'; form-action 'none'\">\n<title>";
   text += title.empty() ? "Results" : Escaped(title);

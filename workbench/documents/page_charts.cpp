@@ -13,9 +13,9 @@ namespace velmora {
 namespace {
 
 constexpr int kChartHeight = 380;  // pixels; the script may take another one
-// Of a scatter series; more only add to the size of the page.
+// Of a scatter series; more would only make the page larger.
 constexpr std::size_t kMostPointsDrawn = 2000;
-constexpr std::size_t kMostBars = 6000;      // of a chart; more could not be told apart
+constexpr std::size_t kMostBars = 6000;      // of a chart; more would be indistinguishable
 constexpr std::size_t kMostRankedBars = 50;  // of a horizontal bar chart
 
 bool IsShown(double value) { return std::isfinite(value) && !IsEmptyCell(value); }
@@ -203,7 +203,7 @@ class ChartMaker {
     return any;
   }
 
-  // Bars at the same position stand in one category, whichever series they are of.
+  // Bars at the same position are in one category, whichever series they belong to.
   bool FillColumns(PageJson& chart) const {
     chart["layout"] = graph_.kind == GraphKind::kPanels ? "panels" : "columns";
     std::map<double, std::string> places;

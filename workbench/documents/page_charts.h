@@ -10,8 +10,8 @@
 namespace velmora {
 
 // The chart part of a graph, or null when the page does not draw it. id: of the chart's element.
-// tableId: of the table that holds the same values, may be empty. Notes in the page what the chart
-// needs of the libraries.
+// tableId: of the table that holds the same values, may be empty. Records in the page which
+// libraries the chart needs.
 PageJson ChartPart(const Graph& graph, const std::string& id, const std::string& tableId,
                    const ShortNames& shortNames, Page& page);
 

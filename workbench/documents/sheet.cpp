@@ -151,7 +151,7 @@ const std::string* Sheet::LabelOf(int column, double value) const {
   const std::vector<ValueLabel>& labels = Labels(column);
   const auto found = std::lower_bound(labels.begin(), labels.end(), value, LessValue);
   return found != labels.end() && found->value == value ? &found->text
-                                                        : nullptr;  // labels are of exact codes
+                                                        : nullptr;  // labels belong to exact codes
 }
 
 const std::string* Sheet::ShownText(int row, int column) const {
@@ -222,7 +222,7 @@ std::string Sheet::InsertColumn(int after, std::string_view name, std::string_vi
   InsertColumns(after);
   SetColumnName(after + 1, name);
   SetFormat(after + 1, format);
-  // No other column refers to a new one, so its formula cannot close a cycle.
+  // No other column refers to a new column, so its formula cannot close a cycle.
   if (isFormula) return SetFormula(after + 1, longName);
   SetColumnLongName(after + 1, longName);
   return {};

@@ -30,7 +30,7 @@ inline constexpr double kNeverWritten = std::bit_cast<double>(~std::uint64_t{0})
 // and the cell that was never written. Other NaNs and infinities are results and are shown as such.
 bool IsEmptyCell(double value);
 
-// What the numbers of a column are; decides how they are shown.
+// The kind of a column's numbers, which decides how they are shown.
 enum class NumberRole { kPlain, kCount, kProbability };
 
 class Sheet {
@@ -58,7 +58,7 @@ class Sheet {
   // return an empty text or kNeverWritten.
   const std::string& ColumnName(int column) const;
   bool SetColumnName(int column, std::string_view name);
-  // A formula column's long name is its formula, with references as rebound.
+  // The long name of a formula column is its formula, with its references up to date.
   const std::string& ColumnLongName(int column) const;
   // Sets a plain long name, even one that begins with "="; an earlier formula is dropped, its
   // values stay.
@@ -74,7 +74,7 @@ class Sheet {
   bool SetRole(int column, NumberRole role);
 
   double Cell(int row, int column) const;
-  // False also for a cell of a formula column: its values are the formula's.
+  // Returns false also for a cell of a formula column, whose values are computed.
   bool SetCell(int row, int column, double value);
   // SetCell, and gives the column the format "0" when it has none.
   bool SetInteger(int row, int column, std::int64_t value);

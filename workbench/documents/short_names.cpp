@@ -22,7 +22,7 @@ const std::string& ShortNames::ShortFormOf(std::string_view name) {
   }
 
   std::uint64_t hash = vlm::FnvHash(full);
-  hash ^= hash >> 32;  // the low digits alone see little of the last characters
+  hash ^= hash >> 32;  // the low digits alone hardly depend on the last characters
   std::string form;
   while (true) {
     form = prefix;

@@ -1,5 +1,5 @@
-// 8-character short forms of long names, and the name behind each, so that renderers can show it in
-// full. A short form is at most 3 bytes of whole characters of the name and 5 base-36 digits of its
+// 8-character short forms of long names, and the full name of each, so that renderers can show it.
+// A short form is at most 3 bytes of whole characters of the name and 5 base-36 digits of its
 // FNV-1a hash (http://www.isthe.com/chongo/tech/comp/fnv/): at most 8 bytes, so a caller that
 // counts bytes never cuts it. The same names in the same order get the same forms; two names never
 // share one.

@@ -26,8 +26,8 @@ class TextTable {
   // no limit; where they do not fit, the widest columns of left-aligned texts are narrowed and
   // their cells cut.
   std::string Text(int width, bool utf8) const;
-  // As Text; the bars take what the columns leave of width, an eighth of a column at a time, and
-  // are left out where that is too little to tell them apart. ASCII without utf8.
+  // As Text, followed by bars in the remaining width, in steps of an eighth of a column. There are
+  // no bars when the room is too narrow to tell them apart. ASCII without utf8.
   std::string TextWithBars(int width, bool utf8) const;
   // Whether no column has to be narrowed.
   bool Fits(int width) const { return width <= 0 || Widths(0) == Widths(width); }

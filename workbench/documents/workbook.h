@@ -62,14 +62,14 @@ class Workbook {
   std::string title;            // of the run, shown as the page's heading
   std::vector<Fact> facts;      // data file, cases, settings...
   std::vector<Notice> notices;  // in the order they came
-  ShortNames shortNames;        // what the short names of the documents stand for
+  ShortNames shortNames;        // what the short names of the documents mean
 
   // Replaces the value of a key that is there.
   void SetFact(std::string_view key, std::string_view value);
   void AddNotice(std::string_view text, int group = 0);
 
-  // The group of a dependent or response, made when there is none yet; its id. A description
-  // replaces the one that is there.
+  // Returns the id of the group of a dependent or response, which is made when there is none yet. A
+  // description replaces an earlier one.
   int GroupOfSubject(int variableNumber, std::string_view name, std::string_view description = {});
   // The workbook shares the document with its creator, who may go on changing it. Returns its id,
   // or 0 for a null body.

@@ -1,7 +1,7 @@
 // A workbook or one document as bytes of a file format. Each returns the whole text, so that the
-// caller can write the file completely or not at all. Short names appear as the full names they
-// stand for. Doubles in CSV and JSON read back to the same bits (XLSX holds 16 digits); an empty
-// cell is an empty field, null, or an empty cell.
+// caller can write the file completely or not at all. Short names appear in full. Doubles in CSV
+// and JSON read back to the same bits (XLSX holds 16 digits); an empty cell is an empty field,
+// null, or an empty cell.
 //
 //   std::string bytes, error;
 //   if (!WriteXlsx(workbook, bytes, error)) throw DataError(error);

@@ -42,7 +42,7 @@ std::string XmlText(std::string_view text) {
   return clean;
 }
 
-// A path that nobody else uses; the file is removed with the object.
+// A unique path; the file is removed with the object.
 class ScratchFile {
  public:
   ScratchFile() {

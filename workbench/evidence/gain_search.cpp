@@ -56,7 +56,7 @@ GainSearch::GainSearch(const binning::SearchRecord& record, std::span<const std:
   if (separateCount_ == 0) least_ = std::max(least_, 2);
   most_ = std::min(most_, static_cast<int>(groupCount_));
   const binning::PartitionRules& rules = record.rules.partition;
-  // A share such as 0.05 of 100 cases is met by 5 of them, whatever rounding makes of the product.
+  // 5 of 100 cases meet a share of 0.05, however the product is rounded.
   constexpr double kSlack = 1 - 1e-12;
   leastCases_ = record.given ? 0
                              : kSlack * std::max(rules.minShare * static_cast<double>(joinedCases_),
@@ -122,7 +122,7 @@ double GainSearch::Best(std::size_t stride, double separateCost, double wholeFit
   const double logCases = std::log(static_cast<double>(cases_));
   scratch.last.assign(scratch.costs.begin(), scratch.costs.begin() + static_cast<std::ptrdiff_t>(width));
   scratch.last[0] = kImpossible;
-  // One bin is possible whatever the rules ask of a bin.
+  // One bin is always possible, whatever the rules require of a bin.
   const double oneBin = costOf(&scratch.sums[0], &scratch.sums[m * stride], running[m]);
   double best = kNoGain;
   for (int bins = 1; bins <= most_; ++bins) {
@@ -180,7 +180,7 @@ double GainSearch::OfClasses(std::span<const std::uint32_t> counts, std::size_t 
 double GainSearch::OfMeans(std::span<const double> sums, double squares, Scratch& scratch) const {
   scratch.groups.assign(groupCount_, 0.0);
   for (std::size_t b = 0; b < groupOf_.size(); ++b) scratch.groups[groupOf_[b]] += sums[b];
-  // Less the squares, which are the same for every partition: the sum of squares within a bin.
+  // The sum of squares within a bin, without the sum of y^2, which is the same for every partition.
   double separate = 0, total = 0;
   for (std::size_t b = 0; b < caseCounts_.size(); ++b) {
     total += sums[b];
@@ -189,7 +189,7 @@ double GainSearch::OfMeans(std::span<const double> sums, double squares, Scratch
   const auto n = static_cast<double>(cases_);
   const double whole = std::max(0.0, squares - total * total / n);
   const auto fit = [&](double costs) {
-    // No error is smaller than that of rounding.
+    // The error is at least that of rounding.
     const double within = std::max(squares + costs, whole * 1e-14);
     return whole > 0 ? n / 2 * std::log(within / n) : 0;
   };

@@ -12,7 +12,7 @@
 
 namespace velmora::evidence {
 
-// Of a search without a partition that its rules allow.
+// The gain of a search whose rules allow no partition.
 inline constexpr double kNoGain = -std::numeric_limits<double>::infinity();
 
 // n ln n for whole n, shared by all searches of a response.
@@ -25,12 +25,13 @@ class LogTable {
   std::vector<double> values_;
 };
 
-// One search, prepared: what does not depend on the response. Cases must not have weights.
+// One search, prepared: everything that does not depend on the response. Cases must not have
+// weights.
 class GainSearch {
  public:
   // Whether the rules are of the kind that this class searches with.
   static bool Supports(const binning::SearchRecord& record);
-  // cases: of each pre-bin, those that the search does not join last.
+  // cases: of each pre-bin, with the pre-bins that the search does not join at the end.
   GainSearch(const binning::SearchRecord& record, std::span<const std::uint32_t> cases);
 
   struct Scratch {
@@ -48,7 +49,8 @@ class GainSearch {
 
  private:
   // The gain of a response whose values, stride of them per group, are in scratch.groups.
-  // costOf(sums, weight): of a run of groups; fitOf(sum of costs): what the description costs.
+  // costOf(sums, weight): the cost of a run of groups. fitOf(sum of costs): the length of the
+  // description.
   template <typename Cost, typename Fit>
   double Best(std::size_t stride, double separateCost, double wholeFit, double parameters, Cost costOf,
               Fit fitOf, Scratch& scratch) const;

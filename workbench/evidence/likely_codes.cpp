@@ -14,7 +14,7 @@ constexpr std::int64_t kFewestCases = 5;
 constexpr std::size_t kMostCodes = 16;
 // The sample: runs of neighbouring cases, so that a column in a file is not read as a whole.
 constexpr std::size_t kRuns = 128, kRunLength = 64;
-// -1 is a value of many scales that are not ordered from 0, such as -1, 0, 1.
+// Many scales contain -1 as a value, such as -1, 0, 1.
 constexpr std::size_t kFewestValuesBesideMinusOne = 10;
 
 bool IsCustomary(double value) {

@@ -17,10 +17,10 @@ struct LikelyCode {
 };
 
 // Those that at least five cases have and that are among the customary codes (nines, the same with
-// 8, 7 or 6 at their end, repeated eights or sevens, and -1), ascending: negative ones where no
-// other value is negative, positive ones further above the largest other value than the others are
-// apart. None of dates and texts. Looks at a sample of the cases first, so a code that fewer than
-// one case in a thousand has can be missed.
+// 8, 7 or 6 at their end, repeated eights or sevens, and -1), ascending: a negative one only if no
+// other value is negative, a positive one only if it is further above the largest other value than
+// the others are apart. Dates and texts have none. Looks at a sample of the cases first, so a code
+// that fewer than one case in a thousand has can be missed.
 std::vector<LikelyCode> LikelyCodes(const Column& column);
 
 }  // namespace velmora::evidence

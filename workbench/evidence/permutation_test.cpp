@@ -61,7 +61,7 @@ Cases CasesOf(const stats::TreeResponse& response) {
     if (cases.classCount == 0) {
       cases.values.push_back(response.deviations[row]);
     } else {
-      // Of two classes the search takes the last one first, because shapes are about its rate.
+      // Of two classes the search takes the last one first, because shapes describe its rate.
       const auto c = response.classOf[row];
       cases.classOf.push_back(cases.classCount == 2 ? static_cast<std::uint16_t>(1 - c) : c);
     }
@@ -69,7 +69,7 @@ Cases CasesOf(const stats::TreeResponse& response) {
   return cases;
 }
 
-// The responses that a permutation gives the cases, in their order.
+// The responses of the cases, in their order, in one permutation.
 struct Dealt {
   std::vector<std::uint16_t> classOf;
   std::vector<double> values, weights;
@@ -216,7 +216,7 @@ void Deal(const Cases& cases, vlm::SplitMix* random, Scratch& scratch) {
   take(cases.values, dealt.values);
 }
 
-// How far a gain is above the random ones, in their standard deviations.
+// The distance of a gain from the mean of the random ones, in their standard deviations.
 class Standardiser {
  public:
   // gains: of the permutations.
@@ -255,7 +255,7 @@ class TieBreaker {
   }
 
   // Whether the gain of random response b counts as at least the actual one. Gains that differ by
-  // rounding alone are equal; no search reaches less than one without any partition.
+  // rounding alone are equal. No gain is lower than that of a search without any partition.
   bool Reaches(std::size_t b, double random, double actual) const {
     if (!std::isfinite(actual)) return true;
     const double rounding = 1e-9 * std::max(1.0, std::fabs(actual));
@@ -289,7 +289,7 @@ void FillProbabilities(const std::vector<std::size_t>& tested, const TieBreaker&
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return gains[a].back() > gains[b].back(); });
-  // From the smallest gain up, the maximum over those that are no larger.
+  // From the smallest gain up: the maximum over all gains that are not larger.
   std::vector<double> maxima(permutations, kNoGain);
   std::vector<double> adjusted(tested.size());
   for (std::size_t i = order.size(); i-- > 0;) {
@@ -303,8 +303,8 @@ void FillProbabilities(const std::vector<std::size_t>& tested, const TieBreaker&
   }
   double largest = 0;
   for (const std::size_t t : order) {
-    // An adjusted p is not below the predictor's own p: equal gains of different predictors need
-    // not be equally far from chance.
+    // An adjusted p must not be below the predictor's own p, which could happen because equal gains
+    // of different predictors may be unequally far from chance.
     largest = std::max({largest, adjusted[t], test.p[tested[t]]});
     test.adjustedP[tested[t]] = largest;
   }
@@ -334,7 +334,7 @@ SearchTest TestSearches(std::span<const SearchRecord* const> records, const Perm
       permutations + 1,
       [&](std::size_t b, int worker) {
         Scratch& scratch = scratches[static_cast<std::size_t>(worker)];
-        // Each permutation has random numbers of its own, whoever computes it.
+        // Each permutation has its own random numbers, whichever thread computes it.
         vlm::SplitMix seeds(options.seed);
         vlm::SplitMix random(seeds.Next() ^ vlm::SplitMix(b).Next());
         Deal(cases, b < permutations ? &random : nullptr, scratch);

@@ -34,8 +34,8 @@ struct SearchTest {
   std::vector<double> gains, p, adjustedP;
 };
 
-// records: of one response, with preBinOf. A case keeps its weight with its response; rows that
-// stand for several equal cases (counts) are dealt out case by case. Equal for any number of
+// records: of one response, with preBinOf. A response keeps the weight of its case. Rows that
+// represent several equal cases (counts) are dealt out case by case. Equal for any number of
 // threads. Throws std::invalid_argument for counts that are not whole or make more than 2^28 cases.
 SearchTest TestSearches(std::span<const binning::SearchRecord* const> records,
                         const PermutationOptions& options, WorkerPool& pool,

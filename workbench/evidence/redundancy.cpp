@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::uint32_t kNoPlace = 0xFFFFFFFF;
 constexpr std::size_t kWordBits = 64;
-// Words of a bin that are counted at a time, so that those of two predictors
-// stay in the nearest cache.
+// How many words of a bin are counted at a time, so that those of two predictors stay in the
+// nearest cache.
 constexpr std::size_t kBlockWords = 256;
 // A table of more cells than this is counted case by case.
 constexpr std::size_t kMostPackedCells = 80;
@@ -66,7 +66,8 @@ const auto commonBits = [] {
 const auto commonBits = CommonBits;
 #endif
 
-// Of a table of counts, row by row: n, its margins, and how many rows and columns have cases.
+// The sum n and the margins of a table of counts (row by row), and how many rows and columns have
+// cases.
 struct Margins {
   Margins(const std::vector<double>& cells, std::size_t columnCount)
       : rows(cells.size() / columnCount), columns(columnCount) {
@@ -90,7 +91,7 @@ double CorrectedV(const std::vector<double>& cells, std::size_t columnCount) {
   const Margins margins(cells, columnCount);
   const double n = margins.total, r = margins.rowCount, c = margins.columnCountFilled;
   if (n < 2 || r < 2 || c < 2) return 0;
-  double ratio = 0;  // sum of n_ij^2 / (n_i n_j), Chi-square / n more than 1
+  double ratio = 0;  // sum of n_ij^2 / (n_i n_j) = 1 + Chi-square / n
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (cells[i] > 0)
       ratio += cells[i] * cells[i] / (margins.rows[i / columnCount] * margins.columns[i % columnCount]);
@@ -100,7 +101,8 @@ double CorrectedV(const std::vector<double>& cells, std::size_t columnCount) {
   return square > 0 && smaller > 0 ? std::min(1.0, std::sqrt(square / smaller)) : 0;
 }
 
-// n times the mutual information of rows and columns, in nats, and its expectation without any.
+// n times the mutual information of rows and columns, in nats, and its expectation if they are
+// independent.
 struct Information {
   double found = 0, byChance = 0;
 };
@@ -118,14 +120,14 @@ Information InformationOf(const std::vector<double>& cells, std::size_t columnCo
   return information;
 }
 
-// What a predictor says about the class.
+// The information of a predictor about the class.
 double Relevance(const BinTables& tables, std::size_t predictor) {
   const std::vector<std::uint32_t>& counts = tables.Bins(predictor);
   const Information information = InformationOf({counts.begin(), counts.end()}, tables.ClassCount());
   return std::max(0.0, information.found - information.byChance);
 }
 
-// What it says about the class among cases that are alike in another predictor.
+// The same among cases that are alike in another predictor.
 double AddedTo(const BinTables& tables, std::size_t predictor, std::size_t other) {
   const std::size_t first = std::max(predictor, other), second = std::min(predictor, other);
   const std::vector<std::uint32_t>& cells = tables.Cells(first, second);
@@ -194,7 +196,7 @@ void BinTables::Add(std::span<const std::uint8_t> binOf, std::size_t binCount) {
 
 bool BinTables::Count(WorkerPool& pool, const WorkerPool::Progress& progress) {
   cells_.assign(Size() * (std::max<std::size_t>(Size(), 1) - 1) / 2, {});
-  // The last predictors have the longest rows; they go first.
+  // The last predictors have the longest rows, so they are counted first.
   return pool.Run(
       Size(),
       [&](std::size_t task, int) {
@@ -292,7 +294,7 @@ std::vector<Step> OrderOfAdding(const BinTables& tables) {
   std::vector<Step> steps;
   std::vector<bool> taken(size);
   while (steps.size() < size) {
-    // Of those equal but for rounding the one with more relevance, then the first.
+    // Among predictors that are equal but for rounding, the most relevant one, then the first.
     constexpr double kEqual = 1 + 1e-9;
     std::size_t best = size;
     for (std::size_t i = 0; i < size; ++i) {

@@ -1,5 +1,5 @@
-// Which of many predictors say the same, and what each adds to others,
-// from the bins of their cases.
+// Finds which of many predictors say the same, and how much each adds to others, from the bins of
+// their cases.
 //
 //   BinTables tables(classOf, 2);                        // good and bad cases
 //   for (const auto& one : coded) tables.Add(one.binOf, one.binCount);
@@ -77,21 +77,20 @@ struct Likeness {
 };
 // Predictors in order, the best first: each joins the cluster whose best predictor it is most
 // associated with, where that is at least `from`, or begins one (leader clustering, Hartigan 1975,
-// Clustering Algorithms, chapter 3). So whatever is in a cluster is associated with the predictor
-// that is kept of it.
+// Clustering Algorithms, chapter 3). So every predictor of a cluster is associated with the one
+// that represents it.
 std::vector<Likeness> Cluster(const std::vector<double>& v, std::size_t count, double from);
 
 struct Step {
   std::size_t predictor = 0;
-  // Of what the predictor says about the classes, the share that no predictor before it says.
+  // The share of the predictor's information about the classes that no predictor before it has.
   double share = 1;
 };
-// All predictors in the order in which they add most: greedy, maximal relevance and minimal
-// redundancy (Peng, Long and Ding 2005, doi:10.1109/TPAMI.2005.159), where redundancy counts
-// as far as it is about the classes: the next is the one with the largest minimum, over
-// those before it, of the information about the class that it adds to one of them (Fleuret
-// 2004, J. Mach. Learn. Res. 5, 1531). The information is corrected for the numbers of bins
-// (Miller 1955), and not below 0.
+// All predictors in the order in which they add most: a greedy choice by maximal relevance and
+// minimal redundancy (Peng, Long and Ding 2005, doi:10.1109/TPAMI.2005.159). Each step takes the
+// predictor that adds most information about the class to the earlier predictor to which it adds
+// least (Fleuret 2004, J. Mach. Learn. Res. 5, 1531). The information is corrected for the numbers
+// of bins (Miller 1955), and not below 0.
 std::vector<Step> OrderOfAdding(const BinTables& tables);
 
 }  // namespace velmora::evidence

@@ -53,7 +53,7 @@ struct BasicProgram {
   std::vector<BasicStatement> statements;  // outside every Sub
 };
 
-// "FILE, line N"; "FILE" for line 0, of what is on no line.
+// "FILE, line N", or "FILE" for line 0, which means no particular line.
 std::string ScriptPlace(const std::string& file, int line);
 // Throws DataError: "FILE, line N: reason."
 [[noreturn]] void FailInScript(const std::string& file, int line, const std::string& reason);

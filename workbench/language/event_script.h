@@ -13,7 +13,7 @@
 
 namespace velmora {
 
-// Parsed once, asked for any number of places.
+// Parsed once, then run for any number of places.
 class EventScript {
  public:
   // decimalSeparator: of the script's numbers and of the texts it makes. file: what messages call

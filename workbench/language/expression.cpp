@@ -79,7 +79,7 @@ class ExpressionBinder {
   }
   void PushConstant(double value) { Push({Op::kConstant, 0, value}, 1); }
 
-  // The variable that a value is by itself, or 0.
+  // The variable, if the value is nothing but one; else 0.
   int VariableIn(const Syntax& value) const {
     const bool mayBe =
         value.kind == SyntaxKind::kName || (value.kind == SyntaxKind::kText && value.quote == '"');
@@ -89,7 +89,7 @@ class ExpressionBinder {
     return known->second;
   }
 
-  // A value that takes part in arithmetic, a function or a condition.
+  // Compiles a value that is used in arithmetic, a function or a condition.
   void Number(const Syntax& value) {
     if (const int variable = VariableIn(value);
         variable != 0 && names_.DateUnitOf(variable) != DateUnit::kNone)
@@ -186,7 +186,7 @@ class ExpressionBinder {
     if (call.parts.empty() || (call.parts.size() > 1 && !takesMany))
       Fail(call, Shown(call) + (takesMany ? " takes one value or more" : " takes one value"));
     if (function->op == Op::kIsMissing) {
-      Value(call.parts.front());  // of a date too
+      Value(call.parts.front());  // also of a date
     } else {
       Number(call.parts.front());
     }
@@ -214,7 +214,7 @@ class ExpressionBinder {
     return variable == 0 ? DateUnit::kNone : names_.DateUnitOf(variable);
   }
 
-  // A text or date that the variable on the other side gives its meaning.
+  // Whether one side is a text or date whose meaning depends on the variable on the other side.
   bool IsConstantFor(const Syntax& side, const Syntax& other) const {
     const int variable = VariableIn(other);
     if (variable == 0) return false;
@@ -223,7 +223,7 @@ class ExpressionBinder {
     return VariableIn(side) == 0 || names_.ValueOfText(variable, side.text) != nullptr;
   }
 
-  // What two sides are compared in, neither of them a text or date.
+  // The unit in which two sides are compared, neither of which is a text or date.
   DateUnit CommonUnit(const Syntax& value) const {
     const DateUnit left = UnitOf(value.parts.front()), right = UnitOf(value.parts.back());
     if ((left == DateUnit::kNone) == (right == DateUnit::kNone))
@@ -271,7 +271,7 @@ class ExpressionBinder {
     Fail(literal, Shown(literal) + " is not a date; write one such as '2024-06-01' or '2024-06-01 12:30'");
   }
 
-  // Refuses a name such as own in housing = own, where a text is meant.
+  // Refuses a name, such as own in housing = own, where a text is meant.
   void NameUnknownText(const Syntax& side, const Syntax& other) const {
     if (side.kind != SyntaxKind::kName || VariableIn(side) != 0) return;
     const int variable = VariableIn(other);
@@ -459,8 +459,8 @@ void Expression::EvaluateSlice(const ExpressionColumns& columns, std::int64_t fi
         Unary(top, count, [](double a) { return std::trunc(a); });
         break;
       case Op::kRound:
-        // Not round: some C libraries add a half and cut, which makes 1 of the double just below a
-        // half.
+        // Not std::round: some C libraries add a half and truncate, which turns the double just
+        // below 0.5 into 1.
         Unary(top, count, [](double a) {
           const double whole = std::trunc(a);
           return std::fabs(a - whole) >= 0.5 ? whole + std::copysign(1.0, a) : whole;

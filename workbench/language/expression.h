@@ -31,12 +31,11 @@
 
 namespace velmora {
 
-// What an expression asks for while it is compiled. Variables are numbers from 1.
+// The names that an expression looks up while it is compiled. Variables are numbered from 1.
 class ExpressionNames {
  public:
   virtual ~ExpressionNames() = default;
-  // The variable that name stands for, v3 included, or 0. May throw DataError for an ambiguous
-  // name.
+  // The variable with this name, v3 included, or 0. May throw DataError for an ambiguous name.
   virtual int FindVariable(std::string_view name) const = 0;
   // The name nearest to an unknown one, or nothing.
   virtual std::string NearestName(std::string_view name) const = 0;
@@ -49,7 +48,7 @@ class ExpressionNames {
   virtual DateUnit DateUnitOf(int variable) const = 0;
 };
 
-// What an expression reads while it is evaluated.
+// The columns that an expression reads while it is evaluated.
 class ExpressionColumns {
  public:
   virtual ~ExpressionColumns() = default;
@@ -79,7 +78,7 @@ class Expression {
   // Throws DataError naming the position (in characters, from 1) and what is wrong there.
   static Expression Compile(std::string_view text, const ExpressionNames& names);
   static Expression Compile(std::string_view text, const Table& table);
-  // Of a value that has been read. Throws SyntaxError.
+  // Compiles a value that has been parsed. Throws SyntaxError.
   static Expression Compile(const Syntax& value, const ExpressionNames& names);
 
   // Writes the results for the cases firstCase .. firstCase + count - 1 (from 0) to out, count
@@ -151,8 +150,8 @@ class Expression {
 // is no condition.
 bool IsMissingTest(std::string_view condition, const Table& table, int variable);
 
-// The sentence for a text that cannot be read: the text, the position in characters from 1, the
-// reason.
+// The error for a text that cannot be read: it gives the text, the position in characters from 1,
+// and the reason.
 DataError ExpressionError(std::string_view text, const SyntaxError& error);
 
 }  // namespace velmora

@@ -22,7 +22,7 @@ class Formula {
   // and sets error to one sentence that names the position.
   [[nodiscard]] bool Parse(std::string_view text, std::string& error);
 
-  // The text as given, with references as rebound since.
+  // The text as given, with its references up to date.
   const std::string& Text() const { return text_; }
 
   // Columns the formula reads, each once, ascending.

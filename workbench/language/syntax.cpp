@@ -114,7 +114,7 @@ class Tokenizer {
 
   void SkipRemark() { at_ = std::min(source_.find_first_of("\r\n", at_), source_.size()); }
 
-  // Two quotation marks inside stand for one.
+  // Two quotation marks inside mean one.
   void ReadText(char quote) {
     Token& token = Add(TokenKind::kText);
     token.quote = quote;
@@ -233,7 +233,7 @@ class Tokenizer {
   Dialect dialect_;
   std::size_t at_ = 0;
   int line_ = 1;
-  std::vector<bool> parentheses_;  // the open ones; whether a function's
+  std::vector<bool> parentheses_;  // those that are open; true: of a function
   int openFunctions_ = 0;
   std::vector<Token> tokens_;
 };
@@ -301,8 +301,8 @@ Syntax SyntaxReader::ReadOperators(int binding) {
       Fail("comparisons cannot be chained; join them with And");
     const Token token = Take();
     Syntax right = next->kind == SyntaxKind::kPower ? ReadExponent() : ReadOperators(next->binding + 1);
-    // A chain of one operator is one value: a thousand conditions joined by Or are no deeper than
-    // two.
+    // A chain of one operator becomes one value: a thousand conditions joined by Or are no deeper
+    // than two.
     if (last != next) {
       Syntax operation;
       operation.kind = next->kind;

@@ -47,7 +47,7 @@ constexpr bool IsComparison(SyntaxKind kind) {
   return kind >= SyntaxKind::kEqual && kind <= SyntaxKind::kGreaterOrEqual;
 }
 
-// A value and what it is made of. Bounded in depth, so walking it cannot exhaust the stack.
+// A value and its parts. Its depth is bounded, so walking it cannot exhaust the stack.
 struct Syntax {
   SyntaxKind kind = SyntaxKind::kNumber;
   char quote = 0;      // kText: the quotation mark, ' or "
@@ -127,7 +127,7 @@ class SyntaxReader {
   Token Take();
   bool TakeWord(std::string_view lower);
   bool TakeSymbol(std::string_view symbol);
-  // A value whose operators bind at least as strongly as binding.
+  // Reads a value whose operators bind at least as strongly as binding.
   Syntax ReadOperators(int binding);
   static constexpr int kJoinBinding = 5;  // of &, the loosest one above comparisons
 

@@ -51,7 +51,7 @@ const std::vector<int>& Procedure::Field(std::size_t i) const {
 
 namespace {
 
-// The analysis that asks: its selection and weights, and nothing to run.
+// The calling analysis: its selection and weights can be read; there is nothing to run.
 class CallingAnalysis final : public Procedure {
  public:
   CallingAnalysis(std::shared_ptr<HostProcedures::Shared> shared, TablePointer table)

@@ -29,7 +29,7 @@
 
 namespace velmora {
 
-// Bins that the user gives for one variable instead of those that a tree would find.
+// The user's bins of one variable, used instead of those that a tree would find.
 struct UserBins {
   std::vector<double> cutPoints;            // continuous predictor, any order
   std::vector<std::vector<double>> groups;  // categorical predictor: levels of each bin
@@ -48,14 +48,15 @@ struct UserBins {
 
 using UserBinsByVariable = std::map<int, UserBins>;  // by variable number
 
-// Optimal bins in place of trees, and what else an analysis asks of its bins.
+// The bins of an analysis: optimal ones in place of trees, and further settings.
 struct BinningPlan {
   bool optimal = true;  // false: trees
   // Deviance and any shape replace a criterion or a shape that a response does not have.
   binning::BinningRules rules;
   std::map<int, binning::BinningRules> rulesOf;  // of single predictors, by variable number
   int preBins = 100;
-  // Codes that are not among the values of a predictor: those of each bin, by variable number.
+  // Special codes, which are not values of the predictor: the codes of each bin, by variable
+  // number.
   std::map<int, std::vector<std::vector<double>>> specialCodes;
   WeightMeaning weights = WeightMeaning::kAsGiven;
   int strata = 0, clusters = 0;        // variables of the design of a sample; 0: none
@@ -75,17 +76,17 @@ struct ProcedureSettings {
   // Sorted orders of predictors that are kept from the second response on: an order in the cache
   // stays until the data change, one that does not fit is made again for each response.
   std::size_t orderCacheBytes = std::size_t{512} << 20;
-  int threads = 1;  // that use procedures at once
+  int threads = 1;  // threads that use procedures at once
   UserBinsByVariable userBins;
-  // Those of the analysis that asks, instead of userBins; null: it has none.
+  // The bins of the calling analysis, used instead of userBins; null: it has none.
   std::shared_ptr<const UserBinsByVariable> analysisBins;
-  // How that analysis finds bins; null: by trees, as its dialogs say.
+  // How the calling analysis finds bins; null: by trees, as in its dialogs.
   std::shared_ptr<const BinningPlan> binning;
 };
 
-// What procedures need of the session. table, selection, weightVariable and wrapSheet may be called
-// on several threads while the session's own waits for them; notice and checkpoint find out where
-// they are called.
+// The parts of the session that procedures need. table, selection, weightVariable and wrapSheet may
+// be called on several threads while the session's own waits for them; notice and checkpoint find
+// out where they are called.
 struct ProcedureEnvironment {
   // The session's table. Values never change in place while an analysis or a sheet made from it
   // lives; columns may be added. Before other data replace it, ReleaseData takes over its content.
@@ -96,8 +97,8 @@ struct ProcedureEnvironment {
   // Wraps a finished sheet as a document: a new object whose one reference is the caller's.
   std::function<vlm::ISpreadsheet*(std::shared_ptr<Sheet>)> wrapSheet;
   std::function<void(std::string_view)> notice;
-  // Called now and then in long work; throws when the user has cancelled. Empty: there is no
-  // cancel.
+  // Called now and then in long work; throws when the user has cancelled. Empty: the work cannot be
+  // cancelled.
   std::function<void()> checkpoint;
 };
 
@@ -113,7 +114,8 @@ class HostProcedures {
   vlm::IProcedure* Create(int analysisId);
   // Drops everything cached from the data: after selection, weights or names have changed.
   void ForgetCaches();
-  // The session's table goes. old: its content, which procedures and sheets made from it keep.
+  // Called when the session's table is replaced. old: its content, which procedures and sheets made
+  // from it keep.
   void ReleaseData(std::shared_ptr<const Table> old);
 
   struct Shared;

@@ -25,7 +25,7 @@ void* OrderMemory::do_allocate(std::size_t byteCount, std::size_t alignment) {
     used_ = begin + byteCount;
     return chunks_[current_].memory.get() + begin;
   }
-  // Chunks grow with what there is already, so that there are few and little of the last one is
+  // Chunks grow with the total so far, so that there are few of them and little of the last one is
   // unused.
   std::size_t total = 0;
   for (const Chunk& chunk : chunks_) total += chunk.byteCount;
@@ -52,8 +52,8 @@ OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t
       std::rotate(recent_.begin(), recent, recent + 1);
       return recent_.front().order;
     }
-    // Kept orders stay: every response visits the predictors in the same order, so replacing the
-    // oldest would replace each order just before it is needed again.
+    // Orders are never replaced: every response visits the predictors in the same order, so
+    // replacing the oldest one would drop each order just before it is needed again.
     const bool comesAgain = !made_.insert(variable).second;
     isKept = comesAgain && keptBytes_ + largest <= keptBytes;
     if (isKept) keptBytes_ += largest;
@@ -62,7 +62,7 @@ OrderPointer OrderCache::OrderOf(int variable, const Column& column, std::size_t
                 : MakeRecent(variable, column, static_cast<std::size_t>(threads) + 1);
 }
 
-// reserved: the bytes that are counted already.
+// reserved: the bytes that have already been counted.
 OrderPointer OrderCache::Keep(int variable, const Column& column, std::size_t reserved) {
   struct KeptOrder {
     explicit KeptOrder(std::shared_ptr<OrderMemory> place) : memory(std::move(place)), order(memory.get()) {}
@@ -102,11 +102,11 @@ void OrderCache::Forget() {
   made_.clear();
   kept_.clear();
   keptBytes_ = 0;
-  for (Recent& recent : recent_) recent.variable = 0;  // their memory is used again
+  for (Recent& recent : recent_) recent.variable = 0;  // their memory can be reused
   if (memory_.use_count() == 1) {
     memory_->Reset();
   } else {
-    memory_.reset();  // somebody still reads an order that was kept
+    memory_.reset();  // a kept order is still in use
   }
 }
 

@@ -1,8 +1,8 @@
 // The sorted orders of predictors. Every tree starts from one, and so do the trees of further
 // responses: the order of a predictor that is asked for again is kept, as far as a bounded cache
-// goes. Memory touched for the first time may cost more than the sort itself: nothing is kept
-// before there is a second response, kept orders lie in large pages, one after the other, and the
-// memory of others is used again.
+// goes. Memory touched for the first time may cost more than the sort itself: so nothing is kept
+// before there is a second response, kept orders lie end to end in large pages, and the memory of
+// other orders is reused.
 #pragma once
 
 #include <cstddef>
@@ -52,9 +52,9 @@ class OrderMemory final : public std::pmr::memory_resource {
 class OrderCache {
  public:
   // All cases of a column that are neither missing nor NaN, by rising value. variable: identifies
-  // the column until Forget; keptBytes: the memory that kept orders may take until then. The last
-  // orders are held besides, two of one thread and one more for every other. Several threads may
-  // ask at once; each sorts on its own.
+  // the column until Forget; keptBytes: the memory that kept orders may take until then. In
+  // addition, the latest orders are kept: two, and one more for each further thread. Several
+  // threads may call this at once; each sorts on its own.
   OrderPointer OrderOf(int variable, const Column& column, std::size_t keptBytes, int threads = 1);
   // The data have changed. Memory is kept for later orders.
   void Forget();

@@ -1,4 +1,4 @@
-// What every procedure has: settings, the reason of a failure, and result sheets.
+// The common part of all procedures: settings, the reason of a failure, and result sheets.
 #pragma once
 
 #include <array>

@@ -233,7 +233,7 @@ void HostProcedures::Shared::ReleaseColumn(std::vector<double> column) noexcept 
     if (spareColumns_.size() >= kSpareColumns) return;
     spareColumns_.push_back(std::move(column));
   } catch (...) {
-    // There is no memory to keep the column, so it is freed.
+    // There is no memory to keep the column, so free it.
   }
 }
 
@@ -273,7 +273,7 @@ CodeList ParseCodeList(std::string_view text, std::span<const ValueLabel> labels
       while (at < text.size() && text[at] != ' ' && text[at] != '|' && text[at] != '\t') word += text[at++];
     }
     if (quoted) {
-      if (codeOf.empty())  // of labels alike the first counts
+      if (codeOf.empty())  // of equal labels the first counts
         for (const ValueLabel& label : labels) codeOf.emplace(label.text, label.value);
       if (const auto label = codeOf.find(word); label != codeOf.end()) {
         list.codes.push_back(label->second);

@@ -1,5 +1,5 @@
-// What procedures share about the data: selections, responses and sorted orders, made once and
-// counted.
+// Data that procedures share: selections, responses and sorted orders, made once and
+// reference-counted.
 #pragma once
 
 #include <cstdint>

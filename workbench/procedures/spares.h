@@ -42,7 +42,7 @@ class Spares {
     }
     return Lease(*this, object ? std::move(object) : std::make_unique<T>());
   }
-  // Frees those that nobody has.
+  // Frees those that are not borrowed.
   void Clear() {
     const std::lock_guard lock(mutex_);
     free_.clear();
@@ -54,7 +54,7 @@ class Spares {
       const std::lock_guard lock(mutex_);
       free_.push_back(std::move(object));
     } catch (...) {
-      // There is no memory to keep the object, so it is freed.
+      // There is no memory to keep the object, so free it.
     }
   }
 

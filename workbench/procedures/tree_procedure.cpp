@@ -51,8 +51,8 @@ void TreeProcedure::ReadVariables() {
 }
 
 ResponsePointer TreeProcedure::ResponseFor(CaseSettings cases) {
-  // Cases without the predictor are left out of every tree, so a condition that says no more needs
-  // no selection of its own for each predictor.
+  // Cases without the predictor are left out of every tree, so a condition that only says this does
+  // not need a separate selection for each predictor.
   if (cases.enabled != 0 && IsMissingTest(cases.exclusion, *table_, predictor_)) cases.exclusion.clear();
   if (!cases.HasConditions()) cases = {0, "", "", cases.weightVariable};
   const std::vector<double> codes =
@@ -91,7 +91,7 @@ const UserBins* TreeProcedure::OwnBins() const {
   return own != bins.end() ? &own->second : nullptr;
 }
 
-// The user's group or interval that a bin of the tree is; -1 where it is another one, because a cut
+// The user's group or interval that equals a bin of the tree; -1 when there is none because a cut
 // point was dropped.
 int TreeProcedure::UserBinOf(const UserBins& own, std::size_t bin) const {
   if (categorical_) {
@@ -117,8 +117,8 @@ int TreeProcedure::UserBinOf(const UserBins& own, std::size_t bin) const {
   return -1;
 }
 
-// The bin of the tree that the user's bins put the missing cases into; -1 where they do not, or where
-// the run leaves them out.
+// The bin of the tree into which the user's bins put the missing cases; -1 when they do not, or
+// when the run leaves them out.
 int TreeProcedure::UserMissingBin() const {
   const UserBins* const own = OwnBins();
   if (own == nullptr || own->missingBin < 0 || MissingPlace() == vlm::kMissingLeftOut) return -1;
@@ -129,7 +129,7 @@ int TreeProcedure::UserMissingBin() const {
 }
 
 // The order without the special codes, whose cases go to special_: one bin for each group of codes,
-// with cases or, for new data, without.
+// even if no case has them, for new data.
 OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
   special_.clear();
   placed_.clear();
@@ -156,8 +156,8 @@ OrderPointer TreeProcedure::TakeOutSpecialCodes(OrderPointer order) {
   return order;
 }
 
-// Finds the bins of the tree for codes in intervals. Where the interval is none of them, because a
-// cut point was dropped, they have a bin of their own.
+// Finds the bins of the tree for codes that the user's bins put into intervals. Codes whose
+// interval is not a bin of the tree, because a cut point was dropped, get a bin of their own.
 void TreeProcedure::PlaceCodes() {
   const UserBins* const own = OwnBins();
   for (PlacedCodes& placed : placed_) {
@@ -169,7 +169,7 @@ void TreeProcedure::PlaceCodes() {
   std::erase_if(placed_, [](const PlacedCodes& placed) { return placed.bin < 0; });
 }
 
-// Adds the missing cases to the special codes that the user's bins have them with.
+// Adds the missing cases to the special codes with which they share one of the user's bins.
 void TreeProcedure::ShareBinWithMissing() {
   missingSpecial_ = -1;
   const UserBins* const own = OwnBins();

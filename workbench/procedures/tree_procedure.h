@@ -1,9 +1,9 @@
 // The tree procedure: one predictor, one response; the tree as data, as sheets, and as bins of a
 // work sheet.
 //
-//   tree_procedure.cpp   what it reads, and the tree: grown, of optimal bins or of the user's
-//   tree_search.cpp      the search for bins: its pre-bins, what its bins are worth, its record
-//   tree_results.cpp     nodes, sheets and bins of the tree
+//   tree_procedure.cpp its input, and the tree: grown, of optimal bins, or of the user's
+//   tree_search.cpp      the search for bins: pre-bins, assessment, record tree_results.cpp nodes,
+//   sheets and bins of the tree
 #pragma once
 
 #include <cstdint>

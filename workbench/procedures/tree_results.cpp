@@ -99,8 +99,8 @@ std::string TreeProcedure::BranchText(const stats::TreeNode& parent, bool left) 
   return LevelList(left ? parent.left : parent.right);
 }
 
-// A long list is cut after its first levels, which no other bin has: it is the label of every case
-// and rule of the bin.
+// A long list is cut after its first levels, which no other bin has, because it becomes the label
+// of every case and rule of the bin.
 std::string TreeProcedure::LevelList(int node) const {
   constexpr std::size_t kMostLevelsListed = 30;
   constexpr std::size_t kLevelsOfLongList = 3;
@@ -191,7 +191,7 @@ std::string TreeProcedure::SpecialBinText(const std::vector<double>& codes, bool
   return withMissing ? text + ", Missing" : text;
 }
 
-// Without the numbers of their nodes.
+// The bins of the values, without the numbers of their nodes.
 Bins TreeProcedure::BinsOfValues() const {
   Bins bins;
   bins.categorical = categorical_;

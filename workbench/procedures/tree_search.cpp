@@ -45,7 +45,8 @@ binning::SearchedPredictor TreeProcedure::Searched(binning::PreBins values) {
   return searched;
 }
 
-// What the bins are worth on other cases, and whether they say more than one bin of all cases.
+// Assesses the bins on held-out cases, and whether they describe the response better than one bin
+// of all cases.
 binning::Validation TreeProcedure::Assess(const binning::SearchedPredictor& searched,
                                           const std::vector<int>& binOf, const binning::BinFinder& find) {
   const binning::Assessment assessment = binning::AssessBins(searched, binOf, find);
@@ -59,7 +60,7 @@ binning::Validation TreeProcedure::Assess(const binning::SearchedPredictor& sear
   return validation;
 }
 
-// Gives the plan's observer what the search worked on. rules: null for the user's bins.
+// Reports the search to the plan's observer. rules: null for the user's bins.
 void TreeProcedure::Report(const binning::PreBins& pre, const stats::SortedOrder& order,
                            const binning::BinningRules* rules, const binning::Validation& validation,
                            binning::Shape otherShape) const {
@@ -118,7 +119,7 @@ std::vector<std::uint16_t> TreeProcedure::PreBinOfCases(const stats::SortedOrder
   return preBinOf;
 }
 
-// The pre-bin of each distinct value of the order, of pre-bins of neighbouring values.
+// The pre-bin of each distinct value of the order, for pre-bins of neighbouring values.
 std::vector<int> TreeProcedure::PreBinOfValues(const binning::PreBins& pre,
                                                const stats::SortedOrder& order) const {
   std::vector<int> preBinOf(order.DistinctCount(), -1);

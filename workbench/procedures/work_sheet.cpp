@@ -81,7 +81,7 @@ WorkData::WorkData(std::shared_ptr<HostProcedures::Shared> shared, TablePointer 
       response_(std::move(response)),
       predictorCodes_(std::move(predictorCodes)),
       bins_(std::move(bins)) {
-  shared_->Checkpoint();  // here, and not where the module reads cells: nothing may be thrown there
+  shared_->Checkpoint();  // here and not where the module reads cells, because nothing may be thrown there
   MakeRows();
   rowCount_ = rows_->order->CaseCount();
 }
@@ -232,7 +232,7 @@ class LazySheet : public vlm::Counted<Self, Interface> {
     if (ColumnNames* column = Find(columnNumber)) column->format = vlm::TextOf(format, length);
   }
   void SetLongTitle(const char*, int) override {}  // titles of this sheet have any length
-  void SetColumnRole(int, int) override {}         // set on copies alone
+  void SetColumnRole(int, int) override {}         // set on copies only
   void SetRowName(int, const char*, int) override {}
   void GetRowName(int rowNumber, vlm::ITextSink* text) override { Assign(text, std::to_string(rowNumber)); }
 

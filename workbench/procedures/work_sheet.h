@@ -13,15 +13,15 @@
 
 namespace velmora {
 
-// The bins of a tree, without any case: enough to code the predictor again. Shared by the tree as
-// the module sees it and the work sheets made from it.
+// The bins of a tree without its cases: enough to code the predictor again. Shared by the module's
+// view of the tree and the work sheets made from it.
 struct Bins {
   std::vector<int> nodes;         // node number of each bin; rising from left to right
   std::vector<double> cutPoints;  // continuous predictor
   // categorical predictor: code and bin index, by rising code
   std::vector<std::pair<double, int>> levels;
   bool categorical = false;
-  // Of the cases without a value; -1: they have none.
+  // The bin of the cases without a value; -1: they have none.
   int missingBin = -1;
   std::vector<std::pair<double, int>> specialCodes;  // ascending, with their bins
 
@@ -67,7 +67,7 @@ class WorkData {
 
   bool HasRanks() const { return hasRanks_; }
   void AddRanks() { hasRanks_ = true; }
-  // Of the response over the sheet's cases.
+  // Ranks of the response over the sheet's cases.
   const stats::CaseRanks& Ranks();
 
  private:
@@ -87,7 +87,7 @@ class WorkData {
   std::shared_ptr<const stats::CaseRanks> ranks_;
 };
 
-// The runs of an order with one of the codes taken out of it, each a run of the other order.
+// An order split in two: the cases with one of the codes, and the others.
 struct SplitOrder {
   OrderPointer values, codes;
 };

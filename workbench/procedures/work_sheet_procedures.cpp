@@ -29,7 +29,7 @@ using LabelsOf = std::function<std::vector<ValueLabel>(int column)>;
 
 using stats::CodedRange;
 
-// Texts of codes by the labels of a column; of several labels for one code, the first.
+// The texts of codes by the labels of a column. If a code has several labels, the first counts.
 class CodeTexts {
  public:
   explicit CodeTexts(const std::vector<ValueLabel>& labels) {
@@ -145,7 +145,7 @@ class CrosstabProcedure final : public WorkSheetProcedure {
   stats::Crosstab CountResponse(const std::vector<CodedRange>& rows) {
     const Response& response = *data_->ResponseData();
     if (response.continuous) throw DataError("A continuous response cannot be cross-tabulated.");
-    // Several codes may share a label; those of the sheet are meant.
+    // Several codes may share a label; only those of the sheet count.
     std::vector<ValueLabel> labels = Labels(kResponseColumn);
     std::erase_if(labels,
                   [&](const ValueLabel& label) { return ClassOf(label.value) == response.codes.size(); });
@@ -300,7 +300,7 @@ class Gatherer {
   Gatherer(const Gatherer&) = delete;
   Gatherer& operator=(const Gatherer&) = delete;
 
-  // Rows without a value of the predictor are passed over.
+  // Rows without a value of the predictor are skipped.
   void Add(std::size_t begin, std::size_t end) {
     if (column_ == kPredictorColumn) end = std::max(begin, std::min(end, data_.Rows().valueCount));
     const std::uint32_t* cases = data_.Rows().order->cases.data();
@@ -407,7 +407,7 @@ class BreakdownProcedure final : public WorkSheetProcedure {
     }
   }
 
-  // Made when asked for: only degenerate data need them.
+  // Made on demand: only degenerate data need them.
   std::shared_ptr<Sheet> SharesSheet() {
     if (shares_.empty()) {
       EachVariable([&](Gatherer& values, const std::vector<double>&, const std::vector<std::size_t>& ends) {
@@ -493,7 +493,7 @@ class DescriptivesProcedure final : public WorkSheetProcedure {
       values.Add(0, data_->RowCount());
       stats::SummaryOptions options;
       options.quartiles = true;
-      options.ascending = variable == kPredictorColumn;  // rows come by rising predictor value
+      options.ascending = variable == kPredictorColumn;  // rows are sorted by predictor value
       summaries_.push_back(stats::Summarize(values.Values(), values.Weights(), options));
     }
   }

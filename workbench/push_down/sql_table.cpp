@@ -19,7 +19,8 @@ bool IsWholeType(const std::string& type) {
                               "uinteger", "usmallint", "utinyint", "oid"});
 }
 
-// Of whose digits the database makes a double by way of a text, as the readers of files do.
+// Whether the database converts the digits of this type to a double via a text, as the readers of
+// files do.
 bool IsDecimalType(const std::string& type) {
   return StartsWithAny(type, {"numeric", "decimal", "hugeint", "uhugeint"});
 }
@@ -44,7 +45,7 @@ std::string ColumnsStatement(const SqlTable& table) {
 
 std::string NumberExpression(const std::string& name, const std::string& type, bool isPostgres) {
   if (IsWholeType(type) && !IsDecimalType(type)) return "CAST(" + name + " AS DOUBLE PRECISION)";
-  // PostgreSQL shows a float4 by its shortest digits, which are what its readers see.
+  // PostgreSQL shows a float4 by its shortest digits, which the readers of tables take.
   const bool byText = IsDecimalType(type) || (isPostgres && type == "real");
   const std::string number =
       "CAST(" + (byText ? "CAST(" + name + " AS TEXT)" : name) + " AS DOUBLE PRECISION)";

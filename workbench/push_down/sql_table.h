@@ -29,14 +29,14 @@ struct SqlColumn {
 // In the order of the table. Throws what run throws.
 std::vector<SqlColumn> ReadColumns(const SqlTable& table);
 
-// The value of a column that has a kind. Null where it is missing: infinities, NaN, and texts of
-// blanks and tabs are.
+// The value of a column that has a kind. It is null where the value is missing, which includes
+// infinities, NaN, and texts of blanks and tabs.
 std::string ValueExpression(const SqlColumn& column, DatabaseKind database);
 
 // A double as a literal that reads back to it, also where literals without an exponent are decimals.
 std::string NumberLiteral(double value);
 
-// The number that an answer says; null is 0. Throws DataError.
+// The number in a cell of a result; null is 0. Throws DataError.
 double NumberOf(const std::optional<std::string>& cell);
 
 }  // namespace velmora::push_down

@@ -17,7 +17,7 @@ namespace {
 
 // GROUPING takes at most 31 columns in PostgreSQL.
 constexpr std::size_t kColumnsPerScan = 20;
-// The least at which texts may identify cases, as of measurement.h.
+// The smallest number of texts that may identify cases, as in measurement.h.
 constexpr double kFewestForIdentifier = 10;
 constexpr double kLargestWhole = 9007199254740992.0;  // 2^53
 
@@ -57,8 +57,8 @@ struct EqualCases {
   double value = 0, count = 0;
 };
 
-// Cases of three values that have the mean, centre + shift, and the variance of count ones. The values
-// are rounded, and their numbers, multiples of unit, make up for it.
+// Cases of three values that together have the mean (centre + shift) and the variance of count
+// cases. The values are rounded; the numbers of cases, multiples of unit, compensate for it.
 std::array<EqualCases, 3> CasesOfMoments(double count, double centre, double shift, double variance,
                                          double unit) {
   const double middle = centre + shift;
@@ -66,7 +66,7 @@ std::array<EqualCases, 3> CasesOfMoments(double count, double centre, double shi
   const double step = 2 * std::sqrt(variance), finest = std::ldexp(std::fabs(middle), -52);
   const double low = middle - std::max(step, finest), high = middle + std::max(step, finest);
   const double below = middle - low, above = high - middle;
-  const double off = shift - (middle - centre);  // what the rounding of middle takes away
+  const double off = shift - (middle - centre);  // the part that the rounding of middle takes away
   const double square = variance + off * off;
   const auto rounded = [&](double part) { return std::max(std::round(count * part / unit) * unit, 0.0); };
   const double lows = rounded((square - off * above) / (below * (below + above)));
@@ -227,7 +227,8 @@ void TableCounter::EachGroup(
       table_.run("SELECT GROUPING(" + keys + ") AS r0" + selected + SumColumns(answers) + more + " FROM " +
                  source + " GROUP BY GROUPING SETS (" + sets + ")");
   for (const SqlRow& row : rows) {
-    // A bit for each column, 1 where the row is not about it, the first column's the highest.
+    // One bit per column, 1 when the row does not group by it; the first column has the highest
+    // bit.
     const auto bits = static_cast<std::uint64_t>(NumberOf(row.at(0)));
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (((bits >> (columns.size() - 1 - i)) & 1U) == 0) {
@@ -373,7 +374,7 @@ void TableCounter::Measure(const Group& columns) {
     column->highestOfAll = NumberOf(row.at(at++));
     const bool isInexact = std::max(-column->lowest, column->highestOfAll) > kLargestWhole;
     if (!column->column.isBigWhole || column->column.kind != ValueKind::kNumber || !isInexact) continue;
-    // As the readers of files: these are identifiers whose digits matter.
+    // As in the readers of files, these are identifiers whose digits matter.
     if (!IsWhole(*column)) continue;
     column->column.kind = ValueKind::kText;
     column->value = ExpressionOf(column->column);
@@ -452,7 +453,8 @@ void TableCounter::FindBounds(const Group& columns) {
   }
 }
 
-// All cases of a group are at its highest value, and a row without cases marks its lowest one.
+// All cases of a group are placed at its highest value, and a row without cases marks its lowest
+// value.
 void TableCounter::SurveyGroups(const Group& columns, const TakePart& take) {
   std::string ends;
   const std::size_t first = columns.size() + 1 + SumCount();
@@ -563,7 +565,7 @@ void TableCounter::CountMoments(const Group& columns, const Counted& outcome, co
   const std::string difference = "(" + outcome.alias + " - (" + NumberLiteral(centre.mean) + "))";
   const std::string moments =
       ", avg" + difference + " AS " + Answer(first) + ", var_pop" + difference + " AS " + Answer(first + 1);
-  // A digit that all sums of cases have, so that they are exact.
+  // A unit of which all sums of cases are multiples, so that they are exact.
   const double unit = std::ldexp(1.0, std::ilogb(std::max(centre.cases, 1.0)) - 52);
   EachGroup(columns, "", moments, Source(sources) + " WHERE " + outcome.alias + " IS NOT NULL",
             [&](std::size_t i, const SqlRow& row, std::size_t next) {

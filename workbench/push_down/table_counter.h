@@ -1,5 +1,5 @@
-// Counts the cases of a table inside its database, and makes the answers parts for both passes of an
-// analysis.
+// Counts the cases of a table inside its database, and turns the results into parts of the data for
+// both passes of an analysis.
 //
 //   TableCounter counter(table, ReadColumns(table), rules);
 //   states::CaseTotals totals = counter.CountCases();
@@ -114,7 +114,7 @@ class TableCounter {
   void FindBounds(const Group& columns);
   void SurveyGroups(const Group& columns, const TakePart& take);
   void SurveyValues(const Group& columns, const TakePart& take);
-  // Calls each with the column that a row of GROUPING SETS is about.
+  // Calls each with the column by which a row of GROUPING SETS is grouped.
   void EachGroup(
       const Group& columns, const std::string& others, const std::string& more, const std::string& source,
       const std::function<void(std::size_t column, const SqlRow& row, std::size_t next)>& each) const;

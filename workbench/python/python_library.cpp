@@ -236,7 +236,7 @@ int FlushStandardOutput() {
   if (output == nullptr || output == Py_None) return 0;
   const PythonReference closed(PyObject_GetAttrString(output, "closed"));
   if (!closed) PyErr_Clear();
-  if (closed.get() == Py_True) return 0;  // by the script
+  if (closed.get() == Py_True) return 0;  // closed by the script
   const PythonReference done(PyObject_CallMethod(output, "flush", nullptr));
   if (done) return 0;
   if (PyErr_ExceptionMatches(PyExc_BrokenPipeError) == 0) {
@@ -247,7 +247,7 @@ int FlushStandardOutput() {
   return kPythonBrokenPipe;
 }
 
-// So that the interpreter's own flush at its end cannot fail.
+// Closes standard output, so that the interpreter's own flush at its end cannot fail.
 void CloseStandardOutput() {
   const int nothing = open("/dev/null", O_WRONLY);
   if (nothing < 0) return;

@@ -68,8 +68,8 @@ struct State {
   PyTypeObject* memberType = nullptr;
   PyObject* error = nullptr;
   std::map<std::string, std::unique_ptr<InterfaceClass>> classes;
-  // Dropped on another thread: released by the next call on the module's thread. Guarded by the
-  // interpreter lock.
+  // Objects dropped on other threads; the next call on the module's thread releases them. Guarded
+  // by the interpreter lock.
   std::vector<vlm::IAutomationObject*> abandoned;
 };
 State& TheState() {

@@ -41,7 +41,7 @@ Variant ArrayOfPython(PyObject* sequence, int depth) {
 
 Variant ConvertFromPython(PyObject* value, int depth) {
   if (value == Py_None) return {};
-  if (PyLong_Check(value)) return NumberOfPython(value);  // bool is one of its kinds
+  if (PyLong_Check(value)) return NumberOfPython(value);  // bool is a subclass
   if (PyFloat_Check(value)) return PyFloat_AsDouble(value);
   if (PyUnicode_Check(value)) return TextOfPython(value);
   if (vlm::IAutomationObject* object = AutomationObjectOf(value)) return ObjectReference(object);

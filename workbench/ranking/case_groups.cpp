@@ -131,7 +131,7 @@ void CaseGrouper::Assign(const Column& column, const std::vector<double>& highes
   }
   groups_.count = order_.DistinctCount() == 0 ? 0 : group + 1;
   groups_.groupOf.resize(column.values.size());
-  constexpr std::size_t kMostCounted = 64;  // from here on a search has fewer steps
+  constexpr std::size_t kMostCounted = 64;  // for more, a binary search takes fewer steps
   if (limits.size() <= kMostCounted) {
     CountBelow(limits.data(), limits.size(), column.values.data(), column.values.size(),
                groups_.groupOf.data());

@@ -25,7 +25,7 @@ struct IntervalRule {
   int intervals = 10;  // at most
 };
 
-// Distinct values of a variable, ascending, with what the cases that have them count.
+// A distinct value of a variable with the mass of its cases; values are ascending.
 struct ValueMass {
   double highest = 0;  // of a run of values that are equal within the tolerance
   double mass = 0;
@@ -43,11 +43,11 @@ struct Moments {
 std::vector<double> QuantileBounds(std::span<const ValueMass> values, int intervals);
 std::vector<double> EqualWidthBounds(double lowest, const Moments& moments, int intervals);
 
-// Why intervals of equal width say little: nearly all cases are in one of them.
+// Intervals of equal width that say little, because nearly all cases are in one of them.
 struct CrowdedIntervals {
   double share = 0;     // of the cases in the fullest interval
   double farValue = 0;  // the value that is farthest from the others
-  int farCases = 0;     // that have it
+  int farCases = 0;     // cases that have it
 };
 
 struct CaseGroups {

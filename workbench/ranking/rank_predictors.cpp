@@ -18,7 +18,7 @@
 namespace velmora::ranking {
 namespace {
 
-// The cases of a run and what each of them counts.
+// The cases of a run and the mass of each.
 struct Cases {
   std::vector<std::uint8_t> used;
   std::vector<double> weight;     // relative to their mean, times the count; empty: 1
@@ -157,8 +157,8 @@ struct Outcome {
   // Classes.
   std::vector<std::uint32_t> classOf;  // by case; classes: without one
   std::uint32_t classes = 0;           // 0: measured
-  // Measured: times a power of two, which changes no figure; 0 where absent, and everywhere when the
-  // outcome is constant.
+  // A measured outcome: times a power of two, which changes no figure; 0 where absent, and
+  // everywhere if the outcome is constant.
   std::vector<double> values;
   std::vector<std::uint8_t> present;  // used, with a value
   bool finite = true;
@@ -256,7 +256,7 @@ class PairPass {
     return sums;
   }
 
-  // Any value of the outcome where the predictor has one.
+  // A value of the outcome from any case in which the predictor has a value.
   double OriginOf(const CaseGroups& groups, const Outcome& outcome) const {
     if (outcome.classes > 0) return 0;
     for (std::size_t i = 0; i < cases_.Count(); ++i) {
@@ -319,7 +319,7 @@ class PairPass {
     TestTable(sums, plan_, seed, pair);
   }
 
-  // By the cell of each case, weights as shares of the table's.
+  // Adds the design by the cell of each case, with weights as shares of the table's weight.
   void AddDesign(const CaseGroups& groups, const Outcome& outcome, stats::CellSums& sums) {
     if (cases_.design.IsPlain()) return;
     sums.design.isClustered = true;
@@ -438,7 +438,7 @@ class RankingRun {
     return variables;
   }
 
-  // Each variable is one thread's, which sees the cases in their order.
+  // Each variable is processed by one thread, which sees the cases in their order.
   void ForEach(const std::vector<Variable>& variables,
                void (RankingRun::*add)(const Variable&, std::size_t index, Worker&)) {
     const auto task = [&](std::size_t index, int workerIndex) {
@@ -512,7 +512,7 @@ class RankingRun {
 RankingMemory MemoryOf(const RankingPlan& plan, std::int64_t caseCount) {
   // Bytes per case. A continuous outcome that is cut has classes, too.
   constexpr std::uint64_t kUsed = 2, kMeasured = sizeof(double) + 1, kClass = sizeof(std::uint32_t);
-  // Sorting, quantiles of as many values as cases, groups, and the predictor itself.
+  // For sorting, quantiles of as many values as cases, groups, and the predictor itself.
   constexpr std::uint64_t kPredictor = 80;
   const auto cases = static_cast<std::uint64_t>(caseCount);
   std::uint64_t shared =

@@ -41,7 +41,7 @@ struct RankingPlan {
   bool exact = false;
   int replicates = 9999;
   std::uint64_t seed = 1;
-  double alpha = 0.05;  // above it an adjusted p is what chance gives
+  double alpha = 0.05;  // an adjusted p above it counts as chance
 };
 
 // One predictor of one outcome.
@@ -62,7 +62,7 @@ struct RankedOutcome {
   std::vector<int> order;         // all predictors, best first
   std::int64_t cases = 0;         // with a value of the outcome
   std::int64_t missing = 0;
-  bool hasClasses = false;  // or intervals of a measured outcome
+  bool hasClasses = false;  // classes, or intervals of a measured outcome
 };
 
 struct CrowdedPredictor {

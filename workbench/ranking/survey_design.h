@@ -37,9 +37,9 @@ struct SurveySample {
 SurveySample MakeSurveySample(const Table& table, std::span<const std::uint8_t> used,
                               const DesignVariables& variables);
 
-// How many cases drawn independently, with these weights, are worth one of the sample for the
-// shares of the classes, or the mean, of the response: at least 1, since what strata gain for the
-// response they need not gain for its predictors.
+// The number of cases of the sample that are worth one case drawn independently, with these
+// weights, for the shares of the classes, or the mean, of the response. At least 1, since strata
+// that gain precision for the response need not do so for its predictors.
 double ClusterEffect(const stats::TreeResponse& response, const stats::SurveyDesign& design);
 
 }  // namespace velmora::ranking

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// Only whole counts: of cases, or of a count variable that has no fractions.
+// Only for whole counts: of cases, or of a count variable without fractions.
 void TestExactly(const stats::CellSums& sums, const RankingPlan& plan, std::uint64_t seed, RankedPair& pair) {
   std::vector<double> counts;
   std::vector<double> columnTotals(sums.columns);
@@ -55,8 +55,8 @@ void Adjust(std::span<RankedOutcome> outcomes, const RankingPlan& plan) {
   }
 }
 
-// What is no better than chance comes after what is, unless the user asks for another order; what
-// cannot be tested comes last. Equal predictors keep their order.
+// Predictors that are no better than chance come after the others, unless the user asks for another
+// order; those that cannot be tested come last. Equal predictors keep their order.
 void Order(RankedOutcome& outcome, const RankingPlan& plan) {
   const bool useV = outcome.hasClasses && !plan.chiSquare;
   struct Key {
@@ -133,7 +133,8 @@ double RoundingAt(double distance) {
   return static_cast<double>(vlm::kToleranceUlps) * std::numeric_limits<double>::epsilon() * distance;
 }
 
-// About the mean of the pair, so that the squares do not hide the spread of values far from zero.
+// Moments are taken about the mean of the pair, so that the squares do not hide the spread of
+// values far from zero.
 binning::PreBinSums PreBinsOf(std::span<const stats::GroupMoments> groups, double factor, bool isSampled) {
   stats::GroupMoments all;
   for (const stats::GroupMoments& group : groups) all.Merge(group);

@@ -1,6 +1,6 @@
-// What comes after the cases of a ranking: the tests of the sums of a pair, adjusted p-values, the
-// order of the predictors. The sums may come from a table in memory or from states that were
-// merged.
+// The steps of a ranking after the pass over the cases: tests of the sums of a pair, adjusted
+// p-values, the order of the predictors. The sums may come from a table in memory or from states
+// that were merged.
 #pragma once
 
 #include <cstddef>
@@ -25,16 +25,16 @@ void TestTable(const stats::CellSums& sums, const RankingPlan& plan, std::uint64
 // predictor: variable number; dependent: index of the outcome.
 std::uint64_t SeedOfPair(const RankingPlan& plan, int predictor, std::size_t dependent);
 
-// Sets the numbers of cases of a pair, and the sums of its groups, of which isSampled wants those of
+// Sets the numbers of cases of a pair and returns the sums of its groups, with isSampled also of
 // the squared weights. factor: of the weights.
 stats::GroupSums CountGroups(std::span<const stats::GroupMoments> groups, double factor, bool isSampled,
                              RankedPair& pair);
-// The differences between values at this distance from zero that are those of rounding.
+// The largest difference that rounding makes between values at this distance from zero.
 double RoundingAt(double distance);
-// What JoinGroups reads of a measured outcome.
+// A measured outcome as JoinGroups takes it.
 binning::PreBinSums PreBinsOf(std::span<const stats::GroupMoments> groups, double factor, bool isSampled);
 
-// Neighbouring fine intervals joined to at most `intervals` for an outcome.
+// Joins neighbouring fine intervals to at most `intervals` for an outcome.
 binning::OptimalBins JoinGroups(const binning::PreBinSums& sums, int intervals);
 // Multiplies p by the number of partitions of the groups into `found` parts, and by the `most`
 // numbers of parts that were compared (Bonferroni, with weights that are the same for every number

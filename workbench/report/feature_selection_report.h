@@ -37,14 +37,14 @@ struct ReportedDependent {
   std::vector<vlm::FeatureSelectionPair> pairs;
   std::vector<int> best;  // predictor indices, best first
   std::vector<std::string> notices;
-  // Empty where the module's figures are all there is: the runs of dialogs and scripts, and
+  // Empty when there are only the module's figures: in runs of dialogs and scripts, and with
   // --classic.
   std::optional<ranking::RankedOutcome> ranked = std::nullopt;
 };
 
 enum class DisplayMode { kBest = 0, kBelowP = 1, kBestByP = 2 };
 
-// How the predictors were ranked, of a report whose dependents are `ranked`.
+// How the predictors were ranked, for a report whose dependents are `ranked`.
 struct ReportedRanking {
   ranking::RankKey key = ranking::RankKey::kEffect;
   stats::Adjustment adjustment = stats::Adjustment::kBenjaminiHochberg;

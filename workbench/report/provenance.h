@@ -1,5 +1,5 @@
-// What a report was made from and how to make it again. No time of day: equal runs give equal
-// files.
+// The data and the command of a report, from which it can be made again. There is no time of day,
+// so that equal runs give equal files.
 #pragma once
 
 #include <string>

@@ -9,14 +9,14 @@
 
 namespace velmora {
 
-// In a cell of a column of numbers: there is none.
+// In a column of numbers: the cell is empty.
 inline constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 struct RankingColumn {
   enum Kind { kText, kName, kNumber, kCount, kProbability };
 
-  std::string title;       // of wide tables; empty: they do not have it
-  std::string shortTitle;  // of a terminal; empty: it does not have it
+  std::string title;       // in wide tables; empty: not in these
+  std::string shortTitle;  // on a terminal; empty: not there
   std::string meaning;     // for a guide; empty where the title says it
   Kind kind = kNumber;
   // A narrow terminal leaves out the columns with the highest number first; those above

@@ -192,7 +192,7 @@ class ScreenColumnMaker {
     };
     add("Says the same as", "", kWideOnly,
         [&](int index) { return response_.predictors[static_cast<std::size_t>(index)].name; });
-    // A terminal has room for its rank.
+    // A terminal has room only for its rank.
     add("", "same as", 3, [](int index) { return std::to_string(index + 1); });
   }
 

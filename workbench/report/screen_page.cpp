@@ -251,7 +251,7 @@ class ResponseSection {
             {"columns", std::move(columns)}};
   }
 
-  // How alike the best predictors are, each against each.
+  // The associations between the best predictors, each with each.
   PageJson HeatMap() const {
     const std::size_t count = std::min(response_.compared, kMostInHeatMap);
     PageJson names = PageJson::array(), cells = PageJson::array();

@@ -136,7 +136,7 @@ std::size_t CountAboveChance(const ScreenedResponse& response) {
 double StrengthOf(const ScreenedResponse& response, const vlm::ScreeningPredictor& figures) {
   const ScreenRanking& ranking = RankingOf(response);
   double strength = figures.*ranking.statistic.value;
-  // The decrease of the impurity of all cases by the bins.
+  // By how much the bins decrease the impurity of all cases.
   if (ranking.by == RankBy::kGini) strength = 2 * figures.badShare * figures.goodShare - figures.giniAfter;
   if (ranking.by == RankBy::kP) strength = figures.cramersV;
   return std::isfinite(strength) && !IsMissing(strength, kMissing) ? std::max(strength, 0.0) : 0;

@@ -55,13 +55,13 @@ struct ScreenedPredictor {
   // 95 % interval of the out-of-fold figure that the response's predictors are ranked by:
   // information value, or share of variance or deviance explained.
   std::optional<binning::Interval> heldOutInterval;
-  // The last of the bins, which a search does not join: of special codes, and of missing values
+  // How many of the last bins a search does not join: those of special codes, and of missing values
   // alone.
   std::size_t separateBins = 0;
-  // The bins were searched on these cases, so a test that ignores the search is no test.
+  // The bins were searched for on these cases, so a test that ignores the search is invalid.
   bool searched = false;
-  // Of the search for bins, by permutations: for this predictor, and for the best of all. NaN: not
-  // tested.
+  // P-values of the search for bins, by permutations: for this predictor, and for the best of all.
+  // NaN: not tested.
   double searchP = std::numeric_limits<double>::quiet_NaN();
   double adjustedSearchP = std::numeric_limits<double>::quiet_NaN();
   // With sampling weights, strata or clusters: the association of the bins with the response, its
@@ -77,7 +77,8 @@ struct ScreenedPredictor {
   int addsPlace = 0;
   double addsShare = 0;
 
-  // Whether a bin holds missing values or special codes alone: it has no place among the others.
+  // Whether a bin holds only missing values or special codes, so that it has no place in the order
+  // of the others.
   bool IsApart(std::size_t bin) const {
     if (bin + separateBins >= bins.size()) return true;
     const bool interval = figures.categorical != 0 || bin <= cutPoints.size();
@@ -91,7 +92,7 @@ struct FailedPredictor {
   std::string reason;
 };
 
-// Where the cases of the data went.
+// How many cases were used, and why the others were not.
 struct ScreenedCases {
   std::int64_t used = 0;
   std::int64_t notSelected = 0;
@@ -109,8 +110,8 @@ struct ScreenedCases {
 std::string CasesText(const ScreenedCases& cases);
 
 struct ScreenReport;
-// What weights, strata and clusters make of the cases: "1,200 cases are worth 960 (design effect
-// 1.25)"; empty without them.
+// The effective number of cases with weights, strata and clusters: "1,200 cases are worth 960
+// (design effect 1.25)"; empty without them.
 std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases);
 
 // The figure by which predictors are ranked.
@@ -147,8 +148,7 @@ struct ScreenedResponse {
   std::optional<std::size_t> distinct;
 };
 
-// Predictors of the ranking that are better than chance, or of which that is not known; they come
-// first.
+// How many predictors are better than chance, or not known to be no better; they come first.
 std::size_t CountAboveChance(const ScreenedResponse& response);
 
 inline constexpr int kBestOnTerminal = 5;
@@ -210,8 +210,8 @@ struct ScreenRanking {
   bool smallestFirst;
 };
 const std::vector<ScreenRanking>& ScreenRankings();
-// That of RankBy for the response kind. kPrescribed, and a figure that the kind does not have, give
-// the sort choice of the dialog.
+// The figure of RankBy for the response kind. For kPrescribed, and for a figure that the kind does
+// not have, it is the sort choice of the dialog.
 const ScreenRanking& RankingOf(vlm::ResponseKind kind, RankBy by, int sortChoice);
 const ScreenRanking& RankingOf(const ScreenedResponse& response);
 

@@ -92,8 +92,8 @@ void AddRanking(Workbook& workbook, const ScreenReport& report, const ScreenedRe
   Add(workbook, std::move(sheet), group, "Ranking " + response.name);
 }
 
-// A bin's classes in percent of the bin, in percent of each class, and as expected without
-// association.
+// The classes of a bin in percent of the bin, in percent of each class, and as expected if there
+// were no association.
 void SetShares(Sheet& sheet, int row, int column, const ScreenedBin& bin, const ScreenedBin& whole) {
   const std::size_t classCount = bin.counts.size();
   const int next = static_cast<int>(classCount);

@@ -14,7 +14,7 @@ constexpr std::size_t kMostPanels = 12;  // predictors with small multiples on t
 constexpr std::size_t kMostGroupsDrawn = 16;
 constexpr std::size_t kMostLines = 60;                 // of a table on a terminal
 constexpr std::size_t kMostPageRows = 5000;            // of a table on the page
-constexpr double kSomeShift = 0.1, kMuchShift = 0.25;  // of an index, as it is commonly read
+constexpr double kSomeShift = 0.1, kMuchShift = 0.25;  // of an index, as commonly interpreted
 
 // The name of the strength of a response kind.
 const char* StrengthTitle(const std::string& kind) {

@@ -51,7 +51,7 @@ struct StabilityReport {
   std::vector<std::string> notices;
 };
 
-// How a population stability index is commonly read: "stable", "watch" or "shifted".
+// The common interpretation of a population stability index: "stable", "watch" or "shifted".
 const char* ReadingOf(double index);
 
 // The tables of all outputs.

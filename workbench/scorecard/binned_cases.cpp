@@ -42,7 +42,7 @@ void RestoreCovered(const SavedBins& bins, const UserMissing& userMissing, Table
 
 BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& file, const Table& table,
                          std::vector<std::string>& notices, const std::function<bool(double)>& goesOn) {
-  // These bins have their own number as the only figure.
+  // The only figure of these bins is their own number.
   SavedBins alone;
   SavedResponse& response = alone.responses.emplace_back();
   SavedPredictor& coded = response.predictors.emplace_back(predictor);

@@ -56,7 +56,7 @@ struct BinnedPredictor {
 BinnedPredictor BinCases(const SavedPredictor& predictor, const std::string& file, const Table& table,
                          std::vector<std::string>& notices, const std::function<bool(double)>& goesOn = {});
 
-// What the cases of a table count: 1 each without weights.
+// The weight of each case of a table: 1 without weights.
 class CaseWeights {
  public:
   // variable: that of the weights, 0 for none.
@@ -104,7 +104,7 @@ class ResponseCases {
   // DataError when the table has no such response.
   ResponseCases(const Table& table, CaseWeights weights, const SavedResponse& response);
 
-  // The case is selected, has a weight above 0 and the response with one of its codes.
+  // Whether the case is selected, has a weight above 0 and a response with one of its codes.
   bool Uses(std::size_t i) const { return classOf_[i] != kNotUsed; }
   // Its place among the codes; 0 for a continuous response.
   int ClassOf(std::size_t i) const { return classOf_[i]; }

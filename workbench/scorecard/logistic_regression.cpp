@@ -140,7 +140,7 @@ LogisticFit LogisticModel::Fit(const std::vector<std::size_t>& predictors,
     const Cholesky factor(pass.information, size);
     if (!factor.IsPositiveDefinite()) {
       const std::size_t at = factor.FailedAt();
-      // Probabilities of 0 and 1 leave no information, either.
+      // Probabilities of 0 and 1 also leave no information.
       if (fit.iterations > 3 || at == 0) failOfSeparation(step);
       throw NoEstimate("The predictor " + name(at) +
                        (size == 2
@@ -228,7 +228,8 @@ std::vector<double> LogisticModel::HeldOutDeviance(const LogisticFit& fit,
         fold.information[row * size + column] += weight * p * (1 - p) * x[row] * x[column];
     }
   }
-  // Without the fold the gradient is minus the fold's, as that of all cases is zero.
+  // The gradient without the fold is minus that of the fold, because the gradient of all cases is
+  // zero.
   std::vector<LogisticFit> without(foldCount, fit);
   for (std::size_t f = 0; f < foldCount; ++f) {
     std::vector<double> information = fit.information, gradient(size);
@@ -238,7 +239,7 @@ std::vector<double> LogisticModel::HeldOutDeviance(const LogisticFit& fit,
         information[row * size + column] -= folds[f].information[row * size + column];
     }
     const Cholesky factor(information, size);
-    if (!factor.IsPositiveDefinite()) continue;  // the estimate of all cases
+    if (!factor.IsPositiveDefinite()) continue;  // keep the estimate of all cases
     const std::vector<double> step = Solved(factor, gradient);
     for (std::size_t k = 0; k < size; ++k) without[f].coefficients[k] += step[k];
   }
@@ -275,7 +276,7 @@ std::vector<double> LogisticModel::SignedScores(const LogisticFit& fit,
     factor.Solve(own);
     const double explained = std::inner_product(own, own + size, own, 0.0);
     const double variance = squares[c] - explained;
-    // What is left of a linear combination of the model's predictors is rounding.
+    // For a linear combination of the model's predictors only rounding is left.
     if (!(variance > 1e-9 * squares[c])) continue;
     signedScores[c] = std::copysign(score[c] * score[c] / variance, score[c]);
   }

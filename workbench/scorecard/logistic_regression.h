@@ -26,8 +26,8 @@ struct WoeCases {
   };
   std::vector<std::uint8_t> isBad;  // one per case
   std::vector<double> weights;      // one per case, or empty: all 1
-  // The weights say how many cases of the population a case stands for;
-  // standard errors allow for it.
+  // The weights say how many cases of the population a case represents; standard errors allow for
+  // it.
   bool sampled = false;
   std::vector<Predictor> predictors;
 
@@ -57,8 +57,8 @@ struct LogisticFit {
 
 class LogisticModel {
  public:
-  // cases must outlive this and have cases of both outcomes. stopped: asked in every pass over the
-  // cases; true ends the work with Cancelled.
+  // cases must outlive this and have cases of both outcomes. stopped: called in every pass over the
+  // cases; when it returns true, the work ends with Cancelled.
   explicit LogisticModel(const WoeCases& cases, std::function<bool()> stopped = {});
 
   // Adds ridge times the sum of the squared coefficients, without the intercept, to the deviance.

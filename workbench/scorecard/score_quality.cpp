@@ -20,7 +20,7 @@ std::vector<double> EqualBands(const std::vector<CountedValue>& distinct, double
     below += one.bad + one.good;
     if (below >= total * static_cast<double>(ends.size() + 1) / kScoreBands * (1 - 1e-12)) {
       ends.push_back(one.value);
-      // A score of many cases may fill several bands.
+      // A single score that many cases have may fill several bands.
       while (below >= total * static_cast<double>(ends.size() + 1) / kScoreBands &&
              ends.size() + 1 < kScoreBands)
         ends.push_back(one.value);

@@ -30,7 +30,7 @@ struct ScoreBand {
 };
 
 struct RocPoint {
-  // Of all good and all bad cases, with this score or a lower one.
+  // The shares of all good and of all bad cases with this score or a lower one.
   double goodShare = 0, badShare = 0;
   double score = 0;
 };

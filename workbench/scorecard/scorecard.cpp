@@ -13,9 +13,9 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kMostTried = 5;  // candidates of a step, the most promising first
-constexpr double kDoubtfulP = 0.05;    // a predictor that has become doubtful is tried without
-constexpr double kHighInflation = 5;   // of a variance; from here on a notice says so
-// A weak penalty: as strong as four cases with a weight of evidence of 1 and even odds.
+constexpr double kDoubtfulP = 0.05;    // a predictor with a larger p is tried to be left out
+constexpr double kHighInflation = 5;   // variance inflation; larger values get a notice
+// A weak penalty, as strong as four cases with a weight of evidence of 1 and even odds.
 constexpr double kRidge = 1;
 constexpr double kFewestPerPredictor = 10;  // cases of the rarer outcome
 
@@ -112,7 +112,7 @@ class Chooser {
     return true;
   }
 
-  // Removes predictors that later ones have made superfluous.
+  // Removes predictors that later ones make superfluous.
   void RemoveDoubtful() {
     for (std::size_t k = 0; k + 1 < fit_.predictors.size(); ++k) {
       const double wald = std::pow(fit_.coefficients[k + 1] / fit_.StandardError(k + 1), 2);

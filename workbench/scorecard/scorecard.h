@@ -24,7 +24,7 @@ struct ScorecardSettings {
   bool stepwise = false;
   // Stepwise: coefficients above 0, against the weight of evidence, are allowed.
   bool anySign = false;
-  // Where there is no estimate, a ridge penalty shrinks the coefficients, with a notice.
+  // When there is no estimate, a ridge penalty shrinks the coefficients, with a notice.
   bool shrinks = false;
   int folds = 10;
   int seed = 1;
@@ -41,7 +41,7 @@ struct ScorecardTerm {
   double varianceInflation = 1;
 };
 
-// What the stepwise choice did.
+// A step of the stepwise choice.
 struct ScorecardStep {
   bool added = true;
   std::string predictor;

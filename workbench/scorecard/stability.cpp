@@ -119,7 +119,7 @@ PredictorInGroup FiguresOf(const Group& group, const GroupedPredictor& predictor
   return figures;
 }
 
-// The variance of the rate of a bin, whose cases are worth as many as Kish's effective number.
+// The variance of the rate of a bin, by Kish's effective number of its cases.
 double RateVariance(const SavedCounts& counts, const std::string& kind, double weightSpread) {
   if (kind == kBinary) {
     const double all = counts[0] + counts[1], n = all / weightSpread;

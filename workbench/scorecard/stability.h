@@ -26,12 +26,12 @@ struct GroupedPredictor {
   // The same by response; empty for a group without it.
   std::vector<std::vector<SavedCounts>> counts;
   std::vector<double> unbinned;  // by group; cases without a bin
-  // By group: the sum of the squared weights over the sum of the weights of a sample. A weighted
-  // count divided by it is worth that many cases without weights. Empty: 1.
+  // By group of a weighted sample: the sum of the squared weights over the sum of the weights. A
+  // weighted count divided by it is the effective number of cases. Empty: 1.
   std::vector<double> weightSpread;
 };
 
-// The bins of a predictor, and groups that have no case yet.
+// The bins of a predictor with groups that have no cases yet.
 GroupedPredictor EmptyGroups(const SavedPredictor& predictor, std::size_t groupCount,
                              const SavedCounts& none);
 
@@ -53,7 +53,7 @@ struct PredictorInGroup {
   // Information value (binary), share of the variance explained (continuous), Cramer's V.
   double strength = kMissing;
   double areaUnderCurve = kMissing;  // binary: of the values of the bins
-  // Pairs of bins whose rates are in the other order than in the reference, by more than one
+  // Pairs of bins whose rates are in the opposite order to that of the reference, by more than one
   // standard error of their difference in the group.
   int crossings = 0;
   std::vector<BinInGroup> bins;

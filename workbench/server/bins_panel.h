@@ -1,4 +1,4 @@
-// The bins of one predictor while they are edited: what the page shows of them, undo and redo.
+// The bins of one predictor while they are edited: the panel of the page, undo and redo.
 //
 //   EditedBins edited(bins, "risk", "age");
 //   edited.Apply(R"({"operation":"move","cutPoint":25,"to":27})");
@@ -19,7 +19,7 @@ class EditedBins {
   // Throws DataError for a predictor that the bins do not have.
   EditedBins(const SavedBins& bins, const std::string& response, const std::string& predictor);
 
-  // Of the cases: adds the figures of WorthOfCases. Null where there are none.
+  // Sets the pieces of the cases, which add the figures of WorthOfCases; null: none.
   void SetPieces(std::shared_ptr<const CasePieces> pieces);
   bool KnowsPieces() const { return knowsPieces_; }
 

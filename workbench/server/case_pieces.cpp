@@ -49,7 +49,7 @@ std::vector<int> BinsOfPieces(const CasePieces& pieces, const SavedPredictor& ed
   }
   for (std::size_t i = 0; i < pieces.predictor.levels.size(); ++i) {
     const SavedLevel& level = pieces.predictor.levels[i];
-    // Edits keep the order of the levels, so the first look finds nearly all of them.
+    // Edits keep the order of the levels, so the first comparison nearly always finds the level.
     if (i < edited.levels.size() && IsSameLevel(edited.levels[i], level)) {
       bins.push_back(edited.levels[i].bin);
       continue;
@@ -72,7 +72,7 @@ binning::PreBinSums SumOf(const std::vector<binning::PreBinSums>& folds) {
   return sum;
 }
 
-// One piece out of all.
+// Only one of the pieces.
 binning::PreBins Only(const binning::PreBins& all, std::size_t piece) {
   std::vector<int> binOf(all.Count(), -1);
   binOf[piece] = 0;
@@ -219,7 +219,7 @@ std::optional<CasePieces> CountPieces(const ScreeningCases& screened, const Save
     }
   }
   if (searched.swaps) binning::SwapTwoClasses(all);
-  // The folds of a sample are made of its clusters, which the pieces do not know.
+  // The folds of a sample are made from its clusters, about which the pieces know nothing.
   if (!screened.hasDesign) pieces.folds = std::move(all.folds);
   if (!screened.by.variable.empty()) CountGroups(screened, sums, casesOf, pieces);
   return pieces;

@@ -39,7 +39,7 @@ class Channel {
  private:
   int socket_;
   std::string bytes_;
-  std::size_t read_ = 0;  // bytes of bytes_ that Next has given out
+  std::size_t read_ = 0;  // bytes of bytes_ that Next has returned
 };
 
 // Lengthens the queue of connections that wait to be accepted; that of an HTTP library may be

@@ -18,8 +18,8 @@ namespace velmora {
 
 class EventHub {
  public:
-  // Events that wait for one window. A window that stops reading is cut off and loads everything
-  // again when it comes back.
+  // Events that wait for one window. A window that stops reading is disconnected, and loads
+  // everything again when it returns.
   struct Listener {
     std::deque<std::string> events;
     bool cutOff = false;

@@ -41,7 +41,8 @@ std::optional<fs::path> FilePlaces::ResolveOrNull(const fs::path& path) const {
 
 fs::path FilePlaces::Resolve(const std::string& path) const {
   std::optional<fs::path> real = ResolveOrNull(PathOf(path));
-  // One sentence for what is not there and what is outside, so that nobody learns what lies there.
+  // The same sentence for a file that does not exist and for one outside, so that it reveals
+  // nothing.
   if (!real)
     throw UsageError("There is no file " + ShortenedText(path) +
                      " in the folders that were opened (--root).");
@@ -73,11 +74,11 @@ fs::path FilePlaces::Find(const std::string& name, std::uintmax_t bytes) const {
   std::copy_if(files_.begin(), files_.end(), std::inserter(found, found.end()), fits);
   std::vector<fs::path> folders = roots_;
   int looked = 0;
-  // Level by level, so that a large folder hides nothing that lies above it.
+  // Level by level, so that a large folder does not keep the search from files above it.
   for (int depth = 0; depth < kDeepest && looked < kMostEntries; ++depth) {
     std::vector<fs::path> inner;
     for (const fs::path& folder : folders) {
-      std::error_code error;  // folders that cannot be read are passed over
+      std::error_code error;  // folders that cannot be read are skipped
       for (fs::directory_iterator at(folder, error), end; !error && at != end && ++looked < kMostEntries;
            at.increment(error)) {
         const fs::path& entry = at->path();

@@ -34,9 +34,9 @@ class FilePlaces {
   // [{"name","path","bytes"}]} of a folder; an empty path lists the roots. Files that the workbench
   // does not read and hidden ones are left out.
   std::string ListJson(const std::string& path) const;
-  // The file of this name and size in the folders, for a page that knows no more of a file that is
-  // dropped on it. Hidden files and folders are passed over. Throws UsageError when there is none,
-  // or more than one.
+  // The file of this name and size in the folders, for a page, which knows nothing else about a
+  // file that is dropped on it. Hidden files and folders are skipped. Throws UsageError when there
+  // is none, or more than one.
   std::filesystem::path Find(const std::string& name, std::uintmax_t bytes) const;
 
  private:

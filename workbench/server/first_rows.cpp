@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::uintmax_t kSmallestFile = 4 << 20;  // below, the whole file is there at once
+constexpr std::uintmax_t kSmallestFile = 4 << 20;  // a smaller file is read quickly enough
 constexpr std::size_t kBeginning = 256 << 10;      // of a text file
 constexpr int kRows = 200;
 constexpr int kColumns = 300;
@@ -33,8 +33,8 @@ Beginning BeginningOf(const fs::path& file) {
   return Beginning::kNone;
 }
 
-// The lines that begin in the first bytes, but for the last one; empty: there is none, or the bytes
-// are no text in which a line ends with a byte of its own.
+// The whole lines among the first bytes; empty when there is none, or when the bytes are in an
+// encoding in which a line does not end with a single byte.
 std::string FirstLines(const fs::path& file) {
   std::string bytes(kBeginning, '\0');
   std::ifstream stream(file, std::ios::binary);

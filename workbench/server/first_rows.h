@@ -12,8 +12,8 @@
 namespace velmora {
 
 // Nothing for a file that is small, and for one whose beginning cannot be read alone: those of
-// statistical packages, workbooks, databases and packed text. In columns of text, numbers and dates
-// may look otherwise than in the whole table, where all rows decide what a column holds.
+// statistical packages, workbooks, databases and packed text. Numbers and dates may look different
+// from those of the whole table, where all rows decide the type of a column.
 std::optional<Table> ReadFirstRows(const std::string& path, const ReadOptions& reading);
 
 // {"names", "rows", "cells"}: as many rows as fit into 20,000 cells, of the first 300 columns.

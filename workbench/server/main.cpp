@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kServedPort = 8443;
 
-// What only a workbench for other machines has.
+// Options of a workbench for other machines only.
 struct ServeOptions {
   std::string passwordFile;
   bool withoutTls = false;

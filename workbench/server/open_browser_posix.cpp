@@ -21,7 +21,8 @@ bool OpenInBrowser(const std::string& address) {
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_init(&actions);
   posix_spawnattr_init(&attributes);
-  // What a browser prints is not for this terminal, nor does its Ctrl-C end the browser.
+  // The output of the browser must not appear on this terminal, whose Ctrl-C must not end the
+  // browser.
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);

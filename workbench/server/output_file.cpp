@@ -55,7 +55,7 @@ std::string SavedFile(FinishedRun& run, SaveOptions save, const std::string& for
     OutputFiles files;
     SaveScreening(save, {}, *run.screening, run.session, run.frontend, files);
     files.Commit();
-  }  // and its own scratch is gone from the folders
+  }  // by now its own scratch has been removed from the folders
   if (format == "rules") return FileContent(rules);
   std::vector<fs::path> names = NamesIn(folder, error);
   if (error) throw RunError("The files cannot be read: " + error.message() + ".");

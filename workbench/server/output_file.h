@@ -1,4 +1,4 @@
-// Single files of what an analysis or a scorecard gives, each as the command writes it.
+// Single files with the results of an analysis or a scorecard, each as the command writes it.
 //
 //   std::string rules = AnalysisFile(*run, "rules", ParseScreen(words).save, {});
 #pragma once

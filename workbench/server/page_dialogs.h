@@ -2,10 +2,10 @@
 // questions as JSON and takes from a channel what the user does. It runs in a child of the worker,
 // which holds the session.
 //
-// To the server go, with the id of the request:
+// Messages to the server, with the id of the request:
 //   dialogs    {"dialogs", "question", "messages", "documents"}: what is shown, when it changes
 //   progress   {"stage", "fraction"} of a command that takes long; fraction 1 at its end
-// From it come frames of the type "action" with one of
+// Frames of the type "action" from the server, each with one of
 //   {"do":"press","dialog":1,"control":17}        {"do":"page","dialog":1,"page":2}
 //   {"do":"type","dialog":1,"control":5,"text":"0.5"}
 //   {"do":"choose","dialog":1,"control":8,"item":2}

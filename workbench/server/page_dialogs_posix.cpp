@@ -104,7 +104,7 @@ class PageDialogs final : public Frontend {
     while (!windows_.empty()) {
       const Json action = NextAction();
       Guard([&] { Perform(action); });
-      // A command may also end with what is wrong instead of asking again.
+      // A command may also end with the error instead of asking again.
       if (!wrong_.empty()) AddMessage(std::exchange(wrong_, ""));
       Guard([&] { session.ThrowKept(); });
       SendState();
@@ -140,7 +140,7 @@ class PageDialogs final : public Frontend {
   void ShowEditError(DialogWindow& /*window*/, int /*controlId*/, std::string_view text) override {
     AddMessage(text);
   }
-  // What is wrong with an answer is shown in the question, which is asked again.
+  // The error of an answer is shown in the question, which is asked again.
   void ShowInstructionError(DialogWindow& /*window*/, std::string_view text) override { wrong_ = text; }
 
   bool AskVariableLists(DialogWindow& window, std::string_view title,
@@ -250,7 +250,7 @@ class PageDialogs final : public Frontend {
     return names;
   }
 
-  // With all variables, where the dialogs have other data than the page: a file that was opened
+  // Adds the names of all variables when the dialogs have other data than the page: a file opened
   // from them, or variables that they have added.
   Json WithNames(const DialogWindow& window, Json question) const {
     const Table& table = window.Data();
@@ -281,7 +281,7 @@ class PageDialogs final : public Frontend {
     if (messages_.size() > kMostMessages) messages_.erase(messages_.begin());
   }
 
-  // Shows what fails as a message; the dialogs stay.
+  // Shows a failure as a message; the dialogs stay open.
   template <typename Work>
   void Guard(Work work) {
     try {
@@ -370,7 +370,7 @@ class PageDialogs final : public Frontend {
 
   void Perform(const Json& action) {
     const std::string what = action.at("do").get<std::string>();
-    // They come late: the question has been answered, the command has ended.
+    // The action is late: the question has been answered, or the command has ended.
     if (what == "answer" || what == "interrupt") return;
     const auto at = windows_.find(action.at("dialog").get<int>());
     if (at == windows_.end()) return;  // it has just been closed
@@ -394,7 +394,7 @@ class PageDialogs final : public Frontend {
   Session* session_ = nullptr;
   std::map<int, DialogWindow*> windows_;
   int lastWindow_ = 0, lastMessage_ = 0, lastQuestion_ = 0, steps_ = 1;
-  std::string wrong_;              // with the last answer; for the next question
+  std::string wrong_;              // the error of the last answer, for the next question
   std::string stage_, knownFile_;  // file and variables of the page's data
   int knownVariables_ = 0;
   bool interrupted_ = false;

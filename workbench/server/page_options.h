@@ -1,5 +1,5 @@
-// The options of the analyses that the page may set. Everything else of the command line, above all
-// what names files and libraries, cannot come from a browser.
+// The options of the analyses that the page may set. All other options, above all those that name
+// files and libraries, are refused from a browser.
 #pragma once
 
 #include <string>

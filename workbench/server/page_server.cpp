@@ -36,14 +36,14 @@ constexpr auto kEventWait = std::chrono::seconds(2);
 constexpr auto kFarewellWait = std::chrono::milliseconds(10);
 constexpr int kMostFarewellWaits = 100;
 constexpr auto kWatchInterval = std::chrono::milliseconds(50);
-// Of a connection: one request, and the time that it takes to send it.
+// Limits of a connection, which sends one request: bytes and time.
 constexpr std::uint64_t kMostReceived = kMostBytes + (1 << 20);
 constexpr auto kLongestReceiving = std::chrono::seconds(30);
 
 constexpr char kPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
     "frame-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-// A report has scripts of its own. In a sandbox it is of no origin: it reads nothing of the page.
+// A report has its own scripts. In a sandbox it has no origin, so it can read nothing of the page.
 constexpr char kReportPolicy[] =
     "sandbox allow-scripts allow-downloads; default-src 'none'; script-src 'unsafe-inline'; "
     "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'self'";
@@ -53,8 +53,8 @@ constexpr char kSignInPolicy[] =
     "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; base-uri 'none'; "
     "frame-ancestors 'none'";
 
-// sentence: why there is no way in yet; no markup. Through a link in another page, the cookie of a
-// browser that is signed in does not come along, but through a link in this page it does.
+// sentence: why the browser is not admitted yet; no markup. A browser that is signed in does not
+// send its cookie when it follows a link in another page, but it does for a link in this page.
 std::string SignInPage(const std::string& sentence, bool fromElsewhere) {
   return R"(<!doctype html>
 <html lang="en">
@@ -148,7 +148,7 @@ std::int64_t WholeNumber(const httplib::Request& request, const char* name) {
 
 int RunNumber(const httplib::Request& request) { return std::atoi(request.matches[2].str().c_str()); }
 
-// A text for a header: what is not plain ASCII is percent-encoded (RFC 6266, RFC 5987).
+// A text for a header, percent-encoded except for plain ASCII (RFC 6266, RFC 5987).
 std::string PercentEncoded(const std::string& text) {
   std::string encoded;
   for (const char c : text) {
@@ -307,13 +307,13 @@ void PageServer::Stop() {
   if (stopping_.exchange(true)) return;
   events_.Publish("{\"type\":\"stopped\"}");
   events_.Close();
-  // The windows hear it before their connections end.
+  // Windows are notified before their connections end.
   for (int i = 0; i < kMostFarewellWaits && events_.ListenerCount() > 0; ++i)
     std::this_thread::sleep_for(kFarewellWait);
   http_->stop();
 }
 
-// --- Who is let in
+// --- Admission
 
 bool PageServer::IsServedHost(const std::string& host) const {
   const std::string port = ":" + std::to_string(port_);
@@ -436,7 +436,7 @@ bool PageServer::Admit(const httplib::Request& request, httplib::Response& respo
   return IsSignedIn(request) || AdmitStranger(request, response);
 }
 
-// --- What is served
+// --- Resources
 
 PageSession& PageServer::FindSession(const httplib::Request& request) {
   const std::lock_guard lock(mutex_);
@@ -449,7 +449,7 @@ std::string PageServer::OverviewJson() {
   Json sessions = Json::array();
   const std::lock_guard lock(mutex_);
   Json recent = Json::array();
-  // Another program may have opened files since that this one does not open.
+  // Meanwhile another process may have added files to the list that this one must not open.
   for (const std::filesystem::path& file : recent_.Read()) {
     if (places_.MayOpen(file)) recent.push_back(file.string());
   }
@@ -473,11 +473,12 @@ void PageServer::ServeEvents(const httplib::Request& request, httplib::Response&
         const std::optional<std::string> event = events_.Wait(*listener, kEventWait);
         const bool isOpen = !signIn_ || signIn_->IsOpen(cookie, std::chrono::steady_clock::now());
         if (!event || !isOpen) {
-          // A proper end: a browser drops what it has not read yet of a response that breaks off.
+          // End the response properly: a browser drops the unread part of a response that breaks
+          // off.
           sink.done();
           return true;
         }
-        // A comment line shows whether the window is still there.
+        // A comment line finds out whether the window is still connected.
         const std::string text = event->empty() ? ":\n\n" : "data: " + *event + "\n\n";
         return sink.write(text.data(), text.size());
       },

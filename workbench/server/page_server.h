@@ -6,7 +6,7 @@
 //   OpenInBrowser(server.Address());   // holds a token that is good for one window's cookie
 //   server.Run();                      // until Stop, Ctrl-C or the last window
 //
-// Who is let in: requests to 127.0.0.1 and localhost under that very port (a foreign name that
+// Admitted are requests to 127.0.0.1 and localhost under that very port (a foreign name that
 // resolves to this machine is refused), from the page itself, with the cookie that the first
 // address is exchanged for. With a password it is exchanged for the cookie instead, under the host
 // names that the options give. The page runs no script but its own and loads nothing from
@@ -65,7 +65,7 @@ class PageServer {
   using Handler = void (PageServer::*)(const httplib::Request&, httplib::Response&);
   bool Admit(const httplib::Request& request, httplib::Response& response);
   bool IsServedHost(const std::string& host) const;
-  // A link in another page that a user has followed to the first page.
+  // Whether a user has followed a link in another page to the first page.
   static bool IsFollowedLink(const httplib::Request& request);
   bool IsOwnOrigin(const std::string& origin, const std::string& host) const;
   std::string CookieOf(const httplib::Request& request) const;
@@ -84,7 +84,7 @@ class PageServer {
   EventHub events_;
   std::unique_ptr<httplib::Server> http_;
   int port_ = 0;
-  std::shared_ptr<SignIn> signIn_;  // null: the token of the first address lets in
+  std::shared_ptr<SignIn> signIn_;  // null: the token of the first address admits
   std::vector<std::string> servedHosts_;
   std::string token_, cookie_;
   std::atomic<bool> tokenUsed_ = false, stopping_ = false;

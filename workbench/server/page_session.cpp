@@ -46,12 +46,12 @@ std::string Now() {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
 
-// Which predictors an export takes.
+// Which predictors are exported.
 constexpr char kAccepted[] = "accepted", kAll[] = "all";
 // Formats of tables, which are files of their own until they have been sent.
 constexpr char kBundles[] = "bundles";
 bool IsCoded(const std::string& format) { return format.starts_with("coded-"); }
-// Options of a screening that say which cases count, and how much.
+// Options of a screening about the cases and their weights.
 constexpr std::string_view kCaseOptions[] = {"--select", "--exclude", "--weight", "--raw-weights", "--count"};
 
 // The responses and predictors of a report that are no better than chance.
@@ -75,7 +75,7 @@ bool HasPredictor(const SavedBins& bins, const BinEdit& edit) {
   });
 }
 
-// A file of a format: how it is called after stem, and what a browser takes it for.
+// A file of a format without its bytes: name and media type.
 Download EmptyDownload(const std::string& stem, const std::string& format) {
   struct Kind {
     const char *ending, *type;
@@ -188,7 +188,7 @@ void PageSession::TakeUnasked(const Frame& frame) {
   }
 }
 
-// --- What a window asks
+// --- Requests of windows
 
 std::string PageSession::Snapshot() {
   const std::lock_guard lock(mutex_);
@@ -234,7 +234,7 @@ std::string PageSession::Grid(const GridBlock& block) {
       {{"row", block.row}, {"rows", block.rows}, {"column", block.column}, {"columns", block.columns}});
 }
 
-// What windows need to know of them: the cells come by block.
+// What windows need at once; the cells follow in blocks.
 Json PageSession::FirstRowsView() const {
   if (firstRows_.empty()) return nullptr;
   Json view = Json::parse(firstRows_);
@@ -271,7 +271,7 @@ std::vector<std::string> PageSession::Commands(const Run& run) const {
   return CommandsOf(steps);
 }
 
-// Of the bins with their edits, beside the data.
+// The file of the bins with their edits, beside the data.
 std::string PageSession::BinsFile(const Run& run) const {
   return data_.stem().string() + "_bins_" + std::to_string(run.id) + ".json";
 }
@@ -303,7 +303,7 @@ std::string PageSession::StartRun(const Json& request) {
   run->analysis = request.at("analysis").get<std::string>();
   if (run->analysis != "feature-selection" && run->analysis != "screen")
     throw UsageError("There is no analysis " + ShortenedText(run->analysis) + ".");
-  if (hashChanged_) {  // the project goes on with the data as they are now
+  if (hashChanged_) {  // from now on the project belongs to the present data
     hash_ = readHash_;
     hashChanged_ = false;
   }
@@ -369,7 +369,7 @@ void PageSession::TakeRunAnswer(int id, const Frame& frame) {
   const std::lock_guard lock(mutex_);
   Run* const run = FindRunOrNull(id);
   if (run == nullptr || ending_) return;
-  if (run->request != 0 && run->request != frame.id) return;  // of an earlier start
+  if (run->request != 0 && run->request != frame.id) return;  // the answer to an earlier start
   if (frame.type == "progress") {
     Json json = Json::parse(frame.payload);
     json["run"] = id;
@@ -506,7 +506,7 @@ void PageSession::FetchPieces(int id, const std::string& response, const std::st
     const std::string answer = Ask("pieces", std::move(request));
     if (answer != "null") pieces = std::make_shared<const CasePieces>(ParsePieces(answer));
   } catch (const RunError&) {
-    return;  // the bins are shown without; the next request tries again
+    return;  // the bins are shown without them; the next request tries again
   }
   const std::lock_guard lock(mutex_);
   Run* const run = FindRunOrNull(id);
@@ -568,7 +568,7 @@ SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
       taken.emplace(response.name, predictor.name);
     }
   }
-  // In the order of the commands that repeat them.
+  // The edits in the order of the commands that repeat them.
   for (const auto& [response, predictors] : run.edits.items()) {
     for (const auto& [predictor, edits] : predictors.items()) {
       if (!taken.contains({response, predictor})) continue;
@@ -579,7 +579,7 @@ SavedBins PageSession::WithEdits(Run& run, bool acceptedOnly) {
   return bins;
 }
 
-// Beside the data, for --cut-points.
+// Writes the bins beside the data, for --cut-points.
 void PageSession::WriteBins(const SavedBins& bins, const std::string& fileName) const {
   WriteFileAtomically((data_.parent_path() / PathOf(fileName)).string(), BinsJson(bins));
 }
@@ -590,7 +590,7 @@ std::string PageSession::Stem(const Run& run) const {
   return data_.stem().string() + (run.analysis == "screen" ? "_screening" : "_feature_selection");
 }
 
-// The bins that an export takes, with their edits.
+// The bins to be exported, with their edits.
 SavedBins PageSession::ChosenBins(Run& run, const ExportRequest& asked) {
   if (!asked.predictor.empty()) return FindEdited(run, asked.response, asked.predictor).Bins();
   const bool accepted = asked.predictors == kAccepted;
@@ -629,8 +629,8 @@ SavedBins PageSession::BinsToExport(Run& run, const ExportRequest& asked, std::v
   return bins;
 }
 
-// The words of the command that makes the file, without those that say how the data are read.
-// scratch: for a file that they name.
+// The words of the command that makes the file, without the reading options. scratch: holds a file
+// that the words name.
 std::vector<std::string> PageSession::WordsForExport(Run& run, const ExportRequest& asked,
                                                      const fs::path& scratch) {
   std::vector<std::string> words = run.shownWords;
@@ -760,7 +760,7 @@ void PageSession::TakeDialogsAnswer(const Frame& frame) {
     dialogs_ = "null";
     dialogsRequest_ = 0;
     const Json answer = Json::parse(frame.payload);
-    // Who ends the dialogs need not be told that they have ended.
+    // A user who ends the dialogs needs no message that they have ended.
     if (frame.type == "error" && !answer.value("cancelled", false))
       event["error"] = answer.value("error", "");
   } else {

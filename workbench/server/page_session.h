@@ -1,4 +1,4 @@
-// One open table: its worker, what the user has chosen, the history of runs and the edited bins.
+// One open table: its worker, the user's choices, the history of runs and the edited bins.
 // Everything that the user decides is kept in the project file NAME.velmora beside the data, so
 // that nothing accepted is lost when the program ends.
 //
@@ -28,7 +28,7 @@ struct Download {
   std::string bytes, fileName, contentType;
   bool isPage = false;               // to be shown in a sandbox, not saved
   std::vector<std::string> notices;  // for the user, a sentence each
-  // Of a table, which may be large: a folder with one file, instead of bytes.
+  // For a table, which may be large: a folder with one file, instead of bytes.
   std::shared_ptr<const Scratch> folder = nullptr;
 };
 
@@ -76,9 +76,10 @@ class PageSession {
     // coded-parquet, of a feature selection as bundles; the run of the dialogs as a script.
     std::string format;
     std::string dialect;  // of SQL
-    // Of bins, sql, python, rules, recode and coded data: "accepted", "all", or those better than chance.
+    // For bins, sql, python, rules, recode and coded data: "accepted", "all", or empty for those
+    // better than chance.
     std::string predictors;
-    std::string response, predictor;  // bins of this predictor alone; empty: as predictors says
+    std::string response, predictor;  // only the bins of this predictor; empty: those that `predictors` names
     bool forSpreadsheet = false;      // of CSV: as --csv-for spreadsheet
   };
   // The file that the command writes. With edits: after the edits as operations of velmora bins, or
@@ -128,7 +129,7 @@ class PageSession {
   Json RunJson(const Run& run) const;
   void Launch(Run& run);
   EditedBins& FindEdited(Run& run, const std::string& response, const std::string& predictor);
-  // Has the cases of a predictor counted that the editor has not shown yet.
+  // Has the cases of a predictor counted when the editor first shows it.
   void FetchPieces(int run, const std::string& response, const std::string& predictor);  // locks
   SavedBins WholeBins(const Run& run) const;
   void TakeBins(Run& run, const std::string& json);

@@ -66,7 +66,7 @@ std::vector<std::string> WithOption(std::vector<std::string> words, const std::s
 
 void AddSaveAll(std::vector<std::string>& words, bool chanceToo) {
   words.emplace_back("--save-best=100000");
-  // The run of the dialogs marks no predictor as chance.
+  // A run as in the dialogs marks no predictor as chance.
   if (chanceToo && std::find(words.begin(), words.end(), "--classic") == words.end())
     words.emplace_back("--save-chance");
 }

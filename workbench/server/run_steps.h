@@ -1,4 +1,4 @@
-// The commands that repeat a run of the page, one per line, with what the user has done since.
+// The commands that repeat a run of the page, one per line, with the user's later edits.
 //
 //   velmora screen credit.csv --binary-response=risk ... --bins=credit_bins_3.json
 //   velmora bins edit credit_bins_3.json merge age 2 3
@@ -22,7 +22,7 @@ struct RunSteps {
 // The last one makes the outputs.
 std::vector<std::string> CommandsOf(const RunSteps& steps);
 
-// words with another value of an option, or several, and without those that it had.
+// words with new values of an option in place of its old ones.
 std::vector<std::string> WithOption(std::vector<std::string> words, const std::string& option,
                                     const std::vector<std::string>& values);
 

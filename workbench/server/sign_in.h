@@ -1,5 +1,5 @@
-// Who may use a workbench that is served to other machines: whoever knows the password. Wrong
-// passwords make the next try wait, twice as long each time.
+// Admits users of a workbench that is served to other machines by a password. After wrong passwords
+// the next attempt has to wait, twice as long each time.
 //
 //   SignIn door(ReadPassword("password.txt").Text());
 //   std::optional<std::string> cookie = door.Try("guess", "192.0.2.7", now);   // nothing: wrong
@@ -45,7 +45,7 @@ class SignIn {
   std::chrono::seconds Wait(const std::string& client, Time now);
   // Cookies are good for half a day after their last use.
   bool Knows(const std::string& cookie, Time now);
-  // The same without using the cookie: a stream of events that goes on is no use.
+  // The same without counting as a use of the cookie, for a stream of events that continues.
   bool IsOpen(const std::string& cookie, Time now);
   void Forget(const std::string& cookie);
 
@@ -60,7 +60,7 @@ class SignIn {
 
   std::array<unsigned char, 16> salt_;
   Hash hash_;
-  std::mutex tries_;  // one password is tried at a time
+  std::mutex tries_;  // only one password is checked at a time
   std::map<std::string, Failures> failures_;
   std::mutex mutex_;                     // of the cookies
   std::map<std::string, Time> cookies_;  // with their last use

@@ -133,7 +133,7 @@ Secret ReadPassword(const std::string& file) {
   using std::filesystem::perms;
   if (!error && (rights & (perms::group_all | perms::others_all)) != perms::none)
     throw UsageError("--password-file: others can read " + ShortenedText(file) + "; chmod 600 prevents it.");
-  // Without a stream, whose buffer nobody would wipe.
+  // Read without a stream, whose buffer would not be wiped.
   const int opened = open(PathOf(file).c_str(), O_RDONLY | O_CLOEXEC);
   char buffer[kMostCharacters + 1];
   const ssize_t count = opened < 0 ? -1 : read(opened, buffer, sizeof buffer);

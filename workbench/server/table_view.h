@@ -17,8 +17,8 @@ struct GridBlock {
   int column = 0, columns = 0;
 };
 
-// Cells as texts: a label, a date or a number; null where the value is missing. What lies outside
-// of the table is left out, and no more than 20,000 cells are given.
+// Cells as texts: a label, a date or a number; null where the value is missing. Cells outside of
+// the table are left out; at most 20,000 cells are returned.
 std::string GridJson(const Table& table, const GridBlock& block);
 
 // The variable as "velmora variables" describes it, with at most 200 labels and with its

@@ -1,7 +1,7 @@
-// The process that holds a table: it reads the file, describes the variables while nothing else is
-// asked for, answers requests and forks a child for each analysis. The child shares the table's
-// memory until it writes to it, so nothing is copied, and a crash or the end of a cancelled
-// analysis touches neither the table nor other analyses.
+// The process that holds a table: it reads the file, describes the variables while there are no
+// requests, answers requests and forks a child for each analysis. The child shares the table's
+// memory until it writes to it, so nothing is copied, and a crash or a cancelled analysis affects
+// neither the table nor other analyses.
 //
 // Requests carry a JSON object with "op":
 //   grid       row, rows, column, columns        -> GridJson

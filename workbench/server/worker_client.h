@@ -1,7 +1,8 @@
 // The server's side of a worker: starts the process, sends requests and hands out its answers.
 //
-//   WorkerClient worker({"credit.csv"}, [](const Frame& frame) { ... });   // what comes unasked
-//   std::string block = worker.Ask(R"({"op":"grid","row":0,"rows":50,"column":0,"columns":8})");
+//   WorkerClient worker({"credit.csv"}, [](const Frame& frame) { ... }); // frames that answer no
+//   request std::string block =
+//   worker.Ask(R"({"op":"grid","row":0,"rows":50,"column":0,"columns":8})");
 #pragma once
 
 #include <condition_variable>

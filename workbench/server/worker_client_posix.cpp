@@ -33,7 +33,7 @@ pid_t StartWorker(int socket, const std::vector<std::string>& arguments) {
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_init(&actions);
   posix_spawnattr_init(&attributes);
-  // A socket that has that number already is made inheritable by this, too.
+  // This also makes a socket inheritable that already has that number.
   posix_spawn_file_actions_adddup2(&actions, socket, kSocketOfWorker);
   posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);

@@ -72,9 +72,9 @@ class ChannelMonitor final : public RunMonitor {
   std::chrono::steady_clock::time_point last_;
 };
 
-// --- What children do
+// --- Work of children
 
-// A table whose first variables have been described, which other processes need not do again.
+// A table whose first variables have already been described.
 struct DescribedTable {
   Table table;
   int described = 0;
@@ -126,7 +126,7 @@ void SendPieces(const Channel& channel, const Frame& frame, const Json& request,
   static_cast<void>(channel.Send({"result", frame.id, pieces ? PiecesJson(*pieces) : "null"}));
 }
 
-// Files name files as the command does that runs in the folder of the data.
+// Paths in output files are those of a command that runs in the folder of the data.
 void EnterFolderOf(Table& table) {
   const std::filesystem::path file = PathOf(table.fileName);
   std::error_code unreachable;  // then the whole path is named
@@ -250,7 +250,7 @@ class FirstRowsReader {
       if (const std::optional<Table> table = ReadFirstRows(path, reading))
         static_cast<void>(channel.Send({"firstRows", 0, FirstRowsJson(*table)}));
     } catch (const std::exception&) {
-      return;  // what is wrong with the file is said by who reads the whole of it
+      return;  // the process that reads the whole file reports its error
     }
   }
 
@@ -266,7 +266,7 @@ struct Child {
   std::uint64_t request = 0;
   Channel channel;
   bool answered = false, cancelled = false;
-  std::set<std::uint64_t> asked;  // requests that it has yet to answer beside its own
+  std::set<std::uint64_t> asked;  // further requests that it has yet to answer
 };
 
 class Worker {
@@ -311,7 +311,7 @@ class Worker {
     return loaded;
   }
 
-  // Until the server is gone.
+  // Serves until the server is gone.
   int Serve() {
     for (;;) {
       std::vector<pollfd> waiting = {{channel_.Socket(), POLLIN, 0}};
@@ -348,7 +348,7 @@ class Worker {
     }
     if (op == "count") {
       if (!request.contains("missing")) return reply(CountOf(request));
-      // Further missing codes change the table, so they are applied to that of a child.
+      // Further missing codes change the table, so they are applied in a child.
       return Fork(frame, [this, &request](const Channel& channel, const Frame& asked) {
         for (const Json& option : request.at("missing"))
           ApplyMissingOption(table_, option.get<std::string>());
@@ -391,8 +391,7 @@ class Worker {
                          weight.empty() ? 0 : NamedVariable(table_, "--weight", weight));
   }
 
-  // Runs work in a child that ends afterwards. This process has one thread, so the child starts in
-  // a sound state.
+  // Runs work in a child that ends afterwards. This process has one thread, so it is safe to fork.
   void Fork(const Frame& frame, const std::function<void(Channel&, const Frame&)>& work) {
     const SocketPair ends = MakeSocketPair();
     const pid_t process = fork();

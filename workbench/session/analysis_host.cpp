@@ -76,7 +76,7 @@ void AnalysisHost::InitCommons(vlm::SharedBlock* dataSelectionTags, vlm::SharedB
   }
 }
 
-// No analysis of this host computes weighted moments in more than one way.
+// This host has only one way to compute weighted moments.
 int AnalysisHost::PutWeightedMomentsFlags(int useWeightsAsGiven, int weightedMomentsMode) {
   useWeightsAsGiven_ = useWeightsAsGiven;
   if (weightedMomentsMode == 0) return 0;
@@ -122,7 +122,7 @@ void AnalysisHost::GetDecimalSeparator(vlm::ITextSink* text) {
   AssignText(text, core_.options.decimalSeparator);
 }
 
-// Encloses the text in quotation marks and doubles those inside.
+// Puts the text in quotation marks and doubles those inside.
 void AnalysisHost::QuoteString(const char* text, int length, vlm::ITextSink* quoted) {
   Guarded([&] { AssignText(quoted, QuotedText(vlm::TextOf(text, length))); });
 }
@@ -233,7 +233,7 @@ int AnalysisHost::CreateTextDoc(int kind, const char* title, int titleLength, co
 
 vlm::IProcedure* AnalysisHost::CreateProcedure(int analysisId) {
   // Several analyses may be open: each has its own bins.
-  if (!LentPool::IsInTask()) {  // a task's analysis has made procedures before
+  if (!LentPool::IsInTask()) {  // within a task, the analysis has already made procedures
     ProcedureSettings& settings = core_.procedures->Settings();
     settings.analysisBins = analysis_.Notes().userBins;
     settings.binning = analysis_.Notes().binning;

@@ -1,5 +1,5 @@
 // The host as one analysis of the module sees it: texts, lists, documents, statistics and services
-// over the session's data. What concerns the analysis's steps and dialogs goes on to
+// over the session's data. Calls about the analysis's steps and dialogs are passed on to
 // RunningAnalysis. Nothing is thrown into the module: the session keeps an exception until the
 // outermost call has returned.
 #pragma once

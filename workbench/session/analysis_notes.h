@@ -25,11 +25,11 @@ struct LeftOutVariable {
 
 // How the session's table was read and how its variables were changed afterwards.
 struct ImportOptions {
-  std::string delimiter;  // of a text file; empty: found out
+  std::string delimiter;  // of a text file; empty: detected
   std::vector<std::string> missingTexts;
   std::vector<std::pair<std::string, std::string>> missingCodes;  // a number, or a value label
   std::vector<std::pair<std::string, Measurement>> measurements;
-  std::vector<std::string> added;  // variables that were not read
+  std::vector<std::string> added;  // variables that were added later
 };
 
 // A member of a dialog's automation object and the value that it is put.

@@ -121,7 +121,7 @@ class AnalysisObject final : public HostObject<AnalysisObject> {
     if (analysis == nullptr) Refuse("The analysis has ended.");
     return *analysis;
   }
-  // Asks the reporter; meanwhile this analysis is the one that the session works with.
+  // Calls the reporter; meanwhile the session treats this analysis as its latest.
   template <typename Ask>
   auto AskReporter(Ask ask) const {
     const auto core = LockedCore(core_);

@@ -33,8 +33,8 @@ constexpr std::int64_t kFewestFarCases = 128;
 constexpr std::int64_t kMostFarCases = 256;
 
 // Eight columns to be transposed into cases, and eight whose values are prefetched meanwhile: each
-// column is a place of its own in memory, where the prefetchers of the processor do not start in
-// time.
+// column is in a different place in memory, and the prefetchers of the processor start too late
+// there.
 struct Tile {
   const double* const* columns;
   std::size_t first;  // case, from 0
@@ -161,8 +161,8 @@ bool CaseReader::SetList(const int* variableNumbers, int variableCount) {
   const auto caseBytes = static_cast<std::int64_t>(std::max<std::size_t>(tiles, 1) * kTile * sizeof(double));
   isNear_ = tiles <= kNearTiles;
   blockCases_ = isNear_ ? kNearCases : std::clamp(kFarBytes / caseBytes, kFewestFarCases, kMostFarCases);
-  // The last tile is filled up with the last column, and followed by a tile of it that can be
-  // prefetched; what a row holds after its values has no meaning.
+  // The last tile is padded with the last column and followed by a further tile of it, which can be
+  // prefetched. The entries of a row after its values have no meaning.
   if (tiles > 0) listColumns_.resize((tiles + 1) * kTile, listColumns_.back());
   // One more line, so that the lines of a case fall into different sets of the caches.
   tileStride_ = (static_cast<std::size_t>(blockCases_) + 1) * kTile;

@@ -15,8 +15,7 @@
 
 namespace velmora {
 
-// What cases are read from. The columns are the owner's and stay where they are while a reader
-// looks at them.
+// The source of the cases. Its owner keeps the columns in place while a reader uses them.
 struct CaseSource {
   std::vector<const double*> columns;  // of variable 1, 2, ...; caseCount values each
   std::int64_t caseCount = 0;
@@ -43,7 +42,7 @@ class CaseReader {
     *weight = 1.0;
     if (source_.selected != nullptr && !source_.selected->Contains(caseIndex)) return kSkip;
     if (source_.weights != nullptr && !TakeWeight(caseIndex, weight)) return kSkip;
-    // A list at the same address is compared again only now and then while its cases rise.
+    // A list at the same address is compared again only now and then while case numbers rise.
     const bool continues = variableNumbers == listPlace_ && caseIndex > lastCase_ &&
                            caseIndex < comparedUpTo_ &&
                            static_cast<std::size_t>(variableCount) == list_.size();
@@ -79,7 +78,7 @@ class CaseReader {
 
   CaseSource source_;
   std::vector<int> list_;
-  const int* listPlace_ = nullptr;          // where the caller keeps it
+  const int* listPlace_ = nullptr;          // the caller's list
   std::int64_t comparedUpTo_ = 0;           // the case from which on it is compared again
   std::vector<const double*> listColumns_;  // in whole tiles
   std::unique_ptr<void, void (*)(void*)> memory_{nullptr, [](void* block) { FreeLarge(block); }};

@@ -60,7 +60,7 @@ class DocumentAdapter : public vlm::Counted<Self, Interface> {
   ObjectReference object_;
   int subjectNumber_;
   bool shown_ = false;
-  bool failed_ = false;  // part of it is lost
+  bool failed_ = false;  // a part of the document is lost
 };
 
 class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm::ISpreadsheet, Sheet> {
@@ -95,7 +95,7 @@ class SpreadsheetAdapter final : public DocumentAdapter<SpreadsheetAdapter, vlm:
   void SetColumnLongName(int columnNumber, const char* text, int length) override {
     Try([&] {
       const std::string_view longName = vlm::TextOf(text, length);
-      // A text that is not a formula stays as a name that begins with "=".
+      // A text that is not a valid formula is kept as a name that begins with "=".
       const bool isFormula = longName.starts_with('=') && body_->SetFormula(columnNumber, longName).empty();
       if (!isFormula) body_->SetColumnLongName(columnNumber, longName);
     });

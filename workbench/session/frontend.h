@@ -19,7 +19,7 @@ class Frontend : public DialogFrontend {
   virtual void ProgressStep(int /*step*/) {}
   virtual void ProgressClosed() {}
   // Whether leaving the results of an analysis leads back to its startup dialog, with the choices
-  // made there, also where the module would end the analysis.
+  // made there, even where the module would end the analysis.
   virtual bool ReturnsToStartup() const { return false; }
   // True once the display's cancel button was pressed. Asked as often as ProgressStep is called.
   virtual bool CancelPressed() { return false; }

@@ -1,4 +1,4 @@
-// Bundles, values and labels of the input table. Nothing throws towards the module.
+// Bundles, values and labels of the input table. Nothing is thrown into the module.
 #include "workbench/session/input_spreadsheet.h"
 
 #include <algorithm>
@@ -171,7 +171,7 @@ int InputSpreadsheet::AddVariable(const char* name, int nameLength, const char* 
   try {
     Column column;
     const std::string wanted(vlm::TextOf(name, nameLength));
-    // A variable saved again gets a name of its own, so none of the user's is replaced.
+    // A variable that is saved again gets a new name, so that none of the user's is replaced.
     column.name = core_.UnusedVariableName(
         wanted.empty() ? "Var" + std::to_string(core_.table.VariableCount() + 1) : wanted);
     column.longName = vlm::TextOf(description, descriptionLength);

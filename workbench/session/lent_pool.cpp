@@ -7,11 +7,11 @@
 namespace velmora {
 namespace {
 
-// The frontend is asked for a cancel at most this often.
+// How often the frontend is asked for a cancel at most.
 constexpr auto kPollInterval = std::chrono::milliseconds(20);
 
 struct RunningTask {
-  WorkerPool* pool = nullptr;  // null: none runs on the thread
+  WorkerPool* pool = nullptr;  // null: the thread runs no task
   std::vector<std::function<void()>>* deferred = nullptr;
 };
 thread_local RunningTask runningTask;
@@ -40,7 +40,7 @@ int LentPool::Run(vlm::IPoolTask* task, int count) try {
         const auto now = std::chrono::steady_clock::now();
         if (now < nextPoll) return true;
         nextPoll = now + kPollInterval;
-        // The module's answer is that of the session's thread, not of a task that runs there.
+        // The module calls this on the session's thread, not as part of the task that runs there.
         const RunningTask before = std::exchange(runningTask, {});
         const bool stopped = task->IsStopped() != 0;
         runningTask = before;

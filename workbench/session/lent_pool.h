@@ -1,5 +1,5 @@
-// The session's threads as the module borrows them, and what its tasks may not do off the session's
-// thread: it is put off until they have ended.
+// The session's threads, lent to the module. Actions that its tasks may not do on other threads are
+// deferred until the tasks have ended.
 #pragma once
 
 #include <functional>
@@ -32,7 +32,7 @@ class LentPool final : public vlm::IWorkerPool {
   // Keeps action until the run of the calling thread's task has ended: actions are done in the
   // order of the tasks, on the thread that called Run.
   static void Defer(std::function<void()> action);
-  // Whether the calling thread's task shall end.
+  // Whether the task of the calling thread should end.
   static bool IsStopping();
 
  private:

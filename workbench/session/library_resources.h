@@ -8,7 +8,8 @@
 
 namespace velmora {
 
-// instance: what IAnalysis::GetLibInstance gave. The result must go before the module is unloaded.
+// instance: what IAnalysis::GetLibInstance gave. The result must be released before the module is
+// unloaded.
 [[nodiscard]] std::shared_ptr<vlm::IModuleResources> ModuleResourcesOf(void* instance);
 
 }  // namespace velmora

@@ -3,7 +3,7 @@
 namespace velmora {
 
 std::shared_ptr<vlm::IModuleResources> ModuleResourcesOf(void* instance) {
-  // The module's own.
+  // The object is the module's own.
   return {static_cast<vlm::IModuleResources*>(instance), [](vlm::IModuleResources*) {}};
 }
 

@@ -79,7 +79,7 @@ void HostLog::LogEntry(const char* text, int length, unsigned processId, unsigne
     lines_.push_back(std::move(line));
     if (lines_.size() > kMaximumLines) lines_.pop_front();
   } catch (...) {
-    // A log that cannot grow loses the entry.
+    // When the log cannot grow, the entry is lost.
   }
 }
 
@@ -99,8 +99,8 @@ void SetApplicationLog(HostLog* log) { applicationLog = log; }
 
 extern "C" {
 
-// The system's registry stays as it is: a user who runs an analysis has asked for no registration.
-// The automation server's registration writes the library there (windows/server_windows.h).
+// The system's registry is left alone: running an analysis does not ask for a registration. The
+// automation server's registration writes the library there (windows/server_windows.h).
 VELMORA_EXPORT int QvdOleRegisterTypeLib(void* /*moduleInstance*/, const char* libraryId,
                                          const char* /*subPath*/, const char* /*helpFolder*/) {
   return libraryId == nullptr || *libraryId == '\0' ? 1 : 0;

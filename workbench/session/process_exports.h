@@ -1,4 +1,4 @@
-// The functions that a module looks up in the host's process by name, and what they feed: the
+// The functions that a module looks up in the host's process by name, and the logs behind them: the
 // application's log and the log cache.
 #pragma once
 

@@ -13,10 +13,10 @@ namespace velmora {
 
 class RecentFiles {
  public:
-  // Without a name the list is empty and stays so.
+  // Without a file name the list is always empty.
   explicit RecentFiles(std::filesystem::path list) : list_(std::move(list)) {}
 
-  // The latest first.
+  // The files, the latest first.
   [[nodiscard]] std::vector<std::filesystem::path> Read() const;
   // Puts a file first; the list keeps ten. A list that cannot be written stays as it was.
   void Remember(const std::filesystem::path& file) const;

@@ -38,7 +38,7 @@ RunningAnalysis::~RunningAnalysis() {
       Misbehaved("The analysis did not release " + std::to_string(services.BlocksInUse()) +
                  " blocks of memory (" + std::to_string(services.BytesInUse()) + " bytes).");
     } catch (...) {
-      // There is no memory for the sentence.
+      // There is no memory for the sentence, so it is dropped.
     }
   }
 }
@@ -52,7 +52,7 @@ bool RunningAnalysis::EnterSteps(int step) {
   }
   int stepCount = 0;
   const vlm::SequenceStep* const table = analysis_->GetSequenceTable(&stepCount);
-  // A table that leads in circles ends after as many steps as it has.
+  // A table whose steps form a circle ends after as many steps as it has.
   for (int entered = 0; step != 0 && entered <= stepCount; ++entered) {
     const vlm::SequenceStep* const found = std::find_if(
         table, table + stepCount, [&](const vlm::SequenceStep& entry) { return entry.step == step; });

@@ -12,8 +12,8 @@
 //
 // Who owns what: SessionCore holds the data, the workbook and the list of analyses; a
 // RunningAnalysis the steps and the dialogs of one of them, with AnalysisHost as the host that its
-// module sees; AnalysisNotes what is known of its run besides its settings; HostProcedures the
-// trees and tables that the module asks the host for.
+// module sees; AnalysisNotes facts about its run besides its settings; HostProcedures the trees and
+// tables that the module asks the host for.
 //
 // The module belongs to one thread, the one that made the session: a call on another one throws
 // std::logic_error.
@@ -45,7 +45,7 @@ class ModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Of the scripts that the session writes: that of the scripts that drive it.
+// The language of the scripts that the session writes: that of the scripts that drive it.
 enum class ScriptLanguage { kPython, kVBScript };
 
 struct SessionOptions {
@@ -56,7 +56,7 @@ struct SessionOptions {
   int rowNameWidth = 32;       // longest row name of an output spreadsheet, 8 to 40 characters
   std::string decimalSeparator = ".";
   ScriptLanguage scriptLanguage = ScriptLanguage::kPython;
-  int threads = 0;  // that work at once; 0: one for each processor, 1: the session's own alone
+  int threads = 0;  // that work at once; 0: one for each processor, 1: only the session's own
 };
 
 struct ProcedureSettings;
@@ -74,8 +74,8 @@ class Session {
   // while an analysis reads the cases.
   void SetTable(Table table, ImportOptions importOptions = {});
   const Table& Data() const;
-  // Drops the cells of all other variables, which keep their names and labels, and makes those of
-  // these the session's own.
+  // Drops the cells of all other variables, which keep their names and labels, and copies borrowed
+  // cells of these.
   void KeepCellsOf(const std::set<int>& variableNumbers);
   // From now on the variable, whose values all have labels, holds the labels as texts and is saved
   // with them.
@@ -106,8 +106,8 @@ class Session {
   AutomationClient ResultsDialog();
   // Results of the analysis started last: null until a run has succeeded.
   vlm::IFeatureSelectionResults* FeatureSelectionResults();
-  // Closes the dialogs of the analysis started last and destroys it; inside a command of its own,
-  // when the command has returned. Handles stay valid; their calls fail.
+  // Closes the dialogs of the analysis started last and destroys it; inside one of its commands,
+  // once that has returned. Handles stay valid; their calls fail.
   void EndAnalysis();
 
   vlm::IScreeningResults* ScreeningResults();

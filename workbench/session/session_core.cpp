@@ -76,7 +76,7 @@ void SessionCore::ConnectProcedures() {
     };
     LentPool::IsInTask() ? LentPool::Defer(show) : show();
   };
-  // A frontend may have to look at its windows for an answer, so it is not asked at every call.
+  // A frontend may have to process its windows' messages, so it is not asked at every call.
   environment.checkpoint = [self, next = std::chrono::steady_clock::time_point()]() mutable {
     if (LentPool::IsInTask()) {
       if (LentPool::IsStopping()) throw Cancelled();
@@ -149,7 +149,7 @@ void SessionCore::EndCall() noexcept {
     --callDepth;
     return;
   }
-  // Steps entered here run at depth 1: the next round finds what they defer.
+  // Steps entered here run at depth 1: the next round runs what they defer.
   try {
     for (bool more = true; more;) {
       more = false;
@@ -208,7 +208,7 @@ void SessionCore::ReplaceTable(Table newTable) {
   selected.reset();
   weightVariable = 0;
   DataChanged();
-  // A short form never looks like a variable that is shown by its own name.
+  // A short form must not equal the name of a variable that is shown in full.
   for (const Column& column : table.columns) {
     if (column.name.size() <= static_cast<std::size_t>(kColumnNameWidth))
       home->workbook->shortNames.Reserve(column.name);

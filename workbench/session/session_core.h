@@ -94,7 +94,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::string UnusedVariableName(const std::string& name) const;
   void AddBundle(const std::string& name, const std::vector<int>& variableNumbers);
 
-  // Shown by the frontend, and kept until the next outermost call.
+  // Shows the notice by the frontend and keeps it until the next outermost call.
   void Notice(std::string_view text) {
     notices.emplace_back(text);
     frontend.Notice(text);
@@ -113,7 +113,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
 
   Table table;
   CaseSelectionText selectionText;
-  std::optional<CaseBitmap> selected;  // nothing: all cases are used
+  std::optional<CaseBitmap> selected;  // none: all cases are used
   int weightVariable = 0;
   ImportOptions importOptions;  // of the table
   std::uint64_t dataVersion = 1;
@@ -137,7 +137,7 @@ class SessionCore : public std::enable_shared_from_this<SessionCore> {
   std::exception_ptr keptException;
   std::vector<std::string> notices;        // notices and messages of the outermost call
   std::vector<std::string> latestNotices;  // of the latest outermost call before it that made any
-  RunningAnalysis* inquiry = nullptr;      // whose results are asked for: the latest while they are
+  RunningAnalysis* inquiry = nullptr;      // counts as the latest while its results are read
 };
 
 // Counts a call into the module; deferred actions run at its end.

@@ -25,7 +25,7 @@ constexpr int kShownSteps = 200;
 int SessionServices::GetNbVars() { return core_.table.VariableCount(); }
 
 int SessionServices::GetNbCases() {
-  return static_cast<int>(core_.table.caseCount);  // the session takes no longer table
+  return static_cast<int>(core_.table.caseCount);  // the session refuses longer tables
 }
 
 void SessionServices::getmd5(int variableNumber, double* missingCode) {
@@ -195,7 +195,7 @@ int SessionServices::pcancel() {
   return cancelPressed_ || core_.procedureCancelled;
 }
 
-// Nobody but the progress display cancels a run.
+// A run is cancelled only by the progress display.
 int SessionServices::IsExternallyCancelled() { return 0; }
 
 vlm::IIterDisplay* SessionServices::GetIterDisplay() { return nullptr; }
@@ -209,7 +209,7 @@ void SessionServices::LoadText(int number, vlm::ITextSink* text) {
 
 void SessionServices::SwitchNoticeDisplay(int on) { noticesOn_ = on != 0; }
 
-// Every notice is kept with the documents; whether it is shown as well is the module's to switch.
+// Every notice is kept with the documents; the module decides whether it is also shown.
 void SessionServices::ShowNotice(const char* text, int length) {
   try {
     if (LentPool::IsInTask()) {

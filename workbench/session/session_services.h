@@ -1,4 +1,4 @@
-// What an engine sees of the session: cases, memory, progress, cancellation, texts and distribution
+// The session as an engine sees it: cases, memory, progress, cancellation, texts and distribution
 // functions.
 #pragma once
 
@@ -42,7 +42,7 @@ class SessionServices final : public vlm::IEngineServices,
   int GetNbCases() override;
   void getmd5(int variableNumber, double* missingCode) override;
   // A case is skipped when the selection leaves it out or its weight is missing; a negative weight
-  // is handed on.
+  // is passed on.
   short cstrtw_ex_Long(int mode, int caseNumber, const int* variableNumbers, int variableCount,
                        double* values, int* weighted, double* weight, int* reserved) override;
   void GetVarNameEx(int kind, int variableIndex, vlm::ITextSink* name) override;
@@ -95,7 +95,7 @@ class SessionServices final : public vlm::IEngineServices,
   bool noticesOn_ = true;
   int stepCount_ = 0;
   int nextShownStep_ = 0;                            // steps below it are not shown
-  std::chrono::steady_clock::time_point lastAsked_;  // whether the user has cancelled
+  std::chrono::steady_clock::time_point lastAsked_;  // when the frontend was last asked for a cancel
 };
 
 }  // namespace velmora

@@ -17,7 +17,7 @@ constexpr char kCountVariable[] = "CountVariable";
 
 bool IsNumber(const std::string& text) { return vlm::ParseNumber<double>(text).has_value(); }
 
-// How the statements of a settings script read in one language. Lines come without their ends.
+// Writes the statements of a settings script in one language, as lines without their ends.
 class Dialect {
  public:
   virtual ~Dialect() = default;
@@ -245,7 +245,7 @@ class ScriptWriter {
     return IsNumber(text) ? Variant(text).AsInt() : 0;
   }
 
-  // Lists of numbers, or the text that the dialog answers: "1 | | 2-5 | 6".
+  // Lists of numbers, or the text that the dialog gives: "1 | | 2-5 | 6".
   std::vector<std::vector<int>> Lists(const Variant& value) const {
     std::vector<std::vector<int>> lists;
     if (value.Type() == vlm::kAutomationArray) {

@@ -1,5 +1,5 @@
-// A dialog's window for scripts: every control by its number, as a user at the window has it. The
-// dialog's own automation object has named members instead; both lead to the same commands.
+// A dialog's window for scripts: every control by its number, as a user sees it. The dialog's own
+// automation object has named members instead; both lead to the same commands.
 #include <algorithm>
 #include <optional>
 #include <utility>

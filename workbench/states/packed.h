@@ -23,11 +23,11 @@ using Packed = nlohmann::json;
 std::string Sealed(const Packed& state);
 // The header with its length and checksum, then the body.
 std::string SealedBody(std::string_view body);
-// Throws DataError for bytes that are damaged, cut short, of another version or no state at all.
+// Throws DataError for bytes that are damaged, cut short, from another version, or not a state.
 Packed Unsealed(std::string_view bytes);
 
 Packed PackDoubles(std::span<const double> values);
-// Throws DataError, as the functions below do, for anything that the others did not make.
+// Throws DataError, like the functions below, for anything that the packing functions did not make.
 std::vector<double> UnpackDoubles(const Packed& packed);
 // Whole numbers from 0 on in one to nine bytes each.
 Packed PackCounts(std::span<const double> counts);

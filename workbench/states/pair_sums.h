@@ -1,5 +1,5 @@
-// What the second pass knows of one predictor and one outcome: sums of the cases in each group of
-// the predictor, by class of the outcome or with the moments of a measured one.
+// The second pass over one predictor and one outcome: sums of the cases in each group of the
+// predictor, by class of the outcome or with the moments of a measured one.
 //
 //   Grouping age = ...;                       // intervals, by the first pass
 //   std::vector<std::uint32_t> groupOf = age.Assign(column, cases);
@@ -24,7 +24,7 @@ inline constexpr std::uint32_t kNoGroup = std::numeric_limits<std::uint32_t>::ma
 struct Grouping {
   std::string variable;
   bool isText = false;
-  std::vector<double> highest;      // of each group, ascending; the last one takes nothing above
+  std::vector<double> highest;      // of each group, ascending; larger values are in no group
   std::vector<std::string> levels;  // of texts, ascending by bytes
 
   std::uint32_t Count() const { return static_cast<std::uint32_t>(isText ? levels.size() : highest.size()); }

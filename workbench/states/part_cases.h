@@ -1,4 +1,4 @@
-// The cases of one part of the data and what each of them counts.
+// The cases of one part of the data and the weight of each.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ struct CaseRules {
   std::vector<std::string> complete;    // variables that a case must have values of
   std::string response;                 // a case needs a value of it; empty: none
   std::vector<std::string> codes;       // one of these, as texts; empty: any
-  // Of data that have been counted already, by a database: how many cases a row is, and the sum of
-  // their squared weights, where weight and count are the sums of theirs. Empty: each row is a case.
+  // For data that a database has already counted, whose weight and count are sums: the columns with
+  // the number of cases of a row and the sum of their squared weights. Empty: each row is a case.
   // Counted parts have the columns of one variable, or of a predictor and an outcome, or none of
   // them.
   std::string cases, squares;

@@ -1,4 +1,4 @@
-// The distinct values of a variable with what their cases count, in bounded memory.
+// The distinct values of a variable with the mass of their cases, in bounded memory.
 //
 //   ValueCells cells(6400);
 //   cells.Add(42.5, 1, 1);
@@ -45,12 +45,12 @@ class ValueCells {
   static ValueCells Unpack(const Packed& packed);
 
  private:
-  // Counted cells are ascending and final as far as they go; pending ones are in any order.
+  // Counted cells are ascending and complete, except for pending ones, which are in any order.
   void Settle() const;
   std::uint64_t KeyOf(double value) const;
 
   std::size_t most_;
-  mutable int shift_ = 0;  // bits that are not looked at
+  mutable int shift_ = 0;  // low bits that are ignored
   mutable std::vector<ValueCell> cells_, pending_;
 };
 

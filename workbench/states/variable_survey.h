@@ -4,7 +4,7 @@
 //   VariableSurvey survey("age", limits);
 //   survey.Take(column, cases);   // for every part
 //   survey.Merge(otherParts);
-//   Column column = survey.Representative({});   // its values, each once; measurement inferred
+//   Column column = survey.Representative({}); // its values, each once; with its measurement
 #pragma once
 
 #include <map>
@@ -41,7 +41,7 @@ class VariableSurvey {
   const std::string& Name() const { return name_; }
   Kind HoldsKind() const { return kind_; }
   bool HasTooManyLevels() const { return tooManyLevels_; }
-  // Of the used cases.
+  // The values of the used cases.
   const ValueCells& Cells() const { return used_; }
   const std::map<std::string, LevelCount>& Levels() const { return levels_; }
   const ranking::Moments& UsedMoments() const { return moments_; }
@@ -52,7 +52,7 @@ class VariableSurvey {
   std::size_t Distinct() const;
 
   // The variable with each of its used values once, labels of all its texts, and measurement and
-  // role as they are inferred from all cases. declared: what the user calls it.
+  // role as they are inferred from all cases. declared: the measurement that the user declares.
   Column Representative(std::optional<Measurement> declared) const;
 
   Packed Pack() const;

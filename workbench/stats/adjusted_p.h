@@ -15,8 +15,9 @@ enum class Adjustment {
   kNone
 };
 
-// logP: natural logarithms, NaN where nothing was tested, which counts as no test. Returns
-// logarithms in the same order, NaN likewise. Logarithms keep apart what is too small for a double.
+// logP: natural logarithms, NaN where nothing was tested, which does not count as a test. Returns
+// logarithms in the same order, NaN likewise. Logarithms distinguish probabilities that are too
+// small for a double.
 std::vector<double> AdjustLogP(std::span<const double> logP, Adjustment adjustment);
 
 }  // namespace velmora::stats

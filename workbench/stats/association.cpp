@@ -17,7 +17,7 @@ constexpr double kSmallExpected = 5;
 // A table without its empty rows and columns, as shares of the whole.
 struct Shares {
   std::size_t rows = 0, columns = 0;
-  double cases = 0;  // what the shares are shares of
+  double cases = 0;  // the number of cases that the shares refer to
   std::vector<double> cell, row, column;
   std::vector<double> squaredWeight;  // sum w^2 / (sum w)^2 of each cell; empty without weights
   std::vector<std::size_t> place;     // of each cell in the sums
@@ -257,7 +257,7 @@ void TestWeightedTable(const Shares& shares, const CellSums& sums, Association& 
     result.logP = result.testStatistic = kNaN;
     return;
   }
-  // Satterthwaite's approximation of the sum by one F (Thomas and Rao 1987,
+  // Satterthwaite's approximation of the sum by a single F (Thomas and Rao 1987,
   // doi:10.1080/01621459.1987.10478472).
   const double known = sums.design.degreesOfFreedom > 0 ? sums.design.degreesOfFreedom : shares.cases - 1;
   result.testDf1 = effects.sum * effects.sum / effects.sumOfSquares;
@@ -306,8 +306,9 @@ MeanTotals TotalsOf(const GroupSums& sums) {
   return totals;
 }
 
-// Mean of the design effects of the contrasts between the group means: their sum of squares' mean
-// under equal means over what a simple random sample has. scale: of weights with mean 1.
+// Mean of the design effects of the contrasts between the group means: the expected sum of squares
+// between groups with equal means, relative to that of a simple random sample. scale: of weights
+// with mean 1.
 double MeanDesignEffect(const GroupSums& sums, const MeanTotals& totals, double cases) {
   const std::size_t size = sums.weights.size();
   const double between = static_cast<double>(totals.groups) - 1;
@@ -357,7 +358,8 @@ void TestWeightedMeans(const GroupSums& sums, double cases, Association& result)
       mean += step / precision;
       wald += (sums.means[g] - mean) * step;
     }
-    // A group of one case, or of equal values, shows no variance: the within variance serves all.
+    // A group of one case, or of equal values, shows no variance: the variance within all groups is
+    // used instead.
     if (!varies) wald = result.statistic * result.df1 / result.designEffect;
   } else {
     std::vector<std::size_t> used;
@@ -381,7 +383,7 @@ void TestWeightedMeans(const GroupSums& sums, double cases, Association& result)
       factor.Solve(difference.data());
       for (const double entry : difference) wald += entry * entry;
     } else {
-      // As where a group shows no variance.
+      // As above where a group shows no variance.
       wald = result.statistic * result.df1 / result.designEffect;
     }
   }

@@ -17,11 +17,11 @@ namespace velmora::stats {
 
 inline constexpr double kEffectLevel = 0.95;  // of the intervals of effects
 
-// Cases are sampled with replacement: by themselves, or in clusters within strata. The covariance
-// of estimates is then a sum over clusters, whose number says how well it is known.
+// Cases are sampled with replacement: individually, or in clusters within strata. The covariance of
+// estimates is then a sum over clusters, whose number says how well it is known.
 struct DesignCovariance {
-  // Of cell shares, or group means, as a full matrix in the order of the sums; empty: from the sums
-  // of squared weights.
+  // The covariance of cell shares, or of group means, as a full matrix in the order of the sums;
+  // empty: it follows from the sums of squared weights.
   std::vector<double> matrix;
   // With strata or clusters: the matrix is needed, and its absence means too many cells.
   bool isClustered = false;
@@ -51,7 +51,7 @@ struct GroupSums {
   std::vector<double> squaredWeights;         // empty: every weight is 1
   std::vector<double> squaredWeightsSquares;  // sums of w^2 (y - mean)^2; as long as squaredWeights
   double cases = 0;                           // with weights: how many cases were drawn
-  double rounding = 0;                        // of one value: an outcome that varies less is constant
+  double rounding = 0;                        // of a value; an outcome that varies less is constant
   DesignCovariance design;
 };
 
@@ -70,7 +70,7 @@ struct Association {
   // (doi:10.1073/pnas.21.9.554). lower, upper: its 95 % interval.
   double effect = 0, lower = 0, upper = 0;
 
-  // What p comes from: chi-square or F, or with weights Rao and Scott's F or Wald's F.
+  // The test behind p: chi-square or F, or with weights Rao and Scott's F or Wald's F.
   double testStatistic = 0, testDf1 = 0, testDf2 = 0;  // testDf2 0: chi-square
   double logP = 0;                                     // natural logarithm
   // Variance of the estimates relative to a simple random sample of as many cases: 1 without

@@ -1,4 +1,4 @@
-// How the functions of Boost.Math behave here: results that have no value are NaN or infinite, none
+// The policy for the functions of Boost.Math: undefined results are NaN or infinite, no function
 // throws, and doubles are not promoted to long double, whose size differs between systems.
 #pragma once
 

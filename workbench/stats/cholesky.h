@@ -1,4 +1,4 @@
-// The Cholesky factor of a small symmetric positive definite matrix, and what tests need of it.
+// The Cholesky factor of a small symmetric positive definite matrix, and solutions by it.
 #pragma once
 
 #include <cmath>

@@ -27,9 +27,10 @@ struct SurveyDesign {
   bool IsPlain() const { return clusters.empty(); }
 };
 
-// The covariance of the sums over all cases of what contribute(i, add) adds to `size` entries, less
-// the case's total contribution times offset (empty: zeros), which makes linearised shares of
-// totals. size x size. A stratum of one cluster counts with the square of the cluster's total.
+// The covariance of sums over all cases. contribute(i, add) adds a case's part to some of `size`
+// entries; from that the case's total contribution times offset (empty: zeros) is subtracted, which
+// turns totals into linearised shares. size x size. A stratum of one cluster counts with the square
+// of the cluster's total.
 template <typename Contribute>
 std::vector<double> ClusterCovariance(const SurveyDesign& design, std::size_t size, Contribute contribute,
                                       std::span<const double> offset = {}) {

@@ -32,7 +32,7 @@ class TableFiller {
     return table_.counts.data() + table_.counts.size() - Width();
   }
 
-  // Adds totals; rows without cases go.
+  // Adds totals and drops rows without cases.
   Crosstab Finish() {
     Crosstab kept;
     kept.columnCodes = table_.columnCodes;

@@ -71,7 +71,7 @@ void AddLimits(double confidence, Summary& summary) {
   summary.upperLimit = summary.mean + reach;
 }
 
-// sum: of the weighted values. Where it is beyond all doubles, the mean need not be.
+// sum: of the weighted values. It may overflow although the mean does not.
 double MeanFrom(double sum, double weight, std::span<const double> values, std::span<const double> weights) {
   if (std::isfinite(sum)) return sum / weight;
   double share = 0;
@@ -85,7 +85,7 @@ double MeanFrom(double sum, double weight, std::span<const double> values, std::
 void Finish(double mean, double rest, double confidence, Summary& summary) {
   if (!std::isfinite(rest)) rest = 0;  // deviations beyond all doubles leave the mean as it is
   summary.squares -= rest * rest / summary.weight;
-  if (summary.squares < 0) summary.squares = 0;  // rounding; not a number stays so
+  if (summary.squares < 0) summary.squares = 0;  // by rounding; a NaN is kept
   summary.mean = summary.minimum == summary.maximum ? summary.minimum : mean + rest / summary.weight;
   if (summary.minimum == summary.maximum) summary.squares = 0;
   AddLimits(confidence, summary);
@@ -168,7 +168,7 @@ Breakdown BreakDownPlainly(std::span<const double> values, std::span<const std::
   return breakdown;
 }
 
-// value x 2^-exponent, exact but for values that vanish beside the largest.
+// value x 2^-exponent, exact except for values that are negligible beside the largest.
 std::vector<double> Scaled(std::span<const double> values) {
   double largest = 0;
   for (const double value : values) largest = std::max(largest, std::fabs(value));

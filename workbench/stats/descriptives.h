@@ -26,12 +26,12 @@ struct Summary {
   double squares = 0;  // sum of squares about the mean
   double minimum = kNone;
   double maximum = kNone;
-  // Of the mean, from Student's t with weight - 1 degrees of freedom.
+  // Limits of the mean, from Student's t with weight - 1 degrees of freedom.
   double lowerLimit = kNone;
   double upperLimit = kNone;
-  // Smallest value with at least the share of the weight at or below it, averaged with the next
-  // value where that is exactly the share (definition 2 of Hyndman and Fan 1996,
-  // doi:10.2307/2684934). Only on request.
+  // The smallest value with at least the share of the weight at or below it, averaged with the next
+  // value if it is exactly the share (definition 2 of Hyndman and Fan 1996, doi:10.2307/2684934).
+  // Only on request.
   double lowerQuartile = kNone;
   double median = kNone;
   double upperQuartile = kNone;
@@ -39,7 +39,7 @@ struct Summary {
 
 struct SummaryOptions {
   bool quartiles = false;
-  bool ascending = false;  // the values are: quartiles need no search
+  bool ascending = false;  // the values are ascending, so quartiles need no search
   double confidence = 0.95;
 };
 

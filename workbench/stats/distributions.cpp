@@ -17,7 +17,7 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-// Degrees of freedom beyond those of any data are moved to where the series still converge.
+// Degrees of freedom beyond those of any data are moved to where the series still converges.
 double Bounded(double df) { return df < 1e-8 ? 1e-8 : df > 1e12 ? kInfinity : df; }
 
 // Below this a tail is formed as a logarithm: doubles lose digits under 1e-308.
@@ -79,7 +79,8 @@ double LogUpperGamma(double a, double z) {
 }
 
 // ln I_x(a, b), the regularized incomplete beta function, for x well below a / (a + b) (Abramowitz
-// and Stegun 1964, 26.5.8). logX and logRest: ln x and ln(1 - x), which keep digits that x has not.
+// and Stegun 1964, 26.5.8). logX and logRest: ln x and ln(1 - x), which keep digits that x itself
+// lacks.
 double LogLowerBeta(double a, double b, double x, double logX, double logRest) {
   const double fraction = ContinuedFraction(1, [&](int m, double& numerator, double& denominator) {
     const double half = m / 2;

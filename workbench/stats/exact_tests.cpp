@@ -71,7 +71,7 @@ double FisherP(double a, double b, double c, double d) {
     return -logs(x) - logs(row - x) - logs(column - x) - logs(total - row - column + x);
   };
   const double observed = logP(static_cast<std::int64_t>(a));
-  // Relative to the table, so that nothing underflows before it is added up.
+  // Probabilities are relative to that of the table, so that none underflows before it is added.
   double extreme = 0, all = 0;
   for (std::int64_t x = std::max<std::int64_t>(0, row + column - total); x <= std::min(row, column); ++x) {
     const double relative = std::exp(logP(x) - observed);

@@ -4,9 +4,9 @@
 //   std::vector<GroupMoments> groups = CollectMoments<false>(count, origin, forEach);
 //   groups[0].Merge(groups[1]);   // neighbours joined, or the same group of another part
 //
-// Means first, then deviations from them, both taken from the first value of the group: what is lost
-// depends on the spread of the values, not on how far from zero they are, and equal values have no
-// deviation at all.
+// Means first, then deviations from them, both taken from the first value of the group: the
+// rounding depends on the spread of the values, not on their distance from zero, and equal values
+// have no deviation at all.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace velmora::stats {
 
-// What one case, or several equal ones, counts.
+// The mass of one case, or of several equal ones.
 struct CaseMass {
   double cases = 1, frequency = 1, weight = 1;
   double squares = 1;  // frequency times the squared weight of one

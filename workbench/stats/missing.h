@@ -17,11 +17,11 @@ using vlm::OrderedBits;
 inline constexpr std::int64_t kUlpTolerance = vlm::kToleranceUlps;
 inline constexpr std::int64_t kInfinityImage = 0x7FF0000000000000;
 
-// The images that count as missing, as one interval, so that a test is one subtraction and one
-// comparison. A code that is not finite equals no value.
+// The ordered bits of the missing values, as one interval, so that a test takes one subtraction and
+// one comparison. A code that is not finite equals no value.
 struct MissingRange {
   std::int64_t first = 1;
-  std::uint64_t width = 0;  // the number of images, 0 when there is none
+  std::uint64_t width = 0;  // how many doubles count as missing; 0: none
 
   MissingRange() = default;
   explicit MissingRange(double code) {

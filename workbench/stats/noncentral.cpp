@@ -23,7 +23,7 @@ double NormalCdf(double z) { return 0.5 * std::erfc(-z / std::numbers::sqrt2); }
 double LugannaniRice(double s, double exponent, double curvature) {
   const double w = std::copysign(std::sqrt(2 * std::max(exponent, 0.0)), s);
   const double v = s * std::sqrt(curvature);
-  // At the mean both terms are infinite, and the median of so large a variable is near its mean.
+  // At the mean both terms are infinite; the median of a variable this large is near its mean.
   if (std::fabs(w) < 1e-5) return 0.5;
   const double density = std::exp(-w * w / 2) / std::sqrt(2 * std::numbers::pi);
   return NormalCdf(w) + density * (1 / w - 1 / v);

@@ -1,6 +1,6 @@
-// The noncentral chi-square and F distributions, and the noncentralities that a statistic is
-// compatible with: the way to confidence intervals of effect sizes (Steiger and Fouladi 1997, "What
-// if there were no significance tests?", chapter 9; Smithson 2003).
+// The noncentral chi-square and F distributions, and the noncentralities with which a statistic is
+// compatible, for confidence intervals of effect sizes (Steiger and Fouladi 1997, "What if there
+// were no significance tests?", chapter 9; Smithson 2003).
 //
 //   const Interval lambda = ChiSquareNoncentrality(chiSquare, df, 0.95);
 //   const double lowerV = std::sqrt(lambda.lower / (n * (std::min(rows, columns) - 1)));

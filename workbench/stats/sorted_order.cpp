@@ -15,7 +15,7 @@ namespace {
 // Digits of one counting pass: as wide as possible while the places written to stay in the caches.
 constexpr int kWideDigitBits = 11;
 constexpr int kNarrowDigitBits = 8;
-constexpr std::size_t kManyCases = 400000;  // from here on digits are narrow
+constexpr std::size_t kManyCases = 400000;  // with more cases digits are narrow
 constexpr int kMaxPasses = 4;
 constexpr std::size_t kDigitCount = std::size_t{1} << kWideDigitBits;
 constexpr std::size_t kInsertionRun = 32;  // runs up to this length are sorted by insertion
@@ -107,7 +107,7 @@ std::uint32_t CaseAt(const Cases& cases, std::size_t i) {
 }
 
 void StoreStarts(const std::int32_t* starts, std::size_t distinct, std::size_t count, SortedOrder& order) {
-  order.starts.resize(distinct + 1);  // at once: room for one more would double the memory
+  order.starts.resize(distinct + 1);  // at once, because room for one more would double the memory
   std::copy_n(starts, distinct, order.starts.begin());
   order.starts.back() = static_cast<std::int32_t>(count);
 }
@@ -139,7 +139,7 @@ void CountKeys(const Cases& cases, std::size_t range, KeyOf keyOf, SortScratch& 
   StoreStarts(starts, distinct, cases.count, order);
 }
 
-// Replaces the digit counts of one pass by first positions. False when one digit holds everything.
+// Replaces the digit counts of one pass by first positions. False when all have the same digit.
 bool PositionsOf(std::uint32_t* counts, std::size_t digits, std::size_t count) {
   std::uint32_t position = 0;
   bool moves = true;
@@ -185,7 +185,7 @@ void CountDigits(const DigitPlan& plan, std::uint32_t* counts, std::size_t count
 }
 
 // Sorts pairs (key << 32 | case) by key, stably, in counting passes from digit `pass` on, whose
-// counts are made; returns the array that holds the sorted pairs, from or to.
+// counts are given. Returns the array with the sorted pairs: from or to.
 std::uint64_t* ScatterPasses(const DigitPlan& plan, int pass, std::uint32_t* counts, std::uint64_t* from,
                              std::uint64_t* to, std::size_t count) {
   for (; pass < plan.passes; ++pass) {
@@ -209,7 +209,7 @@ void SortPairsByRadix(std::uint64_t* pairs, std::uint64_t* spare, std::uint32_t*
   if (sorted != pairs) std::copy_n(sorted, count, pairs);
 }
 
-// A run of pairs with equal top bits gets its low bits as keys and is put in order.
+// Sorts a run of pairs with equal top bits by their low bits.
 struct RunSorter {
   const double* column;
   std::int64_t minimum;
@@ -241,7 +241,7 @@ struct RunSorter {
 
 constexpr std::uint32_t KeyOf(std::uint64_t pair) { return static_cast<std::uint32_t>(pair >> 32); }
 
-// The keys hold whole values: those at most nearest apart are one value.
+// The keys hold whole values: keys at most `nearest` apart are one value.
 std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32_t nearest,
                       std::uint32_t* cases, std::int32_t* starts) {
   std::size_t distinct = 1;
@@ -250,7 +250,8 @@ std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32
   std::uint32_t previous = KeyOf(pairs[0]);
   for (std::size_t i = 1; i < count; ++i) {
     const std::uint32_t key = KeyOf(pairs[i]);
-    // The first of its value keeps this place; a repeated one is overwritten by the next.
+    // The first case of a value keeps this entry; that of a repeated value is overwritten by the
+    // next.
     starts[distinct] = static_cast<std::int32_t>(i);
     distinct += key - previous > nearest ? 1 : 0;
     previous = key;
@@ -259,7 +260,7 @@ std::size_t EmitExact(const std::uint64_t* pairs, std::size_t count, std::uint32
   return distinct;
 }
 
-// Few pairs share their top bits, or nearly: the column is read for those runs alone. nearKeys:
+// Few pairs have equal or nearly equal top bits: the column is read for those runs only. nearKeys:
 // keys further apart than this belong to values that differ by more than the tolerance.
 std::size_t EmitRuns(std::uint64_t* pairs, std::size_t count, std::uint32_t nearKeys,
                      const RunSorter& sortRun, std::uint32_t* cases, std::int32_t* starts) {
@@ -288,8 +289,8 @@ std::size_t EmitRuns(std::uint64_t* pairs, std::size_t count, std::uint32_t near
   return distinct;
 }
 
-// Many pairs share their top bits, most of them equal values: the images are fetched for all,
-// without a branch on what they are, and the few in the wrong place are inserted. Returns 0 when
+// Many pairs share their top bits, most of them equal values: the ordered bits are fetched for all,
+// without a branch on their values, and the few in the wrong place are inserted. Returns 0 when
 // that takes too many moves.
 std::size_t EmitFetched(const std::uint64_t* pairs, std::size_t count, const double* column,
                         std::uint64_t* images, std::uint32_t* cases, std::int32_t* starts) {
@@ -330,12 +331,13 @@ VELMORA_INLINE std::size_t RepeatedKeysBody(const std::uint64_t* pairs, std::siz
 VELMORA_DISPATCH(std::size_t, RepeatedKeys, (const std::uint64_t* pairs, std::size_t count), RepeatedKeysBody,
                  (pairs, count))
 
-// How keys are made from images: which low bits they leave out, and the image that they count from.
+// How keys are made from ordered bits: which low bits they drop, and the value from which they
+// count.
 struct KeyPlan {
   std::int64_t minimum = 0;
   int bits = 0;     // of the largest key
-  int dropped = 0;  // low bits of the image that are not in the key
-  // keys of whole values (dropped 0) that are no further apart are one value
+  int dropped = 0;  // low ordered bits that are not in the key
+  // keys of whole values (dropped 0) at most this far apart are one value
   std::uint32_t nearest = 0;
 };
 
@@ -412,7 +414,8 @@ void SortCases(const Cases& cases, const Survey& survey, SortScratch& scratch, S
       scratch, order);
 }
 
-// The largest doubles have images next to those of the infinities, and are no infinities.
+// The ordered bits of the largest doubles are next to those of the infinities, but their values are
+// not.
 void SeparateInfinities(std::span<const double> column, SortedOrder& order) {
   std::vector<std::int32_t> starts;
   for (std::size_t d = 0; d < order.DistinctCount(); ++d) {

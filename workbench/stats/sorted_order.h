@@ -8,12 +8,12 @@
 // and work sheets made from an order then agree with all code that compares the data with the
 // tolerance. The order inside such a run is exact.
 //
-// The top 32 bits of the values' ordered images, counted from the column's own minimum, are put in
-// order by counting passes over (bits, case) pairs of eight bytes; pairs that agree in those bits
-// are then sorted by insertion, or by a second set of counting passes over the remaining bits where
-// insertion would be slow. Columns with at most four decimals are sorted as the whole numbers that
-// they are multiples of, which leaves no pairs that agree, and counted directly where those numbers
-// have a small range.
+// The top 32 of the values' ordered bits, counted from the column's minimum, are sorted by counting
+// passes over (bits, case) pairs of eight bytes; pairs that agree in those bits are then sorted by
+// insertion, or by a second set of counting passes over the remaining bits where insertion would be
+// slow. Columns with at most four decimals are sorted as the whole numbers that they are multiples
+// of, which leaves no pairs that agree, and counted directly where those numbers have a small
+// range.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@
 
 namespace velmora::stats {
 
-// Memory that only grows and is not cleared: kernels keep it between predictors.
+// Memory that only grows and is not cleared, which kernels keep between predictors.
 template <class T>
 class Buffer {
  public:
@@ -45,7 +45,7 @@ class Buffer {
   std::size_t capacity_ = 0;
 };
 
-// Memory of orders: from any resource, and not cleared before it is written.
+// Memory of orders, from any resource, not cleared before it is written.
 template <class T>
 struct OrderAllocator : std::pmr::polymorphic_allocator<T> {
   using std::pmr::polymorphic_allocator<T>::polymorphic_allocator;

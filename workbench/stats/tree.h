@@ -65,8 +65,8 @@ struct TreeResponse {
   bool weightsAreCounts = false;      // a weight is the number of equal cases that a row stands for
   std::vector<std::uint8_t> present;  // 0 for a case that does not count; empty: every case counts
   std::size_t caseCount = 0;
-  // Of a sample of clusters: each is in one fold, and so many of its cases are
-  // worth an independent one.
+  // For a sample of clusters: each cluster is in one fold, and this many cases are worth one
+  // independent case.
   bool isClustered = false;
   double clusterEffect = 1;
 };

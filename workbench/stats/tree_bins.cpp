@@ -33,7 +33,7 @@ std::int32_t FindLevel(const TreeItems& items, double level) {
   return lowest <= level || NearlyEqual(lowest, level) ? item : items.Count();
 }
 
-// Nodes whose terminal ones are the given consecutive ranges of places: each range but the last is
+// Nodes whose terminal nodes are the given consecutive ranges of places: each range but the last is
 // split off to the left. ends: one past the last place of each bin; constants: of the splits, or
 // empty.
 std::vector<GrownNode> Chain(const TreeItems& items, std::span<const std::int32_t> ends,

@@ -12,7 +12,7 @@
 namespace velmora::stats {
 namespace {
 
-// The number of 15 significant digits next to a value.
+// A value rounded to 15 significant digits.
 double InFifteenDigits(double value) {
   char digits[32];
   const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 15);
@@ -31,8 +31,8 @@ double MidPoint(double lower, double upper) {
   return middle >= lower && middle < upper ? middle : lower;
 }
 
-// The number that a text of 16 significant digits gives, as recode files and rules print cut
-// points.
+// The number read from a text of 16 significant digits, which is how recode files and rules print
+// cut points.
 double AsPrinted(double value) {
   char digits[40];
   const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::scientific, 15);
@@ -50,7 +50,7 @@ bool IsAbove(double value, double cut) {
 double SplitConstant(double lower, double upper) {
   const double middle = MidPoint(lower, upper);
   if (IsAbove(upper, middle)) return middle;
-  // Hardly further apart than the tolerance: the point must lie at the lower value or a little
+  // They are hardly further apart than the tolerance: the point must be the lower value or slightly
   // below.
   constexpr std::int64_t kSteps = 8;
   for (std::int64_t step = 0; step < kSteps; ++step) {

@@ -92,7 +92,7 @@ void Grower::SplitByLevels(std::size_t at, const TreeOptions& options) {
   SplitNode(items_, nodes_, at, node.begin + static_cast<std::int32_t>(grouping.left.size()), grouping.gain);
 }
 
-// Many classes: the class weights of both sides are carried along the cases of the node.
+// For many classes: the class weights of both sides are updated case by case.
 BestCut Grower::ScanCases(const CutRange& range, std::vector<double> right) const {
   std::vector<double> left(right.size());
   double leftSquares = 0;
@@ -169,7 +169,7 @@ void Grower::SplitByOrder(std::size_t at, const TreeOptions& options) {
   SplitNode(items_, nodes_, at, best.cut, best.gain);
 }
 
-// Sums of squares of all nodes; that of a split is its children's and its gain.
+// Sums of squares of all nodes; that of a split node is the sum of its children's and its gain.
 void FillSquares(const TreeItems& items, std::vector<GrownNode>& nodes) {
   for (std::size_t i = nodes.size(); i-- > 0;) {
     GrownNode& node = nodes[i];
@@ -189,8 +189,8 @@ void AddNode(const TreeItems& items, std::vector<GrownNode>& nodes, std::int32_t
   nodes.push_back(node);
 }
 
-// Places of a tree over levels are rearranged as it grows, so that a node's effective number is
-// known at the end.
+// A tree over levels rearranges places as it grows, so effective numbers of cases are known only at
+// the end.
 void FillEffectiveCases(const TreeItems& items, std::vector<GrownNode>& nodes) {
   for (std::size_t i = nodes.size(); i-- > 0;) {
     GrownNode& node = nodes[i];

@@ -1,5 +1,5 @@
-// What the parts of the tree share: running totals over a predictor's distinct values ("items"),
-// and the nodes of the tree as it grows. A node is a range of places; the items of a categorical
+// Shared by the parts of the tree: running totals over a predictor's distinct values ("items"), and
+// the nodes of the tree as it grows. A node is a range of places; the items of a categorical
 // predictor are rearranged so that this holds.
 //
 //   TreeItems (tree_items.cpp) -> GrowNodes (tree_grow.cpp) or a chain (tree_bins.cpp)
@@ -154,7 +154,7 @@ double LogNoiseTail(int classCount, double cases, double splits, double explaine
 // smallest terminal node.
 double LogPlacements(double cuts, double splits, double smallest);
 
-// Prunes by the rule; what is cut off stays in the vector, no longer reached from the root. A
+// Prunes by the rule; pruned nodes stay in the vector, but are no longer reached from the root. A
 // continuous response has classCount 0. Impurities, deviances and effective cases of all nodes must
 // be filled.
 void PruneTree(std::vector<GrownNode>& nodes, const PruneRule& rule, PredictorKind kind, int classCount);

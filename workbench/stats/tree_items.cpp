@@ -78,8 +78,8 @@ void TreeItems::Rearrange(std::vector<std::int32_t> itemOrder) {
   }
 }
 
-// From the item's own cases: the rounding of a difference of two running sums would make equal
-// means differ.
+// Computed from the item's own cases: with a difference of two running sums, rounding would make
+// equal means differ.
 double TreeItems::MeanOfItem(std::int32_t item) const {
   const double weight = totals_.Weight(item + 1) - totals_.Weight(item);
   if (!totals_.classCounts.empty())
@@ -145,8 +145,7 @@ std::vector<double> TreeItems::ClassWeights(std::int32_t begin, std::int32_t end
     return classes;
   }
   if (totals_.weights != nullptr) {
-    // Each class from its own running total: a class without cases weighs 0 then, without a rest of
-    // rounding.
+    // Each class has its own running total, so that a class without cases weighs exactly 0.
     classes[0] = totals_.firstClass[end] - totals_.firstClass[begin];
     for (std::size_t c = 1; c < classes.size(); ++c)
       classes[c] = totals_.sums[c - 1][end] - totals_.sums[c - 1][begin];

@@ -1,4 +1,4 @@
-// Which splits are worth keeping: see PruneRule in tree.h.
+// Decides which splits to keep; see PruneRule in tree.h.
 #include <algorithm>
 #include <cmath>
 
@@ -14,8 +14,8 @@ constexpr double kTinyNode = 10;  // cases of a terminal node that follows singl
 constexpr double kPlacementBase = 0.9;
 constexpr double kPlacementPerSplit = 0.3;
 
-// The rest of the tree below one node. Cases are effective ones: with weights, the number of equal
-// ones with as much information.
+// The rest of the tree below one node. Cases are effective ones: with weights, the number of
+// unweighted cases with the same information.
 struct Subtree {
   double gain = 0;
   double splits = 0;
@@ -79,8 +79,8 @@ class Pruner {
 
   bool BetterThanChance(const GrownNode& node, const Subtree& subtree) const {
     const double cases = node.effectiveCases;
-    // Levels may be ordered freely: all their differences are degrees of freedom, and one placement
-    // is left.
+    // Levels may be ordered freely: all their differences are degrees of freedom, and only one
+    // placement remains.
     const double cuts = node.end - node.begin - 1;
     const bool levels = kind_ == PredictorKind::kCategorical;
     const double splits = levels ? cuts : subtree.splits;
@@ -88,7 +88,7 @@ class Pruner {
     const double explained = std::min(1.0, subtree.gain / node.impurity);
     const double likelihood = cases * node.deviance - subtree.leafDeviance;
     const double tail = LogNoiseTail(classCount_, cases, splits, explained, likelihood);
-    // Nodes share the error of the tree by their size.
+    // The error probability of the tree is divided among its nodes by size.
     return tail + placements < kLogChance + std::log(cases / nodes_[0].effectiveCases);
   }
 
@@ -130,7 +130,7 @@ class Pruner {
     });
     double lost = 0;
     for (const std::size_t i : weakest) {
-      // Collapsed with a node above it, or smaller than before: its gain is added up again.
+      // The node has been collapsed with one above it, or has shrunk: its gain is computed again.
       const double gain = GainLeft(i);
       if (gain == 0 || lost + gain > budget) continue;
       lost += gain;
@@ -173,8 +173,8 @@ double LogNoiseTail(int classCount, double cases, double splits, double explaine
 
 // bench/fit_placements.cpp fits the two constants to trees on noise: the 99 % point of the
 // statistic over 1 to 76 splits, 9 to 100 000 cuts, two and five classes and a continuous response.
-// A saturated tree has one way. A terminal node of a few cases follows the noise of single cases:
-// there every placement differs.
+// A saturated tree can be placed in one way only. A terminal node of a few cases follows the noise
+// of single cases: there every placement counts.
 double LogPlacements(double cuts, double splits, double smallest) {
   if (cuts <= splits) return 0;
   if (smallest < kTinyNode) return LogGamma(cuts + 1) - LogGamma(splits + 1) - LogGamma(cuts - splits + 1);

@@ -31,20 +31,20 @@ TreeResponse MakeClassResponse(std::span<const double> values, std::span<const d
   response.caseCount = values.size();
   response.classOf.assign(values.size(), kNoClass);
   std::vector<std::uint8_t> present(values.size(), 0);
-  // Codes by value, so that many of them do not make a long search.
+  // Codes by value, for a binary search.
   std::vector<std::uint16_t> ascending(codes.size());
   for (std::size_t c = 0; c < codes.size(); ++c) ascending[c] = static_cast<std::uint16_t>(c);
   std::stable_sort(ascending.begin(), ascending.end(), [&](std::uint16_t a, std::uint16_t b) {
     return OrderedBits(codes[a]) < OrderedBits(codes[b]);
   });
-  // Codes so near to each other that a value fits several, or that no value equals.
+  // Whether codes are so near to each other that a value fits several, or are not finite.
   bool tolerant = false;
   for (std::size_t c = 0; c < codes.size(); ++c) {
     tolerant = tolerant || !std::isfinite(codes[c]);
     if (c > 0) tolerant = tolerant || NearlyEqual(codes[ascending[c - 1]], codes[ascending[c]]);
   }
   const auto classOf = [&](double value) {
-    // Nearly every value is a code to the last bit.
+    // Nearly every value equals a code to the last bit.
     if (codes.size() <= 8 && !tolerant)
       for (std::size_t c = 0; c < codes.size(); ++c)
         if (codes[c] == value) return static_cast<std::uint16_t>(c);

@@ -7,9 +7,9 @@
 namespace velmora::stats {
 namespace {
 
-constexpr std::int32_t kBlock = 64;    // cuts looked at together
+constexpr std::int32_t kBlock = 64;    // cuts examined together
 constexpr std::int32_t kSamples = 64;  // cuts tried first, for a bound that most blocks stay below
-// a gain above the best passes the bound in spite of rounding
+// so that a gain above the best passes the bound in spite of rounding
 constexpr double kSlack = 1 - 1e-15;
 
 // numerators[i] / denominators[i] = gain x W of the cut at first + i.

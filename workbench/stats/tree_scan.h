@@ -29,9 +29,9 @@ struct BestCut {
   double gain = 0;  // decrease of the sum of squares, over the channels (and the implied one)
 };
 
-// Totals hold one entry per item and one more: totals[k] covers items before k. With
-// several channels they are those of all classes but the first, which follows from the
-// others and is counted in.
+// Totals hold one entry per item and one more: totals[k] covers items before k. With several
+// channels they are those of all classes but the first, which follows from the others and is
+// included.
 BestCut FindBestCut(const std::int32_t* counts, std::span<const std::int32_t* const> classes, CutRange range);
 BestCut FindBestCut(const std::int32_t* counts, const double* sums, CutRange range);
 BestCut FindBestCut(const double* weights, std::span<const double* const> channels, CutRange range);

@@ -12,14 +12,14 @@ namespace {
 
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
 
-// Of a file that holds one number; none where it holds a word such as "max".
+// The number in a file; none when the file holds a word such as "max".
 std::optional<std::uint64_t> NumberIn(const std::filesystem::path& path) {
   std::ifstream file(path);
   std::uint64_t number = 0;
   return file >> number ? std::optional(number) : std::nullopt;
 }
 
-// Of the line that begins with the word; 0 without one.
+// The number in the line that begins with the word; 0 without such a line.
 std::uint64_t NumberAfter(const std::filesystem::path& path, const std::string& word) {
   std::ifstream file(path);
   std::string name;
@@ -39,7 +39,7 @@ std::uint64_t LeftByGroup(const std::filesystem::path& group, const FileNames& n
   const auto limit = NumberIn(group / names.limit);
   const auto used = NumberIn(group / names.used);
   if (!limit || !used) return kNoLimit;
-  // The pages of files on disk are given back when memory is short; those of a tmpfs cannot be.
+  // The pages of files on disk are reclaimed when memory is short; those of a tmpfs cannot be.
   const std::filesystem::path statistics = group / "memory.stat";
   const std::uint64_t ofFiles = NumberAfter(statistics, names.ofFiles);
   const std::uint64_t onDisk = ofFiles - std::min(ofFiles, NumberAfter(statistics, names.ofFilesInMemory));
@@ -47,8 +47,8 @@ std::uint64_t LeftByGroup(const std::filesystem::path& group, const FileNames& n
   return *limit - std::min(*limit, kept);
 }
 
-// Of the group at the path below root and of those around it. A container may see its own group as the
-// root, whatever its path is.
+// The memory left by the group at the path below root and by those around it. A container may see
+// its own group as the root, whatever its path is.
 std::uint64_t LeftByGroups(const std::filesystem::path& root, std::filesystem::path path,
                            const FileNames& names) {
   std::uint64_t left = LeftByGroup(root, names);

@@ -22,7 +22,7 @@ FileIdentity IdentityOf(const fs::path& path) {
 }
 
 fs::path FollowLinks(const fs::path& path) {
-  constexpr int kMostLinks = 40;  // as many as Linux follows
+  constexpr int kMostLinks = 40;  // the limit of Linux
   std::error_code error;
   fs::path followed = path;
   for (int links = 0; links < kMostLinks; ++links) {

@@ -1,4 +1,4 @@
-// std::lgamma for several threads: that function also writes a sign that they share.
+// std::lgamma for several threads: the standard function also writes a sign to a shared variable.
 #pragma once
 
 namespace velmora {

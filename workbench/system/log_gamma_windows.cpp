@@ -1,4 +1,4 @@
-// Nobody reads the sign here.
+// The shared sign is never read.
 #include <cmath>
 
 #include "workbench/system/log_gamma.h"

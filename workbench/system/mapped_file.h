@@ -20,15 +20,16 @@ void ReserveFile(const std::filesystem::path& path, std::uint64_t bytes, std::er
 
 class MappedFile {
  public:
-  // Maps all of an existing file of doubles. error says why not; the object then has no values.
+  // Maps all of an existing file of doubles. On failure error gives the reason, and the object has
+  // no values.
   MappedFile(const std::filesystem::path& path, std::error_code& error);
   ~MappedFile();
   MappedFile(const MappedFile&) = delete;
   MappedFile& operator=(const MappedFile&) = delete;
 
   [[nodiscard]] std::span<double> Values() const { return values_; }
-  // Gives the memory back at once. Values keep their place and content; the next look at them reads
-  // the file again, from the system's cache while that has it. Any thread may do so at any time.
+  // Gives the memory back at once. Values keep their place and content; the next access reads the
+  // file again, or the system's cache of it. Any thread may do so at any time.
   void Release() const noexcept;
 
  private:

@@ -78,7 +78,7 @@ Scratch::Scratch(const fs::path& folder, std::error_code& error) {
       return;
     }
     const ScratchLock lock = LockScratch(path);
-    if (lock != kNoLock && !IsSameScratch(lock, path)) {  // taken for stale in this very moment
+    if (lock != kNoLock && !IsSameScratch(lock, path)) {  // another process has just removed it as stale
       UnlockScratch(lock);
       continue;
     }

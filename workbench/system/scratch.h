@@ -1,6 +1,6 @@
-// Scratch folders: a run writes into them what it moves into place at the end. They have a name of
-// their own, ".velmora-HOST-NUMBER", and are locked as long as their process lives, so that a later
-// run can tell what a killed one left behind.
+// Scratch folders: a run writes its outputs into them and moves these into place at the end. They
+// have a name of their own, ".velmora-HOST-NUMBER", and are locked as long as their process lives,
+// so that a later run can tell what a killed one left behind.
 //
 //   RemoveStaleScratch(folder);
 //   Scratch scratch(folder, error);
@@ -14,7 +14,8 @@ namespace velmora {
 
 class Scratch {
  public:
-  // Makes it in folder, which must exist. error tells why not; the object then has an empty path.
+  // Makes it in folder, which must exist. On failure error gives the reason, and the object has an
+  // empty path.
   Scratch(const std::filesystem::path& folder, std::error_code& error);
   ~Scratch();
   Scratch(const Scratch&) = delete;
@@ -24,14 +25,14 @@ class Scratch {
 
  private:
   std::filesystem::path path_;
-  int slot_ = -1;  // in the table of what this process holds
+  int slot_ = -1;  // in the table of this process's scratch
 };
 
 // Where scratch may be larger than memory: TMPDIR, or the system's folder for large temporary files.
 [[nodiscard]] std::filesystem::path LargeScratchFolder();
 
-// Removes the scratch of processes that are gone from folder. Leaves alone what another machine
-// made, what is locked, and everything with another name.
+// Removes the scratch of processes that are gone from folder. Leaves alone scratch of other
+// machines, locked scratch, and everything with another name.
 void RemoveStaleScratch(const std::filesystem::path& folder);
 
 // Removes all scratch of this process. Safe in a signal handler that ends the process afterwards.

@@ -66,7 +66,7 @@ void RemoveScratchInHandler(const char* path, ScratchLock lock) noexcept {
   };
   const int folder = static_cast<int>(lock);
   alignas(Entry) char buffer[4096];
-  // Each removes what fits the buffer, unless it cannot be removed.
+  // Each pass removes the entries that fit into the buffer, except those that cannot be removed.
   constexpr int kMostPasses = 1000;
   for (int pass = 0; lock != kNoLock && pass < kMostPasses && lseek(folder, 0, SEEK_SET) == 0; ++pass) {
     const long size = syscall(SYS_getdents64, folder, buffer, sizeof buffer);

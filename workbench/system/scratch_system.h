@@ -1,4 +1,4 @@
-// What scratch folders ask of the operating system: one source file per system.
+// The system's part of scratch folders: one source file per system.
 #pragma once
 
 #include <cstdint>
@@ -12,18 +12,18 @@ namespace velmora {
 using ScratchLock = std::intptr_t;
 inline constexpr ScratchLock kNoLock = -1;
 
-// Makes the folder; false, and why, when it exists or cannot be made.
+// Makes the folder. Returns false, with the reason in error, when it exists or cannot be made.
 [[nodiscard]] bool MakeScratch(const std::filesystem::path& path, std::error_code& error);
 // Locks it for this process. kNoLock: another process has it, or the file system has no locks.
 [[nodiscard]] ScratchLock LockScratch(const std::filesystem::path& path);
 // False when path is no longer what was locked: somebody removed it before the lock was taken.
 [[nodiscard]] bool IsSameScratch(ScratchLock lock, const std::filesystem::path& path);
 void UnlockScratch(ScratchLock lock);
-// Removes a folder with the files in it; anything else in the folder is not ours and keeps it.
+// Removes a folder with the files in it; the folder stays if it contains anything else.
 void RemoveWithFiles(const std::filesystem::path& path);
 // The same when no process has it locked.
 void RemoveStale(const std::filesystem::path& path);
-// The same for what this process has locked. Safe in a signal handler; path ends with 0.
+// The same for a folder that this process has locked. Safe in a signal handler; path ends with 0.
 void RemoveScratchInHandler(const std::filesystem::path::value_type* path, ScratchLock lock) noexcept;
 // A number of this machine: locks of other machines cannot be seen from here.
 [[nodiscard]] std::uint32_t MachineNumber();

@@ -40,7 +40,7 @@ void RemoveStale(const std::filesystem::path& path) {
 }
 
 void RemoveScratchInHandler(const wchar_t* path, ScratchLock lock) noexcept {
-  // The handler has a thread of its own, so it may call what it likes.
+  // The handler runs on its own thread, so it may call any function.
   if (lock != kNoLock) UnlockScratch(lock);
   std::error_code ignored;
   std::filesystem::remove_all(path, ignored);

@@ -1,4 +1,4 @@
-// What the workbench asks of Linux.
+// The system's functions on Linux.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
@@ -63,7 +63,8 @@ std::filesystem::path LibraryFolder() {
   if (dladdr1(reinterpret_cast<void*>(&LibraryFolder), &info, reinterpret_cast<void**>(&object),
               RTLD_DL_LINKMAP) == 0)
     return {};
-  // The program itself has no name here, and info has its first argument, which may be any word.
+  // The program itself has no name here, and info only has its first argument, which may be any
+  // word.
   if (object->l_name[0] == '\0') return ExecutableFolder();
   std::error_code error;
   return std::filesystem::canonical(object->l_name, error).parent_path();

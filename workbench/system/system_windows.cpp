@@ -51,7 +51,7 @@ std::string SystemMessage(unsigned long error) {
   return message;
 }
 
-// From the system, since main gets them in an encoding that lacks most letters.
+// Taken from the system, because main gets them in an encoding that lacks most letters.
 std::vector<std::string> CommandLineArguments(int, char**) {
   int count = 0;
   wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);

@@ -1,4 +1,4 @@
-// What the system knows of the person who runs the program.
+// What the system knows about the user of the program.
 #pragma once
 
 #include <filesystem>

@@ -37,13 +37,13 @@ struct WorkerPool::State {
   const int threadCount;
   std::mutex callMutex;  // held by the thread whose tasks run
 
-  // Of the tasks that run. The caller sets them while no worker is active.
+  // The running tasks. The caller sets these members while no worker is active.
   const Task* task = nullptr;  // null: there are none
   const Progress* progress = nullptr;
   std::size_t count = 0;
   std::atomic<std::size_t> next = 0, done = 0;
   std::atomic<bool> stopping = false;
-  bool cancelled = false;  // the caller's thread alone
+  bool cancelled = false;  // used by the caller's thread only
 
   std::mutex mutex;  // of the members below
   std::condition_variable wakeUp, idle;
@@ -60,7 +60,7 @@ void WorkerPool::State::Start() {
     try {
       threads.emplace_back([this, worker = static_cast<int>(threads.size()) + 1] { Loop(worker); });
     } catch (const std::system_error&) {
-      return;  // the threads there are do all
+      return;  // the existing threads do all the work
     }
   }
 }
@@ -72,7 +72,7 @@ void WorkerPool::State::Loop(int worker) {
     wakeUp.wait(lock, [&] { return ending || generation != seen; });
     if (ending) return;
     seen = generation;
-    if (task == nullptr) continue;  // the others were faster
+    if (task == nullptr) continue;  // the other threads have finished them
     ++active;
     lock.unlock();
     Work(worker);

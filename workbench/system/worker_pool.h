@@ -26,19 +26,19 @@ class WorkerPool {
 
   int ThreadCount() const;
 
-  // worker: 0 to ThreadCount() - 1. No two tasks that run at once have the same.
+  // worker: 0 to ThreadCount() - 1. Tasks that run at the same time have different workers.
   using Task = std::function<void(std::size_t index, int worker)>;
   // Called on the thread that called Run, with the share of the tasks that are done; false stops.
   using Progress = std::function<bool(double fraction)>;
 
-  // Calls task for 0 to count - 1, begun in this order, and returns when all have ended; false when
-  // progress has stopped it, and then some were never called. When tasks throw, no more begin, and
-  // the exception of the lowest index is thrown. Calls of several threads take turns; a task's own
-  // call runs on its thread alone.
+  // Calls task for 0 to count - 1, starting them in this order, and returns when all have ended;
+  // false when progress has stopped the run, in which case some were never called. When tasks
+  // throw, no more begin, and the exception of the lowest index is thrown. Calls of several threads
+  // take turns; a task's own call runs on its thread alone.
   [[nodiscard]] bool Run(std::size_t count, const Task& task, const Progress& progress = {});
 
-  // For a task that takes long: whether it shall return, because progress or an exception stops the
-  // run. Asks progress where the task runs on the caller's thread. Costs as much as progress.
+  // For a task that takes long: whether it should return, because progress or an exception stops
+  // the run. Asks progress where the task runs on the caller's thread. Costs as much as progress.
   [[nodiscard]] bool IsStopping();
 
  private:

@@ -26,7 +26,7 @@ export interface FieldGroup {
   fields: Field[];
 }
 
-// Options that other parts of the page set.
+// Options that are set by other parts of the page.
 export const choicesOptions: Record<Analysis, string[]> = {
   "feature-selection": ["dependents", "predictors", "continuous", "categorical", "missing", "select", "exclude", "weight"],
   screen: [

@@ -5,7 +5,7 @@ import type { Analysis, BinsPanel, Choices, Options, Place, RankedPredictor, Ran
 // --- Numbers
 
 // A number as people type it, in English or German: "1,234.5", "1.234,5", "0,05", "12 %" is 0.12.
-// decimalComma: what a single separator before exactly three digits means. Null: no number.
+// decimalComma: what a single separator before exactly three digits means. Null: not a number.
 export function parseNumber(text: string, decimalComma: boolean): number | null {
   let digits = text.trim().replace(/[\s\u00a0\u202f']/g, "");
   let scale = 1;
@@ -61,7 +61,7 @@ export function formatValue(value: number): string {
   return String(Number(value.toPrecision(6)));
 }
 
-// A rate in percent, with the digits that it has.
+// A rate in percent, with all of its digits.
 export function formatRate(rate: number): string {
   return `${formatValue(100 * rate)}\u202f%`;
 }
@@ -79,7 +79,7 @@ export function wilsonInterval(events: number, cases: number): [number, number] 
 
 // --- Names
 
-// The names that a text means: a name, or a pattern with * and ?; letter case does not count.
+// The names that a text matches: one name, or a pattern with * and ?; letter case is ignored.
 export function namesMatching(text: string, names: string[]): string[] {
   const wanted = text.trim();
   if (wanted === "") return [];
@@ -153,7 +153,7 @@ export function measurementOf(variable: Variable, choices: Choices): string {
   return choices.measurement?.[variable.name] ?? variable.measurement;
 }
 
-// What a variable is in the analyses.
+// The role of a variable in the analyses.
 export function roleOf(variable: Variable, choices: Choices): "outcome" | "predictor" | "weight" | "none" {
   if (choices.outcomes?.includes(variable.name)) return "outcome";
   if (choices.weight === variable.name) return "weight";
@@ -162,13 +162,13 @@ export function roleOf(variable: Variable, choices: Choices): "outcome" | "predi
   return variable.role === "usable" ? "predictor" : "none";
 }
 
-// The predictors to name; null: the default of the command is meant, which knows the outcomes of its
-// own run alone.
+// The predictors to name; null: leave the choice to the command, which knows only the outcome of
+// its own run.
 export function predictorsToName(analysis: Analysis, variables: Variable[], choices: Choices): string[] | null {
   const hasOthers = analysis === "screen" && (choices.outcomes?.length ?? 0) > 1;
   if (!choices.predictors && !choices.leftOut?.length && !hasOthers) return null;
   const own = (analysis === "screen" ? choices.screening : choices.ranking) ?? {};
-  // What says something else about the cases predicts only if the user names it.
+  // Variables with another role are predictors only if the user names them.
   const elsewhere = choices.predictors ? [] : [own["by"], own["strata"], own["clusters"], own["count"]];
   return variables.filter((one) => roleOf(one, choices) === "predictor" && !elsewhere.includes(one.name)).map((one) => one.name);
 }
@@ -180,8 +180,8 @@ export function responseKind(variable: Variable, choices: Choices): ResponseKind
   return variable.distinct === 2 && !variable.distinctIsLowerBound ? "binary" : "categorical";
 }
 
-// The outcome whose bins are searched: the chosen one, else the first. A screening has one, so that its
-// bins can be edited and given to the command.
+// The outcome whose bins are searched: the chosen one, else the first. A screening has only one, so
+// that its bins can be edited and passed to the command.
 export function screenedOutcome(variables: Variable[], choices: Choices): Variable | undefined {
   const outcomes = choices.outcomes ?? [];
   const name = outcomes.find((one) => one === choices.screened) ?? outcomes[0];
@@ -199,7 +199,7 @@ export function viewNamed(name: unknown): View | undefined {
   return views.find((one) => one === name);
 }
 
-// The place in choices, which may come from any file.
+// The place stored in choices, which may come from any file and is checked.
 export function placeOf(choices: Choices): Place {
   const stored: Record<string, unknown> = { ...choices.place };
   const place: Place = {};
@@ -212,14 +212,14 @@ export function placeOf(choices: Choices): Place {
   return place;
 }
 
-// The targets of an outcome, ascending. A project may hold anything in their place.
+// The targets of an outcome, ascending. A project file may hold anything, so they are checked.
 export function targetsOf(choices: Choices, outcome: string): number[] {
   const stored: unknown = Object.entries(choices.targets ?? {}).find(([name]) => name === outcome)?.[1];
   const numbers = Array.isArray(stored) ? stored.filter((one): one is number => Number.isFinite(one)) : [];
   return [...new Set(numbers)].sort((a, b) => a - b);
 }
 
-// Targets as people type them, with semicolons between several; null: one of them is none.
+// Targets as people type them, separated by semicolons; null: one of them is invalid.
 export function parseTargets(text: string, isRate: boolean, decimalComma: boolean): number[] | null {
   const targets: number[] = [];
   for (const word of text.split(";").filter((one) => one.trim() !== "")) {
@@ -288,7 +288,8 @@ export function optionsOf(analysis: Analysis, variables: Variable[], choices: Ch
   const special = codesByVariable(choices.special);
   if (special && analysis === "screen") options["special"] = special;
   const own = analysis === "screen" ? choices.screening : choices.ranking;
-  // An option that has no effect beside the others is not given: the command would refuse it.
+  // An option without effect in combination with the others is left out, because the command would
+  // refuse it.
   const fields = new Map(fieldGroups[analysis].flatMap((group) => group.fields.map((field) => [field.option, field])));
   for (const [name, value] of Object.entries(own ?? {})) {
     const applies = fields.get(name)?.when?.(own ?? {}, choices) ?? true;
@@ -318,7 +319,7 @@ function shapesThatApply(variables: Variable[], choices: Choices): string[] {
   });
 }
 
-// The variables with those that are not among them yet; both ascend by number.
+// Adds the variables that are not known yet; both lists ascend by number.
 export function withVariables(known: Variable[], more: Variable[]): Variable[] {
   const last = known.at(-1)?.number ?? 0;
   return [...known, ...more.filter((one) => one.number > last)];
@@ -373,7 +374,7 @@ export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" |
       }),
     ),
   );
-  // The run of the dialogs marks no predictor as chance.
+  // A run as in the dialogs marks no predictor as chance.
   const saved: Options = rest["classic"] === true ? {} : { "save-chance": true };
   if (edits.length === 0) return `import velmora\n\n${call("result", given)}`;
   return (
@@ -384,7 +385,7 @@ export function pythonCode(file: string, run: Pick<Run, "analysis" | "options" |
 
 // --- Rankings
 
-// What a bin's worth is measured by, on cases that had no part in finding it where that is known.
+// The strength of a predictor, on held-out cases if that is known.
 export function strengthOf(kind: string, one: ScreenedPredictor): number | null {
   if (kind === "binary") return one.outOfFoldInformationValue ?? one.informationValue;
   return one.outOfFoldExplained ?? one.rSquared ?? one.cramersV;
@@ -430,7 +431,7 @@ export interface ComparedPredictor {
   difference: number | null;
 }
 
-// By the rank in the second run, then those that it lacks.
+// In the order of the second run; predictors that it lacks come last.
 export function compareRankings(before: Ranked[], after: Ranked[]): ComparedPredictor[] {
   const old = new Map(before.map((one) => [one.name, one]));
   const now = new Set(after.map((one) => one.name));
@@ -443,7 +444,7 @@ export function compareRankings(before: Ranked[], after: Ranked[]): ComparedPred
   return [...both, ...gone.map((one) => ({ name: one.name, before: one, after: null, difference: null }))];
 }
 
-// The options that two runs do not share.
+// The options in which two runs differ.
 export function compareOptions(before: Options, after: Options): { name: string; before: string; after: string }[] {
   const text = (value: unknown) => (value === undefined ? "–" : typeof value === "string" ? value : JSON.stringify(value));
   const names = [...new Set([...Object.keys(before), ...Object.keys(after)])].sort();
@@ -454,8 +455,8 @@ export function compareOptions(before: Options, after: Options): { name: string;
 
 // --- Cut points
 
-// Where the cut point with this index may be moved to, ascending, with its own place among them:
-// the last values of runs of neighboring values, none of which leaves a bin empty.
+// The places to which the cut point with this index may be moved, ascending, its own place among
+// them: the last values of runs of neighboring values that leave no bin empty.
 export function cutPlaces(panel: BinsPanel, index: number): number[] {
   const cuts = panel.predictor.cutPoints ?? [];
   const runs = panel.predictor.preBins ?? [];
@@ -465,7 +466,7 @@ export function cutPlaces(panel: BinsPanel, index: number): number[] {
   const inside = runs.filter((run) => run.first > lower && run.last <= upper);
   const places = inside.slice(0, -1).map((run) => run.last);
   if (own === undefined) return places;
-  // The cut itself may have a shorter number than the value below it.
+  // The cut may be written with fewer digits than the value below it.
   const below = Math.max(-Infinity, ...inside.filter((run) => run.last <= own).map((run) => run.last));
   return places.map((place) => (place === below ? own : place));
 }
@@ -483,8 +484,7 @@ export function nearestCut(panel: BinsPanel, value: number): number | null {
   return nearest;
 }
 
-// The place for a drag by a share of the width of a bar: the whole way to a
-// neighboring bound is one bar.
+// The place for a drag by a share of a bar's width; a whole width leads to the neighboring bound.
 export function placeForDrag(places: number[], own: number, share: number): number {
   const at = places.indexOf(own);
   if (at < 0 || places.length === 0) return own;
@@ -492,7 +492,8 @@ export function placeForDrag(places: number[], own: number, share: number): numb
   return places[Math.min(Math.max(at + steps, 0), places.length - 1)] ?? own;
 }
 
-// The first proposal for splitting a bin of ordered values: halves of about equally many cases.
+// The first proposal for splitting a bin of ordered values: two halves with about the same number
+// of cases.
 export function splitPlace(panel: BinsPanel, bin: number): number | null {
   const cuts = panel.predictor.cutPoints ?? [];
   const lower = bin > 0 ? (cuts[bin - 1] ?? -Infinity) : -Infinity;

@@ -1,4 +1,4 @@
-// The state of the page: a copy of what the server holds of one table, and what this window shows.
+// The state of the page: a copy of the server's data about one table, and the view of this window.
 // Every change goes to the server, which tells the other windows.
 import { useEffect, useState } from "preact/hooks";
 import { get, send, windowName } from "./api";
@@ -19,7 +19,7 @@ export interface State {
   binsVersion: number; // counts changes of bins
   predictor: string; // open in the bin editor
   dialogsProgress: { stage: string; fraction: number } | null;
-  message: string; // for the user, until the next one
+  message: string; // shown to the user until the next one
   picker: boolean;
   quickOpen: boolean;
   sessions: { session: number; file: string }[];
@@ -65,10 +65,10 @@ function placeNow(): Place {
   return { view: state.view, variable: state.variable, predictor: state.predictor };
 }
 
-// Keeps the place in the project, which reopens there. Windows do not follow each other.
+// Saves the place in the project, which reopens there. Other windows do not follow.
 function rememberPlace(): void {
   clearTimeout(leaving);
-  if (!state.snapshot?.runs.length) return; // looking at data makes no project
+  if (!state.snapshot?.runs.length) return; // do not create a project just for looking at data
   const session = state.session;
   const place = placeNow();
   leaving = setTimeout(() => {
@@ -116,7 +116,7 @@ export function show(view: View): void {
 const changedData = "The data file has changed since the project was saved. Repeat the runs to see the present figures.";
 const unsavedProject = "The project cannot be saved beside the data: what you decide is lost when the program ends.";
 
-// News that a window opened later has missed.
+// The state of the file for a window that was opened later.
 function stateOf(snapshot: Snapshot): string {
   if (snapshot.status === "failed") return snapshot.error;
   return snapshot.dataChanged ? changedData : snapshot.unsaved ? unsavedProject : "";
@@ -302,7 +302,8 @@ const changeDelay = 20; // ms, in which changes made together are collected
 let saving: ReturnType<typeof setTimeout> | undefined;
 let pending: Record<string, unknown> = {};
 
-// Applies a merge patch at once, sends it soon, and computes anew what is shown.
+// Applies a merge patch at once, sends it shortly afterwards, and starts the analysis in view
+// again.
 export function choose(patch: Record<string, unknown>): void {
   if (!state.snapshot) return;
   setSnapshot({ choices: mergePatch(state.snapshot.choices, patch) });
@@ -346,8 +347,8 @@ export function isOutdated(run: Run): boolean {
   return !!options && outcomeOf(options) === outcomeOf(run.options) && JSON.stringify(options) !== JSON.stringify(run.options);
 }
 
-// Shows the run of the present choices, and makes it where there is none. Unless the user asks for it,
-// no search puts work on the bins out of sight.
+// Shows the run of the present choices and starts one if there is none. A run with edited bins is
+// replaced in view only when the user asks for it.
 export async function startRun(analysis: Analysis, { keepBinsOf, asked = true }: { keepBinsOf?: number; asked?: boolean } = {}): Promise<void> {
   const snapshot = state.snapshot;
   const options = snapshot && optionsOf(analysis, snapshot.variables, snapshot.choices);
@@ -381,7 +382,7 @@ async function loadReport(run: number): Promise<void> {
   }
 }
 
-// Fetches the result of a run that is compared.
+// Fetches the result of a run to be compared.
 export async function loadReports(run: Run): Promise<void> {
   if (run.status === "done" && !state.reports[run.run]) await loadReport(run.run);
 }
@@ -451,7 +452,7 @@ export function setRole(name: string, role: "outcome" | "predictor" | "weight" |
   if (named) {
     patch["predictors"] = role === "predictor" ? [...without(named), name] : without(named);
   } else if (role === "predictor" && variable.role !== "usable") {
-    // A variable that is none by default needs the whole list.
+    // A variable that is not a predictor by default needs the whole list.
     const usable = snapshot.variables.filter((one) => one.role === "usable" && !choices.leftOut?.includes(one.name));
     patch["predictors"] = [...usable.map((one) => one.name).filter((one) => !choices.outcomes?.includes(one)), name];
   } else {

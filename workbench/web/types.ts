@@ -1,4 +1,4 @@
-// What the server sends, as its headers describe it.
+// The messages of the server, as described in its headers.
 
 export interface Histogram {
   counts: number[];
@@ -65,7 +65,7 @@ export interface Place {
   predictor?: string;
 }
 
-// What the user has chosen. It belongs to the page; the server keeps it.
+// The user's choices. They belong to the page; the server stores them.
 export interface Choices {
   outcomes?: string[];
   screened?: string | null; // the outcome whose bins are searched; the first by default
@@ -119,7 +119,7 @@ export interface DialogQuestion {
   number: number; // which the answer names
   kind: "variables" | "codes" | "cases" | "weight" | "file" | "save" | "replace";
   title?: string;
-  wrong: string; // with the last answer; empty: nothing
+  wrong: string; // the error of the last answer; empty: none
   lists?: { caption: string; kind: number; most: number; set: number; names: string[] }[];
   variables?: { name: string; text: string; values: string[] }[];
   allNames?: string[]; // of data that are not those of the page

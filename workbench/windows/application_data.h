@@ -8,7 +8,7 @@ namespace velmora {
 
 enum class ApplicationData { kOfUser, kOfMachine };
 
-// Not necessarily made yet. Throws std::runtime_error when the system has no such folder.
+// The folder may not exist yet. Throws std::runtime_error when the system has no such folder.
 [[nodiscard]] std::filesystem::path ApplicationDataFolder(ApplicationData scope);
 [[nodiscard]] std::filesystem::path DocumentsFolder();
 

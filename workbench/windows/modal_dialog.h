@@ -35,7 +35,7 @@ class ModalDialog {
   HWND Handle() const { return handle_; }
   std::string TextOf(int id) const;
   void SetText(int id, std::string_view text);
-  // Shows what is wrong with an entry and moves the keyboard focus there.
+  // Shows the error of an entry and moves the keyboard focus there.
   void Complain(int id, std::string_view sentence);
 
   virtual void Fill() = 0;

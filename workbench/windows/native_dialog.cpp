@@ -128,7 +128,7 @@ NativeDialog::NativeDialog(DialogWindow& dialog, std::function<void()> showHelp)
   updating_ = false;
   ShowSelectedPage();
   ::ShowWindow(handle_, SW_SHOW);
-  // The first control that takes the keyboard, as the system chooses it.
+  // The first control that takes the keyboard focus, chosen as the system does.
   SetFocus(GetNextDlgTabItem(handle_, nullptr, FALSE));
 }
 
@@ -421,8 +421,8 @@ INT_PTR NativeDialog::OnMessage(HWND handle, UINT message, WPARAM wParam, LPARAM
   }
 }
 
-// Pages have the colour of the inside of the tab control, list captions one of their own, edits
-// with an error one that is noticed. Under high contrast all colours are the system's.
+// Pages have the colour of the inside of the tab control; list captions and edits with an error
+// have special colours. Under high contrast all colours are the system's.
 INT_PTR NativeDialog::ColourOf(HWND container, HDC device, HWND sender, UINT message) const {
   // The field of a combo box is a window of its own.
   auto found = std::find(controls_.begin(), controls_.end(), sender);
@@ -446,7 +446,7 @@ INT_PTR NativeDialog::ColourOf(HWND container, HDC device, HWND sender, UINT mes
   SetBkColor(device, GetSysColor(background));
   if (control == nullptr || IsHighContrast()) return reinterpret_cast<INT_PTR>(GetSysColorBrush(background));
   if (control->controlClass == vlm::kListCaption && control->enabled) SetTextColor(device, kAttributeColour);
-  // A label looks as the edit that it precedes.
+  // A label looks like the edit that it precedes.
   if (control->controlClass == vlm::kLabel && control != &dialog_->Controls().back() && control[1].IsEdit() &&
       !control[1].enabled)
     SetTextColor(device, GetSysColor(COLOR_GRAYTEXT));
@@ -495,7 +495,7 @@ void NativeDialog::TakeText(std::size_t controlIndex) {
 
 // The values are those of the selected cases when the list is opened.
 void NativeDialog::OfferValues(std::size_t controlIndex) {
-  constexpr std::size_t kMostValues = 1000;  // more than anybody chooses from
+  constexpr std::size_t kMostValues = 1000;  // more than anyone would choose from
   const HWND list = controls_[controlIndex];
   const int variable = dialog_->Controls()[controlIndex].valuesOf;
   const bool wasUpdating = std::exchange(updating_, true);

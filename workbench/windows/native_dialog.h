@@ -77,7 +77,7 @@ class NativeDialog {
   std::vector<std::string> offeredValues_;  // of the list opened last
   std::vector<std::wstring> tipTexts_;
   HBRUSH errorBrush_ = nullptr;
-  bool updating_ = false;  // the notifications of the windows are answers to our own calls
+  bool updating_ = false;  // notifications of the windows are caused by our own calls
 };
 
 }  // namespace velmora

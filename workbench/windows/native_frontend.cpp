@@ -213,8 +213,7 @@ void NativeFrontend::DialogClosed(DialogWindow& window) {
 }
 
 void NativeFrontend::ShowEditError(DialogWindow& window, int controlId, std::string_view text) {
-  // OK closes the dialog in the same moment, and its run goes on: the message box is read before it
-  // does.
+  // OK closes the dialog at once and continues with the run, so a message box is shown before.
   if (window.RunningCommand() == kOkButton) {
     const Control* const control = window.Find(controlId);
     ShowMessage(std::string(text) + (control == nullptr ? "" : ": \"" + control->text + "\""),
@@ -325,7 +324,7 @@ std::optional<std::string> NativeFrontend::AskSaveFile(DialogWindow& window, std
                                                        std::string_view extension) {
   BlockDialogs();
   const std::string pattern(extension);
-  // Whether a file may be replaced is asked once the names of the files to write are known.
+  // The question whether to replace files comes later, when the names of all files are known.
   return FileQuestion(OwnerFor(window), Utf16(title),
                       FilterOf(Utf16("*" + pattern), {pattern}) + FilterOf(L"All files", {".*"}))
       .AskSave({}, extension, 0);

@@ -20,7 +20,7 @@ std::string VariableText(const Table& table, int number) {
 }
 
 // As many variables at a time as the question says, each with its codes as a text and a button for
-// all of them; below, the values of the variable that has the keyboard.
+// all of them; below, the values of the variable that has the keyboard focus.
 class CodesDialog final : public ModalDialog {
  public:
   CodesDialog(const DialogWindow& window, CodesQuestion& question)

@@ -32,7 +32,7 @@ std::string LocalTime() {
   return Utf8Of(date) + " " + Utf8Of(time);
 }
 
-// What the documents were made of, above them.
+// The facts about the documents' data, shown above them.
 void SetFacts(Session& session) {
   Workbook& workbook = session.Documents();
   const Table& table = session.Data();

@@ -1,5 +1,5 @@
-// One page of everything that the analyses of a session have made: written anew whenever there is
-// more, opened in the browser once. The page loads itself again when the user comes back to it.
+// One page with all documents that the analyses of a session have made: rewritten whenever there
+// are more, opened in the browser once. The page loads itself again when the user comes back to it.
 #pragma once
 
 #include <windows.h>

@@ -18,7 +18,7 @@ struct StartState {
   std::string resultsFile;  // empty before there are results
 };
 
-// Does what the user asks for. An exception is shown as its sentence; the window stays.
+// Performs the user's commands. The text of an exception is shown; the window stays open.
 class StartCommands {
  public:
   virtual ~StartCommands() = default;

@@ -20,7 +20,7 @@ std::wstring LowerCase(std::wstring text) {
   return text;
 }
 
-// The text decides what is chosen: it can name variables that its list box does not show.
+// The text determines the choice: it can name variables that its list box does not show.
 class VariableListsDialog final : public ModalDialog {
  public:
   VariableListsDialog(const Table& table, std::string_view title, std::vector<VariableListQuestion>& lists)
@@ -113,7 +113,7 @@ class VariableListsDialog final : public ModalDialog {
     InvalidateRect(box, nullptr, TRUE);
   }
 
-  // Selects by ranges with the drawing off: thousands of variables answer at once.
+  // Selects by ranges with the drawing off, so that thousands of variables take no time.
   void SelectInList(int index, const std::set<int>& chosen) {
     const HWND box = Item(kFirstList + index);
     const std::vector<int>& shown = shown_[static_cast<std::size_t>(index)];
@@ -130,7 +130,7 @@ class VariableListsDialog final : public ModalDialog {
       const auto end = std::find_if_not(first, shown.end(), isChosen);
       const auto from = static_cast<WPARAM>(first - shown.begin());
       const auto to = static_cast<LPARAM>(end - shown.begin()) - 1;
-      // A range of one item is taken as a wish to deselect.
+      // The system takes a range of one item as a request to deselect it.
       if (static_cast<LPARAM>(from) == to) {
         SendMessageW(box, LB_SETSEL, TRUE, to);
       } else {

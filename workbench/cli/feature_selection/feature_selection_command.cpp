@@ -84,7 +84,7 @@ void SaveBundles(const FeatureSelectionReport& report, Session& session, const O
   AddBundles(report, session);
   const std::string name = BundlesFile(session.Data().fileName);
   SaveTableIn(files, session.Data(), BundlesPath(options.folder, session.Data().fileName), options);
-  // An earlier run's sidecar would be read with this table.
+  // The sidecar of an earlier run would be read with this table.
   const std::string sidecar = SidecarPath(name);
   if (name.ends_with(".csv") && !std::filesystem::exists(files.StagingFolder() / PathOf(sidecar))) {
     files.Add(sidecar,

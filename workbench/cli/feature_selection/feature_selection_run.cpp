@@ -69,7 +69,7 @@ ReportedDependent ReadDependent(vlm::IFeatureSelectionResults& results, const Ta
   return dependent;
 }
 
-// The host's reader skips a case of missing weight as it skips one that the selection leaves out.
+// The host's reader skips a case without a weight just as it skips one that is not selected.
 void SeparateWeightFromSelection(Session& session, vlm::FeatureSelectionRun& run) {
   const CaseSelectionText& selection = session.Selection();
   if (session.WeightVariable() == 0) return;
@@ -191,8 +191,8 @@ vlm::FeatureSelectionRun RunOf(const Table& table, const ranking::RankingPlan& p
   return run;
 }
 
-// A few far values, or a code that was not declared, leave one interval of equal width for all the
-// others.
+// A few outliers, or a code that was not declared, may leave all other values in one interval of
+// equal width.
 std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& predictor) {
   const Column& column = table.Variable(predictor.number);
   const ranking::CrowdedIntervals& crowded = predictor.intervals;
@@ -206,7 +206,7 @@ std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& p
   return text + "; --intervals quantiles puts as many cases in each interval.";
 }
 
-// Adds the first sentences of one kind, one for each predictor, and how many there are besides.
+// Adds the first sentences of one kind, one per predictor, and the number of the others.
 void AddFirst(std::vector<std::string> sentences, std::vector<std::string>& notices) {
   constexpr std::size_t kMost = 10;
   const std::size_t count = sentences.size();
@@ -242,7 +242,7 @@ std::vector<std::string> CodeNotices(const Table& table, const std::vector<Repor
   return notices;
 }
 
-// The names of the predictors for which holds(predictorIndex), the first few of them.
+// The names of the first few predictors for which holds(predictorIndex) is true.
 template <typename Holds>
 std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
   constexpr std::size_t kMostNamed = 3;

@@ -41,7 +41,7 @@ FeatureSelectionReport RunFeatureSelection(Session& session, TerminalFrontend& f
                                            const VariableChoice& choice,
                                            const FeatureSelectionSettings& settings);
 
-// The settings of the workbench's own ranking, and the report of one that has been made.
+// The settings of the workbench's own ranking, and the report on a finished one.
 ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelectionSettings& settings);
 // table: names of the variables and the number of cases; its values are not read.
 FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& choice,

@@ -183,7 +183,8 @@ SavedBins Saved(const SavedBins& bins, const SavedResponse& response, const Fitt
   own.scorecard->ksDistance = quality.ksDistance;
   for (const ScoreBand& band : quality.bands)
     own.scorecard->bands.push_back({band.upTo, {band.bad, band.good}});
-  // Labels given by hand stay; their edits do not fit the predictors that are left.
+  // Labels given by hand are kept; the edits are dropped, because they do not fit the remaining
+  // predictors.
   for (SavedPredictor& predictor : own.predictors) predictor.original.reset();
   return saved;
 }

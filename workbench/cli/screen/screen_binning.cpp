@@ -110,7 +110,8 @@ std::vector<std::string> RankingWords() {
   return words;
 }
 
-// option: a least number that each bin holds; held: of a predictor, what two bins would share.
+// option: the least number that each bin must hold. held: how many of them the predictor has, which
+// two bins would share.
 template <typename Held>
 void AddIfNoSecondBin(const char* option, double least, const ScreenedResponse& response, Held held,
                       std::vector<std::string>& notices) {
@@ -236,7 +237,7 @@ std::shared_ptr<const BinningPlan> BinningOptions::MakePlan(const Table& table,
       const std::vector<int> numbers = NamedVariables(table, option, {name});
       for (const int number : numbers) {
         if (!choice.IsPredictor(number)) {
-          if (numbers.size() > 1) continue;  // of a pattern, those that are predictors
+          if (numbers.size() > 1) continue;  // a pattern means those of its matches that are predictors
           throw UsageError(std::string(option) + ": " + table.Variable(number).name +
                            " is not a predictor of this run.");
         }

@@ -40,16 +40,16 @@ struct BinningOptions {
   void Check(const CommandParser& parser, const ScreenRequest& request) const;
   // Null with --classic. Throws UsageError for a wrong name.
   std::shared_ptr<const BinningPlan> MakePlan(const Table& table, const ScreenChoice& choice) const;
-  // As far as a response has such a figure; see RankPredictors.
+  // Applies to responses that have the figure; see RankPredictors.
   RankBy Ranking(const CommandParser& parser) const;
 };
 
 // Bins that hold values other than special codes and missing ones.
 std::size_t ValueBinCount(const ScreenedPredictor& predictor);
 
-// A sentence for each response that has predictors with fewer or more bins than the plan asks for:
-// the other rules, or the predictor's values, allow no others; and for each rule that allows one
-// bin alone.
+// A sentence for each response that has predictors with fewer or more bins than the plan asks for,
+// because the other rules or the predictor's values allow no others, and for each rule that allows
+// only one bin.
 std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan);
 // A sentence for each response and shape that some predictors do not have, with those that they have.
 std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog& log);

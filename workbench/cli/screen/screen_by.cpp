@@ -120,7 +120,7 @@ std::shared_ptr<const StabilityReport> StabilityBy(const ByOptions& options, con
     const std::vector<double> weightSpread = WeightSpreads(cases, groups);
     for (std::size_t k = 0; k < response.predictors.size(); ++k) {
       bar.Update(static_cast<double>(k) / static_cast<double>(response.predictors.size()));
-      std::vector<std::string> notices;  // every level is in the data
+      std::vector<std::string> notices;  // stays empty: every level is in the data
       const BinnedPredictor binned = BinCases(response.predictors[k], "the bins", table, notices,
                                               [](double) { return !WasInterrupted(); });
       own.predictors.push_back(

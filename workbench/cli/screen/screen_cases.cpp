@@ -7,8 +7,8 @@
 namespace velmora {
 namespace {
 
-// How many of the used cases have a value of each predictor. The module has counted them, too:
-// their weights, and without special codes.
+// How many of the used cases have a value of each predictor. The module counts them differently: by
+// weight, and without special codes.
 void CountValues(const Table& table, const std::vector<std::uint8_t>& used, bool asModule,
                  ScreenedResponse& response) {
   for (ScreenedPredictor& predictor : response.predictors) {

@@ -83,8 +83,8 @@ bool HasSearched(const ScreenedResponse& response) {
 // As many threads as the memory allows.
 int ThreadsWithin(const MemoryLimit& limit, const ScreenOptions& options, const Table& table,
                   const ScreenChoice& choice) {
-  // Bytes per case. Once: the cases of a response, their folds, and what is compared at the end: a bin
-  // of each predictor with its bits.
+  // Bytes per case that all threads share: the cases of a response, their folds, and, for the
+  // comparison at the end, a bin of each predictor with its bits.
   std::uint64_t shared = 48;
   if (options.binning.search == 0 && !options.binning.classic)
     shared += 2 * static_cast<std::uint64_t>(options.redundancy.compare);
@@ -339,7 +339,7 @@ int RunScreenCommand(const std::vector<std::string>& arguments) {
     csvFiles.insert(csvFiles.end(), std::begin(kStabilityFiles), std::end(kStabilityFiles));
   AddOutputs(options.output, formats, "screening", csvFiles, files);
   options.save.AddFilesTo(files);
-  // One run labels its bins once: with a point as soon as a program reads any of its files.
+  // A run labels its bins once: with a decimal point if any of its files is for a program.
   const auto isForPeople = [](Format format) {
     return format == Format::kTerminal || format == Format::kHtml || format == Format::kXlsx;
   };

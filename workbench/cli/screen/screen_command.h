@@ -49,8 +49,8 @@ ScreenOptions ParseScreen(const std::vector<std::string>& arguments);
 // throws what RunGuarded knows.
 int RunScreenCommand(const std::vector<std::string>& arguments);
 
-// The analysis of a table in memory, as RunAnalysis describes. takesChance: for a program that keeps
-// the bins of all predictors: those no better than chance may be among the best, too.
+// The analysis of a table in memory, as RunAnalysis describes. takesChance: for a program that
+// keeps the bins of all predictors; those no better than chance may then be among the best, too.
 std::unique_ptr<FinishedRun> RunScreenOn(Table table, const std::vector<std::string>& arguments,
                                          int inferredCount, const UserMissing* userMissing,
                                          bool takesChance = false);

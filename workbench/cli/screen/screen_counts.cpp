@@ -16,15 +16,15 @@ void AddTo(SavedCounts& sums, const SavedCounts& more) {
   for (std::size_t i = 0; i < more.size(); ++i) sums[i] += more[i];
 }
 
-// Ascending pre-bins: each value its own while there are few, else as many values as make an equal
-// share of the cases. None reaches over a cut point, so that every bin is some of them.
+// Ascending pre-bins: one per value while there are few, else runs of values with equal shares of
+// the cases. None crosses a cut point, so that every bin consists of whole pre-bins.
 std::vector<SavedPreBin> PreBinsOf(const SavedPredictor& predictor,
                                    std::vector<std::pair<double, std::size_t>> cases,
                                    const ResponseCases& sums) {
   std::sort(cases.begin(), cases.end());
   std::size_t distinct = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) distinct += i == 0 || cases[i].first != cases[i - 1].first;
-  // Each cut point and each run of equal values may add a pre-bin to those that the shares make.
+  // Each cut point and each run of equal values may add a pre-bin to those made by the shares.
   const std::size_t limit =
       kMostPreBins > 2 * predictor.bins.size() ? kMostPreBins - predictor.bins.size() : predictor.bins.size();
   const std::size_t perPreBin = distinct <= kMostPreBins ? 1 : (cases.size() + limit - 1) / limit;

@@ -103,7 +103,8 @@ class CutPointsFile {
            ", which is " + (predictor.categorical ? "continuous" : "categorical") + " in this run; use " +
            (predictor.categorical ? "--categorical" : "--continuous"));
     UserBins bins;
-    // A user's label of bins of values; the other labels follow from what is in the bins.
+    // Only labels that the user gave to bins of values; the others follow from the content of the
+    // bins.
     for (const SavedBin& bin : predictor.bins)
       bins.labels.push_back(bin.hasUserLabel ? bin.label : std::string());
     bins.missingBin = predictor.missingBin.value_or(-1);

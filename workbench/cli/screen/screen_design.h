@@ -1,5 +1,5 @@
-// Samples of clusters within strata, and weights: what they leave of the cases, and the association
-// of each predictor's bins with the response as such a sample gives it.
+// Samples of clusters within strata, and weights: the effective number of cases, and the
+// association of each predictor's bins with the response in such a sample.
 //
 //   --weight w --strata region --clusters school
 #pragma once
@@ -31,7 +31,7 @@ void CheckDesign(const Table& table, const CaseBitmap& selected, const ranking::
                  std::vector<std::string>& notices);
 
 // Of runs with sampling weights, strata or clusters: design effect, test and p of each predictor,
-// and what the cases of each response are worth. Throws Cancelled.
+// and the effective number of cases of each response. Throws Cancelled.
 void AddDesign(const ranking::DesignVariables& design, const ScreenChoice& choice, const SearchLog& log,
                const Session& session, int threads, ScreenReport& report);
 

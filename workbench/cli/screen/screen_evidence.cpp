@@ -24,7 +24,7 @@ namespace {
 // Siddiqi 2006, Credit Risk Scorecards: above this information value a predictor is suspected.
 constexpr double kSuspectInformationValue = 0.5;
 constexpr double kSuspectAuc = 0.95;
-// A bin of one class gives the outcome away when chance alone would hardly make it so.
+// A bin of one class gives the outcome away when chance alone would hardly produce it.
 constexpr double kLogChance = -13.815510557964274;  // ln 1e-6
 constexpr double kFewestCases = 20;                 // of one class only, for a warning
 

@@ -1,5 +1,5 @@
-// What a ranking of predictors rests on beyond the figures of each: p-values of the searches for
-// bins, and why to look twice before a predictor is used.
+// Evidence beyond the figures of each predictor: p-values of the searches for bins, and warnings to
+// look twice before a predictor is used.
 //
 //   --permutations 1000 --seed 7
 #pragma once

@@ -94,7 +94,7 @@ std::string Figures(const ScreenedPredictor& predictor) {
   return Members(json);
 }
 
-// What the predictor's line in the ranking rests on.
+// The cases and settings that the predictor's line in the ranking is based on.
 Json Basis(const ScreenedResponse& response, const ScreenedPredictor& predictor) {
   const auto orNull = [](double value) { return std::isnan(value) ? Json() : Json(value); };
   Json warnings = Json::array();

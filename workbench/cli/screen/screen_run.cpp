@@ -154,7 +154,7 @@ std::vector<int> GraphsOf(Session& session, const AutomationClient& dialog, cons
     try {
       for (const int id : DocumentsOf(session, dialog, member)) graphs.push_back(id);
     } catch (const AutomationError& error) {
-      // The rest of the report is worth having without one graph.
+      // The report is made without the graph.
       session.Documents().AddNotice("A graph of " + predictorName + " is missing: " + error.what());
     }
   }
@@ -252,7 +252,7 @@ ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const Sc
 
 namespace {
 
-// What the session ran with.
+// The choice that the session ran with.
 ScreenChoice ChoiceOf(const Session& session, const ScreenReport& report) {
   ScreenChoice choice;
   choice.weight = session.WeightVariable();

@@ -30,7 +30,7 @@ struct ScreenSettings {
 ScreenReport RunScreening(Session& session, TerminalFrontend& frontend, const ScreenChoice& choice,
                           const ScreenSettings& settings, std::map<int, UserBins> userBins);
 
-// Adds the texts that are not there yet.
+// Appends those texts of more that are not in texts yet.
 void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>& more);
 
 // Puts into the report how many cases every response used, and why not the others. selected: of the
@@ -38,7 +38,7 @@ void AppendOnce(std::vector<std::string>& texts, const std::vector<std::string>&
 void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap& selected,
                 ScreenReport& report);
 
-// The variables whose cells those documents are made of.
+// The variables from whose cells the documents are made.
 std::set<int> VariablesOfDocuments(const Session& session, const ScreenReport& report);
 // The graphs of each response's best predictors and the rules, in the session's workbook. Throws
 // Cancelled.

@@ -1,4 +1,4 @@
-// What a screening run leaves for other data.
+// Saves the bins of a screening run for other data.
 #include "workbench/cli/screen/screen_save.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ std::size_t SavedCount(const ScreenedResponse& response, int best) {
 }
 
 // --- Bins
-// all: all cases, whose shares a bin without cases takes.
+// all: the row of all cases, whose shares are also those of a bin without cases.
 std::vector<double> FiguresOf(const ScreenedResponse& response, const ScreenedBin& bin,
                               const ScreenedBin& all) {
   if (response.kind == vlm::kBinaryResponse) return {bin.figures.woe};
@@ -183,8 +183,8 @@ void DoSaving(const std::string& option, Action action) {
   }
 }
 
-// The names of the variables that the recode files of the folder make, those of earlier runs
-// included.
+// The names of the variables that the recode files of the folder make, including those of earlier
+// runs.
 RecodeNames NamesForFolder(const fs::path& folder, const ScreenReport& report, const SavedBins& bins,
                            vlm::IScreeningResults& results) {
   RecodeNames names;
@@ -244,7 +244,7 @@ std::vector<Column> FigureColumns(const SavedBins& bins, const Table& table) {
   for (const SavedResponse& response : bins.responses) {
     for (const SavedPredictor& predictor : response.predictors) labels.insert(predictor.codedVariable);
   }
-  std::vector<std::string> notices;  // of levels that the data lack, which have been found in them
+  std::vector<std::string> notices;  // about levels that the data lack; here they all occur
   CodingProgram program({"the bins", bins}, table, notices);
   std::vector<Column> columns = program.Run([](double) { return !WasInterrupted(); });
   std::erase_if(columns, [&](const Column& column) { return labels.contains(column.name); });
@@ -257,7 +257,7 @@ void SaveCoded(const SaveOptions& options, const OutputOptions& output, const Sa
   std::vector<Column> figures = FigureColumns(bins, session.Data());
   DoSaving("--coded", [&] { dialog.Call("AddCodedVarsToSprSheet"); });
   StopIfInterrupted();
-  // Bins are node numbers with labels, and only the labels mean something in a file of texts.
+  // Bins are node numbers with labels, and only the labels have a meaning in a file of texts.
   for (int added = before + 1; added <= session.Data().VariableCount(); ++added)
     session.TakeLabelsAsTexts(added);
   for (Column& column : figures) session.AddColumn(std::move(column));

@@ -34,7 +34,7 @@ SavedBins SavedBinsOf(const ScreenReport& report, Session& session, int best);
 // holds the object. Throws UsageError for files that a script does not save.
 std::vector<std::string> ScriptedSaves(const SaveOptions& options);
 
-// Makes the files of bins alone: JSON, SQL, Python. Throws as SaveScreening does.
+// Makes only the files that hold bins: JSON, SQL, Python. Throws as SaveScreening does.
 void SaveBinsOf(const SaveOptions& options, const ScreenReport& report, Session& session, OutputFiles& files);
 
 // The same of a screening of data in parts, whose bins have their counts.

@@ -32,7 +32,7 @@ std::vector<std::string> AbsentCodes(const Column& column, const std::vector<dou
   return absent;
 }
 
-// A text column has its levels by their texts alone, because its codes are ours.
+// Levels of a text column are found by their texts only, because its codes are internal.
 std::vector<double> LevelsFrom(const Column& column, const std::string& text) {
   std::vector<double> levels;
   for (const std::string& level : SplitList({text})) {

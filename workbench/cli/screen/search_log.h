@@ -1,4 +1,4 @@
-// What the searches for bins of a run worked on, kept until the run has ended.
+// A log of the searches for bins, kept until the run has ended.
 //
 //   SearchLog log;
 //   plan->observer = log.Observer(false);
@@ -21,15 +21,15 @@ class SearchLog {
   // wantsPreBins: as of binning::SearchObserver.
   static std::pair<std::shared_ptr<SearchLog>, binning::SearchObserver> Open(bool wantsPreBins);
 
-  // Puts the intervals of the out-of-fold figures into the report. What is searched afterwards is
-  // not logged.
+  // Puts the intervals of the out-of-fold figures into the report. Later searches are not logged.
   void AddTo(ScreenReport& report);
   // Forgets the records. The run's plan keeps the log as long as the session lives.
   void Clear() { records_.clear(); }
-  // Null: it was not searched for.
+  // Null when its bins were not searched for.
   const binning::SearchRecord* Find(const ScreenedResponse& response,
                                     const ScreenedPredictor& predictor) const;
-  // The record of one of its predictors, whose cases are those of all. Null: none was searched for.
+  // The record of any of its predictors; they all have the same cases. Null when there was no
+  // search.
   const binning::SearchRecord* FindAny(const ScreenedResponse& response) const;
 
  private:

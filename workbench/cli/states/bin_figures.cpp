@@ -16,12 +16,12 @@ using states::MeasuredOutcome;
 using states::VariableSurvey;
 using Cell = states::PairSums::Cell;
 
-// As tables print it: totals enter weights of evidence with six digits.
+// Rounds as tables print: totals enter weights of evidence with six digits.
 double SixDigits(double value) { return std::strtod(vlm::FormatGeneral(value).c_str(), nullptr); }
 
 double Ratio(double a, double b) { return b != 0 ? a / b : kMissing; }
 
-// Of texts the codes.
+// Of a column of texts, the codes.
 std::vector<SurveyedValue> ValuesOrCodes(const VariableSurvey& survey) {
   if (survey.HoldsKind() != VariableSurvey::Kind::kTexts) return ValuesOf(survey);
   std::vector<SurveyedValue> values;

@@ -27,8 +27,8 @@ void FillAssociation(const std::vector<std::vector<double>>& counts, const std::
 // R-squared and F. all: the sum of the cells, whose deviations are above 0.
 void FillMeasuredFigures(const BinCells& cells, const states::PairSums::Cell& all,
                          const states::MeasuredOutcome& measured, vlm::ScreeningPredictor& figures);
-// Of the predictor's own values among the cases with a response. unit: the weight that counts as
-// one case.
+// Figures of the predictor's own values over the cases with a response. unit: the weight that
+// counts as one case.
 void FillValueFigures(const states::VariableSurvey& survey, double unit, vlm::ScreeningPredictor& figures);
 
 double Sum(const std::vector<double>& values);

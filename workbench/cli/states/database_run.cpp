@@ -49,7 +49,8 @@ ColumnRequest RequestOf(const std::string& analysis, const std::vector<std::stri
           options.pushDown};
 }
 
-// Without those that the readers of databases leave out, too, so that numbers of variables agree.
+// The columns without those that the readers of databases leave out, so that variable numbers
+// agree.
 std::vector<SqlColumn> ColumnsWithValues(const push_down::SqlTable& table) {
   std::vector<SqlColumn> columns = push_down::ReadColumns(table);
   std::string left;

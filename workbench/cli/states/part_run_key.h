@@ -1,4 +1,4 @@
-// What both passes over data in parts share: the run that a state belongs to.
+// The run that a state belongs to; shared by both passes over data in parts.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@ namespace velmora {
 inline constexpr char kSurveyKind[] = "survey";
 inline constexpr char kSumsKind[] = "sums";
 
-// What identifies a run: states of different ones do not merge.
+// Identifies a run: states of different runs do not merge.
 struct PartRunKey {
   std::string analysis;
   std::vector<std::string> words;

@@ -1,4 +1,5 @@
-// The sums of one predictor and the response of screening, as the search for bins takes them.
+// The sums of one predictor and the response of a screening, in the form that the search for bins
+// takes.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 
 namespace velmora {
 
-// What screening takes of one response.
+// The response as a screening takes it.
 struct ResponseCounts {
   vlm::ResponseKind kind = vlm::kBinaryResponse;
   std::size_t columns = 1;              // classes; 1 of a measured response

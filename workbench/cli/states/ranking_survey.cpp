@@ -16,7 +16,7 @@ namespace {
 
 using Cell = states::PairSums::Cell;
 
-// The cells of a pair without those of cases that have no predictor.
+// The cells of a pair, without the cases in which the predictor is missing.
 struct Grid {
   std::size_t groups = 0, columns = 1;
   const states::MeasuredOutcome* measured = nullptr;  // the outcome, unless it has classes

@@ -36,7 +36,7 @@ class ScreeningSurvey final : public SurveyRun {
   }
 
   ScreenChoice Choose(const Table& table) const {
-    // Weighted cases only have been surveyed.
+    // Only cases with a weight have been surveyed.
     Table weighted = table;
     const int weight = ChooseWeight(table, Rules().weight, true);
     if (weight != 0)
@@ -83,7 +83,7 @@ class ScreeningSurvey final : public SurveyRun {
     const std::vector<int> binOf = binning::AssignPreBins(
         masses, categorical ? masses.size() + 1 : static_cast<std::size_t>(std::max(preBins, 2)));
     for (std::size_t i = 0; i < values.size(); ++i) {
-      if (binOf[i] < 0) continue;  // a value without cases: where those of the next one begin
+      if (binOf[i] < 0) continue;  // a value without cases: its pre-bin begins with the next value
       if (static_cast<std::size_t>(binOf[i]) == groups.ends.size()) {
         const bool isMarked = i > 0 && binOf[i - 1] < 0;
         groups.ends.emplace_back(values[isMarked ? i - 1 : i].low, values[i].high);

@@ -48,7 +48,7 @@ CaseRules UnpackRules(const Packed& packed) {
   return rules;
 }
 
-// A fold for every case by what is in it, so that it does not matter in which part the case is.
+// A fold for every case by its content, so that it does not matter which part the case is in.
 std::vector<std::uint8_t> FoldsOf(const Table& table, std::uint32_t folds) {
   std::vector<std::uint64_t> bits(static_cast<std::size_t>(table.caseCount), vlm::kSplitMixStep);
   for (const Column& column : table.columns) {
@@ -67,7 +67,7 @@ std::vector<std::uint8_t> FoldsOf(const Table& table, std::uint32_t folds) {
   return foldOf;
 }
 
-// A table of more cells is not kept: states are small.
+// A table of more cells is not kept, so that states stay small.
 constexpr double kMostCells = 4e6;
 
 bool HasSameGroups(const Grouping& a, const Grouping& b) {

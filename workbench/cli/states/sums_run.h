@@ -30,8 +30,8 @@ class SumsRun final : public PartRun {
 
     // To be called after all outcomes have been added.
     void AddPredictor(states::Grouping groups);
-    // Whether the other was made from a first pass over as many cases, with as many groups and
-    // classes.
+    // Whether the other plan was made from a first pass over the same number of cases, with the
+    // same numbers of groups and classes.
     bool CountsAs(const Plan& other) const;
   };
 

@@ -19,8 +19,8 @@ std::string PrecisionSentence(std::size_t count, std::size_t cells, double error
 class SurveyRun : public PartRun {
  public:
   void Take(Table part) final;
-  // Of cases that a database has counted, before any part: the columns of its table, in order, and
-  // what the cases are.
+  // To be called before any part when a database has counted the cases: the columns of its table,
+  // in order, and the totals of the cases.
   void StartCounted(const std::vector<std::string>& columns, const states::CaseTotals& totals);
   std::string SecondPass() const final;
   std::unique_ptr<FinishedRun> Finish(const PartRun& sums, const std::string& moduleWord) const final;
@@ -41,7 +41,7 @@ class SurveyRun : public PartRun {
   }
   // Weights are taken relative to their mean.
   double MassFactor() const { return rules_.weight.empty() ? 1 : totals_.frequency / totals_.weight; }
-  // Too many levels, or values, to count the cases of each.
+  // Whether it has too many levels, or values, to count the cases of each.
   bool IsUncounted(int variableNumber) const {
     return Survey(variableNumber).HasTooManyLevels() || !Survey(variableNumber).Cells().IsExact();
   }

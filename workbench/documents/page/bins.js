@@ -19,8 +19,8 @@ const pageShapes = (() => {
   const sizesOf = (response, detail) => detail.figures[response.size];
   const binCount = (detail) => detail.labels.length - 1;
 
-  // --- The shape of the bins, as wide as their cases: above and below the whole's level,
-  // or the shares of classes.
+  // --- The shape of the bins: widths by their cases; heights above and below the level of all
+  // cases, or shares of the classes.
   const svg = (tag, attributes) => {
     const node = document.createElementNS('http://www.w3.org/2000/svg', tag);
     for (const [name, value] of Object.entries(attributes)) node.setAttribute(name, value);
@@ -28,7 +28,8 @@ const pageShapes = (() => {
   };
   const kWidth = 96, kHeight = 24;
 
-  // The largest distance of a bin from the whole; shapes of one response share their scale.
+  // The largest distance of a bin from the level of all cases; shapes of one response share their
+  // scale.
   function reachOf(response) {
     if (response.reach) return response.reach;
     let reach = 0;

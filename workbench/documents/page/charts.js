@@ -90,7 +90,7 @@ const pageCharts = (() => {
     });
   }
 
-  // What the numbers beside a value axis take, in pixels.
+  // The room for the numbers beside a value axis, in pixels.
   function numbersBeside(series) {
     let longest = 3;
     for (const one of series) {
@@ -132,7 +132,7 @@ const pageCharts = (() => {
   const isGap = (point) => point[0] === null || point[1] === null;
   const hasGaps = (series) => series.kind === 'line' && series.points.some(isGap);
 
-  // Where a line with gaps has its pieces: [left, right, height].
+  // The pieces of a line with gaps: [left, right, height].
   function piecesOf(series) {
     const pieces = [];
     let from = null;
@@ -162,7 +162,7 @@ const pageCharts = (() => {
       z: segments ? 4 : 2, silent: segments || area,
     }];
     if (segments) {
-      // The height of every piece in figures, as many as there is room for.
+      // The heights of the pieces as numbers, as many as there is room for.
       list.push({
         type: 'scatter', data: piecesOf(series).map(([left, right, height]) => [(left + right) / 2, height]), symbolSize: 1,
         yAxisIndex: series.right ? 1 : 0, silent: true, itemStyle: { color: 'transparent' }, z: 5, tooltip: { show: false },
@@ -174,8 +174,8 @@ const pageCharts = (() => {
     return list;
   }
 
-  // Over every stretch of the position axis that has a text of its own: pointing
-  // anywhere in it shows the text.
+  // Covers every stretch of the position axis that has its own text: pointing anywhere in it shows
+  // the text.
   function bandSeries(chart, c) {
     return {
       type: 'custom', data: chart.tips.map((stretch) => [stretch[0], stretch[1]]), z: 9, clip: true,
@@ -396,7 +396,7 @@ const pageCharts = (() => {
     const texts = textsBelow(chart.categories, (width - 60) / across - 12);
     const leftmost = texts.bottom > 30 ? 62 : 42;
     const cell = (width - leftmost - 4) / across;
-    // The axis ends at a number of two digits, which has room beside the first panel.
+    // The axis ends at a number with two significant digits, which fits beside the first panel.
     const largest = Math.max(...panels.flatMap((series) => series.points.map((value) => value || 0)), 0);
     const unit = 10 ** (Math.floor(Math.log10(largest || 1)) - 1);
     const highest = Number((Math.ceil(largest / unit - 1e-9) * unit).toPrecision(2));
@@ -430,7 +430,7 @@ const pageCharts = (() => {
 
   const cellTip = (chart, x, y, z) => tip(`${chart.xTexts[x]}, ${chart.yTexts[y]}`, [[chart.value.title || 'frequency', shown(z)]]);
 
-  // What is seen on paper and where there is no 3-D drawing: a map of the same counts.
+  // A map of the same counts, for paper and for browsers without 3-D drawing.
   function mapOption(chart, width, c) {
     const texts = textsBelow(chart.xTexts, width - 130);
     chart.wantedHeight = roomFor(chart, texts.bottom);
@@ -528,7 +528,7 @@ const pageCharts = (() => {
   // The wheel moves the page, over a 3-D chart too.
   const keepWheel = (node) => ['wheel', 'mousewheel'].forEach((kind) => node.addEventListener(kind, (event) => event.stopPropagation(), { capture: true }));
 
-  // Draws a chart into its place in the page, now.
+  // Draws a chart into its place in the page at once.
   function draw(chart) {
     if (chart.drawn || typeof echarts === 'undefined') return;
     chart.drawn = true;

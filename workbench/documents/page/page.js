@@ -31,7 +31,7 @@ function cellText(column, row) {
   return column.decimals === undefined ? grouped(value) : value.toFixed(column.decimals);
 }
 
-// What a column is sorted by; null sorts last.
+// The key by which a column is sorted; null sorts last.
 function cellKey(column, row) {
   if (column.values) {
     const value = column.values[row];
