@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in
 # build/fuzz/corpus. Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives
-# the same inputs every time, as many of them as there is time for. Fails when a target fails, and
-# leaves the input beside the corpus. The time limit allows for a loaded machine: an input that
-# takes ten minutes hangs. Leaks are looked for in runs by time, not in the long ones by number.
+# the same inputs every time, as many of them as there is time for. Fails when a target falls, and
+# leaves the input beside the corpus. No input is too slow for a loaded machine: one that takes ten
+# minutes has hung. Leaks are looked for in runs by time, not in the long ones by number.
 # Needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz
+# FUZZ_PRESET=fuzz-fast takes the targets without sanitizers, for long runs; 0x then runs what they
+# have found under the sanitizers.
 # usage: tools/fuzz.sh SECONDS [TARGET ...]
-#        tools/fuzz.sh 10000000x [TARGET ...]
+#        FUZZ_PRESET=fuzz-fast tools/fuzz.sh 10000000x [TARGET ...]
+#        tools/fuzz.sh 0x [TARGET ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 length=${1:?usage: tools/fuzz.sh SECONDS [TARGET ...]}
@@ -18,7 +21,7 @@ leaks=1
 speed="-entropic=0 -print_funcs=0 -detect_leaks=$leaks"
 export ASAN_OPTIONS="quarantine_size_mb=4:malloc_context_size=0:detect_leaks=$leaks"
 shift
-build=build/fuzz/fuzz
+build=build/${FUZZ_PRESET:-fuzz}/fuzz
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || for program in "$build"/fuzz_*; do targets+=("${program##*/fuzz_}"); done
 

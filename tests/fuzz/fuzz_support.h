@@ -34,6 +34,20 @@ int Try(const std::uint8_t* bytes, std::size_t size, Work work) {
   return 0;
 }
 
+// What holds for every table that is read.
+inline void RequireSound(const Table& table) {
+  for (const Column& column : table.columns) {
+    Require(static_cast<std::int64_t>(column.values.size()) == table.caseCount,
+            "a column has a cell per case");
+    for (std::size_t i = 1; i < column.labels.size(); ++i)
+      Require(column.labels[i - 1].value < column.labels[i].value, "labels ascend");
+    if (!column.fromText) continue;
+    for (const double value : column.values)
+      Require(IsMissing(value, column.missingCode) || column.LabelOf(value) != nullptr,
+              "codes of texts have labels");
+  }
+}
+
 // A table with a variable of each kind: numbers, missing cells, texts, dates, true and false, names
 // with quotes.
 inline const Table& SampleTable() {

@@ -14,16 +14,7 @@ void Run(std::string_view text) {
   Table table = fuzz::SampleTable();
   std::vector<std::string> warnings;
   ApplySidecar(sidecar, table, warnings);
-  for (const Column& column : table.columns) {
-    fuzz::Require(static_cast<std::int64_t>(column.values.size()) == table.caseCount,
-                  "a column keeps its cells");
-    for (std::size_t i = 1; i < column.labels.size(); ++i)
-      fuzz::Require(column.labels[i - 1].value < column.labels[i].value, "values of labels are unique");
-    for (const double value : column.values)
-      fuzz::Require(
-          !column.fromText || IsMissing(value, column.missingCode) || column.LabelOf(value) != nullptr,
-          "codes of texts have labels");
-  }
+  fuzz::RequireSound(table);
   for (const VariableBundle& bundle : table.bundles)
     for (const int number : bundle.variableNumbers)
       fuzz::Require(number >= 1 && number <= table.VariableCount(), "bundles hold variables");
