@@ -6,6 +6,7 @@
 #include <random>
 
 #include "tests/cli/command_checks.h"
+#include "workbench/cli/words.h"
 
 namespace velmora::testing {
 namespace {
@@ -281,6 +282,19 @@ TEST(ScreenEvidence, NamesNumbersThatLookLikeCodes) {
   ExpectSaid({0, "", RunVelmora(ranking).out}, {"-999 in income", "use --missing income=-999."});
   EXPECT_EQ(RunVelmora(With(ranking, {"--missing", "income=-999"})).out.find("-999 in income"),
             std::string::npos);
+  // None of the cases that are used has it.
+  EXPECT_FALSE(isNamed({"--select", "income > 0"}));
+  EXPECT_EQ(RunVelmora(With(ranking, {"--select", "income > 0"})).out.find("-999 in income"),
+            std::string::npos);
+
+  // The option can be copied into a shell.
+  csv.replace(csv.find("income"), 6, "\"net income, $\"");
+  const std::string spaced = folder.Write("spaced.csv", csv);
+  const std::string word = ShellWord("net income, $=-999");
+  EXPECT_NE(word.front(), 'n');
+  ExpectSaid({0, "", RunVelmora(With({"screen", spaced}, kFlag)).out}, {"use --special " + word});
+  ExpectSaid({0, "", RunVelmora({"feature-selection", spaced, "--dependents", "y"}).out},
+             {"use --missing " + word + "."});
 }
 
 TEST(ScreenEvidence, JoinsAWarningThatManyPredictorsHave) {

@@ -22,6 +22,10 @@ Column ColumnOf(Next next, const std::vector<double>& codes, int cases, int othe
   return column;
 }
 
+std::vector<LikelyCode> CodesOf(const Column& column) {
+  return LikelyCodes(column, CaseBitmap(static_cast<std::int64_t>(column.values.size())));
+}
+
 std::vector<double> ValuesOf(const std::vector<LikelyCode>& codes) {
   std::vector<double> values;
   for (const LikelyCode& code : codes) values.push_back(code.value);
@@ -37,28 +41,45 @@ TEST(LikelyCodes, AreCustomaryAndApartFromAllOtherValues) {
   const auto sign = [](std::mt19937& random) { return static_cast<double>(random() % 2); };
   const auto balance = [](std::mt19937& random) { return static_cast<double>(random() % 9000) - 2000; };
   using Values = std::vector<double>;
-  EXPECT_EQ(ValuesOf(LikelyCodes(ColumnOf(income, {-999}, 30))), Values{-999});
-  EXPECT_EQ(ValuesOf(LikelyCodes(ColumnOf(income, {-999, -998, -9}, 30))), (Values{-999, -998, -9}));
-  EXPECT_EQ(ValuesOf(LikelyCodes(ColumnOf(scale, {99, 98, 77}, 30))), (Values{77, 98, 99}));
-  EXPECT_EQ(ValuesOf(LikelyCodes(ColumnOf(age, {-1, 999}, 30))), (Values{-1, 999}));
+  EXPECT_EQ(ValuesOf(CodesOf(ColumnOf(income, {-999}, 30))), Values{-999});
+  EXPECT_EQ(ValuesOf(CodesOf(ColumnOf(income, {-999, -998, -9}, 30))), (Values{-999, -998, -9}));
+  EXPECT_EQ(ValuesOf(CodesOf(ColumnOf(scale, {99, 98, 77}, 30))), (Values{77, 98, 99}));
+  EXPECT_EQ(ValuesOf(CodesOf(ColumnOf(age, {-1, 999}, 30))), (Values{-1, 999}));
   for (const std::int64_t cases : {5, 400})
-    EXPECT_EQ(LikelyCodes(ColumnOf(age, {999}, static_cast<int>(cases)))[0].cases, cases);
+    EXPECT_EQ(CodesOf(ColumnOf(age, {999}, static_cast<int>(cases)))[0].cases, cases);
 
-  EXPECT_TRUE(LikelyCodes(ColumnOf(age, {99}, 30)).empty()) << "an age";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(scale, {9}, 30)).empty()) << "near the others";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(sign, {-1}, 300)).empty()) << "less, none, more";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(balance, {-999}, 30)).empty()) << "other values are negative";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(income, {-500}, 30)).empty()) << "not customary";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(income, {-999}, 4)).empty()) << "a few cases";
-  EXPECT_TRUE(LikelyCodes(ColumnOf(income, {-999}, 400, 0)).empty()) << "nothing else";
+  EXPECT_TRUE(CodesOf(ColumnOf(age, {99}, 30)).empty()) << "an age";
+  EXPECT_TRUE(CodesOf(ColumnOf(scale, {9}, 30)).empty()) << "near the others";
+  EXPECT_TRUE(CodesOf(ColumnOf(sign, {-1}, 300)).empty()) << "less, none, more";
+  EXPECT_TRUE(CodesOf(ColumnOf(balance, {-999}, 30)).empty()) << "other values are negative";
+  EXPECT_TRUE(CodesOf(ColumnOf(income, {-500}, 30)).empty()) << "not customary";
+  EXPECT_TRUE(CodesOf(ColumnOf(income, {-999}, 4)).empty()) << "a few cases";
+  EXPECT_TRUE(CodesOf(ColumnOf(income, {-999}, 400, 0)).empty()) << "nothing else";
 
   Column missing = ColumnOf(income, {-999}, 30);
   missing.missingCode = -999;
-  EXPECT_TRUE(LikelyCodes(missing).empty()) << "missing already";
+  EXPECT_TRUE(CodesOf(missing).empty()) << "missing already";
   Column dates = ColumnOf(age, {-999}, 30);
   dates.dateUnit = DateUnit::kDays;
-  EXPECT_TRUE(LikelyCodes(dates).empty());
-  EXPECT_EQ(ValuesOf(LikelyCodes(ColumnOf(income, {-999}, 3000, 300000))), Values{-999}) << "a sample";
+  EXPECT_TRUE(CodesOf(dates).empty());
+  EXPECT_EQ(ValuesOf(CodesOf(ColumnOf(income, {-999}, 3000, 300000))), Values{-999}) << "a sample";
+}
+
+TEST(LikelyCodes, AreThoseOfTheSelectedCases) {
+  const auto age = [](std::mt19937& random) { return static_cast<double>(random() % 60 + 18); };
+  const Column column = ColumnOf(age, {-1, 999}, 900, 1000000);
+  CaseBitmap selected(static_cast<std::int64_t>(column.values.size()), false);
+  // Every 50th case, and none that has -1.
+  std::int64_t cases = 0;
+  for (std::size_t i = 0; i < column.values.size(); i += 50) {
+    if (column.values[i] == -1) continue;
+    selected.Set(static_cast<std::int64_t>(i), true);
+    if (column.values[i] == 999) ++cases;
+  }
+  const std::vector<LikelyCode> codes = LikelyCodes(column, selected);
+  ASSERT_EQ(ValuesOf(codes), std::vector<double>{999});
+  EXPECT_EQ(codes[0].cases, cases);
+  EXPECT_TRUE(LikelyCodes(column, CaseBitmap(selected.CaseCount(), false)).empty());
 }
 
 }  // namespace

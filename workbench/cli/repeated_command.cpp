@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "workbench/cli/words.h"
 #include "workbench/data/database_address.h"
 #include "workbench/data/sha256.h"
 
@@ -15,24 +16,6 @@ namespace {
 // Options that do not change a figure, those with a value first.
 constexpr const char* kWithValue[] = {"--out", "--format", "--csv-for", "--log", "--module"};
 constexpr const char* kWithoutValue[] = {"--quiet", "--save-bundles"};
-
-// Quotes the word for a POSIX shell.
-std::string Quoted(const std::string& word) {
-  const auto isPlain = [](unsigned char c) {
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c >= 0x80 ||
-           std::string_view("_./,:=+@%-").find(static_cast<char>(c)) != std::string_view::npos;
-  };
-  if (!word.empty() && std::all_of(word.begin(), word.end(), isPlain)) return word;
-  std::string quoted = "'";
-  for (const char c : word) {
-    if (c == '\'') {
-      quoted += "'\\''";
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + "'";
-}
 
 }  // namespace
 
@@ -48,7 +31,7 @@ std::string RepeatedCommand(const std::string& command, const std::vector<std::s
     }
     const auto begins = [&](const char* option) { return word.starts_with(std::string(option) + "="); };
     if (std::any_of(std::begin(kWithValue), std::end(kWithValue), begins)) continue;
-    line += " " + Quoted(WithoutPassword(word));
+    line += " " + PosixWord(WithoutPassword(word));
   }
   return line;
 }

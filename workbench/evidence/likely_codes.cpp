@@ -55,7 +55,7 @@ bool IsApart(const LikelyCode& code, const Others& others) {
 
 }  // namespace
 
-std::vector<LikelyCode> LikelyCodes(const Column& column) {
+std::vector<LikelyCode> LikelyCodes(const Column& column, const CaseBitmap& selected) {
   std::vector<LikelyCode> codes;
   const std::span<const double> values(column.values.begin(), column.values.size());
   const std::size_t count = values.size();
@@ -67,7 +67,10 @@ std::vector<LikelyCode> LikelyCodes(const Column& column) {
   };
   const std::size_t step = std::max(kRunLength, count / kRuns);
   for (std::size_t begin = 0; begin < count; begin += step) {
-    for (std::size_t i = begin; i < std::min(count, begin + kRunLength); ++i) {
+    std::size_t run = 0;
+    for (std::size_t i = begin; i < std::min(count, begin + step) && run < kRunLength; ++i) {
+      if (!selected.Contains(static_cast<std::int64_t>(i))) continue;
+      ++run;
       const double value = values[i];
       if (codes.size() < kMostCodes && IsCustomary(value) && !missing.Contains(value) &&
           codeOf(value) == codes.end())
@@ -76,8 +79,10 @@ std::vector<LikelyCode> LikelyCodes(const Column& column) {
   }
   if (codes.empty()) return codes;
   Others others;
-  for (const double value : values) {
-    if (std::isnan(value) || missing.Contains(value)) continue;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double value = values[i];
+    if (!selected.Contains(static_cast<std::int64_t>(i)) || std::isnan(value) || missing.Contains(value))
+      continue;
     const auto code = codeOf(value);
     if (code != codes.end())
       ++code->cases;

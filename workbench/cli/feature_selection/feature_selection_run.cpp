@@ -10,6 +10,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/cli/words.h"
 #include "workbench/data/errors.h"
 #include "workbench/dialogs/dialog_window.h"
 #include "workbench/documents/text_table.h"
@@ -191,6 +192,10 @@ vlm::FeatureSelectionRun RunOf(const Table& table, const ranking::RankingPlan& p
   return run;
 }
 
+std::string MissingHint(const Column& column, const std::string& value) {
+  return "--missing " + ShellWord(column.name + "=" + value);
+}
+
 // A few outliers, or a code that was not declared, may leave all other values in one interval of
 // equal width.
 std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& predictor) {
@@ -202,7 +207,7 @@ std::string CrowdedNotice(const Table& table, const ranking::CrowdedPredictor& p
                      value;
   if (crowded.farCases > 1)
     text += " (" + Counted(static_cast<std::size_t>(crowded.farCases), "case", "cases") +
-            "; if that is a code for missing, use --missing " + column.name + "=" + value + ")";
+            "; if that is a code for missing, use " + MissingHint(column, value) + ")";
   return text + "; --intervals quantiles puts as many cases in each interval.";
 }
 
@@ -220,7 +225,8 @@ void AddFirst(std::vector<std::string> sentences, std::vector<std::string>& noti
 
 // Continuous predictors with numbers that look like codes for missing, unless a notice on crowded
 // intervals names them.
-std::vector<std::string> CodeNotices(const Table& table, const std::vector<ReportedPredictor>& predictors,
+std::vector<std::string> CodeNotices(const Table& table, const CaseBitmap& selected,
+                                     const std::vector<ReportedPredictor>& predictors,
                                      const std::vector<ranking::CrowdedPredictor>& crowded) {
   std::vector<std::string> notices;
   for (const ReportedPredictor& predictor : predictors) {
@@ -230,12 +236,12 @@ std::vector<std::string> CodeNotices(const Table& table, const std::vector<Repor
         }))
       continue;
     const Column& column = table.Variable(predictor.number);
-    for (const evidence::LikelyCode& code : evidence::LikelyCodes(column)) {
+    for (const evidence::LikelyCode& code : evidence::LikelyCodes(column, selected)) {
       const std::string value = ShownNumber(code.value, "");
       notices.push_back(Counted(static_cast<std::size_t>(code.cases), "case holds", "cases hold") + " " +
                         value + " in " + column.name +
-                        ", apart from all other values; if that is a code for missing, use --missing " +
-                        column.name + "=" + value + ".");
+                        ", apart from all other values; if that is a code for missing, use " +
+                        MissingHint(column, value) + ".");
     }
     column.values.Release();
   }
@@ -250,12 +256,7 @@ std::string NamesWhere(const FeatureSelectionReport& report, Holds holds) {
   for (std::size_t j = 0; j < report.predictors.size(); ++j) {
     if (holds(j)) names.push_back(report.predictors[j].name);
   }
-  if (names.size() > kMostNamed + 1) {
-    const std::string more = std::to_string(names.size() - kMostNamed) + " more";
-    names.resize(kMostNamed);
-    names.push_back(more);
-  }
-  return JoinWords(names, " and ");
+  return JoinFirst(std::move(names), kMostNamed);
 }
 
 // What a reader should know before acting on the ranking: p-values that are approximate, predictors
@@ -381,7 +382,6 @@ FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& c
   for (const ranking::CrowdedPredictor& predictor : ranked.crowded)
     crowded.push_back(CrowdedNotice(table, predictor));
   AddFirst(std::move(crowded), report.notices);
-  AddFirst(CodeNotices(table, report.predictors, ranked.crowded), report.notices);
 
   for (std::size_t d = 0; d < ranked.outcomes.size(); ++d) {
     ranking::RankedOutcome& outcome = ranked.outcomes[d];
@@ -413,13 +413,16 @@ FeatureSelectionReport Rank(Session& session, const VariableChoice& choice,
   ProgressBar bar;
   bar.Start("Comparing predictors...");
   WorkerPool pool(settings.threads);
-  ranking::Ranking ranked =
-      ranking::RankPredictors(table, SelectedCases(table, settings.cases), plan, pool, [&](double fraction) {
-        bar.Update(fraction);
-        return !WasInterrupted();
-      });
+  const CaseBitmap selected = SelectedCases(table, settings.cases);
+  ranking::Ranking ranked = ranking::RankPredictors(table, selected, plan, pool, [&](double fraction) {
+    bar.Update(fraction);
+    return !WasInterrupted();
+  });
   bar.Finish();
-  return ReportRanking(table, choice, settings, std::move(ranked));
+  const std::vector<ranking::CrowdedPredictor> crowded = ranked.crowded;
+  FeatureSelectionReport report = ReportRanking(table, choice, settings, std::move(ranked));
+  AddFirst(CodeNotices(table, selected, report.predictors, crowded), report.notices);
+  return report;
 }
 
 }  // namespace

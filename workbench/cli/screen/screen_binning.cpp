@@ -11,6 +11,7 @@
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/run_files.h"
 #include "workbench/cli/screen/search_log.h"
+#include "workbench/cli/words.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/json_input.h"
 #include "workbench/documents/text_table.h"
@@ -22,6 +23,7 @@ namespace {
 constexpr int kPreBinLimit = 1000;
 constexpr int kMostBins = 100;
 constexpr int kMostCases = 1000000000;
+constexpr std::size_t kNamedInNotice = 5;  // in a notice
 
 using binning::Criterion;
 using binning::Shape;
@@ -265,7 +267,6 @@ RankBy BinningOptions::Ranking(const CommandParser& parser) const {
 }
 
 std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const BinningPlan& plan) {
-  constexpr std::size_t kMostNamed = 5;
   std::vector<std::string> notices;
   if (!plan.optimal) return notices;
   const binning::BinningRules& rules = plan.rules;
@@ -285,21 +286,18 @@ std::vector<std::string> UnmetBinCounts(const ScreenReport& report, const Binnin
                                 : *std::min_element(counts.begin(), counts.end());
         },
         notices);
-    std::size_t count = 0;
-    std::string names;
+    std::vector<std::string> names;
     for (const ScreenedPredictor& predictor : response.predictors) {
       const std::size_t bins = ValueBinCount(predictor);
       if (bins >= least && (rules.exactBins == 0 || bins == least)) continue;
-      if (++count <= kMostNamed)
-        names += (count == 1 ? "" : ", ") + predictor.name + " (" + std::to_string(bins) + ")";
+      names.push_back(predictor.name + " (" + std::to_string(bins) + ")");
     }
-    if (count == 0) continue;
-    if (count > kMostNamed) names += " and " + Counted(count - kMostNamed, "other", "others");
-    notices.push_back((rules.exactBins > 0 ? "--bin-count " : "--min-bins ") + std::to_string(least) + ": " +
-                      Counted(count, "predictor has", "predictors have") +
-                      (rules.exactBins > 0 ? " another number of bins" : " fewer bins") + " for " +
-                      response.name + ", because their values or the other rules allow no more: " + names +
-                      ".");
+    if (names.empty()) continue;
+    notices.push_back(
+        (rules.exactBins > 0 ? "--bin-count " : "--min-bins ") + std::to_string(least) + ": " +
+        Counted(names.size(), "predictor has", "predictors have") +
+        (rules.exactBins > 0 ? " another number of bins" : " fewer bins") + " for " + response.name +
+        ", because their values or the other rules allow no more: " + JoinFirst(names, kNamedInNotice) + ".");
   }
   return notices;
 }
@@ -315,7 +313,6 @@ std::string ShapeWord(Shape shape) {
 }  // namespace
 
 std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog& log) {
-  constexpr std::size_t kMostNamed = 5;
   std::vector<std::string> notices;
   for (const ScreenedResponse& response : report.responses) {
     std::map<Shape, std::vector<std::string>> unmet;  // by the demanded shape
@@ -325,13 +322,10 @@ std::vector<std::string> UnmetShapes(const ScreenReport& report, const SearchLog
       unmet[record->rules.partition.shape].push_back(predictor.name + " (" + ShapeWord(record->otherShape) +
                                                      ")");
     }
-    for (auto& [shape, names] : unmet) {
-      const std::size_t more = names.size() - std::min(names.size(), kMostNamed);
-      names.resize(names.size() - more);
-      std::string list = JoinWords(names, more > 0 ? ", " : " and ");
-      if (more > 0) list += " and " + Counted(more, "other", "others");
-      notices.push_back("--shape " + ShapeWord(shape) + ": no bins of this shape describe " + response.name +
-                        " better than one bin does; bins of another shape do: " + list + ".");
+    for (const auto& [shape, names] : unmet) {
+      notices.push_back(
+          "--shape " + ShapeWord(shape) + ": no bins of this shape describe " + response.name +
+          " better than one bin does; bins of another shape do: " + JoinFirst(names, kNamedInNotice) + ".");
     }
   }
   return notices;

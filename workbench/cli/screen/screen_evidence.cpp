@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <stdexcept>
 #include <unordered_set>
 
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/progress_bar.h"
+#include "workbench/cli/words.h"
 #include "workbench/data/errors.h"
 #include "workbench/documents/page.h"
 #include "workbench/documents/presentation.h"
@@ -112,19 +114,19 @@ class Suspicion {
       Add("identifier", "whole numbers of which none occurs twice, as of an identifier");
   }
 
-  void LookForCodes(const BinningPlan& plan) {
-    if (predictor_.figures.categorical != 0) return;
+  void LookForCodes(const std::vector<evidence::LikelyCode>& codes, const BinningPlan& plan) {
     const auto special = plan.specialCodes.find(predictor_.figures.predictorNumber);
-    for (const evidence::LikelyCode& code : evidence::LikelyCodes(column_)) {
-      const bool known = special != plan.specialCodes.end() &&
-                         std::any_of(special->second.begin(), special->second.end(), [&](const auto& codes) {
-                           return std::find(codes.begin(), codes.end(), code.value) != codes.end();
-                         });
+    for (const evidence::LikelyCode& code : codes) {
+      const bool known =
+          special != plan.specialCodes.end() &&
+          std::any_of(special->second.begin(), special->second.end(), [&](const auto& together) {
+            return std::find(together.begin(), together.end(), code.value) != together.end();
+          });
       if (known) continue;
       const std::string value = ShownNumber(code.value, "");
       Add("code", Counted(static_cast<std::size_t>(code.cases), "case holds", "cases hold") + " " + value +
-                      ", apart from all other values; if it is a code, use --special " + column_.name + "=" +
-                      value);
+                      ", apart from all other values; if it is a code, use --special " +
+                      ShellWord(column_.name + "=" + value));
     }
   }
 
@@ -195,17 +197,22 @@ void AddPermutations(const EvidenceOptions& options, int threads, const SearchLo
 
 void AddWarnings(const Table& table, const CaseBitmap& selected, const BinningPlan& plan,
                  ScreenReport& report) {
+  std::map<int, std::vector<evidence::LikelyCode>> codes;  // by variable
   for (ScreenedResponse& response : report.responses) {
     for (ScreenedPredictor& predictor : response.predictors) {
+      const int number = predictor.figures.predictorNumber;
+      const Column& column = table.Variable(number);
+      if (predictor.figures.categorical == 0 && !codes.contains(number))
+        codes.emplace(number, evidence::LikelyCodes(column, selected));
       const bool isChance = predictor.figures.noBetterThanChance != 0;
-      Suspicion suspicion(response, table.Variable(predictor.figures.predictorNumber), predictor);
+      Suspicion suspicion(response, column, predictor);
       if (!isChance) {
         suspicion.LookAtBins();
         suspicion.LookAtFigures();
       }
       suspicion.LookForIdentifier(selected);
-      suspicion.LookForCodes(plan);
-      table.Variable(predictor.figures.predictorNumber).values.Release();
+      if (predictor.figures.categorical == 0) suspicion.LookForCodes(codes.at(number), plan);
+      column.values.Release();
     }
   }
 }

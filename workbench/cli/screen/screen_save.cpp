@@ -16,6 +16,7 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
 #include "workbench/cli/screen/screen_counts.h"
+#include "workbench/cli/words.h"
 #include "workbench/data/names.h"
 #include "workbench/data/save.h"
 #include "workbench/documents/texts.h"
@@ -152,8 +153,8 @@ void WarnOfMissingCodes(const SavedBins& bins) {
       if (!predictor.missingCode || !noted.insert(predictor.name).second) continue;
       const std::string code = ShortestNumber(*predictor.missingCode);
       Warn("recode files and rules do not say that " + code + " of " + predictor.name +
-           " means missing; apply them with --missing \"" + predictor.name + "=" + code +
-           "\", or use --bins.");
+           " means missing; apply them with --missing " + ShellWord(predictor.name + "=" + code) +
+           ", or use --bins.");
     }
   }
 }

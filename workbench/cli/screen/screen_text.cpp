@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "workbench/cli/words.h"
 #include "workbench/documents/aligned_numbers.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/documents/text_table.h"
@@ -24,19 +25,12 @@ std::string Shown(double value, const char* format) {
   return format == nullptr ? ShownProbability(value) : ShownNumber(value, format);
 }
 
-std::string FirstNames(const std::vector<std::string>& names) {
-  std::string text;
-  for (std::size_t i = 0; i < std::min(names.size(), kMostNamed); ++i) text += (i > 0 ? ", " : "") + names[i];
-  if (names.size() > kMostNamed) text += " and " + std::to_string(names.size() - kMostNamed) + " more";
-  return text;
-}
-
 // The predictors after those of the ranking, by name.
 std::string ChanceLine(const ScreenedResponse& response) {
   std::vector<std::string> names;
   for (std::size_t i = CountAboveChance(response); i < response.predictors.size(); ++i)
     names.push_back(PrintableText(response.predictors[i].name));
-  return names.empty() ? "" : "No better than chance: " + FirstNames(names) + "\n";
+  return names.empty() ? "" : "No better than chance: " + JoinFirst(names, kMostNamed) + "\n";
 }
 
 // The first predictors of the ranking that have this warning, with its figure.
@@ -59,8 +53,8 @@ std::string WarningLines(const ScreenedResponse& response, std::size_t count) {
   const auto areOneLine = [&](CommonWarning common, const std::string& sentence) {
     const std::vector<std::string> names = NamesWith(common, response, count);
     if (names.size() <= kMostWarnedSingly) return false;
-    text +=
-        "Check " + std::to_string(names.size()) + " predictors: " + sentence + " " + FirstNames(names) + "\n";
+    text += "Check " + std::to_string(names.size()) + " predictors: " + sentence + " " +
+            JoinFirst(names, kMostNamed) + "\n";
     return true;
   };
   const std::string outcome = PrintableText(response.name);
