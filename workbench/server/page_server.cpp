@@ -1,38 +1,23 @@
 #include "workbench/server/page_server.h"
 
-#include <httplib.h>
-
 #include <algorithm>
-#include <charconv>
-#include <fstream>
 #include <thread>
 
-#include "base/parse_number.h"
 #include "workbench/cli/console.h"
 #include "workbench/cli/exit_codes.h"
-#include "workbench/data/errors.h"
-#include "workbench/data/json_input.h"
 #include "workbench/documents/terminal_text.h"
 #include "workbench/server/channel.h"
 #include "workbench/server/connection_guard.h"
 #include "workbench/server/host_name.h"
-#include "workbench/server/page_assets.h"
-#include "workbench/server/page_options.h"
+#include "workbench/server/page_answers.h"
 #include "workbench/session/user_settings.h"
 #include "workbench/system/system.h"
-
-#ifndef VELMORA_VERSION
-#error "the build names the version"
-#endif
 
 namespace velmora {
 namespace {
 
 constexpr std::size_t kThreads = 64;         // each open window holds one
-constexpr int kMostWindows = 24;             // so that threads are left for requests
 constexpr std::size_t kMostBytes = 8 << 20;  // of a request
-constexpr std::size_t kFileBlock = 1 << 20;  // of a file that is sent
-constexpr auto kEventWait = std::chrono::seconds(2);
 constexpr auto kFarewellWait = std::chrono::milliseconds(10);
 constexpr int kMostFarewellWaits = 100;
 constexpr auto kWatchInterval = std::chrono::milliseconds(50);
@@ -43,11 +28,6 @@ constexpr auto kLongestReceiving = std::chrono::seconds(30);
 constexpr char kPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
     "frame-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-// A report has its own scripts. In a sandbox it has no origin, so it can read nothing of the page.
-constexpr char kReportPolicy[] =
-    "sandbox allow-scripts allow-downloads; default-src 'none'; script-src 'unsafe-inline'; "
-    "style-src 'unsafe-inline'; img-src data:; frame-ancestors 'self'";
-
 // The page for the password; it has no script.
 constexpr char kSignInPolicy[] =
     "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; base-uri 'none'; "
@@ -104,106 +84,6 @@ std::unique_ptr<httplib::Server> MakeServer(const PageServerOptions& options) {
     throw RunError("TLS cannot use the certificate " + ShortenedText(options.certificate) + " with the key " +
                    ShortenedText(options.key) + "; both are PEM files, and they belong together.");
   return server;
-}
-
-void GiveJson(httplib::Response& response, const std::string& json) {
-  response.set_content(json, "application/json");
-}
-
-void Refuse(httplib::Response& response, int status, const std::string& sentence) {
-  response.status = status;
-  GiveJson(response, JsonText({{"error", sentence}}));
-}
-
-// The one place where a failure becomes a status and a sentence.
-template <typename Work>
-void Guarded(httplib::Response& response, Work work) {
-  try {
-    work();
-  } catch (const UsageError& error) {
-    Refuse(response, 400, error.what());
-  } catch (const Json::exception&) {
-    Refuse(response, 400, "The request is damaged.");
-  } catch (const std::bad_alloc&) {
-    Refuse(response, 500, "There is not enough memory for this.");
-  } catch (const std::exception& error) {
-    Refuse(response, 422, error.what());
-  }
-}
-
-Json BodyOf(const httplib::Request& request) {
-  try {
-    return ParseJson(request.body, "The request");
-  } catch (const DataError& error) {
-    throw UsageError(error.what());
-  }
-}
-
-std::int64_t WholeNumber(const httplib::Request& request, const char* name) {
-  const std::string text = request.get_param_value(name);
-  const auto number = vlm::ParseNumber<std::int64_t>(text);
-  if (!number) throw UsageError(std::string(name) + " is a whole number, not " + ShortenedText(text) + ".");
-  return *number;
-}
-
-int RunNumber(const httplib::Request& request) { return std::atoi(request.matches[2].str().c_str()); }
-
-// A text for a header, percent-encoded except for plain ASCII (RFC 6266, RFC 5987).
-std::string PercentEncoded(const std::string& text) {
-  std::string encoded;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (std::isalnum(byte) != 0 || c == '.' || c == '_' || c == '-') {
-      encoded += c;
-    } else {
-      char digits[4];
-      std::snprintf(digits, sizeof digits, "%%%02X", byte);
-      encoded += digits;
-    }
-  }
-  return encoded;
-}
-
-std::string Disposition(const std::string& fileName) {
-  return "attachment; filename*=UTF-8''" + PercentEncoded(fileName);
-}
-
-// The file of a download, which is removed when it has been sent.
-void GiveFile(const Download& download, httplib::Response& response) {
-  const std::filesystem::path path = download.folder->Path() / PathOf(download.fileName);
-  const auto stream = std::make_shared<std::ifstream>(path, std::ios::binary);
-  response.set_content_provider(
-      std::filesystem::file_size(path), download.contentType,
-      [folder = download.folder, stream](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-        std::string block(std::min(length, kFileBlock), '\0');
-        stream->seekg(static_cast<std::streamoff>(offset));
-        stream->read(block.data(), static_cast<std::streamsize>(block.size()));
-        return stream->gcount() > 0 && sink.write(block.data(), static_cast<std::size_t>(stream->gcount()));
-      });
-}
-
-// A page is shown in a sandbox, anything else saved, unless the address says otherwise.
-void GiveDownload(const Download& download, const httplib::Request& request, httplib::Response& response) {
-  if (download.isPage && request.get_param_value("save") != "1") {
-    response.headers.erase("Content-Security-Policy");
-    response.set_header("Content-Security-Policy", kReportPolicy);
-  } else if (request.get_param_value("show") != "1") {
-    response.set_header("Content-Disposition", Disposition(download.fileName));
-  }
-  if (!download.notices.empty()) {
-    const std::size_t more = download.notices.size() - 1;
-    response.set_header("X-Velmora-Notice",
-                        PercentEncoded(download.notices.front() +
-                                       (more > 0 ? " (and " + std::to_string(more) + " more)" : "")));
-  }
-  if (download.folder) return GiveFile(download, response);
-  response.set_content(download.bytes, download.contentType);
-}
-
-PageSession::ExportRequest ExportOf(const httplib::Request& request) {
-  return {request.get_param_value("format"),     request.get_param_value("dialect"),
-          request.get_param_value("predictors"), request.get_param_value("response"),
-          request.get_param_value("predictor"),  request.get_param_value("reader") == "spreadsheet"};
 }
 
 std::filesystem::path RecentFilesList() {
@@ -434,190 +314,6 @@ bool PageServer::Admit(const httplib::Request& request, httplib::Response& respo
   if (changes && !signsIn && request.get_header_value("X-Velmora") != "1")
     return refuse("Requests of other pages are refused.");
   return IsSignedIn(request) || AdmitStranger(request, response);
-}
-
-// --- Resources
-
-PageSession& PageServer::FindSession(const httplib::Request& request) {
-  const std::lock_guard lock(mutex_);
-  const auto at = sessions_.find(std::atoi(request.matches[1].str().c_str()));
-  if (at == sessions_.end()) throw UsageError("There is no session " + request.matches[1].str() + ".");
-  return *at->second;
-}
-
-std::string PageServer::OverviewJson() {
-  Json sessions = Json::array();
-  const std::lock_guard lock(mutex_);
-  Json recent = Json::array();
-  // Meanwhile another process may have added files to the list that this one must not open.
-  for (const std::filesystem::path& file : recent_.Read()) {
-    if (places_.MayOpen(file)) recent.push_back(file.string());
-  }
-  for (const auto& [id, session] : sessions_)
-    sessions.push_back({{"session", id}, {"file", session->DataFile().filename().string()}});
-  return JsonText({{"version", VELMORA_VERSION},
-                   {"hasPassword", signIn_ != nullptr},
-                   {"sessions", sessions},
-                   {"options", PageOptionNames()},
-                   {"recent", recent}});
-}
-
-void PageServer::ServeEvents(const httplib::Request& request, httplib::Response& response) {
-  if (events_.ListenerCount() >= kMostWindows)
-    return Refuse(response, 503, "Too many windows are open; close some of them.");
-  const std::shared_ptr<EventHub::Listener> listener = events_.Listen();
-  response.set_header("X-Accel-Buffering", "no");
-  response.set_chunked_content_provider(
-      "text/event-stream",
-      [this, listener, cookie = CookieOf(request)](std::size_t /*offset*/, httplib::DataSink& sink) {
-        const std::optional<std::string> event = events_.Wait(*listener, kEventWait);
-        const bool isOpen = !signIn_ || signIn_->IsOpen(cookie, std::chrono::steady_clock::now());
-        if (!event || !isOpen) {
-          // End the response properly: a browser drops the unread part of a response that breaks
-          // off.
-          sink.done();
-          return true;
-        }
-        // A comment line finds out whether the window is still connected.
-        const std::string text = event->empty() ? ":\n\n" : "data: " + *event + "\n\n";
-        return sink.write(text.data(), text.size());
-      },
-      [this, listener](bool /*success*/) { events_.Leave(listener); });
-}
-
-void PageServer::AddRoutes() {
-  using Request = httplib::Request;
-  using Response = httplib::Response;
-  http_->set_pre_routing_handler([this](const Request& request, Response& response) {
-    return Admit(request, response) ? httplib::Server::HandlerResponse::Unhandled
-                                    : httplib::Server::HandlerResponse::Handled;
-  });
-  http_->set_error_handler([](const Request& /*request*/, Response& response) {
-    if (response.body.empty()) GiveJson(response, "{\"error\":\"There is no such page.\"}");
-  });
-  http_->set_exception_handler(
-      [](const Request& /*request*/, Response& response, std::exception_ptr /*failure*/) {
-        Refuse(response, 500, "The request failed.");
-      });
-
-  http_->Get(R"(/[a-z.]*)", [](const Request& request, Response& response) {
-    const PageAsset* const asset = FindPageAsset(request.path);
-    if (asset == nullptr) return Refuse(response, 404, "There is no such page.");
-    response.set_content(asset->bytes.data(), asset->bytes.size(), std::string(asset->contentType));
-  });
-  http_->Post("/sign-in", [this](const Request& request, Response& response) {
-    Guarded(response, [&] { TakePassword(request, response); });
-  });
-  http_->Post("/api/sign-out", [this](const Request& request, Response& response) {
-    if (signIn_) signIn_->Forget(CookieOf(request));
-    GiveJson(response, "{}");
-  });
-  http_->Get("/api/events",
-             [this](const Request& request, Response& response) { ServeEvents(request, response); });
-  http_->Get("/api/overview",
-             [this](const Request& /*request*/, Response& response) { GiveJson(response, OverviewJson()); });
-  http_->Get("/api/files", [this](const Request& request, Response& response) {
-    Guarded(response, [&] { GiveJson(response, places_.ListJson(request.get_param_value("folder"))); });
-  });
-  http_->Post("/api/drop", [this](const Request& request, Response& response) {
-    Guarded(response, [&] {
-      const Json file = BodyOf(request);
-      const auto found =
-          places_.Find(file.at("name").get<std::string>(), file.at("bytes").get<std::uintmax_t>());
-      GiveJson(response, JsonText({{"session", Open(found.string())}}));
-    });
-  });
-  http_->Post("/api/open", [this](const Request& request, Response& response) {
-    Guarded(response, [&] {
-      const int session = Open(BodyOf(request).at("path").get<std::string>());
-      GiveJson(response, JsonText({{"session", session}}));
-    });
-  });
-
-  const auto session = [this](auto answer) {
-    return [this, answer](const Request& request, Response& response) {
-      Guarded(response, [&] { answer(FindSession(request), request, response); });
-    };
-  };
-  const std::string base = R"(/api/sessions/(\d{1,6}))", run = base + R"(/runs/(\d{1,6}))";
-  http_->Get(base, session([](PageSession& one, const Request&, Response& response) {
-               GiveJson(response, one.Snapshot());
-             }));
-  http_->Get(base + "/grid", session([](PageSession& one, const Request& request, Response& response) {
-               GiveJson(response, one.Grid({.row = WholeNumber(request, "row"),
-                                            .rows = WholeNumber(request, "rows"),
-                                            .column = static_cast<int>(WholeNumber(request, "column")),
-                                            .columns = static_cast<int>(WholeNumber(request, "columns"))}));
-             }));
-  http_->Post(base + "/count", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.Count(BodyOf(request)));
-              }));
-  http_->Patch(base + "/choices", session([](PageSession& one, const Request& request, Response& response) {
-                 one.PatchChoices(BodyOf(request), request.get_header_value("X-Velmora-Window"));
-                 GiveJson(response, "{}");
-               }));
-  http_->Get(base + "/project", session([](PageSession& one, const Request&, Response& response) {
-               const Download project = one.Project();
-               response.set_header("Content-Disposition", Disposition(project.fileName));
-               response.set_content(project.bytes, project.contentType);
-             }));
-  http_->Post(base + "/runs", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.StartRun(BodyOf(request)));
-              }));
-  http_->Get(run, session([](PageSession& one, const Request& request, Response& response) {
-               GiveJson(response, one.Report(RunNumber(request)));
-             }));
-  http_->Patch(run, session([](PageSession& one, const Request& request, Response& response) {
-                 one.ChangeRun(RunNumber(request), BodyOf(request));
-                 GiveJson(response, "{}");
-               }));
-  http_->Delete(run, session([](PageSession& one, const Request& request, Response& response) {
-                  one.DeleteRun(RunNumber(request));
-                  GiveJson(response, "{}");
-                }));
-  http_->Post(run + "/cancel", session([](PageSession& one, const Request& request, Response& response) {
-                one.CancelRun(RunNumber(request));
-                GiveJson(response, "{}");
-              }));
-  http_->Post(run + "/repeat", session([](PageSession& one, const Request& request, Response& response) {
-                one.RepeatRun(RunNumber(request));
-                GiveJson(response, "{}");
-              }));
-  http_->Get(run + "/bins", session([](PageSession& one, const Request& request, Response& response) {
-               GiveJson(response, one.Bins(RunNumber(request), request.get_param_value("response"),
-                                           request.get_param_value("predictor")));
-             }));
-  http_->Post(run + "/bins", session([](PageSession& one, const Request& request, Response& response) {
-                GiveJson(response, one.EditBins(RunNumber(request), BodyOf(request)));
-              }));
-  http_->Get(run + "/export", session([](PageSession& one, const Request& request, Response& response) {
-               GiveDownload(one.Export(RunNumber(request), ExportOf(request)), request, response);
-             }));
-  http_->Get(run + "/scorecard", session([](PageSession& one, const Request& request, Response& response) {
-               GiveDownload(
-                   one.Scorecard(RunNumber(request), ExportOf(request), request.get_param_value("options")),
-                   request, response);
-             }));
-  http_->Post(base + "/dialogs", session([](PageSession& one, const Request& request, Response& response) {
-                one.StartDialogs(BodyOf(request));
-                GiveJson(response, "{}");
-              }));
-  http_->Delete(base + "/dialogs", session([](PageSession& one, const Request&, Response& response) {
-                  one.EndDialogs();
-                  GiveJson(response, "{}");
-                }));
-  http_->Post(base + "/dialogs/actions",
-              session([this](PageSession& one, const Request& request, Response& response) {
-                Json action = BodyOf(request);
-                if (action.contains("path"))
-                  action["path"] = places_.Resolve(action.at("path").get<std::string>()).string();
-                one.ActInDialogs(action);
-                GiveJson(response, "{}");
-              }));
-  http_->Get(base + "/dialogs/results",
-             session([](PageSession& one, const Request& request, Response& response) {
-               GiveDownload(one.DialogResults(request.get_param_value("format")), request, response);
-             }));
 }
 
 }  // namespace velmora

@@ -62,7 +62,6 @@ class PageServer {
   void Stop();
 
  private:
-  using Handler = void (PageServer::*)(const httplib::Request&, httplib::Response&);
   bool Admit(const httplib::Request& request, httplib::Response& response);
   bool IsServedHost(const std::string& host) const;
   // Whether a user has followed a link in another page to the first page.
@@ -74,6 +73,14 @@ class PageServer {
   bool AdmitStranger(const httplib::Request& request, httplib::Response& response);
   void TakePassword(const httplib::Request& request, httplib::Response& response);
   void AddRoutes();
+  void AddHandlers();
+  void AddPageRoutes();
+  void AddSessionRoutes();
+  void AddRunRoutes();
+  void AddDialogRoutes();
+  // A route's handler that calls answer(session, request, response) for the session in the address.
+  template <typename Answer>
+  auto ForSession(Answer answer);
   void ServeEvents(const httplib::Request& request, httplib::Response& response);
   PageSession& FindSession(const httplib::Request& request);
   std::string OverviewJson();
