@@ -60,19 +60,14 @@ double SplitConstant(double lower, double upper) {
   return lower;
 }
 
-}  // namespace
-
-Tree FinishTree(const TreeItems& items, const std::vector<GrownNode>& grown) {
-  Tree tree;
-  const TreeResponse& response = items.Response();
-  tree.predictorKind = items.Kind();
-  tree.classCount = response.classCount;
-  if (grown.empty()) return tree;
-  // Numbers level by level over the nodes that are still reached.
+// The nodes that are still reached from the root, level by level, without figures of the response.
+void NumberNodes(const TreeItems& items, const std::vector<GrownNode>& grown, Tree& tree) {
   std::vector<std::size_t> reached{0};
+  std::vector<int> parents{0};
   for (std::size_t i = 0; i < reached.size(); ++i) {
     const GrownNode& from = grown[reached[i]];
     TreeNode node;
+    node.parent = parents[i];
     node.firstValue = from.begin;
     node.endValue = from.end;
     node.cases = from.cases;
@@ -81,6 +76,7 @@ Tree FinishTree(const TreeItems& items, const std::vector<GrownNode>& grown) {
       node.right = node.left + 1;
       reached.push_back(static_cast<std::size_t>(from.left));
       reached.push_back(static_cast<std::size_t>(from.right));
+      parents.insert(parents.end(), 2, static_cast<int>(i) + 1);
       if (tree.predictorKind == PredictorKind::kContinuous)
         node.splitConstant = std::isnan(from.constant)
                                  ? SplitConstant(items.Highest(from.cut - 1), items.Lowest(from.cut))
@@ -88,62 +84,89 @@ Tree FinishTree(const TreeItems& items, const std::vector<GrownNode>& grown) {
     }
     tree.nodes.push_back(node);
   }
-  for (std::size_t i = 0; i < tree.nodes.size(); ++i) {
-    if (tree.nodes[i].left == 0) continue;
-    tree.nodes[static_cast<std::size_t>(tree.nodes[i].left) - 1].parent = static_cast<int>(i) + 1;
-    tree.nodes[static_cast<std::size_t>(tree.nodes[i].right) - 1].parent = static_cast<int>(i) + 1;
-  }
-  // Children have higher numbers than their parents, so one walk from the end sums up the terminal
-  // nodes.
+}
+
+// Children have higher numbers than their parents, so one walk from the end sums up the terminal
+// nodes.
+void FillClasses(const TreeItems& items, Tree& tree) {
   const auto classes = static_cast<std::size_t>(tree.classCount);
   tree.classWeights.assign(tree.nodes.size() * classes, 0);
-  std::vector<Moments> moments(tree.nodes.size());
   for (std::size_t i = tree.nodes.size(); i-- > 0;) {
     TreeNode& node = tree.nodes[i];
     double* own = tree.classWeights.data() + i * classes;
     if (node.left == 0) {
-      tree.bins.push_back(static_cast<int>(i) + 1);
-      if (response.continuous) {
-        moments[i] = items.MomentsOf(node.firstValue, node.endValue);
-      } else {
-        const std::vector<double> counted = items.ClassWeights(node.firstValue, node.endValue);
-        std::copy(counted.begin(), counted.end(), own);
-      }
+      const std::vector<double> counted = items.ClassWeights(node.firstValue, node.endValue);
+      std::copy(counted.begin(), counted.end(), own);
     } else {
-      const auto left = static_cast<std::size_t>(node.left) - 1;
-      const auto right = static_cast<std::size_t>(node.right) - 1;
-      moments[i].Merge(moments[left]);
-      moments[i].Merge(moments[right]);
-      for (std::size_t c = 0; c < classes; ++c)
-        own[c] = tree.classWeights[left * classes + c] + tree.classWeights[right * classes + c];
+      const double* left = tree.classWeights.data() + (static_cast<std::size_t>(node.left) - 1) * classes;
+      const double* right = tree.classWeights.data() + (static_cast<std::size_t>(node.right) - 1) * classes;
+      for (std::size_t c = 0; c < classes; ++c) own[c] = left[c] + right[c];
     }
-    if (response.continuous) {
-      node.weight = moments[i].weight;
-      node.mean = response.centre + moments[i].sum / moments[i].weight * response.scale;
-      node.variance = moments[i].squares / moments[i].weight * response.scale * response.scale;
-      node.impurity = node.variance;
-    } else {
-      for (std::size_t c = 0; c < classes; ++c) node.weight += own[c];
-      node.impurity = node.weight > 0 ? GiniWeight({own, classes}) / node.weight : 0;
-    }
+    for (std::size_t c = 0; c < classes; ++c) node.weight += own[c];
+    node.impurity = node.weight > 0 ? GiniWeight({own, classes}) / node.weight : 0;
   }
-  for (TreeNode& node : tree.nodes)
-    if (node.left != 0)
-      node.improvement = std::max(0.0, node.weight * node.impurity -
-                                           tree.Node(node.left).weight * tree.Node(node.left).impurity -
-                                           tree.Node(node.right).weight * tree.Node(node.right).impurity);
+}
+
+// Likewise.
+void FillMoments(const TreeItems& items, Tree& tree) {
+  const TreeResponse& response = items.Response();
+  std::vector<Moments> moments(tree.nodes.size());
+  for (std::size_t i = tree.nodes.size(); i-- > 0;) {
+    TreeNode& node = tree.nodes[i];
+    if (node.left == 0) {
+      moments[i] = items.MomentsOf(node.firstValue, node.endValue);
+    } else {
+      moments[i].Merge(moments[static_cast<std::size_t>(node.left) - 1]);
+      moments[i].Merge(moments[static_cast<std::size_t>(node.right) - 1]);
+    }
+    node.weight = moments[i].weight;
+    node.mean = response.centre + moments[i].sum / moments[i].weight * response.scale;
+    node.variance = moments[i].squares / moments[i].weight * response.scale * response.scale;
+    node.impurity = node.variance;
+  }
+}
+
+void FillImprovements(Tree& tree) {
+  for (TreeNode& node : tree.nodes) {
+    if (node.left == 0) continue;
+    const TreeNode &left = tree.Node(node.left), &right = tree.Node(node.right);
+    node.improvement = std::max(
+        0.0, node.weight * node.impurity - left.weight * left.impurity - right.weight * right.impurity);
+  }
+}
+
+// Numbers the terminal nodes from left to right, and lists the levels of a categorical predictor.
+void FillBins(const TreeItems& items, Tree& tree) {
+  for (std::size_t i = 0; i < tree.nodes.size(); ++i)
+    if (tree.nodes[i].left == 0) tree.bins.push_back(static_cast<int>(i) + 1);
   std::sort(tree.bins.begin(), tree.bins.end(),
             [&](int a, int b) { return tree.Node(a).firstValue < tree.Node(b).firstValue; });
   for (std::size_t b = 0; b < tree.bins.size(); ++b)
     tree.nodes[static_cast<std::size_t>(tree.bins[b]) - 1].bin = static_cast<int>(b);
-  if (tree.predictorKind == PredictorKind::kCategorical) {
-    for (std::int32_t place = 0; place < items.Count(); ++place)
-      tree.values.push_back(items.Lowest(items.ItemAt(place)));
-    for (const int number : tree.bins) {
-      const TreeNode& node = tree.Node(number);
-      std::sort(tree.values.begin() + node.firstValue, tree.values.begin() + node.endValue);
-    }
+  if (tree.predictorKind != PredictorKind::kCategorical) return;
+  for (std::int32_t place = 0; place < items.Count(); ++place)
+    tree.values.push_back(items.Lowest(items.ItemAt(place)));
+  for (const int number : tree.bins) {
+    const TreeNode& node = tree.Node(number);
+    std::sort(tree.values.begin() + node.firstValue, tree.values.begin() + node.endValue);
   }
+}
+
+}  // namespace
+
+Tree FinishTree(const TreeItems& items, const std::vector<GrownNode>& grown) {
+  Tree tree;
+  tree.predictorKind = items.Kind();
+  tree.classCount = items.Response().classCount;
+  if (grown.empty()) return tree;
+  NumberNodes(items, grown, tree);
+  if (items.Response().continuous) {
+    FillMoments(items, tree);
+  } else {
+    FillClasses(items, tree);
+  }
+  FillImprovements(tree);
+  FillBins(items, tree);
   return tree;
 }
 
