@@ -115,7 +115,7 @@ vlm::Ref<vlm::ISpreadsheet> ShowPredictorTable(CFeatureSelectionTemplate& analys
   if (!stored) return {};
   try {
     // The user gets a copy: the record keeps its sheet as it is for the next press of the button.
-    const vlm::Ref<vlm::ISpreadsheet> sheet = CopyOf(stored, record);
+    vlm::Ref<vlm::ISpreadsheet> sheet = CopyOf(stored, record);
     std::string title =
         RequiredText(analysis, breakdown ? kTextBreakdownResults : kTextCrosstabulationResults) +
         record.predictorName;

@@ -159,7 +159,7 @@ class SqlWriter {
 
   // Neither NULL nor NaN nor infinite.
   std::string NotFinite(const std::string& name) const {
-    const std::string null = name + " IS NULL";
+    std::string null = name + " IS NULL";
     if (!dialect_.hasNan) return null;
     if (dialect_.infinity != nullptr)
       return null + " OR NOT (" + name + " > -" + dialect_.infinity + " AND " + name + " < " +

@@ -74,7 +74,7 @@ std::vector<double> FiguresOf(const SavedResponse& response, const SavedCounts& 
 // --- Texts
 // Levels as lists show them: one that reads like a list is quoted.
 std::string LevelText(const SavedLevel& level) {
-  const std::string text = level.text.empty() && level.number ? NumberText(*level.number) : level.text;
+  std::string text = level.text.empty() && level.number ? NumberText(*level.number) : level.text;
   if (text.find(", ") == std::string::npos && !text.starts_with('"')) return text;
   std::string quoted = "\"";
   for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);

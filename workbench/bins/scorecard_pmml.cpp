@@ -119,7 +119,7 @@ class CharacteristicWriter {
            Compare("lessOrEqual", equal.high) + "</CompoundPredicate>";
   }
   std::string Missing() const {
-    const std::string missing = "<SimplePredicate field=" + field_ + " operator=\"isMissing\"/>";
+    std::string missing = "<SimplePredicate field=" + field_ + " operator=\"isMissing\"/>";
     std::string other;
     if (HoldsNumbers()) {
       if (!predictor_.missingCode) return missing;

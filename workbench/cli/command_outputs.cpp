@@ -23,7 +23,8 @@ std::string XlsxOf(const OutputWriters& writers) {
 
 // The text in the form that --csv-for asks for.
 std::string CsvText(const OutputOptions& options, std::string text) {
-  return options.csvFor == 0 ? text : SpreadsheetCsv(text);
+  if (options.csvFor == 0) return text;
+  return SpreadsheetCsv(text);
 }
 
 void AddFile(Format format, const OutputOptions& options, const OutputWriters& writers, OutputFiles& files) {

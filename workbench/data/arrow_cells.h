@@ -193,7 +193,8 @@ class ArrowColumn {
       if (type_.divisor == 1 && type_.dateUnit == DateUnit::kNone) return cells.AddWhole(cell);
     }
     if (!type_.nanoseconds) return cells.AddNumber(static_cast<double>(cell) / type_.divisor);
-    cells.AddNumber(static_cast<double>(static_cast<std::int64_t>(cell) / 1000) / type_.divisor);
+    const std::int64_t microseconds = static_cast<std::int64_t>(cell) / 1000;
+    cells.AddNumber(static_cast<double>(microseconds) / type_.divisor);
   }
 
   std::int64_t DictionaryIndex(const ArrowArray& array, std::int64_t i) const;

@@ -115,7 +115,7 @@ std::string_view UnitOf(std::string_view text) {
 
 std::string TakeSign(std::string_view& text) {
   if (text.empty() || (text[0] != '-' && text[0] != '+')) return {};
-  const std::string sign(1, text[0]);
+  std::string sign(1, text[0]);
   text.remove_prefix(1);
   return sign;
 }

@@ -28,7 +28,7 @@ std::string CasesText(const ScreenedCases& cases) {
 std::string WeightsText(const ScreenReport& report, const ScreenedCases& cases) {
   const std::string used = GroupedDigits(cases.used) + (cases.used == 1 ? " case" : " cases");
   if (!report.countVariable.empty()) {
-    const std::string counted = used + " count as " + ShownNumber(cases.totalWeight, "");
+    std::string counted = used + " count as " + ShownNumber(cases.totalWeight, "");
     if (report.clusterVariable.empty() && report.strataVariable.empty()) return counted;
     return counted + ", worth " + ShownNumber(cases.effective, "0") + " (design effect " +
            ShownNumber(cases.totalWeight / cases.effective, "0.00") + ")";

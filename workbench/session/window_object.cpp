@@ -63,7 +63,7 @@ class WindowObject final : public HostObject<WindowObject> {
 
   // The control. Throws AutomationError when it cannot be used now.
   Control UsableControlOf(const Variant& number) const {
-    const Control control = ControlOf(number);
+    Control control = ControlOf(number);
     if (!Require()->TakesCommands()) Refuse("The dialog is busy.");
     if (!control.shown) Refuse("Control " + number.AsText() + " is hidden.");
     if (!control.enabled) Refuse("Control " + number.AsText() + " is disabled.");

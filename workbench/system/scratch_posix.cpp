@@ -15,11 +15,11 @@
 namespace velmora {
 
 std::filesystem::path LargeScratchFolder() {
-  const std::filesystem::path named = PathOf(EnvironmentVariable("TMPDIR"));
+  std::filesystem::path named = PathOf(EnvironmentVariable("TMPDIR"));
   if (!named.empty()) return named;
   // /tmp is memory on many systems.
   std::error_code error;
-  const std::filesystem::path large = "/var/tmp";
+  std::filesystem::path large = "/var/tmp";
   if (std::filesystem::is_directory(large, error)) return large;
   return std::filesystem::temp_directory_path(error);
 }

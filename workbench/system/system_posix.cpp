@@ -135,7 +135,7 @@ std::string CopyIntoMemory(const std::filesystem::path& path, std::string& error
   const int memory = memfd_create(path.filename().c_str(), MFD_CLOEXEC);
   std::error_code failure(errno, std::generic_category());
   if (memory >= 0) {
-    const std::string copy = "/proc/self/fd/" + std::to_string(memory);
+    std::string copy = "/proc/self/fd/" + std::to_string(memory);
     std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing, failure);
     if (!failure) return copy;
     close(memory);

@@ -111,7 +111,7 @@ OutputWriters WritersOf(const ScorecardReport& report) {
   return writers;
 }
 
-ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments,
+ScorecardReport RunScorecardOn(Table table, const SavedBins& bins, const std::vector<std::string>& arguments,
                                const std::string& binsFile) {
   const CommandOptions options = ParseOptions(arguments, true);
   table = PrepareTable(std::move(table), {});

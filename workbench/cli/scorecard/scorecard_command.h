@@ -19,7 +19,7 @@ int RunScorecardCommand(const std::vector<std::string>& arguments);
 // A scorecard of a table in memory by bins in memory. arguments: as on the command line, without
 // DATA and the options that name files. binsFile: where the report says that the bins are from.
 // Throws the exceptions that RunGuarded handles.
-ScorecardReport RunScorecardOn(Table table, SavedBins bins, const std::vector<std::string>& arguments,
+ScorecardReport RunScorecardOn(Table table, const SavedBins& bins, const std::vector<std::string>& arguments,
                                const std::string& binsFile = "the bins");
 
 // The report must outlive the writers.

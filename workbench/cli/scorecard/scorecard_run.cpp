@@ -68,7 +68,6 @@ class SampleReader {
       : table_(table),
         weight_(ChooseCaseWeight(table, request.cases, false)),
         meaning_(request.cases.MeaningOfWeights()),
-        response_(response),
         cases_(table, CaseWeights(table, SelectedCases(table, request.cases), weight_, meaning_), response) {
     for (std::size_t i = 0; i < static_cast<std::size_t>(table.caseCount); ++i) {
       if (cases_.Uses(i)) used_.push_back(i);
@@ -127,7 +126,6 @@ class SampleReader {
   const Table& table_;
   const int weight_;
   const WeightMeaning meaning_;
-  const SavedResponse& response_;
   const ResponseCases cases_;
   std::vector<std::size_t> used_;
 };
