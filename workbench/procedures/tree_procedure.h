@@ -53,7 +53,6 @@ class TreeProcedure final : public Procedure {
   std::shared_ptr<Sheet> SummarySheet() const;
   std::shared_ptr<Sheet> StructureSheet() const;
   std::shared_ptr<Sheet> NodeSheet(int number) const;
-  void FillNodeFigures(Sheet& sheet, int row, const stats::TreeNode& node) const;
   std::string BranchText(const stats::TreeNode& parent, bool left) const;
   std::string LevelList(int node) const;
   std::string SpecialBinText(const std::vector<double>& codes, bool withMissing) const;

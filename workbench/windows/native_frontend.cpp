@@ -130,12 +130,6 @@ bool NativeFrontend::IsReady() const {
                                         [](const auto& entry) { return entry.first->TakesCommands(); });
 }
 
-bool NativeFrontend::ActivateDialog() {
-  if (dialogs_.empty()) return false;
-  SetActiveWindow(dialogs_.rbegin()->second->Handle());
-  return true;
-}
-
 void NativeFrontend::ShowStatus(std::string_view status) {
   status_ = status;
   for (const auto& [dialog, window] : dialogs_) window->ShowStatus(status_);

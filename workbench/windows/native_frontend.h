@@ -38,8 +38,6 @@ class NativeFrontend : public Frontend {
   NativeDialog* WindowOf(const DialogWindow& dialog);
   // False while a command of a dialog runs, and while the user is asked anything.
   bool IsReady() const;
-  // Brings the dialog opened last to the front. False when none is open.
-  bool ActivateDialog();
   // A line under each dialog's controls, after the description of the data.
   void ShowStatus(std::string_view status);
   // A message box over the dialog in front. Returns what MessageBox returns.
