@@ -438,7 +438,7 @@ const HostMemberTable<InputSpreadsheetObject>& InputSpreadsheetObject::Members()
         },
         nullptr},
        {Getter(22, "VariableNumbers", vlm::kAutomationIntArray,
-               "Numbers of the variables that names, numbers and patterns (income_*) stand for", 1,
+               "Numbers of the variables that names, numbers and patterns (income_*) mean", 1,
                kAutomationVariant, "Names"),
         [](Self& s, const Arguments& a) { return Variant(NumbersOfVariables(*s.access_, a[0])); }, nullptr},
        {Method(23, "SelectCases",
