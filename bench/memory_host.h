@@ -1,5 +1,5 @@
 // The services over columns in memory, with the workbench's case reader and distributions and
-// nothing else: what a run costs through the contract, without a session around it.
+// nothing else, to measure the cost of a run through the contract without a session.
 #pragma once
 
 #include <cstdint>

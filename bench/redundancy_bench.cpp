@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
   for (std::uint8_t& one : classOf) one = static_cast<std::uint8_t>(random.Next() >> 63);
   velmora::evidence::BinTables tables(classOf, 2);
   for (std::size_t p = 0; p < predictors; ++p) {
-    // Every tenth predictor says partly what the class says.
+    // Every tenth predictor partly determines the class.
     for (std::size_t i = 0; i < cases; ++i) {
       const std::uint64_t bits = random.Next();
       binOf[i] = static_cast<std::uint8_t>(p % 10 == 0 && bits % 4 == 0 ? classOf[i] * 7u : bits >> 61);

@@ -88,7 +88,7 @@ def compare(df, vectors, names: list[str], cells: int, shown: bool = True) -> No
 
 
 def show_scaling(df, names: list[str]) -> None:
-    """Both passes of a ranking by number of partitions, and what a partition's states are in bytes."""
+    """Both passes of a ranking by number of partitions, and the sizes of a partition's states."""
     for partitions in (2, 8, 32, 128):
         parts = df.repartition(partitions).cache()
         run = Run("feature-selection", {"dependents": ["y"], "categorical": ["y"]}, {"cells": cells_for(len(names))})

@@ -1,6 +1,6 @@
-# Collects what runs on a Windows machine: the programs, the module and DuckDB's DLL in one folder
-# (that of the build tree, so that tests run what is packed). Target windows-zip packs them with
-# samples, documents and a README.
+# Collects the files that run on a Windows machine: the programs, the module and DuckDB's DLL in one
+# folder (that of the build tree, so that tests run what is packed). Target windows-zip packs them
+# with samples, documents and a README.
 add_custom_command(TARGET velmora POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${DUCKDB_LIBRARY} $<TARGET_FILE_DIR:velmora>/duckdb.dll VERBATIM)
 

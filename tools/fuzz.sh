@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs each fuzz target for a while, or for a number of inputs, from its seeds; the corpus grows in
-# build/fuzz/corpus. Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins anew and gives
-# the same inputs every time, as many of them as there is time for. Fails when a target falls, and
-# leaves the input beside the corpus. No input is too slow for a loaded machine: one that takes ten
-# minutes has hung. Leaks are looked for in runs by time, not in the long ones by number.
+# build/fuzz/corpus. Two at a time, or as many as FUZZ_JOBS says. FUZZ_SEED=N begins again and gives
+# the same inputs every time, as many of them as there is time for. Fails when a target fails, and
+# leaves the input beside the corpus. The time limit allows for a loaded machine: an input that
+# takes ten minutes hangs. Leaks are looked for in runs by time, not in the long ones by number.
 # Needs the preset fuzz: cmake --preset fuzz && cmake --build --preset fuzz
 # FUZZ_PRESET=fuzz-fast takes the targets without sanitizers, for long runs; 0x then runs what they
 # have found under the sanitizers.

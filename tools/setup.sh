@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need on Debian 12: Debian packages by name, the pinned npm
-# packages of package-lock.json, DuckDB's C header from a pinned npm package, and for the tests the
-# pinned Python packages of python/requirements.txt. Skips what is installed already.
+# Installs the dependencies of the build and the tests on Debian 12: Debian packages by name, the
+# pinned npm packages of package-lock.json, DuckDB's C header from a pinned npm package, and for the
+# tests the pinned Python packages of python/requirements.txt. Skips what is installed already.
 # usage: tools/setup.sh [build|test]      (as root, or with sudo)
 set -euo pipefail
 cd "$(dirname "$0")/.."

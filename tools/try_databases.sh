@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Starts a PostgreSQL and a MariaDB server of its own in a scratch folder, loads a sample into each,
-# and compares what the command makes of it with what it makes of the CSV file. By hand; needs
-# postgresql and mariadb-server, not as root's PostgreSQL.
+# and compares the command's results on it with those on the CSV file. By hand; needs postgresql and
+# mariadb-server, not as root's PostgreSQL.
 # usage: tools/try_databases.sh [VELMORA]
 set -euo pipefail
 cd "$(dirname "$0")/.."

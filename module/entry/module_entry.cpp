@@ -1,4 +1,4 @@
-// What the library exports, and what it does when it is loaded and unloaded.
+// The exports of the library, and its actions on load and unload.
 #include <new>
 
 #include "contract/module_exports.h"

@@ -30,7 +30,7 @@ enum class DisplayMode : std::int16_t {
   kFixedNumberByPValue = 2,  // fixedNumberOfBestByP, smallest p-value first
 };
 
-// What a run saw of the data; formed by the second pass.
+// Facts about the data of a run, formed by the second pass.
 struct RunFacts {
   int casesRead = 0;          // all that the host's reader gave, selected or not
   int casesExcluded = 0;      // by the host's selection
@@ -42,7 +42,7 @@ struct RunFacts {
   double acceptedMass = 0.0;  // sum of weight x count over the accepted cases
 };
 
-// What a pair's statistic was formed from. Cases are counted without weights and counts.
+// The basis of a pair's statistic. Cases are counted without weights and counts.
 struct PairBasis {
   int usedCases;
   double count;  // F: cases by the count variable; Chi-square: mass of the table
@@ -139,7 +139,7 @@ struct FeatureSelectionSettings {
   }
 };
 
-// PrepareRun and the two passes; what a failing one leaves is released. Returns kOk or kFailed.
+// PrepareRun and the two passes. After a failure everything is released. Returns kOk or kFailed.
 [[nodiscard]] int RunFeatureSelection(FeatureSelectionSettings& settings);
 
 }  // namespace vlmfsl

@@ -39,7 +39,7 @@ class CAnalysisModelessDialog : public vlm::IDialogClient {
   // The window is open in all of these. May throw.
   virtual void InitDialog() = 0;
   virtual void Command(int controlId) = 0;
-  // Shows in every control what the analysis holds.
+  // Updates every control from the analysis.
   virtual void Refresh() = 0;
   // Shows what depends on the case selection and the weights.
   virtual void CasesChanged() {}

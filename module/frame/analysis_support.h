@@ -72,7 +72,7 @@ class CAnalysisSupport : public vlm::IAnalysis {
 
   // table lives as long as the analysis.
   void SetSequenceTable(const vlm::SequenceStep* table, int stepCount);
-  // Has every open dialog show what the analysis now holds.
+  // Updates every open dialog from the analysis.
   void RefreshOpenDialogs();
 
  private:

@@ -57,12 +57,11 @@ void* FindHostFunction(const char* name) {
   return nullptr;
 }
 
-// Neither the current folder nor PATH is searched, where anybody might have put a file of this
-// name.
+// Neither the current folder nor PATH is searched, where anyone might have put a file of this name.
 RuntimeLibrary::RuntimeLibrary(const char* name) {
   const std::wstring file = Utf16(name) + L".dll";
-  // Taken from what the host has loaded already, else from the folders of the program, of the
-  // system, and those that the host has added.
+  // Taken from the libraries that the host has already loaded, else from the folders of the
+  // program, of the system, and those that the host has added.
   handle_ = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
   if (handle_) return;
   const std::wstring own = FileOf(OwnModule());

@@ -1,5 +1,5 @@
-// What scripts give for lists of variables, as lists of variable numbers. Wrong values are
-// AutomationExceptions that name what is wrong.
+// Lists of variables as scripts give them, turned into lists of variable numbers. Wrong values are
+// AutomationExceptions that name the fault.
 #pragma once
 
 #include <cstddef>

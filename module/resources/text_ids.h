@@ -5,8 +5,8 @@
 
 namespace vlmfsl {
 
-// The screening code asks the host's loader for number + kHostTextOffset, which stands for the
-// number itself.
+// The screening code asks the host's loader for number + kHostTextOffset, which means the number
+// itself.
 inline constexpr int kHostTextOffset = 65536;
 
 enum TextId : int {

@@ -30,14 +30,13 @@ enum BinarySort : int { kSortByGini = 0, kSortByInformationValue = 1, kSortByNot
 enum CategoricalSort : int { kSortByChiSquareP = 0, kSortByChiSquare = 1 };
 enum ContinuousSort : int { kSortByRSquared = 0, kSortByF = 1 };
 
-// Codes chosen for one variable. all: they stand for all values of the cases selected when a run
-// starts.
+// Codes chosen for one variable. all: they mean all values of the cases selected when a run starts.
 struct ChosenCodes {
   std::vector<double> codes;
   bool all = false;
 };
 
-// What the startup dialog edits.
+// The choices that the startup dialog edits.
 struct ScreeningChoices {
   // Of each list only the first response is analysed.
   std::vector<int> binaryResponses, continuousResponses, categoricalResponses;

@@ -1,6 +1,6 @@
 // The record of one (response, predictor) pair of a screening run: its identity, the bins of the
-// predictor, statistics by kind of response, and what the outputs make of them. Copied by value;
-// copies share the sheets.
+// predictor, statistics by kind of response, and texts of the outputs. Copied by value; copies
+// share the sheets.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the screening analysis holds, and small services over it.
+// The state of the screening analysis, and small services over it.
 #include <numeric>
 
 #include "module/resources/text_ids.h"

@@ -32,7 +32,7 @@ class CodesSink final : public vlm::ICodesSink {
 
 // Codes of each of the variables in turn: a text of lists separated by '|' ("1 2 | \"low\" \"high\"
 // | *"), or an array of one item per variable; "*" alone is all codes of every variable. Throws
-// AutomationException naming what is wrong.
+// AutomationException naming the fault.
 [[nodiscard]] std::vector<ChosenCodes> ReadCodeLists(const vlm::AutomationValue& value,
                                                      vlm::IAnalysisHost& host,
                                                      const std::vector<int>& variables);

@@ -1,4 +1,4 @@
-// States of the second pass that somebody has changed.
+// Altered states of the second pass.
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -172,7 +172,7 @@ TEST(Ranking, WarnsOfWhatMisleads) {
   EXPECT_EQ(exact, again);
 }
 
-// Rows that stand for several cases, and cases that lack a value.
+// Rows that represent several cases, and cases that lack a value.
 TEST(Ranking, SaysHowManyCasesCount) {
   const ProcessResult counted = RunVelmora({"feature-selection", Sample("housing_satisfaction.csv"),
                                             "--dependents", "satisfaction", "--count", "residents"});

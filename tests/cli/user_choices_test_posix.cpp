@@ -1,4 +1,4 @@
-// What a user chooses outside a run: kept settings, the log, the locale.
+// The user's choices outside a run: kept settings, the log, the locale.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// Values that a file of a statistics program declares missing, as special codes of
-// screen and in what follows it.
+// Values that a file of a statistics program declares missing, as special codes of screen and in
+// later steps.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -38,7 +38,7 @@ TEST(UserMissing, AreSpecialCodesFromScreeningToScores) {
   EXPECT_EQ(together["responses"][0]["predictors"][0]["levels"][0]["bin"],
             together["responses"][0]["predictors"][0]["levels"][1]["bin"]);
 
-  // What was saved finds the codes in new files by itself, and leaves the variable as it is.
+  // Saved bins find the codes in new files by themselves, and leave the variable unchanged.
   const ProcessResult saved = RunVelmora(With(run, {"--special", "user-missing", "--bins", bins, "--quiet"}));
   ASSERT_EQ(saved.exitCode, 0) << saved.err;
   const ProcessResult applied = RunVelmora({"apply", bins, june});

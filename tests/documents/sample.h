@@ -1,5 +1,5 @@
-// A workbook with what is hard to write: long, foreign and hostile names, empty cells, extreme
-// numbers, formulas.
+// A workbook with content that is hard to write: long, foreign and hostile names, empty cells,
+// extreme numbers, formulas.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// The error path: what a script, the log and the crash-report library see of an exception.
+// The error path of an exception: the script, the log and the crash-report library.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The one progress display: whoever opens it, and in whatever order the scopes end.
+// The one progress display, whichever scope opens it and in whatever order the scopes end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -17,7 +17,7 @@ using vlm::AutomationMember;
 using vlm::ControlTemplate;
 using vlm::DialogTemplate;
 
-// One line per control: number, kind, caption. What the host draws by itself has no caption.
+// One line per control: number, kind, caption. Controls that the host draws have no caption.
 struct Page {
   const char* caption;
   const char* controls;

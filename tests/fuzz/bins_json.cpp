@@ -1,5 +1,5 @@
-// Saved bins: what is read is written and read again as the same, and can be written in every other
-// language.
+// Saved bins: bins that are read can be written and read again unchanged, and written in every
+// other language.
 #include <string>
 #include <vector>
 

@@ -1,4 +1,4 @@
-// Messages of the process that reads foreign files: what is unpacked packs to the same bytes.
+// Messages of the process that reads foreign files: unpacked messages pack to the same bytes.
 #include <string>
 
 #include "tests/fuzz/fuzz_support.h"

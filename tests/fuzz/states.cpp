@@ -1,5 +1,5 @@
 // States of parts: the contents of a state with a right length and checksum, in each of its forms.
-// What is read can be merged with itself, used, and written and read again.
+// A state that is read can be merged with itself, used, and written and read again.
 #include <string>
 #include <vector>
 

@@ -230,7 +230,7 @@ TEST(ConnectionGuard, ConnectionsThatSendWithoutEndAreEnded) {
     close(ends.client);
     close(ends.server);
   }
-  // A new connection that has the number of an old one starts anew.
+  // A new connection with the number of an old one starts from the beginning.
   const Ends fresh = connected();
   EXPECT_TRUE(fresh.Pass(1));
   guard.Look(at(2000));

@@ -197,7 +197,7 @@ TEST_F(MisuseTest, EveryCategoricalResponseKeepsItsCodes) {
   EXPECT_EQ(Text(kControlResponseCodesCaption), "selected");
 }
 
-// A dialog shows the cases that are used, whoever chose them.
+// A dialog shows the cases that are used, whether a user or a script chose them.
 TEST_F(MisuseTest, OpenDialogsFollowTheSelectionAndTheWeights) {
   session.StartFeatureSelection();
   EXPECT_TRUE(frontend.window->Find(kControlUseWeightsAsGiven)->shown);

@@ -1,5 +1,5 @@
-// Where a test finds what it needs. The paths are compiled into paths.cpp alone, so that every
-// other object file is the same in each checkout and the compiler cache can share it.
+// The paths that tests need. They are compiled into paths.cpp alone, so that every other object
+// file is the same in each checkout and the compiler cache can share it.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// Reads back what the Windows tools compile from the tables: the resources must hold what the
-// tables hold.
+// Reads back the files that the Windows tools compile from the tables: the resources must hold the
+// content of the tables.
 #include <gtest/gtest.h>
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// What the functions of include/velmora.h share: the handles, and how a call runs.
+// Shared by the functions of include/velmora.h: the handles, and the way that a call runs.
 //
 //   return ForHandle(session, "session", [&](SessionState& state) {
 //     Required(path, "path");

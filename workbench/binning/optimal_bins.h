@@ -71,7 +71,7 @@ inline constexpr std::size_t kMostGroups = 500;
 std::vector<int> JoinNeighbours(const std::vector<double>& weights);
 
 // A group for each level, but the last group for all that have less than minShare of the weight and
-// less than half of what a level has on average.
+// less than half of the average weight of a level.
 std::vector<int> PoolRareLevels(const PreBinSums& sums, double minShare, std::size_t& groupCount);
 
 // The sums of each bin. binOf: the bin of each pre-bin, -1 for none.

@@ -65,7 +65,7 @@ PreBinSums FirstPreBins(const PreBinSums& sums, std::size_t count);
 // Whether a case has a response and a weight.
 bool CountsForResponse(const stats::TreeResponse& response, std::size_t caseIndex);
 
-// The pre-bin of each distinct value by its weight, -1 for those without: each value its own while
+// The pre-bin of each distinct value by its weight, -1 for those without: one pre-bin per value if
 // there are at most limit, else weighted quantiles.
 std::vector<int> AssignPreBins(const std::vector<double>& weights, std::size_t limit);
 

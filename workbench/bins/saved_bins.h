@@ -144,7 +144,7 @@ std::size_t CountsPerBin(const SavedResponse& response);
 
 // Layout in docs/json.md.
 std::string BinsJson(const SavedBins& bins);
-// file: what messages call it. Throws DataError that names the file and what is wrong in it.
+// file: what messages call it. Throws DataError that names the file and the fault in it.
 SavedBins ParseBinsJson(std::string_view text, const std::string& file);
 
 enum class SqlDialect {

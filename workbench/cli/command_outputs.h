@@ -52,8 +52,7 @@ const char* FormatName(Format format);
 void SaveTableIn(OutputFiles& files, const Table& table, const std::string& path,
                  const OutputOptions& options);
 
-// Whether somebody at a terminal sees results without having asked for anything else, so that a
-// hint helps.
+// Whether results are shown at a terminal and nothing else was asked for, so that a hint helps.
 bool IsFirstLook(const OutputOptions& options);
 
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// What the console code asks of the system: one source file per system.
+// The system's part of the console code: one source file per system.
 #pragma once
 
 #include <string_view>

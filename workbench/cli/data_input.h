@@ -24,8 +24,8 @@ Table LoadTable(const DataOptions& options, UserMissing& userMissing, bool infer
 // The same for a run that uses only the variables that these values of options name. Other
 // variables come without values where that saves time.
 Table LoadTable(const DataOptions& options, const std::vector<std::string>& names);
-// The same for a table in memory. The measurements of its first inferredCount variables are
-// inferred already: of these, only the ones that the options change are inferred anew.
+// The same for a table in memory. The measurements of its first inferredCount variables have
+// already been inferred: of these, only the ones that the options change are inferred again.
 Table PrepareTable(Table table, const DataOptions& options, int inferredCount = 0);
 
 // The measurements that the options declare. Throws UsageError.

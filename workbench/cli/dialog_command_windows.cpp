@@ -1,5 +1,5 @@
-// velmora dialog: opens the start window, reads the data, runs analyses in dialogs and shows what
-// they make.
+// velmora dialog: opens the start window, reads the data, runs analyses in dialogs and shows their
+// documents.
 #include "workbench/cli/dialog_command_windows.h"
 
 #include <windows.h>

@@ -16,11 +16,11 @@ class MemoryLimit {
   // UsageError.
   explicit MemoryLimit(const std::string& option);
 
-  // What the columns of the table may take; 0: no limit.
+  // The memory that the columns of the table may take; 0: no limit.
   std::uint64_t ColumnBytes() const { return bytes_ / 2; }
-  // At most wanted threads (0: one per processor), so that what all share and what each needs lie
-  // within the limit. Throws RunError where one thread does not fit a limit that the user gave. work:
-  // what needs the memory, as in "ranking 5,000 cases".
+  // At most wanted threads (0: one per processor), so that the shared memory and that of each
+  // thread lie within the limit. Throws RunError where one thread does not fit a limit that the
+  // user gave. work: the work that needs the memory, as in "ranking 5,000 cases".
   int Threads(int wanted, std::uint64_t shared, std::uint64_t perThread, const std::string& work) const;
 
  private:

@@ -18,7 +18,7 @@ class ProgressBar {
 
   // Begins a new stage at 0.
   void Start(std::string_view caption);
-  // fraction: 0 to 1. Cheap: draws at most ten times a second, and only when what is shown changes.
+  // fraction: 0 to 1. Cheap: draws at most ten times a second, and only when the display changes.
   void Update(double fraction);
   void Finish();
 

@@ -19,15 +19,15 @@
 
 namespace velmora {
 
-// What is chosen for one variable.
+// The codes chosen for one variable.
 struct CodeChoice {
   std::vector<double> codes;  // each once
-  bool all = false;           // chosen by "*": stands for all values whenever it is used
+  bool all = false;           // chosen by "*": means all values at the time of use
 
   bool operator==(const CodeChoice&) const = default;
 };
 
-// Gives the values that "*" stands for, ascending. Called only when they are needed.
+// Gives the values that "*" means, ascending. Called only when they are needed.
 using CodeValues = std::function<std::vector<double>()>;
 
 // Value labels, numbers, ranges of whole numbers ("1-4") and "*", separated by blanks, tabs, commas

@@ -30,7 +30,7 @@ struct ForeignFile {
   bool IsFile() const { return extension.empty() || extension.front() != '/'; }
 };
 
-// What a reading process may use. 0: no limit.
+// The resources that a reading process may use. 0: no limit.
 struct ReaderLimits {
   std::uint64_t memoryBytes = 0;
   std::uint64_t idleCpuSeconds = 0;  // processor time without any progress

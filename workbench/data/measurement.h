@@ -76,7 +76,7 @@ struct ValueSurvey {
 void InferMeasurement(const ValueSurvey& survey, Column& column);
 
 // Profiles every variable and writes measurement, role and their reasons into the columns. threads:
-// as of WorkerPool; each variable is one thread's.
+// as for WorkerPool; each variable is processed by one thread.
 void InferMeasurements(Table& table, const ProfileProgress& progress = {}, int threads = 1);
 // The same for some variables.
 void InferMeasurements(Table& table, std::span<const int> variableNumbers,

@@ -124,7 +124,7 @@ class Sha256 {
     for (std::size_t i = 0; i < 8; ++i) state_[i] += s[i];
   }
 
-  // rest: what is left of the data, less than a block; length: of all data, in bytes.
+  // rest: the rest of the data, less than a block; length: of all data, in bytes.
   std::string Finish(const unsigned char* rest, std::size_t count, std::uint64_t length) {
     std::array<unsigned char, 2 * kBlock> end{};
     std::copy_n(rest, count, end.begin());

@@ -24,7 +24,7 @@ enum class Measurement { kContinuous, kCategorical };
 // left out by default and listed with its reason; the user may still name it.
 enum class Role { kUsable, kIdentifier, kConstant, kDate, kAllMissing, kFreeText };
 
-// What the numbers of a column count when they are points in time: days or seconds since 1970-01-01
+// The unit of the numbers of a column that are points in time: days or seconds since 1970-01-01
 // 00:00 UTC.
 enum class DateUnit { kNone, kDays, kSeconds };
 

@@ -26,7 +26,7 @@ std::size_t ParseIndex(std::string_view text) {
   return value;
 }
 
-// What a number in a cell shows.
+// The kind of value that a number in a cell shows.
 enum class Shown : std::uint8_t { kNumber, kDay, kMoment };
 
 // Number formats 0 to 163 are built in.

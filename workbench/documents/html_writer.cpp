@@ -32,7 +32,7 @@ PageJson ColumnOf(const TableView& view, int column) {
   return json;
 }
 
-// What the formula columns compute; they name columns by number, so every column is listed.
+// The formulas of columns; they name columns by number, so every column is listed.
 PageJson FormulasOf(const TableView& view) {
   const Sheet& sheet = view.Source();
   PageJson formulas = PageJson::array();

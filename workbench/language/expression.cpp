@@ -1,5 +1,6 @@
 // Binds a value's names to variables and makes steps for a stack machine, which works on slices of
-// cases so that each step is one loop over doubles. NaN stands for missing inside and never leaves.
+// cases so that each step is one loop over doubles. Inside, NaN means missing; it is never
+// returned.
 #include "workbench/language/expression.h"
 
 #include <algorithm>

@@ -76,8 +76,8 @@ using ResponsePointer = std::shared_ptr<const Response>;
 
 //
 // Procedures of several predictors may work on threads of their own while the session's thread
-// waits. What is made for all of them is made once, under a lock; what belongs to one predictor,
-// its order above all, each thread makes by itself.
+// waits. Data for all of them are made once, under a lock; data of one predictor, above all its
+// order, are made by each thread itself.
 struct HostProcedures::Shared {
   explicit Shared(ProcedureEnvironment e) : environment(std::move(e)) {}
 

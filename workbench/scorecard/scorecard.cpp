@@ -161,8 +161,8 @@ ScorecardTerm TermOf(const WoeCases& cases, const LogisticModel& model, const Lo
   return term;
 }
 
-// Points are what a term adds to the log odds of good, times the points of one unit, with an equal
-// part of what all cases have in common.
+// The points of a term are its part of the log odds of good, times the points of one unit, plus an
+// equal share of the constant part.
 SavedScorecard PointsOf(const WoeCases& cases, const LogisticFit& fit, const ScorecardSettings& settings) {
   SavedScorecard saved;
   saved.basePoints = settings.basePoints;

@@ -1,6 +1,6 @@
 // The dialogs of the module in a page: a frontend of the dialog runtime that describes dialogs and
-// questions as JSON and takes from a channel what the user does. It runs in a child of the worker,
-// which holds the session.
+// questions as JSON and takes user actions from a channel. It runs in a child of the worker, which
+// holds the session.
 //
 // Messages to the server, with the id of the request:
 //   dialogs    {"dialogs", "question", "messages", "documents"}: what is shown, when it changes

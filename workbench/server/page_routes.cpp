@@ -1,4 +1,4 @@
-// What the page's server answers to which request.
+// The routes of the page's server: the answer to each request.
 #include "base/parse_number.h"
 #include "workbench/data/errors.h"
 #include "workbench/data/json_input.h"

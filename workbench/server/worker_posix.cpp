@@ -47,7 +47,7 @@ constexpr int kAllPredictors = 1 << 30;
 
 std::string SentenceJson(const std::string& sentence) { return JsonText({{"error", sentence}}); }
 
-// The error of what the user has cancelled.
+// The error of a request that the user has cancelled.
 std::string CancelledJson() { return JsonText({{"error", "Cancelled."}, {"cancelled", true}}); }
 
 // Sends what a thread reports to the server.

@@ -1,5 +1,5 @@
-// One analysis of the module while it runs: its steps, its open dialogs, and what is noted about
-// its run. The module sees the session through AnalysisHost.
+// One analysis of the module while it runs: its steps, its open dialogs, and notes about its run.
+// The module sees the session through AnalysisHost.
 //
 //   100 Init -> 101 startup dialog --OK--> 102 results dialog --Cancel--> 101 again
 //                                \--Cancel--> 0: the analysis ends

@@ -1,5 +1,5 @@
 // A session of the workbench: the input table with its case selection and weights, the loaded
-// module, the running analyses, and the workbook of what they made. Commands, scripts and pages
+// module, the running analyses, and the workbook of their documents. Commands, scripts and pages
 // drive analyses through it:
 //
 //   Session session(frontend);

@@ -59,7 +59,7 @@ short SessionServices::ReadBlock(int firstCaseNumber, int mostCases, const int* 
   }
 }
 
-// A pass over a table that is larger than memory gives back what it has read.
+// A pass over a table that is larger than memory gives back the memory of cells that it has read.
 void SessionServices::ReleaseRead(int cases, const int* variableNumbers, int variableCount) {
   constexpr std::size_t kMostCells = std::size_t{1} << 23;  // 64 megabytes
   cellsRead_ += static_cast<std::size_t>(cases) * static_cast<std::size_t>(variableCount);

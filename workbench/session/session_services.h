@@ -31,7 +31,7 @@ class SessionServices final : public vlm::IEngineServices,
   // Blocks of AllocMem that were not freed yet, and their bytes.
   std::int64_t BlocksInUse() const { return blocksInUse_; }
   std::uint64_t BytesInUse() const { return bytesInUse_; }
-  // Releases what the module left behind, once none of its objects can use it any more.
+  // Releases the blocks that the module has left, once none of its objects can use them.
   void FreeAllBlocks();
   // Between opening and closing of the progress display: a pass over the cases is under way.
   bool IsComputing() const { return progressOpen_; }

@@ -49,8 +49,8 @@ class Dialect {
 
  protected:
   virtual const char* Nothing() const = 0;
-  // The items, comma-separated, on lines of limited length; lineEnd is what a broken line ends
-  // with.
+  // The items, comma-separated, on lines of limited length; lineEnd: the end of a line that
+  // continues.
   static std::string Wrapped(const std::vector<std::string>& items, const std::string& indent,
                              const char* lineEnd, std::size_t longestLine) {
     std::string text;

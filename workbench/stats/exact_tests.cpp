@@ -109,8 +109,8 @@ double MonteCarloP(std::span<const double> counts, std::size_t rows, std::size_t
     left = columnTotals;
     std::int64_t population = total;
     double sum = 0;
-    // Row by row, each a draw without replacement from what the columns have left (Patefield 1981,
-    // algorithm AS 159, doi:10.2307/2346669, draws the same tables).
+    // Row by row, each a draw without replacement from the remaining counts of the columns
+    // (Patefield 1981, algorithm AS 159, doi:10.2307/2346669, draws the same tables).
     for (std::size_t i = 0; i < rows; ++i) {
       std::int64_t toDraw = rowTotals[i], among = population;
       for (std::size_t j = 0; j < columns; ++j) {

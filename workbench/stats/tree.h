@@ -62,7 +62,7 @@ struct TreeResponse {
   double centre = 0;                  // near the mean, so that sums stay small
   double scale = 1;                   // a power of two, 1 unless the values are of extreme size
   std::vector<double> weights;        // empty: every case weighs 1
-  bool weightsAreCounts = false;      // a weight is the number of equal cases that a row stands for
+  bool weightsAreCounts = false;      // a weight is the number of equal cases that a row represents
   std::vector<std::uint8_t> present;  // 0 for a case that does not count; empty: every case counts
   std::size_t caseCount = 0;
   // For a sample of clusters: each cluster is in one fold, and this many cases are worth one

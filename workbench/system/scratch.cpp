@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What this process holds, in memory that a signal handler can read at any moment. Scratch beyond
-// the table, or with a longer path, is removed by its destructor and by later runs only.
+// The scratch of this process, in memory that a signal handler can read at any moment. Scratch
+// beyond the table, or with a longer path, is removed by its destructor and by later runs only.
 struct Held {
   std::atomic<int> state{0};  // 0: free, 1: being written, 2: valid
   ScratchLock lock = kNoLock;

@@ -1,6 +1,6 @@
 // Scratch folders: a run writes its outputs into them and moves these into place at the end. They
-// have a name of their own, ".velmora-HOST-NUMBER", and are locked as long as their process lives,
-// so that a later run can tell what a killed one left behind.
+// are called ".velmora-HOST-NUMBER" and are locked as long as their process lives, so that a later
+// run recognises those of a killed one.
 //
 //   RemoveStaleScratch(folder);
 //   Scratch scratch(folder, error);

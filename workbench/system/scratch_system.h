@@ -16,7 +16,8 @@ inline constexpr ScratchLock kNoLock = -1;
 [[nodiscard]] bool MakeScratch(const std::filesystem::path& path, std::error_code& error);
 // Locks it for this process. kNoLock: another process has it, or the file system has no locks.
 [[nodiscard]] ScratchLock LockScratch(const std::filesystem::path& path);
-// False when path is no longer what was locked: somebody removed it before the lock was taken.
+// False when path is no longer the locked folder: another process removed it before the lock was
+// taken.
 [[nodiscard]] bool IsSameScratch(ScratchLock lock, const std::filesystem::path& path);
 void UnlockScratch(ScratchLock lock);
 // Removes a folder with the files in it; the folder stays if it contains anything else.

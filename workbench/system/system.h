@@ -1,5 +1,5 @@
-// What the workbench asks of the operating system beyond the language's library: one header, one
-// source file per system. Texts and paths are UTF-8 on every system.
+// The functions of the operating system that the workbench needs beyond the language's library: one
+// header, one source file per system. Texts and paths are UTF-8 on every system.
 //
 //   std::FILE* file = OpenFile(PathOf(name), "rb");
 #pragma once
@@ -49,7 +49,7 @@ namespace velmora {
 [[nodiscard]] std::FILE* OpenFile(const std::filesystem::path& path, const char* mode);
 // Another name of an open file, in ASCII whatever its path is; empty where the system has none.
 [[nodiscard]] std::string NameOfOpenFile(std::FILE* file);
-// Writes what is buffered and waits until it is on the disk. Returns 0 or errno.
+// Writes buffered data and waits until they are on the disk. Returns 0 or errno.
 [[nodiscard]] int FlushToDisk(std::FILE* file);
 // Waits until the bytes of a closed file are on the disk. Where a system cannot, nothing happens.
 void FlushFileToDisk(const std::filesystem::path& path) noexcept;

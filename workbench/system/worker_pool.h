@@ -1,4 +1,4 @@
-// Threads that share out numbered tasks. What a task computes must not depend on the worker or on
+// Threads that share out numbered tasks. The results of a task must not depend on the worker or on
 // the order, so results are the same for any number of threads.
 //
 //   WorkerPool pool(options.threads);

@@ -1,6 +1,6 @@
 // One open dialog of a module as a window of the system: the runtime's controls as child windows,
-// its pages on the tab control. It shows the runtime's state and passes on what the user does; it
-// keeps no state of its own.
+// its pages on the tab control. It shows the runtime's state and passes on user actions; it keeps
+// no state itself.
 //
 // The windows are made from the runtime's controls, which it has read from the module's compiled
 // templates, so positions and styles are the module's. A module that gives its templates as plain

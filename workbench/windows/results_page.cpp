@@ -16,7 +16,7 @@ namespace velmora {
 
 namespace {
 
-// Coming back to the page loads it again, so it shows what was added meanwhile.
+// Coming back to the page loads it again, so that it shows documents added meanwhile.
 constexpr char kReload[] = R"(<script>
 addEventListener("focus", () => location.reload());
 document.addEventListener("visibilitychange", () => { if (!document.hidden) location.reload(); });

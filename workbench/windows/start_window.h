@@ -11,7 +11,7 @@
 
 namespace velmora {
 
-// What the window shows.
+// The content of the window.
 struct StartState {
   std::string data;  // the open file, its cases and variables; empty for none
   std::vector<std::string> recentFiles;

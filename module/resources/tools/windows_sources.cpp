@@ -35,7 +35,7 @@ std::string ScriptText(std::string_view text) {
   return quoted + "\"";
 }
 
-// The window class and the style that a control class stands for.
+// The window class and the style of a control class.
 struct ControlStyle {
   vlm::ControlClass controlClass;
   const char* windowClass;

@@ -1,6 +1,7 @@
 // The Windows forms of this folder's tables: a resource script (string table, dialog templates,
 // version, the type library's inclusion), the type library's source, and the classes that give its
-// interfaces their vtables. What a host reads from the compiled module is what the code loops over.
+// interfaces their vtables. So a host reads from the compiled module the same tables that the code
+// uses.
 #pragma once
 
 #include <span>

@@ -29,7 +29,7 @@ options_json <- function(options) {
 
 reading_options <- c("delimiter", "missing_text", "sheet", "range", "table", "sql_from")
 
-# What the library takes: a path as it is, a data frame as a list of doubles and texts.
+# Data as the library takes them: a path unchanged, a data frame as a list of doubles and texts.
 as_columns <- function(data) {
   if (is.character(data) && length(data) == 1) return(path.expand(data))
   if (!is.data.frame(data)) stop("data is a data frame or the path of a file.", call. = FALSE)

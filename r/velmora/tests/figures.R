@@ -1,4 +1,4 @@
-# The figures of a data frame are those of its file, bins travel, and errors say what is wrong.
+# The figures of a data frame are those of its file, bins travel, and errors name the fault.
 library(velmora)
 set.seed(1)
 n <- 2000

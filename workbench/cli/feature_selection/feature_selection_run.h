@@ -47,8 +47,8 @@ ranking::RankingPlan PlanOf(const VariableChoice& choice, const FeatureSelection
 FeatureSelectionReport ReportRanking(const Table& table, const VariableChoice& choice,
                                      const FeatureSelectionSettings& settings, ranking::Ranking ranked);
 
-// What the analysis started last has found, with the settings of its results
-// dialog, which must be open.
+// The results of the analysis started last, with the settings of its results dialog, which must be
+// open.
 FeatureSelectionReport ReadFeatureSelection(Session& session, TerminalFrontend& frontend);
 
 // The settings that RunFeatureSelection puts into the two dialogs, in its order.

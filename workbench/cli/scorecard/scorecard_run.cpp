@@ -163,7 +163,7 @@ std::vector<double> EndsOf(const std::vector<ScoreBand>& bands) {
   return ends;
 }
 
-// What is saved: the response with the predictors of the scorecard.
+// The bins to save: the response with the predictors of the scorecard.
 SavedBins Saved(const SavedBins& bins, const SavedResponse& response, const FittedScorecard& card,
                 const ScoreQuality& quality) {
   SavedBins saved;

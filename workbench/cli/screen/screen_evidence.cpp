@@ -32,7 +32,7 @@ constexpr double kFewestCases = 20;                 // of one class only, for a 
 
 bool IsKnown(double value) { return std::isfinite(value) && !IsMissing(value, kMissing); }
 
-// Finds what is suspicious about one predictor.
+// Finds suspicious signs of one predictor.
 class Suspicion {
  public:
   Suspicion(const ScreenedResponse& response, const Column& column, ScreenedPredictor& predictor)
@@ -62,8 +62,8 @@ class Suspicion {
     }
   }
 
-  // Bins with cases of one class alone, among those that stand for more than a range of numbers:
-  // levels, dates, special codes and missing values.
+  // Bins with cases of one class alone, among bins that are more than a range of numbers: levels,
+  // dates, special codes and missing values.
   void LookAtBins() {
     if (response_.kind != vlm::kBinaryResponse) return;
     const double bads = predictor_.total.figures.bad, goods = predictor_.total.figures.good;

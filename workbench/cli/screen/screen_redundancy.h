@@ -1,4 +1,4 @@
-// Which of the best predictors say the same, and what each adds to those before it.
+// Finds which of the best predictors say the same, and how much each adds to those before it.
 //
 //   --compare 100 --same-from 0.7 --distinct --adds
 #pragma once

@@ -46,7 +46,7 @@ ScreenDocuments MakeScreenDocuments(Session& session, const ScreenReport& report
 // The rules of the best predictors, in the session's workbook: the document's id, 0 for none.
 int MakeRules(Session& session, const ScreenReport& report);
 
-// What the analysis started last has found; its results dialog must be open.
+// The results of the analysis started last, whose results dialog must be open.
 ScreenReport ReadScreening(Session& session);
 
 // The settings that RunScreening puts into the startup dialog, in its order.

@@ -19,7 +19,7 @@ struct SaveOptions {
   int sqlDialect = 0;  // an SqlDialect
 
   void AddTo(CommandParser& parser);
-  // Adds what the options name to the files of the run. Throws UsageError
+  // Adds the files that the options name to those of the run. Throws UsageError
   // for a file that is in use.
   void AddFilesTo(RunFiles& files) const;
   bool Any() const;

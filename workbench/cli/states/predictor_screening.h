@@ -17,7 +17,7 @@ using GroupEnds = std::vector<std::pair<double, double>>;
 
 class PredictorScreening {
  public:
-  // Refers to what is given. unit: see PredictorSums.
+  // Keeps references to its arguments. unit: see PredictorSums.
   PredictorScreening(const ResponseCounts& response, const states::PairSums& sums, const BinningPlan& plan,
                      const binning::BinningRules& rules, const states::VariableSurvey& survey, double unit)
       : sums_(response, sums, unit), plan_(plan), rules_(rules), survey_(survey), unit_(unit) {}

@@ -16,8 +16,8 @@ struct SurveyedValue {
 // Of the used cases, ascending.
 std::vector<SurveyedValue> ValuesOf(const states::VariableSurvey& survey);
 
-// The groups of a variable: its levels, or its intervals. massFactor: what weights are multiplied
-// by to have their mean 1.
+// The groups of a variable: its levels, or its intervals. massFactor: the factor that gives the
+// weights a mean of 1.
 states::Grouping LevelsOf(const states::VariableSurvey& survey);
 states::Grouping IntervalsOf(const states::VariableSurvey& survey, const ranking::IntervalRule& rule,
                              double massFactor);

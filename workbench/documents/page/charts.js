@@ -46,8 +46,8 @@ const pageCharts = (() => {
     axisLine: { lineStyle: { color: c.line } },
   }, extra);
 
-  // Texts below an axis: level when they fit, slanted and cut when not. bottom: what
-  // they take below the axis.
+  // Texts below an axis: level when they fit, slanted and cut when not. bottom: their room below
+  // the axis.
   const kLetter = 6.6;
   function textsBelow(labels, width) {
     const longest = Math.max(...labels.map((label) => label.length), 1);
