@@ -197,11 +197,12 @@ class ColumnarReader {
 
   // begin, length: the part of the progress bar.
   void ReadInSlices(const std::vector<std::size_t>& wanted, double begin, double length) {
-    const auto slices = static_cast<double>((wanted.size() + kColumnsPerQuery - 1) / kColumnsPerQuery);
-    for (std::size_t first = 0; first < wanted.size(); first += kColumnsPerQuery) {
+    const std::size_t slices = (wanted.size() + kColumnsPerQuery - 1) / kColumnsPerQuery;
+    for (std::size_t slice = 0; slice < slices; ++slice) {
+      const std::size_t first = slice * kColumnsPerQuery;
       const std::size_t count = std::min(kColumnsPerQuery, wanted.size() - first);
-      begin_ = begin + length * static_cast<double>(first / kColumnsPerQuery) / slices;
-      length_ = length / slices;
+      begin_ = begin + length * static_cast<double>(slice) / static_cast<double>(slices);
+      length_ = length / static_cast<double>(slices);
       ReadColumns(std::span(wanted).subspan(first, count));
     }
   }

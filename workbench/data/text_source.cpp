@@ -49,8 +49,7 @@ TextSource WithStart(TextSource source, std::string start) {
   const auto held = std::make_shared<std::string>(std::move(start));
   const auto read = std::move(source.read);
   return {[held, read](char* buffer, std::size_t size) {
-            const std::size_t count = std::min(size, held->size());
-            std::memcpy(buffer, held->data(), count);
+            const std::size_t count = held->copy(buffer, size);
             held->erase(0, count);
             return count == size ? size : count + read(buffer + count, size - count);
           },
