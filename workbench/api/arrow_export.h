@@ -29,7 +29,7 @@ class ArrowTable {
   void AddIntegers(const std::string& name, const std::vector<std::optional<std::int64_t>>& values);
   void AddFlags(const std::string& name, const std::vector<std::optional<bool>>& values);
   void AddTexts(const std::string& name, const std::vector<std::optional<std::string>>& values);
-  // Texts that repeat: codes are places in texts, negative for null.
+  // Texts that repeat: codes are indices of texts, negative for null.
   void AddCategories(const std::string& name, const std::vector<std::int32_t>& codes,
                      const std::vector<std::string>& texts);
   // Numbers, or the labels of a text column as categories.

@@ -30,7 +30,7 @@ std::optional<double> ConstantIn(const Syntax& value) {
   return operand ? std::optional<double>(-*operand) : std::nullopt;
 }
 
-// "age" as well as age; 'age' is a text in any place.
+// "age" is a name like age; 'age' is always a text.
 bool IsName(const Syntax& value) {
   return value.kind == SyntaxKind::kName || (value.kind == SyntaxKind::kText && value.quote == '"');
 }

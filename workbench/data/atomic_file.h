@@ -54,7 +54,7 @@ class AtomicFile {
   std::FILE* file_ = nullptr;
   bool direct_ = false;
   std::filesystem::path folder_;
-  std::unique_ptr<Scratch> scratch_;  // removes the temporary when there is no Commit
+  std::unique_ptr<Scratch> scratch_;  // removes the temporary file when Commit is not called
 };
 
 }  // namespace velmora

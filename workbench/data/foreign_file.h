@@ -51,8 +51,8 @@ bool IsDuckDbFile(const std::string& path);
 // Throws DataError when this kind of file has no such part.
 void RequireFittingPart(const std::string& path, const std::string& extension, const TablePart& part);
 
-// Reads the whole file into a table, in another process where the system has them; there openPath
-// names a file that is open already. Throws DataError, Cancelled.
+// Reads the whole file into a table, in another process if the system allows it; openPath then
+// names a file that is already open. Throws DataError, Cancelled.
 void ReadForeignFile(const ForeignFile& file, const ReadOptions& options, const ReaderLimits& limits,
                      Table& table, std::vector<std::string>& warnings);
 

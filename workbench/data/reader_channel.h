@@ -1,4 +1,4 @@
-// What velmora-read asks of the system: the connection to velmora, the blocks of memory that both
+// The system's part of velmora-read: the connection to velmora, the blocks of memory that both
 // share, and the limits that it sets itself.
 #pragma once
 

@@ -9,7 +9,7 @@
 namespace velmora {
 
 // After rank, name and statistics: the basis of each line of the ranking, and its warnings. count:
-// of the response's predictors, from the first on.
+// how many of the response's predictors, from the first on.
 std::vector<RankingColumn> BasisColumns(const ScreenReport& report, const ScreenedResponse& response,
                                         std::size_t count);
 

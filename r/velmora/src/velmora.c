@@ -44,7 +44,7 @@ static SEXP utf8(const char* text) {
   return value;
 }
 
-/* Ctrl-C of R ends the call: asked for in a context of its own, which an interrupt leaves. */
+/* Ctrl-C of R ends the call: it is checked in a top-level context, which an interrupt leaves. */
 static void look_for_interrupt(void* unused) {
   (void)unused;
   R_CheckUserInterrupt();
