@@ -243,6 +243,16 @@ TEST_F(Xlsx, ReadByOpenpyxl) {
   EXPECT_EQ(5u, sheets[0]["links"].size());
 }
 
+TEST_F(Xlsx, NumbersAmongFactsAreNumbers) {
+  Workbook workbook;
+  workbook.facts = {CountFact("cases", 1234567), {"weight", "1.5", 1.5}, {"code", "12"}};
+  const Json run = Read(workbook)[0];
+  EXPECT_EQ(run["rows"][1][1], 1234567);
+  EXPECT_EQ(run["formats"][1][1], "#,##0");
+  EXPECT_EQ(run["rows"][2][1], 1.5);
+  EXPECT_EQ(run["rows"][3][1], "12");
+}
+
 TEST_F(Xlsx, TakesNoCharacterThatXmlForbids) {
   const std::string hostile = "a\uFFFE\uFFFF\x01\x0B b";
   Workbook workbook;

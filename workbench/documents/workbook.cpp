@@ -3,7 +3,14 @@
 
 #include <algorithm>
 
+#include "workbench/documents/presentation.h"
+
 namespace velmora {
+
+Fact CountFact(std::string key, std::int64_t count) {
+  return {std::move(key), GroupedDigits(count), static_cast<double>(count)};
+}
+
 const Sheet* Document::AsSheet() const {
   const auto* held = std::get_if<std::shared_ptr<Sheet>>(&body);
   return held ? held->get() : nullptr;
@@ -31,6 +38,7 @@ void Workbook::SetFact(std::string_view key, std::string_view value) {
   for (Fact& fact : facts) {
     if (fact.key == key) {
       fact.value = value;
+      fact.number.reset();
       return;
     }
   }

@@ -8,8 +8,10 @@
 //   workbook.Add(sheet, group);
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,7 +28,9 @@ namespace velmora {
 struct Fact {
   std::string key;
   std::string value;
+  std::optional<double> number = {};  // where the value is one, for spreadsheets
 };
+Fact CountFact(std::string key, std::int64_t count);
 
 // Documents of one dependent or response. Group 0 always exists and holds what belongs to the whole
 // run.

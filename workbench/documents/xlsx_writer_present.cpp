@@ -131,6 +131,13 @@ class XlsxWriter {
     wrapped_ = Format(false);
     format_set_text_wrap(wrapped_);
     format_set_align(wrapped_, LXW_ALIGN_VERTICAL_TOP);
+    number_ = Format(false);
+    count_ = Format(false);
+    format_set_num_format(count_, "#,##0");
+    for (lxw_format* const format : {number_, count_}) {
+      format_set_align(format, LXW_ALIGN_LEFT);
+      format_set_align(format, LXW_ALIGN_VERTICAL_TOP);
+    }
     link_ = workbook_get_default_url_format(book_);
   }
 
@@ -204,7 +211,12 @@ class XlsxWriter {
   void AddFacts(lxw_worksheet* sheet, lxw_row_t& row, const std::vector<Fact>& facts) {
     for (const Fact& fact : facts) {
       WriteText(sheet, row, 0, fact.key, wrapped_);
-      WriteText(sheet, row++, 1, fact.value, wrapped_);
+      if (fact.number) {
+        const bool isWhole = *fact.number == std::floor(*fact.number);
+        worksheet_write_number(sheet, row++, 1, *fact.number, isWhole ? count_ : number_);
+      } else {
+        WriteText(sheet, row++, 1, fact.value, wrapped_);
+      }
     }
   }
 
@@ -289,6 +301,8 @@ class XlsxWriter {
   lxw_format* header_ = nullptr;
   lxw_format* bold_ = nullptr;
   lxw_format* wrapped_ = nullptr;
+  lxw_format* number_ = nullptr;  // of facts
+  lxw_format* count_ = nullptr;
   lxw_format* link_ = nullptr;
   SheetNames names_;
 };

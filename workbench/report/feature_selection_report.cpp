@@ -142,9 +142,9 @@ void AppendModuleFacts(const vlm::FeatureSelectionRun& run, std::vector<Fact>& f
                                            "missing value; " +
                                                GroupedDigits(run.validCases) + " cases are complete"
                                          : "left out pair by pair"});
-  facts.push_back({"Intervals of continuous predictors", std::to_string(run.cutsContinuousPredictor)});
+  facts.push_back(CountFact("Intervals of continuous predictors", run.cutsContinuousPredictor));
   if (run.treatContinuousDependentAsCategorical)
-    facts.push_back({"Intervals of continuous dependents", std::to_string(run.cutsContinuousDependent)});
+    facts.push_back(CountFact("Intervals of continuous dependents", run.cutsContinuousDependent));
   facts.push_back({"Statistic of categorical dependents", run.useCramersV ? "Cramer's V" : "Chi-square"});
 }
 
@@ -194,9 +194,9 @@ void AppendRankingFacts(const FeatureSelectionReport& report, std::vector<Fact>&
 std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   const vlm::FeatureSelectionRun& run = report.run;
   std::vector<Fact> facts = {{"Data", DataName(report.dataFile)},
-                             {"Cases in the data", GroupedDigits(run.caseCount)}};
+                             CountFact("Cases in the data", run.caseCount)};
   const auto count = [&](const char* key, int value) {
-    if (value > 0) facts.push_back({key, GroupedDigits(value)});
+    if (value > 0) facts.push_back(CountFact(key, value));
   };
   count("Left out by the selection", run.excludedCases);
   count("Without weight", run.zeroWeightCases);
@@ -205,7 +205,7 @@ std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   if (!report.exclude.empty()) facts.push_back({"Without the cases for which", report.exclude});
   if (run.weighted) {
     facts.push_back({"Weighted by", report.weightVariable + (run.useWeightsAsGiven ? "" : ", rounded")});
-    facts.push_back({"Total weight", ShownNumber(run.totalWeight, "")});
+    facts.push_back({"Total weight", ShownNumber(run.totalWeight, ""), run.totalWeight});
   }
   if (!report.countVariable.empty()) facts.push_back({"Counted by", report.countVariable});
   if (report.ranking) {
@@ -213,7 +213,7 @@ std::vector<Fact> RunFacts(const FeatureSelectionReport& report) {
   } else {
     AppendModuleFacts(run, facts);
   }
-  facts.push_back({"Predictors", GroupedDigits(static_cast<long long>(report.predictors.size()))});
+  facts.push_back(CountFact("Predictors", static_cast<std::int64_t>(report.predictors.size())));
   for (const LeftOutVariable& variable : report.leftOut)
     facts.push_back(
         {"Not screened: " + variable.name, variable.reason.empty() ? variable.role : variable.reason});

@@ -216,7 +216,7 @@ void AddFailed(Workbook& workbook, const ScreenedResponse& response, int group) 
 
 std::vector<Fact> RunFacts(const ScreenReport& report) {
   std::vector<Fact> facts = {{"Data", DataName(report.dataFile)},
-                             {"Cases in the data", GroupedDigits(report.caseCount)}};
+                             CountFact("Cases in the data", report.caseCount)};
   if (!report.select.empty()) facts.push_back({"Only cases for which", report.select});
   if (!report.exclude.empty()) facts.push_back({"Without the cases for which", report.exclude});
   if (!report.weightVariable.empty()) facts.push_back({"Weighted by", report.weightVariable});
