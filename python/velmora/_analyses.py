@@ -208,7 +208,7 @@ def monitor(
     weight, select, progress
         As for :func:`rank`.
     count : str, optional
-        The column of the number of equal cases that a row stands for.
+        The column of the number of equal cases that each row represents.
     raw_weights : bool, default=False
         Weights as they are instead of relative to their mean.
 

@@ -28,8 +28,8 @@ Examples:
 
 A case has no value where the predictor is missing or has a level that screening has not seen, unless the saved bins
 have a bin for it; values that an SPSS, Stata or SAS file declares missing go to the bins of their codes. Cases with a
-missing value and cases with an unseen level are counted apart, the latter with the names of the levels; there is a
-warning when DATA has none of the levels that a file names. A text in a column of numbers costs that one value, which
+missing value and cases with an unseen level are counted separately, the latter with the names of the levels; there is
+a warning when DATA has none of the levels that a file names. A text in a column of numbers costs that one value, which
 counts as missing, and the case is named. A recode file names only its predictor; the file recode_names.json beside
 it, which --recode writes, has the name of the variable, which is otherwise PREDICTOR_Coded. A folder as FILE is all
 recode files that its recode_names.json lists.
@@ -69,9 +69,9 @@ Output
   --keep NAME...          the variables of DATA to keep before the coded ones (default: all); patterns such as
                           'income_*' too
   --threads N             threads that work at once (default: one per processor); results do not depend on it
-  --memory LIMIT          memory that the run may take, such as 2G (default: three quarters of what there is); a table
-                          that does not fit is kept in scratch files in TMPDIR or /var/tmp
-  --only-scores           of what a scorecard makes, keep only the score and the probability of bad
+  --memory LIMIT          memory that the run may take, such as 2G (default: three quarters of the free memory); a
+                          table that does not fit is kept in scratch files in TMPDIR or /var/tmp
+  --only-scores           of the variables of a scorecard, keep only the score and the probability of bad
   --quiet                 print only warnings and failures on standard error
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 3 a condition of --fail-on is met, 130 cancelled.

@@ -17,8 +17,8 @@ Operations
   merge PREDICTOR BIN BIN...      make one bin of several; bins of a measured predictor must be neighbors
   split PREDICTOR CUT             cut a bin in two; a value equal to CUT belongs to the lower bin
   move PREDICTOR CUT TO           move a cut point to another place between its neighbors
-  group PREDICTOR [LEVEL...]      put levels or special codes into a bin of their own, or into the one of --into
-  label PREDICTOR BIN [TEXT]      give a bin a label of your own, or without TEXT the one that it has by itself
+  group PREDICTOR [LEVEL...]      put levels or special codes into a new bin, or into that of --into
+  label PREDICTOR BIN [TEXT]      label a bin; without TEXT it gets its own label back
   reset [PREDICTOR]               take all edits of a predictor back, or of all predictors
   undo                            take the last edit back; again and again, if you like
 
@@ -30,8 +30,8 @@ Examples:
   velmora bins export bins.json --sql score.sql --sql-dialect bigquery
   velmora screen june.csv --binary-response risk --good good --bad bad --cut-points bins.json
 
-The counts know a measured predictor at 100 places or fewer. A cut between them is refused, with the nearest places;
-'velmora screen --cut-points' cuts anywhere and reads FILE.
+The counts of a measured predictor allow cuts at 100 places or fewer. A cut between them is refused, with the nearest
+places; 'velmora screen --cut-points' cuts anywhere and reads FILE.
 
 Of group
   --missing               the missing values too

@@ -31,7 +31,7 @@ constexpr OptionText kDataOptions[] = {
     {"--no-header", "the first line of a text file is a case; variables are called v1, v2, ..."},
     {"--ragged HOW",
      "what to do with rows of a text file that have more or fewer fields than columns: error (default), pad "
-     "(with missing values; what is too much is cut) or skip"},
+     "(add missing values, drop surplus fields) or skip"},
     {"--date-parts NAME", "adds year, month, day and weekday of this date as variables"},
     {"--since NAME=DATE", "adds the days since DATE (YYYY-MM-DD) as a variable"},
     {"--sheet NAME", "sheet of a workbook, by name or number (default: the first that is visible)"},
@@ -42,24 +42,27 @@ constexpr OptionText kDataOptions[] = {
 
 constexpr OptionText kDatabaseOptions[] = {
     {"--push-down",
-     "count inside the database: PostgreSQL, DuckDB, or a .parquet file by DuckDB; only counts, sums and quantiles "
+     "count inside the database: PostgreSQL, DuckDB, or a .parquet file by DuckDB; only counts, sums and "
+     "quantiles "
      "leave it, no case does. docs/scale.md says what is the same and what is not"},
     {"--where CONDITION", "only the cases for which this condition in SQL is true, such as \"age > 30\""},
     {"--cells N",
-     "different numbers of a column that are counted one by one (default 400, 20 to 10000); columns that have more "
+     "different numbers of a column that are counted one by one (default 400, 20 to 10000); columns that "
+     "have more "
      "are cut at as many quantiles first"}};
 
 constexpr OptionText kRunOptions[] = {
     {"--threads N", "threads that work at once (default: one per processor); results do not depend on it"},
     {"--memory LIMIT",
-     "memory that the run may take, such as 2G (default: three quarters of what there is); a table that does "
+     "memory that the run may take, such as 2G (default: three quarters of the free memory); a table that "
+     "does "
      "not fit is kept in scratch files in TMPDIR or /var/tmp"},
     {"--quiet", "print only warnings and failures on standard error"},
     {"--module PATH", "the module to load (default: beside the command, or VELMORA_MODULE)"},
     {"--decimal-separator C",
      "of numbers in labels (default: of your locale in text, HTML and XLSX, a point as soon as a program "
      "reads one of the outputs)"},
-    {"--log FILE", "append what the module logs to FILE (default: VELMORA_LOG)"}};
+    {"--log FILE", "append the log entries of the module to FILE (default: VELMORA_LOG)"}};
 
 // Texts begin at a column; lines are shorter than 120 characters.
 std::string OptionLines(std::span<const OptionText> options, std::size_t column) {
@@ -127,7 +130,8 @@ std::string HelpPage(std::string_view page) {
   ReplaceAll(
       text, "@DATA_FILES@",
       ReadsStatisticalPackages()
-          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx .xls), OpenDocument (.ods), SPSS\n"
+          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx .xls), OpenDocument "
+            "(.ods), SPSS\n"
             "(.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb,\n"
             ".sqlite, .db), or the address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
           : "a CSV, TSV, Parquet, JSON-lines or Arrow (.arrow .feather) file or a DuckDB database (.duckdb)");

@@ -103,7 +103,7 @@ void CaseOptions::AddWeightsTo(CommandParser& parser) {
 WeightMeaning CaseOptions::MeaningOfWeights() const {
   if (!count.empty() && !weight.empty())
     throw UsageError(
-        "--count and --weight: give one of them; a row stands for equal cases, or has a weight.");
+        "--count and --weight: give one of them; a row either represents equal cases or has a weight.");
   if (rawWeights && weight.empty()) throw UsageError("--raw-weights needs --weight NAME.");
   if (!count.empty()) return WeightMeaning::kCounts;
   return rawWeights ? WeightMeaning::kAsGiven : WeightMeaning::kSampling;

@@ -69,7 +69,7 @@ const sample = (when: When): Field[] => [
 
 const weights = (takesCounts: When): Field[] => [
   flag("raw-weights", "Weights as they are", "Not relative to their mean: their sum is the number of cases.", (_own, choices) => Boolean(choices.weight)),
-  { kind: "variable", option: "count", label: "Counts", hint: "Each row stands for so many equal cases.", when: takesCounts },
+  { kind: "variable", option: "count", label: "Counts", hint: "The number of equal cases that each row represents.", when: takesCounts },
 ];
 
 const decimalSeparator = choice("decimal-separator", "Decimals in labels", [

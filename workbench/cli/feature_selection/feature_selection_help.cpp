@@ -11,8 +11,8 @@ Usage: velmora feature-selection DATA --dependents NAME... [OPTIONS]
 Every predictor is tested on its own against every dependent variable. A continuous dependent variable gives an F
 value, a categorical one Cramer's V (or Chi-square); continuous predictors are cut into intervals with about as many
 cases in each first. Predictors are ranked by the size of their effect, corrected for their number of levels: epsilon
-squared (the share of the variance explained) or a corrected Cramer's V, with its 95 % interval and p-values. What
-cannot be distinguished from chance is marked n.s., comes after the rest and is not among the best.
+squared (the share of the variance explained) or a corrected Cramer's V, with its 95 % interval and p-values.
+Predictors that cannot be distinguished from chance are marked n.s., come after the others and are not among the best.
 
 Examples:
   Which variables separate good loans from bad ones?
@@ -43,7 +43,7 @@ Cases
   --select EXPR               keep only the cases for which EXPR is true, such as 'age > 30 And Not IsMD(income)'
   --exclude EXPR              drop the cases for which EXPR is true
   --weight NAME               sampling weights: only their ratios matter, and p-values are those of the cases that
-                              were drawn; the variable is no predictor unless you name it as one
+                              were drawn; the variable is not a predictor unless you name it
   --strata NAME               strata of the sample, and
   --clusters NAME             clusters (primary sampling units) within them: p-values take the design into account
   --count NAME                the number of cases that each row represents; rows below 1 are left out
@@ -72,7 +72,7 @@ Ranking
                               test of larger ones
   --replicates N              tables of a Monte Carlo test (default 9999)
   --seed N                    of its random numbers (default 1): the same seed gives the same p-values
-  --alpha P                   what has an adjusted p-value above P cannot be distinguished from chance (default 0.05)
+  --alpha P                   predictors with an adjusted p-value above P are marked n.s. (default 0.05)
 
 Predictors shown
   --show best                 the best of the ranking (default)
@@ -86,7 +86,7 @@ The run of the dialogs
   --classic                   as the analysis's dialogs and scripts run it: ranked by statistic, intervals of equal
                               width, p-values not adjusted, weights as they are; --casewise then drops a case at its
                               first missing value, and the variables before it still count the case
-  --raw-weights               the same, said of the weights: their sum is the number of cases
+  --raw-weights               take the weights as the file has them: their sum is the number of cases
   --round-weights             with --classic, round the weights to whole numbers
   --print-script              with --classic, print the run as a script for velmora run, and do nothing else
 

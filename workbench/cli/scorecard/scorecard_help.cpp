@@ -36,7 +36,7 @@ Cases
   --exclude EXPR          drop the cases for which EXPR is true
   --weight NAME           sampling weights: relative to their mean; standard errors allow for them
   --raw-weights           weights as they are
-  --count NAME            a row stands for so many equal cases
+  --count NAME            the number of equal cases that each row represents
   --holdout SHARE         hold a share of the cases out and measure the scorecard on them
   --test FILE             measure the scorecard on the cases of FILE, a data file
 

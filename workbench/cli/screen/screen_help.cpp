@@ -58,14 +58,14 @@ Cases
   --select EXPR               keep only the cases for which EXPR is true, such as 'age > 30 And Not IsMD(income)'
   --exclude EXPR              drop the cases for which EXPR is true; with --classic they still take part in the search
                               for bins
-  --weight NAME               sampling weights, taken relative to their mean; the variable is no predictor unless you
-                              name it as one
+  --weight NAME               sampling weights, taken relative to their mean; the variable is not a predictor unless
+                              you name it
   --raw-weights               take the weights as the file has them: their sum is the number of cases
   --count NAME                the number of equal cases that each row represents
   --strata NAME               strata of the sample, and
   --clusters NAME             clusters (primary sampling units) within them, such as schools or customers: design
-                              effects and p-values take them into account, bins are found with the cases' worth, and
-                              out-of-fold figures are those of other clusters
+                              effects and p-values take them into account, bins are found with the effective number of
+                              cases, and out-of-fold figures are those of other clusters
 @DATA_OPTIONS@  'velmora help feature-selection' describes EXPR.
 
 In a database
@@ -86,12 +86,12 @@ Bins
   --max-adjacent-p P          neighbouring bins differ at this level (Chi-square; Welch's t test of means)
   --min-level-share S         levels of a categorical variable that are rarer than S, and than half
                               the average level, share a bin (default 0.01)
-  --criterion NAME            what is best: deviance (default), iv (information value), gini (impurity) or variance
+  --criterion NAME            of the search: deviance (default), iv (information value), gini (impurity) or variance
   --pre-bins N                the search joins this many quantiles or distinct values, 2 to 1000 (default 100)
-  --special NAME=CODE,...     codes that are no values, such as income=-999,-998 or 'q*=99': a bin for each code
-  --special user-missing      the same of the values that an SPSS, Stata or SAS file declares missing
+  --special NAME=CODE,...     codes that are not values, such as income=-999,-998 or 'q*=99': a bin for each code
+  --special user-missing      the same for the values that an SPSS, Stata or SAS file declares missing
   --special-together          one bin for all special codes of a variable
-  --missing-bin WHERE         cases without a value: own (a bin of their own, the default), lowest or highest (with the
+  --missing-bin WHERE         cases without a value: own (their own bin, the default), lowest or highest (with the
                               first or last bin), most-alike (with the bin nearest in rate), drop (the default of
                               --binning tree)
   --pure-bin-correction on|off  add half a case to both counts of a bin without bad or good cases, so that it has a
@@ -104,7 +104,7 @@ Bins
 Groups of cases
   --by NAME                   compare the bins between the groups that this variable makes, such as periods, samples or
                               regions, 2 to 50: rates, shares, weights of evidence, population stability index, trend
-                              of the information value; it is no predictor unless named
+                              of the information value; it is not a predictor unless named
   --by-reference first|all    what the groups are compared with: the first one (default), or all together
 
 Order
@@ -125,8 +125,8 @@ Redundancy
                               say the same as a better one, and a heat map in the page
   --same-from V               corrected Cramer's V from which they do (default 0.6)
   --distinct                  list and save only the best of those that say the same
-  --adds                      the order in which predictors add most, and the share of what each says that none before
-                              it says
+  --adds                      the order in which predictors add most, and the share of each one's information that none
+                              before it has
 
 Files for scoring new data (all are written, or none)
   --save-best N               predictors of each response to save, best first, 1 to 100000 (default 10)
