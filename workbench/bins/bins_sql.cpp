@@ -379,7 +379,7 @@ class QueryWriter {
     return "";
   }
 
-  // Another response has the same predictors.
+  // A notice for predictors of several responses whose names differ at most by case.
   void NoteOneColumn(const std::string& name) {
     const std::string* const other = predictors_.Add(name);
     if (other == nullptr || *other == name || !noted_.insert(name).second) return;
