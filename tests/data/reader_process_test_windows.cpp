@@ -1,4 +1,4 @@
-// The process that foreign files are read in, as this system runs it.
+// The process that reads foreign files, on this system.
 #include <windows.h>
 // After windows.h, which it builds on.
 #include <tlhelp32.h>

@@ -1,5 +1,5 @@
 // Text files as people have them: encodings, files without a header, ragged rows, codes of several
-// variables, dates as predictors, names that are no local files.
+// variables, dates as predictors, names that are not local files.
 #include <gmock/gmock.h>
 
 #include "tests/data/data_test_support.h"

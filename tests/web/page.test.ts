@@ -1109,7 +1109,7 @@ describe("the page", () => {
     expect(existsSync(`${data}.velmora`)).toBe(true);
     program = await open(`${data}.velmora`);
     page = await window(program.address);
-    // The project reopens where one was.
+    // The project reopens at the last view.
     await page.getByTitle("accepted", { exact: true }).waitFor();
     await expect.poll(() => page.locator(".editor h2").innerText()).toBe(predictor);
     expect(await page.locator(".message").innerText()).toBe("");

@@ -93,7 +93,7 @@ struct SavedPredictor {
 inline constexpr std::size_t kMostPreBins = 100;
 
 // Points for the bins of a binary response's predictors. The score of a case is the sum of its
-// points: basePoints where the odds of good to bad are baseOdds, and pdo points more where they are
+// points: basePoints where good to bad is `odds`, and pdo points more where it is
 // twice as high.
 struct SavedScorecard {
   struct Term {

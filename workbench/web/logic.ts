@@ -411,7 +411,8 @@ export function outcomesIn(report: RankingReport | ScreeningReport): string[] {
   return ("responses" in report ? report.responses : report.dependents).map((one) => one.name);
 }
 
-// The predictors of an outcome of a run, best first; of the first where the run lacks this one.
+// The predictors of an outcome of a run, best first; of the first outcome if the run lacks this
+// one.
 export function rankingOf(report: RankingReport | ScreeningReport, outcome = ""): Ranked[] {
   if ("responses" in report) {
     const response = report.responses[0];

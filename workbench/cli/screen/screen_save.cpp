@@ -145,7 +145,7 @@ SavedBins WithoutDates(const SavedBins& bins, const Table& table, std::vector<st
 }
 
 // --- Files that the module writes
-// Recode files and rules have no place for the code.
+// Recode files and rules cannot hold the code.
 void WarnOfMissingCodes(const SavedBins& bins) {
   std::set<std::string> noted;
   for (const SavedResponse& response : bins.responses) {
