@@ -3,10 +3,27 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/tolerant.h"
 #include "workbench/data/absent_value.h"
 #include "workbench/data/errors.h"
 
 namespace velmora::states {
+namespace {
+
+// How many of the ascending ends are below the value: a search without branches, which processors
+// cannot foresee here.
+std::size_t CountBelow(const std::vector<double>& ends, double value) {
+  if (ends.empty()) return 0;
+  const double* first = ends.data();
+  for (std::size_t count = ends.size(); count > 1;) {
+    const std::size_t half = count / 2;
+    first += half & (std::size_t{0} - static_cast<std::size_t>(first[half - 1] < value));
+    count -= half;
+  }
+  return static_cast<std::size_t>(first - ends.data()) + (*first < value ? 1 : 0);
+}
+
+}  // namespace
 
 std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCases& cases) const {
   std::vector<std::uint32_t> groupOf(cases.Count(), kNoGroup);
@@ -18,13 +35,14 @@ std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCase
         ofCode[code] = static_cast<std::uint32_t>(at - levels.begin());
     }
   }
+  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
   for (std::size_t i = 0; i < cases.Count(); ++i) {
     if (cases.used[i] == 0) continue;
-    if (IsAbsent(column, i)) {
+    const double value = column.values[i];
+    if (std::isnan(value) || missing.Contains(value)) {
       groupOf[i] = Count();
       continue;
     }
-    const double value = column.values[i];
     if (isText != column.fromText)
       throw DataError("The column \"" + variable +
                       "\" holds texts in one part of the data and numbers in another.");
@@ -32,8 +50,8 @@ std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCase
       groupOf[i] = ofCode[static_cast<std::size_t>(value)];
       continue;
     }
-    const auto at = std::lower_bound(highest.begin(), highest.end(), value);
-    if (at != highest.end()) groupOf[i] = static_cast<std::uint32_t>(at - highest.begin());
+    const std::size_t at = CountBelow(highest, value);
+    if (at < highest.size()) groupOf[i] = static_cast<std::uint32_t>(at);
   }
   return groupOf;
 }
@@ -119,7 +137,10 @@ void PairSums::Take(const std::vector<std::uint32_t>& groupOf, const OutcomePart
   };
   std::vector<Cell> part;
   if (classes_ == 0) {
-    part = stats::CollectMoments<true>(cells_.size(), 0, forEach);
+    part = cases.areSingle ? stats::CollectMoments<false>(cells_.size(), 0, forEach)
+                           : stats::CollectMoments<true>(cells_.size(), 0, forEach);
+  } else if (cases.areSingle) {
+    part = CountCases(groupOf, outcome);
   } else {
     part.resize(cells_.size());
     forEach([&](std::size_t place, double, const stats::CaseMass& mass) {
@@ -130,6 +151,20 @@ void PairSums::Take(const std::vector<std::uint32_t>& groupOf, const OutcomePart
     });
   }
   for (std::size_t at = 0; at < part.size(); ++at) cells_[at].Merge(part[at]);
+}
+
+std::vector<PairSums::Cell> PairSums::CountCases(const std::vector<std::uint32_t>& groupOf,
+                                                 const OutcomePart& outcome) const {
+  std::vector<std::uint64_t> counts(cells_.size());
+  for (std::size_t i = 0; i < groupOf.size(); ++i) {
+    if (groupOf[i] == kNoGroup || outcome.classOf[i] == kNoGroup) continue;
+    ++counts[Place(groupOf[i], outcome.classOf[i], outcome.folds.empty() ? 0 : outcome.folds[i])];
+  }
+  std::vector<Cell> part(cells_.size());
+  for (std::size_t at = 0; at < part.size(); ++at)
+    part[at].cases = part[at].frequency = part[at].weight = part[at].squares =
+        static_cast<double>(counts[at]);
+  return part;
 }
 
 void PairSums::Merge(const PairSums& other) {

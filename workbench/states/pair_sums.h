@@ -86,6 +86,8 @@ class PairSums {
   static PairSums Unpack(const Packed& packed);
 
  private:
+  // Of single cases and an outcome of classes.
+  std::vector<Cell> CountCases(const std::vector<std::uint32_t>& groupOf, const OutcomePart& outcome) const;
   std::size_t Place(std::uint32_t group, std::uint32_t classIndex, std::uint32_t fold) const {
     return (std::size_t{fold} * (groups_ + 1) + group) * Columns() + classIndex;
   }

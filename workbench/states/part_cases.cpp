@@ -79,6 +79,7 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
     for (const std::string& name : rules.complete) complete.push_back(&ColumnNamed(table, name));
   }
   PartCases cases;
+  cases.areSingle = weights == nullptr && counts == nullptr && rowCases == nullptr;
   const auto size = static_cast<std::size_t>(table.caseCount);
   cases.used.assign(size, 0);
   cases.cases.assign(size, 1);

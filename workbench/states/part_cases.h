@@ -47,6 +47,7 @@ struct PartCases {
   std::vector<double> frequency;  // by the count variable, else as cases
   std::vector<double> weight;     // count x weight
   std::vector<double> squares;    // count x squared weight
+  bool areSingle = false;         // each row is one case with a weight of 1
   CaseTotals totals;
 
   std::size_t Count() const { return used.size(); }

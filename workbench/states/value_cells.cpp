@@ -1,16 +1,21 @@
 #include "workbench/states/value_cells.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "base/tolerant.h"
 
 namespace velmora::states {
 namespace {
 
-constexpr std::size_t kLeastPending = 4096;
+constexpr std::size_t kFewestSlots = 256;
 constexpr int kAllBits = 64;
+constexpr std::uint64_t kHashFactor = 0x9E3779B97F4A7C15;  // 2^64 over the golden ratio
+constexpr double kFree = std::numeric_limits<double>::quiet_NaN();
 
 void Join(const ValueCell& more, ValueCell& cell) {
   cell.high = std::max(cell.high, more.high);
@@ -19,54 +24,143 @@ void Join(const ValueCell& more, ValueCell& cell) {
   cell.mass += more.mass;
 }
 
+// The position of a value among all doubles, from 0 for the lowest one.
+std::uint64_t PlaceOf(double value) {
+  return static_cast<std::uint64_t>(vlm::OrderedBits(value)) ^ (std::uint64_t{1} << (kAllBits - 1));
+}
+
+// Sorts cells of different keys by them. Digits that all keys share cost nothing.
+void SortByKey(std::vector<ValueCell>& cells, int shift) {
+  constexpr int kDigit = 11;
+  constexpr std::size_t kDigits = std::size_t{1} << kDigit;
+  std::vector<ValueCell> sorted(cells.size());
+  for (int at = shift; at < kAllBits; at += kDigit) {
+    const auto digitOf = [at](const ValueCell& cell) { return (PlaceOf(cell.low) >> at) % kDigits; };
+    std::array<std::size_t, kDigits> ends{};
+    for (const ValueCell& cell : cells) ++ends[digitOf(cell)];
+    if (std::find(ends.begin(), ends.end(), cells.size()) != ends.end()) continue;
+    std::size_t end = 0;
+    for (std::size_t& one : ends) end = std::exchange(one, end) + end;
+    for (const ValueCell& cell : cells) sorted[ends[digitOf(cell)]++] = cell;
+    cells.swap(sorted);
+  }
+}
+
 }  // namespace
 
-std::uint64_t ValueCells::KeyOf(double value) const {
-  const std::uint64_t place =
-      static_cast<std::uint64_t>(vlm::OrderedBits(value)) ^ (std::uint64_t{1} << (kAllBits - 1));
-  return place >> shift_;
+std::uint64_t ValueCells::KeyOf(double value) const { return PlaceOf(value) >> shift_; }
+
+std::size_t ValueCells::StartOf(std::uint64_t key) const {
+  return static_cast<std::size_t>((key * kHashFactor) >> (kAllBits - std::countr_zero(slots_.size())));
+}
+
+ValueCell& ValueCells::SlotOf(double value) {
+  const std::uint64_t key = KeyOf(value);
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t at = StartOf(key);
+  while (slots_[at].low == slots_[at].low && KeyOf(slots_[at].low) != key) at = (at + 1) & mask;
+  return slots_[at];
+}
+
+void ValueCells::Place(const ValueCell& cell) {
+  ValueCell& slot = SlotOf(cell.low);
+  if (slot.low == slot.low) return Join(cell, slot);
+  slot = cell;
+  if (4 * ++filled_ > 3 * slots_.size()) Grow();
+}
+
+void ValueCells::Grow() {
+  std::vector<ValueCell> before(2 * slots_.size(), {kFree, kFree, 0, 0});
+  before.swap(slots_);
+  // Cells join only where there are too many; the next limit is far enough for the work to be shared
+  // by many values.
+  if (2 * filled_ > 3 * most_) {
+    std::erase_if(before, [](const ValueCell& slot) { return slot.low != slot.low; });
+    SortByKey(before, shift_);
+    cells_.swap(before);
+    Coarsen();
+    slots_.resize(slots_.size() / 2);
+    before.swap(cells_);
+    cells_.clear();
+  }
+  filled_ = 0;
+  for (const ValueCell& cell : before) {
+    if (cell.low != cell.low) continue;
+    SlotOf(cell.low) = cell;
+    ++filled_;
+  }
+}
+
+void ValueCells::FillSlots() {
+  if (!slots_.empty()) return;
+  slots_.assign(std::max(kFewestSlots, std::bit_ceil(2 * cells_.size())), {kFree, kFree, 0, 0});
+  for (const ValueCell& cell : cells_) SlotOf(cell.low) = cell;
+  filled_ = cells_.size();
+  cells_ = {};
 }
 
 void ValueCells::Add(double value, double cases, double mass) {
+  FillSlots();
   value += 0.0;  // both zeros are one value
-  if (!pending_.empty() && pending_.back().low == value) {
-    pending_.back().cases += cases;
-    pending_.back().mass += mass;
-    return;
+  Place({value, value, cases, mass});
+}
+
+void ValueCells::AddAll(std::span<const double> values) {
+  FillSlots();
+  // Slots are in any order: the processor gets some ahead, so that it does not wait for memory.
+  constexpr std::size_t kAhead = 16;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i + kAhead < values.size()) __builtin_prefetch(&slots_[StartOf(KeyOf(values[i + kAhead] + 0.0))], 1);
+    Place({values[i] + 0.0, values[i] + 0.0, 1, 1});
   }
-  pending_.push_back({value, value, cases, mass});
-  if (pending_.size() >= std::max(kLeastPending, cells_.size())) Settle();
 }
 
 void ValueCells::Merge(const ValueCells& other) {
   other.Settle();
   Settle();
   shift_ = std::max(shift_, other.shift_);
-  pending_ = other.cells_;
-  Settle();
+  std::vector<ValueCell> both(cells_.size() + other.cells_.size());
+  std::merge(cells_.begin(), cells_.end(), other.cells_.begin(), other.cells_.end(), both.begin(),
+             [](const ValueCell& a, const ValueCell& b) { return a.low < b.low; });
+  cells_.swap(both);
+  Coarsen();
 }
 
 void ValueCells::Settle() const {
-  const auto below = [](const ValueCell& a, const ValueCell& b) { return a.low < b.low; };
-  if (!pending_.empty()) {
-    std::sort(pending_.begin(), pending_.end(), below);
-    const auto middle = static_cast<std::ptrdiff_t>(cells_.size());
-    cells_.insert(cells_.end(), pending_.begin(), pending_.end());
-    std::inplace_merge(cells_.begin(), cells_.begin() + middle, cells_.end(), below);
-    pending_.clear();
+  if (slots_.empty()) return;
+  cells_.reserve(filled_);
+  for (const ValueCell& slot : slots_)
+    if (slot.low == slot.low) cells_.push_back(slot);
+  slots_ = {};
+  filled_ = 0;
+  SortByKey(cells_, shift_);
+  Coarsen();
+}
+
+void ValueCells::Coarsen() const {
+  if (cells_.empty()) return;
+  // Neighbours are apart as long as the highest bit in which they differ counts.
+  std::array<std::size_t, kAllBits> apart{};
+  for (std::size_t i = 1; i < cells_.size(); ++i) {
+    const std::uint64_t differing = PlaceOf(cells_[i - 1].low) ^ PlaceOf(cells_[i].low);
+    if (differing != 0) ++apart[static_cast<std::size_t>(kAllBits - 1 - std::countl_zero(differing))];
   }
-  for (;; ++shift_) {
-    std::size_t kept = 0;
-    for (const ValueCell& cell : cells_) {
-      if (kept > 0 && KeyOf(cells_[kept - 1].low) == KeyOf(cell.low)) {
-        Join(cell, cells_[kept - 1]);
-      } else {
-        cells_[kept++] = cell;
-      }
+  std::size_t count = 1;
+  int shift = kAllBits - 1;
+  for (; shift >= shift_; --shift) {
+    if (count + apart[static_cast<std::size_t>(shift)] > most_) break;
+    count += apart[static_cast<std::size_t>(shift)];
+  }
+  shift_ = std::min(shift + 1, kAllBits - 1);
+  std::size_t kept = 0;
+  for (std::size_t i = 1; i < cells_.size(); ++i) {
+    if (KeyOf(cells_[kept].low) == KeyOf(cells_[i].low)) {
+      Join(cells_[i], cells_[kept]);
+    } else {
+      cells_[++kept] = cells_[i];
     }
-    cells_.resize(kept);
-    if (kept <= most_ || shift_ == kAllBits - 1) return;
   }
+  cells_.resize(kept + 1);
 }
 
 const std::vector<ValueCell>& ValueCells::Cells() const {

@@ -15,13 +15,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "workbench/states/packed.h"
 
 namespace velmora::states {
 
-struct ValueCell {
+// Aligned: a cell is within one line of the cache.
+struct alignas(32) ValueCell {
   double low = 0, high = 0;
   double cases = 0;
   double mass = 0;  // sum of their weights
@@ -33,6 +35,8 @@ class ValueCells {
 
   // Not NaN. Infinities are values at the ends.
   void Add(double value, double cases, double mass);
+  // Each of them once, with a mass of 1.
+  void AddAll(std::span<const double> values);
   void Merge(const ValueCells& other);
 
   const std::vector<ValueCell>& Cells() const;
@@ -45,13 +49,25 @@ class ValueCells {
   static ValueCells Unpack(const Packed& packed);
 
  private:
-  // Counted cells are ascending and complete, except for pending ones, which are in any order.
+  // Values are gathered in a hash table of cells and go from there to the ascending ones: the
+  // cells are either in the one or in the other.
+  void FillSlots();
+  void Grow();
+  void Place(const ValueCell& cell);
+  // Where the search for the cell of a key begins.
+  std::size_t StartOf(std::uint64_t key) const;
+  // The slot of the cell, which is free when it is the first one there.
+  ValueCell& SlotOf(double value);
   void Settle() const;
+  // Joins ascending cells until there are at most most_.
+  void Coarsen() const;
   std::uint64_t KeyOf(double value) const;
 
   std::size_t most_;
   mutable int shift_ = 0;  // low bits that are ignored
-  mutable std::vector<ValueCell> cells_, pending_;
+  mutable std::vector<ValueCell> cells_;
+  mutable std::vector<ValueCell> slots_;  // a power of two of them; NaN: free
+  mutable std::size_t filled_ = 0;
 };
 
 }  // namespace velmora::states

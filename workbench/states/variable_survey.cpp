@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "base/tolerant.h"
 #include "workbench/data/absent_value.h"
@@ -39,6 +40,36 @@ Kind KindOf(const Column& column) {
   return Kind::kNumbers;
 }
 
+bool IsAbsent(double value, const vlm::MissingRange& missing) {
+  return std::isnan(value) || missing.Contains(value);
+}
+
+bool AreWhole(std::span<const double> values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return v == std::floor(v); });
+}
+
+// The sum of what is made of each value, in four sums that do not wait for each other.
+template <typename Make>
+double SumOf(std::span<const double> values, Make make) {
+  double sums[4] = {};
+  std::size_t i = 0;
+  for (; i + 4 <= values.size(); i += 4) {
+    for (std::size_t j = 0; j < 4; ++j) sums[j] += make(values[i + j]);
+  }
+  for (; i < values.size(); ++i) sums[0] += make(values[i]);
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
+
+// Deviations are taken from the first value, so that little is lost far from zero.
+ranking::Moments MomentsOf(std::span<const double> values) {
+  if (values.empty()) return {};
+  const auto count = static_cast<double>(values.size());
+  const double first = values.front();
+  const double mean = SumOf(values, [&](double v) { return v - first; }) / count;
+  const auto square = [&](double v) { return (v - first - mean) * (v - first - mean); };
+  return {count, first + mean, SumOf(values, square)};
+}
+
 }  // namespace
 
 VariableSurvey::VariableSurvey(std::string name, const SurveyLimits& limits)
@@ -56,16 +87,19 @@ void VariableSurvey::Take(const Column& column, const PartCases& cases, bool kee
   keepsAll_ = keepAll;
   if (column.declaredMeasurement) declared_ = column.declaredMeasurement;
   double valid = 0;
-  for (std::size_t i = 0; i < cases.Count(); ++i) valid += IsAbsent(column, i) ? 0 : cases.cases[i];
+  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
+  for (std::size_t i = 0; i < cases.Count(); ++i)
+    valid += IsAbsent(column.values[i], missing) ? 0 : cases.cases[i];
   const Kind kind = KindOf(column);
   // A column without any value may be of either kind.
   if (valid > 0 || (kind != Kind::kNumbers && kind != Kind::kTexts)) SetKind(kind);
   valid_ += valid;
   if (valid == 0) return;
   if (kind == Kind::kTexts) return TakeTexts(column, cases);
+  if (cases.areSingle) return TakeSingle(column, cases, valid, keepAll);
   for (std::size_t i = 0; i < cases.Count(); ++i) {
-    if (IsAbsent(column, i)) continue;
     const double value = column.values[i];
+    if (IsAbsent(value, missing)) continue;
     whole_ = whole_ && value == std::floor(value);
     if (keepAll) all_.Add(value, cases.cases[i], cases.cases[i]);
     if (cases.used[i] == 0) continue;
@@ -73,6 +107,33 @@ void VariableSurvey::Take(const Column& column, const PartCases& cases, bool kee
     used_.Add(value, cases.cases[i], cases.weight[i]);
     moments_.Add(value, cases.weight[i]);
   }
+}
+
+void VariableSurvey::TakeSingle(const Column& column, const PartCases& cases, double valid, bool keepAll) {
+  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
+  std::vector<double> present, used;
+  if (const auto count = static_cast<double>(cases.Count());
+      !keepAll && cases.totals.used == count && valid == count) {
+    return TakeUsed({column.values.data(), cases.Count()});
+  }
+  present.reserve(cases.Count());
+  used.reserve(cases.Count());
+  for (std::size_t i = 0; i < cases.Count(); ++i) {
+    const double value = column.values[i];
+    if (IsAbsent(value, missing)) continue;
+    if (keepAll) present.push_back(value);
+    if (cases.used[i] != 0) used.push_back(value);
+  }
+  whole_ = whole_ && AreWhole(present);
+  if (keepAll) all_.AddAll(present);
+  TakeUsed(used);
+}
+
+void VariableSurvey::TakeUsed(std::span<const double> used) {
+  whole_ = whole_ && AreWhole(used);
+  usedCases_ += static_cast<double>(used.size());
+  used_.AddAll(used);
+  moments_.Merge(MomentsOf(used));
 }
 
 void VariableSurvey::TakeTexts(const Column& column, const PartCases& cases) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 #include <string>
 
 #include "workbench/data/table.h"
@@ -61,6 +62,10 @@ class VariableSurvey {
  private:
   void SetKind(Kind kind);
   void TakeTexts(const Column& column, const PartCases& cases);
+  // valid: how many of the cases have a value.
+  void TakeSingle(const Column& column, const PartCases& cases, double valid, bool keepAll);
+  // Values of used cases, each of which counts once.
+  void TakeUsed(std::span<const double> used);
   void CheckLevels();
 
   std::string name_;
