@@ -96,7 +96,7 @@ def show_scaling(df, names: list[str]) -> None:
         sizes = []
         cells = parts.count() * len(names)
         for name in ("first", "second"):
-            states = parts.mapInArrow(spark._partition_task(run), spark._STATE_SCHEMA)
+            states = parts.mapInArrow(spark._partition_task(run, [0], parts.columns), spark._STATE_SCHEMA)
 
             def merge(states=states, sizes=sizes):
                 rows = [bytes(row.state) for row in states.collect()]

@@ -1,6 +1,7 @@
 """Spark with executors of its own: killed ones, damaged states, ten million levels: `make test-spark`."""
 
 import os
+import re
 import signal
 import sys
 from pathlib import Path
@@ -8,12 +9,13 @@ from pathlib import Path
 import numpy as np
 import pandas as pd
 import pyarrow as pa
+import pyspark
 import pytest
 from pyspark import cloudpickle
 from pyspark.sql import SparkSession, functions
 
 import velmora
-from velmora import spark
+from velmora import _parquet, spark
 
 # Executors get the functions of this file by value: they cannot import it.
 cloudpickle.register_pickle_by_value(sys.modules[__name__])
@@ -87,8 +89,8 @@ def kill_own_executor(mark: Path) -> None:
 def around(make_task, before, after):
     """A task of velmora.spark with an action before it and one on each state that it sends."""
 
-    def make(run):
-        work = make_task(run)
+    def make(run, *rest):
+        work = make_task(run, *rest)
         name = "first" if run.second is None else "second"
 
         def task(batches):
@@ -101,27 +103,46 @@ def around(make_task, before, after):
     return make
 
 
+@pytest.mark.parametrize("source", ["rows", "files"])
 @pytest.mark.parametrize("stage", ["_partition_task", "_merge_task"])
-def test_killed_executors(session, frame, tmp_path, monkeypatch, stage):
+def test_killed_executors(session, frame, tmp_path, monkeypatch, stage, source):
     """An executor dies in that stage of each pass; Spark runs its tasks again."""
     whole = velmora.rank(frame, "y")
-    place = str(tmp_path)
+    marks = tmp_path / "marks"
+    marks.mkdir()
+    place = str(marks)
 
     def kill(name: str) -> None:
         kill_own_executor(Path(place) / name)
 
+    # Dealt by a column: what is dealt in turn is not dealt the same way when an executor is lost.
+    df = session.createDataFrame(frame.assign(id=range(len(frame)))).repartition(60, "id").drop("id")
+    if source == "files":
+        df.write.parquet(str(tmp_path / "files"))
+        df = session.read.parquet(str(tmp_path / "files"))
+        monkeypatch.setattr(_parquet, "_shares", lambda files, _: [one_file(*file) for file in files])
     monkeypatch.setattr(spark, stage, around(getattr(spark, stage), kill, lambda batch: batch))
-    ours = spark.rank(session.createDataFrame(frame).repartition(60), "y")
-    assert {path.name for path in tmp_path.iterdir()} == {"first", "second"}
+    try:
+        ours = spark.rank(df, "y", source=source)
+    except velmora.VelmoraError as error:
+        # Rows of a shuffle come in any order, so that means differ in their last bits when a task is run
+        # again. PySpark 4 does not merge states that differ.
+        assert source == "rows" and pyspark.__version__ >= "4"
+        assert re.fullmatch("Spark gave up[^\\n]*indeterminate output[^\\n]*", str(error))
+        return
+    assert {path.name for path in marks.iterdir()} == {"first", "second"}
     pd.testing.assert_frame_equal(ours.ranking, whole.ranking, check_exact=False, rtol=1e-9)
 
 
+def one_file(path: str, size: int, modified: int) -> list[_parquet.Piece]:
+    return [_parquet.Piece(path, size, modified, 0, size)]
+
+
 def damaged(batch):
-    state = bytearray(batch.column(0)[0].as_py())
+    (row,) = batch.to_pylist()
+    state = bytearray(row["state"])
     state[len(state) // 2] ^= 1
-    return pa.RecordBatch.from_arrays(
-        [pa.array([bytes(state)], pa.binary()), batch.column(1)], batch.schema.names
-    )
+    return pa.RecordBatch.from_pylist([{**row, "state": bytes(state)}], schema=batch.schema)
 
 
 @pytest.mark.parametrize("stage", ["_partition_task", "_merge_task"])

@@ -5,9 +5,10 @@
 >>> bins = spark.Binning("risk", good="good", bad="bad").fit(df)  # doctest: +SKIP
 >>> bins.transform(df).write.parquet("coded")  # doctest: +SKIP
 
-No row leaves the executors. Every partition becomes a state of a few kilobytes to megabytes, states
-merge in a tree, and the driver makes the result. There are two Spark jobs, however many predictors
-there are. Executors need this package and pyarrow. PySpark 3.5 and 4, also by Spark Connect.
+No row leaves the executors. They read the Parquet files of a plain frame themselves and take the rows of
+any other from Spark. Every partition becomes a state of a few kilobytes to megabytes, states merge in a
+tree, and the driver makes the result. There are two Spark jobs, however many predictors there are.
+Executors need this package and pyarrow. PySpark 3.5 and 4, also by Spark Connect.
 """
 
 from __future__ import annotations
@@ -20,6 +21,7 @@ from typing import Any
 
 from velmora._analyses import _code
 from velmora._library import Session, VelmoraError
+from velmora._parquet import ChangedFileError, Scan, UnlikeRowsError, batches_of, scan_of
 from velmora._parts import Run, cells_for
 from velmora._results import Bins, FeatureSelectionResult, ScreenResult
 
@@ -32,7 +34,8 @@ _CELL_BYTES = 17  # of a different number in a state, or nearly so
 _MOST_BYTES = 1 << 30  # of a state: Spark carries no value of 2 GB
 # A state, or the sentence that says why there is none: an exception would come back as the trace of a
 # task that Spark has run four times.
-_STATE_SCHEMA = "state binary, failure string"
+# task: that sent it. target: by which it is dealt. unlike: why files cannot be read in place of rows.
+_STATE_SCHEMA = "task int, target int, state binary, failure string, unlike string"
 _USABLE = ("string", "boolean", "tinyint", "smallint", "int", "bigint", "float", "double", "date")
 
 
@@ -60,11 +63,11 @@ def _columns(df: Any, needed: list[str], predictors: list[str]) -> list[str]:
     return kept
 
 
-def _answer(state: Callable[[], bytes | None]) -> Iterator[Any]:
-    """What a task sends: its state, if it has any cases, or why it failed."""
+def _answer(task: int, targets: list[int], state: Callable[[], bytes | None]) -> Iterator[Any]:
+    """What a task sends: its state, if it has any cases, or why it has none."""
     import pyarrow
 
-    made, failure = None, None
+    made, failure, unlike = None, None, None
     try:
         made = state()
         if made is not None and len(made) > _MOST_BYTES:
@@ -73,35 +76,91 @@ def _answer(state: Callable[[], bytes | None]) -> Iterator[Any]:
                 "from task to task; name fewer predictors, or give a lower number of cells."
             )
             made = None
-    except (VelmoraError, ValueError) as error:
+    except (VelmoraError, ValueError, ChangedFileError) as error:
         failure = str(error)
-    if made is not None or failure is not None:
-        row = [pyarrow.array([made], pyarrow.binary()), pyarrow.array([failure], pyarrow.string())]
-        yield pyarrow.RecordBatch.from_arrays(row, ["state", "failure"])
+    except UnlikeRowsError as error:
+        unlike = str(error)
+    if made is not None or failure is not None or unlike is not None:
+        row = {
+            "task": pyarrow.array([task], pyarrow.int32()),
+            "target": pyarrow.array([targets[task % len(targets)]], pyarrow.int32()),
+            "state": pyarrow.array([made], pyarrow.binary()),
+            "failure": pyarrow.array([failure], pyarrow.string()),
+            "unlike": pyarrow.array([unlike], pyarrow.string()),
+        }
+        yield pyarrow.RecordBatch.from_pydict(row)
 
 
-def _partition_task(run: Run) -> Any:
+def _task_number() -> int:
+    """The partition that a task works on, which is the same when it is run again."""
+    from pyspark import TaskContext
+
+    context = TaskContext.get()
+    return 0 if context is None else context.partitionId()
+
+
+def _partition_task(run: Run, targets: list[int], source: Scan | list[str]) -> Any:
+    """The state of rows, whose columns have these names, or of the shares whose numbers the rows are."""
+
     def task(batches: Iterable[Any]) -> Iterator[Any]:
-        yield from _answer(lambda: run.state_of(batches))
+        import pyarrow
+
+        if isinstance(source, list):
+            read = (pyarrow.RecordBatch.from_arrays(batch.columns, names=source) for batch in batches)
+        else:
+            shares = [number for batch in batches for number in batch.column(0).to_pylist()]
+            read = (batch for share in shares for batch in batches_of(source, share))
+        yield from _answer(_task_number(), targets, lambda: run.state_of(read))
 
     return task
 
 
-def _merge_task(run: Run) -> Any:
+def _merge_task(run: Run, targets: list[int]) -> Any:
     def task(batches: Iterable[Any]) -> Iterator[Any]:
         rows = [row for batch in batches for row in batch.to_pylist()]
         if rows:
-            yield from _answer(lambda: _merged(run, Session(), rows).to_bytes())
+            yield from _answer(_task_number(), targets, lambda: _merged(run, Session(), rows).to_bytes())
 
     return task
 
 
 def _merged(run: Run, session: Session, rows: Sequence[Any]) -> Any:
-    """One state of the rows that tasks sent. Raises what the first failure says."""
-    for row in rows:
+    """One state of the rows that tasks sent, in the order of the tasks. Raises what the first one says."""
+    in_order = sorted(rows, key=lambda row: int(row["task"]))
+    for row in in_order:
+        if row["unlike"] is not None:
+            raise UnlikeRowsError(row["unlike"])
+    for row in in_order:
         if row["failure"] is not None:
             raise VelmoraError(row["failure"])
-    return run.merged(session, (bytes(row["state"]) for row in rows))
+    return run.merged(session, (bytes(row["state"]) for row in in_order))
+
+
+def _hash(number: int) -> int:
+    """Spark's hash of an int: MurmurHash3 of one word (Austin Appleby, public domain), seed 42."""
+
+    def rotated(word: int, by: int) -> int:
+        return (word << by | word >> (32 - by)) & 0xFFFFFFFF
+
+    word = rotated(number * 0xCC9E2D51 & 0xFFFFFFFF, 15) * 0x1B873593 & 0xFFFFFFFF
+    mixed = (rotated(42 ^ word, 13) * 5 + 0xE6546B64) & 0xFFFFFFFF ^ 4
+    mixed = (mixed ^ mixed >> 16) * 0x85EBCA6B & 0xFFFFFFFF
+    mixed = (mixed ^ mixed >> 13) * 0xC2B2AE35 & 0xFFFFFFFF
+    mixed ^= mixed >> 16
+    return mixed - (1 << 32) if mixed >= 1 << 31 else mixed
+
+
+def _targets(partitions: int) -> list[int]:
+    """A number for each of so many partitions that Spark's hash puts there, and nothing else.
+
+    States are dealt by them: in equal numbers, and the same way when a task is run again.
+    """
+    found: dict[int, int] = {}
+    number = 0
+    while len(found) < partitions:
+        found.setdefault(_hash(number) % partitions, number)
+        number += 1
+    return [found[partition] for partition in range(partitions)]
 
 
 def _is_connect(df: Any) -> bool:
@@ -153,11 +212,15 @@ def _merges(partitions: int, state_bytes: int) -> list[int]:
     return left
 
 
-def _pass(df: Any, run: Run, session: Session, state_bytes: int, description: str) -> Any:
-    """One pass over the rows: the merged state."""
-    states = df.mapInArrow(_partition_task(run), _STATE_SCHEMA)
-    for count in _merges(_partitions(df), state_bytes):
-        states = states.repartition(count).mapInArrow(_merge_task(run), _STATE_SCHEMA)
+def _pass(
+    df: Any, source: Scan | list[str], run: Run, session: Session, state_bytes: int, description: str
+) -> Any:
+    """One pass over what _partition_task reads: the merged state."""
+    counts = _merges(_partitions(df), state_bytes)
+    targets = [_targets(count) for count in counts] + [[0]]
+    states = df.mapInArrow(_partition_task(run, targets[0], source), _STATE_SCHEMA)
+    for count, following in zip(counts, targets[1:], strict=True):
+        states = states.repartition(count, "target").mapInArrow(_merge_task(run, following), _STATE_SCHEMA)
     with _job_group(df, description):
         try:
             rows = states.collect()
@@ -170,18 +233,42 @@ def _pass(df: Any, run: Run, session: Session, state_bytes: int, description: st
     return _merged(run, session, rows)
 
 
-def _run(df: Any, columns: list[str], run: Run, title: str) -> tuple[Any, list[str]]:
-    import pyspark.sql.functions as functions
-
-    chosen = df.select([functions.col("`" + name.replace("`", "``") + "`") for name in columns])
+def _both_passes(df: Any, source: Scan | list[str], run: Run, title: str) -> tuple[Any, list[str]]:
     session = Session()
     run.empty(session)  # wrong options are reported before any job
-    values = f"velmora: {title}, pass 1 of 2: values of {len(columns)} columns"
-    survey = _pass(chosen, run, session, run.settings["cells"] * len(columns) * _CELL_BYTES, values)
+    columns = len(source if isinstance(source, list) else source.columns)
+    values = f"velmora: {title}, pass 1 of 2: values of {columns} columns"
+    survey = _pass(df, source, run, session, run.settings["cells"] * columns * _CELL_BYTES, values)
     run.second = survey.second_pass()
     counts = f"velmora: {title}, pass 2 of 2: cases by interval and level"
-    sums = _pass(chosen, run, session, 4 * len(run.second), counts)
+    sums = _pass(df, source, run, session, 4 * len(run.second), counts)
     return survey.finish(sums), session.notices()
+
+
+def _run(df: Any, columns: list[str], run: Run, title: str, source: str) -> tuple[Any, list[str]]:
+    import pyspark.sql.functions as functions
+
+    if source not in ("auto", "rows", "files"):
+        raise ValueError(f"source is 'auto', 'rows' or 'files', not {source!r}.")
+    chosen = df.select([functions.col("`" + name.replace("`", "``") + "`") for name in columns])
+    reason = "as asked for"
+    if source != "rows":
+        try:
+            if _is_connect(df):
+                raise UnlikeRowsError("Spark Connect does not show which files a frame is made of")
+            scan = scan_of(chosen)
+            shares = df.sparkSession.range(0, len(scan.shares), 1, len(scan.shares))
+            handle, notices = _both_passes(shares, scan, run, title)
+            files = "1 file" if scan.files == 1 else f"{scan.files:,} files"
+            return handle, [*notices, f"The executors read {files} themselves."]
+        except UnlikeRowsError as error:
+            if source == "files":
+                raise VelmoraError(f"The files cannot be read in place of the frame: {error}.") from error
+            reason, run.second = str(error), None
+    # Spark 3.5 hands over no columns whose names have points.
+    numbered = chosen.toDF(*[f"c{i}" for i in range(len(columns))])
+    handle, notices = _both_passes(numbered, columns, run, title)
+    return handle, [*notices, f"Spark handed over the rows of the frame: {reason}."]
 
 
 def _settings(columns: list[str], cells: int | None) -> dict[str, Any]:
@@ -195,6 +282,7 @@ def rank(
     predictors: Sequence[str] | str | None = None,
     weight: str | None = None,
     cells: int | None = None,
+    source: str = "auto",
     **options: Any,
 ) -> FeatureSelectionResult:
     """Ranks the columns of a Spark frame by how strongly they are related to an outcome.
@@ -213,6 +301,10 @@ def rank(
         How many different values of a number are kept apart; beyond it ends of intervals come from
         cells of values, and a notice says how exact they are. Default: from 6,400 (many columns) to
         65,536.
+    source : {"auto", "rows", "files"}
+        Whether executors read the Parquet files of a frame that is no more than their columns
+        ("files"), which is several times faster, or Spark hands over rows ("rows"). Default: files
+        where they can be read as Spark does, else rows; a notice says which and why.
     **options
         As of :func:`velmora.rank`, without ``strata``, ``clusters`` and ``classic``.
         ``select="age > 30"`` is an expression of this package; a condition of Spark goes into
@@ -233,7 +325,7 @@ def rank(
         {**options, "dependents": outcomes, "predictors": named or None, "weight": weight},
         _settings(columns, cells),
     )
-    handle, notices = _run(df, columns, run, "rank " + ", ".join(outcomes))
+    handle, notices = _run(df, columns, run, "rank " + ", ".join(outcomes), source)
     return FeatureSelectionResult(handle, "pandas", notices)
 
 
@@ -257,13 +349,14 @@ def screen(
     predictors: Sequence[str] | str | None = None,
     weight: str | None = None,
     cells: int | None = None,
+    source: str = "auto",
     **options: Any,
 ) -> ScreenResult:
     """Bins every column of a Spark frame and scores how well the bins predict a response.
 
     Parameters
     ----------
-    df, weight, cells
+    df, weight, cells, source
         As of :func:`rank`.
     response : str
         The name of a column.
@@ -288,7 +381,7 @@ def screen(
     for code, value in (("good", good), ("bad", bad)):
         words[code] = value if value is None or isinstance(value, str) else _code(value)
     run = Run("screen", words, _settings(columns, cells))
-    handle, notices = _run(df, columns, run, f"screen {response}")
+    handle, notices = _run(df, columns, run, f"screen {response}", source)
     return ScreenResult(handle, "pandas", notices)
 
 
