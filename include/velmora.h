@@ -19,9 +19,9 @@
  *   Outputs are written only on success.
  * - Texts are UTF-8 and end with a null character. A text that a function hands out belongs to the
  *   object that it was asked of and is valid until the next call that takes this object.
- * - One call at a time per session, from any thread; sessions run side by side. Results and bins
- *   count as part of their session and may outlive velmora_close. A child process made by fork()
- *   cannot use the sessions of its parent.
+ * - One call at a time per session, from any thread; sessions run side by side. Results, bins and
+ *   objects count as part of their session and may outlive velmora_close. A child process made by
+ *   fork() cannot use the sessions of its parent.
  * - Options are a JSON object whose members are the long options of the command line without the
  *   dashes: {"dependents": ["risk"], "casewise": true, "p-criterion": 0.001}. A null or empty text
  *   means no options. A list repeats the option; {"missing": {"age": [-9, -8]}} is
@@ -103,6 +103,7 @@ typedef struct velmora_result velmora_result;   /* an analysis that has run */
 typedef struct velmora_bins velmora_bins;       /* bins to code other data with */
 typedef struct velmora_state velmora_state;     /* what is known of a part of the data */
 typedef struct velmora_rows velmora_rows;       /* the rows that a database answers with */
+typedef struct velmora_object velmora_object;   /* an automation object: a dialog, a document, ... */
 
 /* "1.2.0" */
 VELMORA_API const char* velmora_version(void);
@@ -263,6 +264,71 @@ VELMORA_API int velmora_rows_add(velmora_rows* rows, const char* const* cells, s
 VELMORA_API int velmora_run_in_database(velmora_session* session, const char* analysis, const char* options,
                                         const char* database, velmora_query query, void* user,
                                         velmora_result** result);
+
+/* --- Automation objects: dialogs and documents of the workbench, which docs/scripting.md describes
+ *
+ *   velmora_object *application, *data;
+ *   velmora_value file = {VELMORA_TEXT, 0, 10, {.text = "credit.csv"}}, opened, count;
+ *   velmora_application(session, NULL, &application);
+ *   velmora_object_call(application, "Open", &file, 1, &opened);
+ *   data = opened.as.object;
+ *   velmora_object_get(data, "CaseCount", &count);    count.as.integer
+ *
+ * An object with Count and Item is a collection, whose items have the numbers 1 to Count. Calls of
+ * objects count as calls of their session: they report progress, can be cancelled, have notices.
+ */
+
+enum {
+  VELMORA_EMPTY = 0, /* nothing: a missing cell, a closed dialog */
+  VELMORA_INTEGER = 1,
+  VELMORA_REAL = 2,
+  VELMORA_TEXT = 3,
+  VELMORA_OBJECT = 4,
+  VELMORA_ARRAY = 5
+};
+
+typedef struct velmora_value {
+  int32_t type;     /* one of the above; says which member of "as" holds the value */
+  int32_t reserved; /* 0 */
+  int64_t length;   /* the bytes of a text, or the items of an array; otherwise 0 */
+  union {
+    int64_t integer; /* beyond 32 bits: passed as a double, if it holds the number exactly */
+    double real;
+    const char* text;
+    velmora_object* object;
+    const struct velmora_value* items;
+  } as;
+} velmora_value;
+
+/* The application of the session, which the first call starts with the session's table, if it has
+ * one; the session has no table then. options, of the first call: "quiet" (no messages of analyses,
+ * only notices and failures), "decimal-separator" (of numbers in labels), "log" (a file to which the
+ * module's log is appended; the program must be linked with this library, or have loaded it with
+ * RTLD_GLOBAL). velmora_close ends the application: calls of its
+ * objects fail then. The caller frees the object. */
+VELMORA_API int velmora_application(velmora_session* session, const char* options,
+                                    velmora_object** application);
+/* From any thread, also while a call of the session is working, and after velmora_close. */
+VELMORA_API void velmora_object_free(velmora_object* object);
+/* The object's interface: "Application", "Spreadsheet", ... Constant; never null. */
+VELMORA_API const char* velmora_object_interface(const velmora_object* object);
+/* The interface as JSON: name, help, and members, each with name, signature, help, argument names
+ * and whether it can be called, read and written. */
+VELMORA_API int velmora_object_members(velmora_object* object, const char** json);
+/* Names of members are not case-sensitive. Wrong names, numbers of arguments and types are
+ * VELMORA_BAD_USE; a member that fails is VELMORA_FAILED. Texts and arrays of a value belong to the
+ * object and are valid until its next call; the caller frees the objects that a value holds. */
+VELMORA_API int velmora_object_get(velmora_object* object, const char* member, velmora_value* value);
+VELMORA_API int velmora_object_put(velmora_object* object, const char* member, const velmora_value* value);
+/* Methods, and properties with arguments. arguments: count values; null when count is 0. result may
+ * be null. */
+VELMORA_API int velmora_object_call(velmora_object* object, const char* member,
+                                    const velmora_value* arguments, size_t count, velmora_value* result);
+/* When the latest call of a member of the object was VELMORA_FAILED because the member failed: its
+ * name with its interface, the reason, and the number of the automation error, 0 for none. Each
+ * output may be null. Otherwise VELMORA_BAD_USE. */
+VELMORA_API int velmora_object_failure(velmora_object* object, const char** member, const char** reason,
+                                       int32_t* number);
 
 #ifdef __cplusplus
 }

@@ -6,7 +6,8 @@
 //   });
 //
 // c_interface.cpp has the session and its data, c_results.cpp runs and results, c_bins.cpp bins,
-// c_states.cpp data in parts, c_database.cpp runs in a database that the caller asks.
+// c_states.cpp data in parts, c_database.cpp runs in a database that the caller asks, c_objects.cpp
+// automation objects.
 #pragma once
 
 #include <functional>
@@ -19,6 +20,7 @@
 #include "include/velmora.h"
 #include "workbench/api/last_error.h"
 #include "workbench/api/module_images.h"
+#include "workbench/api/object_handles.h"
 #include "workbench/api/work_thread.h"
 #include "workbench/bins/saved_bins.h"
 #include "workbench/cli/exit_codes.h"
@@ -30,8 +32,13 @@
 
 namespace velmora {
 
-// The state of a session, shared by its handle, its results and its bins.
+struct ScriptSession;
+
+// The state of a session, shared by its handle, its results, its bins and its objects.
 struct SessionState {
+  SessionState();
+  ~SessionState();
+
   WorkThread thread;
   LastError error;
   std::string modulePath;
@@ -42,6 +49,8 @@ struct SessionState {
   std::string handedOut;             // the text that a function of the session gave last
   std::vector<std::string> notices;  // beside those of the thread
   std::string noticesJson;
+  std::unique_ptr<ScriptSession> scripts;  // null until velmora_application
+  ObjectHandles objects;
 
   void Work(const std::function<void()>& work) {
     WorkThread::Report report;
@@ -57,6 +66,9 @@ struct SessionState {
     thread.Run(run, report);
   }
 };
+
+// Ends the application of a session that is closed.
+void EndApplication(SessionState& state) noexcept;
 
 // The last error of calls without a session.
 LastError& ErrorOfThread();

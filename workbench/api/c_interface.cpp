@@ -113,6 +113,8 @@ int velmora_open(velmora_session** session, const char* options) {
 }
 
 void velmora_close(velmora_session* session) {
+  if (session == nullptr) return;
+  EndApplication(*session->state);
   static_cast<void>(velmora_clear_data(session));
   delete session;
 }
@@ -124,6 +126,7 @@ const char* velmora_last_error(const velmora_session* session) {
 const char* velmora_notices(const velmora_session* session) {
   if (session == nullptr) return "[]";
   SessionState& state = *session->state;
+  if (state.notices.empty() && state.thread.Lines().empty()) return "[]";
   const int code = Guarded(state.error, [&] {
     Json notices = state.notices;
     for (const std::string& line : state.thread.Lines()) notices.push_back(line);
