@@ -15,7 +15,7 @@ from importlib import metadata
 from pathlib import Path
 from typing import Any
 
-_OK, _FAILED, _BAD_USE, _CANCELLED, _NO_MEMORY = range(5)
+OK, _FAILED, _BAD_USE, _CANCELLED, _NO_MEMORY = range(5)
 
 Progress = Callable[[str, float], Any]
 Query = Callable[[str], Iterable[Sequence[Any]]]
@@ -42,12 +42,13 @@ ArrowArrayStream._fields_ = [
 ]
 
 _QUERY = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p)
-_PROGRESS = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_double)
+ProgressFunction = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_char_p, ctypes.c_double)
 
 _Session = ctypes.c_void_p
 _Result = ctypes.c_void_p
 _Bins = ctypes.c_void_p
 _State = ctypes.c_void_p
+_Object = ctypes.c_void_p
 _Text = ctypes.POINTER(ctypes.c_void_p)
 _Length = ctypes.POINTER(ctypes.c_size_t)
 _Stream = ctypes.POINTER(ArrowArrayStream)
@@ -58,7 +59,7 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "velmora_close": (None, [_Session]),
     "velmora_last_error": (ctypes.c_char_p, [_Session]),
     "velmora_notices": (ctypes.c_char_p, [_Session]),
-    "velmora_set_progress": (ctypes.c_int, [_Session, _PROGRESS, ctypes.c_void_p]),
+    "velmora_set_progress": (ctypes.c_int, [_Session, ProgressFunction, ctypes.c_void_p]),
     "velmora_read_file": (ctypes.c_int, [_Session, ctypes.c_char_p, ctypes.c_char_p]),
     "velmora_take_stream": (ctypes.c_int, [_Session, ctypes.c_void_p, ctypes.c_char_p]),
     "velmora_add_numbers": (ctypes.c_int, [_Session, ctypes.c_char_p, ctypes.c_void_p, ctypes.c_int64]),
@@ -115,6 +116,25 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
             ctypes.POINTER(_Result),
         ],
     ),
+    "velmora_application": (ctypes.c_int, [_Session, ctypes.c_char_p, ctypes.POINTER(_Object)]),
+    "velmora_object_free": (None, [_Object]),
+    "velmora_object_interface": (ctypes.c_char_p, [_Object]),
+    "velmora_object_members": (ctypes.c_int, [_Object, _Text]),
+    "velmora_object_get": (ctypes.c_int, [_Object, ctypes.c_char_p, ctypes.c_void_p]),
+    "velmora_object_put": (ctypes.c_int, [_Object, ctypes.c_char_p, ctypes.c_void_p]),
+    "velmora_object_call": (
+        ctypes.c_int,
+        [_Object, ctypes.c_char_p, ctypes.c_void_p, ctypes.c_size_t, ctypes.c_void_p],
+    ),
+    "velmora_object_failure": (
+        ctypes.c_int,
+        [
+            _Object,
+            ctypes.POINTER(ctypes.c_char_p),
+            ctypes.POINTER(ctypes.c_char_p),
+            ctypes.POINTER(ctypes.c_int32),
+        ],
+    ),
     "velmora_bins_scorecard": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
     "velmora_bins_monitor": (ctypes.c_int, [_Bins, ctypes.c_char_p, ctypes.POINTER(_Result)]),
 }
@@ -125,7 +145,11 @@ def _find_library() -> Path:
     if named:
         return Path(named)
     name = "velmora.dll" if sys.platform == "win32" else "libvelmora.so.1"
-    return Path(__file__).parent / "lib" / name
+    inside = Path(__file__).parent / "lib" / name  # of a wheel
+    # FOLDER/python/velmora is beside the command and the library; there may be links to it.
+    folders = [Path(__file__).parents[2], Path(__file__).resolve().parents[2]]
+    places = [inside, *(folder / name for folder in folders)]
+    return next((place for place in places if place.exists()), inside)
 
 
 def _too_old(library: ctypes.CDLL, path: Path, missing: str) -> str:
@@ -143,8 +167,10 @@ def _too_old(library: ctypes.CDLL, path: Path, missing: str) -> str:
 
 def _load() -> ctypes.CDLL:
     path = _find_library()
+    # The module looks its host's log up among the functions of the whole process.
+    mode = ctypes.RTLD_GLOBAL if os.environ.get("VELMORA_LOG") else ctypes.DEFAULT_MODE
     try:
-        library = ctypes.CDLL(str(path))
+        library = ctypes.CDLL(str(path), mode=mode)
     except OSError as error:
         raise ImportError(f"The library of velmora cannot be loaded: {error}.") from error
     for name, (result, arguments) in _FUNCTIONS.items():
@@ -156,15 +182,15 @@ def _load() -> ctypes.CDLL:
     return library
 
 
-_LIBRARY = _load()
+LIBRARY = _load()
 
 
 def library_version() -> str:
     """Version of the loaded library, such as ``"1.2.0"``."""
-    return str(_LIBRARY.velmora_version().decode())
+    return str(LIBRARY.velmora_version().decode())
 
 
-def _options_text(options: Mapping[str, Any] | None) -> bytes:
+def options_text(options: Mapping[str, Any] | None) -> bytes:
     """Options by Python names as the JSON of the library: ``p_criterion`` becomes ``p-criterion``."""
     named = {name.replace("_", "-"): value for name, value in (options or {}).items()}
     return json.dumps(named).encode()
@@ -176,20 +202,20 @@ class Session:
     def __init__(self) -> None:
         handle = _Session()
         module = os.environ.get("VELMORA_MODULE")
-        options = _options_text({"module": module} if module else None)
-        if _LIBRARY.velmora_open(ctypes.byref(handle), options) != _OK:
-            raise VelmoraError(_LIBRARY.velmora_last_error(None).decode())
+        options = options_text({"module": module} if module else None)
+        if LIBRARY.velmora_open(ctypes.byref(handle), options) != OK:
+            raise VelmoraError(LIBRARY.velmora_last_error(None).decode())
         self.handle = handle
-        self._close = weakref.finalize(self, _LIBRARY.velmora_close, handle)
+        self._close = weakref.finalize(self, LIBRARY.velmora_close, handle)
 
     def close(self) -> None:
         self._close()
 
     def check(self, code: int) -> None:
         """Raises the exception of a code."""
-        if code == _OK:
+        if code == OK:
             return
-        sentence = _LIBRARY.velmora_last_error(self.handle).decode()
+        sentence = LIBRARY.velmora_last_error(self.handle).decode()
         if code == _BAD_USE:
             raise ValueError(sentence)
         if code == _CANCELLED:
@@ -199,7 +225,8 @@ class Session:
         raise VelmoraError(sentence)
 
     def notices(self) -> list[str]:
-        notices: list[str] = json.loads(_LIBRARY.velmora_notices(self.handle))
+        text = LIBRARY.velmora_notices(self.handle)
+        notices: list[str] = [] if text == b"[]" else json.loads(text)
         return notices
 
     @contextlib.contextmanager
@@ -225,8 +252,8 @@ class Session:
             threading.current_thread() is threading.main_thread()
             and signal.getsignal(signal.SIGINT) is signal.default_int_handler
         )
-        callback = _PROGRESS(report)
-        _LIBRARY.velmora_set_progress(self.handle, callback, None)
+        callback = ProgressFunction(report)
+        LIBRARY.velmora_set_progress(self.handle, callback, None)
         if handled:
             signal.signal(signal.SIGINT, interrupted)
         try:
@@ -237,7 +264,7 @@ class Session:
         finally:
             if handled:
                 signal.signal(signal.SIGINT, signal.default_int_handler)
-            _LIBRARY.velmora_set_progress(self.handle, _PROGRESS(), None)
+            LIBRARY.velmora_set_progress(self.handle, ProgressFunction(), None)
         if raised:
             raise raised[0]
 
@@ -245,24 +272,24 @@ class Session:
     def take_stream(self, capsule: Any, options: Mapping[str, Any] | None = None) -> None:
         """Takes the rows of a capsule of the Arrow PyCapsule interface."""
         pointer = _capsule_pointer(capsule, b"arrow_array_stream")
-        self.check(_LIBRARY.velmora_take_stream(self.handle, pointer, _options_text(options)))
+        self.check(LIBRARY.velmora_take_stream(self.handle, pointer, options_text(options)))
 
     def read_file(self, path: str | os.PathLike[str], options: Mapping[str, Any] | None = None) -> None:
         name = os.fspath(path).encode()
-        self.check(_LIBRARY.velmora_read_file(self.handle, name, _options_text(options)))
+        self.check(LIBRARY.velmora_read_file(self.handle, name, options_text(options)))
 
     def add_numbers(self, name: str, values: Any) -> None:
         """values: a contiguous float64 array, which is copied."""
         pointer = values.ctypes.data_as(ctypes.c_void_p)
-        self.check(_LIBRARY.velmora_add_numbers(self.handle, name.encode(), pointer, len(values)))
+        self.check(LIBRARY.velmora_add_numbers(self.handle, name.encode(), pointer, len(values)))
 
     def add_texts(self, name: str, texts: list[str | None]) -> None:
         array = (ctypes.c_char_p * len(texts))(*(None if t is None else t.encode() for t in texts))
-        self.check(_LIBRARY.velmora_add_texts(self.handle, name.encode(), array, len(texts)))
+        self.check(LIBRARY.velmora_add_texts(self.handle, name.encode(), array, len(texts)))
 
     def variables(self) -> dict[str, Any]:
         text = ctypes.c_void_p()
-        self.check(_LIBRARY.velmora_variables(self.handle, ctypes.byref(text)))
+        self.check(LIBRARY.velmora_variables(self.handle, ctypes.byref(text)))
         variables: dict[str, Any] = json.loads(ctypes.string_at(text.value or 0))
         return variables
 
@@ -270,8 +297,8 @@ class Session:
     def run(self, analysis: str, options: Mapping[str, Any]) -> ResultHandle:
         """Runs an analysis, which takes the table over: the session has none afterwards."""
         handle = _Result()
-        code = _LIBRARY.velmora_run_once(
-            self.handle, analysis.encode(), _options_text(options), ctypes.byref(handle)
+        code = LIBRARY.velmora_run_once(
+            self.handle, analysis.encode(), options_text(options), ctypes.byref(handle)
         )
         self.check(code)
         return ResultHandle(self, handle)
@@ -287,20 +314,20 @@ class Session:
                 for row in query(sql.decode()):
                     cells = [None if cell is None else str(cell).encode() for cell in row]
                     array = (ctypes.c_char_p * len(cells))(*cells)
-                    if _LIBRARY.velmora_rows_add(rows, array, len(cells)) != _OK:
+                    if LIBRARY.velmora_rows_add(rows, array, len(cells)) != OK:
                         return _FAILED
             except BaseException as error:
                 raised.append(error)
                 return _FAILED
-            return _OK
+            return OK
 
         handle = _Result()
         with self.reporting(None):
-            code = _LIBRARY.velmora_run_in_database(
+            code = LIBRARY.velmora_run_in_database(
                 self.handle,
                 analysis.encode(),
-                _options_text(options),
-                _options_text(database),
+                options_text(options),
+                options_text(database),
                 _QUERY(answer),
                 None,
                 ctypes.byref(handle),
@@ -313,18 +340,18 @@ class Session:
     def load_bins(self, text: str) -> BinsHandle:
         handle = _Bins()
         encoded = text.encode()
-        self.check(_LIBRARY.velmora_load_bins(self.handle, encoded, len(encoded), ctypes.byref(handle)))
+        self.check(LIBRARY.velmora_load_bins(self.handle, encoded, len(encoded), ctypes.byref(handle)))
         return BinsHandle(self, handle)
 
     def new_state(
         self, analysis: str, options: Mapping[str, Any], settings: Mapping[str, Any]
     ) -> StateHandle:
         handle = _State()
-        code = _LIBRARY.velmora_state_new(
+        code = LIBRARY.velmora_state_new(
             self.handle,
             analysis.encode(),
-            _options_text(options),
-            _options_text(settings),
+            options_text(options),
+            options_text(settings),
             ctypes.byref(handle),
         )
         self.check(code)
@@ -332,7 +359,7 @@ class Session:
 
     def load_state(self, state: bytes) -> StateHandle:
         handle = _State()
-        self.check(_LIBRARY.velmora_state_load(self.handle, state, len(state), ctypes.byref(handle)))
+        self.check(LIBRARY.velmora_state_load(self.handle, state, len(state), ctypes.byref(handle)))
         return StateHandle(self, handle)
 
 
@@ -360,23 +387,23 @@ class ResultHandle(_Handle):
     """An analysis that has run."""
 
     def __init__(self, session: Session, handle: ctypes.c_void_p) -> None:
-        super().__init__(session, handle, _LIBRARY.velmora_result_free)
+        super().__init__(session, handle, LIBRARY.velmora_result_free)
 
     def text(self, format: str) -> bytes:
-        return self._take_text(_LIBRARY.velmora_result_text, format)
+        return self._take_text(LIBRARY.velmora_result_text, format)
 
     def table(self, name: str) -> ArrowStream:
         stream = ArrowArrayStream()
-        self.session.check(_LIBRARY.velmora_result_table(self.handle, name.encode(), ctypes.byref(stream)))
+        self.session.check(LIBRARY.velmora_result_table(self.handle, name.encode(), ctypes.byref(stream)))
         return ArrowStream(stream)
 
     def write(self, folder: str | os.PathLike[str], formats: str | None) -> None:
         names = None if formats is None else formats.encode()
-        self.session.check(_LIBRARY.velmora_result_write(self.handle, os.fspath(folder).encode(), names))
+        self.session.check(LIBRARY.velmora_result_write(self.handle, os.fspath(folder).encode(), names))
 
     def bins(self, best: int = 0) -> BinsHandle:
         handle = _Bins()
-        self.session.check(_LIBRARY.velmora_result_bins(self.handle, best, ctypes.byref(handle)))
+        self.session.check(LIBRARY.velmora_result_bins(self.handle, best, ctypes.byref(handle)))
         return BinsHandle(self.session, handle)
 
 
@@ -384,34 +411,34 @@ class BinsHandle(_Handle):
     """Bins that code the table of their session."""
 
     def __init__(self, session: Session, handle: ctypes.c_void_p) -> None:
-        super().__init__(session, handle, _LIBRARY.velmora_bins_free)
+        super().__init__(session, handle, LIBRARY.velmora_bins_free)
 
     def text(self, format: str) -> str:
-        return self._take_text(_LIBRARY.velmora_bins_text, format).decode()
+        return self._take_text(LIBRARY.velmora_bins_text, format).decode()
 
     def edit(self, edit: Mapping[str, Any]) -> None:
-        self.session.check(_LIBRARY.velmora_bins_edit(self.handle, json.dumps(edit).encode()))
+        self.session.check(LIBRARY.velmora_bins_edit(self.handle, json.dumps(edit).encode()))
 
     def undo(self) -> None:
-        self.session.check(_LIBRARY.velmora_bins_undo(self.handle))
+        self.session.check(LIBRARY.velmora_bins_undo(self.handle))
 
     def _compare(self, function: Any, options: Mapping[str, Any]) -> ResultHandle:
         handle = _Result()
-        self.session.check(function(self.handle, _options_text(options), ctypes.byref(handle)))
+        self.session.check(function(self.handle, options_text(options), ctypes.byref(handle)))
         return ResultHandle(self.session, handle)
 
     def scorecard(self, options: Mapping[str, Any]) -> ResultHandle:
         """Fits a scorecard to the table of the session."""
-        return self._compare(_LIBRARY.velmora_bins_scorecard, options)
+        return self._compare(LIBRARY.velmora_bins_scorecard, options)
 
     def monitor(self, options: Mapping[str, Any]) -> ResultHandle:
         """Compares the table of the session with the cases that the bins were made from."""
-        return self._compare(_LIBRARY.velmora_bins_monitor, options)
+        return self._compare(LIBRARY.velmora_bins_monitor, options)
 
     def apply(self, unseen: str | None) -> ArrowStream:
         stream = ArrowArrayStream()
-        options = _options_text({"unseen": unseen})
-        self.session.check(_LIBRARY.velmora_bins_apply_with(self.handle, options, ctypes.byref(stream)))
+        options = options_text({"unseen": unseen})
+        self.session.check(LIBRARY.velmora_bins_apply_with(self.handle, options, ctypes.byref(stream)))
         return ArrowStream(stream)
 
 
@@ -419,16 +446,16 @@ class StateHandle(_Handle):
     """The state of a part of the data."""
 
     def __init__(self, session: Session, handle: ctypes.c_void_p) -> None:
-        super().__init__(session, handle, _LIBRARY.velmora_state_free)
+        super().__init__(session, handle, LIBRARY.velmora_state_free)
 
     def update(self, part: Any) -> None:
         """Adds the rows of anything with ``__arrow_c_stream__``."""
         capsule = part.__arrow_c_stream__()
         pointer = _capsule_pointer(capsule, _STREAM_NAME)
-        self.session.check(_LIBRARY.velmora_state_update(self.handle, pointer))
+        self.session.check(LIBRARY.velmora_state_update(self.handle, pointer))
 
     def merge(self, state: bytes) -> None:
-        self.session.check(_LIBRARY.velmora_state_merge(self.handle, state, len(state)))
+        self.session.check(LIBRARY.velmora_state_merge(self.handle, state, len(state)))
 
     def _bytes(self, function: Any) -> bytes:
         text, length = ctypes.c_void_p(), ctypes.c_size_t()
@@ -436,15 +463,15 @@ class StateHandle(_Handle):
         return ctypes.string_at(text.value or 0, length.value)
 
     def to_bytes(self) -> bytes:
-        return self._bytes(_LIBRARY.velmora_state_bytes)
+        return self._bytes(LIBRARY.velmora_state_bytes)
 
     def second_pass(self) -> bytes:
         """The empty state of the second pass."""
-        return self._bytes(_LIBRARY.velmora_state_next)
+        return self._bytes(LIBRARY.velmora_state_next)
 
     def finish(self, second: StateHandle) -> ResultHandle:
         handle = _Result()
-        self.session.check(_LIBRARY.velmora_state_finish(self.handle, second.handle, ctypes.byref(handle)))
+        self.session.check(LIBRARY.velmora_state_finish(self.handle, second.handle, ctypes.byref(handle)))
         return ResultHandle(self.session, handle)
 
 
