@@ -18,11 +18,10 @@ install(FILES ${duckdb_folder}/LICENSE DESTINATION ${VELMORA_INSTALL_FOLDER} REN
 set_target_properties(velmora-server PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS velmora-server RUNTIME DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT system)
 
-# The Debian package, `make package`: links where the system looks, scripts in Python, the header.
-if(TARGET velmora_python)
-  set_target_properties(velmora_python PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS velmora_python LIBRARY DESTINATION ${VELMORA_INSTALL_FOLDER} COMPONENT system)
-endif()
+# The Debian package, `make package`: links where the system and its Python look, the Python package,
+# the header.
+install(DIRECTORY python/velmora DESTINATION ${VELMORA_INSTALL_FOLDER}/python COMPONENT system
+        PATTERN __pycache__ EXCLUDE)
 include(GNUInstallDirs)
 set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmora)
 install(FILES include/velmora.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT system)
@@ -44,7 +43,10 @@ set(soname libvelmora.so.${PROJECT_VERSION_MAJOR})
 file(CREATE_LINK ../lib/velmora/velmora ${links}/velmora SYMBOLIC)
 file(CREATE_LINK ../velmora/${soname} ${links}/${soname} SYMBOLIC)
 file(CREATE_LINK ${soname} ${links}/libvelmora.so SYMBOLIC)
+file(MAKE_DIRECTORY ${links}/python)
+file(CREATE_LINK ../../velmora/python/velmora ${links}/python/velmora SYMBOLIC)
 install(FILES ${links}/velmora DESTINATION bin COMPONENT system)
+install(FILES ${links}/python/velmora DESTINATION lib/python3/dist-packages COMPONENT system)
 install(FILES ${links}/${soname} ${links}/libvelmora.so DESTINATION lib/${CMAKE_LIBRARY_ARCHITECTURE} COMPONENT system)
 
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # packing builds neither benchmarks nor tests
@@ -58,7 +60,8 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libpq5, libmariadb3")  # loaded when a table of such a server is read
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3 (>= 3.10)")  # runs scripts
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libpq5, libmariadb3, python3-numpy")  # servers' tables; velmora.rank
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_SOURCE_DIR}/dist)
 set(CPACK_COMPONENTS_ALL velmora system)

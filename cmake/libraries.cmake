@@ -55,16 +55,6 @@ else()
   find_program(NODE NAMES node nodejs REQUIRED)
 endif()
 
-# Python runs scripts; without it the command is built without them. Debian's comes first, because
-# the packages that scripts import are usually Debian's.
-if(NOT CMAKE_CROSSCOMPILING)
-  if(NOT Python3_ROOT_DIR AND EXISTS /usr/include/python3.11)
-    set(Python3_ROOT_DIR /usr)
-  endif()
-  set(Python3_FIND_VIRTUALENV STANDARD)
-  find_package(Python3 3.11 COMPONENTS Interpreter Development.Embed)
-endif()
-
 # The chart library of the HTML reports, embedded in the program.
 find_file(ECHARTS_SCRIPT echarts.min.js HINTS ${VELMORA_NODE_MODULES}/echarts/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_file(ECHARTS_3D_SCRIPT echarts-gl.min.js HINTS ${VELMORA_NODE_MODULES}/echarts-gl/dist NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

@@ -10,8 +10,8 @@ what=${1:-build}
 build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libreadstat-dev libboost-dev nlohmann-json3-dev
   libcli11-dev libutfcpp-dev libfast-float-dev libxlsxwriter-dev libminizip-dev libexpat1-dev libsqlite3-dev libpq-dev
   libmariadb-dev libcpp-httplib-dev libssl-dev zlib1g-dev libzstd-dev liblz4-dev libfreexl-dev
-  python3-dev)
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium python3
+  python3)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium
   python3-openpyxl python3-venv googletest openjdk-17-jre-headless postgresql mariadb-server-core mariadb-client-core
   g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev xvfb xauth)
 

@@ -22,7 +22,10 @@ inside velmora screen $samples/german_credit.csv --binary-response risk --good g
   --bins /tmp/bins.json --coded /tmp/coded.parquet
 inside velmora apply /tmp/bins.json $samples/german_credit.csv --keep risk --quiet --out /tmp/again.csv
 inside velmora variables --sql-from "SELECT * FROM '/tmp/coded.parquet' LIMIT 9" | head -n 3
-inside velmora run $samples/feature_selection.py | head -n 3 || true  # Python is not needed for anything else
+{ inside velmora run $samples/feature_selection.py 2>&1 || true; } | grep "Scripts need Python"  # nothing else does
+inside apt-get install -y -qq --no-install-recommends python3 >>"$root.log"
+inside velmora run $samples/feature_selection.py | head -n 3
+inside sh -c 'cd /tmp && python3 -c "import velmora; print(velmora.Application.Name)"'
 inside ls /usr/share/man/man1 | grep velmora
 # shellcheck disable=SC2016
 inside bash -c '. /usr/share/bash-completion/completions/velmora; COMP_WORDS=(velmora screen --bi) COMP_CWORD=2; _velmora; echo "${COMPREPLY[@]}"'

@@ -13,6 +13,8 @@ bare/bin/pip install --quiet --disable-pip-version-check "$wheel"
 bare/bin/velmora --version
 bare/bin/velmora screen "$data" --binary-response risk --good good --bad bad --best 1 --quiet --coded coded.parquet | tail -n 2
 bare/bin/velmora variables coded.parquet | head -n 2
+echo 'import sys, velmora; print(sys.prefix, velmora.Application.Open(sys.argv[1]).CaseCount)' >script.py
+bare/bin/velmora run script.py "$data"
 bare/bin/python - "$data" <<'END'
 import sys
 import numpy as np

@@ -338,8 +338,6 @@ TEST(ScreenBinning, PureBinsHaveAWeightOfEvidence) {
 
 // The script that --print-script prints runs through the dialogs' automation.
 TEST(ScreenBinning, ClassicIsTheRunOfTheDialogs) {
-  if (!std::filesystem::exists(std::filesystem::path(BinaryDir()) / "libvelmora_python.so"))
-    GTEST_SKIP() << "built without Python";
   struct Row {
     const char* file;
     Words options;

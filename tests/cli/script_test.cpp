@@ -16,12 +16,10 @@ namespace fs = std::filesystem;
 
 // Scripts are in a folder of their own, where they may also write.
 struct Script : ::testing::Test {
-  void SetUp() override {
-    if (!fs::exists(fs::path(BinaryDir()) / "libvelmora_python.so")) GTEST_SKIP() << "built without Python";
-  }
-  ProcessResult Run(const std::string& text, Words arguments = {}, ProcessOptions options = {}) const {
-    Words words = {"run", "--quiet",
-                   folder.Write("script.py", "import velmora\napp = velmora.Application\n" + text)};
+  ProcessResult Run(const std::string& text, Words arguments = {}, ProcessOptions options = {},
+                    const Words& ownOptions = {}) const {
+    Words words = With({"run", "--quiet"}, ownOptions);
+    words.push_back(folder.Write("script.py", "import velmora\napp = velmora.Application\n" + text));
     if (options.folder.empty()) options.folder = folder.Path();
     return RunVelmora(With(words, arguments), options);
   }
@@ -85,15 +83,19 @@ TEST_F(Script, RefusesWhatCannotBeRun) {
   EXPECT_EQ(RunVelmora({"run", "--modul", "x", "nothing.py"}).exitCode, 2);
   EXPECT_EQ(RunVelmora({"help", "run"}).out, RunVelmora({"run", "--help"}).out);
 
-  // A copy of the command without the library beside it: everything else still works.
+  ExpectSaid(RunVelmora({"run", "--interpreter", "no-such-python", "nothing.py"}),
+             {"Scripts need Python, and no-such-python cannot be started: No such file or directory."});
+  ExpectSaid(Run("", {}, {}, {"--module", "nothing.so"}), {"--module: there is no module file nothing.so."});
+  ExpectSaid(Run("", {}, {}, {"--decimal-separator", "15"}), {"--decimal-separator takes one character"});
+
+  // A copy of the command without the package beside it.
   const fs::path alone = folder.Path() / "velmora";
   fs::copy_file(CommandPath(), alone);
-  const std::string line = "VELMORA_MODULE=" + BinaryDir() + "/libvlmfsl.so " + alone.string() + " run " +
-                           folder.Write("a.py", "") + " 2> " + (folder.Path() / "said").string();
+  const std::string line =
+      alone.string() + " run " + folder.Write("a.py", "") + " 2> " + (folder.Path() / "said").string();
   EXPECT_NE(std::system(line.c_str()), 0);
-  EXPECT_NE(
-      ReadFile(folder.Path() / "said").find("Scripts need Python, which this velmora was built without"),
-      std::string::npos)
+  EXPECT_NE(ReadFile(folder.Path() / "said").find("Scripts need the Python package of velmora"),
+            std::string::npos)
       << ReadFile(folder.Path() / "said");
 }
 
@@ -179,8 +181,10 @@ fails("startup.Variables = loop", "ValueError", "nested too deeply")
 print(startup.Variables, startup.numberofcutsforcontinuouspredictor)
 
 import threading
+held = [data.Variables]
 def elsewhere():
-    fails("app.Name", "RuntimeError", "main thread")
+    fails("held[0].Item('agee')", "Error", "age")
+    held.clear()
 thread = threading.Thread(target=elsewhere)
 thread.start()
 thread.join()

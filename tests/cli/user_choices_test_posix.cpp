@@ -51,14 +51,9 @@ TEST(UserChoices, SettingsAreWhatDialogsStartWith) {
   EXPECT_EQ(RunVelmora({"settings"}).out, "statistic = cramers-v\n");
   EXPECT_EQ(RunVelmora({"settings", "statistic", "chi-square"}).exitCode, 0);
   EXPECT_EQ(RunVelmora({"settings", "statistic"}).out, "chi-square\n");
-  const bool scripts = fs::exists(fs::path(BinaryDir()) / "libvelmora_python.so");
-  if (scripts) {
-    EXPECT_EQ(RunVelmora({"run", script}).out, "1\n");
-  }
+  EXPECT_EQ(RunVelmora({"run", script}).out, "1\n");
   EXPECT_EQ(RunVelmora({"settings", "statistic", "cramers-v"}).exitCode, 0);
-  if (scripts) {
-    EXPECT_EQ(RunVelmora({"run", script}).out, "0\n");
-  }
+  EXPECT_EQ(RunVelmora({"run", script}).out, "0\n");
   const ProcessResult value = RunVelmora({"settings", "statistic", "gamma"});
   EXPECT_EQ(value.exitCode, 2);
   ExpectSaid(value, {"statistic takes cramers-v or chi-square, not gamma."});
@@ -76,7 +71,6 @@ TEST(UserChoices, SettingsAreWhatDialogsStartWith) {
 
 // The log has what the module logs, for a command and for a script, and grows.
 TEST(UserChoices, TheLogCanBeHad) {
-  if (!fs::exists(fs::path(BinaryDir()) / "libvelmora_python.so")) GTEST_SKIP() << "built without Python";
   const TemporaryFolder folder;
   const std::string script = folder.Write("script.py",
                                           "import velmora\n"

@@ -12,11 +12,6 @@ namespace velmora {
 // run's scratch files and ends the process at once.
 void PrepareConsole();
 bool WasInterrupted();  // or the thread's monitor says so (run_monitor.h)
-// To be called when the request has been passed on to a script, which may continue: the next Ctrl-C
-// counts as the first again.
-void ForgetInterruption();
-// The signal handlers call function at each request; null: none.
-void CallOnInterruption(void (*function)());
 // Throws Cancelled when WasInterrupted.
 void StopIfInterrupted();
 

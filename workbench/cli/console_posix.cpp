@@ -3,7 +3,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -18,8 +17,6 @@ namespace velmora {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
-std::atomic<void (*)()> callOnInterruption = nullptr;
-static_assert(std::atomic<void (*)()>::is_always_lock_free);
 
 void OnInterruption(int signalNumber) {
   if (interrupted) {
@@ -29,7 +26,6 @@ void OnInterruption(int signalNumber) {
     return;
   }
   interrupted = 1;
-  if (void (*const function)() = callOnInterruption.load()) function();
 }
 
 int DescriptorOf(StandardStream stream) {
@@ -97,7 +93,5 @@ void PrepareConsole() {
 }
 
 bool WasSignalled() { return interrupted != 0; }
-void ForgetInterruption() { interrupted = 0; }
-void CallOnInterruption(void (*function)()) { callOnInterruption.store(function); }
 
 }  // namespace velmora

@@ -14,15 +14,12 @@ namespace velmora {
 namespace {
 
 std::atomic<bool> interrupted = false;
-std::atomic<void (*)()> callOnInterruption = nullptr;
 
 // The system calls this on a thread of its own. It leaves the second request to the default
 // handler, which ends the process.
 BOOL WINAPI OnInterruption(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
   const bool again = interrupted.exchange(true);
-  void (*const function)() = callOnInterruption;
-  if (!again && function != nullptr) function();
   if (again) RemoveOwnScratch();
   return again ? FALSE : TRUE;
 }
@@ -79,8 +76,6 @@ int WriteToConsole(HANDLE console, std::string_view bytes) {
 void PrepareConsole() { SetConsoleCtrlHandler(OnInterruption, TRUE); }
 
 bool WasSignalled() { return interrupted; }
-void ForgetInterruption() { interrupted = false; }
-void CallOnInterruption(void (*function)()) { callOnInterruption = function; }
 
 namespace {
 

@@ -31,6 +31,7 @@ Examples:
 All words after SCRIPT go to the script in sys.argv. docs/scripting.md describes the objects.
 
 Options, before SCRIPT
+  --interpreter PYTHON        the program that runs the script (default: VELMORA_PYTHON, else python3)
   --quiet                     no messages of analyses on standard error, only notices and failures
   --module PATH               the module to load (default: beside the command, or VELMORA_MODULE)
   --log FILE                  append what the module logs to FILE (default: VELMORA_LOG)
