@@ -1,5 +1,5 @@
 # The short way in: `make demo` and `make test` install what is missing, build and run.
-.PHONY: all build demo bench bench-peers test test-spark test-windows windows-zip wheel package asan tsan clang fuzz tidy format clean setup setup-test
+.PHONY: all build demo bench bench-peers bench-goals test test-spark test-windows windows-zip wheel package asan tsan clang fuzz tidy format clean setup setup-test
 export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_NOHASHDIR := 1
 export CCACHE_SLOPPINESS := pch_defines,time_macros
@@ -20,14 +20,18 @@ build: setup
 demo: build
 	@tools/demo.sh
 
-# The benchmark program at build/bench_screen, which docs/benchmarks.md describes.
+# The benchmark programs in build/, which docs/benchmarks.md describes.
 bench: build
-	@cmake --build --preset release --target bench_screen
+	@cmake --build --preset release --target bench_screen machine_limits text_limit
 
 # Ratios of one run: columns and cases, sizes, threads, and NumPy and scikit-learn where PYTHON has them.
 PYTHON ?= python3
 bench-peers: bench
 	@$(PYTHON) bench/compare.py build/bench_screen
+
+# Every goal of speed, reached or missed, in about a quarter of an hour. PYTHON needs what bench/goals.py names.
+bench-goals: bench
+	@$(PYTHON) bench/goals.py build
 
 test: setup-test
 	@cmake --preset dev
