@@ -61,16 +61,19 @@ inline double RaisedByTolerance(double bound) {
 // The values that are missing under a code, as a closed range of doubles; empty for a code that is
 // not finite.
 struct MissingRange {
-  double first = std::numeric_limits<double>::infinity();
-  double last = -std::numeric_limits<double>::infinity();
+  double low = std::numeric_limits<double>::infinity();
+  double high = -std::numeric_limits<double>::infinity();
 
-  bool Contains(double value) const { return value >= first && value <= last; }
+  MissingRange() = default;
+  explicit MissingRange(double missingCode) {
+    if (!std::isfinite(missingCode)) return;
+    low = -RaisedByTolerance(-missingCode);
+    high = RaisedByTolerance(missingCode);
+  }
+
+  // IsMissing(value, missingCode), which a loop over a column tests without a call.
+  bool Contains(double value) const { return value >= low && value <= high; }
 };
-
-inline MissingRange MissingRangeOf(double missingCode) {
-  if (!std::isfinite(missingCode)) return {};
-  return {-RaisedByTolerance(-missingCode), RaisedByTolerance(missingCode)};
-}
 
 // The order of keys: ascending, both zeros one key, every not-a-number one key after all others. A
 // strict weak order, which a plain `<` is not once a key is not a number.

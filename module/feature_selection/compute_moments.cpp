@@ -86,7 +86,7 @@ int MomentsPass::Prepare() {
     std::for_each_n(settings_.dependentMoments, settings_.nContinuousDependents, [](auto& m) { Start(&m); });
   } else {
     for (int d = 0; d < settings_.nContinuousDependents; ++d) {
-      missing_.push_back(vlm::MissingRangeOf(cases_.MissingCode(d)));
+      missing_.emplace_back(cases_.MissingCode(d));
     }
   }
   cases_.FetchMissingCodes(settings_.DependentCount(), settings_.nReadVariables);

@@ -37,9 +37,9 @@ class LanePresence {
       const LaneGroup& group = block.Groups()[g];
       for (int lane = 0; lane < kLanes; ++lane) {
         const vlm::MissingRange range =
-            lane < group.lanes ? vlm::MissingRangeOf(codeOf(group.firstEntry + lane)) : vlm::MissingRange{};
-        missing_[g].first[lane] = range.first;
-        missing_[g].last[lane] = range.last;
+            lane < group.lanes ? vlm::MissingRange(codeOf(group.firstEntry + lane)) : vlm::MissingRange{};
+        missing_[g].first[lane] = range.low;
+        missing_[g].last[lane] = range.high;
       }
     }
     alive_.resize(static_cast<std::size_t>(block.Capacity()));

@@ -27,7 +27,7 @@ int PairAccumulator::Prepare(const CasePass& cases) {
 
   dependents_.resize(static_cast<std::size_t>(dependentCount));
   for (int d = 0; d < dependentCount; ++d) {
-    dependents_[static_cast<std::size_t>(d)].missing = vlm::MissingRangeOf(cases.MissingCode(d));
+    dependents_[static_cast<std::size_t>(d)].missing = vlm::MissingRange(cases.MissingCode(d));
   }
   values_.resize(capacity * dependents_.size());
   takesPart_.resize(capacity * dependents_.size());

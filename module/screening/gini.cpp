@@ -21,7 +21,7 @@ struct UniqueRows {
   std::vector<double> good = std::vector<double>(kBlockRows);
 };
 
-bool IsFilled(double rate, vlm::MissingRange missing) { return rate < missing.first || rate > missing.last; }
+bool IsFilled(double rate, vlm::MissingRange missing) { return rate < missing.low || rate > missing.high; }
 
 // Adds each filled row, in order. Takes the sum by value and is not inlined, so that the sum stays
 // in a register.
@@ -40,7 +40,7 @@ double GiniBeforeContinuous(const PredSummary& record) {
   const int rowCount = sheet.GetRowCount();
   WeightedGini gini(rowCount);
   UniqueRows rows;
-  const vlm::MissingRange missing = vlm::MissingRangeOf(vlm::kMissingValue);
+  const vlm::MissingRange missing(vlm::kMissingValue);
   for (int first = 1; first <= rowCount; first += kBlockRows) {
     const int count = std::min(kBlockRows, rowCount - first + 1);
     sheet.ReadColumn(kUniqueRateColumn, first, count, rows.rate.data());

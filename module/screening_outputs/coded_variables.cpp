@@ -24,7 +24,7 @@ Addition CodeCases(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& 
   vlm::IEngineServices& services = analysis.Services();
   double missingCode = vlm::kMissingValue;
   services.getmd5(record.predictorVariable, &missingCode);
-  const vlm::MissingRange missing = vlm::MissingRangeOf(missingCode);
+  const vlm::MissingRange missing(missingCode);
   const BinFinder finder(record);
   const int caseCount = static_cast<int>(codes.size());
   for (int first = 0; first < caseCount; first += kBlockCases) {
@@ -34,7 +34,7 @@ Addition CodeCases(CFeatureSelectionTemplate& analysis, vlm::IInputSpreadsheet& 
     if (input.ReadVariable(record.predictorVariable, first + 1, count, block.data()) != 0)
       return Addition::kNotAdded;
     for (double& value : block) {
-      const bool isMissing = value >= missing.first && value <= missing.last;
+      const bool isMissing = missing.Contains(value);
       const int bin = isMissing || std::isnan(value) ? record.bins.fit.missingBin : finder.BinOf(value);
       value = bin < 0 ? vlm::kMissingValue : record.bins.nodes[static_cast<std::size_t>(bin)];
     }

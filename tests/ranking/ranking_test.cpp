@@ -234,7 +234,7 @@ TEST(CaseGroups, AreStretchesOfTheOrder) {
     for (std::size_t k = 1; k < order.size(); ++k) {
       const std::uint32_t before = groups.groupOf[order[k - 1]], here = groups.groupOf[order[k]];
       EXPECT_TRUE(here == before || here == before + 1) << k;
-      if (NearlyEqualDoubles(column.values[order[k - 1]], column.values[order[k]])) {
+      if (vlm::NearlyEqual(column.values[order[k - 1]], column.values[order[k]])) {
         EXPECT_EQ(here, before) << k;
       }
     }

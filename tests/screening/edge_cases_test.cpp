@@ -120,7 +120,7 @@ TEST(ScreeningStatistics, GiniBeforeTellsValuesApartByTheTolerance) {
   double expected = 0;
   for (std::size_t first = 0; first < x.size();) {
     std::size_t end = first + 1;
-    while (end < x.size() && (x[end] == x[end - 1] || NearlyEqualDoubles(x[end], x[end - 1]))) ++end;
+    while (end < x.size() && (x[end] == x[end - 1] || vlm::NearlyEqual(x[end], x[end - 1]))) ++end;
     double bad = 0;
     for (std::size_t i = first; i < end; ++i) bad += 1 - flag[i];
     const double n = static_cast<double>(end - first), p = bad / n;

@@ -19,7 +19,7 @@ void ExpectSortedLikeStdSort(const std::vector<double>& column, const std::vecto
                              double code, SortScratch& scratch, SortedOrder& order) {
   OrderVector<std::uint32_t> cases;
   for (std::size_t i = 0; i < column.size(); ++i) {
-    const bool missing = std::isfinite(column[i]) && MissingRange(code)(column[i]);
+    const bool missing = std::isfinite(column[i]) && MissingBits(code)(column[i]);
     if ((selected.empty() || selected[i] != 0) && !missing && column[i] == column[i])
       cases.push_back(static_cast<std::uint32_t>(i));
   }

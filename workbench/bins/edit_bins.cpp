@@ -239,7 +239,7 @@ class PredictorEditor {
     NeedOrder();
     const auto& cuts = predictor_.cutPoints;
     const auto at =
-        std::find_if(cuts.begin(), cuts.end(), [&](double cut) { return NearlyEqualDoubles(cut, cutPoint); });
+        std::find_if(cuts.begin(), cuts.end(), [&](double cut) { return vlm::NearlyEqual(cut, cutPoint); });
     if (at == cuts.end()) {
       std::string list;
       for (const double cut : cuts) list += (list.empty() ? "" : ", ") + NumberText(cut);
@@ -326,7 +326,7 @@ class PredictorEditor {
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < predictor_.levels.size(); ++i) {
       const SavedLevel& level = predictor_.levels[i];
-      const bool isNumber = number && level.number && NearlyEqualDoubles(*number, *level.number);
+      const bool isNumber = number && level.number && vlm::NearlyEqual(*number, *level.number);
       if (isNumber || wanted == level.text) return i;
       texts.push_back(LevelText(level));
     }

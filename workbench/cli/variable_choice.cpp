@@ -75,7 +75,7 @@ int NumberVariable(const Table& table, const std::string& option, const std::str
 
 void CheckWeights(const Column& weights, const std::string& option, bool any) {
   const bool anyWeight = std::any_of(weights.values.begin(), weights.values.end(), [&](double value) {
-    return !IsMissing(value, weights.missingCode) && !NearlyEqualDoubles(value, 0);
+    return !IsMissing(value, weights.missingCode) && !vlm::NearlyEqual(value, 0);
   });
   const bool isCount = option == "--count";
   if (!anyWeight) {

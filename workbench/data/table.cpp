@@ -2,17 +2,7 @@
 
 #include <algorithm>
 
-#include "base/tolerant.h"
-
 namespace velmora {
-
-bool IsMissing(double value, double missingCode) { return vlm::IsMissing(value, missingCode); }
-
-MissingRange::MissingRange(double missingCode) {
-  const vlm::MissingRange range = vlm::MissingRangeOf(missingCode);
-  low = range.first;
-  high = range.last;
-}
 
 const std::string* Column::LabelOf(double value) const {
   const auto at = std::lower_bound(labels.begin(), labels.end(), value,

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/tolerant.h"
 #include "workbench/data/column_values.h"
 
 namespace velmora {
@@ -74,21 +75,7 @@ struct Table {
   Column& Variable(int variableNumber) { return columns[static_cast<std::size_t>(variableNumber - 1)]; }
 };
 
-// True when value and code are both finite and lie within 15 units in the last place of each other.
-bool IsMissing(double value, double missingCode);
-
-// The finite doubles that count as missing under a code: IsMissing(x, code) is low <= x && x <=
-// high, which a loop over a column tests without a call. A code that is not finite gives an empty
-// range.
-struct MissingRange {
-  explicit MissingRange(double missingCode);
-  bool Contains(double value) const { return low <= value && value <= high; }
-  double low;
-  double high;
-};
-
-// Equality of two doubles within 15 units in the last place; values that are not finite are never
-// equal.
-inline bool NearlyEqualDoubles(double a, double b) { return IsMissing(a, b); }
+using vlm::IsMissing;
+using vlm::MissingRange;
 
 }  // namespace velmora

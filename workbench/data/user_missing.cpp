@@ -11,7 +11,7 @@ constexpr double kLetterStep = -1e300;
 
 std::optional<std::string> LetterOf(double value) {
   const double letter = std::round(value / kLetterStep);
-  if (!(letter > ' ') || !(letter <= '~') || !NearlyEqualDoubles(value, letter * kLetterStep))
+  if (!(letter > ' ') || !(letter <= '~') || !vlm::NearlyEqual(value, letter * kLetterStep))
     return std::nullopt;
   return std::string(".") + static_cast<char>(letter);
 }
@@ -70,7 +70,7 @@ void RemoveUserMissing(const UserMissingCells& cells, Column& column) {
   std::vector<double>& values = column.values.Own();
   for (std::size_t k = 0; k < cells.rows.size(); ++k) {
     double& value = values[cells.rows[k]];
-    if (NearlyEqualDoubles(value, numbers[k])) value = column.missingCode;
+    if (vlm::NearlyEqual(value, numbers[k])) value = column.missingCode;
   }
   if (!column.fromText) return;
   const std::set<double> gone(numbers.begin(), numbers.end());

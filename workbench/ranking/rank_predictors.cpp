@@ -59,7 +59,7 @@ class CaseCollector {
     for (std::size_t i = 0; i < cases.Count(); ++i) {
       if (cases.used[i] == 0) continue;
       const double weight = weights.values[i];
-      if (IsAbsent(weights, i) || !std::isfinite(weight) || NearlyEqualDoubles(weight, 0)) {
+      if (IsAbsent(weights, i) || !std::isfinite(weight) || vlm::NearlyEqual(weight, 0)) {
         cases.used[i] = 0;
         ++ranking_.zeroWeightCases;
       } else if (weight < 0) {
@@ -178,7 +178,7 @@ void TakeValues(const Column& column, const Cases& cases, Outcome& outcome) {
   const double largest = std::max(std::fabs(lowest), std::fabs(highest));
   outcome.finite = std::isfinite(largest) || lowest > highest;
   // Values that differ by rounding only, such as 0.3 and 0.1 * 3, are one value.
-  if (!outcome.finite || !(lowest < highest) || NearlyEqualDoubles(lowest, highest)) return;
+  if (!outcome.finite || !(lowest < highest) || vlm::NearlyEqual(lowest, highest)) return;
   int exponent = 0;
   std::frexp(highest / 2 - lowest / 2, &exponent);
   for (std::size_t i = 0; i < cases.Count(); ++i) {

@@ -57,7 +57,7 @@ SurveySample MakeSurveySample(const Table& table, std::span<const std::uint8_t> 
   const Column* const weights = columnOf(variables.weight);
   std::vector<std::uint32_t>& order = sample.design.cases;
   for (std::uint32_t i = 0; i < used.size(); ++i) {
-    if (weights != nullptr && (IsAbsent(*weights, i) || NearlyEqualDoubles(weights->values[i], 0))) continue;
+    if (weights != nullptr && (IsAbsent(*weights, i) || vlm::NearlyEqual(weights->values[i], 0))) continue;
     bool known = true;
     for (const Column* column : {strata, clusters}) {
       if (column == nullptr || !IsAbsent(*column, i)) continue;

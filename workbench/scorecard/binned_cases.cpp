@@ -23,7 +23,7 @@ std::map<int, UserMissingCells> CoveredUserMissing(const SavedBins& bins, const 
         const double value = cells->second.values[k];
         const auto isIt = [&](const SavedLevel& level) {
           if (isText) return !level.number && level.text == texts[static_cast<std::size_t>(value)];
-          return level.number && NearlyEqualDoubles(*level.number, value);
+          return level.number && vlm::NearlyEqual(*level.number, value);
         };
         if (std::none_of(predictor.levels.begin(), predictor.levels.end(), isIt)) continue;
         kept.rows.push_back(cells->second.rows[k]);
@@ -89,7 +89,7 @@ ResponseCases::ResponseCases(const Table& table, CaseWeights weights, const Save
       continue;
     }
     for (std::size_t code = 0; code < codes.size(); ++code) {
-      if (NearlyEqualDoubles(value, codes[code])) classOf_[i] = static_cast<int>(code);
+      if (vlm::NearlyEqual(value, codes[code])) classOf_[i] = static_cast<int>(code);
     }
   }
   weights_.MakeRelative([&](std::size_t i) { return Uses(i); });

@@ -103,7 +103,7 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
       weight = weights->values[i];
       if (rules.refusesNegativeWeights && !IsAbsent(*weights, i) && weight < 0)
         throw DataError(NegativeWeights("weight", 0, weights->name));
-      if (IsAbsent(*weights, i) || !std::isfinite(weight) || NearlyEqualDoubles(weight, 0) || weight < 0) {
+      if (IsAbsent(*weights, i) || !std::isfinite(weight) || vlm::NearlyEqual(weight, 0) || weight < 0) {
         cases.totals.withoutWeight += here;
         continue;
       }
@@ -117,7 +117,7 @@ PartCases CollectCases(const Table& table, const CaseRules& rules) {
     }
     if (response != nullptr) {
       const bool isAbsent = IsAbsent(*response, i);
-      const auto isCode = [&](double code) { return NearlyEqualDoubles(code, response->values[i]); };
+      const auto isCode = [&](double code) { return vlm::NearlyEqual(code, response->values[i]); };
       if (isAbsent || (!rules.codes.empty() && std::none_of(codes.begin(), codes.end(), isCode))) {
         (isAbsent ? cases.totals.withoutResponse : cases.totals.otherCodes) += here;
         continue;

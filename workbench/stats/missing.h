@@ -1,7 +1,7 @@
 // The test for a missing value, made once per column from its missing-data code. Every kernel of
 // this folder leaves a case out where its value is missing or is not a number.
 //
-//   const MissingRange missing(column.missingCode);
+//   const MissingBits missing(column.missingCode);
 //   if (!missing.Absent(value)) ...
 #pragma once
 
@@ -19,12 +19,12 @@ inline constexpr std::int64_t kInfinityImage = 0x7FF0000000000000;
 
 // The ordered bits of the missing values, as one interval, so that a test takes one subtraction and
 // one comparison. A code that is not finite equals no value.
-struct MissingRange {
+struct MissingBits {
   std::int64_t first = 1;
   std::uint64_t width = 0;  // how many doubles count as missing; 0: none
 
-  MissingRange() = default;
-  explicit MissingRange(double code) {
+  MissingBits() = default;
+  explicit MissingBits(double code) {
     const std::int64_t image = OrderedBits(code);
     if (image <= -kInfinityImage || image >= kInfinityImage) return;
     const std::int64_t last =

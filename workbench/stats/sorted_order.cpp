@@ -437,7 +437,7 @@ void SortColumn(std::span<const double> column, double missingCode, std::span<co
                 SortScratch& scratch, SortedOrder& order) {
   if (column.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()) - 1)
     throw std::length_error("a column of more than 2147483646 cases cannot be sorted");
-  const MissingRange missing(missingCode);
+  const MissingBits missing(missingCode);
   Survey survey;
   if (selected.empty()) survey = SurveyValues(column.data(), column.size(), missing.first, missing.width);
   Cases cases{column.data(), nullptr, column.data(), column.size()};

@@ -72,7 +72,7 @@ TreeResponse MakeContinuousResponse(std::span<const double> values, double missi
   response.continuous = true;
   response.caseCount = values.size();
   response.deviations.assign(values.size(), 0);
-  const MissingRange missing(missingCode);
+  const MissingBits missing(missingCode);
   std::vector<std::uint8_t> present(values.size());
   double largest = 0;
   double sum = 0;

@@ -47,8 +47,7 @@ void CountCases(const Table& table, const ScreenChoice& choice, const CaseBitmap
         ++cases.withoutWeight;
       } else if (std::isnan(value) || IsMissing(value, column.missingCode)) {
         ++cases.withoutResponse;
-      } else if (binary && !NearlyEqualDoubles(value, choice.good) &&
-                 !NearlyEqualDoubles(value, choice.bad)) {
+      } else if (binary && !vlm::NearlyEqual(value, choice.good) && !vlm::NearlyEqual(value, choice.bad)) {
         ++cases.otherCodes;
       } else {
         ++cases.used;

@@ -47,7 +47,7 @@ class UsedCases {
     ForValues(variableNumber, [&](double value) {
       if (!values.empty() && values.back() == value) return true;  // files are often sorted
       if (std::none_of(values.begin(), values.end(),
-                       [&](double seen) { return seen == value || NearlyEqualDoubles(seen, value); }))
+                       [&](double seen) { return seen == value || vlm::NearlyEqual(seen, value); }))
         values.push_back(value);
       return values.size() < limit;
     });
@@ -102,7 +102,7 @@ double FindCode(const Column& column, const std::vector<double>& codes, const st
                 const std::string& text) {
   const auto among = [&](double value) {
     return std::find_if(codes.begin(), codes.end(),
-                        [&](double code) { return NearlyEqualDoubles(code, value); });
+                        [&](double code) { return vlm::NearlyEqual(code, value); });
   };
   if (const double* labelled = column.ValueOf(text); labelled != nullptr && among(*labelled) != codes.end())
     return *among(*labelled);

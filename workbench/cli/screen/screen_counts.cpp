@@ -76,7 +76,7 @@ void AddCounts(const Column& column, const ResponseCases& sums, SavedPredictor& 
       continue;
     }
     const auto level = levelOf.lower_bound(MissingRange(value).low);
-    if (level != levelOf.end() && NearlyEqualDoubles(level->first, value)) {
+    if (level != levelOf.end() && vlm::NearlyEqual(level->first, value)) {
       sums.Add(i, predictor.levels[level->second].counts);
     } else if (!predictor.categorical) {
       ordered.emplace_back(value, i);

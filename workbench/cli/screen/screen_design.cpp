@@ -31,7 +31,7 @@ class DesignTable {
     if (response.kind == vlm::kBinaryResponse) {
       Column& column = bins_.Variable(number);
       for (double& value : column.values.Own()) {
-        if (!NearlyEqualDoubles(value, choice.good) && !NearlyEqualDoubles(value, choice.bad))
+        if (!vlm::NearlyEqual(value, choice.good) && !vlm::NearlyEqual(value, choice.bad))
           value = column.missingCode;
       }
     }

@@ -135,7 +135,7 @@ std::string CodeForDialog(const Column& column, double code) {
                          (label->front() == ' ' || label->back() == ' ' || label->find('\t') != label->npos);
   if (label != nullptr && !label->empty() && !blankEnds) {
     const double* value = column.ValueOf(*label);
-    if (value != nullptr && NearlyEqualDoubles(*value, code)) return *label;
+    if (value != nullptr && vlm::NearlyEqual(*value, code)) return *label;
   }
   return ShortestNumber(code);
 }

@@ -18,7 +18,7 @@ constexpr char kUserMissing[] = "user-missing";
 
 bool Occurs(const Column& column, double code) {
   return std::any_of(column.values.begin(), column.values.end(),
-                     [code](double value) { return NearlyEqualDoubles(value, code); });
+                     [code](double value) { return vlm::NearlyEqual(value, code); });
 }
 
 // Codes that no case has.
@@ -60,7 +60,7 @@ std::vector<double> CodesFrom(const Column& column, const std::string& text) {
 void RefuseCutPoints(const Column& column, const std::vector<double>& codes, const UserBins& bins) {
   for (const double code : codes) {
     const bool isCut = std::any_of(bins.cutPoints.begin(), bins.cutPoints.end(),
-                                   [code](double cut) { return NearlyEqualDoubles(cut, code); });
+                                   [code](double cut) { return vlm::NearlyEqual(cut, code); });
     if (isCut)
       throw UsageError("--special: " + ShortestNumber(code) + " of " + column.name +
                        " is also a cut point of --cut-points.");
@@ -71,7 +71,7 @@ void RefuseCutPoints(const Column& column, const std::vector<double>& codes, con
 bool HasUserBin(const std::vector<std::vector<double>>& groups, double code) {
   return std::any_of(groups.begin(), groups.end(), [code](const std::vector<double>& codes) {
     return std::any_of(codes.begin(), codes.end(),
-                       [code](double other) { return NearlyEqualDoubles(code, other); });
+                       [code](double other) { return vlm::NearlyEqual(code, other); });
   });
 }
 
@@ -141,7 +141,7 @@ void SpecialOptions::AddTo(const Table& table, const ScreenChoice& choice,
   for (auto& [number, list] : codesOf) {
     const Column& column = table.Variable(number);
     std::sort(list.begin(), list.end());
-    list.erase(std::unique(list.begin(), list.end(), NearlyEqualDoubles), list.end());
+    list.erase(std::unique(list.begin(), list.end(), vlm::NearlyEqual), list.end());
     if (const auto own = userBins.find(number); own != userBins.end())
       RefuseCutPoints(column, list, own->second);
     const std::vector<std::string> absent = AbsentCodes(column, list);
