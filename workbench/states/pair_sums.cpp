@@ -35,7 +35,7 @@ std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCase
         ofCode[code] = static_cast<std::uint32_t>(at - levels.begin());
     }
   }
-  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
+  const MissingRange missing(column.missingCode);
   for (std::size_t i = 0; i < cases.Count(); ++i) {
     if (cases.used[i] == 0) continue;
     const double value = column.values[i];

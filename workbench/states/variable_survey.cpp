@@ -87,7 +87,7 @@ void VariableSurvey::Take(const Column& column, const PartCases& cases, bool kee
   keepsAll_ = keepAll;
   if (column.declaredMeasurement) declared_ = column.declaredMeasurement;
   double valid = 0;
-  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
+  const MissingRange missing(column.missingCode);
   for (std::size_t i = 0; i < cases.Count(); ++i)
     valid += IsAbsent(column.values[i], missing) ? 0 : cases.cases[i];
   const Kind kind = KindOf(column);
@@ -110,7 +110,7 @@ void VariableSurvey::Take(const Column& column, const PartCases& cases, bool kee
 }
 
 void VariableSurvey::TakeSingle(const Column& column, const PartCases& cases, double valid, bool keepAll) {
-  const vlm::MissingRange missing = vlm::MissingRangeOf(column.missingCode);
+  const MissingRange missing(column.missingCode);
   std::vector<double> present, used;
   if (const auto count = static_cast<double>(cases.Count());
       !keepAll && cases.totals.used == count && valid == count) {
