@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the dependencies of the build and the tests on Debian 12: Debian packages by name, the
 # pinned npm packages of package-lock.json, DuckDB's C header from a pinned npm package, and for the
-# tests the pinned Python packages of python/requirements.txt. Skips what is installed already.
+# tests the pinned Python packages of python/requirements.txt and the sources that
+# tools/windows_sources.sh fetches. Skips what is installed already.
 # usage: tools/setup.sh [build|test]      (as root, or with sudo)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,7 +14,7 @@ build_packages=(ca-certificates g++ cmake ninja-build ccache make nodejs libread
   python3)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-tidy libclang-rt-14-dev chromium
   python3-openpyxl python3-venv googletest openjdk-17-jre-headless postgresql mariadb-server-core mariadb-client-core
-  g++-mingw-w64-x86-64 mingw-w64-tools wine wine64 libwine-dev xvfb xauth)
+  g++-mingw-w64-x86-64 mingw-w64-tools libz-mingw-w64-dev dpkg-dev patch xz-utils wine wine64 libwine-dev xvfb xauth)
 
 packages=("${build_packages[@]}")
 [ "$what" = test ] && packages+=("${test_packages[@]}")
@@ -41,6 +42,11 @@ if [ "$what" = test ] && ! cmp -s python/requirements.txt build/venv/.velmora-st
   python3 -m venv build/venv
   build/venv/bin/pip install --quiet --disable-pip-version-check --requirement python/requirements.txt
   cp python/requirements.txt build/venv/.velmora-stamp
+fi
+
+# The libraries that the Windows build compiles.
+if [ "$what" = test ]; then
+  tools/windows_sources.sh
 fi
 
 stamp=node_modules/.velmora-stamp

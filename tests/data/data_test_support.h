@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "workbench/data/readers.h"
+#include "workbench/system/system.h"
 
 namespace velmora {
 
@@ -25,10 +26,10 @@ class DataTest : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(folder_); }
 
-  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string Path(const std::string& name) const { return (folder_ / PathOf(name)).string(); }
 
   std::string WriteFile(const std::string& name, const std::string& bytes) const {
-    std::ofstream(Path(name), std::ios::binary) << bytes;
+    std::ofstream(PathOf(Path(name)), std::ios::binary) << bytes;
     return Path(name);
   }
 
@@ -37,7 +38,7 @@ class DataTest : public ::testing::Test {
 
 inline std::string Slurp(const std::string& path) {
   std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
+  text << std::ifstream(PathOf(path), std::ios::binary).rdbuf();
   return text.str();
 }
 

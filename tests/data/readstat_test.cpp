@@ -127,6 +127,14 @@ TEST_F(DataTest, FilesOfStatisticsPrograms) {
   }
 }
 
+TEST_F(DataTest, NamesOutsideTheCodePage) {
+  const double dates[] = {3653, 3655};
+  const char* const names[] = {"a", "day", "sex", "x"};
+  const std::string path =
+      WriteFile("Größe 数据.dta", MakeStatFile(readstat_begin_writing_dta, "%td", dates, false, names));
+  EXPECT_EQ(Show(ReadTable(path).columns[2]), "sex: 2[m] . 1[f]");
+}
+
 // Numbers with declared missing values: 96 and the range 97 to 99 of SPSS, .a and .r of Stata.
 TEST_F(DataTest, UserMissingValuesComeBesideTheTable) {
   const struct {

@@ -137,6 +137,11 @@ TEST_F(WorkbookTest, CellsOfEveryType) {
   EXPECT_EQ(days.columns[0].dateUnit, DateUnit::kDays);
 }
 
+TEST_F(WorkbookTest, NamesOutsideTheCodePage) {
+  WriteBook(Path("Größe 数据.xlsx"), {.rows = ColumnOf({"<c><v>1.25</v></c>"})});
+  EXPECT_EQ(ReadTable(Path("Größe 数据.xlsx")).caseCount, 1);
+}
+
 TEST_F(WorkbookTest, FormulasWithoutValueAndErrorsAreReported) {
   Read({.rows = ColumnOf({"<c><f>1+1</f></c>", "<c t=\"e\"><v>#DIV/0!</v></c>", "<c><v>2</v></c>"})});
   EXPECT_THAT(report_.warnings, ElementsAre(HasSubstr("1 formulas"), HasSubstr("#N/A")));
@@ -221,6 +226,8 @@ TEST_F(WorkbookTest, WorkbooksBefore2007) {
   EXPECT_EQ(table.columns[5].dateUnit, DateUnit::kSeconds);
   EXPECT_THAT(report.warnings, Contains(HasSubstr("Texts that formulas of " + path)));
   EXPECT_EQ(Show(ReadPart(path, SheetPart("Other"))), "x: 7");
+  // A name outside the code page of Windows.
+  EXPECT_EQ(Show(ReadPart(WriteFile("Größe 数据.xls", Slurp(path)), SheetPart("Other"))), "x: 7");
   EXPECT_EQ(Show(ReadPart(path, SheetPart("Loans", "C2:C4"))), "age: 31 45");
   // Cut short, or with bytes changed: a sentence or a table.
   const std::string whole = Slurp(path);

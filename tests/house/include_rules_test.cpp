@@ -43,12 +43,12 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
 // The layers of the workbench, the lowest first: a layer may include those before it, contract/ and
 // base/. Layers of one row do not include each other.
 const std::vector<std::vector<std::string>> kWorkbenchLayers = {
-    {"workbench/system"},    {"workbench/data"},       {"workbench/reader"},    {"workbench/language"},
-    {"workbench/bins"},      {"workbench/stats"},      {"workbench/binning"},   {"workbench/evidence"},
-    {"workbench/ranking"},   {"workbench/states"},     {"workbench/push_down"}, {"workbench/scorecard"},
-    {"workbench/documents"}, {"workbench/automation"}, {"workbench/dialogs"},   {"workbench/procedures"},
-    {"workbench/session"},   {"workbench/windows"},    {"workbench/report"},    {"workbench/cli"},
-    {"workbench/api"},       {"workbench/server"},
+    {"workbench/system"},     {"workbench/c_library"}, {"workbench/data"},       {"workbench/reader"},
+    {"workbench/language"},   {"workbench/bins"},      {"workbench/stats"},      {"workbench/binning"},
+    {"workbench/evidence"},   {"workbench/ranking"},   {"workbench/states"},     {"workbench/push_down"},
+    {"workbench/scorecard"},  {"workbench/documents"}, {"workbench/automation"}, {"workbench/dialogs"},
+    {"workbench/procedures"}, {"workbench/session"},   {"workbench/windows"},    {"workbench/report"},
+    {"workbench/cli"},        {"workbench/api"},       {"workbench/server"},
 };
 
 // Headers of the operating system that the COM objects and the platform part of the frame may use.

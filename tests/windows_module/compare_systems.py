@@ -8,6 +8,7 @@ function, whose last bits the two C libraries see differently: those agree to 1e
 an iteration finds, to 1e-10. Terminal texts, CSV and pages are compared number by number to 1e-10, refusals word by word
 with their exit codes. Exit code 1 when something differs; each difference is named.
 """
+import gzip
 import json
 import os
 import re
@@ -82,18 +83,22 @@ def run(command, words):
     return done.stdout.decode("utf-8")
 
 
-# The Windows build refuses formats for which it has no library, and names the library.
+# The cells of a workbook, by an independent reader.
+def cells_of(workbook):
+    reader = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "documents", "read_xlsx.py")
+    return json.loads(run(["/usr/bin/python3", reader], [workbook]))
+
+
+# The Windows build refuses kinds of data for which it has no library, and names them.
 def refusals_of_what_is_left_out(windows):
     with tempfile.TemporaryDirectory() as folder:
         cases = [
-            (["feature-selection", "vehicle.csv", "--dependents", "class", "--format", "xlsx"], 2, ["does not write XLSX files"]),
             (["run", "feature_selection.py"], 1, ["feature_selection.py", "runs no Python scripts"]),
         ]
-        for name in ["a.sav", "b.zsav", "c.por", "d.sas7bdat", "e.xpt", "f.dta"]:
-            path = os.path.join(folder, name)
-            with open(path, "w", encoding="ascii") as file:
-                file.write("$FL2 any content")
-            cases.append((["variables", path], 1, [name, "SPSS, SAS and Stata files are not read by this build of velmora"]))
+        path = os.path.join(folder, "a.sqlite")
+        with open(path, "w", encoding="ascii") as file:
+            file.write("SQLite format 3")
+        cases.append((["variables", path], 1, ["a.sqlite", "SQLite databases are not read by this build of velmora"]))
         found = []
         for words, code, said in cases:
             done = subprocess.run([*windows, *words], capture_output=True)
@@ -133,6 +138,15 @@ def main():
         for path in [*saved.values(), os.path.join(out, "screening.html"), os.path.join(out, "screening.json")]:
             if not os.path.exists(path):
                 found.append(f"{path} was not written")
+        # Its workbook, whose first sheet has the run's own facts, and a packed file are as on this system.
+        run(linux, [*line[:-2], "--format", "xlsx", "--out", folder])
+        books = [os.path.join(place, "screening.xlsx") for place in (folder, out)]
+        found += differences(*(cells_of(book)[1:] for book in books), "the workbook of Windows", ITERATED)
+        packed = data + ".gz"
+        with open(data, "rb") as source, gzip.open(packed, "wb") as copy:
+            copy.write(source.read())
+        for line in (["variables", books[1], "--sheet", "2", "--format", "json"], ["variables", packed, "--format", "json"]):
+            found += differences(json.loads(run(linux, line)), json.loads(run(windows, line)), " ".join(line))
         line = ["feature-selection", saved["--coded"], "--dependents", "risk", "--quiet", "--format", "json"]
         found += differences(json.loads(run(linux, line)), json.loads(run(windows, line)), "the Parquet file of Windows")
     for words in REFUSED:

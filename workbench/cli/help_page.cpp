@@ -4,16 +4,9 @@
 #include <span>
 
 #include "workbench/data/readers.h"
-#include "workbench/documents/writers.h"
 
 namespace velmora {
 namespace {
-
-struct Place {
-  const char* name;
-  const char* withXlsx;
-  const char* withoutXlsx;
-};
 
 // The options that are the same in the help of several commands: on reading data, and on a run.
 struct OptionText {
@@ -85,18 +78,6 @@ std::string OptionLines(std::span<const OptionText> options, std::size_t column)
   return lines;
 }
 
-constexpr Place kPlaces[] = {
-    {"@FORMATS@", "terminal, json, csv, xlsx or html", "terminal, json, csv or html"},
-    {"@SCREEN_FILES@", "screening.html, .xlsx, .json, .csv and screening_bins.csv",
-     "screening.html, .json, .csv and screening_bins.csv"},
-    {"@FEATURE_FILES@", "feature_selection.html, .xlsx, .json and .csv",
-     "feature_selection.html, .json and .csv"},
-    {"@AND_WORKBOOK@", " and the workbook", ""},
-    {"@COMMA_XLSX@", ", XLSX", ""},
-    {"@AND_COLLEAGUE@", " and a workbook for a colleague", ""},
-    {"@PAGE_FORMATS@", "html,xlsx", "html"},
-};
-
 void ReplaceAll(std::string& text, std::string_view what, std::string_view by) {
   for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
     text.replace(at, what.size(), by);
@@ -125,16 +106,16 @@ void AdaptCommands(std::string&) {}
 
 std::string HelpPage(std::string_view page) {
   std::string text(page);
-  for (const Place& place : kPlaces)
-    ReplaceAll(text, place.name, WritesXlsx() ? place.withXlsx : place.withoutXlsx);
-  ReplaceAll(
-      text, "@DATA_FILES@",
-      ReadsStatisticalPackages()
-          ? "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx .xls), OpenDocument "
-            "(.ods), SPSS\n"
-            "(.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file, a DuckDB or SQLite database (.duckdb,\n"
+  std::string files =
+      "a CSV, TSV, Parquet, JSON-lines, Arrow (.arrow .feather), Excel (.xlsx .xls), OpenDocument (.ods), "
+      "SPSS\n"
+      "(.sav .por), SAS (.sas7bdat .xpt) or Stata (.dta) file, ";
+  files +=
+      ReadsDatabases()
+          ? "a DuckDB or SQLite database (.duckdb,\n"
             ".sqlite, .db), or the address of one, postgresql://USER@HOST/DATABASE?table=NAME or mysql://..."
-          : "a CSV, TSV, Parquet, JSON-lines or Arrow (.arrow .feather) file or a DuckDB database (.duckdb)");
+          : "or a DuckDB database (.duckdb)";
+  ReplaceAll(text, "@DATA_FILES@", files);
   ReplaceAll(text, "@DATA_OPTIONS@", OptionLines(kDataOptions, 30));
   ReplaceAll(text, "@DATA_OPTIONS_26@", OptionLines(kDataOptions, 26));
   ReplaceAll(text, "@DATABASE_OPTIONS@", OptionLines(kDatabaseOptions, 30));

@@ -11,7 +11,6 @@
 #include "workbench/data/names.h"
 #include "workbench/data/readers.h"
 #include "workbench/documents/terminal_text.h"
-#include "workbench/documents/writers.h"
 #include "workbench/system/system.h"
 
 namespace velmora {
@@ -128,16 +127,11 @@ std::vector<Format> OutputOptions::Formats() const {
     if (at == kWords.end())
       throw UsageError("--format takes " + JoinWords(kWords, " or ") + ", not " + ShortenedText(name) + ".");
     const auto format = static_cast<Format>(at - kWords.begin());
-    if (format == Format::kXlsx && !WritesXlsx())
-      throw UsageError(
-          "--format xlsx: this build of velmora does not write XLSX files; it writes HTML and CSV files.");
     if (std::find(formats.begin(), formats.end(), format) == formats.end()) formats.push_back(format);
   }
   if (!folder.empty()) {
-    if (formats.empty()) {
-      formats = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kHtml};
-      if (WritesXlsx()) formats.push_back(Format::kXlsx);
-    }
+    if (formats.empty())
+      formats = {Format::kTerminal, Format::kJson, Format::kCsv, Format::kHtml, Format::kXlsx};
     return formats;
   }
   if (formats.empty()) formats = {Format::kTerminal};

@@ -30,10 +30,6 @@ namespace velmora {
 
 namespace {
 
-constexpr const char* kStatExtensions[] = {".sav", ".zsav", ".por", ".sas7bdat", ".xpt", ".dta"};
-
-constexpr const char* kTableExtensions[] = {".xlsx", ".xlsm", ".xls", ".ods", ".sqlite", ".sqlite3"};
-
 void RequireReadableFile(const std::string& path) {
   RequirePath(path);
   std::error_code code;
@@ -84,11 +80,11 @@ void ReadByExtension(const std::string& path, const ReadOptions& options, Table&
 }  // namespace
 
 std::vector<std::string> ReadableExtensions() {
-  std::vector<std::string> known = {".csv",    ".tsv",   ".txt",     ".parquet", ".json", ".jsonl",
-                                    ".ndjson", ".arrow", ".feather", ".arrows",  ".ipc"};
-  if (ReadsStatisticalPackages())
-    known.insert(known.end(), std::begin(kStatExtensions), std::end(kStatExtensions));
-  if (ReadsWorkbooks()) known.insert(known.end(), std::begin(kTableExtensions), std::end(kTableExtensions));
+  std::vector<std::string> known = {".csv",    ".tsv",   ".txt",      ".parquet", ".json", ".jsonl",
+                                    ".ndjson", ".arrow", ".feather",  ".arrows",  ".ipc",  ".sav",
+                                    ".zsav",   ".por",   ".sas7bdat", ".xpt",     ".dta",  ".xlsx",
+                                    ".xlsm",   ".xls",   ".ods"};
+  if (ReadsDatabases()) known.insert(known.end(), {".sqlite", ".sqlite3"});
   known.insert(known.end(), {".duckdb", ".db"});
   return known;
 }

@@ -119,9 +119,7 @@ struct MissingOption {
 };
 MissingOption ParseMissingOption(const Table& table, std::string_view option);
 
-// Whether this build reads SPSS, SAS and Stata files.
-[[nodiscard]] bool ReadsStatisticalPackages();
-// Whether this build reads workbooks, SQLite databases and tables of database servers.
-[[nodiscard]] bool ReadsWorkbooks();
+// Whether this build reads SQLite databases and tables of database servers.
+[[nodiscard]] bool ReadsDatabases();
 
 }  // namespace velmora

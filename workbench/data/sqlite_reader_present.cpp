@@ -191,6 +191,8 @@ class SqliteReader {
 
 }  // namespace
 
+bool ReadsDatabases() { return true; }
+
 void ReadSqlite(const ForeignFile& file, RowSink& sink) { SqliteReader(file, sink).Read(); }
 
 }  // namespace velmora

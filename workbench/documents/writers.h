@@ -23,8 +23,6 @@ std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames);
 // more.
 std::string WriteJson(const Workbook& workbook, int indent = 1);
 
-// Whether this build writes XLSX files; otherwise WriteXlsx always fails, and says so.
-[[nodiscard]] bool WritesXlsx();
 
 // One worksheet per table and per text document, and first a sheet with the run's facts, notices
 // and contents; NaN, infinities and numbers from 1e308 on are written as texts. Returns false and

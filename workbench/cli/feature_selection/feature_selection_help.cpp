@@ -22,8 +22,8 @@ Examples:
           --show p --p-criterion 0.001
   A survey with weights, adults only, where -9 means no answer:
       velmora feature-selection survey.csv --dependents vote --weight w --select 'age >= 18' --missing income=-9
-  A report to open in a browser@AND_COLLEAGUE@:
-      velmora feature-selection credit.csv --dependents risk --out report --format @PAGE_FORMATS@
+  A report to open in a browser and a workbook for a colleague:
+      velmora feature-selection credit.csv --dependents risk --out report --format html,xlsx
   A table of a server, where it is:
       velmora feature-selection 'postgresql://host/bank?table=loans' --dependents risk --push-down
   The name of the best predictor, for another program:
@@ -91,8 +91,8 @@ The run of the dialogs
   --print-script              with --classic, print the run as a script for velmora run, and do nothing else
 
 Output
-  --out DIR                   write @FEATURE_FILES@ into DIR, all or none
-  --format F,...              @FORMATS@; without --out, one of them to standard output
+  --out DIR                   write feature_selection.html, .xlsx, .json and .csv into DIR, all or none
+  --format F,...              terminal, json, csv, xlsx or html; without --out, one of them to standard output
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --save-bundles              save the data with the best predictors as variable bundles, beside the other outputs
                               (without --out: in the current folder)

@@ -62,7 +62,7 @@ Files for scoring new data (all are written, or none)
 
 Output
   --out DIR               write the results into this folder
-  --format F              @FORMATS@; with --out several, separated by commas (default: all)
+  --format F              terminal, json, csv, xlsx or html; with --out several, separated by commas (default: all)
   --csv-for READER        program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe in
                           front
   --threads N             threads that work at once (default: one per processor); results do not depend on it

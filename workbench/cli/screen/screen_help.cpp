@@ -142,10 +142,10 @@ Files for scoring new data (all are written, or none)
 
 Output
   --best N                    predictors of each response whose bins are shown, 0 to 10000 (default: 5 on a terminal,
-                              20 with graphs in the page@AND_WORKBOOK@); the page shows the others on request,
-                              JSON@COMMA_XLSX@ and screening_bins.csv have them all
-  --out DIR                   write @SCREEN_FILES@ into DIR, all or none
-  --format F,...              @FORMATS@; without --out, one of them to standard output
+                              20 with graphs in the page and the workbook); the page shows the others on request,
+                              JSON, XLSX and screening_bins.csv have them all
+  --out DIR                   write screening.html, .xlsx, .json, .csv and screening_bins.csv into DIR, all or none
+  --format F,...              terminal, json, csv, xlsx or html; without --out, one of them to standard output
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
   --print-script              print the run as a script for velmora run, and do nothing else
 @RUN_OPTIONS@

@@ -322,8 +322,6 @@ std::string RelationshipsOf(const std::string& part) {
 
 }  // namespace
 
-bool ReadsWorkbooks() { return true; }
-
 void ReadXlsx(const ForeignFile& file, RowSink& sink) {
   const OfficeArchive archive(file.path, file.openPath);
   const auto tick = [&](double) { return sink.Progress(0); };

@@ -1,5 +1,4 @@
-// Replaces the readers of workbooks, SQLite databases and database servers in builds without their
-// libraries.
+// Replaces the readers of SQLite databases and database servers in builds without their libraries.
 #include "workbench/data/foreign_file.h"
 #include "workbench/data/readers.h"
 
@@ -14,13 +13,10 @@ namespace {
 
 }  // namespace
 
-void ReadXlsx(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
-void ReadXls(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
-void ReadOds(const ForeignFile& file, RowSink&) { Refuse(file, "workbooks"); }
 void ReadSqlite(const ForeignFile& file, RowSink&) { Refuse(file, "SQLite databases"); }
 void ReadPostgres(const ForeignFile& file, RowSink&) { Refuse(file, "tables of database servers"); }
 void ReadMySql(const ForeignFile& file, RowSink&) { Refuse(file, "tables of database servers"); }
 
-bool ReadsWorkbooks() { return false; }
+bool ReadsDatabases() { return false; }
 
 }  // namespace velmora

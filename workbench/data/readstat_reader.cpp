@@ -267,8 +267,6 @@ class StatReader {
 
 }  // namespace
 
-bool ReadsStatisticalPackages() { return true; }
-
 void ReadStatFile(const ForeignFile& file, RowSink& sink) { StatReader(file, sink).Read(); }
 
 }  // namespace velmora

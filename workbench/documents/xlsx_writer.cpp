@@ -309,8 +309,6 @@ class XlsxWriter {
 
 }  // namespace
 
-bool WritesXlsx() { return true; }
-
 bool WriteXlsx(const Workbook& workbook, std::string& bytes, std::string& error) {
   for (const Document& document : workbook.Documents()) {
     const Sheet* sheet = document.AsSheet();
