@@ -116,11 +116,25 @@ Table Data() {
   return table;
 }
 
-std::string Coded(const Table& table, const UnseenLevels& unseen, std::string* uncovered = nullptr) {
+// Two cases at a time, as a file is coded that is written meanwhile.
+std::vector<Column> CodeInPieces(CodingProgram& program, const Table& table) {
+  std::vector<Column> columns = program.EmptyColumns();
+  WorkerPool pool(3);
+  for (std::int64_t first = 0; first < table.caseCount; first += 2) {
+    program.CodeRows(first, static_cast<std::size_t>(std::min<std::int64_t>(2, table.caseCount - first)),
+                     &pool);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      for (const double value : program.CodedRows(i)) columns[i].values.Own().push_back(value);
+    }
+  }
+  return columns;
+}
+
+std::string CodedBy(bool isInPieces, const Table& table, const UnseenLevels& unseen, std::string* uncovered) {
   std::vector<std::string> notices;
   CodingProgram program(ParseCodingFile(kBins, "f"), table, notices, unseen);
   std::vector<const Column*> coded;
-  const std::vector<Column> columns = program.Run({});
+  const std::vector<Column> columns = isInPieces ? CodeInPieces(program, table) : program.Run({});
   for (const Column& column : columns) {
     if (column.name.ends_with("_Coded")) coded.push_back(&column);
   }
@@ -134,7 +148,6 @@ std::string Coded(const Table& table, const UnseenLevels& unseen, std::string* u
     bins.push_back(ScoreText(columns[columns.size() - 2].values[i]));
     text += Line(bins);
   }
-  if (uncovered == nullptr) return text;
   for (const CodingProgram::Uncovered& one : program.UncoveredCases()) {
     *uncovered += one.variable + ": " + std::to_string(one.missing) + " missing";
     for (const auto& [level, count] : one.levels) *uncovered += ", " + level + " " + std::to_string(count);
@@ -144,6 +157,16 @@ std::string Coded(const Table& table, const UnseenLevels& unseen, std::string* u
     *uncovered += "\n";
   }
   return text;
+}
+
+std::string Coded(const Table& table, const UnseenLevels& unseen, std::string* uncovered = nullptr) {
+  std::string ofPieces, ofWhole;
+  const std::string pieces = CodedBy(true, table, unseen, &ofPieces);
+  const std::string whole = CodedBy(false, table, unseen, &ofWhole);
+  EXPECT_EQ(pieces, whole);
+  EXPECT_EQ(ofPieces, ofWhole);
+  if (uncovered != nullptr) *uncovered += ofWhole;
+  return whole;
 }
 
 TEST(EveryForm, CodingProgramKnowsMissingSpecialAndOtherValues) {

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <random>
+#include <span>
 
 #include "tests/data/data_test_support.h"
 #include "workbench/data/atomic_file.h"
@@ -131,6 +133,59 @@ TEST_F(DataTest, AnyDoubleSurvives) {
     EXPECT_EQ(
         std::memcmp(back.columns[0].values.data(), table.columns[0].values.data(), 20000 * sizeof(double)), 0)
         << name;
+  }
+}
+
+// Columns that another table holds, handed over some rows at a time.
+class LentColumns : public RowMaker {
+ public:
+  LentColumns(const Table& table, std::size_t firstMade) : table_(table), firstMade_(firstMade) {}
+
+  void Make(std::int64_t first, std::size_t count) override {
+    EXPECT_EQ(first, next_);
+    EXPECT_LE(count, kMostRows);
+    if (first >= failsFrom) throw DataError("the rows cannot be made");
+    first_ = static_cast<std::size_t>(first);
+    count_ = count;
+    next_ = first + static_cast<std::int64_t>(count);
+  }
+  std::span<const double> Rows(std::size_t column) const override {
+    if (column < firstMade_) return {};
+    return {table_.columns[column].values.data() + first_, count_};
+  }
+
+  std::int64_t failsFrom = std::numeric_limits<std::int64_t>::max();
+
+ private:
+  const Table& table_;
+  std::size_t firstMade_, first_ = 0, count_ = 0;
+  std::int64_t next_ = 0;
+};
+
+TEST_F(DataTest, RowsMadeWhileTheyAreWritten) {
+  for (const std::int64_t cases : {1, 2048, 4096, 4097, 130000}) {
+    SCOPED_TRACE(cases);
+    Table whole;
+    whole.caseCount = cases;
+    for (const char* name : {"held", "number", "level"}) whole.columns.push_back(Make(name, {}));
+    for (std::int64_t i = 0; i < cases; ++i) {
+      for (Column& column : whole.columns)
+        column.values.Own().push_back(i % 5 == 3 ? kMissing : static_cast<double>(i % 3 + 1));
+    }
+    whole.columns[1].values.Own()[0] = 0.1;
+    whole.columns[2].fromText = true;
+    whole.columns[2].labels = {{1, "b"}, {2, "a"}, {3, "z"}, {4, "unused"}};
+    Table named = whole;
+    for (std::size_t i = 1; i < named.columns.size(); ++i) named.columns[i].values = {};
+    LentColumns maker(whole, 1);
+    SaveTable(named, Path("made.parquet"), {.maker = &maker});
+    SaveTable(whole, Path("whole.parquet"));
+    EXPECT_TRUE(Show(ReadTable(Path("made.parquet"))) == Show(ReadTable(Path("whole.parquet"))));
+    LentColumns failing(whole, 1);
+    failing.failsFrom = cases > 4096 ? 4096 : 0;
+    EXPECT_EQ(ErrorOf([&] { SaveTable(named, Path("failed.parquet"), {.maker = &failing}); }),
+              "the rows cannot be made");
+    EXPECT_FALSE(std::filesystem::exists(Path("failed.parquet")));
   }
 }
 

@@ -1,6 +1,7 @@
 #include "workbench/bins/coding_program.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 
@@ -17,12 +18,13 @@ using coding::Assignment;
 using coding::Branch;
 using coding::Choice;
 using coding::Lookup;
+using coding::OutcomeNumbers;
 using coding::Statement;
 using coding::Target;
 
 namespace {
 
-constexpr std::size_t kBlock = 4096;
+constexpr std::size_t kBlock = CodingProgram::kMostRows;
 
 using Mask = std::vector<std::uint8_t>;  // one per case of a block
 
@@ -41,15 +43,46 @@ std::set<std::size_t> TargetsOf(const Lookup& lookup) {
   return targets;
 }
 
-Column ColumnOf(Target& target) {
+// Where several assignments of an outcome are for one target, the last one counts.
+void GatherOutcomes(Lookup& lookup) {
+  for (const std::size_t target : TargetsOf(lookup)) {
+    OutcomeNumbers& given = lookup.given.emplace_back();
+    given.target = target;
+    given.numbers.resize(lookup.outcomes.size());
+    given.isGiven.resize(lookup.outcomes.size());
+    for (std::size_t i = 0; i < lookup.outcomes.size(); ++i) {
+      for (const Assignment& one : lookup.outcomes[i]) {
+        if (one.target != target) continue;
+        given.numbers[i] = one.number;
+        given.isGiven[i] = 1;
+      }
+    }
+  }
+}
+
+void GatherOutcomes(std::vector<Statement>& body) {
+  for (Statement& statement : body) {
+    if (auto* const lookup = std::get_if<Lookup>(&statement.is)) GatherOutcomes(*lookup);
+    if (auto* const choice = std::get_if<Choice>(&statement.is)) {
+      for (Branch& branch : choice->branches) GatherOutcomes(branch.body);
+    }
+  }
+}
+
+Column EmptyColumnOf(const Target& target) {
   Column column;
   column.name = target.name;
-  column.values = std::move(target.column);
   if (!target.isText) return column;
   column.fromText = true;
   column.measurement = Measurement::kCategorical;
   for (std::size_t i = 0; i < target.texts.size(); ++i)
     column.labels.push_back({static_cast<double>(i) + 1, target.texts[i]});
+  return column;
+}
+
+Column ColumnOf(Target& target) {
+  Column column = EmptyColumnOf(target);
+  column.values = std::move(target.column);
   return column;
 }
 
@@ -61,6 +94,9 @@ struct CodingProgram::Compiled {
   std::vector<Statement> statements;
   std::vector<Level> levels;
   std::vector<double> results;  // of an expression over a block
+  const Mask everyCase = Mask(kBlock, 1);
+  bool isIndependentLookups = false;
+  std::vector<std::vector<double>> rows;  // of each target, where it has no column
 
   // Every variable is made by one lookup alone, which a score is not.
   bool IsIndependentLookups() const {
@@ -90,7 +126,7 @@ struct CodingProgram::Compiled {
   }
 
   void Assign(const Assignment& assignment, const Mask& mask, std::int64_t first, std::size_t count) {
-    double* const values = targets[assignment.target].values.data() + first;
+    const std::span<double> values = targets[assignment.target].values;
     if (assignment.expression) {
       assignment.expression->EvaluateBlock(*table, first, count, results.data());
       for (std::size_t i = 0; i < count; ++i) {
@@ -104,27 +140,37 @@ struct CodingProgram::Compiled {
   void RunLookup(Lookup& lookup, const Mask& mask, std::int64_t first, std::size_t count) {
     const Column& column = table->Variable(lookup.variable);
     const MissingRange missing(column.missingCode);
+    const std::span<const double> cells(column.values.data() + first, count);
+    std::array<int, kBlock> outcomes;  // of the cases of the mask
     for (std::size_t i = 0; i < count; ++i) {
       if (!mask[i]) continue;
-      const auto place = static_cast<std::size_t>(first) + i;
-      const double value = column.values[place];
-      const bool isMissing = !std::isfinite(value) || missing.Contains(value);
-      const int outcome = isMissing ? MissingOutcome(lookup) : OutcomeOf(lookup, value, place);
-      if (lookup.sumTarget >= 0)
-        targets[static_cast<std::size_t>(lookup.sumTarget)].values[place] +=
-            outcome < 0 ? lookup.neutralPoints : lookup.points[static_cast<std::size_t>(outcome)];
-      if (outcome < 0) continue;
-      for (const Assignment& one : lookup.outcomes[static_cast<std::size_t>(outcome)])
-        targets[one.target].values[place] = one.number;
+      const bool isMissing = !std::isfinite(cells[i]) || missing.Contains(cells[i]);
+      outcomes[i] = isMissing ? MissingOutcome(lookup)
+                              : OutcomeOf(lookup, cells[i], static_cast<std::size_t>(first) + i);
+    }
+    if (lookup.sumTarget >= 0) {
+      const std::span<double> sums = targets[static_cast<std::size_t>(lookup.sumTarget)].values;
+      for (std::size_t i = 0; i < count; ++i) {
+        if (!mask[i]) continue;
+        sums[i] +=
+            outcomes[i] < 0 ? lookup.neutralPoints : lookup.points[static_cast<std::size_t>(outcomes[i])];
+      }
+    }
+    for (const OutcomeNumbers& given : lookup.given) {
+      const std::span<double> values = targets[given.target].values;
+      for (std::size_t i = 0; i < count; ++i) {
+        if (!mask[i] || outcomes[i] < 0) continue;
+        const auto outcome = static_cast<std::size_t>(outcomes[i]);
+        if (given.isGiven[outcome]) values[i] = given.numbers[outcome];
+      }
     }
   }
 
-  void SetProbabilities(std::int64_t first, std::size_t count) {
-    const auto begin = static_cast<std::size_t>(first);
+  void SetProbabilities(std::size_t count) {
     for (Target& target : targets) {
       if (target.scoreTarget < 0) continue;
-      const auto scores = targets[static_cast<std::size_t>(target.scoreTarget)].values.subspan(begin, count);
-      std::transform(scores.begin(), scores.end(), target.values.subspan(begin, count).begin(),
+      const auto scores = targets[static_cast<std::size_t>(target.scoreTarget)].values.first(count);
+      std::transform(scores.begin(), scores.end(), target.values.begin(),
                      [&](double score) { return target.scale.Probability(score); });
     }
   }
@@ -196,6 +242,8 @@ CodingProgram::CodingProgram(const CodingFile& file, const Table& table, std::ve
     for (Mask* const mask : {&level.open, &level.unknown, &level.taken}) mask->resize(kBlock);
   }
   compiled_->results.resize(kBlock);
+  GatherOutcomes(compiled_->statements);
+  compiled_->isIndependentLookups = compiled_->IsIndependentLookups();
 }
 CodingProgram::~CodingProgram() = default;
 CodingProgram::CodingProgram(CodingProgram&&) noexcept = default;
@@ -213,33 +261,34 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   ColumnMemory memory;
   const std::shared_ptr<ColumnStore> store =
       memory.StoreFor((compiled_->table->columns.size() + targets.size()) * caseCount);
-  const auto open = [&](Target& target) {
-    target.column = store ? store->Reserved(static_cast<std::size_t>(&target - targets.data()), caseCount)
-                          : ColumnValues(std::vector<double>(caseCount, target.start));
-    target.values = target.column.Writable();
+  std::vector<std::span<double>> whole(targets.size());
+  const auto open = [&](std::size_t target) {
+    targets[target].column = store ? store->Reserved(target, caseCount)
+                                   : ColumnValues(std::vector<double>(caseCount, targets[target].start));
+    whole[target] = targets[target].column.Writable();
   };
   // Each cell is written while it is in the cache: a block is cleared right before it is coded.
-  const auto clear = [&](const Target& target, std::int64_t first, std::size_t count) {
-    if (store) std::fill_n(target.values.begin() + first, count, target.start);
+  const auto enter = [&](std::size_t target, std::int64_t first, std::size_t count) {
+    targets[target].values = whole[target].subspan(static_cast<std::size_t>(first), count);
+    if (store) std::fill(targets[target].values.begin(), targets[target].values.end(), targets[target].start);
   };
-  const Mask all(kBlock, 1);
   // Calls run(first, count) for each block of cases.
   const auto forBlocks = [&](auto run) {
     for (std::size_t first = 0; first < caseCount; first += kBlock)
       run(static_cast<std::int64_t>(first), std::min(kBlock, caseCount - first));
   };
   std::vector<Column> columns(targets.size());
-  if (pool == nullptr || !compiled_->IsIndependentLookups()) {
-    for (Target& target : targets) open(target);
+  if (pool == nullptr || !compiled_->isIndependentLookups) {
+    for (std::size_t i = 0; i < targets.size(); ++i) open(i);
     const std::size_t columnCount = compiled_->table->columns.size() + targets.size();
     const std::size_t blocksHeld = kCellsHeld / kBlock / columnCount + 1;
     std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
       const double done = static_cast<double>(first) / static_cast<double>(caseCount);
       if (progress && !progress(done)) throw Cancelled();
-      for (const Target& target : targets) clear(target, first, count);
-      compiled_->RunBlock(compiled_->statements, all, 0, first, count);
-      compiled_->SetProbabilities(first, count);
+      for (std::size_t i = 0; i < targets.size(); ++i) enter(i, first, count);
+      compiled_->RunBlock(compiled_->statements, compiled_->everyCase, 0, first, count);
+      compiled_->SetProbabilities(count);
       if (++blocks % blocksHeld == 0) compiled_->Release();
     });
     compiled_->Release();
@@ -249,7 +298,7 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   const auto lookUp = [&](std::size_t index, int) {
     auto& lookup = std::get<Lookup>(compiled_->statements[index].is);
     const std::set<std::size_t> own = TargetsOf(lookup);
-    for (const std::size_t target : own) open(targets[target]);
+    for (const std::size_t target : own) open(target);
     const auto release = [&] {
       compiled_->table->Variable(lookup.variable).values.Release();
       for (const std::size_t target : own) targets[target].column.Release();
@@ -258,8 +307,8 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
     std::size_t blocks = 0;
     forBlocks([&](std::int64_t first, std::size_t count) {
       if (pool->IsStopping()) return;
-      for (const std::size_t target : own) clear(targets[target], first, count);
-      compiled_->RunLookup(lookup, all, first, count);
+      for (const std::size_t target : own) enter(target, first, count);
+      compiled_->RunLookup(lookup, compiled_->everyCase, first, count);
       if (++blocks % blocksHeld == 0) release();
     });
     release();
@@ -268,6 +317,35 @@ std::vector<Column> CodingProgram::Run(const std::function<bool(double)>& progre
   };
   if (!pool->Run(compiled_->statements.size(), lookUp, progress)) throw Cancelled();
   return columns;
+}
+
+std::vector<Column> CodingProgram::EmptyColumns() const {
+  std::vector<Column> columns;
+  for (const Target& target : compiled_->targets) columns.push_back(EmptyColumnOf(target));
+  return columns;
+}
+
+void CodingProgram::CodeRows(std::int64_t first, std::size_t count, WorkerPool* pool) {
+  std::vector<Target>& targets = compiled_->targets;
+  compiled_->rows.resize(targets.size());
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    compiled_->rows[i].assign(count, targets[i].start);
+    targets[i].values = compiled_->rows[i];
+  }
+  const auto lookUp = [&](std::size_t index, int) {
+    compiled_->RunLookup(std::get<Lookup>(compiled_->statements[index].is), compiled_->everyCase, first,
+                         count);
+  };
+  if (pool != nullptr && compiled_->isIndependentLookups) {
+    if (!pool->Run(compiled_->statements.size(), lookUp)) throw Cancelled();
+    return;
+  }
+  compiled_->RunBlock(compiled_->statements, compiled_->everyCase, 0, first, count);
+  compiled_->SetProbabilities(count);
+}
+
+std::span<const double> CodingProgram::CodedRows(std::size_t target) const {
+  return compiled_->targets[target].values;
 }
 
 std::vector<CodingProgram::Uncovered> CodingProgram::UncoveredCases() const {

@@ -3,6 +3,11 @@
 //   CodingProgram program(ParseCodingFile(content, "rules.txt"), table, notices);
 //   for (Column& coded : program.Run(progress)) table.columns.push_back(std::move(coded));
 //
+// Or some cases at a time, where the coded columns need not be in memory as a whole:
+//
+//   program.CodeRows(first, count);
+//   const std::span<const double> codes = program.CodedRows(0);
+//
 // A rules script holds If blocks and assignments to variables:
 //   If( EvalExpr("""age""<=2.500000000000000e+01") )
 //   "risk_age_Coded"="(-Inf, 25]"
@@ -18,6 +23,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -73,6 +79,15 @@ class CodingProgram {
   // pool: shares out the variables where each is a lookup of its own, as those of bins are; null:
   // the calling thread does everything.
   std::vector<Column> Run(const std::function<bool(double)>& progress, WorkerPool* pool = nullptr);
+
+  // The columns of Run without their values.
+  std::vector<Column> EmptyColumns() const;
+  // At most so many cases are coded at a time.
+  static constexpr std::size_t kMostRows = 4096;
+  // Codes count cases from first on; each case once. Throws what a condition throws.
+  void CodeRows(std::int64_t first, std::size_t count, WorkerPool* pool = nullptr);
+  // The cells of those cases, of a variable by its place in TargetNames, until the next call.
+  std::span<const double> CodedRows(std::size_t target) const;
 
   // Cases of the last run with a value that the file does not cover. Missing values are counted
   // where the file is saved bins.

@@ -34,6 +34,13 @@ struct Choice {
   std::vector<Branch> branches;
 };
 
+// What a target is given by each outcome of a lookup.
+struct OutcomeNumbers {
+  std::size_t target = 0;
+  std::vector<double> numbers;
+  std::vector<std::uint8_t> isGiven;  // no vector of bool, which threads cannot share
+};
+
 // Constants for the targets by the value of one variable.
 struct Lookup {
   int variable = 0;
@@ -50,6 +57,8 @@ struct Lookup {
   std::vector<double> points = {};
   double neutralPoints = 0;
 
+  std::vector<OutcomeNumbers> given = {};  // outcomes by target, for the run
+
   // Counted by the run:
   std::int64_t missing = 0, unseen = 0, badTexts = 0;
   std::int64_t firstBadCase = 0;
@@ -65,7 +74,7 @@ struct Target {
   bool isText = false;
   std::vector<std::string> texts;  // in byte order, each once
   ColumnValues column;             // one per case; unused while a program is compiled
-  std::span<double> values;        // of column, to be written
+  std::span<double> values;        // of the cases that are being coded
   double start = kMissing;         // of values
   // For the probability of a scorecard: the target of its score, and the formula from the score.
   int scoreTarget = -1;

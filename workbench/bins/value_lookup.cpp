@@ -24,6 +24,7 @@ ValueLookup::ValueLookup(std::vector<Range> ranges, Winner winner) {
     ends.push_back({std::nextafter(ranges[i].high, kInfinity), i, false});
   }
   std::sort(ends.begin(), ends.end(), [](const End& a, const End& b) { return a.value < b.value; });
+  outcomes_.push_back(-1);
   std::set<std::size_t> open;
   for (std::size_t i = 0; i < ends.size();) {
     const double value = ends[i].value;
@@ -35,15 +36,10 @@ ValueLookup::ValueLookup(std::vector<Range> ranges, Winner winner) {
       }
     }
     const int outcome = open.empty() ? -1 : ranges[*open.begin()].outcome;
-    if (outcome == (outcomes_.empty() ? -1 : outcomes_.back())) continue;
+    if (outcome == outcomes_.back()) continue;
     starts_.push_back(value);
     outcomes_.push_back(outcome);
   }
-}
-
-int ValueLookup::Find(double value) const {
-  const auto next = std::upper_bound(starts_.begin(), starts_.end(), value);
-  return next == starts_.begin() ? -1 : outcomes_[static_cast<std::size_t>(next - starts_.begin()) - 1];
 }
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 //   bins.Find(30) == 1; bins.Find(50) == -1;
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace velmora {
@@ -22,11 +23,20 @@ class ValueLookup {
   ValueLookup(std::vector<Range> ranges, Winner winner);
 
   // The outcome of a finite value, -1 for none. Costs log n.
-  int Find(double value) const;
+  int Find(double value) const {
+    std::size_t first = 0;  // of the pieces that the value may be in
+    // No branch depends on the value: neighbouring cases have little to do with each other.
+    for (std::size_t left = starts_.size(); left > 0;) {
+      const std::size_t half = (left + 1) / 2;
+      first += starts_[first + half - 1] <= value ? half : 0;
+      left -= half;
+    }
+    return outcomes_[first];
+  }
 
  private:
   std::vector<double> starts_;  // of the pieces into which the ranges divide the numbers, ascending
-  std::vector<int> outcomes_;   // of each piece
+  std::vector<int> outcomes_;   // before the first start, then of each piece
 };
 
 }  // namespace velmora

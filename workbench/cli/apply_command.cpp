@@ -6,6 +6,8 @@
 #include <map>
 #include <numeric>
 #include <set>
+#include <span>
+#include <utility>
 
 #include "workbench/bins/bins_view.h"
 #include "workbench/bins/coding_program.h"
@@ -22,6 +24,7 @@
 #include "workbench/cli/run_files.h"
 #include "workbench/data/column_store.h"
 #include "workbench/data/database_connection.h"
+#include "workbench/data/file_kinds.h"
 #include "workbench/data/save.h"
 #include "workbench/data/sql_text.h"
 #include "workbench/documents/terminal_text.h"
@@ -182,17 +185,20 @@ std::vector<AppliedFile> Compile(const CommandOptions& options, const UserMissin
   return files;
 }
 
+std::int64_t CountMissing(std::span<const double> codes) {
+  return std::count(codes.begin(), codes.end(), kMissing);
+}
+
 // "Coded: 12 variables; without a value: age_Coded (3 cases), home_Coded (1 case)."
-void ReportCoded(const std::vector<Column>& coded) {
+// missing: cases without a value, of each coded variable.
+void ReportCoded(std::span<const Column> coded, std::span<const std::int64_t> missing) {
   constexpr std::size_t kMostNamed = 10;
   std::string lacking;
   std::size_t count = 0;
-  for (const Column& column : coded) {
-    const auto missing = std::count(column.values.begin(), column.values.end(), kMissing);
-    column.values.Release();
-    if (missing == 0 || ++count > kMostNamed) continue;
-    lacking += (lacking.empty() ? "" : ", ") + column.name + " (" +
-               Counted(static_cast<std::size_t>(missing), "case", "cases") + ")";
+  for (std::size_t i = 0; i < coded.size(); ++i) {
+    if (missing[i] == 0 || ++count > kMostNamed) continue;
+    lacking += (lacking.empty() ? "" : ", ") + coded[i].name + " (" +
+               Counted(static_cast<std::size_t>(missing[i]), "case", "cases") + ")";
   }
   if (count > kMostNamed) lacking += " and " + Counted(count - kMostNamed, "other", "others");
   Report("Coded: " + Counted(coded.size(), "variable", "variables") +
@@ -241,9 +247,17 @@ void ReportUncovered(const CodingProgram::Uncovered& one, const CommandOptions& 
     Report("Missing: " + one.variable + " in " + cases(one.missing - one.badTexts));
 }
 
+// Each variable once, with the first of the files that do not cover it.
+void ReportUncovered(const AppliedFile& file, const CommandOptions& options, const std::string& dataFile,
+                     std::set<std::string>& reported) {
+  for (const CodingProgram::Uncovered& one : file.program.UncoveredCases()) {
+    if (reported.insert(one.variable).second) ReportUncovered(one, options, dataFile);
+  }
+}
+
 void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& options, Table& table) {
   std::vector<Column> coded;
-  std::set<std::string> reported;  // variables with values that are not covered
+  std::set<std::string> reported;
   WorkerPool pool(options.data.threads);
   for (AppliedFile& file : files) {
     const RestoredCells restored(file.special, table);
@@ -256,15 +270,80 @@ void AddCodedVariables(std::vector<AppliedFile>& files, const CommandOptions& op
         },
         &pool);
     bar.Finish();
-    for (const CodingProgram::Uncovered& one : file.program.UncoveredCases()) {
-      if (reported.insert(one.variable).second) ReportUncovered(one, options, table.fileName);
-    }
+    ReportUncovered(file, options, table.fileName, reported);
     if (options.onlyScores)
       std::erase_if(columns, [&](const Column& column) { return !file.scores.contains(column.name); });
     std::move(columns.begin(), columns.end(), std::back_inserter(coded));
   }
-  if (!options.quiet) ReportCoded(coded);
+  std::vector<std::int64_t> missing;
+  for (const Column& column : coded) {
+    missing.push_back(CountMissing(column.values));
+    column.values.Release();
+  }
+  if (!options.quiet) ReportCoded(coded, missing);
   std::move(coded.begin(), coded.end(), std::back_inserter(table.columns));
+}
+
+// Codes the cases while they are written: the coded variables, which follow those of the table, are
+// never in memory as a whole.
+class CodedRows : public RowMaker {
+ public:
+  CodedRows(std::vector<AppliedFile>& files, std::size_t firstCoded, int threads)
+      : files_(files), firstCoded_(firstCoded), pool_(threads) {
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      const std::size_t count = files[i].program.TargetNames().size();
+      for (std::size_t target = 0; target < count; ++target) places_.emplace_back(i, target);
+    }
+    missing_.resize(places_.size());
+  }
+
+  void Make(std::int64_t first, std::size_t count) override {
+    for (AppliedFile& file : files_) file.program.CodeRows(first, count, &pool_);
+    for (std::size_t i = 0; i < places_.size(); ++i) missing_[i] += CountMissing(Rows(firstCoded_ + i));
+  }
+
+  std::span<const double> Rows(std::size_t column) const override {
+    if (column < firstCoded_) return {};
+    const auto& [file, target] = places_[column - firstCoded_];
+    return files_[file].program.CodedRows(target);
+  }
+
+  std::span<const std::int64_t> Missing() const { return missing_; }
+
+ private:
+  std::vector<AppliedFile>& files_;
+  std::size_t firstCoded_;
+  WorkerPool pool_;
+  std::vector<std::pair<std::size_t, std::size_t>> places_;  // file and target of each coded variable
+  std::vector<std::int64_t> missing_;                        // cases of each
+};
+
+// Whether the cases can be coded while they are written: nothing that is found out on the way may
+// keep the file from being written, and all variables are written as they are.
+bool CanCodeWhileWriting(const CommandOptions& options, const std::vector<AppliedFile>& files) {
+  return LowerExtension(options.out) == "parquet" && !options.strict && !options.UnseenIsError() &&
+         !options.onlyScores && options.keep.empty() &&
+         std::all_of(files.begin(), files.end(),
+                     [](const AppliedFile& file) { return file.special.empty(); });
+}
+
+void CodeWhileWriting(std::vector<AppliedFile>& files, const CommandOptions& options, Table& table) {
+  const std::size_t firstCoded = table.columns.size();
+  for (const AppliedFile& file : files) {
+    for (Column& column : file.program.EmptyColumns()) table.columns.push_back(std::move(column));
+  }
+  CodedRows rows(files, firstCoded, options.data.threads);
+  ProgressBar bar;
+  bar.Start("Writing " + options.out);
+  const auto update = [&bar](double fraction) {
+    bar.Update(fraction);
+    return !WasInterrupted();
+  };
+  SaveTable(table, options.out, {.progress = update, .maker = &rows});
+  bar.Finish();
+  std::set<std::string> reported;
+  for (const AppliedFile& file : files) ReportUncovered(file, options, table.fileName, reported);
+  if (!options.quiet) ReportCoded(std::span(table.columns).subspan(firstCoded), rows.Missing());
 }
 
 // Keeps the variables with these numbers, in their order, and the coded ones.
@@ -343,12 +422,18 @@ int RunApplyCommand(const std::vector<std::string>& arguments) {
   }
   const std::size_t firstCoded = table.columns.size();
   std::vector<AppliedFile> files = Compile(options, userMissing, kept, table);
-  AddCodedVariables(files, options, table);
+  const bool isWritten = CanCodeWhileWriting(options, files);
+  if (isWritten)
+    CodeWhileWriting(files, options, table);
+  else
+    AddCodedVariables(files, options, table);
   files.clear();
   if (!options.keep.empty()) KeepOnly(kept, firstCoded, table);
   StopIfInterrupted();
   const bool forSpreadsheet = options.csvFor != 0;
-  if (options.out.empty()) {
+  if (isWritten) {
+    if (!options.quiet) Report("Written: " + options.out);
+  } else if (options.out.empty()) {
     WriteCsv(table, forSpreadsheet, [](std::string_view bytes) { WriteToStandardOutput(bytes); });
   } else {
     SaveTable(table, options.out,

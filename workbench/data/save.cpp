@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <exception>
 #include <filesystem>
 #include <span>
 #include <thread>
@@ -196,6 +197,8 @@ struct ParquetSource {
   WrittenRows written;
   std::atomic<std::int64_t> nextCase = 0;
   bool cancelled = false;
+  std::int64_t madeCases = 0;  // of the maker's columns
+  std::exception_ptr failure;  // of the maker
 
   double Fraction() const { return static_cast<double>(nextCase) / static_cast<double>(table->caseCount); }
 };
@@ -299,6 +302,15 @@ void FillVector(const Column& column, CellForm form, std::span<const double> val
   }
 }
 
+// Has the next rows made where those that are have all been written.
+void MakeRows(ParquetSource& source) {
+  if (source.options->maker == nullptr || source.nextCase < source.madeCases) return;
+  const std::int64_t count =
+      std::min<std::int64_t>(RowMaker::kMostRows, source.table->caseCount - source.nextCase);
+  if (count > 0) source.options->maker->Make(source.nextCase, static_cast<std::size_t>(count));
+  source.madeCases = source.nextCase + count;
+}
+
 void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
   auto& source = *static_cast<ParquetSource*>(duckdb_function_get_extra_info(info));
   // DuckDB may run the whole query on the thread that waits for it.
@@ -306,12 +318,25 @@ void FillChunk(duckdb_function_info info, duckdb_data_chunk chunk) {
     source.cancelled = true;
     return duckdb_function_set_error(info, "cancelled");
   }
-  const std::int64_t count = std::min<std::int64_t>(static_cast<std::int64_t>(duckdb_vector_size()),
-                                                    source.table->caseCount - source.nextCase);
+  try {
+    MakeRows(source);
+  } catch (...) {
+    source.failure = std::current_exception();
+    return duckdb_function_set_error(info, "no rows");
+  }
+  const RowMaker* const maker = source.options->maker;
+  const std::int64_t first = source.nextCase;
+  const std::int64_t end = maker != nullptr ? source.madeCases : source.table->caseCount;
+  const std::int64_t count =
+      std::min<std::int64_t>(static_cast<std::int64_t>(duckdb_vector_size()), end - first);
   for (std::size_t i = 0; i < source.forms.size(); ++i) {
     const Column& column = source.table->columns[i];
-    const std::span<const double> values(column.values.data() + source.nextCase,
-                                         static_cast<std::size_t>(count));
+    std::span<const double> values;
+    if (maker != nullptr) values = maker->Rows(i);
+    if (values.empty())
+      values = {column.values.data() + first, static_cast<std::size_t>(count)};
+    else
+      values = values.last(static_cast<std::size_t>(end - first)).first(static_cast<std::size_t>(count));
     FillVector(column, source.forms[i], values, duckdb_data_chunk_get_vector(chunk, i));
   }
   source.written.UpTo(source.nextCase);
@@ -392,6 +417,7 @@ void SaveParquet(const Table& table, const std::string& path, const SaveTableOpt
           [&] { return Continues(options, source.Fraction()); });
     } catch (const DuckDbError& error) {
       if (source.cancelled) throw Cancelled();
+      if (source.failure) std::rethrow_exception(source.failure);
       std::string reason = error.what();
       if (const std::size_t at = reason.find(target.Name()); at != std::string::npos)
         reason.replace(at, target.Name().size(), file.ShownPath());

@@ -12,7 +12,10 @@
 //   SaveTable(table, "coded.csv", {.progress = [&](double) { return !cancelled; }});
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,6 +23,18 @@
 #include "workbench/data/table.h"
 
 namespace velmora {
+
+// Makes the cells of columns that a table only names, some rows at a time, so that they need never
+// be in memory as a whole. Their texts have the codes 1, 2, ... of their labels.
+class RowMaker {
+ public:
+  virtual ~RowMaker() = default;
+  static constexpr std::size_t kMostRows = 4096;
+  // Makes count rows from first on: all rows in their order, each once, on any thread.
+  virtual void Make(std::int64_t first, std::size_t count) = 0;
+  // Those rows of a column by its place in the table, from 0; empty for one that the table holds.
+  virtual std::span<const double> Rows(std::size_t column) const = 0;
+};
 
 struct SaveTableOptions {
   // Called with the fraction done, 0 to 1, many times a second; false cancels the saving, which
@@ -30,6 +45,8 @@ struct SaveTableOptions {
   // .csv and .tsv: texts that a spreadsheet program would take for formulas get an apostrophe in
   // front, see spreadsheet_csv.h. Such a file does not read back as it was.
   bool forSpreadsheet = false;
+  // .parquet: of columns without values; null: there are none.
+  RowMaker* maker = nullptr;
 };
 
 // Throws DataError for another ending and when the file cannot be written.
