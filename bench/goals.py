@@ -289,6 +289,7 @@ class Benchmark:
             ["feature-selection", path, "--dependents", "y"],
             ["screen", path, *risk, "--predictors", "x?", "x1?"],
             ["apply", bins, path, "--out", self.data / "large_coded.parquet"],
+            ["variables", path],
         ):
             whole, limited = self.velmora(*words, "--memory", "1T"), self.velmora(*words, "--memory", "256M")
             self.table.line(f"{words[0]}: limited / in memory, by the clock", ratio(limited, whole, 1), "<= 1.5")

@@ -86,6 +86,19 @@ TEST_F(MemoryTest, KeepsResultsAndItsLimit) {
   }
 }
 
+TEST_F(MemoryTest, ListsTheVariablesOfATableThatDoesNotFit) {
+  const std::string table = WriteTable(folder_);
+  const ProcessResult held = RunVelmora({"variables", table});
+  const ProcessResult limited = RunVelmora({"variables", table, "--memory", "120M", "--threads", "3"});
+  ASSERT_EQ(limited.exitCode, 0) << limited.err;
+  EXPECT_EQ(limited.out, held.out);
+  EXPECT_EQ(limited.err, held.err);
+  EXPECT_TRUE(ScratchIsEmpty());
+#ifndef VELMORA_SANITIZED
+  EXPECT_LE(limited.peakBytes, 120 * 1048576LL);
+#endif
+}
+
 TEST_F(MemoryTest, CodesATableThatDoesNotFit) {
   const std::string table = WriteTable(folder_);
   const auto place = [&](const char* name) { return (folder_.Path() / name).string(); };

@@ -92,6 +92,13 @@ TEST_F(DataTest, ProfilesCount) {
   int done = 0;
   EXPECT_THROW(ProfileTable(table, [&](double) { return ++done < 2; }), Cancelled);
   EXPECT_THROW(InferMeasurements(table, [](double) { return false; }), Cancelled);
+  const std::vector<VariableProfile> shared = ProfileTable(table, {}, 3);
+  ASSERT_EQ(shared.size(), profiles.size());
+  for (std::size_t i = 0; i < shared.size(); ++i) {
+    EXPECT_EQ(shared[i].variableNumber, static_cast<int>(i) + 1);
+    EXPECT_EQ(shared[i].distinctCount, profiles[i].distinctCount);
+    EXPECT_EQ(shared[i].maximum, profiles[i].maximum);
+  }
   const struct {
     ValueType type;
     int valid, missing, distinct;

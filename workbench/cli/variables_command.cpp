@@ -8,7 +8,9 @@
 #include "workbench/cli/console.h"
 #include "workbench/cli/data_input.h"
 #include "workbench/cli/exit_codes.h"
+#include "workbench/cli/memory_limit.h"
 #include "workbench/cli/options.h"
+#include "workbench/data/column_store.h"
 #include "workbench/data/date_text.h"
 #include "workbench/data/measurement.h"
 #include "workbench/data/spreadsheet_csv.h"
@@ -165,8 +167,9 @@ std::string ProfilesJson(const Table& table, const std::vector<VariableProfile>&
   return TextOf(whole, 2) + "\n";
 }
 
-std::vector<VariableProfile> Profiles(const Table& table) {
-  return ProfileTable(table, [](double) { return !WasInterrupted(); });
+std::vector<VariableProfile> Profiles(const Table& table, int threads = 0) {
+  return ProfileTable(
+      table, [](double) { return !WasInterrupted(); }, threads);
 }
 
 }  // namespace
@@ -179,15 +182,21 @@ std::string VariablesJson(const Table& table) { return ProfilesJson(table, Profi
 
 int RunVariablesCommand(const std::vector<std::string>& arguments) {
   DataOptions data;
+  std::string memory;
   int format = 0, csvFor = 0;
   CommandParser parser;
   data.AddTo(parser);
   AddCsvFor(parser, csvFor);
+  parser.Text("--memory", memory);
   parser.Choice("--format", format, {"terminal", "json", "csv"});
   parser.Parse(arguments);
 
+  const MemoryLimit limit(memory);
+  LimitColumnMemory(limit.ColumnBytes());
   const Table table = LoadTable(data);
-  const std::vector<VariableProfile> profiles = Profiles(table);
+  constexpr std::uint64_t kBytesPerThread = std::uint64_t{16} << 20;  // for the distinct values of a column
+  const int threads = limit.Threads(data.threads, 0, kBytesPerThread, "a list of variables");
+  const std::vector<VariableProfile> profiles = Profiles(table, threads);
   if (format == 1) {
     WriteToStandardOutput(ProfilesJson(table, profiles));
   } else if (format == 2) {

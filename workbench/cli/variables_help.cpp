@@ -20,6 +20,8 @@ Options
   --continuous NAME...        treat these variables as measured numbers
   --categorical NAME...       treat these variables as categories
 @DATA_OPTIONS@  --threads N                 threads that work at once (default: one per processor); results do not depend on it
+  --memory LIMIT              memory that the run may take, such as 2G (default: three quarters of what there is); a
+                              table that does not fit is kept in scratch files in TMPDIR or /var/tmp
   --format F                  terminal (default), json or csv
   --csv-for READER            program (default) or spreadsheet: texts that begin with =, +, - or @ get an apostrophe
 

@@ -213,23 +213,20 @@ VariableProfile Profile(const Table& table, int variableNumber, bool exact) {
   return profile;
 }
 
-void Check(const ProfileProgress& progress, int done, const Table& table) {
-  if (progress && !progress(static_cast<double>(done) / table.VariableCount())) throw Cancelled();
-}
-
 }  // namespace
 
 VariableProfile ProfileVariable(const Table& table, int variableNumber) {
   return Profile(table, variableNumber, true);
 }
 
-std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress) {
-  std::vector<VariableProfile> profiles;
-  for (int number = 1; number <= table.VariableCount(); ++number) {
-    profiles.push_back(ProfileVariable(table, number));
-    table.Variable(number).values.Release();
-    Check(progress, number, table);
-  }
+std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress, int threads) {
+  std::vector<VariableProfile> profiles(table.columns.size());
+  const auto profile = [&](std::size_t index, int) {
+    profiles[index] = ProfileVariable(table, static_cast<int>(index) + 1);
+    table.columns[index].values.Release();
+  };
+  WorkerPool pool(threads);
+  if (!pool.Run(profiles.size(), profile, progress)) throw Cancelled();
   return profiles;
 }
 

@@ -59,8 +59,9 @@ VariableProfile ProfileVariable(const Table& table, int variableNumber);
 // Cancelled.
 using ProfileProgress = std::function<bool(double)>;
 
-// The profiles of all variables, in order.
-std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {});
+// The profiles of all variables, in order. threads: as of WorkerPool; each variable is one thread's.
+std::vector<VariableProfile> ProfileTable(const Table& table, const ProfileProgress& progress = {},
+                                          int threads = 1);
 
 // The findings of a pass over the values of a variable.
 struct ValueSurvey {
