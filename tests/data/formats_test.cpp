@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "tests/data/data_test_support.h"
+#include "tests/support/paths.h"
 #include "workbench/data/duckdb_session.h"
 
 namespace velmora {
@@ -62,6 +63,45 @@ TEST_F(DataTest, ParquetTypes) {
   EXPECT_EQ(Show(ReadTable(Path("year=2020/a.parquet"))), "a: 1");
   const std::string junk = WriteFile("junk.parquet", "not a parquet file at all");
   EXPECT_THAT(ErrorOf([&] { ReadTable(junk); }), HasSubstr("Cannot read " + junk + ": "));
+}
+
+// What is chosen is the same as in the whole table; what is not has its place and no values.
+TEST_F(DataTest, ChosenColumnsOfFiles) {
+  DuckDbSession session(1);
+  session.Run(
+      "CREATE TABLE t AS SELECT i, 'k' || i % 7 AS k, i / 3 AS x, [i] AS list, "
+      "if(i % 5 = 0, NULL, 9007199254740993 + i) AS big, DATE '2024-01-01' + i::INTEGER AS d FROM "
+      "range(5000) r(i)");
+  session.Run("COPY t TO " + SqlText(Path("a.parquet")) + " (FORMAT parquet)");
+  session.Run("COPY t TO " + SqlText(Path("a.ndjson")) + " (FORMAT json)");
+  session.Run("ATTACH " + SqlText(Path("a.duckdb")) +
+              " AS saved; CREATE TABLE saved.t AS FROM t; DETACH saved");
+  for (const std::string& path : {Path("a.parquet"), Path("a.ndjson"), Path("a.duckdb"),
+                                  SourceDir() + "/tests/data/samples/types.arrows"}) {
+    SCOPED_TRACE(path);
+    const Table whole = ReadTable(path);
+    for (std::size_t wanted = 0; wanted < whole.columns.size(); ++wanted) {
+      ReadOptions options;
+      options.choose = [&](const std::vector<std::string>& names) {
+        std::vector<bool> chosen(names.size());
+        for (std::size_t i = 0; i < names.size(); ++i) chosen[i] = names[i] == whole.columns[wanted].name;
+        return chosen;
+      };
+      const Table some = ReadTable(path, options);
+      ASSERT_EQ(some.caseCount, whole.caseCount);
+      ASSERT_EQ(some.columns.size(), whole.columns.size());
+      for (std::size_t i = 0; i < some.columns.size(); ++i)
+        EXPECT_EQ(Show(some.columns[i]), i == wanted ? Show(whole.columns[i]) : whole.columns[i].name + ":");
+    }
+  }
+  // Nothing but what no variable can hold: then all is read.
+  ReadOptions options;
+  options.choose = [](const std::vector<std::string>& names) {
+    std::vector<bool> chosen(names.size());
+    chosen[3] = true;
+    return chosen;
+  };
+  EXPECT_EQ(Show(ReadTable(Path("a.parquet"), options)), Show(ReadTable(Path("a.parquet"))));
 }
 
 TEST_F(DataTest, JsonRecords) {

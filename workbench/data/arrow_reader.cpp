@@ -161,16 +161,21 @@ class ArrowReader {
     const ForeignHeader header = Describe(schema);
     if (header.columns.empty()) throw ArrowError("it has no columns");
     RowBlocks blocks(file_.path, header, sink_);
-    std::vector<bool> wanted;
-    for (const ForeignColumn& column : header.columns) wanted.push_back(column.kind != CellKind::kLeftOut);
+    std::vector<bool> wanted(header.columns.size(), false);
+    const auto want = [&](const std::vector<std::size_t>& columns) {
+      std::fill(wanted.begin(), wanted.end(), false);
+      for (const std::size_t i : columns) wanted[i] = true;
+    };
+    const std::vector<std::size_t> chosen = sink_.ColumnsToRead();
+    blocks.Choose(chosen);
+    want(chosen);
     Deliver(schema, wanted, false, blocks);
     ForeignDetails details;
     if (!hasEnd_)
       details.warnings.push_back(file_.path + " has no end-of-stream marker: rows may be missing.");
     const std::vector<std::size_t> again = sink_.ColumnsToRepeat();
     blocks.Repeat(again);
-    std::fill(wanted.begin(), wanted.end(), false);
-    for (const std::size_t i : again) wanted[i] = true;
+    want(again);
     if (!again.empty()) Deliver(schema, wanted, true, blocks);
     sink_.End(details);
   }

@@ -72,6 +72,17 @@ class ColumnBuilder {
   bool AddKnownText(std::string_view text);
   void AddField(std::string_view text);
 
+  // Room for count more cells, to be written, then kept as numbers or dropped by SettleRoom. Each
+  // becomes kMissing or a number that AddNumber would take as it is.
+  std::span<double> AddRoom(std::size_t count) {
+    values_.resize(values_.size() + count);
+    return std::span(values_).last(count);
+  }
+  void SettleRoom(std::size_t count, bool isKept, bool hasNumbers) {
+    if (!isKept) values_.resize(values_.size() - count);
+    if (isKept && hasNumbers) mode_ = Mode::kNumbers;
+  }
+
   // Cells that a scanner has read already (record_scanner.h): plain numbers and kMissing.
   void AddNumbers(std::span<const double> cells);
 

@@ -158,10 +158,7 @@ class ColumnarReader {
                                 {},
                                 ""});
     sink_.Begin(header);
-    std::vector<std::size_t> wanted;
-    for (std::size_t i = 0; i < columns_.size(); ++i)
-      if (columns_[i].kind != CellKind::kLeftOut) wanted.push_back(i);
-    ReadInSlices(wanted, 0, 1);
+    ReadInSlices(sink_.ColumnsToRead(), 0, 1);
     const std::vector<std::size_t> again = sink_.ColumnsToRepeat();
     for (const std::size_t i : again) columns_[i] = {"CAST($ AS VARCHAR)", CellKind::kText};
     ReadInSlices(again, 1, 1);
@@ -244,7 +241,7 @@ class ColumnarReader {
         slice.values = layout.Add(8 * (count + 1));
         auto* cells = static_cast<duckdb_string_t*>(duckdb_vector_get_data(vector));
         for (idx_t row = 0; row < count; ++row)
-          if (IsValid(validity, row)) slice.byteCount += duckdb_string_t_length(cells[row]);
+          if (IsValid(validity, row)) slice.byteCount += TextOf(cells[row]).size();
         slice.bytes = layout.Add(slice.byteCount);
       }
       slices_.push_back(slice);
@@ -271,7 +268,7 @@ class ColumnarReader {
     ends[0] = 0;
     for (idx_t row = 0; row < count; ++row) {
       if (IsValid(validity, row)) {
-        const std::string_view text = TextOf(&cells[row]);
+        const std::string_view text = TextOf(cells[row]);
         std::memcpy(bytes + end, text.data(), text.size());
         end += text.size();
       }

@@ -34,7 +34,7 @@ class DuckDbConnection final : public DatabaseConnection {
         auto* const cells = static_cast<duckdb_string_t*>(duckdb_vector_get_data(vector));
         for (idx_t row = 0; row < count; ++row) {
           if (validity == nullptr || ((validity[row / 64] >> (row % 64)) & 1U) != 0)
-            rows[first + row][c] = TextOf(&cells[row]);
+            rows[first + row][c] = TextOf(cells[row]);
         }
       }
     };

@@ -54,8 +54,6 @@
   FUNCTION(duckdb_result_error)                            \
   FUNCTION(duckdb_row_count)                               \
   FUNCTION(duckdb_set_config)                              \
-  FUNCTION(duckdb_string_t_data)                           \
-  FUNCTION(duckdb_string_t_length)                         \
   FUNCTION(duckdb_table_function_set_bind)                 \
   FUNCTION(duckdb_table_function_set_extra_info)           \
   FUNCTION(duckdb_table_function_set_function)             \

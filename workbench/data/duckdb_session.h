@@ -54,9 +54,11 @@ class DuckDbSession {
 // The path as a literal for DuckDB's readers, which take * ? [ in it for a pattern.
 std::string SqlPath(const std::string& path);
 
-// The text of a VARCHAR cell.
-inline std::string_view TextOf(duckdb_string_t* cell) {
-  return {duckdb_string_t_data(cell), duckdb_string_t_length(*cell)};
+// The text of a VARCHAR cell. Short texts are in the cell itself.
+inline std::string_view TextOf(const duckdb_string_t& cell) {
+  const std::uint32_t length = cell.value.inlined.length;
+  return {length <= sizeof cell.value.inlined.inlined ? cell.value.inlined.inlined : cell.value.pointer.ptr,
+          length};
 }
 
 }  // namespace velmora

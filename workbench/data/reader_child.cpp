@@ -57,9 +57,17 @@ class ChannelSink : public RowSink {
     return true;
   }
 
-  std::vector<std::size_t> ColumnsToRepeat() override {
+  std::vector<std::size_t> ColumnsToRead() override { return Ask(MessageType::kAskChoice); }
+
+  std::vector<std::size_t> ColumnsToRepeat() override { return Ask(MessageType::kAskColumns); }
+
+  void End(const ForeignDetails& details) override { SendPacked(MessageType::kEnd, Pack(details)); }
+
+ private:
+  // Column numbers.
+  std::vector<std::size_t> Ask(MessageType question) {
     Message message;
-    message.type = MessageType::kAskColumns;
+    message.type = question;
     Send(message);
     for (;;) {
       const Message answer = Receive();
@@ -74,9 +82,6 @@ class ChannelSink : public RowSink {
     }
   }
 
-  void End(const ForeignDetails& details) override { SendPacked(MessageType::kEnd, Pack(details)); }
-
- private:
   void SendPacked(MessageType type, const std::string& bytes) {
     std::memcpy(TakeBlock(bytes.size() + 1), bytes.data(), bytes.size());
     free_[current_] = false;

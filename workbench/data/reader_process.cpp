@@ -49,6 +49,9 @@ class ReaderProcess {
           TakeRows(message, sink);
           Free(message.block);
           break;
+        case MessageType::kAskChoice:
+          AnswerColumns(sink.ColumnsToRead());
+          break;
         case MessageType::kAskColumns:
           AnswerColumns(sink.ColumnsToRepeat());
           break;

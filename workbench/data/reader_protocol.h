@@ -5,8 +5,8 @@
 // until it is named in a message, and again after kFree. A block begins with its slices; the rest
 // is the data that they describe (row_sink.h).
 //
-//   velmora       kRequest                       kFree ...              kColumns
-//   velmora-read            kBegin kGrow kRows ...         kAskColumns          kRows ... kEnd
+//   velmora       kRequest                    kColumns            kFree              kColumns
+//   velmora-read            kBegin kAskChoice          kGrow kRows       kAskColumns          kRows ... kEnd
 //
 // Either kFailed from velmora-read or its death ends the reading.
 #pragma once
@@ -40,10 +40,11 @@ enum class MessageType : std::uint32_t {
   kRows,        // the block holds rowCount rows
   kProgress,    // fraction only
   kAskColumns,  // the rows have ended; the answer is kColumns
-  kColumns,     // the block holds size column numbers to deliver again as texts
+  kColumns,     // the block holds size column numbers: to deliver, or to deliver again as texts
   kEnd,         // the block holds packed ForeignDetails of size bytes
   kFailed,      // the text is a sentence for the user
   kFree,        // velmora-read may fill the block again, of size bytes in all
+  kAskChoice,   // which columns to deliver; the answer is kColumns
 };
 
 struct Message {

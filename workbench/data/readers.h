@@ -83,9 +83,9 @@ struct ReadOptions {
   // Receives the values that the file declares missing; they are missing in the table. Null: not
   // wanted.
   UserMissing* userMissing = nullptr;
-  // Delimited text: chooses which of the columns with these names are read, at least one;
-  // empty: all. Called only where no column affects how others are read. Columns that are
-  // not chosen have no values.
+  // Chooses which of the columns with these names are read, at least one; empty: all. Called for
+  // delimited text, Parquet, JSON, Arrow, DuckDB's files and queries, and only where no column
+  // affects how others are read. Columns that are not chosen have no values.
   std::function<std::vector<bool>(const std::vector<std::string>& names)> choose;
   // Called on the calling thread with the fraction done, 0 to 1, many times a second; false cancels
   // the reading, which throws Cancelled.

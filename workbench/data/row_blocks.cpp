@@ -36,16 +36,18 @@ RowBlocks::RowBlocks(const std::string& path, const ForeignHeader& header, RowSi
   ChooseRowsPerBlock();
 }
 
-void RowBlocks::Repeat(const std::vector<std::size_t>& columns) {
+void RowBlocks::Choose(const std::vector<std::size_t>& columns) {
   for (Pending& column : columns_) column.wanted = false;
-  for (const std::size_t i : columns) {
-    columns_[i].wanted = true;
-    columns_[i].kind = CellKind::kText;
-  }
+  for (const std::size_t i : columns) columns_[i].wanted = true;
+  ChooseRowsPerBlock();
+}
+
+void RowBlocks::Repeat(const std::vector<std::size_t>& columns) {
+  Choose(columns);
+  for (const std::size_t i : columns) columns_[i].kind = CellKind::kText;
   for (Pending& column : columns_) column.Clear();
   rowCount_ = 0;
   delivered_ = 0;
-  ChooseRowsPerBlock();
 }
 
 void RowBlocks::ChooseRowsPerBlock() {

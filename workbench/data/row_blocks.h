@@ -23,6 +23,9 @@ class RowBlocks {
   // path is for messages; all three outlive the object.
   RowBlocks(const std::string& path, const ForeignHeader& header, RowSink& sink);
 
+  // Before the first cell: only these columns are delivered.
+  void Choose(const std::vector<std::size_t>& columns);
+
   // Starts a second delivery, of these columns only, as texts.
   void Repeat(const std::vector<std::size_t>& columns);
 

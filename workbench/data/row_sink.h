@@ -3,6 +3,7 @@
 // UTF-8 bytes); a sink takes them, in the same process or on the other side of a process boundary.
 //
 //   sink.Begin({columns, caseCount, sidecar});
+//   columns = sink.ColumnsToRead();                    // where the reader can skip some
 //   while (there are rows) {
 //     std::byte* block = sink.Buffer(byteCount);       // fill it
 //     sink.Deliver(slices, rowCount, fractionRead);
@@ -93,6 +94,9 @@ class RowSink {
  public:
   virtual ~RowSink() = default;
   virtual void Begin(const ForeignHeader& header) = 0;
+  // After Begin: the numbers of the columns to deliver, at least one. A reader that cannot skip
+  // columns need not ask.
+  virtual std::vector<std::size_t> ColumnsToRead() = 0;
   // Memory for one block, aligned to 64 bytes, until Deliver.
   virtual std::byte* Buffer(std::uint64_t byteCount) = 0;
   // fraction: how much of the file has been read, 0 to 1, or less when it is not known.

@@ -18,14 +18,43 @@ T Load(const std::byte* at) {
   return value;
 }
 
+bool IsPresent(const std::byte* bitmap, std::int64_t row) {
+  return bitmap == nullptr || ((static_cast<unsigned>(bitmap[row / 8]) >> (row % 8)) & 1U) != 0;
+}
+
 template <class Add>
 void ForCells(const std::byte* bitmap, std::int64_t rowCount, ColumnBuilder& builder, Add add) {
   for (std::int64_t row = 0; row < rowCount; ++row) {
-    if (bitmap != nullptr && ((static_cast<unsigned>(bitmap[row / 8]) >> (row % 8)) & 1U) == 0)
-      builder.AddMissing();
-    else
+    if (IsPresent(bitmap, row))
       add(row);
+    else
+      builder.AddMissing();
   }
+}
+
+// Numbers that a builder takes as they are.
+bool IsPlain(double cell) { return cell > -1.69e308 && cell < 1.69e308; }
+bool IsPlain(std::int64_t cell) {
+  constexpr std::int64_t kMost = std::int64_t{1} << 53;
+  return cell >= -kMost && cell <= kMost;
+}
+
+// Adds a slice at once where each of its cells is plain or missing; otherwise adds nothing and
+// returns false.
+template <class Cell>
+bool AddPlainCells(const std::byte* values, const std::byte* bitmap, std::int64_t rowCount,
+                   ColumnBuilder& builder) {
+  const std::span<double> cells = builder.AddRoom(static_cast<std::size_t>(rowCount));
+  bool isPlain = true, isAnyPresent = false;
+  for (std::int64_t row = 0; row < rowCount; ++row) {
+    const Cell cell = Load<Cell>(values + 8 * row);
+    const bool isPresent = IsPresent(bitmap, row);
+    isPlain &= !isPresent | IsPlain(cell);
+    isAnyPresent |= isPresent;
+    cells[static_cast<std::size_t>(row)] = isPresent ? static_cast<double>(cell) : kMissing;
+  }
+  builder.SettleRoom(cells.size(), isPlain, isAnyPresent);
+  return isPlain;
 }
 
 // A whole number beyond 2^53 must be exact as a double, otherwise the column becomes text.
@@ -41,6 +70,8 @@ void AddWhole(Whole cell, ColumnBuilder& builder) {
 
 void TableSink::Begin(const ForeignHeader& header) {
   header_ = header;
+  names_.clear();
+  builders_.clear();
   for (const ForeignColumn& column : header_.columns) names_.push_back(CleanText(column.name));
   SettleNames(path_, names_, nameWarnings_);
   if (!header_.sidecar.empty()) sidecar_ = ParseSidecar(header_.sidecar, "The description inside " + path_);
@@ -53,17 +84,38 @@ void TableSink::Begin(const ForeignHeader& header) {
     builders_.emplace_back(names_[i], static_cast<int>(i) + 1, false, &options_.missingTexts);
   ForceTexts(sidecar_, builders_);
   cleaned_.resize(names_.size());
+  wanted_.assign(names_.size(), true);
+}
+
+bool TableSink::IsRead(std::size_t column) const {
+  return wanted_[column] && header_.columns[column].kind != CellKind::kLeftOut;
+}
+
+std::vector<std::size_t> TableSink::ColumnsToRead() {
+  const auto numbers = [this] {
+    std::vector<std::size_t> read;
+    for (std::size_t i = 0; i < names_.size(); ++i)
+      if (IsRead(i)) read.push_back(i);
+    return read;
+  };
+  if (options_.choose) wanted_ = options_.choose(names_);
+  if (std::vector<std::size_t> read = numbers(); !read.empty()) return read;
+  wanted_.assign(names_.size(), true);
+  return numbers();
+}
+
+void TableSink::ReserveCells() {
+  isReserved_ = true;
   // A damaged header claims any number of rows; a sound one rarely more than eight cells per byte.
   const auto most = static_cast<std::int64_t>(
       std::max<std::uint64_t>(65536, 8 * fileBytes_ / static_cast<std::uint64_t>(names_.size())));
   const std::int64_t expected = std::min(header_.caseCount, most);
   if (expected <= 0) return;
-  const auto read =
-      std::count_if(header_.columns.begin(), header_.columns.end(),
-                    [](const ForeignColumn& column) { return column.kind != CellKind::kLeftOut; });
-  StoreWhereLarge(static_cast<std::uint64_t>(expected) * static_cast<std::uint64_t>(read));
+  std::uint64_t read = 0;
+  for (std::size_t i = 0; i < builders_.size(); ++i) read += IsRead(i);
+  StoreWhereLarge(static_cast<std::uint64_t>(expected) * read);
   for (std::size_t i = 0; i < builders_.size(); ++i)
-    if (header_.columns[i].kind != CellKind::kLeftOut) builders_[i].Reserve(expected);
+    if (IsRead(i)) builders_[i].Reserve(expected);
 }
 
 void TableSink::StoreWhereLarge(std::uint64_t cells) {
@@ -85,6 +137,7 @@ void TableSink::Deliver(std::span<const ColumnSlice> slices, std::int64_t rowCou
 
 void TableSink::Take(std::span<const std::byte> block, std::span<const ColumnSlice> slices,
                      std::int64_t rowCount) {
+  if (!isReserved_) ReserveCells();
   for (const ColumnSlice& slice : slices) {
     if (slice.column >= builders_.size()) throw DataError("Cannot read " + path_ + ": a column is unknown.");
     TakeSlice(block, slice, rowCount);
@@ -105,7 +158,7 @@ void TableSink::TakeSlice(std::span<const std::byte> block, const ColumnSlice& s
     throw DataError("Cannot read " + path_ + ": a block of its rows is damaged.");
   const std::byte* const bitmap = slice.bitmap == kNoBitmap ? nullptr : part(slice.bitmap, (rows + 7) / 8);
   ColumnBuilder& builder = builders_[slice.column];
-  if (builder.NeedsTexts()) return;
+  if (builder.NeedsTexts() || !IsRead(slice.column)) return;
   if (slice.kind == CellKind::kText || slice.kind == CellKind::kDigits) {
     const std::byte* const offsets = part(slice.values, 8 * (rows + 1));
     const auto* const bytes = reinterpret_cast<const char*>(part(slice.bytes, slice.byteCount));
@@ -126,9 +179,11 @@ void TableSink::TakeSlice(std::span<const std::byte> block, const ColumnSlice& s
   const std::byte* const values = part(slice.values, 8 * rows);
   switch (slice.kind) {
     case CellKind::kNumber:
+      if (AddPlainCells<double>(values, bitmap, rowCount, builder)) return;
       return ForCells(bitmap, rowCount, builder,
                       [&](std::int64_t row) { builder.AddNumber(Load<double>(values + 8 * row)); });
     case CellKind::kWhole:
+      if (AddPlainCells<std::int64_t>(values, bitmap, rowCount, builder)) return;
       return ForCells(bitmap, rowCount, builder, [&](std::int64_t row) {
         if (!builder.NeedsTexts()) AddWhole(Load<std::int64_t>(values + 8 * row), builder);
       });
@@ -156,8 +211,7 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
   for (const std::string& warning : details_.warnings) warnings.push_back(CleanText(warning));
   bool first = true;
   for (std::size_t i = 0; i < builders_.size(); ++i) {
-    const ForeignColumn& source = header_.columns[i];
-    if (source.kind == CellKind::kLeftOut) continue;
+    if (!IsRead(i)) continue;
     const std::int64_t cases = builders_[i].CaseCount();
     if (first) table.caseCount = cases;
     first = false;
@@ -172,6 +226,12 @@ void TableSink::MoveInto(Table& table, std::vector<std::string>& warnings) {
     if (source.kind == CellKind::kLeftOut) {
       notes.push_back(
           {ColumnNoteKind::kLeftOut, names_[i], "Columns of lists or structures are left out", ""});
+      continue;
+    }
+    if (!wanted_[i]) {
+      // Keeps its place, so that variables keep their numbers, and has no values.
+      table.columns.emplace_back().name = names_[i];
+      sidecar_.variables.erase(names_[i]);
       continue;
     }
     Column column = builders_[i].Finish(notes);

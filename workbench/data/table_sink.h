@@ -18,6 +18,7 @@ class TableSink : public RowSink {
   std::byte* Buffer(std::uint64_t byteCount) override;
   void Deliver(std::span<const ColumnSlice> slices, std::int64_t rowCount, double fraction) override;
   bool Progress(double fraction) override { return progress_.Report(fraction); }
+  std::vector<std::size_t> ColumnsToRead() override;
   std::vector<std::size_t> ColumnsToRepeat() override;
   void End(const ForeignDetails& details) override { details_ = details; }
 
@@ -29,6 +30,8 @@ class TableSink : public RowSink {
   void MoveInto(Table& table, std::vector<std::string>& warnings);
 
  private:
+  bool IsRead(std::size_t column) const;
+  void ReserveCells();
   void StoreWhereLarge(std::uint64_t cells);
   void TakeSlice(std::span<const std::byte> block, const ColumnSlice& slice, std::int64_t rowCount);
   // missing: of the column; its texts get their labels where the column's do.
@@ -39,6 +42,7 @@ class TableSink : public RowSink {
   ReadProgress progress_;
   std::uint64_t fileBytes_;
   ColumnMemory memory_;
+  bool isReserved_ = false;
   bool isStored_ = false;
   std::uint64_t cells_ = 0;  // of all columns so far
   ForeignHeader header_;
@@ -47,6 +51,7 @@ class TableSink : public RowSink {
   std::vector<std::string> names_;
   std::vector<std::string> nameWarnings_;
   std::vector<ColumnBuilder> builders_;
+  std::vector<bool> wanted_;
   std::vector<bool> cleaned_;  // columns with bytes that had to be replaced
   std::vector<std::byte> buffer_;
 };
