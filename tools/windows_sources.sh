@@ -21,8 +21,15 @@ mkdir -p "$target/apt/lists/partial" "$target/apt/cache/archives/partial"
 
 # The archive's own folder for lists, since this system's need not have sources.
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-apt-get indextargets --format '$(REPO_URI)|$(RELEASE)|$(COMPONENT)|$(SIGNED_BY)' \
-  'Created-By: Packages' 'Origin: Debian' | sort -u | while IFS='|' read -r uri suite component key; do
+archives() {
+  apt-get indextargets --format '$(REPO_URI)|$(RELEASE)|$(COMPONENT)|$(SIGNED_BY)' 'Created-By: Packages' 'Origin: Debian'
+}
+if [ -z "$(archives)" ]; then  # nothing was installed before, and the image has no lists
+  as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+fi
+archives | sort -u | while IFS='|' read -r uri suite component key; do
   [ "$component" = main ] || continue
   option=
   [ "${key#/}" = "$key" ] || option="[signed-by=$key] "

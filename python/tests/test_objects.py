@@ -106,9 +106,9 @@ import velmora
 rng = np.random.default_rng(1)
 columns = {f"x{i}": rng.normal(size=20000) for i in range(40)} | {"y": rng.normal(size=20000)}
 app = velmora.new_application(columns)
-threading.Timer(0.05, lambda: os.kill(os.getpid(), signal.SIGINT)).start()
 try:
-    while True:
+    threading.Timer(0.05, lambda: os.kill(os.getpid(), signal.SIGINT)).start()
+    for _ in range(1000):
         startup = app.StartFeatureSelection()
         startup.Variables = [["y"], [], list(range(1, 41)), []]
         startup.OK()

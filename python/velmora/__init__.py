@@ -39,7 +39,6 @@ if TYPE_CHECKING:
 __version__ = library_version()
 
 __all__ = [
-    "Application",
     "Binning",
     "Bins",
     "Cancelled",

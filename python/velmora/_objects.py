@@ -14,7 +14,6 @@ import signal
 import struct
 import sys
 import threading
-import types
 from collections.abc import Iterator, Mapping
 from typing import Any, NoReturn
 
@@ -486,8 +485,3 @@ def start(options: Mapping[str, Any]) -> Object:
 def application() -> Object:
     """``velmora.Application``: the application of this process, which the first use starts."""
     return _application if _application is not None else start({})
-
-
-def is_own_frame(code: types.CodeType) -> bool:
-    """Whether a frame of a traceback is one of this package's."""
-    return os.path.dirname(code.co_filename) == os.path.dirname(__file__)

@@ -533,10 +533,9 @@ startup = app.StartFeatureSelection()
 startup.Variables = [[1], [], list(range(2, 62)), []]
 def interrupt():
     os.kill(os.getpid(), signal.SIGINT)
-timer = threading.Timer(0.01, interrupt)
-timer.start()
 try:
-    while True:
+    threading.Timer(0.01, interrupt).start()
+    for _ in range(1000):
         startup.NumberOfCutsForContinuousPredictor = 10
         if startup.OK():
             startup = app.StartFeatureSelection()

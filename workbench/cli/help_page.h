@@ -1,7 +1,7 @@
-// Help pages as this build needs them: without the formats that it cannot write, and with the
-// quoting of the system's shell.
+// Help pages as this build needs them: the kinds of data that it reads, the options that commands
+// share, and the quoting of the system's shell.
 //
-//   HelpPage("--format F  @FORMATS@")   // "--format F  terminal, json, csv, xlsx or html"
+//   HelpPage("Data can be\n@DATA_FILES@")
 #pragma once
 
 #include <string>

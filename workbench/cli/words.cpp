@@ -8,7 +8,7 @@
 namespace velmora {
 namespace {
 
-// No shell gives any of them a meaning.
+// No POSIX shell gives any of them a meaning.
 bool IsPlain(const std::string& word) {
   return !word.empty() && std::all_of(word.begin(), word.end(), [](unsigned char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c >= 0x80 ||

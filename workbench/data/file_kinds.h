@@ -6,8 +6,8 @@
 
 namespace velmora {
 
-// The endings that ReadTable recognises, each with its dot. A build without ReadStat reads no SPSS,
-// SAS and Stata files.
+// The endings that ReadTable recognises, each with its dot. The Windows build reads no SQLite
+// databases.
 [[nodiscard]] std::vector<std::string> ReadableExtensions();
 // The endings that SaveTable writes, each with its dot, the usual one first.
 [[nodiscard]] std::vector<std::string> WritableExtensions();

@@ -137,6 +137,7 @@ void TableSink::Deliver(std::span<const ColumnSlice> slices, std::int64_t rowCou
 
 void TableSink::Take(std::span<const std::byte> block, std::span<const ColumnSlice> slices,
                      std::int64_t rowCount) {
+  if (builders_.empty()) throw DataError("Cannot read " + path_ + ": a block of its rows is damaged.");
   if (!isReserved_) ReserveCells();
   for (const ColumnSlice& slice : slices) {
     if (slice.column >= builders_.size()) throw DataError("Cannot read " + path_ + ": a column is unknown.");

@@ -23,7 +23,6 @@ std::string WriteCsv(const Sheet& sheet, const ShortNames& shortNames);
 // more.
 std::string WriteJson(const Workbook& workbook, int indent = 1);
 
-
 // One worksheet per table and per text document, and first a sheet with the run's facts, notices
 // and contents; NaN, infinities and numbers from 1e308 on are written as texts. Returns false and
 // sets error to one sentence when the file cannot be made (no space for the library's temporary

@@ -211,7 +211,7 @@ class XlsxWriter {
   void AddFacts(lxw_worksheet* sheet, lxw_row_t& row, const std::vector<Fact>& facts) {
     for (const Fact& fact : facts) {
       WriteText(sheet, row, 0, fact.key, wrapped_);
-      if (fact.number) {
+      if (fact.number && std::fabs(*fact.number) < kLargestNumber) {
         const bool isWhole = *fact.number == std::floor(*fact.number);
         worksheet_write_number(sheet, row++, 1, *fact.number, isWhole ? count_ : number_);
       } else {
