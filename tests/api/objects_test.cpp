@@ -7,6 +7,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -22,11 +23,12 @@ using nlohmann::json;
 using velmora::testing::RunVelmora;
 using velmora::testing::Sample;
 
-velmora_value Text(const std::string& text) {
+// text must outlive the value.
+velmora_value Text(std::string_view text) {
   velmora_value value{};
   value.type = VELMORA_TEXT;
   value.length = static_cast<std::int64_t>(text.size());
-  value.as.text = text.c_str();
+  value.as.text = text.data();
   return value;
 }
 velmora_value Integer(std::int64_t integer) {
