@@ -105,7 +105,7 @@ typedef struct velmora_state velmora_state;     /* what is known of a part of th
 typedef struct velmora_rows velmora_rows;       /* the rows that a database answers with */
 typedef struct velmora_object velmora_object;   /* an automation object: a dialog, a document, ... */
 
-/* "1.2.0" */
+/* "1.1.0" */
 VELMORA_API const char* velmora_version(void);
 
 /* --- Sessions */

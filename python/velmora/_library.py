@@ -186,7 +186,7 @@ LIBRARY = _load()
 
 
 def library_version() -> str:
-    """Version of the loaded library, such as ``"1.2.0"``."""
+    """Version of the loaded library, such as ``"1.1.0"``."""
     return str(LIBRARY.velmora_version().decode())
 
 

@@ -39,7 +39,7 @@ std::vector<std::uint32_t> Grouping::Assign(const Column& column, const PartCase
   for (std::size_t i = 0; i < cases.Count(); ++i) {
     if (cases.used[i] == 0) continue;
     const double value = column.values[i];
-    if (std::isnan(value) || missing.Contains(value)) {
+    if (IsAbsent(value, missing)) {
       groupOf[i] = Count();
       continue;
     }

@@ -40,10 +40,6 @@ Kind KindOf(const Column& column) {
   return Kind::kNumbers;
 }
 
-bool IsAbsent(double value, const vlm::MissingRange& missing) {
-  return std::isnan(value) || missing.Contains(value);
-}
-
 bool AreWhole(std::span<const double> values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return v == std::floor(v); });
 }
