@@ -29,7 +29,7 @@ PYTHON ?= python3
 bench-peers: bench
 	@$(PYTHON) bench/compare.py build/bench_screen
 
-# Every goal of speed, reached or missed, in about a quarter of an hour. PYTHON needs what bench/goals.py names.
+# Every goal of speed, reached or missed. PYTHON needs what bench/goals.py names.
 bench-goals: bench
 	@$(PYTHON) bench/goals.py build
 

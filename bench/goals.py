@@ -4,8 +4,7 @@
     bench/goals.py FOLDER [--scale SHARE] [--only PART,PART] [--data FOLDER]
 
 FOLDER holds velmora, velmora-read, bench_screen, machine_limits and text_limit (`make bench`). The Python that runs this
-needs numpy, duckdb, polars and pyarrow; comparisons with scikit-learn, pandas and optbinning are left out where they are
-missing. --scale 0.01 makes all tables smaller, to try the program. PARTs: kernels, trees, threads, text, parquet,
+needs numpy, duckdb, polars and pyarrow; comparisons with scikit-learn and pandas are left out where they are missing. --scale 0.01 makes all tables smaller, to try the program. PARTs: kernels, trees, threads, text, parquet,
 memory, apply, growth.
 
 A goal is compared with the median of the ratios of pairs of runs, both sides in turns. Kernels and apply are compared by

@@ -303,8 +303,9 @@ def rank(
         65,536.
     source : {"auto", "rows", "files"}
         Whether executors read the Parquet files of a frame that is no more than their columns
-        ("files"), which is several times faster, or Spark hands over rows ("rows"). Default: files
-        where they can be read as Spark does, else rows; a notice says which and why.
+        ("files"), which spares Spark turning every cell into what Python takes, or Spark hands over
+        rows ("rows"). Default: files where they can be read as Spark does, else rows; a notice says
+        which and why.
     **options
         As of :func:`velmora.rank`, without ``strata``, ``clusters`` and ``classic``.
         ``select="age > 30"`` is an expression of this package; a condition of Spark goes into
